@@ -1,0 +1,74 @@
+#include "core/Program.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/TaskLoop.h"
+
+namespace pellora {
+
+namespace {
+
+template <class Array>
+auto& At(Array& array, int index) {
+  if (index < 0 || static_cast<std::size_t>(index) >= array.size()) {
+    throw Failure(FailureNumber::OutOfRange, "no such record");
+  }
+  return array[static_cast<std::size_t>(index)];
+}
+
+Task<> SayAndEnd(Program* program, std::string reason) {
+  (void)co_await program->boxes.Ask(program, {std::move(reason), kProgramName, kCritical});
+  program->platform.machine.End(1);
+}
+
+}  // namespace
+
+Program::Program(Platform& thePlatform) : platform(thePlatform), boxes(thePlatform) {}
+
+DownloadRecord& Program::Download(int index) { return At(downloads_, index); }
+std::shared_ptr<Transfer>& Program::TransferWindowAt(int index) { return At(transferWindows_, index); }
+std::shared_ptr<ZipViewer>& Program::ZipViewerAt(int index) { return At(zipViewers_, index); }
+
+std::uint32_t Program::Serial(int index) const {
+  if (index < 0 || static_cast<std::size_t>(index) >= serials_.size()) return 0;
+  return serials_[static_cast<std::size_t>(index)];
+}
+
+void Program::RaiseSerial(int index) { At(serials_, index) = nextSerial_++; }
+
+void Program::ResizeDownloads(std::int16_t count) {
+  const std::size_t size = static_cast<std::size_t>(count) + 1;
+  for (std::size_t i = size; i < downloads_.size(); ++i) serials_[i] = nextSerial_++;  // their records are gone
+  downloads_.resize(size);
+  transferWindows_.resize(std::max(transferWindows_.size(), size));
+  zipViewers_.resize(std::max(zipViewers_.size(), size));
+  while (serials_.size() < size) serials_.push_back(nextSerial_++);
+  DownloadCount = count;
+}
+
+int Program::ActiveCount() const {
+  return static_cast<int>(
+      std::count_if(downloads_.begin() + 1, downloads_.end(), [](const auto& r) { return r.InUse && r.Active; }));
+}
+
+std::int32_t Program::SessionBytes() const {
+  constexpr std::uint64_t kMost = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::min(sessionTotal_, kMost));
+}
+
+const std::string& Program::Text(int number) const {
+  static const std::string kNone;
+  if (number < 0 || number >= kLangStringCount) return kNone;
+  return LangStrings[static_cast<std::size_t>(number)];
+}
+
+void Program::EndWithFailure(const std::string& reason) {
+  if (ending_) return;
+  ending_ = true;
+  platform.tasks.Spawn(SayAndEnd(this, reason));
+}
+
+}  // namespace pellora

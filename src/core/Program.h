@@ -1,0 +1,96 @@
+// Program: the process-wide state that every part reads and writes in place.
+//
+// Downloads, TransferWindows and ZipViewers are parallel: element i of each belongs to record i; element
+// 0 stays blank. The latter two may be longer than Downloads after a reset; nobody shrinks them.
+// Each slot has a serial, raised whenever the slot is filled, deleted, cleared or reset. Whoever waits
+// keeps (index, serial) and does nothing more to the record if they no longer match.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/Record.h"
+#include "core/Settings.h"
+#include "core/Transfer.h"
+#include "platform/Boxes.h"
+#include "platform/Platform.h"
+
+namespace pellora {
+
+class Window;
+
+inline constexpr std::int16_t kMaxRecords = 32767;
+inline constexpr const char* kProgramName = "Pellora !";
+inline constexpr const char* kVersionText = "5.2";
+
+// All numbered texts; empty until a language file fills them.
+inline constexpr int kLangStringCount = 1025;
+using LangStringArray = std::array<std::string, kLangStringCount>;
+
+class Program {
+ public:
+  explicit Program(Platform& platform);
+
+  Platform& platform;
+  Boxes boxes;
+  Settings settings;
+  LangStringArray LangStrings;
+
+  std::int16_t DownloadCount = 0;
+  bool ShowTransferWindow = false;
+  bool listLoaded = false;  // no save before the list was read
+
+  // Set by the App, in place before the start sequence runs.
+  Lists* lists = nullptr;
+  std::function<std::shared_ptr<Transfer>()> newTransferWindow;
+  std::function<std::shared_ptr<ZipViewer>()> newZipViewer;  // empty while there is no viewer
+  std::function<void()> saveAndQuit;
+  // The windows that a language is applied to, created if need be, in the told order.
+  std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;
+
+  // Record, transfer object or viewer `index`. Failure(OutOfRange) outside 0 to DownloadCount (of the
+  // record array), so that an index kept across a reset fails and harms nothing.
+  DownloadRecord& Download(int index);
+  std::shared_ptr<Transfer>& TransferWindowAt(int index);
+  std::shared_ptr<ZipViewer>& ZipViewerAt(int index);
+
+  std::uint32_t Serial(int index) const;  // 0 for a slot that does not exist
+  void RaiseSerial(int index);
+  // The slot still belongs to who saw `serial`.
+  bool Holds(int index, std::uint32_t serial) const { return serial != 0 && Serial(index) == serial; }
+
+  // Records `count`; the parallel arrays grow with it and never shrink. Every new element is blank.
+  void ResizeDownloads(std::int16_t count);
+
+  // Records that transfer now: InUse and Active. The one meaning of active in the program.
+  int ActiveCount() const;
+
+  // Bytes received on any socket since the start. The 64-bit sum is what differences are taken from;
+  // SessionBytes is what is shown, held at the largest signed 32-bit value.
+  void CountReceived(std::size_t bytes) { sessionTotal_ += bytes; }
+  std::uint64_t SessionTotal() const { return sessionTotal_; }
+  std::int32_t SessionBytes() const;
+
+  // Language text; empty for a number outside the table.
+  const std::string& Text(int number) const;
+
+  // Says which file and why, keeps the list as last saved, and ends the program with a non-zero code.
+  void EndWithFailure(const std::string& reason);
+  bool Ending() const { return ending_; }
+
+ private:
+  std::deque<DownloadRecord> downloads_{1};
+  std::deque<std::shared_ptr<Transfer>> transferWindows_{1};
+  std::deque<std::shared_ptr<ZipViewer>> zipViewers_{1};
+  std::deque<std::uint32_t> serials_{1};
+  std::uint32_t nextSerial_ = 1;
+  std::uint64_t sessionTotal_ = 0;
+  bool ending_ = false;
+};
+
+}  // namespace pellora

@@ -1,0 +1,45 @@
+// Settings: the user's options, read directly by everyone, written back only by the options dialog.
+// Each variable bears the name of its key in the store. All are zero until LoadSettings.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace pellora {
+
+class Clock;
+class Machine;
+class SettingsStore;
+
+struct Settings {
+  bool BrowserIngeration = false;
+  bool CheckClipboard = false;
+  bool SaveAs = false;
+  bool SafeDisk = false;        // kept and shown; nothing else reads it
+  std::string DownloadFolder;   // ends in "/"
+  std::string TempFolder;       // ends in "/"
+  std::int32_t MaxSegments = 0;
+  std::int32_t MaxSimulDownlads = 0;
+  bool AutoPreviewZIP = false;
+  double ScheduleDate = 0;      // days since 30 December 1899, local
+  bool AutoCloseInternet = false;  // kept and shown; nothing else reads it
+  bool Schedule = false;
+  std::string ProxyServer;
+  std::int32_t ProxyPort = 0;
+  bool ProxyFTP = false;        // kept and shown; nothing else reads it
+  bool ProxyHTTP = false;
+  bool AutoStart = false;
+  std::string Language;         // base name of the language file
+  std::string IgnoreString;
+  double ScheduleHour = 0;      // the next occurrence of the daily hour, as a date and time
+  std::int16_t ScheduleOption = 0;  // 0 once at ScheduleDate, else daily at ScheduleHour
+};
+
+// Reads every key in the told order. The first text that does not convert throws Failure(Conversion):
+// the keys behind it keep their zero values.
+void LoadSettings(Settings& settings, const SettingsStore& store, const Machine& machine, const Clock& clock);
+
+// Writes every key under "Pellora"; stops at its first failure.
+void SaveSettings(const Settings& settings, SettingsStore& store);
+
+}  // namespace pellora

@@ -1,0 +1,49 @@
+// What the core, the lists and the viewers need of a transfer object, and what a transfer needs of the
+// lists. TransferWindow, Form2 and MainWindow implement these; the App puts them together.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/Task.h"
+
+namespace pellora {
+
+// The transfer object of one record. Held by its slot in TransferWindows, by the loaded windows and by
+// its running tasks.
+class Transfer {
+ public:
+  virtual ~Transfer() = default;
+  virtual void SetRecordIndex(std::int16_t index) = 0;  // once, before InitConnection
+  virtual Task<> InitConnection() = 0;                  // starts the probe
+  virtual Task<> ConnectSegmented() = 0;                // plans, if need be, and connects the segments
+  virtual void PauseDownload() = 0;
+  virtual Task<> ResumeDownload() = 0;
+  virtual void ShowWindow() = 0;    // a window that has unloaded itself is not shown again
+  virtual void HideWindow() = 0;
+  virtual void UnloadWindow() = 0;  // closes its sockets and files; its slot is the caller's concern
+};
+
+// The online viewer of one record's archive.
+class ZipViewer {
+ public:
+  virtual ~ZipViewer() = default;
+  virtual void SetIndex(std::int16_t index) = 0;
+  virtual Task<> Start() = 0;
+  virtual void UnloadWindow() = 0;
+};
+
+// What lies below the main window needs of it.
+class Lists {
+ public:
+  virtual ~Lists() = default;
+  // `index` 0: all rows. Refused within 500 ms of the last refresh unless `force` is above 0; what was
+  // refused is made up for once the limit has passed.
+  virtual void RefreshRows(std::int16_t index, std::int16_t force) = 0;
+  virtual void RefreshDownList() = 0;
+  virtual void Status(const std::string& text) = 0;  // the hint line
+  virtual Task<> Restart(std::int16_t index) = 0;    // starts, resumes or queues one record
+};
+
+}  // namespace pellora

@@ -1,0 +1,47 @@
+// Boxes: message boxes and save dialogs, one at a time. What is asked while one stands waits in a queue.
+// A waiting task resumes with the answer; whatever it knew before must be fetched anew.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/Desktop.h"
+#include "platform/Task.h"
+
+namespace pellora {
+
+struct Platform;
+
+class Boxes {
+ public:
+  explicit Boxes(Platform& platform);
+  ~Boxes();
+  Boxes(const Boxes&) = delete;
+  Boxes& operator=(const Boxes&) = delete;
+
+  // `owner` tells boxes apart for Stands; it is only compared.
+  Task<int> Ask(const void* owner, BoxRequest request);
+  Task<std::optional<std::string>> AskSavePath(SaveRequest request);
+
+  // True while a box of that owner and text stands or waits its turn.
+  bool Stands(const void* owner, const std::string& text) const;
+
+ private:
+  struct Entry {
+    const void* owner = nullptr;
+    std::string text;
+    std::function<void()> show;
+  };
+  void Enqueue(Entry entry);
+  void ShowFirst();
+  void FirstAnswered();
+
+  Platform& platform_;
+  std::deque<Entry> queue_;  // the first one stands
+  std::shared_ptr<int> alive_ = std::make_shared<int>(0);
+};
+
+}  // namespace pellora

@@ -1,0 +1,64 @@
+// EventGate: the one door through which every event of the platform enters the logic.
+//
+// It is the boundary behind which a handler is abandoned at its first Failure. When the outermost event
+// is over it releases what the event disposed of, so that a window or a connection may drop itself in
+// its own handler, and then lets the waiting tasks look again.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "platform/Failure.h"
+
+namespace pellora {
+
+class EventGate {
+ public:
+  EventGate() = default;
+  EventGate(const EventGate&) = delete;
+  EventGate& operator=(const EventGate&) = delete;
+
+  // Delivers one event. A Failure ends the handler and goes no further.
+  template <class Handler>
+  void Deliver(Handler&& handler) {
+    ++depth_;
+    struct Leave {
+      EventGate& gate;
+      ~Leave() { --gate.depth_; }
+    };
+    {
+      const Leave leave{*this};
+      try {
+        std::forward<Handler>(handler)();
+      } catch (const Failure&) {  // NOLINT(bugprone-empty-catch): the handler is abandoned, its caller goes on
+      }
+    }
+    if (depth_ == 0) AfterEvent();
+  }
+
+  // Keeps an object until the event in progress is over; at once outside of events.
+  void DisposeAfterEvent(std::shared_ptr<void> object) {
+    if (depth_ > 0) disposed_.push_back(std::move(object));
+  }
+
+  // Called after each outermost event. Set once, by the TaskLoop.
+  void SetAfterEvent(std::function<void()> hook) { hook_ = std::move(hook); }
+
+ private:
+  void AfterEvent() {
+    ++depth_;
+    if (hook_) hook_();
+    --depth_;
+    // What is released here may dispose of more; that is released with it.
+    std::vector<std::shared_ptr<void>> ended;
+    ended.swap(disposed_);
+  }
+
+  int depth_ = 0;
+  std::vector<std::shared_ptr<void>> disposed_;
+  std::function<void()> hook_;
+};
+
+}  // namespace pellora

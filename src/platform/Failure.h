@@ -1,0 +1,46 @@
+// The one exception of the program's logic.
+//
+// A handler runs with failures ignored statement by statement (Skip), or is abandoned at its first
+// Failure while its caller goes on (EventGate). Nothing but Failure is ever swallowed: any other
+// exception is a programming error and ends the program.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace pellora {
+
+// Numbers carried by a Failure. Only their distinction matters to the logic.
+enum class FailureNumber {
+  InvalidCall = 5,      // an argument no routine can work with: a negative length, a bad port
+  Overflow = 6,         // a number outside its type's range
+  OutOfRange = 9,       // an index that the array does not have (any more)
+  ArrayLocked = 10,     // a resize met a handler that holds the array
+  DivisionByZero = 11,
+  Conversion = 13,      // text that is not of the wanted form
+  File = 52,            // a file cannot be opened, read or written; the text names it
+  Socket = 40006,       // a socket operation in the wrong state
+};
+
+class Failure : public std::runtime_error {
+ public:
+  Failure(FailureNumber number, const std::string& text) : std::runtime_error(text), number_(number) {}
+  FailureNumber Number() const { return number_; }
+
+ private:
+  FailureNumber number_;
+};
+
+// Runs one statement whose failure is skipped. Returns true if it succeeded.
+template <class Statement>
+bool Skip(Statement&& statement) {
+  try {
+    std::forward<Statement>(statement)();
+    return true;
+  } catch (const Failure&) {
+    return false;
+  }
+}
+
+}  // namespace pellora

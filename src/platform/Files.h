@@ -1,0 +1,46 @@
+// Files: unbuffered files by position. Paths are bytes; "/" separates. Offsets count from 0.
+// Every operation but those that return bool throws Failure(File) whose text names the path and reason.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace pellora {
+
+class File {
+ public:
+  virtual ~File() = default;  // closes
+  // Writes all of `bytes` at `offset`; short writes are gone on with.
+  virtual void WriteAt(std::uint64_t offset, std::string_view bytes) = 0;
+  // Reads up to buffer.size() bytes at `offset`; fewer only at the end of the file.
+  virtual std::size_t ReadAt(std::uint64_t offset, std::span<char> buffer) = 0;
+  virtual std::uint64_t Length() = 0;
+  // Makes sure that `size` bytes fit on the disk from offset 0 on, without changing the contents.
+  virtual void Reserve(std::uint64_t size) = 0;
+};
+
+class Files {
+ public:
+  virtual ~Files() = default;
+  // For reading and writing; created when missing, never emptied. Not through a link for the last name
+  // only where `path` is a directory, device or pipe: those fail.
+  virtual std::unique_ptr<File> Open(const std::string& path) = 0;
+  // For reading only; fails when missing or not a regular file.
+  virtual std::unique_ptr<File> OpenForReading(const std::string& path) = 0;
+  virtual void Delete(const std::string& path) = 0;
+  virtual void CreateFolder(const std::string& path) = 0;  // an existing folder is no failure
+  virtual bool Exists(const std::string& path) const = 0;
+  virtual std::uint64_t LengthOf(const std::string& path) const = 0;  // of a regular file
+  // Names of the regular files directly in `folder`, sorted by bytes; empty if there is no such folder.
+  virtual std::vector<std::string> FilesIn(const std::string& folder) const = 0;
+};
+
+// The whole content of a file of at most `limit` bytes; a longer one is a Failure.
+std::string ReadWholeFile(Files& files, const std::string& path, std::uint64_t limit);
+
+}  // namespace pellora

@@ -1,0 +1,38 @@
+// Property: a value of a control or window that tells its owner when it changes. Reading it is a plain
+// read; writing the value it has does nothing.
+#pragma once
+
+#include <utility>
+
+namespace pellora {
+
+class PropertyOwner {
+ public:
+  virtual void PropertyChanged() = 0;
+
+ protected:
+  ~PropertyOwner() = default;
+};
+
+template <class T>
+class Property {
+ public:
+  Property(PropertyOwner* owner, T value) : owner_(owner), value_(std::move(value)) {}
+  Property(const Property&) = delete;
+  Property& operator=(const Property&) = delete;
+
+  Property& operator=(T value) {
+    if (value == value_) return *this;
+    value_ = std::move(value);
+    owner_->PropertyChanged();
+    return *this;
+  }
+  operator const T&() const { return value_; }
+  const T& operator()() const { return value_; }
+
+ private:
+  PropertyOwner* owner_;
+  T value_;
+};
+
+}  // namespace pellora
