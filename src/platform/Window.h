@@ -33,7 +33,7 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
   const std::string TypeName;
   Property<std::string> Caption;
   Property<std::string> Tag;
-  Property<int> Width;   // outer size as designed, in pixels at 96 dpi
+  Property<int> Width;  // outer size as designed, in pixels at 96 dpi
   Property<int> Height;
 
   // Load runs OnLoad once; Show loads first. An unloaded window can be loaded again only by Load.
@@ -52,6 +52,9 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
   const std::vector<Control*>& Controls() const { return controls_; }
   // The control of that name, or null. Elements of a control array are named "Prog(0)".
   Control* Find(const std::string& name) const;
+
+  // The process ends with this window loaded: it lets go of its view and of itself without any event.
+  void Abandon();
 
   // From the view: what the user or the desktop did. Each call is one event.
   void ViewClosed();
