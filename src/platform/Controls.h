@@ -191,7 +191,7 @@ struct ControlPart {
   std::string key;
   std::string caption;
   int number = 0;  // 0: keeps its caption
-  std::string toolTip;
+  std::string toolTip = {};
   double width = 0;  // columns only
   bool operator==(const ControlPart&) const = default;
 };
