@@ -12,7 +12,8 @@ namespace {
 class BoxesTest : public testing::Test {
  protected:
   void Ask(const std::string& text, int style = kYesNo, const void* owner = nullptr) {
-    sim.tasks().Spawn(AskAndLog(&boxes, &log, owner, {text, "title", style}));
+    BoxRequest request{text, "title", style};
+    sim.tasks().Spawn(AskAndLog(&boxes, &log, owner, request));
   }
   void AskSave(const std::string& name) {
     sim.tasks().Spawn(SaveAndLog(&boxes, &log, {"Save as", name, "All files|*.*"}));
@@ -106,7 +107,8 @@ TEST(BoxesEnd, AnAnswerAfterTheBoxesAreGoneReachesNobody) {
     Boxes boxes(sim.platform());
     sim.platform().dialogs.Ask({"other", "", kOkOnly}, [&](int) { log += "other"; });
     sim.tasks().Spawn([](Boxes* asked, std::string* out) -> Task<> {
-      const int answer = co_await asked->Ask(nullptr, {"box", "", kOkOnly});
+      BoxRequest request{"box", "", kOkOnly};
+      const int answer = co_await asked->Ask(nullptr, request);
       *out += std::to_string(answer);
     }(&boxes, &log));
   }

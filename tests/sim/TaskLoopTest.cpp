@@ -103,11 +103,11 @@ TEST_F(TaskLoopTest, ATaskRunsInPlaceUpToItsFirstWait) {
 }
 
 TEST_F(TaskLoopTest, YieldLetsEverythingReadyRunFirst) {
-  sim.loop().Post([this] { log += "1"; });
-  sim.loop().Arrive(1, 0, [this] { log += "2"; });
+  sim.loop().Arrive(1, 0, [this] { log += "1"; });
+  sim.loop().Post([this] { log += "2"; });
   tasks.Spawn(YieldOnce(this));
   sim.RunReady();
-  EXPECT_EQ(log, "a21b");
+  EXPECT_EQ(log, "a12b");
 }
 
 TEST_F(TaskLoopTest, UntilTestsAgainAfterEveryEvent) {
