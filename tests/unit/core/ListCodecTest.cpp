@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 
 #include "ListSamples.h"
 #include "core/ListCodec.h"
@@ -259,6 +260,25 @@ TEST(ListDecoder, EveryTruncationIsReadAsFarAsItGoes) {
     ASSERT_NE(decoded.records[2], records[2]) << length;
   }
   EXPECT_TRUE(Decode(bytes).sound);
+}
+
+TEST(ListDecoder, RandomBytesBehindTheMagicAreReadWithinBounds) {
+  std::mt19937 random(5);
+  for (int round = 0; round < 300; ++round) {
+    std::string bytes;
+    AppendListHeader(bytes, static_cast<std::int16_t>(random() % 100));
+    // Mostly small numbers, so that lengths and counts are often possible ones.
+    for (std::size_t left = random() % 4000; left > 0; --left) {
+      bytes += random() % 3 == 0 ? static_cast<char>(random()) : static_cast<char>(random() % 2);
+    }
+    const std::vector<char> copy(bytes.begin(), bytes.end());
+    const Decoded decoded = Decode({copy.data(), copy.size()});
+    std::size_t held = 0;
+    for (const DownloadRecord& record : decoded.records) {
+      held += record.Segments.size() * 34 + record.URL.size() + record.Path.size();
+    }
+    ASSERT_LE(held, bytes.size()) << round;
+  }
 }
 
 TEST(ListDecoder, EverySingleFlippedBitIsReadWithinBounds) {
