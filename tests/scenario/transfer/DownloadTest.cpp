@@ -40,20 +40,15 @@ TEST_F(Download, SendsTheProbeAndTheSegmentsByteForByte) {
             "Host: o.example\r\nRange: bytes=5000-9999\r\n\r\n");
 }
 
-TEST_F(Download, ByEveryCutOfTheRepliesIntoBlocksEndsAsTheSameBytes) {
+TEST_F(Download, InBlocksOfAnySizeEndsAsTheSameBytes) {
   SimHttpServer origin(sim.network(), "o.example");
-  const SimContent content = SimContent::Generated(20011);
+  const SimContent content = SimContent::Generated(200011);
   origin.File("/a.bin", content);
   int index = 0;
-  for (const SimCut cut : {SimCut::Whole, SimCut::Seeded, SimCut::RandomPieces}) {
-    // The headers must stand in the first block, so only what follows them is cut.
+  for (const SimCut cut : {SimCut::Whole, SimCut::Seeded}) {
     HttpFault fault;
-    fault.wire.cut = SimCut::Whole;
+    fault.wire.cut = cut;
     origin.Always(fault);
-    if (cut != SimCut::RandomPieces) {
-      fault.wire.cut = cut;
-      origin.Always(fault);
-    }
     sim.disk().Lose("/home/u/dl/a.bin");
     Start("http://o.example/a.bin");
     ASSERT_TRUE(RunUntilFinished(++index)) << sim.Replay();
