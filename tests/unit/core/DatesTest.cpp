@@ -158,6 +158,12 @@ TEST(NextOccurrence, IsTheFirstSuchHourAtOrAfterNow) {
   EXPECT_EQ(NextOccurrence(-657434 + 0.5, 46000.4), 46000.5);
 }
 
+TEST(NextOccurrence, IsNeverBeforeNowThoughTheDifferenceIsRounded) {
+  const double now = std::nextafter(46000.5, 50000);
+  EXPECT_EQ(now - -600000.5, 646001);
+  EXPECT_EQ(NextOccurrence(-600000.5, now), 46001.5);
+}
+
 TEST(NextOccurrence, EqualsTheWalkDayByDay) {
   std::mt19937 random(11);
   for (int i = 0; i < 2000; ++i) {

@@ -131,9 +131,11 @@ TEST_F(ListFileTest, TheArraysGrowTogether) {
 
 TEST_F(ListFileTest, ALoadReplacesWhatTheListHeld) {
   Add(test::FullRecord());
+  program.Download(0) = test::FullRecord();
   Content() = test::EncodedList({DownloadRecord{}, DownloadRecord{}});
   Load();
   EXPECT_EQ(program.DownloadCount, 1);
+  EXPECT_EQ(program.Download(0), DownloadRecord{});
   EXPECT_EQ(program.Download(1), DownloadRecord{});
 }
 
