@@ -118,7 +118,9 @@ class MainWindow final : public Window, public Lists {
   Label Label12{this, "Label12", "Scheduled", 274};
 
   Label Label2{this, "Label2", "Visit Pellora website ", 271};  // a double click opens the project's site
-  CommandButton Command4{this, "Command4", "<"};                // folds and unfolds the side pane
+  Label Label7{this, "Label7", "Auto update Pellora", 270};
+  CommandButton Command5{this, "Command5", "Basket"};
+  CommandButton Command4{this, "Command4", "<"};  // folds and unfolds the side pane
 
   // Side pane. Picture1 and Details take the same place.
   TabStrip TabStrip1{this, "TabStrip1", {{"Prev", "Preview", 250}, {"Info", "Infos", 251}}};
