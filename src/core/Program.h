@@ -43,7 +43,9 @@ class Program {
 
   std::int16_t DownloadCount = 0;
   bool ShowTransferWindow = false;
-  bool listLoaded = false;  // no save before the list was read
+  bool listLoaded = false;       // no save before the list was read
+  bool keepDamagedList = false;  // the file that was read must be copied aside before the next save
+  std::string listBytes;         // of the last save; kept so that saving allocates nothing
 
   // Set by the App, in place before the start sequence runs.
   Lists* lists = nullptr;
