@@ -66,7 +66,8 @@ void MainWindow::RunAction(int number) {
 Task<bool> MainWindow::Confirm(std::string text, std::string title) {
   const auto hold = Hold();
   if (program_.boxes.Stands(this, text)) co_return false;
-  const int answer = co_await program_.boxes.Ask(this, {std::move(text), std::move(title), kYesNo | kQuestion});
+  BoxRequest request{std::move(text), std::move(title), kYesNo | kQuestion};
+  const int answer = co_await program_.boxes.Ask(this, std::move(request));
   co_return answer != kAnswerNo;
 }
 

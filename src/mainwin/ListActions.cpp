@@ -3,6 +3,7 @@
 #include <limits>
 #include <numeric>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "lang/Format.h"
@@ -74,7 +75,8 @@ Task<> MainWindow::OpenFile(std::int16_t index) {
   }
   const std::string text = program_.Download(index).FileName + " not found. Can't start it";
   if (program_.boxes.Stands(this, text)) co_return;
-  (void)co_await program_.boxes.Ask(this, {text, kProgramName, kCritical});
+  BoxRequest request{text, kProgramName, kCritical};
+  (void)co_await program_.boxes.Ask(this, std::move(request));
 }
 
 // A finished download leaves the list; its file stays on the disk.

@@ -168,7 +168,8 @@ Task<> MainWindow::About() {
   const auto hold = Hold();
   const std::string text = std::string(kProgramName) + "\nVersion : " + kVersionText;
   if (program_.boxes.Stands(this, text)) co_return;
-  (void)co_await program_.boxes.Ask(this, {text, kProgramName, kInformation});
+  BoxRequest request{text, kProgramName, kInformation};
+  (void)co_await program_.boxes.Ask(this, std::move(request));
 }
 
 }  // namespace pellora

@@ -76,7 +76,8 @@ void MainWindow::MakeUpRefresh() {
   if ((!missedAll_ && missedRows_.empty()) || !RefreshIsDue()) return;
   lastRefresh_ = platform_.clock.TickCount();
   const std::vector<std::int16_t> rows = std::exchange(missedRows_, {});
-  const bool all = missedAll_ || std::any_of(rows.begin(), rows.end(), [this](auto index) { return !UpdateRow(index); });
+  const bool all =
+      missedAll_ || std::any_of(rows.begin(), rows.end(), [this](auto index) { return !UpdateRow(index); });
   if (all) RebuildRows();
 }
 
@@ -97,9 +98,8 @@ void MainWindow::RebuildRows() {
       row.subItems[kStatusColumn] = WithPercent(program_.Text(kTextActive), record, separator);
       row.icon = "stop";
     } else {
-      row.subItems[kStatusColumn] = record.Queued != 0
-                                        ? program_.Text(kTextQueued)
-                                        : WithPercent(program_.Text(kTextStopped), record, separator);
+      row.subItems[kStatusColumn] =
+          record.Queued != 0 ? program_.Text(kTextQueued) : WithPercent(program_.Text(kTextStopped), record, separator);
       row.icon = WaitingIcon(record);
     }
     rowOfRecord_[static_cast<std::size_t>(i)] = static_cast<std::int32_t>(rows.size());
