@@ -51,6 +51,8 @@ class Program {
   Lists* lists = nullptr;
   std::function<std::shared_ptr<Transfer>()> newTransferWindow;
   std::function<std::shared_ptr<ZipViewer>()> newZipViewer;  // empty while there is no viewer
+  // Unpacks a finished update package, starts the updater and ends; empty while nothing can unpack.
+  std::function<void(std::int16_t index)> handOverUpdate;
   std::function<void()> saveAndQuit;
   // The windows that a language is applied to, created if need be, in the told order.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;

@@ -1,8 +1,7 @@
 #include "transfer/ParseUrl.h"
 
-#include <cmath>
+#include <cstdint>
 #include <limits>
-#include <optional>
 
 #include "core/Ascii.h"
 #include "core/Numbers.h"
@@ -15,19 +14,14 @@ namespace {
 constexpr std::int32_t kHttpPort = 80;
 constexpr std::int32_t kFtpPort = 21;
 
-bool BeginsWith(std::string_view text, std::string_view lowerPrefix) {
-  return ToLower(text.substr(0, lowerPrefix.size())) == lowerPrefix;
-}
-
 // Cuts a host of the form "host:port" at its first ":". False: the number fits no port variable.
 bool TakePort(ParsedUrl& parsed) {
   const std::size_t colon = parsed.host.find(':');
   if (colon == std::string::npos) return true;
-  const double number = NumericPrefix(std::string_view(parsed.host).substr(colon + 1));
-  // Half a unit beyond the largest value already rounds to what the type does not hold.
-  if (!(number < std::numeric_limits<std::int32_t>::max() + 0.5)) return false;
-  if (!(number >= std::numeric_limits<std::int32_t>::min() - 0.5)) return false;
-  parsed.port = RoundedPrefix(std::string_view(parsed.host).substr(colon + 1));
+  const std::int64_t number = RoundTiesToEven(NumericPrefix(std::string_view(parsed.host).substr(colon + 1)));
+  using Limits = std::numeric_limits<std::int32_t>;
+  if (number < Limits::min() || number > Limits::max()) return false;
+  parsed.port = static_cast<std::int32_t>(number);
   parsed.host.resize(colon);
   return true;
 }
@@ -56,8 +50,8 @@ bool TakeLogin(ParsedUrl& parsed) {
 ParsedUrl ParseUrl(std::string_view url) {
   ParsedUrl parsed;
   url = TrimBlanks(url);
-  const bool http = BeginsWith(url, "http://");
-  if (!http && !BeginsWith(url, "ftp://")) return parsed;
+  const bool http = StartsWithNoCase(url, "http://");
+  if (!http && !StartsWithNoCase(url, "ftp://")) return parsed;
 
   const std::string_view rest = url.substr(url.find("//") + 2);
   const std::size_t slash = rest.find('/');

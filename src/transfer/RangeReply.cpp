@@ -2,29 +2,23 @@
 
 #include <algorithm>
 
+#include "core/Ascii.h"
+
 namespace pellora {
 
 namespace {
 
 constexpr std::size_t kLostWithoutHeaderEnd = 3;
 
-char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool SameButCase(char c, char lower) { return LowerCase(c) == lower; }
-
-bool BeginsWith(std::string_view text, std::string_view lower) {
-  return text.size() >= lower.size() && std::equal(lower.begin(), lower.end(), text.begin(),
-                                                   [](char want, char have) { return SameButCase(have, want); });
-}
-
 bool Contains(std::string_view text, std::string_view lower) {
-  return std::search(text.begin(), text.end(), lower.begin(), lower.end(), SameButCase) != text.end();
+  return std::search(text.begin(), text.end(), lower.begin(), lower.end(),
+                     [](char have, char want) { return ToLower(have) == want; }) != text.end();
 }
 
 }  // namespace
 
 std::size_t RangeHeaderLength(std::string_view block) {
-  if (!BeginsWith(block, "http/1.")) return 0;
+  if (!StartsWithNoCase(block, "http/1.")) return 0;
   // Both are looked for in the whole block, behind the status line as well.
   if (!Contains(block, "206 partial content") && !Contains(block, "http/1.1 200")) return 0;
   const std::size_t headerEnd = block.find("\r\n\r\n");

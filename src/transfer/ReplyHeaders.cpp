@@ -14,22 +14,12 @@ constexpr std::size_t kStatusAt = 8;  // behind "HTTP/1.1"
 // Where a value begins, counted from the start of its line. The first two take one blank behind the
 // colon for granted: without it the first character of the value is lost.
 struct Key {
-  std::string_view upperName;
+  std::string_view name;
   std::size_t valueAt;
 };
 constexpr Key kContentLength{"CONTENT-LENGTH:", 16};
 constexpr Key kLocation{"LOCATION:", 10};
 constexpr Key kContentType{"CONTENT-TYPE:", 13};
-
-bool BeginsWith(std::string_view line, std::string_view upperPrefix) {
-  if (line.size() < upperPrefix.size()) return false;
-  for (std::size_t i = 0; i < upperPrefix.size(); ++i) {
-    const char c = line[i];
-    const char upper = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-    if (upper != upperPrefix[i]) return false;
-  }
-  return true;
-}
 
 std::string_view From(std::string_view text, std::size_t at) {
   return at < text.size() ? text.substr(at) : std::string_view();
@@ -48,9 +38,9 @@ ReplyHeaders ParseReplyHeaders(std::string_view reply) {
   // What stands behind the last line end is not a line.
   for (std::size_t end = reply.find("\r\n"); end != std::string_view::npos; end = reply.find("\r\n", start)) {
     const std::string_view line = reply.substr(start, end - start);
-    if (BeginsWith(line, kContentLength.upperName)) contentLength = From(line, kContentLength.valueAt);
-    if (BeginsWith(line, kLocation.upperName)) location = From(line, kLocation.valueAt);
-    if (BeginsWith(line, kContentType.upperName)) contentType = From(line, kContentType.valueAt);
+    if (StartsWithNoCase(line, kContentLength.name)) contentLength = From(line, kContentLength.valueAt);
+    if (StartsWithNoCase(line, kLocation.name)) location = From(line, kLocation.valueAt);
+    if (StartsWithNoCase(line, kContentType.name)) contentType = From(line, kContentType.valueAt);
     start = end + 2;
   }
   headers.contentLength = RoundedPrefix(contentLength);
