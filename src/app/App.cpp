@@ -52,7 +52,7 @@ struct App::Parts {
       mainWindow->EndResumeAll();
       windows.push_back(mainWindow->wantDown);
     }
-    SaveAndQuit(program, windows);
+    pellora::SaveAndQuit(program, windows);
   }
 
   void CreateFolders() {
@@ -107,20 +107,7 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   };
 }
 
-// Loaded windows hold themselves; nothing is saved here.
-App::~App() {
-  parts_->stopped = true;
-  Program& program = parts_->program;
-  for (int i = 1; i <= program.DownloadCount; ++i) {
-    const std::shared_ptr<Transfer> transfer = std::exchange(program.TransferWindowAt(i), nullptr);
-    if (transfer) Skip([&] { transfer->UnloadWindow(); });
-  }
-  if (!parts_->mainWindow) return;
-  parts_->mainWindow->StopTimers();
-  parts_->mainWindow->form1->Unload();
-  parts_->mainWindow->wantDown->Unload();
-  parts_->mainWindow->Unload();
-}
+App::~App() = default;
 
 void App::Start() { parts_->program.platform.tasks.Spawn(Parts::Start(parts_.get())); }
 

@@ -165,7 +165,11 @@ const std::string& MainWindow::DateText(std::int16_t index) {
 }
 
 void MainWindow::RefreshDownList() {
-  missedAll_ = true;  // what has finished leaves the list of current downloads
+  // What has finished leaves the list of current downloads.
+  missedAll_ = missedAll_ || std::any_of(ListView1.Rows().begin(), ListView1.Rows().end(), [this](const ListRow& row) {
+                 const std::optional<Pick> pick = PickOf(row);
+                 return !pick || program_.Download(pick->index).Finished;
+               });
   const std::string separator = platform_.locale.DecimalSeparator();
   std::vector<ListRow> rows;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
