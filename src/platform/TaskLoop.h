@@ -31,6 +31,9 @@ class TaskLoop {
   // Runs `task` up to its first wait and keeps it until it ends.
   void Spawn(Task<> task);
 
+  // Destroys every task where it waits. No task runs any more after it until one is spawned.
+  void Clear();
+
   class YieldAwaiter {
    public:
     explicit YieldAwaiter(TaskLoop& loop) : loop_(loop) {}
@@ -47,9 +50,7 @@ class TaskLoop {
     UntilAwaiter(TaskLoop& loop, std::function<bool()> condition, std::uint32_t retest)
         : loop_(loop), condition_(std::move(condition)), retest_(retest) {}
     bool await_ready() const { return condition_(); }
-    void await_suspend(std::coroutine_handle<> waiting) {
-      loop_.AddWaiter(waiting, std::move(condition_), retest_);
-    }
+    void await_suspend(std::coroutine_handle<> waiting) { loop_.AddWaiter(waiting, std::move(condition_), retest_); }
     void await_resume() const noexcept {}
 
    private:

@@ -1,9 +1,9 @@
 // Window: the model of a window. It owns its controls (members of the derived class) and, while it is
 // loaded, a view on the platform's desktop.
 //
-// Windows are held by shared_ptr: by the slot or member that created them, by the list of loaded
-// windows (Windows) and by each of their running tasks. Unload takes the window out of that list but
-// leaves the object valid until the handler and the waits in it are done.
+// Windows are held by shared_ptr: by the slot or member that created them, while they are loaded by the
+// EventGate, and by each of their running tasks. Unload lets go of the window but leaves the object
+// valid until the handler and the waits in it are done.
 #pragma once
 
 #include <functional>
@@ -33,7 +33,7 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
   const std::string TypeName;
   Property<std::string> Caption;
   Property<std::string> Tag;
-  Property<int> Width;   // outer size as designed, in pixels at 96 dpi
+  Property<int> Width;  // outer size as designed, in pixels at 96 dpi
   Property<int> Height;
 
   // Load runs OnLoad once; Show loads first. An unloaded window can be loaded again only by Load.
@@ -52,6 +52,9 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
   const std::vector<Control*>& Controls() const { return controls_; }
   // The control of that name, or null. Elements of a control array are named "Prog(0)".
   Control* Find(const std::string& name) const;
+
+  // The process ends with this window loaded: it lets go of its view and of itself without any event.
+  void Abandon();
 
   // From the view: what the user or the desktop did. Each call is one event.
   void ViewClosed();
@@ -85,7 +88,6 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
  private:
   std::vector<Control*> controls_;
   std::shared_ptr<WindowView> view_;
-  std::shared_ptr<Window> loadedSelf_;  // while loaded, so that a window without other owner stays
   bool visible_ = false;
   WindowState state_ = WindowState::Normal;
   int innerWidth_ = 0;
