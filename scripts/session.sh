@@ -54,7 +54,7 @@ start_bus() {
     return 0
   fi
   session_dir
-  dbus-daemon --session --nofork --print-address=3 3>"$SESSION_DIR/bus" >"$SESSION_DIR/bus.log" 2>&1 &
+  dbus-daemon --session --nofork --address="unix:path=$SESSION_DIR/bus-socket" --print-address=3 3>"$SESSION_DIR/bus" >"$SESSION_DIR/bus.log" 2>&1 &
   SESSION_PIDS+=($!)
   if ! wait_for_line "$SESSION_DIR/bus" 10; then
     echo "The session bus did not start:" >&2

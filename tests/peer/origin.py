@@ -9,6 +9,7 @@ file can be served and checked without a file on the disk.
 
 import argparse
 import hashlib
+import random
 import re
 import socket
 import struct
@@ -38,6 +39,20 @@ def content_digest(size, seed=0):
     return digest.hexdigest()
 
 
+def listen_low():
+    """A listener on a free loopback port below 32768: a proxy's port is a signed 16-bit setting."""
+    for _ in range(200):
+        listener = socket.socket()
+        listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        try:
+            listener.bind(("127.0.0.1", random.randrange(20000, 32000)))
+            listener.listen(128)
+            return listener
+        except OSError:
+            listener.close()
+    raise OSError("no free port")
+
+
 class Request:
     def __init__(self, raw, connection):
         self.raw = raw
@@ -64,10 +79,7 @@ class Origin:
         self.requests = []  # every Request, in the order of arrival
         self.open_sockets = set()
         self.lock = threading.Lock()
-        self.listener = socket.socket()
-        self.listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-        self.listener.bind(("127.0.0.1", 0))
-        self.listener.listen(128)
+        self.listener = listen_low()
         self.port = self.listener.getsockname()[1]
         self.closing = False
         threading.Thread(target=self._accept, daemon=True).start()
