@@ -18,7 +18,7 @@ struct DownloadInfo {
   std::int16_t index = 0;
   std::string name;
   std::string url;
-  std::string state;  // one of "finished", "active", "scheduled", "failed", "queued", "paused", "waiting"
+  std::string state;          // one of "finished", "active", "scheduled", "failed", "queued", "paused", "waiting"
   std::int32_t received = 0;  // bytes
   std::int32_t size = 0;      // bytes; 0 if unknown
   double percent = 0;

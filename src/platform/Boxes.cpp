@@ -43,8 +43,7 @@ Task<std::optional<std::string>> Boxes::AskSavePath(SaveRequest request) {
 }
 
 bool Boxes::Stands(const void* owner, const std::string& text) const {
-  return std::any_of(queue_.begin(), queue_.end(),
-                     [&](const Entry& e) { return e.owner == owner && e.text == text; });
+  return std::any_of(queue_.begin(), queue_.end(), [&](const Entry& e) { return e.owner == owner && e.text == text; });
 }
 
 void Boxes::Enqueue(Entry entry) {

@@ -35,7 +35,7 @@ enum BoxStyle : int {
 enum BoxAnswer : int { kAnswerOk = 1, kAnswerYes = 6, kAnswerNo = 7 };
 
 struct BoxRequest {
-  std::string text;   // plain text, never markup
+  std::string text;  // plain text, never markup
   std::string title;
   int style = kOkOnly;
 };

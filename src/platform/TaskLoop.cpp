@@ -15,7 +15,16 @@ TaskLoop::TaskLoop(EventGate& gate, EventLoop& events)
   gate_.SetAfterEvent([this] { TestConditions(); });
 }
 
-TaskLoop::~TaskLoop() { gate_.SetAfterEvent({}); }
+TaskLoop::~TaskLoop() {
+  gate_.SetAfterEvent({});
+  DestroyAll();
+}
+
+void TaskLoop::DestroyAll() {
+  waiters_.clear();
+  std::list<Task<>> ended;
+  ended.swap(roots_);
+}
 
 void TaskLoop::Spawn(Task<> task) {
   Task<>& root = roots_.emplace_back(std::move(task));
@@ -48,8 +57,8 @@ void TaskLoop::ResumeWaiter(std::uint64_t id) {
 // A resumed task may end other waits or begin new ones, so the walk starts afresh after each.
 void TaskLoop::TestConditions() {
   for (;;) {
-    const auto ready = std::find_if(waiters_.begin(), waiters_.end(),
-                                    [](const Waiter& w) { return w.condition && w.condition(); });
+    const auto ready =
+        std::find_if(waiters_.begin(), waiters_.end(), [](const Waiter& w) { return w.condition && w.condition(); });
     if (ready == waiters_.end()) return;
     ResumeWaiter(ready->id);
   }

@@ -47,9 +47,7 @@ class TaskLoop {
     UntilAwaiter(TaskLoop& loop, std::function<bool()> condition, std::uint32_t retest)
         : loop_(loop), condition_(std::move(condition)), retest_(retest) {}
     bool await_ready() const { return condition_(); }
-    void await_suspend(std::coroutine_handle<> waiting) {
-      loop_.AddWaiter(waiting, std::move(condition_), retest_);
-    }
+    void await_suspend(std::coroutine_handle<> waiting) { loop_.AddWaiter(waiting, std::move(condition_), retest_); }
     void await_resume() const noexcept {}
 
    private:
@@ -65,6 +63,9 @@ class TaskLoop {
     return {*this, std::move(condition), firstRetest};
   }
   UntilAwaiter UntilEvent(std::function<bool()> condition) { return {*this, std::move(condition), 0}; }
+
+  // Destroys every task where it waits, at the end of the program; none is resumed.
+  void DestroyAll();
 
   // Tasks that have not ended, for tests of leaks and of bounded waiting.
   std::size_t RunningTasks() const { return roots_.size(); }

@@ -22,7 +22,7 @@ Window::~Window() = default;
 void Window::Load() {
   if (view_) return;
   view_ = platform_.windows.NewView(*this);
-  loadedSelf_ = shared_from_this();
+  platform_.gate.Keep(shared_from_this());
   OnLoad();
 }
 
@@ -51,8 +51,7 @@ bool Window::Unload(UnloadMode mode) {
   // Both may be in use further up the stack: the view delivers the event that unloads it.
   platform_.gate.DisposeAfterEvent(std::move(view_));
   view_.reset();
-  platform_.gate.DisposeAfterEvent(std::move(loadedSelf_));
-  loadedSelf_.reset();
+  platform_.gate.LetGo(this);
   return true;
 }
 
