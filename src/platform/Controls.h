@@ -189,8 +189,9 @@ struct ControlPart {
   std::string key;
   std::string caption;
   int number = 0;  // 0: keeps its caption
-  std::string toolTip;
+  std::string toolTip{};
   double width = 0;  // columns only
+  bool enabled = true;
   bool operator==(const ControlPart&) const = default;
 };
 

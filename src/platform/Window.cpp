@@ -55,6 +55,12 @@ bool Window::Unload(UnloadMode mode) {
   return true;
 }
 
+void Window::Abandon() {
+  visible_ = false;
+  view_.reset();
+  const std::shared_ptr<Window> self = std::move(loadedSelf_);  // the last one ends behind this line
+}
+
 void Window::OnQueryUnload(bool&, UnloadMode) {}
 
 Control* Window::Find(const std::string& name) const {
