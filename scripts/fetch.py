@@ -18,9 +18,9 @@ from pellora import Companion, Windows
 PATIENCE = 3.0  # seconds that a dialog must stand to count: some close by themselves
 
 
-def watch_progress(companion, picture):
-    """Runs `pelloractl wait --progress`; False if a dialog stands that nobody will answer."""
-    child = subprocess.Popen([companion.path, "wait", "--progress"], stdin=subprocess.DEVNULL)
+def watch_progress(companion, picture, urls):
+    """Runs `pelloractl wait --progress` for the URLs; False if a dialog stands that nobody will answer."""
+    child = subprocess.Popen([companion.path, "wait", "--progress", *urls], stdin=subprocess.DEVNULL)
     standing = {}
     try:
         while True:
@@ -72,7 +72,7 @@ def main():
     if new:
         companion.add(*new)
         settle(companion, new)
-    watch_progress(companion, arguments.nobody_answers)
+    watch_progress(companion, arguments.nobody_answers, urls)
 
     after = companion.downloads()
     by_url = {d.url: d for d in after}

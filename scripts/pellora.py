@@ -13,7 +13,6 @@ class Download:
     percent: float
     received: int
     size: int
-    name: str
     url: str
     saved_path: str
 
@@ -47,8 +46,8 @@ class Companion:
         for line in result.stdout.decode(errors="surrogateescape").split("\n"):
             if not line:
                 continue
-            index, state, percent, received, size, name, url, saved_path = line.split("\t")
-            found.append(Download(int(index), state, float(percent.rstrip("%")), int(received), int(size), name, url,
+            index, state, percent, received, size, url, saved_path = line.split("\t")
+            found.append(Download(int(index), state, float(percent.rstrip("%")), int(received), int(size), url,
                                   saved_path))
         return found
 
