@@ -46,6 +46,8 @@ void BusService::LeechURL(const QString& url, const QString& refURL) {
 
 void BusService::Show() { events_.Post(door_.show); }
 
+void BusService::ResumeAll() { events_.Post(door_.resumeAll); }
+
 void AutomationAdaptor::MenuURL(const QString& URL, const QString& refURL, const QString& cookie) {
   service_->MenuURL(URL, refURL, cookie);
 }
@@ -64,8 +66,8 @@ void ApplicationAdaptor::Open(const QStringList& uris, const QVariantMap& platfo
   for (const QString& uri : uris) service_->MenuURL(uri, {}, {});
 }
 
-void ApplicationAdaptor::ActivateAction(const QString&, const QVariantList&, const QVariantMap&) {
-  // The program offers no actions.
+void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVariantList&, const QVariantMap&) {
+  if (action_name == kResumeAllAction) service_->ResumeAll();
 }
 
 BusEnd::BusEnd(QDBusConnection bus, std::function<void()> ended) : ended_(std::move(ended)) {

@@ -24,6 +24,7 @@ struct BusDoor {
   std::function<void(std::string url, std::string refURL, std::string cookie)> menuUrl;
   std::function<void(std::string url, std::string refURL)> leechUrl;
   std::function<void()> show;
+  std::function<void()> resumeAll;
   std::function<QList<DownloadRow>()> list;
 };
 
@@ -38,6 +39,7 @@ class BusService final : public QObject {
   void MenuURL(const QString& url, const QString& refURL, const QString& cookie);
   void LeechURL(const QString& url, const QString& refURL);
   void Show();
+  void ResumeAll();
   QList<DownloadRow> List() const { return door_.list(); }
 
  private:

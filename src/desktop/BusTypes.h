@@ -14,6 +14,9 @@ inline constexpr const char* kAutomationInterface = "PelloraProject.Pellora";
 inline constexpr const char* kDownloadsInterface = "PelloraProject.Downloads";
 inline constexpr const char* kApplicationInterface = "org.freedesktop.Application";
 
+// The action of the application interface that starts every waiting download.
+inline constexpr const char* kResumeAllAction = "resume-all";
+
 // One listed record, (isssiids) on the bus.
 struct DownloadRow {
   int index = 0;

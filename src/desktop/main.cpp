@@ -117,7 +117,7 @@ int RunProgram(QApplication& application) {
                         app.MenuURL(std::move(url), std::move(refURL), std::move(cookie));
                       },
                       [&app](std::string url, std::string refURL) { app.LeechURL(std::move(url), std::move(refURL)); },
-                      [&app] { app.ShowMainWindow(); }, [&app] { return Rows(app); }});
+                      [&app] { app.ShowMainWindow(); }, [&app] { app.ResumeAll(); }, [&app] { return Rows(app); }});
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!service.Register(bus)) std::fputs("Pellora: not reachable over the session bus\n", stderr);
   std::unique_ptr<BusEnd> busEnd;

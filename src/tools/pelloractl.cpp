@@ -29,10 +29,12 @@ constexpr int kListedMilliseconds = 10000;  // for an added download to be liste
 
 constexpr const char* kHelp =
     "Usage: pelloractl add URL...\n"
+    "       pelloractl resume\n"
     "       pelloractl list\n"
     "       pelloractl wait [--progress] [--timeout SECONDS] [INDEX or URL]...\n"
     "\n"
     "add    hands the addresses to Pellora; the session bus starts it if need be.\n"
+    "resume starts every waiting or paused download, as many at once as the settings allow.\n"
     "list   prints each listed download: index, state, percent, bytes received, size, URL, saved path.\n"
     "wait   returns when each of the given downloads, or of all that are listed now, has ended.\n"
     "       --progress shows how they stand; --timeout gives up after that many seconds.\n"
@@ -67,6 +69,15 @@ class Bus {
       return "Pellora is not running, and the bus does not know how to start it. Start Pellora once.";
     }
     return "Pellora did not take the address: " + reply.errorMessage();
+  }
+  // Empty if it went well.
+  QString ResumeAll() {
+    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kApplicationInterface, "ActivateAction");
+    call << QString(kResumeAllAction) << QVariantList() << QVariantMap();
+    call.setAutoStartService(false);
+    const QDBusMessage reply = bus_.call(call, QDBus::Block, kStartMilliseconds);
+    if (reply.type() == QDBusMessage::ReplyMessage) return {};
+    return ProgramRuns() ? "Pellora does not answer: " + reply.errorMessage() : QString("Pellora is not running.");
   }
   std::optional<QList<DownloadRow>> List() {
     QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "List");
@@ -211,13 +222,20 @@ int RunAdd(Bus& bus, const QStringList& arguments) {
   return kOk;
 }
 
+int RunResume(Bus& bus, const QStringList& arguments) {
+  if (!arguments.isEmpty()) return Complain("resume takes no arguments", kUsage);
+  const QString error = bus.ResumeAll();
+  return error.isEmpty() ? kOk : Complain(error, kNotReachable);
+}
+
 int Run(QStringList arguments) {
   if (arguments.contains("--help") || arguments.contains("-h")) {
     std::fputs(kHelp, stdout);
     return kOk;
   }
   using Command = int (*)(Bus&, const QStringList&);
-  const std::map<QString, Command> commands{{"add", RunAdd}, {"list", RunList}, {"wait", RunWait}};
+  const std::map<QString, Command> commands{
+      {"add", RunAdd}, {"resume", RunResume}, {"list", RunList}, {"wait", RunWait}};
   const QString name = arguments.isEmpty() ? QString() : arguments.takeFirst();
   const auto command = commands.find(name);
   if (command == commands.end()) {
