@@ -18,7 +18,7 @@ struct DownloadInfo {
   std::int16_t index = 0;
   std::string name;
   std::string url;
-  std::string state;  // one of "finished", "active", "scheduled", "failed", "queued", "paused", "waiting"
+  std::string state;          // one of "finished", "active", "scheduled", "failed", "queued", "paused", "waiting"
   std::int32_t received = 0;  // bytes
   std::int32_t size = 0;      // bytes; 0 if unknown
   double percent = 0;
@@ -40,6 +40,9 @@ class App {
   // for its end. The second and third arguments are accepted and ignored.
   void MenuURL(std::string url, std::string refURL, std::string cookie);
   void LeechURL(std::string url, std::string refURL);
+
+  // Starts or queues every waiting download, as the toolbar does. During the start sequence: at its end.
+  void ResumeAll();
 
   // A second start leads here: the main window is shown and raised.
   void ShowMainWindow();

@@ -43,12 +43,16 @@ class Program {
 
   std::int16_t DownloadCount = 0;
   bool ShowTransferWindow = false;
-  bool listLoaded = false;  // no save before the list was read
+  bool listLoaded = false;       // no save before the list was read
+  bool keepDamagedList = false;  // the file that was read must be copied aside before the next save
+  std::string listBytes;         // of the last save; kept so that saving allocates nothing
 
   // Set by the App, in place before the start sequence runs.
   Lists* lists = nullptr;
   std::function<std::shared_ptr<Transfer>()> newTransferWindow;
   std::function<std::shared_ptr<ZipViewer>()> newZipViewer;  // empty while there is no viewer
+  // Unpacks a finished update package, starts the updater and ends; empty while nothing can unpack.
+  std::function<void(std::int16_t index)> handOverUpdate;
   std::function<void()> saveAndQuit;
   // The windows that a language is applied to, created if need be, in the told order.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;

@@ -17,9 +17,9 @@ enum SegmentState : std::int16_t {
   kSegmentComplete = 3,
   kSegmentPaused = 4,
   kSegmentLoggingIn = 5,
-  kSegmentLoggedIn = 6,        // FTP: reply 230 seen, the data connection asked for
-  kSegmentRetrieving = 7,      // FTP: reply 350 seen, RETR sent
-  kSegmentRefused = 11,        // FTP: too many connections
+  kSegmentLoggedIn = 6,    // FTP: reply 230 seen, the data connection asked for
+  kSegmentRetrieving = 7,  // FTP: reply 350 seen, RETR sent
+  kSegmentRefused = 11,    // FTP: too many connections
 };
 
 // One byte range of a file with a part file of its own. Offsets count from 0, in the finished file.
@@ -31,11 +31,11 @@ struct SegmentRecord {
   std::int32_t ReceivedTotal = 0;  // bytes of earlier connections
   std::int32_t RangeSize = 0;      // as planned
   bool Enabled = false;
-  bool Watched = false;            // the stall watch may reconnect it
+  bool Watched = false;  // the stall watch may reconnect it
   std::int16_t Reserved = 0;
-  std::string TempFile;            // full path of the part file
+  std::string TempFile;                      // full path of the part file
   std::int16_t State = kSegmentUnconnected;  // a SegmentState; the list file may hold any value
-  float LastActivity = 0;          // tick count of the last sign of life, in ms; may lie ahead
+  float LastActivity = 0;                    // tick count of the last sign of life, in ms; may lie ahead
 
   // Takes what the present connection brought into the resume point.
   void Fold() {

@@ -15,23 +15,23 @@ struct Settings {
   bool BrowserIngeration = false;
   bool CheckClipboard = false;
   bool SaveAs = false;
-  bool SafeDisk = false;        // kept and shown; nothing else reads it
-  std::string DownloadFolder;   // ends in "/"
-  std::string TempFolder;       // ends in "/"
+  bool SafeDisk = false;       // kept and shown; nothing else reads it
+  std::string DownloadFolder;  // ends in "/"
+  std::string TempFolder;      // ends in "/"
   std::int32_t MaxSegments = 0;
   std::int32_t MaxSimulDownlads = 0;
   bool AutoPreviewZIP = false;
-  double ScheduleDate = 0;      // days since 30 December 1899, local
+  double ScheduleDate = 0;         // days since 30 December 1899, local
   bool AutoCloseInternet = false;  // kept and shown; nothing else reads it
   bool Schedule = false;
   std::string ProxyServer;
   std::int32_t ProxyPort = 0;
-  bool ProxyFTP = false;        // kept and shown; nothing else reads it
+  bool ProxyFTP = false;  // kept and shown; nothing else reads it
   bool ProxyHTTP = false;
   bool AutoStart = false;
-  std::string Language;         // base name of the language file
+  std::string Language;  // base name of the language file
   std::string IgnoreString;
-  double ScheduleHour = 0;      // the next occurrence of the daily hour, as a date and time
+  double ScheduleHour = 0;          // the next occurrence of the daily hour, as a date and time
   std::int16_t ScheduleOption = 0;  // 0 once at ScheduleDate, else daily at ScheduleHour
 };
 

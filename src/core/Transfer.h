@@ -20,7 +20,7 @@ class Transfer {
   virtual Task<> ConnectSegmented() = 0;                // plans, if need be, and connects the segments
   virtual void PauseDownload() = 0;
   virtual Task<> ResumeDownload() = 0;
-  virtual void ShowWindow() = 0;    // a window that has unloaded itself is not shown again
+  virtual void ShowWindow() = 0;  // a window that has unloaded itself is not shown again
   virtual void HideWindow() = 0;
   virtual void UnloadWindow() = 0;  // closes its sockets and files; its slot is the caller's concern
 };

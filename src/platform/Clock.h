@@ -17,8 +17,6 @@ class Clock {
 };
 
 // The signed distance from `then` to `now`, both tick counts; right across the wrap at 2^32.
-inline std::int32_t TicksSince(std::uint32_t now, std::uint32_t then) {
-  return static_cast<std::int32_t>(now - then);
-}
+inline std::int32_t TicksSince(std::uint32_t now, std::uint32_t then) { return static_cast<std::int32_t>(now - then); }
 
 }  // namespace pellora

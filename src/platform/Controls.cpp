@@ -33,7 +33,10 @@ void Control::Fire(const std::function<void()>& event) {
 }
 
 void Toolbar::ClickButton(const std::string& key) {
-  if (OnButtonClick && Enabled) Fire([this, key] { OnButtonClick(key); });
+  if (!OnButtonClick || !Enabled) return;
+  for (const ControlPart& button : Buttons()) {
+    if (button.key == key && button.enabled) return Fire([this, key] { OnButtonClick(key); });
+  }
 }
 
 void StatusBar::SetPanel(std::size_t panel, const std::string& text) {

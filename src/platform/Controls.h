@@ -139,8 +139,7 @@ class ListBox : public Control {
 
 class Shape : public Control {
  public:
-  Shape(Window* window, std::string name)
-      : Control(window, std::move(name), "Shape", 0), FillColor(this, 0x808080) {}
+  Shape(Window* window, std::string name) : Control(window, std::move(name), "Shape", 0), FillColor(this, 0x808080) {}
   Property<Colour> FillColor;
 };
 
@@ -151,8 +150,7 @@ class Line : public Control {
 
 class Picture : public Control {
  public:
-  Picture(Window* window, std::string name)
-      : Control(window, std::move(name), "PictureBox", 0), Image(this, "") {}
+  Picture(Window* window, std::string name) : Control(window, std::move(name), "PictureBox", 0), Image(this, "") {}
   Property<std::string> Image;  // name of one of the program's drawings, "" for none
 };
 
@@ -191,8 +189,9 @@ struct ControlPart {
   std::string key;
   std::string caption;
   int number = 0;  // 0: keeps its caption
-  std::string toolTip = {};
+  std::string toolTip{};
   double width = 0;  // columns only
+  bool enabled = true;
   bool operator==(const ControlPart&) const = default;
 };
 
@@ -222,7 +221,7 @@ class StatusBar : public Control {
  public:
   StatusBar(Window* window, std::string name, std::vector<std::string> panels)
       : Control(window, std::move(name), "StatusBar", 0), Panels(this, std::move(panels)) {}
-  Property<std::vector<std::string>> Panels;  // panel 1 is Panels[0]
+  Property<std::vector<std::string>> Panels;                  // panel 1 is Panels[0]
   void SetPanel(std::size_t panel, const std::string& text);  // panel counts from 1
 };
 

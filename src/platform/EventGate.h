@@ -39,6 +39,26 @@ class EventGate {
     if (depth_ > 0) disposed_.push_back(std::move(object));
   }
 
+  // Keeps an object that nobody else may hold until LetGo: a loaded window, a transfer without a slot.
+  void Keep(std::shared_ptr<void> object) { kept_.push_back(std::move(object)); }
+  // Lets go of it after the event in progress.
+  void LetGo(const void* object) {
+    for (auto at = kept_.begin(); at != kept_.end(); ++at) {
+      if (at->get() != object) continue;
+      std::shared_ptr<void> last = std::move(*at);
+      kept_.erase(at);
+      DisposeAfterEvent(std::move(last));
+      return;
+    }
+  }
+  // At the end of the program, while everything that its windows refer to still stands.
+  void LetGoOfAll() {
+    std::vector<std::shared_ptr<void>> kept;
+    kept.swap(kept_);
+    std::vector<std::shared_ptr<void>> disposed;
+    disposed.swap(disposed_);
+  }
+
   // Called after each outermost event. Set once, by the TaskLoop.
   void SetAfterEvent(std::function<void()> hook) { hook_ = std::move(hook); }
 
@@ -61,6 +81,7 @@ class EventGate {
 
   int depth_ = 0;
   std::vector<std::shared_ptr<void>> disposed_;
+  std::vector<std::shared_ptr<void>> kept_;
   std::function<void()> hook_;
 };
 

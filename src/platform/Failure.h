@@ -13,14 +13,14 @@ namespace pellora {
 
 // Numbers carried by a Failure. Only their distinction matters to the logic.
 enum class FailureNumber {
-  InvalidCall = 5,      // an argument no routine can work with: a negative length, a bad port
-  Overflow = 6,         // a number outside its type's range
-  OutOfRange = 9,       // an index that the array does not have (any more)
-  ArrayLocked = 10,     // a resize met a handler that holds the array
+  InvalidCall = 5,   // an argument no routine can work with: a negative length, a bad port
+  Overflow = 6,      // a number outside its type's range
+  OutOfRange = 9,    // an index that the array does not have (any more)
+  ArrayLocked = 10,  // a resize met a handler that holds the array
   DivisionByZero = 11,
-  Conversion = 13,      // text that is not of the wanted form
-  File = 52,            // a file cannot be opened, read or written; the text names it
-  Socket = 40006,       // a socket operation in the wrong state
+  Conversion = 13,  // text that is not of the wanted form
+  File = 52,        // a file cannot be opened, read or written; the text names it
+  Socket = 40006,   // a socket operation in the wrong state
 };
 
 class Failure : public std::runtime_error {

@@ -42,8 +42,7 @@ class Network {
  public:
   virtual ~Network() = default;
   // Starts an attempt. `events` must live until Close or the Connection's destruction.
-  virtual std::unique_ptr<Connection> Connect(const std::string& host, std::int32_t port,
-                                              ConnectionEvents& events) = 0;
+  virtual std::unique_ptr<Connection> Connect(const std::string& host, std::int32_t port, ConnectionEvents& events) = 0;
   // True if any interface but loopback is up and has an address.
   virtual bool HasConnection() const = 0;
 };

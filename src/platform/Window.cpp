@@ -22,7 +22,7 @@ Window::~Window() = default;
 void Window::Load() {
   if (view_) return;
   view_ = platform_.windows.NewView(*this);
-  loadedSelf_ = shared_from_this();
+  platform_.gate.Keep(shared_from_this());
   OnLoad();
 }
 
@@ -51,15 +51,14 @@ bool Window::Unload(UnloadMode mode) {
   // Both may be in use further up the stack: the view delivers the event that unloads it.
   platform_.gate.DisposeAfterEvent(std::move(view_));
   view_.reset();
-  platform_.gate.DisposeAfterEvent(std::move(loadedSelf_));
-  loadedSelf_.reset();
+  platform_.gate.LetGo(this);
   return true;
 }
 
 void Window::Abandon() {
   visible_ = false;
   view_.reset();
-  const std::shared_ptr<Window> self = std::move(loadedSelf_);  // the last one ends behind this line
+  platform_.gate.LetGo(this);
 }
 
 void Window::OnQueryUnload(bool&, UnloadMode) {}

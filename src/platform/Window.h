@@ -1,9 +1,9 @@
 // Window: the model of a window. It owns its controls (members of the derived class) and, while it is
 // loaded, a view on the platform's desktop.
 //
-// Windows are held by shared_ptr: by the slot or member that created them, by the list of loaded
-// windows (Windows) and by each of their running tasks. Unload takes the window out of that list but
-// leaves the object valid until the handler and the waits in it are done.
+// Windows are held by shared_ptr: by the slot or member that created them, while they are loaded by the
+// EventGate, and by each of their running tasks. Unload lets go of the window but leaves the object
+// valid until the handler and the waits in it are done.
 #pragma once
 
 #include <functional>
@@ -88,7 +88,6 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
  private:
   std::vector<Control*> controls_;
   std::shared_ptr<WindowView> view_;
-  std::shared_ptr<Window> loadedSelf_;  // while loaded, so that a window without other owner stays
   bool visible_ = false;
   WindowState state_ = WindowState::Normal;
   int innerWidth_ = 0;

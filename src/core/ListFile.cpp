@@ -1,0 +1,110 @@
+#include "core/ListFile.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "core/ListCodec.h"
+#include "core/Program.h"
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/Files.h"
+
+namespace pellora {
+
+namespace {
+
+// More than any list needs; a longer file is read up to here.
+constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 30;
+constexpr std::size_t kCopyBlock = std::size_t{1} << 20;
+
+std::string ReadBytes(Files& files, const std::string& path) {
+  const std::unique_ptr<File> file = files.OpenForReading(path);
+  std::string bytes(static_cast<std::size_t>(std::min(file->Length(), kMostBytes)), '\0');
+  bytes.resize(file->ReadAt(0, bytes));
+  return bytes;
+}
+
+std::string UnusedNameFor(Files& files, const std::string& path) {
+  const std::string first = path + ".damaged";
+  if (!files.Exists(first)) return first;
+  int number = 2;
+  while (files.Exists(first + "." + std::to_string(number))) ++number;
+  return first + "." + std::to_string(number);
+}
+
+void CopyBytes(File& from, File& to) {
+  std::string block(kCopyBlock, '\0');
+  std::uint64_t offset = 0;
+  while (const std::size_t count = from.ReadAt(offset, block)) {
+    to.WriteAt(offset, std::string_view(block).substr(0, count));
+    offset += count;
+  }
+}
+
+// An unfinished copy is taken back, so that tries on a full disk do not pile up.
+void CopyAside(Program& program) {
+  Files& files = program.platform.files;
+  const std::string path = ListPath(program);
+  const std::string copy = UnusedNameFor(files, path);
+  const std::unique_ptr<File> from = files.OpenForReading(path);
+  try {
+    CopyBytes(*from, *files.Open(copy));
+  } catch (const Failure&) {
+    Skip([&] { files.Delete(copy); });
+    throw;
+  }
+  program.keepDamagedList = false;
+}
+
+// A file of zeros is one that was reserved and never written.
+bool HoldsAnything(const std::string& bytes) { return bytes.find_first_not_of('\0') != std::string::npos; }
+
+}  // namespace
+
+std::string ListPath(const Program& program) { return program.platform.machine.ProgramFolder() + "/Pellora.dat"; }
+
+void SaveList(Program& program) {
+  if (!program.listLoaded || program.Ending()) return;
+  if (program.keepDamagedList) CopyAside(program);
+
+  std::string& bytes = program.listBytes;
+  bytes.clear();
+  AppendListHeader(bytes, program.DownloadCount);
+  for (int i = 0; i <= program.DownloadCount; ++i) AppendRecord(bytes, program.Download(i));
+
+  const std::unique_ptr<File> file = program.platform.files.Open(ListPath(program));
+  file->Reserve(bytes.size());
+  file->WriteAt(0, bytes);
+}
+
+void LoadList(Program& program) {
+  Files& files = program.platform.files;
+  const std::string path = ListPath(program);
+  std::string bytes;
+  if (files.Exists(path)) {
+    bytes = ReadBytes(files, path);
+  } else {
+    Skip([&] { (void)files.Open(path); });
+  }
+
+  ListDecoder decoder(bytes);
+  program.ResizeDownloads(0);
+  program.Download(0) = DownloadRecord{};
+  program.ResizeDownloads(decoder.DownloadCount());
+  if (decoder.HasMagic()) {
+    for (int i = 0; i <= program.DownloadCount; ++i) decoder.Next(program.Download(i));
+  }
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    DownloadRecord& record = program.Download(i);
+    if (!record.Active) continue;
+    record.Active = false;
+    record.Paused = true;
+  }
+
+  program.keepDamagedList = !decoder.Sound() && HoldsAnything(bytes);
+  program.listLoaded = true;
+  // Tried again before each save until it succeeds.
+  if (program.keepDamagedList) Skip([&] { CopyAside(program); });
+}
+
+}  // namespace pellora

@@ -1,0 +1,24 @@
+// ListFile: the list of downloads on disk, "Pellora.dat" in the program's folder.
+//
+// The file is written whole from position 0 and never truncated, since the reader stops behind the last
+// record. A file that could not be read whole is copied to "Pellora.dat.damaged" (".damaged.2" and so on
+// where one exists) before a save writes over it.
+#pragma once
+
+#include <string>
+
+namespace pellora {
+
+class Program;
+
+std::string ListPath(const Program& program);
+
+// Writes the list in one positioned write, after making sure that it fits: on a full disk the file keeps
+// what it holds. Failure(File) when it cannot be written. Does nothing before the list was loaded.
+void SaveList(Program& program);
+
+// Reads the list; an absent file is created, a foreign one is an empty list. What was transferring comes
+// back paused. Failure(File) if there is a file and it cannot be read: nothing is saved over it then.
+void LoadList(Program& program);
+
+}  // namespace pellora

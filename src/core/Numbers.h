@@ -1,0 +1,30 @@
+// Numbers: text to number, the same in every locale; the decimal point is always ".".
+//
+// Two families: the prefix parse, which takes what it can and never fails, and the strict conversions,
+// which throw Failure(Conversion) for text that is no number and Failure(Overflow) outside the range.
+// Rounding is to the nearest integer, ties to even.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace pellora {
+
+// Blanks, an optional sign, digits, an optional "." with further digits; what follows is not looked at.
+// No digits give 0. Always finite: a number too large for a double is the largest double.
+double NumericPrefix(std::string_view text);
+
+// NumericPrefix, rounded; held at the ends of the type's range.
+std::int32_t RoundedPrefix(std::string_view text);
+
+// Held at the ends of the type's range; 0 for what is not a number.
+std::int64_t RoundTiesToEven(double value);
+
+// "True", "False" (in any case) or a number: zero is False, any other is True.
+bool ToBoolean(std::string_view text);
+
+// The whole text must be a number: sign, digits, an optional "." with further digits, blanks around it.
+std::int16_t ToInt16(std::string_view text);
+std::int32_t ToInt32(std::string_view text);
+
+}  // namespace pellora

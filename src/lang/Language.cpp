@@ -1,0 +1,138 @@
+#include "lang/Language.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <memory>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "core/Ascii.h"
+#include "core/Numbers.h"
+#include "platform/Controls.h"
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/Files.h"
+#include "platform/Platform.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr int kToolTipDistance = 30;  // from a button's text number to that of its tool tip
+
+// The text of `number`, or null for a number that the table does not have.
+const std::string* TextAt(const LangStringArray& texts, std::int64_t number) {
+  if (number < 0 || number >= kLangStringCount) return nullptr;
+  return &texts[static_cast<std::size_t>(number)];
+}
+
+void ReadLine(std::string_view line, LangStringArray& texts) {
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  line = TrimBlanks(line);
+  if (line.starts_with("//") || line.starts_with(";")) return;
+  const std::size_t equals = line.find('=');
+  if (equals == std::string_view::npos) return;
+  // A left side that is no number means entry 0.
+  const std::int32_t number = RoundedPrefix(line.substr(0, equals));
+  if (number < 0 || number >= kLangStringCount) return;
+  texts[static_cast<std::size_t>(number)] = line.substr(equals + 1);
+}
+
+template <class ControlType>
+void SetCaption(Control& control, const LangStringArray& texts) {
+  const std::int32_t number = RoundedPrefix(control.Tag());
+  const std::string* const text = TextAt(texts, number);
+  if (number == 0 || text == nullptr) return;
+  if (auto* const typed = dynamic_cast<ControlType*>(&control)) typed->Caption = *text;
+}
+
+void Relabel(std::vector<ControlPart>& parts, const LangStringArray& texts) {
+  for (ControlPart& part : parts) {
+    const std::string* const text = TextAt(texts, part.number);
+    if (part.number != 0 && text != nullptr) part.caption = *text;
+  }
+}
+
+void RelabelButtons(Control& control, const LangStringArray& texts) {
+  auto* const toolbar = dynamic_cast<Toolbar*>(&control);
+  if (toolbar == nullptr) return;
+  std::vector<ControlPart> buttons = toolbar->Buttons;
+  Relabel(buttons, texts);
+  for (ControlPart& button : buttons) {
+    const std::string* const toolTip = TextAt(texts, std::int64_t{button.number} + kToolTipDistance);
+    if (button.number > 0 && toolTip != nullptr) button.toolTip = *toolTip;
+  }
+  toolbar->Buttons = std::move(buttons);
+}
+
+void RelabelTabs(Control& control, const LangStringArray& texts) {
+  auto* const strip = dynamic_cast<TabStrip*>(&control);
+  if (strip == nullptr) return;
+  std::vector<ControlPart> tabs = strip->Tabs;
+  Relabel(tabs, texts);
+  strip->Tabs = std::move(tabs);
+}
+
+void RelabelColumns(Control& control, const LangStringArray& texts) {
+  auto* const list = dynamic_cast<ListView*>(&control);
+  if (list == nullptr) return;
+  std::vector<ControlPart> columns = list->Columns;
+  Relabel(columns, texts);
+  list->Columns = std::move(columns);
+}
+
+// What is relabelled, by the name of the control's type. All others keep their texts.
+struct Translated {
+  std::string_view typeName;
+  void (*relabel)(Control&, const LangStringArray&);
+};
+constexpr Translated kTranslated[] = {
+    {"CommandButton", SetCaption<CommandButton>},
+    {"Label", SetCaption<Label>},
+    {"Frame", SetCaption<Frame>},
+    {"OptionButton", SetCaption<OptionButton>},
+    {"CheckBox", SetCaption<CheckBox>},
+    {"Menu", SetCaption<Menu>},
+    {"Toolbar", RelabelButtons},
+    {"TabStrip", RelabelTabs},
+    {"ListView", RelabelColumns},
+};
+
+}  // namespace
+
+void ReadLanguage(std::string_view content, LangStringArray& texts) {
+  if (content.starts_with(kByteOrderMark)) content.remove_prefix(kByteOrderMark.size());
+  while (!content.empty()) {
+    const std::size_t end = content.find('\n');
+    ReadLine(content.substr(0, end), texts);
+    content.remove_prefix(end == std::string_view::npos ? content.size() : end + 1);
+  }
+}
+
+void LoadLanguage(Program& program, const std::string& name) {
+  const std::string path = program.platform.machine.ProgramFolder() + "/" + name + ".txt";
+  if (name.find('/') != std::string::npos || name.find('\0') != std::string::npos) {
+    throw Failure(FailureNumber::File, path + ": not a name of a language");
+  }
+  ReadLanguage(ReadWholeFile(program.platform.files, path, kLargestLanguageFile), program.LangStrings);
+  for (const std::shared_ptr<Window>& window : program.languageWindows()) {
+    ApplyLanguage(*window, program.LangStrings);
+  }
+}
+
+void ApplyLanguage(Window& window, const LangStringArray& texts) {
+  const std::int32_t number = RoundedPrefix(window.Tag());
+  const std::string* const caption = TextAt(texts, number);
+  if (number > 0 && caption != nullptr) window.Caption = *caption;
+  for (Control* const control : window.Controls()) {
+    const auto* const found =
+        std::find_if(std::begin(kTranslated), std::end(kTranslated),
+                     [control](const Translated& entry) { return entry.typeName == control->TypeName; });
+    if (found != std::end(kTranslated)) found->relabel(*control, texts);
+  }
+}
+
+}  // namespace pellora

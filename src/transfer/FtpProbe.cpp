@@ -1,0 +1,124 @@
+// The main connection's side of TransferWindow over FTP: one login that finds the directory, the size
+// and whether REST works. Commands go out in groups; replies are told apart by code alone.
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/TaskLoop.h"
+#include "transfer/FileNames.h"
+#include "transfer/FtpReplies.h"
+#include "transfer/TransferWindow.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr const char* kAnonymousPassword = "user@pellora.example";  // 20 characters
+constexpr std::size_t kProbeEntry = kMaxSegmentSockets;
+
+}  // namespace
+
+std::string TransferWindow::FtpUserCommand() { return FtpCommand("USER ", Record().UserName); }
+
+std::string TransferWindow::FtpPassCommand() {
+  const DownloadRecord& record = Record();
+  return FtpCommand("PASS ", record.UserName == "anonymous" ? kAnonymousPassword : record.Password);
+}
+
+// Text behind the last line end is dropped.
+void TransferWindow::FtpProbeLines(std::string text) {
+  const std::uint32_t number = WS.Number();
+  std::size_t from = 0;
+  for (std::size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", from)) {
+    const std::string_view line = std::string_view(text).substr(from, end - from);
+    from = end + 2;
+    if (!FtpProbeLine(line) || WS.Number() != number) return;
+  }
+}
+
+bool TransferWindow::FtpProbeLine(std::string_view line) {
+  DownloadRecord& record = Record();
+  const std::string_view code = line.substr(0, 3);
+  if (code == "220") {
+    if (ftpUserSent_[kProbeEntry]) return true;
+    ftpUserSent_[kProbeEntry] = true;
+    ftpPhase_ = FtpProbePhase::LoggingIn;
+    state.Caption = "Logging in...";
+    WS.SendData(FtpUserCommand());
+  } else if (code == "331") {
+    WS.SendData(FtpPassCommand());
+  } else if (code == "230") {
+    if (ftpPhase_ != FtpProbePhase::LoggingIn && ftpPhase_ != FtpProbePhase::Connecting) return true;
+    ftpPhase_ = FtpProbePhase::FileInfo;
+    state.Caption = "Get file info...";
+    for (const char* command : {"TYPE I", "PWD", "PASV"}) WS.SendData(FtpCommand(command, ""));
+  } else if (code == "257") {
+    ftpRemotePath_ = RemoteDirectory(QuotedDirectory(line), record.Path);
+    WS.SendData(FtpCommand("CWD ", ftpRemotePath_));
+  } else if (code == "250") {
+    WS.SendData(FtpCommand("SIZE ", ftpRemotePath_ + record.FileName));
+    WS.SendData(FtpCommand("TYPE A", ""));
+  } else if (code == "530") {
+    Tasks().Spawn(FtpProbeFailed("Username or Password Invalid ! Download aborted"));
+    return false;
+  } else if (code == "213") {
+    WS.SendData(FtpCommand("REST 0", ""));
+    record.FileSize = SizeReply(line);
+  } else if (code == "500") {
+    FtpEndProbe("-1");
+    return false;
+  } else if (code == "350") {
+    FtpEndProbe("0");
+    return false;
+  } else if (code == "227") {
+    // Asked for and stored, but read by nobody: an address that cannot be read harms nothing.
+    Skip([&] {
+      const PassiveAddress address = ParsePassiveReply(line);
+      constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+      ftpProbeHost_ = address.host;
+      ftpProbePort_ = static_cast<std::int32_t>(std::clamp(address.Port(), -kMost, kMost));
+    });
+  } else if (code == "550") {
+    Tasks().Spawn(FtpProbeFailed(record.FileName + " is not found on this ftp server !"));
+    return false;
+  }
+  return true;
+}
+
+void TransferWindow::FtpEndProbe(const char* restState) {
+  WS.Close();
+  DownloadRecord& record = Record();
+  record.RestState = restState;
+  if (record.FileSize == 0 && record.SegmentCount >= 1) {
+    record.FileSize = record.Segment(record.SegmentCount).RangeEnd + 1;
+  }
+  Tasks().Spawn(FtpConnectSegments());
+}
+
+Task<> TransferWindow::FtpConnectSegments() {
+  const auto hold = Hold();
+  if (!FitsTheDisk(Record().FileName)) {
+    co_await RefuseBadName();
+    co_return;
+  }
+  co_await ConnectSegmented();
+}
+
+Task<> TransferWindow::FtpProbeFailed(std::string text) {
+  const auto hold = Hold();
+  questionStands_ = true;
+  WS.SetReading(false);  // what else the server says is not listened to
+  (void)co_await program_.boxes.Ask(this, {text, kProgramName, kCritical});
+  WS.SetReading(true);
+  questionStands_ = false;
+  if (!StillCurrent()) co_return;
+  Record().Valid = false;
+  Record().InUse = false;
+  EmptySlot();
+  Retire();
+  program_.lists->RefreshRows(0, 1);
+}
+
+}  // namespace pellora

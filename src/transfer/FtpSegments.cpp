@@ -1,0 +1,247 @@
+// The segments of TransferWindow over FTP: each has a login of its own on WS1(i) and a passive data
+// connection on FTP(i). The server sends to the end of the file; the client hangs up when it has enough.
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/TaskLoop.h"
+#include "transfer/FtpReplies.h"
+#include "transfer/TransferWindow.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr double kLoginSpacingSeconds = 0.5;
+constexpr double kSecondsInADay = 86400;
+constexpr std::uint32_t kLoginFirstRetest = 501;  // ms; no earlier test can succeed
+constexpr std::uint32_t kRetryInterval = 200;     // ms between two tries of a refused data port
+
+// The last piece counts too: a part of a line is taken for a reply if its first characters match one.
+std::vector<std::string> Lines(std::string_view text) {
+  std::vector<std::string> lines;
+  std::size_t from = 0;
+  for (std::size_t end = text.find("\r\n"); end != std::string_view::npos; end = text.find("\r\n", from)) {
+    lines.emplace_back(text.substr(from, end - from));
+    from = end + 2;
+  }
+  lines.emplace_back(text.substr(from));
+  return lines;
+}
+
+}  // namespace
+
+Task<> TransferWindow::FTPSystem(int index) {
+  const auto hold = Hold();
+  const std::vector<std::string> lines = Lines(WS1(index).GetData());
+  const std::uint32_t number = WS1(index).Number();
+  if (Record().Paused) {
+    WS1(index).Close();
+    FtpCloseData(index);
+    co_return;
+  }
+  Record().Active = true;
+  for (const std::string& line : lines) {
+    co_await FtpSegmentReply(index, line);
+    // The conversation may have ended, or begun anew on another connection, in a wait.
+    if (!StillCurrent()) co_return;
+    if (WS1(index).Number() != number) co_return;
+  }
+}
+
+Task<> TransferWindow::FtpSegmentReply(int index, std::string line) {
+  const auto hold = Hold();
+  const auto entry = static_cast<std::size_t>(index);
+  SegmentRecord& segment = Record().Segment(index + 1);
+  const std::string code = line.substr(0, 3);
+  if (code == "421" || code == "530") {
+    WS1(index).Close();
+    segment.State = kSegmentRefused;
+  } else if (code == "220") {
+    if (ftpUserSent_[entry]) co_return;
+    segment.State = kSegmentReceiving;
+    RefreshList(0);
+    WS1(index).SendData(FtpUserCommand());
+    ftpUserSent_[entry] = true;
+  } else if (code == "500") {
+    if (!program_.boxes.Stands(this, "Error in FTP !")) Tasks().Spawn(SayFtpError());
+  } else if (code == "230") {
+    co_await FtpLoggedIn(index);
+  } else if (code == "350") {
+    FtpRetrieve(index);
+  } else if (code == "331") {
+    WS1(index).SendData(FtpPassCommand());
+  } else if (code == "227") {
+    co_await FtpPassive(index, line);
+  }
+}
+
+// Once for each connection: a second PASV would move the server's port while the client is on the first.
+Task<> TransferWindow::FtpLoggedIn(int index) {
+  const auto hold = Hold();
+  const auto entry = static_cast<std::size_t>(index);
+  RefreshList(0);
+  if (Record().Segment(index + 1).State == kSegmentLoggedIn || ftpLoginDone_[entry]) co_return;
+  ftpLoginDone_[entry] = true;
+  const std::uint32_t number = WS1(index).Number();
+  const Clock* clock = &program_.platform.clock;
+  const double start = clock->SecondsSinceMidnight();
+  co_await Tasks().Yield();
+  co_await Tasks().Until(
+      [this, clock, start, index, number] {
+        double passed = clock->SecondsSinceMidnight() - start;
+        if (passed < 0) passed += kSecondsInADay;
+        return passed > kLoginSpacingSeconds || WS1(index).Number() != number;
+      },
+      kLoginFirstRetest);
+  if (!StillCurrent()) co_return;
+  if (WS1(index).Number() != number) co_return;
+  SegmentRecord& segment = Record().Segment(index + 1);
+  segment.State = kSegmentLoggedIn;
+  WS1(index).SendData(FtpCommand("PASV", ""));
+  WS1(index).SendData(FtpCommand("TYPE I", ""));
+  WS1(index).SendData(FtpCommand("REST ", std::to_string(segment.RangeStart)));
+}
+
+// The data connection is normally opened on the 227 already.
+void TransferWindow::FtpRetrieve(int index) {
+  SegmentRecord& segment = Record().Segment(index + 1);
+  if (segment.State == kSegmentRetrieving) return;
+  WS1(index).SendData(FtpCommand("RETR ", ftpRemotePath_ + Record().FileName));
+  const bool addressKnown = !FTP(index).RemoteHost.empty() && !ftpPassiveUnderWay_[static_cast<std::size_t>(index)];
+  if (addressKnown && FTP(index).State() == SocketState::Closed) FTP(index).Connect();
+  segment.State = kSegmentRetrieving;
+  RefreshList(0);
+}
+
+Task<> TransferWindow::FtpPassive(int index, std::string line) {
+  const auto hold = Hold();
+  const auto entry = static_cast<std::size_t>(index);
+  const PassiveAddress address = ParsePassiveReply(line);
+  const SocketState dataState = FTP(index).State();
+  if (dataState == SocketState::Connecting || dataState == SocketState::Connected) co_return;
+  const std::uint32_t number = WS1(index).Number();
+  FtpCloseData(index);
+  ftpPassiveUnderWay_[entry] = true;
+  co_await Tasks().Yield();
+  if (!StillCurrent()) co_return;
+  if (WS1(index).Number() != number) co_return;
+  ftpPassiveUnderWay_[entry] = false;
+  FTP(index).Connect(address.host, address.PortModulo());
+  co_await Tasks().Yield();
+}
+
+void TransferWindow::FtpDataConnected() {
+  if (StillCurrent()) Record().LastTick = Tick();
+}
+
+// Ends the data connection, a try of it that is due, and what is known of its address.
+void TransferWindow::FtpCloseData(int index) {
+  const auto entry = static_cast<std::size_t>(index);
+  ftpRetry_[entry]->Stop();
+  ftpPassiveUnderWay_[entry] = false;
+  FTP(index).Close();
+  FTP(index).RemoteHost.clear();
+}
+
+// The passive port is tried again with no new PASV, but not more than five times a second.
+void TransferWindow::FtpDataFailed(int index) {
+  if (!StillCurrent()) return;
+  if (Record().Paused) return;
+  ftpRetry_[static_cast<std::size_t>(index)]->Start(kRetryInterval, false);
+}
+
+void TransferWindow::FtpRetryData(int index) {
+  if (!StillCurrent()) return;
+  const SocketState dataState = FTP(index).State();
+  if (Record().Paused || dataState == SocketState::Connecting || dataState == SocketState::Connected) return;
+  FTP(index).Close();
+  FTP(index).Connect();
+}
+
+bool TransferWindow::FtpWritePart(SegmentRecord& segment, std::string_view data) {
+  try {
+    program_.platform.files.Open(segment.TempFile)->WriteAt(static_cast<std::uint64_t>(segment.Received()), data);
+    return true;
+  } catch (const Failure& failure) {
+    SetReading(false);
+    program_.EndWithFailure(failure.what());
+    return false;
+  }
+}
+
+void TransferWindow::FtpDataArrived(int index, std::size_t bytes) {
+  program_.CountReceived(bytes);
+  if (program_.Ending() || !StillCurrent()) return;
+  const std::string_view data = FTP(index).GetData();
+  DownloadRecord& record = Record();
+  if (record.Paused) return;
+  SegmentRecord& segment = record.Segment(index + 1);
+  if (segment.State == kSegmentComplete || segment.State == kSegmentPaused) return;
+  segment.State = kSegmentReceiving;
+  if (!FtpWritePart(segment, data)) return;
+  const auto length = static_cast<std::int64_t>(data.size());
+  const std::int64_t span = std::int64_t{segment.RangeEnd} - segment.RangeStart;
+  const std::int64_t received = segment.ReceivedNow + length;
+  if (record.FileSize == 0) {
+    segment.ReceivedNow = static_cast<std::int32_t>(std::min<std::int64_t>(received, INT32_MAX));
+    if (!program_.boxes.Stands(this, "Error !")) Tasks().Spawn(SayUnknownSize());
+    return;
+  }
+  // What counts of the last block is one less than the segment still lacked, so that Received ends one
+  // byte short for each segment. The finished record's percent does not depend on it.
+  const bool complete = received > span;
+  const std::int64_t counted = complete ? length + span - received : length;
+  segment.ReceivedNow = static_cast<std::int32_t>(complete ? span + 1 : received);
+  UpdateFigures(Tick(), counted);
+  const std::uint32_t tick = Tick();
+  if (lastRefreshTick_ == 0 || TicksSince(tick, lastRefreshTick_) >= 200) {
+    lastRefreshTick_ = tick;
+    DoRefresh();
+    RefreshList(0);
+  }
+  if (complete) Tasks().Spawn(FtpSegmentCompleted(index));
+}
+
+Task<> TransferWindow::FtpSegmentCompleted(int index) {
+  const auto hold = Hold();
+  FtpCloseData(index);
+  WS1(index).Close();
+  Record().Segment(index + 1).State = kSegmentComplete;
+  RefreshList(0);
+  for (int i = 1; i <= Record().SegmentCount; ++i) {
+    if (Record().Segment(i).State != kSegmentRefused) continue;
+    co_await Tasks().Yield();
+    if (!StillCurrent()) co_return;
+    if (Record().Paused) co_return;
+    // Another completion may have woken this one meanwhile; then the next is looked for.
+    if (Record().Segment(i).State != kSegmentRefused) continue;
+    co_await FtpWakeRefused(i);
+    co_return;
+  }
+  if (AllSegmentsComplete() && !building_ && !Record().Finished) co_await Complete();
+}
+
+Task<> TransferWindow::FtpWakeRefused(int i) {
+  const auto hold = Hold();
+  Record().Segment(i).State = kSegmentUnconnected;
+  FtpCloseData(i - 1);
+  WS1(i - 1).Close();
+  Record().Segment(i).Fold();
+  const std::uint32_t number = WS1(i - 1).Number();
+  co_await Tasks().Yield();
+  if (!StillCurrent()) co_return;
+  if (Record().Paused || WS1(i - 1).Number() != number) co_return;
+  WS1(i - 1).Connect(Record().Host, Record().Port);
+}
+
+Task<> TransferWindow::SayFtpError() {
+  const auto hold = Hold();
+  (void)co_await program_.boxes.Ask(this, {"Error in FTP !", kProgramName, kOkOnly});
+}
+
+}  // namespace pellora

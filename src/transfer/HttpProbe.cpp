@@ -1,0 +1,185 @@
+// The main connection's side of TransferWindow over HTTP: one GET, judged by the first block of its
+// reply alone. WS never carries the file.
+#include <algorithm>
+#include <string>
+
+#include "core/Ascii.h"
+#include "platform/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/EventGate.h"
+#include "platform/TaskLoop.h"
+#include "transfer/FileNames.h"
+#include "transfer/RedirectTarget.h"
+#include "transfer/Requests.h"
+#include "transfer/TransferWindow.h"
+
+namespace pellora {
+
+namespace {
+
+// The list file cannot hold a longer text.
+constexpr std::size_t kLongestText = 65535;
+
+bool HasZipName(const std::string& name) { return name.size() >= 3 && ToLower(name.substr(name.size() - 3)) == "zip"; }
+
+}  // namespace
+
+Task<> TransferWindow::MainConnected() {
+  const auto hold = Hold();
+  if (!StillCurrent()) co_return;
+  const std::uint32_t number = WS.Number();
+  state.Caption = Text(524);
+  co_await Tasks().Yield();
+  // A pause or the time-out may have closed the connection meanwhile.
+  if (WS.Number() != number || !StillCurrent()) co_return;
+  TimeOut.SetEnabled(false);
+  DownloadRecord& record = Record();
+  if (record.Protocol == kFtp) {
+    record.LastTick = Tick();
+    co_return;
+  }
+  WS.SendData(ProbeRequest(record, program_.settings.ProxyHTTP));
+  record.LastTick = Tick();
+}
+
+void TransferWindow::MainDataArrived(std::size_t bytes) {
+  program_.CountReceived(bytes);
+  TimeOut.SetEnabled(false);
+  if (!StillCurrent()) return;
+  if (Record().Protocol != kHttp) {
+    FtpProbeLines(std::string(WS.GetData()));
+    return;
+  }
+  // The block is valid until the socket closes, so it is read first. The rest of the reply never is.
+  ReplyHeaders reply = ParseReplyHeaders(WS.GetData());
+  WS.Close();
+  Tasks().Spawn(JudgeReply(std::move(reply)));
+}
+
+Task<> TransferWindow::JudgeReply(ReplyHeaders reply) {
+  const auto hold = Hold();
+  if (reply.status >= 300 && reply.status < 400) {
+    co_await FollowRedirect(reply.location);
+    co_return;
+  }
+  if (reply.status >= 400 && reply.status < 500) {
+    const bool refused = co_await RefuseWithBox(Text(531) + " " + Record().Path + " " + Text(530));
+    if (refused) Retire();
+    co_return;
+  }
+  if (reply.status >= 500 && reply.status < 600) {
+    const bool refused = co_await RefuseWithBox(Text(535) + std::to_string(reply.status) + ")");
+    if (!refused) co_return;
+    // A server error does not end the handler: the error page is judged like any other reply, on the
+    // unloaded window and with the fields just cleared.
+    BecomeGhost();
+  }
+  DownloadRecord& record = Record();
+  if (record.Paused) co_return;
+  record.Active = true;
+  record.FileSize = std::max(0, reply.contentLength);
+  const bool keptPlan = record.ContinueSegments && record.SegmentCount >= 1;
+  if (keptPlan && record.FileSize == 0) record.FileSize = record.Segment(record.SegmentCount).RangeEnd + 1;
+  program_.lists->RefreshRows(RecordIndex, 0);
+  // The type must match exactly: "text/html; charset=utf-8" is a file.
+  if (reply.contentType == "text/html") {
+    co_await AskAboutWebPage();
+    co_return;
+  }
+  if (HasZipName(record.FileName) && program_.settings.AutoPreviewZIP && program_.newZipViewer) {
+    std::shared_ptr<ZipViewer>& slot = program_.ZipViewerAt(RecordIndex);
+    if (slot) slot->UnloadWindow();
+    const std::shared_ptr<ZipViewer> viewer = program_.newZipViewer();
+    slot = viewer;
+    viewer->SetIndex(RecordIndex);
+    co_await viewer->Start();
+    co_return;
+  }
+  if (IsBadFileName(record.FileName, Text(951)) || !FitsTheDisk(record.FileName)) {
+    co_await RefuseBadName();
+    co_return;
+  }
+  state.Caption = Text(537);
+  co_await ConnectSegmented();
+}
+
+// Nothing limits the number of redirects: a loop goes on until the user cancels.
+Task<> TransferWindow::FollowRedirect(std::string location) {
+  const auto hold = Hold();
+  TimeOut.SetEnabled(false);
+  const RedirectTarget target = TargetOfRedirect(location);
+  if (location.size() > kLongestText) {
+    co_await RefuseBadName();
+    co_return;
+  }
+  DownloadRecord& record = Record();
+  record.Referer = record.URL;
+  record.Path = target.path;
+  record.FileName = target.fileName;
+  record.Host = target.host;  // the port stays, whatever the location says
+  record.URL = location;
+  co_await InitConnection();
+}
+
+Task<bool> TransferWindow::RefuseWithBox(std::string text) {
+  const auto hold = Hold();
+  questionStands_ = true;
+  (void)co_await program_.boxes.Ask(this, {text, kProgramName, kCritical});
+  questionStands_ = false;
+  if (!StillCurrent()) co_return false;
+  WS.Close();
+  DownloadRecord& record = Record();
+  record.InUse = false;
+  record.URL.clear();
+  record.FileName.clear();
+  record.Removed = true;
+  record.Valid = false;
+  record.RestState = "1";
+  TimeOut.SetEnabled(false);
+  EmptySlot();
+  program_.lists->RefreshRows(0, 0);
+  co_return true;
+}
+
+void TransferWindow::BecomeGhost() {
+  ghost_ = true;
+  program_.platform.gate.Keep(Hold());
+  Unload();
+}
+
+Task<> TransferWindow::AskAboutWebPage() {
+  const auto hold = Hold();
+  questionStands_ = true;
+  const int answer = co_await program_.boxes.Ask(this, {Text(536), "Pellora!", kYesNo | kQuestion});
+  questionStands_ = false;
+  if (!StillCurrent()) co_return;
+  const std::string url = Record().URL;  // empty after a server error: nothing is opened then
+  if (answer == kAnswerYes && !url.empty()) {
+    Skip([&] { program_.platform.shell.OpenUrl(url); });
+  }
+  DropRecord();
+}
+
+Task<> TransferWindow::RefuseBadName() {
+  const auto hold = Hold();
+  questionStands_ = true;
+  (void)co_await program_.boxes.Ask(this, {"Bad URL or File", kProgramName, kOkOnly});
+  questionStands_ = false;
+  if (!StillCurrent()) co_return;
+  DropRecord();
+}
+
+// FileName and RestState stay.
+void TransferWindow::DropRecord() {
+  WS.Close();
+  DownloadRecord& record = Record();
+  record.InUse = false;
+  record.URL.clear();
+  record.Removed = true;
+  record.Valid = false;
+  program_.lists->RefreshRows(0, 1);
+  EmptySlot();
+  Retire();
+}
+
+}  // namespace pellora

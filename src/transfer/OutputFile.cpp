@@ -1,0 +1,107 @@
+// The end of a download: the part files become the output file.
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/ListFile.h"
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/TaskLoop.h"
+#include "transfer/FileNames.h"
+#include "transfer/TransferWindow.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr std::size_t kChunk = 1024 * 1024;
+
+Task<> SayBuildFailed(Program* program, std::string reason) {
+  (void)co_await program->boxes.Ask(program, {std::move(reason), kProgramName, kCritical});
+}
+
+// Copies `size` bytes from the start of `part` to `position` of `output`. What a short part lacks
+// becomes zeros, so that every following segment still lands at its place.
+void CopyPart(File& part, File& output, std::uint64_t position, std::uint64_t size, std::vector<char>& buffer) {
+  for (std::uint64_t done = 0; done < size;) {
+    const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, size - done));
+    const std::size_t got = part.ReadAt(done, std::span<char>(buffer.data(), wanted));
+    std::fill(buffer.begin() + static_cast<std::ptrdiff_t>(got), buffer.begin() + static_cast<std::ptrdiff_t>(wanted),
+              '\0');
+    output.WriteAt(position + done, std::string_view(buffer.data(), wanted));
+    done += wanted;
+  }
+}
+
+}  // namespace
+
+// An existing output file is not emptied: a longer one keeps its tail.
+void TransferWindow::JoinParts(const std::string& path) {
+  Files& files = program_.platform.files;
+  const std::unique_ptr<File> output = files.Open(path);
+  const DownloadRecord& record = Record();
+  std::vector<char> buffer(kChunk);
+  std::uint64_t position = 0;
+  for (int i = 1; i <= record.SegmentCount; ++i) {
+    const SegmentRecord& segment = record.Segment(i);
+    if (segment.State != kSegmentComplete || segment.RangeSize <= 0) continue;
+    const std::unique_ptr<File> part = files.Open(segment.TempFile);
+    const auto size = static_cast<std::uint64_t>(segment.RangeSize);
+    CopyPart(*part, *output, position, size, buffer);
+    position += size;
+  }
+}
+
+// The parts go only when the list on disk says that they are not needed any more; else a kill between
+// their deletion and the next save would fetch the tail again and overwrite a good file with zeros.
+bool TransferWindow::BuildOutputFile() {
+  // A record that a server error dropped builds nothing: there may be a file of the user's at its place.
+  if (!Record().InUse) {
+    Retire();
+    return false;
+  }
+  DownloadRecord& record = Record();
+  if (!record.HasSavePath) record.SavePath = JoinFolder(program_.settings.DownloadFolder, record.FileName);
+  try {
+    JoinParts(record.SavePath);
+  } catch (const Failure& failure) {
+    BuildFailed(failure.what());
+    return false;
+  }
+  FinishedMode = 1;
+  record.Finished = true;
+  record.Active = false;
+  record.Percent = 100.0F;
+  const bool saved = Skip([this] { SaveList(program_); });
+  for (int i = 1; saved && i <= record.SegmentCount; ++i) {
+    Skip([&] { program_.platform.files.Delete(record.Segment(i).TempFile); });
+  }
+  DoRefresh();
+  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshDownList();
+  if (record.DownloadKind == 1 && program_.handOverUpdate) {
+    program_.handOverUpdate(RecordIndex);
+    return false;
+  }
+  program_.lists->RefreshRows(0, 0);
+  // Fixed English, in every language.
+  Command1.Caption = "Open File";
+  Command3.Caption = "Open Folder";
+  Command1.Enabled = true;
+  Command3.Enabled = true;
+  return true;
+}
+
+// The parts stay, and a resume builds again.
+void TransferWindow::BuildFailed(const std::string& reason) {
+  DownloadRecord& record = Record();
+  record.Paused = true;
+  Command3.Caption = "Resume Download";
+  Command3.Enabled = true;
+  state.Caption = Text(528);
+  program_.lists->RefreshRows(0, 1);
+  Tasks().Spawn(SayBuildFailed(&program_, record.FileName + ": " + reason));
+}
+
+}  // namespace pellora

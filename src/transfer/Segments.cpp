@@ -1,0 +1,272 @@
+// The segments of TransferWindow: plan, spaced connections, and the data path to the part files.
+#include <limits>
+#include <string>
+
+#include "platform/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/TaskLoop.h"
+#include "transfer/FileNames.h"
+#include "transfer/Plan.h"
+#include "transfer/RangeReply.h"
+#include "transfer/Requests.h"
+#include "transfer/SpacingWait.h"
+#include "transfer/TransferWindow.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr double kSpacingSeconds = 0.2;
+constexpr std::uint32_t kSpacingFirstRetest = 201;  // ms; no earlier test can succeed
+constexpr std::uint32_t kReopenTicks = 1000;
+constexpr std::uint32_t kConnectGraceTicks = 5000;
+
+// A part file whose name is taken gets the record's index in front of its number, at the cost of the
+// name's end where the disk could not hold the whole.
+constexpr std::size_t kLongestPartBase = 255 - 7;
+
+std::int32_t AddSaturated(std::int32_t a, std::int64_t b) {
+  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+  const std::int64_t sum = a + b;
+  return static_cast<std::int32_t>(sum > kMost ? kMost : sum);
+}
+
+}  // namespace
+
+// The name that the part files' names begin with: FileName, unless another unfinished record's plan
+// holds one of the names that this would give.
+std::string TransferWindow::PartNameBase(int count) {
+  const auto taken = [&](const std::string& base) {
+    for (int other = 1; other <= program_.DownloadCount; ++other) {
+      const DownloadRecord& record = program_.Download(other);
+      if (other == RecordIndex || !record.InUse || record.Finished) continue;
+      for (int k = 1; k <= record.SegmentCount; ++k) {
+        for (int i = 1; i <= count; ++i) {
+          if (record.Segment(k).TempFile == PartFileName(program_.settings.TempFolder, base, i)) return true;
+        }
+      }
+    }
+    return false;
+  };
+  const std::string told = Record().FileName;
+  if (!taken(told)) return told;
+  std::string suffix = std::to_string(RecordIndex);
+  for (int attempt = 1;; ++attempt) {
+    const std::string base = told.substr(0, kLongestPartBase - suffix.size()) + suffix;
+    if (!taken(base)) return base;
+    suffix = std::to_string(RecordIndex) + "-" + std::to_string(attempt);
+  }
+}
+
+// Fails for a MaxSegments below 1, after the array was resized and with no segment planned.
+void TransferWindow::PlanSegmentsOfRecord() {
+  DownloadRecord& record = Record();
+  const std::int32_t most = program_.settings.MaxSegments;
+  if (most < 1) record.Segments.resize(1);
+  const std::vector<PlannedRange> ranges = PlanSegments(record.FileSize, most);
+  const std::string base = PartNameBase(static_cast<int>(ranges.size()));
+  record.Segments.resize(ranges.size() + 1);
+  record.SegmentCount = static_cast<std::int16_t>(ranges.size());
+  for (int i = 1; i <= record.SegmentCount; ++i) {
+    const PlannedRange& range = ranges[static_cast<std::size_t>(i - 1)];
+    SegmentRecord& segment = record.Segment(i);
+    segment.RangeStart = range.start;
+    segment.RangeEnd = range.end;
+    segment.RangeSize = range.size;
+    segment.Enabled = true;
+    segment.Watched = true;
+    segment.State = kSegmentUnconnected;
+    segment.TempFile = PartFileName(program_.settings.TempFolder, base, i);
+    // Only the first is given its time; the others' 0 lets the stall watch connect them at once.
+    if (i == 1) segment.LastActivity = static_cast<float>(Tick());
+  }
+}
+
+Task<> TransferWindow::ConnectSegmented() {
+  const auto hold = Hold();
+  if (!StillCurrent()) co_return;
+  const std::uint32_t run = ++connectRun_;
+  Command3.Enabled = false;
+  ftpUserSent_.fill(false);
+  SegTimeOut.SetEnabled(true);
+  DownloadRecord& record = Record();
+  // A plan that exists is kept whatever the size is now: planning over it would lose what it holds.
+  const bool keptPlan = record.SegmentCount >= 1;
+  record.ContinueSegments = false;
+  if (!keptPlan) PlanSegmentsOfRecord();
+  goingRun_ = run;
+  WS.Close();
+  for (int i = 1; i <= Record().SegmentCount; ++i) {
+    if (Record().Segment(i).State == kSegmentComplete) continue;
+    ConnectSegment(i, keptPlan);
+    co_await Tasks().Yield();
+    if (run == connectRun_) {
+      const SpacingWait spacing(program_.platform.clock, kSpacingSeconds);
+      co_await Tasks().Until([this, run, &spacing] { return run != connectRun_ || spacing.Over(); },
+                             kSpacingFirstRetest);
+    }
+    if (!StillCurrent()) co_return;
+    if (run != connectRun_) break;  // paused, or called again
+  }
+  if (goingRun_ != run) co_return;  // the newer run does what is left
+  goingRun_ = 0;
+  RefreshList(0);
+  for (int j = Record().SegmentCount; j < kMaxSegmentSockets; ++j) {
+    StateS(j).Visible = false;
+    Shape1(j).Visible = false;
+    Size(j).Visible = false;
+    Num(j).Visible = false;
+  }
+  Command3.Enabled = true;
+  program_.lists->RefreshRows(0, 1);
+  // All parts may be there with nothing left to connect: the program ended before it joined them.
+  if (AllSegmentsComplete() && !Record().Finished && !Record().Paused && !building_) co_await Complete();
+}
+
+// A segment that received something on the connection that is replaced takes it into its resume point:
+// ReceivedNow counts the present connection alone.
+void TransferWindow::ConnectSegment(int i, bool keptPlan) {
+  DownloadRecord& record = Record();
+  SegmentRecord& segment = record.Segment(i);
+  if (record.Protocol == kFtp) FtpCloseData(i - 1);
+  WS1(i - 1).Close();
+  segment.Fold();
+  segment.State = kSegmentUnconnected;
+  if (keptPlan) segment.LastActivity = static_cast<float>(Tick());
+  WS1(i - 1).Connect(record.Host, record.Port);
+}
+
+Task<> TransferWindow::SegmentConnected(int index) {
+  const auto hold = Hold();
+  if (!StillCurrent()) co_return;
+  DownloadRecord& record = Record();
+  if (record.Paused) {
+    WS1(index).Close();
+    co_return;
+  }
+  SegmentRecord& segment = record.Segment(index + 1);
+  segment.State = kSegmentRequested;
+  // The socket's index, not the segment's number: all rows for the first socket, else the row before.
+  RefreshList(static_cast<std::int16_t>(index));
+  const float graceTick = static_cast<float>(Tick() + kConnectGraceTicks);
+  if (record.Protocol == kFtp) {
+    // The login belongs to this connection.
+    ftpUserSent_[static_cast<std::size_t>(index)] = false;
+    ftpLoginDone_[static_cast<std::size_t>(index)] = false;
+    segment.LastActivity = graceTick;
+    co_return;
+  }
+  WS1(index).SendData(SegmentRequest(record, segment, program_.settings.ProxyHTTP));
+  segment.LastActivity = graceTick;
+  record.LastTick = Tick();
+  co_await Tasks().Yield();
+  co_await Tasks().Yield();
+  if (StillCurrent()) program_.lists->RefreshRows(0, 1);
+}
+
+// The data path: one block, one positioned write, no copy between.
+void TransferWindow::SegmentDataArrived(int index, std::size_t bytes) {
+  program_.CountReceived(bytes);
+  if (program_.Ending() || !StillCurrent()) return;
+  DownloadRecord& record = Record();
+  if (record.Protocol == kFtp) {
+    Tasks().Spawn(FTPSystem(index));
+    return;
+  }
+  std::string_view data = WS1(index).GetData();
+  if (record.Paused) return;
+  data.remove_prefix(RangeHeaderLength(data));
+  const std::uint32_t tick = Tick();
+  SegmentRecord& segment = record.Segment(index + 1);
+  if (!WritePart(index, segment, data, tick)) return;
+  const auto length = static_cast<std::int64_t>(data.size());
+  segment.ReceivedNow = AddSaturated(segment.ReceivedNow, length);
+  if (record.FileSize == 0) {
+    if (!program_.boxes.Stands(this, "Error !")) Tasks().Spawn(SayUnknownSize());
+    return;
+  }
+  Account(tick, length);
+  if (segment.ReceivedNow > std::int64_t{segment.RangeEnd} - segment.RangeStart) SegmentCompleted(index, segment);
+}
+
+void TransferWindow::OpenPart(int index, const SegmentRecord& segment, std::uint32_t tick) {
+  const auto entry = static_cast<std::size_t>(index);
+  if (segmentFiles_[entry]) return;
+  segmentFiles_[entry] = program_.platform.files.Open(segment.TempFile);
+  segmentReopenTick_[entry] = tick;
+}
+
+// False if the segment takes no data. A part file that cannot be opened or written ends the program: to
+// go on would count bytes that are not there.
+bool TransferWindow::WritePart(int index, SegmentRecord& segment, std::string_view data, std::uint32_t tick) {
+  const auto entry = static_cast<std::size_t>(index);
+  try {
+    OpenPart(index, segment, tick);
+    if (segment.State == kSegmentComplete || segment.State == kSegmentPaused) return false;
+    segment.State = kSegmentReceiving;
+    segmentFiles_[entry]->WriteAt(static_cast<std::uint64_t>(segment.Received()), data);
+    if (TicksSince(tick, segmentReopenTick_[entry]) > static_cast<std::int32_t>(kReopenTicks)) {
+      segmentFiles_[entry].reset();
+      OpenPart(index, segment, tick);
+    }
+    return true;
+  } catch (const Failure& failure) {
+    SetReading(false);
+    program_.EndWithFailure(failure.what());
+    return false;
+  }
+}
+
+void TransferWindow::SetReading(bool reading) {
+  for (int i = 0; i < kMaxSegmentSockets; ++i) {
+    WS1(i).SetReading(reading);
+    FTP(i).SetReading(reading);
+  }
+}
+
+// Without a size nothing can be complete. The box comes with each block, one at a time: what arrives
+// while it stands waits in the kernel, or an endless reply would fill the disk unseen.
+Task<> TransferWindow::SayUnknownSize() {
+  const auto hold = Hold();
+  SetReading(false);
+  (void)co_await program_.boxes.Ask(this, {"Error !", kProgramName, kOkOnly});
+  SetReading(true);
+}
+
+void TransferWindow::SegmentCompleted(int index, SegmentRecord& segment) {
+  const auto entry = static_cast<std::size_t>(index);
+  WS1(index).Close();
+  segmentFiles_[entry].reset();
+  segmentReopenTick_[entry] = 0;
+  segment.State = kSegmentComplete;
+  RefreshList(0);
+  if (AllSegmentsComplete() && !building_ && !Record().Finished) Tasks().Spawn(Complete());
+}
+
+bool TransferWindow::AllSegmentsComplete() {
+  const DownloadRecord& record = Record();
+  for (int i = 1; i <= record.SegmentCount; ++i) {
+    const SegmentRecord& segment = record.Segment(i);
+    if (segment.State != kSegmentComplete && segment.Enabled) return false;
+  }
+  return record.SegmentCount >= 1;
+}
+
+Task<> TransferWindow::Complete() {
+  const auto hold = Hold();
+  building_ = true;
+  Record().Valid = false;
+  Record().Active = false;
+  Command3.Enabled = false;
+  state.Caption = Text(520);
+  co_await Tasks().Yield();
+  if (!StillCurrent()) co_return;
+  const bool built = BuildOutputFile();
+  building_ = false;
+  if (!built) co_return;
+  state.Caption = Text(521);
+  co_await Tasks().Yield();
+}
+
+}  // namespace pellora

@@ -1,0 +1,91 @@
+// The two timers of TransferWindow: all the failure detection there is.
+#include <cmath>
+
+#include "platform/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/TaskLoop.h"
+#include "transfer/TransferWindow.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr double kStallTicks = 20000;
+constexpr double kTickRange = 4294967296.0;  // tick counts are modulo 2^32
+
+// Ticks from `then` to `now`, right across the wrap and negative for a stamp that lies ahead. A stamp of
+// 0 stands for "never", however the ticks stand.
+double TicksSinceStamp(std::uint32_t now, float then) {
+  if (then == 0 || !std::isfinite(then)) return now;
+  double difference = std::fmod(static_cast<double>(now) - static_cast<double>(then), kTickRange);
+  if (difference >= kTickRange / 2) difference -= kTickRange;
+  if (difference < -kTickRange / 2) difference += kTickRange;
+  return difference;
+}
+
+}  // namespace
+
+// Ends the wait for a main connection that does not come. A connection that stands is not timed.
+Task<> TransferWindow::AskAboutTimeOut() {
+  const auto hold = Hold();
+  if (!StillCurrent()) co_return;
+  if (!Record().InUse) co_return;
+  WS.Close();
+  questionStands_ = true;
+  const int answer = co_await program_.boxes.Ask(this, {Text(523), Text(522), kYesNo});
+  questionStands_ = false;
+  if (!StillCurrent()) co_return;
+  DownloadRecord& record = Record();
+  if (answer == kAnswerYes) {
+    EmptySlot();
+    record.Active = false;
+    record.Finished = false;
+    record.ConnectState = "1";
+  } else {
+    record.InUse = false;
+    record.URL.clear();
+    record.FileName.clear();
+    record.Removed = true;
+    record.Valid = false;
+    EmptySlot();
+  }
+  Retire();
+  program_.lists->RefreshRows(0, 1);
+}
+
+// Segment `i` may still be reconnected: nothing happened to it, nor to its connection, since that one's
+// number was taken.
+bool TransferWindow::Stalled(int i, std::uint32_t number) {
+  const DownloadRecord& record = Record();
+  if (record.Paused || record.Finished || building_ || i > record.SegmentCount) return false;
+  const SegmentRecord& segment = record.Segment(i);
+  return segment.Watched && segment.State < kSegmentReceiving && WS1(i - 1).Number() == number;
+}
+
+Task<> TransferWindow::StallTick() {
+  const auto hold = Hold();
+  if (!StillCurrent()) co_return;
+  if (Record().Paused || Record().Finished) co_return;
+  for (int i = 1; i <= Record().SegmentCount; ++i) {
+    std::uint32_t number = WS1(i - 1).Number();
+    if (!Stalled(i, number)) continue;
+    if (!(TicksSinceStamp(Tick(), Record().Segment(i).LastActivity) > kStallTicks)) continue;
+    Record().Segment(i).LastActivity = static_cast<float>(Tick());
+    co_await Tasks().Yield();
+    if (!StillCurrent()) co_return;
+    if (!Stalled(i, number)) continue;
+    Record().Segment(i).State = kSegmentUnconnected;
+    FtpCloseData(i - 1);
+    WS1(i - 1).Close();
+    Record().Segment(i).Fold();
+    number = WS1(i - 1).Number();
+    co_await Tasks().Yield();
+    if (!StillCurrent()) co_return;
+    if (!Stalled(i, number)) continue;
+    // Fails where another handler connected the socket meanwhile; that connection is as good.
+    Skip([&] { WS1(i - 1).Connect(Record().Host, Record().Port); });
+  }
+}
+
+}  // namespace pellora

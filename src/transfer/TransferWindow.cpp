@@ -1,0 +1,264 @@
+#include "transfer/TransferWindow.h"
+
+#include "lang/Language.h"
+#include "platform/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/EventGate.h"
+#include "platform/Failure.h"
+#include "platform/TaskLoop.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr int kTwipsPerPixel = 15;
+constexpr int kLongFormHeight = 5000 / kTwipsPerPixel;
+constexpr int kShortFormHeight = 2500 / kTwipsPerPixel;
+constexpr std::uint32_t kTimeOutInterval = 10000;
+constexpr std::uint32_t kSegTimeOutInterval = 1000;
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? std::string() : path.substr(0, slash == 0 ? 1 : slash);
+}
+
+}  // namespace
+
+TransferWindow::TransferWindow(Program& program)
+    : Window(program.platform, "TransferWindow", ""),
+      program_(program),
+      WS(program.platform),
+      TimeOut(program.platform, kTimeOutInterval),
+      SegTimeOut(program.platform, kSegTimeOutInterval) {
+  for (auto& socket : ws1_) socket = std::make_unique<Winsock>(program.platform);
+  for (auto& socket : ftp_) socket = std::make_unique<Winsock>(program.platform);
+  Height = kLongFormHeight;
+  ConnectHandlers();
+}
+
+TransferWindow::~TransferWindow() = default;
+
+// Sockets, timers and controls are members: none of their events outlives the window. Each handler that
+// waits holds the window itself.
+void TransferWindow::ConnectHandlers() {
+  WS.OnConnect = [this] { Tasks().Spawn(MainConnected()); };
+  WS.OnDataArrival = [this](std::size_t bytes) { MainDataArrived(bytes); };
+  for (int i = 0; i < kMaxSegmentSockets; ++i) {
+    WS1(i).OnConnect = [this, i] { Tasks().Spawn(SegmentConnected(i)); };
+    WS1(i).OnDataArrival = [this, i](std::size_t bytes) { SegmentDataArrived(i, bytes); };
+    FTP(i).OnConnect = [this] { FtpDataConnected(); };
+    FTP(i).OnDataArrival = [this, i](std::size_t bytes) { FtpDataArrived(i, bytes); };
+    FTP(i).OnError = [this, i] { FtpDataFailed(i); };
+    ftpRetry_[static_cast<std::size_t>(i)] = program_.platform.events.NewAlarm([this, i] { FtpRetryData(i); });
+  }
+  TimeOut.OnTimer = [this] {
+    TimeOut.SetEnabled(false);
+    Tasks().Spawn(AskAboutTimeOut());
+  };
+  SegTimeOut.OnTimer = [this] { Tasks().Spawn(StallTick()); };
+  Command1.OnClick = [this] { OpenFile(); };
+  Command2.OnClick = [this] { Cancel(); };
+  Command3.OnClick = [this] { PauseOrResume(); };
+  Command4.OnClick = [this] { ToggleDetails(); };
+}
+
+std::uint32_t TransferWindow::Tick() const { return program_.platform.clock.TickCount(); }
+
+TaskLoop& TransferWindow::Tasks() { return program_.platform.tasks; }
+
+void TransferWindow::SetRecordIndex(std::int16_t index) {
+  RecordIndex = index;
+  serial_ = program_.Serial(index);
+  elapsedSeconds_ = Record().ElapsedSeconds;
+}
+
+// An unloaded window has an empty slot while its last steps run; a filled one must hold this window.
+bool TransferWindow::Current() {
+  if (retired_ || !program_.Holds(RecordIndex, serial_)) return false;
+  const std::shared_ptr<Transfer>& slot = program_.TransferWindowAt(RecordIndex);
+  return slot == nullptr || slot.get() == this;
+}
+
+bool TransferWindow::StillCurrent() {
+  if (Current()) return true;
+  Retire();
+  return false;
+}
+
+void TransferWindow::CloseEverything() {
+  ++connectRun_;
+  TimeOut.SetEnabled(false);
+  SegTimeOut.SetEnabled(false);
+  WS.Close();
+  for (int i = 0; i < kMaxSegmentSockets; ++i) {
+    WS1(i).Close();
+    FtpCloseData(i);
+  }
+  for (auto& file : segmentFiles_) file.reset();
+}
+
+void TransferWindow::Retire() {
+  if (retired_) return;
+  const auto hold = Hold();
+  retired_ = true;
+  CloseEverything();
+  Unload();
+  if (ghost_) program_.platform.gate.LetGo(static_cast<Window*>(this));
+}
+
+void TransferWindow::EmptySlot() {
+  std::shared_ptr<Transfer>& slot = program_.TransferWindowAt(RecordIndex);
+  if (slot.get() == this) slot.reset();
+}
+
+Task<> TransferWindow::InitConnection() {
+  const auto hold = Hold();
+  if (!StillCurrent()) co_return;
+  if (!ghost_) Load();
+  DownloadRecord& record = Record();
+  ftpPhase_ = FtpProbePhase::Connecting;
+  ftpUserSent_[kMaxSegmentSockets] = false;
+  TimeOut.SetEnabled(false);  // a redirect and a repeated probe get the full time again
+  TimeOut.SetEnabled(true);
+  record.ConnectState = "0";
+  const Settings& settings = program_.settings;
+  WS.RemoteHost = settings.ProxyHTTP ? settings.ProxyServer : record.Host;
+  WS.RemotePort = settings.ProxyHTTP ? settings.ProxyPort : record.Port;
+  WS.Connect();
+  co_await Tasks().Yield();
+  if (!StillCurrent()) co_return;
+  Label3.Caption = Record().URL;
+  state.Caption = "Connecting to server...";
+}
+
+void TransferWindow::PauseDownload() {
+  if (!StillCurrent()) return;
+  DownloadRecord& record = Record();
+  if (record.Finished || record.Paused) return;
+  record.Active = false;
+  Command3.Caption = "Resume Download";
+  record.Paused = true;
+  // The probe goes too: an answer that came after the pause would set the record going again.
+  ++connectRun_;
+  WS.Close();
+  TimeOut.SetEnabled(false);
+  for (int i = 1; i <= record.SegmentCount; ++i) {
+    WS1(i - 1).Close();
+    // By the segment's number, where opening goes by the socket's index: the file of WS1(0) stays open
+    // across the pause and is used again on resume.
+    segmentFiles_[static_cast<std::size_t>(i)].reset();
+    if (record.Protocol == kFtp) FtpCloseData(i - 1);
+  }
+  for (int i = 1; i <= record.SegmentCount; ++i) {
+    SegmentRecord& segment = record.Segment(i);
+    if (segment.State == kSegmentComplete) continue;
+    segment.Fold();
+    segment.State = kSegmentPaused;
+  }
+  RefreshList(0);
+  program_.lists->RefreshRows(0, 1);
+}
+
+bool TransferWindow::ProbeOut() { return WS.State() != SocketState::Closed || questionStands_; }
+
+// Without a plan there is nothing to go on with, and an FTP segment needs the directory that only the
+// probe of this window finds: both begin with the probe. The plan, if there is one, is kept.
+Task<> TransferWindow::StartProbeAgain() {
+  const auto hold = Hold();
+  DownloadRecord& record = Record();
+  Command3.Caption = "Pause Download";
+  record.Paused = false;
+  record.ContinueSegments = record.SegmentCount >= 1;
+  record.Active = true;
+  co_await InitConnection();
+  if (!StillCurrent()) co_return;
+  program_.lists->RefreshRows(0, 1);
+}
+
+Task<> TransferWindow::ResumeDownload() {
+  const auto hold = Hold();
+  if (!StillCurrent()) co_return;
+  DownloadRecord& record = Record();
+  if (record.Finished || record.Active || building_) co_return;
+  const bool needsProbe = record.SegmentCount < 1 || (record.Protocol == kFtp && ftpRemotePath_.empty());
+  if (needsProbe && !AllSegmentsComplete()) {
+    if (!ProbeOut()) co_await StartProbeAgain();
+    co_return;
+  }
+  Command3.Caption = "Pause Download";
+  record.Paused = false;
+  record.ContinueSegments = true;
+  record.Active = true;
+  co_await ConnectSegmented();
+  if (!StillCurrent()) co_return;
+  RefreshList(0);
+  program_.lists->RefreshRows(0, 1);
+}
+
+void TransferWindow::ShowWindow() {
+  if (retired_ || ghost_) return;
+  Show();
+}
+
+void TransferWindow::OpenFile() {
+  if (FinishedMode != 1 || !StillCurrent()) return;
+  const std::string& path = Record().SavePath;
+  program_.platform.shell.OpenPath(path, FolderOf(path));
+}
+
+void TransferWindow::OpenFolder() {
+  const std::string folder = FolderOf(Record().SavePath);
+  program_.platform.shell.OpenPath(folder, folder);
+}
+
+void TransferWindow::PauseOrResume() {
+  if (!StillCurrent()) return;
+  if (FinishedMode == 1) {
+    OpenFolder();
+    return;
+  }
+  if (Record().Finished) return;
+  if (Record().Paused) {
+    Tasks().Spawn(ResumeDownload());
+  } else {
+    PauseDownload();
+  }
+}
+
+void TransferWindow::Cancel() {
+  if (!StillCurrent()) return;
+  Skip([this] { PauseDownload(); });
+  SegTimeOut.SetEnabled(false);
+  EmptySlot();
+  Retire();
+}
+
+void TransferWindow::ToggleDetails() {
+  DetailsHidden = !DetailsHidden;
+  Command4.Tag = DetailsHidden ? "Show" : "Hide";
+  Command4.Caption = Text(DetailsHidden ? 516 : 515);
+  Height = DetailsHidden ? kShortFormHeight : kLongFormHeight;
+  DisplayIdle = DetailsHidden;
+}
+
+void TransferWindow::OnLoad() {
+  FinishedMode = 0;
+  ApplyLanguage(*this, program_.LangStrings);
+}
+
+// Closing the window never stops a download.
+void TransferWindow::OnQueryUnload(bool& cancel, UnloadMode mode) {
+  if (mode != UnloadMode::UserClosed) return;
+  Hide();
+  cancel = true;
+}
+
+void TransferWindow::OnActivate() {
+  if (State() == WindowState::Normal) DisplayIdle = false;
+}
+
+void TransferWindow::OnDeactivate() {
+  if (State() == WindowState::Minimised) DisplayIdle = true;
+}
+
+}  // namespace pellora
