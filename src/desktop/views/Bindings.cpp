@@ -3,7 +3,7 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QComboBox>
-#include <QEvent>
+#include <QFontMetrics>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -11,10 +11,12 @@
 #include <QLocale>
 #include <QMenu>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QSlider>
 #include <QVariant>
 #include <QWidget>
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -62,10 +64,19 @@ class LabelBinding : public WidgetBinding<Label, QLabel> {
   }
   void Down() override {
     WidgetBinding::Down();
-    const QString text = DisplayLine(control_.Caption);
+    QString text = DisplayLine(control_.Caption);
+    while (text.endsWith(u' ')) text.chop(1);
     if (widget_.text() != text) widget_.setText(text);
   }
 };
+
+// Room for a caption and a calm margin around it.
+void GiveRoom(QAbstractButton& button) {
+  if (qobject_cast<QPushButton*>(&button) == nullptr) return;
+  const QFontMetrics metrics = button.fontMetrics();
+  button.setMinimumWidth(std::max(metrics.averageCharWidth() * 14,
+                                  metrics.size(Qt::TextShowMnemonic, button.text()).width() + metrics.height() * 2));
+}
 
 class ButtonBinding : public WidgetBinding<CommandButton, QAbstractButton> {
  public:
@@ -78,7 +89,9 @@ class ButtonBinding : public WidgetBinding<CommandButton, QAbstractButton> {
     // A button that the form gives a drawing shows it in place of a caption made of signs.
     if (widget_.property("drawingOnly").toBool()) return;
     const QString text = DisplayLine(control_.Caption).trimmed();
-    if (widget_.text() != text) widget_.setText(text);
+    if (widget_.text() == text) return;
+    widget_.setText(text);
+    GiveRoom(widget_);
   }
 };
 

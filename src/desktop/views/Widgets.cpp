@@ -36,7 +36,7 @@ QSize ElidedLabel::minimumSizeHint() const {
 void ElidedLabel::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   const QRect area = contentsRect();
-  const QString cut = fontMetrics().elidedText(text(), Qt::ElideMiddle, area.width());
+  const QString cut = fontMetrics().elidedText(text(), mode_, area.width());
   style()->drawItemText(&painter, area, static_cast<int>(QStyle::visualAlignment(layoutDirection(), alignment())),
                         palette(), isEnabled(), cut, foregroundRole());
 }
@@ -129,16 +129,24 @@ void SegmentBar::paintEvent(QPaintEvent*) {
   painter.setClipPath(outline);
   const QColor colour = Softened(colour_, palette());
   QLinearGradient gradient(whole.topLeft(), whole.bottomLeft());
-  gradient.setColorAt(0, colour.lighter(118));
+  gradient.setColorAt(0, colour.lighter(112));
   gradient.setColorAt(1, colour);
   const double start = layoutDirection() == Qt::RightToLeft ? whole.right() - width : whole.left();
   painter.fillRect(QRectF(start, whole.top(), width, whole.height()), gradient);
 }
 
+HairLine::HairLine(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed); }
+
+void HairLine::paintEvent(QPaintEvent*) {
+  QColor colour = palette().color(QPalette::WindowText);
+  colour.setAlphaF(0.18F);
+  QPainter(this).fillRect(0, height() / 2, width(), 1, colour);
+}
+
 QColor Softened(const QColor& told, const QPalette& palette) {
   if (told.hslSaturation() == 0) return told;
   const bool dark = IsDark(palette);
-  return QColor::fromHsl(told.hslHue(), std::min(told.hslSaturation(), 165), dark ? 140 : 125);
+  return QColor::fromHsl(told.hslHue(), std::min(told.hslSaturation(), 150), dark ? 128 : 112);
 }
 
 }  // namespace pellora
