@@ -66,6 +66,7 @@ struct App::Parts {
   Program program;
   std::shared_ptr<MainWindow> mainWindow;
   std::deque<std::string> earlyUrls;  // handed over before the start sequence was over
+  bool earlyResume = false;
   bool started = false;
   bool stopped = false;
 
@@ -94,6 +95,7 @@ Task<> App::Parts::Start(Parts* parts) {
   for (std::string& url : std::exchange(parts->earlyUrls, {})) {
     platform.tasks.Spawn(AddDownload(&program, std::move(url), false, 0, parts));
   }
+  if (parts->earlyResume) window.resumeall();
 }
 
 App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
@@ -123,6 +125,15 @@ void App::MenuURL(std::string url, std::string, std::string) {
 }
 
 void App::LeechURL(std::string, std::string) {}
+
+void App::ResumeAll() {
+  if (parts_->stopped) return;
+  if (parts_->started) {
+    parts_->Main().resumeall();
+  } else {
+    parts_->earlyResume = true;
+  }
+}
 
 void App::ShowMainWindow() {
   if (parts_->stopped) return;

@@ -64,7 +64,7 @@ bool HoldsAnything(const std::string& bytes) { return bytes.find_first_not_of('\
 std::string ListPath(const Program& program) { return program.platform.machine.ProgramFolder() + "/Pellora.dat"; }
 
 void SaveList(Program& program) {
-  if (!program.listLoaded) return;
+  if (!program.listLoaded || program.Ending()) return;
   if (program.keepDamagedList) CopyAside(program);
 
   std::string& bytes = program.listBytes;

@@ -19,7 +19,7 @@ bool IsBadFileName(std::string_view name, std::string_view text951) {
 }
 
 bool FitsTheDisk(std::string_view name, int recordIndex) {
-  if (name == "." || name == ".." || name.find('\0') != std::string_view::npos) return false;
+  if (name.find('\0') != std::string_view::npos) return false;
   return name.size() + IndexText(recordIndex).size() + kPartDigits + kPartEnding.size() <= kLongestName;
 }
 

@@ -10,8 +10,9 @@ namespace pellora {
 // in every name but the empty one; the empty name is never bad.
 bool IsBadFileName(std::string_view name, std::string_view text951);
 
-// False for a name that no file can have: with a NUL in it, "." or "..", or too long for the disk once
-// the part files' number, and `recordIndex` if it is above 0, are appended. The empty name fits.
+// False for a name that no part file can begin with: with a NUL in it, or too long for the disk once the
+// part files' number, and `recordIndex` if it is above 0, are appended. The empty name fits, and so do "."
+// and "..": that no file can be made of them is found when the output is built.
 bool FitsTheDisk(std::string_view name, int recordIndex = 0);
 
 // `folder` and `name` with one "/" between them; an empty folder is left out.

@@ -1,0 +1,177 @@
+#include "desktop/views/Bars.h"
+
+#include <QAction>
+#include <QStatusBar>
+#include <QTabBar>
+#include <QToolBar>
+#include <QToolButton>
+#include <vector>
+
+#include "desktop/views/DisplayText.h"
+#include "desktop/views/Icons.h"
+#include "desktop/views/KeyStates.h"
+#include "desktop/views/Widgets.h"
+#include "platform/Controls.h"
+
+namespace pellora {
+
+namespace {
+
+class ToolbarBinding : public Binding {
+ public:
+  ToolbarBinding(Toolbar& control, QToolBar& bar, BindingContext& context)
+      : control_(control), bar_(bar), context_(context) {}
+
+  void Down() override {
+    if (bar_.isHidden() == control_.Visible()) bar_.setVisible(control_.Visible);
+    bar_.setEnabled(control_.Enabled);
+    if (shown_ == control_.Buttons()) return;
+    const bool sameKeys = SameKeys(control_.Buttons());
+    shown_ = control_.Buttons;
+    if (!sameKeys) Build();
+    for (std::size_t at = 0; at < shown_.size(); ++at) Label(*actions_[at], shown_[at]);
+  }
+
+ private:
+  bool SameKeys(const std::vector<ControlPart>& buttons) const {
+    if (buttons.size() != shown_.size()) return false;
+    for (std::size_t at = 0; at < buttons.size(); ++at) {
+      if (buttons[at].key != shown_[at].key) return false;
+    }
+    return true;
+  }
+
+  void Build() {
+    bar_.clear();
+    actions_.clear();
+    for (const ControlPart& button : shown_) {
+      QAction* action = bar_.addAction(ToolIcon(button.key), QString());
+      const std::string key = button.key;
+      Toolbar& control = control_;
+      QObject::connect(action, &QAction::triggered, context_.receiver, [&control, key] { control.ClickButton(key); });
+      if (QWidget* widget = bar_.widgetForAction(action)) widget->setFocusPolicy(Qt::TabFocus);
+      actions_.push_back(action);
+    }
+  }
+
+  void Label(QAction& action, const ControlPart& part) const {
+    const QString caption = DisplayLine(part.caption).trimmed();
+    const QString name = caption.isEmpty() ? DisplayLine(part.key) : caption;
+    const QString tip = DisplayLine(part.toolTip);
+    action.setText(caption);
+    action.setEnabled(part.enabled);
+    action.setToolTip((tip.isEmpty() ? name : tip).toHtmlEscaped());
+    if (auto* button = qobject_cast<QToolButton*>(bar_.widgetForAction(&action))) {
+      button->setAccessibleName(name);
+      button->setAccessibleDescription(tip);
+      button->setToolButtonStyle(caption.isEmpty() ? Qt::ToolButtonIconOnly : Qt::ToolButtonTextUnderIcon);
+    }
+  }
+
+  Toolbar& control_;
+  QToolBar& bar_;
+  BindingContext& context_;
+  std::vector<ControlPart> shown_;
+  std::vector<QAction*> actions_;  // owned by the tool bar
+};
+
+class TabStripBinding : public Binding {
+ public:
+  TabStripBinding(TabStrip& control, QTabBar& bar, BindingContext& context) : control_(control), bar_(bar) {
+    QObject::connect(&bar, &QTabBar::currentChanged, context.receiver, [&control, &context](int index) {
+      if (!context.settingDown) control.SelectByUser(index);
+    });
+  }
+
+  void Down() override {
+    if (bar_.isHidden() == control_.Visible()) bar_.setVisible(control_.Visible);
+    bar_.setEnabled(control_.Enabled);
+    const auto& tabs = control_.Tabs();
+    while (bar_.count() > static_cast<int>(tabs.size())) bar_.removeTab(bar_.count() - 1);
+    for (int at = 0; at < static_cast<int>(tabs.size()); ++at) {
+      const QString caption = DisplayLine(tabs[static_cast<std::size_t>(at)].caption);
+      if (at >= bar_.count()) {
+        bar_.addTab(caption);
+      } else if (bar_.tabText(at) != caption) {
+        bar_.setTabText(at, caption);
+      }
+    }
+    if (bar_.currentIndex() != control_.Selected()) bar_.setCurrentIndex(control_.Selected);
+  }
+
+ private:
+  TabStrip& control_;
+  QTabBar& bar_;
+};
+
+class StatusBarBinding : public Binding {
+ public:
+  StatusBarBinding(StatusBar& control, QStatusBar& bar, BindingContext& context)
+      : control_(control), bar_(bar), keys_(new KeyStates(context.receiver)) {
+    QObject::connect(keys_, &KeyStates::Changed, context.receiver, [this] { ShowKeys(); });
+  }
+
+  void Down() override {
+    if (bar_.isHidden() == control_.Visible()) bar_.setVisible(control_.Visible);
+    const auto& panels = control_.Panels();
+    while (labels_.size() < panels.size()) AddPanel();
+    for (std::size_t at = 0; at < panels.size(); ++at) {
+      const QString text = DisplayLine(panels[at]);
+      if (labels_[at]->text() == text) continue;
+      labels_[at]->setText(text);
+      // A panel that once was wide stays so: figures that come and go must not make the line jump.
+      if (at > 0) labels_[at]->setMinimumWidth(std::max(labels_[at]->minimumWidth(), labels_[at]->sizeHint().width()));
+    }
+    ShowKeys();
+  }
+
+ private:
+  void AddPanel() {
+    const bool hint = labels_.empty();
+    QLabel* label = hint ? new ElidedLabel(&bar_) : new QLabel(&bar_);
+    label->setTextFormat(Qt::PlainText);
+    label->setContentsMargins(6, 1, 6, 1);
+    if (hint) {
+      bar_.addWidget(label, 1);
+    } else {
+      bar_.addPermanentWidget(label);
+    }
+    labels_.push_back(label);
+  }
+
+  void ShowKeys() {
+    for (QLabel* label : labels_) {
+      const auto on = keys_->State(label->text());
+      if (!on) continue;
+      label->setEnabled(*on);
+      QFont font = bar_.font();
+      font.setBold(*on);
+      label->setFont(font);
+      label->setAccessibleName(label->text() + (*on ? QStringLiteral(": on") : QStringLiteral(": off")));
+    }
+  }
+
+  StatusBar& control_;
+  QStatusBar& bar_;
+  KeyStates* keys_;  // owned by the context's receiver
+  std::vector<QLabel*> labels_;
+};
+
+}  // namespace
+
+std::unique_ptr<Binding> BindToolbar(Toolbar& control, QObject& object, BindingContext& context) {
+  auto* bar = qobject_cast<QToolBar*>(&object);
+  return bar == nullptr ? nullptr : std::make_unique<ToolbarBinding>(control, *bar, context);
+}
+
+std::unique_ptr<Binding> BindTabStrip(TabStrip& control, QObject& object, BindingContext& context) {
+  auto* bar = qobject_cast<QTabBar*>(&object);
+  return bar == nullptr ? nullptr : std::make_unique<TabStripBinding>(control, *bar, context);
+}
+
+std::unique_ptr<Binding> BindStatusBar(StatusBar& control, QObject& object, BindingContext& context) {
+  auto* bar = qobject_cast<QStatusBar*>(&object);
+  return bar == nullptr ? nullptr : std::make_unique<StatusBarBinding>(control, *bar, context);
+}
+
+}  // namespace pellora

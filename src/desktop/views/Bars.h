@@ -1,0 +1,25 @@
+// Bars: the bindings of toolbars, tab strips and status bars.
+#pragma once
+
+#include <memory>
+
+#include "desktop/views/Bindings.h"
+
+namespace pellora {
+
+class StatusBar;
+class TabStrip;
+class Toolbar;
+
+// To a QToolBar: one action with drawing and caption for each button. A button without a caption keeps
+// its drawing and is named by its key for assistive technology and in its tool tip.
+std::unique_ptr<Binding> BindToolbar(Toolbar& control, QObject& object, BindingContext& context);
+
+// To a QTabBar.
+std::unique_ptr<Binding> BindTabStrip(TabStrip& control, QObject& object, BindingContext& context);
+
+// To a QStatusBar: panel 1 takes the room that the others leave. The panels that read CAPS, NUM and INS
+// show the state of those keys.
+std::unique_ptr<Binding> BindStatusBar(StatusBar& control, QObject& object, BindingContext& context);
+
+}  // namespace pellora

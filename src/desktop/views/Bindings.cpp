@@ -1,0 +1,331 @@
+#include "desktop/views/Bindings.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QComboBox>
+#include <QEvent>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QLocale>
+#include <QMenu>
+#include <QProgressBar>
+#include <QRadioButton>
+#include <QSlider>
+#include <QVariant>
+#include <QWidget>
+#include <cmath>
+#include <utility>
+
+#include "desktop/views/Bars.h"
+#include "desktop/views/DisplayText.h"
+#include "desktop/views/Icons.h"
+#include "desktop/views/ListBinding.h"
+#include "desktop/views/Widgets.h"
+#include "platform/Controls.h"
+#include "platform/EventGate.h"
+
+namespace pellora {
+
+namespace {
+
+// What every control with a widget has.
+template <class ControlType, class WidgetType>
+class WidgetBinding : public Binding {
+ public:
+  WidgetBinding(ControlType& control, WidgetType& widget, BindingContext& context)
+      : control_(control), widget_(widget), context_(context), formToolTip_(widget.toolTip()) {}
+
+  void Down() override {
+    if (widget_.isHidden() == control_.Visible()) widget_.setVisible(control_.Visible);
+    if (widget_.isEnabledTo(widget_.parentWidget()) != control_.Enabled()) widget_.setEnabled(control_.Enabled);
+    const QString told = DisplayText(control_.ToolTipText);
+    // Qt's tool tips guess markup.
+    const QString tip = told.isEmpty() ? formToolTip_ : told.toHtmlEscaped();
+    if (widget_.toolTip() != tip) widget_.setToolTip(tip);
+  }
+
+ protected:
+  ControlType& control_;
+  WidgetType& widget_;
+  BindingContext& context_;
+
+ private:
+  QString formToolTip_;
+};
+
+class LabelBinding : public WidgetBinding<Label, QLabel> {
+ public:
+  LabelBinding(Label& control, QLabel& label, BindingContext& context) : WidgetBinding(control, label, context) {
+    label.setTextFormat(Qt::PlainText);
+  }
+  void Down() override {
+    WidgetBinding::Down();
+    const QString text = DisplayLine(control_.Caption);
+    if (widget_.text() != text) widget_.setText(text);
+  }
+};
+
+class ButtonBinding : public WidgetBinding<CommandButton, QAbstractButton> {
+ public:
+  ButtonBinding(CommandButton& control, QAbstractButton& button, BindingContext& context)
+      : WidgetBinding(control, button, context) {
+    QObject::connect(&button, &QAbstractButton::clicked, context.receiver, [&control] { control.Click(); });
+  }
+  void Down() override {
+    WidgetBinding::Down();
+    // A button that the form gives a drawing shows it in place of a caption made of signs.
+    if (widget_.property("drawingOnly").toBool()) return;
+    const QString text = DisplayLine(control_.Caption).trimmed();
+    if (widget_.text() != text) widget_.setText(text);
+  }
+};
+
+template <class ControlType>
+class CheckBinding : public WidgetBinding<ControlType, QAbstractButton> {
+ public:
+  CheckBinding(ControlType& control, QAbstractButton& button, BindingContext& context)
+      : WidgetBinding<ControlType, QAbstractButton>(control, button, context) {
+    QObject::connect(&button, &QAbstractButton::clicked, context.receiver,
+                     [&control](bool checked) { control.SetByUser(checked); });
+    // The neighbour that loses its mark to this option is not clicked.
+    QObject::connect(&button, &QAbstractButton::toggled, context.receiver, [&control, &context](bool checked) {
+      if (!context.settingDown && !checked) control.Value = false;
+    });
+  }
+  void Down() override {
+    WidgetBinding<ControlType, QAbstractButton>::Down();
+    const QString text = DisplayLine(this->control_.Caption);
+    if (this->widget_.text() != text) this->widget_.setText(text);
+    if (this->widget_.isChecked() != this->control_.Value()) this->widget_.setChecked(this->control_.Value);
+  }
+};
+
+class TextBinding : public WidgetBinding<TextBox, QLineEdit> {
+ public:
+  TextBinding(TextBox& control, QLineEdit& edit, BindingContext& context)
+      : WidgetBinding(control, edit, context), selectAll_(control.SelectAll) {
+    edit.setMaxLength(1 << 20);
+    QObject::connect(&edit, &QLineEdit::textEdited, context.receiver, [&control, &context](const QString& text) {
+      context.gate.Deliver([&] { control.SetByUser(ModelText(text)); });
+    });
+  }
+  void Down() override {
+    WidgetBinding::Down();
+    const QString text = DisplayText(control_.Text);
+    if (widget_.text() != text) widget_.setText(text);
+    if (selectAll_ != control_.SelectAll()) {
+      selectAll_ = control_.SelectAll;
+      widget_.setFocus();
+      widget_.selectAll();
+    }
+  }
+
+ private:
+  int selectAll_;
+};
+
+class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
+ public:
+  ComboBinding(ComboBox& control, QComboBox& box, BindingContext& context) : WidgetBinding(control, box, context) {
+    QObject::connect(&box, &QComboBox::activated, context.receiver, [&control, &box, &context](int index) {
+      context.gate.Deliver([&] {
+        control.Index = index;
+        const auto& items = control.Items();
+        control.Text = index >= 0 && static_cast<std::size_t>(index) < items.size()
+                           ? items[static_cast<std::size_t>(index)]
+                           : ModelText(box.currentText());
+      });
+    });
+    QObject::connect(&box, &QComboBox::editTextChanged, context.receiver, [&control, &context](const QString& text) {
+      if (context.settingDown) return;
+      context.gate.Deliver([&] { control.Text = ModelText(text); });
+    });
+  }
+  void Down() override {
+    WidgetBinding::Down();
+    if (!filled_ || shown_ != control_.Items()) {
+      filled_ = true;
+      shown_ = control_.Items;
+      widget_.clear();
+      for (const std::string& item : shown_) widget_.addItem(DisplayLine(item));
+    }
+    if (widget_.currentIndex() != control_.Index()) widget_.setCurrentIndex(control_.Index);
+    if (widget_.isEditable() && widget_.currentText() != DisplayText(control_.Text)) {
+      widget_.setEditText(DisplayText(control_.Text));
+    }
+  }
+
+ private:
+  bool filled_ = false;
+  std::vector<std::string> shown_;
+};
+
+class FrameBinding : public WidgetBinding<Frame, QWidget> {
+ public:
+  using WidgetBinding::WidgetBinding;
+  void Down() override {
+    WidgetBinding::Down();
+    if (auto* box = qobject_cast<QGroupBox*>(&widget_)) {
+      const QString title = DisplayLine(control_.Caption);
+      if (box->title() != title) box->setTitle(title);
+    }
+  }
+};
+
+class ListBoxBinding : public WidgetBinding<ListBox, QListWidget> {
+ public:
+  using WidgetBinding::WidgetBinding;
+  void Down() override {
+    WidgetBinding::Down();
+    if (filled_ && shown_ == control_.Items()) return;
+    filled_ = true;
+    shown_ = control_.Items;
+    widget_.clear();
+    for (const std::string& item : shown_) widget_.addItem(DisplayLine(item));
+  }
+
+ private:
+  bool filled_ = false;
+  std::vector<std::string> shown_;
+};
+
+class BarBinding : public WidgetBinding<Shape, SegmentBar> {
+ public:
+  using WidgetBinding::WidgetBinding;
+  void Down() override {
+    WidgetBinding::Down();
+    widget_.SetLength(control_.Width);
+    widget_.SetColour(QColor::fromRgb(control_.FillColor));
+  }
+};
+
+class PictureBinding : public WidgetBinding<Picture, IconLabel> {
+ public:
+  using WidgetBinding::WidgetBinding;
+  void Down() override {
+    WidgetBinding::Down();
+    const QString name = DisplayText(control_.Image);
+    if (!name.isEmpty() && widget_.DrawingName() != name) widget_.setDrawing(name);
+  }
+};
+
+class ProgressBinding : public WidgetBinding<ProgressBar, QProgressBar> {
+ public:
+  ProgressBinding(ProgressBar& control, QProgressBar& bar, BindingContext& context)
+      : WidgetBinding(control, bar, context) {
+    bar.setRange(0, 1000);
+  }
+  void Down() override {
+    WidgetBinding::Down();
+    const double percent = std::isfinite(control_.Value()) ? std::clamp(control_.Value(), 0.0, 100.0) : 0.0;
+    const int tenths = static_cast<int>(std::floor(percent * 10));
+    if (widget_.value() != tenths) widget_.setValue(tenths);
+    const QString text = QLocale().toString(tenths / 10.0, 'f', 1) + QStringLiteral("%");
+    if (widget_.format() != text) widget_.setFormat(text);
+  }
+};
+
+class SliderBinding : public WidgetBinding<Slider, QSlider> {
+ public:
+  SliderBinding(Slider& control, QSlider& slider, BindingContext& context)
+      : WidgetBinding(control, slider, context) {
+    QObject::connect(&slider, &QSlider::valueChanged, context.receiver, [&control, &context](int value) {
+      if (!context.settingDown) control.SetByUser(value);
+    });
+  }
+  void Down() override {
+    WidgetBinding::Down();
+    if (widget_.value() != control_.Value()) widget_.setValue(control_.Value);
+  }
+};
+
+class MenuBinding : public Binding {
+ public:
+  MenuBinding(Menu& control, QAction& action, bool opensMenu, BindingContext& context)
+      : control_(control), action_(action) {
+    if (opensMenu) return;
+    QObject::connect(&action, &QAction::triggered, context.receiver, [&control, &action] {
+      // The mark is the model's to set; the click alone changes nothing.
+      if (action.isCheckable()) action.setChecked(control.Checked);
+      control.Click();
+    });
+  }
+  void Down() override {
+    const QString caption = DisplayLine(control_.Caption);
+    if (action_.text() != caption) action_.setText(caption);
+    if (action_.isVisible() != control_.Visible()) action_.setVisible(control_.Visible);
+    if (action_.isEnabled() != control_.Enabled()) action_.setEnabled(control_.Enabled);
+    if (control_.Checked && !action_.isCheckable()) action_.setCheckable(true);
+    if (action_.isChecked() != control_.Checked()) action_.setChecked(control_.Checked);
+  }
+
+ private:
+  Menu& control_;
+  QAction& action_;
+};
+
+template <class BindingType, class ControlType, class WidgetType>
+std::unique_ptr<Binding> Tie(ControlType& control, QObject& object, BindingContext& context) {
+  auto* widget = qobject_cast<WidgetType*>(&object);
+  if (widget == nullptr) return nullptr;
+  return std::make_unique<BindingType>(control, *widget, context);
+}
+
+std::unique_ptr<Binding> TieMenu(Menu& control, QObject& object, BindingContext& context) {
+  if (auto* menu = qobject_cast<QMenu*>(&object)) {
+    return std::make_unique<MenuBinding>(control, *menu->menuAction(), true, context);
+  }
+  auto* action = qobject_cast<QAction*>(&object);
+  if (action == nullptr) return nullptr;
+  return std::make_unique<MenuBinding>(control, *action, false, context);
+}
+
+}  // namespace
+
+std::unique_ptr<Binding> Bind(Control& control, QObject& object, BindingContext& context) {
+  if (auto* label = dynamic_cast<Label*>(&control)) return Tie<LabelBinding, Label, QLabel>(*label, object, context);
+  if (auto* button = dynamic_cast<CommandButton*>(&control)) {
+    return Tie<ButtonBinding, CommandButton, QAbstractButton>(*button, object, context);
+  }
+  if (auto* box = dynamic_cast<CheckBox*>(&control)) {
+    return Tie<CheckBinding<CheckBox>, CheckBox, QAbstractButton>(*box, object, context);
+  }
+  if (auto* option = dynamic_cast<OptionButton*>(&control)) {
+    return Tie<CheckBinding<OptionButton>, OptionButton, QAbstractButton>(*option, object, context);
+  }
+  if (auto* text = dynamic_cast<TextBox*>(&control)) return Tie<TextBinding, TextBox, QLineEdit>(*text, object, context);
+  if (auto* combo = dynamic_cast<ComboBox*>(&control)) {
+    return Tie<ComboBinding, ComboBox, QComboBox>(*combo, object, context);
+  }
+  if (auto* frame = dynamic_cast<Frame*>(&control)) return Tie<FrameBinding, Frame, QWidget>(*frame, object, context);
+  if (auto* box = dynamic_cast<ListBox*>(&control)) {
+    return Tie<ListBoxBinding, ListBox, QListWidget>(*box, object, context);
+  }
+  if (auto* shape = dynamic_cast<Shape*>(&control)) {
+    auto bar = Tie<BarBinding, Shape, SegmentBar>(*shape, object, context);
+    return bar ? std::move(bar) : Tie<WidgetBinding<Shape, QWidget>, Shape, QWidget>(*shape, object, context);
+  }
+  if (auto* line = dynamic_cast<Line*>(&control)) {
+    return Tie<WidgetBinding<Line, QWidget>, Line, QWidget>(*line, object, context);
+  }
+  if (auto* picture = dynamic_cast<Picture*>(&control)) {
+    auto icon = Tie<PictureBinding, Picture, IconLabel>(*picture, object, context);
+    return icon ? std::move(icon) : Tie<WidgetBinding<Picture, QWidget>, Picture, QWidget>(*picture, object, context);
+  }
+  if (auto* bar = dynamic_cast<ProgressBar*>(&control)) {
+    return Tie<ProgressBinding, ProgressBar, QProgressBar>(*bar, object, context);
+  }
+  if (auto* slider = dynamic_cast<Slider*>(&control)) {
+    return Tie<SliderBinding, Slider, QSlider>(*slider, object, context);
+  }
+  if (auto* menu = dynamic_cast<Menu*>(&control)) return TieMenu(*menu, object, context);
+  if (auto* toolbar = dynamic_cast<Toolbar*>(&control)) return BindToolbar(*toolbar, object, context);
+  if (auto* tabs = dynamic_cast<TabStrip*>(&control)) return BindTabStrip(*tabs, object, context);
+  if (auto* bar = dynamic_cast<StatusBar*>(&control)) return BindStatusBar(*bar, object, context);
+  if (auto* list = dynamic_cast<ListView*>(&control)) return BindListView(*list, object, context);
+  return nullptr;
+}
+
+}  // namespace pellora

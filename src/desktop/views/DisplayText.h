@@ -1,0 +1,19 @@
+// DisplayText: from the program's byte strings to what is shown, and back.
+//
+// Strings of the logic are bytes of any origin. They are shown as UTF-8 where they are valid UTF-8 and as
+// Windows-1252 where not. What the user types is handed on as UTF-8.
+#pragma once
+
+#include <QString>
+#include <string>
+
+namespace pellora {
+
+QString DisplayText(const std::string& bytes);
+
+// The same in one line: control characters, which a URL or name from outside may hold, become blanks.
+QString DisplayLine(const std::string& bytes);
+
+std::string ModelText(const QString& shown);
+
+}  // namespace pellora

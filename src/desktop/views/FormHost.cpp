@@ -1,0 +1,267 @@
+#include "desktop/views/FormHost.h"
+
+#include <QAbstractScrollArea>
+#include <QAction>
+#include <QDialog>
+#include <QKeyEvent>
+#include <QLayout>
+#include <QMouseEvent>
+#include <QUrl>
+#include <QWidget>
+#include <utility>
+
+#include "desktop/views/DisplayText.h"
+#include "desktop/views/Forms.h"
+#include "desktop/views/Icons.h"
+#include "desktop/views/ObjectNames.h"
+#include "desktop/views/Widgets.h"
+#include "platform/Controls.h"
+#include "platform/Window.h"
+
+namespace pellora {
+
+namespace {
+
+// The file name that a URL or path ends with.
+QString LastPiece(const std::string& text) {
+  const QString whole = DisplayLine(text);
+  const QString path = whole.contains(QLatin1String("://")) ? QUrl(whole).path() : whole;
+  return path.mid(path.lastIndexOf(u'/') + 1);
+}
+
+}  // namespace
+
+FormHost::FormHost(Window& window, EventGate& gate)
+    : window_(&window), receiver_(std::make_unique<QObject>()), context_{gate, receiver_.get(), false, [this] {
+        BringDown();
+      }} {}
+
+FormHost::~FormHost() = default;
+
+void FormHost::SetShown(bool shown) {
+  wantShown_ = shown;
+  Schedule();
+}
+
+void FormHost::Raise() {
+  wantRaise_ = true;
+  Schedule();
+}
+
+void FormHost::Changed(const Control* control) {
+  // Before the form is made nothing needs noting: it begins with everything as it then is.
+  if (root_ == nullptr) return;
+  if (control == nullptr) {
+    windowDirty_ = true;
+  } else {
+    dirty_.insert(control);
+  }
+  Schedule();
+}
+
+void FormHost::Schedule() {
+  if (scheduled_) return;
+  scheduled_ = true;
+  QMetaObject::invokeMethod(this, &FormHost::Flush, Qt::QueuedConnection);
+}
+
+void FormHost::Detach() {
+  if (window_ == nullptr) return;
+  window_ = nullptr;
+  bindings_.clear();
+  receiver_.reset();
+  if (root_ != nullptr) {
+    root_->removeEventFilter(this);
+    root_->hide();
+    root_->deleteLater();
+    root_ = nullptr;
+  }
+  deleteLater();
+}
+
+void FormHost::Build() {
+  root_ = NewForm(window_->TypeName);
+  if (root_ == nullptr) return;
+  root_->setMouseTracking(true);
+  root_->installEventFilter(this);
+  WatchMouse(*root_, nullptr);
+  for (QWidget* widget : root_->findChildren<QWidget*>()) widget->setMouseTracking(true);
+  for (Control* control : window_->Controls()) {
+    auto* object = root_->findChild<QObject*>(ObjectName(control->Name));
+    if (object == nullptr) continue;
+    auto binding = Bind(*control, *object, context_);
+    if (!binding) continue;
+    bindings_.emplace(control, std::move(binding));
+    dirty_.insert(control);
+    if (auto* widget = qobject_cast<QWidget*>(object)) {
+      widget->setProperty("bound", true);
+      WatchMouse(*widget, control);
+    }
+  }
+  for (QWidget* widget : root_->findChildren<QWidget*>()) {
+    if (widget->property("needsModel").toBool() && !widget->property("bound").toBool()) widget->hide();
+  }
+  for (IconLabel* icon : root_->findChildren<IconLabel*>()) {
+    const QString of = icon->property("fileOf").toString();
+    if (of.isEmpty()) continue;
+    if (const auto* label = dynamic_cast<const Label*>(window_->Find(of.toStdString()))) {
+      icon->SetIcon(FileTypeIcon(QString()));
+      fileIcons_.push_back({icon, label, {}});
+    }
+  }
+  const QString fold = root_->property("foldWidget").toString();
+  if (!fold.isEmpty()) fold_ = root_->findChild<QWidget*>(fold);
+  windowDirty_ = true;
+}
+
+void FormHost::WatchMouse(QWidget& widget, Control* control) {
+  // A scrolling view gets its moves through its viewport.
+  QWidget* target = &widget;
+  if (auto* area = qobject_cast<QAbstractScrollArea*>(&widget)) target = area->viewport();
+  mouseTargets_.insert(target, control);
+  if (target != root_) target->installEventFilter(this);
+}
+
+void FormHost::Flush() {
+  scheduled_ = false;
+  if (window_ == nullptr) return;
+  if (root_ == nullptr) {
+    if (wantShown_ != true) return;
+    Build();
+    if (root_ == nullptr) return;
+  }
+  BringDown();
+  // From here on the form's own events may come, and end the window with them.
+  if (std::exchange(windowDirty_, false)) ApplyWindow();
+  if (window_ == nullptr) return;
+  if (const auto shown = std::exchange(wantShown_, std::nullopt)) root_->setVisible(*shown);
+  if (window_ == nullptr) return;
+  if (std::exchange(wantRaise_, false)) {
+    if (root_->isMinimized()) root_->showNormal();
+    if (window_ == nullptr) return;
+    root_->raise();
+    root_->activateWindow();
+  }
+}
+
+void FormHost::BringDown() {
+  if (root_ == nullptr || dirty_.empty()) return;
+  const auto changed = std::exchange(dirty_, {});
+  context_.settingDown = true;
+  for (const Control* control : changed) {
+    const auto at = bindings_.find(control);
+    if (at != bindings_.end()) at->second->Down();
+  }
+  context_.settingDown = false;
+  for (FileIcon& entry : fileIcons_) {
+    if (entry.shown == entry.label->Caption()) continue;
+    entry.shown = entry.label->Caption;
+    entry.icon->SetIcon(FileTypeIcon(LastPiece(entry.shown)));
+  }
+  if (fold_ != nullptr && !sizedByUser_) FitHeight();
+}
+
+void FormHost::ApplyWindow() {
+  const QString title = DisplayLine(window_->Caption).trimmed();
+  if (root_->windowTitle() != title) root_->setWindowTitle(title);
+  const int width = window_->Width;
+  const int height = window_->Height;
+  if (width == appliedWidth_ && height == appliedHeight_) return;
+  appliedWidth_ = width;
+  appliedHeight_ = height;
+  if (fold_ != nullptr) {
+    // The told height chooses between the long and the short form; the fonts decide how high each is.
+    fold_->setVisible(height <= 0 || height >= root_->property("foldBelow").toInt());
+    sizedByUser_ = false;
+    FitHeight();
+    return;
+  }
+  if (width > 0 && height > 0 && !root_->isMaximized()) root_->resize(width, height);
+}
+
+void FormHost::FitHeight() {
+  if (root_->isMaximized() || root_->isFullScreen()) return;
+  root_->layout()->activate();
+  const int height = root_->layout()->totalSizeHint().height();
+  if (height == root_->height()) return;
+  fitting_ = true;
+  root_->resize(root_->width(), height);
+  fitting_ = false;
+}
+
+bool FormHost::eventFilter(QObject* watched, QEvent* event) {
+  if (window_ == nullptr) return false;
+  if (event->type() == QEvent::MouseMove) {
+    const auto target = mouseTargets_.constFind(watched);
+    if (target == mouseTargets_.constEnd()) return false;
+    Control* control = *target;
+    if (control != nullptr && control->OnMouseMove) {
+      control->MouseMoved();
+    } else if (watched == root_ && !HintsAt(static_cast<QMouseEvent*>(event)->position().toPoint())) {
+      window_->ViewMouseMoved();
+    }
+    return false;
+  }
+  return watched == root_ && OnFormEvent(*event);
+}
+
+bool FormHost::HintsAt(const QPoint& place) const {
+  // A move that a widget leaves alone comes to the form as well.
+  for (QWidget* widget = root_->childAt(place); widget != nullptr && widget != root_; widget = widget->parentWidget()) {
+    const Control* control = mouseTargets_.value(widget);
+    if (control != nullptr && control->OnMouseMove) return true;
+  }
+  return false;
+}
+
+bool FormHost::OnFormEvent(QEvent& event) {
+  switch (event.type()) {
+    case QEvent::Close:
+      // The model decides; if it unloads the window, the form goes with it.
+      event.ignore();
+      window_->ViewClosed();
+      return true;
+    case QEvent::KeyPress:
+      if (qobject_cast<QDialog*>(root_) == nullptr || static_cast<QKeyEvent&>(event).key() != Qt::Key_Escape) {
+        return false;
+      }
+      window_->ViewClosed();
+      return true;
+    case QEvent::Resize:
+      if (!fitting_ && fold_ != nullptr && root_->isVisible()) sizedByUser_ = true;
+      ReportSize();
+      return false;
+    case QEvent::WindowStateChange:
+      ReportState();
+      return false;
+    case QEvent::WindowActivate:
+      window_->ViewActivated();
+      return false;
+    case QEvent::WindowDeactivate:
+      window_->ViewDeactivated();
+      return false;
+    default:
+      return false;
+  }
+}
+
+void FormHost::ReportSize() {
+  const QSize size = root_->size();
+  // In a folding form the model's height only says which form it is.
+  const int height = fold_ != nullptr ? window_->Height() : size.height();
+  appliedWidth_ = size.width();
+  appliedHeight_ = height;
+  window_->ViewResized(size.width(), height, size.width(), size.height());
+}
+
+void FormHost::ReportState() {
+  const WindowState state = root_->isMinimized()   ? WindowState::Minimised
+                            : root_->isMaximized() ? WindowState::Maximised
+                                                   : WindowState::Normal;
+  if (state == window_->State()) return;
+  window_->ViewStateChanged(state);
+  // What was left undrawn while minimised is drawn again by an activation.
+  if (window_ != nullptr && state != WindowState::Minimised) window_->ViewActivated();
+}
+
+}  // namespace pellora

@@ -1,0 +1,89 @@
+// FormHost: one window's form with its bindings. The widgets are made at the first showing, so that a
+// window that is never shown costs nothing. What changes in the model is gathered and brought down once
+// per turn of the event loop; showing, hiding and raising happen then too, in that order.
+//
+// The model may unload its window inside any event: Detach then cuts the widgets from it at once, and
+// they die when the event loop comes round.
+#pragma once
+
+#include <QHash>
+#include <QObject>
+#include <memory>
+#include <optional>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "desktop/views/Bindings.h"
+
+class QPoint;
+class QWidget;
+
+namespace pellora {
+
+class IconLabel;
+class Label;
+class Window;
+
+class FormHost : public QObject {
+  Q_OBJECT
+
+ public:
+  // `window` outlives the time until Detach.
+  FormHost(Window& window, EventGate& gate);
+  ~FormHost() override;
+
+  void SetShown(bool shown);
+  void Raise();
+  void Changed(const Control* control);
+  // Hides the form and ends all ties to the model. The host deletes itself later.
+  void Detach();
+
+  // The form, or null before the first showing.
+  QWidget* Form() const { return root_; }
+  // Brings down what is waiting, without waiting for the event loop.
+  void Flush();
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  struct FileIcon {
+    IconLabel* icon;
+    const Label* label;
+    std::string shown;
+  };
+
+  void Schedule();
+  void Build();
+  void WatchMouse(QWidget& widget, Control* control);
+  void BringDown();
+  void ApplyWindow();
+  void FitHeight();
+  bool HintsAt(const QPoint& place) const;
+  bool OnFormEvent(QEvent& event);
+  void ReportSize();
+  void ReportState();
+
+  Window* window_;
+  std::unique_ptr<QObject> receiver_;
+  BindingContext context_;
+  QWidget* root_ = nullptr;
+  QWidget* fold_ = nullptr;  // the part that a low window folds away
+  std::unordered_map<const Control*, std::unique_ptr<Binding>> bindings_;
+  QHash<QObject*, Control*> mouseTargets_;
+  std::vector<FileIcon> fileIcons_;
+
+  std::unordered_set<const Control*> dirty_;
+  bool windowDirty_ = false;
+  bool scheduled_ = false;
+  std::optional<bool> wantShown_;
+  bool wantRaise_ = false;
+
+  int appliedWidth_ = 0;   // of the model, as last brought down or reported
+  int appliedHeight_ = 0;
+  bool fitting_ = false;       // the size is being set here, not by the user
+  bool sizedByUser_ = false;
+};
+
+}  // namespace pellora

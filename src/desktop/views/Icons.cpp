@@ -1,0 +1,90 @@
+#include "desktop/views/Icons.h"
+
+#include <QFile>
+#include <QHash>
+#include <QLatin1String>
+#include <QMimeDatabase>
+#include <QMimeType>
+#include <array>
+#include <utility>
+
+#include "desktop/views/DisplayText.h"
+
+// The drawings lie in a static library; this makes sure that they are linked in. (The macro must stand
+// outside of any namespace.)
+static void LinkDrawings() { Q_INIT_RESOURCE(assets); }
+
+namespace pellora {
+
+namespace {
+
+struct ToolDrawing {
+  const char* key;
+  const char* drawing;
+};
+
+constexpr std::array<ToolDrawing, 9> kToolDrawings = {{{"AddURL", "add"},
+                                                       {"RemoveURL", "delete"},
+                                                       {"ResetList", "reset"},
+                                                       {"Options", "options"},
+                                                       {"PauseDownload", "pause"},
+                                                       {"PauseAll", "pause-all"},
+                                                       {"ResumeDownloads", "resume-all"},
+                                                       {"Quit", "quit"},
+                                                       {"Browser", "browser"}}};
+
+}  // namespace
+
+QIcon Drawing(const QString& name) {
+  static QHash<QString, QIcon> known;
+  static const bool linked = (LinkDrawings(), true);
+  const auto at = known.constFind(name);
+  if (!linked || at != known.constEnd()) return at == known.constEnd() ? QIcon() : *at;
+  const QString path = QStringLiteral(":/icons/") + name + QStringLiteral(".svg");
+  const QIcon icon = !name.isEmpty() && QFile::exists(path) ? QIcon(path) : QIcon();
+  // Names come from models and are few, but a row's key may be a file name.
+  if (!icon.isNull()) known.insert(name, icon);
+  return icon;
+}
+
+QIcon ToolIcon(const std::string& key) {
+  for (const ToolDrawing& entry : kToolDrawings) {
+    if (key == entry.key) return Drawing(QLatin1String(entry.drawing));
+  }
+  return {};
+}
+
+QIcon FileTypeIcon(const QString& fileName) {
+  // One lookup for each extension: a list of finished files asks for many names and few types.
+  static QHash<QString, QIcon> known;
+  const qsizetype dot = fileName.lastIndexOf(u'.');
+  const QString extension = dot < 0 || fileName.size() - dot > 16 ? QString() : fileName.mid(dot).toLower();
+  const auto at = known.constFind(extension);
+  if (at != known.constEnd()) return *at;
+  const QMimeType type =
+      QMimeDatabase().mimeTypeForFile(QStringLiteral("file") + extension, QMimeDatabase::MatchExtension);
+  QIcon icon = QIcon::fromTheme(type.iconName());
+  if (icon.isNull()) icon = QIcon::fromTheme(type.genericIconName());
+  if (icon.isNull()) {
+    const QString kind = type.name();
+    const QString drawing = kind.startsWith(QLatin1String("image/"))   ? QStringLiteral("file-image")
+                            : kind.startsWith(QLatin1String("audio/")) ? QStringLiteral("file-sound")
+                            : kind.startsWith(QLatin1String("video/")) ? QStringLiteral("file-film")
+                            : type.genericIconName() == QLatin1String("package-x-generic") ||
+                                    kind.contains(QLatin1String("zip")) || kind.contains(QLatin1String("compressed"))
+                                ? QStringLiteral("file-package")
+                                : QStringLiteral("file");
+    icon = Drawing(drawing);
+  }
+  if (known.size() < 1000) known.insert(extension, icon);
+  return icon;
+}
+
+QIcon RowIcon(const std::string& key) {
+  if (key.empty()) return {};
+  const QString name = DisplayText(key);
+  const QIcon drawing = Drawing(name);
+  return drawing.isNull() ? FileTypeIcon(name) : drawing;
+}
+
+}  // namespace pellora

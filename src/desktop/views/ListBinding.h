@@ -1,0 +1,18 @@
+// ListBinding: ties a ListView to a QTreeView over a ListRowsModel.
+//
+// Column widths of the control are shares: the columns always fill the view, and none becomes narrower
+// than its heading or the sample text that the form gives it ("columnSamples"). The form also names the
+// menu that a right click opens ("popupMenu").
+#pragma once
+
+#include <memory>
+
+#include "desktop/views/Bindings.h"
+
+namespace pellora {
+
+class ListView;
+
+std::unique_ptr<Binding> BindListView(ListView& control, QObject& object, BindingContext& context);
+
+}  // namespace pellora

@@ -1,0 +1,37 @@
+// ListRowsModel: the rows of a ListView for Qt's views. It reads the control's own rows when asked; a
+// row costs nothing until it is drawn, so a list of 32,767 rows is as quick as a short one.
+#pragma once
+
+#include <QAbstractTableModel>
+#include <QStringList>
+#include <cstdint>
+
+namespace pellora {
+
+class ListView;
+
+class ListRowsModel : public QAbstractTableModel {
+  Q_OBJECT
+
+ public:
+  // `list` outlives the model's last use; Detach ends the use earlier.
+  explicit ListRowsModel(ListView& list, QObject* parent = nullptr);
+
+  // Takes over what changed in the control. True if the rows changed as a whole, so that the view must
+  // put its selection anew.
+  bool Follow();
+  void Detach();
+
+  int rowCount(const QModelIndex& parent = {}) const override;
+  int columnCount(const QModelIndex& parent = {}) const override;
+  QVariant data(const QModelIndex& index, int role) const override;
+  QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+ private:
+  ListView* list_;
+  QStringList headers_;
+  int rows_ = 0;  // as the view knows it; the control may be ahead until the next Follow
+  std::uint64_t version_ = 0;
+};
+
+}  // namespace pellora

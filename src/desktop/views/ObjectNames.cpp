@@ -1,0 +1,25 @@
+#include "desktop/views/ObjectNames.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace pellora {
+
+namespace {
+
+constexpr std::array<std::string_view, 12> kKeywords = {"delete", "new",   "default", "switch", "case", "public",
+                                                        "class",  "break", "continue", "for",   "if",   "do"};
+
+}  // namespace
+
+QString ObjectName(const std::string& controlName) {
+  if (std::find(kKeywords.begin(), kKeywords.end(), controlName) != kKeywords.end()) {
+    return QStringLiteral("menu_") + QString::fromStdString(controlName);
+  }
+  QString name = QString::fromStdString(controlName);
+  name.replace(u'(', u'_').remove(u')');
+  return name;
+}
+
+}  // namespace pellora

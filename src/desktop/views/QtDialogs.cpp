@@ -1,0 +1,123 @@
+#include "desktop/views/QtDialogs.h"
+
+#include <QCloseEvent>
+#include <QFile>
+#include <QFileDialog>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QStandardPaths>
+#include <algorithm>
+#include <utility>
+
+#include "desktop/views/DisplayText.h"
+#include "desktop/views/Icons.h"
+
+namespace pellora {
+
+namespace {
+
+// A message box that may insist on one of its buttons.
+class Box : public QMessageBox {
+ public:
+  explicit Box(bool insists) : insists_(insists) {}
+
+ protected:
+  void closeEvent(QCloseEvent* event) override {
+    if (insists_) {
+      event->ignore();
+    } else {
+      QMessageBox::closeEvent(event);
+    }
+  }
+  void keyPressEvent(QKeyEvent* event) override {
+    if (!insists_ || !event->matches(QKeySequence::Cancel)) QMessageBox::keyPressEvent(event);
+  }
+
+ private:
+  bool insists_;
+};
+
+QMessageBox::Icon IconOf(int style) {
+  switch (style & 0x70) {
+    case kCritical:
+      return QMessageBox::Critical;
+    case kQuestion:
+      return QMessageBox::Question;
+    case kInformation:
+      return QMessageBox::Information;
+    default:
+      return QMessageBox::NoIcon;
+  }
+}
+
+// "description|pattern" as Qt takes it. The description is shown as told; every name matches, since
+// "*.*" would hide names without a dot.
+QString NameFilter(const std::string& told) {
+  QString description = DisplayLine(told);
+  description.truncate(description.indexOf(u'|') < 0 ? description.size() : description.indexOf(u'|'));
+  return description.isEmpty() ? QString() : description + QStringLiteral(" (*)");
+}
+
+}  // namespace
+
+QtDialogs::QtDialogs(EventGate& gate) : gate_(gate) {}
+
+QtDialogs::~QtDialogs() {
+  for (const QPointer<QDialog>& dialog : open_) {
+    if (!dialog) continue;
+    dialog->disconnect(this);
+    delete dialog;
+  }
+}
+
+void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> answered) {
+  const bool question = (request.style & 0x0F) == kYesNo;
+  auto* box = new Box(request.style == kYesNo);
+  box->setTextFormat(Qt::PlainText);
+  box->setIcon(IconOf(request.style));
+  box->setWindowTitle(DisplayLine(request.title));
+  box->setText(DisplayText(request.text));
+  box->setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok);
+  box->setDefaultButton(question ? QMessageBox::Yes : QMessageBox::Ok);
+  connect(box, &QDialog::finished, this, [this, question, answered = std::move(answered)](int result) {
+    int answer = kAnswerOk;
+    if (question) answer = result == QMessageBox::Yes ? kAnswerYes : kAnswerNo;
+    Post([answered, answer] { answered(answer); });
+  });
+  Open(*box);
+}
+
+void QtDialogs::AskSavePath(const SaveRequest& request,
+                            std::function<void(std::optional<std::string> path)> answered) {
+  auto* dialog = new QFileDialog(nullptr, DisplayLine(request.title));
+  dialog->setAcceptMode(QFileDialog::AcceptSave);
+  dialog->setFileMode(QFileDialog::AnyFile);
+  dialog->setOption(QFileDialog::HideNameFilterDetails);
+  dialog->setNameFilter(NameFilter(request.filter));
+  dialog->setDirectory(QStandardPaths::writableLocation(QStandardPaths::DownloadLocation));
+  dialog->selectFile(DisplayLine(request.proposal));
+  connect(dialog, &QDialog::finished, this, [this, dialog, answered = std::move(answered)](int result) {
+    std::optional<std::string> path;
+    const QStringList files = dialog->selectedFiles();
+    if (result == QDialog::Accepted && !files.isEmpty()) path = QFile::encodeName(files.first()).toStdString();
+    Post([answered, path] { answered(path); });
+  });
+  Open(*dialog);
+}
+
+void QtDialogs::Open(QDialog& dialog) {
+  std::erase_if(open_, [](const QPointer<QDialog>& known) { return known.isNull(); });
+  open_.emplace_back(&dialog);
+  dialog.setAttribute(Qt::WA_DeleteOnClose);
+  dialog.setWindowIcon(Drawing(QStringLiteral("program")));
+  // Modal to the whole program as far as input goes; show() returns at once.
+  dialog.setWindowModality(Qt::ApplicationModal);
+  dialog.show();
+}
+
+void QtDialogs::Post(std::function<void()> answer) {
+  QMetaObject::invokeMethod(
+      this, [this, answer = std::move(answer)] { gate_.Deliver(answer); }, Qt::QueuedConnection);
+}
+
+}  // namespace pellora

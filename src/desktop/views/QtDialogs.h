@@ -1,0 +1,40 @@
+// QtDialogs: message boxes and the save dialog. They block the user's input to the other windows and
+// nothing else; no event loop is nested. Each answer is posted through the gate.
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <functional>
+#include <vector>
+
+#include "platform/Desktop.h"
+#include "platform/EventGate.h"
+
+class QDialog;
+
+namespace pellora {
+
+class QtDialogs : public QObject, public Dialogs {
+  Q_OBJECT
+
+ public:
+  // `gate` outlives the dialogs.
+  explicit QtDialogs(EventGate& gate);
+  // Closes what stands; no answer comes of it.
+  ~QtDialogs() override;
+
+  // A Yes/No question without an icon must be answered by one of its buttons; every other box can also
+  // be left by its frame or by Esc.
+  void Ask(const BoxRequest& request, std::function<void(int answer)> answered) override;
+  void AskSavePath(const SaveRequest& request,
+                   std::function<void(std::optional<std::string> path)> answered) override;
+
+ private:
+  void Open(QDialog& dialog);
+  void Post(std::function<void()> answer);
+
+  EventGate& gate_;
+  std::vector<QPointer<QDialog>> open_;
+};
+
+}  // namespace pellora

@@ -1,0 +1,144 @@
+#include "desktop/views/Widgets.h"
+
+#include <QEvent>
+#include <QFontMetrics>
+#include <QHelpEvent>
+#include <QLinearGradient>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPalette>
+#include <QStyle>
+#include <QStyleOption>
+#include <QToolTip>
+#include <algorithm>
+#include <cmath>
+
+#include "desktop/views/Icons.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr double kCorner = 4.0;
+
+bool IsDark(const QPalette& palette) {
+  return palette.color(QPalette::Base).lightness() < palette.color(QPalette::Text).lightness();
+}
+
+}  // namespace
+
+ElidedLabel::ElidedLabel(QWidget* parent) : QLabel(parent) { setTextFormat(Qt::PlainText); }
+
+QSize ElidedLabel::minimumSizeHint() const {
+  return {fontMetrics().averageCharWidth() * 8, QLabel::minimumSizeHint().height()};
+}
+
+void ElidedLabel::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  const QRect area = contentsRect();
+  const QString cut = fontMetrics().elidedText(text(), Qt::ElideMiddle, area.width());
+  style()->drawItemText(&painter, area, static_cast<int>(QStyle::visualAlignment(layoutDirection(), alignment())),
+                        palette(), isEnabled(), cut, foregroundRole());
+}
+
+bool ElidedLabel::event(QEvent* event) {
+  if (event->type() == QEvent::ToolTip) {
+    const auto* help = static_cast<QHelpEvent*>(event);
+    const bool cut = fontMetrics().horizontalAdvance(text()) > contentsRect().width();
+    // The tool tip guesses markup; a text from outside must stay plain.
+    QToolTip::showText(help->globalPos(), cut ? text().toHtmlEscaped() : QString(), this);
+    return true;
+  }
+  return QLabel::event(event);
+}
+
+IconLabel::IconLabel(QWidget* parent) : QWidget(parent) {
+  setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+}
+
+void IconLabel::setDrawing(const QString& name) {
+  drawing_ = name;
+  SetIcon(Drawing(name));
+}
+
+void IconLabel::SetIcon(const QIcon& icon) {
+  icon_ = icon;
+  update();
+}
+
+void IconLabel::setExtent(int extent) {
+  extent_ = extent;
+  updateGeometry();
+}
+
+void IconLabel::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  icon_.paint(&painter, rect(), Qt::AlignCenter, isEnabled() ? QIcon::Normal : QIcon::Disabled);
+}
+
+BarFrame::BarFrame(QWidget* parent) : QWidget(parent) {
+  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+QSize BarFrame::sizeHint() const { return {fontMetrics().averageCharWidth() * 30, fontMetrics().height()}; }
+
+QSize BarFrame::minimumSizeHint() const { return {fontMetrics().averageCharWidth() * 12, sizeHint().height()}; }
+
+void BarFrame::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  const QColor text = palette().color(QPalette::WindowText);
+  QColor groove = text;
+  groove.setAlphaF(0.08F);
+  QColor edge = text;
+  edge.setAlphaF(0.25F);
+  painter.setPen(QPen(edge, 1));
+  painter.setBrush(groove);
+  painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), kCorner, kCorner);
+}
+
+SegmentBar::SegmentBar(QWidget* parent) : QWidget(parent), colour_(Qt::gray) {
+  setAttribute(Qt::WA_TransparentForMouseEvents);
+}
+
+void SegmentBar::SetLength(double twips) {
+  const double shown = std::isfinite(twips) ? std::clamp(twips, 0.0, fullLength_) : 0.0;
+  if (shown == length_) return;
+  length_ = shown;
+  setAccessibleDescription(QString::number(std::floor(Share() * 100)) + QStringLiteral("%"));
+  update();
+}
+
+void SegmentBar::SetColour(const QColor& colour) {
+  if (colour == colour_) return;
+  colour_ = colour;
+  update();
+}
+
+double SegmentBar::Share() const { return fullLength_ > 0 ? std::min(1.0, length_ / fullLength_) : 0.0; }
+
+void SegmentBar::paintEvent(QPaintEvent*) {
+  const double width = this->width() * Share();
+  if (width < 0.5) return;
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  const QRectF whole = rect();
+  // The filled part is cut from the whole rounded bar, so that a short one keeps the frame's corner.
+  QPainterPath outline;
+  outline.addRoundedRect(whole, kCorner - 1, kCorner - 1);
+  painter.setClipPath(outline);
+  const QColor colour = Softened(colour_, palette());
+  QLinearGradient gradient(whole.topLeft(), whole.bottomLeft());
+  gradient.setColorAt(0, colour.lighter(118));
+  gradient.setColorAt(1, colour);
+  const double start = layoutDirection() == Qt::RightToLeft ? whole.right() - width : whole.left();
+  painter.fillRect(QRectF(start, whole.top(), width, whole.height()), gradient);
+}
+
+QColor Softened(const QColor& told, const QPalette& palette) {
+  if (told.hslSaturation() == 0) return told;
+  const bool dark = IsDark(palette);
+  return QColor::fromHsl(told.hslHue(), std::min(told.hslSaturation(), 165), dark ? 140 : 125);
+}
+
+}  // namespace pellora

@@ -1,0 +1,66 @@
+// Stage: the window system on a platform that has nothing else, for windows that use nothing else.
+#pragma once
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QWidget>
+#include <memory>
+#include <optional>
+
+#include "desktop/views/QtWindowSystem.h"
+#include "platform/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/EventGate.h"
+#include "platform/EventLoop.h"
+#include "platform/Files.h"
+#include "platform/Network.h"
+#include "platform/Platform.h"
+#include "platform/TaskLoop.h"
+#include "platform/Window.h"
+
+namespace pellora::testing_views {
+
+// The windows here ask nothing of these ports; a reference to storage that is never read stands for them.
+template <class Port>
+Port& Unused() {
+  static std::aligned_storage_t<64, 16> storage;
+  return *reinterpret_cast<Port*>(&storage);
+}
+
+class Stage {
+ public:
+  EventGate gate;
+  QtWindowSystem windows{gate};
+  Platform platform{gate,
+                    Unused<EventLoop>(),
+                    Unused<TaskLoop>(),
+                    Unused<Clock>(),
+                    Unused<Network>(),
+                    Unused<Files>(),
+                    Unused<SettingsStore>(),
+                    Unused<Clipboard>(),
+                    Unused<Dialogs>(),
+                    Unused<Shell>(),
+                    Unused<Machine>(),
+                    Unused<Locale>(),
+                    Unused<Tray>(),
+                    windows};
+
+  // Lets the event loop turn until nothing is waiting.
+  static void Settle() {
+    for (int turn = 0; turn < 5; ++turn) {
+      QCoreApplication::processEvents();
+      QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+  }
+
+  // The form of a shown window, found by its class name.
+  static QWidget* Form(const Window& window) {
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+      if (widget->objectName() == QString::fromStdString(window.TypeName)) return widget;
+    }
+    return nullptr;
+  }
+};
+
+}  // namespace pellora::testing_views

@@ -1,0 +1,149 @@
+// Draws every window with sample contents, light and dark, and writes the pictures into a folder:
+// views_pictures FOLDER
+#include <QApplication>
+#include <QDir>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPalette>
+#include <QPixmap>
+#include <QStyleFactory>
+#include <cstdio>
+
+#include "Samples.h"
+#include "Stage.h"
+#include "desktop/views/QtDialogs.h"
+
+namespace {
+
+using namespace pellora;
+using namespace pellora::testing_views;
+
+QPalette Dark() {
+  QPalette palette;
+  const QColor window(0x2b, 0x2d, 0x31);
+  const QColor base(0x22, 0x24, 0x28);
+  const QColor text(0xe4, 0xe6, 0xea);
+  palette.setColor(QPalette::Window, window);
+  palette.setColor(QPalette::WindowText, text);
+  palette.setColor(QPalette::Base, base);
+  palette.setColor(QPalette::AlternateBase, QColor(0x27, 0x29, 0x2d));
+  palette.setColor(QPalette::Text, text);
+  palette.setColor(QPalette::Button, QColor(0x35, 0x38, 0x3d));
+  palette.setColor(QPalette::ButtonText, text);
+  palette.setColor(QPalette::BrightText, Qt::white);
+  palette.setColor(QPalette::Highlight, QColor(0x2f, 0x7f, 0xd6));
+  palette.setColor(QPalette::HighlightedText, Qt::white);
+  palette.setColor(QPalette::PlaceholderText, QColor(0xe4, 0xe6, 0xea, 150));
+  palette.setColor(QPalette::ToolTipBase, base);
+  palette.setColor(QPalette::ToolTipText, text);
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+    palette.setColor(QPalette::Disabled, role, QColor(0x80, 0x84, 0x8a));
+  }
+  return palette;
+}
+
+class Painter {
+ public:
+  Painter(const QString& folder, const QString& theme) : folder_(folder), theme_(theme) {}
+
+  void Save(QWidget& widget, const QString& name) {
+    Stage::Settle();
+    const QString path = folder_ + QLatin1Char('/') + name + QLatin1Char('-') + theme_ + QStringLiteral(".png");
+    if (!widget.grab().save(path)) failed = true;
+    std::printf("%s %dx%d\n", qPrintable(path), widget.width(), widget.height());
+  }
+  void SaveWindow(const Window& window, const QString& name) {
+    Stage::Settle();
+    if (QWidget* form = Stage::Form(window)) {
+      Save(*form, name);
+    } else {
+      failed = true;
+    }
+  }
+
+  bool failed = false;
+
+ private:
+  QString folder_;
+  QString theme_;
+};
+
+void DrawTransfer(Stage& stage, Painter& painter) {
+  const auto window = std::make_shared<SampleTransfer>(stage.platform);
+  window->Show();
+  Stage::Settle();
+  window->FillRunning();
+  painter.SaveWindow(*window, QStringLiteral("transfer-long"));
+  window->KeepRows(4);
+  painter.SaveWindow(*window, QStringLiteral("transfer-four"));
+  window->Height = 167;
+  window->Command4.Caption = "Show Details";
+  painter.SaveWindow(*window, QStringLiteral("transfer-short"));
+  window->Unload();
+  Stage::Settle();
+}
+
+void DrawMain(Stage& stage, Painter& painter) {
+  const auto window = std::make_shared<SampleMain>(stage.platform);
+  window->Fill();
+  window->Show();
+  painter.SaveWindow(*window, QStringLiteral("main"));
+  window->ShowPane(true, 1);
+  window->Width = 715;
+  window->Height = 534;
+  painter.SaveWindow(*window, QStringLiteral("main-pane"));
+  window->ShowPane(true, 0);
+  painter.SaveWindow(*window, QStringLiteral("main-preview"));
+  for (const char* name : {"mFile", "mActions", "mOpt", "popup", "pop2"}) {
+    auto* menu = Stage::Form(*window)->findChild<QMenu*>(QLatin1String(name));
+    if (menu == nullptr) continue;
+    menu->popup(QPoint(20, 20));
+    painter.Save(*menu, QStringLiteral("menu-") + QLatin1String(name));
+    menu->close();
+  }
+  window->Unload();
+  Stage::Settle();
+}
+
+void DrawDialogs(Stage& stage, Painter& painter) {
+  const auto add = std::make_shared<SampleForm1>(stage.platform);
+  add->Text1.Text = "http://files.example.com/pub/releases/archive-2026-11.zip";
+  add->Show();
+  painter.SaveWindow(*add, QStringLiteral("add"));
+  add->Unload();
+  const auto want = std::make_shared<SampleWantDown>(stage.platform);
+  want->Label2.Caption = "http://files.example.com/pub/releases/2026/november/a-rather-long-name-of-an-archive.zip";
+  want->Show();
+  painter.SaveWindow(*want, QStringLiteral("question"));
+  want->Unload();
+  Stage::Settle();
+  QtDialogs dialogs(stage.gate);
+  dialogs.Ask({"Do you want to quit Pellora? Running downloads are paused and can be resumed later.", "Pellora !",
+               kYesNo | kQuestion},
+              [](int) {});
+  Stage::Settle();
+  if (QWidget* box = QApplication::activeModalWidget()) painter.Save(*box, QStringLiteral("box"));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  QApplication application(argc, argv);
+  QApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+  const QString folder = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral(".");
+  QDir().mkpath(folder);
+  bool failed = false;
+  const QPalette light = QApplication::palette();
+  for (const bool dark : {false, true}) {
+    QApplication::setPalette(dark ? Dark() : light);
+    Stage stage;
+    Painter painter(folder, dark ? QStringLiteral("dark") : QStringLiteral("light"));
+    DrawTransfer(stage, painter);
+    DrawMain(stage, painter);
+    DrawDialogs(stage, painter);
+    failed = failed || painter.failed;
+  }
+  return failed ? 1 : 0;
+}
