@@ -41,6 +41,9 @@ class App {
   void MenuURL(std::string url, std::string refURL, std::string cookie);
   void LeechURL(std::string url, std::string refURL);
 
+  // Starts or queues every waiting download, as the toolbar does. During the start sequence: at its end.
+  void ResumeAll();
+
   // A second start leads here: the main window is shown and raised.
   void ShowMainWindow();
   // Session end or a termination signal: pauses, saves and ends without a question.

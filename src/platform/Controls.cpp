@@ -1,6 +1,7 @@
 #include "platform/Controls.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 #include "platform/EventGate.h"
@@ -45,14 +46,15 @@ void StatusBar::SetPanel(std::size_t panel, const std::string& text) {
 }
 
 void ListView::SetRows(std::vector<ListRow> rows) {
-  std::vector<std::string> selectedKeys;
-  for (const std::size_t at : selection_) selectedKeys.push_back(rows_[at].key);
+  std::unordered_multiset<std::string> selectedKeys;  // keys may stand more than once
+  for (const std::size_t at : selection_) selectedKeys.insert(rows_[at].key);
   rows_ = std::move(rows);
   selection_.clear();
-  for (std::size_t at = 0; at < rows_.size() && selection_.size() < selectedKeys.size(); ++at) {
-    if (std::find(selectedKeys.begin(), selectedKeys.end(), rows_[at].key) != selectedKeys.end()) {
-      selection_.push_back(at);
-    }
+  for (std::size_t at = 0; at < rows_.size() && !selectedKeys.empty(); ++at) {
+    const auto selected = selectedKeys.find(rows_[at].key);
+    if (selected == selectedKeys.end()) continue;
+    selection_.push_back(at);
+    selectedKeys.erase(selected);
   }
   changedRows_.clear();
   ++rowsVersion_;

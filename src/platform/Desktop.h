@@ -73,6 +73,8 @@ class Machine {
   virtual ~Machine() = default;
   virtual std::string ProgramFolder() const = 0;    // no trailing separator
   virtual std::string DocumentsFolder() const = 0;  // no trailing separator; empty if unknown
+  // Whether any network connection exists. A platform that cannot tell says True.
+  virtual bool ConnectionUp() const { return true; }
   // Leaves the event loop after the present event; the process ends with `code`.
   virtual void End(int code) = 0;
 };

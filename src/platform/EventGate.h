@@ -24,10 +24,6 @@ class EventGate {
   template <class Handler>
   void Deliver(Handler&& handler) {
     ++depth_;
-    struct Leave {
-      EventGate& gate;
-      ~Leave() { --gate.depth_; }
-    };
     {
       const Leave leave{*this};
       try {
@@ -67,10 +63,17 @@ class EventGate {
   void SetAfterEvent(std::function<void()> hook) { hook_ = std::move(hook); }
 
  private:
+  struct Leave {
+    EventGate& gate;
+    ~Leave() { --gate.depth_; }
+  };
+
   void AfterEvent() {
-    ++depth_;
-    if (hook_) hook_();
-    --depth_;
+    {
+      ++depth_;
+      const Leave leave{*this};
+      if (hook_) hook_();
+    }
     // What is released here may dispose of more; that is released with it.
     std::vector<std::shared_ptr<void>> ended;
     ended.swap(disposed_);

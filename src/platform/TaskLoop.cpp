@@ -17,11 +17,13 @@ TaskLoop::TaskLoop(EventGate& gate, EventLoop& events)
 
 TaskLoop::~TaskLoop() {
   gate_.SetAfterEvent({});
-  DestroyAll();
+  Clear();
 }
 
-void TaskLoop::DestroyAll() {
+void TaskLoop::Clear() {
   waiters_.clear();
+  retest_->Stop();
+  armedFor_ = 0;
   std::list<Task<>> ended;
   ended.swap(roots_);
 }

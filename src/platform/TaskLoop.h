@@ -31,6 +31,9 @@ class TaskLoop {
   // Runs `task` up to its first wait and keeps it until it ends.
   void Spawn(Task<> task);
 
+  // Destroys every task where it waits. No task runs any more after it until one is spawned.
+  void Clear();
+
   class YieldAwaiter {
    public:
     explicit YieldAwaiter(TaskLoop& loop) : loop_(loop) {}
@@ -63,9 +66,6 @@ class TaskLoop {
     return {*this, std::move(condition), firstRetest};
   }
   UntilAwaiter UntilEvent(std::function<bool()> condition) { return {*this, std::move(condition), 0}; }
-
-  // Destroys every task where it waits, at the end of the program; none is resumed.
-  void DestroyAll();
 
   // Tasks that have not ended, for tests of leaks and of bounded waiting.
   std::size_t RunningTasks() const { return roots_.size(); }

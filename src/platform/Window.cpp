@@ -55,6 +55,12 @@ bool Window::Unload(UnloadMode mode) {
   return true;
 }
 
+void Window::Abandon() {
+  visible_ = false;
+  view_.reset();
+  platform_.gate.LetGo(this);
+}
+
 void Window::OnQueryUnload(bool&, UnloadMode) {}
 
 Control* Window::Find(const std::string& name) const {

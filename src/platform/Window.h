@@ -53,6 +53,9 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
   // The control of that name, or null. Elements of a control array are named "Prog(0)".
   Control* Find(const std::string& name) const;
 
+  // The process ends with this window loaded: it lets go of its view and of itself without any event.
+  void Abandon();
+
   // From the view: what the user or the desktop did. Each call is one event.
   void ViewClosed();
   void ViewResized(int outerWidth, int outerHeight, int innerWidth, int innerHeight);

@@ -1,0 +1,211 @@
+#!/usr/bin/env python3
+"""Rules of the source that no compiler keeps. Prints what breaks them and how many of the rules hold.
+
+    lint.py [--ctest BUILD_FOLDER]     also compares the test files with what ctest of that build runs
+"""
+
+import argparse
+import os
+import re
+import subprocess
+import sys
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+LOGIC = ("platform", "core", "lang", "transfer", "mainwin", "capture", "zipview", "app")
+
+# What follows the locale reads "1,5" on one machine and "1.5" on another, or upper-cases i to a dotted one.
+LOCALE = re.compile(
+    r"\b(?:strto(?:d|f|ld|l|ll|ul|ull|imax|umax)|ato(?:f|i|l|ll)|sto(?:i|l|ll|ul|ull|f|d|ld)|v?(?:f|s|sn|d|as)?printf"
+    r"|v?(?:f|s)?scanf|toupper|tolower|isalpha|isdigit|isalnum|isspace|isupper|islower|isprint|ispunct|isxdigit|iscntrl"
+    r"|setlocale|localeconv|strftime|strcoll|strxfrm|mbstowcs|wcstombs|mbrtowc|wcrtomb)\s*\(|std::locale\b|std::to_string\s*\("
+    r"\s*\w*(?:double|float)|#include\s*<(?:locale|clocale|cctype|regex|iomanip|sstream|iostream|fstream|cstdio)>")
+
+# What the system gives comes in through ports: a call or header around them cannot be simulated.
+PLATFORM = re.compile(
+    r"(?<![\w.>:])(?:::|std::)?(?:socket|bind|listen|recv|recvfrom|sendto|sendmsg|getaddrinfo|gethostbyname|setsockopt"
+    r"|epoll_\w+|select|fopen|freopen|creat|openat|pread|pwrite|mmap|fsync|fdatasync|posix_fallocate|mkstemp"
+    r"|gettimeofday|clock_gettime|localtime|localtime_r|gmtime|gmtime_r|mktime|nanosleep|usleep|getenv|secure_getenv|setenv"
+    r"|system|popen|fork|execv\w*|posix_spawn\w*|abort|exit|_exit|quick_exit)\s*\("
+    r"|(?<![\w.>])(?:::)(?:open|close|read|write|poll|time|sleep|send|connect|unlink|mkdir|rename|stat)\s*\("
+    r"|(?<![\w.>:])std::time\s*\("
+    r"|std::(?:thread|jthread|mutex|async|this_thread|random_device|filesystem|ifstream|ofstream|fstream|cout|cerr|cin)\b"
+    r"|std::chrono::(?:system|steady|high_resolution)_clock"
+    r"|#include\s*<(?:unistd\.h|sys/\w+\.h|netinet/\w+\.h|arpa/\w+\.h|netdb\.h|fcntl\.h|poll\.h|pthread\.h|dirent\.h"
+    r"|time\.h|signal\.h|csignal|thread|mutex|filesystem|fstream|iostream|random)>")
+
+QT = re.compile(r"#include\s*[<\"](?:Q[A-Za-z]|Qt|.*\.moc)|\bQ_(?:OBJECT|DECLARE|INVOKABLE|SIGNALS|SLOTS|EMIT)\b"
+                r"|\bQ(?:String|Object|Widget|Timer|ByteArray|Variant|CoreApplication)\b")
+
+UMBRELLA = re.compile(r"#include\s*<(Qt(?:Core|Gui|Widgets|DBus|Network|Multimedia))(?:/\1)?>")
+
+# Marks of unfinished work, and tests that are there but do not run.
+WORDS = re.compile(r"\bTO" r"DO\b|\bFIX" r"ME\b|\bX" r"XX\b|\bHA" r"CK\b|\bDIS" r"ABLED_\w|GTEST" r"_SKIP|unittest\.s" r"kip"
+                   r"|\bskip" r"Test\b")
+
+TEXT_ENDINGS = (".cpp", ".h", ".py", ".sh", ".md", ".txt", ".cmake", ".ui", ".json", ".js", ".html", ".qrc", ".in")
+LINE_LIMIT = 600  # lines of one source file; longer ones have more than one subject
+
+
+def tracked():
+    out = subprocess.run(["git", "-C", ROOT, "ls-files", "-z"], capture_output=True, check=True,
+                         stdin=subprocess.DEVNULL).stdout
+    return [name for name in out.decode().split("\0") if name and os.path.exists(os.path.join(ROOT, name))]
+
+
+def text_of(name):
+    with open(os.path.join(ROOT, name), encoding="utf-8", errors="replace") as f:
+        return f.read()
+
+
+def without_comments_and_texts(source):
+    """The code alone, its line numbers kept. Include lines keep their names."""
+
+    def blank(match):
+        found = match.group(0)
+        if found.startswith("#"):
+            return found
+        return "\n" * found.count("\n") if found.startswith("/") else '""'
+
+    return re.sub(r'#include[^\n]*|//[^\n]*|/\*.*?\*/|R"\((?:.|\n)*?\)"|"(?:\\.|[^"\\\n])*"', blank, source, flags=re.S)
+
+
+def found_lines(name, source, pattern):
+    return ["%s:%d: %s" % (name, number, line.strip())
+            for number, line in enumerate(source.split("\n"), 1) if pattern.search(line)]
+
+
+def logic_files(names):
+    return [n for n in names if n.endswith((".cpp", ".h")) and n.startswith(tuple("src/%s/" % part for part in LOGIC))]
+
+
+def check_logic(names, pattern):
+    broken = []
+    for name in logic_files(names):
+        broken += found_lines(name, without_comments_and_texts(text_of(name)), pattern)
+    return broken
+
+
+def check_upward(names):
+    """Arrows point one way: the logic knows nothing of the desktop, the tools or the tests; platform knows nobody."""
+    broken = []
+    for name in logic_files(names):
+        allowed = ("platform",) if name.startswith("src/platform/") else LOGIC
+        for number, line in enumerate(text_of(name).split("\n"), 1):
+            match = re.match(r'\s*#include\s*"([^"]+)"', line)
+            if match and match.group(1).partition("/")[0] not in allowed:
+                broken.append("%s:%d: includes %s" % (name, number, match.group(1)))
+    return broken
+
+
+def check_circles(names):
+    """No circle between headers of the logic."""
+    edges = {}
+    for name in logic_files(names):
+        if name.endswith(".h"):
+            edges[name[4:]] = re.findall(r'^\s*#include\s*"([^"]+)"', text_of(name), flags=re.M)
+    broken, state = [], {}
+
+    def walk(name, path):
+        if state.get(name) == "done" or name not in edges:
+            return
+        if name in path:
+            broken.append(" -> ".join(path[path.index(name):] + [name]))
+            return
+        for other in edges[name]:
+            walk(other, path + [name])
+        state[name] = "done"
+
+    for name in edges:
+        walk(name, [])
+    return broken
+
+
+def check_umbrella(names):
+    broken = []
+    for name in names:
+        if name.endswith((".cpp", ".h")):
+            broken += found_lines(name, text_of(name), UMBRELLA)
+    return broken
+
+
+def check_words(names):
+    broken = []
+    for name in names:
+        if name.endswith(TEXT_ENDINGS) or "." not in os.path.basename(name):
+            broken += found_lines(name, text_of(name), WORDS)
+    return broken
+
+
+def check_length(names):
+    return ["%s: %d lines" % (name, text_of(name).count("\n")) for name in names
+            if name.endswith((".cpp", ".h", ".py")) and text_of(name).count("\n") > LINE_LIMIT]
+
+
+def check_newlines(names):
+    broken = []
+    for name in names:
+        if name.endswith(TEXT_ENDINGS):
+            with open(os.path.join(ROOT, name), "rb") as f:
+                data = f.read()
+            if data and not data.endswith(b"\n"):
+                broken.append("%s: no line end at the end" % name)
+            if b"\r" in data and not name.startswith("languages/"):
+                broken.append("%s: carriage returns" % name)
+    return broken
+
+
+def check_ctest(names, build):
+    """Every TEST of a tracked file under tests/ is one that ctest runs, and each test file has some."""
+    out = subprocess.run(["ctest", "-N"], cwd=os.path.join(ROOT, build), capture_output=True, check=True,
+                         stdin=subprocess.DEVNULL).stdout.decode()
+    run = {match for match in re.findall(r"Test +#\d+: (\S+)", out)}
+    # A value-parameterised test is listed as Prefix/Suite.Name/Value.
+    known = {re.sub(r"^(?:[^./]+/)?([^./]+)(?:/\d+)?\.([^/]+)(?:/.*)?$", r"\1.\2", name) for name in run}
+    broken = []
+    for name in names:
+        if not re.match(r"tests/(?:unit|sim|scenario|fuzz)/.*\.cpp$", name):
+            continue
+        source = without_comments_and_texts(text_of(name))
+        tests = re.findall(r"^\s*(?:TYPED_)?TEST(?:_F|_P)?\(\s*(\w+)\s*,\s*(\w+)\s*\)", source, flags=re.M)
+        if not tests and name.endswith(("Test.cpp", "Tests.cpp", "_test.cpp")):
+            broken.append("%s: a test file without a test" % name)
+        broken += ["%s: ctest does not run %s.%s" % (name, suite, test) for suite, test in tests
+                   if "%s.%s" % (suite, test) not in known]
+    if not run:
+        broken.append("ctest runs nothing")
+    return broken
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--ctest", metavar="BUILD_FOLDER")
+    arguments = parser.parse_args()
+    names = tracked()
+    rules = [
+        ("the logic includes no Qt", lambda: check_logic(names, QT)),
+        ("the logic includes nothing above it", lambda: check_upward(names)),
+        ("the logic's headers include each other in no circle", lambda: check_circles(names)),
+        ("the logic calls nothing that follows the locale", lambda: check_logic(names, LOCALE)),
+        ("the logic calls the system only through its ports", lambda: check_logic(names, PLATFORM)),
+        ("nobody includes a whole Qt module", lambda: check_umbrella(names)),
+        ("nothing is marked as unfinished, and no test is switched off", lambda: check_words(names)),
+        ("no source file is longer than %d lines" % LINE_LIMIT, lambda: check_length(names)),
+        ("text files end in a line end and have no carriage returns", lambda: check_newlines(names)),
+    ]
+    if arguments.ctest:
+        rules.append(("ctest runs every test that is written", lambda: check_ctest(names, arguments.ctest)))
+    failed = 0
+    for claim, rule in rules:
+        broken = rule()
+        failed += bool(broken)
+        print("%s  %s" % ("FAILED" if broken else "ok    ", claim))
+        for line in broken[:20]:
+            print("          " + line)
+        if len(broken) > 20:
+            print("          and %d more" % (len(broken) - 20))
+    print("%d passed, %d failed" % (len(rules) - failed, failed))
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

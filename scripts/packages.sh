@@ -1,0 +1,56 @@
+# Sourced by run, check and bench/compare: installs the Debian packages that the named lists ask for and that are missing.
+#   ensure_packages build display ...
+# Touches nothing, and needs no right to, when all are there.
+
+package_names() {  # LIST...: the names in cmake/packages/LIST.txt, one a line
+  local list
+  for list in "$@"; do
+    sed -e 's/#.*//' -e '/^[[:space:]]*$/d' "$ROOT/cmake/packages/$list.txt"
+  done
+}
+
+is_installed() {
+  # A package that another one stands in for ("nginx" for "nginx-light") counts by what it provides.
+  local status
+  status=$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null || true)
+  [ "$status" = installed ] && return 0
+  case $1 in
+    nginx-light) command -v nginx >/dev/null || [ -x /usr/sbin/nginx ] ;;
+    tinyproxy-bin) command -v tinyproxy >/dev/null ;;
+    *) return 1 ;;
+  esac
+}
+
+ensure_packages() {
+  local name missing=() as_root=()
+  for name in $(package_names "$@"); do
+    is_installed "$name" || missing+=("$name")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+
+  if ! command -v apt-get >/dev/null; then
+    echo "These packages are missing, and there is no apt-get to install them with: ${missing[*]}" >&2
+    return 1
+  fi
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+      echo "These packages are missing. Install them as root and start again:" >&2
+      echo "  apt-get install --no-install-recommends ${missing[*]}" >&2
+      return 1
+    fi
+    as_root=(sudo)
+  fi
+  echo "Installing missing packages: ${missing[*]}"
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq </dev/null || true
+  # Servers are started by the tests in a prefix of their own; the package must not start one for the machine.
+  local policy=/usr/sbin/policy-rc.d own_policy=no result=0
+  if [ ! -e "$policy" ]; then
+    printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$policy" >/dev/null
+    "${as_root[@]}" chmod 755 "$policy"
+    own_policy=yes
+  fi
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null >/dev/null || result=$?
+  [ $own_policy = no ] || "${as_root[@]}" rm -f "$policy"
+  return $result
+}

@@ -1,0 +1,99 @@
+"""What scripts see of a running Pellora, through its command-line companion alone."""
+
+import dataclasses
+import os
+import subprocess
+import time
+
+
+@dataclasses.dataclass
+class Download:
+    index: int
+    state: str
+    percent: float
+    received: int
+    size: int
+    url: str
+    saved_path: str
+
+    @property
+    def finished(self):
+        return self.state == "finished"
+
+
+class Companion:
+    """pelloractl, run with the environment of the program's session."""
+
+    def __init__(self, path, env=None):
+        self.path = path
+        self.env = env
+
+    def run(self, *arguments, timeout=60):
+        return subprocess.run([self.path, *arguments], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
+                              timeout=timeout, check=False)
+
+    def add(self, *urls):
+        result = self.run("add", *urls)
+        if result.returncode != 0:
+            raise RuntimeError("pelloractl add: " + result.stderr.decode(errors="replace").strip())
+
+    def downloads(self):
+        """Every listed record, in record order. One line each, its fields parted by tabs."""
+        result = self.run("list")
+        if result.returncode != 0:
+            raise RuntimeError("pelloractl list: " + result.stderr.decode(errors="replace").strip())
+        found = []
+        for line in result.stdout.decode(errors="surrogateescape").split("\n"):
+            if not line:
+                continue
+            index, state, percent, received, size, url, saved_path = line.split("\t")
+            found.append(Download(int(index), state, float(percent.rstrip("%")), int(received), int(size), url,
+                                  saved_path))
+        return found
+
+    def find(self, url):
+        for download in self.downloads():
+            if download.url == url:
+                return download
+        return None
+
+    def wait_finished(self, urls, timeout):
+        """The finished records of these URLs; TimeoutError with the list as it stands if one is not."""
+        end = time.monotonic() + timeout
+        while True:
+            found = {d.url: d for d in self.downloads()}
+            if all(url in found and found[url].finished for url in urls):
+                return [found[url] for url in urls]
+            if time.monotonic() > end:
+                raise TimeoutError("not finished in %s s: %s" % (timeout, list(found.values())))
+            time.sleep(0.1)
+
+
+class Windows:
+    """The top-level windows of a display that has a window manager."""
+
+    def __init__(self, env=None):
+        self.env = dict(env if env is not None else os.environ)
+
+    def _xprop(self, *arguments):
+        result = subprocess.run(["xprop", *arguments], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
+                                timeout=20, check=False)
+        return result.stdout.decode(errors="replace") if result.returncode == 0 else ""
+
+    def all(self):
+        """(id, title, is a dialog) of each window that the window manager knows."""
+        line = self._xprop("-root", "_NET_CLIENT_LIST")
+        windows = []
+        for word in line.partition("#")[2].replace(",", " ").split():
+            text = self._xprop("-id", word, "_NET_WM_WINDOW_TYPE", "_NET_WM_NAME")
+            if text:
+                title = text.partition("_NET_WM_NAME")[2].partition("= ")[2].strip().strip('"')
+                windows.append((word, title, "_NET_WM_WINDOW_TYPE_DIALOG" in text))
+        return windows
+
+    def dialogs(self):
+        return [(window, title) for window, title, is_dialog in self.all() if is_dialog]
+
+    def screenshot(self, path):
+        subprocess.run(["import", "-window", "root", path], env=self.env, stdin=subprocess.DEVNULL, check=True,
+                       timeout=60)

@@ -1,0 +1,171 @@
+#include "app/App.h"
+
+#include <deque>
+#include <functional>
+#include <utility>
+
+#include "core/ListFile.h"
+#include "core/Stop.h"
+#include "lang/Language.h"
+#include "mainwin/AddDownload.h"
+#include "mainwin/MainWindow.h"
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/Files.h"
+#include "platform/Platform.h"
+#include "platform/TaskLoop.h"
+#include "transfer/TransferWindow.h"
+
+namespace pellora {
+
+namespace {
+
+const char* StateWord(const DownloadRecord& record) {
+  if (record.Finished) return "finished";
+  if (record.Active) return "active";
+  if (record.Scheduled != 0) return "scheduled";
+  if (record.ConnectState == "1") return "failed";
+  if (record.Queued != 0) return "queued";
+  return record.Paused ? "paused" : "waiting";
+}
+
+}  // namespace
+
+struct App::Parts {
+  explicit Parts(Platform& platform) : program(platform) {}
+
+  // The window comes into being at its first use.
+  MainWindow& Main() {
+    if (!mainWindow) {
+      mainWindow = std::make_shared<MainWindow>(program);
+      program.lists = mainWindow.get();
+    }
+    return *mainWindow;
+  }
+
+  void Stop() {
+    if (stopped) return;
+    stopped = true;
+    std::vector<std::shared_ptr<Window>> windows;
+    if (mainWindow) {
+      mainWindow->StopTimers();
+      mainWindow->EndResumeAll();
+      windows.push_back(mainWindow->wantDown);
+    }
+    pellora::SaveAndQuit(program, windows);
+  }
+
+  void CreateFolders() {
+    const std::string documents = program.platform.machine.DocumentsFolder();
+    if (documents.empty()) return;
+    for (const char* name : {"/Pellora", "/Pellora/downloads", "/Pellora/temp"}) {
+      Skip([&] { program.platform.files.CreateFolder(documents + name); });
+    }
+  }
+
+  Program program;
+  std::shared_ptr<MainWindow> mainWindow;
+  std::deque<std::string> earlyUrls;  // handed over before the start sequence was over
+  bool earlyResume = false;
+  bool started = false;
+  bool stopped = false;
+
+  // A step that fails does nothing, and the next one runs.
+  static Task<> Start(Parts* parts);
+};
+
+Task<> App::Parts::Start(Parts* parts) {
+  Program& program = parts->program;
+  Platform& platform = program.platform;
+  parts->CreateFolders();
+  Skip([&] { LoadSettings(program.settings, platform.settings, platform.machine, platform.clock); });
+  Skip([&] { LoadLanguage(program, program.settings.Language); });
+  Skip([&] { platform.settings.Set("Pellora", "AppPath", platform.machine.ProgramFolder()); });
+  program.ShowTransferWindow = true;
+  Skip([&] { LoadList(program); });
+  MainWindow& window = parts->Main();
+  Skip([&] { window.RefreshRows(0, 0); });
+  Skip([&] { window.Load(); });
+  Skip([&] { window.Show(); });
+  window.StartTimers();
+  co_await platform.tasks.Yield();
+  if (parts->stopped) co_return;
+  Skip([&] { window.RefreshDownList(); });
+  parts->started = true;
+  for (std::string& url : std::exchange(parts->earlyUrls, {})) {
+    platform.tasks.Spawn(AddDownload(&program, std::move(url), false, 0, parts));
+  }
+  if (parts->earlyResume) window.resumeall();
+}
+
+App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
+  Parts* const parts = parts_.get();
+  Program& program = parts->program;
+  program.newTransferWindow = [&program] { return std::make_shared<TransferWindow>(program); };
+  program.saveAndQuit = [parts] { parts->Stop(); };
+  program.languageWindows = [parts] {
+    MainWindow& window = parts->Main();
+    return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.wantDown, window.form1};
+  };
+}
+
+App::~App() = default;
+
+void App::Start() { parts_->program.platform.tasks.Spawn(Parts::Start(parts_.get())); }
+
+// Many calls with a bad URL leave one message behind, not one each.
+void App::MenuURL(std::string url, std::string, std::string) {
+  if (parts_->stopped) return;
+  if (!parts_->started) {
+    parts_->earlyUrls.push_back(std::move(url));
+    return;
+  }
+  Program& program = parts_->program;
+  program.platform.tasks.Spawn(AddDownload(&program, std::move(url), false, 0, parts_.get()));
+}
+
+void App::LeechURL(std::string, std::string) {}
+
+void App::ResumeAll() {
+  if (parts_->stopped) return;
+  if (parts_->started) {
+    parts_->Main().resumeall();
+  } else {
+    parts_->earlyResume = true;
+  }
+}
+
+void App::ShowMainWindow() {
+  if (parts_->stopped) return;
+  MainWindow& window = parts_->Main();
+  if (!window.Loaded()) return;  // the start sequence is about to show it
+  window.Show();
+  window.Raise();
+}
+
+void App::SaveAndQuit() { parts_->Stop(); }
+
+std::vector<DownloadInfo> App::List() const {
+  Program& program = parts_->program;
+  std::vector<DownloadInfo> list;
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    const DownloadRecord& record = program.Download(i);
+    if (!record.InUse) continue;
+    DownloadInfo info;
+    info.index = static_cast<std::int16_t>(i);
+    info.name = record.FileName;
+    info.url = record.URL;
+    info.state = StateWord(record);
+    info.received = record.Received;
+    info.size = record.FileSize;
+    info.percent = static_cast<double>(record.Percent);
+    if (record.Finished) info.savedPath = record.SavePath;
+    list.push_back(std::move(info));
+  }
+  return list;
+}
+
+Program& App::program() { return parts_->program; }
+MainWindow& App::mainWindow() { return parts_->Main(); }
+
+}  // namespace pellora

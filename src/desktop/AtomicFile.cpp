@@ -1,0 +1,103 @@
+#include "desktop/AtomicFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+
+#include "desktop/FileFailure.h"
+#include "desktop/PosixFiles.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr std::uint64_t kLargest = 16 * 1024 * 1024;
+
+std::string FolderOf(const std::string& path) {
+  const std::string::size_type slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+void CreateFolders(const std::string& folder) {
+  for (std::string::size_type end = folder.find('/', 1);; end = folder.find('/', end + 1)) {
+    const std::string part = folder.substr(0, end);
+    if (mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) throw FileFailure(part, errno);
+    if (end == std::string::npos) return;
+  }
+}
+
+std::string ResolveLinks(const std::string& path) {
+  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
+  return real ? std::string(real.get()) : path;
+}
+
+// A file beside its target that is gone again unless it took the target's name.
+class Draft {
+ public:
+  explicit Draft(const std::string& target) : name_(target + ".XXXXXX") {
+    fd_ = mkostemp(name_.data(), O_CLOEXEC);
+    if (fd_ < 0) throw FileFailure(target, errno);
+  }
+  ~Draft() {
+    if (fd_ >= 0) close(fd_);
+    if (!name_.empty()) unlink(name_.c_str());
+  }
+  Draft(const Draft&) = delete;
+  Draft& operator=(const Draft&) = delete;
+
+  void Write(std::string_view content) {
+    while (!content.empty()) {
+      const ssize_t count = write(fd_, content.data(), content.size());
+      if (count < 0 && errno == EINTR) continue;
+      if (count <= 0) throw FileFailure(name_, errno);
+      content.remove_prefix(static_cast<std::size_t>(count));
+    }
+  }
+  void Publish(const std::string& target, mode_t mode) {
+    if (fchmod(fd_, mode) != 0 || fsync(fd_) != 0) throw FileFailure(name_, errno);
+    if (rename(name_.c_str(), target.c_str()) != 0) throw FileFailure(target, errno);
+    name_.clear();
+  }
+
+ private:
+  std::string name_;
+  int fd_ = -1;
+};
+
+void FlushFolder(const std::string& folder) {
+  const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  fsync(fd);  // some file systems cannot; the rename stands all the same
+  close(fd);
+}
+
+}  // namespace
+
+std::optional<std::string> ReadSmallFile(const std::string& path) {
+  PosixFiles files;
+  if (!files.Exists(path)) return std::nullopt;
+  return ReadWholeFile(files, path, kLargest);
+}
+
+void ReplaceFile(const std::string& path, std::string_view content, unsigned mode) {
+  CreateFolders(FolderOf(path));
+  const std::string target = ResolveLinks(path);
+  struct stat status {};
+  const mode_t rights = stat(target.c_str(), &status) == 0 ? status.st_mode & 07777 : static_cast<mode_t>(mode);
+  Draft draft(target);
+  draft.Write(content);
+  draft.Publish(target, rights);
+  FlushFolder(FolderOf(target));
+}
+
+void UpdateFile(const std::string& path, std::string_view content, unsigned mode) {
+  if (ReadSmallFile(path) == content) return;
+  ReplaceFile(path, content, mode);
+}
+
+}  // namespace pellora

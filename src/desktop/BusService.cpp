@@ -1,0 +1,89 @@
+#include "desktop/BusService.h"
+
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <utility>
+
+#include "platform/EventLoop.h"
+
+namespace pellora {
+
+namespace {
+
+// A desktop that guards the focus lets a window forward only with the token of the click.
+void TakeActivationToken(const QVariantMap& platformData) {
+  const QString token = platformData.value("activation-token").toString();
+  if (!token.isEmpty()) qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+}
+
+}  // namespace
+
+BusService::BusService(EventLoop& events, BusDoor door) : events_(events), door_(std::move(door)) {
+  RegisterBusTypes();
+  new AutomationAdaptor(this);  // children, as adaptors must be
+  new DownloadsAdaptor(this);
+  new ApplicationAdaptor(this);
+}
+
+bool BusService::Register(QDBusConnection bus) {
+  if (!bus.isConnected()) return false;
+  // The object first: a call that started the program arrives as soon as the name is there.
+  if (!bus.registerObject(kBusPath, this, QDBusConnection::ExportAdaptors)) return false;
+  const auto reply = bus.interface()->registerService(kBusName, QDBusConnectionInterface::DontQueueService,
+                                                      QDBusConnectionInterface::DontAllowReplacement);
+  return reply.isValid() && reply.value() == QDBusConnectionInterface::ServiceRegistered;
+}
+
+void BusService::MenuURL(const QString& url, const QString& refURL, const QString& cookie) {
+  events_.Post([call = door_.menuUrl, u = url.toStdString(), r = refURL.toStdString(), c = cookie.toStdString()] {
+    call(u, r, c);
+  });
+}
+
+void BusService::LeechURL(const QString& url, const QString& refURL) {
+  events_.Post([call = door_.leechUrl, u = url.toStdString(), r = refURL.toStdString()] { call(u, r); });
+}
+
+void BusService::Show() { events_.Post(door_.show); }
+
+void BusService::ResumeAll() { events_.Post(door_.resumeAll); }
+
+void AutomationAdaptor::MenuURL(const QString& URL, const QString& refURL, const QString& cookie) {
+  service_->MenuURL(URL, refURL, cookie);
+}
+
+void AutomationAdaptor::LeechURL(const QString& URL, const QString& refURL) { service_->LeechURL(URL, refURL); }
+
+QList<DownloadRow> DownloadsAdaptor::List() const { return service_->List(); }
+
+void ApplicationAdaptor::Activate(const QVariantMap& platform_data) {
+  TakeActivationToken(platform_data);
+  service_->Show();
+}
+
+void ApplicationAdaptor::Open(const QStringList& uris, const QVariantMap& platform_data) {
+  TakeActivationToken(platform_data);
+  for (const QString& uri : uris) service_->MenuURL(uri, {}, {});
+}
+
+void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVariantList&, const QVariantMap&) {
+  if (action_name == kResumeAllAction) service_->ResumeAll();
+}
+
+BusEnd::BusEnd(QDBusConnection bus, std::function<void()> ended) : ended_(std::move(ended)) {
+  bus.connect({}, "/org/freedesktop/DBus/Local", "org.freedesktop.DBus.Local", "Disconnected", this,
+              SLOT(Disconnected()));
+}
+
+bool RaiseRunningCopy(QDBusConnection bus) {
+  if (!bus.isConnected()) return false;
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kApplicationInterface, "Activate");
+  call.setAutoStartService(false);
+  QVariantMap platformData;
+  const QByteArray token = qgetenv("XDG_ACTIVATION_TOKEN");
+  if (!token.isEmpty()) platformData["activation-token"] = QString::fromUtf8(token);
+  call << platformData;
+  return bus.call(call, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
+}
+
+}  // namespace pellora

@@ -1,0 +1,41 @@
+// BusTypes: names and types of the program on the session bus, shared with its command-line companion.
+#pragma once
+
+#include <QDBusArgument>
+#include <QList>
+#include <QMetaType>
+#include <QString>
+
+namespace pellora {
+
+inline constexpr const char* kBusName = "PelloraProject.Pellora";
+inline constexpr const char* kBusPath = "/PelloraProject/Pellora";
+inline constexpr const char* kAutomationInterface = "PelloraProject.Pellora";
+inline constexpr const char* kDownloadsInterface = "PelloraProject.Downloads";
+inline constexpr const char* kApplicationInterface = "org.freedesktop.Application";
+
+// The action of the application interface that starts every waiting download.
+inline constexpr const char* kResumeAllAction = "resume-all";
+
+// One listed record, (isssiids) on the bus.
+struct DownloadRow {
+  int index = 0;
+  QString name;
+  QString url;
+  QString state;     // "finished", "active", "scheduled", "failed", "queued", "paused" or "waiting"
+  int received = 0;  // bytes
+  int size = 0;      // bytes; 0 if unknown
+  double percent = 0;
+  QString savedPath;  // empty until finished
+};
+
+QDBusArgument& operator<<(QDBusArgument& argument, const DownloadRow& row);
+const QDBusArgument& operator>>(const QDBusArgument& argument, DownloadRow& row);
+
+// Once in a process, before a list of rows is sent or read.
+void RegisterBusTypes();
+
+}  // namespace pellora
+
+Q_DECLARE_METATYPE(pellora::DownloadRow)
+Q_DECLARE_METATYPE(QList<pellora::DownloadRow>)

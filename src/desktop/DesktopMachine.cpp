@@ -1,0 +1,38 @@
+#include "desktop/DesktopMachine.h"
+
+#include <limits.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QStandardPaths>
+#include <array>
+
+#include "platform/Network.h"
+
+namespace pellora {
+
+std::string DesktopMachine::ProgramFolder() const {
+  std::array<char, PATH_MAX> path{};
+  const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
+  if (length <= 0) return QFile::encodeName(QCoreApplication::applicationDirPath()).toStdString();
+  const std::string program(path.data(), static_cast<std::size_t>(length));
+  return program.substr(0, program.rfind('/'));
+}
+
+std::string DesktopMachine::DocumentsFolder() const {
+  const QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+  std::string path = QFile::encodeName(folder).toStdString();
+  while (!path.empty() && path.back() == '/') path.pop_back();
+  return path;
+}
+
+bool DesktopMachine::ConnectionUp() const { return network_.HasConnection(); }
+
+void DesktopMachine::End(int code) {
+  if (ended_) return;
+  ended_ = true;
+  QCoreApplication::exit(code);
+}
+
+}  // namespace pellora

@@ -1,0 +1,22 @@
+// DesktopShell: files, folders and addresses go to the desktop's opener. What was downloaded is never
+// executed: for a program, a script or a launcher its folder is opened instead.
+#pragma once
+
+#include "platform/Desktop.h"
+
+namespace pellora {
+
+class DesktopShell final : public Shell {
+ public:
+  // `opener` is looked up in PATH.
+  explicit DesktopShell(std::string opener = "xdg-open") : opener_(std::move(opener)) {}
+
+  void OpenPath(const std::string& path, const std::string& workingFolder) override;
+  void OpenUrl(const std::string& url) override;
+  void Start(const std::string& program, const std::vector<std::string>& arguments) override;
+
+ private:
+  std::string opener_;
+};
+
+}  // namespace pellora

@@ -1,0 +1,33 @@
+#include "desktop/DisplayText.h"
+
+#include <QStringDecoder>
+#include <array>
+
+namespace pellora {
+
+namespace {
+
+// Windows-1252 from 0x80 to 0x9F; its five unused places keep their number.
+constexpr std::array<char16_t, 32> kUpperControls{0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                                  0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+                                                  0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                                  0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+
+}  // namespace
+
+QString DisplayText(std::string_view bytes) {
+  const QByteArrayView view(bytes.data(), static_cast<qsizetype>(bytes.size()));
+  QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::Stateless);
+  QString text = decoder.decode(view);
+  if (decoder.hasError()) {
+    text.clear();
+    for (const char c : bytes) {
+      const auto byte = static_cast<unsigned char>(c);
+      text += QChar(byte >= 0x80 && byte < 0xA0 ? kUpperControls[byte - 0x80u] : char16_t{byte});
+    }
+  }
+  text.replace(QChar(0), QChar(QChar::ReplacementCharacter));
+  return text;
+}
+
+}  // namespace pellora

@@ -1,0 +1,59 @@
+#include "desktop/EndSignals.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+
+namespace pellora {
+
+namespace {
+
+constexpr std::array kSignals{SIGTERM, SIGINT, SIGHUP};
+
+volatile std::sig_atomic_t writeEnd = -1;
+
+extern "C" void NoteSignal(int) {
+  const int before = errno;
+  const char byte = 1;
+  if (write(writeEnd, &byte, 1) < 0) {
+    // The pipe is full of the same news.
+  }
+  errno = before;
+}
+
+void Handle(void (*handler)(int)) {
+  struct sigaction action {};
+  action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
+  sigemptyset(&action.sa_mask);
+  for (const int number : kSignals) sigaction(number, &action, nullptr);
+}
+
+}  // namespace
+
+EndSignals::EndSignals(std::function<void()> ended) {
+  if (pipe2(ends_, O_CLOEXEC | O_NONBLOCK) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  notifier_ = std::make_unique<QSocketNotifier>(ends_[0], QSocketNotifier::Read);
+  QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this, ended = std::move(ended)] {
+    std::array<char, 64> bytes{};
+    while (read(ends_[0], bytes.data(), bytes.size()) > 0) {
+    }
+    ended();
+  });
+  writeEnd = ends_[1];
+  Handle(NoteSignal);
+}
+
+EndSignals::~EndSignals() {
+  Handle(SIG_DFL);
+  writeEnd = -1;
+  notifier_.reset();
+  close(ends_[0]);
+  close(ends_[1]);
+}
+
+}  // namespace pellora

@@ -1,0 +1,23 @@
+// EndSignals: SIGTERM, SIGINT and SIGHUP as an event of the loop.
+#pragma once
+
+#include <QSocketNotifier>
+#include <functional>
+#include <memory>
+
+namespace pellora {
+
+class EndSignals {
+ public:
+  // `ended` is called from the event loop. One object at a time in a process.
+  explicit EndSignals(std::function<void()> ended);
+  ~EndSignals();
+  EndSignals(const EndSignals&) = delete;
+  EndSignals& operator=(const EndSignals&) = delete;
+
+ private:
+  int ends_[2];
+  std::unique_ptr<QSocketNotifier> notifier_;
+};
+
+}  // namespace pellora

@@ -1,0 +1,32 @@
+// IniSettings: the settings store as text files, <folder>/<application>.ini, section [Options], Key=text.
+//
+// A text is taken whole from behind the first "=" to the end of its line, blanks around it dropped, so that a
+// list written by hand with bare commas stays one text. Texts that would not survive that stand in double
+// quotes with \\ \" \n \r as in C. Lines that are not understood stay as they are. The last of several
+// lines of one key holds.
+#pragma once
+
+#include <string>
+
+#include "platform/Desktop.h"
+
+namespace pellora {
+
+class IniSettings final : public SettingsStore {
+ public:
+  // `folder` need not exist yet.
+  explicit IniSettings(std::string folder) : folder_(std::move(folder)) {}
+
+  // $XDG_CONFIG_HOME/pellora, or the same under ~/.config.
+  static std::string DefaultFolder();
+
+  std::optional<std::string> Get(const std::string& application, const std::string& key) const override;
+  void Set(const std::string& application, const std::string& key, const std::string& value) override;
+
+ private:
+  std::string PathOf(const std::string& application) const;
+
+  std::string folder_;
+};
+
+}  // namespace pellora

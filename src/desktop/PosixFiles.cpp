@@ -1,0 +1,189 @@
+#include "desktop/PosixFiles.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+
+#include "desktop/FileFailure.h"
+
+namespace pellora {
+
+namespace {
+
+// A NUL would silently name another file.
+void CheckPath(const std::string& path) {
+  if (path.empty() || path.find('\0') != std::string::npos) throw FileFailure(path, EINVAL);
+}
+
+struct stat StatusOf(const std::string& path) {
+  CheckPath(path);
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) throw FileFailure(path, errno);
+  return status;
+}
+
+void RefuseIrregular(const std::string& path, mode_t mode) {
+  if (S_ISREG(mode)) return;
+  if (S_ISDIR(mode)) throw FileFailure(path, EISDIR);
+  throw Failure(FailureNumber::File, path + ": not a regular file");
+}
+
+off_t Position(const std::string& path, std::uint64_t offset, std::uint64_t length) {
+  constexpr std::uint64_t kMost = std::numeric_limits<off_t>::max();
+  if (offset > kMost || length > kMost - offset) throw FileFailure(path, EFBIG);
+  return static_cast<off_t>(offset);
+}
+
+class PosixFile final : public File {
+ public:
+  PosixFile(std::string path, int fd) : path_(std::move(path)), fd_(fd) {}
+  ~PosixFile() override { close(fd_); }
+  PosixFile(const PosixFile&) = delete;
+  PosixFile& operator=(const PosixFile&) = delete;
+
+  void WriteAt(std::uint64_t offset, std::string_view bytes) override {
+    off_t at = Position(path_, offset, bytes.size());
+    while (!bytes.empty()) {
+      const ssize_t count = pwrite(fd_, bytes.data(), bytes.size(), at);
+      if (count < 0) {
+        if (errno == EINTR) continue;
+        throw FileFailure(path_, errno);
+      }
+      if (count == 0) throw FileFailure(path_, EIO);
+      at += count;
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+  }
+
+  std::size_t ReadAt(std::uint64_t offset, std::span<char> buffer) override {
+    const off_t start = Position(path_, offset, buffer.size());
+    std::size_t total = 0;
+    while (total < buffer.size()) {
+      const ssize_t count = pread(fd_, buffer.data() + total, buffer.size() - total, start + static_cast<off_t>(total));
+      if (count < 0) {
+        if (errno == EINTR) continue;
+        throw FileFailure(path_, errno);
+      }
+      if (count == 0) break;
+      total += static_cast<std::size_t>(count);
+    }
+    return total;
+  }
+
+  std::uint64_t Length() override { return static_cast<std::uint64_t>(Status().st_size); }
+
+  void Reserve(std::uint64_t size) override {
+    if (size == 0) return;
+    const off_t end = Position(path_, 0, size);
+    int result = 0;
+    do {
+      // The visible length stays: a reader must not take reserved space for content.
+      result = fallocate(fd_, FALLOC_FL_KEEP_SIZE, 0, end);
+    } while (result != 0 && errno == EINTR);
+    if (result == 0) return;
+    // Some file systems say EINVAL where they know no reserving behind the end.
+    if (errno != EOPNOTSUPP && errno != ENOSYS && errno != EINVAL) throw FileFailure(path_, errno);
+    ReserveByCounting(size);
+  }
+
+ private:
+  struct stat Status() const {
+    struct stat status {};
+    if (fstat(fd_, &status) != 0) throw FileFailure(path_, errno);
+    return status;
+  }
+
+  // File systems that cannot reserve: at least the free space must do at this moment.
+  void ReserveByCounting(std::uint64_t size) const {
+    const std::uint64_t have = static_cast<std::uint64_t>(Status().st_blocks) * 512;
+    struct statvfs space {};
+    if (fstatvfs(fd_, &space) != 0) throw FileFailure(path_, errno);
+    if (size > have && size - have > std::uint64_t{space.f_bavail} * space.f_frsize) throw FileFailure(path_, ENOSPC);
+  }
+
+  std::string path_;
+  int fd_;
+};
+
+std::unique_ptr<File> OpenRegular(const std::string& path, int flags) {
+  int fd = -1;
+  do {
+    // A pipe that takes the place of the file just now must not block.
+    fd = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) throw FileFailure(path, errno);
+  auto file = std::make_unique<PosixFile>(path, fd);
+  struct stat status {};
+  if (fstat(fd, &status) != 0) throw FileFailure(path, errno);
+  RefuseIrregular(path, status.st_mode);
+  return file;
+}
+
+}  // namespace
+
+std::unique_ptr<File> PosixFiles::Open(const std::string& path) {
+  CheckPath(path);
+  // Looked at first, since opening some devices has effects.
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0) RefuseIrregular(path, status.st_mode);
+  return OpenRegular(path, O_RDWR | O_CREAT);
+}
+
+std::unique_ptr<File> PosixFiles::OpenForReading(const std::string& path) {
+  RefuseIrregular(path, StatusOf(path).st_mode);
+  return OpenRegular(path, O_RDONLY);
+}
+
+void PosixFiles::Delete(const std::string& path) {
+  CheckPath(path);
+  if (unlink(path.c_str()) != 0) throw FileFailure(path, errno);
+}
+
+void PosixFiles::CreateFolder(const std::string& path) {
+  CheckPath(path);
+  std::string::size_type end = path.find('/', 1);
+  for (;; end = path.find('/', end + 1)) {
+    const std::string part = path.substr(0, end);
+    struct stat status {};
+    if (stat(part.c_str(), &status) == 0) {
+      if (!S_ISDIR(status.st_mode)) throw FileFailure(part, ENOTDIR);
+    } else if (mkdir(part.c_str(), 0777) != 0 && errno != EEXIST) {
+      throw FileFailure(part, errno);
+    }
+    if (end == std::string::npos) return;
+  }
+}
+
+bool PosixFiles::Exists(const std::string& path) const {
+  struct stat status {};
+  return path.find('\0') == std::string::npos && stat(path.c_str(), &status) == 0;
+}
+
+std::uint64_t PosixFiles::LengthOf(const std::string& path) const {
+  const struct stat status = StatusOf(path);
+  RefuseIrregular(path, status.st_mode);
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+std::vector<std::string> PosixFiles::FilesIn(const std::string& folder) const {
+  std::vector<std::string> names;
+  DIR* const opened = opendir(folder.c_str());
+  if (opened == nullptr) return names;
+  while (const dirent* entry = readdir(opened)) {
+    struct stat status {};
+    if (fstatat(dirfd(opened), entry->d_name, &status, 0) == 0 && S_ISREG(status.st_mode)) {
+      names.emplace_back(entry->d_name);
+    }
+  }
+  closedir(opened);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace pellora

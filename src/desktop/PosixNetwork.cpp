@@ -1,0 +1,275 @@
+#include "desktop/PosixNetwork.h"
+
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QSocketNotifier>
+#include <cerrno>
+#include <cstring>
+
+#include "platform/EventGate.h"
+#include "platform/EventLoop.h"
+
+namespace pellora {
+
+namespace {
+
+void SetPort(Address& address, std::int32_t port) {
+  const in_port_t wire = htons(static_cast<std::uint16_t>(port));
+  if (address.storage.ss_family == AF_INET6) {
+    reinterpret_cast<sockaddr_in6*>(&address.storage)->sin6_port = wire;
+  } else {
+    reinterpret_cast<sockaddr_in*>(&address.storage)->sin_port = wire;
+  }
+}
+
+}  // namespace
+
+// The socket behind one Handle. Every callback holds a reference while it runs, so that the Handle may go
+// in its own event.
+class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
+ public:
+  Link(PosixNetwork& network, ConnectionEvents& events) : network_(network), events_(&events) {}
+  ~Link() { Close(); }
+  Link(const Link&) = delete;
+  Link& operator=(const Link&) = delete;
+
+  void Start(const std::string& host, std::int32_t port) {
+    if (host.empty() || host.find('\0') != std::string::npos) return FailLater("no such host: \"" + host + "\"");
+    if (port < 1 || port > 65535) return FailLater("no such port: " + std::to_string(port));
+    network_.resolver_.Resolve(host, [weak = weak_from_this(), port](const auto& addresses, const auto& error) {
+      const auto self = weak.lock();
+      if (!self || self->events_ == nullptr) return;
+      self->reason_ = error;
+      self->addresses_ = addresses;
+      for (Address& address : self->addresses_) SetPort(address, port);
+      self->TryNext();
+    });
+  }
+
+  void Send(std::string_view bytes) {
+    if (gone_ || events_ == nullptr) return;
+    if (connected_ && outgoing_.empty()) bytes.remove_prefix(SendNow(bytes));
+    if (bytes.empty() || gone_) return;
+    outgoing_.append(bytes);
+    if (connected_) WatchWrites();
+  }
+
+  void Close() {
+    events_ = nullptr;
+    CloseSocket();
+    outgoing_.clear();
+  }
+
+  void SetReading(bool reading) {
+    reading_ = reading;
+    if (readable_) readable_->setEnabled(reading);
+  }
+
+ private:
+  // A notifier may be the one whose signal is being delivered, so it is only silenced here.
+  struct Retire {
+    void operator()(QSocketNotifier* notifier) const {
+      notifier->setEnabled(false);
+      notifier->deleteLater();
+    }
+  };
+  using Notifier = std::unique_ptr<QSocketNotifier, Retire>;
+
+  Notifier Watch(QSocketNotifier::Type type, void (Link::*handler)()) {
+    Notifier notifier(new QSocketNotifier(fd_, type));
+    QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(), [weak = weak_from_this(), handler] {
+      if (const auto self = weak.lock()) (self.get()->*handler)();
+    });
+    return notifier;
+  }
+
+  void CloseSocket() {
+    readable_.reset();  // out of the poll set before its number can be given to another socket
+    writable_.reset();
+    patience_.reset();
+    if (fd_ >= 0) close(fd_);
+    fd_ = -1;
+  }
+
+  void FailLater(const std::string& reason) {
+    network_.events_.Post([weak = weak_from_this(), reason] {
+      const auto self = weak.lock();
+      if (self && self->events_ != nullptr) self->events_->ConnectionFailed(reason);
+    });
+  }
+
+  void Fail() {
+    CloseSocket();
+    gone_ = true;
+    ConnectionEvents* const events = events_;
+    network_.gate_.Deliver([&] { events->ConnectionFailed(reason_); });
+  }
+
+  void TryNext() {
+    const auto hold = shared_from_this();
+    while (next_ < addresses_.size()) {
+      CloseSocket();
+      if (Begin(addresses_[next_++])) return;
+    }
+    Fail();
+  }
+
+  // Starts the attempt at one address; False if it failed at once.
+  bool Begin(const Address& address) {
+    fd_ = socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd_ < 0) return Note(errno);
+    const int on = 1;
+    setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    int result = 0;
+    do {
+      result = connect(fd_, reinterpret_cast<const sockaddr*>(&address.storage), address.length);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0 && errno != EINPROGRESS && errno != EALREADY) return Note(errno);
+    writable_ = Watch(QSocketNotifier::Write, &Link::ConnectEnded);
+    if (next_ < addresses_.size()) {
+      patience_ = network_.events_.NewAlarm([weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (!self || self->events_ == nullptr || self->connected_) return;
+        self->reason_ = "the address does not answer";
+        self->TryNext();
+      });
+      patience_->Start(kPatienceMilliseconds, false);
+    }
+    return true;
+  }
+
+  bool Note(int error) {
+    reason_ = std::strerror(error);
+    return false;
+  }
+
+  void ConnectEnded() {
+    const auto hold = shared_from_this();
+    int error = 0;
+    socklen_t size = sizeof error;
+    if (getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &size) != 0) error = errno;
+    if (error != 0) {
+      Note(error);
+      return TryNext();
+    }
+    writable_.reset();
+    patience_.reset();
+    connected_ = true;
+    ConnectionEvents* const events = events_;
+    network_.gate_.Deliver([&] { events->Connected(); });
+    if (events_ == nullptr) return;  // closed in its own event
+    if (!outgoing_.empty() && !gone_) WatchWrites();
+    readable_ = Watch(QSocketNotifier::Read, &Link::Readable);
+    readable_->setEnabled(reading_);
+  }
+
+  void Readable() {
+    const auto hold = shared_from_this();
+    std::vector<char>& buffer = network_.buffer_;
+    ssize_t count = 0;
+    do {
+      count = recv(fd_, buffer.data(), buffer.size(), 0);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
+    ConnectionEvents* const events = events_;
+    if (count > 0) {
+      const std::string_view block(buffer.data(), static_cast<std::size_t>(count));
+      network_.gate_.Deliver([&] { events->DataArrived(block); });
+      return;
+    }
+    // The end of the stream, or an error, which would be ready for ever.
+    readable_.reset();
+    if (count < 0) LoseOutgoing();
+    network_.gate_.Deliver([&] { events->PeerClosed(); });
+  }
+
+  void Writable() {
+    const std::size_t sent = SendNow(outgoing_);
+    outgoing_.erase(0, sent);
+    if (outgoing_.empty()) writable_.reset();
+  }
+
+  void WatchWrites() {
+    if (!writable_) writable_ = Watch(QSocketNotifier::Write, &Link::Writable);
+  }
+
+  // How many bytes the kernel took. A peer that is gone takes none, now and later.
+  std::size_t SendNow(std::string_view bytes) {
+    std::size_t sent = 0;
+    while (sent < bytes.size()) {
+      const ssize_t count = send(fd_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+      if (count >= 0) {
+        sent += static_cast<std::size_t>(count);
+      } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+        break;
+      } else if (errno != EINTR) {
+        LoseOutgoing();
+        return 0;
+      }
+    }
+    return sent;
+  }
+
+  void LoseOutgoing() {
+    gone_ = true;
+    outgoing_.clear();
+    writable_.reset();
+  }
+
+  PosixNetwork& network_;
+  ConnectionEvents* events_;  // null once closed
+  std::vector<Address> addresses_;
+  std::size_t next_ = 0;
+  std::string reason_;
+  int fd_ = -1;
+  Notifier readable_;
+  Notifier writable_;
+  std::unique_ptr<Alarm> patience_;
+  std::string outgoing_;
+  bool reading_ = true;
+  bool connected_ = false;
+  bool gone_ = false;  // nothing can be sent any more
+};
+
+class PosixNetwork::Handle final : public Connection {
+ public:
+  explicit Handle(std::shared_ptr<Link> link) : link_(std::move(link)) {}
+  ~Handle() override { link_->Close(); }
+  void Send(std::string_view bytes) override { link_->Send(bytes); }
+  void Close() override { link_->Close(); }
+  void SetReading(bool reading) override { link_->SetReading(reading); }
+
+ private:
+  std::shared_ptr<Link> link_;
+};
+
+PosixNetwork::PosixNetwork(EventGate& gate, EventLoop& events) : gate_(gate), events_(events), buffer_(kReceiveBytes) {}
+
+PosixNetwork::~PosixNetwork() = default;
+
+std::unique_ptr<Connection> PosixNetwork::Connect(const std::string& host, std::int32_t port,
+                                                  ConnectionEvents& events) {
+  auto link = std::make_shared<Link>(*this, events);
+  link->Start(host, port);
+  return std::make_unique<Handle>(std::move(link));
+}
+
+bool PosixNetwork::HasConnection() const {
+  ifaddrs* first = nullptr;
+  if (getifaddrs(&first) != 0) return false;
+  bool found = false;
+  for (const ifaddrs* at = first; at != nullptr && !found; at = at->ifa_next) {
+    const bool up = (at->ifa_flags & IFF_UP) != 0 && (at->ifa_flags & IFF_LOOPBACK) == 0;
+    const int family = at->ifa_addr != nullptr ? at->ifa_addr->sa_family : AF_UNSPEC;
+    found = up && (family == AF_INET || family == AF_INET6);
+  }
+  freeifaddrs(first);
+  return found;
+}
+
+}  // namespace pellora

@@ -1,0 +1,23 @@
+// QtClipboard: the desktop's clipboard. It is asked only after it said that it changed, since asking an
+// owner that does not answer takes long.
+#pragma once
+
+#include <QObject>
+
+#include "platform/Desktop.h"
+
+namespace pellora {
+
+class QtClipboard final : public QObject, public Clipboard {
+ public:
+  static constexpr qsizetype kMostBytes = 64 * 1024;
+
+  QtClipboard();
+  std::optional<std::string> Text() const override;
+
+ private:
+  mutable bool changed_ = true;
+  mutable std::optional<std::string> text_;
+};
+
+}  // namespace pellora

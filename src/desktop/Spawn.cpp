@@ -1,0 +1,83 @@
+#include "desktop/Spawn.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "desktop/FileFailure.h"
+
+namespace pellora {
+
+namespace {
+
+rlimit formerLimit{};
+bool limitRaised = false;
+
+// Runs between fork and exec: only calls that are safe there.
+[[noreturn]] void BecomeProgram(char* const* argv, const char* folder, int report) {
+  setsid();
+  if (limitRaised) setrlimit(RLIMIT_NOFILE, &formerLimit);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+  if (folder[0] == '\0' || chdir(folder) == 0) execvp(argv[0], argv);
+  const int error = errno;
+  const ssize_t told = write(report, &error, sizeof error);
+  _exit(told > 0 ? 127 : 126);
+}
+
+}  // namespace
+
+void SpawnDetached(const std::string& program, const std::vector<std::string>& arguments,
+                   const std::string& workingFolder) {
+  std::vector<std::string> texts{program};
+  texts.insert(texts.end(), arguments.begin(), arguments.end());
+  std::vector<char*> argv;
+  for (std::string& text : texts) {
+    if (text.find('\0') != std::string::npos) throw FileFailure(program, EINVAL);
+    argv.push_back(text.data());
+  }
+  argv.push_back(nullptr);
+
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) throw FileFailure(program, errno);
+  const pid_t child = fork();
+  if (child == 0) {
+    // The middle process ends at once, so that the program's parent is the system.
+    const pid_t grandchild = fork();
+    if (grandchild == 0) BecomeProgram(argv.data(), workingFolder.c_str(), ends[1]);
+    const int error = errno;
+    if (grandchild < 0 && write(ends[1], &error, sizeof error) < 0) _exit(126);
+    _exit(0);
+  }
+  const int forkError = errno;
+  close(ends[1]);
+  int error = child < 0 ? forkError : 0;
+  if (child > 0) {
+    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    // Closed by exec: nothing to read means that the program runs.
+    int told = 0;
+    ssize_t count = 0;
+    do {
+      count = read(ends[0], &told, sizeof told);
+    } while (count < 0 && errno == EINTR);
+    if (count == static_cast<ssize_t>(sizeof told)) error = told;
+  }
+  close(ends[0]);
+  if (error != 0) throw FileFailure(program, error);
+}
+
+void RaiseOpenFileLimit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= limit.rlim_max) return;
+  formerLimit = limit;
+  limit.rlim_cur = limit.rlim_max;
+  limitRaised = setrlimit(RLIMIT_NOFILE, &limit) == 0;
+}
+
+}  // namespace pellora

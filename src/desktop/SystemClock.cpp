@@ -1,0 +1,45 @@
+#include "desktop/SystemClock.h"
+
+#include <ctime>
+
+namespace pellora {
+
+namespace {
+
+struct LocalTime {
+  std::tm parts{};
+  double fraction = 0;  // of the second
+};
+
+LocalTime ReadLocalTime() {
+  std::timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  LocalTime local;
+  tzset();  // a traveller's time zone changes while the program runs
+  localtime_r(&now.tv_sec, &local.parts);
+  local.fraction = static_cast<double>(now.tv_nsec) / 1e9;
+  return local;
+}
+
+}  // namespace
+
+std::uint32_t SystemClock::TickCount() const {
+  std::timespec now{};
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  return static_cast<std::uint32_t>(static_cast<std::uint64_t>(now.tv_sec) * 1000 +
+                                    static_cast<std::uint64_t>(now.tv_nsec) / 1000000);
+}
+
+double SystemClock::SecondsSinceMidnight() const {
+  const LocalTime local = ReadLocalTime();
+  return local.parts.tm_hour * 3600 + local.parts.tm_min * 60 + local.parts.tm_sec + local.fraction;
+}
+
+double SystemClock::Now() const {
+  constexpr double kDaysTo1970 = 25569;  // 30 December 1899 to 1 January 1970
+  LocalTime local = ReadLocalTime();
+  const std::time_t seconds = timegm(&local.parts);  // the local reading, taken as if it were UTC
+  return kDaysTo1970 + (static_cast<double>(seconds) + local.fraction) / 86400;
+}
+
+}  // namespace pellora

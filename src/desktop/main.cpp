@@ -1,0 +1,155 @@
+// The program on the desktop: builds the ports, the App over them, and runs the event loop.
+#include <QApplication>
+#include <QDBusConnection>
+#include <QSessionManager>
+#include <QStandardPaths>
+#include <cstdio>
+#include <memory>
+#include <utility>
+
+#include "app/App.h"
+#include "desktop/BusService.h"
+#include "desktop/DesktopMachine.h"
+#include "desktop/DesktopShell.h"
+#include "desktop/DisplayText.h"
+#include "desktop/EndSignals.h"
+#include "desktop/IniSettings.h"
+#include "desktop/LocaleFormats.h"
+#include "desktop/PosixFiles.h"
+#include "desktop/PosixNetwork.h"
+#include "desktop/ProgramIcon.h"
+#include "desktop/QtClipboard.h"
+#include "desktop/QtEventLoop.h"
+#include "desktop/QtTray.h"
+#include "desktop/Registration.h"
+#include "desktop/SingleInstance.h"
+#include "desktop/Spawn.h"
+#include "desktop/SystemClock.h"
+#include "desktop/views/QtDialogs.h"
+#include "desktop/views/QtWindowSystem.h"
+#include "platform/EventGate.h"
+#include "platform/Platform.h"
+#include "platform/TaskLoop.h"
+
+namespace pellora {
+namespace {
+
+constexpr int kTextOpen = 700;
+constexpr int kTextExit = 703;
+
+// The ports of the desktop, in the order of their needs.
+struct Desktop {
+  EventGate gate;
+  QtEventLoop events{gate};
+  SystemClock clock;
+  PosixNetwork network{gate, events};
+  PosixFiles files;
+  IniSettings settings{IniSettings::DefaultFolder()};
+  QtClipboard clipboard;
+  QtDialogs dialogs{gate};
+  DesktopShell shell;
+  DesktopMachine machine{network};
+  LocaleFormats locale;
+  QtTray tray;
+  QtWindowSystem windows{gate};
+  TaskLoop tasks{gate, events};
+  Platform platform{gate,      events,  tasks, clock,   network, files, settings,
+                    clipboard, dialogs, shell, machine, locale,  tray,  windows};
+};
+
+bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }
+
+std::unique_ptr<SingleInstance> TakeLock() {
+  std::unique_ptr<SingleInstance> lock;
+  Skip([&] { lock = std::make_unique<SingleInstance>(SingleInstance::RuntimeFolder()); });
+  return lock;
+}
+
+// A second start says so, brings the first copy forward and ends.
+int RunSecondCopy(QApplication& application) {
+  if (StartedByBus()) return 0;  // nobody looks at this one
+  Desktop desktop;
+  desktop.events.Post([&] {
+    desktop.dialogs.Ask({"found", kProgramName, kOkOnly}, [&](int) {
+      RaiseRunningCopy(QDBusConnection::sessionBus());
+      desktop.machine.End(0);
+    });
+  });
+  return application.exec();
+}
+
+QList<DownloadRow> Rows(const App& app) {
+  QList<DownloadRow> rows;
+  for (const DownloadInfo& info : app.List()) {
+    rows.append({info.index, DisplayText(info.name), DisplayText(info.url), DisplayText(info.state), info.received,
+                 info.size, info.percent, DisplayText(info.savedPath)});
+  }
+  return rows;
+}
+
+void FillTray(QtTray& tray, App& app, EventLoop& events) {
+  const auto entryText = [&app](int number, const char* fallback) {
+    const std::string& text = app.program().Text(number);
+    return text.empty() ? std::string(fallback) : text;
+  };
+  const auto show = [&app, &events] { events.Post([&app] { app.ShowMainWindow(); }); };
+  tray.SetDefaultAction(show);
+  tray.AddEntry([entryText] { return entryText(kTextOpen, "&Open Pellora!"); }, show);
+  tray.AddEntry([entryText] { return entryText(kTextExit, "&Exit"); },
+                [&app, &events] { events.Post([&app] { app.SaveAndQuit(); }); });
+  tray.Show();
+}
+
+int RunProgram(QApplication& application) {
+  Desktop desktop;
+  const std::string program = desktop.machine.ProgramFolder() + "/Pellora";
+  RegisterProgram(program, QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString());
+
+  App app(desktop.platform);
+  const auto saveAndQuit = [&] { desktop.gate.Deliver([&] { app.SaveAndQuit(); }); };
+  const EndSignals endSignals(saveAndQuit);
+  QObject::connect(
+      &application, &QGuiApplication::commitDataRequest, &application, [&](QSessionManager&) { saveAndQuit(); },
+      Qt::DirectConnection);
+
+  BusService service(desktop.events,
+                     {[&app](std::string url, std::string refURL, std::string cookie) {
+                        app.MenuURL(std::move(url), std::move(refURL), std::move(cookie));
+                      },
+                      [&app](std::string url, std::string refURL) { app.LeechURL(std::move(url), std::move(refURL)); },
+                      [&app] { app.ShowMainWindow(); }, [&app] { app.ResumeAll(); }, [&app] { return Rows(app); }});
+  QDBusConnection bus = QDBusConnection::sessionBus();
+  if (!service.Register(bus)) std::fputs("Pellora: not reachable over the session bus\n", stderr);
+  std::unique_ptr<BusEnd> busEnd;
+  if (StartedByBus()) busEnd = std::make_unique<BusEnd>(bus, saveAndQuit);
+
+  FillTray(desktop.tray, app, desktop.events);
+  desktop.events.Post([&app] { app.Start(); });
+  const int code = application.exec();
+  // Waiting tasks and loaded windows refer to the App and the ports; they go while those stand.
+  desktop.tasks.Clear();
+  desktop.gate.LetGoOfAll();
+  return code;
+}
+
+}  // namespace
+}  // namespace pellora
+
+int main(int argc, char** argv) {
+  // The plain dispatcher serves sockets before timers and starves neither; programs started from here
+  // choose for themselves.
+  const bool chosen = qEnvironmentVariableIsSet("QT_NO_GLIB");
+  qputenv("QT_NO_GLIB", "1");
+  QApplication application(argc, argv);
+  if (!chosen) qunsetenv("QT_NO_GLIB");
+  QApplication::setApplicationName("Pellora");
+  QApplication::setApplicationVersion(pellora::kVersionText);
+  QGuiApplication::setDesktopFileName("pellora");
+  QApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setWindowIcon(pellora::ProgramIcon(64, 0));
+
+  const auto lock = pellora::TakeLock();
+  if (lock && lock->AnotherRuns()) return pellora::RunSecondCopy(application);
+  pellora::RaiseOpenFileLimit();
+  return pellora::RunProgram(application);
+}

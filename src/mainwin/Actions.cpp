@@ -1,0 +1,185 @@
+// Actions: what the toolbar, the menus and the keys ask for, by number.
+#include <string>
+#include <unordered_set>
+#include <utility>
+
+#include "core/Ascii.h"
+#include "core/ListFile.h"
+#include "mainwin/MainWindow.h"
+#include "platform/Boxes.h"
+#include "platform/Failure.h"
+#include "platform/Files.h"
+#include "platform/Platform.h"
+#include "platform/TaskLoop.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr int kAskReset = 409;
+constexpr int kAskQuit = 410;
+constexpr int kAskDelete = 411;
+
+// A part file belongs to the program only by its name; a damaged list may name any file.
+bool LooksLikePartFile(const std::string& path) { return path.ends_with(".tmp"); }
+
+std::unordered_set<std::string> PartFilesOf(const DownloadRecord& record) {
+  std::unordered_set<std::string> names;
+  if (record.Finished) return names;  // joined and deleted already
+  for (const SegmentRecord& segment : record.Segments) {
+    if (LooksLikePartFile(segment.TempFile)) names.insert(segment.TempFile);
+  }
+  return names;
+}
+
+void DeleteAll(Files& files, const std::unordered_set<std::string>& names) {
+  for (const std::string& name : names) {
+    Skip([&] { files.Delete(name); });
+  }
+}
+
+}  // namespace
+
+void MainWindow::RunAction(int number) {
+  TaskLoop& tasks = platform_.tasks;
+  switch (number) {
+    case kAdd:
+      return tasks.Spawn(AddAction());
+    case kDelete:
+      return tasks.Spawn(DeleteSelected());
+    case kQuit:
+      return tasks.Spawn(Quit());
+    case kPause:
+      return PauseSelected();
+    case kPauseAll:
+      return PauseAll();
+    case kResumeAll:
+      return tasks.Spawn(ResumeAll());
+    case kResetList:
+      return tasks.Spawn(ResetList());
+    default:  // there is no internal browser, and no options dialog in this build
+      return;
+  }
+}
+
+// True for Yes. A question that stands already is not asked a second time.
+Task<bool> MainWindow::Confirm(std::string text, std::string title) {
+  const auto hold = Hold();
+  if (program_.boxes.Stands(this, text)) co_return false;
+  BoxRequest request{std::move(text), std::move(title), kYesNo | kQuestion};
+  const int answer = co_await program_.boxes.Ask(this, std::move(request));
+  co_return answer != kAnswerNo;
+}
+
+Task<> MainWindow::DeleteSelected() {
+  const auto hold = Hold();
+  const std::optional<Pick> pick = Selected(ListView1);
+  if (!pick) co_return;
+  if (program_.Download(pick->index).Active) {
+    const bool yes = co_await Confirm(program_.Text(kAskDelete), kProgramName);
+    if (!yes || !program_.Holds(pick->index, pick->serial)) co_return;
+  }
+  DownloadRecord& record = program_.Download(pick->index);
+  if (!record.InUse) co_return;
+  const bool finished = record.Finished;  // while the question stood
+  EmptySlot(pick->index);
+  record.InUse = false;
+  record.Active = false;
+  record.Valid = false;
+  record.Removed = true;
+  program_.RaiseSerial(pick->index);
+  std::unordered_set<std::string> parts = PartFilesOf(record);
+  for (int i = 1; i <= program_.DownloadCount && !parts.empty(); ++i) {
+    const DownloadRecord& other = program_.Download(i);
+    if (!other.InUse) continue;
+    for (const SegmentRecord& segment : other.Segments) parts.erase(segment.TempFile);
+  }
+  DeleteAll(platform_.files, parts);
+  RefreshRows(0, 0);
+  if (finished) RefreshDownList();
+}
+
+Task<> MainWindow::Quit() {
+  const auto hold = Hold();
+  bool anyInUse = false;
+  for (int i = 1; i <= program_.DownloadCount && !anyInUse; ++i) anyInUse = program_.Download(i).InUse;
+  if (anyInUse) {
+    const bool yes = co_await Confirm(program_.Text(kAskQuit), kProgramName);
+    if (!yes) co_return;
+  }
+  program_.saveAndQuit();
+}
+
+void MainWindow::PauseSelected() {
+  const std::optional<Pick> pick = Selected(ListView1);
+  if (pick && program_.Download(pick->index).Active) {
+    const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(pick->index);
+    if (transfer) transfer->PauseDownload();
+  }
+  RefreshRows(0, 0);
+}
+
+void MainWindow::PauseAll() {
+  EndResumeAll();
+  for (int i = 1; i <= program_.DownloadCount; ++i) {
+    const DownloadRecord& record = program_.Download(i);
+    if (!record.InUse || !record.Active) continue;
+    const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(i);
+    if (transfer) Skip([&] { transfer->PauseDownload(); });
+  }
+  RefreshRows(0, 0);
+}
+
+// Every waiting record starts or is queued, whether it was paused or not. Starting one may take seconds:
+// what ends the round and how many records there are is looked at anew each time.
+Task<> MainWindow::ResumeAll() {
+  const auto hold = Hold();
+  const std::uint64_t run = ++resumeRun_;
+  for (int i = 1; i <= program_.DownloadCount && run == resumeRun_; ++i) {
+    const DownloadRecord& record = program_.Download(i);
+    // Without a host there is nowhere to dial: a redirect led nowhere.
+    if (!record.InUse || record.Finished || record.Active || record.Host.empty()) continue;
+    try {
+      co_await Restart(static_cast<std::int16_t>(i));
+    } catch (const Failure&) {  // NOLINT(bugprone-empty-catch): that record is not started, the next one is
+    }
+  }
+}
+
+Task<> MainWindow::ResetList() {
+  const auto hold = Hold();
+  bool anyUnfinished = false;
+  for (int i = 1; i <= program_.DownloadCount && !anyUnfinished; ++i) {
+    anyUnfinished = program_.Download(i).InUse && !program_.Download(i).Finished;
+  }
+  if (anyUnfinished) {
+    const bool yes = co_await Confirm(program_.Text(kAskReset), "Question");
+    if (!yes) co_return;
+  }
+  EndResumeAll();
+  std::unordered_set<std::string> parts;
+  for (int i = 1; i <= program_.DownloadCount; ++i) {
+    const DownloadRecord& record = program_.Download(i);
+    const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(i);
+    if (record.InUse && record.Active && transfer) Skip([&] { transfer->PauseDownload(); });
+    EmptySlot(static_cast<std::int16_t>(i));
+    if (record.InUse) parts.merge(PartFilesOf(record));
+  }
+  program_.ResizeDownloads(0);
+  DeleteAll(platform_.files, parts);
+  RefreshRows(0, 0);
+  RefreshDownList();
+}
+
+// Takes transfer and viewer out of a slot and unloads them. The slot is empty before their own handlers
+// run, so that nothing finds them there.
+void MainWindow::EmptySlot(std::int16_t index) {
+  const std::shared_ptr<Transfer> transfer = std::exchange(program_.TransferWindowAt(index), nullptr);
+  const std::shared_ptr<ZipViewer> viewer = std::exchange(program_.ZipViewerAt(index), nullptr);
+  if (transfer) Skip([&] { transfer->UnloadWindow(); });
+  if (viewer) Skip([&] { viewer->UnloadWindow(); });
+}
+
+void MainWindow::SaveTick() { SaveList(program_); }
+
+}  // namespace pellora

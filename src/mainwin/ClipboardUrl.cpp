@@ -1,0 +1,36 @@
+#include "mainwin/ClipboardUrl.h"
+
+#include <algorithm>
+
+#include "core/Ascii.h"
+
+namespace pellora {
+
+namespace {
+
+// A list of a single extension is never tested.
+bool IsIgnored(std::string_view extension, std::string_view ignored) {
+  if (ignored.find(',') == std::string_view::npos) return false;
+  for (std::size_t at = 0; at <= ignored.size();) {
+    const std::size_t comma = std::min(ignored.find(',', at), ignored.size());
+    if (EqualsNoCase(ignored.substr(at, comma - at), extension)) return true;
+    at = comma + 1;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool BeginsWithScheme(std::string_view text) { return text.starts_with("http://") || text.starts_with("ftp://"); }
+
+std::optional<std::string> UrlToAskAbout(std::string_view text, std::string_view ignored) {
+  if (TrimBlanks(text.substr(0, 7)) != "http://" && TrimBlanks(text.substr(0, 6)) != "ftp://") return std::nullopt;
+  const std::string_view url = TrimBlanks(text);
+  if (url.ends_with('\\') || url.ends_with('/')) return std::nullopt;
+  // Everything behind the last dot counts, so a query string keeps an address from being ignored.
+  const std::size_t dot = url.rfind('.');
+  if (dot != std::string_view::npos && IsIgnored(url.substr(dot + 1), ignored)) return std::nullopt;
+  return std::string(url);
+}
+
+}  // namespace pellora

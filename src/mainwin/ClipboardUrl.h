@@ -1,0 +1,18 @@
+// ClipboardUrl: which texts on the clipboard are URLs that the program asks about.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace pellora {
+
+// The trimmed URL, or nothing. The scheme must stand in lower case at the very start of the untrimmed
+// text; an address that ends in a slash names no file; an extension in `ignored` (separated by commas,
+// no regard to case) is passed over. A text of several lines is judged as one.
+std::optional<std::string> UrlToAskAbout(std::string_view text, std::string_view ignored);
+
+// True if the text begins with "http://" or "ftp://", in lower case.
+bool BeginsWithScheme(std::string_view text);
+
+}  // namespace pellora

@@ -1,0 +1,31 @@
+// Form1: the dialog that takes the URL of a new download. Its answer is its Tag: "" while it stands,
+// then "NOW", "LATER" or "CANCEL". Before its Load the Tag is the number of its caption.
+#pragma once
+
+#include "core/Program.h"
+#include "platform/Controls.h"
+#include "platform/Window.h"
+
+namespace pellora {
+
+class Form1 final : public Window {
+ public:
+  explicit Form1(Program& program);
+
+  TextBox Text1{this, "Text1"};  // the URL
+  CommandButton Command1{this, "Command1", "Download Now !", 696};
+  CommandButton Command2{this, "Command2", "Download Later !", 697};
+  CommandButton Command3{this, "Command3", "Cancel", 698};
+
+  // Selects the whole of Text1 in the view.
+  void SelectText();
+
+ protected:
+  void OnLoad() override;
+  void OnQueryUnload(bool& cancel, UnloadMode mode) override;
+
+ private:
+  Program& program_;
+};
+
+}  // namespace pellora

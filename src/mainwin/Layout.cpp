@@ -1,0 +1,58 @@
+// Layout: where the parts of the main window stand, as a plain computation from its inner size.
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+#include "mainwin/MainWindow.h"
+
+namespace pellora {
+
+namespace {
+
+// Smallest outer size in pixels at 96 dpi.
+constexpr int kMinimumWidth = 715;
+constexpr int kMinimumHeight = 534;
+
+constexpr double kStatusColumn = 70;  // wide enough for the percentage
+
+void SetWidths(ListView& list, const std::vector<double>& widths) {
+  std::vector<ControlPart> columns = list.Columns;
+  for (std::size_t i = 0; i < widths.size(); ++i) columns.at(i).width = std::max(widths[i], 0.0);
+  list.Columns = std::move(columns);
+}
+
+}  // namespace
+
+// The limit is applied by setting the size back; the event which that brings lays the window out again.
+void MainWindow::Resize() {
+  if (State() == WindowState::Minimised) return;
+  if (Width < kMinimumWidth) Width = kMinimumWidth;
+  if (Height < kMinimumHeight) Height = kMinimumHeight;
+  const double w = InnerWidth();
+  const double h = InnerHeight();
+
+  ListView1.Width = w - 20;
+  ListView2.Width = showSidePane_ ? w - 250 : w - 20;
+  TabStrip1.Visible = showSidePane_;
+  Picture1.Visible = showSidePane_;
+  Details.Visible = showSidePane_ && TabStrip1.Selected == 1;
+  Command4.Caption = showSidePane_ ? ">" : "<";
+  ListView2.Height = h - 240;
+  Picture1.Left = w - 230;
+  Details.Left = w - 230;
+  TabStrip1.Left = w - 232;
+  Command4.Left = w - 30;
+
+  // The fractions leave room for the vertical scroll bar.
+  const double w2 = ListView2.Width - 81;
+  SetWidths(ListView2, {0.35 * w2, 0.1 * w2, 0.35 * w2, 0.2 * w2});
+  const double w1 = ListView1.Width - 130.7;
+  SetWidths(ListView1, {0.24 * w1, 0.23 * w1, 0.1 * w1, kStatusColumn, 0.2 * w1, 0.1 * w1});
+}
+
+// An equal text is not written again, so that the status bar does not flicker under the mouse.
+void MainWindow::Status(const std::string& text) {
+  if (StatusBar1.Panels().front() != text) StatusBar1.SetPanel(1, text);
+}
+
+}  // namespace pellora

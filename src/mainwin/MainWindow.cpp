@@ -1,0 +1,175 @@
+#include "mainwin/MainWindow.h"
+
+#include <map>
+#include <string>
+#include <utility>
+
+#include "core/Addresses.h"
+#include "platform/Boxes.h"
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/Platform.h"
+#include "platform/TaskLoop.h"
+
+namespace pellora {
+
+namespace {
+constexpr std::uint32_t kTickMilliseconds = 500;
+constexpr std::uint32_t kSaveMilliseconds = 5000;
+constexpr std::uint32_t kIdleTimerMilliseconds = 30000;
+}  // namespace
+
+MainWindow::MainWindow(Program& program)
+    : Window(program.platform, "MainWindow", kProgramName),
+      form1(std::make_shared<Form1>(program)),
+      wantDown(std::make_shared<WantDown>(program)),
+      program_(program),
+      timerC_(program.platform, kTickMilliseconds),
+      timer5_(program.platform, kSaveMilliseconds),
+      timer1_(program.platform, kIdleTimerMilliseconds) {
+  Width = 800;
+  Height = 600;
+  // The updater is a program of its own; it may be missing.
+  Skip([&] {
+    platform_.shell.Start(platform_.machine.ProgramFolder() + "/UpdateApp",
+                          {"Pellora", "2", "5.2.0", kUpdateServer, "false"});
+  });
+
+  for (int i = 0; i < Command1.Count(); ++i) Command1(i).Visible = false;
+  sdw.Checked = true;
+  Details.Visible = false;
+  Legend(0).Image = "stop";
+  Legend(1).Image = "down";
+  Legend(2).Image = "shed";
+  // No options dialog, drop basket, preview or version check in this build.
+  mProperties.Enabled = false;
+  Command1(kOptions).Enabled = false;
+  sdb.Visible = false;
+  Label7.Visible = false;
+  Command5.Visible = false;
+  Command2.Enabled = false;
+  Command3.Enabled = false;
+
+  ConnectEvents();
+  ConnectHints();
+}
+
+void MainWindow::ConnectEvents() {
+  mAddurl.OnClick = [this] { RunAction(kAdd); };
+  mDeleteurl.OnClick = [this] { RunAction(kDelete); };
+  mResetlist.OnClick = [this] { RunAction(kResetList); };
+  mExit.OnClick = [this] { RunAction(kQuit); };
+  mPausedl.OnClick = [this] { RunAction(kPause); };
+  mPauseall.OnClick = [this] { RunAction(kPauseAll); };
+  mResumeall.OnClick = [this] { RunAction(kResumeAll); };
+  mProperties.OnClick = [this] { RunAction(kOptions); };
+  sdw.OnClick = [this] {
+    program_.ShowTransferWindow = !program_.ShowTransferWindow;
+    sdw.Checked = program_.ShowTransferWindow;
+  };
+  homepage.OnClick = [this] { platform_.shell.OpenUrl(kHomePage); };
+  Label2.OnDoubleClick = [this] { platform_.shell.OpenUrl(kHomePage); };
+  about.OnClick = [this] { platform_.tasks.Spawn(About()); };
+
+  const std::map<std::string, Menu*> entryOfKey = {
+      {"AddURL", &mAddurl},
+      {"RemoveURL", &mDeleteurl},
+      {"ResetList", &mResetlist},
+      {"Options", &mProperties},
+      {"PauseDownload", &mPausedl},
+      {"PauseAll", &mPauseall},
+      {"ResumeDownloads", &mResumeall},
+      {"Quit", &mExit},
+  };
+  Toolbar1.OnButtonClick = [this, entryOfKey](const std::string& key) {
+    const auto entry = entryOfKey.find(key);
+    if (entry == entryOfKey.end()) return RunAction(kBrowser);
+    if (entry->second->Enabled && entry->second->OnClick) entry->second->OnClick();
+  };
+  for (int i = 0; i < Command1.Count(); ++i) {
+    Command1(i).OnClick = [this, i] { RunAction(i); };
+  }
+
+  ListView1.OnRightClick = [this] { PreparePopup(); };
+  ListView1.OnDoubleClick = [this] { OpenOrRestart(ListView1); };
+  ListView1.OnDeleteKey = [this] { RunAction(kDelete); };
+  opene.OnClick = [this] { OpenOrRestart(ListView1); };
+  resumed.OnClick = [this] { OpenOrRestart(ListView1); };
+  delete_.OnClick = [this] { RunAction(kDelete); };
+  stopdl.OnClick = [this] { RunAction(kPause); };
+  stopall.OnClick = [this] { RunAction(kPauseAll); };
+  shedulded.OnClick = [this] { ToggleScheduled(); };
+
+  ListView2.OnClick = [this] { ShowInfo(); };
+  ListView2.OnDoubleClick = [this] { OpenOrRestart(ListView2); };
+  ListView2.OnDeleteKey = [this] { ClearSelected(); };
+  openfile2.OnClick = [this] { OpenOrRestart(ListView2); };
+  cleardown2.OnClick = [this] { ClearSelected(); };
+  clearall.OnClick = [this] { platform_.tasks.Spawn(ClearAll()); };
+
+  Command4.OnClick = [this] {
+    showSidePane_ = !showSidePane_;
+    Resize();
+  };
+  // The preview stays visible behind the information pane.
+  TabStrip1.OnClick = [this] { Details.Visible = showSidePane_ && TabStrip1.Selected == 1; };
+
+  timerC_.OnTimer = [this] { Tick(); };
+  timer5_.OnTimer = [this] { SaveTick(); };
+}
+
+void MainWindow::ConnectHints() {
+  const auto hint = [this](Control& control, const char* text) {
+    control.OnMouseMove = [this, text] { Status(text); };
+  };
+  hint(ListView1, "Double click on file to start download or see download details.");
+  hint(ListView2, "Double click to open the file");
+  hint(Command2, "Play the selected file.");
+  hint(Command3, "Stop the playback of the media file");
+  hint(Label2, "Go on the site of Pellora");
+  Toolbar1.OnMouseMove = [this] { Status(program_.Text(412)); };  // one hint for all buttons
+}
+
+void MainWindow::OnLoad() {
+  Show();
+  form1->Load();
+  ShowVersion();
+  showSidePane_ = false;
+  Resize();
+}
+
+// Closing the window leaves the program working in the background.
+void MainWindow::OnQueryUnload(bool& cancel, UnloadMode mode) {
+  if (mode == UnloadMode::UserClosed) {
+    cancel = true;
+    Hide();
+    return;
+  }
+  program_.saveAndQuit();
+}
+
+void MainWindow::OnMouseMove() { ShowVersion(); }
+
+void MainWindow::ShowVersion() { Status(std::string("Pellora v") + kVersionText); }
+
+void MainWindow::StartTimers() {
+  timerC_.SetEnabled(true);
+  timer5_.SetEnabled(true);
+  timer1_.SetEnabled(true);
+}
+
+void MainWindow::StopTimers() {
+  timerC_.SetEnabled(false);
+  timer5_.SetEnabled(false);
+  timer1_.SetEnabled(false);
+}
+
+Task<> MainWindow::About() {
+  const auto hold = Hold();
+  const std::string text = std::string(kProgramName) + "\nVersion : " + kVersionText;
+  if (program_.boxes.Stands(this, text)) co_return;
+  BoxRequest request{text, kProgramName, kInformation};
+  (void)co_await program_.boxes.Ask(this, std::move(request));
+}
+
+}  // namespace pellora

@@ -1,0 +1,249 @@
+// MainWindow: the two lists with all their actions, the queue pump and the scheduler, the clipboard watch
+// and the layout. Its files: MainWindow.cpp (events and hints), Rows.cpp (list rows), Actions.cpp and
+// ListActions.cpp (what the user asks for), Pump.cpp (the 500 ms tick), StartRecord.cpp (starting one
+// record), Questions.cpp (add dialog and clipboard question), Layout.cpp.
+//
+// The popups: a view that has told ListView1 of a right click opens `popup` there if a row is selected,
+// and `pop2` over ListView2. The entries are set by then.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/Program.h"
+#include "mainwin/Form1.h"
+#include "mainwin/WantDown.h"
+#include "platform/Controls.h"
+#include "platform/Timer.h"
+#include "platform/Window.h"
+
+namespace pellora {
+
+class MainWindow final : public Window, public Lists {
+ public:
+  // Numbers of RunAction.
+  enum Action {
+    kAdd = 0,
+    kDelete = 1,
+    kOptions = 2,
+    kQuit = 3,
+    kPause = 4,
+    kPauseAll = 5,
+    kResumeAll = 6,
+    kBrowser = 7,
+    kResetList = 8,
+  };
+
+  explicit MainWindow(Program& program);
+
+  // Menu bar: File.
+  Menu mFile{this, "mFile", "&File", 786};
+  Menu mAddurl{this, "mAddurl", "&Add URL", 110};
+  Menu mDeleteurl{this, "mDeleteurl", "&Delete URL", 111};
+  Menu mResetlist{this, "mResetlist", "&Reset List", 112};
+  Menu mExit{this, "mExit", "E&xit", 118};
+  // Actions.
+  Menu mActions{this, "mActions", "&Actions", 119};
+  Menu mPausedl{this, "mPausedl", "&Pause Download", 114};
+  Menu mPauseall{this, "mPauseall", "Pa&use All", 115};
+  Menu mResumeall{this, "mResumeall", "&Resume All", 116};
+  // Options.
+  Menu mOpt{this, "mOpt", "&Options", 787};
+  Menu sdb{this, "sdb", "Show download &Basket"};
+  Menu sdw{this, "sdw", "&Show download windows", 121};  // checked: every transfer shows its window
+  Menu mProperties{this, "mProperties", "&Preferences", 113};
+  // Help.
+  Menu help{this, "help", "&Help", 699};
+  Menu homepage{this, "homepage", "Home Page"};
+  Menu about{this, "about", "About Pellora!", 693};
+  // Popup of ListView1.
+  Menu popup{this, "popup", "popup"};
+  Menu opene{this, "opene", "&Open file", 283};
+  Menu resumed{this, "resumed", "&Resume Download", 286};
+  Menu delete_{this, "delete", "&Delete Download", 282};
+  Menu stopdl{this, "stopdl", "&Stop Download", 289};
+  Menu stopall{this, "stopall", "Stop &All downloads", 288};
+  Menu properties{this, "properties", "&Properties", 285};  // opens nothing
+  Menu shedulded{this, "shedulded", "Schedulded", 287};
+  // Popup of ListView2.
+  Menu pop2{this, "pop2", "pop2"};
+  Menu openfile2{this, "openfile2", "&Open file", 284};
+  Menu cleardown2{this, "cleardown2", "&Clear download", 281};
+  Menu clearall{this, "clearall", "Clear all &download(s)", 280};
+
+  Toolbar Toolbar1{this,
+                   "Toolbar1",
+                   {{"AddURL", "Add URL", 100},
+                    {"RemoveURL", "Delete URL", 101},
+                    {"ResetList", "Reset List", 102},
+                    {"Options", "Options", 103, "", 0, false},
+                    {"PauseDownload", "Pause", 104},
+                    {"PauseAll", "Pause All", 105},
+                    {"ResumeDownloads", "Resume All", 106},
+                    {"Quit", "Quit", 108},
+                    {"Browser", ""}}};
+  // Hidden strip of buttons; the index is the action's number.
+  ControlArray<CommandButton> Command1{this,
+                                       "Command1",
+                                       {{"Add URL", 100},
+                                        {"Delete URL", 101},
+                                        {"Options", 103},
+                                        {"Quit", 108},
+                                        {"Pause Download", 104},
+                                        {"Pause All ", 105},
+                                        {"Resume All", 106},
+                                        {"Browser", 107},
+                                        {"Reset list", 102}}};
+
+  Label Label1{this, "Label1", "Current Downloads :", 275};
+  ListView ListView1{this,
+                     "ListView1",
+                     {{"", "Filename", 200},
+                      {"", "Server", 204},
+                      {"", "Size", 201},
+                      {"", "Status", 205},
+                      {"", "Download Date", 206},
+                      {"", "Est. time", 207}}};
+  Label Label3{this, "Label3", "Finished files :", 276};
+  ListView ListView2{
+      this, "ListView2", {{"", "Filename", 200}, {"", "Size", 201}, {"", "URL", 202}, {"", "Date", 203}}};
+
+  // Legend of the row icons: a picture and its word.
+  ControlArray<Picture> Legend{this, "Legend", 3};
+  Label Label10{this, "Label10", "Downloading", 272};
+  Label Label11{this, "Label11", "Paused", 273};
+  Label Label12{this, "Label12", "Scheduled", 274};
+
+  Label Label2{this, "Label2", "Visit Pellora website ", 271};  // a double click opens the project's site
+  Label Label7{this, "Label7", "Auto update Pellora", 270};
+  CommandButton Command5{this, "Command5", "Basket"};
+  CommandButton Command4{this, "Command4", "<"};  // folds and unfolds the side pane
+
+  // Side pane. Picture1 and Details take the same place.
+  TabStrip TabStrip1{this, "TabStrip1", {{"Prev", "Preview", 250}, {"Info", "Infos", 251}}};
+  Frame Picture1{this, "Picture1"};
+  Label Label5{this, "Label5", "Preview not available."};
+  CommandButton Command2{this, "Command2", ">"};      // play
+  CommandButton Command3{this, "Command3", "|||||"};  // stop
+  Frame Details{this, "Details"};
+  // Lines of the information pane: what is told, and what it is for the chosen finished file.
+  ControlArray<Label> InfoCaption{
+      this,
+      "InfoCaption",
+      {{"Filename", 200}, {"Size", 201}, {"URL", 202}, {"Saved to :", 0}, {"Date", 203}, {"Average speed :", 0}}};
+  ControlArray<Label> Info{this, "Info", 6};
+
+  StatusBar StatusBar1{
+      this, "StatusBar1", {"Pellora! Loaded.", "Speed : 0 kb/s", "Total Downloaded : 0kb", "CAPS", "NUM", "INS"}};
+
+  const std::shared_ptr<Form1> form1;
+  const std::shared_ptr<WantDown> wantDown;
+
+  // Timers run from here on; not before the list was read.
+  void StartTimers();
+  void StopTimers();
+
+  void RunAction(int number);
+  void pauseall() { RunAction(kPauseAll); }
+  void resumeall() { RunAction(kResumeAll); }
+  // Ends a "resume all" that is under way.
+  void EndResumeAll() { ++resumeRun_; }
+  void Resize();
+
+  void RefreshRows(std::int16_t index, std::int16_t force) override;
+  void RefreshDownList() override;
+  void Status(const std::string& text) override;
+  Task<> Restart(std::int16_t index) override;
+
+ protected:
+  void OnLoad() override;
+  void OnQueryUnload(bool& cancel, UnloadMode mode) override;
+  void OnResize() override { Resize(); }
+  void OnMouseMove() override;
+
+ private:
+  // A record together with the serial it was seen with.
+  struct Pick {
+    std::int16_t index;
+    std::uint32_t serial;
+  };
+
+  void ConnectEvents();
+  void ConnectHints();
+  void ShowVersion();
+  Task<> About();
+
+  // Rows.
+  bool RefreshIsDue() const;
+  void MakeUpRefresh();
+  void RebuildRows();
+  bool UpdateRow(std::int16_t index);
+  ListRow CurrentRow(std::int16_t index, const std::string& separator);
+  const std::string& DateText(std::int16_t index);
+  void CheckFinishedFiles(std::size_t from, std::uint64_t run);
+  std::optional<Pick> PickOf(const ListRow& row) const;
+  std::optional<Pick> Selected(const ListView& list) const;
+
+  // Actions.
+  Task<bool> Confirm(std::string text, std::string title);
+  Task<> DeleteSelected();
+  Task<> Quit();
+  void PauseSelected();
+  void PauseAll();
+  Task<> ResumeAll();
+  Task<> ResetList();
+  void EmptySlot(std::int16_t index);
+  void PreparePopup();
+  void ToggleScheduled();
+  void OpenOrRestart(const ListView& list);
+  Task<> OpenFile(std::int16_t index);
+  void ClearSelected();
+  Task<> ClearAll();
+  void ShowInfo();
+
+  // Starting a record.
+  Task<> StartRecord(std::int16_t index, bool fromQueue);
+
+  // The tick.
+  void Tick();
+  void WatchConnection();
+  std::optional<std::string> ClipboardUrl();
+  void ShowSpeed(int runningCount);
+  void ApplySchedule();
+  Task<> PumpQueue();
+  void SaveTick();
+
+  // Questions.
+  Task<> AddAction();
+  Task<> AskClipboard(std::string url);
+
+  Program& program_;
+  Timer timerC_;
+  Timer timer5_;
+  Timer timer1_;  // has no handler
+
+  // Rows.
+  std::optional<std::uint32_t> lastRefresh_;  // tick count; nothing: never yet
+  bool missedAll_ = false;                    // refused refreshes that are still owed
+  std::vector<std::int16_t> missedRows_;
+  std::vector<std::int32_t> rowOfRecord_;                  // by record; -1: no row in ListView1
+  std::vector<std::pair<double, std::string>> dateTexts_;  // by record: DateAdded and its text
+  std::uint64_t finishedRun_ = 0;                          // number of the last rebuild of ListView2
+
+  std::uint64_t resumeRun_ = 0;
+  bool adding_ = false;           // the add dialog stands
+  bool askingClipboard_ = false;  // the clipboard question stands
+  std::string lastClipboard_;
+  float overallSpeed_ = 0;  // bytes per second, smoothed
+  std::uint64_t lastTotal_ = 0;
+  std::uint32_t lastTickCount_ = 0;
+  std::int32_t peakSpeed_ = 0;
+  bool connectionUp_ = false;
+  bool connectionLost_ = false;
+  bool showSidePane_ = false;
+};
+
+}  // namespace pellora

@@ -1,0 +1,119 @@
+// Pump: the tick of every 500 ms. It watches the clipboard, tells speed and totals, moves scheduled
+// records to the queue and starts at most one queued download.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "core/Dates.h"
+#include "core/Numbers.h"
+#include "lang/Format.h"
+#include "mainwin/MainWindow.h"
+#include "mainwin/TrayTip.h"
+#include "platform/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/Platform.h"
+#include "platform/TaskLoop.h"
+
+namespace pellora {
+
+namespace {
+
+std::int32_t RoundedSpeed(float speed) {
+  const std::int64_t most = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::clamp(RoundTiesToEven(static_cast<double>(speed)), std::int64_t{0}, most));
+}
+
+}  // namespace
+
+void MainWindow::Tick() {
+  WatchConnection();
+  // A tick that asks a question does nothing more: the next ones go on while it stands.
+  if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
+
+  MakeUpRefresh();
+  StatusBar1.SetPanel(
+      3, "Total downloaded : " +
+             FormatSize(program_.SessionBytes(), program_.LangStrings, platform_.locale.DecimalSeparator()) + "  ");
+  int runningCount = 0;
+  for (int i = 1; i <= program_.DownloadCount; ++i) {
+    const DownloadRecord& record = program_.Download(i);
+    if (record.InUse && record.Active && record.ElapsedSeconds > 0) ++runningCount;
+  }
+  ShowSpeed(runningCount);
+  if (program_.settings.Schedule) ApplySchedule();
+  platform_.tasks.Spawn(PumpQueue());
+}
+
+// Both flags start False and only these branches set them, so neither is ever taken: a lost connection
+// pauses nothing.
+void MainWindow::WatchConnection() {
+  const bool up = platform_.machine.ConnectionUp();
+  if (!up && connectionUp_) {
+    connectionUp_ = false;
+    connectionLost_ = true;
+    pauseall();
+  } else if (up && !connectionUp_ && connectionLost_) {
+    connectionUp_ = true;
+    connectionLost_ = false;
+    resumeall();
+  }
+}
+
+void MainWindow::ShowSpeed(int runningCount) {
+  const std::uint64_t total = program_.SessionTotal();
+  const std::uint64_t bytes = total - lastTotal_;
+  lastTotal_ = total;
+  const std::uint32_t tick = platform_.clock.TickCount();
+  const std::int32_t elapsed = TicksSince(tick, lastTickCount_);
+  lastTickCount_ = tick;
+  const float rate = elapsed > 0 ? static_cast<float>(bytes) / static_cast<float>(elapsed) * 1000.0F : 0.0F;
+  overallSpeed_ = rate * 0.6F + overallSpeed_ * 0.4F;
+  if (overallSpeed_ == 0.0F) overallSpeed_ = 1.0F;  // never stays at zero
+  if (overallSpeed_ > static_cast<float>(peakSpeed_)) peakSpeed_ = RoundedSpeed(overallSpeed_);
+
+  const auto kilobytes = static_cast<std::int64_t>(std::floor(overallSpeed_ / 1024.0F));
+  const std::string speed = "Speed : " + std::to_string(kilobytes) + " " + program_.Text(1) + "/s ";
+  StatusBar1.SetPanel(2, speed);
+  platform_.tray.SetTip(TrayTip("Pellora! Downloads(" + std::to_string(runningCount) + ") " + speed));
+  // A peak that rounds to nothing counts as 1.
+  const float level = overallSpeed_ / static_cast<float>(std::max(peakSpeed_, 1)) * 4.5F;
+  platform_.tray.SetLevel(static_cast<int>(std::clamp(level, 0.0F, 4.0F)));
+}
+
+void MainWindow::ApplySchedule() {
+  Settings& settings = program_.settings;
+  const bool daily = settings.ScheduleOption != 0;
+  const double now = platform_.clock.Now();
+  if (!(now > (daily ? settings.ScheduleHour : settings.ScheduleDate))) return;
+  for (int i = 1; i <= program_.DownloadCount; ++i) {
+    DownloadRecord& record = program_.Download(i);
+    if (!record.InUse || record.Active || record.Queued != 0 || record.Scheduled == 0) continue;
+    record.Queued = 1;
+    record.Scheduled = 0;
+  }
+  if (daily) settings.ScheduleHour = NextOccurrence(settings.ScheduleHour, now);
+}
+
+Task<> MainWindow::PumpQueue() {
+  const auto hold = Hold();
+  if (program_.ActiveCount() >= program_.settings.MaxSimulDownlads) co_return;
+  std::int16_t first = 0;
+  for (int i = 1; i <= program_.DownloadCount && first == 0; ++i) {
+    const DownloadRecord& record = program_.Download(i);
+    if (record.InUse && record.Queued != 0) first = static_cast<std::int16_t>(i);
+  }
+  if (first == 0) co_return;
+  DownloadRecord& record = program_.Download(first);
+  const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(first);
+  if (transfer) {
+    record.Queued = 0;
+    if (program_.ShowTransferWindow) transfer->ShowWindow();
+  } else if (record.Finished) {
+    record.Queued = 0;  // scheduled, started by hand and finished since
+  } else {
+    co_await StartRecord(first, true);
+  }
+}
+
+}  // namespace pellora

@@ -1,0 +1,95 @@
+// Questions: the add dialog and the question about a URL on the clipboard. Both stand beside the running
+// program; their answer is the Tag of their window.
+#include <string>
+#include <utility>
+
+#include "core/Ascii.h"
+#include "mainwin/AddDownload.h"
+#include "mainwin/ClipboardUrl.h"
+#include "mainwin/MainWindow.h"
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/Platform.h"
+#include "platform/TaskLoop.h"
+
+namespace pellora {
+
+namespace {
+
+// Says that a question stands for as long as it lives.
+class Standing {
+ public:
+  explicit Standing(bool& flag) : flag_(flag) { flag_ = true; }
+  ~Standing() { flag_ = false; }
+  Standing(const Standing&) = delete;
+  Standing& operator=(const Standing&) = delete;
+
+ private:
+  bool& flag_;
+};
+
+}  // namespace
+
+Task<> MainWindow::AddAction() {
+  const auto hold = Hold();
+  if (adding_) {  // what was typed so far stays
+    form1->Raise();
+    co_return;
+  }
+  std::string answer;
+  std::string url;
+  {
+    const Standing standing(adding_);
+    form1->Load();  // before the Tag is emptied, which Load sets
+    form1->Tag = "";
+    form1->Show();
+    const std::optional<std::string> clipboard = platform_.clipboard.Text();
+    const std::string_view offered = clipboard ? TrimBlanks(*clipboard) : std::string_view{};
+    form1->Text1.Text = BeginsWithScheme(offered) ? std::string(offered) : std::string("http://");
+    form1->SelectText();
+    co_await platform_.tasks.UntilEvent([dialog = form1] { return !dialog->Tag().empty(); });
+    answer = form1->Tag;
+    url = TrimBlanks(form1->Text1.Text());
+    form1->Hide();
+  }
+  if (answer == "CANCEL") co_return;
+  // What the parser takes must not vanish without a message, so the case plays no part here.
+  if (!StartsWithNoCase(url, "http://") && !StartsWithNoCase(url, "ftp://")) co_return;
+  co_await AddDownload(&program_, url, answer == "LATER", 0, this);
+}
+
+// The URL of a clipboard text that was not looked at before. While the question stands the clipboard is
+// left alone, so that a text copied meanwhile is new to the first tick after the answer.
+std::optional<std::string> MainWindow::ClipboardUrl() {
+  if (!program_.settings.CheckClipboard || askingClipboard_) return std::nullopt;
+  std::optional<std::string> text;
+  Skip([&] { text = platform_.clipboard.Text(); });
+  if (!text || *text == lastClipboard_) return std::nullopt;
+  lastClipboard_ = *text;
+  const std::optional<std::string> url = UrlToAskAbout(*text, program_.settings.IgnoreString);
+  if (!url) return std::nullopt;
+  for (int i = 1; i <= program_.DownloadCount; ++i) {
+    const DownloadRecord& record = program_.Download(i);
+    if (record.InUse && EqualsNoCase(record.URL, *url)) return std::nullopt;
+  }
+  return url;
+}
+
+Task<> MainWindow::AskClipboard(std::string url) {
+  const auto hold = Hold();
+  bool yes = false;
+  {
+    const Standing standing(askingClipboard_);
+    wantDown->Load();
+    wantDown->Tag = "";
+    wantDown->Label2.Caption = url;
+    wantDown->Show();
+    co_await platform_.tasks.UntilEvent([question = wantDown] { return !question->Tag().empty(); });
+    yes = wantDown->Tag() == "YES";
+    wantDown->Hide();
+    wantDown->Unload();
+  }
+  if (yes) co_await AddDownload(&program_, url, false, 0, this);
+}
+
+}  // namespace pellora

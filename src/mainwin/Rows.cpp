@@ -1,0 +1,225 @@
+// Rows: the two lists built from the records. A row carries its record's number and serial, so that a
+// redirect which changes the URL, the row's key, does not part row and record.
+#include <algorithm>
+#include <bit>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "lang/Format.h"
+#include "mainwin/MainWindow.h"
+#include "platform/Clock.h"
+#include "platform/Desktop.h"
+#include "platform/EventLoop.h"
+#include "platform/Failure.h"
+#include "platform/Files.h"
+#include "platform/Platform.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr std::int32_t kRefreshMilliseconds = 500;
+// Files of the finished list whose length is asked within one event; a slow disk must not stop the window.
+constexpr std::size_t kFilesInOneGo = 256;
+
+constexpr int kTextFinished = 300;
+constexpr int kTextActive = 301;
+constexpr int kTextQueued = 302;
+constexpr int kTextStopped = 303;
+constexpr std::size_t kStatusColumn = 2;  // among the sub-items of ListView1
+
+std::string WithPercent(const std::string& word, const DownloadRecord& record, const std::string& separator) {
+  return word + " (" + FormatPercent(static_cast<double>(record.Percent), separator) + "%)";
+}
+
+const char* WaitingIcon(const DownloadRecord& record) {
+  if (record.Scheduled == 1) return "shed";
+  if (record.ConnectState == "1") return "wrong";
+  return "down";
+}
+
+// The view draws one picture for each file type, by the extension behind the colon.
+std::string TypeIcon(const std::string& path) {
+  const std::size_t name = path.rfind('/') + 1;  // npos + 1 is 0
+  const std::size_t dot = path.rfind('.');
+  return dot == std::string::npos || dot < name ? "file:" : "file:" + path.substr(dot + 1);
+}
+
+bool SameDate(double a, double b) { return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b); }
+
+}  // namespace
+
+bool MainWindow::RefreshIsDue() const {
+  return !lastRefresh_ || TicksSince(platform_.clock.TickCount(), *lastRefresh_) >= kRefreshMilliseconds;
+}
+
+void MainWindow::RefreshRows(std::int16_t index, std::int16_t force) {
+  if (force <= 0 && !RefreshIsDue()) {
+    if (index == 0) {
+      missedAll_ = true;
+    } else if (std::find(missedRows_.begin(), missedRows_.end(), index) == missedRows_.end()) {
+      missedRows_.push_back(index);
+    }
+    return;
+  }
+  lastRefresh_ = platform_.clock.TickCount();
+  if (index != 0 && UpdateRow(index)) {
+    std::erase(missedRows_, index);
+    return;
+  }
+  RebuildRows();
+}
+
+// What the limit refused since the last tick, now that nothing else has brought it.
+void MainWindow::MakeUpRefresh() {
+  if ((!missedAll_ && missedRows_.empty()) || !RefreshIsDue()) return;
+  lastRefresh_ = platform_.clock.TickCount();
+  const std::vector<std::int16_t> rows = std::exchange(missedRows_, {});
+  const bool all =
+      missedAll_ || std::any_of(rows.begin(), rows.end(), [this](auto index) { return !UpdateRow(index); });
+  if (all) RebuildRows();
+}
+
+void MainWindow::RebuildRows() {
+  missedAll_ = false;
+  missedRows_.clear();
+  const std::string separator = platform_.locale.DecimalSeparator();
+  const std::size_t count = static_cast<std::size_t>(program_.DownloadCount);
+  rowOfRecord_.assign(count + 1, -1);
+  dateTexts_.resize(count + 1, {0.0, std::string()});
+  std::vector<ListRow> rows;
+  rows.reserve(count);
+  for (int i = 1; i <= program_.DownloadCount; ++i) {
+    const DownloadRecord& record = program_.Download(i);
+    if (record.FileName.empty() || !record.InUse || record.Finished) continue;
+    ListRow row = CurrentRow(static_cast<std::int16_t>(i), separator);
+    if (record.Active) {
+      row.subItems[kStatusColumn] = WithPercent(program_.Text(kTextActive), record, separator);
+      row.icon = "stop";
+    } else {
+      row.subItems[kStatusColumn] =
+          record.Queued != 0 ? program_.Text(kTextQueued) : WithPercent(program_.Text(kTextStopped), record, separator);
+      row.icon = WaitingIcon(record);
+    }
+    rowOfRecord_[static_cast<std::size_t>(i)] = static_cast<std::int32_t>(rows.size());
+    rows.push_back(std::move(row));
+  }
+  ListView1.SetRows(std::move(rows));
+}
+
+// Updates the row of one record; False if there is none to update and the list is to be built anew. It
+// says less than the full rebuild, on purpose: what is neither finished nor active always reads as
+// stopped, with the plain icon.
+bool MainWindow::UpdateRow(std::int16_t index) {
+  const std::size_t at = static_cast<std::size_t>(index);
+  if (index < 1 || index > program_.DownloadCount) return false;
+  const DownloadRecord& record = program_.Download(index);
+  if (record.FileName.empty() && record.InUse) return true;  // no row before it has a name
+  if (at >= rowOfRecord_.size() || rowOfRecord_[at] < 0 || !record.InUse || record.FileName.empty()) return false;
+  const std::size_t rowNumber = static_cast<std::size_t>(rowOfRecord_[at]);
+  const ListRow& old = ListView1.Rows().at(rowNumber);
+  if (!program_.Holds(index, old.serial)) return false;
+
+  const std::string separator = platform_.locale.DecimalSeparator();
+  ListRow row = CurrentRow(index, separator);
+  std::string& status = row.subItems[kStatusColumn];
+  if (record.Finished) {
+    status = program_.Text(kTextFinished);
+    row.icon = old.icon;
+  } else if (record.Active) {
+    status = WithPercent(program_.Text(kTextActive), record, separator);
+    row.icon = "stop";
+  } else {
+    status = WithPercent(program_.Text(kTextStopped), record, separator);
+    row.icon = "down";
+  }
+  ListView1.SetRow(rowNumber, std::move(row));
+  return true;
+}
+
+// All of a row but its status and icon.
+ListRow MainWindow::CurrentRow(std::int16_t index, const std::string& separator) {
+  const DownloadRecord& record = program_.Download(index);
+  ListRow row;
+  row.key = record.URL;
+  row.text = record.FileName;
+  row.subItems = {record.Host, FormatSize(record.FileSize, program_.LangStrings, separator), std::string(),
+                  DateText(index), FormatClock(record.RemainingSeconds)};
+  row.record = index;
+  row.serial = program_.Serial(index);
+  return row;
+}
+
+// The locale's date text costs more than the rest of a row together, and a record's date never changes.
+const std::string& MainWindow::DateText(std::int16_t index) {
+  const std::size_t at = static_cast<std::size_t>(index);
+  if (at >= dateTexts_.size()) dateTexts_.resize(at + 1, {0.0, std::string()});
+  auto& [date, text] = dateTexts_[at];
+  const double added = program_.Download(index).DateAdded;
+  if (text.empty() || !SameDate(date, added)) {
+    date = added;
+    text = platform_.locale.DateTimeText(added);
+  }
+  return text;
+}
+
+void MainWindow::RefreshDownList() {
+  // What has finished leaves the list of current downloads.
+  missedAll_ = missedAll_ || std::any_of(ListView1.Rows().begin(), ListView1.Rows().end(), [this](const ListRow& row) {
+                 const std::optional<Pick> pick = PickOf(row);
+                 return !pick || program_.Download(pick->index).Finished;
+               });
+  const std::string separator = platform_.locale.DecimalSeparator();
+  std::vector<ListRow> rows;
+  for (int i = 1; i <= program_.DownloadCount; ++i) {
+    const DownloadRecord& record = program_.Download(i);
+    if (!record.InUse || !record.Finished) continue;
+    ListRow row;
+    row.key = record.URL;
+    row.text = record.FileName;
+    row.icon = TypeIcon(record.SavePath);
+    row.subItems = {FormatSize(record.FileSize, program_.LangStrings, separator), record.URL,
+                    DateText(static_cast<std::int16_t>(i))};
+    row.record = static_cast<std::int16_t>(i);
+    row.serial = program_.Serial(i);
+    rows.push_back(std::move(row));
+  }
+  ListView2.SetRows(std::move(rows));
+  CheckFinishedFiles(0, ++finishedRun_);
+}
+
+// Marks the rows whose file is gone, a part of the list in each event.
+void MainWindow::CheckFinishedFiles(std::size_t from, std::uint64_t run) {
+  if (run != finishedRun_) return;
+  const std::size_t end = std::min(from + kFilesInOneGo, ListView2.Rows().size());
+  for (std::size_t at = from; at < end; ++at) {
+    ListRow row = ListView2.Rows()[at];
+    if (!program_.Holds(row.record, row.serial)) continue;
+    const std::string& path = program_.Download(row.record).SavePath;
+    if (Skip([&] { (void)platform_.files.LengthOf(path); })) continue;
+    row.icon = "notfound";
+    ListView2.SetRow(at, std::move(row));
+  }
+  if (end == ListView2.Rows().size()) return;
+  platform_.events.Post([this, end, run, alive = weak_from_this()] {
+    const auto hold = alive.lock();
+    if (hold) CheckFinishedFiles(end, run);
+  });
+}
+
+// The record that a row stands for. A record that was overwritten by the same URL is still meant.
+std::optional<MainWindow::Pick> MainWindow::PickOf(const ListRow& row) const {
+  if (row.record < 1 || row.record > program_.DownloadCount) return std::nullopt;
+  const DownloadRecord& record = program_.Download(row.record);
+  if (!record.InUse) return std::nullopt;
+  if (!program_.Holds(row.record, row.serial) && record.URL != row.key) return std::nullopt;
+  return Pick{row.record, program_.Serial(row.record)};
+}
+
+std::optional<MainWindow::Pick> MainWindow::Selected(const ListView& list) const {
+  if (list.Selection().empty()) return std::nullopt;
+  return PickOf(list.Rows()[list.Selection().front()]);
+}
+
+}  // namespace pellora

@@ -1,0 +1,28 @@
+#include "mainwin/WantDown.h"
+
+#include "lang/Language.h"
+
+namespace pellora {
+
+namespace {
+constexpr int kCaptionNumber = 792;
+}
+
+WantDown::WantDown(Program& program)
+    : Window(program.platform, "WantDown", "Pellora Question ! Clipboard hook"), program_(program) {
+  Tag = TagText(kCaptionNumber);
+  Command1.OnClick = [this] { Tag = "YES"; };
+  Command2.OnClick = [this] { Tag = "NO"; };
+}
+
+void WantDown::OnLoad() {
+  Tag = TagText(kCaptionNumber);
+  ApplyLanguage(*this, program_.LangStrings);
+}
+
+// Whoever takes the question away has answered it; a wait for a closed window would never end.
+void WantDown::OnQueryUnload(bool&, UnloadMode) {
+  if (Tag().empty()) Tag = "NO";
+}
+
+}  // namespace pellora

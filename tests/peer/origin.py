@@ -1,0 +1,216 @@
+#!/usr/bin/env python3
+"""A scripted HTTP origin on loopback: honest ranges, odd replies, and a log of the request bytes as they came.
+
+One thread for each connection. Content is generated from the path and the offset alone, so that any range of any
+file can be served and checked without a file on the disk.
+
+    origin.py --size BYTES [--rate BYTES_PER_SECOND]     prints its port, serves until its input ends
+"""
+
+import argparse
+import hashlib
+import random
+import re
+import socket
+import struct
+import sys
+import threading
+import time
+
+BLOCK = 1 << 16
+
+
+def content(size, seed=0, start=0, end=None):
+    """Bytes `start` to `end` (exclusive) of the generated file: 4096-byte pages, each unlike all others."""
+    end = size if end is None else min(end, size)
+    pieces = []
+    page = start // 4096
+    while page * 4096 < end:
+        pieces.append(hashlib.sha256(struct.pack("<QQ", seed, page)).digest() * 128)
+        page += 1
+    first = start // 4096 * 4096
+    return b"".join(pieces)[start - first:end - first] if end > start else b""
+
+
+def content_digest(size, seed=0):
+    digest = hashlib.sha256()
+    for start in range(0, size, BLOCK * 16):
+        digest.update(content(size, seed, start, start + BLOCK * 16))
+    return digest.hexdigest()
+
+
+def listen_low():
+    """A listener on a free loopback port below 32768: a proxy's port is a signed 16-bit setting."""
+    for _ in range(200):
+        listener = socket.socket()
+        listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        try:
+            listener.bind(("127.0.0.1", random.randrange(20000, 32000)))
+            listener.listen(128)
+            return listener
+        except OSError:
+            listener.close()
+    raise OSError("no free port")
+
+
+class Request:
+    def __init__(self, raw, connection):
+        self.raw = raw
+        self.connection = connection
+        words = raw.split(b"\r\n", 1)[0].split(b" ")
+        self.target = words[1].decode("latin-1") if len(words) > 1 else ""
+        self.path = re.sub(r"^http://[^/]*", "", self.target)
+
+    def header(self, name):
+        match = re.search(rb"(?im)^" + name.encode() + rb": ?(.*?)\r?$", self.raw)
+        return match.group(1).decode("latin-1") if match else None
+
+    def range(self):
+        match = re.match(r"bytes=(\d+)-(\d+)$", self.header("Range") or "")
+        return (int(match.group(1)), int(match.group(2))) if match else None
+
+
+class Origin:
+    """`replies` maps a path to a function of (socket, request); any other path is a 404."""
+
+    def __init__(self, rate=0):
+        self.rate = rate
+        self.replies = {}
+        self.requests = []  # every Request, in the order of arrival
+        self.open_sockets = set()
+        self.lock = threading.Lock()
+        self.listener = listen_low()
+        self.port = self.listener.getsockname()[1]
+        self.closing = False
+        threading.Thread(target=self._accept, daemon=True).start()
+
+    def url(self, path):
+        return "http://127.0.0.1:%d%s" % (self.port, path)
+
+    def close(self):
+        self.closing = True
+        self.listener.close()
+        with self.lock:
+            for connection in list(self.open_sockets):
+                try:
+                    connection.shutdown(socket.SHUT_RDWR)
+                except OSError:
+                    pass
+
+    def requests_for(self, path):
+        with self.lock:
+            return [r for r in self.requests if r.path == path]
+
+    def serve_file(self, path, size, seed=0, content_type="application/octet-stream", rate=None):
+        """An honest file with ranges. `rate` in bytes a second and connection; the origin's own if not given."""
+        pace = self.rate if rate is None else rate
+
+        def reply(connection, request):
+            wanted = request.range()
+            first, last = wanted if wanted else (0, size - 1)
+            last = min(last, size - 1)
+            head = "HTTP/1.1 %s\r\nContent-Type: %s\r\nContent-Length: %d\r\n" % (
+                "206 Partial Content" if wanted else "200 OK", content_type, last - first + 1)
+            if wanted:
+                head += "Content-Range: bytes %d-%d/%d\r\n" % (first, last, size)
+            connection.sendall(head.encode() + b"\r\n")
+            send_paced(connection, lambda a, b: content(size, seed, a, b), first, last + 1, pace)
+
+        self.replies[path] = reply
+
+    def serve_bytes(self, path, data):
+        """These bytes, whatever is asked, and then the end of the connection."""
+
+        def reply(connection, _request):
+            connection.sendall(data)
+            connection.shutdown(socket.SHUT_WR)
+
+        self.replies[path] = reply
+
+    def serve_redirect(self, path, location, status="302 Found"):
+        self.serve_bytes(path, ("HTTP/1.1 %s\r\nLocation: %s\r\nContent-Length: 0\r\n\r\n" % (status, location)).encode(
+            "latin-1"))
+
+    def _accept(self):
+        number = 0
+        while not self.closing:
+            try:
+                connection, _ = self.listener.accept()
+            except OSError:
+                return
+            number += 1
+            threading.Thread(target=self._serve, args=(connection, number), daemon=True).start()
+
+    def _serve(self, connection, number):
+        with self.lock:
+            self.open_sockets.add(connection)
+        connection.settimeout(60)
+        data = b""
+        try:
+            while True:
+                while b"\r\n\r\n" not in data:
+                    more = connection.recv(65536)
+                    if not more:
+                        return
+                    data += more
+                # A request may be followed by stray line ends; they belong to the log of the one before.
+                end = data.index(b"\r\n\r\n") + 4
+                connection.settimeout(0.05)
+                try:
+                    while len(data) == end or data[end:] == b"\r":
+                        more = connection.recv(65536)
+                        if not more:
+                            break
+                        data += more
+                except socket.timeout:
+                    pass
+                connection.settimeout(60)
+                while data[end:end + 2] == b"\r\n":
+                    end += 2
+                request = Request(data[:end], number)
+                data = data[end:]
+                with self.lock:
+                    self.requests.append(request)
+                reply = self.replies.get(request.path)
+                if reply is None:
+                    connection.sendall(b"HTTP/1.1 404 Not Found\r\nContent-Type: text/plain\r\nContent-Length: 0\r\n\r\n")
+                else:
+                    reply(connection, request)
+        except OSError:
+            pass
+        finally:
+            with self.lock:
+                self.open_sockets.discard(connection)
+            connection.close()
+
+
+def send_paced(connection, make, start, end, rate):
+    """Sends make(a, b) piece by piece, at most `rate` bytes a second (0: as fast as it goes)."""
+    piece = BLOCK if rate == 0 else max(1024, min(BLOCK, rate // 50))
+    began = time.monotonic()
+    position = start
+    while position < end:
+        stop = min(position + piece, end)
+        connection.sendall(make(position, stop))
+        position = stop
+        if rate:
+            ahead = (position - start) / rate - (time.monotonic() - began)
+            if ahead > 0:
+                time.sleep(ahead)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--size", type=int, required=True)
+    parser.add_argument("--rate", type=int, default=0)
+    parser.add_argument("--path", default="/demonstration.bin")
+    arguments = parser.parse_args()
+    origin = Origin(arguments.rate)
+    origin.serve_file(arguments.path, arguments.size)
+    print(origin.port, flush=True)
+    sys.stdin.buffer.read()
+    origin.close()
+
+
+if __name__ == "__main__":
+    main()

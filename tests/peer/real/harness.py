@@ -1,0 +1,257 @@
+"""The real program on a stage of its own: a virtual display for the whole run, and for each session a private copy of
+the program's folder with its own home, runtime folder and session bus. Whatever is started is ended by its id."""
+
+import atexit
+import hashlib
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(HERE)))
+sys.path[:0] = [os.path.join(ROOT, "scripts"), os.path.dirname(HERE)]
+
+from pellora import Companion, Windows  # noqa: E402
+
+PROGRAM = os.environ.get("PELLORA_PROGRAM", os.path.join(ROOT, "build/release/Pellora"))
+BUS_NAME = "PelloraProject.Pellora"
+OBJECT = "/PelloraProject/Pellora"
+
+
+def wait_until(condition, timeout, what):
+    """The first true value of `condition`, looked at often."""
+    end = time.monotonic() + timeout
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > end:
+            raise TimeoutError("waited %s s for %s" % (timeout, what))
+        time.sleep(0.05)
+
+
+def end_process(process, grace=10):
+    if process.poll() is None:
+        process.terminate()
+        try:
+            process.wait(grace)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
+
+
+def start_with_answer(command, log, **options):
+    """Starts a server that writes one line about itself to descriptor 3; returns it and the line."""
+    reader, writer = os.pipe()
+    os.set_inheritable(writer, True)
+    shell = ["/bin/sh", "-c", 'fd=$1; shift; eval "exec \\"\\$@\\" 3>&$fd $fd>&-"', "sh", str(writer), *command]
+    process = subprocess.Popen(shell, stdin=subprocess.DEVNULL, stdout=log, stderr=log, pass_fds=[writer], **options)
+    os.close(writer)
+    with os.fdopen(reader) as answer:
+        line = answer.readline().strip()
+    if not line:
+        end_process(process)
+        raise RuntimeError("%s did not start" % command[0])
+    return process, line
+
+
+class Stage:
+    """The run's folder and its display, shared by all sessions."""
+
+    _only = None
+
+    def __init__(self):
+        self.folder = tempfile.mkdtemp(prefix="pellora-peer.")
+        self.log = open(os.path.join(self.folder, "stage.log"), "wb")
+        self.processes = []
+        atexit.register(self.close)
+        display, number = start_with_answer(
+            ["Xvfb", "-displayfd", "3", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"], self.log)
+        self.processes.append(display)
+        self.display = ":" + number
+        self.env = dict(os.environ, DISPLAY=self.display)
+        self.env.pop("WAYLAND_DISPLAY", None)
+        self.processes.append(subprocess.Popen(["openbox"], env=self.env, stdin=subprocess.DEVNULL, stdout=self.log,
+                                               stderr=self.log))
+        self.windows = Windows(self.env)
+        self.sessions = 0
+
+    @classmethod
+    def get(cls):
+        if cls._only is None:
+            cls._only = cls()
+        return cls._only
+
+    def new_folder(self, name):
+        self.sessions += 1
+        folder = os.path.join(self.folder, "%03d-%s" % (self.sessions, name))
+        os.mkdir(folder)
+        return folder
+
+    def close(self):
+        for process in reversed(self.processes):
+            end_process(process)
+        self.processes = []
+        self.log.close()
+        if not os.environ.get("PELLORA_KEEP"):
+            shutil.rmtree(self.folder, ignore_errors=True)
+
+
+class Session:
+    """One user of the program. `settings` are keys of [Options]; the folders lie in the session's own home."""
+
+    def __init__(self, name, **settings):
+        stage = Stage.get()
+        self.stage = stage
+        self.root = stage.new_folder(name)
+        self.home = os.path.join(self.root, "home")
+        self.downloads = os.path.join(self.root, "downloads") + "/"
+        self.parts = os.path.join(self.root, "parts") + "/"
+        self.program = os.path.join(self.root, "program")
+        runtime = os.path.join(self.root, "runtime")
+        config = os.path.join(self.root, "config")
+        data = os.path.join(self.root, "data")
+        for folder in (self.home, self.downloads, self.parts, os.path.join(config, "pellora"), data):
+            os.makedirs(folder)
+        os.mkdir(runtime, 0o700)
+        shutil.copytree(PROGRAM, self.program, ignore=shutil.ignore_patterns("Pellora.dat*"))
+        self.list_file = os.path.join(self.program, "Pellora.dat")
+        self.settings_file = os.path.join(config, "pellora", "Pellora.ini")
+        # The clipboard belongs to the whole display: a session must not ask about another one's URL.
+        self.write_settings(self.settings_file, {"CheckClipboard": "False", "MaxSimulDownlads": "9", **settings})
+        self.write_settings(os.path.join(config, "pellora", "Brenmoor.ini"),
+                            {"DownloadFolder": self.downloads, "TempFolder": self.parts})
+
+        self.env = {k: v for k, v in stage.env.items() if not k.startswith(("DBUS_", "XDG_"))}
+        self.env.update(HOME=self.home, XDG_RUNTIME_DIR=runtime, XDG_CONFIG_HOME=config, XDG_DATA_HOME=data,
+                        QT_QPA_PLATFORM="xcb", TMPDIR=runtime)
+        self.log = open(os.path.join(self.root, "program.log"), "wb")
+        self.bus, address = start_with_answer(["dbus-daemon", "--session", "--nofork", "--print-address=3", "--address=unix:path=%s/bus" % runtime], self.log,
+                                              env=self.env)
+        self.env["DBUS_SESSION_BUS_ADDRESS"] = address
+        self.companion = Companion(os.path.join(self.program, "pelloractl"), self.env)
+        self.process = None
+
+    @staticmethod
+    def write_settings(path, values):
+        with open(path, "w", encoding="utf-8") as f:
+            f.write("[Options]\n" + "".join("%s=%s\n" % pair for pair in values.items()))
+
+    def start(self):
+        self.process = self.launch()
+        wait_until(lambda: self.name_taken() or self.process.poll() is not None, 30, "the program on its bus")
+        if self.process.poll() is not None:
+            raise RuntimeError("the program ended at once, code %s\n%s" % (self.process.returncode, self.read_log()))
+        return self
+
+    def launch(self):
+        return subprocess.Popen([os.path.join(self.program, "Pellora")], env=self.env, cwd=self.home,
+                                stdin=subprocess.DEVNULL, stdout=self.log, stderr=self.log)
+
+    def read_log(self):
+        with open(os.path.join(self.root, "program.log"), encoding="utf-8", errors="replace") as f:
+            return f.read()
+
+    def call(self, destination, path, method, *arguments):
+        return subprocess.run(["gdbus", "call", "--session", "--dest", destination, "--object-path", path, "--method",
+                               method, *arguments], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
+                              timeout=60, check=False)
+
+    def name_taken(self):
+        answer = self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner", BUS_NAME)
+        return b"true" in answer.stdout
+
+    def menu_url(self, url, referrer="", cookie=""):
+        answer = self.call(BUS_NAME, OBJECT, BUS_NAME + ".MenuURL", url, referrer, cookie)
+        if answer.returncode != 0:
+            raise RuntimeError(answer.stderr.decode(errors="replace"))
+
+    def resume(self):
+        result = self.companion.run("resume")
+        if result.returncode != 0:
+            raise RuntimeError("pelloractl resume: " + result.stderr.decode(errors="replace"))
+
+    def alive(self):
+        return self.process is not None and self.process.poll() is None
+
+    def answers(self):
+        """Seconds that the program took to answer a call; its one thread also serves its windows."""
+        began = time.monotonic()
+        self.companion.downloads()
+        return time.monotonic() - began
+
+    def own_windows(self):
+        """The windows of this session's program alone: other sessions share the display."""
+        pid = str(self.process.pid) if self.process else ""
+        return [w for w in self.stage.windows.all() if self._pid_of(w[0]) == pid]
+
+    def _pid_of(self, window):
+        return self.stage.windows._xprop("-id", window, "_NET_WM_PID").partition("= ")[2].strip()
+
+    def dialogs(self):
+        return [(window, title) for window, title, is_dialog in self.own_windows() if is_dialog]
+
+    def wait_dialog(self, timeout=20):
+        return wait_until(self.dialogs, timeout, "a message box")[0]
+
+    def press(self, window, key):
+        subprocess.run(["xdotool", "windowactivate", "--sync", window, "key", "--clearmodifiers", key],
+                       env=self.stage.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=20, check=False)
+
+    def memory(self, field="VmHWM"):
+        """Bytes; VmHWM is the most that the process ever held."""
+        with open("/proc/%d/status" % self.process.pid, encoding="ascii") as f:
+            for line in f:
+                if line.startswith(field + ":"):
+                    return int(line.split()[1]) * 1024
+        raise RuntimeError("no %s" % field)
+
+    def stop(self):
+        """A termination signal; returns the exit code."""
+        self.process.terminate()
+        try:
+            return self.process.wait(20)
+        finally:
+            if self.process.poll() is None:
+                self.process.kill()
+                self.process.wait()
+
+    def kill(self):
+        self.process.send_signal(signal.SIGKILL)
+        self.process.wait()
+
+    def close(self):
+        if self.alive():
+            end_process(self.process)
+        end_process(self.bus)
+        self.log.close()
+        if not os.environ.get("PELLORA_KEEP"):
+            shutil.rmtree(self.root, ignore_errors=True)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def tree(self):
+        """Every file below the session, but for the two folders, the logs and what the desktop's libraries cache."""
+        found = set()
+        for folder, _, names in os.walk(self.root):
+            for name in names:
+                path = os.path.join(folder, name)
+                if not path.startswith((self.downloads, self.parts)) and "/.cache/" not in path:
+                    found.add(os.path.relpath(path, self.root))
+        return found
+
+
+def digest(path):
+    value = hashlib.sha256()
+    with open(path, "rb") as f:
+        for block in iter(lambda: f.read(1 << 20), b""):
+            value.update(block)
+    return value.hexdigest()

@@ -1,0 +1,112 @@
+"""Reads Pellora.dat as any program could: little-endian, no padding, strings counted by 16 bits."""
+
+import dataclasses
+import struct
+
+MAGIC = 99951
+
+
+@dataclasses.dataclass
+class Segment:
+    range_start: int
+    range_end: int
+    received_now: int
+    received_total: int
+    range_size: int
+    temp_file: bytes
+    state: int
+
+
+@dataclasses.dataclass
+class Record:
+    file_name: bytes
+    host: bytes
+    port: int
+    save_path: bytes
+    paused: bool
+    file_size: int
+    received: int
+    in_use: bool
+    finished: bool
+    active: bool
+    url: bytes
+    segments: list  # without the unused element 0
+
+    @property
+    def kept(self):
+        """Bytes that a resume will not ask for again."""
+        return sum(s.received_now + s.received_total for s in self.segments)
+
+
+class _Reader:
+    def __init__(self, data):
+        self.data = data
+        self.at = 0
+
+    def take(self, form):
+        values = struct.unpack_from("<" + form, self.data, self.at)
+        self.at += struct.calcsize("<" + form)
+        return values if len(values) > 1 else values[0]
+
+    def text(self):
+        count = self.take("H")
+        text = self.data[self.at:self.at + count]
+        if len(text) != count:
+            raise ValueError("the file ends inside a string")
+        self.at += count
+        return text
+
+
+def _segment(r):
+    start, end, now, total, size = r.take("iiiii")
+    r.take("hhh")
+    temp_file = r.text()
+    state, _last_activity = r.take("hf")
+    return Segment(start, end, now, total, size, temp_file, state)
+
+
+def _record(r):
+    r.take("h")
+    segments = []
+    if r.take("H") == 1:
+        count, _bound = r.take("ii")
+        segments = [_segment(r) for _ in range(count)]
+    segment_count = r.take("h")
+    file_name, _path, host = r.text(), r.text(), r.text()
+    port = r.take("i")
+    for _ in range(3):  # user, password, reserved
+        r.text()
+    r.take("h")
+    save_path = r.text()
+    r.take("hh")
+    for _ in range(4):  # RestState, ConnectState, reserved, Referer
+        r.text()
+    _queued, _scheduled, paused, _continue, _tick = r.take("hhhhI")
+    size, received, _elapsed, _remaining = r.take("iiff")
+    in_use, _valid, finished, _removed, active, _percent = r.take("hhhhhf")
+    url = r.text()
+    r.take("hd")
+    return Record(file_name, host, port, save_path, paused != 0, size, received, in_use != 0, finished != 0, active != 0,
+                  url, segments[1:segment_count + 1])
+
+
+def read(path):
+    """Every record but the blank first, free slots too. ValueError or struct.error if the file is not whole."""
+    with open(path, "rb") as f:
+        r = _Reader(f.read())
+    if r.take("i") != MAGIC:
+        raise ValueError("not a list file")
+    count = r.take("h")
+    return [_record(r) for _ in range(count + 1)][1:]
+
+
+def find(path, url):
+    """The record of a URL, or None; None also while there is no whole list yet."""
+    try:
+        records = read(path)
+    except (OSError, ValueError, struct.error):
+        return None
+    for record in records:
+        if record.in_use and record.url == url.encode():
+            return record
+    return None

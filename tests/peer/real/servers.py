@@ -1,0 +1,107 @@
+"""nginx and tinyproxy on loopback, each from its own configuration in a folder of the run."""
+
+import os
+import socket
+import subprocess
+import time
+
+import harness
+import origin
+
+
+def free_port():
+    listener = origin.listen_low()
+    port = listener.getsockname()[1]
+    listener.close()
+    return port
+
+
+def wait_port(port, process):
+    end = time.monotonic() + 10
+    while time.monotonic() < end:
+        if process.poll() is not None:
+            break
+        try:
+            socket.create_connection(("127.0.0.1", port), 0.5).close()
+            return
+        except OSError:
+            time.sleep(0.05)
+    raise RuntimeError("no server came up on port %d" % port)
+
+
+NGINX = """
+daemon off;
+master_process off;
+worker_processes 1;
+pid {folder}/nginx.pid;
+error_log {folder}/error.log;
+events {{ worker_connections 256; }}
+http {{
+  access_log {folder}/access.log;
+  client_body_temp_path {folder}/body;
+  proxy_temp_path {folder}/proxy;
+  fastcgi_temp_path {folder}/fastcgi;
+  uwsgi_temp_path {folder}/uwsgi;
+  scgi_temp_path {folder}/scgi;
+  default_type application/octet-stream;
+  sendfile on;
+  limit_conn_zone $server_port zone=each:1m;
+  server {{ listen 127.0.0.1:{plain}; root {folder}/files; }}
+  server {{ listen 127.0.0.1:{whole}; root {folder}/files; max_ranges 0; }}
+  server {{ listen 127.0.0.1:{slow}; root {folder}/files; limit_rate 400k; }}
+  server {{ listen 127.0.0.1:{crowded}; root {folder}/files; limit_conn each 2; limit_rate 400k; }}
+}}
+"""
+
+
+class Nginx:
+    """Four servers over the same files: `plain` with ranges, `whole` without, `slow` at 400 KiB/s for each
+    connection, and `crowded`, which serves two connections at a time and answers 503 to any more."""
+
+    def __init__(self):
+        self.folder = harness.Stage.get().new_folder("nginx")
+        self.files = os.path.join(self.folder, "files")
+        os.mkdir(self.files)
+        self.plain, self.whole, self.slow, self.crowded = (free_port() for _ in range(4))
+        config = os.path.join(self.folder, "nginx.conf")
+        with open(config, "w", encoding="ascii") as f:
+            f.write(NGINX.format(folder=self.folder, plain=self.plain, whole=self.whole, slow=self.slow,
+                                 crowded=self.crowded))
+        with open(os.path.join(self.folder, "stderr.log"), "wb") as log:
+            self.process = subprocess.Popen(["/usr/sbin/nginx", "-p", self.folder, "-c", config, "-e",
+                                             os.path.join(self.folder, "start.log")],
+                                            stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+        os.chmod(harness.Stage.get().folder, 0o755)
+        wait_port(self.plain, self.process)
+
+    def put(self, name, data):
+        with open(os.path.join(self.files, name), "wb") as f:
+            f.write(data)
+
+    @staticmethod
+    def url(port, name):
+        return "http://127.0.0.1:%d/%s" % (port, name)
+
+    def close(self):
+        harness.end_process(self.process)
+
+
+class Tinyproxy:
+    def __init__(self):
+        self.folder = harness.Stage.get().new_folder("tinyproxy")
+        self.port = free_port()
+        self.log = os.path.join(self.folder, "tinyproxy.log")
+        config = os.path.join(self.folder, "tinyproxy.conf")
+        with open(config, "w", encoding="ascii") as f:
+            f.write("Port %d\nListen 127.0.0.1\nAllow 127.0.0.1\nTimeout 60\nMaxClients 50\nLogLevel Connect\n"
+                    "LogFile \"%s\"\nPidFile \"%s/tinyproxy.pid\"\n" % (self.port, self.log, self.folder))
+        self.process = subprocess.Popen(["tinyproxy", "-d", "-c", config], stdin=subprocess.DEVNULL,
+                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_port(self.port, self.process)
+
+    def log_text(self):
+        with open(self.log, encoding="utf-8", errors="replace") as f:
+            return f.read()
+
+    def close(self):
+        harness.end_process(self.process)

@@ -1,0 +1,158 @@
+"""Servers that mean harm or talk nonsense: the program answers, its memory stays bounded, and nothing is written
+outside the two folders."""
+
+import os
+import sys
+import time
+import unittest
+
+import harness
+import origin
+
+MEMORY_BOUND = 24 << 20  # what a hostile reply may add to the most that the process ever held
+
+
+class Hostile(unittest.TestCase):
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.session = harness.Session("hostile", MaxSegments=4)
+        self.addCleanup(self.session.close)
+        self.session.start()
+        # A first ordinary download, so that what every download needs is there before memory is measured.
+        self.origin.serve_file("/first.bin", 200000)
+        first = self.origin.url("/first.bin")
+        self.session.menu_url(first)
+        self.session.companion.wait_finished([first], 30)
+        time.sleep(0.5)
+        self.before = self.session.memory()
+        self.files = self.session.tree()
+
+    def check_unharmed(self):
+        self.assertTrue(self.session.alive(), self.session.read_log())
+        self.assertLess(self.session.answers(), 2.0)
+        grown = self.session.memory() - self.before
+        sys.stderr.write(" [memory grew by %.1f MiB at most] " % (grown / (1 << 20)))
+        self.assertLess(grown, MEMORY_BOUND)
+        self.assertEqual(self.session.tree() - self.files, set(), "files outside the two folders")
+        for folder in (self.session.downloads, self.session.parts):
+            for parent, names, _ in os.walk(folder):
+                self.assertEqual(names, [], "a folder was made in " + parent)
+        # An ordinary download still goes through, whatever stands on the screen.
+        self.origin.serve_file("/after.bin", 200000, seed=3)
+        after = self.origin.url("/after.bin")
+        self.session.menu_url(after)
+        [download] = self.session.companion.wait_finished([after], 30)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(200000, seed=3))
+        self.assertEqual(self.session.stop(), 0)
+
+    def part_bytes(self):
+        return sum(os.path.getsize(os.path.join(self.session.parts, name)) for name in os.listdir(self.session.parts))
+
+    def pour(self, head, block, seconds=4.0):
+        """A reply that begins with `head` and goes on with `block` for as long as the peer takes it."""
+
+        def reply(connection, _request):
+            end = time.monotonic() + seconds
+            connection.sendall(head)
+            while time.monotonic() < end:
+                connection.sendall(block)
+
+        return reply
+
+    def test_headers_without_an_end(self):
+        self.origin.replies["/endless.bin"] = self.pour(b"HTTP/1.1 200 OK\r\n", b"X-Filler: 0123456789\r\n" * 4000)
+        self.session.menu_url(self.origin.url("/endless.bin"))
+        self.session.wait_dialog()
+        time.sleep(2)
+        # While its message stands, the window reads no more: the stream does not fill the disk.
+        self.assertLess(self.part_bytes(), 8 << 20)
+        self.assertEqual(len(self.session.dialogs()), 1)
+        self.check_unharmed()
+
+    def test_a_first_block_without_a_line_end(self):
+        self.origin.replies["/line.bin"] = self.pour(b"", b"A" * 65536)
+        self.session.menu_url(self.origin.url("/line.bin"))
+        self.session.wait_dialog()
+        time.sleep(2)
+        self.assertLess(self.part_bytes(), 8 << 20)
+        self.check_unharmed()
+
+    def test_a_name_of_300_bytes_is_refused(self):
+        path = "/" + "n" * 300
+        self.origin.serve_file(path, 20000)
+        self.session.menu_url(self.origin.url(path))
+        window, _ = self.session.wait_dialog()
+        self.session.press(window, "Return")
+        harness.wait_until(lambda: self.session.companion.find(self.origin.url(path)) is None, 10, "the record to go")
+        self.assertEqual(os.listdir(self.session.parts), [])
+        self.check_unharmed()
+
+    def test_a_name_of_two_dots_makes_no_file_elsewhere(self):
+        for path in ("/x/..", "/x/."):
+            self.origin.serve_file(path, 20000)
+            self.session.menu_url(self.origin.url(path))
+        time.sleep(3)
+        self.assertEqual(sorted(os.listdir(self.session.downloads)), ["first.bin"])
+        for _ in range(4):
+            for window, _title in self.session.dialogs():
+                self.session.press(window, "Return")
+        self.check_unharmed()
+
+    def test_redirects_to_names_with_separators_and_control_characters(self):
+        names = ("a\\..\\b", "..\\..\\c", "bell\x07bell", "tab\tname", "escape\x1b[2Jname", "quote\"name", "colon:name")
+        for i, name in enumerate(names):
+            self.origin.serve_redirect("/r%d" % i, "http://127.0.0.1/t%d/%s" % (i, name))
+            self.origin.serve_file("/t%d/%s" % (i, name), 20000)
+            self.session.menu_url(self.origin.url("/r%d" % i))
+        time.sleep(4)
+        for _ in range(3):
+            for window, _title in self.session.dialogs():
+                self.session.press(window, "Return")
+        for name in os.listdir(self.session.downloads) + os.listdir(self.session.parts):
+            for forbidden in '?\\:*<>\'"':
+                self.assertNotIn(forbidden, name)
+        self.check_unharmed()
+
+    def test_a_location_of_1_mib(self):
+        self.origin.serve_bytes("/long", b"HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1/" + b"l" * (1 << 20)
+                                + b"\r\nContent-Length: 0\r\n\r\n")
+        self.session.menu_url(self.origin.url("/long"))
+        time.sleep(3)
+        for window, _title in self.session.dialogs():
+            self.session.press(window, "Return")
+        self.check_unharmed()
+
+    def test_ten_thousand_redirects(self):
+        for step in range(10000):
+            self.origin.serve_redirect("/r/%d" % step, "http://127.0.0.1/r/%d" % (step + 1))
+        self.origin.serve_file("/r/10000", 20000, seed=9)
+        self.session.menu_url(self.origin.url("/r/0"))
+        last = "http://127.0.0.1/r/10000"
+        worst = 0.0
+        end = time.monotonic() + 180
+        while time.monotonic() < end:
+            worst = max(worst, self.session.answers())
+            found = self.session.companion.find(last)
+            if found and found.finished:
+                break
+            time.sleep(0.5)
+        [download] = self.session.companion.wait_finished([last], 1)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000, seed=9))
+        self.assertLess(worst, 2.0)
+        self.check_unharmed()
+
+    def test_lengths_that_are_no_lengths(self):
+        for i, length in enumerate(("-1", "3000000000", "99999999999999999999", "1e3", "", "0x100")):
+            self.origin.serve_bytes("/length%d.bin" % i, ("HTTP/1.1 200 OK\r\nContent-Length: %s\r\n\r\nbody" % length)
+                                    .encode())
+            self.session.menu_url(self.origin.url("/length%d.bin" % i))
+        time.sleep(4)
+        names = set(os.listdir(self.session.downloads)) - {"first.bin"}
+        for name in names:
+            self.assertLess(os.path.getsize(self.session.downloads + name), 5000, name)
+        self.check_unharmed()
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,137 @@
+"""Start, second start and end of the real program, and the doors that scripts use."""
+
+import os
+import subprocess
+import time
+import unittest
+
+import harness
+import listfile
+import origin
+
+
+class Life(unittest.TestCase):
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.session = harness.Session("life", MaxSegments=4)
+        self.addCleanup(self.session.close)
+        self.session.start()
+
+    def running(self, path="/slow.bin", size=4000000, rate=100000):
+        self.origin.serve_file(path, size, rate=rate)
+        url = self.origin.url(path)
+        self.session.menu_url(url)
+        harness.wait_until(lambda: (self.session.companion.find(url) or 0) and
+                           self.session.companion.find(url).received > 0, 20, "the first bytes")
+        return url
+
+    def test_a_termination_signal_saves_the_list_and_ends_well(self):
+        url = self.running()
+        time.sleep(2)
+        received = self.session.companion.find(url).received
+        self.assertEqual(self.session.stop(), 0)
+        record = listfile.find(self.session.list_file, url)
+        self.assertIsNotNone(record)
+        self.assertTrue(record.paused)
+        self.assertFalse(record.active)
+        self.assertGreaterEqual(record.kept, received)
+
+    def test_what_was_running_comes_back_paused_and_is_resumed_where_it_stood(self):
+        url = self.running()
+        time.sleep(2)
+        self.session.stop()
+        kept = listfile.find(self.session.list_file, url).kept
+        asked = len(self.origin.requests_for("/slow.bin"))
+        self.session.start()
+        time.sleep(1)
+        self.assertEqual(self.session.companion.find(url).state, "paused")
+        self.assertEqual(len(self.origin.requests_for("/slow.bin")), asked)
+        self.origin.serve_file("/slow.bin", 4000000)
+        self.session.resume()
+        [download] = self.session.companion.wait_finished([url], 30)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(4000000))
+        ranges = [r.range() for r in self.origin.requests_for("/slow.bin")[asked:] if r.range()]
+        self.assertEqual(sum(last - first + 1 for first, last in ranges), 4000000 - kept)
+
+    def test_a_second_start_says_found_raises_the_first_and_leaves_the_list_alone(self):
+        self.origin.serve_file("/done.bin", 20000)
+        url = self.origin.url("/done.bin")
+        self.session.menu_url(url)
+        self.session.companion.wait_finished([url], 20)
+        harness.wait_until(lambda: (listfile.find(self.session.list_file, url) or 0) and
+                           listfile.find(self.session.list_file, url).finished, 10, "the save")
+        self.session.process.send_signal(19)  # SIGSTOP: whatever is written now, the second copy wrote it
+        before = self.read_list()
+        second = self.session.launch()
+        try:
+            time.sleep(1)
+            self.session.process.send_signal(18)  # SIGCONT
+            box = harness.wait_until(lambda: self.dialogs_of(second.pid), 10, "the second copy's message")
+            self.session.press(box[0], "Return")
+            self.assertEqual(second.wait(10), 0)
+        finally:
+            self.session.process.send_signal(18)
+            harness.end_process(second)
+        self.assertEqual(self.read_list(), before)
+        self.assertTrue(self.session.alive())
+        self.assertLess(self.session.answers(), 2)
+
+    def read_list(self):
+        with open(self.session.list_file, "rb") as f:
+            return f.read()
+
+    def dialogs_of(self, pid):
+        return [w for w, _, is_dialog in self.session.stage.windows.all()
+                if is_dialog and self.session._pid_of(w) == str(pid)]
+
+    def test_bad_urls_at_the_bus_get_a_message_and_change_nothing(self):
+        for url in ("https://example.com/x", "http://example", "", "ftp:/x", "file:///etc/passwd"):
+            self.session.menu_url(url)
+            window, _ = self.session.wait_dialog(10)
+            self.session.press(window, "Return")
+            harness.wait_until(lambda: not self.session.dialogs(), 10, "the message to go")
+        self.assertEqual(self.session.companion.downloads(), [])
+
+    def test_leech_url_adds_nothing(self):
+        answer = self.session.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME + ".LeechURL",
+                                   "http://127.0.0.1/x.bin", "")
+        self.assertEqual(answer.returncode, 0, answer.stderr)
+        time.sleep(1)
+        self.assertEqual(self.session.companion.downloads(), [])
+
+    def test_a_call_with_wrong_arguments_is_refused_and_changes_nothing(self):
+        answer = self.session.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME + ".MenuURL",
+                                   "http://127.0.0.1/x.bin")
+        self.assertNotEqual(answer.returncode, 0)
+        self.assertEqual(self.session.companion.downloads(), [])
+
+    def test_the_companion_waits_until_all_is_done(self):
+        url = self.running(size=400000)
+        result = self.session.companion.run("wait", "--progress", "--timeout", "30")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertTrue(self.session.companion.find(url).finished)
+
+    def test_the_companion_gives_up_waiting_at_its_time_limit(self):
+        self.running(size=40000000)
+        began = time.monotonic()
+        result = self.session.companion.run("wait", "--timeout", "2")
+        self.assertNotEqual(result.returncode, 0)
+        self.assertLess(time.monotonic() - began, 10)
+
+    def test_the_companion_says_so_when_no_program_runs(self):
+        self.session.stop()
+        activation = os.path.join(self.session.env["XDG_DATA_HOME"], "dbus-1", "services",
+                                  harness.BUS_NAME + ".service")
+        if os.path.exists(activation):
+            os.remove(activation)
+        subprocess.run(["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path",
+                        "/org/freedesktop/DBus", "--method", "org.freedesktop.DBus.ReloadConfig"],
+                       env=self.session.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=20, check=True)
+        result = self.session.companion.run("list")
+        self.assertNotEqual(result.returncode, 0)
+        self.assertNotEqual(result.stderr, b"")
+
+
+if __name__ == "__main__":
+    unittest.main()

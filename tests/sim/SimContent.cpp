@@ -1,0 +1,44 @@
+#include "SimContent.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "SimRandom.h"
+
+namespace pellora {
+
+SimContent SimContent::Generated(std::uint64_t length, std::uint64_t salt) {
+  SimContent content;
+  content.length_ = length;
+  content.salt_ = salt;
+  return content;
+}
+
+void SimContent::Read(std::uint64_t offset, std::span<char> to) const {
+  if (to.empty()) return;
+  if (bytes_) {
+    std::memcpy(to.data(), bytes_->data() + offset, to.size());
+    return;
+  }
+  constexpr std::uint64_t kWord = 8;
+  std::size_t done = 0;
+  while (done < to.size()) {
+    const std::uint64_t at = offset + done;
+    const std::uint64_t word = SimRandom(salt_ * 0xD1342543DE82EF95ULL + at / kWord).Next();
+    std::array<char, kWord> bytes{};
+    std::memcpy(bytes.data(), &word, kWord);
+    const std::size_t from = static_cast<std::size_t>(at % kWord);
+    const std::size_t count = std::min<std::size_t>(kWord - from, to.size() - done);
+    std::memcpy(to.data() + done, bytes.data() + from, count);
+    done += count;
+  }
+}
+
+std::string SimContent::Bytes(std::uint64_t offset, std::uint64_t length) const {
+  std::string bytes(static_cast<std::size_t>(length), '\0');
+  Read(offset, bytes);
+  return bytes;
+}
+
+}  // namespace pellora

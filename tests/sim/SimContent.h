@@ -1,0 +1,32 @@
+// SimContent: the bytes of a file, given or computed from their offset, so that a large file costs nothing.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace pellora {
+
+class SimContent {
+ public:
+  SimContent() = default;
+  SimContent(std::string bytes)  // NOLINT(google-explicit-constructor): a text is a content
+      : length_(bytes.size()), bytes_(std::make_shared<const std::string>(std::move(bytes))) {}
+  SimContent(const char* text) : SimContent(std::string(text)) {}  // NOLINT(google-explicit-constructor)
+  // `length` bytes, each a function of its offset and of `salt`.
+  static SimContent Generated(std::uint64_t length, std::uint64_t salt = 1);
+
+  std::uint64_t Length() const { return length_; }
+  // Fills `to` with the bytes from `offset` on; all of them must lie inside.
+  void Read(std::uint64_t offset, std::span<char> to) const;
+  std::string Bytes(std::uint64_t offset, std::uint64_t length) const;
+  std::string All() const { return Bytes(0, length_); }
+
+ private:
+  std::uint64_t length_ = 0;
+  std::uint64_t salt_ = 0;
+  std::shared_ptr<const std::string> bytes_;  // null: generated
+};
+
+}  // namespace pellora

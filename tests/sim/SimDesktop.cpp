@@ -1,0 +1,212 @@
+#include "SimDesktop.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+#include "platform/Controls.h"
+#include "platform/Failure.h"
+
+namespace pellora {
+
+std::optional<std::string> SimSettings::Get(const std::string& application, const std::string& key) const {
+  const auto at = values.find({application, key});
+  if (at == values.end()) return std::nullopt;
+  return at->second;
+}
+
+void SimSettings::Set(const std::string& application, const std::string& key, const std::string& value) {
+  if (failWrites) throw Failure(FailureNumber::File, application + ".ini: cannot be written");
+  values[{application, key}] = value;
+}
+
+std::optional<std::string> SimClipboard::Text() const {
+  constexpr std::size_t kLongest = 64 * 1024;
+  if (!text || text->size() > kLongest) return std::nullopt;
+  return text;
+}
+
+void SimDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> answered) {
+  const std::uint64_t id = nextId_++;
+  boxes_.push_back(request);
+  standing_.push_back({id, request, std::move(answered)});
+  CountStanding();
+  loop_.Trace().Note(loop_.Time(), "box", id, 0, request.text);
+  for (const Rule& rule : rules_) {
+    if (request.text.find(rule.part) == std::string::npos) continue;
+    const int answer = (request.style & kYesNo) == 0 ? kAnswerOk : rule.answer;
+    const SimLoop::Micros at = loop_.Time() + static_cast<SimLoop::Micros>(rule.delay) * SimLoop::kMillisecond;
+    loop_.InWorld(at, [this, id, answer] { AnswerBox(id, answer); });
+    return;
+  }
+}
+
+void SimDialogs::AskSavePath(const SaveRequest& request,
+                             std::function<void(std::optional<std::string> path)> answered) {
+  const std::uint64_t id = nextId_++;
+  saves_.push_back(request);
+  loop_.Trace().Note(loop_.Time(), "save", id, 0, request.proposal);
+  standingSaves_.push_back({id, {}, std::move(answered)});
+  CountStanding();
+  if (choose_) {
+    loop_.InWorld(loop_.Time(), [this, id, path = choose_(request)] {
+      if (!standingSaves_.empty() && standingSaves_.front().id == id) AnswerNextSave(path);
+    });
+  }
+}
+
+bool SimDialogs::Asked(const std::string& part) const {
+  return std::any_of(boxes_.begin(), boxes_.end(),
+                     [&](const BoxRequest& box) { return box.text.find(part) != std::string::npos; });
+}
+
+const BoxRequest& SimDialogs::Next() const {
+  if (standing_.empty()) throw std::logic_error("no box stands");
+  return standing_.front().request;
+}
+
+void SimDialogs::AnswerNext(int answer) {
+  const bool yesNo = (Next().style & kYesNo) != 0;
+  if (yesNo ? answer != kAnswerYes && answer != kAnswerNo : answer != kAnswerOk) {
+    throw std::logic_error("the box has no button for that answer: " + Next().text);
+  }
+  AnswerBox(standing_.front().id, answer);
+}
+
+void SimDialogs::AnswerNextSave(std::optional<std::string> path) {
+  if (standingSaves_.empty()) throw std::logic_error("no save dialog stands");
+  auto answered = std::move(standingSaves_.front().answered);
+  standingSaves_.pop_front();
+  loop_.Post([answered = std::move(answered), path = std::move(path)] { answered(path); });
+}
+
+void SimDialogs::AutoAnswer(const std::string& part, int answer, std::uint32_t delay) {
+  rules_.push_back({part, answer, delay});
+}
+
+void SimDialogs::AnswerBox(std::uint64_t id, int answer) {
+  const auto at = std::find_if(standing_.begin(), standing_.end(), [id](const auto& box) { return box.id == id; });
+  if (at == standing_.end()) return;
+  auto answered = std::move(at->answered);
+  standing_.erase(at);
+  loop_.Post([answered = std::move(answered), answer] { answered(answer); });
+}
+
+void SimDialogs::CountStanding() { most_ = std::max(most_, standing_.size() + standingSaves_.size()); }
+
+void SimShell::OpenPath(const std::string& path, const std::string& workingFolder) {
+  opened.emplace_back(path, workingFolder);
+}
+
+void SimShell::OpenUrl(const std::string& url) {
+  for (const char* scheme : {"http://", "https://", "ftp://"}) {
+    if (url.rfind(scheme, 0) == 0) {
+      urls.push_back(url);
+      return;
+    }
+  }
+}
+
+void SimShell::Start(const std::string& program, const std::vector<std::string>& arguments) {
+  if (!disk_.Has(program)) throw Failure(FailureNumber::File, program + ": no such program");
+  started.emplace_back(program, arguments);
+}
+
+void SimMachine::End(int code) {
+  if (!endCode) endCode = code;
+  loop_.End();
+}
+
+std::string SimLocale::DateTimeText(double serial) const {
+  constexpr double kLastDay = 2958465;  // 9999-12-31
+  if (!(serial > -657435.0) || !(serial < kLastDay + 1)) return "";
+  const double day = std::floor(serial);
+  const int seconds = static_cast<int>((serial - day) * 86400.0 + 0.5);
+  const auto two = [](int n) { return (n < 10 ? "0" : "") + std::to_string(n); };
+  std::string text;
+  if (day != 0) {
+    // Days since 1 March 0000, in eras of 400 years.
+    const auto z = static_cast<std::int64_t>(day) - 25569 + 719468;
+    const std::int64_t era = (z >= 0 ? z : z - 146096) / 146097;
+    const auto inEra = static_cast<int>(z - era * 146097);
+    const int year = (inEra - inEra / 1460 + inEra / 36524 - inEra / 146096) / 365;
+    const int inYear = inEra - (365 * year + year / 4 - year / 100);
+    const int shifted = (5 * inYear + 2) / 153;
+    const int month = shifted < 10 ? shifted + 3 : shifted - 9;
+    const std::int64_t fullYear = year + era * 400 + (month <= 2 ? 1 : 0);
+    text = std::to_string(fullYear) + "-" + two(month) + "-" + two(inYear - (153 * shifted + 2) / 5 + 1);
+  }
+  if (seconds == 0 && day != 0) return text;
+  if (!text.empty()) text += " ";
+  return text + two(seconds / 3600) + ":" + two(seconds / 60 % 60) + ":" + two(seconds % 60);
+}
+
+void SimTray::SetTip(const std::string& text) {
+  tip = text;
+  tips.push_back(text);
+}
+
+void SimTray::SetLevel(int aLevel) {
+  level = aLevel;
+  levels.push_back(aLevel);
+}
+
+class SimView final : public WindowView {
+ public:
+  explicit SimView(SimViewRecord& record) : record_(record) {}
+  ~SimView() override {
+    record_.window = nullptr;
+    record_.visible = false;
+  }
+  void Show() override {
+    record_.visible = true;
+    ++record_.shown;
+  }
+  void Hide() override {
+    record_.visible = false;
+    ++record_.hidden;
+  }
+  void Raise() override { ++record_.raised; }
+  void Changed(const Control* control) override {
+    ++record_.changes;
+    if (control) ++record_.changesOf[control->Name];
+  }
+
+ private:
+  SimViewRecord& record_;
+};
+
+std::unique_ptr<WindowView> SimWindows::NewView(Window& window) {
+  SimViewRecord& record = records_.emplace_back();
+  record.window = &window;
+  record.typeName = window.TypeName;
+  return std::make_unique<SimView>(record);
+}
+
+std::vector<Window*> SimWindows::Loaded() const {
+  std::vector<Window*> windows;
+  for (const SimViewRecord& record : records_) {
+    if (record.window && record.window->Loaded()) windows.push_back(record.window);
+  }
+  return windows;
+}
+
+std::vector<Window*> SimWindows::Loaded(const std::string& typeName) const {
+  std::vector<Window*> windows = Loaded();
+  std::erase_if(windows, [&](const Window* window) { return window->TypeName != typeName; });
+  return windows;
+}
+
+const SimViewRecord& SimWindows::Record(const Window& window) const {
+  for (auto record = records_.rbegin(); record != records_.rend(); ++record) {
+    if (record->window == &window) return *record;
+  }
+  throw std::logic_error("the window has no view");
+}
+
+void SimWindows::AbandonAll() {
+  // Letting go may end a window and, with it, others.
+  for (std::vector<Window*> windows = Loaded(); !windows.empty(); windows = Loaded()) windows.front()->Abandon();
+}
+
+}  // namespace pellora

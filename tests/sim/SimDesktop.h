@@ -1,0 +1,185 @@
+// SimDesktop: the small ports of a simulated desktop: settings, clipboard, dialogs, shell, machine, locale,
+// tray and windows. Each records what the program asked of it and does what the test says.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "SimDisk.h"
+#include "SimLoop.h"
+#include "platform/Desktop.h"
+#include "platform/Views.h"
+#include "platform/Window.h"
+
+namespace pellora {
+
+class SimSettings final : public SettingsStore {
+ public:
+  std::optional<std::string> Get(const std::string& application, const std::string& key) const override;
+  void Set(const std::string& application, const std::string& key, const std::string& value) override;
+
+  std::map<std::pair<std::string, std::string>, std::string> values;  // by application and key
+  bool failWrites = false;
+};
+
+class SimClipboard final : public Clipboard {
+ public:
+  std::optional<std::string> Text() const override;
+
+  std::optional<std::string> text;
+};
+
+// Boxes stand until the test answers (AnswerNext) or a rule does (AutoAnswer). Answers are posted.
+class SimDialogs final : public Dialogs {
+ public:
+  explicit SimDialogs(SimLoop& loop) : loop_(loop) {}
+  void Ask(const BoxRequest& request, std::function<void(int answer)> answered) override;
+  void AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) override;
+
+  // Every box and save dialog ever shown, in order.
+  const std::vector<BoxRequest>& Boxes() const { return boxes_; }
+  const std::vector<SaveRequest>& Saves() const { return saves_; }
+  bool Asked(const std::string& part) const;  // some box's text has that part
+  // What stands now, oldest first.
+  std::size_t Standing() const { return standing_.size(); }
+  std::size_t StandingSaves() const { return standingSaves_.size(); }
+  const BoxRequest& Next() const;
+  // The most boxes and dialogs that ever stood at once.
+  std::size_t MostStanding() const { return most_; }
+
+  // Answers the oldest one that stands. An answer that its buttons do not give is an error of the test.
+  void AnswerNext(int answer);
+  void AnswerNextSave(std::optional<std::string> path);
+  // Boxes whose text has that part ("" is every box) are answered so `delay` ms after they open. The
+  // first rule that fits counts.
+  void AutoAnswer(const std::string& part, int answer, std::uint32_t delay = 0);
+  void AutoSave(std::function<std::optional<std::string>(const SaveRequest&)> choose) { choose_ = std::move(choose); }
+
+ private:
+  template <class Answer>
+  struct Open {
+    std::uint64_t id = 0;
+    BoxRequest request;
+    std::function<void(Answer)> answered;
+  };
+  struct Rule {
+    std::string part;
+    int answer;
+    std::uint32_t delay;
+  };
+  void AnswerBox(std::uint64_t id, int answer);
+  void CountStanding();
+
+  SimLoop& loop_;
+  std::vector<BoxRequest> boxes_;
+  std::vector<SaveRequest> saves_;
+  std::deque<Open<int>> standing_;
+  std::deque<Open<std::optional<std::string>>> standingSaves_;
+  std::vector<Rule> rules_;
+  std::function<std::optional<std::string>(const SaveRequest&)> choose_;
+  std::uint64_t nextId_ = 1;
+  std::size_t most_ = 0;
+};
+
+class SimShell final : public Shell {
+ public:
+  explicit SimShell(SimDisk& disk) : disk_(disk) {}
+  void OpenPath(const std::string& path, const std::string& workingFolder) override;
+  void OpenUrl(const std::string& url) override;
+  void Start(const std::string& program, const std::vector<std::string>& arguments) override;
+
+  std::vector<std::pair<std::string, std::string>> opened;  // path, working folder
+  std::vector<std::string> urls;
+  std::vector<std::pair<std::string, std::vector<std::string>>> started;
+
+ private:
+  SimDisk& disk_;
+};
+
+class SimMachine final : public Machine {
+ public:
+  explicit SimMachine(SimLoop& loop) : loop_(loop) {}
+  std::string ProgramFolder() const override { return programFolder; }
+  std::string DocumentsFolder() const override { return documentsFolder; }
+  void End(int code) override;
+
+  std::string programFolder = "/prog";
+  std::string documentsFolder = "/home/u/Documents";
+  std::optional<int> endCode;  // the first one; from then on no event comes
+
+ private:
+  SimLoop& loop_;
+};
+
+// Decimal point, and dates as 2026-11-21 00:16:00.
+class SimLocale final : public Locale {
+ public:
+  std::string DecimalSeparator() const override { return decimalSeparator; }
+  std::string DateTimeText(double serial) const override;
+
+  std::string decimalSeparator = ".";
+};
+
+class SimTray final : public Tray {
+ public:
+  void SetTip(const std::string& text) override;
+  void SetLevel(int level) override;
+
+  std::string tip;
+  int level = -1;  // -1: never set
+  std::vector<std::string> tips;
+  std::vector<int> levels;
+};
+
+// What a view has been told.
+struct SimViewRecord {
+  Window* window = nullptr;  // null once the view is gone
+  std::string typeName;
+  bool visible = false;
+  int shown = 0;
+  int hidden = 0;
+  int raised = 0;
+  std::uint64_t changes = 0;                       // of the window and its controls
+  std::map<std::string, std::uint64_t> changesOf;  // by control name
+};
+
+// Views that only record. A test acts on the models: `window->Command1.Click()`, `window->ViewClosed()`.
+class SimWindows final : public WindowSystem {
+ public:
+  std::unique_ptr<WindowView> NewView(Window& window) override;
+
+  // Windows that are loaded, oldest first.
+  std::vector<Window*> Loaded() const;
+  std::vector<Window*> Loaded(const std::string& typeName) const;
+  std::size_t Count(const std::string& typeName) const { return Loaded(typeName).size(); }
+  // The only loaded window of that type; null if there is none. Several are an error of the test.
+  template <class WindowType>
+  WindowType* Only() const {
+    WindowType* only = nullptr;
+    for (Window* const window : Loaded()) {
+      auto* const match = dynamic_cast<WindowType*>(window);
+      if (match && only) throw std::logic_error("more than one window of type " + window->TypeName);
+      if (match) only = match;
+    }
+    return only;
+  }
+  // The record of a loaded window's view, and those of every view there ever was.
+  const SimViewRecord& Record(const Window& window) const;
+  const std::deque<SimViewRecord>& Records() const { return records_; }
+
+  // Every loaded window lets go of itself without an event, as when the process ends.
+  void AbandonAll();
+
+ private:
+  friend class SimView;
+  std::deque<SimViewRecord> records_;
+};
+
+}  // namespace pellora

@@ -1,0 +1,314 @@
+#include "SimDisk.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/Failure.h"
+
+namespace pellora {
+
+namespace {
+
+[[noreturn]] void Fail(const std::string& path, const std::string& reason) {
+  throw Failure(FailureNumber::File, path + ": " + reason);
+}
+
+std::string ParentOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
+}
+
+std::uint64_t Footprint(const SimFileData& data) { return std::max(data.Size(), data.reserved); }
+
+}  // namespace
+
+void SimFileData::Write(std::uint64_t offset, std::string_view bytes) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const std::uint64_t at = offset + done;
+    const std::size_t page = static_cast<std::size_t>(at / kPage);
+    const std::size_t in = static_cast<std::size_t>(at % kPage);
+    const std::size_t count = std::min(kPage - in, bytes.size() - done);
+    if (page >= pages_.size()) pages_.resize(page + 1);
+    if (!pages_[page]) pages_[page] = std::make_unique<std::array<char, kPage>>();
+    std::memcpy(pages_[page]->data() + in, bytes.data() + done, count);
+    done += count;
+  }
+  if (!bytes.empty()) size_ = std::max(size_, offset + bytes.size());
+}
+
+std::size_t SimFileData::Read(std::uint64_t offset, std::span<char> to) const {
+  if (offset >= size_) return 0;
+  const std::size_t count = static_cast<std::size_t>(std::min<std::uint64_t>(to.size(), size_ - offset));
+  std::size_t done = 0;
+  while (done < count) {
+    const std::uint64_t at = offset + done;
+    const std::size_t page = static_cast<std::size_t>(at / kPage);
+    const std::size_t in = static_cast<std::size_t>(at % kPage);
+    const std::size_t part = std::min(kPage - in, count - done);
+    if (page < pages_.size() && pages_[page]) {
+      std::memcpy(to.data() + done, pages_[page]->data() + in, part);
+    } else {
+      std::memset(to.data() + done, 0, part);
+    }
+    done += part;
+  }
+  return count;
+}
+
+class SimFile final : public File {
+ public:
+  SimFile(SimDisk& disk, std::string path, std::shared_ptr<SimFileData> data, bool writable)
+      : disk_(disk), path_(std::move(path)), data_(std::move(data)), writable_(writable) {}
+
+  void WriteAt(std::uint64_t offset, std::string_view bytes) override {
+    const bool torn = disk_.Enter(DiskCall::Write, path_);
+    if (!writable_) Fail(path_, "opened for reading only");
+    if (torn) {
+      data_->Write(offset, bytes.substr(0, bytes.size() / 2));
+      throw SimKilled();
+    }
+    disk_.Write(*data_, path_, offset, bytes);
+  }
+  std::size_t ReadAt(std::uint64_t offset, std::span<char> buffer) override {
+    disk_.Enter(DiskCall::Read, path_);
+    return data_->Read(offset, buffer);
+  }
+  std::uint64_t Length() override {
+    disk_.Enter(DiskCall::Length, path_);
+    return data_->Size();
+  }
+  void Reserve(std::uint64_t size) override {
+    disk_.Enter(DiskCall::Reserve, path_);
+    if (!writable_) Fail(path_, "opened for reading only");
+    disk_.Reserve(*data_, path_, size);
+  }
+
+ private:
+  SimDisk& disk_;
+  std::string path_;
+  std::shared_ptr<SimFileData> data_;
+  bool writable_;
+};
+
+bool SimDisk::Enter(DiskCall call, const std::string& path) const {
+  if (cut_) throw SimKilled();
+  ++calls_;
+  loop_.Trace().Note(loop_.Time(), "disk", static_cast<std::uint64_t>(call), calls_, path);
+  if (calls_ >= cutAt_) {
+    cut_ = true;
+    loop_.NoteKilled();
+    if (torn_ && call == DiskCall::Write) return true;
+    throw SimKilled();
+  }
+  bool fails = failOnce_.count(calls_) > 0 || calls_ >= failFrom_;
+  for (Rule& rule : rules_) {
+    if (rule.left == 0 || !rule.matches(call, path)) continue;
+    if (rule.left == 1) fails = true;
+    if (rule.left > 1 || !rule.fromThenOn) --rule.left;
+  }
+  // Exists has no way to fail.
+  if (fails && call != DiskCall::Exists) Fail(path, "input/output error");
+  return false;
+}
+
+// "." and ".." and doubled separators are resolved; a relative path belongs to the user's home folder.
+std::string SimDisk::Resolve(const std::string& path) const {
+  if (path.empty()) Fail(path, "an empty name");
+  if (path.find('\0') != std::string::npos) Fail(path, "a name with a zero byte");
+  const std::string whole = path.front() == '/' ? path : "/home/u/" + path;
+  std::vector<std::string> parts;
+  std::size_t at = 0;
+  while (at < whole.size()) {
+    const std::size_t slash = std::min(whole.find('/', at), whole.size());
+    const std::string part = whole.substr(at, slash - at);
+    at = slash + 1;
+    if (part.size() > 255) Fail(path, "a name that is too long");
+    if (part == "..") {
+      if (!parts.empty()) parts.pop_back();
+    } else if (!part.empty() && part != ".") {
+      parts.push_back(part);
+    }
+  }
+  std::string resolved;
+  for (const std::string& part : parts) resolved += "/" + part;
+  return resolved.empty() ? "/" : resolved;
+}
+
+void SimDisk::DemandParent(const std::string& path, const std::string& told) const {
+  if (state_.folders.count(ParentOf(path)) == 0) Fail(told, "no such folder");
+}
+
+std::unique_ptr<File> SimDisk::Open(const std::string& path) {
+  Enter(DiskCall::Open, path);
+  const std::string at = Resolve(path);
+  if (state_.folders.count(at) > 0 || path.back() == '/') Fail(path, "is a folder");
+  DemandParent(at, path);
+  std::shared_ptr<SimFileData>& data = state_.files[at];
+  if (!data) data = std::make_shared<SimFileData>();
+  return std::make_unique<SimFile>(*this, path, data, true);
+}
+
+std::unique_ptr<File> SimDisk::OpenForReading(const std::string& path) {
+  Enter(DiskCall::OpenForReading, path);
+  const auto found = state_.files.find(Resolve(path));
+  if (found == state_.files.end()) Fail(path, "no such file");
+  return std::make_unique<SimFile>(*this, path, found->second, false);
+}
+
+void SimDisk::Delete(const std::string& path) {
+  Enter(DiskCall::Delete, path);
+  const std::string at = Resolve(path);
+  if (state_.files.count(at) == 0) Fail(path, "no such file");
+  Remove(at);
+}
+
+void SimDisk::CreateFolder(const std::string& path) {
+  Enter(DiskCall::CreateFolder, path);
+  const std::string at = Resolve(path);
+  if (state_.files.count(at) > 0) Fail(path, "is a file");
+  if (state_.folders.count(at) > 0) return;
+  DemandParent(at, path);
+  state_.folders.insert(at);
+}
+
+bool SimDisk::Exists(const std::string& path) const {
+  Enter(DiskCall::Exists, path);
+  try {
+    const std::string at = Resolve(path);
+    return state_.files.count(at) > 0 || state_.folders.count(at) > 0;
+  } catch (const Failure&) {
+    return false;
+  }
+}
+
+std::uint64_t SimDisk::LengthOf(const std::string& path) const {
+  Enter(DiskCall::LengthOf, path);
+  const auto found = state_.files.find(Resolve(path));
+  if (found == state_.files.end()) Fail(path, "no such file");
+  return found->second->Size();
+}
+
+std::vector<std::string> SimDisk::FilesIn(const std::string& folder) const {
+  Enter(DiskCall::FilesIn, folder);
+  const std::string at = Resolve(folder);
+  const std::string prefix = at == "/" ? at : at + "/";
+  std::vector<std::string> names;
+  for (auto file = state_.files.lower_bound(prefix); file != state_.files.end(); ++file) {
+    if (file->first.compare(0, prefix.size(), prefix) != 0) break;
+    std::string name = file->first.substr(prefix.size());
+    if (name.find('/') == std::string::npos) names.push_back(std::move(name));
+  }
+  return names;
+}
+
+void SimDisk::Write(SimFileData& data, const std::string& path, std::uint64_t offset, std::string_view bytes) {
+  const std::uint64_t before = Footprint(data);
+  const std::uint64_t room = capacity_ > used_ ? capacity_ - used_ : 0;
+  const std::uint64_t end = offset + bytes.size();
+  // What fits is written, as a full disk does it.
+  std::string_view fitting = bytes;
+  if (data.onDisk && end > before && end - before > room) {
+    const std::uint64_t reach = before + room;
+    fitting = bytes.substr(0, static_cast<std::size_t>(reach > offset ? reach - offset : 0));
+  }
+  data.Write(offset, fitting);
+  written_ += fitting.size();
+  if (data.onDisk) used_ += Footprint(data) - before;
+  if (fitting.size() < bytes.size()) Fail(path, "no space left on the disk");
+}
+
+void SimDisk::Reserve(SimFileData& data, const std::string& path, std::uint64_t size) {
+  const std::uint64_t before = Footprint(data);
+  if (size <= before) return;
+  const std::uint64_t room = capacity_ > used_ ? capacity_ - used_ : 0;
+  if (data.onDisk && size - before > room) Fail(path, "no space left on the disk");
+  data.reserved = size;
+  if (data.onDisk) used_ += size - before;
+}
+
+void SimDisk::Remove(const std::string& path) {
+  const auto found = state_.files.find(path);
+  if (found == state_.files.end()) return;
+  found->second->onDisk = false;
+  used_ -= Footprint(*found->second);
+  state_.files.erase(found);
+}
+
+void SimDisk::MakeFolder(const std::string& path) {
+  const std::string at = Resolve(path);
+  if (at != "/") MakeFolder(ParentOf(at));
+  state_.folders.insert(at);
+}
+
+void SimDisk::Put(const std::string& path, const SimContent& content) {
+  const std::string at = Resolve(path);
+  MakeFolder(ParentOf(at));
+  Remove(at);
+  const auto data = std::make_shared<SimFileData>();
+  data->Write(0, content.All());
+  used_ += data->Size();
+  state_.files[at] = data;
+}
+
+std::string SimDisk::Get(const std::string& path) const {
+  const auto found = state_.files.find(Resolve(path));
+  if (found == state_.files.end()) throw std::logic_error("no such file on the simulated disk: " + path);
+  std::string bytes(static_cast<std::size_t>(found->second->Size()), '\0');
+  found->second->Read(0, bytes);
+  return bytes;
+}
+
+bool SimDisk::Has(const std::string& path) const { return state_.files.count(Resolve(path)) > 0; }
+
+bool SimDisk::Holds(const std::string& path, const SimContent& content) const {
+  return Has(path) && Get(path) == content.All();
+}
+
+void SimDisk::Lose(const std::string& path) { Remove(Resolve(path)); }
+
+std::vector<std::string> SimDisk::Paths() const {
+  std::vector<std::string> paths;
+  for (const auto& [path, data] : state_.files) paths.push_back(path);
+  return paths;
+}
+
+void SimDisk::FailWhere(Predicate matches, std::uint64_t n, bool fromThenOn) {
+  rules_.push_back({std::move(matches), n, fromThenOn});
+}
+
+void SimDisk::NoFaults() {
+  failOnce_.clear();
+  failFrom_ = UINT64_MAX;
+  rules_.clear();
+  capacity_ = UINT64_MAX;
+}
+
+void SimDisk::CutAt(std::uint64_t number, bool torn) {
+  cutAt_ = number;
+  torn_ = torn;
+}
+
+void SimDisk::CutNow() {
+  cut_ = true;
+  loop_.NoteKilled();
+}
+
+SimDiskState SimDisk::TakeState() {
+  CutNow();  // whoever still has a file open writes nothing any more
+  used_ = 0;
+  SimDiskState taken;
+  std::swap(taken, state_);
+  return taken;
+}
+
+void SimDisk::SetState(SimDiskState state) {
+  state_ = std::move(state);
+  used_ = 0;
+  for (const auto& [path, data] : state_.files) {
+    data->reserved = 0;
+    used_ += data->Size();
+  }
+}
+
+}  // namespace pellora

@@ -1,0 +1,127 @@
+// SimDisk: an in-memory disk with faults. Contents are sparse pages, so that tens of megabytes are cheap.
+//
+// Port calls are counted from 1 (a close is none). The disk can fill up, fail chosen calls with a
+// Failure, lose a file, and be cut: from the cut on every call throws SimKilled, as if the process had
+// been killed there; what was written before stands. TakeState then moves the disk into a new run.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "SimContent.h"
+#include "SimLoop.h"
+#include "platform/Files.h"
+
+namespace pellora {
+
+enum class DiskCall {
+  Open,
+  OpenForReading,
+  Delete,
+  CreateFolder,
+  Exists,
+  LengthOf,
+  FilesIn,
+  Write,
+  Read,
+  Length,
+  Reserve
+};
+
+// One file's bytes.
+class SimFileData {
+ public:
+  std::uint64_t Size() const { return size_; }
+  void Write(std::uint64_t offset, std::string_view bytes);
+  std::size_t Read(std::uint64_t offset, std::span<char> to) const;
+  std::uint64_t reserved = 0;  // on the disk at least so much is taken
+  bool onDisk = true;          // False once deleted or lost, though somebody may have it open
+
+ private:
+  static constexpr std::size_t kPage = 64 * 1024;
+  std::vector<std::unique_ptr<std::array<char, kPage>>> pages_;  // null: zeros
+  std::uint64_t size_ = 0;
+};
+
+// Everything on the disk.
+struct SimDiskState {
+  std::map<std::string, std::shared_ptr<SimFileData>> files;
+  std::set<std::string> folders;
+};
+
+class SimDisk final : public Files {
+ public:
+  explicit SimDisk(SimLoop& loop) : loop_(loop) {}
+
+  // The port.
+  std::unique_ptr<File> Open(const std::string& path) override;
+  std::unique_ptr<File> OpenForReading(const std::string& path) override;
+  void Delete(const std::string& path) override;
+  void CreateFolder(const std::string& path) override;
+  bool Exists(const std::string& path) const override;
+  std::uint64_t LengthOf(const std::string& path) const override;
+  std::vector<std::string> FilesIn(const std::string& folder) const override;
+
+  // The test's own view; none of this is a port call.
+  void MakeFolder(const std::string& path);  // with its parents
+  void Put(const std::string& path, const SimContent& content);
+  std::string Get(const std::string& path) const;
+  bool Has(const std::string& path) const;
+  bool Holds(const std::string& path, const SimContent& content) const;
+  void Lose(const std::string& path);
+  std::vector<std::string> Paths() const;  // of all files, sorted
+  std::uint64_t BytesWritten() const { return written_; }
+
+  // Faults.
+  using Predicate = std::function<bool(DiskCall call, const std::string& path)>;
+  std::uint64_t Calls() const { return calls_; }
+  void SetCapacity(std::uint64_t bytes) { capacity_ = bytes; }
+  void FailCall(std::uint64_t number) { failOnce_.insert(number); }
+  void FailFrom(std::uint64_t number) { failFrom_ = number; }
+  // The n-th call from now (from 1) that `matches` fails, or all from that one on.
+  void FailWhere(Predicate matches, std::uint64_t n = 1, bool fromThenOn = false);
+  void NoFaults();
+  // The process dies at that call: before it does anything, or, torn, when a write is half done.
+  void CutAt(std::uint64_t number, bool torn = false);
+  void CutNow();
+  // The disk as the dead process left it.
+  SimDiskState TakeState();
+  void SetState(SimDiskState state);
+
+ private:
+  friend class SimFile;
+  struct Rule {
+    Predicate matches;
+    std::uint64_t left;
+    bool fromThenOn;
+  };
+  // Counts one call; throws what the script has for it. True: a write is to be torn.
+  bool Enter(DiskCall call, const std::string& path) const;
+  void Write(SimFileData& data, const std::string& path, std::uint64_t offset, std::string_view bytes);
+  void Reserve(SimFileData& data, const std::string& path, std::uint64_t size);
+  void Remove(const std::string& path);
+  std::string Resolve(const std::string& path) const;
+  void DemandParent(const std::string& path, const std::string& told) const;
+
+  SimLoop& loop_;
+  SimDiskState state_;
+  std::uint64_t used_ = 0;
+  std::uint64_t capacity_ = UINT64_MAX;
+  std::uint64_t written_ = 0;
+  mutable std::uint64_t calls_ = 0;
+  std::set<std::uint64_t> failOnce_;
+  std::uint64_t failFrom_ = UINT64_MAX;
+  mutable std::vector<Rule> rules_;
+  std::uint64_t cutAt_ = UINT64_MAX;
+  bool torn_ = false;
+  mutable bool cut_ = false;
+};
+
+}  // namespace pellora

@@ -1,0 +1,184 @@
+// SimNetwork: scripted servers by host and port, and the wires to them.
+//
+// A wire has a delay each way, a speed, a way in which it cuts the server's bytes into blocks, and
+// faults (SimWire). A server is anything that implements SimServer; SimScript makes one of three
+// callbacks. The server's end of one connection is a SimPeer, valid as long as somebody holds it.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "SimContent.h"
+#include "SimLoop.h"
+#include "platform/Network.h"
+
+namespace pellora {
+
+// How the server's bytes become blocks.
+enum class SimCut {
+  Seeded,        // 1,000 bytes to 64 KiB, as the seed has it
+  Whole,         // all that the server has sent so far
+  EveryByte,     // one byte at a time
+  RandomPieces,  // 1 to 40 bytes, as the seed has it
+};
+
+// One connection's wire. Byte numbers count from the first byte the server sends on this connection.
+struct SimWire {
+  bool refuse = false;
+  bool hangBeforeAccept = false;              // neither connected nor refused, for ever
+  bool hangAfterAccept = false;               // connected; the server never sees or sends anything
+  std::uint32_t connectDelay = 0;             // ms on top of the way there and back
+  std::optional<std::uint32_t> latency = {};  // ms each way; else 2 to 20, as the seed has it
+  std::uint64_t bytesPerSecond = 0;           // 0: 20 MB/s
+  SimCut cut = SimCut::Seeded;
+  std::vector<std::uint64_t> splitAt = {};      // a block ends before each of these bytes
+  std::optional<std::uint64_t> dropAfter = {};  // the connection ends after so many bytes
+  std::optional<std::uint64_t> hangAfter = {};  // after so many bytes nothing comes, and it stays open
+};
+
+class SimPeer;
+
+class SimServer {
+ public:
+  virtual ~SimServer() = default;
+  // The wire of the connection with that number; numbers count from 1 for each server.
+  virtual SimWire Wire(int number) = 0;
+  virtual void Accepted(SimPeer& peer) = 0;
+  virtual void Received(SimPeer& peer, std::string_view bytes) = 0;
+  virtual void ClientClosed(SimPeer&) {}
+};
+
+// A server of three callbacks, each of which may be empty.
+class SimScript : public SimServer {
+ public:
+  std::function<void(SimPeer&)> onConnect;
+  std::function<void(SimPeer&, std::string_view)> onData;
+  std::function<void(SimPeer&)> onClosed;
+  SimWire wire;                   // of every connection but those
+  std::map<int, SimWire> wireOf;  // with that number
+
+  SimWire Wire(int number) override;
+  void Accepted(SimPeer& peer) override;
+  void Received(SimPeer& peer, std::string_view bytes) override;
+  void ClientClosed(SimPeer& peer) override;
+};
+
+// What one attempt did, in the order of the attempts.
+struct SimConnectionLog {
+  std::string host;
+  std::int32_t port = 0;
+  int number = 0;                 // of its server's; 0 if there was none
+  std::int64_t askedAt = 0;       // ms since the start of the run
+  std::int64_t connectedAt = -1;  // -1: never
+  std::int64_t closedAt = -1;     // by the program
+  std::string received;           // every byte the program sent, as sent
+  std::uint64_t delivered = 0;    // bytes given to the program
+};
+
+class SimNetwork final : public Network {
+ public:
+  explicit SimNetwork(SimLoop& loop) : loop_(loop) {}
+  ~SimNetwork() override;
+
+  // The port.
+  std::unique_ptr<Connection> Connect(const std::string& host, std::int32_t port, ConnectionEvents& events) override;
+  bool HasConnection() const override { return hasConnection; }
+
+  // `server` must live as long as the network or until Remove.
+  void Serve(const std::string& host, std::int32_t port, SimServer& server) { servers_[{host, port}] = &server; }
+  void Remove(const std::string& host, std::int32_t port) { servers_.erase({host, port}); }
+
+  const std::deque<SimConnectionLog>& Log() const { return log_; }
+  // Connections the program holds open or is asking for.
+  int Open() const { return open_; }
+  int MostOpen() const { return mostOpen_; }
+
+  bool hasConnection = true;
+
+ private:
+  friend class SimPeer;
+  friend class SimConnection;
+
+  SimLoop& loop_;
+  std::map<std::pair<std::string, std::int32_t>, SimServer*> servers_;
+  std::map<SimServer*, int> attempts_;
+  std::deque<SimConnectionLog> log_;
+  int open_ = 0;
+  int mostOpen_ = 0;
+};
+
+// The server's end of one connection.
+class SimPeer : public std::enable_shared_from_this<SimPeer> {
+ public:
+  SimPeer(SimNetwork& network, SimServer* server, SimWire wire, SimConnectionLog& log, ConnectionEvents& events);
+
+  int Number() const { return log_.number; }  // 1 is the server's first
+  const SimConnectionLog& Log() const { return log_; }
+  SimLoop& Loop() { return loop_; }
+  SimWire wire;                              // may be changed while the connection runs
+  std::map<std::string, std::string> notes;  // for the script's own use
+
+  void Send(std::string bytes);
+  // Bytes `offset` to `offset + length - 1` of a content.
+  void Send(const SimContent& content, std::uint64_t offset, std::uint64_t length);
+  // Ends the connection behind what was sent. What the program sends later is still received.
+  void Close();
+  // Ends it at once; what is under way is lost.
+  void Reset();
+  // Runs `action` `milliseconds` from now unless the connection has ended by then.
+  void After(std::uint32_t milliseconds, std::function<void(SimPeer&)> action);
+  std::uint64_t Sent() const { return sent_; }  // bytes queued so far
+  bool ClientGone() const { return events_ == nullptr; }
+
+ private:
+  friend class SimNetwork;
+  friend class SimConnection;
+  struct Piece {
+    SimContent content;
+    std::uint64_t offset = 0;
+    std::uint64_t left = 0;
+  };
+
+  void Begin();
+  void Fail(const std::string& reason, SimLoop::Micros at);
+  void ClientSends(std::string bytes);
+  void ClientCloses();
+  void SetReading(bool reading);
+  void Pump();
+  void DeliverBlock();
+  void EndOfStream();
+  std::uint64_t BlockSize();
+  SimLoop::Micros Way() const { return way_; }
+  template <class Handler>
+  void Arrive(SimLoop::Micros at, Handler handler);
+
+  SimNetwork& network_;
+  SimLoop& loop_;
+  SimServer* server_;
+  SimConnectionLog& log_;
+  ConnectionEvents* events_;  // null once the program has closed
+  std::uint64_t id_;
+  SimLoop::Micros way_ = 0;
+  std::deque<Piece> queue_;
+  std::uint64_t queued_ = 0;     // bytes in the queue
+  std::uint64_t sent_ = 0;       // bytes ever queued
+  std::uint64_t delivered_ = 0;  // bytes given to the program
+  std::uint64_t planned_ = 0;    // the most that the block under way may hold
+  SimLoop::Micros wireFree_ = 0;
+  SimLoop::Micros lastToServer_ = 0;
+  bool connected_ = false;
+  bool reading_ = true;
+  bool underWay_ = false;  // a block or the end of the stream is scheduled
+  bool closing_ = false;   // the server has closed behind its bytes
+  bool over_ = false;      // nothing goes to the program any more
+};
+
+}  // namespace pellora

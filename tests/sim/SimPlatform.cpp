@@ -1,0 +1,75 @@
+#include "SimPlatform.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <string_view>
+
+namespace pellora {
+
+std::uint64_t SeedOr(std::uint64_t usual) {
+  const char* const text = std::getenv("PELLORA_SEED");
+  if (!text) return usual;
+  const std::string_view digits(text);
+  std::uint64_t seed = usual;
+  const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), seed);
+  return result.ec == std::errc() ? seed : usual;
+}
+
+SimPlatform::SimPlatform(SimOptions options)
+    : seed_(options.seed),
+      random_(options.seed),
+      loop_(gate_, random_, options.startTick, options.startSerial),
+      network_(loop_),
+      disk_(loop_),
+      dialogs_(loop_),
+      shell_(disk_),
+      machine_(loop_),
+      tasks_(std::make_unique<TaskLoop>(gate_, loop_)),
+      platform_(new Platform{gate_, loop_, *tasks_, loop_, network_, disk_, settings_, clipboard_, dialogs_, shell_,
+                             machine_, locale_, tray_, windows_}) {
+  disk_.SetState(std::move(options.disk));
+  for (const char* folder : {"/prog", "/home/u/Documents", "/tmp"}) disk_.MakeFolder(folder);
+}
+
+SimPlatform::~SimPlatform() { DropProgram(); }
+
+void SimPlatform::DropProgram() {
+  loop_.End();
+  tasks_->Clear();
+  windows_.AbandonAll();
+  gate_.Deliver([] {});  // lets go of what a cut event has left to be released
+}
+
+bool SimPlatform::RunUntil(const std::function<bool()>& condition, std::uint64_t limit) {
+  return loop_.RunUntil(condition, Span(limit));
+}
+
+void SimPlatform::RunFor(std::uint64_t milliseconds) { loop_.RunFor(Span(milliseconds)); }
+
+bool SimPlatform::RunUntilIdle(std::uint64_t limit) { return loop_.RunUntilIdle(Span(limit)); }
+
+void SimPlatform::Do(const std::function<void()>& event) {
+  if (Ended()) return;
+  try {
+    gate_.Deliver(event);
+  } catch (const SimKilled&) {
+    loop_.NoteKilled();
+  }
+}
+
+void SimPlatform::After(std::uint64_t milliseconds, std::function<void()> action) {
+  loop_.InWorld(loop_.Time() + Span(milliseconds), std::move(action));
+}
+
+double SimPlatform::Elapsed() const {
+  return static_cast<double>(loop_.Time()) / static_cast<double>(SimLoop::kMillisecond);
+}
+
+void SimPlatform::SetTimeOfDay(double seconds) { loop_.SetWallClock(std::floor(loop_.Now()) + seconds / 86400.0); }
+
+std::string SimPlatform::Replay() const {
+  return "seed " + std::to_string(seed_) + "; run again with PELLORA_SEED=" + std::to_string(seed_);
+}
+
+}  // namespace pellora

@@ -1,0 +1,128 @@
+// SimPlatform: a whole simulated machine for one run of the program, in virtual time.
+//
+//   SimPlatform sim;                             // or SimPlatform sim({.seed = 7, .startTick = ...});
+//   SimHttpServer origin(sim.network(), "origin.example");
+//   origin.File("/a.bin", SimContent::Generated(100001));
+//   origin.OnConnection(2, {.dropInBody = 500});
+//   ... build the program's objects over sim.platform() ...
+//   sim.Do([&] { app.MenuURL("http://origin.example/a.bin", "", ""); });   // one event
+//   EXPECT_TRUE(sim.RunUntil([&] { return done; }, 60'000)) << sim.Replay();
+//
+// Running: RunUntil stands still at the event that made its condition true; at its limit, and after
+// RunFor, the clock stands exactly there. A run ends for good when the program calls Machine::End, or
+// when the disk is cut (Killed): then nothing is delivered any more and every run call returns at once.
+// At/After let the test act at a time. A run of too many events throws SimRunaway.
+//
+// Time: `startTick` and `startSerial` say where the clocks begin (kTickNearSign and kTickNearWrap are 10 s
+// before 2^31 and 2^32); SetWallClock and Stall move the wall clock and let the program oversleep.
+//
+// Ends: before the objects that tasks and windows refer to are destroyed, call DropProgram: it destroys
+// waiting tasks and lets loaded windows go without an event. The destructor does it for the rest.
+//
+// Kill and restart: disk().CutAt(n); run; SimPlatform next({.disk = first.disk().TakeState()}).
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "SimContent.h"
+#include "SimDesktop.h"
+#include "SimDisk.h"
+#include "SimHttpServer.h"
+#include "SimLoop.h"
+#include "SimNetwork.h"
+#include "SimRandom.h"
+#include "platform/EventGate.h"
+#include "platform/Platform.h"
+#include "platform/TaskLoop.h"
+
+namespace pellora {
+
+constexpr std::uint32_t kTickNearSign = 0x80000000U - 10000U;
+constexpr std::uint32_t kTickNearWrap = 0U - 10000U;
+
+// The seed of the environment variable PELLORA_SEED, else `usual`.
+std::uint64_t SeedOr(std::uint64_t usual);
+
+struct SimOptions {
+  std::uint64_t seed = SeedOr(1);
+  std::uint32_t startTick = 123456789;
+  double startSerial = 46000.4;  // 9 December 2025, 9:36 local time
+  SimDiskState disk = {};        // an empty one gets the usual folders
+};
+
+class SimPlatform {
+ public:
+  SimPlatform() : SimPlatform(SimOptions()) {}
+  explicit SimPlatform(SimOptions options);
+  ~SimPlatform();
+  SimPlatform(const SimPlatform&) = delete;
+  SimPlatform& operator=(const SimPlatform&) = delete;
+
+  Platform& platform() { return *platform_; }
+  EventGate& gate() { return gate_; }
+  SimLoop& loop() { return loop_; }
+  TaskLoop& tasks() { return *tasks_; }
+  SimNetwork& network() { return network_; }
+  SimDisk& disk() { return disk_; }
+  SimSettings& settings() { return settings_; }
+  SimClipboard& clipboard() { return clipboard_; }
+  SimDialogs& dialogs() { return dialogs_; }
+  SimShell& shell() { return shell_; }
+  SimMachine& machine() { return machine_; }
+  SimLocale& locale() { return locale_; }
+  SimTray& tray() { return tray_; }
+  SimWindows& windows() { return windows_; }
+  SimRandom& random() { return random_; }
+  SimTrace& trace() { return loop_.Trace(); }
+
+  // Milliseconds of virtual time. Each returns at once when the run has ended.
+  bool RunUntil(const std::function<bool()>& condition, std::uint64_t limit = 3'600'000);
+  void RunFor(std::uint64_t milliseconds);
+  void RunReady() { loop_.RunReady(); }  // what is ready now, without time moving
+  // Until nothing at all is under way or scheduled; never so while a repeating alarm runs.
+  bool RunUntilIdle(std::uint64_t limit = 3'600'000);
+
+  // One event of the program, now. Failures end it, as they end every event.
+  void Do(const std::function<void()>& event);
+  // The test's own action `milliseconds` from now. It is no event of the program itself.
+  void After(std::uint64_t milliseconds, std::function<void()> action);
+
+  double Elapsed() const;  // milliseconds since the start of the run
+  void SetWallClock(double serial) { loop_.SetWallClock(serial); }
+  void SetTimeOfDay(double seconds);  // of the present day
+  void Stall(std::uint64_t milliseconds) { loop_.Stall(Span(milliseconds)); }
+
+  bool Ended() const { return loop_.Ended(); }
+  bool Killed() const { return loop_.Killed(); }
+  std::uint64_t Seed() const { return seed_; }
+  std::string Replay() const;  // how to run this again, for messages
+
+  void DropProgram();
+
+ private:
+  static SimLoop::Micros Span(std::uint64_t milliseconds) {
+    return static_cast<SimLoop::Micros>(milliseconds) * SimLoop::kMillisecond;
+  }
+
+  std::uint64_t seed_;
+  SimRandom random_;
+  EventGate gate_;
+  SimLoop loop_;
+  SimNetwork network_;
+  SimDisk disk_;
+  SimSettings settings_;
+  SimClipboard clipboard_;
+  SimDialogs dialogs_;
+  SimShell shell_;
+  SimMachine machine_;
+  SimLocale locale_;
+  SimTray tray_;
+  SimWindows windows_;
+  std::unique_ptr<TaskLoop> tasks_;
+  std::unique_ptr<Platform> platform_;
+};
+
+}  // namespace pellora

@@ -1,0 +1,46 @@
+// SimTrace: what happened in a simulated run, in order. Two runs are the same run when their hashes are
+// equal. The first entries are kept as they are (for reading and comparing), the last ones too (for the
+// message of a run that has to be given up); what lies between goes into the hash only.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace pellora {
+
+class SimTrace {
+ public:
+  // `micros` is the virtual time; `kind` must be a literal.
+  void Note(std::int64_t micros, const char* kind, std::uint64_t a = 0, std::uint64_t b = 0,
+            std::string_view text = {});
+
+  std::uint64_t Hash() const { return hash_; }
+  std::uint64_t Count() const { return count_; }
+  // The first entries (at most 100,000), one line each.
+  std::vector<std::string> Lines() const;
+  // The last entries, one line each, for messages.
+  std::string Tail() const;
+
+ private:
+  struct Entry {
+    std::int64_t micros;
+    const char* kind;
+    std::uint64_t a;
+    std::uint64_t b;
+    std::string text;
+  };
+  static std::string Line(const Entry& entry);
+  void Mix(std::uint64_t value);
+
+  static constexpr std::size_t kFirst = 100000;
+  static constexpr std::size_t kLast = 40;
+  std::vector<Entry> first_;
+  std::deque<Entry> last_;
+  std::uint64_t hash_ = 0xCBF29CE484222325ULL;
+  std::uint64_t count_ = 0;
+};
+
+}  // namespace pellora
