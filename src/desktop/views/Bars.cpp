@@ -61,7 +61,7 @@ class ToolbarBinding : public Binding {
     // A blank keeps the drawing of a button without caption in line with the others.
     action.setText(caption.isEmpty() ? QString(QChar::Nbsp) : caption);
     action.setEnabled(part.enabled);
-    action.setToolTip((tip.isEmpty() ? name : tip).toHtmlEscaped());
+    action.setToolTip(PlainTip(tip.isEmpty() ? name : tip));
     if (auto* button = qobject_cast<QToolButton*>(bar_.widgetForAction(&action))) {
       button->setAccessibleName(name);
       button->setAccessibleDescription(tip);

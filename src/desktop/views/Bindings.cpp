@@ -43,8 +43,7 @@ class WidgetBinding : public Binding {
     if (widget_.isHidden() == control_.Visible()) widget_.setVisible(control_.Visible);
     if (widget_.isEnabledTo(widget_.parentWidget()) != control_.Enabled()) widget_.setEnabled(control_.Enabled);
     const QString told = DisplayText(control_.ToolTipText);
-    // Qt's tool tips guess markup.
-    const QString tip = told.isEmpty() ? formToolTip_ : told.toHtmlEscaped();
+    const QString tip = told.isEmpty() ? formToolTip_ : PlainTip(told);
     if (widget_.toolTip() != tip) widget_.setToolTip(tip);
   }
 
@@ -89,8 +88,7 @@ class ButtonBinding : public WidgetBinding<CommandButton, QAbstractButton> {
     // A button that the form gives a drawing shows it in place of a caption made of signs.
     if (widget_.property("drawingOnly").toBool()) return;
     const QString text = DisplayLine(control_.Caption).trimmed();
-    if (widget_.text() == text) return;
-    widget_.setText(text);
+    if (widget_.text() != text) widget_.setText(text);
     GiveRoom(widget_);
   }
 };
@@ -242,8 +240,7 @@ class ProgressBinding : public WidgetBinding<ProgressBar, QProgressBar> {
 
 class SliderBinding : public WidgetBinding<Slider, QSlider> {
  public:
-  SliderBinding(Slider& control, QSlider& slider, BindingContext& context)
-      : WidgetBinding(control, slider, context) {
+  SliderBinding(Slider& control, QSlider& slider, BindingContext& context) : WidgetBinding(control, slider, context) {
     QObject::connect(&slider, &QSlider::valueChanged, context.receiver, [&control, &context](int value) {
       if (!context.settingDown) control.SetByUser(value);
     });
@@ -308,7 +305,8 @@ std::unique_ptr<Binding> Bind(Control& control, QObject& object, BindingContext&
   if (auto* option = dynamic_cast<OptionButton*>(&control)) {
     return Tie<CheckBinding<OptionButton>, OptionButton, QAbstractButton>(*option, object, context);
   }
-  if (auto* text = dynamic_cast<TextBox*>(&control)) return Tie<TextBinding, TextBox, QLineEdit>(*text, object, context);
+  if (auto* text = dynamic_cast<TextBox*>(&control))
+    return Tie<TextBinding, TextBox, QLineEdit>(*text, object, context);
   if (auto* combo = dynamic_cast<ComboBox*>(&control)) {
     return Tie<ComboBinding, ComboBox, QComboBox>(*combo, object, context);
   }

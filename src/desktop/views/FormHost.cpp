@@ -33,8 +33,8 @@ QString LastPiece(const std::string& text) {
 
 FormHost::FormHost(Window& window, EventGate& gate)
     : window_(&window), receiver_(std::make_unique<QObject>()), context_{gate, receiver_.get(), false, [this] {
-        BringDown();
-      }} {}
+                                                                           BringDown();
+                                                                         }} {}
 
 FormHost::~FormHost() = default;
 
@@ -68,8 +68,9 @@ void FormHost::Schedule() {
 void FormHost::Detach() {
   if (window_ == nullptr) return;
   window_ = nullptr;
-  bindings_.clear();
+  // The signals first: nothing may reach a binding that is going.
   receiver_.reset();
+  bindings_.clear();
   if (root_ != nullptr) {
     root_->removeEventFilter(this);
     root_->hide();
@@ -201,6 +202,11 @@ bool FormHost::eventFilter(QObject* watched, QEvent* event) {
     } else if (watched == root_ && !HintsAt(static_cast<QMouseEvent*>(event)->position().toPoint())) {
       window_->ViewMouseMoved();
     }
+    return false;
+  }
+  if (event->type() == QEvent::MouseButtonDblClick && static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
+    auto* label = dynamic_cast<Label*>(mouseTargets_.value(watched));
+    if (label != nullptr) label->DoubleClick();
     return false;
   }
   return watched == root_ && OnFormEvent(*event);

@@ -88,8 +88,7 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   Open(*box);
 }
 
-void QtDialogs::AskSavePath(const SaveRequest& request,
-                            std::function<void(std::optional<std::string> path)> answered) {
+void QtDialogs::AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) {
   auto* dialog = new QFileDialog(nullptr, DisplayLine(request.title));
   dialog->setAcceptMode(QFileDialog::AcceptSave);
   dialog->setFileMode(QFileDialog::AnyFile);

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "desktop/views/DisplayText.h"
 #include "desktop/views/Icons.h"
 
 namespace pellora {
@@ -45,16 +46,13 @@ bool ElidedLabel::event(QEvent* event) {
   if (event->type() == QEvent::ToolTip) {
     const auto* help = static_cast<QHelpEvent*>(event);
     const bool cut = fontMetrics().horizontalAdvance(text()) > contentsRect().width();
-    // The tool tip guesses markup; a text from outside must stay plain.
-    QToolTip::showText(help->globalPos(), cut ? text().toHtmlEscaped() : QString(), this);
+    QToolTip::showText(help->globalPos(), cut ? PlainTip(text()) : QString(), this);
     return true;
   }
   return QLabel::event(event);
 }
 
-IconLabel::IconLabel(QWidget* parent) : QWidget(parent) {
-  setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-}
+IconLabel::IconLabel(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }
 
 void IconLabel::setDrawing(const QString& name) {
   drawing_ = name;
@@ -76,9 +74,7 @@ void IconLabel::paintEvent(QPaintEvent*) {
   icon_.paint(&painter, rect(), Qt::AlignCenter, isEnabled() ? QIcon::Normal : QIcon::Disabled);
 }
 
-BarFrame::BarFrame(QWidget* parent) : QWidget(parent) {
-  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-}
+BarFrame::BarFrame(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed); }
 
 QSize BarFrame::sizeHint() const { return {fontMetrics().averageCharWidth() * 30, fontMetrics().height()}; }
 
@@ -146,7 +142,7 @@ void HairLine::paintEvent(QPaintEvent*) {
 QColor Softened(const QColor& told, const QPalette& palette) {
   if (told.hslSaturation() == 0) return told;
   const bool dark = IsDark(palette);
-  return QColor::fromHsl(told.hslHue(), std::min(told.hslSaturation(), 150), dark ? 128 : 112);
+  return QColor::fromHsl(told.hslHue(), std::min(told.hslSaturation(), 150), dark ? 116 : 108);
 }
 
 }  // namespace pellora

@@ -121,6 +121,14 @@ TEST(Binder, ClicksGoUp) {
   EXPECT_EQ(clicks, 1);
 }
 
+TEST(Binder, ADoubleClickOnALabelGoesUp) {
+  const Shown<SampleMain> shown;
+  int clicks = 0;
+  shown.window->Label2.OnDoubleClick = [&clicks] { ++clicks; };
+  QTest::mouseDClick(shown.Find<QLabel>("Label2"), Qt::LeftButton);
+  EXPECT_EQ(clicks, 1);
+}
+
 TEST(Binder, TypedTextGoesUpAndProgramTextComesDown) {
   const Shown<SampleForm1> shown;
   auto* edit = shown.Find<QLineEdit>("Text1");

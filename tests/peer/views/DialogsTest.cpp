@@ -1,5 +1,3 @@
-#include "desktop/views/QtDialogs.h"
-
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
@@ -10,6 +8,7 @@
 #include <QTest>
 
 #include "Stage.h"
+#include "desktop/views/QtDialogs.h"
 
 namespace pellora {
 
@@ -78,7 +77,8 @@ TEST_F(DialogsTest, ShowTextFromOutsideAsItStands) {
 TEST_F(DialogsTest, LeaveOtherEventsRunningWhileTheyStand) {
   QMessageBox* box = Ask(kYesNo | kQuestion);
   bool ran = false;
-  QMetaObject::invokeMethod(box, [&ran] { ran = true; }, Qt::QueuedConnection);
+  QMetaObject::invokeMethod(
+      box, [&ran] { ran = true; }, Qt::QueuedConnection);
   Stage::Settle();
   EXPECT_TRUE(ran);
   EXPECT_EQ(answer, -1);

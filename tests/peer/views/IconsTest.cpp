@@ -1,9 +1,9 @@
-#include "desktop/views/Icons.h"
-
 #include <gtest/gtest.h>
 
 #include <QImage>
 #include <QPixmap>
+
+#include "desktop/views/Icons.h"
 
 namespace pellora {
 
@@ -21,8 +21,8 @@ int PaintedPixels(const QIcon& icon, int extent) {
 }  // namespace
 
 TEST(Icons, EveryToolbarKeyHasADrawing) {
-  for (const char* key : {"AddURL", "RemoveURL", "ResetList", "Options", "PauseDownload", "PauseAll",
-                          "ResumeDownloads", "Quit", "Browser"}) {
+  for (const char* key : {"AddURL", "RemoveURL", "ResetList", "Options", "PauseDownload", "PauseAll", "ResumeDownloads",
+                          "Quit", "Browser"}) {
     EXPECT_GT(PaintedPixels(ToolIcon(key), 24), 200) << key;
   }
   EXPECT_TRUE(ToolIcon("Other").isNull());

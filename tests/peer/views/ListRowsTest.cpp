@@ -1,9 +1,9 @@
 // Lists: selection, events, and the cost of 32,767 rows.
 #include <gtest/gtest.h>
 
-#include <QElapsedTimer>
 #include <QAction>
 #include <QContextMenuEvent>
+#include <QElapsedTimer>
 #include <QHeaderView>
 #include <QMenu>
 #include <QScrollBar>
