@@ -162,9 +162,8 @@ double NextOccurrence(double serial, double now) {
   (void)SecondsOf(now);
   if (!(serial < now)) return serial;
   double next = serial + std::ceil(now - serial);
-  // The difference is rounded, so the sum can miss by one day on either side.
+  // The difference of far apart moments is coarser than a moment: it can lose what lies beyond a whole day.
   if (next < now) next += 1;
-  if (next - 1 >= now) next -= 1;
   return next;
 }
 

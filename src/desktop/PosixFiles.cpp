@@ -87,7 +87,8 @@ class PosixFile final : public File {
       result = fallocate(fd_, FALLOC_FL_KEEP_SIZE, 0, end);
     } while (result != 0 && errno == EINTR);
     if (result == 0) return;
-    if (errno != EOPNOTSUPP && errno != ENOSYS) throw FileFailure(path_, errno);
+    // Some file systems say EINVAL where they know no reserving behind the end.
+    if (errno != EOPNOTSUPP && errno != ENOSYS && errno != EINVAL) throw FileFailure(path_, errno);
     ReserveByCounting(size);
   }
 

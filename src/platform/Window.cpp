@@ -58,7 +58,7 @@ bool Window::Unload(UnloadMode mode) {
 void Window::Abandon() {
   visible_ = false;
   view_.reset();
-  const std::shared_ptr<Window> self = std::move(loadedSelf_);  // the last one ends behind this line
+  platform_.gate.LetGo(this);
 }
 
 void Window::OnQueryUnload(bool&, UnloadMode) {}

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "core/Ascii.h"
+#include "core/ListCodec.h"
 #include "core/Numbers.h"
 #include "core/Record.h"
 
@@ -49,6 +50,7 @@ bool TakeLogin(ParsedUrl& parsed) {
 
 ParsedUrl ParseUrl(std::string_view url) {
   ParsedUrl parsed;
+  if (url.size() > kLongestListString) return parsed;  // no list file could keep it
   url = TrimBlanks(url);
   const bool http = StartsWithNoCase(url, "http://");
   if (!http && !StartsWithNoCase(url, "ftp://")) return parsed;

@@ -2,6 +2,7 @@
 //
 // A scan by positions, with no grammar of addresses behind it: nothing is percent-decoded, a query stays
 // part of path and file name, and a port is read from an FTP address only behind a user and password.
+// An address longer than the list file can keep is refused.
 #pragma once
 
 #include <cstdint>

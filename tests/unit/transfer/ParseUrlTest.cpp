@@ -78,6 +78,12 @@ TEST(ParseUrl, RefusesOtherSchemesAndNone) {
   }
 }
 
+TEST(ParseUrl, RefusesWhatTheListFileCannotKeep) {
+  const std::string start = "http://site/";
+  EXPECT_EQ(ParseUrl(start + std::string(65535 - start.size(), 'x')).result, kUrlAccepted);
+  EXPECT_EQ(ParseUrl(start + std::string(65536 - start.size(), 'x')).result, kUrlRefused);
+}
+
 TEST(ParseUrl, GivesAnEmptyFileNameForAFolder) {
   ExpectAccepted("http://site/dir/", Http("site", 80, "/dir/", ""));
   ExpectAccepted("http://site/", Http("site", 80, "/", ""));

@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Support.h"
+#include "desktop/IniSettings.h"
+#include "desktop/PosixFiles.h"
+#include "platform/Failure.h"
+
+namespace pellora {
+namespace {
+
+class IniSettingsTest : public testing::Test {
+ protected:
+  Folder folder;
+  IniSettings settings{folder.Path("config/pellora")};
+  std::string file = folder.Path("config/pellora/Pellora.ini");
+
+  void Write(const std::string& content) {
+    PosixFiles().CreateFolder(folder.Path("config/pellora"));
+    Put(file, content);
+  }
+};
+
+TEST_F(IniSettingsTest, AMissingFileOrKeyIsNothing) {
+  EXPECT_FALSE(settings.Get("Pellora", "Language"));
+  Write("[Options]\nOther=1\n");
+  EXPECT_FALSE(settings.Get("Pellora", "Language"));
+}
+
+TEST_F(IniSettingsTest, KeepsEveryTextWhole) {
+  for (const std::string text :
+       {"", "english", "HTM,HTML,ASP,PHP,CGI", " blanks around ", "two\nlines\r\n", "\"quoted\"", "a=b", "[Options]",
+        "back\\slash\\n", "caf\xe9", "C:\\temp\\", ";no comment", "\\n", "\"half"}) {
+    settings.Set("Pellora", "Key", text);
+    settings.Set("Pellora", "Behind", "x");
+    EXPECT_EQ(settings.Get("Pellora", "Key"), text);
+    EXPECT_EQ(settings.Get("Pellora", "Behind"), "x");
+  }
+}
+
+TEST_F(IniSettingsTest, ReadsWhatWasWrittenByHand) {
+  Write(
+      "; mine\n[Other]\nIgnoreString=no\n[Options]\r\n  IgnoreString = HTM,HTML, ASP \r\nPlain=\"a, "
+      "\\\"b\\\"\"\nLast=end");
+  EXPECT_EQ(settings.Get("Pellora", "IgnoreString"), "HTM,HTML, ASP");
+  EXPECT_EQ(settings.Get("Pellora", "Plain"), "a, \"b\"");
+  EXPECT_EQ(settings.Get("Pellora", "Last"), "end");
+}
+
+TEST_F(IniSettingsTest, LeavesTheOtherLinesAsTheyAre) {
+  Write("; mine\n[Options]\nstrange line\nA=1\nB=2\n\n[More]\nA=3\n");
+  settings.Set("Pellora", "A", "9");
+  settings.Set("Pellora", "C", "4");
+  EXPECT_EQ(Content(file), "; mine\n[Options]\nstrange line\nA=9\nB=2\nC=4\n\n[More]\nA=3\n");
+}
+
+TEST_F(IniSettingsTest, AddsTheSectionToAFileWithout) {
+  Write("[More]\nA=3");
+  settings.Set("Pellora", "A", "1");
+  EXPECT_EQ(Content(file), "[More]\nA=3\n[Options]\nA=1\n");
+}
+
+TEST_F(IniSettingsTest, AddsALineBehindAnUnendedOne) {
+  Write("[Options]\nA=3");
+  settings.Set("Pellora", "B", "1");
+  EXPECT_EQ(Content(file), "[Options]\nA=3\nB=1\n");
+}
+
+TEST_F(IniSettingsTest, ApplicationsAreApart) {
+  settings.Set("Pellora", "TempFolder", "/a/");
+  EXPECT_FALSE(settings.Get("Brenmoor", "TempFolder"));
+  settings.Set("Brenmoor", "TempFolder", "/b/");
+  EXPECT_EQ(settings.Get("Pellora", "TempFolder"), "/a/");
+}
+
+TEST_F(IniSettingsTest, AFailedWriteKeepsTheFileAndLeavesNothingBehind) {
+  Write("[Options]\nA=1\n");
+  // A folder in the file's place fails for every user, root included.
+  PosixFiles().CreateFolder(folder.Path("config/pellora/Brenmoor.ini"));
+  EXPECT_THROW(settings.Set("Brenmoor", "A", "2"), Failure);
+  EXPECT_EQ(PosixFiles().FilesIn(folder.Path("config/pellora")), std::vector<std::string>{"Pellora.ini"});
+}
+
+TEST_F(IniSettingsTest, ALinkedFileStaysALinkAndKeepsItsRights) {
+  PosixFiles().CreateFolder(folder.Path("config/pellora"));
+  Put(folder.Path("real.ini"), "[Options]\nA=1\n");
+  ASSERT_EQ(chmod(folder.Path("real.ini").c_str(), 0640), 0);
+  ASSERT_EQ(symlink(folder.Path("real.ini").c_str(), file.c_str()), 0);
+  settings.Set("Pellora", "A", "2");
+  EXPECT_EQ(Content(folder.Path("real.ini")), "[Options]\nA=2\n");
+  struct stat status {};
+  ASSERT_EQ(stat(folder.Path("real.ini").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0640u);
+}
+
+}  // namespace
+}  // namespace pellora

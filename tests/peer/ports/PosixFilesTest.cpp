@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+
+#include "Support.h"
+#include "desktop/PosixFiles.h"
+#include "platform/Failure.h"
+
+namespace pellora {
+namespace {
+
+class PosixFilesTest : public testing::Test {
+ protected:
+  Folder folder;
+  PosixFiles files;
+
+  // The text of the Failure that `operation` must end in.
+  template <class Operation>
+  std::string FailureOf(Operation&& operation) {
+    try {
+      operation();
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.Number(), FailureNumber::File);
+      return failure.what();
+    }
+    ADD_FAILURE() << "it did not fail";
+    return {};
+  }
+};
+
+TEST_F(PosixFilesTest, WritesByPositionAndReadsBack) {
+  const auto file = files.Open(folder.Path("part"));
+  file->WriteAt(5, "world");
+  file->WriteAt(0, "hello");
+  EXPECT_EQ(file->Length(), 10u);
+  std::array<char, 32> buffer{};
+  EXPECT_EQ(file->ReadAt(3, buffer), 7u);
+  EXPECT_EQ(std::string(buffer.data(), 7), "loworld");
+  EXPECT_EQ(file->ReadAt(10, buffer), 0u);
+}
+
+TEST_F(PosixFilesTest, WhatIsWrittenIsThereAtOnce) {
+  const auto file = files.Open(folder.Path("part"));
+  file->WriteAt(0, "unbuffered");
+  EXPECT_EQ(Content(folder.Path("part")), "unbuffered");
+}
+
+TEST_F(PosixFilesTest, OpeningNeverEmptiesAFile) {
+  Put(folder.Path("part"), "kept");
+  files.Open(folder.Path("part"));
+  EXPECT_EQ(Content(folder.Path("part")), "kept");
+}
+
+TEST_F(PosixFilesTest, ReservingKeepsLengthAndContent) {
+  const auto file = files.Open(folder.Path("part"));
+  file->WriteAt(0, "abc");
+  file->Reserve(1 << 20);
+  file->Reserve(0);
+  EXPECT_EQ(file->Length(), 3u);
+  EXPECT_EQ(Content(folder.Path("part")), "abc");
+}
+
+TEST_F(PosixFilesTest, ReservingMoreThanTheDiskHasFails) {
+  const auto file = files.Open(folder.Path("part"));
+  EXPECT_NE(FailureOf([&] { file->Reserve(std::uint64_t{1} << 62); }), "");
+  EXPECT_EQ(file->Length(), 0u);
+}
+
+TEST_F(PosixFilesTest, FailuresNameThePathAndTheReason) {
+  const std::string path = folder.Path("missing/part");
+  EXPECT_EQ(FailureOf([&] { files.Open(path); }), path + ": No such file or directory");
+  EXPECT_EQ(FailureOf([&] { files.OpenForReading(path); }), path + ": No such file or directory");
+  EXPECT_EQ(FailureOf([&] { files.Delete(path); }), path + ": No such file or directory");
+  EXPECT_EQ(FailureOf([&] { files.LengthOf(path); }), path + ": No such file or directory");
+}
+
+TEST_F(PosixFilesTest, RefusesWhatIsNoRegularFileEvenThroughALink) {
+  const std::string pipe = folder.Path("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const std::string link = folder.Path("link");
+  ASSERT_EQ(symlink("/dev/null", link.c_str()), 0);
+  for (const std::string& path : {folder.Path(), pipe, link, std::string("/dev/null")}) {
+    EXPECT_NE(FailureOf([&] { files.Open(path); }), "") << path;
+    EXPECT_NE(FailureOf([&] { files.OpenForReading(path); }), "") << path;
+    EXPECT_NE(FailureOf([&] { files.LengthOf(path); }), "") << path;
+  }
+}
+
+TEST_F(PosixFilesTest, RefusesAPathThatANulWouldCut) {
+  Put(folder.Path("part"), "kept");
+  const std::string path = folder.Path("part") + std::string("\0.tmp", 5);
+  EXPECT_NE(FailureOf([&] { files.Delete(path); }), "");
+  EXPECT_FALSE(files.Exists(path));
+  EXPECT_TRUE(files.Exists(folder.Path("part")));
+}
+
+TEST_F(PosixFilesTest, NamesAreBytes) {
+  const std::string path = folder.Path("caf\xe9 \xff");
+  files.Open(path)->WriteAt(0, "1");
+  EXPECT_EQ(files.FilesIn(folder.Path()), std::vector<std::string>{"caf\xe9 \xff"});
+}
+
+TEST_F(PosixFilesTest, CreatesFoldersWithThoseAboveAndAgain) {
+  const std::string path = folder.Path("a/b/c");
+  files.CreateFolder(path);
+  files.CreateFolder(path);
+  files.CreateFolder(path + "/");
+  EXPECT_TRUE(files.Exists(path));
+  Put(folder.Path("file"), "");
+  EXPECT_NE(FailureOf([&] { files.CreateFolder(folder.Path("file")); }), "");
+}
+
+TEST_F(PosixFilesTest, ListsRegularFilesSortedByBytes) {
+  for (const char* name : {"b", "a", "B", "10", "9"}) Put(folder.Path(name), "");
+  files.CreateFolder(folder.Path("folder"));
+  EXPECT_EQ(files.FilesIn(folder.Path()), (std::vector<std::string>{"10", "9", "B", "a", "b"}));
+  EXPECT_TRUE(files.FilesIn(folder.Path("none")).empty());
+}
+
+TEST_F(PosixFilesTest, RefusesAPositionOutsideOfAnyFile) {
+  const auto file = files.Open(folder.Path("part"));
+  EXPECT_NE(FailureOf([&] { file->WriteAt(~std::uint64_t{0}, "x"); }), "");
+  EXPECT_EQ(file->Length(), 0u);
+}
+
+}  // namespace
+}  // namespace pellora

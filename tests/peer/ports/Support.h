@@ -1,0 +1,55 @@
+// What the port tests share: a folder that goes with its test, and an event loop run until something holds.
+#pragma once
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QTimer>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+
+namespace pellora {
+
+// False if it did not come true in time.
+inline bool RunUntil(const std::function<bool()>& condition, int milliseconds = 5000) {
+  const QDeadlineTimer deadline(milliseconds);
+  QTimer wake;  // what a condition looks at may change in another thread or process
+  wake.start(10);
+  while (!condition()) {
+    if (deadline.hasExpired()) return false;
+    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  }
+  return true;
+}
+
+inline void RunFor(int milliseconds) {
+  RunUntil([] { return false; }, milliseconds);
+}
+
+class Folder {
+ public:
+  Folder() { mkdtemp(path_.data()); }
+  ~Folder() { std::filesystem::remove_all(path_); }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  const std::string& Path() const { return path_; }
+  std::string Path(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_ = (std::filesystem::temp_directory_path() / "pellora-test-XXXXXX").string();
+};
+
+inline std::string Content(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void Put(const std::string& path, const std::string& content) {
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+}  // namespace pellora

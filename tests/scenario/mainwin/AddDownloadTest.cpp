@@ -1,0 +1,238 @@
+#include "mainwin/AddDownload.h"
+
+#include "MainWindowFixture.h"
+#include "platform/TaskLoop.h"
+
+namespace pellora {
+namespace {
+
+class Adding : public MainWindowFixture {
+ protected:
+  void SetUp() override {
+    Start();
+    program().settings.CheckClipboard = false;
+  }
+};
+
+TEST_F(Adding, FillsTheRecordAndStartsTheProbe) {
+  Add("http://h/d/a.zip?x=1");
+  ASSERT_EQ(program().DownloadCount, 1);
+  const DownloadRecord& r = Rec(1);
+  EXPECT_EQ(r.FileName, "a.zip?x=1");
+  EXPECT_EQ(r.Path, "/d/a.zip?x=1");
+  EXPECT_EQ(r.Host, "h");
+  EXPECT_EQ(r.Port, 80);
+  EXPECT_EQ(r.URL, "http://h/d/a.zip?x=1");
+  EXPECT_TRUE(r.InUse);
+  EXPECT_TRUE(r.Valid);
+  EXPECT_FALSE(r.Active);
+  EXPECT_EQ(r.Segments.size(), 1U);
+  EXPECT_EQ(r.SegmentCount, 0);
+  EXPECT_DOUBLE_EQ(r.DateAdded, sim.loop().Now());
+  EXPECT_EQ(r.Queued, 0);
+  ASSERT_NE(InSlot(1), nullptr);
+  EXPECT_EQ(InSlot(1)->index, 1);
+  EXPECT_EQ(InSlot(1)->probes, 1);
+  EXPECT_TRUE(InSlot(1)->shown);
+  Settle();
+  EXPECT_EQ(Names(window().ListView1), std::vector<std::string>{"a.zip?x=1"});
+}
+
+TEST_F(Adding, TakesUserAndPasswordFromAnFtpUrl) {
+  Add("ftp://me:pw@h/a.zip");
+  EXPECT_EQ(Rec(1).Protocol, kFtp);
+  EXPECT_EQ(Rec(1).UserName, "me");
+  EXPECT_EQ(Rec(1).Password, "pw");
+}
+
+TEST_F(Adding, RefusesWhatIsNoUrlOfAFile) {
+  for (const char* url : {"mailto:a@h", "https://h/a.zip", "http://h", ""}) {
+    Add(url);
+    ASSERT_EQ(Box(), Text(400)) << url;
+    EXPECT_EQ(sim.dialogs().Next().title, "Pellora !");
+    EXPECT_EQ(sim.dialogs().Next().style, kCritical);
+    Answer(kAnswerOk);
+  }
+  EXPECT_EQ(program().DownloadCount, 0);
+}
+
+TEST_F(Adding, RefusesAUrlTheListFileCannotHold) {
+  Add("http://h/" + std::string(65535 - 9, 'a'));
+  EXPECT_EQ(program().DownloadCount, 1);
+  Add("http://h/" + std::string(65536 - 9, 'a'));
+  EXPECT_EQ(Box(), Text(400));
+  EXPECT_EQ(program().DownloadCount, 1);
+}
+
+TEST_F(Adding, LeavesOneBoxBehindForManyBadUrlsOfTheBus) {
+  for (int i = 0; i < 1000; ++i) Add("bad");
+  EXPECT_EQ(sim.dialogs().Standing(), 1U);
+  Answer(kAnswerOk);
+  EXPECT_EQ(sim.dialogs().Standing(), 0U);
+}
+
+TEST_F(Adding, KeepsAUrlAsGivenThoughItsParserTrims) {
+  Add("http://h/a.zip  ");
+  EXPECT_EQ(Rec(1).URL, "http://h/a.zip  ");
+  EXPECT_EQ(Rec(1).FileName, "a.zip");
+}
+
+TEST_F(Adding, QueuesAnAddWhileAllSlotsAreBusy) {
+  program().settings.MaxSimulDownlads = 1;
+  Record("http://h/a", [](auto& r) { r.Active = true; });
+  Add("http://h/b");
+  AddLater("http://h/c");
+  EXPECT_EQ(Rec(2).Queued, 1);
+  EXPECT_EQ(Rec(3).Queued, 1);
+  EXPECT_TRUE(transfers.empty());
+}
+
+TEST_F(Adding, ExceedsTheLimitInABurstBeforeAnyAnswer) {
+  program().settings.MaxSimulDownlads = 1;
+  for (int i = 0; i < 3; ++i) Add("http://h/" + std::to_string(i));
+  EXPECT_EQ(transfers.size(), 3U);
+}
+
+TEST_F(Adding, TakesTwoUrlsThatDifferInCaseOnly) {
+  Add("http://h/a.zip");
+  Add("http://h/A.ZIP");
+  EXPECT_EQ(program().DownloadCount, 2);
+  EXPECT_EQ(Box(), "");
+}
+
+TEST_F(Adding, OverwritesADuplicateOnYesInItsPlace) {
+  Add("http://h/a.zip");
+  Add("http://h/b.zip");
+  FakeTransfer* const former = InSlot(1);
+  Rec(1).Active = true;
+  Rec(1).ConnectState = "1";
+  Rec(1).Percent = 50;
+  Rec(1).Received = 500;
+  Rec(1).SegmentCount = 4;
+  const std::uint32_t serial = program().Serial(1);
+  Add("http://h/a.zip");
+  EXPECT_EQ(Box(), Text(403));
+  EXPECT_EQ(sim.dialogs().Next().style, kYesNo | kQuestion);
+  Answer(kAnswerYes);
+  EXPECT_EQ(program().DownloadCount, 2);
+  EXPECT_EQ(Rec(1).Received, 0);
+  EXPECT_EQ(Rec(1).SegmentCount, 0);
+  EXPECT_EQ(Rec(1).ConnectState, "");
+  EXPECT_FALSE(Rec(1).Active);
+  EXPECT_NE(program().Serial(1), serial);
+  EXPECT_NE(InSlot(1), former);
+  EXPECT_EQ(former->pauses, 0);
+  EXPECT_FALSE(former->unloaded);
+  EXPECT_FALSE(former->shown);
+  Settle();
+  EXPECT_EQ(Names(window().ListView1), (std::vector<std::string>{"a.zip", "b.zip"}));
+}
+
+TEST_F(Adding, DoesNotCountTheOverwrittenRecordAsBusy) {
+  program().settings.MaxSimulDownlads = 1;
+  Add("http://h/a.zip");
+  Rec(1).Active = true;
+  Add("http://h/a.zip");
+  Answer(kAnswerYes);
+  EXPECT_EQ(Rec(1).Queued, 0);
+  EXPECT_EQ(InSlot(1)->probes, 1);
+}
+
+TEST_F(Adding, ChangesNothingForADuplicateOnNo) {
+  Add("http://h/a.zip");
+  Rec(1).Percent = 50;
+  const std::uint32_t serial = program().Serial(1);
+  Add("http://h/a.zip");
+  Answer(kAnswerNo);
+  EXPECT_EQ(program().Serial(1), serial);
+  EXPECT_EQ(Rec(1).Percent, 50);
+}
+
+TEST_F(Adding, TakesAFreeSlotIfTheDuplicateIsGoneWhenYesComes) {
+  Add("http://h/a.zip");
+  Add("http://h/a.zip");
+  Rec(1).InUse = false;
+  program().RaiseSerial(1);
+  Add("http://h/b.zip");
+  ASSERT_EQ(Rec(1).URL, "http://h/b.zip");
+  Answer(kAnswerYes);
+  EXPECT_EQ(Rec(1).URL, "http://h/b.zip");
+  EXPECT_EQ(Rec(2).URL, "http://h/a.zip");
+}
+
+TEST_F(Adding, SurvivesAResetWhileTheDuplicateQuestionStands) {
+  Add("http://h/a.zip");
+  Add("http://h/a.zip");
+  program().ResizeDownloads(0);
+  Answer(kAnswerYes);
+  EXPECT_EQ(program().DownloadCount, 1);
+  EXPECT_EQ(Rec(1).URL, "http://h/a.zip");
+}
+
+TEST_F(Adding, ReusesTheFirstFreeSlotAndEmptiesIt) {
+  Record("http://h/a");
+  const std::int16_t index = Record("http://h/b");
+  Record("http://h/c");
+  FakeTransfer& stale = Transferring(index);
+  Rec(index).InUse = false;  // cleared; its window still stands
+  AddLater("http://h/d");
+  EXPECT_EQ(program().DownloadCount, 3);
+  EXPECT_EQ(Rec(index).URL, "http://h/d");
+  EXPECT_TRUE(stale.unloaded);
+  EXPECT_EQ(InSlot(index), nullptr);
+  EXPECT_FALSE(Rec(index).Active);
+}
+
+TEST_F(Adding, AsksForThePathWhenTheSettingSaysSo) {
+  program().settings.SaveAs = true;
+  sim.dialogs().AutoSave([](const SaveRequest& request) { return "/d/" + request.proposal; });
+  Add("http://h/a.zip");
+  ASSERT_EQ(sim.dialogs().Saves().size(), 1U);
+  EXPECT_EQ(sim.dialogs().Saves()[0].title, Text(401) + "a.zip");
+  EXPECT_EQ(sim.dialogs().Saves()[0].proposal, "a.zip");
+  EXPECT_EQ(sim.dialogs().Saves()[0].filter, Text(402) + " (*.*)|*.*");
+  EXPECT_EQ(Rec(1).SavePath, "/d/a.zip");
+  EXPECT_TRUE(Rec(1).HasSavePath);
+}
+
+TEST_F(Adding, AddsNothingWhenThePathIsCancelled) {
+  program().settings.SaveAs = true;
+  Add("http://h/a.zip");
+  sim.dialogs().AnswerNextSave(std::nullopt);
+  sim.RunReady();
+  EXPECT_EQ(program().DownloadCount, 0);
+}
+
+TEST_F(Adding, AsksForOnePathAfterTheOtherAndFindsTheDuplicateBehindIt) {
+  program().settings.SaveAs = true;
+  Add("http://h/a.zip");
+  Add("http://h/a.zip");
+  EXPECT_EQ(sim.dialogs().StandingSaves(), 1U);
+  sim.dialogs().AnswerNextSave("/d/1");
+  sim.RunReady();
+  EXPECT_EQ(program().DownloadCount, 1);
+  sim.dialogs().AnswerNextSave("/d/2");
+  sim.RunReady();
+  EXPECT_EQ(Box(), Text(403));
+}
+
+TEST_F(Adding, PutsAnUpdateWhereItIsUnpackedWithoutAsking) {
+  program().settings.SaveAs = true;
+  Do([&] { sim.tasks().Spawn(AddDownload(&program(), "http://h/new.zip", false, -1, this)); });
+  EXPECT_EQ(Rec(1).DownloadKind, 1);
+  EXPECT_EQ(Rec(1).SavePath, "/prog/downloads/new.zip");
+  EXPECT_TRUE(Rec(1).HasSavePath);
+  EXPECT_TRUE(sim.dialogs().Saves().empty());
+}
+
+TEST_F(Adding, SaysThatTheListIsFullBeforeAnythingGrows) {
+  program().ResizeDownloads(kMaxRecords);
+  for (int i = 1; i <= kMaxRecords; ++i) Rec(i).InUse = true;
+  Add("http://h/a.zip");
+  EXPECT_EQ(program().DownloadCount, kMaxRecords);
+  EXPECT_EQ(Panel(1), "The list is full: it holds 32767 downloads.");
+  EXPECT_TRUE(transfers.empty());
+}
+
+}  // namespace
+}  // namespace pellora

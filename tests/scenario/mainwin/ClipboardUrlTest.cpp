@@ -1,0 +1,65 @@
+#include "mainwin/ClipboardUrl.h"
+
+#include <gtest/gtest.h>
+
+#include "mainwin/TrayTip.h"
+
+namespace pellora {
+namespace {
+
+const std::string kUsual = "HTM,HTML,ASP,PHP,CGI";
+
+TEST(UrlToAskAbout, TakesAnHttpOrFtpUrlAndTrimsItsEnd) {
+  EXPECT_EQ(UrlToAskAbout("http://a.example/x.zip", kUsual), "http://a.example/x.zip");
+  EXPECT_EQ(UrlToAskAbout("ftp://a.example/x.zip  ", kUsual), "ftp://a.example/x.zip");
+}
+
+TEST(UrlToAskAbout, LooksAtTheFirstCharactersBeforeItTrims) {
+  EXPECT_EQ(UrlToAskAbout(" http://a.example/x.zip", kUsual), std::nullopt);
+}
+
+TEST(UrlToAskAbout, NeverAsksAboutASchemeInCapitals) {
+  EXPECT_EQ(UrlToAskAbout("HTTP://a.example/x.zip", kUsual), std::nullopt);
+  EXPECT_EQ(UrlToAskAbout("https://a.example/x.zip", kUsual), std::nullopt);
+}
+
+TEST(UrlToAskAbout, NeverAsksAboutAUrlThatEndsInASlash) {
+  EXPECT_EQ(UrlToAskAbout("http://a.example/x/", kUsual), std::nullopt);
+  EXPECT_EQ(UrlToAskAbout("http://a.example/x\\ ", kUsual), std::nullopt);
+}
+
+TEST(UrlToAskAbout, PassesOverIgnoredExtensionsInAnyCase) {
+  for (const char* extension : {"htm", "HTML", "Php", "cgi"}) {
+    EXPECT_EQ(UrlToAskAbout(std::string("http://a.example/x.") + extension, kUsual), std::nullopt) << extension;
+  }
+}
+
+TEST(UrlToAskAbout, AsksAboutAnIgnoredExtensionWithAQuery) {
+  EXPECT_TRUE(UrlToAskAbout("http://a.example/x.php?id=1", kUsual));
+}
+
+TEST(UrlToAskAbout, IgnoresNothingWithAListOfOneExtensionAndBothOfTwo) {
+  EXPECT_TRUE(UrlToAskAbout("http://a.example/x.htm", "HTM"));
+  EXPECT_FALSE(UrlToAskAbout("http://a.example/x.htm", "HTM,ZIP"));
+  EXPECT_FALSE(UrlToAskAbout("http://a.example/x.zip", "HTM,ZIP"));
+}
+
+TEST(UrlToAskAbout, TakesTheListsElementsUntrimmed) {
+  EXPECT_TRUE(UrlToAskAbout("http://a.example/x.zip", "HTM, ZIP"));
+}
+
+TEST(UrlToAskAbout, JudgesATextOfSeveralLinesAsOne) {
+  EXPECT_EQ(UrlToAskAbout("http://a.example/x.zip\r\nmore", kUsual), "http://a.example/x.zip\r\nmore");
+}
+
+TEST(TrayTip, CutsAt64CharactersBetweenCodePoints) {
+  EXPECT_EQ(TrayTip(std::string(80, 'a')), std::string(64, 'a'));
+  std::string wide;
+  for (int i = 0; i < 70; ++i) wide += "\xC3\xA9";
+  EXPECT_EQ(TrayTip(wide), wide.substr(0, 128));
+}
+
+TEST(TrayTip, EndsAtANul) { EXPECT_EQ(TrayTip(std::string("ab\0cd", 5)), "ab"); }
+
+}  // namespace
+}  // namespace pellora

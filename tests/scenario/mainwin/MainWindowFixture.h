@@ -1,0 +1,85 @@
+// MainWindowFixture: the program started in virtual time, with transfer objects that only do what the
+// lists and the queue need of them.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "SimPlatform.h"
+#include "app/App.h"
+#include "core/Program.h"
+#include "mainwin/MainWindow.h"
+
+namespace pellora {
+
+// Keeps the record's flags as a transfer does, and notes what it was asked for.
+class FakeTransfer final : public Transfer {
+ public:
+  explicit FakeTransfer(Program& program) : program_(program) {}
+  void SetRecordIndex(std::int16_t index) override;
+  Task<> InitConnection() override;
+  Task<> ConnectSegmented() override;
+  void PauseDownload() override;
+  Task<> ResumeDownload() override;
+  void ShowWindow() override { shown = true; }
+  void HideWindow() override { shown = false; }
+  void UnloadWindow() override { unloaded = true; }
+
+  std::int16_t index = 0;
+  int probes = 0;
+  int pauses = 0;
+  int resumes = 0;
+  bool shown = false;
+  bool unloaded = false;
+  std::uint32_t busyFor = 0;  // milliseconds that a resume takes
+
+ private:
+  Program& program_;
+};
+
+class MainWindowFixture : public ::testing::Test {
+ protected:
+  MainWindowFixture() : MainWindowFixture(SimOptions()) {}
+  explicit MainWindowFixture(SimOptions options);
+  ~MainWindowFixture() override;
+
+  // The start sequence, and 1 ms.
+  void Start();
+  // Past the next limit of the rows' refresh and the tick that makes up for it.
+  void Settle() { sim.RunFor(1100); }
+  // A listed record, made without the add routine.
+  std::int16_t Record(const std::string& url, const std::function<void(DownloadRecord&)>& change = {});
+  // Adds as the browser does.
+  void Add(const std::string& url);
+  void AddLater(const std::string& url);
+  // A transfer in the slot of a record, as if it had been started.
+  FakeTransfer& Transferring(std::int16_t index);
+
+  Program& program() { return app->program(); }
+  MainWindow& window() { return app->mainWindow(); }
+  DownloadRecord& Rec(int index) { return program().Download(index); }
+  FakeTransfer* InSlot(int index);
+  // Selects the row of a record in that list; False if it has none.
+  bool Select(ListView& list, std::int16_t record);
+  const ListRow* Row(const ListView& list, std::int16_t record);
+  std::vector<std::string> Names(const ListView& list);
+  const std::string& Text(int number) { return program().Text(number); }
+  std::string Panel(std::size_t number) { return window().StatusBar1.Panels().at(number - 1); }
+  // The box that stands, by its text; "" if none does.
+  std::string Box() { return sim.dialogs().Standing() == 0 ? "" : sim.dialogs().Next().text; }
+  void Answer(int answer);
+  void Do(const std::function<void()>& event) {
+    sim.Do(event);
+    sim.RunReady();
+  }
+
+  SimPlatform sim;
+  std::unique_ptr<App> app;
+  std::vector<std::shared_ptr<FakeTransfer>> transfers;  // all there ever were
+};
+
+}  // namespace pellora

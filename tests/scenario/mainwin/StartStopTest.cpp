@@ -1,0 +1,214 @@
+#include "MainWindowFixture.h"
+#include "core/ListFile.h"
+
+namespace pellora {
+namespace {
+
+using StartStop = MainWindowFixture;
+
+TEST_F(StartStop, MakesTheFoldersAndSavesTheProgramsFolder) {
+  Start();
+  for (const char* folder : {"/home/u/Documents/Pellora/downloads/a", "/home/u/Documents/Pellora/temp/a"}) {
+    EXPECT_NO_THROW((void)sim.disk().Open(folder)) << folder;
+  }
+  EXPECT_EQ(sim.settings().Get("Pellora", "AppPath"), "/prog");
+}
+
+TEST_F(StartStop, ShowsTheWindowWithItsVersionAndLoadsTheAddDialogHidden) {
+  Start();
+  EXPECT_TRUE(window().Visible());
+  EXPECT_EQ(Panel(1), "Pellora v5.2");
+  EXPECT_TRUE(window().form1->Loaded());
+  EXPECT_FALSE(window().form1->Visible());
+  EXPECT_TRUE(program().ShowTransferWindow);
+  EXPECT_TRUE(window().sdw.Checked);
+}
+
+TEST_F(StartStop, StartsTheUpdaterWithFiveWordsWhereThereIsOne) {
+  sim.disk().Put("/prog/UpdateApp", SimContent(std::string("x")));
+  Start();
+  ASSERT_EQ(sim.shell().started.size(), 1U);
+  EXPECT_EQ(sim.shell().started[0].first, "/prog/UpdateApp");
+  EXPECT_EQ(sim.shell().started[0].second,
+            (std::vector<std::string>{"Pellora", "2", "5.2.0", "update.pellora.example", "false"}));
+}
+
+TEST_F(StartStop, RunsWithoutAnUpdaterAndWithoutALanguageFile) {
+  sim.disk().Lose("/prog/english.txt");
+  Start();
+  EXPECT_TRUE(sim.shell().started.empty());
+  EXPECT_TRUE(window().Visible());
+  EXPECT_EQ(window().mAddurl.Caption(), "&Add URL");
+}
+
+TEST_F(StartStop, GoesOnAfterASettingThatDoesNotConvert) {
+  sim.settings().values[{"Pellora", "SaveAs"}] = "maybe";
+  Start();
+  EXPECT_TRUE(window().Visible());
+  EXPECT_EQ(program().settings.MaxSimulDownlads, 0);
+}
+
+TEST_F(StartStop, HidesAtTheCloseBoxWhileTransfersAndSavesGoOn) {
+  Start();
+  const std::int16_t index = Record("http://h/a.zip");
+  FakeTransfer& transfer = Transferring(index);
+  window().ViewClosed();
+  EXPECT_FALSE(window().Visible());
+  EXPECT_TRUE(window().Loaded());
+  EXPECT_EQ(transfer.pauses, 0);
+  const std::uint64_t written = sim.disk().BytesWritten();
+  sim.RunFor(5000);
+  EXPECT_GT(sim.disk().BytesWritten(), written);
+  Do([&] { app->ShowMainWindow(); });
+  EXPECT_TRUE(window().Visible());
+  EXPECT_EQ(sim.windows().Record(window()).raised, 1);
+}
+
+TEST_F(StartStop, SavesEveryFiveSecondsOnlyOnceTheListWasRead) {
+  Start();
+  const std::uint64_t calls = sim.disk().BytesWritten();
+  sim.RunFor(4900);
+  EXPECT_EQ(sim.disk().BytesWritten(), calls);
+  sim.RunFor(200);
+  EXPECT_EQ(sim.disk().BytesWritten(), calls + 98);
+}
+
+TEST_F(StartStop, LoadsARunningDownloadAsPausedAfterACleanQuit) {
+  Start();
+  const std::int16_t index = Record("http://h/a.zip");
+  FakeTransfer& transfer = Transferring(index);
+  Do([&] { app->SaveAndQuit(); });
+  EXPECT_EQ(sim.machine().endCode, 0);
+  EXPECT_EQ(transfer.pauses, 1);
+  EXPECT_TRUE(transfer.unloaded);
+
+  SimPlatform next(SimOptions{.disk = sim.disk().TakeState()});
+  App again(next.platform());
+  next.Do([&] { again.Start(); });
+  next.RunFor(1);
+  ASSERT_EQ(again.program().DownloadCount, 1);
+  EXPECT_FALSE(again.program().Download(1).Active);
+  EXPECT_TRUE(again.program().Download(1).Paused);
+  EXPECT_EQ(again.List().at(0).state, "paused");
+  next.DropProgram();
+}
+
+TEST_F(StartStop, LoadsARunningDownloadAsPausedAfterACrash) {
+  Start();
+  Transferring(Record("http://h/a.zip"));
+  sim.RunFor(5100);
+  SimPlatform next(SimOptions{.disk = sim.disk().TakeState()});
+  App again(next.platform());
+  next.Do([&] { again.Start(); });
+  next.RunFor(3000);
+  ASSERT_EQ(again.program().DownloadCount, 1);
+  EXPECT_FALSE(again.program().Download(1).Active);
+  EXPECT_TRUE(again.program().Download(1).Paused);
+  next.DropProgram();
+}
+
+TEST_F(StartStop, PausesOnlyWhatRunsAndSavesLast) {
+  Start();
+  FakeTransfer& running = Transferring(Record("http://h/a.zip"));
+  FakeTransfer& probing = Transferring(Record("http://h/b.zip"));
+  Rec(2).Active = false;
+  Do([&] { app->SaveAndQuit(); });
+  EXPECT_EQ(running.pauses, 1);
+  EXPECT_EQ(probing.pauses, 0);
+  EXPECT_EQ(program().TransferWindowAt(1), nullptr);
+  EXPECT_NE(program().TransferWindowAt(2), nullptr);
+}
+
+TEST_F(StartStop, EndsOnceAndSavesNothingAfterwards) {
+  Start();
+  Do([&] { app->SaveAndQuit(); });
+  const std::uint64_t written = sim.disk().BytesWritten();
+  app->SaveAndQuit();
+  sim.RunFor(20000);
+  EXPECT_EQ(sim.disk().BytesWritten(), written);
+}
+
+TEST_F(StartStop, QuitsWhileAClipboardQuestionStandsWithoutAddingIt) {
+  Start();
+  sim.clipboard().text = "http://h/a.zip";
+  sim.RunFor(600);
+  ASSERT_TRUE(window().wantDown->Visible());
+  Do([&] { app->SaveAndQuit(); });
+  EXPECT_EQ(program().DownloadCount, 0);
+  EXPECT_TRUE(sim.Ended());
+}
+
+TEST_F(StartStop, UnloadsTheWindowFromCodeByQuitting) {
+  Start();
+  Do([&] { window().Unload(); });
+  EXPECT_EQ(sim.machine().endCode, 0);
+}
+
+TEST_F(StartStop, QueuesUrlsHandedOverBeforeTheStartIsOver) {
+  sim.Do([&] {
+    app->MenuURL("http://h/a.zip", "", "");
+    app->Start();
+    app->MenuURL("http://h/b.zip", "", "");
+  });
+  EXPECT_EQ(program().DownloadCount, 0);
+  sim.RunFor(1);
+  ASSERT_EQ(program().DownloadCount, 2);
+  EXPECT_EQ(Rec(1).URL, "http://h/a.zip");
+  EXPECT_EQ(Rec(2).URL, "http://h/b.zip");
+}
+
+TEST_F(StartStop, KeepsAListThatCouldNotBeRead) {
+  Start();
+  Record("http://h/a.zip");
+  sim.RunFor(5100);
+  SimPlatform next(SimOptions{.disk = sim.disk().TakeState()});
+  const std::string before = next.disk().Get("/prog/Pellora.dat");
+  next.disk().FailWhere(
+      [](DiskCall call, const std::string& path) {
+        return call == DiskCall::Read && path == "/prog/Pellora.dat";
+      },
+      1, true);
+  App again(next.platform());
+  next.Do([&] { again.Start(); });
+  next.RunFor(20000);
+  next.disk().NoFaults();
+  next.RunFor(20000);
+  EXPECT_EQ(next.disk().Get("/prog/Pellora.dat"), before);
+  next.DropProgram();
+}
+
+TEST_F(StartStop, TakesLeechUrlAndChangesNothing) {
+  Start();
+  Do([&] { app->LeechURL("http://h/a.zip", "http://h/"); });
+  sim.RunFor(2000);
+  EXPECT_EQ(program().DownloadCount, 0);
+}
+
+TEST_F(StartStop, IgnoresReferringPageAndCookieOfTheBrowser) {
+  Start();
+  Do([&] { app->MenuURL("http://h/a.zip", "http://h/page", "c=1"); });
+  EXPECT_EQ(Rec(1).URL, "http://h/a.zip");
+  EXPECT_EQ(Rec(1).Referer, "");
+}
+
+TEST_F(StartStop, ListsEveryRecordInUseWithItsState) {
+  Start();
+  Record("http://h/0.zip", [](auto& r) { r.Finished = true, r.SavePath = "/d/0.zip", r.Percent = 100; });
+  Record("http://h/1.zip", [](auto& r) { r.Active = true, r.SavePath = "/d/1.zip"; });
+  Record("http://h/2.zip", [](auto& r) { r.Scheduled = 1; });
+  Record("http://h/3.zip", [](auto& r) { r.ConnectState = "1"; });
+  Record("http://h/4.zip", [](auto& r) { r.Queued = 1; });
+  Record("http://h/5.zip", [](auto& r) { r.Paused = true; });
+  Record("http://h/6.zip");
+  Record("http://h/7.zip", [](auto& r) { r.InUse = false; });
+  const std::vector<DownloadInfo> list = app->List();
+  std::vector<std::string> states;
+  for (const DownloadInfo& info : list) states.push_back(info.state);
+  EXPECT_EQ(states, (std::vector<std::string>{"finished", "active", "scheduled", "failed", "queued", "paused",
+                                              "waiting"}));
+  EXPECT_EQ(list[0].savedPath, "/d/0.zip");
+  EXPECT_EQ(list[1].savedPath, "");
+}
+
+}  // namespace
+}  // namespace pellora

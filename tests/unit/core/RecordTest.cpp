@@ -1,0 +1,34 @@
+#include <gtest/gtest.h>
+
+#include "core/Record.h"
+#include "platform/Failure.h"
+
+namespace pellora {
+namespace {
+
+TEST(SegmentRecord, FoldMovesWhatThisConnectionBroughtIntoTheResumePoint) {
+  SegmentRecord segment;
+  segment.RangeStart = 1000;
+  segment.RangeEnd = 1999;
+  segment.RangeSize = 1000;
+  segment.ReceivedNow = 300;
+  segment.Fold();
+  EXPECT_EQ(segment.RangeStart, 1300);
+  EXPECT_EQ(segment.ReceivedTotal, 300);
+  EXPECT_EQ(segment.ReceivedNow, 0);
+  EXPECT_EQ(segment.RangeEnd + segment.ReceivedTotal - segment.RangeStart + 1, segment.RangeSize);
+  segment.Fold();
+  EXPECT_EQ(segment.RangeStart, 1300);
+}
+
+TEST(DownloadRecord, ASegmentThatTheArrayDoesNotHaveIsAFailure) {
+  DownloadRecord record;
+  EXPECT_THROW((void)record.Segment(0), Failure);
+  record.Segments.resize(2);
+  EXPECT_EQ(&record.Segment(1), &record.Segments[1]);
+  EXPECT_THROW((void)record.Segment(2), Failure);
+  EXPECT_THROW((void)record.Segment(-1), Failure);
+}
+
+}  // namespace
+}  // namespace pellora

@@ -1,0 +1,255 @@
+#include <gtest/gtest.h>
+
+#include "MemoryPlatform.h"
+#include "core/Dates.h"
+#include "core/Settings.h"
+
+namespace pellora {
+namespace {
+
+class SettingsTest : public testing::Test {
+ protected:
+  void Store(const std::string& key, const std::string& value) { store.values[{"Pellora", key}] = value; }
+  void Load() {
+    settings = {};
+    LoadSettings(settings, store, machine, clock);
+  }
+  // The load as the start sequence makes it: its failure is skipped.
+  bool LoadSkippingFailure() {
+    settings = {};
+    return Skip([&] { LoadSettings(settings, store, machine, clock); });
+  }
+
+  test::MemorySettings store;
+  test::FixedMachine machine;
+  test::FixedClock clock;
+  Settings settings;
+};
+
+TEST_F(SettingsTest, AnEmptyStoreGivesTheDefaults) {
+  clock.now = SerialOf({2026, 11, 21, 9, 30, 15});
+  Load();
+  EXPECT_TRUE(settings.BrowserIngeration);
+  EXPECT_TRUE(settings.CheckClipboard);
+  EXPECT_FALSE(settings.SaveAs);
+  EXPECT_TRUE(settings.SafeDisk);
+  EXPECT_EQ(settings.DownloadFolder, "/home/user/Documents/Pellora/downloads/");
+  EXPECT_EQ(settings.TempFolder, "/home/user/Documents/Pellora/temp/");
+  EXPECT_EQ(settings.MaxSegments, 4);
+  EXPECT_EQ(settings.MaxSimulDownlads, 3);
+  EXPECT_FALSE(settings.AutoPreviewZIP);
+  EXPECT_EQ(settings.ScheduleDate, clock.now);
+  EXPECT_FALSE(settings.AutoCloseInternet);
+  EXPECT_FALSE(settings.Schedule);
+  EXPECT_EQ(settings.ProxyServer, "");
+  EXPECT_EQ(settings.ProxyPort, 80);
+  EXPECT_FALSE(settings.ProxyFTP);
+  EXPECT_FALSE(settings.ProxyHTTP);
+  EXPECT_FALSE(settings.AutoStart);
+  EXPECT_EQ(settings.Language, "english");
+  EXPECT_EQ(settings.IgnoreString, "HTM,HTML,ASP,PHP,CGI");
+  EXPECT_EQ(settings.ScheduleOption, 0);
+}
+
+TEST_F(SettingsTest, TheDefaultHourIsTodayAtNoonIfThatIsAheadElseTomorrow) {
+  clock.now = 46000.4;
+  Load();
+  EXPECT_EQ(settings.ScheduleHour, 46000.5);
+  clock.now = 46000.5;
+  Load();
+  EXPECT_EQ(settings.ScheduleHour, 46000.5);
+  clock.now = 46000.6;
+  Load();
+  EXPECT_EQ(settings.ScheduleHour, 46001.5);
+}
+
+TEST_F(SettingsTest, AStoredHourIsAdvancedToItsNextOccurrence) {
+  clock.now = 46000.5;
+  Store("ScheduleHour", StoredDateTime(45000.25));
+  Load();
+  EXPECT_EQ(settings.ScheduleHour, 46001.25);
+  Store("ScheduleHour", StoredDateTime(46100.25));
+  Load();
+  EXPECT_EQ(settings.ScheduleHour, 46100.25);
+}
+
+TEST_F(SettingsTest, ChosenFoldersAreTheDefaultsAgainAfterARestart) {
+  Load();
+  settings.DownloadFolder = "/chosen/";
+  settings.TempFolder = "/parts/";
+  SaveSettings(settings, store);
+  Load();
+  EXPECT_EQ(settings.DownloadFolder, "/home/user/Documents/Pellora/downloads/");
+  EXPECT_EQ(settings.TempFolder, "/home/user/Documents/Pellora/temp/");
+  EXPECT_EQ(store.Get("Pellora", "DownloadFolder"), "/chosen/");
+  EXPECT_EQ(store.Get("Pellora", "TempFolder"), "/parts/");
+}
+
+TEST_F(SettingsTest, FoldersUnderTheOlderNameAreHonouredAndNeverOverwritten) {
+  store.values[{"Brenmoor", "DownloadFolder"}] = "/old/d/";
+  store.values[{"Brenmoor", "TempFolder"}] = "/old/t/";
+  Load();
+  EXPECT_EQ(settings.DownloadFolder, "/old/d/");
+  EXPECT_EQ(settings.TempFolder, "/old/t/");
+  settings.DownloadFolder = "/new/";
+  SaveSettings(settings, store);
+  EXPECT_EQ(store.Get("Brenmoor", "DownloadFolder"), "/old/d/");
+  EXPECT_EQ(store.Get("Brenmoor", "TempFolder"), "/old/t/");
+  for (const std::string& entry : store.written) EXPECT_EQ(entry.rfind("Pellora/", 0), 0U) << entry;
+}
+
+TEST_F(SettingsTest, WithoutADocumentsFolderTheDefaultsBeginAtTheRoot) {
+  machine.documents.clear();
+  Load();
+  EXPECT_EQ(settings.DownloadFolder, "/Pellora/downloads/");
+  EXPECT_EQ(settings.TempFolder, "/Pellora/temp/");
+}
+
+TEST_F(SettingsTest, LimitsAreReadByPrefixRoundedAndNotClamped) {
+  const struct {
+    const char* text;
+    std::int32_t value;
+  } kCases[] = {{"abc", 0}, {"2.5", 2}, {"3.5", 4}, {"0", 0}, {"500", 500}, {"-5", -5}, {"8x", 8}, {"", 0}};
+  for (const auto& c : kCases) {
+    Store("MaxSegments", c.text);
+    Store("MaxSimulDownlads", c.text);
+    Load();
+    EXPECT_EQ(settings.MaxSegments, c.value) << c.text;
+    EXPECT_EQ(settings.MaxSimulDownlads, c.value) << c.text;
+  }
+}
+
+TEST_F(SettingsTest, ABadProxyPortEndsTheLoadAtThatKey) {
+  for (const char* port : {"abc", "40000", "-32769", ""}) {
+    Store("ProxyServer", "proxy");
+    Store("ProxyPort", port);
+    Store("ProxyFTP", "True");
+    Store("ProxyHTTP", "True");
+    Store("AutoStart", "True");
+    Store("ScheduleOption", "1");
+    EXPECT_FALSE(LoadSkippingFailure()) << port;
+    EXPECT_EQ(settings.ProxyServer, "proxy");
+    EXPECT_EQ(settings.ProxyPort, 0);
+    EXPECT_FALSE(settings.ProxyFTP);
+    EXPECT_FALSE(settings.ProxyHTTP);
+    EXPECT_FALSE(settings.AutoStart);
+    EXPECT_EQ(settings.Language, "");
+    EXPECT_EQ(settings.IgnoreString, "");
+    EXPECT_EQ(settings.ScheduleHour, 0);
+    EXPECT_EQ(settings.ScheduleOption, 0);
+  }
+}
+
+TEST_F(SettingsTest, ABadBooleanLeavesAllKeysBehindItAtZero) {
+  Store("CheckClipboard", "maybe");
+  Store("SaveAs", "True");
+  EXPECT_FALSE(LoadSkippingFailure());
+  EXPECT_TRUE(settings.BrowserIngeration);
+  EXPECT_FALSE(settings.CheckClipboard);
+  EXPECT_FALSE(settings.SaveAs);
+  EXPECT_FALSE(settings.SafeDisk);
+  EXPECT_EQ(settings.DownloadFolder, "");
+  EXPECT_EQ(settings.TempFolder, "");
+  EXPECT_EQ(settings.MaxSegments, 0);
+  EXPECT_EQ(settings.Language, "");
+  EXPECT_EQ(settings.ScheduleHour, 0);
+}
+
+TEST_F(SettingsTest, ABadOptionSkipsTheWalkOfTheHour) {
+  Store("ScheduleOption", "daily");
+  EXPECT_FALSE(LoadSkippingFailure());
+  EXPECT_EQ(settings.ScheduleHour, 0.5);
+}
+
+TEST_F(SettingsTest, AGarbledHourEndsTheLoadInsteadOfNeverEnding) {
+  for (const char* text : {"1e300", "-1e20", "nan", "99999-01-01 12:00:00", "0001-01-01 12:00:00"}) {
+    Store("ScheduleHour", text);
+    EXPECT_FALSE(LoadSkippingFailure()) << text;
+    EXPECT_EQ(settings.ScheduleHour, 0);
+    EXPECT_EQ(settings.Language, "english");
+  }
+}
+
+TEST_F(SettingsTest, BooleansMayBeNumbers) {
+  Store("CheckClipboard", "0");
+  Store("SaveAs", "-1");
+  Load();
+  EXPECT_FALSE(settings.CheckClipboard);
+  EXPECT_TRUE(settings.SaveAs);
+}
+
+TEST_F(SettingsTest, SaveWritesEveryKeyInOrderUnderThePresentName) {
+  settings.BrowserIngeration = true;
+  settings.DownloadFolder = "/d/";
+  settings.TempFolder = "/t/";
+  settings.MaxSegments = 8;
+  settings.MaxSimulDownlads = 99;
+  settings.Schedule = true;
+  settings.ScheduleDate = SerialOf({2026, 11, 21, 9, 30, 15});
+  settings.ProxyServer = "proxy";
+  settings.ProxyPort = 8080;
+  settings.Language = "deutsch";
+  settings.IgnoreString = "A,B";
+  settings.ScheduleHour = SerialOf({2026, 11, 22, 3, 0, 0});
+  settings.ScheduleOption = 1;
+  SaveSettings(settings, store);
+  const std::vector<std::string> wanted = {
+      "Pellora/BrowserIngeration=True",
+      "Pellora/CheckClipboard=False",
+      "Pellora/SaveAs=False",
+      "Pellora/SafeDisk=False",
+      "Pellora/DownloadFolder=/d/",
+      "Pellora/TempFolder=/t/",
+      "Pellora/MaxSegments=8",
+      "Pellora/MaxSimulDownlads=99",
+      "Pellora/AutoPreviewZIP=False",
+      "Pellora/Schedule=True",
+      "Pellora/ScheduleDate=2026-11-21 09:30:15",
+      "Pellora/AutoCloseInternet=False",
+      "Pellora/ProxyServer=proxy",
+      "Pellora/ProxyPort=8080",
+      "Pellora/ProxyFTP=False",
+      "Pellora/ProxyHTTP=False",
+      "Pellora/AutoStart=False",
+      "Pellora/Language=deutsch",
+      "Pellora/IgnoreString=A,B",
+      "Pellora/ScheduleHour=2026-11-22 03:00:00",
+      "Pellora/ScheduleOption=1",
+  };
+  EXPECT_EQ(store.written, wanted);
+}
+
+TEST_F(SettingsTest, SaveStopsAtItsFirstFailure) {
+  store.failingKey = "SaveAs";
+  EXPECT_THROW(SaveSettings(settings, store), Failure);
+  EXPECT_EQ(store.written.size(), 2U);
+}
+
+TEST_F(SettingsTest, WhatIsSavedIsLoadedAgain) {
+  clock.now = SerialOf({2026, 11, 21, 9, 30, 15});
+  Load();
+  settings.CheckClipboard = false;
+  settings.SaveAs = true;
+  settings.MaxSegments = 7;
+  settings.ScheduleDate = SerialOf({2027, 1, 2, 3, 4, 5});
+  settings.ScheduleHour = SerialOf({2026, 11, 22, 23, 59, 58});
+  settings.ProxyServer = " a,b = \"c\" \xFF";
+  settings.ProxyPort = 32767;
+  settings.Language = "";
+  settings.ScheduleOption = -1;
+  SaveSettings(settings, store);
+  const Settings saved = settings;
+  Load();
+  EXPECT_EQ(settings.CheckClipboard, saved.CheckClipboard);
+  EXPECT_EQ(settings.SaveAs, saved.SaveAs);
+  EXPECT_EQ(settings.MaxSegments, saved.MaxSegments);
+  EXPECT_EQ(settings.ScheduleDate, saved.ScheduleDate);
+  EXPECT_EQ(settings.ScheduleHour, saved.ScheduleHour);
+  EXPECT_EQ(settings.ProxyServer, saved.ProxyServer);
+  EXPECT_EQ(settings.ProxyPort, saved.ProxyPort);
+  EXPECT_EQ(settings.Language, saved.Language);
+  EXPECT_EQ(settings.ScheduleOption, saved.ScheduleOption);
+}
+
+}  // namespace
+}  // namespace pellora
