@@ -107,7 +107,7 @@ int RunProgram(QApplication& application) {
 
   App app(desktop.platform);
   const auto saveAndQuit = [&] { desktop.gate.Deliver([&] { app.SaveAndQuit(); }); };
-  const EndSignals signals(saveAndQuit);
+  const EndSignals endSignals(saveAndQuit);
   QObject::connect(
       &application, &QGuiApplication::commitDataRequest, &application, [&](QSessionManager&) { saveAndQuit(); },
       Qt::DirectConnection);
