@@ -11,35 +11,52 @@ namespace pellora {
 Boxes::Boxes(Platform& platform) : platform_(platform) {}
 Boxes::~Boxes() = default;
 
+// The entries are made in plain functions: inside a coroutine g++ 12 copies a temporary aggregate bit by bit
+// and then destroys both, which ends what its closures share too early.
+Boxes::Answer Boxes::EnqueueBox(const void* owner, const BoxRequest& request) {
+  auto answer = std::make_shared<std::optional<int>>();
+  Entry entry;
+  entry.owner = owner;
+  entry.text = request.text;
+  entry.show = [this, request, answer, alive = std::weak_ptr<int>(alive_)] {
+    platform_.dialogs.Ask(request, [this, answer, alive](int chosen) {
+      if (alive.expired()) return;
+      *answer = chosen;
+      FirstAnswered();
+    });
+  };
+  Enqueue(std::move(entry));
+  return answer;
+}
+
+Boxes::ChosenPath Boxes::EnqueueSavePath(const SaveRequest& request) {
+  auto chosenPath = std::make_shared<std::optional<std::optional<std::string>>>();
+  Entry entry;
+  entry.owner = this;
+  entry.text = request.title;
+  entry.show = [this, request, chosenPath, alive = std::weak_ptr<int>(alive_)] {
+    platform_.dialogs.AskSavePath(request, [this, chosenPath, alive](std::optional<std::string> chosen) {
+      if (alive.expired()) return;
+      chosenPath->emplace(std::move(chosen));
+      FirstAnswered();
+    });
+  };
+  Enqueue(std::move(entry));
+  return chosenPath;
+}
+
 Task<int> Boxes::Ask(const void* owner, BoxRequest request) {
-  const auto answer = std::make_shared<std::optional<int>>();
-  const auto alive = std::weak_ptr<int>(alive_);
-  const std::string text = request.text;
-  Enqueue({owner, text, [this, request, answer, alive] {
-             platform_.dialogs.Ask(request, [this, answer, alive](int chosen) {
-               if (alive.expired()) return;
-               *answer = chosen;
-               FirstAnswered();
-             });
-           }});
-  co_await platform_.tasks.UntilEvent([answer] { return answer->has_value(); });
-  co_return **answer;
+  const Answer answer = EnqueueBox(owner, request);
+  std::function<bool()> answered = [answer] { return answer->has_value(); };
+  co_await platform_.tasks.UntilEvent(std::move(answered));
+  co_return answer->value();
 }
 
 Task<std::optional<std::string>> Boxes::AskSavePath(SaveRequest request) {
-  const auto answered = std::make_shared<bool>(false);
-  const auto path = std::make_shared<std::optional<std::string>>();
-  const auto alive = std::weak_ptr<int>(alive_);
-  Enqueue({this, request.title, [this, request, answered, path, alive] {
-             platform_.dialogs.AskSavePath(request, [this, answered, path, alive](std::optional<std::string> chosen) {
-               if (alive.expired()) return;
-               *path = std::move(chosen);
-               *answered = true;
-               FirstAnswered();
-             });
-           }});
-  co_await platform_.tasks.UntilEvent([answered] { return *answered; });
-  co_return *path;
+  const ChosenPath path = EnqueueSavePath(request);
+  std::function<bool()> answered = [path] { return path->has_value(); };
+  co_await platform_.tasks.UntilEvent(std::move(answered));
+  co_return path->value();
 }
 
 bool Boxes::Stands(const void* owner, const std::string& text) const {

@@ -35,6 +35,11 @@ class Boxes {
     std::string text;
     std::function<void()> show;
   };
+  // Filled when the user has answered.
+  using Answer = std::shared_ptr<std::optional<int>>;
+  using ChosenPath = std::shared_ptr<std::optional<std::optional<std::string>>>;
+  Answer EnqueueBox(const void* owner, const BoxRequest& request);
+  ChosenPath EnqueueSavePath(const SaveRequest& request);
   void Enqueue(Entry entry);
   void ShowFirst();
   void FirstAnswered();

@@ -65,8 +65,8 @@ class Servers(unittest.TestCase):
     def test_refused_segments_never_pass_for_a_finished_file(self):
         with harness.Session("crowded", MaxSegments=8) as session:
             session.start()
-            large = origin.content(4 * SIZE, seed=8)
-            self.nginx.put("large.bin", large)
+            # Large enough that the first two connections are still busy when the others ask.
+            self.nginx.put("large.bin", origin.content(40 * SIZE, seed=8))
             url = self.nginx.url(self.nginx.crowded, "large.bin")
             session.menu_url(url)
             time.sleep(6)
