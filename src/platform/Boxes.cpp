@@ -22,7 +22,9 @@ Task<int> Boxes::Ask(const void* owner, BoxRequest request) {
                FirstAnswered();
              });
            }});
-  co_await platform_.tasks.UntilEvent([answer] { return answer->has_value(); });
+  // Named: g++ 12 destroys a captured temporary inside a co_await twice.
+  std::function<bool()> isAnswered = [answer] { return answer->has_value(); };
+  co_await platform_.tasks.UntilEvent(std::move(isAnswered));
   co_return **answer;
 }
 
@@ -38,7 +40,8 @@ Task<std::optional<std::string>> Boxes::AskSavePath(SaveRequest request) {
                FirstAnswered();
              });
            }});
-  co_await platform_.tasks.UntilEvent([answered] { return *answered; });
+  std::function<bool()> isAnswered = [answered] { return *answered; };
+  co_await platform_.tasks.UntilEvent(std::move(isAnswered));
   co_return *path;
 }
 

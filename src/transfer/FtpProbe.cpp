@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
@@ -110,7 +111,8 @@ Task<> TransferWindow::FtpProbeFailed(std::string text) {
   const auto hold = Hold();
   questionStands_ = true;
   WS.SetReading(false);  // what else the server says is not listened to
-  (void)co_await program_.boxes.Ask(this, {text, kProgramName, kCritical});
+  BoxRequest request{text, kProgramName, kCritical};
+  (void)co_await program_.boxes.Ask(this, std::move(request));
   WS.SetReading(true);
   questionStands_ = false;
   if (!StillCurrent()) co_return;
@@ -118,7 +120,7 @@ Task<> TransferWindow::FtpProbeFailed(std::string text) {
   Record().InUse = false;
   EmptySlot();
   Retire();
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
 }
 
 }  // namespace pellora

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/ListFile.h"
@@ -18,7 +19,8 @@ namespace {
 constexpr std::size_t kChunk = 1024 * 1024;
 
 Task<> SayBuildFailed(Program* program, std::string reason) {
-  (void)co_await program->boxes.Ask(program, {std::move(reason), kProgramName, kCritical});
+  BoxRequest request{std::move(reason), kProgramName, kCritical};
+  (void)co_await program->boxes.Ask(program, std::move(request));
 }
 
 // Copies `size` bytes from the start of `part` to `position` of `output`. What a short part lacks
@@ -78,7 +80,7 @@ bool TransferWindow::BuildOutputFile() {
     Skip([&] { program_.platform.files.Delete(record.Segment(i).TempFile); });
   }
   DoRefresh();
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
   program_.lists->RefreshDownList();
   if (record.DownloadKind == 1 && program_.handOverUpdate) {
     program_.handOverUpdate(RecordIndex);
@@ -100,7 +102,7 @@ void TransferWindow::BuildFailed(const std::string& reason) {
   Command3.Caption = "Resume Download";
   Command3.Enabled = true;
   state.Caption = Text(528);
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
   Tasks().Spawn(SayBuildFailed(&program_, record.FileName + ": " + reason));
 }
 
