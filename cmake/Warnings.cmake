@@ -6,3 +6,7 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
   add_link_options(-Wl,-z,relro,-z,now)
 endif()
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+# g++ 12 sees overlapping copies in std::string's operator+ that are not there (GCC bug 105651).
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  add_compile_options(-Wno-restrict)
+endif()

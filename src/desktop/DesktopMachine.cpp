@@ -8,6 +8,8 @@
 #include <QStandardPaths>
 #include <array>
 
+#include "platform/Network.h"
+
 namespace pellora {
 
 std::string DesktopMachine::ProgramFolder() const {
@@ -24,6 +26,8 @@ std::string DesktopMachine::DocumentsFolder() const {
   while (!path.empty() && path.back() == '/') path.pop_back();
   return path;
 }
+
+bool DesktopMachine::ConnectionUp() const { return network_.HasConnection(); }
 
 void DesktopMachine::End(int code) {
   if (ended_) return;

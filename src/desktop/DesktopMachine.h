@@ -1,18 +1,25 @@
-// DesktopMachine: where the program lies, where the user's documents lie, and the program's end.
+// DesktopMachine: where the program lies, where the user's documents lie, whether there is a network, and
+// the program's end.
 #pragma once
 
 #include "platform/Desktop.h"
 
 namespace pellora {
 
+class Network;
+
 class DesktopMachine final : public Machine {
  public:
+  explicit DesktopMachine(const Network& network) : network_(network) {}
+
   std::string ProgramFolder() const override;
   std::string DocumentsFolder() const override;
+  bool ConnectionUp() const override;
   // The first code holds.
   void End(int code) override;
 
  private:
+  const Network& network_;
   bool ended_ = false;
 };
 

@@ -5,6 +5,7 @@
 #include <QStandardPaths>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 #include "app/App.h"
 #include "desktop/BusService.h"
@@ -47,11 +48,10 @@ struct Desktop {
   QtClipboard clipboard;
   QtDialogs dialogs{gate};
   DesktopShell shell;
-  DesktopMachine machine;
+  DesktopMachine machine{network};
   LocaleFormats locale;
   QtTray tray;
   QtWindowSystem windows{gate};
-  // Goes first: a waiting task may hold the last reference to a window with sockets and a view.
   TaskLoop tasks{gate, events};
   Platform platform{gate,      events,  tasks, clock,   network, files, settings,
                     clipboard, dialogs, shell, machine, locale,  tray,  windows};
@@ -107,7 +107,7 @@ int RunProgram(QApplication& application) {
 
   App app(desktop.platform);
   const auto saveAndQuit = [&] { desktop.gate.Deliver([&] { app.SaveAndQuit(); }); };
-  const EndSignals signals(saveAndQuit);
+  const EndSignals endSignals(saveAndQuit);
   QObject::connect(
       &application, &QGuiApplication::commitDataRequest, &application, [&](QSessionManager&) { saveAndQuit(); },
       Qt::DirectConnection);
@@ -125,7 +125,11 @@ int RunProgram(QApplication& application) {
 
   FillTray(desktop.tray, app, desktop.events);
   desktop.events.Post([&app] { app.Start(); });
-  return application.exec();
+  const int code = application.exec();
+  // Waiting tasks and loaded windows refer to the App and the ports; they go while those stand.
+  desktop.tasks.Clear();
+  desktop.gate.LetGoOfAll();
+  return code;
 }
 
 }  // namespace

@@ -27,11 +27,11 @@ enum class HttpLength {
 
 // One connection's fate. Whatever is not named goes well.
 struct HttpFault {
-  SimWire wire;
+  SimWire wire = {};
   // The connection ends, or hangs, after so many bytes of the first reply's header or body.
-  std::optional<std::uint64_t> dropInHeader;
-  std::optional<std::uint64_t> dropInBody;
-  std::optional<std::uint64_t> hangInBody;
+  std::optional<std::uint64_t> dropInHeader = {};
+  std::optional<std::uint64_t> dropInBody = {};
+  std::optional<std::uint64_t> hangInBody = {};
   HttpLength length = HttpLength::Right;
   std::int64_t wrongLength = 0;
   bool ignoreRange = false;  // 200 and the whole file for a range
@@ -40,12 +40,12 @@ struct HttpFault {
   bool halfClose = false;  // closes its direction behind the request and answers nothing
   int status = 0;          // an error page with that status
   std::string reason = "Error";
-  std::string contentType;  // of the error page ("text/html" if empty), or instead of the file's
+  std::string contentType = {};  // of the error page ("text/html" if empty), or instead of the file's
   std::string page = "<html><body>error</body></html>";
-  std::string extraHeaders;     // whole lines, each with its CRLF
-  std::string raw;              // sent as it is, instead of any reply
-  bool together = false;        // replies to requests that came together go out as one block
-  std::uint32_t thinkTime = 0;  // ms between request and reply
+  std::string extraHeaders = {};  // whole lines, each with its CRLF
+  std::string raw = {};           // sent as it is, instead of any reply
+  bool together = false;          // replies to requests that came together go out as one block
+  std::uint32_t thinkTime = 0;    // ms between request and reply
 };
 
 struct HttpRequest {

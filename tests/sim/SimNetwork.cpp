@@ -113,7 +113,7 @@ void SimPeer::ClientSends(std::string bytes) {
   if (!events_ || bytes.empty()) return;
   log_.received += bytes;
   loop_.Trace().Note(loop_.Time(), "send", id_, bytes.size());
-  if (wire.hangAfterAccept || over_) return;
+  if (!connected_ || wire.hangAfterAccept) return;
   lastToServer_ = std::max(lastToServer_, loop_.Time() + way_);
   loop_.InWorld(lastToServer_,
                 [self = shared_from_this(), bytes = std::move(bytes)] { self->server_->Received(*self, bytes); });

@@ -33,15 +33,15 @@ enum class SimCut {
 // One connection's wire. Byte numbers count from the first byte the server sends on this connection.
 struct SimWire {
   bool refuse = false;
-  bool hangBeforeAccept = false;         // neither connected nor refused, for ever
-  bool hangAfterAccept = false;          // connected; the server never sees or sends anything
-  std::uint32_t connectDelay = 0;        // ms on top of the way there and back
-  std::optional<std::uint32_t> latency;  // ms each way; else 2 to 20, as the seed has it
-  std::uint64_t bytesPerSecond = 0;      // 0: 20 MB/s
+  bool hangBeforeAccept = false;              // neither connected nor refused, for ever
+  bool hangAfterAccept = false;               // connected; the server never sees or sends anything
+  std::uint32_t connectDelay = 0;             // ms on top of the way there and back
+  std::optional<std::uint32_t> latency = {};  // ms each way; else 2 to 20, as the seed has it
+  std::uint64_t bytesPerSecond = 0;           // 0: 20 MB/s
   SimCut cut = SimCut::Seeded;
-  std::vector<std::uint64_t> splitAt;      // a block ends before each of these bytes
-  std::optional<std::uint64_t> dropAfter;  // the connection ends after so many bytes
-  std::optional<std::uint64_t> hangAfter;  // after so many bytes nothing comes, and it stays open
+  std::vector<std::uint64_t> splitAt = {};      // a block ends before each of these bytes
+  std::optional<std::uint64_t> dropAfter = {};  // the connection ends after so many bytes
+  std::optional<std::uint64_t> hangAfter = {};  // after so many bytes nothing comes, and it stays open
 };
 
 class SimPeer;

@@ -1,0 +1,179 @@
+#include <gtest/gtest.h>
+
+#include <QDBusConnectionInterface>
+#include <QProcess>
+#include <QStandardPaths>
+#include <memory>
+#include <vector>
+
+#include "Support.h"
+#include "desktop/BusService.h"
+#include "desktop/QtEventLoop.h"
+#include "platform/EventGate.h"
+
+namespace pellora {
+namespace {
+
+// A session bus of the test's own, and the service on it with a list that the test sets.
+class BusServiceTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    daemon.start("dbus-daemon", {"--session", "--nofork", "--print-address"});
+    ASSERT_TRUE(daemon.waitForStarted());
+    ASSERT_TRUE(daemon.waitForReadyRead());
+    address = QString::fromLatin1(daemon.readLine()).trimmed();
+  }
+  void TearDown() override {
+    for (const QString& name : names) QDBusConnection::disconnectFromBus(name);
+    daemon.terminate();
+    daemon.waitForFinished();
+  }
+
+  QDBusConnection Bus() {
+    names << "pellora-test-" + QString::number(++made);
+    return QDBusConnection::connectToBus(address, names.last());
+  }
+
+  void StartService() {
+    service = std::make_unique<BusService>(
+        events, BusDoor{[this](std::string url, std::string ref, std::string cookie) {
+                          calls.push_back("menu " + url + " " + ref + " " + cookie);
+                        },
+                        [this](std::string url, std::string ref) { calls.push_back("leech " + url + " " + ref); },
+                        [this] { calls.push_back("show"); }, [this] { return rows; }});
+    ASSERT_TRUE(service->Register(Bus()));
+  }
+
+  struct Result {
+    int code = -1;
+    QString out;
+    QString err;
+  };
+  // Runs pelloractl on the test's bus; `meanwhile` runs once it is up.
+  Result Control(const QStringList& arguments, const std::function<void()>& meanwhile = {}) {
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("DBUS_SESSION_BUS_ADDRESS", address);
+    process.setProcessEnvironment(environment);
+    process.start(PELLORACTL, arguments);
+    if (meanwhile) {
+      RunFor(700);
+      meanwhile();
+    }
+    EXPECT_TRUE(RunUntil([&] { return process.state() == QProcess::NotRunning; }, 8000));
+    process.kill();
+    process.waitForFinished();
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+  }
+
+  static DownloadRow Row(int index, const QString& name, const QString& state, int received) {
+    return {index,    name, "http://host/" + name, state,
+            received, 1000, received / 10.0,       state == "finished" ? "/d/" + name : ""};
+  }
+
+  EventGate gate;
+  QtEventLoop events{gate};
+  QProcess daemon;
+  QString address;
+  QStringList names;
+  int made = 0;
+  std::unique_ptr<BusService> service;
+  QList<DownloadRow> rows;
+  std::vector<std::string> calls;
+};
+
+TEST_F(BusServiceTest, HandsOverUrlsInOrderWithBothIgnoredStrings) {
+  StartService();
+  const Result result = Control({"add", "http://a/1", "ftp://b/ü"});
+  EXPECT_EQ(result.code, 0) << result.err.toStdString();
+  ASSERT_TRUE(RunUntil([&] { return calls.size() == 2; }));
+  EXPECT_EQ(calls, (std::vector<std::string>{"menu http://a/1  ", "menu ftp://b/ü  "}));
+}
+
+TEST_F(BusServiceTest, AnswersBeforeTheProgramActs) {
+  StartService();
+  service->MenuURL("http://a/1", "ref", "cookie");
+  service->LeechURL("http://a/2", "ref");
+  EXPECT_TRUE(calls.empty());
+  ASSERT_TRUE(RunUntil([&] { return calls.size() == 2; }));
+  EXPECT_EQ(calls, (std::vector<std::string>{"menu http://a/1 ref cookie", "leech http://a/2 ref"}));
+}
+
+TEST_F(BusServiceTest, TheNameBelongsToTheFirstCopy) {
+  StartService();
+  BusService second(events, {});
+  EXPECT_FALSE(second.Register(Bus()));
+}
+
+TEST_F(BusServiceTest, NoBusIsNoService) {
+  BusService lonely(events, {});
+  EXPECT_FALSE(lonely.Register(QDBusConnection("pellora-test-none")));
+  EXPECT_FALSE(RaiseRunningCopy(QDBusConnection("pellora-test-none")));
+}
+
+TEST_F(BusServiceTest, ListsEachRecordOnALine) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 420), Row(3, "b.zip", "finished", 1000)};
+  const Result result = Control({"list"});
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.out,
+            "1\tactive\t42.0%\t420\t1000\thttp://host/a.zip\t\n"
+            "3\tfinished\t100.0%\t1000\t1000\thttp://host/b.zip\t/d/b.zip\n");
+}
+
+TEST_F(BusServiceTest, WaitsUntilAllAreFinishedAndSaysWhere) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 10), Row(2, "b.zip", "queued", 0)};
+  const Result result = Control({"wait"}, [&] {
+    EXPECT_EQ(rows.size(), 2);
+    rows = {Row(1, "a.zip", "finished", 1000), Row(2, "b.zip", "finished", 1000)};
+  });
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.out, "a.zip: finished, /d/a.zip\nb.zip: finished, /d/b.zip\n");
+}
+
+TEST_F(BusServiceTest, ShowsProgressLineByLine) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 10)};
+  const Result result =
+      Control({"wait", "--progress", "http://host/a.zip"}, [&] { rows = {Row(1, "a.zip", "finished", 1000)}; });
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.out, "a.zip: 1.0%, 10 of 1000 bytes, active\na.zip: finished, /d/a.zip\n");
+}
+
+TEST_F(BusServiceTest, NamesADownloadThatDisappears) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 10)};
+  const Result result = Control({"wait", "1"}, [&] { rows.clear(); });
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(result.out, "a.zip: not finished, it is no longer in the list\n");
+}
+
+TEST_F(BusServiceTest, GivesUpWhenTheTimeIsOver) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 10)};
+  const Result result = Control({"wait", "--timeout", "0.3"});
+  EXPECT_EQ(result.code, 4);
+  EXPECT_EQ(result.out, "a.zip: not finished, the time ran out\n");
+}
+
+TEST_F(BusServiceTest, SaysThatTheProgramDoesNotRun) {
+  const Result list = Control({"list"});
+  EXPECT_EQ(list.code, 3);
+  EXPECT_EQ(list.err, "pelloractl: Pellora is not running.\n");
+  const Result add = Control({"add", "http://a/1"});
+  EXPECT_EQ(add.code, 3);
+  EXPECT_TRUE(add.err.contains("not running")) << add.err.toStdString();
+}
+
+TEST_F(BusServiceTest, RefusesWrongArguments) {
+  for (const QStringList& arguments : std::vector<QStringList>{
+           {}, {"fetch"}, {"add"}, {"add", "-x"}, {"list", "1"}, {"wait", "--fast"}, {"wait", "--timeout", "soon"}}) {
+    EXPECT_EQ(Control(arguments).code, 2) << arguments.join(' ').toStdString();
+  }
+  EXPECT_EQ(Control({"--help"}).code, 0);
+}
+
+}  // namespace
+}  // namespace pellora

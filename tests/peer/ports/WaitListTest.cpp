@@ -1,0 +1,59 @@
+#include <gtest/gtest.h>
+
+#include "tools/WaitList.h"
+
+namespace pellora {
+namespace {
+
+DownloadRow Row(int index, const QString& url, const QString& state, int received = 0) {
+  return {index, "file", url, state, received, 100, 0, ""};
+}
+
+TEST(WaitList, FollowsADownloadThroughARedirect) {
+  WaitList waits(QStringList{"http://a/1"});
+  waits.Look({Row(4, "http://a/1", "active")});
+  waits.Look({Row(4, "http://b/2", "active", 50)});
+  EXPECT_FALSE(waits.Done());
+  waits.Look({Row(4, "http://b/2", "finished", 100)});
+  EXPECT_TRUE(waits.AllFinished());
+}
+
+TEST(WaitList, NoticesThatAnotherDownloadTookThePlace) {
+  WaitList waits(QStringList{"4"});
+  waits.Look({Row(4, "http://a/1", "active", 50)});
+  waits.Look({Row(4, "http://b/2", "active", 10)});
+  EXPECT_TRUE(waits.Done());
+  EXPECT_FALSE(waits.AllFinished());
+}
+
+TEST(WaitList, WaitsForAUrlToBeListedUntilItExpires) {
+  WaitList waits(QStringList{"http://a/1"});
+  waits.Look({});
+  EXPECT_FALSE(waits.Done());
+  waits.Expire();
+  EXPECT_TRUE(waits.Done());
+  EXPECT_EQ(waits.Items()[0].reason, "it is not in the list");
+}
+
+TEST(WaitList, AStateThatEndsTheWait) {
+  struct Case {
+    const char* state;
+    bool done;
+    bool finished;
+  };
+  for (const Case& c : {Case{"finished", true, true}, Case{"failed", true, false}, Case{"paused", true, false},
+                        Case{"active", false, false}, Case{"queued", false, false}, Case{"waiting", false, false},
+                        Case{"scheduled", false, false}}) {
+    const WaitList waits(QList<DownloadRow>{Row(1, "http://a/1", c.state)});
+    EXPECT_EQ(waits.Done(), c.done) << c.state;
+    EXPECT_EQ(waits.AllFinished(), c.finished) << c.state;
+  }
+}
+
+TEST(WaitList, AskedTwiceIsAskedOnce) {
+  const WaitList waits(QStringList{"http://a/1", "http://a/1"});
+  EXPECT_EQ(waits.Items().size(), 1u);
+}
+
+}  // namespace
+}  // namespace pellora
