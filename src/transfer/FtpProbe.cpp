@@ -120,7 +120,7 @@ Task<> TransferWindow::FtpProbeFailed(std::string text) {
   Record().InUse = false;
   EmptySlot();
   Retire();
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
 }
 
 }  // namespace pellora
