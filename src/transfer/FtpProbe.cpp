@@ -58,6 +58,10 @@ bool TransferWindow::FtpProbeLine(std::string_view line) {
     ftpRemotePath_ = RemoteDirectory(QuotedDirectory(line), record.Path);
     WS.SendData(FtpCommand("CWD ", ftpRemotePath_));
   } else if (code == "250") {
+    // A directory's message comes as further lines of this code. A second SIZE would meet the ASCII type,
+    // in which many servers answer it with 550.
+    if (ftpPhase_ == FtpProbePhase::SizeAsked) return true;
+    ftpPhase_ = FtpProbePhase::SizeAsked;
     WS.SendData(FtpCommand("SIZE ", ftpRemotePath_ + record.FileName));
     WS.SendData(FtpCommand("TYPE A", ""));
   } else if (code == "530") {
