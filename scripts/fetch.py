@@ -18,9 +18,9 @@ from pellora import Companion, Windows
 PATIENCE = 3.0  # seconds that a dialog must stand to count: some close by themselves
 
 
-def watch_progress(companion, picture, urls):
-    """Runs `pelloractl wait --progress` for the URLs; False if a dialog stands that nobody will answer."""
-    child = subprocess.Popen([companion.path, "wait", "--progress", *urls], stdin=subprocess.DEVNULL)
+def watch_progress(companion, picture, indices):
+    """Runs `pelloractl wait --progress` for the records; False if a dialog stands that nobody will answer."""
+    child = subprocess.Popen([companion.path, "wait", "--progress", *map(str, indices)], stdin=subprocess.DEVNULL)
     standing = {}
     try:
         while True:
@@ -55,8 +55,7 @@ def main():
 
     urls = list(dict.fromkeys(arguments.urls))
     before = {d.url: d for d in companion.downloads()}
-    earlier = {d.index for d in before.values() if d.finished}
-    new, waiting = [], False
+    new, indices = [], []
     for url in urls:
         if url not in before:
             new.append(url)
@@ -66,18 +65,19 @@ def main():
             print("%s was fetched before, and its file is gone. Clear it from the list to fetch it anew." % url,
                   file=sys.stderr)
         else:
-            waiting = True
-    if waiting:
+            indices.append(before[url].index)
+    if indices:
         companion.run("resume")
     if new:
         companion.add(*new)
-        settle(companion, new)
-    watch_progress(companion, arguments.nobody_answers, urls)
+        indices += settle(companion, set((d.index, d.url) for d in before.values()), len(new))
+    if indices:
+        watch_progress(companion, arguments.nobody_answers, indices)
 
     after = companion.downloads()
     by_url = {d.url: d for d in after}
     # A redirect changes a record's URL: a finished record that was not there before answers for it.
-    others = [d for d in after if d.finished and d.index not in earlier and d.url not in urls]
+    others = [d for d in after if d.finished and d.index in indices and d.url not in urls]
     missing = 0
     for url in urls:
         found = by_url.get(url) or (others.pop(0) if others else None)
@@ -89,12 +89,14 @@ def main():
     return 1 if missing else 0
 
 
-def settle(companion, urls):
-    """The hand-over returns at once: waits until the program has taken the URLs, or has had time to refuse them."""
+def settle(companion, before, count):
+    """The hand-over returns at once: waits until the program has taken the URLs, or has had time to refuse them.
+    Returns the new records by index, since a redirect may have changed their URL already."""
     end = time.monotonic() + 3.0
-    while time.monotonic() < end:
-        if all(companion.find(url) for url in urls):
-            return
+    while True:
+        found = [d.index for d in companion.downloads() if (d.index, d.url) not in before]
+        if len(found) >= count or time.monotonic() > end:
+            return found
         time.sleep(0.1)
 
 

@@ -91,6 +91,7 @@ void MainWindow::ApplySchedule() {
     if (!record.InUse || record.Active || record.Queued != 0 || record.Scheduled == 0) continue;
     record.Queued = 1;
     record.Scheduled = 0;
+    missedAll_ = true;
   }
   if (daily) settings.ScheduleHour = NextOccurrence(settings.ScheduleHour, now);
 }

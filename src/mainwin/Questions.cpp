@@ -1,5 +1,6 @@
 // Questions: the add dialog and the question about a URL on the clipboard. Both stand beside the running
 // program; their answer is the Tag of their window.
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -47,7 +48,8 @@ Task<> MainWindow::AddAction() {
     const std::string_view offered = clipboard ? TrimBlanks(*clipboard) : std::string_view{};
     form1->Text1.Text = BeginsWithScheme(offered) ? std::string(offered) : std::string("http://");
     form1->SelectText();
-    co_await platform_.tasks.UntilEvent([dialog = form1] { return !dialog->Tag().empty(); });
+    std::function<bool()> answered = [this] { return !form1->Tag().empty(); };
+    co_await platform_.tasks.UntilEvent(std::move(answered));
     answer = form1->Tag;
     url = TrimBlanks(form1->Text1.Text());
     form1->Hide();
@@ -84,7 +86,8 @@ Task<> MainWindow::AskClipboard(std::string url) {
     wantDown->Tag = "";
     wantDown->Label2.Caption = url;
     wantDown->Show();
-    co_await platform_.tasks.UntilEvent([question = wantDown] { return !question->Tag().empty(); });
+    std::function<bool()> answered = [this] { return !wantDown->Tag().empty(); };
+    co_await platform_.tasks.UntilEvent(std::move(answered));
     yes = wantDown->Tag() == "YES";
     wantDown->Hide();
     wantDown->Unload();

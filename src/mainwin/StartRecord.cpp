@@ -15,6 +15,7 @@ Task<> MainWindow::StartRecord(std::int16_t index, bool fromQueue) {
   DownloadRecord& record = program_.Download(index);
   record.Paused = false;
   record.Active = true;
+  missedAll_ = true;  // its row says so at the next tick, however long the server takes to answer
   if (fromQueue) record.Queued = 0;
   record.ContinueSegments = record.SegmentCount >= 1;
   const int elements = static_cast<int>(record.Segments.size());

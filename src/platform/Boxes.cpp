@@ -11,35 +11,53 @@ namespace pellora {
 Boxes::Boxes(Platform& platform) : platform_(platform) {}
 Boxes::~Boxes() = default;
 
-Task<int> Boxes::Ask(const void* owner, BoxRequest request) {
+// The entries are built outside of the coroutines: g++ 12 releases the captures of a lambda twice when it
+// stands in a braced list inside of one.
+std::shared_ptr<std::optional<int>> Boxes::EnqueueBox(const void* owner, const BoxRequest& request) {
   const auto answer = std::make_shared<std::optional<int>>();
-  const auto alive = std::weak_ptr<int>(alive_);
-  const std::string text = request.text;
-  Enqueue({owner, text, [this, request, answer, alive] {
-             platform_.dialogs.Ask(request, [this, answer, alive](int chosen) {
-               if (alive.expired()) return;
-               *answer = chosen;
-               FirstAnswered();
-             });
-           }});
-  co_await platform_.tasks.UntilEvent([answer] { return answer->has_value(); });
+  Entry entry;
+  entry.owner = owner;
+  entry.text = request.text;
+  entry.show = [this, request, answer, alive = std::weak_ptr<int>(alive_)] {
+    platform_.dialogs.Ask(request, [this, answer, alive](int chosen) {
+      if (alive.expired()) return;
+      *answer = chosen;
+      FirstAnswered();
+    });
+  };
+  Enqueue(std::move(entry));
+  return answer;
+}
+
+std::shared_ptr<Boxes::SaveAnswer> Boxes::EnqueueSave(const SaveRequest& request) {
+  const auto answer = std::make_shared<SaveAnswer>();
+  Entry entry;
+  entry.owner = this;
+  entry.text = request.title;
+  entry.show = [this, request, answer, alive = std::weak_ptr<int>(alive_)] {
+    platform_.dialogs.AskSavePath(request, [this, answer, alive](std::optional<std::string> chosen) {
+      if (alive.expired()) return;
+      answer->path = std::move(chosen);
+      answer->given = true;
+      FirstAnswered();
+    });
+  };
+  Enqueue(std::move(entry));
+  return answer;
+}
+
+Task<int> Boxes::Ask(const void* owner, BoxRequest request) {
+  const std::shared_ptr<std::optional<int>> answer = EnqueueBox(owner, request);
+  std::function<bool()> answered = [answer] { return answer->has_value(); };
+  co_await platform_.tasks.UntilEvent(std::move(answered));
   co_return **answer;
 }
 
 Task<std::optional<std::string>> Boxes::AskSavePath(SaveRequest request) {
-  const auto answered = std::make_shared<bool>(false);
-  const auto path = std::make_shared<std::optional<std::string>>();
-  const auto alive = std::weak_ptr<int>(alive_);
-  Enqueue({this, request.title, [this, request, answered, path, alive] {
-             platform_.dialogs.AskSavePath(request, [this, answered, path, alive](std::optional<std::string> chosen) {
-               if (alive.expired()) return;
-               *path = std::move(chosen);
-               *answered = true;
-               FirstAnswered();
-             });
-           }});
-  co_await platform_.tasks.UntilEvent([answered] { return *answered; });
-  co_return *path;
+  const std::shared_ptr<SaveAnswer> answer = EnqueueSave(request);
+  std::function<bool()> answered = [answer] { return answer->given; };
+  co_await platform_.tasks.UntilEvent(std::move(answered));
+  co_return answer->path;
 }
 
 bool Boxes::Stands(const void* owner, const std::string& text) const {

@@ -35,6 +35,12 @@ class Boxes {
     std::string text;
     std::function<void()> show;
   };
+  struct SaveAnswer {
+    bool given = false;
+    std::optional<std::string> path;
+  };
+  std::shared_ptr<std::optional<int>> EnqueueBox(const void* owner, const BoxRequest& request);
+  std::shared_ptr<SaveAnswer> EnqueueSave(const SaveRequest& request);
   void Enqueue(Entry entry);
   void ShowFirst();
   void FirstAnswered();

@@ -9,6 +9,14 @@
 
 namespace pellora {
 
+namespace {
+
+std::uint64_t RecordIdentity(const ListRow& row) {
+  return (static_cast<std::uint64_t>(row.serial) << 16U) | static_cast<std::uint16_t>(row.record);
+}
+
+}  // namespace
+
 std::string TagText(int number) { return number == 0 ? std::string() : std::to_string(number); }
 
 Control::Control(Window* window, std::string name, std::string typeName, int number)
@@ -45,16 +53,24 @@ void StatusBar::SetPanel(std::size_t panel, const std::string& text) {
   Panels = std::move(panels);
 }
 
+// A row is the same as before if it stands for the same record, even if its key has changed, or if it
+// has the same place among the records and the same key.
 void ListView::SetRows(std::vector<ListRow> rows) {
-  std::unordered_multiset<std::string> selectedKeys;  // keys may stand more than once
-  for (const std::size_t at : selection_) selectedKeys.insert(rows_[at].key);
+  std::unordered_set<std::uint64_t> selectedRecords;
+  std::unordered_map<std::string, std::int16_t> selectedKeys;
+  for (const std::size_t at : selection_) {
+    const ListRow& row = rows_[at];
+    if (row.record != 0) selectedRecords.insert(RecordIdentity(row));
+    selectedKeys.emplace(row.key, row.record);
+  }
   rows_ = std::move(rows);
+  const std::size_t selected = selection_.size();
   selection_.clear();
-  for (std::size_t at = 0; at < rows_.size() && !selectedKeys.empty(); ++at) {
-    const auto selected = selectedKeys.find(rows_[at].key);
-    if (selected == selectedKeys.end()) continue;
-    selection_.push_back(at);
-    selectedKeys.erase(selected);
+  for (std::size_t at = 0; at < rows_.size() && selection_.size() < selected; ++at) {
+    const ListRow& row = rows_[at];
+    const auto key = selectedKeys.find(row.key);
+    const bool sameKey = key != selectedKeys.end() && key->second == row.record;
+    if (sameKey || (row.record != 0 && selectedRecords.contains(RecordIdentity(row)))) selection_.push_back(at);
   }
   changedRows_.clear();
   ++rowsVersion_;

@@ -193,6 +193,14 @@ int RunWait(Bus& bus, const QStringList& arguments) {
   return Wait(bus, options);
 }
 
+// A server may have put tabs and line ends into a URL or name; a line stays one line of so many fields.
+QString Field(QString text) {
+  for (QChar& c : text) {
+    if (c.unicode() < 0x20 || c.unicode() == 0x7F) c = QChar::ReplacementCharacter;
+  }
+  return text;
+}
+
 int RunList(Bus& bus, const QStringList& arguments) {
   if (!arguments.isEmpty()) return Complain("list takes no arguments", kUsage);
   const std::optional<QList<DownloadRow>> rows = bus.List();
@@ -203,8 +211,8 @@ int RunList(Bus& bus, const QStringList& arguments) {
                              QString::number(row.percent, 'f', 1) + "%",
                              QString::number(row.received),
                              QString::number(row.size),
-                             row.url,
-                             row.savedPath};
+                             Field(row.url),
+                             Field(row.savedPath)};
     Print(fields.join('\t'));
   }
   return kOk;

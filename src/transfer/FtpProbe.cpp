@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
@@ -114,7 +115,8 @@ Task<> TransferWindow::FtpProbeFailed(std::string text) {
   const auto hold = Hold();
   questionStands_ = true;
   WS.SetReading(false);  // what else the server says is not listened to
-  (void)co_await program_.boxes.Ask(this, {text, kProgramName, kCritical});
+  BoxRequest request{text, kProgramName, kCritical};
+  (void)co_await program_.boxes.Ask(this, std::move(request));
   WS.SetReading(true);
   questionStands_ = false;
   if (!StillCurrent()) co_return;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Clock.h"
@@ -241,7 +242,8 @@ Task<> TransferWindow::FtpWakeRefused(int i) {
 
 Task<> TransferWindow::SayFtpError() {
   const auto hold = Hold();
-  (void)co_await program_.boxes.Ask(this, {"Error in FTP !", kProgramName, kOkOnly});
+  BoxRequest request{"Error in FTP !", kProgramName, kOkOnly};
+  (void)co_await program_.boxes.Ask(this, std::move(request));
 }
 
 }  // namespace pellora

@@ -2,6 +2,7 @@
 // reply alone. WS never carries the file.
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "core/Ascii.h"
 #include "platform/Clock.h"
@@ -124,7 +125,8 @@ Task<> TransferWindow::FollowRedirect(std::string location) {
 Task<bool> TransferWindow::RefuseWithBox(std::string text) {
   const auto hold = Hold();
   questionStands_ = true;
-  (void)co_await program_.boxes.Ask(this, {text, kProgramName, kCritical});
+  BoxRequest request{text, kProgramName, kCritical};
+  (void)co_await program_.boxes.Ask(this, std::move(request));
   questionStands_ = false;
   if (!StillCurrent()) co_return false;
   WS.Close();
@@ -150,7 +152,8 @@ void TransferWindow::BecomeGhost() {
 Task<> TransferWindow::AskAboutWebPage() {
   const auto hold = Hold();
   questionStands_ = true;
-  const int answer = co_await program_.boxes.Ask(this, {Text(536), "Pellora!", kYesNo | kQuestion});
+  BoxRequest request{Text(536), "Pellora!", kYesNo | kQuestion};
+  const int answer = co_await program_.boxes.Ask(this, std::move(request));
   questionStands_ = false;
   if (!StillCurrent()) co_return;
   const std::string url = Record().URL;  // empty after a server error: nothing is opened then
@@ -163,7 +166,8 @@ Task<> TransferWindow::AskAboutWebPage() {
 Task<> TransferWindow::RefuseBadName() {
   const auto hold = Hold();
   questionStands_ = true;
-  (void)co_await program_.boxes.Ask(this, {"Bad URL or File", kProgramName, kOkOnly});
+  BoxRequest request{"Bad URL or File", kProgramName, kOkOnly};
+  (void)co_await program_.boxes.Ask(this, std::move(request));
   questionStands_ = false;
   if (!StillCurrent()) co_return;
   DropRecord();

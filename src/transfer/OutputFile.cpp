@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/ListFile.h"
@@ -18,7 +19,8 @@ namespace {
 constexpr std::size_t kChunk = 1024 * 1024;
 
 Task<> SayBuildFailed(Program* program, std::string reason) {
-  (void)co_await program->boxes.Ask(program, {std::move(reason), kProgramName, kCritical});
+  BoxRequest request{std::move(reason), kProgramName, kCritical};
+  (void)co_await program->boxes.Ask(program, std::move(request));
 }
 
 // Copies `size` bytes from the start of `part` to `position` of `output`. What a short part lacks

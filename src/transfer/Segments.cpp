@@ -1,6 +1,7 @@
 // The segments of TransferWindow: plan, spaced connections, and the data path to the part files.
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
@@ -230,7 +231,8 @@ void TransferWindow::SetReading(bool reading) {
 Task<> TransferWindow::SayUnknownSize() {
   const auto hold = Hold();
   SetReading(false);
-  (void)co_await program_.boxes.Ask(this, {"Error !", kProgramName, kOkOnly});
+  BoxRequest request{"Error !", kProgramName, kOkOnly};
+  (void)co_await program_.boxes.Ask(this, std::move(request));
   SetReading(true);
 }
 

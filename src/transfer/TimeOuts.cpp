@@ -1,5 +1,6 @@
 // The two timers of TransferWindow: all the failure detection there is.
 #include <cmath>
+#include <utility>
 
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
@@ -33,7 +34,8 @@ Task<> TransferWindow::AskAboutTimeOut() {
   if (!Record().InUse) co_return;
   WS.Close();
   questionStands_ = true;
-  const int answer = co_await program_.boxes.Ask(this, {Text(523), Text(522), kYesNo});
+  BoxRequest request{Text(523), Text(522), kYesNo};
+  const int answer = co_await program_.boxes.Ask(this, std::move(request));
   questionStands_ = false;
   if (!StillCurrent()) co_return;
   DownloadRecord& record = Record();

@@ -58,13 +58,13 @@ class ToolbarBinding : public Binding {
     const QString caption = DisplayLine(part.caption).trimmed();
     const QString name = caption.isEmpty() ? DisplayLine(part.key) : caption;
     const QString tip = DisplayLine(part.toolTip);
-    action.setText(caption);
+    // A blank keeps the drawing of a button without caption in line with the others.
+    action.setText(caption.isEmpty() ? QString(QChar::Nbsp) : caption);
     action.setEnabled(part.enabled);
-    action.setToolTip((tip.isEmpty() ? name : tip).toHtmlEscaped());
+    action.setToolTip(PlainTip(tip.isEmpty() ? name : tip));
     if (auto* button = qobject_cast<QToolButton*>(bar_.widgetForAction(&action))) {
       button->setAccessibleName(name);
       button->setAccessibleDescription(tip);
-      button->setToolButtonStyle(caption.isEmpty() ? Qt::ToolButtonIconOnly : Qt::ToolButtonTextUnderIcon);
     }
   }
 
@@ -128,9 +128,16 @@ class StatusBarBinding : public Binding {
  private:
   void AddPanel() {
     const bool hint = labels_.empty();
-    QLabel* label = hint ? new ElidedLabel(&bar_) : new QLabel(&bar_);
+    QLabel* label = nullptr;
+    if (hint) {
+      auto* sentence = new ElidedLabel(&bar_);
+      sentence->CutAtEnd();
+      label = sentence;
+    } else {
+      label = new QLabel(&bar_);
+    }
     label->setTextFormat(Qt::PlainText);
-    label->setContentsMargins(6, 1, 6, 1);
+    label->setContentsMargins(4, 1, 4, 1);
     if (hint) {
       bar_.addWidget(label, 1);
     } else {

@@ -3,7 +3,7 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QComboBox>
-#include <QEvent>
+#include <QFontMetrics>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -11,10 +11,12 @@
 #include <QLocale>
 #include <QMenu>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QSlider>
 #include <QVariant>
 #include <QWidget>
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -41,8 +43,7 @@ class WidgetBinding : public Binding {
     if (widget_.isHidden() == control_.Visible()) widget_.setVisible(control_.Visible);
     if (widget_.isEnabledTo(widget_.parentWidget()) != control_.Enabled()) widget_.setEnabled(control_.Enabled);
     const QString told = DisplayText(control_.ToolTipText);
-    // Qt's tool tips guess markup.
-    const QString tip = told.isEmpty() ? formToolTip_ : told.toHtmlEscaped();
+    const QString tip = told.isEmpty() ? formToolTip_ : PlainTip(told);
     if (widget_.toolTip() != tip) widget_.setToolTip(tip);
   }
 
@@ -62,10 +63,19 @@ class LabelBinding : public WidgetBinding<Label, QLabel> {
   }
   void Down() override {
     WidgetBinding::Down();
-    const QString text = DisplayLine(control_.Caption);
+    QString text = DisplayLine(control_.Caption);
+    while (text.endsWith(u' ')) text.chop(1);
     if (widget_.text() != text) widget_.setText(text);
   }
 };
+
+// Room for a caption and a calm margin around it.
+void GiveRoom(QAbstractButton& button) {
+  if (qobject_cast<QPushButton*>(&button) == nullptr) return;
+  const QFontMetrics metrics = button.fontMetrics();
+  button.setMinimumWidth(std::max(metrics.averageCharWidth() * 14,
+                                  metrics.size(Qt::TextShowMnemonic, button.text()).width() + metrics.height() * 2));
+}
 
 class ButtonBinding : public WidgetBinding<CommandButton, QAbstractButton> {
  public:
@@ -79,6 +89,7 @@ class ButtonBinding : public WidgetBinding<CommandButton, QAbstractButton> {
     if (widget_.property("drawingOnly").toBool()) return;
     const QString text = DisplayLine(control_.Caption).trimmed();
     if (widget_.text() != text) widget_.setText(text);
+    GiveRoom(widget_);
   }
 };
 
@@ -229,8 +240,7 @@ class ProgressBinding : public WidgetBinding<ProgressBar, QProgressBar> {
 
 class SliderBinding : public WidgetBinding<Slider, QSlider> {
  public:
-  SliderBinding(Slider& control, QSlider& slider, BindingContext& context)
-      : WidgetBinding(control, slider, context) {
+  SliderBinding(Slider& control, QSlider& slider, BindingContext& context) : WidgetBinding(control, slider, context) {
     QObject::connect(&slider, &QSlider::valueChanged, context.receiver, [&control, &context](int value) {
       if (!context.settingDown) control.SetByUser(value);
     });
@@ -295,7 +305,8 @@ std::unique_ptr<Binding> Bind(Control& control, QObject& object, BindingContext&
   if (auto* option = dynamic_cast<OptionButton*>(&control)) {
     return Tie<CheckBinding<OptionButton>, OptionButton, QAbstractButton>(*option, object, context);
   }
-  if (auto* text = dynamic_cast<TextBox*>(&control)) return Tie<TextBinding, TextBox, QLineEdit>(*text, object, context);
+  if (auto* text = dynamic_cast<TextBox*>(&control))
+    return Tie<TextBinding, TextBox, QLineEdit>(*text, object, context);
   if (auto* combo = dynamic_cast<ComboBox*>(&control)) {
     return Tie<ComboBinding, ComboBox, QComboBox>(*combo, object, context);
   }

@@ -20,8 +20,8 @@ class EventGate;
 struct BindingContext {
   EventGate& gate;
   QObject* receiver = nullptr;
-  bool settingDown = false;      // widgets are being set; their signals are not the user's
-  std::function<void()> flush;   // brings waiting changes down now
+  bool settingDown = false;     // widgets are being set; their signals are not the user's
+  std::function<void()> flush;  // brings waiting changes down now
 };
 
 class Binding {

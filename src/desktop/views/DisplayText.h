@@ -14,6 +14,9 @@ QString DisplayText(const std::string& bytes);
 // The same in one line: control characters, which a URL or name from outside may hold, become blanks.
 QString DisplayLine(const std::string& bytes);
 
+// A text from outside as a tool tip: tool tips take for markup what looks like it.
+QString PlainTip(const QString& text);
+
 std::string ModelText(const QString& shown);
 
 }  // namespace pellora

@@ -33,8 +33,8 @@ QString LastPiece(const std::string& text) {
 
 FormHost::FormHost(Window& window, EventGate& gate)
     : window_(&window), receiver_(std::make_unique<QObject>()), context_{gate, receiver_.get(), false, [this] {
-        BringDown();
-      }} {}
+                                                                           BringDown();
+                                                                         }} {}
 
 FormHost::~FormHost() = default;
 
@@ -68,8 +68,9 @@ void FormHost::Schedule() {
 void FormHost::Detach() {
   if (window_ == nullptr) return;
   window_ = nullptr;
-  bindings_.clear();
+  // The signals first: nothing may reach a binding that is going.
   receiver_.reset();
+  bindings_.clear();
   if (root_ != nullptr) {
     root_->removeEventFilter(this);
     root_->hide();
@@ -134,6 +135,8 @@ void FormHost::Flush() {
   // From here on the form's own events may come, and end the window with them.
   if (std::exchange(windowDirty_, false)) ApplyWindow();
   if (window_ == nullptr) return;
+  if (std::exchange(fitWanted_, false) && !sizedByUser_) FitHeight();
+  if (window_ == nullptr) return;
   if (const auto shown = std::exchange(wantShown_, std::nullopt)) root_->setVisible(*shown);
   if (window_ == nullptr) return;
   if (std::exchange(wantRaise_, false)) {
@@ -158,7 +161,6 @@ void FormHost::BringDown() {
     entry.shown = entry.label->Caption;
     entry.icon->SetIcon(FileTypeIcon(LastPiece(entry.shown)));
   }
-  if (fold_ != nullptr && !sizedByUser_) FitHeight();
 }
 
 void FormHost::ApplyWindow() {
@@ -202,6 +204,11 @@ bool FormHost::eventFilter(QObject* watched, QEvent* event) {
     }
     return false;
   }
+  if (event->type() == QEvent::MouseButtonDblClick && static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
+    auto* label = dynamic_cast<Label*>(mouseTargets_.value(watched));
+    if (label != nullptr) label->DoubleClick();
+    return false;
+  }
   return watched == root_ && OnFormEvent(*event);
 }
 
@@ -228,8 +235,15 @@ bool FormHost::OnFormEvent(QEvent& event) {
       window_->ViewClosed();
       return true;
     case QEvent::Resize:
-      if (!fitting_ && fold_ != nullptr && root_->isVisible()) sizedByUser_ = true;
+      if (event.spontaneous() && !fitting_) sizedByUser_ = true;
       ReportSize();
+      return false;
+    case QEvent::LayoutRequest:
+      // A row came or went. A folding form is as high as its contents until the user sizes it.
+      if (fold_ != nullptr) {
+        fitWanted_ = true;
+        Schedule();
+      }
       return false;
     case QEvent::WindowStateChange:
       ReportState();
@@ -250,7 +264,7 @@ void FormHost::ReportSize() {
   // In a folding form the model's height only says which form it is.
   const int height = fold_ != nullptr ? window_->Height() : size.height();
   appliedWidth_ = size.width();
-  appliedHeight_ = height;
+  if (fold_ == nullptr) appliedHeight_ = height;
   window_->ViewResized(size.width(), height, size.width(), size.height());
 }
 

@@ -80,9 +80,10 @@ class FormHost : public QObject {
   std::optional<bool> wantShown_;
   bool wantRaise_ = false;
 
-  int appliedWidth_ = 0;   // of the model, as last brought down or reported
+  int appliedWidth_ = 0;  // of the model, as last brought down or reported
   int appliedHeight_ = 0;
-  bool fitting_ = false;       // the size is being set here, not by the user
+  bool fitWanted_ = false;
+  bool fitting_ = false;  // the size is being set here, not by the user
   bool sizedByUser_ = false;
 };
 

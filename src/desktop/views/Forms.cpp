@@ -41,7 +41,11 @@ void ApplyRole(QWidget& widget) {
     return;
   }
   QFont font = widget.font();
-  font.setBold(true);
+  if (role == QLatin1String("link")) {
+    font.setUnderline(true);
+  } else {
+    font.setBold(true);
+  }
   if (role == QLatin1String("title")) font.setPointSizeF(font.pointSizeF() * 1.15);
   widget.setFont(font);
 }

@@ -89,7 +89,11 @@ class ListWatcher : public QObject {
         // The view takes the release first, so that the selection is the new one.
         const QPointer<ListWatcher> alive(this);
         QMetaObject::invokeMethod(
-            this, [alive] { if (alive) alive->control_.Click(); }, Qt::QueuedConnection);
+            this,
+            [alive] {
+              if (alive) alive->control_.Click();
+            },
+            Qt::QueuedConnection);
         return false;
       }
       case QEvent::KeyPress:
@@ -124,8 +128,7 @@ class ListWatcher : public QObject {
       const QModelIndex under = view_.indexAt(place);
       if (!under.isValid()) return;
       if (!view_.selectionModel()->isSelected(under)) {
-        view_.selectionModel()->setCurrentIndex(under,
-                                                QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        view_.selectionModel()->setCurrentIndex(under, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
       }
     }
     if (control_.Selection().empty()) return;
@@ -216,8 +219,8 @@ class ListBinding : public Binding {
   ListView& control_;
   QTreeView& view_;
   BindingContext& context_;
-  ListRowsModel* rows_;          // owned by the view
-  ListWatcher* watcher_;         // owned by the context's receiver
+  ListRowsModel* rows_;   // owned by the view
+  ListWatcher* watcher_;  // owned by the context's receiver
   std::vector<ControlPart> columns_;
 };
 

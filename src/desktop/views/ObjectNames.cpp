@@ -8,8 +8,8 @@ namespace pellora {
 
 namespace {
 
-constexpr std::array<std::string_view, 12> kKeywords = {"delete", "new",   "default", "switch", "case", "public",
-                                                        "class",  "break", "continue", "for",   "if",   "do"};
+constexpr std::array<std::string_view, 12> kKeywords = {"delete", "new",   "default",  "switch", "case", "public",
+                                                        "class",  "break", "continue", "for",    "if",   "do"};
 
 }  // namespace
 

@@ -37,16 +37,16 @@ class Box : public QMessageBox {
   bool insists_;
 };
 
-QMessageBox::Icon IconOf(int style) {
+QString DrawingOf(int style) {
   switch (style & 0x70) {
     case kCritical:
-      return QMessageBox::Critical;
+      return QStringLiteral("critical");
     case kQuestion:
-      return QMessageBox::Question;
+      return QStringLiteral("question");
     case kInformation:
-      return QMessageBox::Information;
+      return QStringLiteral("information");
     default:
-      return QMessageBox::NoIcon;
+      return {};
   }
 }
 
@@ -74,7 +74,8 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   const bool question = (request.style & 0x0F) == kYesNo;
   auto* box = new Box(request.style == kYesNo);
   box->setTextFormat(Qt::PlainText);
-  box->setIcon(IconOf(request.style));
+  const QIcon icon = Drawing(DrawingOf(request.style));
+  if (!icon.isNull()) box->setIconPixmap(icon.pixmap(QSize(44, 44), box->devicePixelRatioF()));
   box->setWindowTitle(DisplayLine(request.title));
   box->setText(DisplayText(request.text));
   box->setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok);
@@ -87,8 +88,7 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   Open(*box);
 }
 
-void QtDialogs::AskSavePath(const SaveRequest& request,
-                            std::function<void(std::optional<std::string> path)> answered) {
+void QtDialogs::AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) {
   auto* dialog = new QFileDialog(nullptr, DisplayLine(request.title));
   dialog->setAcceptMode(QFileDialog::AcceptSave);
   dialog->setFileMode(QFileDialog::AnyFile);

@@ -26,8 +26,7 @@ class QtDialogs : public QObject, public Dialogs {
   // A Yes/No question without an icon must be answered by one of its buttons; every other box can also
   // be left by its frame or by Esc.
   void Ask(const BoxRequest& request, std::function<void(int answer)> answered) override;
-  void AskSavePath(const SaveRequest& request,
-                   std::function<void(std::optional<std::string> path)> answered) override;
+  void AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) override;
 
  private:
   void Open(QDialog& dialog);

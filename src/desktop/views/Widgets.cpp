@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "desktop/views/DisplayText.h"
 #include "desktop/views/Icons.h"
 
 namespace pellora {
@@ -36,7 +37,7 @@ QSize ElidedLabel::minimumSizeHint() const {
 void ElidedLabel::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   const QRect area = contentsRect();
-  const QString cut = fontMetrics().elidedText(text(), Qt::ElideMiddle, area.width());
+  const QString cut = fontMetrics().elidedText(text(), mode_, area.width());
   style()->drawItemText(&painter, area, static_cast<int>(QStyle::visualAlignment(layoutDirection(), alignment())),
                         palette(), isEnabled(), cut, foregroundRole());
 }
@@ -45,16 +46,13 @@ bool ElidedLabel::event(QEvent* event) {
   if (event->type() == QEvent::ToolTip) {
     const auto* help = static_cast<QHelpEvent*>(event);
     const bool cut = fontMetrics().horizontalAdvance(text()) > contentsRect().width();
-    // The tool tip guesses markup; a text from outside must stay plain.
-    QToolTip::showText(help->globalPos(), cut ? text().toHtmlEscaped() : QString(), this);
+    QToolTip::showText(help->globalPos(), cut ? PlainTip(text()) : QString(), this);
     return true;
   }
   return QLabel::event(event);
 }
 
-IconLabel::IconLabel(QWidget* parent) : QWidget(parent) {
-  setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-}
+IconLabel::IconLabel(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }
 
 void IconLabel::setDrawing(const QString& name) {
   drawing_ = name;
@@ -76,9 +74,7 @@ void IconLabel::paintEvent(QPaintEvent*) {
   icon_.paint(&painter, rect(), Qt::AlignCenter, isEnabled() ? QIcon::Normal : QIcon::Disabled);
 }
 
-BarFrame::BarFrame(QWidget* parent) : QWidget(parent) {
-  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-}
+BarFrame::BarFrame(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed); }
 
 QSize BarFrame::sizeHint() const { return {fontMetrics().averageCharWidth() * 30, fontMetrics().height()}; }
 
@@ -129,16 +125,24 @@ void SegmentBar::paintEvent(QPaintEvent*) {
   painter.setClipPath(outline);
   const QColor colour = Softened(colour_, palette());
   QLinearGradient gradient(whole.topLeft(), whole.bottomLeft());
-  gradient.setColorAt(0, colour.lighter(118));
+  gradient.setColorAt(0, colour.lighter(112));
   gradient.setColorAt(1, colour);
   const double start = layoutDirection() == Qt::RightToLeft ? whole.right() - width : whole.left();
   painter.fillRect(QRectF(start, whole.top(), width, whole.height()), gradient);
 }
 
+HairLine::HairLine(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed); }
+
+void HairLine::paintEvent(QPaintEvent*) {
+  QColor colour = palette().color(QPalette::WindowText);
+  colour.setAlphaF(0.18F);
+  QPainter(this).fillRect(0, height() / 2, width(), 1, colour);
+}
+
 QColor Softened(const QColor& told, const QPalette& palette) {
   if (told.hslSaturation() == 0) return told;
   const bool dark = IsDark(palette);
-  return QColor::fromHsl(told.hslHue(), std::min(told.hslSaturation(), 165), dark ? 140 : 125);
+  return QColor::fromHsl(told.hslHue(), std::min(told.hslSaturation(), 150), dark ? 116 : 108);
 }
 
 }  // namespace pellora

@@ -19,10 +19,15 @@ class ElidedLabel : public QLabel {
  public:
   explicit ElidedLabel(QWidget* parent = nullptr);
   QSize minimumSizeHint() const override;
+  // Cuts the end instead, for sentences.
+  void CutAtEnd() { mode_ = Qt::ElideRight; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
   bool event(QEvent* event) override;
+
+ private:
+  Qt::TextElideMode mode_ = Qt::ElideMiddle;
 };
 
 // A drawing at the size of the widget, crisp on every scale.
@@ -83,6 +88,18 @@ class SegmentBar : public QWidget {
   double fullLength_ = 2520;
   double length_ = 0;
   QColor colour_;
+};
+
+// A thin line between two parts of a form, quiet on every palette.
+class HairLine : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit HairLine(QWidget* parent = nullptr);
+  QSize sizeHint() const override { return {20, 5}; }
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
 };
 
 // A colour of the program as it is drawn: the same hue, calm enough and legible on the palette's base.

@@ -45,11 +45,11 @@ def end_process(process, grace=10):
 
 
 def start_with_answer(command, log, **options):
-    """Starts a server that writes one line about itself to descriptor 3; returns it and the line."""
+    """Starts a server that writes one line about itself to the descriptor whose number replaces "{fd}" in its
+    arguments; returns it and the line."""
     reader, writer = os.pipe()
-    os.set_inheritable(writer, True)
-    shell = ["/bin/sh", "-c", 'fd=$1; shift; eval "exec \\"\\$@\\" 3>&$fd $fd>&-"', "sh", str(writer), *command]
-    process = subprocess.Popen(shell, stdin=subprocess.DEVNULL, stdout=log, stderr=log, pass_fds=[writer], **options)
+    command = [word.replace("{fd}", str(writer)) for word in command]
+    process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=log, stderr=log, pass_fds=[writer], **options)
     os.close(writer)
     with os.fdopen(reader) as answer:
         line = answer.readline().strip()
@@ -70,7 +70,7 @@ class Stage:
         self.processes = []
         atexit.register(self.close)
         display, number = start_with_answer(
-            ["Xvfb", "-displayfd", "3", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"], self.log)
+            ["Xvfb", "-displayfd", "{fd}", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"], self.log)
         self.processes.append(display)
         self.display = ":" + number
         self.env = dict(os.environ, DISPLAY=self.display)
@@ -130,8 +130,9 @@ class Session:
         self.env.update(HOME=self.home, XDG_RUNTIME_DIR=runtime, XDG_CONFIG_HOME=config, XDG_DATA_HOME=data,
                         QT_QPA_PLATFORM="xcb", TMPDIR=runtime)
         self.log = open(os.path.join(self.root, "program.log"), "wb")
-        self.bus, address = start_with_answer(["dbus-daemon", "--session", "--nofork", "--print-address=3", "--address=unix:path=%s/bus" % runtime], self.log,
-                                              env=self.env)
+        self.bus, address = start_with_answer(
+            ["dbus-daemon", "--session", "--nofork", "--print-address={fd}", "--address=unix:path=%s/bus" % runtime],
+            self.log, env=self.env)
         self.env["DBUS_SESSION_BUS_ADDRESS"] = address
         self.companion = Companion(os.path.join(self.program, "pelloractl"), self.env)
         self.process = None

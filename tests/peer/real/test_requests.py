@@ -20,7 +20,7 @@ def segment(target, first, last, host="127.0.0.1", referrer=""):
 
 
 def plan(size, most):
-    """The told ranges: 1, 2 or 8 of them by size, no more than allowed, the remainder in the first."""
+    """The planned ranges: 1, 2 or 8 of them by size, no more than allowed, the remainder in the first."""
     count = min(1 if size < 10000 else 2 if size < 100000 else 8, most)
     each = size // count
     first = size - (count - 1) * each
@@ -113,7 +113,8 @@ class Sizes(unittest.TestCase):
                     self.assertEqual(harness.digest(download.saved_path), origin.content_digest(size, seed=size))
                     asked = [r.range() for r in server.requests_for("/%d.bin" % size)]
                     self.assertIsNone(asked[0])
-                    self.assertEqual(sorted(asked[1:]), plan(size, most))
+                    # The stall watch may connect a segment twice; what it asked for first is the plan's.
+                    self.assertEqual(sorted(dict.fromkeys(asked[1:])), plan(size, most))
                     self.assertEqual((download.size, download.received), (size, size))
 
     def test_each_edge_with_one_segment(self):

@@ -37,8 +37,7 @@ class Servers(unittest.TestCase):
         self.assertEqual(data, self.data)
 
     def test_a_slow_server_is_faster_on_several_connections(self):
-        # 400000 bytes at 400 KiB/s take one connection 1 s, and eight 0.12 s behind the last start at 1.4 s:
-        # the gain is for larger files, which this one is made of.
+        # The eighth connection starts at 1.4 s, so only a file that takes one connection longer can gain.
         large = origin.content(4 * SIZE, seed=8)
         self.nginx.put("file.bin", large)
         self.addCleanup(self.nginx.put, "file.bin", self.data)
@@ -53,8 +52,8 @@ class Servers(unittest.TestCase):
         self.assertEqual(data, self.data)
 
     def test_without_ranges_every_segment_holds_the_file_s_beginning(self):
-        # Nothing tests for range support: the told outcome is a file of the right length, right only in its first
-        # share. It stays pinned here so that a change of it is noticed.
+        # Nothing tests for range support: the outcome is a file of the right length, right only in its first share.
+        # It is pinned here so that a change of it is noticed.
         data, _ = self.fetch(self.nginx.whole, 4)
         share = SIZE // 4
         self.assertEqual(data, self.data[:share] * 4)
@@ -66,8 +65,8 @@ class Servers(unittest.TestCase):
     def test_refused_segments_never_pass_for_a_finished_file(self):
         with harness.Session("crowded", MaxSegments=8) as session:
             session.start()
-            large = origin.content(4 * SIZE, seed=8)
-            self.nginx.put("large.bin", large)
+            # Large enough that the first two connections are still busy when the others ask.
+            self.nginx.put("large.bin", origin.content(40 * SIZE, seed=8))
             url = self.nginx.url(self.nginx.crowded, "large.bin")
             session.menu_url(url)
             time.sleep(6)

@@ -1,0 +1,197 @@
+// The binder, both ways, on the forms of the program.
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTabBar>
+#include <QTest>
+#include <QToolBar>
+#include <QToolButton>
+
+#include "Samples.h"
+#include "Stage.h"
+#include "desktop/views/FormHost.h"
+#include "desktop/views/ObjectNames.h"
+#include "desktop/views/Widgets.h"
+
+namespace pellora {
+
+namespace {
+
+using namespace testing_views;
+
+template <class WindowType>
+class Shown {
+ public:
+  Shown() : window(std::make_shared<WindowType>(stage.platform)) {
+    window->Show();
+    Stage::Settle();
+    form = Stage::Form(*window);
+  }
+  ~Shown() {
+    window->Unload();
+    Stage::Settle();
+  }
+  template <class Object>
+  Object* Find(const char* name) const {
+    return form->findChild<Object*>(QLatin1String(name));
+  }
+
+  Stage stage;
+  std::shared_ptr<WindowType> window;
+  QWidget* form = nullptr;
+};
+
+template <class WindowType>
+void ExpectAllTied(const std::vector<std::string>& without) {
+  const Shown<WindowType> shown;
+  ASSERT_NE(shown.form, nullptr);
+  for (const Control* control : shown.window->Controls()) {
+    if (std::find(without.begin(), without.end(), control->Name) != without.end()) continue;
+    EXPECT_NE(shown.form->template findChild<QObject*>(ObjectName(control->Name)), nullptr) << control->Name;
+  }
+}
+
+TEST(Binder, EveryControlHasItsWidget) {
+  ExpectAllTied<SampleTransfer>({"List1"});
+  ExpectAllTied<SampleMain>({});
+  ExpectAllTied<SampleForm1>({});
+  ExpectAllTied<SampleWantDown>({});
+}
+
+TEST(Binder, BringsCaptionsDownAsPlainText) {
+  const Shown<SampleTransfer> shown;
+  shown.window->Label3.Caption = "http://x/<b>a</b>&amp;.zip";
+  shown.window->Caption = "1.0% of <a>";
+  Stage::Settle();
+  EXPECT_EQ(shown.Find<QLabel>("Label3")->text(), QStringLiteral("http://x/<b>a</b>&amp;.zip"));
+  EXPECT_EQ(shown.Find<QLabel>("Label3")->textFormat(), Qt::PlainText);
+  EXPECT_EQ(shown.form->windowTitle(), QStringLiteral("1.0% of <a>"));
+}
+
+TEST(Binder, GathersChangesUntilTheLoopTurns) {
+  const Shown<SampleTransfer> shown;
+  shown.window->state.Caption = "one";
+  shown.window->state.Caption = "two";
+  EXPECT_EQ(shown.Find<QLabel>("state")->text(), QStringLiteral("State : Idle"));
+  Stage::Settle();
+  EXPECT_EQ(shown.Find<QLabel>("state")->text(), QStringLiteral("two"));
+}
+
+TEST(Binder, ShowsPercentWithItsTenth) {
+  const Shown<SampleTransfer> shown;
+  shown.window->PB.Value = 37.5;
+  Stage::Settle();
+  EXPECT_EQ(shown.Find<QProgressBar>("PB")->value(), 375);
+  EXPECT_TRUE(shown.Find<QProgressBar>("PB")->text().startsWith(QStringLiteral("37")));
+  shown.window->PB.Value = 1e300;
+  Stage::Settle();
+  EXPECT_EQ(shown.Find<QProgressBar>("PB")->value(), 1000);
+}
+
+TEST(Binder, ScalesASegmentsBarFromTwips) {
+  const Shown<SampleTransfer> shown;
+  shown.window->Prog(2).Width = 504;
+  Stage::Settle();
+  EXPECT_DOUBLE_EQ(shown.Find<SegmentBar>("Prog_2")->Share(), 504.0 / 2520.0);
+  shown.window->Prog(2).Width = 99999;
+  Stage::Settle();
+  EXPECT_DOUBLE_EQ(shown.Find<SegmentBar>("Prog_2")->Share(), 1.0);
+}
+
+TEST(Binder, BringsVisibleAndEnabledDown) {
+  const Shown<SampleTransfer> shown;
+  shown.window->KeepRows(3);
+  shown.window->Command3.Enabled = false;
+  Stage::Settle();
+  EXPECT_TRUE(shown.Find<QLabel>("Num_2")->isVisible());
+  EXPECT_FALSE(shown.Find<QLabel>("Num_3")->isVisible());
+  EXPECT_FALSE(shown.Find<QPushButton>("Command3")->isEnabled());
+}
+
+TEST(Binder, ClicksGoUp) {
+  const Shown<SampleTransfer> shown;
+  int clicks = 0;
+  shown.window->Command2.OnClick = [&clicks] { ++clicks; };
+  QTest::mouseClick(shown.Find<QPushButton>("Command2"), Qt::LeftButton);
+  EXPECT_EQ(clicks, 1);
+}
+
+TEST(Binder, ADoubleClickOnALabelGoesUp) {
+  const Shown<SampleMain> shown;
+  int clicks = 0;
+  shown.window->Label2.OnDoubleClick = [&clicks] { ++clicks; };
+  QTest::mouseDClick(shown.Find<QLabel>("Label2"), Qt::LeftButton);
+  EXPECT_EQ(clicks, 1);
+}
+
+TEST(Binder, TypedTextGoesUpAndProgramTextComesDown) {
+  const Shown<SampleForm1> shown;
+  auto* edit = shown.Find<QLineEdit>("Text1");
+  EXPECT_EQ(edit->text(), QStringLiteral("http://"));
+  shown.window->Text1.SelectAll = 1;
+  Stage::Settle();
+  EXPECT_EQ(edit->selectedText(), QStringLiteral("http://"));
+  QTest::keyClicks(edit, QStringLiteral("ftp://a/b"));
+  EXPECT_EQ(shown.window->Text1.Text(), "ftp://a/b");
+}
+
+TEST(Binder, MenusShowMarksAndLeaveThemToTheModel) {
+  const Shown<SampleMain> shown;
+  int clicks = 0;
+  shown.window->sdw.OnClick = [&clicks] { ++clicks; };
+  shown.window->sdw.Checked = true;
+  Stage::Settle();
+  auto* action = shown.Find<QAction>("sdw");
+  EXPECT_TRUE(action->isChecked());
+  action->trigger();
+  EXPECT_EQ(clicks, 1);
+  EXPECT_TRUE(action->isChecked());
+}
+
+TEST(Binder, ToolbarKeysGoUp) {
+  const Shown<SampleMain> shown;
+  std::string key;
+  shown.window->Toolbar1.OnButtonClick = [&key](const std::string& given) { key = given; };
+  auto* bar = shown.Find<QToolBar>("Toolbar1");
+  ASSERT_EQ(bar->actions().size(), 9);
+  bar->actions()[5]->trigger();
+  EXPECT_EQ(key, "PauseAll");
+  EXPECT_EQ(bar->widgetForAction(bar->actions()[8])->accessibleName(), QStringLiteral("Browser"));
+}
+
+TEST(Binder, TabsAndPanelsFollow) {
+  const Shown<SampleMain> shown;
+  int clicks = 0;
+  shown.window->TabStrip1.OnClick = [&clicks] { ++clicks; };
+  shown.window->TabStrip1.Selected = 1;
+  shown.window->StatusBar1.SetPanel(1, "A hint");
+  Stage::Settle();
+  EXPECT_EQ(shown.Find<QTabBar>("TabStrip1")->currentIndex(), 1);
+  EXPECT_EQ(clicks, 0);
+  shown.Find<QTabBar>("TabStrip1")->setCurrentIndex(0);
+  EXPECT_EQ(clicks, 1);
+  EXPECT_EQ(shown.window->TabStrip1.Selected(), 0);
+  const auto labels = shown.Find<QStatusBar>("StatusBar1")->findChildren<QLabel*>();
+  ASSERT_EQ(labels.size(), 6);
+  EXPECT_EQ(labels[0]->text(), QStringLiteral("A hint"));
+}
+
+TEST(Binder, TellsMouseMovesToTheControlUnderThem) {
+  const Shown<SampleMain> shown;
+  int hints = 0;
+  shown.window->Label2.OnMouseMove = [&hints] { ++hints; };
+  auto* label = shown.Find<QLabel>("Label2");
+  QTest::mouseMove(label, label->rect().center());
+  Stage::Settle();
+  EXPECT_GE(hints, 1);
+  EXPECT_EQ(shown.window->mouseMoves, 0);
+}
+
+}  // namespace
+
+}  // namespace pellora

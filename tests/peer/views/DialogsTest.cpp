@@ -1,0 +1,128 @@
+#include <gtest/gtest.h>
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QFileDialog>
+#include <QMessageBox>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include "Stage.h"
+#include "desktop/views/QtDialogs.h"
+
+namespace pellora {
+
+namespace {
+
+using testing_views::Stage;
+
+class DialogsTest : public testing::Test {
+ protected:
+  QMessageBox* Ask(int style, const std::string& text = "Really?") {
+    dialogs.Ask({text, "Title", style}, [this](int given) { answer = given; });
+    Stage::Settle();
+    return qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+  }
+  void Press(QMessageBox* box, QMessageBox::StandardButton button) {
+    box->button(button)->click();
+    Stage::Settle();
+  }
+
+  EventGate gate;
+  QtDialogs dialogs{gate};
+  int answer = -1;
+};
+
+TEST_F(DialogsTest, GiveTheNumberOfTheButton) {
+  Press(Ask(kYesNo | kQuestion), QMessageBox::Yes);
+  EXPECT_EQ(answer, kAnswerYes);
+  Press(Ask(kYesNo | kQuestion), QMessageBox::No);
+  EXPECT_EQ(answer, kAnswerNo);
+  Press(Ask(kOkOnly | kCritical), QMessageBox::Ok);
+  EXPECT_EQ(answer, kAnswerOk);
+}
+
+TEST_F(DialogsTest, EscAndTheFrameMeanNoOrOk) {
+  QTest::keyClick(Ask(kYesNo | kQuestion), Qt::Key_Escape);
+  Stage::Settle();
+  EXPECT_EQ(answer, kAnswerNo);
+  answer = -1;
+  Ask(kYesNo | kQuestion)->close();
+  Stage::Settle();
+  EXPECT_EQ(answer, kAnswerNo);
+  answer = -1;
+  Ask(kInformation)->close();
+  Stage::Settle();
+  EXPECT_EQ(answer, kAnswerOk);
+}
+
+TEST_F(DialogsTest, AQuestionWithoutIconWantsAButton) {
+  QMessageBox* box = Ask(kYesNo);
+  QTest::keyClick(box, Qt::Key_Escape);
+  box->close();
+  Stage::Settle();
+  EXPECT_EQ(answer, -1);
+  EXPECT_TRUE(box->isVisible());
+  Press(box, QMessageBox::Yes);
+  EXPECT_EQ(answer, kAnswerYes);
+}
+
+TEST_F(DialogsTest, ShowTextFromOutsideAsItStands) {
+  QMessageBox* box = Ask(kOkOnly, "<b>bold</b> & co");
+  EXPECT_EQ(box->textFormat(), Qt::PlainText);
+  EXPECT_EQ(box->text(), QStringLiteral("<b>bold</b> & co"));
+  Press(box, QMessageBox::Ok);
+}
+
+TEST_F(DialogsTest, LeaveOtherEventsRunningWhileTheyStand) {
+  QMessageBox* box = Ask(kYesNo | kQuestion);
+  bool ran = false;
+  QMetaObject::invokeMethod(
+      box, [&ran] { ran = true; }, Qt::QueuedConnection);
+  Stage::Settle();
+  EXPECT_TRUE(ran);
+  EXPECT_EQ(answer, -1);
+  Press(box, QMessageBox::No);
+}
+
+TEST_F(DialogsTest, PostTheAnswerInsteadOfGivingItInTheClick) {
+  QMessageBox* box = Ask(kYesNo | kQuestion);
+  box->button(QMessageBox::Yes)->click();
+  EXPECT_EQ(answer, -1);
+  Stage::Settle();
+  EXPECT_EQ(answer, kAnswerYes);
+}
+
+TEST_F(DialogsTest, TheSaveDialogProposesANameAndHidesNone) {
+  std::optional<std::optional<std::string>> path;
+  dialogs.AskSavePath({"Save as: a", "a", "All files (*.*)|*.*"},
+                      [&path](std::optional<std::string> given) { path = given; });
+  Stage::Settle();
+  auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+  ASSERT_NE(dialog, nullptr);
+  EXPECT_EQ(dialog->acceptMode(), QFileDialog::AcceptSave);
+  EXPECT_FALSE(dialog->testOption(QFileDialog::DontConfirmOverwrite));
+  EXPECT_TRUE(dialog->selectedNameFilter().startsWith(QStringLiteral("All files (*.*)")));
+  EXPECT_TRUE(dialog->selectedFiles().first().endsWith(QStringLiteral("/a")));
+  const QTemporaryDir folder;
+  dialog->setDirectory(folder.path());
+  dialog->selectFile(QStringLiteral("a"));
+  QMetaObject::invokeMethod(dialog, "accept");
+  Stage::Settle();
+  ASSERT_TRUE(path.has_value());
+  EXPECT_EQ(*path, folder.filePath(QStringLiteral("a")).toStdString());
+}
+
+TEST_F(DialogsTest, ACancelledSaveDialogGivesNoPath) {
+  std::optional<std::optional<std::string>> path;
+  dialogs.AskSavePath({"Save", "a", ""}, [&path](std::optional<std::string> given) { path = given; });
+  Stage::Settle();
+  qobject_cast<QFileDialog*>(QApplication::activeModalWidget())->reject();
+  Stage::Settle();
+  ASSERT_TRUE(path.has_value());
+  EXPECT_FALSE(path->has_value());
+}
+
+}  // namespace
+
+}  // namespace pellora

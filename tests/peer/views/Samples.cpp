@@ -36,7 +36,7 @@ ListRow Row(int record, const char* name, const char* icon, std::vector<std::str
 
 void SampleTransfer::FillRunning() {
   Caption = "45.0% of archive-2026-11.zip downloaded.";
-  Label3 .Caption = "http://files.example.com/pub/releases/2026/november/archive-2026-11.zip";
+  Label3.Caption = "http://files.example.com/pub/releases/2026/november/archive-2026-11.zip";
   state.Caption = "Downloading...";
   PB.Value = 45.0;
   Speed.Caption = "2.35 mb/s";
@@ -96,8 +96,9 @@ void SampleMain::Fill() {
   Legend(1).Image = "down";
   Legend(2).Image = "shed";
   sdw.Checked = true;
-  const std::array<const char*, 6> info = {"song.mp3",  "5.1 mb", "http://media.example.org/song.mp3", "/home/user/Downloads/song.mp3",
-                                           "11/18/2026 20:11:09", "1.02 mb/s"};
+  const std::array<const char*, 6> info = {
+      "song.mp3", "5.1 mb", "http://media.example.org/song.mp3", "/home/user/Downloads/song.mp3", "11/18/2026 20:11:09",
+      "1.02 mb/s"};
   for (int i = 0; i < 6; ++i) Info(i).Caption = info.at(static_cast<std::size_t>(i));
   StatusBar1.Panels = std::vector<std::string>{"Double click on file to start download or see download details.",
                                                "Speed : 2406 kb/s ",

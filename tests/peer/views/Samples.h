@@ -30,8 +30,7 @@ struct SampleTransfer : Window {
   CommandButton Command4{this, "Command4", "Hide Details", 515};
   Frame Frame1{this, "Frame1", "Segmented Downloads :"};
   Frame Frame2{this, "Frame2"};
-  ControlArray<Label> Label7{
-      this, "Label7", {{"Segment #", 510}, {"State", 511}, {"Progress ", 512}, {"Size", 513}}};
+  ControlArray<Label> Label7{this, "Label7", {{"Segment #", 510}, {"State", 511}, {"Progress ", 512}, {"Size", 513}}};
   ControlArray<Shape> Shape1{this, "Shape1", 8};
   ControlArray<Shape> Prog{this, "Prog", 8};
   ControlArray<Label> Num{this, "Num", 8};
@@ -87,12 +86,10 @@ struct SampleMain : Window {
                       {"", "Download Date", 206, "", 117},
                       {"", "Est. time", 207, "", 58}}};
   Label Label3{this, "Label3", "Finished files :", 276};
-  ListView ListView2{this,
-                     "ListView2",
-                     {{"", "Filename", 200, "", 35},
-                      {"", "Size", 201, "", 10},
-                      {"", "URL", 202, "", 35},
-                      {"", "Date", 203, "", 20}}};
+  ListView ListView2{
+      this,
+      "ListView2",
+      {{"", "Filename", 200, "", 35}, {"", "Size", 201, "", 10}, {"", "URL", 202, "", 35}, {"", "Date", 203, "", 20}}};
   ControlArray<Picture> Legend{this, "Legend", 3};
   Label Label10{this, "Label10", "Downloading", 272};
   Label Label11{this, "Label11", "Paused", 273};

@@ -1,0 +1,155 @@
+// What a window's frame does to its model, and the model's showing, folding and unloading of its form.
+#include <gtest/gtest.h>
+
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+#include <QTest>
+
+#include "Samples.h"
+#include "Stage.h"
+
+namespace pellora {
+
+namespace {
+
+using namespace testing_views;
+
+template <class WindowType>
+std::shared_ptr<WindowType> Open(Stage& stage) {
+  auto window = std::make_shared<WindowType>(stage.platform);
+  window->Show();
+  Stage::Settle();
+  return window;
+}
+
+TEST(WindowEvents, AWindowThatIsNeverShownHasNoForm) {
+  Stage stage;
+  const auto window = std::make_shared<SampleTransfer>(stage.platform);
+  window->Load();
+  window->state.Caption = "x";
+  Stage::Settle();
+  EXPECT_EQ(Stage::Form(*window), nullptr);
+  window->Unload();
+}
+
+TEST(WindowEvents, TheCloseBoxAsksTheModel) {
+  Stage stage;
+  const auto window = Open<SampleTransfer>(stage);
+  QWidget* form = Stage::Form(*window);
+  form->close();
+  Stage::Settle();
+  EXPECT_EQ(window->closes, 1);
+  EXPECT_TRUE(window->Loaded());
+  EXPECT_FALSE(form->isVisible());
+  window->Show();
+  Stage::Settle();
+  EXPECT_TRUE(form->isVisible());
+  window->refuseClose = false;
+  const QPointer<QWidget> watched(form);
+  form->close();
+  Stage::Settle();
+  EXPECT_FALSE(window->Loaded());
+  EXPECT_TRUE(watched.isNull());
+}
+
+TEST(WindowEvents, EscClosesADialogLikeItsFrame) {
+  Stage stage;
+  const auto window = Open<SampleForm1>(stage);
+  QTest::keyClick(Stage::Form(*window), Qt::Key_Escape);
+  Stage::Settle();
+  EXPECT_FALSE(window->Loaded());
+}
+
+TEST(WindowEvents, AWindowMayUnloadItselfInItsOwnClick) {
+  Stage stage;
+  const auto window = Open<SampleTransfer>(stage);
+  const QPointer<QWidget> form(Stage::Form(*window));
+  window->Command2.OnClick = [&window] {
+    window->Unload();
+    window->state.Caption = "after the end";
+  };
+  QTest::mouseClick(form->findChild<QPushButton*>(QStringLiteral("Command2")), Qt::LeftButton);
+  Stage::Settle();
+  EXPECT_TRUE(form.isNull());
+  EXPECT_FALSE(window->Loaded());
+}
+
+TEST(WindowEvents, AnUnloadedWindowCanBeLoadedAgain) {
+  Stage stage;
+  const auto window = Open<SampleTransfer>(stage);
+  window->Unload();
+  Stage::Settle();
+  window->Label3.Caption = "http://a/b";
+  window->Show();
+  Stage::Settle();
+  ASSERT_NE(Stage::Form(*window), nullptr);
+  EXPECT_EQ(Stage::Form(*window)->findChild<QLabel*>(QStringLiteral("Label3"))->text(), QStringLiteral("http://a/b"));
+  EXPECT_EQ(window->loads, 2);
+  window->Unload();
+  Stage::Settle();
+}
+
+TEST(WindowEvents, TheShortFormFoldsTheSegmentsAway) {
+  Stage stage;
+  const auto window = Open<SampleTransfer>(stage);
+  QWidget* form = Stage::Form(*window);
+  auto* frame = form->findChild<QWidget*>(QStringLiteral("Frame1"));
+  const int longHeight = form->height();
+  EXPECT_TRUE(frame->isVisible());
+  window->Height = 167;
+  Stage::Settle();
+  EXPECT_FALSE(frame->isVisible());
+  EXPECT_LT(form->height(), longHeight - 100);
+  EXPECT_EQ(window->Height(), 167);
+  window->Height = 333;
+  Stage::Settle();
+  EXPECT_TRUE(frame->isVisible());
+  EXPECT_EQ(form->height(), longHeight);
+  window->Unload();
+  Stage::Settle();
+}
+
+TEST(WindowEvents, TheLongFormIsAsHighAsItsRows) {
+  Stage stage;
+  const auto window = Open<SampleTransfer>(stage);
+  const int eight = Stage::Form(*window)->height();
+  window->KeepRows(2);
+  Stage::Settle();
+  EXPECT_LT(Stage::Form(*window)->height(), eight - 60);
+  window->Unload();
+  Stage::Settle();
+}
+
+TEST(WindowEvents, ResizingIsReportedAndASizeSetBackIsTaken) {
+  Stage stage;
+  const auto window = Open<SampleMain>(stage);
+  QWidget* form = Stage::Form(*window);
+  form->resize(1000, 700);
+  Stage::Settle();
+  ASSERT_FALSE(window->resizes.empty());
+  EXPECT_EQ(window->resizes.back(), std::make_pair(1000, 700));
+  window->Width = 800;
+  Stage::Settle();
+  EXPECT_EQ(form->size(), QSize(800, 700));
+  EXPECT_EQ(window->InnerWidth(), 800);
+  window->Unload();
+  Stage::Settle();
+}
+
+TEST(WindowEvents, MinimisingIsReported) {
+  Stage stage;
+  const auto window = Open<SampleTransfer>(stage);
+  Stage::Form(*window)->showMinimized();
+  Stage::Settle();
+  EXPECT_EQ(window->State(), WindowState::Minimised);
+  Stage::Form(*window)->showNormal();
+  Stage::Settle();
+  EXPECT_EQ(window->State(), WindowState::Normal);
+  window->Unload();
+  Stage::Settle();
+}
+
+}  // namespace
+
+}  // namespace pellora

@@ -1,6 +1,5 @@
-#include "mainwin/AddDownload.h"
-
 #include "MainWindowFixture.h"
+#include "mainwin/AddDownload.h"
 #include "platform/TaskLoop.h"
 
 namespace pellora {

@@ -1,7 +1,6 @@
-#include "mainwin/ClipboardUrl.h"
-
 #include <gtest/gtest.h>
 
+#include "mainwin/ClipboardUrl.h"
 #include "mainwin/TrayTip.h"
 
 namespace pellora {

@@ -164,10 +164,8 @@ TEST_F(StartStop, KeepsAListThatCouldNotBeRead) {
   SimPlatform next(SimOptions{.disk = sim.disk().TakeState()});
   const std::string before = next.disk().Get("/prog/Pellora.dat");
   next.disk().FailWhere(
-      [](DiskCall call, const std::string& path) {
-        return call == DiskCall::Read && path == "/prog/Pellora.dat";
-      },
-      1, true);
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Read && path == "/prog/Pellora.dat"; }, 1,
+      true);
   App again(next.platform());
   next.Do([&] { again.Start(); });
   next.RunFor(20000);
@@ -204,8 +202,8 @@ TEST_F(StartStop, ListsEveryRecordInUseWithItsState) {
   const std::vector<DownloadInfo> list = app->List();
   std::vector<std::string> states;
   for (const DownloadInfo& info : list) states.push_back(info.state);
-  EXPECT_EQ(states, (std::vector<std::string>{"finished", "active", "scheduled", "failed", "queued", "paused",
-                                              "waiting"}));
+  EXPECT_EQ(states,
+            (std::vector<std::string>{"finished", "active", "scheduled", "failed", "queued", "paused", "waiting"}));
   EXPECT_EQ(list[0].savedPath, "/d/0.zip");
   EXPECT_EQ(list[1].savedPath, "");
 }

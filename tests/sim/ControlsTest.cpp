@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "SimPlatform.h"
+#include "platform/Controls.h"
+
+namespace pellora {
+namespace {
+
+class ControlWindow final : public Window {
+ public:
+  explicit ControlWindow(Platform& platform) : Window(platform, "ControlWindow", "") {}
+  CommandButton Command1{this, "Command1", "Start", 501};
+  CheckBox Check1{this, "Check1"};
+  Toolbar Toolbar1{this, "Toolbar1", {{"add", "Add URL", 100}, {"quit", "Quit", 108}}};
+  TabStrip Tabs{this, "Tabs", {{"a", "A"}, {"b", "B"}}};
+  StatusBar Status{this, "Status", {"", "", ""}};
+  ListView List{this, "List", {{"name", "Filename", 200}}};
+  ControlArray<ProgressBar> Prog{this, "Prog", 8};
+  ControlArray<Label> Labels{this, "Labels", {{"one", 1}, {"two", 0}}};
+};
+
+class ControlsTest : public testing::Test {
+ protected:
+  static ListRow Row(const std::string& key, const std::string& text = "") {
+    ListRow row;
+    row.key = key;
+    row.text = text;
+    return row;
+  }
+  static std::vector<ListRow> Rows(std::initializer_list<const char*> keys) {
+    std::vector<ListRow> rows;
+    for (const char* key : keys) rows.push_back(Row(key));
+    return rows;
+  }
+
+  SimPlatform sim;
+  std::shared_ptr<ControlWindow> window = std::make_shared<ControlWindow>(sim.platform());
+  ListView& list = window->List;
+  using Numbers = std::vector<std::size_t>;
+};
+
+TEST_F(ControlsTest, ADisabledButtonDoesNotClick) {
+  int clicks = 0;
+  window->Command1.OnClick = [&] { ++clicks; };
+  window->Command1.Click();
+  window->Command1.Enabled = false;
+  window->Command1.Click();
+  EXPECT_EQ(clicks, 1);
+}
+
+TEST_F(ControlsTest, TagsBearTheTextNumberOrNothing) {
+  EXPECT_EQ(window->Command1.Tag(), "501");
+  EXPECT_EQ(window->Check1.Tag(), "");
+  EXPECT_EQ(window->Labels(0).Tag(), "1");
+  EXPECT_EQ(window->Labels(1).Tag(), "");
+}
+
+TEST_F(ControlsTest, ElementsOfAnArrayBearTheirIndex) {
+  EXPECT_EQ(window->Prog.Count(), 8);
+  EXPECT_EQ(window->Find("Prog(7)"), &window->Prog(7));
+  EXPECT_THROW(window->Prog(8), std::out_of_range);
+}
+
+TEST_F(ControlsTest, AUsersChangeIsSetBeforeItsEvent) {
+  bool seen = false;
+  int tab = -1;
+  window->Check1.OnClick = [&] { seen = window->Check1.Value; };
+  window->Tabs.OnClick = [&] { tab = window->Tabs.Selected; };
+  window->Check1.SetByUser(true);
+  window->Tabs.SelectByUser(1);
+  EXPECT_TRUE(seen);
+  EXPECT_EQ(tab, 1);
+}
+
+TEST_F(ControlsTest, AToolbarTellsTheKeyOfItsButton) {
+  std::string key;
+  window->Toolbar1.OnButtonClick = [&](const std::string& clicked) { key += clicked; };
+  window->Toolbar1.ClickButton("quit");
+  EXPECT_EQ(key, "quit");
+}
+
+TEST_F(ControlsTest, StatusPanelsCountFromOne) {
+  window->Status.SetPanel(2, "middle");
+  EXPECT_EQ(window->Status.Panels(), (std::vector<std::string>{"", "middle", ""}));
+  EXPECT_THROW(window->Status.SetPanel(4, "x"), std::out_of_range);
+}
+
+TEST_F(ControlsTest, NewRowsKeepTheSelectionByKey) {
+  list.SetRows(Rows({"a", "b", "c", "d"}));
+  list.Select({3, 1, 1, 99});
+  EXPECT_EQ(list.Selection(), (Numbers{1, 3}));
+  list.SetRows(Rows({"d", "x", "b"}));
+  EXPECT_EQ(list.Selection(), (Numbers{0, 2}));
+  list.SetRows(Rows({"x", "d"}));
+  EXPECT_EQ(list.Selection(), (Numbers{1}));
+  list.SetRows({});
+  EXPECT_EQ(list.Selection(), Numbers{});
+}
+
+TEST_F(ControlsTest, OneSelectedRowOfEqualKeysStaysOne) {
+  list.SetRows(Rows({"a", "a", "b"}));
+  list.Select({1});
+  list.SetRows(Rows({"b", "a", "a"}));
+  EXPECT_EQ(list.Selection().size(), 1U);
+}
+
+TEST_F(ControlsTest, AllOfTheLargestListStaysSelected) {
+  std::vector<ListRow> rows;
+  Numbers all;
+  for (std::size_t i = 0; i < 32767; ++i) {
+    rows.push_back(Row("http://host.example/" + std::to_string(i)));
+    all.push_back(i);
+  }
+  list.SetRows(rows);
+  list.Select(all);
+  list.SetRows(rows);
+  EXPECT_EQ(list.Selection(), all);
+}
+
+TEST_F(ControlsTest, AChangedRowIsNotedOnceItDiffers) {
+  list.SetRows(Rows({"a", "b"}));
+  const std::uint64_t version = list.RowsVersion();
+  list.SetRow(1, Row("b"));
+  EXPECT_EQ(list.ChangedRows(), Numbers{});
+  list.SetRow(1, Row("b", "50%"));
+  EXPECT_EQ(list.ChangedRows(), Numbers{1});
+  EXPECT_EQ(list.RowsVersion(), version);
+  EXPECT_EQ(list.Rows()[1].text, "50%");
+  list.ChangesSeen();
+  EXPECT_EQ(list.ChangedRows(), Numbers{});
+  EXPECT_THROW(list.SetRow(2, Row("c")), std::out_of_range);
+  list.SetRows(Rows({"a"}));
+  EXPECT_GT(list.RowsVersion(), version);
+}
+
+}  // namespace
+}  // namespace pellora

@@ -1,0 +1,73 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "platform/EventGate.h"
+
+namespace pellora {
+namespace {
+
+// Writes a letter when it is destroyed.
+struct Marked {
+  std::string& log;
+  std::string letter;
+  ~Marked() { log += letter; }
+};
+
+class EventGateTest : public testing::Test {
+ protected:
+  std::shared_ptr<Marked> Mark(const std::string& letter) { return std::make_shared<Marked>(log, letter); }
+
+  std::string log;  // lives longer than what the gate releases
+  EventGate gate;
+};
+
+TEST_F(EventGateTest, KeepsADisposedObjectUntilTheOutermostEventIsOver) {
+  gate.Deliver([&] {
+    gate.Deliver([&] {
+      gate.DisposeAfterEvent(Mark("x"));
+      log += "1";
+    });
+    log += "2";
+  });
+  EXPECT_EQ(log, "12x");
+}
+
+TEST_F(EventGateTest, ReleasesAtOnceOutsideOfEvents) {
+  gate.DisposeAfterEvent(Mark("x"));
+  EXPECT_EQ(log, "x");
+}
+
+TEST_F(EventGateTest, RunsTheHookOnceAfterEachOutermostEvent) {
+  gate.SetAfterEvent([&] { log += "h"; });
+  gate.Deliver([&] {
+    gate.Deliver([] {});
+    gate.DisposeAfterEvent(Mark("x"));
+  });
+  gate.Deliver([] {});
+  EXPECT_EQ(log, "hxh");
+}
+
+TEST_F(EventGateTest, AFailureEndsTheInnerHandlerAndTheOuterGoesOn) {
+  gate.Deliver([&] {
+    gate.Deliver([&] {
+      log += "1";
+      throw Failure(FailureNumber::File, "lost");
+    });
+    log += "2";
+  });
+  EXPECT_EQ(log, "12");
+}
+
+TEST_F(EventGateTest, AnotherExceptionPassesAndLeavesTheGateUsable) {
+  EXPECT_THROW(gate.Deliver([] { throw std::logic_error("wrong"); }), std::logic_error);
+  gate.SetAfterEvent([] { throw std::logic_error("wrong hook"); });
+  EXPECT_THROW(gate.Deliver([] {}), std::logic_error);
+  gate.SetAfterEvent({});
+  gate.DisposeAfterEvent(Mark("x"));
+  EXPECT_EQ(log, "x");
+}
+
+}  // namespace
+}  // namespace pellora

@@ -1,0 +1,33 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/Property.h"
+
+namespace pellora {
+namespace {
+
+struct CountingOwner final : PropertyOwner {
+  void PropertyChanged() override { ++changes; }
+  int changes = 0;
+};
+
+TEST(Property, TellsItsOwnerOfEachNewValue) {
+  CountingOwner owner;
+  Property<std::string> text(&owner, "a");
+  text = "b";
+  text = "c";
+  EXPECT_EQ(owner.changes, 2);
+  EXPECT_EQ(text(), "c");
+}
+
+TEST(Property, WritingTheValueItHasDoesNothing) {
+  CountingOwner owner;
+  Property<int> number(&owner, 5);
+  number = 5;
+  EXPECT_EQ(owner.changes, 0);
+  EXPECT_EQ(number, 5);
+}
+
+}  // namespace
+}  // namespace pellora
