@@ -4,6 +4,7 @@
 #include <limits>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
@@ -96,8 +97,14 @@ void TransferWindow::FtpEndProbe(const char* restState) {
   WS.Close();
   DownloadRecord& record = Record();
   record.RestState = restState;
-  if (record.FileSize == 0 && record.SegmentCount >= 1) {
-    record.FileSize = record.Segment(record.SegmentCount).RangeEnd + 1;
+  if (record.SegmentCount >= 1) {
+    const std::int32_t planned = record.Segment(record.SegmentCount).RangeEnd + 1;
+    if (record.FileSize == 0) record.FileSize = planned;
+    if (planned == 0 && record.FileSize > 0) {
+      // A plan made while no size was known holds nothing; with one, its first block would seem the last.
+      record.Segments = std::vector<SegmentRecord>(1);
+      record.SegmentCount = 0;
+    }
   }
   Tasks().Spawn(FtpConnectSegments());
 }

@@ -13,6 +13,7 @@ struct SimFtpServer::Session {
   std::string user;
   std::string folder;
   bool greeted = false;
+  bool counted = false;  // by the limit of logins
   bool loggedIn = false;
   bool ended = false;
   bool binary = false;
@@ -84,7 +85,7 @@ int SimFtpServer::Count(const std::string& line) const {
 
 int SimFtpServer::Logins() const {
   return static_cast<int>(std::count_if(sessions_.begin(), sessions_.end(), [](const auto& entry) {
-    return entry.second->loggedIn && entry.second->Stands();
+    return entry.second->counted && entry.second->Stands();
   }));
 }
 
@@ -182,6 +183,7 @@ void SimFtpServer::CarryOut(Session& session, const std::string& verb, const std
   };
   if (verb == "USER") {
     if (limited(FtpLimit::User)) return;
+    session.counted = limitAt == FtpLimit::User;
     session.user = argument;
     return Reply(session, verb, "331 password, please\r\n");
   }
@@ -191,6 +193,7 @@ void SimFtpServer::CarryOut(Session& session, const std::string& verb, const std
     if (!known) return peer.Send("530 not logged in\r\n");
     if (limited(FtpLimit::Pass)) return;
     session.loggedIn = true;
+    session.counted = true;
     mostLoginsSeen_ = std::max(mostLoginsSeen_, Logins());
     return Reply(session, verb, "230 logged in\r\n");
   }

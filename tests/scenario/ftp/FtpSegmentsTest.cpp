@@ -38,7 +38,7 @@ TEST_F(FtpSegments, GoThroughTheirStatesInOrder) {
   FtpFault fault;
   fault.wire.latency = 20;
   fault.dataWire.latency = 20;
-  fault.dataWire.bytesPerSecond = 100000;
+  fault.dataWire.bytesPerSecond = 20000;
   server.Always(fault);
   Start(Serve(9000));
   std::vector<std::int16_t> states;
@@ -235,7 +235,8 @@ TEST_F(FtpSegments, AnsweredByRefusalsAreSilentAndInState11) {
     sim.RunFor(120'000);
     EXPECT_EQ(server.Connections(), connections);  // nobody wakes a lone segment
     EXPECT_EQ(sim.dialogs().Boxes().size(), 0U);
-    EXPECT_EQ(sim.network().Open(), 0) << verb;
+    // A data connection that stands is left to the server.
+    EXPECT_EQ(sim.network().Open(), verb == "RETR" ? 1 : 0) << verb;
     sim.Do([&] { WindowOf(index)->RefreshList(0); });
     EXPECT_EQ(WindowOf(index)->StateS(0).Caption(), "Too Many Connections");
     sim.Do([&] { WindowOf(index)->RefreshList(1); });
