@@ -134,7 +134,6 @@ Task<> TransferWindow::FtpPassive(int index, std::string line) {
   if (!StillCurrent()) co_return;
   if (WS1(index).Number() != number) co_return;
   ftpPassiveUnderWay_[entry] = false;
-  if (FTP(index).State() != SocketState::Closed) co_return;  // another such reply came meanwhile
   FTP(index).Connect(address.host, address.PortModulo());
   co_await Tasks().Yield();
 }

@@ -175,6 +175,46 @@ TEST_F(FtpPause, UnderTheBoxOfAnUnknownSizeStopsIt) {
   EXPECT_EQ(sim.network().Open(), 0);
 }
 
+TEST_F(FtpPause, ByCancelAtAnyMomentLeavesNothingRunning) {
+  for (std::uint32_t into = 5; into < 3000; into += 25) {
+    Slow();
+    Start(Serve(20001));
+    const int index = program.DownloadCount;
+    sim.RunFor(into);
+    ASSERT_TRUE(WindowOf(index)) << into;
+    sim.Do([&] { WindowOf(index)->Command2.Click(); });
+    EXPECT_EQ(sim.network().Open(), 0) << into;
+    EXPECT_FALSE(WindowOf(index)) << into;
+    const DownloadRecord then = Record(index);
+    sim.RunFor(30'000);
+    EXPECT_EQ(Record(index), then) << into;
+    EXPECT_EQ(sim.tasks().RunningTasks(), 0U) << into;
+    EXPECT_EQ(sim.windows().Loaded().size(), 0U) << into;
+  }
+}
+
+TEST_F(FtpPause, IsNotNeededWhereTheSlotIsFilledAnewAtAnyMoment) {
+  for (std::uint32_t into = 5; into < 3000; into += 25) {
+    Slow();
+    Start(Serve(20001));
+    const int index = program.DownloadCount;
+    sim.RunFor(into);
+    DownloadRecord other;
+    other.FileName = "other.bin";
+    other.InUse = other.Valid = true;
+    other.Segments.resize(1);
+    program.RaiseSerial(index);
+    program.TransferWindowAt(index).reset();
+    Record(index) = other;
+    const std::uint64_t written = sim.disk().BytesWritten();
+    sim.RunFor(60'000);
+    EXPECT_EQ(Record(index), other) << into;
+    EXPECT_EQ(sim.disk().BytesWritten(), written) << into;
+    EXPECT_EQ(sim.network().Open(), 0) << into;
+    EXPECT_EQ(sim.windows().Loaded().size(), 0U) << into;
+  }
+}
+
 // The list goes to another run of the program, as the starter of the lists takes it up.
 class FtpRestart : public FtpFixture {
  protected:

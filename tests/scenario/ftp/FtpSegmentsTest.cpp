@@ -357,7 +357,7 @@ TEST_F(FtpSegments, ConnectedOnceMoreByTheSpacingLoopKeepNoFormerDataConnection)
   ExpectTheFile();
 }
 
-TEST_F(FtpSegments, TakeTheFirstOfTwoPasvRepliesThatComeOneByOne) {
+TEST_F(FtpSegments, TakeTheFirstOfTwoPasvReplies) {
   FtpFault fault;
   fault.say["PASV"] = "227 first ({address})\r\n227 second (10,0,0,9,1,1)\r\n";
   fault.wire.cut = SimCut::Whole;
@@ -375,6 +375,39 @@ TEST_F(FtpSegments, BearA350InSeveralLinesWithOneRetr) {
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   EXPECT_EQ(server.Count("RETR /a.bin"), 2);
   ExpectTheFile();
+}
+
+TEST_F(FtpSegments, OpenThePartFileForEachArrivalAndKeepNoneOpen) {
+  std::uint64_t opens = 0;
+  std::uint64_t writes = 0;
+  sim.disk().FailWhere(
+      [&](DiskCall call, const std::string& path) {
+        if (path.find("a.bin001.tmp") == std::string::npos || Record().Finished) return false;
+        opens += call == DiskCall::Open ? 1U : 0U;
+        writes += call == DiskCall::Write ? 1U : 0U;
+        return false;
+      },
+      1);
+  FtpFault fault;
+  fault.dataWire.bytesPerSecond = 5000;
+  server.Always(fault);
+  Start(Serve(9000));
+  ASSERT_TRUE(RunUntilState(1, kSegmentComplete)) << sim.Replay();
+  EXPECT_EQ(writes, 18U);  // ten blocks a second
+  EXPECT_EQ(opens, writes);
+}
+
+TEST_F(FtpSegments, CountTheTimeFromTheDataConnectionOn) {
+  FtpFault fault;
+  fault.wire.latency = 150;
+  fault.dataWire.latency = 150;
+  fault.dataWire.bytesPerSecond = 2000;
+  server.Always(fault);
+  Start(Serve(9000));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  // 4.5 s of data and its way; neither logins nor waits.
+  EXPECT_GE(Record().ElapsedSeconds, 4.5F);
+  EXPECT_LE(Record().ElapsedSeconds, 5.0F);
 }
 
 TEST_F(FtpSegments, OfAFullDiskEndTheProgramWithTheNameOfTheFile) {

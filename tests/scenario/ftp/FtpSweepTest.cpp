@@ -188,6 +188,23 @@ TEST(FtpSeeds, EndAsTheSameBytesOnAnHonestServer) {
   for (std::uint64_t seed = 1; seed <= 300; ++seed) RunSeed(seed);
 }
 
+TEST(FtpTicks, ThatWrapOrChangeTheirSignDoNoHarm) {
+  for (const std::uint32_t tick : {kTickNearSign, kTickNearWrap, 0U}) {
+    FtpMachine machine({.seed = 3, .startTick = tick});
+    machine.program.settings.MaxSegments = 8;
+    machine.ServeSlowly(400003);
+    FtpFault silent;
+    silent.greeting.clear();
+    machine.server.OnConnection(2, silent);
+    (void)machine.Start("ftp://f.example/a.bin");
+    ASSERT_TRUE(machine.RunUntilFinished()) << tick;
+    EXPECT_TRUE(machine.HasTheFile()) << tick;
+    EXPECT_EQ(machine.Record().Received, 400003 - 8) << tick;
+    EXPECT_GT(machine.Record().ElapsedSeconds, 3.0F) << tick;
+    EXPECT_LT(machine.Record().ElapsedSeconds, 60.0F) << tick;
+  }
+}
+
 std::string TraceOf(std::uint64_t seed) {
   FtpMachine machine({.seed = seed});
   (void)machine.Start(machine.Serve(100001));
