@@ -254,7 +254,8 @@ void SimFtpServer::Transfer(Session& session) {
   Reply(session, "RETR", "150 here it comes\r\n");
   session.data->Send(content, from, length);
   session.data->Close();
-  session.peer->Send("226 that was all\r\n");
+  session.peer->After(FaultOf(session.number).doneDelay,
+                      [done = FaultOf(session.number).done](SimPeer& peer) { peer.Send(done); });
 }
 
 }  // namespace pellora

@@ -34,7 +34,9 @@ struct FtpFault {
   int refuseData = 0;                         // so many tries of each data port are refused
   std::string dataHost = "10.0.0.1";          // where the data ports are
   std::optional<std::uint64_t> endDataAfter;  // the server ends each transfer after so many bytes
-  std::uint32_t thinkTime = 0;                // ms between a command and its reply
+  std::string done = "226 that was all\r\n";  // said so many ms after the last byte was handed over
+  std::uint32_t doneDelay = 0;
+  std::uint32_t thinkTime = 0;  // ms between a command and its reply
 };
 
 // Where a login too many is refused.

@@ -141,6 +141,37 @@ TEST_F(FtpLoginLimit, OfTwoWithTwoCompletionsAtOneMomentWakesTwoSegments) {
   EXPECT_GT(coincidences, 0);
 }
 
+TEST_F(FtpLoginLimit, ReachedInMidTransferGoesOnBehindWhatWasReceived) {
+  FtpFault dismissed;
+  dismissed.endDataAfter = 3000;
+  dismissed.done = "421 too slow\r\n";
+  dismissed.doneDelay = 2000;
+  FtpFault usual;
+  usual.dataWire.bytesPerSecond = 2000;
+  server.Always(usual);
+  server.OnConnection(3, dismissed);
+  Start(Serve(20000));
+  ASSERT_TRUE(RunUntilState(2, kSegmentRefused)) << sim.Replay();
+  EXPECT_EQ(Record().Segment(2).ReceivedNow, 3000);
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Commands(4), SegmentFrom(13000));
+  EXPECT_EQ(Record().Received, 20000 - 2);
+  ExpectTheFile();
+}
+
+TEST_F(FtpLoginLimit, ReachedWhileDataFlowsLetsItFlow) {
+  FtpFault dismissed;
+  dismissed.say["RETR"] = "150 here it comes\r\n421 too many\r\n";
+  dismissed.dataWire.bytesPerSecond = 2000;
+  dismissed.dataWire.latency = 2;
+  dismissed.wire.latency = 100;
+  server.OnConnection(2, dismissed);
+  Start(Serve(9000));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Connections(), 2);
+  ExpectTheFile();
+}
+
 TEST_F(FtpLoginLimit, WithPauseAndResumeInTheMiddleEndsAsTheSameBytes) {
   Limit(Cases()[3], 10000);
   Start(Serve(400003));

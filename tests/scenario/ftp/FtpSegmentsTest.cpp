@@ -357,6 +357,26 @@ TEST_F(FtpSegments, ConnectedOnceMoreByTheSpacingLoopKeepNoFormerDataConnection)
   ExpectTheFile();
 }
 
+TEST_F(FtpSegments, ConnectedOnceMoreWhileTheyReceiveGoOnBehindWhatTheyHave) {
+  FtpFault fault;
+  fault.dataWire.bytesPerSecond = 5000;
+  server.Always(fault);
+  for (const std::uint32_t into : {1000, 1100, 1333, 1500, 2000, 2500}) {
+    sim.disk().Lose("/home/u/dl/a.bin");
+    const int before = server.Connections();
+    Start(Serve(20000));
+    const int index = program.DownloadCount;
+    sim.RunFor(into);
+    const std::int32_t received = Record(index).Segment(1).ReceivedNow;
+    sim.Do([&] { program.platform.tasks.Spawn(WindowOf(index)->ConnectSegmented()); });
+    EXPECT_EQ(Record(index).Segment(1).RangeStart, received) << into;
+    ASSERT_TRUE(RunUntilFinished(index)) << into << sim.Replay();
+    EXPECT_EQ(server.Connections() - before, 5) << into;
+    EXPECT_EQ(Record(index).Received, 20000 - 2) << into;
+    ExpectTheFile();
+  }
+}
+
 TEST_F(FtpSegments, TakeTheFirstOfTwoPasvReplies) {
   FtpFault fault;
   fault.say["PASV"] = "227 first ({address})\r\n227 second (10,0,0,9,1,1)\r\n";
