@@ -370,6 +370,8 @@ TEST_F(FtpSegments, ConnectedOnceMoreWhileTheyReceiveGoOnBehindWhatTheyHave) {
     const std::int32_t received = Record(index).Segment(1).ReceivedNow;
     sim.Do([&] { program.platform.tasks.Spawn(WindowOf(index)->ConnectSegmented()); });
     EXPECT_EQ(Record(index).Segment(1).RangeStart, received) << into;
+    sim.RunFor(300);  // both are connected anew, and neither has asked for a data port yet
+    EXPECT_EQ(sim.network().Open(), 2) << into;
     ASSERT_TRUE(RunUntilFinished(index)) << into << sim.Replay();
     EXPECT_EQ(server.Connections() - before, 5) << into;
     EXPECT_EQ(Record(index).Received, 20000 - 2) << into;
