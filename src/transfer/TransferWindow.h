@@ -161,7 +161,7 @@ class TransferWindow final : public Window, public Transfer {
   bool Stalled(int i, std::uint32_t number);
 
   // FTP
-  enum class FtpProbePhase { Idle, Connecting, LoggingIn, FileInfo };
+  enum class FtpProbePhase { Idle, Connecting, LoggingIn, FileInfo, SizeAsked };
   void FtpProbeLines(std::string text);
   bool FtpProbeLine(std::string_view line);  // False: stop reading lines
   void FtpEndProbe(const char* restState);
