@@ -61,6 +61,9 @@ class Life(unittest.TestCase):
         self.session.companion.wait_finished([url], 20)
         harness.wait_until(lambda: (listfile.find(self.session.list_file, url) or 0) and
                            listfile.find(self.session.list_file, url).finished, 10, "the save")
+        [(main, _, _)] = self.session.own_windows()
+        self.session.press(main, "alt+F4")
+        harness.wait_until(lambda: not self.session.own_windows(), 10, "the close box to hide the window")
         self.session.process.send_signal(19)  # SIGSTOP: whatever is written now, the second copy wrote it
         before = self.read_list()
         second = self.session.launch()
@@ -74,6 +77,7 @@ class Life(unittest.TestCase):
             self.session.process.send_signal(18)
             harness.end_process(second)
         self.assertEqual(self.read_list(), before)
+        harness.wait_until(self.session.own_windows, 10, "the first copy's window to be shown again")
         self.assertTrue(self.session.alive())
         self.assertLess(self.session.answers(), 2)
 
