@@ -61,9 +61,9 @@ class Life(unittest.TestCase):
         self.session.companion.wait_finished([url], 20)
         harness.wait_until(lambda: (listfile.find(self.session.list_file, url) or 0) and
                            listfile.find(self.session.list_file, url).finished, 10, "the save")
-        [(main, _, _)] = self.session.own_windows()
-        self.session.press(main, "alt+F4")
-        harness.wait_until(lambda: not self.session.own_windows(), 10, "the close box to hide the window")
+        for window, _, _ in self.session.own_windows():
+            self.session.press(window, "alt+F4")
+        harness.wait_until(lambda: not self.session.own_windows(), 10, "the close box to hide the windows")
         self.session.process.send_signal(19)  # SIGSTOP: whatever is written now, the second copy wrote it
         before = self.read_list()
         second = self.session.launch()
@@ -88,6 +88,17 @@ class Life(unittest.TestCase):
     def dialogs_of(self, pid):
         return [w for w, _, is_dialog in self.session.stage.windows.all()
                 if is_dialog and self.session._pid_of(w) == str(pid)]
+
+    def test_a_setting_that_ends_the_reading_leaves_english_texts(self):
+        # The language stands behind the port: none is set, and without texts every file name would be refused.
+        session = harness.Session("nameless", ProxyPort=40000)
+        self.addCleanup(session.close)
+        session.start()
+        self.origin.serve_file("/named.bin", 20000)
+        url = self.origin.url("/named.bin")
+        session.menu_url(url)
+        [download] = session.companion.wait_finished([url], 20)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000))
 
     def test_bad_urls_at_the_bus_get_a_message_and_change_nothing(self):
         for url in ("https://example.com/x", "http://example", "", "ftp:/x", "file:///etc/passwd"):
