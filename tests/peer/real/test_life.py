@@ -1,7 +1,6 @@
 """Start, second start and end of the real program, and the doors that scripts use."""
 
 import os
-import subprocess
 import time
 import unittest
 
@@ -115,6 +114,25 @@ class Life(unittest.TestCase):
         time.sleep(1)
         self.assertEqual(self.session.companion.downloads(), [])
 
+    def test_a_call_starts_the_program_which_ends_with_its_bus(self):
+        self.session.stop()
+        self.reload_services()
+        self.origin.serve_file("/woken.bin", 20000)
+        url = self.origin.url("/woken.bin")
+        self.session.menu_url(url)
+        [download] = self.session.companion.wait_finished([url], 30)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000))
+        answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                   "org.freedesktop.DBus.GetConnectionUnixProcessID", harness.BUS_NAME)
+        pid = int(answer.stdout.decode().strip("(), \n").split()[-1])
+        harness.end_process(self.session.bus)
+        harness.wait_until(lambda: not os.path.exists("/proc/%d" % pid), 20, "the started program to end")
+        self.assertTrue(listfile.find(self.session.list_file, url).finished)
+
+    def reload_services(self):
+        answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.ReloadConfig")
+        self.assertEqual(answer.returncode, 0, answer.stderr)
+
     def test_a_call_with_wrong_arguments_is_refused_and_changes_nothing(self):
         answer = self.session.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME + ".MenuURL",
                                    "http://127.0.0.1/x.bin")
@@ -140,9 +158,7 @@ class Life(unittest.TestCase):
                                   harness.BUS_NAME + ".service")
         if os.path.exists(activation):
             os.remove(activation)
-        subprocess.run(["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path",
-                        "/org/freedesktop/DBus", "--method", "org.freedesktop.DBus.ReloadConfig"],
-                       env=self.session.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=20, check=True)
+        self.reload_services()
         result = self.session.companion.run("list")
         self.assertNotEqual(result.returncode, 0)
         self.assertNotEqual(result.stderr, b"")
