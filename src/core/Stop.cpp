@@ -25,7 +25,8 @@ void SaveAndQuit(Program& program, const std::vector<std::shared_ptr<Window>>& w
     Skip([&] { window->Unload(); });
   }
   Skip([&] { SaveList(program); });
-  program.platform.machine.End(0);
+  // A failure that has ended the program already, and whose message still stands, keeps its code.
+  program.platform.machine.End(program.Ending() ? 1 : 0);
 }
 
 }  // namespace pellora

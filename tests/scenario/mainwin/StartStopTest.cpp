@@ -137,6 +137,30 @@ TEST_F(StartStop, EndsOnceAndSavesNothingAfterwards) {
   EXPECT_EQ(sim.disk().BytesWritten(), written);
 }
 
+TEST_F(StartStop, SaysWhyItEndsByAFailureAndKeepsTheListAsLastSaved) {
+  const std::string reason = "/home/u/Documents/Pellora/temp/a.zip001.tmp: no space left on the device";
+  Start();
+  Record("http://h/a.zip");
+  sim.RunFor(5100);
+  const std::string saved = sim.disk().Get("/prog/Pellora.dat");
+  Record("http://h/b.zip");
+  Do([&] { program().EndWithFailure(reason); });
+  Do([&] { program().EndWithFailure("what followed from it"); });
+  EXPECT_EQ(Box(), reason);
+  sim.RunFor(20000);
+  EXPECT_FALSE(sim.Ended());
+  Answer(kAnswerOk);
+  EXPECT_EQ(sim.machine().endCode, 1);
+  EXPECT_EQ(sim.disk().Get("/prog/Pellora.dat"), saved);
+}
+
+TEST_F(StartStop, EndsByAFailureWithItsCodeThoughAskedToQuitMeanwhile) {
+  Start();
+  Do([&] { program().EndWithFailure("/home/u/Documents/Pellora/temp/a.zip001.tmp: no space left"); });
+  Do([&] { app->SaveAndQuit(); });
+  EXPECT_EQ(sim.machine().endCode, 1);
+}
+
 TEST_F(StartStop, QuitsWhileAClipboardQuestionStandsWithoutAddingIt) {
   Start();
   sim.clipboard().text = "http://h/a.zip";
