@@ -25,7 +25,7 @@ void SaveAndQuit(Program& program, const std::vector<std::shared_ptr<Window>>& w
     Skip([&] { window->Unload(); });
   }
   Skip([&] { SaveList(program); });
-  // A failure that has ended the program already, and whose message still stands, keeps its code.
+  // A part file that failed is what ended the program, whoever was quicker than the answer to its message.
   program.platform.machine.End(program.Ending() ? 1 : 0);
 }
 
