@@ -56,8 +56,8 @@ struct App::Parts {
   }
 
   void CreateFolders() {
+    // Without a documents folder this is the root of the disk, as in the defaults of the two folders.
     const std::string documents = program.platform.machine.DocumentsFolder();
-    if (documents.empty()) return;
     for (const char* name : {"/Pellora", "/Pellora/downloads", "/Pellora/temp"}) {
       Skip([&] { program.platform.files.CreateFolder(documents + name); });
     }

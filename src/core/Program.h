@@ -47,14 +47,15 @@ class Program {
   bool keepDamagedList = false;  // the file that was read must be copied aside before the next save
   std::string listBytes;         // of the last save; kept so that saving allocates nothing
 
-  // Set by the App, in place before the start sequence runs.
+  // Set by the App: the lists with the main window, during the start sequence and before any transfer; the
+  // others before it.
   Lists* lists = nullptr;
   std::function<std::shared_ptr<Transfer>()> newTransferWindow;
   std::function<std::shared_ptr<ZipViewer>()> newZipViewer;  // empty while there is no viewer
   // Unpacks a finished update package, starts the updater and ends; empty while nothing can unpack.
   std::function<void(std::int16_t index)> handOverUpdate;
   std::function<void()> saveAndQuit;
-  // The windows that a language is applied to, created if need be, in the told order.
+  // The windows that a language is applied to, in that order; created if need be.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;
 
   // Record, transfer object or viewer `index`. Failure(OutOfRange) outside 0 to DownloadCount (of the

@@ -16,8 +16,8 @@ struct Settings {
   bool CheckClipboard = false;
   bool SaveAs = false;
   bool SafeDisk = false;       // kept and shown; nothing else reads it
-  std::string DownloadFolder;  // ends in "/"
-  std::string TempFolder;      // ends in "/"
+  std::string DownloadFolder;  // ends in "/", unless written otherwise into the store by hand
+  std::string TempFolder;      // likewise
   std::int32_t MaxSegments = 0;
   std::int32_t MaxSimulDownlads = 0;
   bool AutoPreviewZIP = false;
@@ -35,7 +35,7 @@ struct Settings {
   std::int16_t ScheduleOption = 0;  // 0 once at ScheduleDate, else daily at ScheduleHour
 };
 
-// Reads every key in the told order. The first text that does not convert throws Failure(Conversion):
+// Reads every key in a fixed order. The first text that does not convert throws Failure(Conversion):
 // the keys behind it keep their zero values.
 void LoadSettings(Settings& settings, const SettingsStore& store, const Machine& machine, const Clock& clock);
 

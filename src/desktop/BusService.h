@@ -99,6 +99,9 @@ class BusEnd final : public QObject {
   std::function<void()> ended_;
 };
 
+// A copy of the program that can be raised is on the bus.
+bool RunningCopyFound(QDBusConnection bus);
+
 // Asks the running copy to show its window. False if there is none on the bus.
 bool RaiseRunningCopy(QDBusConnection bus);
 

@@ -1,6 +1,7 @@
 #include "desktop/DisplayText.h"
 
 #include <QStringDecoder>
+#include <QTextDocument>
 #include <array>
 
 namespace pellora {
@@ -13,21 +14,41 @@ constexpr std::array<char16_t, 32> kUpperControls{0x20AC, 0x0081, 0x201A, 0x0192
                                                   0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
                                                   0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
 
-}  // namespace
-
-QString DisplayText(std::string_view bytes) {
+QString Decode(const std::string& bytes) {
   const QByteArrayView view(bytes.data(), static_cast<qsizetype>(bytes.size()));
   QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::Stateless);
   QString text = decoder.decode(view);
-  if (decoder.hasError()) {
-    text.clear();
-    for (const char c : bytes) {
-      const auto byte = static_cast<unsigned char>(c);
-      text += QChar(byte >= 0x80 && byte < 0xA0 ? kUpperControls[byte - 0x80u] : char16_t{byte});
-    }
+  if (!decoder.hasError()) return text;
+  text.clear();
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    text += QChar(byte >= 0x80 && byte < 0xA0 ? kUpperControls[byte - 0x80u] : char16_t{byte});
   }
-  text.replace(QChar(0), QChar(QChar::ReplacementCharacter));
   return text;
 }
+
+}  // namespace
+
+QString DisplayText(const std::string& bytes) {
+  return Decode(bytes).replace(QChar(0), QChar(QChar::ReplacementCharacter));
+}
+
+QString DisplayLine(const std::string& bytes) {
+  QString text = Decode(bytes);
+  for (QChar& character : text) {
+    if (character.category() == QChar::Other_Control || character == QChar::LineSeparator ||
+        character == QChar::ParagraphSeparator) {
+      character = QChar(u' ');
+    }
+  }
+  return text;
+}
+
+QString PlainTip(const QString& text) {
+  if (!Qt::mightBeRichText(text)) return text;
+  return QStringLiteral("<qt>") + text.toHtmlEscaped() + QStringLiteral("</qt>");
+}
+
+std::string ModelText(const QString& shown) { return shown.toStdString(); }
 
 }  // namespace pellora

@@ -1,12 +1,24 @@
-// DisplayText: bytes of the program as text for people: UTF-8, or Windows-1252 where they are not valid UTF-8.
+// DisplayText: from the program's byte strings to what is shown, and back.
+//
+// Strings of the logic are bytes of any origin. They are shown as UTF-8 where they are valid UTF-8 and as
+// Windows-1252 where not. What the user types is handed on as UTF-8.
 #pragma once
 
 #include <QString>
-#include <string_view>
+#include <string>
 
 namespace pellora {
 
 // Without NUL characters, which neither the bus nor a label takes.
-QString DisplayText(std::string_view bytes);
+QString DisplayText(const std::string& bytes);
+
+// The same in one line: control characters, which a URL or name from outside may hold, become blanks.
+QString DisplayLine(const std::string& bytes);
+
+// A text from outside as a tool tip: tool tips take for markup what looks like it.
+QString PlainTip(const QString& text);
+
+// What the user typed, as the logic keeps it.
+std::string ModelText(const QString& shown);
 
 }  // namespace pellora

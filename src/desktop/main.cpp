@@ -65,9 +65,14 @@ std::unique_ptr<SingleInstance> TakeLock() {
   return lock;
 }
 
-// A second start says so, brings the first copy forward and ends.
+// A second start says so, brings the first copy forward and ends. It has nothing to show where the first
+// copy cannot be reached, and nobody to show it to if the bus started it.
 int RunSecondCopy(QApplication& application) {
-  if (StartedByBus()) return 0;  // nobody looks at this one
+  if (StartedByBus()) return 0;
+  if (!RunningCopyFound(QDBusConnection::sessionBus())) {
+    std::fputs("Pellora: runs already, but not on this session bus\n", stderr);
+    return 0;
+  }
   Desktop desktop;
   desktop.events.Post([&] {
     desktop.dialogs.Ask({"found", kProgramName, kOkOnly}, [&](int) {

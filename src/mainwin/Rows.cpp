@@ -174,7 +174,7 @@ void MainWindow::RefreshDownList() {
   std::vector<ListRow> rows;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
-    if (!record.InUse || !record.Finished) continue;
+    if (record.FileName.empty() || !record.InUse || !record.Finished) continue;
     ListRow row;
     row.key = record.URL;
     row.text = record.FileName;

@@ -47,7 +47,8 @@ struct SaveRequest {
 };
 
 // Shows one box or file dialog; the answer is posted. Timers and sockets go on meanwhile.
-// A box left by its frame or by Esc answers No (Ok for a box with one button).
+// A box left by its frame or by Esc answers No (Ok for a box with one button); one of style kYesNo alone, a
+// question without an icon, cannot be left but by its buttons.
 class Dialogs {
  public:
   virtual ~Dialogs() = default;

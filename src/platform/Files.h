@@ -27,13 +27,14 @@ class File {
 class Files {
  public:
   virtual ~Files() = default;
-  // For reading and writing; created when missing, never emptied. Not through a link for the last name
-  // only where `path` is a directory, device or pipe: those fail.
+  // For reading and writing; created when missing, never emptied. A directory, device or pipe, also one that
+  // a link leads to, is a failure.
   virtual std::unique_ptr<File> Open(const std::string& path) = 0;
   // For reading only; fails when missing or not a regular file.
   virtual std::unique_ptr<File> OpenForReading(const std::string& path) = 0;
   virtual void Delete(const std::string& path) = 0;
-  virtual void CreateFolder(const std::string& path) = 0;  // an existing folder is no failure
+  // An existing folder is no failure. The folder above must exist, though a platform may create it too.
+  virtual void CreateFolder(const std::string& path) = 0;
   virtual bool Exists(const std::string& path) const = 0;
   virtual std::uint64_t LengthOf(const std::string& path) const = 0;  // of a regular file
   // Names of the regular files directly in `folder`, sorted by bytes; empty if there is no such folder.

@@ -7,7 +7,7 @@
 #include <QToolButton>
 #include <vector>
 
-#include "desktop/views/DisplayText.h"
+#include "desktop/DisplayText.h"
 #include "desktop/views/Icons.h"
 #include "desktop/views/KeyStates.h"
 #include "desktop/views/Widgets.h"

@@ -20,8 +20,8 @@
 #include <cmath>
 #include <utility>
 
+#include "desktop/DisplayText.h"
 #include "desktop/views/Bars.h"
-#include "desktop/views/DisplayText.h"
 #include "desktop/views/Icons.h"
 #include "desktop/views/ListBinding.h"
 #include "desktop/views/Widgets.h"

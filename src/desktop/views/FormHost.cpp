@@ -10,7 +10,7 @@
 #include <QWidget>
 #include <utility>
 
-#include "desktop/views/DisplayText.h"
+#include "desktop/DisplayText.h"
 #include "desktop/views/Forms.h"
 #include "desktop/views/Icons.h"
 #include "desktop/views/ObjectNames.h"

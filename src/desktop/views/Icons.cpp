@@ -8,7 +8,7 @@
 #include <array>
 #include <utility>
 
-#include "desktop/views/DisplayText.h"
+#include "desktop/DisplayText.h"
 
 // The drawings lie in a static library; this makes sure that they are linked in. (The macro must stand
 // outside of any namespace.)

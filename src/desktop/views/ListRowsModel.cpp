@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "desktop/views/DisplayText.h"
+#include "desktop/DisplayText.h"
 #include "desktop/views/Icons.h"
 #include "platform/Controls.h"
 

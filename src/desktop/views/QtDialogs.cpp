@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "desktop/views/DisplayText.h"
+#include "desktop/DisplayText.h"
 #include "desktop/views/Icons.h"
 
 namespace pellora {

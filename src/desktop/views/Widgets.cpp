@@ -13,7 +13,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "desktop/views/DisplayText.h"
+#include "desktop/DisplayText.h"
 #include "desktop/views/Icons.h"
 
 namespace pellora {

@@ -3,6 +3,8 @@
 #include <QDBusConnectionInterface>
 #include <QProcess>
 #include <QStandardPaths>
+#include <chrono>
+#include <future>
 #include <memory>
 #include <vector>
 
@@ -18,6 +20,12 @@ namespace {
 class BusServiceTest : public testing::Test {
  protected:
   void SetUp() override {
+    // A bus that knows no service to start, whatever is registered on this machine.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char* const name : {"XDG_DATA_HOME", "XDG_DATA_DIRS", "XDG_RUNTIME_DIR"}) {
+      environment.insert(name, QString::fromStdString(data.Path()));
+    }
+    daemon.setProcessEnvironment(environment);
     daemon.start("dbus-daemon", {"--session", "--nofork", "--print-address"});
     ASSERT_TRUE(daemon.waitForStarted());
     ASSERT_TRUE(daemon.waitForReadyRead());
@@ -36,11 +44,12 @@ class BusServiceTest : public testing::Test {
 
   void StartService() {
     service = std::make_unique<BusService>(
-        events, BusDoor{[this](std::string url, std::string ref, std::string cookie) {
-                          calls.push_back("menu " + url + " " + ref + " " + cookie);
-                        },
-                        [this](std::string url, std::string ref) { calls.push_back("leech " + url + " " + ref); },
-                        [this] { calls.push_back("show"); }, [this] { return rows; }});
+        events,
+        BusDoor{[this](std::string url, std::string ref, std::string cookie) {
+                  calls.push_back("menu " + url + " " + ref + " " + cookie);
+                },
+                [this](std::string url, std::string ref) { calls.push_back("leech " + url + " " + ref); },
+                [this] { calls.push_back("show"); }, [this] { calls.push_back("resume"); }, [this] { return rows; }});
     ASSERT_TRUE(service->Register(Bus()));
   }
 
@@ -74,6 +83,7 @@ class BusServiceTest : public testing::Test {
 
   EventGate gate;
   QtEventLoop events{gate};
+  const Folder data;
   QProcess daemon;
   QString address;
   QStringList names;
@@ -106,9 +116,30 @@ TEST_F(BusServiceTest, TheNameBelongsToTheFirstCopy) {
   EXPECT_FALSE(second.Register(Bus()));
 }
 
+TEST_F(BusServiceTest, ASecondCopyFindsTheFirstAndAsksItToShow) {
+  EXPECT_FALSE(RunningCopyFound(Bus()));
+  StartService();
+  EXPECT_TRUE(RunningCopyFound(Bus()));
+  // In a thread of its own, since the call waits for the answer of the service here.
+  const QDBusConnection bus = Bus();
+  std::future<bool> raised = std::async(std::launch::async, [&] { return RaiseRunningCopy(bus); });
+  ASSERT_TRUE(RunUntil([&] { return raised.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+  EXPECT_TRUE(raised.get());
+  ASSERT_TRUE(RunUntil([&] { return calls.size() == 1; }));
+  EXPECT_EQ(calls, (std::vector<std::string>{"show"}));
+}
+
+TEST_F(BusServiceTest, ResumesOnRequest) {
+  StartService();
+  EXPECT_EQ(Control({"resume"}).code, 0);
+  ASSERT_TRUE(RunUntil([&] { return calls.size() == 1; }));
+  EXPECT_EQ(calls, (std::vector<std::string>{"resume"}));
+}
+
 TEST_F(BusServiceTest, NoBusIsNoService) {
   BusService lonely(events, {});
   EXPECT_FALSE(lonely.Register(QDBusConnection("pellora-test-none")));
+  EXPECT_FALSE(RunningCopyFound(QDBusConnection("pellora-test-none")));
   EXPECT_FALSE(RaiseRunningCopy(QDBusConnection("pellora-test-none")));
 }
 

@@ -1,7 +1,6 @@
 """Start, second start and end of the real program, and the doors that scripts use."""
 
 import os
-import subprocess
 import time
 import unittest
 
@@ -61,6 +60,9 @@ class Life(unittest.TestCase):
         self.session.companion.wait_finished([url], 20)
         harness.wait_until(lambda: (listfile.find(self.session.list_file, url) or 0) and
                            listfile.find(self.session.list_file, url).finished, 10, "the save")
+        for window, _, _ in self.session.own_windows():
+            self.session.press(window, "alt+F4")
+        harness.wait_until(lambda: not self.session.own_windows(), 10, "the close box to hide the windows")
         self.session.process.send_signal(19)  # SIGSTOP: whatever is written now, the second copy wrote it
         before = self.read_list()
         second = self.session.launch()
@@ -74,6 +76,7 @@ class Life(unittest.TestCase):
             self.session.process.send_signal(18)
             harness.end_process(second)
         self.assertEqual(self.read_list(), before)
+        harness.wait_until(self.session.own_windows, 10, "the first copy's window to be shown again")
         self.assertTrue(self.session.alive())
         self.assertLess(self.session.answers(), 2)
 
@@ -84,6 +87,17 @@ class Life(unittest.TestCase):
     def dialogs_of(self, pid):
         return [w for w, _, is_dialog in self.session.stage.windows.all()
                 if is_dialog and self.session._pid_of(w) == str(pid)]
+
+    def test_a_setting_that_ends_the_reading_leaves_english_texts(self):
+        # The language stands behind the port: none is set, and without texts every file name would be refused.
+        session = harness.Session("nameless", ProxyPort=40000)
+        self.addCleanup(session.close)
+        session.start()
+        self.origin.serve_file("/named.bin", 20000)
+        url = self.origin.url("/named.bin")
+        session.menu_url(url)
+        [download] = session.companion.wait_finished([url], 20)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000))
 
     def test_bad_urls_at_the_bus_get_a_message_and_change_nothing(self):
         for url in ("https://example.com/x", "http://example", "", "ftp:/x", "file:///etc/passwd"):
@@ -99,6 +113,25 @@ class Life(unittest.TestCase):
         self.assertEqual(answer.returncode, 0, answer.stderr)
         time.sleep(1)
         self.assertEqual(self.session.companion.downloads(), [])
+
+    def test_a_call_starts_the_program_which_ends_with_its_bus(self):
+        self.session.stop()
+        self.reload_services()
+        self.origin.serve_file("/woken.bin", 20000)
+        url = self.origin.url("/woken.bin")
+        self.session.menu_url(url)
+        [download] = self.session.companion.wait_finished([url], 30)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000))
+        answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                   "org.freedesktop.DBus.GetConnectionUnixProcessID", harness.BUS_NAME)
+        pid = int(answer.stdout.decode().strip("(), \n").split()[-1])
+        harness.end_process(self.session.bus)
+        harness.wait_until(lambda: not os.path.exists("/proc/%d" % pid), 20, "the started program to end")
+        self.assertTrue(listfile.find(self.session.list_file, url).finished)
+
+    def reload_services(self):
+        answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.ReloadConfig")
+        self.assertEqual(answer.returncode, 0, answer.stderr)
 
     def test_a_call_with_wrong_arguments_is_refused_and_changes_nothing(self):
         answer = self.session.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME + ".MenuURL",
@@ -125,9 +158,7 @@ class Life(unittest.TestCase):
                                   harness.BUS_NAME + ".service")
         if os.path.exists(activation):
             os.remove(activation)
-        subprocess.run(["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path",
-                        "/org/freedesktop/DBus", "--method", "org.freedesktop.DBus.ReloadConfig"],
-                       env=self.session.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=20, check=True)
+        self.reload_services()
         result = self.session.companion.run("list")
         self.assertNotEqual(result.returncode, 0)
         self.assertNotEqual(result.stderr, b"")

@@ -182,6 +182,22 @@ TEST_F(Adding, ReusesTheFirstFreeSlotAndEmptiesIt) {
   EXPECT_FALSE(Rec(index).Active);
 }
 
+TEST_F(Adding, TakesThePlaceOfADeletedRecordAndLeavesTheOthersTheirNumbers) {
+  for (const char* const url : {"http://h/a", "http://h/b", "http://h/c", "http://h/d"}) Record(url);
+  window().RefreshRows(0, 1);
+  for (const std::int16_t index : {3, 2}) {
+    ASSERT_TRUE(Select(window().ListView1, index));
+    Do([&] { window().RunAction(MainWindow::kDelete); });
+    window().RefreshRows(0, 1);
+  }
+  AddLater("http://h/e");
+  EXPECT_EQ(program().DownloadCount, 4);
+  EXPECT_EQ(Rec(1).URL, "http://h/a");
+  EXPECT_EQ(Rec(2).URL, "http://h/e");
+  EXPECT_FALSE(Rec(3).InUse);
+  EXPECT_EQ(Rec(4).URL, "http://h/d");
+}
+
 TEST_F(Adding, AsksForThePathWhenTheSettingSaysSo) {
   program().settings.SaveAs = true;
   sim.dialogs().AutoSave([](const SaveRequest& request) { return "/d/" + request.proposal; });

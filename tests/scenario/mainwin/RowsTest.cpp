@@ -84,11 +84,16 @@ TEST_F(Rows, SayFinishedInTheUpdateOfOneRowAndKeepItsIcon) {
   EXPECT_EQ(Status(index), "no row");
 }
 
-TEST_F(Rows, AreMissingForARecordWithoutAName) {
+TEST_F(Rows, AreMissingInBothListsForARecordWithoutAName) {
   const std::int16_t index = Record("http://h/");
   Refresh(0, 1);
   Refresh(index, 1);
   EXPECT_TRUE(window().ListView1.Rows().empty());
+  Rec(index).Finished = true;
+  Do([&] { window().RefreshDownList(); });
+  Refresh(0, 1);
+  EXPECT_TRUE(window().ListView1.Rows().empty());
+  EXPECT_TRUE(window().ListView2.Rows().empty());
 }
 
 TEST_F(Rows, AppearByTheUpdateOfARecordThatHasNoneYet) {

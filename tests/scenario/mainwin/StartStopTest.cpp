@@ -1,4 +1,5 @@
 #include "MainWindowFixture.h"
+#include "core/ListCodec.h"
 #include "core/ListFile.h"
 
 namespace pellora {
@@ -12,6 +13,14 @@ TEST_F(StartStop, MakesTheFoldersAndSavesTheProgramsFolder) {
     EXPECT_NO_THROW((void)sim.disk().Open(folder)) << folder;
   }
   EXPECT_EQ(sim.settings().Get("Pellora", "AppPath"), "/prog");
+}
+
+TEST_F(StartStop, MakesTheFoldersAtTheRootWithoutADocumentsFolder) {
+  sim.machine().documentsFolder = "";
+  Start();
+  EXPECT_EQ(program().settings.DownloadFolder, "/Pellora/downloads/");
+  EXPECT_NO_THROW((void)sim.disk().Open("/Pellora/downloads/a"));
+  EXPECT_NO_THROW((void)sim.disk().Open("/Pellora/temp/a"));
 }
 
 TEST_F(StartStop, ShowsTheWindowWithItsVersionAndLoadsTheAddDialogHidden) {
@@ -128,6 +137,30 @@ TEST_F(StartStop, EndsOnceAndSavesNothingAfterwards) {
   EXPECT_EQ(sim.disk().BytesWritten(), written);
 }
 
+TEST_F(StartStop, SaysWhyItEndsByAFailureAndKeepsTheListAsLastSaved) {
+  const std::string reason = "/home/u/Documents/Pellora/temp/a.zip001.tmp: no space left on the device";
+  Start();
+  Record("http://h/a.zip");
+  sim.RunFor(5100);
+  const std::string saved = sim.disk().Get("/prog/Pellora.dat");
+  Record("http://h/b.zip");
+  Do([&] { program().EndWithFailure(reason); });
+  Do([&] { program().EndWithFailure("what followed from it"); });
+  EXPECT_EQ(Box(), reason);
+  sim.RunFor(20000);
+  EXPECT_FALSE(sim.Ended());
+  Answer(kAnswerOk);
+  EXPECT_EQ(sim.machine().endCode, 1);
+  EXPECT_EQ(sim.disk().Get("/prog/Pellora.dat"), saved);
+}
+
+TEST_F(StartStop, EndsByAFailureWithItsCodeThoughAskedToQuitMeanwhile) {
+  Start();
+  Do([&] { program().EndWithFailure("/home/u/Documents/Pellora/temp/a.zip001.tmp: no space left"); });
+  Do([&] { app->SaveAndQuit(); });
+  EXPECT_EQ(sim.machine().endCode, 1);
+}
+
 TEST_F(StartStop, QuitsWhileAClipboardQuestionStandsWithoutAddingIt) {
   Start();
   sim.clipboard().text = "http://h/a.zip";
@@ -175,18 +208,66 @@ TEST_F(StartStop, KeepsAListThatCouldNotBeRead) {
   next.DropProgram();
 }
 
-TEST_F(StartStop, TakesLeechUrlAndChangesNothing) {
+TEST_F(StartStop, TakesLeechUrlWithAnyArgumentsAndChangesNothing) {
   Start();
-  Do([&] { app->LeechURL("http://h/a.zip", "http://h/"); });
+  Record("http://h/a.zip");
+  const DownloadRecord before = Rec(1);
+  for (const char* const url : {"http://h/a.zip", "http://h/b.zip", "no url", ""}) {
+    Do([&] { app->LeechURL(url, "http://h/"); });
+  }
   sim.RunFor(2000);
-  EXPECT_EQ(program().DownloadCount, 0);
+  EXPECT_EQ(program().DownloadCount, 1);
+  EXPECT_EQ(Rec(1), before);
+  EXPECT_TRUE(transfers.empty());
+  EXPECT_EQ(Box(), "");
 }
 
-TEST_F(StartStop, IgnoresReferringPageAndCookieOfTheBrowser) {
+TEST_F(StartStop, MakesTheSameRecordWithAReferringPageAndACookieAsWithout) {
   Start();
   Do([&] { app->MenuURL("http://h/a.zip", "http://h/page", "c=1"); });
-  EXPECT_EQ(Rec(1).URL, "http://h/a.zip");
-  EXPECT_EQ(Rec(1).Referer, "");
+  ASSERT_EQ(program().DownloadCount, 1);
+  const DownloadRecord with = Rec(1);
+  EXPECT_EQ(with.URL, "http://h/a.zip");
+  EXPECT_EQ(with.Referer, "");
+  program().ResizeDownloads(0);
+  Do([&] { app->MenuURL("http://h/a.zip", "", ""); });
+  ASSERT_EQ(program().DownloadCount, 1);
+  EXPECT_EQ(Rec(1), with);
+}
+
+TEST_F(StartStop, NeverListsCountsOrStartsTheRecordAtIndexZero) {
+  DownloadRecord zero;
+  zero.FileName = "a.zip";
+  zero.URL = "http://h/a.zip";
+  zero.Host = "h";
+  zero.Queued = 1;
+  zero.InUse = true;
+  zero.Active = true;
+  for (const bool finished : {false, true}) {
+    zero.Finished = finished;
+    std::string bytes;
+    AppendListHeader(bytes, 0);
+    AppendRecord(bytes, zero);
+    SimPlatform next;
+    next.disk().Put("/prog/Pellora.dat", SimContent(bytes));
+    App again(next.platform());
+    int started = 0;
+    again.program().newTransferWindow = [&] {
+      ++started;
+      return std::make_shared<FakeTransfer>(again.program());
+    };
+    next.Do([&] { again.Start(); });
+    next.RunFor(3000);
+    next.Do([&] { again.ResumeAll(); });
+    next.RunFor(3000);
+    EXPECT_EQ(again.program().Download(0).URL, "http://h/a.zip");
+    EXPECT_TRUE(again.mainWindow().ListView1.Rows().empty());
+    EXPECT_TRUE(again.mainWindow().ListView2.Rows().empty());
+    EXPECT_TRUE(again.List().empty());
+    EXPECT_EQ(again.program().ActiveCount(), 0);
+    EXPECT_EQ(started, 0);
+    next.DropProgram();
+  }
 }
 
 TEST_F(StartStop, ListsEveryRecordInUseWithItsState) {

@@ -186,6 +186,16 @@ TEST_F(LanguageTest, BlanksAControlAtFirstAndKeepsTheFormerTextLater) {
   EXPECT_EQ(Text(1), "kb");
 }
 
+TEST_F(LanguageTest, KeepsTheFormerLanguagesTextUnderANumberThatTheNewOneLacks) {
+  GivenFile("german.txt", "110=Hinzu\n405=Laden?\n");
+  GivenFile("french.txt", "110=Ajouter\n");
+  Load("german");
+  Load("french");
+  EXPECT_EQ(Text(110), "Ajouter");
+  EXPECT_EQ(Text(405), "Laden?");
+  EXPECT_EQ(window->Label1.Caption(), "Laden?");
+}
+
 TEST_F(LanguageTest, ChangesNothingWhereTheFileIsMissing) {
   GivenFile("x.txt", "110=Hinzu\n");
   Load("x");

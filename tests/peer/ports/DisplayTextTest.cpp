@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "desktop/views/DisplayText.h"
-#include "desktop/views/ObjectNames.h"
+#include <string>
+
+#include "desktop/DisplayText.h"
 
 namespace pellora {
 
@@ -24,6 +25,8 @@ TEST(DisplayText, KeepsLinesAndDisplayLineDoesNot) {
   EXPECT_EQ(DisplayLine(std::string("a\r\nb\tc\0d", 8)), QStringLiteral(u"a  b c d"));
 }
 
+TEST(DisplayText, HoldsNoNul) { EXPECT_EQ(DisplayText(std::string("a\0b", 3)), QStringLiteral(u"a\uFFFDb")); }
+
 TEST(PlainTip, ShowsWhatLooksLikeMarkup) {
   EXPECT_EQ(PlainTip(QStringLiteral("http://a/?b=1&c=2")), QStringLiteral("http://a/?b=1&c=2"));
   EXPECT_EQ(PlainTip(QStringLiteral("<b>x</b>")), QStringLiteral("<qt>&lt;b&gt;x&lt;/b&gt;</qt>"));
@@ -33,14 +36,6 @@ TEST(DisplayText, GoesBackAsUtf8) {
   EXPECT_EQ(ModelText(QStringLiteral(u"Größe")),
             "Gr\xC3\xB6\xC3\x9F"
             "e");
-}
-
-TEST(ObjectName, MapsArrayElementsAndKeywords) {
-  EXPECT_EQ(ObjectName("Prog(0)"), QStringLiteral(u"Prog_0"));
-  EXPECT_EQ(ObjectName("Label7(3)"), QStringLiteral(u"Label7_3"));
-  EXPECT_EQ(ObjectName("delete"), QStringLiteral(u"menu_delete"));
-  EXPECT_EQ(ObjectName("state"), QStringLiteral(u"state"));
-  EXPECT_EQ(ObjectName("Command1"), QStringLiteral(u"Command1"));
 }
 
 }  // namespace pellora

@@ -1,0 +1,64 @@
+#include <gtest/gtest.h>
+
+#include "Support.h"
+#include "desktop/Registration.h"
+#include "platform/Failure.h"
+
+namespace pellora {
+namespace {
+
+const std::string kService = "dbus-1/services/PelloraProject.Pellora.service";
+const std::string kEntry = "applications/pellora.desktop";
+
+TEST(ActivationFileText, NamesTheBusNameAndTheQuotedProgram) {
+  EXPECT_EQ(ActivationFileText("/opt/My Programs/Pellora"),
+            "[D-BUS Service]\nName=PelloraProject.Pellora\nExec=\"/opt/My Programs/Pellora\"\n");
+}
+
+TEST(ActivationFileText, EscapesWhatAShellWouldTakeForMore) {
+  EXPECT_NE(ActivationFileText("/a\"b`c$d\\e/Pellora").find(R"(Exec="/a\\"b\\`c\\$d\\\\e/Pellora")"),
+            std::string::npos);
+}
+
+TEST(ActivationFileText, RefusesAPathWithALineBreak) {
+  EXPECT_THROW((void)ActivationFileText("/a\nb/Pellora"), Failure);
+  EXPECT_THROW((void)ApplicationEntryText("/a\rb/Pellora"), Failure);
+}
+
+TEST(ApplicationEntryText, DoublesPercentSigns) {
+  EXPECT_NE(ApplicationEntryText("/50%/Pellora").find("\nExec=\"/50%%/Pellora\"\n"), std::string::npos);
+}
+
+TEST(RegisterProgram, RegistersAgainAtEveryStart) {
+  const Folder data;
+  RegisterProgram("/one/Pellora", data.Path());
+  EXPECT_EQ(Content(data.Path(kService)), ActivationFileText("/one/Pellora"));
+  EXPECT_EQ(Content(data.Path(kEntry)), ApplicationEntryText("/one/Pellora"));
+  for (const char* const size : {"48x48", "128x128"}) {
+    const std::string icon = data.Path(std::string("icons/hicolor/") + size + "/apps/pellora.png");
+    EXPECT_TRUE(Content(icon).starts_with("\x89PNG")) << size;
+  }
+
+  std::filesystem::remove(data.Path(kEntry));
+  RegisterProgram("/two/Pellora", data.Path());
+  EXPECT_EQ(Content(data.Path(kService)), ActivationFileText("/two/Pellora"));
+  EXPECT_EQ(Content(data.Path(kEntry)), ApplicationEntryText("/two/Pellora"));
+}
+
+TEST(RegisterProgram, LeavesFilesAloneThatAreRight) {
+  const Folder data;
+  RegisterProgram("/one/Pellora", data.Path());
+  const auto before = std::filesystem::last_write_time(data.Path(kService));
+  RegisterProgram("/one/Pellora", data.Path());
+  EXPECT_EQ(std::filesystem::last_write_time(data.Path(kService)), before);
+}
+
+TEST(RegisterProgram, GoesOnWhereOneFileCannotBeWritten) {
+  const Folder data;
+  Put(data.Path("dbus-1"), "a file where a folder should be");
+  RegisterProgram("/one/Pellora", data.Path());
+  EXPECT_EQ(Content(data.Path(kEntry)), ApplicationEntryText("/one/Pellora"));
+}
+
+}  // namespace
+}  // namespace pellora

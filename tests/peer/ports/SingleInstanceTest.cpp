@@ -1,0 +1,74 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <optional>
+
+#include "Support.h"
+#include "desktop/SingleInstance.h"
+#include "platform/Failure.h"
+
+namespace pellora {
+namespace {
+
+class SingleInstanceTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    const char* const before = std::getenv("XDG_RUNTIME_DIR");
+    if (before != nullptr) runtime = before;
+  }
+  void TearDown() override {
+    if (runtime) {
+      setenv("XDG_RUNTIME_DIR", runtime->c_str(), 1);
+    } else {
+      unsetenv("XDG_RUNTIME_DIR");
+    }
+  }
+
+  Folder folder;
+  std::optional<std::string> runtime;
+};
+
+TEST_F(SingleInstanceTest, ASecondCopySeesTheFirstUntilThatIsGone) {
+  std::optional<SingleInstance> first(folder.Path());
+  EXPECT_FALSE(first->AnotherRuns());
+  EXPECT_TRUE(SingleInstance(folder.Path()).AnotherRuns());
+  first.reset();
+  EXPECT_FALSE(SingleInstance(folder.Path()).AnotherRuns());
+}
+
+TEST_F(SingleInstanceTest, TheLockOfAKilledCopyIsStaleAndKeepsNobodyOut) {
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    const SingleInstance held(folder.Path());
+    const char answer = held.AnotherRuns() ? 'n' : 'y';
+    if (write(ready[1], &answer, 1) == 1) pause();
+    _exit(1);
+  }
+  char answer = 0;
+  ASSERT_EQ(read(ready[0], &answer, 1), 1);
+  EXPECT_EQ(answer, 'y');
+  EXPECT_TRUE(SingleInstance(folder.Path()).AnotherRuns());
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  close(ready[0]);
+  close(ready[1]);
+  EXPECT_TRUE(std::filesystem::exists(folder.Path("pellora.lock")));
+  EXPECT_FALSE(SingleInstance(folder.Path()).AnotherRuns());
+}
+
+TEST_F(SingleInstanceTest, ALockThatCannotBeHadKeepsNobodyFromRunning) {
+  EXPECT_FALSE(SingleInstance(folder.Path("missing")).AnotherRuns());
+}
+
+TEST_F(SingleInstanceTest, TheRuntimeFolderIsTheSessionsOne) {
+  setenv("XDG_RUNTIME_DIR", folder.Path().c_str(), 1);
+  EXPECT_EQ(SingleInstance::RuntimeFolder(), folder.Path());
+}
+
+}  // namespace
+}  // namespace pellora

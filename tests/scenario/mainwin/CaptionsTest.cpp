@@ -1,0 +1,77 @@
+// The numbers on the controls: with the English file each shows what it was designed with.
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "MainWindowFixture.h"
+#include "core/Ascii.h"
+#include "lang/Language.h"
+#include "mainwin/Form1.h"
+#include "mainwin/WantDown.h"
+#include "platform/Controls.h"
+#include "transfer/TransferWindow.h"
+
+namespace pellora {
+namespace {
+
+using Captions = MainWindowFixture;
+
+using Shown = std::vector<std::pair<std::string, std::string>>;  // a name and what stands there
+
+template <class Captioned>
+void Note(Shown& shown, const Control& control) {
+  const auto* const typed = dynamic_cast<const Captioned*>(&control);
+  if (typed != nullptr) shown.emplace_back(control.Name, TrimTrailingBlanks(typed->Caption()));
+}
+
+void Note(Shown& shown, const Control& control, const std::vector<ControlPart>& parts) {
+  for (const ControlPart& part : parts) shown.emplace_back(control.Name, TrimTrailingBlanks(part.caption));
+}
+
+// A text cannot end in a blank in the file, so such ends do not count.
+Shown ShownBy(const Window& window) {
+  Shown shown{{window.TypeName, window.Caption()}};
+  for (const Control* const control : window.Controls()) {
+    Note<CommandButton>(shown, *control);
+    Note<Label>(shown, *control);
+    Note<Frame>(shown, *control);
+    Note<OptionButton>(shown, *control);
+    Note<CheckBox>(shown, *control);
+    Note<Menu>(shown, *control);
+    if (const auto* bar = dynamic_cast<const Toolbar*>(control)) Note(shown, *control, bar->Buttons());
+    if (const auto* strip = dynamic_cast<const TabStrip*>(control)) Note(shown, *control, strip->Tabs());
+    if (const auto* list = dynamic_cast<const ListView*>(control)) Note(shown, *control, list->Columns());
+  }
+  return shown;
+}
+
+TEST_F(Captions, AreInEnglishWhatTheyWereDesignedAs) {
+  LangStringArray texts;
+  ReadLanguage(sim.disk().Get("/prog/english.txt"), texts);
+  const std::vector<std::shared_ptr<Window>> windows = {
+      std::make_shared<MainWindow>(program()), std::make_shared<Form1>(program()),
+      std::make_shared<WantDown>(program()), std::make_shared<TransferWindow>(program())};
+  // Of the hidden strip, where a number's text differs from the toolbar's.
+  const std::set<std::string> toolbarWins = {"Command1(4)", "Command1(8)"};
+  for (const std::shared_ptr<Window>& window : windows) {
+    const Shown designed = ShownBy(*window);
+    ApplyLanguage(*window, texts);
+    const Shown english = ShownBy(*window);
+    ASSERT_EQ(designed.size(), english.size());
+    for (std::size_t i = 0; i < designed.size(); ++i) {
+      if (window->TypeName == "MainWindow" && toolbarWins.count(designed[i].first) != 0) continue;
+      EXPECT_EQ(designed[i], english[i]) << window->TypeName;
+    }
+  }
+}
+
+TEST_F(Captions, StayAsDesignedWithoutALanguageFile) {
+  sim.disk().Lose("/prog/english.txt");
+  const Shown designed = ShownBy(*std::make_shared<MainWindow>(program()));
+  Start();
+  EXPECT_EQ(ShownBy(window()), designed);
+}
+
+}  // namespace
+}  // namespace pellora
