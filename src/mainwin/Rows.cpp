@@ -19,7 +19,7 @@ namespace pellora {
 
 namespace {
 
-constexpr std::int32_t kRefreshMilliseconds = 500;
+constexpr std::uint32_t kRefreshMilliseconds = 500;
 // Files of the finished list whose length is asked within one event; a slow disk must not stop the window.
 constexpr std::size_t kFilesInOneGo = 256;
 
@@ -50,8 +50,9 @@ bool SameDate(double a, double b) { return std::bit_cast<std::uint64_t>(a) == st
 
 }  // namespace
 
+// Unsigned, unlike other distances of ticks: lists that nothing changed for 25 days are due all the same.
 bool MainWindow::RefreshIsDue() const {
-  return !lastRefresh_ || TicksSince(platform_.clock.TickCount(), *lastRefresh_) >= kRefreshMilliseconds;
+  return !lastRefresh_ || platform_.clock.TickCount() - *lastRefresh_ >= kRefreshMilliseconds;
 }
 
 void MainWindow::RefreshRows(std::int16_t index, std::int16_t force) {
