@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "core/ListCodec.h"
 #include "core/Program.h"
@@ -103,6 +104,7 @@ void LoadList(Program& program) {
 
   program.keepDamagedList = !decoder.Sound() && HoldsAnything(bytes);
   program.listLoaded = true;
+  program.listBytes = std::move(bytes);  // room for the first save, which would else be the slowest
   // Tried again before each save until it succeeds.
   if (program.keepDamagedList) Skip([&] { CopyAside(program); });
 }

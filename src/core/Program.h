@@ -11,6 +11,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,8 @@ class Program {
   bool listLoaded = false;       // no save before the list was read
   bool keepDamagedList = false;  // the file that was read must be copied aside before the next save
   std::string listBytes;         // of the last save; kept so that saving allocates nothing
+  // Listed URLs whose second add waits for the user. Shared with those adds, which may outlive this.
+  const std::shared_ptr<std::set<std::string>> askedUrls = std::make_shared<std::set<std::string>>();
 
   // Set by the App: the lists with the main window, during the start sequence and before any transfer; the
   // others before it.

@@ -4,7 +4,9 @@
 // file writes them as 16-bit -1 and 0. The order of the fields is that of the list file.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -37,15 +39,23 @@ struct SegmentRecord {
   std::int16_t State = kSegmentUnconnected;  // a SegmentState; the list file may hold any value
   float LastActivity = 0;                    // tick count of the last sign of life, in ms; may lie ahead
 
-  // Takes what the present connection brought into the resume point.
+  // Takes what the present connection brought into the resume point. A damaged list may hold figures whose
+  // sum fits no more.
   void Fold() {
-    RangeStart += ReceivedNow;
-    ReceivedTotal += ReceivedNow;
+    RangeStart = HeldSum(RangeStart, ReceivedNow);
+    ReceivedTotal = HeldSum(ReceivedTotal, ReceivedNow);
     ReceivedNow = 0;
   }
   // Good bytes at the start of the part file.
   std::int64_t Received() const { return std::int64_t{ReceivedNow} + ReceivedTotal; }
   bool operator==(const SegmentRecord&) const = default;
+
+ private:
+  static std::int32_t HeldSum(std::int32_t a, std::int32_t b) {
+    using Limits = std::numeric_limits<std::int32_t>;
+    return static_cast<std::int32_t>(
+        std::clamp(std::int64_t{a} + b, std::int64_t{Limits::min()}, std::int64_t{Limits::max()}));
+  }
 };
 
 enum Protocol : std::int16_t { kHttp = 0, kFtp = 1 };

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "core/Program.h"
@@ -25,6 +26,24 @@ constexpr int kAskDuplicate = 403;
 
 // A string of the list file is at most this long.
 constexpr std::size_t kLongestUrl = 65535;
+
+// Claims the right to ask about a listed URL for as long as it lives. Only the first to claim it has it.
+class Claim {
+ public:
+  Claim(std::shared_ptr<std::set<std::string>> urls, std::string url)
+      : urls_(std::move(urls)), url_(std::move(url)), has_(urls_->insert(url_).second) {}
+  ~Claim() {
+    if (has_) urls_->erase(url_);
+  }
+  Claim(const Claim&) = delete;
+  Claim& operator=(const Claim&) = delete;
+  bool Has() const { return has_; }
+
+ private:
+  const std::shared_ptr<std::set<std::string>> urls_;
+  const std::string url_;
+  const bool has_;
+};
 
 // The record in use with exactly this URL, or 0.
 std::int16_t FindUrl(Program& program, const std::string& url) {
@@ -95,6 +114,10 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
     co_return;
   }
 
+  // Whoever hands the same listed URL over again and again is asked once at a time, not once for each.
+  std::optional<Claim> claim;
+  if (FindUrl(*program, url) != 0 && !claim.emplace(program->askedUrls, url).Has()) co_return;
+
   std::optional<std::string> path;
   if (kind != 0) {
     path = UpdatePath(*program, parsed.fileName);
@@ -107,10 +130,12 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
 
   bool overwrite = FindUrl(*program, url) != 0;
   if (overwrite) {
+    if (!claim && !claim.emplace(program->askedUrls, url).Has()) co_return;
     BoxRequest request{program->Text(kAskDuplicate), kProgramName, kYesNo | kQuestion};
     const int answer = co_await boxes.Ask(caller, std::move(request));
     if (answer == kAnswerNo) co_return;
   }
+  claim.reset();
 
   // From here to the new transfer in its slot nothing else may run, or two adds would take one slot. The
   // list may be another one since the question: the URL is looked for again.

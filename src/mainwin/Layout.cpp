@@ -1,5 +1,4 @@
 // Layout: where the parts of the main window stand, as a plain computation from its inner size.
-#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -15,9 +14,16 @@ constexpr int kMinimumHeight = 534;
 
 constexpr double kStatusColumn = 70;  // wide enough for the percentage
 
+// No control is narrower or lower than nothing: such a length is not set, and the former one stays.
+void SetLength(Property<double>& length, double value) {
+  if (value >= 0) length = value;
+}
+
 void SetWidths(ListView& list, const std::vector<double>& widths) {
   std::vector<ControlPart> columns = list.Columns;
-  for (std::size_t i = 0; i < widths.size(); ++i) columns.at(i).width = std::max(widths[i], 0.0);
+  for (std::size_t i = 0; i < widths.size(); ++i) {
+    if (widths[i] >= 0) columns.at(i).width = widths[i];
+  }
   list.Columns = std::move(columns);
 }
 
@@ -31,13 +37,13 @@ void MainWindow::Resize() {
   const double w = InnerWidth();
   const double h = InnerHeight();
 
-  ListView1.Width = w - 20;
-  ListView2.Width = showSidePane_ ? w - 250 : w - 20;
+  SetLength(ListView1.Width, w - 20);
+  SetLength(ListView2.Width, showSidePane_ ? w - 250 : w - 20);
   TabStrip1.Visible = showSidePane_;
   Picture1.Visible = showSidePane_;
   Details.Visible = showSidePane_ && TabStrip1.Selected == 1;
   Command4.Caption = showSidePane_ ? ">" : "<";
-  ListView2.Height = h - 240;
+  SetLength(ListView2.Height, h - 240);
   Picture1.Left = w - 230;
   Details.Left = w - 230;
   TabStrip1.Left = w - 232;

@@ -107,14 +107,14 @@ Task<> MainWindow::PumpQueue() {
   if (first == 0) co_return;
   DownloadRecord& record = program_.Download(first);
   const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(first);
-  if (transfer) {
-    record.Queued = 0;
-    if (program_.ShowTransferWindow) transfer->ShowWindow();
-  } else if (record.Finished) {
-    record.Queued = 0;  // scheduled, started by hand and finished since
-  } else {
+  // Scheduled, started by hand and finished since: it is not started again.
+  if (!transfer && !record.Finished) {
     co_await StartRecord(first, true);
+    co_return;
   }
+  record.Queued = 0;
+  missedAll_ = true;  // its row no longer reads as queued
+  if (transfer && program_.ShowTransferWindow) transfer->ShowWindow();
 }
 
 }  // namespace pellora

@@ -19,7 +19,7 @@ namespace pellora {
 
 namespace {
 
-constexpr std::int32_t kRefreshMilliseconds = 500;
+constexpr std::uint32_t kRefreshMilliseconds = 500;
 // Files of the finished list whose length is asked within one event; a slow disk must not stop the window.
 constexpr std::size_t kFilesInOneGo = 256;
 
@@ -27,10 +27,13 @@ constexpr int kTextFinished = 300;
 constexpr int kTextActive = 301;
 constexpr int kTextQueued = 302;
 constexpr int kTextStopped = 303;
-constexpr std::size_t kStatusColumn = 2;  // among the sub-items of ListView1
+constexpr std::size_t kSubItems = 5;      // of ListView1
+constexpr std::size_t kStatusColumn = 2;  // among them
 
 std::string WithPercent(const std::string& word, const DownloadRecord& record, const std::string& separator) {
-  return word + " (" + FormatPercent(static_cast<double>(record.Percent), separator) + "%)";
+  std::string text;
+  text.reserve(word.size() + 16);
+  return text.append(word).append(" (").append(FormatPercent(static_cast<double>(record.Percent), separator)) += "%)";
 }
 
 const char* WaitingIcon(const DownloadRecord& record) {
@@ -50,8 +53,9 @@ bool SameDate(double a, double b) { return std::bit_cast<std::uint64_t>(a) == st
 
 }  // namespace
 
+// Unsigned, unlike other distances of ticks: lists that nothing changed for 25 days are due all the same.
 bool MainWindow::RefreshIsDue() const {
-  return !lastRefresh_ || TicksSince(platform_.clock.TickCount(), *lastRefresh_) >= kRefreshMilliseconds;
+  return !lastRefresh_ || platform_.clock.TickCount() - *lastRefresh_ >= kRefreshMilliseconds;
 }
 
 void MainWindow::RefreshRows(std::int16_t index, std::int16_t force) {
@@ -138,14 +142,19 @@ bool MainWindow::UpdateRow(std::int16_t index) {
   return true;
 }
 
-// All of a row but its status and icon.
+// All of a row but its status and icon. The texts are moved into place one by one: a list in braces would
+// copy each once more, and a full list has 32,767 rows.
 ListRow MainWindow::CurrentRow(std::int16_t index, const std::string& separator) {
   const DownloadRecord& record = program_.Download(index);
   ListRow row;
   row.key = record.URL;
   row.text = record.FileName;
-  row.subItems = {record.Host, FormatSize(record.FileSize, program_.LangStrings, separator), std::string(),
-                  DateText(index), FormatClock(record.RemainingSeconds)};
+  row.subItems.reserve(kSubItems);
+  row.subItems.push_back(record.Host);
+  row.subItems.push_back(FormatSize(record.FileSize, program_.LangStrings, separator));
+  row.subItems.emplace_back();  // the status
+  row.subItems.push_back(DateText(index));
+  row.subItems.push_back(FormatClock(record.RemainingSeconds));
   row.record = index;
   row.serial = program_.Serial(index);
   return row;
@@ -179,8 +188,10 @@ void MainWindow::RefreshDownList() {
     row.key = record.URL;
     row.text = record.FileName;
     row.icon = TypeIcon(record.SavePath);
-    row.subItems = {FormatSize(record.FileSize, program_.LangStrings, separator), record.URL,
-                    DateText(static_cast<std::int16_t>(i))};
+    row.subItems.reserve(3);
+    row.subItems.push_back(FormatSize(record.FileSize, program_.LangStrings, separator));
+    row.subItems.push_back(record.URL);
+    row.subItems.push_back(DateText(static_cast<std::int16_t>(i)));
     row.record = static_cast<std::int16_t>(i);
     row.serial = program_.Serial(i);
     rows.push_back(std::move(row));

@@ -115,6 +115,7 @@ TEST_F(Adding, OverwritesADuplicateOnYesInItsPlace) {
   Answer(kAnswerYes);
   EXPECT_EQ(program().DownloadCount, 2);
   EXPECT_EQ(Rec(1).Received, 0);
+  EXPECT_EQ(Rec(1).Percent, 0);
   EXPECT_EQ(Rec(1).SegmentCount, 0);
   EXPECT_EQ(Rec(1).ConnectState, "");
   EXPECT_FALSE(Rec(1).Active);
@@ -145,6 +146,35 @@ TEST_F(Adding, ChangesNothingForADuplicateOnNo) {
   Answer(kAnswerNo);
   EXPECT_EQ(program().Serial(1), serial);
   EXPECT_EQ(Rec(1).Percent, 50);
+}
+
+TEST_F(Adding, AsksOnceAtATimeAboutAListedUrlHandedOverAgainAndAgain) {
+  Add("http://h/a.zip");
+  Add("http://h/b.zip");
+  for (int i = 0; i < 1000; ++i) Add("http://h/a.zip");
+  Add("http://h/b.zip");  // another URL has a question of its own
+  EXPECT_EQ(sim.tasks().RunningTasks(), 2U);
+  EXPECT_EQ(Box(), Text(403));
+  Answer(kAnswerNo);
+  EXPECT_EQ(Box(), Text(403));
+  Answer(kAnswerYes);
+  EXPECT_EQ(Box(), "");
+  EXPECT_EQ(InSlot(2)->probes, 1);
+  EXPECT_EQ(transfers.size(), 3U);
+  Add("http://h/a.zip");  // answered, so asked again
+  EXPECT_EQ(Box(), Text(403));
+}
+
+TEST_F(Adding, AsksForOnePathAtATimeForAListedUrlHandedOverAgainAndAgain) {
+  Add("http://h/a.zip");
+  program().settings.SaveAs = true;
+  for (int i = 0; i < 1000; ++i) Add("http://h/a.zip");
+  EXPECT_EQ(sim.tasks().RunningTasks(), 1U);
+  sim.dialogs().AnswerNextSave(std::nullopt);
+  sim.RunReady();
+  EXPECT_EQ(sim.dialogs().StandingSaves(), 0U);
+  Add("http://h/a.zip");
+  EXPECT_EQ(sim.dialogs().StandingSaves(), 1U);
 }
 
 TEST_F(Adding, TakesAFreeSlotIfTheDuplicateIsGoneWhenYesComes) {

@@ -52,9 +52,23 @@ TEST_F(Layout, NarrowsTheFinishedListBy230WhenTheSidePaneOpens) {
 TEST_F(Layout, ChangesNothingWhileMinimised) {
   Drag(910, 730);
   window().ViewStateChanged(WindowState::Minimised);
+  const std::vector<ControlPart> columns = window().ListView1.Columns;
   Drag(300, 200);
   EXPECT_EQ(window().ListView1.Width(), 880);
-  EXPECT_EQ(window().Width(), 300);
+  EXPECT_EQ(window().ListView2.Width(), 880);
+  EXPECT_EQ(window().ListView2.Height(), 460);
+  EXPECT_EQ(window().Picture1.Left(), 670);
+  EXPECT_EQ(window().Command4.Left(), 870);
+  EXPECT_EQ(window().ListView1.Columns(), columns);
+  EXPECT_EQ(window().Width(), 300);  // not set back
+}
+
+TEST_F(Layout, SkipsALengthBelowNothing) {
+  Drag(910, 730);
+  window().ViewResized(910, 730, 200, 100);
+  EXPECT_EQ(window().ListView1.Width(), 180);
+  EXPECT_EQ(window().ListView2.Height(), 460);
+  EXPECT_EQ(window().Command4.Left(), 170);
 }
 
 TEST_F(Layout, SnapsBackToItsSmallestSize) {

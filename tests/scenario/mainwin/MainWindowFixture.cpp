@@ -30,8 +30,8 @@ Task<> FakeTransfer::ResumeDownload() {
   program_.Download(index).Paused = false;
   if (busyFor == 0) co_return;
   const std::uint32_t start = program_.platform.clock.TickCount();
-  co_await program_.platform.tasks.Until(
-      [this, start] { return program_.platform.clock.TickCount() - start >= busyFor; });
+  std::function<bool()> over = [this, start] { return program_.platform.clock.TickCount() - start >= busyFor; };
+  co_await program_.platform.tasks.Until(std::move(over));
 }
 
 MainWindowFixture::MainWindowFixture(SimOptions options) : sim(std::move(options)) {

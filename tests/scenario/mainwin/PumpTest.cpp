@@ -98,6 +98,52 @@ TEST_F(Pump, JustTakesARecordWithATransferOffTheQueue) {
   EXPECT_TRUE(transfer.shown);
 }
 
+TEST_F(Pump, ShowsThatARecordWasTakenOffTheQueue) {
+  Start();
+  program().settings.MaxSimulDownlads = 0;
+  const std::int16_t index = Queued("http://h/a");
+  Transferring(index);
+  Rec(index).Active = false;
+  window().RefreshRows(0, 1);
+  ASSERT_EQ(Row(window().ListView1, index)->subItems.at(2), Text(302));
+  program().settings.MaxSimulDownlads = 1;
+  Settle();
+  EXPECT_EQ(Row(window().ListView1, index)->subItems.at(2), Text(303) + " (0.0%)");
+}
+
+TEST_F(Pump, SurvivesSegmentsOfADamagedList) {
+  Start();
+  Record("http://h/a", [](auto& r) {
+    r.Queued = 1;
+    r.SegmentCount = 1;
+    r.Segments.resize(2);
+    r.Segments[1] = {.RangeStart = 2147483647, .ReceivedNow = 5, .ReceivedTotal = 2147483647, .TempFile = ""};
+  });
+  sim.RunFor(500);
+  EXPECT_EQ(transfers.at(0)->probes, 1);
+  EXPECT_EQ(Rec(1).Segments[1].RangeStart, 2147483647);
+}
+
+TEST_F(Pump, StartsAQueuedRecordThatWasScheduledAfterwards) {
+  Start();
+  program().settings.Schedule = true;
+  program().settings.ScheduleDate = sim.loop().Now() + 1;
+  Record("http://h/a", [](auto& r) { r.Queued = 1, r.Scheduled = 1; });
+  sim.RunFor(500);
+  EXPECT_EQ(transfers.at(0)->probes, 1);
+  EXPECT_EQ(Rec(1).Scheduled, 1);
+}
+
+TEST_F(Pump, LeavesTheScheduleOfAQueuedRecordAlone) {
+  Start();
+  program().settings.MaxSimulDownlads = 0;
+  program().settings.Schedule = true;
+  program().settings.ScheduleDate = sim.loop().Now() - 1;
+  Record("http://h/a", [](auto& r) { r.Queued = 1, r.Scheduled = 1; });
+  sim.RunFor(1000);
+  EXPECT_EQ(Rec(1).Scheduled, 1);
+}
+
 TEST_F(Pump, NeverStartsAFinishedRecord) {
   Start();
   Record("http://h/a", [](auto& r) { r.Queued = 1, r.Finished = true; });

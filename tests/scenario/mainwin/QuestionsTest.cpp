@@ -70,6 +70,17 @@ TEST_F(ClipboardQuestion, AsksAgainAfterAnotherTextUnlessTheUrlIsListedByNow) {
   EXPECT_FALSE(question().Loaded());
 }
 
+TEST_F(ClipboardQuestion, CountsAListedUrlInAnotherCaseAsTheSame) {
+  Start();
+  Record("http://h/A.zip");
+  Copy("http://H/a.ZIP");
+  EXPECT_FALSE(question().Loaded());
+  Rec(1).InUse = false;
+  Copy("words");
+  Copy("http://H/a.ZIP");
+  EXPECT_TRUE(question().Visible());
+}
+
 TEST_F(ClipboardQuestion, LeavesTheClipboardAloneWhileItStands) {
   Start();
   Copy("http://h/a.zip");

@@ -134,6 +134,15 @@ TEST_F(Rows, ShowTheLastChangeOfABurst) {
   EXPECT_EQ(Status(index), Text(303) + " (10.0%)");
 }
 
+TEST_F(Rows, AreDueAfterWeeksWithoutAChange) {
+  Refresh(0, 1);
+  window().StopTimers();
+  sim.RunFor(std::uint64_t{26} * 86400 * 1000);
+  const std::int16_t index = Record("http://h/a.zip");
+  Refresh(0, 0);
+  EXPECT_NE(Status(index), "no row");
+}
+
 TEST_F(Rows, FollowARecordWhoseUrlARedirectChanged) {
   const std::int16_t index = Record("http://h/a.zip");
   Refresh(0, 1);

@@ -21,6 +21,19 @@ TEST(SegmentRecord, FoldMovesWhatThisConnectionBroughtIntoTheResumePoint) {
   EXPECT_EQ(segment.RangeStart, 1300);
 }
 
+TEST(SegmentRecord, FoldHoldsSumsOfADamagedListWithinTheirRange) {
+  SegmentRecord segment;
+  segment.RangeStart = 2147483000;
+  segment.ReceivedTotal = -2147483000;
+  segment.ReceivedNow = 1000;
+  segment.Fold();
+  EXPECT_EQ(segment.RangeStart, 2147483647);
+  EXPECT_EQ(segment.ReceivedTotal, -2147482000);
+  segment.ReceivedNow = -2147483647;
+  segment.Fold();
+  EXPECT_EQ(segment.ReceivedTotal, -2147483647 - 1);
+}
+
 TEST(DownloadRecord, ASegmentThatTheArrayDoesNotHaveIsAFailure) {
   DownloadRecord record;
   EXPECT_THROW((void)record.Segment(0), Failure);

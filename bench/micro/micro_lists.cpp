@@ -1,0 +1,158 @@
+// How long the main window takes with the full list: 32,767 records of eight segments each. One tick of the
+// queue in its several forms, a full rebuild of each list, the update of one row, one save to the disk.
+// Prints milliseconds (median and most of a number of rounds) and fails if a median reaches 50 ms.
+//
+// The program stands on a simulated desktop, so that no drawing is counted; clock and files of the save
+// are the real ones.
+#include <stdlib.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "SimPlatform.h"
+#include "core/ListFile.h"
+#include "core/Program.h"
+#include "desktop/PosixFiles.h"
+#include "mainwin/MainWindow.h"
+
+namespace {
+
+using pellora::DownloadRecord;
+
+constexpr int kRecords = pellora::kMaxRecords;
+constexpr int kSegments = 8;
+constexpr int kRounds = 9;  // ticks; the tenth would fall together with a save
+constexpr double kMostMilliseconds = 50;
+
+bool withinLimit = true;
+
+void Measure(const char* what, const std::function<void()>& prepare, const std::function<void()>& work) {
+  std::vector<double> rounds;
+  for (int i = 0; i < kRounds; ++i) {
+    prepare();
+    const auto begin = std::chrono::steady_clock::now();
+    work();
+    rounds.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count());
+  }
+  std::sort(rounds.begin(), rounds.end());
+  std::cout << what << ": median " << rounds[kRounds / 2] << " ms, most " << rounds.back() << " ms\n";
+  withinLimit = withinLimit && rounds[kRounds / 2] < kMostMilliseconds;
+}
+
+DownloadRecord Sample(int number) {
+  const std::string name = "archive-number-" + std::to_string(number) + ".zip";
+  DownloadRecord record;
+  record.Segments.resize(kSegments + 1);
+  for (int i = 1; i <= kSegments; ++i) {
+    pellora::SegmentRecord& segment = record.Segment(i);
+    segment.RangeStart = i * 1000000;
+    segment.RangeEnd = segment.RangeStart + 999999;
+    segment.RangeSize = 1000000;
+    segment.TempFile = "/home/user/Documents/Pellora/temp/" + name + "00" + std::to_string(i) + ".tmp";
+  }
+  record.SegmentCount = kSegments;
+  record.FileName = name;
+  record.Path = "/pub/files/" + name;
+  record.Host = "downloads.host.example";
+  record.URL = "http://" + record.Host + record.Path;
+  record.SavePath = "/home/user/Documents/Pellora/downloads/" + name;
+  record.FileSize = kSegments * 1000000;
+  record.Percent = static_cast<float>(number % 1000) / 10;
+  record.RemainingSeconds = static_cast<float>(number % 5000);
+  record.DateAdded = 46000 + number / 86400.0;
+  record.InUse = true;
+  return record;
+}
+
+// The program with its window, standing still until it is told to tick.
+struct Bench {
+  explicit Bench(const std::string& folder)
+      : platform{sim.gate(),      sim.loop(),    sim.tasks(), sim.loop(),    sim.network(), files,      sim.settings(),
+                 sim.clipboard(), sim.dialogs(), sim.shell(), sim.machine(), sim.locale(),  sim.tray(), sim.windows()},
+        program(platform) {
+    sim.machine().programFolder = folder;
+    program.listLoaded = true;
+    program.settings.MaxSimulDownlads = 0;
+    program.settings.CheckClipboard = true;
+    program.settings.IgnoreString = "HTM,HTML,ASP,PHP,CGI";
+    program.ResizeDownloads(pellora::kMaxRecords);
+    for (int i = 1; i <= kRecords; ++i) program.Download(i) = Sample(i);
+    window = std::make_shared<pellora::MainWindow>(program);
+    program.lists = window.get();
+    window->Load();
+    window->RefreshRows(0, 1);
+  }
+  ~Bench() { sim.DropProgram(); }
+
+  void ForAll(const std::function<void(DownloadRecord&)>& change) {
+    for (int i = 1; i <= kRecords; ++i) change(program.Download(i));
+  }
+  void MeasureTick(const char* what, const std::function<void()>& prepare) {
+    window->StopTimers();
+    window->StartTimers();
+    Measure(what, prepare, [this] { sim.RunFor(500); });
+  }
+
+  pellora::SimPlatform sim;
+  pellora::PosixFiles files;
+  pellora::Platform platform;
+  pellora::Program program;
+  std::shared_ptr<pellora::MainWindow> window;
+};
+
+void MeasureAll(Bench& bench) {
+  pellora::Program& program = bench.program;
+  pellora::MainWindow& window = *bench.window;
+  const auto nothing = [] {};
+
+  bench.MeasureTick("tick", nothing);
+  bench.MeasureTick("tick that reads a listed URL from the clipboard", [&, round = 0]() mutable {
+    bench.sim.clipboard().text = program.Download(kRecords - round++).URL;
+  });
+  bench.MeasureTick("tick that makes up for refused rows", [&] {
+    window.RefreshRows(0, 1);
+    window.RefreshRows(0, 0);
+  });
+  program.settings.Schedule = true;
+  program.settings.ScheduleDate = 1;
+  bench.MeasureTick("tick that queues every record by its schedule",
+                    [&] { bench.ForAll([](DownloadRecord& record) { record.Scheduled = 1, record.Queued = 0; }); });
+  program.settings.Schedule = false;
+  window.StopTimers();
+
+  Measure("full rebuild of the current downloads", nothing, [&] { window.RefreshRows(0, 1); });
+  Measure("update of one row", nothing, [&] { window.RefreshRows(kRecords, 1); });
+  // As a start does: the list is on the disk and was loaded.
+  SaveList(program);
+  std::string().swap(program.listBytes);
+  LoadList(program);
+  Measure("save, written to the disk", nothing, [&] { SaveList(program); });
+
+  bench.ForAll([](DownloadRecord& record) { record.Finished = true; });
+  Measure(
+      "full rebuild of the finished files", [&] { bench.sim.RunReady(); }, [&] { window.RefreshDownList(); });
+  bench.sim.RunFor(1000);  // the slices that ask for every file, and the rows that left the other list
+  bench.MeasureTick("tick with finished files only", nothing);
+  window.StopTimers();
+}
+
+}  // namespace
+
+int main() {
+  std::string folder = (std::filesystem::temp_directory_path() / "pellora-micro-XXXXXX").string();
+  if (mkdtemp(folder.data()) == nullptr) return EXIT_FAILURE;
+  {
+    Bench bench(folder);
+    MeasureAll(bench);
+  }
+  std::filesystem::remove_all(folder);
+  if (!withinLimit) std::cerr << "a median is not below " << kMostMilliseconds << " ms\n";
+  return withinLimit ? EXIT_SUCCESS : EXIT_FAILURE;
+}
