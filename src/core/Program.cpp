@@ -20,7 +20,8 @@ auto& At(Array& array, int index) {
 }
 
 Task<> SayAndEnd(Program* program, std::string reason) {
-  (void)co_await program->boxes.Ask(program, {std::move(reason), kProgramName, kCritical});
+  BoxRequest request{std::move(reason), kProgramName, kCritical};
+  (void)co_await program->boxes.Ask(program, std::move(request));
   program->platform.machine.End(1);
 }
 

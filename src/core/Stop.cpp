@@ -25,7 +25,8 @@ void SaveAndQuit(Program& program, const std::vector<std::shared_ptr<Window>>& w
     Skip([&] { window->Unload(); });
   }
   Skip([&] { SaveList(program); });
-  program.platform.machine.End(0);
+  // A part file that failed is what ended the program, whoever was quicker than the answer to its message.
+  program.platform.machine.End(program.Ending() ? 1 : 0);
 }
 
 }  // namespace pellora
