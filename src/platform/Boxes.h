@@ -22,7 +22,8 @@ class Boxes {
   Boxes(const Boxes&) = delete;
   Boxes& operator=(const Boxes&) = delete;
 
-  // `owner` tells boxes apart for Stands; it is only compared.
+  // `owner` tells boxes apart for Stands; it is only compared. Give a named request, moved: g++ 12
+  // destroys a request written inside the co_await twice.
   Task<int> Ask(const void* owner, BoxRequest request);
   Task<std::optional<std::string>> AskSavePath(SaveRequest request);
 

@@ -4,6 +4,7 @@
 #include <limits>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
@@ -59,6 +60,10 @@ bool TransferWindow::FtpProbeLine(std::string_view line) {
     ftpRemotePath_ = RemoteDirectory(QuotedDirectory(line), record.Path);
     WS.SendData(FtpCommand("CWD ", ftpRemotePath_));
   } else if (code == "250") {
+    // A directory's message comes as further lines of this code. A second SIZE would meet the ASCII type,
+    // in which many servers answer it with 550.
+    if (ftpPhase_ == FtpProbePhase::SizeAsked) return true;
+    ftpPhase_ = FtpProbePhase::SizeAsked;
     WS.SendData(FtpCommand("SIZE ", ftpRemotePath_ + record.FileName));
     WS.SendData(FtpCommand("TYPE A", ""));
   } else if (code == "530") {
@@ -92,8 +97,14 @@ void TransferWindow::FtpEndProbe(const char* restState) {
   WS.Close();
   DownloadRecord& record = Record();
   record.RestState = restState;
-  if (record.FileSize == 0 && record.SegmentCount >= 1) {
-    record.FileSize = record.Segment(record.SegmentCount).RangeEnd + 1;
+  if (record.SegmentCount >= 1) {
+    const std::int32_t planned = record.Segment(record.SegmentCount).RangeEnd + 1;
+    if (record.FileSize == 0) record.FileSize = planned;
+    if (planned == 0 && record.FileSize > 0) {
+      // A plan made while no size was known holds nothing; with one, its first block would seem the last.
+      record.Segments = std::vector<SegmentRecord>(1);
+      record.SegmentCount = 0;
+    }
   }
   Tasks().Spawn(FtpConnectSegments());
 }
@@ -120,7 +131,7 @@ Task<> TransferWindow::FtpProbeFailed(std::string text) {
   Record().InUse = false;
   EmptySlot();
   Retire();
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
 }
 
 }  // namespace pellora

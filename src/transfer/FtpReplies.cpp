@@ -1,6 +1,7 @@
 #include "transfer/FtpReplies.h"
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 #include "core/Numbers.h"
@@ -38,7 +39,10 @@ std::string RemoteDirectory(std::string_view loginDirectory, std::string_view pa
 std::int32_t SizeReply(std::string_view line) {
   const std::size_t blank = line.find(' ');
   if (blank == std::string_view::npos) return 0;
-  return std::max(0, RoundedPrefix(line.substr(blank + 1)));
+  const std::string_view text = line.substr(blank + 1);
+  // A file cut at 2 GiB would pass for the whole.
+  if (NumericPrefix(text) > std::numeric_limits<std::int32_t>::max()) return 0;
+  return std::max(0, RoundedPrefix(text));
 }
 
 std::int32_t PassiveAddress::PortModulo() const { return Modulo256(fifth) * 256 + Modulo256(sixth); }

@@ -61,6 +61,8 @@ Task<> TransferWindow::FtpSegmentReply(int index, std::string line) {
   const std::string code = line.substr(0, 3);
   if (code == "421" || code == "530") {
     WS1(index).Close();
+    // The server keeps no data port for a login that it has dismissed; what already flows may go on.
+    if (FTP(index).State() != SocketState::Connected) FtpCloseData(index);
     segment.State = kSegmentRefused;
   } else if (code == "220") {
     if (ftpUserSent_[entry]) co_return;
@@ -230,6 +232,8 @@ Task<> TransferWindow::FtpSegmentCompleted(int index) {
 Task<> TransferWindow::FtpWakeRefused(int i) {
   const auto hold = Hold();
   Record().Segment(i).State = kSegmentUnconnected;
+  // Else the stall watch would take the time it has waited for a stall, and connect it once more.
+  Record().Segment(i).LastActivity = static_cast<float>(Tick());
   FtpCloseData(i - 1);
   WS1(i - 1).Close();
   Record().Segment(i).Fold();

@@ -64,21 +64,27 @@ Task<> TransferWindow::JudgeReply(ReplyHeaders reply) {
     co_return;
   }
   if (reply.status >= 400 && reply.status < 500) {
-    const bool refused = co_await RefuseWithBox(Text(531) + " " + Record().Path + " " + Text(530));
+    std::string text = Text(531) + " " + Record().Path + " " + Text(530);
+    const bool refused = co_await RefuseWithBox(std::move(text));
     if (refused) Retire();
     co_return;
   }
   if (reply.status >= 500 && reply.status < 600) {
-    const bool refused = co_await RefuseWithBox(Text(535) + std::to_string(reply.status) + ")");
+    std::string text = Text(535) + std::to_string(reply.status) + ")";
+    const bool refused = co_await RefuseWithBox(std::move(text));
     if (!refused) co_return;
     // A server error does not end the handler: the error page is judged like any other reply, on the
     // unloaded window and with the fields just cleared.
     BecomeGhost();
   }
   DownloadRecord& record = Record();
-  if (record.Paused) co_return;
+  if (record.Paused) {
+    if (ghost_) Retire();  // paused under its box; nothing reaches it any more
+    co_return;
+  }
   record.Active = true;
-  record.FileSize = std::max(0, reply.contentLength);
+  // A length that the record cannot hold is not known: a file cut at 2 GiB would pass for the whole.
+  record.FileSize = reply.tooLong ? 0 : std::max(0, reply.contentLength);
   const bool keptPlan = record.ContinueSegments && record.SegmentCount >= 1;
   if (keptPlan && record.FileSize == 0) record.FileSize = record.Segment(record.SegmentCount).RangeEnd + 1;
   program_.lists->RefreshRows(RecordIndex, 0);
@@ -181,7 +187,7 @@ void TransferWindow::DropRecord() {
   record.URL.clear();
   record.Removed = true;
   record.Valid = false;
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
   EmptySlot();
   Retire();
 }

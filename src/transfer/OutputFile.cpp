@@ -80,7 +80,7 @@ bool TransferWindow::BuildOutputFile() {
     Skip([&] { program_.platform.files.Delete(record.Segment(i).TempFile); });
   }
   DoRefresh();
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
   program_.lists->RefreshDownList();
   if (record.DownloadKind == 1 && program_.handOverUpdate) {
     program_.handOverUpdate(RecordIndex);
@@ -102,7 +102,7 @@ void TransferWindow::BuildFailed(const std::string& reason) {
   Command3.Caption = "Resume Download";
   Command3.Enabled = true;
   state.Caption = Text(528);
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
   Tasks().Spawn(SayBuildFailed(&program_, record.FileName + ": " + reason));
 }
 

@@ -1,6 +1,7 @@
 #include "transfer/ReplyHeaders.h"
 
 #include <cstddef>
+#include <limits>
 
 #include "core/Ascii.h"
 #include "core/Numbers.h"
@@ -44,6 +45,7 @@ ReplyHeaders ParseReplyHeaders(std::string_view reply) {
     start = end + 2;
   }
   headers.contentLength = RoundedPrefix(contentLength);
+  headers.tooLong = NumericPrefix(contentLength) > std::numeric_limits<std::int32_t>::max();
   headers.location = TrimBlanks(location);
   headers.contentType = TrimBlanks(contentType);
   return headers;

@@ -13,6 +13,7 @@ namespace pellora {
 struct ReplyHeaders {
   std::int32_t status = 0;  // 0 where the reply is too short to have one
   std::string location;
+  bool tooLong = false;            // the length lies beyond what contentLength holds
   std::int32_t contentLength = 0;  // as the server says, so possibly negative; held at the limits of the type
   std::string contentType;         // with any parameter behind it
 };

@@ -1,7 +1,10 @@
 // The segments of TransferWindow: plan, spaced connections, and the data path to the part files.
+#include <algorithm>
+#include <functional>
 #include <limits>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
@@ -39,13 +42,14 @@ std::int32_t AddSaturated(std::int32_t a, std::int64_t b) {
 // holds one of the names that this would give.
 std::string TransferWindow::PartNameBase(int count) {
   const auto taken = [&](const std::string& base) {
+    std::vector<std::string> names;
+    for (int i = 1; i <= count; ++i) names.push_back(PartFileName(program_.settings.TempFolder, base, i));
     for (int other = 1; other <= program_.DownloadCount; ++other) {
       const DownloadRecord& record = program_.Download(other);
-      if (other == RecordIndex || !record.InUse || record.Finished) continue;
+      // One that a server error dropped goes on writing while it is active.
+      if (other == RecordIndex || record.Finished || (!record.InUse && !record.Active)) continue;
       for (int k = 1; k <= record.SegmentCount; ++k) {
-        for (int i = 1; i <= count; ++i) {
-          if (record.Segment(k).TempFile == PartFileName(program_.settings.TempFolder, base, i)) return true;
-        }
+        if (std::find(names.begin(), names.end(), record.Segment(k).TempFile) != names.end()) return true;
       }
     }
     return false;
@@ -72,6 +76,7 @@ void TransferWindow::PlanSegmentsOfRecord() {
   for (int i = 1; i <= record.SegmentCount; ++i) {
     const PlannedRange& range = ranges[static_cast<std::size_t>(i - 1)];
     SegmentRecord& segment = record.Segment(i);
+    segment = SegmentRecord{};  // a damaged list may have left counters where there is no plan
     segment.RangeStart = range.start;
     segment.RangeEnd = range.end;
     segment.RangeSize = range.size;
@@ -104,8 +109,8 @@ Task<> TransferWindow::ConnectSegmented() {
     co_await Tasks().Yield();
     if (run == connectRun_) {
       const SpacingWait spacing(program_.platform.clock, kSpacingSeconds);
-      co_await Tasks().Until([this, run, &spacing] { return run != connectRun_ || spacing.Over(); },
-                             kSpacingFirstRetest);
+      std::function<bool()> over = [this, run, &spacing] { return run != connectRun_ || spacing.Over(); };
+      co_await Tasks().Until(std::move(over), kSpacingFirstRetest);
     }
     if (!StillCurrent()) co_return;
     if (run != connectRun_) break;  // paused, or called again
@@ -120,7 +125,7 @@ Task<> TransferWindow::ConnectSegmented() {
     Num(j).Visible = false;
   }
   Command3.Enabled = true;
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
   // All parts may be there with nothing left to connect: the program ended before it joined them.
   if (AllSegmentsComplete() && !Record().Finished && !Record().Paused && !building_) co_await Complete();
 }
@@ -163,7 +168,7 @@ Task<> TransferWindow::SegmentConnected(int index) {
   record.LastTick = Tick();
   co_await Tasks().Yield();
   co_await Tasks().Yield();
-  if (StillCurrent()) program_.lists->RefreshRows(0, 1);
+  if (StillCurrent()) program_.lists->RefreshRows(0, kForced);
 }
 
 // The data path: one block, one positioned write, no copy between.

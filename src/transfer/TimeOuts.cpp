@@ -53,7 +53,7 @@ Task<> TransferWindow::AskAboutTimeOut() {
     EmptySlot();
   }
   Retire();
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
 }
 
 // Segment `i` may still be reconnected: nothing happened to it, nor to its connection, since that one's

@@ -156,7 +156,7 @@ void TransferWindow::PauseDownload() {
     segment.State = kSegmentPaused;
   }
   RefreshList(0);
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
 }
 
 bool TransferWindow::ProbeOut() { return WS.State() != SocketState::Closed || questionStands_; }
@@ -172,14 +172,14 @@ Task<> TransferWindow::StartProbeAgain() {
   record.Active = true;
   co_await InitConnection();
   if (!StillCurrent()) co_return;
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
 }
 
 Task<> TransferWindow::ResumeDownload() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
   DownloadRecord& record = Record();
-  if (record.Finished || record.Active || building_) co_return;
+  if (record.Finished || record.Active || building_ || questionStands_) co_return;
   const bool needsProbe = record.SegmentCount < 1 || (record.Protocol == kFtp && ftpRemotePath_.empty());
   if (needsProbe && !AllSegmentsComplete()) {
     if (!ProbeOut()) co_await StartProbeAgain();
@@ -192,7 +192,7 @@ Task<> TransferWindow::ResumeDownload() {
   co_await ConnectSegmented();
   if (!StillCurrent()) co_return;
   RefreshList(0);
-  program_.lists->RefreshRows(0, 1);
+  program_.lists->RefreshRows(0, kForced);
 }
 
 void TransferWindow::ShowWindow() {

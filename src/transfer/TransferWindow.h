@@ -30,6 +30,10 @@ namespace pellora {
 
 inline constexpr int kMaxSegmentSockets = 8;
 
+// "Forced" in the words of the transfers is a true flag, -1. It is not above 0, so the lists' limit of one
+// refresh in 500 ms holds for it too; what is refused is made up for.
+inline constexpr std::int16_t kForced = -1;
+
 class TransferWindow final : public Window, public Transfer {
  public:
   explicit TransferWindow(Program& program);
@@ -157,7 +161,7 @@ class TransferWindow final : public Window, public Transfer {
   bool Stalled(int i, std::uint32_t number);
 
   // FTP
-  enum class FtpProbePhase { Idle, Connecting, LoggingIn, FileInfo };
+  enum class FtpProbePhase { Idle, Connecting, LoggingIn, FileInfo, SizeAsked };
   void FtpProbeLines(std::string text);
   bool FtpProbeLine(std::string_view line);  // False: stop reading lines
   void FtpEndProbe(const char* restState);

@@ -261,6 +261,11 @@ std::string SimDisk::Get(const std::string& path) const {
 
 bool SimDisk::Has(const std::string& path) const { return state_.files.count(Resolve(path)) > 0; }
 
+std::uint64_t SimDisk::Size(const std::string& path) const {
+  const auto found = state_.files.find(Resolve(path));
+  return found == state_.files.end() ? 0 : found->second->Size();
+}
+
 bool SimDisk::Holds(const std::string& path, const SimContent& content) const {
   return Has(path) && Get(path) == content.All();
 }

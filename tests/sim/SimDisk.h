@@ -74,6 +74,7 @@ class SimDisk final : public Files {
   void Put(const std::string& path, const SimContent& content);
   std::string Get(const std::string& path) const;
   bool Has(const std::string& path) const;
+  std::uint64_t Size(const std::string& path) const;  // 0 for a file that is not there
   bool Holds(const std::string& path, const SimContent& content) const;
   void Lose(const std::string& path);
   std::vector<std::string> Paths() const;  // of all files, sorted

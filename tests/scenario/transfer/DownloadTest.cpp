@@ -7,7 +7,6 @@ namespace {
 class Download : public TransferFixture {};
 
 TEST_F(Download, OfAFileInFourSegmentsEndsAsTheSameBytes) {
-  SimHttpServer origin(sim.network(), "o.example");
   const SimContent content = SimContent::Generated(1000003);
   origin.File("/a.zip", content);
   Start("http://o.example/a.zip");
@@ -25,11 +24,11 @@ TEST_F(Download, OfAFileInFourSegmentsEndsAsTheSameBytes) {
 }
 
 TEST_F(Download, SendsTheProbeAndTheSegmentsByteForByte) {
-  SimHttpServer origin(sim.network(), "o.example", 8080);
-  origin.File("/p/a.bin", SimContent::Generated(10000));
+  SimHttpServer other(sim.network(), "o.example", 8080);
+  other.File("/p/a.bin", SimContent::Generated(10000));
   Start("http://o.example:8080/p/a.bin");
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
-  ASSERT_EQ(origin.Requests().size(), 3U);
+  ASSERT_EQ(other.Requests().size(), 3U);
   EXPECT_EQ(sim.network().Log()[0].received,
             "GET /p/a.bin HTTP/1.1\r\nAccept: *.*, */*\r\nConnection: Keep-Alive\r\nHost: o.example\r\n\r\n\r\n");
   EXPECT_EQ(sim.network().Log()[1].received,
@@ -41,7 +40,6 @@ TEST_F(Download, SendsTheProbeAndTheSegmentsByteForByte) {
 }
 
 TEST_F(Download, InBlocksOfAnySizeEndsAsTheSameBytes) {
-  SimHttpServer origin(sim.network(), "o.example");
   const SimContent content = SimContent::Generated(200011);
   origin.File("/a.bin", content);
   int index = 0;
@@ -58,7 +56,6 @@ TEST_F(Download, InBlocksOfAnySizeEndsAsTheSameBytes) {
 
 TEST_F(Download, OverEightSlowConnectionsIsRightAlthoughTheStallWatchConnectsTheLastThree) {
   program.settings.MaxSegments = 8;
-  SimHttpServer origin(sim.network(), "o.example");
   const SimContent content = SimContent::Generated(3000000);
   origin.File("/a.bin", content);
   HttpFault slow;
@@ -74,7 +71,6 @@ TEST_F(Download, OverEightSlowConnectionsIsRightAlthoughTheStallWatchConnectsThe
 }
 
 TEST_F(Download, PausedAndResumedGoesOnWhereItStood) {
-  SimHttpServer origin(sim.network(), "o.example");
   const SimContent content = SimContent::Generated(2000000);
   origin.File("/a.bin", content);
   HttpFault slow;

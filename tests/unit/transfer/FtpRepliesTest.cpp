@@ -29,7 +29,9 @@ TEST(SizeReply, IsTheNumberBehindTheFirstBlank) {
   EXPECT_EQ(SizeReply("213-1"), 0);
   EXPECT_EQ(SizeReply("213 -1"), 0);
   EXPECT_EQ(SizeReply("213 abc"), 0);
-  EXPECT_EQ(SizeReply("213 99999999999"), 2147483647);
+  EXPECT_EQ(SizeReply("213 2147483647"), 2147483647);
+  EXPECT_EQ(SizeReply("213 2147483648"), 0);
+  EXPECT_EQ(SizeReply("213 99999999999"), 0);
 }
 
 TEST(ParsePassiveReply, TakesHostAndPortAsTheyStand) {

@@ -1,0 +1,294 @@
+// What goes over the wire: the commands of the probe and of the segments, and replies cut in every way.
+#include <tuple>
+
+#include "FtpFixture.h"
+
+namespace pellora {
+namespace {
+
+class FtpWire : public FtpFixture {};
+
+TEST_F(FtpWire, OfAProbeAndFourSegmentsHasTheCommandsInTheirOrder) {
+  Start(Serve(400003));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  ASSERT_EQ(server.Connections(), 5);
+  EXPECT_EQ(server.Commands(1), kProbeOfRootFile);
+  EXPECT_EQ(server.Commands(2), SegmentFrom(0));
+  EXPECT_EQ(server.Commands(3), SegmentFrom(100003));
+  EXPECT_EQ(server.Commands(4), SegmentFrom(200003));
+  EXPECT_EQ(server.Commands(5), SegmentFrom(300003));
+  EXPECT_EQ(Record().RestState, "0");
+  ExpectTheFile();
+}
+
+TEST_F(FtpWire, HasEachCommandWithItsLineEndAndNothingElse) {
+  Start(Serve(9999));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  ASSERT_EQ(sim.network().Log().size(), 3U);
+  EXPECT_EQ(sim.network().Log()[0].received,
+            "USER anonymous\r\nPASS user@pellora.example\r\nTYPE I\r\nPWD\r\nPASV\r\nCWD /\r\nSIZE /a.bin\r\nTYPE A\r\n"
+            "REST 0\r\n");
+  EXPECT_EQ(sim.network().Log()[1].received,
+            "USER anonymous\r\nPASS user@pellora.example\r\nPASV\r\nTYPE I\r\nREST 0\r\nRETR /a.bin\r\n");
+  EXPECT_EQ(sim.network().Log()[2].received, "");
+}
+
+TEST_F(FtpWire, HasNoQuitAndNoAborWhereTheClientHangsUp) {
+  Start(Serve(400003));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Count("QUIT"), 0);
+  EXPECT_EQ(server.Count("ABOR"), 0);
+  sim.RunFor(1000);
+  EXPECT_EQ(server.Logins(), 0);
+}
+
+TEST_F(FtpWire, HasOneLoginBesidesTheProbeForAFileBelowTenThousandBytes) {
+  Start(Serve(9999));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Connections(), 2);
+  EXPECT_EQ(Record().SegmentCount, 1);
+  ExpectTheFile();
+}
+
+TEST_F(FtpWire, HasTwoLoginsFromTenThousandBytesAndEightFromAHundredThousand) {
+  program.settings.MaxSegments = 8;
+  // Of eight segments the stall watch connects the last three early, and the spacing loop once more.
+  const std::vector<std::tuple<std::uint64_t, int, int>> cases = {
+      {10000, 2, 3}, {99999, 2, 3}, {100000, 8, 12}, {100001, 8, 12}};
+  int index = 0;
+  int before = 0;
+  for (const auto& [size, segments, connections] : cases) {
+    sim.disk().Lose("/home/u/dl/a.bin");
+    Start(Serve(size));
+    ASSERT_TRUE(RunUntilFinished(++index)) << sim.Replay();
+    EXPECT_EQ(Record(index).SegmentCount, segments) << size;
+    EXPECT_EQ(server.Connections() - before, connections) << size;
+    before = server.Connections();
+    ExpectTheFile();
+  }
+}
+
+TEST_F(FtpWire, HasUserAndPasswordOfTheUrlOnTheProbeAndOnEverySegment) {
+  server.User("joe", "s3cret word");
+  server.loginDirectory = "/home/joe";
+  content = SimContent::Generated(10000);
+  server.File("/home/joe/pub/a.bin", content);
+  Start("ftp://joe:s3cret word@f.example:21/pub/a.bin");
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Commands(1), (Lines{"USER joe", "PASS s3cret word", "TYPE I", "PWD", "PASV", "CWD /home/joe/pub/",
+                                       "SIZE /home/joe/pub/a.bin", "TYPE A", "REST 0"}));
+  EXPECT_EQ(server.Commands(2),
+            (Lines{"USER joe", "PASS s3cret word", "PASV", "TYPE I", "REST 0", "RETR /home/joe/pub/a.bin"}));
+  EXPECT_EQ(server.Commands(3),
+            (Lines{"USER joe", "PASS s3cret word", "PASV", "TYPE I", "REST 5000", "RETR /home/joe/pub/a.bin"}));
+  ExpectTheFile();
+}
+
+TEST_F(FtpWire, HasNothingBehindPassForANamedUserWithAnEmptyPassword) {
+  server.User("joe", "");
+  Serve(9000);
+  Start("ftp://joe:@f.example:21/a.bin");
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Count("PASS "), 2);
+  ExpectTheFile();
+}
+
+TEST_F(FtpWire, HasAnAnonymousPasswordOfTwentyCharactersInTheFormOfAMailAddress) {
+  Start(Serve(9000));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  const std::string command = server.Commands(1).at(1);
+  EXPECT_EQ(command.size(), std::string("PASS ").size() + 20);
+  EXPECT_NE(command.find('@'), std::string::npos);
+  EXPECT_TRUE(command.ends_with(".example"));
+}
+
+TEST_F(FtpWire, HasUserOnceForAGreetingOfSeveralLines) {
+  FtpFault fault;
+  fault.greeting = "220-Welcome\r\n220-to this\r\n220 server\r\n";
+  server.Always(fault);
+  Start(Serve(20000));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Count("USER anonymous"), 3);
+  ExpectTheFile();
+}
+
+TEST_F(FtpWire, HasUserOnceForAGreetingWhoseLinesComeOneByOne) {
+  FtpFault fault;
+  fault.greeting = "220-Welcome\r\n220-to this\r\n220 server\r\n";
+  fault.wire.splitAt = {13, 26};
+  server.Always(fault);
+  Start(Serve(20000));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Count("USER anonymous"), 3);
+  ExpectTheFile();
+}
+
+TEST_F(FtpWire, HasTheGroupBehind230OnceThoughThe230ComesInSeveralLines) {
+  FtpFault fault;
+  fault.say["PASS"] = "230-Hello\r\n230-files are in pub\r\n230 logged in\r\n";
+  server.Always(fault);
+  Start(Serve(20000));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Commands(1), kProbeOfRootFile);
+  EXPECT_EQ(server.Commands(2), SegmentFrom(0));
+  EXPECT_EQ(server.Commands(3), SegmentFrom(10000));
+  ExpectTheFile();
+}
+
+TEST_F(FtpWire, HasTheGroupBehind230OnceThoughASecond230ComesDuringTheWait) {
+  FtpFault fault;
+  fault.say["PASS"] = "230-Hello\r\n230 logged in\r\n";
+  fault.wire.splitAt = {7 + 4, 7 + 4 + 22, 7 + 4 + 22 + 11};  // greeting, 331, first line of the 230
+  server.Always(fault);
+  Start(Serve(20000));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Commands(2), SegmentFrom(0));
+  EXPECT_EQ(server.Commands(3), SegmentFrom(10000));
+  EXPECT_EQ(server.Count("PASV"), 3);
+  ExpectTheFile();
+}
+
+TEST_F(FtpWire, HasTheWaitOfHalfASecondBetween230AndPasv) {
+  FtpFault fault;
+  fault.wire.latency = 10;
+  server.Always(fault);
+  Start(Serve(9000));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  std::int64_t pass = 0;
+  std::int64_t pasv = 0;
+  for (const FtpCommandLog& entry : server.Log()) {
+    if (entry.connection != 2) continue;
+    if (entry.line.starts_with("PASS")) pass = entry.at;
+    if (entry.line == "PASV") pasv = entry.at;
+  }
+  EXPECT_GT(pasv - pass, 520);
+  EXPECT_LE(pasv - pass, 531);
+}
+
+TEST_F(FtpWire, HasTheWaitOfHalfASecondAcrossMidnightToo) {
+  Start(Serve(9000));
+  sim.SetTimeOfDay(86399.9);
+  ASSERT_TRUE(RunUntilState(1, kSegmentLoggedIn, 2000)) << sim.Replay();
+  ASSERT_TRUE(RunUntilFinished(1, 5000)) << sim.Replay();
+  ExpectTheFile();
+}
+
+TEST_F(FtpWire, HasSizeOnceForA250InSeveralLines) {
+  FtpFault fault;
+  fault.say["CWD"] = "250-Read the rules\r\n250 directory changed\r\n";
+  server.Always(fault);
+  Start(Serve(400003));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Commands(1), kProbeOfRootFile);
+  EXPECT_EQ(server.Connections(), 5);
+  ExpectTheFile();
+  sim.RunFor(10'000);
+  EXPECT_EQ(server.Connections(), 5);
+  EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.bin", content));
+}
+
+TEST_F(FtpWire, BearsEveryReplyInOneBlockWithOthers) {
+  FtpFault fault;
+  fault.wire.cut = SimCut::Whole;
+  fault.wire.latency = 80;
+  server.Always(fault);
+  Start(Serve(400003));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Commands(1), kProbeOfRootFile);
+  ExpectTheFile();
+}
+
+TEST_F(FtpWire, BearsAllRepliesOfTheWholeProbeInOneBlock) {
+  Serve(20000);
+  FtpFault fault;
+  fault.greeting =
+      "220 a\r\n331 b\r\n230 c\r\n200 d\r\n257 \"/\"\r\n227 (1,2,3,4,5,6)\r\n250 e\r\n213 20000\r\n200 f\r\n350 g\r\n"
+      "350 h\r\n500 i\r\n";
+  server.OnConnection(1, fault);
+  Start("ftp://f.example/a.bin");
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Connections(), 3);
+  EXPECT_EQ(Record().RestState, "0");
+  ExpectTheFile();
+}
+
+// A line that comes in two parts is never put together: each part is looked at alone, and the probe drops
+// what has no line end. It then waits; pausing and resuming begin it anew.
+TEST_F(FtpWire, ToleratesAGreetingCutAnywhereInTheProbeOnlyAtItsEnds) {
+  const std::string greeting = "220 ready\r\n";
+  Serve(9000);
+  int index = 0;
+  for (std::size_t cut = 1; cut <= greeting.size(); ++cut) {
+    FtpFault fault;
+    fault.wire.splitAt = {cut};
+    server.OnConnection(server.Connections() + 1, fault);
+    sim.disk().Lose("/home/u/dl/a.bin");
+    Start("ftp://f.example/a.bin");
+    const bool finished = RunUntilFinished(++index, 60'000);
+    EXPECT_EQ(finished, cut == greeting.size()) << cut;
+    if (!finished) {
+      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+      sim.RunFor(1000);
+      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+      EXPECT_TRUE(RunUntilFinished(index)) << cut;
+    }
+    ExpectTheFile();
+  }
+}
+
+// The segments take a part of a line for a reply if it begins with the code: from the third character on
+// a cut does no harm, before it the stall watch connects again.
+TEST_F(FtpWire, ToleratesAGreetingCutAnywhereInASegment) {
+  const std::string greeting = "220 ready\r\n";
+  Serve(9000);
+  int index = 0;
+  for (std::size_t cut = 1; cut <= greeting.size(); ++cut) {
+    const int probe = server.Connections() + 1;
+    FtpFault fault;
+    fault.wire.splitAt = {cut};
+    server.OnConnection(probe + 1, fault);
+    sim.disk().Lose("/home/u/dl/a.bin");
+    Start("ftp://f.example/a.bin");
+    EXPECT_TRUE(RunUntilFinished(++index, 60'000)) << cut << sim.Replay();
+    EXPECT_EQ(server.Connections() - probe, cut < 3 ? 2 : 1) << cut;
+    ExpectTheFile();
+  }
+}
+
+TEST_F(FtpWire, CutAtAnyByteOfASegmentsRepliesLosesNothingThatPauseAndResumeDoNotBringBack) {
+  const std::uint64_t length = 200;  // more than the replies of one segment are long
+  Serve(9000);
+  int index = 0;
+  for (std::uint64_t cut = 12; cut < length; ++cut) {
+    FtpFault fault;
+    fault.wire.splitAt = {cut};
+    server.OnConnection(server.Connections() + 2, fault);
+    sim.disk().Lose("/home/u/dl/a.bin");
+    Start("ftp://f.example/a.bin");
+    ++index;
+    if (!RunUntilFinished(index, 30'000)) {
+      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    }
+    ASSERT_TRUE(RunUntilFinished(index, 30'000)) << cut << sim.Replay();
+    ExpectTheFile();
+  }
+}
+
+TEST_F(FtpWire, GoesToTheProxyForTheProbeAndStraightToTheServerForTheSegments) {
+  program.settings.ProxyHTTP = true;
+  program.settings.ProxyServer = "proxy.example";
+  program.settings.ProxyPort = 8021;
+  SimFtpServer proxy(sim.network(), "proxy.example", 8021);
+  Serve(20000);
+  proxy.File("/a.bin", content);
+  Start("ftp://f.example/a.bin");
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(proxy.Connections(), 1);
+  EXPECT_EQ(proxy.Commands(1), kProbeOfRootFile);
+  EXPECT_EQ(server.Connections(), 2);
+  ExpectTheFile();
+}
+
+}  // namespace
+}  // namespace pellora

@@ -1,0 +1,131 @@
+#include "TransferRig.h"
+
+#include "core/ListFile.h"
+#include "platform/EventGate.h"
+#include "platform/Failure.h"
+#include "transfer/ParseUrl.h"
+
+namespace pellora {
+
+TransferRig::TransferRig(SimOptions options) : sim(std::move(options)), program(sim.platform()) {
+  program.lists = &lists;
+  program.listLoaded = true;
+  program.settings.MaxSegments = 4;
+  program.settings.MaxSimulDownlads = 3;
+  program.settings.DownloadFolder = "/home/u/dl/";
+  program.settings.TempFolder = "/home/u/tmp/";
+  sim.disk().MakeFolder("/home/u/dl");
+  sim.disk().MakeFolder("/home/u/tmp");
+  const std::vector<std::pair<int, std::string>> texts = {
+      {0, "bytes"},     {1, "kb"},          {2, "mb"},        {3, "gb"},        {4, "h"},
+      {5, "min"},       {6, "s"},           {515, "text515"}, {516, "text516"}, {520, "text520"},
+      {521, "text521"}, {522, "text522"},   {523, "text523"}, {524, "text524"}, {525, "text525"},
+      {526, "text526"}, {527, "text527"},   {528, "text528"}, {530, "text530"}, {531, "text531"},
+      {534, "text534"}, {535, "text535 ("}, {536, "text536"}, {537, "text537"}, {951, "\""}};
+  for (const auto& [number, text] : texts) program.LangStrings.at(static_cast<std::size_t>(number)) = text;
+}
+
+DownloadRecord TransferRig::Filled(const std::string& url) {
+  const ParsedUrl parsed = ParseUrl(url);
+  EXPECT_EQ(parsed.result, 100) << url;
+  DownloadRecord record;
+  record.Segments.resize(1);
+  record.FileName = parsed.fileName;
+  record.Path = parsed.path;
+  record.Host = parsed.host;
+  record.Port = parsed.port;
+  record.URL = url;
+  record.Protocol = parsed.protocol;
+  record.UserName = parsed.user;
+  record.Password = parsed.password;
+  record.InUse = record.Valid = true;
+  return record;
+}
+
+std::int16_t TransferRig::Add(const std::string& url) {
+  program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
+  program.RaiseSerial(program.DownloadCount);
+  Record(program.DownloadCount) = Filled(url);
+  return program.DownloadCount;
+}
+
+void TransferRig::Refill(std::int16_t index, const std::string& url) {
+  program.RaiseSerial(index);
+  program.TransferWindowAt(index).reset();
+  Record(index) = Filled(url);
+}
+
+std::int16_t TransferRig::Start(const std::string& url) {
+  const std::int16_t index = Add(url);
+  sim.Do([&] {
+    const auto window = std::make_shared<TransferWindow>(program);
+    program.TransferWindowAt(index) = window;
+    window->SetRecordIndex(index);
+    program.platform.tasks.Spawn(window->InitConnection());
+  });
+  return index;
+}
+
+void TransferRig::StartListed(std::int16_t index) {
+  sim.Do([&] {
+    DownloadRecord& record = Record(index);
+    const auto window = std::make_shared<TransferWindow>(program);
+    program.TransferWindowAt(index) = window;
+    window->SetRecordIndex(index);
+    record.Paused = false;
+    record.Queued = 0;
+    record.Active = true;
+    record.ContinueSegments = record.SegmentCount >= 1;
+    for (int i = 1; i <= record.SegmentCount; ++i) {
+      if (record.Segment(i).State != kSegmentComplete) record.Segment(i).Fold();
+    }
+    program.platform.tasks.Spawn(window->InitConnection());
+  });
+}
+
+void TransferRig::Delete(std::int16_t index) {
+  sim.Do([&] {
+    program.RaiseSerial(index);
+    Record(index).InUse = false;
+    Record(index).Removed = true;
+    program.TransferWindowAt(index).reset();
+  });
+}
+
+void TransferRig::SaveEveryFiveSeconds() {
+  sim.After(5000, [this] {
+    Skip([&] { SaveList(program); });
+    SaveEveryFiveSeconds();
+  });
+}
+
+void TransferRig::Pause(std::int16_t index) {
+  sim.Do([&] { program.TransferWindowAt(index)->PauseDownload(); });
+}
+
+void TransferRig::Resume(std::int16_t index) {
+  sim.Do([&] { program.platform.tasks.Spawn(program.TransferWindowAt(index)->ResumeDownload()); });
+}
+
+void TransferRig::Answer(int answer) {
+  sim.dialogs().AnswerNext(answer);
+  sim.RunReady();
+}
+
+std::string TransferRig::Broken(int index) {
+  const DownloadRecord& record = Record(index);
+  for (int i = 1; i <= record.SegmentCount; ++i) {
+    const SegmentRecord& segment = record.Segment(i);
+    const std::string name = "segment " + std::to_string(i);
+    const std::int64_t planned = std::int64_t{segment.RangeEnd} + segment.ReceivedTotal - segment.RangeStart + 1;
+    if (planned != segment.RangeSize) return name + " has lost its plan";
+    if (segment.Received() < 0) return name + " counts below zero";
+    if (record.Finished) continue;
+    if (static_cast<std::int64_t>(sim.disk().Size(segment.TempFile)) < segment.Received()) {
+      return name + " counts bytes that its part file does not have";
+    }
+  }
+  return {};
+}
+
+}  // namespace pellora
