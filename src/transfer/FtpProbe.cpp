@@ -97,15 +97,7 @@ void TransferWindow::FtpEndProbe(const char* restState) {
   WS.Close();
   DownloadRecord& record = Record();
   record.RestState = restState;
-  if (record.SegmentCount >= 1) {
-    const std::int32_t planned = record.Segment(record.SegmentCount).RangeEnd + 1;
-    if (record.FileSize == 0) record.FileSize = planned;
-    if (planned == 0 && record.FileSize > 0) {
-      // A plan made while no size was known holds nothing; with one, its first block would seem the last.
-      record.Segments = std::vector<SegmentRecord>(1);
-      record.SegmentCount = 0;
-    }
-  }
+  FitSizeToPlan();
   Tasks().Spawn(FtpConnectSegments());
 }
 

@@ -85,8 +85,7 @@ Task<> TransferWindow::JudgeReply(ReplyHeaders reply) {
   record.Active = true;
   // A length that the record cannot hold is not known: a file cut at 2 GiB would pass for the whole.
   record.FileSize = reply.tooLong ? 0 : std::max(0, reply.contentLength);
-  const bool keptPlan = record.ContinueSegments && record.SegmentCount >= 1;
-  if (keptPlan && record.FileSize == 0) record.FileSize = record.Segment(record.SegmentCount).RangeEnd + 1;
+  FitSizeToPlan();
   program_.lists->RefreshRows(RecordIndex, 0);
   // The type must match exactly: "text/html; charset=utf-8" is a file.
   if (reply.contentType == "text/html") {

@@ -89,6 +89,20 @@ void TransferWindow::PlanSegmentsOfRecord() {
   }
 }
 
+// A plan is kept whatever size the server names now; where it names none, the plan's own stands. A plan
+// that was made while no size was known holds nothing, and with a size its first block would seem the last.
+void TransferWindow::FitSizeToPlan() {
+  DownloadRecord& record = Record();
+  if (record.SegmentCount < 1) return;
+  const std::int32_t lastByte = record.Segment(record.SegmentCount).RangeEnd;
+  if (record.FileSize == 0) {
+    record.FileSize = lastByte < std::numeric_limits<std::int32_t>::max() ? lastByte + 1 : lastByte;
+  } else if (lastByte < 0) {
+    record.Segments = std::vector<SegmentRecord>(1);
+    record.SegmentCount = 0;
+  }
+}
+
 Task<> TransferWindow::ConnectSegmented() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;

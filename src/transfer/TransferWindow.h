@@ -30,9 +30,8 @@ namespace pellora {
 
 inline constexpr int kMaxSegmentSockets = 8;
 
-// "Forced" in the words of the transfers is a true flag, -1. It is not above 0, so the lists' limit of one
-// refresh in 500 ms holds for it too; what is refused is made up for.
-inline constexpr std::int16_t kForced = -1;
+// A forced refresh of the lists: not subject to their limit.
+inline constexpr std::int16_t kForced = 1;
 
 class TransferWindow final : public Window, public Transfer {
  public:
@@ -134,6 +133,7 @@ class TransferWindow final : public Window, public Transfer {
 
   // Segments
   void PlanSegmentsOfRecord();
+  void FitSizeToPlan();
   std::string PartNameBase(int count);
   void ConnectSegment(int i, bool keptPlan);
   Task<> SegmentConnected(int index);
