@@ -2,6 +2,7 @@
 
 #include <deque>
 #include <functional>
+#include <string>
 #include <utility>
 
 #include "core/ListFile.h"
@@ -27,6 +28,23 @@ const char* StateWord(const DownloadRecord& record) {
   if (record.ConnectState == "1") return "failed";
   if (record.Queued != 0) return "queued";
   return record.Paused ? "paused" : "waiting";
+}
+
+Task<> Say(Program* program, std::string text) {
+  BoxRequest request{std::move(text), kProgramName, kCritical};
+  (void)co_await program->boxes.Ask(program, std::move(request));
+}
+
+// Runs a step of the start. One that a file stops does nothing, like any other that fails, but says so:
+// nobody could guess why settings or downloads are missing.
+template <class Step>
+void SkipAloud(Program& program, const char* what, Step&& step) {
+  try {
+    std::forward<Step>(step)();
+  } catch (const Failure& failure) {
+    if (failure.Number() != FailureNumber::File) return;
+    program.platform.tasks.Spawn(Say(&program, std::string(what) + "\n" + failure.what()));
+  }
 }
 
 }  // namespace
@@ -78,11 +96,13 @@ Task<> App::Parts::Start(Parts* parts) {
   Program& program = parts->program;
   Platform& platform = program.platform;
   parts->CreateFolders();
-  Skip([&] { LoadSettings(program.settings, platform.settings, platform.machine, platform.clock); });
+  SkipAloud(program, "The settings cannot be read.",
+            [&] { LoadSettings(program.settings, platform.settings, platform.machine, platform.clock); });
   Skip([&] { LoadLanguage(program, program.settings.Language); });
   Skip([&] { platform.settings.Set("Pellora", "AppPath", platform.machine.ProgramFolder()); });
   program.ShowTransferWindow = true;
-  Skip([&] { LoadList(program); });
+  SkipAloud(program, "The list cannot be read, and is left as it is: downloads added now are not saved.",
+            [&] { LoadList(program); });
   MainWindow& window = parts->Main();
   Skip([&] { window.RefreshRows(0, 0); });
   Skip([&] { window.Load(); });

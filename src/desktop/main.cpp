@@ -1,4 +1,7 @@
 // The program on the desktop: builds the ports, the App over them, and runs the event loop.
+#include <pwd.h>
+#include <unistd.h>
+
 #include <QApplication>
 #include <QDBusConnection>
 #include <QSessionManager>
@@ -137,10 +140,17 @@ int RunProgram(QApplication& application) {
   return code;
 }
 
+// A service manager or a bus may start the program without HOME, and Qt would then take "/" for it.
+void SetMissingHome() {
+  if (!qEnvironmentVariableIsEmpty("HOME")) return;
+  if (const passwd* const user = getpwuid(getuid())) qputenv("HOME", user->pw_dir);
+}
+
 }  // namespace
 }  // namespace pellora
 
 int main(int argc, char** argv) {
+  pellora::SetMissingHome();
   // The plain dispatcher serves sockets before timers and starves neither; programs started from here
   // choose for themselves.
   const bool chosen = qEnvironmentVariableIsSet("QT_NO_GLIB");

@@ -1,6 +1,8 @@
 #include "desktop/views/Forms.h"
 
+#include <QColor>
 #include <QDialog>
+#include <QEvent>
 #include <QFont>
 #include <QMainWindow>
 #include <QPalette>
@@ -33,11 +35,38 @@ constexpr std::array<Form, 4> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, 
                                          {"Form1", &Make<::Ui::Form1, QDialog>},
                                          {"WantDown", &Make<::Ui::WantDown, QDialog>}}};
 
+// Keeps a label quieter than its neighbours on every palette, also on one that changes. Themes that know
+// nothing of PlaceholderText leave it black on a dark window.
+class Dimmer : public QObject {
+ public:
+  explicit Dimmer(QWidget& widget) : QObject(&widget) {
+    widget.setForegroundRole(QPalette::PlaceholderText);
+    widget.installEventFilter(this);
+    Dim(widget);
+  }
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::PaletteChange) Dim(*static_cast<QWidget*>(watched));
+    return false;
+  }
+
+ private:
+  static void Dim(QWidget& widget) {
+    QColor quiet = widget.palette().color(QPalette::WindowText);
+    quiet.setAlphaF(0.6F);
+    if (widget.palette().color(QPalette::PlaceholderText) == quiet) return;
+    QPalette palette;
+    palette.setColor(QPalette::PlaceholderText, quiet);
+    widget.setPalette(palette);
+  }
+};
+
 void ApplyRole(QWidget& widget) {
   const QString role = widget.property("role").toString();
   if (role.isEmpty()) return;
   if (role == QLatin1String("dim")) {
-    widget.setForegroundRole(QPalette::PlaceholderText);
+    new Dimmer(widget);  // its child
     return;
   }
   QFont font = widget.font();

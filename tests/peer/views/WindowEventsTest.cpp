@@ -2,9 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <QLabel>
+#include <QPalette>
 #include <QPointer>
 #include <QPushButton>
 #include <QTest>
+#include <cstdlib>
+#include <utility>
 
 #include "Samples.h"
 #include "Stage.h"
@@ -117,6 +120,35 @@ TEST(WindowEvents, TheLongFormIsAsHighAsItsRows) {
   window->KeepRows(2);
   Stage::Settle();
   EXPECT_LT(Stage::Form(*window)->height(), eight - 60);
+  window->Unload();
+  Stage::Settle();
+}
+
+// The label's colour as it is seen: mixed with the window behind it.
+int SeenLightness(const QWidget& label) {
+  const QColor colour = label.palette().color(label.foregroundRole());
+  const QColor behind = label.palette().color(QPalette::Window);
+  return static_cast<int>(colour.alphaF() * static_cast<float>(colour.lightness()) +
+                          (1 - colour.alphaF()) * static_cast<float>(behind.lightness()));
+}
+
+TEST(WindowEvents, QuietLabelsCanBeReadOnEveryPalette) {
+  const QPalette before = QApplication::palette();
+  Stage stage;
+  const auto window = Open<SampleTransfer>(stage);
+  const auto* label = Stage::Form(*window)->findChild<QWidget*>(QStringLiteral("Label5"));
+  ASSERT_EQ(label->property("role").toString(), "dim");
+  for (const auto& [behind, text] : {std::pair{Qt::white, Qt::black}, std::pair{Qt::black, Qt::white}}) {
+    QPalette palette(before);
+    palette.setColor(QPalette::Window, behind);
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::PlaceholderText, behind);  // a theme that does not care
+    QApplication::setPalette(palette);
+    Stage::Settle();
+    EXPECT_GT(std::abs(SeenLightness(*label) - QColor(behind).lightness()), 100);
+    EXPECT_LT(std::abs(SeenLightness(*label) - QColor(behind).lightness()), 200);
+  }
+  QApplication::setPalette(before);
   window->Unload();
   Stage::Settle();
 }

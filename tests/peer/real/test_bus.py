@@ -1,0 +1,95 @@
+"""The bus as a door for strangers: many calls, large ones, and odd addresses; the program stays alive and answers."""
+
+import time
+import unittest
+
+import harness
+import origin
+import rawbus
+
+MENU_URL = (harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME, "MenuURL")
+
+
+class Bus(unittest.TestCase):
+    def setUp(self):
+        self.session = harness.Session("bus", MaxSegments=4)
+        self.addCleanup(self.session.close)
+        self.session.start()
+        self.bus = rawbus.RawBus(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(self.bus.close)
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+
+    def check_well(self):
+        self.origin.serve_file("/after.bin", 200000, seed=3)
+        after = self.origin.url("/after.bin")
+        self.session.menu_url(after)
+        [download] = self.session.companion.wait_finished([after], 30)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(200000, seed=3))
+        self.assertLess(self.session.answers(), 2)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_ten_thousand_bad_addresses_leave_one_message_and_no_download(self):
+        before = self.session.memory()
+        for number in range(10000):
+            self.bus.send(*MENU_URL, "https://127.0.0.1/%d.bin" % number, "", "")
+        self.assertEqual(self.bus.call(*MENU_URL, "https://127.0.0.1/last.bin", "", ""), rawbus.REPLY)
+        self.session.wait_dialog()
+        self.assertEqual(self.session.companion.downloads(), [])
+        self.session.press(self.session.wait_dialog()[0], "Return")
+        harness.wait_until(lambda: not self.session.dialogs(), 10, "the only message to go")
+        self.assertLess(self.session.memory() - before, 64 << 20)
+        self.check_well()
+
+    def test_ten_thousand_calls_for_one_address_add_it_once(self):
+        self.origin.serve_file("/once.bin", 3000000, rate=100000)
+        url = self.origin.url("/once.bin")
+        for _ in range(10000):
+            self.bus.send(*MENU_URL, url, "", "")
+        self.assertEqual(self.bus.call(*MENU_URL, url, "", ""), rawbus.REPLY)
+        time.sleep(1)
+        self.assertEqual([d.url for d in self.session.companion.downloads()], [url])
+        self.assertLess(self.session.answers(), 2)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_strings_of_10_mib_are_refused_in_words(self):
+        large = "A" * (10 << 20)
+        for texts in ((large, large, large), ("http://127.0.0.1/" + large, "", ""), ("http://%s/x" % large, "", "")):
+            self.assertEqual(self.bus.call(*MENU_URL, *texts), rawbus.REPLY)
+        for _ in range(20):
+            time.sleep(0.3)
+            for window, _title in self.session.dialogs():
+                self.session.press(window, "Return")
+        self.assertLess(self.session.memory("VmRSS"), 400 << 20)
+        self.check_well()
+
+    def test_odd_addresses_are_taken_or_refused_without_harm(self):
+        for url in ("http://127.0.0.1/a\r\nX: y\r\n/b.bin", "http://127.0.0.1/\x01\x02\x7f.bin", "http://[::1]:80/x.bin",
+                    "http://127.0.0.1:0/x.bin", "http://127.0.0.1:65536/x.bin", "http://127.0.0.1:-1/x.bin",
+                    "http://127.0.0.1:99999999999999999999/x.bin", "http://no.such.host.invalid/x.bin",
+                    "http://b\u00fccher.invalid/\u00fc.bin", "http:///x.bin", "http://127.0.0.1/", "ftp://127.0.0.1:1/x",
+                    "http://user:pa@ss@127.0.0.1:1/x.bin", "http://127.0.0.1/%2e%2e%2f%00.bin",
+                    "http://127.0.0.1/" + "n" * 255):
+            self.assertEqual(self.bus.call(*MENU_URL, url, "", ""), rawbus.REPLY)
+        time.sleep(2)
+        self.assertLess(self.session.answers(), 2)
+        self.check_well()
+
+    def test_calls_during_start_and_end_do_no_harm(self):
+        self.origin.serve_file("/early.bin", 30000)
+        url = self.origin.url("/early.bin")
+        self.session.stop()
+        process = self.session.process = self.session.launch()
+        self.addCleanup(harness.end_process, process)
+        end = time.monotonic() + 20
+        while self.bus.call(*MENU_URL, url, "", "") != rawbus.REPLY:
+            self.assertLess(time.monotonic(), end)
+        self.session.companion.wait_finished([url], 30)
+        process.terminate()
+        for number in range(200):
+            self.bus.send(*MENU_URL, self.origin.url("/late%d.bin" % number), "", "")
+        self.assertEqual(process.wait(20), 0, self.session.read_log())
+
+
+if __name__ == "__main__":
+    unittest.main()

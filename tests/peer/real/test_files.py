@@ -1,0 +1,171 @@
+"""Files and folders in the state that users bring them into: a message or the told outcome, never a crash, and what
+stood in them is still there."""
+
+import os
+import signal
+import time
+import unittest
+
+import harness
+import listfile
+import origin
+
+
+class Files(unittest.TestCase):
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.origin.serve_file("/a.bin", 300000)
+        self.url = self.origin.url("/a.bin")
+        self.session = harness.Session("files", MaxSegments=4)
+        self.addCleanup(self.session.close)
+
+    def write(self, path, data):
+        with open(path, "wb") as f:
+            f.write(data)
+
+    def read(self, path):
+        with open(path, "rb") as f:
+            return f.read()
+
+    def fetch(self):
+        self.session.menu_url(self.url)
+        [download] = self.session.companion.wait_finished([self.url], 30)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(300000))
+
+    def end_with(self, code):
+        self.assertEqual(self.session.stop(), code, self.session.read_log())
+
+    def test_settings_of_garbage_bring_the_defaults(self):
+        self.write(self.session.settings_file, bytes(range(256)) * 100)
+        self.session.start()
+        # The folder for files is told in the other file, which is whole.
+        self.fetch()
+        self.assertEqual(self.session.dialogs(), [])
+        self.end_with(0)
+
+    def test_a_setting_that_does_not_convert_still_finds_texts(self):
+        self.write(self.session.settings_file, b"[Options]\nMaxSimulDownlads=9\nCheckClipboard=False\nProxyPort=99999\n")
+        self.session.start()
+        self.fetch()
+        self.end_with(0)
+
+    def test_a_folder_in_place_of_the_settings_is_named(self):
+        os.remove(self.session.settings_file)
+        os.mkdir(self.session.settings_file)
+        self.session.start()
+        self.session.press(self.session.wait_dialog()[0], "Return")
+        harness.wait_until(lambda: not self.session.dialogs(), 10, "the message to go")
+        self.end_with(0)
+        self.assertTrue(os.path.isdir(self.session.settings_file))
+
+    def test_a_settings_file_beyond_all_sense_is_named_and_left_alone(self):
+        text = b"[Options]\n" + b"A=1\n" * (5 << 20)
+        self.write(self.session.settings_file, text)
+        self.session.start()
+        self.session.wait_dialog()
+        self.assertLess(self.session.memory(), 300 << 20)
+        self.end_with(0)
+        self.assertEqual(os.path.getsize(self.session.settings_file), len(text))
+
+    def test_a_list_of_garbage_is_kept_aside(self):
+        damage = bytes(reversed(range(256))) * 400
+        self.write(self.session.list_file, damage)
+        self.session.start()
+        self.assertEqual(self.session.companion.downloads(), [])
+        self.fetch()
+        self.end_with(0)
+        self.assertEqual(self.read(self.session.list_file + ".damaged"), damage)
+        self.assertTrue(listfile.find(self.session.list_file, self.url).finished)
+
+    def test_a_list_that_counts_more_than_it_holds_is_kept_aside(self):
+        for count in (b"\xff\x7f", b"\xff\xff", b"\x00\x80"):
+            with self.subTest(count=count), harness.Session("counts", MaxSegments=4) as self.session:
+                self.write(self.session.list_file, b"\x6f\x86\x01\x00" + count + b"\1" * 50)
+                self.session.start()
+                self.fetch()
+                self.end_with(0)
+                self.assertTrue(os.path.exists(self.session.list_file + ".damaged"))
+
+    def test_a_folder_in_place_of_the_list_is_named(self):
+        os.mkdir(self.session.list_file)
+        self.session.start()
+        self.session.wait_dialog()
+        self.fetch()
+        self.end_with(0)
+        self.assertTrue(os.path.isdir(self.session.list_file))
+
+    def test_a_list_that_may_not_be_written_is_left_as_it_is(self):
+        self.session.start()
+        self.fetch()
+        self.end_with(0)
+        before = self.read(self.session.list_file)
+        os.chmod(self.session.list_file, 0o444)
+        os.chmod(self.session.program, 0o555)
+        self.addCleanup(os.chmod, self.session.program, 0o755)
+        self.session.bound = True
+        self.session.start()
+        time.sleep(6)
+        self.assertTrue(self.session.companion.find(self.url).finished)
+        self.end_with(0)
+        self.assertEqual(self.read(self.session.list_file), before)
+
+    def test_without_its_language_file_the_program_runs(self):
+        for data in (None, os.urandom(500000), b"951=\"\n" + b"1=x\n" * (1 << 19)):
+            with self.subTest(size=data and len(data)), harness.Session("language", MaxSegments=4) as self.session:
+                path = os.path.join(self.session.program, "english.txt")
+                os.remove(path)
+                if data is not None:
+                    self.write(path, data)
+                self.session.start()
+                self.session.menu_url(self.url)
+                time.sleep(1)
+                self.assertLess(self.session.answers(), 2)
+                self.end_with(0)
+
+    def check_download_folder(self):
+        self.session.start()
+        self.session.menu_url(self.url)
+        self.session.press(self.session.wait_dialog()[0], "Return")
+        self.assertFalse(self.session.companion.find(self.url).finished)
+        self.assertEqual(sum(os.path.getsize(self.session.parts + n) for n in os.listdir(self.session.parts)), 300000)
+        self.end_with(0)
+        os.chmod(self.session.downloads, 0o755)
+        asked = len(self.origin.requests)
+        self.session.start()
+        self.session.resume()
+        [download] = self.session.companion.wait_finished([self.url], 30)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(300000))
+        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+        self.end_with(0)
+
+    def test_a_downloads_folder_that_may_not_be_written_keeps_the_parts(self):
+        os.chmod(self.session.downloads, 0o555)
+        self.session.bound = True
+        self.check_download_folder()
+
+    def end_by_part_file(self, answer):
+        self.origin.serve_file("/first.bin", 20000)
+        first = self.origin.url("/first.bin")
+        self.session.start()
+        self.session.menu_url(first)
+        self.session.companion.wait_finished([first], 20)
+        harness.wait_until(lambda: getattr(listfile.find(self.session.list_file, first), "finished", False), 10,
+                           "the save")
+        os.rmdir(self.session.parts)
+        self.session.menu_url(self.url)
+        window, _ = self.session.wait_dialog()
+        answer(window)
+        self.assertEqual(self.session.process.wait(10), 1, self.session.read_log())
+        self.assertTrue(listfile.find(self.session.list_file, first).finished)
+        os.mkdir(self.session.parts)
+
+    def test_a_vanished_folder_for_parts_ends_the_program_with_1(self):
+        self.end_by_part_file(lambda window: self.session.press(window, "Return"))
+
+    def test_a_signal_while_that_message_stands_ends_it_with_1_too(self):
+        self.end_by_part_file(lambda window: self.session.process.send_signal(signal.SIGTERM))
+
+
+if __name__ == "__main__":
+    unittest.main()
