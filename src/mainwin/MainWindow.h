@@ -181,7 +181,7 @@ class MainWindow final : public Window, public Lists {
   void MakeUpRefresh();
   void RebuildRows();
   bool UpdateRow(std::int16_t index);
-  ListRow CurrentRow(std::int16_t index, const std::string& separator);
+  void FillRow(ListRow& row, std::int16_t index, const std::string& separator);
   const std::string& DateText(std::int16_t index);
   void CheckFinishedFiles(std::size_t from, std::uint64_t run);
   std::optional<Pick> PickOf(const ListRow& row) const;
@@ -231,7 +231,9 @@ class MainWindow final : public Window, public Lists {
   std::vector<std::int16_t> missedRows_;
   std::vector<std::int32_t> rowOfRecord_;                  // by record; -1: no row in ListView1
   std::vector<std::pair<double, std::string>> dateTexts_;  // by record: DateAdded and its text
-  std::uint64_t finishedRun_ = 0;                          // number of the last rebuild of ListView2
+  std::vector<ListRow> formerRows_;  // of the last rebuild of each list; the next one is built in them
+  std::vector<ListRow> formerFinishedRows_;
+  std::uint64_t finishedRun_ = 0;  // number of the last rebuild of ListView2
 
   std::uint64_t resumeRun_ = 0;
   bool adding_ = false;           // the add dialog stands

@@ -30,11 +30,14 @@ constexpr int kTextStopped = 303;
 constexpr std::size_t kSubItems = 5;      // of ListView1
 constexpr std::size_t kStatusColumn = 2;  // among them
 
-std::string WithPercent(const std::string& word, const DownloadRecord& record, const std::string& separator) {
-  std::string text;
-  text.reserve(word.size() + 16);
-  return text.append(word).append(" (").append(FormatPercent(static_cast<double>(record.Percent), separator)) += "%)";
+void SetWithPercent(std::string& text, const std::string& word, const DownloadRecord& record,
+                    const std::string& separator) {
+  text = word;
+  text.append(" (").append(FormatPercent(static_cast<double>(record.Percent), separator)).append("%)");
 }
+
+// Row `at` of rows that are filled one after the other: a former one, whose texts have room, or a new one.
+ListRow& RowAt(std::vector<ListRow>& rows, std::size_t at) { return at < rows.size() ? rows[at] : rows.emplace_back(); }
 
 const char* WaitingIcon(const DownloadRecord& record) {
   if (record.Scheduled == 1) return "shed";
@@ -92,24 +95,28 @@ void MainWindow::RebuildRows() {
   const std::size_t count = static_cast<std::size_t>(program_.DownloadCount);
   rowOfRecord_.assign(count + 1, -1);
   dateTexts_.resize(count + 1, {0.0, std::string()});
-  std::vector<ListRow> rows;
-  rows.reserve(count);
+  std::vector<ListRow> rows = std::move(formerRows_);
+  std::size_t used = 0;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
     if (record.FileName.empty() || !record.InUse || record.Finished) continue;
-    ListRow row = CurrentRow(static_cast<std::int16_t>(i), separator);
+    ListRow& row = RowAt(rows, used);
+    FillRow(row, static_cast<std::int16_t>(i), separator);
     if (record.Active) {
-      row.subItems[kStatusColumn] = WithPercent(program_.Text(kTextActive), record, separator);
+      SetWithPercent(row.subItems[kStatusColumn], program_.Text(kTextActive), record, separator);
       row.icon = "stop";
     } else {
-      row.subItems[kStatusColumn] =
-          record.Queued != 0 ? program_.Text(kTextQueued) : WithPercent(program_.Text(kTextStopped), record, separator);
+      if (record.Queued != 0) {
+        row.subItems[kStatusColumn] = program_.Text(kTextQueued);
+      } else {
+        SetWithPercent(row.subItems[kStatusColumn], program_.Text(kTextStopped), record, separator);
+      }
       row.icon = WaitingIcon(record);
     }
-    rowOfRecord_[static_cast<std::size_t>(i)] = static_cast<std::int32_t>(rows.size());
-    rows.push_back(std::move(row));
+    rowOfRecord_[static_cast<std::size_t>(i)] = static_cast<std::int32_t>(used++);
   }
-  ListView1.SetRows(std::move(rows));
+  rows.resize(used);
+  formerRows_ = ListView1.SetRows(std::move(rows));
 }
 
 // Updates the row of one record; False if there is none to update and the list is to be built anew. It
@@ -126,38 +133,35 @@ bool MainWindow::UpdateRow(std::int16_t index) {
   if (!program_.Holds(index, old.serial)) return false;
 
   const std::string separator = platform_.locale.DecimalSeparator();
-  ListRow row = CurrentRow(index, separator);
+  ListRow row;
+  FillRow(row, index, separator);
   std::string& status = row.subItems[kStatusColumn];
   if (record.Finished) {
     status = program_.Text(kTextFinished);
     row.icon = old.icon;
   } else if (record.Active) {
-    status = WithPercent(program_.Text(kTextActive), record, separator);
+    SetWithPercent(status, program_.Text(kTextActive), record, separator);
     row.icon = "stop";
   } else {
-    status = WithPercent(program_.Text(kTextStopped), record, separator);
+    SetWithPercent(status, program_.Text(kTextStopped), record, separator);
     row.icon = "down";
   }
   ListView1.SetRow(rowNumber, std::move(row));
   return true;
 }
 
-// All of a row but its status and icon. The texts are moved into place one by one: a list in braces would
-// copy each once more, and a full list has 32,767 rows.
-ListRow MainWindow::CurrentRow(std::int16_t index, const std::string& separator) {
+// All of a row but its status and icon, into a row that may have been another one's.
+void MainWindow::FillRow(ListRow& row, std::int16_t index, const std::string& separator) {
   const DownloadRecord& record = program_.Download(index);
-  ListRow row;
   row.key = record.URL;
   row.text = record.FileName;
-  row.subItems.reserve(kSubItems);
-  row.subItems.push_back(record.Host);
-  row.subItems.push_back(FormatSize(record.FileSize, program_.LangStrings, separator));
-  row.subItems.emplace_back();  // the status
-  row.subItems.push_back(DateText(index));
-  row.subItems.push_back(FormatClock(record.RemainingSeconds));
+  row.subItems.resize(kSubItems);
+  row.subItems[0] = record.Host;
+  row.subItems[1] = FormatSize(record.FileSize, program_.LangStrings, separator);
+  row.subItems[3] = DateText(index);
+  row.subItems[4] = FormatClock(record.RemainingSeconds);
   row.record = index;
   row.serial = program_.Serial(index);
-  return row;
 }
 
 // The locale's date text costs more than the rest of a row together, and a record's date never changes.
@@ -180,23 +184,24 @@ void MainWindow::RefreshDownList() {
                  return !pick || program_.Download(pick->index).Finished;
                });
   const std::string separator = platform_.locale.DecimalSeparator();
-  std::vector<ListRow> rows;
+  std::vector<ListRow> rows = std::move(formerFinishedRows_);
+  std::size_t used = 0;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
     if (record.FileName.empty() || !record.InUse || !record.Finished) continue;
-    ListRow row;
+    ListRow& row = RowAt(rows, used++);
     row.key = record.URL;
     row.text = record.FileName;
     row.icon = TypeIcon(record.SavePath);
-    row.subItems.reserve(3);
-    row.subItems.push_back(FormatSize(record.FileSize, program_.LangStrings, separator));
-    row.subItems.push_back(record.URL);
-    row.subItems.push_back(DateText(static_cast<std::int16_t>(i)));
+    row.subItems.resize(3);
+    row.subItems[0] = FormatSize(record.FileSize, program_.LangStrings, separator);
+    row.subItems[1] = record.URL;
+    row.subItems[2] = DateText(static_cast<std::int16_t>(i));
     row.record = static_cast<std::int16_t>(i);
     row.serial = program_.Serial(i);
-    rows.push_back(std::move(row));
   }
-  ListView2.SetRows(std::move(rows));
+  rows.resize(used);
+  formerFinishedRows_ = ListView2.SetRows(std::move(rows));
   CheckFinishedFiles(0, ++finishedRun_);
 }
 

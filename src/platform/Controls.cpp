@@ -55,7 +55,7 @@ void StatusBar::SetPanel(std::size_t panel, const std::string& text) {
 
 // A row is the same as before if it stands for the same record, even if its key has changed, or if it
 // has the same place among the records and the same key.
-void ListView::SetRows(std::vector<ListRow> rows) {
+std::vector<ListRow> ListView::SetRows(std::vector<ListRow> rows) {
   std::unordered_set<std::uint64_t> selectedRecords;
   std::unordered_map<std::string, std::int16_t> selectedKeys;
   for (const std::size_t at : selection_) {
@@ -63,7 +63,7 @@ void ListView::SetRows(std::vector<ListRow> rows) {
     if (row.record != 0) selectedRecords.insert(RecordIdentity(row));
     selectedKeys.emplace(row.key, row.record);
   }
-  rows_ = std::move(rows);
+  rows_.swap(rows);
   const std::size_t selected = selection_.size();
   selection_.clear();
   for (std::size_t at = 0; at < rows_.size() && selection_.size() < selected; ++at) {
@@ -75,6 +75,7 @@ void ListView::SetRows(std::vector<ListRow> rows) {
   changedRows_.clear();
   ++rowsVersion_;
   PropertyChanged();
+  return rows;
 }
 
 void ListView::SetRow(std::size_t at, ListRow row) {

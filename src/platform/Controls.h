@@ -245,7 +245,8 @@ class ListView : public Control {
   Property<std::vector<ControlPart>> Columns;
 
   const std::vector<ListRow>& Rows() const { return rows_; }
-  void SetRows(std::vector<ListRow> rows);
+  // Returns the former rows: whoever builds the next ones in them saves their allocations.
+  std::vector<ListRow> SetRows(std::vector<ListRow> rows);
   void SetRow(std::size_t at, ListRow row);
   // Numbers of the selected rows, ascending.
   const std::vector<std::size_t>& Selection() const { return selection_; }
