@@ -11,6 +11,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,9 +44,10 @@ class Program {
 
   std::int16_t DownloadCount = 0;
   bool ShowTransferWindow = false;
-  bool listLoaded = false;       // no save before the list was read
-  bool keepDamagedList = false;  // the file that was read must be copied aside before the next save
-  std::string listBytes;         // of the last save; kept so that saving allocates nothing
+  bool listLoaded = false;               // no save before the list was read
+  bool keepDamagedList = false;          // the file that was read must be copied aside before the next save
+  std::set<std::string> urlsInQuestion;  // those whose duplicate question stands or waits its turn
+  std::string listBytes;                 // of the last save; kept so that saving allocates nothing
 
   // Set by the App, in place before the start sequence runs.
   Lists* lists = nullptr;

@@ -107,8 +107,11 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
 
   bool overwrite = FindUrl(*program, url) != 0;
   if (overwrite) {
+    // A URL that is handed over again and again is asked about once at a time.
+    if (!program->urlsInQuestion.insert(url).second) co_return;
     BoxRequest request{program->Text(kAskDuplicate), kProgramName, kYesNo | kQuestion};
     const int answer = co_await boxes.Ask(caller, std::move(request));
+    program->urlsInQuestion.erase(url);
     if (answer == kAnswerNo) co_return;
   }
 

@@ -18,6 +18,12 @@ namespace {
 class BusServiceTest : public testing::Test {
  protected:
   void SetUp() override {
+    // Without the services of the user: a Pellora that is installed would be started by a call.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("XDG_DATA_HOME", QString::fromStdString(folder.Path()));
+    environment.insert("XDG_DATA_DIRS", QString::fromStdString(folder.Path()));
+    environment.insert("XDG_RUNTIME_DIR", QString::fromStdString(folder.Path()));
+    daemon.setProcessEnvironment(environment);
     daemon.start("dbus-daemon", {"--session", "--nofork", "--print-address"});
     ASSERT_TRUE(daemon.waitForStarted());
     ASSERT_TRUE(daemon.waitForReadyRead());
@@ -73,6 +79,7 @@ class BusServiceTest : public testing::Test {
             received, 1000, received / 10.0,       state == "finished" ? "/d/" + name : ""};
   }
 
+  Folder folder;
   EventGate gate;
   QtEventLoop events{gate};
   QProcess daemon;

@@ -147,6 +147,20 @@ TEST_F(Adding, ChangesNothingForADuplicateOnNo) {
   EXPECT_EQ(Rec(1).Percent, 50);
 }
 
+TEST_F(Adding, AsksAboutAUrlThatIsHandedOverOftenOnceAtATime) {
+  Add("http://h/a.zip");
+  Add("http://h/b.zip");
+  for (int i = 0; i < 100; ++i) Add("http://h/a.zip");
+  Add("http://h/b.zip");
+  Answer(kAnswerNo);
+  EXPECT_EQ(Box(), Text(403));
+  Answer(kAnswerNo);
+  EXPECT_EQ(Box(), "");
+  Add("http://h/a.zip");
+  EXPECT_EQ(Box(), Text(403));
+  Answer(kAnswerNo);
+}
+
 TEST_F(Adding, TakesAFreeSlotIfTheDuplicateIsGoneWhenYesComes) {
   Add("http://h/a.zip");
   Add("http://h/a.zip");
