@@ -49,6 +49,8 @@ class Bus(unittest.TestCase):
         self.assertEqual(self.bus.call(*MENU_URL, url, "", ""), rawbus.REPLY)
         time.sleep(1)
         self.assertEqual([d.url for d in self.session.companion.downloads()], [url])
+        self.session.press(self.session.wait_dialog()[0], "Escape")
+        harness.wait_until(lambda: not self.session.dialogs(), 10, "the only question to go")
         self.assertLess(self.session.answers(), 2)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 

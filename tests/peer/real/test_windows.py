@@ -1,0 +1,109 @@
+"""What impatient hands do to the windows: clicks during a probe, closed frames, tiny sizes, ends under a question."""
+
+import os
+import subprocess
+import time
+import unittest
+
+import harness
+import listfile
+import origin
+
+
+class Hands(unittest.TestCase):
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.session = harness.Session("hands", MaxSegments=8)
+        self.addCleanup(self.session.close)
+        self.session.start()
+        self.main = self.window("Pellora !")
+
+    def xdotool(self, *words):
+        subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
+                       capture_output=True, timeout=20, check=False)
+
+    def window(self, part):
+        def found():
+            return [w for w, title, is_dialog in self.session.own_windows() if part in title and not is_dialog]
+        return harness.wait_until(found, 10, "a window of %r" % part)[0]
+
+    def running(self, path="/slow.bin"):
+        self.origin.serve_file(path, 6000000, rate=50000)
+        url = self.origin.url(path)
+        self.session.menu_url(url)
+        harness.wait_until(lambda: getattr(self.session.companion.find(url), "received", 0) > 0, 20, "the first bytes")
+        return url
+
+    def descriptors(self):
+        return len(os.listdir("/proc/%d/fd" % self.session.process.pid))
+
+    def cpu_seconds(self):
+        with open("/proc/%d/stat" % self.session.process.pid, encoding="ascii") as f:
+            fields = f.read().rsplit(")", 1)[1].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def test_double_clicks_on_a_row_that_is_probed_ask_the_server_once(self):
+        self.origin.replies["/hang.bin"] = lambda _connection, _request: time.sleep(6)
+        self.session.menu_url(self.origin.url("/hang.bin"))
+        self.xdotool("windowminimize", self.window("hang.bin"))
+        for _ in range(8):
+            self.xdotool("windowactivate", "--sync", self.main, "mousemove", "--window", self.main, 60, 152, "click",
+                         "--repeat", 2, "--delay", 30, 1)
+        self.assertEqual(len(self.origin.requests_for("/hang.bin")), 1)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_closing_the_frames_stops_nothing(self):
+        url = self.running()
+        self.xdotool("windowactivate", "--sync", self.window("slow.bin"), "key", "alt+F4")
+        self.xdotool("windowactivate", "--sync", self.main, "key", "alt+F4")
+        harness.wait_until(lambda: not self.session.own_windows(), 10, "both windows to go")
+        before = self.session.companion.find(url).received
+        harness.wait_until(lambda: self.session.companion.find(url).received > before, 10, "more bytes")
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_any_size_is_survived(self):
+        self.running()
+        transfer = self.window("slow.bin")
+        for width, height in ((1, 1), (3000, 3000), (1, 1000), (1000, 1), (600, 400)):
+            for window in (transfer, self.main):
+                self.xdotool("windowsize", window, width, height)
+            self.assertLess(self.session.answers(), 2)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_a_signal_under_a_question_saves_and_ends(self):
+        url = self.running()
+        self.session.menu_url(url)
+        self.session.wait_dialog()
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.assertTrue(listfile.find(self.session.list_file, url).paused)
+
+    def test_a_second_start_after_a_kill_finds_no_first_one(self):
+        self.session.kill()
+        self.session.start()
+        self.assertEqual(self.session.dialogs(), [])
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_finished_downloads_leave_no_descriptor_and_no_work(self):
+        self.running("/first.bin")
+        before = self.descriptors()
+        urls = []
+        for number in range(60):
+            self.origin.serve_file("/%d.bin" % number, 20000, seed=number)
+            urls.append(self.origin.url("/%d.bin" % number))
+            self.session.menu_url(urls[-1])
+        self.session.companion.wait_finished(urls, 60)
+        self.session.menu_url(self.origin.url("/0.bin"))  # its question stands while nothing else happens
+        time.sleep(1)
+        self.assertLessEqual(self.descriptors(), before + 2)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.session.start()
+        time.sleep(2)
+        began = self.cpu_seconds()
+        time.sleep(5)
+        self.assertLess(self.cpu_seconds() - began, 0.05)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+
+if __name__ == "__main__":
+    unittest.main()
