@@ -38,7 +38,7 @@ void SimPlatform::DropProgram() {
   loop_.End();
   tasks_->Clear();
   windows_.AbandonAll();
-  gate_.LetGoOfAll();  // an unloaded window may still be kept for the transfer it is
+  gate_.LetGoOfAll();    // an unloaded window may still be kept for the transfer it is
   gate_.Deliver([] {});  // lets go of what a cut event has left to be released
 }
 
