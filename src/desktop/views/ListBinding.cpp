@@ -96,6 +96,9 @@ class ListWatcher : public QObject {
             Qt::QueuedConnection);
         return false;
       }
+      case QEvent::MouseButtonDblClick:
+        // The view takes any button's for a double click.
+        return watched == view_.viewport() && static_cast<QMouseEvent*>(event)->button() != Qt::LeftButton;
       case QEvent::KeyPress:
         return watched == &view_ && PressKey(*static_cast<QKeyEvent*>(event));
       case QEvent::ContextMenu: {

@@ -154,6 +154,22 @@ TEST_F(ListRows, TheMenuOfCurrentDownloadsNeedsARow) {
   EXPECT_FALSE(menu->isVisible());
 }
 
+TEST_F(ListRows, OnlyTheLeftButtonDoubleClicks) {
+  int doubleClicks = 0;
+  window->ListView1.OnDoubleClick = [&doubleClicks] { ++doubleClicks; };
+  for (const Qt::MouseButton button : {Qt::RightButton, Qt::MiddleButton, Qt::BackButton}) {
+    // A double click counts where the same row was pressed before.
+    QTest::mouseClick(view->viewport(), button, {}, Centre(3));
+    QTest::mouseDClick(view->viewport(), button, {}, Centre(3));
+    Stage::Settle();
+    EXPECT_EQ(doubleClicks, 0) << button;
+  }
+  QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
+  QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
+  Stage::Settle();
+  EXPECT_EQ(doubleClicks, 1);
+}
+
 TEST_F(ListRows, ColumnsFillTheViewInTheToldShares) {
   auto* second = Stage::Form(*window)->findChild<QTreeView*>(QStringLiteral("ListView2"));
   const QHeaderView* header = second->header();
