@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStatusBar>
@@ -11,12 +13,16 @@
 #include <QTest>
 #include <QToolBar>
 #include <QToolButton>
+#include <QWindow>
+#include <algorithm>
 
 #include "Samples.h"
 #include "Stage.h"
+#include "desktop/DisplayText.h"
 #include "desktop/views/FormHost.h"
 #include "desktop/views/ObjectNames.h"
 #include "desktop/views/Widgets.h"
+#include "lang/Format.h"
 
 namespace pellora {
 
@@ -91,6 +97,16 @@ TEST(Binder, ShowsPercentWithItsTenth) {
   shown.window->PB.Value = 1e300;
   Stage::Settle();
   EXPECT_EQ(shown.Find<QProgressBar>("PB")->value(), 1000);
+}
+
+TEST(Binder, RoundsThePercentageAsCaptionsDo) {
+  const Shown<SampleTransfer> shown;
+  const std::string point = QLocale::system().decimalPoint().toStdString();
+  for (const double percent : {49.15, 49.25, 49.149, 0.04, 99.95, 100.0}) {
+    shown.window->PB.Value = percent;
+    Stage::Settle();
+    EXPECT_EQ(shown.Find<QProgressBar>("PB")->text().toStdString(), FormatPercent(percent, point) + "%");
+  }
 }
 
 TEST(Binder, ScalesASegmentsBarFromTwips) {
