@@ -180,6 +180,64 @@ TEST(Binder, ToolbarKeysGoUp) {
   EXPECT_EQ(bar->widgetForAction(bar->actions()[8])->accessibleName(), QStringLiteral("Browser"));
 }
 
+TEST(Binder, AToolbarButtonWithoutCaptionHasANameAndItsDrawingInLine) {
+  const Shown<SampleMain> shown;
+  auto* bar = shown.Find<QToolBar>("Toolbar1");
+  const QList<QAction*> actions = bar->actions();
+  ASSERT_EQ(actions.size(), 9);
+  auto* browser = qobject_cast<QToolButton*>(bar->widgetForAction(actions[8]));
+  const auto* neighbour = qobject_cast<QToolButton*>(bar->widgetForAction(actions[7]));
+  EXPECT_EQ(browser->accessibleName(), QStringLiteral("Browser"));
+  EXPECT_EQ(browser->toolTip(), PlainTip(QStringLiteral("Browser")));
+  EXPECT_TRUE(browser->text().trimmed().isEmpty());
+  // What does not fit in the bar is offered in a menu, by its name.
+  EXPECT_EQ(actions[8]->text(), QStringLiteral("Browser"));
+  EXPECT_EQ(browser->geometry().top(), neighbour->geometry().top());
+  EXPECT_EQ(browser->height(), neighbour->height());
+  const auto rowsOfDrawing = [](QWidget* button) {
+    const QImage picture = button->grab().toImage();
+    std::vector<int> rows;
+    for (int y = 0; y < picture.height(); ++y) {
+      for (int x = 0; x < picture.width(); ++x) {
+        if (picture.pixel(x, y) != picture.pixel(0, 0)) {
+          rows.push_back(y);
+          break;
+        }
+      }
+    }
+    return rows;
+  };
+  // Drawn alike, the two buttons show their drawing in the same rows and the one has no caption below.
+  const QIcon drawing = browser->icon();
+  actions[7]->setIcon(drawing);
+  const std::vector<int> rows = rowsOfDrawing(browser);
+  const std::vector<int> besides = rowsOfDrawing(bar->widgetForAction(actions[7]));
+  ASSERT_FALSE(rows.empty());
+  ASSERT_GT(besides.size(), rows.size());
+  EXPECT_TRUE(std::equal(rows.begin(), rows.end(), besides.begin()));
+}
+
+TEST(Binder, OnlyTheLastThreePanelsAreThoseOfKeys) {
+  const Shown<SampleMain> shown;
+  shown.window->StatusBar1.SetPanel(1, "NUM");
+  shown.window->StatusBar1.SetPanel(3, "INS");
+  Stage::Settle();
+  const auto labels = shown.Find<QStatusBar>("StatusBar1")->findChildren<QLabel*>();
+  ASSERT_EQ(labels.size(), 6);
+  QTest::keyClick(shown.form->windowHandle(), Qt::Key_Insert);
+  Stage::Settle();
+  for (const int at : {0, 1, 2}) {
+    EXPECT_TRUE(labels[at]->isEnabled()) << at;
+    EXPECT_FALSE(labels[at]->font().bold()) << at;
+    EXPECT_TRUE(labels[at]->accessibleName().isEmpty()) << at;
+  }
+  EXPECT_TRUE(labels[5]->font().bold());
+  EXPECT_EQ(labels[5]->accessibleName(), QStringLiteral("INS: on"));
+  QTest::keyClick(shown.form->windowHandle(), Qt::Key_Insert);
+  Stage::Settle();
+  EXPECT_FALSE(labels[5]->font().bold());
+}
+
 TEST(Binder, TabsAndPanelsFollow) {
   const Shown<SampleMain> shown;
   int clicks = 0;
