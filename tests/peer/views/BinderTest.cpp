@@ -113,7 +113,11 @@ TEST(Binder, ScalesASegmentsBarFromTwips) {
   const Shown<SampleTransfer> shown;
   shown.window->Prog(2).Width = 504;
   Stage::Settle();
-  EXPECT_DOUBLE_EQ(shown.Find<SegmentBar>("Prog_2")->Share(), 504.0 / 2520.0);
+  EXPECT_DOUBLE_EQ(shown.Find<SegmentBar>("Prog_2")->Share(), 504.0 / 2500.0);
+  // The bar of a complete segment fills its frame.
+  shown.window->Prog(2).Width = 2500;
+  Stage::Settle();
+  EXPECT_DOUBLE_EQ(shown.Find<SegmentBar>("Prog_2")->Share(), 1.0);
   shown.window->Prog(2).Width = 99999;
   Stage::Settle();
   EXPECT_DOUBLE_EQ(shown.Find<SegmentBar>("Prog_2")->Share(), 1.0);
