@@ -5,6 +5,7 @@
 #include <QTabBar>
 #include <QToolBar>
 #include <QToolButton>
+#include <algorithm>
 #include <vector>
 
 #include "desktop/DisplayText.h"
@@ -58,8 +59,10 @@ class ToolbarBinding : public Binding {
     const QString caption = DisplayLine(part.caption).trimmed();
     const QString name = caption.isEmpty() ? DisplayLine(part.key) : caption;
     const QString tip = DisplayLine(part.toolTip);
-    // A blank keeps the drawing of a button without caption in line with the others.
-    action.setText(caption.isEmpty() ? QString(QChar::Nbsp) : caption);
+    // The menu of what does not fit in the bar shows the name; the button shows the caption. A blank keeps
+    // the drawing of a button without caption in line with the others.
+    action.setText(name);
+    action.setIconText(caption.isEmpty() ? QString(QChar::Nbsp) : caption);
     action.setEnabled(part.enabled);
     action.setToolTip(PlainTip(tip.isEmpty() ? name : tip));
     if (auto* button = qobject_cast<QToolButton*>(bar_.widgetForAction(&action))) {
@@ -104,6 +107,10 @@ class TabStripBinding : public Binding {
   QTabBar& bar_;
 };
 
+// Panels 4 to 6 are those of keys.
+constexpr std::size_t kFirstKeyPanel = 3;
+constexpr std::size_t kBehindKeyPanels = 6;
+
 class StatusBarBinding : public Binding {
  public:
   StatusBarBinding(StatusBar& control, QStatusBar& bar, BindingContext& context)
@@ -147,7 +154,9 @@ class StatusBarBinding : public Binding {
   }
 
   void ShowKeys() {
-    for (QLabel* label : labels_) {
+    // By place and not by text alone: a hint may read like a key.
+    for (std::size_t at = kFirstKeyPanel; at < std::min(labels_.size(), kBehindKeyPanels); ++at) {
+      QLabel* label = labels_[at];
       const auto on = keys_->State(label->text());
       if (!on) continue;
       label->setEnabled(*on);

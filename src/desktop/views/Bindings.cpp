@@ -18,6 +18,7 @@
 #include <QWidget>
 #include <algorithm>
 #include <cmath>
+#include <string>
 #include <utility>
 
 #include "desktop/DisplayText.h"
@@ -25,6 +26,7 @@
 #include "desktop/views/Icons.h"
 #include "desktop/views/ListBinding.h"
 #include "desktop/views/Widgets.h"
+#include "lang/Format.h"
 #include "platform/Controls.h"
 #include "platform/EventGate.h"
 
@@ -233,7 +235,9 @@ class ProgressBinding : public WidgetBinding<ProgressBar, QProgressBar> {
     const double percent = std::isfinite(control_.Value()) ? std::clamp(control_.Value(), 0.0, 100.0) : 0.0;
     const int tenths = static_cast<int>(std::floor(percent * 10));
     if (widget_.value() != tenths) widget_.setValue(tenths);
-    const QString text = QLocale().toString(tenths / 10.0, 'f', 1) + QStringLiteral("%");
+    // Formatted as in captions, so that the window never tells two different figures.
+    const std::string point = QLocale::system().decimalPoint().toStdString();
+    const QString text = QString::fromStdString(FormatPercent(percent, point)) + QStringLiteral("%");
     if (widget_.format() != text) widget_.setFormat(text);
   }
 };

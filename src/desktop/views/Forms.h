@@ -4,7 +4,7 @@
 //   needsModel   the widget is hidden where the window has no control of its name
 //   fileOf       on an IconLabel: the label whose text is the URL or name that decides the icon
 //   foldWidget, foldBelow   on the form: the part that is folded away while the window's height is below
-//   columnSamples, popupMenu   on a list, see ListBinding.h
+//   columnSamples, popupMenu, popupWithoutRow   on a list, see ListBinding.h
 #pragma once
 
 #include <QWidget>

@@ -83,6 +83,8 @@ QIcon FileTypeIcon(const QString& fileName) {
 QIcon RowIcon(const std::string& key) {
   if (key.empty()) return {};
   const QString name = DisplayText(key);
+  const QLatin1String fileType("file:");
+  if (name.startsWith(fileType)) return FileTypeIcon(u'.' + name.mid(fileType.size()));
   const QIcon drawing = Drawing(name);
   return drawing.isNull() ? FileTypeIcon(name) : drawing;
 }

@@ -17,7 +17,7 @@ QIcon ToolIcon(const std::string& key);
 QIcon FileTypeIcon(const QString& fileName);
 
 // The small icon of a list row: a drawing by its key (notfound, down, stop, shed, wrong), "" for none, or
-// the icon of a file type for a key that is a file name or ".ext".
+// the icon of a file type for "file:" and an extension ("file:zip") and for a key that is a file name.
 QIcon RowIcon(const std::string& key);
 
 }  // namespace pellora

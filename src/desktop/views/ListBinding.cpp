@@ -96,12 +96,18 @@ class ListWatcher : public QObject {
             Qt::QueuedConnection);
         return false;
       }
+      case QEvent::MouseButtonDblClick:
+        // The view takes any button's for a double click.
+        return watched == view_.viewport() && static_cast<QMouseEvent*>(event)->button() != Qt::LeftButton;
       case QEvent::KeyPress:
         return watched == &view_ && PressKey(*static_cast<QKeyEvent*>(event));
-      case QEvent::ContextMenu:
-        if (watched != view_.viewport()) return false;
-        OpenPopup(*static_cast<QContextMenuEvent*>(event));
+      case QEvent::ContextMenu: {
+        // The menu key comes to the view, which has the focus; the mouse is the viewport's.
+        const auto& asked = *static_cast<QContextMenuEvent*>(event);
+        if (watched != view_.viewport() && asked.reason() != QContextMenuEvent::Keyboard) return false;
+        OpenPopup(asked);
         return true;
+      }
       default:
         return false;
     }
@@ -121,19 +127,21 @@ class ListWatcher : public QObject {
   }
 
   void OpenPopup(const QContextMenuEvent& event) {
-    QPoint place = event.pos();
-    if (event.reason() == QContextMenuEvent::Keyboard) {
-      place = view_.visualRect(view_.currentIndex()).center();
-    } else {
-      const QModelIndex under = view_.indexAt(place);
-      if (!under.isValid()) return;
-      if (!view_.selectionModel()->isSelected(under)) {
-        view_.selectionModel()->setCurrentIndex(under, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
-      }
+    const bool byKey = event.reason() == QContextMenuEvent::Keyboard;
+    const QModelIndex row = byKey ? view_.currentIndex() : view_.indexAt(event.pos());
+    const bool onRow = row.isValid() && (!byKey || !control_.Selection().empty());
+    if (!onRow && !view_.property("popupWithoutRow").toBool()) return;
+    if (!byKey && onRow && !view_.selectionModel()->isSelected(row)) {
+      view_.selectionModel()->setCurrentIndex(row, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     }
-    if (control_.Selection().empty()) return;
+    QPoint place = event.pos();
+    if (byKey) {
+      const QRect seen = view_.viewport()->rect();
+      const QRect shown = onRow ? view_.visualRect(row) & seen : QRect();
+      place = shown.isEmpty() ? seen.center() : shown.center();
+    }
     const QPointer<ListWatcher> alive(this);
-    control_.RightClick();
+    if (onRow) control_.RightClick();
     if (!alive) return;
     // The entries are set by now; the menu must not open with those of the row before.
     context_.flush();

@@ -2,7 +2,8 @@
 //
 // Column widths of the control are shares: the columns always fill the view, and none becomes narrower
 // than its heading or the sample text that the form gives it ("columnSamples"). The form also names the
-// menu that a right click opens ("popupMenu").
+// menu that a right click on a row opens ("popupMenu"), and whether it opens without a row as well, for
+// entries that concern the whole list ("popupWithoutRow").
 #pragma once
 
 #include <memory>

@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStatusBar>
@@ -11,12 +13,16 @@
 #include <QTest>
 #include <QToolBar>
 #include <QToolButton>
+#include <QWindow>
+#include <algorithm>
 
 #include "Samples.h"
 #include "Stage.h"
+#include "desktop/DisplayText.h"
 #include "desktop/views/FormHost.h"
 #include "desktop/views/ObjectNames.h"
 #include "desktop/views/Widgets.h"
+#include "lang/Format.h"
 
 namespace pellora {
 
@@ -93,11 +99,25 @@ TEST(Binder, ShowsPercentWithItsTenth) {
   EXPECT_EQ(shown.Find<QProgressBar>("PB")->value(), 1000);
 }
 
+TEST(Binder, RoundsThePercentageAsCaptionsDo) {
+  const Shown<SampleTransfer> shown;
+  const std::string point = QLocale::system().decimalPoint().toStdString();
+  for (const double percent : {49.15, 49.25, 49.149, 0.04, 99.95, 100.0}) {
+    shown.window->PB.Value = percent;
+    Stage::Settle();
+    EXPECT_EQ(shown.Find<QProgressBar>("PB")->text().toStdString(), FormatPercent(percent, point) + "%");
+  }
+}
+
 TEST(Binder, ScalesASegmentsBarFromTwips) {
   const Shown<SampleTransfer> shown;
   shown.window->Prog(2).Width = 504;
   Stage::Settle();
-  EXPECT_DOUBLE_EQ(shown.Find<SegmentBar>("Prog_2")->Share(), 504.0 / 2520.0);
+  EXPECT_DOUBLE_EQ(shown.Find<SegmentBar>("Prog_2")->Share(), 504.0 / 2500.0);
+  // The bar of a complete segment fills its frame.
+  shown.window->Prog(2).Width = 2500;
+  Stage::Settle();
+  EXPECT_DOUBLE_EQ(shown.Find<SegmentBar>("Prog_2")->Share(), 1.0);
   shown.window->Prog(2).Width = 99999;
   Stage::Settle();
   EXPECT_DOUBLE_EQ(shown.Find<SegmentBar>("Prog_2")->Share(), 1.0);
@@ -162,6 +182,64 @@ TEST(Binder, ToolbarKeysGoUp) {
   bar->actions()[5]->trigger();
   EXPECT_EQ(key, "PauseAll");
   EXPECT_EQ(bar->widgetForAction(bar->actions()[8])->accessibleName(), QStringLiteral("Browser"));
+}
+
+TEST(Binder, AToolbarButtonWithoutCaptionHasANameAndItsDrawingInLine) {
+  const Shown<SampleMain> shown;
+  auto* bar = shown.Find<QToolBar>("Toolbar1");
+  const QList<QAction*> actions = bar->actions();
+  ASSERT_EQ(actions.size(), 9);
+  auto* browser = qobject_cast<QToolButton*>(bar->widgetForAction(actions[8]));
+  const auto* neighbour = qobject_cast<QToolButton*>(bar->widgetForAction(actions[7]));
+  EXPECT_EQ(browser->accessibleName(), QStringLiteral("Browser"));
+  EXPECT_EQ(browser->toolTip(), PlainTip(QStringLiteral("Browser")));
+  EXPECT_TRUE(browser->text().trimmed().isEmpty());
+  // What does not fit in the bar is offered in a menu, by its name.
+  EXPECT_EQ(actions[8]->text(), QStringLiteral("Browser"));
+  EXPECT_EQ(browser->geometry().top(), neighbour->geometry().top());
+  EXPECT_EQ(browser->height(), neighbour->height());
+  const auto rowsOfDrawing = [](QWidget* button) {
+    const QImage picture = button->grab().toImage();
+    std::vector<int> rows;
+    for (int y = 0; y < picture.height(); ++y) {
+      for (int x = 0; x < picture.width(); ++x) {
+        if (picture.pixel(x, y) != picture.pixel(0, 0)) {
+          rows.push_back(y);
+          break;
+        }
+      }
+    }
+    return rows;
+  };
+  // Drawn alike, the two buttons show their drawing in the same rows and the one has no caption below.
+  const QIcon drawing = browser->icon();
+  actions[7]->setIcon(drawing);
+  const std::vector<int> rows = rowsOfDrawing(browser);
+  const std::vector<int> besides = rowsOfDrawing(bar->widgetForAction(actions[7]));
+  ASSERT_FALSE(rows.empty());
+  ASSERT_GT(besides.size(), rows.size());
+  EXPECT_TRUE(std::equal(rows.begin(), rows.end(), besides.begin()));
+}
+
+TEST(Binder, OnlyTheLastThreePanelsAreThoseOfKeys) {
+  const Shown<SampleMain> shown;
+  shown.window->StatusBar1.SetPanel(1, "NUM");
+  shown.window->StatusBar1.SetPanel(3, "INS");
+  Stage::Settle();
+  const auto labels = shown.Find<QStatusBar>("StatusBar1")->findChildren<QLabel*>();
+  ASSERT_EQ(labels.size(), 6);
+  QTest::keyClick(shown.form->windowHandle(), Qt::Key_Insert);
+  Stage::Settle();
+  for (const int at : {0, 1, 2}) {
+    EXPECT_TRUE(labels[at]->isEnabled()) << at;
+    EXPECT_FALSE(labels[at]->font().bold()) << at;
+    EXPECT_TRUE(labels[at]->accessibleName().isEmpty()) << at;
+  }
+  EXPECT_TRUE(labels[5]->font().bold());
+  EXPECT_EQ(labels[5]->accessibleName(), QStringLiteral("INS: on"));
+  QTest::keyClick(shown.form->windowHandle(), Qt::Key_Insert);
+  Stage::Settle();
+  EXPECT_FALSE(labels[5]->font().bold());
 }
 
 TEST(Binder, TabsAndPanelsFollow) {

@@ -45,4 +45,12 @@ TEST(Icons, FileTypesWithoutAThemeShowOurOwnSheets) {
   EXPECT_GT(PaintedPixels(RowIcon("song.mp3"), 16), 60);
 }
 
+TEST(Icons, RowsOfFilesShowTheTypeOfTheirExtension) {
+  const auto picture = [](const QIcon& icon) { return icon.pixmap(16, 16).toImage(); };
+  EXPECT_EQ(picture(RowIcon("file:zip")), picture(FileTypeIcon("a.zip")));
+  EXPECT_EQ(picture(RowIcon("file:MP3")), picture(FileTypeIcon("a.mp3")));
+  EXPECT_NE(picture(RowIcon("file:zip")), picture(RowIcon("file:mp3")));
+  EXPECT_EQ(picture(RowIcon("file:")), picture(FileTypeIcon("no extension")));
+}
+
 }  // namespace pellora

@@ -118,6 +118,58 @@ TEST_F(ListRows, TellClicksKeysAndTheMenu) {
   menu->close();
 }
 
+TEST_F(ListRows, TheMenuOfFinishedFilesOpensWithoutARowAsWell) {
+  auto* second = Stage::Form(*window)->findChild<QTreeView*>(QStringLiteral("ListView2"));
+  auto* menu = Stage::Form(*window)->findChild<QMenu*>(QStringLiteral("pop2"));
+  window->ListView2.SetRows({});
+  Stage::Settle();
+  const QPoint empty = second->viewport()->rect().center();
+  ASSERT_FALSE(second->indexAt(empty).isValid());
+  QContextMenuEvent mouse(QContextMenuEvent::Mouse, empty, second->viewport()->mapToGlobal(empty));
+  QApplication::sendEvent(second->viewport(), &mouse);
+  EXPECT_TRUE(menu->isVisible());
+  menu->close();
+  // The menu key tells the widget with the focus, which is the view and not its viewport.
+  QContextMenuEvent key(QContextMenuEvent::Keyboard, empty, second->mapToGlobal(empty));
+  QApplication::sendEvent(second, &key);
+  EXPECT_TRUE(menu->isVisible());
+  EXPECT_TRUE(second->rect().contains(second->mapFromGlobal(menu->pos())));
+  menu->close();
+}
+
+TEST_F(ListRows, TheMenuOfCurrentDownloadsNeedsARow) {
+  auto* menu = Stage::Form(*window)->findChild<QMenu*>(QStringLiteral("popup"));
+  const QPoint empty(5, view->viewport()->height() - 2);
+  ASSERT_FALSE(view->indexAt(empty).isValid());
+  QContextMenuEvent mouse(QContextMenuEvent::Mouse, empty, view->viewport()->mapToGlobal(empty));
+  QApplication::sendEvent(view->viewport(), &mouse);
+  EXPECT_FALSE(menu->isVisible());
+  QContextMenuEvent key(QContextMenuEvent::Keyboard, empty, view->mapToGlobal(empty));
+  QApplication::sendEvent(view, &key);
+  EXPECT_TRUE(menu->isVisible());
+  menu->close();
+  window->ListView1.Select({});
+  Stage::Settle();
+  QApplication::sendEvent(view, &key);
+  EXPECT_FALSE(menu->isVisible());
+}
+
+TEST_F(ListRows, OnlyTheLeftButtonDoubleClicks) {
+  int doubleClicks = 0;
+  window->ListView1.OnDoubleClick = [&doubleClicks] { ++doubleClicks; };
+  for (const Qt::MouseButton button : {Qt::RightButton, Qt::MiddleButton, Qt::BackButton}) {
+    // A double click counts where the same row was pressed before.
+    QTest::mouseClick(view->viewport(), button, {}, Centre(3));
+    QTest::mouseDClick(view->viewport(), button, {}, Centre(3));
+    Stage::Settle();
+    EXPECT_EQ(doubleClicks, 0) << button;
+  }
+  QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
+  QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
+  Stage::Settle();
+  EXPECT_EQ(doubleClicks, 1);
+}
+
 TEST_F(ListRows, ColumnsFillTheViewInTheToldShares) {
   auto* second = Stage::Form(*window)->findChild<QTreeView*>(QStringLiteral("ListView2"));
   const QHeaderView* header = second->header();
