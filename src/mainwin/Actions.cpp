@@ -32,9 +32,12 @@ std::unordered_set<std::string> PartFilesOf(const DownloadRecord& record) {
   return names;
 }
 
-void DeleteAll(Files& files, const std::unordered_set<std::string>& names) {
+// Part files go only once the list on the disk says that nothing needs them. A kill in between would bring
+// their record back with its progress and without its bytes. Where the list cannot be saved they stay.
+void DeleteParts(Program& program, const std::unordered_set<std::string>& names) {
+  if (names.empty() || !Skip([&] { SaveList(program); })) return;
   for (const std::string& name : names) {
-    Skip([&] { files.Delete(name); });
+    Skip([&] { program.platform.files.Delete(name); });
   }
 }
 
@@ -94,7 +97,7 @@ Task<> MainWindow::DeleteSelected() {
     if (!other.InUse) continue;
     for (const SegmentRecord& segment : other.Segments) parts.erase(segment.TempFile);
   }
-  DeleteAll(platform_.files, parts);
+  DeleteParts(program_, parts);
   RefreshRows(0, 0);
   if (finished) RefreshDownList();
 }
@@ -166,7 +169,7 @@ Task<> MainWindow::ResetList() {
     if (record.InUse) parts.merge(PartFilesOf(record));
   }
   program_.ResizeDownloads(0);
-  DeleteAll(platform_.files, parts);
+  DeleteParts(program_, parts);
   RefreshRows(0, 0);
   RefreshDownList();
 }
