@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "lang/Format.h"
+#include "lang/SystemHelpers.h"
 #include "mainwin/MainWindow.h"
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
@@ -43,13 +44,6 @@ const char* WaitingIcon(const DownloadRecord& record) {
   if (record.Scheduled == 1) return "shed";
   if (record.ConnectState == "1") return "wrong";
   return "down";
-}
-
-// The view draws one picture for each file type, by the extension behind the colon.
-std::string TypeIcon(const std::string& path) {
-  const std::size_t name = path.rfind('/') + 1;  // npos + 1 is 0
-  const std::size_t dot = path.rfind('.');
-  return dot == std::string::npos || dot < name ? "file:" : "file:" + path.substr(dot + 1);
 }
 
 bool SameDate(double a, double b) { return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b); }
@@ -192,7 +186,7 @@ void MainWindow::RefreshDownList() {
     ListRow& row = RowAt(rows, used++);
     row.key = record.URL;
     row.text = record.FileName;
-    row.icon = TypeIcon(record.SavePath);
+    row.icon = FileTypePicture(record.SavePath);
     row.subItems.resize(3);
     row.subItems[0] = FormatSize(record.FileSize, program_.LangStrings, separator);
     row.subItems[1] = record.URL;

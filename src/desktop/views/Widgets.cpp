@@ -56,7 +56,7 @@ IconLabel::IconLabel(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePol
 
 void IconLabel::setDrawing(const QString& name) {
   drawing_ = name;
-  SetIcon(Drawing(name));
+  SetIcon(RowIcon(name.toStdString()));
 }
 
 void IconLabel::SetIcon(const QIcon& icon) {

@@ -1,0 +1,48 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "Support.h"
+#include "desktop/XdgAutoStart.h"
+#include "lang/SystemHelpers.h"
+
+namespace pellora {
+namespace {
+
+std::size_t EntriesIn(const std::string& folder) {
+  std::size_t count = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder)) ++count;
+  return count;
+}
+
+TEST(SetAutoStart, TwiceTrueLeavesOneEntry) {
+  const Folder config;
+  XdgAutoStart autoStart("/opt/My Programs/Pellora", config.Path());
+  SetAutoStart(autoStart, true);
+  SetAutoStart(autoStart, true);
+  EXPECT_EQ(EntriesIn(config.Path("autostart")), 1U);
+  const std::string entry = Content(config.Path("autostart/PelloraAutoStart.desktop"));
+  EXPECT_NE(entry.find("\nExec=\"/opt/My Programs/Pellora\"\n"), std::string::npos) << entry;
+}
+
+TEST(SetAutoStart, FalseTakesTheEntryOutAndChangesNothingWithoutOne) {
+  const Folder config;
+  Put(config.Path("other.desktop"), "x");
+  XdgAutoStart autoStart("/opt/Pellora", config.Path());
+  SetAutoStart(autoStart, false);
+  EXPECT_EQ(EntriesIn(config.Path()), 1U);
+  SetAutoStart(autoStart, true);
+  SetAutoStart(autoStart, false);
+  EXPECT_EQ(EntriesIn(config.Path("autostart")), 0U);
+}
+
+TEST(SetAutoStart, OfAFolderThatCannotBeWrittenFailsQuietly) {
+  const Folder config;
+  Put(config.Path("autostart"), "a file where the folder should be");
+  XdgAutoStart autoStart("/opt/Pellora", config.Path());
+  SetAutoStart(autoStart, true);
+  EXPECT_EQ(Content(config.Path("autostart")), "a file where the folder should be");
+}
+
+}  // namespace
+}  // namespace pellora
