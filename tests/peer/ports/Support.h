@@ -10,6 +10,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 
 namespace pellora {
@@ -32,7 +33,9 @@ inline void RunFor(int milliseconds) {
 
 class Folder {
  public:
-  Folder() { mkdtemp(path_.data()); }
+  Folder() {
+    if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary folder: " + path_);
+  }
   ~Folder() { std::filesystem::remove_all(path_); }
   Folder(const Folder&) = delete;
   Folder& operator=(const Folder&) = delete;
