@@ -86,6 +86,7 @@ class Hands(unittest.TestCase):
 
     def test_finished_downloads_leave_no_descriptor_and_no_work(self):
         self.running("/first.bin")
+        time.sleep(3)  # until all of its segments have their sockets and files
         before = self.descriptors()
         urls = []
         for number in range(60):
