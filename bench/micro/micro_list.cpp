@@ -8,37 +8,15 @@
 #include <string>
 #include <vector>
 
+#include "SampleRecord.h"
 #include "core/ListCodec.h"
-#include "core/Record.h"
 
 namespace {
 
 using pellora::DownloadRecord;
 
 constexpr int kRecords = 32767;
-constexpr int kSegments = 8;
 constexpr int kRounds = 15;
-
-DownloadRecord Sample(int number) {
-  const std::string name = "archive-number-" + std::to_string(number) + ".zip";
-  DownloadRecord record;
-  record.Segments.resize(kSegments + 1);
-  for (int i = 1; i <= kSegments; ++i) {
-    pellora::SegmentRecord& segment = record.Segment(i);
-    segment.RangeStart = i * 1000000;
-    segment.RangeEnd = segment.RangeStart + 999999;
-    segment.RangeSize = 1000000;
-    segment.TempFile = "/home/user/Documents/Pellora/temp/" + name + "00" + std::to_string(i) + ".tmp";
-  }
-  record.SegmentCount = kSegments;
-  record.FileName = name;
-  record.Path = "/pub/files/" + name;
-  record.Host = "downloads.host.example";
-  record.URL = "http://" + record.Host + record.Path;
-  record.SavePath = "/home/user/Documents/Pellora/downloads/" + name;
-  record.InUse = true;
-  return record;
-}
 
 void Measure(const char* what, const std::function<void()>& work) {
   std::vector<double> rounds;
@@ -55,7 +33,7 @@ void Measure(const char* what, const std::function<void()>& work) {
 
 int main() {
   std::vector<DownloadRecord> records(1);
-  for (int i = 1; i <= kRecords; ++i) records.push_back(Sample(i));
+  for (int i = 1; i <= kRecords; ++i) records.push_back(pellora::Sample(i));
 
   std::string bytes;
   const auto encode = [&] {

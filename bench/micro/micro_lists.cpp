@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "SampleRecord.h"
 #include "SimPlatform.h"
 #include "core/ListFile.h"
 #include "core/Program.h"
@@ -29,7 +30,6 @@ namespace {
 using pellora::DownloadRecord;
 
 constexpr int kRecords = pellora::kMaxRecords;
-constexpr int kSegments = 8;
 constexpr int kRounds = 9;  // ticks; the tenth would fall together with a save
 constexpr double kMostMilliseconds = 50;
 
@@ -60,28 +60,12 @@ void Measure(const char* what, const std::function<void()>& prepare, const std::
   withinLimit = withinLimit && median < kMostMilliseconds;
 }
 
-DownloadRecord Sample(int number) {
-  const std::string name = "archive-number-" + std::to_string(number) + ".zip";
-  DownloadRecord record;
-  record.Segments.resize(kSegments + 1);
-  for (int i = 1; i <= kSegments; ++i) {
-    pellora::SegmentRecord& segment = record.Segment(i);
-    segment.RangeStart = i * 1000000;
-    segment.RangeEnd = segment.RangeStart + 999999;
-    segment.RangeSize = 1000000;
-    segment.TempFile = "/home/user/Documents/Pellora/temp/" + name + "00" + std::to_string(i) + ".tmp";
-  }
-  record.SegmentCount = kSegments;
-  record.FileName = name;
-  record.Path = "/pub/files/" + name;
-  record.Host = "downloads.host.example";
-  record.URL = "http://" + record.Host + record.Path;
-  record.SavePath = "/home/user/Documents/Pellora/downloads/" + name;
-  record.FileSize = kSegments * 1000000;
+DownloadRecord ListedSample(int number) {
+  DownloadRecord record = pellora::Sample(number);
+  record.FileSize = pellora::kSampleSegments * 1000000;
   record.Percent = static_cast<float>(number % 1000) / 10;
   record.RemainingSeconds = static_cast<float>(number % 5000);
   record.DateAdded = 46000 + number / 86400.0;
-  record.InUse = true;
   return record;
 }
 
@@ -97,7 +81,7 @@ struct Bench {
     program.settings.CheckClipboard = true;
     program.settings.IgnoreString = "HTM,HTML,ASP,PHP,CGI";
     program.ResizeDownloads(pellora::kMaxRecords);
-    for (int i = 1; i <= kRecords; ++i) program.Download(i) = Sample(i);
+    for (int i = 1; i <= kRecords; ++i) program.Download(i) = ListedSample(i);
     window = std::make_shared<pellora::MainWindow>(program);
     program.lists = window.get();
     window->Load();
