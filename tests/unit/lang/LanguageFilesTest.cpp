@@ -145,6 +145,10 @@ TEST_P(LanguageFile, IsShortWhereThereIsLittleRoom) {
   for (const int number : {300, 302}) EXPECT_LE(Letters(Text(number)), 10u) << Text(number);  // the status alone
   for (const int number : {301, 303}) EXPECT_LE(Letters(Text(number)), 7u) << Text(number);   // " (100.0%)" follows
   for (const int number : {250, 251}) EXPECT_LE(Letters(Text(number)), 13u) << Text(number);  // tabs of the side pane
+  for (int number = 600; number <= 648; ++number) EXPECT_LE(Letters(Text(number)), 72u) << Text(number);  // options
+  for (const int number : {524, 525, 526, 527, 528}) {  // states of segments
+    EXPECT_LE(Letters(Text(number)), 30u) << Text(number);
+  }
   std::size_t toolbar = 0;
   for (const int number : {100, 101, 102, 103, 104, 105, 106, 108}) toolbar += Letters(Text(number));
   EXPECT_LE(toolbar, 84u);
