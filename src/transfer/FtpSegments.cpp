@@ -21,6 +21,8 @@ constexpr double kLoginSpacingSeconds = 0.5;
 constexpr double kSecondsInADay = 86400;
 constexpr std::uint32_t kLoginFirstRetest = 501;  // ms; no earlier test can succeed
 constexpr std::uint32_t kRetryInterval = 200;     // ms between two tries of a refused data port
+constexpr std::uint32_t kReleaseInterval = 1000;  // ms to the second try of a released login, doubled for each more
+constexpr int kMostDoublings = 5;
 
 // The last piece counts too: a part of a line is taken for a reply if its first characters match one.
 std::vector<std::string> Lines(std::string_view text) {
@@ -60,10 +62,7 @@ Task<> TransferWindow::FtpSegmentReply(int index, std::string line) {
   SegmentRecord& segment = Record().Segment(index + 1);
   const std::string code = line.substr(0, 3);
   if (code == "421" || code == "530") {
-    WS1(index).Close();
-    // The server keeps no data port for a login that it has dismissed; what already flows may go on.
-    if (FTP(index).State() != SocketState::Connected) FtpCloseData(index);
-    segment.State = kSegmentRefused;
+    FtpRefused(index);
   } else if (code == "220") {
     if (ftpUserSent_[entry]) co_return;
     segment.State = kSegmentReceiving;
@@ -83,10 +82,30 @@ Task<> TransferWindow::FtpSegmentReply(int index, std::string line) {
   }
 }
 
+void TransferWindow::FtpRefused(int index) {
+  const auto entry = static_cast<std::size_t>(index);
+  WS1(index).Close();
+  // The server keeps no data port for a login that it has dismissed; what already flows may go on.
+  if (FTP(index).State() != SocketState::Connected) FtpCloseData(index);
+  Record().Segment(index + 1).State = kSegmentRefused;
+  // A sibling that completed has left it its login, and the server has not noticed yet that it hung up. Left
+  // waiting, it would need a second completion, and behind the last one there is none.
+  if (ftpReleases_[entry] == 0) return;
+  const int doublings = std::min(ftpReleases_[entry] - 1, kMostDoublings);
+  ftpReleaseAgain_[entry]->Start(kReleaseInterval << doublings, false);
+}
+
+void TransferWindow::FtpReleaseAgain(int index) {
+  if (!StillCurrent()) return;
+  if (Record().Paused || Record().Segment(index + 1).State != kSegmentRefused) return;
+  Tasks().Spawn(FtpWakeRefused(index + 1));
+}
+
 // Once for each connection: a second PASV would move the server's port while the client is on the first.
 Task<> TransferWindow::FtpLoggedIn(int index) {
   const auto hold = Hold();
   const auto entry = static_cast<std::size_t>(index);
+  ftpReleases_[entry] = 0;
   RefreshList(0);
   if (Record().Segment(index + 1).State == kSegmentLoggedIn || ftpLoginDone_[entry]) co_return;
   ftpLoginDone_[entry] = true;
@@ -149,6 +168,14 @@ void TransferWindow::FtpCloseData(int index) {
   ftpPassiveUnderWay_[entry] = false;
   FTP(index).Close();
   FTP(index).RemoteHost.clear();
+}
+
+// For a connection that has nothing to do with the former one.
+void TransferWindow::FtpForget(int index) {
+  const auto entry = static_cast<std::size_t>(index);
+  FtpCloseData(index);
+  ftpReleaseAgain_[entry]->Stop();
+  ftpReleases_[entry] = 0;
 }
 
 // The passive port is tried again with no new PASV, but not more than five times a second.
@@ -216,13 +243,17 @@ Task<> TransferWindow::FtpSegmentCompleted(int index) {
   WS1(index).Close();
   Record().Segment(index + 1).State = kSegmentComplete;
   RefreshList(0);
+  // One that was released before and is tried again is not released twice.
+  const auto waits = [this](int i) {
+    return Record().Segment(i).State == kSegmentRefused && ftpReleases_[static_cast<std::size_t>(i - 1)] == 0;
+  };
   for (int i = 1; i <= Record().SegmentCount; ++i) {
-    if (Record().Segment(i).State != kSegmentRefused) continue;
+    if (!waits(i)) continue;
     co_await Tasks().Yield();
     if (!StillCurrent()) co_return;
     if (Record().Paused) co_return;
     // Another completion may have woken this one meanwhile; then the next is looked for.
-    if (Record().Segment(i).State != kSegmentRefused) continue;
+    if (!waits(i)) continue;
     co_await FtpWakeRefused(i);
     co_return;
   }
@@ -231,6 +262,7 @@ Task<> TransferWindow::FtpSegmentCompleted(int index) {
 
 Task<> TransferWindow::FtpWakeRefused(int i) {
   const auto hold = Hold();
+  ++ftpReleases_[static_cast<std::size_t>(i - 1)];
   Record().Segment(i).State = kSegmentUnconnected;
   // Else the stall watch would take the time it has waited for a stall, and connect it once more.
   Record().Segment(i).LastActivity = static_cast<float>(Tick());

@@ -149,7 +149,7 @@ Task<> TransferWindow::ConnectSegmented() {
 void TransferWindow::ConnectSegment(int i, bool keptPlan) {
   DownloadRecord& record = Record();
   SegmentRecord& segment = record.Segment(i);
-  if (record.Protocol == kFtp) FtpCloseData(i - 1);
+  if (record.Protocol == kFtp) FtpForget(i - 1);
   WS1(i - 1).Close();
   segment.Fold();
   segment.State = kSegmentUnconnected;

@@ -49,7 +49,9 @@ void TransferWindow::ConnectHandlers() {
     FTP(i).OnConnect = [this] { FtpDataConnected(); };
     FTP(i).OnDataArrival = [this, i](std::size_t bytes) { FtpDataArrived(i, bytes); };
     FTP(i).OnError = [this, i] { FtpDataFailed(i); };
-    ftpRetry_[static_cast<std::size_t>(i)] = program_.platform.events.NewAlarm([this, i] { FtpRetryData(i); });
+    const auto entry = static_cast<std::size_t>(i);
+    ftpRetry_[entry] = program_.platform.events.NewAlarm([this, i] { FtpRetryData(i); });
+    ftpReleaseAgain_[entry] = program_.platform.events.NewAlarm([this, i] { FtpReleaseAgain(i); });
   }
   TimeOut.OnTimer = [this] {
     TimeOut.SetEnabled(false);
@@ -92,7 +94,7 @@ void TransferWindow::CloseEverything() {
   WS.Close();
   for (int i = 0; i < kMaxSegmentSockets; ++i) {
     WS1(i).Close();
-    FtpCloseData(i);
+    FtpForget(i);
   }
   for (auto& file : segmentFiles_) file.reset();
 }
@@ -147,7 +149,7 @@ void TransferWindow::PauseDownload() {
     // By the segment's number, where opening goes by the socket's index: the file of WS1(0) stays open
     // across the pause and is used again on resume.
     segmentFiles_[static_cast<std::size_t>(i)].reset();
-    if (record.Protocol == kFtp) FtpCloseData(i - 1);
+    if (record.Protocol == kFtp) FtpForget(i - 1);
   }
   for (int i = 1; i <= record.SegmentCount; ++i) {
     SegmentRecord& segment = record.Segment(i);

@@ -183,6 +183,9 @@ class TransferWindow final : public Window, public Transfer {
   void FtpRetryData(int index);
   Task<> SayFtpError();
   void FtpCloseData(int index);
+  void FtpRefused(int index);
+  void FtpReleaseAgain(int index);
+  void FtpForget(int index);
 
   Program& program_;
   Winsock WS;
@@ -209,6 +212,9 @@ class TransferWindow final : public Window, public Transfer {
   std::array<bool, kMaxSegmentSockets> ftpLoginDone_{};        // PASV group sent or under way on this connection
   std::array<bool, kMaxSegmentSockets> ftpPassiveUnderWay_{};  // a 227 reply is being acted on
   std::array<std::unique_ptr<Alarm>, kMaxSegmentSockets> ftpRetry_;
+  // Connections made since a completed sibling released this segment from its wait; 0 once it is let in.
+  std::array<int, kMaxSegmentSockets> ftpReleases_{};
+  std::array<std::unique_ptr<Alarm>, kMaxSegmentSockets> ftpReleaseAgain_;
   std::string ftpRemotePath_;
   std::string ftpProbeHost_;
   std::int32_t ftpProbePort_ = 0;

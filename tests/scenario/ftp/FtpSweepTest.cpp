@@ -167,6 +167,30 @@ void RunSeed(std::uint64_t seed) {
     }
     machine.server.OnConnection(connection, fault);
   }
+  // The probe's own: whatever leaves it standing until the user pauses and resumes. What the next one meets is
+  // chosen above, but for a server that does not come up, which is a question and no standstill.
+  if (random.Below(3) == 0) {
+    FtpFault fault = usual;
+    switch (random.Below(4)) {
+      case 0:
+        fault.greeting.clear();
+        break;
+      case 1:
+        fault.wire.splitAt = {random.Between(1, 250)};
+        break;
+      case 2:
+        fault.wire.dropAfter = random.Between(1, 250);
+        break;
+      default: {
+        const std::vector<std::string> verbs = {"USER", "PASS", "PWD", "CWD", "SIZE", "REST"};
+        fault.refuse[verbs[random.Below(verbs.size())]] = random.Coin() ? "" : "421 no\r\n";
+        break;
+      }
+    }
+    machine.server.OnConnection(1, fault);
+    machine.server.OnConnection(2, usual);
+  }
+  machine.server.lingering = random.Coin() ? 0 : static_cast<std::uint32_t>(random.Between(1, 3000));
   std::int16_t index = machine.Start(url);
   // Whatever stands still goes on when the user pauses and resumes.
   for (int round = 0; round < 60 && !machine.Record(index).Finished; ++round) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "SimFtpServer.h"
 #include "SimPlatform.h"
 #include "app/App.h"
 #include "mainwin/MainWindow.h"
@@ -46,6 +47,8 @@ class Life {
  private:
   void MakeServers();
   void ChooseFaults();
+  void ServeFtp();
+  FtpFault RandomFtpFault();
   void Act();
   void ActOnList();
   void ActOnWindow();
@@ -63,6 +66,7 @@ class Life {
   SimSettings settings_;
   SimHttpServer honest_;
   SimHttpServer moody_;
+  std::unique_ptr<SimFtpServer> ftp_;  // of the session
   std::vector<SimContent> files_;
   std::vector<std::string> names_;
   double serial_ = 46000.4;
