@@ -1,6 +1,7 @@
 #include "desktop/views/Bars.h"
 
 #include <QAction>
+#include <QShortcut>
 #include <QStatusBar>
 #include <QTabBar>
 #include <QToolBar>
@@ -84,6 +85,9 @@ class TabStripBinding : public Binding {
     QObject::connect(&bar, &QTabBar::currentChanged, context.receiver, [&control, &context](int index) {
       if (!context.settingDown) control.SelectByUser(index);
     });
+    // From anywhere in the window, round the ends.
+    Turn(QKeySequence::NextChild, 1, context);
+    Turn(QKeySequence::PreviousChild, -1, context);
   }
 
   void Down() override {
@@ -103,6 +107,13 @@ class TabStripBinding : public Binding {
   }
 
  private:
+  void Turn(QKeySequence::StandardKey keys, int step, BindingContext& context) {
+    auto* shortcut = new QShortcut(keys, &bar_);  // its child
+    QObject::connect(shortcut, &QShortcut::activated, context.receiver, [this, step] {
+      if (bar_.count() > 0) bar_.setCurrentIndex((bar_.currentIndex() + step + bar_.count()) % bar_.count());
+    });
+  }
+
   TabStrip& control_;
   QTabBar& bar_;
 };
