@@ -15,7 +15,7 @@ namespace {
 
 using Options = OptionsFixture;
 
-using Names = std::vector<std::string>;
+using Lines = std::vector<std::string>;
 
 std::string CaptionOf(const Control& control) {
   if (const auto* label = dynamic_cast<const Label*>(&control)) return label->Caption;
@@ -81,9 +81,9 @@ TEST_F(Options, HasItsControlsWithTheirNumbersAndCaptions) {
   }
   EXPECT_EQ(Dialog().Tag(), "791");
   EXPECT_EQ(Dialog().Caption(), "Pellora !   Options ");
-  Names tabs;
+  Lines tabs;
   for (const ControlPart& tab : Dialog().TabStrip1.Tabs()) tabs.push_back(std::to_string(tab.number) + tab.caption);
-  EXPECT_EQ(tabs, (Names{"600General", "601Connection", "602Scheduling", "604Language"}));
+  EXPECT_EQ(tabs, (Lines{"600General", "601Connection", "602Scheduling", "604Language"}));
 }
 
 TEST_F(Options, AreInEnglishWhatTheyWereDesignedAs) {
@@ -125,10 +125,10 @@ TEST_F(Options, BeginOnTheFirstPageEachTime) {
 
 TEST_F(Options, ShowTheFramesOfTheSelectedTab) {
   Open();
-  const Names kFrames[] = {{"Frame1"}, {"Frame2", "Frame4"}, {"Frame3"}, {"Frame5"}};
+  const Lines kFrames[] = {{"Frame1"}, {"Frame2", "Frame4"}, {"Frame3"}, {"Frame5"}};
   for (const int page : {0, 1, 2, 3, 1, 0}) {
     Do([&] { Dialog().TabStrip1.SelectByUser(page); });
-    Names shown;
+    Lines shown;
     for (const Control* control : Dialog().Controls()) {
       if (control->TypeName == "Frame" && control->Visible) shown.push_back(control->Name);
     }
@@ -244,8 +244,8 @@ TEST_F(Options, ListEachNameThatAFileGivesItself) {
   sim.disk().Put("/prog/two.txt", SimContent("LANG=One\nLANG=Two"));
   sim.disk().Put("/prog/sub/deep.txt", SimContent("LANG=Deep\n"));
   Open();
-  EXPECT_EQ(Dialog().Combo1.Items(), (Names{"Commented", "English", "Deutsch", "b LANG=c", "One", "Two"}));
-  const Names files = {"comment", "english", "german", "middle", "two", "two"};
+  EXPECT_EQ(Dialog().Combo1.Items(), (Lines{"Commented", "English", "Deutsch", "b LANG=c", "One", "Two"}));
+  const Lines files = {"comment", "english", "german", "middle", "two", "two"};
   ASSERT_EQ(Dialog().LanguageCount, 6);
   for (std::size_t i = 0; i < files.size(); ++i) {
     EXPECT_EQ(Dialog().LanguageFiles[i], files[i]);
@@ -261,7 +261,7 @@ TEST_F(Options, ListNoFileAboveOneMebibyteAndNoneThatCannotBeRead) {
     return call == DiskCall::OpenForReading && path == "/prog/bad.txt";
   });
   Show();
-  EXPECT_EQ(Dialog().Combo1.Items(), (Names{"English", "Deutsch"}));
+  EXPECT_EQ(Dialog().Combo1.Items(), (Lines{"English", "Deutsch"}));
 }
 
 TEST_F(Options, ListAtMostAsManyLanguagesAsTheyHaveRoomFor) {
