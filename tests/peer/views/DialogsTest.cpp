@@ -135,7 +135,7 @@ TEST_F(DialogsTest, AFolderDialogGivesAnExistingFolderOrNothing) {
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(dialog->fileMode(), QFileDialog::Directory);
     EXPECT_EQ(dialog->directory().absolutePath(), folder.path());
-    dialog->done(accepted ? QDialog::Accepted : QDialog::Rejected);
+    QMetaObject::invokeMethod(dialog, accepted ? "accept" : "reject");
     Stage::Settle();
     EXPECT_EQ(chosen, accepted ? std::optional(path) : std::nullopt);
   }
