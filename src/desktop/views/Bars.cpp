@@ -86,8 +86,11 @@ class TabStripBinding : public Binding {
       if (!context.settingDown) control.SelectByUser(index);
     });
     // From anywhere in the window, round the ends.
-    Turn(QKeySequence::NextChild, 1, context);
-    Turn(QKeySequence::PreviousChild, -1, context);
+    Turn({Qt::CTRL | Qt::Key_Tab, Qt::CTRL | Qt::Key_PageDown}, 1, context);
+    // What arrives for Tab with Shift differs by platform.
+    Turn({Qt::CTRL | Qt::SHIFT | Qt::Key_Tab, Qt::CTRL | Qt::SHIFT | Qt::Key_Backtab, Qt::CTRL | Qt::Key_Backtab,
+          Qt::CTRL | Qt::Key_PageUp},
+         -1, context);
   }
 
   void Down() override {
@@ -107,11 +110,15 @@ class TabStripBinding : public Binding {
   }
 
  private:
-  void Turn(QKeySequence::StandardKey keys, int step, BindingContext& context) {
-    auto* shortcut = new QShortcut(keys, &bar_);  // its child
-    QObject::connect(shortcut, &QShortcut::activated, context.receiver, [this, step] {
+  void Turn(const QList<QKeySequence>& keys, int step, BindingContext& context) {
+    auto* shortcut = new QShortcut(&bar_);  // its child
+    shortcut->setKeys(keys);
+    const auto turn = [this, step] {
       if (bar_.count() > 0) bar_.setCurrentIndex((bar_.currentIndex() + step + bar_.count()) % bar_.count());
-    });
+    };
+    QObject::connect(shortcut, &QShortcut::activated, context.receiver, turn);
+    // One key can fit two of the sequences.
+    QObject::connect(shortcut, &QShortcut::activatedAmbiguously, context.receiver, turn);
   }
 
   TabStrip& control_;

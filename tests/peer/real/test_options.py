@@ -97,11 +97,7 @@ class Options(unittest.TestCase):
         self.gone(dialog)
 
     def test_the_toolbar_opens_the_dialog_and_its_frame_closes_it(self):
-        self.xdotool("windowactivate", "--sync", self.main)
-        for x in range(20, 700, 30):
-            self.xdotool("mousemove", "--window", self.main, 20, 400)
-            if self.dialog_after_click(x):
-                break
+        self.xdotool("windowactivate", "--sync", self.main, "mousemove", "--window", self.main, 263, 46, "click", 1)
         dialog = self.window("Pellora !   Options")
         self.xdotool("windowactivate", "--sync", dialog, "key", "alt+F4")
         self.gone(dialog)
