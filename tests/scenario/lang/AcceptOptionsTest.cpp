@@ -239,6 +239,33 @@ TEST_F(AcceptOptions, SaysNothingOfAnAutostartEntryOrASettingThatCannotBeWritten
   EXPECT_EQ(Set().MaxSegments, 2);
 }
 
+TEST_F(AcceptOptions, EndsInAMessageOrTakesAllOverWhicheverDiskCallFails) {
+  Start();
+  Show();
+  const std::uint64_t before = sim.disk().Calls();
+  Accepts();
+  const std::uint64_t calls = sim.disk().Calls() - before;
+  ASSERT_GT(calls, 6U);
+  int refused = 0;
+  for (std::uint64_t n = 1; n <= calls; ++n) {
+    Show();
+    const std::string segments = std::to_string(1 + n % 8);
+    Type(Dialog().Text3, segments);
+    sim.disk().FailCall(sim.disk().Calls() + n);
+    ClickOK();
+    if (Dialog().Loaded()) {
+      ++refused;
+      EXPECT_NE(Box(), "") << n;
+      Answer(kAnswerOk);
+      Do([&] { Dialog().Command1.Click(); });
+    } else {
+      EXPECT_EQ(Stored("MaxSegments"), segments) << n;
+    }
+    sim.disk().NoFaults();
+  }
+  EXPECT_EQ(refused, 4);  // opening and writing each of the two test files
+}
+
 // --- Dates.
 
 TEST_F(AcceptOptions, ChangesNothingButTheSecondsInAnyLocale) {

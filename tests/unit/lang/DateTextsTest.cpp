@@ -150,5 +150,27 @@ TEST(ReadLocalDateTime, RefusesWhatIsNoDate) {
   EXPECT_THROW(Read(std::string("3/5/2026 \xff\xfe", 11)), Failure);
 }
 
+TEST(ReadLocalDateTime, MakesAMomentOrAFailureOfAnyText) {
+  const std::string kAlphabet = "0123456789  ::..//--,TapmAPM'\xC2\xA0\xE2\x80\xAF\xD9\xA0\xD8\xB5h";
+  std::uint32_t random = 12345;
+  const auto next = [&random](std::size_t below) {
+    random = random * 1664525U + 1013904223U;
+    return (random >> 8U) % below;
+  };
+  int moments = 0;
+  for (int round = 0; round < 30000; ++round) {
+    std::string text;
+    for (std::size_t length = next(18); length > 0; --length) text += kAlphabet[next(kAlphabet.size())];
+    const DateForms& forms = kSamples[next(kSamples.size())].forms;
+    const auto order = next(2) == 0 ? DateTimeOrder::DateFirst : DateTimeOrder::TimeFirst;
+    DateTimeReading reading;
+    if (!Skip([&] { reading = Read(text, forms, order); })) continue;
+    ++moments;
+    EXPECT_TRUE(reading.hasDate || reading.hasTime) << text;
+    EXPECT_EQ(SerialOf(FieldsOf(reading.serial)), reading.serial) << text;
+  }
+  EXPECT_GT(moments, 10);
+}
+
 }  // namespace
 }  // namespace pellora
