@@ -8,6 +8,7 @@
 #include "core/ListFile.h"
 #include "core/Stop.h"
 #include "lang/Language.h"
+#include "lang/Options.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
 #include "platform/Desktop.h"
@@ -125,7 +126,7 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   program.saveAndQuit = [parts] { parts->Stop(); };
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
-    return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.wantDown, window.form1};
+    return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown, window.form1};
   };
 }
 

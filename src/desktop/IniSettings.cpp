@@ -112,6 +112,7 @@ void IniSettings::Set(const std::string& application, const std::string& key, co
   std::string content = ReadSmallFile(PathOf(application)).value_or("");
   const std::string line = key + "=" + Quote(value);
   const Place place = Find(content, key);
+  if (place.hasKey && Unquote(place.value) == value) return;  // saving all keys mostly changes few
   if (place.hasKey) {
     content.replace(place.lineStart, place.lineEnd - place.lineStart, line);
   } else if (place.hasSection) {

@@ -28,6 +28,7 @@
 #include "desktop/SingleInstance.h"
 #include "desktop/Spawn.h"
 #include "desktop/SystemClock.h"
+#include "desktop/XdgAutoStart.h"
 #include "desktop/views/QtDialogs.h"
 #include "desktop/views/QtWindowSystem.h"
 #include "platform/EventGate.h"
@@ -55,9 +56,11 @@ struct Desktop {
   LocaleFormats locale;
   QtTray tray;
   QtWindowSystem windows{gate};
+  XdgAutoStart autoStart{machine.ProgramFolder() + "/Pellora",
+                         QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
   TaskLoop tasks{gate, events};
-  Platform platform{gate,      events,  tasks, clock,   network, files, settings,
-                    clipboard, dialogs, shell, machine, locale,  tray,  windows};
+  Platform platform{gate,    events, tasks,   clock,  network, files,   settings,  clipboard,
+                    dialogs, shell,  machine, locale, tray,    windows, &autoStart};
 };
 
 bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/Addresses.h"
+#include "lang/Options.h"
 #include "platform/Boxes.h"
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
@@ -23,6 +24,7 @@ MainWindow::MainWindow(Program& program)
     : Window(program.platform, "MainWindow", kProgramName),
       form1(std::make_shared<Form1>(program)),
       wantDown(std::make_shared<WantDown>(program)),
+      optionsWindow(std::make_shared<options>(program)),
       program_(program),
       timerC_(program.platform, kTickMilliseconds),
       timer5_(program.platform, kSaveMilliseconds),
@@ -41,9 +43,7 @@ MainWindow::MainWindow(Program& program)
   Legend(0).Image = "stop";
   Legend(1).Image = "down";
   Legend(2).Image = "shed";
-  // No options dialog, drop basket, preview or version check in this build.
-  mProperties.Enabled = false;
-  Command1(kOptions).Enabled = false;
+  // No drop basket, preview or version check in this build.
   sdb.Visible = false;
   Label7.Visible = false;
   Command5.Visible = false;

@@ -22,6 +22,8 @@
 
 namespace pellora {
 
+class options;
+
 class MainWindow final : public Window, public Lists {
  public:
   // Numbers of RunAction.
@@ -79,7 +81,7 @@ class MainWindow final : public Window, public Lists {
                    {{"AddURL", "Add URL", 100},
                     {"RemoveURL", "Delete URL", 101},
                     {"ResetList", "Reset List", 102},
-                    {"Options", "Options", 103, "", 0, false},
+                    {"Options", "Options", 103},
                     {"PauseDownload", "Pause", 104},
                     {"PauseAll", "Pause All", 105},
                     {"ResumeDownloads", "Resume All", 106},
@@ -141,6 +143,7 @@ class MainWindow final : public Window, public Lists {
 
   const std::shared_ptr<Form1> form1;
   const std::shared_ptr<WantDown> wantDown;
+  const std::shared_ptr<options> optionsWindow;
 
   // Timers run from here on; not before the list was read.
   void StartTimers();
@@ -189,6 +192,7 @@ class MainWindow final : public Window, public Lists {
 
   // Actions.
   Task<bool> Confirm(std::string text, std::string title);
+  void ShowOptions();
   Task<> DeleteSelected();
   Task<> Quit();
   void PauseSelected();

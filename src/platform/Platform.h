@@ -3,6 +3,7 @@
 
 namespace pellora {
 
+class AutoStart;
 class Clipboard;
 class Clock;
 class Dialogs;
@@ -33,6 +34,7 @@ struct Platform {
   Locale& locale;
   Tray& tray;
   WindowSystem& windows;
+  AutoStart* autoStart = nullptr;  // null where no program can start with the user's session
 };
 
 }  // namespace pellora

@@ -55,6 +55,14 @@ void SimDialogs::AskSavePath(const SaveRequest& request,
   }
 }
 
+void SimDialogs::AskFolder(const FolderRequest& request,
+                           std::function<void(std::optional<std::string> folder)> answered) {
+  folders_.push_back(request);
+  loop_.Trace().Note(loop_.Time(), "folder", folders_.size(), 0, request.start);
+  standingFolders_.push_back(std::move(answered));
+  CountStanding();
+}
+
 bool SimDialogs::Asked(const std::string& part) const {
   return std::any_of(boxes_.begin(), boxes_.end(),
                      [&](const BoxRequest& box) { return box.text.find(part) != std::string::npos; });
@@ -80,6 +88,13 @@ void SimDialogs::AnswerNextSave(std::optional<std::string> path) {
   loop_.Post([answered = std::move(answered), path = std::move(path)] { answered(path); });
 }
 
+void SimDialogs::AnswerNextFolder(std::optional<std::string> folder) {
+  if (standingFolders_.empty()) throw std::logic_error("no folder dialog stands");
+  auto answered = std::move(standingFolders_.front());
+  standingFolders_.pop_front();
+  loop_.Post([answered = std::move(answered), folder = std::move(folder)] { answered(folder); });
+}
+
 void SimDialogs::AutoAnswer(const std::string& part, int answer, std::uint32_t delay) {
   rules_.push_back({part, answer, delay});
 }
@@ -92,7 +107,9 @@ void SimDialogs::AnswerBox(std::uint64_t id, int answer) {
   loop_.Post([answered = std::move(answered), answer] { answered(answer); });
 }
 
-void SimDialogs::CountStanding() { most_ = std::max(most_, standing_.size() + standingSaves_.size()); }
+void SimDialogs::CountStanding() {
+  most_ = std::max(most_, standing_.size() + standingSaves_.size() + standingFolders_.size());
+}
 
 void SimShell::OpenPath(const std::string& path, const std::string& workingFolder) {
   opened.emplace_back(path, workingFolder);
@@ -115,6 +132,12 @@ void SimShell::Start(const std::string& program, const std::vector<std::string>&
 void SimMachine::End(int code) {
   if (!endCode) endCode = code;
   loop_.End();
+}
+
+void SimAutoStart::SetEntry(bool aPresent) {
+  ++writes;
+  if (failWrites) throw Failure(FailureNumber::File, "PelloraAutoStart.desktop: cannot be written");
+  present = aPresent;
 }
 
 std::string SimLocale::DateTimeText(double serial) const {

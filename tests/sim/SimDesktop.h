@@ -14,6 +14,7 @@
 
 #include "SimDisk.h"
 #include "SimLoop.h"
+#include "platform/AutoStart.h"
 #include "platform/Desktop.h"
 #include "platform/Views.h"
 #include "platform/Window.h"
@@ -42,10 +43,13 @@ class SimDialogs final : public Dialogs {
   explicit SimDialogs(SimLoop& loop) : loop_(loop) {}
   void Ask(const BoxRequest& request, std::function<void(int answer)> answered) override;
   void AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) override;
+  void AskFolder(const FolderRequest& request,
+                 std::function<void(std::optional<std::string> folder)> answered) override;
 
   // Every box and save dialog ever shown, in order.
   const std::vector<BoxRequest>& Boxes() const { return boxes_; }
   const std::vector<SaveRequest>& Saves() const { return saves_; }
+  const std::vector<FolderRequest>& Folders() const { return folders_; }
   bool Asked(const std::string& part) const;  // some box's text has that part
   // What stands now, oldest first.
   std::size_t Standing() const { return standing_.size(); }
@@ -57,6 +61,7 @@ class SimDialogs final : public Dialogs {
   // Answers the oldest one that stands. An answer that its buttons do not give is an error of the test.
   void AnswerNext(int answer);
   void AnswerNextSave(std::optional<std::string> path);
+  void AnswerNextFolder(std::optional<std::string> folder);
   // Boxes whose text has that part ("" is every box) are answered so `delay` ms after they open. The
   // first rule that fits counts.
   void AutoAnswer(const std::string& part, int answer, std::uint32_t delay = 0);
@@ -80,8 +85,10 @@ class SimDialogs final : public Dialogs {
   SimLoop& loop_;
   std::vector<BoxRequest> boxes_;
   std::vector<SaveRequest> saves_;
+  std::vector<FolderRequest> folders_;
   std::deque<Open<int>> standing_;
   std::deque<Open<std::optional<std::string>>> standingSaves_;
+  std::deque<std::function<void(std::optional<std::string>)>> standingFolders_;
   std::vector<Rule> rules_;
   std::function<std::optional<std::string>(const SaveRequest&)> choose_;
   std::uint64_t nextId_ = 1;
@@ -118,13 +125,26 @@ class SimMachine final : public Machine {
   SimLoop& loop_;
 };
 
+// The list of programs that start with the session: whether this one is in it, and how often it was written.
+class SimAutoStart final : public AutoStart {
+ public:
+  void SetEntry(bool aPresent) override;
+
+  bool present = false;
+  int writes = 0;
+  bool failWrites = false;
+};
+
 // Decimal point, and dates as 2026-11-21 00:16:00.
 class SimLocale final : public Locale {
  public:
   std::string DecimalSeparator() const override { return decimalSeparator; }
   std::string DateTimeText(double serial) const override;
 
+  DateForms ShortForms() const override { return forms; }
+
   std::string decimalSeparator = ".";
+  DateForms forms;
 };
 
 class SimTray final : public Tray {

@@ -73,6 +73,7 @@ class SimPlatform {
   SimShell& shell() { return shell_; }
   SimMachine& machine() { return machine_; }
   SimLocale& locale() { return locale_; }
+  SimAutoStart& autoStart() { return autoStart_; }
   SimTray& tray() { return tray_; }
   SimWindows& windows() { return windows_; }
   SimRandom& random() { return random_; }
@@ -119,6 +120,7 @@ class SimPlatform {
   SimShell shell_;
   SimMachine machine_;
   SimLocale locale_;
+  SimAutoStart autoStart_;
   SimTray tray_;
   SimWindows windows_;
   std::unique_ptr<TaskLoop> tasks_;

@@ -151,9 +151,13 @@ void FormHost::BringDown() {
   if (root_ == nullptr || dirty_.empty()) return;
   const auto changed = std::exchange(dirty_, {});
   context_.settingDown = true;
-  for (const Control* control : changed) {
-    const auto at = bindings_.find(control);
-    if (at != bindings_.end()) at->second->Down();
+  // What goes makes room first: a form that shows both of two parts for a moment grows for good.
+  for (const bool visible : {false, true}) {
+    for (const Control* control : changed) {
+      if (control->Visible() != visible) continue;
+      const auto at = bindings_.find(control);
+      if (at != bindings_.end()) at->second->Down();
+    }
   }
   context_.settingDown = false;
   for (FileIcon& entry : fileIcons_) {

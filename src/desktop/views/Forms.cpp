@@ -13,6 +13,7 @@
 #include "ui_MainWindow.h"
 #include "ui_TransferWindow.h"
 #include "ui_WantDown.h"
+#include "ui_options.h"
 
 namespace pellora {
 
@@ -30,10 +31,11 @@ struct Form {
   QWidget* (*make)();
 };
 
-constexpr std::array<Form, 4> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
+constexpr std::array<Form, 5> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
                                          {"TransferWindow", &Make<::Ui::TransferWindow, QWidget>},
                                          {"Form1", &Make<::Ui::Form1, QDialog>},
-                                         {"WantDown", &Make<::Ui::WantDown, QDialog>}}};
+                                         {"WantDown", &Make<::Ui::WantDown, QDialog>},
+                                         {"options", &Make<::Ui::options, QDialog>}}};
 
 // Keeps a label quieter than its neighbours on every palette, also on one that changes. Themes that know
 // nothing of PlaceholderText leave it black on a dark window.

@@ -1,6 +1,7 @@
 #include "desktop/views/QtDialogs.h"
 
 #include <QCloseEvent>
+#include <QDir>
 #include <QFile>
 #include <QFileDialog>
 #include <QMessageBox>
@@ -43,6 +44,8 @@ QString DrawingOf(int style) {
       return QStringLiteral("critical");
     case kQuestion:
       return QStringLiteral("question");
+    case kWarning:
+      return QStringLiteral("warning");
     case kInformation:
       return QStringLiteral("information");
     default:
@@ -96,13 +99,29 @@ void QtDialogs::AskSavePath(const SaveRequest& request, std::function<void(std::
   dialog->setNameFilter(NameFilter(request.filter));
   dialog->setDirectory(QStandardPaths::writableLocation(QStandardPaths::DownloadLocation));
   dialog->selectFile(DisplayLine(request.proposal));
-  connect(dialog, &QDialog::finished, this, [this, dialog, answered = std::move(answered)](int result) {
+  OpenFileDialog(*dialog, std::move(answered));
+}
+
+void QtDialogs::AskFolder(const FolderRequest& request,
+                          std::function<void(std::optional<std::string> folder)> answered) {
+  auto* dialog = new QFileDialog(nullptr, DisplayLine(request.title));
+  dialog->setFileMode(QFileDialog::Directory);
+  dialog->setOption(QFileDialog::ShowDirsOnly);
+  const QString start = QFile::decodeName(QByteArray::fromStdString(request.start));
+  dialog->setDirectory(QDir(start).exists() && QDir::isAbsolutePath(start)
+                           ? start
+                           : QStandardPaths::writableLocation(QStandardPaths::HomeLocation));
+  OpenFileDialog(*dialog, std::move(answered));
+}
+
+void QtDialogs::OpenFileDialog(QFileDialog& dialog, std::function<void(std::optional<std::string> path)> answered) {
+  connect(&dialog, &QDialog::finished, this, [this, &dialog, answered = std::move(answered)](int result) {
     std::optional<std::string> path;
-    const QStringList files = dialog->selectedFiles();
+    const QStringList files = dialog.selectedFiles();
     if (result == QDialog::Accepted && !files.isEmpty()) path = QFile::encodeName(files.first()).toStdString();
     Post([answered, path] { answered(path); });
   });
-  Open(*dialog);
+  Open(dialog);
 }
 
 void QtDialogs::Open(QDialog& dialog) {

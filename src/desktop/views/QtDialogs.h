@@ -1,4 +1,4 @@
-// QtDialogs: message boxes and the save dialog. They block the user's input to the other windows and
+// QtDialogs: message boxes and file dialogs. They block the user's input to the other windows and
 // nothing else; no event loop is nested. Each answer is posted through the gate.
 #pragma once
 
@@ -11,6 +11,7 @@
 #include "platform/EventGate.h"
 
 class QDialog;
+class QFileDialog;
 
 namespace pellora {
 
@@ -27,9 +28,12 @@ class QtDialogs : public QObject, public Dialogs {
   // be left by its frame or by Esc.
   void Ask(const BoxRequest& request, std::function<void(int answer)> answered) override;
   void AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) override;
+  void AskFolder(const FolderRequest& request,
+                 std::function<void(std::optional<std::string> folder)> answered) override;
 
  private:
   void Open(QDialog& dialog);
+  void OpenFileDialog(QFileDialog& dialog, std::function<void(std::optional<std::string> path)> answered);
   void Post(std::function<void()> answer);
 
   EventGate& gate_;

@@ -94,5 +94,17 @@ TEST_F(IniSettingsTest, ALinkedFileStaysALinkAndKeepsItsRights) {
   EXPECT_EQ(status.st_mode & 07777, 0640u);
 }
 
+TEST_F(IniSettingsTest, WritesNothingWhereTheTextStandsAlready) {
+  settings.Set("Pellora", "A", " 1 ");
+  struct stat before {
+  }, after{};
+  ASSERT_EQ(stat(file.c_str(), &before), 0);
+  settings.Set("Pellora", "A", " 1 ");
+  ASSERT_EQ(stat(file.c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+  settings.Set("Pellora", "A", "1");
+  EXPECT_EQ(settings.Get("Pellora", "A"), "1");
+}
+
 }  // namespace
 }  // namespace pellora

@@ -9,6 +9,7 @@
 #include <QStyleFactory>
 #include <cstdio>
 
+#include "OptionsStage.h"
 #include "Samples.h"
 #include "Stage.h"
 #include "desktop/views/QtDialogs.h"
@@ -125,6 +126,17 @@ void DrawDialogs(Stage& stage, Painter& painter) {
   if (QWidget* box = QApplication::activeModalWidget()) painter.Save(*box, QStringLiteral("box"));
 }
 
+void DrawOptions(Painter& painter, const char* language, const QLocale& locale) {
+  OptionsStage options(QStringLiteral(PELLORA_LANGUAGES));
+  options.locale.locale = locale;
+  options.Speak(language);
+  options.Show();
+  for (int page = 0; page < 4; ++page) {
+    options.window->TabStrip1.SelectByUser(page);
+    painter.SaveWindow(*options.window, QStringLiteral("options-%1-%2").arg(QLatin1String(language)).arg(page + 1));
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -143,6 +155,8 @@ int main(int argc, char** argv) {
     DrawTransfer(stage, painter);
     DrawMain(stage, painter);
     DrawDialogs(stage, painter);
+    DrawOptions(painter, "english", QLocale(QLocale::English, QLocale::UnitedStates));
+    DrawOptions(painter, "german", QLocale(QLocale::German, QLocale::Germany));
     failed = failed || painter.failed;
   }
   return failed ? 1 : 0;

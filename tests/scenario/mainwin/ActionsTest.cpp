@@ -258,14 +258,19 @@ TEST_F(Actions, ResumeAllIsEndedByAReset) {
   EXPECT_FALSE(Rec(1).Active);
 }
 
-TEST_F(Actions, BrowserAndOptionsDoNothing) {
+TEST_F(Actions, BrowserDoesNothing) {
   const std::int16_t index = Selected();
   Run(MainWindow::kBrowser);
-  Run(MainWindow::kOptions);
   Do([&] { window().Toolbar1.ClickButton("Browser"); });
   EXPECT_TRUE(Rec(index).InUse);
   EXPECT_EQ(sim.dialogs().Boxes().size(), 0U);
-  EXPECT_FALSE(window().mProperties.Enabled());
+  EXPECT_EQ(sim.windows().Count("options"), 0U);
+}
+
+TEST_F(Actions, OptionsOpenTheirDialog) {
+  Start();
+  Run(MainWindow::kOptions);
+  EXPECT_EQ(sim.windows().Count("options"), 1U);
 }
 
 TEST_F(Actions, ResetAsksNothingForOnlyFinishedFiles) {

@@ -155,6 +155,7 @@ class NoDialogs final : public Dialogs {
  public:
   void Ask(const BoxRequest&, std::function<void(int)>) override {}
   void AskSavePath(const SaveRequest&, std::function<void(std::optional<std::string>)>) override {}
+  void AskFolder(const FolderRequest&, std::function<void(std::optional<std::string>)>) override {}
 };
 
 class NoShell final : public Shell {

@@ -63,6 +63,7 @@ class NoDialogs final : public Dialogs {
  public:
   void Ask(const BoxRequest&, std::function<void(int)>) override { Unused(); }
   void AskSavePath(const SaveRequest&, std::function<void(std::optional<std::string>)>) override { Unused(); }
+  void AskFolder(const FolderRequest&, std::function<void(std::optional<std::string>)>) override { Unused(); }
 };
 
 class NoShell final : public Shell {
