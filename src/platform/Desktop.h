@@ -1,4 +1,4 @@
-// The small ports to the user's desktop: settings store, clipboard, dialogs, shell, machine, locale, tray.
+// The small ports to the user's desktop: settings store, clipboard, dialogs, shell, machine, locale.
 #pragma once
 
 #include <functional>
@@ -88,13 +88,6 @@ class Locale {
   // The general date and time text of a serial of days since 30 December 1899; the time is left out at
   // midnight and the date on day 0; empty for what is no date.
   virtual std::string DateTimeText(double serial) const = 0;
-};
-
-class Tray {
- public:
-  virtual ~Tray() = default;
-  virtual void SetTip(const std::string& text) = 0;
-  virtual void SetLevel(int level) = 0;  // 0 idle to 4 full speed
 };
 
 }  // namespace pellora

@@ -3,6 +3,7 @@
 
 namespace pellora {
 
+class BrowserMenu;
 class Clipboard;
 class Clock;
 class Dialogs;
@@ -33,6 +34,7 @@ struct Platform {
   Locale& locale;
   Tray& tray;
   WindowSystem& windows;
+  BrowserMenu* browserMenu = nullptr;  // null where there are no browsers
 };
 
 }  // namespace pellora

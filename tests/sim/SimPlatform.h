@@ -74,6 +74,7 @@ class SimPlatform {
   SimMachine& machine() { return machine_; }
   SimLocale& locale() { return locale_; }
   SimTray& tray() { return tray_; }
+  SimBrowserMenu& browserMenu() { return browserMenu_; }
   SimWindows& windows() { return windows_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
@@ -120,6 +121,7 @@ class SimPlatform {
   SimMachine machine_;
   SimLocale locale_;
   SimTray tray_;
+  SimBrowserMenu browserMenu_;
   SimWindows windows_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;
