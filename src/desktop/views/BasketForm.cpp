@@ -113,6 +113,7 @@ void BasketForm::dragMoveEvent(QDragMoveEvent* event) {
 
 void BasketForm::dropEvent(QDropEvent* event) {
   if (basket_ == nullptr || basket_->OLEDragDrop(DraggedData(*event->mimeData()), kDropNone) != kDropCopy) {
+    event->setDropAction(Qt::IgnoreAction);
     event->ignore();
     return;
   }

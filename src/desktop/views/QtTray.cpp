@@ -41,7 +41,10 @@ class TrayMenuView final : public QObject, public WindowView {
       auto* const action = new QAction(&menu_);
       menu_.addAction(action);
       action->setObjectName(ObjectName(entry->Name));
-      if (entry->Caption() == "-") action->setSeparator(true);
+      if (entry->Caption() == "-") {
+        action->setSeparator(true);
+        continue;
+      }
       bindings_.emplace(entry, Bind(*entry, *action, context_));
       bindings_.at(entry)->Down();
       if (entry->Name == "openwin") menu_.setDefaultAction(action);
