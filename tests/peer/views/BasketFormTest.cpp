@@ -8,6 +8,7 @@
 #include <QTest>
 #include <QUrl>
 #include <memory>
+#include <string>
 
 #include "SimPlatform.h"
 #include "Stage.h"
@@ -33,6 +34,9 @@ class BasketWidget : public ::testing::Test {
         platform{sim.gate(),      sim.loop(),    sim.tasks(), sim.loop(),    sim.network(), sim.disk(), sim.settings(),
                  sim.clipboard(), sim.dialogs(), sim.shell(), sim.machine(), sim.locale(),  sim.tray(), windows},
         app(std::make_unique<App>(platform)) {
+    sim.disk().Put("/prog/english.txt",
+                   SimContent(std::string("700=&Open Pellora!\n701=&Pause all downloads\n702=&Resume all downloads\n"
+                                          "703=&Exit\n704=Pellora!\n805=&Close Basket\n")));
     sim.Do([&] { app->Start(); });
     Settle();
     sim.Do([&] { app->mainWindow().ShowBasket(true); });
