@@ -97,7 +97,11 @@ class Browser(unittest.TestCase):
         return self.origin.url(path)
 
     def check_taken(self, url, page):
-        [download] = self.session.companion.wait_finished([url], 40)
+        try:
+            [download] = self.session.companion.wait_finished([url], 40)
+        except TimeoutError:
+            self.session.keep_picture("not-taken")
+            raise
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(30000))
         self.calls.seek(0)
         calls = self.calls.read().decode()
