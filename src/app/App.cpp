@@ -5,6 +5,9 @@
 #include <string>
 #include <utility>
 
+#include "capture/DownloadBasket.h"
+#include "capture/PelloraCatcher.h"
+#include "capture/SetBrowserMenu.h"
 #include "core/ListFile.h"
 #include "core/Stop.h"
 #include "lang/Language.h"
@@ -53,11 +56,15 @@ void SkipAloud(Program& program, const char* what, Step&& step) {
 struct App::Parts {
   explicit Parts(Platform& platform) : program(platform) {}
 
-  // The window comes into being at its first use.
+  // The window comes into being at its first use, and with it those that stand beside it.
   MainWindow& Main() {
     if (!mainWindow) {
       mainWindow = std::make_shared<MainWindow>(program);
       program.lists = mainWindow.get();
+      catcher = std::make_shared<PelloraCatcher>(program, mainWindow);
+      program.catcher = catcher.get();
+      basket = std::make_shared<DownloadBasket>(program, mainWindow, catcher);
+      program.basket = basket.get();
     }
     return *mainWindow;
   }
@@ -69,7 +76,7 @@ struct App::Parts {
     if (mainWindow) {
       mainWindow->StopTimers();
       mainWindow->EndResumeAll();
-      windows.push_back(mainWindow->wantDown);
+      windows = {catcher, mainWindow->wantDown};
     }
     pellora::SaveAndQuit(program, windows);
   }
@@ -84,6 +91,8 @@ struct App::Parts {
 
   Program program;
   std::shared_ptr<MainWindow> mainWindow;
+  std::shared_ptr<PelloraCatcher> catcher;
+  std::shared_ptr<DownloadBasket> basket;
   std::deque<std::string> earlyUrls;  // handed over before the start sequence was over
   bool earlyResume = false;
   bool started = false;
@@ -100,6 +109,7 @@ Task<> App::Parts::Start(Parts* parts) {
   SkipAloud(program, "The settings cannot be read.",
             [&] { LoadSettings(program.settings, platform.settings, platform.machine, platform.clock); });
   Skip([&] { LoadLanguage(program, program.settings.Language); });
+  if (platform.browserMenu) SetBrowserMenu(*platform.browserMenu, program.settings.BrowserIngeration);
   Skip([&] { platform.settings.Set("Pellora", "AppPath", platform.machine.ProgramFolder()); });
   program.ShowTransferWindow = true;
   SkipAloud(program, "The list cannot be read, and is left as it is: downloads added now are not saved.",
@@ -126,7 +136,8 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   program.saveAndQuit = [parts] { parts->Stop(); };
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
-    return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown, window.form1};
+    return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown,
+                                                parts->catcher, window.form1};
   };
 }
 
@@ -188,5 +199,15 @@ std::vector<DownloadInfo> App::List() const {
 
 Program& App::program() { return parts_->program; }
 MainWindow& App::mainWindow() { return parts_->Main(); }
+
+PelloraCatcher& App::catcher() {
+  parts_->Main();
+  return *parts_->catcher;
+}
+
+DownloadBasket& App::basket() {
+  parts_->Main();
+  return *parts_->basket;
+}
 
 }  // namespace pellora

@@ -11,7 +11,9 @@
 
 namespace pellora {
 
+class DownloadBasket;
 class MainWindow;
+class PelloraCatcher;
 
 // What a script sees of one listed record.
 struct DownloadInfo {
@@ -54,6 +56,8 @@ class App {
 
   Program& program();
   MainWindow& mainWindow();
+  PelloraCatcher& catcher();
+  DownloadBasket& basket();
 
  private:
   struct Parts;

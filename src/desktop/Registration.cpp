@@ -43,7 +43,7 @@ std::string IconFile(int size) {
   QByteArray bytes;
   QBuffer buffer(&bytes);
   buffer.open(QIODevice::WriteOnly);
-  ProgramIcon(size, 0).save(&buffer, "PNG");
+  ProgramIcon(size).save(&buffer, "PNG");
   return bytes.toStdString();
 }
 

@@ -6,6 +6,7 @@
 
 #include "core/Addresses.h"
 #include "lang/Options.h"
+#include "core/Capture.h"
 #include "platform/Boxes.h"
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
@@ -43,10 +44,8 @@ MainWindow::MainWindow(Program& program)
   Legend(0).Image = "stop";
   Legend(1).Image = "down";
   Legend(2).Image = "shed";
-  // No drop basket, preview or version check in this build.
-  sdb.Visible = false;
+  // No preview or version check in this build.
   Label7.Visible = false;
-  Command5.Visible = false;
   Command2.Enabled = false;
   Command3.Enabled = false;
 
@@ -63,6 +62,8 @@ void MainWindow::ConnectEvents() {
   mPauseall.OnClick = [this] { RunAction(kPauseAll); };
   mResumeall.OnClick = [this] { RunAction(kResumeAll); };
   mProperties.OnClick = [this] { RunAction(kOptions); };
+  sdb.OnClick = [this] { ShowBasket(!sdb.Checked); };
+  Command5.OnClick = [this] { ShowBasket(true); };
   sdw.OnClick = [this] {
     program_.ShowTransferWindow = !program_.ShowTransferWindow;
     sdw.Checked = program_.ShowTransferWindow;
@@ -132,6 +133,7 @@ void MainWindow::ConnectHints() {
 
 void MainWindow::OnLoad() {
   Show();
+  if (program_.catcher) program_.catcher->LoadWindow();
   form1->Load();
   ShowVersion();
   showSidePane_ = false;
@@ -151,6 +153,11 @@ void MainWindow::OnQueryUnload(bool& cancel, UnloadMode mode) {
 void MainWindow::OnMouseMove() { ShowVersion(); }
 
 void MainWindow::ShowVersion() { Status(std::string("Pellora v") + kVersionText); }
+
+void MainWindow::ShowBasket(bool shown) {
+  sdb.Checked = shown;  // before the basket, which takes its time at its first showing
+  if (program_.basket) program_.basket->SetShown(shown);
+}
 
 void MainWindow::StartTimers() {
   timerC_.SetEnabled(true);

@@ -154,6 +154,8 @@ class MainWindow final : public Window, public Lists {
   void resumeall() { RunAction(kResumeAll); }
   // Ends a "resume all" that is under way.
   void EndResumeAll() { ++resumeRun_; }
+  // The drop basket and the mark of its menu entry.
+  void ShowBasket(bool shown);
   void Resize();
 
   void RefreshRows(std::int16_t index, std::int16_t force) override;

@@ -1,4 +1,4 @@
-// The small ports to the user's desktop: settings store, clipboard, dialogs, shell, machine, locale, tray.
+// The small ports to the user's desktop: settings store, clipboard, dialogs, shell, machine, locale.
 #pragma once
 
 #include <functional>
@@ -101,13 +101,6 @@ class Locale {
   virtual std::string DateTimeText(double serial) const = 0;
   // How short dates and times are shown and typed.
   virtual DateForms ShortForms() const { return {}; }
-};
-
-class Tray {
- public:
-  virtual ~Tray() = default;
-  virtual void SetTip(const std::string& text) = 0;
-  virtual void SetLevel(int level) = 0;  // 0 idle to 4 full speed
 };
 
 }  // namespace pellora

@@ -4,6 +4,7 @@
 namespace pellora {
 
 class AutoStart;
+class BrowserMenu;
 class Clipboard;
 class Clock;
 class Dialogs;
@@ -34,7 +35,8 @@ struct Platform {
   Locale& locale;
   Tray& tray;
   WindowSystem& windows;
-  AutoStart* autoStart = nullptr;  // null where no program can start with the user's session
+  AutoStart* autoStart = nullptr;      // null where no program can start with the user's session
+  BrowserMenu* browserMenu = nullptr;  // null where there are no browsers
 };
 
 }  // namespace pellora

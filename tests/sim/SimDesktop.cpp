@@ -164,14 +164,37 @@ std::string SimLocale::DateTimeText(double serial) const {
   return text + two(seconds / 3600) + ":" + two(seconds / 60 % 60) + ":" + two(seconds % 60);
 }
 
-void SimTray::SetTip(const std::string& text) {
-  tip = text;
-  tips.push_back(text);
+void SimTray::Add(const std::string& aPicture, const std::string& aTip, TrayEvents& events) {
+  picture = aPicture;
+  tip = aTip;
+  events_ = &events;
+  ++added;
 }
 
-void SimTray::SetLevel(int aLevel) {
-  level = aLevel;
-  levels.push_back(aLevel);
+void SimTray::SetPicture(const std::string& aPicture) {
+  picture = aPicture;
+  pictures.push_back(aPicture);
+}
+
+void SimTray::SetTip(const std::string& aTip) {
+  tip = aTip;
+  tips.push_back(aTip);
+}
+
+void SimTray::Delete() {
+  events_ = nullptr;
+  ++deleted;
+}
+
+void SimTray::Mouse(int message) {
+  if (!events_) throw std::logic_error("there is no icon");
+  events_->TrayMouseEvent(message);
+}
+
+void SimBrowserMenu::SetEntry(bool present) {
+  ++calls;
+  if (parentMissing) throw Failure(FailureNumber::File, "no browser");
+  entry = present;
 }
 
 class SimView final : public WindowView {
@@ -190,6 +213,7 @@ class SimView final : public WindowView {
     ++record_.hidden;
   }
   void Raise() override { ++record_.raised; }
+  void SetState(WindowState state) override { record_.states.push_back(state); }
   void Changed(const Control* control) override {
     ++record_.changes;
     if (control) ++record_.changesOf[control->Name];
@@ -204,6 +228,16 @@ std::unique_ptr<WindowView> SimWindows::NewView(Window& window) {
   record.window = &window;
   record.typeName = window.TypeName;
   return std::make_unique<SimView>(record);
+}
+
+void SimWindows::PopUp(const std::vector<Menu*>& entries, const Menu& standard) {
+  SimPopup& popup = popups.emplace_back();
+  popup.standard = standard.Name;
+  for (Menu* const entry : entries) {
+    if (!entry->Visible()) continue;
+    popup.entries.push_back(entry);
+    popup.captions.push_back(entry->Caption);
+  }
 }
 
 std::vector<Window*> SimWindows::Loaded() const {

@@ -15,7 +15,9 @@
 #include "SimDisk.h"
 #include "SimLoop.h"
 #include "platform/AutoStart.h"
+#include "platform/BrowserMenu.h"
 #include "platform/Desktop.h"
+#include "platform/Tray.h"
 #include "platform/Views.h"
 #include "platform/Window.h"
 
@@ -147,15 +149,42 @@ class SimLocale final : public Locale {
   DateForms forms;
 };
 
+// The notification area. A test acts on the icon with Mouse.
 class SimTray final : public Tray {
  public:
-  void SetTip(const std::string& text) override;
-  void SetLevel(int level) override;
+  void Add(const std::string& picture, const std::string& tip, TrayEvents& events) override;
+  void SetPicture(const std::string& picture) override;
+  void SetTip(const std::string& tip) override;
+  void Delete() override;
+
+  bool Shown() const { return events_ != nullptr; }
+  void Mouse(int message);
 
   std::string tip;
-  int level = -1;  // -1: never set
-  std::vector<std::string> tips;
-  std::vector<int> levels;
+  std::string picture;
+  std::vector<std::string> tips;  // those set later than at the adding, in order; as the pictures
+  std::vector<std::string> pictures;
+  int added = 0;
+  int deleted = 0;
+
+ private:
+  TrayEvents* events_ = nullptr;
+};
+
+class SimBrowserMenu final : public BrowserMenu {
+ public:
+  void SetEntry(bool present) override;
+
+  bool entry = false;
+  bool parentMissing = false;  // nothing can be written then
+  int calls = 0;
+};
+
+// A menu that was opened at the mouse pointer, as it looked.
+struct SimPopup {
+  std::vector<std::string> captions;
+  std::vector<Menu*> entries;
+  std::string standard;
 };
 
 // What a view has been told.
@@ -166,6 +195,7 @@ struct SimViewRecord {
   int shown = 0;
   int hidden = 0;
   int raised = 0;
+  std::vector<WindowState> states;
   std::uint64_t changes = 0;                       // of the window and its controls
   std::map<std::string, std::uint64_t> changesOf;  // by control name
 };
@@ -174,6 +204,11 @@ struct SimViewRecord {
 class SimWindows final : public WindowSystem {
  public:
   std::unique_ptr<WindowView> NewView(Window& window) override;
+  ScreenSize Screen() const override { return screen; }
+  void PopUp(const std::vector<Menu*>& entries, const Menu& standard) override;
+
+  ScreenSize screen{1280, 1024};
+  std::vector<SimPopup> popups;  // every one ever opened, in order
 
   // Windows that are loaded, oldest first.
   std::vector<Window*> Loaded() const;

@@ -75,6 +75,7 @@ class SimPlatform {
   SimLocale& locale() { return locale_; }
   SimAutoStart& autoStart() { return autoStart_; }
   SimTray& tray() { return tray_; }
+  SimBrowserMenu& browserMenu() { return browserMenu_; }
   SimWindows& windows() { return windows_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
@@ -122,6 +123,7 @@ class SimPlatform {
   SimLocale locale_;
   SimAutoStart autoStart_;
   SimTray tray_;
+  SimBrowserMenu browserMenu_;
   SimWindows windows_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;

@@ -8,7 +8,9 @@
 #include <QPalette>
 #include <array>
 
+#include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
+#include "ui_DownloadBasket.h"
 #include "ui_Form1.h"
 #include "ui_MainWindow.h"
 #include "ui_TransferWindow.h"
@@ -31,11 +33,12 @@ struct Form {
   QWidget* (*make)();
 };
 
-constexpr std::array<Form, 5> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
+constexpr std::array<Form, 6> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
                                          {"TransferWindow", &Make<::Ui::TransferWindow, QWidget>},
                                          {"Form1", &Make<::Ui::Form1, QDialog>},
                                          {"WantDown", &Make<::Ui::WantDown, QDialog>},
-                                         {"options", &Make<::Ui::options, QDialog>}}};
+                                         {"options", &Make<::Ui::options, QDialog>},
+                                         {"DownloadBasket", &Make<::Ui::DownloadBasket, BasketForm>}}};
 
 // Keeps a label quieter than its neighbours on every palette, also on one that changes. Themes that know
 // nothing of PlaceholderText leave it black on a dark window.

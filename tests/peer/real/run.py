@@ -3,6 +3,7 @@
 
 PELLORA_PROGRAM   the program's folder, build/release/Pellora if not set
 PELLORA_KILLS     rounds of the kill test
+PELLORA_PICTURES  a folder for pictures of the display at some moments
 PELLORA_KEEP      leaves the run's folder behind, to look into
 """
 

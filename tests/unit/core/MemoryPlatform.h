@@ -25,6 +25,7 @@
 #include "platform/Network.h"
 #include "platform/Platform.h"
 #include "platform/TaskLoop.h"
+#include "platform/Tray.h"
 #include "platform/Views.h"
 
 namespace pellora::test {
@@ -173,13 +174,17 @@ class PlainLocale final : public Locale {
 
 class NoTray final : public Tray {
  public:
+  void Add(const std::string&, const std::string&, TrayEvents&) override {}
+  void SetPicture(const std::string&) override {}
   void SetTip(const std::string&) override {}
-  void SetLevel(int) override {}
+  void Delete() override {}
 };
 
 class NoWindows final : public WindowSystem {
  public:
   std::unique_ptr<WindowView> NewView(Window&) override { return nullptr; }
+  ScreenSize Screen() const override { return {}; }
+  void PopUp(const std::vector<Menu*>&, const Menu&) override {}
 };
 
 struct MemoryPlatform {

@@ -16,6 +16,7 @@
 #include "platform/Network.h"
 #include "platform/Platform.h"
 #include "platform/TaskLoop.h"
+#include "platform/Tray.h"
 #include "platform/Views.h"
 
 namespace pellora {
@@ -88,13 +89,17 @@ class NoLocale final : public Locale {
 
 class NoTray final : public Tray {
  public:
+  void Add(const std::string&, const std::string&, TrayEvents&) override { Unused(); }
+  void SetPicture(const std::string&) override { Unused(); }
   void SetTip(const std::string&) override { Unused(); }
-  void SetLevel(int) override { Unused(); }
+  void Delete() override { Unused(); }
 };
 
 class NoWindows final : public WindowSystem {
  public:
   std::unique_ptr<WindowView> NewView(Window&) override { Unused(); }
+  ScreenSize Screen() const override { Unused(); }
+  void PopUp(const std::vector<Menu*>&, const Menu&) override { Unused(); }
 };
 
 // Files to read; the path is the key.

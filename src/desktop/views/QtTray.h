@@ -1,0 +1,60 @@
+// QtTray: the icon in the notification area, as a status notifier item or on an X tray.
+//
+// Qt decides once in a process which of the two there is, and asks the bus for it and waits. So the icon is
+// made only when a host of status notifier items has said that it is there, or, on X, when none has
+// done so for a while; an X tray may then come at any later time. Without either the program is reached by
+// a second start.
+#pragma once
+
+#include <QDBusMessage>
+#include <QHash>
+#include <QIcon>
+#include <QMenu>
+#include <QObject>
+#include <QSystemTrayIcon>
+#include <memory>
+#include <string>
+
+#include "platform/Tray.h"
+
+namespace pellora {
+
+class EventGate;
+class QtWindowSystem;
+class Window;
+class WindowView;
+
+class QtTray final : public QObject, public Tray {
+  Q_OBJECT
+
+ public:
+  // Makes the view of the window whose menu the icon has. Both outlive it.
+  QtTray(QtWindowSystem& windows, EventGate& gate);
+  ~QtTray() override;
+
+  void Add(const std::string& picture, const std::string& tip, TrayEvents& events) override;
+  void SetPicture(const std::string& picture) override;
+  void SetTip(const std::string& tip) override;
+  void Delete() override;
+
+ private Q_SLOTS:
+  void AskForHost();
+  void MakeIcon();
+  void Activated(QSystemTrayIcon::ActivationReason reason);
+
+ private:
+  void Tell(int message);
+  const QIcon& Picture(const std::string& name);
+
+  EventGate& gate_;
+  QMenu menu_;
+  std::unique_ptr<QSystemTrayIcon> icon_;
+  QHash<QString, QIcon> pictures_;
+  std::string picture_;
+  QString tip_;
+  TrayEvents* events_ = nullptr;
+  bool sought_ = false;
+  bool clicked_ = false;  // once; a second click in time makes it a double click
+};
+
+}  // namespace pellora
