@@ -20,6 +20,7 @@
 #include "desktop/LocaleFormats.h"
 #include "desktop/PosixFiles.h"
 #include "desktop/PosixNetwork.h"
+#include "desktop/PreviewMedia.h"
 #include "desktop/ProgramIcon.h"
 #include "desktop/QtClipboard.h"
 #include "desktop/QtEventLoop.h"
@@ -28,6 +29,7 @@
 #include "desktop/SingleInstance.h"
 #include "desktop/Spawn.h"
 #include "desktop/SystemClock.h"
+#include "desktop/preview/Protocol.h"
 #include "desktop/views/QtDialogs.h"
 #include "desktop/views/QtWindowSystem.h"
 #include "platform/EventGate.h"
@@ -55,9 +57,10 @@ struct Desktop {
   LocaleFormats locale;
   QtTray tray;
   QtWindowSystem windows{gate};
+  PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
   TaskLoop tasks{gate, events};
-  Platform platform{gate,      events,  tasks, clock,   network, files, settings,
-                    clipboard, dialogs, shell, machine, locale,  tray,  windows};
+  Platform platform{gate,    events, tasks,   clock,  network, files,   settings, clipboard,
+                    dialogs, shell,  machine, locale, tray,    windows, media};
 };
 
 bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }

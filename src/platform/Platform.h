@@ -11,6 +11,7 @@ class EventLoop;
 class Files;
 class Locale;
 class Machine;
+class Media;
 class Network;
 class SettingsStore;
 class Shell;
@@ -33,6 +34,7 @@ struct Platform {
   Locale& locale;
   Tray& tray;
   WindowSystem& windows;
+  Media& media;
 };
 
 }  // namespace pellora

@@ -32,6 +32,7 @@
 #include "SimDisk.h"
 #include "SimHttpServer.h"
 #include "SimLoop.h"
+#include "SimMedia.h"
 #include "SimNetwork.h"
 #include "SimRandom.h"
 #include "platform/EventGate.h"
@@ -75,6 +76,7 @@ class SimPlatform {
   SimLocale& locale() { return locale_; }
   SimTray& tray() { return tray_; }
   SimWindows& windows() { return windows_; }
+  SimMedia& media() { return media_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
 
@@ -121,6 +123,7 @@ class SimPlatform {
   SimLocale locale_;
   SimTray tray_;
   SimWindows windows_;
+  SimMedia media_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;
 };

@@ -13,6 +13,7 @@
 #include "platform/EventLoop.h"
 #include "platform/Failure.h"
 #include "platform/Files.h"
+#include "platform/Media.h"
 #include "platform/Network.h"
 #include "platform/Platform.h"
 #include "platform/TaskLoop.h"
@@ -96,6 +97,11 @@ class NoWindows final : public WindowSystem {
   std::unique_ptr<WindowView> NewView(Window&) override { Unused(); }
 };
 
+class NoMedia final : public Media {
+ public:
+  std::unique_ptr<MediaGraph> NewGraph() override { Unused(); }
+};
+
 // Files to read; the path is the key.
 class TextFiles final : public Files {
  public:
@@ -145,8 +151,9 @@ struct TestPlatform {
   NoLocale locale;
   NoTray tray;
   NoWindows windows;
-  Platform platform{gate,      events,  tasks, clock,   network, files, settings,
-                    clipboard, dialogs, shell, machine, locale,  tray,  windows};
+  NoMedia media;
+  Platform platform{gate,    events, tasks,   clock,  network, files,   settings, clipboard,
+                    dialogs, shell,  machine, locale, tray,    windows, media};
 };
 
 }  // namespace pellora
