@@ -211,7 +211,14 @@ class PreviewGraph final : public QObject, public MediaGraph {
 PreviewMedia::PreviewMedia(EventGate& gate, std::string program, std::chrono::milliseconds patience)
     : gate_(gate), program_(std::move(program)), patience_(patience), processes_(std::make_unique<QObject>()) {}
 
-PreviewMedia::~PreviewMedia() = default;
+// A killed process is gone in a moment; waiting for it leaves no zombie to a program that goes on.
+PreviewMedia::~PreviewMedia() {
+  for (QProcess* process : processes_->findChildren<QProcess*>()) {
+    if (process->state() == QProcess::NotRunning) continue;
+    process->kill();
+    process->waitForFinished(1000);
+  }
+}
 
 std::unique_ptr<MediaGraph> PreviewMedia::NewGraph() {
   return std::make_unique<PreviewGraph>(gate_, NewProcess(program_, processes_.get()), patience_);

@@ -82,6 +82,9 @@ class ListWatcher : public QObject {
       case QEvent::Resize:
         if (watched == view_.viewport()) FitColumns();
         return false;
+      case QEvent::MouseButtonPress:
+        endsDoubleClick_ = false;
+        return false;
       case QEvent::MouseButtonRelease: {
         const auto* mouse = static_cast<QMouseEvent*>(event);
         if (watched != view_.viewport() || mouse->button() != Qt::LeftButton) return false;

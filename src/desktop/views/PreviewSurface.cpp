@@ -29,7 +29,7 @@ QSize PreviewSurface::PixelSize() const {
 void PreviewSurface::paintEvent(QPaintEvent*) {
   if (!frame_) return;
   QPainter painter(this);
-  painter.fillRect(rect(), palette().color(QPalette::Base));
+  painter.fillRect(rect(), palette().color(QPalette::Window));
   const QImage image(reinterpret_cast<const uchar*>(frame_->pixels.data()),  // NOLINT: 4 bytes a pixel
                      frame_->width, frame_->height, QImage::Format_RGB32);
   const QSizeF size = QSizeF(image.size()).scaled(QSizeF(rect().size()), Qt::KeepAspectRatio);
