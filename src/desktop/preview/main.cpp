@@ -1,11 +1,13 @@
 // The preview process: renders one file for the program's preview pane. It is a process of its own because
 // decoders stall, and because what is downloaded may be made to break them.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <QByteArray>
 #include <QGuiApplication>
 #include <QList>
 #include <QSize>
+#include <QString>
 #include <QUrl>
 #include <memory>
 #include <string>
@@ -21,6 +23,14 @@ namespace {
 constexpr int kFailed = 1;
 
 [[noreturn]] void End(int code) { _exit(code); }
+
+// Names may hold any bytes, which the media library would take for text: the file is handed to it by its descriptor,
+// which stays open.
+QUrl FileUrl(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor < 0) End(kFailed);
+  return QUrl::fromLocalFile(QStringLiteral("/proc/self/fd/%1").arg(descriptor));
+}
 
 class Session {
  public:
@@ -64,7 +74,7 @@ class Session {
     }
     if (!CanPlay()) End(kFailed);
     player_ = std::make_unique<Player>(
-        QUrl::fromEncoded("file://" + encoded),
+        FileUrl(path),
         Player::Events{[this] { channel_.Tell(kPreviewRendered); }, [] { End(kFailed); },
                        [this] { channel_.Tell(kPreviewEnded); },
                        [this](std::function<QImage()> picture) {
