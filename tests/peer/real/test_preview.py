@@ -235,10 +235,10 @@ class Pane(unittest.TestCase):
     """By hand: the mouse on the lower list and the pane's buttons. Places count from the window's upper left corner."""
 
     SIZE = (900, 760)
-    FIRST_ROW, ROW = 449, 18
-    FOLD = (874, 404)
+    FIRST_ROW, ROW = 452, 18
+    FOLD = (874, 406)
     SURFACE = "216x200+662+470"  # of a window with an open pane
-    PLAY, STOP, LOUDER, INFOS = (673, 711), (703, 711), (770, 711), (748, 434)
+    PLAY, STOP, LOUDER, INFOS = (673, 711), (703, 711), (770, 711), (748, 437)
 
     def setUp(self):
         self.origin = origin.Origin()
@@ -356,7 +356,7 @@ class Pane(unittest.TestCase):
         self.seen(lambda value: value < 0.05, "a blank pane")
         for place in (self.PLAY, self.STOP, self.LOUDER, self.INFOS):
             self.click(*place)
-        self.click(690, 434)  # back to the first tab
+        self.click(690, 437)  # back to the first tab
         for name in ("b.zip", "broken.avi"):
             self.click_row(name)
             time.sleep(1.5)
