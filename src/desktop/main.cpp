@@ -22,6 +22,7 @@
 #include "desktop/LocaleFormats.h"
 #include "desktop/PosixFiles.h"
 #include "desktop/PosixNetwork.h"
+#include "desktop/PreviewMedia.h"
 #include "desktop/ProgramIcon.h"
 #include "desktop/QtClipboard.h"
 #include "desktop/QtEventLoop.h"
@@ -30,6 +31,7 @@
 #include "desktop/Spawn.h"
 #include "desktop/SystemClock.h"
 #include "desktop/XdgAutoStart.h"
+#include "desktop/preview/Protocol.h"
 #include "desktop/views/QtDialogs.h"
 #include "desktop/views/QtTray.h"
 #include "desktop/views/QtWindowSystem.h"
@@ -59,9 +61,10 @@ struct Desktop {
   QtTray tray{windows, gate};
   BrowserManifests browsers{machine.ProgramFolder(), QDir::homePath().toStdString(),
                             QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
+  PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
   TaskLoop tasks{gate, events};
-  Platform platform{gate,    events, tasks,   clock,  network, files,   settings,   clipboard,
-                    dialogs, shell,  machine, locale, tray,    windows, &autoStart, &browsers};
+  Platform platform{gate,  events,  tasks,  clock, network, files, settings,   clipboard, dialogs,
+                    shell, machine, locale, tray,  windows, media, &autoStart, &browsers};
 };
 
 bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }

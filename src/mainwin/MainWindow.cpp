@@ -19,6 +19,7 @@ namespace {
 constexpr std::uint32_t kTickMilliseconds = 500;
 constexpr std::uint32_t kSaveMilliseconds = 5000;
 constexpr std::uint32_t kIdleTimerMilliseconds = 30000;
+constexpr std::uint32_t kPreviewTimerMilliseconds = 500;
 }  // namespace
 
 MainWindow::MainWindow(Program& program)
@@ -29,7 +30,8 @@ MainWindow::MainWindow(Program& program)
       program_(program),
       timerC_(program.platform, kTickMilliseconds),
       timer5_(program.platform, kSaveMilliseconds),
-      timer1_(program.platform, kIdleTimerMilliseconds) {
+      timer1_(program.platform, kIdleTimerMilliseconds),
+      preview_(program.platform, kPreviewTimerMilliseconds) {
   Width = 800;
   Height = 600;
   // The updater is a program of its own; it may be missing.
@@ -44,12 +46,10 @@ MainWindow::MainWindow(Program& program)
   Legend(0).Image = "stop";
   Legend(1).Image = "down";
   Legend(2).Image = "shed";
-  // No preview or version check in this build.
-  Label7.Visible = false;
-  Command2.Enabled = false;
-  Command3.Enabled = false;
 
   ConnectEvents();
+  ConnectPreview();
+  ConnectVersionCheck();
   ConnectHints();
 }
 
@@ -101,8 +101,11 @@ void MainWindow::ConnectEvents() {
   stopall.OnClick = [this] { RunAction(kPauseAll); };
   shedulded.OnClick = [this] { ToggleScheduled(); };
 
-  ListView2.OnClick = [this] { ShowInfo(); };
-  ListView2.OnDoubleClick = [this] { OpenOrRestart(ListView2); };
+  ListView2.OnClick = [this] { SelectFinished(); };
+  ListView2.OnDoubleClick = [this] {
+    previewCancelled_ = true;
+    OpenOrRestart(ListView2);
+  };
   ListView2.OnDeleteKey = [this] { ClearSelected(); };
   openfile2.OnClick = [this] { OpenOrRestart(ListView2); };
   cleardown2.OnClick = [this] { ClearSelected(); };
@@ -112,8 +115,6 @@ void MainWindow::ConnectEvents() {
     showSidePane_ = !showSidePane_;
     Resize();
   };
-  // The preview stays visible behind the information pane.
-  TabStrip1.OnClick = [this] { Details.Visible = showSidePane_ && TabStrip1.Selected == 1; };
 
   timerC_.OnTimer = [this] { Tick(); };
   timer5_.OnTimer = [this] { SaveTick(); };
@@ -127,8 +128,11 @@ void MainWindow::ConnectHints() {
   hint(ListView2, "Double click to open the file");
   hint(Command2, "Play the selected file.");
   hint(Command3, "Stop the playback of the media file");
+  hint(Picture3, "Preview window, click on a media file to preview it.");
+  hint(Slider1, "Change the volume of the playback.");
   hint(Label2, "Go on the site of Pellora");
   Toolbar1.OnMouseMove = [this] { Status(program_.Text(412)); };  // one hint for all buttons
+  Picture4.OnMouseMove = [this] { OnMouseMove(); };
 }
 
 void MainWindow::OnLoad() {
@@ -150,7 +154,11 @@ void MainWindow::OnQueryUnload(bool& cancel, UnloadMode mode) {
   program_.saveAndQuit();
 }
 
-void MainWindow::OnMouseMove() { ShowVersion(); }
+void MainWindow::OnMouseMove() {
+  Label7.ForeColour = kLinkColour;
+  Label7.Underline = false;
+  ShowVersion();
+}
 
 void MainWindow::ShowVersion() { Status(std::string("Pellora v") + kVersionText); }
 
@@ -163,12 +171,14 @@ void MainWindow::StartTimers() {
   timerC_.SetEnabled(true);
   timer5_.SetEnabled(true);
   timer1_.SetEnabled(true);
+  preview_.SetEnabled(true);
 }
 
 void MainWindow::StopTimers() {
   timerC_.SetEnabled(false);
   timer5_.SetEnabled(false);
   timer1_.SetEnabled(false);
+  preview_.SetEnabled(false);
 }
 
 Task<> MainWindow::About() {

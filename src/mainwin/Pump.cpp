@@ -28,6 +28,7 @@ std::int32_t RoundedSpeed(float speed) {
 
 void MainWindow::Tick() {
   WatchConnection();
+  AttachPreview();
   // A tick that asks a question does nothing more: the next ones go on while it stands.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 

@@ -13,6 +13,7 @@ class EventLoop;
 class Files;
 class Locale;
 class Machine;
+class Media;
 class Network;
 class SettingsStore;
 class Shell;
@@ -35,6 +36,7 @@ struct Platform {
   Locale& locale;
   Tray& tray;
   WindowSystem& windows;
+  Media& media;
   AutoStart* autoStart = nullptr;      // null where no program can start with the user's session
   BrowserMenu* browserMenu = nullptr;  // null where there are no browsers
 };

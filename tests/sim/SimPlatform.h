@@ -32,6 +32,7 @@
 #include "SimDisk.h"
 #include "SimHttpServer.h"
 #include "SimLoop.h"
+#include "SimMedia.h"
 #include "SimNetwork.h"
 #include "SimRandom.h"
 #include "platform/EventGate.h"
@@ -77,6 +78,7 @@ class SimPlatform {
   SimTray& tray() { return tray_; }
   SimBrowserMenu& browserMenu() { return browserMenu_; }
   SimWindows& windows() { return windows_; }
+  SimMedia& media() { return media_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
 
@@ -125,6 +127,7 @@ class SimPlatform {
   SimTray tray_;
   SimBrowserMenu browserMenu_;
   SimWindows windows_;
+  SimMedia media_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;
 };

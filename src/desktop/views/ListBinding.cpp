@@ -82,9 +82,13 @@ class ListWatcher : public QObject {
       case QEvent::Resize:
         if (watched == view_.viewport()) FitColumns();
         return false;
+      case QEvent::MouseButtonPress:
+        endsDoubleClick_ = false;
+        return false;
       case QEvent::MouseButtonRelease: {
         const auto* mouse = static_cast<QMouseEvent*>(event);
         if (watched != view_.viewport() || mouse->button() != Qt::LeftButton) return false;
+        if (std::exchange(endsDoubleClick_, false)) return false;
         if (!view_.indexAt(mouse->position().toPoint()).isValid()) return false;
         // The view takes the release first, so that the selection is the new one.
         const QPointer<ListWatcher> alive(this);
@@ -97,8 +101,11 @@ class ListWatcher : public QObject {
         return false;
       }
       case QEvent::MouseButtonDblClick:
+        if (watched != view_.viewport()) return false;
         // The view takes any button's for a double click.
-        return watched == view_.viewport() && static_cast<QMouseEvent*>(event)->button() != Qt::LeftButton;
+        if (static_cast<QMouseEvent*>(event)->button() != Qt::LeftButton) return true;
+        endsDoubleClick_ = true;
+        return false;
       case QEvent::KeyPress:
         return watched == &view_ && PressKey(*static_cast<QKeyEvent*>(event));
       case QEvent::ContextMenu: {
@@ -153,6 +160,7 @@ class ListWatcher : public QObject {
   ListView& control_;
   QTreeView& view_;
   BindingContext& context_;
+  bool endsDoubleClick_ = false;  // the next release of the left button is no click
 };
 
 class ListBinding : public Binding {

@@ -499,20 +499,6 @@ TEST_F(Actions, ClearAllAsksFirst) {
   EXPECT_TRUE(Rec(3).InUse);
 }
 
-TEST_F(Actions, AClickFillsTheInformationPane) {
-  const std::int16_t index = Finished("a.zip");
-  Rec(index).FileSize = 4096;
-  Rec(index).ElapsedSeconds = 2;
-  ASSERT_TRUE(Select(window().ListView2, index));
-  Do([&] { window().ListView2.Click(); });
-  EXPECT_EQ(window().Info(0).Caption(), "a.zip");
-  EXPECT_EQ(window().Info(1).Caption(), "4 kb");
-  EXPECT_EQ(window().Info(2).Caption(), "http://h/a.zip");
-  EXPECT_EQ(window().Info(3).Caption(), "/d/a.zip");
-  EXPECT_EQ(window().Info(5).Caption(), "2 kb/s");
-  EXPECT_EQ(window().InfoCaption(0).Caption(), Text(200));
-}
-
 TEST_F(Actions, HomePageAndItsLabelOpenTheProjectsSite) {
   Do([&] { window().homepage.Click(); });
   Do([&] { window().Label2.DoubleClick(); });

@@ -22,6 +22,7 @@
 #include "platform/EventLoop.h"
 #include "platform/Failure.h"
 #include "platform/Files.h"
+#include "platform/Media.h"
 #include "platform/Network.h"
 #include "platform/Platform.h"
 #include "platform/TaskLoop.h"
@@ -187,6 +188,11 @@ class NoWindows final : public WindowSystem {
   void PopUp(const std::vector<Menu*>&, const Menu&) override {}
 };
 
+class NoMedia final : public Media {
+ public:
+  std::unique_ptr<MediaGraph> NewGraph() override { return nullptr; }
+};
+
 struct MemoryPlatform {
   MemoryFiles files;
   MemorySettings settings;
@@ -202,8 +208,9 @@ struct MemoryPlatform {
   PlainLocale locale;
   NoTray tray;
   NoWindows windows;
-  Platform platform{gate,      events,  tasks, clock,   network, files, settings,
-                    clipboard, dialogs, shell, machine, locale,  tray,  windows};
+  NoMedia media;
+  Platform platform{gate,    events, tasks,   clock,  network, files,   settings, clipboard,
+                    dialogs, shell,  machine, locale, tray,    windows, media};
 };
 
 }  // namespace pellora::test

@@ -13,6 +13,7 @@
 #include "platform/EventLoop.h"
 #include "platform/Failure.h"
 #include "platform/Files.h"
+#include "platform/Media.h"
 #include "platform/Network.h"
 #include "platform/Platform.h"
 #include "platform/TaskLoop.h"
@@ -102,6 +103,11 @@ class NoWindows final : public WindowSystem {
   void PopUp(const std::vector<Menu*>&, const Menu&) override { Unused(); }
 };
 
+class NoMedia final : public Media {
+ public:
+  std::unique_ptr<MediaGraph> NewGraph() override { Unused(); }
+};
+
 // Files to read; the path is the key.
 class TextFiles final : public Files {
  public:
@@ -151,8 +157,9 @@ struct TestPlatform {
   NoLocale locale;
   NoTray tray;
   NoWindows windows;
-  Platform platform{gate,      events,  tasks, clock,   network, files, settings,
-                    clipboard, dialogs, shell, machine, locale,  tray,  windows};
+  NoMedia media;
+  Platform platform{gate,    events, tasks,   clock,  network, files,   settings, clipboard,
+                    dialogs, shell,  machine, locale, tray,    windows, media};
 };
 
 }  // namespace pellora

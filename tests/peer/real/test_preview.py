@@ -1,0 +1,381 @@
+"""The preview with samples of every type it takes, on a machine without a sound device: the process that renders them,
+and the pane of the real program."""
+
+import concurrent.futures
+import os
+import select
+import signal
+import struct
+import subprocess
+import tempfile
+import time
+import unittest
+import urllib.parse
+
+import harness
+import origin
+import samples
+
+RENDERED, FRAME, ENDED = 1, 2, 3
+WIDTH, HEIGHT = 200, 160
+
+_folder = None
+
+
+def sample_paths():
+    """Made once in a run."""
+    global _folder
+    if _folder is None:
+        _folder = tempfile.TemporaryDirectory(prefix="pellora-samples.")
+        sample_paths.made = samples.make(_folder.name)
+    return sample_paths.made
+
+
+def silent_environment():
+    """Without a sound server, whatever the machine has."""
+    return {k: v for k, v in os.environ.items() if not k.startswith("PULSE_") and k != "XDG_RUNTIME_DIR"}
+
+
+class Rendering:
+    """One preview process, spoken to as the program does."""
+
+    def __init__(self, path):
+        self.process = subprocess.Popen([os.path.join(harness.PROGRAM, "pellora-preview")], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=silent_environment())
+        self.data = b""
+        self.frames = []
+        self.said = []
+        self.over = False
+        encoded = urllib.parse.quote_from_bytes(os.fsencode(path))
+        self.say("open %d %d %s" % (WIDTH, HEIGHT, encoded))
+
+    def say(self, line):
+        try:
+            self.process.stdin.write(line.encode() + b"\n")
+            self.process.stdin.flush()
+        except BrokenPipeError:
+            pass
+
+    def until(self, condition, timeout):
+        """Takes what comes until the condition holds, the process ends or the time is up."""
+        end = time.monotonic() + timeout
+        while not condition() and not self.over and time.monotonic() < end:
+            if not select.select([self.process.stdout], [], [], 0.05)[0]:
+                continue
+            more = os.read(self.process.stdout.fileno(), 1 << 20)
+            self.over = not more
+            self.data += more
+            while self.take():
+                pass
+        return condition()
+
+    def take(self):
+        if len(self.data) < 12:
+            return False
+        message, width, height = struct.unpack("<III", self.data[:12])
+        size = width * height * 4 if message == FRAME else 0
+        if len(self.data) < 12 + size:
+            return False
+        if message == FRAME:
+            self.frames.append((width, height, self.data[12:12 + size]))
+            self.say("seen")
+        else:
+            self.said.append(message)
+        self.data = self.data[12 + size:]
+        return True
+
+    def rendered(self, timeout=20):
+        return self.until(lambda: RENDERED in self.said, timeout)
+
+    def close(self):
+        """The end of its input ends it; returns its code."""
+        try:
+            self.process.stdin.close()
+        except BrokenPipeError:
+            pass
+        try:
+            return self.process.wait(5)
+        finally:
+            if self.process.poll() is None:
+                self.process.kill()
+                self.process.wait()
+            self.process.stdout.close()
+
+
+def colours(frame):
+    return len({frame[2][at:at + 4] for at in range(0, len(frame[2]), 4)})
+
+
+class Process(unittest.TestCase):
+    def open(self, path):
+        rendering = Rendering(path)
+        self.addCleanup(rendering.close)
+        return rendering
+
+    def each(self, kinds, check):
+        """Runs a check for several types side by side."""
+        with concurrent.futures.ThreadPoolExecutor(4) as pool:
+            for result in [pool.submit(check, kind) for kind in kinds]:
+                result.result()
+
+    def test_a_picture_of_each_type_is_shown_in_its_proportions(self):
+        for kind in samples.PICTURES:
+            rendering = self.open(sample_paths()[kind])
+            self.assertTrue(rendering.rendered(), kind)
+            [frame] = rendering.frames
+            self.assertEqual(frame[:2], (200, 150), kind)
+            self.assertGreater(colours(frame), 50, kind)
+            self.assertEqual(rendering.close(), 0, kind)
+
+    def test_a_video_of_each_type_is_cued_played_stopped_and_played_again(self):
+        def check(kind):
+            rendering = self.open(sample_paths()[kind])
+            self.assertTrue(rendering.rendered(), kind)
+            self.assertTrue(rendering.until(lambda: rendering.frames, 2), kind)
+            first = rendering.frames[0]
+            self.assertEqual(first[:2], (200, 150), kind)
+            self.assertGreater(colours(first), 50, kind)
+            rendering.until(lambda: False, 0.3)
+            self.assertEqual(len(rendering.frames), 1, kind)  # it stands
+            rendering.say("run")
+            self.assertTrue(rendering.until(lambda: len(rendering.frames) > 3, 5), kind)
+            self.assertNotEqual(rendering.frames[3], first, kind)
+            rendering.say("stop")
+            rendering.until(lambda: False, 0.5)
+            self.assertEqual(rendering.frames[-1], first, kind)
+            count = len(rendering.frames)
+            rendering.until(lambda: False, 0.3)
+            self.assertEqual(len(rendering.frames), count, kind)
+            for _ in range(2):  # to the end, and from the beginning again
+                rendering.said.clear()
+                rendering.say("run")
+                self.assertTrue(rendering.until(lambda: ENDED in rendering.said, 10), kind)
+            self.assertEqual(rendering.close(), 0, kind)
+
+        self.each(samples.VIDEOS, check)
+
+    def test_a_sound_of_each_type_is_played_stopped_and_played_to_its_end(self):
+        def check(kind):
+            rendering = self.open(sample_paths()[kind])
+            self.assertTrue(rendering.rendered(), kind)
+            rendering.say("volume -1260")
+            rendering.say("run")
+            rendering.until(lambda: False, 0.2)
+            rendering.say("stop")
+            rendering.until(lambda: False, 0.2)
+            self.assertEqual(rendering.said, [RENDERED], kind)
+            began = time.monotonic()
+            rendering.say("run")
+            self.assertTrue(rendering.until(lambda: ENDED in rendering.said, 10), kind)
+            self.assertGreater(time.monotonic() - began, 0.5, kind)
+            self.assertEqual(rendering.frames, [], kind)
+            self.assertEqual(rendering.close(), 0, kind)
+
+        self.each(samples.SOUNDS, check)
+
+    def test_run_and_cue_together_play_nothing(self):
+        rendering = self.open(sample_paths()["avi"])
+        self.assertTrue(rendering.rendered())
+        rendering.say("run")
+        rendering.say("cue")
+        rendering.until(lambda: False, 0.6)
+        self.assertEqual(len(rendering.frames), 1)
+
+    def test_half_a_file_and_rubbish_end_or_are_rendered_in_time(self):
+        """A crash is the process's own; here none of them brings one about."""
+        with tempfile.TemporaryDirectory() as folder:
+            def check(kind):
+                with open(sample_paths()[kind], "rb") as f:
+                    whole = f.read()
+                swapped = bytes(byte ^ 0x55 if at % 97 == 50 else byte for at, byte in enumerate(whole))
+                for number, data in enumerate((whole[:len(whole) // 2], swapped, b"", b"\x00" * 4096, b"<html>404")):
+                    path = os.path.join(folder, "%d.%s" % (number, kind))
+                    with open(path, "wb") as f:
+                        f.write(data)
+                    rendering = Rendering(path)
+                    rendering.rendered(15)
+                    self.assertTrue(RENDERED in rendering.said or rendering.over, path)
+                    rendering.say("run")
+                    rendering.until(lambda: False, 0.1)
+                    self.assertGreaterEqual(rendering.close(), 0, path)
+
+            self.each(samples.EVERY, check)
+
+    def test_names_of_any_bytes_are_opened(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for kind in ("png", "wav"):
+                path = os.path.join(os.fsencode(folder), b"100% \xe4\xf6 #1?\n." + kind.encode())
+                with open(sample_paths()[kind], "rb") as source, open(path, "wb") as target:
+                    target.write(source.read())
+                rendering = self.open(path)
+                self.assertTrue(rendering.rendered(), kind)
+
+    def test_a_process_that_nobody_listens_to_ends(self):
+        rendering = self.open(sample_paths()["avi"])
+        self.assertTrue(rendering.rendered())
+        rendering.process.send_signal(signal.SIGINT)  # a terminal's, meant for others
+        rendering.say("run")
+        self.assertTrue(rendering.until(lambda: len(rendering.frames) > 2, 5))
+        rendering.process.stdin.close()
+        self.assertEqual(rendering.process.wait(5), 0)
+
+    def test_the_process_reaches_no_network_and_leaves_no_core(self):
+        rendering = self.open(sample_paths()["mp3"])
+        self.assertTrue(rendering.rendered())
+        with open("/proc/%d/status" % rendering.process.pid, encoding="ascii") as f:
+            status = dict(line.split(":", 1) for line in f if ":" in line)
+        self.assertEqual(status["NoNewPrivs"].strip(), "1")
+        self.assertEqual(status["Seccomp"].strip(), "2")
+        with open("/proc/%d/limits" % rendering.process.pid, encoding="ascii") as f:
+            core = [line for line in f if line.startswith("Max core file size")]
+        self.assertEqual(core[0].split()[4:6], ["0", "0"])
+
+
+class Pane(unittest.TestCase):
+    """By hand: the mouse on the lower list and the pane's buttons. Places count from the window's upper left corner."""
+
+    SIZE = (900, 760)
+    FIRST_ROW, ROW = 452, 18
+    FOLD = (874, 406)
+    SURFACE = "216x200+662+470"  # of a window with an open pane
+    PLAY, STOP, LOUDER, INFOS = (673, 711), (703, 711), (770, 711), (748, 437)
+
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.session = harness.Session("preview", MaxSegments=1)
+        self.addCleanup(self.session.close)
+        # The desktop's opener, which only notes what it was given.
+        self.opened = os.path.join(self.session.root, "opened")
+        opener = os.path.join(self.session.root, "xdg-open")
+        with open(opener, "w", encoding="ascii") as f:
+            f.write('#!/bin/sh\necho "$1" >>%s\n' % self.opened)
+        os.chmod(opener, 0o700)
+        self.session.env["PATH"] = self.session.root + ":" + self.session.env["PATH"]
+        self.session.start()
+        self.rows = []
+
+    def xdotool(self, *words):
+        subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
+                       capture_output=True, timeout=20, check=False)
+
+    def download(self, name, path):
+        with open(path, "rb") as f:
+            data = f.read()
+
+        def reply(connection, request):
+            first, last = request.range() or (0, len(data) - 1)
+            connection.sendall(b"HTTP/1.1 206 Partial Content\r\nContent-Type: application/octet-stream\r\n"
+                               b"Content-Length: %d\r\n\r\n" % (last - first + 1) + data[first:last + 1])
+
+        self.origin.replies["/" + name] = reply
+        self.session.menu_url(self.origin.url("/" + name))
+        self.rows.append(name)
+
+    def arrange(self):
+        """All downloads finished and listed, the transfer windows away, the pane open."""
+        self.session.companion.wait_finished([self.origin.url("/" + name) for name in self.rows], 30)
+        main = [w for w, title, is_dialog in self.session.own_windows() if "Pellora !" in title and not is_dialog]
+        self.main = main[0]
+        for window, _, _ in self.session.own_windows():
+            if window != self.main:
+                self.xdotool("windowminimize", window)
+        self.xdotool("windowsize", "--sync", self.main, *self.SIZE, "windowmove", self.main, 20, 20)
+        self.xdotool("windowactivate", "--sync", self.main)
+        time.sleep(0.7)  # the lists' refresh
+        self.click(*self.FOLD)
+
+    def click(self, x, y, repeat=1):
+        self.xdotool("mousemove", "--window", self.main, x, y, "click", "--repeat", repeat, "--delay", 60, 1)
+
+    def click_row(self, name, repeat=1):
+        self.click(100, self.FIRST_ROW + self.ROW * self.rows.index(name), repeat)
+
+    def saturation(self):
+        """Mean saturation of the surface: 0 for a blank pane with its grey text, high for the test picture."""
+        result = subprocess.run(["sh", "-c", "import -window %s png:- | convert png:- -crop %s +repage -colorspace HSL"
+                                 " -channel G -separate -format '%%[fx:mean]' info:" % (self.main, self.SURFACE)],
+                                env=self.session.stage.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=30,
+                                check=True)
+        return float(result.stdout)
+
+    def picture(self):
+        result = subprocess.run(["sh", "-c", "import -window %s png:- | convert png:- -crop %s +repage rgb:- | md5sum" % (
+            self.main, self.SURFACE)], env=self.session.stage.env, stdin=subprocess.DEVNULL, capture_output=True,
+            timeout=30, check=True)
+        return result.stdout
+
+    def processes(self):
+        result = subprocess.run(["pgrep", "-P", str(self.session.process.pid), "pellora-preview"], capture_output=True,
+                                check=False, stdin=subprocess.DEVNULL, timeout=20)
+        return [int(word) for word in result.stdout.split()]
+
+    def seen(self, condition, what, timeout=20):
+        harness.wait_until(lambda: condition(self.saturation()), timeout, what)
+
+    def test_every_type_is_shown_played_and_stopped(self):
+        for kind in samples.EVERY:
+            self.download("sample." + kind, sample_paths()[kind])
+        self.arrange()
+        self.assertLess(self.saturation(), 0.05)
+        for kind in samples.EVERY:
+            self.click_row("sample." + kind)
+            time.sleep(0.6)
+            if kind in samples.PICTURES + samples.VIDEOS:
+                self.seen(lambda value: value > 0.3, kind)
+            elif kind in ("mp3", "ogg", "wma", "wav"):
+                self.seen(lambda value: 0.05 < value < 0.3, "the drawing for " + kind)
+            else:
+                self.seen(lambda value: value < 0.05, "a blank pane for " + kind)
+            if kind not in samples.PICTURES:
+                harness.wait_until(self.processes, 5, "the process of " + kind)
+            before = self.picture()
+            self.click(*self.PLAY)
+            if kind in samples.VIDEOS:
+                harness.wait_until(lambda: self.picture() != before, 5, "moving pictures of " + kind)
+            self.click(*self.STOP)
+            self.assertLess(self.session.answers(), 2, kind)
+            self.assertLessEqual(len(self.processes()), 1)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_a_double_click_opens_and_a_killed_process_leaves_the_program_alone(self):
+        self.download("a.avi", sample_paths()["avi"])
+        self.download("b.zip", sample_paths()["png"])
+        self.download("broken.avi", __file__)
+        self.arrange()
+        self.click_row("a.avi", 2)
+        time.sleep(1.5)
+        self.assertEqual(self.processes(), [])
+        self.assertLess(self.saturation(), 0.05)
+        with open(self.opened, encoding="ascii") as f:
+            self.assertEqual(f.read(), os.path.join(self.session.downloads, "a.avi") + "\n")
+        self.click_row("a.avi")
+        self.seen(lambda value: value > 0.3, "the video")
+        for pid in self.processes():
+            os.kill(pid, signal.SIGKILL)
+        self.seen(lambda value: value < 0.05, "a blank pane")
+        for place in (self.PLAY, self.STOP, self.LOUDER, self.INFOS):
+            self.click(*place)
+        self.click(690, 437)  # back to the first tab
+        for name in ("b.zip", "broken.avi"):
+            self.click_row(name)
+            time.sleep(1.5)
+            self.assertLess(self.saturation(), 0.05, name)
+        os.unlink(os.path.join(self.session.downloads, "a.avi"))
+        self.click_row("a.avi")
+        time.sleep(1)
+        self.assertEqual(self.processes(), [])
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_a_killed_program_takes_its_process_along(self):
+        self.download("a.avi", sample_paths()["avi"])
+        self.arrange()
+        self.click_row("a.avi")
+        [pid] = harness.wait_until(self.processes, 10, "the process")
+        self.session.kill()
+        harness.wait_until(lambda: not os.path.exists("/proc/%d/cmdline" % pid) or
+                           open("/proc/%d/cmdline" % pid, "rb").read() == b"", 10, "its end")
+
+
+if __name__ == "__main__":
+    unittest.main()
