@@ -143,12 +143,13 @@ class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
  public:
   ComboBinding(ComboBox& control, QComboBox& box, BindingContext& context) : WidgetBinding(control, box, context) {
     QObject::connect(&box, &QComboBox::activated, context.receiver, [&control, &box, &context](int index) {
+      if (index >= 0 && static_cast<std::size_t>(index) < control.Items().size()) {
+        control.ChooseByUser(index);
+        return;
+      }
       context.gate.Deliver([&] {
         control.Index = index;
-        const auto& items = control.Items();
-        control.Text = index >= 0 && static_cast<std::size_t>(index) < items.size()
-                           ? items[static_cast<std::size_t>(index)]
-                           : ModelText(box.currentText());
+        control.Text = ModelText(box.currentText());
       });
     });
     QObject::connect(&box, &QComboBox::editTextChanged, context.receiver, [&control, &context](const QString& text) {
