@@ -17,8 +17,10 @@
 #include "desktop/DisplayText.h"
 #include "desktop/EndSignals.h"
 #include "desktop/IniSettings.h"
+#include "desktop/LibarchiveUnzip.h"
 #include "desktop/LocaleFormats.h"
 #include "desktop/PosixFiles.h"
+#include "desktop/PosixFolders.h"
 #include "desktop/PosixNetwork.h"
 #include "desktop/ProgramIcon.h"
 #include "desktop/QtClipboard.h"
@@ -47,6 +49,8 @@ struct Desktop {
   SystemClock clock;
   PosixNetwork network{gate, events};
   PosixFiles files;
+  PosixFolders folders;
+  LibarchiveUnzip unzip;
   IniSettings settings{IniSettings::DefaultFolder()};
   QtClipboard clipboard;
   QtDialogs dialogs{gate};
@@ -114,6 +118,8 @@ int RunProgram(QApplication& application) {
   RegisterProgram(program, QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString());
 
   App app(desktop.platform);
+  app.UseFolders(desktop.folders);
+  app.UseUnzip(desktop.unzip);
   const auto saveAndQuit = [&] { desktop.gate.Deliver([&] { app.SaveAndQuit(); }); };
   const EndSignals endSignals(saveAndQuit);
   QObject::connect(

@@ -33,6 +33,27 @@ constexpr std::array<ToolDrawing, 9> kToolDrawings = {{{"AddURL", "add"},
                                                        {"Quit", "quit"},
                                                        {"Browser", "browser"}}};
 
+// What is neither picture, sound, film nor package, by what one would open it with.
+QString DrawingOfText(const QMimeType& type) {
+  const QString generic = type.genericIconName();
+  const QString name = type.name();
+  if (generic == QLatin1String("x-office-document") || generic == QLatin1String("x-office-spreadsheet") ||
+      generic == QLatin1String("x-office-presentation") || name == QLatin1String("application/pdf")) {
+    return QStringLiteral("file-document");
+  }
+  if (generic == QLatin1String("application-x-executable") || name.contains(QLatin1String("executable")) ||
+      name.contains(QLatin1String("sharedlib")) || name.contains(QLatin1String("msdownload")) ||
+      name.contains(QLatin1String("ms-dos"))) {
+    return QStringLiteral("file-program");
+  }
+  if (generic == QLatin1String("text-x-script") || name.startsWith(QLatin1String("text/x-")) ||
+      name.contains(QLatin1String("script")) || name.contains(QLatin1String("json")) ||
+      name.contains(QLatin1String("xml")) || name == QLatin1String("text/html") || name == QLatin1String("text/css")) {
+    return QStringLiteral("file-code");
+  }
+  return QStringLiteral("file");
+}
+
 }  // namespace
 
 QIcon Drawing(const QString& name) {
@@ -73,7 +94,7 @@ QIcon FileTypeIcon(const QString& fileName) {
                             : type.genericIconName() == QLatin1String("package-x-generic") ||
                                     kind.contains(QLatin1String("zip")) || kind.contains(QLatin1String("compressed"))
                                 ? QStringLiteral("file-package")
-                                : QStringLiteral("file");
+                                : DrawingOfText(type);
     icon = Drawing(drawing);
   }
   if (known.size() < 1000) known.insert(extension, icon);
