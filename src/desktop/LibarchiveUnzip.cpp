@@ -77,9 +77,9 @@ class Run {
     for (int member = 0; member < kMostMembers; ++member) {
       archive_entry* entry = nullptr;
       const int read = archive_read_next_header(reader_, &entry);
-      if (read == ARCHIVE_EOF) return result_;
+      if (read == ARCHIVE_EOF && member > 0) return result_;
       // Before the first member it is the archive that could not be read, and not a part of it.
-      if (read == ARCHIVE_FATAL) return Note(member == 0 ? kUnzipNoArchive : kUnzipDamaged);
+      if (read == ARCHIVE_EOF || read == ARCHIVE_FATAL) return Note(member == 0 ? kUnzipNoArchive : kUnzipDamaged);
       if (read < ARCHIVE_WARN) {
         Note(kUnzipDamaged);
         continue;

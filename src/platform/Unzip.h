@@ -15,7 +15,7 @@ enum UnzipResult : int {
   kUnzipDone = 0,
   kUnzipMembersLeftOut = 1,  // everything else was unpacked
   kUnzipDamaged = 2,
-  kUnzipNoArchive = 9,  // no such file, or no archive
+  kUnzipNoArchive = 9,  // no such file, or no archive, or one without members
   kUnzipDiskFull = 50,  // or any other failure to write
   kUnzipNeedsPassword = 82,
 };

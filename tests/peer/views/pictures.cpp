@@ -11,7 +11,9 @@
 
 #include "Samples.h"
 #include "Stage.h"
+#include "ZipStage.h"
 #include "desktop/views/QtDialogs.h"
+#include "zipview/Extract.h"
 
 namespace {
 
@@ -105,6 +107,32 @@ void DrawMain(Stage& stage, Painter& painter) {
   Stage::Settle();
 }
 
+void DrawZip(Painter& painter) {
+  ZipStage stage;
+  stage.List(SampleMembers());
+  Form2& viewer = *stage.viewer;
+  painter.SaveWindow(viewer, QStringLiteral("zip"));
+  viewer.Option1.SetByUser(true);
+  for (const char* folder : {"+pellora-5.2", "+docs"}) {
+    for (std::size_t at = 0; at < viewer.ListView1.Rows().size(); ++at) {
+      if (viewer.ListView1.Rows()[at].text != folder) continue;
+      painter.SaveWindow(viewer, QStringLiteral("zip-folder"));
+      viewer.ListView1.SelectByUser({at});
+      viewer.ListView1.DoubleClick();
+      break;
+    }
+  }
+  viewer.Option2.SetByUser(true);
+  viewer.Option5.SetByUser(true);
+  painter.SaveWindow(viewer, QStringLiteral("zip-icons"));
+  viewer.Option6.SetByUser(true);
+  painter.SaveWindow(viewer, QStringLiteral("zip-small"));
+  viewer.Option3.SetByUser(true);
+  painter.SaveWindow(viewer, QStringLiteral("zip-list"));
+  viewer.Command1.Click();
+  painter.SaveWindow(*viewer.ExtractDialog, QStringLiteral("extract"));
+}
+
 void DrawDialogs(Stage& stage, Painter& painter) {
   const auto add = std::make_shared<SampleForm1>(stage.platform);
   add->Text1.Text = "http://files.example.com/pub/releases/archive-2026-11.zip";
@@ -143,6 +171,7 @@ int main(int argc, char** argv) {
     DrawTransfer(stage, painter);
     DrawMain(stage, painter);
     DrawDialogs(stage, painter);
+    DrawZip(painter);
     failed = failed || painter.failed;
   }
   return failed ? 1 : 0;
