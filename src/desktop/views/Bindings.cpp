@@ -75,8 +75,9 @@ class LabelBinding : public WidgetBinding<Label, QLabel> {
 void GiveRoom(QAbstractButton& button) {
   if (qobject_cast<QPushButton*>(&button) == nullptr) return;
   const QFontMetrics metrics = button.fontMetrics();
-  button.setMinimumWidth(std::max(metrics.averageCharWidth() * 14,
-                                  metrics.size(Qt::TextShowMnemonic, button.text()).width() + metrics.height() * 2));
+  const int picture = button.icon().isNull() ? 0 : button.iconSize().width() + 4;
+  const int text = metrics.size(Qt::TextShowMnemonic, button.text()).width();
+  button.setMinimumWidth(std::max(metrics.averageCharWidth() * 14, picture + text + metrics.height() * 2));
 }
 
 class ButtonBinding : public WidgetBinding<CommandButton, QAbstractButton> {

@@ -5,6 +5,7 @@
 #include <QLatin1String>
 #include <QMimeDatabase>
 #include <QMimeType>
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -45,6 +46,11 @@ QString DrawingOfText(const QMimeType& type) {
       name.contains(QLatin1String("sharedlib")) || name.contains(QLatin1String("msdownload")) ||
       name.contains(QLatin1String("ms-dos"))) {
     return QStringLiteral("file-program");
+  }
+  constexpr std::array<const char*, 5> kProse = {"text/x-log", "text/x-readme", "text/x-changelog", "text/x-install",
+                                                 "text/x-copying"};
+  if (std::any_of(kProse.begin(), kProse.end(), [&](const char* prose) { return name == QLatin1String(prose); })) {
+    return QStringLiteral("file");
   }
   if (generic == QLatin1String("text-x-script") || name.startsWith(QLatin1String("text/x-")) ||
       name.contains(QLatin1String("script")) || name.contains(QLatin1String("json")) ||

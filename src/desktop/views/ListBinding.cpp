@@ -12,6 +12,7 @@
 #include <QPointer>
 #include <QScrollBar>
 #include <QStackedWidget>
+#include <QStyledItemDelegate>
 #include <QTreeView>
 #include <algorithm>
 #include <vector>
@@ -163,22 +164,55 @@ class ListWatcher : public QObject {
   BindingContext& context_;
 };
 
-// Cells of one size, so that the pane need not measure its rows.
+// Cells of one size, so that the pane need not measure its rows. A large icon stands above its name; the view's
+// own mode for that would lay out item by item.
+class CellDelegate : public QStyledItemDelegate {
+ public:
+  CellDelegate(QListView& pane, bool large) : QStyledItemDelegate(&pane), pane_(pane), large_(large) {}
+  QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const override { return pane_.gridSize(); }
+
+ protected:
+  void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+    QStyledItemDelegate::initStyleOption(option, index);
+    if (!large_) return;
+    option->decorationPosition = QStyleOptionViewItem::Top;
+    option->decorationAlignment = Qt::AlignCenter;
+    option->displayAlignment = Qt::AlignHCenter | Qt::AlignTop;
+    option->features |= QStyleOptionViewItem::WrapText;
+  }
+
+ private:
+  QListView& pane_;
+  bool large_;
+};
+
 void ArrangeIcons(QListView& pane, int display) {
   const bool large = display == kIconDisplay;
   const int line = pane.fontMetrics().height();
   const int letter = pane.fontMetrics().averageCharWidth();
-  pane.setViewMode(large ? QListView::IconMode : QListView::ListMode);
-  pane.setMovement(QListView::Static);  // the two modes differ in it
   pane.setFlow(display == kListDisplay ? QListView::TopToBottom : QListView::LeftToRight);
   pane.setWrapping(true);
   pane.setResizeMode(QListView::Adjust);
   pane.setUniformItemSizes(true);
-  pane.setWordWrap(large);
   pane.setTextElideMode(Qt::ElideMiddle);
   pane.setIconSize(large ? QSize(32, 32) : QSize(16, 16));
   pane.setGridSize(large ? QSize(letter * 17, 32 + 3 * line + 4) : QSize(letter * 30, std::max(line, 16) + 8));
+  QAbstractItemDelegate* const former = pane.itemDelegate();
+  pane.setItemDelegate(new CellDelegate(pane, large));
+  delete former;
 }
+
+// Keeps figures off the text of the next column.
+class FigureDelegate : public QStyledItemDelegate {
+ public:
+  using QStyledItemDelegate::QStyledItemDelegate;
+
+ protected:
+  void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+    QStyledItemDelegate::initStyleOption(option, index);
+    if ((option->displayAlignment & Qt::AlignRight) != 0) option->text += QStringLiteral("  ");
+  }
+};
 
 class ListBinding : public Binding {
  public:
@@ -191,6 +225,7 @@ class ListBinding : public Binding {
         context_(context),
         rows_(new ListRowsModel(control, &view)) {
     for (const QString& column : view.property("rightColumns").toStringList()) rows_->AlignRight(column.toInt());
+    view.setItemDelegate(new FigureDelegate(&view));
     view.setModel(rows_);
     view.setUniformRowHeights(true);
     view.setRootIsDecorated(false);

@@ -98,7 +98,9 @@ QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
 
 QVariant ListRowsModel::headerData(int section, Qt::Orientation orientation, int role) const {
   if (orientation != Qt::Horizontal || section < 0 || section >= headers_.size()) return {};
-  if (role == Qt::DisplayRole) return headers_[section];
+  if (role == Qt::DisplayRole) {
+    return rightColumns_.count(section) == 0 ? headers_[section] : QString(headers_[section] + QStringLiteral("  "));
+  }
   if (role == Qt::TextAlignmentRole) {
     const Qt::Alignment side = rightColumns_.count(section) == 0 ? Qt::AlignLeft : Qt::AlignRight;
     return QVariant(side | Qt::AlignVCenter);

@@ -100,10 +100,13 @@ TEST_F(ZipWindow, OpensFoldersByADoubleClickInTheReportAndInTheIcons) {
 
 TEST_F(ZipWindow, ChangesBetweenFourDisplaysOfTheSameRows) {
   Click("Option5");
-  EXPECT_EQ(Icons().viewMode(), QListView::IconMode);
+  EXPECT_EQ(Icons().flow(), QListView::LeftToRight);
   EXPECT_EQ(Icons().iconSize(), QSize(32, 32));
+  const QRect first = Icons().visualRect(Icons().model()->index(0, 0));
+  const QRect second = Icons().visualRect(Icons().model()->index(1, 0));
+  EXPECT_EQ(first.top(), second.top());
+  EXPECT_FALSE(first.intersects(second));
   Click("Option3");
-  EXPECT_EQ(Icons().viewMode(), QListView::ListMode);
   EXPECT_EQ(Icons().flow(), QListView::TopToBottom);
   EXPECT_EQ(Icons().iconSize(), QSize(16, 16));
   Click("Option6");
