@@ -20,6 +20,8 @@
 #include "platform/Platform.h"
 #include "platform/TaskLoop.h"
 #include "transfer/TransferWindow.h"
+#include "zipview/Form2.h"
+#include "zipview/UpdateHandOver.h"
 
 namespace pellora {
 
@@ -90,6 +92,7 @@ struct App::Parts {
   }
 
   Program program;
+  const Folders* folders = nullptr;
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
@@ -133,6 +136,7 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   Parts* const parts = parts_.get();
   Program& program = parts->program;
   program.newTransferWindow = [&program] { return std::make_shared<TransferWindow>(program); };
+  program.newZipViewer = [parts] { return std::make_shared<Form2>(parts->program, parts->folders); };
   program.saveAndQuit = [parts] { parts->Stop(); };
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
@@ -142,6 +146,15 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
 }
 
 App::~App() = default;
+
+void App::UseFolders(const Folders& folders) { parts_->folders = &folders; }
+
+void App::UseUnzip(Unzip& unzip) {
+  Program* const program = &parts_->program;
+  program->handOverUpdate = [program, library = &unzip](std::int16_t index) {
+    program->platform.tasks.Spawn(HandOverUpdate(program, library, index));
+  };
+}
 
 void App::Start() { parts_->program.platform.tasks.Spawn(Parts::Start(parts_.get())); }
 

@@ -12,8 +12,10 @@
 namespace pellora {
 
 class DownloadBasket;
+class Folders;
 class MainWindow;
 class PelloraCatcher;
+class Unzip;
 
 // What a script sees of one listed record.
 struct DownloadInfo {
@@ -33,6 +35,11 @@ class App {
   ~App();
   App(const App&) = delete;
   App& operator=(const App&) = delete;
+
+  // What the archive viewer chooses folders from, and what unpacks an update. Without them there is nothing to
+  // choose, and a finished update package stays as it is. Both outlive the App.
+  void UseFolders(const Folders& folders);
+  void UseUnzip(Unzip& unzip);
 
   // The start sequence behind the single-instance test, as a running task: folders, settings, language,
   // list, windows. Failures are ignored step by step.

@@ -58,7 +58,7 @@ class Program {
   Catcher* catcher = nullptr;  // with the lists
   Basket* basket = nullptr;    // with the lists
   std::function<std::shared_ptr<Transfer>()> newTransferWindow;
-  std::function<std::shared_ptr<ZipViewer>()> newZipViewer;  // empty while there is no viewer
+  std::function<std::shared_ptr<ZipViewer>()> newZipViewer;  // empty where there is no viewer
   // Unpacks a finished update package, starts the updater and ends; empty while nothing can unpack.
   std::function<void(std::int16_t index)> handOverUpdate;
   std::function<void()> saveAndQuit;

@@ -19,8 +19,10 @@
 #include "desktop/DisplayText.h"
 #include "desktop/EndSignals.h"
 #include "desktop/IniSettings.h"
+#include "desktop/LibarchiveUnzip.h"
 #include "desktop/LocaleFormats.h"
 #include "desktop/PosixFiles.h"
+#include "desktop/PosixFolders.h"
 #include "desktop/PosixNetwork.h"
 #include "desktop/PreviewMedia.h"
 #include "desktop/ProgramIcon.h"
@@ -49,6 +51,8 @@ struct Desktop {
   SystemClock clock;
   PosixNetwork network{gate, events};
   PosixFiles files;
+  PosixFolders folders;
+  LibarchiveUnzip unzip;
   IniSettings settings{IniSettings::DefaultFolder()};
   QtClipboard clipboard;
   QtDialogs dialogs{gate};
@@ -108,6 +112,8 @@ int RunProgram(QApplication& application) {
   RegisterProgram(program, QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString());
 
   App app(desktop.platform);
+  app.UseFolders(desktop.folders);
+  app.UseUnzip(desktop.unzip);
   const auto saveAndQuit = [&] { desktop.gate.Deliver([&] { app.SaveAndQuit(); }); };
   const EndSignals endSignals(saveAndQuit);
   QObject::connect(

@@ -197,6 +197,18 @@ Task<> TransferWindow::ResumeDownload() {
   program_.lists->RefreshRows(0, kForced);
 }
 
+Task<> TransferWindow::ConnectFromViewer() {
+  const auto hold = Hold();
+  if (!StillCurrent() || Record().Finished) co_return;
+  state.Caption = "Segmented files connecting...";
+  if (Record().Paused) {
+    Command3.Caption = "Pause Download";
+    Record().Paused = false;
+    Record().Active = true;
+  }
+  co_await ConnectSegmented();
+}
+
 void TransferWindow::ShowWindow() {
   if (retired_ || ghost_) return;
   Show();

@@ -42,6 +42,7 @@ class TransferWindow final : public Window, public Transfer {
   void SetRecordIndex(std::int16_t index) override;
   Task<> InitConnection() override;
   Task<> ConnectSegmented() override;
+  Task<> ConnectFromViewer() override;
   void PauseDownload() override;
   Task<> ResumeDownload() override;
   void ShowWindow() override;

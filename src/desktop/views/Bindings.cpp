@@ -137,8 +137,9 @@ class LinkBinding : public LabelBinding {
 void GiveRoom(QAbstractButton& button) {
   if (qobject_cast<QPushButton*>(&button) == nullptr) return;
   const QFontMetrics metrics = button.fontMetrics();
-  button.setMinimumWidth(std::max(metrics.averageCharWidth() * 14,
-                                  metrics.size(Qt::TextShowMnemonic, button.text()).width() + metrics.height() * 2));
+  const int picture = button.icon().isNull() ? 0 : button.iconSize().width() + 4;
+  const int text = metrics.size(Qt::TextShowMnemonic, button.text()).width();
+  button.setMinimumWidth(std::max(metrics.averageCharWidth() * 14, picture + text + metrics.height() * 2));
 }
 
 class ButtonBinding : public WidgetBinding<CommandButton, QAbstractButton> {
@@ -205,12 +206,13 @@ class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
  public:
   ComboBinding(ComboBox& control, QComboBox& box, BindingContext& context) : WidgetBinding(control, box, context) {
     QObject::connect(&box, &QComboBox::activated, context.receiver, [&control, &box, &context](int index) {
+      if (index >= 0 && static_cast<std::size_t>(index) < control.Items().size()) {
+        control.ChooseByUser(index);
+        return;
+      }
       context.gate.Deliver([&] {
         control.Index = index;
-        const auto& items = control.Items();
-        control.Text = index >= 0 && static_cast<std::size_t>(index) < items.size()
-                           ? items[static_cast<std::size_t>(index)]
-                           : ModelText(box.currentText());
+        control.Text = ModelText(box.currentText());
       });
     });
     QObject::connect(&box, &QComboBox::editTextChanged, context.receiver, [&control, &context](const QString& text) {

@@ -11,7 +11,9 @@
 #include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
 #include "ui_DownloadBasket.h"
+#include "ui_Extract.h"
 #include "ui_Form1.h"
+#include "ui_Form2.h"
 #include "ui_MainWindow.h"
 #include "ui_TransferWindow.h"
 #include "ui_WantDown.h"
@@ -33,12 +35,14 @@ struct Form {
   QWidget* (*make)();
 };
 
-constexpr std::array<Form, 6> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
+constexpr std::array<Form, 8> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
                                          {"TransferWindow", &Make<::Ui::TransferWindow, QWidget>},
                                          {"Form1", &Make<::Ui::Form1, QDialog>},
                                          {"WantDown", &Make<::Ui::WantDown, QDialog>},
                                          {"options", &Make<::Ui::options, QDialog>},
-                                         {"DownloadBasket", &Make<::Ui::DownloadBasket, BasketForm>}}};
+                                         {"DownloadBasket", &Make<::Ui::DownloadBasket, BasketForm>},
+                                         {"Form2", &Make<::Ui::Form2, QWidget>},
+                                         {"Extract", &Make<::Ui::Extract, QDialog>}}};
 
 // Keeps a label quieter than its neighbours on every palette, also on one that changes. Themes that know
 // nothing of PlaceholderText leave it black on a dark window.

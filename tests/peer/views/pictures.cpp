@@ -12,7 +12,9 @@
 #include "OptionsStage.h"
 #include "Samples.h"
 #include "Stage.h"
+#include "ZipStage.h"
 #include "desktop/views/QtDialogs.h"
+#include "zipview/Extract.h"
 
 namespace {
 
@@ -106,6 +108,32 @@ void DrawMain(Stage& stage, Painter& painter) {
   Stage::Settle();
 }
 
+void DrawZip(Painter& painter) {
+  ZipStage stage;
+  stage.List(SampleMembers());
+  Form2& viewer = *stage.viewer;
+  painter.SaveWindow(viewer, QStringLiteral("zip"));
+  viewer.Option1.SetByUser(true);
+  for (const char* folder : {"+pellora-5.2", "+docs"}) {
+    for (std::size_t at = 0; at < viewer.ListView1.Rows().size(); ++at) {
+      if (viewer.ListView1.Rows()[at].text != folder) continue;
+      painter.SaveWindow(viewer, QStringLiteral("zip-folder"));
+      viewer.ListView1.SelectByUser({at});
+      viewer.ListView1.DoubleClick();
+      break;
+    }
+  }
+  viewer.Option2.SetByUser(true);
+  viewer.Option5.SetByUser(true);
+  painter.SaveWindow(viewer, QStringLiteral("zip-icons"));
+  viewer.Option6.SetByUser(true);
+  painter.SaveWindow(viewer, QStringLiteral("zip-small"));
+  viewer.Option3.SetByUser(true);
+  painter.SaveWindow(viewer, QStringLiteral("zip-list"));
+  viewer.Command1.Click();
+  painter.SaveWindow(*viewer.ExtractDialog, QStringLiteral("extract"));
+}
+
 void DrawDialogs(Stage& stage, Painter& painter) {
   const auto add = std::make_shared<SampleForm1>(stage.platform);
   add->Text1.Text = "http://files.example.com/pub/releases/archive-2026-11.zip";
@@ -157,6 +185,7 @@ int main(int argc, char** argv) {
     DrawDialogs(stage, painter);
     DrawOptions(painter, "english", QLocale(QLocale::English, QLocale::UnitedStates));
     DrawOptions(painter, "german", QLocale(QLocale::German, QLocale::Germany));
+    DrawZip(painter);
     failed = failed || painter.failed;
   }
   return failed ? 1 : 0;
