@@ -71,6 +71,10 @@ struct Desktop {
                     shell, machine, locale, tray,  windows, media, &autoStart, &browsers};
 };
 
+constexpr int kTextYes = 406;
+constexpr int kTextNo = 407;
+constexpr int kTextOk = 635;
+
 bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }
 
 std::unique_ptr<SingleInstance> TakeLock() {
@@ -114,6 +118,9 @@ int RunProgram(QApplication& application) {
   App app(desktop.platform);
   app.UseFolders(desktop.folders);
   app.UseUnzip(desktop.unzip);
+  desktop.dialogs.SetAnswerTexts([&app](int answer) {
+    return app.program().Text(answer == kAnswerYes ? kTextYes : answer == kAnswerNo ? kTextNo : kTextOk);
+  });
   const auto saveAndQuit = [&] { desktop.gate.Deliver([&] { app.SaveAndQuit(); }); };
   const EndSignals endSignals(saveAndQuit);
   QObject::connect(

@@ -1,5 +1,6 @@
 #include "desktop/views/QtDialogs.h"
 
+#include <QAbstractButton>
 #include <QCloseEvent>
 #include <QDir>
 #include <QFile>
@@ -8,6 +9,7 @@
 #include <QPushButton>
 #include <QStandardPaths>
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "desktop/DisplayText.h"
@@ -82,6 +84,7 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   box->setWindowTitle(DisplayLine(request.title));
   box->setText(DisplayText(request.text));
   box->setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok);
+  CaptionAnswers(*box);
   box->setDefaultButton(question ? QMessageBox::Yes : QMessageBox::Ok);
   connect(box, &QDialog::finished, this, [this, question, answered = std::move(answered)](int result) {
     int answer = kAnswerOk;
@@ -89,6 +92,16 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
     Post([answered, answer] { answered(answer); });
   });
   Open(*box);
+}
+
+void QtDialogs::CaptionAnswers(QMessageBox& box) const {
+  if (!answerTexts_) return;
+  constexpr std::array<std::pair<QMessageBox::StandardButton, int>, 3> kAnswers{
+      {{QMessageBox::Ok, kAnswerOk}, {QMessageBox::Yes, kAnswerYes}, {QMessageBox::No, kAnswerNo}}};
+  for (const auto& [button, answer] : kAnswers) {
+    const QString text = DisplayLine(answerTexts_(answer));
+    if (QAbstractButton* const key = box.button(button); key != nullptr && !text.isEmpty()) key->setText(text);
+  }
 }
 
 void QtDialogs::AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) {

@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QPointer>
 #include <functional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Desktop.h"
@@ -12,6 +14,7 @@
 
 class QDialog;
 class QFileDialog;
+class QMessageBox;
 
 namespace pellora {
 
@@ -24,6 +27,9 @@ class QtDialogs : public QObject, public Dialogs {
   // Closes what stands; no answer comes of it.
   ~QtDialogs() override;
 
+  // What the keys of a box say, by their answer; an empty text leaves the desktop's own word.
+  void SetAnswerTexts(std::function<std::string(int answer)> texts) { answerTexts_ = std::move(texts); }
+
   // A Yes/No question without an icon must be answered by one of its buttons; every other box can also
   // be left by its frame or by Esc.
   void Ask(const BoxRequest& request, std::function<void(int answer)> answered) override;
@@ -32,11 +38,13 @@ class QtDialogs : public QObject, public Dialogs {
                  std::function<void(std::optional<std::string> folder)> answered) override;
 
  private:
+  void CaptionAnswers(QMessageBox& box) const;
   void Open(QDialog& dialog);
   void OpenFileDialog(QFileDialog& dialog, std::function<void(std::optional<std::string> path)> answered);
   void Post(std::function<void()> answer);
 
   EventGate& gate_;
+  std::function<std::string(int answer)> answerTexts_;
   std::vector<QPointer<QDialog>> open_;
 };
 

@@ -75,6 +75,20 @@ TEST_F(DialogsTest, ShowTextFromOutsideAsItStands) {
   Press(box, QMessageBox::Ok);
 }
 
+TEST_F(DialogsTest, SayTheirAnswersInTheProgramsLanguage) {
+  dialogs.SetAnswerTexts([](int given) {
+    return std::string(given == kAnswerYes ? "Ja" : given == kAnswerNo ? "Nein" : "");
+  });
+  QMessageBox* box = Ask(kYesNo | kQuestion);
+  EXPECT_EQ(box->button(QMessageBox::Yes)->text(), QStringLiteral("Ja"));
+  EXPECT_EQ(box->button(QMessageBox::No)->text(), QStringLiteral("Nein"));
+  Press(box, QMessageBox::No);
+  EXPECT_EQ(answer, kAnswerNo);
+  box = Ask(kOkOnly);
+  EXPECT_FALSE(box->button(QMessageBox::Ok)->text().isEmpty());
+  Press(box, QMessageBox::Ok);
+}
+
 TEST_F(DialogsTest, LeaveOtherEventsRunningWhileTheyStand) {
   QMessageBox* box = Ask(kYesNo | kQuestion);
   bool ran = false;

@@ -53,7 +53,8 @@ class OptionsStage {
                  machine,
                  locale,
                  Unused<Tray>(),
-                 stage.windows} {
+                 stage.windows,
+                 Unused<Media>()} {
     for (const QString& name : QDir(languages).entryList({QStringLiteral("*.txt")}, QDir::Files)) {
       QFile::copy(languages + u'/' + name, folder.filePath(name));
     }

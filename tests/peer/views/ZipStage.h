@@ -58,7 +58,7 @@ class ZipStage {
   QtWindowSystem windows{sim.gate()};
   Platform platform{sim.gate(),    sim.loop(),     sim.tasks(),     sim.loop(),    sim.network(),
                     sim.disk(),    sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),
-                    sim.machine(), sim.locale(),   sim.tray(),      windows};
+                    sim.machine(), sim.locale(),   sim.tray(),      windows,       sim.media()};
   Program program{platform};
   SimHttpServer origin{sim.network(), "files.example.com"};
   SimFolders folders;
