@@ -23,12 +23,17 @@ SAME_EVERYWHERE = {951: '"'}
 GLUED = {401: ("\u00a0", "a file name follows: it must end in a no-break space (U+00A0)"),
          535: ("(", "the status number and a closing bracket follow: it must end in an opening bracket"),
          530: (".", "it ends the message that begins with 531: it must end in a full stop")}
-STATUS_WORDS = range(300, 304)
-STATUS_LENGTH = 9  # characters
+# Places that do not grow with their text, and how many characters they hold.
+LENGTHS = {**dict.fromkeys((201, 207, 300, 302), 10),  # narrow columns
+           **dict.fromkeys((301, 303), 7),  # likewise, with " (100.0%)" behind
+           **dict.fromkeys((250, 251), 13),  # tabs of the side pane
+           **dict.fromkeys(range(524, 529), 30),  # states of segments
+           **dict.fromkeys(range(600, 649), 72)}  # options
 UNITS = range(0, 7)
-# Entries of one menu; no two of them can have one key.
+# Entries of one menu; no two of them can have one key, nor that of "Show download &Basket", which stays English.
 MENUS = ((786, 119, 787, 699), (110, 111, 112, 118), (114, 115, 116), (121, 113), (283, 286, 282, 289, 288, 285),
          (284, 281, 280), (700, 701, 702, 805, 703))
+SHOW_BASKET = "Show download &Basket"
 
 
 class Entry:
@@ -88,7 +93,7 @@ def texts_of(entries):
 def menu_keys(texts):
     problems = []
     for menu in MENUS:
-        keys = {}
+        keys = {"b": [SHOW_BASKET]} if 121 in menu else {}
         for number in menu:
             match = re.search(r"&([^& ])", texts.get(number, "").replace("&&", ""))
             if match:
@@ -128,10 +133,10 @@ def check(path, english):
     for number, same in SAME_EVERYWHERE.items():
         if number in texts and texts[number] != same:
             problems.append("line %d: %d must stay as it is: %s" % (seen[number], number, same))
-    for number in STATUS_WORDS:
-        if len(texts.get(number, "")) > STATUS_LENGTH:
-            problems.append("line %d: %d has more than %d characters, and its column is narrow" %
-                            (seen[number], number, STATUS_LENGTH))
+    for number, length in LENGTHS.items():
+        if len(texts.get(number, "")) > length:
+            problems.append("line %d: %d has more than the %d characters that its place holds" %
+                            (seen[number], number, length))
     for number in UNITS:
         if " " in texts.get(number, ""):
             problems.append("line %d: %d is a unit, and cannot have blanks" % (seen[number], number))

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/Stop.h"
+#include "lang/Options.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {
@@ -209,6 +210,7 @@ void Life::LiveFor(std::uint64_t milliseconds) {
 
 void Life::Act() {
   if (sim_->dialogs().Standing() > 0 && Random(3) != 0) return ActOnQuestion();
+  if (Random(app_->mainWindow().optionsWindow->Visible() ? 4 : 30) == 0) return ActOnOptions();
   switch (Random(6)) {
     case 0:
       return CopyUrl();
@@ -291,6 +293,37 @@ void Life::ActOnList() {
         return Random(10) == 0 ? window.RunAction(MainWindow::kResetList) : list.Click();
       default:
         return Random(10) == 0 ? window.RunAction(MainWindow::kQuit) : window.clearall.Click();
+    }
+  });
+}
+
+// Folders and proxy stay as they are: what is on its way must still be able to arrive.
+void Life::ActOnOptions() {
+  options& dialog = *app_->mainWindow().optionsWindow;
+  if (!dialog.Visible()) return sim_->Do([this] { app_->mainWindow().RunAction(MainWindow::kOptions); });
+  const char* const numbers[] = {"0", "1", "3x", "4", "8", "9", ""};
+  const std::string number = numbers[Random(std::size(numbers))];
+  const int what = static_cast<int>(Random(9));
+  const int page = static_cast<int>(Random(4));
+  sim_->Do([&] {
+    switch (what) {
+      case 0:
+        return dialog.Command1.Click();
+      case 1:
+        return dialog.ViewClosed();
+      case 2:
+        return dialog.TabStrip1.SelectByUser(page);
+      case 3:
+        return dialog.Text3.SetByUser(number);
+      case 4:
+        return dialog.Text4.SetByUser(number);
+      case 5:
+        dialog.Check7.SetByUser(!dialog.Check7.Value());
+        return dialog.Command2.Click();
+      case 6:
+        return app_->mainWindow().RunAction(MainWindow::kOptions);
+      default:
+        return dialog.OK.Click();
     }
   });
 }

@@ -52,6 +52,7 @@ class Life {
   void Act();
   void ActOnList();
   void ActOnWindow();
+  void ActOnOptions();
   void ActOnQuestion();
   void CopyUrl();
   std::string RandomUrl();

@@ -86,11 +86,15 @@ class Checker(unittest.TestCase):
         self.expect_one(self.changed("from the list (\n536", "from the list.\n536"), "opening bracket")
         self.expect_one(self.changed("951=\"", "951='"), "951 must stay")
 
-    def test_wants_short_status_words_and_units_of_one_word(self):
-        self.expect_one(self.changed("302=Queued", "302=Waiting for a place"), "narrow")
+    def test_wants_short_texts_in_narrow_places_and_units_of_one_word(self):
+        self.expect_one(self.changed("302=Queued", "302=Waiting for a place"), "302 has more than the 10 characters")
+        self.expect_one(self.changed("303=Stopped", "303=Stopped!"), "303 has more than the 7 characters")
+        self.expect_one(self.changed("629=Get now", "629=" + "now " * 18 + "!"), "629 has more than the 72 characters")
+        self.assertEqual(self.changed("302=Queued", "302=éééééééééé"), [])
         self.expect_one(self.changed("\n1=kb", "\n1=kilo bytes"), "unit")
 
     def test_names_entries_of_a_menu_that_share_a_key(self):
+        self.expect_one(self.changed("113=&Preferences", "113=Set &Browser"), "Show download &Basket, 113: entries")
         self.expect_one(self.changed("111=&Delete URL", "111=Delete &A URL"), '110, 111: entries of one menu with the same key "a"')
 
     def test_takes_a_byte_order_mark_and_carriage_returns(self):
