@@ -50,6 +50,7 @@ class Life {
   void ActOnList();
   void ActOnWindow();
   void ActOnQuestion();
+  void ActOutside();
   void CopyUrl();
   std::string RandomUrl();
   std::int16_t RandomRecord();
