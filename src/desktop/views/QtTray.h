@@ -6,7 +6,6 @@
 // a second start.
 #pragma once
 
-#include <QDBusMessage>
 #include <QHash>
 #include <QIcon>
 #include <QMenu>

@@ -6,6 +6,8 @@
 #include <set>
 #include <utility>
 
+#include "capture/DownloadBasket.h"
+#include "capture/PelloraCatcher.h"
 #include "core/Stop.h"
 #include "lang/Options.h"
 #include "transfer/TransferWindow.h"
@@ -211,7 +213,7 @@ void Life::LiveFor(std::uint64_t milliseconds) {
 void Life::Act() {
   if (sim_->dialogs().Standing() > 0 && Random(3) != 0) return ActOnQuestion();
   if (Random(app_->mainWindow().optionsWindow->Visible() ? 4 : 30) == 0) return ActOnOptions();
-  switch (Random(6)) {
+  switch (Random(7)) {
     case 0:
       return CopyUrl();
     case 1:
@@ -222,9 +224,56 @@ void Life::Act() {
     }
     case 3:
       return ActOnWindow();
+    case 4:
+      return ActOutside();
     default:
       return ActOnList();
   }
+}
+
+// A text as another program drags it.
+class DraggedText final : public DataObject {
+ public:
+  explicit DraggedText(std::string text) : text_(std::move(text)) {}
+  bool GetFormat(int format) const override { return format == kTextFormat; }
+  std::string GetData(int) const override { return text_; }
+
+ private:
+  std::string text_;
+};
+
+// The tray and the drop basket.
+void Life::ActOutside() {
+  PelloraCatcher& catcher = app_->catcher();
+  DownloadBasket& basket = app_->basket();
+  float x = 0;
+  float y = 0;
+  sim_->Do([&] {
+    switch (Random(9)) {
+      case 0:
+        return app_->mainWindow().sdb.Click();
+      case 1:
+        return app_->mainWindow().Command5.Click();
+      case 2:
+        return catcher.closebasket.Click();
+      case 3:
+        return catcher.openwin.Click();
+      case 4:
+        return catcher.pauseall.Click();
+      case 5:
+        return catcher.resumeall.Click();
+      case 6:
+        return Random(20) == 0 ? catcher.exitmenu.Click() : basket.MouseUp(kRightButton, 3, 3);
+      case 7:
+        basket.MouseDown(kLeftButton, 5, 5);
+        x = static_cast<float>(Random(3000)) - 1500;
+        y = static_cast<float>(Random(3000)) - 1500;
+        return basket.MouseMove(kLeftButton, x, y);
+      default:
+        ++added_;
+        (void)basket.OLEDragDrop(DraggedText(RandomUrl()), kDropNone);
+    }
+  });
 }
 
 std::string Life::RandomUrl() {
@@ -416,6 +465,12 @@ std::string Life::Listed() const {
 
 std::vector<std::string> Life::Check() {
   std::vector<std::string> wrong;
+  const DownloadBasket& basket = app_->basket();
+  if (basket.Visible() != app_->mainWindow().sdb.Checked()) wrong.push_back("the basket's mark is not as the basket");
+  const ScreenSize screen = sim_->windows().Screen();
+  if (basket.Left < 0 || basket.Top < 0 || basket.Left > screen.width - 32 || basket.Top > screen.height - 32) {
+    wrong.push_back("the basket left the screen");
+  }
   Program& program = app_->program();
   std::set<const void*> windows;
   for (int i = 1; i <= program.DownloadCount; ++i) {

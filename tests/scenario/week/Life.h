@@ -54,6 +54,7 @@ class Life {
   void ActOnWindow();
   void ActOnOptions();
   void ActOnQuestion();
+  void ActOutside();
   void CopyUrl();
   std::string RandomUrl();
   std::int16_t RandomRecord();

@@ -1,0 +1,96 @@
+// The tray icon's menu, which follows its window whether there is a notification area or not.
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QMenu>
+#include <memory>
+#include <string>
+
+#include "SimPlatform.h"
+#include "Stage.h"
+#include "app/App.h"
+#include "capture/PelloraCatcher.h"
+#include "desktop/views/QtTray.h"
+#include "mainwin/MainWindow.h"
+
+namespace pellora {
+
+namespace {
+
+using testing_views::Stage;
+
+class TrayMenu : public ::testing::Test {
+ protected:
+  TrayMenu()
+      : windows(sim.gate()),
+        tray(windows, sim.gate()),
+        platform{sim.gate(),      sim.loop(),    sim.tasks(), sim.loop(),    sim.network(), sim.disk(), sim.settings(),
+                 sim.clipboard(), sim.dialogs(), sim.shell(), sim.machine(), sim.locale(),  tray,       windows},
+        app(std::make_unique<App>(platform)) {
+    sim.disk().Put("/prog/english.txt", SimContent(std::string("700=&Open\n701=&Pause\n702=&Resume\n703=&Exit\n"
+                                                               "704=Pellora!\n805=&Close\n")));
+    sim.Do([&] { app->Start(); });
+    sim.RunFor(1);
+    Stage::Settle();
+  }
+  ~TrayMenu() override {
+    sim.DropProgram();
+    sim.gate().LetGoOfAll();
+    app.reset();
+    Stage::Settle();
+  }
+  // The entries that are shown, or nothing if there is no menu.
+  static QStringList Captions() {
+    QStringList captions;
+    for (QWidget* const widget : QApplication::allWidgets()) {
+      auto* const menu = qobject_cast<QMenu*>(widget);
+      if (menu == nullptr || menu->defaultAction() == nullptr) continue;
+      if (menu->defaultAction()->objectName() != QLatin1String("openwin")) continue;
+      for (const QAction* const action : menu->actions()) {
+        if (action->isVisible()) captions << (action->isSeparator() ? QStringLiteral("-") : action->text());
+      }
+    }
+    return captions;
+  }
+
+  SimPlatform sim;
+  QtWindowSystem windows;
+  QtTray tray;
+  Platform platform;
+  std::unique_ptr<App> app;
+};
+
+TEST_F(TrayMenu, HasTheEntriesOfItsWindowButNotTheBasketsOwn) {
+  EXPECT_EQ(Captions(), (QStringList{"&Open", "&Pause", "&Resume", "-", "&Exit"}));
+}
+
+TEST_F(TrayMenu, FollowsAChangeOfTheLanguage) {
+  app->catcher().openwin.Caption = "Ö&ffnen";
+  Stage::Settle();
+  EXPECT_EQ(Captions().value(0), QStringLiteral("Ö&ffnen"));
+}
+
+TEST_F(TrayMenu, NeverShowsTheBasketsEntryThatThePopupShows) {
+  sim.Do([&] { app->catcher().ShowPopupOfBasket(); });
+  ASSERT_NE(QApplication::activePopupWidget(), nullptr);
+  QApplication::activePopupWidget()->close();
+  Stage::Settle();
+  EXPECT_EQ(Captions(), (QStringList{"&Open", "&Pause", "&Resume", "-", "&Exit"}));
+}
+
+TEST_F(TrayMenu, IsEmptyOnceTheProgramHasEndedByItsOwnEntry) {
+  for (QWidget* const widget : QApplication::allWidgets()) {
+    auto* const menu = qobject_cast<QMenu*>(widget);
+    if (menu == nullptr || menu->defaultAction() == nullptr || menu->actions().size() != 6) continue;
+    menu->actions().back()->trigger();
+    break;
+  }
+  Stage::Settle();
+  EXPECT_EQ(sim.machine().endCode, 0);
+  EXPECT_EQ(Captions(), QStringList());
+}
+
+}  // namespace
+
+}  // namespace pellora
