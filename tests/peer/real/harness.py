@@ -219,6 +219,7 @@ class Session:
         """What a tool of the display prints."""
         return subprocess.run(command, env=self.stage.env, stdin=subprocess.DEVNULL, capture_output=True, text=True,
                               timeout=20, check=False).stdout
+
     def keep_picture(self, name):
         """Of the whole display, if PELLORA_PICTURES names a folder for it."""
         folder = os.environ.get("PELLORA_PICTURES")
