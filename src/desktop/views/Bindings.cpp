@@ -119,7 +119,7 @@ class CheckBinding : public WidgetBinding<ControlType, QAbstractButton> {
 class TextBinding : public WidgetBinding<TextBox, QLineEdit> {
  public:
   TextBinding(TextBox& control, QLineEdit& edit, BindingContext& context)
-      : WidgetBinding(control, edit, context), selectAll_(control.SelectAll) {
+      : WidgetBinding(control, edit, context) {
     edit.setMaxLength(1 << 20);
     QObject::connect(&edit, &QLineEdit::textEdited, context.receiver, [&control, &context](const QString& text) {
       context.gate.Deliver([&] { control.SetByUser(ModelText(text)); });
@@ -137,7 +137,7 @@ class TextBinding : public WidgetBinding<TextBox, QLineEdit> {
   }
 
  private:
-  int selectAll_;
+  int selectAll_ = 0;  // what was asked for before the window had a form counts as well
 };
 
 class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {

@@ -208,6 +208,11 @@ class Session:
         subprocess.run(["xdotool", "windowactivate", "--sync", window, "key", "--clearmodifiers", key],
                        env=self.stage.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=20, check=False)
 
+    def run_on_display(self, *command):
+        """What a tool of the display prints."""
+        return subprocess.run(command, env=self.stage.env, stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                              timeout=20, check=False).stdout
+
     def memory(self, field="VmHWM"):
         """Bytes; VmHWM is the most that the process ever held."""
         with open("/proc/%d/status" % self.process.pid, encoding="ascii") as f:

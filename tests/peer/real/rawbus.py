@@ -7,6 +7,7 @@ import struct
 
 BUS = ("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus")
 NO_REPLY_EXPECTED = 1
+NO_AUTO_START = 2
 REPLY, ERROR = 2, 3
 
 
@@ -53,9 +54,9 @@ class RawBus:
         self.socket.sendall(head + b"\0" * (-len(head) % 8) + body)
         return self.serial
 
-    def call(self, destination, path, interface, method, *texts):
+    def call(self, destination, path, interface, method, *texts, flags=0):
         """Waits for the answer: its kind (REPLY, ERROR)."""
-        number = self.send(destination, path, interface, method, *texts, flags=0)
+        number = self.send(destination, path, interface, method, *texts, flags=flags)
         while True:
             kind, answered = self._receive()
             if kind in (REPLY, ERROR) and answered == number:

@@ -3,6 +3,7 @@
 import os
 import socket
 import subprocess
+import threading
 import time
 
 import harness
@@ -84,6 +85,50 @@ class Nginx:
 
     def close(self):
         harness.end_process(self.process)
+
+
+class WholeHeaders:
+    """A relay to a server on loopback that holds a reply back until its headers are complete. A server may write them
+    line by line; whether they arrive in one piece is then chance, and the program judges a reply by its first piece."""
+
+    def __init__(self, port):
+        self.to = port
+        self.listener = origin.listen_low()
+        self.port = self.listener.getsockname()[1]
+        threading.Thread(target=self._accept, daemon=True).start()
+
+    def _accept(self):
+        while True:
+            try:
+                client, _ = self.listener.accept()
+            except OSError:
+                return
+            server = socket.create_connection(("127.0.0.1", self.to))
+            threading.Thread(target=self._carry, args=(client, server, b""), daemon=True).start()
+            threading.Thread(target=self._carry, args=(server, client, b"\r\n\r\n"), daemon=True).start()
+
+    @staticmethod
+    def _carry(source, sink, until):
+        held = b""
+        try:
+            while True:
+                data = source.recv(1 << 16)
+                if not data:
+                    break
+                held += data
+                if until in held:
+                    sink.sendall(held)
+                    held, until = b"", b""
+        except OSError:
+            pass  # either end has closed
+        for end in (source, sink):
+            try:
+                end.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass
+
+    def close(self):
+        self.listener.close()
 
 
 class Tinyproxy:

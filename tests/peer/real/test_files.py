@@ -123,14 +123,14 @@ class Files(unittest.TestCase):
                 self.assertLess(self.session.answers(), 2)
                 self.end_with(0)
 
-    def check_download_folder(self):
+    def check_download_folder(self, give_back):
         self.session.start()
         self.session.menu_url(self.url)
         self.session.press(self.session.wait_dialog()[0], "Return")
         self.assertFalse(self.session.companion.find(self.url).finished)
         self.assertEqual(sum(os.path.getsize(self.session.parts + n) for n in os.listdir(self.session.parts)), 300000)
         self.end_with(0)
-        os.chmod(self.session.downloads, 0o755)
+        give_back(self.session.downloads)
         asked = len(self.origin.requests)
         self.session.start()
         self.session.resume()
@@ -142,7 +142,11 @@ class Files(unittest.TestCase):
     def test_a_downloads_folder_that_may_not_be_written_keeps_the_parts(self):
         os.chmod(self.session.downloads, 0o555)
         self.session.bound = True
-        self.check_download_folder()
+        self.check_download_folder(lambda folder: os.chmod(folder, 0o755))
+
+    def test_a_vanished_downloads_folder_keeps_the_parts(self):
+        os.rmdir(self.session.downloads)
+        self.check_download_folder(os.mkdir)
 
     def end_by_part_file(self, answer):
         self.origin.serve_file("/first.bin", 20000)

@@ -87,10 +87,12 @@ class Requests(unittest.TestCase):
     def test_a_real_proxy_carries_the_probe(self):
         proxy = servers.Tinyproxy()
         self.addCleanup(proxy.close)
+        relay = servers.WholeHeaders(proxy.port)
+        self.addCleanup(relay.close)
         nginx = servers.Nginx()
         self.addCleanup(nginx.close)
         nginx.put("real.bin", origin.content(KIB100))
-        session = self.session(MaxSegments=4, ProxyHTTP="True", ProxyServer="127.0.0.1", ProxyPort=proxy.port)
+        session = self.session(MaxSegments=4, ProxyHTTP="True", ProxyServer="127.0.0.1", ProxyPort=relay.port)
         url = nginx.url(nginx.plain, "real.bin")
         session.menu_url(url)
         self.fetched(session, url, KIB100)

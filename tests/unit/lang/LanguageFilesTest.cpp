@@ -1,12 +1,15 @@
-// Holds the language files that are shipped against the numbers that the program reads.
+// Holds the language files that are shipped against the numbers that the program reads, and against English.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/Numbers.h"
@@ -15,6 +18,9 @@
 
 namespace pellora {
 namespace {
+
+constexpr const char* kFiles[] = {".txt",        "english.txt", "french.txt",     "german.txt",
+                                  "italian.txt", "polish.txt",  "portuguese.txt", "spanish.txt"};
 
 struct Span {
   int first;
@@ -65,11 +71,20 @@ bool IsUtf8(const std::string& text) {
   return true;
 }
 
+// Letters, not bytes: what continues a sequence does not count.
+std::size_t Letters(const std::string& text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
 class LanguageFile : public testing::TestWithParam<const char*> {
  protected:
   const std::string content = ReadFile(GetParam());
   const std::vector<std::string> lines = Lines(content);
   const LangStringArray texts = Load(GetParam());
+  const LangStringArray english = Load("english.txt");
+
+  const std::string& Text(int number) const { return texts[static_cast<std::size_t>(number)]; }
 };
 
 TEST_P(LanguageFile, HasEveryRequiredNumberOnceAndNoOther) {
@@ -93,6 +108,7 @@ TEST_P(LanguageFile, LosesNothingAtTheEndsOfItsLines) {
     EXPECT_FALSE(line.ends_with(" ") || line.starts_with(" ")) << line;
     EXPECT_EQ(line.find_first_of("\t\r"), std::string::npos) << line;
     EXPECT_FALSE(IsEntry(line) && line.ends_with("=")) << "empty: " << line;
+    EXPECT_FALSE(IsEntry(line) && line.find("= ") == line.find('=')) << "begins with a blank: " << line;
   }
   EXPECT_TRUE(IsUtf8(content));
 }
@@ -116,7 +132,6 @@ TEST_P(LanguageFile, HasTextsThatFitWhatIsGluedToThem) {
   EXPECT_TRUE(texts[530].ends_with(".")) << texts[530];          // stands behind 531 and the path
   EXPECT_EQ(texts[531].find_first_of(".:!?"), std::string::npos) << texts[531];
   EXPECT_EQ(texts[402].find_first_of("|(*"), std::string::npos) << texts[402];  // its pattern follows
-  for (const int number : {300, 301, 302, 303}) EXPECT_LE(texts[static_cast<std::size_t>(number)].size(), 9u);
   for (int number = 0; number <= 6; ++number) {
     EXPECT_EQ(texts[static_cast<std::size_t>(number)].find(' '), std::string::npos) << number;
   }
@@ -124,26 +139,86 @@ TEST_P(LanguageFile, HasTextsThatFitWhatIsGluedToThem) {
   EXPECT_EQ(FormatDuration(3605, texts), "1 h 0 min 5 s");
 }
 
+// What stands in a place that does not grow with its text.
+TEST_P(LanguageFile, IsShortWhereThereIsLittleRoom) {
+  for (const int number : {201, 207}) EXPECT_LE(Letters(Text(number)), 10u) << Text(number);  // narrow columns
+  for (const int number : {300, 302}) EXPECT_LE(Letters(Text(number)), 10u) << Text(number);  // the status alone
+  for (const int number : {301, 303}) EXPECT_LE(Letters(Text(number)), 7u) << Text(number);   // " (100.0%)" follows
+  for (const int number : {250, 251}) EXPECT_LE(Letters(Text(number)), 13u) << Text(number);  // tabs of the side pane
+  for (int number = 600; number <= 648; ++number) EXPECT_LE(Letters(Text(number)), 72u) << Text(number);  // options
+  for (const int number : {524, 525, 526, 527, 528}) {  // states of segments
+    EXPECT_LE(Letters(Text(number)), 30u) << Text(number);
+  }
+  std::size_t toolbar = 0;
+  for (const int number : {100, 101, 102, 103, 104, 105, 106, 108}) toolbar += Letters(Text(number));
+  EXPECT_LE(toolbar, 84u);
+}
+
 // Entries of one menu; the ampersand goes before the letter that opens them.
 TEST_P(LanguageFile, GivesNoTwoEntriesOfAMenuTheSameKey) {
-  const std::vector<std::vector<int>> kMenus = {
-      {786, 119, 787, 699},           {110, 111, 112, 118}, {114, 115, 116},          {121, 113},
-      {283, 286, 282, 289, 288, 285}, {284, 281, 280},      {700, 701, 702, 703, 805}};
-  for (const std::vector<int>& menu : kMenus) {
-    std::map<std::string, int> owner;
-    for (const int number : menu) {
-      const std::string& text = texts[static_cast<std::size_t>(number)];
-      const std::size_t ampersand = text.find('&');
-      ASSERT_LT(ampersand + 1, text.size()) << number << " " << text;
-      EXPECT_EQ(text.find('&', ampersand + 1), std::string::npos) << text;
-      std::string key = text.substr(ampersand + 1, 1);
-      if (key[0] >= 'A' && key[0] <= 'Z') key[0] = static_cast<char>(key[0] - 'A' + 'a');
+  struct MenuEntries {
+    std::string takenKeys;  // of entries that are the same in every language
+    std::vector<int> numbers;
+  };
+  const std::vector<MenuEntries> kMenus = {{"", {786, 119, 787, 699}},
+                                           {"", {110, 111, 112, 118}},
+                                           {"", {114, 115, 116}},
+                                           {"b", {121, 113}},
+                                           {"", {283, 286, 282, 289, 288, 285}},
+                                           {"", {284, 281, 280}},
+                                           {"", {700, 701, 702, 703, 805}}};
+  for (const MenuEntries& menu : kMenus) {
+    std::map<char, int> owner;
+    for (const char key : menu.takenKeys) owner[key] = 0;
+    for (const int number : menu.numbers) {
+      const std::size_t ampersand = Text(number).find('&');
+      ASSERT_LT(ampersand + 1, Text(number).size()) << number << " " << Text(number);
+      const auto letter = static_cast<unsigned char>(Text(number)[ampersand + 1]);
+      EXPECT_TRUE(letter < 0x80 && std::isalpha(letter) != 0) << "not on every keyboard: " << Text(number);
+      const char key = static_cast<char>(std::tolower(letter));
       EXPECT_TRUE(owner.emplace(key, number).second) << number << " and " << owner[key] << " share " << key;
     }
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Shipped, LanguageFile, testing::Values("english.txt", "german.txt", ".txt"),
+TEST_P(LanguageFile, HasOneKeyWhereEnglishHasOneAndElsewhereNone) {
+  for (std::size_t number = 0; number < texts.size(); ++number) {
+    EXPECT_EQ(std::count(texts[number].begin(), texts[number].end(), '&'),
+              std::count(english[number].begin(), english[number].end(), '&'))
+        << number << " " << texts[number];
+  }
+}
+
+TEST_P(LanguageFile, KeepsNamesAndFiguresWhereEnglishHasThem) {
+  constexpr std::string_view kName = "Pellora";
+  for (std::size_t number = 0; number < texts.size(); ++number) {
+    const std::string& text = texts[number];
+    for (const std::string_view word :
+         {"Pellora!", "Pellora !", "http://", "ftp://", "ZIP", "FTP", "(1-8)", "(1-99)"}) {
+      if (english[number].find(word) == std::string::npos) continue;
+      EXPECT_NE(text.find(word), std::string::npos) << number << " has no " << word << ": " << text;
+    }
+    if (english[number].find(kName) == std::string::npos) continue;
+    const std::size_t place = text.find(kName);
+    ASSERT_NE(place, std::string::npos) << number << " " << text;
+    const std::string after = text.substr(place + kName.size(), 1);
+    EXPECT_TRUE(after.empty() || after.find_first_of(" .:!?-\xc2") == 0) << "inflected: " << text;
+  }
+}
+
+// A sentence stays a sentence, a question a question, a caption a caption.
+TEST_P(LanguageFile, EndsItsMessagesAsSentences) {
+  for (const int number : {412, 413, 530, 796, 797, 798, 799}) EXPECT_TRUE(Text(number).ends_with(".")) << number;
+  for (const int number : {403, 408, 409, 410, 411, 536}) {
+    EXPECT_NE(Text(number).find('?'), std::string::npos) << number;
+  }
+  for (const int number : {520, 524, 525, 526, 534, 537}) EXPECT_TRUE(Text(number).ends_with("...")) << number;
+  for (const int number : {275, 276, 500, 609, 615, 616, 622, 624, 625, 626, 627, 630, 631, 632, 669, 670}) {
+    EXPECT_TRUE(Text(number).ends_with(":")) << number << " " << Text(number);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Shipped, LanguageFile, testing::ValuesIn(kFiles),
                          [](const testing::TestParamInfo<const char*>& file) {
                            const std::string name = file.param;
                            return name == ".txt" ? std::string("nameless") : name.substr(0, name.size() - 4);
@@ -155,15 +230,60 @@ TEST(LanguageFiles, NamelessIsEnglishWithoutItsName) {
   EXPECT_EQ(Lines(ReadFile(".txt")), expected);
 }
 
-TEST(LanguageFiles, TranslateWhatIsNoNameOrSign) {
-  const LangStringArray english = Load("english.txt");
-  const LangStringArray german = Load("german.txt");
-  std::set<std::size_t> same;
-  for (std::size_t number = 0; number < english.size(); ++number) {
-    if (!english[number].empty() && english[number] == german[number]) same.insert(number);
+TEST(LanguageFiles, AreAllLookedAt) {
+  std::set<std::string> placed;
+  for (const auto& entry : std::filesystem::directory_iterator(PELLORA_LANGUAGE_FOLDER)) {
+    placed.insert(entry.path().filename().string());
   }
-  // Units of time, names, and words that both languages have.
-  EXPECT_EQ(same, (std::set<std::size_t>{4, 5, 6, 107, 202, 204, 205, 251, 635, 704, 951}));
+  EXPECT_EQ(placed, std::set<std::string>(std::begin(kFiles), std::end(kFiles)));
+}
+
+TEST(LanguageFiles, NameEachLanguageInItself) {
+  const std::map<std::string, std::string> kNames = {{"english.txt", "English"},
+                                                     {"french.txt",
+                                                      "Fran\xc3\xa7"
+                                                      "ais"},
+                                                     {"german.txt", "Deutsch"},
+                                                     {"italian.txt", "Italiano"},
+                                                     {"polish.txt", "Polski"},
+                                                     {"portuguese.txt", "Portugu\xc3\xaas (Brasil)"},
+                                                     {"spanish.txt", "Espa\xc3\xb1ol"}};
+  for (const auto& [file, name] : kNames) {
+    const std::vector<std::string> lines = Lines(ReadFile(file));
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "LANG=" + name), 1) << file;
+  }
+}
+
+// Units, names, and words that both languages have. All else that equals English was forgotten.
+TEST(LanguageFiles, TranslateWhatIsNoNameOrSign) {
+  const std::map<std::string, std::set<std::size_t>> kSame = {
+      {"french.txt", {4, 5, 6, 103, 202, 203, 251, 635, 704, 787, 791, 951}},
+      {"german.txt", {4, 5, 6, 107, 202, 204, 205, 251, 635, 704, 951}},
+      {"italian.txt", {4, 5, 6, 107, 202, 204, 407, 635, 704, 786, 951}},
+      {"polish.txt", {4, 5, 6, 202, 635, 704, 951}},
+      {"portuguese.txt", {0, 4, 5, 6, 202, 205, 635, 704, 951}},
+      {"spanish.txt", {0, 4, 5, 6, 202, 407, 600, 704, 951}}};
+  const LangStringArray english = Load("english.txt");
+  for (const auto& [file, expected] : kSame) {
+    const LangStringArray texts = Load(file);
+    std::set<std::size_t> same;
+    for (std::size_t number = 0; number < english.size(); ++number) {
+      if (!english[number].empty() && english[number] == texts[number]) same.insert(number);
+    }
+    EXPECT_EQ(same, expected) << file;
+  }
+}
+
+// French keeps a mark of two parts on the line of its word.
+TEST(LanguageFiles, FrenchHasNoBreakSpacesBeforeItsMarks) {
+  const LangStringArray texts = Load("french.txt");
+  for (const std::string& text : texts) {
+    for (const char* const mark : {" :", " ;", " ?"}) EXPECT_EQ(text.find(mark), std::string::npos) << text;
+    for (std::size_t i = 1; i < text.size(); ++i) {
+      if ((text[i] != ':' || text.compare(i, 3, "://") == 0) && text[i] != ';' && text[i] != '?') continue;
+      EXPECT_EQ(text.compare(i - 2, 2, "\xc2\xa0"), 0) << text;
+    }
+  }
 }
 
 TEST(LanguageFiles, EnglishKeepsTheDesignedCaptions) {

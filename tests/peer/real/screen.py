@@ -1,0 +1,94 @@
+"""The windows of a session as assistive technology and the mouse find them: elements by role and name."""
+
+import json
+import os
+import subprocess
+
+import harness
+
+
+class Element:
+    def __init__(self, data):
+        self.role = data["role"]
+        self.name = data["name"]
+        self.text = data["text"]
+        self.states = set(data["states"])
+        self.left, self.top, self.width, self.height = data["area"]
+
+    def __repr__(self):
+        return "%s %r" % (self.role, self.name)
+
+    @property
+    def middle(self):
+        return self.left + self.width // 2, self.top + self.height // 2
+
+
+class Screen:
+    """Needs a session whose program is started after it."""
+
+    def __init__(self, session):
+        self.session = session
+        session.env["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
+        # The bindings belong to Debian's Python, which may not be the one that runs the tests.
+        self.reader = subprocess.Popen(
+            ["/usr/bin/python3", os.path.join(harness.HERE, "screen_reader.py")], env=session.env,
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=session.log, text=True)
+
+    def close(self):
+        self.reader.stdin.close()
+        harness.end_process(self.reader)
+        self.reader.stdout.close()
+
+    def elements(self, window=""):
+        """Everything that is on the screen now, of the windows whose titles hold `window`."""
+        self.reader.stdin.write(window + "\n")
+        self.reader.stdin.flush()
+        return [Element(data) for data in json.loads(self.reader.stdout.readline())]
+
+    def find(self, role, name, window=""):
+        for element in self.elements(window):
+            if element.role == role and element.name == name:
+                return element
+        return None
+
+    def wait(self, role, name, window="", state=None, timeout=20):
+        def there():
+            element = self.find(role, name, window)
+            return element if element and (state is None or state in element.states) else None
+        return harness.wait_until(there, timeout, "%s %r" % (role, name))
+
+    def wait_gone(self, role, name, window="", timeout=20):
+        harness.wait_until(lambda: self.find(role, name, window) is None, timeout, "the end of %s %r" % (role, name))
+
+    def xdotool(self, *words):
+        subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
+                       capture_output=True, timeout=20, check=True)
+
+    def raise_window(self, part):
+        """Activates the window whose title holds `part`; returns its id."""
+        def found():
+            return [w for w, title, _ in self.session.own_windows() if part in title]
+        window = harness.wait_until(found, 20, "a window of %r" % part)[0]
+        self.xdotool("windowactivate", "--sync", window)
+        return window
+
+    def click(self, role, name, window="", button=1, repeat=1):
+        if window:
+            self.raise_window(window)
+        x, y = self.wait(role, name, window).middle
+        self.xdotool("mousemove", x, y, "click", "--repeat", repeat, "--delay", 40, button)
+
+    def double_click(self, role, name, window=""):
+        self.click(role, name, window, repeat=2)
+
+    def keys(self, *names):
+        self.xdotool("key", "--clearmodifiers", *names)
+
+    def type(self, text):
+        self.xdotool("type", "--delay", 2, text)
+
+    def answer(self, text, key):
+        """Presses a button of the message box that shows `text`."""
+        self.wait("label", text)
+        self.click("push button", key)
+        self.wait_gone("label", text)

@@ -1,0 +1,70 @@
+"""Prints what assistive technology is told of the windows on a session's bus. Runs on Debian's own Python, which has
+the bindings.
+
+One line in, one line out: the name of a window to keep to, or nothing for all; then a JSON list of the elements on
+the screen, each behind its parent."""
+
+import json
+import sys
+import warnings
+
+import gi
+
+gi.require_version("Atspi", "2.0")
+from gi.repository import Atspi, GLib  # noqa: E402
+
+warnings.simplefilter("ignore")
+STATES = ("FOCUSABLE", "FOCUSED", "ENABLED", "CHECKED", "SELECTED", "SHOWING")
+
+
+def text_of(element, role):
+    if role != "text":
+        return ""
+    return Atspi.Text.get_text(element, 0, -1)
+
+
+def walk(element, parent, found):
+    states = element.get_state_set()
+    role = element.get_role_name()
+    if not states.contains(Atspi.StateType.SHOWING) and role not in ("application", "menu bar"):
+        return
+    area = element.get_extents(Atspi.CoordType.SCREEN) if role != "application" else None
+    found.append({
+        "role": role,
+        "name": element.get_name(),
+        "parent": parent,
+        "text": text_of(element, role),
+        "area": [area.x, area.y, area.width, area.height] if area else [0, 0, 0, 0],
+        "states": [name for name in STATES if states.contains(getattr(Atspi.StateType, name))],
+    })
+    own = len(found) - 1
+    for index in range(element.get_child_count()):
+        child = element.get_child_at_index(index)
+        if child:
+            walk(child, own, found)
+
+
+def look(window):
+    found = []
+    desktop = Atspi.get_desktop(0)
+    for number in range(desktop.get_child_count()):
+        application = desktop.get_child_at_index(number)
+        for index in range(application.get_child_count()):
+            top = application.get_child_at_index(index)
+            if top and window in (top.get_name() or ""):
+                walk(top, None, found)
+    return found
+
+
+def main():
+    for line in sys.stdin:
+        for _ in range(10):
+            try:
+                answer = look(line.rstrip("\n"))
+                break
+            except GLib.Error:
+                answer = []  # something vanished while it was looked at: look again
+        print(json.dumps(answer), flush=True)
+
+
+main()

@@ -1,0 +1,365 @@
+"""What a user does all day, on the real windows: every control is found by its role and name, as assistive technology
+finds it, and worked with the mouse or the keys."""
+
+import os
+import subprocess
+import time
+import unittest
+
+import harness
+import listfile
+import origin
+from screen import Screen
+
+MAIN = "Pellora !"
+DIALOG = "Enter the URL of the file to download"
+QUESTION = "Pellora Question ! Clipboard hook"
+DELETE = "This download is running. Do you want to stop it and delete it from the list?"
+RESET = "Some downloads are not finished. Do you want to stop them and empty the whole list?"
+CLEAR = "Do you want to remove all finished downloads from the list? The files stay on the disk."
+QUIT = "Do you want to quit Pellora? Running downloads are paused and can be resumed later."
+
+OPENER = """#!/bin/sh
+printf '%s\\n' "$@" >>"{log}"
+"""
+
+
+class Base(unittest.TestCase):
+    settings = {}
+
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.session = harness.Session("actions", **{"MaxSegments": 2, **self.settings})
+        self.addCleanup(self.session.close)
+        self.catch_opened_files()
+        self.screen = Screen(self.session)
+        self.addCleanup(self.screen.close)
+        self.session.start()
+        self.screen.wait("push button", "Add URL", MAIN)
+
+    def catch_opened_files(self):
+        folder = os.path.join(self.session.root, "bin")
+        os.mkdir(folder)
+        self.opened_log = os.path.join(self.session.root, "opened")
+        path = os.path.join(folder, "xdg-open")
+        with open(path, "w", encoding="utf-8") as f:
+            f.write(OPENER.format(log=self.opened_log))
+        os.chmod(path, 0o755)
+        self.session.env["PATH"] = folder + ":" + self.session.env["PATH"]
+
+    def opened(self):
+        if not os.path.exists(self.opened_log):
+            return []
+        with open(self.opened_log, encoding="utf-8") as f:
+            return f.read().splitlines()
+
+    def state(self, url):
+        download = self.session.companion.find(url)
+        return download.state if download else None
+
+    def wait_state(self, url, state):
+        harness.wait_until(lambda: self.state(url) == state, 20, "%s to be %s" % (url, state))
+
+    def slow(self, path="/slow.bin", rate=50000):
+        self.origin.serve_file(path, 6000000, rate=rate)
+        url = self.origin.url(path)
+        self.session.menu_url(url)
+        harness.wait_until(lambda: getattr(self.session.companion.find(url), "received", 0) > 0, 20, "the first bytes")
+        self.screen.wait("table cell", os.path.basename(path), MAIN)
+        return url
+
+    def finished(self, path="/done.bin", size=20000):
+        self.origin.serve_file(path, size)
+        url = self.origin.url(path)
+        self.session.menu_url(url)
+        [download] = self.session.companion.wait_finished([url], 30)
+        self.screen.wait("table cell", os.path.basename(path), MAIN)
+        return download
+
+    def press(self, caption):
+        """A button of the toolbar."""
+        self.screen.click("push button", caption, MAIN)
+
+    def select(self, name):
+        self.screen.click("table cell", name, MAIN)
+
+    def menu(self, title, entry):
+        self.screen.click("menu item", title, MAIN)
+        self.screen.click("menu item", entry)
+
+    def a_menu_is_open(self):
+        """The menu of a row, a window without a title of its own. Assistive technology is told of its entries only as
+        they take the focus."""
+        found = self.session.run_on_display("xdotool", "search", "--onlyvisible", "--class", "^Pellora$")
+        return any('"Pellora"' in self.session.run_on_display("xprop", "-id", window, "_NET_WM_NAME")
+                   for window in found.split())
+
+    def popup(self, name, *keys):
+        """Opens the menu of a row and works it with the keys, which close it."""
+        time.sleep(0.5)  # a right click soon after another one is a double click, which opens no menu
+        self.screen.click("table cell", name, MAIN, button=3)
+        harness.wait_until(self.a_menu_is_open, 20, "the menu of %s" % name)
+        self.screen.keys(*keys)
+        harness.wait_until(lambda: not self.a_menu_is_open(), 20, "the end of the menu of %s" % name)
+
+
+class Adding(Base):
+    def test_the_dialog_adds_a_download_that_starts_now(self):
+        self.origin.serve_file("/now.bin", 20000)
+        url = self.origin.url("/now.bin")
+        self.press("Add URL")
+        self.screen.raise_window(DIALOG)
+        self.screen.type("  " + url + " ")  # the proposal is selected whole, and typing replaces it
+        self.screen.click("push button", "Download Now !", DIALOG)
+        [download] = self.session.companion.wait_finished([url], 30)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000))
+        self.assertIsNone(self.screen.find("push button", "Download Now !"))
+
+    def test_a_download_for_later_waits_until_its_row_is_double_clicked(self):
+        self.origin.serve_file("/later.bin", 20000)
+        url = self.origin.url("/later.bin")
+        self.menu("File", "Add URL")
+        self.screen.raise_window(DIALOG)
+        self.screen.type(url)
+        self.screen.click("push button", "Download Later !", DIALOG)
+        self.wait_state(url, "waiting")
+        self.assertEqual(self.origin.requests_for("/later.bin"), [])
+        self.screen.double_click("table cell", "later.bin", MAIN)
+        self.session.companion.wait_finished([url], 30)
+
+    def test_a_closed_dialog_adds_nothing_and_opens_again(self):
+        for _ in range(2):
+            self.press("Add URL")
+            self.screen.raise_window(DIALOG)
+            self.screen.type("http://127.0.0.1:1/closed.bin")
+            self.screen.keys("Escape")
+            self.screen.wait_gone("push button", "Download Now !")
+        self.assertEqual(self.session.companion.downloads(), [])
+
+    def test_a_row_that_repeats_a_url_asks_and_yes_begins_anew(self):
+        done = self.finished()
+        asked = len(self.origin.requests_for("/done.bin"))
+        self.session.menu_url(done.url)
+        self.screen.answer("This URL is already in the list. Do you want to download it again from the beginning?", "Yes")
+        self.session.companion.wait_finished([done.url], 30)
+        self.assertGreater(len(self.origin.requests_for("/done.bin")), asked)
+        self.assertEqual([d.index for d in self.session.companion.downloads()], [done.index])
+
+
+class CopiedText(Base):
+    settings = {"CheckClipboard": "True", "MaxSimulDownlads": "1"}
+
+    def copy(self, text):
+        owner = subprocess.Popen(["xclip", "-selection", "clipboard", "-quiet"], env=self.session.stage.env,
+                                 stdin=subprocess.PIPE, stdout=self.session.log, stderr=self.session.log)
+        self.addCleanup(harness.end_process, owner)
+        owner.stdin.write(text)
+        owner.stdin.close()
+        return owner
+
+    def test_a_url_from_another_program_is_asked_about_while_downloads_and_the_queue_go_on(self):
+        for name in ("/first.bin", "/second.bin"):
+            self.origin.serve_file(name, 400000, rate=100000)
+        self.origin.serve_file("/copied.zip", 20000)
+        urls = [self.origin.url(name) for name in ("/first.bin", "/second.bin")]
+        self.session.menu_url(urls[0])
+        self.wait_state(urls[0], "active")
+        self.session.menu_url(urls[1])
+        self.wait_state(urls[1], "queued")
+        copied = self.origin.url("/copied.zip")
+        self.copy(copied.encode())
+        self.screen.wait("push button", "Yes", QUESTION)
+        self.assertIsNotNone(self.screen.find("label", copied, QUESTION))
+        # The first ends and the second leaves the queue under the question.
+        self.session.companion.wait_finished(urls, 60)
+        self.assertIsNotNone(self.screen.find("push button", "Yes", QUESTION))
+        self.assertIsNone(self.session.companion.find(copied))
+        self.screen.click("push button", "Yes", QUESTION)
+        self.session.companion.wait_finished([copied], 30)
+
+    def test_copied_text_that_is_no_url_raises_nothing_and_harms_nothing(self):
+        self.origin.serve_file("/last.zip", 20000)
+        for text in (b"http://127.0.0.1/a.zip\nhttp://127.0.0.1/b.zip", b"http://127.0.0.1/\x01\x02\x07.zip" + b"\0",
+                     b"http://127.0.0.1/" + b"x" * (1 << 20), b"\xff\xfe\xfd", b""):
+            harness.end_process(self.copy(text), 1)
+            time.sleep(0.6)
+        self.assertLess(self.session.answers(), 2)
+        self.copy(self.origin.url("/last.zip").encode())
+        self.screen.wait("label", self.origin.url("/last.zip"), QUESTION)
+        self.screen.keys("Escape")
+        self.screen.wait_gone("push button", "Yes", QUESTION)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+
+class Running(Base):
+    def test_toolbar_pauses_and_resumes(self):
+        url = self.slow()
+        self.select("slow.bin")
+        self.press("Pause")
+        self.wait_state(url, "paused")
+        self.press("Resume All")
+        self.wait_state(url, "active")
+        self.press("Pause All")
+        self.wait_state(url, "paused")
+        self.menu("Actions", "Resume All")
+        self.wait_state(url, "active")
+
+    def test_the_rows_menu_does_what_the_state_of_its_row_allows(self):
+        url = self.slow()
+        self.popup("slow.bin", "o", "r", "Escape")  # neither open nor resume while it runs
+        self.popup("slow.bin", "s")
+        self.wait_state(url, "paused")
+        self.assertEqual(self.opened(), [])
+        self.popup("slow.bin", "Up", "Return")
+        self.wait_state(url, "scheduled")
+        self.popup("slow.bin", "Up", "Return")
+        self.wait_state(url, "paused")
+        self.popup("slow.bin", "s", "Escape")  # it runs no longer
+        self.popup("slow.bin", "r")
+        self.wait_state(url, "active")
+        self.popup("slow.bin", "Up", "Return")  # a running download cannot be scheduled
+        self.popup("slow.bin", "a")
+        self.wait_state(url, "paused")
+
+    def test_delete_asks_about_a_running_download_only(self):
+        url = self.slow()
+        self.select("slow.bin")
+        self.press("Delete URL")
+        self.screen.answer(DELETE, "No")
+        self.assertEqual(self.state(url), "active")
+        self.select("slow.bin")
+        self.screen.keys("Delete")
+        self.screen.answer(DELETE, "Yes")
+        harness.wait_until(lambda: self.state(url) is None, 10, "the record to go")
+        url = self.slow("/second.bin")
+        self.select("second.bin")
+        self.press("Pause")
+        self.wait_state(url, "paused")
+        self.popup("second.bin", "d")
+        harness.wait_until(lambda: self.state(url) is None, 10, "the record to go")
+        self.assertEqual(self.session.dialogs(), [])
+        self.assertEqual(os.listdir(self.session.parts), [])
+
+    def test_reset_asks_and_empties_the_list(self):
+        url = self.slow()
+        self.finished()
+        self.press("Reset List")
+        self.screen.answer(RESET, "No")
+        self.assertEqual(self.state(url), "active")
+        self.menu("File", "Reset List")
+        self.screen.answer(RESET, "Yes")
+        harness.wait_until(lambda: not self.session.companion.downloads(), 10, "the list to be empty")
+        self.finished("/again.bin")
+
+    def test_quit_asks_and_saves(self):
+        url = self.slow()
+        self.press("Quit")
+        self.screen.answer(QUIT, "No")
+        self.assertTrue(self.session.alive())
+        self.menu("File", "Exit")
+        self.screen.wait("label", QUIT)
+        self.screen.click("push button", "Yes")
+        self.assertEqual(self.session.process.wait(20), 0)
+        self.assertTrue(listfile.find(self.session.list_file, url).paused)
+
+    def test_no_transfer_window_opens_while_they_are_switched_off(self):
+        self.menu("Options", "Show download windows")
+        self.slow()
+        self.assertEqual([title for _, title, _ in self.session.own_windows() if "slow.bin" in title], [])
+        self.screen.click("menu item", "Options", MAIN)
+        self.assertNotIn("CHECKED", self.screen.wait("menu item", "Show download windows").states)
+        self.screen.click("menu item", "Show download windows")
+        self.slow("/shown.bin")
+        self.screen.raise_window("shown.bin")
+
+
+class FinishedFiles(Base):
+    def test_a_double_click_or_the_menu_opens_the_file(self):
+        done = self.finished()
+        self.screen.double_click("table cell", "done.bin", MAIN)
+        harness.wait_until(lambda: self.opened() == [done.saved_path], 10, "the file to be opened")
+        self.popup("done.bin", "o")
+        harness.wait_until(lambda: self.opened() == [done.saved_path] * 2, 10, "the file to be opened again")
+
+    def test_a_file_that_is_gone_is_said_to_be_missing(self):
+        done = self.finished()
+        os.remove(done.saved_path)
+        self.screen.double_click("table cell", "done.bin", MAIN)
+        self.screen.answer("done.bin not found. Can't start it", "OK")
+        self.assertEqual(self.opened(), [])
+
+    def test_clearing_takes_rows_and_leaves_files(self):
+        files = [self.finished("/%d.bin" % number).saved_path for number in range(3)]
+        self.select("0.bin")
+        self.screen.keys("Delete")
+        self.screen.wait_gone("table cell", "0.bin", MAIN)
+        self.popup("1.bin", "c")
+        self.screen.wait_gone("table cell", "1.bin", MAIN)
+        self.popup("2.bin", "d")
+        self.screen.answer(CLEAR, "Yes")
+        self.screen.wait_gone("table cell", "2.bin", MAIN)
+        self.assertEqual(self.session.companion.downloads(), [])
+        self.assertTrue(all(map(os.path.exists, files)))
+
+
+class Window(Base):
+    def test_hidden_by_its_close_box_it_comes_back_with_a_second_start(self):
+        url = self.slow()
+        self.screen.raise_window(MAIN)
+        self.screen.keys("alt+F4")
+        harness.wait_until(lambda: not any(title == MAIN for _, title, _ in self.session.own_windows()), 10,
+                           "the main window to go")
+        self.assertEqual(self.state(url), "active")
+        with open(self.session.list_file, "rb") as f:
+            before = f.read()
+        second = self.session.launch()
+        self.addCleanup(harness.end_process, second)
+        self.screen.wait("label", "found")
+        self.screen.click("push button", "OK")
+        self.assertEqual(second.wait(20), 0)
+        self.screen.raise_window(MAIN)
+        with open(self.session.list_file, "rb") as f:
+            self.assertEqual(f.read(), before)
+
+    def test_the_side_pane_folds(self):
+        pane = "Show or hide the side pane"
+        folded = self.screen.wait("tree", "Finished files", MAIN).width
+        self.screen.click("push button", pane, MAIN)
+        self.screen.wait("page tab", "Preview", MAIN)
+        self.assertIsNotNone(self.screen.find("page tab", "Infos", MAIN))
+        self.assertLess(self.screen.wait("tree", "Finished files", MAIN).width, folded - 200)
+        self.screen.click("push button", pane, MAIN)
+        self.screen.wait_gone("page tab", "Preview", MAIN)
+        self.assertEqual(self.screen.wait("tree", "Finished files", MAIN).width, folded)
+
+    def test_everything_that_takes_the_focus_has_a_name(self):
+        self.slow()
+        self.finished()
+        self.screen.click("push button", "Show or hide the side pane", MAIN)
+        self.press("Add URL")
+        self.screen.wait("push button", "Download Now !")
+        nameless = [e for e in self.screen.elements() if "FOCUSABLE" in e.states and not e.name
+                    and e.role in ("push button", "check box", "text", "tree", "page tab", "slider", "combo box",
+                                   "radio button", "menu item", "spin button")]
+        self.assertEqual(nameless, [])
+
+    def test_the_keys_alone_reach_every_control(self):
+        self.finished()
+        self.screen.raise_window(MAIN)
+        reached = set()
+        for _ in range(30):
+            self.screen.keys("Tab")
+            reached |= {e.name for e in self.screen.elements(MAIN) if "FOCUSED" in e.states and e.name}
+        wanted = {e.name for e in self.screen.elements(MAIN)
+                  if {"FOCUSABLE", "ENABLED"} <= e.states and e.role in ("push button", "tree", "page tab list")}
+        self.assertLessEqual(wanted - reached, set(), reached)
+        # The menus by their keys: File, its first entry, and the dialog that it opens.
+        self.screen.keys("alt+f")
+        self.screen.wait("menu item", "Add URL", MAIN)
+        self.screen.keys("a")
+        self.screen.wait("push button", "Download Now !", DIALOG)
+
+
+if __name__ == "__main__":
+    unittest.main()
