@@ -1,7 +1,6 @@
 #include "FuzzZip.h"
 
 #include <cstdlib>
-#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,7 +28,8 @@ void CheckListing(const ZipListing& listing, const std::vector<ZipEntry>& entrie
 
 void FuzzZip(const std::uint8_t* data, std::size_t size) {
   if (size < 4) return;
-  const auto count = static_cast<std::int16_t>((data[0] | data[1] << 8) & std::numeric_limits<std::int16_t>::max());
+  // Entries behind the end of the text are all alike; a few hundred are enough.
+  const auto count = static_cast<std::int16_t>((data[0] | data[1] << 8) & 0xff);
   const std::string_view reply(reinterpret_cast<const char*>(data) + 4, size - 4);
   const std::size_t cut = reply.size() * data[2] / 255;
   const std::size_t wanted = static_cast<std::size_t>(data[3]) * 16;
