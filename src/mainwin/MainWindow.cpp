@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "core/Addresses.h"
-#include "lang/Options.h"
 #include "core/Capture.h"
+#include "lang/Options.h"
 #include "platform/Boxes.h"
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
