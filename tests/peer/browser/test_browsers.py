@@ -155,6 +155,25 @@ class InChromium(Browser):
         self.choose("chromium-image")
         self.check_taken(url, page)
 
+    def test_a_link_can_be_dragged_onto_the_basket(self):
+        url = self.serve("/dragged.bin")
+        main = [w for w, title, _ in self.session.own_windows() if title == "Pellora !"][0]
+        self.xdotool("windowactivate", "--sync", main, "key", "--clearmodifiers", "alt+o")
+        time.sleep(0.5)
+        self.xdotool("key", "b")
+        basket = harness.wait_until(
+            lambda: [w for w, title, _ in self.session.own_windows() if title == "Form4"], 10, "the basket")[0]
+        self.open(self.pages.add("/link", LINK % url))
+        self.xdotool("mousemove", 200, 500, "mousedown", 1)
+        for step in range(1, 11):
+            self.xdotool("mousemove", "--window", basket, -200 + 21 * step, 50 - 3 * step, "sleep", 0.06)
+        self.xdotool("mousemove", "--window", basket, 15, 15, "sleep", 0.2, "mousemove", "--window", basket, 16, 16, "sleep",
+                     0.5)
+        self.session.keep_picture("chromium-drag")
+        self.xdotool("mouseup", 1)
+        [download] = harness.wait_until(self.session.companion.downloads, 10, "the record")
+        self.assertEqual((download.url, download.state), (url, "waiting"))
+
     def said_of(self, url):
         """What the user is told when the address is handed over."""
         before = len(self.desktop.notes)
