@@ -122,9 +122,9 @@ class MainWindow final : public Window, public Lists {
   Label Label11{this, "Label11", "Paused", 273};
   Label Label12{this, "Label12", "Scheduled", 274};
 
-  LinkLabel Label2{this, "Label2", "Visit Pellora website ", 271};   // a double click opens the project's site
-  LinkLabel Label7{this, "Label7", "Auto update Pellora", 270};  // a double click checks for a newer version
-  Picture Picture4{this, "Picture4"};                            // the ground that Label7 and ListView2 stand on
+  LinkLabel Label2{this, "Label2", "Visit Pellora website ", 271};  // a double click opens the project's site
+  LinkLabel Label7{this, "Label7", "Auto update Pellora", 270};     // a double click checks for a newer version
+  Picture Picture4{this, "Picture4"};                               // the ground that Label7 and ListView2 stand on
   CommandButton Command5{this, "Command5", "Basket"};
   CommandButton Command4{this, "Command4", "<"};  // folds and unfolds the side pane
 

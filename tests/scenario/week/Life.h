@@ -48,6 +48,7 @@ class Life {
   void ChooseFaults();
   void Act();
   void ActOnList();
+  void ActOnPane(MainWindow& window);
   void ActOnWindow();
   void ActOnQuestion();
   void CopyUrl();
