@@ -259,7 +259,7 @@ TEST_F(Previews, AThousandBrokenFilesLeaveNothingBehind) {
   Script("read line; case $line in *1) exit 1;; *2) exec yes;; *3) kill -SEGV $$;; *) exec sleep 60;; esac");
   const auto click = [this](int i) {
     Begin("/broken" + std::to_string(i % 5));
-    if (i % 4 == 0) RunUntil([this] { return outcome.has_value(); }, 30);
+    if (i % 10 == 0) RunUntil([this] { return outcome.has_value(); }, 30);
   };
   const auto settle = [this] {
     graph.reset();

@@ -15,6 +15,7 @@ import urllib.parse
 import harness
 import origin
 import samples
+import screen
 
 RENDERED, FRAME, ENDED = 1, 2, 3
 WIDTH, HEIGHT = 200, 160
@@ -231,14 +232,11 @@ class Process(unittest.TestCase):
         self.assertEqual(core[0].split()[4:6], ["0", "0"])
 
 
-class Pane(unittest.TestCase):
-    """By hand: the mouse on the lower list and the pane's buttons. Places count from the window's upper left corner."""
+MAIN = "Pellora !"
 
-    SIZE = (900, 760)
-    FIRST_ROW, ROW = 452, 18
-    FOLD = (874, 406)
-    SURFACE = "216x200+662+470"  # of a window with an open pane
-    PLAY, STOP, LOUDER, INFOS = (673, 711), (703, 711), (770, 711), (748, 437)
+
+class Pane(unittest.TestCase):
+    """By hand: the mouse on the lower list and the pane's buttons."""
 
     def setUp(self):
         self.origin = origin.Origin()
@@ -252,12 +250,10 @@ class Pane(unittest.TestCase):
             f.write('#!/bin/sh\necho "$1" >>%s\n' % self.opened)
         os.chmod(opener, 0o700)
         self.session.env["PATH"] = self.session.root + ":" + self.session.env["PATH"]
+        self.screen = screen.Screen(self.session)
+        self.addCleanup(self.screen.close)
         self.session.start()
-        self.rows = []
-
-    def xdotool(self, *words):
-        subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
-                       capture_output=True, timeout=20, check=False)
+        self.names = []
 
     def download(self, name, path):
         with open(path, "rb") as f:
@@ -270,40 +266,47 @@ class Pane(unittest.TestCase):
 
         self.origin.replies["/" + name] = reply
         self.session.menu_url(self.origin.url("/" + name))
-        self.rows.append(name)
+        self.names.append(name)
 
     def arrange(self):
-        """All downloads finished and listed, the transfer windows away, the pane open."""
-        self.session.companion.wait_finished([self.origin.url("/" + name) for name in self.rows], 30)
-        main = [w for w, title, is_dialog in self.session.own_windows() if "Pellora !" in title and not is_dialog]
-        self.main = main[0]
+        """All downloads finished and listed, the transfer windows away, the pane open, and the place of everything."""
+        self.session.companion.wait_finished([self.origin.url("/" + name) for name in self.names], 30)
+        main = self.screen.raise_window(MAIN)
         for window, _, _ in self.session.own_windows():
-            if window != self.main:
-                self.xdotool("windowminimize", window)
-        self.xdotool("windowsize", "--sync", self.main, *self.SIZE, "windowmove", self.main, 20, 20)
-        self.xdotool("windowactivate", "--sync", self.main)
-        time.sleep(0.7)  # the lists' refresh
-        self.click(*self.FOLD)
+            if window != main:
+                self.screen.xdotool("windowminimize", window)
+        self.screen.xdotool("windowsize", "--sync", main, 900, 760, "windowmove", main, 20, 20)
+        for name in self.names:
+            self.screen.wait("table cell", name, MAIN)
+        self.screen.click("push button", "Show or hide the side pane", MAIN)
+        self.screen.wait("page tab", "Preview", MAIN)
+        time.sleep(0.3)  # the layout
+        self.places = {}
+        for element in self.screen.elements(MAIN):
+            if element.role == "page tab list":
+                continue  # named like its tab
+            place = element.role if element.role == "slider" else (element.name, element.role == "page tab")
+            self.places.setdefault(place, element)
+        surface = self.places[("Preview", False)]
+        self.area = "%dx%d+%d+%d" % (surface.width - 4, surface.height - 4, surface.left + 2, surface.top + 2)
 
-    def click(self, x, y, repeat=1):
-        self.xdotool("mousemove", "--window", self.main, x, y, "click", "--repeat", repeat, "--delay", 60, 1)
+    def click(self, name, repeat=1, tab=False):
+        x, y = self.places["slider" if name == "slider" else (name, tab)].middle
+        self.screen.xdotool("mousemove", x, y, "click", "--repeat", repeat, "--delay", 60, 1)
 
-    def click_row(self, name, repeat=1):
-        self.click(100, self.FIRST_ROW + self.ROW * self.rows.index(name), repeat)
+    def look(self, rest):
+        """What the surface shows, through a command."""
+        result = subprocess.run(["sh", "-c", "import -window root png:- | convert png:- -crop %s +repage %s" % (
+            self.area, rest)], env=self.session.stage.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=30,
+            check=True)
+        return result.stdout
 
     def saturation(self):
-        """Mean saturation of the surface: 0 for a blank pane with its grey text, high for the test picture."""
-        result = subprocess.run(["sh", "-c", "import -window %s png:- | convert png:- -crop %s +repage -colorspace HSL"
-                                 " -channel G -separate -format '%%[fx:mean]' info:" % (self.main, self.SURFACE)],
-                                env=self.session.stage.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=30,
-                                check=True)
-        return float(result.stdout)
+        """Mean saturation: 0 for a blank pane with its grey text, high for the test picture."""
+        return float(self.look("-colorspace HSL -channel G -separate -format '%[fx:mean]' info:"))
 
     def picture(self):
-        result = subprocess.run(["sh", "-c", "import -window %s png:- | convert png:- -crop %s +repage rgb:- | md5sum" % (
-            self.main, self.SURFACE)], env=self.session.stage.env, stdin=subprocess.DEVNULL, capture_output=True,
-            timeout=30, check=True)
-        return result.stdout
+        return self.look("rgb:- | md5sum")
 
     def processes(self):
         result = subprocess.run(["pgrep", "-P", str(self.session.process.pid), "pellora-preview"], capture_output=True,
@@ -319,7 +322,7 @@ class Pane(unittest.TestCase):
         self.arrange()
         self.assertLess(self.saturation(), 0.05)
         for kind in samples.EVERY:
-            self.click_row("sample." + kind)
+            self.click("sample." + kind)
             time.sleep(0.6)
             if kind in samples.PICTURES + samples.VIDEOS:
                 self.seen(lambda value: value > 0.3, kind)
@@ -330,10 +333,10 @@ class Pane(unittest.TestCase):
             if kind not in samples.PICTURES:
                 harness.wait_until(self.processes, 5, "the process of " + kind)
             before = self.picture()
-            self.click(*self.PLAY)
+            self.click("Play")
             if kind in samples.VIDEOS:
                 harness.wait_until(lambda: self.picture() != before, 5, "moving pictures of " + kind)
-            self.click(*self.STOP)
+            self.click("Stop")
             self.assertLess(self.session.answers(), 2, kind)
             self.assertLessEqual(len(self.processes()), 1)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
@@ -343,26 +346,27 @@ class Pane(unittest.TestCase):
         self.download("b.zip", sample_paths()["png"])
         self.download("broken.avi", __file__)
         self.arrange()
-        self.click_row("a.avi", 2)
-        time.sleep(1.5)
+        self.click("a.avi", 2)
+        time.sleep(1.1)
         self.assertEqual(self.processes(), [])
         self.assertLess(self.saturation(), 0.05)
         with open(self.opened, encoding="ascii") as f:
             self.assertEqual(f.read(), os.path.join(self.session.downloads, "a.avi") + "\n")
-        self.click_row("a.avi")
+        self.click("a.avi")
         self.seen(lambda value: value > 0.3, "the video")
         for pid in self.processes():
             os.kill(pid, signal.SIGKILL)
         self.seen(lambda value: value < 0.05, "a blank pane")
-        for place in (self.PLAY, self.STOP, self.LOUDER, self.INFOS):
-            self.click(*place)
-        self.click(690, 437)  # back to the first tab
+        for name in ("Play", "Stop", "slider"):
+            self.click(name)
+        self.click("Infos", tab=True)
+        self.click("Preview", tab=True)
         for name in ("b.zip", "broken.avi"):
-            self.click_row(name)
-            time.sleep(1.5)
+            self.click(name)
+            time.sleep(1.1)
             self.assertLess(self.saturation(), 0.05, name)
         os.unlink(os.path.join(self.session.downloads, "a.avi"))
-        self.click_row("a.avi")
+        self.click("a.avi")
         time.sleep(1)
         self.assertEqual(self.processes(), [])
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
@@ -370,7 +374,7 @@ class Pane(unittest.TestCase):
     def test_a_killed_program_takes_its_process_along(self):
         self.download("a.avi", sample_paths()["avi"])
         self.arrange()
-        self.click_row("a.avi")
+        self.click("a.avi")
         [pid] = harness.wait_until(self.processes, 10, "the process")
         self.session.kill()
         harness.wait_until(lambda: not os.path.exists("/proc/%d/cmdline" % pid) or

@@ -337,7 +337,7 @@ void Life::ActOnList() {
       case 8:
         return list.PressDelete();
       case 9:
-        return window.sdw.Click();
+        return Random(2) == 0 ? window.sdw.Click() : ActOnPane(window);
       case 10:
         return Random(10) == 0 ? window.RunAction(MainWindow::kResetList) : list.Click();
       default:
@@ -375,6 +375,23 @@ void Life::ActOnOptions() {
         return dialog.OK.Click();
     }
   });
+}
+
+void Life::ActOnPane(MainWindow& window) {
+  switch (Random(6)) {
+    case 0:
+      return window.Command2.Click();
+    case 1:
+      return window.Command3.Click();
+    case 2:
+      return window.Slider1.SetByUser(static_cast<int>(Random(101)));
+    case 3:
+      return window.TabStrip1.SelectByUser(static_cast<int>(Random(2)));
+    case 4:
+      return window.ListView2.Click();
+    default:
+      return window.Command4.Click();
+  }
 }
 
 void Life::ActOnWindow() {
@@ -473,6 +490,7 @@ std::vector<std::string> Life::Check() {
   }
   Program& program = app_->program();
   std::set<const void*> windows;
+  if (sim_->media().Living() > 1) wrong.push_back("more than one preview");
   for (int i = 1; i <= program.DownloadCount; ++i) {
     CheckRecord(i, wrong);
     const auto slot = std::dynamic_pointer_cast<TransferWindow>(program.TransferWindowAt(i));

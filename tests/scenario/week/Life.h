@@ -51,6 +51,7 @@ class Life {
   FtpFault RandomFtpFault();
   void Act();
   void ActOnList();
+  void ActOnPane(MainWindow& window);
   void ActOnWindow();
   void ActOnOptions();
   void ActOnQuestion();
