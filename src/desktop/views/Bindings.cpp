@@ -118,8 +118,7 @@ class CheckBinding : public WidgetBinding<ControlType, QAbstractButton> {
 
 class TextBinding : public WidgetBinding<TextBox, QLineEdit> {
  public:
-  TextBinding(TextBox& control, QLineEdit& edit, BindingContext& context)
-      : WidgetBinding(control, edit, context) {
+  TextBinding(TextBox& control, QLineEdit& edit, BindingContext& context) : WidgetBinding(control, edit, context) {
     edit.setMaxLength(1 << 20);
     QObject::connect(&edit, &QLineEdit::textEdited, context.receiver, [&control, &context](const QString& text) {
       context.gate.Deliver([&] { control.SetByUser(ModelText(text)); });
