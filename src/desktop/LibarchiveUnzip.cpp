@@ -4,6 +4,7 @@
 #include <archive_entry.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <locale.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,6 +30,26 @@ struct EndReader {
 };
 struct EndWriter {
   void operator()(archive* writer) const { archive_write_free(writer); }
+};
+
+// Names on the disk are UTF-8, also where the program was started without a locale, in which the library would
+// give no name at all for what is not ASCII.
+class Utf8Names {
+ public:
+  Utf8Names() : utf8_(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
+    if (utf8_ != nullptr) former_ = uselocale(utf8_);
+  }
+  ~Utf8Names() {
+    if (utf8_ == nullptr) return;
+    uselocale(former_);
+    freelocale(utf8_);
+  }
+  Utf8Names(const Utf8Names&) = delete;
+  Utf8Names& operator=(const Utf8Names&) = delete;
+
+ private:
+  locale_t utf8_;
+  locale_t former_ = nullptr;
 };
 
 // A descriptor of a regular file, closed with it.
@@ -154,6 +175,7 @@ class Run {
 
 int LibarchiveUnzip::Unpack(const std::string& archivePath, const std::string& folder,
                             const std::function<void(std::string_view)>& print) {
+  const Utf8Names names;
   const Source source(archivePath);
   if (!source.IsRegular()) return kUnzipNoArchive;
   std::string root = RealPath(folder);

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <clocale>
 #include <filesystem>
 
 #include "Support.h"
@@ -56,6 +57,19 @@ TEST_F(LibarchiveUnzipTest, RestoresDirectoriesFilesAndTimes) {
   EXPECT_EQ(day.tm_year, 125);
   EXPECT_EQ(day.tm_hour, 12);
   EXPECT_EQ(messages.substr(0, 17), "inflating: docs/\n");
+}
+
+TEST_F(LibarchiveUnzipTest, KeepsNamesBeyondAsciiWhateverTheLocale) {
+  const std::string name = "gr\xc3\xbc\xc3\x9f.txt";
+  const std::string former = setlocale(LC_ALL, nullptr);
+  for (const char* locale : {"C", "C.UTF-8"}) {
+    ASSERT_NE(setlocale(LC_ALL, locale), nullptr);
+    for (const std::uint16_t flags : {0x0800, 0}) {  // said to be UTF-8, and not said to be anything
+      EXPECT_EQ(Unpack({{name, "x", 0100644, flags}}), kUnzipDone) << locale << flags;
+      EXPECT_EQ(Found(), (Names{"to/" + name})) << locale << flags;
+    }
+  }
+  setlocale(LC_ALL, former.c_str());
 }
 
 TEST_F(LibarchiveUnzipTest, ReplacesExistingFilesWithoutAsking) {

@@ -10,6 +10,7 @@ import zipfile
 import harness
 import origin
 import servers
+from screen import Screen
 
 TITLE = "OnLine-Zip Viewer"
 COUNTS = (0, 1, 1000, 30000)
@@ -93,27 +94,28 @@ class Viewer(unittest.TestCase):
         return [w for w, title, _ in self.session.own_windows() if title.startswith(TITLE)]
 
     def wait_viewer(self):
-        return harness.wait_until(self.viewers, 10, "the viewer")[0]
+        return harness.wait_until(self.viewers, 30, "the viewer")[0]
 
     def xdotool(self, *words):
         subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
                        capture_output=True, timeout=20, check=False)
 
+    def size_of(self, window):
+        printed = self.session.run_on_display("xdotool", "getwindowgeometry", "--shell", window)
+        size = dict(line.split("=", 1) for line in printed.split())
+        return int(size.get("WIDTH", 0)), int(size.get("HEIGHT", 0))
+
     def go_on(self, viewer):
         """Clicks "Download classic", at the lower right."""
-        before = self.viewers()
-        geometry = subprocess.run(["xdotool", "getwindowgeometry", "--shell", viewer], env=self.session.stage.env,
-                                  stdin=subprocess.DEVNULL, capture_output=True, timeout=20, check=True).stdout.decode()
-        size = dict(line.split("=") for line in geometry.split())
-
         def gone():
-            if len(self.viewers()) < len(before):
+            if viewer not in self.viewers():
                 return True
-            self.xdotool("windowactivate", "--sync", viewer, "mousemove", "--window", viewer, int(size["WIDTH"]) - 60,
-                         int(size["HEIGHT"]) - 30, "click", 1)
+            width, height = self.size_of(viewer)
+            self.xdotool("windowactivate", "--sync", viewer, "mousemove", "--window", viewer, width - 60, height - 30,
+                         "click", 1)
             time.sleep(0.3)
             return False
-        harness.wait_until(gone, 10, "the viewer to go")
+        harness.wait_until(gone, 30, "the viewer to go")
 
     def leave(self, viewer):
         def gone():
@@ -121,7 +123,7 @@ class Viewer(unittest.TestCase):
                 return True
             self.xdotool("windowactivate", "--sync", viewer, "key", "--clearmodifiers", "alt+F4")
             return False
-        harness.wait_until(gone, 10, "the viewer to go")
+        harness.wait_until(gone, 30, "the viewer to go")
 
     def saved(self, url):
         self.session.companion.wait_finished([url], 30)
@@ -138,7 +140,7 @@ class Viewer(unittest.TestCase):
                 url = self.origin.url(path)
                 self.session.menu_url(url)
                 viewer = self.wait_viewer()
-                harness.wait_until(lambda: len(self.origin.requests_for(path)) == 3, 10, "the two requests")
+                harness.wait_until(lambda: len(self.origin.requests_for(path)) == 3, 30, "the two requests")
                 size, directory = len(data), directory_size(data)
                 self.assertEqual([r.raw for r in self.origin.requests_for(path)[1:]],
                                  [request(path, size - 22, size), request(path, size - 22 - directory, size - 22)])
@@ -168,7 +170,7 @@ class Viewer(unittest.TestCase):
                     with open(os.path.join(nginx.folder, "access.log"), encoding="ascii") as f:
                         lines = [line.split('"') for line in f if "/%s " % name in line]
                     return sorted(tuple(map(int, words[2].split())) for words in lines if words[3] == "127.0.0.1")
-                harness.wait_until(lambda: len(logged()) == 2, 10, "the two requests")
+                harness.wait_until(lambda: len(logged()) == 2, 30, "the two requests")
                 self.assertEqual(logged(), sorted([(206, 22), (206, directory + 1)]))
                 if "-30000" in name:
                     self.go_on(viewer)
@@ -192,8 +194,8 @@ class Viewer(unittest.TestCase):
         self.wait_viewer()
         self.origin.serve("/good.zip", data)
         self.session.menu_url(self.origin.url("/good.zip"))
-        harness.wait_until(lambda: len(self.viewers()) == 2, 10, "the second viewer")
-        harness.wait_until(lambda: len(self.origin.requests_for("/good.zip")) == 3, 10, "its requests")
+        harness.wait_until(lambda: len(self.viewers()) == 2, 30, "the second viewer")
+        harness.wait_until(lambda: len(self.origin.requests_for("/good.zip")) == 3, 30, "its requests")
         self.origin.serve_file("/plain.bin", 30000)
         self.session.menu_url(self.origin.url("/plain.bin"))
         self.assertEqual(len(self.saved(self.origin.url("/plain.bin"))), 30000)
@@ -211,7 +213,7 @@ class Viewer(unittest.TestCase):
         before = self.session.memory()
         self.session.menu_url(self.origin.url("/endless.zip"))
         viewer = self.wait_viewer()
-        harness.wait_until(lambda: len(self.origin.requests_for("/endless.zip")) == 3, 10, "the second request")
+        harness.wait_until(lambda: len(self.origin.requests_for("/endless.zip")) == 3, 30, "the second request")
         time.sleep(1)
         grown = self.session.memory() - before
         print("      memory grew by %.1f MiB" % (grown / 2**20))
@@ -219,6 +221,46 @@ class Viewer(unittest.TestCase):
         self.assertLess(self.session.answers(), 2)
         self.leave(viewer)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_the_user_looks_around_by_role_and_name(self):
+        path = os.path.join(self.folder, "tour.zip")
+        with zipfile.ZipFile(path, "w") as archive:
+            archive.writestr("docs/", b"")
+            archive.writestr("docs/manual.txt", b"m" * 500)
+            archive.writestr("readme.txt", b"r" * 300)
+        with open(path, "rb") as f:
+            data = f.read()
+        self.origin.serve("/tour.zip", data)
+        url = self.origin.url("/tour.zip")
+        session = harness.Session("tour", MaxSegments=4, AutoPreviewZIP="True")
+        self.addCleanup(session.close)
+        screen = Screen(session)
+        self.addCleanup(screen.close)
+        session.start()
+        session.menu_url(url)
+        screen.wait("label", "800 bytes used by 3 file(s)  (800 bytes packed.)", TITLE)
+        screen.wait("label", url, TITLE)
+        screen.wait("table cell", "manual.txt", TITLE)
+        screen.click("radio button", "View By Folder", TITLE)
+        screen.wait("label", "300 bytes used by 2 file(s)  (300 bytes packed.)", TITLE)
+        screen.double_click("table cell", "+docs", TITLE)
+        screen.wait("label", "500 bytes used by 1 file(s)  (500 bytes packed.)", TITLE)
+        screen.click("push button", "Parent Directory", TITLE)
+        screen.wait("table cell", "+docs", TITLE)
+        screen.click("radio button", "Icon", TITLE)
+        screen.wait("list item", "readme.txt", TITLE)
+        screen.click("push button", "Extract SELECTED", TITLE)
+        screen.click("push button", "Extract ALL", TITLE)
+        screen.wait("label", "0 files to be extracted")
+        screen.click("push button", "Extract", "Extract")
+        screen.wait_gone("label", "0 files to be extracted")
+        self.assertEqual(len(self.origin.requests_for("/tour.zip")), 3)
+        screen.click("push button", "Download classic", TITLE)
+        session.companion.wait_finished([url], 30)
+        with open(os.path.join(session.downloads, "tour.zip"), "rb") as f:
+            self.assertEqual(f.read(), data)
+        screen.wait_gone("push button", "Download classic", TITLE)
+        self.assertEqual(session.stop(), 0, session.read_log())
 
 
 if __name__ == "__main__":
