@@ -110,6 +110,10 @@ def colours(frame):
 
 
 class Process(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        sample_paths()  # before any threads ask for them
+
     def open(self, path):
         rendering = Rendering(path)
         self.addCleanup(rendering.close)
