@@ -61,7 +61,11 @@ void Player::Stop() {
 }
 
 void Player::SetVolume(int hundredthsOfDecibel) {
-  sound_.setVolume(static_cast<float>(std::pow(10.0, hundredthsOfDecibel / 2000.0)));
+  const float volume = static_cast<float>(std::pow(10.0, hundredthsOfDecibel / 2000.0));
+  if (volume == sound_.volume()) return;
+  sound_.setVolume(volume);
+  // What lies ready to be played has the volume from before. A seek throws it away; one to 0 would do nothing.
+  if (rendered_ && !running_) player_.setPosition(1);
 }
 
 void Player::StatusChanged(QMediaPlayer::MediaStatus status) {
