@@ -100,7 +100,10 @@ void QtDialogs::CaptionAnswers(QMessageBox& box) const {
       {{QMessageBox::Ok, kAnswerOk}, {QMessageBox::Yes, kAnswerYes}, {QMessageBox::No, kAnswerNo}}};
   for (const auto& [button, answer] : kAnswers) {
     const QString text = DisplayLine(answerTexts_(answer));
-    if (QAbstractButton* const key = box.button(button); key != nullptr && !text.isEmpty()) key->setText(text);
+    QAbstractButton* const key = box.button(button);
+    if (key == nullptr || text.isEmpty()) continue;
+    // The first letter answers a question, as in the desktop's own boxes; every language's two differ.
+    key->setText(button == QMessageBox::Ok ? text : u'&' + text);
   }
 }
 

@@ -80,8 +80,8 @@ TEST_F(DialogsTest, SayTheirAnswersInTheProgramsLanguage) {
     return std::string(given == kAnswerYes ? "Ja" : given == kAnswerNo ? "Nein" : "");
   });
   QMessageBox* box = Ask(kYesNo | kQuestion);
-  EXPECT_EQ(box->button(QMessageBox::Yes)->text(), QStringLiteral("Ja"));
-  EXPECT_EQ(box->button(QMessageBox::No)->text(), QStringLiteral("Nein"));
+  EXPECT_EQ(box->button(QMessageBox::Yes)->text(), QStringLiteral("&Ja"));
+  EXPECT_EQ(box->button(QMessageBox::No)->text(), QStringLiteral("&Nein"));
   Press(box, QMessageBox::No);
   EXPECT_EQ(answer, kAnswerNo);
   box = Ask(kOkOnly);
