@@ -26,11 +26,15 @@ GLUED = {401: ("\u00a0", "a file name follows: it must end in a no-break space (
          535: ("(", "the status number and a closing bracket follow: it must end in an opening bracket"),
          530: (".", "it ends the message that begins with 531: it must end in a full stop")}
 # Places that do not grow with their text, and how many characters they hold.
-LENGTHS = {**dict.fromkeys((201, 207, 300, 302), 10),  # narrow columns
+CAPTIONS = (*range(110, 122), *range(200, 208), *range(270, 290), *range(405, 408), *range(500, 517), *range(600, 649),
+            *range(669, 705), *range(786, 793), 805)
+LENGTHS = {**dict.fromkeys(range(LAST + 1), 400),  # messages and tool tips
+           **dict.fromkeys(CAPTIONS, 72),
+           **dict.fromkeys(range(100, 109), 24),  # buttons of the toolbar
+           **dict.fromkeys((201, 207, 300, 302), 10),  # narrow columns
            **dict.fromkeys((301, 303), 7),  # likewise, with " (100.0%)" behind
            **dict.fromkeys((250, 251), 13),  # tabs of the side pane
-           **dict.fromkeys(range(524, 529), 30),  # states of segments
-           **dict.fromkeys(range(600, 649), 72)}  # options
+           **dict.fromkeys(range(524, 529), 30)}  # states of segments
 UNITS = range(0, 7)
 # Entries of one menu; no two of them can have one key, nor that of "Show download &Basket", which stays English.
 MENUS = ((786, 119, 787, 699), (110, 111, 112, 118), (114, 115, 116), (121, 113), (283, 286, 282, 289, 288, 285),

@@ -111,6 +111,9 @@ class Checker(unittest.TestCase):
         self.expect_one(self.changed("302=Queued", "302=Waiting for a place"), "302 has more than the 10 characters")
         self.expect_one(self.changed("303=Stopped", "303=Stopped!"), "303 has more than the 7 characters")
         self.expect_one(self.changed("629=Get now", "629=" + "now " * 18 + "!"), "629 has more than the 72 characters")
+        self.expect_one(self.changed("104=Pause\n", "104=" + "Pause" * 5 + "\n"), "104 has more than the 24 characters")
+        self.expect_one(self.changed("270=", "270=" + "long" * 20), "270 has more than the 72 characters")
+        self.expect_one(self.changed("\n411=", "\n411=" + "long" * 100), "411 has more than the 400 characters")
         self.assertEqual(self.changed("302=Queued", "302=éééééééééé"), [])
         self.expect_one(self.changed("\n1=kb", "\n1=kilo bytes"), "unit")
 
