@@ -10,11 +10,13 @@ languages/TRANSLATING.md.
 import os
 import re
 import sys
+import unicodedata
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 FOLDER = os.path.join(ROOT, "languages")
 
 LAST = 1024
+FAR = 1e9
 # Numbers of the table that nothing shows: a file may give them and need not.
 NEVER_SHOWN = {117, 120, 137, 404, 529, 532, 533, 603, 628}
 # Texts that are the same in every language, or are a sign.
@@ -24,11 +26,15 @@ GLUED = {401: ("\u00a0", "a file name follows: it must end in a no-break space (
          535: ("(", "the status number and a closing bracket follow: it must end in an opening bracket"),
          530: (".", "it ends the message that begins with 531: it must end in a full stop")}
 # Places that do not grow with their text, and how many characters they hold.
-LENGTHS = {**dict.fromkeys((201, 207, 300, 302), 10),  # narrow columns
+CAPTIONS = (*range(110, 122), *range(200, 208), *range(270, 290), *range(405, 408), *range(500, 517), *range(600, 649),
+            *range(669, 705), *range(786, 793), 805)
+LENGTHS = {**dict.fromkeys(range(LAST + 1), 400),  # messages and tool tips
+           **dict.fromkeys(CAPTIONS, 72),
+           **dict.fromkeys(range(100, 109), 24),  # buttons of the toolbar
+           **dict.fromkeys((201, 207, 300, 302), 10),  # narrow columns
            **dict.fromkeys((301, 303), 7),  # likewise, with " (100.0%)" behind
            **dict.fromkeys((250, 251), 13),  # tabs of the side pane
-           **dict.fromkeys(range(524, 529), 30),  # states of segments
-           **dict.fromkeys(range(600, 649), 72)}  # options
+           **dict.fromkeys(range(524, 529), 30)}  # states of segments
 UNITS = range(0, 7)
 # Entries of one menu; no two of them can have one key, nor that of "Show download &Basket", which stays English.
 MENUS = ((786, 119, 787, 699), (110, 111, 112, 118), (114, 115, 116), (121, 113), (283, 286, 282, 289, 288, 285),
@@ -42,9 +48,18 @@ class Entry:
 
 
 def number_of(left):
-    """As the program reads what stands before the equals sign: its leading number, or 0."""
-    match = re.match(r" *([+-]?\d+(?:\.\d*)?)", left)
-    return round(float(match.group(1))) if match else 0
+    """As the program reads what stands before the equals sign: its leading number, or 0. Only plain digits count.
+    A number of any length is held far outside the table."""
+    match = re.match(r" *([+-]?[0-9]*(?:\.[0-9]*)?)", left)
+    try:
+        return round(max(-FAR, min(float(match.group(1)), FAR)))
+    except ValueError:
+        return 0
+
+
+def signs(text):
+    """Control characters and line separators: the program shows a blank in their place, or breaks the text there."""
+    return sorted({"U+%04X" % ord(c) for c in text if unicodedata.category(c) in ("Cc", "Zl", "Zp") and c != "\t"})
 
 
 def read(path):
@@ -74,15 +89,17 @@ def read(path):
             problems.append("line %d: blanks around a line are not kept" % at)
         if "\t" in line:
             problems.append("line %d: a tab" % at)
+        if signs(line):
+            problems.append("line %d: a control character: %s" % (at, ", ".join(signs(line))))
         left, _, text = stripped.partition("=")
         if left == "LANG":
             entries.append(Entry(at, "LANG", text))
             continue
-        if not re.fullmatch(r"\d+", left):
+        if not re.fullmatch(r"[0-9]+", left):
             problems.append("line %d: \"%s\" is not a number, and the text is taken for number %d" %
                             (at, left[:40], number_of(left)))
             continue
-        entries.append(Entry(at, int(left), text))
+        entries.append(Entry(at, number_of(left), text))
     return entries, problems
 
 
@@ -121,7 +138,7 @@ def check(path, english):
             problems.append("line %d: unknown: %d; numbers go from 0 to %d" % (entry.line, entry.number, LAST))
         elif entry.number not in known and entry.number not in NEVER_SHOWN:
             problems.append("line %d: unknown: %d; the program has no such text" % (entry.line, entry.number))
-        if not entry.text.strip(" "):
+        if not entry.text.strip():
             problems.append("line %d: %d is empty" % (entry.line, entry.number))
     if not texts.get("LANG", "").strip():
         problems.append("missing: the line LANG= with the name of the language")
@@ -153,7 +170,10 @@ def main():
     english = texts_of(english)
     failed = 0
     for path in paths:
-        problems = check(path, english)
+        try:
+            problems = check(path, english)
+        except OSError as error:
+            problems = ["cannot be read: %s" % error.strerror]
         failed += bool(problems)
         print("%s: %s" % (os.path.basename(path), "%d problems" % len(problems) if problems else "complete"))
         for problem in problems:

@@ -150,6 +150,7 @@ void options::GetNow() {
 Task<> options::Browse(const Label* caption, TextBox* folder) {
   const auto hold = Hold();
   FolderRequest request{caption->Caption, folder->Text};
+  if (program_.boxes.Stands(&program_.boxes, request.title)) co_return;
   const std::optional<std::string> chosen = co_await program_.boxes.AskFolder(std::move(request));
   if (!chosen || !Loaded()) co_return;
   folder->Text = chosen->ends_with('/') ? *chosen : *chosen + "/";

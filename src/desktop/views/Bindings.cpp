@@ -201,6 +201,14 @@ class TextBinding : public WidgetBinding<TextBox, QLineEdit> {
   int selectAll_ = 0;  // what was asked for before the window had a form counts as well
 };
 
+// A row of a list to choose from. What files give as their names can be of any length, and is told apart long before
+// its end.
+QString ChoiceText(const std::string& item) {
+  constexpr qsizetype kLongest = 200;
+  const QString text = DisplayLine(item);
+  return text.size() > kLongest ? text.first(kLongest) + QChar(0x2026) : text;
+}
+
 class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
  public:
   ComboBinding(ComboBox& control, QComboBox& box, BindingContext& context) : WidgetBinding(control, box, context) {
@@ -225,7 +233,7 @@ class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
       filled_ = true;
       shown_ = control_.Items;
       widget_.clear();
-      for (const std::string& item : shown_) widget_.addItem(DisplayLine(item));
+      for (const std::string& item : shown_) widget_.addItem(ChoiceText(item));
     }
     if (widget_.currentIndex() != control_.Index()) widget_.setCurrentIndex(control_.Index);
     if (widget_.isEditable() && widget_.currentText() != DisplayText(control_.Text)) {

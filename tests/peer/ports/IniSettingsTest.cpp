@@ -48,6 +48,13 @@ TEST_F(IniSettingsTest, ReadsWhatWasWrittenByHand) {
   EXPECT_EQ(settings.Get("Pellora", "Last"), "end");
 }
 
+TEST_F(IniSettingsTest, PassesOverAByteOrderMark) {
+  Write("\xEF\xBB\xBF[Options]\r\nA=1\r\n");
+  EXPECT_EQ(settings.Get("Pellora", "A"), "1");
+  settings.Set("Pellora", "B", "2");
+  EXPECT_EQ(Content(file), "\xEF\xBB\xBF[Options]\r\nA=1\r\nB=2\n");
+}
+
 TEST_F(IniSettingsTest, LeavesTheOtherLinesAsTheyAre) {
   Write("; mine\n[Options]\nstrange line\nA=1\nB=2\n\n[More]\nA=3\n");
   settings.Set("Pellora", "A", "9");

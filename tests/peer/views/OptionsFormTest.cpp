@@ -4,6 +4,7 @@
 #include <QAccessible>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QFile>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -181,6 +182,26 @@ TEST_F(OptionsForm, ShowsAnotherLanguageWithoutCutCaptions) {
       EXPECT_GE(widget->height(), widget->minimumSizeHint().height()) << widget->objectName().toStdString();
     }
   }
+}
+
+TEST_F(OptionsForm, StaysAsWideAsItIsWithALanguageOfAVeryLongName) {
+  Show();
+  const QSize size = stage.form->size();
+  const std::string name(500000, 'W');
+  QFile file(stage.folder.filePath(QStringLiteral("long.txt")));
+  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+  file.write(QByteArray::fromStdString("LANG=" + name + "\n"));
+  file.close();
+  Show();
+  stage.Find<QTabBar>("TabStrip1")->setCurrentIndex(3);
+  Stage::Settle();
+  EXPECT_EQ(stage.form->size(), size);
+  // The list shows where it begins, and the choice is the whole name.
+  auto* box = stage.Find<QComboBox>("Combo1");
+  const int row = box->findText(QStringLiteral("WWW"), Qt::MatchStartsWith);
+  ASSERT_GE(row, 0);
+  EXPECT_LE(box->itemText(row).size(), 201);
+  EXPECT_EQ(stage.window->Combo1.Items()[static_cast<std::size_t>(row)], name);
 }
 
 TEST_F(OptionsForm, KeepsItsSizeWhenThePageTurns) {

@@ -314,6 +314,46 @@ TEST_F(Options, TakeAFolderFromTheChooser) {
   EXPECT_EQ(Dialog().Text1.Text(), "/");
 }
 
+TEST_F(Options, OpenNoSecondChooserForAFolderThatIsBeingChosen) {
+  Open();
+  Do([&] { Dialog().Browse2.Click(); });
+  Do([&] { Dialog().Browse2.Click(); });
+  Do([&] { Dialog().Browse1.Click(); });
+  sim.dialogs().AnswerNextFolder("/c/first");
+  sim.RunReady();
+  sim.dialogs().AnswerNextFolder("/c/second");
+  sim.RunReady();
+  EXPECT_EQ(sim.dialogs().Folders().size(), 2U);
+  EXPECT_EQ(Dialog().Text2.Text(), "/c/first/");
+  EXPECT_EQ(Dialog().Text1.Text(), "/c/second/");
+}
+
+TEST_F(Options, EndWithTheProgramWhileAFolderIsBeingChosen) {
+  Open();
+  Do([&] { Dialog().Browse2.Click(); });
+  ASSERT_EQ(sim.dialogs().Folders().size(), 1U);
+  Do([&] { app->SaveAndQuit(); });
+  sim.RunFor(1000);
+  EXPECT_EQ(Stored("DownloadFolder"), std::nullopt);
+}
+
+TEST_F(Options, SwitchTheLanguageUnderAQuestionThatGoesOnWaiting) {
+  Open();
+  sim.clipboard().text = "http://h/a.zip";
+  sim.RunFor(500);
+  WantDown& question = *window().wantDown;
+  ASSERT_TRUE(question.Visible());
+  Choose("Deutsch");
+  Accepts();
+  sim.RunFor(500);
+  EXPECT_TRUE(question.Visible());
+  EXPECT_EQ(question.Command1.Caption(), "Ja");
+  EXPECT_EQ(question.Label2.Caption(), "http://h/a.zip");
+  EXPECT_EQ(program().DownloadCount, 0);
+  Do([&] { question.Command1.Click(); });
+  EXPECT_EQ(program().DownloadCount, 1);
+}
+
 TEST_F(Options, DropAFolderChosenAfterTheyWereClosed) {
   Open();
   Do([&] { Dialog().Browse2.Click(); });

@@ -3,6 +3,8 @@
 import importlib.util
 import os
 import re
+import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -65,6 +67,12 @@ class Checker(unittest.TestCase):
         self.expect_one(self.problems("12.6=Halt\n" + self.english), "taken for number 13")
         self.expect_one(self.problems("-5=Halt\n" + self.english), "taken for number -5")
 
+    def test_reads_numbers_as_the_program_does_however_long_and_in_plain_digits_only(self):
+        self.expect_one(self.problems("9" * 5000 + "=x\n" + self.english), "unknown: 1000000000")
+        self.expect_one(self.problems("-" + "9" * 400 + "=x\n" + self.english), "is not a number")
+        self.expect_one(self.problems("\u0661\u0660\u0666=x\n" + self.english), "taken for number 0")
+        self.expect_one(self.problems(".6=x\n" + self.english), "taken for number 1")
+
     def test_names_lines_that_are_nothing(self):
         self.expect_one(self.problems("Just a thought\n" + self.english), "line 1: neither")
 
@@ -75,6 +83,19 @@ class Checker(unittest.TestCase):
     def test_names_blanks_and_tabs_that_would_be_lost_or_shown(self):
         self.expect_one(self.changed("106=Resume All\n", "106=Resume All \n"), "blanks around")
         self.expect_one(self.changed("106=Resume All\n", "106=Resume\tAll\n"), "a tab")
+
+    def test_names_control_characters_and_texts_of_nothing_but_blanks(self):
+        for sign in ("\0", "\r", "\x1b", "\u2028"):
+            self.expect_one(self.changed("106=Resume All\n", "106=Resume%sAll\n" % sign), "U+%04X" % ord(sign))
+        self.expect_one(self.changed("106=Resume All\n", "106=\u00a0\n"), "106 is empty")
+
+    def test_a_file_that_cannot_be_read_does_not_end_the_check(self):
+        with tempfile.TemporaryDirectory() as folder:
+            run = subprocess.run([sys.executable, SPEC.origin, folder, ENGLISH_FILE], capture_output=True, text=True,
+                                 check=False)
+        self.assertEqual(run.returncode, 1, run.stderr)
+        self.assertIn("cannot be read", run.stdout)
+        self.assertIn("english.txt: complete", run.stdout)
 
     def test_wants_the_unit_behind_the_name_and_the_name_once(self):
         self.expect_one(self.problems("0=x\n" + self.english.replace("\n0=bytes", "")), "must stand behind LANG=")
@@ -90,6 +111,9 @@ class Checker(unittest.TestCase):
         self.expect_one(self.changed("302=Queued", "302=Waiting for a place"), "302 has more than the 10 characters")
         self.expect_one(self.changed("303=Stopped", "303=Stopped!"), "303 has more than the 7 characters")
         self.expect_one(self.changed("629=Get now", "629=" + "now " * 18 + "!"), "629 has more than the 72 characters")
+        self.expect_one(self.changed("104=Pause\n", "104=" + "Pause" * 5 + "\n"), "104 has more than the 24 characters")
+        self.expect_one(self.changed("270=", "270=" + "long" * 20), "270 has more than the 72 characters")
+        self.expect_one(self.changed("\n411=", "\n411=" + "long" * 100), "411 has more than the 400 characters")
         self.assertEqual(self.changed("302=Queued", "302=éééééééééé"), [])
         self.expect_one(self.changed("\n1=kb", "\n1=kilo bytes"), "unit")
 
