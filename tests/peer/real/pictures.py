@@ -171,7 +171,7 @@ class Album:
 
     def sheet(self, path):
         self.run("montage", *self.taken, "-background", "#8a9099", "-geometry", "+8+8", "-tile", "3x", path)
-        self.run("convert", path, "-colors", "220", "-strip", path)
+        self.run("convert", path, "+dither", "-colors", "220", "-strip", path)
 
 
 def main():
