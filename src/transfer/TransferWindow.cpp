@@ -120,6 +120,7 @@ Task<> TransferWindow::InitConnection() {
   DownloadRecord& record = Record();
   ftpPhase_ = FtpProbePhase::Connecting;
   ftpUserSent_[kMaxSegmentSockets] = false;
+  ftpCommands_[kMaxSegmentSockets] = 0;
   TimeOut.SetEnabled(false);  // a redirect and a repeated probe get the full time again
   TimeOut.SetEnabled(true);
   record.ConnectState = "0";

@@ -183,6 +183,33 @@ TEST_F(FtpLoginLimit, OfAServerThatNeverNoticesAHangUpIsTriedEverMoreSeldom) {
   ExpectTheFile();
 }
 
+// Who tries again by itself is passed over while others have had no release yet; behind them it is the next.
+TEST_F(FtpLoginLimit, WithAllReleasedWakesTheLowestThatTriesAgainAtTheNextCompletion) {
+  Limit(Cases()[3], 10000);
+  program.settings.MaxSegments = 3;
+  FtpFault slow;
+  slow.wire.latency = slow.dataWire.latency = 10;
+  slow.dataWire.bytesPerSecond = 2500;
+  server.OnConnection(3, slow);
+  Start(Serve(100'000));
+  ASSERT_TRUE(RunUntilState(2, kSegmentReceiving)) << sim.Replay();
+  server.lingering = 1'000'000;
+  ASSERT_TRUE(RunUntilState(1, kSegmentComplete)) << sim.Replay();
+  sim.RunFor(8000);  // tried at once and after 1, 2 and 4 s; the next try is 8 s behind that one
+  EXPECT_EQ(Record().Segment(3).State, kSegmentRefused);
+  ASSERT_NE(Record().Segment(2).State, kSegmentComplete);
+  const int before = server.Connections();
+  ASSERT_TRUE(RunUntilState(2, kSegmentComplete)) << sim.Replay();
+  EXPECT_EQ(server.Connections(), before);
+  sim.RunFor(100);
+  EXPECT_EQ(server.Connections(), before + 1);
+  sim.RunFor(1100);  // and its tries begin anew
+  EXPECT_EQ(server.Connections(), before + 2);
+  server.mostLogins = 100;
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  ExpectTheFile();
+}
+
 TEST_F(FtpLoginLimit, LeavesNoTryBehindWhereTheWindowGoes) {
   Limit(Cases()[3], 10000);
   server.lingering = 1'000'000;

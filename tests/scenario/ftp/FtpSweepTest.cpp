@@ -212,6 +212,43 @@ TEST(FtpSeeds, EndAsTheSameBytesOnAnHonestServer) {
   for (std::uint64_t seed = 1; seed <= 300; ++seed) RunSeed(seed);
 }
 
+struct Pace {
+  std::uint32_t latency;
+  std::uint64_t bytesPerSecond;
+  std::uint32_t thinkTime;
+};
+
+// Few logins, on every line: whoever is refused is let in at last without the user's help.
+TEST(FtpLogins, OfTwoOrThreeLetEveryDownloadEndAtAnyPaceOfServerAndLine) {
+  std::uint64_t seed = 0;
+  for (const int most : {2, 3}) {
+    for (const FtpLimit at : {FtpLimit::Greeting, FtpLimit::User, FtpLimit::Pass}) {
+      for (const std::uint32_t lingering : {0, 100, 2500}) {
+        for (const Pace& pace :
+             {Pace{1, 0, 0}, Pace{1, 20000, 1200}, Pace{150, 0, 0}, Pace{150, 20000, 0}, Pace{150, 100'000, 1200}}) {
+          for (const std::uint64_t length : {20'000, 100'001, 400'003}) {
+            FtpMachine machine({.seed = ++seed});
+            machine.program.settings.MaxSegments = 8;
+            machine.server.mostLogins = most;
+            machine.server.limitAt = at;
+            machine.server.limitReply = seed % 2 == 0 ? "421 full\r\n" : "530 full\r\n";
+            machine.server.lingering = lingering;
+            FtpFault usual;
+            usual.wire.latency = usual.dataWire.latency = pace.latency;
+            usual.dataWire.bytesPerSecond = pace.bytesPerSecond;
+            usual.thinkTime = pace.thinkTime;
+            machine.server.Always(usual);
+            const std::int16_t index = machine.Start(machine.Serve(length));
+            ASSERT_TRUE(machine.RunUntilFinished(index)) << seed << machine.sim.Replay();
+            EXPECT_TRUE(machine.HasTheFile()) << seed;
+            EXPECT_LE(machine.server.MostLogins(), most) << seed;
+          }
+        }
+      }
+    }
+  }
+}
+
 TEST(FtpTicks, ThatWrapOrChangeTheirSignDoNoHarm) {
   for (const std::uint32_t tick : {kTickNearSign, kTickNearWrap, 0U}) {
     FtpMachine machine({.seed = 3, .startTick = tick});
