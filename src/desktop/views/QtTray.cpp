@@ -8,7 +8,8 @@
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <QDBusVariant>
-#include <QTimer>
+#include <QWidget>
+#include <QWindow>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -18,6 +19,7 @@
 #include "desktop/views/Icons.h"
 #include "desktop/views/ObjectNames.h"
 #include "desktop/views/QtWindowSystem.h"
+#include "desktop/views/XTray.h"
 #include "platform/Controls.h"
 #include "platform/Views.h"
 #include "platform/Window.h"
@@ -29,6 +31,18 @@ namespace {
 constexpr const char* kWatcherName = "org.kde.StatusNotifierWatcher";
 constexpr const char* kWatcherPath = "/StatusNotifierWatcher";
 constexpr int kPatienceMilliseconds = 2000;  // with a desktop that starts together with us
+
+// The window of an icon on an X tray is one of ours, and a box that is modal to the program would block it
+// like any other: the icon would be dead under a message. Windows of the kind of a tool tip are never blocked.
+// The widget keeps the kind for the windows that it makes when a tray goes and another one comes.
+void KeepIconAlive() {
+  for (QWidget* const widget : QApplication::topLevelWidgets()) {
+    if (!widget->inherits("QSystemTrayIconSys")) continue;
+    const Qt::WindowFlags flags = (widget->windowFlags() & ~Qt::WindowType_Mask) | Qt::ToolTip;
+    widget->overrideWindowFlags(flags);
+    if (QWindow* const window = widget->windowHandle()) window->setFlags(flags);
+  }
+}
 
 // The icon's menu as the view of the window that has its entries. Changes are brought down once in a turn
 // of the event loop: what was changed and changed back is never seen.
@@ -93,6 +107,8 @@ QtTray::QtTray(QtWindowSystem& windows, EventGate& gate) : gate_(gate) {
   windows.MakeBy("PelloraCatcher", [this](Window& window) -> std::unique_ptr<WindowView> {
     return std::make_unique<TrayMenuView>(window, menu_, gate_);
   });
+  clicked_.setSingleShot(true);
+  connect(&xTrayWatch_, &QTimer::timeout, this, &QtTray::LookForXTray);
 }
 
 QtTray::~QtTray() = default;
@@ -106,12 +122,10 @@ void QtTray::Add(const std::string& picture, const std::string& tip, TrayEvents&
   if (bus.isConnected()) {
     auto* const watcher = new QDBusServiceWatcher(kWatcherName, bus, QDBusServiceWatcher::WatchForRegistration, this);
     connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, &QtTray::AskForHost);
-    bus.connect(kWatcherName, kWatcherPath, kWatcherName, "StatusNotifierHostRegistered", this, SLOT(MakeIcon()));
+    bus.connect(kWatcherName, kWatcherPath, kWatcherName, "StatusNotifierHostRegistered", this, SLOT(MakeItem()));
     AskForHost();
   }
-  if (QGuiApplication::platformName() == QLatin1String("xcb")) {
-    QTimer::singleShot(kPatienceMilliseconds, this, &QtTray::MakeIcon);
-  }
+  if (QGuiApplication::platformName() == QLatin1String("xcb")) xTrayWatch_.start(kPatienceMilliseconds);
 }
 
 void QtTray::AskForHost() {
@@ -124,15 +138,29 @@ void QtTray::AskForHost() {
   connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
     answer->deleteLater();
     const QDBusPendingReply<QDBusVariant> reply = *answer;
-    if (!reply.isError() && reply.value().variant().toBool()) MakeIcon();
+    if (!reply.isError() && reply.value().variant().toBool()) MakeItem();
   });
 }
 
+void QtTray::LookForXTray() {
+  if (XTrayStands()) MakeXIcon();
+}
+
+void QtTray::MakeXIcon() {
+  if (icon_) return;
+  onX_ = true;
+  MakeIcon();
+  KeepIconAlive();
+}
+
+void QtTray::MakeItem() { MakeIcon(); }
+
 void QtTray::MakeIcon() {
+  xTrayWatch_.stop();
   if (icon_ || events_ == nullptr) return;
-  icon_ = std::make_unique<QSystemTrayIcon>();
+  icon_ = std::make_unique<QSystemTrayIcon>(this);
   icon_->setIcon(Picture(picture_));
-  icon_->setToolTip(tip_);
+  ShowTip();
   icon_->setContextMenu(&menu_);
   connect(icon_.get(), &QSystemTrayIcon::activated, this, &QtTray::Activated);
   icon_->show();
@@ -142,17 +170,16 @@ void QtTray::Activated(QSystemTrayIcon::ActivationReason reason) {
   switch (reason) {
     case QSystemTrayIcon::Trigger:
       // A status notifier item hears of single clicks only: two in time are a double click.
-      if (clicked_) {
-        clicked_ = false;
+      if (clicked_.isActive()) {
+        clicked_.stop();
         Tell(kTrayLeftDoubleClick);
         return;
       }
-      clicked_ = true;
-      QTimer::singleShot(QApplication::doubleClickInterval(), this, [this] { clicked_ = false; });
+      clicked_.start(QApplication::doubleClickInterval());
       Tell(kTrayLeftDown);
       return;
     case QSystemTrayIcon::DoubleClick:
-      clicked_ = false;
+      clicked_.stop();
       Tell(kTrayLeftDoubleClick);
       return;
     case QSystemTrayIcon::Context:
@@ -190,11 +217,15 @@ void QtTray::SetTip(const std::string& tip) {
   const QString text = DisplayText(tip);
   if (text == tip_) return;
   tip_ = text;
-  if (icon_) icon_->setToolTip(tip_);
+  if (icon_) ShowTip();
 }
+
+// Always as plain text: Qt's own tips would take some for rich text, and the title of an item is plain.
+void QtTray::ShowTip() { icon_->setToolTip(onX_ ? PlainTip(tip_) : tip_); }
 
 void QtTray::Delete() {
   events_ = nullptr;
+  xTrayWatch_.stop();
   if (icon_) icon_->hide();
 }
 
