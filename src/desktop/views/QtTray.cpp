@@ -8,6 +8,7 @@
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <QDBusVariant>
+#include <QEvent>
 #include <QWidget>
 #include <QWindow>
 #include <unordered_map>
@@ -31,18 +32,6 @@ namespace {
 constexpr const char* kWatcherName = "org.kde.StatusNotifierWatcher";
 constexpr const char* kWatcherPath = "/StatusNotifierWatcher";
 constexpr int kPatienceMilliseconds = 2000;  // with a desktop that starts together with us
-
-// The window of an icon on an X tray is one of ours, and a box that is modal to the program would block it
-// like any other: the icon would be dead under a message. Windows of the kind of a tool tip are never blocked.
-// The widget keeps the kind for the windows that it makes when a tray goes and another one comes.
-void KeepIconAlive() {
-  for (QWidget* const widget : QApplication::topLevelWidgets()) {
-    if (!widget->inherits("QSystemTrayIconSys")) continue;
-    const Qt::WindowFlags flags = (widget->windowFlags() & ~Qt::WindowType_Mask) | Qt::ToolTip;
-    widget->overrideWindowFlags(flags);
-    if (QWindow* const window = widget->windowHandle()) window->setFlags(flags);
-  }
-}
 
 // The icon's menu as the view of the window that has its entries. Changes are brought down once in a turn
 // of the event loop: what was changed and changed back is never seen.
@@ -150,7 +139,27 @@ void QtTray::MakeXIcon() {
   if (icon_) return;
   onX_ = true;
   MakeIcon();
-  KeepIconAlive();
+  for (QWidget* const widget : QApplication::topLevelWidgets()) {
+    if (!widget->inherits("QSystemTrayIconSys")) continue;
+    widget->installEventFilter(this);  // it makes a new window for each tray that comes
+    if (QWindow* const window = widget->windowHandle()) window->installEventFilter(this);
+  }
+}
+
+// The icon on an X tray has a window of ours, and a box that is modal to the program would block it like any
+// other: the icon would be dead under a message. A box does not block what belongs to it.
+bool QtTray::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::WinIdChange) {
+    auto* const widget = qobject_cast<QWidget*>(watched);
+    if (widget != nullptr && widget->windowHandle() != nullptr) {
+      widget->windowHandle()->installEventFilter(this);
+      widget->windowHandle()->setTransientParent(QGuiApplication::modalWindow());
+    }
+  } else if (event->type() == QEvent::WindowBlocked) {
+    auto* const window = qobject_cast<QWindow*>(watched);
+    if (window != nullptr) window->setTransientParent(QGuiApplication::modalWindow());
+  }
+  return false;
 }
 
 void QtTray::MakeItem() { MakeIcon(); }

@@ -37,6 +37,9 @@ class QtTray final : public QObject, public Tray {
   void SetTip(const std::string& tip) override;
   void Delete() override;
 
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
  private Q_SLOTS:
   void AskForHost();
   void MakeItem();
