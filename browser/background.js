@@ -4,7 +4,7 @@
 
 const HOST = "pelloraproject.pellora";
 const ENTRY = "pellora-download";
-const TITLE = "Download with Pellora!";
+const TITLE = "&Download with Pellora!";  // with its access key
 
 chrome.runtime.onInstalled.addListener(() => {
   chrome.contextMenus.removeAll(() => {
@@ -12,14 +12,14 @@ chrome.runtime.onInstalled.addListener(() => {
   });
 });
 
-chrome.contextMenus.onClicked.addListener((info) => {
+chrome.contextMenus.onClicked.addListener((info, tab) => {
   if (info.menuItemId === ENTRY) {
-    return handOver(info.linkUrl || info.srcUrl || "", info.pageUrl || "");
+    return handOver(info.linkUrl || info.srcUrl || "", info.pageUrl || "", tab);
   }
 });
 
 // True if the program has taken the address. What hinders it is said in one sentence.
-async function handOver(url, page) {
+async function handOver(url, page, tab) {
   const scheme = url.slice(0, url.indexOf(":") + 1).toLowerCase();
   if (scheme !== "http:" && scheme !== "ftp:") {
     say(`Pellora takes http and ftp addresses only, so ${scheme ? `this ${scheme.slice(0, -1)} link` : "this"} is left to the browser.`);
@@ -27,7 +27,7 @@ async function handOver(url, page) {
   }
   let answer;
   try {
-    answer = await chrome.runtime.sendNativeMessage(HOST, {url, referrer: page, cookie: await cookiesOf(url)});
+    answer = await chrome.runtime.sendNativeMessage(HOST, {url, referrer: page, cookie: await cookiesOf(url, tab)});
   } catch (error) {
     answer = {ok: false, error: `Pellora cannot be reached (${error.message}); start it once, with its browser integration on.`};
   }
@@ -38,10 +38,16 @@ async function handOver(url, page) {
   return true;
 }
 
-// As a Cookie header has them; empty where the browser gives none.
-async function cookiesOf(url) {
+// As a Cookie header has them; empty where the browser gives none. A private window has a store of its own: what is
+// clicked there never gets the cookies of the other windows.
+async function cookiesOf(url, tab) {
   try {
-    const cookies = await chrome.cookies.getAll({url});
+    const stores = await chrome.cookies.getAllCookieStores();
+    const store = stores.find(({tabIds}) => tab && tabIds.includes(tab.id));
+    if (!store) {
+      return "";
+    }
+    const cookies = await chrome.cookies.getAll({url, storeId: store.id});
     return cookies.map((cookie) => `${cookie.name}=${cookie.value}`).join("; ");
   } catch (error) {
     return "";

@@ -196,6 +196,14 @@ class InChromium(Browser):
         self.assertIn("this https link is left to the browser.", self.desktop.notes[0])
         self.assertEqual(self.session.companion.downloads(), [])
 
+    def test_the_cookies_are_those_of_the_window_that_was_clicked_in(self):
+        page = self.pages.add("/link", LINK % self.serve("/link.bin"))
+        self.open(page)
+        tab = self.browser.evaluate(self.worker, "chrome.tabs.query({}).then((tabs) => tabs[0].id)")
+        self.assertEqual(self.browser.evaluate(self.worker, "cookiesOf(%r, {id: %d})" % (page, tab)), "taste=sweet")
+        for elsewhere in ("{id: %d}" % (tab + 1000), "undefined"):
+            self.assertEqual(self.browser.evaluate(self.worker, "cookiesOf(%r, %s)" % (page, elsewhere)), "")
+
     def test_says_so_where_the_host_is_not_known(self):
         os.remove(os.path.join(self.profile, "NativeMessagingHosts/pelloraproject.pellora.json"))
         self.assertIn("cannot be reached", self.said_of("http://127.0.0.1/a.bin"))
@@ -219,12 +227,12 @@ class InFirefox(Browser):
             const until = Date.now() + 10000;
             const look = () => {
               const item = [...menu.querySelectorAll("menuitem")].find((i) => i.label === title);
-              if (menu.state === "open" && item) { menu.activateItem(item); done(true); }
+              if (menu.state === "open" && item) { const key = item.accessKey; menu.activateItem(item); done(key); }
               else if (Date.now() > until) done([menu.state, [...menu.children].filter((i) => !i.hidden).map((i) => i.label)]);
               else setTimeout(look, 100);
             };
             look();""", TITLE)
-        self.assertIs(found, True, found)
+        self.assertEqual(found, "D", "the access key")
 
     def test_the_menu_on_a_link_hands_it_over(self):
         url = self.serve("/link.bin")
