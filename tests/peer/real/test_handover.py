@@ -153,6 +153,39 @@ class Entries(HandOver):
         self.assertEqual(answer.returncode, 0, answer.stderr)
         self.adopt()
 
+    def test_start_the_program_from_a_folder_of_an_odd_name(self):
+        self.session.move_program("a \"b\" 'c' 50% %u $HOME `d` \\e\\n #f;g=h &i \u00e4 ")
+        self.session.start()
+        self.assertEqual(self.session.stop(), 0)
+        entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/pellora.desktop")
+        result = subprocess.run(["desktop-file-validate", entry], capture_output=True, check=False)
+        self.assertEqual((result.returncode, result.stdout + result.stderr), (0, b""))
+        for start in (["gio", "launch", entry],
+                      ["gdbus", "call", "--session", "--dest", harness.BUS_NAME, "--object-path", harness.OBJECT,
+                       "--method", harness.BUS_NAME + ".LeechURL", "", ""]):
+            subprocess.run(start, env=self.session.env, stdin=subprocess.DEVNULL, stdout=self.session.log,
+                           stderr=self.session.log, timeout=60, check=True)
+            harness.wait_until(self.session.name_taken, 20, "the program on its bus")
+            answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                       "org.freedesktop.DBus.GetConnectionUnixProcessID", harness.BUS_NAME)
+            pid = int(answer.stdout.decode().split()[1].strip(",)"))
+            program = os.readlink("/proc/%d/exe" % pid)
+            os.kill(pid, 15)
+            self.assertEqual(os.path.dirname(program), self.session.program)
+            harness.wait_until(lambda: not self.session.name_taken(), 20, "the end of the program")
+
+    def test_leave_a_folder_with_a_line_break_in_its_name_out(self):
+        self.session.move_program("a\nb")
+        chromium = os.path.join(self.session.env["XDG_CONFIG_HOME"], "chromium")
+        os.mkdir(chromium)
+        self.session.write_settings(self.session.settings_file, {"BrowserIngeration": "True", "CheckClipboard": "False"})
+        self.session.start()
+        with open(os.path.join(chromium, "NativeMessagingHosts", MANIFEST), encoding="utf-8") as f:
+            self.assertEqual(json.load(f)["path"], os.path.join(self.session.program, HOST))
+        self.assertEqual(self.session.stop(), 0)
+        for name in ("applications/pellora.desktop", "dbus-1/services/PelloraProject.Pellora.service"):
+            self.assertFalse(os.path.exists(os.path.join(self.session.env["XDG_DATA_HOME"], name)), name)
+
 
 if __name__ == "__main__":
     unittest.main()
