@@ -54,10 +54,17 @@ void DownloadBasket::SetShown(bool shown) {
   shown_ = shown;
   Load();
   if (shown) {
+    MoveTo(Left, Top);  // the screen may have become smaller meanwhile
     Show();
   } else {
     Hide();
   }
+}
+
+void DownloadBasket::MoveTo(double left, double top) {
+  const ScreenSize screen = platform_.windows.Screen();
+  Left = Within(left, screen.width - Width);
+  Top = Within(top, screen.height - Height);
 }
 
 // The window manager's way to close it is no other than the menu's.
@@ -76,11 +83,8 @@ void DownloadBasket::MouseDown(int button, float x, float y) {
 void DownloadBasket::MouseMove(int button, float x, float y) {
   if (button != kLeftButton) return;
   const auto hold = Hold();
-  platform_.gate.Deliver([&] {
-    const ScreenSize screen = platform_.windows.Screen();
-    Left = Within(Left - static_cast<double>(DragStartX - x), screen.width - Width);
-    Top = Within(Top - static_cast<double>(DragStartY - y), screen.height - Height);
-  });
+  platform_.gate.Deliver(
+      [&] { MoveTo(Left - static_cast<double>(DragStartX - x), Top - static_cast<double>(DragStartY - y)); });
 }
 
 void DownloadBasket::MouseUp(int button, float, float) {

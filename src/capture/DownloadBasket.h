@@ -60,6 +60,8 @@ class DownloadBasket final : public Window, public Basket {
 
  private:
   Task<> ShowOnTop();
+  // No further than the screen, each axis by itself.
+  void MoveTo(double left, double top);
 
   Program& program_;
   const std::shared_ptr<MainWindow> main_;

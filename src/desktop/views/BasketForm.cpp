@@ -20,7 +20,9 @@ class DraggedData final : public DataObject {
   explicit DraggedData(const QMimeData& data) : data_(data) {}
   bool GetFormat(int format) const override { return format == kTextFormat && data_.hasText(); }
   std::string GetData(int format) const override {
-    return format == kTextFormat ? data_.text().toStdString() : std::string();
+    if (format != kTextFormat) return {};
+    const QString text = data_.text();
+    return text.left(text.indexOf(QChar(u'\0'))).toStdString();  // some programs send the end of the text along
   }
 
  private:

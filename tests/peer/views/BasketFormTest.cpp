@@ -99,6 +99,46 @@ TEST_F(BasketWidget, TakesADroppedTextAndADroppedLink) {
   EXPECT_EQ(app->program().Download(2).URL, "http://origin.example/b.zip");
 }
 
+TEST_F(BasketWidget, TakesATextThatIsSentWithItsEndToThatEnd) {
+  QMimeData text;
+  text.setData(QStringLiteral("text/plain"), QByteArray("http://origin.example/a.zip\0junk", 32));
+  EXPECT_TRUE(Drop(text));
+  ASSERT_EQ(app->program().DownloadCount, 1);
+  EXPECT_EQ(app->program().Download(1).URL, "http://origin.example/a.zip");
+}
+
+TEST_F(BasketWidget, TakesSeveralLinksAsOneText) {
+  QMimeData links;
+  links.setUrls(
+      {QUrl(QStringLiteral("http://origin.example/a.zip")), QUrl(QStringLiteral("http://origin.example/b.zip"))});
+  EXPECT_TRUE(Drop(links));
+  ASSERT_EQ(app->program().DownloadCount, 1);
+  EXPECT_EQ(app->program().Download(1).URL, "http://origin.example/a.zip\nhttp://origin.example/b.zip\n");
+}
+
+TEST_F(BasketWidget, LeavesFilesAndScriptsAlone) {
+  for (const char* const url : {"file:///etc/passwd", "javascript:alert(1)", "data:text/plain,http://a/b"}) {
+    QMimeData link;
+    link.setUrls({QUrl(QString::fromLatin1(url))});
+    EXPECT_FALSE(Drop(link)) << url;
+  }
+  EXPECT_EQ(app->program().DownloadCount, 0);
+  EXPECT_TRUE(sim.dialogs().Boxes().empty());
+}
+
+TEST_F(BasketWidget, CanBeHiddenWhileItIsDragged) {
+  const QPoint place = Form().pos();
+  QTest::mousePress(&Form(), Qt::LeftButton, {}, QPoint(10, 10));
+  sim.Do([&] { app->mainWindow().ShowBasket(false); });
+  Settle();
+  EXPECT_FALSE(Form().isVisible());
+  QTest::mouseRelease(&Form(), Qt::LeftButton, {}, QPoint(10, 10));
+  sim.Do([&] { app->mainWindow().ShowBasket(true); });
+  Settle();
+  EXPECT_TRUE(Form().isVisible());
+  EXPECT_EQ(Form().pos(), place);
+}
+
 TEST_F(BasketWidget, LeavesOtherDropsAlone) {
   QMimeData picture;
   picture.setImageData(QImage(2, 2, QImage::Format_RGB32));

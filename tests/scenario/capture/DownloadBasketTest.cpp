@@ -108,6 +108,15 @@ TEST_F(DropBasket, KeepsItsPlaceWhileHidden) {
   EXPECT_EQ(Place(), place);
 }
 
+TEST_F(DropBasket, ComesBackOntoAScreenThatBecameSmaller) {
+  Open();
+  DragBy(5000, 5000);
+  Do([&] { window().sdb.Click(); });
+  sim.windows().screen = {800, 600};
+  Do([&] { window().sdb.Click(); });
+  EXPECT_EQ(Place(), std::make_pair(800.0 - 32, 600.0 - 32));
+}
+
 TEST_F(DropBasket, FollowsTheLeftButton) {
   Open();
   const auto [left, top] = Place();
@@ -223,6 +232,13 @@ TEST_F(DropBasket, TakesSeveralLinesAsOneText) {
   EXPECT_EQ(Drop("http://origin.example/a.zip\nhttp://origin.example/b.zip"), kDropCopy);
   EXPECT_EQ(program().DownloadCount, 1);
   EXPECT_EQ(Rec(1).URL, "http://origin.example/a.zip\nhttp://origin.example/b.zip");
+}
+
+TEST_F(DropBasket, SaysThatATextOf10MebibytesIsBad) {
+  Open();
+  EXPECT_EQ(Drop("http://origin.example/" + std::string(10 << 20, 'a')), kDropCopy);
+  EXPECT_EQ(program().DownloadCount, 0);
+  EXPECT_EQ(Box(), Text(400));
 }
 
 TEST_F(DropBasket, QueuesADropWhileAllSlotsAreBusy) {
