@@ -8,7 +8,9 @@
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <QDBusVariant>
-#include <QTimer>
+#include <QEvent>
+#include <QWidget>
+#include <QWindow>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -18,6 +20,7 @@
 #include "desktop/views/Icons.h"
 #include "desktop/views/ObjectNames.h"
 #include "desktop/views/QtWindowSystem.h"
+#include "desktop/views/XTray.h"
 #include "platform/Controls.h"
 #include "platform/Views.h"
 #include "platform/Window.h"
@@ -93,6 +96,8 @@ QtTray::QtTray(QtWindowSystem& windows, EventGate& gate) : gate_(gate) {
   windows.MakeBy("PelloraCatcher", [this](Window& window) -> std::unique_ptr<WindowView> {
     return std::make_unique<TrayMenuView>(window, menu_, gate_);
   });
+  clicked_.setSingleShot(true);
+  connect(&xTrayWatch_, &QTimer::timeout, this, &QtTray::LookForXTray);
 }
 
 QtTray::~QtTray() = default;
@@ -106,12 +111,10 @@ void QtTray::Add(const std::string& picture, const std::string& tip, TrayEvents&
   if (bus.isConnected()) {
     auto* const watcher = new QDBusServiceWatcher(kWatcherName, bus, QDBusServiceWatcher::WatchForRegistration, this);
     connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, &QtTray::AskForHost);
-    bus.connect(kWatcherName, kWatcherPath, kWatcherName, "StatusNotifierHostRegistered", this, SLOT(MakeIcon()));
+    bus.connect(kWatcherName, kWatcherPath, kWatcherName, "StatusNotifierHostRegistered", this, SLOT(MakeItem()));
     AskForHost();
   }
-  if (QGuiApplication::platformName() == QLatin1String("xcb")) {
-    QTimer::singleShot(kPatienceMilliseconds, this, &QtTray::MakeIcon);
-  }
+  if (QGuiApplication::platformName() == QLatin1String("xcb")) xTrayWatch_.start(kPatienceMilliseconds);
 }
 
 void QtTray::AskForHost() {
@@ -124,15 +127,48 @@ void QtTray::AskForHost() {
   connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
     answer->deleteLater();
     const QDBusPendingReply<QDBusVariant> reply = *answer;
-    if (!reply.isError() && reply.value().variant().toBool()) MakeIcon();
+    if (!reply.isError() && reply.value().variant().toBool()) MakeItem();
   });
 }
 
+void QtTray::LookForXTray() {
+  if (XTrayStands()) MakeXIcon();
+}
+
+void QtTray::MakeXIcon() {
+  if (icon_) return;
+  onX_ = true;
+  qApp->installEventFilter(this);
+  MakeIcon();
+}
+
+// The icon on an X tray has a window of ours, and a box that is modal to the program would block it like any
+// other: the icon would be dead under a message. A box does not block what belongs to it.
+void QtTray::FreeXIcon() {
+  for (QWidget* const widget : QApplication::topLevelWidgets()) {
+    if (!widget->inherits("QSystemTrayIconSys")) continue;
+    QWindow* const window = widget->windowHandle();
+    QWindow* const box = QGuiApplication::modalWindow();
+    if (window != nullptr && box != nullptr && window->transientParent() != box) window->setTransientParent(box);
+  }
+}
+
+// Of the whole program: the icon has another window, and that another widget, for each tray that comes.
+bool QtTray::eventFilter(QObject*, QEvent* event) {
+  if (event->type() == QEvent::WindowBlocked || event->type() == QEvent::WinIdChange) {
+    QMetaObject::invokeMethod(this, &QtTray::FreeXIcon, Qt::QueuedConnection);
+  }
+  return false;
+}
+
+void QtTray::MakeItem() { MakeIcon(); }
+
 void QtTray::MakeIcon() {
+  xTrayWatch_.stop();
   if (icon_ || events_ == nullptr) return;
-  icon_ = std::make_unique<QSystemTrayIcon>();
+  icon_ = std::make_unique<QSystemTrayIcon>(this);
   icon_->setIcon(Picture(picture_));
-  icon_->setToolTip(tip_);
+  ShowTip();
   icon_->setContextMenu(&menu_);
   connect(icon_.get(), &QSystemTrayIcon::activated, this, &QtTray::Activated);
   icon_->show();
@@ -142,17 +178,16 @@ void QtTray::Activated(QSystemTrayIcon::ActivationReason reason) {
   switch (reason) {
     case QSystemTrayIcon::Trigger:
       // A status notifier item hears of single clicks only: two in time are a double click.
-      if (clicked_) {
-        clicked_ = false;
+      if (clicked_.isActive()) {
+        clicked_.stop();
         Tell(kTrayLeftDoubleClick);
         return;
       }
-      clicked_ = true;
-      QTimer::singleShot(QApplication::doubleClickInterval(), this, [this] { clicked_ = false; });
+      clicked_.start(QApplication::doubleClickInterval());
       Tell(kTrayLeftDown);
       return;
     case QSystemTrayIcon::DoubleClick:
-      clicked_ = false;
+      clicked_.stop();
       Tell(kTrayLeftDoubleClick);
       return;
     case QSystemTrayIcon::Context:
@@ -190,11 +225,15 @@ void QtTray::SetTip(const std::string& tip) {
   const QString text = DisplayText(tip);
   if (text == tip_) return;
   tip_ = text;
-  if (icon_) icon_->setToolTip(tip_);
+  if (icon_) ShowTip();
 }
+
+// Always as plain text: Qt's own tips would take some for rich text, and the title of an item is plain.
+void QtTray::ShowTip() { icon_->setToolTip(onX_ ? PlainTip(tip_) : tip_); }
 
 void QtTray::Delete() {
   events_ = nullptr;
+  xTrayWatch_.stop();
   if (icon_) icon_->hide();
 }
 

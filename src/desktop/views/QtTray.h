@@ -2,8 +2,8 @@
 //
 // Qt decides once in a process which of the two there is, and asks the bus for it and waits. So the icon is
 // made only when a host of status notifier items has said that it is there, or, on X, when none has
-// done so for a while; an X tray may then come at any later time. Without either the program is reached by
-// a second start.
+// done so for a while and there is an X tray. Either may come at any later time: a session may start its
+// panel long after the program. Without either the program is reached by a second start.
 #pragma once
 
 #include <QHash>
@@ -11,6 +11,7 @@
 #include <QMenu>
 #include <QObject>
 #include <QSystemTrayIcon>
+#include <QTimer>
 #include <memory>
 #include <string>
 
@@ -36,12 +37,20 @@ class QtTray final : public QObject, public Tray {
   void SetTip(const std::string& tip) override;
   void Delete() override;
 
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
  private Q_SLOTS:
   void AskForHost();
-  void MakeIcon();
+  void MakeItem();
+  void LookForXTray();
+  void MakeXIcon();
   void Activated(QSystemTrayIcon::ActivationReason reason);
 
  private:
+  void MakeIcon();
+  void FreeXIcon();
+  void ShowTip();
   void Tell(int message);
   const QIcon& Picture(const std::string& name);
 
@@ -53,7 +62,9 @@ class QtTray final : public QObject, public Tray {
   QString tip_;
   TrayEvents* events_ = nullptr;
   bool sought_ = false;
-  bool clicked_ = false;  // once; a second click in time makes it a double click
+  bool onX_ = false;   // the icon is on an X tray, where Qt shows the tip by itself
+  QTimer xTrayWatch_;  // until there is an icon
+  QTimer clicked_;     // runs after a click; a second one in time makes it a double click
 };
 
 }  // namespace pellora

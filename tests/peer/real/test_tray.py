@@ -175,6 +175,35 @@ class Item(Tray):
         host.wait_item()
         self.assertEqual(host.captions(), ENGLISH)
 
+    def test_comes_up_on_a_desktop_that_takes_long_to_start(self):
+        self.session.start()
+        time.sleep(5)
+        host = self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(host.close)
+        host.appear()
+        host.wait_item()
+        self.assertEqual(host.captions(), ENGLISH)
+
+    def test_comes_back_with_a_desktop_that_starts_anew(self):
+        self.start_with_host()
+        self.host.close()
+        time.sleep(1)
+        self.assertTrue(self.session.alive(), self.session.read_log())
+        again = self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(again.close)
+        again.appear()
+        again.wait_item()
+        self.assertEqual(again.captions(), ENGLISH)
+        again.choose(ENGLISH[4])
+        self.assertEqual(self.session.process.wait(20), 0, self.session.read_log())
+
+    def test_exit_ends_the_program_also_under_a_message(self):
+        self.start_with_host()
+        self.session.menu_url("http://no-path.example")
+        self.session.wait_dialog()
+        self.host.choose(ENGLISH[4])
+        self.assertEqual(self.session.process.wait(20), 0, self.session.read_log())
+
 
 class German(Tray):
     settings = {"Language": "german"}
@@ -188,13 +217,13 @@ class German(Tray):
 class XTray(Tray):
     """A tray of the X display alone, with no items on the bus."""
 
-    def setUp(self):
-        super().setUp()
-        self.tray = subprocess.Popen(
+    def start_tray(self):
+        tray = subprocess.Popen(
             ["trayer", "--edge", "bottom", "--align", "right", "--width", "160", "--widthtype", "pixel", "--height", "24"],
             env=self.session.env, stdin=subprocess.DEVNULL, stdout=self.session.log, stderr=self.session.log)
-        self.addCleanup(harness.end_process, self.tray)
+        self.addCleanup(harness.end_process, tray)
         time.sleep(1)
+        return tray
 
     def xdotool(self, *words):
         return subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
@@ -211,6 +240,7 @@ class XTray(Tray):
         return x + size // 2, y + size // 2
 
     def test_shows_the_icon_opens_its_menu_and_the_window(self):
+        self.start_tray()
         self.session.start()
         x, y = harness.wait_until(self.icon_place, 15, "the icon in the tray")
         self.close_main_window()
@@ -225,6 +255,35 @@ class XTray(Tray):
         self.session.keep_picture("tray-menu")
         self.xdotool("key", "Down", "Return")
         harness.wait_until(self.main_window, 10, "the main window, by the menu")
+
+    def test_takes_up_a_tray_that_comes_late_goes_and_comes_back(self):
+        self.session.start()
+        time.sleep(5)
+        for _ in range(2):
+            tray = self.start_tray()
+            harness.wait_until(self.icon_place, 15, "the icon in the tray")
+            harness.end_process(tray)
+            time.sleep(1)
+            self.assertTrue(self.session.alive(), self.session.read_log())
+
+    def test_has_its_menu_also_while_a_message_stands(self):
+        tray = self.start_tray()
+        self.session.start()
+        harness.wait_until(self.icon_place, 15, "the icon in the tray")
+        self.session.menu_url("http://no-path.example")
+        self.session.press(self.session.wait_dialog()[0], "Return")
+        harness.wait_until(lambda: not self.session.dialogs(), 10, "the end of the message")
+        self.assertIsNotNone(self.icon_place())
+        self.session.menu_url("http://no-path.example")
+        self.session.wait_dialog()
+        harness.end_process(tray)
+        self.start_tray()  # the icon in it has another window
+        x, y = harness.wait_until(self.icon_place, 15, "the icon in the tray")
+        self.xdotool("mousemove", x, y, "click", 3)
+        time.sleep(1)
+        self.session.keep_picture("tray-menu-over-message")
+        self.xdotool("key", "Up", "Return")  # the last entry; without a menu this would answer the message
+        self.assertEqual(self.session.process.wait(20), 0, self.session.read_log())
 
 
 if __name__ == "__main__":

@@ -127,6 +127,8 @@ class WireBus:
         self.name = self.call(*BUS, "Hello")[0]
 
     def close(self):
+        if self.socket.fileno() < 0:
+            return
         self.socket.shutdown(socket.SHUT_RDWR)
         self._reader.join(5)
         self.socket.close()

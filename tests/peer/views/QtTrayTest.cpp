@@ -1,16 +1,20 @@
-// The tray icon's menu, which follows its window whether there is a notification area or not.
+// The tray icon's menu, which follows its window whether there is a notification area or not, and its clicks.
 #include <gtest/gtest.h>
 
 #include <QAction>
 #include <QApplication>
 #include <QMenu>
+#include <QMetaObject>
+#include <QTest>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "SimPlatform.h"
 #include "Stage.h"
 #include "app/App.h"
 #include "capture/PelloraCatcher.h"
+#include "desktop/DisplayText.h"
 #include "desktop/views/QtTray.h"
 #include "mainwin/MainWindow.h"
 
@@ -19,6 +23,54 @@ namespace pellora {
 namespace {
 
 using testing_views::Stage;
+
+// What the mouse on the icon comes to.
+class Clicks final : public TrayEvents {
+ public:
+  void TrayMouseEvent(int message) override { messages.push_back(message); }
+  std::vector<int> messages;
+};
+
+TEST(TrayClicks, AreDoubleWheneverTheSecondIsInTimeWhateverCameBefore) {
+  SimPlatform sim;
+  QtWindowSystem windows(sim.gate());
+  QtTray tray(windows, sim.gate());
+  Clicks clicks;
+  tray.Add("program", "tip", clicks);
+  const auto click = [&] {
+    ASSERT_TRUE(QMetaObject::invokeMethod(&tray, "Activated", Qt::DirectConnection,
+                                          Q_ARG(QSystemTrayIcon::ActivationReason, QSystemTrayIcon::Trigger)));
+  };
+  const int interval = QApplication::doubleClickInterval();
+  QApplication::setDoubleClickInterval(300);
+  click();
+  click();  // a double click
+  QTest::qWait(200);
+  click();            // the first of another one
+  QTest::qWait(150);  // by now the time of the very first is over
+  click();
+  QApplication::setDoubleClickInterval(interval);
+  EXPECT_EQ(clicks.messages,
+            (std::vector<int>{kTrayLeftDown, kTrayLeftDoubleClick, kTrayLeftDown, kTrayLeftDoubleClick}));
+  tray.Delete();
+}
+
+TEST(TrayTipOnX, IsAlwaysPlainText) {
+  SimPlatform sim;
+  QtWindowSystem windows(sim.gate());
+  for (const bool onX : {false, true}) {
+    QtTray tray(windows, sim.gate());
+    Clicks clicks;
+    tray.Add("program", "0 <u>kb</u>/s", clicks);
+    ASSERT_TRUE(QMetaObject::invokeMethod(&tray, onX ? "MakeXIcon" : "MakeItem", Qt::DirectConnection));
+    const auto* const icon = tray.findChild<QSystemTrayIcon*>();
+    ASSERT_NE(icon, nullptr);
+    EXPECT_EQ(icon->toolTip(), onX ? PlainTip("0 <u>kb</u>/s") : QStringLiteral("0 <u>kb</u>/s"));
+    tray.SetTip("1 <u>kb</u>/s");
+    EXPECT_EQ(icon->toolTip(), onX ? PlainTip("1 <u>kb</u>/s") : QStringLiteral("1 <u>kb</u>/s"));
+    tray.Delete();
+  }
+}
 
 class TrayMenu : public ::testing::Test {
  protected:
