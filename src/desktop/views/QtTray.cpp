@@ -138,26 +138,25 @@ void QtTray::LookForXTray() {
 void QtTray::MakeXIcon() {
   if (icon_) return;
   onX_ = true;
+  qApp->installEventFilter(this);
   MakeIcon();
-  for (QWidget* const widget : QApplication::topLevelWidgets()) {
-    if (!widget->inherits("QSystemTrayIconSys")) continue;
-    widget->installEventFilter(this);  // it makes a new window for each tray that comes
-    if (QWindow* const window = widget->windowHandle()) window->installEventFilter(this);
-  }
 }
 
 // The icon on an X tray has a window of ours, and a box that is modal to the program would block it like any
 // other: the icon would be dead under a message. A box does not block what belongs to it.
-bool QtTray::eventFilter(QObject* watched, QEvent* event) {
-  if (event->type() == QEvent::WinIdChange) {
-    auto* const widget = qobject_cast<QWidget*>(watched);
-    if (widget != nullptr && widget->windowHandle() != nullptr) {
-      widget->windowHandle()->installEventFilter(this);
-      widget->windowHandle()->setTransientParent(QGuiApplication::modalWindow());
-    }
-  } else if (event->type() == QEvent::WindowBlocked) {
-    auto* const window = qobject_cast<QWindow*>(watched);
-    if (window != nullptr) window->setTransientParent(QGuiApplication::modalWindow());
+void QtTray::FreeXIcon() {
+  for (QWidget* const widget : QApplication::topLevelWidgets()) {
+    if (!widget->inherits("QSystemTrayIconSys")) continue;
+    QWindow* const window = widget->windowHandle();
+    QWindow* const box = QGuiApplication::modalWindow();
+    if (window != nullptr && box != nullptr && window->transientParent() != box) window->setTransientParent(box);
+  }
+}
+
+// Of the whole program: the icon has another window, and that another widget, for each tray that comes.
+bool QtTray::eventFilter(QObject*, QEvent* event) {
+  if (event->type() == QEvent::WindowBlocked || event->type() == QEvent::WinIdChange) {
+    QMetaObject::invokeMethod(this, &QtTray::FreeXIcon, Qt::QueuedConnection);
   }
   return false;
 }

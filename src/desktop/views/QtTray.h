@@ -49,6 +49,7 @@ class QtTray final : public QObject, public Tray {
 
  private:
   void MakeIcon();
+  void FreeXIcon();
   void ShowTip();
   void Tell(int message);
   const QIcon& Picture(const std::string& name);

@@ -170,7 +170,7 @@ TEST_F(Previews, AFrameReachesTheSurface) {
 }
 
 TEST_F(Previews, AProcessThatDiesLaterLeavesABlankSurfaceAndAGraphThatRefusesOrders) {
-  Script(std::string(kRedPixel) + kRendered + "read a; read b; kill -SEGV $$");
+  Script(std::string(kRedPixel) + kRendered + "while read -r order; do [ \"$order\" = run ] && kill -SEGV $$; done");
   EXPECT_TRUE(Renders("/a.avi"));
   graph->Run();
   EXPECT_TRUE(RunUntil([this] { return Frame() == nullptr; }));
