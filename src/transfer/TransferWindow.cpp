@@ -1,5 +1,7 @@
 #include "transfer/TransferWindow.h"
 
+#include <algorithm>
+
 #include "lang/Language.h"
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
@@ -201,6 +203,12 @@ Task<> TransferWindow::ResumeDownload() {
 Task<> TransferWindow::ConnectFromViewer() {
   const auto hold = Hold();
   if (!StillCurrent() || Record().Finished) co_return;
+  // A pause and a resume behind the viewer may have set it going already, or led to a question whose answer
+  // decides about the record.
+  const bool going =
+      std::any_of(ws1_.begin(), ws1_.end(), [](const auto& socket) { return socket->State() != SocketState::Closed; });
+  if (going || building_ || questionStands_) co_return;
+  TimeOut.SetEnabled(false);  // of a probe that is out again: the segments take over from it
   state.Caption = "Segmented files connecting...";
   if (Record().Paused) {
     Command3.Caption = "Pause Download";

@@ -231,6 +231,65 @@ TEST_F(ZipLife, DownloadClassicOfAResumedArchiveKeepsItsPlan) {
   EXPECT_LT(program.SessionTotal() - before, archive.size() - static_cast<std::size_t>(had) + 4 * 500);
 }
 
+TEST_F(ZipLife, DownloadClassicDuringAnotherProbeLeavesNoTimeOutBehind) {
+  ASSERT_TRUE(Open(kMembers));
+  const auto viewer = Viewer();
+  Pause();
+  Resume();
+  sim.Do([&] { viewer->Command3.Click(); });
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_EQ(Output(), SimArchive(kMembers));
+  sim.RunFor(60'000);
+  EXPECT_EQ(sim.dialogs().Standing(), 0U);
+  EXPECT_TRUE(Record().Finished);
+}
+
+TEST_F(ZipLife, DownloadClassicOnlyLeavesWhileAQuestionOfItsTransferStands) {
+  ASSERT_TRUE(Open(kMembers));
+  const auto viewer = Viewer();
+  HttpFault gone;
+  gone.status = 404;
+  origin.Always(gone);
+  Pause();
+  Resume();
+  ASSERT_TRUE(RunUntilABoxStands());
+  const int connections = origin.Connections();
+  sim.Do([&] { viewer->Command3.Click(); });
+  sim.RunFor(5'000);
+  EXPECT_EQ(origin.Connections(), connections);
+  EXPECT_EQ(Record().SegmentCount, 0);
+  EXPECT_TRUE(NoViewerIsLeft(*this));
+  Answer(kAnswerOk);
+  EXPECT_FALSE(Record().InUse);
+  EXPECT_TRUE(NothingRuns());
+}
+
+TEST_F(ZipLife, DownloadClassicConnectsNoSegmentsAnewThatRunAlready) {
+  const std::string archive = SimArchive(kMembers, 200'000);
+  program.settings.AutoPreviewZIP = false;
+  HttpFault slow;
+  slow.wire.bytesPerSecond = 5'000;
+  origin.Always(slow);
+  origin.File("/a.zip", archive);
+  Start("http://o.example/a.zip");
+  ASSERT_TRUE(sim.RunUntil([&] { return Record().Received >= 15'000; }, 30'000));
+  sim.Do([&] { WindowOf()->Command2.Click(); });
+  program.settings.AutoPreviewZIP = true;
+  StartListed(1);
+  ASSERT_TRUE(RunUntilListed());
+  const auto viewer = Viewer();
+  Pause();
+  Resume();  // there is a plan, so this goes straight on
+  sim.RunFor(2'000);
+  const int connections = origin.Connections();
+  sim.Do([&] { viewer->Command3.Click(); });
+  sim.RunFor(3'000);
+  EXPECT_EQ(origin.Connections(), connections);
+  EXPECT_TRUE(NoViewerIsLeft(*this));
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_EQ(Output(), archive);
+}
+
 TEST_F(ZipLife, DownloadClassicThatCannotPlanLeavesTheViewerAllTheSame) {
   ASSERT_TRUE(Open(kMembers));
   program.settings.MaxSegments = 0;

@@ -51,6 +51,19 @@ TEST_F(UpdateHandOver, UnpacksStartsTheUpdaterAndEnds) {
   EXPECT_EQ(sim.dialogs().Boxes().size(), 0U);
 }
 
+TEST_F(UpdateHandOver, UnpacksThePackageWhereItWasSavedThoughARedirectRenamedIt) {
+  origin.Redirect("/package.zip", "http://o.example/mirror/other.zip");
+  origin.File("/mirror/other.zip", SimContent::Generated(30'000));
+  Start("http://o.example/package.zip");
+  Record().DownloadKind = 1;
+  Record().SavePath = "/prog/downloads/package.zip";
+  Record().HasSavePath = true;
+  RunUntilEnded();
+  ASSERT_EQ(unzip.unpacked.size(), 1U);
+  EXPECT_EQ(sim.disk().Size(unzip.unpacked[0].first), 30'000U);
+  EXPECT_EQ(unzip.unpacked[0].first, "/prog/downloads/package.zip");
+}
+
 TEST_F(UpdateHandOver, ChangesNeitherButtonOfTheWindow) {
   program.LangStrings[501] = "text501";
   program.LangStrings[502] = "text502";
