@@ -17,13 +17,18 @@ namespace {
 
 constexpr const char* kUpdater = "/updater";
 
+// What the package was saved as. A redirect gives the record the name of its new address, but not the file.
+std::string SavedName(const DownloadRecord& record) {
+  return record.HasSavePath ? record.SavePath.substr(record.SavePath.rfind('/') + 1) : record.FileName;
+}
+
 }  // namespace
 
 Task<> HandOverUpdate(Program* program, Unzip* unzip, std::int16_t index) {
   Platform& platform = program->platform;
   const std::string folder = platform.machine.ProgramFolder();
   // The slot is free from here on: its name is taken before anybody else can fill it.
-  const std::string name = program->Download(index).FileName;
+  const std::string name = SavedName(program->Download(index));
   program->Download(index).InUse = false;
   program->lists->RefreshRows(0, 0);
   const std::shared_ptr<Transfer> transfer = program->TransferWindowAt(index);

@@ -230,6 +230,15 @@ TEST_F(Previews, AFileThatIsNoneOfItIsRenderedByNobody) {
   }
 }
 
+TEST_F(Previews, APipeNamedLikeAVideoIsRefusedAndNotWaitedFor) {
+  Use(PELLORA_PREVIEW, 60s);
+  for (const char* name : {"pipe.avi", "pipe.tga", "pipe"}) {
+    ASSERT_EQ(mkfifo(folder.Path(name).c_str(), 0600), 0);
+    EXPECT_FALSE(Renders(folder.Path(name))) << name;
+    ASSERT_TRUE(outcome.has_value()) << name;
+  }
+}
+
 TEST_F(Previews, AMachineWithoutPluginsRendersNothing) {
   qputenv("GST_PLUGIN_SYSTEM_PATH_1_0", "/nonexistent");
   qputenv("GST_REGISTRY_1_0", QByteArray::fromStdString(folder.Path("registry")));

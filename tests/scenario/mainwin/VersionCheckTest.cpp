@@ -234,6 +234,31 @@ TEST_F(Version, CutsNotesThatWouldHideTheButtons) {
   EXPECT_EQ(Box(), std::string(1999, 'x') + "..." + kQuestionText);
 }
 
+TEST_F(Version, CutsNotesOfSoManyLinesThatTheyWouldHideTheButtons) {
+  std::vector<std::string> replies;
+  std::vector<std::string> questions;
+  for (const std::string lineEnd : {"\r\n", "\n", "\r"}) {
+    std::string notes = "first";
+    for (int i = 1; i < 25; ++i) notes += lineEnd + "line";
+    replies.push_back("x\r\n\r\n9\r\n" + notes);
+    questions.push_back(notes + kQuestionText);
+    for (int i = 0; i < 400; ++i) notes += lineEnd;
+    replies.push_back("x\r\n\r\n9\r\n" + notes);
+    questions.push_back(replies[replies.size() - 2].substr(8) + "..." + kQuestionText);
+  }
+  server.onData = [&replies](SimPeer& peer, std::string_view) {
+    for (std::uint32_t i = 0; i < replies.size(); ++i) {
+      peer.After(i * 5000, [&replies, i](SimPeer& again) { again.Send(replies[i]); });
+    }
+  };
+  Check();
+  for (const std::string& question : questions) {
+    EXPECT_EQ(Box(), question);
+    Press(kAnswerNo);
+    sim.RunFor(4900);
+  }
+}
+
 TEST_F(Version, CountsWhatItReceives) {
   Body("5.2");
   Check();

@@ -51,6 +51,19 @@ TEST_F(UpdateHandOver, UnpacksStartsTheUpdaterAndEnds) {
   EXPECT_EQ(sim.dialogs().Boxes().size(), 0U);
 }
 
+TEST_F(UpdateHandOver, UnpacksAPackageThatWasReachedThroughARedirect) {
+  origin.Redirect("/package.zip", "http://o.example/mirror/p-5.3.zip");
+  origin.File("/mirror/p-5.3.zip", SimContent::Generated(30'000));
+  Start("http://o.example/package.zip");
+  Record().DownloadKind = 1;
+  Record().SavePath = "/prog/downloads/package.zip";
+  Record().HasSavePath = true;
+  EXPECT_TRUE(RunUntilEnded());
+  ASSERT_EQ(unzip.unpacked.size(), 1U);
+  EXPECT_EQ(unzip.unpacked[0].first, "/prog/downloads/package.zip");
+  EXPECT_EQ(sim.disk().Size("/prog/downloads/package.zip"), 30'000U);
+}
+
 TEST_F(UpdateHandOver, ChangesNeitherButtonOfTheWindow) {
   program.LangStrings[501] = "text501";
   program.LangStrings[502] = "text502";
