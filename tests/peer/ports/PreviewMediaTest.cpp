@@ -159,6 +159,16 @@ TEST_F(Previews, AProcessThatSaysRubbishIsEnded) {
   }
 }
 
+TEST_F(Previews, AProcessThatSendsFrameUponFrameAndReadsNothingIsEnded) {
+  Script(std::string(kRendered) + "frames=" + folder.Path("frames") + "\n" + "i=0; while [ $i -lt 2000 ]; do " +
+         std::string(kRedPixel, std::string(kRedPixel).size() - 1) +
+         "; i=$((i + 1)); done >$frames\nwhile :; do cat $frames; done");
+  EXPECT_TRUE(Renders("/a.avi"));
+  EXPECT_TRUE(RunUntil([this] { return media->Processes() == 0; }));
+  EXPECT_EQ(Frame(), nullptr);
+  EXPECT_TRUE(RefusesOrders());
+}
+
 TEST_F(Previews, AFrameReachesTheSurface) {
   Script(std::string(kRedPixel) + kRendered + "cat >/dev/null");
   EXPECT_TRUE(Renders("/a.avi"));
