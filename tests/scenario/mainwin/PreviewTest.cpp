@@ -425,6 +425,10 @@ TEST_F(Preview, AThousandClicksLeaveOneGraphBehind) {
 }
 
 TEST_F(Preview, HintsFollowTheMouse) {
+  window().Command2.MouseMoved();
+  EXPECT_EQ(Panel(1), "Play the selected file.");
+  window().Command3.MouseMoved();
+  EXPECT_EQ(Panel(1), "Stop the playback of the media file");
   window().Picture3.MouseMoved();
   EXPECT_EQ(Panel(1), "Preview window, click on a media file to preview it.");
   window().Slider1.MouseMoved();

@@ -281,6 +281,45 @@ TEST_F(Version, QuittingWhileConnectingEndsWell) {
   EXPECT_EQ(sim.machine().endCode, 0);
 }
 
+TEST_F(Version, AResetUnderTheQuestionLeavesItsYesAsItIs) {
+  Body("5.3\r\nnotes");
+  Record("http://h/old.zip", [](DownloadRecord& r) { r.Finished = true; });
+  Check();
+  ASSERT_NE(Box(), "");
+  Do([&] { window().RunAction(MainWindow::kResetList); });
+  ASSERT_EQ(program().DownloadCount, 0);
+  Press(kAnswerYes);
+  ASSERT_EQ(program().DownloadCount, 1);
+  EXPECT_EQ(Rec(1).URL, "http://packages.pellora.example/Pellora53.zip");
+  EXPECT_EQ(Rec(1).DownloadKind, 1);
+}
+
+TEST_F(Version, AHostThatClosesWithoutAWordLeavesTheCaptionForGood) {
+  server.onData = [](SimPeer& peer, std::string_view) { peer.Close(); };
+  Check();
+  EXPECT_EQ(Caption(), "Connecting...");
+  Check();
+  EXPECT_EQ(sim.network().Log().size(), 1U);
+}
+
+TEST_F(Version, AWebPageInThePackagesPlaceIsHandedOverToNobody) {
+  SimHttpServer packages(sim.network(), "packages.pellora.example");
+  packages.Page("/Pellora53.zip", 200, "text/html", "moved");
+  int handed = 0;
+  program().newTransferWindow = [this] { return std::make_shared<TransferWindow>(program()); };
+  program().handOverUpdate = [&](std::int16_t) { ++handed; };
+  Body("5.3\r\nnotes");
+  Check();
+  Press(kAnswerYes);
+  sim.RunFor(5000);
+  EXPECT_EQ(Box(), Text(536));
+  Press(kAnswerNo);
+  sim.RunFor(60'000);
+  EXPECT_EQ(handed, 0);
+  EXPECT_FALSE(Rec(1).InUse);
+  EXPECT_FALSE(sim.Ended());
+}
+
 TEST_F(Version, TheMouseHighlightsTheLabelUntilItMovesOff) {
   for (const bool overGround : {true, false}) {
     window().Label7.MouseMoved();
