@@ -18,6 +18,9 @@ namespace pellora {
 
 namespace {
 
+// More than this lies unread only at a process that stands still, or that sends frames without being asked.
+constexpr qint64 kMostUnread = 65536;
+
 // The display is none of its business, and its messages about sound cards are nobody's.
 QProcess* NewProcess(const std::string& program, QObject* parent) {
   auto* process = new QProcess(parent);
@@ -98,6 +101,7 @@ class PreviewGraph final : public QObject, public MediaGraph {
     const QPointer<PreviewGraph> alive(this);
     while (alive && process_ != nullptr && TakeHead() && TakeBody()) {
     }
+    if (alive && process_ != nullptr && process_->bytesToWrite() > kMostUnread) Lose();
   }
 
   // True once a whole head is there, which stays until its body is there too.

@@ -141,7 +141,6 @@ Task<> MainWindow::LoadMedia(std::string path) {
   std::function<bool()> over = [this, outcome] { return outcome->has_value() || rendering_ != outcome; };
   co_await platform_.tasks.UntilEvent(std::move(over));
   if (rendering_ != outcome || !outcome->value()) co_return;
-  SetVolume();  // a new graph is at full volume, whatever the slider shows
   Skip([this] { mediaControl_->Run(); });
   Skip([this] { mediaControl_->StopWhenReady(); });
 }
@@ -153,12 +152,18 @@ void MainWindow::LeavePreviewEmpty() {
   mediaControl_ = platform_.media.NewGraph();
 }
 
-// False if it is refused at once.
+// False if it is refused at once. A new graph is at full volume, whatever the slider shows; it is set with the
+// outcome, because the graph of a click that was superseded meanwhile may stay and be played.
 bool MainWindow::BeginRendering(const std::string& path) {
   mediaControl_->SetOwner(Picture3);  // first, so that it is rendered in the surface's size
   const auto outcome = std::make_shared<std::optional<bool>>();
   rendering_ = outcome;
-  return Skip([&] { mediaControl_->RenderFile(path, [outcome](bool rendered) { *outcome = rendered; }); });
+  return Skip([&] {
+    mediaControl_->RenderFile(path, [this, outcome](bool rendered) {
+      if (rendered) SetVolume();
+      *outcome = rendered;
+    });
+  });
 }
 
 MainWindow::FileInfo MainWindow::InfoOf(std::int16_t index) {

@@ -1,5 +1,6 @@
 // VersionCheck: a double click on Label7 fetches the version file, and a newer package is offered as an
 // ordinary download. There is one check in a run: neither the label nor the socket is ever set back.
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -20,8 +21,9 @@ constexpr const char* kChecking = "CONN";
 // A host that sends on and on brings a decision with every block; its questions must not pile up.
 constexpr int kMostOffers = 2;
 
-// Longer notes fill the screen and push the buttons off it.
+// Longer notes, and those of more lines, fill the screen and push the buttons off it.
 constexpr std::size_t kLongestNotes = 2000;
+constexpr int kMostLines = 25;
 
 std::string Request() {
   const std::string host = kVersionHost;
@@ -34,10 +36,21 @@ std::string Request() {
          host + "\r\n\r\n";
 }
 
+// Where the last line that is shown ends; either character of a line end may stand alone.
+std::size_t EndOfLines(const std::string& notes) {
+  int lines = 1;
+  for (std::size_t at = notes.find_first_of("\r\n"); at != std::string::npos; at = notes.find_first_of("\r\n", at)) {
+    if (lines == kMostLines) return at;
+    ++lines;
+    at += notes.compare(at, 2, "\r\n") == 0 ? 2 : 1;
+  }
+  return notes.size();
+}
+
 // Cut between characters of UTF-8.
 std::string Shortened(std::string notes) {
-  if (notes.size() <= kLongestNotes) return notes;
-  std::size_t end = kLongestNotes;
+  std::size_t end = std::min(EndOfLines(notes), kLongestNotes);
+  if (end >= notes.size()) return notes;
   while (end > 0 && (static_cast<unsigned char>(notes[end]) & 0xC0U) == 0x80U) --end;
   notes.resize(end);
   return notes + "...";

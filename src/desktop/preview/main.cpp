@@ -1,6 +1,7 @@
 // The preview process: renders one file for the program's preview pane. It is a process of its own because
 // decoders stall, and because what is downloaded may be made to break them.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QByteArray>
@@ -25,10 +26,11 @@ constexpr int kFailed = 1;
 [[noreturn]] void End(int code) { _exit(code); }
 
 // Names may hold any bytes, which the media library would take for text: the file is handed to it by its descriptor,
-// which stays open.
+// which stays open. A pipe or a device, which would be waited for without an end, is no file to play.
 QUrl FileUrl(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor < 0) End(kFailed);
+  struct stat status {};
+  if (descriptor < 0 || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) End(kFailed);
   return QUrl::fromLocalFile(QStringLiteral("/proc/self/fd/%1").arg(descriptor));
 }
 

@@ -159,6 +159,16 @@ TEST_F(Previews, AProcessThatSaysRubbishIsEnded) {
   }
 }
 
+TEST_F(Previews, AProcessThatSendsFrameUponFrameAndReadsNothingIsEnded) {
+  Script(std::string(kRendered) + "frames=" + folder.Path("frames") + "\n" + "i=0; while [ $i -lt 2000 ]; do " +
+         std::string(kRedPixel, std::string(kRedPixel).size() - 1) +
+         "; i=$((i + 1)); done >$frames\nwhile :; do cat $frames; done");
+  EXPECT_TRUE(Renders("/a.avi"));
+  EXPECT_TRUE(RunUntil([this] { return media->Processes() == 0; }));
+  EXPECT_EQ(Frame(), nullptr);
+  EXPECT_TRUE(RefusesOrders());
+}
+
 TEST_F(Previews, AFrameReachesTheSurface) {
   Script(std::string(kRedPixel) + kRendered + "cat >/dev/null");
   EXPECT_TRUE(Renders("/a.avi"));
@@ -227,6 +237,15 @@ TEST_F(Previews, AFileThatIsNoneOfItIsRenderedByNobody) {
   for (const char* name : {"a.avi", "empty.mp3", "missing.avi", "."}) {
     EXPECT_FALSE(Renders(folder.Path(name))) << name;
     EXPECT_EQ(Frame(), nullptr);
+  }
+}
+
+TEST_F(Previews, APipeNamedLikeAVideoIsRefusedAndNotWaitedFor) {
+  Use(PELLORA_PREVIEW, 60s);
+  for (const char* name : {"pipe.avi", "pipe.tga", "pipe"}) {
+    ASSERT_EQ(mkfifo(folder.Path(name).c_str(), 0600), 0);
+    EXPECT_FALSE(Renders(folder.Path(name))) << name;
+    ASSERT_TRUE(outcome.has_value()) << name;
   }
 }
 

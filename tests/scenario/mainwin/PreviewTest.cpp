@@ -174,6 +174,21 @@ TEST_F(Preview, ANewFileIsAsLoudAsTheSliderSays) {
   EXPECT_TRUE(sim.media().Called("2 volume -1260"));
 }
 
+TEST_F(Preview, AFileWhoseRenderingWasSupersededIsAsLoudAsTheSliderSays) {
+  Do([&] { window().Slider1.SetByUser(37); });
+  sim.media().renderTime = 800;
+  Click(Finished("a.mp3"));
+  sim.RunFor(600);
+  ASSERT_EQ(Calls(), std::vector<std::string>{"1 render /d/a.mp3"});
+  const std::int16_t opened = Finished("b.zip");
+  Click(opened);
+  Do([&] { window().ListView2.DoubleClick(); });
+  sim.RunFor(3000);
+  EXPECT_EQ(sim.media().Graphs(), 1);
+  Do([&] { window().Command2.Click(); });
+  EXPECT_EQ(Calls(), (std::vector<std::string>{"1 render /d/a.mp3", "1 volume -1260", "1 run"}));
+}
+
 TEST_F(Preview, AnAudioFileShowsTheDrawingAndPlays) {
   const std::int16_t index = Finished("a.mp3");
   Click(index);
@@ -410,6 +425,10 @@ TEST_F(Preview, AThousandClicksLeaveOneGraphBehind) {
 }
 
 TEST_F(Preview, HintsFollowTheMouse) {
+  window().Command2.MouseMoved();
+  EXPECT_EQ(Panel(1), "Play the selected file.");
+  window().Command3.MouseMoved();
+  EXPECT_EQ(Panel(1), "Stop the playback of the media file");
   window().Picture3.MouseMoved();
   EXPECT_EQ(Panel(1), "Preview window, click on a media file to preview it.");
   window().Slider1.MouseMoved();

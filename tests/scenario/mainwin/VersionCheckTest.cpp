@@ -234,6 +234,31 @@ TEST_F(Version, CutsNotesThatWouldHideTheButtons) {
   EXPECT_EQ(Box(), std::string(1999, 'x') + "..." + kQuestionText);
 }
 
+TEST_F(Version, CutsNotesOfSoManyLinesThatTheyWouldHideTheButtons) {
+  std::vector<std::string> replies;
+  std::vector<std::string> questions;
+  for (const std::string lineEnd : {"\r\n", "\n", "\r"}) {
+    std::string notes = "first";
+    for (int i = 1; i < 25; ++i) notes += lineEnd + "line";
+    replies.push_back("x\r\n\r\n9\r\n" + notes);
+    questions.push_back(notes + kQuestionText);
+    for (int i = 0; i < 400; ++i) notes += lineEnd;
+    replies.push_back("x\r\n\r\n9\r\n" + notes);
+    questions.push_back(replies[replies.size() - 2].substr(8) + "..." + kQuestionText);
+  }
+  server.onData = [&replies](SimPeer& peer, std::string_view) {
+    for (std::uint32_t i = 0; i < replies.size(); ++i) {
+      peer.After(i * 5000, [&replies, i](SimPeer& again) { again.Send(replies[i]); });
+    }
+  };
+  Check();
+  for (const std::string& question : questions) {
+    EXPECT_EQ(Box(), question);
+    Press(kAnswerNo);
+    sim.RunFor(4900);
+  }
+}
+
 TEST_F(Version, CountsWhatItReceives) {
   Body("5.2");
   Check();
@@ -254,6 +279,45 @@ TEST_F(Version, QuittingWhileConnectingEndsWell) {
   Check();
   Do([&] { app->SaveAndQuit(); });
   EXPECT_EQ(sim.machine().endCode, 0);
+}
+
+TEST_F(Version, AResetUnderTheQuestionLeavesItsYesAsItIs) {
+  Body("5.3\r\nnotes");
+  Record("http://h/old.zip", [](DownloadRecord& r) { r.Finished = true; });
+  Check();
+  ASSERT_NE(Box(), "");
+  Do([&] { window().RunAction(MainWindow::kResetList); });
+  ASSERT_EQ(program().DownloadCount, 0);
+  Press(kAnswerYes);
+  ASSERT_EQ(program().DownloadCount, 1);
+  EXPECT_EQ(Rec(1).URL, "http://packages.pellora.example/Pellora53.zip");
+  EXPECT_EQ(Rec(1).DownloadKind, 1);
+}
+
+TEST_F(Version, AHostThatClosesWithoutAWordLeavesTheCaptionForGood) {
+  server.onData = [](SimPeer& peer, std::string_view) { peer.Close(); };
+  Check();
+  EXPECT_EQ(Caption(), "Connecting...");
+  Check();
+  EXPECT_EQ(sim.network().Log().size(), 1U);
+}
+
+TEST_F(Version, AWebPageInThePackagesPlaceIsHandedOverToNobody) {
+  SimHttpServer packages(sim.network(), "packages.pellora.example");
+  packages.Page("/Pellora53.zip", 200, "text/html", "moved");
+  int handed = 0;
+  program().newTransferWindow = [this] { return std::make_shared<TransferWindow>(program()); };
+  program().handOverUpdate = [&](std::int16_t) { ++handed; };
+  Body("5.3\r\nnotes");
+  Check();
+  Press(kAnswerYes);
+  sim.RunFor(5000);
+  EXPECT_EQ(Box(), Text(536));
+  Press(kAnswerNo);
+  sim.RunFor(60'000);
+  EXPECT_EQ(handed, 0);
+  EXPECT_FALSE(Rec(1).InUse);
+  EXPECT_FALSE(sim.Ended());
 }
 
 TEST_F(Version, TheMouseHighlightsTheLabelUntilItMovesOff) {
