@@ -1,5 +1,6 @@
 # Sourced by run, check and bench/compare: installs the Debian packages that the named lists ask for and that are missing.
 #   ensure_packages build display ...
+#   unpack_packages unpacked      into build/packages/NAME, without installing anything
 # Touches nothing, and needs no right to, when all are there.
 
 package_names() {  # LIST...: the names in cmake/packages/LIST.txt, one a line
@@ -19,6 +20,12 @@ is_installed() {
     tinyproxy-bin) command -v tinyproxy >/dev/null ;;
     *) return 1 ;;
   esac
+}
+
+refresh_package_lists() {
+  local as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq </dev/null || true
 }
 
 ensure_packages() {
@@ -41,7 +48,7 @@ ensure_packages() {
     as_root=(sudo)
   fi
   echo "Installing missing packages: ${missing[*]}"
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq </dev/null || true
+  refresh_package_lists
   # Servers are started by the tests in a prefix of their own; the package must not start one for the machine.
   local policy=/usr/sbin/policy-rc.d own_policy=no result=0
   if [ ! -e "$policy" ]; then
@@ -53,4 +60,29 @@ ensure_packages() {
     apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null >/dev/null || result=$?
   [ $own_policy = no ] || "${as_root[@]}" rm -f "$policy"
   return $result
+}
+
+unpack_packages() {  # LIST...
+  local name folder archives refreshed=no
+  for name in $(package_names "$@"); do
+    folder=$ROOT/build/packages/$name
+    [ -d "$folder" ] && continue
+    if ! command -v apt-get >/dev/null; then
+      echo "Package $name is missing, and there is no apt-get to fetch it with." >&2
+      return 1
+    fi
+    echo "Fetching package $name"
+    rm -rf "$folder.new"
+    mkdir -p "$folder.new/archive"
+    # A machine whose package lists were cleared has to fetch them first, and only root can.
+    if ! (cd "$folder.new/archive" && apt-get download -qq "$name" >/dev/null 2>&1); then
+      [ $refreshed = yes ] || refresh_package_lists
+      refreshed=yes
+      (cd "$folder.new/archive" && apt-get download -qq "$name" >/dev/null) || return 1
+    fi
+    archives=("$folder.new/archive/"*.deb)
+    dpkg-deb --extract "${archives[0]}" "$folder.new" || return 1
+    rm -r "$folder.new/archive"
+    mv "$folder.new" "$folder"
+  done
 }

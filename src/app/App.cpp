@@ -5,9 +5,13 @@
 #include <string>
 #include <utility>
 
+#include "capture/DownloadBasket.h"
+#include "capture/PelloraCatcher.h"
+#include "capture/SetBrowserMenu.h"
 #include "core/ListFile.h"
 #include "core/Stop.h"
 #include "lang/Language.h"
+#include "lang/Options.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
 #include "platform/Desktop.h"
@@ -16,6 +20,8 @@
 #include "platform/Platform.h"
 #include "platform/TaskLoop.h"
 #include "transfer/TransferWindow.h"
+#include "zipview/Form2.h"
+#include "zipview/UpdateHandOver.h"
 
 namespace pellora {
 
@@ -52,11 +58,15 @@ void SkipAloud(Program& program, const char* what, Step&& step) {
 struct App::Parts {
   explicit Parts(Platform& platform) : program(platform) {}
 
-  // The window comes into being at its first use.
+  // The window comes into being at its first use, and with it those that stand beside it.
   MainWindow& Main() {
     if (!mainWindow) {
       mainWindow = std::make_shared<MainWindow>(program);
       program.lists = mainWindow.get();
+      catcher = std::make_shared<PelloraCatcher>(program, mainWindow);
+      program.catcher = catcher.get();
+      basket = std::make_shared<DownloadBasket>(program, mainWindow, catcher);
+      program.basket = basket.get();
     }
     return *mainWindow;
   }
@@ -68,7 +78,7 @@ struct App::Parts {
     if (mainWindow) {
       mainWindow->StopTimers();
       mainWindow->EndResumeAll();
-      windows.push_back(mainWindow->wantDown);
+      windows = {catcher, mainWindow->wantDown};
     }
     pellora::SaveAndQuit(program, windows);
   }
@@ -82,7 +92,10 @@ struct App::Parts {
   }
 
   Program program;
+  const Folders* folders = nullptr;
   std::shared_ptr<MainWindow> mainWindow;
+  std::shared_ptr<PelloraCatcher> catcher;
+  std::shared_ptr<DownloadBasket> basket;
   std::deque<std::string> earlyUrls;  // handed over before the start sequence was over
   bool earlyResume = false;
   bool started = false;
@@ -99,6 +112,7 @@ Task<> App::Parts::Start(Parts* parts) {
   SkipAloud(program, "The settings cannot be read.",
             [&] { LoadSettings(program.settings, platform.settings, platform.machine, platform.clock); });
   Skip([&] { LoadLanguage(program, program.settings.Language); });
+  if (platform.browserMenu) SetBrowserMenu(*platform.browserMenu, program.settings.BrowserIngeration);
   Skip([&] { platform.settings.Set("Pellora", "AppPath", platform.machine.ProgramFolder()); });
   program.ShowTransferWindow = true;
   SkipAloud(program, "The list cannot be read, and is left as it is: downloads added now are not saved.",
@@ -122,14 +136,25 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   Parts* const parts = parts_.get();
   Program& program = parts->program;
   program.newTransferWindow = [&program] { return std::make_shared<TransferWindow>(program); };
+  program.newZipViewer = [parts] { return std::make_shared<Form2>(parts->program, parts->folders); };
   program.saveAndQuit = [parts] { parts->Stop(); };
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
-    return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.wantDown, window.form1};
+    return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown,
+                                                parts->catcher, window.form1};
   };
 }
 
 App::~App() = default;
+
+void App::UseFolders(const Folders& folders) { parts_->folders = &folders; }
+
+void App::UseUnzip(Unzip& unzip) {
+  Program* const program = &parts_->program;
+  program->handOverUpdate = [program, library = &unzip](std::int16_t index) {
+    program->platform.tasks.Spawn(HandOverUpdate(program, library, index));
+  };
+}
 
 void App::Start() { parts_->program.platform.tasks.Spawn(Parts::Start(parts_.get())); }
 
@@ -187,5 +212,15 @@ std::vector<DownloadInfo> App::List() const {
 
 Program& App::program() { return parts_->program; }
 MainWindow& App::mainWindow() { return parts_->Main(); }
+
+PelloraCatcher& App::catcher() {
+  parts_->Main();
+  return *parts_->catcher;
+}
+
+DownloadBasket& App::basket() {
+  parts_->Main();
+  return *parts_->basket;
+}
 
 }  // namespace pellora

@@ -11,7 +11,11 @@
 
 namespace pellora {
 
+class DownloadBasket;
+class Folders;
 class MainWindow;
+class PelloraCatcher;
+class Unzip;
 
 // What a script sees of one listed record.
 struct DownloadInfo {
@@ -31,6 +35,11 @@ class App {
   ~App();
   App(const App&) = delete;
   App& operator=(const App&) = delete;
+
+  // What the archive viewer chooses folders from, and what unpacks an update. Without them there is nothing to
+  // choose, and a finished update package stays as it is. Both outlive the App.
+  void UseFolders(const Folders& folders);
+  void UseUnzip(Unzip& unzip);
 
   // The start sequence behind the single-instance test, as a running task: folders, settings, language,
   // list, windows. Failures are ignored step by step.
@@ -54,6 +63,8 @@ class App {
 
   Program& program();
   MainWindow& mainWindow();
+  PelloraCatcher& catcher();
+  DownloadBasket& basket();
 
  private:
   struct Parts;

@@ -23,6 +23,8 @@
 
 namespace pellora {
 
+class Basket;
+class Catcher;
 class Window;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
@@ -53,8 +55,10 @@ class Program {
   // Set by the App: the lists with the main window, during the start sequence and before any transfer; the
   // others before it.
   Lists* lists = nullptr;
+  Catcher* catcher = nullptr;  // with the lists
+  Basket* basket = nullptr;    // with the lists
   std::function<std::shared_ptr<Transfer>()> newTransferWindow;
-  std::function<std::shared_ptr<ZipViewer>()> newZipViewer;  // empty while there is no viewer
+  std::function<std::shared_ptr<ZipViewer>()> newZipViewer;  // empty where there is no viewer
   // Unpacks a finished update package, starts the updater and ends; empty while nothing can unpack.
   std::function<void(std::int16_t index)> handOverUpdate;
   std::function<void()> saveAndQuit;

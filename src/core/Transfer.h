@@ -18,6 +18,8 @@ class Transfer {
   virtual void SetRecordIndex(std::int16_t index) = 0;  // once, before InitConnection
   virtual Task<> InitConnection() = 0;                  // starts the probe
   virtual Task<> ConnectSegmented() = 0;                // plans, if need be, and connects the segments
+  // The same for a user who comes from the viewer: says so in the window, and lifts a pause.
+  virtual Task<> ConnectFromViewer() { return ConnectSegmented(); }
   virtual void PauseDownload() = 0;
   virtual Task<> ResumeDownload() = 0;
   virtual void ShowWindow() = 0;  // a window that has unloaded itself is not shown again
@@ -25,12 +27,13 @@ class Transfer {
   virtual void UnloadWindow() = 0;  // closes its sockets and files; its slot is the caller's concern
 };
 
-// The online viewer of one record's archive.
+// The online viewer of one record's archive. Held by its slot in ZipViewers, by the loaded windows and by
+// its running tasks.
 class ZipViewer {
  public:
   virtual ~ZipViewer() = default;
-  virtual void SetIndex(std::int16_t index) = 0;
-  virtual Task<> Start() = 0;
+  virtual void SetIndex(std::int16_t index) = 0;  // once, before Start
+  virtual Task<> Start() = 0;                     // reads the archive's directory and lists it
   virtual void UnloadWindow() = 0;
 };
 

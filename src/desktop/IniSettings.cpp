@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::string_view kSection = "[Options]";
 constexpr std::string_view kBlanks = " \t\r";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // some editors begin a file with it
 
 std::string_view Trim(std::string_view text) {
   const auto first = text.find_first_not_of(kBlanks);
@@ -35,7 +36,8 @@ Place Find(std::string_view content, const std::string& key) {
   for (std::size_t start = 0; start < content.size();) {
     const std::size_t end = std::min(content.find('\n', start), content.size());
     const std::size_t next = std::min(end + 1, content.size());
-    const std::string_view line = Trim(content.substr(start, end - start));
+    std::string_view line = Trim(content.substr(start, end - start));
+    if (start == 0 && line.starts_with(kByteOrderMark)) line = Trim(line.substr(kByteOrderMark.size()));
     if (!line.empty() && line.front() == '[') {
       inSection = line == kSection;
       if (inSection) {
@@ -112,6 +114,7 @@ void IniSettings::Set(const std::string& application, const std::string& key, co
   std::string content = ReadSmallFile(PathOf(application)).value_or("");
   const std::string line = key + "=" + Quote(value);
   const Place place = Find(content, key);
+  if (place.hasKey && Unquote(place.value) == value) return;  // saving all keys mostly changes few
   if (place.hasKey) {
     content.replace(place.lineStart, place.lineEnd - place.lineStart, line);
   } else if (place.hasSection) {

@@ -4,6 +4,7 @@
 #include <QLocale>
 #include <QString>
 #include <QTime>
+#include <algorithm>
 #include <cmath>
 
 namespace pellora {
@@ -26,7 +27,66 @@ QString TimeText(const QLocale& locale, const QTime& time) {
   return locale.toString(time, format.trimmed());
 }
 
+// The pattern without what stands between quotes touched: `change` gets each run of one letter outside of them
+// and gives what takes its place.
+template <class Change>
+QString ChangedRuns(const QString& pattern, Change&& change) {
+  QString changed;
+  bool quoted = false;
+  for (qsizetype at = 0; at < pattern.size();) {
+    const QChar c = pattern[at];
+    if (c == u'\'') quoted = !quoted;
+    if (quoted || !c.isLetter()) {
+      changed += c;
+      ++at;
+      continue;
+    }
+    qsizetype end = at;
+    while (end < pattern.size() && pattern[end] == c) ++end;
+    changed += change(c, static_cast<int>(end - at));
+    at = end;
+  }
+  return changed.trimmed();
+}
+
+QString DatePattern(const QLocale& locale) {
+  return ChangedRuns(locale.dateFormat(QLocale::ShortFormat), [](QChar letter, int count) {
+    if (letter == u'y') return QStringLiteral("yyyy");
+    if (letter == u'M') return QString(std::min(count, 2), letter);
+    if (letter == u'd') return count > 2 ? QString() : QString(count, letter);
+    return u'\'' + QString(count, letter) + u'\'';
+  });
+}
+
+QString TimePattern(const QLocale& locale) {
+  const QString told = locale.timeFormat(QLocale::ShortFormat);
+  bool halves = false;
+  ChangedRuns(told, [&halves](QChar letter, int count) {
+    halves = halves || letter.toLower() == u'a';
+    return QString(count, letter);
+  });
+  return ChangedRuns(told, [halves](QChar letter, int count) {
+    if (letter.toLower() == u'a') return QStringLiteral("AP");
+    // The P of "AP" is a run of its own; a zone does not belong to a local time.
+    if (letter.toLower() == u'p' || letter == u't' || letter == u'z') return QString();
+    if (letter.toLower() == u'h') return QString(count, halves ? u'h' : u'H');
+    return letter == u'm' || letter == u's' ? QString(count, letter) : u'\'' + QString(count, letter) + u'\'';
+  });
+}
+
 }  // namespace
+
+DateForms ShortFormsOf(const QLocale& locale) {
+  DateForms forms;
+  forms.date = DatePattern(locale).toStdString();
+  forms.time = TimePattern(locale).toStdString();
+  forms.am = locale.amText().toStdString();
+  forms.pm = locale.pmText().toStdString();
+  forms.zero = locale.zeroDigit().toStdString();
+  return forms;
+}
+
+DateForms LocaleFormats::ShortForms() const { return ShortFormsOf(QLocale::system()); }
 
 std::string LocaleFormats::DecimalSeparator() const { return QLocale::system().decimalPoint().toStdString(); }
 

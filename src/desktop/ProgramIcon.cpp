@@ -2,11 +2,10 @@
 
 #include <QPainter>
 #include <QPolygonF>
-#include <algorithm>
 
 namespace pellora {
 
-QPixmap ProgramIcon(int size, int level) {
+QPixmap ProgramIcon(int size) {
   QPixmap pixmap(size, size);
   pixmap.fill(Qt::transparent);
   QPainter painter(&pixmap);
@@ -18,11 +17,6 @@ QPixmap ProgramIcon(int size, int level) {
   painter.setBrush(Qt::white);
   painter.drawPolygon(QPolygonF({{6, 2}, {10, 2}, {10, 6.5}, {12.5, 6.5}, {8, 11}, {3.5, 6.5}, {6, 6.5}}));
   painter.drawRect(QRectF(3, 12.5, 10, 1.5));
-  if (level > 0) {
-    painter.setBrush(QColor(0x5f, 0xdf, 0x4f));
-    const double height = 3.5 * std::min(level, 4);
-    painter.drawRect(QRectF(13.2, 15 - height, 2, height));
-  }
   return pixmap;
 }
 

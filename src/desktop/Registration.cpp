@@ -39,11 +39,19 @@ std::string DoublePercent(const std::string& text) {
   return doubled;
 }
 
+// Launchers of the GLib kind look for the program before they turn "%%" into "%", and do not find it. Where there is
+// one, a shell that is found starts the program that its argument names.
+std::string LaunchCommand(const std::string& program) {
+  const std::string argument = DoublePercent(QuoteArgument(program));
+  if (program.find('%') == std::string::npos) return argument;
+  return R"(/bin/sh -c "exec \\"\\$0\\"" )" + argument;
+}
+
 std::string IconFile(int size) {
   QByteArray bytes;
   QBuffer buffer(&bytes);
   buffer.open(QIODevice::WriteOnly);
-  ProgramIcon(size, 0).save(&buffer, "PNG");
+  ProgramIcon(size).save(&buffer, "PNG");
   return bytes.toStdString();
 }
 
@@ -61,7 +69,7 @@ std::string ApplicationEntryText(const std::string& program) {
          "GenericName=Download Manager\n"
          "Comment=Fetches files over several connections\n"
          "Exec=" +
-         DoublePercent(QuoteArgument(program)) +
+         LaunchCommand(program) +
          "\n"
          "Icon=pellora\n"
          "Terminal=false\n"

@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QDBusConnection>
+#include <QDir>
 #include <QSessionManager>
 #include <QStandardPaths>
 #include <cstdio>
@@ -11,24 +12,30 @@
 #include <utility>
 
 #include "app/App.h"
+#include "desktop/BrowserManifests.h"
 #include "desktop/BusService.h"
 #include "desktop/DesktopMachine.h"
 #include "desktop/DesktopShell.h"
 #include "desktop/DisplayText.h"
 #include "desktop/EndSignals.h"
 #include "desktop/IniSettings.h"
+#include "desktop/LibarchiveUnzip.h"
 #include "desktop/LocaleFormats.h"
 #include "desktop/PosixFiles.h"
+#include "desktop/PosixFolders.h"
 #include "desktop/PosixNetwork.h"
+#include "desktop/PreviewMedia.h"
 #include "desktop/ProgramIcon.h"
 #include "desktop/QtClipboard.h"
 #include "desktop/QtEventLoop.h"
-#include "desktop/QtTray.h"
 #include "desktop/Registration.h"
 #include "desktop/SingleInstance.h"
 #include "desktop/Spawn.h"
 #include "desktop/SystemClock.h"
+#include "desktop/XdgAutoStart.h"
+#include "desktop/preview/Protocol.h"
 #include "desktop/views/QtDialogs.h"
+#include "desktop/views/QtTray.h"
 #include "desktop/views/QtWindowSystem.h"
 #include "platform/EventGate.h"
 #include "platform/Platform.h"
@@ -37,9 +44,6 @@
 namespace pellora {
 namespace {
 
-constexpr int kTextOpen = 700;
-constexpr int kTextExit = 703;
-
 // The ports of the desktop, in the order of their needs.
 struct Desktop {
   EventGate gate;
@@ -47,18 +51,29 @@ struct Desktop {
   SystemClock clock;
   PosixNetwork network{gate, events};
   PosixFiles files;
+  PosixFolders folders;
+  LibarchiveUnzip unzip;
   IniSettings settings{IniSettings::DefaultFolder()};
   QtClipboard clipboard;
   QtDialogs dialogs{gate};
   DesktopShell shell;
   DesktopMachine machine{network};
   LocaleFormats locale;
-  QtTray tray;
   QtWindowSystem windows{gate};
+  XdgAutoStart autoStart{machine.ProgramFolder() + "/Pellora",
+                         QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
+  QtTray tray{windows, gate};
+  BrowserManifests browsers{machine.ProgramFolder(), QDir::homePath().toStdString(),
+                            QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
+  PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
   TaskLoop tasks{gate, events};
-  Platform platform{gate,      events,  tasks, clock,   network, files, settings,
-                    clipboard, dialogs, shell, machine, locale,  tray,  windows};
+  Platform platform{gate,  events,  tasks,  clock, network, files, settings,   clipboard, dialogs,
+                    shell, machine, locale, tray,  windows, media, &autoStart, &browsers};
 };
+
+constexpr int kTextYes = 406;
+constexpr int kTextNo = 407;
+constexpr int kTextOk = 635;
 
 bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }
 
@@ -95,25 +110,17 @@ QList<DownloadRow> Rows(const App& app) {
   return rows;
 }
 
-void FillTray(QtTray& tray, App& app, EventLoop& events) {
-  const auto entryText = [&app](int number, const char* fallback) {
-    const std::string& text = app.program().Text(number);
-    return text.empty() ? std::string(fallback) : text;
-  };
-  const auto show = [&app, &events] { events.Post([&app] { app.ShowMainWindow(); }); };
-  tray.SetDefaultAction(show);
-  tray.AddEntry([entryText] { return entryText(kTextOpen, "&Open Pellora!"); }, show);
-  tray.AddEntry([entryText] { return entryText(kTextExit, "&Exit"); },
-                [&app, &events] { events.Post([&app] { app.SaveAndQuit(); }); });
-  tray.Show();
-}
-
 int RunProgram(QApplication& application) {
   Desktop desktop;
   const std::string program = desktop.machine.ProgramFolder() + "/Pellora";
   RegisterProgram(program, QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString());
 
   App app(desktop.platform);
+  app.UseFolders(desktop.folders);
+  app.UseUnzip(desktop.unzip);
+  desktop.dialogs.SetAnswerTexts([&app](int answer) {
+    return app.program().Text(answer == kAnswerYes ? kTextYes : answer == kAnswerNo ? kTextNo : kTextOk);
+  });
   const auto saveAndQuit = [&] { desktop.gate.Deliver([&] { app.SaveAndQuit(); }); };
   const EndSignals endSignals(saveAndQuit);
   QObject::connect(
@@ -131,7 +138,6 @@ int RunProgram(QApplication& application) {
   std::unique_ptr<BusEnd> busEnd;
   if (StartedByBus()) busEnd = std::make_unique<BusEnd>(bus, saveAndQuit);
 
-  FillTray(desktop.tray, app, desktop.events);
   desktop.events.Post([&app] { app.Start(); });
   const int code = application.exec();
   // Waiting tasks and loaded windows refer to the App and the ports; they go while those stand.
@@ -161,7 +167,7 @@ int main(int argc, char** argv) {
   QApplication::setApplicationVersion(pellora::kVersionText);
   QGuiApplication::setDesktopFileName("pellora");
   QApplication::setQuitOnLastWindowClosed(false);
-  QApplication::setWindowIcon(pellora::ProgramIcon(64, 0));
+  QApplication::setWindowIcon(pellora::ProgramIcon(64));
 
   const auto lock = pellora::TakeLock();
   if (lock && lock->AnotherRuns()) return pellora::RunSecondCopy(application);

@@ -12,6 +12,7 @@ void SetAutoStart(AutoStart& autoStart, bool enabled) {
 
 std::string FileTypePicture(std::string_view name) {
   const std::string_view part = name.substr(name.rfind('/') + 1);  // npos + 1 is 0
+  if (part.empty() && !name.empty()) return "folder";
   const std::size_t dot = part.rfind('.');
   return "file:" + std::string(dot == std::string_view::npos ? std::string_view() : part.substr(dot + 1));
 }

@@ -13,7 +13,7 @@ class Picture;
 void SetAutoStart(AutoStart& autoStart, bool enabled);
 
 // The picture that stands for the type of a file of that name: "file:" and what follows the last "." of
-// the part behind the last "/". Views find the icon of the type by it.
+// the part behind the last "/"; "folder" for a name that ends in "/". Views find the icon of the type by it.
 std::string FileTypePicture(std::string_view name);
 
 // Shows the icon of a file name's type, small in one picture and large in the other. The name alone

@@ -5,6 +5,7 @@
 
 #include "core/Ascii.h"
 #include "core/ListFile.h"
+#include "lang/Options.h"
 #include "mainwin/MainWindow.h"
 #include "platform/Boxes.h"
 #include "platform/Failure.h"
@@ -50,6 +51,8 @@ void MainWindow::RunAction(int number) {
       return tasks.Spawn(AddAction());
     case kDelete:
       return tasks.Spawn(DeleteSelected());
+    case kOptions:
+      return ShowOptions();
     case kQuit:
       return tasks.Spawn(Quit());
     case kPause:
@@ -60,9 +63,16 @@ void MainWindow::RunAction(int number) {
       return tasks.Spawn(ResumeAll());
     case kResetList:
       return tasks.Spawn(ResetList());
-    default:  // there is no internal browser, and no options dialog in this build
+    default:  // there is no internal browser
       return;
   }
+}
+
+// Also while it stands: it shows the settings anew, and what was typed is gone.
+void MainWindow::ShowOptions() {
+  optionsWindow->RefreshFromOptions();
+  optionsWindow->Show();
+  optionsWindow->Raise();
 }
 
 // True for Yes. A question that stands already is not asked a second time.

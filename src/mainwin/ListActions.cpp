@@ -1,12 +1,9 @@
-// ListActions: popups, double clicks and keys of the two lists, and the information pane.
-#include <cmath>
-#include <limits>
+// ListActions: popups, double clicks and keys of the two lists.
 #include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "lang/Format.h"
 #include "mainwin/MainWindow.h"
 #include "platform/Boxes.h"
 #include "platform/Desktop.h"
@@ -24,13 +21,6 @@ constexpr int kAskClearAll = 408;
 std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   return slash == std::string::npos ? std::string() : path.substr(0, slash == 0 ? 1 : slash);
-}
-
-// Bytes per second over the whole transfer; 0 where no time was taken.
-std::int64_t AverageSpeed(const DownloadRecord& record) {
-  const double speed = static_cast<double>(record.FileSize) / static_cast<double>(record.ElapsedSeconds);
-  const double most = static_cast<double>(std::numeric_limits<std::int32_t>::max());
-  return std::isfinite(speed) && speed >= 0 && speed <= most ? static_cast<std::int64_t>(speed) : 0;
 }
 
 }  // namespace
@@ -101,22 +91,6 @@ Task<> MainWindow::ClearAll() {
   std::iota(all.begin(), all.end(), std::size_t{0});
   ListView2.Select(std::move(all));
   ClearSelected();
-}
-
-// Fills the information pane with the chosen finished file.
-void MainWindow::ShowInfo() {
-  const std::optional<Pick> pick = Selected(ListView2);
-  if (!pick) return;
-  const DownloadRecord& record = program_.Download(pick->index);
-  if (!record.Finished) return;
-  const std::string separator = platform_.locale.DecimalSeparator();
-  const std::int64_t speed = AverageSpeed(record);
-  Info(0).Caption = record.FileName;
-  Info(1).Caption = FormatSize(record.FileSize, program_.LangStrings, separator);
-  Info(2).Caption = record.URL;
-  Info(3).Caption = record.SavePath;
-  Info(4).Caption = DateText(pick->index);
-  Info(5).Caption = speed == 0 ? std::string() : FormatSize(speed, program_.LangStrings, separator) + "/s";
 }
 
 }  // namespace pellora

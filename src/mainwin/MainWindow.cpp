@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "core/Addresses.h"
+#include "core/Capture.h"
+#include "lang/Options.h"
 #include "platform/Boxes.h"
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
@@ -17,16 +19,19 @@ namespace {
 constexpr std::uint32_t kTickMilliseconds = 500;
 constexpr std::uint32_t kSaveMilliseconds = 5000;
 constexpr std::uint32_t kIdleTimerMilliseconds = 30000;
+constexpr std::uint32_t kPreviewTimerMilliseconds = 500;
 }  // namespace
 
 MainWindow::MainWindow(Program& program)
     : Window(program.platform, "MainWindow", kProgramName),
       form1(std::make_shared<Form1>(program)),
       wantDown(std::make_shared<WantDown>(program)),
+      optionsWindow(std::make_shared<options>(program)),
       program_(program),
       timerC_(program.platform, kTickMilliseconds),
       timer5_(program.platform, kSaveMilliseconds),
-      timer1_(program.platform, kIdleTimerMilliseconds) {
+      timer1_(program.platform, kIdleTimerMilliseconds),
+      preview_(program.platform, kPreviewTimerMilliseconds) {
   Width = 800;
   Height = 600;
   // The updater is a program of its own; it may be missing.
@@ -41,16 +46,10 @@ MainWindow::MainWindow(Program& program)
   Legend(0).Image = "stop";
   Legend(1).Image = "down";
   Legend(2).Image = "shed";
-  // No options dialog, drop basket, preview or version check in this build.
-  mProperties.Enabled = false;
-  Command1(kOptions).Enabled = false;
-  sdb.Visible = false;
-  Label7.Visible = false;
-  Command5.Visible = false;
-  Command2.Enabled = false;
-  Command3.Enabled = false;
 
   ConnectEvents();
+  ConnectPreview();
+  ConnectVersionCheck();
   ConnectHints();
 }
 
@@ -63,6 +62,8 @@ void MainWindow::ConnectEvents() {
   mPauseall.OnClick = [this] { RunAction(kPauseAll); };
   mResumeall.OnClick = [this] { RunAction(kResumeAll); };
   mProperties.OnClick = [this] { RunAction(kOptions); };
+  sdb.OnClick = [this] { ShowBasket(!sdb.Checked); };
+  Command5.OnClick = [this] { ShowBasket(true); };
   sdw.OnClick = [this] {
     program_.ShowTransferWindow = !program_.ShowTransferWindow;
     sdw.Checked = program_.ShowTransferWindow;
@@ -100,8 +101,11 @@ void MainWindow::ConnectEvents() {
   stopall.OnClick = [this] { RunAction(kPauseAll); };
   shedulded.OnClick = [this] { ToggleScheduled(); };
 
-  ListView2.OnClick = [this] { ShowInfo(); };
-  ListView2.OnDoubleClick = [this] { OpenOrRestart(ListView2); };
+  ListView2.OnClick = [this] { SelectFinished(); };
+  ListView2.OnDoubleClick = [this] {
+    previewCancelled_ = true;
+    OpenOrRestart(ListView2);
+  };
   ListView2.OnDeleteKey = [this] { ClearSelected(); };
   openfile2.OnClick = [this] { OpenOrRestart(ListView2); };
   cleardown2.OnClick = [this] { ClearSelected(); };
@@ -111,8 +115,6 @@ void MainWindow::ConnectEvents() {
     showSidePane_ = !showSidePane_;
     Resize();
   };
-  // The preview stays visible behind the information pane.
-  TabStrip1.OnClick = [this] { Details.Visible = showSidePane_ && TabStrip1.Selected == 1; };
 
   timerC_.OnTimer = [this] { Tick(); };
   timer5_.OnTimer = [this] { SaveTick(); };
@@ -126,12 +128,16 @@ void MainWindow::ConnectHints() {
   hint(ListView2, "Double click to open the file");
   hint(Command2, "Play the selected file.");
   hint(Command3, "Stop the playback of the media file");
+  hint(Picture3, "Preview window, click on a media file to preview it.");
+  hint(Slider1, "Change the volume of the playback.");
   hint(Label2, "Go on the site of Pellora");
   Toolbar1.OnMouseMove = [this] { Status(program_.Text(412)); };  // one hint for all buttons
+  Picture4.OnMouseMove = [this] { OnMouseMove(); };
 }
 
 void MainWindow::OnLoad() {
   Show();
+  if (program_.catcher) program_.catcher->LoadWindow();
   form1->Load();
   ShowVersion();
   showSidePane_ = false;
@@ -148,20 +154,31 @@ void MainWindow::OnQueryUnload(bool& cancel, UnloadMode mode) {
   program_.saveAndQuit();
 }
 
-void MainWindow::OnMouseMove() { ShowVersion(); }
+void MainWindow::OnMouseMove() {
+  Label7.ForeColour = kLinkColour;
+  Label7.Underline = false;
+  ShowVersion();
+}
 
 void MainWindow::ShowVersion() { Status(std::string("Pellora v") + kVersionText); }
+
+void MainWindow::ShowBasket(bool shown) {
+  sdb.Checked = shown;  // before the basket, which takes its time at its first showing
+  if (program_.basket) program_.basket->SetShown(shown);
+}
 
 void MainWindow::StartTimers() {
   timerC_.SetEnabled(true);
   timer5_.SetEnabled(true);
   timer1_.SetEnabled(true);
+  preview_.SetEnabled(true);
 }
 
 void MainWindow::StopTimers() {
   timerC_.SetEnabled(false);
   timer5_.SetEnabled(false);
   timer1_.SetEnabled(false);
+  preview_.SetEnabled(false);
 }
 
 Task<> MainWindow::About() {

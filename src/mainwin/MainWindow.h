@@ -1,12 +1,14 @@
 // MainWindow: the two lists with all their actions, the queue pump and the scheduler, the clipboard watch
 // and the layout. Its files: MainWindow.cpp (events and hints), Rows.cpp (list rows), Actions.cpp and
 // ListActions.cpp (what the user asks for), Pump.cpp (the 500 ms tick), StartRecord.cpp (starting one
-// record), Questions.cpp (add dialog and clipboard question), Layout.cpp.
+// record), Questions.cpp (add dialog and clipboard question), Preview.cpp (side pane and media preview),
+// VersionCheck.cpp, Layout.cpp.
 //
 // The popups: a view that has told ListView1 of a right click opens `popup` there if a row is selected,
 // and `pop2` over ListView2. The entries are set by then.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -17,10 +19,15 @@
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "platform/Controls.h"
+#include "platform/LinkLabel.h"
+#include "platform/Media.h"
 #include "platform/Timer.h"
 #include "platform/Window.h"
+#include "platform/Winsock.h"
 
 namespace pellora {
+
+class options;
 
 class MainWindow final : public Window, public Lists {
  public:
@@ -79,7 +86,7 @@ class MainWindow final : public Window, public Lists {
                    {{"AddURL", "Add URL", 100},
                     {"RemoveURL", "Delete URL", 101},
                     {"ResetList", "Reset List", 102},
-                    {"Options", "Options", 103, "", 0, false},
+                    {"Options", "Options", 103},
                     {"PauseDownload", "Pause", 104},
                     {"PauseAll", "Pause All", 105},
                     {"ResumeDownloads", "Resume All", 106},
@@ -117,8 +124,9 @@ class MainWindow final : public Window, public Lists {
   Label Label11{this, "Label11", "Paused", 273};
   Label Label12{this, "Label12", "Scheduled", 274};
 
-  Label Label2{this, "Label2", "Visit Pellora website ", 271};  // a double click opens the project's site
-  Label Label7{this, "Label7", "Auto update Pellora", 270};
+  LinkLabel Label2{this, "Label2", "Visit Pellora website ", 271};  // a double click opens the project's site
+  LinkLabel Label7{this, "Label7", "Auto update Pellora", 270};     // a double click checks for a newer version
+  Picture Picture4{this, "Picture4"};                               // the ground that Label7 and ListView2 stand on
   CommandButton Command5{this, "Command5", "Basket"};
   CommandButton Command4{this, "Command4", "<"};  // folds and unfolds the side pane
 
@@ -126,8 +134,12 @@ class MainWindow final : public Window, public Lists {
   TabStrip TabStrip1{this, "TabStrip1", {{"Prev", "Preview", 250}, {"Info", "Infos", 251}}};
   Frame Picture1{this, "Picture1"};
   Label Label5{this, "Label5", "Preview not available."};
+  Picture Image2{this, "Image2"};                     // stands for audio; above Label5
+  MediaSurface Picture3{this, "Picture3"};            // above both
   CommandButton Command2{this, "Command2", ">"};      // play
   CommandButton Command3{this, "Command3", "|||||"};  // stop
+  Label Label6{this, "Label6", "Vol :"};
+  Slider Slider1{this, "Slider1"};  // volume, 0 to 100
   Frame Details{this, "Details"};
   // Lines of the information pane: what is told, and what it is for the chosen finished file.
   ControlArray<Label> InfoCaption{
@@ -139,8 +151,11 @@ class MainWindow final : public Window, public Lists {
   StatusBar StatusBar1{
       this, "StatusBar1", {"Pellora! Loaded.", "Speed : 0 kb/s", "Total Downloaded : 0kb", "CAPS", "NUM", "INS"}};
 
+  Winsock GetNewVersion{platform_};  // of the version check
+
   const std::shared_ptr<Form1> form1;
   const std::shared_ptr<WantDown> wantDown;
+  const std::shared_ptr<options> optionsWindow;
 
   // Timers run from here on; not before the list was read.
   void StartTimers();
@@ -151,7 +166,12 @@ class MainWindow final : public Window, public Lists {
   void resumeall() { RunAction(kResumeAll); }
   // Ends a "resume all" that is under way.
   void EndResumeAll() { ++resumeRun_; }
+  // The drop basket and the mark of its menu entry.
+  void ShowBasket(bool shown);
   void Resize();
+  // Renders a file into Picture3, in place of whatever the preview held. A type that it does not take
+  // leaves an empty graph.
+  Task<> LoadMedia(std::string path);
 
   void RefreshRows(std::int16_t index, std::int16_t force) override;
   void RefreshDownList() override;
@@ -189,6 +209,7 @@ class MainWindow final : public Window, public Lists {
 
   // Actions.
   Task<bool> Confirm(std::string text, std::string title);
+  void ShowOptions();
   Task<> DeleteSelected();
   Task<> Quit();
   void PauseSelected();
@@ -202,7 +223,6 @@ class MainWindow final : public Window, public Lists {
   Task<> OpenFile(std::int16_t index);
   void ClearSelected();
   Task<> ClearAll();
-  void ShowInfo();
 
   // Starting a record.
   Task<> StartRecord(std::int16_t index, bool fromQueue);
@@ -216,6 +236,31 @@ class MainWindow final : public Window, public Lists {
   Task<> PumpQueue();
   void SaveTick();
 
+  // Preview.
+  struct FileInfo {
+    std::string path;
+    std::array<std::string, 6> lines;  // of the information pane
+  };
+  void ConnectPreview();
+  void SelectFinished();
+  Task<> PreviewFile(FileInfo file);
+  bool BeginRendering(const std::string& path);
+  void LeavePreviewEmpty();
+  FileInfo InfoOf(std::int16_t index);
+  void ShowInfo(const FileInfo& file);
+  void SetVolume();
+  void ShowTab();
+  // Attached anew with every tick; it costs nothing.
+  void AttachPreview() {
+    if (mediaControl_) mediaControl_->SetOwner(Picture3);
+  }
+
+  // Version check.
+  void ConnectVersionCheck();
+  void CheckVersion();
+  void VersionArrived(std::string block);
+  Task<> OfferVersion(float version, std::string notes);
+
   // Questions.
   Task<> AddAction();
   Task<> AskClipboard(std::string url);
@@ -223,7 +268,8 @@ class MainWindow final : public Window, public Lists {
   Program& program_;
   Timer timerC_;
   Timer timer5_;
-  Timer timer1_;  // has no handler
+  Timer timer1_;   // has no handler
+  Timer preview_;  // nor has this one
 
   // Rows.
   std::optional<std::uint32_t> lastRefresh_;  // tick count; nothing: never yet
@@ -246,6 +292,14 @@ class MainWindow final : public Window, public Lists {
   bool connectionUp_ = false;
   bool connectionLost_ = false;
   bool showSidePane_ = false;
+
+  // The preview's graph: null until the first LoadMedia, then the newest one.
+  std::unique_ptr<MediaGraph> mediaControl_;
+  std::shared_ptr<std::optional<bool>> rendering_;  // its outcome, once there is one
+  std::uint64_t previewRun_ = 0;                    // number of the last click; older ones are superseded
+  bool previewCancelled_ = false;                   // a double click opened the file
+
+  int offers_ = 0;  // questions about a new version that wait for their answer
 };
 
 }  // namespace pellora

@@ -5,11 +5,11 @@
 #include <limits>
 #include <string>
 
+#include "core/Capture.h"
 #include "core/Dates.h"
 #include "core/Numbers.h"
 #include "lang/Format.h"
 #include "mainwin/MainWindow.h"
-#include "mainwin/TrayTip.h"
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
 #include "platform/Platform.h"
@@ -28,6 +28,7 @@ std::int32_t RoundedSpeed(float speed) {
 
 void MainWindow::Tick() {
   WatchConnection();
+  AttachPreview();
   // A tick that asks a question does nothing more: the next ones go on while it stands.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 
@@ -75,10 +76,11 @@ void MainWindow::ShowSpeed(int runningCount) {
   const auto kilobytes = static_cast<std::int64_t>(std::floor(overallSpeed_ / 1024.0F));
   const std::string speed = "Speed : " + std::to_string(kilobytes) + " " + program_.Text(1) + "/s ";
   StatusBar1.SetPanel(2, speed);
-  platform_.tray.SetTip(TrayTip("Pellora! Downloads(" + std::to_string(runningCount) + ") " + speed));
+  if (!program_.catcher) return;
+  program_.catcher->refreshMessage("Pellora! Downloads(" + std::to_string(runningCount) + ") " + speed);
   // A peak that rounds to nothing counts as 1.
   const float level = overallSpeed_ / static_cast<float>(std::max(peakSpeed_, 1)) * 4.5F;
-  platform_.tray.SetLevel(static_cast<int>(std::clamp(level, 0.0F, 4.0F)));
+  program_.catcher->refreshIcon(static_cast<int>(std::clamp(level, 0.0F, 4.0F)));
 }
 
 void MainWindow::ApplySchedule() {

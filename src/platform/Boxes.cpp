@@ -29,13 +29,13 @@ std::shared_ptr<std::optional<int>> Boxes::EnqueueBox(const void* owner, const B
   return answer;
 }
 
-std::shared_ptr<Boxes::SaveAnswer> Boxes::EnqueueSave(const SaveRequest& request) {
-  const auto answer = std::make_shared<SaveAnswer>();
+std::shared_ptr<Boxes::PathAnswer> Boxes::EnqueuePath(const std::string& title, std::function<void(PathAnswered)> ask) {
+  const auto answer = std::make_shared<PathAnswer>();
   Entry entry;
   entry.owner = this;
-  entry.text = request.title;
-  entry.show = [this, request, answer, alive = std::weak_ptr<int>(alive_)] {
-    platform_.dialogs.AskSavePath(request, [this, answer, alive](std::optional<std::string> chosen) {
+  entry.text = title;
+  entry.show = [this, ask = std::move(ask), answer, alive = std::weak_ptr<int>(alive_)] {
+    ask([this, answer, alive](std::optional<std::string> chosen) {
       if (alive.expired()) return;
       answer->path = std::move(chosen);
       answer->given = true;
@@ -46,6 +46,18 @@ std::shared_ptr<Boxes::SaveAnswer> Boxes::EnqueueSave(const SaveRequest& request
   return answer;
 }
 
+std::shared_ptr<Boxes::PathAnswer> Boxes::EnqueueSave(const SaveRequest& request) {
+  return EnqueuePath(request.title, [this, request](PathAnswered answered) {
+    platform_.dialogs.AskSavePath(request, std::move(answered));
+  });
+}
+
+std::shared_ptr<Boxes::PathAnswer> Boxes::EnqueueFolder(const FolderRequest& request) {
+  return EnqueuePath(request.title, [this, request](PathAnswered answered) {
+    platform_.dialogs.AskFolder(request, std::move(answered));
+  });
+}
+
 Task<int> Boxes::Ask(const void* owner, BoxRequest request) {
   const std::shared_ptr<std::optional<int>> answer = EnqueueBox(owner, request);
   std::function<bool()> answered = [answer] { return answer->has_value(); };
@@ -54,7 +66,14 @@ Task<int> Boxes::Ask(const void* owner, BoxRequest request) {
 }
 
 Task<std::optional<std::string>> Boxes::AskSavePath(SaveRequest request) {
-  const std::shared_ptr<SaveAnswer> answer = EnqueueSave(request);
+  const std::shared_ptr<PathAnswer> answer = EnqueueSave(request);
+  std::function<bool()> answered = [answer] { return answer->given; };
+  co_await platform_.tasks.UntilEvent(std::move(answered));
+  co_return answer->path;
+}
+
+Task<std::optional<std::string>> Boxes::AskFolder(FolderRequest request) {
+  const std::shared_ptr<PathAnswer> answer = EnqueueFolder(request);
   std::function<bool()> answered = [answer] { return answer->given; };
   co_await platform_.tasks.UntilEvent(std::move(answered));
   co_return answer->path;

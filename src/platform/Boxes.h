@@ -1,4 +1,4 @@
-// Boxes: message boxes and save dialogs, one at a time. What is asked while one stands waits in a queue.
+// Boxes: message boxes and file dialogs, one at a time. What is asked while one stands waits in a queue.
 // A waiting task resumes with the answer; whatever it knew before must be fetched anew.
 #pragma once
 
@@ -26,6 +26,7 @@ class Boxes {
   // destroys a request written inside the co_await twice.
   Task<int> Ask(const void* owner, BoxRequest request);
   Task<std::optional<std::string>> AskSavePath(SaveRequest request);
+  Task<std::optional<std::string>> AskFolder(FolderRequest request);
 
   // True while a box of that owner and text stands or waits its turn.
   bool Stands(const void* owner, const std::string& text) const;
@@ -36,12 +37,16 @@ class Boxes {
     std::string text;
     std::function<void()> show;
   };
-  struct SaveAnswer {
+  struct PathAnswer {
     bool given = false;
     std::optional<std::string> path;
   };
   std::shared_ptr<std::optional<int>> EnqueueBox(const void* owner, const BoxRequest& request);
-  std::shared_ptr<SaveAnswer> EnqueueSave(const SaveRequest& request);
+  using PathAnswered = std::function<void(std::optional<std::string> path)>;
+  // `ask` shows the dialog of that title.
+  std::shared_ptr<PathAnswer> EnqueuePath(const std::string& title, std::function<void(PathAnswered)> ask);
+  std::shared_ptr<PathAnswer> EnqueueSave(const SaveRequest& request);
+  std::shared_ptr<PathAnswer> EnqueueFolder(const FolderRequest& request);
   void Enqueue(Entry entry);
   void ShowFirst();
   void FirstAnswered();

@@ -122,6 +122,8 @@ class ComboBox : public Control {
   Property<std::string> Text;
   Property<std::vector<std::string>> Items;
   Property<int> Index;
+  std::function<void()> OnChange;  // another item was chosen
+  void ChooseByUser(int index);
 };
 
 class Frame : public Control {
@@ -236,13 +238,21 @@ struct ListRow {
   bool operator==(const ListRow&) const = default;
 };
 
+enum ListDisplay : int { kIconDisplay = 0, kSmallIconDisplay = 1, kListDisplay = 2, kReportDisplay = 3 };
+
 // Rows are kept by value; a view asks for them by number, so that many rows cost it nothing. Changing
 // the rows keeps selection by key.
+//
+// While it is sorted the rows stand in the order of one column's texts: bytes, letters without regard to
+// ASCII case, and by case where they differ in nothing else. Rows of equal text keep the order they had.
 class ListView : public Control {
  public:
   ListView(Window* window, std::string name, std::vector<ControlPart> columns)
-      : Control(window, std::move(name), "ListView", 0), Columns(this, std::move(columns)) {}
+      : Control(window, std::move(name), "ListView", 0),
+        Columns(this, std::move(columns)),
+        View(this, kReportDisplay) {}
   Property<std::vector<ControlPart>> Columns;
+  Property<int> View;  // a ListDisplay
 
   const std::vector<ListRow>& Rows() const { return rows_; }
   // Returns the former rows: whoever builds the next ones in them saves their allocations.
@@ -256,11 +266,17 @@ class ListView : public Control {
   const std::vector<std::size_t>& ChangedRows() const { return changedRows_; }
   void ChangesSeen() { changedRows_.clear(); }
 
+  bool Sorted() const { return sorted_; }
+  int SortKey() const { return sortKey_; }  // column, from 0
+  bool SortsDescending() const { return descending_; }
+  void SetSorted(bool sorted);
+  void SortBy(int column, bool descending);  // takes effect while Sorted
+
   std::function<void()> OnClick;        // left button released on a row; it is selected
   std::function<void()> OnDoubleClick;  // on the selected row
   std::function<void()> OnRightClick;   // the row under the pointer is selected first
   std::function<void()> OnDeleteKey;
-  std::function<void()> OnColumnClick;
+  std::function<void(int column)> OnColumnClick;
 
   // From the view.
   void SelectByUser(std::vector<std::size_t> rows) { Select(std::move(rows)); }
@@ -268,12 +284,18 @@ class ListView : public Control {
   void DoubleClick() { Fire(OnDoubleClick); }
   void RightClick() { Fire(OnRightClick); }
   void PressDelete() { Fire(OnDeleteKey); }
+  void ClickColumn(int column);
 
  private:
+  void SortRows();
+
   std::vector<ListRow> rows_;
   std::vector<std::size_t> selection_;
   std::vector<std::size_t> changedRows_;
   std::uint64_t rowsVersion_ = 0;
+  bool sorted_ = false;
+  int sortKey_ = 0;
+  bool descending_ = false;
 };
 
 // A control array: elements "Name(0)" to "Name(n-1)".

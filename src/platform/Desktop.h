@@ -1,10 +1,12 @@
-// The small ports to the user's desktop: settings store, clipboard, dialogs, shell, machine, locale, tray.
+// The small ports to the user's desktop: settings store, clipboard, dialogs, shell, machine, locale.
 #pragma once
 
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "platform/DateForms.h"
 
 namespace pellora {
 
@@ -30,6 +32,7 @@ enum BoxStyle : int {
   kYesNo = 4,
   kCritical = 16,
   kQuestion = 32,
+  kWarning = 48,
   kInformation = 64,
 };
 enum BoxAnswer : int { kAnswerOk = 1, kAnswerYes = 6, kAnswerNo = 7 };
@@ -46,6 +49,11 @@ struct SaveRequest {
   std::string filter;    // "description|pattern"
 };
 
+struct FolderRequest {
+  std::string title;
+  std::string start;  // the folder to begin in; any other if it does not exist
+};
+
 // Shows one box or file dialog; the answer is posted. Timers and sockets go on meanwhile.
 // A box left by its frame or by Esc answers No (Ok for a box with one button); one of style kYesNo alone, a
 // question without an icon, cannot be left but by its buttons.
@@ -56,6 +64,9 @@ class Dialogs {
   // Nothing: the user cancelled.
   virtual void AskSavePath(const SaveRequest& request,
                            std::function<void(std::optional<std::string> path)> answered) = 0;
+  // An existing folder; nothing: the user cancelled.
+  virtual void AskFolder(const FolderRequest& request,
+                         std::function<void(std::optional<std::string> folder)> answered) = 0;
 };
 
 class Shell {
@@ -88,13 +99,8 @@ class Locale {
   // The general date and time text of a serial of days since 30 December 1899; the time is left out at
   // midnight and the date on day 0; empty for what is no date.
   virtual std::string DateTimeText(double serial) const = 0;
-};
-
-class Tray {
- public:
-  virtual ~Tray() = default;
-  virtual void SetTip(const std::string& text) = 0;
-  virtual void SetLevel(int level) = 0;  // 0 idle to 4 full speed
+  // How short dates and times are shown and typed.
+  virtual DateForms ShortForms() const { return {}; }
 };
 
 }  // namespace pellora

@@ -3,6 +3,8 @@
 
 namespace pellora {
 
+class AutoStart;
+class BrowserMenu;
 class Clipboard;
 class Clock;
 class Dialogs;
@@ -11,6 +13,7 @@ class EventLoop;
 class Files;
 class Locale;
 class Machine;
+class Media;
 class Network;
 class SettingsStore;
 class Shell;
@@ -33,6 +36,9 @@ struct Platform {
   Locale& locale;
   Tray& tray;
   WindowSystem& windows;
+  Media& media;
+  AutoStart* autoStart = nullptr;      // null where no program can start with the user's session
+  BrowserMenu* browserMenu = nullptr;  // null where there are no browsers
 };
 
 }  // namespace pellora

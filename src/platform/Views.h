@@ -3,11 +3,14 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 namespace pellora {
 
 class Control;
+class Menu;
 class Window;
+enum class WindowState;
 
 class WindowView {
  public:
@@ -15,8 +18,14 @@ class WindowView {
   virtual void Show() = 0;
   virtual void Hide() = 0;
   virtual void Raise() = 0;
+  virtual void SetState(WindowState state) = 0;
   // A property of `control` changed, or of the window itself if null. Gathered; nothing is drawn here.
   virtual void Changed(const Control* control) = 0;
+};
+
+struct ScreenSize {
+  int width = 0;  // pixels at 96 dpi
+  int height = 0;
 };
 
 class WindowSystem {
@@ -24,6 +33,11 @@ class WindowSystem {
   virtual ~WindowSystem() = default;
   // `window` outlives the view.
   virtual std::unique_ptr<WindowView> NewView(Window& window) = 0;
+  // The screen that windows are placed on.
+  virtual ScreenSize Screen() const = 0;
+  // Opens a menu at the mouse pointer: those of the entries that are visible now, with the texts that they
+  // have now; a caption "-" is a line. A choice is a click on the entry. `standard` is shown as the usual one.
+  virtual void PopUp(const std::vector<Menu*>& entries, const Menu& standard) = 0;
 };
 
 }  // namespace pellora

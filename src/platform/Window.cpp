@@ -41,6 +41,11 @@ void Window::Raise() {
   if (view_) view_->Raise();
 }
 
+void Window::SetState(WindowState state) {
+  state_ = state;
+  if (view_) view_->SetState(state);
+}
+
 bool Window::Unload(UnloadMode mode) {
   if (!view_) return true;
   bool cancel = false;

@@ -41,6 +41,7 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
   void Show();
   void Hide();
   void Raise();
+  void SetState(WindowState state);
   // Asks OnQueryUnload first; False if that cancelled it.
   bool Unload(UnloadMode mode = UnloadMode::Code);
   bool Loaded() const { return view_ != nullptr; }

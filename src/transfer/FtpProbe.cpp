@@ -18,7 +18,10 @@ namespace pellora {
 namespace {
 
 constexpr const char* kAnonymousPassword = "user@pellora.example";  // 20 characters
-constexpr std::size_t kProbeEntry = kMaxSegmentSockets;
+constexpr int kProbeEntry = kMaxSegmentSockets;
+
+// A login takes ten or a few more. A server that asks on and on, and reads nothing, would have them pile up.
+constexpr int kMostCommands = 50;
 
 }  // namespace
 
@@ -27,6 +30,11 @@ std::string TransferWindow::FtpUserCommand() { return FtpCommand("USER ", Record
 std::string TransferWindow::FtpPassCommand() {
   const DownloadRecord& record = Record();
   return FtpCommand("PASS ", record.UserName == "anonymous" ? kAnonymousPassword : record.Password);
+}
+
+void TransferWindow::FtpSay(int entry, const std::string& command) {
+  if (++ftpCommands_.at(static_cast<std::size_t>(entry)) > kMostCommands) return;
+  (entry == kProbeEntry ? WS : WS1(entry)).SendData(command);
 }
 
 // Text behind the last line end is dropped.
@@ -48,29 +56,29 @@ bool TransferWindow::FtpProbeLine(std::string_view line) {
     ftpUserSent_[kProbeEntry] = true;
     ftpPhase_ = FtpProbePhase::LoggingIn;
     state.Caption = "Logging in...";
-    WS.SendData(FtpUserCommand());
+    FtpSay(kProbeEntry, FtpUserCommand());
   } else if (code == "331") {
-    WS.SendData(FtpPassCommand());
+    FtpSay(kProbeEntry, FtpPassCommand());
   } else if (code == "230") {
     if (ftpPhase_ != FtpProbePhase::LoggingIn && ftpPhase_ != FtpProbePhase::Connecting) return true;
     ftpPhase_ = FtpProbePhase::FileInfo;
     state.Caption = "Get file info...";
-    for (const char* command : {"TYPE I", "PWD", "PASV"}) WS.SendData(FtpCommand(command, ""));
+    for (const char* command : {"TYPE I", "PWD", "PASV"}) FtpSay(kProbeEntry, FtpCommand(command, ""));
   } else if (code == "257") {
     ftpRemotePath_ = RemoteDirectory(QuotedDirectory(line), record.Path);
-    WS.SendData(FtpCommand("CWD ", ftpRemotePath_));
+    FtpSay(kProbeEntry, FtpCommand("CWD ", ftpRemotePath_));
   } else if (code == "250") {
     // A directory's message comes as further lines of this code. A second SIZE would meet the ASCII type,
     // in which many servers answer it with 550.
     if (ftpPhase_ == FtpProbePhase::SizeAsked) return true;
     ftpPhase_ = FtpProbePhase::SizeAsked;
-    WS.SendData(FtpCommand("SIZE ", ftpRemotePath_ + record.FileName));
-    WS.SendData(FtpCommand("TYPE A", ""));
+    FtpSay(kProbeEntry, FtpCommand("SIZE ", ftpRemotePath_ + record.FileName));
+    FtpSay(kProbeEntry, FtpCommand("TYPE A", ""));
   } else if (code == "530") {
     Tasks().Spawn(FtpProbeFailed("Username or Password Invalid ! Download aborted"));
     return false;
   } else if (code == "213") {
-    WS.SendData(FtpCommand("REST 0", ""));
+    FtpSay(kProbeEntry, FtpCommand("REST 0", ""));
     record.FileSize = SizeReply(line);
   } else if (code == "500") {
     FtpEndProbe("-1");

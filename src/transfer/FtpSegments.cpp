@@ -20,25 +20,17 @@ namespace {
 constexpr double kLoginSpacingSeconds = 0.5;
 constexpr double kSecondsInADay = 86400;
 constexpr std::uint32_t kLoginFirstRetest = 501;  // ms; no earlier test can succeed
-constexpr std::uint32_t kRetryInterval = 200;     // ms between two tries of a refused data port
-
-// The last piece counts too: a part of a line is taken for a reply if its first characters match one.
-std::vector<std::string> Lines(std::string_view text) {
-  std::vector<std::string> lines;
-  std::size_t from = 0;
-  for (std::size_t end = text.find("\r\n"); end != std::string_view::npos; end = text.find("\r\n", from)) {
-    lines.emplace_back(text.substr(from, end - from));
-    from = end + 2;
-  }
-  lines.emplace_back(text.substr(from));
-  return lines;
-}
+constexpr std::int32_t kRetryInterval = 200;      // ms between two tries of a refused data port
+constexpr std::uint32_t kReleaseInterval = 1000;  // ms to the second try of a released login, doubled for each more
+constexpr int kMostDoublings = 5;
 
 }  // namespace
 
+// The last piece counts too: a part of a line is taken for a reply if its first characters match one. Only
+// the replies that wait are tasks; a block may hold tens of thousands of lines.
 Task<> TransferWindow::FTPSystem(int index) {
   const auto hold = Hold();
-  const std::vector<std::string> lines = Lines(WS1(index).GetData());
+  const std::string text(WS1(index).GetData());
   const std::uint32_t number = WS1(index).Number();
   if (Record().Paused) {
     WS1(index).Close();
@@ -46,50 +38,73 @@ Task<> TransferWindow::FTPSystem(int index) {
     co_return;
   }
   Record().Active = true;
-  for (const std::string& line : lines) {
-    co_await FtpSegmentReply(index, line);
+  for (std::size_t from = 0; from <= text.size();) {
+    const std::size_t end = std::min(text.find("\r\n", from), text.size());
+    const std::string_view line = std::string_view(text).substr(from, end - from);
+    const std::string_view code = line.substr(0, 3);
+    from = end + 2;
+    if (code == "230" && !ftpLoginDone_[static_cast<std::size_t>(index)]) {
+      co_await FtpLoggedIn(index);
+    } else if (code == "227") {
+      PassiveAddress address = ParsePassiveReply(line);
+      if (!FtpDataStands(index)) co_await FtpPassive(index, std::move(address));
+    } else {
+      FtpSegmentReply(index, code);
+    }
     // The conversation may have ended, or begun anew on another connection, in a wait.
     if (!StillCurrent()) co_return;
     if (WS1(index).Number() != number) co_return;
   }
 }
 
-Task<> TransferWindow::FtpSegmentReply(int index, std::string line) {
-  const auto hold = Hold();
+void TransferWindow::FtpSegmentReply(int index, std::string_view code) {
   const auto entry = static_cast<std::size_t>(index);
-  SegmentRecord& segment = Record().Segment(index + 1);
-  const std::string code = line.substr(0, 3);
   if (code == "421" || code == "530") {
-    WS1(index).Close();
-    // The server keeps no data port for a login that it has dismissed; what already flows may go on.
-    if (FTP(index).State() != SocketState::Connected) FtpCloseData(index);
-    segment.State = kSegmentRefused;
+    FtpRefused(index);
   } else if (code == "220") {
-    if (ftpUserSent_[entry]) co_return;
-    segment.State = kSegmentReceiving;
+    if (ftpUserSent_[entry]) return;
+    Record().Segment(index + 1).State = kSegmentReceiving;
     RefreshList(0);
-    WS1(index).SendData(FtpUserCommand());
+    FtpSay(index, FtpUserCommand());
     ftpUserSent_[entry] = true;
   } else if (code == "500") {
     if (!program_.boxes.Stands(this, "Error in FTP !")) Tasks().Spawn(SayFtpError());
   } else if (code == "230") {
-    co_await FtpLoggedIn(index);
+    RefreshList(0);
   } else if (code == "350") {
     FtpRetrieve(index);
   } else if (code == "331") {
-    WS1(index).SendData(FtpPassCommand());
-  } else if (code == "227") {
-    co_await FtpPassive(index, line);
+    FtpSay(index, FtpPassCommand());
   }
+}
+
+void TransferWindow::FtpRefused(int index) {
+  const auto entry = static_cast<std::size_t>(index);
+  WS1(index).Close();
+  // The server keeps no data port for a login that it has dismissed; what already flows may go on.
+  if (FTP(index).State() != SocketState::Connected) FtpCloseData(index);
+  Record().Segment(index + 1).State = kSegmentRefused;
+  // A sibling that completed has left it its login, and the server has not noticed yet that it hung up. Left
+  // waiting, it would need a second completion, and behind the last one there is none.
+  if (ftpReleases_[entry] == 0) return;
+  const int doublings = std::min(ftpReleases_[entry] - 1, kMostDoublings);
+  ftpReleaseAgain_[entry]->Start(kReleaseInterval << doublings, false);
+}
+
+void TransferWindow::FtpReleaseAgain(int index) {
+  if (!StillCurrent()) return;
+  if (Record().Paused || Record().Segment(index + 1).State != kSegmentRefused) return;
+  Tasks().Spawn(FtpWakeRefused(index + 1));
 }
 
 // Once for each connection: a second PASV would move the server's port while the client is on the first.
 Task<> TransferWindow::FtpLoggedIn(int index) {
   const auto hold = Hold();
   const auto entry = static_cast<std::size_t>(index);
-  RefreshList(0);
-  if (Record().Segment(index + 1).State == kSegmentLoggedIn || ftpLoginDone_[entry]) co_return;
+  ftpReleases_[entry] = 0;
   ftpLoginDone_[entry] = true;
+  RefreshList(0);
+  if (Record().Segment(index + 1).State == kSegmentLoggedIn) co_return;
   const std::uint32_t number = WS1(index).Number();
   const Clock* clock = &program_.platform.clock;
   const double start = clock->SecondsSinceMidnight();
@@ -105,36 +120,40 @@ Task<> TransferWindow::FtpLoggedIn(int index) {
   if (WS1(index).Number() != number) co_return;
   SegmentRecord& segment = Record().Segment(index + 1);
   segment.State = kSegmentLoggedIn;
-  WS1(index).SendData(FtpCommand("PASV", ""));
-  WS1(index).SendData(FtpCommand("TYPE I", ""));
-  WS1(index).SendData(FtpCommand("REST ", std::to_string(segment.RangeStart)));
+  FtpSay(index, FtpCommand("PASV", ""));
+  FtpSay(index, FtpCommand("TYPE I", ""));
+  FtpSay(index, FtpCommand("REST ", std::to_string(segment.RangeStart)));
 }
 
 // The data connection is normally opened on the 227 already.
 void TransferWindow::FtpRetrieve(int index) {
   SegmentRecord& segment = Record().Segment(index + 1);
   if (segment.State == kSegmentRetrieving) return;
-  WS1(index).SendData(FtpCommand("RETR ", ftpRemotePath_ + Record().FileName));
+  FtpSay(index, FtpCommand("RETR ", ftpRemotePath_ + Record().FileName));
   const bool addressKnown = !FTP(index).RemoteHost.empty() && !ftpPassiveUnderWay_[static_cast<std::size_t>(index)];
-  if (addressKnown && FTP(index).State() == SocketState::Closed) FTP(index).Connect();
+  if (addressKnown && FTP(index).State() == SocketState::Closed) FtpTryData(index);
   segment.State = kSegmentRetrieving;
   RefreshList(0);
 }
 
-Task<> TransferWindow::FtpPassive(int index, std::string line) {
-  const auto hold = Hold();
-  const auto entry = static_cast<std::size_t>(index);
-  const PassiveAddress address = ParsePassiveReply(line);
+bool TransferWindow::FtpDataStands(int index) {
   const SocketState dataState = FTP(index).State();
-  if (dataState == SocketState::Connecting || dataState == SocketState::Connected) co_return;
+  return dataState == SocketState::Connecting || dataState == SocketState::Connected;
+}
+
+Task<> TransferWindow::FtpPassive(int index, PassiveAddress address) {
+  const auto hold = Hold();
   const std::uint32_t number = WS1(index).Number();
   FtpCloseData(index);
-  ftpPassiveUnderWay_[entry] = true;
+  ftpPassiveUnderWay_[static_cast<std::size_t>(index)] = true;
   co_await Tasks().Yield();
   if (!StillCurrent()) co_return;
   if (WS1(index).Number() != number) co_return;
-  ftpPassiveUnderWay_[entry] = false;
-  FTP(index).Connect(address.host, address.PortModulo());
+  ftpPassiveUnderWay_[static_cast<std::size_t>(index)] = false;
+  if (FtpDataStands(index)) co_return;  // another reply of this kind was the faster one
+  FTP(index).RemoteHost = address.host;
+  FTP(index).RemotePort = address.PortModulo();
+  FtpTryData(index);
   co_await Tasks().Yield();
 }
 
@@ -151,6 +170,14 @@ void TransferWindow::FtpCloseData(int index) {
   FTP(index).RemoteHost.clear();
 }
 
+// For a connection that has nothing to do with the former one.
+void TransferWindow::FtpForget(int index) {
+  const auto entry = static_cast<std::size_t>(index);
+  FtpCloseData(index);
+  ftpReleaseAgain_[entry]->Stop();
+  ftpReleases_[entry] = 0;
+}
+
 // The passive port is tried again with no new PASV, but not more than five times a second.
 void TransferWindow::FtpDataFailed(int index) {
   if (!StillCurrent()) return;
@@ -158,10 +185,20 @@ void TransferWindow::FtpDataFailed(int index) {
   ftpRetry_[static_cast<std::size_t>(index)]->Start(kRetryInterval, false);
 }
 
+// At once, unless the login's latest try was just now: a server that goes on naming ports sets no other pace.
+void TransferWindow::FtpTryData(int index) {
+  const auto entry = static_cast<std::size_t>(index);
+  if (ftpDataTried_[entry] != 0 && TicksSince(Tick(), ftpDataTried_[entry]) < kRetryInterval) {
+    ftpRetry_[entry]->Start(kRetryInterval, false);
+    return;
+  }
+  FtpRetryData(index);
+}
+
 void TransferWindow::FtpRetryData(int index) {
   if (!StillCurrent()) return;
-  const SocketState dataState = FTP(index).State();
-  if (Record().Paused || dataState == SocketState::Connecting || dataState == SocketState::Connected) return;
+  if (Record().Paused || FtpDataStands(index)) return;
+  ftpDataTried_[static_cast<std::size_t>(index)] = Tick();
   FTP(index).Close();
   FTP(index).Connect();
 }
@@ -210,27 +247,44 @@ void TransferWindow::FtpDataArrived(int index, std::size_t bytes) {
   if (complete) Tasks().Spawn(FtpSegmentCompleted(index));
 }
 
+// The lowest segment that waits, or 0. Those released before, which try again by themselves, come last: to
+// wake one of them once more for each completion would leave ever fewer connections at work.
+int TransferWindow::FtpNextToRelease() {
+  int triesAgain = 0;
+  for (int i = 1; i <= Record().SegmentCount; ++i) {
+    if (Record().Segment(i).State != kSegmentRefused) continue;
+    if (ftpReleases_[static_cast<std::size_t>(i - 1)] == 0) return i;
+    if (triesAgain == 0) triesAgain = i;
+  }
+  return triesAgain;
+}
+
 Task<> TransferWindow::FtpSegmentCompleted(int index) {
   const auto hold = Hold();
   FtpCloseData(index);
   WS1(index).Close();
   Record().Segment(index + 1).State = kSegmentComplete;
   RefreshList(0);
-  for (int i = 1; i <= Record().SegmentCount; ++i) {
-    if (Record().Segment(i).State != kSegmentRefused) continue;
+  if (FtpNextToRelease() != 0) {
     co_await Tasks().Yield();
     if (!StillCurrent()) co_return;
     if (Record().Paused) co_return;
-    // Another completion may have woken this one meanwhile; then the next is looked for.
-    if (Record().Segment(i).State != kSegmentRefused) continue;
-    co_await FtpWakeRefused(i);
-    co_return;
+    // Another completion may have woken that one meanwhile; then it is the next one's turn.
+    const int i = FtpNextToRelease();
+    if (i != 0) {
+      ftpReleases_[static_cast<std::size_t>(i - 1)] = 0;
+      co_await FtpWakeRefused(i);
+      co_return;
+    }
   }
   if (AllSegmentsComplete() && !building_ && !Record().Finished) co_await Complete();
 }
 
 Task<> TransferWindow::FtpWakeRefused(int i) {
   const auto hold = Hold();
+  const auto entry = static_cast<std::size_t>(i - 1);
+  ++ftpReleases_[entry];
+  ftpReleaseAgain_[entry]->Stop();
   Record().Segment(i).State = kSegmentUnconnected;
   // Else the stall watch would take the time it has waited for a stall, and connect it once more.
   Record().Segment(i).LastActivity = static_cast<float>(Tick());

@@ -149,7 +149,7 @@ Task<> TransferWindow::ConnectSegmented() {
 void TransferWindow::ConnectSegment(int i, bool keptPlan) {
   DownloadRecord& record = Record();
   SegmentRecord& segment = record.Segment(i);
-  if (record.Protocol == kFtp) FtpCloseData(i - 1);
+  if (record.Protocol == kFtp) FtpForget(i - 1);
   WS1(i - 1).Close();
   segment.Fold();
   segment.State = kSegmentUnconnected;
@@ -172,8 +172,11 @@ Task<> TransferWindow::SegmentConnected(int index) {
   const float graceTick = static_cast<float>(Tick() + kConnectGraceTicks);
   if (record.Protocol == kFtp) {
     // The login belongs to this connection.
-    ftpUserSent_[static_cast<std::size_t>(index)] = false;
-    ftpLoginDone_[static_cast<std::size_t>(index)] = false;
+    const auto entry = static_cast<std::size_t>(index);
+    ftpUserSent_[entry] = false;
+    ftpLoginDone_[entry] = false;
+    ftpCommands_[entry] = 0;
+    ftpDataTried_[entry] = 0;
     segment.LastActivity = graceTick;
     co_return;
   }

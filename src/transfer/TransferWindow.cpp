@@ -1,5 +1,7 @@
 #include "transfer/TransferWindow.h"
 
+#include <algorithm>
+
 #include "lang/Language.h"
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
@@ -49,7 +51,9 @@ void TransferWindow::ConnectHandlers() {
     FTP(i).OnConnect = [this] { FtpDataConnected(); };
     FTP(i).OnDataArrival = [this, i](std::size_t bytes) { FtpDataArrived(i, bytes); };
     FTP(i).OnError = [this, i] { FtpDataFailed(i); };
-    ftpRetry_[static_cast<std::size_t>(i)] = program_.platform.events.NewAlarm([this, i] { FtpRetryData(i); });
+    const auto entry = static_cast<std::size_t>(i);
+    ftpRetry_[entry] = program_.platform.events.NewAlarm([this, i] { FtpRetryData(i); });
+    ftpReleaseAgain_[entry] = program_.platform.events.NewAlarm([this, i] { FtpReleaseAgain(i); });
   }
   TimeOut.OnTimer = [this] {
     TimeOut.SetEnabled(false);
@@ -92,7 +96,7 @@ void TransferWindow::CloseEverything() {
   WS.Close();
   for (int i = 0; i < kMaxSegmentSockets; ++i) {
     WS1(i).Close();
-    FtpCloseData(i);
+    FtpForget(i);
   }
   for (auto& file : segmentFiles_) file.reset();
 }
@@ -118,6 +122,7 @@ Task<> TransferWindow::InitConnection() {
   DownloadRecord& record = Record();
   ftpPhase_ = FtpProbePhase::Connecting;
   ftpUserSent_[kMaxSegmentSockets] = false;
+  ftpCommands_[kMaxSegmentSockets] = 0;
   TimeOut.SetEnabled(false);  // a redirect and a repeated probe get the full time again
   TimeOut.SetEnabled(true);
   record.ConnectState = "0";
@@ -147,7 +152,7 @@ void TransferWindow::PauseDownload() {
     // By the segment's number, where opening goes by the socket's index: the file of WS1(0) stays open
     // across the pause and is used again on resume.
     segmentFiles_[static_cast<std::size_t>(i)].reset();
-    if (record.Protocol == kFtp) FtpCloseData(i - 1);
+    if (record.Protocol == kFtp) FtpForget(i - 1);
   }
   for (int i = 1; i <= record.SegmentCount; ++i) {
     SegmentRecord& segment = record.Segment(i);
@@ -193,6 +198,24 @@ Task<> TransferWindow::ResumeDownload() {
   if (!StillCurrent()) co_return;
   RefreshList(0);
   program_.lists->RefreshRows(0, kForced);
+}
+
+Task<> TransferWindow::ConnectFromViewer() {
+  const auto hold = Hold();
+  if (!StillCurrent() || Record().Finished) co_return;
+  // A pause and a resume behind the viewer may have set it going already, or led to a question whose answer
+  // decides about the record.
+  const bool going =
+      std::any_of(ws1_.begin(), ws1_.end(), [](const auto& socket) { return socket->State() != SocketState::Closed; });
+  if (going || building_ || questionStands_) co_return;
+  TimeOut.SetEnabled(false);  // of a probe that is out again: the segments take over from it
+  state.Caption = "Segmented files connecting...";
+  if (Record().Paused) {
+    Command3.Caption = "Pause Download";
+    Record().Paused = false;
+    Record().Active = true;
+  }
+  co_await ConnectSegmented();
 }
 
 void TransferWindow::ShowWindow() {

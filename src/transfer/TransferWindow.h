@@ -24,6 +24,7 @@
 #include "platform/Timer.h"
 #include "platform/Window.h"
 #include "platform/Winsock.h"
+#include "transfer/FtpReplies.h"
 #include "transfer/ReplyHeaders.h"
 
 namespace pellora {
@@ -42,6 +43,7 @@ class TransferWindow final : public Window, public Transfer {
   void SetRecordIndex(std::int16_t index) override;
   Task<> InitConnection() override;
   Task<> ConnectSegmented() override;
+  Task<> ConnectFromViewer() override;
   void PauseDownload() override;
   Task<> ResumeDownload() override;
   void ShowWindow() override;
@@ -169,20 +171,27 @@ class TransferWindow final : public Window, public Transfer {
   Task<> FtpProbeFailed(std::string text);
   std::string FtpUserCommand();
   std::string FtpPassCommand();
+  void FtpSay(int entry, const std::string& command);
   Task<> FTPSystem(int index);
-  Task<> FtpSegmentReply(int index, std::string line);
+  void FtpSegmentReply(int index, std::string_view code);
   Task<> FtpLoggedIn(int index);
-  Task<> FtpPassive(int index, std::string line);
+  bool FtpDataStands(int index);  // or is being made
+  Task<> FtpPassive(int index, PassiveAddress address);
   void FtpRetrieve(int index);
   void FtpDataConnected();
   void FtpDataArrived(int index, std::size_t bytes);
   bool FtpWritePart(SegmentRecord& segment, std::string_view data);
   Task<> FtpSegmentCompleted(int index);
+  int FtpNextToRelease();
   Task<> FtpWakeRefused(int i);
   void FtpDataFailed(int index);
+  void FtpTryData(int index);
   void FtpRetryData(int index);
   Task<> SayFtpError();
   void FtpCloseData(int index);
+  void FtpRefused(int index);
+  void FtpReleaseAgain(int index);
+  void FtpForget(int index);
 
   Program& program_;
   Winsock WS;
@@ -208,7 +217,12 @@ class TransferWindow final : public Window, public Transfer {
   std::array<bool, kMaxSegmentSockets + 1> ftpUserSent_{};     // 8: the probe's
   std::array<bool, kMaxSegmentSockets> ftpLoginDone_{};        // PASV group sent or under way on this connection
   std::array<bool, kMaxSegmentSockets> ftpPassiveUnderWay_{};  // a 227 reply is being acted on
+  std::array<int, kMaxSegmentSockets + 1> ftpCommands_{};      // sent on this connection; 8: the probe's
   std::array<std::unique_ptr<Alarm>, kMaxSegmentSockets> ftpRetry_;
+  std::array<std::uint32_t, kMaxSegmentSockets> ftpDataTried_{};  // tick of the latest try of this login; 0: none
+  // Connections made since a completed sibling released this segment from its wait; 0 once it is let in.
+  std::array<int, kMaxSegmentSockets> ftpReleases_{};
+  std::array<std::unique_ptr<Alarm>, kMaxSegmentSockets> ftpReleaseAgain_;
   std::string ftpRemotePath_;
   std::string ftpProbeHost_;
   std::int32_t ftpProbePort_ = 0;

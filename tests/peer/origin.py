@@ -53,6 +53,14 @@ def listen_low():
     raise OSError("no free port")
 
 
+def end_accepting(listener, thread):
+    """Closes a listener once the thread that waits at it is gone: it might otherwise take connections from the next
+    listener, which gets the same descriptor."""
+    listener.shutdown(socket.SHUT_RDWR)
+    thread.join()
+    listener.close()
+
+
 class Request:
     def __init__(self, raw, connection):
         self.raw = raw
@@ -82,14 +90,15 @@ class Origin:
         self.listener = listen_low()
         self.port = self.listener.getsockname()[1]
         self.closing = False
-        threading.Thread(target=self._accept, daemon=True).start()
+        self.accepting = threading.Thread(target=self._accept, daemon=True)
+        self.accepting.start()
 
     def url(self, path):
         return "http://127.0.0.1:%d%s" % (self.port, path)
 
     def close(self):
         self.closing = True
-        self.listener.close()
+        end_accepting(self.listener, self.accepting)
         with self.lock:
             for connection in list(self.open_sockets):
                 try:

@@ -136,5 +136,51 @@ TEST_F(ControlsTest, AChangedRowIsNotedOnceItDiffers) {
   EXPECT_GT(list.RowsVersion(), version);
 }
 
+TEST_F(ControlsTest, ASortedListStandsInTheOrderOfOneColumnsTexts) {
+  list.SetSorted(true);
+  list.SetRows({Row("k1", "b"), Row("k2", "A"), Row("k3", "a"), Row("k4", "+c"), Row("k5", "10"), Row("k6", "9")});
+  const auto keys = [this] {
+    std::string text;
+    for (const ListRow& row : list.Rows()) text += row.key.back();
+    return text;
+  };
+  EXPECT_EQ(keys(), "456231");  // "+c", "10", "9", "A", "a", "b"
+  list.SortBy(0, true);
+  EXPECT_EQ(keys(), "132654");
+  list.SortBy(3, true);  // a column that no row has: all are equal, and keep their order
+  EXPECT_EQ(keys(), "132654");
+  list.SetSorted(false);
+  list.SortBy(0, false);
+  EXPECT_EQ(keys(), "132654");
+  list.SetSorted(true);
+  EXPECT_EQ(keys(), "456231");
+}
+
+TEST_F(ControlsTest, SortingKeepsEqualRowsInTheirOrderAndTheSelectionOnItsRows) {
+  list.SetRows({Row("k1", "x"), Row("k2", "a"), Row("k3", "x"), Row("k4", "x")});
+  list.Select({2, 3});
+  list.SetSorted(true);
+  EXPECT_EQ(list.Rows()[1].key, "k1");
+  EXPECT_EQ(list.Rows()[2].key, "k3");
+  EXPECT_EQ(list.Selection(), (Numbers{2, 3}));
+  list.SortBy(0, true);
+  EXPECT_EQ(list.Rows()[0].key, "k1");
+  EXPECT_EQ(list.Selection(), (Numbers{1, 2}));
+}
+
+TEST_F(ControlsTest, AComboBoxTellsWhichItemWasChosen) {
+  ComboBox box{window.get(), "box"};
+  int changes = 0;
+  box.OnChange = [&] { ++changes; };
+  box.Items = std::vector<std::string>{"a", "b"};
+  box.ChooseByUser(1);
+  EXPECT_EQ(box.Text(), "b");
+  EXPECT_EQ(box.Index(), 1);
+  box.ChooseByUser(2);
+  box.ChooseByUser(-1);
+  EXPECT_EQ(box.Text(), "b");
+  EXPECT_EQ(changes, 1);
+}
+
 }  // namespace
 }  // namespace pellora

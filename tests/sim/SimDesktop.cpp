@@ -55,6 +55,14 @@ void SimDialogs::AskSavePath(const SaveRequest& request,
   }
 }
 
+void SimDialogs::AskFolder(const FolderRequest& request,
+                           std::function<void(std::optional<std::string> folder)> answered) {
+  folders_.push_back(request);
+  loop_.Trace().Note(loop_.Time(), "folder", folders_.size(), 0, request.start);
+  standingFolders_.push_back(std::move(answered));
+  CountStanding();
+}
+
 bool SimDialogs::Asked(const std::string& part) const {
   return std::any_of(boxes_.begin(), boxes_.end(),
                      [&](const BoxRequest& box) { return box.text.find(part) != std::string::npos; });
@@ -80,6 +88,13 @@ void SimDialogs::AnswerNextSave(std::optional<std::string> path) {
   loop_.Post([answered = std::move(answered), path = std::move(path)] { answered(path); });
 }
 
+void SimDialogs::AnswerNextFolder(std::optional<std::string> folder) {
+  if (standingFolders_.empty()) throw std::logic_error("no folder dialog stands");
+  auto answered = std::move(standingFolders_.front());
+  standingFolders_.pop_front();
+  loop_.Post([answered = std::move(answered), folder = std::move(folder)] { answered(folder); });
+}
+
 void SimDialogs::AutoAnswer(const std::string& part, int answer, std::uint32_t delay) {
   rules_.push_back({part, answer, delay});
 }
@@ -92,7 +107,9 @@ void SimDialogs::AnswerBox(std::uint64_t id, int answer) {
   loop_.Post([answered = std::move(answered), answer] { answered(answer); });
 }
 
-void SimDialogs::CountStanding() { most_ = std::max(most_, standing_.size() + standingSaves_.size()); }
+void SimDialogs::CountStanding() {
+  most_ = std::max(most_, standing_.size() + standingSaves_.size() + standingFolders_.size());
+}
 
 void SimShell::OpenPath(const std::string& path, const std::string& workingFolder) {
   opened.emplace_back(path, workingFolder);
@@ -115,6 +132,12 @@ void SimShell::Start(const std::string& program, const std::vector<std::string>&
 void SimMachine::End(int code) {
   if (!endCode) endCode = code;
   loop_.End();
+}
+
+void SimAutoStart::SetEntry(bool aPresent) {
+  ++writes;
+  if (failWrites) throw Failure(FailureNumber::File, "PelloraAutoStart.desktop: cannot be written");
+  present = aPresent;
 }
 
 std::string SimLocale::DateTimeText(double serial) const {
@@ -141,14 +164,37 @@ std::string SimLocale::DateTimeText(double serial) const {
   return text + two(seconds / 3600) + ":" + two(seconds / 60 % 60) + ":" + two(seconds % 60);
 }
 
-void SimTray::SetTip(const std::string& text) {
-  tip = text;
-  tips.push_back(text);
+void SimTray::Add(const std::string& aPicture, const std::string& aTip, TrayEvents& events) {
+  picture = aPicture;
+  tip = aTip;
+  events_ = &events;
+  ++added;
 }
 
-void SimTray::SetLevel(int aLevel) {
-  level = aLevel;
-  levels.push_back(aLevel);
+void SimTray::SetPicture(const std::string& aPicture) {
+  picture = aPicture;
+  pictures.push_back(aPicture);
+}
+
+void SimTray::SetTip(const std::string& aTip) {
+  tip = aTip;
+  tips.push_back(aTip);
+}
+
+void SimTray::Delete() {
+  events_ = nullptr;
+  ++deleted;
+}
+
+void SimTray::Mouse(int message) {
+  if (!events_) throw std::logic_error("there is no icon");
+  events_->TrayMouseEvent(message);
+}
+
+void SimBrowserMenu::SetEntry(bool present) {
+  ++calls;
+  if (parentMissing) throw Failure(FailureNumber::File, "no browser");
+  entry = present;
 }
 
 class SimView final : public WindowView {
@@ -167,6 +213,7 @@ class SimView final : public WindowView {
     ++record_.hidden;
   }
   void Raise() override { ++record_.raised; }
+  void SetState(WindowState state) override { record_.states.push_back(state); }
   void Changed(const Control* control) override {
     ++record_.changes;
     if (control) ++record_.changesOf[control->Name];
@@ -181,6 +228,16 @@ std::unique_ptr<WindowView> SimWindows::NewView(Window& window) {
   record.window = &window;
   record.typeName = window.TypeName;
   return std::make_unique<SimView>(record);
+}
+
+void SimWindows::PopUp(const std::vector<Menu*>& entries, const Menu& standard) {
+  SimPopup& popup = popups.emplace_back();
+  popup.standard = standard.Name;
+  for (Menu* const entry : entries) {
+    if (!entry->Visible()) continue;
+    popup.entries.push_back(entry);
+    popup.captions.push_back(entry->Caption);
+  }
 }
 
 std::vector<Window*> SimWindows::Loaded() const {

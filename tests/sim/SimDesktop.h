@@ -14,7 +14,10 @@
 
 #include "SimDisk.h"
 #include "SimLoop.h"
+#include "platform/AutoStart.h"
+#include "platform/BrowserMenu.h"
 #include "platform/Desktop.h"
+#include "platform/Tray.h"
 #include "platform/Views.h"
 #include "platform/Window.h"
 
@@ -42,10 +45,13 @@ class SimDialogs final : public Dialogs {
   explicit SimDialogs(SimLoop& loop) : loop_(loop) {}
   void Ask(const BoxRequest& request, std::function<void(int answer)> answered) override;
   void AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) override;
+  void AskFolder(const FolderRequest& request,
+                 std::function<void(std::optional<std::string> folder)> answered) override;
 
   // Every box and save dialog ever shown, in order.
   const std::vector<BoxRequest>& Boxes() const { return boxes_; }
   const std::vector<SaveRequest>& Saves() const { return saves_; }
+  const std::vector<FolderRequest>& Folders() const { return folders_; }
   bool Asked(const std::string& part) const;  // some box's text has that part
   // What stands now, oldest first.
   std::size_t Standing() const { return standing_.size(); }
@@ -57,6 +63,7 @@ class SimDialogs final : public Dialogs {
   // Answers the oldest one that stands. An answer that its buttons do not give is an error of the test.
   void AnswerNext(int answer);
   void AnswerNextSave(std::optional<std::string> path);
+  void AnswerNextFolder(std::optional<std::string> folder);
   // Boxes whose text has that part ("" is every box) are answered so `delay` ms after they open. The
   // first rule that fits counts.
   void AutoAnswer(const std::string& part, int answer, std::uint32_t delay = 0);
@@ -80,8 +87,10 @@ class SimDialogs final : public Dialogs {
   SimLoop& loop_;
   std::vector<BoxRequest> boxes_;
   std::vector<SaveRequest> saves_;
+  std::vector<FolderRequest> folders_;
   std::deque<Open<int>> standing_;
   std::deque<Open<std::optional<std::string>>> standingSaves_;
+  std::deque<std::function<void(std::optional<std::string>)>> standingFolders_;
   std::vector<Rule> rules_;
   std::function<std::optional<std::string>(const SaveRequest&)> choose_;
   std::uint64_t nextId_ = 1;
@@ -118,24 +127,64 @@ class SimMachine final : public Machine {
   SimLoop& loop_;
 };
 
+// The list of programs that start with the session: whether this one is in it, and how often it was written.
+class SimAutoStart final : public AutoStart {
+ public:
+  void SetEntry(bool aPresent) override;
+
+  bool present = false;
+  int writes = 0;
+  bool failWrites = false;
+};
+
 // Decimal point, and dates as 2026-11-21 00:16:00.
 class SimLocale final : public Locale {
  public:
   std::string DecimalSeparator() const override { return decimalSeparator; }
   std::string DateTimeText(double serial) const override;
 
+  DateForms ShortForms() const override { return forms; }
+
   std::string decimalSeparator = ".";
+  DateForms forms;
 };
 
+// The notification area. A test acts on the icon with Mouse.
 class SimTray final : public Tray {
  public:
-  void SetTip(const std::string& text) override;
-  void SetLevel(int level) override;
+  void Add(const std::string& picture, const std::string& tip, TrayEvents& events) override;
+  void SetPicture(const std::string& picture) override;
+  void SetTip(const std::string& tip) override;
+  void Delete() override;
+
+  bool Shown() const { return events_ != nullptr; }
+  void Mouse(int message);
 
   std::string tip;
-  int level = -1;  // -1: never set
-  std::vector<std::string> tips;
-  std::vector<int> levels;
+  std::string picture;
+  std::vector<std::string> tips;  // those set later than at the adding, in order; as the pictures
+  std::vector<std::string> pictures;
+  int added = 0;
+  int deleted = 0;
+
+ private:
+  TrayEvents* events_ = nullptr;
+};
+
+class SimBrowserMenu final : public BrowserMenu {
+ public:
+  void SetEntry(bool present) override;
+
+  bool entry = false;
+  bool parentMissing = false;  // nothing can be written then
+  int calls = 0;
+};
+
+// A menu that was opened at the mouse pointer, as it looked.
+struct SimPopup {
+  std::vector<std::string> captions;
+  std::vector<Menu*> entries;
+  std::string standard;
 };
 
 // What a view has been told.
@@ -146,6 +195,7 @@ struct SimViewRecord {
   int shown = 0;
   int hidden = 0;
   int raised = 0;
+  std::vector<WindowState> states;
   std::uint64_t changes = 0;                       // of the window and its controls
   std::map<std::string, std::uint64_t> changesOf;  // by control name
 };
@@ -154,6 +204,11 @@ struct SimViewRecord {
 class SimWindows final : public WindowSystem {
  public:
   std::unique_ptr<WindowView> NewView(Window& window) override;
+  ScreenSize Screen() const override { return screen; }
+  void PopUp(const std::vector<Menu*>& entries, const Menu& standard) override;
+
+  ScreenSize screen{1280, 1024};
+  std::vector<SimPopup> popups;  // every one ever opened, in order
 
   // Windows that are loaded, oldest first.
   std::vector<Window*> Loaded() const;

@@ -135,7 +135,12 @@ void SimFtpServer::Received(SimPeer& peer, std::string_view bytes) {
   }
 }
 
-void SimFtpServer::ClientClosed(SimPeer& peer) { EndSession(*sessions_.at(peer.Number())); }
+void SimFtpServer::ClientClosed(SimPeer& peer) {
+  Session& session = *sessions_.at(peer.Number());
+  if (lingering == 0) return EndSession(session);
+  peer.Loop().InWorld(peer.Loop().Time() + SimLoop::Micros{lingering} * SimLoop::kMillisecond,
+                      [this, &session] { EndSession(session); });
+}
 
 void SimFtpServer::EndSession(Session& session) {
   session.ended = true;

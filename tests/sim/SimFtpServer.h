@@ -3,7 +3,8 @@
 // What a control connection suffers is chosen by its number (OnConnection), else what all suffer (Always).
 // Each PASV opens a port of its own, which goes with its control connection. SIZE and RETR work in binary
 // type alone, so that a client that forgot TYPE I fails. A login counts until the server has seen the
-// client hang up. Every command is kept by connection, and the network's log has every byte.
+// client hang up, and as much longer as told. Every command is kept by connection, and the network's log has every
+// byte.
 #pragma once
 
 #include <climits>
@@ -57,11 +58,19 @@ class SimFtpServer final : public SimServer {
   void User(const std::string& name, const std::string& password) { users_[name] = password; }
   void Always(FtpFault fault) { always_ = std::move(fault); }
   void OnConnection(int number, FtpFault fault) { byConnection_[number] = std::move(fault); }
+  // Nothing goes wrong any more, and everybody is let in.
+  void NoFaults() {
+    always_ = {};
+    byConnection_.clear();
+    mostLogins = INT_MAX;
+    lingering = 0;
+  }
   // Passwords by user; "anonymous" comes in with any.
   std::string loginDirectory = "/";
   int mostLogins = INT_MAX;
   FtpLimit limitAt = FtpLimit::Pass;
   std::string limitReply = "530 too many logins\r\n";
+  std::uint32_t lingering = 0;  // ms for which a login counts on after the client's hang-up was seen
 
   const std::vector<FtpCommandLog>& Log() const { return log_; }
   std::vector<std::string> Commands(int connection) const;

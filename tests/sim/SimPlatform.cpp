@@ -25,9 +25,10 @@ SimPlatform::SimPlatform(SimOptions options)
       dialogs_(loop_),
       shell_(disk_),
       machine_(loop_),
+      media_(loop_),
       tasks_(std::make_unique<TaskLoop>(gate_, loop_)),
       platform_(new Platform{gate_, loop_, *tasks_, loop_, network_, disk_, settings_, clipboard_, dialogs_, shell_,
-                             machine_, locale_, tray_, windows_}) {
+                             machine_, locale_, tray_, windows_, media_, &autoStart_, &browserMenu_}) {
   disk_.SetState(std::move(options.disk));
   for (const char* folder : {"/prog", "/home/u/Documents", "/tmp"}) disk_.MakeFolder(folder);
 }

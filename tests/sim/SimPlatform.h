@@ -32,6 +32,7 @@
 #include "SimDisk.h"
 #include "SimHttpServer.h"
 #include "SimLoop.h"
+#include "SimMedia.h"
 #include "SimNetwork.h"
 #include "SimRandom.h"
 #include "platform/EventGate.h"
@@ -73,8 +74,11 @@ class SimPlatform {
   SimShell& shell() { return shell_; }
   SimMachine& machine() { return machine_; }
   SimLocale& locale() { return locale_; }
+  SimAutoStart& autoStart() { return autoStart_; }
   SimTray& tray() { return tray_; }
+  SimBrowserMenu& browserMenu() { return browserMenu_; }
   SimWindows& windows() { return windows_; }
+  SimMedia& media() { return media_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
 
@@ -119,8 +123,11 @@ class SimPlatform {
   SimShell shell_;
   SimMachine machine_;
   SimLocale locale_;
+  SimAutoStart autoStart_;
   SimTray tray_;
+  SimBrowserMenu browserMenu_;
   SimWindows windows_;
+  SimMedia media_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;
 };

@@ -1,6 +1,7 @@
 #include "desktop/views/Bars.h"
 
 #include <QAction>
+#include <QShortcut>
 #include <QStatusBar>
 #include <QTabBar>
 #include <QToolBar>
@@ -84,6 +85,12 @@ class TabStripBinding : public Binding {
     QObject::connect(&bar, &QTabBar::currentChanged, context.receiver, [&control, &context](int index) {
       if (!context.settingDown) control.SelectByUser(index);
     });
+    // From anywhere in the window, round the ends.
+    Turn({Qt::CTRL | Qt::Key_Tab, Qt::CTRL | Qt::Key_PageDown}, 1, context);
+    // What arrives for Tab with Shift differs by platform.
+    Turn({Qt::CTRL | Qt::SHIFT | Qt::Key_Tab, Qt::CTRL | Qt::SHIFT | Qt::Key_Backtab, Qt::CTRL | Qt::Key_Backtab,
+          Qt::CTRL | Qt::Key_PageUp},
+         -1, context);
   }
 
   void Down() override {
@@ -103,6 +110,17 @@ class TabStripBinding : public Binding {
   }
 
  private:
+  void Turn(const QList<QKeySequence>& keys, int step, BindingContext& context) {
+    auto* shortcut = new QShortcut(&bar_);  // its child
+    shortcut->setKeys(keys);
+    const auto turn = [this, step] {
+      if (bar_.count() > 0) bar_.setCurrentIndex((bar_.currentIndex() + step + bar_.count()) % bar_.count());
+    };
+    QObject::connect(shortcut, &QShortcut::activated, context.receiver, turn);
+    // One key can fit two of the sequences.
+    QObject::connect(shortcut, &QShortcut::activatedAmbiguously, context.receiver, turn);
+  }
+
   TabStrip& control_;
   QTabBar& bar_;
 };

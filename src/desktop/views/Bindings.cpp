@@ -2,14 +2,19 @@
 
 #include <QAbstractButton>
 #include <QAction>
+#include <QColor>
 #include <QComboBox>
+#include <QEvent>
+#include <QFont>
 #include <QFontMetrics>
 #include <QGroupBox>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QLocale>
 #include <QMenu>
+#include <QPalette>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
@@ -25,10 +30,13 @@
 #include "desktop/views/Bars.h"
 #include "desktop/views/Icons.h"
 #include "desktop/views/ListBinding.h"
+#include "desktop/views/PreviewBinding.h"
 #include "desktop/views/Widgets.h"
 #include "lang/Format.h"
 #include "platform/Controls.h"
 #include "platform/EventGate.h"
+#include "platform/LinkLabel.h"
+#include "platform/Media.h"
 
 namespace pellora {
 
@@ -71,12 +79,67 @@ class LabelBinding : public WidgetBinding<Label, QLabel> {
   }
 };
 
+// Opens with Return and Space as well, for who has no mouse.
+class LinkKeys : public QObject {
+ public:
+  LinkKeys(LinkLabel& control, QObject* receiver) : QObject(receiver), control_(control) {}
+
+ protected:
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() != QEvent::KeyPress) return false;
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    if (key != Qt::Key_Return && key != Qt::Key_Enter && key != Qt::Key_Space) return false;
+    control_.DoubleClick();
+    return true;
+  }
+
+ private:
+  LinkLabel& control_;
+};
+
+// The theme's colour of a link, or a stronger one. Themes that know nothing of links leave theirs dark blue on a
+// dark window.
+QColor LinkColour(const QPalette& palette, bool highlighted) {
+  const bool dark = palette.color(QPalette::Window).lightness() < palette.color(QPalette::WindowText).lightness();
+  QColor colour = palette.color(QPalette::Link);
+  if (dark && colour.lightness() < 150) colour = QColor(0x7a, 0xb4, 0xff);
+  if (!highlighted) return colour;
+  return dark ? colour.lighter(125) : colour.darker(200);
+}
+
+class LinkBinding : public LabelBinding {
+ public:
+  LinkBinding(LinkLabel& control, QLabel& label, BindingContext& context)
+      : LabelBinding(control, label, context), link_(control) {
+    label.setFocusPolicy(Qt::TabFocus);
+    label.installEventFilter(new LinkKeys(control, context.receiver));
+  }
+  void Down() override {
+    LabelBinding::Down();
+    QFont font = widget_.font();
+    if (font.underline() != link_.Underline()) {
+      font.setUnderline(link_.Underline);
+      widget_.setFont(font);
+    }
+    const QColor colour = LinkColour(widget_.parentWidget()->palette(), link_.ForeColour() != kLinkColour);
+    if (widget_.palette().color(widget_.foregroundRole()) == colour) return;
+    QPalette palette;
+    palette.setColor(QPalette::Link, colour);
+    widget_.setPalette(palette);
+    widget_.setForegroundRole(QPalette::Link);
+  }
+
+ private:
+  LinkLabel& link_;
+};
+
 // Room for a caption and a calm margin around it.
 void GiveRoom(QAbstractButton& button) {
   if (qobject_cast<QPushButton*>(&button) == nullptr) return;
   const QFontMetrics metrics = button.fontMetrics();
-  button.setMinimumWidth(std::max(metrics.averageCharWidth() * 14,
-                                  metrics.size(Qt::TextShowMnemonic, button.text()).width() + metrics.height() * 2));
+  const int picture = button.icon().isNull() ? 0 : button.iconSize().width() + 4;
+  const int text = metrics.size(Qt::TextShowMnemonic, button.text()).width();
+  button.setMinimumWidth(std::max(metrics.averageCharWidth() * 14, picture + text + metrics.height() * 2));
 }
 
 class ButtonBinding : public WidgetBinding<CommandButton, QAbstractButton> {
@@ -117,8 +180,7 @@ class CheckBinding : public WidgetBinding<ControlType, QAbstractButton> {
 
 class TextBinding : public WidgetBinding<TextBox, QLineEdit> {
  public:
-  TextBinding(TextBox& control, QLineEdit& edit, BindingContext& context)
-      : WidgetBinding(control, edit, context) {
+  TextBinding(TextBox& control, QLineEdit& edit, BindingContext& context) : WidgetBinding(control, edit, context) {
     edit.setMaxLength(1 << 20);
     QObject::connect(&edit, &QLineEdit::textEdited, context.receiver, [&control, &context](const QString& text) {
       context.gate.Deliver([&] { control.SetByUser(ModelText(text)); });
@@ -139,16 +201,25 @@ class TextBinding : public WidgetBinding<TextBox, QLineEdit> {
   int selectAll_ = 0;  // what was asked for before the window had a form counts as well
 };
 
+// A row of a list to choose from. What files give as their names can be of any length, and is told apart long before
+// its end.
+QString ChoiceText(const std::string& item) {
+  constexpr qsizetype kLongest = 200;
+  const QString text = DisplayLine(item);
+  return text.size() > kLongest ? text.first(kLongest) + QChar(0x2026) : text;
+}
+
 class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
  public:
   ComboBinding(ComboBox& control, QComboBox& box, BindingContext& context) : WidgetBinding(control, box, context) {
     QObject::connect(&box, &QComboBox::activated, context.receiver, [&control, &box, &context](int index) {
+      if (index >= 0 && static_cast<std::size_t>(index) < control.Items().size()) {
+        control.ChooseByUser(index);
+        return;
+      }
       context.gate.Deliver([&] {
         control.Index = index;
-        const auto& items = control.Items();
-        control.Text = index >= 0 && static_cast<std::size_t>(index) < items.size()
-                           ? items[static_cast<std::size_t>(index)]
-                           : ModelText(box.currentText());
+        control.Text = ModelText(box.currentText());
       });
     });
     QObject::connect(&box, &QComboBox::editTextChanged, context.receiver, [&control, &context](const QString& text) {
@@ -162,7 +233,7 @@ class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
       filled_ = true;
       shown_ = control_.Items;
       widget_.clear();
-      for (const std::string& item : shown_) widget_.addItem(DisplayLine(item));
+      for (const std::string& item : shown_) widget_.addItem(ChoiceText(item));
     }
     if (widget_.currentIndex() != control_.Index()) widget_.setCurrentIndex(control_.Index);
     if (widget_.isEditable() && widget_.currentText() != DisplayText(control_.Text)) {
@@ -299,6 +370,8 @@ std::unique_ptr<Binding> TieMenu(Menu& control, QObject& object, BindingContext&
 }  // namespace
 
 std::unique_ptr<Binding> Bind(Control& control, QObject& object, BindingContext& context) {
+  if (auto* link = dynamic_cast<LinkLabel*>(&control))
+    return Tie<LinkBinding, LinkLabel, QLabel>(*link, object, context);
   if (auto* label = dynamic_cast<Label*>(&control)) return Tie<LabelBinding, Label, QLabel>(*label, object, context);
   if (auto* button = dynamic_cast<CommandButton*>(&control)) {
     return Tie<ButtonBinding, CommandButton, QAbstractButton>(*button, object, context);
@@ -340,6 +413,7 @@ std::unique_ptr<Binding> Bind(Control& control, QObject& object, BindingContext&
   if (auto* tabs = dynamic_cast<TabStrip*>(&control)) return BindTabStrip(*tabs, object, context);
   if (auto* bar = dynamic_cast<StatusBar*>(&control)) return BindStatusBar(*bar, object, context);
   if (auto* list = dynamic_cast<ListView*>(&control)) return BindListView(*list, object, context);
+  if (auto* surface = dynamic_cast<MediaSurface*>(&control)) return BindPreview(*surface, object, context);
   return nullptr;
 }
 

@@ -48,6 +48,11 @@ void FormHost::Raise() {
   Schedule();
 }
 
+void FormHost::SetState(WindowState state) {
+  wantState_ = state;
+  Schedule();
+}
+
 void FormHost::Changed(const Control* control) {
   // Before the form is made nothing needs noting: it begins with everything as it then is.
   if (root_ == nullptr) return;
@@ -72,6 +77,7 @@ void FormHost::Detach() {
   receiver_.reset();
   bindings_.clear();
   if (root_ != nullptr) {
+    if (follower_ != nullptr) follower_->LetGo();
     root_->removeEventFilter(this);
     root_->hide();
     root_->deleteLater();
@@ -112,6 +118,7 @@ void FormHost::Build() {
   }
   const QString fold = root_->property("foldWidget").toString();
   if (!fold.isEmpty()) fold_ = root_->findChild<QWidget*>(fold);
+  follower_ = dynamic_cast<WindowFollower*>(root_);
   windowDirty_ = true;
 }
 
@@ -137,6 +144,8 @@ void FormHost::Flush() {
   if (window_ == nullptr) return;
   if (std::exchange(fitWanted_, false) && !sizedByUser_) FitHeight();
   if (window_ == nullptr) return;
+  if (const auto state = std::exchange(wantState_, std::nullopt)) ApplyState(*state);
+  if (window_ == nullptr) return;
   if (const auto shown = std::exchange(wantShown_, std::nullopt)) root_->setVisible(*shown);
   if (window_ == nullptr) return;
   if (std::exchange(wantRaise_, false)) {
@@ -151,9 +160,13 @@ void FormHost::BringDown() {
   if (root_ == nullptr || dirty_.empty()) return;
   const auto changed = std::exchange(dirty_, {});
   context_.settingDown = true;
-  for (const Control* control : changed) {
-    const auto at = bindings_.find(control);
-    if (at != bindings_.end()) at->second->Down();
+  // What goes makes room first: a form that shows both of two parts for a moment grows for good.
+  for (const bool visible : {false, true}) {
+    for (const Control* control : changed) {
+      if (control->Visible() != visible) continue;
+      const auto at = bindings_.find(control);
+      if (at != bindings_.end()) at->second->Down();
+    }
   }
   context_.settingDown = false;
   for (FileIcon& entry : fileIcons_) {
@@ -163,7 +176,15 @@ void FormHost::BringDown() {
   }
 }
 
+void FormHost::ApplyState(WindowState state) {
+  const Qt::WindowStates others = root_->windowState() & ~(Qt::WindowMinimized | Qt::WindowMaximized);
+  root_->setWindowState(state == WindowState::Minimised   ? others | Qt::WindowMinimized
+                        : state == WindowState::Maximised ? others | Qt::WindowMaximized
+                                                          : others);
+}
+
 void FormHost::ApplyWindow() {
+  if (follower_ != nullptr) follower_->Follow(*window_);
   const QString title = DisplayLine(window_->Caption).trimmed();
   if (root_->windowTitle() != title) root_->setWindowTitle(title);
   const int width = window_->Width;

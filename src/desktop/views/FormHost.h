@@ -24,6 +24,19 @@ namespace pellora {
 class IconLabel;
 class Label;
 class Window;
+enum class WindowState;
+
+// A form that follows more of its window than title and size.
+class WindowFollower {
+ public:
+  // At the making of the form, and whenever a property of the window itself may have changed.
+  virtual void Follow(Window& window) = 0;
+  // The window goes; no event may reach it from here on.
+  virtual void LetGo() = 0;
+
+ protected:
+  ~WindowFollower() = default;
+};
 
 class FormHost : public QObject {
   Q_OBJECT
@@ -35,6 +48,7 @@ class FormHost : public QObject {
 
   void SetShown(bool shown);
   void Raise();
+  void SetState(WindowState state);
   void Changed(const Control* control);
   // Hides the form and ends all ties to the model. The host deletes itself later.
   void Detach();
@@ -58,6 +72,7 @@ class FormHost : public QObject {
   void Build();
   void WatchMouse(QWidget& widget, Control* control);
   void BringDown();
+  void ApplyState(WindowState state);
   void ApplyWindow();
   void FitHeight();
   bool HintsAt(const QPoint& place) const;
@@ -69,7 +84,8 @@ class FormHost : public QObject {
   std::unique_ptr<QObject> receiver_;
   BindingContext context_;
   QWidget* root_ = nullptr;
-  QWidget* fold_ = nullptr;  // the part that a low window folds away
+  WindowFollower* follower_ = nullptr;  // the form, if it is one
+  QWidget* fold_ = nullptr;             // the part that a low window folds away
   std::unordered_map<const Control*, std::unique_ptr<Binding>> bindings_;
   QHash<QObject*, Control*> mouseTargets_;
   std::vector<FileIcon> fileIcons_;
@@ -79,6 +95,7 @@ class FormHost : public QObject {
   bool scheduled_ = false;
   std::optional<bool> wantShown_;
   bool wantRaise_ = false;
+  std::optional<WindowState> wantState_;
 
   int appliedWidth_ = 0;  // of the model, as last brought down or reported
   int appliedHeight_ = 0;

@@ -8,11 +8,16 @@
 #include <QPalette>
 #include <array>
 
+#include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
+#include "ui_DownloadBasket.h"
+#include "ui_Extract.h"
 #include "ui_Form1.h"
+#include "ui_Form2.h"
 #include "ui_MainWindow.h"
 #include "ui_TransferWindow.h"
 #include "ui_WantDown.h"
+#include "ui_options.h"
 
 namespace pellora {
 
@@ -30,10 +35,14 @@ struct Form {
   QWidget* (*make)();
 };
 
-constexpr std::array<Form, 4> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
+constexpr std::array<Form, 8> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
                                          {"TransferWindow", &Make<::Ui::TransferWindow, QWidget>},
                                          {"Form1", &Make<::Ui::Form1, QDialog>},
-                                         {"WantDown", &Make<::Ui::WantDown, QDialog>}}};
+                                         {"WantDown", &Make<::Ui::WantDown, QDialog>},
+                                         {"options", &Make<::Ui::options, QDialog>},
+                                         {"DownloadBasket", &Make<::Ui::DownloadBasket, BasketForm>},
+                                         {"Form2", &Make<::Ui::Form2, QWidget>},
+                                         {"Extract", &Make<::Ui::Extract, QDialog>}}};
 
 // Keeps a label quieter than its neighbours on every palette, also on one that changes. Themes that know
 // nothing of PlaceholderText leave it black on a dark window.

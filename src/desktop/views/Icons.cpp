@@ -5,6 +5,7 @@
 #include <QLatin1String>
 #include <QMimeDatabase>
 #include <QMimeType>
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -32,6 +33,32 @@ constexpr std::array<ToolDrawing, 9> kToolDrawings = {{{"AddURL", "add"},
                                                        {"ResumeDownloads", "resume-all"},
                                                        {"Quit", "quit"},
                                                        {"Browser", "browser"}}};
+
+// What is neither picture, sound, film nor package, by what one would open it with.
+QString DrawingOfText(const QMimeType& type) {
+  const QString generic = type.genericIconName();
+  const QString name = type.name();
+  if (generic == QLatin1String("x-office-document") || generic == QLatin1String("x-office-spreadsheet") ||
+      generic == QLatin1String("x-office-presentation") || name == QLatin1String("application/pdf")) {
+    return QStringLiteral("file-document");
+  }
+  if (generic == QLatin1String("application-x-executable") || name.contains(QLatin1String("executable")) ||
+      name.contains(QLatin1String("sharedlib")) || name.contains(QLatin1String("msdownload")) ||
+      name.contains(QLatin1String("ms-dos"))) {
+    return QStringLiteral("file-program");
+  }
+  constexpr std::array<const char*, 5> kProse = {"text/x-log", "text/x-readme", "text/x-changelog", "text/x-install",
+                                                 "text/x-copying"};
+  if (std::any_of(kProse.begin(), kProse.end(), [&](const char* prose) { return name == QLatin1String(prose); })) {
+    return QStringLiteral("file");
+  }
+  if (generic == QLatin1String("text-x-script") || name.startsWith(QLatin1String("text/x-")) ||
+      name.contains(QLatin1String("script")) || name.contains(QLatin1String("json")) ||
+      name.contains(QLatin1String("xml")) || name == QLatin1String("text/html") || name == QLatin1String("text/css")) {
+    return QStringLiteral("file-code");
+  }
+  return QStringLiteral("file");
+}
 
 }  // namespace
 
@@ -73,7 +100,7 @@ QIcon FileTypeIcon(const QString& fileName) {
                             : type.genericIconName() == QLatin1String("package-x-generic") ||
                                     kind.contains(QLatin1String("zip")) || kind.contains(QLatin1String("compressed"))
                                 ? QStringLiteral("file-package")
-                                : QStringLiteral("file");
+                                : DrawingOfText(type);
     icon = Drawing(drawing);
   }
   if (known.size() < 1000) known.insert(extension, icon);

@@ -5,11 +5,14 @@
 #include <QItemSelection>
 #include <QItemSelectionModel>
 #include <QKeyEvent>
+#include <QListView>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPersistentModelIndex>
 #include <QPointer>
 #include <QScrollBar>
+#include <QStackedWidget>
+#include <QStyledItemDelegate>
 #include <QTreeView>
 #include <algorithm>
 #include <vector>
@@ -25,15 +28,20 @@ namespace {
 // Watches the view's events; a child of the context's receiver, so it ends with the bindings.
 class ListWatcher : public QObject {
  public:
-  ListWatcher(ListView& control, QTreeView& view, BindingContext& context)
-      : QObject(context.receiver), control_(control), view_(view), context_(context) {
+  ListWatcher(ListView& control, QAbstractItemView& view, BindingContext& context)
+      : QObject(context.receiver),
+        control_(control),
+        view_(view),
+        header_(qobject_cast<QTreeView*>(&view) != nullptr ? qobject_cast<QTreeView*>(&view)->header() : nullptr),
+        context_(context) {
     view.viewport()->installEventFilter(this);
     view.installEventFilter(this);
   }
 
   void FitColumns() {
+    if (header_ == nullptr) return;
     const auto& columns = control_.Columns();
-    QHeaderView* header = view_.header();
+    QHeaderView* const header = header_;
     const int count = std::min(header->count(), static_cast<int>(columns.size()));
     if (count == 0 || view_.viewport()->width() <= 0) return;
     const QStringList samples = view_.property("columnSamples").toStringList();
@@ -82,9 +90,13 @@ class ListWatcher : public QObject {
       case QEvent::Resize:
         if (watched == view_.viewport()) FitColumns();
         return false;
+      case QEvent::MouseButtonPress:
+        endsDoubleClick_ = false;
+        return false;
       case QEvent::MouseButtonRelease: {
         const auto* mouse = static_cast<QMouseEvent*>(event);
         if (watched != view_.viewport() || mouse->button() != Qt::LeftButton) return false;
+        if (std::exchange(endsDoubleClick_, false)) return false;
         if (!view_.indexAt(mouse->position().toPoint()).isValid()) return false;
         // The view takes the release first, so that the selection is the new one.
         const QPointer<ListWatcher> alive(this);
@@ -97,8 +109,11 @@ class ListWatcher : public QObject {
         return false;
       }
       case QEvent::MouseButtonDblClick:
+        if (watched != view_.viewport()) return false;
         // The view takes any button's for a double click.
-        return watched == view_.viewport() && static_cast<QMouseEvent*>(event)->button() != Qt::LeftButton;
+        if (static_cast<QMouseEvent*>(event)->button() != Qt::LeftButton) return true;
+        endsDoubleClick_ = true;
+        return false;
       case QEvent::KeyPress:
         return watched == &view_ && PressKey(*static_cast<QKeyEvent*>(event));
       case QEvent::ContextMenu: {
@@ -151,14 +166,74 @@ class ListWatcher : public QObject {
   }
 
   ListView& control_;
-  QTreeView& view_;
+  QAbstractItemView& view_;
+  QHeaderView* header_;  // null where there are no columns
   BindingContext& context_;
+  bool endsDoubleClick_ = false;  // the next release of the left button is no click
+};
+
+// Cells of one size, so that the pane need not measure its rows. A large icon stands above its name; the view's
+// own mode for that would lay out item by item.
+class CellDelegate : public QStyledItemDelegate {
+ public:
+  CellDelegate(QListView& pane, bool large) : QStyledItemDelegate(&pane), pane_(pane), large_(large) {}
+  QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const override { return pane_.gridSize(); }
+
+ protected:
+  void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+    QStyledItemDelegate::initStyleOption(option, index);
+    if (!large_) return;
+    option->decorationPosition = QStyleOptionViewItem::Top;
+    option->decorationAlignment = Qt::AlignCenter;
+    option->displayAlignment = Qt::AlignHCenter | Qt::AlignTop;
+    option->features |= QStyleOptionViewItem::WrapText;
+  }
+
+ private:
+  QListView& pane_;
+  bool large_;
+};
+
+void ArrangeIcons(QListView& pane, int display) {
+  const bool large = display == kIconDisplay;
+  const int line = pane.fontMetrics().height();
+  const int letter = pane.fontMetrics().averageCharWidth();
+  pane.setFlow(display == kListDisplay ? QListView::TopToBottom : QListView::LeftToRight);
+  pane.setWrapping(true);
+  pane.setResizeMode(QListView::Adjust);
+  pane.setUniformItemSizes(true);
+  pane.setTextElideMode(Qt::ElideMiddle);
+  pane.setIconSize(large ? QSize(32, 32) : QSize(16, 16));
+  pane.setGridSize(large ? QSize(letter * 17, 32 + 3 * line + 4) : QSize(letter * 30, std::max(line, 16) + 8));
+  QAbstractItemDelegate* const former = pane.itemDelegate();
+  pane.setItemDelegate(new CellDelegate(pane, large));
+  delete former;
+}
+
+// Keeps figures off the text of the next column.
+class FigureDelegate : public QStyledItemDelegate {
+ public:
+  using QStyledItemDelegate::QStyledItemDelegate;
+
+ protected:
+  void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+    QStyledItemDelegate::initStyleOption(option, index);
+    if ((option->displayAlignment & Qt::AlignRight) != 0) option->text += QStringLiteral("  ");
+  }
 };
 
 class ListBinding : public Binding {
  public:
-  ListBinding(ListView& control, QTreeView& view, BindingContext& context)
-      : control_(control), view_(view), context_(context), rows_(new ListRowsModel(control, &view)) {
+  // `stack` holds the view and `icons`, the pane of the displays without columns; both may be null.
+  ListBinding(ListView& control, QTreeView& view, QListView* icons, QStackedWidget* stack, BindingContext& context)
+      : control_(control),
+        view_(view),
+        icons_(icons),
+        stack_(stack),
+        context_(context),
+        rows_(new ListRowsModel(control, &view)) {
+    for (const QString& column : view.property("rightColumns").toStringList()) rows_->AlignRight(column.toInt());
+    view.setItemDelegate(new FigureDelegate(&view));
     view.setModel(rows_);
     view.setUniformRowHeights(true);
     view.setRootIsDecorated(false);
@@ -174,17 +249,31 @@ class ListBinding : public Binding {
       if (!context_.settingDown) TellSelection();
     });
     QObject::connect(&view, &QTreeView::doubleClicked, context.receiver, [&control] { control.DoubleClick(); });
+    if (control.OnColumnClick) {
+      view.header()->setSectionsClickable(true);
+      QObject::connect(view.header(), &QHeaderView::sectionClicked, context.receiver,
+                       [&control](int column) { control.ClickColumn(column); });
+    }
+    if (icons_ == nullptr) return;
+    new ListWatcher(control, *icons_, context);  // its receiver's child
+    icons_->setSelectionBehavior(QAbstractItemView::SelectRows);
+    icons_->setSelectionMode(view.selectionMode());
+    icons_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    QObject::connect(icons_, &QListView::doubleClicked, context.receiver, [&control] { control.DoubleClick(); });
   }
 
   ~ListBinding() override { rows_->Detach(); }
 
   void Down() override {
-    if (view_.isHidden() == control_.Visible()) view_.setVisible(control_.Visible);
-    view_.setEnabled(control_.Enabled);
+    QWidget& whole = stack_ != nullptr ? static_cast<QWidget&>(*stack_) : view_;
+    if (whole.isHidden() == control_.Visible()) whole.setVisible(control_.Visible);
+    whole.setEnabled(control_.Enabled);
+    ShowDisplay();
     const int scroll = view_.verticalScrollBar()->value();
     const bool anew = rows_->Follow();
     ShowSelection();
     if (anew) view_.verticalScrollBar()->setValue(scroll);
+    if (control_.OnColumnClick) ShowSort();
     if (columns_ != control_.Columns()) {
       columns_ = control_.Columns;
       watcher_->FitColumns();
@@ -192,6 +281,32 @@ class ListBinding : public Binding {
   }
 
  private:
+  // A pane that is not shown has no rows to lay out.
+  void ShowDisplay() {
+    if (icons_ == nullptr || stack_ == nullptr || display_ == control_.View()) return;
+    display_ = control_.View();
+    if (display_ == kReportDisplay) {
+      stack_->setCurrentWidget(&view_);
+      icons_->setModel(nullptr);
+      return;
+    }
+    ArrangeIcons(*icons_, display_);
+    if (icons_->model() == nullptr) {
+      icons_->setModel(rows_);
+      const QItemSelectionModel* const own = icons_->selectionModel();
+      icons_->setSelectionModel(view_.selectionModel());
+      delete own;
+    }
+    stack_->setCurrentWidget(icons_);
+  }
+
+  void ShowSort() {
+    QHeaderView& header = *view_.header();
+    header.setSortIndicatorShown(control_.Sorted());
+    if (!control_.Sorted()) return;
+    header.setSortIndicator(control_.SortKey(), control_.SortsDescending() ? Qt::DescendingOrder : Qt::AscendingOrder);
+  }
+
   void TellSelection() {
     std::vector<std::size_t> rows;
     for (const QItemSelectionRange& range : view_.selectionModel()->selection()) {
@@ -226,7 +341,10 @@ class ListBinding : public Binding {
 
   ListView& control_;
   QTreeView& view_;
+  QListView* icons_;
+  QStackedWidget* stack_;
   BindingContext& context_;
+  int display_ = kReportDisplay;
   ListRowsModel* rows_;   // owned by the view
   ListWatcher* watcher_;  // owned by the context's receiver
   std::vector<ControlPart> columns_;
@@ -235,8 +353,10 @@ class ListBinding : public Binding {
 }  // namespace
 
 std::unique_ptr<Binding> BindListView(ListView& control, QObject& object, BindingContext& context) {
-  auto* view = qobject_cast<QTreeView*>(&object);
-  return view == nullptr ? nullptr : std::make_unique<ListBinding>(control, *view, context);
+  auto* stack = qobject_cast<QStackedWidget*>(&object);
+  auto* view = stack != nullptr ? stack->findChild<QTreeView*>() : qobject_cast<QTreeView*>(&object);
+  auto* icons = stack != nullptr ? stack->findChild<QListView*>() : nullptr;
+  return view == nullptr ? nullptr : std::make_unique<ListBinding>(control, *view, icons, stack, context);
 }
 
 }  // namespace pellora

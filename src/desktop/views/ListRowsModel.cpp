@@ -84,6 +84,11 @@ QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
     case Qt::AccessibleTextRole:
       if (column == 0) return DisplayLine(row.text);
       return column <= row.subItems.size() ? DisplayLine(row.subItems[column - 1]) : QString();
+    case Qt::TextAlignmentRole:
+      return rightColumns_.count(index.column()) == 0 ? QVariant() : QVariant(Qt::AlignRight | Qt::AlignVCenter);
+    case Qt::ToolTipRole:
+      // The cells of icons cut long names.
+      return list_->View() == kReportDisplay ? QVariant() : QVariant(PlainTip(DisplayLine(row.text)));
     case Qt::DecorationRole:
       return column == 0 ? QVariant(RowIcon(row.icon)) : QVariant();
     default:
@@ -93,8 +98,13 @@ QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
 
 QVariant ListRowsModel::headerData(int section, Qt::Orientation orientation, int role) const {
   if (orientation != Qt::Horizontal || section < 0 || section >= headers_.size()) return {};
-  if (role == Qt::DisplayRole) return headers_[section];
-  if (role == Qt::TextAlignmentRole) return QVariant(Qt::AlignLeft | Qt::AlignVCenter);
+  if (role == Qt::DisplayRole) {
+    return rightColumns_.count(section) == 0 ? headers_[section] : QString(headers_[section] + QStringLiteral("  "));
+  }
+  if (role == Qt::TextAlignmentRole) {
+    const Qt::Alignment side = rightColumns_.count(section) == 0 ? Qt::AlignLeft : Qt::AlignRight;
+    return QVariant(side | Qt::AlignVCenter);
+  }
   return {};
 }
 

@@ -5,6 +5,7 @@
 #include <QAbstractTableModel>
 #include <QStringList>
 #include <cstdint>
+#include <set>
 
 namespace pellora {
 
@@ -21,6 +22,7 @@ class ListRowsModel : public QAbstractTableModel {
   // put its selection anew.
   bool Follow();
   void Detach();
+  void AlignRight(int column) { rightColumns_.insert(column); }
 
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
@@ -32,6 +34,7 @@ class ListRowsModel : public QAbstractTableModel {
   QStringList headers_;
   int rows_ = 0;  // as the view knows it; the control may be ahead until the next Follow
   std::uint64_t version_ = 0;
+  std::set<int> rightColumns_;
 };
 
 }  // namespace pellora

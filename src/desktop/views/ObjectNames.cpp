@@ -17,6 +17,8 @@ QString ObjectName(const std::string& controlName) {
   if (std::find(kKeywords.begin(), kKeywords.end(), controlName) != kKeywords.end()) {
     return QStringLiteral("menu_") + QString::fromStdString(controlName);
   }
+  // A form's class has the name of its window, and no member may be named like its class.
+  if (controlName == "Extract") return QStringLiteral("label_Extract");
   QString name = QString::fromStdString(controlName);
   name.replace(u'(', u'_').remove(u')');
   return name;

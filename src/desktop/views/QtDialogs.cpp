@@ -1,12 +1,15 @@
 #include "desktop/views/QtDialogs.h"
 
+#include <QAbstractButton>
 #include <QCloseEvent>
+#include <QDir>
 #include <QFile>
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStandardPaths>
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "desktop/DisplayText.h"
@@ -43,6 +46,8 @@ QString DrawingOf(int style) {
       return QStringLiteral("critical");
     case kQuestion:
       return QStringLiteral("question");
+    case kWarning:
+      return QStringLiteral("warning");
     case kInformation:
       return QStringLiteral("information");
     default:
@@ -79,6 +84,7 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   box->setWindowTitle(DisplayLine(request.title));
   box->setText(DisplayText(request.text));
   box->setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok);
+  CaptionAnswers(*box);
   box->setDefaultButton(question ? QMessageBox::Yes : QMessageBox::Ok);
   connect(box, &QDialog::finished, this, [this, question, answered = std::move(answered)](int result) {
     int answer = kAnswerOk;
@@ -86,6 +92,19 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
     Post([answered, answer] { answered(answer); });
   });
   Open(*box);
+}
+
+void QtDialogs::CaptionAnswers(QMessageBox& box) const {
+  if (!answerTexts_) return;
+  constexpr std::array<std::pair<QMessageBox::StandardButton, int>, 3> kAnswers{
+      {{QMessageBox::Ok, kAnswerOk}, {QMessageBox::Yes, kAnswerYes}, {QMessageBox::No, kAnswerNo}}};
+  for (const auto& [button, answer] : kAnswers) {
+    const QString text = DisplayLine(answerTexts_(answer));
+    QAbstractButton* const key = box.button(button);
+    if (key == nullptr || text.isEmpty()) continue;
+    // The first letter answers a question, as in the desktop's own boxes; every language's two differ.
+    key->setText(button == QMessageBox::Ok ? text : u'&' + text);
+  }
 }
 
 void QtDialogs::AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) {
@@ -96,13 +115,29 @@ void QtDialogs::AskSavePath(const SaveRequest& request, std::function<void(std::
   dialog->setNameFilter(NameFilter(request.filter));
   dialog->setDirectory(QStandardPaths::writableLocation(QStandardPaths::DownloadLocation));
   dialog->selectFile(DisplayLine(request.proposal));
-  connect(dialog, &QDialog::finished, this, [this, dialog, answered = std::move(answered)](int result) {
+  OpenFileDialog(*dialog, std::move(answered));
+}
+
+void QtDialogs::AskFolder(const FolderRequest& request,
+                          std::function<void(std::optional<std::string> folder)> answered) {
+  auto* dialog = new QFileDialog(nullptr, DisplayLine(request.title));
+  dialog->setFileMode(QFileDialog::Directory);
+  dialog->setOption(QFileDialog::ShowDirsOnly);
+  const QString start = QFile::decodeName(QByteArray::fromStdString(request.start));
+  dialog->setDirectory(QDir(start).exists() && QDir::isAbsolutePath(start)
+                           ? start
+                           : QStandardPaths::writableLocation(QStandardPaths::HomeLocation));
+  OpenFileDialog(*dialog, std::move(answered));
+}
+
+void QtDialogs::OpenFileDialog(QFileDialog& dialog, std::function<void(std::optional<std::string> path)> answered) {
+  connect(&dialog, &QDialog::finished, this, [this, &dialog, answered = std::move(answered)](int result) {
     std::optional<std::string> path;
-    const QStringList files = dialog->selectedFiles();
+    const QStringList files = dialog.selectedFiles();
     if (result == QDialog::Accepted && !files.isEmpty()) path = QFile::encodeName(files.first()).toStdString();
     Post([answered, path] { answered(path); });
   });
-  Open(*dialog);
+  Open(dialog);
 }
 
 void QtDialogs::Open(QDialog& dialog) {

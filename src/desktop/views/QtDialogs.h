@@ -1,16 +1,20 @@
-// QtDialogs: message boxes and the save dialog. They block the user's input to the other windows and
+// QtDialogs: message boxes and file dialogs. They block the user's input to the other windows and
 // nothing else; no event loop is nested. Each answer is posted through the gate.
 #pragma once
 
 #include <QObject>
 #include <QPointer>
 #include <functional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Desktop.h"
 #include "platform/EventGate.h"
 
 class QDialog;
+class QFileDialog;
+class QMessageBox;
 
 namespace pellora {
 
@@ -23,16 +27,24 @@ class QtDialogs : public QObject, public Dialogs {
   // Closes what stands; no answer comes of it.
   ~QtDialogs() override;
 
+  // What the keys of a box say, by their answer; an empty text leaves the desktop's own word.
+  void SetAnswerTexts(std::function<std::string(int answer)> texts) { answerTexts_ = std::move(texts); }
+
   // A Yes/No question without an icon must be answered by one of its buttons; every other box can also
   // be left by its frame or by Esc.
   void Ask(const BoxRequest& request, std::function<void(int answer)> answered) override;
   void AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) override;
+  void AskFolder(const FolderRequest& request,
+                 std::function<void(std::optional<std::string> folder)> answered) override;
 
  private:
+  void CaptionAnswers(QMessageBox& box) const;
   void Open(QDialog& dialog);
+  void OpenFileDialog(QFileDialog& dialog, std::function<void(std::optional<std::string> path)> answered);
   void Post(std::function<void()> answer);
 
   EventGate& gate_;
+  std::function<std::string(int answer)> answerTexts_;
   std::vector<QPointer<QDialog>> open_;
 };
 

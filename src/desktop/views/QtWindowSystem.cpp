@@ -1,6 +1,15 @@
 #include "desktop/views/QtWindowSystem.h"
 
+#include <QApplication>
+#include <QCursor>
+#include <QGuiApplication>
+#include <QScreen>
+
+#include "desktop/DisplayText.h"
 #include "desktop/views/FormHost.h"
+#include "desktop/views/ObjectNames.h"
+#include "platform/Controls.h"
+#include "platform/Window.h"
 
 namespace pellora {
 
@@ -14,6 +23,7 @@ class QtWindowView : public WindowView {
   void Show() override { host_->SetShown(true); }
   void Hide() override { host_->SetShown(false); }
   void Raise() override { host_->Raise(); }
+  void SetState(WindowState state) override { host_->SetState(state); }
   void Changed(const Control* control) override { host_->Changed(control); }
 
   QWidget* Form() const { return host_->Form(); }
@@ -24,8 +34,44 @@ class QtWindowView : public WindowView {
 
 }  // namespace
 
+QtWindowSystem::~QtWindowSystem() { delete popup_; }
+
 std::unique_ptr<WindowView> QtWindowSystem::NewView(Window& window) {
+  for (const auto& [typeName, maker] : makers_) {
+    if (typeName == window.TypeName) return maker(window);
+  }
   return std::make_unique<QtWindowView>(window, gate_);
+}
+
+ScreenSize QtWindowSystem::Screen() const {
+  const QScreen* const screen = QGuiApplication::primaryScreen();
+  if (screen == nullptr) return {};
+  return {screen->geometry().width(), screen->geometry().height()};
+}
+
+void QtWindowSystem::PopUp(const std::vector<Menu*>& entries, const Menu& standard) {
+  if (popup_) popup_->close();
+  // A child of the window under the pointer: some desktops place a menu by its parent alone.
+  auto* const menu = new QMenu(QApplication::widgetAt(QCursor::pos()));
+  QObject::connect(menu, &QMenu::aboutToHide, menu, &QObject::deleteLater);
+  for (Menu* const entry : entries) {
+    if (!entry->Visible()) continue;
+    const QString caption = DisplayLine(entry->Caption);
+    if (caption == QLatin1String("-")) {
+      menu->addSeparator();
+      continue;
+    }
+    QAction* const action = menu->addAction(caption);
+    action->setObjectName(ObjectName(entry->Name));
+    action->setEnabled(entry->Enabled);
+    if (entry == &standard) menu->setDefaultAction(action);
+    // The entry's window may go while the menu stands.
+    QObject::connect(action, &QAction::triggered, action, [entry, window = entry->Owner().weak_from_this()] {
+      if (const auto alive = window.lock()) entry->Click();
+    });
+  }
+  popup_ = menu;
+  menu->popup(QCursor::pos());
 }
 
 QWidget* FormOf(const WindowView& view) {

@@ -48,6 +48,13 @@ TEST_F(IniSettingsTest, ReadsWhatWasWrittenByHand) {
   EXPECT_EQ(settings.Get("Pellora", "Last"), "end");
 }
 
+TEST_F(IniSettingsTest, PassesOverAByteOrderMark) {
+  Write("\xEF\xBB\xBF[Options]\r\nA=1\r\n");
+  EXPECT_EQ(settings.Get("Pellora", "A"), "1");
+  settings.Set("Pellora", "B", "2");
+  EXPECT_EQ(Content(file), "\xEF\xBB\xBF[Options]\r\nA=1\r\nB=2\n");
+}
+
 TEST_F(IniSettingsTest, LeavesTheOtherLinesAsTheyAre) {
   Write("; mine\n[Options]\nstrange line\nA=1\nB=2\n\n[More]\nA=3\n");
   settings.Set("Pellora", "A", "9");
@@ -92,6 +99,18 @@ TEST_F(IniSettingsTest, ALinkedFileStaysALinkAndKeepsItsRights) {
   struct stat status {};
   ASSERT_EQ(stat(folder.Path("real.ini").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0640u);
+}
+
+TEST_F(IniSettingsTest, WritesNothingWhereTheTextStandsAlready) {
+  settings.Set("Pellora", "A", " 1 ");
+  struct stat before {
+  }, after{};
+  ASSERT_EQ(stat(file.c_str(), &before), 0);
+  settings.Set("Pellora", "A", " 1 ");
+  ASSERT_EQ(stat(file.c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+  settings.Set("Pellora", "A", "1");
+  EXPECT_EQ(settings.Get("Pellora", "A"), "1");
 }
 
 }  // namespace

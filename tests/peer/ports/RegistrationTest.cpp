@@ -25,8 +25,12 @@ TEST(ActivationFileText, RefusesAPathWithALineBreak) {
   EXPECT_THROW((void)ApplicationEntryText("/a\rb/Pellora"), Failure);
 }
 
-TEST(ApplicationEntryText, DoublesPercentSigns) {
-  EXPECT_NE(ApplicationEntryText("/50%/Pellora").find("\nExec=\"/50%%/Pellora\"\n"), std::string::npos);
+TEST(ApplicationEntryText, HasAShellStartAProgramWithAPercentSignInItsPath) {
+  EXPECT_NE(ApplicationEntryText("/50%/Pellora").find(R"(
+Exec=/bin/sh -c "exec \\"\\$0\\"" "/50%%/Pellora"
+)"),
+            std::string::npos);
+  EXPECT_NE(ApplicationEntryText("/a b/Pellora").find("\nExec=\"/a b/Pellora\"\n"), std::string::npos);
 }
 
 TEST(RegisterProgram, RegistersAgainAtEveryStart) {

@@ -144,6 +144,13 @@ class Session:
         with open(path, "w", encoding="utf-8") as f:
             f.write("[Options]\n" + "".join("%s=%s\n" % pair for pair in values.items()))
 
+    def move_program(self, name):
+        folder = os.path.join(self.root, name)
+        os.rename(self.program, folder)
+        self.program = folder
+        self.list_file = os.path.join(folder, "Pellora.dat")
+        self.companion.path = os.path.join(folder, "pelloractl")
+
     def start(self):
         self.process = self.launch()
         wait_until(lambda: self.name_taken() or self.process.poll() is not None, 30, "the program on its bus")
@@ -212,6 +219,13 @@ class Session:
         """What a tool of the display prints."""
         return subprocess.run(command, env=self.stage.env, stdin=subprocess.DEVNULL, capture_output=True, text=True,
                               timeout=20, check=False).stdout
+
+    def keep_picture(self, name):
+        """Of the whole display, if PELLORA_PICTURES names a folder for it."""
+        folder = os.environ.get("PELLORA_PICTURES")
+        if folder:
+            os.makedirs(folder, exist_ok=True)
+            self.stage.windows.screenshot(os.path.join(folder, name + ".png"))
 
     def memory(self, field="VmHWM"):
         """Bytes; VmHWM is the most that the process ever held."""

@@ -130,6 +130,7 @@ class Album:
         self.take("add", self.screen.raise_window(self.text(695)))
         self.screen.keys("Escape")
         self.draw_clipboard_question()
+        self.draw_options()
         self.draw_boxes()
 
     def draw_menus(self):
@@ -154,6 +155,13 @@ class Album:
         self.screen.keys("Escape")
         harness.end_process(owner)
 
+    def draw_options(self):
+        self.screen.click("push button", self.text(103), MAIN)
+        for number in (600, 601, 602, 604):
+            self.screen.click("page tab", self.text(number), self.text(791))
+            self.take("options-%d" % number, self.screen.raise_window(self.text(791)))
+        self.screen.keys("Escape")
+
     def draw_boxes(self):
         for button, name in ((102, "reset"), (108, "quit")):
             self.screen.click("push button", self.text(button), MAIN)
@@ -163,7 +171,7 @@ class Album:
 
     def sheet(self, path):
         self.run("montage", *self.taken, "-background", "#8a9099", "-geometry", "+8+8", "-tile", "3x", path)
-        self.run("convert", path, "-colors", "220", "-strip", path)
+        self.run("convert", path, "+dither", "-colors", "220", "-strip", path)
 
 
 def main():

@@ -95,7 +95,8 @@ class WholeHeaders:
         self.to = port
         self.listener = origin.listen_low()
         self.port = self.listener.getsockname()[1]
-        threading.Thread(target=self._accept, daemon=True).start()
+        self.accepting = threading.Thread(target=self._accept, daemon=True)
+        self.accepting.start()
 
     def _accept(self):
         while True:
@@ -128,7 +129,7 @@ class WholeHeaders:
                 pass
 
     def close(self):
-        self.listener.close()
+        origin.end_accepting(self.listener, self.accepting)
 
 
 class Tinyproxy:

@@ -77,6 +77,20 @@ class Bus(unittest.TestCase):
         self.assertLess(self.session.answers(), 2)
         self.check_well()
 
+    def test_line_ends_in_an_address_make_no_header(self):
+        path = "/a%0D%0AX-Evil:%20y%0D%0A%0D%0Ab.bin"
+        self.origin.serve_file(path, 30000)
+        url = self.origin.url("/a\r\nX-Evil: y\r\n\r\nb.bin")
+        self.assertEqual(self.bus.call(*MENU_URL, url, "http://p.example/\r\nX-Evil: p", "k=v\r\nX-Evil: c"), rawbus.REPLY)
+        requests = harness.wait_until(lambda: self.origin.requests, 20, "a request")
+        # No file can have that name, and the program says so.
+        self.session.press(self.session.wait_dialog()[0], "Return")
+        for request in requests:
+            self.assertEqual(request.raw.split(b"\r\n")[0], b"GET %s HTTP/1.1" % path.encode())
+            self.assertIsNone(request.header("X-Evil"))
+            self.assertNotIn(b"k=v", request.raw)
+        self.check_well()
+
     def test_calls_during_start_and_end_do_no_harm(self):
         self.origin.serve_file("/early.bin", 30000)
         url = self.origin.url("/early.bin")

@@ -2,6 +2,7 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QDir>
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QTemporaryDir>
@@ -74,6 +75,20 @@ TEST_F(DialogsTest, ShowTextFromOutsideAsItStands) {
   Press(box, QMessageBox::Ok);
 }
 
+TEST_F(DialogsTest, SayTheirAnswersInTheProgramsLanguage) {
+  dialogs.SetAnswerTexts([](int given) {
+    return std::string(given == kAnswerYes ? "Ja" : given == kAnswerNo ? "Nein" : "");
+  });
+  QMessageBox* box = Ask(kYesNo | kQuestion);
+  EXPECT_EQ(box->button(QMessageBox::Yes)->text(), QStringLiteral("&Ja"));
+  EXPECT_EQ(box->button(QMessageBox::No)->text(), QStringLiteral("&Nein"));
+  Press(box, QMessageBox::No);
+  EXPECT_EQ(answer, kAnswerNo);
+  box = Ask(kOkOnly);
+  EXPECT_FALSE(box->button(QMessageBox::Ok)->text().isEmpty());
+  Press(box, QMessageBox::Ok);
+}
+
 TEST_F(DialogsTest, LeaveOtherEventsRunningWhileTheyStand) {
   QMessageBox* box = Ask(kYesNo | kQuestion);
   bool ran = false;
@@ -121,6 +136,36 @@ TEST_F(DialogsTest, ACancelledSaveDialogGivesNoPath) {
   Stage::Settle();
   ASSERT_TRUE(path.has_value());
   EXPECT_FALSE(path->has_value());
+}
+
+TEST_F(DialogsTest, AFolderDialogGivesAnExistingFolderOrNothing) {
+  const QTemporaryDir folder;
+  const std::string path = folder.path().toStdString();
+  for (const bool accepted : {true, false}) {
+    std::optional<std::string> chosen = "unanswered";
+    dialogs.AskFolder({"Title", path}, [&](std::optional<std::string> given) { chosen = std::move(given); });
+    Stage::Settle();
+    auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->fileMode(), QFileDialog::Directory);
+    EXPECT_EQ(dialog->directory().absolutePath(), folder.path());
+    QMetaObject::invokeMethod(dialog, accepted ? "accept" : "reject");
+    Stage::Settle();
+    EXPECT_EQ(chosen, accepted ? std::optional(path) : std::nullopt);
+  }
+}
+
+TEST_F(DialogsTest, AFolderDialogBeginsAtHomeWhereItsFolderIsMissing) {
+  dialogs.AskFolder({"Title", "no/such"}, [](std::optional<std::string>) {});
+  Stage::Settle();
+  auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+  ASSERT_NE(dialog, nullptr);
+  EXPECT_EQ(dialog->directory().absolutePath(), QDir(QDir::homePath()).absolutePath());
+}
+
+TEST_F(DialogsTest, AWarningHasItsOwnDrawing) {
+  const QPixmap warning = Ask(kWarning)->iconPixmap();
+  EXPECT_FALSE(warning.isNull());
 }
 
 }  // namespace

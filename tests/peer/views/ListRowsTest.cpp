@@ -98,6 +98,12 @@ TEST_F(ListRows, TellClicksKeysAndTheMenu) {
   QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
   Stage::Settle();
   EXPECT_EQ(doubleClicks, 1);
+  QTest::mouseRelease(view->viewport(), Qt::LeftButton, {}, Centre(3));
+  Stage::Settle();
+  EXPECT_EQ(clicks, 1);  // the release that ends the double click is none
+  QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
+  Stage::Settle();
+  EXPECT_EQ(clicks, 2);
   QTest::keyClick(view, Qt::Key_Return);
   EXPECT_EQ(doubleClicks, 2);
   QTest::keyClick(view, Qt::Key_Delete);

@@ -13,6 +13,7 @@
 #include "platform/EventGate.h"
 #include "platform/EventLoop.h"
 #include "platform/Files.h"
+#include "platform/Media.h"
 #include "platform/Network.h"
 #include "platform/Platform.h"
 #include "platform/TaskLoop.h"
@@ -44,7 +45,8 @@ class Stage {
                     Unused<Machine>(),
                     Unused<Locale>(),
                     Unused<Tray>(),
-                    windows};
+                    windows,
+                    Unused<Media>()};
 
   // Lets the event loop turn until nothing is waiting.
   static void Settle() {

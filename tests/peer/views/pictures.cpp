@@ -9,9 +9,12 @@
 #include <QStyleFactory>
 #include <cstdio>
 
+#include "OptionsStage.h"
 #include "Samples.h"
 #include "Stage.h"
+#include "ZipStage.h"
 #include "desktop/views/QtDialogs.h"
+#include "zipview/Extract.h"
 
 namespace {
 
@@ -105,6 +108,32 @@ void DrawMain(Stage& stage, Painter& painter) {
   Stage::Settle();
 }
 
+void DrawZip(Painter& painter) {
+  ZipStage stage;
+  stage.List(SampleMembers());
+  Form2& viewer = *stage.viewer;
+  painter.SaveWindow(viewer, QStringLiteral("zip"));
+  viewer.Option1.SetByUser(true);
+  for (const char* folder : {"+pellora-5.2", "+docs"}) {
+    for (std::size_t at = 0; at < viewer.ListView1.Rows().size(); ++at) {
+      if (viewer.ListView1.Rows()[at].text != folder) continue;
+      painter.SaveWindow(viewer, QStringLiteral("zip-folder"));
+      viewer.ListView1.SelectByUser({at});
+      viewer.ListView1.DoubleClick();
+      break;
+    }
+  }
+  viewer.Option2.SetByUser(true);
+  viewer.Option5.SetByUser(true);
+  painter.SaveWindow(viewer, QStringLiteral("zip-icons"));
+  viewer.Option6.SetByUser(true);
+  painter.SaveWindow(viewer, QStringLiteral("zip-small"));
+  viewer.Option3.SetByUser(true);
+  painter.SaveWindow(viewer, QStringLiteral("zip-list"));
+  viewer.Command1.Click();
+  painter.SaveWindow(*viewer.ExtractDialog, QStringLiteral("extract"));
+}
+
 void DrawDialogs(Stage& stage, Painter& painter) {
   const auto add = std::make_shared<SampleForm1>(stage.platform);
   add->Text1.Text = "http://files.example.com/pub/releases/archive-2026-11.zip";
@@ -125,6 +154,17 @@ void DrawDialogs(Stage& stage, Painter& painter) {
   if (QWidget* box = QApplication::activeModalWidget()) painter.Save(*box, QStringLiteral("box"));
 }
 
+void DrawOptions(Painter& painter, const char* language, const QLocale& locale) {
+  OptionsStage options(QStringLiteral(PELLORA_LANGUAGES));
+  options.locale.locale = locale;
+  options.Speak(language);
+  options.Show();
+  for (int page = 0; page < 4; ++page) {
+    options.window->TabStrip1.SelectByUser(page);
+    painter.SaveWindow(*options.window, QStringLiteral("options-%1-%2").arg(QLatin1String(language)).arg(page + 1));
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -143,6 +183,9 @@ int main(int argc, char** argv) {
     DrawTransfer(stage, painter);
     DrawMain(stage, painter);
     DrawDialogs(stage, painter);
+    DrawOptions(painter, "english", QLocale(QLocale::English, QLocale::UnitedStates));
+    DrawOptions(painter, "german", QLocale(QLocale::German, QLocale::Germany));
+    DrawZip(painter);
     failed = failed || painter.failed;
   }
   return failed ? 1 : 0;

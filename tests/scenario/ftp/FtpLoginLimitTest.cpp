@@ -141,6 +141,88 @@ TEST_F(FtpLoginLimit, OfTwoWithTwoCompletionsAtOneMomentWakesTwoSegments) {
   EXPECT_GT(coincidences, 0);
 }
 
+// Real servers let go of a login some time after the client hung up: the segment that a completion wakes comes
+// too early.
+TEST_F(FtpLoginLimit, OfAServerThatNoticesHangUpsLateEndsAsWell) {
+  for (const std::uint32_t lingering : {5, 300, 999, 2500, 20'000}) {
+    for (const LimitCase& limit : Cases()) {
+      Limit(limit, 10000);
+      server.lingering = lingering;
+      sim.disk().Lose("/home/u/dl/a.bin");
+      Start(Serve(400003));
+      const int index = program.DownloadCount;
+      ASSERT_TRUE(RunUntilFinished(index, 600'000)) << lingering << limit.reply << sim.Replay();
+      EXPECT_LE(server.MostLogins(), 2);
+      EXPECT_EQ(Record(index).Received, 400003 - 8);
+      ExpectTheFile();
+      sim.RunFor(lingering);
+    }
+  }
+}
+
+TEST_F(FtpLoginLimit, OfAServerThatNeverNoticesAHangUpIsTriedEverMoreSeldom) {
+  Limit(Cases()[3], 10000);
+  server.lingering = 1'000'000;
+  Start(Serve(400003));
+  // The probe's login counts on too, so one segment gets in.
+  ASSERT_TRUE(RunUntilState(1, kSegmentComplete)) << sim.Replay();
+  const int before = server.Connections();
+  sim.RunFor(500);
+  EXPECT_EQ(server.Connections() - before, 1);
+  sim.RunFor(59'500);
+  EXPECT_EQ(server.Connections() - before, 6);  // again after 1, 2, 4, 8 and 16 s
+  for (int i = 2; i <= 8; ++i) EXPECT_EQ(Record().Segment(i).State, kSegmentRefused) << i;
+  PauseOrResume();
+  const int paused = server.Connections();
+  sim.RunFor(120'000);
+  EXPECT_EQ(server.Connections(), paused);
+  EXPECT_EQ(sim.network().Open(), 0);
+  server.mostLogins = 100;
+  PauseOrResume();
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  ExpectTheFile();
+}
+
+// Who tries again by itself is passed over while others have had no release yet; behind them it is the next.
+TEST_F(FtpLoginLimit, WithAllReleasedWakesTheLowestThatTriesAgainAtTheNextCompletion) {
+  Limit(Cases()[3], 10000);
+  program.settings.MaxSegments = 3;
+  FtpFault slow;
+  slow.wire.latency = slow.dataWire.latency = 10;
+  slow.dataWire.bytesPerSecond = 2500;
+  server.OnConnection(3, slow);
+  Start(Serve(100'000));
+  ASSERT_TRUE(RunUntilState(2, kSegmentReceiving)) << sim.Replay();
+  server.lingering = 1'000'000;
+  ASSERT_TRUE(RunUntilState(1, kSegmentComplete)) << sim.Replay();
+  sim.RunFor(8000);  // tried at once and after 1, 2 and 4 s; the next try is 8 s behind that one
+  EXPECT_EQ(Record().Segment(3).State, kSegmentRefused);
+  ASSERT_NE(Record().Segment(2).State, kSegmentComplete);
+  const int before = server.Connections();
+  ASSERT_TRUE(RunUntilState(2, kSegmentComplete)) << sim.Replay();
+  EXPECT_EQ(server.Connections(), before);
+  sim.RunFor(100);
+  EXPECT_EQ(server.Connections(), before + 1);
+  sim.RunFor(1100);  // and its tries begin anew
+  EXPECT_EQ(server.Connections(), before + 2);
+  server.mostLogins = 100;
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  ExpectTheFile();
+}
+
+TEST_F(FtpLoginLimit, LeavesNoTryBehindWhereTheWindowGoes) {
+  Limit(Cases()[3], 10000);
+  server.lingering = 1'000'000;
+  Start(Serve(400003));
+  ASSERT_TRUE(RunUntilState(1, kSegmentComplete)) << sim.Replay();
+  sim.RunFor(500);
+  Click(&TransferWindow::Command2);
+  const int before = server.Connections();
+  sim.RunFor(60'000);
+  EXPECT_EQ(server.Connections(), before);
+  EXPECT_EQ(sim.network().Open(), 0);
+}
+
 TEST_F(FtpLoginLimit, ReachedInMidTransferGoesOnBehindWhatWasReceived) {
   FtpFault dismissed;
   dismissed.endDataAfter = 3000;

@@ -161,6 +161,35 @@ TEST_F(FtpPause, BetweenTheCompletionsKeepsWhatIsComplete) {
   ExpectTheFile();
 }
 
+// Nobody acts on the end of a control connection: the probe stands still, a segment does unless its data flows.
+TEST_F(FtpPause, AndResumeGoOnWhereTheServerEndedTheControlConnection) {
+  int standing = 0;
+  int flowing = 0;
+  for (const int phase : {1, 2}) {
+    for (std::uint64_t sent = 1; sent < 200; sent += 3) {
+      FtpFault fault;
+      fault.wire.dropAfter = sent;
+      fault.dataWire.bytesPerSecond = 5000;
+      server.OnConnection(server.Connections() + phase, fault);
+      sim.disk().Lose("/home/u/dl/a.bin");
+      Start(Serve(9000));
+      const int index = program.DownloadCount;
+      if (RunUntilFinished(index, 20'000)) {
+        flowing += phase == 2 ? 1 : 0;
+      } else {
+        ++standing;
+        sim.Do([&] { WindowOf(index)->Command3.Click(); });
+        sim.Do([&] { WindowOf(index)->Command3.Click(); });
+      }
+      ASSERT_TRUE(RunUntilFinished(index)) << phase << " " << sent << sim.Replay();
+      EXPECT_EQ(sim.dialogs().Boxes().size(), 0U) << phase << " " << sent;
+      ExpectTheFile();
+    }
+  }
+  EXPECT_GT(standing, 60);
+  EXPECT_GT(flowing, 5);
+}
+
 TEST_F(FtpPause, UnderTheBoxOfAnUnknownSizeStopsIt) {
   FtpFault fault;
   fault.say["SIZE"] = "213 0\r\n";

@@ -43,7 +43,7 @@ TEST_F(FtpProbe, ThatSees530SaysThatTheLoginIsInvalidAndGivesTheRecordUp) {
 
 TEST_F(FtpProbe, ThatSees550SaysThatTheFileIsNotFoundFromWhicheverCommand) {
   int index = 0;
-  for (const char* const verb : {"TYPE", "PWD", "PASV", "CWD", "SIZE", "REST"}) {
+  for (const char* const verb : {"USER", "PASS", "TYPE", "PWD", "PASV", "CWD", "SIZE", "REST"}) {
     FtpFault fault;
     fault.refuse[verb] = "550 no\r\n";
     server.OnConnection(++index, fault);
@@ -56,6 +56,50 @@ TEST_F(FtpProbe, ThatSees550SaysThatTheFileIsNotFoundFromWhicheverCommand) {
     EXPECT_FALSE(Record(index).Valid) << verb;
     EXPECT_FALSE(WindowOf(index)) << verb;
     EXPECT_EQ(sim.network().Open(), 0) << verb;
+  }
+}
+
+TEST_F(FtpProbe, ThatSees530SaysThatTheLoginIsInvalidFromWhicheverCommand) {
+  int index = 0;
+  for (const char* const verb : {"USER", "PASS", "TYPE", "PWD", "PASV", "CWD", "SIZE", "REST"}) {
+    FtpFault fault;
+    fault.refuse[verb] = "530 no\r\n";
+    server.OnConnection(++index, fault);
+    Start(Serve(9000));
+    ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000)) << verb;
+    EXPECT_EQ(sim.dialogs().Next().text, "Username or Password Invalid ! Download aborted") << verb;
+    sim.dialogs().AnswerNext(kAnswerOk);
+    sim.RunFor(100);
+    EXPECT_FALSE(Record(index).InUse) << verb;
+    EXPECT_FALSE(Record(index).Valid) << verb;
+    EXPECT_FALSE(WindowOf(index)) << verb;
+    EXPECT_EQ(sim.network().Open(), 0) << verb;
+  }
+}
+
+// A server that is too busy for the probe says so to nobody; the user pauses and resumes.
+TEST_F(FtpProbe, PassesOver421AndWaitsUntilPausedAndResumed) {
+  const auto standsStill = [&](const FtpFault& fault, const std::string& step) {
+    const int before = server.Connections();
+    server.OnConnection(before + 1, fault);
+    sim.disk().Lose("/home/u/dl/a.bin");
+    Start(Serve(9000));
+    const int index = program.DownloadCount;
+    EXPECT_FALSE(RunUntilFinished(index, 60'000)) << step;
+    EXPECT_EQ(sim.dialogs().Boxes().size(), 0U) << step;
+    EXPECT_EQ(server.Connections(), before + 1) << step;
+    sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    EXPECT_TRUE(RunUntilFinished(index)) << step << sim.Replay();
+    ExpectTheFile();
+  };
+  FtpFault greeting;
+  greeting.greeting = "421 too many connections\r\n";
+  standsStill(greeting, "greeting");
+  for (const char* const verb : {"USER", "PASS", "PWD", "CWD", "SIZE", "REST"}) {
+    FtpFault fault;
+    fault.refuse[verb] = "421 closing\r\n";
+    standsStill(fault, verb);
   }
 }
 

@@ -218,11 +218,14 @@ TEST_F(FtpRefusedDataPort, IsTriedNoMoreOnceTheServerHasDismissedTheLogin) {
 }
 
 TEST_F(FtpSegments, AnsweredByRefusalsAreSilentAndInState11) {
-  const std::vector<std::pair<std::string, std::string>> cases = {{"USER", "421 busy\r\n"}, {"USER", "530 busy\r\n"},
-                                                                  {"PASS", "421 busy\r\n"}, {"PASS", "530 busy\r\n"},
-                                                                  {"PASV", "421 busy\r\n"}, {"RETR", "530 busy\r\n"}};
+  std::vector<std::pair<std::string, std::string>> cases;
+  for (const char* const verb : {"USER", "PASS", "PASV", "TYPE", "REST", "RETR"}) {
+    for (const char* const reply : {"421 busy\r\n", "530 busy\r\n"}) cases.emplace_back(verb, reply);
+  }
   for (const auto& [verb, reply] : cases) {
     FtpFault fault;
+    fault.wire.latency = 10;
+    fault.dataWire.latency = 2;  // the data connection stands before RETR is answered
     fault.refuse[verb] = reply;
     server.OnConnection(server.Connections() + 2, fault);
     sim.disk().Lose("/home/u/dl/a.bin");
@@ -236,7 +239,7 @@ TEST_F(FtpSegments, AnsweredByRefusalsAreSilentAndInState11) {
     EXPECT_EQ(server.Connections(), connections);  // nobody wakes a lone segment
     EXPECT_EQ(sim.dialogs().Boxes().size(), 0U);
     // A data connection that stands is left to the server.
-    EXPECT_EQ(sim.network().Open(), verb == "RETR" ? 1 : 0) << verb;
+    EXPECT_EQ(sim.network().Open(), verb == "RETR" ? 1 : 0) << verb << reply;
     sim.Do([&] { WindowOf(index)->RefreshList(0); });
     EXPECT_EQ(WindowOf(index)->StateS(0).Caption(), "Too Many Connections");
     sim.Do([&] { WindowOf(index)->RefreshList(1); });
@@ -249,7 +252,7 @@ TEST_F(FtpSegments, AnsweredByRefusalsAreSilentAndInState11) {
 }
 
 TEST_F(FtpSegments, Pass550OverAndStandStillUntilPausedAndResumed) {
-  for (const char* const verb : {"PASV", "REST", "RETR"}) {
+  for (const char* const verb : {"USER", "PASS", "PASV", "TYPE", "REST", "RETR"}) {
     FtpFault fault;
     fault.refuse[verb] = "550 no\r\n";
     server.OnConnection(server.Connections() + 2, fault);

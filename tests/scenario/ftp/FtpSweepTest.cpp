@@ -167,6 +167,30 @@ void RunSeed(std::uint64_t seed) {
     }
     machine.server.OnConnection(connection, fault);
   }
+  // The probe's own: whatever leaves it standing until the user pauses and resumes. What the next one meets is
+  // chosen above, but for a server that does not come up, which is a question and no standstill.
+  if (random.Below(3) == 0) {
+    FtpFault fault = usual;
+    switch (random.Below(4)) {
+      case 0:
+        fault.greeting.clear();
+        break;
+      case 1:
+        fault.wire.splitAt = {random.Between(1, 250)};
+        break;
+      case 2:
+        fault.wire.dropAfter = random.Between(1, 250);
+        break;
+      default: {
+        const std::vector<std::string> verbs = {"USER", "PASS", "PWD", "CWD", "SIZE", "REST"};
+        fault.refuse[verbs[random.Below(verbs.size())]] = random.Coin() ? "" : "421 no\r\n";
+        break;
+      }
+    }
+    machine.server.OnConnection(1, fault);
+    machine.server.OnConnection(2, usual);
+  }
+  machine.server.lingering = random.Coin() ? 0 : static_cast<std::uint32_t>(random.Between(1, 3000));
   std::int16_t index = machine.Start(url);
   // Whatever stands still goes on when the user pauses and resumes.
   for (int round = 0; round < 60 && !machine.Record(index).Finished; ++round) {
@@ -186,6 +210,43 @@ void RunSeed(std::uint64_t seed) {
 TEST(FtpSeeds, EndAsTheSameBytesOnAnHonestServer) {
   if (SeedOr(0) != 0) return RunSeed(SeedOr(0));
   for (std::uint64_t seed = 1; seed <= 300; ++seed) RunSeed(seed);
+}
+
+struct Pace {
+  std::uint32_t latency;
+  std::uint64_t bytesPerSecond;
+  std::uint32_t thinkTime;
+};
+
+// Few logins, on every line: whoever is refused is let in at last without the user's help.
+TEST(FtpLogins, OfTwoOrThreeLetEveryDownloadEndAtAnyPaceOfServerAndLine) {
+  std::uint64_t seed = 0;
+  for (const int most : {2, 3}) {
+    for (const FtpLimit at : {FtpLimit::Greeting, FtpLimit::User, FtpLimit::Pass}) {
+      for (const std::uint32_t lingering : {0, 100, 2500}) {
+        for (const Pace& pace :
+             {Pace{1, 0, 0}, Pace{1, 20000, 1200}, Pace{150, 0, 0}, Pace{150, 20000, 0}, Pace{150, 100'000, 1200}}) {
+          for (const std::uint64_t length : {20'000, 100'001, 400'003}) {
+            FtpMachine machine({.seed = ++seed});
+            machine.program.settings.MaxSegments = 8;
+            machine.server.mostLogins = most;
+            machine.server.limitAt = at;
+            machine.server.limitReply = seed % 2 == 0 ? "421 full\r\n" : "530 full\r\n";
+            machine.server.lingering = lingering;
+            FtpFault usual;
+            usual.wire.latency = usual.dataWire.latency = pace.latency;
+            usual.dataWire.bytesPerSecond = pace.bytesPerSecond;
+            usual.thinkTime = pace.thinkTime;
+            machine.server.Always(usual);
+            const std::int16_t index = machine.Start(machine.Serve(length));
+            ASSERT_TRUE(machine.RunUntilFinished(index)) << seed << machine.sim.Replay();
+            EXPECT_TRUE(machine.HasTheFile()) << seed;
+            EXPECT_LE(machine.server.MostLogins(), most) << seed;
+          }
+        }
+      }
+    }
+  }
 }
 
 TEST(FtpTicks, ThatWrapOrChangeTheirSignDoNoHarm) {

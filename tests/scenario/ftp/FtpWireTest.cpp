@@ -148,6 +148,32 @@ TEST_F(FtpWire, HasTheGroupBehind230OnceThoughASecond230ComesDuringTheWait) {
   ExpectTheFile();
 }
 
+TEST_F(FtpWire, HasTheCommandsOfAGroupAtOnceWithNoReplyAwaited) {
+  FtpFault fault;
+  fault.wire.latency = 100;
+  fault.thinkTime = 50;
+  server.Always(fault);
+  Start(Serve(9000));
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  const auto at = [&](int connection, const std::string& line) {
+    for (const FtpCommandLog& entry : server.Log()) {
+      if (entry.connection == connection && entry.line == line) return entry.at;
+    }
+    ADD_FAILURE() << line;
+    return std::int64_t{-1};
+  };
+  EXPECT_EQ(at(1, "TYPE I"), at(1, "PWD"));
+  EXPECT_EQ(at(1, "TYPE I"), at(1, "PASV"));
+  EXPECT_EQ(at(1, "SIZE /a.bin"), at(1, "TYPE A"));
+  EXPECT_EQ(at(2, "PASV"), at(2, "TYPE I"));
+  EXPECT_EQ(at(2, "PASV"), at(2, "REST 0"));
+  // Each of the others follows a reply: both ways and the server's thinking.
+  EXPECT_GE(at(1, "CWD /") - at(1, "PWD"), 250);
+  EXPECT_GE(at(1, "SIZE /a.bin") - at(1, "CWD /"), 250);
+  EXPECT_GE(at(1, "REST 0") - at(1, "SIZE /a.bin"), 250);
+  EXPECT_GE(at(2, "RETR /a.bin") - at(2, "REST 0"), 250);
+}
+
 TEST_F(FtpWire, HasTheWaitOfHalfASecondBetween230AndPasv) {
   FtpFault fault;
   fault.wire.latency = 10;
@@ -273,6 +299,53 @@ TEST_F(FtpWire, CutAtAnyByteOfASegmentsRepliesLosesNothingThatPauseAndResumeDoNo
     ASSERT_TRUE(RunUntilFinished(index, 30'000)) << cut << sim.Replay();
     ExpectTheFile();
   }
+}
+
+TEST_F(FtpWire, CutAtAnyByteOfTheProbesRepliesLosesNothingThatPauseAndResumeDoNotBringBack) {
+  Serve(9000);
+  const std::uint64_t length = 260;  // more than the replies of the probe are long
+  int index = 0;
+  int whole = 0;
+  for (std::uint64_t cut = 1; cut < length; ++cut) {
+    FtpFault fault;
+    fault.wire.splitAt = {cut};
+    server.OnConnection(server.Connections() + 1, fault);
+    sim.disk().Lose("/home/u/dl/a.bin");
+    Start("ftp://f.example/a.bin");
+    ++index;
+    if (!RunUntilFinished(index, 30'000)) {
+      EXPECT_EQ(Record(index).SegmentCount, 0) << cut;
+      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    } else {
+      ++whole;
+    }
+    ASSERT_TRUE(RunUntilFinished(index, 30'000)) << cut << sim.Replay();
+    EXPECT_EQ(sim.dialogs().Boxes().size(), 0U) << cut;
+    ExpectTheFile();
+  }
+  EXPECT_GT(whole, 20);  // cut between two replies, inside one that nobody reads, or behind the last
+  EXPECT_LT(whole, 230);
+}
+
+TEST_F(FtpWire, OfOneByteInEachBlockStandsStillAndHarmsNothing) {
+  FtpFault bytes;
+  bytes.wire.cut = SimCut::EveryByte;
+  Serve(9000);
+  server.OnConnection(1, bytes);
+  Start("ftp://f.example/a.bin");
+  sim.RunFor(60'000);
+  EXPECT_EQ(server.Commands(1), Lines{});
+  server.OnConnection(3, bytes);
+  PauseOrResume();
+  PauseOrResume();
+  sim.RunFor(20'000);
+  EXPECT_EQ(Record().Segment(1).State, kSegmentRequested);
+  EXPECT_EQ(server.Commands(3), Lines{});
+  // The watch over silent segments connects it anew.
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(server.Connections(), 4);
+  ExpectTheFile();
 }
 
 TEST_F(FtpWire, GoesToTheProxyForTheProbeAndStraightToTheServerForTheSegments) {

@@ -258,14 +258,19 @@ TEST_F(Actions, ResumeAllIsEndedByAReset) {
   EXPECT_FALSE(Rec(1).Active);
 }
 
-TEST_F(Actions, BrowserAndOptionsDoNothing) {
+TEST_F(Actions, BrowserDoesNothing) {
   const std::int16_t index = Selected();
   Run(MainWindow::kBrowser);
-  Run(MainWindow::kOptions);
   Do([&] { window().Toolbar1.ClickButton("Browser"); });
   EXPECT_TRUE(Rec(index).InUse);
   EXPECT_EQ(sim.dialogs().Boxes().size(), 0U);
-  EXPECT_FALSE(window().mProperties.Enabled());
+  EXPECT_EQ(sim.windows().Count("options"), 0U);
+}
+
+TEST_F(Actions, OptionsOpenTheirDialog) {
+  Start();
+  Run(MainWindow::kOptions);
+  EXPECT_EQ(sim.windows().Count("options"), 1U);
 }
 
 TEST_F(Actions, ResetAsksNothingForOnlyFinishedFiles) {
@@ -492,20 +497,6 @@ TEST_F(Actions, ClearAllAsksFirst) {
   Answer(kAnswerYes);
   EXPECT_TRUE(window().ListView2.Rows().empty());
   EXPECT_TRUE(Rec(3).InUse);
-}
-
-TEST_F(Actions, AClickFillsTheInformationPane) {
-  const std::int16_t index = Finished("a.zip");
-  Rec(index).FileSize = 4096;
-  Rec(index).ElapsedSeconds = 2;
-  ASSERT_TRUE(Select(window().ListView2, index));
-  Do([&] { window().ListView2.Click(); });
-  EXPECT_EQ(window().Info(0).Caption(), "a.zip");
-  EXPECT_EQ(window().Info(1).Caption(), "4 kb");
-  EXPECT_EQ(window().Info(2).Caption(), "http://h/a.zip");
-  EXPECT_EQ(window().Info(3).Caption(), "/d/a.zip");
-  EXPECT_EQ(window().Info(5).Caption(), "2 kb/s");
-  EXPECT_EQ(window().InfoCaption(0).Caption(), Text(200));
 }
 
 TEST_F(Actions, HomePageAndItsLabelOpenTheProjectsSite) {

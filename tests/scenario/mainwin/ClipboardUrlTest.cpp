@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "mainwin/ClipboardUrl.h"
-#include "mainwin/TrayTip.h"
 
 namespace pellora {
 namespace {
@@ -50,15 +49,6 @@ TEST(UrlToAskAbout, TakesTheListsElementsUntrimmed) {
 TEST(UrlToAskAbout, JudgesATextOfSeveralLinesAsOne) {
   EXPECT_EQ(UrlToAskAbout("http://a.example/x.zip\r\nmore", kUsual), "http://a.example/x.zip\r\nmore");
 }
-
-TEST(TrayTip, CutsAt64CharactersBetweenCodePoints) {
-  EXPECT_EQ(TrayTip(std::string(80, 'a')), std::string(64, 'a'));
-  std::string wide;
-  for (int i = 0; i < 70; ++i) wide += "\xC3\xA9";
-  EXPECT_EQ(TrayTip(wide), wide.substr(0, 128));
-}
-
-TEST(TrayTip, EndsAtANul) { EXPECT_EQ(TrayTip(std::string("ab\0cd", 5)), "ab"); }
 
 }  // namespace
 }  // namespace pellora

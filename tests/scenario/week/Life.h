@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "SimFtpServer.h"
 #include "SimPlatform.h"
 #include "app/App.h"
 #include "mainwin/MainWindow.h"
@@ -46,10 +47,15 @@ class Life {
  private:
   void MakeServers();
   void ChooseFaults();
+  void ServeFtp();
+  FtpFault RandomFtpFault();
   void Act();
   void ActOnList();
+  void ActOnPane(MainWindow& window);
   void ActOnWindow();
+  void ActOnOptions();
   void ActOnQuestion();
+  void ActOutside();
   void CopyUrl();
   std::string RandomUrl();
   std::int16_t RandomRecord();
@@ -63,6 +69,7 @@ class Life {
   SimSettings settings_;
   SimHttpServer honest_;
   SimHttpServer moody_;
+  std::unique_ptr<SimFtpServer> ftp_;  // of the session
   std::vector<SimContent> files_;
   std::vector<std::string> names_;
   double serial_ = 46000.4;

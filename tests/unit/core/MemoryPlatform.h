@@ -22,9 +22,11 @@
 #include "platform/EventLoop.h"
 #include "platform/Failure.h"
 #include "platform/Files.h"
+#include "platform/Media.h"
 #include "platform/Network.h"
 #include "platform/Platform.h"
 #include "platform/TaskLoop.h"
+#include "platform/Tray.h"
 #include "platform/Views.h"
 
 namespace pellora::test {
@@ -155,6 +157,7 @@ class NoDialogs final : public Dialogs {
  public:
   void Ask(const BoxRequest&, std::function<void(int)>) override {}
   void AskSavePath(const SaveRequest&, std::function<void(std::optional<std::string>)>) override {}
+  void AskFolder(const FolderRequest&, std::function<void(std::optional<std::string>)>) override {}
 };
 
 class NoShell final : public Shell {
@@ -172,13 +175,22 @@ class PlainLocale final : public Locale {
 
 class NoTray final : public Tray {
  public:
+  void Add(const std::string&, const std::string&, TrayEvents&) override {}
+  void SetPicture(const std::string&) override {}
   void SetTip(const std::string&) override {}
-  void SetLevel(int) override {}
+  void Delete() override {}
 };
 
 class NoWindows final : public WindowSystem {
  public:
   std::unique_ptr<WindowView> NewView(Window&) override { return nullptr; }
+  ScreenSize Screen() const override { return {}; }
+  void PopUp(const std::vector<Menu*>&, const Menu&) override {}
+};
+
+class NoMedia final : public Media {
+ public:
+  std::unique_ptr<MediaGraph> NewGraph() override { return nullptr; }
 };
 
 struct MemoryPlatform {
@@ -196,8 +208,9 @@ struct MemoryPlatform {
   PlainLocale locale;
   NoTray tray;
   NoWindows windows;
-  Platform platform{gate,      events,  tasks, clock,   network, files, settings,
-                    clipboard, dialogs, shell, machine, locale,  tray,  windows};
+  NoMedia media;
+  Platform platform{gate,    events, tasks,   clock,  network, files,   settings, clipboard,
+                    dialogs, shell,  machine, locale, tray,    windows, media};
 };
 
 }  // namespace pellora::test

@@ -39,6 +39,7 @@ TEST(FileTypePicture, GoesByWhatFollowsTheLastDotOfTheName) {
   EXPECT_EQ(FileTypePicture("/home/u/a.b.ZIP"), "file:ZIP");
   EXPECT_EQ(FileTypePicture("/home/u.d/readme"), "file:");
   EXPECT_EQ(FileTypePicture(""), "file:");
+  EXPECT_EQ(FileTypePicture("docs/"), "folder");
 }
 
 TEST(LoadFileIcons, ShowsTheTypeOfThePartBehindTheLastSlashInBothSizes) {

@@ -13,9 +13,11 @@
 #include "platform/EventLoop.h"
 #include "platform/Failure.h"
 #include "platform/Files.h"
+#include "platform/Media.h"
 #include "platform/Network.h"
 #include "platform/Platform.h"
 #include "platform/TaskLoop.h"
+#include "platform/Tray.h"
 #include "platform/Views.h"
 
 namespace pellora {
@@ -63,6 +65,7 @@ class NoDialogs final : public Dialogs {
  public:
   void Ask(const BoxRequest&, std::function<void(int)>) override { Unused(); }
   void AskSavePath(const SaveRequest&, std::function<void(std::optional<std::string>)>) override { Unused(); }
+  void AskFolder(const FolderRequest&, std::function<void(std::optional<std::string>)>) override { Unused(); }
 };
 
 class NoShell final : public Shell {
@@ -87,13 +90,22 @@ class NoLocale final : public Locale {
 
 class NoTray final : public Tray {
  public:
+  void Add(const std::string&, const std::string&, TrayEvents&) override { Unused(); }
+  void SetPicture(const std::string&) override { Unused(); }
   void SetTip(const std::string&) override { Unused(); }
-  void SetLevel(int) override { Unused(); }
+  void Delete() override { Unused(); }
 };
 
 class NoWindows final : public WindowSystem {
  public:
   std::unique_ptr<WindowView> NewView(Window&) override { Unused(); }
+  ScreenSize Screen() const override { Unused(); }
+  void PopUp(const std::vector<Menu*>&, const Menu&) override { Unused(); }
+};
+
+class NoMedia final : public Media {
+ public:
+  std::unique_ptr<MediaGraph> NewGraph() override { Unused(); }
 };
 
 // Files to read; the path is the key.
@@ -145,8 +157,9 @@ struct TestPlatform {
   NoLocale locale;
   NoTray tray;
   NoWindows windows;
-  Platform platform{gate,      events,  tasks, clock,   network, files, settings,
-                    clipboard, dialogs, shell, machine, locale,  tray,  windows};
+  NoMedia media;
+  Platform platform{gate,    events, tasks,   clock,  network, files,   settings, clipboard,
+                    dialogs, shell,  machine, locale, tray,    windows, media};
 };
 
 }  // namespace pellora

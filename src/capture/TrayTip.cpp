@@ -1,4 +1,4 @@
-#include "mainwin/TrayTip.h"
+#include "capture/TrayTip.h"
 
 namespace pellora {
 

@@ -1,0 +1,116 @@
+#include "capture/DownloadBasket.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "capture/PelloraCatcher.h"
+#include "core/Ascii.h"
+#include "mainwin/AddDownload.h"
+#include "mainwin/MainWindow.h"
+#include "platform/EventGate.h"
+#include "platform/Platform.h"
+#include "platform/TaskLoop.h"
+#include "platform/Views.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr double kStartAbove = 500.0 / 15.0;  // 500 twips above the middle of the screen, in pixels
+
+double Within(double place, double limit) {
+  if (place < 0) place = 0;
+  return std::min(place, limit);
+}
+
+}  // namespace
+
+DownloadBasket::DownloadBasket(Program& program, std::shared_ptr<MainWindow> main,
+                               std::shared_ptr<PelloraCatcher> catcher)
+    : Window(program.platform, "DownloadBasket", "Form4"),
+      program_(program),
+      main_(std::move(main)),
+      catcher_(std::move(catcher)) {
+  Width = kSide;
+  Height = kSide;
+}
+
+void DownloadBasket::OnLoad() { platform_.tasks.Spawn(ShowOnTop()); }
+
+// Whoever hides the basket meanwhile has the last word.
+Task<> DownloadBasket::ShowOnTop() {
+  const auto hold = Hold();
+  co_await platform_.tasks.Yield();
+  if (shown_) Show();
+  co_await platform_.tasks.Yield();
+  TopMost = true;
+  const ScreenSize screen = platform_.windows.Screen();
+  Left = screen.width / 2.0 - Width;
+  Top = screen.height / 2.0 - Height - kStartAbove;
+}
+
+void DownloadBasket::SetShown(bool shown) {
+  shown_ = shown;
+  Load();
+  if (shown) {
+    MoveTo(Left, Top);  // the screen may have become smaller meanwhile
+    Show();
+  } else {
+    Hide();
+  }
+}
+
+void DownloadBasket::MoveTo(double left, double top) {
+  const ScreenSize screen = platform_.windows.Screen();
+  Left = Within(left, screen.width - Width);
+  Top = Within(top, screen.height - Height);
+}
+
+// The window manager's way to close it is no other than the menu's.
+void DownloadBasket::OnQueryUnload(bool& cancel, UnloadMode mode) {
+  if (mode != UnloadMode::UserClosed) return;
+  cancel = true;
+  main_->ShowBasket(false);
+}
+
+void DownloadBasket::MouseDown(int button, float x, float y) {
+  if (button != kLeftButton) return;
+  DragStartX = x;
+  DragStartY = y;
+}
+
+void DownloadBasket::MouseMove(int button, float x, float y) {
+  if (button != kLeftButton) return;
+  const auto hold = Hold();
+  platform_.gate.Deliver(
+      [&] { MoveTo(Left - static_cast<double>(DragStartX - x), Top - static_cast<double>(DragStartY - y)); });
+}
+
+void DownloadBasket::MouseUp(int button, float, float) {
+  if (button != kRightButton) return;
+  const auto hold = Hold();
+  platform_.gate.Deliver([this] { catcher_->ShowPopupOfBasket(); });
+}
+
+int DownloadBasket::OLEDragDrop(const DataObject& data, int effect) {
+  const auto hold = Hold();
+  platform_.gate.Deliver([&] {
+    const bool text = data.GetFormat(kTextFormat);
+    if (!text) return;
+    const std::string dropped = data.GetData(kTextFormat);
+    const std::string_view trimmed = TrimBlanks(dropped);
+    if (!StartsWithNoCase(trimmed, "http://") && !StartsWithNoCase(trimmed, "ftp://")) return;
+    // The text goes on as it came. What is dropped is never started at once.
+    platform_.tasks.Spawn(AddDownload(&program_, dropped, true, 0, this));
+    effect = kDropCopy;
+  });
+  return effect;
+}
+
+int DownloadBasket::OLEDragOver(const DataObject& data, int effect) {
+  (void)data.GetFormat(kTextFormat);
+  return effect;
+}
+
+}  // namespace pellora

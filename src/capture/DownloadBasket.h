@@ -1,0 +1,72 @@
+// DownloadBasket: a small square that stays on top of all windows and takes a URL dropped on it. The left
+// button moves it, never beyond the screen; the right one opens the tray icon's menu.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "core/Capture.h"
+#include "core/Program.h"
+#include "platform/Property.h"
+#include "platform/Task.h"
+#include "platform/Window.h"
+
+namespace pellora {
+
+class MainWindow;
+class PelloraCatcher;
+
+// What a drag from another program offers. Asking for data may mean asking that program.
+class DataObject {
+ public:
+  virtual ~DataObject() = default;
+  virtual bool GetFormat(int format) const = 0;
+  virtual std::string GetData(int format) const = 0;
+};
+inline constexpr int kTextFormat = 1;
+
+enum MouseButton : int { kLeftButton = 1, kRightButton = 2, kMiddleButton = 4 };
+enum DropEffect : int { kDropNone = 0, kDropCopy = 1 };
+
+class DownloadBasket final : public Window, public Basket {
+ public:
+  static constexpr int kSide = 32;  // pixels at 96 dpi
+
+  // Both are held for as long as this lives.
+  DownloadBasket(Program& program, std::shared_ptr<MainWindow> main, std::shared_ptr<PelloraCatcher> catcher);
+
+  // In pixels at 96 dpi from the screen's upper left corner.
+  Property<double> Left{this, 0.0};
+  Property<double> Top{this, 0.0};
+  Property<bool> TopMost{this, false};
+
+  float DragStartX = 0;  // of the left button's press
+  float DragStartY = 0;
+
+  void SetShown(bool shown) override;
+
+  // From the view; places in pixels from the window's own corner.
+  void MouseDown(int button, float x, float y);
+  void MouseMove(int button, float x, float y);
+  void MouseUp(int button, float x, float y);
+  // Returns the effect that the drag's source is told.
+  int OLEDragDrop(const DataObject& data, int effect);
+  // The same for every drag, so that the pointer does not tell an acceptable one.
+  int OLEDragOver(const DataObject& data, int effect);
+
+ protected:
+  void OnLoad() override;
+  void OnQueryUnload(bool& cancel, UnloadMode mode) override;
+
+ private:
+  Task<> ShowOnTop();
+  // No further than the screen, each axis by itself.
+  void MoveTo(double left, double top);
+
+  Program& program_;
+  const std::shared_ptr<MainWindow> main_;
+  const std::shared_ptr<PelloraCatcher> catcher_;
+  bool shown_ = false;  // what was last asked for
+};
+
+}  // namespace pellora

@@ -1,0 +1,76 @@
+#include "capture/PelloraCatcher.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "capture/TrayTip.h"
+#include "lang/Language.h"
+#include "mainwin/MainWindow.h"
+#include "platform/EventGate.h"
+#include "platform/Platform.h"
+
+namespace pellora {
+
+namespace {
+constexpr int kCaptionNumber = 704;
+constexpr const char* kOwnIcon = "program";
+}  // namespace
+
+PelloraCatcher::PelloraCatcher(Program& program, std::shared_ptr<MainWindow> main)
+    : Window(program.platform, "PelloraCatcher", "Pellora!"), program_(program), main_(std::move(main)) {
+  Tag = TagText(kCaptionNumber);
+  pop.Visible = false;
+  closebasket.Visible = false;
+  for (int i = 0; i < Picture1.Count(); ++i) Picture1(i).Image = "tray-" + std::to_string(i + 1);
+
+  openwin.OnClick = [this] {
+    main_->SetState(WindowState::Normal);
+    main_->Show();
+    main_->Raise();
+  };
+  pauseall.OnClick = [this] { main_->pauseall(); };
+  resumeall.OnClick = [this] { main_->resumeall(); };
+  closebasket.OnClick = [this] { main_->ShowBasket(false); };
+  exitmenu.OnClick = [this] { program_.saveAndQuit(); };
+}
+
+void PelloraCatcher::OnLoad() {
+  Hide();
+  platform_.tray.Add(kOwnIcon, TrayTip(Caption()), *this);
+  ApplyLanguage(*this, program_.LangStrings);
+}
+
+void PelloraCatcher::OnUnload() { platform_.tray.Delete(); }
+
+void PelloraCatcher::refreshMessage(const std::string& text) { platform_.tray.SetTip(TrayTip(text)); }
+
+void PelloraCatcher::refreshIcon(int level) {
+  level = std::min(level, Picture1.Count());
+  platform_.tray.SetPicture(level < 1 ? kOwnIcon : Picture1(level - 1).Image());
+}
+
+// A single click does nothing.
+void PelloraCatcher::TrayMouseEvent(int message) {
+  const auto hold = Hold();
+  platform_.gate.Deliver([&] {
+    if (message == kTrayLeftDoubleClick) {
+      main_->Show();
+      main_->SetState(WindowState::Normal);
+      main_->Raise();
+    } else if (message == kTrayRightDown) {
+      ShowPopup();
+    }
+  });
+}
+
+void PelloraCatcher::ShowPopup() {
+  platform_.windows.PopUp({&openwin, &pauseall, &resumeall, &b, &closebasket, &exitmenu}, openwin);
+}
+
+void PelloraCatcher::ShowPopupOfBasket() {
+  closebasket.Visible = true;
+  ShowPopup();
+  closebasket.Visible = false;
+}
+
+}  // namespace pellora

@@ -1,0 +1,99 @@
+#include "desktop/BrowserManifests.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <exception>
+
+#include "desktop/AtomicFile.h"
+#include "desktop/FileFailure.h"
+#include "platform/Failure.h"
+
+namespace pellora {
+
+namespace {
+
+// Profile roots of the Chromium family, below $XDG_CONFIG_HOME.
+constexpr const char* kChromiumRoots[] = {"chromium",
+                                          "google-chrome",
+                                          "google-chrome-beta",
+                                          "google-chrome-unstable",
+                                          "microsoft-edge",
+                                          "microsoft-edge-beta",
+                                          "microsoft-edge-dev",
+                                          "BraveSoftware/Brave-Browser",
+                                          "BraveSoftware/Brave-Browser-Beta",
+                                          "BraveSoftware/Brave-Browser-Nightly",
+                                          "vivaldi",
+                                          "vivaldi-snapshot",
+                                          "opera",
+                                          "yandex-browser"};
+
+std::string JsonText(const std::string& text) {
+  static constexpr char kHex[] = "0123456789abcdef";
+  std::string quoted = "\"";
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20) {
+      quoted += "\\u00";
+      quoted += kHex[byte >> 4U];
+      quoted += kHex[byte & 0xFU];
+    } else {
+      if (c == '"' || c == '\\') quoted += '\\';
+      quoted += c;
+    }
+  }
+  return quoted + '"';
+}
+
+std::string ManifestText(const std::string& program, const std::string& allowed) {
+  return "{\n  \"name\": " + JsonText(kHostName) +
+         ",\n  \"description\": \"Hands links to Pellora\",\n  \"path\": " + JsonText(program) +
+         ",\n  \"type\": \"stdio\",\n  " + allowed + "\n}\n";
+}
+
+bool IsFolder(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+void Remove(const std::string& path) {
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR) throw FileFailure(path, errno);
+}
+
+}  // namespace
+
+BrowserManifests::BrowserManifests(const std::string& programFolder, const std::string& home,
+                                   const std::string& configHome) {
+  const std::string program = programFolder + "/" + kHostProgram;
+  const std::string gecko = ManifestText(program, "\"allowed_extensions\": [" + JsonText(kGeckoId) + "]");
+  places_.push_back({home + "/.mozilla", "native-messaging-hosts", gecko});
+  // Where newer ones keep their profiles, and may look one day.
+  places_.push_back({configHome + "/mozilla", "native-messaging-hosts", gecko});
+  const std::string origin = std::string("chrome-extension://") + kChromiumId + "/";
+  const std::string chromium = ManifestText(program, "\"allowed_origins\": [" + JsonText(origin) + "]");
+  for (const char* const root : kChromiumRoots) {
+    places_.push_back({configHome + "/" + root, "NativeMessagingHosts", chromium});
+  }
+}
+
+void BrowserManifests::SetEntry(bool present) {
+  std::exception_ptr first;
+  for (const Place& place : places_) {
+    if (!IsFolder(place.parent)) continue;
+    const std::string path = place.parent + "/" + place.folder + "/" + kHostName + ".json";
+    try {
+      if (present) {
+        UpdateFile(path, place.text, 0644);
+      } else {
+        Remove(path);
+      }
+    } catch (const Failure&) {  // the other browsers get theirs
+      if (!first) first = std::current_exception();
+    }
+  }
+  if (first) std::rethrow_exception(first);
+}
+
+}  // namespace pellora

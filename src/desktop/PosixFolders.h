@@ -1,0 +1,15 @@
+// PosixFolders: the folders of the disk. Hidden ones are not offered.
+#pragma once
+
+#include "platform/Folders.h"
+
+namespace pellora {
+
+class PosixFolders final : public Folders {
+ public:
+  // The root, the user's home, and what is mounted in the usual places for media.
+  std::vector<std::string> Drives() const override;
+  std::vector<std::string> FoldersIn(const std::string& path) const override;
+};
+
+}  // namespace pellora

@@ -1,0 +1,239 @@
+#include "desktop/PreviewMedia.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QPointer>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QTimer>
+#include <cstring>
+#include <functional>
+#include <utility>
+
+#include "desktop/preview/Protocol.h"
+#include "platform/EventGate.h"
+#include "platform/Failure.h"
+
+namespace pellora {
+
+namespace {
+
+// More than this lies unread only at a process that stands still, or that sends frames without being asked.
+constexpr qint64 kMostUnread = 65536;
+
+// The display is none of its business, and its messages about sound cards are nobody's.
+QProcess* NewProcess(const std::string& program, QObject* parent) {
+  auto* process = new QProcess(parent);
+  QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+  for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY"}) environment.remove(QLatin1String(name));
+  process->setProcessEnvironment(environment);
+  process->setStandardErrorFile(QProcess::nullDevice());
+  process->setProgram(QFile::decodeName(QByteArray::fromStdString(program)));
+  return process;
+}
+
+class PreviewGraph final : public QObject, public MediaGraph {
+ public:
+  PreviewGraph(EventGate& gate, QProcess* process, std::chrono::milliseconds patience)
+      : gate_(gate), process_(process) {
+    patience_.setSingleShot(true);
+    patience_.setInterval(patience);
+    connect(&patience_, &QTimer::timeout, this, &PreviewGraph::Lose);
+    // Queued: none of these comes inside the call that starts the process.
+    connect(process_, &QProcess::readyReadStandardOutput, this, &PreviewGraph::Read, Qt::QueuedConnection);
+    connect(process_, &QProcess::errorOccurred, this, &PreviewGraph::Ended, Qt::QueuedConnection);
+    connect(process_, &QProcess::finished, this, &PreviewGraph::Ended, Qt::QueuedConnection);
+    connect(process_, &QProcess::finished, process_, &QObject::deleteLater);
+  }
+  ~PreviewGraph() override {
+    done_ = nullptr;
+    EndProcess();
+    if (surface_ != nullptr) surface_->Frame = nullptr;
+  }
+
+  void RenderFile(const std::string& path, std::function<void(bool rendered)> done) override {
+    if (state_ != State::Empty) throw Failure(FailureNumber::InvalidCall, "the graph holds a file already");
+    if (path.empty() || path.find('\0') != std::string::npos) throw Failure(FailureNumber::File, path + ": no file");
+    state_ = State::Rendering;
+    done_ = std::move(done);
+    process_->start();
+    const QByteArray encoded = QByteArray::fromStdString(path).toPercentEncoding("/");
+    Say("open " + QByteArray::number(width_) + ' ' + QByteArray::number(height_) + ' ' + encoded);
+    patience_.start();
+  }
+
+  void SetOwner(MediaSurface& surface) override {
+    surface_ = &surface;
+    if (surface.PixelWidth() == width_ && surface.PixelHeight() == height_) return;
+    width_ = surface.PixelWidth();
+    height_ = surface.PixelHeight();
+    if (state_ != State::Empty) Say("size " + QByteArray::number(width_) + ' ' + QByteArray::number(height_));
+  }
+
+  void Run() override { Tell("run"); }
+  void Stop() override { Tell("stop"); }
+  void StopWhenReady() override { Tell("cue"); }
+  void SetVolume(int hundredthsOfDecibel) override { Tell("volume " + QByteArray::number(hundredthsOfDecibel)); }
+
+ private:
+  enum class State {
+    Empty,
+    Rendering,
+    Rendered,
+    Still,  // rendered; its process had nothing more to do
+    Lost,
+  };
+
+  void Tell(const QByteArray& line) {
+    if (state_ != State::Rendered && state_ != State::Still) {
+      throw Failure(FailureNumber::InvalidCall, "the graph holds no file");
+    }
+    Say(line);
+  }
+
+  void Say(const QByteArray& line) {
+    if (process_ != nullptr && process_->state() != QProcess::NotRunning) process_->write(line + '\n');
+  }
+
+  void Read() {
+    if (process_ == nullptr) return;
+    process_->setReadChannel(QProcess::StandardOutput);
+    const QPointer<PreviewGraph> alive(this);
+    while (alive && process_ != nullptr && TakeHead() && TakeBody()) {
+    }
+    if (alive && process_ != nullptr && process_->bytesToWrite() > kMostUnread) Lose();
+  }
+
+  // True once a whole head is there, which stays until its body is there too.
+  bool TakeHead() {
+    if (hasHead_) return true;
+    if (process_->bytesAvailable() < static_cast<qint64>(sizeof head_)) return false;
+    process_->read(reinterpret_cast<char*>(&head_), sizeof head_);  // NOLINT: plain numbers
+    const bool frame = head_.message == kPreviewFrame && head_.width > 0 && head_.height > 0 &&
+                       head_.width <= kLargestPreviewSide && head_.height <= kLargestPreviewSide;
+    if (!frame && head_.message != kPreviewRendered && head_.message != kPreviewEnded) {
+      Lose();
+      return false;
+    }
+    if (frame) {
+      auto next = std::make_shared<MediaFrame>();
+      next->width = static_cast<int>(head_.width);
+      next->height = static_cast<int>(head_.height);
+      next->pixels.resize(static_cast<std::size_t>(head_.width) * head_.height);
+      frame_ = std::move(next);
+      filled_ = 0;
+    }
+    hasHead_ = true;
+    return true;
+  }
+
+  bool TakeBody() {
+    if (head_.message != kPreviewFrame) {
+      hasHead_ = false;
+      if (head_.message == kPreviewRendered) Finish(true);
+      return true;
+    }
+    const std::size_t size = frame_->pixels.size() * sizeof frame_->pixels[0];
+    auto* const bytes = reinterpret_cast<char*>(frame_->pixels.data());  // NOLINT: filled as it comes
+    const qint64 count = process_->read(bytes + filled_, static_cast<qint64>(size - filled_));
+    if (count > 0) filled_ += static_cast<std::size_t>(count);
+    if (filled_ < size) return false;
+    hasHead_ = false;
+    Say("seen");
+    SetFrame(std::move(frame_));
+    return true;
+  }
+
+  // The event may end this graph.
+  void SetFrame(std::shared_ptr<const MediaFrame> frame) {
+    gate_.Deliver([&] {
+      if (surface_ != nullptr) surface_->Frame = std::move(frame);
+    });
+  }
+
+  // The event may end this graph.
+  void Finish(bool rendered) {
+    if (state_ != State::Rendering) return;
+    patience_.stop();
+    state_ = rendered ? State::Rendered : State::Lost;
+    const auto done = std::exchange(done_, nullptr);
+    if (done) gate_.Deliver([&] { done(rendered); });
+  }
+
+  // The process is gone, or was never there.
+  void Ended() {
+    if (process_ == nullptr || process_->state() != QProcess::NotRunning) return;
+    const QPointer<PreviewGraph> alive(this);
+    Read();
+    if (!alive || process_ == nullptr) return;
+    const bool well = process_->exitStatus() == QProcess::NormalExit && process_->exitCode() == 0;
+    if (well && state_ == State::Rendered) {
+      state_ = State::Still;
+      process_ = nullptr;  // deletes itself
+      return;
+    }
+    Lose();
+  }
+
+  void Lose() {
+    EndProcess();
+    const bool rendering = state_ == State::Rendering;
+    if (!rendering) state_ = State::Lost;
+    const QPointer<PreviewGraph> alive(this);
+    SetFrame(nullptr);
+    if (alive && rendering) Finish(false);
+  }
+
+  void EndProcess() {
+    patience_.stop();
+    QProcess* const process = std::exchange(process_, nullptr);
+    if (process == nullptr) return;
+    process->disconnect(this);
+    if (process->state() == QProcess::NotRunning) {
+      process->deleteLater();
+    } else {
+      process->kill();
+    }
+  }
+
+  EventGate& gate_;
+  QProcess* process_;  // its parent's; deletes itself behind its end
+  MediaSurface* surface_ = nullptr;
+  State state_ = State::Empty;
+  std::function<void(bool rendered)> done_;
+  QTimer patience_;
+  int width_ = 0;
+  int height_ = 0;
+  PreviewHead head_;
+  bool hasHead_ = false;
+  std::shared_ptr<MediaFrame> frame_;  // being filled
+  std::size_t filled_ = 0;
+};
+
+}  // namespace
+
+PreviewMedia::PreviewMedia(EventGate& gate, std::string program, std::chrono::milliseconds patience)
+    : gate_(gate), program_(std::move(program)), patience_(patience), processes_(std::make_unique<QObject>()) {}
+
+// A killed process is gone in a moment; waiting for it leaves no zombie to a program that goes on.
+PreviewMedia::~PreviewMedia() {
+  for (QProcess* process : processes_->findChildren<QProcess*>()) {
+    if (process->state() == QProcess::NotRunning) continue;
+    process->kill();
+    process->waitForFinished(1000);
+  }
+}
+
+std::unique_ptr<MediaGraph> PreviewMedia::NewGraph() {
+  return std::make_unique<PreviewGraph>(gate_, NewProcess(program_, processes_.get()), patience_);
+}
+
+int PreviewMedia::Processes() const {
+  int running = 0;
+  for (const QObject* child : processes_->children()) {
+    if (static_cast<const QProcess*>(child)->state() != QProcess::NotRunning) ++running;
+  }
+  return running;
+}
+
+}  // namespace pellora

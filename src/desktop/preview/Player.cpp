@@ -1,0 +1,114 @@
+#include "desktop/preview/Player.h"
+
+#include <dlfcn.h>
+
+#include <cmath>
+#include <utility>
+
+namespace pellora {
+
+namespace {
+
+constexpr int kTakeBackMilliseconds = 20;
+constexpr int kFirstPictureMilliseconds = 3000;
+
+}  // namespace
+
+// The library is looked for by name: what is linked here is only the layer above it, which starts without.
+bool CanPlay() {
+  void* const library = dlopen("libgstreamer-1.0.so.0", RTLD_NOW | RTLD_GLOBAL);
+  if (library == nullptr) return false;
+  const auto start = reinterpret_cast<int (*)(int*, char***, void**)>(dlsym(library, "gst_init_check"));
+  const auto find = reinterpret_cast<void* (*)(const char*)>(dlsym(library, "gst_element_factory_find"));
+  if (start == nullptr || find == nullptr || start(nullptr, nullptr, nullptr) == 0) return false;
+  for (const char* element : {"playbin", "decodebin", "autoaudiosink", "audioconvert", "videoconvert", "appsink"}) {
+    if (find(element) == nullptr) return false;
+  }
+  return true;
+}
+
+Player::Player(const QUrl& file, Events events) : events_(std::move(events)) {
+  start_.setSingleShot(true);
+  start_.setInterval(kTakeBackMilliseconds);
+  connect(&start_, &QTimer::timeout, this, [this] {
+    running_ = true;
+    player_.play();
+  });
+  firstPicture_.setSingleShot(true);
+  firstPicture_.setInterval(kFirstPictureMilliseconds);
+  connect(&firstPicture_, &QTimer::timeout, this, &Player::TellRendered);
+  connect(&sink_, &QVideoSink::videoFrameChanged, this, &Player::FrameArrived);
+  connect(&player_, &QMediaPlayer::mediaStatusChanged, this, &Player::StatusChanged);
+  connect(&player_, &QMediaPlayer::errorOccurred, this, [this] {
+    if (!rendered_) events_.failed();
+  });
+  player_.setVideoSink(&sink_);
+  player_.setAudioOutput(&sound_);  // a file of sound alone does not play without one
+  player_.setSource(file);
+}
+
+void Player::Run() {
+  if (!running_) start_.start();
+}
+
+void Player::Cue() { start_.stop(); }
+
+void Player::Stop() {
+  start_.stop();
+  running_ = false;
+  player_.stop();
+  ShowFirst();
+}
+
+void Player::SetVolume(int hundredthsOfDecibel) {
+  const float volume = static_cast<float>(std::pow(10.0, hundredthsOfDecibel / 2000.0));
+  if (volume == sound_.volume()) return;
+  sound_.setVolume(volume);
+  // What lies ready to be played has the volume from before. A seek throws it away; one to 0 would do nothing.
+  if (rendered_ && !running_) player_.setPosition(1);
+}
+
+void Player::StatusChanged(QMediaPlayer::MediaStatus status) {
+  switch (status) {
+    case QMediaPlayer::LoadedMedia:
+      if (rendered_ || firstPicture_.isActive()) return;
+      if (!player_.hasVideo()) return TellRendered();
+      firstPicture_.start();
+      player_.pause();
+      return;
+    case QMediaPlayer::InvalidMedia:
+      if (!rendered_) events_.failed();
+      return;
+    case QMediaPlayer::EndOfMedia:
+      running_ = false;
+      ShowFirst();
+      events_.ended();
+      return;
+    default:
+      return;
+  }
+}
+
+void Player::FrameArrived(const QVideoFrame& frame) {
+  if (!frame.isValid()) return;
+  if (first_.isNull()) {
+    first_ = frame.toImage();
+    ShowFirst();
+    TellRendered();
+  } else if (running_) {
+    events_.shows([frame] { return frame.toImage(); });
+  }
+}
+
+void Player::TellRendered() {
+  firstPicture_.stop();
+  if (std::exchange(rendered_, true)) return;
+  events_.rendered();
+}
+
+void Player::ShowFirst() {
+  if (first_.isNull()) return;
+  events_.shows([first = first_] { return first; });
+}
+
+}  // namespace pellora

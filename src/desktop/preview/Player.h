@@ -1,0 +1,57 @@
+// Player: plays one sound or video file. Cued, it holds the first picture; after its end or a stop it stands
+// at the beginning again.
+#pragma once
+
+#include <QAudioOutput>
+#include <QImage>
+#include <QMediaPlayer>
+#include <QObject>
+#include <QSize>
+#include <QTimer>
+#include <QUrl>
+#include <QVideoFrame>
+#include <QVideoSink>
+#include <functional>
+
+namespace pellora {
+
+// Whether the machine has what a player is built from. Without it the player must not be made: the media
+// library ends the process then.
+bool CanPlay();
+
+class Player : public QObject {
+  Q_OBJECT
+
+ public:
+  struct Events {
+    std::function<void()> rendered;
+    std::function<void()> failed;
+    std::function<void()> ended;
+    std::function<void(std::function<QImage()> picture)> shows;  // what makes the picture, if it is wanted
+  };
+
+  Player(const QUrl& file, Events events);
+
+  void Run();
+  void Cue();  // straight behind Run: shows the first picture and stands
+  void Stop();
+  void SetVolume(int hundredthsOfDecibel);
+
+ private:
+  void StatusChanged(QMediaPlayer::MediaStatus status);
+  void FrameArrived(const QVideoFrame& frame);
+  void TellRendered();
+  void ShowFirst();
+
+  const Events events_;
+  QVideoSink sink_;
+  QAudioOutput sound_;
+  QMediaPlayer player_;
+  QTimer start_;  // a moment in which Cue can still take Run back
+  QTimer firstPicture_;
+  bool rendered_ = false;
+  bool running_ = false;
+  QImage first_;
+};
+
+}  // namespace pellora

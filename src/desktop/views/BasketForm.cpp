@@ -1,0 +1,126 @@
+#include "desktop/views/BasketForm.h"
+
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QScreen>
+#include <QWindow>
+#include <cmath>
+
+#include "capture/DownloadBasket.h"
+
+namespace pellora {
+
+namespace {
+
+class DraggedData final : public DataObject {
+ public:
+  explicit DraggedData(const QMimeData& data) : data_(data) {}
+  bool GetFormat(int format) const override { return format == kTextFormat && data_.hasText(); }
+  std::string GetData(int format) const override {
+    if (format != kTextFormat) return {};
+    const QString text = data_.text();
+    return text.left(text.indexOf(QChar(u'\0'))).toStdString();  // some programs send the end of the text along
+  }
+
+ private:
+  const QMimeData& data_;
+};
+
+int ButtonNumber(Qt::MouseButton button) {
+  switch (button) {
+    case Qt::LeftButton:
+      return kLeftButton;
+    case Qt::RightButton:
+      return kRightButton;
+    case Qt::MiddleButton:
+      return kMiddleButton;
+    default:
+      return 0;
+  }
+}
+
+QPoint ScreenOrigin() {
+  const QScreen* const screen = QGuiApplication::primaryScreen();
+  return screen == nullptr ? QPoint() : screen->geometry().topLeft();
+}
+
+}  // namespace
+
+BasketForm::BasketForm(QWidget* parent)
+    : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus),
+      placedByDesktop_(QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+  setAttribute(Qt::WA_ShowWithoutActivating);
+}
+
+void BasketForm::Follow(Window& window) {
+  basket_ = dynamic_cast<DownloadBasket*>(&window);
+  ApplyPlace();
+}
+
+void BasketForm::ApplyPlace() {
+  if (basket_ == nullptr) return;
+  if (windowHandle() != nullptr) windowHandle()->setFlag(Qt::WindowStaysOnTopHint, basket_->TopMost);
+  if (placedByDesktop_) return;
+  const QPoint place = ScreenOrigin() + QPoint(static_cast<int>(std::lround(basket_->Left())),
+                                               static_cast<int>(std::lround(basket_->Top())));
+  if (pos() != place) move(place);
+}
+
+void BasketForm::showEvent(QShowEvent* event) {
+  QWidget::showEvent(event);
+  ApplyPlace();
+}
+
+QPointF BasketForm::PlaceInWindow(const QMouseEvent& event) const {
+  if (placedByDesktop_) return event.position();
+  return event.globalPosition() - ScreenOrigin() - QPointF(basket_->Left(), basket_->Top());
+}
+
+void BasketForm::mousePressEvent(QMouseEvent* event) {
+  if (basket_ == nullptr) return;
+  const QPointF at = PlaceInWindow(*event);
+  basket_->MouseDown(ButtonNumber(event->button()), static_cast<float>(at.x()), static_cast<float>(at.y()));
+}
+
+void BasketForm::mouseMoveEvent(QMouseEvent* event) {
+  if (basket_ == nullptr || !(event->buttons() & Qt::LeftButton)) return;
+  if (placedByDesktop_) {
+    if (windowHandle() != nullptr) windowHandle()->startSystemMove();
+    return;
+  }
+  const QPointF at = PlaceInWindow(*event);
+  basket_->MouseMove(kLeftButton, static_cast<float>(at.x()), static_cast<float>(at.y()));
+}
+
+void BasketForm::mouseReleaseEvent(QMouseEvent* event) {
+  if (basket_ == nullptr) return;
+  const QPointF at = PlaceInWindow(*event);
+  basket_->MouseUp(ButtonNumber(event->button()), static_cast<float>(at.x()), static_cast<float>(at.y()));
+}
+
+// Every drag may come in: the pointer does not tell what is taken.
+void BasketForm::dragEnterEvent(QDragEnterEvent* event) {
+  event->setDropAction(Qt::CopyAction);
+  event->accept();
+}
+
+void BasketForm::dragMoveEvent(QDragMoveEvent* event) {
+  if (basket_ != nullptr) (void)basket_->OLEDragOver(DraggedData(*event->mimeData()), kDropCopy);
+  event->setDropAction(Qt::CopyAction);
+  event->accept();
+}
+
+void BasketForm::dropEvent(QDropEvent* event) {
+  if (basket_ == nullptr || basket_->OLEDragDrop(DraggedData(*event->mimeData()), kDropNone) != kDropCopy) {
+    event->setDropAction(Qt::IgnoreAction);
+    event->ignore();
+    return;
+  }
+  event->setDropAction(Qt::CopyAction);
+  event->accept();
+}
+
+}  // namespace pellora

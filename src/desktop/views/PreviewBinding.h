@@ -1,0 +1,14 @@
+// PreviewBinding: ties a MediaSurface to a PreviewSurface.
+#pragma once
+
+#include <memory>
+
+#include "desktop/views/Bindings.h"
+
+namespace pellora {
+
+class MediaSurface;
+
+std::unique_ptr<Binding> BindPreview(MediaSurface& control, QObject& object, BindingContext& context);
+
+}  // namespace pellora

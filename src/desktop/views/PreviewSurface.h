@@ -1,0 +1,33 @@
+// PreviewSurface: where the preview's pictures are painted, in proportion, on a ground that covers what lies
+// below. Without a picture it paints nothing.
+#pragma once
+
+#include <QSize>
+#include <QWidget>
+#include <memory>
+
+namespace pellora {
+
+struct MediaFrame;
+class MediaSurface;
+
+class PreviewSurface : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit PreviewSurface(QWidget* parent = nullptr);
+  void SetFrame(std::shared_ptr<const MediaFrame> frame);
+  QSize PixelSize() const;  // of the screen
+
+ signals:
+  void Resized();
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+
+ private:
+  std::shared_ptr<const MediaFrame> frame_;
+};
+
+}  // namespace pellora

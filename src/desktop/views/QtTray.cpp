@@ -1,0 +1,240 @@
+#include "desktop/views/QtTray.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
+#include <QDBusVariant>
+#include <QEvent>
+#include <QWidget>
+#include <QWindow>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "desktop/DisplayText.h"
+#include "desktop/views/Bindings.h"
+#include "desktop/views/Icons.h"
+#include "desktop/views/ObjectNames.h"
+#include "desktop/views/QtWindowSystem.h"
+#include "desktop/views/XTray.h"
+#include "platform/Controls.h"
+#include "platform/Views.h"
+#include "platform/Window.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr const char* kWatcherName = "org.kde.StatusNotifierWatcher";
+constexpr const char* kWatcherPath = "/StatusNotifierWatcher";
+constexpr int kPatienceMilliseconds = 2000;  // with a desktop that starts together with us
+
+// The icon's menu as the view of the window that has its entries. Changes are brought down once in a turn
+// of the event loop: what was changed and changed back is never seen.
+class TrayMenuView final : public QObject, public WindowView {
+ public:
+  TrayMenuView(Window& window, QMenu& menu, EventGate& gate)
+      : menu_(menu), context_{gate, &receiver_, false, [this] { BringDown(); }} {
+    for (Control* const control : window.Controls()) {
+      auto* const entry = dynamic_cast<Menu*>(control);
+      if (entry == nullptr || entry->Name == "pop") continue;
+      auto* const action = new QAction(&menu_);
+      menu_.addAction(action);
+      action->setObjectName(ObjectName(entry->Name));
+      if (entry->Caption() == "-") {
+        action->setSeparator(true);
+        continue;
+      }
+      bindings_.emplace(entry, Bind(*entry, *action, context_));
+      bindings_.at(entry)->Down();
+      if (entry->Name == "openwin") menu_.setDefaultAction(action);
+    }
+  }
+  ~TrayMenuView() override {
+    bindings_.clear();
+    // One of them may be the choice that ends the window.
+    for (QAction* const action : menu_.actions()) {
+      menu_.removeAction(action);
+      action->deleteLater();
+    }
+  }
+
+  void Show() override {}
+  void Hide() override {}
+  void Raise() override {}
+  void SetState(WindowState) override {}
+  void Changed(const Control* control) override {
+    if (control == nullptr) return;
+    if (dirty_.empty())
+      QMetaObject::invokeMethod(
+          this, [this] { BringDown(); }, Qt::QueuedConnection);
+    dirty_.insert(control);
+  }
+
+ private:
+  void BringDown() {
+    for (const Control* const control : std::exchange(dirty_, {})) {
+      const auto at = bindings_.find(control);
+      if (at != bindings_.end()) at->second->Down();
+    }
+  }
+
+  QMenu& menu_;
+  QObject receiver_;
+  BindingContext context_;
+  std::unordered_map<const Control*, std::unique_ptr<Binding>> bindings_;
+  std::unordered_set<const Control*> dirty_;
+};
+
+}  // namespace
+
+QtTray::QtTray(QtWindowSystem& windows, EventGate& gate) : gate_(gate) {
+  windows.MakeBy("PelloraCatcher", [this](Window& window) -> std::unique_ptr<WindowView> {
+    return std::make_unique<TrayMenuView>(window, menu_, gate_);
+  });
+  clicked_.setSingleShot(true);
+  connect(&xTrayWatch_, &QTimer::timeout, this, &QtTray::LookForXTray);
+}
+
+QtTray::~QtTray() = default;
+
+void QtTray::Add(const std::string& picture, const std::string& tip, TrayEvents& events) {
+  picture_ = picture;
+  tip_ = DisplayText(tip);
+  events_ = &events;
+  if (std::exchange(sought_, true)) return;
+  QDBusConnection bus = QDBusConnection::sessionBus();
+  if (bus.isConnected()) {
+    auto* const watcher = new QDBusServiceWatcher(kWatcherName, bus, QDBusServiceWatcher::WatchForRegistration, this);
+    connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, &QtTray::AskForHost);
+    bus.connect(kWatcherName, kWatcherPath, kWatcherName, "StatusNotifierHostRegistered", this, SLOT(MakeItem()));
+    AskForHost();
+  }
+  if (QGuiApplication::platformName() == QLatin1String("xcb")) xTrayWatch_.start(kPatienceMilliseconds);
+}
+
+void QtTray::AskForHost() {
+  if (icon_) return;
+  QDBusMessage call =
+      QDBusMessage::createMethodCall(kWatcherName, kWatcherPath, "org.freedesktop.DBus.Properties", "Get");
+  call.setAutoStartService(false);
+  call << QString::fromLatin1(kWatcherName) << QStringLiteral("IsStatusNotifierHostRegistered");
+  auto* const answer = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
+  connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
+    answer->deleteLater();
+    const QDBusPendingReply<QDBusVariant> reply = *answer;
+    if (!reply.isError() && reply.value().variant().toBool()) MakeItem();
+  });
+}
+
+void QtTray::LookForXTray() {
+  if (XTrayStands()) MakeXIcon();
+}
+
+void QtTray::MakeXIcon() {
+  if (icon_) return;
+  onX_ = true;
+  qApp->installEventFilter(this);
+  MakeIcon();
+}
+
+// The icon on an X tray has a window of ours, and a box that is modal to the program would block it like any
+// other: the icon would be dead under a message. A box does not block what belongs to it.
+void QtTray::FreeXIcon() {
+  for (QWidget* const widget : QApplication::topLevelWidgets()) {
+    if (!widget->inherits("QSystemTrayIconSys")) continue;
+    QWindow* const window = widget->windowHandle();
+    QWindow* const box = QGuiApplication::modalWindow();
+    if (window != nullptr && box != nullptr && window->transientParent() != box) window->setTransientParent(box);
+  }
+}
+
+// Of the whole program: the icon has another window, and that another widget, for each tray that comes.
+bool QtTray::eventFilter(QObject*, QEvent* event) {
+  if (event->type() == QEvent::WindowBlocked || event->type() == QEvent::WinIdChange) {
+    QMetaObject::invokeMethod(this, &QtTray::FreeXIcon, Qt::QueuedConnection);
+  }
+  return false;
+}
+
+void QtTray::MakeItem() { MakeIcon(); }
+
+void QtTray::MakeIcon() {
+  xTrayWatch_.stop();
+  if (icon_ || events_ == nullptr) return;
+  icon_ = std::make_unique<QSystemTrayIcon>(this);
+  icon_->setIcon(Picture(picture_));
+  ShowTip();
+  icon_->setContextMenu(&menu_);
+  connect(icon_.get(), &QSystemTrayIcon::activated, this, &QtTray::Activated);
+  icon_->show();
+}
+
+void QtTray::Activated(QSystemTrayIcon::ActivationReason reason) {
+  switch (reason) {
+    case QSystemTrayIcon::Trigger:
+      // A status notifier item hears of single clicks only: two in time are a double click.
+      if (clicked_.isActive()) {
+        clicked_.stop();
+        Tell(kTrayLeftDoubleClick);
+        return;
+      }
+      clicked_.start(QApplication::doubleClickInterval());
+      Tell(kTrayLeftDown);
+      return;
+    case QSystemTrayIcon::DoubleClick:
+      clicked_.stop();
+      Tell(kTrayLeftDoubleClick);
+      return;
+    case QSystemTrayIcon::Context:
+      // On an X tray the menu opens by itself. A host of items that asks for it shows none on its own.
+      if (icon_->geometry().isEmpty()) Tell(kTrayRightDown);
+      return;
+    default:
+      return;
+  }
+}
+
+void QtTray::Tell(int message) {
+  if (events_ != nullptr) events_->TrayMouseEvent(message);
+}
+
+const QIcon& QtTray::Picture(const std::string& name) {
+  const QString key = DisplayText(name);
+  const auto known = pictures_.constFind(key);
+  if (known != pictures_.constEnd()) return *known;
+  // As pictures of the sizes that trays use: an icon that scales says nothing of its sizes.
+  QIcon icon;
+  const QIcon drawing = Drawing(key);
+  for (const int size : {16, 22, 24, 32, 48, 64}) icon.addPixmap(drawing.pixmap(QSize(size, size), 1.0));
+  return *pictures_.insert(key, icon);
+}
+
+void QtTray::SetPicture(const std::string& picture) {
+  // Each change goes over the bus to the desktop; most ticks change nothing.
+  if (picture == picture_) return;
+  picture_ = picture;
+  if (icon_) icon_->setIcon(Picture(picture));
+}
+
+void QtTray::SetTip(const std::string& tip) {
+  const QString text = DisplayText(tip);
+  if (text == tip_) return;
+  tip_ = text;
+  if (icon_) ShowTip();
+}
+
+// Always as plain text: Qt's own tips would take some for rich text, and the title of an item is plain.
+void QtTray::ShowTip() { icon_->setToolTip(onX_ ? PlainTip(tip_) : tip_); }
+
+void QtTray::Delete() {
+  events_ = nullptr;
+  xTrayWatch_.stop();
+  if (icon_) icon_->hide();
+}
+
+}  // namespace pellora

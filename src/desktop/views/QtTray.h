@@ -1,0 +1,70 @@
+// QtTray: the icon in the notification area, as a status notifier item or on an X tray.
+//
+// Qt decides once in a process which of the two there is, and asks the bus for it and waits. So the icon is
+// made only when a host of status notifier items has said that it is there, or, on X, when none has
+// done so for a while and there is an X tray. Either may come at any later time: a session may start its
+// panel long after the program. Without either the program is reached by a second start.
+#pragma once
+
+#include <QHash>
+#include <QIcon>
+#include <QMenu>
+#include <QObject>
+#include <QSystemTrayIcon>
+#include <QTimer>
+#include <memory>
+#include <string>
+
+#include "platform/Tray.h"
+
+namespace pellora {
+
+class EventGate;
+class QtWindowSystem;
+class Window;
+class WindowView;
+
+class QtTray final : public QObject, public Tray {
+  Q_OBJECT
+
+ public:
+  // Makes the view of the window whose menu the icon has. Both outlive it.
+  QtTray(QtWindowSystem& windows, EventGate& gate);
+  ~QtTray() override;
+
+  void Add(const std::string& picture, const std::string& tip, TrayEvents& events) override;
+  void SetPicture(const std::string& picture) override;
+  void SetTip(const std::string& tip) override;
+  void Delete() override;
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private Q_SLOTS:
+  void AskForHost();
+  void MakeItem();
+  void LookForXTray();
+  void MakeXIcon();
+  void Activated(QSystemTrayIcon::ActivationReason reason);
+
+ private:
+  void MakeIcon();
+  void FreeXIcon();
+  void ShowTip();
+  void Tell(int message);
+  const QIcon& Picture(const std::string& name);
+
+  EventGate& gate_;
+  QMenu menu_;
+  std::unique_ptr<QSystemTrayIcon> icon_;
+  QHash<QString, QIcon> pictures_;
+  std::string picture_;
+  QString tip_;
+  TrayEvents* events_ = nullptr;
+  bool sought_ = false;
+  bool onX_ = false;   // the icon is on an X tray, where Qt shows the tip by itself
+  QTimer xTrayWatch_;  // until there is an icon
+  QTimer clicked_;     // runs after a click; a second one in time makes it a double click
+};
+
+}  // namespace pellora

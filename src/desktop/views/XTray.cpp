@@ -1,0 +1,42 @@
+#include "desktop/views/XTray.h"
+
+#include <xcb/xcb.h>
+
+#include <QGuiApplication>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+namespace pellora {
+
+namespace {
+
+template <class Reply>
+using Owned = std::unique_ptr<Reply, void (*)(void*)>;
+
+int ScreenNumber() {
+  char* host = nullptr;
+  int display = 0;
+  int screen = 0;
+  if (xcb_parse_display(nullptr, &host, &display, &screen) == 0) return 0;
+  std::free(host);
+  return screen;
+}
+
+}  // namespace
+
+bool XTrayStands() {
+  auto* const x = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+  if (x == nullptr || x->connection() == nullptr) return false;
+  xcb_connection_t* const display = x->connection();
+  // A tray owns the selection of its screen for as long as it stands.
+  const std::string name = "_NET_SYSTEM_TRAY_S" + std::to_string(ScreenNumber());
+  const auto asked = xcb_intern_atom(display, 1, static_cast<std::uint16_t>(name.size()), name.c_str());
+  const Owned<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(display, asked, nullptr), std::free);
+  if (!atom || atom->atom == XCB_ATOM_NONE) return false;  // nobody has ever named it
+  const auto owner = xcb_get_selection_owner(display, atom->atom);
+  const Owned<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(display, owner, nullptr), std::free);
+  return reply && reply->owner != XCB_WINDOW_NONE;
+}
+
+}  // namespace pellora

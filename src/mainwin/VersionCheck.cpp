@@ -1,0 +1,123 @@
+// VersionCheck: a double click on Label7 fetches the version file, and a newer package is offered as an
+// ordinary download. There is one check in a run: neither the label nor the socket is ever set back.
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "core/Addresses.h"
+#include "mainwin/AddDownload.h"
+#include "mainwin/MainWindow.h"
+#include "mainwin/VersionReply.h"
+#include "platform/Boxes.h"
+#include "platform/Platform.h"
+#include "platform/TaskLoop.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr const char* kChecking = "CONN";
+
+// A host that sends on and on brings a decision with every block; its questions must not pile up.
+constexpr int kMostOffers = 2;
+
+// Longer notes, and those of more lines, fill the screen and push the buttons off it.
+constexpr std::size_t kLongestNotes = 2000;
+constexpr int kMostLines = 25;
+
+std::string Request() {
+  const std::string host = kVersionHost;
+  return "GET /Pellora/version.txt HTTP/1.1\r\n"
+         "Accept: *.*, */*\r\n"
+         "Referer: " +
+         host +
+         " \r\n"
+         "Host: " +
+         host + "\r\n\r\n";
+}
+
+// Where the last line that is shown ends; either character of a line end may stand alone.
+std::size_t EndOfLines(const std::string& notes) {
+  int lines = 1;
+  for (std::size_t at = notes.find_first_of("\r\n"); at != std::string::npos; at = notes.find_first_of("\r\n", at)) {
+    if (lines == kMostLines) return at;
+    ++lines;
+    at += notes.compare(at, 2, "\r\n") == 0 ? 2 : 1;
+  }
+  return notes.size();
+}
+
+// Cut between characters of UTF-8.
+std::string Shortened(std::string notes) {
+  std::size_t end = std::min(EndOfLines(notes), kLongestNotes);
+  if (end >= notes.size()) return notes;
+  while (end > 0 && (static_cast<unsigned char>(notes[end]) & 0xC0U) == 0x80U) --end;
+  notes.resize(end);
+  return notes + "...";
+}
+
+// Counts a standing question for as long as it lives.
+class Counted {
+ public:
+  explicit Counted(int& count) : count_(count) { ++count_; }
+  ~Counted() { --count_; }
+  Counted(const Counted&) = delete;
+  Counted& operator=(const Counted&) = delete;
+
+ private:
+  int& count_;
+};
+
+}  // namespace
+
+void MainWindow::ConnectVersionCheck() {
+  GetNewVersion.RemoteHost = kVersionHost;
+  GetNewVersion.RemotePort = 80;
+  GetNewVersion.OnConnect = [this] { GetNewVersion.SendData(Request()); };
+  GetNewVersion.OnDataArrival = [this](std::size_t bytes) {
+    program_.CountReceived(bytes);
+    VersionArrived(std::string(GetNewVersion.GetData()));
+  };
+  Label7.OnDoubleClick = [this] { CheckVersion(); };
+  Label7.OnMouseMove = [this] {
+    if (Label7.Tag() == kChecking) return;
+    Label7.ForeColour = kLinkHighlight;
+    Label7.Underline = true;
+    Status("Check if a newer version of the program is available on the web.");
+  };
+}
+
+void MainWindow::CheckVersion() {
+  if (Label7.Tag() == kChecking) return;
+  Label7.Caption = "Connecting...";
+  Label7.Tag = kChecking;
+  GetNewVersion.Connect();
+}
+
+// Each block is decided on by itself: one without a blank line usually tells of no new version.
+void MainWindow::VersionArrived(std::string block) {
+  const VersionReply reply = ReadVersionReply(block);
+  if (!(kVersion < reply.version)) {
+    Label7.Caption = "No new version available";
+    return;
+  }
+  Label7.Caption = "New version available";
+  platform_.tasks.Spawn(OfferVersion(reply.version, reply.notes));
+}
+
+Task<> MainWindow::OfferVersion(float version, std::string notes) {
+  const auto hold = Hold();
+  const std::string text = Shortened(std::move(notes)) + "\r\n\r\nWould you want to download this new version ?";
+  if (offers_ == kMostOffers || program_.boxes.Stands(this, text)) co_return;
+  int answer = kAnswerNo;
+  {
+    const Counted counted(offers_);
+    BoxRequest request{text, kProgramName, kYesNo | kQuestion};
+    answer = co_await program_.boxes.Ask(this, std::move(request));
+  }
+  if (answer != kAnswerYes) co_return;
+  const std::string url = kPackageSite + VersionDigits(version) + ".zip";
+  co_await AddDownload(&program_, url, false, -1, this);
+}
+
+}  // namespace pellora

@@ -1,0 +1,20 @@
+// DateForms: how the user's locale writes a short date and a short time, as patterns.
+//
+// d, M, yyyy, H (0 to 23), h (1 to 12), m and s stand for their numbers, doubled (dd) for two digits at least,
+// and AP for the half of the day. Text between single quotes stands for itself, two of them for one; every
+// other character stands for itself.
+#pragma once
+
+#include <string>
+
+namespace pellora {
+
+struct DateForms {
+  std::string date = "yyyy-MM-dd";
+  std::string time = "HH:mm";
+  std::string am = "AM";
+  std::string pm = "PM";
+  std::string zero = "0";  // the locale's digit 0; 1 to 9 follow it in Unicode
+};
+
+}  // namespace pellora

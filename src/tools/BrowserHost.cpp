@@ -1,0 +1,75 @@
+// The native messaging host: started by a browser for the extension, it hands each request on to the program
+// over the session bus, which starts the program if need be, and answers whether it was taken. Standard
+// output belongs to the answers.
+#include <signal.h>
+#include <unistd.h>
+
+#include <QByteArray>
+#include <QDBusConnection>
+#include <QDBusError>
+#include <QDBusMessage>
+#include <QString>
+
+#include "desktop/BusTypes.h"
+#include "tools/HostFrames.h"
+
+namespace pellora {
+namespace {
+
+constexpr int kTimeoutMilliseconds = 30000;  // the program may have to start
+
+// A browser without a bus of its own tells its hosts that there is none.
+QDBusConnection SessionBus() {
+  const QByteArray told = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+  if (!told.isEmpty() && told != "disabled:") return QDBusConnection::sessionBus();
+  const QString usual = QStringLiteral("unix:path=") + qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/bus");
+  return QDBusConnection::connectToBus(usual, QStringLiteral("session"));
+}
+
+// Empty if the program has taken it.
+QString HandOver(const HostRequest& request) {
+  if (!request.error.isEmpty()) return request.error;
+  const QDBusConnection bus = SessionBus();
+  if (!bus.isConnected()) return QStringLiteral("The session bus cannot be reached.");
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kAutomationInterface, "MenuURL");
+  call << request.url << request.referrer << request.cookie;
+  const QDBusMessage answer = bus.call(call, QDBus::Block, kTimeoutMilliseconds);
+  if (answer.type() == QDBusMessage::ReplyMessage) return {};
+  if (QDBusError(answer).type() == QDBusError::ServiceUnknown) {
+    return QStringLiteral("Pellora is not running and could not be found; start it once by hand.");
+  }
+  return QStringLiteral("Pellora did not take the address: ") + answer.errorMessage();
+}
+
+QString Complaint(FrameEnd end) {
+  switch (end) {
+    case FrameEnd::CutShort:
+      return QStringLiteral("The request was cut short.");
+    case FrameEnd::Empty:
+      return QStringLiteral("The request is empty.");
+    default:
+      return QStringLiteral("The request is too long.");
+  }
+}
+
+int Serve() {
+  QByteArray json;
+  for (;;) {
+    const FrameEnd end = ReadFrame(STDIN_FILENO, json);
+    if (end == FrameEnd::End) return 0;
+    if (end != FrameEnd::Frame) {
+      // What follows cannot be told apart from the broken frame.
+      WriteFrame(STDOUT_FILENO, AnswerText(Complaint(end)));
+      return 1;
+    }
+    if (!WriteFrame(STDOUT_FILENO, AnswerText(HandOver(ParseRequest(json))))) return 1;
+  }
+}
+
+}  // namespace
+}  // namespace pellora
+
+int main() {
+  signal(SIGPIPE, SIG_IGN);
+  return pellora::Serve();
+}

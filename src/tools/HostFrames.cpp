@@ -1,0 +1,90 @@
+#include "tools/HostFrames.h"
+
+#include <unistd.h>
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <cerrno>
+#include <cstring>
+
+namespace pellora {
+
+namespace {
+
+// The number of bytes that came until `size` were there or the end was.
+std::size_t ReadBytes(int descriptor, char* data, std::size_t size) {
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t count = ::read(descriptor, data + done, size - done);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) break;
+    done += static_cast<std::size_t>(count);
+  }
+  return done;
+}
+
+// A text of the request; absent or null is empty. False for anything else, and for a NUL, which no text on
+// the bus may hold.
+bool TakeText(const QJsonObject& request, const char* name, QString& text) {
+  const QJsonValue value = request.value(QLatin1String(name));
+  text = value.toString();
+  return (value.isString() || value.isNull() || value.isUndefined()) && !text.contains(QChar(u'\0'));
+}
+
+}  // namespace
+
+FrameEnd ReadFrame(int descriptor, QByteArray& json) {
+  std::uint32_t length = 0;
+  char head[sizeof length];
+  const std::size_t got = ReadBytes(descriptor, head, sizeof head);
+  if (got == 0) return FrameEnd::End;
+  if (got < sizeof head) return FrameEnd::CutShort;
+  std::memcpy(&length, head, sizeof head);
+  if (length == 0) return FrameEnd::Empty;
+  if (length > kLongestFrame) return FrameEnd::TooLong;
+  json.resize(static_cast<qsizetype>(length));
+  return ReadBytes(descriptor, json.data(), length) == length ? FrameEnd::Frame : FrameEnd::CutShort;
+}
+
+bool WriteFrame(int descriptor, const QByteArray& json) {
+  const auto length = static_cast<std::uint32_t>(json.size());
+  QByteArray frame(sizeof length, '\0');
+  std::memcpy(frame.data(), &length, sizeof length);
+  frame += json;
+  for (qsizetype done = 0; done < frame.size();) {
+    const ssize_t count = ::write(descriptor, frame.constData() + done, static_cast<std::size_t>(frame.size() - done));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    done += count;
+  }
+  return true;
+}
+
+HostRequest ParseRequest(const QByteArray& json) {
+  HostRequest request;
+  const QJsonDocument document = QJsonDocument::fromJson(json);
+  if (!document.isObject()) {
+    request.error = QStringLiteral("The request is no JSON object.");
+    return request;
+  }
+  const QJsonObject object = document.object();
+  if (!TakeText(object, "url", request.url) || !TakeText(object, "referrer", request.referrer) ||
+      !TakeText(object, "cookie", request.cookie)) {
+    request.error = QStringLiteral("The request holds something else than texts.");
+    return request;
+  }
+  const QString scheme = request.url.trimmed().toLower();
+  if (!scheme.startsWith(QLatin1String("http://")) && !scheme.startsWith(QLatin1String("ftp://"))) {
+    request.error = QStringLiteral("Pellora takes http and ftp addresses only.");
+  }
+  return request;
+}
+
+QByteArray AnswerText(const QString& error) {
+  QJsonObject answer{{QStringLiteral("ok"), error.isEmpty()}};
+  if (!error.isEmpty()) answer.insert(QStringLiteral("error"), error);
+  return QJsonDocument(answer).toJson(QJsonDocument::Compact);
+}
+
+}  // namespace pellora

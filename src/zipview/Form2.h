@@ -1,0 +1,117 @@
+// Form2: the online viewer of a ZIP archive. It reads the archive's table of contents over HTTP with two
+// ranged requests, one for the last 22 bytes of the file and one for the directory that these locate, and
+// lists it; nothing else of the archive is fetched. The transfer stays idle behind it until the user goes on
+// with "Download classic".
+//
+// It remembers the serial of its record's slot and the transfer that stood there. Once the slot was filled
+// anew, deleted or reset, or holds another viewer, this one only unloads itself.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/Program.h"
+#include "core/Transfer.h"
+#include "platform/Controls.h"
+#include "platform/Window.h"
+#include "platform/Winsock.h"
+#include "zipview/ZipDirectory.h"
+
+namespace pellora {
+
+class Extract;
+class Folders;
+
+class Form2 final : public Window, public ZipViewer {
+ public:
+  // `folders` is what the Extract dialog chooses from, or null; it outlives the viewer.
+  Form2(Program& program, const Folders* folders);
+  ~Form2() override;
+
+  // ZipViewer
+  void SetIndex(std::int16_t index) override;
+  Task<> Start() override;
+  void UnloadWindow() override { Retire(); }
+
+  void ShowList();
+
+  std::int16_t RecordIndex = 0;
+  std::int16_t ReadStage = 0;  // 1: the first request is out, 2: the second
+  std::int16_t EntryCount = 0;
+  std::int64_t DirectorySize = 0;
+  bool RequestDone = false;
+  std::string DirectoryText;
+  std::string TailText;
+  std::vector<ZipEntry> Entries{1};  // from 1
+  std::string CurrentFolder;         // "" is the root
+  std::shared_ptr<Extract> ExtractDialog;
+
+  Winsock ZIPReader;  // the first request
+  Winsock ZIP;        // the second
+
+  Label Label1{this, "Label1"};  // how far the reading is, then the totals
+  Label Label2{this, "Label2"};  // the archive's URL
+  ListView ListView1{this,
+                     "ListView1",
+                     {{"", "Filename", 0, "", 30},
+                      {"", "Packed Size", 0, "", 13},
+                      {"", "Normal Size", 0, "", 13},
+                      {"", "Ratio", 0, "", 9},
+                      {"", "Internal Path", 0, "", 35}}};
+  OptionButton Option1{this, "Option1", "View By Folder"};
+  OptionButton Option2{this, "Option2", "View By File"};
+  OptionButton Option3{this, "Option3", "List"};
+  OptionButton Option4{this, "Option4", "Report"};
+  OptionButton Option5{this, "Option5", "Icon"};
+  OptionButton Option6{this, "Option6", "Small"};
+  CommandButton Command4{this, "Command4", "Parent Directory"};
+  CommandButton Command1{this, "Command1", "Extract ALL"};
+  CommandButton Command2{this, "Command2", "Extract SELECTED"};  // does nothing
+  CommandButton Command3{this, "Command3", "Download classic"};
+  Picture pic16{this, "pic16"};  // scratch for a file's icon
+  Picture pic32{this, "pic32"};
+
+ protected:
+  void OnLoad() override;
+  void OnUnload() override;
+  void OnResize() override;
+
+ private:
+  DownloadRecord& Record() { return program_.Download(RecordIndex); }
+  TaskLoop& Tasks();
+
+  void ConnectHandlers();
+  bool Current();
+  bool StillCurrent();  // False if the viewer is not Current; it is retired then
+  void Retire();        // for good: closes the sockets, unloads
+
+  void SendFirst(Winsock& socket);
+  void SendSecond(Winsock& socket);
+  void ReaderConnected();
+  void ReaderArrived(std::size_t bytes);
+  void DirectoryArrived(std::size_t bytes);
+  Task<bool> Answered();  // waits for RequestDone; False if the reading is over
+  void ReadEntries();
+
+  void EnterSelected();
+  void GoToParent();
+  void SortByColumn(int column);
+  void ChooseView(bool byFile);
+  void ChooseDisplay(const OptionButton& chosen, int display);
+  void OpenExtract();
+  Task<> DownloadClassic();
+
+  Program& program_;
+  const Folders* folders_;
+  std::uint32_t serial_ = 0;
+  std::weak_ptr<Transfer> transfer_;
+  bool leaving_ = false;  // by "Download classic"
+  bool retired_ = false;
+  // Both image lists in one: picture i is entry i's, by the name under which views find it small and large.
+  std::vector<std::string> pictures_;
+};
+
+}  // namespace pellora

@@ -1,0 +1,47 @@
+#include "zipview/UpdateHandOver.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "core/Program.h"
+#include "platform/Desktop.h"
+#include "platform/Failure.h"
+#include "platform/Files.h"
+#include "platform/TaskLoop.h"
+#include "zipview/VBUnzBas.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr const char* kUpdater = "/updater";
+
+}  // namespace
+
+Task<> HandOverUpdate(Program* program, Unzip* unzip, std::int16_t index) {
+  Platform& platform = program->platform;
+  const std::string folder = platform.machine.ProgramFolder();
+  // The slot is free from here on: the path is taken before anybody else can fill it. After a redirect the
+  // package does not bear the record's name any more.
+  const DownloadRecord& record = program->Download(index);
+  const std::string package = record.HasSavePath ? record.SavePath : folder + "/downloads/" + record.FileName;
+  program->Download(index).InUse = false;
+  program->lists->RefreshRows(0, 0);
+  const std::shared_ptr<Transfer> transfer = program->TransferWindowAt(index);
+  if (transfer) transfer->HideWindow();
+  co_await platform.tasks.Yield();
+  Skip([&] { platform.files.CreateFolder(folder + "/temp"); });
+  VBUnzBas unpacking(*unzip);
+  unpacking.ArchivePath = package;
+  unpacking.TargetFolder = folder + "/temp";
+  const int result = unpacking.VBUnZip32();
+  if (result != 0) {
+    BoxRequest request{std::to_string(result), kProgramName, kOkOnly};
+    (void)co_await program->boxes.Ask(program, std::move(request));
+  }
+  Skip([&] { platform.shell.Start(folder + kUpdater, {}); });
+  program->saveAndQuit();
+}
+
+}  // namespace pellora

@@ -1,0 +1,18 @@
+#include "zipview/VBUnzBas.h"
+
+#include "platform/Unzip.h"
+
+namespace pellora {
+
+int VBUnzBas::VBUnZip32() {
+  UnzipMessages.clear();
+  return library_.Unpack(ArchivePath, TargetFolder, [this](std::string_view text) { Print(text); });
+}
+
+// A text that begins with a line feed is a line end as a whole.
+void VBUnzBas::Print(std::string_view text) {
+  text = text.substr(0, text.find('\0'));
+  UnzipMessages += text.starts_with('\n') ? "\r\n" : text;
+}
+
+}  // namespace pellora

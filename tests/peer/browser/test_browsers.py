@@ -1,0 +1,251 @@
+"""The extension in real browsers: the menu entry on a link and on an image, and addresses that are not taken."""
+
+import http.server
+import os
+import subprocess
+import threading
+import time
+import unittest
+
+import harness
+import origin
+import wirebus
+from chromium import Chromium
+from firefox import Firefox
+
+EXTENSION_ID = "chhbgchiealifpkmbgkhkpoeplppnaio"
+TITLE = "Download with Pellora!"
+
+
+class Pages:
+    """Pages that are one link or one image from edge to edge."""
+
+    def __init__(self):
+        self.contents = {}
+        pages = self
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                body = pages.contents.get(self.path)
+                self.send_response(200 if body else 404)
+                self.send_header("Content-Type", "text/html")
+                self.send_header("Set-Cookie", "taste=sweet; Path=/")
+                self.end_headers()
+                self.wfile.write((body or "").encode())
+
+            def log_message(self, *_):
+                pass
+
+        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+
+    def add(self, path, content):
+        self.contents[path] = "<!doctype html><title>page %s</title><body style='margin:0'>%s" % (path, content)
+        return "http://127.0.0.1:%d%s" % (self.server.server_port, path)
+
+    def close(self):
+        self.server.shutdown()
+        self.server.server_close()
+
+
+class Notifications(wirebus.WireBus):
+    """The desktop's notifications, by their texts."""
+
+    def __init__(self, address):
+        super().__init__(address)
+        self.notes = []
+        name = "org.freedesktop.Notifications"
+
+        def notify(_sender, arguments):
+            self.notes.append(arguments[4])
+            return "u", [len(self.notes)]
+
+        self.methods = {
+            (name, "GetCapabilities"): lambda _s, _a: ("as", [["body", "actions"]]),
+            (name, "GetServerInformation"): lambda _s, _a: ("ssss", ["notes", "tests", "1", "1.2"]),
+            (name, "Notify"): notify,
+            (name, "CloseNotification"): lambda _s, _a: ("", []),
+        }
+        self.take_name(name)
+
+
+LINK = "<a href='%s' style='position:fixed;inset:0;display:block'>link</a>"
+IMAGE = "<img src='%s' style='position:fixed;inset:0;width:100%%;height:100%%'>"
+
+
+class Browser(unittest.TestCase):
+    def setUp(self):
+        self.pages = Pages()
+        self.addCleanup(self.pages.close)
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.session = harness.Session("browser", BrowserIngeration="True")
+        self.addCleanup(self.session.close)
+        self.profile = os.path.join(self.session.env["XDG_CONFIG_HOME"], "chromium")
+        os.makedirs(self.profile)
+        os.makedirs(os.path.join(self.session.home, ".mozilla"))
+        self.session.start()
+        self.extension = os.path.join(self.session.program, "browser")
+        self.calls = open(os.path.join(self.session.root, "calls.log"), "w+b")
+        self.addCleanup(self.calls.close)
+        monitor = subprocess.Popen(["dbus-monitor", "--address", self.session.env["DBUS_SESSION_BUS_ADDRESS"],
+                                    "interface='PelloraProject.Pellora'"], stdin=subprocess.DEVNULL, stdout=self.calls)
+        self.addCleanup(harness.end_process, monitor)
+
+    def serve(self, path):
+        self.origin.serve_file(path, 30000)
+        return self.origin.url(path)
+
+    def check_taken(self, url, page):
+        try:
+            [download] = self.session.companion.wait_finished([url], 40)
+        except TimeoutError:
+            self.session.keep_picture("not-taken")
+            raise
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(30000))
+        self.calls.seek(0)
+        calls = self.calls.read().decode()
+        for text in (url, page, "taste=sweet"):
+            self.assertIn('string "%s"' % text, calls)
+
+
+class InChromium(Browser):
+    def setUp(self):
+        super().setUp()
+        self.desktop = Notifications(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(self.desktop.close)
+        self.browser = Chromium(self.session, self.extension, self.profile)
+        self.addCleanup(self.browser.close)
+        worker = harness.wait_until(
+            lambda: [t for t in self.browser.targets("service_worker") if EXTENSION_ID in t["url"]], 30, "the extension")[0]
+        self.worker = self.browser.attach(worker)
+        harness.wait_until(lambda: self.browser.evaluate(self.worker, "typeof handOver") == "function", 20, "its script")
+
+    def xdotool(self, *words):
+        subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
+                       capture_output=True, timeout=30, check=False)
+
+    def open(self, url):
+        page = self.browser.attach(self.browser.targets("page")[0])
+        self.browser.call("Page.navigate", page, url=url)
+        harness.wait_until(lambda: self.browser.evaluate(page, "document.readyState") == "complete", 20, "the page")
+        window = harness.wait_until(
+            lambda: [w for w, title, _ in self.session.stage.windows.all() if title.startswith("page ")], 20, "the window")[0]
+        self.xdotool("windowactivate", "--sync", window, "mousemove", "--window", window, 400, 400)
+        time.sleep(0.5)
+
+    def choose(self, picture):
+        """The entry in the real menu: the last but one, above the developer tools' own."""
+        self.xdotool("click", 3)
+        time.sleep(1.5)
+        self.session.keep_picture(picture)
+        self.xdotool("key", "Up", "Up", "Return")
+
+    def test_the_menu_on_a_link_hands_it_over(self):
+        url = self.serve("/link.bin")
+        page = self.pages.add("/link", LINK % url)
+        self.open(page)
+        self.choose("chromium-link")
+        self.check_taken(url, page)
+
+    def test_the_menu_on_an_image_hands_it_over(self):
+        url = self.serve("/picture.png")
+        page = self.pages.add("/image", IMAGE % url)
+        self.open(page)
+        self.choose("chromium-image")
+        self.check_taken(url, page)
+
+    def test_a_link_can_be_dragged_onto_the_basket(self):
+        url = self.serve("/dragged.bin")
+        main = [w for w, title, _ in self.session.own_windows() if title == "Pellora !"][0]
+        self.xdotool("windowactivate", "--sync", main, "key", "--clearmodifiers", "alt+o")
+        time.sleep(0.5)
+        self.xdotool("key", "b")
+        basket = harness.wait_until(
+            lambda: [w for w, title, _ in self.session.own_windows() if title == "Form4"], 10, "the basket")[0]
+        self.open(self.pages.add("/link", LINK % url))
+        self.xdotool("mousemove", 200, 500, "mousedown", 1)
+        for step in range(1, 11):
+            self.xdotool("mousemove", "--window", basket, -200 + 21 * step, 50 - 3 * step, "sleep", 0.06)
+        self.xdotool("mousemove", "--window", basket, 15, 15, "sleep", 0.2, "mousemove", "--window", basket, 16, 16, "sleep",
+                     0.5)
+        self.session.keep_picture("chromium-drag")
+        self.xdotool("mouseup", 1)
+        [download] = harness.wait_until(self.session.companion.downloads, 10, "the record")
+        self.assertEqual((download.url, download.state), (url, "waiting"))
+
+    def said_of(self, url):
+        """What the user is told when the address is handed over."""
+        before = len(self.desktop.notes)
+        self.assertIs(self.browser.evaluate(self.worker, "handOver(%r, 'http://127.0.0.1/')" % url), False, url)
+        harness.wait_until(lambda: len(self.desktop.notes) > before, 10, "a notification")
+        [note] = self.desktop.notes[before:]
+        return note
+
+    def test_other_addresses_are_left_to_the_browser_in_one_sentence(self):
+        for url in ("https://127.0.0.1/a.bin", "data:text/plain,x", "blob:http://127.0.0.1/1", ""):
+            said = self.said_of(url)
+            self.assertIn("left to the browser.", said, url)
+            self.assertEqual(said.count("."), 1, said)
+        self.assertEqual(self.session.companion.downloads(), [])
+
+    def test_the_menu_on_an_address_that_is_not_taken_says_so(self):
+        self.open(self.pages.add("/secure", LINK % "https://127.0.0.1/a.bin"))
+        self.choose("chromium-secure")
+        harness.wait_until(lambda: self.desktop.notes, 10, "a notification")
+        self.assertIn("this https link is left to the browser.", self.desktop.notes[0])
+        self.assertEqual(self.session.companion.downloads(), [])
+
+    def test_the_cookies_are_those_of_the_window_that_was_clicked_in(self):
+        page = self.pages.add("/link", LINK % self.serve("/link.bin"))
+        self.open(page)
+        tab = self.browser.evaluate(self.worker, "chrome.tabs.query({}).then((tabs) => tabs[0].id)")
+        self.assertEqual(self.browser.evaluate(self.worker, "cookiesOf(%r, {id: %d})" % (page, tab)), "taste=sweet")
+        for elsewhere in ("{id: %d}" % (tab + 1000), "undefined"):
+            self.assertEqual(self.browser.evaluate(self.worker, "cookiesOf(%r, %s)" % (page, elsewhere)), "")
+
+    def test_says_so_where_the_host_is_not_known(self):
+        os.remove(os.path.join(self.profile, "NativeMessagingHosts/pelloraproject.pellora.json"))
+        self.assertIn("cannot be reached", self.said_of("http://127.0.0.1/a.bin"))
+
+
+class InFirefox(Browser):
+    def setUp(self):
+        super().setUp()
+        self.browser = Firefox(self.session, os.path.join(self.session.root, "firefox"))
+        self.addCleanup(self.browser.close)
+        self.browser.install(self.extension)
+
+    def choose(self, page):
+        """Opens the real menu by the mouse and activates the real entry in it."""
+        self.browser.call("WebDriver:Navigate", url=page)
+        time.sleep(1)
+        self.browser.right_click(200, 200)
+        found = self.browser.in_chrome("""
+            const [title, done] = arguments;
+            const menu = document.getElementById("contentAreaContextMenu");
+            const until = Date.now() + 10000;
+            const look = () => {
+              const item = [...menu.querySelectorAll("menuitem")].find((i) => i.label === title);
+              if (menu.state === "open" && item) { const key = item.accessKey; menu.activateItem(item); done(key); }
+              else if (Date.now() > until) done([menu.state, [...menu.children].filter((i) => !i.hidden).map((i) => i.label)]);
+              else setTimeout(look, 100);
+            };
+            look();""", TITLE)
+        self.assertEqual(found, "D", "the access key")
+
+    def test_the_menu_on_a_link_hands_it_over(self):
+        url = self.serve("/link.bin")
+        page = self.pages.add("/link", LINK % url)
+        self.choose(page)
+        self.check_taken(url, page)
+
+    def test_the_menu_on_an_image_hands_it_over(self):
+        url = self.serve("/picture.png")
+        page = self.pages.add("/image", IMAGE % url)
+        self.choose(page)
+        self.check_taken(url, page)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+
+#include <QByteArray>
+#include <QCryptographicHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QString>
+
+#include "Support.h"
+#include "desktop/BrowserManifests.h"
+#include "platform/Failure.h"
+
+namespace pellora {
+namespace {
+
+class Browsers : public ::testing::Test {
+ protected:
+  void Has(const std::string& folder) { std::filesystem::create_directories(root.Path(folder)); }
+  void Set(bool present, const std::string& program = "/opt/My \"Programs\"") {
+    BrowserManifests(program, root.Path("home"), root.Path("config")).SetEntry(present);
+  }
+  QJsonObject Manifest(const std::string& path) {
+    return QJsonDocument::fromJson(QByteArray::fromStdString(Content(root.Path(path)))).object();
+  }
+  bool Exists(const std::string& path) { return std::filesystem::exists(root.Path(path)); }
+
+  const Folder root;
+  const std::string firefox = "home/.mozilla/native-messaging-hosts/pelloraproject.pellora.json";
+  const std::string chromium = "config/chromium/NativeMessagingHosts/pelloraproject.pellora.json";
+};
+
+TEST_F(Browsers, NeverMakesABrowsersOwnFolder) {
+  Has("home");
+  Has("config");
+  Set(true);
+  Set(false);
+  EXPECT_TRUE(std::filesystem::is_empty(root.Path("home")));
+  EXPECT_TRUE(std::filesystem::is_empty(root.Path("config")));
+}
+
+TEST_F(Browsers, TellsEachBrowserThatIsThereOfTheHost) {
+  Has("home/.mozilla");
+  Has("config/chromium");
+  Has("config/BraveSoftware/Brave-Browser");
+  Set(true);
+  for (const std::string& path :
+       {firefox, chromium,
+        std::string("config/BraveSoftware/Brave-Browser/NativeMessagingHosts/pelloraproject.pellora.json")}) {
+    const QJsonObject manifest = Manifest(path);
+    EXPECT_EQ(manifest["name"].toString(), "pelloraproject.pellora") << path;
+    EXPECT_EQ(manifest["path"].toString(), "/opt/My \"Programs\"/pellora-browser-host") << path;
+    EXPECT_EQ(manifest["type"].toString(), "stdio") << path;
+  }
+  EXPECT_EQ(Manifest(firefox)["allowed_extensions"].toArray(), QJsonArray{QString(kGeckoId)});
+  EXPECT_EQ(Manifest(chromium)["allowed_origins"].toArray(),
+            QJsonArray{QStringLiteral("chrome-extension://%1/").arg(kChromiumId)});
+  EXPECT_FALSE(Exists("config/google-chrome"));
+}
+
+TEST_F(Browsers, FollowsAProgramThatHasMoved) {
+  Has("config/chromium");
+  Set(true, "/one");
+  Set(true, "/two");
+  EXPECT_EQ(Manifest(chromium)["path"].toString(), "/two/pellora-browser-host");
+}
+
+TEST_F(Browsers, TakesItsEntriesOutAgainAndLeavesOthers) {
+  Has("home/.mozilla");
+  Has("config/chromium");
+  Set(true);
+  Put(root.Path("config/chromium/NativeMessagingHosts/other.json"), "{}");
+  Set(false);
+  EXPECT_FALSE(Exists(firefox));
+  EXPECT_FALSE(Exists(chromium));
+  EXPECT_TRUE(Exists("config/chromium/NativeMessagingHosts/other.json"));
+  EXPECT_NO_THROW(Set(false));
+}
+
+TEST_F(Browsers, TellsTheOthersWhereOneCannotBeWritten) {
+  Has("home/.mozilla");
+  Has("config/chromium");
+  Put(root.Path("home/.mozilla/native-messaging-hosts"), "a file where a folder should be");
+  EXPECT_THROW(Set(true), Failure);
+  EXPECT_TRUE(Exists(chromium));
+}
+
+TEST_F(Browsers, KnowTheExtensionByTheIdOfItsKey) {
+  const QJsonObject manifest =
+      QJsonDocument::fromJson(QByteArray::fromStdString(Content(PELLORA_EXTENSION "/manifest.json"))).object();
+  ASSERT_FALSE(manifest.isEmpty());
+  const QByteArray key = QByteArray::fromBase64(manifest["key"].toString().toLatin1());
+  QByteArray id = QCryptographicHash::hash(key, QCryptographicHash::Sha256).toHex().left(32);
+  for (char& c : id) c = static_cast<char>(c <= '9' ? 'a' + (c - '0') : 'k' + (c - 'a'));
+  EXPECT_EQ(id, kChromiumId);
+  EXPECT_EQ(manifest["browser_specific_settings"].toObject()["gecko"].toObject()["id"].toString(), kGeckoId);
+  EXPECT_NE(Content(PELLORA_EXTENSION "/background.js").find(std::string("\"") + kHostName + "\""), std::string::npos);
+}
+
+}  // namespace
+}  // namespace pellora

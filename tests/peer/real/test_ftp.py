@@ -1,0 +1,160 @@
+"""Real FTP servers: vsftpd with its anonymous user, proftpd with a virtual one. Files of every count of segments, pause,
+kill, a limit of logins, and what is not there or not allowed."""
+
+import os
+import time
+import unittest
+
+import ftpservers
+import harness
+import listfile
+import origin
+
+MIB = 1 << 20
+LARGE = 50 * MIB
+COMPLETE = 3  # a segment's state
+
+
+def put(server, name, size, seed):
+    server.put(name, origin.content(size, seed))
+    # Both send it at each change into the folder, as a reply of several lines.
+    server.put(".message", b"Read the rules.\n250 rules, that is.\n")
+    return server.url(name)
+
+
+class FtpServers(unittest.TestCase):
+    def start(self, kind, **options):
+        server = kind(**options)
+        self.addCleanup(server.close)
+        return server
+
+    def session(self):
+        session = harness.Session("ftp", MaxSegments=8)
+        self.addCleanup(session.close)
+        return session.start()
+
+    def expect_files(self, session, expected, timeout=90):
+        """`expected` maps URLs to (size, seed)."""
+        for download in session.companion.wait_finished(list(expected), timeout):
+            size, seed = expected[download.url]
+            self.assertEqual(os.path.getsize(download.saved_path), size)
+            self.assertEqual(harness.digest(download.saved_path), origin.content_digest(size, seed), download.url)
+        self.assertEqual(os.listdir(session.parts), [])
+        self.assertEqual(session.dialogs(), [])
+
+    def fetch_every_size(self, kind):
+        server = self.start(kind)
+        session = self.session()
+        expected = {}
+        for seed, (size, logins) in enumerate(((9999, 1), (10000, 2), (100000, 8), (LARGE, 8))):
+            url = put(server, "%d.bin" % size, size, seed)
+            expected[url] = (size, seed)
+            session.menu_url(url)
+        self.expect_files(session, expected)
+        # REST goes out once in each probe and at least once for each segment.
+        self.assertGreaterEqual(len(server.restarts()), 4 + 1 + 2 + 8 + 8)
+        self.assertEqual(server.refusals(), 0)
+        for download in session.companion.downloads():
+            segments = len(listfile.find(session.list_file, download.url).segments)
+            # The list counts each segment's last byte not, and yet the file is whole.
+            self.assertEqual(download.received, download.size - segments)
+            self.assertEqual(download.percent, 100.0)
+
+    def test_vsftpd_brings_files_of_every_size_to_the_anonymous_user(self):
+        self.fetch_every_size(ftpservers.Vsftpd)
+
+    def test_proftpd_brings_files_of_every_size_to_a_virtual_user(self):
+        self.fetch_every_size(ftpservers.Proftpd)
+
+    def received(self, session, url):
+        download = session.companion.find(url)
+        return download.received if download else 0
+
+    def pause_all(self, session, urls):
+        """By the keys of the menu of the main window."""
+        [main] = [w for w, title, _ in session.own_windows() if title.startswith("Pellora !")]
+        for _ in range(3):  # a busy display may lose a key
+            session.press(main, "alt+a")
+            session.press(main, "u")
+            try:
+                return harness.wait_until(
+                    lambda: all(session.companion.find(url).state == "paused" for url in urls), 2, "the pause")
+            except TimeoutError:
+                session.press(main, "Escape")
+        self.fail("the downloads are not paused: %s" % session.companion.downloads())
+
+    def test_a_pause_and_a_kill_cost_nothing_but_the_way_back(self):
+        session = self.session()
+        kinds = (ftpservers.Vsftpd, ftpservers.Proftpd)
+        pairs = [(s, put(s, s.name + ".bin", LARGE, i)) for i, s in
+                 enumerate(self.start(kind, rate=700000) for kind in kinds)]
+        urls = [url for _, url in pairs]
+        for url in urls:
+            session.menu_url(url)
+        harness.wait_until(lambda: all(self.received(session, url) > 4 * MIB for url in urls), 60, "the first bytes")
+        self.pause_all(session, urls)
+        before = [self.received(session, url) for url in urls]
+        time.sleep(1)
+        self.assertEqual([self.received(session, url) for url in urls], before)
+        asked = [len(server.restarts()) for server, _ in pairs]
+        session.resume()
+
+        def saved(url):
+            record = listfile.find(session.list_file, url)
+            return record if record and record.kept > 8 * MIB else None
+        harness.wait_until(lambda: all(saved(url) for url in urls), 60, "a saved list")
+        session.kill()
+        records = [saved(url) for url in urls]
+        killed = [len(server.restarts()) for server, _ in pairs]
+        session.start()
+        session.resume()
+        self.expect_files(session, {url: (LARGE, i) for i, url in enumerate(urls)})
+        for (server, _), record, received, paused, count in zip(pairs, records, before, asked, killed):
+            kept = 0
+            for number, segment in enumerate(record.segments):
+                start = number * LARGE // 8
+                first = {}
+                for phase, restarts in (("pause", server.restarts()[paused:count]), ("kill", server.restarts()[count:])):
+                    # The probe's own 0 aside.
+                    mine = [n for n in restarts if n and start <= n <= segment.range_end]
+                    first[phase] = mine[0] if mine else None
+                kept += (first["pause"] or start) - start
+                if segment.state != COMPLETE:
+                    self.assertEqual(first["kill"], segment.range_start + segment.received_now)
+            self.assertEqual(kept, received)
+
+    def login_limit(self, kind):
+        server = self.start(kind, most_logins=2)
+        url = put(server, "limited.bin", 4 * MIB, 5)
+        session = self.session()
+        session.menu_url(url)
+        self.expect_files(session, {url: (4 * MIB, 5)})
+        self.assertGreaterEqual(server.refusals(), 3)
+
+    def test_vsftpd_with_two_logins_for_a_host_serves_eight_segments_in_turn(self):
+        self.login_limit(ftpservers.Vsftpd)
+
+    def test_proftpd_with_two_logins_for_a_host_serves_eight_segments_in_turn(self):
+        self.login_limit(ftpservers.Proftpd)
+
+    def test_what_is_missing_or_not_allowed_is_told_and_given_up(self):
+        session = self.session()
+        for kind in (ftpservers.Vsftpd, ftpservers.Proftpd):
+            server = self.start(kind)
+            put(server, "there.bin", 20000, 1)
+            for url in (server.url("missing.bin"), server.url("there.bin", server.wrong_login)):
+                with self.subTest(url=url):
+                    session.menu_url(url)
+                    window, _ = session.wait_dialog()
+                    self.assertIsNotNone(session.companion.find(url))
+                    session.press(window, "Return")
+                    harness.wait_until(lambda: not session.dialogs(), 10, "the message to go")
+                    self.assertIsNone(session.companion.find(url))
+            session.menu_url(server.url("there.bin"))
+            session.companion.wait_finished([server.url("there.bin")], 30)
+        self.assertEqual(os.listdir(session.parts), [])
+        self.assertEqual(session.stop(), 0, session.read_log())
+
+
+if __name__ == "__main__":
+    unittest.main()

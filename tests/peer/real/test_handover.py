@@ -1,0 +1,191 @@
+"""The road from a browser into the list without the browser: the messaging host on a real bus, the manifests that a start
+writes, and the entries by which bus and session start the program from a folder with blanks in its path."""
+
+import json
+import os
+import shlex
+import struct
+import subprocess
+import time
+import unittest
+
+import harness
+import origin
+
+HOST = "pellora-browser-host"
+MANIFEST = "pelloraproject.pellora.json"
+
+
+def frame(request):
+    raw = request if isinstance(request, bytes) else json.dumps(request).encode()
+    return struct.pack("=I", len(raw)) + raw
+
+
+class HandOver(unittest.TestCase):
+    settings = {}
+
+    def setUp(self):
+        self.session = harness.Session("handover", MaxSegments=4, **self.settings)
+        self.session.move_program("a program with blanks")
+        self.addCleanup(self.session.close)
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+
+    def host(self, data, **changes):
+        """(answers, exit code) of the host for these bytes."""
+        env = dict(self.session.env)
+        for name, value in changes.items():
+            env.pop(name, None)
+            if value is not None:
+                env[name] = value
+        result = subprocess.run([os.path.join(self.session.program, HOST), "/manifest.json", "pellora@pellora.example"],
+                                input=data, env=env, capture_output=True, timeout=60, check=False)
+        answers, rest = [], result.stdout
+        while rest:
+            length = struct.unpack("=I", rest[:4])[0]
+            answers.append(json.loads(rest[4:4 + length]))
+            rest = rest[4 + length:]
+        return answers, result.returncode
+
+    def adopt(self):
+        """Takes up the program that the bus has started, so that it is ended with the session."""
+        def pid():
+            answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                       "org.freedesktop.DBus.GetConnectionUnixProcessID", harness.BUS_NAME)
+            return answer.returncode == 0 and int(answer.stdout.decode().split()[1].strip(",)"))
+        self.addCleanup(os.kill, harness.wait_until(pid, 20, "the program on its bus"), 15)
+
+
+class Host(HandOver):
+    def test_hands_links_to_the_running_program(self):
+        self.session.start()
+        self.origin.serve_file("/a.bin", 30000)
+        self.origin.serve_file("/b.bin", 30000)
+        urls = [self.origin.url("/a.bin"), self.origin.url("/b.bin")]
+        answers, code = self.host(frame({"url": urls[0], "referrer": "http://p.example/", "cookie": "k=v"}) +
+                                  frame({"url": urls[1]}))
+        self.assertEqual((answers, code), ([{"ok": True}, {"ok": True}], 0))
+        self.session.companion.wait_finished(urls, 30)
+        for request in self.origin.requests_for("/a.bin"):
+            self.assertNotIn(b"k=v", request.raw)
+
+    def test_starts_a_program_that_does_not_run(self):
+        self.session.start()
+        self.assertEqual(self.session.stop(), 0)
+        self.origin.serve_file("/a.bin", 30000)
+        url = self.origin.url("/a.bin")
+        self.assertEqual(self.host(frame({"url": url})), ([{"ok": True}], 0))
+        self.adopt()
+        self.session.companion.wait_finished([url], 30)
+
+    def test_finds_the_bus_that_a_browser_without_one_hides(self):
+        self.session.start()
+        self.origin.serve_file("/a.bin", 30000)
+        url = self.origin.url("/a.bin")
+        for hidden in ("disabled:", "", None):
+            answers, code = self.host(frame({"url": url}), DBUS_SESSION_BUS_ADDRESS=hidden)
+            self.assertEqual((answers, code), ([{"ok": True}], 0), hidden)
+
+    def test_says_what_is_wrong(self):
+        [answer], code = self.host(frame({"url": "http://a.example/b"}))
+        self.assertEqual(code, 0)
+        self.assertFalse(answer["ok"])
+        self.assertIn("start it once", answer["error"])
+        [answer], code = self.host(frame({"url": "http://a.example/b"}), DBUS_SESSION_BUS_ADDRESS=None,
+                                   XDG_RUNTIME_DIR=self.session.home)
+        self.assertIn("bus", answer["error"])
+        [answer], code = self.host(frame({"url": "https://a.example/b"}))
+        self.assertIn("http and ftp", answer["error"])
+
+    def test_ends_cleanly_at_broken_frames(self):
+        began = time.monotonic()
+        for data, code in ((b"", 0), (struct.pack("=I", 0), 1), (struct.pack("=I", 0xFFFFFFFF), 1),
+                           (struct.pack("=I", 0xFFFFFFFF) + b"{" * 100000, 1), (b"\1", 1),
+                           (struct.pack("=I", 50) + b"{}", 1), (struct.pack("=I", 1 << 20), 1),
+                           (frame(b"not json"), 0), (frame(b"\xff\xfe{}"), 0), (frame(b"[" * 100000), 0),
+                           (frame([1, 2]), 0), (frame({"url": {"x": 1}}), 0), (frame({"url": "http://a/\0b"}), 0)):
+            answers, ended = self.host(data)
+            self.assertEqual(ended, code, data[:20])
+            self.assertEqual([a["ok"] for a in answers], [False] if data else [], data[:20])
+        self.assertLess(time.monotonic() - began, 30)
+
+
+class Manifests(HandOver):
+    settings = {"BrowserIngeration": "True"}
+
+    def test_are_written_at_a_start_with_the_setting_and_removed_at_one_without(self):
+        roots = [os.path.join(self.session.home, ".mozilla"),
+                 os.path.join(self.session.env["XDG_CONFIG_HOME"], "chromium")]
+        folders = ["native-messaging-hosts", "NativeMessagingHosts"]
+        for root in roots:
+            os.mkdir(root)
+        self.session.start()
+        for root, folder in zip(roots, folders):
+            with open(os.path.join(root, folder, MANIFEST), encoding="utf-8") as f:
+                path = json.load(f)["path"]
+            self.assertEqual(path, os.path.join(self.session.program, HOST))
+            self.assertTrue(os.access(path, os.X_OK))
+        self.assertFalse(os.path.exists(os.path.join(self.session.env["XDG_CONFIG_HOME"], "google-chrome")))
+        self.assertEqual(self.session.stop(), 0)
+        self.session.write_settings(self.session.settings_file, {"BrowserIngeration": "False", "CheckClipboard": "False"})
+        self.session.start()
+        for root, folder in zip(roots, folders):
+            self.assertEqual(os.listdir(os.path.join(root, folder)), [])
+        self.assertEqual(self.session.stop(), 0)
+
+
+class Entries(HandOver):
+    def test_are_valid_and_start_the_program_from_a_folder_with_blanks(self):
+        self.session.start()
+        self.assertIn(" ", self.session.program)
+        self.assertEqual(self.session.stop(), 0)
+        entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/pellora.desktop")
+        result = subprocess.run(["desktop-file-validate", entry], capture_output=True, check=False)
+        self.assertEqual((result.returncode, result.stdout + result.stderr), (0, b""))
+        with open(entry, encoding="utf-8") as f:
+            [command] = [line[len("Exec="):].strip() for line in f if line.startswith("Exec=")]
+        self.session.process = subprocess.Popen(shlex.split(command), env=self.session.env, cwd="/",
+                                                stdin=subprocess.DEVNULL, stdout=self.session.log, stderr=self.session.log)
+        harness.wait_until(self.session.name_taken, 20, "the program on its bus")
+        self.assertEqual(self.session.stop(), 0)
+        answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                   "org.freedesktop.DBus.StartServiceByName", harness.BUS_NAME, "0")
+        self.assertEqual(answer.returncode, 0, answer.stderr)
+        self.adopt()
+
+    def test_start_the_program_from_a_folder_of_an_odd_name(self):
+        self.session.move_program("a \"b\" 'c' 50% %u $HOME `d` \\e\\n #f;g=h &i \u00e4 ")
+        self.session.start()
+        self.assertEqual(self.session.stop(), 0)
+        entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/pellora.desktop")
+        result = subprocess.run(["desktop-file-validate", entry], capture_output=True, check=False)
+        self.assertEqual((result.returncode, result.stdout + result.stderr), (0, b""))
+        for start in (["gio", "launch", entry],
+                      ["gdbus", "call", "--session", "--dest", harness.BUS_NAME, "--object-path", harness.OBJECT,
+                       "--method", harness.BUS_NAME + ".LeechURL", "", ""]):
+            subprocess.run(start, env=self.session.env, stdin=subprocess.DEVNULL, stdout=self.session.log,
+                           stderr=self.session.log, timeout=60, check=True)
+            harness.wait_until(self.session.name_taken, 20, "the program on its bus")
+            answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                       "org.freedesktop.DBus.GetConnectionUnixProcessID", harness.BUS_NAME)
+            pid = int(answer.stdout.decode().split()[1].strip(",)"))
+            program = os.readlink("/proc/%d/exe" % pid)
+            os.kill(pid, 15)
+            self.assertEqual(os.path.dirname(program), self.session.program)
+            harness.wait_until(lambda: not self.session.name_taken(), 20, "the end of the program")
+
+    def test_leave_a_folder_with_a_line_break_in_its_name_out(self):
+        self.session.move_program("a\nb")
+        chromium = os.path.join(self.session.env["XDG_CONFIG_HOME"], "chromium")
+        os.mkdir(chromium)
+        self.session.write_settings(self.session.settings_file, {"BrowserIngeration": "True", "CheckClipboard": "False"})
+        self.session.start()
+        with open(os.path.join(chromium, "NativeMessagingHosts", MANIFEST), encoding="utf-8") as f:
+            self.assertEqual(json.load(f)["path"], os.path.join(self.session.program, HOST))
+        self.assertEqual(self.session.stop(), 0)
+        for name in ("applications/pellora.desktop", "dbus-1/services/PelloraProject.Pellora.service"):
+            self.assertFalse(os.path.exists(os.path.join(self.session.env["XDG_DATA_HOME"], name)), name)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,109 @@
+"""The options dialog of the real program, driven by keyboard and by mouse, and what it leaves on the disk."""
+
+import os
+import subprocess
+import unittest
+
+import harness
+
+
+class Options(unittest.TestCase):
+    def setUp(self):
+        self.session = harness.Session("options")
+        self.addCleanup(self.session.close)
+        self.session.start()
+        self.main = self.window("Pellora !", dialog=False)
+        self.config = self.session.env["XDG_CONFIG_HOME"]
+
+    def window(self, title, dialog=True):
+        def found():
+            return [w for w, shown, is_dialog in self.session.own_windows() if shown == title and is_dialog == dialog]
+        return harness.wait_until(found, 10, "a window of the title %r" % title)[0]
+
+    def keys(self, window, *keys):
+        for key in keys:
+            self.session.press(window, key)
+
+    def xdotool(self, *words):
+        subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
+                       capture_output=True, timeout=20, check=False)
+
+    def open_by_menu(self, entry="p", title="Pellora !   Options"):
+        self.keys(self.main, "alt+o", entry)
+        return self.window(title)
+
+    def gone(self, window):
+        harness.wait_until(lambda: window not in [w for w, _, _ in self.session.own_windows()], 10, "the dialog to go")
+
+    def setting(self, key):
+        with open(self.session.settings_file, encoding="utf-8") as f:
+            for line in f:
+                if line.startswith(key + "="):
+                    return line.rstrip("\n").partition("=")[2]
+        return None
+
+    def picture(self, window):
+        """The window's pixels."""
+        return subprocess.run(["import", "-window", window, "rgb:-"], env=self.session.stage.env,
+                              stdin=subprocess.DEVNULL, capture_output=True, timeout=30, check=True).stdout
+
+    def test_a_language_chosen_by_the_keyboard_is_shown_at_once_and_again_after_a_restart(self):
+        english = self.picture(self.main)
+        dialog = self.open_by_menu()
+        # The page of languages lies before the first one; its list follows the tabs.
+        self.keys(dialog, "ctrl+shift+Tab", "Tab", "d", "Return")
+        self.gone(dialog)
+        self.assertEqual(self.setting("Language"), "german")
+        self.assertNotEqual(self.picture(self.main), english)
+        # The menu's German key, and the German title.
+        dialog = self.open_by_menu("e", "Pellora !   Optionen")
+        self.keys(dialog, "Escape")
+        self.gone(dialog)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.session.start()
+        self.main = self.window("Pellora !", dialog=False)
+        self.open_by_menu("e", "Pellora !   Optionen")
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_ok_writes_settings_the_autostart_entry_and_one_test_file(self):
+        entry = os.path.join(self.config, "autostart", "PelloraAutoStart.desktop")
+        dialog = self.open_by_menu()
+        self.keys(dialog, "Tab", "space", "Return")
+        self.gone(dialog)
+        self.assertEqual(self.setting("AutoStart"), "True")
+        self.assertEqual(self.setting("ProxyPort"), "80")
+        self.assertTrue(os.path.exists(entry))
+        self.assertEqual(subprocess.run(["desktop-file-validate", entry], check=False).returncode, 0)
+        self.assertTrue(os.path.exists(self.session.parts + "temp.tst"))
+        self.assertFalse(os.path.exists(self.session.downloads + "temp.tst"))
+        # What was chosen is stored under the program's name; the older name's folders are read again.
+        self.assertEqual(self.setting("DownloadFolder"), self.session.downloads)
+        dialog = self.open_by_menu()
+        self.keys(dialog, "Tab", "space", "Return")
+        self.gone(dialog)
+        self.assertFalse(os.path.exists(entry))
+
+    def test_a_refusal_leaves_the_dialog_open_and_downloads_go_on(self):
+        before = self.setting("MaxSegments")
+        dialog = self.open_by_menu()
+        self.keys(dialog, "ctrl+Tab", "Tab", "ctrl+a", "0", "Return")
+        box = self.window("Pellora !")
+        self.assertLess(self.session.answers(), 2)
+        self.keys(box, "Return")
+        self.gone(box)
+        self.assertIn(dialog, [w for w, _, _ in self.session.own_windows()])
+        self.assertEqual(self.setting("MaxSegments"), before)
+        self.keys(dialog, "Escape")
+        self.gone(dialog)
+
+    def test_the_toolbar_opens_the_dialog_and_its_frame_closes_it(self):
+        self.xdotool("windowactivate", "--sync", self.main, "mousemove", "--window", self.main, 263, 46, "click", 1)
+        dialog = self.window("Pellora !   Options")
+        self.xdotool("windowactivate", "--sync", dialog, "key", "alt+F4")
+        self.gone(dialog)
+        self.assertTrue(self.session.alive())
+        self.assertIsNone(self.setting("MaxSegments"))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,430 @@
+"""The preview with samples of every type it takes, on a machine without a sound device: the process that renders them,
+and the pane of the real program."""
+
+import array
+import concurrent.futures
+import os
+import select
+import signal
+import struct
+import subprocess
+import tempfile
+import time
+import unittest
+import urllib.parse
+
+import harness
+import origin
+import samples
+import screen
+
+RENDERED, FRAME, ENDED = 1, 2, 3
+WIDTH, HEIGHT = 200, 160
+
+_folder = None
+
+
+def sample_paths():
+    """Made once in a run."""
+    global _folder
+    if _folder is None:
+        _folder = tempfile.TemporaryDirectory(prefix="pellora-samples.")
+        sample_paths.made = samples.make(_folder.name)
+    return sample_paths.made
+
+
+def silent_environment():
+    """Without a sound server, whatever the machine has."""
+    return {k: v for k, v in os.environ.items() if not k.startswith("PULSE_") and k != "XDG_RUNTIME_DIR"}
+
+
+class Rendering:
+    """One preview process, spoken to as the program does."""
+
+    def __init__(self, path, env=None):
+        self.process = subprocess.Popen([os.path.join(harness.PROGRAM, "pellora-preview")], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                        env=env or silent_environment())
+        self.data = b""
+        self.frames = []
+        self.said = []
+        self.over = False
+        encoded = urllib.parse.quote_from_bytes(os.fsencode(path))
+        self.say("open %d %d %s" % (WIDTH, HEIGHT, encoded))
+
+    def say(self, line):
+        try:
+            self.process.stdin.write(line.encode() + b"\n")
+            self.process.stdin.flush()
+        except BrokenPipeError:
+            pass
+
+    def until(self, condition, timeout):
+        """Takes what comes until the condition holds, the process ends or the time is up."""
+        end = time.monotonic() + timeout
+        while not condition() and not self.over and time.monotonic() < end:
+            if not select.select([self.process.stdout], [], [], 0.05)[0]:
+                continue
+            more = os.read(self.process.stdout.fileno(), 1 << 20)
+            self.over = not more
+            self.data += more
+            while self.take():
+                pass
+        return condition()
+
+    def take(self):
+        if len(self.data) < 12:
+            return False
+        message, width, height = struct.unpack("<III", self.data[:12])
+        size = width * height * 4 if message == FRAME else 0
+        if len(self.data) < 12 + size:
+            return False
+        if message == FRAME:
+            self.frames.append((width, height, self.data[12:12 + size]))
+            self.say("seen")
+        else:
+            self.said.append(message)
+        self.data = self.data[12 + size:]
+        return True
+
+    def rendered(self, timeout=20):
+        return self.until(lambda: RENDERED in self.said, timeout)
+
+    def close(self):
+        """The end of its input ends it; returns its code."""
+        try:
+            self.process.stdin.close()
+        except BrokenPipeError:
+            pass
+        try:
+            return self.process.wait(5)
+        finally:
+            if self.process.poll() is None:
+                self.process.kill()
+                self.process.wait()
+            self.process.stdout.close()
+
+
+def colours(frame):
+    return len({frame[2][at:at + 4] for at in range(0, len(frame[2]), 4)})
+
+
+class Process(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        sample_paths()  # before any threads ask for them
+
+    def open(self, path):
+        rendering = Rendering(path)
+        self.addCleanup(rendering.close)
+        return rendering
+
+    def each(self, kinds, check):
+        """Runs a check for several types side by side."""
+        with concurrent.futures.ThreadPoolExecutor(4) as pool:
+            for result in [pool.submit(check, kind) for kind in kinds]:
+                result.result()
+
+    def test_a_picture_of_each_type_is_shown_in_its_proportions(self):
+        for kind in samples.PICTURES:
+            rendering = self.open(sample_paths()[kind])
+            self.assertTrue(rendering.rendered(), kind)
+            [frame] = rendering.frames
+            self.assertEqual(frame[:2], (200, 150), kind)
+            self.assertGreater(colours(frame), 50, kind)
+            self.assertEqual(rendering.close(), 0, kind)
+
+    def test_a_video_of_each_type_is_cued_played_stopped_and_played_again(self):
+        def check(kind):
+            rendering = self.open(sample_paths()[kind])
+            self.assertTrue(rendering.rendered(), kind)
+            self.assertTrue(rendering.until(lambda: rendering.frames, 2), kind)
+            first = rendering.frames[0]
+            self.assertEqual(first[:2], (200, 150), kind)
+            self.assertGreater(colours(first), 50, kind)
+            rendering.until(lambda: False, 0.3)
+            self.assertEqual(len(rendering.frames), 1, kind)  # it stands
+            rendering.say("run")
+            self.assertTrue(rendering.until(lambda: len(rendering.frames) > 3, 5), kind)
+            self.assertNotEqual(rendering.frames[3], first, kind)
+            rendering.say("stop")
+            rendering.until(lambda: False, 0.5)
+            self.assertEqual(rendering.frames[-1], first, kind)
+            count = len(rendering.frames)
+            rendering.until(lambda: False, 0.3)
+            self.assertEqual(len(rendering.frames), count, kind)
+            for _ in range(2):  # to the end, and from the beginning again
+                rendering.said.clear()
+                rendering.say("run")
+                self.assertTrue(rendering.until(lambda: ENDED in rendering.said, 10), kind)
+            self.assertEqual(rendering.close(), 0, kind)
+
+        self.each(samples.VIDEOS, check)
+
+    def test_a_sound_of_each_type_is_played_stopped_and_played_to_its_end(self):
+        def check(kind):
+            rendering = self.open(sample_paths()[kind])
+            self.assertTrue(rendering.rendered(), kind)
+            rendering.say("volume -1260")
+            rendering.say("run")
+            rendering.until(lambda: False, 0.2)
+            rendering.say("stop")
+            rendering.until(lambda: False, 0.2)
+            self.assertEqual(rendering.said, [RENDERED], kind)
+            began = time.monotonic()
+            rendering.say("run")
+            self.assertTrue(rendering.until(lambda: ENDED in rendering.said, 10), kind)
+            self.assertGreater(time.monotonic() - began, 0.5, kind)
+            self.assertEqual(rendering.frames, [], kind)
+            self.assertEqual(rendering.close(), 0, kind)
+
+        self.each(samples.SOUNDS, check)
+
+    def test_run_and_cue_together_play_nothing(self):
+        rendering = self.open(sample_paths()["avi"])
+        self.assertTrue(rendering.rendered())
+        rendering.say("run")
+        rendering.say("cue")
+        rendering.until(lambda: False, 0.6)
+        self.assertEqual(len(rendering.frames), 1)
+
+    def test_half_a_file_and_rubbish_bring_about_no_crash_and_no_process_that_stays(self):
+        """The media library hangs over some of them at times; the end of the input ends it all the same."""
+        with tempfile.TemporaryDirectory() as folder:
+            def check(kind):
+                with open(sample_paths()[kind], "rb") as f:
+                    whole = f.read()
+                swapped = bytes(byte ^ 0x55 if at % 97 == 50 else byte for at, byte in enumerate(whole))
+                for number, data in enumerate((whole[:len(whole) // 2], swapped, b"", b"\x00" * 4096, b"<html>404")):
+                    path = os.path.join(folder, "%d.%s" % (number, kind))
+                    with open(path, "wb") as f:
+                        f.write(data)
+                    rendering = Rendering(path)
+                    rendering.rendered(4)
+                    rendering.say("run")
+                    rendering.until(lambda: False, 0.1)
+                    self.assertGreaterEqual(rendering.close(), 0, path)
+
+            self.each(samples.EVERY, check)
+
+    def test_names_of_any_bytes_are_opened(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for kind in ("png", "wav"):
+                path = os.path.join(os.fsencode(folder), b"100% \xe4\xf6 #1?\n." + kind.encode())
+                with open(sample_paths()[kind], "rb") as source, open(path, "wb") as target:
+                    target.write(source.read())
+                rendering = self.open(path)
+                self.assertTrue(rendering.rendered(), kind)
+
+    def test_a_process_that_nobody_listens_to_ends(self):
+        rendering = self.open(sample_paths()["avi"])
+        self.assertTrue(rendering.rendered())
+        rendering.process.send_signal(signal.SIGINT)  # a terminal's, meant for others
+        rendering.say("run")
+        self.assertTrue(rendering.until(lambda: len(rendering.frames) > 2, 5))
+        rendering.process.stdin.close()
+        self.assertEqual(rendering.process.wait(5), 0)
+
+    def test_the_process_reaches_no_network_and_leaves_no_core(self):
+        rendering = self.open(sample_paths()["mp3"])
+        self.assertTrue(rendering.rendered())
+        with open("/proc/%d/status" % rendering.process.pid, encoding="ascii") as f:
+            status = dict(line.split(":", 1) for line in f if ":" in line)
+        self.assertEqual(status["NoNewPrivs"].strip(), "1")
+        self.assertEqual(status["Seccomp"].strip(), "2")
+        with open("/proc/%d/limits" % rendering.process.pid, encoding="ascii") as f:
+            core = [line for line in f if line.startswith("Max core file size")]
+        self.assertEqual(core[0].split()[4:6], ["0", "0"])
+
+
+class Sound(unittest.TestCase):
+    """What is heard, on a sound server of the test's own."""
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="pellora-sound.")
+        self.addCleanup(self.folder.cleanup)
+        os.chmod(self.folder.name, 0o700)
+        self.env = dict(silent_environment(), XDG_RUNTIME_DIR=self.folder.name, HOME=self.folder.name)
+        server = subprocess.Popen(["pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1",
+                                   "-L", "module-native-protocol-unix", "-L", "module-null-sink sink_name=heard"],
+                                  env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.DEVNULL)
+        self.addCleanup(harness.end_process, server)
+        native = os.path.join(self.folder.name, "pulse", "native")
+        harness.wait_until(lambda: os.path.exists(native), 10, "the sound server")
+        self.path = os.path.join(self.folder.name, "long.wav")
+        samples.encode(self.path, ["-f", "lavfi", "-i", "sine=frequency=440:duration=4"])
+
+    def loudest(self, volume):
+        """The loudest sample of a second from the start of the playback on."""
+        rendering = Rendering(self.path, self.env)
+        self.addCleanup(rendering.close)
+        self.assertTrue(rendering.rendered())
+        rendering.say("volume %d" % volume)
+        listener = subprocess.Popen(["ffmpeg", "-v", "error", "-f", "pulse", "-i", "heard.monitor", "-t", "1.2", "-f",
+                                     "s16le", "-ac", "1", "-"], env=self.env, stdin=subprocess.DEVNULL,
+                                    stdout=subprocess.PIPE)
+        time.sleep(0.4)
+        rendering.say("run")
+        data = listener.communicate(timeout=20)[0]
+        rendering.close()
+        return max(map(abs, array.array("h", data[:len(data) // 2 * 2])))
+
+    def test_the_volume_goes_from_full_to_a_tenth_and_no_start_is_louder(self):
+        full = self.loudest(0)
+        self.assertGreater(full, 1000)
+        self.assertAlmostEqual(self.loudest(-1260) / full, 10 ** (-1260 / 2000), delta=0.02)
+        self.assertAlmostEqual(self.loudest(-2000) / full, 0.1, delta=0.01)
+
+
+MAIN = "Pellora !"
+
+
+class Pane(unittest.TestCase):
+    """By hand: the mouse on the lower list and the pane's buttons."""
+
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.session = harness.Session("preview", MaxSegments=1)
+        self.addCleanup(self.session.close)
+        # The desktop's opener, which only notes what it was given.
+        self.opened = os.path.join(self.session.root, "opened")
+        opener = os.path.join(self.session.root, "xdg-open")
+        with open(opener, "w", encoding="ascii") as f:
+            f.write('#!/bin/sh\necho "$1" >>%s\n' % self.opened)
+        os.chmod(opener, 0o700)
+        self.session.env["PATH"] = self.session.root + ":" + self.session.env["PATH"]
+        self.screen = screen.Screen(self.session)
+        self.addCleanup(self.screen.close)
+        self.session.start()
+        self.names = []
+
+    def download(self, name, path):
+        with open(path, "rb") as f:
+            data = f.read()
+
+        def reply(connection, request):
+            first, last = request.range() or (0, len(data) - 1)
+            connection.sendall(b"HTTP/1.1 206 Partial Content\r\nContent-Type: application/octet-stream\r\n"
+                               b"Content-Length: %d\r\n\r\n" % (last - first + 1) + data[first:last + 1])
+
+        self.origin.replies["/" + name] = reply
+        self.session.menu_url(self.origin.url("/" + name))
+        self.names.append(name)
+
+    def arrange(self):
+        """All downloads finished and listed, the transfer windows away, the pane open, and the place of everything."""
+        self.session.companion.wait_finished([self.origin.url("/" + name) for name in self.names], 30)
+        main = self.screen.raise_window(MAIN)
+        for window, _, _ in self.session.own_windows():
+            if window != main:
+                self.screen.xdotool("windowminimize", window)
+        self.screen.xdotool("windowsize", "--sync", main, 900, 760, "windowmove", main, 20, 20)
+        for name in self.names:
+            self.screen.wait("table cell", name, MAIN)
+        self.screen.click("push button", "Show or hide the side pane", MAIN)
+        self.screen.wait("page tab", "Preview", MAIN)
+        time.sleep(0.3)  # the layout
+        self.places = {}
+        for element in self.screen.elements(MAIN):
+            if element.role == "page tab list":
+                continue  # named like its tab
+            place = element.role if element.role == "slider" else (element.name, element.role == "page tab")
+            self.places.setdefault(place, element)
+        surface = self.places[("Preview", False)]
+        self.area = "%dx%d+%d+%d" % (surface.width - 4, surface.height - 4, surface.left + 2, surface.top + 2)
+
+    def click(self, name, repeat=1, tab=False):
+        x, y = self.places["slider" if name == "slider" else (name, tab)].middle
+        self.screen.xdotool("mousemove", x, y, "click", "--repeat", repeat, "--delay", 60, 1)
+
+    def look(self, rest):
+        """What the surface shows, through a command."""
+        result = subprocess.run(["sh", "-c", "import -window root png:- | convert png:- -crop %s +repage %s" % (
+            self.area, rest)], env=self.session.stage.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=30,
+            check=True)
+        return result.stdout
+
+    def saturation(self):
+        """Mean saturation: 0 for a blank pane with its grey text, high for the test picture."""
+        return float(self.look("-colorspace HSL -channel G -separate -format '%[fx:mean]' info:"))
+
+    def picture(self):
+        return self.look("rgb:- | md5sum")
+
+    def processes(self):
+        result = subprocess.run(["pgrep", "-P", str(self.session.process.pid), "pellora-preview"], capture_output=True,
+                                check=False, stdin=subprocess.DEVNULL, timeout=20)
+        return [int(word) for word in result.stdout.split()]
+
+    def seen(self, condition, what, timeout=20):
+        harness.wait_until(lambda: condition(self.saturation()), timeout, what)
+
+    def test_every_type_is_shown_played_and_stopped(self):
+        for kind in samples.EVERY:
+            self.download("sample." + kind, sample_paths()[kind])
+        self.arrange()
+        self.assertLess(self.saturation(), 0.05)
+        for kind in samples.EVERY:
+            self.click("sample." + kind)
+            time.sleep(0.6)
+            if kind in samples.PICTURES + samples.VIDEOS:
+                self.seen(lambda value: value > 0.3, kind)
+            elif kind in ("mp3", "ogg", "wma", "wav"):
+                self.seen(lambda value: 0.05 < value < 0.3, "the drawing for " + kind)
+            else:
+                self.seen(lambda value: value < 0.05, "a blank pane for " + kind)
+            if kind not in samples.PICTURES:
+                harness.wait_until(self.processes, 5, "the process of " + kind)
+            before = self.picture()
+            self.click("Play")
+            if kind in samples.VIDEOS:
+                harness.wait_until(lambda: self.picture() != before, 5, "moving pictures of " + kind)
+            self.click("Stop")
+            self.assertLess(self.session.answers(), 2, kind)
+            self.assertLessEqual(len(self.processes()), 1)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_a_double_click_opens_and_a_killed_process_leaves_the_program_alone(self):
+        self.download("a.avi", sample_paths()["avi"])
+        self.download("b.zip", sample_paths()["png"])
+        self.download("broken.avi", __file__)
+        self.arrange()
+        self.click("a.avi", 2)
+        time.sleep(1.1)
+        self.assertEqual(self.processes(), [])
+        self.assertLess(self.saturation(), 0.05)
+        with open(self.opened, encoding="ascii") as f:
+            self.assertEqual(f.read(), os.path.join(self.session.downloads, "a.avi") + "\n")
+        self.click("a.avi")
+        self.seen(lambda value: value > 0.3, "the video")
+        for pid in self.processes():
+            os.kill(pid, signal.SIGKILL)
+        self.seen(lambda value: value < 0.05, "a blank pane")
+        for name in ("Play", "Stop", "slider"):
+            self.click(name)
+        self.click("Infos", tab=True)
+        self.click("Preview", tab=True)
+        for name in ("b.zip", "broken.avi"):
+            self.click(name)
+            time.sleep(1.1)
+            self.assertLess(self.saturation(), 0.05, name)
+        os.unlink(os.path.join(self.session.downloads, "a.avi"))
+        self.click("a.avi")
+        time.sleep(1)
+        self.assertEqual(self.processes(), [])
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_a_killed_program_takes_its_process_along(self):
+        self.download("a.avi", sample_paths()["avi"])
+        self.arrange()
+        self.click("a.avi")
+        [pid] = harness.wait_until(self.processes, 10, "the process")
+        self.session.kill()
+        harness.wait_until(lambda: not os.path.exists("/proc/%d/cmdline" % pid) or
+                           open("/proc/%d/cmdline" % pid, "rb").read() == b"", 10, "its end")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,290 @@
+"""The icon in the notification area: as a status notifier item, read by a watcher and host of our own, and on an X tray."""
+
+import re
+import subprocess
+import time
+import unittest
+
+import harness
+import origin
+import wirebus
+
+WATCHER = "org.kde.StatusNotifierWatcher"
+ITEM = "org.kde.StatusNotifierItem"
+MENU = "com.canonical.dbusmenu"
+DESCRIPTION = """<node><interface name="%s">
+<method name="RegisterStatusNotifierItem"><arg name="service" type="s" direction="in"/></method>
+<property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
+<property name="ProtocolVersion" type="i" access="read"/>
+<property name="RegisteredStatusNotifierItems" type="as" access="read"/>
+</interface></node>""" % WATCHER
+ENGLISH = ["&Open Pellora!", "&Pause all downloads", "&Resume all downloads", None, "&Exit"]
+
+
+class Host(wirebus.WireBus):
+    """A desktop's watcher and its only host."""
+
+    def __init__(self, address):
+        super().__init__(address)
+        self.items = []
+        known = {"IsStatusNotifierHostRegistered": ("b", True), "ProtocolVersion": ("i", 0),
+                 "RegisteredStatusNotifierItems": ("as", [])}
+
+        def register(sender, arguments):
+            self.items.append((sender, arguments[0]))
+            return "", []
+
+        self.methods = {
+            (WATCHER, "RegisterStatusNotifierItem"): register,
+            ("org.freedesktop.DBus.Introspectable", "Introspect"): lambda _s, _a: ("s", [DESCRIPTION]),
+            (wirebus.PROPERTIES, "Get"): lambda _s, a: ("v", [wirebus.Variant(*known[a[1]])]),
+            (wirebus.PROPERTIES, "GetAll"): lambda _s, _a: (
+                "a{sv}", [{name: wirebus.Variant(*value) for name, value in known.items()}]),
+        }
+        self.listen("interface='%s'" % ITEM)
+        self.listen("interface='%s'" % MENU)
+
+    def appear(self):
+        self.take_name(WATCHER)
+
+    def wait_item(self, timeout=20):
+        return harness.wait_until(lambda: self.items, timeout, "the item")[0][0]
+
+    def item(self):
+        return self.properties(self.wait_item(), "/StatusNotifierItem", ITEM)
+
+    def activate(self):
+        self.call(self.wait_item(), "/StatusNotifierItem", ITEM, "Activate", "ii", 5, 5)
+
+    def picture(self):
+        """The largest picture of the item: (width, height, pixels)."""
+        return max(self.item()["IconPixmap"])
+
+    def layout(self):
+        """(number, properties) of each entry that is shown."""
+        _revision, (_id, _properties, children) = self.call(
+            self.wait_item(), "/MenuBar", MENU, "GetLayout", "iias", 0, -1, [])
+        return [(number, properties) for number, properties, _ in children if properties.get("visible", True)]
+
+    def captions(self):
+        return [None if p.get("type") == "separator" else p["label"].replace("_", "&") for _, p in self.layout()]
+
+    def choose(self, caption):
+        for (number, _), found in zip(self.layout(), self.captions()):
+            if found == caption:
+                self.call(self.wait_item(), "/MenuBar", MENU, "Event", "isvu", number, "clicked",
+                          wirebus.Variant("s", ""), 0)
+                return
+        raise AssertionError("no entry " + caption)
+
+
+class Tray(unittest.TestCase):
+    settings = {}
+
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.session = harness.Session("tray", MaxSegments=4, **self.settings)
+        self.addCleanup(self.session.close)
+
+    def start_with_host(self):
+        self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(self.host.close)
+        self.host.appear()
+        self.session.start()
+        self.host.wait_item()
+
+    def main_window(self):
+        return [w for w, title, _ in self.session.own_windows() if title == "Pellora !"]
+
+    def close_main_window(self):
+        [window] = harness.wait_until(self.main_window, 10, "the main window")
+        self.session.press(window, "alt+F4")
+        harness.wait_until(lambda: not self.main_window(), 10, "the main window to go")
+
+
+class Item(Tray):
+    def test_has_its_picture_tip_and_menu(self):
+        self.start_with_host()
+        tip = harness.wait_until(lambda: [t for t in [self.host.item()["ToolTip"][2]] if "Downloads" in t], 10, "a tip")[0]
+        self.assertTrue(tip.startswith("Pellora! Downloads(0) Speed : 0 "), tip)
+        self.assertLessEqual(len(tip), 64)
+        width, height, pixels = self.host.picture()
+        self.assertEqual((width, height, len(pixels)), (width, width, 4 * width * width))
+        self.assertGreater(sum(pixels[0::4]), 255 * width * height // 2, "mostly opaque")
+        self.assertEqual(self.host.captions(), ENGLISH)
+
+    def test_follows_the_speed_with_other_pictures_and_comes_back_to_its_own(self):
+        self.start_with_host()
+        time.sleep(2)
+        idle = harness.wait_until(lambda: self.host.item()["IconPixmap"], 5, "a picture")
+        self.origin.serve_file("/slow.bin", 2000000, rate=300000)
+        url = self.origin.url("/slow.bin")
+        self.session.menu_url(url)
+        seen = []
+
+        def fast():
+            pictures = self.host.item()["IconPixmap"]
+            if pictures not in seen:
+                seen.append(pictures)
+            return pictures != idle and "Downloads(1)" in self.host.item()["ToolTip"][2]
+
+        harness.wait_until(fast, 20, "a picture of speed")
+        self.session.companion.wait_finished([url], 30)
+        harness.wait_until(lambda: self.host.item()["IconPixmap"] == idle, 30, "the idle picture")
+        self.assertIn("NewIcon", [member for member, _ in self.host.signals])
+
+    def test_opens_the_window_at_a_double_click_and_not_at_a_single_one(self):
+        self.start_with_host()
+        self.close_main_window()
+        self.host.activate()
+        time.sleep(1)
+        self.assertEqual(self.main_window(), [])
+        self.host.activate()
+        self.host.activate()
+        harness.wait_until(self.main_window, 10, "the main window")
+
+    def test_the_menu_opens_the_window_pauses_and_resumes(self):
+        self.start_with_host()
+        self.close_main_window()
+        self.host.choose(ENGLISH[0])
+        harness.wait_until(self.main_window, 10, "the main window")
+        self.origin.serve_file("/slow.bin", 6000000, rate=100000)
+        url = self.origin.url("/slow.bin")
+        self.session.menu_url(url)
+        harness.wait_until(lambda: getattr(self.session.companion.find(url), "received", 0) > 0, 20, "the first bytes")
+        self.host.choose(ENGLISH[1])
+        harness.wait_until(lambda: self.session.companion.find(url).state == "paused", 10, "the pause")
+        self.host.choose(ENGLISH[2])
+        harness.wait_until(lambda: self.session.companion.find(url).state == "active", 10, "the resumption")
+
+    def test_exit_asks_nothing_and_takes_the_item_away(self):
+        self.start_with_host()
+        self.origin.serve_file("/slow.bin", 6000000, rate=100000)
+        url = self.origin.url("/slow.bin")
+        self.session.menu_url(url)
+        harness.wait_until(lambda: getattr(self.session.companion.find(url), "received", 0) > 0, 20, "the first bytes")
+        self.host.choose(ENGLISH[4])
+        self.assertEqual(self.session.process.wait(20), 0, self.session.read_log())
+
+    def test_comes_up_on_a_desktop_that_starts_after_the_program(self):
+        self.session.start()
+        host = self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(host.close)
+        host.appear()
+        host.wait_item()
+        self.assertEqual(host.captions(), ENGLISH)
+
+    def test_comes_up_on_a_desktop_that_takes_long_to_start(self):
+        self.session.start()
+        time.sleep(5)
+        host = self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(host.close)
+        host.appear()
+        host.wait_item()
+        self.assertEqual(host.captions(), ENGLISH)
+
+    def test_comes_back_with_a_desktop_that_starts_anew(self):
+        self.start_with_host()
+        self.host.close()
+        time.sleep(1)
+        self.assertTrue(self.session.alive(), self.session.read_log())
+        again = self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(again.close)
+        again.appear()
+        again.wait_item()
+        self.assertEqual(again.captions(), ENGLISH)
+        again.choose(ENGLISH[4])
+        self.assertEqual(self.session.process.wait(20), 0, self.session.read_log())
+
+    def test_exit_ends_the_program_also_under_a_message(self):
+        self.start_with_host()
+        self.session.menu_url("http://no-path.example")
+        self.session.wait_dialog()
+        self.host.choose(ENGLISH[4])
+        self.assertEqual(self.session.process.wait(20), 0, self.session.read_log())
+
+
+class German(Tray):
+    settings = {"Language": "german"}
+
+    def test_has_its_menu_in_the_language_of_the_settings(self):
+        self.start_with_host()
+        self.assertEqual(self.host.captions(), ["Pellora! ö&ffnen", "Alle Downloads &anhalten",
+                                                "Alle Downloads fort&setzen", None, "&Beenden"])
+
+
+class XTray(Tray):
+    """A tray of the X display alone, with no items on the bus."""
+
+    def start_tray(self):
+        tray = subprocess.Popen(
+            ["trayer", "--edge", "bottom", "--align", "right", "--width", "160", "--widthtype", "pixel", "--height", "24"],
+            env=self.session.env, stdin=subprocess.DEVNULL, stdout=self.session.log, stderr=self.session.log)
+        self.addCleanup(harness.end_process, tray)
+        time.sleep(1)
+        return tray
+
+    def xdotool(self, *words):
+        return subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
+                              capture_output=True, timeout=20, check=False).stdout.decode()
+
+    def icon_place(self):
+        """The middle of the docked icon on the screen, or nothing."""
+        text = subprocess.run(["xwininfo", "-root", "-tree"], env=self.session.stage.env, stdin=subprocess.DEVNULL,
+                              capture_output=True, timeout=20, check=False).stdout.decode()
+        found = re.search(r'"Pellora": \("Pellora" "Pellora"\) +(\d\d)x\d\d\S+ +\+(\d+)\+(\d+)\n', text)
+        if not found:
+            return None
+        size, x, y = map(int, found.groups())
+        return x + size // 2, y + size // 2
+
+    def test_shows_the_icon_opens_its_menu_and_the_window(self):
+        self.start_tray()
+        self.session.start()
+        x, y = harness.wait_until(self.icon_place, 15, "the icon in the tray")
+        self.close_main_window()
+        self.xdotool("mousemove", x, y, "click", 1)
+        time.sleep(1.5)
+        self.assertEqual(self.main_window(), [])
+        self.xdotool("mousemove", x, y, "click", "--repeat", 2, "--delay", 60, 1)
+        harness.wait_until(self.main_window, 10, "the main window")
+        self.close_main_window()
+        self.xdotool("mousemove", x, y, "click", 3)
+        time.sleep(1)
+        self.session.keep_picture("tray-menu")
+        self.xdotool("key", "Down", "Return")
+        harness.wait_until(self.main_window, 10, "the main window, by the menu")
+
+    def test_takes_up_a_tray_that_comes_late_goes_and_comes_back(self):
+        self.session.start()
+        time.sleep(5)
+        for _ in range(2):
+            tray = self.start_tray()
+            harness.wait_until(self.icon_place, 15, "the icon in the tray")
+            harness.end_process(tray)
+            time.sleep(1)
+            self.assertTrue(self.session.alive(), self.session.read_log())
+
+    def test_has_its_menu_also_while_a_message_stands(self):
+        tray = self.start_tray()
+        self.session.start()
+        harness.wait_until(self.icon_place, 15, "the icon in the tray")
+        self.session.menu_url("http://no-path.example")
+        self.session.press(self.session.wait_dialog()[0], "Return")
+        harness.wait_until(lambda: not self.session.dialogs(), 10, "the end of the message")
+        self.assertIsNotNone(self.icon_place())
+        self.session.menu_url("http://no-path.example")
+        self.session.wait_dialog()
+        harness.end_process(tray)
+        self.start_tray()  # the icon in it has another window
+        x, y = harness.wait_until(self.icon_place, 15, "the icon in the tray")
+        self.xdotool("mousemove", x, y, "click", 3)
+        time.sleep(1)
+        self.session.keep_picture("tray-menu-over-message")
+        self.xdotool("key", "Up", "Return")  # the last entry; without a menu this would answer the message
+        self.assertEqual(self.session.process.wait(20), 0, self.session.read_log())
+
+
+if __name__ == "__main__":
+    unittest.main()

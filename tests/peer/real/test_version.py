@@ -1,0 +1,117 @@
+"""The version check of the real program, its hosts led to a server on loopback."""
+
+import io
+import os
+import re
+import subprocess
+import time
+import unittest
+import zipfile
+
+import harness
+import origin
+
+REQUEST = (b"GET /Pellora/version.txt HTTP/1.1\r\nAccept: *.*, */*\r\nReferer: version.pellora.example \r\n"
+           b"Host: version.pellora.example\r\n\r\n")
+
+
+class Version(unittest.TestCase):
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.session = harness.Session("version")
+        self.addCleanup(self.session.close)
+        library = os.path.join(self.session.root, "redirect.so")
+        subprocess.run(["g++", "-std=c++20", "-shared", "-fPIC", "-o", library,
+                        os.path.join(harness.HERE, "redirect.cpp"), "-ldl"], check=True, stdin=subprocess.DEVNULL)
+        self.session.env.update(LD_PRELOAD=library, REDIRECT_PORT_80=str(self.origin.port))
+
+    def xdotool(self, *words):
+        subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
+                       capture_output=True, timeout=20, check=False)
+
+    def label(self, window):
+        """A place on the leftmost text in the colour of a link."""
+        result = subprocess.run(["sh", "-c", "import -window %s png:- | convert png:- -fill white +opaque '#0000ff'"
+                                 " -format '%%@' info:" % window], env=self.session.stage.env, check=True,
+                                stdin=subprocess.DEVNULL, capture_output=True, timeout=30)
+        width, height, left, top = map(int, re.findall(r"\d+", result.stdout.decode()))
+        self.assertGreater(width, 100)
+        return left + 10, top + height // 2
+
+    def check(self, reply):
+        self.origin.replies["/Pellora/version.txt"] = lambda connection, _request: connection.sendall(reply)
+        self.session.start()
+        [main] = harness.wait_until(lambda: [window for window, title, is_dialog in self.session.own_windows()
+                                             if "Pellora !" in title and not is_dialog], 10, "the main window")
+        self.xdotool("windowmove", main, 20, 20, "windowactivate", "--sync", main)
+        time.sleep(0.3)
+        x, y = self.label(main)
+        self.xdotool("mousemove", "--window", main, x, y, "click", "--repeat", 2, "--delay", 60, 1)
+        harness.wait_until(lambda: self.origin.requests_for("/Pellora/version.txt"), 10, "the request")
+
+    def package(self):
+        data = io.BytesIO()
+        with zipfile.ZipFile(data, "w", zipfile.ZIP_DEFLATED) as archive:
+            archive.writestr("notes/new.txt", "Faster\n" * 4000)
+            archive.writestr("../outside.txt", "must not leave the folder")
+        return data.getvalue()
+
+    def test_a_newer_version_is_fetched_unpacked_and_handed_to_the_updater(self):
+        package = self.package()
+        self.origin.serve_bytes("/Pellora53.zip", b"HTTP/1.1 200 OK\r\nContent-Type: application/zip\r\n"
+                                b"Content-Length: %d\r\n\r\n" % len(package) + package)
+        started = os.path.join(self.session.root, "started")
+        updater = os.path.join(self.session.program, "updater")
+        with open(updater, "w", encoding="ascii") as f:
+            f.write("#!/bin/sh\n>%s\n" % started)
+        os.chmod(updater, 0o700)
+        self.check(b"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n\r\n5.3\r\nFaster <b>and</b> smaller.")
+        [request] = self.origin.requests_for("/Pellora/version.txt")
+        self.assertEqual(request.raw, REQUEST)
+        window, title = self.session.wait_dialog()
+        self.assertEqual(title, "Pellora !")
+        self.session.press(window, "alt+y")
+        # A member was left out: its number is shown before the updater starts.
+        window, _ = harness.wait_until(lambda: [d for d in self.session.dialogs() if d[0] != window], 30, "the number")[0]
+        with open(os.path.join(self.session.program, "downloads", "Pellora53.zip"), "rb") as f:
+            self.assertEqual(f.read(), package)
+        self.assertEqual(os.listdir(self.session.downloads), [])
+        with open(os.path.join(self.session.program, "temp", "notes", "new.txt"), encoding="ascii") as f:
+            self.assertEqual(f.read(), "Faster\n" * 4000)
+        self.assertFalse(os.path.exists(os.path.join(self.session.program, "outside.txt")))
+        self.assertFalse(os.path.exists(started))
+        self.session.press(window, "Return")
+        self.assertEqual(self.session.process.wait(20), 0, self.session.read_log())
+        harness.wait_until(lambda: os.path.exists(started), 10, "the updater")
+
+    def test_an_equal_version_asks_nothing(self):
+        self.check(b"HTTP/1.1 200 OK\r\n\r\n5.2\r\nnotes")
+        time.sleep(1)
+        self.assertEqual(self.session.dialogs(), [])
+        self.assertEqual(self.session.companion.downloads(), [])
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def test_quitting_under_the_question_adds_nothing(self):
+        self.check(b"HTTP/1.1 200 OK\r\n\r\n10\r\nnotes")
+        self.session.wait_dialog()
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.assertFalse(os.path.exists(os.path.join(self.session.program, "downloads")))
+
+    def test_the_updater_is_started_with_five_words_and_never_waited_for(self):
+        said = os.path.join(self.session.root, "said")
+        updater = os.path.join(self.session.program, "UpdateApp")
+        with open(updater, "w", encoding="ascii") as f:
+            f.write('#!/bin/sh\nprintf "%%s\\n" "$@" >%s.part && mv %s.part %s\nexec sleep 3\n' % (said, said, said))
+        os.chmod(updater, 0o700)
+        began = time.monotonic()
+        self.session.start()
+        self.assertLess(time.monotonic() - began, 3)
+        harness.wait_until(lambda: os.path.exists(said), 10, "its words")
+        with open(said, encoding="ascii") as f:
+            self.assertEqual(f.read().split("\n"), ["Pellora", "2", "5.2.0", "update.pellora.example", "false", ""])
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+
+if __name__ == "__main__":
+    unittest.main()

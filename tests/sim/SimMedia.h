@@ -1,0 +1,42 @@
+// SimMedia: media graphs that only note what they are told. A test says how long a file takes to be
+// rendered and which ones cannot be; a rendered graph shows a frame once it is cued or plays.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "SimLoop.h"
+#include "platform/Media.h"
+
+namespace pellora {
+
+class SimMedia final : public Media {
+ public:
+  explicit SimMedia(SimLoop& loop) : loop_(loop) {}
+  std::unique_ptr<MediaGraph> NewGraph() override;
+
+  // What the graphs were told, each with its graph's number from 1: "1 render /d/a.avi", "1 run". An
+  // attachment is noted only where it changes something.
+  const std::vector<std::string>& Calls() const { return calls_; }
+  bool Called(const std::string& call) const;
+  int Graphs() const { return graphs_; }         // ever made
+  int Living() const { return living_; }         // not released yet
+  int Attachments() const { return attached_; }  // SetOwner calls, also those that changed nothing
+
+  std::set<std::string> broken;    // paths that cannot be rendered
+  std::set<std::string> silent;    // paths whose rendering never comes to an end
+  std::uint32_t renderTime = 300;  // milliseconds
+
+ private:
+  friend class SimMediaGraph;
+  SimLoop& loop_;
+  std::vector<std::string> calls_;
+  int graphs_ = 0;
+  int living_ = 0;
+  int attached_ = 0;
+};
+
+}  // namespace pellora
