@@ -180,7 +180,8 @@ TEST_F(Previews, AFrameReachesTheSurface) {
 }
 
 TEST_F(Previews, AProcessThatDiesLaterLeavesABlankSurfaceAndAGraphThatRefusesOrders) {
-  Script(std::string(kRedPixel) + kRendered + "read a; read b; kill -SEGV $$");
+  // It reads the file's name and the receipt of its frame; the third line is the order to run.
+  Script(std::string(kRedPixel) + kRendered + "read a; read b; read c; kill -SEGV $$");
   EXPECT_TRUE(Renders("/a.avi"));
   graph->Run();
   EXPECT_TRUE(RunUntil([this] { return Frame() == nullptr; }));
