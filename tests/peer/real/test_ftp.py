@@ -98,13 +98,15 @@ class FtpServers(unittest.TestCase):
         self.assertEqual([self.received(session, url) for url in urls], before)
         asked = [len(server.restarts()) for server, _ in pairs]
         session.resume()
+        harness.wait_until(lambda: all(len(server.restarts()) >= count + 8 for (server, _), count in zip(pairs, asked)), 60,
+                           "every segment to ask for its rest")
 
-        def saved(url):
-            record = listfile.find(session.list_file, url)
-            return record if record and record.kept > 8 * MIB else None
-        harness.wait_until(lambda: all(saved(url) for url in urls), 60, "a saved list")
+        def saved():
+            records = [listfile.find(session.list_file, url) for url in urls]
+            return records if all(r and r.kept > count + MIB for r, count in zip(records, before)) else None
+        harness.wait_until(saved, 60, "a saved list")
         session.kill()
-        records = [saved(url) for url in urls]
+        records = saved()
         killed = [len(server.restarts()) for server, _ in pairs]
         session.start()
         session.resume()

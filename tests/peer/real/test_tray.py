@@ -239,6 +239,16 @@ class XTray(Tray):
         size, x, y = map(int, found.groups())
         return x + size // 2, y + size // 2
 
+    def open_window(self, act):
+        """On a busy display two clicks may be too far apart for a double click, and a menu may open late."""
+        for _ in range(4):
+            act()
+            try:
+                return harness.wait_until(self.main_window, 5, "the main window")
+            except TimeoutError:
+                self.xdotool("key", "Escape")
+        return self.fail("the main window did not come")
+
     def test_shows_the_icon_opens_its_menu_and_the_window(self):
         self.start_tray()
         self.session.start()
@@ -247,14 +257,15 @@ class XTray(Tray):
         self.xdotool("mousemove", x, y, "click", 1)
         time.sleep(1.5)
         self.assertEqual(self.main_window(), [])
-        self.xdotool("mousemove", x, y, "click", "--repeat", 2, "--delay", 60, 1)
-        harness.wait_until(self.main_window, 10, "the main window")
+        self.open_window(lambda: self.xdotool("mousemove", x, y, "click", "--repeat", 2, "--delay", 60, 1))
         self.close_main_window()
-        self.xdotool("mousemove", x, y, "click", 3)
-        time.sleep(1)
-        self.session.keep_picture("tray-menu")
-        self.xdotool("key", "Down", "Return")
-        harness.wait_until(self.main_window, 10, "the main window, by the menu")
+
+        def first_entry():
+            self.xdotool("mousemove", x, y, "click", 3)
+            time.sleep(1)
+            self.session.keep_picture("tray-menu")
+            self.xdotool("key", "Down", "Return")
+        self.open_window(first_entry)
 
     def test_takes_up_a_tray_that_comes_late_goes_and_comes_back(self):
         self.session.start()
