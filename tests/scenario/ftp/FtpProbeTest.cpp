@@ -29,6 +29,24 @@ class FtpProbe : public FtpFixture {
     ASSERT_FALSE(lists.refreshes.empty());
     EXPECT_EQ(lists.refreshes.back().force, 1);
   }
+  // One download after the other, each refused at another command.
+  void ExpectGivenUpAtEveryCommand(const std::string& reply, const std::string& text) {
+    int index = 0;
+    for (const char* const verb : {"USER", "PASS", "TYPE", "PWD", "PASV", "CWD", "SIZE", "REST"}) {
+      FtpFault fault;
+      fault.refuse[verb] = reply;
+      server.OnConnection(++index, fault);
+      Start(Serve(9000));
+      ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000)) << verb;
+      EXPECT_EQ(sim.dialogs().Next().text, text) << verb;
+      sim.dialogs().AnswerNext(kAnswerOk);
+      sim.RunFor(100);
+      EXPECT_FALSE(Record(index).InUse) << verb;
+      EXPECT_FALSE(Record(index).Valid) << verb;
+      EXPECT_FALSE(WindowOf(index)) << verb;
+      EXPECT_EQ(sim.network().Open(), 0) << verb;
+    }
+  }
 };
 
 TEST_F(FtpProbe, ThatSees530SaysThatTheLoginIsInvalidAndGivesTheRecordUp) {
@@ -42,39 +60,11 @@ TEST_F(FtpProbe, ThatSees530SaysThatTheLoginIsInvalidAndGivesTheRecordUp) {
 }
 
 TEST_F(FtpProbe, ThatSees550SaysThatTheFileIsNotFoundFromWhicheverCommand) {
-  int index = 0;
-  for (const char* const verb : {"USER", "PASS", "TYPE", "PWD", "PASV", "CWD", "SIZE", "REST"}) {
-    FtpFault fault;
-    fault.refuse[verb] = "550 no\r\n";
-    server.OnConnection(++index, fault);
-    Start(Serve(9000));
-    ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000)) << verb;
-    EXPECT_EQ(sim.dialogs().Next().text, "a.bin is not found on this ftp server !") << verb;
-    sim.dialogs().AnswerNext(kAnswerOk);
-    sim.RunFor(100);
-    EXPECT_FALSE(Record(index).InUse) << verb;
-    EXPECT_FALSE(Record(index).Valid) << verb;
-    EXPECT_FALSE(WindowOf(index)) << verb;
-    EXPECT_EQ(sim.network().Open(), 0) << verb;
-  }
+  ExpectGivenUpAtEveryCommand("550 no\r\n", "a.bin is not found on this ftp server !");
 }
 
 TEST_F(FtpProbe, ThatSees530SaysThatTheLoginIsInvalidFromWhicheverCommand) {
-  int index = 0;
-  for (const char* const verb : {"USER", "PASS", "TYPE", "PWD", "PASV", "CWD", "SIZE", "REST"}) {
-    FtpFault fault;
-    fault.refuse[verb] = "530 no\r\n";
-    server.OnConnection(++index, fault);
-    Start(Serve(9000));
-    ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000)) << verb;
-    EXPECT_EQ(sim.dialogs().Next().text, "Username or Password Invalid ! Download aborted") << verb;
-    sim.dialogs().AnswerNext(kAnswerOk);
-    sim.RunFor(100);
-    EXPECT_FALSE(Record(index).InUse) << verb;
-    EXPECT_FALSE(Record(index).Valid) << verb;
-    EXPECT_FALSE(WindowOf(index)) << verb;
-    EXPECT_EQ(sim.network().Open(), 0) << verb;
-  }
+  ExpectGivenUpAtEveryCommand("530 no\r\n", "Username or Password Invalid ! Download aborted");
 }
 
 // A server that is too busy for the probe says so to nobody; the user pauses and resumes.
