@@ -107,7 +107,7 @@ class Host(HandOver):
             answers, ended = self.host(data)
             self.assertEqual(ended, code, data[:20])
             self.assertEqual([a["ok"] for a in answers], [False] if data else [], data[:20])
-        self.assertLess(time.monotonic() - began, 30)
+        self.assertLess(time.monotonic() - began, 120)
 
 
 class Manifests(HandOver):

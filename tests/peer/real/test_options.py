@@ -24,10 +24,6 @@ class Options(unittest.TestCase):
         for key in keys:
             self.session.press(window, key)
 
-    def xdotool(self, *words):
-        subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
-                       capture_output=True, timeout=20, check=False)
-
     def open_by_menu(self, entry="p", title="Pellora !   Options"):
         self.keys(self.main, "alt+o", entry)
         return self.window(title)
@@ -47,14 +43,23 @@ class Options(unittest.TestCase):
         return subprocess.run(["import", "-window", window, "rgb:-"], env=self.session.stage.env,
                               stdin=subprocess.DEVNULL, capture_output=True, timeout=30, check=True).stdout
 
+    def drawn(self):
+        """The main window once it is drawn in full."""
+        seen = []
+
+        def steady():
+            seen.append(self.picture(self.main))
+            return seen[-1] if seen[-2:] == [seen[-1]] * 2 else None
+        return harness.wait_until(steady, 20, "a drawn window")
+
     def test_a_language_chosen_by_the_keyboard_is_shown_at_once_and_again_after_a_restart(self):
-        english = self.picture(self.main)
+        english = self.drawn()
         dialog = self.open_by_menu()
         # The page of languages lies before the first one; its list follows the tabs.
         self.keys(dialog, "ctrl+shift+Tab", "Tab", "d", "Return")
         self.gone(dialog)
         self.assertEqual(self.setting("Language"), "german")
-        self.assertNotEqual(self.picture(self.main), english)
+        harness.wait_until(lambda: self.picture(self.main) != english, 10, "German texts")
         # The menu's German key, and the German title.
         dialog = self.open_by_menu("e", "Pellora !   Optionen")
         self.keys(dialog, "Escape")
@@ -88,7 +93,7 @@ class Options(unittest.TestCase):
         dialog = self.open_by_menu()
         self.keys(dialog, "ctrl+Tab", "Tab", "ctrl+a", "0", "Return")
         box = self.window("Pellora !")
-        self.assertLess(self.session.answers(), 2)
+        self.assertLess(self.session.answers(), harness.PROMPT)
         self.keys(box, "Return")
         self.gone(box)
         self.assertIn(dialog, [w for w, _, _ in self.session.own_windows()])
@@ -97,10 +102,13 @@ class Options(unittest.TestCase):
         self.gone(dialog)
 
     def test_the_toolbar_opens_the_dialog_and_its_frame_closes_it(self):
-        self.xdotool("windowactivate", "--sync", self.main, "mousemove", "--window", self.main, 263, 46, "click", 1)
+        self.drawn()
+        display = self.session.stage.x
+        display.activate(self.main)
+        left, top, _, _ = display.place(self.main)
+        display.click(left + 263, top + 46)
         dialog = self.window("Pellora !   Options")
-        self.xdotool("windowactivate", "--sync", dialog, "key", "alt+F4")
-        self.gone(dialog)
+        self.session.close_window(dialog)
         self.assertTrue(self.session.alive())
         self.assertIsNone(self.setting("MaxSegments"))
 
