@@ -175,6 +175,7 @@ class Session:
         wait_until(lambda: self.name_taken() or self.process.poll() is not None, 30, "the program on its bus")
         if self.process.poll() is not None:
             raise RuntimeError("the program ended at once, code %s\n%s" % (self.process.returncode, self.read_log()))
+        self.companion.run("list")  # the name comes before the start's own steps, an answer after them
         return self
 
     def launch(self):
