@@ -24,9 +24,10 @@ class Download:
 class Companion:
     """pelloractl, run with the environment of the program's session."""
 
-    def __init__(self, path, env=None):
+    def __init__(self, path, env=None, patience=1):
         self.path = path
         self.env = env
+        self.patience = patience  # times as long as told is waited
 
     def run(self, *arguments, timeout=60):
         return subprocess.run([self.path, *arguments], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
@@ -59,7 +60,7 @@ class Companion:
 
     def wait_finished(self, urls, timeout):
         """The finished records of these URLs; TimeoutError with the list as it stands if one is not."""
-        end = time.monotonic() + timeout
+        end = time.monotonic() + timeout * self.patience
         while True:
             found = {d.url: d for d in self.downloads()}
             if all(url in found and found[url].finished for url in urls):

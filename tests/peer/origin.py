@@ -39,13 +39,45 @@ def content_digest(size, seed=0):
     return digest.hexdigest()
 
 
+class Ports:
+    """Ports in turn out of a block that no other process of these tests uses, so that a server may bind one later than
+    it was chosen. Below 32768: a proxy's port is a signed 16-bit setting, and the system gives higher ones to anybody."""
+
+    FIRST, BLOCK, BLOCKS = 20000, 120, 100
+
+    def __init__(self):
+        self.lock = threading.Lock()
+        self.at = 0
+        for number in random.sample(range(self.BLOCKS), self.BLOCKS):
+            # The name goes with the process, and belongs to the same network as the ports.
+            self.claim = socket.socket(socket.AF_UNIX)
+            try:
+                self.claim.bind("\0pellora-test-ports-%d" % number)
+            except OSError:
+                self.claim.close()
+                continue
+            self.first = self.FIRST + number * self.BLOCK
+            return
+        raise OSError("no free block of ports")
+
+    def next(self):
+        with self.lock:
+            self.at += 1
+            return self.first + self.at % self.BLOCK
+
+
+_ports = []
+
+
 def listen_low():
-    """A listener on a free loopback port below 32768: a proxy's port is a signed 16-bit setting."""
-    for _ in range(200):
+    """A listener on a free loopback port."""
+    if not _ports:
+        _ports.append(Ports())
+    for _ in range(2 * Ports.BLOCK):
         listener = socket.socket()
         listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         try:
-            listener.bind(("127.0.0.1", random.randrange(20000, 32000)))
+            listener.bind(("127.0.0.1", _ports[0].next()))
             listener.listen(128)
             return listener
         except OSError:

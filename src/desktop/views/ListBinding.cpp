@@ -91,6 +91,7 @@ class ListWatcher : public QObject {
         if (watched == view_.viewport()) FitColumns();
         return false;
       case QEvent::MouseButtonPress:
+        DeliverClick();
         endsDoubleClick_ = false;
         return false;
       case QEvent::MouseButtonRelease: {
@@ -99,17 +100,14 @@ class ListWatcher : public QObject {
         if (std::exchange(endsDoubleClick_, false)) return false;
         if (!view_.indexAt(mouse->position().toPoint()).isValid()) return false;
         // The view takes the release first, so that the selection is the new one.
-        const QPointer<ListWatcher> alive(this);
-        QMetaObject::invokeMethod(
-            this,
-            [alive] {
-              if (alive) alive->control_.Click();
-            },
-            Qt::QueuedConnection);
+        clickIsDue_ = true;
+        QMetaObject::invokeMethod(this, &ListWatcher::DeliverClick, Qt::QueuedConnection);
         return false;
       }
       case QEvent::MouseButtonDblClick:
         if (watched != view_.viewport()) return false;
+        // On a busy machine both clicks may come at once: the first one's handler still goes first.
+        DeliverClick();
         // The view takes any button's for a double click.
         if (static_cast<QMouseEvent*>(event)->button() != Qt::LeftButton) return true;
         endsDoubleClick_ = true;
@@ -129,6 +127,10 @@ class ListWatcher : public QObject {
   }
 
  private:
+  void DeliverClick() {
+    if (std::exchange(clickIsDue_, false)) control_.Click();
+  }
+
   bool PressKey(const QKeyEvent& key) {
     if (key.key() == Qt::Key_Delete && key.modifiers() == Qt::NoModifier) {
       control_.PressDelete();
@@ -169,6 +171,7 @@ class ListWatcher : public QObject {
   QAbstractItemView& view_;
   QHeaderView* header_;  // null where there are no columns
   BindingContext& context_;
+  bool clickIsDue_ = false;       // released, and its handler not yet called
   bool endsDoubleClick_ = false;  // the next release of the left button is no click
 };
 

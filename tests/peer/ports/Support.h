@@ -16,7 +16,7 @@
 namespace pellora {
 
 // False if it did not come true in time.
-inline bool RunUntil(const std::function<bool()>& condition, int milliseconds = 5000) {
+inline bool RunUntil(const std::function<bool()>& condition, int milliseconds = 30000) {
   const QDeadlineTimer deadline(milliseconds);
   QTimer wake;  // what a condition looks at may change in another thread or process
   wake.start(10);

@@ -15,16 +15,21 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(HERE)))
 sys.path[:0] = [os.path.join(ROOT, "scripts"), os.path.dirname(HERE)]
 
+import xdisplay  # noqa: E402
 from pellora import Companion, Windows  # noqa: E402
 
 PROGRAM = os.environ.get("PELLORA_PROGRAM", os.path.join(ROOT, "build/release/Pellora"))
+# Seconds within which the program answers a call, that a busy machine may take for the call itself.
+PROMPT = 5.0
+# What is waited for may take this many times as long as on a machine that does nothing else.
+PATIENCE = 3
 BUS_NAME = "PelloraProject.Pellora"
 OBJECT = "/PelloraProject/Pellora"
 
 
-def wait_until(condition, timeout, what):
+def wait_until(condition, timeout, what, patience=PATIENCE):
     """The first true value of `condition`, looked at often."""
-    end = time.monotonic() + timeout
+    end = time.monotonic() + timeout * patience
     while True:
         value = condition()
         if value:
@@ -59,6 +64,17 @@ def start_with_answer(command, log, **options):
     return process, line
 
 
+class StageWindows(Windows):
+    """The same answers without a process for each question."""
+
+    def __init__(self, env, display):
+        super().__init__(env)
+        self.display = display
+
+    def all(self):
+        return [found[:3] for found in self.display.all()]
+
+
 class Stage:
     """The run's folder and its display, shared by all sessions."""
 
@@ -77,7 +93,9 @@ class Stage:
         self.env.pop("WAYLAND_DISPLAY", None)
         self.processes.append(subprocess.Popen(["openbox"], env=self.env, stdin=subprocess.DEVNULL, stdout=self.log,
                                                stderr=self.log))
-        self.windows = Windows(self.env)
+        self.x = xdisplay.XDisplay(self.display)
+        self.windows = StageWindows(self.env, self.x)
+        wait_until(self.x.has_manager, 20, "the window manager")
         self.sessions = 0
 
     @classmethod
@@ -93,6 +111,7 @@ class Stage:
         return folder
 
     def close(self):
+        self.x.close()
         for process in reversed(self.processes):
             end_process(process)
         self.processes = []
@@ -136,7 +155,7 @@ class Session:
             ["dbus-daemon", "--session", "--nofork", "--print-address={fd}", "--address=unix:path=%s/bus" % runtime],
             self.log, env=self.env)
         self.env["DBUS_SESSION_BUS_ADDRESS"] = address
-        self.companion = Companion(os.path.join(self.program, "pelloractl"), self.env)
+        self.companion = Companion(os.path.join(self.program, "pelloractl"), self.env, PATIENCE)
         self.process = None
 
     @staticmethod
@@ -156,6 +175,7 @@ class Session:
         wait_until(lambda: self.name_taken() or self.process.poll() is not None, 30, "the program on its bus")
         if self.process.poll() is not None:
             raise RuntimeError("the program ended at once, code %s\n%s" % (self.process.returncode, self.read_log()))
+        self.companion.run("list")  # the name comes before the start's own steps, an answer after them
         return self
 
     def launch(self):
@@ -199,11 +219,10 @@ class Session:
 
     def own_windows(self):
         """The windows of this session's program alone: other sessions share the display."""
-        pid = str(self.process.pid) if self.process else ""
-        return [w for w in self.stage.windows.all() if self._pid_of(w[0]) == pid]
+        return self.windows_of(self.process.pid) if self.process else []
 
-    def _pid_of(self, window):
-        return self.stage.windows._xprop("-id", window, "_NET_WM_PID").partition("= ")[2].strip()
+    def windows_of(self, pid):
+        return [found[:3] for found in self.stage.x.all() if found[3] == pid]
 
     def dialogs(self):
         return [(window, title) for window, title, is_dialog in self.own_windows() if is_dialog]
@@ -211,9 +230,33 @@ class Session:
     def wait_dialog(self, timeout=20):
         return wait_until(self.dialogs, timeout, "a message box")[0]
 
-    def press(self, window, key):
-        subprocess.run(["xdotool", "windowactivate", "--sync", window, "key", "--clearmodifiers", key],
-                       env=self.stage.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=20, check=False)
+    def press(self, window, *keys):
+        """Keys to a window that has the keyboard. False if the window has gone before it had it."""
+        if not self.stage.x.activate(window):
+            return False
+        self.stage.x.keys(*keys)
+        return True
+
+    def press_until(self, done, window, *keys, timeout=20, what="an effect of keys"):
+        """The same once more whenever nothing has come of it: for keys that may come twice."""
+        def try_it():
+            value = done()
+            if value:
+                return value
+            self.press(window, *keys)
+            try:
+                return wait_until(done, 5, what, patience=1)
+            except TimeoutError:
+                return None
+        return wait_until(try_it, timeout, what)
+
+    def dismiss(self, window, key="Return"):
+        """Answers a message by its default key, or another one; returns when it has gone."""
+        self.press_until(lambda: window not in self.stage.x.clients(), window, key, what="the message to go")
+
+    def close_window(self, window):
+        """As the close box of its frame does; returns when it has gone."""
+        self.stage.x.close_window(window)
 
     def run_on_display(self, *command):
         """What a tool of the display prints."""
@@ -239,7 +282,7 @@ class Session:
         """A termination signal; returns the exit code."""
         self.process.terminate()
         try:
-            return self.process.wait(20)
+            return self.process.wait(60)
         finally:
             if self.process.poll() is None:
                 self.process.kill()

@@ -64,28 +64,46 @@ class Screen:
         subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
                        capture_output=True, timeout=20, check=True)
 
+    @property
+    def x(self):
+        return self.session.stage.x
+
     def raise_window(self, part):
-        """Activates the window whose title holds `part`; returns its id."""
+        """Activates the window whose title is `part`, or else holds it; returns its id."""
         def found():
-            return [w for w, title, _ in self.session.own_windows() if part in title]
-        window = harness.wait_until(found, 20, "a window of %r" % part)[0]
-        self.xdotool("windowactivate", "--sync", window)
-        return window
+            for window, title, _ in sorted(self.session.own_windows(), key=lambda each: each[1] != part):
+                if part in title and self.x.activate(window):
+                    return window
+            return None
+        return harness.wait_until(found, 20, "a window of %r" % part)
+
+    def steady(self, role, name, window=""):
+        """The element when two looks find it at one place: windows are moved when they have just been shown."""
+        last = []
+
+        def there():
+            element = self.find(role, name, window)
+            last.append(element.middle if element else None)
+            return element if element and last[-2:] == [element.middle] * 2 else None
+        return harness.wait_until(there, 20, "%s %r" % (role, name))
 
     def click(self, role, name, window="", button=1, repeat=1):
         if window:
-            self.raise_window(window)
-        x, y = self.wait(role, name, window).middle
-        self.xdotool("mousemove", x, y, "click", "--repeat", repeat, "--delay", 40, button)
+            raised = self.raise_window(window)
+        x, y = self.steady(role, name, window).middle
+        if window:
+            harness.wait_until(lambda: self.x.shows(raised, x, y) or self.x.ask_manager(
+                raised, "_NET_ACTIVE_WINDOW", 2, 0, 0), 20, "%s %r in front" % (role, name))
+        self.x.click(x, y, button, repeat)
 
     def double_click(self, role, name, window=""):
         self.click(role, name, window, repeat=2)
 
     def keys(self, *names):
-        self.xdotool("key", "--clearmodifiers", *names)
+        self.x.keys(*names)
 
     def type(self, text):
-        self.xdotool("type", "--delay", 2, text)
+        self.x.type(text)
 
     def answer(self, text, key):
         """Presses a button of the message box that shows `text`."""

@@ -26,7 +26,7 @@ class Bus(unittest.TestCase):
         self.session.menu_url(after)
         [download] = self.session.companion.wait_finished([after], 30)
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(200000, seed=3))
-        self.assertLess(self.session.answers(), 2)
+        self.assertLess(self.session.answers(), harness.PROMPT)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
     def test_ten_thousand_bad_addresses_leave_one_message_and_no_download(self):
@@ -36,22 +36,22 @@ class Bus(unittest.TestCase):
         self.assertEqual(self.bus.call(*MENU_URL, "https://127.0.0.1/last.bin", "", ""), rawbus.REPLY)
         self.session.wait_dialog()
         self.assertEqual(self.session.companion.downloads(), [])
-        self.session.press(self.session.wait_dialog()[0], "Return")
-        harness.wait_until(lambda: not self.session.dialogs(), 10, "the only message to go")
+        self.session.dismiss(self.session.wait_dialog()[0])
+        self.assertEqual(self.session.dialogs(), [])
         self.assertLess(self.session.memory() - before, 64 << 20)
         self.check_well()
 
     def test_ten_thousand_calls_for_one_address_add_it_once(self):
-        self.origin.serve_file("/once.bin", 3000000, rate=100000)
+        self.origin.serve_file("/once.bin", 30000000, rate=100000)
         url = self.origin.url("/once.bin")
         for _ in range(10000):
             self.bus.send(*MENU_URL, url, "", "")
         self.assertEqual(self.bus.call(*MENU_URL, url, "", ""), rawbus.REPLY)
         time.sleep(1)
         self.assertEqual([d.url for d in self.session.companion.downloads()], [url])
-        self.session.press(self.session.wait_dialog()[0], "Escape")
-        harness.wait_until(lambda: not self.session.dialogs(), 10, "the only question to go")
-        self.assertLess(self.session.answers(), 2)
+        self.session.dismiss(self.session.wait_dialog()[0], "Escape")
+        self.assertEqual(self.session.dialogs(), [])
+        self.assertLess(self.session.answers(), harness.PROMPT)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
     def test_strings_of_10_mib_are_refused_in_words(self):
@@ -74,7 +74,7 @@ class Bus(unittest.TestCase):
                     "http://127.0.0.1/" + "n" * 255):
             self.assertEqual(self.bus.call(*MENU_URL, url, "", ""), rawbus.REPLY)
         time.sleep(2)
-        self.assertLess(self.session.answers(), 2)
+        self.assertLess(self.session.answers(), harness.PROMPT)
         self.check_well()
 
     def test_line_ends_in_an_address_make_no_header(self):
@@ -84,7 +84,7 @@ class Bus(unittest.TestCase):
         self.assertEqual(self.bus.call(*MENU_URL, url, "http://p.example/\r\nX-Evil: p", "k=v\r\nX-Evil: c"), rawbus.REPLY)
         requests = harness.wait_until(lambda: self.origin.requests, 20, "a request")
         # No file can have that name, and the program says so.
-        self.session.press(self.session.wait_dialog()[0], "Return")
+        self.session.dismiss(self.session.wait_dialog()[0])
         for request in requests:
             self.assertEqual(request.raw.split(b"\r\n")[0], b"GET %s HTTP/1.1" % path.encode())
             self.assertIsNone(request.header("X-Evil"))
@@ -97,7 +97,7 @@ class Bus(unittest.TestCase):
         self.session.stop()
         process = self.session.process = self.session.launch()
         self.addCleanup(harness.end_process, process)
-        end = time.monotonic() + 20
+        end = time.monotonic() + 60
         # Without the flag the bus would start a second copy, which might be quicker.
         while self.bus.call(*MENU_URL, url, "", "", flags=rawbus.NO_AUTO_START) != rawbus.REPLY:
             self.assertLess(time.monotonic(), end)
@@ -106,7 +106,7 @@ class Bus(unittest.TestCase):
         for number in range(200):
             self.bus.send(*MENU_URL, self.origin.url("/late%d.bin" % number), "", "",
                           flags=rawbus.NO_AUTO_START | rawbus.NO_REPLY_EXPECTED)
-        self.assertEqual(process.wait(20), 0, self.session.read_log())
+        self.assertEqual(process.wait(60), 0, self.session.read_log())
 
 
 if __name__ == "__main__":

@@ -78,7 +78,7 @@ class FtpServers(unittest.TestCase):
             session.press(main, "u")
             try:
                 return harness.wait_until(
-                    lambda: all(session.companion.find(url).state == "paused" for url in urls), 2, "the pause")
+                    lambda: all(session.companion.find(url).state == "paused" for url in urls), 6, "the pause", patience=1)
             except TimeoutError:
                 session.press(main, "Escape")
         self.fail("the downloads are not paused: %s" % session.companion.downloads())
@@ -87,7 +87,7 @@ class FtpServers(unittest.TestCase):
         session = self.session()
         kinds = (ftpservers.Vsftpd, ftpservers.Proftpd)
         pairs = [(s, put(s, s.name + ".bin", LARGE, i)) for i, s in
-                 enumerate(self.start(kind, rate=700000) for kind in kinds)]
+                 enumerate(self.start(kind, rate=500000) for kind in kinds)]
         urls = [url for _, url in pairs]
         for url in urls:
             session.menu_url(url)
@@ -149,9 +149,8 @@ class FtpServers(unittest.TestCase):
                     session.menu_url(url)
                     window, _ = session.wait_dialog()
                     self.assertIsNotNone(session.companion.find(url))
-                    session.press(window, "Return")
-                    harness.wait_until(lambda: not session.dialogs(), 10, "the message to go")
-                    self.assertIsNone(session.companion.find(url))
+                    session.dismiss(window)
+                    harness.wait_until(lambda: session.companion.find(url) is None, 10, "the record to go")
             session.menu_url(server.url("there.bin"))
             session.companion.wait_finished([server.url("there.bin")], 30)
         self.assertEqual(os.listdir(session.parts), [])

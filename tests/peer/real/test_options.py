@@ -24,10 +24,6 @@ class Options(unittest.TestCase):
         for key in keys:
             self.session.press(window, key)
 
-    def xdotool(self, *words):
-        subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
-                       capture_output=True, timeout=20, check=False)
-
     def open_by_menu(self, entry="p", title="Pellora !   Options"):
         self.keys(self.main, "alt+o", entry)
         return self.window(title)
@@ -47,14 +43,31 @@ class Options(unittest.TestCase):
         return subprocess.run(["import", "-window", window, "rgb:-"], env=self.session.stage.env,
                               stdin=subprocess.DEVNULL, capture_output=True, timeout=30, check=True).stdout
 
+    def drawn(self, window):
+        """Its picture once it is drawn in full, with a blink of the caret at most."""
+        seen = []
+
+        def steady():
+            seen.append(self.picture(window))
+            return seen[-1] if seen[-3:-1].count(seen[-1]) else None
+        return harness.wait_until(steady, 20, "a drawn window")
+
+    def changed_by(self, window, *keys):
+        """Keys one after the other, each when the one before has changed what is seen."""
+        for key in keys:
+            before = self.drawn(window)
+            self.session.press(window, key)
+            harness.wait_until(lambda: self.drawn(window) != before, 20, "an effect of " + key)
+
     def test_a_language_chosen_by_the_keyboard_is_shown_at_once_and_again_after_a_restart(self):
-        english = self.picture(self.main)
+        english = self.drawn(self.main)
         dialog = self.open_by_menu()
         # The page of languages lies before the first one; its list follows the tabs.
-        self.keys(dialog, "ctrl+shift+Tab", "Tab", "d", "Return")
+        self.changed_by(dialog, "ctrl+shift+Tab", "Tab", "d")
+        self.keys(dialog, "Return")
         self.gone(dialog)
         self.assertEqual(self.setting("Language"), "german")
-        self.assertNotEqual(self.picture(self.main), english)
+        harness.wait_until(lambda: self.picture(self.main) != english, 10, "German texts")
         # The menu's German key, and the German title.
         dialog = self.open_by_menu("e", "Pellora !   Optionen")
         self.keys(dialog, "Escape")
@@ -68,7 +81,8 @@ class Options(unittest.TestCase):
     def test_ok_writes_settings_the_autostart_entry_and_one_test_file(self):
         entry = os.path.join(self.config, "autostart", "PelloraAutoStart.desktop")
         dialog = self.open_by_menu()
-        self.keys(dialog, "Tab", "space", "Return")
+        self.changed_by(dialog, "Tab", "space")
+        self.keys(dialog, "Return")
         self.gone(dialog)
         self.assertEqual(self.setting("AutoStart"), "True")
         self.assertEqual(self.setting("ProxyPort"), "80")
@@ -79,16 +93,18 @@ class Options(unittest.TestCase):
         # What was chosen is stored under the program's name; the older name's folders are read again.
         self.assertEqual(self.setting("DownloadFolder"), self.session.downloads)
         dialog = self.open_by_menu()
-        self.keys(dialog, "Tab", "space", "Return")
+        self.changed_by(dialog, "Tab", "space")
+        self.keys(dialog, "Return")
         self.gone(dialog)
         self.assertFalse(os.path.exists(entry))
 
     def test_a_refusal_leaves_the_dialog_open_and_downloads_go_on(self):
         before = self.setting("MaxSegments")
         dialog = self.open_by_menu()
-        self.keys(dialog, "ctrl+Tab", "Tab", "ctrl+a", "0", "Return")
+        self.changed_by(dialog, "ctrl+Tab", "Tab")
+        self.keys(dialog, "ctrl+a", "0", "Return")
         box = self.window("Pellora !")
-        self.assertLess(self.session.answers(), 2)
+        self.assertLess(self.session.answers(), harness.PROMPT)
         self.keys(box, "Return")
         self.gone(box)
         self.assertIn(dialog, [w for w, _, _ in self.session.own_windows()])
@@ -97,10 +113,13 @@ class Options(unittest.TestCase):
         self.gone(dialog)
 
     def test_the_toolbar_opens_the_dialog_and_its_frame_closes_it(self):
-        self.xdotool("windowactivate", "--sync", self.main, "mousemove", "--window", self.main, 263, 46, "click", 1)
+        self.drawn(self.main)
+        display = self.session.stage.x
+        display.activate(self.main)
+        left, top, _, _ = display.place(self.main)
+        display.click(left + 263, top + 46)
         dialog = self.window("Pellora !   Options")
-        self.xdotool("windowactivate", "--sync", dialog, "key", "alt+F4")
-        self.gone(dialog)
+        self.session.close_window(dialog)
         self.assertTrue(self.session.alive())
         self.assertIsNone(self.setting("MaxSegments"))
 

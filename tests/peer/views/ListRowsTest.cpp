@@ -82,6 +82,16 @@ TEST_F(ListRows, KeepTheSelectionOverARebuild) {
   EXPECT_EQ(selected.first().data().toString(), QStringLiteral("concert-recording.flac"));
 }
 
+TEST_F(ListRows, TellTheFirstClickBeforeTheDoubleClickAlsoWhenBothComeAtOnce) {
+  std::string told;
+  window->ListView1.OnClick = [&told] { told += "click "; };
+  window->ListView1.OnDoubleClick = [&told] { told += "double "; };
+  QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
+  QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
+  Stage::Settle();
+  EXPECT_EQ(told, "click double ");
+}
+
 TEST_F(ListRows, TellClicksKeysAndTheMenu) {
   int clicks = 0;
   int doubleClicks = 0;
