@@ -19,6 +19,10 @@ class File {
   virtual void WriteAt(std::uint64_t offset, std::string_view bytes) = 0;
   // Reads up to buffer.size() bytes at `offset`; fewer only at the end of the file.
   virtual std::size_t ReadAt(std::uint64_t offset, std::span<char> buffer) = 0;
+  // Copies up to `size` bytes from `from` of `source` to `offset` here without bringing them into the program.
+  // Returns how many. Fewer are no failure: what is left is for ReadAt and WriteAt, which say what is wrong, if
+  // anything is. A platform that has no such copy copies nothing.
+  virtual std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size);
   virtual std::uint64_t Length() = 0;
   // Makes sure that `size` bytes fit on the disk from offset 0 on, without changing the contents.
   virtual void Reserve(std::uint64_t size) = 0;

@@ -74,6 +74,24 @@ class SimFile final : public File {
     disk_.Enter(DiskCall::Read, path_);
     return data_->Read(offset, buffer);
   }
+  // A failing one copies nothing, as the port has it. A torn one is half done.
+  std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size) override {
+    const auto* const other = dynamic_cast<const SimFile*>(&source);
+    try {
+      const bool torn = disk_.Enter(DiskCall::Copy, path_);
+      if (!writable_ || other == nullptr || other->data_ == data_) return 0;
+      std::string bytes(size, '\0');
+      bytes.resize(other->data_->Read(from, bytes));
+      if (torn) {
+        data_->Write(offset, std::string_view(bytes).substr(0, bytes.size() / 2));
+        throw SimKilled();
+      }
+      disk_.Write(*data_, path_, offset, bytes);
+      return bytes.size();
+    } catch (const Failure&) {
+      return 0;
+    }
+  }
   std::uint64_t Length() override {
     disk_.Enter(DiskCall::Length, path_);
     return data_->Size();
@@ -98,7 +116,7 @@ bool SimDisk::Enter(DiskCall call, const std::string& path) const {
   if (calls_ >= cutAt_) {
     cut_ = true;
     loop_.NoteKilled();
-    if (torn_ && call == DiskCall::Write) return true;
+    if (torn_ && (call == DiskCall::Write || call == DiskCall::Copy)) return true;
     throw SimKilled();
   }
   bool fails = failOnce_.count(calls_) > 0 || calls_ >= failFrom_;

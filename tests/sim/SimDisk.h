@@ -32,7 +32,8 @@ enum class DiskCall {
   Write,
   Read,
   Length,
-  Reserve
+  Reserve,
+  Copy  // into the file of that path
 };
 
 // One file's bytes.

@@ -90,6 +90,20 @@ TEST_F(SimDiskTest, FillsUpAndKeepsWhatFitted) {
   files.Open("/tmp/b")->WriteAt(0, "x");
 }
 
+TEST_F(SimDiskTest, ACopyThatFailsOrDoesNotFitCopiesNothingAndThrowsNothing) {
+  disk.Put("/tmp/part", "0123456789");
+  const auto part = disk.Open("/tmp/part");
+  const auto file = disk.Open("/tmp/a");
+  EXPECT_EQ(file->CopyFrom(*part, 4, 2, 100), 6u);
+  EXPECT_EQ(disk.Get("/tmp/a"), std::string("\0\0", 2) + "456789");
+  disk.FailWhere([](DiskCall call, const std::string& path) { return call == DiskCall::Copy && path == "/tmp/a"; });
+  EXPECT_EQ(file->CopyFrom(*part, 0, 0, 4), 0u);
+  EXPECT_EQ(file->CopyFrom(*part, 0, 0, 4), 4u);
+  disk.SetCapacity(20);
+  EXPECT_EQ(file->CopyFrom(*part, 0, 8, 10), 0u);
+  EXPECT_EQ(part->CopyFrom(*part, 0, 5, 10), 0u);
+}
+
 TEST_F(SimDiskTest, ReserveTakesRoomAndChangesNothing) {
   disk.SetCapacity(100);
   const auto file = files.Open("/tmp/a");

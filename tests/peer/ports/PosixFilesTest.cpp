@@ -68,6 +68,40 @@ TEST_F(PosixFilesTest, ReservingMoreThanTheDiskHasFails) {
   EXPECT_EQ(file->Length(), 0u);
 }
 
+TEST_F(PosixFilesTest, CopiesARangeOfAnotherFileAndNoMoreThanItHas) {
+  Put(folder.Path("part"), "0123456789");
+  const auto part = files.OpenForReading(folder.Path("part"));
+  const auto output = files.Open(folder.Path("output"));
+  output->WriteAt(0, "keeps its head and its tail");
+  EXPECT_EQ(output->CopyFrom(*part, 2, 6, 3), 3u);
+  EXPECT_EQ(Content(folder.Path("output")), "keeps 234 head and its tail");
+  EXPECT_EQ(output->CopyFrom(*part, 8, 0, 100), 2u);
+  EXPECT_EQ(Content(folder.Path("output")), "89eps 234 head and its tail");
+  EXPECT_EQ(output->CopyFrom(*part, 10, 0, 100), 0u);
+}
+
+TEST_F(PosixFilesTest, CopiesALargeRangeWhole) {
+  std::string bytes(3 * 1048576 + 5, ' ');
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 / 3);
+  Put(folder.Path("part"), bytes);
+  const auto part = files.Open(folder.Path("part"));
+  const auto output = files.Open(folder.Path("output"));
+  output->Reserve(bytes.size());
+  EXPECT_EQ(output->CopyFrom(*part, 1, 3, bytes.size()), bytes.size() - 1);
+  EXPECT_EQ(Content(folder.Path("output")), std::string(3, '\0') + bytes.substr(1));
+}
+
+TEST_F(PosixFilesTest, CopiesNothingWhereItCannotAndLeavesTheFailureToTheWriter) {
+  Put(folder.Path("part"), "0123456789");
+  const auto part = files.Open(folder.Path("part"));
+  const auto readOnly = files.OpenForReading(folder.Path("part"));
+  EXPECT_EQ(part->CopyFrom(*part, 0, 5, 8), 0u);  // the ranges overlap
+  EXPECT_EQ(readOnly->CopyFrom(*files.Open(folder.Path("other")), 0, 0, 5), 0u);
+  Put(folder.Path("other"), "other");
+  EXPECT_EQ(readOnly->CopyFrom(*files.Open(folder.Path("other")), 0, 0, 5), 0u);
+  EXPECT_EQ(Content(folder.Path("part")), "0123456789");
+}
+
 TEST_F(PosixFilesTest, FailuresNameThePathAndTheReason) {
   const std::string path = folder.Path("missing/part");
   EXPECT_EQ(FailureOf([&] { files.Open(path); }), path + ": No such file or directory");

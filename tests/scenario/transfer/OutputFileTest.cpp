@@ -52,7 +52,7 @@ TEST_F(OutputFile, OfAllCompleteSegmentsIsBuiltByAResumeWithoutAConnection) {
 TEST_F(OutputFile, IsCopiedInChunksOfAMebibyteAndARest) {
   struct Case {
     std::size_t size;
-    int reads;
+    int chunks;
   };
   for (const Case& one : {Case{2500000, 3}, Case{1048576, 1}, Case{1048577, 2}, Case{1, 1}}) {
     SCOPED_TRACE(one.size);
@@ -60,20 +60,51 @@ TEST_F(OutputFile, IsCopiedInChunksOfAMebibyteAndARest) {
     AddComplete({SimContent::Generated(one.size).All()});
     sim.disk().Lose("/home/u/dl/a.zip");
     GiveWindow();
-    int reads = 0;
-    int writes = 0;
+    int copies = 0;
     sim.disk().FailWhere([&](DiskCall call, const std::string& path) {
-      reads += call == DiskCall::Read && path == "/home/u/tmp/a.zip001.tmp" ? 1 : 0;
-      writes += call == DiskCall::Write && path == "/home/u/dl/a.zip" ? 1 : 0;
+      copies += call == DiskCall::Copy && path == "/home/u/dl/a.zip" ? 1 : 0;
       return false;
     });
     Resume();
     ASSERT_TRUE(RunUntilFinished(1, 1000));
-    EXPECT_EQ(reads, one.reads);
-    EXPECT_EQ(writes, one.reads);
+    EXPECT_EQ(copies, one.chunks);
     EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.zip", SimContent::Generated(one.size)));
     sim.disk().NoFaults();
   }
+}
+
+TEST_F(OutputFile, IsReadAndWrittenWhereTheDiskCannotCopyInItself) {
+  AddComplete({SimContent::Generated(2500000).All(), "second"});
+  GiveWindow();
+  std::vector<std::string> calls;
+  sim.disk().FailWhere(
+      [&](DiskCall call, const std::string& path) {
+        if (call == DiskCall::Read && path == "/home/u/tmp/a.zip001.tmp") calls.push_back("read");
+        if (call == DiskCall::Write && path == "/home/u/dl/a.zip") calls.push_back("write");
+        return call == DiskCall::Copy;
+      },
+      1, true);
+  Resume();
+  ASSERT_TRUE(RunUntilFinished(1, 1000));
+  EXPECT_EQ(Output(), SimContent::Generated(2500000).All() + "second");
+  EXPECT_EQ(calls, (std::vector<std::string>{"read", "write", "read", "write", "read", "write", "write"}));
+}
+
+TEST_F(OutputFile, ThatDoesNotFitIsNotBegunAndBuiltOnceThereIsRoom) {
+  const std::string first = SimContent::Generated(2500000).All();
+  AddComplete({first, "second"});
+  GiveWindow();
+  sim.disk().SetCapacity(4000000);
+  Resume();
+  ASSERT_TRUE(RunUntilABoxStands());
+  EXPECT_NE(sim.dialogs().Next().text.find("a.zip: /home/u/dl/a.zip: no space left on the disk"), std::string::npos);
+  EXPECT_EQ(Output(), "");
+  EXPECT_TRUE(sim.disk().Has("/home/u/tmp/a.zip001.tmp"));
+  Answer(kAnswerOk);
+  sim.disk().NoFaults();
+  Click(WindowOf()->Command3);
+  ASSERT_TRUE(RunUntilFinished(1, 1000));
+  EXPECT_EQ(Output(), first + "second");
 }
 
 TEST_F(OutputFile, GetsNothingFromAnEmptySegmentWhosePartIsDeleted) {
@@ -191,7 +222,7 @@ TEST_F(OutputFile, KeepsEveryPartUntilTheListOnTheDiskSaysFinished) {
   sim.disk().FailWhere([&](DiskCall call, const std::string& path) {
     if (call == DiskCall::Delete) calls.push_back("delete");
     if (call == DiskCall::Write && path == "/prog/Pellora.dat") calls.push_back("save");
-    if (call == DiskCall::Write && path == "/home/u/dl/a.zip") calls.push_back("join");
+    if (call == DiskCall::Copy && path == "/home/u/dl/a.zip") calls.push_back("join");
     return false;
   });
   Start("http://o.example/a.zip");
