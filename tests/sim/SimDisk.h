@@ -79,6 +79,7 @@ class SimDisk final : public Files {
   void Lose(const std::string& path);
   std::vector<std::string> Paths() const;  // of all files, sorted
   std::uint64_t BytesWritten() const { return written_; }
+  const std::set<std::string>& Made() const { return made_; }  // every file that the program ever created
 
   // Faults.
   using Predicate = std::function<bool(DiskCall call, const std::string& path)>;
@@ -116,6 +117,7 @@ class SimDisk final : public Files {
   std::uint64_t used_ = 0;
   std::uint64_t capacity_ = UINT64_MAX;
   std::uint64_t written_ = 0;
+  std::set<std::string> made_;
   mutable std::uint64_t calls_ = 0;
   std::set<std::uint64_t> failOnce_;
   std::uint64_t failFrom_ = UINT64_MAX;
