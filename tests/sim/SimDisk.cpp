@@ -124,7 +124,7 @@ bool SimDisk::Enter(DiskCall call, const std::string& path) const {
     if (rule.left > 1 || !rule.fromThenOn) --rule.left;
   }
   // Exists has no way to fail but its answer, and a write says for itself what of it reached the disk.
-  if (call == DiskCall::Exists) return false;
+  if (call == DiskCall::Exists) return fails;
   if (call != DiskCall::Write) fails = SimFails(NameOf(call), path) || fails;
   if (fails) Fail(path, "input/output error");
   return false;
@@ -194,8 +194,7 @@ void SimDisk::CreateFolder(const std::string& path) {
 }
 
 bool SimDisk::Exists(const std::string& path) const {
-  Enter(DiskCall::Exists, path);
-  if (SimFails(NameOf(DiskCall::Exists), path)) return false;
+  if (Enter(DiskCall::Exists, path) || SimFails(NameOf(DiskCall::Exists), path)) return false;
   try {
     const std::string at = Resolve(path);
     return state_.files.count(at) > 0 || state_.folders.count(at) > 0;
@@ -258,9 +257,9 @@ void SimDisk::Remove(const std::string& path) {
 }
 
 void SimDisk::MakeFolder(const std::string& path) {
-  const std::string at = Resolve(path);
-  if (at != "/") MakeFolder(ParentOf(at));
-  state_.folders.insert(at);
+  std::string at = Resolve(path);
+  given_.insert(at);
+  while (state_.folders.insert(at).second && at != "/") at = ParentOf(at);
 }
 
 void SimDisk::Put(const std::string& path, const SimContent& content) {
@@ -292,7 +291,10 @@ bool SimDisk::Holds(const std::string& path, const SimContent& content) const {
   return Has(path) && Get(path) == content.All();
 }
 
-void SimDisk::Lose(const std::string& path) { Remove(Resolve(path)); }
+void SimDisk::Lose(const std::string& path) {
+  lost_.insert(Resolve(path));
+  Remove(Resolve(path));
+}
 
 std::vector<std::string> SimDisk::Paths() const {
   std::vector<std::string> paths;

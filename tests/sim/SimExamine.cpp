@@ -1,5 +1,6 @@
 #include "SimExamine.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <set>
 
@@ -35,12 +36,22 @@ void ExamineSegments(const DownloadRecord& record, const std::string& name, SimP
     const std::string what = name + ", segment " + std::to_string(i);
     if (!PlanHolds(segment)) wrong.push_back("plan: " + what);
     if (segment.Received() < 0) wrong.push_back("count: " + what);
-    if (record.Finished || segment.Received() <= 0 || segment.TempFile.empty()) continue;
+    if (record.Finished || segment.Received() <= 0 || sim.disk().WasLost(segment.TempFile)) continue;
     if (static_cast<std::int64_t>(sim.disk().Size(segment.TempFile)) < segment.Received()) {
       wrong.push_back("part: " + what + " counts " + std::to_string(segment.Received()) + " and its file has " +
                       std::to_string(sim.disk().Size(segment.TempFile)));
     }
   }
+}
+
+// Another download of the same name may have begun to write over the file, as it is told to.
+bool HasItsFileAlone(Program& program, const DownloadRecord& record) {
+  int of = 0;
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    const DownloadRecord& other = program.Download(i);
+    of += other.SavePath == record.SavePath || (!other.HasSavePath && other.FileName == record.FileName) ? 1 : 0;
+  }
+  return of == 1;
 }
 
 void ExamineFinished(const DownloadRecord& record, const std::string& name, SimPlatform& sim, Lines& wrong) {
@@ -73,8 +84,11 @@ void ExamineList(Program& program, SimPlatform& sim, Lines& wrong) {
 }
 
 void ExamineFolders(Program& program, SimPlatform& sim, Lines& wrong) {
-  const std::set<std::string> given = {WithoutSlash(program.settings.DownloadFolder),
-                                       WithoutSlash(program.settings.TempFolder), sim.machine().programFolder};
+  const std::string own = sim.machine().documentsFolder + "/Pellora/";
+  std::set<std::string> given = sim.disk().Given();
+  given.erase(sim.machine().documentsFolder);
+  given.insert({WithoutSlash(program.settings.DownloadFolder), WithoutSlash(program.settings.TempFolder),
+                own + "downloads", own + "temp", sim.machine().programFolder});
   for (const std::string& path : sim.disk().Made()) {
     const std::string folder = WithoutSlash(path.substr(0, path.rfind('/') + 1));
     if (!given.contains(folder)) wrong.push_back("outside " + folder + ": " + path);
@@ -92,7 +106,7 @@ std::vector<std::string> WhatIsWrong(Program& program, SimPlatform& sim) {
     if (record.Active && record.Paused) wrong.push_back("flags: " + name + " transfers and is paused");
     if (record.Active && record.Finished) wrong.push_back("flags: " + name + " transfers and is finished");
     ExamineSegments(record, name, sim, wrong);
-    if (record.Finished) ExamineFinished(record, name, sim, wrong);
+    if (record.Finished && HasItsFileAlone(program, record)) ExamineFinished(record, name, sim, wrong);
   }
   ExamineList(program, sim, wrong);
   ExamineFolders(program, sim, wrong);

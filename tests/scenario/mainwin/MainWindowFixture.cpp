@@ -116,6 +116,10 @@ std::vector<std::string> MainWindowFixture::Names(const ListView& list) {
 }
 
 void MainWindowFixture::Answer(int answer) {
+  if (sim.dialogs().Standing() == 0) {
+    ADD_FAILURE() << "no box stands";
+    return;
+  }
   sim.dialogs().AnswerNext(answer);
   sim.RunReady();
 }

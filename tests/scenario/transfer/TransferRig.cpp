@@ -110,6 +110,10 @@ void TransferRig::Resume(std::int16_t index) {
 }
 
 void TransferRig::Answer(int answer) {
+  if (sim.dialogs().Standing() == 0) {
+    ADD_FAILURE() << "no box stands";
+    return;
+  }
   sim.dialogs().AnswerNext(answer);
   sim.RunReady();
 }
