@@ -18,11 +18,19 @@ namespace {
 constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 30;
 constexpr std::size_t kCopyBlock = std::size_t{1} << 20;
 
-std::string ReadBytes(Files& files, const std::string& path) {
-  const std::unique_ptr<File> file = files.OpenForReading(path);
-  std::string bytes(static_cast<std::size_t>(std::min(file->Length(), kMostBytes)), '\0');
-  bytes.resize(file->ReadAt(0, bytes));
+std::string ReadBytes(File& file) {
+  std::string bytes(static_cast<std::size_t>(std::min(file.Length(), kMostBytes)), '\0');
+  bytes.resize(file.ReadAt(0, bytes));
   return bytes;
+}
+
+// An absent file is created. One that only seemed absent, to a disk that failed for a moment, is read: taken for
+// an empty list it would be lost with the first save.
+std::string ReadOrCreate(Files& files, const std::string& path) {
+  if (files.Exists(path)) return ReadBytes(*files.OpenForReading(path));
+  std::unique_ptr<File> file;
+  Skip([&] { file = files.Open(path); });
+  return file ? ReadBytes(*file) : std::string();
 }
 
 std::string UnusedNameFor(Files& files, const std::string& path) {
@@ -81,12 +89,7 @@ void SaveList(Program& program) {
 void LoadList(Program& program) {
   Files& files = program.platform.files;
   const std::string path = ListPath(program);
-  std::string bytes;
-  if (files.Exists(path)) {
-    bytes = ReadBytes(files, path);
-  } else {
-    Skip([&] { (void)files.Open(path); });
-  }
+  std::string bytes = ReadOrCreate(files, path);
 
   ListDecoder decoder(bytes);
   program.ResizeDownloads(0);

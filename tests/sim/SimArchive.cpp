@@ -1,5 +1,7 @@
 #include "SimArchive.h"
 
+#include "SimFaults.h"
+
 namespace pellora {
 
 namespace {
@@ -38,7 +40,7 @@ std::string SimArchive(const std::vector<SimMember>& members, std::size_t body, 
 
 std::vector<std::string> SimFolders::FoldersIn(const std::string& path) const {
   const auto at = folders.find(path);
-  if (at == folders.end()) throw Failure(FailureNumber::File, path + ": no medium");
+  if (SimFails("folder listing", path) || at == folders.end()) throw Failure(FailureNumber::File, path + ": no medium");
   return at->second;
 }
 
@@ -47,6 +49,7 @@ int SimUnzip::Unpack(const std::string& archive, const std::string& folder,
   unpacked.emplace_back(archive, folder);
   for (const std::string& message : messages) print(message);
   if (during) during();
+  if (SimFails("unzip", archive)) return kUnzipDiskFull;
   return result;
 }
 

@@ -4,25 +4,29 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "SimFaults.h"
 #include "platform/Controls.h"
 #include "platform/Failure.h"
 
 namespace pellora {
 
 std::optional<std::string> SimSettings::Get(const std::string& application, const std::string& key) const {
+  if (SimFails("settings read", key)) throw Failure(FailureNumber::File, application + ".ini: cannot be read");
   const auto at = values.find({application, key});
   if (at == values.end()) return std::nullopt;
   return at->second;
 }
 
 void SimSettings::Set(const std::string& application, const std::string& key, const std::string& value) {
-  if (failWrites) throw Failure(FailureNumber::File, application + ".ini: cannot be written");
+  if (SimFails("settings write", key) || failWrites) {
+    throw Failure(FailureNumber::File, application + ".ini: cannot be written");
+  }
   values[{application, key}] = value;
 }
 
 std::optional<std::string> SimClipboard::Text() const {
   constexpr std::size_t kLongest = 64 * 1024;
-  if (!text || text->size() > kLongest) return std::nullopt;
+  if (SimFails("clipboard") || !text || text->size() > kLongest) return std::nullopt;
   return text;
 }
 
@@ -32,6 +36,13 @@ void SimDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> 
   standing_.push_back({id, request, std::move(answered)});
   CountStanding();
   loop_.Trace().Note(loop_.Time(), "box", id, 0, request.text);
+  // A box fails to get its answer by being left; one of two buttons alone cannot be left.
+  if ((request.style & ~kYesNo) != 0 || request.style == kOkOnly) {
+    if (SimFails("box", request.text)) {
+      const int left = (request.style & kYesNo) == 0 ? kAnswerOk : kAnswerNo;
+      return loop_.InWorld(loop_.Time(), [this, id, left] { AnswerBox(id, left); });
+    }
+  }
   for (const Rule& rule : rules_) {
     if (request.text.find(rule.part) == std::string::npos) continue;
     const int answer = (request.style & kYesNo) == 0 ? kAnswerOk : rule.answer;
@@ -48,6 +59,11 @@ void SimDialogs::AskSavePath(const SaveRequest& request,
   loop_.Trace().Note(loop_.Time(), "save", id, 0, request.proposal);
   standingSaves_.push_back({id, {}, std::move(answered)});
   CountStanding();
+  if (SimFails("save dialog", request.proposal)) {
+    return loop_.InWorld(loop_.Time(), [this, id] {
+      if (!standingSaves_.empty() && standingSaves_.front().id == id) AnswerNextSave(std::nullopt);
+    });
+  }
   if (choose_) {
     loop_.InWorld(loop_.Time(), [this, id, path = choose_(request)] {
       if (!standingSaves_.empty() && standingSaves_.front().id == id) AnswerNextSave(path);
@@ -61,6 +77,11 @@ void SimDialogs::AskFolder(const FolderRequest& request,
   loop_.Trace().Note(loop_.Time(), "folder", folders_.size(), 0, request.start);
   standingFolders_.push_back(std::move(answered));
   CountStanding();
+  if (SimFails("folder dialog", request.start)) {
+    loop_.InWorld(loop_.Time(), [this] {
+      if (!standingFolders_.empty()) AnswerNextFolder(std::nullopt);
+    });
+  }
 }
 
 bool SimDialogs::Asked(const std::string& part) const {
@@ -112,10 +133,12 @@ void SimDialogs::CountStanding() {
 }
 
 void SimShell::OpenPath(const std::string& path, const std::string& workingFolder) {
+  if (SimFails("shell open", path)) throw Failure(FailureNumber::File, path + ": no such file");
   opened.emplace_back(path, workingFolder);
 }
 
 void SimShell::OpenUrl(const std::string& url) {
+  if (SimFails("shell open address", url)) throw Failure(FailureNumber::File, "xdg-open: no such program");
   for (const char* scheme : {"http://", "https://", "ftp://"}) {
     if (url.rfind(scheme, 0) == 0) {
       urls.push_back(url);
@@ -125,8 +148,13 @@ void SimShell::OpenUrl(const std::string& url) {
 }
 
 void SimShell::Start(const std::string& program, const std::vector<std::string>& arguments) {
-  if (!disk_.Has(program)) throw Failure(FailureNumber::File, program + ": no such program");
+  if (SimFails("shell start", program) || !disk_.Has(program))
+    throw Failure(FailureNumber::File, program + ": no such program");
   started.emplace_back(program, arguments);
+}
+
+std::string SimMachine::DocumentsFolder() const {
+  return SimFails("documents folder") ? std::string() : documentsFolder;
 }
 
 void SimMachine::End(int code) {
@@ -136,7 +164,9 @@ void SimMachine::End(int code) {
 
 void SimAutoStart::SetEntry(bool aPresent) {
   ++writes;
-  if (failWrites) throw Failure(FailureNumber::File, "PelloraAutoStart.desktop: cannot be written");
+  if (SimFails("auto start") || failWrites) {
+    throw Failure(FailureNumber::File, "PelloraAutoStart.desktop: cannot be written");
+  }
   present = aPresent;
 }
 
@@ -193,7 +223,7 @@ void SimTray::Mouse(int message) {
 
 void SimBrowserMenu::SetEntry(bool present) {
   ++calls;
-  if (parentMissing) throw Failure(FailureNumber::File, "no browser");
+  if (SimFails("browser menu") || parentMissing) throw Failure(FailureNumber::File, "no browser");
   entry = present;
 }
 

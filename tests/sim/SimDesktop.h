@@ -116,7 +116,7 @@ class SimMachine final : public Machine {
  public:
   explicit SimMachine(SimLoop& loop) : loop_(loop) {}
   std::string ProgramFolder() const override { return programFolder; }
-  std::string DocumentsFolder() const override { return documentsFolder; }
+  std::string DocumentsFolder() const override;
   void End(int code) override;
 
   std::string programFolder = "/prog";

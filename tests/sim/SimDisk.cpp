@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "SimFaults.h"
 #include "platform/Failure.h"
 
 namespace pellora {
@@ -19,6 +20,14 @@ std::string ParentOf(const std::string& path) {
 }
 
 std::uint64_t Footprint(const SimFileData& data) { return std::max(data.Size(), data.reserved); }
+
+const char* NameOf(DiskCall call) {
+  constexpr std::array<const char*, 11> kNames{
+      "disk open",   "disk open for reading", "disk delete",  "disk create folder",
+      "disk exists", "disk length of",        "disk listing", "disk write",
+      "disk read",   "disk length",           "disk reserve"};
+  return kNames[static_cast<std::size_t>(call)];
+}
 
 }  // namespace
 
@@ -67,6 +76,13 @@ class SimFile final : public File {
     if (torn) {
       data_->Write(offset, bytes.substr(0, bytes.size() / 2));
       throw SimKilled();
+    }
+    if (SimFails(NameOf(DiskCall::Write), path_)) {
+      // Of what lay on the disk nothing changes; of what would make the file longer a half stands.
+      const std::uint64_t end = offset + bytes.size();
+      const std::uint64_t held = std::max(offset, Footprint(*data_));
+      if (end > held) disk_.Write(*data_, path_, offset, bytes.substr(0, (end - held) / 2));
+      Fail(path_, "input/output error");
     }
     disk_.Write(*data_, path_, offset, bytes);
   }
@@ -125,8 +141,10 @@ bool SimDisk::Enter(DiskCall call, const std::string& path) const {
     if (rule.left == 1) fails = true;
     if (rule.left > 1 || !rule.fromThenOn) --rule.left;
   }
-  // Exists has no way to fail.
-  if (fails && call != DiskCall::Exists) Fail(path, "input/output error");
+  // Exists has no way to fail but its answer, and a write says for itself what of it reached the disk.
+  if (call == DiskCall::Exists) return fails;
+  if (call != DiskCall::Write) fails = SimFails(NameOf(call), path) || fails;
+  if (fails) Fail(path, "input/output error");
   return false;
 }
 
@@ -163,7 +181,10 @@ std::unique_ptr<File> SimDisk::Open(const std::string& path) {
   if (state_.folders.count(at) > 0 || path.back() == '/') Fail(path, "is a folder");
   DemandParent(at, path);
   std::shared_ptr<SimFileData>& data = state_.files[at];
-  if (!data) data = std::make_shared<SimFileData>();
+  if (!data) {
+    data = std::make_shared<SimFileData>();
+    made_.insert(at);
+  }
   return std::make_unique<SimFile>(*this, path, data, true);
 }
 
@@ -191,7 +212,7 @@ void SimDisk::CreateFolder(const std::string& path) {
 }
 
 bool SimDisk::Exists(const std::string& path) const {
-  Enter(DiskCall::Exists, path);
+  if (Enter(DiskCall::Exists, path) || SimFails(NameOf(DiskCall::Exists), path)) return false;
   try {
     const std::string at = Resolve(path);
     return state_.files.count(at) > 0 || state_.folders.count(at) > 0;
@@ -254,9 +275,9 @@ void SimDisk::Remove(const std::string& path) {
 }
 
 void SimDisk::MakeFolder(const std::string& path) {
-  const std::string at = Resolve(path);
-  if (at != "/") MakeFolder(ParentOf(at));
-  state_.folders.insert(at);
+  std::string at = Resolve(path);
+  given_.insert(at);
+  while (state_.folders.insert(at).second && at != "/") at = ParentOf(at);
 }
 
 void SimDisk::Put(const std::string& path, const SimContent& content) {
@@ -288,7 +309,10 @@ bool SimDisk::Holds(const std::string& path, const SimContent& content) const {
   return Has(path) && Get(path) == content.All();
 }
 
-void SimDisk::Lose(const std::string& path) { Remove(Resolve(path)); }
+void SimDisk::Lose(const std::string& path) {
+  lost_.insert(Resolve(path));
+  Remove(Resolve(path));
+}
 
 std::vector<std::string> SimDisk::Paths() const {
   std::vector<std::string> paths;

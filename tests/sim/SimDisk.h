@@ -80,6 +80,9 @@ class SimDisk final : public Files {
   void Lose(const std::string& path);
   std::vector<std::string> Paths() const;  // of all files, sorted
   std::uint64_t BytesWritten() const { return written_; }
+  const std::set<std::string>& Made() const { return made_; }    // every file that the program ever created
+  const std::set<std::string>& Given() const { return given_; }  // folders that the test made
+  bool WasLost(const std::string& path) const { return lost_.contains(path); }
 
   // Faults.
   using Predicate = std::function<bool(DiskCall call, const std::string& path)>;
@@ -104,7 +107,7 @@ class SimDisk final : public Files {
     std::uint64_t left;
     bool fromThenOn;
   };
-  // Counts one call; throws what the script has for it. True: a write is to be torn.
+  // Counts one call; throws what the script has for it. True: a write is to be torn, or nothing seems to exist.
   bool Enter(DiskCall call, const std::string& path) const;
   void Write(SimFileData& data, const std::string& path, std::uint64_t offset, std::string_view bytes);
   void Reserve(SimFileData& data, const std::string& path, std::uint64_t size);
@@ -117,6 +120,9 @@ class SimDisk final : public Files {
   std::uint64_t used_ = 0;
   std::uint64_t capacity_ = UINT64_MAX;
   std::uint64_t written_ = 0;
+  std::set<std::string> made_;
+  std::set<std::string> given_;
+  std::set<std::string> lost_;
   mutable std::uint64_t calls_ = 0;
   std::set<std::uint64_t> failOnce_;
   std::uint64_t failFrom_ = UINT64_MAX;

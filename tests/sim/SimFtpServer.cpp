@@ -142,6 +142,11 @@ void SimFtpServer::ClientClosed(SimPeer& peer) {
                       [this, &session] { EndSession(session); });
 }
 
+const SimContent* SimFtpServer::Holds(const std::string& path) const {
+  const auto found = files_.find(path);
+  return found == files_.end() ? nullptr : &found->second;
+}
+
 void SimFtpServer::EndSession(Session& session) {
   session.ended = true;
   if (session.port) session.port->Shut();

@@ -86,6 +86,7 @@ class SimFtpServer final : public SimServer {
   void Accepted(SimPeer& peer) override;
   void Received(SimPeer& peer, std::string_view bytes) override;
   void ClientClosed(SimPeer& peer) override;
+  const SimContent* Holds(const std::string& path) const override;
 
  private:
   class DataPort;

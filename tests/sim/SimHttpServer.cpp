@@ -110,6 +110,12 @@ SimWire SimHttpServer::Wire(int number) {
 
 void SimHttpServer::Accepted(SimPeer&) {}
 
+const SimContent* SimHttpServer::Holds(const std::string& path) const {
+  const auto found = answers_.find(path);
+  const bool whole = found != answers_.end() && found->second.status == 200 && !found->second.raw;
+  return whole ? &found->second.content : nullptr;
+}
+
 void SimHttpServer::Received(SimPeer& peer, std::string_view bytes) {
   std::string& waiting = peer.notes["request"];
   waiting += bytes;

@@ -83,6 +83,7 @@ class SimHttpServer final : public SimServer {
   SimWire Wire(int number) override;
   void Accepted(SimPeer& peer) override;
   void Received(SimPeer& peer, std::string_view bytes) override;
+  const SimContent* Holds(const std::string& path) const override;
 
  private:
   struct Answer {

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <vector>
 
+#include "SimFaults.h"
+
 namespace pellora {
 
 struct SimLoop::AlarmState {
@@ -249,6 +251,7 @@ void SimLoop::Guarded(const std::function<void()>& event) {
 
 void SimLoop::Count() {
   ++events_;
+  if (SimTorturer::present && SimTorturer::present->Tires(events_ - timeStart_)) End();
   if (events_ - timeStart_ > atOneTime_) GiveUp("too many events without time moving");
   if (events_ - runStart_ > perRun_) GiveUp("too many events in one run");
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "SimFaults.h"
 #include "platform/Failure.h"
 
 namespace pellora {
@@ -18,7 +19,7 @@ class SimMediaGraph final : public MediaGraph {
   void RenderFile(const std::string& path, std::function<void(bool rendered)> done) override {
     Note("render " + path);
     if (media_.silent.contains(path)) return;
-    const bool good = !media_.broken.contains(path);
+    const bool good = !SimFails("media render", path) && !media_.broken.contains(path);
     done_ = media_.loop_.NewAlarm([this, good, done = std::move(done)] {
       rendered_ = good;
       done(good);
@@ -45,6 +46,7 @@ class SimMediaGraph final : public MediaGraph {
  private:
   void Note(const std::string& call) { media_.calls_.push_back(std::to_string(number_) + " " + call); }
   void Tell(const std::string& call) {
+    if (SimFails("media", call)) rendered_ = false;  // the decoder has died
     if (!rendered_) throw Failure(FailureNumber::InvalidCall, "nothing is rendered");
     Note(call);
   }

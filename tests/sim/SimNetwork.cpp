@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "SimFaults.h"
+
 namespace pellora {
 
 namespace {
@@ -50,7 +52,8 @@ std::unique_ptr<Connection> SimNetwork::Connect(const std::string& host, std::in
   log.askedAt = loop_.Time() / SimLoop::kMillisecond;
   loop_.Trace().Note(loop_.Time(), "connect", log_.size(), static_cast<std::uint64_t>(port), host);
   const auto found = servers_.find({host, port});
-  SimServer* const server = found == servers_.end() || port < 1 || port > 65535 ? nullptr : found->second;
+  const bool fails = SimFails("connect", host);
+  SimServer* const server = fails || found == servers_.end() || port < 1 || port > 65535 ? nullptr : found->second;
   SimWire wire;
   if (server) {
     log.number = ++attempts_[server];
@@ -60,6 +63,11 @@ std::unique_ptr<Connection> SimNetwork::Connect(const std::string& host, std::in
   mostOpen_ = std::max(mostOpen_, ++open_);
   peer->Begin();
   return std::make_unique<SimConnection>(peer);
+}
+
+const SimServer* SimNetwork::At(const std::string& host, std::int32_t port) const {
+  const auto found = servers_.find({host, port});
+  return found == servers_.end() || alive_.at({host, port}).expired() ? nullptr : found->second;
 }
 
 SimPeer::SimPeer(SimNetwork& network, SimServer* server, SimWire aWire, SimConnectionLog& log, ConnectionEvents& events)
@@ -113,7 +121,12 @@ void SimPeer::ClientSends(std::string bytes) {
   if (!events_ || bytes.empty()) return;
   log_.received += bytes;
   loop_.Trace().Note(loop_.Time(), "send", id_, bytes.size());
-  if (!connected_ || wire.hangAfterAccept) return;
+  if (!connected_ || wire.hangAfterAccept || lost_) return;
+  if (SimFails("send", log_.host)) {
+    // The peer is gone, and with it what it sent.
+    lost_ = true;
+    return Reset();
+  }
   lastToServer_ = std::max(lastToServer_, loop_.Time() + way_);
   loop_.InWorld(lastToServer_,
                 [self = shared_from_this(), bytes = std::move(bytes)] { self->server_->Received(*self, bytes); });
@@ -228,6 +241,10 @@ void SimPeer::DeliverBlock() {
   if (over_) return;
   const std::uint64_t size = std::min(wire.cut == SimCut::Whole ? BlockSize() : planned_, queued_);
   if (size == 0) return Pump();  // reset while the block was under way
+  if (SimFails("receive", log_.host)) {
+    lost_ = true;
+    return EndOfStream();
+  }
   std::string block(static_cast<std::size_t>(size), '\0');
   std::size_t filled = 0;
   while (filled < block.size()) {

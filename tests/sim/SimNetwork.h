@@ -54,6 +54,12 @@ class SimServer {
   virtual void Accepted(SimPeer& peer) = 0;
   virtual void Received(SimPeer& peer, std::string_view bytes) = 0;
   virtual void ClientClosed(SimPeer&) {}
+  // What an honest download of that path brings; null if that is nothing or left to the script.
+  virtual const SimContent* Holds(const std::string&) const { return nullptr; }
+
+ private:
+  friend class SimNetwork;
+  std::shared_ptr<int> alive_ = std::make_shared<int>(0);
 };
 
 // A server of three callbacks, each of which may be empty.
@@ -93,8 +99,14 @@ class SimNetwork final : public Network {
   bool HasConnection() const override { return hasConnection; }
 
   // `server` must live as long as the network or until Remove.
-  void Serve(const std::string& host, std::int32_t port, SimServer& server) { servers_[{host, port}] = &server; }
+  void Serve(const std::string& host, std::int32_t port, SimServer& server) {
+    servers_[{host, port}] = &server;
+    alive_[{host, port}] = server.alive_;
+  }
   void Remove(const std::string& host, std::int32_t port) { servers_.erase({host, port}); }
+
+  // The server there; null if there is none or it is gone.
+  const SimServer* At(const std::string& host, std::int32_t port) const;
 
   const std::deque<SimConnectionLog>& Log() const { return log_; }
   // Connections the program holds open or is asking for.
@@ -109,6 +121,7 @@ class SimNetwork final : public Network {
 
   SimLoop& loop_;
   std::map<std::pair<std::string, std::int32_t>, SimServer*> servers_;
+  std::map<std::pair<std::string, std::int32_t>, std::weak_ptr<int>> alive_;  // of each
   std::map<SimServer*, int> attempts_;
   std::deque<SimConnectionLog> log_;
   int open_ = 0;
@@ -179,6 +192,7 @@ class SimPeer : public std::enable_shared_from_this<SimPeer> {
   bool underWay_ = false;  // a block or the end of the stream is scheduled
   bool closing_ = false;   // the server has closed behind its bytes
   bool over_ = false;      // nothing goes to the program any more
+  bool lost_ = false;      // nothing comes from it any more
 };
 
 }  // namespace pellora

@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
+
+#include "SimFaults.h"
 
 namespace pellora {
 
@@ -33,9 +36,14 @@ SimPlatform::SimPlatform(SimOptions options)
   for (const char* folder : {"/prog", "/home/u/Documents", "/tmp"}) disk_.MakeFolder(folder);
 }
 
-SimPlatform::~SimPlatform() { DropProgram(); }
+SimPlatform::~SimPlatform() {
+  DropProgram();
+  if (SimTorturer::present) SimTorturer::present->MachineGone();
+}
 
 void SimPlatform::DropProgram() {
+  const auto look = std::exchange(examine, {});
+  if (SimTorturer::present && look && !Killed()) SimTorturer::present->Examined(look());
   loop_.End();
   tasks_->Clear();
   windows_.AbandonAll();

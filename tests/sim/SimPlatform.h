@@ -26,6 +26,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "SimContent.h"
 #include "SimDesktop.h"
@@ -105,6 +106,9 @@ class SimPlatform {
   std::string Replay() const;  // how to run this again, for messages
 
   void DropProgram();
+
+  // Looks at the program before it is dropped; set by who builds one that a torturer is to judge.
+  std::function<std::vector<std::string>()> examine;
 
  private:
   static SimLoop::Micros Span(std::uint64_t milliseconds) {

@@ -19,6 +19,7 @@ inline const Lines kProbeOfRootFile = {
 class FtpFixture : public TransferFixture {
  protected:
   explicit FtpFixture(SimOptions options = {}) : TransferFixture(std::move(options)) {}
+  ~FtpFixture() override { sim.DropProgram(); }  // while the server stands
 
   // What one segment of /a.bin sends from login to RETR.
   static Lines SegmentFrom(std::int64_t start) {

@@ -144,6 +144,7 @@ TEST_F(FtpHostile, ADirectoryWithLineEndsAndNulsCarriesNoCommand) {
   server.OnConnection(1, fault);
   Start(Serve(9000));
   ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000)) << sim.Replay();
+  ASSERT_FALSE(server.Commands(1).empty());
   EXPECT_EQ(server.Commands(1).back(), "CWD /x?DELE a?DELE b?c/");
   for (const std::string& line : server.Commands(1))
     EXPECT_EQ(line.find_first_of(std::string("\r\n\0", 3)), std::string::npos);

@@ -99,6 +99,9 @@ void HasAPart(DownloadRecord& record) {
   record.SegmentCount = 1;
   record.Segments[1].TempFile = "/t/a.zip001.tmp";
   record.Segments[1].ReceivedTotal = 1;
+  record.Segments[1].RangeStart = 1;
+  record.Segments[1].RangeEnd = 8;
+  record.Segments[1].RangeSize = 9;
 }
 
 // A kill right behind the deletion of the parts: the next start must not find a record that counts on them.

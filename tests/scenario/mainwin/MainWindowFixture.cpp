@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "SimExamine.h"
 #include "mainwin/AddDownload.h"
 #include "platform/TaskLoop.h"
 
@@ -39,6 +40,7 @@ MainWindowFixture::MainWindowFixture(SimOptions options) : sim(std::move(options
   const std::string content((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
   sim.disk().Put("/prog/english.txt", SimContent(content));
   app = std::make_unique<App>(sim.platform());
+  sim.examine = [this] { return app ? WhatIsWrong(program(), sim) : std::vector<std::string>(); };
   app->program().newTransferWindow = [this] {
     transfers.push_back(std::make_shared<FakeTransfer>(app->program()));
     return transfers.back();
@@ -114,6 +116,10 @@ std::vector<std::string> MainWindowFixture::Names(const ListView& list) {
 }
 
 void MainWindowFixture::Answer(int answer) {
+  if (sim.dialogs().Standing() == 0) {
+    ADD_FAILURE() << "no box stands";
+    return;
+  }
   sim.dialogs().AnswerNext(answer);
   sim.RunReady();
 }

@@ -197,6 +197,7 @@ TEST_F(Preview, AnAudioFileShowsTheDrawingAndPlays) {
   EXPECT_TRUE(window().Image2.Visible());
   EXPECT_EQ(window().Image2.Image(), "sound");
   Do([&] { window().Command2.Click(); });
+  ASSERT_FALSE(Calls().empty());
   EXPECT_EQ(Calls().back(), "1 run");
   Do([&] { window().Command3.Click(); });
   EXPECT_EQ(Calls().back(), "1 stop");
@@ -211,6 +212,7 @@ TEST_F(Preview, HidesTheDrawingAtTheNextClick) {
 
 TEST_F(Preview, OffersANameWithoutADot) {
   ClickAndWait(Finished("README"));
+  ASSERT_FALSE(Calls().empty());
   EXPECT_EQ(Calls().front(), "1 render /d/README");
 }
 
@@ -288,6 +290,7 @@ TEST_F(Preview, OnlyTheLastOfSeveralClicksLoads) {
   sim.RunFor(300);
   EXPECT_EQ(sim.media().Graphs(), 0);  // counted from the last click
   sim.RunFor(2000);
+  ASSERT_FALSE(Calls().empty());
   EXPECT_EQ(Calls().front(), "1 render /d/b.avi");
   EXPECT_EQ(sim.media().Graphs(), 1);
   EXPECT_EQ(window().Info(0).Caption(), "b.avi");
@@ -327,6 +330,7 @@ TEST_F(Preview, ShowsTheChosenFileThoughItsRecordIsReplacedDuringTheWait) {
   Add("http://h/other.avi");
   ASSERT_EQ(Rec(index).URL, "http://h/other.avi");
   sim.RunFor(2000);
+  ASSERT_FALSE(Calls().empty());
   EXPECT_EQ(Calls().front(), "1 render /d/a.avi");
   EXPECT_EQ(window().Info(0).Caption(), "a.avi");
 }
@@ -395,6 +399,7 @@ TEST_F(Preview, TheSecondTabStopsThePlayback) {
   ClickAndWait(Finished("a.mp3"));
   Do([&] { window().Command2.Click(); });
   Do([&] { window().TabStrip1.SelectByUser(1); });
+  ASSERT_FALSE(Calls().empty());
   EXPECT_EQ(Calls().back(), "1 stop");
   const std::size_t calls = Calls().size();
   Do([&] { window().TabStrip1.SelectByUser(0); });

@@ -208,6 +208,23 @@ TEST_F(StartStop, KeepsAListThatCouldNotBeRead) {
   next.DropProgram();
 }
 
+TEST_F(StartStop, ReadsAListThatOnlySeemsAbsentForAMoment) {
+  Start();
+  Record("http://h/a.zip");
+  sim.RunFor(5100);
+  SimPlatform next(SimOptions{.disk = sim.disk().TakeState()});
+  const std::string before = next.disk().Get("/prog/Pellora.dat");
+  next.disk().FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Exists && path == "/prog/Pellora.dat"; });
+  App again(next.platform());
+  next.Do([&] { again.Start(); });
+  next.RunFor(20000);
+  ASSERT_EQ(again.program().DownloadCount, 1);
+  EXPECT_EQ(again.program().Download(1).URL, "http://h/a.zip");
+  EXPECT_EQ(next.disk().Get("/prog/Pellora.dat"), before);
+  next.DropProgram();
+}
+
 TEST_F(StartStop, TakesLeechUrlWithAnyArgumentsAndChangesNothing) {
   Start();
   Record("http://h/a.zip");

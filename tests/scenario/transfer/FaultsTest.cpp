@@ -64,6 +64,7 @@ TEST(DiskFaults, NeverCrashAndNeverLeaveAFinishedFileThatIsWrong) {
         // A build that failed: said with file and reason; a resume builds again.
         ASSERT_FALSE(rig.sim.dialogs().Boxes().empty());
         EXPECT_EQ(rig.sim.dialogs().Boxes()[0].text.rfind("a.bin: ", 0), 0U);
+        ASSERT_TRUE(rig.WindowOf());
         EXPECT_NE(rig.WindowOf()->state.Caption(), "text521");
         rig.sim.disk().NoFaults();
         rig.Click(rig.WindowOf()->Command3);

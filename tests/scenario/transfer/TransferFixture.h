@@ -13,6 +13,7 @@ namespace pellora {
 class TransferFixture : public ::testing::Test, protected TransferRig {
  protected:
   explicit TransferFixture(SimOptions options = {}) : TransferRig(std::move(options)) {}
+  ~TransferFixture() override { sim.DropProgram(); }  // while the server stands
 
   // A generated file on `origin`, at o.example, and the download of it.
   SimContent Serve(const std::string& path, std::uint64_t length, std::uint64_t salt = 1) {

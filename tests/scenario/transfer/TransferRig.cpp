@@ -1,5 +1,6 @@
 #include "TransferRig.h"
 
+#include "SimExamine.h"
 #include "core/ListFile.h"
 #include "platform/EventGate.h"
 #include "platform/Failure.h"
@@ -8,6 +9,7 @@
 namespace pellora {
 
 TransferRig::TransferRig(SimOptions options) : sim(std::move(options)), program(sim.platform()) {
+  sim.examine = [this] { return WhatIsWrong(program, sim); };
   program.lists = &lists;
   program.listLoaded = true;
   program.settings.MaxSegments = 4;
@@ -108,6 +110,10 @@ void TransferRig::Resume(std::int16_t index) {
 }
 
 void TransferRig::Answer(int answer) {
+  if (sim.dialogs().Standing() == 0) {
+    ADD_FAILURE() << "no box stands";
+    return;
+  }
   sim.dialogs().AnswerNext(answer);
   sim.RunReady();
 }

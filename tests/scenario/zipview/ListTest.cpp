@@ -8,7 +8,7 @@ namespace {
 
 class ZipList : public ZipFixture {
  protected:
-  ZipList() { EXPECT_TRUE(Open(members)); }
+  void SetUp() override { ASSERT_TRUE(Open(members)); }
   Form2& View() { return *Viewer(); }
   const ListView& List() { return View().ListView1; }
   void ByFolder() {

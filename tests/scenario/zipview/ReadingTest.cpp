@@ -136,6 +136,7 @@ TEST_F(ZipReading, TakesTheLast22BytesAtFaceValueBehindAnArchiveComment) {
   // Far too large a directory: nothing more is read.
   origin.File("/a.zip", SimArchive(three, 100, std::string(22, 'A')));
   StartAndWait();
+  ASSERT_TRUE(Viewer());
   EXPECT_EQ(Viewer()->EntryCount, 0x4141);
   EXPECT_EQ(Viewer()->DirectorySize, 0x41414141);
   EXPECT_EQ(Caption(), "Retrieving ZIP info...");
@@ -167,6 +168,7 @@ TEST_F(ZipReading, ReadsNoMoreThan22BytesWhereTheServerIgnoresTheRange) {
   origin.Always(whole);
   origin.File("/a.zip", SimArchive(three, 5'000'000));
   StartAndWait();
+  ASSERT_TRUE(Viewer());
   EXPECT_EQ(Viewer()->TailText, std::string(22, '\x7e'));
   EXPECT_EQ(Caption(), "Retrieving ZIP info...");
   EXPECT_LT(sim.network().Log()[1].delivered, 200'000U);
@@ -193,6 +195,7 @@ TEST_F(ZipReading, TakesAnErrorPageForData) {
   Fault(2, refused);
   origin.File("/a.zip", SimArchive(three));
   StartAndWait();
+  ASSERT_TRUE(Viewer());
   EXPECT_EQ(Viewer()->TailText, std::string(22, 'e'));
   EXPECT_EQ(Caption(), "Retrieving ZIP info...");
 }
@@ -202,6 +205,7 @@ TEST_F(ZipReading, ReadsTheHeaderItselfWhereItNamesNoContentType) {
   Fault(2, Raw(reply));
   origin.File("/a.zip", SimArchive(three));
   StartAndWait();
+  ASSERT_TRUE(Viewer());
   EXPECT_EQ(Viewer()->TailText, reply.substr(0, 22));
 }
 
@@ -274,6 +278,7 @@ TEST_F(ZipReading, SurvivesRepliesThatComeByteByByte) {
   Fault(3, drip);
   origin.File("/a.zip", SimArchive(three));
   StartAndWait();
+  ASSERT_TRUE(Viewer());
   EXPECT_EQ(Viewer()->TailText, "HTTP/1.1 206 Partial C");
 }
 
@@ -310,6 +315,7 @@ TEST_F(ZipReading, ReadsNoDirectoryOfMoreThan64MiB) {
   Fault(1, Raw(head + "2000000000\r\n\r\n"));
   Fault(2, Raw(head + "22\r\n\r\n" + end));
   StartAndWait();
+  ASSERT_TRUE(Viewer());
   EXPECT_EQ(Viewer()->DirectorySize, 64 * 1024 * 1024 + 1);
   EXPECT_EQ(Caption(), "Retrieving ZIP info...");
   EXPECT_EQ(origin.Connections(), 2);

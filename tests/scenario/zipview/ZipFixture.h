@@ -48,7 +48,10 @@ class ZipFixture : public ::testing::Test, protected ZipRig {
     Start("http://o.example" + path);
     return RunUntilListed();
   }
-  std::string Caption(int index = 1) { return Viewer(index)->Label1.Caption(); }
+  std::string Caption(int index = 1) {
+    const auto viewer = Viewer(index);
+    return viewer ? viewer->Label1.Caption() : "no viewer";
+  }
 
   SimHttpServer origin{sim.network(), "o.example"};
 };

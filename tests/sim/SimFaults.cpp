@@ -1,0 +1,7 @@
+#include "SimFaults.h"
+
+namespace pellora {
+
+SimTorturer* SimTorturer::present = nullptr;
+
+}  // namespace pellora

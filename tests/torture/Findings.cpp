@@ -1,0 +1,121 @@
+#include "Findings.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <utility>
+
+namespace pellora {
+
+namespace {
+
+std::string Hex(std::uintptr_t number) {
+  std::array<char, 24> text{};
+  std::snprintf(text.data(), text.size(), "0x%lx", static_cast<unsigned long>(number));
+  return text.data();
+}
+
+// "a(b, c) [clone .cold]" is "a" to who looks for a place.
+std::string Short(const std::string& function) { return function.substr(0, function.find('(')); }
+
+}  // namespace
+
+// From the last "src/<folder of the program>/" or "tests/" on.
+std::string Places::Ours(const std::string& path) const {
+  constexpr std::array<const char*, 9> kOurs{"src/platform/", "src/core/",    "src/lang/",
+                                             "src/transfer/", "src/mainwin/", "src/capture/",
+                                             "src/zipview/",  "src/app/",     "tests/"};
+  for (const char* const folder : kOurs) {
+    const std::size_t at = path.rfind(std::string("/") + folder);
+    if (at != std::string::npos) return path.substr(at + 1);
+  }
+  return {};
+}
+
+Whose Places::OwnerOf(const std::string& file) const {
+  if (!program_.empty() && file.starts_with(program_)) return Whose::Program;
+  if (file.starts_with("tests/sim/")) return Whose::Simulator;
+  return file.starts_with("tests/") ? Whose::Test : Whose::Program;
+}
+
+void Places::Look(const Stack& stack) {
+  std::string command = "addr2line -a -i -f -C -e /proc/" + std::to_string(getpid()) + "/exe";
+  bool missing = false;
+  for (const std::uintptr_t at : stack) {
+    if (at == 0 || lines_.contains(at)) continue;
+    lines_[at];
+    command += " " + Hex(at);
+    missing = true;
+  }
+  if (!missing) return;
+  FILE* const pipe = popen(command.c_str(), "r");
+  if (!pipe) return;
+  std::array<char, 8192> buffer{};
+  std::uintptr_t at = 0;
+  std::string function;
+  while (std::fgets(buffer.data(), buffer.size(), pipe)) {
+    std::string text(buffer.data());
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    if (text.starts_with("0x")) {
+      at = std::stoull(text, nullptr, 16);
+      function.clear();
+    } else if (function.empty()) {
+      function = text;
+    } else {
+      const std::size_t colon = text.rfind(':');
+      const std::size_t blank = text.find(' ', colon);
+      lines_[at].push_back({Short(function), Ours(text.substr(0, colon)), text.substr(colon + 1, blank - colon - 1)});
+      function.clear();
+    }
+  }
+  pclose(pipe);
+}
+
+// A test that calls a control or a window that is gone stands one step further out than the line that meets it.
+Place Places::Find(const Stack& stack, bool behindSimulator) {
+  Look(stack);
+  Place place;
+  bool model = false;
+  for (const std::uintptr_t at : stack) {
+    if (at == 0) continue;
+    for (const Line& line : lines_[at]) {
+      if (line.file.empty() || line.file.starts_with("tests/torture/Report")) continue;
+      const Whose whose = OwnerOf(line.file);
+      if (model && whose != Whose::Test) return place;
+      if (behindSimulator && whose == Whose::Simulator) continue;
+      place = {whose, line.file + ":" + line.number + " " + line.function};
+      model = line.file.starts_with("src/platform/Controls.") || line.file.starts_with("src/platform/Property.");
+      if (!model) return place;
+    }
+  }
+  return place;
+}
+
+void Findings::Add(Whose whose, const std::string& kind, const std::string& place, const std::string& first) {
+  Entry& entry = entries_[{whose, kind + (place.empty() ? "" : " at " + place)}];
+  if (entry.runs++ == 0) entry.first = first;
+}
+
+std::uint64_t Findings::Runs(Whose whose) const {
+  std::uint64_t runs = 0;
+  for (const auto& [key, entry] : entries_) runs += key.first == whose ? entry.runs : 0;
+  return runs;
+}
+
+std::size_t Findings::Kinds(Whose whose) const {
+  return static_cast<std::size_t>(
+      std::count_if(entries_.begin(), entries_.end(), [&](const auto& entry) { return entry.first.first == whose; }));
+}
+
+std::vector<std::string> Findings::Lines(Whose whose) const {
+  std::vector<std::string> lines;
+  for (const auto& [key, entry] : entries_) {
+    if (key.first != whose) continue;
+    lines.push_back(key.second + "\n    " + std::to_string(entry.runs) + " runs; first: " + entry.first);
+  }
+  return lines;
+}
+
+}  // namespace pellora
