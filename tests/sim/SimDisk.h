@@ -79,6 +79,7 @@ class SimDisk final : public Files {
   void Lose(const std::string& path);
   std::vector<std::string> Paths() const;  // of all files, sorted
   std::uint64_t BytesWritten() const { return written_; }
+  std::uint64_t Used() const { return used_; }  // of the capacity
 
   // Faults.
   using Predicate = std::function<bool(DiskCall call, const std::string& path)>;
