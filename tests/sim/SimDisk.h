@@ -83,6 +83,7 @@ class SimDisk final : public Files {
   const std::set<std::string>& Made() const { return made_; }    // every file that the program ever created
   const std::set<std::string>& Given() const { return given_; }  // folders that the test made
   bool WasLost(const std::string& path) const { return lost_.contains(path); }
+  std::uint64_t Used() const { return used_; }  // of the capacity
 
   // Faults.
   using Predicate = std::function<bool(DiskCall call, const std::string& path)>;

@@ -204,7 +204,7 @@ void SimLoop::RunArrival() {
   auto event = arrivals_.extract(firsts[chosen]);
   Count();
   trace_.Note(now_, "arrival", event.mapped().source);
-  Deliver(event.mapped().run);
+  Deliver(SimLane::Arrival, event.mapped().run);
 }
 
 void SimLoop::RunAlarm() {
@@ -221,18 +221,19 @@ void SimLoop::RunAlarm() {
   }
   Count();
   trace_.Note(now_, "tick", alarm->id);
-  Deliver(alarm->tick);
+  Deliver(SimLane::Alarm, alarm->tick);
 }
 
 void SimLoop::RunPost() {
   auto event = posts_.extract(posts_.begin());
   Count();
   trace_.Note(now_, "post", event.key());
-  Deliver(event.mapped());
+  Deliver(SimLane::Post, event.mapped());
 }
 
-void SimLoop::Deliver(const std::function<void()>& event) {
+void SimLoop::Deliver(SimLane lane, const std::function<void()>& event) {
   Guarded([&] { gate_.Deliver(event); });
+  if (afterEach_) afterEach_(lane);
 }
 
 void SimLoop::Guarded(const std::function<void()>& event) {

@@ -31,6 +31,9 @@ class SimKilled : public std::runtime_error {
   SimKilled() : std::runtime_error("the simulated process was killed") {}
 };
 
+// Where an event of the program came from.
+enum class SimLane { Arrival, Alarm, Post };
+
 // A run that makes more events than it may, or none where it waits for some.
 class SimRunaway : public std::runtime_error {
  public:
@@ -85,6 +88,9 @@ class SimLoop final : public EventLoop, public Clock {
   void Stall(Micros span) { now_ += span; }
 
   std::uint64_t Events() const { return events_; }
+  std::size_t RunningAlarms() const { return alarms_.size(); }
+  // Called after each event of the program that the loop has delivered, and outside of it.
+  void SetAfterEach(std::function<void(SimLane lane)> hook) { afterEach_ = std::move(hook); }
   // Events of one run call, and events without time moving, before the run is given up.
   void SetEventLimits(std::uint64_t perRun, std::uint64_t atOneTime) {
     perRun_ = perRun;
@@ -110,7 +116,7 @@ class SimLoop final : public EventLoop, public Clock {
   void RunAlarm();
   void RunPost();
   bool PostMayGo();
-  void Deliver(const std::function<void()>& event);
+  void Deliver(SimLane lane, const std::function<void()>& event);
   void Guarded(const std::function<void()>& event);
   void Count();
   [[noreturn]] void GiveUp(const std::string& why);
@@ -127,6 +133,7 @@ class SimLoop final : public EventLoop, public Clock {
   std::map<Key, Event> arrivals_;
   std::map<Key, std::shared_ptr<AlarmState>> alarms_;
   std::map<std::uint64_t, std::function<void()>> posts_;
+  std::function<void(SimLane)> afterEach_;
   bool ended_ = false;
   bool killed_ = false;
   bool running_ = false;

@@ -14,6 +14,7 @@ void SimTrace::Note(std::int64_t micros, const char* kind, std::uint64_t a, std:
   Mix(b);
   for (const char c : text) Mix(static_cast<unsigned char>(c));
   ++count_;
+  if (!keeps_) return;
   Entry entry{micros, kind, a, b, std::string(text)};
   if (first_.size() < kFirst) first_.push_back(entry);
   last_.push_back(std::move(entry));

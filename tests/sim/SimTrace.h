@@ -17,6 +17,9 @@ class SimTrace {
   void Note(std::int64_t micros, const char* kind, std::uint64_t a = 0, std::uint64_t b = 0,
             std::string_view text = {});
 
+  // From here on only the hash is made: for runs whose entries nobody will read.
+  void KeepNoEntries() { keeps_ = false; }
+
   std::uint64_t Hash() const { return hash_; }
   std::uint64_t Count() const { return count_; }
   // The first entries (at most 100,000), one line each.
@@ -41,6 +44,7 @@ class SimTrace {
   std::deque<Entry> last_;
   std::uint64_t hash_ = 0xCBF29CE484222325ULL;
   std::uint64_t count_ = 0;
+  bool keeps_ = true;
 };
 
 }  // namespace pellora

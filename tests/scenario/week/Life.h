@@ -1,82 +1,95 @@
-// Life: the whole program in virtual time, with servers of several kinds and a user who does anything at
-// random, all from one seed. Sessions end by quitting or by a kill, and the next one finds the disk as
-// the last one left it.
+// Life: the whole program in virtual time after a plan, with servers of several kinds and a user who does
+// anything at random. Sessions end by quitting or by a kill, and the next one finds the disk as the last one
+// left it. In the last session nothing fails, and what honest servers have must finish.
 //
 // Every file has a name of its own, so that a finished record and the bytes under its name can be held
-// against the origin. Check looks at what must hold at any time.
+// against the origin. Invariants looks on after every event, Check at the ends of the sessions.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
-#include "SimFtpServer.h"
+#include "Counts.h"
+#include "Invariants.h"
+#include "Origin.h"
+#include "Plan.h"
+#include "SimArchive.h"
 #include "SimPlatform.h"
+#include "User.h"
+#include "WatchedFiles.h"
+#include "WatchedNetwork.h"
 #include "app/App.h"
-#include "mainwin/MainWindow.h"
 
 namespace pellora {
 
+struct LifeOptions {
+  std::set<int> dropped = {};  // items of the plan that are left out
+  Planted planted = Planted::None;
+  bool invariants = true;   // else only what stands at the ends counts
+  bool keepsTrace = false;  // its entries, not only its hash
+};
+
 class Life {
  public:
-  explicit Life(std::uint64_t seed);
+  explicit Life(std::uint64_t seed, LifeOptions options = {});
   ~Life();
 
-  // Starts the program on what the last session left.
-  void Begin();
+  // Lives the plan through. What is wrong comes back, one line each; empty if all is well.
+  std::vector<std::string> Run();
+  const Counts& Counted() const { return counts_; }
+  // Of all that happened; equal for equal lives.
+  std::uint64_t TraceHash() const { return hash_; }
+  const LifePlan& Plan() const { return plan_; }
+  // How to live it again.
+  std::string Replay() const;
+
+  // A life without a plan: starts the program on what the last session left.
+  void Begin() { BeginSession(plan_.sessions, {}); }
   // Lets the program run for that long while the user does something every few seconds.
   void LiveFor(std::uint64_t milliseconds);
-  // Ends the session: by quitting, or by a kill at whatever the program does.
   void Quit();
-  void Kill();
-  // Nothing fails any more, the user answers and resumes: everything that honest servers have must finish
-  // within `limit`. False if something does not.
-  bool Settle(std::uint64_t limit);
-
-  // What is wrong, one line each; empty if all is well.
   std::vector<std::string> Check();
-  std::string Replay() const { return "PELLORA_SEED=" + std::to_string(seed_); }
-
+  const std::vector<std::string>& Wrong() const { return invariants_.Wrong(); }
   bool Running() const { return app_ != nullptr; }
-  std::string Listed() const;  // every record and its segments' states, for messages
   int Started() const { return added_; }
-  App& app() { return *app_; }
   SimPlatform& sim() { return *sim_; }
 
  private:
-  void MakeServers();
-  void ChooseFaults();
-  void ServeFtp();
-  FtpFault RandomFtpFault();
-  void Act();
-  void ActOnList();
-  void ActOnPane(MainWindow& window);
-  void ActOnWindow();
-  void ActOnOptions();
-  void ActOnQuestion();
-  void ActOutside();
-  void CopyUrl();
-  std::string RandomUrl();
-  std::int16_t RandomRecord();
-  void CheckRecord(int index, std::vector<std::string>& wrong);
-  std::uint64_t Random(std::uint64_t below);
+  void BeginSession(int session, const std::vector<const PlanItem*>& wires);
   void EndSession();
+  void LiveSession(int session);
+  void Happen(const PlanItem& item);
+  void EndAsPlanned(const PlanItem& session);
+  void Do(const std::function<void()>& event);
+  bool Settle(std::uint64_t limit);
+  bool SettleRound();
+  bool Left();  // something that must finish has not
+  void CheckRecord(int index, std::vector<std::string>& wrong);
+  std::string Listed();
 
-  std::uint64_t seed_;
+  LifeOptions options_;
+  LifePlan plan_;
   SimRandom random_;
+  Counts counts_;
+  Origin origin_;
+  Invariants invariants_;
   SimDiskState disk_;
   SimSettings settings_;
-  SimHttpServer honest_;
-  SimHttpServer moody_;
-  std::unique_ptr<SimFtpServer> ftp_;  // of the session
-  std::vector<SimContent> files_;
-  std::vector<std::string> names_;
+  SimUnzip unzip_;
+  SimFolders folders_;
   double serial_ = 46000.4;
   std::uint32_t tick_;
-  std::unique_ptr<SimPlatform> sim_;
-  std::unique_ptr<App> app_;
+  std::uint64_t hash_ = 0;
   int added_ = 0;
+  std::unique_ptr<SimPlatform> sim_;
+  std::unique_ptr<WatchedFiles> files_;
+  std::unique_ptr<WatchedNetwork> network_;
+  std::unique_ptr<Platform> platform_;
+  std::unique_ptr<App> app_;
+  std::unique_ptr<User> user_;
 };
 
 }  // namespace pellora

@@ -1,0 +1,123 @@
+// Invariants: what must hold after every event of the program, whatever its servers, its disk and its user
+// do. Looked at between two events, from outside: at the records on the one hand, and on the other at what
+// the simulated machine knows to be open, running, loaded and written.
+//
+// Exempt, and why:
+// - What a server of the wild kind delivers is told to go into the file as it comes, so that neither bytes
+//   nor sizes are held against anything; counters, states and open things are.
+// - A record that a fatal reply dropped is free; the transfer that is told to run on behind a server error
+//   is looked at no more than that it vanishes.
+// - A disk that fails costs no record its bytes: a part file that cannot be written ends the program with the
+//   list as last saved, a failed join keeps the parts, a failed save or delete leaves older files behind.
+//   Nothing is exempt on its account, except what was added while the list could not be read or saved: that
+//   is not in the list of the next session, which is what this looks at.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Counts.h"
+#include "Origin.h"
+#include "Transitions.h"
+#include "WatchedFiles.h"
+#include "WatchedNetwork.h"
+#include "app/App.h"
+#include "core/Record.h"
+
+namespace pellora {
+
+class TransferWindow;
+
+class Invariants final : public DiskWatcher {
+ public:
+  Invariants(const Origin& origin, Counts& counts) : origin_(origin), counts_(counts) {}
+
+  // From the start of a session's program, before its first event, to its end.
+  void BeginSession(App& app, SimPlatform& sim, WatchedFiles& files, WatchedNetwork& network);
+  void EndSession();
+
+  // After one event. The first that finds something wrong ends the run.
+  void AfterEvent(Cause cause);
+  void AfterEvent(SimLane lane);
+
+  // The writes and deletes of the program.
+  void Written(const std::string& path, std::uint64_t offset, std::string_view bytes) override;
+  void Deleting(const std::string& path) override;
+
+  // One line each; empty while all is well.
+  const std::vector<std::string>& Wrong() const { return wrong_; }
+  void Note(std::string what);
+  // Off: only the bytes that finished files have at the end count.
+  bool on = true;
+
+ private:
+  struct SegmentShadow {
+    std::int32_t start = 0, end = 0, now = 0, total = 0, size = 0;
+    std::int16_t state = 0;
+  };
+  struct RecordShadow {
+    std::uint32_t serial = 0;
+    std::int16_t count = -1;
+    std::int32_t received = -1;
+    std::string host;
+    HostId hostId = HostId::Other;
+    bool honest = false;  // its server, and the file is one that it has
+    std::array<SegmentShadow, 9> segments;
+  };
+  struct LiveWindow {
+    std::weak_ptr<TransferWindow> alive;
+    TransferWindow* window = nullptr;
+    HostId host = HostId::Other;  // of its record, when it was last in its slot
+    bool ftp = false;
+    SimLoop::Micros orphanSince = -1;  // -1: it is in its slot
+  };
+  // What of one part file is known.
+  struct PartOwner {
+    int record = 0;
+    int segment = 0;
+    std::uint32_t serial = 0;
+    const std::string* bytes = nullptr;  // of the origin; null: not known
+    std::int64_t base = 0;               // where in the file the part begins
+  };
+
+  void CheckRecord(int index, Cause cause);
+  void CheckSegment(int index, int number, const DownloadRecord& record, SegmentShadow& shadow, bool fresh,
+                    Cause cause);
+  void CheckReceived(int index, const DownloadRecord& record);
+  void CheckFlags(int index, const DownloadRecord& record);
+  void CheckPlan(int index, const DownloadRecord& record);
+  void CheckOpen();
+  void CheckWindows();
+  void CheckSockets();
+  void CheckFiles();
+  void CheckSaved(std::string_view bytes);
+  void CheckPartBytes(const std::string& path, std::uint64_t offset, std::string_view bytes);
+  void CheckOutputBytes(const std::string& path, std::uint64_t offset, std::string_view bytes);
+  void ReadNeeded(std::string_view list);
+  const PartOwner* OwnerOf(const std::string& path);
+  bool Honest(const DownloadRecord& record) const;
+  const LiveWindow* OwnerOfSocket(const ConnectionEvents* events) const;
+  std::string Name(int index);
+
+  const Origin& origin_;
+  Counts& counts_;
+  App* app_ = nullptr;
+  SimPlatform* sim_ = nullptr;
+  WatchedFiles* files_ = nullptr;
+  WatchedNetwork* network_ = nullptr;
+  std::vector<RecordShadow> records_;
+  std::vector<LiveWindow> windows_;
+  std::vector<std::weak_ptr<ZipViewer>> viewers_;
+  std::map<std::string, PartOwner> owners_;
+  std::set<std::string, std::less<>> needed_;  // part files that the list on the disk counts on
+  std::array<int, kHosts> allowed_{};          // sockets of segments that the records explain
+  std::vector<std::string> wrong_;
+};
+
+}  // namespace pellora

@@ -1,0 +1,142 @@
+// What the simulated machine knows to be open, running and loaded, against the records that explain it.
+#include <algorithm>
+#include <functional>
+
+#include "Invariants.h"
+#include "mainwin/MainWindow.h"
+#include "transfer/TransferWindow.h"
+#include "zipview/Form2.h"
+
+namespace pellora {
+
+namespace {
+
+// Four timers of the main window, the re-test of waits, and what the preview renders.
+constexpr std::size_t kOwnAlarms = 12;
+constexpr std::size_t kWindowAlarms = 2;
+constexpr std::size_t kFtpAlarms = 2 * kMaxSegmentSockets;
+// A transfer without a slot finds that out at its next timer's tick, 10 s off at most.
+constexpr SimLoop::Micros kOrphanTime = 30 * SimLoop::kSecond;
+// Tasks that wait: one or two for each transfer, one for each question, and a few of the program's own.
+constexpr std::size_t kOwnTasks = 40;
+constexpr std::size_t kWindowTasks = 12;
+
+template <class Object>
+bool LiesIn(const Object& object, const void* address) {
+  const auto* const begin = reinterpret_cast<const char*>(&object);
+  const auto* const at = static_cast<const char*>(address);
+  return !std::less<>{}(at, begin) && std::less<>{}(at, begin + sizeof(Object));
+}
+
+}  // namespace
+
+void Invariants::CheckOpen() {
+  CheckWindows();
+  CheckSockets();
+  CheckFiles();
+}
+
+// Each transfer object stands in the slot of its record, or it ends soon. One that the user chose to drop
+// is told to be hidden and no more: while its probe waits for a silent server nothing wakes it.
+void Invariants::CheckWindows() {
+  Program& program = app_->program();
+  std::erase_if(windows_, [](const LiveWindow& live) { return live.alive.expired(); });
+  std::size_t alarms = kOwnAlarms;
+  for (LiveWindow& live : windows_) {
+    const TransferWindow& window = *live.window;
+    alarms += kWindowAlarms + (live.ftp ? kFtpAlarms : 0);
+    const std::shared_ptr<Transfer>& slot = program.TransferWindowAt(window.RecordIndex);
+    if (slot.get() == live.window) {
+      live.orphanSince = -1;
+      if (window.RecordIndex < 1 || window.RecordIndex > program.DownloadCount) {
+        Note("a transfer in a slot of no record");
+        continue;
+      }
+      const DownloadRecord& record = program.Download(window.RecordIndex);
+      live.host = records_[static_cast<std::size_t>(window.RecordIndex)].hostId;
+      live.ftp = record.Protocol == kFtp;
+      continue;
+    }
+    allowed_[static_cast<std::size_t>(live.host)] += kMaxSegmentSockets;
+    if (live.ftp) allowed_[static_cast<std::size_t>(HostId::FtpData)] += kMaxSegmentSockets;
+    const SimLoop::Micros now = sim_->loop().Time();
+    if (live.orphanSince < 0) live.orphanSince = now;
+    if (now - live.orphanSince < kOrphanTime || live.host == HostId::Wild) continue;
+    const auto& open = network_->Open();
+    const bool probes =
+        std::any_of(open.begin(), open.end(), [&](const OpenConnection& one) { return LiesIn(window, one.events); });
+    if (!probes && sim_->dialogs().Standing() == 0) Note("a transfer without a slot lives on");
+  }
+  const std::size_t running = sim_->loop().RunningAlarms();
+  counts_.mostAlarms = std::max<std::uint64_t>(counts_.mostAlarms, running);
+  if (running > alarms) Note(std::to_string(running) + " timers run, where " + std::to_string(alarms) + " may");
+  const std::size_t tasks = sim_->tasks().RunningTasks();
+  counts_.mostTasks = std::max<std::uint64_t>(counts_.mostTasks, tasks);
+  if (tasks > kOwnTasks + windows_.size() * kWindowTasks) Note(std::to_string(tasks) + " tasks wait");
+}
+
+const Invariants::LiveWindow* Invariants::OwnerOfSocket(const ConnectionEvents* events) const {
+  const auto at = std::find_if(windows_.begin(), windows_.end(),
+                               [&](const LiveWindow& live) { return LiesIn(*live.window, events); });
+  return at == windows_.end() ? nullptr : &*at;
+}
+
+// The main connection and the viewer's two are members of their windows; the others belong to segments.
+void Invariants::CheckSockets() {
+  std::erase_if(viewers_, [](const auto& viewer) { return viewer.expired(); });
+  counts_.mostSockets = std::max<std::uint64_t>(counts_.mostSockets, network_->Open().size());
+  if (static_cast<std::size_t>(sim_->network().Open()) != network_->Open().size()) {
+    Note("the network has another number of sockets open than the program");
+  }
+  std::array<int, kHosts> open{};
+  Program& program = app_->program();
+  for (const OpenConnection& one : network_->Open()) {
+    if (one.events == nullptr || LiesIn(app_->mainWindow(), one.events)) continue;
+    if (const LiveWindow* const owner = OwnerOfSocket(one.events)) {
+      if (owner->orphanSince >= 0) continue;
+      const DownloadRecord& record = program.Download(owner->window->RecordIndex);
+      if (record.Paused || record.Finished) Note(Name(owner->window->RecordIndex) + "its probe is open");
+      continue;
+    }
+    const bool viewers = std::any_of(viewers_.begin(), viewers_.end(), [&](const auto& viewer) {
+      const auto* const window = dynamic_cast<const Form2*>(viewer.lock().get());
+      return window && LiesIn(*window, one.events);
+    });
+    if (!viewers) ++open[static_cast<std::size_t>(one.host)];
+  }
+  for (std::size_t host = 0; host < open.size(); ++host) {
+    if (open[host] <= allowed_[host]) continue;
+    Note(std::to_string(open[host]) + " sockets of segments to host " + std::to_string(host) +
+         " are open, where the records explain " + std::to_string(allowed_[host]));
+  }
+}
+
+// Between two events nothing is open but part files, each once: over HTTP that of any segment at work, and
+// across a pause that of the first.
+void Invariants::CheckFiles() {
+  const std::vector<const std::string*>& open = files_->OpenPaths();
+  if (open.empty()) return;
+  const auto orphans = static_cast<std::size_t>(
+      std::count_if(windows_.begin(), windows_.end(), [](const LiveWindow& live) { return live.orphanSince >= 0; }));
+  std::size_t unexplained = 0;
+  for (auto at = open.begin(); at != open.end(); ++at) {
+    const std::string& path = **at;
+    if (!IsPartFile(path)) Note("left open: " + path);
+    if (std::any_of(open.begin(), at, [&](const std::string* other) { return *other == path; })) {
+      if (orphans == 0) Note("opened twice: " + path);
+    }
+    const PartOwner* const owner = OwnerOf(path);
+    if (!owner) {
+      ++unexplained;
+      continue;
+    }
+    const DownloadRecord& record = app_->program().Download(owner->record);
+    const bool atWork = record.Segment(owner->segment).State != kSegmentComplete && record.Protocol == kHttp;
+    if (!atWork || (record.Paused && owner->segment != 1)) ++unexplained;
+  }
+  if (unexplained > orphans * kMaxSegmentSockets) {
+    Note(std::to_string(unexplained) + " part files are open that no segment at work explains");
+  }
+}
+
+}  // namespace pellora

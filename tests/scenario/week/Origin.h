@@ -1,0 +1,71 @@
+// Origin: the servers of a life and what they have. The files stay the same over the sessions of a life;
+// the servers are new in each, with the faults that the plan has for it.
+//
+// Honest servers deliver the right bytes or none: slowly, cut off, silent, refusing. Only "wild.example"
+// answers what a segment takes for the file's bytes: error pages, ignored ranges, old protocols. What is
+// fetched there is held against nothing.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Counts.h"
+#include "Plan.h"
+#include "SimFtpServer.h"
+#include "SimHttpServer.h"
+#include "SimPlatform.h"
+
+namespace pellora {
+
+enum class HostId { Honest, Moody, Wild, Ftp, FtpData, Version, Packages, Other };
+constexpr int kHosts = 8;
+HostId HostOf(std::string_view host);
+// Delivers the right bytes or none.
+bool IsHonest(HostId host);
+
+class Origin {
+ public:
+  explicit Origin(const LifePlan& plan);
+
+  // The servers of a session, each connection with its fate.
+  void Serve(SimPlatform& sim, const LifePlan& plan, int session, const std::vector<const PlanItem*>& wires);
+  // Nothing fails any more.
+  void NoFaults();
+  // Counts the fates that were met; then the servers go.
+  void EndSession(Counts& counts);
+
+  // The bytes of the file with that name; null if no honest server has one.
+  const std::string* Find(std::string_view name) const;
+  // An address that a user may add.
+  std::string RandomUrl(SimRandom& random) const;
+
+ private:
+  struct Served {
+    std::string name;
+    SimContent content;
+    std::shared_ptr<const std::string> bytes;
+  };
+  struct Fate {
+    PlanServer server;
+    int connection;
+    const char* name;
+  };
+  const Served& Add(const std::string& name, std::string bytes);
+  void ServeHttp();
+  HttpFault MoodyFault(SimRandom& random, const char*& name);
+  HttpFault WildFault(SimRandom& random, const char*& name);
+  FtpFault RandomFtpFault(SimRandom& random, const char*& name);
+
+  std::vector<Served> files_;
+  std::vector<Fate> fates_;
+  std::unique_ptr<SimHttpServer> honest_;
+  std::unique_ptr<SimHttpServer> moody_;
+  std::unique_ptr<SimHttpServer> wild_;
+  std::unique_ptr<SimHttpServer> version_;
+  std::unique_ptr<SimFtpServer> ftp_;
+};
+
+}  // namespace pellora

@@ -1,0 +1,62 @@
+// LifePlan: everything about one life that is not the program's own doing, made from a seed ahead of the
+// run: settings, sizes of the files, sessions, what the user does and what goes wrong.
+//
+// The items are numbered and each draws its chance from a salt of its own, so that any of them can be left
+// out without changing what the others do. That is how a failing life is reduced.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace pellora {
+
+enum class PlanKind {
+  Session,    // the program runs for `at` ms and is ended as the salt says
+  Act,        // the user does something
+  Stall,      // the machine is busy or asleep
+  WallJump,   // somebody sets the clock
+  DiskFails,  // calls of one sort fail, once or for some seconds
+  DiskFull,   // no room for some seconds
+  Wire,       // a connection to a server suffers
+};
+
+enum class SessionEnd { Quit, Kill, TornKill };
+
+enum class PlanServer { Moody, Wild, Ftp };
+
+struct PlanItem {
+  PlanKind kind = PlanKind::Act;
+  int session = 0;
+  std::uint32_t at = 0;  // ms into the session
+  std::uint64_t salt = 0;
+  PlanServer server = PlanServer::Moody;  // of a wire
+  int connection = 0;                     // of a wire: its number on that server, from 1
+};
+
+constexpr int kPlannedFiles = 16;
+
+struct LifePlan {
+  std::uint64_t seed = 0;
+  std::uint32_t startTick = 0;
+  std::map<std::string, std::string> settings;
+  std::array<std::uint32_t, kPlannedFiles> sizes{};
+  int sessions = 0;
+  std::vector<PlanItem> items;  // an item's number is its place here
+};
+
+LifePlan MakePlan(std::uint64_t seed);
+
+SessionEnd EndOf(const PlanItem& session);
+
+// One line for each item that is not left out.
+std::string PlanText(const LifePlan& plan, const std::set<int>& dropped);
+
+// "3,7-9" and back.
+std::set<int> ReadNumbers(const std::string& text);
+std::string WriteNumbers(const std::set<int>& numbers);
+
+}  // namespace pellora

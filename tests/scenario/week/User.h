@@ -1,0 +1,47 @@
+// User: somebody who does anything at random with the program's windows. What one action does follows from
+// its salt and from what stands on the screen.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "Origin.h"
+#include "SimPlatform.h"
+#include "app/App.h"
+#include "mainwin/MainWindow.h"
+
+namespace pellora {
+
+class User {
+ public:
+  // `act` delivers one event of the program.
+  User(App& app, SimPlatform& sim, const Origin& origin, std::function<void(const std::function<void()>&)> act)
+      : app_(app), sim_(sim), origin_(origin), act_(std::move(act)) {}
+
+  void Act(std::uint64_t salt);
+  // Answers what stands: Yes, but No to what is in the list already.
+  void AnswerKindly();
+  int Added() const { return added_; }
+
+ private:
+  std::uint64_t Random(std::uint64_t below) { return random_.Below(below); }
+  void Choose();
+  void CopyUrl();
+  void AddUrl();
+  void ActOnList();
+  void ActOnPane();
+  void ActOnWindow();
+  void ActOnViewer();
+  void ActOnOptions();
+  void ActOnQuestion();
+  void ActOutside();
+
+  App& app_;
+  SimPlatform& sim_;
+  const Origin& origin_;
+  std::function<void(const std::function<void()>&)> act_;
+  SimRandom random_{0};
+  int added_ = 0;
+};
+
+}  // namespace pellora

@@ -1,0 +1,93 @@
+// WatchedFiles: the simulated disk as the program of a life sees it. It tells a watcher of every write and
+// delete, knows what is open and how long each file is, and lets calls fail as the plan has it.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "Counts.h"
+#include "Planted.h"
+#include "SimPlatform.h"
+#include "platform/Files.h"
+
+namespace pellora {
+
+class DiskWatcher {
+ public:
+  virtual void Written(const std::string& path, std::uint64_t offset, std::string_view bytes) = 0;
+  virtual void Deleting(const std::string& path) = 0;
+
+ protected:
+  ~DiskWatcher() = default;
+};
+
+constexpr std::string_view kListPath = "/prog/Pellora.dat";
+inline bool IsPartFile(std::string_view path) { return path.ends_with(".tmp"); }
+
+class WatchedFiles final : public Files {
+ public:
+  WatchedFiles(SimPlatform& sim, Counts& counts, Planted planted);
+  ~WatchedFiles() override;
+
+  void Watch(DiskWatcher* watcher) { watcher_ = watcher; }
+
+  // The port.
+  std::unique_ptr<File> Open(const std::string& path) override;
+  std::unique_ptr<File> OpenForReading(const std::string& path) override;
+  void Delete(const std::string& path) override;
+  void CreateFolder(const std::string& path) override;
+  bool Exists(const std::string& path) const override;
+  std::uint64_t LengthOf(const std::string& path) const override;
+  std::vector<std::string> FilesIn(const std::string& folder) const override;
+
+  // Calls of one sort fail: once, or for some seconds.
+  void FailAsSaid(std::uint64_t salt);
+  void FillUp(std::uint64_t salt);
+  void NoFaults();
+  // The process dies in the middle of the next write to anything but the list.
+  void TearNextWrite() { tear_ = true; }
+
+  // The disk's own view; no calls.
+  std::uint64_t Size(const std::string& path) const;
+  const std::vector<const std::string*>& OpenPaths() const { return open_; }
+
+ private:
+  friend class WatchedFile;
+  enum class Where { Anywhere, Parts, List, Elsewhere };
+  struct Rule {
+    std::vector<DiskCall> calls;  // none: all
+    Where where = Where::Anywhere;
+    std::uint64_t skip = 0;  // so many calls go well first
+    bool once = true;
+    SimLoop::Micros until = 0;
+    const char* name = "";
+  };
+  struct Delayed {
+    std::string path;
+    std::uint64_t offset;
+    std::string bytes;
+  };
+  void Enter(DiskCall call, const std::string& path) const;  // Failure if a rule has it so
+  void Write(File& file, const std::string& path, std::uint64_t offset, std::string_view bytes);
+  void NoteLength(const std::string& path);
+  void Flush(const std::string* only);
+
+  SimPlatform& sim_;
+  Counts& counts_;
+  Planted planted_;
+  SimRandom random_;
+  DiskWatcher* watcher_ = nullptr;
+  mutable std::vector<Rule> rules_;
+  SimLoop::Micros fullUntil_ = 0;
+  bool tear_ = false;
+  std::unordered_map<std::string, std::uint64_t> lengths_;
+  std::vector<const std::string*> open_;
+  std::deque<Delayed> delayed_;
+};
+
+}  // namespace pellora
