@@ -1,99 +1,11 @@
 #include "desktop/IniSettings.h"
 
 #include <QStandardPaths>
-#include <string_view>
 
+#include "core/IniText.h"
 #include "desktop/AtomicFile.h"
-#include "platform/Failure.h"
 
 namespace pellora {
-
-namespace {
-
-constexpr std::string_view kSection = "[Options]";
-constexpr std::string_view kBlanks = " \t\r";
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // some editors begin a file with it
-
-std::string_view Trim(std::string_view text) {
-  const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-// Where the lines of interest stand in the file.
-struct Place {
-  bool hasSection = false;
-  std::size_t sectionEnd = 0;  // where a further line of the section goes
-  bool hasKey = false;
-  std::size_t lineStart = 0;
-  std::size_t lineEnd = 0;  // behind the line, without its line end
-  std::string_view value;
-};
-
-Place Find(std::string_view content, const std::string& key) {
-  Place place;
-  bool inSection = false;
-  for (std::size_t start = 0; start < content.size();) {
-    const std::size_t end = std::min(content.find('\n', start), content.size());
-    const std::size_t next = std::min(end + 1, content.size());
-    std::string_view line = Trim(content.substr(start, end - start));
-    if (start == 0 && line.starts_with(kByteOrderMark)) line = Trim(line.substr(kByteOrderMark.size()));
-    if (!line.empty() && line.front() == '[') {
-      inSection = line == kSection;
-      if (inSection) {
-        place.hasSection = true;
-        place.sectionEnd = next;
-      }
-    } else if (inSection && !line.empty()) {
-      place.sectionEnd = next;
-      const std::size_t equals = line.find('=');
-      if (equals != std::string_view::npos && Trim(line.substr(0, equals)) == key) {
-        place.hasKey = true;
-        place.lineStart = start;
-        place.lineEnd = end;
-        place.value = Trim(line.substr(equals + 1));
-      }
-    }
-    start = next;
-  }
-  return place;
-}
-
-std::string Unquote(std::string_view text) {
-  if (text.size() < 2 || text.front() != '"' || text.back() != '"') return std::string(text);
-  const std::string_view inner = text.substr(1, text.size() - 2);
-  std::string plain;
-  for (std::size_t i = 0; i < inner.size(); ++i) {
-    char c = inner[i];
-    if (c == '\\' && i + 1 < inner.size()) {
-      c = inner[++i];
-      if (c == 'n') c = '\n';
-      if (c == 'r') c = '\r';
-    }
-    plain += c;
-  }
-  return plain;
-}
-
-std::string Quote(const std::string& text) {
-  const bool plain = Trim(text) == text && text.find('\n') == std::string::npos &&
-                     text.find('\r') == std::string::npos && (text.empty() || text.front() != '"');
-  if (plain) return text;
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '\\' || c == '"') quoted += '\\';
-    if (c == '\n') {
-      quoted += "\\n";
-    } else if (c == '\r') {
-      quoted += "\\r";
-    } else {
-      quoted += c;
-    }
-  }
-  return quoted + '"';
-}
-
-}  // namespace
 
 std::string IniSettings::DefaultFolder() {
   return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString() + "/pellora";
@@ -103,28 +15,15 @@ std::string IniSettings::PathOf(const std::string& application) const { return f
 
 std::optional<std::string> IniSettings::Get(const std::string& application, const std::string& key) const {
   const std::optional<std::string> content = ReadSmallFile(PathOf(application));
-  if (!content) return std::nullopt;
-  const Place place = Find(*content, key);
-  if (!place.hasKey) return std::nullopt;
-  return Unquote(place.value);
+  return content ? IniValue(*content, key) : std::nullopt;
 }
 
 void IniSettings::Set(const std::string& application, const std::string& key, const std::string& value) {
   // A file that cannot be read is not replaced: what stands in it would be lost.
-  std::string content = ReadSmallFile(PathOf(application)).value_or("");
-  const std::string line = key + "=" + Quote(value);
-  const Place place = Find(content, key);
-  if (place.hasKey && Unquote(place.value) == value) return;  // saving all keys mostly changes few
-  if (place.hasKey) {
-    content.replace(place.lineStart, place.lineEnd - place.lineStart, line);
-  } else if (place.hasSection) {
-    const bool open = place.sectionEnd > 0 && content[place.sectionEnd - 1] != '\n';
-    content.insert(place.sectionEnd, (open ? "\n" : "") + line + "\n");
-  } else {
-    if (!content.empty() && content.back() != '\n') content += '\n';
-    content += std::string(kSection) + "\n" + line + "\n";
-  }
-  ReplaceFile(PathOf(application), content, 0600);
+  const std::string content = ReadSmallFile(PathOf(application)).value_or("");
+  const std::string changed = WithIniValue(content, key, value);
+  if (changed == content) return;  // saving all keys mostly changes few
+  ReplaceFile(PathOf(application), changed, 0600);
 }
 
 }  // namespace pellora

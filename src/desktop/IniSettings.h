@@ -1,9 +1,4 @@
-// IniSettings: the settings store as text files, <folder>/<application>.ini, section [Options], Key=text.
-//
-// A text is taken whole from behind the first "=" to the end of its line, blanks around it dropped, so that a
-// list written by hand with bare commas stays one text. Texts that would not survive that stand in double
-// quotes with \\ \" \n \r as in C. Lines that are not understood stay as they are. The last of several
-// lines of one key holds.
+// IniSettings: the settings store as text files, <folder>/<application>.ini, in the form of IniText.
 #pragma once
 
 #include <string>

@@ -6,11 +6,11 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QTimer>
-#include <cstring>
 #include <functional>
+#include <span>
 #include <utility>
 
-#include "desktop/preview/Protocol.h"
+#include "desktop/PreviewFrames.h"
 #include "platform/EventGate.h"
 #include "platform/Failure.h"
 
@@ -99,48 +99,30 @@ class PreviewGraph final : public QObject, public MediaGraph {
     if (process_ == nullptr) return;
     process_->setReadChannel(QProcess::StandardOutput);
     const QPointer<PreviewGraph> alive(this);
-    while (alive && process_ != nullptr && TakeHead() && TakeBody()) {
+    while (alive && process_ != nullptr && TakeSome()) {
     }
     if (alive && process_ != nullptr && process_->bytesToWrite() > kMostUnread) Lose();
   }
 
-  // True once a whole head is there, which stays until its body is there too.
-  bool TakeHead() {
-    if (hasHead_) return true;
-    if (process_->bytesAvailable() < static_cast<qint64>(sizeof head_)) return false;
-    process_->read(reinterpret_cast<char*>(&head_), sizeof head_);  // NOLINT: plain numbers
-    const bool frame = head_.message == kPreviewFrame && head_.width > 0 && head_.height > 0 &&
-                       head_.width <= kLargestPreviewSide && head_.height <= kLargestPreviewSide;
-    if (!frame && head_.message != kPreviewRendered && head_.message != kPreviewEnded) {
-      Lose();
-      return false;
+  // False once there is nothing to take. What was said may end this graph.
+  bool TakeSome() {
+    const std::span<char> room = frames_.Room();
+    const qint64 count = process_->read(room.data(), static_cast<qint64>(room.size()));
+    if (count <= 0) return false;
+    switch (frames_.Took(static_cast<std::size_t>(count))) {
+      case PreviewFrames::Said::Rendered:
+        Finish(true);
+        break;
+      case PreviewFrames::Said::Frame:
+        Say("seen");
+        SetFrame(frames_.TakeFrame());
+        break;
+      case PreviewFrames::Said::Nonsense:
+        Lose();
+        break;
+      default:
+        break;
     }
-    if (frame) {
-      auto next = std::make_shared<MediaFrame>();
-      next->width = static_cast<int>(head_.width);
-      next->height = static_cast<int>(head_.height);
-      next->pixels.resize(static_cast<std::size_t>(head_.width) * head_.height);
-      frame_ = std::move(next);
-      filled_ = 0;
-    }
-    hasHead_ = true;
-    return true;
-  }
-
-  bool TakeBody() {
-    if (head_.message != kPreviewFrame) {
-      hasHead_ = false;
-      if (head_.message == kPreviewRendered) Finish(true);
-      return true;
-    }
-    const std::size_t size = frame_->pixels.size() * sizeof frame_->pixels[0];
-    auto* const bytes = reinterpret_cast<char*>(frame_->pixels.data());  // NOLINT: filled as it comes
-    const qint64 count = process_->read(bytes + filled_, static_cast<qint64>(size - filled_));
-    if (count > 0) filled_ += static_cast<std::size_t>(count);
-    if (filled_ < size) return false;
-    hasHead_ = false;
-    Say("seen");
-    SetFrame(std::move(frame_));
     return true;
   }
 
@@ -204,10 +186,7 @@ class PreviewGraph final : public QObject, public MediaGraph {
   QTimer patience_;
   int width_ = 0;
   int height_ = 0;
-  PreviewHead head_;
-  bool hasHead_ = false;
-  std::shared_ptr<MediaFrame> frame_;  // being filled
-  std::size_t filled_ = 0;
+  PreviewFrames frames_;
 };
 
 }  // namespace

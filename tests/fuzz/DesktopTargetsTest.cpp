@@ -1,0 +1,87 @@
+// The targets with Qt's value types on what is kept of them and on seeded changes, and planted mistakes in them.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Corpus.h"
+#include "DesktopTargets.h"
+#include "Oracle.h"
+
+namespace pellora {
+namespace {
+
+void Feed(const std::string& target, int count, const std::function<void(std::string_view)>& run) {
+  const std::vector<std::string> inputs = KeptInputs(target);
+  ASSERT_GE(inputs.size(), 5U);
+  for (const std::string& bytes : inputs) EXPECT_NO_THROW(run(bytes)) << testing::PrintToString(bytes);
+  Changes changes(inputs, Words(target), 1);
+  for (int i = 0; i < count && !testing::Test::HasFailure(); ++i) {
+    const std::string bytes = changes.Next();
+    EXPECT_NO_THROW(run(bytes)) << testing::PrintToString(bytes);
+  }
+}
+
+std::string FirstBroken(const std::string& target, const std::function<void(std::string_view)>& run) {
+  for (const std::string& bytes : KeptInputs(target)) {
+    try {
+      run(bytes);
+    } catch (const OracleBroken& broken) {
+      return broken.what();
+    }
+  }
+  return {};
+}
+
+TEST(FuzzFrames, HoldsForWhatIsKeptAndForChangesOfIt) {
+  Feed("frames", 5000, [](std::string_view bytes) { FuzzFrames(bytes); });
+}
+
+TEST(FuzzTga, HoldsForWhatIsKeptAndForChangesOfIt) {
+  Feed("tga", 20000, [](std::string_view bytes) { FuzzTga(bytes); });
+}
+
+TEST(FuzzFrames, FindsAReaderThatTakesOneReadForAWholeFrame) {
+  const auto wrong = [](int descriptor, QByteArray& json) {
+    std::uint32_t length = 0;
+    const ssize_t head = ::read(descriptor, &length, sizeof length);
+    if (head <= 0) return FrameEnd::End;
+    if (head < 4) return FrameEnd::CutShort;
+    if (length == 0) return FrameEnd::Empty;
+    if (length > kLongestFrame) return FrameEnd::TooLong;
+    json.resize(static_cast<qsizetype>(length));
+    return ::read(descriptor, json.data(), length) == static_cast<ssize_t>(length) ? FrameEnd::Frame
+                                                                                   : FrameEnd::CutShort;
+  };
+  EXPECT_EQ(FirstBroken("frames", [&](std::string_view bytes) { FuzzFrames(bytes, wrong); }),
+            "a frame ends as its length says");
+}
+
+TEST(FuzzTga, FindsAReaderThatSwapsRedAndBlue) {
+  const auto wrong = [](std::span<const unsigned char> bytes, qint64 most) {
+    return ReadTga(bytes, most).rgbSwapped();
+  };
+  EXPECT_EQ(FirstBroken("tga", [&](std::string_view bytes) { FuzzTga(bytes, wrong); }),
+            "a plain pixel is what its bytes say");
+}
+
+TEST(FuzzTga, FindsAReaderThatTurnsWhatIsCutShort) {
+  std::size_t largest = 0;
+  const auto wrong = [&largest](std::span<const unsigned char> bytes, qint64 most) {
+    const bool cut = bytes.size() < largest;
+    largest = bytes.size();
+    return cut ? ReadTga(bytes, most).mirrored() : ReadTga(bytes, most);
+  };
+  EXPECT_EQ(FirstBroken("tga",
+                        [&](std::string_view bytes) {
+                          largest = 0;
+                          FuzzTga(bytes, wrong);
+                        }),
+            "a file cut short is the whole one and then black");
+}
+
+}  // namespace
+}  // namespace pellora

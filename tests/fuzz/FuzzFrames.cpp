@@ -1,0 +1,108 @@
+#include <sys/types.h>
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "DesktopTargets.h"
+#include "Oracle.h"
+
+namespace {
+
+// A descriptor that no process has; what is read from it comes from here.
+constexpr int kSource = -4711;
+
+struct Source {
+  std::string_view rest;
+  std::size_t piece = 0;
+  bool interrupted = false;
+};
+Source source;
+
+}  // namespace
+
+// The linker leads every read of the program here.
+extern "C" ssize_t __real_read(int descriptor, void* data, std::size_t size);
+extern "C" ssize_t __wrap_read(int descriptor, void* data, std::size_t size);
+extern "C" ssize_t __wrap_read(int descriptor, void* data, std::size_t size) {
+  if (descriptor != kSource) return __real_read(descriptor, data, size);
+  source.interrupted = source.piece != 0 && !source.interrupted;
+  if (source.interrupted) {
+    errno = EINTR;
+    return -1;
+  }
+  std::size_t count = std::min(size, source.rest.size());
+  if (source.piece != 0) count = std::min(count, source.piece);
+  std::memcpy(data, source.rest.data(), count);
+  source.rest.remove_prefix(count);
+  return static_cast<ssize_t>(count);
+}
+
+namespace pellora {
+
+namespace {
+
+// The next frame of `bytes`, which is taken off.
+FrameEnd Expected(std::string_view& bytes, std::string& json) {
+  if (bytes.empty()) return FrameEnd::End;
+  if (bytes.size() < 4) return FrameEnd::CutShort;
+  std::uint32_t length = 0;
+  for (std::size_t i = 4; i-- > 0;) length = length * 256 + static_cast<unsigned char>(bytes[i]);
+  bytes.remove_prefix(4);
+  if (length == 0) return FrameEnd::Empty;
+  if (length > kLongestFrame) return FrameEnd::TooLong;
+  if (bytes.size() < length) return FrameEnd::CutShort;
+  json = bytes.substr(0, length);
+  bytes.remove_prefix(length);
+  return FrameEnd::Frame;
+}
+
+QByteArray RequestText(const HostRequest& request) {
+  const QJsonObject object{{"url", request.url}, {"referrer", request.referrer}, {"cookie", request.cookie}};
+  return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+void DemandRequest(const QByteArray& json) {
+  const AllocationMeter meter;
+  const HostRequest request = ParseRequest(json);
+  Demand(meter.Bytes() <= 64 * static_cast<std::uint64_t>(json.size()) + 65536, "a request takes memory in proportion");
+
+  const QByteArray answer = AnswerText(request.error);
+  const QJsonDocument document = QJsonDocument::fromJson(answer);
+  Demand(document.isObject() && document["ok"].toBool() == request.error.isEmpty(), "every request has an answer");
+  if (!request.error.isEmpty()) return;
+  const QString url = request.url.trimmed().toLower();
+  Demand(url.startsWith("http://") || url.startsWith("ftp://"), "only these addresses are handed on");
+  for (const QString& text : {request.url, request.referrer, request.cookie}) {
+    Demand(!text.contains(QChar(u'\0')), "no text has a NUL");
+  }
+  const HostRequest again = ParseRequest(RequestText(request));
+  Demand(again.error.isEmpty() && again.url == request.url && again.referrer == request.referrer &&
+             again.cookie == request.cookie,
+         "a request written anew is read as it was");
+}
+
+}  // namespace
+
+void FuzzFrames(std::string_view bytes, const std::function<FrameEnd(int, QByteArray&)>& read) {
+  Choices choices(bytes);
+  const std::size_t piece = choices.Byte();
+  source = {choices.Rest(), piece, false};
+  std::string_view rest = choices.Rest();
+  for (;;) {
+    const AllocationMeter meter;
+    QByteArray json;
+    const FrameEnd end = read(kSource, json);
+    Demand(meter.Bytes() <= 2 * kLongestFrame + 65536, "no frame takes more memory than the longest");
+    std::string expected;
+    Demand(end == Expected(rest, expected), "a frame ends as its length says");
+    if (end != FrameEnd::Frame) return;
+    Demand(json == QByteArray::fromStdString(expected), "a frame is the same in one piece and in many");
+    DemandRequest(json);
+  }
+}
+
+}  // namespace pellora

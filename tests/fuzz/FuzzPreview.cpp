@@ -1,0 +1,85 @@
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "Oracle.h"
+#include "Targets.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr std::uint32_t kLargestSide = 32;
+
+std::uint32_t Number(std::string_view bytes, std::size_t at) {
+  std::uint32_t value = 0;
+  for (std::size_t i = 4; i-- > 0;) value = value * 256 + static_cast<unsigned char>(bytes[at + i]);
+  return value;
+}
+
+// What the bytes say, one letter for each message, and the pixels of all frames one behind the other.
+struct Told {
+  std::string messages;
+  std::string pixels;
+  bool operator==(const Told&) const = default;
+};
+
+Told Expected(std::string_view bytes) {
+  Told told;
+  while (bytes.size() >= 12) {
+    const std::uint32_t width = Number(bytes, 4);
+    const std::uint32_t height = Number(bytes, 8);
+    const std::uint32_t message = Number(bytes, 0);
+    bytes.remove_prefix(12);
+    if (message == 1 || message == 3) {
+      told.messages += message == 1 ? 'r' : 'e';
+      continue;
+    }
+    if (message != 2 || width - 1 >= kLargestSide || height - 1 >= kLargestSide) {
+      told.messages += '?';
+      break;
+    }
+    const std::size_t size = std::size_t{4} * width * height;
+    if (bytes.size() < size) break;
+    told.messages += 'f';
+    told.pixels += bytes.substr(0, size);
+    bytes.remove_prefix(size);
+  }
+  return told;
+}
+
+Told Read(std::string_view bytes, std::size_t piece, const PreviewTook& took) {
+  Told told;
+  PreviewFrames frames(kLargestSide);
+  while (!bytes.empty() && !frames.Room().empty()) {
+    const std::span<char> room = frames.Room();
+    const std::size_t count = std::min({room.size(), bytes.size(), piece});
+    std::memcpy(room.data(), bytes.data(), count);
+    bytes.remove_prefix(count);
+    const PreviewFrames::Said said = took(frames, count);
+    if (said == PreviewFrames::Said::Nothing) continue;
+    told.messages += "?ref?"[static_cast<std::size_t>(said)];
+    if (said != PreviewFrames::Said::Frame) continue;
+    const auto frame = frames.TakeFrame();
+    Demand(frame && frame->pixels.size() == static_cast<std::size_t>(frame->width * frame->height), "a frame is whole");
+    told.pixels.append(reinterpret_cast<const char*>(frame->pixels.data()), frame->pixels.size() * 4);
+  }
+  return told;
+}
+
+}  // namespace
+
+void FuzzPreview(std::string_view bytes, const PreviewTook& took) {
+  Choices choices(bytes);
+  const std::size_t piece = 1 + choices.Byte();
+  const std::string_view said = choices.Rest();
+  const Told expected = Expected(said);
+  const AllocationMeter meter;
+  const Told apart = Read(said, piece, took);
+  Demand(meter.Bytes() <= 8 * said.size() + 8 * kLargestSide * kLargestSide + 4096, "frames take memory in proportion");
+  Demand(apart == expected, "the process is understood in pieces");
+  Demand(Read(said, said.size(), took) == expected, "the process is understood in one go");
+}
+
+}  // namespace pellora

@@ -1,0 +1,210 @@
+// Oracles can fail: a reader with a planted mistake is found out by what is kept of its target.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Corpus.h"
+#include "Oracle.h"
+#include "Targets.h"
+
+namespace pellora {
+namespace {
+
+// How many of the kept inputs show that something does not hold, and for which claim first.
+struct Caught {
+  int times = 0;
+  std::string claim;
+};
+
+Caught Catch(const std::string& target, const std::function<void(std::string_view)>& run) {
+  Caught caught;
+  for (const std::string& bytes : KeptInputs(target)) {
+    try {
+      run(bytes);
+    } catch (const OracleBroken& broken) {
+      if (caught.times++ == 0) caught.claim = broken.what();
+    }
+  }
+  return caught;
+}
+
+TEST(PlantedMistake, AnAddressWhoseQueryIsLostDoesNotConcatenateBack) {
+  const auto wrong = [](std::string_view url) {
+    ParsedUrl parsed = ParseUrl(url);
+    parsed.path = parsed.path.substr(0, parsed.path.find('?'));
+    return parsed;
+  };
+  EXPECT_EQ(Catch("url", [&](std::string_view bytes) { FuzzUrl(bytes, wrong); }).claim, "the path goes to the end");
+}
+
+TEST(PlantedMistake, AnAddressReadInQuadraticMemoryIsNotBounded) {
+  const auto wrong = [](std::string_view url) {
+    std::vector<std::string> ends;
+    for (std::size_t i = 0; i < url.size(); ++i) ends.emplace_back(url.substr(i));
+    return ParseUrl(url);
+  };
+  EXPECT_GT(Catch("url", [&](std::string_view bytes) { FuzzUrl(bytes, wrong); }).times, 0);
+}
+
+TEST(PlantedMistake, AReplyWhoseFirstLengthHoldsIsFound) {
+  const auto wrong = [](std::string_view reply) {
+    ReplyHeaders headers = ParseReplyHeaders(reply);
+    const std::size_t first = LowerCase(reply).find("content-length:");
+    const std::size_t end = first == std::string::npos ? first : reply.find("\r\n", first);
+    if (end != std::string_view::npos)
+      headers.contentLength = ParseReplyHeaders(reply.substr(0, end + 2)).contentLength;
+    return headers;
+  };
+  EXPECT_GT(Catch("headers", [&](std::string_view bytes) { FuzzHeaders(bytes, wrong); }).times, 0);
+}
+
+TEST(PlantedMistake, AHeaderSoughtInEveryBlockOrInNoneIsFound) {
+  const auto never = [](std::string_view) { return std::size_t{0}; };
+  const auto always = [](std::string_view block) {
+    const std::size_t end = block.find("\r\n\r\n");
+    return end == std::string_view::npos ? std::size_t{0} : end + 4;
+  };
+  EXPECT_GT(Catch("segments", [&](std::string_view bytes) { FuzzSegments(bytes, never); }).times, 0);
+  EXPECT_GT(Catch("segments", [&](std::string_view bytes) { FuzzSegments(bytes, always); }).times, 0);
+}
+
+TEST(PlantedMistake, AnFtpLineThatIsLostBetweenTwoArrivalsIsFound) {
+  const auto lost = [](std::string line) { return line.starts_with("331") ? "200 x\r\n" : line; };
+  const Caught caught = Catch("ftp", [&](std::string_view bytes) { FuzzFtp(bytes, lost); });
+  EXPECT_EQ(caught.claim, "the probe answers lines the same whole and apart");
+}
+
+TEST(PlantedMistake, FtpCommandsWithoutEndOrOfTheServersMakingAreFound) {
+  std::string many;
+  for (int i = 0; i < 51; ++i) many += "PASS x\r\n";
+  EXPECT_THROW(DemandFtpCommands(many), OracleBroken);
+  EXPECT_THROW(DemandFtpCommands("CWD a\r\nDELE b\r\n"), OracleBroken);
+  EXPECT_THROW(DemandFtpCommands("CWD a\nb\r\n"), OracleBroken);
+  EXPECT_THROW(DemandFtpCommands("CWD a"), OracleBroken);
+  EXPECT_NO_THROW(DemandFtpCommands("USER a\r\nPASS \r\nPWD\r\n"));
+}
+
+TEST(PlantedMistake, APortOfTheReplyTakenOneNumberTooEarlyIsFound) {
+  const auto wrong = [](std::string_view line) {
+    PassiveAddress address = ParsePassiveReply(line);
+    address.sixth = address.fifth;
+    return address;
+  };
+  EXPECT_THROW(DemandFtpReplies("227 x (10,0,0,1,4,5)", wrong), OracleBroken);
+  EXPECT_NO_THROW(DemandFtpReplies("227 x (10,0,0,1,4,5)"));
+}
+
+TEST(PlantedMistake, AListThatLosesAFieldIsNotStable) {
+  int reads = 0;
+  const auto wrong = [&reads](std::string_view bytes) {
+    std::vector<DownloadRecord> records = ReadRecords(bytes);
+    // Each reading shifts a counter, as one does that is written and read at different widths.
+    for (DownloadRecord& record : records) record.Received += ++reads % 2;
+    return records;
+  };
+  EXPECT_EQ(Catch("list", [&](std::string_view bytes) { FuzzList(bytes, wrong); }).claim,
+            "a list that was saved is read as it was");
+}
+
+TEST(PlantedMistake, AListThatBelievesItsNumbersIsNotBounded) {
+  const auto wrong = [](std::string_view bytes) {
+    const std::string believed(bytes.size() < 8 ? std::size_t{0} : std::size_t{1} << 22, 'x');
+    return ReadRecords(bytes);
+  };
+  EXPECT_EQ(Catch("list", [&](std::string_view bytes) { FuzzList(bytes, wrong); }).claim,
+            "a list takes memory in proportion to its length");
+}
+
+TEST(PlantedMistake, AZipBlockThatDropsAByteWhereBlocksMeetIsFound) {
+  ZipReaders wrong;
+  wrong.take = [](std::string& buffer, std::string_view block, std::size_t wanted) {
+    if (!buffer.empty() && !block.empty()) block.remove_prefix(1);
+    return TakeZipBlock(buffer, block, wanted);
+  };
+  EXPECT_EQ(Catch("zip", [&](std::string_view bytes) { FuzzZip(bytes, wrong); }).claim,
+            "data is the same in one block and in two");
+}
+
+TEST(PlantedMistake, AZipNumberReadOneByteBesideIsFound) {
+  ZipReaders wrong;
+  wrong.read = [](std::string_view text, std::int16_t count) {
+    std::vector<ZipEntry> entries = ReadDirectory(text, count);
+    for (ZipEntry& entry : entries) entry.PackedSize = entry.CrcField;
+    return entries;
+  };
+  EXPECT_EQ(Catch("zip", [&](std::string_view bytes) { FuzzZip(bytes, wrong); }).claim,
+            "the numbers stand at their offsets");
+}
+
+TEST(PlantedMistake, ALanguageLineSplitAtItsLastEqualsSignIsFound) {
+  const auto wrong = [](std::string_view content, LangStringArray& texts) {
+    ReadLanguage(content, texts);
+    for (std::string& text : texts) text = text.substr(text.rfind('=') + 1);
+  };
+  EXPECT_EQ(Catch("language", [&](std::string_view bytes) { FuzzLanguage(bytes, wrong); }).claim,
+            "the last line of a number holds");
+}
+
+TEST(PlantedMistake, ASettingStoredWithoutItsEscapesIsNotReadBack) {
+  IniReaders wrong;
+  wrong.with = [](std::string content, std::string_view key, std::string_view value) {
+    return content + "\n[Options]\n" + std::string(key) + "=" + std::string(value) + "\n";
+  };
+  EXPECT_EQ(Catch("settings", [&](std::string_view bytes) { FuzzSettings(bytes, wrong); }).claim,
+            "what was stored is read");
+}
+
+TEST(PlantedMistake, ASettingOfTheFirstLineIsFound) {
+  IniReaders wrong;
+  wrong.get = [](std::string_view content, std::string_view key) {
+    const std::size_t again = content.rfind("\n" + std::string(key) + "=");
+    return IniValue(again == std::string_view::npos ? content : content.substr(0, again), key);
+  };
+  EXPECT_EQ(Catch("settings", [&](std::string_view bytes) { FuzzSettings(bytes, wrong); }).claim,
+            "the last line of a key holds");
+}
+
+TEST(PlantedMistake, VersionNotesFromTheWrongLineAreFound) {
+  const auto wrong = [](std::string_view block) {
+    VersionReply reply = ReadVersionReply(block);
+    reply.notes += ' ';
+    return reply;
+  };
+  EXPECT_EQ(Catch("version", [&](std::string_view bytes) { FuzzVersion(bytes, wrong); }).claim,
+            "the notes stand behind the body's first line");
+}
+
+TEST(PlantedMistake, ANumberReadWithACommaIsFound) {
+  const auto wrong = [](std::string_view text) {
+    std::string point(text);
+    for (char& c : point) c = c == ',' ? '.' : c;
+    return NumericPrefix(point);
+  };
+  EXPECT_EQ(Catch("numbers", [&](std::string_view bytes) { FuzzNumbers(bytes, wrong); }).claim,
+            "a number is the one at the text's start");
+}
+
+TEST(PlantedMistake, APreviewFrameToldOfAtItsFirstPieceIsFound) {
+  const auto wrong = [](PreviewFrames& frames, std::size_t count) {
+    const PreviewFrames::Said said = frames.Took(count);
+    return said == PreviewFrames::Said::Nothing && count > 12 ? PreviewFrames::Said::Ended : said;
+  };
+  EXPECT_EQ(Catch("preview", [&](std::string_view bytes) { FuzzPreview(bytes, wrong); }).claim,
+            "the process is understood in pieces");
+}
+
+TEST(AllocationMeter, CountsWhatIsAskedForThoughItWasGivenBack) {
+  const AllocationMeter meter;
+  for (int i = 0; i < 10; ++i) {
+    const std::string text(10'000, 'x');
+    ASSERT_EQ(text.size(), 10'000U);
+  }
+  EXPECT_GE(meter.Bytes(), 100'000U);
+  EXPECT_LE(meter.Bytes(), 110'000U);
+}
+
+}  // namespace
+}  // namespace pellora

@@ -1,0 +1,84 @@
+// The fuzz targets: each feeds any bytes whatever to one reader of the program and throws OracleBroken where
+// something does not hold that must hold for all bytes. The readers can be replaced by wrong ones, so that a
+// test can show that the oracle sees them.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/IniText.h"
+#include "core/ListCodec.h"
+#include "core/Numbers.h"
+#include "core/Program.h"
+#include "desktop/PreviewFrames.h"
+#include "lang/Language.h"
+#include "mainwin/VersionReply.h"
+#include "transfer/FtpReplies.h"
+#include "transfer/ParseUrl.h"
+#include "transfer/ReplyHeaders.h"
+#include "zipview/ZipDirectory.h"
+#include "zipview/ZipTransfer.h"
+
+namespace pellora {
+
+// An address, and as the same bytes a redirect's location and a file name.
+void FuzzUrl(std::string_view bytes, const std::function<ParsedUrl(std::string_view)>& parse = ParseUrl);
+
+// The first block of an HTTP reply.
+void FuzzHeaders(std::string_view bytes,
+                 const std::function<ReplyHeaders(std::string_view)>& parse = ParseReplyHeaders);
+
+// Three bytes choose the file's size (little-endian) and the most segments. The rest is what the server sends to
+// each segment in turn: byte 1 parts the segments, byte 2 ends a block. `headerLength` tells how much of a block the
+// oracle expects to be dropped.
+std::size_t ToldHeaderLength(std::string_view block);
+void FuzzSegments(std::string_view bytes,
+                  const std::function<std::size_t(std::string_view)>& headerLength = ToldHeaderLength);
+
+// What the FTP server says to the probe, behind the first byte 1 what it says to each segment, and behind the second
+// what its data port sends; byte 2 ends a block, the next one follows 100 ms later. `late` is applied to each line
+// of the conversation that comes line by line.
+void FuzzFtp(std::string_view bytes, const std::function<std::string(std::string)>& late = {});
+// `sent` is all that one control connection sent.
+void DemandFtpCommands(const std::string& sent);
+void DemandFtpReplies(std::string_view line,
+                      const std::function<PassiveAddress(std::string_view)>& parse = ParsePassiveReply);
+
+// The list file.
+using ListReader = std::function<std::vector<DownloadRecord>(std::string_view bytes)>;
+std::vector<DownloadRecord> ReadRecords(std::string_view bytes);
+void FuzzList(std::string_view bytes, const ListReader& read = ReadRecords);
+
+// The first two bytes choose the number of entries, the third where the reply is cut in two, the fourth the bytes
+// wanted; the rest is the reply.
+struct ZipReaders {
+  std::function<bool(std::string&, std::string_view, std::size_t)> take = TakeZipBlock;
+  std::function<std::vector<ZipEntry>(std::string_view, std::int16_t)> read = ReadDirectory;
+};
+void FuzzZip(std::string_view bytes, const ZipReaders& readers = {});
+
+// A language file.
+void FuzzLanguage(std::string_view bytes,
+                  const std::function<void(std::string_view, LangStringArray&)>& read = ReadLanguage);
+
+// The text of a settings file, behind byte 1 a text to be stored in it.
+struct IniReaders {
+  std::function<std::optional<std::string>(std::string_view, std::string_view)> get = IniValue;
+  std::function<std::string(std::string, std::string_view, std::string_view)> with = WithIniValue;
+};
+void FuzzSettings(std::string_view bytes, const IniReaders& readers = {});
+
+// A block of the version server's reply.
+void FuzzVersion(std::string_view bytes, const std::function<VersionReply(std::string_view)>& read = ReadVersionReply);
+
+// What the preview process says, behind a byte that chooses the size of the pieces.
+using PreviewTook = std::function<PreviewFrames::Said(PreviewFrames&, std::size_t)>;
+void FuzzPreview(std::string_view bytes, const PreviewTook& took = &PreviewFrames::Took);
+
+// What a user types or a file holds for a number, a flag or a date.
+void FuzzNumbers(std::string_view bytes, const std::function<double(std::string_view)>& prefix = NumericPrefix);
+
+}  // namespace pellora

@@ -1,0 +1,59 @@
+// Every target on what is kept of it and on seeded changes of that, as ordinary tests. How many is a matter of
+// their pace: all together take some seconds.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "Corpus.h"
+#include "Targets.h"
+
+namespace pellora {
+namespace {
+
+struct Target {
+  const char* name;
+  std::function<void(std::string_view)> run;
+  int changes;
+};
+void PrintTo(const Target& target, std::ostream* out) { *out << target.name; }
+
+const Target kTargets[] = {
+    {"url", [](std::string_view bytes) { FuzzUrl(bytes); }, 4000},
+    {"headers", [](std::string_view bytes) { FuzzHeaders(bytes); }, 8000},
+    {"segments", [](std::string_view bytes) { FuzzSegments(bytes); }, 150},
+    {"ftp", [](std::string_view bytes) { FuzzFtp(bytes); }, 100},
+    {"list", [](std::string_view bytes) { FuzzList(bytes); }, 800},
+    {"zip", [](std::string_view bytes) { FuzzZip(bytes); }, 2000},
+    {"language", [](std::string_view bytes) { FuzzLanguage(bytes); }, 1000},
+    {"settings", [](std::string_view bytes) { FuzzSettings(bytes); }, 1500},
+    {"version", [](std::string_view bytes) { FuzzVersion(bytes); }, 8000},
+    {"numbers", [](std::string_view bytes) { FuzzNumbers(bytes); }, 4000},
+    {"preview", [](std::string_view bytes) { FuzzPreview(bytes); }, 4000},
+};
+
+class Fuzz : public testing::TestWithParam<Target> {};
+
+TEST_P(Fuzz, HoldsForWhatIsKeptAndForChangesOfIt) {
+  const Target& target = GetParam();
+  const std::vector<std::string> inputs = KeptInputs(target.name);
+  ASSERT_GE(inputs.size(), 5U);
+  const auto feed = [&](const std::string& bytes) {
+    try {
+      target.run(bytes);
+    } catch (const std::exception& broken) {
+      ADD_FAILURE() << broken.what() << "\nfor " << testing::PrintToString(bytes);
+    }
+  };
+  for (const std::string& bytes : inputs) feed(bytes);
+  Changes changes(inputs, Words(target.name), 1);
+  for (int i = 0; i < target.changes && !HasFailure(); ++i) feed(changes.Next());
+}
+
+INSTANTIATE_TEST_SUITE_P(Target, Fuzz, testing::ValuesIn(kTargets),
+                         [](const auto& chosen) { return std::string(chosen.param.name); });
+
+}  // namespace
+}  // namespace pellora
