@@ -16,7 +16,7 @@ namespace pellora {
 
 namespace {
 
-constexpr std::size_t kChunk = 1024 * 1024;
+constexpr std::size_t kChunk = std::size_t{1} << 20;
 
 Task<> SayBuildFailed(Program* program, std::string reason) {
   BoxRequest request{std::move(reason), kProgramName, kCritical};
@@ -27,7 +27,7 @@ Task<> SayBuildFailed(Program* program, std::string reason) {
 // becomes zeros, so that every following segment still lands at its place.
 void CopyPart(File& part, File& output, std::uint64_t position, std::uint64_t size, std::vector<char>& buffer) {
   for (std::uint64_t done = 0; done < size;) {
-    const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, size - done));
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, size - done));
     const std::size_t got = part.ReadAt(done, std::span<char>(buffer.data(), wanted));
     std::fill(buffer.begin() + static_cast<std::ptrdiff_t>(got), buffer.begin() + static_cast<std::ptrdiff_t>(wanted),
               '\0');

@@ -33,8 +33,8 @@ bool ListRowsModel::Follow() {
     headers_ = captions;
     emit headerDataChanged(Qt::Horizontal, 0, static_cast<int>(headers_.size()) - 1);
   }
-  const int rows = static_cast<int>(list_->Rows().size());
-  const int lastColumn = static_cast<int>(captions.size()) - 1;
+  const auto rows = static_cast<int>(list_->Rows().size());
+  const auto lastColumn = static_cast<int>(captions.size()) - 1;
   if (rows != rows_ || otherColumns) {
     beginResetModel();
     headers_ = captions;
@@ -54,7 +54,7 @@ bool ListRowsModel::Follow() {
   const std::vector<std::size_t> changed = list_->ChangedRows();
   list_->ChangesSeen();
   for (const std::size_t at : changed) {
-    const int row = static_cast<int>(at);
+    const auto row = static_cast<int>(at);
     if (row < rows_) emit dataChanged(index(row, 0), index(row, lastColumn));
   }
   return false;
