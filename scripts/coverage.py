@@ -34,12 +34,15 @@ READERS = (
     ("redirect target", "transfer/RedirectTarget.cpp"),
     ("reply headers", "transfer/ReplyHeaders.cpp"),
     ("FTP replies", "transfer/FtpReplies.cpp"),
+    ("range reply", "transfer/RangeReply.cpp"),
+    ("version reply", "mainwin/VersionReply.cpp"),
     ("file names", "transfer/FileNames.cpp"),
     ("planner", "transfer/Plan.cpp"),
     ("ZIP directory", "zipview/ZipDirectory.cpp", "zipview/ZipListing.cpp"),
     ("list file", "core/ListCodec.cpp", "core/ListFile.cpp"),
     ("language file", "lang/Language.cpp"),
     ("settings", "core/Settings.cpp"),
+    ("numbers and dates", "core/Numbers.cpp", "core/Dates.cpp"),
 )
 
 

@@ -38,10 +38,9 @@ constexpr std::int64_t kFirstDay = DaysToMonth(100, 1) - kDayZero;
 constexpr std::int64_t kLastDay = DaysToMonth(9999, 12) + 30 - kDayZero;
 
 CalendarFields DateOf(std::int64_t day) {
-  // Near enough by the mean year, then exact by walking at most two steps.
+  // Near enough by the mean year, which never leads beyond, then exact by walking at most two steps.
   auto year = static_cast<int>(static_cast<double>(day + kDayZero) / 365.2425);
   while (DaysToMonth(year + 1, 1) - kDayZero <= day) ++year;
-  while (DaysToMonth(year, 1) - kDayZero > day) --year;
   int month = 1;
   while (month < 12 && DaysToMonth(year, month + 1) - kDayZero <= day) ++month;
   CalendarFields fields;
