@@ -92,7 +92,6 @@ struct App::Parts {
   }
 
   Program program;
-  const Folders* folders = nullptr;
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
@@ -136,7 +135,12 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   Parts* const parts = parts_.get();
   Program& program = parts->program;
   program.newTransferWindow = [&program] { return std::make_shared<TransferWindow>(program); };
-  program.newZipViewer = [parts] { return std::make_shared<Form2>(parts->program, parts->folders); };
+  program.newZipViewer = [parts] { return std::make_shared<Form2>(parts->program, parts->program.platform.folders); };
+  if (platform.unzip != nullptr) {
+    program.handOverUpdate = [&program](std::int16_t index) {
+      program.platform.tasks.Spawn(HandOverUpdate(&program, program.platform.unzip, index));
+    };
+  }
   program.saveAndQuit = [parts] { parts->Stop(); };
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
@@ -147,19 +151,10 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
 
 App::~App() = default;
 
-void App::UseFolders(const Folders& folders) { parts_->folders = &folders; }
-
-void App::UseUnzip(Unzip& unzip) {
-  Program* const program = &parts_->program;
-  program->handOverUpdate = [program, library = &unzip](std::int16_t index) {
-    program->platform.tasks.Spawn(HandOverUpdate(program, library, index));
-  };
-}
-
 void App::Start() { parts_->program.platform.tasks.Spawn(Parts::Start(parts_.get())); }
 
 // Many calls with a bad URL leave one message behind, not one each.
-void App::MenuURL(std::string url, std::string, std::string) {
+void App::MenuURL(std::string url, const std::string&, const std::string&) {
   if (parts_->stopped) return;
   if (!parts_->started) {
     parts_->earlyUrls.push_back(std::move(url));
@@ -169,7 +164,7 @@ void App::MenuURL(std::string url, std::string, std::string) {
   program.platform.tasks.Spawn(AddDownload(&program, std::move(url), false, 0, parts_.get()));
 }
 
-void App::LeechURL(std::string, std::string) {}
+void App::LeechURL(const std::string&, const std::string&) {}
 
 void App::ResumeAll() {
   if (parts_->stopped) return;

@@ -12,10 +12,8 @@
 namespace pellora {
 
 class DownloadBasket;
-class Folders;
 class MainWindow;
 class PelloraCatcher;
-class Unzip;
 
 // What a script sees of one listed record.
 struct DownloadInfo {
@@ -36,19 +34,14 @@ class App {
   App(const App&) = delete;
   App& operator=(const App&) = delete;
 
-  // What the archive viewer chooses folders from, and what unpacks an update. Without them there is nothing to
-  // choose, and a finished update package stays as it is. Both outlive the App.
-  void UseFolders(const Folders& folders);
-  void UseUnzip(Unzip& unzip);
-
   // The start sequence behind the single-instance test, as a running task: folders, settings, language,
   // list, windows. Failures are ignored step by step.
   void Start();
 
   // The automation class. Both return at once; calls that arrive before the start sequence is over wait
   // for its end. The second and third arguments are accepted and ignored.
-  void MenuURL(std::string url, std::string refURL, std::string cookie);
-  void LeechURL(std::string url, std::string refURL);
+  void MenuURL(std::string url, const std::string& refURL, const std::string& cookie);
+  void LeechURL(const std::string& url, const std::string& refURL);
 
   // Starts or queues every waiting download, as the toolbar does. During the start sequence: at its end.
   void ResumeAll();

@@ -1,5 +1,6 @@
 #include "core/Dates.h"
 
+#include <array>
 #include <cmath>
 #include <optional>
 #include <vector>
@@ -19,8 +20,8 @@ constexpr std::int64_t kSecondsPerDay = 86400;
 bool IsLeap(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
 
 int DaysInMonth(int year, int month) {
-  constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  return month == 2 && IsLeap(year) ? 29 : kDays[month - 1];
+  constexpr std::array kDays = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  return month == 2 && IsLeap(year) ? 29 : kDays[static_cast<std::size_t>(month - 1)];
 }
 
 // Days from 1 March of year 0 to the first day of `month`, in years that begin with March, so that the
@@ -37,10 +38,9 @@ constexpr std::int64_t kFirstDay = DaysToMonth(100, 1) - kDayZero;
 constexpr std::int64_t kLastDay = DaysToMonth(9999, 12) + 30 - kDayZero;
 
 CalendarFields DateOf(std::int64_t day) {
-  // Near enough by the mean year, then exact by walking at most two steps.
-  int year = static_cast<int>((day + kDayZero) / 365.2425);
+  // Near enough by the mean year, which never leads beyond, then exact by walking at most two steps.
+  auto year = static_cast<int>(static_cast<double>(day + kDayZero) / 365.2425);
   while (DaysToMonth(year + 1, 1) - kDayZero <= day) ++year;
-  while (DaysToMonth(year, 1) - kDayZero > day) --year;
   int month = 1;
   while (month < 12 && DaysToMonth(year, month + 1) - kDayZero <= day) ++month;
   CalendarFields fields;

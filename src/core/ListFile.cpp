@@ -33,12 +33,11 @@ std::string ReadOrCreate(Files& files, const std::string& path) {
   return file ? ReadBytes(*file) : std::string();
 }
 
-std::string UnusedNameFor(Files& files, const std::string& path) {
+std::string UnusedNameFor(const Files& files, const std::string& path) {
   const std::string first = path + ".damaged";
-  if (!files.Exists(first)) return first;
-  int number = 2;
-  while (files.Exists(first + "." + std::to_string(number))) ++number;
-  return first + "." + std::to_string(number);
+  std::string name = first;
+  for (int number = 2; files.Exists(name); ++number) name = first + "." + std::to_string(number);
+  return name;
 }
 
 void CopyBytes(File& from, File& to) {

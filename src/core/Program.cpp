@@ -42,7 +42,7 @@ std::uint32_t Program::Serial(int index) const {
 void Program::RaiseSerial(int index) { At(serials_, index) = nextSerial_++; }
 
 void Program::ResizeDownloads(std::int16_t count) {
-  const std::size_t size = static_cast<std::size_t>(count) + 1;
+  const auto size = static_cast<std::size_t>(count) + 1;
   for (std::size_t i = size; i < downloads_.size(); ++i) serials_[i] = nextSerial_++;  // their records are gone
   downloads_.resize(size);
   transferWindows_.resize(std::max(transferWindows_.size(), size));

@@ -37,7 +37,7 @@ using LangStringArray = std::array<std::string, kLangStringCount>;
 
 class Program {
  public:
-  explicit Program(Platform& platform);
+  explicit Program(Platform& thePlatform);
 
   Platform& platform;
   Boxes boxes;

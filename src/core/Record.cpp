@@ -4,15 +4,19 @@
 
 namespace pellora {
 
-const SegmentRecord& DownloadRecord::Segment(int i) const {
-  if (i < 0 || static_cast<std::size_t>(i) >= Segments.size()) {
+namespace {
+
+template <class Array>
+auto& At(Array& segments, int i) {
+  if (i < 0 || static_cast<std::size_t>(i) >= segments.size()) {
     throw Failure(FailureNumber::OutOfRange, "no such segment");
   }
-  return Segments[static_cast<std::size_t>(i)];
+  return segments[static_cast<std::size_t>(i)];
 }
 
-SegmentRecord& DownloadRecord::Segment(int i) {
-  return const_cast<SegmentRecord&>(static_cast<const DownloadRecord&>(*this).Segment(i));
-}
+}  // namespace
+
+SegmentRecord& DownloadRecord::Segment(int i) { return At(Segments, i); }
+const SegmentRecord& DownloadRecord::Segment(int i) const { return At(Segments, i); }
 
 }  // namespace pellora

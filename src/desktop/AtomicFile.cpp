@@ -15,7 +15,7 @@ namespace pellora {
 
 namespace {
 
-constexpr std::uint64_t kLargest = 16 * 1024 * 1024;
+constexpr std::uint64_t kLargest = std::uint64_t{16} << 20;
 
 std::string FolderOf(const std::string& path) {
   const std::string::size_type slash = path.rfind('/');
@@ -39,8 +39,7 @@ std::string ResolveLinks(const std::string& path) {
 // A file beside its target that is gone again unless it took the target's name.
 class Draft {
  public:
-  explicit Draft(const std::string& target) : name_(target + ".XXXXXX") {
-    fd_ = mkostemp(name_.data(), O_CLOEXEC);
+  explicit Draft(const std::string& target) : name_(target + ".XXXXXX"), fd_(mkostemp(name_.data(), O_CLOEXEC)) {
     if (fd_ < 0) throw FileFailure(target, errno);
   }
   ~Draft() {

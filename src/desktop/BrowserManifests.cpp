@@ -3,8 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <exception>
+#include <string_view>
 
 #include "desktop/AtomicFile.h"
 #include "desktop/FileFailure.h"
@@ -15,23 +17,23 @@ namespace pellora {
 namespace {
 
 // Profile roots of the Chromium family, below $XDG_CONFIG_HOME.
-constexpr const char* kChromiumRoots[] = {"chromium",
-                                          "google-chrome",
-                                          "google-chrome-beta",
-                                          "google-chrome-unstable",
-                                          "microsoft-edge",
-                                          "microsoft-edge-beta",
-                                          "microsoft-edge-dev",
-                                          "BraveSoftware/Brave-Browser",
-                                          "BraveSoftware/Brave-Browser-Beta",
-                                          "BraveSoftware/Brave-Browser-Nightly",
-                                          "vivaldi",
-                                          "vivaldi-snapshot",
-                                          "opera",
-                                          "yandex-browser"};
+constexpr std::array kChromiumRoots = {"chromium",
+                                       "google-chrome",
+                                       "google-chrome-beta",
+                                       "google-chrome-unstable",
+                                       "microsoft-edge",
+                                       "microsoft-edge-beta",
+                                       "microsoft-edge-dev",
+                                       "BraveSoftware/Brave-Browser",
+                                       "BraveSoftware/Brave-Browser-Beta",
+                                       "BraveSoftware/Brave-Browser-Nightly",
+                                       "vivaldi",
+                                       "vivaldi-snapshot",
+                                       "opera",
+                                       "yandex-browser"};
 
 std::string JsonText(const std::string& text) {
-  static constexpr char kHex[] = "0123456789abcdef";
+  static constexpr std::string_view kHex = "0123456789abcdef";
   std::string quoted = "\"";
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);

@@ -75,12 +75,12 @@ BusEnd::BusEnd(QDBusConnection bus, std::function<void()> ended) : ended_(std::m
               SLOT(Disconnected()));
 }
 
-bool RunningCopyFound(QDBusConnection bus) {
+bool RunningCopyFound(const QDBusConnection& bus) {
   if (!bus.isConnected()) return false;
   return bus.interface()->isServiceRegistered(kBusName).value();
 }
 
-bool RaiseRunningCopy(QDBusConnection bus) {
+bool RaiseRunningCopy(const QDBusConnection& bus) {
   if (!bus.isConnected()) return false;
   QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kApplicationInterface, "Activate");
   call.setAutoStartService(false);

@@ -100,9 +100,9 @@ class BusEnd final : public QObject {
 };
 
 // A copy of the program that can be raised is on the bus.
-bool RunningCopyFound(QDBusConnection bus);
+bool RunningCopyFound(const QDBusConnection& bus);
 
 // Asks the running copy to show its window. False if there is none on the bus.
-bool RaiseRunningCopy(QDBusConnection bus);
+bool RaiseRunningCopy(const QDBusConnection& bus);
 
 }  // namespace pellora

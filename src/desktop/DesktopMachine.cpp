@@ -1,12 +1,12 @@
 #include "desktop/DesktopMachine.h"
 
-#include <limits.h>
 #include <unistd.h>
 
 #include <QCoreApplication>
 #include <QFile>
 #include <QStandardPaths>
 #include <array>
+#include <climits>
 
 #include "platform/Network.h"
 

@@ -22,7 +22,7 @@ QString Decode(const std::string& bytes) {
   text.clear();
   for (const char c : bytes) {
     const auto byte = static_cast<unsigned char>(c);
-    text += QChar(byte >= 0x80 && byte < 0xA0 ? kUpperControls[byte - 0x80u] : char16_t{byte});
+    text += QChar(byte >= 0x80 && byte < 0xA0 ? kUpperControls[byte - 0x80U] : char16_t{byte});
   }
   return text;
 }

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::array kSignals{SIGTERM, SIGINT, SIGHUP};
 
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): a signal handler reaches nothing else
 volatile std::sig_atomic_t writeEnd = -1;
 
 extern "C" void NoteSignal(int) {
@@ -36,7 +37,7 @@ void Handle(void (*handler)(int)) {
 }  // namespace
 
 EndSignals::EndSignals(std::function<void()> ended) {
-  if (pipe2(ends_, O_CLOEXEC | O_NONBLOCK) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  if (pipe2(ends_.data(), O_CLOEXEC | O_NONBLOCK) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
   notifier_ = std::make_unique<QSocketNotifier>(ends_[0], QSocketNotifier::Read);
   QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this, ended = std::move(ended)] {
     std::array<char, 64> bytes{};

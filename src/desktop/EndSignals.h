@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QSocketNotifier>
+#include <array>
 #include <functional>
 #include <memory>
 
@@ -16,7 +17,7 @@ class EndSignals {
   EndSignals& operator=(const EndSignals&) = delete;
 
  private:
-  int ends_[2];
+  std::array<int, 2> ends_{};
   std::unique_ptr<QSocketNotifier> notifier_;
 };
 

@@ -3,13 +3,13 @@
 #include <archive.h>
 #include <archive_entry.h>
 #include <fcntl.h>
-#include <limits.h>
-#include <locale.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <clocale>
 #include <cstdlib>
 #include <memory>
 
@@ -17,7 +17,7 @@ namespace pellora {
 
 namespace {
 
-constexpr std::size_t kReadBlock = 64 * 1024;
+constexpr std::size_t kReadBlock = std::size_t{64} << 10;
 constexpr std::size_t kLongestPiece = 255;  // of a path, between two "/"
 constexpr int kMostMembers = 1'000'000;     // an end for an archive that cannot be read but has no end either
 

@@ -16,7 +16,7 @@ class LibarchiveUnzip final : public Unzip {
   static constexpr std::int64_t kMostBytes = std::int64_t{1} << 30;
 
   explicit LibarchiveUnzip(std::int64_t most = kMostBytes) : most_(most) {}
-  int Unpack(const std::string& archive, const std::string& folder,
+  int Unpack(const std::string& archivePath, const std::string& folder,
              const std::function<void(std::string_view)>& print) override;
 
  private:

@@ -117,7 +117,7 @@ class PosixFile final : public File {
 
   // File systems that cannot reserve: at least the free space must do at this moment.
   void ReserveByCounting(std::uint64_t size) const {
-    const std::uint64_t have = static_cast<std::uint64_t>(Status().st_blocks) * 512;
+    const auto have = static_cast<std::uint64_t>(Status().st_blocks) * 512;
     struct statvfs space {};
     if (fstatvfs(fd_, &space) != 0) throw FileFailure(path_, errno);
     if (size > have && size - have > std::uint64_t{space.f_bavail} * space.f_frsize) throw FileFailure(path_, ENOSPC);

@@ -19,7 +19,7 @@ class EventLoop;
 
 class PosixNetwork final : public Network {
  public:
-  static constexpr std::size_t kReceiveBytes = 256 * 1024;
+  static constexpr std::size_t kReceiveBytes = std::size_t{256} << 10;
   static constexpr unsigned kPatienceMilliseconds = 3000;  // for an address, while there is another one
 
   PosixNetwork(EventGate& gate, EventLoop& events);

@@ -10,7 +10,7 @@ namespace pellora {
 
 class QtClipboard final : public QObject, public Clipboard {
  public:
-  static constexpr qsizetype kMostBytes = 64 * 1024;
+  static constexpr qsizetype kMostBytes = qsizetype{64} << 10;
 
   QtClipboard();
   std::optional<std::string> Text() const override;

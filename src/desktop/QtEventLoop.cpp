@@ -31,7 +31,7 @@ class QtEventLoop::QtAlarm final : public Alarm {
       : loop_(loop), alive_(loop.alive_), state_(std::make_shared<AlarmState>()) {
     state_->tick = std::move(tick);
   }
-  ~QtAlarm() override { Stop(); }
+  ~QtAlarm() override { QtAlarm::Stop(); }
 
   void Start(std::uint32_t milliseconds, bool repeating) override {
     Stop();
@@ -116,7 +116,7 @@ void QtEventLoop::Arm() {
   }
   const std::int64_t wait = queue_.begin()->first.first - NowNanos();
   const std::int64_t milliseconds = wait <= 0 ? 0 : (wait + kNanosPerMilli - 1) / kNanosPerMilli;
-  timer_.start(static_cast<int>(std::min<std::int64_t>(milliseconds, 3600 * 1000)));
+  timer_.start(static_cast<int>(std::min<std::int64_t>(milliseconds, 3'600'000)));
 }
 
 }  // namespace pellora

@@ -42,7 +42,7 @@ std::string DoublePercent(const std::string& text) {
 // Launchers of the GLib kind look for the program before they turn "%%" into "%", and do not find it. Where there is
 // one, a shell that is found starts the program that its argument names.
 std::string LaunchCommand(const std::string& program) {
-  const std::string argument = DoublePercent(QuoteArgument(program));
+  std::string argument = DoublePercent(QuoteArgument(program));
   if (program.find('%') == std::string::npos) return argument;
   return R"(/bin/sh -c "exec \\"\\$0\\"" )" + argument;
 }

@@ -15,7 +15,7 @@ namespace pellora {
 std::string SingleInstance::RuntimeFolder() {
   const char* const given = std::getenv("XDG_RUNTIME_DIR");
   if (given != nullptr && given[0] == '/') return given;
-  const std::string folder = "/tmp/pellora-" + std::to_string(getuid());
+  std::string folder = "/tmp/pellora-" + std::to_string(getuid());
   if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) throw FileFailure(folder, errno);
   // Anyone may have made the name first: only a real folder of this user's own, closed to others, will do.
   struct stat status {};
@@ -26,9 +26,8 @@ std::string SingleInstance::RuntimeFolder() {
   return folder;
 }
 
-SingleInstance::SingleInstance(const std::string& folder) {
-  const std::string path = folder + "/pellora.lock";
-  fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+SingleInstance::SingleInstance(const std::string& folder)
+    : fd_(open((folder + "/pellora.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {
   if (fd_ < 0) return;
   if (flock(fd_, LOCK_EX | LOCK_NB) == 0) return;
   anotherRuns_ = errno == EWOULDBLOCK;

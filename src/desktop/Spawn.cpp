@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 
@@ -14,8 +15,9 @@ namespace pellora {
 
 namespace {
 
-rlimit formerLimit{};
-bool limitRaised = false;
+// What the process was started with, for the programs that it starts.
+rlimit formerLimit{};      // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): a limit of the whole process
+bool limitRaised = false;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): likewise
 
 // Runs between fork and exec: only calls that are safe there.
 [[noreturn]] void BecomeProgram(char* const* argv, const char* folder, int report) {
@@ -43,8 +45,8 @@ void SpawnDetached(const std::string& program, const std::vector<std::string>& a
   }
   argv.push_back(nullptr);
 
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) throw FileFailure(program, errno);
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw FileFailure(program, errno);
   const pid_t child = fork();
   if (child == 0) {
     // The middle process ends at once, so that the program's parent is the system.

@@ -67,8 +67,8 @@ struct Desktop {
                             QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
   PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
   TaskLoop tasks{gate, events};
-  Platform platform{gate,  events,  tasks,  clock, network, files, settings,   clipboard, dialogs,
-                    shell, machine, locale, tray,  windows, media, &autoStart, &browsers};
+  Platform platform{gate,    events, tasks, clock,   network, files,      settings,  clipboard, dialogs, shell,
+                    machine, locale, tray,  windows, media,   &autoStart, &browsers, &folders,  &unzip};
 };
 
 constexpr int kTextYes = 406;
@@ -85,7 +85,7 @@ std::unique_ptr<SingleInstance> TakeLock() {
 
 // A second start says so, brings the first copy forward and ends. It has nothing to show where the first
 // copy cannot be reached, and nobody to show it to if the bus started it.
-int RunSecondCopy(QApplication& application) {
+int RunSecondCopy() {
   if (StartedByBus()) return 0;
   if (!RunningCopyFound(QDBusConnection::sessionBus())) {
     std::fputs("Pellora: runs already, but not on this session bus\n", stderr);
@@ -98,7 +98,7 @@ int RunSecondCopy(QApplication& application) {
       desktop.machine.End(0);
     });
   });
-  return application.exec();
+  return QApplication::exec();
 }
 
 QList<DownloadRow> Rows(const App& app) {
@@ -116,8 +116,6 @@ int RunProgram(QApplication& application) {
   RegisterProgram(program, QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString());
 
   App app(desktop.platform);
-  app.UseFolders(desktop.folders);
-  app.UseUnzip(desktop.unzip);
   desktop.dialogs.SetAnswerTexts([&app](int answer) {
     return app.program().Text(answer == kAnswerYes ? kTextYes : answer == kAnswerNo ? kTextNo : kTextOk);
   });
@@ -128,10 +126,10 @@ int RunProgram(QApplication& application) {
       Qt::DirectConnection);
 
   BusService service(desktop.events,
-                     {[&app](std::string url, std::string refURL, std::string cookie) {
-                        app.MenuURL(std::move(url), std::move(refURL), std::move(cookie));
+                     {[&app](std::string url, const std::string& refURL, const std::string& cookie) {
+                        app.MenuURL(std::move(url), refURL, cookie);
                       },
-                      [&app](std::string url, std::string refURL) { app.LeechURL(std::move(url), std::move(refURL)); },
+                      [&app](const std::string& url, const std::string& refURL) { app.LeechURL(url, refURL); },
                       [&app] { app.ShowMainWindow(); }, [&app] { app.ResumeAll(); }, [&app] { return Rows(app); }});
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!service.Register(bus)) std::fputs("Pellora: not reachable over the session bus\n", stderr);
@@ -139,7 +137,7 @@ int RunProgram(QApplication& application) {
   if (StartedByBus()) busEnd = std::make_unique<BusEnd>(bus, saveAndQuit);
 
   desktop.events.Post([&app] { app.Start(); });
-  const int code = application.exec();
+  const int code = QApplication::exec();
   // Waiting tasks and loaded windows refer to the App and the ports; they go while those stand.
   desktop.tasks.Clear();
   desktop.gate.LetGoOfAll();
@@ -170,7 +168,7 @@ int main(int argc, char** argv) {
   QApplication::setWindowIcon(pellora::ProgramIcon(64));
 
   const auto lock = pellora::TakeLock();
-  if (lock && lock->AnotherRuns()) return pellora::RunSecondCopy(application);
+  if (lock && lock->AnotherRuns()) return pellora::RunSecondCopy();
   pellora::RaiseOpenFileLimit();
   return pellora::RunProgram(application);
 }

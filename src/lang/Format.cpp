@@ -55,7 +55,7 @@ std::string_view DecimalText(double value, std::array<char, 64>& buffer) {
 // `value` in tenths, a half counted up. Not negative.
 std::int64_t RoundedTenths(double value) {
   if (value < 0.01) return 0;
-  std::array<char, 64> buffer;
+  std::array<char, 64> buffer{};
   const std::string_view text = DecimalText(value, buffer);
   const std::size_t point = std::min(text.find('.'), text.size());
   const auto digit = [text](std::size_t at) { return at < text.size() ? text[at] - '0' : 0; };
@@ -73,12 +73,13 @@ std::string FormatSize(std::int64_t bytes, const LangStringArray& texts, std::st
     int decimals;
     Word word;
   };
-  constexpr Unit kUnits[] = {{1000, 1, 0, kBytes}, {1000000, 1 << 10, 1, kKilo}, {1000000000, 1 << 20, 2, kMega}};
+  constexpr std::array<Unit, 3> kUnits = {
+      {{1000, 1, 0, kBytes}, {1000000, 1 << 10, 1, kKilo}, {1000000000, 1 << 20, 2, kMega}}};
   constexpr Unit kLargest{0, 1 << 30, 2, kGiga};
   if (bytes < 0) return "";
   const auto* const found =
-      std::find_if(std::begin(kUnits), std::end(kUnits), [bytes](const Unit& unit) { return bytes < unit.below; });
-  const Unit& unit = found == std::end(kUnits) ? kLargest : *found;
+      std::find_if(kUnits.begin(), kUnits.end(), [bytes](const Unit& unit) { return bytes < unit.below; });
+  const Unit& unit = found == kUnits.end() ? kLargest : *found;
   return CutQuotient(bytes, unit.divisor, unit.decimals, decimalSeparator) + " " + texts[unit.word];
 }
 

@@ -1,8 +1,8 @@
 #include "lang/Language.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
-#include <iterator>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -46,7 +46,7 @@ void SetCaption(Control& control, const LangStringArray& texts) {
   const std::int32_t number = RoundedPrefix(control.Tag());
   const std::string* const text = TextAt(texts, number);
   if (number == 0 || text == nullptr) return;
-  if (auto* const typed = dynamic_cast<ControlType*>(&control)) typed->Caption = *text;
+  dynamic_cast<ControlType&>(control).Caption = *text;
 }
 
 void Relabel(std::vector<ControlPart>& parts, const LangStringArray& texts) {
@@ -57,31 +57,28 @@ void Relabel(std::vector<ControlPart>& parts, const LangStringArray& texts) {
 }
 
 void RelabelButtons(Control& control, const LangStringArray& texts) {
-  auto* const toolbar = dynamic_cast<Toolbar*>(&control);
-  if (toolbar == nullptr) return;
-  std::vector<ControlPart> buttons = toolbar->Buttons;
+  auto& toolbar = dynamic_cast<Toolbar&>(control);
+  std::vector<ControlPart> buttons = toolbar.Buttons;
   Relabel(buttons, texts);
   for (ControlPart& button : buttons) {
     const std::string* const toolTip = TextAt(texts, std::int64_t{button.number} + kToolTipDistance);
     if (button.number > 0 && toolTip != nullptr) button.toolTip = *toolTip;
   }
-  toolbar->Buttons = std::move(buttons);
+  toolbar.Buttons = std::move(buttons);
 }
 
 void RelabelTabs(Control& control, const LangStringArray& texts) {
-  auto* const strip = dynamic_cast<TabStrip*>(&control);
-  if (strip == nullptr) return;
-  std::vector<ControlPart> tabs = strip->Tabs;
+  auto& strip = dynamic_cast<TabStrip&>(control);
+  std::vector<ControlPart> tabs = strip.Tabs;
   Relabel(tabs, texts);
-  strip->Tabs = std::move(tabs);
+  strip.Tabs = std::move(tabs);
 }
 
 void RelabelColumns(Control& control, const LangStringArray& texts) {
-  auto* const list = dynamic_cast<ListView*>(&control);
-  if (list == nullptr) return;
-  std::vector<ControlPart> columns = list->Columns;
+  auto& list = dynamic_cast<ListView&>(control);
+  std::vector<ControlPart> columns = list.Columns;
   Relabel(columns, texts);
-  list->Columns = std::move(columns);
+  list.Columns = std::move(columns);
 }
 
 // What is relabelled, by the name of the control's type. All others keep their texts.
@@ -89,7 +86,7 @@ struct Translated {
   std::string_view typeName;
   void (*relabel)(Control&, const LangStringArray&);
 };
-constexpr Translated kTranslated[] = {
+constexpr std::array<Translated, 9> kTranslated = {{
     {"CommandButton", SetCaption<CommandButton>},
     {"Label", SetCaption<Label>},
     {"Frame", SetCaption<Frame>},
@@ -99,7 +96,7 @@ constexpr Translated kTranslated[] = {
     {"Toolbar", RelabelButtons},
     {"TabStrip", RelabelTabs},
     {"ListView", RelabelColumns},
-};
+}};
 
 }  // namespace
 
@@ -128,10 +125,10 @@ void ApplyLanguage(Window& window, const LangStringArray& texts) {
   const std::string* const caption = TextAt(texts, number);
   if (number > 0 && caption != nullptr) window.Caption = *caption;
   for (Control* const control : window.Controls()) {
-    const auto* const found =
-        std::find_if(std::begin(kTranslated), std::end(kTranslated),
-                     [control](const Translated& entry) { return entry.typeName == control->TypeName; });
-    if (found != std::end(kTranslated)) found->relabel(*control, texts);
+    const auto* const found = std::find_if(kTranslated.begin(), kTranslated.end(), [control](const Translated& entry) {
+      return entry.typeName == control->TypeName;
+    });
+    if (found != kTranslated.end()) found->relabel(*control, texts);
   }
 }
 

@@ -39,6 +39,8 @@ std::vector<std::string> NamesIn(std::string_view content) {
   return names;
 }
 
+std::string PathIn(const std::string& folder, const std::string& file) { return folder + "/" + file; }
+
 // Empty for what is no date, which the settings cannot hold after a load.
 template <class Format>
 std::string TextOf(Format* format, double serial, const DateForms& forms) {
@@ -120,7 +122,8 @@ void options::ListLanguages() {
     if (!file.ends_with(kEnding)) continue;
     // A file that cannot be read, or is far too large for a language, gives no row.
     std::string content;
-    if (!Skip([&] { content = ReadWholeFile(platform_.files, folder + "/" + file, kLargestLanguageFile); })) continue;
+    const std::string path = PathIn(folder, file);
+    if (!Skip([&] { content = ReadWholeFile(platform_.files, path, kLargestLanguageFile); })) continue;
     for (std::string& name : NamesIn(content)) {
       if (LanguageCount == kMostLanguages) break;
       const auto row = static_cast<std::size_t>(LanguageCount++);

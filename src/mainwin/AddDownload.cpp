@@ -107,7 +107,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   Boxes& boxes = program->boxes;
   const ParsedUrl parsed = ParseUrl(url);
   if (parsed.result == kUrlRefused || url.size() > kLongestUrl) {
-    const std::string text = program->Text(kBadUrl);
+    const std::string& text = program->Text(kBadUrl);
     if (boxes.Stands(caller, text)) co_return;
     BoxRequest request{text, kProgramName, kCritical};
     (void)co_await boxes.Ask(caller, std::move(request));

@@ -11,17 +11,13 @@
 #include "platform/Files.h"
 #include "platform/Platform.h"
 #include "platform/TaskLoop.h"
+#include "transfer/FileNames.h"
 
 namespace pellora {
 
 namespace {
 
 constexpr int kAskClearAll = 408;
-
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? std::string() : path.substr(0, slash == 0 ? 1 : slash);
-}
 
 }  // namespace
 

@@ -258,7 +258,7 @@ class MainWindow final : public Window, public Lists {
   // Version check.
   void ConnectVersionCheck();
   void CheckVersion();
-  void VersionArrived(std::string block);
+  void VersionArrived(const std::string& block);
   Task<> OfferVersion(float version, std::string notes);
 
   // Questions.

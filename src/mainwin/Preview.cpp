@@ -51,8 +51,8 @@ bool IsAudio(const std::string& path) {
 
 // Bytes per second over the whole transfer; 0 where no time was taken.
 std::int64_t AverageSpeed(const DownloadRecord& record) {
-  const double speed = static_cast<double>(record.FileSize) / static_cast<double>(record.ElapsedSeconds);
-  const double most = static_cast<double>(std::numeric_limits<std::int32_t>::max());
+  const auto speed = static_cast<double>(record.FileSize) / static_cast<double>(record.ElapsedSeconds);
+  const auto most = static_cast<double>(std::numeric_limits<std::int32_t>::max());
   return std::isfinite(speed) && speed >= 0 && speed <= most ? static_cast<std::int64_t>(speed) : 0;
 }
 

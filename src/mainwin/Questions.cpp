@@ -20,7 +20,7 @@ namespace {
 // Says that a question stands for as long as it lives.
 class Standing {
  public:
-  explicit Standing(bool& flag) : flag_(flag) { flag_ = true; }
+  explicit Standing(bool& flag) : flag_(flag) { flag = true; }
   ~Standing() { flag_ = false; }
   Standing(const Standing&) = delete;
   Standing& operator=(const Standing&) = delete;
@@ -68,7 +68,7 @@ std::optional<std::string> MainWindow::ClipboardUrl() {
   Skip([&] { text = platform_.clipboard.Text(); });
   if (!text || *text == lastClipboard_) return std::nullopt;
   lastClipboard_ = *text;
-  const std::optional<std::string> url = UrlToAskAbout(*text, program_.settings.IgnoreString);
+  std::optional<std::string> url = UrlToAskAbout(*text, program_.settings.IgnoreString);
   if (!url) return std::nullopt;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);

@@ -86,7 +86,7 @@ void MainWindow::RebuildRows() {
   missedAll_ = false;
   missedRows_.clear();
   const std::string separator = platform_.locale.DecimalSeparator();
-  const std::size_t count = static_cast<std::size_t>(program_.DownloadCount);
+  const auto count = static_cast<std::size_t>(program_.DownloadCount);
   rowOfRecord_.assign(count + 1, -1);
   dateTexts_.resize(count + 1, {0.0, std::string()});
   std::vector<ListRow> rows = std::move(formerRows_);
@@ -117,12 +117,12 @@ void MainWindow::RebuildRows() {
 // says less than the full rebuild, on purpose: what is neither finished nor active always reads as
 // stopped, with the plain icon.
 bool MainWindow::UpdateRow(std::int16_t index) {
-  const std::size_t at = static_cast<std::size_t>(index);
+  const auto at = static_cast<std::size_t>(index);
   if (index < 1 || index > program_.DownloadCount) return false;
   const DownloadRecord& record = program_.Download(index);
   if (record.FileName.empty() && record.InUse) return true;  // no row before it has a name
   if (at >= rowOfRecord_.size() || rowOfRecord_[at] < 0 || !record.InUse || record.FileName.empty()) return false;
-  const std::size_t rowNumber = static_cast<std::size_t>(rowOfRecord_[at]);
+  const auto rowNumber = static_cast<std::size_t>(rowOfRecord_[at]);
   const ListRow& old = ListView1.Rows().at(rowNumber);
   if (!program_.Holds(index, old.serial)) return false;
 
@@ -160,7 +160,7 @@ void MainWindow::FillRow(ListRow& row, std::int16_t index, const std::string& se
 
 // The locale's date text costs more than the rest of a row together, and a record's date never changes.
 const std::string& MainWindow::DateText(std::int16_t index) {
-  const std::size_t at = static_cast<std::size_t>(index);
+  const auto at = static_cast<std::size_t>(index);
   if (at >= dateTexts_.size()) dateTexts_.resize(at + 1, {0.0, std::string()});
   auto& [date, text] = dateTexts_[at];
   const double added = program_.Download(index).DateAdded;

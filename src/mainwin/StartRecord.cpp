@@ -18,7 +18,7 @@ Task<> MainWindow::StartRecord(std::int16_t index, bool fromQueue) {
   missedAll_ = true;  // its row says so at the next tick, however long the server takes to answer
   if (fromQueue) record.Queued = 0;
   record.ContinueSegments = record.SegmentCount >= 1;
-  const int elements = static_cast<int>(record.Segments.size());
+  const auto elements = static_cast<int>(record.Segments.size());
   for (int k = 1; k <= record.SegmentCount && k < elements; ++k) {
     SegmentRecord& segment = record.Segment(k);
     if (segment.State != kSegmentComplete) segment.Fold();

@@ -95,7 +95,7 @@ void MainWindow::CheckVersion() {
 }
 
 // Each block is decided on by itself: one without a blank line usually tells of no new version.
-void MainWindow::VersionArrived(std::string block) {
+void MainWindow::VersionArrived(const std::string& block) {
   const VersionReply reply = ReadVersionReply(block);
   if (!(kVersion < reply.version)) {
     Label7.Caption = "No new version available";

@@ -37,7 +37,7 @@ std::string VersionDigits(float version) {
   std::array<char, 64> buffer{};
   const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), version, std::chars_format::fixed);
   std::string digits(buffer.data(), end.ptr);
-  std::erase_if(digits, [](char c) { return c == '.' || c == ','; });
+  std::erase(digits, '.');
   return digits;
 }
 

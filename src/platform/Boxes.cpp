@@ -14,7 +14,7 @@ Boxes::~Boxes() = default;
 // The entries are built outside of the coroutines: g++ 12 releases the captures of a lambda twice when it
 // stands in a braced list inside of one.
 std::shared_ptr<std::optional<int>> Boxes::EnqueueBox(const void* owner, const BoxRequest& request) {
-  const auto answer = std::make_shared<std::optional<int>>();
+  auto answer = std::make_shared<std::optional<int>>();
   Entry entry;
   entry.owner = owner;
   entry.text = request.text;
@@ -30,7 +30,7 @@ std::shared_ptr<std::optional<int>> Boxes::EnqueueBox(const void* owner, const B
 }
 
 std::shared_ptr<Boxes::PathAnswer> Boxes::EnqueuePath(const std::string& title, std::function<void(PathAnswered)> ask) {
-  const auto answer = std::make_shared<PathAnswer>();
+  auto answer = std::make_shared<PathAnswer>();
   Entry entry;
   entry.owner = this;
   entry.text = title;

@@ -11,6 +11,7 @@ class Dialogs;
 class EventGate;
 class EventLoop;
 class Files;
+class Folders;
 class Locale;
 class Machine;
 class Media;
@@ -19,6 +20,7 @@ class SettingsStore;
 class Shell;
 class TaskLoop;
 class Tray;
+class Unzip;
 class WindowSystem;
 
 struct Platform {
@@ -39,6 +41,8 @@ struct Platform {
   Media& media;
   AutoStart* autoStart = nullptr;      // null where no program can start with the user's session
   BrowserMenu* browserMenu = nullptr;  // null where there are no browsers
+  const Folders* folders = nullptr;    // null where there are none to choose from
+  Unzip* unzip = nullptr;              // null where no archive can be unpacked: an update package stays as it is
 };
 
 }  // namespace pellora

@@ -27,7 +27,7 @@ class Property {
     owner_->PropertyChanged();
     return *this;
   }
-  operator const T&() const { return value_; }
+  operator const T&() const { return value_; }  // NOLINT(google-explicit-constructor): a control reads as its value
   const T& operator()() const { return value_; }
 
  private:

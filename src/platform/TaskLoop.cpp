@@ -68,7 +68,7 @@ void TaskLoop::TestConditions() {
 
 void TaskLoop::ArmRetest() {
   std::uint32_t soonest = 0;
-  for (Waiter& w : waiters_) {
+  for (const Waiter& w : waiters_) {
     if (w.retest == 0) continue;
     if (soonest == 0 || w.retest < soonest) soonest = w.retest;
   }

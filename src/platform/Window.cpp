@@ -54,8 +54,7 @@ bool Window::Unload(UnloadMode mode) {
   OnUnload();
   visible_ = false;
   // Both may be in use further up the stack: the view delivers the event that unloads it.
-  platform_.gate.DisposeAfterEvent(std::move(view_));
-  view_.reset();
+  platform_.gate.DisposeAfterEvent(std::exchange(view_, nullptr));
   platform_.gate.LetGo(this);
   return true;
 }

@@ -1,5 +1,7 @@
 #include "platform/Winsock.h"
 
+#include <utility>
+
 #include "platform/EventGate.h"
 #include "platform/Failure.h"
 #include "platform/Platform.h"
@@ -34,8 +36,7 @@ void Winsock::Close() {
   state_ = SocketState::Closed;
   connection_->Close();
   // The connection may be the one whose event is being handled.
-  platform_.gate.DisposeAfterEvent(std::move(connection_));
-  connection_.reset();
+  platform_.gate.DisposeAfterEvent(std::exchange(connection_, nullptr));
 }
 
 void Winsock::SetReading(bool reading) {

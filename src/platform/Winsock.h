@@ -21,7 +21,7 @@ struct Platform;
 
 enum class SocketState : std::int16_t { Closed = 0, Connecting = 6, Connected = 7, PeerClosing = 8, Error = 9 };
 
-class Winsock final : private ConnectionEvents {
+class Winsock final : private ConnectionEvents {  // NOLINT(cppcoreguidelines-virtual-class-destructor): final
  public:
   explicit Winsock(Platform& platform);
   ~Winsock();

@@ -1,5 +1,7 @@
 #include "transfer/FileNames.h"
 
+#include <algorithm>
+
 namespace pellora {
 
 namespace {
@@ -21,6 +23,12 @@ bool IsBadFileName(std::string_view name, std::string_view text951) {
 bool FitsTheDisk(std::string_view name, int recordIndex) {
   if (name.find('\0') != std::string_view::npos) return false;
   return name.size() + IndexText(recordIndex).size() + kPartDigits + kPartEnding.size() <= kLongestName;
+}
+
+std::string FolderOf(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string_view::npos) return {};
+  return std::string(path.substr(0, std::max<std::size_t>(slash, 1)));
 }
 
 std::string JoinFolder(std::string_view folder, std::string_view name) {

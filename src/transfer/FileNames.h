@@ -15,6 +15,9 @@ bool IsBadFileName(std::string_view name, std::string_view text951);
 // and "..": that no file can be made of them is found when the output is built.
 bool FitsTheDisk(std::string_view name, int recordIndex = 0);
 
+// The folder that `path` lies in, without the "/" behind it unless it is the root; "" for a name without a folder.
+std::string FolderOf(std::string_view path);
+
 // `folder` and `name` with one "/" between them; an empty folder is left out.
 std::string JoinFolder(std::string_view folder, std::string_view name);
 

@@ -38,7 +38,7 @@ void TransferWindow::FtpSay(int entry, const std::string& command) {
 }
 
 // Text behind the last line end is dropped.
-void TransferWindow::FtpProbeLines(std::string text) {
+void TransferWindow::FtpProbeLines(const std::string& text) {
   const std::uint32_t number = WS.Number();
   std::size_t from = 0;
   for (std::size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", from)) {

@@ -16,7 +16,7 @@ namespace pellora {
 
 namespace {
 
-constexpr std::size_t kChunk = 1024 * 1024;
+constexpr std::size_t kChunk = std::size_t{1} << 20;
 
 Task<> SayBuildFailed(Program* program, std::string reason) {
   BoxRequest request{std::move(reason), kProgramName, kCritical};
@@ -33,7 +33,7 @@ void CopyThroughMemory(File& part, std::uint64_t from, File& output, std::uint64
 // Copies `size` bytes from the start of `part` to `position` of `output`.
 void CopyPart(File& part, File& output, std::uint64_t position, std::uint64_t size) {
   for (std::uint64_t done = 0; done < size;) {
-    const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, size - done));
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, size - done));
     const std::size_t moved = output.CopyFrom(part, done, position + done, wanted);
     if (moved < wanted) CopyThroughMemory(part, done + moved, output, position + done + moved, wanted - moved);
     done += wanted;

@@ -55,7 +55,8 @@ const std::string* StateText(const Program& program, std::int16_t state, Refresh
 }
 
 double BarWidth(const SegmentRecord& segment, double full) {
-  const double size = std::int64_t{segment.RangeEnd} + segment.ReceivedTotal - segment.RangeStart + 1;
+  const auto size =
+      static_cast<double>(std::int64_t{segment.RangeEnd} + segment.ReceivedTotal - segment.RangeStart + 1);
   const double width = full * static_cast<double>(segment.Received()) / size;
   if (size == 0 || width < 0) throw Failure(FailureNumber::InvalidCall, "no such width");
   return width;
@@ -84,7 +85,8 @@ void TransferWindow::UpdateFigures(std::uint32_t tick, std::int64_t bytes) {
   record.LastTick = tick;
   if (elapsedSeconds_ <= 0 || record.Received == 0) return;  // no speed yet
   const double speed = record.Received / elapsedSeconds_;
-  record.RemainingSeconds = static_cast<float>((std::int64_t{record.FileSize} - record.Received) / speed);
+  record.RemainingSeconds =
+      static_cast<float>(static_cast<double>(std::int64_t{record.FileSize} - record.Received) / speed);
 }
 
 void TransferWindow::DoRefresh() {

@@ -54,11 +54,11 @@ std::string TransferWindow::PartNameBase(int count) {
     }
     return false;
   };
-  const std::string told = Record().FileName;
+  std::string told = Record().FileName;
   if (!taken(told)) return told;
   std::string suffix = std::to_string(RecordIndex);
   for (int attempt = 1;; ++attempt) {
-    const std::string base = told.substr(0, kLongestPartBase - suffix.size()) + suffix;
+    std::string base = told.substr(0, kLongestPartBase - suffix.size()) + suffix;
     if (!taken(base)) return base;
     suffix = std::to_string(RecordIndex) + "-" + std::to_string(attempt);
   }
@@ -169,7 +169,7 @@ Task<> TransferWindow::SegmentConnected(int index) {
   segment.State = kSegmentRequested;
   // The socket's index, not the segment's number: all rows for the first socket, else the row before.
   RefreshList(static_cast<std::int16_t>(index));
-  const float graceTick = static_cast<float>(Tick() + kConnectGraceTicks);
+  const auto graceTick = static_cast<float>(Tick() + kConnectGraceTicks);
   if (record.Protocol == kFtp) {
     // The login belongs to this connection.
     const auto entry = static_cast<std::size_t>(index);

@@ -8,6 +8,7 @@
 #include "platform/EventGate.h"
 #include "platform/Failure.h"
 #include "platform/TaskLoop.h"
+#include "transfer/FileNames.h"
 
 namespace pellora {
 
@@ -18,11 +19,6 @@ constexpr int kLongFormHeight = 5000 / kTwipsPerPixel;
 constexpr int kShortFormHeight = 2500 / kTwipsPerPixel;
 constexpr std::uint32_t kTimeOutInterval = 10000;
 constexpr std::uint32_t kSegTimeOutInterval = 1000;
-
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? std::string() : path.substr(0, slash == 0 ? 1 : slash);
-}
 
 }  // namespace
 

@@ -164,7 +164,7 @@ class TransferWindow final : public Window, public Transfer {
 
   // FTP
   enum class FtpProbePhase { Idle, Connecting, LoggingIn, FileInfo, SizeAsked };
-  void FtpProbeLines(std::string text);
+  void FtpProbeLines(const std::string& text);
   bool FtpProbeLine(std::string_view line);  // False: stop reading lines
   void FtpEndProbe(const char* restState);
   Task<> FtpConnectSegments();

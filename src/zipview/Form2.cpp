@@ -17,7 +17,7 @@ namespace {
 // A larger directory than any real archive of 32,767 entries has. It would be read into memory whole.
 constexpr std::int64_t kMostDirectory = std::int64_t{64} * 1024 * 1024;
 
-constexpr std::int64_t kTail = static_cast<std::int64_t>(kEndRecordLength);
+constexpr auto kTail = static_cast<std::int64_t>(kEndRecordLength);
 
 }  // namespace
 

@@ -21,7 +21,7 @@ std::int64_t LittleEndian(std::int64_t position, int bytes, std::string_view tex
 }
 
 std::string Piece(std::string_view text, std::size_t offset, std::size_t length) {
-  return offset >= text.size() ? std::string() : std::string(text.substr(offset, length));
+  return std::string(text.substr(std::min(offset, text.size()), length));
 }
 
 }  // namespace

@@ -66,14 +66,14 @@ void Channel::SendWaiting() {
   Send(std::exchange(waiting_, nullptr)());
 }
 
-void Channel::Send(const QImage& image) {
-  if (image.isNull()) return;
-  const QImage frame = image.convertToFormat(QImage::Format_RGB32);
-  const PreviewHead head{kPreviewFrame, static_cast<std::uint32_t>(frame.width()),
-                         static_cast<std::uint32_t>(frame.height())};
+void Channel::Send(const QImage& frame) {
+  if (frame.isNull()) return;
+  const QImage image = frame.convertToFormat(QImage::Format_RGB32);
+  const PreviewHead head{kPreviewFrame, static_cast<std::uint32_t>(image.width()),
+                         static_cast<std::uint32_t>(image.height())};
   WriteAll(&head, sizeof head);
-  for (int y = 0; y < frame.height(); ++y)
-    WriteAll(frame.constScanLine(y), static_cast<std::size_t>(frame.width()) * 4);
+  for (int y = 0; y < image.height(); ++y)
+    WriteAll(image.constScanLine(y), static_cast<std::size_t>(image.width()) * 4);
   unseen_ = true;
 }
 

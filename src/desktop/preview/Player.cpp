@@ -2,6 +2,8 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <utility>
 
@@ -21,10 +23,8 @@ bool CanPlay() {
   const auto start = reinterpret_cast<int (*)(int*, char***, void**)>(dlsym(library, "gst_init_check"));
   const auto find = reinterpret_cast<void* (*)(const char*)>(dlsym(library, "gst_element_factory_find"));
   if (start == nullptr || find == nullptr || start(nullptr, nullptr, nullptr) == 0) return false;
-  for (const char* element : {"playbin", "decodebin", "autoaudiosink", "audioconvert", "videoconvert", "appsink"}) {
-    if (find(element) == nullptr) return false;
-  }
-  return true;
+  constexpr std::array kElements = {"playbin", "decodebin", "autoaudiosink", "audioconvert", "videoconvert", "appsink"};
+  return std::all_of(kElements.begin(), kElements.end(), [find](const char* name) { return find(name) != nullptr; });
 }
 
 Player::Player(const QUrl& file, Events events) : events_(std::move(events)) {
@@ -61,7 +61,7 @@ void Player::Stop() {
 }
 
 void Player::SetVolume(int hundredthsOfDecibel) {
-  const float volume = static_cast<float>(std::pow(10.0, hundredthsOfDecibel / 2000.0));
+  const auto volume = static_cast<float>(std::pow(10.0, hundredthsOfDecibel / 2000.0));
   if (volume == sound_.volume()) return;
   sound_.setVolume(volume);
   // What lies ready to be played has the volume from before. A seek throws it away; one to 0 would do nothing.

@@ -129,7 +129,7 @@ class Pixels {
 QImage ReadTga(std::span<const unsigned char> bytes, qint64 mostPixels) {
   const Header header = ReadHeader(bytes);
   if (!header.valid || qint64{header.width} * header.height > mostPixels) return {};
-  const std::size_t entry = static_cast<std::size_t>(BytesOf(header.paletteBits));
+  const auto entry = static_cast<std::size_t>(BytesOf(header.paletteBits));
   const std::size_t paletteSize = bytes[1] == 1 ? entry * static_cast<std::size_t>(header.paletteCount) : 0;
   if (bytes.size() < header.paletteStart + paletteSize) return {};
 

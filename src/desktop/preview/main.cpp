@@ -61,7 +61,7 @@ class Session {
  private:
   void Resize(const QByteArray& width, const QByteArray& height) {
     const QSize told(width.toInt(), height.toInt());
-    const int most = static_cast<int>(kLargestPreviewSide);
+    const auto most = static_cast<int>(kLargestPreviewSide);
     box_ = told.expandedTo({1, 1}).boundedTo({most, most});
   }
 

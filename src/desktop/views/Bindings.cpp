@@ -304,7 +304,7 @@ class ProgressBinding : public WidgetBinding<ProgressBar, QProgressBar> {
   void Down() override {
     WidgetBinding::Down();
     const double percent = std::isfinite(control_.Value()) ? std::clamp(control_.Value(), 0.0, 100.0) : 0.0;
-    const int tenths = static_cast<int>(std::floor(percent * 10));
+    const auto tenths = static_cast<int>(std::floor(percent * 10));
     if (widget_.value() != tenths) widget_.setValue(tenths);
     // Formatted as in captions, so that the window never tells two different figures.
     const std::string point = QLocale::system().decimalPoint().toStdString();

@@ -68,7 +68,7 @@ QIcon Drawing(const QString& name) {
   const auto at = known.constFind(name);
   if (!linked || at != known.constEnd()) return at == known.constEnd() ? QIcon() : *at;
   const QString path = QStringLiteral(":/icons/") + name + QStringLiteral(".svg");
-  const QIcon icon = !name.isEmpty() && QFile::exists(path) ? QIcon(path) : QIcon();
+  QIcon icon = !name.isEmpty() && QFile::exists(path) ? QIcon(path) : QIcon();
   // Names come from models and are few, but a row's key may be a file name.
   if (!icon.isNull()) known.insert(name, icon);
   return icon;

@@ -247,6 +247,7 @@ class ListBinding : public Binding {
     view.setMouseTracking(true);
     view.header()->setStretchLastSection(true);
     view.header()->setHighlightSections(false);
+    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): only a view with its model and header is watched
     watcher_ = new ListWatcher(control, view, context);
     QObject::connect(view.selectionModel(), &QItemSelectionModel::selectionChanged, context.receiver, [this] {
       if (!context_.settingDown) TellSelection();

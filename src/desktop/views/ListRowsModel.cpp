@@ -19,9 +19,11 @@ QStringList Captions(const ListView& list) {
 }  // namespace
 
 ListRowsModel::ListRowsModel(ListView& list, QObject* parent)
-    : QAbstractTableModel(parent), list_(&list), headers_(Captions(list)) {
-  rows_ = static_cast<int>(list.Rows().size());
-  version_ = list.RowsVersion();
+    : QAbstractTableModel(parent),
+      list_(&list),
+      headers_(Captions(list)),
+      rows_(static_cast<int>(list.Rows().size())),
+      version_(list.RowsVersion()) {
   list.ChangesSeen();
 }
 
@@ -33,8 +35,8 @@ bool ListRowsModel::Follow() {
     headers_ = captions;
     emit headerDataChanged(Qt::Horizontal, 0, static_cast<int>(headers_.size()) - 1);
   }
-  const int rows = static_cast<int>(list_->Rows().size());
-  const int lastColumn = static_cast<int>(captions.size()) - 1;
+  const auto rows = static_cast<int>(list_->Rows().size());
+  const auto lastColumn = static_cast<int>(captions.size()) - 1;
   if (rows != rows_ || otherColumns) {
     beginResetModel();
     headers_ = captions;
@@ -54,7 +56,7 @@ bool ListRowsModel::Follow() {
   const std::vector<std::size_t> changed = list_->ChangedRows();
   list_->ChangesSeen();
   for (const std::size_t at : changed) {
-    const int row = static_cast<int>(at);
+    const auto row = static_cast<int>(at);
     if (row < rows_) emit dataChanged(index(row, 0), index(row, lastColumn));
   }
   return false;
@@ -85,7 +87,7 @@ QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
       if (column == 0) return DisplayLine(row.text);
       return column <= row.subItems.size() ? DisplayLine(row.subItems[column - 1]) : QString();
     case Qt::TextAlignmentRole:
-      return rightColumns_.count(index.column()) == 0 ? QVariant() : QVariant(Qt::AlignRight | Qt::AlignVCenter);
+      return rightColumns_.contains(index.column()) ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant();
     case Qt::ToolTipRole:
       // The cells of icons cut long names.
       return list_->View() == kReportDisplay ? QVariant() : QVariant(PlainTip(DisplayLine(row.text)));
@@ -99,11 +101,11 @@ QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
 QVariant ListRowsModel::headerData(int section, Qt::Orientation orientation, int role) const {
   if (orientation != Qt::Horizontal || section < 0 || section >= headers_.size()) return {};
   if (role == Qt::DisplayRole) {
-    return rightColumns_.count(section) == 0 ? headers_[section] : QString(headers_[section] + QStringLiteral("  "));
+    return rightColumns_.contains(section) ? QString(headers_[section] + QStringLiteral("  ")) : headers_[section];
   }
   if (role == Qt::TextAlignmentRole) {
-    const Qt::Alignment side = rightColumns_.count(section) == 0 ? Qt::AlignLeft : Qt::AlignRight;
-    return QVariant(side | Qt::AlignVCenter);
+    const Qt::Alignment side = rightColumns_.contains(section) ? Qt::AlignRight : Qt::AlignLeft;
+    return (side | Qt::AlignVCenter).toInt();
   }
   return {};
 }

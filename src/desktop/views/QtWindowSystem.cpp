@@ -18,6 +18,8 @@ namespace {
 class QtWindowView : public WindowView {
  public:
   QtWindowView(Window& window, EventGate& gate) : host_(new FormHost(window, gate)) {}
+  QtWindowView(const QtWindowView&) = delete;
+  QtWindowView& operator=(const QtWindowView&) = delete;
   ~QtWindowView() override { host_->Detach(); }
 
   void Show() override { host_->SetShown(true); }

@@ -190,6 +190,23 @@ TEST_F(StartStop, QueuesUrlsHandedOverBeforeTheStartIsOver) {
   EXPECT_EQ(Rec(2).URL, "http://h/b.zip");
 }
 
+TEST_F(StartStop, ResumesAllAtTheEndOfTheStartWhereItWasAskedToBefore) {
+  sim.Do([&] {
+    app->Start();
+    app->ResumeAll();
+    // The list of this start: one download that waits.
+    program().ResizeDownloads(1);
+    program().Download(1).InUse = true;
+    program().Download(1).Host = "h";
+    program().Download(1).FileName = "a.zip";
+    program().Download(1).ConnectState = "1";
+  });
+  EXPECT_TRUE(transfers.empty());
+  sim.RunFor(1);
+  ASSERT_EQ(transfers.size(), 1U);
+  EXPECT_TRUE(Rec(1).Active);
+}
+
 TEST_F(StartStop, KeepsAListThatCouldNotBeRead) {
   Start();
   Record("http://h/a.zip");

@@ -208,6 +208,26 @@ TEST_F(Segments, OfTwoRecordsNeverShareAPartFile) {
   EXPECT_EQ(Output(2), two.All());
 }
 
+TEST_F(Segments, FindAPartFilesNameWhereTheirRecordsNumberIsTakenToo) {
+  const SimContent one = Serve("/x/a.bin", 200000, 1);
+  const SimContent two = Serve("/a.bin3", 200000, 2);
+  const SimContent three = Serve("/y/a.bin", 150000, 3);
+  Wire(10, 20000);
+  for (const char* const path : {"x/a.bin", "a.bin3", "y/a.bin"}) {
+    Start(std::string("http://o.example/") + path);
+    sim.RunFor(1000);
+  }
+  Record(1).HasSavePath = true;
+  Record(1).SavePath = "/home/u/dl/one.bin";
+  EXPECT_EQ(Segment(1, 1).TempFile, "/home/u/tmp/a.bin001.tmp");
+  EXPECT_EQ(Segment(1, 2).TempFile, "/home/u/tmp/a.bin3001.tmp");
+  EXPECT_EQ(Segment(1, 3).TempFile, "/home/u/tmp/a.bin3-1001.tmp");
+  for (int i = 1; i <= 3; ++i) ASSERT_TRUE(RunUntilFinished(i)) << i;
+  EXPECT_EQ(Output(1), one.All());
+  EXPECT_EQ(Output(2), two.All());
+  EXPECT_EQ(Output(3), three.All());
+}
+
 TEST_F(Segments, AvoidThePartFilesOfADroppedRecordThatStillWrites) {
   const SimContent content = Serve("/a.bin", 200000);
   Wire(10, 5000);

@@ -126,9 +126,8 @@ TEST_F(UpdateHandOver, KeepsThePackagesNameThroughARefillOfItsSlot) {
 TEST(UpdateHandOverOfTheApp, UnpacksWithTheLibraryItWasGiven) {
   SimPlatform sim;
   SimUnzip unzip;
+  sim.platform().unzip = &unzip;
   App app(sim.platform());
-  EXPECT_FALSE(app.program().handOverUpdate);
-  app.UseUnzip(unzip);
   sim.Do([&] { app.Start(); });
   sim.RunFor(10);
   app.program().ResizeDownloads(1);
@@ -140,6 +139,12 @@ TEST(UpdateHandOverOfTheApp, UnpacksWithTheLibraryItWasGiven) {
   EXPECT_EQ(unzip.unpacked[0].first, "/prog/downloads/p.zip");
   EXPECT_EQ(sim.machine().endCode, 0);
   sim.DropProgram();
+}
+
+TEST(UpdateHandOverOfTheApp, LeavesAPackageAsItIsWithoutALibrary) {
+  SimPlatform sim;
+  App app(sim.platform());
+  EXPECT_FALSE(app.program().handOverUpdate);
 }
 
 TEST(ViewersOfTheApp, AreNotCreatedByALanguage) {

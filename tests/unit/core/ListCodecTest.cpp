@@ -242,6 +242,19 @@ TEST(ListDecoder, FieldsBehindACutStayBlank) {
   EXPECT_FALSE(decoded.sound);
 }
 
+TEST(ListDecoder, AFlagBehindACutKeepsItsValue) {
+  std::string bytes;
+  AppendListHeader(bytes, 0);
+  ListDecoder decoder(bytes);
+  DownloadRecord record;
+  record.InUse = true;
+  record.Finished = false;
+  decoder.Next(record);
+  EXPECT_TRUE(record.InUse);
+  EXPECT_FALSE(record.Finished);
+  EXPECT_FALSE(decoder.Sound());
+}
+
 TEST(ListDecoder, EveryTruncationIsReadAsFarAsItGoes) {
   const std::vector<DownloadRecord> records = {DownloadRecord{}, test::FullRecord(), test::FullRecord()};
   const std::string bytes = test::EncodedList(records);

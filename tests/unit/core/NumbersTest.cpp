@@ -127,6 +127,8 @@ TEST(ToInt32, TakesWhatFitsIntoThirtyTwoBits) {
   EXPECT_EQ(ToInt32("2147483647"), 2147483647);
   EXPECT_EQ(ToInt32("1.5"), 2);
   EXPECT_EQ(NumberOfFailure([] { ToInt32("2147483648"); }), FailureNumber::Overflow);
+  EXPECT_EQ(ToInt32("-2147483648"), -2147483648);
+  EXPECT_EQ(NumberOfFailure([] { ToInt32("-2147483649"); }), FailureNumber::Overflow);
   EXPECT_EQ(NumberOfFailure([] { ToInt32("8 segments"); }), FailureNumber::Conversion);
 }
 

@@ -19,6 +19,7 @@ const DateForms kCanadian{"yyyy-MM-dd", "HH 'h' mm", "a.m.", "p.m.", "0"};
 const DateForms kBulgarian{"d.MM.yyyy 'г'.", "H:mm 'ч'.", "пр.об.", "сл.об.", "0"};
 const DateForms kColombian{"d/MM/yyyy", "h:mm AP", "a. m.", "p. m.", "0"};
 const DateForms kBengali{"d/M/yyyy", "h:mm AP", "AM", "PM", "০"};
+const DateForms kFulah{"d-M-yyyy", "h:mm AP", "𞤀𞤎", "𞤇𞤎", "𞥐"};
 
 struct Sample {
   const char* name;
@@ -37,6 +38,7 @@ const std::vector<Sample> kSamples = {
     {"Bulgarian", kBulgarian, "5.03.2026 г.", "15:04 ч."},
     {"Colombian", kColombian, "5/03/2026", "3:04 p. m."},
     {"Bengali", kBengali, "৫/৩/২০২৬", "৩:০৪ PM"},
+    {"Fulah", kFulah, "𞥕-𞥓-𞥒𞥐𞥒𞥖", "𞥓:𞥐𞥔 𞤇𞤎"},
     {"None", DateForms(), "2026-03-05", "15:04"},
 };
 
@@ -63,6 +65,16 @@ TEST(ShortTime, FollowsThePatternOfTheLocaleAndCutsTheSeconds) {
 TEST(ShortTime, CountsTheHalvesOfTheDayFromTwelve) {
   EXPECT_EQ(ShortTime(SerialOf({2026, 3, 5, 0, 5, 0}), kAmerican), "12:05 AM");
   EXPECT_EQ(ShortTime(SerialOf({2026, 3, 5, 12, 5, 0}), kAmerican), "12:05 PM");
+}
+
+TEST(ShortTime, ShowsSecondsAndQuotedSignsWhereThePatternHasThem) {
+  const DateForms forms{"dd.MM.yyyy", "H 'o''clock' mm''ss", "AM", "PM", "0"};
+  EXPECT_EQ(ShortTime(SerialOf({2026, 3, 5, 15, 4, 9}), forms), "15 o'clock 04'09");
+}
+
+TEST(ReadLocalDateTime, TakesTheUsualWordsForTheHalvesOfTheDayBesideItsOwn) {
+  EXPECT_EQ(Stored("5.3.2026 3:04 pm", kFinnish), "2026-03-05 15:04:00");
+  EXPECT_EQ(Stored("5.3.2026 3.04 ip.", kFinnish), "2026-03-05 15:04:00");
 }
 
 TEST(ReadLocalDateTime, ReadsWhatIsShownInBothOrders) {

@@ -163,6 +163,24 @@ TEST_F(LanguageTest, TakesAButtonsToolTipThirtyNumbersOn) {
   EXPECT_EQ(window->Toolbar1.Buttons()[0].toolTip, "Adds a URL");
 }
 
+TEST_F(LanguageTest, LeavesEveryKindOfControlWithoutANumberOfTheTable) {
+  for (const char* const tag : {"0", "-1", "99999", "", "none"}) {
+    SampleWindow sample(ports.platform);
+    const std::vector<Control*> controls = {&sample.Command1, &sample.Label1, &sample.Frame1,
+                                            &sample.Option1,  &sample.Check1, &sample.mAddurl};
+    for (Control* const control : controls) control->Tag = tag;
+    LangStringArray texts;
+    texts.fill("other");
+    ApplyLanguage(sample, texts);
+    EXPECT_EQ(sample.Command1.Caption(), "Start") << tag;
+    EXPECT_EQ(sample.Label1.Caption(), "Question") << tag;
+    EXPECT_EQ(sample.Frame1.Caption(), "General") << tag;
+    EXPECT_EQ(sample.Option1.Caption(), "Fixed") << tag;
+    EXPECT_EQ(sample.Check1.Caption(), "Check") << tag;
+    EXPECT_EQ(sample.mAddurl.Caption(), "&Add URL") << tag;
+  }
+}
+
 TEST_F(LanguageTest, TitlesAWindowThatHasANumber) {
   GivenFile("x.txt", "695=Enter\n");
   window->Tag = "695";

@@ -51,6 +51,14 @@ TEST(FitsTheDisk, CountsThePartFilesEnding) {
   EXPECT_FALSE(FitsTheDisk(std::string(246, 'a'), 123));
 }
 
+TEST(FolderOf, EndsBeforeTheLastSeparatorUnlessItIsTheRoot) {
+  EXPECT_EQ(FolderOf("/home/u/a.zip"), "/home/u");
+  EXPECT_EQ(FolderOf("/home/u/"), "/home/u");
+  EXPECT_EQ(FolderOf("/a.zip"), "/");
+  EXPECT_EQ(FolderOf("a.zip"), "");
+  EXPECT_EQ(FolderOf(""), "");
+}
+
 TEST(JoinFolder, PutsOneSeparatorBetween) {
   EXPECT_EQ(JoinFolder("/tmp", "a"), "/tmp/a");
   EXPECT_EQ(JoinFolder("/tmp/", "a"), "/tmp/a");

@@ -22,6 +22,7 @@ TEST(RemoteDirectory, IsTakenRelativeToTheLoginDirectory) {
   EXPECT_EQ(RemoteDirectory("/", "/pub/a.zip"), "/pub/");
   EXPECT_EQ(RemoteDirectory("/home/u/", "/a.zip"), "/home/u/");
   EXPECT_EQ(RemoteDirectory("", "/pub/a.zip"), "/pub/");
+  EXPECT_EQ(RemoteDirectory("/home/u", "a.zip"), "/home/u");
 }
 
 TEST(SizeReply, IsTheNumberBehindTheFirstBlank) {
@@ -47,6 +48,12 @@ TEST(ParsePassiveReply, ReducesNumbersAbove255ForTheSegmentsOnly) {
   EXPECT_EQ(address.PortModulo(), 1 * 256 + 44);
 }
 
+TEST(ParsePassiveReply, HasNoUseForASeventhNumber) {
+  const PassiveAddress address = ParsePassiveReply("227 (1,2,3,4,5,6,7,8)");
+  EXPECT_EQ(address.host, "1.2.3.4");
+  EXPECT_EQ(address.Port(), 5 * 256 + 6);
+}
+
 TEST(ParsePassiveReply, CutsFractionsAndBoundsRubbish) {
   EXPECT_EQ(ParsePassiveReply("227 (1,2,3,4,1.9,x)").PortModulo(), 256);
   const PassiveAddress huge = ParsePassiveReply("227 (1,2,3,4,99999999999,-99999999999)");
@@ -63,6 +70,10 @@ TEST(ParsePassiveReply, FailsWithoutAnAddress) {
 TEST(FtpCommand, CannotCarryASecondCommand) {
   EXPECT_EQ(FtpCommand("RETR ", "/pub/a b.zip"), "RETR /pub/a b.zip\r\n");
   EXPECT_EQ(FtpCommand("RETR ", "a\r\nDELE b"), "RETR a??DELE b\r\n");
+  EXPECT_EQ(FtpCommand("RETR ",
+                       "a\x7f"
+                       "b\xC3\xA4"),
+            "RETR a?b\xC3\xA4\r\n");
 }
 
 }  // namespace
