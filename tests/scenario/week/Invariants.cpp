@@ -106,7 +106,10 @@ void Invariants::CheckRecord(int index, Cause cause) {
     return;
   }
   const std::uint32_t serial = program.Serial(index);
-  const bool fresh = shadow.serial != serial || shadow.count != record.SegmentCount;
+  // A plan that was made while no size was known is dropped for one with a size.
+  const bool empty = shadow.count == 1 && shadow.segments[1].end < 0 && record.SegmentCount == 1 &&
+                     record.Segments.size() > 1 && record.Segments[1].RangeEnd >= 0;
+  const bool fresh = shadow.serial != serial || shadow.count != record.SegmentCount || empty;
   bool changed = fresh || shadow.received != record.Received;
   if (fresh || shadow.host != record.Host) {
     shadow.host = record.Host;
