@@ -45,7 +45,7 @@ class SimFileData {
   bool onDisk = true;          // False once deleted or lost, though somebody may have it open
 
  private:
-  static constexpr std::size_t kPage = 64 * 1024;
+  static constexpr std::size_t kPage = 16 * 1024;
   std::vector<std::unique_ptr<std::array<char, kPage>>> pages_;  // null: zeros
   std::uint64_t size_ = 0;
 };

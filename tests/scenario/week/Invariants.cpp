@@ -215,7 +215,7 @@ void Invariants::CheckPlan(int index, const DownloadRecord& record) {
     if (std::int64_t{segment.RangeEnd} + 1 - segment.RangeSize != next) Note(Name(index) + "ranges with a gap");
     next = std::int64_t{segment.RangeEnd} + 1;
   }
-  const std::string* const bytes = origin_.Find(record.FileName);
+  const std::string_view* const bytes = origin_.Find(record.FileName);
   if (!bytes || !Honest(record)) return;
   if (next != static_cast<std::int64_t>(bytes->size())) {
     Note(Name(index) + "a plan for " + std::to_string(next) + " bytes of " + std::to_string(bytes->size()));
