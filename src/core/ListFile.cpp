@@ -85,6 +85,10 @@ void SaveList(Program& program) {
   file->WriteAt(0, bytes);
 }
 
+bool SaveListBeforeDeleting(Program& program) {
+  return !program.Ending() && Skip([&] { SaveList(program); });
+}
+
 void LoadList(Program& program) {
   Files& files = program.platform.files;
   const std::string path = ListPath(program);

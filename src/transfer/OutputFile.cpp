@@ -18,6 +18,8 @@ namespace {
 
 constexpr std::size_t kChunk = std::size_t{1} << 20;
 
+std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
+
 Task<> SayBuildFailed(Program* program, std::string reason) {
   BoxRequest request{std::move(reason), kProgramName, kCritical};
   (void)co_await program->boxes.Ask(program, std::move(request));
@@ -81,6 +83,8 @@ bool TransferWindow::BuildOutputFile() {
   DownloadRecord& record = Record();
   if (!record.HasSavePath) record.SavePath = JoinFolder(program_.settings.DownloadFolder, record.FileName);
   try {
+    // Nobody else makes an update's folder anew where it could not be made at the add.
+    if (record.DownloadKind == 1) Skip([&] { program_.platform.files.CreateFolder(FolderOf(record.SavePath)); });
     JoinParts(record.SavePath);
   } catch (const Failure& failure) {
     BuildFailed(failure.what());
@@ -90,7 +94,7 @@ bool TransferWindow::BuildOutputFile() {
   record.Finished = true;
   record.Active = false;
   record.Percent = 100.0F;
-  const bool saved = Skip([this] { SaveList(program_); });
+  const bool saved = SaveListBeforeDeleting(program_);
   for (int i = 1; saved && i <= record.SegmentCount; ++i) {
     Skip([&] { program_.platform.files.Delete(record.Segment(i).TempFile); });
   }

@@ -39,11 +39,15 @@ std::int32_t AddSaturated(std::int32_t a, std::int64_t b) {
 }  // namespace
 
 // The name that the part files' names begin with: FileName, unless another unfinished record's plan
-// holds one of the names that this would give.
+// holds one of the names that this would give. Where the list could not be read such a record may be in it,
+// unseen: then any file of that name is held to be its part.
 std::string TransferWindow::PartNameBase(int count) {
   const auto taken = [&](const std::string& base) {
     std::vector<std::string> names;
-    for (int i = 1; i <= count; ++i) names.push_back(PartFileName(program_.settings.TempFolder, base, i));
+    for (int i = 1; i <= count; ++i) {
+      names.push_back(PartFileName(program_.settings.TempFolder, base, i));
+      if (!program_.listLoaded && program_.platform.files.Exists(names.back())) return true;
+    }
     for (int other = 1; other <= program_.DownloadCount; ++other) {
       const DownloadRecord& record = program_.Download(other);
       // One that a server error dropped goes on writing while it is active.

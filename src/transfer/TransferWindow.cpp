@@ -219,6 +219,19 @@ void TransferWindow::ShowWindow() {
   Show();
 }
 
+// It may be hidden because another download has its slot. One that is paused, or waits for a silent server,
+// has no event in which to find that out.
+void TransferWindow::HideWindow() {
+  Hide();
+  Tasks().Spawn(EndIfDropped());
+}
+
+Task<> TransferWindow::EndIfDropped() {
+  const auto hold = Hold();
+  co_await Tasks().Yield();
+  (void)StillCurrent();
+}
+
 void TransferWindow::OpenFile() {
   if (FinishedMode != 1 || !StillCurrent()) return;
   const std::string& path = Record().SavePath;

@@ -47,7 +47,7 @@ class TransferWindow final : public Window, public Transfer {
   void PauseDownload() override;
   Task<> ResumeDownload() override;
   void ShowWindow() override;
-  void HideWindow() override { Hide(); }
+  void HideWindow() override;
   void UnloadWindow() override { Retire(); }
 
   void RefreshList(std::int16_t row);  // 0: all rows, else the row of that segment
@@ -107,6 +107,7 @@ class TransferWindow final : public Window, public Transfer {
 
   // Life
   void ConnectHandlers();
+  Task<> EndIfDropped();
   bool Current();
   // False if the window is not Current; it is retired then.
   bool StillCurrent();

@@ -46,7 +46,7 @@ class SimFileData {
   bool onDisk = true;          // False once deleted or lost, though somebody may have it open
 
  private:
-  static constexpr std::size_t kPage = std::size_t{64} << 10;
+  static constexpr std::size_t kPage = std::size_t{16} << 10;
   std::vector<std::unique_ptr<std::array<char, kPage>>> pages_;  // null: zeros
   std::uint64_t size_ = 0;
 };

@@ -29,6 +29,31 @@ class SimLoopTest : public testing::Test {
   std::string order;
 };
 
+TEST_F(SimLoopTest, TellsOfEachEventOnceItIsOverAndWhereItCameFrom) {
+  sim.loop().SetAfterEach([this](SimLane lane) { order += std::to_string(static_cast<int>(lane)); });
+  const auto alarm = NewAlarm("a");
+  alarm->Start(20, false);
+  Post("p");
+  Arrive(1, 10 * kMs, "r");
+  sim.loop().InWorld(5 * kMs, [this] { order += "w"; });  // no event of the program
+  EXPECT_EQ(sim.loop().RunningAlarms(), 1U);
+  sim.RunFor(50);
+  EXPECT_EQ(order, "p2wr0a1");
+  EXPECT_EQ(sim.loop().RunningAlarms(), 0U);
+}
+
+TEST_F(SimLoopTest, HasTheSameHashWhetherItsEntriesAreKeptOrNot) {
+  SimPlatform other({.seed = sim.Seed()});
+  other.trace().KeepNoEntries();
+  for (SimPlatform* const one : {&sim, &other}) {
+    one->loop().Post([] {});
+    one->RunFor(10);
+  }
+  EXPECT_EQ(sim.trace().Hash(), other.trace().Hash());
+  EXPECT_FALSE(sim.trace().Lines().empty());
+  EXPECT_TRUE(other.trace().Lines().empty());
+}
+
 TEST_F(SimLoopTest, TicksEqualAlarmsInTheOrderAsked) {
   const auto a = NewAlarm("a");
   const auto b = NewAlarm("b");

@@ -64,6 +64,18 @@ TEST_F(Actions, DeleteAsksForARunningRecord) {
   EXPECT_FALSE(Rec(index).Active);
 }
 
+TEST_F(Actions, DeleteKeepsThePartFilesWhileTheProgramIsEndingWithTheListAsLastSaved) {
+  Selected([](auto& r) {
+    r.Segments.resize(2);
+    r.SegmentCount = 1;
+    r.Segments[1].TempFile = "/tmp/a.zip001.tmp";
+  });
+  sim.disk().Put("/tmp/a.zip001.tmp", "bytes");
+  Do([&] { program().EndWithFailure("another part file"); });
+  Run(MainWindow::kDelete);
+  EXPECT_TRUE(sim.disk().Has("/tmp/a.zip001.tmp"));
+}
+
 TEST_F(Actions, DeleteTouchesNothingIfTheSlotWasFilledAnewMeanwhile) {
   const std::int16_t index = Selected([](auto& r) { r.Active = true; });
   Run(MainWindow::kDelete);

@@ -234,6 +234,32 @@ TEST_F(Life, AWindowThatHasUnloadedItselfIsNotShownAgain) {
   EXPECT_FALSE(window->Loaded());
 }
 
+TEST_F(Life, AHiddenWindowWhoseSlotWasFilledAnewEndsThoughItWaitsForNothing) {
+  HttpFault silent;
+  silent.wire.hangAfterAccept = true;
+  Serve("/a.bin", 9000);
+  for (const bool paused : {true, false}) {
+    origin.Always(silent);
+    const std::int16_t index = Start("http://o.example/a.bin");
+    sim.RunFor(3000);
+    if (paused) Pause(index);
+    const std::shared_ptr<TransferWindow> window = WindowOf(index);
+    Refill(index, "http://o.example/a.bin");
+    sim.Do([&] { window->HideWindow(); });
+    sim.RunReady();
+    EXPECT_FALSE(window->Loaded());
+    EXPECT_EQ(sim.network().Open(), 0);
+  }
+}
+
+TEST_F(Life, AHiddenWindowThatHasItsSlotGoesOn) {
+  StartSlowly();
+  const auto window = WindowOf();
+  sim.Do([&] { window->HideWindow(); });
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_TRUE(window->Loaded());
+}
+
 TEST_F(Life, TheProgramMayEndInTheMiddleOfAnything) {
   for (const std::uint64_t moment : {0U, 15U, 40U, 130U, 300U, 900U, 1500U}) {
     TransferRig rig;

@@ -232,6 +232,29 @@ TEST_F(OutputFile, KeepsEveryPartUntilTheListOnTheDiskSaysFinished) {
   EXPECT_EQ(calls, expected);
 }
 
+TEST_F(OutputFile, KeepsThePartsWhileTheProgramIsEndingWithTheListAsLastSaved) {
+  AddComplete({"first", "second"});
+  GiveWindow();
+  sim.Do([&] { program.EndWithFailure("another part file"); });
+  Resume();
+  ASSERT_TRUE(RunUntilFinished(1, 1000));
+  EXPECT_EQ(Output(), "firstsecond");
+  EXPECT_FALSE(sim.disk().Has("/prog/Pellora.dat"));
+  EXPECT_TRUE(sim.disk().Has("/home/u/tmp/a.zip001.tmp"));
+  EXPECT_TRUE(sim.disk().Has("/home/u/tmp/a.zip002.tmp"));
+}
+
+TEST_F(OutputFile, OfTheProgramsOwnUpdateGetsItsFolderMadeAnew) {
+  AddComplete({"bytes"});
+  Record().DownloadKind = 1;
+  Record().HasSavePath = true;
+  Record().SavePath = "/prog/downloads/a.zip";  // the folder could not be made at the add
+  GiveWindow();
+  Resume();
+  ASSERT_TRUE(RunUntilFinished(1, 1000));
+  EXPECT_EQ(sim.disk().Get("/prog/downloads/a.zip"), "bytes");
+}
+
 TEST_F(OutputFile, LeavesAPartThatCannotBeDeleted) {
   const SimContent content = Serve("/a.zip", 200000);
   sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::Delete; }, 2);

@@ -250,6 +250,16 @@ TEST_F(Segments, AvoidThePartFilesOfADroppedRecordThatStillWrites) {
   EXPECT_EQ(Output(2), content.All());
 }
 
+TEST_F(Segments, TouchNoPartFileThatMayBelongToAListThatCouldNotBeRead) {
+  const SimContent content = Serve("/a.bin", 20000);
+  program.listLoaded = false;
+  sim.disk().Put("/home/u/tmp/a.bin002.tmp", "another record's bytes");
+  Start("http://o.example/a.bin");
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_EQ(Output(), content.All());
+  EXPECT_EQ(sim.disk().Get("/home/u/tmp/a.bin002.tmp"), "another record's bytes");
+}
+
 TEST_F(Segments, ReopenTheirPartFilesAboutOnceASecond) {
   program.settings.MaxSegments = 1;
   Serve("/a.bin", 100000);

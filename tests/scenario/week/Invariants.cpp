@@ -106,7 +106,10 @@ void Invariants::CheckRecord(int index, Cause cause) {
     return;
   }
   const std::uint32_t serial = program.Serial(index);
-  const bool fresh = shadow.serial != serial || shadow.count != record.SegmentCount;
+  // A plan that was made while no size was known is dropped for one with a size.
+  const bool empty = shadow.count == 1 && shadow.segments[1].end < 0 && record.SegmentCount == 1 &&
+                     record.Segments.size() > 1 && record.Segments[1].RangeEnd >= 0;
+  const bool fresh = shadow.serial != serial || shadow.count != record.SegmentCount || empty;
   bool changed = fresh || shadow.received != record.Received;
   if (fresh || shadow.host != record.Host) {
     shadow.host = record.Host;
@@ -212,7 +215,7 @@ void Invariants::CheckPlan(int index, const DownloadRecord& record) {
     if (std::int64_t{segment.RangeEnd} + 1 - segment.RangeSize != next) Note(Name(index) + "ranges with a gap");
     next = std::int64_t{segment.RangeEnd} + 1;
   }
-  const std::string* const bytes = origin_.Find(record.FileName);
+  const std::string_view* const bytes = origin_.Find(record.FileName);
   if (!bytes || !Honest(record)) return;
   if (next != static_cast<std::int64_t>(bytes->size())) {
     Note(Name(index) + "a plan for " + std::to_string(next) + " bytes of " + std::to_string(bytes->size()));

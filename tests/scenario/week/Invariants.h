@@ -82,8 +82,8 @@ class Invariants final : public DiskWatcher {
     int record = 0;
     int segment = 0;
     std::uint32_t serial = 0;
-    const std::string* bytes = nullptr;  // of the origin; null: not known
-    std::int64_t base = 0;               // where in the file the part begins
+    const std::string_view* bytes = nullptr;  // of the origin; null: not known
+    std::int64_t base = 0;                    // where in the file the part begins
   };
 
   void CheckRecord(int index, Cause cause);

@@ -88,8 +88,7 @@ void Invariants::CheckPartBytes(const std::string& path, std::uint64_t offset, s
   if (!owner->bytes) return;
   counts_.written += bytes.size();
   const auto begin = static_cast<std::size_t>(owner->base) + static_cast<std::size_t>(offset);
-  if (begin + bytes.size() > owner->bytes->size() ||
-      std::string_view(*owner->bytes).substr(begin, bytes.size()) != bytes) {
+  if (begin + bytes.size() > owner->bytes->size() || owner->bytes->substr(begin, bytes.size()) != bytes) {
     Note("bytes " + std::to_string(begin) + " to " + std::to_string(begin + bytes.size()) +
          " are not the origin's: " + path);
   }
@@ -100,10 +99,10 @@ void Invariants::CheckOutputBytes(const std::string& path, std::uint64_t offset,
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
     if (!record.InUse || record.SavePath != path || record.SegmentCount < 1 || !Honest(record)) continue;
-    const std::string& origin = *origin_.Find(record.FileName);
+    const std::string_view origin = *origin_.Find(record.FileName);
     counts_.written += bytes.size();
     if (offset + bytes.size() > origin.size() ||
-        std::string_view(origin).substr(static_cast<std::size_t>(offset), bytes.size()) != bytes) {
+        origin.substr(static_cast<std::size_t>(offset), bytes.size()) != bytes) {
       Note(Name(i) + "joined to something else at " + std::to_string(offset) + ": " + path);
     }
     return;

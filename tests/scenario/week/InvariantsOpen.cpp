@@ -12,13 +12,13 @@ namespace pellora {
 namespace {
 
 // Four timers of the main window, the re-test of waits, and what the preview renders.
-constexpr std::size_t kOwnAlarms = 12;
+constexpr std::size_t kOwnAlarms = 6;
 constexpr std::size_t kWindowAlarms = 2;
 constexpr std::size_t kFtpAlarms = 2 * kMaxSegmentSockets;
-// A transfer without a slot finds that out at its next timer's tick, 10 s off at most.
-constexpr SimLoop::Micros kOrphanTime = 30 * SimLoop::kSecond;
-// Tasks that wait: one or two for each transfer, one for each question, and a few of the program's own.
-constexpr std::size_t kOwnTasks = 40;
+// A transfer without a slot finds that out at its next event; what it waits for is over soon.
+constexpr SimLoop::Micros kOrphanTime = 5 * SimLoop::kSecond;
+// Tasks that wait: up to one for each login of a transfer and a few more, one for each question, and the lists' own.
+constexpr std::size_t kOwnTasks = 20;
 constexpr std::size_t kWindowTasks = 12;
 
 template <class Object>
@@ -36,8 +36,7 @@ void Invariants::CheckOpen() {
   CheckFiles();
 }
 
-// Each transfer object stands in the slot of its record, or it ends soon. One that the user chose to drop
-// is told to be hidden and no more: while its probe waits for a silent server nothing wakes it.
+// Each transfer object stands in the slot of its record, or it ends soon: once a box of its own is answered.
 void Invariants::CheckWindows() {
   Program& program = app_->program();
   std::erase_if(windows_, [](const LiveWindow& live) { return live.alive.expired(); });
@@ -62,10 +61,9 @@ void Invariants::CheckWindows() {
     const SimLoop::Micros now = sim_->loop().Time();
     if (live.orphanSince < 0) live.orphanSince = now;
     if (now - live.orphanSince < kOrphanTime || live.host == HostId::Wild) continue;
-    const auto& open = network_->Open();
-    const bool probes =
-        std::any_of(open.begin(), open.end(), [&](const OpenConnection& one) { return LiesIn(window, one.events); });
-    if (!probes && sim_->dialogs().Standing() == 0) Note("a transfer without a slot lives on");
+    if (sim_->dialogs().Standing() == 0) {
+      Note("a transfer without a slot lives on that says \"" + window.state.Caption() + "\"");
+    }
   }
   const std::size_t running = sim_->loop().RunningAlarms();
   counts_.mostAlarms = std::max<std::uint64_t>(counts_.mostAlarms, running);

@@ -130,6 +130,7 @@ std::vector<std::string> Life::Run() {
     if (!settled && invariants_.Wrong().empty()) invariants_.Note("something waits for ever\n" + Listed());
     const bool ended = sim_->Ended();
     for (const std::string& wrong : Check()) invariants_.Note(wrong);
+    if (sim_->Elapsed() > 6000 && !sim_->disk().Has(std::string(kListPath))) invariants_.Note("no list on the disk");
     if (!ended) counts_.finished += app_->mainWindow().ListView2.Rows().size();
     EndSession();
     if (!ended) break;
@@ -308,7 +309,7 @@ std::vector<std::string> Life::Check() {
 
 void Life::CheckRecord(int index, std::vector<std::string>& wrong) {
   const DownloadRecord& record = app_->program().Download(index);
-  const std::string* const bytes = origin_.Find(record.FileName);
+  const std::string_view* const bytes = origin_.Find(record.FileName);
   if (!record.InUse || !record.Finished || !bytes || !IsHonest(HostOf(record.Host))) return;
   if (!sim_->disk().Has(record.SavePath) || sim_->disk().Get(record.SavePath) != *bytes) {
     wrong.push_back("record " + std::to_string(index) + " " + record.URL +

@@ -29,15 +29,15 @@ const std::string& Pool() {
   return pool;
 }
 
-std::string Piece(int number, std::uint32_t size) {
-  return Pool().substr(static_cast<std::size_t>(number) * 49999, size);
+std::string_view Piece(int number, std::uint32_t size) {
+  return std::string_view(Pool()).substr(static_cast<std::size_t>(number) * 49999, size);
 }
 
 // The members' own bytes are looked at by nobody.
-std::string Archive(const std::string& body) {
+std::string Archive(std::string_view body) {
   const std::vector<SimMember> members = {{.name = "a/b.txt", .packed = 10, .normal = 20}, {.name = "c.bin"}};
   const std::string directory = SimDirectory(members);
-  return body + directory + SimEndRecord(members.size(), directory.size());
+  return std::string(body) + directory + SimEndRecord(members.size(), directory.size());
 }
 
 std::uint64_t Speed(SimRandom& random) { return 20'000 + random.Below(400'000); }
@@ -69,19 +69,18 @@ Origin::Origin(const LifePlan& plan) {
   for (int i = 0; i < kOfEach; ++i) Add("m" + std::to_string(i) + ".bin", Piece(4 + i, size(4 + i)));
   for (int i = 0; i < kOfEach; ++i) Add("p" + std::to_string(i) + ".bin", Piece(8 + i, size(8 + i)));
   for (int i = 0; i < kRedirected; ++i) Add("g" + std::to_string(i) + ".bin", Piece(12 + i, size(12 + i)));
-  Add("z0.zip", Archive(Piece(14, size(14))));
-  Add(kPackage, Archive(Piece(15, std::min(size(15), 30'000U))));
+  archives_ = {Archive(Piece(14, size(14))), Archive(Piece(15, std::min(size(15), 30'000U)))};
+  Add("z0.zip", archives_[0]);
+  Add(kPackage, archives_[1]);
 }
 
-const Origin::Served& Origin::Add(const std::string& name, std::string bytes) {
-  auto shared = std::make_shared<const std::string>(std::move(bytes));
-  files_.push_back({name, SimContent(*shared), shared});
-  return files_.back();
+void Origin::Add(const std::string& name, std::string_view bytes) {
+  files_.push_back({name, SimContent(std::string(bytes)), bytes});
 }
 
-const std::string* Origin::Find(std::string_view name) const {
+const std::string_view* Origin::Find(std::string_view name) const {
   for (const Served& file : files_) {
-    if (file.name == name) return file.bytes.get();
+    if (file.name == name) return &file.bytes;
   }
   return nullptr;
 }

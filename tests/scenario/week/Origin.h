@@ -38,7 +38,7 @@ class Origin {
   void EndSession(Counts& counts);
 
   // The bytes of the file with that name; null if no honest server has one.
-  const std::string* Find(std::string_view name) const;
+  const std::string_view* Find(std::string_view name) const;
   // An address that a user may add.
   std::string RandomUrl(SimRandom& random) const;
 
@@ -46,19 +46,20 @@ class Origin {
   struct Served {
     std::string name;
     SimContent content;
-    std::shared_ptr<const std::string> bytes;
+    std::string_view bytes;
   };
   struct Fate {
     PlanServer server;
     int connection;
     const char* name;
   };
-  const Served& Add(const std::string& name, std::string bytes);
+  void Add(const std::string& name, std::string_view bytes);
   void ServeHttp();
   HttpFault MoodyFault(SimRandom& random, const char*& name);
   HttpFault WildFault(SimRandom& random, const char*& name);
   FtpFault RandomFtpFault(SimRandom& random, const char*& name);
 
+  std::vector<std::string> archives_;
   std::vector<Served> files_;
   std::vector<Fate> fates_;
   std::unique_ptr<SimHttpServer> honest_;

@@ -237,6 +237,15 @@ TEST_F(ListFileTest, NothingIsSavedOverAFileThatCannotBeRead) {
   EXPECT_EQ(Content(), before);
 }
 
+TEST_F(ListFileTest, PartFilesMayGoOnceTheListIsSavedAndNotWhereItCannotBe) {
+  Load();
+  Add(test::FullRecord());
+  EXPECT_TRUE(SaveListBeforeDeleting(program));
+  EXPECT_EQ(Restarted().size(), 2U);
+  memory.files.failing = {"write "};
+  EXPECT_FALSE(SaveListBeforeDeleting(program));
+}
+
 TEST_F(ListFileTest, AFolderThatTakesNoFileStillGivesAnEmptyList) {
   memory.files.failing = {"open "};
   Load();

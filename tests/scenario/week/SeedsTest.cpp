@@ -1,0 +1,46 @@
+// Seeds that once found something wrong in the program, each with what it was.
+#include <gtest/gtest.h>
+
+#include "Life.h"
+#include "soak/Shrink.h"
+
+namespace pellora {
+namespace {
+
+TEST(FoundSeeds, FindNothingAnyMore) {
+  struct Found {
+    std::uint64_t seed;
+    const char* what;
+  };
+  for (const Found& one : {
+           Found{374, "a list that could not be read, and new downloads that took its part files"},
+           Found{506, "the folder of an update that was never made anew"},
+           Found{2788, "part files deleted while the program ended with the list as last saved"},
+           Found{2354, "a dropped transfer that waited for nothing and stayed for ever"},
+           Found{1822, "the same, behind a stall"},
+       }) {
+    const std::vector<std::string> wrong = Life(one.seed).Run();
+    EXPECT_TRUE(wrong.empty()) << one.seed << ", " << one.what << ": " << wrong.front();
+  }
+}
+
+// What a failing life fails without is left out, and the rest still fails.
+TEST(Shrinking, LeavesOnlyWhatALifeFailsWith) {
+  LifeOptions options;
+  options.planted = Planted::WrongOffset;
+  std::uint64_t seed = 1;
+  while (Life(seed, options).Run().empty()) ++seed;
+  int lives = 0;
+  options.dropped = Shrink(seed, options, lives);
+  EXPECT_LT(MakePlan(seed).items.size() - options.dropped.size(), 6U);
+  EXPECT_FALSE(Life(seed, options).Run().empty());
+}
+
+TEST(Shrinking, LeavesALifeThatDoesNotFailAlone) {
+  int lives = 0;
+  EXPECT_TRUE(Shrink(2, {}, lives).empty());
+  EXPECT_EQ(lives, 1);
+}
+
+}  // namespace
+}  // namespace pellora
