@@ -19,7 +19,7 @@ int ScreenNumber() {
   int display = 0;
   int screen = 0;
   if (xcb_parse_display(nullptr, &host, &display, &screen) == 0) return 0;
-  std::free(host);
+  const Owned<char> owned(host, std::free);
   return screen;
 }
 
