@@ -17,13 +17,13 @@ def free_port():
     return port
 
 
-def wait_port(port, process):
+def wait_port(port, process, address="127.0.0.1"):
     end = time.monotonic() + 10
     while time.monotonic() < end:
         if process.poll() is not None:
             break
         try:
-            socket.create_connection(("127.0.0.1", port), 0.5).close()
+            socket.create_connection((address, port), 0.5).close()
             return
         except OSError:
             time.sleep(0.05)
@@ -91,8 +91,8 @@ class WholeHeaders:
     """A relay to a server on loopback that holds a reply back until its headers are complete. A server may write them
     line by line; whether they arrive in one piece is then chance, and the program judges a reply by its first piece."""
 
-    def __init__(self, port):
-        self.to = port
+    def __init__(self, port, address="127.0.0.1"):
+        self.to = (address, port)
         self.listener = origin.listen_low()
         self.port = self.listener.getsockname()[1]
         self.accepting = threading.Thread(target=self._accept, daemon=True)
@@ -104,7 +104,7 @@ class WholeHeaders:
                 client, _ = self.listener.accept()
             except OSError:
                 return
-            server = socket.create_connection(("127.0.0.1", self.to))
+            server = socket.create_connection(self.to)
             threading.Thread(target=self._carry, args=(client, server, b""), daemon=True).start()
             threading.Thread(target=self._carry, args=(server, client, b"\r\n\r\n"), daemon=True).start()
 

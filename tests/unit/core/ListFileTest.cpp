@@ -257,6 +257,28 @@ TEST_F(ListFileTest, EveryTruncationOfAListLoadsSavesAndLoadsAgain) {
   }
 }
 
+// What a damaged list is read as is a list like any other: written and read again it stays so.
+TEST_F(ListFileTest, EveryFlippedBitOfAListLoadsSavesAndLoadsAgain) {
+  test::RandomRecords random(7);
+  const std::string whole =
+      test::EncodedList({DownloadRecord{}, test::FullRecord(), random.Next(), test::FullRecord()});
+  for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
+    memory.files.contents.clear();
+    Content() = whole;
+    Content()[bit / 8] = static_cast<char>(Content()[bit / 8] ^ (1 << bit % 8));
+    const std::vector<DownloadRecord> first = Restarted();
+    Load();
+    SaveList(program);
+    const std::string saved = Content();
+    const std::vector<DownloadRecord> second = Restarted();
+    ASSERT_EQ(second.size(), first.size()) << bit;
+    ASSERT_EQ(test::EncodedList(second), test::EncodedList(first)) << bit;
+    Load();
+    SaveList(program);
+    ASSERT_EQ(Content(), saved) << bit;
+  }
+}
+
 TEST_F(ListFileTest, AFullArrayOfRecordsLoadsAndSaves) {
   Load();
   program.ResizeDownloads(kMaxRecords);

@@ -56,7 +56,15 @@ class MemoryFiles final : public Files {
   void CreateFolder(const std::string& path) override { Call("folder " + path); }
   bool Exists(const std::string& path) const override { return contents.count(path) != 0; }
   std::uint64_t LengthOf(const std::string& path) const override { return contents.at(path).size(); }
-  std::vector<std::string> FilesIn(const std::string& /*folder*/) const override { return {}; }
+  std::vector<std::string> FilesIn(const std::string& folder) const override {
+    std::vector<std::string> names;
+    for (const auto& [path, content] : contents) {
+      if (path.starts_with(folder) && path.find('/', folder.size()) == std::string::npos) {
+        names.push_back(path.substr(folder.size()));
+      }
+    }
+    return names;
+  }
 
  private:
   class OpenFile final : public File {
