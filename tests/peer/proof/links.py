@@ -113,6 +113,14 @@ class FarProftpd(ftpservers.Proftpd):
     address = SERVER
 
 
+class FarTinyproxy(servers.Tinyproxy):
+    address = SERVER
+
+    def __init__(self, link):
+        self.within = link.within
+        super().__init__()
+
+
 class Base(unittest.TestCase):
     def setUp(self):
         self.link = Link()
@@ -239,6 +247,25 @@ def listfile_connect_state(session, url):
         return listfile.find(session.list_file, url) and b"\x00\x00\x01\x001\x00\x00" in data
     harness.wait_until(saved, 10, "the saved state")
     return b"1"
+
+
+class Proxy(Base):
+    def test_a_probe_through_a_proxy_behind_a_narrow_link_brings_the_file(self):
+        self.link.slow("rate", "3mbit", "burst", "10kb", "latency", "400ms")
+        nginx = self.nginx("0")
+        proxy = FarTinyproxy(self.link)
+        self.addCleanup(proxy.close)
+        relay = servers.WholeHeaders(proxy.port, SERVER)
+        self.addCleanup(relay.close)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.session.write_settings(self.session.settings_file, {
+            "CheckClipboard": "False", "MaxSegments": 4, "ProxyHTTP": "True", "ProxyServer": "127.0.0.1",
+            "ProxyPort": relay.port})
+        self.session.start()
+        url = nginx.url("a.bin")
+        self.session.menu_url(url)
+        self.finish(url)
+        self.assertEqual(proxy.log_text().count("GET " + url), 1)
 
 
 class Ends(Base):

@@ -17,6 +17,7 @@ import subprocess
 import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(HERE)))
 NAMES = ("syscalls", "kills", "lists", "links", "limits", "soak")
 
 
@@ -25,6 +26,9 @@ def main():
     if not set(names) <= set(NAMES):
         print(__doc__)
         return 2
+    if subprocess.run(["bash", "-c", '. scripts/packages.sh && ensure_packages build display check proof && '
+                       'unpack_packages unpacked'], cwd=ROOT, env=dict(os.environ, ROOT=ROOT), check=False).returncode:
+        return 1
     failed = []
     for name in names:
         print("== " + name, flush=True)

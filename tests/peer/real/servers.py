@@ -133,17 +133,20 @@ class WholeHeaders:
 
 
 class Tinyproxy:
+    address = "127.0.0.1"
+    within = ()  # a program, with its arguments, that runs the proxy elsewhere
+
     def __init__(self):
         self.folder = harness.Stage.get().new_folder("tinyproxy")
         self.port = free_port()
         self.log = os.path.join(self.folder, "tinyproxy.log")
         config = os.path.join(self.folder, "tinyproxy.conf")
         with open(config, "w", encoding="ascii") as f:
-            f.write("Port %d\nListen 127.0.0.1\nAllow 127.0.0.1\nTimeout 60\nMaxClients 50\nLogLevel Connect\n"
-                    "LogFile \"%s\"\nPidFile \"%s/tinyproxy.pid\"\n" % (self.port, self.log, self.folder))
-        self.process = subprocess.Popen(["tinyproxy", "-d", "-c", config], stdin=subprocess.DEVNULL,
+            f.write("Port %d\nListen %s\nTimeout 60\nMaxClients 50\nLogLevel Connect\n"
+                    "LogFile \"%s\"\nPidFile \"%s/tinyproxy.pid\"\n" % (self.port, self.address, self.log, self.folder))
+        self.process = subprocess.Popen([*self.within, "tinyproxy", "-d", "-c", config], stdin=subprocess.DEVNULL,
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        wait_port(self.port, self.process)
+        wait_port(self.port, self.process, self.address)
 
     def log_text(self):
         with open(self.log, encoding="utf-8", errors="replace") as f:
