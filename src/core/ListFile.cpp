@@ -18,10 +18,9 @@ namespace {
 constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 30;
 constexpr std::size_t kCopyBlock = std::size_t{1} << 20;
 
-std::string ReadBytes(Files& files, const std::string& path) {
-  const std::unique_ptr<File> file = files.OpenForReading(path);
-  std::string bytes(static_cast<std::size_t>(std::min(file->Length(), kMostBytes)), '\0');
-  bytes.resize(file->ReadAt(0, bytes));
+std::string ReadBytes(File& file) {
+  std::string bytes(static_cast<std::size_t>(std::min(file.Length(), kMostBytes)), '\0');
+  bytes.resize(file.ReadAt(0, bytes));
   return bytes;
 }
 
@@ -83,9 +82,11 @@ void LoadList(Program& program) {
   const std::string path = ListPath(program);
   std::string bytes;
   if (files.Exists(path)) {
-    bytes = ReadBytes(files, path);
+    bytes = ReadBytes(*files.OpenForReading(path));
   } else {
-    Skip([&] { (void)files.Open(path); });
+    // A disk in trouble may deny a file that is there: what was not made just now is no empty list.
+    std::unique_ptr<File> file;
+    if (Skip([&] { file = files.Open(path); })) bytes = ReadBytes(*file);
   }
 
   ListDecoder decoder(bytes);

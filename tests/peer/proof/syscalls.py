@@ -155,7 +155,7 @@ class Trial:
                 pass  # the bus tells that it has lost the program
         elif went and self.phase == "second":
             if self.session.companion.run("resume").returncode == 0:
-                self.until(lambda: self.session.companion.find(self.url).finished)
+                self.until(lambda: getattr(self.session.companion.find(self.url), "finished", False))
         for _ in range(3):
             if not self.dead() and self.session.dialogs():
                 self.told = True

@@ -45,6 +45,12 @@ TEST_F(ListFileTest, AnAbsentFileIsCreatedEmptyAndIsAnEmptyList) {
   EXPECT_EQ(memory.files.contents.at(kPath), "");
 }
 
+TEST_F(ListFileTest, AFileThatIsDeniedOnceAndThereAfterAllIsRead) {
+  Content() = test::EncodedList({DownloadRecord{}, test::FullRecord()});
+  memory.files.denied.insert(kPath);
+  EXPECT_EQ(Restarted().size(), 2U);
+}
+
 TEST_F(ListFileTest, AnEmptyOrShortFileIsAnEmptyList) {
   for (const std::string& content : {std::string(), std::string("\x6F"), std::string("\x6F\x86\x01", 3)}) {
     Content() = content;
