@@ -8,6 +8,7 @@
 #include "capture/DownloadBasket.h"
 #include "capture/PelloraCatcher.h"
 #include "capture/SetBrowserMenu.h"
+#include "core/LeftParts.h"
 #include "core/ListFile.h"
 #include "core/Stop.h"
 #include "lang/Language.h"
@@ -116,6 +117,7 @@ Task<> App::Parts::Start(Parts* parts) {
   program.ShowTransferWindow = true;
   SkipAloud(program, "The list cannot be read, and is left as it is: downloads added now are not saved.",
             [&] { LoadList(program); });
+  Skip([&] { DeleteLeftParts(program); });
   MainWindow& window = parts->Main();
   Skip([&] { window.RefreshRows(0, 0); });
   Skip([&] { window.Load(); });

@@ -1,6 +1,8 @@
 #include "desktop/AtomicFile.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -36,11 +38,37 @@ std::string ResolveLinks(const std::string& path) {
   return real ? std::string(real.get()) : path;
 }
 
+constexpr std::string_view kDraftMark = ".new-";
+constexpr std::string_view kRandomPart = "XXXXXX";
+
+// A draft that a kill has left beside its target: its maker's lock is gone.
+void RemoveLeftDrafts(const std::string& target) {
+  const std::string folder = FolderOf(target);
+  const std::string start = target.substr(target.rfind('/') + 1) + std::string(kDraftMark);
+  DIR* const opened = opendir(folder.c_str());
+  if (opened == nullptr) return;
+  while (const dirent* entry = readdir(opened)) {
+    const std::string name = entry->d_name;
+    if (!name.starts_with(start) || name.size() != start.size() + kRandomPart.size()) continue;
+    const int fd = openat(dirfd(opened), entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) continue;
+    struct stat status {};
+    const bool left = fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && flock(fd, LOCK_EX | LOCK_NB) == 0;
+    if (left) unlinkat(dirfd(opened), entry->d_name, 0);
+    close(fd);
+  }
+  closedir(opened);
+}
+
 // A file beside its target that is gone again unless it took the target's name.
 class Draft {
  public:
-  explicit Draft(const std::string& target) : name_(target + ".XXXXXX"), fd_(mkostemp(name_.data(), O_CLOEXEC)) {
+  explicit Draft(const std::string& target) {
+    RemoveLeftDrafts(target);
+    name_.append(target).append(kDraftMark).append(kRandomPart);
+    fd_ = mkostemp(name_.data(), O_CLOEXEC);
     if (fd_ < 0) throw FileFailure(target, errno);
+    flock(fd_, LOCK_EX | LOCK_NB);
   }
   ~Draft() {
     if (fd_ >= 0) close(fd_);

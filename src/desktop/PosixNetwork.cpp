@@ -4,6 +4,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -25,6 +26,19 @@ void SetPort(Address& address, std::int32_t port) {
   } else {
     reinterpret_cast<sockaddr_in*>(&address.storage)->sin_port = wire;
   }
+}
+
+// Descriptors that are left to everything but sockets and their files. Without a free one the window system waits for
+// ever for a reply that comes with a descriptor.
+constexpr rlim_t kForTheRest = 40;
+
+rlim_t openSockets = 0;
+
+// Each socket may want a file for what it brings.
+bool RoomForSocket() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return true;
+  return limit.rlim_cur >= kForTheRest && openSockets < (limit.rlim_cur - kForTheRest) / 2;
 }
 
 }  // namespace
@@ -92,7 +106,10 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
     readable_.reset();  // out of the poll set before its number can be given to another socket
     writable_.reset();
     patience_.reset();
-    if (fd_ >= 0) close(fd_);
+    if (fd_ >= 0) {
+      close(fd_);
+      --openSockets;
+    }
     fd_ = -1;
   }
 
@@ -121,8 +138,10 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
 
   // Starts the attempt at one address; False if it failed at once.
   bool Begin(const Address& address) {
+    if (!RoomForSocket()) return Note(EMFILE);
     fd_ = socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd_ < 0) return Note(errno);
+    ++openSockets;
     const int on = 1;
     setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     int result = 0;

@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -87,6 +89,19 @@ TEST_F(IniSettingsTest, AFailedWriteKeepsTheFileAndLeavesNothingBehind) {
   PosixFiles().CreateFolder(folder.Path("config/pellora/Brenmoor.ini"));
   EXPECT_THROW(settings.Set("Brenmoor", "A", "2"), Failure);
   EXPECT_EQ(PosixFiles().FilesIn(folder.Path("config/pellora")), std::vector<std::string>{"Pellora.ini"});
+}
+
+TEST_F(IniSettingsTest, AWriteTakesAwayWhatAKilledOneLeftAndNothingElse) {
+  Write("[Options]\nA=1\n");
+  const std::string held = file + ".new-Held00";
+  for (const char* const end : {".new-Left00", ".new-Held00", ".new-longer0", ".backup"}) Put(file + end, "half");
+  const int fd = open(held.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(flock(fd, LOCK_EX), 0);  // as the program that is writing it now
+  settings.Set("Pellora", "A", "2");
+  close(fd);
+  EXPECT_EQ(PosixFiles().FilesIn(folder.Path("config/pellora")),
+            (std::vector<std::string>{"Pellora.ini", "Pellora.ini.backup", "Pellora.ini.new-Held00",
+                                      "Pellora.ini.new-longer0"}));
 }
 
 TEST_F(IniSettingsTest, ALinkedFileStaysALinkAndKeepsItsRights) {

@@ -2,12 +2,16 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <thread>
+#include <vector>
 
 #include "Support.h"
 #include "desktop/PosixNetwork.h"
@@ -34,7 +38,7 @@ class Peer {
       four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
       length = sizeof four;
     }
-    bound_ = bind(listener_, reinterpret_cast<sockaddr*>(&address), length) == 0 && listen(listener_, 8) == 0;
+    bound_ = bind(listener_, reinterpret_cast<sockaddr*>(&address), length) == 0 && listen(listener_, 32) == 0;
     getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
     port_ = ntohs(family == AF_INET6 ? reinterpret_cast<sockaddr_in6&>(address).sin6_port
                                      : reinterpret_cast<sockaddr_in&>(address).sin_port);
@@ -171,6 +175,29 @@ TEST_F(PosixNetworkTest, DeliversAllDataBeforeTheEnd) {
   EXPECT_EQ(recorder.bytes, std::string(100000, 'a'));
   EXPECT_TRUE(recorder.log.starts_with("connected data ")) << recorder.log;
   EXPECT_TRUE(recorder.log.ends_with("data closed ")) << recorder.log;
+}
+
+TEST_F(PosixNetworkTest, LeavesDescriptorsForTheFilesAndTheDisplayAndTakesThemUpAgain) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  rlimit few = before;
+  few.rlim_cur = 64;  // (64 - 40) / 2 sockets
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+  std::vector<std::unique_ptr<Recorder>> recorders;
+  std::vector<std::unique_ptr<Connection>> connections;
+  const auto connect = [&] {
+    recorders.push_back(std::make_unique<Recorder>());
+    connections.push_back(network.Connect("127.0.0.1", peer.Port(), *recorders.back()));
+    EXPECT_TRUE(RunUntil([&] { return !recorders.back()->log.empty(); }));
+    return recorders.back()->log;
+  };
+  for (int i = 0; i < 12; ++i) EXPECT_EQ(connect(), "connected ") << i;
+  EXPECT_EQ(connect(), "failed ");
+  EXPECT_EQ(recorders.back()->reason, std::strerror(EMFILE));
+  connections.front()->Close();
+  EXPECT_EQ(connect(), "connected ");
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(connect(), "connected ");
 }
 
 TEST_F(PosixNetworkTest, AnEndedStreamCostsNoTime) {

@@ -23,6 +23,8 @@ class FtpServer:
     `name` tells the server in messages; `login` stands before the host in its URLs."""
 
     name = login = wrong_login = None
+    address = "127.0.0.1"
+    within = ()  # a program, with its arguments, that runs the server elsewhere
 
     def __init__(self, rate=0, most_logins=0):
         self.rate = rate
@@ -37,11 +39,15 @@ class FtpServer:
         config = os.path.join(self.folder, self.name + ".conf")
         with open(config, "w", encoding="ascii") as f:
             f.write("\n".join(self.configuration()) + "\n")
-        with open(os.path.join(self.folder, "output.log"), "wb") as log:
+        self.config = config
+        self.start()
+
+    def start(self):
+        with open(os.path.join(self.folder, "output.log"), "ab") as log:
             # A group of its own: both fork for each login, and the whole family is to be ended.
-            self.process = subprocess.Popen(self.command(config), stdin=subprocess.DEVNULL, stdout=log, stderr=log,
-                                            start_new_session=True)
-        servers.wait_port(self.port, self.process)
+            self.process = subprocess.Popen([*self.within, *self.command(self.config)], stdin=subprocess.DEVNULL,
+                                            stdout=log, stderr=log, start_new_session=True)
+        servers.wait_port(self.port, self.process, self.address)
 
     def configuration(self):
         raise NotImplementedError
@@ -54,7 +60,7 @@ class FtpServer:
             f.write(data)
 
     def url(self, name, login=None):
-        return "ftp://%s@127.0.0.1:%d/%s" % (login or self.login, self.port, name)
+        return "ftp://%s@%s:%d/%s" % (login or self.login, self.address, self.port, name)
 
     def log(self):
         with open(self.commands_file, encoding="utf-8", errors="replace") as f:
@@ -81,10 +87,10 @@ class Vsftpd(FtpServer):
     def configuration(self):
         # As the launching user it needs no empty jail, and no account that the machine may not have.
         return [
-            "listen=YES", "listen_address=127.0.0.1", "listen_port=%d" % self.port, "background=NO",
+            "listen=YES", "listen_address=" + self.address, "listen_port=%d" % self.port, "background=NO",
             "run_as_launching_user=YES", "ftp_username=" + pwd.getpwuid(os.geteuid()).pw_name, "seccomp_sandbox=NO", "local_enable=NO", "anonymous_enable=YES",
             "anon_root=" + self.files, "anon_max_rate=%d" % self.rate, "max_per_ip=%d" % self.most_logins,
-            "pasv_address=127.0.0.1", "xferlog_enable=YES", "log_ftp_protocol=YES", "dual_log_enable=YES",
+            "pasv_address=" + self.address, "xferlog_enable=YES", "log_ftp_protocol=YES", "dual_log_enable=YES",
             "vsftpd_log_file=" + self.commands_file, "xferlog_file=" + os.path.join(self.folder, "transfers.log"),
             "dirmessage_enable=YES", "ftpd_banner=Files for everybody"]
 
@@ -107,7 +113,7 @@ class Proftpd(FtpServer):
             f.write("joe:%s:%d:%d::%s:/bin/false\n" % (HASH, account.pw_uid, account.pw_gid, self.files))
         os.chmod(accounts, 0o600)
         lines = [
-            "ServerType standalone", "DefaultAddress 127.0.0.1", "SocketBindTight on", "Port %d" % self.port,
+            "ServerType standalone", "DefaultAddress " + self.address, "SocketBindTight on", "Port %d" % self.port,
             "UseIPv6 off", "UseReverseDNS off", "WtmpLog off", "DelayEngine off", "ControlsEngine off",
             "User " + account.pw_name, "Group " + grp.getgrgid(account.pw_gid).gr_name, "AuthOrder mod_auth_file.c", "AuthUserFile " + accounts,
             "RequireValidShell off", "PidFile %s/pid" % self.folder, "ScoreboardFile %s/scoreboard" % self.folder,

@@ -123,6 +123,7 @@ class Stage:
 class Session:
     """One user of the program. `settings` are keys of [Options]; the folders lie in the session's own home."""
 
+    prefix = ()  # a program, with its arguments, that runs the program
     bound = False  # by the access rights of files even if root runs the tests
 
     def __init__(self, name, **settings):
@@ -179,7 +180,7 @@ class Session:
         return self
 
     def launch(self):
-        command = [os.path.join(self.program, "Pellora")]
+        command = [*self.prefix, os.path.join(self.program, "Pellora")]
         if self.bound:
             command = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] + command
         return subprocess.Popen(command, env=self.env, cwd=self.home,

@@ -17,13 +17,13 @@ def free_port():
     return port
 
 
-def wait_port(port, process):
+def wait_port(port, process, address="127.0.0.1"):
     end = time.monotonic() + 10
     while time.monotonic() < end:
         if process.poll() is not None:
             break
         try:
-            socket.create_connection(("127.0.0.1", port), 0.5).close()
+            socket.create_connection((address, port), 0.5).close()
             return
         except OSError:
             time.sleep(0.05)
@@ -91,8 +91,8 @@ class WholeHeaders:
     """A relay to a server on loopback that holds a reply back until its headers are complete. A server may write them
     line by line; whether they arrive in one piece is then chance, and the program judges a reply by its first piece."""
 
-    def __init__(self, port):
-        self.to = port
+    def __init__(self, port, address="127.0.0.1"):
+        self.to = (address, port)
         self.listener = origin.listen_low()
         self.port = self.listener.getsockname()[1]
         self.accepting = threading.Thread(target=self._accept, daemon=True)
@@ -104,7 +104,7 @@ class WholeHeaders:
                 client, _ = self.listener.accept()
             except OSError:
                 return
-            server = socket.create_connection(("127.0.0.1", self.to))
+            server = socket.create_connection(self.to)
             threading.Thread(target=self._carry, args=(client, server, b""), daemon=True).start()
             threading.Thread(target=self._carry, args=(server, client, b"\r\n\r\n"), daemon=True).start()
 
@@ -133,17 +133,20 @@ class WholeHeaders:
 
 
 class Tinyproxy:
+    address = "127.0.0.1"
+    within = ()  # a program, with its arguments, that runs the proxy elsewhere
+
     def __init__(self):
         self.folder = harness.Stage.get().new_folder("tinyproxy")
         self.port = free_port()
         self.log = os.path.join(self.folder, "tinyproxy.log")
         config = os.path.join(self.folder, "tinyproxy.conf")
         with open(config, "w", encoding="ascii") as f:
-            f.write("Port %d\nListen 127.0.0.1\nAllow 127.0.0.1\nTimeout 60\nMaxClients 50\nLogLevel Connect\n"
-                    "LogFile \"%s\"\nPidFile \"%s/tinyproxy.pid\"\n" % (self.port, self.log, self.folder))
-        self.process = subprocess.Popen(["tinyproxy", "-d", "-c", config], stdin=subprocess.DEVNULL,
+            f.write("Port %d\nListen %s\nTimeout 60\nMaxClients 50\nLogLevel Connect\n"
+                    "LogFile \"%s\"\nPidFile \"%s/tinyproxy.pid\"\n" % (self.port, self.address, self.log, self.folder))
+        self.process = subprocess.Popen([*self.within, "tinyproxy", "-d", "-c", config], stdin=subprocess.DEVNULL,
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        wait_port(self.port, self.process)
+        wait_port(self.port, self.process, self.address)
 
     def log_text(self):
         with open(self.log, encoding="utf-8", errors="replace") as f:

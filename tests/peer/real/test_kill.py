@@ -36,10 +36,18 @@ class Victim(threading.Thread):
         self.failure = None
         self.finished = 0
         self.resumed = 0
-        self.origin = origin.Origin(RATE)
+        self.origin = self.server()
         self.session = harness.Session("kill", MaxSegments=8, MaxSimulDownlads=1)
         self.files = 0
         self.url = None
+
+    def server(self):
+        return origin.Origin(RATE)
+
+    def serve(self, name, seed):
+        """The URL of a new file."""
+        self.origin.serve_file("/" + name, SIZE, seed=seed)
+        return self.origin.url("/" + name)
 
     def run(self):
         try:
@@ -57,9 +65,7 @@ class Victim(threading.Thread):
 
     def next_file(self):
         self.files += 1
-        path = "/file%d.bin" % self.files
-        self.origin.serve_file(path, SIZE, seed=self.number * 100 + self.files)
-        self.url = self.origin.url(path)
+        self.url = self.serve("file%d.bin" % self.files, self.number * 100 + self.files)
         self.session.menu_url(self.url)
         self.added = time.monotonic()
 
@@ -120,9 +126,11 @@ class Victim(threading.Thread):
 
 
 class Kill(unittest.TestCase):
+    victim = Victim
+
     def test_files_survive_kills_at_random_moments(self):
         count = min(SIDE_BY_SIDE, ROUNDS)
-        victims = [Victim(i, ROUNDS // count + (i < ROUNDS % count)) for i in range(count)]
+        victims = [self.victim(i, ROUNDS // count + (i < ROUNDS % count)) for i in range(count)]
         for victim in victims:
             victim.start()
         for victim in victims:

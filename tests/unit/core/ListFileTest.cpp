@@ -45,6 +45,12 @@ TEST_F(ListFileTest, AnAbsentFileIsCreatedEmptyAndIsAnEmptyList) {
   EXPECT_EQ(memory.files.contents.at(kPath), "");
 }
 
+TEST_F(ListFileTest, AFileThatIsDeniedOnceAndThereAfterAllIsRead) {
+  Content() = test::EncodedList({DownloadRecord{}, test::FullRecord()});
+  memory.files.denied.insert(kPath);
+  EXPECT_EQ(Restarted().size(), 2U);
+}
+
 TEST_F(ListFileTest, AnEmptyOrShortFileIsAnEmptyList) {
   for (const std::string& content : {std::string(), std::string("\x6F"), std::string("\x6F\x86\x01", 3)}) {
     Content() = content;
@@ -263,6 +269,28 @@ TEST_F(ListFileTest, EveryTruncationOfAListLoadsSavesAndLoadsAgain) {
     SaveList(program);
     ASSERT_EQ(Restarted(), first) << length;
     ASSERT_EQ(memory.files.Exists(kAside), length > 0 && length < whole.size()) << length;
+  }
+}
+
+// What a damaged list is read as is a list like any other: written and read again it stays so.
+TEST_F(ListFileTest, EveryFlippedBitOfAListLoadsSavesAndLoadsAgain) {
+  test::RandomRecords random(7);
+  const std::string whole =
+      test::EncodedList({DownloadRecord{}, test::FullRecord(), random.Next(), test::FullRecord()});
+  for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
+    memory.files.contents.clear();
+    Content() = whole;
+    Content()[bit / 8] = static_cast<char>(Content()[bit / 8] ^ (1 << bit % 8));
+    const std::vector<DownloadRecord> first = Restarted();
+    Load();
+    SaveList(program);
+    const std::string saved = Content();
+    const std::vector<DownloadRecord> second = Restarted();
+    ASSERT_EQ(second.size(), first.size()) << bit;
+    ASSERT_EQ(test::EncodedList(second), test::EncodedList(first)) << bit;
+    Load();
+    SaveList(program);
+    ASSERT_EQ(Content(), saved) << bit;
   }
 }
 

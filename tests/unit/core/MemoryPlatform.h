@@ -38,6 +38,7 @@ class MemoryFiles final : public Files {
   std::map<std::string, std::string> contents;
   std::vector<std::string> calls;
   std::set<std::string> failing;
+  std::set<std::string> denied;  // there, and said not to be
 
   std::unique_ptr<File> Open(const std::string& path) override {
     Call("open " + path);
@@ -54,9 +55,17 @@ class MemoryFiles final : public Files {
     if (contents.erase(path) == 0) throw Failure(FailureNumber::File, path);
   }
   void CreateFolder(const std::string& path) override { Call("folder " + path); }
-  bool Exists(const std::string& path) const override { return contents.count(path) != 0; }
+  bool Exists(const std::string& path) const override { return contents.count(path) != 0 && denied.count(path) == 0; }
   std::uint64_t LengthOf(const std::string& path) const override { return contents.at(path).size(); }
-  std::vector<std::string> FilesIn(const std::string& /*folder*/) const override { return {}; }
+  std::vector<std::string> FilesIn(const std::string& folder) const override {
+    std::vector<std::string> names;
+    for (const auto& [path, content] : contents) {
+      if (path.starts_with(folder) && path.find('/', folder.size()) == std::string::npos) {
+        names.push_back(path.substr(folder.size()));
+      }
+    }
+    return names;
+  }
 
  private:
   class OpenFile final : public File {

@@ -1,0 +1,13 @@
+// LeftParts: part files whose download is finished. The parts of a joined file go only once the saved list says that it
+// is finished; a kill in between leaves them behind, and the next start takes them away.
+#pragma once
+
+namespace pellora {
+
+class Program;
+
+// Deletes, in the folder for temporary files, what a finished record names as its parts, unless another download names
+// it too or the finished file does not stand there whole.
+void DeleteLeftParts(Program& program);
+
+}  // namespace pellora

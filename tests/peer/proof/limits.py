@@ -1,0 +1,245 @@
+#!/usr/bin/env python3
+"""The real program on full disks, in read-only folders, with few descriptors, and with fifty downloads at once.
+
+    limits.py [-k PATTERN]...       as root: it mounts in a name space of its own, which ends with it"""
+
+import os
+import subprocess
+import sys
+import time
+import unittest
+
+import support
+import harness
+import listfile
+import origin
+
+SIZE = 1200000
+
+
+def mount(*words):
+    subprocess.run(["mount", *words], check=True, stdin=subprocess.DEVNULL)
+
+
+class Limits(unittest.TestCase):
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.origin.serve_file("/a.bin", SIZE)
+        self.url = self.origin.url("/a.bin")
+        self.mounted = []
+
+    def session(self, **settings):
+        self.session_ = harness.Session("limits", **{"MaxSegments": 4, **settings})
+        # Removed after the folders below it are free again.
+        self.addCleanup(self.session_.close)
+        self.addCleanup(self.free)
+        return self.session_
+
+    def disk(self, folder, size):
+        """A file system of its own in place of a folder, with what stands in it."""
+        beside = folder.rstrip("/") + ".before"
+        os.rename(folder, beside)
+        os.mkdir(folder)
+        mount("-t", "tmpfs", "-o", "size=" + size, "tmpfs", folder)
+        self.mounted.append(folder)
+        subprocess.run(["cp", "-a", beside + "/.", folder], check=True, stdin=subprocess.DEVNULL)
+
+    def resize(self, folder, size):
+        mount("-o", "remount,size=" + size, folder)
+
+    def free(self):
+        if self.session_.alive():
+            harness.end_process(self.session_.process)
+        for folder in self.mounted:
+            subprocess.run(["umount", "-l", folder], check=False, stdin=subprocess.DEVNULL)
+
+    def check_file(self, download):
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(SIZE))
+
+    def finish(self, session):
+        """A start, a resumption, and the whole file."""
+        session.start()
+        if session.companion.find(self.url) is None:
+            session.menu_url(self.url)
+        elif not session.companion.find(self.url).finished:
+            session.resume()
+        [download] = session.companion.wait_finished([self.url], 30)
+        self.check_file(download)
+        self.assertEqual(session.stop(), 0, session.read_log())
+        self.assertEqual(os.listdir(session.parts), [])
+        self.assertTrue(listfile.find(session.list_file, self.url).finished)
+
+    def test_a_full_folder_for_parts_is_told_and_ends_the_program_and_space_brings_the_file(self):
+        session = self.session()
+        self.disk(session.parts, "400k")
+        session.start()
+        session.menu_url(self.url)
+        session.dismiss(session.wait_dialog()[0])
+        self.assertEqual(session.process.wait(60), 1, session.read_log())
+        self.resize(session.parts, "8m")
+        self.finish(session)
+
+    def test_a_full_downloads_folder_is_told_and_a_resumption_joins_without_fetching_again(self):
+        session = self.session()
+        self.disk(session.downloads, "400k")
+        session.start()
+        session.menu_url(self.url)
+        session.dismiss(session.wait_dialog()[0])
+        self.assertFalse(session.companion.find(self.url).finished)
+        self.assertLess(session.answers(), harness.PROMPT)
+        self.assertEqual(sum(os.path.getsize(session.parts + n) for n in os.listdir(session.parts)), SIZE)
+        self.resize(session.downloads, "8m")
+        asked = len(self.origin.requests)
+        session.resume()
+        [download] = session.companion.wait_finished([self.url], 30)
+        self.check_file(download)
+        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+        self.assertEqual(session.stop(), 0, session.read_log())
+        self.assertEqual(os.listdir(session.parts), [])
+
+    def test_a_full_program_folder_keeps_the_old_list_whole_until_there_is_space(self):
+        session = self.session()
+        session.start()
+        self.origin.serve_file("/before.bin", 20000)
+        before = self.origin.url("/before.bin")
+        session.menu_url(before)
+        session.companion.wait_finished([before], 30)
+        self.assertEqual(session.stop(), 0, session.read_log())
+        self.disk(session.program, "16m")
+        filler = os.path.join(session.program, "filler")
+        with open(filler, "wb", buffering=0) as f:
+            try:
+                while True:
+                    f.write(b"x" * 4096)
+            except OSError:
+                pass
+        session.start()
+        urls = [self.url]
+        # More records than fit into the last block of the list file.
+        for number in range(12):
+            self.origin.serve_file("/%d.bin" % number, 20000, seed=number)
+            urls.append(self.origin.url("/%d.bin" % number))
+        for url in urls:
+            session.menu_url(url)
+        session.companion.wait_finished(urls, 60)
+        time.sleep(6)  # at least one tick of the save
+        self.assertTrue(listfile.find(session.list_file, before).finished)
+        self.assertEqual(session.dialogs(), [])
+        os.remove(filler)
+        harness.wait_until(lambda: all(getattr(listfile.find(session.list_file, url), "finished", False) for url in urls),
+                           10, "the save")
+        self.assertEqual(session.stop(), 0, session.read_log())
+        session.start()
+        self.assertEqual(len(session.companion.downloads()), 14)
+        self.assertEqual(session.stop(), 0, session.read_log())
+
+    def read_only(self, folder):
+        mount("--bind", folder, folder)
+        self.mounted.append(folder)
+        mount("-o", "remount,bind,ro", folder)
+
+    def test_a_read_only_folder_for_parts_is_told_and_ends_the_program(self):
+        session = self.session()
+        self.read_only(session.parts)
+        session.start()
+        session.menu_url(self.url)
+        session.dismiss(session.wait_dialog()[0])
+        self.assertEqual(session.process.wait(60), 1, session.read_log())
+        mount("-o", "remount,bind,rw", session.parts)
+        self.finish(session)
+
+    def test_a_read_only_downloads_folder_is_told_and_keeps_the_parts(self):
+        session = self.session()
+        self.read_only(session.downloads)
+        session.start()
+        session.menu_url(self.url)
+        session.dismiss(session.wait_dialog()[0])
+        self.assertFalse(session.companion.find(self.url).finished)
+        self.assertEqual(session.stop(), 0, session.read_log())
+        mount("-o", "remount,bind,rw", session.downloads)
+        asked = len(self.origin.requests)
+        self.finish(session)
+        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+
+    def test_a_read_only_program_folder_lets_downloads_go_through(self):
+        session = self.session()
+        self.read_only(session.program)
+        session.start()
+        session.menu_url(self.url)
+        [download] = session.companion.wait_finished([self.url], 30)
+        self.check_file(download)
+        self.assertEqual(session.stop(), 0, session.read_log())
+        self.assertFalse(os.path.exists(session.list_file))
+
+    def many(self, count, size, rate):
+        urls = []
+        for number in range(count):
+            self.origin.serve_file("/many%d.bin" % number, size, seed=number, rate=rate)
+            urls.append(self.origin.url("/many%d.bin" % number))
+        return urls
+
+    def check_many(self, session, urls, size, timeout):
+        for number, download in enumerate(session.companion.wait_finished(urls, timeout)):
+            self.assertEqual(harness.digest(download.saved_path), origin.content_digest(size, seed=number), download.url)
+
+    def test_fifty_downloads_at_once_come_out_whole(self):
+        session = self.session(MaxSimulDownlads=50, MaxSegments=8)
+        session.start()
+        urls = self.many(50, 200000, 20000)
+        began = time.monotonic()
+        session.companion.add(*urls)
+        most = slowest = 0
+        while time.monotonic() - began < 400:
+            slowest = max(slowest, session.answers())
+            found = session.companion.downloads()
+            most = max(most, sum(d.state == "active" for d in found))
+            if len(found) == 50 and all(d.finished for d in found):
+                break
+            time.sleep(0.5)
+        self.check_many(session, urls, 200000, 1)
+        print("      50 files in %.0f s, up to %d active at once, the slowest answer in %.2f s" % (
+            time.monotonic() - began, most, slowest))
+        self.assertLess(slowest, harness.PROMPT)
+        self.assertEqual(session.stop(), 0, session.read_log())
+        self.assertEqual(os.listdir(session.parts), [])
+
+    def test_64_descriptors_for_fifty_downloads_crash_nothing_and_lose_nothing(self):
+        session = self.session(MaxSimulDownlads=50, MaxSegments=4)
+        session.prefix = ("prlimit", "--nofile=64:64")
+        session.start()
+        urls = self.many(50, 100000, 10000)
+        for url in urls:
+            session.menu_url(url)
+        end = time.monotonic() + 60
+        most = boxes = 0
+        while time.monotonic() < end and session.alive():
+            most = max(most, len(os.listdir("/proc/%d/fd" % session.process.pid)))
+            for window, _ in session.dialogs():
+                boxes += 1
+                session.dismiss(window)  # the default keeps the record where something is asked
+            if not session.alive():
+                break
+            self.assertLess(session.answers(), harness.PROMPT)
+            time.sleep(0.5)
+        code = session.process.poll()
+        done = sum(d.finished for d in session.companion.downloads()) if code is None else -1
+        print("      with 64 descriptors: up to %d in use, %d messages, %s" % (
+            most, boxes, "%d of 50 finished in a minute" % done if code is None else "ended with %d" % code))
+        self.assertIn(code, (None, 1), session.read_log())
+        if code is None:
+            self.assertEqual(session.stop(), 0, session.read_log())
+        session.prefix = ()
+        session.start()
+        known = {d.url for d in session.companion.downloads()}
+        for url in urls:
+            if url not in known:
+                session.menu_url(url)
+        session.resume()
+        self.check_many(session, urls, 100000, 120)
+        self.assertEqual(session.stop(), 0, session.read_log())
+
+
+if __name__ == "__main__":
+    support.own_mounts(sys.argv)
+    support.run(__name__, sys.argv)

@@ -1,0 +1,371 @@
+#!/usr/bin/env python3
+"""The real program and real servers at the two ends of a link: it goes down and comes up, loses its address, is slow, drops
+what does not fit; and either end is stopped, killed, started anew.
+
+    links.py [-k PATTERN]...        as root: the link lies in networks of its own, which end with it"""
+
+import os
+import signal
+import subprocess
+import sys
+import time
+import unittest
+
+import support
+import ftpservers
+import harness
+import listfile
+import origin
+import servers
+
+CLIENT, SERVER = "10.77.0.1", "10.77.0.2"
+SIZE = 3000000
+CONFIG = """
+daemon off; master_process off; worker_processes 1;
+pid {folder}/nginx.pid; error_log {folder}/error.log;
+events {{ worker_connections 256; }}
+http {{
+  access_log {folder}/access.log;
+  client_body_temp_path {folder}/body; proxy_temp_path {folder}/proxy; fastcgi_temp_path {folder}/fastcgi;
+  uwsgi_temp_path {folder}/uwsgi; scgi_temp_path {folder}/scgi;
+  default_type application/octet-stream;
+  server {{ listen {address}:{port}; root {folder}/files; limit_rate {rate}; }}
+}}
+"""
+
+
+def ip(*words):
+    subprocess.run(["ip", *words], check=True, stdin=subprocess.DEVNULL)
+
+
+class Link:
+    """A pair of interfaces: `client` here, `server` in a network of which a sleeping process is the only owner."""
+
+    def __init__(self):
+        self.owner = subprocess.Popen(["unshare", "--net", "sleep", "infinity"], stdin=subprocess.DEVNULL)
+        own = os.readlink("/proc/self/ns/net")
+        harness.wait_until(lambda: os.readlink("/proc/%d/ns/net" % self.owner.pid) != own, 10, "the other network")
+        self.within = ("nsenter", "--net=/proc/%d/ns/net" % self.owner.pid)
+        ip("link", "add", "client", "type", "veth", "peer", "name", "server", "netns", str(self.owner.pid))
+        self.restore()
+        self.there("ip", "link", "set", "lo", "up")
+        self.there("ip", "address", "add", SERVER + "/24", "dev", "server")
+        self.there("ip", "link", "set", "server", "up")
+        ip("link", "set", "client", "up")
+
+    def there(self, *words):
+        subprocess.run([*self.within, *words], check=True, stdin=subprocess.DEVNULL)
+
+    def down(self):
+        ip("link", "set", "client", "down")
+
+    def up(self):
+        ip("link", "set", "client", "up")
+
+    def lose_address(self):
+        ip("address", "del", CLIENT + "/24", "dev", "client")
+
+    def restore(self):
+        ip("address", "add", CLIENT + "/24", "dev", "client")
+
+    def slow(self, *shape):
+        """What the server sends goes through a bucket; what does not fit into its queue is lost."""
+        self.there("tc", "qdisc", "add", "dev", "server", "root", "tbf", *shape)
+
+    def close(self):
+        ip("link", "del", "client")
+        harness.end_process(self.owner)
+
+
+class FarNginx(servers.Nginx):
+    def __init__(self, link, rate="150k"):
+        self.folder = harness.Stage.get().new_folder("far-nginx")
+        self.files = os.path.join(self.folder, "files")
+        os.mkdir(self.files)
+        os.chmod(harness.Stage.get().folder, 0o755)
+        self.link = link
+        self.port = servers.free_port()
+        self.config = os.path.join(self.folder, "nginx.conf")
+        with open(self.config, "w", encoding="ascii") as f:
+            f.write(CONFIG.format(folder=self.folder, address=SERVER, port=self.port, rate=rate))
+        self.start()
+
+    def start(self):
+        self.process = subprocess.Popen(
+            [*self.link.within, "/usr/sbin/nginx", "-p", self.folder, "-c", self.config, "-e",
+             os.path.join(self.folder, "start.log")], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL)
+        servers.wait_port(self.port, self.process, SERVER)
+
+    def url(self, name):
+        return "http://%s:%d/%s" % (SERVER, self.port, name)
+
+    def accesses(self):
+        with open(os.path.join(self.folder, "access.log"), encoding="ascii") as f:
+            return f.read().splitlines()
+
+
+class FarVsftpd(ftpservers.Vsftpd):
+    address = SERVER
+
+
+class FarProftpd(ftpservers.Proftpd):
+    address = SERVER
+
+
+class FarTinyproxy(servers.Tinyproxy):
+    address = SERVER
+
+    def __init__(self, link):
+        self.within = link.within
+        super().__init__()
+
+
+class Base(unittest.TestCase):
+    def setUp(self):
+        self.link = Link()
+        self.addCleanup(self.link.close)
+        self.session = harness.Session("links", MaxSegments=4)
+        self.addCleanup(self.session.close)
+        self.session.start()
+
+    def nginx(self, rate="150k"):
+        nginx = FarNginx(self.link, rate)
+        self.addCleanup(nginx.close)
+        nginx.put("a.bin", origin.content(SIZE))
+        return nginx
+
+    def received(self, url):
+        return getattr(self.session.companion.find(url), "received", 0)
+
+    def begin(self, url, least=200000):
+        self.session.menu_url(url)
+        harness.wait_until(lambda: self.received(url) > least, 30, "the first bytes")
+
+    def finish(self, url, timeout=90):
+        [download] = self.session.companion.wait_finished([url], timeout)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(SIZE))
+        self.assertEqual(self.session.dialogs(), [])
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.assertEqual(os.listdir(self.session.parts), [])
+
+    def stands(self, url):
+        """Nothing comes any more, and the program answers."""
+        time.sleep(1)
+        before = self.received(url)
+        time.sleep(2)
+        self.assertEqual(self.received(url), before)
+        self.assertFalse(self.session.companion.find(url).finished)
+        self.assertLess(self.session.answers(), harness.PROMPT)
+
+    def pause(self, url):
+        [main] = [w for w, title, _ in self.session.own_windows() if title.startswith("Pellora !")]
+        display = self.session.stage.x
+        self.session.press_until(display.menus, main, "alt+a", what="the menu")
+        display.keys("u")
+        harness.wait_until(lambda: self.session.companion.find(url).state == "paused", 10, "the pause")
+
+
+class Links(Base):
+    def test_down_for_a_while_and_up_again_goes_on_by_itself(self):
+        url = self.nginx().url("a.bin")
+        self.begin(url)
+        self.link.down()
+        self.stands(url)
+        self.link.up()
+        self.finish(url)
+
+    def test_an_address_lost_and_given_back_goes_on_by_itself(self):
+        url = self.nginx().url("a.bin")
+        self.begin(url)
+        self.link.lose_address()
+        self.stands(url)
+        self.link.restore()
+        self.finish(url)
+
+    def question(self, url):
+        began = time.monotonic()
+        self.session.menu_url(url)
+        window, _ = self.session.wait_dialog(30)
+        waited = time.monotonic() - began
+        self.assertGreater(waited, 9)
+        self.assertLess(waited, 30)
+        return window
+
+    def test_down_at_the_start_asks_after_ten_seconds_and_yes_keeps_the_record(self):
+        url = self.nginx().url("a.bin")
+        self.link.down()
+        self.session.dismiss(self.question(url), "alt+y")
+        harness.wait_until(lambda: self.session.companion.find(url).state not in ("active", "queued"), 10, "its state")
+        self.assertFalse(self.session.companion.find(url).finished)
+        self.assertEqual(listfile_connect_state(self.session, url), b"1")
+        self.link.up()
+        self.session.resume()
+        self.finish(url)
+
+    def test_down_at_the_start_asks_and_no_takes_the_record_away(self):
+        url = self.nginx().url("a.bin")
+        self.link.down()
+        self.session.dismiss(self.question(url), "alt+n")
+        harness.wait_until(lambda: self.session.companion.find(url) is None, 10, "the record to go")
+        self.link.up()
+        self.session.menu_url(url)
+        self.finish(url)
+
+    def test_down_while_paused_is_asked_about_nothing_and_resumed_when_up(self):
+        url = self.nginx().url("a.bin")
+        self.begin(url)
+        self.pause(url)
+        self.link.down()
+        time.sleep(3)
+        self.session.resume()
+        # The segments cannot connect; the watch tries each again every twenty seconds.
+        time.sleep(5)
+        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.link.up()
+        self.finish(url)
+
+    def test_a_narrow_link_with_a_short_queue_loses_packets_and_no_byte(self):
+        self.link.slow("rate", "2mbit", "burst", "10kb", "limit", "15000")
+        url = self.nginx("0").url("a.bin")
+        self.session.menu_url(url)
+        self.finish(url)
+
+    def test_a_narrow_link_with_a_long_queue_answers_late_and_brings_the_file(self):
+        self.link.slow("rate", "3mbit", "burst", "10kb", "latency", "1500ms")
+        url = self.nginx("0").url("a.bin")
+        self.session.menu_url(url)
+        self.finish(url)
+
+
+def listfile_connect_state(session, url):
+    """The field as the list file holds it after the next save."""
+    def saved():
+        with open(session.list_file, "rb") as f:
+            data = f.read()
+        # RestState, ConnectState, a reserved text and the referrer follow each other, empty but for the second.
+        return listfile.find(session.list_file, url) and b"\x00\x00\x01\x001\x00\x00" in data
+    harness.wait_until(saved, 10, "the saved state")
+    return b"1"
+
+
+class Proxy(Base):
+    def test_a_probe_through_a_proxy_behind_a_narrow_link_brings_the_file(self):
+        self.link.slow("rate", "3mbit", "burst", "10kb", "latency", "400ms")
+        nginx = self.nginx("0")
+        proxy = FarTinyproxy(self.link)
+        self.addCleanup(proxy.close)
+        relay = servers.WholeHeaders(proxy.port, SERVER)
+        self.addCleanup(relay.close)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.session.write_settings(self.session.settings_file, {
+            "CheckClipboard": "False", "MaxSegments": 4, "ProxyHTTP": "True", "ProxyServer": "127.0.0.1",
+            "ProxyPort": relay.port})
+        self.session.start()
+        url = nginx.url("a.bin")
+        self.session.menu_url(url)
+        self.finish(url)
+        self.assertEqual(proxy.log_text().count("GET " + url), 1)
+
+
+class Ends(Base):
+    def test_a_stopped_server_that_goes_on_is_waited_for(self):
+        nginx = self.nginx()
+        url = nginx.url("a.bin")
+        self.begin(url)
+        nginx.process.send_signal(signal.SIGSTOP)
+        self.addCleanup(nginx.process.send_signal, signal.SIGCONT)
+        self.stands(url)
+        nginx.process.send_signal(signal.SIGCONT)
+        self.finish(url)
+
+    def test_a_server_that_takes_connections_and_is_silent_is_connected_again_after_25_seconds(self):
+        nginx = self.nginx()
+        url = nginx.url("a.bin")
+        self.begin(url)
+        self.pause(url)
+        kept = self.received(url)
+        before = len(nginx.accesses())
+        nginx.process.send_signal(signal.SIGSTOP)
+        self.addCleanup(nginx.process.send_signal, signal.SIGCONT)
+        self.session.resume()
+        time.sleep(32)
+        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertEqual(self.received(url), kept)
+        nginx.process.send_signal(signal.SIGCONT)
+        self.finish(url)
+        # Four segments, each asked for at least twice: the first connections were given up.
+        self.assertGreaterEqual(len(nginx.accesses()) - before, 8)
+
+    def test_a_killed_server_leaves_the_download_standing_and_a_resumption_ends_it(self):
+        nginx = self.nginx()
+        url = nginx.url("a.bin")
+        self.begin(url)
+        nginx.process.kill()
+        nginx.process.wait()
+        self.stands(url)
+        nginx.start()
+        self.stands(url)
+        self.pause(url)
+        self.session.resume()
+        self.finish(url)
+
+    def test_a_stopped_program_that_goes_on_loses_nothing(self):
+        url = self.nginx().url("a.bin")
+        self.begin(url)
+        self.session.process.send_signal(signal.SIGSTOP)
+        time.sleep(15)
+        self.session.process.send_signal(signal.SIGCONT)
+        self.finish(url)
+
+    def test_a_program_killed_while_the_link_is_down_resumes_when_it_is_up(self):
+        url = self.nginx().url("a.bin")
+        self.begin(url)
+        harness.wait_until(lambda: getattr(listfile.find(self.session.list_file, url), "kept", 0) > 0, 10, "a save")
+        self.link.down()
+        time.sleep(1)
+        self.session.kill()
+        self.session.start()
+        self.link.up()
+        self.session.resume()
+        self.finish(url)
+
+
+class Ftp(Base):
+    def through_a_broken_link(self, kind):
+        kind.within = self.link.within
+        server = kind(rate=150000)
+        self.addCleanup(server.close)
+        server.put("a.bin", origin.content(SIZE))
+        url = server.url("a.bin")
+        self.begin(url)
+        self.link.down()
+        self.stands(url)
+        self.link.up()
+        self.finish(url, 120)
+
+    def test_vsftpd_through_a_link_that_goes_down_and_up(self):
+        self.through_a_broken_link(FarVsftpd)
+
+    def test_proftpd_through_a_link_that_goes_down_and_up(self):
+        self.through_a_broken_link(FarProftpd)
+
+    def test_vsftpd_killed_and_started_anew_goes_on_after_a_resumption(self):
+        FarVsftpd.within = self.link.within
+        server = FarVsftpd(rate=150000)
+        self.addCleanup(server.close)
+        server.put("a.bin", origin.content(SIZE))
+        url = server.url("a.bin")
+        self.begin(url)
+        os.killpg(server.process.pid, signal.SIGKILL)
+        server.process.wait()
+        self.stands(url)
+        server.start()
+        self.pause(url)
+        self.session.resume()
+        self.finish(url, 120)
+
+
+if __name__ == "__main__":
+    support.own_network(sys.argv)
+    support.run(__name__, sys.argv)

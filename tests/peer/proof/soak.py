@@ -1,0 +1,323 @@
+#!/usr/bin/env python3
+"""The real program with fifty records that go on and on: added, queued, paused, resumed, finished, taken off the list,
+deleted while they run. Once a minute its memory, descriptors, threads, windows and processor time are written down.
+
+    soak.py [--minutes N] [--records N] [--table FILE]
+    soak.py --judge FILE                                a table of a run that was broken off, or still goes on
+
+It is flat if, once the first quarter of the time is over: a straight line through the private memory rises by less than
+2 MiB for each hour (or by less than 2 MiB in all, for shorter runs); the last quarter's most descriptors, threads and
+windows exceed those of the quarter before it by no more than the records can explain; and a second of the last quarter
+takes no more than one and a half times the processor time of one of the second quarter. The exit code is 0 only then,
+and only if every file that finished is what its server sent."""
+
+import argparse
+import ctypes
+import os
+import random
+import signal
+import subprocess
+import sys
+import time
+
+import support
+import ftpservers
+import harness
+import origin
+import screen
+import servers
+import xdisplay
+
+MAIN = "Pellora !"
+SIZES = (30000, 90000, 250000, 700000, 1600000)
+RATES = {"slow": 1500, "middle": 5000, "quick": 20000}
+CONFIG = """
+daemon off; master_process off; worker_processes 1;
+pid {folder}/nginx.pid; error_log {folder}/error.log;
+events {{ worker_connections 2048; }}
+http {{
+  access_log off;
+  client_body_temp_path {folder}/body; proxy_temp_path {folder}/proxy; fastcgi_temp_path {folder}/fastcgi;
+  uwsgi_temp_path {folder}/uwsgi; scgi_temp_path {folder}/scgi;
+  default_type application/octet-stream;
+  server {{
+    listen 127.0.0.1:{port};
+    {locations}
+  }}
+}}
+"""
+LOCATION = r"location ~ ^/{name}/\d+-(\d+)\.bin$ {{ alias {folder}/files/$1.bin; limit_rate {rate}; }}"
+
+
+class SlowNginx(servers.Nginx):
+    """The same files again and again under new names, at three rates for each connection."""
+
+    def __init__(self):
+        self.folder = harness.Stage.get().new_folder("slow-nginx")
+        self.files = os.path.join(self.folder, "files")
+        os.mkdir(self.files)
+        for size in SIZES:
+            self.put("%d.bin" % size, origin.content(size, seed=size))
+        self.port = servers.free_port()
+        config = os.path.join(self.folder, "nginx.conf")
+        with open(config, "w", encoding="ascii") as f:
+            f.write(CONFIG.format(folder=self.folder, port=self.port, locations="\n    ".join(
+                LOCATION.format(name=name, folder=self.folder, rate=rate) for name, rate in RATES.items())))
+        os.chmod(harness.Stage.get().folder, 0o755)
+        self.process = subprocess.Popen(["/usr/sbin/nginx", "-p", self.folder, "-c", config, "-e",
+                                         os.path.join(self.folder, "start.log")], stdin=subprocess.DEVNULL,
+                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        servers.wait_port(self.port, self.process)
+
+
+def windows_of_client(display, window):
+    """How many windows the display holds for the program that made this one."""
+    mask = 0x1fffff
+    base = int(window, 16) & ~mask
+    waiting, count = [display.root], 0
+    root, parent, number = xdisplay.Handle(), xdisplay.Handle(), ctypes.c_uint()
+    with display.lock:
+        while waiting:
+            children = ctypes.POINTER(xdisplay.Handle)()
+            if not display.x.XQueryTree(display.display, waiting.pop(), ctypes.byref(root), ctypes.byref(parent),
+                                        ctypes.byref(children), ctypes.byref(number)):
+                continue
+            found = children[:number.value]
+            if children:
+                display.x.XFree(children)
+            waiting += found
+            count += sum(child & ~mask == base for child in found)
+    return count
+
+
+def measure_places():
+    """Where the two lists lie in the main window, as assistive technology tells; of a program of its own, since that
+    technology takes memory too."""
+    with harness.Session("places") as session:
+        looking = screen.Screen(session)
+        try:
+            session.start()
+            window = looking.raise_window(MAIN)
+            left, top, _, _ = session.stage.x.place(window)
+            places = []
+            for name in ("Current downloads", "Finished files"):
+                shown = looking.steady("tree", name, MAIN)
+                places.append((shown.left - left + 60, shown.top - top + 32))
+            return places
+        finally:
+            looking.close()
+
+
+class Soak:
+    def __init__(self, records, seed):
+        self.random = random.Random(seed)
+        self.records = records
+        self.number = 0
+        self.counts = dict.fromkeys(("added", "finished", "deleted", "pauses", "resumes", "cleared", "missed"), 0)
+        self.faults = []
+        self.places = measure_places()
+        self.nginx = SlowNginx()
+        self.ftp = ftpservers.Vsftpd(rate=8000)
+        for size in SIZES:
+            self.ftp.put("%d.bin" % size, origin.content(size, seed=size))
+        self.digests = {size: origin.content_digest(size, seed=size) for size in SIZES}
+        self.session = harness.Session("soak", MaxSegments=4, MaxSimulDownlads=30)
+        self.session.start()
+        self.main = harness.wait_until(lambda: [w for w, title, _ in self.session.own_windows() if title == MAIN], 20,
+                                       "the main window")[0]
+        # The windows of the transfers exist, hidden: fifty of them would cover the lists.
+        self.menu("alt+o", "s")
+
+    def close(self):
+        self.session.close()
+        self.ftp.close()
+        self.nginx.close()
+
+    def menu(self, *keys):
+        menus = self.session.stage.x.menus
+        self.session.press_until(menus, self.main, keys[0], what="a menu")
+        self.session.stage.x.keys(*keys[1:])
+        harness.wait_until(lambda: not menus(), 20, "the end of a menu")
+
+    def click(self, place):
+        display = self.session.stage.x
+        display.activate(self.main)
+        left, top, _, _ = display.place(self.main)
+        display.click(left + place[0], top + place[1])
+
+    def add(self):
+        self.number += 1
+        size = self.random.choice(SIZES)
+        if self.number % 10 == 0:
+            name = "%d-%d.bin" % (self.number, size)
+            os.link(os.path.join(self.ftp.files, "%d.bin" % size), os.path.join(self.ftp.files, name))
+            url = self.ftp.url(name)
+        else:
+            url = "http://127.0.0.1:%d/%s/%d-%d.bin" % (
+                self.nginx.port, self.random.choice(list(RATES)), self.number, size)
+        self.session.menu_url(url)
+        self.counts["added"] += 1
+
+    def check_finished(self, found):
+        for download in found:
+            size = int(download.url.rsplit("-", 1)[1].split(".")[0])
+            if not os.path.exists(download.saved_path):
+                continue  # looked at before
+            if harness.digest(download.saved_path) != self.digests[size]:
+                self.faults.append("%s differs from what the server sent" % download.url)
+            os.remove(download.saved_path)
+            self.counts["finished"] += 1
+            name = os.path.join(self.ftp.files, download.url.rsplit("/", 1)[1])
+            if os.path.exists(name):
+                os.remove(name)
+
+    def clear_finished(self):
+        before = sum(d.finished for d in self.session.companion.downloads())
+        self.click(self.places[1])
+        self.session.stage.x.keys("ctrl+a", "Delete")
+        time.sleep(1)
+        self.counts["cleared"] += before - sum(d.finished for d in self.session.companion.downloads())
+
+    def delete_one(self):
+        before = {d.url for d in self.session.companion.downloads() if not d.finished}
+        self.click(self.places[0])
+        time.sleep(0.3)
+        self.session.stage.x.keys("Delete")
+        time.sleep(1)
+        for window, _ in self.session.dialogs():
+            self.session.dismiss(window, "alt+y")
+        time.sleep(0.5)
+        gone = before - {d.url for d in self.session.companion.downloads()}
+        self.counts["deleted" if gone else "missed"] += 1
+
+    def step(self, turn):
+        found = self.session.companion.downloads()
+        done = [d for d in found if d.finished]
+        self.check_finished(done)
+        if len(done) >= 5:
+            self.clear_finished()
+        for _ in range(min(10, self.records - len(found) + len(done))):
+            self.add()
+        for window, _ in self.session.dialogs():
+            self.session.dismiss(window, "alt+y")
+            self.counts["missed"] += 1
+        if turn % 12 == 5:
+            self.menu("alt+a", "u")
+            self.counts["pauses"] += 1
+        if turn % 12 in (7, 10):
+            self.session.resume()
+            self.counts["resumes"] += 1
+        if turn % 4 == 1:
+            self.delete_one()
+
+    def sample(self):
+        pid = self.session.process.pid
+        with open("/proc/%d/stat" % pid, encoding="ascii") as f:
+            fields = f.read().rsplit(")", 1)[1].split()
+        states = [d.state for d in self.session.companion.downloads()]
+        return {
+            "rss KiB": self.session.memory("VmRSS") // 1024,
+            "private KiB": self.session.memory("RssAnon") // 1024,
+            "heap KiB": support.heap_bytes(pid) // 1024,
+            "descriptors": len(os.listdir("/proc/%d/fd" % pid)),
+            "threads": len(os.listdir("/proc/%d/task" % pid)),
+            "windows": windows_of_client(self.session.stage.x, self.main),
+            "cpu s": round((int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK"), 2),
+            "records": len(states),
+            "active": states.count("active"),
+        }
+
+
+def rise(values):
+    """Of a straight line through them, from the first to the last."""
+    count = len(values)
+    middle, mean = (count - 1) / 2, sum(values) / count
+    spread = sum((at - middle) ** 2 for at in range(count))
+    return sum((at - middle) * (value - mean) for at, value in enumerate(values)) / spread * (count - 1)
+
+
+def verdict(samples, minutes, records):
+    """What is not flat, in words; nothing if all is."""
+    if len(samples) < 8:
+        return ["too few samples"]
+    quarter = len(samples) // 4
+    second, third, last = (samples[quarter * n:quarter * (n + 1)] for n in (1, 2, 3))
+    found = []
+    allowed = 2048 * max(1.0, minutes * 0.75 / 60)
+    grown = rise([s["private KiB"] for s in samples[quarter:]])
+    if grown > allowed:
+        found.append("private memory rose by %d KiB" % grown)
+    for name, slack in (("descriptors", 10 * 2), ("threads", 2), ("windows", 2 * records)):
+        if max(s[name] for s in last) > max(s[name] for s in second + third) + slack:
+            found.append("more %s in the last quarter" % name)
+
+    def busy(part):
+        return (part[-1]["cpu s"] - part[0]["cpu s"]) / (part[-1]["second"] - part[0]["second"])
+    if busy(last) > 1.5 * busy(second) + 0.005:
+        found.append("processor time rose from %.3f to %.3f of a second" % (busy(second), busy(last)))
+    print("private memory: %+d KiB over the last three quarters (%d allowed); processor: %.1f %% of a core in the second "
+          "quarter, %.1f %% in the last" % (grown, allowed, 100 * busy(second), 100 * busy(last)))
+    return found
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--minutes", type=float, default=120)
+    parser.add_argument("--records", type=int, default=50)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--table", help="a file that the samples are written to as well")
+    parser.add_argument("--judge", metavar="FILE")
+    arguments = parser.parse_args()
+    if arguments.judge:
+        with open(arguments.judge, encoding="ascii") as f:
+            names, *rows = [line.rstrip("\n").split("\t") for line in f if "\t" in line]
+        samples = [dict(zip(names, map(float, row))) for row in rows]
+        found = verdict(samples, samples[-1]["second"] / 60, arguments.records)
+        print("\n".join(found) or "flat so far")
+        return bool(found)
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
+    table = open(arguments.table, "w", encoding="ascii") if arguments.table else None
+
+    def say(line):
+        print(line, flush=True)
+        if table:
+            print(line, file=table, flush=True)
+
+    soak = Soak(arguments.records, arguments.seed)
+    samples = []
+    began = time.monotonic()
+    every = min(60.0, arguments.minutes * 60 / 12)
+    try:
+        turn = 0
+        while time.monotonic() - began < arguments.minutes * 60:
+            step_began = time.monotonic()
+            try:
+                soak.step(turn)
+            except Exception as fault:  # told at the end: the hours before it are worth their table
+                soak.faults.append("%s: %s" % (type(fault).__name__, fault))
+            if not soak.session.alive():
+                soak.faults.append("the program has ended: %s" % soak.session.read_log())
+                break
+            turn += 1
+            if time.monotonic() - began >= every * (len(samples) + 1):
+                sample = {"second": round(time.monotonic() - began), **soak.sample(), **soak.counts}
+                if not samples:
+                    say("\t".join(sample))
+                samples.append(sample)
+                say("\t".join(map(str, sample.values())))
+            time.sleep(max(0.0, 5 - (time.monotonic() - step_began)))
+        found = verdict(samples, arguments.minutes, arguments.records) + soak.faults
+        if soak.session.alive():
+            code = soak.session.stop()
+            if code != 0:
+                found.append("it ended with %d" % code)
+    finally:
+        soak.close()
+    for line in found:
+        say("NOT FLAT OR WRONG: " + line)
+    say("%d passed, %d failed" % (not found, bool(found)))
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

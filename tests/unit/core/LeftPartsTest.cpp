@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "MemoryPlatform.h"
+#include "core/LeftParts.h"
+#include "core/Program.h"
+
+namespace pellora {
+namespace {
+
+constexpr const char* kPart = "/t/file.zip001.tmp";
+
+class LeftParts : public testing::Test {
+ protected:
+  LeftParts() {
+    program.settings.TempFolder = "/t/";
+    memory.files.contents[kPart] = "half";
+    memory.files.contents["/d/file.zip"] = "12345678";
+    program.ResizeDownloads(2);
+    Put(1).Finished = true;
+  }
+  DownloadRecord& Put(int index) {
+    DownloadRecord& record = program.Download(index);
+    record.InUse = true;
+    record.FileSize = 8;
+    record.SavePath = "/d/file.zip";
+    record.Segments.resize(2);
+    record.Segments[1].TempFile = kPart;
+    record.SegmentCount = 1;
+    return record;
+  }
+  bool Stays() {
+    DeleteLeftParts(program);
+    return memory.files.Exists(kPart);
+  }
+
+  test::MemoryPlatform memory;
+  Program program{memory.platform};
+};
+
+TEST_F(LeftParts, OfAFinishedDownloadAreDeleted) { EXPECT_FALSE(Stays()); }
+
+TEST_F(LeftParts, StayWhereAnotherDownloadNamesThemToo) {
+  Put(2);
+  EXPECT_TRUE(Stays());
+}
+
+TEST_F(LeftParts, OfAnUnfinishedDownloadStay) {
+  program.Download(1).Finished = false;
+  EXPECT_TRUE(Stays());
+}
+
+TEST_F(LeftParts, StayIfTheFinishedFileIsGoneOrTooShort) {
+  memory.files.contents["/d/file.zip"] = "1234567";
+  EXPECT_TRUE(Stays());
+  memory.files.contents.erase("/d/file.zip");
+  EXPECT_TRUE(Stays());
+}
+
+TEST_F(LeftParts, OfADeletedRecordStay) {
+  program.Download(1).InUse = false;
+  EXPECT_TRUE(Stays());
+}
+
+TEST_F(LeftParts, AreLookedForInTheFolderForTemporaryFilesAlone) {
+  for (const char* const name : {"/d/file.zip", "/elsewhere/file.zip001.tmp", "/t/file.zip"}) {
+    memory.files.contents[name] = "12345678";
+    program.Download(1).Segments[1].TempFile = name;
+    DeleteLeftParts(program);
+    EXPECT_TRUE(memory.files.Exists(name)) << name;
+  }
+}
+
+TEST_F(LeftParts, ThatCannotBeDeletedAreNoFailure) {
+  memory.files.failing = {"delete"};
+  EXPECT_TRUE(Stays());
+}
+
+}  // namespace
+}  // namespace pellora
