@@ -1,4 +1,4 @@
-// Seeds that once found something wrong in the program, each with what it was.
+// Seeds that found something wrong in the program when they were first lived, each with what it was.
 #include <gtest/gtest.h>
 
 #include "Life.h"
