@@ -45,6 +45,8 @@ class Invariants final : public DiskWatcher {
   // After one event. The first that finds something wrong ends the run.
   void AfterEvent(Cause cause);
   void AfterEvent(SimLane lane);
+  // Time passed in which nothing could happen.
+  void AfterStall();
 
   // The writes and deletes of the program.
   void Written(const std::string& path, std::uint64_t offset, std::string_view bytes) override;

@@ -73,6 +73,12 @@ void Invariants::CheckWindows() {
   if (tasks > kOwnTasks + windows_.size() * kWindowTasks) Note(std::to_string(tasks) + " tasks wait");
 }
 
+void Invariants::AfterStall() {
+  for (LiveWindow& live : windows_) {
+    if (live.orphanSince >= 0) live.orphanSince = sim_->loop().Time();
+  }
+}
+
 const Invariants::LiveWindow* Invariants::OwnerOfSocket(const ConnectionEvents* events) const {
   const auto at = std::find_if(windows_.begin(), windows_.end(),
                                [&](const LiveWindow& live) { return LiesIn(*live.window, events); });

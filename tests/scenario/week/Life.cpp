@@ -179,7 +179,8 @@ void Life::Happen(const PlanItem& item) {
       return user_->Act(item.salt);
     case PlanKind::Stall:
       ++counts_.faults["time: a stall"];
-      return sim_->Stall(random.Coin() ? random.Below(3'000) : random.Below(90'000));
+      sim_->Stall(random.Coin() ? random.Below(3'000) : random.Below(90'000));
+      return invariants_.AfterStall();
     case PlanKind::WallJump: {
       ++counts_.faults["time: the clock is set"];
       const double hours = static_cast<double>(random.Below(60'000)) / 1000 - 30;

@@ -259,7 +259,8 @@ HttpFault Origin::WildFault(SimRandom& random, const char*& name) {
 FtpFault Origin::RandomFtpFault(SimRandom& random, const char*& name) {
   FtpFault fault;
   fault.dataWire.bytesPerSecond = Speed(random);
-  switch (random.Below(10)) {
+  const std::string dismissal = random.Coin() ? "421 no\r\n" : "530 no\r\n";
+  switch (random.Below(13)) {
     case 0:
       name = "ftp: refused";
       fault.wire.refuse = true;
@@ -296,9 +297,22 @@ FtpFault Origin::RandomFtpFault(SimRandom& random, const char*& name) {
       name = "ftp: silent in the data";
       fault.dataWire.hangAfter = random.Below(20'000);
       break;
+    case 9:
+      name = "ftp: dismissed before its data";
+      fault.refuse[random.Coin() ? "REST" : "PASV"] = dismissal;
+      break;
+    case 10:
+      name = "ftp: dismissed instead of its data";
+      fault.refuse["RETR"] = dismissal;
+      break;
+    case 11:
+      name = "ftp: dismissed while its data flows";
+      fault.done = dismissal;
+      fault.dataWire.bytesPerSecond = 20'000;
+      break;
     default:
       name = "ftp: login refused";
-      fault.refuse["PASS"] = random.Coin() ? "421 no\r\n" : "530 no\r\n";
+      fault.refuse["PASS"] = dismissal;
       break;
   }
   return fault;

@@ -1,4 +1,4 @@
-// Seeds that once found something wrong in the program, each with what it was.
+// Seeds that found something wrong in the program when they were first lived, each with what it was.
 #include <gtest/gtest.h>
 
 #include "Life.h"
@@ -17,7 +17,6 @@ TEST(FoundSeeds, FindNothingAnyMore) {
            Found{506, "the folder of an update that was never made anew"},
            Found{2788, "part files deleted while the program ended with the list as last saved"},
            Found{2354, "a dropped transfer that waited for nothing and stayed for ever"},
-           Found{1822, "the same, behind a stall"},
        }) {
     const std::vector<std::string> wrong = Life(one.seed).Run();
     EXPECT_TRUE(wrong.empty()) << one.seed << ", " << one.what << ": " << wrong.front();
@@ -32,7 +31,8 @@ TEST(Shrinking, LeavesOnlyWhatALifeFailsWith) {
   while (Life(seed, options).Run().empty()) ++seed;
   int lives = 0;
   options.dropped = Shrink(seed, options, lives);
-  EXPECT_LT(MakePlan(seed).items.size() - options.dropped.size(), 6U);
+  const std::size_t items = MakePlan(seed).items.size();
+  EXPECT_LT((items - options.dropped.size()) * 5, items);
   EXPECT_FALSE(Life(seed, options).Run().empty());
 }
 
