@@ -36,7 +36,7 @@ std::string Places::Ours(const std::string& path) const {
 
 Whose Places::OwnerOf(const std::string& file) const {
   if (!program_.empty() && file.starts_with(program_)) return Whose::Program;
-  if (file.starts_with("tests/sim/")) return Whose::Simulator;
+  if (file.starts_with("tests/sim/") && !file.ends_with("Test.cpp")) return Whose::Simulator;
   return file.starts_with("tests/") ? Whose::Test : Whose::Program;
 }
 

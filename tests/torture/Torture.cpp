@@ -22,7 +22,6 @@ namespace pellora {
 
 namespace {
 
-constexpr int kSlowSeconds = 30;  // of processor time; a run takes milliseconds
 constexpr int kSlowCode = 78;
 constexpr const char* kException = "exception ";
 constexpr const char* kAsked = "exception St11logic_error";  // also the simulator's answer to a test that errs
@@ -65,7 +64,7 @@ Torture::Torture(TortureOptions options) : options_(options), places_(options.pr
 
 bool Torture::Chosen(std::uint64_t number) const {
   if (options_.at > 0) return number == options_.at;
-  if (options_.points > 0) return chosen_.contains(number);
+  if (options_.points > 0 && !chosen_.contains(number)) return false;
   return number % options_.slices == options_.slice;
 }
 
@@ -151,7 +150,7 @@ void Torture::BeginChild(Role role, int output) {
   }
   watchThrows = true;
   std::signal(SIGPROF, TooSlow);
-  const itimerval limit{{0, 0}, {role == Role::Counting ? 20 * kSlowSeconds : kSlowSeconds, 0}};
+  const itimerval limit{{0, 0}, {role == Role::Counting ? 600 : options_.patience, 0}};
   setitimer(ITIMER_PROF, &limit, nullptr);
 }
 
@@ -220,6 +219,12 @@ void Torture::OnTestStart(const ::testing::TestInfo& test) {
   calls_ = 0;
   events_ = 0;
   role_ = Role::Idle;
+  if (options_.seconds > 0 && Seconds() - began_ > options_.seconds) {
+    std::printf("stopped before %s\n", test_.c_str());
+    const bool well = Summary();
+    std::fflush(stdout);
+    _exit(well ? 0 : 1);
+  }
   if (Fork(Role::Counting)) return;
   ++tests_;
   allCalls_ += plain_.calls;

@@ -31,6 +31,8 @@ struct TortureOptions {
   bool once = true;          // which modes
   bool fromThenOn = true;
   std::uint64_t leaks = 0;  // looks for leaks behind the runs whose call this divides; 0: behind none
+  double seconds = 0;       // begins no further test after so long; 0: no limit
+  int patience = 30;        // seconds of processor time that a run may take
   bool verbose = false;     // one line for each test
   std::string program;      // a folder below tests/ whose code counts as the program's
 };

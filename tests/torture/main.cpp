@@ -4,6 +4,8 @@
 //   EXECUTABLE --torture [--points=K] [--slice=I/K] [--verbose] [--gtest_filter=...]
 //   EXECUTABLE --torture --at=N --mode=once|on --gtest_filter=Suite.Name     one run, with all that it says
 //   --program=tests/FOLDER/   counts that folder's code as the program's
+//   --seconds=S               begins no further test after so long
+//   --patience=S              seconds of processor time that one run may take
 //   --leaks=K                 looks for leaks too, behind every K-th call; that takes five times as long as a run
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -64,6 +66,10 @@ int main(int count, char** arguments) {
       options.points = Number(value);
     } else if (Take(argument, "--leaks=", value)) {
       options.leaks = Number(value);
+    } else if (Take(argument, "--seconds=", value)) {
+      options.seconds = static_cast<double>(Number(value));
+    } else if (Take(argument, "--patience=", value)) {
+      options.patience = static_cast<int>(Number(value));
     } else if (Take(argument, "--slice=", value)) {
       options.slice = Number(value);
       options.slices = Number(value.substr(std::min(value.find('/'), value.size() - 1) + 1));

@@ -1,0 +1,65 @@
+#include "WrongProgram.h"
+
+#include <stdexcept>
+
+#include "core/ListCodec.h"
+#include "core/ListFile.h"
+#include "core/Program.h"
+#include "platform/EventLoop.h"
+#include "platform/Failure.h"
+#include "platform/Files.h"
+#include "platform/Platform.h"
+
+namespace pellora {
+
+void DereferencesWhatDidNotOpen(Platform& platform) {
+  std::unique_ptr<File> file;
+  Skip([&] { file = platform.files.Open(kWrongFile); });
+  file->WriteAt(0, "text");
+}
+
+void TriesAgainForEver(Platform& platform) {
+  const std::unique_ptr<File> file = platform.files.Open(kWrongFile);
+  while (!Skip([&] { file->WriteAt(0, "text"); })) {
+  }
+}
+
+void PostsItselfForEver(Platform* platform) {
+  if (Skip([&] { (void)platform->files.Open(kWrongFile); })) return;
+  platform->events.Post([platform] { PostsItselfForEver(platform); });
+}
+
+void ThrowsWhatNobodyCatches(Platform& platform) {
+  if (!Skip([&] { (void)platform.files.Open(kWrongFile); })) throw std::runtime_error("no notes");
+}
+
+void LosesItsBuffer(Platform& platform) {
+  auto* const text = new std::string(1000, 'x');
+  const std::unique_ptr<File> file = platform.files.Open(kWrongFile);
+  file->WriteAt(0, *text);
+  delete text;
+}
+
+void PausesWithoutStopping(Program& program) {
+  if (!Skip([&] { (void)program.platform.files.Open(kWrongFile); })) program.Download(1).Paused = true;
+}
+
+void WritesElsewhere(Platform& platform) {
+  if (!Skip([&] { (void)platform.files.Open(kWrongFile); })) (void)platform.files.Open("/notes");
+}
+
+void SavesHalfAList(Program& program) {
+  std::string bytes;
+  AppendListHeader(bytes, program.DownloadCount);
+  const std::unique_ptr<File> file = program.platform.files.Open(ListPath(program));
+  file->WriteAt(0, bytes);
+  std::string records;
+  for (int i = 0; i <= program.DownloadCount; ++i) AppendRecord(records, program.Download(i));
+  file->WriteAt(bytes.size(), records);
+}
+
+void SavesOrSaysSo(Program& program) {
+  if (!Skip([&] { SaveList(program); })) program.Download(1).Active = false;
+}
+
+}  // namespace pellora
