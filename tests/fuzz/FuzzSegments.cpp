@@ -106,7 +106,9 @@ Outcome Run(int size, int most, const std::vector<Blocks>& segments,
     Demand((segment.State == kSegmentComplete) == expected.complete, "a segment is complete once it has enough");
     Demand(static_cast<std::size_t>(segment.ReceivedNow) == expected.bytes.size(), "every byte of body is counted");
     if (!outcome.finished) {
-      Demand(rig.sim.disk().Get(segment.TempFile) == expected.bytes, "a part file holds the body as it came");
+      const bool there = rig.sim.disk().Has(segment.TempFile);
+      const std::string written = there ? rig.sim.disk().Get(segment.TempFile) : std::string();
+      Demand(written == expected.bytes, "a part file holds the body as it came");
     }
     all = all && expected.complete;
     joined += expected.bytes.substr(0, static_cast<std::size_t>(segment.RangeSize));
@@ -120,7 +122,7 @@ Outcome Run(int size, int most, const std::vector<Blocks>& segments,
   }
   Demand(rig.sim.dialogs().Boxes().size() <= 1, "a question does not come twice");
   Demand(rig.Broken().empty(), "the plan holds");
-  rig.Pause();
+  if (rig.WindowOf()) rig.Pause();
   Demand(rig.Broken().empty(), "the plan holds after a pause");
   return outcome;
 }

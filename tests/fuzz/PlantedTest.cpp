@@ -148,10 +148,10 @@ TEST(PlantedMistake, ALanguageLineSplitAtItsLastEqualsSignIsFound) {
             "the last line of a number holds");
 }
 
-TEST(PlantedMistake, ASettingStoredWithoutItsEscapesIsNotReadBack) {
+TEST(PlantedMistake, ASettingStoredWithoutItsOuterBlanksIsNotReadBack) {
   IniReaders wrong;
   wrong.with = [](std::string content, std::string_view key, std::string_view value) {
-    return content + "\n[Options]\n" + std::string(key) + "=" + std::string(value) + "\n";
+    return WithIniValue(std::move(content), key, WithoutOuterBlanks(value));
   };
   EXPECT_EQ(Catch("settings", [&](std::string_view bytes) { FuzzSettings(bytes, wrong); }).claim,
             "what was stored is read");
@@ -190,7 +190,7 @@ TEST(PlantedMistake, ANumberReadWithACommaIsFound) {
 TEST(PlantedMistake, APreviewFrameToldOfAtItsFirstPieceIsFound) {
   const auto wrong = [](PreviewFrames& frames, std::size_t count) {
     const PreviewFrames::Said said = frames.Took(count);
-    return said == PreviewFrames::Said::Nothing && count > 12 ? PreviewFrames::Said::Ended : said;
+    return said == PreviewFrames::Said::Nothing && count < 12 ? PreviewFrames::Said::Ended : said;
   };
   EXPECT_EQ(Catch("preview", [&](std::string_view bytes) { FuzzPreview(bytes, wrong); }).claim,
             "the process is understood in pieces");

@@ -23,15 +23,15 @@ void PrintTo(const Target& target, std::ostream* out) { *out << target.name; }
 const Target kTargets[] = {
     {"url", [](std::string_view bytes) { FuzzUrl(bytes); }, 4000},
     {"headers", [](std::string_view bytes) { FuzzHeaders(bytes); }, 8000},
-    {"segments", [](std::string_view bytes) { FuzzSegments(bytes); }, 150},
-    {"ftp", [](std::string_view bytes) { FuzzFtp(bytes); }, 100},
+    {"segments", [](std::string_view bytes) { FuzzSegments(bytes); }, 300},
+    {"ftp", [](std::string_view bytes) { FuzzFtp(bytes); }, 300},
     {"list", [](std::string_view bytes) { FuzzList(bytes); }, 800},
     {"zip", [](std::string_view bytes) { FuzzZip(bytes); }, 2000},
     {"language", [](std::string_view bytes) { FuzzLanguage(bytes); }, 1000},
     {"settings", [](std::string_view bytes) { FuzzSettings(bytes); }, 1500},
     {"version", [](std::string_view bytes) { FuzzVersion(bytes); }, 8000},
     {"numbers", [](std::string_view bytes) { FuzzNumbers(bytes); }, 4000},
-    {"preview", [](std::string_view bytes) { FuzzPreview(bytes); }, 4000},
+    {"preview", [](std::string_view bytes) { FuzzPreview(bytes); }, 10000},
 };
 
 class Fuzz : public testing::TestWithParam<Target> {};
