@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <limits>
 
@@ -38,6 +39,39 @@ off_t Position(const std::string& path, std::uint64_t offset, std::uint64_t leng
   constexpr std::uint64_t kMost = std::numeric_limits<off_t>::max();
   if (offset > kMost || length > kMost - offset) throw FileFailure(path, EFBIG);
   return static_cast<off_t>(offset);
+}
+
+// What bytes go through between two files. They stay where they are in the file cache: the pipe holds references, and
+// one of a mebibyte takes fewer calls than copy_file_range, which splices by 64 KiB.
+class Pipe {
+ public:
+  explicit Pipe(std::size_t size) {
+    if (pipe2(ends_.data(), O_CLOEXEC) != 0) ends_ = {-1, -1};
+    if (*this) fcntl(Inlet(), F_SETPIPE_SZ, static_cast<int>(std::min<std::size_t>(size, kMost)));
+  }
+  ~Pipe() {
+    if (!*this) return;
+    close(Inlet());
+    close(Outlet());
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  explicit operator bool() const { return Outlet() >= 0; }
+  int Outlet() const { return ends_[0]; }
+  int Inlet() const { return ends_[1]; }
+
+ private:
+  static constexpr std::size_t kMost = 1024 * 1024;  // what a user without rights may ask for
+  std::array<int, 2> ends_{};
+};
+
+ssize_t Spliced(int from, off_t* fromOffset, int to, off_t* toOffset, std::size_t size) {
+  ssize_t count = 0;
+  do {
+    count = splice(from, fromOffset, to, toOffset, size, 0);
+  } while (count < 0 && errno == EINTR);
+  return count;
 }
 
 class PosixFile final : public File {
@@ -78,16 +112,19 @@ class PosixFile final : public File {
 
   std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size) override {
     const auto* const other = dynamic_cast<const PosixFile*>(&source);
-    if (other == nullptr) return 0;
+    if (other == nullptr || IsSameAs(*other)) return 0;
     off_t in = Position(other->path_, from, size);
     off_t out = Position(path_, offset, size);
+    const Pipe pipe(size);
     std::size_t total = 0;
-    while (total < size) {
-      // Where both lie on one file system that can, this shares the blocks instead of copying them.
-      const ssize_t count = copy_file_range(other->fd_, &in, fd_, &out, size - total, 0);
-      if (count < 0 && errno == EINTR) continue;
-      if (count <= 0) break;
-      total += static_cast<std::size_t>(count);
+    while (pipe && total < size) {
+      // What the pipe holds when the writing fails is lost with it and counts as not copied.
+      ssize_t held = Spliced(other->fd_, &in, pipe.Inlet(), nullptr, size - total);
+      if (held <= 0) break;
+      for (ssize_t moved = 0; held > 0; held -= moved, total += static_cast<std::size_t>(moved)) {
+        moved = Spliced(pipe.Outlet(), nullptr, fd_, &out, static_cast<std::size_t>(held));
+        if (moved <= 0) return total;
+      }
     }
     return total;
   }
@@ -113,6 +150,13 @@ class PosixFile final : public File {
     struct stat status {};
     if (fstat(fd_, &status) != 0) throw FileFailure(path_, errno);
     return status;
+  }
+
+  // Ranges of one file may overlap, and would be spliced into themselves.
+  bool IsSameAs(const PosixFile& other) const {
+    const struct stat mine = Status();
+    const struct stat others = other.Status();
+    return mine.st_dev == others.st_dev && mine.st_ino == others.st_ino;
   }
 
   // File systems that cannot reserve: at least the free space must do at this moment.
