@@ -5,11 +5,14 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <string_view>
 #include <utility>
 
 namespace pellora {
 
 namespace {
+
+constexpr std::string_view kOwnFolder = "tests/torture";
 
 std::string Hex(std::uintptr_t number) {
   std::array<char, 24> text{};
@@ -81,7 +84,9 @@ Place Places::Find(const Stack& stack, bool behindSimulator) {
   for (const std::uintptr_t at : stack) {
     if (at == 0) continue;
     for (const Line& line : lines_[at]) {
-      if (line.file.empty() || line.file.starts_with("tests/torture/Report")) continue;
+      // The torture itself stands between the fault and who met it.
+      if (line.file.empty() || (line.file.starts_with(kOwnFolder) && line.file.rfind('/') == kOwnFolder.size()))
+        continue;
       const Whose whose = OwnerOf(line.file);
       if (model && whose != Whose::Test) return place;
       if (behindSimulator && whose == Whose::Simulator) continue;

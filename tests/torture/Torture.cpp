@@ -24,6 +24,7 @@ namespace {
 
 constexpr int kSlowCode = 78;
 constexpr const char* kException = "exception ";
+constexpr const char* kNoEnd = "no end";
 constexpr const char* kAsked = "exception St11logic_error";  // also the simulator's answer to a test that errs
 
 Report* slowReport = nullptr;
@@ -163,7 +164,7 @@ void Torture::EndChild(bool looksForLeaks) {
 }
 
 void Torture::Note(const std::string& kind, const std::string& text, const Stack& stack, Role role) {
-  const Place place = places_.Find(stack, kind == kAsked);
+  const Place place = places_.Find(stack, kind == kAsked || kind == kNoEnd);
   std::string first = test_ + ", call " + std::to_string(calls_) + (role == Role::Once ? " once" : " and on");
   if (role == Role::Counting) first = test_ + " as it stands";
   if (role != Role::Counting) first += ": " + std::string(call_) + " " + object_.substr(0, 80);
@@ -189,7 +190,7 @@ void Torture::TakeReport(Role role, int status, int output) {
       Note(std::string(kException) + report.thrown, "", OffsetsOf(report.frames, report.frameCount), role);
     }
   }
-  if (report.slow) Note("no end", "", OffsetsOf(report.frames, report.frameCount), role);
+  if (report.slow) Note(kNoEnd, "", OffsetsOf(report.frames, report.frameCount), role);
   if (report.runaway) Note("events without end", "", {}, role);
   if (!quiet && !report.slow) {
     Stack stack;
