@@ -167,11 +167,7 @@ class Trial:
                 self.told = True
                 self.dismiss_all()
                 time.sleep(0.3)
-        if not self.dead():
-            if self.session.answers() > harness.PROMPT:
-                self.outcome.faults.append("it does not answer")
-            found = self.session.companion.find(self.url)
-            self.outcome.kind = "%s, %s" % ("told" if self.told else "silent", found.state if found else "not listed")
+        if self.lives():
             code = self.session.stop()
             if code == -9:
                 self.outcome.kind = "killed while it ended"
@@ -181,6 +177,20 @@ class Trial:
                 "ended with %d" % code)
         if self.fault != "kill" and code not in (0, 1) or self.fault == "kill" and code not in (0, -9):
             self.outcome.faults.append("it ended with %d: %s" % (code, self.session.read_log()[-300:]))
+
+    def lives(self):
+        """Whether it still answers; a fault may end it at any moment."""
+        if self.dead():
+            return False
+        try:
+            if self.session.answers() > harness.PROMPT:
+                self.outcome.faults.append("it does not answer")
+            found = self.session.companion.find(self.url)
+        except RuntimeError:
+            harness.wait_until(self.dead, 5, "an answer or the end")
+            return False
+        self.outcome.kind = "%s, %s" % ("told" if self.told else "silent", found.state if found else "not listed")
+        return True
 
     def recover(self):
         """A start without a fault, to the finished file."""
