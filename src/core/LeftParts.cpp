@@ -23,10 +23,11 @@ bool StandsWhole(const Files& files, const DownloadRecord& record) {
 
 void DeleteLeftParts(Program& program) {
   Files& files = program.platform.files;
-  const std::string& folder = program.settings.TempFolder;
+  std::string folder = program.settings.TempFolder;
+  while (folder.ends_with('/')) folder.pop_back();
   std::unordered_set<std::string> found;
-  for (const std::string& name : files.FilesIn(folder)) {
-    if (name.ends_with(".tmp")) found.insert(folder + name);
+  for (std::string& name : files.FilesIn(folder.empty() ? "/" : folder)) {
+    if (name.ends_with(".tmp")) found.insert(name.insert(0, folder + "/"));
   }
   if (found.empty()) return;
   for (int i = 1; i <= program.DownloadCount; ++i) {

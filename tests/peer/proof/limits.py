@@ -134,6 +134,28 @@ class Limits(unittest.TestCase):
         self.assertEqual(len(session.companion.downloads()), 14)
         self.assertEqual(session.stop(), 0, session.read_log())
 
+    def test_a_full_folder_of_settings_keeps_them_and_lets_downloads_go_through(self):
+        session = self.session()
+        folder = os.path.dirname(session.settings_file)
+        with open(session.settings_file, "rb") as f:
+            before = f.read()
+        self.disk(folder, "32k")
+        with open(os.path.join(folder, "filler"), "wb", buffering=0) as f:
+            try:
+                while True:
+                    f.write(b"x" * 4096)
+            except OSError:
+                pass
+        names = sorted(os.listdir(folder))
+        session.start()
+        session.menu_url(self.url)
+        [download] = session.companion.wait_finished([self.url], 30)
+        self.check_file(download)
+        self.assertEqual(session.stop(), 0, session.read_log())
+        with open(session.settings_file, "rb") as f:
+            self.assertEqual(f.read(), before)
+        self.assertEqual(sorted(os.listdir(folder)), names)
+
     def read_only(self, folder):
         mount("--bind", folder, folder)
         self.mounted.append(folder)

@@ -76,9 +76,9 @@ class GatedOrigin(origin.Origin):
 
 
 def stored(session):
-    """The records of the list file; None if it cannot be read whole."""
+    """The records of the list file, which is empty before the first save; None if it cannot be read whole."""
     try:
-        return listfile.read(session.list_file)
+        return listfile.read(session.list_file) if os.path.getsize(session.list_file) else []
     except FileNotFoundError:
         return []
     except (ValueError, struct.error):

@@ -58,10 +58,11 @@ class MemoryFiles final : public Files {
   bool Exists(const std::string& path) const override { return contents.count(path) != 0 && denied.count(path) == 0; }
   std::uint64_t LengthOf(const std::string& path) const override { return contents.at(path).size(); }
   std::vector<std::string> FilesIn(const std::string& folder) const override {
+    const std::string start = folder + "/";
     std::vector<std::string> names;
     for (const auto& [path, content] : contents) {
-      if (path.starts_with(folder) && path.find('/', folder.size()) == std::string::npos) {
-        names.push_back(path.substr(folder.size()));
+      if (path.starts_with(start) && path.find('/', start.size()) == std::string::npos) {
+        names.push_back(path.substr(start.size()));
       }
     }
     return names;
