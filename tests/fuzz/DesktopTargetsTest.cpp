@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,15 +26,17 @@ void Feed(const std::string& target, int count, const std::function<void(std::st
   }
 }
 
-std::string FirstBroken(const std::string& target, const std::function<void(std::string_view)>& run) {
+// The claims that do not hold for some of the kept inputs.
+std::set<std::string> Catch(const std::string& target, const std::function<void(std::string_view)>& run) {
+  std::set<std::string> claims;
   for (const std::string& bytes : KeptInputs(target)) {
     try {
       run(bytes);
     } catch (const OracleBroken& broken) {
-      return broken.what();
+      claims.insert(broken.what());
     }
   }
-  return {};
+  return claims;
 }
 
 TEST(FuzzFrames, HoldsForWhatIsKeptAndForChangesOfIt) {
@@ -56,16 +59,18 @@ TEST(FuzzFrames, FindsAReaderThatTakesOneReadForAWholeFrame) {
     return ::read(descriptor, json.data(), length) == static_cast<ssize_t>(length) ? FrameEnd::Frame
                                                                                    : FrameEnd::CutShort;
   };
-  EXPECT_EQ(FirstBroken("frames", [&](std::string_view bytes) { FuzzFrames(bytes, wrong); }),
-            "a frame ends as its length says");
+  EXPECT_EQ(Catch("frames", [&](std::string_view bytes) { FuzzFrames(bytes, wrong); })
+                .count("a frame ends as its length says"),
+            1U);
 }
 
 TEST(FuzzTga, FindsAReaderThatSwapsRedAndBlue) {
   const auto wrong = [](std::span<const unsigned char> bytes, qint64 most) {
     return ReadTga(bytes, most).rgbSwapped();
   };
-  EXPECT_EQ(FirstBroken("tga", [&](std::string_view bytes) { FuzzTga(bytes, wrong); }),
-            "a plain pixel is what its bytes say");
+  EXPECT_EQ(
+      Catch("tga", [&](std::string_view bytes) { FuzzTga(bytes, wrong); }).count("a plain pixel is what its bytes say"),
+      1U);
 }
 
 TEST(FuzzTga, FindsAReaderThatTurnsWhatIsCutShort) {
@@ -75,12 +80,13 @@ TEST(FuzzTga, FindsAReaderThatTurnsWhatIsCutShort) {
     largest = bytes.size();
     return cut ? ReadTga(bytes, most).mirrored() : ReadTga(bytes, most);
   };
-  EXPECT_EQ(FirstBroken("tga",
-                        [&](std::string_view bytes) {
-                          largest = 0;
-                          FuzzTga(bytes, wrong);
-                        }),
-            "a file cut short is the whole one and then black");
+  EXPECT_EQ(Catch("tga",
+                  [&](std::string_view bytes) {
+                    largest = 0;
+                    FuzzTga(bytes, wrong);
+                  })
+                .count("a file cut short is the whole one and then black"),
+            1U);
 }
 
 }  // namespace

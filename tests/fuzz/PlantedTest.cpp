@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,22 +14,17 @@
 namespace pellora {
 namespace {
 
-// How many of the kept inputs show that something does not hold, and for which claim first.
-struct Caught {
-  int times = 0;
-  std::string claim;
-};
-
-Caught Catch(const std::string& target, const std::function<void(std::string_view)>& run) {
-  Caught caught;
+// The claims that do not hold for some of the kept inputs.
+std::set<std::string> Catch(const std::string& target, const std::function<void(std::string_view)>& run) {
+  std::set<std::string> claims;
   for (const std::string& bytes : KeptInputs(target)) {
     try {
       run(bytes);
     } catch (const OracleBroken& broken) {
-      if (caught.times++ == 0) caught.claim = broken.what();
+      claims.insert(broken.what());
     }
   }
-  return caught;
+  return claims;
 }
 
 TEST(PlantedMistake, AnAddressWhoseQueryIsLostDoesNotConcatenateBack) {
@@ -37,7 +33,7 @@ TEST(PlantedMistake, AnAddressWhoseQueryIsLostDoesNotConcatenateBack) {
     parsed.path = parsed.path.substr(0, parsed.path.find('?'));
     return parsed;
   };
-  EXPECT_EQ(Catch("url", [&](std::string_view bytes) { FuzzUrl(bytes, wrong); }).claim, "the path goes to the end");
+  EXPECT_EQ(Catch("url", [&](std::string_view bytes) { FuzzUrl(bytes, wrong); }).count("the path goes to the end"), 1U);
 }
 
 TEST(PlantedMistake, AnAddressReadInQuadraticMemoryIsNotBounded) {
@@ -46,7 +42,7 @@ TEST(PlantedMistake, AnAddressReadInQuadraticMemoryIsNotBounded) {
     for (std::size_t i = 0; i < url.size(); ++i) ends.emplace_back(url.substr(i));
     return ParseUrl(url);
   };
-  EXPECT_GT(Catch("url", [&](std::string_view bytes) { FuzzUrl(bytes, wrong); }).times, 0);
+  EXPECT_FALSE(Catch("url", [&](std::string_view bytes) { FuzzUrl(bytes, wrong); }).empty());
 }
 
 TEST(PlantedMistake, AReplyWhoseFirstLengthHoldsIsFound) {
@@ -58,7 +54,7 @@ TEST(PlantedMistake, AReplyWhoseFirstLengthHoldsIsFound) {
       headers.contentLength = ParseReplyHeaders(reply.substr(0, end + 2)).contentLength;
     return headers;
   };
-  EXPECT_GT(Catch("headers", [&](std::string_view bytes) { FuzzHeaders(bytes, wrong); }).times, 0);
+  EXPECT_FALSE(Catch("headers", [&](std::string_view bytes) { FuzzHeaders(bytes, wrong); }).empty());
 }
 
 TEST(PlantedMistake, AHeaderSoughtInEveryBlockOrInNoneIsFound) {
@@ -67,14 +63,14 @@ TEST(PlantedMistake, AHeaderSoughtInEveryBlockOrInNoneIsFound) {
     const std::size_t end = block.find("\r\n\r\n");
     return end == std::string_view::npos ? std::size_t{0} : end + 4;
   };
-  EXPECT_GT(Catch("segments", [&](std::string_view bytes) { FuzzSegments(bytes, never); }).times, 0);
-  EXPECT_GT(Catch("segments", [&](std::string_view bytes) { FuzzSegments(bytes, always); }).times, 0);
+  EXPECT_FALSE(Catch("segments", [&](std::string_view bytes) { FuzzSegments(bytes, never); }).empty());
+  EXPECT_FALSE(Catch("segments", [&](std::string_view bytes) { FuzzSegments(bytes, always); }).empty());
 }
 
 TEST(PlantedMistake, AnFtpLineThatIsLostBetweenTwoArrivalsIsFound) {
   const auto lost = [](std::string line) { return line.starts_with("331") ? "200 x\r\n" : line; };
-  const Caught caught = Catch("ftp", [&](std::string_view bytes) { FuzzFtp(bytes, lost); });
-  EXPECT_EQ(caught.claim, "the probe answers lines the same whole and apart");
+  const auto claims = Catch("ftp", [&](std::string_view bytes) { FuzzFtp(bytes, lost); });
+  EXPECT_EQ(claims.count("the probe answers lines the same whole and apart"), 1U);
 }
 
 TEST(PlantedMistake, FtpCommandsWithoutEndOrOfTheServersMakingAreFound) {
@@ -105,8 +101,9 @@ TEST(PlantedMistake, AListThatLosesAFieldIsNotStable) {
     for (DownloadRecord& record : records) record.Received += ++reads % 2;
     return records;
   };
-  EXPECT_EQ(Catch("list", [&](std::string_view bytes) { FuzzList(bytes, wrong); }).claim,
-            "a list that was saved is read as it was");
+  EXPECT_EQ(Catch("list", [&](std::string_view bytes) { FuzzList(bytes, wrong); })
+                .count("a list that was saved is read as it was"),
+            1U);
 }
 
 TEST(PlantedMistake, AListThatBelievesItsNumbersIsNotBounded) {
@@ -114,8 +111,9 @@ TEST(PlantedMistake, AListThatBelievesItsNumbersIsNotBounded) {
     const std::string believed(bytes.size() < 8 ? std::size_t{0} : std::size_t{1} << 22, 'x');
     return ReadRecords(bytes);
   };
-  EXPECT_EQ(Catch("list", [&](std::string_view bytes) { FuzzList(bytes, wrong); }).claim,
-            "a list takes memory in proportion to its length");
+  EXPECT_EQ(Catch("list", [&](std::string_view bytes) { FuzzList(bytes, wrong); })
+                .count("a list takes memory in proportion to its length"),
+            1U);
 }
 
 TEST(PlantedMistake, AZipBlockThatDropsAByteWhereBlocksMeetIsFound) {
@@ -124,8 +122,9 @@ TEST(PlantedMistake, AZipBlockThatDropsAByteWhereBlocksMeetIsFound) {
     if (!buffer.empty() && !block.empty()) block.remove_prefix(1);
     return TakeZipBlock(buffer, block, wanted);
   };
-  EXPECT_EQ(Catch("zip", [&](std::string_view bytes) { FuzzZip(bytes, wrong); }).claim,
-            "data is the same in one block and in two");
+  EXPECT_EQ(Catch("zip", [&](std::string_view bytes) { FuzzZip(bytes, wrong); })
+                .count("data is the same in one block and in two"),
+            1U);
 }
 
 TEST(PlantedMistake, AZipNumberReadOneByteBesideIsFound) {
@@ -135,8 +134,9 @@ TEST(PlantedMistake, AZipNumberReadOneByteBesideIsFound) {
     for (ZipEntry& entry : entries) entry.PackedSize = entry.CrcField;
     return entries;
   };
-  EXPECT_EQ(Catch("zip", [&](std::string_view bytes) { FuzzZip(bytes, wrong); }).claim,
-            "the numbers stand at their offsets");
+  EXPECT_EQ(
+      Catch("zip", [&](std::string_view bytes) { FuzzZip(bytes, wrong); }).count("the numbers stand at their offsets"),
+      1U);
 }
 
 TEST(PlantedMistake, ALanguageLineSplitAtItsLastEqualsSignIsFound) {
@@ -144,8 +144,9 @@ TEST(PlantedMistake, ALanguageLineSplitAtItsLastEqualsSignIsFound) {
     ReadLanguage(content, texts);
     for (std::string& text : texts) text = text.substr(text.rfind('=') + 1);
   };
-  EXPECT_EQ(Catch("language", [&](std::string_view bytes) { FuzzLanguage(bytes, wrong); }).claim,
-            "the last line of a number holds");
+  EXPECT_EQ(Catch("language", [&](std::string_view bytes) { FuzzLanguage(bytes, wrong); })
+                .count("the last line of a number holds"),
+            1U);
 }
 
 TEST(PlantedMistake, ASettingStoredWithoutItsOuterBlanksIsNotReadBack) {
@@ -153,8 +154,9 @@ TEST(PlantedMistake, ASettingStoredWithoutItsOuterBlanksIsNotReadBack) {
   wrong.with = [](std::string content, std::string_view key, std::string_view value) {
     return WithIniValue(std::move(content), key, WithoutOuterBlanks(value));
   };
-  EXPECT_EQ(Catch("settings", [&](std::string_view bytes) { FuzzSettings(bytes, wrong); }).claim,
-            "what was stored is read");
+  EXPECT_EQ(
+      Catch("settings", [&](std::string_view bytes) { FuzzSettings(bytes, wrong); }).count("what was stored is read"),
+      1U);
 }
 
 TEST(PlantedMistake, ASettingOfTheFirstLineIsFound) {
@@ -163,8 +165,9 @@ TEST(PlantedMistake, ASettingOfTheFirstLineIsFound) {
     const std::size_t again = content.rfind("\n" + std::string(key) + "=");
     return IniValue(again == std::string_view::npos ? content : content.substr(0, again), key);
   };
-  EXPECT_EQ(Catch("settings", [&](std::string_view bytes) { FuzzSettings(bytes, wrong); }).claim,
-            "the last line of a key holds");
+  EXPECT_EQ(Catch("settings", [&](std::string_view bytes) { FuzzSettings(bytes, wrong); })
+                .count("the last line of a key holds"),
+            1U);
 }
 
 TEST(PlantedMistake, VersionNotesFromTheWrongLineAreFound) {
@@ -173,8 +176,9 @@ TEST(PlantedMistake, VersionNotesFromTheWrongLineAreFound) {
     reply.notes += ' ';
     return reply;
   };
-  EXPECT_EQ(Catch("version", [&](std::string_view bytes) { FuzzVersion(bytes, wrong); }).claim,
-            "the notes stand behind the body's first line");
+  EXPECT_EQ(Catch("version", [&](std::string_view bytes) { FuzzVersion(bytes, wrong); })
+                .count("the notes stand behind the body's first line"),
+            1U);
 }
 
 TEST(PlantedMistake, ANumberReadWithACommaIsFound) {
@@ -183,8 +187,9 @@ TEST(PlantedMistake, ANumberReadWithACommaIsFound) {
     for (char& c : point) c = c == ',' ? '.' : c;
     return NumericPrefix(point);
   };
-  EXPECT_EQ(Catch("numbers", [&](std::string_view bytes) { FuzzNumbers(bytes, wrong); }).claim,
-            "a number is the one at the text's start");
+  EXPECT_EQ(Catch("numbers", [&](std::string_view bytes) { FuzzNumbers(bytes, wrong); })
+                .count("a number is the one at the text's start"),
+            1U);
 }
 
 TEST(PlantedMistake, APreviewFrameToldOfAtItsFirstPieceIsFound) {
@@ -192,8 +197,9 @@ TEST(PlantedMistake, APreviewFrameToldOfAtItsFirstPieceIsFound) {
     const PreviewFrames::Said said = frames.Took(count);
     return said == PreviewFrames::Said::Nothing && count < 12 ? PreviewFrames::Said::Ended : said;
   };
-  EXPECT_EQ(Catch("preview", [&](std::string_view bytes) { FuzzPreview(bytes, wrong); }).claim,
-            "the process is understood in pieces");
+  EXPECT_EQ(Catch("preview", [&](std::string_view bytes) { FuzzPreview(bytes, wrong); })
+                .count("the process is understood in pieces"),
+            1U);
 }
 
 TEST(AllocationMeter, CountsWhatIsAskedForThoughItWasGivenBack) {
