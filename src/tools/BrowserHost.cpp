@@ -1,7 +1,6 @@
 // The native messaging host: started by a browser for the extension, it hands each request on to the program
 // over the session bus, which starts the program if need be, and answers whether it was taken. Standard
 // output belongs to the answers.
-#include <signal.h>
 #include <unistd.h>
 
 #include <QByteArray>
@@ -9,6 +8,7 @@
 #include <QDBusError>
 #include <QDBusMessage>
 #include <QString>
+#include <csignal>
 
 #include "desktop/BusTypes.h"
 #include "tools/HostFrames.h"

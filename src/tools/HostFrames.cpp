@@ -5,6 +5,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonValue>
+#include <array>
 #include <cerrno>
 #include <cstring>
 
@@ -36,11 +37,11 @@ bool TakeText(const QJsonObject& request, const char* name, QString& text) {
 
 FrameEnd ReadFrame(int descriptor, QByteArray& json) {
   std::uint32_t length = 0;
-  char head[sizeof length];
-  const std::size_t got = ReadBytes(descriptor, head, sizeof head);
+  std::array<char, sizeof length> head{};
+  const std::size_t got = ReadBytes(descriptor, head.data(), head.size());
   if (got == 0) return FrameEnd::End;
-  if (got < sizeof head) return FrameEnd::CutShort;
-  std::memcpy(&length, head, sizeof head);
+  if (got < head.size()) return FrameEnd::CutShort;
+  std::memcpy(&length, head.data(), head.size());
   if (length == 0) return FrameEnd::Empty;
   if (length > kLongestFrame) return FrameEnd::TooLong;
   json.resize(static_cast<qsizetype>(length));
