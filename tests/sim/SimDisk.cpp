@@ -22,10 +22,10 @@ std::string ParentOf(const std::string& path) {
 std::uint64_t Footprint(const SimFileData& data) { return std::max(data.Size(), data.reserved); }
 
 const char* NameOf(DiskCall call) {
-  constexpr std::array<const char*, 11> kNames{
+  constexpr std::array<const char*, 12> kNames{
       "disk open",   "disk open for reading", "disk delete",  "disk create folder",
       "disk exists", "disk length of",        "disk listing", "disk write",
-      "disk read",   "disk length",           "disk reserve"};
+      "disk read",   "disk length",           "disk reserve", "disk copy"};
   return kNames[static_cast<std::size_t>(call)];
 }
 

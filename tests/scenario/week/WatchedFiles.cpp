@@ -24,6 +24,21 @@ class WatchedFile final : public File {
     if (!files_.delayed_.empty()) files_.Flush(&path_);
     return file_->ReadAt(offset, buffer);
   }
+  // A failing one copies nothing, as the port has it.
+  std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size) override {
+    const auto* const other = dynamic_cast<const WatchedFile*>(&source);
+    if (other == nullptr) return 0;
+    try {
+      files_.Enter(DiskCall::Copy, path_);
+      if (!files_.delayed_.empty()) files_.Flush(&other->path_);
+      std::string bytes(size, '\0');
+      bytes.resize(other->file_->ReadAt(from, bytes));
+      files_.Write(*file_, path_, offset, bytes);
+      return bytes.size();
+    } catch (const Failure&) {
+      return 0;
+    }
+  }
   std::uint64_t Length() override {
     files_.Enter(DiskCall::Length, path_);
     return file_->Length();

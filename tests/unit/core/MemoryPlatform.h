@@ -56,7 +56,11 @@ class MemoryFiles final : public Files {
   }
   void CreateFolder(const std::string& path) override { Call("folder " + path); }
   bool Exists(const std::string& path) const override { return contents.count(path) != 0 && denied.count(path) == 0; }
-  std::uint64_t LengthOf(const std::string& path) const override { return contents.at(path).size(); }
+  std::uint64_t LengthOf(const std::string& path) const override {
+    const auto found = contents.find(path);
+    if (found == contents.end()) throw Failure(FailureNumber::File, path);
+    return found->second.size();
+  }
   std::vector<std::string> FilesIn(const std::string& folder) const override {
     const std::string start = folder + "/";
     std::vector<std::string> names;
