@@ -72,14 +72,12 @@ void Life::BeginSession(int session, const std::vector<const PlanItem*>& wires) 
   const Platform& all = sim_->platform();
   platform_.reset(new Platform{all.gate, all.events, all.tasks, all.clock, *network_, *files_, all.settings,
                                all.clipboard, all.dialogs, all.shell, all.machine, all.locale, all.tray, all.windows,
-                               all.media, all.autoStart, all.browserMenu});
+                               all.media, all.autoStart, all.browserMenu, &folders_, &unzip_});
   sim_->dialogs().AutoSave([this](const SaveRequest& request) -> std::optional<std::string> {
     if (random_.Below(4) == 0) return std::nullopt;
     return "/home/u/saved/" + request.proposal;
   });
   app_ = std::make_unique<App>(*platform_);
-  app_->UseFolders(folders_);
-  app_->UseUnzip(unzip_);
   user_ = std::make_unique<User>(*app_, *sim_, origin_, [this](const std::function<void()>& event) { Do(event); });
   invariants_.BeginSession(*app_, *sim_, *files_, *network_);
 }
