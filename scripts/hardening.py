@@ -69,7 +69,9 @@ def code_of(path):
 def touches_every_page_of_its_stack(path):
     """No frame is made in one step that could jump over the guard page below a stack."""
     steps = re.finditer(r"\bsubq? +\$0x([0-9a-f]+),%rsp\n(.*)", code_of(path))
-    return all(int(step.group(1), 16) < PAGE or re.search(r"\borq? +\$0x0,\(%rsp\)", step.group(2)) for step in steps)
+    # What subtracts a negative number gives a frame back.
+    return all(not PAGE <= int(step.group(1), 16) < 1 << 63 or re.search(r"\borq? +\$0x0,\(%rsp\)", step.group(2))
+               for step in steps)
 
 
 def marks_where_jumps_may_land(path):

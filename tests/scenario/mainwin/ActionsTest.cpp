@@ -68,6 +68,8 @@ TEST_F(Actions, DeleteKeepsThePartFilesWhileTheProgramIsEndingWithTheListAsLastS
   Selected([](auto& r) {
     r.Segments.resize(2);
     r.SegmentCount = 1;
+    r.Segments[1].RangeEnd = 4;
+    r.Segments[1].RangeSize = 5;
     r.Segments[1].TempFile = "/tmp/a.zip001.tmp";
   });
   sim.disk().Put("/tmp/a.zip001.tmp", "bytes");
