@@ -308,7 +308,8 @@ FtpFault Origin::RandomFtpFault(SimRandom& random, const char*& name) {
     case 11:
       name = "ftp: dismissed while its data flows";
       fault.done = dismissal;
-      fault.dataWire.bytesPerSecond = 20'000;
+      fault.dataWire.bytesPerSecond =
+          random.Coin() ? 20'000 : 500'000;  // many blocks are still to come, or the last one
       break;
     default:
       name = "ftp: login refused";
