@@ -60,7 +60,7 @@ def run_here(patterns, files, name):
 def start(arguments):
     """This script for some of the tests, and the file that its output goes to."""
     output = tempfile.TemporaryFile()
-    command = [sys.executable, os.path.abspath(__file__), *arguments]
+    command = [sys.executable, "-u", os.path.abspath(__file__), *arguments]
     return subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, stderr=output), output
 
 
@@ -69,9 +69,10 @@ def take(output):
     output.seek(0)
     text = output.read().decode(errors="replace")
     output.close()
-    counts = re.search(r"^(\d+) passed, (\d+) failed\n\Z", text, re.MULTILINE)
+    counts = re.search(r"^(\d+) passed, (\d+) failed\s*\Z", text, re.MULTILINE)
     print(text[:counts.start()] if counts else text, flush=True)
     if not counts:
+        print("failed: a file of tests that ended without its counts", flush=True)
         return 0, 1, []
     return int(counts.group(1)), int(counts.group(2)), re.findall(r"^failed: (.*)$", text, re.MULTILINE)
 

@@ -2,7 +2,6 @@
 outside the two folders."""
 
 import os
-import sys
 import time
 import unittest
 
@@ -32,7 +31,7 @@ class Hostile(unittest.TestCase):
         self.assertTrue(self.session.alive(), self.session.read_log())
         self.assertLess(self.session.answers(), harness.PROMPT)
         grown = self.session.memory() - self.before
-        sys.stderr.write(" [memory grew by %.1f MiB at most] " % (grown / (1 << 20)))
+        print("      memory grew by %.1f MiB at most" % (grown / (1 << 20)))
         self.assertLess(grown, MEMORY_BOUND)
         self.assertEqual(self.session.tree() - self.files, set(), "files outside the two folders")
         for folder in (self.session.downloads, self.session.parts):
