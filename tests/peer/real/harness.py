@@ -49,6 +49,15 @@ def end_process(process, grace=10):
             process.wait()
 
 
+def has_ended(pid):
+    """True also of a process that nobody has waited for yet: where the first process reaps no orphans, it stays so."""
+    try:
+        with open("/proc/%d/stat" % pid, encoding="utf-8", errors="replace") as f:
+            return f.read().rpartition(")")[2].split()[0] == "Z"
+    except (FileNotFoundError, ProcessLookupError):
+        return True
+
+
 def start_with_answer(command, log, **options):
     """Starts a server that writes one line about itself to the descriptor whose number replaces "{fd}" in its
     arguments; returns it and the line."""

@@ -124,7 +124,7 @@ class Life(unittest.TestCase):
                                    "org.freedesktop.DBus.GetConnectionUnixProcessID", harness.BUS_NAME)
         pid = int(answer.stdout.decode().strip("(), \n").split()[-1])
         harness.end_process(self.session.bus)
-        harness.wait_until(lambda: not os.path.exists("/proc/%d" % pid), 20, "the started program to end")
+        harness.wait_until(lambda: harness.has_ended(pid), 20, "the started program to end")
         self.assertTrue(listfile.find(self.session.list_file, url).finished)
 
     def reload_services(self):

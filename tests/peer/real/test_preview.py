@@ -454,8 +454,7 @@ class Pane(unittest.TestCase):
         self.click("a.avi")
         [pid] = harness.wait_until(self.processes, 10, "the process")
         self.session.kill()
-        harness.wait_until(lambda: not os.path.exists("/proc/%d/cmdline" % pid) or
-                           open("/proc/%d/cmdline" % pid, "rb").read() == b"", 10, "its end")
+        harness.wait_until(lambda: harness.has_ended(pid), 10, "its end")
 
 
 if __name__ == "__main__":
