@@ -59,9 +59,9 @@ void Invariants::CheckWindows() {
     allowed_[static_cast<std::size_t>(live.host)] += kMaxSegmentSockets;
     if (live.ftp) allowed_[static_cast<std::size_t>(HostId::FtpData)] += kMaxSegmentSockets;
     const SimLoop::Micros now = sim_->loop().Time();
-    if (live.orphanSince < 0) live.orphanSince = now;
-    if (now - live.orphanSince < kOrphanTime || live.host == HostId::Wild) continue;
-    if (sim_->dialogs().Standing() == 0) {
+    // A box may be its own: its time to end begins with the answer.
+    if (live.orphanSince < 0 || sim_->dialogs().Standing() > 0) live.orphanSince = now;
+    if (now - live.orphanSince >= kOrphanTime && live.host != HostId::Wild) {
       Note("a transfer without a slot lives on that says \"" + window.state.Caption() + "\"");
     }
   }
