@@ -94,7 +94,7 @@ void Invariants::AfterEvent(Cause cause) {
 }
 
 bool Invariants::Honest(const DownloadRecord& record) const {
-  return IsHonest(HostOf(record.Host)) && origin_.Find(record.FileName) != nullptr;
+  return IsHonest(HostOf(record.Host)) && origin_.Find(record.FileName) != nullptr && !origin_.MayBeMisread(record);
 }
 
 void Invariants::CheckRecord(int index, Cause cause) {

@@ -5,6 +5,7 @@
 // Exempt, and why:
 // - What a server of the wild kind delivers is told to go into the file as it comes, so that neither bytes
 //   nor sizes are held against anything; counters, states and open things are.
+// - A plan for nothing, made from an FTP server's replies that the wire may have cut (Origin::MayBeMisread).
 // - A record that a fatal reply dropped is free; the transfer that is told to run on behind a server error
 //   is looked at no more than that it vanishes.
 // - A disk that fails costs no record its bytes: a part file that cannot be written ends the program with the

@@ -222,7 +222,7 @@ bool Life::Left() {
   const std::vector<DownloadInfo> all = app_->List();
   return std::any_of(all.begin(), all.end(), [this](const DownloadInfo& one) {
     const DownloadRecord& record = app_->program().Download(one.index);
-    return IsHonest(HostOf(record.Host)) && !record.Finished;
+    return IsHonest(HostOf(record.Host)) && !record.Finished && !origin_.MayBeMisread(record);
   });
 }
 

@@ -6,6 +6,7 @@
 
 #include "SimArchive.h"
 #include "core/Addresses.h"
+#include "core/Record.h"
 
 namespace pellora {
 
@@ -283,6 +284,7 @@ FtpFault Origin::RandomFtpFault(SimRandom& random, const char*& name) {
       break;
     case 5:
       name = "ftp: reply in pieces";
+      cutsReplies_ = true;
       fault.wire.splitAt = {random.Between(1, 250)};
       break;
     case 6:
@@ -317,6 +319,11 @@ FtpFault Origin::RandomFtpFault(SimRandom& random, const char*& name) {
       break;
   }
   return fault;
+}
+
+bool Origin::MayBeMisread(const DownloadRecord& record) const {
+  return cutsReplies_ && record.Protocol == kFtp && record.SegmentCount == 1 && record.Segments.size() > 1 &&
+         record.Segments[1].RangeEnd < 0;
 }
 
 std::string Origin::RandomUrl(SimRandom& random) const {

@@ -20,6 +20,8 @@
 
 namespace pellora {
 
+struct DownloadRecord;
+
 enum class HostId { Honest, Moody, Wild, Ftp, FtpData, Version, Packages, Other };
 constexpr int kHosts = 8;
 HostId HostOf(std::string_view host);
@@ -39,6 +41,9 @@ class Origin {
 
   // The bytes of the file with that name; null if no honest server has one.
   const std::string_view* Find(std::string_view name) const;
+  // No line of a reply is put together from two arrivals, and what follows a cut may look like another reply. A
+  // size may so be read as none: the plan is then for nothing, and such a download never ends.
+  bool MayBeMisread(const DownloadRecord& record) const;
   // An address that a user may add.
   std::string RandomUrl(SimRandom& random) const;
 
@@ -67,6 +72,7 @@ class Origin {
   std::unique_ptr<SimHttpServer> wild_;
   std::unique_ptr<SimHttpServer> version_;
   std::unique_ptr<SimFtpServer> ftp_;
+  bool cutsReplies_ = false;  // so far in this life
 };
 
 }  // namespace pellora
