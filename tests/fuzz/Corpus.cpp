@@ -6,6 +6,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "Oracle.h"
+
 namespace pellora {
 
 namespace {
@@ -48,6 +50,18 @@ std::vector<std::string> KeptInputs(const std::string& target) {
   std::vector<std::string> inputs;
   for (const fs::path& path : paths) inputs.push_back(Content(path));
   return inputs;
+}
+
+std::set<std::string> Catch(const std::string& target, const std::function<void(std::string_view)>& run) {
+  std::set<std::string> claims;
+  for (const std::string& bytes : KeptInputs(target)) {
+    try {
+      run(bytes);
+    } catch (const OracleBroken& broken) {
+      claims.insert(broken.what());
+    }
+  }
+  return claims;
 }
 
 std::vector<std::string> Words(const std::string& target) {

@@ -26,19 +26,6 @@ void Feed(const std::string& target, int count, const std::function<void(std::st
   }
 }
 
-// The claims that do not hold for some of the kept inputs.
-std::set<std::string> Catch(const std::string& target, const std::function<void(std::string_view)>& run) {
-  std::set<std::string> claims;
-  for (const std::string& bytes : KeptInputs(target)) {
-    try {
-      run(bytes);
-    } catch (const OracleBroken& broken) {
-      claims.insert(broken.what());
-    }
-  }
-  return claims;
-}
-
 TEST(FuzzFrames, HoldsForWhatIsKeptAndForChangesOfIt) {
   Feed("frames", 5000, [](std::string_view bytes) { FuzzFrames(bytes); });
 }

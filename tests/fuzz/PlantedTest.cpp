@@ -14,19 +14,6 @@
 namespace pellora {
 namespace {
 
-// The claims that do not hold for some of the kept inputs.
-std::set<std::string> Catch(const std::string& target, const std::function<void(std::string_view)>& run) {
-  std::set<std::string> claims;
-  for (const std::string& bytes : KeptInputs(target)) {
-    try {
-      run(bytes);
-    } catch (const OracleBroken& broken) {
-      claims.insert(broken.what());
-    }
-  }
-  return claims;
-}
-
 TEST(PlantedMistake, AnAddressWhoseQueryIsLostDoesNotConcatenateBack) {
   const auto wrong = [](std::string_view url) {
     ParsedUrl parsed = ParseUrl(url);
