@@ -57,7 +57,7 @@ void CopyAside(Program& program) {
   const std::unique_ptr<File> from = files.OpenForReading(path);
   try {
     CopyBytes(*from, *files.Open(copy));
-  } catch (const Failure&) {
+  } catch (...) {
     Skip([&] { files.Delete(copy); });
     throw;
   }

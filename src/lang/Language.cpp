@@ -1,6 +1,5 @@
 #include "lang/Language.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -42,24 +41,22 @@ void ReadLine(std::string_view line, LangStringArray& texts) {
 }
 
 template <class ControlType>
-void SetCaption(Control& control, const LangStringArray& texts) {
+void SetCaption(ControlType& control, const LangStringArray& texts) {
   const std::int32_t number = RoundedPrefix(control.Tag());
   const std::string* const text = TextAt(texts, number);
-  if (number == 0 || text == nullptr) return;
-  dynamic_cast<ControlType&>(control).Caption = *text;
+  if (number != 0 && text != nullptr) control.Caption = *text;
 }
 
-void Relabel(std::vector<ControlPart>& parts, const LangStringArray& texts) {
+void SetCaptions(std::vector<ControlPart>& parts, const LangStringArray& texts) {
   for (ControlPart& part : parts) {
     const std::string* const text = TextAt(texts, part.number);
     if (part.number != 0 && text != nullptr) part.caption = *text;
   }
 }
 
-void RelabelButtons(Control& control, const LangStringArray& texts) {
-  auto& toolbar = dynamic_cast<Toolbar&>(control);
+void SetCaption(Toolbar& toolbar, const LangStringArray& texts) {
   std::vector<ControlPart> buttons = toolbar.Buttons;
-  Relabel(buttons, texts);
+  SetCaptions(buttons, texts);
   for (ControlPart& button : buttons) {
     const std::string* const toolTip = TextAt(texts, std::int64_t{button.number} + kToolTipDistance);
     if (button.number > 0 && toolTip != nullptr) button.toolTip = *toolTip;
@@ -67,36 +64,27 @@ void RelabelButtons(Control& control, const LangStringArray& texts) {
   toolbar.Buttons = std::move(buttons);
 }
 
-void RelabelTabs(Control& control, const LangStringArray& texts) {
-  auto& strip = dynamic_cast<TabStrip&>(control);
+void SetCaption(TabStrip& strip, const LangStringArray& texts) {
   std::vector<ControlPart> tabs = strip.Tabs;
-  Relabel(tabs, texts);
+  SetCaptions(tabs, texts);
   strip.Tabs = std::move(tabs);
 }
 
-void RelabelColumns(Control& control, const LangStringArray& texts) {
-  auto& list = dynamic_cast<ListView&>(control);
+void SetCaption(ListView& list, const LangStringArray& texts) {
   std::vector<ControlPart> columns = list.Columns;
-  Relabel(columns, texts);
+  SetCaptions(columns, texts);
   list.Columns = std::move(columns);
 }
 
-// What is relabelled, by the name of the control's type. All others keep their texts.
-struct Translated {
-  std::string_view typeName;
-  void (*relabel)(Control&, const LangStringArray&);
-};
-constexpr std::array<Translated, 9> kTranslated = {{
-    {"CommandButton", SetCaption<CommandButton>},
-    {"Label", SetCaption<Label>},
-    {"Frame", SetCaption<Frame>},
-    {"OptionButton", SetCaption<OptionButton>},
-    {"CheckBox", SetCaption<CheckBox>},
-    {"Menu", SetCaption<Menu>},
-    {"Toolbar", RelabelButtons},
-    {"TabStrip", RelabelTabs},
-    {"ListView", RelabelColumns},
-}};
+template <class ControlType>
+void RelabelIf(Control& control, const LangStringArray& texts) {
+  if (auto* const own = dynamic_cast<ControlType*>(&control)) SetCaption(*own, texts);
+}
+
+// The kinds of control that are relabelled. All others keep their texts.
+constexpr std::array kTranslated = {RelabelIf<CommandButton>, RelabelIf<Label>,    RelabelIf<Frame>,
+                                    RelabelIf<OptionButton>,  RelabelIf<CheckBox>, RelabelIf<Menu>,
+                                    RelabelIf<Toolbar>,       RelabelIf<TabStrip>, RelabelIf<ListView>};
 
 }  // namespace
 
@@ -125,10 +113,7 @@ void ApplyLanguage(Window& window, const LangStringArray& texts) {
   const std::string* const caption = TextAt(texts, number);
   if (number > 0 && caption != nullptr) window.Caption = *caption;
   for (Control* const control : window.Controls()) {
-    const auto* const found = std::find_if(kTranslated.begin(), kTranslated.end(), [control](const Translated& entry) {
-      return entry.typeName == control->TypeName;
-    });
-    if (found != kTranslated.end()) found->relabel(*control, texts);
+    for (const auto relabelIf : kTranslated) relabelIf(*control, texts);
   }
 }
 
