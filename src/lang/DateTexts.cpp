@@ -284,12 +284,12 @@ class Reader {
 
   bool IsInDate(const std::string& gap) const {
     const std::string signs(TrimBlanks(WithoutWords(gap)));
-    return !gap.empty() && (dateGaps_.contains(signs) || signs == "/" || signs == "-" || signs == ".");
+    return dateGaps_.contains(signs) || signs == "/" || signs == "-" || signs == ".";
   }
 
   bool IsInTime(const std::string& gap) const {
     const std::string signs(TrimBlanks(WithoutWords(gap)));
-    return !gap.empty() && (timeGaps_.contains(signs) || signs == ":");
+    return timeGaps_.contains(signs) || signs == ":";
   }
 
   std::optional<DateTimeReading> ReadBoth(const Numbers& numbers, bool dateLeads, Half half) const {
