@@ -1,5 +1,6 @@
 #include "lang/Language.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -41,22 +42,24 @@ void ReadLine(std::string_view line, LangStringArray& texts) {
 }
 
 template <class ControlType>
-void SetCaption(ControlType& control, const LangStringArray& texts) {
+void SetCaption(Control& control, const LangStringArray& texts) {
   const std::int32_t number = RoundedPrefix(control.Tag());
   const std::string* const text = TextAt(texts, number);
-  if (number != 0 && text != nullptr) control.Caption = *text;
+  if (number == 0 || text == nullptr) return;
+  static_cast<ControlType&>(control).Caption = *text;
 }
 
-void SetCaptions(std::vector<ControlPart>& parts, const LangStringArray& texts) {
+void Relabel(std::vector<ControlPart>& parts, const LangStringArray& texts) {
   for (ControlPart& part : parts) {
     const std::string* const text = TextAt(texts, part.number);
     if (part.number != 0 && text != nullptr) part.caption = *text;
   }
 }
 
-void SetCaption(Toolbar& toolbar, const LangStringArray& texts) {
+void RelabelButtons(Control& control, const LangStringArray& texts) {
+  auto& toolbar = static_cast<Toolbar&>(control);
   std::vector<ControlPart> buttons = toolbar.Buttons;
-  SetCaptions(buttons, texts);
+  Relabel(buttons, texts);
   for (ControlPart& button : buttons) {
     const std::string* const toolTip = TextAt(texts, std::int64_t{button.number} + kToolTipDistance);
     if (button.number > 0 && toolTip != nullptr) button.toolTip = *toolTip;
@@ -64,27 +67,36 @@ void SetCaption(Toolbar& toolbar, const LangStringArray& texts) {
   toolbar.Buttons = std::move(buttons);
 }
 
-void SetCaption(TabStrip& strip, const LangStringArray& texts) {
+void RelabelTabs(Control& control, const LangStringArray& texts) {
+  auto& strip = static_cast<TabStrip&>(control);
   std::vector<ControlPart> tabs = strip.Tabs;
-  SetCaptions(tabs, texts);
+  Relabel(tabs, texts);
   strip.Tabs = std::move(tabs);
 }
 
-void SetCaption(ListView& list, const LangStringArray& texts) {
+void RelabelColumns(Control& control, const LangStringArray& texts) {
+  auto& list = static_cast<ListView&>(control);
   std::vector<ControlPart> columns = list.Columns;
-  SetCaptions(columns, texts);
+  Relabel(columns, texts);
   list.Columns = std::move(columns);
 }
 
-template <class ControlType>
-void RelabelIf(Control& control, const LangStringArray& texts) {
-  if (auto* const own = dynamic_cast<ControlType*>(&control)) SetCaption(*own, texts);
-}
-
-// The kinds of control that are relabelled. All others keep their texts.
-constexpr std::array kTranslated = {RelabelIf<CommandButton>, RelabelIf<Label>,    RelabelIf<Frame>,
-                                    RelabelIf<OptionButton>,  RelabelIf<CheckBox>, RelabelIf<Menu>,
-                                    RelabelIf<Toolbar>,       RelabelIf<TabStrip>, RelabelIf<ListView>};
+// What is relabelled, by the name of the control's type, which its class alone gives it. All others keep their texts.
+struct Translated {
+  std::string_view typeName;
+  void (*relabel)(Control&, const LangStringArray&);
+};
+constexpr std::array<Translated, 9> kTranslated = {{
+    {"CommandButton", SetCaption<CommandButton>},
+    {"Label", SetCaption<Label>},
+    {"Frame", SetCaption<Frame>},
+    {"OptionButton", SetCaption<OptionButton>},
+    {"CheckBox", SetCaption<CheckBox>},
+    {"Menu", SetCaption<Menu>},
+    {"Toolbar", RelabelButtons},
+    {"TabStrip", RelabelTabs},
+    {"ListView", RelabelColumns},
+}};
 
 }  // namespace
 
@@ -113,7 +125,10 @@ void ApplyLanguage(Window& window, const LangStringArray& texts) {
   const std::string* const caption = TextAt(texts, number);
   if (number > 0 && caption != nullptr) window.Caption = *caption;
   for (Control* const control : window.Controls()) {
-    for (const auto relabelIf : kTranslated) relabelIf(*control, texts);
+    const auto* const found = std::find_if(kTranslated.begin(), kTranslated.end(), [control](const Translated& entry) {
+      return entry.typeName == control->TypeName;
+    });
+    if (found != kTranslated.end()) found->relabel(*control, texts);
   }
 }
 
