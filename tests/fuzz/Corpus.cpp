@@ -23,9 +23,9 @@ std::string Content(const fs::path& path) {
 std::string Unescaped(const std::string& text) {
   std::string plain;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '\\' || i + 1 == text.size()) {
-      plain += text[i];
-    } else if (text[++i] == 'x' && i + 2 < text.size()) {
+    const bool escape = text[i] == '\\' && i + 1 < text.size();
+    if (escape) ++i;
+    if (escape && text[i] == 'x' && i + 2 < text.size()) {
       int byte = 0;
       std::from_chars(text.data() + i + 1, text.data() + i + 3, byte, 16);
       plain += static_cast<char>(byte);
@@ -48,6 +48,7 @@ std::vector<std::string> KeptInputs(const std::string& target) {
   }
   std::sort(paths.begin(), paths.end());
   std::vector<std::string> inputs;
+  inputs.reserve(paths.size());
   for (const fs::path& path : paths) inputs.push_back(Content(path));
   return inputs;
 }
