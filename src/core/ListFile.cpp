@@ -85,7 +85,7 @@ void SaveList(Program& program) {
   file->WriteAt(0, bytes);
 }
 
-bool SaveListBeforeDeleting(Program& program) {
+bool SaveListBeforeTouchingParts(Program& program) {
   return !program.Ending() && Skip([&] { SaveList(program); });
 }
 

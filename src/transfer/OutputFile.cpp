@@ -94,7 +94,7 @@ bool TransferWindow::BuildOutputFile() {
   record.Finished = true;
   record.Active = false;
   record.Percent = 100.0F;
-  const bool saved = SaveListBeforeDeleting(program_);
+  const bool saved = SaveListBeforeTouchingParts(program_);
   for (int i = 1; saved && i <= record.SegmentCount; ++i) {
     Skip([&] { program_.platform.files.Delete(record.Segment(i).TempFile); });
   }

@@ -2,10 +2,12 @@
 #include <algorithm>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "core/ListFile.h"
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
@@ -39,14 +41,21 @@ std::int32_t AddSaturated(std::int32_t a, std::int64_t b) {
 }  // namespace
 
 // The name that the part files' names begin with: FileName, unless another unfinished record's plan
-// holds one of the names that this would give. Where the list could not be read such a record may be in it,
-// unseen: then any file of that name is held to be its part.
+// holds one of the names that this would give. Part files that stand there already may be counted on by the list on
+// the disk, with ranges of a former plan: after a kill their record would go on with other bytes than it had. So the
+// list is saved before; where it could not be read or saved, no file that stands there is touched.
 std::string TransferWindow::PartNameBase(int count) {
+  std::optional<bool> saved;
+  const auto countedOn = [&](const std::string& part) {
+    if (!program_.platform.files.Exists(part)) return false;
+    if (!saved) saved = program_.listLoaded && SaveListBeforeTouchingParts(program_);
+    return !*saved;
+  };
   const auto taken = [&](const std::string& base) {
     std::vector<std::string> names;
     for (int i = 1; i <= count; ++i) {
       names.push_back(PartFileName(program_.settings.TempFolder, base, i));
-      if (!program_.listLoaded && program_.platform.files.Exists(names.back())) return true;
+      if (countedOn(names.back())) return true;
     }
     for (int other = 1; other <= program_.DownloadCount; ++other) {
       const DownloadRecord& record = program_.Download(other);

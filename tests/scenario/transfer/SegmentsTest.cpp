@@ -1,7 +1,10 @@
 // Plan, spaced connections and the data path of the segments.
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "TransferFixture.h"
+#include "core/ListFile.h"
 
 namespace pellora {
 namespace {
@@ -258,6 +261,32 @@ TEST_F(Segments, TouchNoPartFileThatMayBelongToAListThatCouldNotBeRead) {
   ASSERT_TRUE(RunUntilFinished());
   EXPECT_EQ(Output(), content.All());
   EXPECT_EQ(sim.disk().Get("/home/u/tmp/a.bin002.tmp"), "another record's bytes");
+}
+
+// The list on the disk may count on what stands in them, by the ranges of a former plan.
+TEST_F(Segments, WriteToPartFilesOfAFormerPlanOnlyOnceTheListIsSaved) {
+  const SimContent content = Serve("/a.bin", 20000);
+  sim.disk().Put("/home/u/tmp/a.bin002.tmp", "a former plan's bytes");
+  std::vector<std::string> opened;
+  sim.disk().FailWhere([&](DiskCall call, const std::string& path) {
+    if (call == DiskCall::Open) opened.push_back(path);
+    return false;
+  });
+  Start("http://o.example/a.bin");
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_EQ(Output(), content.All());
+  ASSERT_FALSE(opened.empty());
+  EXPECT_EQ(opened.front(), ListPath(program));
+}
+
+TEST_F(Segments, TouchNoPartFileOfAFormerPlanWhereTheListCannotBeSaved) {
+  const SimContent content = Serve("/a.bin", 20000);
+  sim.disk().Put("/home/u/tmp/a.bin002.tmp", "a former plan's bytes");
+  sim.disk().FailWhere([&](DiskCall, const std::string& path) { return path == ListPath(program); });
+  Start("http://o.example/a.bin");
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_EQ(Output(), content.All());
+  EXPECT_EQ(sim.disk().Get("/home/u/tmp/a.bin002.tmp"), "a former plan's bytes");
 }
 
 TEST_F(Segments, ReopenTheirPartFilesAboutOnceASecond) {

@@ -246,10 +246,10 @@ TEST_F(ListFileTest, NothingIsSavedOverAFileThatCannotBeRead) {
 TEST_F(ListFileTest, PartFilesMayGoOnceTheListIsSavedAndNotWhereItCannotBe) {
   Load();
   Add(test::FullRecord());
-  EXPECT_TRUE(SaveListBeforeDeleting(program));
+  EXPECT_TRUE(SaveListBeforeTouchingParts(program));
   EXPECT_EQ(Restarted().size(), 2U);
   memory.files.failing = {"write "};
-  EXPECT_FALSE(SaveListBeforeDeleting(program));
+  EXPECT_FALSE(SaveListBeforeTouchingParts(program));
 }
 
 TEST_F(ListFileTest, AFolderThatTakesNoFileStillGivesAnEmptyList) {
