@@ -32,7 +32,9 @@ void DeleteLeftParts(Program& program) {
   if (found.empty()) return;
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
-    if (!record.InUse || record.Finished) continue;
+    if (!record.InUse) continue;
+    found.erase(record.SavePath);  // a download's file, whatever its name
+    if (record.Finished) continue;
     for (const SegmentRecord& segment : record.Segments) found.erase(segment.TempFile);
   }
   for (int i = 1; i <= program.DownloadCount; ++i) {

@@ -6,8 +6,8 @@ namespace pellora {
 
 class Program;
 
-// Deletes, in the folder for temporary files, what a finished record names as its parts, unless another download names
-// it too or the finished file does not stand there whole.
+// Deletes, in the folder for temporary files, what a finished record names as its parts, unless an unfinished download
+// names it too, a download's own file has that name, or the finished file does not stand there whole.
 void DeleteLeftParts(Program& program);
 
 }  // namespace pellora

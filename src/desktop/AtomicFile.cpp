@@ -63,10 +63,8 @@ void RemoveLeftDrafts(const std::string& target) {
 // A file beside its target that is gone again unless it took the target's name.
 class Draft {
  public:
-  explicit Draft(const std::string& target) {
-    RemoveLeftDrafts(target);
-    name_.append(target).append(kDraftMark).append(kRandomPart);
-    fd_ = mkostemp(name_.data(), O_CLOEXEC);
+  explicit Draft(const std::string& target)
+      : name_(std::string(target).append(kDraftMark).append(kRandomPart)), fd_(mkostemp(name_.data(), O_CLOEXEC)) {
     if (fd_ < 0) throw FileFailure(target, errno);
     flock(fd_, LOCK_EX | LOCK_NB);
   }
@@ -93,7 +91,7 @@ class Draft {
 
  private:
   std::string name_;
-  int fd_ = -1;
+  int fd_;
 };
 
 void FlushFolder(const std::string& folder) {
@@ -116,6 +114,7 @@ void ReplaceFile(const std::string& path, std::string_view content, unsigned mod
   const std::string target = ResolveLinks(path);
   struct stat status {};
   const mode_t rights = stat(target.c_str(), &status) == 0 ? status.st_mode & 07777 : static_cast<mode_t>(mode);
+  RemoveLeftDrafts(target);
   Draft draft(target);
   draft.Write(content);
   draft.Publish(target, rights);

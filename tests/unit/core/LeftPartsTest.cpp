@@ -58,6 +58,15 @@ TEST_F(LeftParts, StayIfTheFinishedFileIsGoneOrTooShort) {
   EXPECT_TRUE(Stays());
 }
 
+TEST_F(LeftParts, StayWhereADownloadHasPutItsFile) {
+  Put(2).Finished = true;
+  program.Download(2).SavePath = kPart;
+  EXPECT_TRUE(Stays());
+  program.Download(2).Finished = false;
+  program.Download(2).Segments[1].TempFile.clear();
+  EXPECT_TRUE(Stays());
+}
+
 TEST_F(LeftParts, OfADeletedRecordStay) {
   program.Download(1).InUse = false;
   EXPECT_TRUE(Stays());
