@@ -72,6 +72,22 @@ TEST_F(LeftParts, AreLookedForInTheFolderForTemporaryFilesAlone) {
   }
 }
 
+TEST_F(LeftParts, StayWhereAListedFileBearsTheirName) {
+  DownloadRecord& other = Put(2);
+  other.Finished = true;
+  other.Segments.resize(1);
+  other.SavePath = "/link/to/t/file.zip001.tmp";
+  EXPECT_TRUE(Stays());
+}
+
+TEST_F(LeftParts, StayWhileADamagedListMayNameThemUnread) {
+  program.keepDamagedList = true;
+  EXPECT_TRUE(Stays());
+  program.keepDamagedList = false;
+  memory.files.contents["/program/Pellora.dat.damaged"] = "list";
+  EXPECT_TRUE(Stays());
+}
+
 TEST_F(LeftParts, ThatCannotBeDeletedAreNoFailure) {
   memory.files.failing = {"delete"};
   EXPECT_TRUE(Stays());
