@@ -39,8 +39,8 @@ std::int32_t AddSaturated(std::int32_t a, std::int64_t b) {
 }  // namespace
 
 // The name that the part files' names begin with: FileName, unless another unfinished record's plan
-// holds one of the names that this would give. Where the list could not be read such a record may be in it,
-// unseen: then any file of that name is held to be its part.
+// holds one of the names that this would give, or a listed file bears one. Where the list could not be read such a
+// record may be in it, unseen: then any file of that name is held to be its part.
 std::string TransferWindow::PartNameBase(int count) {
   const auto taken = [&](const std::string& base) {
     std::vector<std::string> names;
@@ -48,12 +48,16 @@ std::string TransferWindow::PartNameBase(int count) {
       names.push_back(PartFileName(program_.settings.TempFolder, base, i));
       if (!program_.listLoaded && program_.platform.files.Exists(names.back())) return true;
     }
+    const auto has = [&names](const std::string& path) {
+      return std::find(names.begin(), names.end(), path) != names.end();
+    };
     for (int other = 1; other <= program_.DownloadCount; ++other) {
       const DownloadRecord& record = program_.Download(other);
+      if (record.InUse && has(record.SavePath)) return true;
       // One that a server error dropped goes on writing while it is active.
       if (other == RecordIndex || record.Finished || (!record.InUse && !record.Active)) continue;
       for (int k = 1; k <= record.SegmentCount; ++k) {
-        if (std::find(names.begin(), names.end(), record.Segment(k).TempFile) != names.end()) return true;
+        if (has(record.Segment(k).TempFile)) return true;
       }
     }
     return false;
