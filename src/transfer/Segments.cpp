@@ -36,6 +36,20 @@ std::int32_t AddSaturated(std::int32_t a, std::int64_t b) {
   return static_cast<std::int32_t>(sum > kMost ? kMost : sum);
 }
 
+// One of the names is that of the record's file or, for another download, of one of its parts.
+bool Claims(const DownloadRecord& record, bool own, const std::vector<std::string>& names) {
+  const auto has = [&names](const std::string& path) {
+    return std::find(names.begin(), names.end(), path) != names.end();
+  };
+  if (record.InUse && has(record.SavePath)) return true;
+  // One that a server error dropped goes on writing while it is active.
+  if (own || record.Finished || (!record.InUse && !record.Active)) return false;
+  for (int k = 1; k <= record.SegmentCount; ++k) {
+    if (has(record.Segment(k).TempFile)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 // The name that the part files' names begin with: FileName, unless another unfinished record's plan
@@ -48,17 +62,8 @@ std::string TransferWindow::PartNameBase(int count) {
       names.push_back(PartFileName(program_.settings.TempFolder, base, i));
       if (!program_.listLoaded && program_.platform.files.Exists(names.back())) return true;
     }
-    const auto has = [&names](const std::string& path) {
-      return std::find(names.begin(), names.end(), path) != names.end();
-    };
     for (int other = 1; other <= program_.DownloadCount; ++other) {
-      const DownloadRecord& record = program_.Download(other);
-      if (record.InUse && has(record.SavePath)) return true;
-      // One that a server error dropped goes on writing while it is active.
-      if (other == RecordIndex || record.Finished || (!record.InUse && !record.Active)) continue;
-      for (int k = 1; k <= record.SegmentCount; ++k) {
-        if (has(record.Segment(k).TempFile)) return true;
-      }
+      if (Claims(program_.Download(other), other == RecordIndex, names)) return true;
     }
     return false;
   };
