@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QSessionManager>
 #include <QStandardPaths>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <utility>
@@ -155,6 +156,8 @@ void SetMissingHome() {
 
 int main(int argc, char** argv) {
   pellora::SetMissingHome();
+  // Beyond a limit on the sizes of files a write fails, as on a full disk, and is told of like that.
+  std::signal(SIGXFSZ, SIG_IGN);
   // The plain dispatcher serves sockets before timers and starves neither; programs started from here
   // choose for themselves.
   const bool chosen = qEnvironmentVariableIsSet("QT_NO_GLIB");

@@ -253,6 +253,28 @@ TEST_F(Segments, AvoidThePartFilesOfADroppedRecordThatStillWrites) {
   EXPECT_EQ(Output(2), content.All());
 }
 
+TEST_F(Segments, AvoidTheFilesThatFinishedDownloadsLeftInTheSameFolder) {
+  program.settings.DownloadFolder = program.settings.TempFolder;
+  const SimContent odd = Serve("/a.bin001.tmp", 20000, 1);
+  const SimContent content = Serve("/a.bin", 20000, 2);
+  Start("http://o.example/a.bin001.tmp");
+  ASSERT_TRUE(RunUntilFinished(1));
+  Start("http://o.example/a.bin");
+  ASSERT_TRUE(RunUntilFinished(2));
+  EXPECT_EQ(Output(2), content.All());
+  EXPECT_EQ(Output(1), odd.All());
+}
+
+TEST_F(Segments, NeverWriteTheirPartsIntoTheFileThatTheyAreJoinedTo) {
+  const SimContent content = Serve("/a.bin", 20000);
+  Wire(10, 20000);
+  Start("http://o.example/a.bin");
+  Record().HasSavePath = true;
+  Record().SavePath = "/home/u/tmp/a.bin002.tmp";
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_EQ(Output(), content.All());
+}
+
 TEST_F(Segments, TouchNoPartFileThatMayBelongToAListThatCouldNotBeRead) {
   const SimContent content = Serve("/a.bin", 20000);
   program.listLoaded = false;
