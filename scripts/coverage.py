@@ -41,8 +41,10 @@ READERS = (
     ("ZIP directory", "zipview/ZipDirectory.cpp", "zipview/ZipListing.cpp"),
     ("list file", "core/ListCodec.cpp", "core/ListFile.cpp"),
     ("language file", "lang/Language.cpp"),
-    ("settings", "core/Settings.cpp"),
-    ("numbers and dates", "core/Numbers.cpp", "core/Dates.cpp"),
+    ("settings", "core/Settings.cpp", "core/IniText.cpp"),
+    ("clipboard", "mainwin/ClipboardUrl.cpp"),
+    ("numbers and dates", "core/Numbers.cpp", "core/Dates.cpp", "core/Ascii.h"),
+    ("dates as shown", "lang/DateTexts.cpp"),
 )
 
 

@@ -5,22 +5,30 @@
     static.py --tool cppcheck      one of them
     static.py --changed [REF]      only what differs from REF (HEAD if not given), and who includes it
     static.py src/mainwin ...      only these files and folders
+    static.py --jobs 1             one process at a time, where others use the machine
+    static.py --afresh             asks clang-tidy again about what it found clean before
 
 Which checks, and why not the others: .clang-tidy, tests/.clang-tidy and scripts/cppcheck.txt. Works on
 build/release, which it configures, and whose generated headers it makes, where they are missing. All of it takes some
-20 minutes on two cores, cppcheck alone ten seconds. The last line is "N passed, N failed", by files.
+20 minutes on two cores, cppcheck alone ten seconds. A file that clang-tidy found clean is not asked about again until
+it, a header that it includes (the system's too), its command, the checks or clang-tidy change: build/release/clean
+remembers it by a hash over all of these. The last line is "N passed, N failed", by files.
 """
 
 import argparse
 import concurrent.futures
+import functools
+import hashlib
 import json
 import os
 import re
+import shlex
 import subprocess
 import sys
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BUILD = os.path.join(ROOT, "build", "release")
+CLEAN = os.path.join(BUILD, "clean")
 # g++'s own options are none of clang's business; it says so with a warning, and warnings are errors.
 FOR_CLANG = ["--extra-arg=-Wno-unknown-warning-option"]
 FOR_CPPCHECK = ["--enable=warning,style,performance,portability", "--inconclusive", "--inline-suppr", "--std=c++20",
@@ -65,7 +73,7 @@ def chosen(arguments):
 
 
 def compiled_files():
-    """What the build compiles, after it has made the headers that its sources include."""
+    """{file: (folder, command)} of what the build compiles, after it has made the headers that its sources include."""
     database = os.path.join(BUILD, "compile_commands.json")
     if not os.path.exists(database):
         output_of(["cmake", "--preset", "release", "-DPELLORA_TESTS=ON"])
@@ -74,14 +82,54 @@ def compiled_files():
                for part in ("pellora_desktop_autogen", "views/pellora_views_autogen")):
         output_of(["cmake", "--build", BUILD, "--target"] + targets)
     with open(database, encoding="utf-8") as f:
-        return {os.path.relpath(os.path.join(entry["directory"], entry["file"]), ROOT) for entry in json.load(f)}
+        return {os.path.relpath(os.path.join(entry["directory"], entry["file"]), ROOT):
+                (entry["directory"], shlex.split(entry["command"])) for entry in json.load(f)}
+
+
+@functools.lru_cache(None)
+def hash_of(path):
+    with open(path, "rb") as f:
+        return hashlib.sha256(f.read()).hexdigest()
+
+
+@functools.lru_cache(None)
+def checks():
+    """Which clang-tidy is asked for what."""
+    files = [os.path.join(folder, ".clang-tidy") for folder, _, names in os.walk(ROOT)
+             if ".clang-tidy" in names and not folder.startswith(os.path.join(ROOT, "build"))]
+    return [output_of(["clang-tidy-14", "--version"])] + FOR_CLANG + sorted(map(hash_of, files))
+
+
+def mark_of(folder, command):
+    """The file that stands where clang-tidy found all that `command` reads clean; none if it cannot be read."""
+    compiler = command[1:] if os.path.basename(command[0]) == "ccache" else command
+    output = compiler.index("-o")
+    done = subprocess.run(compiler[:output] + compiler[output + 2:] + ["-M"], cwd=folder, stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    if done.returncode:
+        return None
+    read = done.stdout.decode().replace("\\\n", " ").partition(":")[2].split()
+    what = [compiler, checks(), [(name, hash_of(os.path.join(folder, name))) for name in read]]
+    return os.path.join(CLEAN, hashlib.sha256(repr(what).encode()).hexdigest())
+
+
+def findings_of_clang(name, compiled, afresh):
+    mark = mark_of(*compiled)
+    if mark and os.path.exists(mark) and not afresh:
+        return ""
+    findings = findings_of(["clang-tidy-14", "-p", BUILD, "--quiet"] + FOR_CLANG + [name])
+    if mark and not findings:
+        os.makedirs(CLEAN, exist_ok=True)
+        with open(mark, "w", encoding="utf-8") as f:
+            f.write(name + "\n")
+    return findings
 
 
 def findings_of(command):
     done = subprocess.run(command, cwd=ROOT, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     text = done.stdout.decode(errors="replace")
     text = "\n".join(line for line in text.split("\n") if not re.match(r"\d+ warnings?( and .*)? (generated|treated)", line))
-    return text.strip() if done.returncode else ""
+    return (text.strip() or "ended with %d" % done.returncode) if done.returncode else ""
 
 
 def main():
@@ -89,19 +137,22 @@ def main():
     parser.add_argument("paths", nargs="*")
     parser.add_argument("--changed", nargs="?", const="HEAD", metavar="REF")
     parser.add_argument("--tool", choices=("clang-tidy", "cppcheck"))
+    parser.add_argument("--afresh", action="store_true")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count(), metavar="N")
     arguments = parser.parse_args()
     names = chosen(arguments)
     jobs = []
     if arguments.tool != "clang-tidy":
         # Tests are gtest's macros to cppcheck, which it neither expands nor understands.
-        jobs += [("cppcheck", name, ["cppcheck"] + FOR_CPPCHECK + [name]) for name in names if name.startswith("src/")]
+        jobs += [("cppcheck", name, functools.partial(findings_of, ["cppcheck"] + FOR_CPPCHECK + [name]))
+                 for name in names if name.startswith("src/")]
     if arguments.tool != "cppcheck":
         compiled = compiled_files()
-        jobs += [("clang-tidy", name, ["clang-tidy-14", "-p", BUILD, "--quiet"] + FOR_CLANG + [name])
+        jobs += [("clang-tidy", name, functools.partial(findings_of_clang, name, compiled[name], arguments.afresh))
                  for name in names if name in compiled]
     failed, told = 0, set()
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for (tool, name, _), findings in zip(jobs, pool.map(lambda job: findings_of(job[2]), jobs)):
+    with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
+        for (tool, name, _), findings in zip(jobs, pool.map(lambda job: job[2](), jobs)):
             failed += bool(findings)
             # What stands in a header is found again by everyone who includes it.
             new = [line for line in findings.replace(ROOT + "/", "").split("\n") if line not in told]

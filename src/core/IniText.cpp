@@ -100,11 +100,10 @@ std::optional<std::string> IniValue(std::string_view content, std::string_view k
 std::string WithIniValue(std::string content, std::string_view key, std::string_view value) {
   const std::string line = std::string(key) + "=" + Quote(value);
   const Place place = Find(content, key);
-  if (place.hasKey && Unquote(place.value) == value) return content;
   if (place.hasKey) {
-    content.replace(place.lineStart, place.lineEnd - place.lineStart, line);
+    if (Unquote(place.value) != value) content.replace(place.lineStart, place.lineEnd - place.lineStart, line);
   } else if (place.hasSection) {
-    const bool open = place.sectionEnd > 0 && content[place.sectionEnd - 1] != '\n';
+    const bool open = content[place.sectionEnd - 1] != '\n';
     content.insert(place.sectionEnd, (open ? "\n" : "") + line + "\n");
   } else {
     if (!content.empty() && content.back() != '\n') content += '\n';

@@ -58,7 +58,7 @@ void CopyAside(Program& program) {
   const std::string copy = UnusedNameFor(files, DamagedListPath(program));
   try {
     if (from->Length() > 0) CopyBytes(*from, *files.Open(copy));
-  } catch (const Failure&) {
+  } catch (...) {
     Skip([&] { files.Delete(copy); });
     throw;
   }

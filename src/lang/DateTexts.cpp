@@ -211,13 +211,12 @@ enum class Half { None, Am, Pm };
 // Takes the word for the half of the day out of the text.
 Half TakeHalf(std::string& text, const DateForms& forms) {
   struct Word {
-    std::string text;
+    std::string_view text;
     Half half;
   };
-  std::array<Word, 4> words = {{{Normalised(forms.am, forms), Half::Am},
-                                {Normalised(forms.pm, forms), Half::Pm},
-                                {"am", Half::Am},
-                                {"pm", Half::Pm}}};
+  const std::string am = Normalised(forms.am, forms);
+  const std::string pm = Normalised(forms.pm, forms);
+  std::array<Word, 4> words = {{{am, Half::Am}, {pm, Half::Pm}, {"am", Half::Am}, {"pm", Half::Pm}}};
   // The longest first: one may be a part of the other.
   std::stable_sort(words.begin(), words.end(),
                    [](const Word& a, const Word& b) { return a.text.size() > b.text.size(); });
@@ -284,12 +283,12 @@ class Reader {
 
   bool IsInDate(const std::string& gap) const {
     const std::string signs(TrimBlanks(WithoutWords(gap)));
-    return !gap.empty() && (dateGaps_.contains(signs) || signs == "/" || signs == "-" || signs == ".");
+    return dateGaps_.contains(signs) || signs == "/" || signs == "-" || signs == ".";
   }
 
   bool IsInTime(const std::string& gap) const {
     const std::string signs(TrimBlanks(WithoutWords(gap)));
-    return !gap.empty() && (timeGaps_.contains(signs) || signs == ":");
+    return timeGaps_.contains(signs) || signs == ":";
   }
 
   std::optional<DateTimeReading> ReadBoth(const Numbers& numbers, bool dateLeads, Half half) const {

@@ -46,7 +46,7 @@ void SetCaption(Control& control, const LangStringArray& texts) {
   const std::int32_t number = RoundedPrefix(control.Tag());
   const std::string* const text = TextAt(texts, number);
   if (number == 0 || text == nullptr) return;
-  dynamic_cast<ControlType&>(control).Caption = *text;
+  static_cast<ControlType&>(control).Caption = *text;
 }
 
 void Relabel(std::vector<ControlPart>& parts, const LangStringArray& texts) {
@@ -57,7 +57,7 @@ void Relabel(std::vector<ControlPart>& parts, const LangStringArray& texts) {
 }
 
 void RelabelButtons(Control& control, const LangStringArray& texts) {
-  auto& toolbar = dynamic_cast<Toolbar&>(control);
+  auto& toolbar = static_cast<Toolbar&>(control);
   std::vector<ControlPart> buttons = toolbar.Buttons;
   Relabel(buttons, texts);
   for (ControlPart& button : buttons) {
@@ -68,20 +68,20 @@ void RelabelButtons(Control& control, const LangStringArray& texts) {
 }
 
 void RelabelTabs(Control& control, const LangStringArray& texts) {
-  auto& strip = dynamic_cast<TabStrip&>(control);
+  auto& strip = static_cast<TabStrip&>(control);
   std::vector<ControlPart> tabs = strip.Tabs;
   Relabel(tabs, texts);
   strip.Tabs = std::move(tabs);
 }
 
 void RelabelColumns(Control& control, const LangStringArray& texts) {
-  auto& list = dynamic_cast<ListView&>(control);
+  auto& list = static_cast<ListView&>(control);
   std::vector<ControlPart> columns = list.Columns;
   Relabel(columns, texts);
   list.Columns = std::move(columns);
 }
 
-// What is relabelled, by the name of the control's type. All others keep their texts.
+// What is relabelled, by the name of the control's type, which its class alone gives it. All others keep their texts.
 struct Translated {
   std::string_view typeName;
   void (*relabel)(Control&, const LangStringArray&);

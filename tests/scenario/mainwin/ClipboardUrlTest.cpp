@@ -16,6 +16,19 @@ TEST(UrlToAskAbout, LooksAtTheFirstCharactersBeforeItTrims) {
   EXPECT_EQ(UrlToAskAbout(" http://a.example/x.zip", kUsual), std::nullopt);
 }
 
+TEST(UrlToAskAbout, AsksAboutAUrlWithoutADot) {
+  EXPECT_EQ(UrlToAskAbout("http://localhost/file", kUsual), "http://localhost/file");
+}
+
+TEST(BeginsWithScheme, KnowsHttpAndFtpInSmallLettersAtTheVeryStart) {
+  for (const char* const text : {"http://", "http://a.example/x.zip", "ftp://", "ftp://a.example/x.zip"}) {
+    EXPECT_TRUE(BeginsWithScheme(text)) << text;
+  }
+  for (const char* const text : {"", "http:/", "https://a.example/", "FTP://a.example/", " ftp://a.example/", "x"}) {
+    EXPECT_FALSE(BeginsWithScheme(text)) << text;
+  }
+}
+
 TEST(UrlToAskAbout, NeverAsksAboutASchemeInCapitals) {
   EXPECT_EQ(UrlToAskAbout("HTTP://a.example/x.zip", kUsual), std::nullopt);
   EXPECT_EQ(UrlToAskAbout("https://a.example/x.zip", kUsual), std::nullopt);

@@ -26,6 +26,7 @@ TEST(Ascii, ComparesWithoutCase) {
   EXPECT_FALSE(StartsWithNoCase("http:/", "http://"));
   EXPECT_TRUE(EndsWithNoCase("a.Zip", ".zip"));
   EXPECT_FALSE(EndsWithNoCase("zip", ".zip"));
+  EXPECT_FALSE(EndsWithNoCase("a.rar", ".zip"));
 }
 
 }  // namespace

@@ -72,6 +72,43 @@ TEST(ShortTime, ShowsSecondsAndQuotedSignsWhereThePatternHasThem) {
   EXPECT_EQ(ShortTime(SerialOf({2026, 3, 5, 15, 4, 9}), forms), "15 o'clock 04'09");
 }
 
+TEST(ShortTime, ShowsTheTextBeforeAndBehindTheFields) {
+  const DateForms forms{"'den' d.M.yyyy", "'kl.' H:mm 'Uhr'", "AM", "PM", "0"};
+  EXPECT_EQ(ShortDate(kMoment, forms), "den 5.3.2026");
+  EXPECT_EQ(ShortTime(kMoment, forms), "kl. 15:04 Uhr");
+  EXPECT_EQ(Stored("den 5.3.2026 kl. 15:04 Uhr", forms), "2026-03-05 15:04:00");
+}
+
+TEST(ShortDate, HasPlainDigitsWhereTheLocaleNamesNone) {
+  const DateForms forms{"M/d/yyyy", "h:mm AP", "AM", "PM", ""};
+  EXPECT_EQ(ShortDate(kMoment, forms), "3/5/2026");
+  EXPECT_EQ(Stored("3/5/2026", forms), "2026-03-05 00:00:00");
+}
+
+TEST(ReadLocalDateTime, TakesYearMonthAndDayInThisOrderWhereThePatternLacksOne) {
+  for (const char* const pattern : {"", "M/d", "d MMM yyyy d"}) {
+    EXPECT_EQ(Stored("26/3/5", {pattern, "H:mm", "AM", "PM", "0"}), "2026-03-05 00:00:00") << pattern;
+  }
+}
+
+TEST(ReadLocalDateTime, PassesOverDirectionMarksAndNothingElse) {
+  for (const char* const mark : {"\u061C", "\u200E", "\u200F", "\u202A", "\u202E", "\u2066", "\u2069"}) {
+    EXPECT_EQ(Stored(std::string("3/") + mark + "5/2026"), "2026-03-05 00:00:00") << mark;
+  }
+  for (const char* const other : {"\u061B", "\u200B", "\u200D", "\u2029", "\u2030", "\u2065", "\u206A"}) {
+    EXPECT_THROW(Read(std::string("3/") + other + "5/2026"), Failure) << other;
+  }
+}
+
+TEST(ReadLocalDateTime, TakesBlanksOfAnyWidth) {
+  for (const char* const blank : {"\t", "\u00A0", "\u2000", "\u200A", "\u202F", "\u3000"}) {
+    EXPECT_EQ(Stored(std::string("3/5/2026") + blank + "15:04"), "2026-03-05 15:04:00") << blank;
+  }
+  for (const char* const other : {"\v", "\u1FFF", "\u200B", "\u3001"}) {
+    EXPECT_THROW(Read(std::string("3/5/2026") + other + "15:04"), Failure) << other;
+  }
+}
+
 TEST(ReadLocalDateTime, TakesTheUsualWordsForTheHalvesOfTheDayBesideItsOwn) {
   EXPECT_EQ(Stored("5.3.2026 3:04 pm", kFinnish), "2026-03-05 15:04:00");
   EXPECT_EQ(Stored("5.3.2026 3.04 ip.", kFinnish), "2026-03-05 15:04:00");

@@ -163,6 +163,16 @@ TEST_F(LanguageTest, TakesAButtonsToolTipThirtyNumbersOn) {
   EXPECT_EQ(window->Toolbar1.Buttons()[0].toolTip, "Adds a URL");
 }
 
+TEST_F(LanguageTest, LeavesTheToolTipWhoseNumberLiesBehindTheTable) {
+  window->Toolbar1.Buttons = {{"in", "in", 994, "own", 0}, {"beyond", "beyond", 995, "own", 0}};
+  GivenFile("x.txt", "994=Last\n995=Beyond\n1024=tip\n");
+  Load("x");
+  EXPECT_EQ(window->Toolbar1.Buttons()[0].caption, "Last");
+  EXPECT_EQ(window->Toolbar1.Buttons()[0].toolTip, "tip");
+  EXPECT_EQ(window->Toolbar1.Buttons()[1].caption, "Beyond");
+  EXPECT_EQ(window->Toolbar1.Buttons()[1].toolTip, "own");
+}
+
 TEST_F(LanguageTest, LeavesEveryKindOfControlWithoutANumberOfTheTable) {
   for (const char* const tag : {"0", "-1", "99999", "", "none"}) {
     SampleWindow sample(ports.platform);
@@ -186,10 +196,12 @@ TEST_F(LanguageTest, TitlesAWindowThatHasANumber) {
   window->Tag = "695";
   Load("x");
   EXPECT_EQ(window->Caption(), "Enter");
-  window->Tag = "-695";
-  window->Caption = "Sample";
-  Load("x");
-  EXPECT_EQ(window->Caption(), "Sample");
+  for (const char* const outside : {"-695", "1025", "99999999999"}) {
+    window->Tag = outside;
+    window->Caption = "Sample";
+    Load("x");
+    EXPECT_EQ(window->Caption(), "Sample") << outside;
+  }
 }
 
 TEST_F(LanguageTest, BlanksAControlAtFirstAndKeepsTheFormerTextLater) {
