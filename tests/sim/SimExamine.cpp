@@ -70,7 +70,7 @@ void ExamineFinished(const DownloadRecord& record, const std::string& name, SimP
 
 void ExamineList(Program& program, SimPlatform& sim, Lines& wrong) {
   const std::string path = ListPath(program);
-  if (!sim.disk().Has(path)) return;
+  if (!sim.disk().Has(path) || program.keepDamagedList) return;  // known to be damaged, and copied before the next save
   const std::string bytes = sim.disk().Get(path);
   if (bytes.find_first_not_of('\0') == std::string::npos) return;
   ListDecoder decoder(bytes);
