@@ -66,7 +66,6 @@ void RemoveLeftDrafts(const std::string& target) {
 class Draft {
  public:
   explicit Draft(const std::string& target) {
-    RemoveLeftDrafts(target);
     do {
       if (fd_ >= 0) close(fd_);
       name_.assign(target).append(kDraftMark).append(kRandomPart).append(kDraftEnding);
