@@ -7,7 +7,8 @@ namespace pellora {
 class Program;
 
 // Deletes, in the folder for temporary files, what a finished record names as its parts, unless another download names
-// it too or the finished file does not stand there whole.
+// it too, one of them is short, or the finished file does not stand there whole. Spares a listed download's own file of
+// that name, and everything while a damaged list or a copy of one lies there.
 void DeleteLeftParts(Program& program);
 
 }  // namespace pellora

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "core/ListCodec.h"
@@ -26,15 +27,15 @@ std::string ReadBytes(File& file) {
 
 // An absent file is created. One that only seemed absent, to a disk that failed for a moment, is read: taken for
 // an empty list it would be lost with the first save.
-std::string ReadOrCreate(Files& files, const std::string& path) {
+std::optional<std::string> ReadOrCreate(Files& files, const std::string& path) {
   if (files.Exists(path)) return ReadBytes(*files.OpenForReading(path));
   std::unique_ptr<File> file;
   Skip([&] { file = files.Open(path); });
-  return file ? ReadBytes(*file) : std::string();
+  if (!file) return std::nullopt;
+  return ReadBytes(*file);
 }
 
-std::string UnusedNameFor(const Files& files, const std::string& path) {
-  const std::string first = path + ".damaged";
+std::string UnusedNameFor(const Files& files, const std::string& first) {
   std::string name = first;
   for (int number = 2; files.Exists(name); ++number) name = first + "." + std::to_string(number);
   return name;
@@ -49,14 +50,14 @@ void CopyBytes(File& from, File& to) {
   }
 }
 
-// An unfinished copy is taken back, so that tries on a full disk do not pile up.
+// An unfinished copy is taken back, so that tries on a full disk do not pile up. Opened as the save opens it: there may
+// be nothing to copy.
 void CopyAside(Program& program) {
   Files& files = program.platform.files;
-  const std::string path = ListPath(program);
-  const std::string copy = UnusedNameFor(files, path);
-  const std::unique_ptr<File> from = files.OpenForReading(path);
+  const std::unique_ptr<File> from = files.Open(ListPath(program));
+  const std::string copy = UnusedNameFor(files, DamagedListPath(program));
   try {
-    CopyBytes(*from, *files.Open(copy));
+    if (from->Length() > 0) CopyBytes(*from, *files.Open(copy));
   } catch (...) {
     Skip([&] { files.Delete(copy); });
     throw;
@@ -70,6 +71,8 @@ bool HoldsAnything(const std::string& bytes) { return bytes.find_first_not_of('\
 }  // namespace
 
 std::string ListPath(const Program& program) { return program.platform.machine.ProgramFolder() + "/Pellora.dat"; }
+
+std::string DamagedListPath(const Program& program) { return ListPath(program) + ".damaged"; }
 
 void SaveList(Program& program) {
   if (!program.listLoaded || program.Ending()) return;
@@ -85,14 +88,16 @@ void SaveList(Program& program) {
   file->WriteAt(0, bytes);
 }
 
-bool SaveListBeforeDeleting(Program& program) {
+bool SaveListBeforeTouchingParts(Program& program) {
   return !program.Ending() && Skip([&] { SaveList(program); });
 }
 
 void LoadList(Program& program) {
   Files& files = program.platform.files;
   const std::string path = ListPath(program);
-  std::string bytes = ReadOrCreate(files, path);
+  std::optional<std::string> found = ReadOrCreate(files, path);
+  const bool unreached = !found;
+  std::string bytes = std::move(found).value_or("");
 
   ListDecoder decoder(bytes);
   program.ResizeDownloads(0);
@@ -108,7 +113,7 @@ void LoadList(Program& program) {
     record.Paused = true;
   }
 
-  program.keepDamagedList = !decoder.Sound() && HoldsAnything(bytes);
+  program.keepDamagedList = unreached || (!decoder.Sound() && HoldsAnything(bytes));
   program.listLoaded = true;
   program.listBytes = std::move(bytes);  // room for the first save, which would else be the slowest
   // Tried again before each save until it succeeds.

@@ -40,6 +40,7 @@ std::string ResolveLinks(const std::string& path) {
 
 constexpr std::string_view kDraftMark = ".new-";
 constexpr std::string_view kRandomPart = "XXXXXX";
+constexpr std::string_view kDraftEnding = ".draft";  // nobody's own copy ends so, as one in ".new-backup" might
 
 // A draft that a kill has left beside its target: its maker's lock is gone.
 void RemoveLeftDrafts(const std::string& target) {
@@ -49,7 +50,8 @@ void RemoveLeftDrafts(const std::string& target) {
   if (opened == nullptr) return;
   while (const dirent* entry = readdir(opened)) {
     const std::string name = entry->d_name;
-    if (!name.starts_with(start) || name.size() != start.size() + kRandomPart.size()) continue;
+    if (!name.starts_with(start) || !name.ends_with(kDraftEnding)) continue;
+    if (name.size() != start.size() + kRandomPart.size() + kDraftEnding.size()) continue;
     const int fd = openat(dirfd(opened), entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) continue;
     struct stat status {};
@@ -64,11 +66,12 @@ void RemoveLeftDrafts(const std::string& target) {
 class Draft {
  public:
   explicit Draft(const std::string& target) {
-    RemoveLeftDrafts(target);
-    name_.append(target).append(kDraftMark).append(kRandomPart);
-    fd_ = mkostemp(name_.data(), O_CLOEXEC);
-    if (fd_ < 0) throw FileFailure(target, errno);
-    flock(fd_, LOCK_EX | LOCK_NB);
+    do {
+      if (fd_ >= 0) close(fd_);
+      name_.assign(target).append(kDraftMark).append(kRandomPart).append(kDraftEnding);
+      fd_ = mkostemps(name_.data(), static_cast<int>(kDraftEnding.size()), O_CLOEXEC);
+      if (fd_ < 0) throw FileFailure(target, errno);
+    } while (!Lock());
   }
   ~Draft() {
     if (fd_ >= 0) close(fd_);
@@ -92,6 +95,13 @@ class Draft {
   }
 
  private:
+  // False if another program took the draft for one that was left, before it had its lock.
+  bool Lock() const {
+    if (flock(fd_, LOCK_EX | LOCK_NB) != 0) return errno != EWOULDBLOCK;  // some file systems have no locks
+    struct stat status {};
+    return fstat(fd_, &status) != 0 || status.st_nlink > 0;
+  }
+
   std::string name_;
   int fd_ = -1;
 };
@@ -116,6 +126,7 @@ void ReplaceFile(const std::string& path, std::string_view content, unsigned mod
   const std::string target = ResolveLinks(path);
   struct stat status {};
   const mode_t rights = stat(target.c_str(), &status) == 0 ? status.st_mode & 07777 : static_cast<mode_t>(mode);
+  RemoveLeftDrafts(target);
   Draft draft(target);
   draft.Write(content);
   draft.Publish(target, rights);

@@ -12,7 +12,7 @@
 
 namespace pellora {
 
-std::string DesktopMachine::ProgramFolder() const {
+std::string DesktopMachine::FolderOfThisProgram() {
   std::array<char, PATH_MAX> path{};
   const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
   if (length <= 0) return QFile::encodeName(QCoreApplication::applicationDirPath()).toStdString();

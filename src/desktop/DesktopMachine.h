@@ -12,7 +12,9 @@ class DesktopMachine final : public Machine {
  public:
   explicit DesktopMachine(const Network& network) : network_(network) {}
 
-  std::string ProgramFolder() const override;
+  static std::string FolderOfThisProgram();
+
+  std::string ProgramFolder() const override { return FolderOfThisProgram(); }
   std::string DocumentsFolder() const override;
   bool ConnectionUp() const override;
   // The first code holds.

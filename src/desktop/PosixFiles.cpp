@@ -62,7 +62,7 @@ class Pipe {
   int Inlet() const { return ends_[1]; }
 
  private:
-  static constexpr std::size_t kMost = 1024 * 1024;  // what a user without rights may ask for
+  static constexpr std::size_t kMost = std::size_t{1} << 20;  // what a user without rights may ask for
   std::array<int, 2> ends_{};
 };
 
@@ -133,7 +133,7 @@ class PosixFile final : public File {
 
   void Reserve(std::uint64_t size) override {
     if (size == 0) return;
-    const off_t end = Position(path_, 0, size);
+    const off_t end = Position(path_, size, 0);
     int result = 0;
     do {
       // The visible length stays: a reader must not take reserved space for content.
@@ -141,8 +141,10 @@ class PosixFile final : public File {
     } while (result != 0 && errno == EINTR);
     if (result == 0) return;
     // Some file systems say EINVAL where they know no reserving behind the end.
-    if (errno != EOPNOTSUPP && errno != ENOSYS && errno != EINVAL) throw FileFailure(path_, errno);
-    ReserveByCounting(size);
+    const int error = errno;
+    if (error == EOPNOTSUPP || error == ENOSYS || error == EINVAL) return ReserveByCounting(size);
+    GiveBackReserved();
+    throw FileFailure(path_, error);
   }
 
  private:
@@ -159,11 +161,19 @@ class PosixFile final : public File {
     return mine.st_dev == others.st_dev && mine.st_ino == others.st_ino;
   }
 
-  // File systems that cannot reserve: at least the free space must do at this moment.
+  // A disk that becomes full in the middle keeps what it has set apart so far, behind the end and unseen. Cutting the
+  // file to its own length frees it.
+  void GiveBackReserved() const {
+    struct stat status {};
+    if (fstat(fd_, &status) != 0 || ftruncate(fd_, status.st_size) != 0) return;  // it stays set apart for this file
+  }
+
+  // File systems that cannot reserve: at least the free space must do at this moment. Those that do not tell how much
+  // they have, or tell a size of nothing, leave it to the writing.
   void ReserveByCounting(std::uint64_t size) const {
     const auto have = static_cast<std::uint64_t>(Status().st_blocks) * 512;
     struct statvfs space {};
-    if (fstatvfs(fd_, &space) != 0) throw FileFailure(path_, errno);
+    if (fstatvfs(fd_, &space) != 0 || space.f_blocks == 0) return;
     if (size > have && size - have > std::uint64_t{space.f_bavail} * space.f_frsize) throw FileFailure(path_, ENOSPC);
   }
 

@@ -32,6 +32,7 @@ void SetPort(Address& address, std::int32_t port) {
 // ever for a reply that comes with a descriptor.
 constexpr rlim_t kForTheRest = 40;
 
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): of the whole process, as the limit is
 rlim_t openSockets = 0;
 
 // Each socket may want a file for what it brings.

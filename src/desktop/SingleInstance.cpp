@@ -26,16 +26,20 @@ std::string SingleInstance::RuntimeFolder() {
   return folder;
 }
 
-SingleInstance::SingleInstance(const std::string& folder)
-    : fd_(open((folder + "/pellora.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {
-  if (fd_ < 0) return;
-  if (flock(fd_, LOCK_EX | LOCK_NB) == 0) return;
-  anotherRuns_ = errno == EWOULDBLOCK;
-}
+SingleInstance::SingleInstance(const std::string& runtimeFolder, const std::string& listFolder)
+    : session_(TryFor(runtimeFolder)), list_(TryFor(listFolder)) {}
 
 SingleInstance::~SingleInstance() {
-  // The file stays: removing it would let two copies lock two files of the same name.
-  if (fd_ >= 0) close(fd_);
+  // The files stay: removing one would let two copies lock two files of the same name.
+  if (session_ >= 0) close(session_);
+  if (list_ >= 0) close(list_);
+}
+
+int SingleInstance::TryFor(const std::string& folder) {
+  if (folder.empty()) return -1;
+  const int fd = open((folder + "/pellora.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) anotherRuns_ = true;
+  return fd;
 }
 
 }  // namespace pellora

@@ -23,6 +23,7 @@ bool limitRaised = false;  // NOLINT(cppcoreguidelines-avoid-non-const-global-va
 [[noreturn]] void BecomeProgram(char* const* argv, const char* folder, int report) {
   setsid();
   if (limitRaised) setrlimit(RLIMIT_NOFILE, &formerLimit);
+  signal(SIGXFSZ, SIG_DFL);
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);

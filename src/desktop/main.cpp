@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QSessionManager>
 #include <QStandardPaths>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <utility>
@@ -77,10 +78,11 @@ constexpr int kTextOk = 635;
 
 bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }
 
-std::unique_ptr<SingleInstance> TakeLock() {
-  std::unique_ptr<SingleInstance> lock;
-  Skip([&] { lock = std::make_unique<SingleInstance>(SingleInstance::RuntimeFolder()); });
-  return lock;
+// Where the runtime folder is not to be trusted, the one beside the list has to do.
+std::string RuntimeFolderIfSafe() {
+  std::string folder;
+  Skip([&] { folder = SingleInstance::RuntimeFolder(); });
+  return folder;
 }
 
 // A second start says so, brings the first copy forward and ends. It has nothing to show where the first
@@ -155,6 +157,8 @@ void SetMissingHome() {
 
 int main(int argc, char** argv) {
   pellora::SetMissingHome();
+  // Beyond a limit on the sizes of files a write fails, as on a full disk, and is told of like that.
+  std::signal(SIGXFSZ, SIG_IGN);
   // The plain dispatcher serves sockets before timers and starves neither; programs started from here
   // choose for themselves.
   const bool chosen = qEnvironmentVariableIsSet("QT_NO_GLIB");
@@ -167,8 +171,8 @@ int main(int argc, char** argv) {
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setWindowIcon(pellora::ProgramIcon(64));
 
-  const auto lock = pellora::TakeLock();
-  if (lock && lock->AnotherRuns()) return pellora::RunSecondCopy();
+  const pellora::SingleInstance lock(pellora::RuntimeFolderIfSafe(), pellora::DesktopMachine::FolderOfThisProgram());
+  if (lock.AnotherRuns()) return pellora::RunSecondCopy();
   pellora::RaiseOpenFileLimit();
   return pellora::RunProgram(application);
 }

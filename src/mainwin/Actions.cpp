@@ -36,7 +36,7 @@ std::unordered_set<std::string> PartFilesOf(const DownloadRecord& record) {
 // Part files go only once the list on the disk says that nothing needs them. A kill in between would bring
 // their record back with its progress and without its bytes. Where the list cannot be saved they stay.
 void DeleteParts(Program& program, const std::unordered_set<std::string>& names) {
-  if (names.empty() || !SaveListBeforeDeleting(program)) return;
+  if (names.empty() || !SaveListBeforeTouchingParts(program)) return;
   for (const std::string& name : names) {
     Skip([&] { program.platform.files.Delete(name); });
   }

@@ -24,7 +24,7 @@ class File {
   // anything is. A platform that has no such copy copies nothing.
   virtual std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size);
   virtual std::uint64_t Length() = 0;
-  // Makes sure that `size` bytes fit on the disk from offset 0 on, without changing the contents.
+  // Makes sure, where the disk tells, that `size` bytes fit from offset 0 on, without changing the contents.
   virtual void Reserve(std::uint64_t size) = 0;
 };
 

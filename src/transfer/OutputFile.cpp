@@ -18,8 +18,6 @@ namespace {
 
 constexpr std::size_t kChunk = std::size_t{1} << 20;
 
-std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
-
 Task<> SayBuildFailed(Program* program, std::string reason) {
   BoxRequest request{std::move(reason), kProgramName, kCritical};
   (void)co_await program->boxes.Ask(program, std::move(request));
@@ -94,7 +92,7 @@ bool TransferWindow::BuildOutputFile() {
   record.Finished = true;
   record.Active = false;
   record.Percent = 100.0F;
-  const bool saved = SaveListBeforeDeleting(program_);
+  const bool saved = SaveListBeforeTouchingParts(program_);
   for (int i = 1; saved && i <= record.SegmentCount; ++i) {
     Skip([&] { program_.platform.files.Delete(record.Segment(i).TempFile); });
   }

@@ -2,10 +2,12 @@
 #include <algorithm>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "core/ListFile.h"
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
@@ -36,27 +38,41 @@ std::int32_t AddSaturated(std::int32_t a, std::int64_t b) {
   return static_cast<std::int32_t>(sum > kMost ? kMost : sum);
 }
 
+// One of the names is that of the record's file or, for another download, of one of its parts.
+bool Claims(const DownloadRecord& record, bool own, const std::vector<std::string>& names) {
+  const auto has = [&names](const std::string& path) {
+    return std::find(names.begin(), names.end(), path) != names.end();
+  };
+  if (record.InUse && has(record.SavePath)) return true;
+  // One that a server error dropped goes on writing while it is active.
+  if (own || record.Finished || (!record.InUse && !record.Active)) return false;
+  for (int k = 1; k <= record.SegmentCount; ++k) {
+    if (has(record.Segment(k).TempFile)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 // The name that the part files' names begin with: FileName, unless another unfinished record's plan
-// holds one of the names that this would give. Where the list could not be read such a record may be in it,
-// unseen: then any file of that name is held to be its part.
+// holds one of the names that this would give, or a listed file bears one. Part files that stand there already may be
+// counted on by the list on the disk, with ranges of a former plan: after a kill their record would go on with other
+// bytes than it had. So the list is saved before; where it could not be read or saved, no file that stands there is
+// touched.
 std::string TransferWindow::PartNameBase(int count) {
+  std::optional<bool> saved;
+  const auto countedOn = [&](const std::string& part) {
+    if (!program_.platform.files.Exists(part)) return false;
+    if (!saved) saved = program_.listLoaded && SaveListBeforeTouchingParts(program_);
+    return !*saved;
+  };
   const auto taken = [&](const std::string& base) {
     std::vector<std::string> names;
-    for (int i = 1; i <= count; ++i) {
-      names.push_back(PartFileName(program_.settings.TempFolder, base, i));
-      if (!program_.listLoaded && program_.platform.files.Exists(names.back())) return true;
-    }
+    for (int i = 1; i <= count; ++i) names.push_back(PartFileName(program_.settings.TempFolder, base, i));
     for (int other = 1; other <= program_.DownloadCount; ++other) {
-      const DownloadRecord& record = program_.Download(other);
-      // One that a server error dropped goes on writing while it is active.
-      if (other == RecordIndex || record.Finished || (!record.InUse && !record.Active)) continue;
-      for (int k = 1; k <= record.SegmentCount; ++k) {
-        if (std::find(names.begin(), names.end(), record.Segment(k).TempFile) != names.end()) return true;
-      }
+      if (Claims(program_.Download(other), other == RecordIndex, names)) return true;
     }
-    return false;
+    return std::any_of(names.begin(), names.end(), countedOn);
   };
   std::string told = Record().FileName;
   if (!taken(told)) return told;

@@ -70,7 +70,7 @@ void ExamineFinished(const DownloadRecord& record, const std::string& name, SimP
 
 void ExamineList(Program& program, SimPlatform& sim, Lines& wrong) {
   const std::string path = ListPath(program);
-  if (!sim.disk().Has(path)) return;
+  if (!sim.disk().Has(path) || program.keepDamagedList) return;  // known to be damaged, and copied before the next save
   const std::string bytes = sim.disk().Get(path);
   if (bytes.find_first_not_of('\0') == std::string::npos) return;
   ListDecoder decoder(bytes);
@@ -92,6 +92,7 @@ void ExamineFolders(Program& program, SimPlatform& sim, Lines& wrong) {
   given.insert({WithoutSlash(program.settings.DownloadFolder), WithoutSlash(program.settings.TempFolder),
                 own + "downloads", own + "temp", sim.machine().programFolder});
   for (const std::string& path : sim.disk().Made()) {
+    if (path.ends_with("/temp.tst")) continue;  // written to try a folder that was typed, whether it is taken or not
     const std::string folder = WithoutSlash(path.substr(0, path.rfind('/') + 1));
     if (!given.contains(folder)) wrong.push_back("outside " + folder + ": " + path);
   }

@@ -22,7 +22,7 @@ struct Report {
   bool runaway = false;
   bool slow = false;               // ended by the clock of its processor time
   char thrown[128] = "";           // type of an exception that reached the test
-  void* frames[kMostFrames] = {};  // of it, or of where the clock found the child
+  void* frames[kMostFrames] = {};  // of it, or of where the clock found the child or a crash was
   int frameCount = 0;
   char wrong[kMostText] = "";  // lines of what was wrong with the program at its end
 

@@ -27,12 +27,24 @@ constexpr const char* kException = "exception ";
 constexpr const char* kNoEnd = "no end";
 constexpr const char* kAsked = "exception St11logic_error";  // also the simulator's answer to a test that errs
 
-Report* slowReport = nullptr;
+Report* ownReport = nullptr;
 
 void TooSlow(int) {
-  slowReport->slow = true;
-  slowReport->frameCount = backtrace(slowReport->frames, Report::kMostFrames);
+  ownReport->slow = true;
+  ownReport->frameCount = backtrace(ownReport->frames, Report::kMostFrames);
   _exit(kSlowCode);
+}
+
+// A sanitizer prints where a crash was; without one this does.
+void Crashed(int number) {
+  ownReport->frameCount = backtrace(ownReport->frames, Report::kMostFrames);
+  std::signal(number, SIG_DFL);
+  std::raise(number);
+}
+
+void WatchCrashes() {
+  if (__lsan_do_recoverable_leak_check) return;
+  for (const int number : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV}) std::signal(number, Crashed);
 }
 
 double Seconds() {
@@ -57,7 +69,7 @@ std::string KindOf(const std::string& wrong) { return wrong.substr(0, wrong.find
 }  // namespace
 
 Torture::Torture(TortureOptions options) : options_(options), places_(options.program), began_(Seconds()) {
-  slowReport = &*shared_;
+  ownReport = &*shared_;
   void* frames[2];
   (void)backtrace(frames, 2);  // loads what it needs, which a signal's handler must not
   SimTorturer::present = this;
@@ -151,6 +163,7 @@ void Torture::BeginChild(Role role, int output) {
   }
   watchThrows = true;
   std::signal(SIGPROF, TooSlow);
+  WatchCrashes();
   const itimerval limit{{0, 0}, {role == Role::Counting ? 600 : options_.patience, 0}};
   setitimer(ITIMER_PROF, &limit, nullptr);
 }
@@ -196,6 +209,7 @@ void Torture::TakeReport(Role role, int status, int output) {
     Stack stack;
     std::string text = ReadSanitizer(ReadAll(output), stack);
     if (text.empty()) text = "ended with status " + std::to_string(status) + "\n" + ReadAll(output).substr(0, 2000);
+    if (stack.empty() && report.thrown[0] == '\0') stack = OffsetsOf(report.frames, report.frameCount);
     Note("crash", text, stack, role);
   }
   if (quiet && report.leaks && (role == Role::Counting || !plain_.leaks)) {

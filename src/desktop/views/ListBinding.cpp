@@ -91,8 +91,8 @@ class ListWatcher : public QObject {
         if (watched == view_.viewport()) FitColumns();
         return false;
       case QEvent::MouseButtonPress:
-        DeliverClick();
         endsDoubleClick_ = false;
+        DeliverClick();
         return false;
       case QEvent::MouseButtonRelease: {
         const auto* mouse = static_cast<QMouseEvent*>(event);
@@ -104,14 +104,14 @@ class ListWatcher : public QObject {
         QMetaObject::invokeMethod(this, &ListWatcher::DeliverClick, Qt::QueuedConnection);
         return false;
       }
-      case QEvent::MouseButtonDblClick:
+      case QEvent::MouseButtonDblClick: {
         if (watched != view_.viewport()) return false;
+        const bool left = static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton;
+        if (left) endsDoubleClick_ = true;
         // On a busy machine both clicks may come at once: the first one's handler still goes first.
         DeliverClick();
-        // The view takes any button's for a double click.
-        if (static_cast<QMouseEvent*>(event)->button() != Qt::LeftButton) return true;
-        endsDoubleClick_ = true;
-        return false;
+        return !left;  // the view takes any button's for a double click
+      }
       case QEvent::KeyPress:
         return watched == &view_ && PressKey(*static_cast<QKeyEvent*>(event));
       case QEvent::ContextMenu: {
@@ -127,6 +127,7 @@ class ListWatcher : public QObject {
   }
 
  private:
+  // The click may unload the window, and this with it.
   void DeliverClick() {
     if (std::exchange(clickIsDue_, false)) control_.Click();
   }

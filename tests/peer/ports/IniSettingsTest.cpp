@@ -93,15 +93,18 @@ TEST_F(IniSettingsTest, AFailedWriteKeepsTheFileAndLeavesNothingBehind) {
 
 TEST_F(IniSettingsTest, AWriteTakesAwayWhatAKilledOneLeftAndNothingElse) {
   Write("[Options]\nA=1\n");
-  const std::string held = file + ".new-Held00";
-  for (const char* const end : {".new-Left00", ".new-Held00", ".new-longer0", ".backup"}) Put(file + end, "half");
+  const std::string held = file + ".new-Held00.draft";
+  for (const char* const end :
+       {".new-Left00.draft", ".new-Held00.draft", ".new-longer0.draft", ".new-backup", ".backup"}) {
+    Put(file + end, "half");
+  }
   const int fd = open(held.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(fd, LOCK_EX), 0);  // as the program that is writing it now
   settings.Set("Pellora", "A", "2");
   close(fd);
   EXPECT_EQ(PosixFiles().FilesIn(folder.Path("config/pellora")),
-            (std::vector<std::string>{"Pellora.ini", "Pellora.ini.backup", "Pellora.ini.new-Held00",
-                                      "Pellora.ini.new-longer0"}));
+            (std::vector<std::string>{"Pellora.ini", "Pellora.ini.backup", "Pellora.ini.new-Held00.draft",
+                                      "Pellora.ini.new-backup", "Pellora.ini.new-longer0.draft"}));
 }
 
 TEST_F(IniSettingsTest, ALinkedFileStaysALinkAndKeepsItsRights) {

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -60,6 +61,21 @@ TEST_F(PosixFilesTest, ReservingKeepsLengthAndContent) {
   file->Reserve(0);
   EXPECT_EQ(file->Length(), 3u);
   EXPECT_EQ(Content(folder.Path("part")), "abc");
+}
+
+TEST_F(PosixFilesTest, ReservingSetsTheRoomApartWhereTheDiskCan) {
+  constexpr int kSize = 3 << 20;
+  const int other = open(folder.Path("other").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  const bool can = fallocate(other, FALLOC_FL_KEEP_SIZE, 0, kSize) == 0;
+  close(other);
+  files.Open(folder.Path("part"))->Reserve(kSize);
+  struct stat status {};
+  ASSERT_EQ(stat(folder.Path("part").c_str(), &status), 0);
+  EXPECT_EQ(status.st_blocks * 512 >= kSize, can);
+}
+
+TEST_F(PosixFilesTest, ReservingIsNoFailureWhereNothingIsToldOfTheRoom) {
+  files.Open("/proc/self/comm")->Reserve(1000);  // neither reserves nor has a size of its own
 }
 
 TEST_F(PosixFilesTest, ReservingMoreThanTheDiskHasFails) {

@@ -28,15 +28,16 @@ class SingleInstanceTest : public testing::Test {
   }
 
   Folder folder;
+  Folder list;
   std::optional<std::string> runtime;
 };
 
 TEST_F(SingleInstanceTest, ASecondCopySeesTheFirstUntilThatIsGone) {
-  std::optional<SingleInstance> first(folder.Path());
+  std::optional<SingleInstance> first(std::in_place, folder.Path(), list.Path());
   EXPECT_FALSE(first->AnotherRuns());
-  EXPECT_TRUE(SingleInstance(folder.Path()).AnotherRuns());
+  EXPECT_TRUE(SingleInstance(folder.Path(), list.Path()).AnotherRuns());
   first.reset();
-  EXPECT_FALSE(SingleInstance(folder.Path()).AnotherRuns());
+  EXPECT_FALSE(SingleInstance(folder.Path(), list.Path()).AnotherRuns());
 }
 
 TEST_F(SingleInstanceTest, TheLockOfAKilledCopyIsStaleAndKeepsNobodyOut) {
@@ -44,7 +45,7 @@ TEST_F(SingleInstanceTest, TheLockOfAKilledCopyIsStaleAndKeepsNobodyOut) {
   ASSERT_EQ(pipe(ready), 0);
   const pid_t child = fork();
   if (child == 0) {
-    const SingleInstance held(folder.Path());
+    const SingleInstance held(folder.Path(), list.Path());
     const char answer = held.AnotherRuns() ? 'n' : 'y';
     if (write(ready[1], &answer, 1) == 1) pause();
     _exit(1);
@@ -52,17 +53,27 @@ TEST_F(SingleInstanceTest, TheLockOfAKilledCopyIsStaleAndKeepsNobodyOut) {
   char answer = 0;
   ASSERT_EQ(read(ready[0], &answer, 1), 1);
   EXPECT_EQ(answer, 'y');
-  EXPECT_TRUE(SingleInstance(folder.Path()).AnotherRuns());
+  EXPECT_TRUE(SingleInstance(folder.Path(), list.Path()).AnotherRuns());
   kill(child, SIGKILL);
   waitpid(child, nullptr, 0);
   close(ready[0]);
   close(ready[1]);
   EXPECT_TRUE(std::filesystem::exists(folder.Path("pellora.lock")));
-  EXPECT_FALSE(SingleInstance(folder.Path()).AnotherRuns());
+  EXPECT_FALSE(SingleInstance(folder.Path(), list.Path()).AnotherRuns());
 }
 
 TEST_F(SingleInstanceTest, ALockThatCannotBeHadKeepsNobodyFromRunning) {
-  EXPECT_FALSE(SingleInstance(folder.Path("missing")).AnotherRuns());
+  EXPECT_FALSE(SingleInstance(folder.Path("missing"), list.Path("missing")).AnotherRuns());
+  EXPECT_FALSE(SingleInstance("", list.Path()).AnotherRuns());
+}
+
+TEST_F(SingleInstanceTest, ACopyOfAnotherSessionWithTheSameListIsSeenToo) {
+  const Folder other;
+  const SingleInstance first(folder.Path(), list.Path());
+  EXPECT_TRUE(SingleInstance(other.Path(), list.Path()).AnotherRuns());
+  EXPECT_TRUE(SingleInstance("", list.Path()).AnotherRuns());
+  const Folder otherList;
+  EXPECT_FALSE(SingleInstance(other.Path(), otherList.Path()).AnotherRuns());
 }
 
 TEST_F(SingleInstanceTest, TheRuntimeFolderIsTheSessionsOne) {

@@ -156,6 +156,29 @@ class Limits(unittest.TestCase):
             self.assertEqual(f.read(), before)
         self.assertEqual(sorted(os.listdir(folder)), names)
 
+    def test_a_part_beyond_the_limit_of_sizes_is_told_and_ends_the_program(self):
+        session = self.session(MaxSegments=1)
+        session.prefix = ("prlimit", "--fsize=600000:600000")
+        session.start()
+        session.menu_url(self.url)
+        session.dismiss(session.wait_dialog()[0])
+        self.assertEqual(session.process.wait(60), 1, session.read_log())
+        session.prefix = ()
+        self.finish(session)
+
+    def test_an_output_beyond_the_limit_of_sizes_is_told_and_a_resumption_joins_without_fetching_again(self):
+        session = self.session()
+        session.prefix = ("prlimit", "--fsize=600000:600000")
+        session.start()
+        session.menu_url(self.url)
+        session.dismiss(session.wait_dialog()[0])
+        self.assertFalse(session.companion.find(self.url).finished)
+        self.assertEqual(session.stop(), 0, session.read_log())
+        session.prefix = ()
+        asked = len(self.origin.requests)
+        self.finish(session)
+        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+
     def read_only(self, folder):
         mount("--bind", folder, folder)
         self.mounted.append(folder)

@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QHeaderView>
 #include <QMenu>
+#include <QMouseEvent>
 #include <QScrollBar>
 #include <QTest>
 #include <QTreeView>
@@ -90,6 +91,27 @@ TEST_F(ListRows, TellTheFirstClickBeforeTheDoubleClickAlsoWhenBothComeAtOnce) {
   QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
   Stage::Settle();
   EXPECT_EQ(told, "click double ");
+}
+
+TEST_F(ListRows, MayLoseTheirWindowInAClickThatTheNextPressBrings) {
+  for (const QEvent::Type next : {QEvent::MouseButtonPress, QEvent::MouseButtonDblClick}) {
+    window->Unload();
+    Stage::Settle();
+    window = std::make_shared<SampleMain>(stage.platform);
+    window->Fill();
+    window->Show();
+    Stage::Settle();
+    view = Stage::Form(*window)->findChild<QTreeView*>(QStringLiteral("ListView1"));
+    int doubleClicks = 0;
+    window->ListView1.OnClick = [this] { window->Unload(); };
+    window->ListView1.OnDoubleClick = [&doubleClicks] { ++doubleClicks; };
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
+    QMouseEvent event(next, Centre(3), view->viewport()->mapToGlobal(Centre(3)), Qt::LeftButton, Qt::LeftButton, {});
+    QCoreApplication::sendEvent(view->viewport(), &event);
+    EXPECT_FALSE(window->Loaded());
+    EXPECT_EQ(doubleClicks, 0);
+    Stage::Settle();
+  }
 }
 
 TEST_F(ListRows, TellClicksKeysAndTheMenu) {

@@ -255,6 +255,17 @@ TEST_F(OutputFile, OfTheProgramsOwnUpdateGetsItsFolderMadeAnew) {
   EXPECT_EQ(sim.disk().Get("/prog/downloads/a.zip"), "bytes");
 }
 
+TEST_F(OutputFile, OfAnUpdateIsNotTakenForItsFolderWhereItsPathNamesNone) {
+  AddComplete({"bytes"});
+  Record().DownloadKind = 1;
+  Record().HasSavePath = true;
+  Record().SavePath = "a.zip";
+  GiveWindow();
+  Resume();
+  ASSERT_TRUE(RunUntilFinished(1, 1000));
+  EXPECT_EQ(sim.disk().Get("a.zip"), "bytes");
+}
+
 TEST_F(OutputFile, LeavesAPartThatCannotBeDeleted) {
   const SimContent content = Serve("/a.zip", 200000);
   sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::Delete; }, 2);

@@ -1,7 +1,10 @@
 // Plan, spaced connections and the data path of the segments.
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "TransferFixture.h"
+#include "core/ListFile.h"
 
 namespace pellora {
 namespace {
@@ -250,6 +253,28 @@ TEST_F(Segments, AvoidThePartFilesOfADroppedRecordThatStillWrites) {
   EXPECT_EQ(Output(2), content.All());
 }
 
+TEST_F(Segments, AvoidTheFilesThatFinishedDownloadsLeftInTheSameFolder) {
+  program.settings.DownloadFolder = program.settings.TempFolder;
+  const SimContent odd = Serve("/a.bin001.tmp", 20000, 1);
+  const SimContent content = Serve("/a.bin", 20000, 2);
+  Start("http://o.example/a.bin001.tmp");
+  ASSERT_TRUE(RunUntilFinished(1));
+  Start("http://o.example/a.bin");
+  ASSERT_TRUE(RunUntilFinished(2));
+  EXPECT_EQ(Output(2), content.All());
+  EXPECT_EQ(Output(1), odd.All());
+}
+
+TEST_F(Segments, NeverWriteTheirPartsIntoTheFileThatTheyAreJoinedTo) {
+  const SimContent content = Serve("/a.bin", 20000);
+  Wire(10, 20000);
+  Start("http://o.example/a.bin");
+  Record().HasSavePath = true;
+  Record().SavePath = "/home/u/tmp/a.bin002.tmp";
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_EQ(Output(), content.All());
+}
+
 TEST_F(Segments, TouchNoPartFileThatMayBelongToAListThatCouldNotBeRead) {
   const SimContent content = Serve("/a.bin", 20000);
   program.listLoaded = false;
@@ -258,6 +283,32 @@ TEST_F(Segments, TouchNoPartFileThatMayBelongToAListThatCouldNotBeRead) {
   ASSERT_TRUE(RunUntilFinished());
   EXPECT_EQ(Output(), content.All());
   EXPECT_EQ(sim.disk().Get("/home/u/tmp/a.bin002.tmp"), "another record's bytes");
+}
+
+// The list on the disk may count on what stands in them, by the ranges of a former plan.
+TEST_F(Segments, WriteToPartFilesOfAFormerPlanOnlyOnceTheListIsSaved) {
+  const SimContent content = Serve("/a.bin", 20000);
+  sim.disk().Put("/home/u/tmp/a.bin002.tmp", "a former plan's bytes");
+  std::vector<std::string> opened;
+  sim.disk().FailWhere([&](DiskCall call, const std::string& path) {
+    if (call == DiskCall::Open) opened.push_back(path);
+    return false;
+  });
+  Start("http://o.example/a.bin");
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_EQ(Output(), content.All());
+  ASSERT_FALSE(opened.empty());
+  EXPECT_EQ(opened.front(), ListPath(program));
+}
+
+TEST_F(Segments, TouchNoPartFileOfAFormerPlanWhereTheListCannotBeSaved) {
+  const SimContent content = Serve("/a.bin", 20000);
+  sim.disk().Put("/home/u/tmp/a.bin002.tmp", "a former plan's bytes");
+  sim.disk().FailWhere([&](DiskCall, const std::string& path) { return path == ListPath(program); });
+  Start("http://o.example/a.bin");
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_EQ(Output(), content.All());
+  EXPECT_EQ(sim.disk().Get("/home/u/tmp/a.bin002.tmp"), "a former plan's bytes");
 }
 
 TEST_F(Segments, ReopenTheirPartFilesAboutOnceASecond) {

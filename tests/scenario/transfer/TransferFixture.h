@@ -17,7 +17,7 @@ class TransferFixture : public ::testing::Test, protected TransferRig {
 
   // A generated file on `origin`, at o.example, and the download of it.
   SimContent Serve(const std::string& path, std::uint64_t length, std::uint64_t salt = 1) {
-    const SimContent content = SimContent::Generated(length, salt);
+    SimContent content = SimContent::Generated(length, salt);
     origin.File(path, content);
     return content;
   }

@@ -1,6 +1,7 @@
 #include "Life.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -59,7 +60,7 @@ void Life::BeginSession(int session, const std::vector<const PlanItem*>& wires) 
   ++counts_.sessions;
   sim_ = std::make_unique<SimPlatform>(
       SimOptions{.seed = random_.Next(), .startTick = tick_, .startSerial = serial_, .disk = std::move(disk_)});
-  if (!options_.keepsTrace) sim_->trace().KeepNoEntries();
+  if (!options_.printsTrace) sim_->trace().KeepNoEntries();
   sim_->settings().values = settings_.values;
   if (!sim_->disk().Has("/prog/english.txt")) {
     sim_->disk().Put("/prog/english.txt", English());
@@ -85,6 +86,10 @@ void Life::BeginSession(int session, const std::vector<const PlanItem*>& wires) 
 void Life::EndSession() {
   invariants_.EndSession();
   hash_ = (hash_ ^ sim_->trace().Hash()) * 0x100000001B3ULL;
+  if (options_.printsTrace) {
+    std::puts("-- session");
+    for (const std::string& line : sim_->trace().Lines()) std::puts(line.c_str());
+  }
   origin_.EndSession(counts_);
   serial_ += (sim_->Elapsed() + static_cast<double>(random_.Below(3'600'000))) / 86'400'000;
   tick_ += static_cast<std::uint32_t>(sim_->Elapsed());

@@ -28,8 +28,8 @@ namespace pellora {
 struct LifeOptions {
   std::set<int> dropped = {};  // items of the plan that are left out
   Planted planted = Planted::None;
-  bool invariants = true;   // else only what stands at the ends counts
-  bool keepsTrace = false;  // its entries, not only its hash
+  bool invariants = true;    // else only what stands at the ends counts
+  bool printsTrace = false;  // each session's, at its end
 };
 
 class Life {

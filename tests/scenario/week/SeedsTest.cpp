@@ -17,6 +17,8 @@ TEST(FoundSeeds, FindNothingAnyMore) {
            Found{506, "the folder of an update that was never made anew"},
            Found{2788, "part files deleted while the program ended with the list as last saved"},
            Found{2354, "a dropped transfer that waited for nothing and stayed for ever"},
+           Found{10409469, "a download begun anew in part files that the list on the disk still counted on"},
+           Found{10424602, "the same, with another plan"},
        }) {
     const std::vector<std::string> wrong = Life(one.seed).Run();
     EXPECT_TRUE(wrong.empty()) << one.seed << ", " << one.what << ": " << wrong.front();

@@ -58,6 +58,15 @@ TEST_F(LeftParts, StayIfTheFinishedFileIsGoneOrTooShort) {
   EXPECT_TRUE(Stays());
 }
 
+TEST_F(LeftParts, StayWhereADownloadHasPutItsFile) {
+  Put(2).Finished = true;
+  program.Download(2).SavePath = kPart;
+  EXPECT_TRUE(Stays());
+  program.Download(2).Finished = false;
+  program.Download(2).Segments[1].TempFile.clear();
+  EXPECT_TRUE(Stays());
+}
+
 TEST_F(LeftParts, OfADeletedRecordStay) {
   program.Download(1).InUse = false;
   EXPECT_TRUE(Stays());
@@ -70,6 +79,35 @@ TEST_F(LeftParts, AreLookedForInTheFolderForTemporaryFilesAlone) {
     DeleteLeftParts(program);
     EXPECT_TRUE(memory.files.Exists(name)) << name;
   }
+}
+
+TEST_F(LeftParts, StayWhileOneOfThemIsShortAndSoStillBeingFetchedForAnotherList) {
+  DownloadRecord& record = program.Download(1);
+  record.Segments.resize(3);
+  record.Segments[1].RangeSize = 4;
+  record.Segments[2].RangeSize = 4;
+  record.Segments[2].TempFile = "/t/file.zip002.tmp";
+  memory.files.contents["/t/file.zip002.tmp"] = "hal";
+  EXPECT_TRUE(Stays());
+  memory.files.contents["/t/file.zip002.tmp"] = "half";
+  EXPECT_FALSE(Stays());
+  EXPECT_FALSE(memory.files.Exists("/t/file.zip002.tmp"));
+}
+
+TEST_F(LeftParts, StayWhereAListedFileBearsTheirName) {
+  DownloadRecord& other = Put(2);
+  other.Finished = true;
+  other.Segments.resize(1);
+  other.SavePath = "/link/to/t/file.zip001.tmp";
+  EXPECT_TRUE(Stays());
+}
+
+TEST_F(LeftParts, StayWhileADamagedListMayNameThemUnread) {
+  program.keepDamagedList = true;
+  EXPECT_TRUE(Stays());
+  program.keepDamagedList = false;
+  memory.files.contents["/program/Pellora.dat.damaged"] = "list";
+  EXPECT_TRUE(Stays());
 }
 
 TEST_F(LeftParts, ThatCannotBeDeletedAreNoFailure) {

@@ -51,6 +51,30 @@ TEST_F(ListFileTest, AFileThatIsDeniedOnceAndThereAfterAllIsRead) {
   EXPECT_EQ(Restarted().size(), 2U);
 }
 
+TEST_F(ListFileTest, AFileThatCouldNotBeReachedAtTheStartIsCopiedAsideBeforeTheFirstSave) {
+  const std::string before = test::EncodedList({DownloadRecord{}, test::FullRecord()});
+  Content() = before;
+  memory.files.denied.insert(kPath);
+  memory.files.failing = {"open "};
+  Load();
+  EXPECT_THROW(SaveList(program), Failure);
+  EXPECT_EQ(Content(), before);
+  memory.files.denied.clear();
+  memory.files.failing.clear();
+  SaveList(program);
+  EXPECT_EQ(Content().substr(0, 98), test::EncodedList({DownloadRecord{}}));
+  EXPECT_EQ(memory.files.contents.at(kAside), before);
+}
+
+TEST_F(ListFileTest, AFolderThatTakesFilesLaterGetsAListAndNoCopy) {
+  memory.files.failing = {"open "};
+  Load();
+  memory.files.failing.clear();
+  SaveList(program);
+  EXPECT_EQ(Content().size(), 98U);
+  EXPECT_EQ(memory.files.contents.size(), 1U);
+}
+
 TEST_F(ListFileTest, AnEmptyOrShortFileIsAnEmptyList) {
   for (const std::string& content : {std::string(), std::string("\x6F"), std::string("\x6F\x86\x01", 3)}) {
     Content() = content;
@@ -246,10 +270,10 @@ TEST_F(ListFileTest, NothingIsSavedOverAFileThatCannotBeRead) {
 TEST_F(ListFileTest, PartFilesMayGoOnceTheListIsSavedAndNotWhereItCannotBe) {
   Load();
   Add(test::FullRecord());
-  EXPECT_TRUE(SaveListBeforeDeleting(program));
+  EXPECT_TRUE(SaveListBeforeTouchingParts(program));
   EXPECT_EQ(Restarted().size(), 2U);
   memory.files.failing = {"write "};
-  EXPECT_FALSE(SaveListBeforeDeleting(program));
+  EXPECT_FALSE(SaveListBeforeTouchingParts(program));
 }
 
 TEST_F(ListFileTest, AFolderThatTakesNoFileStillGivesAnEmptyList) {

@@ -167,8 +167,12 @@ int LiveAlone(const Wish& wish) {
 bool ReadWish(const std::vector<std::string>& arguments, Wish& wish) {
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string& name = arguments[i];
-    if (name == "--ends-only") {
-      wish.options.invariants = false;
+    if (name == "--ends-only" || name == "--trace") {
+      if (name == "--trace") {
+        wish.options.printsTrace = true;
+      } else {
+        wish.options.invariants = false;
+      }
       continue;
     }
     if (i + 1 == arguments.size()) return false;
@@ -205,7 +209,8 @@ int main(int count, char** arguments) {
   if (!pellora::ReadWish(std::vector<std::string>(arguments + 1, arguments + count), wish)) {
     std::fputs(
         "soak [--lives N] [--from SEED] [--seconds S] [--jobs N] [--planted FAULT] [--ends-only]\n"
-        "soak --seed SEED [--drop ITEMS]     one life again\n"
+        "soak --seed SEED [--drop ITEMS] [--trace]\n"
+        "                                    one life again, and what happened in it at each moment\n"
         "soak --shrink SEED                  the least that a failing life fails with\n",
         stderr);
     return 2;
