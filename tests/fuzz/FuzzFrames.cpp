@@ -25,8 +25,10 @@ Source source;
 }  // namespace
 
 // The linker leads every read of the program here.
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's
 extern "C" ssize_t __real_read(int descriptor, void* data, std::size_t size);
 extern "C" ssize_t __wrap_read(int descriptor, void* data, std::size_t size);
+// NOLINTEND(bugprone-reserved-identifier)
 extern "C" ssize_t __wrap_read(int descriptor, void* data, std::size_t size) {
   if (descriptor != kSource) return __real_read(descriptor, data, size);
   source.interrupted = source.piece != 0 && !source.interrupted;

@@ -25,7 +25,7 @@ std::string Encoded(const std::vector<DownloadRecord>& records) {
 void DemandStable(std::string_view bytes, const ListReader& read) {
   const AllocationMeter meter;
   const std::vector<DownloadRecord> records = read(bytes);
-  const std::uint64_t most = 8 * bytes.size() + 4 * kMostRecords * sizeof(DownloadRecord) + 65536;
+  const std::uint64_t most = 8 * bytes.size() + sizeof(DownloadRecord) * 4 * kMostRecords + 65536;
   Demand(meter.Bytes() <= most, "a list takes memory in proportion to its length");
   Demand(!records.empty(), "a list has its element 0");
   for (const DownloadRecord& record : records) {

@@ -11,6 +11,7 @@ namespace pellora {
 namespace {
 
 constexpr std::uint32_t kLargestSide = 32;
+constexpr std::size_t kLargestArea = std::size_t{kLargestSide} * kLargestSide;
 
 std::uint32_t Number(std::string_view bytes, std::size_t at) {
   std::uint32_t value = 0;
@@ -62,7 +63,9 @@ Told Read(std::string_view bytes, std::size_t piece, const PreviewTook& took) {
     told.messages += "?ref?"[static_cast<std::size_t>(said)];
     if (said != PreviewFrames::Said::Frame) continue;
     const auto frame = frames.TakeFrame();
-    Demand(frame && frame->pixels.size() == static_cast<std::size_t>(frame->width * frame->height), "a frame is whole");
+    Demand(frame &&
+               frame->pixels.size() == static_cast<std::size_t>(frame->width) * static_cast<std::size_t>(frame->height),
+           "a frame is whole");
     told.pixels.append(reinterpret_cast<const char*>(frame->pixels.data()), frame->pixels.size() * 4);
   }
   return told;
@@ -77,7 +80,7 @@ void FuzzPreview(std::string_view bytes, const PreviewTook& took) {
   const Told expected = Expected(said);
   const AllocationMeter meter;
   const Told apart = Read(said, piece, took);
-  Demand(meter.Bytes() <= 8 * said.size() + 8 * kLargestSide * kLargestSide + 4096, "frames take memory in proportion");
+  Demand(meter.Bytes() <= 8 * said.size() + 8 * kLargestArea + 4096, "frames take memory in proportion");
   Demand(apart == expected, "the process is understood in pieces");
   Demand(Read(said, said.size(), took) == expected, "the process is understood in one go");
 }

@@ -55,7 +55,7 @@ TEST(PlantedMistake, AHeaderSoughtInEveryBlockOrInNoneIsFound) {
 }
 
 TEST(PlantedMistake, AnFtpLineThatIsLostBetweenTwoArrivalsIsFound) {
-  const auto lost = [](std::string line) { return line.starts_with("331") ? "200 x\r\n" : line; };
+  const auto lost = [](const std::string& line) { return line.starts_with("331") ? std::string("200 x\r\n") : line; };
   const auto claims = Catch("ftp", [&](std::string_view bytes) { FuzzFtp(bytes, lost); });
   EXPECT_EQ(claims.count("the probe answers lines the same whole and apart"), 1U);
 }

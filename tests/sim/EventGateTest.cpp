@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "platform/EventGate.h"
 
@@ -9,10 +10,16 @@ namespace pellora {
 namespace {
 
 // Writes a letter when it is destroyed.
-struct Marked {
-  std::string& log;
-  std::string letter;
-  ~Marked() { log += letter; }
+class Marked {
+ public:
+  Marked(std::string& log, std::string letter) : log_(log), letter_(std::move(letter)) {}
+  ~Marked() { log_ += letter_; }
+  Marked(const Marked&) = delete;
+  Marked& operator=(const Marked&) = delete;
+
+ private:
+  std::string& log_;
+  std::string letter_;
 };
 
 class EventGateTest : public testing::Test {

@@ -25,7 +25,7 @@ void SimSettings::Set(const std::string& application, const std::string& key, co
 }
 
 std::optional<std::string> SimClipboard::Text() const {
-  constexpr std::size_t kLongest = 64 * 1024;
+  constexpr std::size_t kLongest = 1U << 16;
   if (SimFails("clipboard") || !text || text->size() > kLongest) return std::nullopt;
   return text;
 }
@@ -174,7 +174,7 @@ std::string SimLocale::DateTimeText(double serial) const {
   constexpr double kLastDay = 2958465;  // 9999-12-31
   if (!(serial > -657435.0) || !(serial < kLastDay + 1)) return "";
   const double day = std::floor(serial);
-  const int seconds = static_cast<int>((serial - day) * 86400.0 + 0.5);
+  const int seconds = static_cast<int>(std::lround((serial - day) * 86400.0));
   const auto two = [](int n) { return (n < 10 ? "0" : "") + std::to_string(n); };
   std::string text;
   if (day != 0) {

@@ -94,7 +94,7 @@ void ExamineFolders(Program& program, SimPlatform& sim, Lines& wrong) {
   for (const std::string& path : sim.disk().Made()) {
     if (path.ends_with("/temp.tst")) continue;  // written to try a folder that was typed, whether it is taken or not
     const std::string folder = WithoutSlash(path.substr(0, path.rfind('/') + 1));
-    if (!given.contains(folder)) wrong.push_back("outside " + folder + ": " + path);
+    if (!given.contains(folder)) wrong.push_back(std::string("outside ").append(folder).append(": ").append(path));
   }
 }
 

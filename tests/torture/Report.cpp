@@ -87,7 +87,7 @@ std::string ReadSanitizer(const std::string& output, Stack& stack) {
   }
   if (at == std::string::npos) return {};
   const std::size_t line = output.rfind('\n', at) + 1;
-  const std::string first = output.substr(line, output.find('\n', at) - line);
+  std::string first = output.substr(line, output.find('\n', at) - line);
   // "    #3 0x55d4c2 (/path/of/executable+0x1234)"
   static const std::string self = [] {
     char path[4096];
@@ -118,12 +118,13 @@ std::string ReadSanitizer(const std::string& output, Stack& stack) {
 }  // namespace pellora
 
 // Seen first, so that a throw still knows its stack where it is met far away. The library's own does the throwing.
-extern "C" [[noreturn]] void __cxa_throw(void* object, void* type, void (*destroy)(void*)) {
-  using Throw = void (*)(void*, void*, void (*)(void*));
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the library's
+extern "C" void __cxa_throw(void* object, std::type_info* type, void (*destroy)(void*)) {
+  using Throw = void (*)(void*, std::type_info*, void (*)(void*));
   static const auto next = reinterpret_cast<Throw>(dlsym(RTLD_NEXT, "__cxa_throw"));
   if (pellora::watchThrows) {
     pellora::LastThrow& last = pellora::lastThrow;
-    last.type = static_cast<const std::type_info*>(type)->name();
+    last.type = type->name();
     const std::string_view name(last.type);
     if (name != "N7pellora7FailureE" && name != "N7pellora9SimKilledE") {
       last.frameCount = backtrace(last.frames, pellora::Report::kMostFrames);

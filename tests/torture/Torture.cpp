@@ -16,6 +16,7 @@
 #include <string_view>
 
 // There where the leak sanitizer is.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the sanitizer's
 extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
 
 namespace pellora {
@@ -68,7 +69,7 @@ std::string KindOf(const std::string& wrong) { return wrong.substr(0, wrong.find
 
 }  // namespace
 
-Torture::Torture(TortureOptions options) : options_(options), places_(options.program), began_(Seconds()) {
+Torture::Torture(const TortureOptions& options) : options_(options), places_(options.program), began_(Seconds()) {
   ownReport = &*shared_;
   void* frames[2];
   (void)backtrace(frames, 2);  // loads what it needs, which a signal's handler must not

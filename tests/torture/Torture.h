@@ -39,7 +39,7 @@ struct TortureOptions {
 
 class Torture final : public SimTorturer, public ::testing::EmptyTestEventListener {
  public:
-  explicit Torture(TortureOptions options);
+  explicit Torture(const TortureOptions& options);
 
   // What was met; True if the program did nothing wrong.
   bool Summary();

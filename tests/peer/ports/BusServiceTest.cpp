@@ -45,10 +45,10 @@ class BusServiceTest : public testing::Test {
   void StartService() {
     service = std::make_unique<BusService>(
         events,
-        BusDoor{[this](std::string url, std::string ref, std::string cookie) {
+        BusDoor{[this](const std::string& url, const std::string& ref, const std::string& cookie) {
                   calls.push_back("menu " + url + " " + ref + " " + cookie);
                 },
-                [this](std::string url, std::string ref) { calls.push_back("leech " + url + " " + ref); },
+                [this](const std::string& url, const std::string& ref) { calls.push_back("leech " + url + " " + ref); },
                 [this] { calls.push_back("show"); }, [this] { calls.push_back("resume"); }, [this] { return rows; }});
     ASSERT_TRUE(service->Register(Bus()));
   }

@@ -21,6 +21,8 @@
 namespace pellora {
 namespace {
 
+constexpr std::size_t kMoreThanFits = std::size_t{8} << 20;  // bytes; into what the kernel keeps for a socket
+
 // A listening socket on loopback; the test plays the peer.
 class Peer {
  public:
@@ -223,7 +225,7 @@ TEST_F(PosixNetworkTest, AResetEndsTheConnectionOnceAndCostsNoTime) {
 
 TEST_F(PosixNetworkTest, AResetInTheMiddleOfSendingLosesTheRestQuietly) {
   ConnectAndAccept();
-  connection->Send(std::string(8 * 1024 * 1024, 'z'));
+  connection->Send(std::string(kMoreThanFits, 'z'));
   RunFor(20);
   peer.Reset();
   ASSERT_TRUE(Wait("closed"));
@@ -235,7 +237,7 @@ TEST_F(PosixNetworkTest, AResetInTheMiddleOfSendingLosesTheRestQuietly) {
 TEST_F(PosixNetworkTest, SendsOnWhatTheKernelDidNotTakeAtOnce) {
   ConnectAndAccept();
   std::string sent;
-  for (int i = 0; sent.size() < 8 * 1024 * 1024; ++i) sent += std::to_string(i) + ",";
+  for (int i = 0; sent.size() < kMoreThanFits; ++i) sent += std::to_string(i) + ",";
   connection->Send(sent);
   connection->Send("end");
   std::string heard;

@@ -92,6 +92,7 @@ TEST_F(QtEventLoopTest, KeepsSilentAfterStopEvenWhenTheTickIsDue) {
 
 TEST_F(QtEventLoopTest, TicksEqualAlarmsInTheOrderStarted) {
   std::vector<std::unique_ptr<Alarm>> alarms;
+  alarms.reserve(8);
   for (int i = 0; i < 8; ++i) alarms.push_back(events.NewAlarm([this, i] { seen.push_back(i); }));
   for (const auto& alarm : alarms) alarm->Start(10, false);
   ASSERT_TRUE(Saw(8));

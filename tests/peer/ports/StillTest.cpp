@@ -20,7 +20,7 @@ class Stills : public testing::Test {
   std::string Write(const std::string& name, const char* format, QSize size, const QColor& colour = Qt::red) {
     QImage image(size, QImage::Format_ARGB32);
     image.fill(colour);
-    const std::string path = folder.Path(name);
+    std::string path = folder.Path(name);
     EXPECT_TRUE(image.save(QString::fromStdString(path), format));
     return path;
   }

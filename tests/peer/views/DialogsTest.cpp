@@ -111,7 +111,7 @@ TEST_F(DialogsTest, PostTheAnswerInsteadOfGivingItInTheClick) {
 TEST_F(DialogsTest, TheSaveDialogProposesANameAndHidesNone) {
   std::optional<std::optional<std::string>> path;
   dialogs.AskSavePath({"Save as: a", "a", "All files (*.*)|*.*"},
-                      [&path](std::optional<std::string> given) { path = given; });
+                      [&path](const std::optional<std::string>& given) { path = given; });
   Stage::Settle();
   auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
   ASSERT_NE(dialog, nullptr);
@@ -130,7 +130,7 @@ TEST_F(DialogsTest, TheSaveDialogProposesANameAndHidesNone) {
 
 TEST_F(DialogsTest, ACancelledSaveDialogGivesNoPath) {
   std::optional<std::optional<std::string>> path;
-  dialogs.AskSavePath({"Save", "a", ""}, [&path](std::optional<std::string> given) { path = given; });
+  dialogs.AskSavePath({"Save", "a", ""}, [&path](const std::optional<std::string>& given) { path = given; });
   Stage::Settle();
   qobject_cast<QFileDialog*>(QApplication::activeModalWidget())->reject();
   Stage::Settle();
@@ -156,7 +156,7 @@ TEST_F(DialogsTest, AFolderDialogGivesAnExistingFolderOrNothing) {
 }
 
 TEST_F(DialogsTest, AFolderDialogBeginsAtHomeWhereItsFolderIsMissing) {
-  dialogs.AskFolder({"Title", "no/such"}, [](std::optional<std::string>) {});
+  dialogs.AskFolder({"Title", "no/such"}, [](const std::optional<std::string>&) {});
   Stage::Settle();
   auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
   ASSERT_NE(dialog, nullptr);

@@ -215,7 +215,7 @@ TEST_F(Adding, ReusesTheFirstFreeSlotAndEmptiesIt) {
 TEST_F(Adding, TakesThePlaceOfADeletedRecordAndLeavesTheOthersTheirNumbers) {
   for (const char* const url : {"http://h/a", "http://h/b", "http://h/c", "http://h/d"}) Record(url);
   window().RefreshRows(0, 1);
-  for (const std::int16_t index : {3, 2}) {
+  for (const std::int16_t index : {std::int16_t{3}, std::int16_t{2}}) {
     ASSERT_TRUE(Select(window().ListView1, index));
     Do([&] { window().RunAction(MainWindow::kDelete); });
     window().RefreshRows(0, 1);

@@ -6,6 +6,8 @@
 namespace pellora {
 namespace {
 
+constexpr std::size_t kMebibyte = 1U << 20;
+
 class Pump : public MainWindowFixture {
  protected:
   Pump() = default;
@@ -226,7 +228,7 @@ TEST_F(Pump, TellsTotalAndSpeedInTheStatusBar) {
   sim.RunFor(500);
   EXPECT_EQ(Panel(2), "Speed : 0 " + Text(1) + "/s ");
   EXPECT_EQ(Panel(3), "Total downloaded : 0 " + Text(0) + "  ");
-  program().CountReceived(1024 * 1024);
+  program().CountReceived(kMebibyte);
   sim.RunFor(500);
   // 2 MiB/s, of which 0.6 count, and 0.4 of the former 1 byte/s.
   EXPECT_EQ(Panel(2), "Speed : 1228 " + Text(1) + "/s ");
@@ -238,10 +240,10 @@ TEST_F(Pump, TellsTheSpeedBeyondTwoGigabytes) {
   sim.RunFor(500);
   program().CountReceived(std::size_t{3} << 30);
   sim.RunFor(500);
-  program().CountReceived(1024 * 1024);
+  program().CountReceived(kMebibyte);
   sim.RunFor(20000);
   EXPECT_EQ(Panel(3), "Total downloaded : 1.99 " + Text(3) + "  ");
-  program().CountReceived(1024 * 1024);
+  program().CountReceived(kMebibyte);
   sim.RunFor(500);
   EXPECT_NE(Panel(2), "Speed : 0 " + Text(1) + "/s ");
 }
@@ -256,7 +258,7 @@ TEST_F(Pump, CountsOnlyTransfersWithTimeBehindThemInTheTip) {
 
 TEST_F(Pump, ShowsFullSpeedAtTheFirstIdleTickAndOnceInAWhile) {
   Start();
-  sim.RunFor(500 * 400);
+  sim.RunFor(200'000);
   const std::vector<std::string>& pictures = sim.tray().pictures;
   ASSERT_GE(pictures.size(), 400U);
   EXPECT_EQ(pictures[0], "tray-4");

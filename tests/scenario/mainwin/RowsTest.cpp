@@ -106,7 +106,7 @@ TEST_F(Rows, AppearByTheUpdateOfARecordThatHasNoneYet) {
 TEST_F(Rows, AreRefusedWithin500MillisecondsUnlessForceIsPositive) {
   Refresh(0, 1);
   const std::int16_t index = Record("http://h/a.zip");
-  for (const std::int16_t force : {0, -1}) {
+  for (const std::int16_t force : {std::int16_t{0}, std::int16_t{-1}}) {
     Refresh(0, force);
     EXPECT_EQ(Status(index), "no row") << force;
   }

@@ -316,6 +316,7 @@ TEST_F(StartStop, ListsEveryRecordInUseWithItsState) {
   Record("http://h/7.zip", [](auto& r) { r.InUse = false; });
   const std::vector<DownloadInfo> list = app->List();
   std::vector<std::string> states;
+  states.reserve(list.size());
   for (const DownloadInfo& info : list) states.push_back(info.state);
   EXPECT_EQ(states,
             (std::vector<std::string>{"finished", "active", "scheduled", "failed", "queued", "paused", "waiting"}));

@@ -259,7 +259,7 @@ TEST_F(Probe, OfHostileHeadersWritesNothingOutsideTheTwoFolders) {
   const std::vector<std::string> replies = {
       std::string(300000, 'x'),
       "HTTP/1.1 200 OK\r\n" + std::string(300000, 'x'),
-      "HTTP/1.1 302 Found\r\nLocation: http://o.example/" + std::string(1024 * 1024, 'y') + "\r\n\r\n",
+      "HTTP/1.1 302 Found\r\nLocation: http://o.example/" + std::string(1U << 20, 'y') + "\r\n\r\n",
       "HTTP/1.1 302 Found\r\nLocation: http://o.example/" + longName + "\r\n\r\n",
       "HTTP/1.1 302 Found\r\nLocation: http://o.example/..\r\n\r\n",
       "HTTP/1.1 302 Found\r\nLocation: http://o.example/.\r\n\r\n",

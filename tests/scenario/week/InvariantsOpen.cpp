@@ -14,7 +14,7 @@ namespace {
 // Four timers of the main window, the re-test of waits, and what the preview renders.
 constexpr std::size_t kOwnAlarms = 6;
 constexpr std::size_t kWindowAlarms = 2;
-constexpr std::size_t kFtpAlarms = 2 * kMaxSegmentSockets;
+constexpr std::size_t kFtpAlarms = std::size_t{2} * kMaxSegmentSockets;
 // A transfer without a slot finds that out at its next event; what it waits for is over soon.
 constexpr SimLoop::Micros kOrphanTime = 5 * SimLoop::kSecond;
 // Tasks that wait: up to one for each login of a transfer and a few more, one for each question, and the lists' own.

@@ -132,7 +132,7 @@ std::string PlanText(const LifePlan& plan, const std::set<int>& dropped) {
   static const char* const kServers[] = {"moody", "wild", "ftp"};
   static const char* const kEnds[] = {"quit", "kill", "torn kill"};
   std::string text = "seed " + std::to_string(plan.seed) + "\n";
-  for (const auto& [key, value] : plan.settings) text += "  " + key + "=" + value + "\n";
+  for (const auto& [key, value] : plan.settings) text.append("  ").append(key).append("=").append(value).append("\n");
   int number = 0;
   for (const PlanItem& item : plan.items) {
     const int at = number++;

@@ -117,9 +117,10 @@ TEST_F(ZipList, KeepsItsSortThroughAnotherListing) {
 TEST_F(ZipList, ChangesTheDisplayByTheFourOptions) {
   const std::vector<std::pair<OptionButton*, int>> options = {
       {&View().Option3, 2}, {&View().Option5, 0}, {&View().Option6, 1}, {&View().Option4, 3}};
-  for (const auto& [option, display] : options) {
+  for (const auto& entry : options) {
+    OptionButton* const option = entry.first;
     sim.Do([&] { option->SetByUser(true); });
-    EXPECT_EQ(List().View(), display);
+    EXPECT_EQ(List().View(), entry.second);
     for (const auto& [other, ignored] : options) EXPECT_EQ(other->Value(), other == option);
   }
 }

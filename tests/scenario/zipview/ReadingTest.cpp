@@ -64,6 +64,7 @@ TEST_F(ZipReading, AsksForAnEmptyArchivesDirectoryByOneByte) {
 
 TEST_F(ZipReading, FetchesLittleBesideTheDirectoryOfALargeArchive) {
   std::vector<SimMember> members;
+  members.reserve(30000);
   for (int i = 0; i < 30000; ++i) members.push_back({"folder/file" + std::to_string(i) + ".txt", 1, 2});
   const SimContent archive = SimArchive(members, 20'000'000);
   origin.File("/a.zip", archive);
@@ -154,9 +155,7 @@ TEST_F(ZipReading, ListsWhatAnArchiveCommentPretends) {
 
 TEST_F(ZipReading, MisreadsEntriesBehindAnExtraField) {
   std::vector<SimMember> members = three;
-  members[0].extra =
-      "UT\x05\x00\x03"
-      "abcd";
+  members[0].extra = std::string("UT\x05\0\x03", 5) + "abcd";
   ASSERT_TRUE(Open(members));
   EXPECT_EQ(Viewer()->Entries[1].Name, "docs/");
   EXPECT_NE(Viewer()->Entries[2].Name, "docs/a.txt");
@@ -284,6 +283,7 @@ TEST_F(ZipReading, SurvivesRepliesThatComeByteByByte) {
 
 TEST_F(ZipReading, ListsTheFirst32767OfMoreEntries) {
   std::vector<SimMember> members;
+  members.reserve(40000);
   for (int i = 0; i < 40000; ++i) members.push_back({std::to_string(i), 1, 1});
   ASSERT_TRUE(Open(members));
   EXPECT_EQ(Viewer()->EntryCount, 32767);
