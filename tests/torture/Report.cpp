@@ -1,6 +1,5 @@
 #include "Report.h"
 
-#include <cxxabi.h>
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <link.h>
@@ -118,8 +117,10 @@ std::string ReadSanitizer(const std::string& output, Stack& stack) {
 }  // namespace pellora
 
 // Seen first, so that a throw still knows its stack where it is met far away. The library's own does the throwing.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the library's
-extern "C" void __cxa_throw(void* object, std::type_info* type, void (*destroy)(void*)) {
+// Compilers do not agree on the types of its parameters, so only its symbol has the library's name.
+extern "C" [[noreturn]] void ThrowSeenFirst(void* object, std::type_info* type,
+                                            void (*destroy)(void*)) __asm__("__cxa_throw");
+extern "C" void ThrowSeenFirst(void* object, std::type_info* type, void (*destroy)(void*)) {
   using Throw = void (*)(void*, std::type_info*, void (*)(void*));
   static const auto next = reinterpret_cast<Throw>(dlsym(RTLD_NEXT, "__cxa_throw"));
   if (pellora::watchThrows) {
