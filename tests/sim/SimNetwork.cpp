@@ -10,7 +10,7 @@ namespace pellora {
 namespace {
 constexpr std::uint64_t kDefaultSpeed = 20'000'000;
 constexpr std::uint64_t kLargestBlock = 1U << 16;
-constexpr std::uint64_t kLargestWhole = 16 * 1024 * 1024;
+constexpr std::uint64_t kLargestWhole = 1U << 24;
 }  // namespace
 
 // The program's end.
