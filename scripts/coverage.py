@@ -18,6 +18,7 @@ import concurrent.futures
 import glob
 import json
 import os
+import shutil
 import subprocess
 import sys
 
@@ -136,6 +137,8 @@ def main():
     parser.add_argument("--report", action="store_true")
     parser.add_argument("--missing", metavar="PART")
     arguments = parser.parse_args()
+    if not shutil.which("gcovr"):
+        sys.exit("gcovr is missing: apt-get install gcovr")
     healthy = arguments.report or run_tests()
     passed, failed = report(gather(), arguments.missing)
     if not healthy:
