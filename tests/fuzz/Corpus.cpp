@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 
 #include "Oracle.h"
 
@@ -17,6 +18,16 @@ namespace fs = std::filesystem;
 std::string Content(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+constexpr std::size_t kBlock = 512;  // of a ustar archive, whose headers are one each and whose end is two of zeros
+
+// The first `length` bytes, which leave the archive.
+std::string_view Taken(std::string_view& archive, std::size_t length) {
+  if (archive.size() < length) throw std::runtime_error("an archive is cut short");
+  const std::string_view taken = archive.substr(0, length);
+  archive.remove_prefix(length);
+  return taken;
 }
 
 // "\x41", "\\" and "\"" as in the dictionaries.
@@ -39,25 +50,41 @@ std::string Unescaped(const std::string& text) {
 
 }  // namespace
 
-std::vector<std::string> KeptInputs(const std::string& target) {
-  std::vector<fs::path> paths;
-  for (const char* const kind : {"corpus", "found"}) {
-    const fs::path folder = fs::path(PELLORA_FUZZ_FOLDER) / kind / target;
-    if (!fs::exists(folder)) continue;
-    for (const auto& entry : fs::directory_iterator(folder)) paths.push_back(entry.path());
+std::vector<Input> ReadArchive(std::string_view archive) {
+  std::vector<Input> files;
+  while (!archive.empty() && archive.front() != '\0') {
+    const std::string_view header = Taken(archive, kBlock);
+    const std::string_view name = header.substr(0, 100);
+    const std::string_view size = header.substr(124, 11);
+    std::size_t length = 0;
+    const auto read = std::from_chars(size.data(), size.data() + size.size(), length, 8);
+    if (read.ptr != size.data() + size.size() || header.substr(257, 5) != "ustar" || header[156] != '0')
+      throw std::runtime_error("no header of a regular file in the archive");
+    files.push_back({std::string(name.substr(0, name.find('\0'))), std::string(Taken(archive, length))});
+    Taken(archive, (kBlock - length % kBlock) % kBlock);
   }
-  std::sort(paths.begin(), paths.end());
-  std::vector<std::string> inputs;
-  inputs.reserve(paths.size());
-  for (const fs::path& path : paths) inputs.push_back(Content(path));
+  Taken(archive, 2 * kBlock);
+  return files;
+}
+
+std::vector<Input> KeptInputs(const std::string& target) {
+  const fs::path folder(PELLORA_FUZZ_FOLDER);
+  std::vector<Input> inputs = ReadArchive(Content(folder / "corpus" / (target + ".tar")));
+  for (Input& input : inputs) input.name.insert(0, "corpus/" + target + '/');
+  std::vector<fs::path> found;
+  if (fs::exists(folder / "found" / target)) {
+    for (const auto& entry : fs::directory_iterator(folder / "found" / target)) found.push_back(entry.path());
+  }
+  std::sort(found.begin(), found.end());
+  for (const fs::path& path : found) inputs.push_back({path.lexically_relative(folder).string(), Content(path)});
   return inputs;
 }
 
 std::set<std::string> Catch(const std::string& target, const std::function<void(std::string_view)>& run) {
   std::set<std::string> claims;
-  for (const std::string& bytes : KeptInputs(target)) {
+  for (const Input& input : KeptInputs(target)) {
     try {
-      run(bytes);
+      run(input.bytes);
     } catch (const OracleBroken& broken) {
       claims.insert(broken.what());
     }
@@ -74,13 +101,14 @@ std::vector<std::string> Words(const std::string& target) {
   return words;
 }
 
-Changes::Changes(std::vector<std::string> inputs, std::vector<std::string> words, unsigned seed)
+Changes::Changes(std::vector<Input> inputs, std::vector<std::string> words, unsigned seed)
     : inputs_(std::move(inputs)), words_(std::move(words)), random_(seed) {}
 
-std::string Changes::Next() {
-  std::string text = inputs_[Below(inputs_.size())];
-  for (std::size_t i = Below(4) + 1; i > 0; --i) Change(text);
-  return text;
+Input Changes::Next() {
+  const Input& kept = inputs_[Below(inputs_.size())];
+  Input changed{"a change of " + kept.name, kept.bytes};
+  for (std::size_t i = Below(4) + 1; i > 0; --i) Change(changed.bytes);
+  return changed;
 }
 
 void Changes::Change(std::string& text) {
@@ -103,7 +131,7 @@ void Changes::Change(std::string& text) {
       text.resize(at);
       break;
     case 5: {
-      const std::string& other = inputs_[Below(inputs_.size())];
+      const std::string& other = inputs_[Below(inputs_.size())].bytes;
       text.resize(at);
       text += other.substr(Below(other.size() + 1));
       break;

@@ -1,4 +1,4 @@
-// What the targets are fed in the ordinary tests: the files kept of each target, and seeded changes of them.
+// What the targets are fed in the ordinary tests: the inputs kept of each target, and seeded changes of them.
 #pragma once
 
 #include <functional>
@@ -10,8 +10,15 @@
 
 namespace pellora {
 
-// The files of corpus/TARGET and found/TARGET, by name.
-std::vector<std::string> KeptInputs(const std::string& target);
+struct Input {
+  std::string name;  // "corpus/url/no-path", for failure messages
+  std::string bytes;
+};
+
+// The files of a ustar archive in their order. Throws where it is not whole: archive.py writes regular files only.
+std::vector<Input> ReadArchive(std::string_view archive);
+// Those of corpus/TARGET.tar, then those of the folder found/TARGET, each by name.
+std::vector<Input> KeptInputs(const std::string& target);
 // The claims of `run`'s oracle that do not hold for some of them.
 std::set<std::string> Catch(const std::string& target, const std::function<void(std::string_view)>& run);
 // The words of dict/TARGET.dict.
@@ -20,14 +27,14 @@ std::vector<std::string> Words(const std::string& target);
 // Inputs that differ from kept ones in a few places. Equal seeds give equal inputs.
 class Changes {
  public:
-  Changes(std::vector<std::string> inputs, std::vector<std::string> words, unsigned seed);
-  std::string Next();
+  Changes(std::vector<Input> inputs, std::vector<std::string> words, unsigned seed);
+  Input Next();
 
  private:
   std::size_t Below(std::size_t n) { return random_() % n; }
   void Change(std::string& text);
 
-  std::vector<std::string> inputs_;
+  std::vector<Input> inputs_;
   std::vector<std::string> words_;
   std::mt19937 random_;
 };

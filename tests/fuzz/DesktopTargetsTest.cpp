@@ -16,14 +16,14 @@ namespace pellora {
 namespace {
 
 void Feed(const std::string& target, int count, const std::function<void(std::string_view)>& run) {
-  const std::vector<std::string> inputs = KeptInputs(target);
+  const std::vector<Input> inputs = KeptInputs(target);
   ASSERT_GE(inputs.size(), 5U);
-  for (const std::string& bytes : inputs) EXPECT_NO_THROW(run(bytes)) << testing::PrintToString(bytes);
+  const auto feed = [&](const Input& input) {
+    EXPECT_NO_THROW(run(input.bytes)) << "for " << input.name << ": " << testing::PrintToString(input.bytes);
+  };
+  for (const Input& input : inputs) feed(input);
   Changes changes(inputs, Words(target), 1);
-  for (int i = 0; i < count && !testing::Test::HasFailure(); ++i) {
-    const std::string bytes = changes.Next();
-    EXPECT_NO_THROW(run(bytes)) << testing::PrintToString(bytes);
-  }
+  for (int i = 0; i < count && !testing::Test::HasFailure(); ++i) feed(changes.Next());
 }
 
 TEST(FuzzFrames, HoldsForWhatIsKeptAndForChangesOfIt) {

@@ -38,16 +38,16 @@ class Fuzz : public testing::TestWithParam<Target> {};
 
 TEST_P(Fuzz, HoldsForWhatIsKeptAndForChangesOfIt) {
   const Target& target = GetParam();
-  const std::vector<std::string> inputs = KeptInputs(target.name);
+  const std::vector<Input> inputs = KeptInputs(target.name);
   ASSERT_GE(inputs.size(), 5U);
-  const auto feed = [&](const std::string& bytes) {
+  const auto feed = [&](const Input& input) {
     try {
-      target.run(bytes);
+      target.run(input.bytes);
     } catch (const std::exception& broken) {
-      ADD_FAILURE() << broken.what() << "\nfor " << testing::PrintToString(bytes);
+      ADD_FAILURE() << broken.what() << "\nfor " << input.name << ": " << testing::PrintToString(input.bytes);
     }
   };
-  for (const std::string& bytes : inputs) feed(bytes);
+  for (const Input& input : inputs) feed(input);
   Changes changes(inputs, Words(target.name), 1);
   for (int i = 0; i < target.changes && !HasFailure(); ++i) feed(changes.Next());
 }

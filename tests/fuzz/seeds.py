@@ -1,21 +1,23 @@
 #!/usr/bin/env python3
-"""Writes the first inputs of the fuzz targets, one file for each case, into corpus/TARGET.
+"""Writes the first inputs of the fuzz targets into the archives corpus/TARGET.tar, and keeps what else they hold.
 
-What a run of the fuzzer adds bears the digest of its content as a name; these bear names of their own.
+    seeds.py [FOLDER]    the archives of FOLDER instead
+
+These inputs have names that say what they are; those that a run of the fuzzer adds are named by their digests.
 """
 
-import os
 import struct
+import sys
 
-HERE = os.path.dirname(os.path.abspath(__file__))
+import archive
+
+CORPUS = sys.argv[1] if len(sys.argv) > 1 else archive.CORPUS
 
 
 def write(target, cases):
-    folder = os.path.join(HERE, "corpus", target)
-    os.makedirs(folder, exist_ok=True)
-    for name, content in cases.items():
-        with open(os.path.join(folder, name), "wb") as f:
-            f.write(content if isinstance(content, bytes) else content.encode())
+    path = archive.path_of(target, CORPUS)
+    seeds = {name: content if isinstance(content, bytes) else content.encode() for name, content in cases.items()}
+    archive.write(path, archive.read(path) | seeds)
 
 
 def urls():

@@ -1,0 +1,73 @@
+// The archives of kept inputs: a reader of what archive.py writes.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Corpus.h"
+
+namespace pellora {
+namespace {
+
+// A header as far as it is read, and the content in whole blocks.
+std::string Member(const std::string& name, const std::string& octalSize, std::string content, char type = '0') {
+  std::string header = name;
+  header.resize(124);
+  header += octalSize;
+  header.resize(156);
+  header += type;
+  header.resize(257);
+  header += "ustar";
+  header.resize(512);
+  content.resize((content.size() + 511) / 512 * 512);
+  return header + content;
+}
+
+const std::string kEnd(1024, '\0');
+
+TEST(Corpus, ReadsTheFilesOfAnArchiveInTheirOrder) {
+  const std::string archive = Member("b", "00000001000", std::string(512, 'x')) + Member("a", "00000000003", "1\n2") +
+                              Member("empty", "00000000000", "") + kEnd;
+  const std::vector<Input> files = ReadArchive(archive);
+  ASSERT_EQ(files.size(), 3U);
+  EXPECT_EQ(files[0].name, "b");
+  EXPECT_EQ(files[0].bytes, std::string(512, 'x'));
+  EXPECT_EQ(files[1].name, "a");
+  EXPECT_EQ(files[1].bytes, "1\n2");
+  EXPECT_EQ(files[2].name, "empty");
+  EXPECT_EQ(files[2].bytes, "");
+}
+
+TEST(Corpus, RefusesAnArchiveThatIsCutShort) {
+  const std::string archive = Member("a", "00000000003", "123") + kEnd;
+  for (const std::size_t length : {0, 1, 511, 512, 514, 1023, 1024, 1025, 2047})
+    EXPECT_THROW(ReadArchive(std::string_view(archive).substr(0, length)), std::runtime_error) << length;
+  EXPECT_NO_THROW(ReadArchive(archive));
+}
+
+TEST(Corpus, RefusesWhatIsNoRegularFile) {
+  EXPECT_THROW(ReadArchive(Member("a", "00000000000", "", '5') + kEnd), std::runtime_error);
+  EXPECT_THROW(ReadArchive(Member("a", "0000000000x", "") + kEnd), std::runtime_error);
+  EXPECT_THROW(ReadArchive(std::string(4096, 'x')), std::runtime_error);
+}
+
+TEST(Corpus, KeepsNamedInputsOfATarget) {
+  const std::vector<Input> inputs = KeptInputs("url");
+  ASSERT_FALSE(inputs.empty());
+  for (std::size_t i = 1; i < inputs.size(); ++i) EXPECT_LT(inputs[i - 1].name, inputs[i].name);
+  const auto named = [](const Input& input) { return input.name == "corpus/url/no-path"; };
+  const auto at = std::find_if(inputs.begin(), inputs.end(), named);
+  ASSERT_NE(at, inputs.end());
+  EXPECT_EQ(at->bytes, "http://site");
+}
+
+TEST(Corpus, NamesTheInputThatAChangeWasMadeOf) {
+  Changes changes({{"corpus/url/no-path", "http://site"}}, {}, 1);
+  EXPECT_EQ(changes.Next().name, "a change of corpus/url/no-path");
+}
+
+}  // namespace
+}  // namespace pellora
