@@ -24,7 +24,7 @@ namespace {
 
 // The file name that a URL or path ends with.
 QString LastPiece(const std::string& text) {
-  const QString whole = DisplayLine(text);
+  const QString whole = WholeText(text);
   const QString path = whole.contains(QLatin1String("://")) ? QUrl(whole).path() : whole;
   return path.mid(path.lastIndexOf(u'/') + 1);
 }

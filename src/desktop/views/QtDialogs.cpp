@@ -114,7 +114,7 @@ void QtDialogs::AskSavePath(const SaveRequest& request, std::function<void(std::
   dialog->setOption(QFileDialog::HideNameFilterDetails);
   dialog->setNameFilter(NameFilter(request.filter));
   dialog->setDirectory(QStandardPaths::writableLocation(QStandardPaths::DownloadLocation));
-  dialog->selectFile(DisplayLine(request.proposal));
+  dialog->selectFile(WholeLine(request.proposal));
   OpenFileDialog(*dialog, std::move(answered));
 }
 
