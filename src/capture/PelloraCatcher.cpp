@@ -37,7 +37,7 @@ PelloraCatcher::PelloraCatcher(Program& program, std::shared_ptr<MainWindow> mai
 void PelloraCatcher::OnLoad() {
   Hide();
   platform_.tray.Add(kOwnIcon, TrayTip(Caption()), *this);
-  ApplyLanguage(*this, program_.LangStrings);
+  ApplyLanguage(*this, program_);
 }
 
 void PelloraCatcher::OnUnload() { platform_.tray.Delete(); }

@@ -43,6 +43,7 @@ class Program {
   Boxes boxes;
   Settings settings;
   LangStringArray LangStrings;
+  bool languageRead = false;  // a language file was read once; until then windows keep their designed captions
 
   std::int16_t DownloadCount = 0;
   bool ShowTransferWindow = false;

@@ -1,6 +1,7 @@
 #include "desktop/DisplayText.h"
 
 #include <QStringDecoder>
+#include <QTextBoundaryFinder>
 #include <QTextDocument>
 #include <array>
 
@@ -27,13 +28,33 @@ QString Decode(const std::string& bytes) {
   return text;
 }
 
+// Where a text is cut: after the last whole character, as a reader sees it, that fits. A character may be of any
+// length itself; it is cut between two code points.
+qsizetype EndOfDrawn(const QString& text) {
+  // One unit more, by which the finder sees whether a character ends at the limit.
+  QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text.constData(), kLongestDrawn + 1);
+  finder.setPosition(kLongestDrawn);
+  const qsizetype end = finder.isAtBoundary() ? kLongestDrawn : finder.toPreviousBoundary();
+  if (end > kLongestDrawn / 2) return end;
+  return text.at(kLongestDrawn).isLowSurrogate() ? kLongestDrawn - 1 : kLongestDrawn;
+}
+
+QString CutForDrawing(const QString& text) {
+  if (text.size() <= kLongestDrawn) return text;
+  return text.first(EndOfDrawn(text)) + QChar(0x2026);
+}
+
 }  // namespace
 
-QString DisplayText(const std::string& bytes) {
+QString DisplayText(const std::string& bytes) { return CutForDrawing(WholeText(bytes)); }
+
+QString DisplayLine(const std::string& bytes) { return CutForDrawing(WholeLine(bytes)); }
+
+QString WholeText(const std::string& bytes) {
   return Decode(bytes).replace(QChar(0), QChar(QChar::ReplacementCharacter));
 }
 
-QString DisplayLine(const std::string& bytes) {
+QString WholeLine(const std::string& bytes) {
   QString text = Decode(bytes);
   for (QChar& character : text) {
     if (character.category() == QChar::Other_Control || character == QChar::LineSeparator ||

@@ -106,8 +106,8 @@ int RunSecondCopy() {
 QList<DownloadRow> Rows(const App& app) {
   QList<DownloadRow> rows;
   for (const DownloadInfo& info : app.List()) {
-    rows.append({info.index, DisplayText(info.name), DisplayText(info.url), DisplayText(info.state), info.received,
-                 info.size, info.percent, DisplayText(info.savedPath)});
+    rows.append({info.index, WholeText(info.name), WholeText(info.url), WholeText(info.state), info.received, info.size,
+                 info.percent, WholeText(info.savedPath)});
   }
   return rows;
 }

@@ -115,6 +115,7 @@ void LoadLanguage(Program& program, const std::string& name) {
     throw Failure(FailureNumber::File, path + ": not a name of a language");
   }
   ReadLanguage(ReadWholeFile(program.platform.files, path, kLargestLanguageFile), program.LangStrings);
+  program.languageRead = true;
   for (const std::shared_ptr<Window>& window : program.languageWindows()) {
     ApplyLanguage(*window, program.LangStrings);
   }
@@ -130,6 +131,10 @@ void ApplyLanguage(Window& window, const LangStringArray& texts) {
     });
     if (found != kTranslated.end()) found->relabel(*control, texts);
   }
+}
+
+void ApplyLanguage(Window& window, const Program& program) {
+  if (program.languageRead) ApplyLanguage(window, program.LangStrings);
 }
 
 }  // namespace pellora

@@ -2,7 +2,8 @@
 //
 // A file is read once into the numbered texts, which are never cleared: a later file replaces only the
 // entries that it names. Windows carry text numbers in the Tags of their controls; where a number's
-// text is empty the control turns blank, for there is no way back to the designed caption.
+// text is empty the control turns blank, for there is no way back to the designed caption. Before the first file
+// is read nothing is relabelled.
 #pragma once
 
 #include <cstdint>
@@ -27,5 +28,9 @@ void ReadLanguage(std::string_view content, LangStringArray& texts);
 
 // Relabels one window and its controls.
 void ApplyLanguage(Window& window, const LangStringArray& texts);
+
+// The same with the program's texts, as windows do at their load. Until a language file has been read once the
+// designed captions stay: a missing file must leave no button blank.
+void ApplyLanguage(Window& window, const Program& program);
 
 }  // namespace pellora

@@ -71,7 +71,7 @@ void options::ConnectEvents() {
 void options::OnLoad() {
   TabStrip1.Selected = 0;
   ShowPage(1);
-  ApplyLanguage(*this, program_.LangStrings);
+  ApplyLanguage(*this, program_);
 }
 
 void options::ShowPage(int page) {

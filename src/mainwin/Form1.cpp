@@ -19,7 +19,7 @@ Form1::Form1(Program& program)
 // The Tag changes its meaning here: from the number of the caption to the answer.
 void Form1::OnLoad() {
   Tag = TagText(kCaptionNumber);
-  ApplyLanguage(*this, program_.LangStrings);
+  ApplyLanguage(*this, program_);
   Tag = "CANCEL";
   SelectText();
 }

@@ -33,6 +33,13 @@ void MainWindow::PreparePopup() {
   if (!record.Finished && !record.Active) shedulded.Checked = record.Scheduled == 1;
 }
 
+void MainWindow::PrepareFinishedPopup() {
+  const bool selected = !ListView2.Selection().empty();
+  openfile2.Enabled = selected;
+  cleardown2.Enabled = selected;
+  clearall.Enabled = !ListView2.Rows().empty();
+}
+
 void MainWindow::ToggleScheduled() {
   const std::optional<Pick> pick = Selected(ListView1);
   if (!pick) return;

@@ -107,6 +107,7 @@ void MainWindow::ConnectEvents() {
     OpenOrRestart(ListView2);
   };
   ListView2.OnDeleteKey = [this] { ClearSelected(); };
+  ListView2.OnRightClick = [this] { PrepareFinishedPopup(); };
   openfile2.OnClick = [this] { OpenOrRestart(ListView2); };
   cleardown2.OnClick = [this] { ClearSelected(); };
   clearall.OnClick = [this] { platform_.tasks.Spawn(ClearAll()); };

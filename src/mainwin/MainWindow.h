@@ -218,6 +218,7 @@ class MainWindow final : public Window, public Lists {
   Task<> ResetList();
   void EmptySlot(std::int16_t index);
   void PreparePopup();
+  void PrepareFinishedPopup();
   void ToggleScheduled();
   void OpenOrRestart(const ListView& list);
   Task<> OpenFile(std::int16_t index);

@@ -17,7 +17,7 @@ WantDown::WantDown(Program& program)
 
 void WantDown::OnLoad() {
   Tag = TagText(kCaptionNumber);
-  ApplyLanguage(*this, program_.LangStrings);
+  ApplyLanguage(*this, program_);
 }
 
 // Whoever takes the question away has answered it; a wait for a closed window would never end.

@@ -274,7 +274,7 @@ class ListView : public Control {
 
   std::function<void()> OnClick;        // left button released on a row; it is selected
   std::function<void()> OnDoubleClick;  // on the selected row
-  std::function<void()> OnRightClick;   // the row under the pointer is selected first
+  std::function<void()> OnRightClick;   // before a menu opens; the row under the pointer, or none, is selected
   std::function<void()> OnDeleteKey;
   std::function<void(int column)> OnColumnClick;
 

@@ -268,14 +268,14 @@ void TransferWindow::Cancel() {
 void TransferWindow::ToggleDetails() {
   DetailsHidden = !DetailsHidden;
   Command4.Tag = DetailsHidden ? "Show" : "Hide";
-  Command4.Caption = Text(DetailsHidden ? 516 : 515);
+  if (program_.languageRead) Command4.Caption = Text(DetailsHidden ? 516 : 515);
   Height = DetailsHidden ? kShortFormHeight : kLongFormHeight;
   DisplayIdle = DetailsHidden;
 }
 
 void TransferWindow::OnLoad() {
   FinishedMode = 0;
-  ApplyLanguage(*this, program_.LangStrings);
+  ApplyLanguage(*this, program_);
 }
 
 // Closing the window never stops a download.

@@ -1,12 +1,15 @@
 #include "desktop/views/Bars.h"
 
 #include <QAction>
+#include <QEvent>
 #include <QShortcut>
 #include <QStatusBar>
 #include <QTabBar>
 #include <QToolBar>
 #include <QToolButton>
 #include <algorithm>
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "desktop/DisplayText.h"
@@ -125,6 +128,24 @@ class TabStripBinding : public Binding {
   QTabBar& bar_;
 };
 
+// Calls back whenever a widget has another size.
+class SizeWatcher : public QObject {
+ public:
+  SizeWatcher(QWidget& widget, QObject* parent, std::function<void()> resized)
+      : QObject(parent), resized_(std::move(resized)) {
+    widget.installEventFilter(this);
+  }
+
+ protected:
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::Resize) resized_();
+    return false;
+  }
+
+ private:
+  std::function<void()> resized_;
+};
+
 // Panels 4 to 6 are those of keys.
 constexpr std::size_t kFirstKeyPanel = 3;
 constexpr std::size_t kBehindKeyPanels = 6;
@@ -134,6 +155,7 @@ class StatusBarBinding : public Binding {
   StatusBarBinding(StatusBar& control, QStatusBar& bar, BindingContext& context)
       : control_(control), bar_(bar), keys_(new KeyStates(context.receiver)) {
     QObject::connect(keys_, &KeyStates::Changed, context.receiver, [this] { ShowKeys(); });
+    new SizeWatcher(bar, context.receiver, [this] { GiveHintRoom(); });  // its receiver's child
   }
 
   void Down() override {
@@ -148,9 +170,27 @@ class StatusBarBinding : public Binding {
       if (at > 0) labels_[at]->setMinimumWidth(std::max(labels_[at]->minimumWidth(), labels_[at]->sizeHint().width()));
     }
     ShowKeys();
+    GiveHintRoom();
   }
 
  private:
+  // A hint is there to be read whole: where it is too long the keys' panels give way to it, and then the others.
+  void GiveHintRoom() {
+    constexpr int kAround = 34;  // the bar's edges and the grip
+    constexpr int kBetween = 6;
+    if (labels_.empty()) return;
+    int room = bar_.width() - kAround - labels_.front()->sizeHint().width();
+    const auto take = [&](std::size_t from, std::size_t to) {
+      to = std::min(to, labels_.size());
+      for (std::size_t at = from; at < to; ++at) {
+        room -= std::max(labels_[at]->sizeHint().width(), labels_[at]->minimumWidth()) + kBetween;
+      }
+      for (std::size_t at = from; at < to; ++at) labels_[at]->setVisible(room >= 0);
+    };
+    for (std::size_t at = 1; at < kFirstKeyPanel; ++at) take(at, at + 1);
+    take(kFirstKeyPanel, kBehindKeyPanels);
+  }
+
   void AddPanel() {
     const bool hint = labels_.empty();
     QLabel* label = nullptr;

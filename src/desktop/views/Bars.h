@@ -18,8 +18,8 @@ std::unique_ptr<Binding> BindToolbar(Toolbar& control, QObject& object, BindingC
 // To a QTabBar.
 std::unique_ptr<Binding> BindTabStrip(TabStrip& control, QObject& object, BindingContext& context);
 
-// To a QStatusBar: panel 1 takes the room that the others leave. Panels 4 to 6 show the state of the keys
-// that they name: CAPS, NUM, INS.
+// To a QStatusBar: panel 1 takes the room that the others leave, and that of the last ones where its text is too
+// long. Panels 4 to 6 show the state of the keys that they name: CAPS, NUM, INS.
 std::unique_ptr<Binding> BindStatusBar(StatusBar& control, QObject& object, BindingContext& context);
 
 }  // namespace pellora

@@ -188,7 +188,7 @@ class TextBinding : public WidgetBinding<TextBox, QLineEdit> {
   }
   void Down() override {
     WidgetBinding::Down();
-    const QString text = DisplayText(control_.Text);
+    const QString text = WholeText(control_.Text);
     if (widget_.text() != text) widget_.setText(text);
     if (selectAll_ != control_.SelectAll()) {
       selectAll_ = control_.SelectAll;
@@ -200,14 +200,6 @@ class TextBinding : public WidgetBinding<TextBox, QLineEdit> {
  private:
   int selectAll_ = 0;  // what was asked for before the window had a form counts as well
 };
-
-// A row of a list to choose from. What files give as their names can be of any length, and is told apart long before
-// its end.
-QString ChoiceText(const std::string& item) {
-  constexpr qsizetype kLongest = 200;
-  const QString text = DisplayLine(item);
-  return text.size() > kLongest ? text.first(kLongest) + QChar(0x2026) : text;
-}
 
 class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
  public:
@@ -233,11 +225,11 @@ class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
       filled_ = true;
       shown_ = control_.Items;
       widget_.clear();
-      for (const std::string& item : shown_) widget_.addItem(ChoiceText(item));
+      for (const std::string& item : shown_) widget_.addItem(DisplayLine(item));
     }
     if (widget_.currentIndex() != control_.Index()) widget_.setCurrentIndex(control_.Index);
-    if (widget_.isEditable() && widget_.currentText() != DisplayText(control_.Text)) {
-      widget_.setEditText(DisplayText(control_.Text));
+    if (widget_.isEditable() && widget_.currentText() != WholeText(control_.Text)) {
+      widget_.setEditText(WholeText(control_.Text));
     }
   }
 
@@ -290,7 +282,7 @@ class PictureBinding : public WidgetBinding<Picture, IconLabel> {
   using WidgetBinding::WidgetBinding;
   void Down() override {
     WidgetBinding::Down();
-    const QString name = DisplayText(control_.Image);
+    const QString name = WholeText(control_.Image);
     if (!name.isEmpty() && widget_.DrawingName() != name) widget_.setDrawing(name);
   }
 };

@@ -6,8 +6,10 @@
 #include <QKeyEvent>
 #include <QLayout>
 #include <QMouseEvent>
+#include <QScreen>
 #include <QUrl>
 #include <QWidget>
+#include <algorithm>
 #include <utility>
 
 #include "desktop/DisplayText.h"
@@ -22,9 +24,12 @@ namespace pellora {
 
 namespace {
 
+// What a desktop may add around a window. How much it is nobody knows before the window is shown.
+constexpr QSize kFrame(12, 44);
+
 // The file name that a URL or path ends with.
 QString LastPiece(const std::string& text) {
-  const QString whole = DisplayLine(text);
+  const QString whole = WholeText(text);
   const QString path = whole.contains(QLatin1String("://")) ? QUrl(whole).path() : whole;
   return path.mid(path.lastIndexOf(u'/') + 1);
 }
@@ -89,6 +94,7 @@ void FormHost::Detach() {
 void FormHost::Build() {
   root_ = NewForm(window_->TypeName);
   if (root_ == nullptr) return;
+  titleIsName_ = root_->accessibleName().isEmpty();
   root_->setMouseTracking(true);
   root_->installEventFilter(this);
   WatchMouse(*root_, nullptr);
@@ -144,9 +150,15 @@ void FormHost::Flush() {
   if (window_ == nullptr) return;
   if (std::exchange(fitWanted_, false) && !sizedByUser_) FitHeight();
   if (window_ == nullptr) return;
+  if (std::exchange(moveWanted_, false)) MoveOntoScreen();
+  if (window_ == nullptr) return;
   if (const auto state = std::exchange(wantState_, std::nullopt)) ApplyState(*state);
   if (window_ == nullptr) return;
-  if (const auto shown = std::exchange(wantShown_, std::nullopt)) root_->setVisible(*shown);
+  if (const auto shown = std::exchange(wantShown_, std::nullopt)) {
+    if (*shown && !root_->isMaximized()) ResizeWithinScreen(root_->size());
+    if (window_ == nullptr) return;
+    root_->setVisible(*shown);
+  }
   if (window_ == nullptr) return;
   if (std::exchange(wantRaise_, false)) {
     if (root_->isMinimized()) root_->showNormal();
@@ -186,7 +198,10 @@ void FormHost::ApplyState(WindowState state) {
 void FormHost::ApplyWindow() {
   if (follower_ != nullptr) follower_->Follow(*window_);
   const QString title = DisplayLine(window_->Caption).trimmed();
-  if (root_->windowTitle() != title) root_->setWindowTitle(title);
+  if (root_->windowTitle() != title) {
+    root_->setWindowTitle(title);
+    if (titleIsName_) root_->setAccessibleName(title);  // a minimised window would have no name otherwise
+  }
   const int width = window_->Width;
   const int height = window_->Height;
   if (width == appliedWidth_ && height == appliedHeight_) return;
@@ -199,7 +214,25 @@ void FormHost::ApplyWindow() {
     FitHeight();
     return;
   }
-  if (width > 0 && height > 0 && !root_->isMaximized()) root_->resize(width, height);
+  if (width > 0 && height > 0 && !root_->isMaximized()) ResizeWithinScreen({width, height});
+}
+
+// What lies beyond the edge of the screen nobody can reach.
+void FormHost::ResizeWithinScreen(const QSize& size) {
+  root_->resize(size.boundedTo(root_->screen()->availableSize() - kFrame));
+}
+
+// Whether a window that was on the screen has grown beyond its lower edge. One that the user has put across it stays.
+bool FormHost::HasGrownOffScreen(const QSize& before) const {
+  const int bottom = root_->screen()->availableGeometry().bottom();
+  const int now = root_->frameGeometry().bottom();
+  return root_->isVisible() && now > bottom && now - (root_->height() - before.height()) <= bottom;
+}
+
+void FormHost::MoveOntoScreen() {
+  const QRect screen = root_->screen()->availableGeometry();
+  const int beyond = root_->frameGeometry().bottom() - screen.bottom();
+  if (beyond > 0) root_->move(root_->x(), std::max(screen.top(), root_->y() - beyond));
 }
 
 void FormHost::FitHeight() {
@@ -208,7 +241,7 @@ void FormHost::FitHeight() {
   const int height = root_->layout()->totalSizeHint().height();
   if (height == root_->height()) return;
   fitting_ = true;
-  root_->resize(root_->width(), height);
+  ResizeWithinScreen({root_->width(), height});
   fitting_ = false;
 }
 
@@ -257,6 +290,10 @@ bool FormHost::OnFormEvent(QEvent& event) {
       return true;
     case QEvent::Resize:
       if (event.spontaneous() && !fitting_) sizedByUser_ = true;
+      if (!event.spontaneous() && HasGrownOffScreen(static_cast<QResizeEvent&>(event).oldSize())) {
+        moveWanted_ = true;
+        Schedule();
+      }
       ReportSize();
       return false;
     case QEvent::LayoutRequest:

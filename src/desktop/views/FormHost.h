@@ -17,6 +17,7 @@
 #include "desktop/views/Bindings.h"
 
 class QPoint;
+class QSize;
 class QWidget;
 
 namespace pellora {
@@ -74,6 +75,9 @@ class FormHost : public QObject {
   void BringDown();
   void ApplyState(WindowState state);
   void ApplyWindow();
+  void ResizeWithinScreen(const QSize& size);
+  bool HasGrownOffScreen(const QSize& before) const;
+  void MoveOntoScreen();
   void FitHeight();
   bool HintsAt(const QPoint& place) const;
   bool OnFormEvent(QEvent& event);
@@ -92,6 +96,7 @@ class FormHost : public QObject {
 
   std::unordered_set<const Control*> dirty_;
   bool windowDirty_ = false;
+  bool titleIsName_ = true;  // the form gives the window no other name
   bool scheduled_ = false;
   std::optional<bool> wantShown_;
   bool wantRaise_ = false;
@@ -100,6 +105,7 @@ class FormHost : public QObject {
   int appliedWidth_ = 0;  // of the model, as last brought down or reported
   int appliedHeight_ = 0;
   bool fitWanted_ = false;
+  bool moveWanted_ = false;
   bool fitting_ = false;  // the size is being set here, not by the user
   bool sizedByUser_ = false;
 };

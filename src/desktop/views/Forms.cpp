@@ -1,5 +1,7 @@
 #include "desktop/views/Forms.h"
 
+#include <QAccessible>
+#include <QAccessibleWidget>
 #include <QColor>
 #include <QDialog>
 #include <QEvent>
@@ -88,9 +90,17 @@ void ApplyRole(QWidget& widget) {
   widget.setFont(font);
 }
 
+// To assistive technology a window is one, also where it is made of a plain widget, which it would take for a filler.
+QAccessibleInterface* DescribeWindow(const QString& className, QObject* object) {
+  auto* const widget = qobject_cast<QWidget*>(object);
+  if (className != QLatin1String("QWidget") || widget == nullptr || widget->windowType() != Qt::Window) return nullptr;
+  return new QAccessibleWidget(widget, QAccessible::Window);
+}
+
 }  // namespace
 
 QWidget* NewForm(const std::string& typeName) {
+  QAccessible::installFactory(&DescribeWindow);  // once, however often it is called
   for (const Form& form : kForms) {
     if (typeName != form.typeName) continue;
     // Asked for before the form, which names the drawings in its actions.

@@ -109,7 +109,7 @@ QIcon FileTypeIcon(const QString& fileName) {
 
 QIcon RowIcon(const std::string& key) {
   if (key.empty()) return {};
-  const QString name = DisplayText(key);
+  const QString name = WholeText(key);
   const QLatin1String fileType("file:");
   if (name.startsWith(fileType)) return FileTypeIcon(u'.' + name.mid(fileType.size()));
   const QIcon drawing = Drawing(name);

@@ -149,6 +149,8 @@ class ListWatcher : public QObject {
     const QModelIndex row = byKey ? view_.currentIndex() : view_.indexAt(event.pos());
     const bool onRow = row.isValid() && (!byKey || !control_.Selection().empty());
     if (!onRow && !view_.property("popupWithoutRow").toBool()) return;
+    // On empty ground the rows selected before are not meant.
+    if (!byKey && !onRow) view_.clearSelection();
     if (!byKey && onRow && !view_.selectionModel()->isSelected(row)) {
       view_.selectionModel()->setCurrentIndex(row, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     }
@@ -159,7 +161,7 @@ class ListWatcher : public QObject {
       place = shown.isEmpty() ? seen.center() : shown.center();
     }
     const QPointer<ListWatcher> alive(this);
-    if (onRow) control_.RightClick();
+    control_.RightClick();
     if (!alive) return;
     // The entries are set by now; the menu must not open with those of the row before.
     context_.flush();

@@ -2,9 +2,11 @@
 
 #include <QAbstractButton>
 #include <QCloseEvent>
+#include <QDialogButtonBox>
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
+#include <QGridLayout>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStandardPaths>
@@ -55,6 +57,24 @@ QString DrawingOf(int style) {
   }
 }
 
+// A box may be too narrow for its own title, which the desktop's frame shows between buttons of its own.
+void GiveTitleRoom(QMessageBox& box) {
+  constexpr int kFrameButtons = 180;
+  constexpr int kWidest = 480;
+  auto* const grid = qobject_cast<QGridLayout*>(box.layout());
+  if (grid == nullptr) return;
+  const int title = box.fontMetrics().horizontalAdvance(box.windowTitle());
+  grid->addItem(new QSpacerItem(std::min(title + kFrameButtons, kWidest), 0), grid->rowCount(), 0, 1,
+                grid->columnCount());
+}
+
+// The style's own pictures on answers are unlike all others here.
+void DropAnswerIcons(const QDialog& dialog) {
+  for (const QDialogButtonBox* answers : dialog.findChildren<QDialogButtonBox*>()) {
+    for (QAbstractButton* answer : answers->buttons()) answer->setIcon(QIcon());
+  }
+}
+
 // "description|pattern" as Qt takes it. The description is shown as told; every name matches, since
 // "*.*" would hide names without a dot.
 QString NameFilter(const std::string& told) {
@@ -85,6 +105,7 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   box->setText(DisplayText(request.text));
   box->setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok);
   CaptionAnswers(*box);
+  GiveTitleRoom(*box);
   box->setDefaultButton(question ? QMessageBox::Yes : QMessageBox::Ok);
   connect(box, &QDialog::finished, this, [this, question, answered = std::move(answered)](int result) {
     int answer = kAnswerOk;
@@ -114,7 +135,7 @@ void QtDialogs::AskSavePath(const SaveRequest& request, std::function<void(std::
   dialog->setOption(QFileDialog::HideNameFilterDetails);
   dialog->setNameFilter(NameFilter(request.filter));
   dialog->setDirectory(QStandardPaths::writableLocation(QStandardPaths::DownloadLocation));
-  dialog->selectFile(DisplayLine(request.proposal));
+  dialog->selectFile(WholeLine(request.proposal));
   OpenFileDialog(*dialog, std::move(answered));
 }
 
@@ -147,6 +168,7 @@ void QtDialogs::Open(QDialog& dialog) {
   dialog.setWindowIcon(Drawing(QStringLiteral("program")));
   // Modal to the whole program as far as input goes; show() returns at once.
   dialog.setWindowModality(Qt::ApplicationModal);
+  DropAnswerIcons(dialog);
   dialog.show();
 }
 

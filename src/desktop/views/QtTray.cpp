@@ -204,7 +204,7 @@ void QtTray::Tell(int message) {
 }
 
 const QIcon& QtTray::Picture(const std::string& name) {
-  const QString key = DisplayText(name);
+  const QString key = WholeText(name);
   const auto known = pictures_.constFind(key);
   if (known != pictures_.constEnd()) return *known;
   // As pictures of the sizes that trays use: an icon that scales says nothing of its sizes.

@@ -52,6 +52,25 @@ bool ElidedLabel::event(QEvent* event) {
   return QLabel::event(event);
 }
 
+WrappedLabel::WrappedLabel(QWidget* parent) : QLabel(parent) { setTextFormat(Qt::PlainText); }
+
+int WrappedLabel::heightForWidth(int width) const {
+  const QRect room(0, 0, width, QWIDGETSIZE_MAX);
+  return std::max(fontMetrics().height(), fontMetrics().boundingRect(room, Qt::TextWrapAnywhere, text()).height());
+}
+
+QSize WrappedLabel::sizeHint() const {
+  const int width = std::max(minimumWidth(), fontMetrics().averageCharWidth() * 60);
+  return {width, heightForWidth(width)};
+}
+
+void WrappedLabel::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  const auto side = static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft | Qt::AlignTop));
+  style()->drawItemText(&painter, contentsRect(), side | Qt::TextWrapAnywhere, palette(), isEnabled(), text(),
+                        foregroundRole());
+}
+
 IconLabel::IconLabel(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }
 
 void IconLabel::setDrawing(const QString& name) {

@@ -30,6 +30,21 @@ class ElidedLabel : public QLabel {
   Qt::TextElideMode mode_ = Qt::ElideMiddle;
 };
 
+// A label that shows its text whole, in as many lines as it takes, also one without blanks, such as a URL.
+class WrappedLabel : public QLabel {
+  Q_OBJECT
+
+ public:
+  explicit WrappedLabel(QWidget* parent = nullptr);
+  bool hasHeightForWidth() const override { return true; }
+  int heightForWidth(int width) const override;
+  QSize sizeHint() const override;
+  QSize minimumSizeHint() const override { return sizeHint(); }
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+};
+
 // A drawing at the size of the widget, crisp on every scale.
 class IconLabel : public QWidget {
   Q_OBJECT

@@ -85,17 +85,17 @@ class StageWindows(Windows):
 
 
 class Stage:
-    """The run's folder and its display, shared by all sessions."""
+    """The run's folder and its display, shared by all sessions that do not bring their own."""
 
     _only = None
 
-    def __init__(self):
+    def __init__(self, screen="1280x1024"):
         self.folder = tempfile.mkdtemp(prefix="pellora-peer.")
         self.log = open(os.path.join(self.folder, "stage.log"), "wb")
         self.processes = []
         atexit.register(self.close)
         display, number = start_with_answer(
-            ["Xvfb", "-displayfd", "{fd}", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"], self.log)
+            ["Xvfb", "-displayfd", "{fd}", "-screen", "0", screen + "x24", "-nolisten", "tcp"], self.log)
         self.processes.append(display)
         self.display = ":" + number
         self.env = dict(os.environ, DISPLAY=self.display)
@@ -135,8 +135,8 @@ class Session:
     prefix = ()  # a program, with its arguments, that runs the program
     bound = False  # by the access rights of files even if root runs the tests
 
-    def __init__(self, name, **settings):
-        stage = Stage.get()
+    def __init__(self, name, stage=None, **settings):
+        stage = stage or Stage.get()
         self.stage = stage
         self.root = stage.new_folder(name)
         self.home = os.path.join(self.root, "home")

@@ -39,11 +39,18 @@ class Screen:
         harness.end_process(self.reader)
         self.reader.stdout.close()
 
+    def _ask(self, line):
+        self.reader.stdin.write(line + "\n")
+        self.reader.stdin.flush()
+        return json.loads(self.reader.stdout.readline())
+
     def elements(self, window=""):
         """Everything that is on the screen now, of the windows whose titles hold `window`."""
-        self.reader.stdin.write(window + "\n")
-        self.reader.stdin.flush()
-        return [Element(data) for data in json.loads(self.reader.stdout.readline())]
+        return [Element(data) for data in self._ask(window)]
+
+    def windows(self):
+        """(role, name) of each window, minimised or not."""
+        return [tuple(each) for each in self._ask("*")]
 
     def find(self, role, name, window=""):
         for element in self.elements(window):

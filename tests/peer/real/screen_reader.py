@@ -2,7 +2,7 @@
 the bindings.
 
 One line in, one line out: the name of a window to keep to, or nothing for all; then a JSON list of the elements on
-the screen, each behind its parent."""
+the screen, each behind its parent. The line "*" asks for the windows alone, also those that are not on the screen."""
 
 import json
 import sys
@@ -44,15 +44,23 @@ def walk(element, parent, found):
             walk(child, own, found)
 
 
-def look(window):
-    found = []
+def tops():
     desktop = Atspi.get_desktop(0)
     for number in range(desktop.get_child_count()):
         application = desktop.get_child_at_index(number)
         for index in range(application.get_child_count()):
             top = application.get_child_at_index(index)
-            if top and window in (top.get_name() or ""):
-                walk(top, None, found)
+            if top:
+                yield top
+
+
+def look(window):
+    if window == "*":
+        return [[top.get_role_name(), top.get_name()] for top in tops()]
+    found = []
+    for top in tops():
+        if window in (top.get_name() or ""):
+            walk(top, None, found)
     return found
 
 

@@ -13,6 +13,7 @@
 #include <QTest>
 #include <QToolBar>
 #include <QToolButton>
+#include <QTreeView>
 #include <QWindow>
 #include <algorithm>
 
@@ -257,6 +258,131 @@ TEST(Binder, TabsAndPanelsFollow) {
   const auto labels = shown.Find<QStatusBar>("StatusBar1")->findChildren<QLabel*>();
   ASSERT_EQ(labels.size(), 6);
   EXPECT_EQ(labels[0]->text(), QStringLiteral("A hint"));
+}
+
+// The widths at which a window opens, and those that a small screen leaves it.
+TEST(Binder, ShowsAHintWholeAndLetsPanelsGiveWay) {
+  const Shown<SampleMain> shown;
+  const std::string hint = "Double click on file to start download or see download details.";
+  shown.window->StatusBar1.SetPanel(2, "Speed : 1023.9 kb/s");
+  shown.window->StatusBar1.SetPanel(3, "Total downloaded : 999.99 mb");
+  const auto labels = shown.Find<QStatusBar>("StatusBar1")->findChildren<QLabel*>();
+  ASSERT_EQ(labels.size(), 6);
+  for (const int width : {1000, 800, 715, 628}) {
+    shown.form->resize(width, 600);
+    shown.window->StatusBar1.SetPanel(1, hint);
+    Stage::Settle();
+    ASSERT_EQ(shown.form->width(), width);
+    EXPECT_GE(labels[0]->contentsRect().width(), labels[0]->fontMetrics().horizontalAdvance(labels[0]->text()));
+    shown.window->StatusBar1.SetPanel(1, "Pellora v5.2");
+    Stage::Settle();
+    for (const QLabel* label : labels) {
+      EXPECT_TRUE(label->isVisible()) << width;
+      EXPECT_GE(label->width(), label->sizeHint().width()) << width;
+    }
+  }
+  // The keys' panels go first, the speed last.
+  shown.window->StatusBar1.SetPanel(1, hint);
+  shown.form->resize(628, 600);
+  Stage::Settle();
+  EXPECT_FALSE(labels[5]->isVisible());
+  EXPECT_TRUE(labels[1]->isVisible());
+}
+
+TEST(Binder, ShowsAUrlOfAnyLengthWholeInTheClipboardsQuestion) {
+  const Shown<SampleWantDown> shown;
+  auto* label = shown.Find<QLabel>("Label2");
+  shown.window->Label2.Caption = "http://h/a.zip";
+  Stage::Settle();
+  const QSize small = shown.form->size();
+  EXPECT_LT(label->height(), 2 * label->fontMetrics().lineSpacing());
+  shown.window->Label2.Caption = "http://h/" + std::string(350, 'x');
+  Stage::Settle();
+  const int letters = label->width() / label->fontMetrics().horizontalAdvance(u'x');
+  EXPECT_GE(label->height(), (350 / letters + 1) * label->fontMetrics().lineSpacing());
+  EXPECT_GT(shown.form->height(), small.height());
+  EXPECT_EQ(shown.form->width(), small.width());
+  EXPECT_LE(label->geometry().bottom(), shown.Find<QPushButton>("Command1")->geometry().top());
+  // Each line has its letters: the last one is not empty.
+  const QImage picture = label->grab().toImage();
+  const QRect last(0, picture.height() - label->fontMetrics().lineSpacing(), picture.width(),
+                   label->fontMetrics().lineSpacing());
+  bool drawn = false;
+  for (int y = last.top(); y <= last.bottom(); ++y) {
+    for (int x = 0; x < last.width(); ++x)
+      drawn = drawn || picture.pixel(x, y) != picture.pixel(picture.width() - 1, 0);
+  }
+  EXPECT_TRUE(drawn);
+  shown.window->Label2.Caption = "http://h/a.zip";
+  Stage::Settle();
+  EXPECT_EQ(shown.form->size(), small);
+}
+
+const std::string kEndless = [] {
+  std::string text = "e";
+  for (int i = 0; i < 16384; ++i) text += "\xCC\x81";  // combining marks
+  return text;
+}();
+
+TEST(Binder, CutsWhatIsDrawnAndLeavesTheModelWhole) {
+  const Shown<SampleMain> shown;
+  SampleMain& window = *shown.window;
+  window.Caption = kEndless;
+  window.Label5.Caption = kEndless;
+  window.Label5.ToolTipText = kEndless;
+  window.Command4.ToolTipText = kEndless;
+  window.Command2.Caption = kEndless;
+  window.mFile.Caption = kEndless;
+  window.sdw.Caption = kEndless;
+  window.StatusBar1.SetPanel(1, kEndless);
+  window.StatusBar1.SetPanel(2, kEndless);
+  std::vector<ControlPart> tabs = window.TabStrip1.Tabs;
+  tabs[0].caption = kEndless;
+  window.TabStrip1.Tabs = tabs;
+  std::vector<ControlPart> buttons = window.Toolbar1.Buttons;
+  buttons[0].caption = buttons[0].toolTip = kEndless;
+  window.Toolbar1.Buttons = buttons;
+  std::vector<ControlPart> columns = window.ListView1.Columns;
+  columns[0].caption = kEndless;
+  window.ListView1.Columns = columns;
+  ListRow row;
+  row.key = row.text = row.icon = kEndless;
+  row.subItems = {kEndless, kEndless};
+  window.ListView1.SetRows({row});
+  Stage::Settle();
+  std::vector<QString> drawn{shown.form->windowTitle(), shown.form->accessibleName()};
+  for (const auto* widget : shown.form->findChildren<QWidget*>()) drawn.push_back(widget->toolTip());
+  for (const auto* label : shown.form->findChildren<QLabel*>()) drawn.push_back(label->text());
+  for (const auto* button : shown.form->findChildren<QAbstractButton*>()) drawn.push_back(button->text());
+  for (const auto* action : shown.form->findChildren<QAction*>()) {
+    drawn.push_back(action->text());
+    drawn.push_back(action->toolTip());
+  }
+  drawn.push_back(shown.Find<QTabBar>("TabStrip1")->tabText(0));
+  const QAbstractItemModel* rows = shown.Find<QTreeView>("ListView1")->model();
+  drawn.push_back(rows->headerData(0, Qt::Horizontal).toString());
+  for (int column = 0; column < 3; ++column) drawn.push_back(rows->index(0, column).data().toString());
+  int cut = 0;
+  for (const QString& text : drawn) {
+    EXPECT_LE(text.size(), kLongestDrawn + 1);
+    cut += text.endsWith(QChar(0x2026)) ? 1 : 0;
+  }
+  EXPECT_GE(cut, 15);
+  EXPECT_EQ(window.Caption(), kEndless);
+  EXPECT_EQ(window.Label5.Caption(), kEndless);
+  EXPECT_EQ(window.ListView1.Rows()[0].text, kEndless);
+}
+
+TEST(Binder, CutsNothingOfWhatTheUserEdits) {
+  const Shown<SampleForm1> shown;
+  const std::string url = "http://h/" + std::string(3000, 'x');
+  shown.window->Text1.Text = url;
+  Stage::Settle();
+  auto* edit = shown.Find<QLineEdit>("Text1");
+  EXPECT_EQ(edit->text().toStdString(), url);
+  edit->end(false);
+  QTest::keyClicks(edit, QStringLiteral("y"));
+  EXPECT_EQ(shown.window->Text1.Text(), url + "y");
 }
 
 TEST(Binder, TellsMouseMovesToTheControlUnderThem) {

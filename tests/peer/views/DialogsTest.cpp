@@ -5,10 +5,12 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QMessageBox>
+#include <QProxyStyle>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include "Stage.h"
+#include "desktop/DisplayText.h"
 #include "desktop/views/QtDialogs.h"
 
 namespace pellora {
@@ -161,6 +163,51 @@ TEST_F(DialogsTest, AFolderDialogBeginsAtHomeWhereItsFolderIsMissing) {
   auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
   ASSERT_NE(dialog, nullptr);
   EXPECT_EQ(dialog->directory().absolutePath(), QDir(QDir::homePath()).absolutePath());
+}
+
+// A style that puts its pictures on answers, as some desktops want it.
+class PictureStyle : public QProxyStyle {
+ public:
+  int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                QStyleHintReturn* data) const override {
+    return hint == SH_DialogButtonBox_ButtonsHaveIcons ? 1 : QProxyStyle::styleHint(hint, option, widget, data);
+  }
+};
+
+TEST_F(DialogsTest, HaveNoPicturesOfTheStyleOnTheirAnswers) {
+  QApplication::setStyle(new PictureStyle);  // owned by the application
+  for (const int style : {kYesNo | kQuestion, kOkOnly | kCritical}) {
+    QMessageBox* box = Ask(style);
+    for (const QAbstractButton* button : box->buttons()) EXPECT_TRUE(button->icon().isNull());
+    QTest::keyClick(box, Qt::Key_Return);
+    Stage::Settle();
+  }
+}
+
+TEST_F(DialogsTest, AreWideEnoughForTheirTitleAndTheButtonsOfAFrame) {
+  for (const std::string title : {"Pellora !", "A title that is longer than what the box says"}) {
+    dialogs.Ask({"found", title, kOkOnly}, [](int) {});
+    Stage::Settle();
+    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+    ASSERT_NE(box, nullptr);
+    EXPECT_GE(box->width(), box->fontMetrics().horizontalAdvance(QString::fromStdString(title)) + 150);
+    Press(box, QMessageBox::Ok);
+  }
+}
+
+TEST_F(DialogsTest, CutWhatIsDrawnAndNotTheProposedName) {
+  const std::string name(3000, 'n');
+  QMessageBox* box = Ask(kOkOnly, name + " not found.");
+  EXPECT_EQ(box->text(), QString(kLongestDrawn, u'n') + QChar(0x2026));
+  Press(box, QMessageBox::Ok);
+  dialogs.AskSavePath({"Save as: " + name, name, ""}, [](const std::optional<std::string>&) {});
+  Stage::Settle();
+  auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+  ASSERT_NE(dialog, nullptr);
+  EXPECT_EQ(dialog->windowTitle().size(), kLongestDrawn + 1);
+  EXPECT_TRUE(dialog->selectedFiles().first().endsWith(QString::fromStdString("/" + name)));
+  dialog->reject();
+  Stage::Settle();
 }
 
 TEST_F(DialogsTest, AWarningHasItsOwnDrawing) {

@@ -175,6 +175,25 @@ TEST_F(ListRows, TheMenuOfFinishedFilesOpensWithoutARowAsWell) {
   menu->close();
 }
 
+TEST_F(ListRows, ARightClickOnEmptyGroundMeansNoRow) {
+  auto* second = Stage::Form(*window)->findChild<QTreeView*>(QStringLiteral("ListView2"));
+  window->ListView2.Select({0});
+  Stage::Settle();
+  ASSERT_EQ(second->selectionModel()->selectedRows().size(), 1);
+  std::vector<std::size_t> seen{99};
+  window->ListView2.OnRightClick = [&] {
+    seen = window->ListView2.Selection();
+    window->openfile2.Enabled = false;
+  };
+  const QPoint empty(5, second->viewport()->height() - 2);
+  ASSERT_FALSE(second->indexAt(empty).isValid());
+  QContextMenuEvent mouse(QContextMenuEvent::Mouse, empty, second->viewport()->mapToGlobal(empty));
+  QApplication::sendEvent(second->viewport(), &mouse);
+  EXPECT_TRUE(seen.empty());
+  EXPECT_FALSE(Stage::Form(*window)->findChild<QAction*>(QStringLiteral("openfile2"))->isEnabled());
+  Stage::Form(*window)->findChild<QMenu*>(QStringLiteral("pop2"))->close();
+}
+
 TEST_F(ListRows, TheMenuOfCurrentDownloadsNeedsARow) {
   auto* menu = Stage::Form(*window)->findChild<QMenu*>(QStringLiteral("popup"));
   const QPoint empty(5, view->viewport()->height() - 2);

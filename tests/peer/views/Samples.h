@@ -65,6 +65,7 @@ struct SampleMain : Window {
   Menu resumed{this, "resumed", "&Resume Download", 286};
   Menu delete_{this, "delete", "&Delete Download", 282};
   Menu shedulded{this, "shedulded", "Schedulded", 287};
+  Menu openfile2{this, "openfile2", "&Open file", 284};
   Toolbar Toolbar1{this,
                    "Toolbar1",
                    {{"AddURL", "Add URL", 100, "Add a URL to the list of downloads"},

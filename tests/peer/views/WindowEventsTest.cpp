@@ -1,10 +1,12 @@
 // What a window's frame does to its model, and the model's showing, folding and unloading of its form.
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QLabel>
 #include <QPalette>
 #include <QPointer>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
 #include <cstdlib>
 #include <utility>
@@ -161,10 +163,10 @@ TEST(WindowEvents, ResizingIsReportedAndASizeSetBackIsTaken) {
   Stage::Settle();
   ASSERT_FALSE(window->resizes.empty());
   EXPECT_EQ(window->resizes.back(), std::make_pair(1000, 700));
-  window->Width = 800;
+  window->Width = 750;
   Stage::Settle();
-  EXPECT_EQ(form->size(), QSize(800, 700));
-  EXPECT_EQ(window->InnerWidth(), 800);
+  EXPECT_EQ(form->size(), QSize(750, 700));
+  EXPECT_EQ(window->InnerWidth(), 750);
   window->Unload();
   Stage::Settle();
 }
@@ -178,6 +180,70 @@ TEST(WindowEvents, MinimisingIsReported) {
   Stage::Form(*window)->showNormal();
   Stage::Settle();
   EXPECT_EQ(window->State(), WindowState::Normal);
+  window->Unload();
+  Stage::Settle();
+}
+
+TEST(WindowEvents, AWindowOpensWithinItsScreen) {
+  Stage stage;
+  const auto window = std::make_shared<SampleMain>(stage.platform);
+  window->Width = 5000;
+  window->Height = 4000;
+  window->Show();
+  Stage::Settle();
+  const QWidget* form = Stage::Form(*window);
+  const QRect screen = form->screen()->availableGeometry();
+  EXPECT_LT(form->width(), screen.width());
+  EXPECT_LT(form->height(), screen.height() - 20);  // the frame has room as well
+  EXPECT_EQ(window->InnerWidth(), form->width());
+  // A smallest size above that is not reached, and the model learns what it has.
+  window->Width = 4000;
+  Stage::Settle();
+  EXPECT_LT(form->width(), screen.width());
+  window->Unload();
+  Stage::Settle();
+}
+
+TEST(WindowEvents, ARowThatComesMovesNoWindowOffTheScreen) {
+  Stage stage;
+  const auto window = Open<SampleTransfer>(stage);
+  window->KeepRows(1);
+  Stage::Settle();
+  QWidget* form = Stage::Form(*window);
+  const QRect screen = form->screen()->availableGeometry();
+  form->move(20, screen.bottom() - form->frameGeometry().height() - 5);
+  const int before = form->frameGeometry().top();
+  window->KeepRows(8);
+  Stage::Settle();
+  EXPECT_LE(form->frameGeometry().bottom(), screen.bottom());
+  EXPECT_LT(form->frameGeometry().top(), before);
+  // One that the user has put across the edge stays there.
+  window->KeepRows(1);
+  Stage::Settle();
+  form->move(20, screen.bottom() - 50);
+  const QPoint chosen = form->pos();
+  window->KeepRows(8);
+  Stage::Settle();
+  EXPECT_EQ(form->pos(), chosen);
+  window->Unload();
+  Stage::Settle();
+}
+
+TEST(WindowEvents, WindowsAreWindowsToAssistiveTechnologyAndBearTheirTitles) {
+  Stage stage;
+  const auto window = Open<SampleTransfer>(stage);
+  window->Caption = "1.0% of a.bin downloaded.";
+  Stage::Settle();
+  QWidget* form = Stage::Form(*window);
+  QAccessibleInterface* seen = QAccessible::queryAccessibleInterface(form);
+  ASSERT_NE(seen, nullptr);
+  EXPECT_EQ(seen->role(), QAccessible::Window);
+  EXPECT_GT(seen->childCount(), 5);
+  EXPECT_EQ(seen->text(QAccessible::Name), QStringLiteral("1.0% of a.bin downloaded."));
+  form->showMinimized();
+  window->Caption = "2.0% of a.bin downloaded.";
+  Stage::Settle();
+  EXPECT_EQ(seen->text(QAccessible::Name), QStringLiteral("2.0% of a.bin downloaded."));
   window->Unload();
   Stage::Settle();
 }

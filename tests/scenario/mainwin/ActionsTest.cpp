@@ -493,6 +493,20 @@ TEST_F(Actions, ClearRemovesTheSelectedRowsOnly) {
   EXPECT_EQ(Names(window().ListView2), std::vector<std::string>{"b.zip"});
 }
 
+TEST_F(Actions, PopupOfFinishedFilesOffersWhatThereIsToActOn) {
+  const auto offered = [this] {
+    Do([&] { window().ListView2.RightClick(); });
+    return std::vector<bool>{window().openfile2.Enabled, window().cleardown2.Enabled, window().clearall.Enabled};
+  };
+  EXPECT_EQ(offered(), (std::vector<bool>{false, false, false}));
+  Finished("a.zip");
+  EXPECT_EQ(offered(), (std::vector<bool>{false, false, true}));
+  window().ListView2.SelectByUser({0});
+  EXPECT_EQ(offered(), (std::vector<bool>{true, true, true}));
+  window().ListView2.SelectByUser({});
+  EXPECT_EQ(offered(), (std::vector<bool>{false, false, true}));
+}
+
 TEST_F(Actions, ClearLeavesARecordAloneThatWasStartedAgain) {
   const std::int16_t index = Finished("a.zip");
   window().ListView2.SelectByUser({0});

@@ -5,8 +5,10 @@
 #include <vector>
 
 #include "MainWindowFixture.h"
+#include "capture/PelloraCatcher.h"
 #include "core/Ascii.h"
 #include "lang/Language.h"
+#include "lang/Options.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "platform/Controls.h"
@@ -71,6 +73,40 @@ TEST_F(Captions, StayAsDesignedWithoutALanguageFile) {
   const Shown designed = ShownBy(*std::make_shared<MainWindow>(program()));
   Start();
   EXPECT_EQ(ShownBy(window()), designed);
+}
+
+TEST_F(Captions, StayAsDesignedInEveryWindowThatLoadsWithoutALanguageFile) {
+  sim.disk().Lose("/prog/english.txt");
+  Start();
+  const std::vector<std::shared_ptr<Window>> windows = {
+      std::make_shared<Form1>(program()), std::make_shared<WantDown>(program()), std::make_shared<options>(program()),
+      std::make_shared<PelloraCatcher>(program(), nullptr), std::make_shared<TransferWindow>(program())};
+  for (const std::shared_ptr<Window>& window : windows) {
+    const Shown designed = ShownBy(*window);
+    Do([&] { window->Load(); });
+    EXPECT_EQ(ShownBy(*window), designed) << window->TypeName;
+    window->Abandon();
+  }
+}
+
+TEST_F(Captions, OfTheDetailsButtonStaysAsDesignedWithoutALanguageFile) {
+  sim.disk().Lose("/prog/english.txt");
+  Start();
+  const auto transfer = std::make_shared<TransferWindow>(program());
+  for (int click = 0; click < 2; ++click) {
+    Do([&] { transfer->Command4.Click(); });
+    EXPECT_EQ(transfer->Command4.Caption(), "Hide Details");
+  }
+}
+
+TEST_F(Captions, FollowAFileThatWasReadLater) {
+  sim.disk().Lose("/prog/english.txt");
+  Start();
+  sim.disk().Put("/prog/english.txt", "696=Go\n");
+  LoadLanguage(program(), "english");
+  Do([&] { window().form1->Load(); });
+  EXPECT_EQ(window().form1->Command1.Caption(), "Go");
+  EXPECT_EQ(window().form1->Command2.Caption(), "");  // that file's gaps turn blank
 }
 
 }  // namespace

@@ -1,0 +1,279 @@
+"""How the real windows look: captions without a language file, small screens, menus and questions, what assistive
+technology is told, and names that are hard to draw."""
+
+import os
+import random
+import socket
+import subprocess
+import time
+import unittest
+
+import harness
+import origin
+import rawbus
+from screen import Screen
+
+MAIN = "Pellora !"
+QUESTION = "Pellora Question ! Clipboard hook"
+
+
+class Base(unittest.TestCase):
+    def open(self, scale=1, stage=None, **settings):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.session = harness.Session("looks", stage, **{"MaxSegments": 8, **settings})
+        self.addCleanup(self.session.close)
+        self.session.env["QT_SCALE_FACTOR"] = str(scale)
+        self.screen = Screen(self.session)
+        self.addCleanup(self.screen.close)
+        self.session.start()
+        self.screen.wait("menu bar", "", MAIN)
+
+    def slow(self, path):
+        self.origin.serve_file(path, 60000000, rate=50000)
+        url = self.origin.url(path)
+        self.session.menu_url(url)
+        harness.wait_until(lambda: getattr(self.session.companion.find(url), "received", 0) > 0, 20, "the first bytes")
+        return url
+
+    def finished(self, path):
+        self.origin.serve_file(path, 20000)
+        url = self.origin.url(path)
+        self.session.menu_url(url)
+        self.session.companion.wait_finished([url], 30)
+        self.screen.wait("table cell", os.path.basename(path), MAIN)
+        return url
+
+    def copy(self, text):
+        """Onto the clipboard of the display."""
+        owner = subprocess.Popen(["xclip", "-selection", "clipboard", "-quiet"], env=self.session.stage.env,
+                                         stdin=subprocess.PIPE, stdout=self.session.log,
+                                         stderr=self.session.log)
+        self.addCleanup(harness.end_process, owner)
+        owner.stdin.write(text.encode())
+        owner.stdin.close()
+
+    def window(self, part):
+        return harness.wait_until(lambda: [w for w, title, _ in self.session.own_windows() if part in title], 20,
+                                  "a window of %r" % part)[0]
+
+
+class WithoutALanguageFile(Base):
+    def captions(self, role, window):
+        return {e.name for e in self.screen.elements(window) if e.role == role}
+
+    def test_dialogs_keep_their_designed_captions(self):
+        self.open(Language="nosuch", CheckClipboard="True")
+        self.screen.click("push button", "Add URL", MAIN)
+        self.screen.wait("push button", "Download Now !", "Enter the URL of the file to download")
+        self.assertLessEqual({"Download Now !", "Download Later !", "Cancel"},
+                             self.captions("push button", "Enter the URL"))
+        self.screen.click("push button", "Cancel", "Enter the URL")
+        self.screen.click("push button", "Options", MAIN)
+        self.screen.wait("push button", "OK", "Pellora !   Options")
+        self.assertLessEqual({"OK", "Cancel"}, self.captions("push button", "Pellora !   Options"))
+        self.assertLessEqual({"General", "Connection", "Scheduling", "Language"},
+                             self.captions("page tab", "Pellora !   Options"))
+        self.assertNotIn("", self.captions("check box", "Pellora !   Options"))
+        self.screen.click("push button", "Cancel", "Pellora !   Options")
+        self.copy("http://127.0.0.1:9/asked.zip")
+        self.screen.wait("push button", "Yes", QUESTION)
+        self.assertLessEqual({"Yes", "No"}, self.captions("push button", QUESTION))
+        self.assertIn("Do you want to download :", self.captions("label", QUESTION))
+        self.screen.click("push button", "No", QUESTION)
+        # During the probe: without the texts no name is a good one.
+        self.origin.replies["/hang.bin"] = lambda _connection, _request: time.sleep(20)
+        self.session.menu_url(self.origin.url("/hang.bin"))
+        self.screen.wait("push button", "Hide Details", "hang.bin")
+        self.assertLessEqual({"Start Download", "Pause Download", "Cancel"}, self.captions("push button", "hang.bin"))
+        self.screen.wait("label", "Progress", "hang.bin")
+        self.screen.click("push button", "Hide Details", "hang.bin")
+        self.screen.wait_gone("label", "Progress", "hang.bin")
+        self.assertIn("Hide Details", self.captions("push button", "hang.bin"))
+
+    def test_a_language_chosen_then_is_shown_everywhere(self):
+        self.open(Language="nosuch")
+        self.screen.click("push button", "Options", MAIN)
+        dialog = self.screen.raise_window("Pellora !   Options")
+        for key in ("ctrl+shift+Tab", "Tab", "d", "Return"):
+            self.session.press(dialog, key)
+            time.sleep(0.5)
+        self.screen.wait("push button", "Optionen", MAIN)
+        self.screen.click("push button", "Optionen", MAIN)
+        self.screen.wait("push button", "Abbrechen", "Pellora !   Optionen")
+
+
+class SmallScreens(Base):
+    def own_stage(self, screen):
+        stage = harness.Stage(screen)
+        self.addCleanup(stage.close)
+        return stage
+
+    def check_inside(self, part):
+        """The window with its frame lies within the screen, when it has come to rest there."""
+        x = self.session.stage.x
+        window = self.window(part)
+        _, _, wide, high = x.place(hex(x.root))
+        seen = []
+
+        def at_rest():
+            seen.append(x.place(window))
+            return len(seen) > 10 and seen[-10:] == [seen[-1]] * 10
+        harness.wait_until(at_rest, 20, "%s at rest" % part)
+        left, top, width, height = seen[-1]
+        frame = x.property(int(window, 0), "_NET_FRAME_EXTENTS")
+        self.assertEqual(len(frame), 4)
+        self.assertGreaterEqual(left - frame[0], 0, part)
+        self.assertGreaterEqual(top - frame[2], 0, part)
+        self.assertLessEqual(left + width + frame[1], wide, part)
+        self.assertLessEqual(top + height + frame[3], high, part)
+
+    def check_all(self):
+        self.check_inside(MAIN)
+        bar = next(e for e in self.screen.elements(MAIN) if e.role == "status bar")
+        self.assertGreater(bar.height, 5)
+        for name in ("one.bin", "two.bin", "three.bin"):
+            self.slow("/" + name)
+            self.check_inside(name)
+            self.screen.wait("push button", "Hide Details", name)
+        self.session.press_until(lambda: self.session.stage.x.menus(), self.window(MAIN), "alt+o", what="the menu")
+        self.screen.keys("p")
+        self.check_inside("Pellora !   Options")
+        self.screen.keys("Escape")
+
+    def test_at_1024x600_every_window_opens_on_the_screen(self):
+        self.open(stage=self.own_stage("1024x600"))
+        self.check_all()
+
+    def test_at_scale_2_every_window_opens_on_the_screen(self):
+        self.open(scale=2)
+        self.check_all()
+
+
+class Windows(Base):
+    def test_the_menu_of_finished_files_clears_nothing_from_empty_ground(self):
+        self.open()
+        url = self.finished("/done.bin")
+        self.screen.click("table cell", "done.bin", MAIN)
+        x, y = self.screen.wait("table cell", "done.bin", MAIN, "SELECTED").middle
+        display = self.session.stage.x
+
+        def menu_at(height):
+            def opened():
+                time.sleep(0.6)  # a right click soon after another one is a double click, which opens no menu
+                display.click(x, y + height, button=3)
+                try:
+                    return harness.wait_until(display.menus, 5, "the menu", patience=1)
+                except TimeoutError:
+                    return None
+            harness.wait_until(opened, 20, "the menu of finished files")
+        menu_at(100)
+        self.session.keep_picture("popup-without-row")
+        self.screen.keys("c")  # "Clear download", which means no row here
+        time.sleep(1)
+        self.assertIsNotNone(self.session.companion.find(url))
+        while display.menus():
+            self.screen.keys("Escape")
+            time.sleep(0.2)
+        menu_at(0)
+        self.screen.keys("c")
+        harness.wait_until(lambda: self.session.companion.find(url) is None, 20, "the record to go")
+
+    def test_windows_tell_assistive_technology_what_they_are_and_their_titles(self):
+        self.open()
+        self.slow("/slow.bin")
+        window = self.window("slow.bin")
+
+        def of(part):
+            return [(role, name) for role, name in self.screen.windows() if part in name]
+        self.assertEqual([role for role, _ in of("slow.bin")], ["frame"])
+        subprocess.run(["xdotool", "windowminimize", window], env=self.session.stage.env, check=True, timeout=20)
+        harness.wait_until(lambda: self.session.stage.x.property(int(window, 0), "WM_STATE")[:1] == [3], 20,
+                           "the minimised window")
+        time.sleep(1)
+        self.assertEqual([role for role, _ in of("slow.bin")], ["frame"])
+        self.assertNotIn("", [name for _, name in self.screen.windows()])
+        self.assertNotIn("filler", [role for role, _ in self.screen.windows()])
+
+    def test_a_long_address_on_the_clipboard_is_shown_whole(self):
+        self.open(CheckClipboard="True")
+        url = self.origin.url("/" + "/".join("folder%02d" % n for n in range(25)) + "/name.zip?key=" + "0123456789" * 8)
+        self.copy(url)
+        label = self.screen.wait("label", url, QUESTION)
+        button = self.screen.wait("push button", "Yes", QUESTION)
+        self.assertGreaterEqual(label.height, 4 * 12)
+        self.assertLessEqual(label.top + label.height, button.top)
+        self.session.keep_picture("question")
+        self.screen.click("push button", "No", QUESTION)
+
+
+MARKS = ((0x300, 0x36F), (0x483, 0x487), (0x591, 0x5BD), (0x64B, 0x652), (0x730, 0x74A), (0x7A6, 0x7B0), (0x7EB, 0x7F3))
+LETTERS = "aZe\u00e9\u0430\u05d0\u0627\u0639\u0710\u0780\u07ca"
+
+
+def hard_name(seed):
+    """25,000 combining marks of several scripts on letters of several directions."""
+    chosen = random.Random(seed)
+    marks = [chr(c) for first, last in MARKS for c in range(first, last + 1)]
+    if seed % 4 == 0:
+        marks = [chosen.choice(marks)]
+    runs = chosen.choice((1, 3, 400))
+    name = ""
+    for _ in range(runs):
+        name += chosen.choice(LETTERS) + "".join(chosen.choice(marks) for _ in range(25000 // runs))
+    return "n%02d%s.bin" % (seed, name)
+
+
+class HardNames(Base):
+    """Their windows, titles, rows and tool tips are drawn while the bus is asked."""
+
+    def held_up(self):
+        """Seconds that a call waits for the program: what its thread worked meanwhile, at most what the clock says."""
+        def worked():
+            with open("/proc/%d/task/%d/schedstat" % (self.session.process.pid, self.session.process.pid),
+                      encoding="ascii") as f:
+                return int(f.read().split()[0]) / 1e9
+        before, began = worked(), time.monotonic()
+        self.assertEqual(self.bus.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME, "LeechURL", "", ""),
+                         rawbus.REPLY)
+        return min(time.monotonic() - began, worked() - before)
+
+    def watch(self, seconds):
+        end = time.monotonic() + seconds
+        while time.monotonic() < end:
+            self.worst = max(self.worst, self.held_up())
+            time.sleep(0.01)
+
+    def test_forty_names_of_25000_marks_leave_the_program_answering(self):
+        silent = socket.socket()
+        self.addCleanup(silent.close)
+        silent.bind(("127.0.0.1", 0))
+        silent.listen(64)  # takes connections and never answers
+        self.open()
+        self.bus = rawbus.RawBus(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(self.bus.close)
+        self.worst = 0.0
+        self.watch(1)
+        urls = ["http://127.0.0.1:%d/%s" % (silent.getsockname()[1], hard_name(number)) for number in range(40)]
+        for url in urls:
+            self.bus.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME, "MenuURL", url, "", "")
+            self.watch(0.1)
+        self.watch(2)
+        left, top, width, height = self.session.stage.x.place(self.window(MAIN))
+        self.session.stage.x.activate(self.window(MAIN))
+        for step in range(20):
+            self.session.stage.x.move(left + 40 + 30 * step, top + 150 + 5 * step)
+            self.watch(0.1)
+        self.session.stage.x.click(left + 100, top + 160)
+        self.session.stage.x.keys("End", "Home")
+        self.watch(1.5)  # also a tool tip's delay
+        self.session.keep_picture("hard-names")
+        print("      held up by %.0f ms at most" % (self.worst * 1000))
+        self.assertLess(self.worst, 0.2)
+        # What is not drawn is whole.
+        listed = {download.url for download in self.session.companion.downloads()}
+        self.assertEqual(listed, set(urls))
+
+
+if __name__ == "__main__":
+    unittest.main()
