@@ -3,6 +3,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <condition_variable>
 #include <exception>
 #include <mutex>
@@ -55,7 +56,7 @@ struct FileWorker::Mailbox {
     }
     given.notify_one();
   }
-  // Empty: no more come.
+  // Waits for the next work; empty once the mailbox is closed.
   Work Take() {
     std::unique_lock lock(mutex);
     given.wait(lock, [this] { return closed || !works.empty(); });
@@ -80,7 +81,7 @@ struct FileWorker::Mailbox {
   void Serve() {
     while (Work work = Take()) {
       std::exception_ptr failure = FailureOf(work);
-      work = {};  // the files that it held are closed here, which may take as long
+      work = {};  // closing the files that it held may take long too
       Answer(std::move(failure));
     }
   }
@@ -114,7 +115,7 @@ void FileWorker::Run(Work work, Done done) {
   mailbox_->Give(std::move(work));
 }
 
-// Each answer is an event. One of them may end the program's wait for the next, or ask for more.
+// Each answer is an event of its own, and may give more work.
 void FileWorker::TakeAnswers() {
   for (std::exception_ptr& failure : mailbox_->TakeAnswers()) {
     const Done done = std::move(waiting_.front());

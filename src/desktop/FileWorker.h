@@ -1,9 +1,8 @@
-// FileWorker: a thread beside the event loop for file work that may take long.
+// FileWorker: one thread for file work that may take long.
 //
-// The thread begins with the first work and touches nothing but the works and a mailbox that it shares; what a work
-// came to is taken out on the loop's thread and delivered through the EventGate. At the end of the program works that
-// were not begun are dropped, and the one in progress is left behind with its thread: a disk that hangs keeps nobody
-// from quitting.
+// The thread starts with the first work and uses nothing but the works and a mailbox that it shares; results are taken
+// out on the loop's thread and delivered through the EventGate. At the end of the program, works that have not begun
+// are dropped, and the thread is left with the one in progress: a disk that hangs must not keep the user from quitting.
 #pragma once
 
 #include <QSocketNotifier>
@@ -34,7 +33,7 @@ class FileWorker final : public Background {
   std::shared_ptr<Mailbox> mailbox_;
   std::unique_ptr<QSocketNotifier> notifier_;
   std::deque<Done> waiting_;  // answers come in the order of the works
-  bool running_ = false;      // the thread
+  bool running_ = false;      // the thread has started
 };
 
 }  // namespace pellora

@@ -13,7 +13,7 @@ namespace pellora {
 namespace {
 
 constexpr std::uint64_t kChunk = std::uint64_t{1} << 20;
-constexpr std::uint64_t kPiece = 4 * kChunk;  // of one work; the way to the thread and back costs little beside it
+constexpr std::uint64_t kPiece = 4 * kChunk;  // in one work: the way to the thread and back costs little beside it
 
 // What a short part lacks becomes zeros, so that every following segment still lands at its place.
 void CopyThroughMemory(File& part, std::uint64_t from, File& output, std::uint64_t position, std::size_t size) {
@@ -68,9 +68,9 @@ JoinPlan PlanJoin(const DownloadRecord& record) {
   return plan;
 }
 
-// The parts are opened here and now: in the background it could come after a stop, and opening one that was deleted
-// would make an empty one.
-Task<> JoinParts(const Platform* platform, SharedJoinFiles open, JoinPlan plan, std::function<bool()> goesOn) {
+// The parts are opened in this event: opened in the background, a part that was deleted after a stop would be created
+// again, empty.
+Task<> JoinParts(const Platform* platform, SharedJoinFiles open, JoinPlan plan, std::function<bool()> current) {
   for (const JoinPlan::Part& part : plan.parts) open->parts.push_back(platform->files.Open(part.path));
   Background::Work work = OpenOutput(&platform->files, open, plan);
   co_await InBackground(platform, std::move(work));
@@ -78,7 +78,7 @@ Task<> JoinParts(const Platform* platform, SharedJoinFiles open, JoinPlan plan, 
   for (std::size_t i = 0; i < plan.parts.size(); ++i) {
     const std::uint64_t whole = plan.parts[i].size;
     for (std::uint64_t from = 0; from < whole; from += kPiece) {
-      if (!goesOn()) co_return;
+      if (!current()) co_return;
       const std::uint64_t size = std::min(kPiece, whole - from);
       work = CopyNext(open, i, from, position, size);
       co_await InBackground(platform, std::move(work));

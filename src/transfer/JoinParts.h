@@ -1,24 +1,22 @@
-// JoinParts: the part files of one download become its output file.
+// JoinParts: copies the part files of one download into its output file.
 //
-// The copying is done outside of the event loop, a few mebibytes at a time, so that windows answer and other transfers
-// go on meanwhile. Joins take turns, in the order in which they began: of two that write one file the second is whole,
-// as if the first had never been.
+// The copying runs outside of the event loop, a few mebibytes at a time, so that windows answer and other transfers
+// continue. Joins take turns in the order in which they began: if two write one file, the second one's bytes are whole.
 //
-// What happens in the middle of a join. Until it ends the record is Active, its segments are complete, and all that
-// the list on the disk needs is still there: parts are deleted only after a list was saved that says "finished".
+// What can happen during a join. Until it ends the record is Active with all segments complete, and no part is deleted
+// before a list that says "finished" is saved.
 // - Pause (also "pause all"): the join stops; the record is paused, its window says so, and the parts stay. A resume
-//   joins them again from the beginning, without a connection where the window is still there.
+//   joins them again from the beginning; it connects to no server while the window exists.
 // - Cancel: a pause, and the window goes.
 // - Delete and reset: the join stops, and the parts are deleted once the saved list no longer has the record.
-// - "Yes" to adding the same URL again: the join stops; what is fetched anew takes the names of its parts.
-// - Another download of the same file name gets part files of other names, and its join waits for this one.
-// - Quit: a pause of all that runs, then the end. Pause, save and end come in one event.
-// - Closing a window hides it, and the join goes on.
-// - A failure: a pause with its reason on the window, which stays there until a resume.
-// - A kill: the list has the record as active, and it comes back paused.
-// A join that stops begins no other piece; the one that is under way (4 MiB at most) ends in the background, in
-// an output file that nothing calls finished. That file stays, as long as it is: what it held before is not lost
-// behind its new head, and the next join writes over it from the beginning.
+// - "Yes" to adding the same URL again: the join stops; the new download reuses the names of its parts.
+// - Another download of the same file name gets other part files, and its join waits for this one.
+// - Quit: everything active is paused, the list is saved, and the program ends, all in one event.
+// - Closing a window hides it, and the join continues.
+// - A failure: a pause whose reason the window shows until a resume.
+// - A kill: the saved list has the record as active, so that it is loaded as paused.
+// A join that stops begins no further piece. The piece in progress (4 MiB at most) ends in the background, in an output
+// file that nothing calls finished. That file stays with its length; the next join overwrites it from the beginning.
 #pragma once
 
 #include <cstdint>
@@ -34,7 +32,7 @@
 
 namespace pellora {
 
-// All that a join needs of a record, which may be another's by the time.
+// What a join needs of a record. A copy: the slot may get another owner meanwhile.
 struct JoinPlan {
   struct Part {
     std::string path;
@@ -55,11 +53,11 @@ struct JoinFiles {
 };
 using SharedJoinFiles = std::shared_ptr<JoinFiles>;
 
-// Copies all parts to the output, and closes it. Stops behind the piece in progress once `goesOn` is false. Throws the
-// Failure of the first file operation that failed. `open` is not to be touched meanwhile.
-Task<> JoinParts(const Platform* platform, SharedJoinFiles open, JoinPlan plan, std::function<bool()> goesOn);
+// Copies all parts to the output, and closes it. Begins no further piece once `current` is false. Throws the Failure of
+// the first file operation that failed. The caller leaves `open` alone until then.
+Task<> JoinParts(const Platform* platform, SharedJoinFiles open, JoinPlan plan, std::function<bool()> current);
 
-// Lets go of what a join had open, outside of the event loop.
+// Closes what a join had open, outside of the event loop.
 void ReleaseJoinFiles(const Platform& platform, SharedJoinFiles open);
 
 }  // namespace pellora

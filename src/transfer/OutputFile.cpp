@@ -24,7 +24,14 @@ Task<> SayBuildFailed(Program* program, std::string reason) {
 
 }  // namespace
 
-bool TransferWindow::JoinGoesOn(std::uint32_t run) { return run == joinRun_ && StillCurrent(); }
+bool TransferWindow::JoinIsCurrent(std::uint32_t run) { return run == joinRun_ && StillCurrent(); }
+
+void TransferWindow::PrepareOutput() {
+  DownloadRecord& record = Record();
+  if (!record.HasSavePath) record.SavePath = JoinFolder(program_.settings.DownloadFolder, record.FileName);
+  // Nobody else makes an update's folder anew where it could not be made at the add.
+  if (record.DownloadKind == 1) Skip([&] { program_.platform.files.CreateFolder(FolderOf(record.SavePath)); });
+}
 
 Task<bool> TransferWindow::BuildOutputFile(std::uint32_t run) {
   const auto hold = Hold();
@@ -36,30 +43,27 @@ Task<bool> TransferWindow::BuildOutputFile(std::uint32_t run) {
   }
   std::function<bool()> turnComes = [this, run] { return run != joinRun_ || program_.joinTurn.expired(); };
   co_await Tasks().UntilEvent(std::move(turnComes));
-  if (!JoinGoesOn(run)) co_return false;
+  if (!JoinIsCurrent(run)) co_return false;
   const auto turn = std::make_shared<int>(0);
   program_.joinTurn = turn;
-  DownloadRecord& record = Record();
-  if (!record.HasSavePath) record.SavePath = JoinFolder(program_.settings.DownloadFolder, record.FileName);
-  // Nobody else makes an update's folder anew where it could not be made at the add.
-  if (record.DownloadKind == 1) Skip([&] { program_.platform.files.CreateFolder(FolderOf(record.SavePath)); });
-  JoinPlan plan = PlanJoin(record);
+  PrepareOutput();
   SharedJoinFiles open = std::make_shared<JoinFiles>();
-  std::function<bool()> goesOn = [this, run] { return JoinGoesOn(run); };
+  std::function<bool()> current = [this, run] { return JoinIsCurrent(run); };
   std::optional<std::string> reason;
   try {
-    co_await JoinParts(&program_.platform, open, std::move(plan), std::move(goesOn));
+    JoinPlan plan = PlanJoin(Record());
+    co_await JoinParts(&program_.platform, open, std::move(plan), std::move(current));
   } catch (const Failure& failure) {
     reason = failure.what();
   }
-  bool built = JoinGoesOn(run);
+  bool built = JoinIsCurrent(run);
   if (built && reason) BuildFailed(*reason);
   built = built && !reason && OutputBuilt();
   ReleaseJoinFiles(program_.platform, std::move(open));
   co_return built;
 }
 
-// The parts go only when the list on disk says that they are not needed any more; else a kill between
+// The parts are deleted only when the list on disk says that they are not needed any more; else a kill between
 // their deletion and the next save would fetch the tail again and overwrite a good file with zeros.
 bool TransferWindow::OutputBuilt() {
   DownloadRecord& record = Record();

@@ -206,7 +206,7 @@ Task<> TransferWindow::ConnectFromViewer() {
   const bool going =
       std::any_of(ws1_.begin(), ws1_.end(), [](const auto& socket) { return socket->State() != SocketState::Closed; });
   if (going || building_ || questionStands_) co_return;
-  // Of a probe that is out again: the segments take over from it.
+  // A second probe may be pending: the segments take over from it.
   TimeOut.SetEnabled(false);
   WS.Close();
   // The probe leaves the name of an archive unchecked, for the viewer.

@@ -1,6 +1,6 @@
-// SimBackground: file work in virtual time. Each work is done at some moment behind its call, and the news of it come
-// at a later one, so that anything may happen before, between and after the two; the seed says when. A kill comes
-// inside of a work, where it cuts the disk; what an ended program had still to do is dropped.
+// SimBackground: file work in virtual time. A work runs some time after its call, and its end is reported some time
+// later, so that anything may happen before, between and after the two; the seed says when. Work that a program had not
+// done at its end is dropped.
 #pragma once
 
 #include <cstdint>
@@ -20,12 +20,12 @@ class SimBackground final : public Background {
   void Run(Work work, Done done) override;
 
   // The test's own view.
-  // How long a work takes at most, with the news of it, in milliseconds.
+  // The longest time from the beginning of a work to the report of its end, in milliseconds.
   void SetMost(std::uint32_t milliseconds) { most_ = milliseconds; }
-  // Works given and not over, that in progress included.
+  // Works whose end was not reported yet.
   std::size_t Pending() const { return jobs_.size(); }
   std::uint64_t Given() const { return given_; }  // ever
-  // Works that were begun are as finished by then as their thread got; nothing is delivered any more.
+  // Ends the port with its program: nothing runs and nothing is reported any more.
   void Drop();
 
  private:

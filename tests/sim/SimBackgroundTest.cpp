@@ -12,7 +12,7 @@
 namespace pellora {
 namespace {
 
-TEST(SimBackground, RunsWorkBehindTheCallAndTellsOfItLater) {
+TEST(SimBackground, RunsWorkAfterTheCallAndReportsItLater) {
   SimPlatform sim;
   std::vector<std::string> calls;
   sim.Do([&] {
@@ -24,7 +24,7 @@ TEST(SimBackground, RunsWorkBehindTheCallAndTellsOfItLater) {
   EXPECT_EQ(calls, (std::vector<std::string>{"return", "work", "done"}));
 }
 
-TEST(SimBackground, KeepsTheOrderAndReleasesWhatAWorkCapturedBeforeItsEnd) {
+TEST(SimBackground, KeepsTheOrderAndReleasesCapturesBeforeTheReport) {
   SimPlatform sim;
   std::vector<int> done;
   const auto held = std::make_shared<int>(0);
@@ -42,7 +42,7 @@ TEST(SimBackground, KeepsTheOrderAndReleasesWhatAWorkCapturedBeforeItsEnd) {
   EXPECT_EQ(sim.background().Pending(), 0U);
 }
 
-TEST(SimBackground, GivesTheFailureOfAWorkToWhoWaits) {
+TEST(SimBackground, ReportsTheFailureOfAWork) {
   SimPlatform sim;
   std::string reason;
   std::exception_ptr failure;

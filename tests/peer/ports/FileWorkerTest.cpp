@@ -55,7 +55,7 @@ class FileWorkerTest : public testing::Test {
   FileWorker worker{gate};
 };
 
-TEST_F(FileWorkerTest, DoesNotHoldUpTheLoopAndTellsOfTheEndThere) {
+TEST_F(FileWorkerTest, RunsBesideTheLoopAndReportsTheEndOnIt) {
   const auto barrier = std::make_shared<Barrier>();
   std::thread::id worked;
   std::optional<std::thread::id> told;
@@ -75,7 +75,7 @@ TEST_F(FileWorkerTest, DoesNotHoldUpTheLoopAndTellsOfTheEndThere) {
   EXPECT_NE(worked, std::this_thread::get_id());
 }
 
-TEST_F(FileWorkerTest, NeverTellsOfTheEndInsideTheCall) {
+TEST_F(FileWorkerTest, NeverReportsTheEndInsideTheCall) {
   bool inside = true;
   bool told = false;
   worker.Run([] {},
@@ -106,7 +106,7 @@ TEST_F(FileWorkerTest, WorksOneAtATimeInTheOrderGiven) {
   EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
 }
 
-TEST_F(FileWorkerTest, HandsTheFailureOverAndGoesOn) {
+TEST_F(FileWorkerTest, ReportsAFailureAndContinues) {
   std::string reason;
   bool next = false;
   worker.Run([] { throw Failure(FailureNumber::File, "a disk that is full"); },
@@ -123,7 +123,7 @@ TEST_F(FileWorkerTest, HandsTheFailureOverAndGoesOn) {
   EXPECT_EQ(reason, "a disk that is full");
 }
 
-TEST_F(FileWorkerTest, ReleasesWhatAWorkCapturedOnItsOwnThread) {
+TEST_F(FileWorkerTest, ReleasesCapturesOnItsThread) {
   std::atomic<std::thread::id> where;
   auto trail = std::make_shared<Trail>(where);
   bool told = false;
@@ -136,7 +136,7 @@ TEST_F(FileWorkerTest, ReleasesWhatAWorkCapturedOnItsOwnThread) {
   EXPECT_NE(where.load(), std::this_thread::get_id());
 }
 
-TEST(FileWorker, IsLeftWithoutWaitingForAWorkThatHangs) {
+TEST(FileWorker, EndsWithoutWaitingForAWorkThatHangs) {
   const auto barrier = std::make_shared<Barrier>();
   const auto begun = std::make_shared<Barrier>();
   const auto others = std::make_shared<std::atomic<int>>(0);

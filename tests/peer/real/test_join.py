@@ -1,5 +1,5 @@
-"""The join of a large file on a disk that is slow: every window answers, other transfers go on, and what ends it in
-the middle loses nothing. The parts are files without content, and the disk is slowed by a library loaded into the
+"""The join of a large file on a disk that is slow: every window answers, other transfers continue, and an end in the
+middle loses nothing. The parts are files without content, and the disk is slowed by a library loaded into the
 program."""
 
 import os
@@ -76,7 +76,7 @@ class Join(unittest.TestCase):
             time.sleep(0.001)
         return time.monotonic() - began
 
-    def test_every_window_answers_and_other_transfers_go_on(self):
+    def test_every_window_answers_and_other_transfers_continue(self):
         self.slow_disk(2000)
         self.list_parts(LARGE)
         screen = Screen(self.session)

@@ -193,7 +193,7 @@ class Viewer(unittest.TestCase):
         self.assertLess(self.session.answers(), harness.PROMPT)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_a_name_that_the_disk_cannot_hold_is_refused_behind_the_viewer(self):
+    def test_a_name_that_the_disk_cannot_hold_is_refused_after_the_viewer(self):
         data = self.archives["made_by_python-1.zip"]
         for number, name in enumerate(("n" * 251 + ".zip", "n" * 300 + ".zip")):
             with self.subTest(length=len(name)):

@@ -31,25 +31,25 @@ class JoinParts : public TransferFixture {
     const std::uint64_t before = sim.disk().BytesWritten();
     return sim.RunUntil([&] { return sim.disk().BytesWritten() >= before + 5; }, 60'000);
   }
-  // The work that was under way when the join was stopped is over.
+  // Until the piece in progress when the join was stopped has ended.
   void RunOut() {
     sim.RunUntil([&] { return sim.background().Pending() == 0; }, 60'000);
     sim.RunFor(1000);
   }
-  bool PartsStand() {
+  bool HasAllParts() {
     for (int i = 1; i <= 4; ++i) {
       if (!sim.disk().Has(Segment(i).TempFile)) return false;
     }
     return true;
   }
-  // A stopped join: nothing is claimed, nothing is lost, nothing is written any more.
+  // A stopped join: nothing claims to be finished, and no part is lost.
   void ExpectPausedWithAllItsParts() {
     RunOut();
     EXPECT_TRUE(Record().Paused);
     EXPECT_FALSE(Record().Active);
     EXPECT_FALSE(Record().Finished);
     EXPECT_LT(Record().Percent, 100.0F);
-    EXPECT_TRUE(PartsStand());
+    EXPECT_TRUE(HasAllParts());
     EXPECT_LT(Output().size(), kWhole.size());
     for (int i = 1; i <= 4; ++i) EXPECT_EQ(Segment(i).State, kSegmentComplete);
   }
@@ -74,7 +74,7 @@ TEST_F(JoinParts, CopiesNothingWithinAnEvent) {
   EXPECT_EQ(Output(), kWhole);
 }
 
-TEST_F(JoinParts, LetsOtherTransfersGoOn) {
+TEST_F(JoinParts, LetsOtherTransfersContinue) {
   const SimContent content = Serve("/b.bin", 300'000);
   RunIntoAJoin();
   sim.background().SetMost(60'000);
@@ -88,7 +88,7 @@ TEST_F(JoinParts, LetsOtherTransfersGoOn) {
   EXPECT_EQ(Output(2), content.All());
 }
 
-TEST_F(JoinParts, SaysSoUntilItEndsWhateverIsRefreshed) {
+TEST_F(JoinParts, ShowsItsStateThroughEveryRefresh) {
   RunIntoAJoin();
   EXPECT_EQ(WindowOf()->state.Caption(), "text520");
   EXPECT_FALSE(WindowOf()->Command3.Enabled());
@@ -100,7 +100,7 @@ TEST_F(JoinParts, SaysSoUntilItEndsWhateverIsRefreshed) {
   EXPECT_EQ(WindowOf()->Caption(), "100.0% of a.zip downloaded.");
 }
 
-TEST_F(JoinParts, StopsAtAPauseAndIsDoneAgainByAResume) {
+TEST_F(JoinParts, StopsAtAPauseAndStartsOverAtAResume) {
   RunIntoAJoin();
   Pause();
   EXPECT_EQ(WindowOf()->state.Caption(), "text528");
@@ -146,7 +146,7 @@ TEST_F(JoinParts, StopsAtACancelThatKeepsTheParts) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(JoinParts, GoesOnBehindAClosedWindow) {
+TEST_F(JoinParts, ContinuesWhenItsWindowIsClosed) {
   RunIntoAJoin();
   sim.Do([&] { WindowOf()->ViewClosed(); });
   EXPECT_FALSE(WindowOf()->Visible());
@@ -154,7 +154,7 @@ TEST_F(JoinParts, GoesOnBehindAClosedWindow) {
   EXPECT_EQ(Output(), kWhole);
 }
 
-TEST_F(JoinParts, ShowsWhyItFailedUntilItIsResumed) {
+TEST_F(JoinParts, ShowsWhyItFailedUntilAResume) {
   AddComplete(kParts);
   GiveWindow();
   sim.disk().SetCapacity(30);
@@ -177,7 +177,7 @@ TEST_F(JoinParts, ShowsWhyItFailedUntilItIsResumed) {
   EXPECT_EQ(Output(), kWhole);
 }
 
-TEST_F(JoinParts, WaitsForAnotherOneSoThatOneFileOfTwoIsWhole) {
+TEST_F(JoinParts, WaitsForAnotherJoinOfTheSameFile) {
   const std::vector<std::string> others = {"FIRST", "SECOND", "THIRD", "FOURTH"};
   RunIntoAJoin();
   AddComplete(others, "http://p.example/a.zip");
@@ -192,7 +192,7 @@ TEST_F(JoinParts, WaitsForAnotherOneSoThatOneFileOfTwoIsWhole) {
   EXPECT_EQ(Output(2), "FIRSTSECONDTHIRDFOURTH");
 }
 
-TEST_F(JoinParts, GivesItsTurnAwayWhenItIsPaused) {
+TEST_F(JoinParts, GivesUpItsTurnAtAPause) {
   RunIntoAJoin();
   AddComplete({"x"}, "http://p.example/b.zip");
   GiveWindow(2);
@@ -220,7 +220,7 @@ TEST_F(JoinParts, PausedBeforeItsTurnWritesNothing) {
   EXPECT_EQ(Output(2), "x");
 }
 
-TEST_F(JoinParts, QuitInTheMiddleIsListedAsPausedAndJoinedAgain) {
+TEST_F(JoinParts, IsListedAsPausedAfterAQuitAndDoneAgain) {
   SimDiskState left;
   SimContent content = SimContent::Generated(300'000);
   {
@@ -249,7 +249,7 @@ TEST_F(JoinParts, QuitInTheMiddleIsListedAsPausedAndJoinedAgain) {
   EXPECT_EQ(server.Connections(), 1);  // the probe's
 }
 
-TEST_F(JoinParts, KilledAtAnyMomentIsListedAsPausedAndJoinedAgain) {
+TEST_F(JoinParts, IsListedAsPausedAfterAKillAndDoneAgain) {
   const SimContent content = SimContent::Generated(300'000);
   for (std::uint32_t moment = 0; moment < 6000; moment += 300) {
     SCOPED_TRACE(moment);
@@ -305,7 +305,7 @@ class JoinInTheProgram : public ::testing::Test {
   void Add(const std::string& url) {
     Do([&] { app.MenuURL(url, "", ""); });
   }
-  // Into the join, with the saved list telling of it.
+  // Into the join, which the saved list knows.
   void RunIntoTheJoin() {
     Add("http://o.example/a.bin");
     ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Size(kOutput) > 0; }, 60'000));
@@ -321,7 +321,7 @@ class JoinInTheProgram : public ::testing::Test {
     sim.dialogs().AnswerNext(kAnswerYes);
     sim.RunReady();
   }
-  // What the join wrote last is its last: the output stays as short as it is.
+  // The output does not grow any more.
   void ExpectItStopped() {
     sim.RunFor(kSlow);
     const std::uint64_t length = sim.disk().Size(kOutput);
@@ -345,7 +345,7 @@ class JoinInTheProgram : public ::testing::Test {
   App app{sim.platform()};
 };
 
-TEST_F(JoinInTheProgram, DeletedStopsAndLeavesNoPart) {
+TEST_F(JoinInTheProgram, StopsAtADeleteThatLeavesNoPart) {
   RunIntoTheJoin();
   Run(MainWindow::kDelete);
   AnswerYes();
@@ -355,7 +355,7 @@ TEST_F(JoinInTheProgram, DeletedStopsAndLeavesNoPart) {
   EXPECT_FALSE(AnyPart());  // none is made again by what was under way
 }
 
-TEST_F(JoinInTheProgram, ResetStopsAndLeavesNoPart) {
+TEST_F(JoinInTheProgram, StopsAtAResetThatLeavesNoPart) {
   RunIntoTheJoin();
   Run(MainWindow::kResetList);
   AnswerYes();
@@ -364,7 +364,7 @@ TEST_F(JoinInTheProgram, ResetStopsAndLeavesNoPart) {
   EXPECT_FALSE(AnyPart());
 }
 
-TEST_F(JoinInTheProgram, PausedFromTheListStopsAndResumedFromThereEnds) {
+TEST_F(JoinInTheProgram, StopsAtPauseAllAndEndsAfterResumeAll) {
   RunIntoTheJoin();
   Run(MainWindow::kPauseAll);
   EXPECT_TRUE(Rec().Paused);
@@ -378,7 +378,24 @@ TEST_F(JoinInTheProgram, PausedFromTheListStopsAndResumedFromThereEnds) {
   EXPECT_FALSE(AnyPart());
 }
 
-TEST_F(JoinInTheProgram, AddedAgainStopsAndIsFetchedAnew) {
+TEST_F(JoinInTheProgram, HoldsUpNoOtherRecordOfAResumeAll) {
+  RunIntoTheJoin();
+  Run(MainWindow::kPauseAll);
+  HttpFault slow;
+  slow.wire.bytesPerSecond = 1000;
+  origin.Always(slow);
+  origin.File("/b.bin", content);
+  Add("http://o.example/b.bin");
+  ASSERT_TRUE(sim.RunUntil([&] { return Rec(2).Received > 0; }, 10'000));
+  Run(MainWindow::kPauseAll);
+  sim.RunFor(5000);
+  sim.background().SetMost(60'000);
+  Run(MainWindow::kResumeAll);
+  EXPECT_TRUE(sim.RunUntil([&] { return Rec(2).Active; }, 2000));
+  EXPECT_TRUE(Rec(1).Active);
+}
+
+TEST_F(JoinInTheProgram, StopsWhenTheSameUrlIsAddedAgain) {
   for (std::uint64_t moment = 0; moment < 3000; moment += 330) {
     SCOPED_TRACE(moment);
     RunIntoTheJoin();
@@ -398,7 +415,7 @@ TEST_F(JoinInTheProgram, AddedAgainStopsAndIsFetchedAnew) {
   }
 }
 
-TEST_F(JoinInTheProgram, GivesAnotherDownloadOfThatNamePartsOfItsOwn) {
+TEST_F(JoinInTheProgram, SharesNoPartsWithADownloadOfTheSameName) {
   SimHttpServer other(sim.network(), "p.example");
   const SimContent others = SimContent::Generated(300'000, 3);
   other.File("/a.bin", others);

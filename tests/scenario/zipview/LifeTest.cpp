@@ -300,7 +300,7 @@ TEST_F(ZipLife, DownloadClassicThatCannotPlanLeavesTheViewerAllTheSame) {
   EXPECT_TRUE(NoViewerIsLeft(*this));
 }
 
-TEST_F(ZipLife, DownloadClassicRefusesANameThatTheDiskCannotHoldAndTheProgramGoesOn) {
+TEST_F(ZipLife, DownloadClassicRefusesANameThatTheDiskCannotHold) {
   const std::string nul("a\0b.zip", 7);
   for (const std::string& name : {std::string(251, 'n') + ".zip", std::string(245, 'n') + ".zip", nul}) {
     for (const bool redirected : {false, true}) {
