@@ -56,9 +56,9 @@ class StillProgram {
  public:
   // Of the records, so many are active and so many, at the end, finished.
   StillProgram(int records, int active, int finished)
-      : platform{sim.gate(),    sim.loop(),     sim.tasks(),     sim.loop(),    network,
-                 files,         sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),
-                 sim.machine(), sim.locale(),   sim.tray(),      sim.windows(), sim.media()},
+      : platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      network,       files,
+                 sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),     sim.machine(), sim.locale(),
+                 sim.tray(),     sim.windows(),   sim.media(),   sim.background()},
         program(platform) {
     sim.machine().programFolder = "/prog";
     program.listLoaded = true;

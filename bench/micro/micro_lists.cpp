@@ -72,9 +72,9 @@ DownloadRecord ListedSample(int number) {
 // The program with its window, standing still until it is told to tick.
 struct Bench {
   explicit Bench(const std::string& folder)
-      : platform{sim.gate(),    sim.loop(),     sim.tasks(),     sim.loop(),    sim.network(),
-                 files,         sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),
-                 sim.machine(), sim.locale(),   sim.tray(),      sim.windows(), sim.media()},
+      : platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      sim.network(), files,
+                 sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),     sim.machine(), sim.locale(),
+                 sim.tray(),     sim.windows(),   sim.media(),   sim.background()},
         program(platform) {
     sim.machine().programFolder = folder;
     program.listLoaded = true;

@@ -53,6 +53,9 @@ class Program {
   // Listed URLs whose second add waits for the user. Shared with those adds, which may outlive this.
   const std::shared_ptr<std::set<std::string>> askedUrls = std::make_shared<std::set<std::string>>();
 
+  // Held by the join that has its turn; expired while there is none.
+  std::weak_ptr<int> joinTurn;
+
   // Set by the App: the lists with the main window, during the start sequence and before any transfer; the
   // others before it.
   Lists* lists = nullptr;

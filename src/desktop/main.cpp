@@ -19,6 +19,7 @@
 #include "desktop/DesktopShell.h"
 #include "desktop/DisplayText.h"
 #include "desktop/EndSignals.h"
+#include "desktop/FileWorker.h"
 #include "desktop/IniSettings.h"
 #include "desktop/LibarchiveUnzip.h"
 #include "desktop/LocaleFormats.h"
@@ -52,6 +53,7 @@ struct Desktop {
   SystemClock clock;
   PosixNetwork network{gate, events};
   PosixFiles files;
+  FileWorker background{gate};
   PosixFolders folders;
   LibarchiveUnzip unzip;
   IniSettings settings{IniSettings::DefaultFolder()};
@@ -68,8 +70,8 @@ struct Desktop {
                             QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
   PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
   TaskLoop tasks{gate, events};
-  Platform platform{gate,    events, tasks, clock,   network, files,      settings,  clipboard, dialogs, shell,
-                    machine, locale, tray,  windows, media,   &autoStart, &browsers, &folders,  &unzip};
+  Platform platform{gate,    events, tasks, clock,   network, files,      settings,   clipboard, dialogs,  shell,
+                    machine, locale, tray,  windows, media,   background, &autoStart, &browsers, &folders, &unzip};
 };
 
 constexpr int kTextYes = 406;

@@ -148,6 +148,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   }
   EmptyForNewRecord(*program, index, overwrite);
   DownloadRecord& record = program->Download(index);
+  const bool wasFinished = overwrite && record.Finished;
   record = NewRecord(*program, url, parsed, kind);
   if (path) {
     record.SavePath = *path;
@@ -156,6 +157,11 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   if (program->ActiveCount() >= program->settings.MaxSimulDownlads) {
     record.Queued = 1;
     later = true;
+  }
+  // It moves from the list of finished files to that of current downloads.
+  if (wasFinished) {
+    program->lists->RefreshDownList();
+    program->lists->RefreshRows(0, 1);
   }
   if (!later) {
     const std::shared_ptr<Transfer> transfer = program->newTransferWindow();

@@ -4,6 +4,7 @@
 namespace pellora {
 
 class AutoStart;
+class Background;
 class BrowserMenu;
 class Clipboard;
 class Clock;
@@ -39,6 +40,7 @@ struct Platform {
   Tray& tray;
   WindowSystem& windows;
   Media& media;
+  Background& background;
   AutoStart* autoStart = nullptr;      // null where no program can start with the user's session
   BrowserMenu* browserMenu = nullptr;  // null where there are no browsers
   const Folders* folders = nullptr;    // null where there are none to choose from

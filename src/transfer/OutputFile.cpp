@@ -1,93 +1,74 @@
 // The end of a download: the part files become the output file.
-#include <algorithm>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "core/ListFile.h"
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
 #include "platform/TaskLoop.h"
 #include "transfer/FileNames.h"
+#include "transfer/JoinParts.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {
 
 namespace {
 
-constexpr std::size_t kChunk = std::size_t{1} << 20;
-
 Task<> SayBuildFailed(Program* program, std::string reason) {
   BoxRequest request{std::move(reason), kProgramName, kCritical};
   (void)co_await program->boxes.Ask(program, std::move(request));
 }
 
-// What a short part lacks becomes zeros, so that every following segment still lands at its place.
-void CopyThroughMemory(File& part, std::uint64_t from, File& output, std::uint64_t position, std::size_t size) {
-  std::vector<char> buffer(size);
-  (void)part.ReadAt(from, buffer);
-  output.WriteAt(position, std::string_view(buffer.data(), size));
-}
-
-// Copies `size` bytes from the start of `part` to `position` of `output`.
-void CopyPart(File& part, File& output, std::uint64_t position, std::uint64_t size) {
-  for (std::uint64_t done = 0; done < size;) {
-    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, size - done));
-    const std::size_t moved = output.CopyFrom(part, done, position + done, wanted);
-    if (moved < wanted) CopyThroughMemory(part, done + moved, output, position + done + moved, wanted - moved);
-    done += wanted;
-  }
-}
-
-std::uint64_t JoinedSize(const DownloadRecord& record) {
-  std::uint64_t size = 0;
-  for (int i = 1; i <= record.SegmentCount; ++i) {
-    const SegmentRecord& segment = record.Segment(i);
-    if (segment.State == kSegmentComplete && segment.RangeSize > 0)
-      size += static_cast<std::uint64_t>(segment.RangeSize);
-  }
-  return size;
-}
-
 }  // namespace
 
-// An existing output file is not emptied: a longer one keeps its tail. A disk without room for the whole says so
-// before anything is copied, and with its room set apart the file is written faster and in one piece.
-void TransferWindow::JoinParts(const std::string& path) {
-  Files& files = program_.platform.files;
-  const std::unique_ptr<File> output = files.Open(path);
-  const DownloadRecord& record = Record();
-  output->Reserve(JoinedSize(record));
-  std::uint64_t position = 0;
-  for (int i = 1; i <= record.SegmentCount; ++i) {
-    const SegmentRecord& segment = record.Segment(i);
-    if (segment.State != kSegmentComplete || segment.RangeSize <= 0) continue;
-    const std::unique_ptr<File> part = files.Open(segment.TempFile);
-    const auto size = static_cast<std::uint64_t>(segment.RangeSize);
-    CopyPart(*part, *output, position, size);
-    position += size;
-  }
-}
+bool TransferWindow::JoinIsCurrent(std::uint32_t run) { return run == joinRun_ && StillCurrent(); }
 
-// The parts go only when the list on disk says that they are not needed any more; else a kill between
-// their deletion and the next save would fetch the tail again and overwrite a good file with zeros.
-bool TransferWindow::BuildOutputFile() {
-  // A record that a server error dropped builds nothing: there may be a file of the user's at its place.
-  if (!Record().InUse) {
-    Retire();
-    return false;
-  }
+void TransferWindow::PrepareOutput() {
   DownloadRecord& record = Record();
   if (!record.HasSavePath) record.SavePath = JoinFolder(program_.settings.DownloadFolder, record.FileName);
-  try {
-    // Nobody else makes an update's folder anew where it could not be made at the add.
-    if (record.DownloadKind == 1) Skip([&] { program_.platform.files.CreateFolder(FolderOf(record.SavePath)); });
-    JoinParts(record.SavePath);
-  } catch (const Failure& failure) {
-    BuildFailed(failure.what());
-    return false;
+  // Nobody else makes an update's folder anew where it could not be made at the add.
+  if (record.DownloadKind == 1) Skip([&] { program_.platform.files.CreateFolder(FolderOf(record.SavePath)); });
+}
+
+Task<bool> TransferWindow::BuildOutputFile(std::uint32_t run) {
+  const auto hold = Hold();
+  // A record that a server error dropped builds nothing: there may be a file of the user's at its place.
+  if (!Record().InUse) {
+    Record().Active = false;
+    Retire();
+    co_return false;
   }
+  std::function<bool()> turnComes = [this, run] { return run != joinRun_ || program_.joinTurn.expired(); };
+  co_await Tasks().UntilEvent(std::move(turnComes));
+  if (!JoinIsCurrent(run)) co_return false;
+  const auto turn = std::make_shared<int>(0);
+  program_.joinTurn = turn;
+  PrepareOutput();
+  SharedJoinFiles open = std::make_shared<JoinFiles>();
+  std::function<bool()> current = [this, run] { return JoinIsCurrent(run); };
+  std::optional<std::string> reason;
+  try {
+    JoinPlan plan = PlanJoin(Record());
+    co_await JoinParts(&program_.platform, open, std::move(plan), std::move(current));
+  } catch (const Failure& failure) {
+    reason = failure.what();
+  }
+  bool built = JoinIsCurrent(run);
+  if (built && reason) BuildFailed(*reason);
+  built = built && !reason && OutputBuilt();
+  ReleaseJoinFiles(program_.platform, std::move(open));
+  co_return built;
+}
+
+// The parts are deleted only when the list on disk says that they are not needed any more; else a kill between
+// their deletion and the next save would fetch the tail again and overwrite a good file with zeros.
+bool TransferWindow::OutputBuilt() {
+  DownloadRecord& record = Record();
+  building_ = false;
+  joinState_.clear();
   FinishedMode = 1;
   record.Finished = true;
   record.Active = false;
@@ -112,15 +93,27 @@ bool TransferWindow::BuildOutputFile() {
   return true;
 }
 
-// The parts stay, and a resume builds again.
 void TransferWindow::BuildFailed(const std::string& reason) {
   DownloadRecord& record = Record();
+  record.Active = false;
   record.Paused = true;
-  Command3.Caption = "Resume Download";
-  Command3.Enabled = true;
-  state.Caption = Text(528);
+  StopJoin(reason);
   program_.lists->RefreshRows(0, kForced);
   Tasks().Spawn(SayBuildFailed(&program_, record.FileName + ": " + reason));
+}
+
+// The parts stay, and a resume joins them again.
+void TransferWindow::StopJoin(const std::string& reason) {
+  ++joinRun_;
+  building_ = false;
+  Command3.Caption = "Resume Download";
+  Command3.Enabled = true;
+  ShowJoinState(reason.empty() ? Text(528) : Text(528) + ": " + reason);
+}
+
+void TransferWindow::ShowJoinState(const std::string& text) {
+  joinState_ = text;
+  DoRefresh();
 }
 
 }  // namespace pellora

@@ -92,7 +92,9 @@ void TransferWindow::UpdateFigures(std::uint32_t tick, std::int64_t bytes) {
 void TransferWindow::DoRefresh() {
   if (!Current()) return;
   DownloadRecord& record = Record();
-  if (record.Percent < 100) {
+  if (!joinState_.empty()) {
+    state.Caption = joinState_;
+  } else if (record.Percent < 100) {
     state.Caption = Text(534);
   } else {
     record.Percent = 100.0F;

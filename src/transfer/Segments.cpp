@@ -27,6 +27,7 @@ constexpr double kSpacingSeconds = 0.2;
 constexpr std::uint32_t kSpacingFirstRetest = 201;  // ms; no earlier test can succeed
 constexpr std::uint32_t kReopenTicks = 1000;
 constexpr std::uint32_t kConnectGraceTicks = 5000;
+constexpr float kMostUnfinished = 99.9F;  // percent: 100 is for a file that is built
 
 // A part file whose name is taken gets the record's index in front of its number, at the cost of the
 // name's end where the disk could not hold the whole.
@@ -128,6 +129,7 @@ Task<> TransferWindow::ConnectSegmented() {
   if (!StillCurrent()) co_return;
   const std::uint32_t run = ++connectRun_;
   Command3.Enabled = false;
+  joinState_.clear();
   ftpUserSent_.fill(false);
   SegTimeOut.SetEnabled(true);
   DownloadRecord& record = Record();
@@ -158,10 +160,11 @@ Task<> TransferWindow::ConnectSegmented() {
     Size(j).Visible = false;
     Num(j).Visible = false;
   }
-  Command3.Enabled = true;
+  Command3.Enabled = !building_;
   program_.lists->RefreshRows(0, kForced);
-  // All parts may be there with nothing left to connect: the program ended before it joined them.
-  if (AllSegmentsComplete() && !Record().Finished && !Record().Paused && !building_) co_await Complete();
+  // All parts may be there with nothing left to connect: the program ended before it joined them. The caller, who may
+  // have other records to resume, does not wait for the join.
+  if (AllSegmentsComplete() && !Record().Finished && !Record().Paused && !building_) Tasks().Spawn(Complete());
 }
 
 // A segment that received something on the connection that is replaced takes it into its resume point:
@@ -297,17 +300,19 @@ bool TransferWindow::AllSegmentsComplete() {
   return record.SegmentCount >= 1;
 }
 
+// The record stays active until its file is built, so that pausing, quitting and the lists treat it as running.
 Task<> TransferWindow::Complete() {
   const auto hold = Hold();
+  const std::uint32_t run = ++joinRun_;
   building_ = true;
-  Record().Valid = false;
-  Record().Active = false;
+  DownloadRecord& record = Record();
+  record.Valid = false;
+  record.Percent = std::min(record.Percent, kMostUnfinished);
   Command3.Enabled = false;
-  state.Caption = Text(520);
+  ShowJoinState(Text(520));
   co_await Tasks().Yield();
-  if (!StillCurrent()) co_return;
-  const bool built = BuildOutputFile();
-  building_ = false;
+  if (!JoinIsCurrent(run)) co_return;
+  const bool built = co_await BuildOutputFile(run);
   if (!built) co_return;
   state.Caption = Text(521);
   co_await Tasks().Yield();

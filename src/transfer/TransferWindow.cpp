@@ -87,6 +87,7 @@ bool TransferWindow::StillCurrent() {
 
 void TransferWindow::CloseEverything() {
   ++connectRun_;
+  ++joinRun_;
   TimeOut.SetEnabled(false);
   SegTimeOut.SetEnabled(false);
   WS.Close();
@@ -156,6 +157,7 @@ void TransferWindow::PauseDownload() {
     segment.Fold();
     segment.State = kSegmentPaused;
   }
+  if (building_) StopJoin({});
   RefreshList(0);
   program_.lists->RefreshRows(0, kForced);
 }
@@ -204,7 +206,14 @@ Task<> TransferWindow::ConnectFromViewer() {
   const bool going =
       std::any_of(ws1_.begin(), ws1_.end(), [](const auto& socket) { return socket->State() != SocketState::Closed; });
   if (going || building_ || questionStands_) co_return;
-  TimeOut.SetEnabled(false);  // of a probe that is out again: the segments take over from it
+  // A second probe may be pending: the segments take over from it.
+  TimeOut.SetEnabled(false);
+  WS.Close();
+  // The probe leaves the name of an archive unchecked, for the viewer.
+  if (!FitsTheDisk(Record().FileName)) {
+    co_await RefuseBadName();
+    co_return;
+  }
   state.Caption = "Segmented files connecting...";
   if (Record().Paused) {
     Command3.Caption = "Pause Download";

@@ -2,8 +2,8 @@
 // step is a handler of a socket event, a timer or a button, and the record is updated in place.
 //
 // The class is spread over files by subject: TransferWindow.cpp (life and buttons), HttpProbe.cpp,
-// Segments.cpp (plan, connect, data), FtpProbe.cpp and FtpSegments.cpp, OutputFile.cpp, TimeOuts.cpp,
-// Progress.cpp. Socket index i serves segment i+1.
+// Segments.cpp (plan, connect, data), FtpProbe.cpp and FtpSegments.cpp, OutputFile.cpp (the join itself
+// in JoinParts.cpp), TimeOuts.cpp, Progress.cpp. Socket index i serves segment i+1.
 //
 // It remembers the serial of its slot. Once the slot was filled anew, deleted or reset, or holds another
 // window, this one is not Current any more: whatever event or wait finds that out retires the window,
@@ -154,9 +154,13 @@ class TransferWindow final : public Window, public Transfer {
   void UpdateFigures(std::uint32_t tick, std::int64_t bytes);
 
   // Output file
-  bool BuildOutputFile();
-  void JoinParts(const std::string& path);
+  Task<bool> BuildOutputFile(std::uint32_t run);  // False: it failed, stopped, or was handed over
+  bool JoinIsCurrent(std::uint32_t run);
+  void PrepareOutput();
+  bool OutputBuilt();  // False: the file was handed over as an update
   void BuildFailed(const std::string& reason);
+  void StopJoin(const std::string& reason);
+  void ShowJoinState(const std::string& text);
 
   // Time-outs
   Task<> AskAboutTimeOut();
@@ -205,9 +209,11 @@ class TransferWindow final : public Window, public Transfer {
   bool retired_ = false;
   bool ghost_ = false;  // unloaded after a server error, yet running on to its segments
   bool questionStands_ = false;
-  bool building_ = false;
+  bool building_ = false;         // from the end of the last segment to the end of the join
   std::uint32_t connectRun_ = 0;  // raised whenever a run of ConnectSegmented must not go on
   std::uint32_t goingRun_ = 0;    // the latest run while it goes, else 0
+  std::uint32_t joinRun_ = 0;     // raised whenever a join must not continue
+  std::string joinState_;         // shown by every refresh while a join runs or has stopped; else empty
   double elapsedSeconds_ = 0;     // ElapsedSeconds without the rounding of the record's float
 
   std::array<std::unique_ptr<File>, kMaxSegmentSockets + 1> segmentFiles_;

@@ -10,6 +10,12 @@
 
 namespace pellora {
 
+namespace {
+
+constexpr std::uint64_t kBackgroundSeed = 0x62676B;  // apart from the others that are made of the seed
+
+}  // namespace
+
 std::uint64_t SeedOr(std::uint64_t usual) {
   const char* const text = std::getenv("PELLORA_SEED");
   if (!text) return usual;
@@ -29,9 +35,10 @@ SimPlatform::SimPlatform(SimOptions options)
       shell_(disk_),
       machine_(loop_),
       media_(loop_),
+      background_(loop_, options.seed + kBackgroundSeed),
       tasks_(std::make_unique<TaskLoop>(gate_, loop_)),
       platform_(new Platform{gate_, loop_, *tasks_, loop_, network_, disk_, settings_, clipboard_, dialogs_, shell_,
-                             machine_, locale_, tray_, windows_, media_, &autoStart_, &browserMenu_}) {
+                             machine_, locale_, tray_, windows_, media_, background_, &autoStart_, &browserMenu_}) {
   disk_.SetState(std::move(options.disk));
   for (const char* folder : {"/prog", "/home/u/Documents", "/tmp"}) disk_.MakeFolder(folder);
 }
@@ -46,6 +53,7 @@ void SimPlatform::DropProgram() {
   if (SimTorturer::present && look && !Killed()) SimTorturer::present->Examined(look());
   loop_.End();
   tasks_->Clear();
+  background_.Drop();
   windows_.AbandonAll();
   gate_.LetGoOfAll();    // an unloaded window may still be kept for the transfer it is
   gate_.Deliver([] {});  // lets go of what a cut event has left to be released

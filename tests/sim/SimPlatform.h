@@ -28,6 +28,7 @@
 #include <string>
 #include <vector>
 
+#include "SimBackground.h"
 #include "SimContent.h"
 #include "SimDesktop.h"
 #include "SimDisk.h"
@@ -80,6 +81,7 @@ class SimPlatform {
   SimBrowserMenu& browserMenu() { return browserMenu_; }
   SimWindows& windows() { return windows_; }
   SimMedia& media() { return media_; }
+  SimBackground& background() { return background_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
 
@@ -132,6 +134,7 @@ class SimPlatform {
   SimBrowserMenu browserMenu_;
   SimWindows windows_;
   SimMedia media_;
+  SimBackground background_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;
 };

@@ -61,7 +61,8 @@ class Previews : public testing::Test {
                  Unused<Locale>(),
                  Unused<Tray>(),
                  Unused<WindowSystem>(),
-                 Unused<Media>()},
+                 Unused<Media>(),
+                 Unused<Background>()},
         pane(std::make_shared<Pane>(platform)) {}
 
   ~Previews() override {

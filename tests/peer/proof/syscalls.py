@@ -4,9 +4,9 @@
     syscalls.py [SWEEP]... [--jobs N] [--seconds N] [--skip NAMES]
 
 A sweep is a phase of a small download of four segments and what happens at the call: start, first, second times kill,
-ENOSPC, EIO, EACCES ("second-kill"). strace counts the calls of the program's main thread, the only one that writes
-files, each kind for itself, and strikes the n-th, for every n until a run has none of that number. After each the program starts again,
-without a fault, and must end with the origin's file, a whole list and no file more than an undisturbed run leaves.
+ENOSPC, EIO, EACCES ("second-kill"). strace counts the calls of each thread, each kind for itself (files are written by
+the main thread, and by the one that joins), and strikes the n-th, for every n until a run has none of that number. At a
+start it follows the main thread alone. After each the program starts again, without a fault, and must end with the origin's file, a whole list and no file more than an undisturbed run leaves.
 
 start    from nothing to the first window: settings, entries of desktop and bus, folders, an empty list
 first    an addition and the first half of every segment; then the request to end, which saves the list
@@ -92,7 +92,7 @@ class Trial:
     def arm(self):
         paths = [self.session.list_file, self.session.downloads + "a.bin"]
         paths += [self.session.parts + "a.bin%03d.tmp" % number for number in range(1, SEGMENTS + 1)]
-        where = [word for path in paths for word in ("-P", path)] if self.phase != "start" else []
+        where = ["-f", *(word for path in paths for word in ("-P", path))] if self.phase != "start" else []
         what = "signal=SIGKILL" if self.fault == "kill" else "error=" + self.fault
         inject = ["-e", "inject=%s:%s:when=%d" % (self.call, what, self.outcome.number)]
         # As a grandchild the tracer leaves the program the child that it is without one.
@@ -100,12 +100,13 @@ class Trial:
 
     def disarm(self):
         self.session.prefix = ()
-        text = support.wait_log(self.log, "+++ ")
+        end = "+++ " if self.phase == "start" else "%d +++ " % self.session.process.pid  # of the main thread
+        text = support.wait_log(self.log, end)
         if self.fault == "kill":
             self.outcome.hit = self.session.process.returncode == -9
         else:
             self.outcome.hit = "(INJECTED)" in text
-        calls = [line for line in text.splitlines() if re.match(r"\w+\(", line)]
+        calls = [line for line in text.splitlines() if re.match(r"(\d+ +)?\w+\(", line)]
         struck = [line for line in calls if "(INJECTED)" in line] or calls[-1:]
         if struck:
             line = struck[0].replace(self.session.root + "/", "").replace(self.stage_folder(), "")

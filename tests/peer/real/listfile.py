@@ -1,4 +1,4 @@
-"""Reads Pellora.dat as any program could: little-endian, no padding, strings counted by 16 bits."""
+"""Reads and writes Pellora.dat as any program could: little-endian, no padding, strings counted by 16 bits."""
 
 import dataclasses
 import struct
@@ -110,3 +110,30 @@ def find(path, url):
         if record.in_use and record.url == url.encode():
             return record
     return None
+
+
+def _string(text):
+    return struct.pack("<H", len(text)) + text
+
+
+def _complete_segment(start, size, path):
+    return (struct.pack("<iiiiihhh", start, start + size - 1, size, 0, size, -1, -1, 0) + _string(path.encode()) +
+            struct.pack("<hf", 3, 0))
+
+
+def write_complete(path, url, port, parts):
+    """A list of one paused download of which every byte has come: `parts` are paths and sizes."""
+    name = url.rpartition("/")[2].encode()
+    blank = bytes(34)
+    segments, start = blank, 0
+    for part, size in parts:
+        segments += _complete_segment(start, size, part)
+        start += size
+    record = struct.pack("<hHii", 0, 1, len(parts) + 1, 0) + segments + struct.pack("<h", len(parts))
+    record += _string(name) + _string(b"/" + name) + _string(b"127.0.0.1") + struct.pack("<i", port)
+    record += _string(b"") * 3 + struct.pack("<h", 0) + _string(b"") + struct.pack("<hh", 0, 0)
+    record += _string(b"") + _string(b"0") + _string(b"") * 2
+    record += struct.pack("<hhhhI", 0, 0, -1, 0, 0) + struct.pack("<iiff", start, start, 1, 0)
+    record += struct.pack("<hhhhhf", -1, 0, 0, 0, 0, 100) + _string(url.encode()) + struct.pack("<hd", 0, 46000.5)
+    with open(path, "wb") as f:
+        f.write(struct.pack("<ih", MAGIC, 1) + bytes(92) + record)

@@ -193,6 +193,22 @@ class Viewer(unittest.TestCase):
         self.assertLess(self.session.answers(), harness.PROMPT)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
+    def test_a_name_that_the_disk_cannot_hold_is_refused_after_the_viewer(self):
+        data = self.archives["made_by_python-1.zip"]
+        for number, name in enumerate(("n" * 251 + ".zip", "n" * 300 + ".zip")):
+            with self.subTest(length=len(name)):
+                self.origin.serve("/" + name, data)
+                self.origin.serve_redirect("/get%d" % number, "http://127.0.0.1/" + name)
+                for path in ("/" + name, "/get%d" % number):
+                    self.session.menu_url(self.origin.url(path))
+                    viewer = self.wait_viewer()
+                    harness.wait_until(lambda: len(self.origin.requests_for("/" + name)) % 3 == 0, 30, "the requests")
+                    self.go_on(viewer)
+                    self.session.dismiss(self.session.wait_dialog()[0])
+                    harness.wait_until(lambda: not self.session.companion.downloads(), 10, "the record to go")
+                    self.assertTrue(self.session.alive(), self.session.read_log())
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
     def test_a_server_that_ignores_ranges_fills_no_memory(self):
         def endless(connection, _request):
             connection.sendall(b"HTTP/1.1 200 OK\r\nContent-Type: application/zip\r\nContent-Length: 2000000000\r\n\r\n")

@@ -31,9 +31,9 @@ class BasketWidget : public ::testing::Test {
  protected:
   BasketWidget()
       : windows(sim.gate()),
-        platform{sim.gate(),    sim.loop(),     sim.tasks(),     sim.loop(),    sim.network(),
-                 sim.disk(),    sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),
-                 sim.machine(), sim.locale(),   sim.tray(),      windows,       sim.media()},
+        platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      sim.network(), sim.disk(),
+                 sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),     sim.machine(), sim.locale(),
+                 sim.tray(),     windows,         sim.media(),   sim.background()},
         app(std::make_unique<App>(platform)) {
     sim.disk().Put("/prog/english.txt",
                    SimContent(std::string("700=&Open Pellora!\n701=&Pause all downloads\n702=&Resume all downloads\n"

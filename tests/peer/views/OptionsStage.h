@@ -54,7 +54,8 @@ class OptionsStage {
                  locale,
                  Unused<Tray>(),
                  stage.windows,
-                 Unused<Media>()} {
+                 Unused<Media>(),
+                 Unused<Background>()} {
     for (const QString& name : QDir(languages).entryList({QStringLiteral("*.txt")}, QDir::Files)) {
       QFile::copy(languages + u'/' + name, folder.filePath(name));
     }

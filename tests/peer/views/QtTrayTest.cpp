@@ -77,9 +77,9 @@ class TrayMenu : public ::testing::Test {
   TrayMenu()
       : windows(sim.gate()),
         tray(windows, sim.gate()),
-        platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),  sim.network(), sim.disk(),
-                 sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(), sim.machine(), sim.locale(),
-                 tray,           windows,         sim.media()},
+        platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      sim.network(), sim.disk(),
+                 sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),     sim.machine(), sim.locale(),
+                 tray,           windows,         sim.media(),   sim.background()},
         app(std::make_unique<App>(platform)) {
     sim.disk().Put("/prog/english.txt", SimContent(std::string("700=&Open\n701=&Pause\n702=&Resume\n703=&Exit\n"
                                                                "704=Pellora!\n805=&Close\n")));

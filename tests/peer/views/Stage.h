@@ -46,7 +46,8 @@ class Stage {
                     Unused<Locale>(),
                     Unused<Tray>(),
                     windows,
-                    Unused<Media>()};
+                    Unused<Media>(),
+                    Unused<Background>()};
 
   // Lets the event loop turn until nothing is waiting.
   static void Settle() {

@@ -56,9 +56,9 @@ class ZipStage {
 
   SimPlatform sim;
   QtWindowSystem windows{sim.gate()};
-  Platform platform{sim.gate(),    sim.loop(),     sim.tasks(),     sim.loop(),    sim.network(),
-                    sim.disk(),    sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),
-                    sim.machine(), sim.locale(),   sim.tray(),      windows,       sim.media()};
+  Platform platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      sim.network(), sim.disk(),
+                    sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),     sim.machine(), sim.locale(),
+                    sim.tray(),     windows,         sim.media(),   sim.background()};
   Program program{platform};
   SimHttpServer origin{sim.network(), "files.example.com"};
   SimFolders folders;

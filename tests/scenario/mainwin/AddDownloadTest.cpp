@@ -138,6 +138,24 @@ TEST_F(Adding, DoesNotCountTheOverwrittenRecordAsBusy) {
   EXPECT_EQ(InSlot(1)->probes, 1);
 }
 
+TEST_F(Adding, MovesAFinishedDuplicateToTheCurrentDownloadsAtOnceOnYes) {
+  for (const bool busy : {false, true}) {
+    SCOPED_TRACE(busy);
+    program().settings.MaxSimulDownlads = busy ? 0 : 9;
+    const std::int16_t index = Record(busy ? "http://h/b.zip" : "http://h/a.zip", [](auto& r) { r.Finished = true; });
+    Settle();
+    Do([&] { window().RefreshDownList(); });
+    Do([&] { window().RefreshRows(0, 1); });  // the limit of refreshes begins here
+    ASSERT_NE(Row(window().ListView2, index), nullptr);
+    Add(Rec(index).URL);
+    ASSERT_EQ(Box(), Text(403));
+    sim.dialogs().AnswerNext(kAnswerYes);
+    sim.RunReady();
+    EXPECT_EQ(Row(window().ListView2, index), nullptr);
+    EXPECT_NE(Row(window().ListView1, index), nullptr);
+  }
+}
+
 TEST_F(Adding, ChangesNothingForADuplicateOnNo) {
   Add("http://h/a.zip");
   Rec(1).Percent = 50;

@@ -287,9 +287,9 @@ TEST_F(Pump, PausesNothingWhenTheConnectionIsLost) {
     void End(int) override {}
     bool up = true;
   } machine;
-  Platform offline{sim.gate(), sim.loop(),     sim.tasks(),     sim.loop(),    sim.network(),
-                   sim.disk(), sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),
-                   machine,    sim.locale(),   sim.tray(),      sim.windows(), sim.media()};
+  Platform offline{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      sim.network(), sim.disk(),
+                   sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),     machine,       sim.locale(),
+                   sim.tray(),     sim.windows(),   sim.media(),   sim.background()};
   Program other(offline);
   const auto main = std::make_shared<MainWindow>(other);
   other.lists = main.get();

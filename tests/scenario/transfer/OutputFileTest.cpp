@@ -4,40 +4,7 @@
 namespace pellora {
 namespace {
 
-class OutputFile : public TransferFixture {
- protected:
-  // A record whose segments are all complete, with these bytes in their part files.
-  void AddComplete(const std::vector<std::string>& parts) {
-    Add("http://o.example/a.zip");
-    DownloadRecord& record = Record();
-    record.Segments.resize(parts.size() + 1);
-    record.SegmentCount = static_cast<std::int16_t>(parts.size());
-    std::int32_t at = 0;
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-      SegmentRecord& segment = record.Segments[i + 1];
-      const auto size = static_cast<std::int32_t>(parts[i].size());
-      segment.RangeStart = at;
-      segment.RangeEnd = at + size - 1;
-      segment.RangeSize = segment.ReceivedNow = size;
-      segment.State = kSegmentComplete;
-      segment.Enabled = segment.Watched = true;
-      segment.TempFile = "/home/u/tmp/a.zip00" + std::to_string(i + 1) + ".tmp";
-      sim.disk().Put(segment.TempFile, parts[i]);
-      at += size;
-    }
-    record.FileSize = record.Received = at;
-    record.Paused = true;
-  }
-  // Its window as after a failed build; Resume joins the parts.
-  void GiveWindow() {
-    const auto window = std::make_shared<TransferWindow>(program);
-    program.TransferWindowAt(1) = window;
-    sim.Do([&] {
-      window->SetRecordIndex(1);
-      window->Load();
-    });
-  }
-};
+class OutputFile : public TransferFixture {};
 
 TEST_F(OutputFile, OfAllCompleteSegmentsIsBuiltByAResumeWithoutAConnection) {
   AddComplete({"first", "second"});

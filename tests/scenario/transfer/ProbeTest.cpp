@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "TransferFixture.h"
+#include "transfer/Requests.h"
 
 namespace pellora {
 namespace {
@@ -308,6 +309,25 @@ TEST_F(Probe, OfANameThatThePartFilesCannotHaveRefusesIt) {
       ASSERT_TRUE(rig.RunUntilABoxStands());
       EXPECT_EQ(rig.sim.dialogs().Next().text, "Bad URL or File");
     }
+  }
+}
+
+TEST_F(Probe, OfALocationWhoseNameTheDiskCannotHoldRefusesIt) {
+  for (const std::string& name : {std::string(300, 'n') + ".bin", std::string(249, 'n'), std::string("a\0b.bin", 7)}) {
+    SCOPED_TRACE(name.size());
+    TransferRig rig;
+    SimHttpServer server(rig.sim.network(), "o.example");
+    server.File(WireText("/" + name), SimContent::Generated(20000));
+    server.Redirect("/get", "http://o.example/" + name);
+    rig.Start("http://o.example/get");
+    ASSERT_TRUE(rig.RunUntilABoxStands());
+    EXPECT_EQ(rig.sim.dialogs().Next().text, "Bad URL or File");
+    rig.Answer(kAnswerOk);
+    EXPECT_FALSE(rig.Record().InUse);
+    rig.sim.RunFor(30'000);
+    EXPECT_FALSE(rig.sim.Ended());
+    EXPECT_TRUE(rig.NothingRuns());
+    EXPECT_TRUE(rig.sim.disk().Made().empty());
   }
 }
 

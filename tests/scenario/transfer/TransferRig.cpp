@@ -94,6 +94,40 @@ void TransferRig::Delete(std::int16_t index) {
   });
 }
 
+std::int16_t TransferRig::AddComplete(const std::vector<std::string>& parts, const std::string& url) {
+  const std::int16_t index = Add(url);
+  DownloadRecord& record = Record(index);
+  record.Segments.resize(parts.size() + 1);
+  record.SegmentCount = static_cast<std::int16_t>(parts.size());
+  std::int32_t at = 0;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    SegmentRecord& segment = record.Segments[i + 1];
+    const auto size = static_cast<std::int32_t>(parts[i].size());
+    segment.RangeStart = at;
+    segment.RangeEnd = at + size - 1;
+    segment.RangeSize = segment.ReceivedNow = size;
+    segment.State = kSegmentComplete;
+    segment.Enabled = segment.Watched = true;
+    segment.TempFile = "/home/u/tmp/" + record.FileName + (index > 1 ? std::to_string(index) : "") + "00" +
+                       std::to_string(i + 1) + ".tmp";
+    sim.disk().Put(segment.TempFile, parts[i]);
+    at += size;
+  }
+  record.FileSize = record.Received = at;
+  record.Percent = 100.0F;
+  record.Paused = true;
+  return index;
+}
+
+void TransferRig::GiveWindow(std::int16_t index) {
+  const auto window = std::make_shared<TransferWindow>(program);
+  program.TransferWindowAt(index) = window;
+  sim.Do([&] {
+    window->SetRecordIndex(index);
+    window->Load();
+  });
+}
+
 void TransferRig::SaveEveryFiveSeconds() {
   sim.After(5000, [this] {
     Skip([&] { SaveList(program); });

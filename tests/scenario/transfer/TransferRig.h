@@ -47,6 +47,10 @@ class TransferRig {
   void StartListed(std::int16_t index);
   // What the lists do to a record that is deleted.
   void Delete(std::int16_t index);
+  // A record, paused, whose segments are all complete, with these bytes in their part files.
+  std::int16_t AddComplete(const std::vector<std::string>& parts, const std::string& url = "http://o.example/a.zip");
+  // Its window as after a failed build: a resume joins the parts.
+  void GiveWindow(std::int16_t index = 1);
   // The list is saved every 5 s, as the main window's timer does it.
   void SaveEveryFiveSeconds();
 

@@ -101,6 +101,7 @@ void Invariants::CheckRecord(int index, Cause cause) {
   Program& program = app_->program();
   const DownloadRecord& record = program.Download(index);
   RecordShadow& shadow = records_[static_cast<std::size_t>(index)];
+  CountJoin(record, shadow);
   if (!record.InUse) {
     shadow.serial = 0;
     return;
@@ -143,6 +144,16 @@ void Invariants::CheckRecord(int index, Cause cause) {
   if (record.Paused) return;
   allowed_[static_cast<std::size_t>(shadow.hostId)] += open;
   if (record.Protocol == kFtp) allowed_[static_cast<std::size_t>(HostId::FtpData)] += open;
+}
+
+// Says how often a join was stopped in the middle, so that a run shows what it met.
+void Invariants::CountJoin(const DownloadRecord& record, RecordShadow& shadow) {
+  const bool was = shadow.joining;
+  shadow.joining = record.InUse && record.Active && !record.Finished && record.SegmentCount > 0;
+  for (int i = 1; i <= record.SegmentCount && shadow.joining; ++i) {
+    shadow.joining = record.Segment(i).State == kSegmentComplete;
+  }
+  if (was && !shadow.joining && !record.Finished) ++counts_.faults["join: stopped"];
 }
 
 void Invariants::CheckSegment(int index, int number, const DownloadRecord& record, SegmentShadow& shadow, bool fresh,

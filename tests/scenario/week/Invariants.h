@@ -71,6 +71,7 @@ class Invariants final : public DiskWatcher {
     std::string host;
     HostId hostId = HostId::Other;
     bool honest = false;  // its server, and the file is one that it has
+    bool joining = false;
     std::array<SegmentShadow, 9> segments;
   };
   struct LiveWindow {
@@ -90,6 +91,7 @@ class Invariants final : public DiskWatcher {
   };
 
   void CheckRecord(int index, Cause cause);
+  void CountJoin(const DownloadRecord& record, RecordShadow& shadow);
   void CheckSegment(int index, int number, const DownloadRecord& record, SegmentShadow& shadow, bool fresh,
                     Cause cause);
   void CheckReceived(int index, const DownloadRecord& record);

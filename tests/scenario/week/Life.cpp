@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::uint64_t kMinute = 60'000;
 constexpr std::uint64_t kHour = 60 * kMinute;
+constexpr std::uint32_t kSlowDisk = 1500;  // ms that file work takes at most
 
 const SimContent& English() {
   static const SimContent text = [] {
@@ -61,6 +62,7 @@ void Life::BeginSession(int session, const std::vector<const PlanItem*>& wires) 
   sim_ = std::make_unique<SimPlatform>(
       SimOptions{.seed = random_.Next(), .startTick = tick_, .startSerial = serial_, .disk = std::move(disk_)});
   if (!options_.printsTrace) sim_->trace().KeepNoEntries();
+  if (sim_->Seed() % 3 == 0) sim_->background().SetMost(kSlowDisk);
   sim_->settings().values = settings_.values;
   if (!sim_->disk().Has("/prog/english.txt")) {
     sim_->disk().Put("/prog/english.txt", English());
@@ -71,9 +73,10 @@ void Life::BeginSession(int session, const std::vector<const PlanItem*>& wires) 
   files_ = std::make_unique<WatchedFiles>(*sim_, counts_, options_.planted);
   network_ = std::make_unique<WatchedNetwork>(*sim_, options_.planted);
   const Platform& all = sim_->platform();
-  platform_.reset(new Platform{all.gate, all.events, all.tasks, all.clock, *network_, *files_, all.settings,
-                               all.clipboard, all.dialogs, all.shell, all.machine, all.locale, all.tray, all.windows,
-                               all.media, all.autoStart, all.browserMenu, &folders_, &unzip_});
+  platform_.reset(new Platform{all.gate,       all.events,    all.tasks,       all.clock,   *network_,
+                               *files_,        all.settings,  all.clipboard,   all.dialogs, all.shell,
+                               all.machine,    all.locale,    all.tray,        all.windows, all.media,
+                               all.background, all.autoStart, all.browserMenu, &folders_,   &unzip_});
   sim_->dialogs().AutoSave([this](const SaveRequest& request) -> std::optional<std::string> {
     if (random_.Below(4) == 0) return std::nullopt;
     return "/home/u/saved/" + request.proposal;

@@ -3,6 +3,7 @@
 
 #include "ZipFixture.h"
 #include "core/Stop.h"
+#include "transfer/Requests.h"
 #include "zipview/Extract.h"
 
 namespace pellora {
@@ -297,6 +298,42 @@ TEST_F(ZipLife, DownloadClassicThatCannotPlanLeavesTheViewerAllTheSame) {
   sim.Do([&] { Viewer()->Command3.Click(); });
   sim.RunFor(1'000);
   EXPECT_TRUE(NoViewerIsLeft(*this));
+}
+
+TEST_F(ZipLife, DownloadClassicRefusesANameThatTheDiskCannotHold) {
+  const std::string nul("a\0b.zip", 7);
+  for (const std::string& name : {std::string(251, 'n') + ".zip", std::string(245, 'n') + ".zip", nul}) {
+    for (const bool redirected : {false, true}) {
+      SCOPED_TRACE(name.size());
+      ZipRig rig;
+      SimHttpServer server(rig.sim.network(), "o.example");
+      server.File(WireText("/" + name), SimArchive(kMembers));
+      server.Redirect("/get", "http://o.example/" + name);
+      if (name == nul && !redirected) continue;  // no address holds one
+      rig.Start(redirected ? "http://o.example/get" : "http://o.example/" + name);
+      ASSERT_TRUE(rig.RunUntilListed());
+      rig.sim.Do([&] { rig.Viewer()->Command3.Click(); });
+      ASSERT_TRUE(rig.RunUntilABoxStands());
+      EXPECT_EQ(rig.sim.dialogs().Next().text, "Bad URL or File");
+      EXPECT_TRUE(rig.Record().InUse);
+      rig.Answer(kAnswerOk);
+      EXPECT_FALSE(rig.Record().InUse);
+      EXPECT_EQ(rig.Record().URL, "");
+      rig.sim.RunFor(30'000);
+      EXPECT_FALSE(rig.sim.Ended());
+      EXPECT_EQ(rig.sim.dialogs().Boxes().size(), 1U);
+      EXPECT_TRUE(NoViewerIsLeft(rig));
+      EXPECT_TRUE(rig.NothingRuns());
+    }
+  }
+}
+
+TEST_F(ZipLife, DownloadClassicTakesTheLongestNameThatPartFilesCanHave) {
+  const std::string name = std::string(244, 'n') + ".zip";
+  ASSERT_TRUE(Open(kMembers, "/" + name));
+  sim.Do([&] { Viewer()->Command3.Click(); });
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_EQ(Output(), SimArchive(kMembers));
 }
 
 TEST_F(ZipLife, OneViewerOnASilentServerHoldsUpNobody) {

@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/Background.h"
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
 #include "platform/EventGate.h"
@@ -207,6 +208,11 @@ class NoMedia final : public Media {
   std::unique_ptr<MediaGraph> NewGraph() override { return nullptr; }
 };
 
+class NoBackground final : public Background {
+ public:
+  void Run(Work, Done) override {}
+};
+
 struct MemoryPlatform {
   MemoryFiles files;
   MemorySettings settings;
@@ -223,8 +229,9 @@ struct MemoryPlatform {
   NoTray tray;
   NoWindows windows;
   NoMedia media;
+  NoBackground background;
   Platform platform{gate,    events, tasks,   clock,  network, files,   settings, clipboard,
-                    dialogs, shell,  machine, locale, tray,    windows, media};
+                    dialogs, shell,  machine, locale, tray,    windows, media,    background};
 };
 
 }  // namespace pellora::test

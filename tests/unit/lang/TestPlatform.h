@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/Background.h"
 #include "platform/Clock.h"
 #include "platform/Desktop.h"
 #include "platform/EventGate.h"
@@ -141,6 +142,11 @@ class TextFiles final : public Files {
   };
 };
 
+class NoBackground final : public Background {
+ public:
+  void Run(Work, Done) override { Unused(); }
+};
+
 // Owns all of it.
 struct TestPlatform {
   EventGate gate;
@@ -158,8 +164,9 @@ struct TestPlatform {
   NoTray tray;
   NoWindows windows;
   NoMedia media;
+  NoBackground background;
   Platform platform{gate,    events, tasks,   clock,  network, files,   settings, clipboard,
-                    dialogs, shell,  machine, locale, tray,    windows, media};
+                    dialogs, shell,  machine, locale, tray,    windows, media,    background};
 };
 
 }  // namespace pellora

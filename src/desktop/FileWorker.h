@@ -1,0 +1,39 @@
+// FileWorker: one thread for file work that may take long.
+//
+// The thread starts with the first work and uses nothing but the works and a mailbox that it shares; results are taken
+// out on the loop's thread and delivered through the EventGate. At the end of the program, works that have not begun
+// are dropped, and the thread is left with the one in progress: a disk that hangs must not keep the user from quitting.
+#pragma once
+
+#include <QSocketNotifier>
+#include <deque>
+#include <memory>
+
+#include "platform/Background.h"
+
+namespace pellora {
+
+class EventGate;
+
+class FileWorker final : public Background {
+ public:
+  explicit FileWorker(EventGate& gate);
+  ~FileWorker() override;
+  FileWorker(const FileWorker&) = delete;
+  FileWorker& operator=(const FileWorker&) = delete;
+
+  void Run(Work work, Done done) override;
+
+ private:
+  struct Mailbox;
+
+  void TakeAnswers();
+
+  EventGate& gate_;
+  std::shared_ptr<Mailbox> mailbox_;
+  std::unique_ptr<QSocketNotifier> notifier_;
+  std::deque<Done> waiting_;  // answers come in the order of the works
+  bool running_ = false;      // the thread has started
+};
+
+}  // namespace pellora

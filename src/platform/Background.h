@@ -1,0 +1,31 @@
+// Background: file work that may take long, done outside of the event loop, so that no window waits for a disk.
+//
+// Works run one at a time, in the order given. A work uses only what it captured by value: paths, and files that
+// nothing else uses until it has ended. A later event reports its end.
+#pragma once
+
+#include <exception>
+#include <functional>
+
+#include "platform/Task.h"
+
+namespace pellora {
+
+struct Platform;
+
+class Background {
+ public:
+  using Work = std::function<void()>;
+  // `failure` holds the Failure that ended the work or kept it from beginning; null for success.
+  using Done = std::function<void(std::exception_ptr failure)>;
+
+  virtual ~Background() = default;
+  // Runs `work` after those given before, releases what it captured, and posts `done`. When the program ends, works
+  // that have not begun are dropped, and the one in progress may be cut short as by a kill.
+  virtual void Run(Work work, Done done) = 0;
+};
+
+// Runs `work` and waits for its end. Throws the Failure that it ended in.
+Task<> InBackground(const Platform* platform, Background::Work work);
+
+}  // namespace pellora

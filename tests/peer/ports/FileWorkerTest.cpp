@@ -1,0 +1,163 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Support.h"
+#include "desktop/FileWorker.h"
+#include "platform/EventGate.h"
+#include "platform/Failure.h"
+
+namespace pellora {
+namespace {
+
+// Opened by the test; works wait before it.
+class Barrier {
+ public:
+  void Open() {
+    {
+      const std::lock_guard lock(mutex_);
+      open_ = true;
+    }
+    opened_.notify_all();
+  }
+  void Wait() {
+    std::unique_lock lock(mutex_);
+    opened_.wait(lock, [this] { return open_; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable opened_;
+  bool open_ = false;
+};
+
+// Tells where it was destroyed.
+class Trail {
+ public:
+  explicit Trail(std::atomic<std::thread::id>& where) : where_(where) {}
+  ~Trail() { where_ = std::this_thread::get_id(); }
+
+ private:
+  std::atomic<std::thread::id>& where_;
+};
+
+class FileWorkerTest : public testing::Test {
+ protected:
+  EventGate gate;
+  FileWorker worker{gate};
+};
+
+TEST_F(FileWorkerTest, RunsBesideTheLoopAndReportsTheEndOnIt) {
+  const auto barrier = std::make_shared<Barrier>();
+  std::thread::id worked;
+  std::optional<std::thread::id> told;
+  worker.Run(
+      [&worked, barrier] {
+        barrier->Wait();
+        worked = std::this_thread::get_id();
+      },
+      [&](std::exception_ptr failure) {
+        EXPECT_FALSE(failure);
+        told = std::this_thread::get_id();
+      });
+  EXPECT_FALSE(told);
+  barrier->Open();
+  ASSERT_TRUE(RunUntil([&] { return told.has_value(); }));
+  EXPECT_EQ(*told, std::this_thread::get_id());
+  EXPECT_NE(worked, std::this_thread::get_id());
+}
+
+TEST_F(FileWorkerTest, NeverReportsTheEndInsideTheCall) {
+  bool inside = true;
+  bool told = false;
+  worker.Run([] {},
+             [&](std::exception_ptr) {
+               EXPECT_FALSE(inside);
+               told = true;
+             });
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  inside = false;
+  ASSERT_TRUE(RunUntil([&] { return told; }));
+}
+
+TEST_F(FileWorkerTest, WorksOneAtATimeInTheOrderGiven) {
+  std::atomic<int> running = 0;
+  std::vector<int> worked;
+  std::vector<int> told;
+  for (int i = 0; i < 200; ++i) {
+    worker.Run(
+        [&, i] {
+          EXPECT_EQ(++running, 1);
+          worked.push_back(i);
+          --running;
+        },
+        [&, i](std::exception_ptr) { told.push_back(i); });
+  }
+  ASSERT_TRUE(RunUntil([&] { return told.size() == 200; }));
+  EXPECT_EQ(worked, told);
+  EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
+}
+
+TEST_F(FileWorkerTest, ReportsAFailureAndContinues) {
+  std::string reason;
+  bool next = false;
+  worker.Run([] { throw Failure(FailureNumber::File, "a disk that is full"); },
+             [&](std::exception_ptr failure) {
+               ASSERT_TRUE(failure);
+               try {
+                 std::rethrow_exception(failure);
+               } catch (const Failure& caught) {
+                 reason = caught.what();
+               }
+             });
+  worker.Run([] {}, [&](std::exception_ptr failure) { next = !failure; });
+  ASSERT_TRUE(RunUntil([&] { return next; }));
+  EXPECT_EQ(reason, "a disk that is full");
+}
+
+TEST_F(FileWorkerTest, ReleasesCapturesOnItsThread) {
+  std::atomic<std::thread::id> where;
+  auto trail = std::make_shared<Trail>(where);
+  bool told = false;
+  worker.Run([trail = std::move(trail)] {},
+             [&](std::exception_ptr) {
+               EXPECT_NE(where.load(), std::thread::id());
+               told = true;
+             });
+  ASSERT_TRUE(RunUntil([&] { return told; }));
+  EXPECT_NE(where.load(), std::this_thread::get_id());
+}
+
+TEST(FileWorker, EndsWithoutWaitingForAWorkThatHangs) {
+  const auto barrier = std::make_shared<Barrier>();
+  const auto begun = std::make_shared<Barrier>();
+  const auto others = std::make_shared<std::atomic<int>>(0);
+  int told = 0;
+  {
+    EventGate gate;
+    FileWorker worker(gate);
+    worker.Run(
+        [barrier, begun] {
+          begun->Open();
+          barrier->Wait();
+        },
+        [&](std::exception_ptr) { ++told; });
+    worker.Run([others] { ++*others; }, [&](std::exception_ptr) { ++told; });
+    begun->Wait();
+  }
+  barrier->Open();
+  EXPECT_TRUE(RunUntil([&] { return barrier.use_count() == 1; }));  // its thread has let go
+  EXPECT_EQ(told, 0);
+  EXPECT_EQ(*others, 0);
+}
+
+}  // namespace
+}  // namespace pellora

@@ -1,0 +1,183 @@
+"""The join of a large file on a disk that is slow: every window answers, other transfers continue, and an end in the
+middle loses nothing. The parts are files without content, and the disk is slowed by a library loaded into the
+program."""
+
+import os
+import subprocess
+import time
+import unittest
+
+import harness
+import listfile
+import origin
+from rawbus import RawBus
+from screen import Screen
+
+LARGE = 1_900_000_000
+SMALL = 120_000_000
+PARTS = 8
+BUILDING = "Building the file..."
+# Seconds within which a window answers, on a machine that does nothing else.
+PROMPT = 0.1
+
+
+class Join(unittest.TestCase):
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.session = harness.Session("join", MaxSegments=PARTS)
+        self.addCleanup(self.session.close)
+        self.url = self.origin.url("/big.bin")
+        self.output = os.path.join(self.session.downloads, "big.bin")
+
+    def slow_disk(self, microseconds):
+        library = os.path.join(self.session.root, "slowdisk.so")
+        subprocess.run(["g++", "-shared", "-fPIC", "-O1", "-o", library, os.path.join(harness.HERE, "slowdisk.cpp")],
+                       check=True)
+        self.session.env.update(LD_PRELOAD=library, SLOW_DISK_US=str(microseconds))
+
+    def list_parts(self, size):
+        """A paused download whose parts are all there, as a kill before the join leaves it."""
+        self.parts = [(os.path.join(self.session.parts, "big.bin%03d.tmp" % (i + 1)), size // PARTS)
+                      for i in range(PARTS)]
+        for number, (path, length) in enumerate(self.parts):
+            with open(path, "wb") as f:
+                f.truncate(length)
+                f.seek(length - 8)
+                f.write(b"part %03d" % number)
+        listfile.write_complete(self.session.list_file, self.url, self.origin.port, self.parts)
+        self.origin.serve_bytes("/big.bin", b"HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n"
+                                            b"Content-Length: %d\r\n\r\n" % size)
+
+    def run_into_the_join(self):
+        self.session.resume()
+        harness.wait_until(lambda: os.path.exists(self.output) and os.path.getsize(self.output) > 0, 30, "the join")
+        self.assertFalse(self.finished())
+
+    def finished(self):
+        return self.session.companion.find(self.url).finished
+
+    def check_output(self, size):
+        self.assertEqual(os.path.getsize(self.output), size)
+        with open(self.output, "rb") as f:
+            for number in range(PARTS):
+                f.seek((number + 1) * (size // PARTS) - 8)
+                self.assertEqual(f.read(8), b"part %03d" % number)
+        harness.wait_until(lambda: not any(os.path.exists(path) for path, _ in self.parts), 20, "the parts to go")
+
+    def time_click(self, window, place):
+        """Seconds from a click on the button for details to the window's new height."""
+        x = self.session.stage.x
+        before = x.place(window)[3]
+        began = time.monotonic()
+        x.click(*place)
+        while x.place(window)[3] == before:
+            self.assertLess(time.monotonic() - began, 30, "the window does not answer")
+            time.sleep(0.001)
+        return time.monotonic() - began
+
+    def test_every_window_answers_and_other_transfers_continue(self):
+        self.slow_disk(2000)
+        self.list_parts(LARGE)
+        screen = Screen(self.session)
+        self.addCleanup(screen.close)
+        self.session.start()
+        bus = RawBus(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(bus.close)
+        self.origin.serve_file("/slow.bin", 60000000, rate=50000)
+        other = self.origin.url("/slow.bin")
+        self.session.menu_url(other)
+        harness.wait_until(lambda: self.session.companion.find(other).received > 0, 20, "the first bytes")
+
+        self.run_into_the_join()
+        screen.wait("label", BUILDING, "big.bin", timeout=5)
+        window = screen.raise_window("big.bin")
+        details = screen.steady("push button", "Hide Details", "big.bin").middle
+        self.session.keep_picture("join")
+        received = self.session.companion.find(other).received
+        answers, clicks = [], []
+        while not self.finished():
+            for _ in range(20):
+                began = time.monotonic()
+                bus.call(harness.BUS_NAME, harness.OBJECT, "PelloraProject.Downloads", "List")
+                answers.append(time.monotonic() - began)
+            if len(clicks) < 10:
+                clicks.append(self.time_click(window, details))
+                details = screen.steady("push button", "Show Details" if len(clicks) % 2 else "Hide Details",
+                                        "big.bin").middle
+                self.assertTrue(screen.find("label", BUILDING, "big.bin") or self.finished())
+        print("  slowest answer %.0f ms of %d, slowest click %.0f ms of %d" % (
+            max(answers) * 1000, len(answers), max(clicks) * 1000, len(clicks)))
+        self.assertGreater(len(answers), 20)
+        self.assertGreater(len(clicks), 2)
+        self.assertLess(max(answers), PROMPT * harness.PATIENCE)
+        self.assertLess(max(clicks), PROMPT * harness.PATIENCE)
+        self.assertGreater(self.session.companion.find(other).received, received)
+        screen.wait("label", "Download complete", "big.bin")
+        self.check_output(LARGE)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+    def join_again(self):
+        self.session.env["SLOW_DISK_US"] = "0"
+        self.session.start()
+        self.assertEqual(self.session.companion.find(self.url).state, "paused")
+        self.session.resume()
+        self.session.companion.wait_finished([self.url], 60)
+        self.check_output(SMALL)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.assertEqual([r.range() for r in self.origin.requests if r.range()], [], "fetched again")
+
+    def test_quit_in_the_middle_keeps_the_parts_and_joins_again(self):
+        self.slow_disk(30000)
+        self.list_parts(SMALL)
+        self.session.start()
+        self.run_into_the_join()
+        began = time.monotonic()
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.assertLess(time.monotonic() - began, 2 * harness.PATIENCE)
+        self.assertLess(os.path.getsize(self.output), SMALL)
+        record = listfile.find(self.session.list_file, self.url)
+        self.assertTrue(record.paused)
+        self.assertEqual([segment.state for segment in record.segments], [3] * PARTS)
+        self.assertEqual([os.path.getsize(path) for path, _ in self.parts], [size for _, size in self.parts])
+        self.join_again()
+
+    def test_a_kill_in_the_middle_keeps_the_parts_and_joins_again(self):
+        self.slow_disk(90000)
+        self.list_parts(SMALL)
+        self.session.start()
+        self.run_into_the_join()
+        harness.wait_until(lambda: listfile.find(self.session.list_file, self.url).active, 10, "the save")
+        self.session.kill()
+        self.assertLess(os.path.getsize(self.output), SMALL)
+        self.assertEqual([os.path.getsize(path) for path, _ in self.parts], [size for _, size in self.parts])
+        self.join_again()
+
+    def test_a_failed_join_says_why_at_every_size_of_its_window(self):
+        self.list_parts(SMALL)
+        os.mkdir(self.output)
+        screen = Screen(self.session)
+        self.addCleanup(screen.close)
+        self.session.start()
+        self.session.resume()
+        self.session.dismiss(self.session.wait_dialog()[0])
+        text = "Paused: %s: Is a directory" % self.output
+        screen.wait("label", text, "big.bin")
+        window = screen.raise_window("big.bin")
+        for width, height in ((700, 500), (800, 400), (640, 450)):
+            screen.xdotool("windowsize", "--sync", window, width, height)
+            time.sleep(0.3)
+            self.session.keep_picture("failed-join-%d" % width)
+            self.assertTrue(screen.find("label", text, "big.bin"))
+            self.assertIsNone(screen.find("label", "Download complete", "big.bin"))
+            self.assertIn("99.9%", [title for found, title, _ in self.session.own_windows() if found == window][0])
+        os.rmdir(self.output)
+        screen.click("push button", "Resume Download", "big.bin")
+        self.session.companion.wait_finished([self.url], 30)
+        screen.wait("label", "Download complete", "big.bin")
+        self.check_output(SMALL)
+        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+
+
+if __name__ == "__main__":
+    unittest.main()

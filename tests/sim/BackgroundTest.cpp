@@ -1,0 +1,43 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+
+#include "SimPlatform.h"
+#include "platform/Background.h"
+#include "platform/Failure.h"
+#include "platform/TaskLoop.h"
+
+namespace pellora {
+namespace {
+
+Task<> Wait(const Platform* platform, Background::Work work, std::string* told) {
+  try {
+    co_await InBackground(platform, std::move(work));
+    *told = "done";
+  } catch (const Failure& failure) {
+    *told = failure.what();
+  }
+}
+
+TEST(InBackground, WaitsForTheEndAndThrowsTheFailure) {
+  SimPlatform sim;
+  std::string good;
+  std::string bad;
+  sim.Do([&] {
+    sim.tasks().Spawn(Wait(
+        &sim.platform(), [] {}, &good));
+  });
+  sim.Do([&] {
+    sim.tasks().Spawn(Wait(
+        &sim.platform(), [] { throw Failure(FailureNumber::File, "gone"); }, &bad));
+  });
+  EXPECT_EQ(good + bad, "");
+  sim.RunFor(20);
+  EXPECT_EQ(good, "done");
+  EXPECT_EQ(bad, "gone");
+  EXPECT_EQ(sim.tasks().RunningTasks(), 0U);
+}
+
+}  // namespace
+}  // namespace pellora

@@ -1,0 +1,72 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "SimBackground.h"
+#include "SimPlatform.h"
+#include "platform/Failure.h"
+
+namespace pellora {
+namespace {
+
+TEST(SimBackground, RunsWorkAfterTheCallAndReportsItLater) {
+  SimPlatform sim;
+  std::vector<std::string> calls;
+  sim.Do([&] {
+    sim.background().Run([&] { calls.emplace_back("work"); }, [&](std::exception_ptr) { calls.emplace_back("done"); });
+    calls.emplace_back("return");
+  });
+  EXPECT_EQ(calls, std::vector<std::string>{"return"});
+  ASSERT_TRUE(sim.RunUntil([&] { return calls.size() == 3; }, 4));
+  EXPECT_EQ(calls, (std::vector<std::string>{"return", "work", "done"}));
+}
+
+TEST(SimBackground, KeepsTheOrderAndReleasesCapturesBeforeTheReport) {
+  SimPlatform sim;
+  std::vector<int> done;
+  const auto held = std::make_shared<int>(0);
+  for (int i = 0; i < 20; ++i) {
+    sim.background().Run([held] {},
+                         [&, i](std::exception_ptr) {
+                           EXPECT_EQ(held.use_count(), 20 - i);
+                           done.push_back(i);
+                         });
+  }
+  EXPECT_EQ(sim.background().Pending(), 20U);
+  sim.RunFor(100);
+  ASSERT_EQ(done.size(), 20U);
+  EXPECT_TRUE(std::is_sorted(done.begin(), done.end()));
+  EXPECT_EQ(sim.background().Pending(), 0U);
+}
+
+TEST(SimBackground, ReportsTheFailureOfAWork) {
+  SimPlatform sim;
+  std::string reason;
+  std::exception_ptr failure;
+  sim.background().Run([] { throw Failure(FailureNumber::File, "full"); },
+                       [&](std::exception_ptr given) { failure = given; });
+  sim.RunFor(10);
+  ASSERT_TRUE(failure);
+  try {
+    std::rethrow_exception(failure);
+  } catch (const Failure& caught) {
+    reason = caught.what();
+  }
+  EXPECT_EQ(reason, "full");
+}
+
+TEST(SimBackground, DeliversNothingOnceTheProgramIsDropped) {
+  SimPlatform sim;
+  int calls = 0;
+  for (int i = 0; i < 3; ++i) sim.background().Run([&] { ++calls; }, [&](std::exception_ptr) { ++calls; });
+  sim.DropProgram();
+  EXPECT_EQ(sim.background().Pending(), 0U);
+  sim.RunFor(100);
+  EXPECT_EQ(calls, 0);
+}
+
+}  // namespace
+}  // namespace pellora
