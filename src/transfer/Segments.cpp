@@ -195,6 +195,7 @@ Task<> TransferWindow::SegmentConnected(int index) {
     const auto entry = static_cast<std::size_t>(index);
     ftpUserSent_[entry] = false;
     ftpLoginDone_[entry] = false;
+    ftpRetrieveDue_[entry] = false;
     ftpCommands_[entry] = 0;
     ftpDataTried_[entry] = 0;
     segment.LastActivity = graceTick;

@@ -218,6 +218,7 @@ class TransferWindow final : public Window, public Transfer {
   std::array<bool, kMaxSegmentSockets + 1> ftpUserSent_{};     // 8: the probe's
   std::array<bool, kMaxSegmentSockets> ftpLoginDone_{};        // PASV group sent or under way on this connection
   std::array<bool, kMaxSegmentSockets> ftpPassiveUnderWay_{};  // a 227 reply is being acted on
+  std::array<bool, kMaxSegmentSockets> ftpRetrieveDue_{};      // and a 350 reply has come meanwhile
   std::array<int, kMaxSegmentSockets + 1> ftpCommands_{};      // sent on this connection; 8: the probe's
   std::array<std::unique_ptr<Alarm>, kMaxSegmentSockets> ftpRetry_;
   std::array<std::uint32_t, kMaxSegmentSockets> ftpDataTried_{};  // tick of the latest try of this login; 0: none

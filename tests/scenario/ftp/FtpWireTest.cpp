@@ -33,6 +33,29 @@ TEST_F(FtpWire, HasEachCommandWithItsLineEndAndNothingElse) {
   EXPECT_EQ(sim.network().Log()[2].received, "");
 }
 
+TEST_F(FtpWire, HasTheDataConnectionsDialBeforeRetrThoughThe350ComesRightBehindThe227) {
+  Serve(9000);
+  for (const bool alone : {false, true}) {
+    FtpFault fault;
+    fault.wire.latency = 0;
+    fault.wire.bytesPerSecond = 1'000'000'000'000;  // each block at the same time as the one before
+    if (alone) {
+      // Greeting, 331, 230, and the 227 by itself.
+      const std::uint64_t login = 11 + 22 + 15;
+      fault.wire.splitAt = {login, login + 43};
+    }
+    server.OnConnection(server.Connections() + 2, fault);
+    sim.disk().Lose("/home/u/dl/a.bin");
+    Start("ftp://f.example/a.bin");
+    const std::size_t before = sim.network().Log().size();
+    const int index = program.DownloadCount;
+    ASSERT_TRUE(sim.RunUntil([&] { return server.Count("RETR /a.bin") == index; }, 60'000)) << sim.Replay();
+    EXPECT_EQ(sim.network().Log().size() - before, 2U) << sim.Replay();  // the segment's login and its data
+    ASSERT_TRUE(RunUntilFinished(index)) << sim.Replay();
+    ExpectTheFile();
+  }
+}
+
 TEST_F(FtpWire, HasNoQuitAndNoAborWhereTheClientHangsUp) {
   Start(Serve(400003));
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
