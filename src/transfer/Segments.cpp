@@ -127,6 +127,7 @@ Task<> TransferWindow::ConnectSegmented() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
   const std::uint32_t run = ++connectRun_;
+  lastByteTick_ = Tick();
   Command3.Enabled = false;
   ftpUserSent_.fill(false);
   SegTimeOut.SetEnabled(true);
@@ -211,7 +212,8 @@ Task<> TransferWindow::SegmentConnected(int index) {
 
 // The data path: one block, one positioned write, no copy between.
 void TransferWindow::SegmentDataArrived(int index, std::size_t bytes) {
-  program_.CountReceived(bytes);
+  const std::uint32_t tick = Tick();
+  CountReceived(tick, bytes);
   if (program_.Ending() || !StillCurrent()) return;
   DownloadRecord& record = Record();
   if (record.Protocol == kFtp) {
@@ -221,7 +223,6 @@ void TransferWindow::SegmentDataArrived(int index, std::size_t bytes) {
   std::string_view data = WS1(index).GetData();
   if (record.Paused) return;
   data.remove_prefix(RangeHeaderLength(data));
-  const std::uint32_t tick = Tick();
   SegmentRecord& segment = record.Segment(index + 1);
   if (!WritePart(index, segment, data, tick)) return;
   const auto length = static_cast<std::int64_t>(data.size());
