@@ -12,14 +12,14 @@ chrome.runtime.onInstalled.addListener(() => {
   });
 });
 
-chrome.contextMenus.onClicked.addListener((info, tab) => {
+chrome.contextMenus.onClicked.addListener((info) => {
   if (info.menuItemId === ENTRY) {
-    return handOver(info.linkUrl || info.srcUrl || "", info.pageUrl || "", tab);
+    return handOver(info.linkUrl || info.srcUrl || "", info.pageUrl || "");
   }
 });
 
 // True if the program has taken the address. What hinders it is said in one sentence.
-async function handOver(url, page, tab) {
+async function handOver(url, page) {
   const scheme = url.slice(0, url.indexOf(":") + 1).toLowerCase();
   if (scheme !== "http:" && scheme !== "ftp:") {
     say(`Pellora takes http and ftp addresses only, so ${scheme ? `this ${scheme.slice(0, -1)} link` : "this"} is left to the browser.`);
@@ -27,7 +27,7 @@ async function handOver(url, page, tab) {
   }
   let answer;
   try {
-    answer = await chrome.runtime.sendNativeMessage(HOST, {url, referrer: page, cookie: await cookiesOf(url, tab)});
+    answer = await chrome.runtime.sendNativeMessage(HOST, {url, referrer: page});
   } catch (error) {
     answer = {ok: false, error: `Pellora cannot be reached (${error.message}); start it once, with its browser integration on.`};
   }
@@ -36,22 +36,6 @@ async function handOver(url, page, tab) {
     return false;
   }
   return true;
-}
-
-// As a Cookie header has them; empty where the browser gives none. A private window has a store of its own: what is
-// clicked there never gets the cookies of the other windows.
-async function cookiesOf(url, tab) {
-  try {
-    const stores = await chrome.cookies.getAllCookieStores();
-    const store = stores.find(({tabIds}) => tab && tabIds.includes(tab.id));
-    if (!store) {
-      return "";
-    }
-    const cookies = await chrome.cookies.getAll({url, storeId: store.id});
-    return cookies.map((cookie) => `${cookie.name}=${cookie.value}`).join("; ");
-  } catch (error) {
-    return "";
-  }
 }
 
 function say(message) {

@@ -15,12 +15,14 @@ import time
 
 from pellora import Companion, Windows
 
+REFUSED = 1  # exit code of pelloractl
+
 PATIENCE = 3.0  # seconds that a dialog must stand to count: some close by themselves
 
 
-def watch_progress(companion, picture, indices):
-    """Runs `pelloractl wait --progress` for the records; False if a dialog stands that nobody will answer."""
-    child = subprocess.Popen([companion.path, "wait", "--progress", *map(str, indices)], stdin=subprocess.DEVNULL)
+def watch_progress(companion, picture, ids):
+    """Runs `pelloractl wait --progress` for the downloads; False if a dialog stands that nobody will answer."""
+    child = subprocess.Popen([companion.path, "wait", "--progress", *ids], stdin=subprocess.DEVNULL)
     standing = {}
     try:
         while True:
@@ -55,49 +57,48 @@ def main():
 
     urls = list(dict.fromkeys(arguments.urls))
     before = {d.url: d for d in companion.downloads()}
-    new, indices = [], []
+    ids, waiting = {}, []  # by URL, once the program has taken it; those whose end is awaited
     for url in urls:
-        if url not in before:
-            new.append(url)
-        elif before[url].finished and os.path.exists(before[url].saved_path):
-            print("%s was fetched before." % url)
-        elif before[url].finished:
-            print("%s was fetched before, and its file is gone. Clear it from the list to fetch it anew." % url,
-                  file=sys.stderr)
+        known = before.get(url)
+        if known is None:
+            ids[url] = add(companion, url)
         else:
-            indices.append(before[url].index)
-    if indices:
+            ids[url] = known.id
+            if known.finished and os.path.exists(known.saved_path):
+                print("%s was fetched before." % url)
+            elif known.finished:
+                print("%s was fetched before, and its file is gone. Clear it from the list to fetch it anew." % url,
+                      file=sys.stderr)
+        if ids[url] and not (known and known.finished):
+            waiting.append(ids[url])
+    if any(url in before and ids[url] in waiting for url in urls):
         companion.run("resume")
-    if new:
-        companion.add(*new)
-        indices += settle(companion, set((d.index, d.url) for d in before.values()), len(new))
-    if indices:
-        watch_progress(companion, arguments.nobody_answers, indices)
+    if waiting:
+        watch_progress(companion, arguments.nobody_answers, waiting)
 
-    after = companion.downloads()
-    by_url = {d.url: d for d in after}
-    # A redirect changes a record's URL: a finished record that was not there before answers for it.
-    others = [d for d in after if d.finished and d.index in indices and d.url not in urls]
+    after = {d.id: d for d in companion.downloads()}
     missing = 0
     for url in urls:
-        found = by_url.get(url) or (others.pop(0) if others else None)
+        found = after.get(ids[url])
         if found is not None and found.finished and os.path.exists(found.saved_path):
             print("saved: %s" % found.saved_path)
-        else:
-            missing += 1
+            continue
+        missing += 1
+        if ids[url]:
             print("not fetched: %s (%s)" % (url, found.state if found else "no longer in the list"), file=sys.stderr)
     return 1 if missing else 0
 
 
-def settle(companion, before, count):
-    """The hand-over returns at once: waits until the program has taken the URLs, or has had time to refuse them.
-    Returns the new records by index, since a redirect may have changed their URL already."""
-    end = time.monotonic() + 3.0
-    while True:
-        found = [d.index for d in companion.downloads() if (d.index, d.url) not in before]
-        if len(found) >= count or time.monotonic() > end:
-            return found
-        time.sleep(0.1)
+def add(companion, url):
+    """The id of the new download; None, with the reason printed, if the program refuses the URL."""
+    result = companion.run("add", url)
+    said = result.stderr.decode(errors="replace").strip()
+    if result.returncode == REFUSED:
+        print("not fetched: " + said.removeprefix("pelloractl: "), file=sys.stderr)
+        return None
+    if result.returncode != 0:
+        raise RuntimeError(said)
+    return result.stdout.decode().strip()
 
 
 if __name__ == "__main__":

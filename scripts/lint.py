@@ -5,6 +5,7 @@
 """
 
 import argparse
+import json
 import os
 import re
 import subprocess
@@ -44,6 +45,10 @@ BRACED = re.compile(r"\bco_await\b[^;{]*[(,]\s*(?:\w+(?:::\w+)*)?\{")
 # Marks of unfinished work, and tests that are there but do not run.
 WORDS = re.compile(r"\bTO" r"DO\b|\bFIX" r"ME\b|\bX" r"XX\b|\bHA" r"CK\b|\bDIS" r"ABLED_\w|GTEST" r"_SKIP|unittest\.s" r"kip"
                    r"|\bskip" r"Test\b")
+
+# Parts of the browsers' interface that need no permission, and functions of theirs that do.
+FREE_APIS = {"runtime", "permissions", "i18n", "action"}
+PERMISSION_OF = {"runtime.sendNativeMessage": "nativeMessaging", "runtime.connectNative": "nativeMessaging"}
 
 TEXT_ENDINGS = (".cpp", ".h", ".py", ".sh", ".md", ".txt", ".cmake", ".ui", ".json", ".js", ".html", ".qrc", ".in")
 LINE_LIMIT = 600  # lines of one source file; longer ones have more than one subject
@@ -144,6 +149,32 @@ def check_length(names):
             if name.endswith((".cpp", ".h", ".py")) and text_of(name).count("\n") > LINE_LIMIT]
 
 
+def extension_faults(manifest, script):
+    """Where the permissions that an extension has at its installation differ from what its script uses. Access to sites
+    is none of them; what is optional must be asked for."""
+    used = set()
+    for api, function in re.findall(r"\b(?:chrome|browser)\.(\w+)(?:\.(\w+))?", script):
+        used.add(PERMISSION_OF.get("%s.%s" % (api, function), None if api in FREE_APIS else api))
+    used.discard(None)
+    asked = set(manifest.get("permissions", []))
+    optional = set(manifest.get("optional_permissions", []))
+    sites = [key for key in ("host_permissions", "content_scripts") if manifest.get(key)]
+    faults = ["asks for %s, which nothing uses" % name for name in sorted((asked | optional) - used)]
+    faults += ["uses %s without asking for it" % name for name in sorted(used - asked - optional)]
+    faults += ["asks for %s, which are sites" % name for name in sorted(asked) if "://" in name or name == "<all_urls>"]
+    faults += ["has %s at its installation" % key for key in sites]
+    wishes = optional | set(manifest.get("optional_host_permissions", []))
+    if wishes and "permissions.request(" not in script:
+        faults.append("never requests its optional permissions")
+    return faults
+
+
+def check_extension(names):
+    scripts = [text_of(name) for name in names if re.match(r"browser/.*\.js$", name)]
+    return ["browser/manifest.json: " + fault
+            for fault in extension_faults(json.loads(text_of("browser/manifest.json")), "\n".join(scripts))]
+
+
 def check_newlines(names):
     broken = []
     for name in names:
@@ -194,6 +225,7 @@ def main():
         ("nobody includes a whole Qt module", lambda: check_umbrella(names)),
         ("nothing is marked as unfinished, and no test is switched off", lambda: check_words(names)),
         ("no source file is longer than %d lines" % LINE_LIMIT, lambda: check_length(names)),
+        ("the browsers' extension asks for what it uses and no more", lambda: check_extension(names)),
         ("text files end in a line end and have no carriage returns", lambda: check_newlines(names)),
     ]
     if arguments.ctest:

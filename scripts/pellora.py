@@ -15,6 +15,8 @@ class Download:
     size: int
     url: str
     saved_path: str
+    id: str
+    silence: str  # "no byte for N s", or empty
 
     @property
     def finished(self):
@@ -34,9 +36,11 @@ class Companion:
                               timeout=timeout, check=False)
 
     def add(self, *urls):
+        """The ids of the downloads."""
         result = self.run("add", *urls)
         if result.returncode != 0:
             raise RuntimeError("pelloractl add: " + result.stderr.decode(errors="replace").strip())
+        return result.stdout.decode().split()
 
     def downloads(self):
         """Every listed record, in record order. One line each, its fields parted by tabs."""
@@ -47,9 +51,8 @@ class Companion:
         for line in result.stdout.decode(errors="surrogateescape").split("\n"):
             if not line:
                 continue
-            index, state, percent, received, size, url, saved_path = line.split("\t")
-            found.append(Download(int(index), state, float(percent.rstrip("%")), int(received), int(size), url,
-                                  saved_path))
+            index, state, percent, received, size, *texts = line.split("\t")
+            found.append(Download(int(index), state, float(percent.rstrip("%")), int(received), int(size), *texts))
         return found
 
     def find(self, url):

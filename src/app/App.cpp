@@ -1,9 +1,11 @@
 #include "app/App.h"
 
-#include <deque>
+#include <charconv>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "capture/DownloadBasket.h"
 #include "capture/PelloraCatcher.h"
@@ -15,6 +17,7 @@
 #include "lang/Options.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
+#include "platform/Clock.h"
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
 #include "platform/Files.h"
@@ -28,6 +31,8 @@ namespace pellora {
 
 namespace {
 
+constexpr const char* kNoSuchDownload = "There is no such download.";
+
 const char* StateWord(const DownloadRecord& record) {
   if (record.Finished) return "finished";
   if (record.Active) return "active";
@@ -35,6 +40,27 @@ const char* StateWord(const DownloadRecord& record) {
   if (record.ConnectState == "1") return "failed";
   if (record.Queued != 0) return "queued";
   return record.Paused ? "paused" : "waiting";
+}
+
+// Tells this run's ids from those of another run, in which the serials begin anew.
+std::string RunMark(const Clock& clock) {
+  constexpr double kMillisecondsOfADay = 86400e3;
+  constexpr std::string_view kDigits = "0123456789abcdefghijklmnopqrstuvwxyz";
+  std::string mark;
+  for (auto rest = static_cast<std::uint64_t>(clock.Now() * kMillisecondsOfADay); rest > 0; rest /= kDigits.size()) {
+    mark.insert(mark.begin(), kDigits[rest % kDigits.size()]);
+  }
+  return mark;
+}
+
+// What an act returns, or what it failed of.
+template <class Act>
+std::string ReasonOf(Act&& act) {
+  try {
+    return std::forward<Act>(act)();
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
 }
 
 Task<> Say(Program* program, std::string text) {
@@ -57,7 +83,26 @@ void SkipAloud(Program& program, const char* what, Step&& step) {
 }  // namespace
 
 struct App::Parts {
-  explicit Parts(Platform& platform) : program(platform) {}
+  explicit Parts(Platform& platform) : program(platform), runMark(RunMark(platform.clock)) {}
+
+  std::string IdOf(int index) const {
+    return std::to_string(index) + "-" + std::to_string(program.Serial(index)) + "-" + runMark;
+  }
+
+  // The listed record with that id, or 0.
+  std::int16_t Find(const std::string& id) {
+    std::int16_t index = 0;
+    (void)std::from_chars(id.data(), id.data() + id.size(), index);
+    const bool there = index >= 1 && index <= program.DownloadCount && program.Download(index).InUse;
+    return there && IdOf(index) == id ? index : std::int16_t{0};
+  }
+
+  // Runs a call from outside, or keeps it until the start sequence is over. Nothing once the program is about to end.
+  void WhenStarted(std::function<void()> call) {
+    if (stopped) return;
+    if (!started) return earlyCalls.push_back(std::move(call));
+    call();
+  }
 
   // The window comes into being at its first use, and with it those that stand beside it.
   MainWindow& Main() {
@@ -96,8 +141,8 @@ struct App::Parts {
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
-  std::deque<std::string> earlyUrls;  // handed over before the start sequence was over
-  bool earlyResume = false;
+  const std::string runMark;
+  std::vector<std::function<void()>> earlyCalls;  // from outside, before the start sequence was over
   bool started = false;
   bool stopped = false;
 
@@ -127,10 +172,7 @@ Task<> App::Parts::Start(Parts* parts) {
   if (parts->stopped) co_return;
   Skip([&] { window.RefreshDownList(); });
   parts->started = true;
-  for (std::string& url : std::exchange(parts->earlyUrls, {})) {
-    platform.tasks.Spawn(AddDownload(&program, std::move(url), false, 0, parts));
-  }
-  if (parts->earlyResume) window.resumeall();
+  for (const std::function<void()>& call : std::exchange(parts->earlyCalls, {})) Skip(call);
 }
 
 App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
@@ -157,24 +199,46 @@ void App::Start() { parts_->program.platform.tasks.Spawn(Parts::Start(parts_.get
 
 // Many calls with a bad URL leave one message behind, not one each.
 void App::MenuURL(std::string url, const std::string&, const std::string&) {
-  if (parts_->stopped) return;
-  if (!parts_->started) {
-    parts_->earlyUrls.push_back(std::move(url));
-    return;
-  }
-  Program& program = parts_->program;
-  program.platform.tasks.Spawn(AddDownload(&program, std::move(url), false, 0, parts_.get()));
+  Parts* const parts = parts_.get();
+  parts->WhenStarted([parts, url = std::move(url)] {
+    Program& program = parts->program;
+    program.platform.tasks.Spawn(AddDownload(&program, url, false, 0, parts));
+  });
 }
 
 void App::LeechURL(const std::string&, const std::string&) {}
 
+void App::Add(std::string url, std::function<void(AddAnswer)> answered) {
+  Parts* const parts = parts_.get();
+  parts->WhenStarted([parts, url = std::move(url), answered = std::move(answered)] {
+    AddAnswer answer;
+    answer.reason = ReasonOf([&] {
+      AddOutcome outcome = AddWithoutAsking(parts->program, url);
+      if (outcome.index != 0) answer.id = parts->IdOf(outcome.index);
+      return outcome.reason;
+    });
+    answered(std::move(answer));
+  });
+}
+
+std::string App::Pause(const std::string& id) {
+  const std::int16_t index = parts_->Find(id);
+  if (index == 0) return kNoSuchDownload;
+  return ReasonOf([&]() -> std::string { return parts_->Main().PauseRecord(index) ? "" : "It is not running."; });
+}
+
+std::string App::Remove(const std::string& id) {
+  const std::int16_t index = parts_->Find(id);
+  if (index == 0) return kNoSuchDownload;
+  return ReasonOf([&]() -> std::string {
+    parts_->Main().RemoveRecord(index);
+    return "";
+  });
+}
+
 void App::ResumeAll() {
-  if (parts_->stopped) return;
-  if (parts_->started) {
-    parts_->Main().resumeall();
-  } else {
-    parts_->earlyResume = true;
-  }
+  Parts* const parts = parts_.get();
+  parts->WhenStarted([parts] { parts->Main().resumeall(); });
 }
 
 void App::ShowMainWindow() {
@@ -196,12 +260,15 @@ std::vector<DownloadInfo> App::List() const {
     DownloadInfo info;
     info.index = static_cast<std::int16_t>(i);
     info.name = record.FileName;
+    info.id = parts_->IdOf(i);
     info.url = record.URL;
     info.state = StateWord(record);
     info.received = record.Received;
     info.size = record.FileSize;
     info.percent = static_cast<double>(record.Percent);
     if (record.Finished) info.savedPath = record.SavePath;
+    const std::shared_ptr<Transfer>& transfer = program.TransferWindowAt(i);
+    if (record.Active && transfer) info.silentSeconds = transfer->SilentFor() / 1000;
     list.push_back(std::move(info));
   }
   return list;

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +20,7 @@ class PelloraCatcher;
 // What a script sees of one listed record.
 struct DownloadInfo {
   std::int16_t index = 0;
+  std::string id;  // of this record alone: never that of another one in the same slot, nor of another run's
   std::string name;
   std::string url;
   std::string state;          // one of "finished", "active", "scheduled", "failed", "queued", "paused", "waiting"
@@ -25,6 +28,14 @@ struct DownloadInfo {
   std::int32_t size = 0;      // bytes; 0 if unknown
   double percent = 0;
   std::string savedPath;  // empty until finished
+  // Whole seconds since a byte came, or since the start or the resume; nothing unless it is active.
+  std::optional<std::uint32_t> silentSeconds;
+};
+
+// What became of an address that a script has handed over.
+struct AddAnswer {
+  std::string id;      // empty if it was refused
+  std::string reason;  // in one sentence
 };
 
 class App {
@@ -42,6 +53,14 @@ class App {
   // for its end. The second and third arguments are accepted and ignored.
   void MenuURL(std::string url, const std::string& refURL, const std::string& cookie);
   void LeechURL(const std::string& url, const std::string& refURL);
+
+  // For scripts: adds an address without ever asking, and starts or queues it. Called before the start sequence is
+  // over it is answered at its end; one that the end of the program overtakes is not answered.
+  void Add(std::string url, std::function<void(AddAnswer)> answered);
+  // For scripts, without a question. Each returns why nothing was done, or an empty text. Removing a finished download
+  // keeps its file; removing an unfinished one deletes its parts.
+  std::string Pause(const std::string& id);
+  std::string Remove(const std::string& id);
 
   // Starts or queues every waiting download, as the toolbar does. During the start sequence: at its end.
   void ResumeAll();

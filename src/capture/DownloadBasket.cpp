@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "capture/LinkList.h"
 #include "capture/PelloraCatcher.h"
 #include "core/Ascii.h"
 #include "mainwin/AddDownload.h"
@@ -93,19 +94,44 @@ void DownloadBasket::MouseUp(int button, float, float) {
   platform_.gate.Deliver([this] { catcher_->ShowPopupOfBasket(); });
 }
 
+// A drag without a text may still offer links.
 int DownloadBasket::OLEDragDrop(const DataObject& data, int effect) {
   const auto hold = Hold();
   platform_.gate.Deliver([&] {
-    const bool text = data.GetFormat(kTextFormat);
-    if (!text) return;
-    const std::string dropped = data.GetData(kTextFormat);
-    const std::string_view trimmed = TrimBlanks(dropped);
-    if (!StartsWithNoCase(trimmed, "http://") && !StartsWithNoCase(trimmed, "ftp://")) return;
-    // The text goes on as it came. What is dropped is never started at once.
-    platform_.tasks.Spawn(AddDownload(&program_, dropped, true, 0, this));
-    effect = kDropCopy;
+    bool taken = false;
+    if (data.GetFormat(kTextFormat)) {
+      taken = TakeText(data.GetData(kTextFormat));
+    } else if (data.GetFormat(kLinksFormat)) {
+      taken = TakeLinks(data.GetData(kLinksFormat));
+    }
+    if (taken) effect = kDropCopy;
   });
   return effect;
+}
+
+// The text goes on as it came. What is dropped is never started at once.
+bool DownloadBasket::TakeText(const std::string& text) {
+  const std::string_view trimmed = TrimBlanks(text);
+  if (!StartsWithNoCase(trimmed, "http://") && !StartsWithNoCase(trimmed, "ftp://")) return false;
+  platform_.tasks.Spawn(AddDownload(&program_, text, true, 0, this));
+  return true;
+}
+
+bool DownloadBasket::TakeLinks(const std::string& list) {
+  std::vector<std::string> links = LinksToAdd(list);
+  if (links.empty()) return false;
+  platform_.tasks.Spawn(AddEach(std::move(links)));
+  return true;
+}
+
+// Each is an addition like any other: one that asks does not hold up those after it. However many there are, the
+// windows go on between two of them.
+Task<> DownloadBasket::AddEach(std::vector<std::string> links) {
+  const auto hold = Hold();
+  for (const std::string& link : links) {
+    platform_.tasks.Spawn(AddDownload(&program_, link, true, 0, this));
+    co_await platform_.tasks.Yield();
+  }
 }
 
 int DownloadBasket::OLEDragOver(const DataObject& data, int effect) {

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "core/Capture.h"
 #include "core/Program.h"
@@ -24,6 +25,7 @@ class DataObject {
   virtual std::string GetData(int format) const = 0;
 };
 inline constexpr int kTextFormat = 1;
+inline constexpr int kLinksFormat = 2;  // a list of links, as text/uri-list has it
 
 enum MouseButton : int { kLeftButton = 1, kRightButton = 2, kMiddleButton = 4 };
 enum DropEffect : int { kDropNone = 0, kDropCopy = 1 };
@@ -60,6 +62,10 @@ class DownloadBasket final : public Window, public Basket {
 
  private:
   Task<> ShowOnTop();
+  // False if the text is no address.
+  bool TakeText(const std::string& text);
+  bool TakeLinks(const std::string& list);
+  Task<> AddEach(std::vector<std::string> links);
   // No further than the screen, each axis by itself.
   void MoveTo(double left, double top);
 

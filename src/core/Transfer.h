@@ -22,6 +22,8 @@ class Transfer {
   virtual Task<> ConnectFromViewer() { return ConnectSegmented(); }
   virtual void PauseDownload() = 0;
   virtual Task<> ResumeDownload() = 0;
+  // Milliseconds since a byte came on any of its connections, or since it was started or resumed.
+  virtual std::uint32_t SilentFor() const = 0;
   virtual void ShowWindow() = 0;  // a window that has unloaded itself is not shown again
   virtual void HideWindow() = 0;
   virtual void UnloadWindow() = 0;  // closes its sockets and files; its slot is the caller's concern

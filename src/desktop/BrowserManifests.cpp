@@ -70,20 +70,22 @@ BrowserManifests::BrowserManifests(const std::string& programFolder, const std::
                                    const std::string& configHome) {
   const std::string program = programFolder + "/" + kHostProgram;
   const std::string gecko = ManifestText(program, "\"allowed_extensions\": [" + JsonText(kGeckoId) + "]");
-  places_.push_back({home + "/.mozilla", "native-messaging-hosts", gecko});
-  // Where newer ones keep their profiles, and may look one day.
-  places_.push_back({configHome + "/mozilla", "native-messaging-hosts", gecko});
+  // Newer ones keep their profiles in the second folder, and still look for hosts in the first alone. They may look in
+  // the second one day.
+  const std::string profiles = configHome + "/mozilla";
+  places_.push_back({home + "/.mozilla", "native-messaging-hosts", gecko, profiles});
+  places_.push_back({profiles, "native-messaging-hosts", gecko, {}});
   const std::string origin = std::string("chrome-extension://") + kChromiumId + "/";
   const std::string chromium = ManifestText(program, "\"allowed_origins\": [" + JsonText(origin) + "]");
   for (const char* const root : kChromiumRoots) {
-    places_.push_back({configHome + "/" + root, "NativeMessagingHosts", chromium});
+    places_.push_back({configHome + "/" + root, "NativeMessagingHosts", chromium, {}});
   }
 }
 
 void BrowserManifests::SetEntry(bool present) {
   std::exception_ptr first;
   for (const Place& place : places_) {
-    if (!IsFolder(place.parent)) continue;
+    if (!IsFolder(place.parent) && !(present && IsFolder(place.profiles))) continue;
     const std::string path = place.parent + "/" + place.folder + "/" + kHostName + ".json";
     try {
       if (present) {

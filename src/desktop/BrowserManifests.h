@@ -1,5 +1,6 @@
 // BrowserManifests: makes the native messaging host known to the user's browsers, each in the folder where it
-// looks for such hosts. A browser's own folder is never made: where there is none there is no such browser.
+// looks for such hosts. A browser's own folder is never made: where there is none there is no such browser. The
+// exception is ~/.mozilla where Firefox keeps its profiles elsewhere.
 #pragma once
 
 #include <string>
@@ -29,6 +30,7 @@ class BrowserManifests final : public BrowserMenu {
     std::string parent;  // the browser's own folder
     std::string folder;  // of the hosts, in it
     std::string text;
+    std::string profiles;  // if there is such a folder, `parent` is made; may be empty
   };
   std::vector<Place> places_;
 };

@@ -16,6 +16,20 @@ void TakeActivationToken(const QVariantMap& platformData) {
   if (!token.isEmpty()) qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
 }
 
+// The address of a request, or why it has none. An option of another version is not passed over.
+QString UrlOf(const QVariantMap& request, QString& reason) {
+  for (auto option = request.begin(); option != request.end(); ++option) {
+    if (option.key() != kUrlKey) reason = "Pellora does not know the option \"" + option.key() + "\".";
+  }
+  const QVariant url = request.value(kUrlKey);
+  if (url.typeId() != QMetaType::QString) reason = "The request names no address.";
+  return url.toString();
+}
+
+QVariantMap Reason(const QString& reason) {
+  return reason.isEmpty() ? QVariantMap() : QVariantMap{{kReasonKey, reason}};
+}
+
 }  // namespace
 
 BusService::BusService(EventLoop& events, BusDoor door) : events_(events), door_(std::move(door)) {
@@ -27,6 +41,7 @@ BusService::BusService(EventLoop& events, BusDoor door) : events_(events), door_
 
 bool BusService::Register(QDBusConnection bus) {
   if (!bus.isConnected()) return false;
+  bus_ = bus;
   // The object first: a call that started the program arrives as soon as the name is there.
   if (!bus.registerObject(kBusPath, this, QDBusConnection::ExportAdaptors)) return false;
   const auto reply = bus.interface()->registerService(kBusName, QDBusConnectionInterface::DontQueueService,
@@ -48,6 +63,32 @@ void BusService::Show() { events_.Post(door_.show); }
 
 void BusService::ResumeAll() { events_.Post(door_.resumeAll); }
 
+void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
+  call.setDelayedReply(true);
+  QString refusal;
+  const QString url = UrlOf(request, refusal);
+  if (!refusal.isEmpty()) {
+    bus_.send(call.createReply(Reason(refusal)));
+    return;
+  }
+  const BusDoor::Added added = [bus = bus_, call](const std::string& id, const std::string& reason) {
+    const QVariantMap answer =
+        reason.empty() ? QVariantMap{{kIdKey, QString::fromStdString(id)}} : Reason(QString::fromStdString(reason));
+    bus.send(call.createReply(answer));
+  };
+  events_.Post([add = door_.add, u = url.toStdString(), added] { add(u, added); });
+}
+
+void BusService::Change(const std::function<std::string(const std::string&)>& change, const QString& id,
+                        const QDBusMessage& call) {
+  call.setDelayedReply(true);
+  events_.Post([bus = bus_, change, text = id.toStdString(), call] {
+    bus.send(call.createReply(Reason(QString::fromStdString(change(text)))));
+  });
+}
+
+void BusService::Quit() { events_.Post(door_.quit); }
+
 void AutomationAdaptor::MenuURL(const QString& URL, const QString& refURL, const QString& cookie) {
   service_->MenuURL(URL, refURL, cookie);
 }
@@ -55,6 +96,29 @@ void AutomationAdaptor::MenuURL(const QString& URL, const QString& refURL, const
 void AutomationAdaptor::LeechURL(const QString& URL, const QString& refURL) { service_->LeechURL(URL, refURL); }
 
 QList<DownloadRow> DownloadsAdaptor::List() const { return service_->List(); }
+
+QList<QVariantMap> DownloadsAdaptor::Details() const {
+  QList<QVariantMap> maps;
+  for (const DownloadRow& row : service_->List()) maps.append(RowMap(row));
+  return maps;
+}
+
+QVariantMap DownloadsAdaptor::Add(const QVariantMap& request, const QDBusMessage& call) {
+  service_->Add(request, call);
+  return {};  // the answer is sent later
+}
+
+QVariantMap DownloadsAdaptor::Pause(const QString& id, const QDBusMessage& call) {
+  service_->Pause(id, call);
+  return {};
+}
+
+QVariantMap DownloadsAdaptor::Remove(const QString& id, const QDBusMessage& call) {
+  service_->Remove(id, call);
+  return {};
+}
+
+void DownloadsAdaptor::Quit() { service_->Quit(); }
 
 void ApplicationAdaptor::Activate(const QVariantMap& platform_data) {
   TakeActivationToken(platform_data);

@@ -1,11 +1,13 @@
-// BusService: the program on the session bus: the automation class, the read-only list for scripts, and the
-// raising of the window for a second start.
+// BusService: the program on the session bus: the automation class, the downloads for scripts, and the raising
+// of the window for a second start.
 //
-// A call is turned into a posted event and answered at once. Only List is answered from the program's state.
+// A call is turned into a posted event and answered at once. List and Details are answered from the program's state;
+// Add, Pause and Remove once their event has run.
 #pragma once
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QList>
 #include <QObject>
 #include <QStringList>
@@ -26,6 +28,13 @@ struct BusDoor {
   std::function<void()> show;
   std::function<void()> resumeAll;
   std::function<QList<DownloadRow>()> list;
+  // The id of the new record, or the reason why there is none; never asks.
+  using Added = std::function<void(const std::string& id, const std::string& reason)>;
+  std::function<void(std::string url, Added added)> add;
+  // By id; each returns why nothing was done, or an empty text.
+  std::function<std::string(const std::string& id)> pause;
+  std::function<std::string(const std::string& id)> remove;
+  std::function<void()> quit;
 };
 
 class BusService final : public QObject {
@@ -41,10 +50,19 @@ class BusService final : public QObject {
   void Show();
   void ResumeAll();
   QList<DownloadRow> List() const { return door_.list(); }
+  // These answer `call` later.
+  void Add(const QVariantMap& request, const QDBusMessage& call);
+  void Pause(const QString& id, const QDBusMessage& call) { Change(door_.pause, id, call); }
+  void Remove(const QString& id, const QDBusMessage& call) { Change(door_.remove, id, call); }
+  void Quit();
 
  private:
+  void Change(const std::function<std::string(const std::string&)>& change, const QString& id,
+              const QDBusMessage& call);
+
   EventLoop& events_;
   BusDoor door_;
+  QDBusConnection bus_{QString()};
 };
 
 class AutomationAdaptor final : public QDBusAbstractAdaptor {
@@ -67,6 +85,15 @@ class DownloadsAdaptor final : public QDBusAbstractAdaptor {
   explicit DownloadsAdaptor(BusService* service) : QDBusAbstractAdaptor(service), service_(service) {}
  public Q_SLOTS:
   QList<pellora::DownloadRow> List() const;
+  // One map for each listed record, with the keys of RowMap; more may come.
+  QList<QVariantMap> Details() const;
+  // The request has the key "url". The answer has the key "id", or "reason" if the address was refused.
+  QVariantMap Add(const QVariantMap& request, const QDBusMessage& call);
+  // By id. The answer is empty, or has the key "reason".
+  QVariantMap Pause(const QString& id, const QDBusMessage& call);
+  QVariantMap Remove(const QString& id, const QDBusMessage& call);
+  // Pauses all, saves the list and ends the program without a question.
+  void Quit();
 
  private:
   BusService* service_;

@@ -5,6 +5,8 @@
 #include <QList>
 #include <QMetaType>
 #include <QString>
+#include <QVariantMap>
+#include <optional>
 
 namespace pellora {
 
@@ -17,7 +19,12 @@ inline constexpr const char* kApplicationInterface = "org.freedesktop.Applicatio
 // The action of the application interface that starts every waiting download.
 inline constexpr const char* kResumeAllAction = "resume-all";
 
-// One listed record, (isssiids) on the bus.
+// Keys of the requests and answers of the downloads interface.
+inline constexpr const char* kUrlKey = "url";
+inline constexpr const char* kIdKey = "id";
+inline constexpr const char* kReasonKey = "reason";  // why nothing was done, in one sentence
+
+// One listed record: (isssiids) on the bus, or a map with all of it.
 struct DownloadRow {
   int index = 0;
   QString name;
@@ -27,7 +34,14 @@ struct DownloadRow {
   int size = 0;      // bytes; 0 if unknown
   double percent = 0;
   QString savedPath;  // empty until finished
+  // In the map alone:
+  QString id;                         // of this record alone, in this run of the program
+  std::optional<uint> silentSeconds;  // since a byte came; nothing unless it is active
 };
+
+// Unknown keys are passed over, missing ones leave their default.
+QVariantMap RowMap(const DownloadRow& row);
+DownloadRow RowOf(const QVariantMap& map);
 
 QDBusArgument& operator<<(QDBusArgument& argument, const DownloadRow& row);
 const QDBusArgument& operator>>(const QDBusArgument& argument, DownloadRow& row);
@@ -39,3 +53,4 @@ void RegisterBusTypes();
 
 Q_DECLARE_METATYPE(pellora::DownloadRow)
 Q_DECLARE_METATYPE(QList<pellora::DownloadRow>)
+Q_DECLARE_METATYPE(QList<QVariantMap>)

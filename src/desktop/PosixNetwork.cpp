@@ -1,5 +1,6 @@
 #include "desktop/PosixNetwork.h"
 
+#include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <netinet/in.h>
@@ -11,6 +12,7 @@
 #include <QSocketNotifier>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 #include "platform/EventGate.h"
 #include "platform/EventLoop.h"
@@ -26,6 +28,23 @@ void SetPort(Address& address, std::int32_t port) {
   } else {
     reinterpret_cast<sockaddr_in*>(&address.storage)->sin_port = wire;
   }
+}
+
+// The address that `host` is, if it is no name.
+std::optional<Address> LiteralAddress(const std::string& host) {
+  Address address;
+  auto& four = reinterpret_cast<sockaddr_in&>(address.storage);
+  auto& six = reinterpret_cast<sockaddr_in6&>(address.storage);
+  if (inet_pton(AF_INET, host.c_str(), &four.sin_addr) == 1) {
+    four.sin_family = AF_INET;
+    address.length = sizeof four;
+  } else if (inet_pton(AF_INET6, host.c_str(), &six.sin6_addr) == 1) {
+    six.sin6_family = AF_INET6;
+    address.length = sizeof six;
+  } else {
+    return std::nullopt;
+  }
+  return address;
 }
 
 // Descriptors that are left to everything but sockets and their files. Without a free one the window system waits for
@@ -56,6 +75,10 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
   void Start(const std::string& host, std::int32_t port) {
     if (host.empty() || host.find('\0') != std::string::npos) return FailLater("no such host: \"" + host + "\"");
     if (port < 1 || port > 65535) return FailLater("no such port: " + std::to_string(port));
+    if (std::optional<Address> literal = LiteralAddress(host)) {
+      SetPort(*literal, port);
+      return Dial(*literal);
+    }
     network_.resolver_.Resolve(host, [weak = weak_from_this(), port](const auto& addresses, const auto& error) {
       const auto self = weak.lock();
       if (!self || self->events_ == nullptr) return;
@@ -119,6 +142,16 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
       const auto self = weak.lock();
       if (self && self->events_ != nullptr) self->events_->ConnectionFailed(reason);
     });
+  }
+
+  // The attempt begins inside of the call, so that it precedes what its caller sends next on another connection.
+  void Dial(const Address& address) {
+    addresses_ = {address};
+    next_ = 1;
+    if (Begin(address)) return;
+    CloseSocket();
+    gone_ = true;
+    FailLater(reason_);
   }
 
   void Fail() {

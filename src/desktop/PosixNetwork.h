@@ -2,8 +2,8 @@
 //
 // All connections share one receive buffer: a readiness is one recv, delivered in place. A peer that is gone
 // is reported once, behind all of its data, and the socket then leaves the poll set for good. A connection
-// that the peer resets ends with PeerClosed like one that it closes. Addresses of a name are tried in turn;
-// one that does not answer gives way to the next after a while.
+// that the peer resets ends with PeerClosed like one that it closes. A literal address is dialled inside the
+// call. Addresses of a name are tried in turn; one that does not answer gives way to the next after a while.
 #pragma once
 
 #include <memory>

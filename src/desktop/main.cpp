@@ -109,9 +109,28 @@ QList<DownloadRow> Rows(const App& app) {
   QList<DownloadRow> rows;
   for (const DownloadInfo& info : app.List()) {
     rows.append({info.index, WholeText(info.name), WholeText(info.url), WholeText(info.state), info.received, info.size,
-                 info.percent, WholeText(info.savedPath)});
+                 info.percent, WholeText(info.savedPath), WholeText(info.id), info.silentSeconds});
   }
   return rows;
+}
+
+// `app` outlives the door.
+BusDoor DoorOf(App& app) {
+  BusDoor door;
+  door.menuUrl = [&app](std::string url, const std::string& refURL, const std::string& cookie) {
+    app.MenuURL(std::move(url), refURL, cookie);
+  };
+  door.leechUrl = [&app](const std::string& url, const std::string& refURL) { app.LeechURL(url, refURL); };
+  door.show = [&app] { app.ShowMainWindow(); };
+  door.resumeAll = [&app] { app.ResumeAll(); };
+  door.list = [&app] { return Rows(app); };
+  door.add = [&app](std::string url, const BusDoor::Added& added) {
+    app.Add(std::move(url), [added](const AddAnswer& answer) { added(answer.id, answer.reason); });
+  };
+  door.pause = [&app](const std::string& id) { return app.Pause(id); };
+  door.remove = [&app](const std::string& id) { return app.Remove(id); };
+  door.quit = [&app] { app.SaveAndQuit(); };
+  return door;
 }
 
 int RunProgram(QApplication& application) {
@@ -129,12 +148,7 @@ int RunProgram(QApplication& application) {
       &application, &QGuiApplication::commitDataRequest, &application, [&](QSessionManager&) { saveAndQuit(); },
       Qt::DirectConnection);
 
-  BusService service(desktop.events,
-                     {[&app](std::string url, const std::string& refURL, const std::string& cookie) {
-                        app.MenuURL(std::move(url), refURL, cookie);
-                      },
-                      [&app](const std::string& url, const std::string& refURL) { app.LeechURL(url, refURL); },
-                      [&app] { app.ShowMainWindow(); }, [&app] { app.ResumeAll(); }, [&app] { return Rows(app); }});
+  BusService service(desktop.events, DoorOf(app));
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!service.Register(bus)) std::fputs("Pellora: not reachable over the session bus\n", stderr);
   std::unique_ptr<BusEnd> busEnd;

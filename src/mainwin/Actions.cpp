@@ -92,15 +92,19 @@ Task<> MainWindow::DeleteSelected() {
     const bool yes = co_await Confirm(program_.Text(kAskDelete), kProgramName);
     if (!yes || !program_.Holds(pick->index, pick->serial)) co_return;
   }
-  DownloadRecord& record = program_.Download(pick->index);
-  if (!record.InUse) co_return;
-  const bool finished = record.Finished;  // while the question stood
-  EmptySlot(pick->index);
+  RemoveRecord(pick->index);
+}
+
+void MainWindow::RemoveRecord(std::int16_t index) {
+  DownloadRecord& record = program_.Download(index);
+  if (!record.InUse) return;
+  const bool finished = record.Finished;
+  EmptySlot(index);
   record.InUse = false;
   record.Active = false;
   record.Valid = false;
   record.Removed = true;
-  program_.RaiseSerial(pick->index);
+  program_.RaiseSerial(index);
   std::unordered_set<std::string> parts = PartFilesOf(record);
   for (int i = 1; i <= program_.DownloadCount && !parts.empty(); ++i) {
     const DownloadRecord& other = program_.Download(i);
@@ -125,11 +129,15 @@ Task<> MainWindow::Quit() {
 
 void MainWindow::PauseSelected() {
   const std::optional<Pick> pick = Selected(ListView1);
-  if (pick && program_.Download(pick->index).Active) {
-    const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(pick->index);
-    if (transfer) transfer->PauseDownload();
-  }
+  if (pick) PauseRecord(pick->index);
   RefreshRows(0, 0);
+}
+
+bool MainWindow::PauseRecord(std::int16_t index) {
+  const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(index);
+  if (!transfer || !program_.Download(index).Active) return false;
+  transfer->PauseDownload();
+  return true;
 }
 
 void MainWindow::PauseAll() {

@@ -13,6 +13,7 @@
 #include "platform/Failure.h"
 #include "platform/Files.h"
 #include "platform/Platform.h"
+#include "platform/TaskLoop.h"
 #include "transfer/ParseUrl.h"
 
 namespace pellora {
@@ -101,12 +102,49 @@ std::string UpdatePath(Program& program, const std::string& fileName) {
   return folder + "/downloads/" + fileName;
 }
 
+bool IsRefused(const ParsedUrl& parsed, const std::string& url) {
+  return parsed.result == kUrlRefused || url.size() > kLongestUrl;
+}
+
+std::string ListIsFull() { return "The list is full: it holds " + std::to_string(kMaxRecords) + " downloads."; }
+
+// Puts the record into the slot of the listed one with its URL, or into a free one; 0 if the list is full. Until the
+// record's transfer is in its slot nothing else may run, or two adds would take one slot.
+std::int16_t PlaceRecord(Program& program, DownloadRecord record) {
+  std::int16_t index = FindUrl(program, record.URL);
+  const bool overwrite = index != 0;
+  if (!overwrite) index = FreeSlot(program);
+  if (index == 0) return 0;
+  EmptyForNewRecord(program, index, overwrite);
+  program.Download(index) = std::move(record);
+  return index;
+}
+
+// True if as many downloads run as may: the record then waits in the queue.
+bool QueueIfBusy(Program& program, std::int16_t index) {
+  if (program.ActiveCount() < program.settings.MaxSimulDownlads) return false;
+  program.Download(index).Queued = 1;
+  return true;
+}
+
+Task<> StartPlaced(Program* program, std::int16_t index) {
+  const std::shared_ptr<Transfer> transfer = program->newTransferWindow();
+  const std::uint32_t serial = program->Serial(index);
+  program->TransferWindowAt(index) = transfer;
+  transfer->SetRecordIndex(index);
+  co_await transfer->InitConnection();
+  if (program->ShowTransferWindow && program->Holds(index, serial) && program->TransferWindowAt(index) == transfer) {
+    transfer->ShowWindow();
+  }
+  program->lists->RefreshRows(0, 0);
+}
+
 }  // namespace
 
 Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller) {
   Boxes& boxes = program->boxes;
   const ParsedUrl parsed = ParseUrl(url);
-  if (parsed.result == kUrlRefused || url.size() > kLongestUrl) {
+  if (IsRefused(parsed, url)) {
     const std::string& text = program->Text(kBadUrl);
     if (boxes.Stands(caller, text)) co_return;
     BoxRequest request{text, kProgramName, kCritical};
@@ -128,8 +166,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
     if (!path) co_return;
   }
 
-  bool overwrite = FindUrl(*program, url) != 0;
-  if (overwrite) {
+  if (FindUrl(*program, url) != 0) {
     if (!claim && !claim.emplace(program->askedUrls, url).Has()) co_return;
     BoxRequest request{program->Text(kAskDuplicate), kProgramName, kYesNo | kQuestion};
     const int answer = co_await boxes.Ask(caller, std::move(request));
@@ -137,43 +174,46 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   }
   claim.reset();
 
-  // From here to the new transfer in its slot nothing else may run, or two adds would take one slot. The
-  // list may be another one since the question: the URL is looked for again.
-  std::int16_t index = overwrite ? FindUrl(*program, url) : std::int16_t{0};
-  overwrite = index != 0;
-  if (index == 0) index = FreeSlot(*program);
-  if (index == 0) {
-    program->lists->Status("The list is full: it holds " + std::to_string(kMaxRecords) + " downloads.");
-    co_return;
-  }
-  EmptyForNewRecord(*program, index, overwrite);
-  DownloadRecord& record = program->Download(index);
-  const bool wasFinished = overwrite && record.Finished;
-  record = NewRecord(*program, url, parsed, kind);
+  // The list may be another one since the question: the URL is looked for again.
+  DownloadRecord record = NewRecord(*program, url, parsed, kind);
   if (path) {
     record.SavePath = *path;
     record.HasSavePath = true;
   }
-  if (program->ActiveCount() >= program->settings.MaxSimulDownlads) {
-    record.Queued = 1;
-    later = true;
+  const std::int16_t former = FindUrl(*program, url);
+  const bool wasFinished = former != 0 && program->Download(former).Finished;
+  const std::int16_t index = PlaceRecord(*program, std::move(record));
+  if (index == 0) {
+    program->lists->Status(ListIsFull());
+    co_return;
   }
+  const bool queued = QueueIfBusy(*program, index);
   // It moves from the list of finished files to that of current downloads.
   if (wasFinished) {
     program->lists->RefreshDownList();
     program->lists->RefreshRows(0, 1);
   }
-  if (!later) {
-    const std::shared_ptr<Transfer> transfer = program->newTransferWindow();
-    const std::uint32_t serial = program->Serial(index);
-    program->TransferWindowAt(index) = transfer;
-    transfer->SetRecordIndex(index);
-    co_await transfer->InitConnection();
-    if (program->ShowTransferWindow && program->Holds(index, serial) && program->TransferWindowAt(index) == transfer) {
-      transfer->ShowWindow();
-    }
+  if (!later && !queued) {
+    co_await StartPlaced(program, index);
+  } else {
+    program->lists->RefreshRows(0, 0);
   }
-  program->lists->RefreshRows(0, 0);
+}
+
+AddOutcome AddWithoutAsking(Program& program, const std::string& url) {
+  const ParsedUrl parsed = ParseUrl(url);
+  if (IsRefused(parsed, url)) {
+    return {0, "It is no address that Pellora takes: http:// or ftp://, a host, and a path, as in http://host/file."};
+  }
+  if (FindUrl(program, url) != 0) return {0, "It is in the list already."};
+  const std::int16_t index = PlaceRecord(program, NewRecord(program, url, parsed, 0));
+  if (index == 0) return {0, ListIsFull()};
+  if (QueueIfBusy(program, index)) {
+    program.lists->RefreshRows(0, 0);
+  } else {
+    program.platform.tasks.Spawn(StartPlaced(&program, index));
+  }
+  return {index, {}};
 }
 
 }  // namespace pellora

@@ -16,4 +16,14 @@ class Program;
 // caller at most one such box waits.
 Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller);
 
+// The slot that an added download has got, or why there is none.
+struct AddOutcome {
+  std::int16_t index = 0;
+  std::string reason;
+};
+
+// The same without a box, for callers that nobody sits in front of: starts or queues the download. An address that
+// is listed already is refused; the setting "SaveAs" plays no part.
+AddOutcome AddWithoutAsking(Program& program, const std::string& url);
+
 }  // namespace pellora

@@ -23,9 +23,16 @@ bool IsIgnored(std::string_view extension, std::string_view ignored) {
 
 bool BeginsWithScheme(std::string_view text) { return text.starts_with("http://") || text.starts_with("ftp://"); }
 
+std::string_view TrimCopiedText(std::string_view text) {
+  constexpr std::string_view kAround = " \r\n";
+  const std::size_t first = text.find_first_not_of(kAround);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kAround) + 1 - first);
+}
+
 std::optional<std::string> UrlToAskAbout(std::string_view text, std::string_view ignored) {
-  if (TrimBlanks(text.substr(0, 7)) != "http://" && TrimBlanks(text.substr(0, 6)) != "ftp://") return std::nullopt;
-  const std::string_view url = TrimBlanks(text);
+  const std::string_view url = TrimCopiedText(text);
+  if (!BeginsWithScheme(url)) return std::nullopt;
   if (url.ends_with('\\') || url.ends_with('/')) return std::nullopt;
   // Everything behind the last dot counts, so a query string keeps an address from being ignored.
   const std::size_t dot = url.rfind('.');

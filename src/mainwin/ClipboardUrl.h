@@ -7,9 +7,12 @@
 
 namespace pellora {
 
-// The trimmed URL, or nothing. The scheme must stand in lower case at the very start of the untrimmed
-// text; an address that ends in a slash names no file; an extension in `ignored` (separated by commas,
-// no regard to case) is passed over. A text of several lines is judged as one.
+// A copied text without the blanks and line ends around it: terminals copy an address with its line end.
+std::string_view TrimCopiedText(std::string_view text);
+
+// The trimmed URL, or nothing. The scheme must be in lower case; an address that ends in a slash names no
+// file; an extension in `ignored` (separated by commas, no regard to case) is passed over. A text of several
+// lines is judged as one.
 std::optional<std::string> UrlToAskAbout(std::string_view text, std::string_view ignored);
 
 // True if the text begins with "http://" or "ftp://", in lower case.

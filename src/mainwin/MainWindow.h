@@ -164,6 +164,11 @@ class MainWindow final : public Window, public Lists {
   void RunAction(int number);
   void pauseall() { RunAction(kPauseAll); }
   void resumeall() { RunAction(kResumeAll); }
+  // Pauses a running record; False if it does not run.
+  bool PauseRecord(std::int16_t index);
+  // Takes a record out of the list without a question. A finished one keeps its file; the parts of any other are
+  // deleted.
+  void RemoveRecord(std::int16_t index);
   // Ends a "resume all" that is under way.
   void EndResumeAll() { ++resumeRun_; }
   // The drop basket and the mark of its menu entry.

@@ -45,7 +45,7 @@ Task<> MainWindow::AddAction() {
     form1->Tag = "";
     form1->Show();
     const std::optional<std::string> clipboard = platform_.clipboard.Text();
-    const std::string_view offered = clipboard ? TrimBlanks(*clipboard) : std::string_view{};
+    const std::string_view offered = clipboard ? TrimCopiedText(*clipboard) : std::string_view{};
     form1->Text1.Text = BeginsWithScheme(offered) ? std::string(offered) : std::string("http://");
     form1->SelectText();
     std::function<bool()> answered = [this] { return !form1->Tag().empty(); };

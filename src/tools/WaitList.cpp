@@ -31,7 +31,7 @@ WaitList::WaitList(const QStringList& asked) {
 WaitList::WaitList(const QList<DownloadRow>& rows) {
   for (const DownloadRow& row : rows) {
     Awaited item;
-    item.index = row.index;
+    item.id = row.id;
     item.last = row;
     items_.push_back(item);
   }
@@ -48,33 +48,28 @@ void WaitList::LookAt(Awaited& item, const QList<DownloadRow>& rows) {
   bool isIndex = false;
   const int askedIndex = item.asked.toInt(&isIndex);
   const auto row = std::find_if(rows.begin(), rows.end(), [&](const DownloadRow& r) {
-    if (item.index != 0) return r.index == item.index;
+    if (!item.id.isEmpty()) return r.id == item.id;
     if (isIndex) return r.index == askedIndex;
-    return r.url == item.asked && !Taken(r.index);
+    return r.id == item.asked || (r.url == item.asked && !Taken(r.id));
   });
   if (row == rows.end()) {
-    if (item.index != 0) Fail(item, "it is no longer in the list");
+    if (!item.id.isEmpty()) Fail(item, "it is no longer in the list");
     return;
   }
-  // A redirect changes the URL before anything is received; a lower count under another URL is another
-  // download that has taken the place.
-  if (item.index != 0 && row->url != item.last.url && row->received < item.last.received) {
-    return Fail(item, "it is no longer in the list");
-  }
-  item.index = row->index;
+  item.id = row->id;
   item.last = *row;
   if (row->state == "finished") item.outcome = Awaited::Outcome::Finished;
   if (row->state == "failed") Fail(item, "it failed");
   if (row->state == "paused") Fail(item, "it is paused");
 }
 
-bool WaitList::Taken(int index) const {
-  return std::any_of(items_.begin(), items_.end(), [&](const Awaited& i) { return i.index == index; });
+bool WaitList::Taken(const QString& id) const {
+  return std::any_of(items_.begin(), items_.end(), [&](const Awaited& i) { return i.id == id; });
 }
 
 void WaitList::Expire() {
   for (Awaited& item : items_) {
-    if (item.outcome == Awaited::Outcome::Open && item.index == 0) Fail(item, "it is not in the list");
+    if (item.outcome == Awaited::Outcome::Open && item.id.isEmpty()) Fail(item, "it is not in the list");
   }
 }
 
@@ -98,11 +93,19 @@ QString ProgressLine(const Awaited& item) {
   const QString name = NameOf(item);
   if (item.outcome == Awaited::Outcome::Failed) return name + ": not finished, " + item.reason;
   if (item.outcome == Awaited::Outcome::Finished) return name + ": finished, " + item.last.savedPath;
-  if (item.index == 0) return name + ": waiting to be listed";
+  if (item.id.isEmpty()) return name + ": waiting to be listed";
   QString line = name + ": " + QString::number(item.last.percent, 'f', 1) + "%, ";
   line += QString::number(item.last.received);
   if (item.last.size > 0) line += " of " + QString::number(item.last.size);
-  return line + " bytes, " + item.last.state;
+  line += " bytes, " + item.last.state;
+  const QString silence = SilenceText(item.last);
+  return silence.isEmpty() ? line : line + ", " + silence;
+}
+
+QString SilenceText(const DownloadRow& row) {
+  constexpr uint kWorthSaying = 10;  // seconds; a server may well take a breath
+  if (!row.silentSeconds || *row.silentSeconds < kWorthSaying) return {};
+  return "no byte for " + QString::number(*row.silentSeconds) + " s";
 }
 
 }  // namespace pellora

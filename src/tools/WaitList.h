@@ -1,8 +1,8 @@
 // WaitList: decides from one look at the program's list after another how the awaited downloads stand.
 //
-// A download is found by index or URL and from then on followed by its index, since a redirect changes the
-// URL. One that is not listed yet is waited for until Expire says that it had its time. A pure function of the
-// lists it is shown.
+// A download is found by id, index or URL and from then on followed by its id: a redirect changes the URL, and another
+// download may take the index. One that is not listed yet is waited for until Expire says that it had its time. A pure
+// function of the lists it is shown.
 #pragma once
 
 #include <QList>
@@ -16,8 +16,8 @@ namespace pellora {
 
 struct Awaited {
   enum class Outcome { Open, Finished, Failed };
-  QString asked;  // an index or a URL; empty for a row taken over by WaitForAll
-  int index = 0;  // 0 until found
+  QString asked;  // an id, an index or a URL; empty for a row of a list that is awaited as a whole
+  QString id;     // empty until found
   DownloadRow last;
   Outcome outcome = Outcome::Open;
   QString reason;  // why it failed
@@ -42,12 +42,15 @@ class WaitList {
 
  private:
   void LookAt(Awaited& item, const QList<DownloadRow>& rows);
-  bool Taken(int index) const;
+  bool Taken(const QString& id) const;
 
   std::vector<Awaited> items_;
 };
 
-// "name  42.0%  420000 of 1000000 bytes  active"; the saved path behind a finished one.
+// "name: 42.0%, 420000 of 1000000 bytes, active"; the saved path behind a finished one.
 QString ProgressLine(const Awaited& item);
+
+// "no byte for 42 s" of a download that has been silent for long, else empty.
+QString SilenceText(const DownloadRow& row);
 
 }  // namespace pellora

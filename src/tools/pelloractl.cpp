@@ -1,4 +1,5 @@
-// pelloractl: hands URLs to Pellora, lists its downloads and waits for them. It uses nothing but the session bus.
+// pelloractl: hands URLs to Pellora, lists, pauses and removes its downloads and waits for them. It uses nothing but
+// the session bus, and has nobody asked anything.
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -27,20 +28,33 @@ constexpr int kLookMilliseconds = 200;
 constexpr int kLineMilliseconds = 1000;     // between two lines of one download
 constexpr int kListedMilliseconds = 10000;  // for an added download to be listed
 
+constexpr int kEndMilliseconds = 60000;  // for the program to end
+
 constexpr const char* kHelp =
     "Usage: pelloractl add URL...\n"
-    "       pelloractl resume\n"
     "       pelloractl list\n"
-    "       pelloractl wait [--progress] [--timeout SECONDS] [INDEX or URL]...\n"
+    "       pelloractl wait [--progress] [--timeout SECONDS] [ID, INDEX or URL]...\n"
+    "       pelloractl pause ID or URL...\n"
+    "       pelloractl remove ID or URL...\n"
+    "       pelloractl resume\n"
+    "       pelloractl quit\n"
     "\n"
-    "add    hands the addresses to Pellora; the session bus starts it if need be.\n"
-    "resume starts every waiting or paused download, as many at once as the settings allow.\n"
-    "list   prints each listed download: index, state, percent, bytes received, size, URL, saved path.\n"
+    "add    hands the addresses to Pellora and prints the id of each; the session bus starts Pellora if need be.\n"
+    "       Nothing is asked: an address that is refused, or listed already, is named on standard error.\n"
+    "list   prints each listed download: index, state, percent, bytes received, size, URL, saved path, id, and\n"
+    "       \"no byte for N s\" if it is active and its server has been silent for ten seconds or more.\n"
     "wait   returns when each of the given downloads, or of all that are listed now, has ended.\n"
     "       --progress shows how they stand; --timeout gives up after that many seconds.\n"
+    "pause  stops running downloads; what they have is kept.\n"
+    "remove takes downloads out of the list, the parts of unfinished ones too; finished files stay.\n"
+    "resume starts every waiting or paused download, as many at once as the settings allow.\n"
+    "quit   pauses everything, saves the list, ends Pellora and returns when it has ended.\n"
+    "\n"
+    "An id belongs to one download alone until Pellora ends, also when another one has taken its index.\n"
     "\n"
     "Exit code: 0 if everything was done (wait: everything is finished), 1 if a download failed, was paused\n"
-    "or left the list, 2 for wrong arguments, 3 if Pellora cannot be reached, 4 if the time ran out.\n";
+    "or left the list, or something was refused, 2 for wrong arguments, 3 if Pellora cannot be reached, 4 if\n"
+    "the time ran out.\n";
 
 int Complain(const QString& text, ExitCode code) {
   std::fprintf(stderr, "pelloractl: %s\n", qUtf8Printable(text));
@@ -59,37 +73,62 @@ class Bus {
     const QDBusReply<bool> owned = bus_.interface()->isServiceRegistered(kBusName);
     return owned.isValid() && owned.value();
   }
-  // Empty if it went well.
-  QString Add(const QString& url) {
-    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kAutomationInterface, "MenuURL");
-    call << url << QString() << QString();
-    const QDBusMessage reply = bus_.call(call, QDBus::Block, kStartMilliseconds);
-    if (reply.type() == QDBusMessage::ReplyMessage) return {};
-    if (QDBusError(reply).type() == QDBusError::ServiceUnknown) {
-      return "Pellora is not running, and the bus does not know how to start it. Start Pellora once.";
-    }
-    return "Pellora did not take the address: " + reply.errorMessage();
+  // The answer of Add, Pause or Remove; nothing if the program cannot be reached, which Error then tells.
+  std::optional<QVariantMap> Add(const QString& url) {
+    QDBusMessage call = Call(kDownloadsInterface, "Add");
+    call << QVariantMap{{kUrlKey, url}};
+    call.setAutoStartService(true);
+    return Ask<QVariantMap>(call);
   }
-  // Empty if it went well.
-  QString ResumeAll() {
-    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kApplicationInterface, "ActivateAction");
-    call << QString(kResumeAllAction) << QVariantList() << QVariantMap();
-    call.setAutoStartService(false);
-    const QDBusMessage reply = bus_.call(call, QDBus::Block, kStartMilliseconds);
-    if (reply.type() == QDBusMessage::ReplyMessage) return {};
-    return ProgramRuns() ? "Pellora does not answer: " + reply.errorMessage() : QString("Pellora is not running.");
+  std::optional<QVariantMap> Change(const char* method, const QString& id) {
+    QDBusMessage call = Call(kDownloadsInterface, method);
+    call << id;
+    return Ask<QVariantMap>(call);
   }
   std::optional<QList<DownloadRow>> List() {
-    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "List");
-    call.setAutoStartService(false);
-    const QDBusReply<QList<DownloadRow>> reply = bus_.call(call, QDBus::Block, kStartMilliseconds);
-    if (reply.isValid()) return reply.value();
-    error_ = ProgramRuns() ? "Pellora does not answer: " + reply.error().message() : QString("Pellora is not running.");
-    return std::nullopt;
+    const std::optional<QList<QVariantMap>> maps = Ask<QList<QVariantMap>>(Call(kDownloadsInterface, "Details"));
+    if (!maps) return std::nullopt;
+    QList<DownloadRow> rows;
+    for (const QVariantMap& map : *maps) rows.append(RowOf(map));
+    return rows;
   }
+  bool ResumeAll() {
+    QDBusMessage call = Call(kApplicationInterface, "ActivateAction");
+    call << QString(kResumeAllAction) << QVariantList() << QVariantMap();
+    return Tell(call);
+  }
+  bool Quit() { return Tell(Call(kDownloadsInterface, "Quit")); }
   const QString& Error() const { return error_; }
 
  private:
+  static QDBusMessage Call(const char* interface, const char* method) {
+    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, interface, method);
+    call.setAutoStartService(false);
+    return call;
+  }
+  bool Tell(const QDBusMessage& call) {
+    const QDBusMessage reply = bus_.call(call, QDBus::Block, kStartMilliseconds);
+    return reply.type() == QDBusMessage::ReplyMessage || Failed(QDBusError(reply), call);
+  }
+  template <class Answer>
+  std::optional<Answer> Ask(const QDBusMessage& call) {
+    const QDBusReply<Answer> reply = bus_.call(call, QDBus::Block, kStartMilliseconds);
+    if (reply.isValid()) return reply.value();
+    Failed(reply.error(), call);
+    return std::nullopt;
+  }
+  // False, with the reason in Error.
+  bool Failed(const QDBusError& error, const QDBusMessage& call) {
+    if (ProgramRuns()) {
+      error_ = "Pellora does not answer: " + error.message();
+    } else if (call.autoStartService()) {
+      error_ = "Pellora is not running, and the bus does not know how to start it. Start Pellora once.";
+    } else {
+      error_ = "Pellora is not running.";
+    }
+    return false;
+  }
+
   QDBusConnection bus_ = QDBusConnection::sessionBus();
   QString error_;
 };
@@ -212,28 +251,101 @@ int RunList(Bus& bus, const QStringList& arguments) {
                              QString::number(row.received),
                              QString::number(row.size),
                              Field(row.url),
-                             Field(row.savedPath)};
+                             Field(row.savedPath),
+                             row.id,
+                             SilenceText(row)};
     Print(fields.join('\t'));
   }
   return kOk;
 }
 
+// False, with a complaint, if there are none or one of them is an option.
+bool AreOperands(const QStringList& arguments, const QString& wanted) {
+  if (arguments.isEmpty()) {
+    Complain(wanted, kUsage);
+    return false;
+  }
+  for (const QString& argument : arguments) {
+    if (!argument.startsWith("-")) continue;
+    Complain("unknown option " + argument, kUsage);
+    return false;
+  }
+  return true;
+}
+
+// What was asked for one download, whose answer may hold a reason why it was not done.
+ExitCode Answered(const QString& asked, const QVariantMap& answer) {
+  const QString reason = answer.value(kReasonKey).toString();
+  if (reason.isEmpty()) return kOk;
+  Complain(Field(asked) + ": " + reason, kNotFinished);
+  return kNotFinished;
+}
+
 int RunAdd(Bus& bus, const QStringList& arguments) {
-  if (arguments.isEmpty()) return Complain("add wants at least one URL", kUsage);
+  if (!AreOperands(arguments, "add wants at least one URL")) return kUsage;
+  ExitCode code = kOk;
   for (const QString& url : arguments) {
-    if (url.startsWith("-")) return Complain("unknown option " + url, kUsage);
+    const std::optional<QVariantMap> answer = bus.Add(url);
+    if (!answer) return Complain(bus.Error(), kNotReachable);
+    if (Answered(url, *answer) == kOk) {
+      Print(answer->value(kIdKey).toString());
+    } else {
+      code = kNotFinished;
+    }
   }
-  for (const QString& url : arguments) {
-    const QString error = bus.Add(url);
-    if (!error.isEmpty()) return Complain(error, kNotReachable);
+  return code;
+}
+
+// The id of the listed download that is named by it or by its URL; an index is no name, since another download may
+// have taken it.
+QString IdOf(const QList<DownloadRow>& rows, const QString& named) {
+  for (const DownloadRow& row : rows) {
+    if (row.id == named || row.url == named) return row.id;
   }
-  return kOk;
+  return {};
+}
+
+int ChangeEach(Bus& bus, const QStringList& arguments, const char* method, const QString& wanted) {
+  if (!AreOperands(arguments, wanted)) return kUsage;
+  const std::optional<QList<DownloadRow>> rows = bus.List();
+  if (!rows) return Complain(bus.Error(), kNotReachable);
+  ExitCode code = kOk;
+  for (const QString& named : arguments) {
+    const QString id = IdOf(*rows, named);
+    if (id.isEmpty()) {
+      code = Answered(named, {{kReasonKey, "No listed download has this id or URL."}});
+      continue;
+    }
+    const std::optional<QVariantMap> answer = bus.Change(method, id);
+    if (!answer) return Complain(bus.Error(), kNotReachable);
+    if (Answered(named, *answer) != kOk) code = kNotFinished;
+  }
+  return code;
+}
+
+int RunPause(Bus& bus, const QStringList& arguments) {
+  return ChangeEach(bus, arguments, "Pause", "pause wants at least one id or URL");
+}
+
+int RunRemove(Bus& bus, const QStringList& arguments) {
+  return ChangeEach(bus, arguments, "Remove", "remove wants at least one id or URL");
 }
 
 int RunResume(Bus& bus, const QStringList& arguments) {
   if (!arguments.isEmpty()) return Complain("resume takes no arguments", kUsage);
-  const QString error = bus.ResumeAll();
-  return error.isEmpty() ? kOk : Complain(error, kNotReachable);
+  return bus.ResumeAll() ? kOk : Complain(bus.Error(), kNotReachable);
+}
+
+int RunQuit(Bus& bus, const QStringList& arguments) {
+  if (!arguments.isEmpty()) return Complain("quit takes no arguments", kUsage);
+  if (!bus.Quit()) return Complain(bus.Error(), kNotReachable);
+  QElapsedTimer clock;
+  clock.start();
+  while (bus.ProgramRuns()) {
+    if (clock.elapsed() >= kEndMilliseconds) return Complain("Pellora has not ended", kTimedOut);
+    QThread::msleep(kLookMilliseconds);
+  }
+  return kOk;
 }
 
 int Run(QStringList arguments) {
@@ -242,8 +354,9 @@ int Run(QStringList arguments) {
     return kOk;
   }
   using Command = int (*)(Bus&, const QStringList&);
-  const std::map<QString, Command> commands{
-      {"add", RunAdd}, {"resume", RunResume}, {"list", RunList}, {"wait", RunWait}};
+  const std::map<QString, Command> commands{{"add", RunAdd},     {"list", RunList},     {"wait", RunWait},
+                                            {"pause", RunPause}, {"remove", RunRemove}, {"resume", RunResume},
+                                            {"quit", RunQuit}};
   const QString name = arguments.isEmpty() ? QString() : arguments.takeFirst();
   const auto command = commands.find(name);
   if (command == commands.end()) {

@@ -125,12 +125,16 @@ Task<> TransferWindow::FtpLoggedIn(int index) {
   FtpSay(index, FtpCommand("REST ", std::to_string(segment.RangeStart)));
 }
 
-// The data connection is normally opened on the 227 already.
+// The data connection is normally opened on the 227 already. While that reply waits for its turn, RETR waits too, or
+// the server would have to send before anybody has asked for the connection.
 void TransferWindow::FtpRetrieve(int index) {
+  const auto entry = static_cast<std::size_t>(index);
+  ftpRetrieveDue_[entry] = ftpPassiveUnderWay_[entry];
+  if (ftpRetrieveDue_[entry]) return;
   SegmentRecord& segment = Record().Segment(index + 1);
   if (segment.State == kSegmentRetrieving) return;
   FtpSay(index, FtpCommand("RETR ", ftpRemotePath_ + Record().FileName));
-  const bool addressKnown = !FTP(index).RemoteHost.empty() && !ftpPassiveUnderWay_[static_cast<std::size_t>(index)];
+  const bool addressKnown = !FTP(index).RemoteHost.empty();
   if (addressKnown && FTP(index).State() == SocketState::Closed) FtpTryData(index);
   segment.State = kSegmentRetrieving;
   RefreshList(0);
@@ -143,17 +147,20 @@ bool TransferWindow::FtpDataStands(int index) {
 
 Task<> TransferWindow::FtpPassive(int index, PassiveAddress address) {
   const auto hold = Hold();
+  const auto entry = static_cast<std::size_t>(index);
   const std::uint32_t number = WS1(index).Number();
   FtpCloseData(index);
-  ftpPassiveUnderWay_[static_cast<std::size_t>(index)] = true;
+  ftpPassiveUnderWay_[entry] = true;
   co_await Tasks().Yield();
   if (!StillCurrent()) co_return;
   if (WS1(index).Number() != number) co_return;
-  ftpPassiveUnderWay_[static_cast<std::size_t>(index)] = false;
-  if (FtpDataStands(index)) co_return;  // another reply of this kind was the faster one
-  FTP(index).RemoteHost = address.host;
-  FTP(index).RemotePort = address.PortModulo();
-  FtpTryData(index);
+  ftpPassiveUnderWay_[entry] = false;
+  if (!FtpDataStands(index)) {  // else another reply of this kind was the faster one
+    FTP(index).RemoteHost = address.host;
+    FTP(index).RemotePort = address.PortModulo();
+    FtpTryData(index);
+  }
+  if (ftpRetrieveDue_[entry]) FtpRetrieve(index);
   co_await Tasks().Yield();
 }
 
@@ -215,7 +222,7 @@ bool TransferWindow::FtpWritePart(SegmentRecord& segment, std::string_view data)
 }
 
 void TransferWindow::FtpDataArrived(int index, std::size_t bytes) {
-  program_.CountReceived(bytes);
+  CountReceived(Tick(), bytes);
   if (program_.Ending() || !StillCurrent()) return;
   const std::string_view data = FTP(index).GetData();
   DownloadRecord& record = Record();

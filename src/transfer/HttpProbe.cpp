@@ -44,7 +44,7 @@ Task<> TransferWindow::MainConnected() {
 }
 
 void TransferWindow::MainDataArrived(std::size_t bytes) {
-  program_.CountReceived(bytes);
+  CountReceived(Tick(), bytes);
   TimeOut.SetEnabled(false);
   if (!StillCurrent()) return;
   if (Record().Protocol != kHttp) {

@@ -64,6 +64,13 @@ double BarWidth(const SegmentRecord& segment, double full) {
 
 }  // namespace
 
+void TransferWindow::CountReceived(std::uint32_t tick, std::size_t bytes) {
+  program_.CountReceived(bytes);
+  lastByteTick_ = tick;
+}
+
+std::uint32_t TransferWindow::SilentFor() const { return Tick() - lastByteTick_; }
+
 void TransferWindow::Account(std::uint32_t tick, std::int64_t bytes) {
   UpdateFigures(tick, bytes);
   if (lastRefreshTick_ != 0 && TicksSince(tick, lastRefreshTick_) < kRefreshTicks) return;

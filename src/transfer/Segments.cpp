@@ -128,6 +128,7 @@ Task<> TransferWindow::ConnectSegmented() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
   const std::uint32_t run = ++connectRun_;
+  lastByteTick_ = Tick();
   Command3.Enabled = false;
   joinState_.clear();
   ftpUserSent_.fill(false);
@@ -198,6 +199,7 @@ Task<> TransferWindow::SegmentConnected(int index) {
     const auto entry = static_cast<std::size_t>(index);
     ftpUserSent_[entry] = false;
     ftpLoginDone_[entry] = false;
+    ftpRetrieveDue_[entry] = false;
     ftpCommands_[entry] = 0;
     ftpDataTried_[entry] = 0;
     segment.LastActivity = graceTick;
@@ -213,7 +215,8 @@ Task<> TransferWindow::SegmentConnected(int index) {
 
 // The data path: one block, one positioned write, no copy between.
 void TransferWindow::SegmentDataArrived(int index, std::size_t bytes) {
-  program_.CountReceived(bytes);
+  const std::uint32_t tick = Tick();
+  CountReceived(tick, bytes);
   if (program_.Ending() || !StillCurrent()) return;
   DownloadRecord& record = Record();
   if (record.Protocol == kFtp) {
@@ -223,7 +226,6 @@ void TransferWindow::SegmentDataArrived(int index, std::size_t bytes) {
   std::string_view data = WS1(index).GetData();
   if (record.Paused) return;
   data.remove_prefix(RangeHeaderLength(data));
-  const std::uint32_t tick = Tick();
   SegmentRecord& segment = record.Segment(index + 1);
   if (!WritePart(index, segment, data, tick)) return;
   const auto length = static_cast<std::int64_t>(data.size());

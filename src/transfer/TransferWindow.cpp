@@ -122,6 +122,7 @@ Task<> TransferWindow::InitConnection() {
   ftpCommands_[kMaxSegmentSockets] = 0;
   TimeOut.SetEnabled(false);  // a redirect and a repeated probe get the full time again
   TimeOut.SetEnabled(true);
+  lastByteTick_ = Tick();
   record.ConnectState = "0";
   const Settings& settings = program_.settings;
   WS.RemoteHost = settings.ProxyHTTP ? settings.ProxyServer : record.Host;

@@ -46,6 +46,7 @@ class TransferWindow final : public Window, public Transfer {
   Task<> ConnectFromViewer() override;
   void PauseDownload() override;
   Task<> ResumeDownload() override;
+  std::uint32_t SilentFor() const override;
   void ShowWindow() override;
   void HideWindow() override;
   void UnloadWindow() override { Retire(); }
@@ -150,6 +151,7 @@ class TransferWindow final : public Window, public Transfer {
   void SetReading(bool reading);
 
   // Progress
+  void CountReceived(std::uint32_t tick, std::size_t bytes);  // first thing of whatever takes bytes from a socket
   void Account(std::uint32_t tick, std::int64_t bytes);
   void UpdateFigures(std::uint32_t tick, std::int64_t bytes);
 
@@ -219,11 +221,13 @@ class TransferWindow final : public Window, public Transfer {
   std::array<std::unique_ptr<File>, kMaxSegmentSockets + 1> segmentFiles_;
   std::array<std::uint32_t, kMaxSegmentSockets + 1> segmentReopenTick_{};
   std::uint32_t lastRefreshTick_ = 0;  // 0: never
+  std::uint32_t lastByteTick_ = 0;     // or of the start or the resume, if that was later
 
   // FTP
   std::array<bool, kMaxSegmentSockets + 1> ftpUserSent_{};     // 8: the probe's
   std::array<bool, kMaxSegmentSockets> ftpLoginDone_{};        // PASV group sent or under way on this connection
   std::array<bool, kMaxSegmentSockets> ftpPassiveUnderWay_{};  // a 227 reply is being acted on
+  std::array<bool, kMaxSegmentSockets> ftpRetrieveDue_{};      // and a 350 reply has come meanwhile
   std::array<int, kMaxSegmentSockets + 1> ftpCommands_{};      // sent on this connection; 8: the probe's
   std::array<std::unique_ptr<Alarm>, kMaxSegmentSockets> ftpRetry_;
   std::array<std::uint32_t, kMaxSegmentSockets> ftpDataTried_{};  // tick of the latest try of this login; 0: none

@@ -15,11 +15,18 @@ namespace pellora {
 
 namespace {
 
+constexpr QLatin1String kLinkList("text/uri-list");
+
 class DraggedData final : public DataObject {
  public:
   explicit DraggedData(const QMimeData& data) : data_(data) {}
-  bool GetFormat(int format) const override { return format == kTextFormat && data_.hasText(); }
+  // Asked by name: a list of links would count as a text, and as one that is decoded and lacks its passwords.
+  bool GetFormat(int format) const override {
+    return (format == kTextFormat && data_.hasFormat(QStringLiteral("text/plain"))) ||
+           (format == kLinksFormat && data_.hasFormat(kLinkList));
+  }
   std::string GetData(int format) const override {
+    if (format == kLinksFormat) return data_.data(kLinkList).toStdString();
     if (format != kTextFormat) return {};
     const QString text = data_.text();
     return text.left(text.indexOf(QChar(u'\0'))).toStdString();  // some programs send the end of the text along

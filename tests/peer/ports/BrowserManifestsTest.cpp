@@ -58,6 +58,16 @@ TEST_F(Browsers, TellsEachBrowserThatIsThereOfTheHost) {
   EXPECT_FALSE(Exists("config/google-chrome"));
 }
 
+TEST_F(Browsers, MakesTheFolderWhereFirefoxLooksForHostsIfItsProfilesLieElsewhere) {
+  Has("home");
+  Has("config/mozilla/firefox");
+  Set(true);
+  EXPECT_EQ(Manifest(firefox)["allowed_extensions"].toArray(), QJsonArray{QString(kGeckoId)});
+  std::filesystem::remove_all(root.Path("home/.mozilla"));
+  Set(false);
+  EXPECT_TRUE(std::filesystem::is_empty(root.Path("home")));
+}
+
 TEST_F(Browsers, FollowsAProgramThatHasMoved) {
   Has("config/chromium");
   Set(true, "/one");

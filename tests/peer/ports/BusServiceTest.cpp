@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <QDBusConnectionInterface>
+#include <QDBusPendingCall>
+#include <QDBusPendingReply>
 #include <QProcess>
 #include <QStandardPaths>
 #include <chrono>
@@ -43,14 +45,36 @@ class BusServiceTest : public testing::Test {
   }
 
   void StartService() {
-    service = std::make_unique<BusService>(
-        events,
-        BusDoor{[this](const std::string& url, const std::string& ref, const std::string& cookie) {
-                  calls.push_back("menu " + url + " " + ref + " " + cookie);
-                },
-                [this](const std::string& url, const std::string& ref) { calls.push_back("leech " + url + " " + ref); },
-                [this] { calls.push_back("show"); }, [this] { calls.push_back("resume"); }, [this] { return rows; }});
+    BusDoor door;
+    door.menuUrl = [this](const std::string& url, const std::string& ref, const std::string& cookie) {
+      calls.push_back("menu " + url + " " + ref + " " + cookie);
+    };
+    door.leechUrl = [this](const std::string& url, const std::string& ref) {
+      calls.push_back("leech " + url + " " + ref);
+    };
+    door.show = [this] { calls.push_back("show"); };
+    door.resumeAll = [this] { calls.push_back("resume"); };
+    door.list = [this] { return rows; };
+    door.add = [this](const std::string& url, const BusDoor::Added& added) {
+      calls.push_back("add " + url);
+      if (url.starts_with("https")) {
+        added("", "Not this one.");
+      } else {
+        added(std::to_string(calls.size()) + "-7-x", "");
+      }
+    };
+    door.pause = [this](const std::string& id) { return Change("pause", id); };
+    door.remove = [this](const std::string& id) { return Change("remove", id); };
+    door.quit = [this] {
+      calls.push_back("quit");
+      QDBusConnection(names.first()).unregisterService(kBusName);
+    };
+    service = std::make_unique<BusService>(events, door);
     ASSERT_TRUE(service->Register(Bus()));
+  }
+  std::string Change(const std::string& what, const std::string& id) {
+    calls.push_back(what + " " + id);
+    return id.starts_with("2-") ? "It is not running." : "";
   }
 
   struct Result {
@@ -77,8 +101,16 @@ class BusServiceTest : public testing::Test {
   }
 
   static DownloadRow Row(int index, const QString& name, const QString& state, int received) {
-    return {index,    name, "http://host/" + name, state,
-            received, 1000, received / 10.0,       state == "finished" ? "/d/" + name : ""};
+    return {index,
+            name,
+            "http://host/" + name,
+            state,
+            received,
+            1000,
+            received / 10.0,
+            state == "finished" ? "/d/" + name : "",
+            QString::number(index) + "-7-x",
+            {}};
   }
 
   EventGate gate;
@@ -93,12 +125,71 @@ class BusServiceTest : public testing::Test {
   std::vector<std::string> calls;
 };
 
-TEST_F(BusServiceTest, HandsOverUrlsInOrderWithBothIgnoredStrings) {
+TEST_F(BusServiceTest, HandsOverUrlsInOrderAndPrintsTheirIds) {
   StartService();
   const Result result = Control({"add", "http://a/1", "ftp://b/ü"});
   EXPECT_EQ(result.code, 0) << result.err.toStdString();
-  ASSERT_TRUE(RunUntil([&] { return calls.size() == 2; }));
-  EXPECT_EQ(calls, (std::vector<std::string>{"menu http://a/1  ", "menu ftp://b/ü  "}));
+  EXPECT_EQ(result.out, "1-7-x\n2-7-x\n");
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(calls, (std::vector<std::string>{"add http://a/1", "add ftp://b/ü"}));
+}
+
+TEST_F(BusServiceTest, SaysWhyAnAddressIsRefusedAndAddsTheOthers) {
+  StartService();
+  const Result result = Control({"add", "https://a/1", "http://a/2"});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(result.out, "2-7-x\n");
+  EXPECT_EQ(result.err, "pelloractl: https://a/1: Not this one.\n");
+}
+
+TEST_F(BusServiceTest, RefusesARequestWithoutAnAddressOrWithAnOptionItDoesNotKnow) {
+  StartService();
+  const QDBusConnection bus = Bus();
+  const auto reason = [&](const QVariantMap& request) {
+    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "Add");
+    call << request;
+    QDBusPendingCall pending = bus.asyncCall(call);
+    EXPECT_TRUE(RunUntil([&] { return pending.isFinished(); }));
+    return QDBusPendingReply<QVariantMap>(pending).value().value(kReasonKey).toString();
+  };
+  EXPECT_EQ(reason({}), "The request names no address.");
+  EXPECT_EQ(reason({{kUrlKey, 7}}), "The request names no address.");
+  EXPECT_EQ(reason({{kUrlKey, "http://a/1"}, {"speed", 1}}), "Pellora does not know the option \"speed\".");
+  EXPECT_TRUE(calls.empty());
+}
+
+TEST_F(BusServiceTest, PausesAndRemovesByIdOrUrlAndNotByIndex) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 1), Row(2, "b.zip", "queued", 0)};
+  EXPECT_EQ(Control({"pause", "1-7-x", "http://host/a.zip"}).code, 0);
+  EXPECT_EQ(Control({"remove", "http://host/a.zip"}).code, 0);
+  EXPECT_EQ(calls, (std::vector<std::string>{"pause 1-7-x", "pause 1-7-x", "remove 1-7-x"}));
+  calls.clear();
+  const Result refused = Control({"pause", "2-7-x", "1", "1-8-x"});
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_EQ(refused.err,
+            "pelloractl: 2-7-x: It is not running.\n"
+            "pelloractl: 1: No listed download has this id or URL.\n"
+            "pelloractl: 1-8-x: No listed download has this id or URL.\n");
+  EXPECT_EQ(calls, (std::vector<std::string>{"pause 2-7-x"}));
+}
+
+TEST_F(BusServiceTest, QuitsAndReturnsWhenTheNameHasGone) {
+  StartService();
+  const Result result = Control({"quit"});
+  EXPECT_EQ(result.code, 0) << result.err.toStdString();
+  EXPECT_EQ(calls, (std::vector<std::string>{"quit"}));
+  EXPECT_EQ(Control({"quit"}).code, 3);
+}
+
+TEST_F(BusServiceTest, KeepsTheSignatureOfTheList) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 420)};
+  const QDBusConnection bus = Bus();
+  QDBusPendingCall pending =
+      bus.asyncCall(QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "List"));
+  ASSERT_TRUE(RunUntil([&] { return pending.isFinished(); }));
+  EXPECT_EQ(pending.reply().signature(), "a(isssiids)");
 }
 
 TEST_F(BusServiceTest, AnswersBeforeTheProgramActs) {
@@ -149,8 +240,18 @@ TEST_F(BusServiceTest, ListsEachRecordOnALine) {
   const Result result = Control({"list"});
   EXPECT_EQ(result.code, 0);
   EXPECT_EQ(result.out,
-            "1\tactive\t42.0%\t420\t1000\thttp://host/a.zip\t\n"
-            "3\tfinished\t100.0%\t1000\t1000\thttp://host/b.zip\t/d/b.zip\n");
+            "1\tactive\t42.0%\t420\t1000\thttp://host/a.zip\t\t1-7-x\t\n"
+            "3\tfinished\t100.0%\t1000\t1000\thttp://host/b.zip\t/d/b.zip\t3-7-x\t\n");
+}
+
+TEST_F(BusServiceTest, ListsForHowLongAServerHasBeenSilentFromTenSecondsOn) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 420), Row(2, "b.zip", "active", 420)};
+  rows[0].silentSeconds = 9;
+  rows[1].silentSeconds = 3600;
+  const QStringList lines = Control({"list"}).out.split('\n');
+  EXPECT_EQ(lines.at(0).section('\t', 7), "1-7-x\t");
+  EXPECT_EQ(lines.at(1).section('\t', 7), "2-7-x\tno byte for 3600 s");
 }
 
 TEST_F(BusServiceTest, WaitsUntilAllAreFinishedAndSaysWhere) {
@@ -199,8 +300,18 @@ TEST_F(BusServiceTest, SaysThatTheProgramDoesNotRun) {
 }
 
 TEST_F(BusServiceTest, RefusesWrongArguments) {
-  for (const QStringList& arguments : std::vector<QStringList>{
-           {}, {"fetch"}, {"add"}, {"add", "-x"}, {"list", "1"}, {"wait", "--fast"}, {"wait", "--timeout", "soon"}}) {
+  for (const QStringList& arguments : std::vector<QStringList>{{},
+                                                               {"fetch"},
+                                                               {"add"},
+                                                               {"add", "-x"},
+                                                               {"list", "1"},
+                                                               {"pause"},
+                                                               {"remove"},
+                                                               {"pause", "-a"},
+                                                               {"quit", "1"},
+                                                               {"resume", "1"},
+                                                               {"wait", "--fast"},
+                                                               {"wait", "--timeout", "soon"}}) {
     EXPECT_EQ(Control(arguments).code, 2) << arguments.join(' ').toStdString();
   }
   EXPECT_EQ(Control({"--help"}).code, 0);

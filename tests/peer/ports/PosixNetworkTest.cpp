@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -58,6 +59,11 @@ class Peer {
       connection_ = accept(listener_, nullptr, nullptr);
       return connection_ >= 0;
     }));
+  }
+  // Whether a connection has come about by now, without a turn of the event loop.
+  bool IsDialled() const {
+    pollfd waiting{listener_, POLLIN, 0};
+    return poll(&waiting, 1, 2000) == 1;
   }
   void StopListening() {
     if (listener_ >= 0) close(listener_);
@@ -158,6 +164,35 @@ TEST_F(PosixNetworkTest, FindsAPeerByNameOnEitherFamily) {
     const auto made = network.Connect(family == AF_INET6 ? "::1" : "localhost", other.Port(), events2);
     EXPECT_TRUE(RunUntil([&] { return events2.Saw("connected"); })) << events2.log << events2.reason;
   }
+}
+
+TEST_F(PosixNetworkTest, DialsALiteralAddressInsideTheCallAndReportsOutsideOfIt) {
+  for (const int family : {AF_INET, AF_INET6}) {
+    Peer other(family);
+    if (family == AF_INET6 && !other.Bound()) continue;  // a machine without IPv6
+    Recorder events2;
+    const auto made = network.Connect(family == AF_INET6 ? "::1" : "127.0.0.1", other.Port(), events2);
+    EXPECT_TRUE(other.IsDialled()) << family;
+    EXPECT_EQ(events2.log, "");
+    EXPECT_TRUE(RunUntil([&] { return events2.Saw("connected"); })) << events2.log << events2.reason;
+  }
+}
+
+TEST_F(PosixNetworkTest, ALiteralAddressThatFailsAtOnceFailsOutsideOfTheCallAndOnce) {
+  const char* const broadcast = "255.255.255.255";  // which no stream can be connected to
+  connection = network.Connect(broadcast, 80, recorder);
+  EXPECT_EQ(recorder.log, "");
+  ASSERT_TRUE(Wait("failed"));
+  EXPECT_NE(recorder.reason, "");
+  connection->Send("into the void");
+  RunFor(50);
+  EXPECT_EQ(recorder.log, "failed ");
+
+  Recorder events2;
+  const auto made = network.Connect(broadcast, 80, events2);
+  made->Close();
+  RunFor(50);
+  EXPECT_EQ(events2.log, "");
 }
 
 TEST_F(PosixNetworkTest, OneReadinessIsOneBlock) {

@@ -5,8 +5,8 @@
 namespace pellora {
 namespace {
 
-DownloadRow Row(int index, const QString& url, const QString& state, int received = 0) {
-  return {index, "file", url, state, received, 100, 0, ""};
+DownloadRow Row(int index, const QString& url, const QString& state, int received = 0, int serial = 1) {
+  return {index, "file", url, state, received, 100, 0, "", QString("%1-%2-x").arg(index).arg(serial), {}};
 }
 
 TEST(WaitList, FollowsADownloadThroughARedirect) {
@@ -21,9 +21,28 @@ TEST(WaitList, FollowsADownloadThroughARedirect) {
 TEST(WaitList, NoticesThatAnotherDownloadTookThePlace) {
   WaitList waits(QStringList{"4"});
   waits.Look({Row(4, "http://a/1", "active", 50)});
-  waits.Look({Row(4, "http://b/2", "active", 10)});
+  waits.Look({Row(4, "http://a/1", "finished", 100, 2)});
   EXPECT_TRUE(waits.Done());
   EXPECT_FALSE(waits.AllFinished());
+  EXPECT_EQ(waits.Items()[0].reason, "it is no longer in the list");
+}
+
+TEST(WaitList, FindsADownloadByItsId) {
+  WaitList waits(QStringList{"4-2-x"});
+  waits.Look({Row(4, "http://a/1", "finished", 100)});
+  EXPECT_FALSE(waits.Done());
+  waits.Look({Row(4, "http://b/2", "finished", 100, 2)});
+  EXPECT_TRUE(waits.AllFinished());
+}
+
+TEST(WaitList, SaysForHowLongNoByteHasCome) {
+  DownloadRow row = Row(1, "http://a/1", "active", 50);
+  row.silentSeconds = 10;
+  WaitList waits(QList<DownloadRow>{row});
+  EXPECT_EQ(ProgressLine(waits.Items()[0]), "file: 0.0%, 50 of 100 bytes, active, no byte for 10 s");
+  row.silentSeconds = 9;
+  waits.Look({row});
+  EXPECT_EQ(ProgressLine(waits.Items()[0]), "file: 0.0%, 50 of 100 bytes, active");
 }
 
 TEST(WaitList, WaitsForAUrlToBeListedUntilItExpires) {

@@ -180,6 +180,16 @@ class CopiedText(Base):
         self.screen.click("push button", "Yes", QUESTION)
         self.session.companion.wait_finished([copied], 30)
 
+    def test_a_url_copied_with_its_line_end_is_asked_about_and_fetched_without_it(self):
+        self.origin.serve_file("/line.zip", 20000)
+        url = self.origin.url("/line.zip")
+        self.copy(b" " + url.encode() + b"\r\n")
+        self.screen.wait("label", url, QUESTION)
+        self.screen.click("push button", "Yes", QUESTION)
+        [done] = self.session.companion.wait_finished([url], 30)
+        self.assertEqual(done.url, url)
+        self.assertEqual({r.path for r in self.origin.requests}, {"/line.zip"})
+
     def test_copied_text_that_is_no_url_raises_nothing_and_harms_nothing(self):
         self.origin.serve_file("/last.zip", 20000)
         for text in (b"http://127.0.0.1/a.zip\nhttp://127.0.0.1/b.zip", b"http://127.0.0.1/\x01\x02\x07.zip" + b"\0",

@@ -2,6 +2,8 @@
 kill, a limit of logins, and what is not there or not allowed."""
 
 import os
+import socket
+import threading
 import time
 import unittest
 
@@ -20,6 +22,73 @@ def put(server, name, size, seed):
     # Both send it at each change into the folder, as a reply of several lines.
     server.put(".message", b"Read the rules.\n250 rules, that is.\n")
     return server.url(name)
+
+
+class OrderServer:
+    """Serves one generated file, and notes of each RETR whether the data connection was asked for before it came. The
+    replies behind a 227 come by themselves, `pause` seconds later."""
+
+    def __init__(self, size, pause):
+        self.size, self.pause = size, pause
+        self.orders = []
+        self.listener = origin.listen_low()
+        self.thread = threading.Thread(target=self.accept, daemon=True)
+        self.thread.start()
+
+    def url(self, name):
+        return "ftp://anonymous:x@127.0.0.1:%d/%s" % (self.listener.getsockname()[1], name)
+
+    def accept(self):
+        while True:
+            try:
+                connection, _ = self.listener.accept()
+            except OSError:
+                return
+            threading.Thread(target=self.serve, args=(connection,), daemon=True).start()
+
+    def serve(self, connection):
+        connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        passive, start = None, 0
+        try:
+            connection.sendall(b"220 ready\r\n")
+            for line in connection.makefile("rb"):
+                verb, _, argument = line.decode().strip().partition(" ")
+                if verb == "PASV":
+                    passive = origin.listen_low()
+                    port = passive.getsockname()[1]
+                    connection.sendall(b"227 here (127,0,0,1,%d,%d)\r\n" % (port // 256, port % 256))
+                    time.sleep(self.pause)
+                elif verb == "REST":
+                    start = int(argument)
+                    connection.sendall(b"350 from there\r\n")
+                elif verb == "RETR":
+                    self.send(connection, passive, start)
+                else:
+                    connection.sendall({"USER": b"331 password\r\n", "PASS": b"230 in\r\n", "CWD": b"250 there\r\n",
+                                        "PWD": b'257 "/"\r\n', "SIZE": b"213 %d\r\n" % self.size}.get(verb, b"200 well\r\n"))
+        except OSError:
+            pass
+        finally:
+            for open_socket in (passive, connection):
+                if open_socket:
+                    open_socket.close()
+
+    def send(self, connection, passive, start):
+        passive.setblocking(False)
+        try:
+            data, _ = passive.accept()
+            self.orders.append(True)
+        except BlockingIOError:
+            self.orders.append(False)
+            passive.settimeout(10)
+            data, _ = passive.accept()
+        data.setblocking(True)
+        with data:
+            connection.sendall(b"150 here it comes\r\n")
+            data.sendall(origin.content(self.size, 0, start))
+
+    def close(self):
+        origin.end_accepting(self.listener, self.thread)
 
 
 class FtpServers(unittest.TestCase):
@@ -124,6 +193,19 @@ class FtpServers(unittest.TestCase):
                 if segment.state != COMPLETE:
                     self.assertEqual(first["kill"], segment.range_start + segment.received_now)
             self.assertEqual(kept, received)
+
+    def test_the_data_connection_is_asked_for_before_retr_goes_out(self):
+        session = self.session()
+        for number, pause in enumerate((0, 0.00005, 0.0002, 0.001, 0.02)):
+            server = OrderServer(400003, pause)
+            self.addCleanup(server.close)
+            urls = [server.url("%d-%d.bin" % (number, each)) for each in range(3)]
+            for url in urls:
+                session.menu_url(url)
+            session.companion.wait_finished(urls, 60)
+            with self.subTest(pause=pause):
+                self.assertGreaterEqual(len(server.orders), 24)
+                self.assertEqual(server.orders.count(False), 0, "of %d" % len(server.orders))
 
     def login_limit(self, kind):
         server = self.start(kind, most_logins=2)

@@ -136,6 +136,19 @@ class Manifests(HandOver):
         self.assertEqual(self.session.stop(), 0)
 
 
+    def test_reach_a_firefox_that_keeps_its_profiles_elsewhere(self):
+        os.makedirs(os.path.join(self.session.env["XDG_CONFIG_HOME"], "mozilla/firefox"))
+        manifest = os.path.join(self.session.home, ".mozilla/native-messaging-hosts", MANIFEST)
+        self.session.start()
+        harness.wait_until(lambda: os.path.exists(manifest), 10, "the manifest")
+        self.assertEqual(os.listdir(os.path.join(self.session.home, ".mozilla")), ["native-messaging-hosts"])
+
+    def test_make_no_folder_where_there_is_no_browser(self):
+        self.session.start()
+        self.assertEqual(self.session.stop(), 0)
+        self.assertFalse(os.path.exists(os.path.join(self.session.home, ".mozilla")))
+
+
 class Entries(HandOver):
     def test_are_valid_and_start_the_program_from_a_folder_with_blanks(self):
         self.session.start()

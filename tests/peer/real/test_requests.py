@@ -85,6 +85,18 @@ class Requests(unittest.TestCase):
         self.assertEqual([r.raw for r in proxy.requests], [probe(url)])
         self.assertEqual(sorted(self.raw("/p.bin")), sorted(segment(url, *r) for r in plan(12345, 4)))
 
+    def test_blanks_around_a_url_stay_out_of_the_requests_under_a_proxy(self):
+        proxy = origin.Origin()
+        self.addCleanup(proxy.close)
+        self.origin.serve_file("/p.bin", 12345)
+        proxy.replies = self.origin.replies
+        session = self.session(MaxSegments=4, ProxyHTTP="True", ProxyServer="127.0.0.1", ProxyPort=proxy.port)
+        url = self.origin.url("/p.bin")
+        session.menu_url("  %s " % url)
+        self.fetched(session, "  %s " % url, 12345)
+        self.assertEqual([r.raw for r in proxy.requests], [probe(url)])
+        self.assertEqual(sorted(self.raw("/p.bin")), sorted(segment(url, *r) for r in plan(12345, 4)))
+
     def test_a_real_proxy_carries_the_probe(self):
         proxy = servers.Tinyproxy()
         self.addCleanup(proxy.close)

@@ -7,19 +7,26 @@
 namespace pellora {
 namespace {
 
-// What another program drags: a text, or nothing but other formats.
+// What another program drags: a text, a list of links, both, or nothing but other formats.
 class Dragged final : public DataObject {
  public:
-  explicit Dragged(std::optional<std::string> text) : text_(std::move(text)) {}
-  bool GetFormat(int format) const override { return format == kTextFormat && text_; }
+  explicit Dragged(std::optional<std::string> text, std::optional<std::string> links = std::nullopt)
+      : text_(std::move(text)), links_(std::move(links)) {}
+  bool GetFormat(int format) const override { return Content(format).has_value(); }
   std::string GetData(int format) const override {
     ++asked;
-    return GetFormat(format) ? *text_ : "";
+    return Content(format).value_or("");
   }
   mutable int asked = 0;
 
  private:
+  std::optional<std::string> Content(int format) const {
+    if (format == kTextFormat) return text_;
+    return format == kLinksFormat ? links_ : std::nullopt;
+  }
+
   std::optional<std::string> text_;
+  std::optional<std::string> links_;
 };
 
 class DropBasket : public MainWindowFixture {
@@ -31,8 +38,8 @@ class DropBasket : public MainWindowFixture {
     Do([&] { window().sdb.Click(); });
     sim.RunFor(1);
   }
-  int Drop(std::optional<std::string> text) {
-    const Dragged data(std::move(text));
+  int Drop(std::optional<std::string> text, std::optional<std::string> links = std::nullopt) {
+    const Dragged data(std::move(text), std::move(links));
     int effect = kDropNone;
     Do([&] { effect = basket().OLEDragDrop(data, kDropNone); });
     return effect;
@@ -232,6 +239,46 @@ TEST_F(DropBasket, TakesSeveralLinesAsOneText) {
   EXPECT_EQ(Drop("http://origin.example/a.zip\nhttp://origin.example/b.zip"), kDropCopy);
   EXPECT_EQ(program().DownloadCount, 1);
   EXPECT_EQ(Rec(1).URL, "http://origin.example/a.zip\nhttp://origin.example/b.zip");
+}
+
+TEST_F(DropBasket, TakesEachLinkOfADropWithoutAText) {
+  Open();
+  EXPECT_EQ(Drop(std::nullopt, "# links\r\nhttp://origin.example/a.zip\r\nftp://me:pw@origin.example/b%20.zip\r\n"),
+            kDropCopy);
+  sim.RunReady();
+  ASSERT_EQ(program().DownloadCount, 2);
+  EXPECT_EQ(Rec(1).URL, "http://origin.example/a.zip");
+  EXPECT_EQ(Rec(2).URL, "ftp://me:pw@origin.example/b%20.zip");
+  sim.RunFor(3000);
+  EXPECT_TRUE(transfers.empty());
+}
+
+TEST_F(DropBasket, PassesOverADropOfFiles) {
+  Open();
+  EXPECT_EQ(Drop(std::nullopt, "file:///home/u/a.zip\r\nhttps://origin.example/a.zip\r\n"), kDropNone);
+  EXPECT_EQ(program().DownloadCount, 0);
+  EXPECT_TRUE(sim.dialogs().Boxes().empty());
+}
+
+TEST_F(DropBasket, TakesTheTextWhereThereIsOneAndNotTheLinks) {
+  Open();
+  EXPECT_EQ(Drop("http://origin.example/text.zip", "http://origin.example/link.zip\r\n"), kDropCopy);
+  EXPECT_EQ(Drop("words", "http://origin.example/link.zip\r\n"), kDropNone);
+  sim.RunReady();
+  ASSERT_EQ(program().DownloadCount, 1);
+  EXPECT_EQ(Rec(1).URL, "http://origin.example/text.zip");
+}
+
+TEST_F(DropBasket, AddsTheOtherLinksWhileOneOfThemAsks) {
+  Open();
+  Record("http://origin.example/a.zip");
+  Drop(std::nullopt, "http://origin.example/a.zip\nhttp://origin.example\nhttp://origin.example/b.zip\n");
+  sim.RunReady();
+  EXPECT_EQ(program().DownloadCount, 2);
+  EXPECT_EQ(Rec(2).URL, "http://origin.example/b.zip");
+  EXPECT_EQ(sim.dialogs().Standing(), 1U);
+  Answer(kAnswerNo);
+  EXPECT_EQ(Box(), Text(400));
 }
 
 TEST_F(DropBasket, SaysThatATextOf10MebibytesIsBad) {

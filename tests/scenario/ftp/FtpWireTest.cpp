@@ -33,6 +33,36 @@ TEST_F(FtpWire, HasEachCommandWithItsLineEndAndNothingElse) {
   EXPECT_EQ(sim.network().Log()[2].received, "");
 }
 
+// The program takes a while after the 227, so that the 350 is there before the reply's own turn has come.
+TEST_F(FtpWire, HasTheDataConnectionAskedForBeforeRetrThoughThe350ComesInTheTurnOfThe227) {
+  const std::string login = "220 ready\r\n331 password, please\r\n230 logged in\r\n";
+  const std::string passive = "227 Entering Passive Mode (10,0,0,1,78,32).\r\n";
+  FtpFault fault;
+  fault.wire.splitAt = {login.size(), login.size() + passive.size()};
+  Serve(9000);
+  const auto& log = sim.network().Log();
+  for (int index = 1; index <= 20; ++index) {  // whose turn comes first is left to the seed
+    server.OnConnection(server.Connections() + 2, fault);
+    sim.disk().Lose("/home/u/dl/a.bin");
+    Start("ftp://f.example/a.bin");
+    const std::size_t segment = log.size();  // behind the probe
+    bool late = false;
+    sim.loop().SetAfterEach([&](SimLane) {
+      if (late || log.size() <= segment || log[segment].delivered != login.size() + passive.size()) return;
+      late = true;
+      sim.Stall(50);
+    });
+    const auto asked = [&] { return log.size() > segment && log[segment].received.find("RETR") != std::string::npos; };
+    const bool retrieved = sim.RunUntil(asked, 60'000);
+    sim.loop().SetAfterEach({});
+    ASSERT_TRUE(retrieved) << sim.Replay();
+    EXPECT_TRUE(late) << index;
+    EXPECT_EQ(log.size(), segment + 2) << index << sim.Replay();
+    ASSERT_TRUE(RunUntilFinished(index)) << sim.Replay();
+    ExpectTheFile();
+  }
+}
+
 TEST_F(FtpWire, HasNoQuitAndNoAborWhereTheClientHangsUp) {
   Start(Serve(400003));
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();

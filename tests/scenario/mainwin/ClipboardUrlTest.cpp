@@ -7,13 +7,26 @@ namespace {
 
 const std::string kUsual = "HTM,HTML,ASP,PHP,CGI";
 
-TEST(UrlToAskAbout, TakesAnHttpOrFtpUrlAndTrimsItsEnd) {
+TEST(UrlToAskAbout, TakesAnHttpOrFtpUrlWithoutTheBlanksAndLineEndsAroundIt) {
   EXPECT_EQ(UrlToAskAbout("http://a.example/x.zip", kUsual), "http://a.example/x.zip");
   EXPECT_EQ(UrlToAskAbout("ftp://a.example/x.zip  ", kUsual), "ftp://a.example/x.zip");
+  for (const char* const text : {"http://a.example/x.zip\n", "http://a.example/x.zip\r\n", " http://a.example/x.zip",
+                                 "\n\r\n http://a.example/x.zip \n \r"}) {
+    EXPECT_EQ(UrlToAskAbout(text, kUsual), "http://a.example/x.zip") << text;
+  }
 }
 
-TEST(UrlToAskAbout, LooksAtTheFirstCharactersBeforeItTrims) {
-  EXPECT_EQ(UrlToAskAbout(" http://a.example/x.zip", kUsual), std::nullopt);
+TEST(UrlToAskAbout, LooksAtTheEndOfTheAddressAndNotOfTheText) {
+  EXPECT_EQ(UrlToAskAbout("http://a.example/x/\n", kUsual), std::nullopt);
+  EXPECT_EQ(UrlToAskAbout("http://a.example/x.htm\r\n", kUsual), std::nullopt);
+  EXPECT_EQ(UrlToAskAbout(" \r\n", kUsual), std::nullopt);
+}
+
+TEST(TrimCopiedText, TakesOffBlanksAndLineEndsAndNothingElse) {
+  EXPECT_EQ(TrimCopiedText("\r\n a\nb \n"), "a\nb");
+  EXPECT_EQ(TrimCopiedText("\ta\t"), "\ta\t");
+  EXPECT_EQ(TrimCopiedText(""), "");
+  EXPECT_EQ(TrimCopiedText("\n \r"), "");
 }
 
 TEST(UrlToAskAbout, AsksAboutAUrlWithoutADot) {

@@ -25,6 +25,7 @@ class FakeTransfer final : public Transfer {
   Task<> ConnectSegmented() override;
   void PauseDownload() override;
   Task<> ResumeDownload() override;
+  std::uint32_t SilentFor() const override { return silentFor; }
   void ShowWindow() override { shown = true; }
   void HideWindow() override { shown = false; }
   void UnloadWindow() override { unloaded = true; }
@@ -36,6 +37,7 @@ class FakeTransfer final : public Transfer {
   bool shown = false;
   bool unloaded = false;
   std::uint32_t busyFor = 0;  // milliseconds that a resume takes
+  std::uint32_t silentFor = 0;
 
  private:
   Program& program_;

@@ -29,6 +29,24 @@ TEST_F(ClipboardQuestion, AsksInTheLanguageOfTheProgramAndAddsOnYes) {
   EXPECT_EQ(transfers.at(0)->probes, 1);
 }
 
+TEST_F(ClipboardQuestion, LeavesOutTheLineEndThatWasCopiedAlong) {
+  Start();
+  Copy("http://h/a.zip\n");
+  ASSERT_TRUE(question().Visible());
+  EXPECT_EQ(question().Label2.Caption(), "http://h/a.zip");
+  Press(question().Command1);
+  ASSERT_EQ(program().DownloadCount, 1);
+  EXPECT_EQ(Rec(1).URL, "http://h/a.zip");
+  EXPECT_EQ(Rec(1).Path, "/a.zip");
+}
+
+TEST_F(ClipboardQuestion, KnowsAListedUrlThatIsCopiedWithItsLineEnd) {
+  Start();
+  Record("http://h/a.zip");
+  Copy("http://h/a.zip\r\n");
+  EXPECT_FALSE(question().Loaded());
+}
+
 TEST_F(ClipboardQuestion, AddsNothingOnNo) {
   Start();
   Copy("http://h/a.zip");
@@ -154,6 +172,16 @@ TEST_F(AddDialog, OffersTheUrlOnTheClipboardSelectedAsAWhole) {
   EXPECT_EQ(dialog().Caption(), Text(695));
   EXPECT_EQ(dialog().Text1.Text(), "http://h/a.zip");
   EXPECT_GT(dialog().Text1.SelectAll(), selections);
+}
+
+TEST_F(AddDialog, OffersTheUrlWithoutTheLineEndThatWasCopiedAlong) {
+  Start();
+  program().settings.CheckClipboard = false;
+  sim.clipboard().text = "\n http://h/a.zip \r\n";
+  Open();
+  EXPECT_EQ(dialog().Text1.Text(), "http://h/a.zip");
+  Press(dialog().Command1);
+  EXPECT_EQ(Rec(1).URL, "http://h/a.zip");
 }
 
 TEST_F(AddDialog, OffersTheSchemeWithoutAUrlOnTheClipboard) {

@@ -206,5 +206,37 @@ TEST_F(Progress, SumsAllBytesOfTheSessionHeadersIncluded) {
   EXPECT_GT(delivered, 20000U);
 }
 
+TEST_F(Progress, CountsTheSilenceFromTheLastByteAndNotFromAReconnection) {
+  Serve("/a.bin", 9000);
+  HttpFault silent;
+  silent.wire.latency = 5;
+  silent.hangInBody = 4000;
+  origin.OnConnection(2, silent);
+  HttpFault mute;
+  mute.wire.latency = 5;
+  mute.wire.hangAfterAccept = true;
+  origin.OnConnection(3, mute);
+  Start("http://o.example/a.bin");
+  ASSERT_TRUE(sim.RunUntil([&] { return Record().Received == 4000; }, 5000)) << sim.Replay();
+  EXPECT_LT(WindowOf()->SilentFor(), 100U);
+  sim.RunFor(7000);
+  EXPECT_NEAR(WindowOf()->SilentFor(), 7000U, 100);
+  Pause();
+  Resume();  // to a server that accepts and says nothing; the stall watch connects again and again
+  sim.RunFor(18'000);
+  EXPECT_NEAR(WindowOf()->SilentFor(), 18'000U, 100);
+  EXPECT_TRUE(RunUntilFinished()) << sim.Replay();
+}
+
+TEST_F(Progress, CountsTheSilenceOfAServerThatNeverAnswersFromTheStart) {
+  HttpFault mute;
+  mute.wire.hangAfterAccept = true;
+  mute.wire.latency = 5;
+  origin.Always(mute);
+  Start("http://o.example/a.bin");
+  sim.RunFor(30'000);
+  EXPECT_NEAR(WindowOf()->SilentFor(), 30'000U, 100);
+}
+
 }  // namespace
 }  // namespace pellora

@@ -46,6 +46,14 @@ TEST(ProbeRequest, HasTheseBytesWithARefererAndAProxy) {
             "\r\n");
 }
 
+TEST(Requests, LeaveOutTheBlanksAroundAnAddress) {
+  DownloadRecord record = Record("  http://from.example/a b ");
+  const DownloadRecord trimmed = Record("http://from.example/a b");
+  record.URL = "  " + record.URL + " ";
+  EXPECT_EQ(ProbeRequest(record, true), ProbeRequest(trimmed, true));
+  EXPECT_EQ(SegmentRequest(record, Range(0, 9), true), SegmentRequest(trimmed, Range(0, 9), true));
+}
+
 TEST(SegmentRequest, HasTheseBytesWithoutAReferer) {
   EXPECT_EQ(SegmentRequest(Record(), Range(5000, 9999), false),
             "GET /dir/a.zip?x=1 HTTP/1.1\r\n"
