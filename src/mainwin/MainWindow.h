@@ -186,6 +186,7 @@ class MainWindow final : public Window, public Lists {
  protected:
   void OnLoad() override;
   void OnQueryUnload(bool& cancel, UnloadMode mode) override;
+  void OnSized() override { Resize(); }
   void OnResize() override { Resize(); }
   void OnMouseMove() override;
 

@@ -81,13 +81,25 @@ void Window::ViewClosed() {
   platform_.gate.Deliver([this] { Unload(UnloadMode::UserClosed); });
 }
 
+void Window::TakeSize(int outerWidth, int outerHeight, int innerWidth, int innerHeight) {
+  Width = outerWidth;
+  Height = outerHeight;
+  innerWidth_ = innerWidth;
+  innerHeight_ = innerHeight;
+}
+
+void Window::ViewSized(int outerWidth, int outerHeight, int innerWidth, int innerHeight) {
+  const auto hold = Hold();
+  platform_.gate.Deliver([&] {
+    TakeSize(outerWidth, outerHeight, innerWidth, innerHeight);
+    OnSized();
+  });
+}
+
 void Window::ViewResized(int outerWidth, int outerHeight, int innerWidth, int innerHeight) {
   const auto hold = Hold();
   platform_.gate.Deliver([&] {
-    Width = outerWidth;
-    Height = outerHeight;
-    innerWidth_ = innerWidth;
-    innerHeight_ = innerHeight;
+    TakeSize(outerWidth, outerHeight, innerWidth, innerHeight);
     OnResize();
   });
 }

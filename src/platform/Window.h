@@ -59,6 +59,8 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
 
   // From the view: what the user or the desktop did. Each call is one event.
   void ViewClosed();
+  // Sizes that are no resize: a showing, and a form that fits itself to its contents.
+  void ViewSized(int outerWidth, int outerHeight, int innerWidth, int innerHeight);
   void ViewResized(int outerWidth, int outerHeight, int innerWidth, int innerHeight);
   void ViewStateChanged(WindowState state);
   void ViewActivated();
@@ -76,6 +78,7 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
   // Sets `cancel` to keep the window.
   virtual void OnQueryUnload(bool& cancel, UnloadMode mode);
   virtual void OnUnload() {}
+  virtual void OnSized() {}  // for layouts: the view gave a size that is no resize
   virtual void OnResize() {}
   virtual void OnActivate() {}    // also got focus, painted again
   virtual void OnDeactivate() {}  // also lost focus
@@ -87,6 +90,8 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
   Platform& platform_;
 
  private:
+  void TakeSize(int outerWidth, int outerHeight, int innerWidth, int innerHeight);
+
   std::vector<Control*> controls_;
   std::shared_ptr<WindowView> view_;
   bool visible_ = false;

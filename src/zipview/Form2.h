@@ -77,6 +77,7 @@ class Form2 final : public Window, public ZipViewer {
  protected:
   void OnLoad() override;
   void OnUnload() override;
+  void OnSized() override { OnResize(); }
   void OnResize() override;
 
  private:

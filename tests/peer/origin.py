@@ -85,6 +85,27 @@ def listen_low():
     raise OSError("no free port")
 
 
+class Unanswering:
+    """A port of loopback that neither takes nor refuses a connection, as that of a host which is switched off."""
+
+    def __init__(self):
+        self.listener = listen_low()
+        self.listener.listen(0)
+        self.waiting = []
+        for _ in range(4):  # in its queue, which they fill
+            client = socket.socket()
+            client.setblocking(False)
+            client.connect_ex(self.listener.getsockname())
+            self.waiting.append(client)
+
+    def url(self, path):
+        return "http://127.0.0.1:%d%s" % (self.listener.getsockname()[1], path)
+
+    def close(self):
+        for each in [*self.waiting, self.listener]:
+            each.close()
+
+
 def end_accepting(listener, thread):
     """Closes a listener once the thread that waits at it is gone: it might otherwise take connections from the next
     listener, which gets the same descriptor."""

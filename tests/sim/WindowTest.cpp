@@ -36,6 +36,7 @@ class TestWindow final : public Window {
   void OnLoad() override { log_ += "load "; }
   void OnQueryUnload(bool& cancel, UnloadMode mode) override { cancel = keep && mode == UnloadMode::UserClosed; }
   void OnUnload() override { log_ += "unload "; }
+  void OnSized() override { log_ += "sized "; }
   void OnResize() override { log_ += "resize "; }
 
  private:
@@ -145,6 +146,15 @@ TEST_F(WindowTest, ResizingIsOneEventWithAllSizesSet) {
   EXPECT_EQ(window->Width(), 400);
   EXPECT_EQ(window->InnerHeight(), 270);
   EXPECT_EQ(log, "load resize ");
+}
+
+TEST_F(WindowTest, ASizeOfAShowingSetsAllSizesWithoutAResize) {
+  const auto window = NewWindow();
+  window->Show();
+  window->ViewSized(400, 300, 392, 270);
+  EXPECT_EQ(window->Height(), 300);
+  EXPECT_EQ(window->InnerWidth(), 392);
+  EXPECT_EQ(log, "load sized ");
 }
 
 TEST_F(WindowTest, ControlsAreFoundByName) {

@@ -1,7 +1,7 @@
 #include "desktop/views/FormHost.h"
 
-#include <QAbstractScrollArea>
 #include <QAction>
+#include <QApplication>
 #include <QDialog>
 #include <QKeyEvent>
 #include <QLayout>
@@ -9,6 +9,7 @@
 #include <QScreen>
 #include <QUrl>
 #include <QWidget>
+#include <QWindow>
 #include <algorithm>
 #include <utility>
 
@@ -95,10 +96,7 @@ void FormHost::Build() {
   root_ = NewForm(window_->TypeName);
   if (root_ == nullptr) return;
   titleIsName_ = root_->accessibleName().isEmpty();
-  root_->setMouseTracking(true);
   root_->installEventFilter(this);
-  WatchMouse(*root_, nullptr);
-  for (QWidget* widget : root_->findChildren<QWidget*>()) widget->setMouseTracking(true);
   for (Control* control : window_->Controls()) {
     auto* object = root_->findChild<QObject*>(ObjectName(control->Name));
     if (object == nullptr) continue;
@@ -108,7 +106,7 @@ void FormHost::Build() {
     dirty_.insert(control);
     if (auto* widget = qobject_cast<QWidget*>(object)) {
       widget->setProperty("bound", true);
-      WatchMouse(*widget, control);
+      WatchWidget(*widget, *control);
     }
   }
   for (QWidget* widget : root_->findChildren<QWidget*>()) {
@@ -128,12 +126,9 @@ void FormHost::Build() {
   windowDirty_ = true;
 }
 
-void FormHost::WatchMouse(QWidget& widget, Control* control) {
-  // A scrolling view gets its moves through its viewport.
-  QWidget* target = &widget;
-  if (auto* area = qobject_cast<QAbstractScrollArea*>(&widget)) target = area->viewport();
-  mouseTargets_.insert(target, control);
-  if (target != root_) target->installEventFilter(this);
+void FormHost::WatchWidget(QWidget& widget, Control& control) {
+  controlOf_.insert(&widget, &control);
+  if (dynamic_cast<Label*>(&control) != nullptr) widget.installEventFilter(this);  // for double clicks
 }
 
 void FormHost::Flush() {
@@ -148,13 +143,18 @@ void FormHost::Flush() {
   // From here on the form's own events may come, and end the window with them.
   if (std::exchange(windowDirty_, false)) ApplyWindow();
   if (window_ == nullptr) return;
-  if (std::exchange(fitWanted_, false) && !sizedByUser_) FitHeight();
+  if (std::exchange(fitWanted_, false) && !sizedByUser_) {
+    fitting_ = true;
+    FitHeight();
+    fitting_ = false;
+  }
   if (window_ == nullptr) return;
   if (std::exchange(moveWanted_, false)) MoveOntoScreen();
   if (window_ == nullptr) return;
   if (const auto state = std::exchange(wantState_, std::nullopt)) ApplyState(*state);
   if (window_ == nullptr) return;
   if (const auto shown = std::exchange(wantShown_, std::nullopt)) {
+    if (!root_->isVisible()) onScreen_ = false;
     if (*shown && !root_->isMaximized()) ResizeWithinScreen(root_->size());
     if (window_ == nullptr) return;
     root_->setVisible(*shown);
@@ -239,40 +239,45 @@ void FormHost::FitHeight() {
   if (root_->isMaximized() || root_->isFullScreen()) return;
   root_->layout()->activate();
   const int height = root_->layout()->totalSizeHint().height();
-  if (height == root_->height()) return;
-  fitting_ = true;
-  ResizeWithinScreen({root_->width(), height});
-  fitting_ = false;
+  if (height != root_->height()) ResizeWithinScreen({root_->width(), height});
 }
 
 bool FormHost::eventFilter(QObject* watched, QEvent* event) {
   if (window_ == nullptr) return false;
-  if (event->type() == QEvent::MouseMove) {
-    const auto target = mouseTargets_.constFind(watched);
-    if (target == mouseTargets_.constEnd()) return false;
-    Control* control = *target;
-    if (control != nullptr && control->OnMouseMove) {
-      control->MouseMoved();
-    } else if (watched == root_ && !HintsAt(static_cast<QMouseEvent*>(event)->position().toPoint())) {
-      window_->ViewMouseMoved();
-    }
+  if (watched == root_) return OnFormEvent(*event);
+  if (watched == root_->windowHandle()) {
+    OnScreenEvent(*event);
     return false;
   }
   if (event->type() == QEvent::MouseButtonDblClick && static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
-    auto* label = dynamic_cast<Label*>(mouseTargets_.value(watched));
+    auto* label = dynamic_cast<Label*>(controlOf_.value(watched));
     if (label != nullptr) label->DoubleClick();
-    return false;
-  }
-  return watched == root_ && OnFormEvent(*event);
-}
-
-bool FormHost::HintsAt(const QPoint& place) const {
-  // A move that a widget leaves alone comes to the form as well.
-  for (QWidget* widget = root_->childAt(place); widget != nullptr && widget != root_; widget = widget->parentWidget()) {
-    const Control* control = mouseTargets_.value(widget);
-    if (control != nullptr && control->OnMouseMove) return true;
   }
   return false;
+}
+
+// What comes to the form's window as a whole, before any widget in it.
+void FormHost::OnScreenEvent(QEvent& event) {
+  if (event.type() == QEvent::MouseMove) {
+    OnMouseMove(static_cast<QMouseEvent&>(event));
+  } else if (event.type() == QEvent::Expose && root_->windowHandle()->isExposed()) {
+    onScreen_ = true;
+  }
+}
+
+// A move belongs to the innermost control under the pointer that takes moves, else to the window. Widgets are not
+// asked: they pass moves on to their parents, and get none unless they track the mouse.
+void FormHost::OnMouseMove(const QMouseEvent& move) {
+  // A pressed button keeps the mouse for its control, and an open menu for itself.
+  if (move.buttons() != Qt::NoButton || QApplication::activePopupWidget() != nullptr) return;
+  QWidget* widget = root_->childAt(move.position().toPoint());
+  for (; widget != nullptr && widget != root_; widget = widget->parentWidget()) {
+    Control* control = controlOf_.value(widget);
+    if (control == nullptr || !control->OnMouseMove) continue;
+    control->MouseMoved();
+    return;
+  }
+  window_->ViewMouseMoved();
 }
 
 bool FormHost::OnFormEvent(QEvent& event) {
@@ -288,6 +293,9 @@ bool FormHost::OnFormEvent(QEvent& event) {
       }
       window_->ViewClosed();
       return true;
+    case QEvent::WinIdChange:
+      if (root_->windowHandle() != nullptr) root_->windowHandle()->installEventFilter(this);
+      return false;
     case QEvent::Resize:
       if (event.spontaneous() && !fitting_) sizedByUser_ = true;
       if (!event.spontaneous() && HasGrownOffScreen(static_cast<QResizeEvent&>(event).oldSize())) {
@@ -323,7 +331,11 @@ void FormHost::ReportSize() {
   const int height = fold_ != nullptr ? window_->Height() : size.height();
   appliedWidth_ = size.width();
   if (fold_ == nullptr) appliedHeight_ = height;
-  window_->ViewResized(size.width(), height, size.width(), size.height());
+  if (onScreen_ && !fitting_) {
+    window_->ViewResized(size.width(), height, size.width(), size.height());
+  } else {
+    window_->ViewSized(size.width(), height, size.width(), size.height());
+  }
 }
 
 void FormHost::ReportState() {

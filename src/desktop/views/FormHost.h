@@ -16,7 +16,7 @@
 
 #include "desktop/views/Bindings.h"
 
-class QPoint;
+class QMouseEvent;
 class QSize;
 class QWidget;
 
@@ -71,7 +71,7 @@ class FormHost : public QObject {
 
   void Schedule();
   void Build();
-  void WatchMouse(QWidget& widget, Control* control);
+  void WatchWidget(QWidget& widget, Control& control);
   void BringDown();
   void ApplyState(WindowState state);
   void ApplyWindow();
@@ -79,7 +79,8 @@ class FormHost : public QObject {
   bool HasGrownOffScreen(const QSize& before) const;
   void MoveOntoScreen();
   void FitHeight();
-  bool HintsAt(const QPoint& place) const;
+  void OnScreenEvent(QEvent& event);
+  void OnMouseMove(const QMouseEvent& move);
   bool OnFormEvent(QEvent& event);
   void ReportSize();
   void ReportState();
@@ -91,7 +92,7 @@ class FormHost : public QObject {
   WindowFollower* follower_ = nullptr;  // the form, if it is one
   QWidget* fold_ = nullptr;             // the part that a low window folds away
   std::unordered_map<const Control*, std::unique_ptr<Binding>> bindings_;
-  QHash<QObject*, Control*> mouseTargets_;
+  QHash<QObject*, Control*> controlOf_;  // by its widget
   std::vector<FileIcon> fileIcons_;
 
   std::unordered_set<const Control*> dirty_;
@@ -104,9 +105,10 @@ class FormHost : public QObject {
 
   int appliedWidth_ = 0;  // of the model, as last brought down or reported
   int appliedHeight_ = 0;
+  bool onScreen_ = false;  // since the latest showing; sizes before that are part of the showing
   bool fitWanted_ = false;
   bool moveWanted_ = false;
-  bool fitting_ = false;  // the size is being set here, not by the user
+  bool fitting_ = false;  // to changed contents, which is no resize
   bool sizedByUser_ = false;
 };
 

@@ -46,10 +46,12 @@ struct SampleTransfer : Window {
 
   int loads = 0;
   int closes = 0;
+  int resizes = 0;
   bool refuseClose = true;
 
  protected:
   void OnLoad() override { ++loads; }
+  void OnResize() override { ++resizes; }
   void OnQueryUnload(bool& cancel, UnloadMode mode) override;
 };
 
@@ -114,10 +116,12 @@ struct SampleMain : Window {
   void Fill();
   void ShowPane(bool shown, int tab);
 
+  std::vector<std::pair<int, int>> sizes;  // of showings
   std::vector<std::pair<int, int>> resizes;
   int mouseMoves = 0;
 
  protected:
+  void OnSized() override { sizes.emplace_back(Width(), Height()); }
   void OnResize() override { resizes.emplace_back(Width(), Height()); }
   void OnMouseMove() override { ++mouseMoves; }
 };

@@ -171,6 +171,47 @@ TEST(WindowEvents, ResizingIsReportedAndASizeSetBackIsTaken) {
   Stage::Settle();
 }
 
+TEST(WindowEvents, AShowingIsNoResizeButTellsTheSize) {
+  Stage stage;
+  const auto window = Open<SampleMain>(stage);
+  QWidget* form = Stage::Form(*window);
+  const auto expectSizedOnly = [&] {
+    EXPECT_TRUE(window->resizes.empty());
+    ASSERT_FALSE(window->sizes.empty());
+    EXPECT_EQ(window->sizes.back(), std::make_pair(form->width(), form->height()));
+  };
+  expectSizedOnly();
+  window->Hide();
+  Stage::Settle();
+  window->Width = 900;
+  window->Show();
+  Stage::Settle();
+  EXPECT_EQ(form->width(), 900);
+  expectSizedOnly();
+  form->resize(1000, 700);
+  Stage::Settle();
+  EXPECT_EQ(window->resizes.size(), 1U);
+  window->Unload();
+  Stage::Settle();
+}
+
+TEST(WindowEvents, FittingTheRowsIsNoResizeAndFoldingIsOne) {
+  Stage stage;
+  const auto window = Open<SampleTransfer>(stage);
+  QWidget* form = Stage::Form(*window);
+  const int eight = form->height();
+  window->KeepRows(2);
+  Stage::Settle();
+  ASSERT_LT(form->height(), eight);
+  EXPECT_EQ(window->resizes, 0);
+  EXPECT_EQ(window->InnerHeight(), form->height());
+  window->Height = 167;
+  Stage::Settle();
+  EXPECT_EQ(window->resizes, 1);
+  window->Unload();
+  Stage::Settle();
+}
+
 TEST(WindowEvents, MinimisingIsReported) {
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);

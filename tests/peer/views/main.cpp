@@ -2,11 +2,28 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QTest>
+#include <QWidget>
+
+namespace {
+
+// A double click leaves its button pressed, which moves of the next test would say of themselves.
+class ReleasedMouse : public testing::EmptyTestEventListener {
+  void OnTestStart(const testing::TestInfo&) override {
+    QWidget any;
+    for (unsigned button = Qt::LeftButton; button <= Qt::MaxMouseButton; button <<= 1) {
+      if (QApplication::mouseButtons() & Qt::MouseButton(button)) QTest::mouseRelease(&any, Qt::MouseButton(button));
+    }
+  }
+};
+
+}  // namespace
 
 int main(int argc, char** argv) {
   if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication application(argc, argv);
   QApplication::setQuitOnLastWindowClosed(false);
   testing::InitGoogleTest(&argc, argv);
+  testing::UnitTest::GetInstance()->listeners().Append(new ReleasedMouse);  // owned by the list
   return RUN_ALL_TESTS();
 }

@@ -29,6 +29,12 @@ TEST_F(Layout, PlacesThePartsFromTheInnerSize) {
   }
 }
 
+TEST_F(Layout, PlacesThePartsAlsoFromTheSizeOfAShowing) {
+  window().ViewSized(910, 730, 900, 700);
+  EXPECT_EQ(window().ListView1.Width(), 880);
+  EXPECT_EQ(window().ListView2.Height(), 460);
+}
+
 TEST_F(Layout, StartsWithTheSidePaneFolded) {
   EXPECT_EQ(window().Command4.Caption(), "<");
   EXPECT_FALSE(window().TabStrip1.Visible());

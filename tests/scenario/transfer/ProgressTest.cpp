@@ -167,6 +167,15 @@ TEST_F(Progress, OfAnIdleMinimisedWindowChangesOnlyItsCaption) {
   EXPECT_EQ(window->StateS(0).Caption(), "text525");
 }
 
+TEST_F(Progress, IsDrawnByAResizeAndNotByAShowing) {
+  const auto window = Shown();
+  window->state.Caption = "Connecting to server...";
+  window->ViewSized(400, 300, 400, 300);
+  EXPECT_EQ(window->state.Caption(), "Connecting to server...");
+  window->ViewResized(500, 300, 500, 300);
+  EXPECT_EQ(window->state.Caption(), "text534");
+}
+
 TEST_F(Progress, IsDrawnAtMostFiveTimesASecondHoweverManyBlocksCome) {
   program.settings.MaxSegments = 8;
   Serve("/a.bin", 400000);

@@ -1,0 +1,56 @@
+// AppStage: the whole program on its real windows, over the simulated machine.
+#pragma once
+
+#include <QFile>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "SimPlatform.h"
+#include "Stage.h"
+#include "app/App.h"
+#include "core/Program.h"
+#include "mainwin/MainWindow.h"
+
+namespace pellora::testing_views {
+
+class AppStage {
+ public:
+  AppStage() {
+    QFile english(QStringLiteral(PELLORA_LANGUAGES "/english.txt"));
+    if (english.open(QIODevice::ReadOnly)) {
+      sim.disk().Put("/prog/english.txt", SimContent(english.readAll().toStdString()));
+    }
+    app = std::make_unique<App>(platform);
+    Do([this] { app->Start(); });
+  }
+  ~AppStage() {
+    sim.DropProgram();
+    app.reset();
+    Stage::Settle();
+  }
+  AppStage(const AppStage&) = delete;
+  AppStage& operator=(const AppStage&) = delete;
+
+  // One event of the program, and what follows from it on the screen.
+  void Do(const std::function<void()>& event) {
+    sim.Do(event);
+    sim.RunReady();
+    Stage::Settle();
+  }
+  MainWindow& Main() { return app->mainWindow(); }
+  QWidget* Form(const Window& window) { return Stage::Form(window); }
+  template <class Widget>
+  Widget* Find(const Window& window, const char* name) {
+    return Form(window)->findChild<Widget*>(QLatin1String(name));
+  }
+
+  SimPlatform sim;
+  QtWindowSystem windows{sim.gate()};
+  Platform platform{sim.gate(),    sim.loop(),     sim.tasks(),     sim.loop(),    sim.network(),
+                    sim.disk(),    sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),
+                    sim.machine(), sim.locale(),   sim.tray(),      windows,       sim.media()};
+  std::unique_ptr<App> app;
+};
+
+}  // namespace pellora::testing_views
