@@ -4,13 +4,14 @@
 #include <QFile>
 #include <QPointer>
 #include <QProcess>
-#include <QProcessEnvironment>
 #include <QTimer>
 #include <functional>
+#include <optional>
 #include <span>
 #include <utility>
 
 #include "desktop/PreviewFrames.h"
+#include "desktop/ProcessorTime.h"
 #include "platform/EventGate.h"
 #include "platform/Failure.h"
 
@@ -21,24 +22,29 @@ namespace {
 // More than this lies unread only at a process that stands still, or that sends frames without being asked.
 constexpr qint64 kMostUnread = 65536;
 
-// The display is none of its business, and its messages about sound cards are nobody's.
+// While no frame comes, as from a sound, a process that plays gets this share of the time that passes. A sound takes
+// less; a decoder that goes round in circles takes all of it.
+constexpr std::chrono::milliseconds kWatch{1000};
+constexpr std::chrono::milliseconds kShareOfSound = kWatch / 4;
+
+// It clears its environment itself. What it says on its standard error is why it shows nothing at all.
 QProcess* NewProcess(const std::string& program, QObject* parent) {
   auto* process = new QProcess(parent);
-  QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-  for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY"}) environment.remove(QLatin1String(name));
-  process->setProcessEnvironment(environment);
-  process->setStandardErrorFile(QProcess::nullDevice());
+  process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
   process->setProgram(QFile::decodeName(QByteArray::fromStdString(program)));
   return process;
 }
 
 class PreviewGraph final : public QObject, public MediaGraph {
  public:
-  PreviewGraph(EventGate& gate, QProcess* process, std::chrono::milliseconds patience)
-      : gate_(gate), process_(process) {
+  PreviewGraph(EventGate& gate, QProcess* process, const PreviewLimits& limits)
+      : gate_(gate), process_(process), processorTime_(limits.processorTime) {
     patience_.setSingleShot(true);
-    patience_.setInterval(patience);
+    patience_.setInterval(limits.patience);
     connect(&patience_, &QTimer::timeout, this, &PreviewGraph::Lose);
+    watch_.setInterval(kWatch);
+    connect(&watch_, &QTimer::timeout, this, &PreviewGraph::Watch);
+    connect(process_, &QProcess::started, this, &PreviewGraph::BeginWatch);
     // Queued: none of these comes inside the call that starts the process.
     connect(process_, &QProcess::readyReadStandardOutput, this, &PreviewGraph::Read, Qt::QueuedConnection);
     connect(process_, &QProcess::errorOccurred, this, &PreviewGraph::Ended, Qt::QueuedConnection);
@@ -70,9 +76,18 @@ class PreviewGraph final : public QObject, public MediaGraph {
     if (state_ != State::Empty) Say("size " + QByteArray::number(width_) + ' ' + QByteArray::number(height_));
   }
 
-  void Run() override { Tell("run"); }
-  void Stop() override { Tell("stop"); }
-  void StopWhenReady() override { Tell("cue"); }
+  void Run() override {
+    Tell("run");
+    playing_ = true;
+  }
+  void Stop() override {
+    Tell("stop");
+    playing_ = false;
+  }
+  void StopWhenReady() override {
+    Tell("cue");
+    playing_ = false;
+  }
   void SetVolume(int hundredthsOfDecibel) override { Tell("volume " + QByteArray::number(hundredthsOfDecibel)); }
 
  private:
@@ -95,6 +110,22 @@ class PreviewGraph final : public QObject, public MediaGraph {
     if (process_ != nullptr && process_->state() != QProcess::NotRunning) process_->write(line + '\n');
   }
 
+  void BeginWatch() {
+    if (process_ == nullptr) return;
+    used_.emplace(static_cast<pid_t>(process_->processId()), processorTime_);
+    watch_.start();
+  }
+
+  // Long films go on; what uses the processors without showing anything comes to an end.
+  void Watch() {
+    if (std::exchange(shown_, false)) {
+      used_->Renew();
+    } else if (playing_) {
+      used_->Extend(kShareOfSound);
+    }
+    if (used_->IsExceeded()) Lose();
+  }
+
   void Read() {
     if (process_ == nullptr) return;
     process_->setReadChannel(QProcess::StandardOutput);
@@ -115,7 +146,11 @@ class PreviewGraph final : public QObject, public MediaGraph {
         break;
       case PreviewFrames::Said::Frame:
         Say("seen");
+        shown_ = true;
         SetFrame(frames_.TakeFrame());
+        break;
+      case PreviewFrames::Said::Ended:
+        playing_ = false;
         break;
       case PreviewFrames::Said::Nonsense:
         Lose();
@@ -149,6 +184,7 @@ class PreviewGraph final : public QObject, public MediaGraph {
     Read();
     if (!alive || process_ == nullptr) return;
     const bool well = process_->exitStatus() == QProcess::NormalExit && process_->exitCode() == 0;
+    watch_.stop();
     if (well && state_ == State::Rendered) {
       state_ = State::Still;
       process_ = nullptr;  // deletes itself
@@ -168,6 +204,7 @@ class PreviewGraph final : public QObject, public MediaGraph {
 
   void EndProcess() {
     patience_.stop();
+    watch_.stop();
     QProcess* const process = std::exchange(process_, nullptr);
     if (process == nullptr) return;
     process->disconnect(this);
@@ -184,6 +221,11 @@ class PreviewGraph final : public QObject, public MediaGraph {
   State state_ = State::Empty;
   std::function<void(bool rendered)> done_;
   QTimer patience_;
+  QTimer watch_;
+  const std::chrono::milliseconds processorTime_;
+  std::optional<ProcessorTime> used_;
+  bool shown_ = false;  // a frame, since the last watch
+  bool playing_ = false;
   int width_ = 0;
   int height_ = 0;
   PreviewFrames frames_;
@@ -191,8 +233,8 @@ class PreviewGraph final : public QObject, public MediaGraph {
 
 }  // namespace
 
-PreviewMedia::PreviewMedia(EventGate& gate, std::string program, std::chrono::milliseconds patience)
-    : gate_(gate), program_(std::move(program)), patience_(patience), processes_(std::make_unique<QObject>()) {}
+PreviewMedia::PreviewMedia(EventGate& gate, std::string program, const PreviewLimits& limits)
+    : gate_(gate), program_(std::move(program)), limits_(limits), processes_(std::make_unique<QObject>()) {}
 
 // A killed process is gone in a moment; waiting for it leaves no zombie to a program that goes on.
 PreviewMedia::~PreviewMedia() {
@@ -204,7 +246,7 @@ PreviewMedia::~PreviewMedia() {
 }
 
 std::unique_ptr<MediaGraph> PreviewMedia::NewGraph() {
-  return std::make_unique<PreviewGraph>(gate_, NewProcess(program_, processes_.get()), patience_);
+  return std::make_unique<PreviewGraph>(gate_, NewProcess(program_, processes_.get()), limits_);
 }
 
 int PreviewMedia::Processes() const {

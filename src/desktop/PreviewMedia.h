@@ -8,16 +8,22 @@
 #include <memory>
 #include <string>
 
+#include "desktop/preview/Protocol.h"
 #include "platform/Media.h"
 
 namespace pellora {
 
 class EventGate;
 
+struct PreviewLimits {
+  std::chrono::milliseconds patience = std::chrono::seconds(20);  // after which a rendering is given up
+  std::chrono::milliseconds processorTime = kPreviewProcessorTime;
+};
+
 class PreviewMedia final : public Media {
  public:
-  // `program` is the preview process's executable. A rendering is given up after `patience`.
-  PreviewMedia(EventGate& gate, std::string program, std::chrono::milliseconds patience = std::chrono::seconds(20));
+  // `program` is the preview process's executable.
+  PreviewMedia(EventGate& gate, std::string program, const PreviewLimits& limits = {});
   ~PreviewMedia() override;  // after its graphs
 
   std::unique_ptr<MediaGraph> NewGraph() override;
@@ -27,7 +33,7 @@ class PreviewMedia final : public Media {
  private:
   EventGate& gate_;
   const std::string program_;
-  const std::chrono::milliseconds patience_;
+  const PreviewLimits limits_;
   std::unique_ptr<QObject> processes_;  // their parent
 };
 

@@ -1,9 +1,5 @@
 #include "desktop/preview/Player.h"
 
-#include <dlfcn.h>
-
-#include <algorithm>
-#include <array>
 #include <cmath>
 #include <utility>
 
@@ -16,18 +12,7 @@ constexpr int kFirstPictureMilliseconds = 3000;
 
 }  // namespace
 
-// The library is looked for by name: what is linked here is only the layer above it, which starts without.
-bool CanPlay() {
-  void* const library = dlopen("libgstreamer-1.0.so.0", RTLD_NOW | RTLD_GLOBAL);
-  if (library == nullptr) return false;
-  const auto start = reinterpret_cast<int (*)(int*, char***, void**)>(dlsym(library, "gst_init_check"));
-  const auto find = reinterpret_cast<void* (*)(const char*)>(dlsym(library, "gst_element_factory_find"));
-  if (start == nullptr || find == nullptr || start(nullptr, nullptr, nullptr) == 0) return false;
-  constexpr std::array kElements = {"playbin", "decodebin", "autoaudiosink", "audioconvert", "videoconvert", "appsink"};
-  return std::all_of(kElements.begin(), kElements.end(), [find](const char* name) { return find(name) != nullptr; });
-}
-
-Player::Player(const QUrl& file, Events events) : events_(std::move(events)) {
+Player::Player(Events events) : events_(std::move(events)) {
   start_.setSingleShot(true);
   start_.setInterval(kTakeBackMilliseconds);
   connect(&start_, &QTimer::timeout, this, [this] {
@@ -44,8 +29,9 @@ Player::Player(const QUrl& file, Events events) : events_(std::move(events)) {
   });
   player_.setVideoSink(&sink_);
   player_.setAudioOutput(&sound_);  // a file of sound alone does not play without one
-  player_.setSource(file);
 }
+
+void Player::Load(const QUrl& file) { player_.setSource(file); }
 
 void Player::Run() {
   if (!running_) start_.start();

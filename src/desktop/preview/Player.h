@@ -15,10 +15,6 @@
 
 namespace pellora {
 
-// Whether the machine has what a player is built from. Without it the player must not be made: the media
-// library ends the process then.
-bool CanPlay();
-
 class Player : public QObject {
   Q_OBJECT
 
@@ -30,8 +26,9 @@ class Player : public QObject {
     std::function<void(std::function<QImage()> picture)> shows;  // what makes the picture, if it is wanted
   };
 
-  Player(const QUrl& file, Events events);
+  explicit Player(Events events);
 
+  void Load(const QUrl& file);  // once
   void Run();
   void Cue();  // straight behind Run: shows the first picture and stands
   void Stop();

@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QFile>
 #include <QImageReader>
 #include <QPainter>
 #include <algorithm>
+#include <array>
 #include <span>
 
 #include "core/Ascii.h"
@@ -22,6 +24,8 @@ constexpr int kMostMegabytes = 256;  // of one decoded picture
 constexpr qint64 kMostPixels = qint64{kMostMegabytes} * 1024 * 1024 / 4;
 constexpr qint64 kLargestTga = qint64{kMostMegabytes} * 1024 * 1024;
 constexpr int kChequer = 8;
+constexpr std::array<QByteArrayView, 3> kMarks = {"\xff\xd8\xff", "\x89PNG\r\n\x1a\n", "BM"};  // JPG, PNG, BMP
+constexpr qint64 kLongestMark = 8;
 
 // Opens a regular file by its bytes; anything else stays closed.
 bool OpenFile(QFile& file, const std::string& path) {
@@ -53,7 +57,8 @@ QImage ReadTgaFile(QFile& file) {
 bool IsStill(const std::string& path) {
   QFile file;
   if (!OpenFile(file, path)) return false;
-  return IsTga(path) || IsKnownFormat(QImageReader::imageFormat(&file));
+  const QByteArray start = file.peek(kLongestMark);
+  return IsTga(path) || std::any_of(kMarks.begin(), kMarks.end(), [&](auto mark) { return start.startsWith(mark); });
 }
 
 QImage ReadStill(const std::string& path, QSize box) {

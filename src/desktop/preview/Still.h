@@ -7,7 +7,8 @@
 
 namespace pellora {
 
-// Whether the bytes of `path` or, for TGA, its name say that it is one of them. `path` is bytes.
+// Whether the first bytes of `path` or, for TGA, its name say that it is one of them. `path` is bytes. Nothing is
+// decoded.
 bool IsStill(const std::string& path);
 
 // The picture, no larger than what `box` needs where its format can be decoded so; a null image if it cannot be read

@@ -1,5 +1,6 @@
 // The media port against processes of all kinds: scripts that misbehave, and the preview process itself.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -71,15 +72,15 @@ class Previews : public testing::Test {
   }
 
   // Another program in the preview process's place.
-  void Script(const std::string& text, std::chrono::milliseconds patience = 20s) {
+  void Script(const std::string& text, const PreviewLimits& limits = {}) {
     const std::string path = folder.Path("script");
     Put(path, "#!/bin/sh\n" + text + "\n");
     ASSERT_EQ(chmod(path.c_str(), 0700), 0);
-    Use(path, patience);
+    Use(path, limits);
   }
-  void Use(const std::string& program, std::chrono::milliseconds patience = 20s) {
+  void Use(const std::string& program, const PreviewLimits& limits = {}) {
     graph.reset();
-    media = std::make_unique<PreviewMedia>(gate, program, patience);
+    media = std::make_unique<PreviewMedia>(gate, program, limits);
   }
 
   void Begin(const std::string& path) {
@@ -140,9 +141,52 @@ TEST_F(Previews, AProcessThatDiesRendersNothing) {
 }
 
 TEST_F(Previews, AProcessThatSaysNothingIsGivenUpAndEnded) {
-  Script("trap '' TERM; exec sleep 60", 300ms);
+  Script("trap '' TERM; exec sleep 60", {.patience = 300ms});
   EXPECT_FALSE(Renders("/a.avi"));
   EXPECT_TRUE(RunUntil([this] { return media->Processes() == 0; }));
+}
+
+TEST_F(Previews, AProcessThatUsesTheProcessorAndShowsNothingIsEnded) {
+  // The second holds off the system's signal.
+  for (const char* start : {"", "trap '' XCPU\n"}) {
+    Script(start + std::string(kRendered) + "while :; do :; done", {.processorTime = 1s});
+    EXPECT_TRUE(Renders("/a.avi"));
+    EXPECT_TRUE(RunUntil([this] { return media->Processes() == 0; })) << start;
+    RunFor(50);
+    EXPECT_TRUE(RefusesOrders()) << start;
+  }
+}
+
+// The limit of processor time of the process that wrote its number to a file.
+rlim_t ProcessorLimit(const std::string& file) {
+  rlimit limit{};
+  EXPECT_EQ(prlimit(std::stoi("0" + Content(file)), RLIMIT_CPU, nullptr, &limit), 0);
+  return limit.rlim_cur;
+}
+
+TEST_F(Previews, ProcessorTimeIsGivenAgainForFramesThatAreTaken) {
+  const std::string number = folder.Path("number");
+  Script("echo $$ >" + number + "\n" + kRendered + "while :; do\n" + kRedPixel +
+             "read -r seen; i=0; while [ $i -lt 20000 ]; do i=$((i + 1)); done; done",
+         {.processorTime = 1s});
+  EXPECT_TRUE(Renders("/a.avi"));
+  EXPECT_TRUE(RunUntil([&] { return ProcessorLimit(number) > 4; }));
+  EXPECT_EQ(media->Processes(), 1);
+  EXPECT_NE(Frame(), nullptr);
+}
+
+TEST_F(Previews, ProcessorTimeIsExtendedSlowlyWhileASoundPlays) {
+  const std::string number = folder.Path("number");
+  Script("echo $$ >" + number + "\n" + kRendered + "cat >/dev/null", {.processorTime = 1s});
+  EXPECT_TRUE(Renders("/a.mp3"));
+  RunFor(1500);
+  EXPECT_LE(ProcessorLimit(number), 2U);  // one second, and what starting took
+  graph->Run();
+  EXPECT_TRUE(RunUntil([&] { return ProcessorLimit(number) > 2; }));
+  graph->Stop();
+  const rlim_t before = ProcessorLimit(number);
+  RunFor(5500);
+  EXPECT_EQ(ProcessorLimit(number), before);
 }
 
 TEST_F(Previews, AProcessThatSaysRubbishIsEnded) {
@@ -242,7 +286,7 @@ TEST_F(Previews, AFileThatIsNoneOfItIsRenderedByNobody) {
 }
 
 TEST_F(Previews, APipeNamedLikeAVideoIsRefusedAndNotWaitedFor) {
-  Use(PELLORA_PREVIEW, 60s);
+  Use(PELLORA_PREVIEW, {.patience = 60s});
   for (const char* name : {"pipe.avi", "pipe.tga", "pipe"}) {
     ASSERT_EQ(mkfifo(folder.Path(name).c_str(), 0600), 0);
     EXPECT_FALSE(Renders(folder.Path(name))) << name;
@@ -252,12 +296,12 @@ TEST_F(Previews, APipeNamedLikeAVideoIsRefusedAndNotWaitedFor) {
 
 TEST_F(Previews, AMachineWithoutPluginsRendersNothing) {
   qputenv("GST_PLUGIN_SYSTEM_PATH_1_0", "/nonexistent");
-  qputenv("GST_REGISTRY_1_0", QByteArray::fromStdString(folder.Path("registry")));
+  qputenv("XDG_CACHE_HOME", QByteArray::fromStdString(folder.Path()));
   Use(PELLORA_PREVIEW);
   Put(folder.Path("a.mp3"), "ID3");
   EXPECT_FALSE(Renders(folder.Path("a.mp3")));
   qunsetenv("GST_PLUGIN_SYSTEM_PATH_1_0");
-  qunsetenv("GST_REGISTRY_1_0");
+  qunsetenv("XDG_CACHE_HOME");
 }
 
 std::size_t CountOf(const char* folder) {

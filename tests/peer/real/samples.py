@@ -25,6 +25,16 @@ ENCODED = {
     "png": PICTURE,
     "tga": PICTURE,
 }
+# What a file without an extension may be besides.
+FURTHER = {
+    "mp4": BOTH + ["-c:v", "libx264", "-c:a", "aac"],
+    "mov": BOTH + ["-c:v", "mjpeg", "-c:a", "pcm_s16le"],
+    "flv": BOTH + ["-c:v", "flv", "-c:a", "libmp3lame", "-ar", "44100"],
+    "webm": BOTH + ["-c:v", "libvpx", "-c:a", "libvorbis"],
+    "au": SOUND,
+    "aiff": SOUND,
+    "flac": SOUND,
+}
 PICTURES = ("jpg", "bmp", "png", "tga")
 VIDEOS = ("avi", "mpg", "wmv")
 EVERY = tuple(ENCODED) + ("mp1", "mid", "rmi")
@@ -57,10 +67,13 @@ def mp1():
 
 
 def make(folder):
-    """Writes "sample.EXT" for each of EVERY; returns their paths by extension."""
+    """Writes "sample.EXT" for each of EVERY, and those of FURTHER; returns their paths by kind."""
     paths = {kind: os.path.join(folder, "sample." + kind) for kind in EVERY}
     for kind, arguments in ENCODED.items():
         encode(paths[kind], arguments)
+    for kind, arguments in FURTHER.items():
+        paths[kind] = os.path.join(folder, kind + " without extension")
+        encode(paths[kind], [*arguments, "-f", kind])
     for kind, data in (("mid", midi()), ("rmi", rmi()), ("mp1", mp1())):
         with open(paths[kind], "wb") as f:
             f.write(data)

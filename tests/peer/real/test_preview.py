@@ -185,6 +185,17 @@ class Process(unittest.TestCase):
 
         self.each(samples.SOUNDS, check)
 
+    def test_a_file_without_extension_is_played_whatever_it_is(self):
+        def check(kind):
+            rendering = self.open(sample_paths()[kind])
+            self.assertTrue(rendering.rendered(), kind)
+            rendering.say("run")
+            self.assertTrue(rendering.until(lambda: ENDED in rendering.said, 60), kind)
+            self.assertEqual(len(rendering.frames) > 3, kind in ("mp4", "mov", "flv", "webm"), kind)
+            self.assertEqual(rendering.close(), 0, kind)
+
+        self.each(samples.FURTHER, check)
+
     def test_run_and_cue_together_play_nothing(self):
         rendering = self.open(sample_paths()["avi"])
         self.assertTrue(rendering.rendered())
@@ -229,7 +240,7 @@ class Process(unittest.TestCase):
         rendering.process.stdin.close()
         self.assertEqual(rendering.process.wait(60), 0)
 
-    def test_the_process_reaches_no_network_and_leaves_no_core(self):
+    def test_the_process_is_limited_and_leaves_no_core(self):
         rendering = self.open(sample_paths()["mp3"])
         self.assertTrue(rendering.rendered())
         with open("/proc/%d/status" % rendering.process.pid, encoding="ascii") as f:
@@ -237,8 +248,50 @@ class Process(unittest.TestCase):
         self.assertEqual(status["NoNewPrivs"].strip(), "1")
         self.assertEqual(status["Seccomp"].strip(), "2")
         with open("/proc/%d/limits" % rendering.process.pid, encoding="ascii") as f:
-            core = [line for line in f if line.startswith("Max core file size")]
-        self.assertEqual(core[0].split()[4:6], ["0", "0"])
+            limits = {line[:26].strip(): line[26:].split()[:2] for line in f}
+        self.assertEqual(limits["Max core file size"], ["0", "0"])
+        self.assertEqual(limits["Max address space"], ["3221225472", "3221225472"])
+        self.assertEqual(limits["Max open files"], ["256", "256"])
+        self.assertEqual(limits["Max file size"][0], "0")
+        self.assertEqual(limits["Max cpu time"][0], "30")
+
+    def plugin_lists(self, cache):
+        folder = os.path.join(cache, "pellora")
+        return {name: os.stat(os.path.join(folder, name)).st_mtime_ns for name in os.listdir(folder)}
+
+    def test_plugins_are_listed_once_and_again_when_they_changed(self):
+        with tempfile.TemporaryDirectory() as folder:
+            plugins = os.path.join(folder, "plugins")
+            os.mkdir(plugins)
+            env = dict(silent_environment(), XDG_CACHE_HOME=os.path.join(folder, "cache"), GST_PLUGIN_PATH=plugins)
+
+            def lists_after_rendering():
+                rendering = Rendering(sample_paths()["wav"], env)
+                self.addCleanup(rendering.close)
+                self.assertTrue(rendering.rendered())
+                return self.plugin_lists(env["XDG_CACHE_HOME"])
+
+            first = lists_after_rendering()
+            self.assertEqual(len(first), 1)
+            self.assertEqual(lists_after_rendering(), first)
+            with open(os.path.join(plugins, "new"), "wb"):
+                pass
+            second = lists_after_rendering()
+            self.assertEqual(len(second), 1)
+            self.assertNotEqual(second, first)
+
+    def test_plugins_are_listed_without_a_file(self):
+        with tempfile.TemporaryDirectory() as folder:
+            env = dict(silent_environment(), XDG_CACHE_HOME=folder)
+            result = subprocess.run([os.path.join(harness.PROGRAM, "pellora-preview"), "--plugins"], env=env, check=False,
+                                    stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=120)
+            self.assertEqual((result.returncode, result.stdout), (0, b""))
+            self.assertEqual(len(self.plugin_lists(folder)), 1)
+
+    def test_a_home_that_takes_no_list_still_has_previews(self):
+        rendering = Rendering(sample_paths()["wav"], dict(silent_environment(), XDG_CACHE_HOME="/dev/null"))
+        self.addCleanup(rendering.close)
+        self.assertTrue(rendering.rendered())
 
 
 class Sound(unittest.TestCase):
@@ -304,7 +357,7 @@ class Pane(unittest.TestCase):
         os.chmod(opener, 0o700)
         self.session.env["PATH"] = self.session.root + ":" + self.session.env["PATH"]
         # Which plugins there are is looked up once, here: the program would give up on a busy machine.
-        self.session.env["GST_REGISTRY"] = os.path.join(harness.Stage.get().folder, "plugins")
+        self.session.env["XDG_CACHE_HOME"] = os.path.join(harness.Stage.get().folder, "cache")
         first = Rendering(sample_paths()["avi"], self.session.env)
         self.assertTrue(first.rendered(180))
         first.close()
