@@ -7,11 +7,7 @@
 #include <exception>
 #include <functional>
 
-#include "platform/Task.h"
-
 namespace pellora {
-
-struct Platform;
 
 class Background {
  public:
@@ -24,8 +20,5 @@ class Background {
   // that have not begun are dropped, and the one in progress may be cut short as by a kill.
   virtual void Run(Work work, Done done) = 0;
 };
-
-// Runs `work` and waits for its end. Throws the Failure that it ended in.
-Task<> InBackground(const Platform* platform, Background::Work work);
 
 }  // namespace pellora

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/Background.h"
+#include "platform/InBackground.h"
 
 namespace pellora {
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "SimPlatform.h"
-#include "platform/Background.h"
+#include "platform/InBackground.h"
 #include "platform/Failure.h"
 #include "platform/TaskLoop.h"
 

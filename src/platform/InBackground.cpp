@@ -1,4 +1,4 @@
-#include "platform/Background.h"
+#include "platform/InBackground.h"
 
 #include <memory>
 #include <utility>
