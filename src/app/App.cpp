@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "async/TaskLoop.h"
 #include "capture/DownloadBasket.h"
 #include "capture/PelloraCatcher.h"
 #include "capture/SetBrowserMenu.h"
@@ -14,15 +15,16 @@
 #include "core/ListFile.h"
 #include "core/Stop.h"
 #include "lang/Language.h"
-#include "lang/Options.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
+#include "options/Options.h"
+#include "ports/Clock.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Machine.h"
+#include "ports/Platform.h"
+#include "ports/SettingsStore.h"
 #include "transfer/TransferWindow.h"
 #include "zipview/Form2.h"
 #include "zipview/UpdateHandOver.h"
@@ -126,7 +128,9 @@ struct App::Parts {
       mainWindow->EndResumeAll();
       windows = {catcher, mainWindow->wantDown};
     }
-    pellora::SaveAndQuit(program, windows);
+    pellora::SaveAndQuit(program, [&windows] {
+      for (const auto& window : windows) Skip([&] { window->Unload(); });
+    });
   }
 
   void CreateFolders() {

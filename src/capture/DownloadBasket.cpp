@@ -4,15 +4,15 @@
 #include <string_view>
 #include <utility>
 
+#include "async/EventGate.h"
+#include "async/TaskLoop.h"
 #include "capture/LinkList.h"
 #include "capture/PelloraCatcher.h"
 #include "core/Ascii.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
-#include "platform/EventGate.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
-#include "platform/Views.h"
+#include "ports/Platform.h"
+#include "ui/Views.h"
 
 namespace pellora {
 

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "async/Task.h"
 #include "core/Capture.h"
 #include "core/Program.h"
-#include "platform/Property.h"
-#include "platform/Task.h"
-#include "platform/Window.h"
+#include "ui/Property.h"
+#include "ui/Window.h"
 
 namespace pellora {
 

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "async/EventGate.h"
 #include "capture/TrayTip.h"
 #include "lang/Language.h"
 #include "mainwin/MainWindow.h"
-#include "platform/EventGate.h"
-#include "platform/Platform.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

@@ -7,9 +7,9 @@
 
 #include "core/Capture.h"
 #include "core/Program.h"
-#include "platform/Controls.h"
-#include "platform/Tray.h"
-#include "platform/Window.h"
+#include "ports/Tray.h"
+#include "ui/Controls.h"
+#include "ui/Window.h"
 
 namespace pellora {
 

@@ -1,7 +1,7 @@
 #include "capture/SetBrowserMenu.h"
 
-#include "platform/BrowserMenu.h"
-#include "platform/Failure.h"
+#include "ports/BrowserMenu.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

@@ -7,7 +7,7 @@
 
 #include "core/Ascii.h"
 #include "core/Numbers.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

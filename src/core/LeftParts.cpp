@@ -7,9 +7,9 @@
 
 #include "core/ListFile.h"
 #include "core/Program.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
-#include "platform/Platform.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

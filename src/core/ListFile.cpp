@@ -7,9 +7,9 @@
 
 #include "core/ListCodec.h"
 #include "core/Program.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Machine.h"
 
 namespace pellora {
 

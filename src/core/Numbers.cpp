@@ -6,7 +6,7 @@
 #include <string>
 
 #include "core/Ascii.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

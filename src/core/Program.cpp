@@ -4,9 +4,10 @@
 #include <limits>
 #include <utility>
 
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/TaskLoop.h"
+#include "async/TaskLoop.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
+#include "ports/Machine.h"
 
 namespace pellora {
 

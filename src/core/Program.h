@@ -15,11 +15,11 @@
 #include <string>
 #include <vector>
 
+#include "async/Boxes.h"
 #include "core/Record.h"
 #include "core/Settings.h"
 #include "core/Transfer.h"
-#include "platform/Boxes.h"
-#include "platform/Platform.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

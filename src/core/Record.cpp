@@ -1,6 +1,6 @@
 #include "core/Record.h"
 
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

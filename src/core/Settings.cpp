@@ -2,8 +2,9 @@
 
 #include "core/Dates.h"
 #include "core/Numbers.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
+#include "ports/Clock.h"
+#include "ports/Machine.h"
+#include "ports/SettingsStore.h"
 
 namespace pellora {
 

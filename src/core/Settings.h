@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <string>
 
+#include "ports/Machine.h"
+#include "ports/SettingsStore.h"
+
 namespace pellora {
 
 class Clock;

@@ -1,17 +1,17 @@
 #include "core/Stop.h"
 
+#include <memory>
 #include <utility>
 
 #include "core/ListFile.h"
 #include "core/Program.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/Platform.h"
-#include "platform/Window.h"
+#include "ports/Failure.h"
+#include "ports/Machine.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 
-void SaveAndQuit(Program& program, const std::vector<std::shared_ptr<Window>>& windows) {
+void SaveAndQuit(Program& program, const std::function<void()>& unloadWindows) {
   for (int i = 1; i <= program.DownloadCount; ++i) {
     DownloadRecord& record = program.Download(i);
     if (!record.InUse || !record.Active) continue;
@@ -21,9 +21,7 @@ void SaveAndQuit(Program& program, const std::vector<std::shared_ptr<Window>>& w
     record.Active = false;
     Skip([&] { transfer->UnloadWindow(); });
   }
-  for (const auto& window : windows) {
-    Skip([&] { window->Unload(); });
-  }
+  if (unloadWindows) unloadWindows();
   Skip([&] { SaveList(program); });
   // A part file that failed is what ended the program, whoever was quicker than the answer to its message.
   program.platform.machine.End(program.Ending() ? 1 : 0);

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/Task.h"
+#include "async/Task.h"
 
 namespace pellora {
 

@@ -10,7 +10,7 @@
 
 #include "desktop/AtomicFile.h"
 #include "desktop/FileFailure.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/BrowserMenu.h"
+#include "ports/BrowserMenu.h"
 
 namespace pellora {
 

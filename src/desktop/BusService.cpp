@@ -4,7 +4,7 @@
 #include <QDBusMessage>
 #include <utility>
 
-#include "platform/EventLoop.h"
+#include "ports/EventLoop.h"
 
 namespace pellora {
 

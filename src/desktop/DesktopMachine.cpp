@@ -8,7 +8,7 @@
 #include <array>
 #include <climits>
 
-#include "platform/Network.h"
+#include "ports/Network.h"
 
 namespace pellora {
 

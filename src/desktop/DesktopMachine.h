@@ -2,7 +2,7 @@
 // the program's end.
 #pragma once
 
-#include "platform/Desktop.h"
+#include "ports/Machine.h"
 
 namespace pellora {
 

@@ -2,7 +2,7 @@
 // executed: for a program, a script or a launcher its folder is opened instead.
 #pragma once
 
-#include "platform/Desktop.h"
+#include "ports/Shell.h"
 
 namespace pellora {
 

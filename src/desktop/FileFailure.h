@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

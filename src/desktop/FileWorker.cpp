@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/EventGate.h"
-#include "platform/Failure.h"
+#include "async/EventGate.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

@@ -9,7 +9,7 @@
 #include <deque>
 #include <memory>
 
-#include "platform/Background.h"
+#include "ports/Background.h"
 
 namespace pellora {
 

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "platform/Unzip.h"
+#include "ports/Unzip.h"
 
 namespace pellora {
 

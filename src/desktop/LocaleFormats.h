@@ -1,7 +1,7 @@
 // LocaleFormats: decimal separator and date texts as the user's locale has them.
 #pragma once
 
-#include "platform/Desktop.h"
+#include "ports/Locale.h"
 
 class QLocale;
 

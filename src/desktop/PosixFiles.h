@@ -1,7 +1,7 @@
 // PosixFiles: files by descriptor and position, without a buffer of the program's own.
 #pragma once
 
-#include "platform/Files.h"
+#include "ports/Files.h"
 
 namespace pellora {
 

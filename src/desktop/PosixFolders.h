@@ -1,7 +1,7 @@
 // PosixFolders: the folders of the disk. Hidden ones are not offered.
 #pragma once
 
-#include "platform/Folders.h"
+#include "ports/Folders.h"
 
 namespace pellora {
 

@@ -14,8 +14,8 @@
 #include <cstring>
 #include <optional>
 
-#include "platform/EventGate.h"
-#include "platform/EventLoop.h"
+#include "async/EventGate.h"
+#include "ports/EventLoop.h"
 
 namespace pellora {
 

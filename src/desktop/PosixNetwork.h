@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "desktop/Resolver.h"
-#include "platform/Network.h"
+#include "ports/Network.h"
 
 namespace pellora {
 

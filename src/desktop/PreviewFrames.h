@@ -8,7 +8,7 @@
 #include <span>
 
 #include "desktop/preview/Protocol.h"
-#include "platform/Media.h"
+#include "ports/Media.h"
 
 namespace pellora {
 

@@ -10,10 +10,11 @@
 #include <span>
 #include <utility>
 
+#include "async/EventGate.h"
 #include "desktop/PreviewFrames.h"
 #include "desktop/ProcessorTime.h"
-#include "platform/EventGate.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
+#include "ui/MediaSurface.h"
 
 namespace pellora {
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "desktop/preview/Protocol.h"
-#include "platform/Media.h"
+#include "ports/Media.h"
 
 namespace pellora {
 

@@ -4,7 +4,7 @@
 
 #include <QObject>
 
-#include "platform/Desktop.h"
+#include "ports/Clipboard.h"
 
 namespace pellora {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "platform/EventGate.h"
+#include "async/EventGate.h"
 
 namespace pellora {
 

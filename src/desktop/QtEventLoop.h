@@ -11,7 +11,7 @@
 #include <map>
 #include <utility>
 
-#include "platform/EventLoop.h"
+#include "ports/EventLoop.h"
 
 namespace pellora {
 

@@ -6,7 +6,7 @@
 #include "desktop/AtomicFile.h"
 #include "desktop/BusTypes.h"
 #include "desktop/ProgramIcon.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

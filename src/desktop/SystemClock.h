@@ -1,7 +1,7 @@
 // SystemClock: the machine's clocks; local time follows the system's time zone.
 #pragma once
 
-#include "platform/Clock.h"
+#include "ports/Clock.h"
 
 namespace pellora {
 

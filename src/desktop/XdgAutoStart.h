@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "platform/AutoStart.h"
+#include "ports/AutoStart.h"
 
 namespace pellora {
 

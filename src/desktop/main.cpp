@@ -13,6 +13,8 @@
 #include <utility>
 
 #include "app/App.h"
+#include "async/EventGate.h"
+#include "async/TaskLoop.h"
 #include "desktop/BrowserManifests.h"
 #include "desktop/BusService.h"
 #include "desktop/DesktopMachine.h"
@@ -39,9 +41,7 @@
 #include "desktop/views/QtDialogs.h"
 #include "desktop/views/QtTray.h"
 #include "desktop/views/QtWindowSystem.h"
-#include "platform/EventGate.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 namespace {

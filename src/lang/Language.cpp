@@ -10,11 +10,11 @@
 
 #include "core/Ascii.h"
 #include "core/Numbers.h"
-#include "platform/Controls.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
-#include "platform/Platform.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Machine.h"
+#include "ports/Platform.h"
+#include "ui/Controls.h"
 
 namespace pellora {
 

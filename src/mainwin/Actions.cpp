@@ -3,15 +3,15 @@
 #include <unordered_set>
 #include <utility>
 
+#include "async/Boxes.h"
+#include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "core/ListFile.h"
-#include "lang/Options.h"
 #include "mainwin/MainWindow.h"
-#include "platform/Boxes.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
+#include "options/Options.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

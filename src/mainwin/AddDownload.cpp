@@ -6,15 +6,16 @@
 #include <set>
 #include <utility>
 
+#include "async/Boxes.h"
+#include "async/TaskLoop.h"
+#include "core/ParseUrl.h"
 #include "core/Program.h"
-#include "platform/Boxes.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
-#include "transfer/ParseUrl.h"
+#include "ports/Clock.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Machine.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

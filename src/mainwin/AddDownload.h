@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/Task.h"
+#include "async/Task.h"
 
 namespace pellora {
 

@@ -4,14 +4,15 @@
 #include <utility>
 #include <vector>
 
+#include "async/Boxes.h"
+#include "async/TaskLoop.h"
+#include "core/FileNames.h"
 #include "mainwin/MainWindow.h"
-#include "platform/Boxes.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
-#include "transfer/FileNames.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Platform.h"
+#include "ports/Shell.h"
 
 namespace pellora {
 

@@ -4,14 +4,17 @@
 #include <string>
 #include <utility>
 
+#include "async/Boxes.h"
+#include "async/TaskLoop.h"
 #include "core/Addresses.h"
 #include "core/Capture.h"
-#include "lang/Options.h"
-#include "platform/Boxes.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
+#include "options/Options.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
+#include "ports/Machine.h"
+#include "ports/Platform.h"
+#include "ports/Shell.h"
+#include "ui/MediaSurface.h"
 
 namespace pellora {
 

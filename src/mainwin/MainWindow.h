@@ -15,15 +15,16 @@
 #include <string>
 #include <vector>
 
+#include "async/Timer.h"
+#include "async/Winsock.h"
 #include "core/Program.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
-#include "platform/Controls.h"
-#include "platform/LinkLabel.h"
-#include "platform/Media.h"
-#include "platform/Timer.h"
-#include "platform/Window.h"
-#include "platform/Winsock.h"
+#include "ports/Media.h"
+#include "ui/Controls.h"
+#include "ui/LinkLabel.h"
+#include "ui/MediaSurface.h"
+#include "ui/Window.h"
 
 namespace pellora {
 

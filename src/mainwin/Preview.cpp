@@ -9,15 +9,15 @@
 #include <string_view>
 #include <utility>
 
+#include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "lang/Format.h"
 #include "mainwin/MainWindow.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
+#include "ports/Clock.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Locale.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

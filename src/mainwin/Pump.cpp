@@ -5,15 +5,16 @@
 #include <limits>
 #include <string>
 
+#include "async/TaskLoop.h"
 #include "core/Capture.h"
 #include "core/Dates.h"
 #include "core/Numbers.h"
 #include "lang/Format.h"
 #include "mainwin/MainWindow.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
+#include "ports/Clock.h"
+#include "ports/Locale.h"
+#include "ports/Machine.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

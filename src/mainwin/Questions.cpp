@@ -4,14 +4,14 @@
 #include <string>
 #include <utility>
 
+#include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/ClipboardUrl.h"
 #include "mainwin/MainWindow.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
+#include "ports/Clipboard.h"
+#include "ports/Failure.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

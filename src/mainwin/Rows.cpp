@@ -7,14 +7,14 @@
 #include <vector>
 
 #include "lang/Format.h"
-#include "lang/SystemHelpers.h"
 #include "mainwin/MainWindow.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/EventLoop.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
-#include "platform/Platform.h"
+#include "ports/Clock.h"
+#include "ports/EventLoop.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Locale.h"
+#include "ports/Platform.h"
+#include "ui/SystemHelpers.h"
 
 namespace pellora {
 

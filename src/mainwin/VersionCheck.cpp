@@ -4,13 +4,13 @@
 #include <string>
 #include <utility>
 
+#include "async/Boxes.h"
+#include "async/TaskLoop.h"
 #include "core/Addresses.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
 #include "mainwin/VersionReply.h"
-#include "platform/Boxes.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "core/Program.h"
-#include "platform/Controls.h"
-#include "platform/Window.h"
+#include "ui/Controls.h"
+#include "ui/Window.h"
 
 namespace pellora {
 

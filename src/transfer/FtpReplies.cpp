@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "core/Numbers.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

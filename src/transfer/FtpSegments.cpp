@@ -6,10 +6,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/TaskLoop.h"
+#include "async/TaskLoop.h"
+#include "ports/Clock.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
 #include "transfer/FtpReplies.h"
 #include "transfer/TransferWindow.h"
 

@@ -4,12 +4,13 @@
 #include <string>
 #include <utility>
 
+#include "async/EventGate.h"
+#include "async/TaskLoop.h"
 #include "core/Ascii.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/EventGate.h"
-#include "platform/TaskLoop.h"
-#include "transfer/FileNames.h"
+#include "core/FileNames.h"
+#include "ports/Clock.h"
+#include "ports/Dialogs.h"
+#include "ports/Shell.h"
 #include "transfer/RedirectTarget.h"
 #include "transfer/Requests.h"
 #include "transfer/TransferWindow.h"

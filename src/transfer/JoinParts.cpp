@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/InBackground.h"
+#include "async/InBackground.h"
 
 namespace pellora {
 

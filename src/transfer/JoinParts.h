@@ -25,10 +25,10 @@
 #include <string>
 #include <vector>
 
+#include "async/Task.h"
 #include "core/Record.h"
-#include "platform/Files.h"
-#include "platform/Platform.h"
-#include "platform/Task.h"
+#include "ports/Files.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

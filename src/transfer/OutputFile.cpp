@@ -5,11 +5,11 @@
 #include <string>
 #include <utility>
 
+#include "async/TaskLoop.h"
+#include "core/FileNames.h"
 #include "core/ListFile.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/TaskLoop.h"
-#include "transfer/FileNames.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
 #include "transfer/JoinParts.h"
 #include "transfer/TransferWindow.h"
 

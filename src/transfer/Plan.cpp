@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

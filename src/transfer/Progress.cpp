@@ -5,9 +5,9 @@
 
 #include "core/Numbers.h"
 #include "lang/Format.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
+#include "ports/Clock.h"
+#include "ports/Failure.h"
+#include "ports/Locale.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {

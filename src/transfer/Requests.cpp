@@ -1,6 +1,7 @@
 #include "transfer/Requests.h"
 
 #include "core/Ascii.h"
+#include "core/WireText.h"
 
 namespace pellora {
 
@@ -16,23 +17,6 @@ std::string RefererLine(const DownloadRecord& record) {
 }
 
 }  // namespace
-
-std::string WireText(std::string_view text) {
-  constexpr std::string_view kHex = "0123456789ABCDEF";
-  std::string wire;
-  wire.reserve(text.size());
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x21 && byte != 0x7f) {
-      wire += c;
-    } else {
-      wire += '%';
-      wire += kHex[byte >> 4];
-      wire += kHex[byte & 15];
-    }
-  }
-  return wire;
-}
 
 std::string ProbeRequest(const DownloadRecord& record, bool proxy) {
   std::string request = RequestLine(record, proxy);

@@ -12,9 +12,6 @@
 
 namespace pellora {
 
-// `text` with every byte below 0x21 and 0x7f as "%XX"; all else as it stands.
-std::string WireText(std::string_view text);
-
 // Asks for the whole file. `proxy`: the target is the whole URL, without blanks around it. The Referer line goes out
 // only if there is a referer. Ends in two empty lines.
 std::string ProbeRequest(const DownloadRecord& record, bool proxy);

@@ -7,12 +7,12 @@
 #include <utility>
 #include <vector>
 
+#include "async/TaskLoop.h"
+#include "core/FileNames.h"
 #include "core/ListFile.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/TaskLoop.h"
-#include "transfer/FileNames.h"
+#include "ports/Clock.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
 #include "transfer/Plan.h"
 #include "transfer/RangeReply.h"
 #include "transfer/Requests.h"

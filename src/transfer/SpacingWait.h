@@ -7,7 +7,7 @@
 
 #include <cmath>
 
-#include "platform/Clock.h"
+#include "ports/Clock.h"
 
 namespace pellora {
 

@@ -2,10 +2,10 @@
 #include <cmath>
 #include <utility>
 
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/TaskLoop.h"
+#include "async/TaskLoop.h"
+#include "ports/Clock.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
+#include "async/EventGate.h"
+#include "async/TaskLoop.h"
+#include "core/FileNames.h"
 #include "lang/Language.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/EventGate.h"
-#include "platform/Failure.h"
-#include "platform/TaskLoop.h"
-#include "transfer/FileNames.h"
+#include "ports/Clock.h"
+#include "ports/Failure.h"
+#include "ports/Shell.h"
 
 namespace pellora {
 

@@ -17,15 +17,15 @@
 #include <string_view>
 #include <vector>
 
+#include "async/Timer.h"
+#include "async/Winsock.h"
 #include "core/Program.h"
 #include "core/Transfer.h"
-#include "platform/Controls.h"
-#include "platform/Files.h"
-#include "platform/Timer.h"
-#include "platform/Window.h"
-#include "platform/Winsock.h"
+#include "ports/Files.h"
 #include "transfer/FtpReplies.h"
 #include "transfer/ReplyHeaders.h"
+#include "ui/Controls.h"
+#include "ui/Window.h"
 
 namespace pellora {
 

@@ -3,11 +3,11 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Boxes.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/Folders.h"
-#include "platform/TaskLoop.h"
+#include "async/Boxes.h"
+#include "async/TaskLoop.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
+#include "ports/Folders.h"
 
 namespace pellora {
 

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "core/Program.h"
-#include "platform/Controls.h"
-#include "platform/Window.h"
+#include "ui/Controls.h"
+#include "ui/Window.h"
 
 namespace pellora {
 

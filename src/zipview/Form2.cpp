@@ -4,9 +4,9 @@
 #include <functional>
 #include <utility>
 
-#include "lang/SystemHelpers.h"
-#include "platform/Failure.h"
-#include "platform/TaskLoop.h"
+#include "async/TaskLoop.h"
+#include "ports/Failure.h"
+#include "ui/SystemHelpers.h"
 #include "zipview/Extract.h"
 #include "zipview/ZipTransfer.h"
 

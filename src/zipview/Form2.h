@@ -13,11 +13,11 @@
 #include <string_view>
 #include <vector>
 
+#include "async/Winsock.h"
 #include "core/Program.h"
 #include "core/Transfer.h"
-#include "platform/Controls.h"
-#include "platform/Window.h"
-#include "platform/Winsock.h"
+#include "ui/Controls.h"
+#include "ui/Window.h"
 #include "zipview/ZipDirectory.h"
 
 namespace pellora {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "lang/Format.h"
-#include "platform/Desktop.h"
+#include "ports/Locale.h"
 #include "zipview/Form2.h"
 #include "zipview/ZipListing.h"
 

@@ -4,11 +4,13 @@
 #include <string>
 #include <utility>
 
+#include "async/TaskLoop.h"
 #include "core/Program.h"
-#include "platform/Desktop.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
-#include "platform/TaskLoop.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Machine.h"
+#include "ports/Shell.h"
 #include "zipview/VBUnzBas.h"
 
 namespace pellora {

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "platform/Task.h"
+#include "async/Task.h"
 
 namespace pellora {
 

@@ -1,6 +1,6 @@
 #include "zipview/VBUnzBas.h"
 
-#include "platform/Unzip.h"
+#include "ports/Unzip.h"
 
 namespace pellora {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Controls.h"
+#include "ui/Controls.h"
 #include "zipview/ZipDirectory.h"
 
 namespace pellora {

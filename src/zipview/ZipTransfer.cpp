@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/Ascii.h"
-#include "transfer/Requests.h"
+#include "core/WireText.h"
 
 namespace pellora {
 

@@ -9,7 +9,7 @@
 #include "Oracle.h"
 #include "Targets.h"
 #include "core/ListFile.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

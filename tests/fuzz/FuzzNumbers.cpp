@@ -5,9 +5,9 @@
 
 #include "Oracle.h"
 #include "Targets.h"
+#include "core/DateTexts.h"
 #include "core/Dates.h"
-#include "lang/DateTexts.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

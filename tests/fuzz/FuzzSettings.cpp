@@ -6,8 +6,8 @@
 #include "SimDesktop.h"
 #include "Targets.h"
 #include "core/Settings.h"
-#include "platform/Clock.h"
-#include "platform/Failure.h"
+#include "ports/Clock.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

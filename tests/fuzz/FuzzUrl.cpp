@@ -2,7 +2,7 @@
 
 #include "Oracle.h"
 #include "Targets.h"
-#include "transfer/FileNames.h"
+#include "core/FileNames.h"
 #include "transfer/RedirectTarget.h"
 #include "transfer/Requests.h"
 

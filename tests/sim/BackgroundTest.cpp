@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "SimPlatform.h"
-#include "platform/InBackground.h"
-#include "platform/Failure.h"
-#include "platform/TaskLoop.h"
+#include "async/InBackground.h"
+#include "async/TaskLoop.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "SimPlatform.h"
-#include "platform/Boxes.h"
-#include "platform/TaskLoop.h"
+#include "async/Boxes.h"
+#include "async/TaskLoop.h"
 
 namespace pellora {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "SimPlatform.h"
-#include "platform/Controls.h"
+#include "ui/Controls.h"
 
 namespace pellora {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/EventGate.h"
+#include "async/EventGate.h"
 
 namespace pellora {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/Property.h"
+#include "ui/Property.h"
 
 namespace pellora {
 namespace {

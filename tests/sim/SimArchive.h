@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Failure.h"
-#include "platform/Folders.h"
-#include "platform/Unzip.h"
+#include "ports/Failure.h"
+#include "ports/Folders.h"
+#include "ports/Unzip.h"
 
 namespace pellora {
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "SimFaults.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

@@ -8,7 +8,7 @@
 
 #include "SimLoop.h"
 #include "SimRandom.h"
-#include "platform/Background.h"
+#include "ports/Background.h"
 
 namespace pellora {
 

@@ -7,7 +7,7 @@
 
 #include "SimBackground.h"
 #include "SimPlatform.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

@@ -5,8 +5,9 @@
 #include <stdexcept>
 
 #include "SimFaults.h"
-#include "platform/Controls.h"
-#include "platform/Failure.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
+#include "ui/Controls.h"
 
 namespace pellora {
 

@@ -14,12 +14,17 @@
 
 #include "SimDisk.h"
 #include "SimLoop.h"
-#include "platform/AutoStart.h"
-#include "platform/BrowserMenu.h"
-#include "platform/Desktop.h"
-#include "platform/Tray.h"
-#include "platform/Views.h"
-#include "platform/Window.h"
+#include "ports/AutoStart.h"
+#include "ports/BrowserMenu.h"
+#include "ports/Clipboard.h"
+#include "ports/Dialogs.h"
+#include "ports/Locale.h"
+#include "ports/Machine.h"
+#include "ports/SettingsStore.h"
+#include "ports/Shell.h"
+#include "ports/Tray.h"
+#include "ui/Views.h"
+#include "ui/Window.h"
 
 namespace pellora {
 

@@ -17,7 +17,7 @@
 
 #include "SimContent.h"
 #include "SimLoop.h"
-#include "platform/Files.h"
+#include "ports/Files.h"
 
 namespace pellora {
 

@@ -4,7 +4,7 @@
 
 #include "SimDisk.h"
 #include "SimPlatform.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

@@ -8,7 +8,7 @@
 #include "core/ListCodec.h"
 #include "core/ListFile.h"
 #include "core/Program.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

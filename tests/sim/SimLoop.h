@@ -18,9 +18,9 @@
 
 #include "SimRandom.h"
 #include "SimTrace.h"
-#include "platform/Clock.h"
-#include "platform/EventGate.h"
-#include "platform/EventLoop.h"
+#include "async/EventGate.h"
+#include "ports/Clock.h"
+#include "ports/EventLoop.h"
 
 namespace pellora {
 

@@ -6,7 +6,7 @@
 
 #include "SimLoop.h"
 #include "SimPlatform.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

@@ -4,7 +4,8 @@
 #include <utility>
 
 #include "SimFaults.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
+#include "ui/MediaSurface.h"
 
 namespace pellora {
 

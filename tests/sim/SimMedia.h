@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "SimLoop.h"
-#include "platform/Media.h"
+#include "ports/Media.h"
 
 namespace pellora {
 

@@ -18,7 +18,7 @@
 
 #include "SimContent.h"
 #include "SimLoop.h"
-#include "platform/Network.h"
+#include "ports/Network.h"
 
 namespace pellora {
 

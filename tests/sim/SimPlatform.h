@@ -37,9 +37,9 @@
 #include "SimMedia.h"
 #include "SimNetwork.h"
 #include "SimRandom.h"
-#include "platform/EventGate.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
+#include "async/EventGate.h"
+#include "async/TaskLoop.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

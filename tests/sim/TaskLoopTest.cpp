@@ -4,10 +4,10 @@
 #include <string>
 
 #include "SimPlatform.h"
-#include "platform/Clock.h"
-#include "platform/Failure.h"
-#include "platform/TaskLoop.h"
-#include "platform/Timer.h"
+#include "async/TaskLoop.h"
+#include "async/Timer.h"
+#include "ports/Clock.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

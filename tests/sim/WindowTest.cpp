@@ -4,9 +4,9 @@
 #include <string>
 
 #include "SimPlatform.h"
-#include "platform/Controls.h"
-#include "platform/Timer.h"
-#include "platform/Window.h"
+#include "async/Timer.h"
+#include "ui/Controls.h"
+#include "ui/Window.h"
 
 namespace pellora {
 namespace {

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "SimPlatform.h"
-#include "platform/Failure.h"
-#include "platform/Winsock.h"
+#include "async/Winsock.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

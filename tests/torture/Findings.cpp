@@ -27,9 +27,9 @@ std::string Short(const std::string& function) { return function.substr(0, funct
 
 // From the last "src/<folder of the program>/" or "tests/" on.
 std::string Places::Ours(const std::string& path) const {
-  constexpr std::array<const char*, 9> kOurs{"src/platform/", "src/core/",    "src/lang/",
-                                             "src/transfer/", "src/mainwin/", "src/capture/",
-                                             "src/zipview/",  "src/app/",     "tests/"};
+  constexpr std::array<const char*, 12> kOurs{"src/ports/",   "src/async/",   "src/ui/",       "src/options/",
+                                              "src/core/",    "src/lang/",    "src/transfer/", "src/mainwin/",
+                                              "src/capture/", "src/zipview/", "src/app/",      "tests/"};
   for (const char* const folder : kOurs) {
     const std::size_t at = path.rfind(std::string("/") + folder);
     if (at != std::string::npos) return path.substr(at + 1);
@@ -91,7 +91,7 @@ Place Places::Find(const Stack& stack, bool behindSimulator) {
       if (model && whose != Whose::Test) return place;
       if (behindSimulator && whose == Whose::Simulator) continue;
       place = {whose, line.file + ":" + line.number + " " + line.function};
-      model = line.file.starts_with("src/platform/Controls.") || line.file.starts_with("src/platform/Property.");
+      model = line.file.starts_with("src/ui/Controls.") || line.file.starts_with("src/ui/Property.");
       if (!model) return place;
     }
   }

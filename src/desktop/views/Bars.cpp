@@ -16,7 +16,7 @@
 #include "desktop/views/Icons.h"
 #include "desktop/views/KeyStates.h"
 #include "desktop/views/Widgets.h"
-#include "platform/Controls.h"
+#include "ui/Controls.h"
 
 namespace pellora {
 

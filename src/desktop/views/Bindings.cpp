@@ -26,6 +26,7 @@
 #include <string>
 #include <utility>
 
+#include "async/EventGate.h"
 #include "desktop/DisplayText.h"
 #include "desktop/views/Bars.h"
 #include "desktop/views/Icons.h"
@@ -33,10 +34,10 @@
 #include "desktop/views/PreviewBinding.h"
 #include "desktop/views/Widgets.h"
 #include "lang/Format.h"
-#include "platform/Controls.h"
-#include "platform/EventGate.h"
-#include "platform/LinkLabel.h"
-#include "platform/Media.h"
+#include "ports/Media.h"
+#include "ui/Controls.h"
+#include "ui/LinkLabel.h"
+#include "ui/MediaSurface.h"
 
 namespace pellora {
 

@@ -18,8 +18,8 @@
 #include "desktop/views/Icons.h"
 #include "desktop/views/ObjectNames.h"
 #include "desktop/views/Widgets.h"
-#include "platform/Controls.h"
-#include "platform/Window.h"
+#include "ui/Controls.h"
+#include "ui/Window.h"
 
 namespace pellora {
 

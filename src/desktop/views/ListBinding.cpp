@@ -17,9 +17,9 @@
 #include <algorithm>
 #include <vector>
 
+#include "async/EventGate.h"
 #include "desktop/views/ListRowsModel.h"
-#include "platform/Controls.h"
-#include "platform/EventGate.h"
+#include "ui/Controls.h"
 
 namespace pellora {
 

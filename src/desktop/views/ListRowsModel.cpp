@@ -4,7 +4,7 @@
 
 #include "desktop/DisplayText.h"
 #include "desktop/views/Icons.h"
-#include "platform/Controls.h"
+#include "ui/Controls.h"
 
 namespace pellora {
 

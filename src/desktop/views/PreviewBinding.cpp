@@ -1,8 +1,9 @@
 #include "desktop/views/PreviewBinding.h"
 
+#include "async/EventGate.h"
 #include "desktop/views/PreviewSurface.h"
-#include "platform/EventGate.h"
-#include "platform/Media.h"
+#include "ports/Media.h"
+#include "ui/MediaSurface.h"
 
 namespace pellora {
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "desktop/views/Bindings.h"
+#include "ui/MediaSurface.h"
 
 namespace pellora {
 

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <utility>
 
-#include "platform/Media.h"
+#include "ports/Media.h"
 
 namespace pellora {
 

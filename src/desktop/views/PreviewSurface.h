@@ -6,6 +6,8 @@
 #include <QWidget>
 #include <memory>
 
+#include "ui/MediaSurface.h"
+
 namespace pellora {
 
 struct MediaFrame;

@@ -16,6 +16,7 @@
 
 #include "desktop/DisplayText.h"
 #include "desktop/views/Icons.h"
+#include "ports/Dialogs.h"
 
 namespace pellora {
 

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Desktop.h"
-#include "platform/EventGate.h"
+#include "async/EventGate.h"
+#include "ports/Dialogs.h"
 
 class QDialog;
 class QFileDialog;

@@ -21,9 +21,9 @@
 #include "desktop/views/ObjectNames.h"
 #include "desktop/views/QtWindowSystem.h"
 #include "desktop/views/XTray.h"
-#include "platform/Controls.h"
-#include "platform/Views.h"
-#include "platform/Window.h"
+#include "ui/Controls.h"
+#include "ui/Views.h"
+#include "ui/Window.h"
 
 namespace pellora {
 

@@ -15,7 +15,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/Tray.h"
+#include "ports/Tray.h"
 
 namespace pellora {
 

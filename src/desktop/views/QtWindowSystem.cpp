@@ -8,8 +8,8 @@
 #include "desktop/DisplayText.h"
 #include "desktop/views/FormHost.h"
 #include "desktop/views/ObjectNames.h"
-#include "platform/Controls.h"
-#include "platform/Window.h"
+#include "ui/Controls.h"
+#include "ui/Window.h"
 
 namespace pellora {
 

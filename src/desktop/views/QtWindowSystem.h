@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/EventGate.h"
-#include "platform/Views.h"
+#include "async/EventGate.h"
+#include "ui/Views.h"
 
 class QWidget;
 

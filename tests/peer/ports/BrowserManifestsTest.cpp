@@ -9,7 +9,7 @@
 
 #include "Support.h"
 #include "desktop/BrowserManifests.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "Support.h"
+#include "async/EventGate.h"
 #include "desktop/BusService.h"
 #include "desktop/QtEventLoop.h"
-#include "platform/EventGate.h"
 
 namespace pellora {
 namespace {

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "Support.h"
+#include "async/EventGate.h"
 #include "desktop/FileWorker.h"
-#include "platform/EventGate.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

@@ -7,7 +7,7 @@
 #include "Support.h"
 #include "desktop/IniSettings.h"
 #include "desktop/PosixFiles.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

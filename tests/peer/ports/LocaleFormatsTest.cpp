@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "core/DateTexts.h"
 #include "core/Dates.h"
 #include "desktop/LocaleFormats.h"
-#include "lang/DateTexts.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

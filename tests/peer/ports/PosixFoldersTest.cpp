@@ -6,7 +6,7 @@
 
 #include "Support.h"
 #include "desktop/PosixFolders.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

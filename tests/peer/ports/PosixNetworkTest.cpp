@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "Support.h"
+#include "async/EventGate.h"
 #include "desktop/PosixNetwork.h"
 #include "desktop/QtEventLoop.h"
-#include "platform/EventGate.h"
 
 namespace pellora {
 namespace {

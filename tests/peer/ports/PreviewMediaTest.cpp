@@ -16,16 +16,22 @@
 #include <string>
 
 #include "Support.h"
+#include "async/EventGate.h"
+#include "async/TaskLoop.h"
 #include "desktop/PreviewMedia.h"
-#include "platform/Desktop.h"
-#include "platform/EventGate.h"
-#include "platform/EventLoop.h"
-#include "platform/Failure.h"
-#include "platform/Media.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
-#include "platform/Views.h"
-#include "platform/Window.h"
+#include "ports/Clipboard.h"
+#include "ports/Dialogs.h"
+#include "ports/EventLoop.h"
+#include "ports/Failure.h"
+#include "ports/Locale.h"
+#include "ports/Machine.h"
+#include "ports/Media.h"
+#include "ports/Platform.h"
+#include "ports/SettingsStore.h"
+#include "ports/Shell.h"
+#include "ui/MediaSurface.h"
+#include "ui/Views.h"
+#include "ui/Window.h"
 
 namespace pellora {
 namespace {

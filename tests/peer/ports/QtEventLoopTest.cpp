@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "Support.h"
+#include "async/EventGate.h"
 #include "desktop/QtEventLoop.h"
-#include "platform/EventGate.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "Support.h"
 #include "desktop/Registration.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

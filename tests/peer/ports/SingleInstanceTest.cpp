@@ -8,7 +8,7 @@
 
 #include "Support.h"
 #include "desktop/SingleInstance.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "Support.h"
 #include "desktop/XdgAutoStart.h"
-#include "lang/SystemHelpers.h"
+#include "ui/SystemHelpers.h"
 
 namespace pellora {
 namespace {

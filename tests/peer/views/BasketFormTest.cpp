@@ -18,7 +18,7 @@
 #include "core/Program.h"
 #include "desktop/views/BasketForm.h"
 #include "mainwin/MainWindow.h"
-#include "platform/Tray.h"
+#include "ports/Tray.h"
 
 namespace pellora {
 

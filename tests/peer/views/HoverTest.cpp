@@ -18,7 +18,7 @@
 #include "AppStage.h"
 #include "capture/DownloadBasket.h"
 #include "desktop/views/ObjectNames.h"
-#include "lang/Options.h"
+#include "options/Options.h"
 #include "transfer/TransferWindow.h"
 #include "zipview/Extract.h"
 #include "zipview/Form2.h"

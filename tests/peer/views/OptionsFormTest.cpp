@@ -18,7 +18,7 @@
 #include "OptionsStage.h"
 #include "desktop/DisplayText.h"
 #include "desktop/views/ObjectNames.h"
-#include "platform/Controls.h"
+#include "ui/Controls.h"
 
 namespace pellora {
 namespace {

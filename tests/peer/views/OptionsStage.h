@@ -14,7 +14,7 @@
 #include "desktop/LocaleFormats.h"
 #include "desktop/PosixFiles.h"
 #include "lang/Language.h"
-#include "lang/Options.h"
+#include "options/Options.h"
 
 namespace pellora::testing_views {
 

@@ -12,8 +12,9 @@
 #include "Stage.h"
 #include "desktop/views/PreviewSurface.h"
 #include "desktop/views/Widgets.h"
-#include "platform/LinkLabel.h"
-#include "platform/Media.h"
+#include "ports/Media.h"
+#include "ui/LinkLabel.h"
+#include "ui/MediaSurface.h"
 
 namespace pellora {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/Controls.h"
-#include "platform/Window.h"
+#include "ui/Controls.h"
+#include "ui/Window.h"
 
 namespace pellora::testing_views {
 

@@ -7,17 +7,22 @@
 #include <memory>
 #include <optional>
 
+#include "async/EventGate.h"
+#include "async/TaskLoop.h"
 #include "desktop/views/QtWindowSystem.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/EventGate.h"
-#include "platform/EventLoop.h"
-#include "platform/Files.h"
-#include "platform/Media.h"
-#include "platform/Network.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
-#include "platform/Window.h"
+#include "ports/Clipboard.h"
+#include "ports/Clock.h"
+#include "ports/Dialogs.h"
+#include "ports/EventLoop.h"
+#include "ports/Files.h"
+#include "ports/Locale.h"
+#include "ports/Machine.h"
+#include "ports/Media.h"
+#include "ports/Network.h"
+#include "ports/Platform.h"
+#include "ports/SettingsStore.h"
+#include "ports/Shell.h"
+#include "ui/Window.h"
 
 namespace pellora::testing_views {
 

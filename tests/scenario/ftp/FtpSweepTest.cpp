@@ -2,7 +2,7 @@
 #include <set>
 
 #include "FtpFixture.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

@@ -1,6 +1,6 @@
 #include "MainWindowFixture.h"
+#include "async/TaskLoop.h"
 #include "mainwin/AddDownload.h"
-#include "platform/TaskLoop.h"
 
 namespace pellora {
 namespace {

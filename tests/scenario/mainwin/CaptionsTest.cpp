@@ -8,11 +8,11 @@
 #include "capture/PelloraCatcher.h"
 #include "core/Ascii.h"
 #include "lang/Language.h"
-#include "lang/Options.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
-#include "platform/Controls.h"
+#include "options/Options.h"
 #include "transfer/TransferWindow.h"
+#include "ui/Controls.h"
 
 namespace pellora {
 namespace {

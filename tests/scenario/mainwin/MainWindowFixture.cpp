@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "SimExamine.h"
+#include "async/TaskLoop.h"
 #include "mainwin/AddDownload.h"
-#include "platform/TaskLoop.h"
 
 namespace pellora {
 

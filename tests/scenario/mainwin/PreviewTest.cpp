@@ -1,5 +1,5 @@
 #include "MainWindowFixture.h"
-#include "platform/TaskLoop.h"
+#include "async/TaskLoop.h"
 
 namespace pellora {
 namespace {

@@ -1,7 +1,7 @@
 #include "MainWindowFixture.h"
+#include "async/TaskLoop.h"
 #include "core/Addresses.h"
 #include "lang/Language.h"
-#include "platform/TaskLoop.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {

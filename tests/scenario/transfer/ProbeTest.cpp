@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "TransferFixture.h"
+#include "core/WireText.h"
 #include "transfer/Requests.h"
 
 namespace pellora {

@@ -1,10 +1,10 @@
 #include "TransferRig.h"
 
 #include "SimExamine.h"
+#include "async/EventGate.h"
 #include "core/ListFile.h"
-#include "platform/EventGate.h"
-#include "platform/Failure.h"
-#include "transfer/ParseUrl.h"
+#include "core/ParseUrl.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 

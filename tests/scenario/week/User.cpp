@@ -7,7 +7,7 @@
 
 #include "capture/DownloadBasket.h"
 #include "capture/PelloraCatcher.h"
-#include "lang/Options.h"
+#include "options/Options.h"
 #include "transfer/TransferWindow.h"
 #include "zipview/Form2.h"
 

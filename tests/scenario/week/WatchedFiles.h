@@ -13,7 +13,7 @@
 #include "Counts.h"
 #include "Planted.h"
 #include "SimPlatform.h"
-#include "platform/Files.h"
+#include "ports/Files.h"
 
 namespace pellora {
 

@@ -14,7 +14,7 @@
 
 #include "Origin.h"
 #include "Planted.h"
-#include "platform/Network.h"
+#include "ports/Network.h"
 
 namespace pellora {
 

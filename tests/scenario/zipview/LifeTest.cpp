@@ -3,6 +3,7 @@
 
 #include "ZipFixture.h"
 #include "core/Stop.h"
+#include "core/WireText.h"
 #include "transfer/Requests.h"
 #include "zipview/Extract.h"
 

@@ -1,7 +1,7 @@
 #include "ZipFixture.h"
 #include "app/App.h"
+#include "async/TaskLoop.h"
 #include "core/Stop.h"
-#include "platform/TaskLoop.h"
 #include "zipview/UpdateHandOver.h"
 
 namespace pellora {

@@ -5,10 +5,10 @@
 #include "core/ListCodec.h"
 #include "core/ListFile.h"
 #include "core/Program.h"
-#include "platform/EventLoop.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
-#include "platform/Platform.h"
+#include "ports/EventLoop.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Platform.h"
 
 namespace pellora {
 

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "core/Dates.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

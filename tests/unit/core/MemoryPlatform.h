@@ -16,19 +16,24 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Background.h"
-#include "platform/Clock.h"
-#include "platform/Desktop.h"
-#include "platform/EventGate.h"
-#include "platform/EventLoop.h"
-#include "platform/Failure.h"
-#include "platform/Files.h"
-#include "platform/Media.h"
-#include "platform/Network.h"
-#include "platform/Platform.h"
-#include "platform/TaskLoop.h"
-#include "platform/Tray.h"
-#include "platform/Views.h"
+#include "async/EventGate.h"
+#include "async/TaskLoop.h"
+#include "ports/Background.h"
+#include "ports/Clipboard.h"
+#include "ports/Clock.h"
+#include "ports/Dialogs.h"
+#include "ports/EventLoop.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Locale.h"
+#include "ports/Machine.h"
+#include "ports/Media.h"
+#include "ports/Network.h"
+#include "ports/Platform.h"
+#include "ports/SettingsStore.h"
+#include "ports/Shell.h"
+#include "ports/Tray.h"
+#include "ui/Views.h"
 
 namespace pellora::test {
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "core/Numbers.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

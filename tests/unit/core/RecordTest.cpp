@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/Record.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {

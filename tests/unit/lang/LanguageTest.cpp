@@ -7,8 +7,8 @@
 
 #include "TestPlatform.h"
 #include "lang/Language.h"
-#include "platform/Controls.h"
-#include "platform/Failure.h"
+#include "ports/Failure.h"
+#include "ui/Controls.h"
 
 namespace pellora {
 namespace {

@@ -3,10 +3,10 @@
 #include <memory>
 
 #include "TestPlatform.h"
-#include "lang/SystemHelpers.h"
-#include "platform/AutoStart.h"
-#include "platform/Controls.h"
-#include "platform/Failure.h"
+#include "ports/AutoStart.h"
+#include "ports/Failure.h"
+#include "ui/Controls.h"
+#include "ui/SystemHelpers.h"
 
 namespace pellora {
 namespace {

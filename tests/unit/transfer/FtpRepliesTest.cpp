@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 #include "transfer/FtpReplies.h"
 
 namespace pellora {

@@ -5,7 +5,7 @@
 #include <limits>
 #include <random>
 
-#include "platform/Failure.h"
+#include "ports/Failure.h"
 #include "transfer/Plan.h"
 
 namespace pellora {

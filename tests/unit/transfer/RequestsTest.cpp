@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "core/WireText.h"
 #include "transfer/Requests.h"
 
 namespace pellora {

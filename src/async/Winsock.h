@@ -1,0 +1,66 @@
+// Winsock: the socket control of the windows, over one Connection at a time.
+//
+// Connect on a socket that is not closed is a Failure; Close is harmless on a closed one and no event
+// follows it. A socket whose attempt failed or whose peer is gone is not closed: only Close makes it so.
+// `Number` rises with each Connect and Close, so that a handler that waited can tell whether the
+// connection it served still stands.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "ports/Network.h"
+
+namespace pellora {
+
+class EventGate;
+struct Platform;
+
+enum class SocketState : std::int16_t { Closed = 0, Connecting = 6, Connected = 7, PeerClosing = 8, Error = 9 };
+
+class Winsock final : private ConnectionEvents {  // NOLINT(cppcoreguidelines-virtual-class-destructor): final
+ public:
+  explicit Winsock(Platform& platform);
+  ~Winsock();
+  Winsock(const Winsock&) = delete;
+  Winsock& operator=(const Winsock&) = delete;
+
+  std::string RemoteHost;
+  std::int32_t RemotePort = 0;
+
+  void Connect() { Connect(RemoteHost, RemotePort); }
+  void Connect(const std::string& host, std::int32_t port);
+  // One character per byte. A Failure unless the socket is connected.
+  void SendData(std::string_view text);
+  // All that has arrived; valid until the DataArrival handler returns or first waits.
+  std::string_view GetData() const { return block_; }
+  void Close();
+  SocketState State() const { return state_; }
+  std::uint32_t Number() const { return number_; }
+  // While False arriving data waits in the kernel; holds for later connections too.
+  void SetReading(bool reading);
+
+  // Events. Set once, before the first Connect.
+  std::function<void()> OnConnect;
+  std::function<void(std::size_t bytes)> OnDataArrival;
+  std::function<void()> OnClose;
+  std::function<void()> OnError;
+
+ private:
+  void Connected() override;
+  void DataArrived(std::string_view block) override;
+  void PeerClosed() override;
+  void ConnectionFailed(const std::string& reason) override;
+
+  Platform& platform_;
+  std::shared_ptr<Connection> connection_;
+  std::string_view block_;
+  SocketState state_ = SocketState::Closed;
+  std::uint32_t number_ = 0;
+  bool reading_ = true;
+};
+
+}  // namespace pellora

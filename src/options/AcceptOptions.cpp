@@ -1,0 +1,161 @@
+// AcceptOptions: what the options dialog does at OK: the checks, and taking the controls over into the settings.
+// Nothing here waits, so that no handler runs between a check and what rests on it.
+#include <string>
+#include <utility>
+
+#include "async/TaskLoop.h"
+#include "core/Ascii.h"
+#include "core/DateTexts.h"
+#include "core/Dates.h"
+#include "core/Numbers.h"
+#include "lang/Language.h"
+#include "options/Options.h"
+#include "ports/Clock.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Locale.h"
+#include "ports/Platform.h"
+#include "ports/SettingsStore.h"
+#include "ui/SystemHelpers.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr int kNoDownloadFolder = 796;
+constexpr int kBadFolder = 797;
+constexpr int kBadSegments = 798;
+constexpr int kBadDownloads = 799;
+
+constexpr const char* kTestFile = "temp.tst";
+constexpr std::int32_t kPortForNone = 8080;
+
+// A copy that the bus started works in another folder than one started by hand.
+bool IsAbsolute(const std::string& path) { return path.starts_with('/'); }
+
+void EndInSeparator(TextBox& folder) {
+  if (!folder.Text().ends_with('/')) folder.Text = folder.Text() + "/";
+}
+
+// One level only: a folder whose parent does not exist is more likely a slip than a wish.
+void CreateLastFolder(Files& files, const std::string& folder) {
+  const std::string path = folder.substr(0, folder.size() - 1);
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return;  // the root
+  if (slash > 0 && !files.Exists(path.substr(0, slash))) return;
+  Skip([&] { files.CreateFolder(path); });
+}
+
+// By the leading number alone, and not rounded: "8.4" is above 8.
+bool IsWithin(const TextBox& box, double least, double most) {
+  const double value = NumericPrefix(box.Text());
+  return value >= least && value <= most;
+}
+
+}  // namespace
+
+void options::Accept() {
+  if (std::optional<BoxRequest> refusal = Refusal()) {
+    platform_.tasks.Spawn(Say(std::move(*refusal)));
+    return;
+  }
+  TakeOver();
+  if (platform_.autoStart != nullptr) SetAutoStart(*platform_.autoStart, program_.settings.AutoStart);
+  TakeOverLanguage();
+  if (program_.settings.ProxyPort == 0) program_.settings.ProxyPort = kPortForNone;
+  Skip([&] { SaveSettings(program_.settings, platform_.settings); });
+  Unload();
+}
+
+std::optional<BoxRequest> options::Refusal() {
+  const auto told = [this](int number, int style) { return BoxRequest{program_.Text(number), kProgramName, style}; };
+  if (Text2.Text().empty()) return told(kNoDownloadFolder, kInformation);
+  if (Text1.Text().empty()) return told(kBadFolder, kInformation);
+  if (!IsAbsolute(Text1.Text) || !IsAbsolute(Text2.Text)) return told(kBadFolder, kInformation);
+  EndInSeparator(Text1);
+  EndInSeparator(Text2);
+
+  CreateLastFolder(platform_.files, Text1.Text);
+  CreateLastFolder(platform_.files, Text2.Text);
+  // The order of these four decides what is left: one test file in the temporary folder, or none if both
+  // are one folder.
+  if (!WriteTestFile(Text2.Text)) return told(kBadFolder, kInformation);
+  Skip([&] { platform_.files.Delete(Text1.Text() + kTestFile); });
+  if (!WriteTestFile(Text1.Text)) {
+    return BoxRequest{"Invalid Temp Folder, couldn't write temporary information in it", "Invalid Folder",
+                      kInformation};
+  }
+  Skip([&] { platform_.files.Delete(Text2.Text() + kTestFile); });
+
+  if (!IsWithin(Text3, 1, 8)) return told(kBadSegments, kWarning);
+  if (!IsWithin(Text4, 1, 99)) return told(kBadDownloads, kWarning);
+  return std::nullopt;
+}
+
+// A former one is replaced whole.
+bool options::WriteTestFile(const std::string& folder) {
+  const std::string path = folder + kTestFile;
+  Skip([&] { platform_.files.Delete(path); });
+  return Skip([&] { platform_.files.Open(path)->WriteAt(0, "test\n"); });
+}
+
+// Text that does not convert leaves the former value, and nothing is said: the checks are blunter than the
+// conversions ("3x" passes the one and fails the other).
+void options::TakeOver() {
+  Settings& settings = program_.settings;
+  settings.CheckClipboard = Check1.Value;
+  settings.BrowserIngeration = Check2.Value;
+  settings.SaveAs = Check3.Value;
+  settings.SafeDisk = Check4.Value;
+  settings.DownloadFolder = Text2.Text;
+  settings.TempFolder = Text1.Text;
+  settings.AutoPreviewZIP = Check5.Value;
+  Skip([&] { settings.MaxSegments = ToInt32(Text3.Text()); });
+  Skip([&] { settings.MaxSimulDownlads = ToInt32(Text4.Text()); });
+  settings.AutoCloseInternet = Check6.Value;
+  settings.Schedule = Check7.Value;
+  settings.ProxyPort = RoundedPrefix(Text8.Text());
+  settings.ProxyServer = Text7.Text;
+  settings.ProxyFTP = Check9.Value;
+  settings.ProxyHTTP = Check8.Value;
+  settings.IgnoreString = Text9.Text;
+  TakeOverSchedule();
+  settings.AutoStart = Check10.Value;
+}
+
+void options::TakeOverSchedule() {
+  Settings& settings = program_.settings;
+  const DateForms forms = platform_.locale.ShortForms();
+  Skip([&] {
+    const DateTimeReading fixed = ReadLocalDateTime(Text5.Text() + " " + Text6.Text(), forms, DateTimeOrder::DateFirst);
+    // A time alone lies in 1899: everything scheduled would start at once.
+    if (fixed.hasDate) settings.ScheduleDate = fixed.serial;
+  });
+  settings.ScheduleOption = Option2.Value ? std::int16_t{1} : std::int16_t{0};
+  const double now = platform_.clock.Now();
+  Skip([&] {
+    const std::string today = ShortDate(now, forms);
+    settings.ScheduleHour = ReadLocalDateTime(Text10.Text() + " " + today, forms, DateTimeOrder::TimeFirst).serial;
+  });
+  Skip([&] { settings.ScheduleHour = NextOccurrence(settings.ScheduleHour, now); });
+}
+
+// Runs also when the language is the same as before. The rows of the lists hold words and units of the former one.
+void options::TakeOverLanguage() {
+  const std::int32_t selected = Combo1.Index;
+  const std::vector<std::string>& rows = Combo1.Items;
+  if (selected < 0 || static_cast<std::size_t>(selected) >= rows.size()) return;
+  const std::string& chosen = rows[static_cast<std::size_t>(selected)];
+  for (std::size_t i = 0; i < static_cast<std::size_t>(LanguageCount); ++i) {
+    if (!EqualsNoCase(LanguageNames[i], chosen)) continue;
+    program_.settings.Language = LanguageFiles[i];
+    Skip([&] { LoadLanguage(program_, program_.settings.Language); });
+    break;
+  }
+  if (program_.lists == nullptr) return;
+  Skip([&] { program_.lists->RefreshRows(0, 1); });
+  Skip([&] { program_.lists->RefreshDownList(); });
+}
+
+}  // namespace pellora

@@ -1,0 +1,170 @@
+#include "options/Options.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "async/Boxes.h"
+#include "async/TaskLoop.h"
+#include "core/Ascii.h"
+#include "core/DateTexts.h"
+#include "lang/Language.h"
+#include "ports/Clock.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Locale.h"
+#include "ports/Machine.h"
+#include "ports/Platform.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr int kCaptionNumber = 791;
+constexpr std::string_view kEnding = ".txt";  // of a language file; in small letters only, as it is opened
+constexpr std::string_view kNameMark = "LANG=";
+
+// The names that a language file gives itself, in the order of its lines. A mark anywhere in a line counts,
+// also in a comment; the name is what follows the first equals sign.
+std::vector<std::string> NamesIn(std::string_view content) {
+  std::vector<std::string> names;
+  while (!content.empty()) {
+    const std::size_t end = content.find('\n');
+    std::string_view line = content.substr(0, end);
+    content.remove_prefix(end == std::string_view::npos ? content.size() : end + 1);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    line = TrimBlanks(line);
+    if (line.find(kNameMark) != std::string_view::npos) names.emplace_back(TrimBlanks(line.substr(line.find('=') + 1)));
+  }
+  return names;
+}
+
+std::string PathIn(const std::string& folder, const std::string& file) { return folder + "/" + file; }
+
+// Empty for what is no date, which the settings cannot hold after a load.
+template <class Format>
+std::string TextOf(Format* format, double serial, const DateForms& forms) {
+  std::string text;
+  Skip([&] { text = format(serial, forms); });
+  return text;
+}
+
+}  // namespace
+
+options::options(Program& program) : Window(program.platform, "options", "Pellora !   Options "), program_(program) {
+  Tag = TagText(kCaptionNumber);
+  ConnectEvents();
+}
+
+void options::ConnectEvents() {
+  TabStrip1.OnClick = [this] { ShowPage(TabStrip1.Selected + 1); };
+  // One of the two is always set.
+  Option1.OnClick = [this] { Option2.Value = !Option1.Value; };
+  Option2.OnClick = [this] { Option1.Value = !Option2.Value; };
+  Command2.OnClick = [this] { GetNow(); };
+  Browse2.OnClick = [this] { platform_.tasks.Spawn(Browse(&Label3, &Text2)); };
+  Browse1.OnClick = [this] { platform_.tasks.Spawn(Browse(&Label1, &Text1)); };
+  OK.OnClick = [this] { Accept(); };
+  Command1.OnClick = [this] { Unload(); };
+}
+
+void options::OnLoad() {
+  TabStrip1.Selected = 0;
+  ShowPage(1);
+  ApplyLanguage(*this, program_);
+}
+
+void options::ShowPage(int page) {
+  Frame1.Visible = page == 1;
+  Frame2.Visible = page == 2;
+  Frame4.Visible = page == 2;
+  Frame3.Visible = page == 3;
+  Frame5.Visible = page == 4;
+}
+
+void options::RefreshFromOptions() {
+  const Settings& settings = program_.settings;
+  Check1.Value = settings.CheckClipboard;
+  Check2.Value = settings.BrowserIngeration;
+  Check3.Value = settings.SaveAs;
+  Check4.Value = settings.SafeDisk;
+  Check5.Value = settings.AutoPreviewZIP;
+  Check6.Value = settings.AutoCloseInternet;
+  Check7.Value = settings.Schedule;
+  Check8.Value = settings.ProxyHTTP;
+  Check9.Value = settings.ProxyFTP;
+  Check10.Value = settings.AutoStart;
+
+  const DateForms forms = platform_.locale.ShortForms();
+  Text2.Text = settings.DownloadFolder;
+  Text1.Text = settings.TempFolder;
+  Text3.Text = std::to_string(settings.MaxSegments);
+  Text4.Text = std::to_string(settings.MaxSimulDownlads);
+  Text7.Text = settings.ProxyServer;
+  Text8.Text = std::to_string(settings.ProxyPort);
+  Text9.Text = settings.IgnoreString;
+  Text5.Text = TextOf(ShortDate, settings.ScheduleDate, forms);
+  Text6.Text = TextOf(ShortTime, settings.ScheduleDate, forms);
+  Text10.Text = TextOf(ShortTime, settings.ScheduleHour, forms);
+
+  // Any other number than 1 shows as the fixed time, and becomes it by OK.
+  Option2.Value = settings.ScheduleOption == 1;
+  Option1.Value = settings.ScheduleOption != 1;
+  ListLanguages();
+}
+
+void options::ListLanguages() {
+  LanguageCount = 0;
+  const std::string folder = platform_.machine.ProgramFolder();
+  std::vector<std::string> rows;
+  for (const std::string& file : platform_.files.FilesIn(folder)) {
+    if (LanguageCount == kMostLanguages) break;
+    if (!file.ends_with(kEnding)) continue;
+    // A file that cannot be read, or is far too large for a language, gives no row.
+    std::string content;
+    const std::string path = PathIn(folder, file);
+    if (!Skip([&] { content = ReadWholeFile(platform_.files, path, kLargestLanguageFile); })) continue;
+    for (std::string& name : NamesIn(content)) {
+      if (LanguageCount == kMostLanguages) break;
+      const auto row = static_cast<std::size_t>(LanguageCount++);
+      LanguageFiles[row] = file.substr(0, file.size() - kEnding.size());
+      LanguageNames[row] = name;
+      rows.push_back(std::move(name));
+    }
+  }
+  Combo1.Items = std::move(rows);
+  Combo1.Index = -1;
+  Combo1.Text = "";
+  for (std::int16_t i = 0; i < LanguageCount; ++i) {
+    const auto row = static_cast<std::size_t>(i);
+    if (!EqualsNoCase(LanguageFiles[row], program_.settings.Language)) continue;
+    Combo1.Text = LanguageNames[row];
+    Combo1.Index = i;
+  }
+}
+
+void options::GetNow() {
+  const double now = platform_.clock.Now();
+  const DateForms forms = platform_.locale.ShortForms();
+  Text5.Text = TextOf(ShortDate, now, forms);
+  Text6.Text = TextOf(ShortTime, now, forms);
+}
+
+Task<> options::Browse(const Label* caption, TextBox* folder) {
+  const auto hold = Hold();
+  FolderRequest request{caption->Caption, folder->Text};
+  if (program_.boxes.Stands(&program_.boxes, request.title)) co_return;
+  const std::optional<std::string> chosen = co_await program_.boxes.AskFolder(std::move(request));
+  if (!chosen || !Loaded()) co_return;
+  folder->Text = chosen->ends_with('/') ? *chosen : *chosen + "/";
+}
+
+Task<> options::Say(BoxRequest message) {
+  const auto hold = Hold();
+  if (program_.boxes.Stands(this, message.text)) co_return;
+  (void)co_await program_.boxes.Ask(this, std::move(message));
+}
+
+}  // namespace pellora

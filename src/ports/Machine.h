@@ -1,0 +1,19 @@
+// Machine: where the program lies, and its end.
+#pragma once
+
+#include <string>
+
+namespace pellora {
+
+class Machine {
+ public:
+  virtual ~Machine() = default;
+  virtual std::string ProgramFolder() const = 0;    // no trailing separator
+  virtual std::string DocumentsFolder() const = 0;  // no trailing separator; empty if unknown
+  // Whether any network connection exists. A platform that cannot tell says True.
+  virtual bool ConnectionUp() const { return true; }
+  // Leaves the event loop after the present event; the process ends with `code`.
+  virtual void End(int code) = 0;
+};
+
+}  // namespace pellora

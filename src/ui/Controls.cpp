@@ -1,0 +1,168 @@
+#include "ui/Controls.h"
+
+#include <algorithm>
+#include <numeric>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+
+#include "async/EventGate.h"
+#include "ports/Platform.h"
+
+namespace pellora {
+
+namespace {
+
+std::uint64_t RecordIdentity(const ListRow& row) {
+  return (static_cast<std::uint64_t>(row.serial) << 16U) | static_cast<std::uint16_t>(row.record);
+}
+
+const std::string& ColumnText(const ListRow& row, int column) {
+  static const std::string kNone;
+  if (column <= 0) return row.text;
+  const auto at = static_cast<std::size_t>(column) - 1;
+  return at < row.subItems.size() ? row.subItems[at] : kNone;
+}
+
+unsigned char Folded(char c) { return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); }
+
+// Below 0, 0 or above: `a` stands before `b`, is equal, or stands behind. The locale has no say in it.
+int CompareTexts(std::string_view a, std::string_view b) {
+  const std::size_t common = std::min(a.size(), b.size());
+  for (std::size_t at = 0; at < common; ++at) {
+    const int difference = Folded(a[at]) - Folded(b[at]);
+    if (difference != 0) return difference;
+  }
+  if (a.size() != b.size()) return a.size() < b.size() ? -1 : 1;
+  return a.compare(b);
+}
+
+}  // namespace
+
+std::string TagText(int number) { return number == 0 ? std::string() : std::to_string(number); }
+
+Control::Control(Window* window, std::string name, std::string typeName, int number)
+    : Name(std::move(name)),
+      TypeName(std::move(typeName)),
+      Tag(this, TagText(number)),
+      Visible(this, true),
+      Enabled(this, true),
+      Left(this, 0),
+      Top(this, 0),
+      Width(this, 0),
+      Height(this, 0),
+      ToolTipText(this, ""),
+      window_(window) {
+  window_->controls_.push_back(this);
+}
+
+void Control::Fire(const std::function<void()>& event) {
+  if (!event) return;
+  const auto hold = window_->shared_from_this();
+  window_->platform_.gate.Deliver(event);
+}
+
+void ComboBox::ChooseByUser(int index) {
+  const auto hold = Owner().shared_from_this();
+  if (index < 0 || static_cast<std::size_t>(index) >= Items().size()) return;
+  Index = index;
+  Text = Items()[static_cast<std::size_t>(index)];
+  Fire(OnChange);
+}
+
+void Toolbar::ClickButton(const std::string& key) {
+  if (!OnButtonClick || !Enabled) return;
+  for (const ControlPart& button : Buttons()) {
+    if (button.key == key && button.enabled) return Fire([this, key] { OnButtonClick(key); });
+  }
+}
+
+void StatusBar::SetPanel(std::size_t panel, const std::string& text) {
+  std::vector<std::string> panels = Panels;
+  panels.at(panel - 1) = text;
+  Panels = std::move(panels);
+}
+
+// A row is the same as before if it stands for the same record, even if its key has changed, or if it
+// has the same place among the records and the same key.
+std::vector<ListRow> ListView::SetRows(std::vector<ListRow> rows) {
+  std::unordered_set<std::uint64_t> selectedRecords;
+  std::unordered_map<std::string, std::int16_t> selectedKeys;
+  for (const std::size_t at : selection_) {
+    const ListRow& row = rows_[at];
+    if (row.record != 0) selectedRecords.insert(RecordIdentity(row));
+    selectedKeys.emplace(row.key, row.record);
+  }
+  rows_.swap(rows);
+  const std::size_t selected = selection_.size();
+  selection_.clear();
+  if (sorted_) SortRows();
+  for (std::size_t at = 0; at < rows_.size() && selection_.size() < selected; ++at) {
+    const ListRow& row = rows_[at];
+    const auto key = selectedKeys.find(row.key);
+    const bool sameKey = key != selectedKeys.end() && key->second == row.record;
+    if (sameKey || (row.record != 0 && selectedRecords.contains(RecordIdentity(row)))) selection_.push_back(at);
+  }
+  changedRows_.clear();
+  ++rowsVersion_;
+  PropertyChanged();
+  return rows;
+}
+
+// A selected row stays selected in its new place.
+void ListView::SortRows() {
+  std::vector<std::uint32_t> order(rows_.size());
+  std::iota(order.begin(), order.end(), 0U);
+  std::stable_sort(order.begin(), order.end(), [this](std::uint32_t a, std::uint32_t b) {
+    const int compared = CompareTexts(ColumnText(rows_[a], sortKey_), ColumnText(rows_[b], sortKey_));
+    return descending_ ? compared > 0 : compared < 0;
+  });
+  std::vector<ListRow> sorted;
+  sorted.reserve(rows_.size());
+  std::vector<std::size_t> selection;
+  for (const std::uint32_t from : order) {
+    if (std::binary_search(selection_.begin(), selection_.end(), from)) selection.push_back(sorted.size());
+    sorted.push_back(std::move(rows_[from]));
+  }
+  rows_ = std::move(sorted);
+  selection_ = std::move(selection);
+  changedRows_.clear();
+  ++rowsVersion_;
+}
+
+void ListView::SetSorted(bool sorted) {
+  if (sorted == sorted_) return;
+  sorted_ = sorted;
+  if (sorted_) SortRows();
+  PropertyChanged();
+}
+
+void ListView::SortBy(int column, bool descending) {
+  if (column == sortKey_ && descending == descending_) return;
+  sortKey_ = column;
+  descending_ = descending;
+  if (sorted_) SortRows();
+  PropertyChanged();
+}
+
+void ListView::ClickColumn(int column) {
+  if (OnColumnClick) Fire([this, column] { OnColumnClick(column); });
+}
+
+void ListView::SetRow(std::size_t at, ListRow row) {
+  if (rows_.at(at) == row) return;
+  rows_[at] = std::move(row);
+  changedRows_.push_back(at);
+  PropertyChanged();
+}
+
+void ListView::Select(std::vector<std::size_t> rows) {
+  std::sort(rows.begin(), rows.end());
+  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+  std::erase_if(rows, [this](std::size_t at) { return at >= rows_.size(); });
+  if (rows == selection_) return;
+  selection_ = std::move(rows);
+  PropertyChanged();
+}
+
+}  // namespace pellora
