@@ -4,8 +4,8 @@
 // record), Questions.cpp (add dialog and clipboard question), Preview.cpp (side pane and media preview),
 // VersionCheck.cpp, Layout.cpp.
 //
-// The popups: a view that has told ListView1 of a right click opens `popup` there if a row is selected,
-// and `pop2` over ListView2. The entries are set by then.
+// The popups: a view tells a list of a right click and then opens `popup` over ListView1 if a row is selected there,
+// or `pop2` over ListView2, with or without one. The entries are set by then.
 #pragma once
 
 #include <array>

@@ -198,10 +198,9 @@ void FormHost::ApplyState(WindowState state) {
 void FormHost::ApplyWindow() {
   if (follower_ != nullptr) follower_->Follow(*window_);
   const QString title = DisplayLine(window_->Caption).trimmed();
-  if (root_->windowTitle() != title) {
-    root_->setWindowTitle(title);
-    if (titleIsName_) root_->setAccessibleName(title);  // a minimised window would have no name otherwise
-  }
+  if (root_->windowTitle() != title) root_->setWindowTitle(title);
+  // A minimised window would have no name otherwise.
+  if (titleIsName_ && root_->accessibleName() != title) root_->setAccessibleName(title);
   const int width = window_->Width;
   const int height = window_->Height;
   if (width == appliedWidth_ && height == appliedHeight_) return;

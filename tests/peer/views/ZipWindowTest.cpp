@@ -1,6 +1,7 @@
 // The archive viewer and its dialog as the user sees and clicks them.
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QComboBox>
 #include <QHeaderView>
 #include <QLabel>
@@ -47,6 +48,15 @@ class ZipWindow : public ::testing::Test {
 
   ZipStage stage;
 };
+
+TEST_F(ZipWindow, IsAWindowWithItsTitleToAssistiveTechnology) {
+  QAccessibleInterface* seen = QAccessible::queryAccessibleInterface(stage.Form());
+  ASSERT_NE(seen, nullptr);
+  EXPECT_EQ(seen->role(), QAccessible::Window);
+  stage.Form()->showMinimized();
+  Stage::Settle();
+  EXPECT_EQ(seen->text(QAccessible::Name), "OnLine-Zip Viewer & Extractor");
+}
 
 TEST_F(ZipWindow, HasAWidgetForEveryControl) {
   for (const Control* const control : stage.viewer->Controls()) {
