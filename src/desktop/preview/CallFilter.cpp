@@ -8,12 +8,13 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <span>
-#include <vector>
+#include <utility>
 
 #include "desktop/preview/Confine.h"
 
@@ -22,7 +23,7 @@ namespace pellora {
 namespace {
 
 // What pictures and media need alike, whatever the arguments are.
-constexpr int kCalls[] = {
+constexpr std::array kCalls = {
     // the file, libraries and plugins
     SCMP_SYS(read), SCMP_SYS(readv), SCMP_SYS(pread64), SCMP_SYS(lseek), SCMP_SYS(close), SCMP_SYS(fstat),
     SCMP_SYS(fstat64), SCMP_SYS(newfstatat), SCMP_SYS(fstatat64), SCMP_SYS(stat), SCMP_SYS(stat64), SCMP_SYS(lstat),
@@ -46,7 +47,7 @@ constexpr int kCalls[] = {
     SCMP_SYS(getrusage), SCMP_SYS(getrandom), SCMP_SYS(sysinfo), SCMP_SYS(uname), SCMP_SYS(getcpu)};
 
 // For media besides: to speak over the connection that there is, but neither to make one nor to pass descriptors on.
-constexpr int kMediaCalls[] = {
+constexpr std::array kMediaCalls = {
     SCMP_SYS(recvmsg),       SCMP_SYS(recvfrom),  SCMP_SYS(getsockopt), SCMP_SYS(getsockname), SCMP_SYS(getpeername),
     SCMP_SYS(shutdown),      SCMP_SYS(pipe2),     SCMP_SYS(select),     SCMP_SYS(_newselect),  SCMP_SYS(pselect6),
     SCMP_SYS(epoll_create1), SCMP_SYS(epoll_ctl), SCMP_SYS(epoll_wait), SCMP_SYS(epoll_pwait), SCMP_SYS(umask)};

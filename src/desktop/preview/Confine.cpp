@@ -1,5 +1,6 @@
 #include "desktop/preview/Confine.h"
 
+#include <linux/capability.h>
 #include <malloc.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -7,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -47,6 +49,13 @@ void SoftlyLimit(__rlimit_resource resource, rlim_t most, const char* what) {
   Check(setrlimit(resource, &limit), what);
 }
 
+// Of root's process, too: Landlock does not bind all of them.
+void DropCapabilities() {
+  __user_cap_header_struct head{_LINUX_CAPABILITY_VERSION_3, 0};
+  const std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> none{};
+  Check(static_cast<int>(syscall(SYS_capset, &head, none.data())), "no capabilities");
+}
+
 }  // namespace
 
 ConfinementFailure::ConfinementFailure(const std::string& what, int error)
@@ -66,6 +75,7 @@ void LeaveOthers() {
 }
 
 void RestrictProcess(Work work, int file, const std::vector<std::string>& places) {
+  DropCapabilities();
   mallopt(M_ARENA_MAX, kMostHeaps);
   Limit(RLIMIT_CORE, 0, "the limit of core files");
   Limit(RLIMIT_NOFILE, kMostFiles, "the limit of open files");

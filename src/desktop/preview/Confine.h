@@ -19,8 +19,8 @@ class ConfinementFailure : public std::runtime_error {
 // parent, no descriptors but the three standard ones.
 void LeaveOthers();
 
-// To be called while there is one thread: limited memory, files and processor time, files that cannot grow, less of the
-// processor than a transfer gets, and access to `file` and `places` alone (FileAccess.h).
+// To be called while there is one thread: no capabilities, limited memory, files and processor time, files that cannot
+// grow, less of the processor than a transfer gets, and access to `file` and `places` alone (FileAccess.h).
 void RestrictProcess(Work work, int file, const std::vector<std::string>& places);
 
 // For what has to be said after a ConfinementFailure. Without effect once system calls are restricted.

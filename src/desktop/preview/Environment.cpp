@@ -68,7 +68,8 @@ void ReduceEnvironment() {
 std::vector<std::string> NamedPlaces() {
   std::vector<std::string> places;
   for (const char* name : kPlaces) {
-    std::istringstream all(std::getenv(name) != nullptr ? std::getenv(name) : "");
+    const char* const value = Value(name);
+    std::istringstream all(value != nullptr ? value : "");
     for (std::string place; std::getline(all, place, ':');) {
       if (!place.empty()) places.push_back(place);
     }

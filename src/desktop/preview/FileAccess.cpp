@@ -6,6 +6,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -18,9 +20,9 @@ namespace {
 
 // Libraries, plugins, sound fonts, settings of the system, where distributions have them; what the kernel tells of the
 // machine. No home, no devices but these.
-constexpr const char* kSystemPlaces[] = {"/usr",  "/lib",      "/lib64",       "/lib32",
-                                         "/etc",  "/opt",      "/nix/store",   "/gnu",
-                                         "/proc", "/dev/null", "/dev/urandom", "/sys/devices/system"};
+constexpr std::array kSystemPlaces = {"/usr",  "/lib",      "/lib64",       "/lib32",
+                                      "/etc",  "/opt",      "/nix/store",   "/gnu",
+                                      "/proc", "/dev/null", "/dev/urandom", "/sys/devices/system"};
 
 class Descriptor {
  public:
@@ -38,9 +40,9 @@ class Descriptor {
 
 // Every right over files that the kernel's version of Landlock knows: what is not named would stay allowed.
 std::uint64_t EveryRight(long version) {
-  constexpr int kRights[] = {13, 14, 15, 15, 16};  // by version, from 1 on
-  const long last = std::size(kRights);
-  return (std::uint64_t{1} << kRights[(version < last ? version : last) - 1]) - 1;
+  constexpr std::array kRights = {13, 14, 15, 15, 16};  // by version, from 1 on
+  const auto index = std::min(static_cast<std::size_t>(version), kRights.size()) - 1;
+  return (std::uint64_t{1} << kRights.at(index)) - 1;
 }
 
 class Ruleset {

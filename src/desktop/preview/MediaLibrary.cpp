@@ -11,14 +11,13 @@ namespace {
 
 constexpr int kStateReady = 2;  // devices are open, nothing flows
 
-void* Library() {
-  static void* const library = dlopen("libgstreamer-1.0.so.0", RTLD_NOW | RTLD_GLOBAL);
-  return library;
-}
+// It stays loaded: each call counts, and nothing takes the count down.
+void* Library() { return dlopen("libgstreamer-1.0.so.0", RTLD_NOW | RTLD_GLOBAL); }
 
 template <class Function>
 Function* Find(const char* name) {
-  return Library() != nullptr ? reinterpret_cast<Function*>(dlsym(Library(), name)) : nullptr;
+  void* const library = Library();
+  return library != nullptr ? reinterpret_cast<Function*>(dlsym(library, name)) : nullptr;
 }
 
 }  // namespace
@@ -26,8 +25,9 @@ Function* Find(const char* name) {
 const std::string& MediaLibraryPath() {
   static const std::string path = [] {
     Dl_info info{};
-    void* const start = Library() != nullptr ? dlsym(Library(), "gst_init_check") : nullptr;
-    return start != nullptr && dladdr(start, &info) != 0 ? std::string(info.dli_fname) : std::string();
+    const auto start = Find<int(int*, char***, void**)>("gst_init_check");
+    const bool known = start != nullptr && dladdr(reinterpret_cast<const void*>(start), &info) != 0;
+    return known ? std::string(info.dli_fname) : std::string();
   }();
   return path;
 }

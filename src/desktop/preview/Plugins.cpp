@@ -111,7 +111,7 @@ void RemoveOthers(const std::string& folder, const std::string& list) {
 }  // namespace
 
 std::string PreparePlugins(const std::string& cacheFolder) {
-  const std::string list = UseList(cacheFolder);
+  std::string list = UseList(cacheFolder);
   if (access(list.c_str(), R_OK) != 0 && !cacheFolder.empty() && !MediaLibraryPath().empty()) RunAndWait(cacheFolder);
   setenv("GST_REGISTRY_UPDATE", "no", 1);
   setenv("GST_REGISTRY_FORK", "no", 1);

@@ -37,19 +37,22 @@ constexpr std::size_t kLongestOrder = 65536;
 
 // Where it is said why nothing is rendered. Standard error itself is silent, unless it is being debugged: libraries
 // complain there about sound cards, and a hostile file could draw on a terminal.
-int reason = STDERR_FILENO;
+int& ReasonDescriptor() {
+  static int descriptor = STDERR_FILENO;
+  return descriptor;
+}
 
 void SilenceStandardError() {
   if (std::getenv("GST_DEBUG") != nullptr) return;
   const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  reason = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  ReasonDescriptor() = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (nothing >= 0) dup2(nothing, STDERR_FILENO);
   close(nothing);
 }
 
 void CompleteConfinement(Work work) {
   RestrictCalls(work);
-  if (reason != STDERR_FILENO) close(reason);
+  if (ReasonDescriptor() != STDERR_FILENO) close(ReasonDescriptor());
 }
 
 // The first line of the input, without a byte of what follows: the channel is not open yet.
@@ -100,7 +103,8 @@ struct Order {
 
 class Session {
  public:
-  explicit Session(const Order& order) : box_(order.box) {
+  void Open(const Order& order) {
+    box_ = order.box;
     if (order.work == Work::Picture) {
       Show(order.path);
     } else {
@@ -148,7 +152,7 @@ class Session {
     }
   }
 
-  QSize box_;
+  QSize box_{1, 1};
   Channel channel_{[this](const std::string& line) { Take(line); }};
   std::unique_ptr<Player> player_;
 };
@@ -163,7 +167,8 @@ int Render(int argc, char** argv) {
   if (order.work == Work::Media) places.push_back(PreparePlugins(cache));
   RestrictProcess(order.work, order.file, places);
   QGuiApplication application(argc, argv);
-  Session session(order);
+  Session session;
+  session.Open(order);
   return QGuiApplication::exec();
 }
 
@@ -182,7 +187,8 @@ int main(int argc, char** argv) {
     return pellora::Render(argc, argv);
   } catch (const pellora::ConfinementFailure& failure) {
     pellora::LetFilesGrow();
-    dprintf(pellora::reason, "pellora-preview: renders nothing, as it cannot be confined: %s\n", failure.what());
+    dprintf(pellora::ReasonDescriptor(), "pellora-preview: renders nothing, as it cannot be confined: %s\n",
+            failure.what());
     pellora::End(pellora::kPreviewUnconfined);
   }
 }

@@ -79,11 +79,11 @@ bool UsesIoUring() {
 }
 
 bool SignalsByDescriptor() {
-  const auto process = static_cast<int>(syscall(SYS_pidfd_open, getppid(), 0));
+  const auto process = static_cast<int>(syscall(SYS_pidfd_open, ParentProcess(), 0));
   return process >= 0 && syscall(SYS_pidfd_send_signal, process, kHarmless, nullptr, 0) == 0;
 }
 
-bool QueuesSignal() { return sigqueue(getppid(), kHarmless, {}) == 0; }
+bool QueuesSignal() { return sigqueue(ParentProcess(), kHarmless, {}) == 0; }
 
 bool ReadsMemory() {
   int from = 1;
@@ -94,7 +94,7 @@ bool ReadsMemory() {
 }
 
 bool ReadsParent(const char* what) {
-  const int file = open(("/proc/" + std::to_string(getppid()) + '/' + what).c_str(), O_RDONLY);
+  const int file = open(("/proc/" + std::to_string(ParentProcess()) + '/' + what).c_str(), O_RDONLY);
   char byte = 0;
   return file >= 0 && read(file, &byte, 1) == 1;
 }
@@ -197,13 +197,13 @@ constexpr Way kWays[] = {
     {"clone3", [](Home) { return Clone3(); }},
     {"user namespace", [](Home) { return syscall(SYS_unshare, CLONE_NEWUSER) == 0; }, Kind::Depends},
     // to reach other processes
-    {"kill", [](Home) { return kill(getppid(), kHarmless) == 0; }},
+    {"kill", [](Home) { return kill(ParentProcess(), kHarmless) == 0; }},
     {"kill of every process", [](Home) { return kill(-1, 0) == 0; }},
-    {"tgkill", [](Home) { return syscall(SYS_tgkill, getppid(), getppid(), kHarmless) == 0; }},
-    {"tkill", [](Home) { return syscall(SYS_tkill, getppid(), kHarmless) == 0; }},
+    {"tgkill", [](Home) { return syscall(SYS_tgkill, ParentProcess(), ParentProcess(), kHarmless) == 0; }},
+    {"tkill", [](Home) { return syscall(SYS_tkill, ParentProcess(), kHarmless) == 0; }},
     {"sigqueue", [](Home) { return QueuesSignal(); }},
     {"pidfd_send_signal", [](Home) { return SignalsByDescriptor(); }},
-    {"owner of a descriptor", [](Home) { return fcntl(STDOUT_FILENO, F_SETOWN, getppid()) == 0; }},
+    {"owner of a descriptor", [](Home) { return fcntl(STDOUT_FILENO, F_SETOWN, ParentProcess()) == 0; }},
     {"ptrace", [](Home) { return ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0; }},
     {"process_vm_readv", [](Home) { return ReadsMemory(); }},
     {"shared memory segment", [](Home) { return SharesMemory(); }},
@@ -253,6 +253,11 @@ constexpr Way kWays[] = {
 };
 
 }  // namespace
+
+pid_t ParentProcess() {
+  static const pid_t parent = getppid();
+  return parent;
+}
 
 std::span<const Way> Ways() { return kWays; }
 

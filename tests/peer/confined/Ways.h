@@ -1,6 +1,8 @@
 // Ways: what a decoder that runs someone else's code might try.
 #pragma once
 
+#include <sys/types.h>
+
 #include <span>
 #include <string>
 
@@ -17,6 +19,9 @@ struct Way {
   bool (*attempt)(const std::string& home);  // true if it got out; errno says why not
   Kind kind = Kind::Certain;
 };
+
+// To be asked once before the confinement, which refuses to say.
+pid_t ParentProcess();
 
 std::span<const Way> Ways();
 

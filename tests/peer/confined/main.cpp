@@ -100,7 +100,7 @@ int TryOne(std::string_view mode, const std::string& home, std::string_view name
 }
 
 int RunWithout(const char* call, int error, char** program) {
-  const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
+  void* const filter = seccomp_init(SCMP_ACT_ALLOW);
   const int number = seccomp_syscall_resolve_name(call);
   if (filter == nullptr || number == __NR_SCMP_ERROR ||
       seccomp_rule_add(filter, SCMP_ACT_ERRNO(static_cast<unsigned>(error)), number, 0) != 0 ||
@@ -115,6 +115,7 @@ int RunWithout(const char* call, int error, char** program) {
 }  // namespace pellora
 
 int main(int argc, char** argv) {
+  pellora::ParentProcess();
   const std::string_view mode = argc > 1 ? argv[1] : "";
   if (mode == "list" && argc == 2) return pellora::List();
   if (mode == "spin" && argc == 3) pellora::Spin(argv[2]);

@@ -247,6 +247,8 @@ class Process(unittest.TestCase):
             status = dict(line.split(":", 1) for line in f if ":" in line)
         self.assertEqual(status["NoNewPrivs"].strip(), "1")
         self.assertEqual(status["Seccomp"].strip(), "2")
+        for kind in ("CapInh", "CapPrm", "CapEff", "CapAmb"):
+            self.assertEqual(int(status[kind], 16), 0, kind)
         with open("/proc/%d/limits" % rendering.process.pid, encoding="ascii") as f:
             limits = {line[:26].strip(): line[26:].split()[:2] for line in f}
         self.assertEqual(limits["Max core file size"], ["0", "0"])
