@@ -97,10 +97,10 @@ void AutomationAdaptor::LeechURL(const QString& URL, const QString& refURL) { se
 
 QList<DownloadRow> DownloadsAdaptor::List() const { return service_->List(); }
 
-QList<QVariantMap> DownloadsAdaptor::Details() const {
-  QList<QVariantMap> maps;
-  for (const DownloadRow& row : service_->List()) maps.append(RowMap(row));
-  return maps;
+QList<DetailRow> DownloadsAdaptor::Details() const {
+  QList<DetailRow> details;
+  for (const DownloadRow& row : service_->List()) details.append({row});
+  return details;
 }
 
 QVariantMap DownloadsAdaptor::Add(const QVariantMap& request, const QDBusMessage& call) {

@@ -85,8 +85,7 @@ class DownloadsAdaptor final : public QDBusAbstractAdaptor {
   explicit DownloadsAdaptor(BusService* service) : QDBusAbstractAdaptor(service), service_(service) {}
  public Q_SLOTS:
   QList<pellora::DownloadRow> List() const;
-  // One map for each listed record, with the keys of RowMap; more may come.
-  QList<QVariantMap> Details() const;
+  QList<pellora::DetailRow> Details() const;
   // The request has the key "url". The answer has the key "id", or "reason" if the address was refused.
   QVariantMap Add(const QVariantMap& request, const QDBusMessage& call);
   // By id. The answer is empty, or has the key "reason".

@@ -1,6 +1,7 @@
 #include "desktop/BusTypes.h"
 
 #include <QDBusMetaType>
+#include <QVariantMap>
 
 namespace pellora {
 
@@ -18,39 +19,37 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, DownloadRow& row)
   return argument;
 }
 
-QVariantMap RowMap(const DownloadRow& row) {
-  QVariantMap map{{kIdKey, row.id},
-                  {"index", row.index},
-                  {"name", row.name},
-                  {kUrlKey, row.url},
-                  {"state", row.state},
-                  {"received", qlonglong{row.received}},
-                  {"size", qlonglong{row.size}},
-                  {"percent", row.percent},
-                  {"path", row.savedPath}};
-  if (row.silentSeconds) map.insert("silent", *row.silentSeconds);
-  return map;
+QDBusArgument& operator<<(QDBusArgument& argument, const DetailRow& detail) {
+  const DownloadRow& row = detail.row;
+  QVariantMap more;
+  if (row.silentSeconds) more.insert(kSilentKey, *row.silentSeconds);
+  argument.beginStructure();
+  argument << row.id << row.index << row.name << row.url << row.state << qlonglong{row.received} << qlonglong{row.size}
+           << row.percent << row.savedPath << more;
+  argument.endStructure();
+  return argument;
 }
 
-DownloadRow RowOf(const QVariantMap& map) {
-  DownloadRow row;
-  row.id = map.value(kIdKey).toString();
-  row.index = map.value("index").toInt();
-  row.name = map.value("name").toString();
-  row.url = map.value(kUrlKey).toString();
-  row.state = map.value("state").toString();
-  row.received = map.value("received").toInt();
-  row.size = map.value("size").toInt();
-  row.percent = map.value("percent").toDouble();
-  row.savedPath = map.value("path").toString();
-  if (map.contains("silent")) row.silentSeconds = map.value("silent").toUInt();
-  return row;
+const QDBusArgument& operator>>(const QDBusArgument& argument, DetailRow& detail) {
+  DownloadRow& row = detail.row;
+  qlonglong received = 0;
+  qlonglong size = 0;
+  QVariantMap more;
+  argument.beginStructure();
+  argument >> row.id >> row.index >> row.name >> row.url >> row.state >> received >> size >> row.percent >>
+      row.savedPath >> more;
+  argument.endStructure();
+  row.received = static_cast<int>(received);
+  row.size = static_cast<int>(size);
+  if (more.contains(kSilentKey)) row.silentSeconds = more.value(kSilentKey).toUInt();
+  return argument;
 }
 
 void RegisterBusTypes() {
   qDBusRegisterMetaType<DownloadRow>();
   qDBusRegisterMetaType<QList<DownloadRow>>();
-  qDBusRegisterMetaType<QList<QVariantMap>>();
+  qDBusRegisterMetaType<DetailRow>();
+  qDBusRegisterMetaType<QList<DetailRow>>();
 }
 
 }  // namespace pellora

@@ -22,7 +22,7 @@ struct AddOutcome {
   std::string reason;
 };
 
-// The same without a box, for callers that nobody sits in front of: starts or queues the download. An address that
+// The same for scripts, which nobody may be watching: no box, and the download starts or is queued. An address that
 // is listed already is refused; the setting "SaveAs" plays no part.
 AddOutcome AddWithoutAsking(Program& program, const std::string& url);
 

@@ -11,6 +11,7 @@
 #include <QElapsedTimer>
 #include <QStringList>
 #include <QThread>
+#include <QVariantMap>
 #include <cstdio>
 #include <map>
 #include <optional>
@@ -86,10 +87,10 @@ class Bus {
     return Ask<QVariantMap>(call);
   }
   std::optional<QList<DownloadRow>> List() {
-    const std::optional<QList<QVariantMap>> maps = Ask<QList<QVariantMap>>(Call(kDownloadsInterface, "Details"));
-    if (!maps) return std::nullopt;
+    const std::optional<QList<DetailRow>> details = Ask<QList<DetailRow>>(Call(kDownloadsInterface, "Details"));
+    if (!details) return std::nullopt;
     QList<DownloadRow> rows;
-    for (const QVariantMap& map : *maps) rows.append(RowOf(map));
+    for (const DetailRow& detail : *details) rows.append(detail.row);
     return rows;
   }
   bool ResumeAll() {

@@ -182,14 +182,17 @@ TEST_F(BusServiceTest, QuitsAndReturnsWhenTheNameHasGone) {
   EXPECT_EQ(Control({"quit"}).code, 3);
 }
 
-TEST_F(BusServiceTest, KeepsTheSignatureOfTheList) {
+TEST_F(BusServiceTest, AnswersWithTheSignaturesThatScriptsCountOn) {
   StartService();
   rows = {Row(1, "a.zip", "active", 420)};
   const QDBusConnection bus = Bus();
-  QDBusPendingCall pending =
-      bus.asyncCall(QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "List"));
-  ASSERT_TRUE(RunUntil([&] { return pending.isFinished(); }));
-  EXPECT_EQ(pending.reply().signature(), "a(isssiids)");
+  for (const auto& [method, signature] :
+       {std::pair{"List", "a(isssiids)"}, std::pair{"Details", "a(sisssxxdsa{sv})"}}) {
+    QDBusPendingCall pending =
+        bus.asyncCall(QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, method));
+    ASSERT_TRUE(RunUntil([&] { return pending.isFinished(); }));
+    EXPECT_EQ(pending.reply().signature(), signature);
+  }
 }
 
 TEST_F(BusServiceTest, AnswersBeforeTheProgramActs) {
