@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/ListFile.h"
+#include "core/PartFiles.h"
 #include "platform/Desktop.h"
 #include "platform/Failure.h"
 #include "platform/TaskLoop.h"
@@ -56,14 +57,14 @@ std::uint64_t JoinedSize(const DownloadRecord& record) {
 // before anything is copied, and with its room set apart the file is written faster and in one piece.
 void TransferWindow::JoinParts(const std::string& path) {
   Files& files = program_.platform.files;
-  const std::unique_ptr<File> output = files.Open(path);
+  const std::unique_ptr<File> output = files.Open(path, FileKind::Output);
   const DownloadRecord& record = Record();
   output->Reserve(JoinedSize(record));
   std::uint64_t position = 0;
   for (int i = 1; i <= record.SegmentCount; ++i) {
     const SegmentRecord& segment = record.Segment(i);
     if (segment.State != kSegmentComplete || segment.RangeSize <= 0) continue;
-    const std::unique_ptr<File> part = files.Open(segment.TempFile);
+    const std::unique_ptr<File> part = files.Open(segment.TempFile, FileKind::Part);
     const auto size = static_cast<std::uint64_t>(segment.RangeSize);
     CopyPart(*part, *output, position, size);
     position += size;
@@ -94,7 +95,7 @@ bool TransferWindow::BuildOutputFile() {
   record.Percent = 100.0F;
   const bool saved = SaveListBeforeTouchingParts(program_);
   for (int i = 1; saved && i <= record.SegmentCount; ++i) {
-    Skip([&] { program_.platform.files.Delete(record.Segment(i).TempFile); });
+    DeletePart(program_.platform.files, record.Segment(i).TempFile);
   }
   DoRefresh();
   program_.lists->RefreshRows(0, kForced);

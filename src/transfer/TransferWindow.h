@@ -20,6 +20,7 @@
 #include "core/Program.h"
 #include "core/Transfer.h"
 #include "platform/Controls.h"
+#include "platform/Failure.h"
 #include "platform/Files.h"
 #include "platform/Timer.h"
 #include "platform/Window.h"
@@ -137,12 +138,14 @@ class TransferWindow final : public Window, public Transfer {
   // Segments
   void PlanSegmentsOfRecord();
   void FitSizeToPlan();
+  void DropUnusablePlan();
   std::string PartNameBase(int count);
   void ConnectSegment(int i, bool keptPlan);
   Task<> SegmentConnected(int index);
   void SegmentDataArrived(int index, std::size_t bytes);
   void OpenPart(int index, const SegmentRecord& segment, std::uint32_t tick);
   bool WritePart(int index, SegmentRecord& segment, std::string_view data, std::uint32_t tick);
+  void PartFailed(const Failure& failure);
   void SegmentCompleted(int index, SegmentRecord& segment);
   bool AllSegmentsComplete();
   Task<> Complete();
