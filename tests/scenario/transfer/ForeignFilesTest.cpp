@@ -90,8 +90,9 @@ TEST_P(ForeignFilesAtAPartsName, StopTheirDownloadAloneWhereThePlanWasMadeBefore
 
 TEST_P(ForeignFilesAtAPartsName, LetAResumeInTheSameWindowPlanAnew) {
   Begin();
-  sim.RunFor(4000);
+  sim.RunFor(2000);
   Pause();
+  ASSERT_TRUE(Record().Paused);
   ASSERT_GT(Record().Received, 0);
   sim.disk().Lose(kPart);
   Plant(kPart);
