@@ -228,7 +228,7 @@ std::optional<uid_t> OwnerOfNewFiles(const std::string& folder) {
 }
 
 [[noreturn]] void RefusePart(const std::string& path) {
-  RefuseForeign(path, "a link or a file that does not belong to the program is in the place of the part file");
+  RefuseForeign(path, "not a part file of this program: a link, another user's, or with several names");
 }
 
 }  // namespace
@@ -279,7 +279,7 @@ std::string PosixFiles::TargetOfOwnLink(const std::string& link) const {
   const ssize_t length = readlinkat(fd, "", target.data(), target.size());
   const int error = errno;
   close(fd);
-  if (read && S_ISLNK(status.st_mode) && !IsOurs(link, status)) RefuseForeign(link, "a link of another user");
+  if (read && S_ISLNK(status.st_mode) && !IsOurs(link, status)) RefuseForeign(link, "a link of another user is not followed");
   if (!read || length <= 0) throw FileFailure(link, error);
   target.resize(static_cast<std::size_t>(length));
   return target.front() == '/' ? target : FolderOf(link) + target;
