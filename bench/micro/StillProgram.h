@@ -35,7 +35,8 @@ class StillNetwork final : public Network {
 
 class StillFiles final : public Files {
  public:
-  std::unique_ptr<File> Open(const std::string&) override { return std::make_unique<StillFile>(); }
+  std::unique_ptr<File> Open(const std::string&, FileKind) override { return std::make_unique<StillFile>(); }
+  PartName LookAtPart(const std::string&) const override { return PartName::Own; }
   std::unique_ptr<File> OpenForReading(const std::string&) override { return std::make_unique<StillFile>(); }
   void Delete(const std::string&) override {}
   void CreateFolder(const std::string&) override {}

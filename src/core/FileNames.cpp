@@ -2,14 +2,14 @@
 
 #include <algorithm>
 
+#include "core/PartFiles.h"
+
 namespace pellora {
 
 namespace {
 
 constexpr std::string_view kForbidden = "?/\\:*<>'";
 constexpr std::size_t kLongestName = 255;  // bytes, on every file system in common use
-constexpr std::string_view kPartEnding = ".tmp";
-constexpr std::size_t kPartDigits = 3;
 
 std::string IndexText(int recordIndex) { return recordIndex > 0 ? std::to_string(recordIndex) : std::string(); }
 

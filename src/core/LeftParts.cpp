@@ -6,6 +6,7 @@
 #include <unordered_set>
 
 #include "core/ListFile.h"
+#include "core/PartFiles.h"
 #include "core/Program.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -51,7 +52,7 @@ void DeleteLeftParts(Program& program) {
   while (folder.ends_with('/')) folder.pop_back();
   Paths found;
   for (std::string& name : files.FilesIn(folder.empty() ? "/" : folder)) {
-    if (name.ends_with(".tmp")) found.insert(name.insert(0, folder + "/"));
+    if (IsPartFileName(name)) found.insert(name.insert(0, folder + "/"));
   }
   if (found.empty()) return;
   for (int i = 1; i <= program.DownloadCount; ++i) {
@@ -66,7 +67,7 @@ void DeleteLeftParts(Program& program) {
     if (!record.InUse || !record.Finished || !PartsAreWhole(files, record, found)) continue;
     for (const SegmentRecord& segment : record.Segments) {
       if (!found.contains(segment.TempFile) || !StandsWhole(files, record)) continue;
-      Skip([&] { files.Delete(segment.TempFile); });
+      DeletePart(files, segment.TempFile);
       found.erase(segment.TempFile);
     }
   }

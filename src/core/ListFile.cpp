@@ -25,20 +25,39 @@ std::string ReadBytes(File& file) {
   return bytes;
 }
 
+// Lists hold passwords. Those of former versions, and copies of them, may be open to other users. One that cannot be
+// written stays as it is.
+void CloseToOthers(Files& files, const std::string& path) {
+  Skip([&] { (void)files.Open(path, FileKind::List); });
+}
+
 // An absent file is created. One that only seemed absent, to a disk that failed for a moment, is read: taken for
 // an empty list it would be lost with the first save.
 std::optional<std::string> ReadOrCreate(Files& files, const std::string& path) {
-  if (files.Exists(path)) return ReadBytes(*files.OpenForReading(path));
+  if (files.Exists(path)) {
+    CloseToOthers(files, path);
+    return ReadBytes(*files.OpenForReading(path));
+  }
   std::unique_ptr<File> file;
-  Skip([&] { file = files.Open(path); });
+  Skip([&] { file = files.Open(path, FileKind::List); });
   if (!file) return std::nullopt;
   return ReadBytes(*file);
 }
 
+std::string NumberedName(const std::string& first, int number) {
+  return number == 1 ? first : first + "." + std::to_string(number);
+}
+
 std::string UnusedNameFor(const Files& files, const std::string& first) {
-  std::string name = first;
-  for (int number = 2; files.Exists(name); ++number) name = first + "." + std::to_string(number);
-  return name;
+  int number = 1;
+  while (files.Exists(NumberedName(first, number))) ++number;
+  return NumberedName(first, number);
+}
+
+void CloseCopiesToOthers(Files& files, const std::string& first) {
+  for (int number = 1; files.Exists(NumberedName(first, number)); ++number) {
+    CloseToOthers(files, NumberedName(first, number));
+  }
 }
 
 void CopyBytes(File& from, File& to) {
@@ -54,10 +73,10 @@ void CopyBytes(File& from, File& to) {
 // be nothing to copy.
 void CopyAside(Program& program) {
   Files& files = program.platform.files;
-  const std::unique_ptr<File> from = files.Open(ListPath(program));
+  const std::unique_ptr<File> from = files.Open(ListPath(program), FileKind::List);
   const std::string copy = UnusedNameFor(files, DamagedListPath(program));
   try {
-    if (from->Length() > 0) CopyBytes(*from, *files.Open(copy));
+    if (from->Length() > 0) CopyBytes(*from, *files.Open(copy, FileKind::List));
   } catch (...) {
     Skip([&] { files.Delete(copy); });
     throw;
@@ -83,7 +102,7 @@ void SaveList(Program& program) {
   AppendListHeader(bytes, program.DownloadCount);
   for (int i = 0; i <= program.DownloadCount; ++i) AppendRecord(bytes, program.Download(i));
 
-  const std::unique_ptr<File> file = program.platform.files.Open(ListPath(program));
+  const std::unique_ptr<File> file = program.platform.files.Open(ListPath(program), FileKind::List);
   file->Reserve(bytes.size());
   file->WriteAt(0, bytes);
 }
@@ -97,6 +116,7 @@ void LoadList(Program& program) {
   const std::string path = ListPath(program);
   std::optional<std::string> found = ReadOrCreate(files, path);
   const bool unreached = !found;
+  CloseCopiesToOthers(files, DamagedListPath(program));
   std::string bytes = std::move(found).value_or("");
 
   ListDecoder decoder(bytes);

@@ -2,7 +2,7 @@
 //
 // The file is written whole from position 0 and never truncated, since the reader stops behind the last
 // record. A file that could not be read whole is copied to "Pellora.dat.damaged" (".damaged.2" and so on
-// where one exists) before a save writes over it.
+// where one exists) before a save writes over it. The list holds passwords: only the user may read it and its copies.
 #pragma once
 
 #include <string>

@@ -19,4 +19,9 @@ auto& At(Array& segments, int i) {
 SegmentRecord& DownloadRecord::Segment(int i) { return At(Segments, i); }
 const SegmentRecord& DownloadRecord::Segment(int i) const { return At(Segments, i); }
 
+void DownloadRecord::DropPlan() {
+  Segments.assign(1, SegmentRecord{});
+  SegmentCount = 0;
+}
+
 }  // namespace pellora

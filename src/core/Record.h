@@ -102,6 +102,8 @@ struct DownloadRecord {
   // Segment `i`, counted from 1. Failure(OutOfRange) if the array does not have it.
   SegmentRecord& Segment(int i);
   const SegmentRecord& Segment(int i) const;
+  // The next start plans anew.
+  void DropPlan();
   bool operator==(const DownloadRecord&) const = default;
 };
 

@@ -9,7 +9,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <limits>
+#include <optional>
 
 #include "desktop/FileFailure.h"
 
@@ -34,6 +37,8 @@ void RefuseIrregular(const std::string& path, mode_t mode) {
   if (S_ISDIR(mode)) throw FileFailure(path, EISDIR);
   throw Failure(FailureNumber::File, path + ": not a regular file");
 }
+
+bool IsOneFile(const struct stat& a, const struct stat& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
 
 off_t Position(const std::string& path, std::uint64_t offset, std::uint64_t length) {
   constexpr std::uint64_t kMost = std::numeric_limits<off_t>::max();
@@ -155,11 +160,7 @@ class PosixFile final : public File {
   }
 
   // Ranges of one file may overlap, and would be spliced into themselves.
-  bool IsSameAs(const PosixFile& other) const {
-    const struct stat mine = Status();
-    const struct stat others = other.Status();
-    return mine.st_dev == others.st_dev && mine.st_ino == others.st_ino;
-  }
+  bool IsSameAs(const PosixFile& other) const { return IsOneFile(Status(), other.Status()); }
 
   // A disk that becomes full in the middle keeps what it has set apart so far, behind the end and unseen. Cutting the
   // file to its own length frees it.
@@ -181,33 +182,143 @@ class PosixFile final : public File {
   int fd_;
 };
 
-std::unique_ptr<File> OpenRegular(const std::string& path, int flags) {
+constexpr mode_t kForTheUserAlone = 0600;
+constexpr mode_t kAsTheUmaskHasIt = 0666;
+
+// A pipe that takes the place of the file just now must not block.
+int OpenPath(const std::string& path, int flags, mode_t mode) {
   int fd = -1;
   do {
-    // A pipe that takes the place of the file just now must not block.
-    fd = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
+    fd = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
   } while (fd < 0 && errno == EINTR);
-  if (fd < 0) throw FileFailure(path, errno);
-  auto file = std::make_unique<PosixFile>(path, fd);
+  return fd;
+}
+
+// Creates the file if it is missing. Fails with ELOOP for a link.
+int OpenItself(const std::string& path, mode_t mode) { return OpenPath(path, O_RDWR | O_CREAT | O_NOFOLLOW, mode); }
+
+struct stat RegularStatus(const std::string& path, int fd) {
   struct stat status {};
   if (fstat(fd, &status) != 0) throw FileFailure(path, errno);
   RefuseIrregular(path, status.st_mode);
-  return file;
+  return status;
+}
+
+// Disks that have no rights of their own refuse the change: there the mount decides who may read.
+void CloseToOthers(int fd, mode_t mode) {
+  if ((mode & 07777) != kForTheUserAlone) (void)fchmod(fd, kForTheUserAlone);
+}
+
+std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/') + 1); }
+
+// The owner that the disk gives to a file that this process makes there.
+std::optional<uid_t> OwnerOfNewFiles(const std::string& folder) {
+  std::string name = folder + ".pellora-XXXXXX";
+  const int fd = mkostemp(name.data(), O_CLOEXEC);
+  if (fd < 0) return std::nullopt;
+  struct stat status {};
+  const bool known = fstat(fd, &status) == 0;
+  unlink(name.c_str());
+  close(fd);
+  return known ? std::optional(status.st_uid) : std::nullopt;
+}
+
+[[noreturn]] void RefuseForeign(const std::string& path, const char* reason) {
+  throw Failure(FailureNumber::ForeignFile, path + ": " + reason);
+}
+
+[[noreturn]] void RefusePart(const std::string& path) {
+  RefuseForeign(path, "not a part file of this program: a link, another user's, or with several names");
 }
 
 }  // namespace
 
-std::unique_ptr<File> PosixFiles::Open(const std::string& path) {
-  CheckPath(path);
-  // Looked at first, since opening some devices has effects.
+PosixFiles::PosixFiles() : PosixFiles(geteuid()) {}
+
+// Network shares and disks of other systems may show one owner for everything, also for what this user makes.
+bool PosixFiles::IsOurs(const std::string& path, const struct stat& status) const {
+  return status.st_uid == user_ || OwnerOfNewFiles(FolderOf(path)) == status.st_uid;
+}
+
+bool PosixFiles::MayBePart(const std::string& path, const struct stat& status) const {
+  return S_ISREG(status.st_mode) && status.st_nlink <= 1 && IsOurs(path, status);
+}
+
+PartName PosixFiles::LookAtPart(const std::string& path) const {
   struct stat status {};
-  if (stat(path.c_str(), &status) == 0) RefuseIrregular(path, status.st_mode);
-  return OpenRegular(path, O_RDWR | O_CREAT);
+  if (path.find('\0') != std::string::npos || lstat(path.c_str(), &status) != 0) return PartName::Free;
+  return MayBePart(path, status) ? PartName::Own : PartName::Foreign;
+}
+
+std::unique_ptr<File> PosixFiles::OpenPart(const std::string& path) const {
+  if (LookAtPart(path) == PartName::Foreign) RefusePart(path);  // first, since opening some devices has effects
+  const int fd = OpenItself(path, kForTheUserAlone);
+  if (fd < 0) {
+    const int error = errno;
+    if (LookAtPart(path) == PartName::Foreign) RefusePart(path);
+    throw FileFailure(path, error);
+  }
+  auto file = std::make_unique<PosixFile>(path, fd);
+  struct stat opened {};
+  struct stat named {};
+  if (fstat(fd, &opened) != 0) throw FileFailure(path, errno);
+  // A second name that is taken away right now does not show in the number of names alone.
+  const bool same = lstat(path.c_str(), &named) == 0 && IsOneFile(opened, named);
+  if (!same || !MayBePart(path, opened)) RefusePart(path);
+  CloseToOthers(fd, opened.st_mode);
+  return file;
+}
+
+// The link is read from the descriptor that its owner was read from: another one may take its name in between.
+std::string PosixFiles::TargetOfOwnLink(const std::string& link) const {
+  const int fd = OpenPath(link, O_PATH | O_NOFOLLOW, 0);
+  if (fd < 0) throw FileFailure(link, errno);
+  std::string target(PATH_MAX, '\0');
+  struct stat status {};
+  const bool read = fstat(fd, &status) == 0;
+  const ssize_t length = readlinkat(fd, "", target.data(), target.size());
+  const int error = errno;
+  close(fd);
+  if (read && S_ISLNK(status.st_mode) && !IsOurs(link, status))
+    RefuseForeign(link, "a link of another user is not followed");
+  if (!read || length <= 0) throw FileFailure(link, error);
+  target.resize(static_cast<std::size_t>(length));
+  return target.front() == '/' ? target : FolderOf(link) + target;
+}
+
+int PosixFiles::OpenByOwnLinks(const std::string& path, mode_t mode) const {
+  constexpr int kMostLinks = 40;  // as many as the system follows
+  std::string at = path;
+  for (int links = 0; links <= kMostLinks; ++links) {
+    // Looked at first, since opening some devices has effects.
+    struct stat status {};
+    if (lstat(at.c_str(), &status) == 0 && !S_ISLNK(status.st_mode)) RefuseIrregular(path, status.st_mode);
+    const int fd = OpenItself(at, mode);
+    if (fd >= 0) return fd;
+    if (errno != ELOOP) throw FileFailure(path, errno);
+    at = TargetOfOwnLink(at);
+  }
+  throw FileFailure(path, ELOOP);
+}
+
+std::unique_ptr<File> PosixFiles::Open(const std::string& path, FileKind kind) {
+  CheckPath(path);
+  if (kind == FileKind::Part) return OpenPart(path);
+  const bool output = kind == FileKind::Output;
+  const int fd = OpenByOwnLinks(path, output ? kAsTheUmaskHasIt : kForTheUserAlone);
+  auto file = std::make_unique<PosixFile>(path, fd);
+  const struct stat status = RegularStatus(path, fd);
+  if (!output) CloseToOthers(fd, status.st_mode);
+  return file;
 }
 
 std::unique_ptr<File> PosixFiles::OpenForReading(const std::string& path) {
   RefuseIrregular(path, StatusOf(path).st_mode);
-  return OpenRegular(path, O_RDONLY);
+  const int fd = OpenPath(path, O_RDONLY, 0);
+  if (fd < 0) throw FileFailure(path, errno);
+  auto file = std::make_unique<PosixFile>(path, fd);
+  (void)RegularStatus(path, fd);
+  return file;
 }
 
 void PosixFiles::Delete(const std::string& path) {

@@ -38,6 +38,7 @@ SingleInstance::~SingleInstance() {
 int SingleInstance::TryFor(const std::string& folder) {
   if (folder.empty()) return -1;
   const int fd = open((folder + "/pellora.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (fd >= 0) (void)fchmod(fd, 0600);  // a lock that others can open, they can hold
   if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) anotherRuns_ = true;
   return fd;
 }

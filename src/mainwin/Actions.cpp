@@ -7,6 +7,7 @@
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "core/ListFile.h"
+#include "core/PartFiles.h"
 #include "mainwin/MainWindow.h"
 #include "options/Options.h"
 #include "ports/Failure.h"
@@ -21,14 +22,11 @@ constexpr int kAskReset = 409;
 constexpr int kAskQuit = 410;
 constexpr int kAskDelete = 411;
 
-// A part file belongs to the program only by its name; a damaged list may name any file.
-bool LooksLikePartFile(const std::string& path) { return path.ends_with(".tmp"); }
-
 std::unordered_set<std::string> PartFilesOf(const DownloadRecord& record) {
   std::unordered_set<std::string> names;
   if (record.Finished) return names;  // joined and deleted already
   for (const SegmentRecord& segment : record.Segments) {
-    if (LooksLikePartFile(segment.TempFile)) names.insert(segment.TempFile);
+    if (IsPartFileName(segment.TempFile)) names.insert(segment.TempFile);
   }
   return names;
 }
@@ -37,9 +35,7 @@ std::unordered_set<std::string> PartFilesOf(const DownloadRecord& record) {
 // their record back with its progress and without its bytes. Where the list cannot be saved they stay.
 void DeleteParts(Program& program, const std::unordered_set<std::string>& names) {
   if (names.empty() || !SaveListBeforeTouchingParts(program)) return;
-  for (const std::string& name : names) {
-    Skip([&] { program.platform.files.Delete(name); });
-  }
+  for (const std::string& name : names) DeletePart(program.platform.files, name);
 }
 
 }  // namespace

@@ -80,9 +80,9 @@ std::optional<BoxRequest> options::Refusal() {
   CreateLastFolder(platform_.files, Text2.Text);
   // The order of these four decides what is left: one test file in the temporary folder, or none if both
   // are one folder.
-  if (!WriteTestFile(Text2.Text)) return told(kBadFolder, kInformation);
+  if (!WriteTestFile(Text2.Text, FileKind::Output)) return told(kBadFolder, kInformation);
   Skip([&] { platform_.files.Delete(Text1.Text() + kTestFile); });
-  if (!WriteTestFile(Text1.Text)) {
+  if (!WriteTestFile(Text1.Text, FileKind::Part)) {
     return BoxRequest{"Invalid Temp Folder, couldn't write temporary information in it", "Invalid Folder",
                       kInformation};
   }
@@ -93,11 +93,11 @@ std::optional<BoxRequest> options::Refusal() {
   return std::nullopt;
 }
 
-// A former one is replaced whole.
-bool options::WriteTestFile(const std::string& folder) {
+// A former one is replaced whole. A folder that takes files must also take those of this kind.
+bool options::WriteTestFile(const std::string& folder, FileKind kind) {
   const std::string path = folder + kTestFile;
   Skip([&] { platform_.files.Delete(path); });
-  return Skip([&] { platform_.files.Open(path)->WriteAt(0, "test\n"); });
+  return Skip([&] { platform_.files.Open(path, kind)->WriteAt(0, "test\n"); });
 }
 
 // Text that does not convert leaves the former value, and nothing is said: the checks are blunter than the

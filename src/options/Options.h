@@ -11,6 +11,7 @@
 
 #include "core/Program.h"
 #include "ports/Dialogs.h"
+#include "ports/Files.h"
 #include "ui/Controls.h"
 #include "ui/Window.h"
 
@@ -99,7 +100,7 @@ class options final : public Window {
   void Accept();
   // Why OK is refused, once the folders have their separators and have been written to; nothing if it is not.
   std::optional<BoxRequest> Refusal();
-  bool WriteTestFile(const std::string& folder);
+  bool WriteTestFile(const std::string& folder, FileKind kind);
   void TakeOver();
   void TakeOverSchedule();
   void TakeOverLanguage();

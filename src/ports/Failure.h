@@ -18,9 +18,10 @@ enum class FailureNumber {
   OutOfRange = 9,    // an index that the array does not have (any more)
   ArrayLocked = 10,  // a resize met a handler that holds the array
   DivisionByZero = 11,
-  Conversion = 13,  // text that is not of the wanted form
-  File = 52,        // a file cannot be opened, read or written; the text names it
-  Socket = 40006,   // a socket operation in the wrong state
+  Conversion = 13,   // text that is not of the wanted form
+  File = 52,         // a file cannot be opened, read or written; the text names it
+  ForeignFile = 75,  // the file at that name is not the program's to use, and was left alone; the text names it
+  Socket = 40006,    // a socket operation in the wrong state
 };
 
 class Failure : public std::runtime_error {

@@ -28,12 +28,29 @@ class File {
   virtual void Reserve(std::uint64_t size) = 0;
 };
 
+// What a file is opened as decides who else may read it and which links lead to it.
+enum class FileKind {
+  Output,  // the user's: new ones get the rights that the umask leaves
+  List,    // the program's, with passwords in it: for the user alone
+  Part,    // the same, and only a file that LookAtPart does not call foreign
+};
+
+// What is found at a name that the program means for a part file.
+enum class PartName {
+  Free,     // nothing; or it cannot be looked at, and opening it says why
+  Own,      // a regular file of the user's, without a second name
+  Foreign,  // anything else: a link, even the user's own, a file with several names, another user's, a folder, a pipe
+};
+
 class Files {
  public:
   virtual ~Files() = default;
-  // For reading and writing; created when missing, never emptied. A directory, device or pipe, also one that
-  // a link leads to, is a failure.
-  virtual std::unique_ptr<File> Open(const std::string& path) = 0;
+  // For reading and writing; created when missing, never emptied. Where only the user may read a file, this holds
+  // from the moment of its creation, and one that was found with wider rights loses them. A directory, device or pipe,
+  // also one that a link leads to, is a failure. Links in the place of the file are followed if they are the
+  // user's; those of others, and whatever is foreign to a part, are Failure(ForeignFile).
+  virtual std::unique_ptr<File> Open(const std::string& path, FileKind kind) = 0;
+  virtual PartName LookAtPart(const std::string& path) const = 0;
   // For reading only; fails when missing or not a regular file.
   virtual std::unique_ptr<File> OpenForReading(const std::string& path) = 0;
   virtual void Delete(const std::string& path) = 0;

@@ -212,11 +212,11 @@ void TransferWindow::FtpRetryData(int index) {
 
 bool TransferWindow::FtpWritePart(SegmentRecord& segment, std::string_view data) {
   try {
-    program_.platform.files.Open(segment.TempFile)->WriteAt(static_cast<std::uint64_t>(segment.Received()), data);
+    const std::unique_ptr<File> part = program_.platform.files.Open(segment.TempFile, FileKind::Part);
+    part->WriteAt(static_cast<std::uint64_t>(segment.Received()), data);
     return true;
   } catch (const Failure& failure) {
-    SetReading(false);
-    program_.EndWithFailure(failure.what());
+    PartFailed(failure);
     return false;
   }
 }

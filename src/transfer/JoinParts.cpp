@@ -41,7 +41,7 @@ std::uint64_t JoinedSize(const JoinPlan& plan) {
 // before anything is copied, and with its room set apart the file is written faster and in one piece.
 Background::Work OpenOutput(Files* files, const SharedJoinFiles& open, const JoinPlan& plan) {
   return [files, open, path = plan.output, size = JoinedSize(plan)] {
-    open->output = files->Open(path);
+    open->output = files->Open(path, FileKind::Output);
     open->output->Reserve(size);
   };
 }
@@ -71,7 +71,7 @@ JoinPlan PlanJoin(const DownloadRecord& record) {
 // The parts are opened in this event: opened in the background, a part that was deleted after a stop would be created
 // again, empty.
 Task<> JoinParts(const Platform* platform, SharedJoinFiles open, JoinPlan plan, std::function<bool()> current) {
-  for (const JoinPlan::Part& part : plan.parts) open->parts.push_back(platform->files.Open(part.path));
+  for (const JoinPlan::Part& part : plan.parts) open->parts.push_back(platform->files.Open(part.path, FileKind::Part));
   Background::Work work = OpenOutput(&platform->files, open, plan);
   co_await InBackground(platform, std::move(work));
   std::uint64_t position = 0;

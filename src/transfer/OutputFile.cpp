@@ -8,6 +8,7 @@
 #include "async/TaskLoop.h"
 #include "core/FileNames.h"
 #include "core/ListFile.h"
+#include "core/PartFiles.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
 #include "transfer/JoinParts.h"
@@ -75,7 +76,7 @@ bool TransferWindow::OutputBuilt() {
   record.Percent = 100.0F;
   const bool saved = SaveListBeforeTouchingParts(program_);
   for (int i = 1; saved && i <= record.SegmentCount; ++i) {
-    Skip([&] { program_.platform.files.Delete(record.Segment(i).TempFile); });
+    DeletePart(program_.platform.files, record.Segment(i).TempFile);
   }
   DoRefresh();
   program_.lists->RefreshRows(0, kForced);

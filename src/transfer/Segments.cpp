@@ -10,6 +10,7 @@
 #include "async/TaskLoop.h"
 #include "core/FileNames.h"
 #include "core/ListFile.h"
+#include "core/PartFiles.h"
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
@@ -39,6 +40,11 @@ std::int32_t AddSaturated(std::int32_t a, std::int64_t b) {
   return static_cast<std::int32_t>(sum > kMost ? kMost : sum);
 }
 
+Task<> SayPartRefused(Program* program, std::string reason) {
+  BoxRequest request{std::move(reason), kProgramName, kCritical};
+  (void)co_await program->boxes.Ask(program, std::move(request));
+}
+
 // One of the names is that of the record's file or, for another download, of one of its parts.
 bool Claims(const DownloadRecord& record, bool own, const std::vector<std::string>& names) {
   const auto has = [&names](const std::string& path) {
@@ -56,14 +62,15 @@ bool Claims(const DownloadRecord& record, bool own, const std::vector<std::strin
 }  // namespace
 
 // The name that the part files' names begin with: FileName, unless another unfinished record's plan
-// holds one of the names that this would give, or a listed file bears one. Part files that stand there already may be
-// counted on by the list on the disk, with ranges of a former plan: after a kill their record would go on with other
-// bytes than it had. So the list is saved before; where it could not be read or saved, no file that stands there is
-// touched.
+// holds one of the names that this would give, or a listed file bears one, or something foreign has taken one.
+// Part files that exist already may be counted on by the list on the disk, with ranges of a former plan: after a kill
+// their record would go on with other bytes than it had. So the list is saved before; where it could not be read or
+// saved, no file that stands there is touched.
 std::string TransferWindow::PartNameBase(int count) {
   std::optional<bool> saved;
-  const auto countedOn = [&](const std::string& part) {
-    if (!program_.platform.files.Exists(part)) return false;
+  const auto unusable = [&](const std::string& part) {
+    const PartName found = program_.platform.files.LookAtPart(part);
+    if (found != PartName::Own) return found == PartName::Foreign;
     if (!saved) saved = program_.listLoaded && SaveListBeforeTouchingParts(program_);
     return !*saved;
   };
@@ -73,7 +80,7 @@ std::string TransferWindow::PartNameBase(int count) {
     for (int other = 1; other <= program_.DownloadCount; ++other) {
       if (Claims(program_.Download(other), other == RecordIndex, names)) return true;
     }
-    return std::any_of(names.begin(), names.end(), countedOn);
+    return std::any_of(names.begin(), names.end(), unusable);
   };
   std::string told = Record().FileName;
   if (!taken(told)) return told;
@@ -119,9 +126,20 @@ void TransferWindow::FitSizeToPlan() {
   if (record.FileSize == 0) {
     record.FileSize = lastByte < std::numeric_limits<std::int32_t>::max() ? lastByte + 1 : lastByte;
   } else if (lastByte < 0) {
-    record.Segments = std::vector<SegmentRecord>(1);
-    record.SegmentCount = 0;
+    record.DropPlan();
   }
+}
+
+// A file that does not count as a part is left alone; what its segment had is not known, and the whole begins again.
+void TransferWindow::DropUnusablePlan() {
+  DownloadRecord& record = Record();
+  if (record.SegmentCount < 1 || PlanIsUsable(program_.platform.files, record)) return;
+  for (auto& file : segmentFiles_) file.reset();
+  record.DropPlan();
+  record.Received = 0;
+  record.Percent = 0;
+  record.ElapsedSeconds = record.RemainingSeconds = 0;
+  elapsedSeconds_ = 0;
 }
 
 Task<> TransferWindow::ConnectSegmented() {
@@ -241,12 +259,11 @@ void TransferWindow::SegmentDataArrived(int index, std::size_t bytes) {
 void TransferWindow::OpenPart(int index, const SegmentRecord& segment, std::uint32_t tick) {
   const auto entry = static_cast<std::size_t>(index);
   if (segmentFiles_[entry]) return;
-  segmentFiles_[entry] = program_.platform.files.Open(segment.TempFile);
+  segmentFiles_[entry] = program_.platform.files.Open(segment.TempFile, FileKind::Part);
   segmentReopenTick_[entry] = tick;
 }
 
-// False if the segment takes no data. A part file that cannot be opened or written ends the program: to
-// go on would count bytes that are not there.
+// False if the segment takes no data, also where its part file failed: to go on would count bytes that are not there.
 bool TransferWindow::WritePart(int index, SegmentRecord& segment, std::string_view data, std::uint32_t tick) {
   const auto entry = static_cast<std::size_t>(index);
   try {
@@ -260,10 +277,21 @@ bool TransferWindow::WritePart(int index, SegmentRecord& segment, std::string_vi
     }
     return true;
   } catch (const Failure& failure) {
-    SetReading(false);
-    program_.EndWithFailure(failure.what());
+    PartFailed(failure);
     return false;
   }
+}
+
+// Something foreign that has taken a part's name after the plan was made stops this download alone. It is nothing that
+// the next download would meet too, and a resume plans anew. All else ends the program.
+void TransferWindow::PartFailed(const Failure& failure) {
+  if (failure.Number() == FailureNumber::ForeignFile) {
+    PauseDownload();
+    Tasks().Spawn(SayPartRefused(&program_, Record().FileName + ": " + failure.what()));
+    return;
+  }
+  SetReading(false);
+  program_.EndWithFailure(failure.what());
 }
 
 void TransferWindow::SetReading(bool reading) {

@@ -116,6 +116,7 @@ Task<> TransferWindow::InitConnection() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
   if (!ghost_) Load();
+  DropUnusablePlan();
   DownloadRecord& record = Record();
   ftpPhase_ = FtpProbePhase::Connecting;
   ftpUserSent_[kMaxSegmentSockets] = false;
@@ -184,6 +185,7 @@ Task<> TransferWindow::ResumeDownload() {
   if (!StillCurrent()) co_return;
   DownloadRecord& record = Record();
   if (record.Finished || record.Active || building_ || questionStands_) co_return;
+  DropUnusablePlan();
   const bool needsProbe = record.SegmentCount < 1 || (record.Protocol == kFtp && ftpRemotePath_.empty());
   if (needsProbe && !AllSegmentsComplete()) {
     if (!ProbeOut()) co_await StartProbeAgain();

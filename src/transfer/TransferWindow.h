@@ -21,6 +21,7 @@
 #include "async/Winsock.h"
 #include "core/Program.h"
 #include "core/Transfer.h"
+#include "ports/Failure.h"
 #include "ports/Files.h"
 #include "transfer/FtpReplies.h"
 #include "transfer/ReplyHeaders.h"
@@ -138,12 +139,14 @@ class TransferWindow final : public Window, public Transfer {
   // Segments
   void PlanSegmentsOfRecord();
   void FitSizeToPlan();
+  void DropUnusablePlan();
   std::string PartNameBase(int count);
   void ConnectSegment(int i, bool keptPlan);
   Task<> SegmentConnected(int index);
   void SegmentDataArrived(int index, std::size_t bytes);
   void OpenPart(int index, const SegmentRecord& segment, std::uint32_t tick);
   bool WritePart(int index, SegmentRecord& segment, std::string_view data, std::uint32_t tick);
+  void PartFailed(const Failure& failure);
   void SegmentCompleted(int index, SegmentRecord& segment);
   bool AllSegmentsComplete();
   Task<> Complete();

@@ -22,10 +22,11 @@ std::string ParentOf(const std::string& path) {
 std::uint64_t Footprint(const SimFileData& data) { return std::max(data.Size(), data.reserved); }
 
 const char* NameOf(DiskCall call) {
-  constexpr std::array<const char*, 12> kNames{
-      "disk open",   "disk open for reading", "disk delete",  "disk create folder",
-      "disk exists", "disk length of",        "disk listing", "disk write",
-      "disk read",   "disk length",           "disk reserve", "disk copy"};
+  constexpr std::array<const char*, 13> kNames{"disk open",      "disk look at part",  "disk open for reading",
+                                               "disk delete",    "disk create folder", "disk exists",
+                                               "disk length of", "disk listing",       "disk write",
+                                               "disk read",      "disk length",        "disk reserve",
+                                               "disk copy"};
   return kNames[static_cast<std::size_t>(call)];
 }
 
@@ -141,8 +142,8 @@ bool SimDisk::Enter(DiskCall call, const std::string& path) const {
     if (rule.left == 1) fails = true;
     if (rule.left > 1 || !rule.fromThenOn) --rule.left;
   }
-  // Exists has no way to fail but its answer, and a write says for itself what of it reached the disk.
-  if (call == DiskCall::Exists) return fails;
+  // Two have no way to fail but their answer, and a write says for itself what of it reached the disk.
+  if (call == DiskCall::Exists || call == DiskCall::LookAtPart) return fails;
   if (call != DiskCall::Write) fails = SimFails(NameOf(call), path) || fails;
   if (fails) Fail(path, "input/output error");
   return false;
@@ -171,13 +172,36 @@ std::string SimDisk::Resolve(const std::string& path) const {
   return resolved.empty() ? "/" : resolved;
 }
 
+std::string SimDisk::Follow(const std::string& path) const {
+  std::string at = Resolve(path);
+  for (int links = 0; state_.links.contains(at); ++links) {
+    if (links == 40) Fail(path, "too many links");
+    at = Resolve(state_.links.at(at).target);
+  }
+  return at;
+}
+
+std::string SimDisk::FollowOwn(const std::string& path) const {
+  std::string at = Resolve(path);
+  for (int links = 0; state_.links.contains(at); ++links) {
+    if (links == 40) Fail(path, "too many links");
+    const SimLink& link = state_.links.at(at);
+    if (link.anothers) throw Failure(FailureNumber::ForeignFile, path + ": a link of another user");
+    at = Resolve(link.target);
+  }
+  return at;
+}
+
 void SimDisk::DemandParent(const std::string& path, const std::string& told) const {
   if (state_.folders.count(ParentOf(path)) == 0) Fail(told, "no such folder");
 }
 
-std::unique_ptr<File> SimDisk::Open(const std::string& path) {
+std::unique_ptr<File> SimDisk::Open(const std::string& path, FileKind kind) {
   Enter(DiskCall::Open, path);
-  const std::string at = Resolve(path);
+  if (kind == FileKind::Part && Standing(Resolve(path)) == PartName::Foreign) {
+    throw Failure(FailureNumber::ForeignFile, path + ": not a part file");
+  }
+  const std::string at = FollowOwn(path);
   if (state_.folders.count(at) > 0 || path.back() == '/') Fail(path, "is a folder");
   DemandParent(at, path);
   std::shared_ptr<SimFileData>& data = state_.files[at];
@@ -185,12 +209,29 @@ std::unique_ptr<File> SimDisk::Open(const std::string& path) {
     data = std::make_shared<SimFileData>();
     made_.insert(at);
   }
+  if (kind != FileKind::Output) data->openToOthers = false;
   return std::make_unique<SimFile>(*this, path, data, true);
+}
+
+PartName SimDisk::LookAtPart(const std::string& path) const {
+  if (Enter(DiskCall::LookAtPart, path) || SimFails(NameOf(DiskCall::LookAtPart), path)) return PartName::Free;
+  try {
+    return Standing(Resolve(path));
+  } catch (const Failure&) {
+    return PartName::Free;
+  }
+}
+
+PartName SimDisk::Standing(const std::string& at) const {
+  if (state_.links.contains(at) || state_.folders.contains(at)) return PartName::Foreign;
+  const auto found = state_.files.find(at);
+  if (found == state_.files.end()) return PartName::Free;
+  return found->second->anothers || found->second->names > 1 ? PartName::Foreign : PartName::Own;
 }
 
 std::unique_ptr<File> SimDisk::OpenForReading(const std::string& path) {
   Enter(DiskCall::OpenForReading, path);
-  const auto found = state_.files.find(Resolve(path));
+  const auto found = state_.files.find(Follow(path));
   if (found == state_.files.end()) Fail(path, "no such file");
   return std::make_unique<SimFile>(*this, path, found->second, false);
 }
@@ -198,6 +239,7 @@ std::unique_ptr<File> SimDisk::OpenForReading(const std::string& path) {
 void SimDisk::Delete(const std::string& path) {
   Enter(DiskCall::Delete, path);
   const std::string at = Resolve(path);
+  if (state_.links.erase(at) > 0) return;
   if (state_.files.count(at) == 0) Fail(path, "no such file");
   Remove(at);
 }
@@ -214,7 +256,7 @@ void SimDisk::CreateFolder(const std::string& path) {
 bool SimDisk::Exists(const std::string& path) const {
   if (Enter(DiskCall::Exists, path) || SimFails(NameOf(DiskCall::Exists), path)) return false;
   try {
-    const std::string at = Resolve(path);
+    const std::string at = Follow(path);
     return state_.files.count(at) > 0 || state_.folders.count(at) > 0;
   } catch (const Failure&) {
     return false;
@@ -223,7 +265,7 @@ bool SimDisk::Exists(const std::string& path) const {
 
 std::uint64_t SimDisk::LengthOf(const std::string& path) const {
   Enter(DiskCall::LengthOf, path);
-  const auto found = state_.files.find(Resolve(path));
+  const auto found = state_.files.find(Follow(path));
   if (found == state_.files.end()) Fail(path, "no such file");
   return found->second->Size();
 }
@@ -269,8 +311,10 @@ void SimDisk::Reserve(SimFileData& data, const std::string& path, std::uint64_t 
 void SimDisk::Remove(const std::string& path) {
   const auto found = state_.files.find(path);
   if (found == state_.files.end()) return;
-  found->second->onDisk = false;
-  used_ -= Footprint(*found->second);
+  if (--found->second->names == 0) {
+    found->second->onDisk = false;
+    used_ -= Footprint(*found->second);
+  }
   state_.files.erase(found);
 }
 
@@ -289,6 +333,20 @@ void SimDisk::Put(const std::string& path, const SimContent& content) {
   used_ += data->Size();
   state_.files[at] = data;
 }
+
+void SimDisk::PutLink(const std::string& path, const std::string& target, bool anothers) {
+  state_.links[Resolve(path)] = {target, anothers};
+}
+
+void SimDisk::PutSecondName(const std::string& path, const std::string& of) {
+  const std::shared_ptr<SimFileData> data = state_.files.at(Resolve(of));
+  ++data->names;
+  state_.files[Resolve(path)] = data;
+}
+
+void SimDisk::GiveToAnother(const std::string& path) { state_.files.at(Resolve(path))->anothers = true; }
+
+bool SimDisk::IsOpenToOthers(const std::string& path) const { return state_.files.at(Resolve(path))->openToOthers; }
 
 std::string SimDisk::Get(const std::string& path) const {
   const auto found = state_.files.find(Resolve(path));

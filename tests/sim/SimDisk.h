@@ -23,6 +23,7 @@ namespace pellora {
 
 enum class DiskCall {
   Open,
+  LookAtPart,
   OpenForReading,
   Delete,
   CreateFolder,
@@ -44,6 +45,9 @@ class SimFileData {
   std::size_t Read(std::uint64_t offset, std::span<char> to) const;
   std::uint64_t reserved = 0;  // on the disk at least so much is taken
   bool onDisk = true;          // False once deleted or lost, though somebody may have it open
+  int names = 1;
+  bool anothers = false;     // belongs to another user
+  bool openToOthers = true;  // others may read it
 
  private:
   static constexpr std::size_t kPage = std::size_t{16} << 10;
@@ -51,9 +55,15 @@ class SimFileData {
   std::uint64_t size_ = 0;
 };
 
-// Everything on the disk.
+struct SimLink {
+  std::string target;
+  bool anothers = false;  // belongs to another user
+};
+
+// Everything on the disk. Only the last piece of a path can be a link.
 struct SimDiskState {
   std::map<std::string, std::shared_ptr<SimFileData>> files;
+  std::map<std::string, SimLink> links;
   std::set<std::string> folders;
 };
 
@@ -62,7 +72,8 @@ class SimDisk final : public Files {
   explicit SimDisk(SimLoop& loop) : loop_(loop) {}
 
   // The port.
-  std::unique_ptr<File> Open(const std::string& path) override;
+  std::unique_ptr<File> Open(const std::string& path, FileKind kind) override;
+  PartName LookAtPart(const std::string& path) const override;
   std::unique_ptr<File> OpenForReading(const std::string& path) override;
   void Delete(const std::string& path) override;
   void CreateFolder(const std::string& path) override;
@@ -73,6 +84,11 @@ class SimDisk final : public Files {
   // The test's own view; none of this is a port call.
   void MakeFolder(const std::string& path);  // with its parents
   void Put(const std::string& path, const SimContent& content);
+  void PutLink(const std::string& path, const std::string& target, bool anothers = false);
+  void PutSecondName(const std::string& path, const std::string& of);
+  void GiveToAnother(const std::string& path);
+  bool HasLink(const std::string& path) const { return state_.links.contains(Resolve(path)); }
+  bool IsOpenToOthers(const std::string& path) const;
   std::string Get(const std::string& path) const;
   bool Has(const std::string& path) const;
   std::uint64_t Size(const std::string& path) const;  // 0 for a file that is not there
@@ -114,6 +130,9 @@ class SimDisk final : public Files {
   void Reserve(SimFileData& data, const std::string& path, std::uint64_t size);
   void Remove(const std::string& path);
   std::string Resolve(const std::string& path) const;
+  std::string Follow(const std::string& path) const;  // resolved, and through all links
+  std::string FollowOwn(const std::string& path) const;
+  PartName Standing(const std::string& resolved) const;
   void DemandParent(const std::string& path, const std::string& told) const;
 
   SimLoop& loop_;

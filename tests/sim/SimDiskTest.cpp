@@ -19,7 +19,7 @@ class SimDiskTest : public testing::Test {
 };
 
 TEST_F(SimDiskTest, WritesAndReadsByPosition) {
-  const auto file = files.Open("/tmp/a");
+  const auto file = files.Open("/tmp/a", FileKind::Output);
   file->WriteAt(100'000, "end");
   file->WriteAt(0, "begin");
   EXPECT_EQ(file->Length(), 100'003U);
@@ -32,20 +32,20 @@ TEST_F(SimDiskTest, WritesAndReadsByPosition) {
 }
 
 TEST_F(SimDiskTest, OpenCreatesAndNeverEmpties) {
-  files.Open("/tmp/a")->WriteAt(0, "kept");
-  files.Open("/tmp/a");
+  files.Open("/tmp/a", FileKind::Output)->WriteAt(0, "kept");
+  files.Open("/tmp/a", FileKind::Output);
   EXPECT_EQ(ReadAll("/tmp/a"), "kept");
   EXPECT_EQ(files.LengthOf("/tmp/a"), 4U);
 }
 
 TEST_F(SimDiskTest, FailsWhereARealDiskFails) {
-  files.Open("/tmp/a")->WriteAt(0, "x");
-  EXPECT_THROW(files.Open("/missing/a"), Failure);
-  EXPECT_THROW(files.Open("/tmp"), Failure);
-  EXPECT_THROW(files.Open("/tmp/"), Failure);
-  EXPECT_THROW(files.Open(""), Failure);
-  EXPECT_THROW(files.Open("/tmp/" + std::string(300, 'n')), Failure);
-  EXPECT_THROW(files.Open(std::string("/tmp/a\0b", 8)), Failure);
+  files.Open("/tmp/a", FileKind::Output)->WriteAt(0, "x");
+  EXPECT_THROW(files.Open("/missing/a", FileKind::Output), Failure);
+  EXPECT_THROW(files.Open("/tmp", FileKind::Output), Failure);
+  EXPECT_THROW(files.Open("/tmp/", FileKind::Output), Failure);
+  EXPECT_THROW(files.Open("", FileKind::Output), Failure);
+  EXPECT_THROW(files.Open("/tmp/" + std::string(300, 'n'), FileKind::Output), Failure);
+  EXPECT_THROW(files.Open(std::string("/tmp/a\0b", 8), FileKind::Output), Failure);
   EXPECT_THROW(files.OpenForReading("/tmp/b"), Failure);
   EXPECT_THROW(files.OpenForReading("/tmp"), Failure);
   EXPECT_THROW(files.OpenForReading("/tmp/a")->WriteAt(0, "y"), Failure);
@@ -57,20 +57,20 @@ TEST_F(SimDiskTest, FailsWhereARealDiskFails) {
 }
 
 TEST_F(SimDiskTest, ResolvesDotsInPaths) {
-  files.Open("/tmp/x/../../tmp/./a");
+  files.Open("/tmp/x/../../tmp/./a", FileKind::Output);
   EXPECT_TRUE(disk.Has("/tmp/a"));
 }
 
 TEST_F(SimDiskTest, ListsTheFilesOfOneFolderByBytes) {
   files.CreateFolder("/tmp/sub");
   files.CreateFolder("/tmp/sub");
-  for (const char* name : {"/tmp/b", "/tmp/B", "/tmp/a", "/tmp/sub/c"}) files.Open(name);
+  for (const char* name : {"/tmp/b", "/tmp/B", "/tmp/a", "/tmp/sub/c"}) files.Open(name, FileKind::Output);
   EXPECT_EQ(files.FilesIn("/tmp"), (std::vector<std::string>{"B", "a", "b"}));
   EXPECT_TRUE(files.Exists("/tmp/sub"));
 }
 
 TEST_F(SimDiskTest, AnOpenFileOutlivesItsName) {
-  const auto file = files.Open("/tmp/a");
+  const auto file = files.Open("/tmp/a", FileKind::Output);
   file->WriteAt(0, "abc");
   files.Delete("/tmp/a");
   file->WriteAt(3, "d");
@@ -78,22 +78,66 @@ TEST_F(SimDiskTest, AnOpenFileOutlivesItsName) {
   EXPECT_FALSE(files.Exists("/tmp/a"));
 }
 
+TEST_F(SimDiskTest, FollowsTheUsersLinksAndRefusesThoseOfOthers) {
+  disk.PutLink("/tmp/link", "/tmp/target");
+  disk.PutLink("/tmp/others", "/tmp/elsewhere", true);
+  disk.PutLink("/tmp/chain", "/tmp/others");
+  disk.PutLink("/tmp/loop", "/tmp/loop");
+  EXPECT_FALSE(files.Exists("/tmp/link"));
+  files.Open("/tmp/link", FileKind::Output)->WriteAt(0, "x");
+  EXPECT_EQ(disk.Get("/tmp/target"), "x");
+  EXPECT_EQ(files.LengthOf("/tmp/link"), 1U);
+  for (const char* const path : {"/tmp/others", "/tmp/chain", "/tmp/loop"}) {
+    EXPECT_THROW(files.Open(path, FileKind::Output), Failure) << path;
+    EXPECT_THROW(files.Open(path, FileKind::List), Failure) << path;
+  }
+  EXPECT_FALSE(disk.Has("/tmp/elsewhere"));
+  files.Delete("/tmp/link");
+  EXPECT_TRUE(disk.Has("/tmp/target"));
+}
+
+TEST_F(SimDiskTest, OpensAsAPartOnlyWhatIsTheUsersAlone) {
+  for (const char* const path : {"/tmp/own", "/tmp/several", "/tmp/given"}) disk.Put(path, "x");
+  disk.PutSecondName("/tmp/second", "/tmp/several");
+  disk.GiveToAnother("/tmp/given");
+  disk.PutLink("/tmp/link", "/tmp/own");
+  EXPECT_EQ(files.LookAtPart("/tmp/none"), PartName::Free);
+  EXPECT_EQ(files.LookAtPart("/tmp/own"), PartName::Own);
+  for (const char* const path : {"/tmp/several", "/tmp/second", "/tmp/given", "/tmp/link", "/tmp"}) {
+    EXPECT_EQ(files.LookAtPart(path), PartName::Foreign) << path;
+    EXPECT_THROW(files.Open(path, FileKind::Part), Failure) << path;
+  }
+  files.Delete("/tmp/second");
+  EXPECT_EQ(files.LookAtPart("/tmp/several"), PartName::Own);
+}
+
+TEST_F(SimDiskTest, ClosesToOthersWhatIsNoOutput) {
+  files.Open("/tmp/output", FileKind::Output);
+  files.Open("/tmp/part", FileKind::Part);
+  disk.Put("/tmp/list", "x");
+  EXPECT_TRUE(disk.IsOpenToOthers("/tmp/list"));
+  files.Open("/tmp/list", FileKind::List);
+  EXPECT_TRUE(disk.IsOpenToOthers("/tmp/output"));
+  EXPECT_FALSE(disk.IsOpenToOthers("/tmp/part"));
+  EXPECT_FALSE(disk.IsOpenToOthers("/tmp/list"));
+}
+
 TEST_F(SimDiskTest, FillsUpAndKeepsWhatFitted) {
   disk.SetCapacity(10);
-  const auto file = files.Open("/tmp/a");
+  const auto file = files.Open("/tmp/a", FileKind::Output);
   file->WriteAt(0, "12345678");
   EXPECT_THROW(file->WriteAt(8, "9ABC"), Failure);
   EXPECT_EQ(disk.Get("/tmp/a"), "123456789A");
   file->WriteAt(0, "over");
-  EXPECT_THROW(files.Open("/tmp/b")->WriteAt(0, "x"), Failure);
+  EXPECT_THROW(files.Open("/tmp/b", FileKind::Output)->WriteAt(0, "x"), Failure);
   files.Delete("/tmp/a");
-  files.Open("/tmp/b")->WriteAt(0, "x");
+  files.Open("/tmp/b", FileKind::Output)->WriteAt(0, "x");
 }
 
 TEST_F(SimDiskTest, ACopyThatFailsOrDoesNotFitCopiesNothingAndThrowsNothing) {
   disk.Put("/tmp/part", "0123456789");
-  const auto part = disk.Open("/tmp/part");
-  const auto file = disk.Open("/tmp/a");
+  const auto part = disk.Open("/tmp/part", FileKind::Output);
+  const auto file = disk.Open("/tmp/a", FileKind::Output);
   EXPECT_EQ(file->CopyFrom(*part, 4, 2, 100), 6u);
   EXPECT_EQ(disk.Get("/tmp/a"), std::string("\0\0", 2) + "456789");
   disk.FailWhere([](DiskCall call, const std::string& path) { return call == DiskCall::Copy && path == "/tmp/a"; });
@@ -106,10 +150,10 @@ TEST_F(SimDiskTest, ACopyThatFailsOrDoesNotFitCopiesNothingAndThrowsNothing) {
 
 TEST_F(SimDiskTest, ReserveTakesRoomAndChangesNothing) {
   disk.SetCapacity(100);
-  const auto file = files.Open("/tmp/a");
+  const auto file = files.Open("/tmp/a", FileKind::Output);
   file->Reserve(90);
   EXPECT_EQ(file->Length(), 0U);
-  EXPECT_THROW(files.Open("/tmp/b")->WriteAt(0, std::string(11, 'x')), Failure);
+  EXPECT_THROW(files.Open("/tmp/b", FileKind::Output)->WriteAt(0, std::string(11, 'x')), Failure);
   EXPECT_THROW(file->Reserve(101), Failure);
   file->WriteAt(0, std::string(89, 'x'));
   EXPECT_EQ(file->Length(), 89U);
@@ -117,22 +161,22 @@ TEST_F(SimDiskTest, ReserveTakesRoomAndChangesNothing) {
 
 TEST_F(SimDiskTest, FailsTheChosenCallOnceOrFromThenOn) {
   disk.FailCall(2);
-  files.Open("/tmp/a");
-  EXPECT_THROW(files.Open("/tmp/a"), Failure);
-  files.Open("/tmp/a");
+  files.Open("/tmp/a", FileKind::Output);
+  EXPECT_THROW(files.Open("/tmp/a", FileKind::Output), Failure);
+  files.Open("/tmp/a", FileKind::Output);
   EXPECT_EQ(disk.Calls(), 3U);
   disk.FailFrom(5);
-  files.Open("/tmp/a");
-  EXPECT_THROW(files.Open("/tmp/a"), Failure);
-  EXPECT_THROW(files.Open("/tmp/a"), Failure);
+  files.Open("/tmp/a", FileKind::Output);
+  EXPECT_THROW(files.Open("/tmp/a", FileKind::Output), Failure);
+  EXPECT_THROW(files.Open("/tmp/a", FileKind::Output), Failure);
   disk.NoFaults();
-  files.Open("/tmp/a");
+  files.Open("/tmp/a", FileKind::Output);
 }
 
 TEST_F(SimDiskTest, FailsTheNthCallThatMatches) {
   disk.FailWhere([](DiskCall call, const std::string& path) { return call == DiskCall::Write && path == "/tmp/a"; }, 2);
-  const auto a = files.Open("/tmp/a");
-  const auto b = files.Open("/tmp/b");
+  const auto a = files.Open("/tmp/a", FileKind::Output);
+  const auto b = files.Open("/tmp/b", FileKind::Output);
   a->WriteAt(0, "1");
   b->WriteAt(0, "1");
   EXPECT_THROW(a->WriteAt(1, "2"), Failure);
@@ -142,20 +186,20 @@ TEST_F(SimDiskTest, FailsTheNthCallThatMatches) {
 
 TEST_F(SimDiskTest, ACutStopsEveryLaterCallAndIsNoFailure) {
   disk.CutAt(3);
-  const auto file = files.Open("/tmp/a");
+  const auto file = files.Open("/tmp/a", FileKind::Output);
   file->WriteAt(0, "kept");
   EXPECT_THROW(Skip([&] { file->WriteAt(4, "lost"); }), SimKilled);
   EXPECT_THROW(files.Exists("/tmp/a"), SimKilled);
   EXPECT_TRUE(sim.Killed());
   SimPlatform next({.disk = disk.TakeState()});
   EXPECT_EQ(next.disk().Get("/tmp/a"), "kept");
-  next.platform().files.Open("/tmp/a")->WriteAt(4, "!");
+  next.platform().files.Open("/tmp/a", FileKind::Output)->WriteAt(4, "!");
   EXPECT_EQ(next.disk().Get("/tmp/a"), "kept!");
 }
 
 TEST_F(SimDiskTest, ATornWriteLeavesItsFirstHalf) {
   disk.CutAt(2, true);
-  const auto file = files.Open("/tmp/a");
+  const auto file = files.Open("/tmp/a", FileKind::Output);
   EXPECT_THROW(file->WriteAt(0, "halfHALF"), SimKilled);
   EXPECT_EQ(disk.Get("/tmp/a"), "half");
 }
@@ -163,7 +207,7 @@ TEST_F(SimDiskTest, ATornWriteLeavesItsFirstHalf) {
 TEST_F(SimDiskTest, ACutInsideAnEventEndsTheRun) {
   disk.CutAt(1);
   bool after = false;
-  sim.loop().Post([&] { files.Open("/tmp/a"); });
+  sim.loop().Post([&] { files.Open("/tmp/a", FileKind::Output); });
   sim.loop().Post([&] { after = true; });
   sim.RunFor(1000);
   EXPECT_TRUE(sim.Killed());
@@ -178,7 +222,7 @@ TEST_F(SimDiskTest, ALostFileIsGone) {
 }
 
 TEST_F(SimDiskTest, AFarOffsetCostsOnlyItsPage) {
-  files.Open("/tmp/a")->WriteAt(std::uint64_t{2} << 30, "x");
+  files.Open("/tmp/a", FileKind::Output)->WriteAt(std::uint64_t{2} << 30, "x");
   EXPECT_EQ(files.LengthOf("/tmp/a"), (std::uint64_t{2} << 30) + 1);
 }
 

@@ -32,7 +32,7 @@ class PosixFilesTest : public testing::Test {
 };
 
 TEST_F(PosixFilesTest, WritesByPositionAndReadsBack) {
-  const auto file = files.Open(folder.Path("part"));
+  const auto file = files.Open(folder.Path("part"), FileKind::Output);
   file->WriteAt(5, "world");
   file->WriteAt(0, "hello");
   EXPECT_EQ(file->Length(), 10u);
@@ -43,19 +43,19 @@ TEST_F(PosixFilesTest, WritesByPositionAndReadsBack) {
 }
 
 TEST_F(PosixFilesTest, WhatIsWrittenIsThereAtOnce) {
-  const auto file = files.Open(folder.Path("part"));
+  const auto file = files.Open(folder.Path("part"), FileKind::Output);
   file->WriteAt(0, "unbuffered");
   EXPECT_EQ(Content(folder.Path("part")), "unbuffered");
 }
 
 TEST_F(PosixFilesTest, OpeningNeverEmptiesAFile) {
   Put(folder.Path("part"), "kept");
-  files.Open(folder.Path("part"));
+  files.Open(folder.Path("part"), FileKind::Output);
   EXPECT_EQ(Content(folder.Path("part")), "kept");
 }
 
 TEST_F(PosixFilesTest, ReservingKeepsLengthAndContent) {
-  const auto file = files.Open(folder.Path("part"));
+  const auto file = files.Open(folder.Path("part"), FileKind::Output);
   file->WriteAt(0, "abc");
   file->Reserve(1 << 20);
   file->Reserve(0);
@@ -68,18 +68,18 @@ TEST_F(PosixFilesTest, ReservingSetsTheRoomApartWhereTheDiskCan) {
   const int other = open(folder.Path("other").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   const bool can = fallocate(other, FALLOC_FL_KEEP_SIZE, 0, kSize) == 0;
   close(other);
-  files.Open(folder.Path("part"))->Reserve(kSize);
+  files.Open(folder.Path("part"), FileKind::Output)->Reserve(kSize);
   struct stat status {};
   ASSERT_EQ(stat(folder.Path("part").c_str(), &status), 0);
   EXPECT_EQ(status.st_blocks * 512 >= kSize, can);
 }
 
 TEST_F(PosixFilesTest, ReservingIsNoFailureWhereNothingIsToldOfTheRoom) {
-  files.Open("/proc/self/comm")->Reserve(1000);  // neither reserves nor has a size of its own
+  files.Open("/proc/self/comm", FileKind::Output)->Reserve(1000);  // neither reserves nor has a size of its own
 }
 
 TEST_F(PosixFilesTest, ReservingMoreThanTheDiskHasFails) {
-  const auto file = files.Open(folder.Path("part"));
+  const auto file = files.Open(folder.Path("part"), FileKind::Output);
   EXPECT_NE(FailureOf([&] { file->Reserve(std::uint64_t{1} << 62); }), "");
   EXPECT_EQ(file->Length(), 0u);
 }
@@ -87,7 +87,7 @@ TEST_F(PosixFilesTest, ReservingMoreThanTheDiskHasFails) {
 TEST_F(PosixFilesTest, CopiesARangeOfAnotherFileAndNoMoreThanItHas) {
   Put(folder.Path("part"), "0123456789");
   const auto part = files.OpenForReading(folder.Path("part"));
-  const auto output = files.Open(folder.Path("output"));
+  const auto output = files.Open(folder.Path("output"), FileKind::Output);
   output->WriteAt(0, "keeps its head and its tail");
   EXPECT_EQ(output->CopyFrom(*part, 2, 6, 3), 3u);
   EXPECT_EQ(Content(folder.Path("output")), "keeps 234 head and its tail");
@@ -100,8 +100,8 @@ TEST_F(PosixFilesTest, CopiesALargeRangeWhole) {
   std::string bytes(3 * 1048576 + 5, ' ');
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 / 3);
   Put(folder.Path("part"), bytes);
-  const auto part = files.Open(folder.Path("part"));
-  const auto output = files.Open(folder.Path("output"));
+  const auto part = files.Open(folder.Path("part"), FileKind::Output);
+  const auto output = files.Open(folder.Path("output"), FileKind::Output);
   output->Reserve(bytes.size());
   EXPECT_EQ(output->CopyFrom(*part, 1, 3, bytes.size()), bytes.size() - 1);
   EXPECT_EQ(Content(folder.Path("output")), std::string(3, '\0') + bytes.substr(1));
@@ -109,18 +109,18 @@ TEST_F(PosixFilesTest, CopiesALargeRangeWhole) {
 
 TEST_F(PosixFilesTest, CopiesNothingWhereItCannotAndLeavesTheFailureToTheWriter) {
   Put(folder.Path("part"), "0123456789");
-  const auto part = files.Open(folder.Path("part"));
+  const auto part = files.Open(folder.Path("part"), FileKind::Output);
   const auto readOnly = files.OpenForReading(folder.Path("part"));
-  EXPECT_EQ(part->CopyFrom(*files.Open(folder.Path("part")), 0, 5, 8), 0u);  // the ranges overlap
-  EXPECT_EQ(readOnly->CopyFrom(*files.Open(folder.Path("other")), 0, 0, 5), 0u);
+  EXPECT_EQ(part->CopyFrom(*files.Open(folder.Path("part"), FileKind::Output), 0, 5, 8), 0u);  // the ranges overlap
+  EXPECT_EQ(readOnly->CopyFrom(*files.Open(folder.Path("other"), FileKind::Output), 0, 0, 5), 0u);
   Put(folder.Path("other"), "other");
-  EXPECT_EQ(readOnly->CopyFrom(*files.Open(folder.Path("other")), 0, 0, 5), 0u);
+  EXPECT_EQ(readOnly->CopyFrom(*files.Open(folder.Path("other"), FileKind::Output), 0, 0, 5), 0u);
   EXPECT_EQ(Content(folder.Path("part")), "0123456789");
 }
 
 TEST_F(PosixFilesTest, FailuresNameThePathAndTheReason) {
   const std::string path = folder.Path("missing/part");
-  EXPECT_EQ(FailureOf([&] { files.Open(path); }), path + ": No such file or directory");
+  EXPECT_EQ(FailureOf([&] { files.Open(path, FileKind::Output); }), path + ": No such file or directory");
   EXPECT_EQ(FailureOf([&] { files.OpenForReading(path); }), path + ": No such file or directory");
   EXPECT_EQ(FailureOf([&] { files.Delete(path); }), path + ": No such file or directory");
   EXPECT_EQ(FailureOf([&] { files.LengthOf(path); }), path + ": No such file or directory");
@@ -132,7 +132,7 @@ TEST_F(PosixFilesTest, RefusesWhatIsNoRegularFileEvenThroughALink) {
   const std::string link = folder.Path("link");
   ASSERT_EQ(symlink("/dev/null", link.c_str()), 0);
   for (const std::string& path : {folder.Path(), pipe, link, std::string("/dev/null")}) {
-    EXPECT_NE(FailureOf([&] { files.Open(path); }), "") << path;
+    EXPECT_NE(FailureOf([&] { files.Open(path, FileKind::Output); }), "") << path;
     EXPECT_NE(FailureOf([&] { files.OpenForReading(path); }), "") << path;
     EXPECT_NE(FailureOf([&] { files.LengthOf(path); }), "") << path;
   }
@@ -148,7 +148,7 @@ TEST_F(PosixFilesTest, RefusesAPathThatANulWouldCut) {
 
 TEST_F(PosixFilesTest, NamesAreBytes) {
   const std::string path = folder.Path("caf\xe9 \xff");
-  files.Open(path)->WriteAt(0, "1");
+  files.Open(path, FileKind::Output)->WriteAt(0, "1");
   EXPECT_EQ(files.FilesIn(folder.Path()), std::vector<std::string>{"caf\xe9 \xff"});
 }
 
@@ -170,7 +170,7 @@ TEST_F(PosixFilesTest, ListsRegularFilesSortedByBytes) {
 }
 
 TEST_F(PosixFilesTest, RefusesAPositionOutsideOfAnyFile) {
-  const auto file = files.Open(folder.Path("part"));
+  const auto file = files.Open(folder.Path("part"), FileKind::Output);
   EXPECT_NE(FailureOf([&] { file->WriteAt(~std::uint64_t{0}, "x"); }), "");
   EXPECT_EQ(file->Length(), 0u);
 }

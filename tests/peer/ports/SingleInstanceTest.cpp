@@ -40,6 +40,18 @@ TEST_F(SingleInstanceTest, ASecondCopySeesTheFirstUntilThatIsGone) {
   EXPECT_FALSE(SingleInstance(folder.Path(), list.Path()).AnotherRuns());
 }
 
+TEST_F(SingleInstanceTest, LocksAreForTheUserAloneAlsoWhereTheyWereOpenToOthers) {
+  const mode_t former = umask(0);
+  Put(list.Path("pellora.lock"), "");
+  const SingleInstance held(folder.Path(), list.Path());
+  umask(former);
+  for (const Folder* const each : {&folder, &list}) {
+    struct stat status {};
+    ASSERT_EQ(stat(each->Path("pellora.lock").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+  }
+}
+
 TEST_F(SingleInstanceTest, TheLockOfAKilledCopyIsStaleAndKeepsNobodyOut) {
   int ready[2];
   ASSERT_EQ(pipe(ready), 0);

@@ -443,5 +443,31 @@ TEST_F(FtpSegments, OfAFullDiskEndTheProgramWithTheNameOfTheFile) {
   EXPECT_NE(sim.dialogs().Boxes()[0].text.find("a.bin001.tmp"), std::string::npos) << sim.dialogs().Boxes()[0].text;
 }
 
+// Each block opens the part anew, so that a link put at its name is met at once.
+TEST_F(FtpSegments, StopTheirDownloadAloneWhereALinkTakesAPartsName) {
+  program.settings.MaxSegments = 2;
+  sim.disk().Put("/home/u/letter", "kept");
+  const std::string url = Serve(200000);
+  FtpFault slow;
+  slow.dataWire.bytesPerSecond = 20000;
+  server.Always(slow);
+  Start(url);
+  ASSERT_TRUE(RunUntilState(1, kSegmentReceiving));
+  const std::string part = Segment(1).TempFile;
+  sim.disk().Lose(part);
+  sim.disk().PutLink(part, "/home/u/letter");
+  ASSERT_TRUE(RunUntilABoxStands());
+  EXPECT_NE(sim.dialogs().Next().text.find(part), std::string::npos);
+  EXPECT_FALSE(program.Ending());
+  EXPECT_TRUE(Record().Paused);
+  Answer(kAnswerOk);
+  sim.RunFor(1000);
+  EXPECT_EQ(sim.network().Open(), 0);
+  Resume();
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  ExpectTheFile();
+  EXPECT_TRUE(sim.disk().Holds("/home/u/letter", "kept"));
+}
+
 }  // namespace
 }  // namespace pellora

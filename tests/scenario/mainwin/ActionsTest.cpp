@@ -144,23 +144,42 @@ TEST_F(Actions, DeleteKeepsThePartFilesWhereTheListCannotBeSaved) {
 }
 
 TEST_F(Actions, DeleteTakesTheRecordsOwnPartFilesOnly) {
-  sim.disk().Put("/t/own.tmp", "x");
-  sim.disk().Put("/t/shared.tmp", "x");
+  sim.disk().Put("/t/own001.tmp", "x");
+  sim.disk().Put("/t/shared002.tmp", "x");
   sim.disk().Put("/t/letter.txt", "x");
   Record("http://h/other", [](auto& r) {
     r.Segments.resize(2);
-    r.Segments[1].TempFile = "/t/shared.tmp";
+    r.Segments[1].TempFile = "/t/shared002.tmp";
   });
   Selected([](auto& r) {
     r.Segments.resize(4);
-    r.Segments[1].TempFile = "/t/own.tmp";
-    r.Segments[2].TempFile = "/t/shared.tmp";
+    r.Segments[1].TempFile = "/t/own001.tmp";
+    r.Segments[2].TempFile = "/t/shared002.tmp";
     r.Segments[3].TempFile = "/t/letter.txt";
   });
   Run(MainWindow::kDelete);
-  EXPECT_FALSE(sim.disk().Has("/t/own.tmp"));
-  EXPECT_TRUE(sim.disk().Has("/t/shared.tmp"));
+  EXPECT_FALSE(sim.disk().Has("/t/own001.tmp"));
+  EXPECT_TRUE(sim.disk().Has("/t/shared002.tmp"));
   EXPECT_TRUE(sim.disk().Has("/t/letter.txt"));
+}
+
+// A damaged list, or one from elsewhere, can name any file.
+TEST_F(Actions, DeleteLeavesFilesThatDoNotCountAsParts) {
+  const std::vector<std::string> names = {"/t/letter.tmp", "/t/several001.tmp", "/t/another002.tmp"};
+  for (const std::string& name : names) sim.disk().Put(name, "kept");
+  sim.disk().PutSecondName("/t/second", "/t/several001.tmp");
+  sim.disk().GiveToAnother("/t/another002.tmp");
+  sim.disk().Put("/t/target", "kept");
+  sim.disk().PutLink("/t/link003.tmp", "/t/target");
+  Selected([&](auto& r) {
+    r.Segments.resize(5);
+    for (std::size_t i = 0; i < names.size(); ++i) r.Segments[i + 1].TempFile = names[i];
+    r.Segments[4].TempFile = "/t/link003.tmp";
+  });
+  Run(MainWindow::kDelete);
+  for (const std::string& name : names) EXPECT_TRUE(sim.disk().Holds(name, "kept")) << name;
+  EXPECT_TRUE(sim.disk().HasLink("/t/link003.tmp"));
+  EXPECT_TRUE(sim.disk().Holds("/t/target", "kept"));
 }
 
 TEST_F(Actions, DeleteAndPauseDoNothingWithoutASelection) {

@@ -10,7 +10,7 @@ using StartStop = MainWindowFixture;
 TEST_F(StartStop, MakesTheFoldersAndSavesTheProgramsFolder) {
   Start();
   for (const char* folder : {"/home/u/Documents/Pellora/downloads/a", "/home/u/Documents/Pellora/temp/a"}) {
-    EXPECT_NO_THROW((void)sim.disk().Open(folder)) << folder;
+    EXPECT_NO_THROW((void)sim.disk().Open(folder, FileKind::Output)) << folder;
   }
   EXPECT_EQ(sim.settings().Get("Pellora", "AppPath"), "/prog");
 }
@@ -19,8 +19,8 @@ TEST_F(StartStop, MakesTheFoldersAtTheRootWithoutADocumentsFolder) {
   sim.machine().documentsFolder = "";
   Start();
   EXPECT_EQ(program().settings.DownloadFolder, "/Pellora/downloads/");
-  EXPECT_NO_THROW((void)sim.disk().Open("/Pellora/downloads/a"));
-  EXPECT_NO_THROW((void)sim.disk().Open("/Pellora/temp/a"));
+  EXPECT_NO_THROW((void)sim.disk().Open("/Pellora/downloads/a", FileKind::Output));
+  EXPECT_NO_THROW((void)sim.disk().Open("/Pellora/temp/a", FileKind::Output));
 }
 
 TEST_F(StartStop, ShowsTheWindowWithItsVersionAndLoadsTheAddDialogHidden) {

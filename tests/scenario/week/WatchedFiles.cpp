@@ -61,12 +61,14 @@ WatchedFiles::WatchedFiles(SimPlatform& sim, Counts& counts, Planted planted)
 
 WatchedFiles::~WatchedFiles() = default;
 
-std::unique_ptr<File> WatchedFiles::Open(const std::string& path) {
+std::unique_ptr<File> WatchedFiles::Open(const std::string& path, FileKind kind) {
   Enter(DiskCall::Open, path);
-  auto file = sim_.disk().Open(path);
+  auto file = sim_.disk().Open(path, kind);
   lengths_.try_emplace(path, 0);
   return std::make_unique<WatchedFile>(*this, path, std::move(file));
 }
+
+PartName WatchedFiles::LookAtPart(const std::string& path) const { return sim_.disk().LookAtPart(path); }
 
 std::unique_ptr<File> WatchedFiles::OpenForReading(const std::string& path) {
   Enter(DiskCall::OpenForReading, path);
@@ -209,7 +211,7 @@ void WatchedFiles::Flush(const std::string* only) {
       kept.push_back(std::move(one));
       continue;
     }
-    sim_.disk().Open(one.path)->WriteAt(one.offset, one.bytes);
+    sim_.disk().Open(one.path, FileKind::Part)->WriteAt(one.offset, one.bytes);
     NoteLength(one.path);
   }
   delayed_.swap(kept);

@@ -37,7 +37,8 @@ class WatchedFiles final : public Files {
   void Watch(DiskWatcher* watcher) { watcher_ = watcher; }
 
   // The port.
-  std::unique_ptr<File> Open(const std::string& path) override;
+  std::unique_ptr<File> Open(const std::string& path, FileKind kind) override;
+  PartName LookAtPart(const std::string& path) const override;
   std::unique_ptr<File> OpenForReading(const std::string& path) override;
   void Delete(const std::string& path) override;
   void CreateFolder(const std::string& path) override;

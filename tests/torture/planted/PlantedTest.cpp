@@ -72,7 +72,7 @@ TEST_F(Planted, HalfAList) {
 
 TEST_F(Planted, TestThatErrs) {
   std::unique_ptr<File> file;
-  sim.Do([&] { file = sim.disk().Open(kWrongFile); });
+  sim.Do([&] { file = sim.disk().Open(kWrongFile, FileKind::Output); });
   EXPECT_EQ(file->Length(), 0U);
 }
 

@@ -14,44 +14,46 @@ namespace pellora {
 
 void DereferencesWhatDidNotOpen(Platform& platform) {
   std::unique_ptr<File> file;
-  Skip([&] { file = platform.files.Open(kWrongFile); });
+  Skip([&] { file = platform.files.Open(kWrongFile, FileKind::Output); });
   file->WriteAt(0, "text");
 }
 
 void TriesAgainForEver(Platform& platform) {
-  const std::unique_ptr<File> file = platform.files.Open(kWrongFile);
+  const std::unique_ptr<File> file = platform.files.Open(kWrongFile, FileKind::Output);
   while (!Skip([&] { file->WriteAt(0, "text"); })) {
   }
 }
 
 void PostsItselfForEver(Platform* platform) {
-  if (Skip([&] { (void)platform->files.Open(kWrongFile); })) return;
+  if (Skip([&] { (void)platform->files.Open(kWrongFile, FileKind::Output); })) return;
   platform->events.Post([platform] { PostsItselfForEver(platform); });
 }
 
 void ThrowsWhatNobodyCatches(Platform& platform) {
-  if (!Skip([&] { (void)platform.files.Open(kWrongFile); })) throw std::runtime_error("no notes");
+  if (!Skip([&] { (void)platform.files.Open(kWrongFile, FileKind::Output); })) throw std::runtime_error("no notes");
 }
 
 void LosesItsBuffer(Platform& platform) {
   auto* const text = new std::string(1000, 'x');
-  const std::unique_ptr<File> file = platform.files.Open(kWrongFile);
+  const std::unique_ptr<File> file = platform.files.Open(kWrongFile, FileKind::Output);
   file->WriteAt(0, *text);
   delete text;
 }
 
 void PausesWithoutStopping(Program& program) {
-  if (!Skip([&] { (void)program.platform.files.Open(kWrongFile); })) program.Download(1).Paused = true;
+  if (!Skip([&] { (void)program.platform.files.Open(kWrongFile, FileKind::Output); }))
+    program.Download(1).Paused = true;
 }
 
 void WritesElsewhere(Platform& platform) {
-  if (!Skip([&] { (void)platform.files.Open(kWrongFile); })) (void)platform.files.Open("/notes");
+  if (!Skip([&] { (void)platform.files.Open(kWrongFile, FileKind::Output); }))
+    (void)platform.files.Open("/notes", FileKind::Output);
 }
 
 void SavesHalfAList(Program& program) {
   std::string bytes;
   AppendListHeader(bytes, program.DownloadCount);
-  const std::unique_ptr<File> file = program.platform.files.Open(ListPath(program));
+  const std::unique_ptr<File> file = program.platform.files.Open(ListPath(program), FileKind::List);
   file->WriteAt(0, bytes);
   std::string records;
   for (int i = 0; i <= program.DownloadCount; ++i) AppendRecord(records, program.Download(i));

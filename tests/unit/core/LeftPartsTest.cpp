@@ -110,6 +110,19 @@ TEST_F(LeftParts, StayWhileADamagedListMayNameThemUnread) {
   EXPECT_TRUE(Stays());
 }
 
+TEST_F(LeftParts, StayWhereTheyAreForeign) {
+  memory.files.foreign = {kPart};
+  EXPECT_TRUE(Stays());
+}
+
+TEST_F(LeftParts, StayWithoutTheFormOfAPartsName) {
+  const std::string name = "/t/letter.tmp";
+  memory.files.contents[name] = "12345678";
+  program.Download(1).Segments[1].TempFile = name;
+  DeleteLeftParts(program);
+  EXPECT_TRUE(memory.files.Exists(name));
+}
+
 TEST_F(LeftParts, ThatCannotBeDeletedAreNoFailure) {
   memory.files.failing = {"delete"};
   EXPECT_TRUE(Stays());

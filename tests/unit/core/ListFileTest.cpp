@@ -329,5 +329,32 @@ TEST_F(ListFileTest, AFullArrayOfRecordsLoadsAndSaves) {
   EXPECT_EQ(records.back().URL, "last");
 }
 
+TEST_F(ListFileTest, IsClosedToOthersAtItsCreation) {
+  Load();
+  EXPECT_TRUE(memory.files.closed.contains(kPath));
+}
+
+TEST_F(ListFileTest, IsClosedToOthersWithItsCopiesAtTheStart) {
+  const std::string whole = test::EncodedList({DownloadRecord{}, test::FullRecord()});
+  for (const char* const path : {kPath, kAside, "/program/Pellora.dat.damaged.2"}) memory.files.contents[path] = whole;
+  Load();
+  EXPECT_EQ(memory.files.closed, (std::set<std::string>{kPath, kAside, "/program/Pellora.dat.damaged.2"}));
+  EXPECT_EQ(memory.files.contents.size(), 3U);
+}
+
+TEST_F(ListFileTest, ThatIsDamagedGetsACopyClosedToOthers) {
+  Content() = "no list";
+  Load();
+  EXPECT_EQ(memory.files.contents.at(kAside), "no list");
+  EXPECT_TRUE(memory.files.closed.contains(kAside));
+}
+
+TEST_F(ListFileTest, ThatMayNotBeWrittenIsReadAllTheSame) {
+  Content() = test::EncodedList({DownloadRecord{}, test::FullRecord()});
+  memory.files.failing = {"open "};
+  Load();
+  EXPECT_EQ(program.DownloadCount, 1);
+}
+
 }  // namespace
 }  // namespace pellora

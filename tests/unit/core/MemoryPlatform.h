@@ -44,12 +44,19 @@ class MemoryFiles final : public Files {
   std::map<std::string, std::string> contents;
   std::vector<std::string> calls;
   std::set<std::string> failing;
-  std::set<std::string> denied;  // there, and said not to be
+  std::set<std::string> denied;   // there, and said not to be
+  std::set<std::string> foreign;  // what no part file may be
+  std::set<std::string> closed;   // to others, as opened for the list
 
-  std::unique_ptr<File> Open(const std::string& path) override {
+  std::unique_ptr<File> Open(const std::string& path, FileKind kind) override {
     Call("open " + path);
+    if (kind == FileKind::List) closed.insert(path);
     contents.try_emplace(path);
     return std::make_unique<OpenFile>(*this, path);
+  }
+  PartName LookAtPart(const std::string& path) const override {
+    if (foreign.contains(path)) return PartName::Foreign;
+    return contents.contains(path) ? PartName::Own : PartName::Free;
   }
   std::unique_ptr<File> OpenForReading(const std::string& path) override {
     Call("read " + path);

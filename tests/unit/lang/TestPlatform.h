@@ -119,7 +119,8 @@ class TextFiles final : public Files {
  public:
   std::map<std::string, std::string> contents;
 
-  std::unique_ptr<File> Open(const std::string&) override { Unused(); }
+  std::unique_ptr<File> Open(const std::string&, FileKind) override { Unused(); }
+  PartName LookAtPart(const std::string&) const override { Unused(); }
   std::unique_ptr<File> OpenForReading(const std::string& path) override {
     const auto found = contents.find(path);
     if (found == contents.end()) throw Failure(FailureNumber::File, path + ": no such file");

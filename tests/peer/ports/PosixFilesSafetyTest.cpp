@@ -1,0 +1,217 @@
+// Who may read what PosixFiles makes, and which links and files it takes for its own.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+#include "Support.h"
+#include "desktop/PosixFiles.h"
+#include "ports/Failure.h"
+
+namespace pellora {
+namespace {
+
+constexpr uid_t kAnotherUser = 54321;
+
+class Umask {
+ public:
+  explicit Umask(mode_t mask) : former_(umask(mask)) {}
+  ~Umask() { umask(former_); }
+  Umask(const Umask&) = delete;
+  Umask& operator=(const Umask&) = delete;
+
+ private:
+  mode_t former_;
+};
+
+mode_t RightsOf(const std::string& path) {
+  struct stat status {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+  return status.st_mode & 07777;
+}
+
+class PosixFilesSafety : public testing::Test {
+ protected:
+  PosixFilesSafety() { Put(target, "kept"); }
+
+  void Link(const std::string& to, const std::string& name) {
+    ASSERT_EQ(symlink(to.c_str(), folder.Path(name).c_str()), 0);
+  }
+  void GiveToAnother(const std::string& name) {
+    ASSERT_EQ(lchown(folder.Path(name).c_str(), kAnotherUser, kAnotherUser), 0);
+  }
+  std::string RefusalOf(const std::string& name, FileKind kind) {
+    try {
+      files.Open(folder.Path(name), kind)->WriteAt(0, "overwritten");
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.Number(), FailureNumber::ForeignFile) << name;
+      return failure.what();
+    }
+    ADD_FAILURE() << name << " was opened";
+    return {};
+  }
+
+  Folder folder;
+  PosixFiles files;
+  const std::string target = folder.Path("target");
+};
+
+TEST_F(PosixFilesSafety, ListAndPartsAreForTheUserAloneWhateverTheUmask) {
+  for (const mode_t mask : {0000, 0022, 0077, 0777}) {
+    const Umask with(mask);
+    for (const FileKind kind : {FileKind::List, FileKind::Part}) {
+      const std::string path = folder.Path("file");
+      files.Open(path, kind)->WriteAt(0, "x");
+      EXPECT_EQ(RightsOf(path), 0600U) << std::oct << mask;
+      unlink(path.c_str());
+    }
+  }
+}
+
+TEST_F(PosixFilesSafety, OutputFollowsTheUmask) {
+  for (const mode_t mask : {0000, 0022, 0027, 0077}) {
+    const Umask with(mask);
+    files.Open(folder.Path("output"), FileKind::Output)->WriteAt(0, "x");
+    EXPECT_EQ(RightsOf(folder.Path("output")), 0666U & ~mask) << std::oct << mask;
+    unlink(folder.Path("output").c_str());
+  }
+}
+
+TEST_F(PosixFilesSafety, OutputThatExistsKeepsItsRights) {
+  ASSERT_EQ(chmod(target.c_str(), 0640), 0);
+  files.Open(target, FileKind::Output);
+  EXPECT_EQ(RightsOf(target), 0640U);
+}
+
+TEST_F(PosixFilesSafety, ListAndPartsThatWereOpenToOthersAreClosed) {
+  for (const FileKind kind : {FileKind::List, FileKind::Part}) {
+    ASSERT_EQ(chmod(target.c_str(), 0666), 0);
+    EXPECT_EQ(Content(target), "kept");
+    files.Open(target, kind);
+    EXPECT_EQ(RightsOf(target), 0600U);
+    EXPECT_EQ(Content(target), "kept");
+  }
+}
+
+TEST_F(PosixFilesSafety, ListAndPartsAreNeverOpenToOthersForAMoment) {
+  const Umask with(0);
+  const std::string path = folder.Path("file");
+  std::atomic<bool> done = false;
+  std::atomic<int> seen = 0;
+  std::atomic<int> wide = 0;
+  std::thread watcher([&] {
+    while (!done) {
+      struct stat status {};
+      if (stat(path.c_str(), &status) != 0) continue;
+      ++seen;
+      if ((status.st_mode & 0077) != 0) ++wide;
+    }
+  });
+  for (int round = 0; round < 20000 && (round < 2000 || seen == 0); ++round) {
+    files.Open(path, round % 2 == 0 ? FileKind::List : FileKind::Part);
+    unlink(path.c_str());
+  }
+  done = true;
+  watcher.join();
+  EXPECT_GT(seen, 0);
+  EXPECT_EQ(wide, 0);
+}
+
+TEST_F(PosixFilesSafety, PartIsOpenedOnlyIfItIsTheUsersAlone) {
+  Link(target, "link");
+  Link(folder.Path("made"), "dangling");
+  ASSERT_EQ(link(target.c_str(), folder.Path("second").c_str()), 0);
+  ASSERT_EQ(mkfifo(folder.Path("pipe").c_str(), 0600), 0);
+  ASSERT_EQ(mkdir(folder.Path("folder").c_str(), 0700), 0);
+  for (const char* const name : {"link", "dangling", "second", "target", "pipe", "folder"}) {
+    EXPECT_EQ(files.LookAtPart(folder.Path(name)), PartName::Foreign) << name;
+    EXPECT_NE(RefusalOf(name, FileKind::Part).find(folder.Path(name)), std::string::npos);
+  }
+  EXPECT_EQ(Content(target), "kept");
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("made")));
+  unlink(folder.Path("second").c_str());
+  EXPECT_EQ(files.LookAtPart(target), PartName::Own);
+  EXPECT_EQ(files.LookAtPart(folder.Path("none")), PartName::Free);
+  EXPECT_EQ(files.LookAtPart(folder.Path("no/such/folder")), PartName::Free);
+  files.Open(target, FileKind::Part);
+}
+
+TEST_F(PosixFilesSafety, PartOfAnotherUserIsRefusedAndKeepsItsRights) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+  ASSERT_EQ(chmod(target.c_str(), 0666), 0);
+  GiveToAnother("target");
+  EXPECT_EQ(files.LookAtPart(target), PartName::Foreign);
+  RefusalOf("target", FileKind::Part);
+  EXPECT_EQ(RightsOf(target), 0666U);
+  EXPECT_EQ(Content(target), "kept");
+}
+
+// A share without users: what this process makes belongs to somebody else at once.
+TEST_F(PosixFilesSafety, PartsWorkOnADiskThatShowsAnotherOwnerForEverything) {
+  PosixFiles mapped(geteuid() + 1);
+  mapped.Open(folder.Path("part"), FileKind::Part)->WriteAt(0, "x");
+  EXPECT_EQ(mapped.LookAtPart(folder.Path("part")), PartName::Own);
+  mapped.Open(folder.Path("part"), FileKind::Part)->WriteAt(1, "y");
+  EXPECT_EQ(Content(folder.Path("part")), "xy");
+  EXPECT_EQ(mapped.FilesIn(folder.Path()), (std::vector<std::string>{"part", "target"}));  // no traces of the question
+}
+
+TEST_F(PosixFilesSafety, LinksOfTheUserAreFollowedToOutputAndList) {
+  Link("made", "dangling");
+  Link("dangling", "chain");
+  Link(target, "link");
+  for (const FileKind kind : {FileKind::Output, FileKind::List}) {
+    files.Open(folder.Path("chain"), kind)->WriteAt(0, "x");
+    EXPECT_EQ(Content(folder.Path("made")), "x");
+    unlink(folder.Path("made").c_str());
+    files.Open(folder.Path("link"), kind)->WriteAt(0, "K");
+    EXPECT_EQ(Content(target), "Kept");
+  }
+}
+
+TEST_F(PosixFilesSafety, LinksOfAnotherUserAreRefusedAlsoAtTheEndOfAChain) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give links away";
+  Link(folder.Path("made"), "dangling");
+  GiveToAnother("dangling");
+  Link(target, "link");
+  GiveToAnother("link");
+  Link("link", "chain");
+  for (const char* const name : {"dangling", "link", "chain"}) {
+    RefusalOf(name, FileKind::Output);
+    RefusalOf(name, FileKind::List);
+  }
+  EXPECT_EQ(Content(target), "kept");
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("made")));
+}
+
+TEST_F(PosixFilesSafety, LinksInARoundAreAFailure) {
+  Link("b", "a");
+  Link("a", "b");
+  EXPECT_THROW(files.Open(folder.Path("a"), FileKind::Output), Failure);
+}
+
+// Another process puts a link in the file's place, takes it away, and so on.
+TEST_F(PosixFilesSafety, PartIsNeverWrittenThroughALinkThatComesInBetween) {
+  const std::string path = folder.Path("part");
+  std::atomic<bool> done = false;
+  std::atomic<int> planted = 0;
+  std::thread planter([&] {
+    while (!done) {
+      planted += symlink(target.c_str(), path.c_str()) == 0 ? 1 : 0;
+      unlink(path.c_str());
+    }
+  });
+  for (int round = 0; round < 3000 || planted < 100; ++round) {
+    Skip([&] { files.Open(path, FileKind::Part)->WriteAt(0, "overwritten"); });
+  }
+  done = true;
+  planter.join();
+  EXPECT_EQ(Content(target), "kept");
+}
+
+}  // namespace
+}  // namespace pellora

@@ -1,0 +1,170 @@
+"""Who may read the program's files, and links and lists that lead it to files of others."""
+
+import os
+import stat
+import struct
+import unittest
+
+import harness
+import listfile
+import origin
+
+SIZE = 300000
+ANOTHER_USER = 54321
+
+
+def rights(path):
+    return stat.S_IMODE(os.stat(path).st_mode)
+
+
+class PrivateFiles(unittest.TestCase):
+    def setUp(self):
+        self.origin = origin.Origin()
+        self.addCleanup(self.origin.close)
+        self.url = self.serve("/a.bin")
+        self.session = harness.Session("private", MaxSegments=2)
+        self.addCleanup(self.session.close)
+        self.victim = os.path.join(self.session.home, "letter")
+        self.elsewhere = os.path.join(self.session.home, "made")
+        with open(self.victim, "wb") as f:
+            f.write(b"kept" * 100000)
+
+    def serve(self, path, rate=None):
+        self.origin.serve_file(path, SIZE, rate=rate)
+        return self.origin.url(path)
+
+    def with_umask(self, mask):
+        self.session.prefix = ("sh", "-c", "umask %o; exec \"$@\"" % mask, "sh")
+        self.session.start()
+
+    def part(self, number, name="a.bin"):
+        return os.path.join(self.session.parts, "%s%03d.tmp" % (name, number))
+
+    def wait_finished(self, url=None):
+        [download] = self.session.companion.wait_finished([url or self.url], 60)
+        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(SIZE))
+        return download
+
+    def check_victim(self):
+        with open(self.victim, "rb") as f:
+            self.assertEqual(f.read(), b"kept" * 100000)
+        self.assertFalse(os.path.lexists(self.elsewhere), "made through a link")
+
+    def test_only_the_user_reads_lists_locks_and_parts(self):
+        slow = self.serve("/slow.bin", rate=60000)
+        for name in ("", ".damaged"):
+            with open(self.session.list_file + name, "wb") as f:
+                f.write(b"no list")
+            os.chmod(self.session.list_file + name, 0o666)
+        self.with_umask(0)
+        self.session.menu_url(slow)
+        harness.wait_until(lambda: os.path.exists(self.part(2, "slow.bin")), 20, "the parts")
+        program = self.session.program
+        private = [os.path.join(program, n) for n in os.listdir(program) if n.startswith("Pellora.dat")]
+        self.assertEqual(len(private), 3, private)  # the list, its former copy and a new one
+        private += [os.path.join(program, "pellora.lock"), self.part(1, "slow.bin"), self.part(2, "slow.bin")]
+        for path in private:
+            self.assertEqual(oct(rights(path)), oct(0o600), path)
+        self.assertEqual(rights(self.wait_finished(slow).saved_path), 0o666)
+
+    def test_a_finished_file_follows_the_umask(self):
+        self.with_umask(0o027)
+        self.session.menu_url(self.url)
+        self.assertEqual(rights(self.wait_finished().saved_path), 0o640)
+
+    def test_links_at_the_names_of_parts_are_left_alone(self):
+        os.symlink(self.victim, self.part(1))
+        os.symlink(self.elsewhere, self.part(2))
+        self.session.start()
+        self.session.menu_url(self.url)
+        self.wait_finished()
+        self.check_victim()
+        self.assertEqual(sorted(os.listdir(self.session.parts)), ["a.bin001.tmp", "a.bin002.tmp"])
+        self.assertEqual(self.session.dialogs(), [])
+
+    def test_a_link_that_takes_the_name_of_a_running_part_pauses_its_download_alone(self):
+        slow = self.serve("/slow.bin", rate=40000)
+        other = self.serve("/other.bin", rate=60000)
+        self.session.start()
+        self.session.menu_url(slow)
+        self.session.menu_url(other)
+        part = self.part(1, "slow.bin")
+        harness.wait_until(lambda: os.path.exists(part) and os.path.getsize(part) > 0, 20, "the part")
+        os.symlink(self.victim, part + ".new")
+        os.rename(part + ".new", part)
+        window, _ = self.session.wait_dialog()
+        self.session.keep_picture("foreign_part")
+        self.session.dismiss(window)
+        self.wait_finished(other)
+        self.assertFalse(self.session.companion.find(slow).finished)
+        self.session.resume()
+        self.wait_finished(slow)
+        self.check_victim()
+        self.assertEqual(self.session.stop(), 0)
+
+    def test_a_link_of_the_user_leads_to_the_finished_file(self):
+        os.symlink(self.elsewhere, self.session.downloads + "a.bin")
+        self.session.start()
+        self.session.menu_url(self.url)
+        self.wait_finished()
+        self.assertTrue(os.path.islink(self.session.downloads + "a.bin"))
+        self.assertEqual(harness.digest(self.elsewhere), origin.content_digest(SIZE))
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can give a link away")
+    def test_a_link_of_another_user_makes_no_file_elsewhere(self):
+        link = self.session.downloads + "a.bin"
+        os.symlink(self.elsewhere, link)
+        os.lchown(link, ANOTHER_USER, ANOTHER_USER)
+        self.session.start()
+        self.session.menu_url(self.url)
+        window, _ = self.session.wait_dialog()
+        self.session.keep_picture("foreign_output")
+        self.session.dismiss(window)
+        self.check_victim()
+        asked = len(self.origin.requests)
+        os.remove(link)
+        self.session.resume()
+        self.wait_finished()
+        self.assertEqual(len(self.origin.requests), asked, "fetched again")
+
+    def plan_is_listed(self):
+        record = listfile.find(self.session.list_file, self.url)
+        return record is not None and len(record.segments) == 2
+
+    def rename_parts_in_list(self, names):
+        """Lets the list call every part complete, under other names."""
+        record = listfile.find(self.session.list_file, self.url)
+        with open(self.session.list_file, "rb") as f:
+            data = f.read()
+        self.assertEqual(len(record.segments), len(names))
+        for segment, name in zip(record.segments, names):
+            before = struct.pack("<H", len(segment.temp_file)) + segment.temp_file + struct.pack("<h", segment.state)
+            self.assertEqual(data.count(before), 1)
+            data = data.replace(before, struct.pack("<H", len(name)) + name.encode() + struct.pack("<h", 3))
+        with open(self.session.list_file, "wb") as f:
+            f.write(data)
+
+    def test_a_list_cannot_have_files_joined_and_deleted(self):
+        for names in ((self.victim, self.victim), ("a.bin001.tmp", "letter002.tmp")):
+            with self.subTest(names=names), harness.Session("foreign", MaxSegments=2) as self.session:
+                self.origin.serve_file("/a.bin", SIZE, rate=20000)
+                self.session.start()
+                self.session.menu_url(self.url)
+                harness.wait_until(self.plan_is_listed, 20, "the plan in the list")
+                self.assertEqual(self.session.stop(), 0)
+                names = [os.path.join(self.session.parts, name) for name in names]
+                if names[1] != self.victim:
+                    os.link(self.victim, names[1])  # of the form of a part's name
+                self.rename_parts_in_list(names)
+                self.origin.serve_file("/a.bin", SIZE)
+                self.session.start()
+                self.session.resume()
+                self.wait_finished()
+                self.check_victim()
+                for name in names[1:]:
+                    self.assertTrue(os.path.samefile(name, self.victim))
+                self.assertEqual(self.session.stop(), 0)
+
+
+if __name__ == "__main__":
+    unittest.main()
