@@ -28,7 +28,7 @@ std::string Member(const std::string& name, const std::string& octalSize, std::s
 
 const std::string kEnd(1024, '\0');
 
-TEST(Corpus, ReadsTheFilesOfAnArchiveInTheirOrder) {
+TEST(Corpus, ReadsTheFilesOfAnArchiveInOrder) {
   const std::string archive = Member("b", "00000001000", std::string(512, 'x')) + Member("a", "00000000003", "1\n2") +
                               Member("empty", "00000000000", "") + kEnd;
   const std::vector<Input> files = ReadArchive(archive);
@@ -41,14 +41,14 @@ TEST(Corpus, ReadsTheFilesOfAnArchiveInTheirOrder) {
   EXPECT_EQ(files[2].bytes, "");
 }
 
-TEST(Corpus, RefusesAnArchiveThatIsCutShort) {
+TEST(Corpus, RefusesATruncatedArchive) {
   const std::string archive = Member("a", "00000000003", "123") + kEnd;
   for (const std::size_t length : {0, 1, 511, 512, 514, 1023, 1024, 1025, 2047})
     EXPECT_THROW(ReadArchive(std::string_view(archive).substr(0, length)), std::runtime_error) << length;
   EXPECT_NO_THROW(ReadArchive(archive));
 }
 
-TEST(Corpus, RefusesWhatIsNoRegularFile) {
+TEST(Corpus, RefusesNonRegularFiles) {
   EXPECT_THROW(ReadArchive(Member("a", "00000000000", "", '5') + kEnd), std::runtime_error);
   EXPECT_THROW(ReadArchive(Member("a", "0000000000x", "") + kEnd), std::runtime_error);
   EXPECT_THROW(ReadArchive(std::string(4096, 'x')), std::runtime_error);
@@ -64,7 +64,7 @@ TEST(Corpus, KeepsNamedInputsOfATarget) {
   EXPECT_EQ(at->bytes, "http://site");
 }
 
-TEST(Corpus, NamesTheInputThatAChangeWasMadeOf) {
+TEST(Corpus, NamesTheInputOfAMutation) {
   Changes changes({{"corpus/url/no-path", "http://site"}}, {}, 1);
   EXPECT_EQ(changes.Next().name, "a change of corpus/url/no-path");
 }

@@ -26,15 +26,15 @@ void Feed(const std::string& target, int count, const std::function<void(std::st
   for (int i = 0; i < count && !testing::Test::HasFailure(); ++i) feed(changes.Next());
 }
 
-TEST(FuzzFrames, HoldsForWhatIsKeptAndForChangesOfIt) {
+TEST(FuzzFrames, PassesOnCorpusAndMutations) {
   Feed("frames", 5000, [](std::string_view bytes) { FuzzFrames(bytes); });
 }
 
-TEST(FuzzTga, HoldsForWhatIsKeptAndForChangesOfIt) {
+TEST(FuzzTga, PassesOnCorpusAndMutations) {
   Feed("tga", 20000, [](std::string_view bytes) { FuzzTga(bytes); });
 }
 
-TEST(FuzzFrames, FindsAReaderThatTakesOneReadForAWholeFrame) {
+TEST(FuzzFrames, DetectsAReaderThatTreatsOneReadAsAFrame) {
   const auto wrong = [](int descriptor, QByteArray& json) {
     std::uint32_t length = 0;
     const ssize_t head = ::read(descriptor, &length, sizeof length);
@@ -51,7 +51,7 @@ TEST(FuzzFrames, FindsAReaderThatTakesOneReadForAWholeFrame) {
             1U);
 }
 
-TEST(FuzzTga, FindsAReaderThatSwapsRedAndBlue) {
+TEST(FuzzTga, DetectsAReaderThatSwapsRedAndBlue) {
   const auto wrong = [](std::span<const unsigned char> bytes, qint64 most) {
     return ReadTga(bytes, most).rgbSwapped();
   };
@@ -60,7 +60,7 @@ TEST(FuzzTga, FindsAReaderThatSwapsRedAndBlue) {
       1U);
 }
 
-TEST(FuzzTga, FindsAReaderThatTurnsWhatIsCutShort) {
+TEST(FuzzTga, DetectsAReaderThatFlipsTruncatedImages) {
   std::size_t largest = 0;
   const auto wrong = [&largest](std::span<const unsigned char> bytes, qint64 most) {
     const bool cut = bytes.size() < largest;

@@ -14,7 +14,7 @@
 namespace pellora {
 namespace {
 
-TEST(PlantedMistake, AnAddressWhoseQueryIsLostDoesNotConcatenateBack) {
+TEST(FuzzOracles, DetectALostQuery) {
   const auto wrong = [](std::string_view url) {
     ParsedUrl parsed = ParseUrl(url);
     parsed.path = parsed.path.substr(0, parsed.path.find('?'));
@@ -23,7 +23,7 @@ TEST(PlantedMistake, AnAddressWhoseQueryIsLostDoesNotConcatenateBack) {
   EXPECT_EQ(Catch("url", [&](std::string_view bytes) { FuzzUrl(bytes, wrong); }).count("the path goes to the end"), 1U);
 }
 
-TEST(PlantedMistake, AnAddressReadInQuadraticMemoryIsNotBounded) {
+TEST(FuzzOracles, DetectUrlParsingInQuadraticMemory) {
   const auto wrong = [](std::string_view url) {
     std::vector<std::string> ends;
     for (std::size_t i = 0; i < url.size(); ++i) ends.emplace_back(url.substr(i));
@@ -32,7 +32,7 @@ TEST(PlantedMistake, AnAddressReadInQuadraticMemoryIsNotBounded) {
   EXPECT_FALSE(Catch("url", [&](std::string_view bytes) { FuzzUrl(bytes, wrong); }).empty());
 }
 
-TEST(PlantedMistake, AReplyWhoseFirstLengthHoldsIsFound) {
+TEST(FuzzOracles, DetectAReaderOfTheFirstContentLength) {
   const auto wrong = [](std::string_view reply) {
     ReplyHeaders headers = ParseReplyHeaders(reply);
     const std::size_t first = LowerCase(reply).find("content-length:");
@@ -44,7 +44,7 @@ TEST(PlantedMistake, AReplyWhoseFirstLengthHoldsIsFound) {
   EXPECT_FALSE(Catch("headers", [&](std::string_view bytes) { FuzzHeaders(bytes, wrong); }).empty());
 }
 
-TEST(PlantedMistake, AHeaderSoughtInEveryBlockOrInNoneIsFound) {
+TEST(FuzzOracles, DetectARangeHeaderSoughtInEveryOrNoBlock) {
   const auto never = [](std::string_view) { return std::size_t{0}; };
   const auto always = [](std::string_view block) {
     const std::size_t end = block.find("\r\n\r\n");
@@ -54,13 +54,13 @@ TEST(PlantedMistake, AHeaderSoughtInEveryBlockOrInNoneIsFound) {
   EXPECT_FALSE(Catch("segments", [&](std::string_view bytes) { FuzzSegments(bytes, always); }).empty());
 }
 
-TEST(PlantedMistake, AnFtpLineThatIsLostBetweenTwoArrivalsIsFound) {
+TEST(FuzzOracles, DetectAnFtpLineLostBetweenBlocks) {
   const auto lost = [](const std::string& line) { return line.starts_with("331") ? std::string("200 x\r\n") : line; };
   const auto claims = Catch("ftp", [&](std::string_view bytes) { FuzzFtp(bytes, lost); });
   EXPECT_EQ(claims.count("the probe answers lines the same whole and apart"), 1U);
 }
 
-TEST(PlantedMistake, FtpCommandsWithoutEndOrOfTheServersMakingAreFound) {
+TEST(FuzzOracles, DetectEndlessOrInjectedFtpCommands) {
   std::string many;
   for (int i = 0; i < 51; ++i) many += "PASS x\r\n";
   EXPECT_THROW(DemandFtpCommands(many), OracleBroken);
@@ -70,7 +70,7 @@ TEST(PlantedMistake, FtpCommandsWithoutEndOrOfTheServersMakingAreFound) {
   EXPECT_NO_THROW(DemandFtpCommands("USER a\r\nPASS \r\nPWD\r\n"));
 }
 
-TEST(PlantedMistake, APortOfTheReplyTakenOneNumberTooEarlyIsFound) {
+TEST(FuzzOracles, DetectAPasvPortReadOneNumberEarly) {
   const auto wrong = [](std::string_view line) {
     PassiveAddress address = ParsePassiveReply(line);
     address.sixth = address.fifth;
@@ -80,7 +80,7 @@ TEST(PlantedMistake, APortOfTheReplyTakenOneNumberTooEarlyIsFound) {
   EXPECT_NO_THROW(DemandFtpReplies("227 x (10,0,0,1,4,5)"));
 }
 
-TEST(PlantedMistake, AListThatLosesAFieldIsNotStable) {
+TEST(FuzzOracles, DetectAListThatLosesAField) {
   int reads = 0;
   const auto wrong = [&reads](std::string_view bytes) {
     std::vector<DownloadRecord> records = ReadRecords(bytes);
@@ -93,7 +93,7 @@ TEST(PlantedMistake, AListThatLosesAFieldIsNotStable) {
             1U);
 }
 
-TEST(PlantedMistake, AListThatBelievesItsNumbersIsNotBounded) {
+TEST(FuzzOracles, DetectAListReaderThatTrustsItsCounts) {
   const auto wrong = [](std::string_view bytes) {
     const std::string believed(bytes.size() < 8 ? std::size_t{0} : std::size_t{1} << 22, 'x');
     return ReadRecords(bytes);
@@ -103,7 +103,7 @@ TEST(PlantedMistake, AListThatBelievesItsNumbersIsNotBounded) {
             1U);
 }
 
-TEST(PlantedMistake, AZipBlockThatDropsAByteWhereBlocksMeetIsFound) {
+TEST(FuzzOracles, DetectAZipByteLostBetweenBlocks) {
   ZipReaders wrong;
   wrong.take = [](std::string& buffer, std::string_view block, std::size_t wanted) {
     if (!buffer.empty() && !block.empty()) block.remove_prefix(1);
@@ -114,7 +114,7 @@ TEST(PlantedMistake, AZipBlockThatDropsAByteWhereBlocksMeetIsFound) {
             1U);
 }
 
-TEST(PlantedMistake, AZipNumberReadOneByteBesideIsFound) {
+TEST(FuzzOracles, DetectAZipNumberReadAtTheWrongOffset) {
   ZipReaders wrong;
   wrong.read = [](std::string_view text, std::int16_t count) {
     std::vector<ZipEntry> entries = ReadDirectory(text, count);
@@ -126,7 +126,7 @@ TEST(PlantedMistake, AZipNumberReadOneByteBesideIsFound) {
       1U);
 }
 
-TEST(PlantedMistake, ALanguageLineSplitAtItsLastEqualsSignIsFound) {
+TEST(FuzzOracles, DetectALanguageLineSplitAtItsLastEqualsSign) {
   const auto wrong = [](std::string_view content, LangStringArray& texts) {
     ReadLanguage(content, texts);
     for (std::string& text : texts) text = text.substr(text.rfind('=') + 1);
@@ -136,7 +136,7 @@ TEST(PlantedMistake, ALanguageLineSplitAtItsLastEqualsSignIsFound) {
             1U);
 }
 
-TEST(PlantedMistake, ASettingStoredWithoutItsOuterBlanksIsNotReadBack) {
+TEST(FuzzOracles, DetectASettingStoredWithoutOuterBlanks) {
   IniReaders wrong;
   wrong.with = [](std::string content, std::string_view key, std::string_view value) {
     return WithIniValue(std::move(content), key, WithoutOuterBlanks(value));
@@ -146,7 +146,7 @@ TEST(PlantedMistake, ASettingStoredWithoutItsOuterBlanksIsNotReadBack) {
       1U);
 }
 
-TEST(PlantedMistake, ASettingOfTheFirstLineIsFound) {
+TEST(FuzzOracles, DetectASettingReadFromTheFirstLine) {
   IniReaders wrong;
   wrong.get = [](std::string_view content, std::string_view key) {
     const std::size_t again = content.rfind("\n" + std::string(key) + "=");
@@ -157,7 +157,7 @@ TEST(PlantedMistake, ASettingOfTheFirstLineIsFound) {
             1U);
 }
 
-TEST(PlantedMistake, VersionNotesFromTheWrongLineAreFound) {
+TEST(FuzzOracles, DetectAlteredVersionNotes) {
   const auto wrong = [](std::string_view block) {
     VersionReply reply = ReadVersionReply(block);
     reply.notes += ' ';
@@ -168,7 +168,7 @@ TEST(PlantedMistake, VersionNotesFromTheWrongLineAreFound) {
             1U);
 }
 
-TEST(PlantedMistake, ANumberReadWithACommaIsFound) {
+TEST(FuzzOracles, DetectANumberReadWithAComma) {
   const auto wrong = [](std::string_view text) {
     std::string point(text);
     for (char& c : point) c = c == ',' ? '.' : c;
@@ -179,7 +179,7 @@ TEST(PlantedMistake, ANumberReadWithACommaIsFound) {
             1U);
 }
 
-TEST(PlantedMistake, APreviewFrameToldOfAtItsFirstPieceIsFound) {
+TEST(FuzzOracles, DetectAPartialPreviewFrameReportedAsTheEnd) {
   const auto wrong = [](PreviewFrames& frames, std::size_t count) {
     const PreviewFrames::Said said = frames.Took(count);
     return said == PreviewFrames::Said::Nothing && count < 12 ? PreviewFrames::Said::Ended : said;
@@ -189,7 +189,7 @@ TEST(PlantedMistake, APreviewFrameToldOfAtItsFirstPieceIsFound) {
             1U);
 }
 
-TEST(AllocationMeter, CountsWhatIsAskedForThoughItWasGivenBack) {
+TEST(AllocationMeter, CountsAllocationsEvenIfFreed) {
   const AllocationMeter meter;
   for (int i = 0; i < 10; ++i) {
     const std::string text(10'000, 'x');

@@ -34,9 +34,9 @@ const Target kTargets[] = {
     {"preview", [](std::string_view bytes) { FuzzPreview(bytes); }, 10000},
 };
 
-class Fuzz : public testing::TestWithParam<Target> {};
+class FuzzTargets : public testing::TestWithParam<Target> {};
 
-TEST_P(Fuzz, HoldsForWhatIsKeptAndForChangesOfIt) {
+TEST_P(FuzzTargets, PassOnCorpusAndMutations) {
   const Target& target = GetParam();
   const std::vector<Input> inputs = KeptInputs(target.name);
   ASSERT_GE(inputs.size(), 5U);
@@ -52,7 +52,7 @@ TEST_P(Fuzz, HoldsForWhatIsKeptAndForChangesOfIt) {
   for (int i = 0; i < target.changes && !HasFailure(); ++i) feed(changes.Next());
 }
 
-INSTANTIATE_TEST_SUITE_P(Target, Fuzz, testing::ValuesIn(kTargets),
+INSTANTIATE_TEST_SUITE_P(Target, FuzzTargets, testing::ValuesIn(kTargets),
                          [](const auto& chosen) { return std::string(chosen.param.name); });
 
 }  // namespace

@@ -27,13 +27,13 @@ class Archive(unittest.TestCase):
     def written(self, name):
         return os.path.join(self.folder, name)
 
-    def test_equal_inputs_written_twice_are_equal_bytes(self):
+    def test_equal_inputs_give_equal_archives(self):
         archive.write(self.written("one.tar"), {"b": b"\0\1", "a": b"", "c": b"x" * 600})
         archive.write(self.written("two.tar"), {"c": b"x" * 600, "a": b"", "b": b"\0\1"})
         self.assertEqual(bytes_of(self.written("one.tar")), bytes_of(self.written("two.tar")))
         self.assertEqual(list(archive.read(self.written("two.tar")).items()), [("a", b""), ("b", b"\0\1"), ("c", b"x" * 600)])
 
-    def test_what_is_unpacked_and_packed_is_the_same(self):
+    def test_unpacking_and_packing_give_the_same_archive(self):
         for target in self.targets:
             path, files = archive.path_of(target), self.written(target)
             archive.unpack(path, files)
@@ -43,7 +43,7 @@ class Archive(unittest.TestCase):
             archive.pack(self.written("again.tar"), files)
             self.assertEqual(bytes_of(self.written("again.tar")), bytes_of(path), target)
 
-    def test_unpacking_leaves_nothing_else_in_the_folder(self):
+    def test_unpacking_removes_everything_else_from_the_folder(self):
         archive.write(self.written("one.tar"), {"a": b"1"})
         os.mkdir(self.written("files"))
         with open(self.written("files/old"), "wb"):
@@ -51,14 +51,14 @@ class Archive(unittest.TestCase):
         archive.unpack(self.written("one.tar"), self.written("files"))
         self.assertEqual(os.listdir(self.written("files")), ["a"])
 
-    def test_the_named_inputs_written_again_change_nothing(self):
+    def test_rewriting_the_named_inputs_changes_nothing(self):
         for target in self.targets:
             archive.write(archive.path_of(target, self.folder), archive.read(archive.path_of(target)))
         subprocess.run([sys.executable, os.path.join(HERE, "seeds.py"), self.folder], check=True)
         for target in self.targets:
             self.assertEqual(bytes_of(archive.path_of(target, self.folder)), bytes_of(archive.path_of(target)), target)
 
-    def test_the_named_inputs_are_written_where_there_is_no_archive(self):
+    def test_named_inputs_create_a_missing_archive(self):
         for round_of in ("first", "second"):
             subprocess.run([sys.executable, os.path.join(HERE, "seeds.py"), self.written(round_of)], check=True)
         self.assertEqual(sorted(os.listdir(self.written("first"))), sorted(target + ".tar" for target in self.targets))

@@ -20,7 +20,7 @@ Task<> Wait(const Platform* platform, Background::Work work, std::string* told) 
   }
 }
 
-TEST(InBackground, WaitsForTheEndAndThrowsTheFailure) {
+TEST(InBackground, WaitsForTheEndAndRethrowsAFailure) {
   SimPlatform sim;
   std::string good;
   std::string bad;

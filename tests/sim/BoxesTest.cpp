@@ -32,7 +32,7 @@ class BoxesTest : public testing::Test {
   std::string log;
 };
 
-TEST_F(BoxesTest, TheAnswerIsPostedToTheTaskThatAsked) {
+TEST_F(BoxesTest, AnswerIsPostedToTheAskingTask) {
   Ask("sure?");
   EXPECT_EQ(sim.dialogs().Next().text, "sure?");
   sim.RunFor(60'000);
@@ -43,7 +43,7 @@ TEST_F(BoxesTest, TheAnswerIsPostedToTheTaskThatAsked) {
   EXPECT_EQ(log, "sure?=6 ");
 }
 
-TEST_F(BoxesTest, BoxesAndSaveDialogsStandOneAtATimeInTheOrderAsked) {
+TEST_F(BoxesTest, OpensBoxesAndSaveDialogsOneAtATimeInOrder) {
   Ask("one");
   AskSave("two");
   Ask("three", kOkOnly);
@@ -60,14 +60,14 @@ TEST_F(BoxesTest, BoxesAndSaveDialogsStandOneAtATimeInTheOrderAsked) {
   EXPECT_EQ(sim.dialogs().MostStanding(), 1U);
 }
 
-TEST_F(BoxesTest, ACancelledSaveDialogGivesNoPath) {
+TEST_F(BoxesTest, CancelledSaveDialogReturnsNoPath) {
   AskSave("a.zip");
   sim.dialogs().AnswerNextSave(std::nullopt);
   sim.RunReady();
   EXPECT_EQ(log, "a.zip=cancelled ");
 }
 
-TEST_F(BoxesTest, StandsKnowsBoxesThatStandOrWaitByOwnerAndText) {
+TEST_F(BoxesTest, FindsOpenAndWaitingBoxesByOwnerAndText) {
   const int mine = 0, other = 0;
   Ask("first", kYesNo, &mine);
   Ask("second", kYesNo, &mine);
@@ -91,7 +91,7 @@ TEST_F(BoxesTest, RulesAnswerByTextAfterTheirDelay) {
   EXPECT_EQ(sim.Elapsed(), 500);
 }
 
-TEST_F(BoxesTest, TimersAndSocketsGoOnWhileABoxStands) {
+TEST_F(BoxesTest, TimersAndSocketsRunWhileABoxIsOpen) {
   int ticks = 0;
   const auto alarm = sim.loop().NewAlarm([&] { ++ticks; });
   alarm->Start(100, true);
@@ -100,7 +100,7 @@ TEST_F(BoxesTest, TimersAndSocketsGoOnWhileABoxStands) {
   EXPECT_EQ(ticks, 10);
 }
 
-TEST(BoxesEnd, AnAnswerAfterTheBoxesAreGoneReachesNobody) {
+TEST(BoxesLifetime, AnswerAfterDestructionIsDropped) {
   SimPlatform sim;
   std::string log;
   {
@@ -118,7 +118,7 @@ TEST(BoxesEnd, AnAnswerAfterTheBoxesAreGoneReachesNobody) {
   EXPECT_EQ(log, "other");
 }
 
-TEST_F(BoxesTest, AnAnswerThatTheBoxHasNoButtonForIsAnErrorOfTheTest) {
+TEST_F(BoxesTest, AnswerWithoutAButtonIsATestError) {
   EXPECT_THROW(sim.dialogs().AnswerNext(kAnswerOk), std::logic_error);
   Ask("sure?");
   EXPECT_THROW(sim.dialogs().AnswerNext(kAnswerOk), std::logic_error);

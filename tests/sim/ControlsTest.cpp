@@ -42,7 +42,7 @@ class ControlsTest : public testing::Test {
   using Numbers = std::vector<std::size_t>;
 };
 
-TEST_F(ControlsTest, ADisabledButtonDoesNotClick) {
+TEST_F(ControlsTest, DisabledButtonDoesNotClick) {
   int clicks = 0;
   window->Command1.OnClick = [&] { ++clicks; };
   window->Command1.Click();
@@ -51,20 +51,20 @@ TEST_F(ControlsTest, ADisabledButtonDoesNotClick) {
   EXPECT_EQ(clicks, 1);
 }
 
-TEST_F(ControlsTest, TagsBearTheTextNumberOrNothing) {
+TEST_F(ControlsTest, TagsHoldATextNumberOrNothing) {
   EXPECT_EQ(window->Command1.Tag(), "501");
   EXPECT_EQ(window->Check1.Tag(), "");
   EXPECT_EQ(window->Labels(0).Tag(), "1");
   EXPECT_EQ(window->Labels(1).Tag(), "");
 }
 
-TEST_F(ControlsTest, ElementsOfAnArrayBearTheirIndex) {
+TEST_F(ControlsTest, ArrayElementsKnowTheirIndex) {
   EXPECT_EQ(window->Prog.Count(), 8);
   EXPECT_EQ(window->Find("Prog(7)"), &window->Prog(7));
   EXPECT_THROW(window->Prog(8), std::out_of_range);
 }
 
-TEST_F(ControlsTest, AUsersChangeIsSetBeforeItsEvent) {
+TEST_F(ControlsTest, UserChangeIsSetBeforeItsEvent) {
   bool seen = false;
   int tab = -1;
   window->Check1.OnClick = [&] { seen = window->Check1.Value; };
@@ -75,7 +75,7 @@ TEST_F(ControlsTest, AUsersChangeIsSetBeforeItsEvent) {
   EXPECT_EQ(tab, 1);
 }
 
-TEST_F(ControlsTest, AToolbarTellsTheKeyOfItsButton) {
+TEST_F(ControlsTest, ToolbarReportsTheKeyOfItsButton) {
   std::string key;
   window->Toolbar1.OnButtonClick = [&](const std::string& clicked) { key += clicked; };
   window->Toolbar1.ClickButton("quit");
@@ -107,7 +107,7 @@ TEST_F(ControlsTest, OneSelectedRowOfEqualKeysStaysOne) {
   EXPECT_EQ(list.Selection().size(), 1U);
 }
 
-TEST_F(ControlsTest, AllOfTheLargestListStaysSelected) {
+TEST_F(ControlsTest, LargestListStaysFullySelected) {
   std::vector<ListRow> rows;
   Numbers all;
   for (std::size_t i = 0; i < 32767; ++i) {
@@ -120,7 +120,7 @@ TEST_F(ControlsTest, AllOfTheLargestListStaysSelected) {
   EXPECT_EQ(list.Selection(), all);
 }
 
-TEST_F(ControlsTest, AChangedRowIsNotedOnceItDiffers) {
+TEST_F(ControlsTest, ChangedRowIsNotedOnlyIfItDiffers) {
   list.SetRows(Rows({"a", "b"}));
   const std::uint64_t version = list.RowsVersion();
   list.SetRow(1, Row("b"));
@@ -136,7 +136,7 @@ TEST_F(ControlsTest, AChangedRowIsNotedOnceItDiffers) {
   EXPECT_GT(list.RowsVersion(), version);
 }
 
-TEST_F(ControlsTest, ASortedListStandsInTheOrderOfOneColumnsTexts) {
+TEST_F(ControlsTest, SortedListFollowsTheTextsOfOneColumn) {
   list.SetSorted(true);
   list.SetRows({Row("k1", "b"), Row("k2", "A"), Row("k3", "a"), Row("k4", "+c"), Row("k5", "10"), Row("k6", "9")});
   const auto keys = [this] {
@@ -156,7 +156,7 @@ TEST_F(ControlsTest, ASortedListStandsInTheOrderOfOneColumnsTexts) {
   EXPECT_EQ(keys(), "456231");
 }
 
-TEST_F(ControlsTest, SortingKeepsEqualRowsInTheirOrderAndTheSelectionOnItsRows) {
+TEST_F(ControlsTest, SortingIsStableAndKeepsTheSelection) {
   list.SetRows({Row("k1", "x"), Row("k2", "a"), Row("k3", "x"), Row("k4", "x")});
   list.Select({2, 3});
   list.SetSorted(true);
@@ -168,7 +168,7 @@ TEST_F(ControlsTest, SortingKeepsEqualRowsInTheirOrderAndTheSelectionOnItsRows) 
   EXPECT_EQ(list.Selection(), (Numbers{1, 2}));
 }
 
-TEST_F(ControlsTest, AComboBoxTellsWhichItemWasChosen) {
+TEST_F(ControlsTest, ComboBoxReportsTheChosenItem) {
   ComboBox box{window.get(), "box"};
   int changes = 0;
   box.OnChange = [&] { ++changes; };

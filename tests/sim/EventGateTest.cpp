@@ -30,7 +30,7 @@ class EventGateTest : public testing::Test {
   EventGate gate;
 };
 
-TEST_F(EventGateTest, KeepsADisposedObjectUntilTheOutermostEventIsOver) {
+TEST_F(EventGateTest, KeepsADisposedObjectUntilTheOutermostEventEnds) {
   gate.Deliver([&] {
     gate.Deliver([&] {
       gate.DisposeAfterEvent(Mark("x"));
@@ -41,7 +41,7 @@ TEST_F(EventGateTest, KeepsADisposedObjectUntilTheOutermostEventIsOver) {
   EXPECT_EQ(log, "12x");
 }
 
-TEST_F(EventGateTest, ReleasesAtOnceOutsideOfEvents) {
+TEST_F(EventGateTest, ReleasesAtOnceOutsideEvents) {
   gate.DisposeAfterEvent(Mark("x"));
   EXPECT_EQ(log, "x");
 }
@@ -56,7 +56,7 @@ TEST_F(EventGateTest, RunsTheHookOnceAfterEachOutermostEvent) {
   EXPECT_EQ(log, "hxh");
 }
 
-TEST_F(EventGateTest, AFailureEndsTheInnerHandlerAndTheOuterGoesOn) {
+TEST_F(EventGateTest, FailureEndsOnlyTheInnerHandler) {
   gate.Deliver([&] {
     gate.Deliver([&] {
       log += "1";
@@ -67,7 +67,7 @@ TEST_F(EventGateTest, AFailureEndsTheInnerHandlerAndTheOuterGoesOn) {
   EXPECT_EQ(log, "12");
 }
 
-TEST_F(EventGateTest, AnotherExceptionPassesAndLeavesTheGateUsable) {
+TEST_F(EventGateTest, OtherExceptionsPassAndLeaveTheGateUsable) {
   EXPECT_THROW(gate.Deliver([] { throw std::logic_error("wrong"); }), std::logic_error);
   gate.SetAfterEvent([] { throw std::logic_error("wrong hook"); });
   EXPECT_THROW(gate.Deliver([] {}), std::logic_error);

@@ -12,7 +12,7 @@ struct CountingOwner final : PropertyOwner {
   int changes = 0;
 };
 
-TEST(Property, TellsItsOwnerOfEachNewValue) {
+TEST(Property, NotifiesItsOwnerOfEachNewValue) {
   CountingOwner owner;
   Property<std::string> text(&owner, "a");
   text = "b";
@@ -21,7 +21,7 @@ TEST(Property, TellsItsOwnerOfEachNewValue) {
   EXPECT_EQ(text(), "c");
 }
 
-TEST(Property, WritingTheValueItHasDoesNothing) {
+TEST(Property, IgnoresAnEqualValue) {
   CountingOwner owner;
   Property<int> number(&owner, 5);
   number = 5;

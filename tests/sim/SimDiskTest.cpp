@@ -31,14 +31,14 @@ TEST_F(SimDiskTest, WritesAndReadsByPosition) {
   EXPECT_EQ(file->ReadAt(100'003, bytes), 0U);
 }
 
-TEST_F(SimDiskTest, OpenCreatesAndNeverEmpties) {
+TEST_F(SimDiskTest, OpenCreatesAndNeverTruncates) {
   files.Open("/tmp/a", FileKind::Output)->WriteAt(0, "kept");
   files.Open("/tmp/a", FileKind::Output);
   EXPECT_EQ(ReadAll("/tmp/a"), "kept");
   EXPECT_EQ(files.LengthOf("/tmp/a"), 4U);
 }
 
-TEST_F(SimDiskTest, FailsWhereARealDiskFails) {
+TEST_F(SimDiskTest, FailsLikeARealDisk) {
   files.Open("/tmp/a", FileKind::Output)->WriteAt(0, "x");
   EXPECT_THROW(files.Open("/missing/a", FileKind::Output), Failure);
   EXPECT_THROW(files.Open("/tmp", FileKind::Output), Failure);
@@ -61,7 +61,7 @@ TEST_F(SimDiskTest, ResolvesDotsInPaths) {
   EXPECT_TRUE(disk.Has("/tmp/a"));
 }
 
-TEST_F(SimDiskTest, ListsTheFilesOfOneFolderByBytes) {
+TEST_F(SimDiskTest, ListsTheFilesOfAFolderInByteOrder) {
   files.CreateFolder("/tmp/sub");
   files.CreateFolder("/tmp/sub");
   for (const char* name : {"/tmp/b", "/tmp/B", "/tmp/a", "/tmp/sub/c"}) files.Open(name, FileKind::Output);
@@ -69,7 +69,7 @@ TEST_F(SimDiskTest, ListsTheFilesOfOneFolderByBytes) {
   EXPECT_TRUE(files.Exists("/tmp/sub"));
 }
 
-TEST_F(SimDiskTest, AnOpenFileOutlivesItsName) {
+TEST_F(SimDiskTest, OpenFileOutlivesItsName) {
   const auto file = files.Open("/tmp/a", FileKind::Output);
   file->WriteAt(0, "abc");
   files.Delete("/tmp/a");
@@ -78,7 +78,7 @@ TEST_F(SimDiskTest, AnOpenFileOutlivesItsName) {
   EXPECT_FALSE(files.Exists("/tmp/a"));
 }
 
-TEST_F(SimDiskTest, FollowsTheUsersLinksAndRefusesThoseOfOthers) {
+TEST_F(SimDiskTest, FollowsTheUsersLinksAndRefusesOthers) {
   disk.PutLink("/tmp/link", "/tmp/target");
   disk.PutLink("/tmp/others", "/tmp/elsewhere", true);
   disk.PutLink("/tmp/chain", "/tmp/others");
@@ -96,7 +96,7 @@ TEST_F(SimDiskTest, FollowsTheUsersLinksAndRefusesThoseOfOthers) {
   EXPECT_TRUE(disk.Has("/tmp/target"));
 }
 
-TEST_F(SimDiskTest, OpensAsAPartOnlyWhatIsTheUsersAlone) {
+TEST_F(SimDiskTest, OpensAsAPartOnlyAPrivateFile) {
   for (const char* const path : {"/tmp/own", "/tmp/several", "/tmp/given"}) disk.Put(path, "x");
   disk.PutSecondName("/tmp/second", "/tmp/several");
   disk.GiveToAnother("/tmp/given");
@@ -111,7 +111,7 @@ TEST_F(SimDiskTest, OpensAsAPartOnlyWhatIsTheUsersAlone) {
   EXPECT_EQ(files.LookAtPart("/tmp/several"), PartName::Own);
 }
 
-TEST_F(SimDiskTest, ClosesToOthersWhatIsNoOutput) {
+TEST_F(SimDiskTest, MakesAllButOutputsPrivate) {
   files.Open("/tmp/output", FileKind::Output);
   files.Open("/tmp/part", FileKind::Part);
   disk.Put("/tmp/list", "x");
@@ -134,7 +134,7 @@ TEST_F(SimDiskTest, FillsUpAndKeepsWhatFitted) {
   files.Open("/tmp/b", FileKind::Output)->WriteAt(0, "x");
 }
 
-TEST_F(SimDiskTest, ACopyThatFailsOrDoesNotFitCopiesNothingAndThrowsNothing) {
+TEST_F(SimDiskTest, FailedCopyCopiesNothingAndThrowsNothing) {
   disk.Put("/tmp/part", "0123456789");
   const auto part = disk.Open("/tmp/part", FileKind::Output);
   const auto file = disk.Open("/tmp/a", FileKind::Output);
@@ -148,7 +148,7 @@ TEST_F(SimDiskTest, ACopyThatFailsOrDoesNotFitCopiesNothingAndThrowsNothing) {
   EXPECT_EQ(part->CopyFrom(*part, 0, 5, 10), 0u);
 }
 
-TEST_F(SimDiskTest, ReserveTakesRoomAndChangesNothing) {
+TEST_F(SimDiskTest, ReserveUsesSpaceAndChangesNothing) {
   disk.SetCapacity(100);
   const auto file = files.Open("/tmp/a", FileKind::Output);
   file->Reserve(90);
@@ -184,7 +184,7 @@ TEST_F(SimDiskTest, FailsTheNthCallThatMatches) {
   EXPECT_EQ(disk.Get("/tmp/a"), "13");
 }
 
-TEST_F(SimDiskTest, ACutStopsEveryLaterCallAndIsNoFailure) {
+TEST_F(SimDiskTest, CutStopsEveryLaterCallWithoutAFailure) {
   disk.CutAt(3);
   const auto file = files.Open("/tmp/a", FileKind::Output);
   file->WriteAt(0, "kept");
@@ -197,14 +197,14 @@ TEST_F(SimDiskTest, ACutStopsEveryLaterCallAndIsNoFailure) {
   EXPECT_EQ(next.disk().Get("/tmp/a"), "kept!");
 }
 
-TEST_F(SimDiskTest, ATornWriteLeavesItsFirstHalf) {
+TEST_F(SimDiskTest, TornWriteLeavesItsFirstHalf) {
   disk.CutAt(2, true);
   const auto file = files.Open("/tmp/a", FileKind::Output);
   EXPECT_THROW(file->WriteAt(0, "halfHALF"), SimKilled);
   EXPECT_EQ(disk.Get("/tmp/a"), "half");
 }
 
-TEST_F(SimDiskTest, ACutInsideAnEventEndsTheRun) {
+TEST_F(SimDiskTest, CutInsideAnEventEndsTheRun) {
   disk.CutAt(1);
   bool after = false;
   sim.loop().Post([&] { files.Open("/tmp/a", FileKind::Output); });
@@ -214,14 +214,14 @@ TEST_F(SimDiskTest, ACutInsideAnEventEndsTheRun) {
   EXPECT_FALSE(after);
 }
 
-TEST_F(SimDiskTest, ALostFileIsGone) {
+TEST_F(SimDiskTest, LostFileIsGone) {
   disk.Put("/tmp/part1", "bytes");
   EXPECT_TRUE(disk.Holds("/tmp/part1", "bytes"));
   disk.Lose("/tmp/part1");
   EXPECT_FALSE(files.Exists("/tmp/part1"));
 }
 
-TEST_F(SimDiskTest, AFarOffsetCostsOnlyItsPage) {
+TEST_F(SimDiskTest, FarOffsetCostsOnlyItsPage) {
   files.Open("/tmp/a", FileKind::Output)->WriteAt(std::uint64_t{2} << 30, "x");
   EXPECT_EQ(files.LengthOf("/tmp/a"), (std::uint64_t{2} << 30) + 1);
 }

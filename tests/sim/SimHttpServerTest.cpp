@@ -57,7 +57,7 @@ TEST_F(SimHttpServerTest, SendsRanges) {
   EXPECT_EQ(Fetch(Get("/a.bin", "Range: bytes=10000-\r\n")).data.substr(0, 12), "HTTP/1.1 416");
 }
 
-TEST_F(SimHttpServerTest, IgnoresARangeWhenToldSoAndInHttp10) {
+TEST_F(SimHttpServerTest, IgnoresARangeOnRequestAndInHttp10) {
   origin.OnConnection(1, {.ignoreRange = true});
   origin.OnConnection(2, {.http10 = true});
   const SimRecorder& ignored = Fetch(Get("/a.bin", "Range: bytes=5-9\r\n"));
@@ -68,7 +68,7 @@ TEST_F(SimHttpServerTest, IgnoresARangeWhenToldSoAndInHttp10) {
   EXPECT_TRUE(old.Over());
 }
 
-TEST_F(SimHttpServerTest, TellsTheLengthAsScripted) {
+TEST_F(SimHttpServerTest, SendsTheScriptedContentLength) {
   const struct {
     HttpFault fault;
     const char* has;
@@ -125,7 +125,7 @@ TEST_F(SimHttpServerTest, HalfCloseAnswersNothing) {
   EXPECT_EQ(client.events, "CP");
 }
 
-TEST_F(SimHttpServerTest, FindsATargetInAbsoluteForm) {
+TEST_F(SimHttpServerTest, AcceptsATargetInAbsoluteForm) {
   EXPECT_EQ(Fetch(Get("http://elsewhere.example/a.bin")).Body(), file.All());
   EXPECT_EQ(origin.Requests().front().target, "http://elsewhere.example/a.bin");
 }
@@ -158,7 +158,7 @@ TEST_F(SimHttpServerTest, SendsRawRepliesByteForByte) {
   EXPECT_EQ(Fetch(Get("/odd")).data, "HTTP/1.1 200 OK\nno end");
 }
 
-TEST_F(SimHttpServerTest, AnUnreadLargeFileNeedsNoRoom) {
+TEST_F(SimHttpServerTest, UnreadLargeFileNeedsNoMemory) {
   origin.File("/large", SimContent::Generated(std::uint64_t{1} << 40));
   SimRecorder& client = clients.emplace_back(sim);
   client.onEvent = [&](char) {

@@ -29,7 +29,7 @@ class SimLoopTest : public testing::Test {
   std::string order;
 };
 
-TEST_F(SimLoopTest, TellsOfEachEventOnceItIsOverAndWhereItCameFrom) {
+TEST_F(SimLoopTest, ReportsEachEventAndItsLaneAfterItEnds) {
   sim.loop().SetAfterEach([this](SimLane lane) { order += std::to_string(static_cast<int>(lane)); });
   const auto alarm = NewAlarm("a");
   alarm->Start(20, false);
@@ -42,7 +42,7 @@ TEST_F(SimLoopTest, TellsOfEachEventOnceItIsOverAndWhereItCameFrom) {
   EXPECT_EQ(sim.loop().RunningAlarms(), 0U);
 }
 
-TEST_F(SimLoopTest, HasTheSameHashWhetherItsEntriesAreKeptOrNot) {
+TEST_F(SimLoopTest, HashDoesNotDependOnKeepingEntries) {
   SimPlatform other({.seed = sim.Seed()});
   other.trace().KeepNoEntries();
   for (SimPlatform* const one : {&sim, &other}) {
@@ -54,7 +54,7 @@ TEST_F(SimLoopTest, HasTheSameHashWhetherItsEntriesAreKeptOrNot) {
   EXPECT_TRUE(other.trace().Lines().empty());
 }
 
-TEST_F(SimLoopTest, TicksEqualAlarmsInTheOrderAsked) {
+TEST_F(SimLoopTest, TicksEqualAlarmsInStartOrder) {
   const auto a = NewAlarm("a");
   const auto b = NewAlarm("b");
   const auto c = NewAlarm("c");
@@ -65,7 +65,7 @@ TEST_F(SimLoopTest, TicksEqualAlarmsInTheOrderAsked) {
   EXPECT_EQ(order, "bca");
 }
 
-TEST_F(SimLoopTest, DeliversNothingInsideTheCallThatAsked) {
+TEST_F(SimLoopTest, DeliversNothingInsideTheRequestingCall) {
   const auto alarm = NewAlarm("a");
   alarm->Start(0, false);
   Post("p");
@@ -75,7 +75,7 @@ TEST_F(SimLoopTest, DeliversNothingInsideTheCallThatAsked) {
   EXPECT_EQ(order.size(), 3U);
 }
 
-TEST_F(SimLoopTest, PostsInTheOrderAskedAndBehindWhatIsReady) {
+TEST_F(SimLoopTest, DeliversPostedEventsInOrderAfterReadyOnes) {
   const auto alarm = NewAlarm("a");
   alarm->Start(0, false);
   Arrive(1, sim.loop().Time(), "s");
@@ -85,7 +85,7 @@ TEST_F(SimLoopTest, PostsInTheOrderAskedAndBehindWhatIsReady) {
   EXPECT_EQ(order, "sapq");
 }
 
-TEST_F(SimLoopTest, AnEventThatPostsDoesNotOvertakeOthers) {
+TEST_F(SimLoopTest, PostingEventDoesNotOvertakeOthers) {
   sim.loop().Post([this] {
     order += "1";
     Post("3");
@@ -109,7 +109,7 @@ TEST_F(SimLoopTest, ArrivalsOfOneSourceKeepTheirOrder) {
   EXPECT_EQ(order, "abcde");
 }
 
-TEST(SimLoop, TheSeedOrdersEqualArrivalsOfDifferentSources) {
+TEST(SimLoop, SeedOrdersEqualArrivalsOfDifferentSources) {
   std::set<std::string> orders;
   for (std::uint64_t seed = 1; seed <= 20; ++seed) {
     SimPlatform sim({.seed = seed});
@@ -122,7 +122,7 @@ TEST(SimLoop, TheSeedOrdersEqualArrivalsOfDifferentSources) {
   EXPECT_EQ(orders, (std::set<std::string>{"ab", "ba"}));
 }
 
-TEST_F(SimLoopTest, KeepsSilentAfterStop) {
+TEST_F(SimLoopTest, NeverTicksAfterStop) {
   const auto alarm = NewAlarm("a");
   alarm->Start(10, true);
   sim.RunFor(25);
@@ -131,7 +131,7 @@ TEST_F(SimLoopTest, KeepsSilentAfterStop) {
   EXPECT_EQ(order, "aa");
 }
 
-TEST_F(SimLoopTest, KeepsSilentWhenADueAlarmIsStoppedByAnEqualOne) {
+TEST_F(SimLoopTest, NeverTicksADueAlarmStoppedByAnEqualOne) {
   auto victim = NewAlarm("v");
   const auto stopper = sim.loop().NewAlarm([&] { victim->Stop(); });
   stopper->Start(10, false);
@@ -140,7 +140,7 @@ TEST_F(SimLoopTest, KeepsSilentWhenADueAlarmIsStoppedByAnEqualOne) {
   EXPECT_EQ(order, "");
 }
 
-TEST_F(SimLoopTest, KeepsSilentAfterTheAlarmIsDestroyedInItsOwnTick) {
+TEST_F(SimLoopTest, NeverTicksAnAlarmDestroyedInsideItsTick) {
   std::unique_ptr<Alarm> alarm;
   alarm = sim.loop().NewAlarm([&] {
     order += "a";
@@ -152,7 +152,7 @@ TEST_F(SimLoopTest, KeepsSilentAfterTheAlarmIsDestroyedInItsOwnTick) {
   EXPECT_EQ(order, "ab");
 }
 
-TEST_F(SimLoopTest, AnAlarmStartedAgainTicksAtItsNewTimeOnly) {
+TEST_F(SimLoopTest, RestartedAlarmTicksOnlyAtItsNewTime) {
   const auto alarm = NewAlarm("a");
   alarm->Start(10, false);
   sim.RunFor(9);
@@ -163,7 +163,7 @@ TEST_F(SimLoopTest, AnAlarmStartedAgainTicksAtItsNewTimeOnly) {
   EXPECT_EQ(order, "a");
 }
 
-TEST_F(SimLoopTest, RunForEndsExactlyAndIncludesWhatIsDueAtItsEnd) {
+TEST_F(SimLoopTest, RunForEndsExactlyAndIncludesEventsDueThen) {
   const auto alarm = NewAlarm("a");
   alarm->Start(10, true);
   sim.RunFor(30);
@@ -174,7 +174,7 @@ TEST_F(SimLoopTest, RunForEndsExactlyAndIncludesWhatIsDueAtItsEnd) {
   EXPECT_EQ(sim.Elapsed(), 39);
 }
 
-TEST_F(SimLoopTest, RunUntilStandsAtTheEventThatMadeItTrue) {
+TEST_F(SimLoopTest, RunUntilStopsAtTheEventThatMadeItTrue) {
   const auto alarm = NewAlarm("a");
   const auto other = NewAlarm("b");
   alarm->Start(10, true);
@@ -211,7 +211,7 @@ TEST_F(SimLoopTest, TimeMovesOnlyWhenNothingIsReady) {
   EXPECT_EQ(left, 0);
 }
 
-TEST_F(SimLoopTest, ARepeatingAlarmDoesNotMakeUpForMissedTicks) {
+TEST_F(SimLoopTest, RepeatingAlarmDoesNotMakeUpForMissedTicks) {
   std::vector<double> times;
   const auto alarm = sim.loop().NewAlarm([&] { times.push_back(sim.Elapsed()); });
   alarm->Start(100, true);
@@ -220,7 +220,7 @@ TEST_F(SimLoopTest, ARepeatingAlarmDoesNotMakeUpForMissedTicks) {
   EXPECT_EQ(times, (std::vector<double>{350, 400, 500}));
 }
 
-TEST_F(SimLoopTest, ARunOfTooManyEventsIsGivenUp) {
+TEST_F(SimLoopTest, RunOfTooManyEventsIsAborted) {
   sim.loop().SetEventLimits(1000, 500);
   std::function<void()> again = [&] { sim.loop().Post(again); };
   sim.loop().Post(again);
@@ -242,24 +242,24 @@ TEST_F(SimLoopTest, NothingIsDeliveredAfterTheProgramEnded) {
   EXPECT_TRUE(sim.Ended());
 }
 
-TEST_F(SimLoopTest, AFailureEndsItsEventOnly) {
+TEST_F(SimLoopTest, FailureEndsOnlyItsEvent) {
   sim.loop().Post([] { throw Failure(FailureNumber::OutOfRange, "index"); });
   Post("p");
   sim.RunReady();
   EXPECT_EQ(order, "p");
 }
 
-TEST_F(SimLoopTest, AProgrammingErrorReachesTheTest) {
+TEST_F(SimLoopTest, ProgrammingErrorReachesTheTest) {
   sim.loop().Post([] { throw std::out_of_range("vector"); });
   EXPECT_THROW(sim.RunReady(), std::out_of_range);
 }
 
-TEST_F(SimLoopTest, ARunInsideAnEventIsRefused) {
+TEST_F(SimLoopTest, RunInsideAnEventIsRefused) {
   sim.loop().Post([this] { sim.RunFor(1); });
   EXPECT_THROW(sim.RunReady(), std::logic_error);
 }
 
-TEST(SimClock, StartsWhereItIsToldAndWraps) {
+TEST(SimClock, StartsAtTheGivenTickAndWraps) {
   SimPlatform sim({.startTick = kTickNearWrap});
   const std::uint32_t before = sim.platform().clock.TickCount();
   EXPECT_EQ(before, 4294957296U);
@@ -274,7 +274,7 @@ TEST(SimClock, PassesTheSignBit) {
   EXPECT_EQ(sim.platform().clock.TickCount(), 0x80000001U);
 }
 
-TEST(SimClock, GoesBackToZeroAtMidnight) {
+TEST(SimClock, ReturnsToZeroAtMidnight) {
   SimPlatform sim({.startSerial = 46000.0});
   sim.SetTimeOfDay(86399.5);
   EXPECT_EQ(sim.platform().clock.SecondsSinceMidnight(), 86399.5);
@@ -285,7 +285,7 @@ TEST(SimClock, GoesBackToZeroAtMidnight) {
   EXPECT_EQ(TicksSince(sim.platform().clock.TickCount(), tick), 750);
 }
 
-TEST(SimClock, TheWallClockJumpsAloneWhenItIsSet) {
+TEST(SimClock, SettingTheWallClockMovesNothingElse) {
   SimPlatform sim;
   const std::uint32_t tick = sim.platform().clock.TickCount();
   sim.SetWallClock(50000.5);

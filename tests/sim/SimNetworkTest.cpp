@@ -36,7 +36,7 @@ TEST_F(SimNetworkTest, ReportsConnectedThenDataThenTheEnd) {
   EXPECT_EQ(client.data, "220 hello\r\n");
 }
 
-TEST_F(SimNetworkTest, FailsOnceWhereNobodyAnswers) {
+TEST_F(SimNetworkTest, FailsOnceIfNothingListens) {
   server.wire.refuse = true;
   const std::pair<const char*, std::int32_t> addresses[] = {
       {"", 80}, {"peer.example", 0},     {"peer.example", -5}, {"peer.example", 65536}, {"peer.example", 65557},
@@ -51,7 +51,7 @@ TEST_F(SimNetworkTest, FailsOnceWhereNobodyAnswers) {
   }
 }
 
-TEST_F(SimNetworkTest, KeepsSilentAfterCloseAtAnyEvent) {
+TEST_F(SimNetworkTest, DeliversNothingAfterCloseAtAnyEvent) {
   GreetAndClose("hello");
   for (const char closeAt : {'C', 'D', 'P'}) {
     SimRecorder one(sim);
@@ -68,7 +68,7 @@ TEST_F(SimNetworkTest, KeepsSilentAfterCloseAtAnyEvent) {
   EXPECT_EQ(client.events, "");
 }
 
-TEST_F(SimNetworkTest, KeepsSilentAfterTheConnectionIsDestroyedInItsOwnEvent) {
+TEST_F(SimNetworkTest, DeliversNothingAfterDestructionInsideAnEvent) {
   GreetAndClose("hello");
   client.onEvent = [&](char event) {
     if (event == 'D') client.connection.reset();
@@ -117,7 +117,7 @@ TEST_F(SimNetworkTest, RandomPiecesGiveTheSameBytes) {
   EXPECT_GT(client.blocks.size(), 120U);
 }
 
-TEST_F(SimNetworkTest, SeveralSendsOfOneMomentAreOneBlockWhenWhole) {
+TEST_F(SimNetworkTest, SimultaneousSendsFormOneBlockIfUncut) {
   server.wire.cut = SimCut::Whole;
   server.onConnect = [](SimPeer& peer) {
     peer.Send("230 in\r\n");
@@ -156,7 +156,7 @@ TEST_F(SimNetworkTest, HangsBeforeAndAfterAccept) {
   EXPECT_EQ(sim.network().Log()[1].received, "QUIT\r\n");
 }
 
-TEST_F(SimNetworkTest, ASlowLineTakesItsTime) {
+TEST_F(SimNetworkTest, SlowLineTakesItsTime) {
   GreetAndClose(std::string(3000, 'x'));
   server.wire.bytesPerSecond = 1000;
   server.wire.latency = 0;
@@ -176,7 +176,7 @@ TEST_F(SimNetworkTest, ConnectDelayAndLatencyAreExact) {
   EXPECT_EQ(client.times[0], 1100);
 }
 
-TEST_F(SimNetworkTest, AServerThatClosedItsDirectionStillReceives) {
+TEST_F(SimNetworkTest, HalfClosedServerStillReceives) {
   std::string received;
   server.onConnect = [](SimPeer& peer) { peer.Close(); };
   server.onData = [&](SimPeer&, std::string_view bytes) { received += bytes; };
@@ -189,7 +189,7 @@ TEST_F(SimNetworkTest, AServerThatClosedItsDirectionStillReceives) {
   EXPECT_EQ(received, "late");
 }
 
-TEST_F(SimNetworkTest, ResetLosesWhatIsUnderWay) {
+TEST_F(SimNetworkTest, ResetLosesDataInFlight) {
   server.onConnect = [](SimPeer& peer) {
     peer.Send(std::string(1'000'000, 'x'));
     peer.After(20, [](SimPeer& later) { later.Reset(); });
@@ -214,7 +214,7 @@ TEST_F(SimNetworkTest, LogsBytesAndTimesOfEachAttempt) {
   EXPECT_EQ(sim.network().MostOpen(), 1);
 }
 
-TEST_F(SimNetworkTest, AServerHearsThatTheClientClosed) {
+TEST_F(SimNetworkTest, ServerIsNotifiedThatTheClientClosed) {
   int closed = 0;
   server.onClosed = [&](SimPeer&) { ++closed; };
   client.onEvent = [&](char) { client.connection->Close(); };

@@ -93,7 +93,7 @@ Task<> SumUp(Stage* s, int depth) {
   s->log += std::to_string(sum);
 }
 
-TEST_F(TaskLoopTest, ATaskRunsInPlaceUpToItsFirstWait) {
+TEST_F(TaskLoopTest, TaskRunsInPlaceUpToItsFirstWait) {
   tasks.Spawn(YieldOnce(this));
   EXPECT_EQ(log, "a");
   EXPECT_EQ(tasks.RunningTasks(), 1U);
@@ -136,7 +136,7 @@ TEST_F(TaskLoopTest, UntilTestsAgainEveryTenMilliseconds) {
   EXPECT_EQ(log, "go");
 }
 
-TEST_F(TaskLoopTest, UntilWithALongFirstTestComesEveryTenMillisecondsAfterIt) {
+TEST_F(TaskLoopTest, UntilTestsEveryTenMillisecondsAfterALongFirstTest) {
   tasks.Spawn([](Stage* s) -> Task<> {
     co_await s->tasks.Until(
         [s] {
@@ -162,20 +162,20 @@ TEST_F(TaskLoopTest, UntilEventIsNotTestedByTimeAlone) {
   EXPECT_EQ(log, "go");
 }
 
-TEST_F(TaskLoopTest, NothingTicksOnceNobodyWaits) {
+TEST_F(TaskLoopTest, NothingTicksWithoutAWaitingTask) {
   tasks.Spawn(WaitForGo(this));
   sim.Do([this] { go = true; });
   EXPECT_TRUE(sim.RunUntilIdle(20));
 }
 
-TEST_F(TaskLoopTest, AFailureGoesThroughTwoLevelsToWhoCatchesIt) {
+TEST_F(TaskLoopTest, FailurePropagatesThroughTwoLevels) {
   tasks.Spawn(CatchesAtTheTop(this));
   sim.RunUntilIdle();
   EXPECT_EQ(log, "deep on");
   EXPECT_EQ(tasks.RunningTasks(), 0U);
 }
 
-TEST_F(TaskLoopTest, AFailureNobodyCatchesEndsItsTaskOnly) {
+TEST_F(TaskLoopTest, UncaughtFailureEndsOnlyItsTask) {
   tasks.Spawn(LetsItThrough(this));
   tasks.Spawn(YieldOnce(this));
   sim.RunUntilIdle();
@@ -183,12 +183,12 @@ TEST_F(TaskLoopTest, AFailureNobodyCatchesEndsItsTaskOnly) {
   EXPECT_EQ(tasks.RunningTasks(), 0U);
 }
 
-TEST_F(TaskLoopTest, AProgrammingErrorIsNotSwallowed) {
+TEST_F(TaskLoopTest, ProgrammingErrorIsNotSwallowed) {
   tasks.Spawn(ThrowsAnError(this));
   EXPECT_THROW(sim.RunUntilIdle(), std::logic_error);
 }
 
-TEST_F(TaskLoopTest, ATaskHoldsItsObjectsUntilItEnds) {
+TEST_F(TaskLoopTest, TaskKeepsItsObjectsUntilItEnds) {
   const auto object = std::make_shared<std::string>("alive");
   const std::weak_ptr<std::string> watch = object;
   tasks.Spawn(HoldsUntilGo(this, object));
@@ -215,7 +215,7 @@ TEST_F(TaskLoopTest, ClearDestroysWaitingTasksWithoutResumingThem) {
   EXPECT_EQ(log, "a");
 }
 
-TEST_F(TaskLoopTest, ManyTasksWaitAndEndEachOnItsOwn) {
+TEST_F(TaskLoopTest, ManyTasksWaitAndEndIndependently) {
   for (int i = 0; i < 1000; ++i) tasks.Spawn(WaitForGo(this));
   EXPECT_EQ(tasks.RunningTasks(), 1000U);
   sim.Do([this] { go = true; });
@@ -223,12 +223,12 @@ TEST_F(TaskLoopTest, ManyTasksWaitAndEndEachOnItsOwn) {
   EXPECT_EQ(log.size(), 2000U);
 }
 
-TEST_F(TaskLoopTest, AwaitingTasksDeeplyGivesTheirValues) {
+TEST_F(TaskLoopTest, NestedAwaitsReturnTheirValues) {
   tasks.Spawn(SumUp(this, 500));
   EXPECT_EQ(log, "500");
 }
 
-TEST_F(TaskLoopTest, ARepeatingTimerTicksOnWhileItsOwnTickWaits) {
+TEST_F(TaskLoopTest, RepeatingTimerTicksWhileItsTickWaits) {
   Timer timer(sim.platform(), 100);
   timer.OnTimer = [this] {
     log += "t";
@@ -241,7 +241,7 @@ TEST_F(TaskLoopTest, ARepeatingTimerTicksOnWhileItsOwnTickWaits) {
   EXPECT_EQ(log, "tttttgo");
 }
 
-TEST_F(TaskLoopTest, ATimerSetToWhatItIsKeepsItsInterval) {
+TEST_F(TaskLoopTest, EnablingARunningTimerKeepsItsInterval) {
   Timer timer(sim.platform(), 1000);
   timer.OnTimer = [this] { log += "t"; };
   timer.SetEnabled(true);
@@ -258,7 +258,7 @@ TEST_F(TaskLoopTest, ATimerSetToWhatItIsKeepsItsInterval) {
   EXPECT_EQ(log, "tt");
 }
 
-TEST(TaskLoopEnd, APlatformDestroyedWithTasksWaitingReleasesThem) {
+TEST(TaskLoopLifetime, DestroyedPlatformReleasesWaitingTasks) {
   std::weak_ptr<std::string> watch;
   {
     Stage stage;

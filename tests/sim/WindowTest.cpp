@@ -58,7 +58,7 @@ class WindowTest : public testing::Test {
   SimPlatform sim;
 };
 
-TEST_F(WindowTest, ShowLoadsOnceAndTellsTheView) {
+TEST_F(WindowTest, ShowLoadsOnceAndNotifiesTheView) {
   const auto window = NewWindow();
   EXPECT_FALSE(window->Loaded());
   window->Show();
@@ -74,7 +74,7 @@ TEST_F(WindowTest, ShowLoadsOnceAndTellsTheView) {
   EXPECT_EQ(sim.windows().Only<TestWindow>(), window.get());
 }
 
-TEST_F(WindowTest, ALoadedWindowWithoutOwnerStaysUntilItUnloads) {
+TEST_F(WindowTest, LoadedWindowWithoutOwnerStaysUntilItUnloads) {
   NewWindow()->Show();
   EXPECT_EQ(log, "load ");
   sim.windows().Only<TestWindow>()->Unload();
@@ -82,13 +82,13 @@ TEST_F(WindowTest, ALoadedWindowWithoutOwnerStaysUntilItUnloads) {
   EXPECT_EQ(sim.windows().Count("TestWindow"), 0U);
 }
 
-TEST_F(WindowTest, AWindowThatUnloadsItselfInItsOwnHandlerStaysValidUntilTheEventEnds) {
+TEST_F(WindowTest, WindowUnloadedInItsHandlerStaysValidUntilTheEventEnds) {
   NewWindow()->Show();
   sim.windows().Only<TestWindow>()->Command1.Click();
   EXPECT_EQ(log, "load click unload unloaded gone ");
 }
 
-TEST_F(WindowTest, ATaskHoldsItsUnloadedWindowUntilItEnds) {
+TEST_F(WindowTest, TaskKeepsItsUnloadedWindowUntilItEnds) {
   NewWindow()->Show();
   TestWindow* const window = sim.windows().Only<TestWindow>();
   window->Command2.Click();
@@ -108,7 +108,7 @@ TEST_F(WindowTest, NoTimerTicksOnceItsWindowIsGone) {
   EXPECT_EQ(log, "load tick unload gone ");
 }
 
-TEST_F(WindowTest, QueryUnloadCancelsTheUsersCloseOnly) {
+TEST_F(WindowTest, QueryUnloadCancelsOnlyTheUsersClose) {
   const auto window = NewWindow();
   window->keep = true;
   window->Show();
@@ -118,7 +118,7 @@ TEST_F(WindowTest, QueryUnloadCancelsTheUsersCloseOnly) {
   EXPECT_FALSE(window->Loaded());
 }
 
-TEST_F(WindowTest, AnUnloadedWindowCanBeLoadedAgain) {
+TEST_F(WindowTest, UnloadedWindowCanBeLoadedAgain) {
   const auto window = NewWindow();
   window->Show();
   window->Unload();
@@ -164,7 +164,7 @@ TEST_F(WindowTest, ControlsAreFoundByName) {
   EXPECT_EQ(window->Find("Label2"), nullptr);
 }
 
-TEST(WindowEnd, APlatformDestroyedWithLoadedWindowsReleasesThem) {
+TEST(WindowLifetime, DestroyedPlatformReleasesLoadedWindows) {
   std::string log;
   {
     SimPlatform sim;

@@ -51,7 +51,7 @@ TEST_F(WinsockTest, PassesThroughItsStates) {
   EXPECT_EQ(socket->State(), SocketState::Closed);
 }
 
-TEST_F(WinsockTest, ConnectOnASocketThatIsNotClosedIsAFailure) {
+TEST_F(WinsockTest, ConnectOnAnOpenSocketFails) {
   Connect();
   const std::uint32_t number = socket->Number();
   EXPECT_THROW(Connect(), Failure);  // connecting
@@ -62,7 +62,7 @@ TEST_F(WinsockTest, ConnectOnASocketThatIsNotClosedIsAFailure) {
   EXPECT_EQ(sim.network().Log().size(), 1U);
 }
 
-TEST_F(WinsockTest, AFailedSocketIsNotClosedUntilClose) {
+TEST_F(WinsockTest, FailedSocketIsNotClosedUntilClose) {
   socket->Connect("nobody.example", 80);
   sim.RunUntilIdle();
   EXPECT_EQ(log, "E");
@@ -74,7 +74,7 @@ TEST_F(WinsockTest, AFailedSocketIsNotClosedUntilClose) {
   EXPECT_EQ(log, "ECD11");
 }
 
-TEST_F(WinsockTest, APortOutsideItsRangeFailsByAnEvent) {
+TEST_F(WinsockTest, PortOutOfRangeFailsByAnEvent) {
   socket->Connect("peer.example", 65536 + 21);
   EXPECT_EQ(log, "");
   sim.RunUntilIdle();
@@ -93,13 +93,13 @@ TEST_F(WinsockTest, NoEventComesAfterClose) {
   }
 }
 
-TEST_F(WinsockTest, CloseIsHarmlessOnAClosedSocketAndLeavesItsNumber) {
+TEST_F(WinsockTest, CloseOnAClosedSocketKeepsItsNumber) {
   const std::uint32_t number = socket->Number();
   socket->Close();
   EXPECT_EQ(socket->Number(), number);
 }
 
-TEST_F(WinsockTest, TheNumberRisesWithEachConnectAndClose) {
+TEST_F(WinsockTest, NumberRisesWithEachConnectAndClose) {
   const std::uint32_t number = socket->Number();
   Connect();
   EXPECT_EQ(socket->Number(), number + 1);
@@ -109,7 +109,7 @@ TEST_F(WinsockTest, TheNumberRisesWithEachConnectAndClose) {
   EXPECT_EQ(socket->Number(), number + 3);
 }
 
-TEST_F(WinsockTest, SendingOnASocketThatIsNotConnectedIsAFailure) {
+TEST_F(WinsockTest, SendOnAnUnconnectedSocketFails) {
   EXPECT_THROW(socket->SendData("x"), Failure);
   Connect();
   EXPECT_THROW(socket->SendData("x"), Failure);
@@ -120,7 +120,7 @@ TEST_F(WinsockTest, SendingOnASocketThatIsNotConnectedIsAFailure) {
   EXPECT_EQ(sim.network().Log().front().received, "x");
 }
 
-TEST_F(WinsockTest, MayCloseAndConnectAnewInItsOwnHandler) {
+TEST_F(WinsockTest, CanCloseAndReconnectInItsHandler) {
   int arrivals = 0;
   socket->OnDataArrival = [&](std::size_t) {
     if (++arrivals > 1) return;
@@ -134,7 +134,7 @@ TEST_F(WinsockTest, MayCloseAndConnectAnewInItsOwnHandler) {
   EXPECT_EQ(socket->State(), SocketState::Connected);
 }
 
-TEST_F(WinsockTest, ItsDestructionEndsTheConnection) {
+TEST_F(WinsockTest, DestructionEndsTheConnection) {
   Connect();
   sim.RunUntilIdle();
   socket.reset();
@@ -143,7 +143,7 @@ TEST_F(WinsockTest, ItsDestructionEndsTheConnection) {
   EXPECT_EQ(log, "CD11");
 }
 
-TEST_F(WinsockTest, ReadingSwitchedOffHoldsForLaterConnections) {
+TEST_F(WinsockTest, DisabledReadingAppliesToLaterConnections) {
   socket->SetReading(false);
   Connect();
   sim.RunFor(10'000);
@@ -153,7 +153,7 @@ TEST_F(WinsockTest, ReadingSwitchedOffHoldsForLaterConnections) {
   EXPECT_EQ(log, "CD11");
 }
 
-TEST_F(WinsockTest, TheDataIsGoneOnceItsHandlerIsOver) {
+TEST_F(WinsockTest, DataIsGoneAfterItsHandler) {
   Connect();
   sim.RunUntilIdle();
   EXPECT_EQ(socket->GetData(), "");

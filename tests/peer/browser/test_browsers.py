@@ -143,21 +143,21 @@ class InChromium(Browser):
         self.session.keep_picture(picture)
         self.xdotool("key", "Up", "Up", "Return")
 
-    def test_the_menu_on_a_link_hands_it_over(self):
+    def test_menu_on_a_link_hands_it_over(self):
         url = self.serve("/link.bin")
         page = self.pages.add("/link", LINK % url)
         self.open(page)
         self.choose("chromium-link")
         self.check_taken(url, page)
 
-    def test_the_menu_on_an_image_hands_it_over(self):
+    def test_menu_on_an_image_hands_it_over(self):
         url = self.serve("/picture.png")
         page = self.pages.add("/image", IMAGE % url)
         self.open(page)
         self.choose("chromium-image")
         self.check_taken(url, page)
 
-    def test_a_link_can_be_dragged_onto_the_basket(self):
+    def test_link_can_be_dragged_onto_the_basket(self):
         url = self.serve("/dragged.bin")
         main = [w for w, title, _ in self.session.own_windows() if title == "Pellora !"][0]
         self.xdotool("windowactivate", "--sync", main, "key", "--clearmodifiers", "alt+o")
@@ -184,26 +184,26 @@ class InChromium(Browser):
         [note] = self.desktop.notes[before:]
         return note
 
-    def test_other_addresses_are_left_to_the_browser_in_one_sentence(self):
+    def test_other_urls_are_left_to_the_browser_with_one_message(self):
         for url in ("https://127.0.0.1/a.bin", "data:text/plain,x", "blob:http://127.0.0.1/1", ""):
             said = self.said_of(url)
             self.assertIn("left to the browser.", said, url)
             self.assertEqual(said.count("."), 1, said)
         self.assertEqual(self.session.companion.downloads(), [])
 
-    def test_the_menu_on_an_address_that_is_not_taken_says_so(self):
+    def test_menu_on_an_unsupported_url_shows_an_error(self):
         self.open(self.pages.add("/secure", LINK % "https://127.0.0.1/a.bin"))
         self.choose("chromium-secure")
         harness.wait_until(lambda: self.desktop.notes, 10, "a notification")
         self.assertIn("this https link is left to the browser.", self.desktop.notes[0])
         self.assertEqual(self.session.companion.downloads(), [])
 
-    def test_the_extension_has_what_it_needs_and_sees_no_site(self):
+    def test_extension_has_its_permissions_and_sees_no_site(self):
         granted = self.browser.evaluate(self.worker, "chrome.permissions.getAll()")
         self.assertEqual(sorted(granted["permissions"]), ["contextMenus", "nativeMessaging", "notifications"])
         self.assertEqual(granted.get("origins", []), [])
 
-    def test_says_so_where_the_host_is_not_known(self):
+    def test_reports_an_unregistered_host(self):
         os.remove(os.path.join(self.profile, "NativeMessagingHosts/pelloraproject.pellora.json"))
         self.assertIn("cannot be reached", self.said_of("http://127.0.0.1/a.bin"))
 
@@ -233,13 +233,13 @@ class InFirefox(Browser):
             look();""", TITLE)
         self.assertEqual(found, "D", "the access key")
 
-    def test_the_menu_on_a_link_hands_it_over(self):
+    def test_menu_on_a_link_hands_it_over(self):
         url = self.serve("/link.bin")
         page = self.pages.add("/link", LINK % url)
         self.choose(page)
         self.check_taken(url, page)
 
-    def test_the_menu_on_an_image_hands_it_over(self):
+    def test_menu_on_an_image_hands_it_over(self):
         url = self.serve("/picture.png")
         page = self.pages.add("/image", IMAGE % url)
         self.choose(page)

@@ -14,7 +14,7 @@
 namespace pellora {
 namespace {
 
-class Browsers : public ::testing::Test {
+class BrowserManifestsTest : public ::testing::Test {
  protected:
   void Has(const std::string& folder) { std::filesystem::create_directories(root.Path(folder)); }
   void Set(bool present, const std::string& program = "/opt/My \"Programs\"") {
@@ -30,7 +30,7 @@ class Browsers : public ::testing::Test {
   const std::string chromium = "config/chromium/NativeMessagingHosts/pelloraproject.pellora.json";
 };
 
-TEST_F(Browsers, NeverMakesABrowsersOwnFolder) {
+TEST_F(BrowserManifestsTest, NeverCreateTheBrowsersOwnFolder) {
   Has("home");
   Has("config");
   Set(true);
@@ -39,7 +39,7 @@ TEST_F(Browsers, NeverMakesABrowsersOwnFolder) {
   EXPECT_TRUE(std::filesystem::is_empty(root.Path("config")));
 }
 
-TEST_F(Browsers, TellsEachBrowserThatIsThereOfTheHost) {
+TEST_F(BrowserManifestsTest, NameTheHostForEachInstalledBrowser) {
   Has("home/.mozilla");
   Has("config/chromium");
   Has("config/BraveSoftware/Brave-Browser");
@@ -58,7 +58,7 @@ TEST_F(Browsers, TellsEachBrowserThatIsThereOfTheHost) {
   EXPECT_FALSE(Exists("config/google-chrome"));
 }
 
-TEST_F(Browsers, MakesTheFolderWhereFirefoxLooksForHostsIfItsProfilesLieElsewhere) {
+TEST_F(BrowserManifestsTest, CreateTheHostFolderOfAFirefoxWithItsProfilesElsewhere) {
   Has("home");
   Has("config/mozilla/firefox");
   Set(true);
@@ -68,14 +68,14 @@ TEST_F(Browsers, MakesTheFolderWhereFirefoxLooksForHostsIfItsProfilesLieElsewher
   EXPECT_TRUE(std::filesystem::is_empty(root.Path("home")));
 }
 
-TEST_F(Browsers, FollowsAProgramThatHasMoved) {
+TEST_F(BrowserManifestsTest, FollowAMovedProgram) {
   Has("config/chromium");
   Set(true, "/one");
   Set(true, "/two");
   EXPECT_EQ(Manifest(chromium)["path"].toString(), "/two/pellora-browser-host");
 }
 
-TEST_F(Browsers, TakesItsEntriesOutAgainAndLeavesOthers) {
+TEST_F(BrowserManifestsTest, AreRemovedWithoutTouchingOthers) {
   Has("home/.mozilla");
   Has("config/chromium");
   Set(true);
@@ -87,7 +87,7 @@ TEST_F(Browsers, TakesItsEntriesOutAgainAndLeavesOthers) {
   EXPECT_NO_THROW(Set(false));
 }
 
-TEST_F(Browsers, TellsTheOthersWhereOneCannotBeWritten) {
+TEST_F(BrowserManifestsTest, AreWrittenForOtherBrowsersIfOneFails) {
   Has("home/.mozilla");
   Has("config/chromium");
   Put(root.Path("home/.mozilla/native-messaging-hosts"), "a file where a folder should be");
@@ -95,7 +95,7 @@ TEST_F(Browsers, TellsTheOthersWhereOneCannotBeWritten) {
   EXPECT_TRUE(Exists(chromium));
 }
 
-TEST_F(Browsers, KnowTheExtensionByTheIdOfItsKey) {
+TEST_F(BrowserManifestsTest, NameTheExtensionByTheIdOfItsKey) {
   const QJsonObject manifest =
       QJsonDocument::fromJson(QByteArray::fromStdString(Content(PELLORA_EXTENSION "/manifest.json"))).object();
   ASSERT_FALSE(manifest.isEmpty());

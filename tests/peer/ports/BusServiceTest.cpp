@@ -125,7 +125,7 @@ class BusServiceTest : public testing::Test {
   std::vector<std::string> calls;
 };
 
-TEST_F(BusServiceTest, HandsOverUrlsInOrderAndPrintsTheirIds) {
+TEST_F(BusServiceTest, PassesUrlsInOrderAndPrintsTheirIds) {
   StartService();
   const Result result = Control({"add", "http://a/1", "ftp://b/ü"});
   EXPECT_EQ(result.code, 0) << result.err.toStdString();
@@ -134,7 +134,7 @@ TEST_F(BusServiceTest, HandsOverUrlsInOrderAndPrintsTheirIds) {
   EXPECT_EQ(calls, (std::vector<std::string>{"add http://a/1", "add ftp://b/ü"}));
 }
 
-TEST_F(BusServiceTest, SaysWhyAnAddressIsRefusedAndAddsTheOthers) {
+TEST_F(BusServiceTest, ReportsWhyAUrlIsRefusedAndAddsTheOthers) {
   StartService();
   const Result result = Control({"add", "https://a/1", "http://a/2"});
   EXPECT_EQ(result.code, 1);
@@ -142,7 +142,7 @@ TEST_F(BusServiceTest, SaysWhyAnAddressIsRefusedAndAddsTheOthers) {
   EXPECT_EQ(result.err, "pelloractl: https://a/1: Not this one.\n");
 }
 
-TEST_F(BusServiceTest, RefusesARequestWithoutAnAddressOrWithAnOptionItDoesNotKnow) {
+TEST_F(BusServiceTest, RefusesARequestWithoutAUrlOrWithAnUnknownOption) {
   StartService();
   const QDBusConnection bus = Bus();
   const auto reason = [&](const QVariantMap& request) {
@@ -174,7 +174,7 @@ TEST_F(BusServiceTest, PausesAndRemovesByIdOrUrlAndNotByIndex) {
   EXPECT_EQ(calls, (std::vector<std::string>{"pause 2-7-x"}));
 }
 
-TEST_F(BusServiceTest, QuitsAndReturnsWhenTheNameHasGone) {
+TEST_F(BusServiceTest, QuitsAndReturnsWhenTheBusNameIsGone) {
   StartService();
   const Result result = Control({"quit"});
   EXPECT_EQ(result.code, 0) << result.err.toStdString();
@@ -195,7 +195,7 @@ TEST_F(BusServiceTest, AnswersWithTheSignaturesThatScriptsCountOn) {
   }
 }
 
-TEST_F(BusServiceTest, AnswersBeforeTheProgramActs) {
+TEST_F(BusServiceTest, RepliesBeforeTheProgramActs) {
   StartService();
   service->MenuURL("http://a/1", "ref", "cookie");
   service->LeechURL("http://a/2", "ref");
@@ -204,13 +204,13 @@ TEST_F(BusServiceTest, AnswersBeforeTheProgramActs) {
   EXPECT_EQ(calls, (std::vector<std::string>{"menu http://a/1 ref cookie", "leech http://a/2 ref"}));
 }
 
-TEST_F(BusServiceTest, TheNameBelongsToTheFirstCopy) {
+TEST_F(BusServiceTest, FirstInstanceKeepsTheBusName) {
   StartService();
   BusService second(events, {});
   EXPECT_FALSE(second.Register(Bus()));
 }
 
-TEST_F(BusServiceTest, ASecondCopyFindsTheFirstAndAsksItToShow) {
+TEST_F(BusServiceTest, SecondInstanceFindsTheFirstAndShowsIt) {
   EXPECT_FALSE(RunningCopyFound(Bus()));
   StartService();
   EXPECT_TRUE(RunningCopyFound(Bus()));
@@ -230,14 +230,14 @@ TEST_F(BusServiceTest, ResumesOnRequest) {
   EXPECT_EQ(calls, (std::vector<std::string>{"resume"}));
 }
 
-TEST_F(BusServiceTest, NoBusIsNoService) {
+TEST_F(BusServiceTest, DoesNotRunWithoutABus) {
   BusService lonely(events, {});
   EXPECT_FALSE(lonely.Register(QDBusConnection("pellora-test-none")));
   EXPECT_FALSE(RunningCopyFound(QDBusConnection("pellora-test-none")));
   EXPECT_FALSE(RaiseRunningCopy(QDBusConnection("pellora-test-none")));
 }
 
-TEST_F(BusServiceTest, ListsEachRecordOnALine) {
+TEST_F(BusServiceTest, ListsEachRecordOnOneLine) {
   StartService();
   rows = {Row(1, "a.zip", "active", 420), Row(3, "b.zip", "finished", 1000)};
   const Result result = Control({"list"});
@@ -247,7 +247,7 @@ TEST_F(BusServiceTest, ListsEachRecordOnALine) {
             "3\tfinished\t100.0%\t1000\t1000\thttp://host/b.zip\t/d/b.zip\t3-7-x\t\n");
 }
 
-TEST_F(BusServiceTest, ListsForHowLongAServerHasBeenSilentFromTenSecondsOn) {
+TEST_F(BusServiceTest, ListsHowLongAServerHasBeenSilentAfterTenSeconds) {
   StartService();
   rows = {Row(1, "a.zip", "active", 420), Row(2, "b.zip", "active", 420)};
   rows[0].silentSeconds = 9;
@@ -257,7 +257,7 @@ TEST_F(BusServiceTest, ListsForHowLongAServerHasBeenSilentFromTenSecondsOn) {
   EXPECT_EQ(lines.at(1).section('\t', 7), "2-7-x\tno byte for 3600 s");
 }
 
-TEST_F(BusServiceTest, WaitsUntilAllAreFinishedAndSaysWhere) {
+TEST_F(BusServiceTest, WaitsUntilAllAreFinishedAndPrintsTheirPaths) {
   StartService();
   rows = {Row(1, "a.zip", "active", 10), Row(2, "b.zip", "queued", 0)};
   const Result result = Control({"wait"}, [&] {
@@ -277,7 +277,7 @@ TEST_F(BusServiceTest, ShowsProgressLineByLine) {
   EXPECT_EQ(result.out, "a.zip: 1.0%, 10 of 1000 bytes, active\na.zip: finished, /d/a.zip\n");
 }
 
-TEST_F(BusServiceTest, NamesADownloadThatDisappears) {
+TEST_F(BusServiceTest, ReportsADownloadThatDisappears) {
   StartService();
   rows = {Row(1, "a.zip", "active", 10)};
   const Result result = Control({"wait", "1"}, [&] { rows.clear(); });
@@ -285,7 +285,7 @@ TEST_F(BusServiceTest, NamesADownloadThatDisappears) {
   EXPECT_EQ(result.out, "a.zip: not finished, it is no longer in the list\n");
 }
 
-TEST_F(BusServiceTest, GivesUpWhenTheTimeIsOver) {
+TEST_F(BusServiceTest, StopsWaitingAtItsTimeLimit) {
   StartService();
   rows = {Row(1, "a.zip", "active", 10)};
   const Result result = Control({"wait", "--timeout", "0.3"});
@@ -293,7 +293,7 @@ TEST_F(BusServiceTest, GivesUpWhenTheTimeIsOver) {
   EXPECT_EQ(result.out, "a.zip: not finished, the time ran out\n");
 }
 
-TEST_F(BusServiceTest, SaysThatTheProgramDoesNotRun) {
+TEST_F(BusServiceTest, ReportsThatTheProgramIsNotRunning) {
   const Result list = Control({"list"});
   EXPECT_EQ(list.code, 3);
   EXPECT_EQ(list.err, "pelloractl: Pellora is not running.\n");

@@ -108,7 +108,7 @@ Outcome Try(const char* mode, const Home& home, const NamedWay& way) {
   return RunToEnd(QStringLiteral(PELLORA_WAYS_OUT), {QString::fromUtf8(mode), home.Name(), way.name});
 }
 
-TEST(Confinement, EachWayOutIsOpenToAProcessThatIsFree) {
+TEST(Confinement, LeavesEachWayOutOpenToAnUnconfinedProcess) {
   const QList<NamedWay> ways = Ways();
   EXPECT_GE(ways.size(), 60);
   for (const NamedWay& way : ways) {
@@ -128,9 +128,9 @@ void ExpectClosed(const Outcome& outcome, const NamedWay& way, bool landlock) {
   }
 }
 
-class ConfinedTo : public testing::TestWithParam<const char*> {};
+class ConfinedProcess : public testing::TestWithParam<const char*> {};
 
-TEST_P(ConfinedTo, EachWayOutIsClosed) {
+TEST_P(ConfinedProcess, HasNoWayOut) {
   const QList<NamedWay> ways = Ways();
   EXPECT_GE(ways.size(), 60);
   for (const NamedWay& way : ways) {
@@ -140,7 +140,7 @@ TEST_P(ConfinedTo, EachWayOutIsClosed) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Confinement, ConfinedTo, testing::Values("picture", "media"));
+INSTANTIATE_TEST_SUITE_P(Confinement, ConfinedProcess, testing::Values("picture", "media"));
 
 TEST(Confinement, EachWayButReadingIsClosedByAKernelWithoutLandlock) {
   const QString program = QStringLiteral(PELLORA_WAYS_OUT);
@@ -184,13 +184,13 @@ class Spinning {
   QProcess process_;
 };
 
-TEST(ProcessorTimes, EndAProcessThatUsesThemUp) {
+TEST(ProcessorTimes, EndAProcessThatExhaustsThem) {
   Spinning spinning;
   const ProcessorTime time(spinning.Number(), 1s);
   EXPECT_TRUE(spinning.EndsByItsLimit());
 }
 
-TEST(ProcessorTimes, AreGivenAgainAsOftenAsTheyAreRenewed) {
+TEST(ProcessorTimes, StartAgainAtEachRenewal) {
   Spinning spinning;
   ProcessorTime time(spinning.Number(), 1s);
   EXPECT_TRUE(RunUntil([&] {
@@ -202,7 +202,7 @@ TEST(ProcessorTimes, AreGivenAgainAsOftenAsTheyAreRenewed) {
   EXPECT_TRUE(spinning.EndsByItsLimit());
 }
 
-TEST(ProcessorTimes, AreExtendedByWhatIsAdded) {
+TEST(ProcessorTimes, GrowByEachExtension) {
   Spinning spinning;
   ProcessorTime time(spinning.Number(), 1s);
   time.Extend(2s);
@@ -212,9 +212,9 @@ TEST(ProcessorTimes, AreExtendedByWhatIsAdded) {
 }
 
 // The preview process in a kernel that refuses one of the steps.
-class Unconfined : public testing::Test {
+class UnconfinedPreview : public testing::Test {
  protected:
-  Unconfined() {
+  UnconfinedPreview() {
     QImage image(40, 30, QImage::Format_RGB32);
     image.fill(Qt::blue);
     EXPECT_TRUE(image.save(QString::fromStdString(Picture())));
@@ -231,7 +231,7 @@ class Unconfined : public testing::Test {
   Folder folder;
 };
 
-TEST_F(Unconfined, AProcessRendersNothingAndSaysWhy) {
+TEST_F(UnconfinedPreview, RendersNothingAndReportsWhy) {
   QStringList steps = {QStringLiteral("seccomp"), QStringLiteral("prctl"), QStringLiteral("prlimit64")};
   if (HasLandlock()) steps += {QStringLiteral("landlock_create_ruleset"), QStringLiteral("landlock_restrict_self")};
   for (const QString& step : steps) {
@@ -243,7 +243,7 @@ TEST_F(Unconfined, AProcessRendersNothingAndSaysWhy) {
   }
 }
 
-TEST_F(Unconfined, AKernelWithoutLandlockIsNoReasonToRenderNothing) {
+TEST_F(UnconfinedPreview, RendersOnAKernelWithoutLandlock) {
   const Outcome outcome = Render("landlock_create_ruleset", ENOSYS);
   EXPECT_TRUE(outcome.exited);
   EXPECT_EQ(outcome.code, 0);

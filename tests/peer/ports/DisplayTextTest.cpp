@@ -12,7 +12,7 @@ TEST(DisplayText, DecodesValidUtf8) {
             QStringLiteral(u"Größe"));
 }
 
-TEST(DisplayText, TakesInvalidUtf8ForWindows1252) {
+TEST(DisplayText, DecodesInvalidUtf8AsWindows1252) {
   EXPECT_EQ(DisplayText("Gr\xF6\xDF"
                         "e"),
             QStringLiteral(u"Größe"));
@@ -20,12 +20,12 @@ TEST(DisplayText, TakesInvalidUtf8ForWindows1252) {
   EXPECT_EQ(DisplayText("\xC3"), QStringLiteral(u"\u00C3"));
 }
 
-TEST(DisplayText, KeepsLinesAndDisplayLineDoesNot) {
+TEST(DisplayText, KeepsLineBreaksUnlikeDisplayLine) {
   EXPECT_EQ(DisplayText("a\nb"), QStringLiteral(u"a\nb"));
   EXPECT_EQ(DisplayLine(std::string("a\r\nb\tc\0d", 8)), QStringLiteral(u"a  b c d"));
 }
 
-TEST(DisplayText, HoldsNoNul) { EXPECT_EQ(DisplayText(std::string("a\0b", 3)), QStringLiteral(u"a\uFFFDb")); }
+TEST(DisplayText, ContainsNoNul) { EXPECT_EQ(DisplayText(std::string("a\0b", 3)), QStringLiteral(u"a\uFFFDb")); }
 
 std::string Repeated(const std::string& piece, int times) {
   std::string text;
@@ -36,7 +36,7 @@ std::string Repeated(const std::string& piece, int times) {
 const std::string kAcute = "\xCC\x81";         // U+0301, a combining mark
 const std::string kGrin = "\xF0\x9F\x98\x80";  // U+1F600, a surrogate pair in UTF-16
 
-TEST(DisplayText, KeepsWhatFitsAndCutsTheRestWithAnEllipsis) {
+TEST(DisplayText, CutsTextThatDoesNotFitWithAnEllipsis) {
   const auto longest = static_cast<std::size_t>(kLongestDrawn);
   EXPECT_EQ(DisplayLine(std::string(longest, 'a')), QString(kLongestDrawn, u'a'));
   for (const auto shown : {&DisplayLine, &DisplayText}) {
@@ -56,7 +56,7 @@ TEST(DisplayText, CutsBetweenWholeCharacters) {
   EXPECT_EQ(cut, QString(kLongestDrawn - 4, u'a') + QChar(0x2026));
 }
 
-TEST(DisplayText, CutsACharacterOfAnyLength) {
+TEST(DisplayText, CutsInsideAnOverlongCharacter) {
   const QString marked = DisplayLine("e" + Repeated(kAcute, 25000));
   EXPECT_EQ(marked.size(), kLongestDrawn + 1);
   EXPECT_TRUE(marked.endsWith(QChar(0x2026)));
@@ -71,12 +71,12 @@ TEST(WholeText, IsNotCut) {
   EXPECT_EQ(WholeLine(std::string(5000, 'a') + "\n"), QString(5000, u'a') + u' ');
 }
 
-TEST(PlainTip, ShowsWhatLooksLikeMarkup) {
+TEST(PlainTip, ShowsMarkupLiterally) {
   EXPECT_EQ(PlainTip(QStringLiteral("http://a/?b=1&c=2")), QStringLiteral("http://a/?b=1&c=2"));
   EXPECT_EQ(PlainTip(QStringLiteral("<b>x</b>")), QStringLiteral("<qt>&lt;b&gt;x&lt;/b&gt;</qt>"));
 }
 
-TEST(DisplayText, GoesBackAsUtf8) {
+TEST(DisplayText, ConvertsBackToUtf8) {
   EXPECT_EQ(ModelText(QStringLiteral(u"Größe")),
             "Gr\xC3\xB6\xC3\x9F"
             "e");

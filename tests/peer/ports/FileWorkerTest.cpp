@@ -88,7 +88,7 @@ TEST_F(FileWorkerTest, NeverReportsTheEndInsideTheCall) {
   ASSERT_TRUE(RunUntil([&] { return told; }));
 }
 
-TEST_F(FileWorkerTest, WorksOneAtATimeInTheOrderGiven) {
+TEST_F(FileWorkerTest, RunsJobsOneAtATimeInOrder) {
   std::atomic<int> running = 0;
   std::vector<int> worked;
   std::vector<int> told;

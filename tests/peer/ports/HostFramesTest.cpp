@@ -31,7 +31,7 @@ class Pipe {
 
 std::string Length(std::uint32_t length) { return {reinterpret_cast<const char*>(&length), sizeof length}; }
 
-TEST(ReadFrame, TakesFramesOneAfterTheOther) {
+TEST(ReadFrame, ReadsFramesInSequence) {
   const Pipe pipe(Length(2) + "{}" + Length(3) + "[1]");
   QByteArray json;
   EXPECT_EQ(ReadFrame(pipe.End(), json), FrameEnd::Frame);
@@ -41,7 +41,7 @@ TEST(ReadFrame, TakesFramesOneAfterTheOther) {
   EXPECT_EQ(ReadFrame(pipe.End(), json), FrameEnd::End);
 }
 
-TEST(ReadFrame, TellsHowAFrameIsBroken) {
+TEST(ReadFrame, ReportsHowAFrameIsBroken) {
   const std::vector<std::pair<std::string, FrameEnd>> frames = {
       {"", FrameEnd::End},
       {Length(0), FrameEnd::Empty},
@@ -58,7 +58,7 @@ TEST(ReadFrame, TellsHowAFrameIsBroken) {
   }
 }
 
-TEST(ParseRequest, TakesAnAddressWithOrWithoutTheRest) {
+TEST(ParseRequest, AcceptsAUrlWithOrWithoutOtherFields) {
   const HostRequest full = ParseRequest(R"({"url":"http://a/b","referrer":"http://p/","cookie":"k=v"})");
   EXPECT_EQ(full.error, "");
   EXPECT_EQ(full.url, "http://a/b");
@@ -70,7 +70,7 @@ TEST(ParseRequest, TakesAnAddressWithOrWithoutTheRest) {
   EXPECT_EQ(bare.cookie, "");
 }
 
-TEST(ParseRequest, SaysWhatItCannotHandOn) {
+TEST(ParseRequest, ReportsWhatItCannotForward) {
   for (const char* json : {"", "x", "[]", "\"http://a/b\"", "{}", R"({"url":7})", R"({"url":"https://a/b"})",
                            R"({"url":"javascript:void"})", R"({"url":"http://a/\u0000b"})", "{\"url\":\"http://\xff\"}",
                            R"({"url":"http://a/b","cookie":["k"]})", R"({"url":"http://a/b")"}) {
@@ -78,7 +78,7 @@ TEST(ParseRequest, SaysWhatItCannotHandOn) {
   }
 }
 
-TEST(AnswerText, IsSuccessWithoutAnError) {
+TEST(AnswerText, ReportsSuccessWithoutAnError) {
   EXPECT_EQ(AnswerText({}), R"({"ok":true})");
   EXPECT_EQ(AnswerText("no \"bus\""), R"({"error":"no \"bus\"","ok":false})");
 }

@@ -24,13 +24,13 @@ class IniSettingsTest : public testing::Test {
   }
 };
 
-TEST_F(IniSettingsTest, AMissingFileOrKeyIsNothing) {
+TEST_F(IniSettingsTest, ReturnsNothingForAMissingFileOrKey) {
   EXPECT_FALSE(settings.Get("Pellora", "Language"));
   Write("[Options]\nOther=1\n");
   EXPECT_FALSE(settings.Get("Pellora", "Language"));
 }
 
-TEST_F(IniSettingsTest, KeepsEveryTextWhole) {
+TEST_F(IniSettingsTest, StoresEveryTextUnchanged) {
   for (const std::string text :
        {"", "english", "HTM,HTML,ASP,PHP,CGI", " blanks around ", "two\nlines\r\n", "\"quoted\"", "a=b", "[Options]",
         "back\\slash\\n", "caf\xe9", "C:\\temp\\", ";no comment", "\\n", "\"half"}) {
@@ -41,7 +41,7 @@ TEST_F(IniSettingsTest, KeepsEveryTextWhole) {
   }
 }
 
-TEST_F(IniSettingsTest, ReadsWhatWasWrittenByHand) {
+TEST_F(IniSettingsTest, ReadsHandWrittenFiles) {
   Write(
       "; mine\n[Other]\nIgnoreString=no\n[Options]\r\n  IgnoreString = HTM,HTML, ASP \r\nPlain=\"a, "
       "\\\"b\\\"\"\nLast=end");
@@ -50,40 +50,40 @@ TEST_F(IniSettingsTest, ReadsWhatWasWrittenByHand) {
   EXPECT_EQ(settings.Get("Pellora", "Last"), "end");
 }
 
-TEST_F(IniSettingsTest, PassesOverAByteOrderMark) {
+TEST_F(IniSettingsTest, SkipsAByteOrderMark) {
   Write("\xEF\xBB\xBF[Options]\r\nA=1\r\n");
   EXPECT_EQ(settings.Get("Pellora", "A"), "1");
   settings.Set("Pellora", "B", "2");
   EXPECT_EQ(Content(file), "\xEF\xBB\xBF[Options]\r\nA=1\r\nB=2\n");
 }
 
-TEST_F(IniSettingsTest, LeavesTheOtherLinesAsTheyAre) {
+TEST_F(IniSettingsTest, LeavesOtherLinesUnchanged) {
   Write("; mine\n[Options]\nstrange line\nA=1\nB=2\n\n[More]\nA=3\n");
   settings.Set("Pellora", "A", "9");
   settings.Set("Pellora", "C", "4");
   EXPECT_EQ(Content(file), "; mine\n[Options]\nstrange line\nA=9\nB=2\nC=4\n\n[More]\nA=3\n");
 }
 
-TEST_F(IniSettingsTest, AddsTheSectionToAFileWithout) {
+TEST_F(IniSettingsTest, AddsAMissingSection) {
   Write("[More]\nA=3");
   settings.Set("Pellora", "A", "1");
   EXPECT_EQ(Content(file), "[More]\nA=3\n[Options]\nA=1\n");
 }
 
-TEST_F(IniSettingsTest, AddsALineBehindAnUnendedOne) {
+TEST_F(IniSettingsTest, AddsALineAfterAnUnterminatedOne) {
   Write("[Options]\nA=3");
   settings.Set("Pellora", "B", "1");
   EXPECT_EQ(Content(file), "[Options]\nA=3\nB=1\n");
 }
 
-TEST_F(IniSettingsTest, ApplicationsAreApart) {
+TEST_F(IniSettingsTest, KeepsApplicationsSeparate) {
   settings.Set("Pellora", "TempFolder", "/a/");
   EXPECT_FALSE(settings.Get("Brenmoor", "TempFolder"));
   settings.Set("Brenmoor", "TempFolder", "/b/");
   EXPECT_EQ(settings.Get("Pellora", "TempFolder"), "/a/");
 }
 
-TEST_F(IniSettingsTest, AFailedWriteKeepsTheFileAndLeavesNothingBehind) {
+TEST_F(IniSettingsTest, FailedWriteKeepsTheFileAndLeavesNoDraft) {
   Write("[Options]\nA=1\n");
   // A folder in the file's place fails for every user, root included.
   PosixFiles().CreateFolder(folder.Path("config/pellora/Brenmoor.ini"));
@@ -91,7 +91,7 @@ TEST_F(IniSettingsTest, AFailedWriteKeepsTheFileAndLeavesNothingBehind) {
   EXPECT_EQ(PosixFiles().FilesIn(folder.Path("config/pellora")), std::vector<std::string>{"Pellora.ini"});
 }
 
-TEST_F(IniSettingsTest, AWriteTakesAwayWhatAKilledOneLeftAndNothingElse) {
+TEST_F(IniSettingsTest, WriteRemovesOnlyTheDraftsOfKilledWrites) {
   Write("[Options]\nA=1\n");
   const std::string held = file + ".new-Held00.draft";
   for (const char* const end :
@@ -107,7 +107,7 @@ TEST_F(IniSettingsTest, AWriteTakesAwayWhatAKilledOneLeftAndNothingElse) {
                                       "Pellora.ini.new-backup", "Pellora.ini.new-longer0.draft"}));
 }
 
-TEST_F(IniSettingsTest, ALinkedFileStaysALinkAndKeepsItsRights) {
+TEST_F(IniSettingsTest, KeepsSymbolicLinksAndPermissions) {
   PosixFiles().CreateFolder(folder.Path("config/pellora"));
   Put(folder.Path("real.ini"), "[Options]\nA=1\n");
   ASSERT_EQ(chmod(folder.Path("real.ini").c_str(), 0640), 0);
@@ -119,7 +119,7 @@ TEST_F(IniSettingsTest, ALinkedFileStaysALinkAndKeepsItsRights) {
   EXPECT_EQ(status.st_mode & 07777, 0640u);
 }
 
-TEST_F(IniSettingsTest, WritesNothingWhereTheTextStandsAlready) {
+TEST_F(IniSettingsTest, DoesNotRewriteAnEqualText) {
   settings.Set("Pellora", "A", " 1 ");
   struct stat before {
   }, after{};

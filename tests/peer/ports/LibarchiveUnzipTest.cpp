@@ -59,7 +59,7 @@ TEST_F(LibarchiveUnzipTest, RestoresDirectoriesFilesAndTimes) {
   EXPECT_EQ(messages.substr(0, 17), "inflating: docs/\n");
 }
 
-TEST_F(LibarchiveUnzipTest, KeepsNamesBeyondAsciiWhateverTheLocale) {
+TEST_F(LibarchiveUnzipTest, KeepsNonAsciiNamesInAnyLocale) {
   const std::string name = "gr\xc3\xbc\xc3\x9f.txt";
   const std::string former = setlocale(LC_ALL, nullptr);
   for (const char* locale : {"C", "C.UTF-8"}) {
@@ -78,13 +78,13 @@ TEST_F(LibarchiveUnzipTest, ReplacesExistingFilesWithoutAsking) {
   EXPECT_EQ(Content(folder + "/a.txt"), "new");
 }
 
-TEST_F(LibarchiveUnzipTest, GivesItsOwnerTheRightToReadWhatItUnpacked) {
+TEST_F(LibarchiveUnzipTest, MakesUnpackedFilesReadableByTheirOwner) {
   EXPECT_EQ(Unpack({{"a.txt", "x", 0100000}, {"s", "y", 0104755}}), kUnzipDone);
   EXPECT_NE(fs::status(folder + "/a.txt").permissions() & fs::perms::owner_read, fs::perms::none);
   EXPECT_EQ(fs::status(folder + "/s").permissions() & fs::perms::set_uid, fs::perms::none);
 }
 
-TEST_F(LibarchiveUnzipTest, LeavesOutNamesThatLeadOutAndUnpacksTheRest) {
+TEST_F(LibarchiveUnzipTest, SkipsNamesThatLeaveTheFolderAndUnpacksTheRest) {
   const std::string absolute = root.Path() + "/absolute";
   for (const std::string& name : {std::string("../up"), std::string("a/../../up"), std::string(".."),
                                   std::string("a/.."), absolute, std::string("//double"), std::string("")}) {
@@ -95,13 +95,13 @@ TEST_F(LibarchiveUnzipTest, LeavesOutNamesThatLeadOutAndUnpacksTheRest) {
   }
 }
 
-TEST_F(LibarchiveUnzipTest, KeepsBackslashesInside) {
+TEST_F(LibarchiveUnzipTest, KeepsNamesWithBackslashesInsideTheFolder) {
   (void)Unpack({{"..\\up", "x"}, {"c:\\dos", "x"}});
   EXPECT_FALSE(fs::exists(root.Path() + "/up"));
   for (const std::string& name : Found()) EXPECT_EQ(name.substr(0, 3), "to/");
 }
 
-TEST_F(LibarchiveUnzipTest, MakesNeitherLinksNorDevices) {
+TEST_F(LibarchiveUnzipTest, CreatesNeitherLinksNorDevices) {
   EXPECT_EQ(Unpack({{"link", "/etc", 0120777}, {"link/x", "evil"}, {"pipe", "", 0010644}, {"disk", "", 0060644}}),
             kUnzipMembersLeftOut);
   EXPECT_EQ(Content(folder + "/link/x"), "evil");
@@ -111,7 +111,7 @@ TEST_F(LibarchiveUnzipTest, MakesNeitherLinksNorDevices) {
   }
 }
 
-TEST_F(LibarchiveUnzipTest, FollowsNoLinkThatLiesInTheFolder) {
+TEST_F(LibarchiveUnzipTest, FollowsNoLinkInsideTheFolder) {
   fs::create_directory(root.Path() + "/outside");
   Put(root.Path() + "/outside/keep", "kept");
   fs::create_directory_symlink(root.Path() + "/outside", folder + "/way");
@@ -123,14 +123,14 @@ TEST_F(LibarchiveUnzipTest, FollowsNoLinkThatLiesInTheFolder) {
   EXPECT_FALSE(fs::is_symlink(folder + "/file"));
 }
 
-TEST_F(LibarchiveUnzipTest, UnpacksIntoAFolderThatTheUserReachesByALink) {
+TEST_F(LibarchiveUnzipTest, UnpacksIntoALinkedFolder) {
   fs::create_directory_symlink(folder, root.Path() + "/linked");
   EXPECT_EQ(Unpack(ZipBytes({{"d/a", "x"}}), root.Path() + "/linked"), kUnzipDone);
   EXPECT_TRUE(fs::is_symlink(root.Path() + "/linked"));
   EXPECT_EQ(Content(folder + "/d/a"), "x");
 }
 
-TEST_F(LibarchiveUnzipTest, SurvivesNamesOfManyThousandBytes) {
+TEST_F(LibarchiveUnzipTest, SurvivesNamesOfThousandsOfBytes) {
   // 70,000 does not fit the field: the archive is broken behind the name. 65,535 does.
   EXPECT_NE(Unpack({{std::string(70'000, 'n'), "x"}, {"good", "g"}}), kUnzipDone);
   for (const std::string& name : Found()) EXPECT_LE(name.size(), 300U);
@@ -143,19 +143,19 @@ TEST_F(LibarchiveUnzipTest, SurvivesNamesOfManyThousandBytes) {
   EXPECT_EQ(Unpack({{std::string(256, 'n'), "x"}, {"good", "g"}}), kUnzipMembersLeftOut);
 }
 
-TEST_F(LibarchiveUnzipTest, LeavesOutEncryptedMembersAndSaysSo) {
+TEST_F(LibarchiveUnzipTest, SkipsAndReportsEncryptedMembers) {
   Put(folder + "/secret", "was there");
   EXPECT_EQ(Unpack({{"secret", std::string(40, 's'), 0100644, 1}, {"good", "g"}}), kUnzipNeedsPassword);
   EXPECT_EQ(Content(folder + "/secret"), "was there");
   EXPECT_EQ(Content(folder + "/good"), "g");
 }
 
-TEST_F(LibarchiveUnzipTest, LeavesNoDamagedFileBehind) {
+TEST_F(LibarchiveUnzipTest, LeavesNoDamagedFile) {
   EXPECT_EQ(Unpack({{"bad", std::string(100'000, 'b'), 0100644, 0, true}, {"good", "g"}}), kUnzipDamaged);
   EXPECT_EQ(Found(), (Names{"to/good"}));
 }
 
-TEST_F(LibarchiveUnzipTest, TakesAnArchiveThatWasCutAnywhereForNone) {
+TEST_F(LibarchiveUnzipTest, RejectsAnArchiveTruncatedAnywhere) {
   const std::string whole = ZipBytes({{"a.txt", "contents of a"}, {"b/", "", 040755}, {"b/c", "contents of c"}});
   for (std::size_t length = 0; length < whole.size(); ++length) {
     EXPECT_EQ(Unpack(whole.substr(0, length)), kUnzipNoArchive) << length;
@@ -176,7 +176,7 @@ TEST_F(LibarchiveUnzipTest, SurvivesAnArchiveWithAnyByteChanged) {
   }
 }
 
-TEST_F(LibarchiveUnzipTest, TakesNothingElseForAnArchive) {
+TEST_F(LibarchiveUnzipTest, RejectsOtherFiles) {
   EXPECT_EQ(Unpack(""), kUnzipNoArchive);
   EXPECT_EQ(Unpack(std::string(5000, '\0')), kUnzipNoArchive);
   EXPECT_EQ(Unpack("<html>not found</html>"), kUnzipNoArchive);
@@ -189,7 +189,7 @@ TEST_F(LibarchiveUnzipTest, TakesNothingElseForAnArchive) {
   EXPECT_EQ(unpack(root.Path() + "/pipe"), kUnzipNoArchive);
 }
 
-TEST_F(LibarchiveUnzipTest, TakesAnArchiveWithoutMembersForNone) {
+TEST_F(LibarchiveUnzipTest, RejectsAnEmptyArchive) {
   EXPECT_EQ(Unpack(std::vector<ZipMember>{}), kUnzipNoArchive);
   std::string commented = ZipBytes({});
   commented[20] = 2;
@@ -197,17 +197,17 @@ TEST_F(LibarchiveUnzipTest, TakesAnArchiveWithoutMembersForNone) {
   EXPECT_EQ(Found(), Names{});
 }
 
-TEST_F(LibarchiveUnzipTest, StopsAtItsLimitOfBytes) {
+TEST_F(LibarchiveUnzipTest, StopsAtItsByteLimit) {
   const std::vector<ZipMember> members = {{"a", std::string(600, 'a')}, {"b", std::string(600, 'b')}, {"c", "c"}};
   EXPECT_EQ(Unpack(ZipBytes(members), folder, 1000), kUnzipDiskFull);
   EXPECT_EQ(Found(), (Names{"to/a"}));
 }
 
-TEST_F(LibarchiveUnzipTest, NeedsAFolder) {
+TEST_F(LibarchiveUnzipTest, FailsWithoutAFolder) {
   EXPECT_EQ(Unpack(ZipBytes({{"a", "x"}}), root.Path() + "/missing"), kUnzipDiskFull);
 }
 
-TEST_F(LibarchiveUnzipTest, LeavesOutAFileWhereAFullFolderStands) {
+TEST_F(LibarchiveUnzipTest, SkipsAFileWhoseNameIsANonEmptyFolder) {
   fs::create_directories(folder + "/a/b");
   EXPECT_EQ(Unpack({{"a", "x"}, {"good", "g"}}), kUnzipMembersLeftOut);
   EXPECT_EQ(Content(folder + "/good"), "g");

@@ -19,7 +19,7 @@ const std::vector<double> kMoments = {
     SerialOf({2010, 10, 10, 12, 0, 0}), SerialOf({2125, 4, 25, 1, 20, 0}),
 };
 
-TEST(LocaleFormats, DatesAndTimesOfEveryLocaleReadBack) {
+TEST(LocaleFormats, ReadBackDatesAndTimesOfEveryLocale) {
   const QList<QLocale> locales =
       QLocale::matchingLocales(QLocale::AnyLanguage, QLocale::AnyScript, QLocale::AnyTerritory);
   ASSERT_GT(locales.size(), 300);
@@ -42,7 +42,7 @@ TEST(LocaleFormats, DatesAndTimesOfEveryLocaleReadBack) {
   }
 }
 
-TEST(LocaleFormats, YearsAreShownInFull) {
+TEST(LocaleFormats, ShowFullYears) {
   EXPECT_EQ(ShortFormsOf(QLocale(QLocale::English, QLocale::UnitedStates)).date, "M/d/yyyy");
   EXPECT_EQ(ShortFormsOf(QLocale(QLocale::German, QLocale::Germany)).date, "dd.MM.yyyy");
   for (const char* name : {"it_IT", "es_ES", "pt_PT", "th_TH", "fr_FR", "pl_PL"}) {
@@ -51,14 +51,14 @@ TEST(LocaleFormats, YearsAreShownInFull) {
   }
 }
 
-TEST(LocaleFormats, TimesFollowTheLocalesClock) {
+TEST(LocaleFormats, FollowTheLocalesClock) {
   const double moment = SerialOf({2026, 11, 21, 15, 4, 0});
   EXPECT_EQ(ShortTime(moment, ShortFormsOf(QLocale(QLocale::English, QLocale::UnitedStates))), "3:04 PM");
   EXPECT_EQ(ShortTime(moment, ShortFormsOf(QLocale(QLocale::German, QLocale::Germany))), "15:04");
   EXPECT_EQ(ShortFormsOf(QLocale(QLocale::Arabic, QLocale::Egypt)).zero, "\u0660");
 }
 
-TEST(LocaleFormats, TheSystemsFormsAreOnesThatReadBack) {
+TEST(LocaleFormats, ReadBackTheSystemsFormats) {
   const LocaleFormats locale;
   const DateForms forms = locale.ShortForms();
   EXPECT_EQ(ReadLocalDateTime(ShortDate(kMoments[0], forms) + " " + ShortTime(kMoments[0], forms), forms,

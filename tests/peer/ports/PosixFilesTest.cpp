@@ -42,19 +42,19 @@ TEST_F(PosixFilesTest, WritesByPositionAndReadsBack) {
   EXPECT_EQ(file->ReadAt(10, buffer), 0u);
 }
 
-TEST_F(PosixFilesTest, WhatIsWrittenIsThereAtOnce) {
+TEST_F(PosixFilesTest, WrittenBytesAreReadableAtOnce) {
   const auto file = files.Open(folder.Path("part"), FileKind::Output);
   file->WriteAt(0, "unbuffered");
   EXPECT_EQ(Content(folder.Path("part")), "unbuffered");
 }
 
-TEST_F(PosixFilesTest, OpeningNeverEmptiesAFile) {
+TEST_F(PosixFilesTest, OpenNeverTruncatesAFile) {
   Put(folder.Path("part"), "kept");
   files.Open(folder.Path("part"), FileKind::Output);
   EXPECT_EQ(Content(folder.Path("part")), "kept");
 }
 
-TEST_F(PosixFilesTest, ReservingKeepsLengthAndContent) {
+TEST_F(PosixFilesTest, ReserveKeepsLengthAndContent) {
   const auto file = files.Open(folder.Path("part"), FileKind::Output);
   file->WriteAt(0, "abc");
   file->Reserve(1 << 20);
@@ -63,7 +63,7 @@ TEST_F(PosixFilesTest, ReservingKeepsLengthAndContent) {
   EXPECT_EQ(Content(folder.Path("part")), "abc");
 }
 
-TEST_F(PosixFilesTest, ReservingSetsTheRoomApartWhereTheDiskCan) {
+TEST_F(PosixFilesTest, ReserveAllocatesSpaceIfTheDiskCan) {
   constexpr int kSize = 3 << 20;
   const int other = open(folder.Path("other").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   const bool can = fallocate(other, FALLOC_FL_KEEP_SIZE, 0, kSize) == 0;
@@ -74,17 +74,17 @@ TEST_F(PosixFilesTest, ReservingSetsTheRoomApartWhereTheDiskCan) {
   EXPECT_EQ(status.st_blocks * 512 >= kSize, can);
 }
 
-TEST_F(PosixFilesTest, ReservingIsNoFailureWhereNothingIsToldOfTheRoom) {
+TEST_F(PosixFilesTest, ReserveSucceedsIfTheDiskReportsNoFreeSpace) {
   files.Open("/proc/self/comm", FileKind::Output)->Reserve(1000);  // neither reserves nor has a size of its own
 }
 
-TEST_F(PosixFilesTest, ReservingMoreThanTheDiskHasFails) {
+TEST_F(PosixFilesTest, ReserveFailsBeyondTheFreeSpace) {
   const auto file = files.Open(folder.Path("part"), FileKind::Output);
   EXPECT_NE(FailureOf([&] { file->Reserve(std::uint64_t{1} << 62); }), "");
   EXPECT_EQ(file->Length(), 0u);
 }
 
-TEST_F(PosixFilesTest, CopiesARangeOfAnotherFileAndNoMoreThanItHas) {
+TEST_F(PosixFilesTest, CopiesARangeUpToTheEndOfTheSource) {
   Put(folder.Path("part"), "0123456789");
   const auto part = files.OpenForReading(folder.Path("part"));
   const auto output = files.Open(folder.Path("output"), FileKind::Output);
@@ -96,7 +96,7 @@ TEST_F(PosixFilesTest, CopiesARangeOfAnotherFileAndNoMoreThanItHas) {
   EXPECT_EQ(output->CopyFrom(*part, 10, 0, 100), 0u);
 }
 
-TEST_F(PosixFilesTest, CopiesALargeRangeWhole) {
+TEST_F(PosixFilesTest, CopiesALargeRangeCompletely) {
   std::string bytes(3 * 1048576 + 5, ' ');
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 / 3);
   Put(folder.Path("part"), bytes);
@@ -107,7 +107,7 @@ TEST_F(PosixFilesTest, CopiesALargeRangeWhole) {
   EXPECT_EQ(Content(folder.Path("output")), std::string(3, '\0') + bytes.substr(1));
 }
 
-TEST_F(PosixFilesTest, CopiesNothingWhereItCannotAndLeavesTheFailureToTheWriter) {
+TEST_F(PosixFilesTest, CopyReturnsZeroInsteadOfFailing) {
   Put(folder.Path("part"), "0123456789");
   const auto part = files.Open(folder.Path("part"), FileKind::Output);
   const auto readOnly = files.OpenForReading(folder.Path("part"));
@@ -126,7 +126,7 @@ TEST_F(PosixFilesTest, FailuresNameThePathAndTheReason) {
   EXPECT_EQ(FailureOf([&] { files.LengthOf(path); }), path + ": No such file or directory");
 }
 
-TEST_F(PosixFilesTest, RefusesWhatIsNoRegularFileEvenThroughALink) {
+TEST_F(PosixFilesTest, RefusesNonRegularFilesEvenThroughALink) {
   const std::string pipe = folder.Path("pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::string link = folder.Path("link");
@@ -138,7 +138,7 @@ TEST_F(PosixFilesTest, RefusesWhatIsNoRegularFileEvenThroughALink) {
   }
 }
 
-TEST_F(PosixFilesTest, RefusesAPathThatANulWouldCut) {
+TEST_F(PosixFilesTest, RefusesAPathWithANul) {
   Put(folder.Path("part"), "kept");
   const std::string path = folder.Path("part") + std::string("\0.tmp", 5);
   EXPECT_NE(FailureOf([&] { files.Delete(path); }), "");
@@ -146,13 +146,13 @@ TEST_F(PosixFilesTest, RefusesAPathThatANulWouldCut) {
   EXPECT_TRUE(files.Exists(folder.Path("part")));
 }
 
-TEST_F(PosixFilesTest, NamesAreBytes) {
+TEST_F(PosixFilesTest, TreatsNamesAsBytes) {
   const std::string path = folder.Path("caf\xe9 \xff");
   files.Open(path, FileKind::Output)->WriteAt(0, "1");
   EXPECT_EQ(files.FilesIn(folder.Path()), std::vector<std::string>{"caf\xe9 \xff"});
 }
 
-TEST_F(PosixFilesTest, CreatesFoldersWithThoseAboveAndAgain) {
+TEST_F(PosixFilesTest, CreatesFoldersWithParentsEvenIfTheyExist) {
   const std::string path = folder.Path("a/b/c");
   files.CreateFolder(path);
   files.CreateFolder(path);
@@ -169,7 +169,7 @@ TEST_F(PosixFilesTest, ListsRegularFilesSortedByBytes) {
   EXPECT_TRUE(files.FilesIn(folder.Path("none")).empty());
 }
 
-TEST_F(PosixFilesTest, RefusesAPositionOutsideOfAnyFile) {
+TEST_F(PosixFilesTest, RefusesAnOffsetOutsideAnyFile) {
   const auto file = files.Open(folder.Path("part"), FileKind::Output);
   EXPECT_NE(FailureOf([&] { file->WriteAt(~std::uint64_t{0}, "x"); }), "");
   EXPECT_EQ(file->Length(), 0u);

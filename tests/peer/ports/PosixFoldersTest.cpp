@@ -13,14 +13,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST(PosixFolders, OffersTheRootAndTheHome) {
+TEST(PosixFolders, OfferRootAndHome) {
   const std::vector<std::string> drives = PosixFolders().Drives();
   ASSERT_FALSE(drives.empty());
   EXPECT_EQ(drives[0], "/");
   for (const std::string& drive : drives) EXPECT_EQ(drive[0], '/');
 }
 
-TEST(PosixFolders, NamesTheFoldersInAFolderSortedAndWithoutHiddenOnes) {
+TEST(PosixFolders, ListVisibleFoldersSorted) {
   const Folder folder;
   for (const char* name : {"/b", "/a", "/.hidden"}) fs::create_directory(folder.Path() + name);
   std::ofstream(folder.Path() + "/file") << "x";
@@ -29,7 +29,7 @@ TEST(PosixFolders, NamesTheFoldersInAFolderSortedAndWithoutHiddenOnes) {
   EXPECT_EQ(PosixFolders().FoldersIn(folder.Path()), (std::vector<std::string>{"a", "b", "link"}));
 }
 
-TEST(PosixFolders, FailsForAFolderThatCannotBeRead) {
+TEST(PosixFolders, FailForAnUnreadableFolder) {
   const Folder folder;
   EXPECT_THROW((void)PosixFolders().FoldersIn(folder.Path() + "/missing"), Failure);
 }

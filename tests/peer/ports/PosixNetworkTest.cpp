@@ -144,7 +144,7 @@ class PosixNetworkTest : public testing::Test {
   }
 };
 
-TEST_F(PosixNetworkTest, ConnectsOutsideOfTheCallAndCarriesBytesBothWays) {
+TEST_F(PosixNetworkTest, ConnectsAfterTheCallAndCarriesBytesBothWays) {
   Connect();
   EXPECT_EQ(recorder.log, "");
   peer.Accept();
@@ -156,7 +156,7 @@ TEST_F(PosixNetworkTest, ConnectsOutsideOfTheCallAndCarriesBytesBothWays) {
   EXPECT_EQ(recorder.bytes, std::string("answer\0!", 8));
 }
 
-TEST_F(PosixNetworkTest, FindsAPeerByNameOnEitherFamily) {
+TEST_F(PosixNetworkTest, ResolvesNamesOfEitherAddressFamily) {
   for (const int family : {AF_INET, AF_INET6}) {
     Peer other(family);
     if (family == AF_INET6 && !other.Bound()) continue;  // a machine without IPv6
@@ -166,7 +166,7 @@ TEST_F(PosixNetworkTest, FindsAPeerByNameOnEitherFamily) {
   }
 }
 
-TEST_F(PosixNetworkTest, DialsALiteralAddressInsideTheCallAndReportsOutsideOfIt) {
+TEST_F(PosixNetworkTest, ConnectsToALiteralAddressInsideTheCallAndReportsLater) {
   for (const int family : {AF_INET, AF_INET6}) {
     Peer other(family);
     if (family == AF_INET6 && !other.Bound()) continue;  // a machine without IPv6
@@ -178,7 +178,7 @@ TEST_F(PosixNetworkTest, DialsALiteralAddressInsideTheCallAndReportsOutsideOfIt)
   }
 }
 
-TEST_F(PosixNetworkTest, ALiteralAddressThatFailsAtOnceFailsOutsideOfTheCallAndOnce) {
+TEST_F(PosixNetworkTest, LiteralAddressThatFailsAtOnceReportsLaterAndOnce) {
   const char* const broadcast = "255.255.255.255";  // which no stream can be connected to
   connection = network.Connect(broadcast, 80, recorder);
   EXPECT_EQ(recorder.log, "");
@@ -195,7 +195,7 @@ TEST_F(PosixNetworkTest, ALiteralAddressThatFailsAtOnceFailsOutsideOfTheCallAndO
   EXPECT_EQ(events2.log, "");
 }
 
-TEST_F(PosixNetworkTest, OneReadinessIsOneBlock) {
+TEST_F(PosixNetworkTest, DeliversOneBlockPerReadiness) {
   ConnectAndAccept();
   peer.Say("first ");
   peer.Say("second ");
@@ -214,7 +214,7 @@ TEST_F(PosixNetworkTest, DeliversAllDataBeforeTheEnd) {
   EXPECT_TRUE(recorder.log.ends_with("data closed ")) << recorder.log;
 }
 
-TEST_F(PosixNetworkTest, LeavesDescriptorsForTheFilesAndTheDisplayAndTakesThemUpAgain) {
+TEST_F(PosixNetworkTest, SparesDescriptorsForFilesAndDisplayAndReusesThem) {
   rlimit before{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
   rlimit few = before;
@@ -237,7 +237,7 @@ TEST_F(PosixNetworkTest, LeavesDescriptorsForTheFilesAndTheDisplayAndTakesThemUp
   EXPECT_EQ(connect(), "connected ");
 }
 
-TEST_F(PosixNetworkTest, AnEndedStreamCostsNoTime) {
+TEST_F(PosixNetworkTest, EndedStreamUsesNoProcessorTime) {
   ConnectAndAccept();
   peer.Hangup();
   ASSERT_TRUE(Wait("closed"));
@@ -247,7 +247,7 @@ TEST_F(PosixNetworkTest, AnEndedStreamCostsNoTime) {
   EXPECT_EQ(recorder.log, "connected closed ");
 }
 
-TEST_F(PosixNetworkTest, AResetEndsTheConnectionOnceAndCostsNoTime) {
+TEST_F(PosixNetworkTest, ResetEndsTheConnectionOnceAndUsesNoProcessorTime) {
   ConnectAndAccept();
   peer.Reset();
   ASSERT_TRUE(Wait("closed"));
@@ -258,7 +258,7 @@ TEST_F(PosixNetworkTest, AResetEndsTheConnectionOnceAndCostsNoTime) {
   EXPECT_EQ(recorder.log, "connected closed ");
 }
 
-TEST_F(PosixNetworkTest, AResetInTheMiddleOfSendingLosesTheRestQuietly) {
+TEST_F(PosixNetworkTest, ResetDuringASendDropsTheRestSilently) {
   ConnectAndAccept();
   connection->Send(std::string(kMoreThanFits, 'z'));
   RunFor(20);
@@ -269,7 +269,7 @@ TEST_F(PosixNetworkTest, AResetInTheMiddleOfSendingLosesTheRestQuietly) {
   EXPECT_EQ(recorder.log, "connected closed ");
 }
 
-TEST_F(PosixNetworkTest, SendsOnWhatTheKernelDidNotTakeAtOnce) {
+TEST_F(PosixNetworkTest, SendsTheRestAfterAPartialWrite) {
   ConnectAndAccept();
   std::string sent;
   for (int i = 0; sent.size() < kMoreThanFits; ++i) sent += std::to_string(i) + ",";
@@ -293,7 +293,7 @@ TEST_F(PosixNetworkTest, LeavesDataInTheKernelWhileNotReading) {
   EXPECT_EQ(recorder.bytes, "later");
 }
 
-TEST_F(PosixNetworkTest, NotReadingHoldsFromBeforeTheConnectionStands) {
+TEST_F(PosixNetworkTest, ReadingCanBeDisabledBeforeConnecting) {
   Connect();
   connection->SetReading(false);
   peer.Accept();
@@ -307,7 +307,7 @@ TEST_F(PosixNetworkTest, NotReadingHoldsFromBeforeTheConnectionStands) {
   EXPECT_EQ(recorder.bytes, "early");
 }
 
-TEST_F(PosixNetworkTest, CloseSilencesWhatHasArrivedAlready) {
+TEST_F(PosixNetworkTest, CloseDropsDataThatHasArrived) {
   ConnectAndAccept();
   peer.Say("unheard");
   connection->Close();
@@ -316,14 +316,14 @@ TEST_F(PosixNetworkTest, CloseSilencesWhatHasArrivedAlready) {
   EXPECT_EQ(recorder.log, "connected ");
 }
 
-TEST_F(PosixNetworkTest, CloseDuringTheLookupSilencesTheAnswer) {
+TEST_F(PosixNetworkTest, CloseDuringALookupDropsTheAnswer) {
   connection = network.Connect("localhost", peer.Port(), recorder);
   connection->Close();
   RunFor(100);
   EXPECT_EQ(recorder.log, "");
 }
 
-TEST_F(PosixNetworkTest, MayBeDestroyedInsideEachOfItsEvents) {
+TEST_F(PosixNetworkTest, CanBeDestroyedInsideAnyOfItsEvents) {
   for (const std::string event : {"connected", "data", "closed"}) {
     Recorder events2;
     auto made = network.Connect("127.0.0.1", peer.Port(), events2);
@@ -339,7 +339,7 @@ TEST_F(PosixNetworkTest, MayBeDestroyedInsideEachOfItsEvents) {
   }
 }
 
-TEST_F(PosixNetworkTest, AClosedPortFailsOnce) {
+TEST_F(PosixNetworkTest, ClosedPortFailsOnce) {
   peer.StopListening();
   Connect();
   EXPECT_EQ(recorder.log, "");
@@ -349,7 +349,7 @@ TEST_F(PosixNetworkTest, AClosedPortFailsOnce) {
   EXPECT_EQ(recorder.reason, std::strerror(ECONNREFUSED));
 }
 
-TEST_F(PosixNetworkTest, RefusesHostsAndPortsThatAreNone) {
+TEST_F(PosixNetworkTest, RefusesInvalidHostsAndPorts) {
   struct Case {
     std::string host;
     std::int32_t port;
@@ -364,14 +364,14 @@ TEST_F(PosixNetworkTest, RefusesHostsAndPortsThatAreNone) {
   }
 }
 
-TEST_F(PosixNetworkTest, ANameWithoutAddressFails) {
+TEST_F(PosixNetworkTest, NameWithoutAnAddressFails) {
   connection = network.Connect("no such name.invalid", 80, recorder);
   EXPECT_EQ(recorder.log, "");
   ASSERT_TRUE(RunUntil([&] { return recorder.Saw("failed"); }, 15000));
   EXPECT_EQ(recorder.log, "failed ");
 }
 
-TEST_F(PosixNetworkTest, MayGoWhileALookupIsOut) {
+TEST_F(PosixNetworkTest, CanBeDestroyedDuringALookup) {
   auto short1 = std::make_unique<PosixNetwork>(gate, events);
   connection = short1->Connect("localhost", peer.Port(), recorder);
   connection.reset();

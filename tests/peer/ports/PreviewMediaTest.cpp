@@ -51,9 +51,9 @@ Port& Unused() {
   return *reinterpret_cast<Port*>(&storage);
 }
 
-class Previews : public testing::Test {
+class PreviewMediaTest : public testing::Test {
  protected:
-  Previews()
+  PreviewMediaTest()
       : platform{gate,
                  Unused<EventLoop>(),
                  Unused<TaskLoop>(),
@@ -72,7 +72,7 @@ class Previews : public testing::Test {
                  Unused<Background>()},
         pane(std::make_shared<Pane>(platform)) {}
 
-  ~Previews() override {
+  ~PreviewMediaTest() override {
     graph.reset();
     EXPECT_TRUE(RunUntil([this] { return !media || media->Processes() == 0; }));
   }
@@ -125,20 +125,20 @@ constexpr const char* kRendered = "printf '\\001\\000\\000\\000\\000\\000\\000\\
 constexpr const char* kRedPixel =
     "printf '\\002\\000\\000\\000\\001\\000\\000\\000\\001\\000\\000\\000\\000\\000\\377\\377'\n";
 
-TEST_F(Previews, AnEmptyGraphRefusesOrders) {
+TEST_F(PreviewMediaTest, EmptyGraphRefusesCommands) {
   Use(PELLORA_PREVIEW);
   graph = media->NewGraph();
   EXPECT_TRUE(RefusesOrders());
   EXPECT_EQ(media->Processes(), 0);
 }
 
-TEST_F(Previews, AMissingProgramRendersNothing) {
+TEST_F(PreviewMediaTest, RendersNothingIfTheProgramIsMissing) {
   Use(folder.Path("nothing here"));
   EXPECT_FALSE(Renders("/etc/passwd"));
   EXPECT_TRUE(RefusesOrders());
 }
 
-TEST_F(Previews, AProcessThatDiesRendersNothing) {
+TEST_F(PreviewMediaTest, RendersNothingIfTheProcessDies) {
   for (const char* end : {"exit 0", "exit 7", "kill -SEGV $$"}) {
     Script(end);
     EXPECT_FALSE(Renders("/a.avi")) << end;
@@ -146,13 +146,13 @@ TEST_F(Previews, AProcessThatDiesRendersNothing) {
   }
 }
 
-TEST_F(Previews, AProcessThatSaysNothingIsGivenUpAndEnded) {
+TEST_F(PreviewMediaTest, EndsASilentProcess) {
   Script("trap '' TERM; exec sleep 60", {.patience = 300ms});
   EXPECT_FALSE(Renders("/a.avi"));
   EXPECT_TRUE(RunUntil([this] { return media->Processes() == 0; }));
 }
 
-TEST_F(Previews, AProcessThatUsesTheProcessorAndShowsNothingIsEnded) {
+TEST_F(PreviewMediaTest, EndsAProcessThatUsesTheProcessorAndShowsNothing) {
   // The second holds off the system's signal.
   for (const char* start : {"", "trap '' XCPU\n"}) {
     Script(start + std::string(kRendered) + "while :; do :; done", {.processorTime = 1s});
@@ -170,7 +170,7 @@ rlim_t ProcessorLimit(const std::string& file) {
   return limit.rlim_cur;
 }
 
-TEST_F(Previews, ProcessorTimeIsGivenAgainForFramesThatAreTaken) {
+TEST_F(PreviewMediaTest, RenewsProcessorTimeForFramesTaken) {
   const std::string number = folder.Path("number");
   Script("echo $$ >" + number + "\n" + kRendered + "while :; do\n" + kRedPixel +
              "read -r seen; i=0; while [ $i -lt 20000 ]; do i=$((i + 1)); done; done",
@@ -181,7 +181,7 @@ TEST_F(Previews, ProcessorTimeIsGivenAgainForFramesThatAreTaken) {
   EXPECT_NE(Frame(), nullptr);
 }
 
-TEST_F(Previews, ProcessorTimeIsExtendedSlowlyWhileASoundPlays) {
+TEST_F(PreviewMediaTest, ExtendsProcessorTimeSlowlyDuringASound) {
   const std::string number = folder.Path("number");
   Script("echo $$ >" + number + "\n" + kRendered + "cat >/dev/null", {.processorTime = 1s});
   EXPECT_TRUE(Renders("/a.mp3"));
@@ -195,7 +195,7 @@ TEST_F(Previews, ProcessorTimeIsExtendedSlowlyWhileASoundPlays) {
   EXPECT_EQ(ProcessorLimit(number), before);
 }
 
-TEST_F(Previews, AProcessThatSaysRubbishIsEnded) {
+TEST_F(PreviewMediaTest, EndsAProcessThatSendsGarbage) {
   const char* const rubbish[] = {
       "exec yes",
       "printf '\\002\\000\\000\\000\\377\\377\\377\\377\\001\\000\\000\\000'; exec sleep 60",
@@ -210,7 +210,7 @@ TEST_F(Previews, AProcessThatSaysRubbishIsEnded) {
   }
 }
 
-TEST_F(Previews, AProcessThatSendsFrameUponFrameAndReadsNothingIsEnded) {
+TEST_F(PreviewMediaTest, EndsAProcessThatFloodsFramesAndReadsNothing) {
   Script(std::string(kRendered) + "frames=" + folder.Path("frames") + "\n" + "i=0; while [ $i -lt 2000 ]; do " +
          std::string(kRedPixel, std::string(kRedPixel).size() - 1) +
          "; i=$((i + 1)); done >$frames\nwhile :; do cat $frames; done");
@@ -220,7 +220,7 @@ TEST_F(Previews, AProcessThatSendsFrameUponFrameAndReadsNothingIsEnded) {
   EXPECT_TRUE(RefusesOrders());
 }
 
-TEST_F(Previews, AFrameReachesTheSurface) {
+TEST_F(PreviewMediaTest, FrameReachesTheSurface) {
   Script(std::string(kRedPixel) + kRendered + "cat >/dev/null");
   EXPECT_TRUE(Renders("/a.avi"));
   ASSERT_NE(Frame(), nullptr);
@@ -230,7 +230,7 @@ TEST_F(Previews, AFrameReachesTheSurface) {
   EXPECT_EQ(Frame(), nullptr);
 }
 
-TEST_F(Previews, AProcessThatDiesLaterLeavesABlankSurfaceAndAGraphThatRefusesOrders) {
+TEST_F(PreviewMediaTest, ProcessThatDiesLaterBlanksTheSurfaceAndRefusesCommands) {
   Script(std::string(kRedPixel) + kRendered + "while read -r order; do [ \"$order\" = run ] && kill -SEGV $$; done");
   EXPECT_TRUE(Renders("/a.avi"));
   graph->Run();
@@ -238,7 +238,7 @@ TEST_F(Previews, AProcessThatDiesLaterLeavesABlankSurfaceAndAGraphThatRefusesOrd
   EXPECT_TRUE(RefusesOrders());
 }
 
-TEST_F(Previews, AProcessIsToldTheFileTheSizeAndTheOrders) {
+TEST_F(PreviewMediaTest, PassesFileSizeAndCommandsToTheProcess) {
   const std::string said = folder.Path("said");
   Script(std::string(kRendered) + "cat >" + said);
   EXPECT_TRUE(Renders("/d \xe4\n%/a.mp3"));
@@ -254,14 +254,14 @@ TEST_F(Previews, AProcessIsToldTheFileTheSizeAndTheOrders) {
   EXPECT_EQ(Content(said), expected);
 }
 
-TEST_F(Previews, AGraphHoldsOneFile) {
+TEST_F(PreviewMediaTest, GraphHoldsOneFile) {
   Script("exec sleep 60");
   Begin("/a.avi");
   EXPECT_THROW(graph->RenderFile("/b.avi", [](bool) {}), Failure);
   EXPECT_THROW(media->NewGraph()->RenderFile(std::string("/a\0b", 4), [](bool) {}), Failure);
 }
 
-TEST_F(Previews, APictureIsShownInItsProportions) {
+TEST_F(PreviewMediaTest, KeepsThePicturesProportions) {
   Use(PELLORA_PREVIEW);
   QImage image(400, 200, QImage::Format_RGB32);
   image.fill(Qt::blue);
@@ -281,7 +281,7 @@ TEST_F(Previews, APictureIsShownInItsProportions) {
   EXPECT_NE(Frame(), nullptr);
 }
 
-TEST_F(Previews, AFileThatIsNoneOfItIsRenderedByNobody) {
+TEST_F(PreviewMediaTest, RendersNothingForOtherFiles) {
   Use(PELLORA_PREVIEW);
   Put(folder.Path("a.avi"), "no video");
   Put(folder.Path("empty.mp3"), "");
@@ -291,7 +291,7 @@ TEST_F(Previews, AFileThatIsNoneOfItIsRenderedByNobody) {
   }
 }
 
-TEST_F(Previews, APipeNamedLikeAVideoIsRefusedAndNotWaitedFor) {
+TEST_F(PreviewMediaTest, RefusesAPipeNamedLikeAVideoWithoutWaiting) {
   Use(PELLORA_PREVIEW, {.patience = 60s});
   for (const char* name : {"pipe.avi", "pipe.tga", "pipe"}) {
     ASSERT_EQ(mkfifo(folder.Path(name).c_str(), 0600), 0);
@@ -300,7 +300,7 @@ TEST_F(Previews, APipeNamedLikeAVideoIsRefusedAndNotWaitedFor) {
   }
 }
 
-TEST_F(Previews, AMachineWithoutPluginsRendersNothing) {
+TEST_F(PreviewMediaTest, RendersNothingWithoutPlugins) {
   qputenv("GST_PLUGIN_SYSTEM_PATH_1_0", "/nonexistent");
   qputenv("XDG_CACHE_HOME", QByteArray::fromStdString(folder.Path()));
   Use(PELLORA_PREVIEW);
@@ -325,7 +325,7 @@ long ResidentPages() {
 }
 
 // Clicks that supersede each other and clicks that come to their end, over files that break in many ways.
-TEST_F(Previews, AThousandBrokenFilesLeaveNothingBehind) {
+TEST_F(PreviewMediaTest, BrokenFilesLeaveNoProcessOrDescriptor) {
   Script("read line; case $line in *1) exit 1;; *2) exec yes;; *3) kill -SEGV $$;; *) exec sleep 60;; esac");
   const auto click = [this](int i) {
     Begin("/broken" + std::to_string(i % 5));
@@ -367,7 +367,7 @@ class Stalls {
   qint64 longest_ = 0;
 };
 
-TEST_F(Previews, AVideoOfAGigabyteStallsNothing) {
+TEST_F(PreviewMediaTest, GigabyteVideoDoesNotStallTheProgram) {
   const std::string path = folder.Path("large.avi");
   QProcess encoder;
   encoder.start(QStringLiteral("ffmpeg"),

@@ -30,20 +30,20 @@ class QtEventLoopTest : public testing::Test {
   }
 };
 
-TEST_F(QtEventLoopTest, DeliversPostedEventsInTheOrderAskedAndNotInsideTheCall) {
+TEST_F(QtEventLoopTest, DeliversPostedEventsInOrderAfterTheCall) {
   for (int i = 0; i < 100; ++i) PostNumber(i);
   EXPECT_TRUE(seen.empty());
   ASSERT_TRUE(Saw(100));
   for (int i = 0; i < 100; ++i) EXPECT_EQ(seen[static_cast<std::size_t>(i)], i);
 }
 
-TEST_F(QtEventLoopTest, GoesOnAfterAnEventThatFails) {
+TEST_F(QtEventLoopTest, ContinuesAfterAFailingEvent) {
   events.Post([] { throw Failure(FailureNumber::InvalidCall, "abandoned"); });
   PostNumber(1);
   EXPECT_TRUE(Saw(1));
 }
 
-TEST_F(QtEventLoopTest, TicksNotBeforeTheTimeIsOver) {
+TEST_F(QtEventLoopTest, NeverTicksEarly) {
   QElapsedTimer clock;
   clock.start();
   const auto alarm = events.NewAlarm([&] { seen.push_back(static_cast<int>(clock.elapsed())); });
@@ -54,7 +54,7 @@ TEST_F(QtEventLoopTest, TicksNotBeforeTheTimeIsOver) {
   EXPECT_EQ(seen.size(), 1u);
 }
 
-TEST_F(QtEventLoopTest, RepeatsUntilStoppedInItsOwnTick) {
+TEST_F(QtEventLoopTest, RepeatsUntilStoppedInsideItsTick) {
   std::unique_ptr<Alarm> alarm;
   alarm = events.NewAlarm([&] {
     seen.push_back(0);
@@ -66,7 +66,7 @@ TEST_F(QtEventLoopTest, RepeatsUntilStoppedInItsOwnTick) {
   EXPECT_EQ(seen.size(), 3u);
 }
 
-TEST_F(QtEventLoopTest, SurvivesAnAlarmDestroyedInItsOwnTick) {
+TEST_F(QtEventLoopTest, SurvivesAnAlarmDestroyedInsideItsTick) {
   auto alarm = events.NewAlarm([] {});
   std::string after;
   alarm = events.NewAlarm([&, text = std::string(100, 'x')] {
@@ -81,7 +81,7 @@ TEST_F(QtEventLoopTest, SurvivesAnAlarmDestroyedInItsOwnTick) {
   EXPECT_EQ(after, std::string(100, 'x'));
 }
 
-TEST_F(QtEventLoopTest, KeepsSilentAfterStopEvenWhenTheTickIsDue) {
+TEST_F(QtEventLoopTest, NeverTicksAfterStopEvenIfDue) {
   const auto alarm = events.NewAlarm([&] { seen.push_back(1); });
   alarm->Start(1, false);
   std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -90,7 +90,7 @@ TEST_F(QtEventLoopTest, KeepsSilentAfterStopEvenWhenTheTickIsDue) {
   EXPECT_TRUE(seen.empty());
 }
 
-TEST_F(QtEventLoopTest, TicksEqualAlarmsInTheOrderStarted) {
+TEST_F(QtEventLoopTest, TicksEqualAlarmsInStartOrder) {
   std::vector<std::unique_ptr<Alarm>> alarms;
   alarms.reserve(8);
   for (int i = 0; i < 8; ++i) alarms.push_back(events.NewAlarm([this, i] { seen.push_back(i); }));
@@ -99,7 +99,7 @@ TEST_F(QtEventLoopTest, TicksEqualAlarmsInTheOrderStarted) {
   EXPECT_EQ(seen, (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7}));
 }
 
-TEST_F(QtEventLoopTest, AReadySocketComesBeforeADueAlarmAfterALongHandler) {
+TEST_F(QtEventLoopTest, ReadySocketPrecedesADueAlarmAfterALongHandler) {
   int ends[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
   QSocketNotifier notifier(ends[0], QSocketNotifier::Read);
@@ -119,7 +119,7 @@ TEST_F(QtEventLoopTest, AReadySocketComesBeforeADueAlarmAfterALongHandler) {
   close(ends[1]);
 }
 
-TEST_F(QtEventLoopTest, AnEventThatPostsItselfAgainStarvesNoAlarm) {
+TEST_F(QtEventLoopTest, RepostingEventDoesNotStarveAlarms) {
   std::function<void()> again = [&] { events.Post(again); };
   events.Post(again);
   const auto alarm = events.NewAlarm([&] { seen.push_back(1); });
@@ -127,7 +127,7 @@ TEST_F(QtEventLoopTest, AnEventThatPostsItselfAgainStarvesNoAlarm) {
   EXPECT_TRUE(Saw(5));
 }
 
-TEST(QtEventLoop, MayGoBeforeItsAlarms) {
+TEST(QtEventLoop, CanBeDestroyedBeforeItsAlarms) {
   EventGate gate;
   auto events = std::make_unique<QtEventLoop>(gate);
   const auto alarm = events->NewAlarm([] {});

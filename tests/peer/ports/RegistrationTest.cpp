@@ -10,12 +10,12 @@ namespace {
 const std::string kService = "dbus-1/services/PelloraProject.Pellora.service";
 const std::string kEntry = "applications/pellora.desktop";
 
-TEST(ActivationFileText, NamesTheBusNameAndTheQuotedProgram) {
+TEST(ActivationFileText, ContainsTheBusNameAndTheQuotedProgram) {
   EXPECT_EQ(ActivationFileText("/opt/My Programs/Pellora"),
             "[D-BUS Service]\nName=PelloraProject.Pellora\nExec=\"/opt/My Programs/Pellora\"\n");
 }
 
-TEST(ActivationFileText, EscapesWhatAShellWouldTakeForMore) {
+TEST(ActivationFileText, EscapesShellSyntax) {
   EXPECT_NE(ActivationFileText("/a\"b`c$d\\e/Pellora").find(R"(Exec="/a\\"b\\`c\\$d\\\\e/Pellora")"),
             std::string::npos);
 }
@@ -25,7 +25,7 @@ TEST(ActivationFileText, RefusesAPathWithALineBreak) {
   EXPECT_THROW((void)ApplicationEntryText("/a\rb/Pellora"), Failure);
 }
 
-TEST(ApplicationEntryText, HasAShellStartAProgramWithAPercentSignInItsPath) {
+TEST(ApplicationEntryText, StartsAProgramWithAPercentSignThroughAShell) {
   EXPECT_NE(ApplicationEntryText("/50%/Pellora").find(R"(
 Exec=/bin/sh -c "exec \\"\\$0\\"" "/50%%/Pellora"
 )"),
@@ -49,7 +49,7 @@ TEST(RegisterProgram, RegistersAgainAtEveryStart) {
   EXPECT_EQ(Content(data.Path(kEntry)), ApplicationEntryText("/two/Pellora"));
 }
 
-TEST(RegisterProgram, LeavesFilesAloneThatAreRight) {
+TEST(RegisterProgram, LeavesCorrectFilesAlone) {
   const Folder data;
   RegisterProgram("/one/Pellora", data.Path());
   const auto before = std::filesystem::last_write_time(data.Path(kService));
@@ -57,7 +57,7 @@ TEST(RegisterProgram, LeavesFilesAloneThatAreRight) {
   EXPECT_EQ(std::filesystem::last_write_time(data.Path(kService)), before);
 }
 
-TEST(RegisterProgram, GoesOnWhereOneFileCannotBeWritten) {
+TEST(RegisterProgram, ContinuesIfOneFileCannotBeWritten) {
   const Folder data;
   Put(data.Path("dbus-1"), "a file where a folder should be");
   RegisterProgram("/one/Pellora", data.Path());

@@ -32,7 +32,7 @@ class SingleInstanceTest : public testing::Test {
   std::optional<std::string> runtime;
 };
 
-TEST_F(SingleInstanceTest, ASecondCopySeesTheFirstUntilThatIsGone) {
+TEST_F(SingleInstanceTest, SecondInstanceSeesTheFirstUntilItEnds) {
   std::optional<SingleInstance> first(std::in_place, folder.Path(), list.Path());
   EXPECT_FALSE(first->AnotherRuns());
   EXPECT_TRUE(SingleInstance(folder.Path(), list.Path()).AnotherRuns());
@@ -40,7 +40,7 @@ TEST_F(SingleInstanceTest, ASecondCopySeesTheFirstUntilThatIsGone) {
   EXPECT_FALSE(SingleInstance(folder.Path(), list.Path()).AnotherRuns());
 }
 
-TEST_F(SingleInstanceTest, LocksAreForTheUserAloneAlsoWhereTheyWereOpenToOthers) {
+TEST_F(SingleInstanceTest, MakesLocksPrivateEvenIfOthersCouldReadThem) {
   const mode_t former = umask(0);
   Put(list.Path("pellora.lock"), "");
   const SingleInstance held(folder.Path(), list.Path());
@@ -52,7 +52,7 @@ TEST_F(SingleInstanceTest, LocksAreForTheUserAloneAlsoWhereTheyWereOpenToOthers)
   }
 }
 
-TEST_F(SingleInstanceTest, TheLockOfAKilledCopyIsStaleAndKeepsNobodyOut) {
+TEST_F(SingleInstanceTest, StaleLockOfAKilledInstanceDoesNotBlock) {
   int ready[2];
   ASSERT_EQ(pipe(ready), 0);
   const pid_t child = fork();
@@ -74,12 +74,12 @@ TEST_F(SingleInstanceTest, TheLockOfAKilledCopyIsStaleAndKeepsNobodyOut) {
   EXPECT_FALSE(SingleInstance(folder.Path(), list.Path()).AnotherRuns());
 }
 
-TEST_F(SingleInstanceTest, ALockThatCannotBeHadKeepsNobodyFromRunning) {
+TEST_F(SingleInstanceTest, RunsEvenIfTheLockCannotBeCreated) {
   EXPECT_FALSE(SingleInstance(folder.Path("missing"), list.Path("missing")).AnotherRuns());
   EXPECT_FALSE(SingleInstance("", list.Path()).AnotherRuns());
 }
 
-TEST_F(SingleInstanceTest, ACopyOfAnotherSessionWithTheSameListIsSeenToo) {
+TEST_F(SingleInstanceTest, SeesAnInstanceOfAnotherSessionWithTheSameList) {
   const Folder other;
   const SingleInstance first(folder.Path(), list.Path());
   EXPECT_TRUE(SingleInstance(other.Path(), list.Path()).AnotherRuns());
@@ -88,7 +88,7 @@ TEST_F(SingleInstanceTest, ACopyOfAnotherSessionWithTheSameListIsSeenToo) {
   EXPECT_FALSE(SingleInstance(other.Path(), otherList.Path()).AnotherRuns());
 }
 
-TEST_F(SingleInstanceTest, TheRuntimeFolderIsTheSessionsOne) {
+TEST_F(SingleInstanceTest, UsesTheSessionsRuntimeFolder) {
   setenv("XDG_RUNTIME_DIR", folder.Path().c_str(), 1);
   EXPECT_EQ(SingleInstance::RuntimeFolder(), folder.Path());
 }

@@ -29,7 +29,7 @@ class Stills : public testing::Test {
   Folder folder;
 };
 
-TEST_F(Stills, AreReadByTheirContent) {
+TEST_F(Stills, AreRecognizedByContent) {
   for (const char* format : {"JPG", "PNG", "BMP"}) {
     const std::string path = Write(std::string("named wrongly.") + "jpg", format, {400, 100});
     EXPECT_TRUE(IsStill(path)) << format;
@@ -39,25 +39,25 @@ TEST_F(Stills, AreReadByTheirContent) {
   }
 }
 
-TEST_F(Stills, KeepTheirProportionsInTheBox) {
+TEST_F(Stills, KeepTheirProportionsInsideTheBox) {
   EXPECT_EQ(Shown(Write("wide.png", "PNG", {1000, 10})).size(), QSize(200, 2));
   EXPECT_EQ(Shown(Write("high.png", "PNG", {20, 1000})).size(), QSize(3, 150));
   EXPECT_EQ(Shown(Write("small.png", "PNG", {4, 3})).size(), QSize(200, 150));
   EXPECT_EQ(Shown(Write("line.png", "PNG", {5000, 1})).size(), QSize(200, 1));
 }
 
-TEST_F(Stills, ShowAChequerThroughWhatIsTransparent) {
+TEST_F(Stills, ShowACheckerboardBehindTransparency) {
   const QImage shown = Shown(Write("clear.png", "PNG", {200, 150}, QColor(0, 0, 0, 0)));
   EXPECT_EQ(shown.pixel(0, 0), qRgb(0xdd, 0xdd, 0xdd));
   EXPECT_EQ(shown.pixel(8, 0), qRgb(255, 255, 255));
 }
 
-TEST_F(Stills, ALargePhotographIsDecodedInAFractionOfItsSize) {
+TEST_F(Stills, DecodeALargePhotographAtReducedSize) {
   const std::string path = Write("large.jpg", "JPG", {4000, 3000});
   EXPECT_EQ(ReadStill(path, kBox).size(), kBox);
 }
 
-TEST_F(Stills, MoreMemoryThanAPreviewMayTakeIsRefused) {
+TEST_F(Stills, RefuseToUseMoreMemoryThanAllowed) {
   // A header alone: 60,000 by 60,000 pixels.
   std::string bmp = Content(Write("a.bmp", "BMP", {4, 4}));
   for (const int at : {18, 22}) {
@@ -68,7 +68,7 @@ TEST_F(Stills, MoreMemoryThanAPreviewMayTakeIsRefused) {
   EXPECT_TRUE(ReadStill(folder.Path("huge.bmp"), kBox).isNull());
 }
 
-TEST_F(Stills, NothingElseIsTakenForOne) {
+TEST_F(Stills, RejectOtherFiles) {
   Put(folder.Path("a.jpg"), "no picture at all");
   Put(folder.Path("empty.png"), "");
   Put(folder.Path("a.svg"), "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>");
@@ -80,7 +80,7 @@ TEST_F(Stills, NothingElseIsTakenForOne) {
   }
 }
 
-TEST_F(Stills, AHalfDownloadedOneIsShownAsFarAsItGoesOrNotAtAll) {
+TEST_F(Stills, ShowThePresentPartOfAPartialFileOrNothing) {
   for (const char* format : {"JPG", "PNG", "BMP"}) {
     const std::string whole = Content(Write("a", format, {300, 300}));
     for (std::size_t part = 0; part < whole.size(); part += whole.size() / 40 + 1) {

@@ -58,7 +58,7 @@ TEST(Tga, ReadsTrueColour) {
   ExpectTheFour(ReadTga(With(Header(2, 16), {0, 0x7c, 0xe0, 0x03, 0x1f, 0, 0xff, 0x7f}), kMost));
 }
 
-TEST(Tga, ReadsAPaletteThatNeedNotBeginAtZero) {
+TEST(Tga, ReadsAPaletteWithAnyFirstIndex) {
   ExpectTheFour(ReadTga(With(Palette(Header(1, 8)), {0, 1, 2, 3}), kMost));
   ExpectTheFour(ReadTga(With(Palette(Header(1, 8), 10), {10, 11, 12, 13}), kMost));
   EXPECT_EQ(ReadTga(With(Palette(Header(1, 8)), {200, 1, 2, 3}), kMost).pixel(0, 0), qRgb(0, 0, 0));
@@ -78,26 +78,26 @@ TEST(Tga, ReadsRunLengthEncoding) {
   ExpectTheFour(ReadTga(With(Palette(Header(9, 8)), {3, 0, 1, 2, 3}), kMost));
 }
 
-TEST(Tga, StartsAtTheCornerThatIsTold) {
+TEST(Tga, StartsAtTheCornerGivenInTheHeader) {
   const std::initializer_list<int> fromBottom = {255, 0, 0, 255, 255, 255, 0, 0, 255, 0, 255, 0};
   ExpectTheFour(ReadTga(With(Header(2, 24, 2, 2, 0), fromBottom), kMost));
   const std::initializer_list<int> fromRight = {0, 255, 0, 0, 0, 255, 255, 255, 255, 255, 0, 0};
   ExpectTheFour(ReadTga(With(Header(2, 24, 2, 2, 0x30), fromRight), kMost));
 }
 
-TEST(Tga, PassesOverTheIdentification) {
+TEST(Tga, SkipsTheIdentificationField) {
   Bytes bytes = Header(3, 8);
   bytes[0] = 3;
   EXPECT_EQ(ReadTga(With(std::move(bytes), {1, 2, 3, 9, 9, 9, 9}), kMost).pixel(0, 0), qRgb(9, 9, 9));
 }
 
-TEST(Tga, LeavesWhatAShortFileLacksBlack) {
+TEST(Tga, LeavesTheMissingPixelsOfAShortFileBlack) {
   const QImage image = ReadTga(With(Header(3, 8), {255}), kMost);
   EXPECT_EQ(image.pixel(0, 0), kWhite);
   EXPECT_EQ(image.pixel(1, 1), qRgb(0, 0, 0));
 }
 
-TEST(Tga, RefusesWhatIsNone) {
+TEST(Tga, RefusesOtherFiles) {
   EXPECT_TRUE(ReadTga({}, kMost).isNull());
   EXPECT_TRUE(ReadTga(Bytes(17), kMost).isNull());
   EXPECT_TRUE(ReadTga(Bytes(18), kMost).isNull());
@@ -109,12 +109,12 @@ TEST(Tga, RefusesWhatIsNone) {
   EXPECT_TRUE(ReadTga(Bytes(text.begin(), text.end()), kMost).isNull());
 }
 
-TEST(Tga, RefusesSizesThatItsBytesCannotFillOrThatAreTooLarge) {
+TEST(Tga, RefusesSizesTooLargeForItsBytesOrTheLimit) {
   EXPECT_TRUE(ReadTga(With(Header(2, 24, 65535, 65535), {1, 2, 3}), qint64{1} << 40).isNull());
   EXPECT_TRUE(ReadTga(Bytes(Header(3, 8, 2000, 2000)), kMost).isNull());
 }
 
-TEST(Tga, SurvivesBytesAtRandom) {
+TEST(Tga, SurvivesRandomBytes) {
   std::mt19937 random(20261121);
   const Bytes samples[] = {With(Header(2, 24), {0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255}),
                            With(Palette(Header(9, 8)), {3, 0, 1, 2, 3}), With(Header(11, 8), {0x83, 7})};

@@ -18,7 +18,7 @@ TEST(WaitList, FollowsADownloadThroughARedirect) {
   EXPECT_TRUE(waits.AllFinished());
 }
 
-TEST(WaitList, NoticesThatAnotherDownloadTookThePlace) {
+TEST(WaitList, NoticesThatAnotherDownloadTookTheSlot) {
   WaitList waits(QStringList{"4"});
   waits.Look({Row(4, "http://a/1", "active", 50)});
   waits.Look({Row(4, "http://a/1", "finished", 100, 2)});
@@ -35,7 +35,7 @@ TEST(WaitList, FindsADownloadByItsId) {
   EXPECT_TRUE(waits.AllFinished());
 }
 
-TEST(WaitList, SaysForHowLongNoByteHasCome) {
+TEST(WaitList, ShowsHowLongNoByteHasArrived) {
   DownloadRow row = Row(1, "http://a/1", "active", 50);
   row.silentSeconds = 10;
   WaitList waits(QList<DownloadRow>{row});
@@ -54,7 +54,7 @@ TEST(WaitList, WaitsForAUrlToBeListedUntilItExpires) {
   EXPECT_EQ(waits.Items()[0].reason, "it is not in the list");
 }
 
-TEST(WaitList, AStateThatEndsTheWait) {
+TEST(WaitList, EndsTheWaitAtAFinalState) {
   struct Case {
     const char* state;
     bool done;
@@ -69,7 +69,7 @@ TEST(WaitList, AStateThatEndsTheWait) {
   }
 }
 
-TEST(WaitList, AskedTwiceIsAskedOnce) {
+TEST(WaitList, ListsARepeatedUrlOnce) {
   const WaitList waits(QStringList{"http://a/1", "http://a/1"});
   EXPECT_EQ(waits.Items().size(), 1u);
 }

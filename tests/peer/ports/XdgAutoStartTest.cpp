@@ -15,7 +15,7 @@ std::size_t EntriesIn(const std::string& folder) {
   return count;
 }
 
-TEST(SetAutoStart, TwiceTrueLeavesOneEntry) {
+TEST(SetAutoStart, EnabledTwiceLeavesOneEntry) {
   const Folder config;
   XdgAutoStart autoStart("/opt/My Programs/Pellora", config.Path());
   SetAutoStart(autoStart, true);
@@ -25,7 +25,7 @@ TEST(SetAutoStart, TwiceTrueLeavesOneEntry) {
   EXPECT_NE(entry.find("\nExec=\"/opt/My Programs/Pellora\"\n"), std::string::npos) << entry;
 }
 
-TEST(SetAutoStart, FalseTakesTheEntryOutAndChangesNothingWithoutOne) {
+TEST(SetAutoStart, DisabledRemovesTheEntryIfThereIsOne) {
   const Folder config;
   Put(config.Path("other.desktop"), "x");
   XdgAutoStart autoStart("/opt/Pellora", config.Path());
@@ -36,7 +36,7 @@ TEST(SetAutoStart, FalseTakesTheEntryOutAndChangesNothingWithoutOne) {
   EXPECT_EQ(EntriesIn(config.Path("autostart")), 0U);
 }
 
-TEST(SetAutoStart, OfAFolderThatCannotBeWrittenFailsQuietly) {
+TEST(SetAutoStart, FailsQuietlyInAnUnwritableFolder) {
   const Folder config;
   Put(config.Path("autostart"), "a file where the folder should be");
   XdgAutoStart autoStart("/opt/Pellora", config.Path());

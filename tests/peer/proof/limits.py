@@ -70,7 +70,7 @@ class Limits(unittest.TestCase):
         self.assertEqual(os.listdir(session.parts), [])
         self.assertTrue(listfile.find(session.list_file, self.url).finished)
 
-    def test_a_full_folder_for_parts_is_told_and_ends_the_program_and_space_brings_the_file(self):
+    def test_full_folder_for_parts_is_reported_and_ends_the_program_until_there_is_space(self):
         session = self.session()
         self.disk(session.parts, "400k")
         session.start()
@@ -80,7 +80,7 @@ class Limits(unittest.TestCase):
         self.resize(session.parts, "8m")
         self.finish(session)
 
-    def test_a_full_downloads_folder_is_told_and_a_resumption_joins_without_fetching_again(self):
+    def test_full_downloads_folder_is_reported_and_resume_joins_without_fetching_again(self):
         session = self.session()
         self.disk(session.downloads, "400k")
         session.start()
@@ -98,7 +98,7 @@ class Limits(unittest.TestCase):
         self.assertEqual(session.stop(), 0, session.read_log())
         self.assertEqual(os.listdir(session.parts), [])
 
-    def test_a_full_program_folder_keeps_the_old_list_whole_until_there_is_space(self):
+    def test_full_program_folder_keeps_the_old_list_until_there_is_space(self):
         session = self.session()
         session.start()
         self.origin.serve_file("/before.bin", 20000)
@@ -134,7 +134,7 @@ class Limits(unittest.TestCase):
         self.assertEqual(len(session.companion.downloads()), 14)
         self.assertEqual(session.stop(), 0, session.read_log())
 
-    def test_a_full_folder_of_settings_keeps_them_and_lets_downloads_go_through(self):
+    def test_full_settings_folder_keeps_the_settings_and_downloads_complete(self):
         session = self.session()
         folder = os.path.dirname(session.settings_file)
         with open(session.settings_file, "rb") as f:
@@ -156,7 +156,7 @@ class Limits(unittest.TestCase):
             self.assertEqual(f.read(), before)
         self.assertEqual(sorted(os.listdir(folder)), names)
 
-    def test_a_part_beyond_the_limit_of_sizes_is_told_and_ends_the_program(self):
+    def test_part_beyond_the_file_size_limit_is_reported_and_ends_the_program(self):
         session = self.session(MaxSegments=1)
         session.prefix = ("prlimit", "--fsize=600000:600000")
         session.start()
@@ -166,7 +166,7 @@ class Limits(unittest.TestCase):
         session.prefix = ()
         self.finish(session)
 
-    def test_an_output_beyond_the_limit_of_sizes_is_told_and_a_resumption_joins_without_fetching_again(self):
+    def test_output_beyond_the_file_size_limit_is_reported_and_joined_again_on_resume(self):
         session = self.session()
         session.prefix = ("prlimit", "--fsize=600000:600000")
         session.start()
@@ -184,7 +184,7 @@ class Limits(unittest.TestCase):
         self.mounted.append(folder)
         mount("-o", "remount,bind,ro", folder)
 
-    def test_a_read_only_folder_for_parts_is_told_and_ends_the_program(self):
+    def test_read_only_folder_for_parts_is_reported_and_ends_the_program(self):
         session = self.session()
         self.read_only(session.parts)
         session.start()
@@ -194,7 +194,7 @@ class Limits(unittest.TestCase):
         mount("-o", "remount,bind,rw", session.parts)
         self.finish(session)
 
-    def test_a_read_only_downloads_folder_is_told_and_keeps_the_parts(self):
+    def test_read_only_downloads_folder_is_reported_and_keeps_the_parts(self):
         session = self.session()
         self.read_only(session.downloads)
         session.start()
@@ -207,7 +207,7 @@ class Limits(unittest.TestCase):
         self.finish(session)
         self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
 
-    def test_a_read_only_program_folder_lets_downloads_go_through(self):
+    def test_downloads_complete_with_a_read_only_program_folder(self):
         session = self.session()
         self.read_only(session.program)
         session.start()
@@ -228,7 +228,7 @@ class Limits(unittest.TestCase):
         for number, download in enumerate(session.companion.wait_finished(urls, timeout)):
             self.assertEqual(harness.digest(download.saved_path), origin.content_digest(size, seed=number), download.url)
 
-    def test_fifty_downloads_at_once_come_out_whole(self):
+    def test_fifty_simultaneous_downloads_complete(self):
         session = self.session(MaxSimulDownlads=50, MaxSegments=8)
         session.start()
         urls = self.many(50, 200000, 20000)
@@ -249,7 +249,7 @@ class Limits(unittest.TestCase):
         self.assertEqual(session.stop(), 0, session.read_log())
         self.assertEqual(os.listdir(session.parts), [])
 
-    def test_64_descriptors_for_fifty_downloads_crash_nothing_and_lose_nothing(self):
+    def test_fifty_downloads_with_64_descriptors_neither_crash_nor_lose_bytes(self):
         session = self.session(MaxSimulDownlads=50, MaxSegments=4)
         session.prefix = ("prlimit", "--nofile=64:64")
         session.start()

@@ -167,7 +167,7 @@ class Base(unittest.TestCase):
 
 
 class Links(Base):
-    def test_down_for_a_while_and_up_again_goes_on_by_itself(self):
+    def test_download_continues_after_the_link_was_down_for_a_while(self):
         url = self.nginx().url("a.bin")
         self.begin(url)
         self.link.down()
@@ -175,7 +175,7 @@ class Links(Base):
         self.link.up()
         self.finish(url)
 
-    def test_an_address_lost_and_given_back_goes_on_by_itself(self):
+    def test_download_continues_after_an_address_was_lost_and_restored(self):
         url = self.nginx().url("a.bin")
         self.begin(url)
         self.link.lose_address()
@@ -192,7 +192,7 @@ class Links(Base):
         self.assertLess(waited, 30)
         return window
 
-    def test_down_at_the_start_asks_after_ten_seconds_and_yes_keeps_the_record(self):
+    def test_link_down_at_the_start_asks_after_ten_seconds_and_yes_keeps_the_record(self):
         url = self.nginx().url("a.bin")
         self.link.down()
         self.session.dismiss(self.question(url), "alt+y")
@@ -203,7 +203,7 @@ class Links(Base):
         self.session.resume()
         self.finish(url)
 
-    def test_down_at_the_start_asks_and_no_takes_the_record_away(self):
+    def test_link_down_at_the_start_asks_and_no_removes_the_record(self):
         url = self.nginx().url("a.bin")
         self.link.down()
         self.session.dismiss(self.question(url), "alt+n")
@@ -212,7 +212,7 @@ class Links(Base):
         self.session.menu_url(url)
         self.finish(url)
 
-    def test_down_while_paused_is_asked_about_nothing_and_resumed_when_up(self):
+    def test_link_down_during_a_pause_asks_nothing_and_resume_works_when_up(self):
         url = self.nginx().url("a.bin")
         self.begin(url)
         self.pause(url)
@@ -225,13 +225,13 @@ class Links(Base):
         self.link.up()
         self.finish(url)
 
-    def test_a_narrow_link_with_a_short_queue_loses_packets_and_no_byte(self):
+    def test_slow_link_with_a_short_queue_loses_packets_but_no_byte(self):
         self.link.slow("rate", "2mbit", "burst", "10kb", "limit", "15000")
         url = self.nginx("0").url("a.bin")
         self.session.menu_url(url)
         self.finish(url)
 
-    def test_a_narrow_link_with_a_long_queue_answers_late_and_brings_the_file(self):
+    def test_slow_link_with_a_long_queue_delays_but_completes_the_download(self):
         self.link.slow("rate", "3mbit", "burst", "10kb", "latency", "1500ms")
         url = self.nginx("0").url("a.bin")
         self.session.menu_url(url)
@@ -250,7 +250,7 @@ def listfile_connect_state(session, url):
 
 
 class Proxy(Base):
-    def test_a_probe_through_a_proxy_behind_a_narrow_link_brings_the_file(self):
+    def test_probe_through_a_proxy_on_a_slow_link_completes_the_download(self):
         self.link.slow("rate", "3mbit", "burst", "10kb", "latency", "400ms")
         nginx = self.nginx("0")
         proxy = FarTinyproxy(self.link)
@@ -268,8 +268,8 @@ class Proxy(Base):
         self.assertEqual(proxy.log_text().count("GET " + url), 1)
 
 
-class Ends(Base):
-    def test_a_stopped_server_that_goes_on_is_waited_for(self):
+class Interruptions(Base):
+    def test_stopped_server_that_continues_is_awaited(self):
         nginx = self.nginx()
         url = nginx.url("a.bin")
         self.begin(url)
@@ -279,7 +279,7 @@ class Ends(Base):
         nginx.process.send_signal(signal.SIGCONT)
         self.finish(url)
 
-    def test_a_server_that_takes_connections_and_is_silent_is_connected_again_after_25_seconds(self):
+    def test_silent_server_is_reconnected_after_25_seconds(self):
         nginx = self.nginx()
         url = nginx.url("a.bin")
         self.begin(url)
@@ -297,7 +297,7 @@ class Ends(Base):
         # Four segments, each asked for at least twice: the first connections were given up.
         self.assertGreaterEqual(len(nginx.accesses()) - before, 8)
 
-    def test_a_killed_server_leaves_the_download_standing_and_a_resumption_ends_it(self):
+    def test_killed_server_stalls_the_download_until_resume_completes_it(self):
         nginx = self.nginx()
         url = nginx.url("a.bin")
         self.begin(url)
@@ -310,7 +310,7 @@ class Ends(Base):
         self.session.resume()
         self.finish(url)
 
-    def test_a_stopped_program_that_goes_on_loses_nothing(self):
+    def test_stopped_program_that_continues_loses_nothing(self):
         url = self.nginx().url("a.bin")
         self.begin(url)
         self.session.process.send_signal(signal.SIGSTOP)
@@ -318,7 +318,7 @@ class Ends(Base):
         self.session.process.send_signal(signal.SIGCONT)
         self.finish(url)
 
-    def test_a_program_killed_while_the_link_is_down_resumes_when_it_is_up(self):
+    def test_program_killed_while_the_link_is_down_resumes_when_it_is_up(self):
         url = self.nginx().url("a.bin")
         self.begin(url)
         harness.wait_until(lambda: getattr(listfile.find(self.session.list_file, url), "kept", 0) > 0, 10, "a save")
@@ -344,13 +344,13 @@ class Ftp(Base):
         self.link.up()
         self.finish(url, 120)
 
-    def test_vsftpd_through_a_link_that_goes_down_and_up(self):
+    def test_vsftpd_download_completes_over_a_link_that_goes_down_and_up(self):
         self.through_a_broken_link(FarVsftpd)
 
-    def test_proftpd_through_a_link_that_goes_down_and_up(self):
+    def test_proftpd_download_completes_over_a_link_that_goes_down_and_up(self):
         self.through_a_broken_link(FarProftpd)
 
-    def test_vsftpd_killed_and_started_anew_goes_on_after_a_resumption(self):
+    def test_vsftpd_download_resumes_after_the_server_was_killed_and_restarted(self):
         FarVsftpd.within = self.link.within
         server = FarVsftpd(rate=150000)
         self.addCleanup(server.close)

@@ -105,8 +105,8 @@ class Base(unittest.TestCase):
         harness.wait_until(lambda: not menus(), 20, "the end of the menu of %s" % name)
 
 
-class Adding(Base):
-    def test_the_dialog_adds_a_download_that_starts_now(self):
+class AddingDownloads(Base):
+    def test_dialog_adds_a_download_that_starts_now(self):
         self.origin.serve_file("/now.bin", 20000)
         url = self.origin.url("/now.bin")
         self.press("Add URL")
@@ -117,7 +117,7 @@ class Adding(Base):
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000))
         self.screen.wait_gone("push button", "Download Now !")
 
-    def test_a_download_for_later_waits_until_its_row_is_double_clicked(self):
+    def test_download_for_later_waits_until_its_row_is_double_clicked(self):
         self.origin.serve_file("/later.bin", 20000)
         url = self.origin.url("/later.bin")
         self.menu("File", "Add URL")
@@ -129,7 +129,7 @@ class Adding(Base):
         self.screen.double_click("table cell", "later.bin", MAIN)
         self.session.companion.wait_finished([url], 30)
 
-    def test_a_closed_dialog_adds_nothing_and_opens_again(self):
+    def test_closed_dialog_adds_nothing_and_opens_again(self):
         for _ in range(2):
             self.press("Add URL")
             self.screen.raise_window(DIALOG)
@@ -138,7 +138,7 @@ class Adding(Base):
             self.screen.wait_gone("push button", "Download Now !")
         self.assertEqual(self.session.companion.downloads(), [])
 
-    def test_a_row_that_repeats_a_url_asks_and_yes_begins_anew(self):
+    def test_repeated_url_asks_and_restarts_on_yes(self):
         done = self.finished()
         asked = len(self.origin.requests_for("/done.bin"))
         self.session.menu_url(done.url)
@@ -160,7 +160,7 @@ class CopiedText(Base):
         owner.stdin.close()
         return owner
 
-    def test_a_url_from_another_program_is_asked_about_while_downloads_and_the_queue_go_on(self):
+    def test_url_from_another_program_is_asked_about_while_downloads_and_queue_continue(self):
         self.origin.serve_file("/first.bin", 2000000, rate=100000)
         self.origin.serve_file("/second.bin", 400000, rate=100000)
         self.origin.serve_file("/copied.zip", 20000)
@@ -180,7 +180,7 @@ class CopiedText(Base):
         self.screen.click("push button", "Yes", QUESTION)
         self.session.companion.wait_finished([copied], 30)
 
-    def test_a_url_copied_with_its_line_end_is_asked_about_and_fetched_without_it(self):
+    def test_url_copied_with_its_line_end_is_asked_about_and_fetched_without_it(self):
         self.origin.serve_file("/line.zip", 20000)
         url = self.origin.url("/line.zip")
         self.copy(b" " + url.encode() + b"\r\n")
@@ -190,7 +190,7 @@ class CopiedText(Base):
         self.assertEqual(done.url, url)
         self.assertEqual({r.path for r in self.origin.requests}, {"/line.zip"})
 
-    def test_copied_text_that_is_no_url_raises_nothing_and_harms_nothing(self):
+    def test_text_that_is_no_url_opens_nothing_and_does_no_harm(self):
         self.origin.serve_file("/last.zip", 20000)
         for text in (b"http://127.0.0.1/a.zip\nhttp://127.0.0.1/b.zip", b"http://127.0.0.1/\x01\x02\x07.zip" + b"\0",
                      b"http://127.0.0.1/" + b"x" * (1 << 20), b"\xff\xfe\xfd", b""):
@@ -204,7 +204,7 @@ class CopiedText(Base):
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
 
-class Running(Base):
+class RunningDownloads(Base):
     def test_toolbar_pauses_and_resumes(self):
         url = self.slow()
         self.select("slow.bin")
@@ -217,7 +217,7 @@ class Running(Base):
         self.menu("Actions", "Resume All")
         self.wait_state(url, "active")
 
-    def test_the_rows_menu_does_what_the_state_of_its_row_allows(self):
+    def test_menu_of_a_row_does_what_its_state_allows(self):
         url = self.slow()
         self.popup("slow.bin", "o", "r", "Escape")  # neither open nor resume while it runs
         self.popup("slow.bin", "s")
@@ -275,7 +275,7 @@ class Running(Base):
         self.assertEqual(self.session.process.wait(60), 0)
         self.assertTrue(listfile.find(self.session.list_file, url).paused)
 
-    def test_no_transfer_window_opens_while_they_are_switched_off(self):
+    def test_no_transfer_window_opens_when_switched_off(self):
         self.menu("Options", "Show download windows")
         self.slow()
         self.assertEqual([title for _, title, _ in self.session.own_windows() if "slow.bin" in title], [])
@@ -287,21 +287,21 @@ class Running(Base):
 
 
 class FinishedFiles(Base):
-    def test_a_double_click_or_the_menu_opens_the_file(self):
+    def test_double_click_or_menu_opens_the_file(self):
         done = self.finished()
         self.screen.double_click("table cell", "done.bin", MAIN)
         harness.wait_until(lambda: self.opened() == [done.saved_path], 10, "the file to be opened")
         self.popup("done.bin", "o")
         harness.wait_until(lambda: self.opened() == [done.saved_path] * 2, 10, "the file to be opened again")
 
-    def test_a_file_that_is_gone_is_said_to_be_missing(self):
+    def test_missing_file_is_reported(self):
         done = self.finished()
         os.remove(done.saved_path)
         self.screen.double_click("table cell", "done.bin", MAIN)
         self.screen.answer("done.bin not found. Can't start it", "OK")
         self.assertEqual(self.opened(), [])
 
-    def test_clearing_takes_rows_and_leaves_files(self):
+    def test_clearing_removes_rows_and_keeps_files(self):
         files = [self.finished("/%d.bin" % number).saved_path for number in range(3)]
         self.select("0.bin")
         self.screen.wait("table cell", "0.bin", MAIN, state="SELECTED")
@@ -316,8 +316,8 @@ class FinishedFiles(Base):
         self.assertTrue(all(map(os.path.exists, files)))
 
 
-class Window(Base):
-    def test_hidden_by_its_close_box_it_comes_back_with_a_second_start(self):
+class MainWindow(Base):
+    def test_second_start_shows_a_window_hidden_by_its_close_box(self):
         url = self.slow()
         self.session.close_window(self.screen.raise_window(MAIN))
         self.assertEqual(self.state(url), "active")
@@ -330,7 +330,7 @@ class Window(Base):
         self.screen.raise_window(MAIN)
         self.assertIsNotNone(listfile.find(self.session.list_file, url))
 
-    def test_the_side_pane_folds(self):
+    def test_side_pane_folds(self):
         pane = "Show or hide the side pane"
         folded = self.screen.wait("tree", "Finished files", MAIN).width
         self.screen.click("push button", pane, MAIN)
@@ -344,7 +344,7 @@ class Window(Base):
         self.screen.wait_gone("page tab", "Preview", MAIN)
         harness.wait_until(lambda: width() == folded, 10, "the list at its width")
 
-    def test_everything_that_takes_the_focus_has_a_name(self):
+    def test_every_focusable_control_has_a_name(self):
         self.slow()
         self.finished()
         self.screen.click("push button", "Show or hide the side pane", MAIN)
@@ -355,7 +355,7 @@ class Window(Base):
                                    "radio button", "menu item", "spin button")]
         self.assertEqual(nameless, [])
 
-    def test_the_keys_alone_reach_every_control(self):
+    def test_every_control_is_reachable_by_keyboard(self):
         self.finished()
         self.screen.raise_window(MAIN)
         reached = set()

@@ -66,7 +66,7 @@ class Basket(unittest.TestCase):
             time.sleep(0.1)
         self.x.button(button, False)
 
-    def test_is_a_square_on_top_above_the_middle_and_has_no_frame(self):
+    def test_is_a_frameless_topmost_square_above_the_screen_centre(self):
         self.open()
         left, top, width, height = self.place()
         self.assertEqual((left, width, height), (WIDTH // 2 - SIDE, SIDE, SIDE))
@@ -91,7 +91,7 @@ class Basket(unittest.TestCase):
         time.sleep(0.5)
         self.assertEqual(self.place(), before)
 
-    def test_is_hidden_by_the_entry_and_comes_back_where_it_was(self):
+    def test_is_hidden_by_the_menu_entry_and_returns_to_its_position(self):
         self.open()
         self.drag((300, 400))
         self.expect_corner(300 - 16, 400 - 16)
@@ -101,7 +101,7 @@ class Basket(unittest.TestCase):
         self.open()
         self.assertEqual(self.place(), before)
 
-    def test_offers_to_close_itself_at_a_right_click(self):
+    def test_offers_close_basket_on_right_click(self):
         self.open()
         left, top, _, _ = self.place()
         self.x.click(left + 10, top + 10, button=3)
@@ -147,7 +147,7 @@ class Basket(unittest.TestCase):
             harness.end_process(source)
             source.stdout.close()
 
-    def test_adds_what_another_program_drops_and_starts_it_only_when_told(self):
+    def test_adds_a_drop_from_another_program_without_starting_it(self):
         self.origin.serve_file("/dropped.bin", 30000)
         url = self.origin.url("/dropped.bin")
         self.open()
@@ -175,13 +175,13 @@ class Basket(unittest.TestCase):
         self.assertEqual([(d.url, d.state) for d in self.session.companion.downloads()],
                          [(url, "waiting") for url in urls])
 
-    def test_passes_over_a_list_of_files(self):
+    def test_ignores_a_list_of_files(self):
         self.open()
         self.assertFalse(self.drop_links("file:///etc/passwd\r\n"))
         self.assertEqual(self.session.companion.downloads(), [])
         self.assertEqual(self.session.dialogs(), [])
 
-    def test_passes_over_what_is_no_address(self):
+    def test_ignores_drops_that_are_no_url(self):
         self.open()
         for text in ([self.origin.url("/a.bin")[len("http://"):]], ["https://127.0.0.1/a.bin"], []):
             self.drop(*text)

@@ -29,7 +29,7 @@ class Bus(unittest.TestCase):
         self.assertLess(self.session.answers(), harness.PROMPT)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_ten_thousand_bad_addresses_leave_one_message_and_no_download(self):
+    def test_ten_thousand_bad_urls_leave_one_message_and_no_download(self):
         before = self.session.memory()
         for number in range(10000):
             self.bus.send(*MENU_URL, "https://127.0.0.1/%d.bin" % number, "", "")
@@ -41,7 +41,7 @@ class Bus(unittest.TestCase):
         self.assertLess(self.session.memory() - before, 64 << 20)
         self.check_well()
 
-    def test_ten_thousand_calls_for_one_address_add_it_once(self):
+    def test_ten_thousand_calls_for_one_url_add_it_once(self):
         self.origin.serve_file("/once.bin", 30000000, rate=100000)
         url = self.origin.url("/once.bin")
         for _ in range(10000):
@@ -54,7 +54,7 @@ class Bus(unittest.TestCase):
         self.assertLess(self.session.answers(), harness.PROMPT)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_strings_of_10_mib_are_refused_in_words(self):
+    def test_strings_of_10_mib_are_refused_with_a_message(self):
         large = "A" * (10 << 20)
         for texts in ((large, large, large), ("http://127.0.0.1/" + large, "", ""), ("http://%s/x" % large, "", "")):
             self.assertEqual(self.bus.call(*MENU_URL, *texts), rawbus.REPLY)
@@ -65,7 +65,7 @@ class Bus(unittest.TestCase):
         self.assertLess(self.session.memory("VmRSS"), 400 << 20)
         self.check_well()
 
-    def test_odd_addresses_are_taken_or_refused_without_harm(self):
+    def test_odd_urls_are_accepted_or_refused_without_harm(self):
         for url in ("http://127.0.0.1/a\r\nX: y\r\n/b.bin", "http://127.0.0.1/\x01\x02\x7f.bin", "http://[::1]:80/x.bin",
                     "http://127.0.0.1:0/x.bin", "http://127.0.0.1:65536/x.bin", "http://127.0.0.1:-1/x.bin",
                     "http://127.0.0.1:99999999999999999999/x.bin", "http://no.such.host.invalid/x.bin",
@@ -77,7 +77,7 @@ class Bus(unittest.TestCase):
         self.assertLess(self.session.answers(), harness.PROMPT)
         self.check_well()
 
-    def test_line_ends_in_an_address_make_no_header(self):
+    def test_line_ends_in_a_url_inject_no_header(self):
         path = "/a%0D%0AX-Evil:%20y%0D%0A%0D%0Ab.bin"
         self.origin.serve_file(path, 30000)
         url = self.origin.url("/a\r\nX-Evil: y\r\n\r\nb.bin")
@@ -91,7 +91,7 @@ class Bus(unittest.TestCase):
             self.assertNotIn(b"k=v", request.raw)
         self.check_well()
 
-    def test_calls_during_start_and_end_do_no_harm(self):
+    def test_calls_during_start_and_exit_do_no_harm(self):
         self.origin.serve_file("/early.bin", 30000)
         url = self.origin.url("/early.bin")
         self.session.stop()

@@ -36,7 +36,7 @@ class Files(unittest.TestCase):
     def end_with(self, code):
         self.assertEqual(self.session.stop(), code, self.session.read_log())
 
-    def test_settings_of_garbage_bring_the_defaults(self):
+    def test_garbage_settings_load_as_defaults(self):
         self.write(self.session.settings_file, bytes(range(256)) * 100)
         self.session.start()
         # The folder for files is told in the other file, which is whole.
@@ -44,13 +44,13 @@ class Files(unittest.TestCase):
         self.assertEqual(self.session.dialogs(), [])
         self.end_with(0)
 
-    def test_a_setting_that_does_not_convert_still_finds_texts(self):
+    def test_setting_that_does_not_convert_still_loads_texts(self):
         self.write(self.session.settings_file, b"[Options]\nMaxSimulDownlads=9\nCheckClipboard=False\nProxyPort=99999\n")
         self.session.start()
         self.fetch()
         self.end_with(0)
 
-    def test_a_folder_in_place_of_the_settings_is_named(self):
+    def test_folder_in_place_of_the_settings_is_reported(self):
         os.remove(self.session.settings_file)
         os.mkdir(self.session.settings_file)
         self.session.start()
@@ -58,7 +58,7 @@ class Files(unittest.TestCase):
         self.end_with(0)
         self.assertTrue(os.path.isdir(self.session.settings_file))
 
-    def test_a_settings_file_beyond_all_sense_is_named_and_left_alone(self):
+    def test_oversized_settings_file_is_reported_and_left_alone(self):
         text = b"[Options]\n" + b"A=1\n" * (5 << 20)
         self.write(self.session.settings_file, text)
         self.session.start()
@@ -67,7 +67,7 @@ class Files(unittest.TestCase):
         self.end_with(0)
         self.assertEqual(os.path.getsize(self.session.settings_file), len(text))
 
-    def test_a_list_of_garbage_is_kept_aside(self):
+    def test_garbage_list_is_copied_aside(self):
         damage = bytes(reversed(range(256))) * 400
         self.write(self.session.list_file, damage)
         self.session.start()
@@ -77,7 +77,7 @@ class Files(unittest.TestCase):
         self.assertEqual(self.read(self.session.list_file + ".damaged"), damage)
         self.assertTrue(listfile.find(self.session.list_file, self.url).finished)
 
-    def test_a_list_that_counts_more_than_it_holds_is_kept_aside(self):
+    def test_list_that_counts_more_than_it_holds_is_copied_aside(self):
         for count in (b"\xff\x7f", b"\xff\xff", b"\x00\x80"):
             with self.subTest(count=count), harness.Session("counts", MaxSegments=4) as self.session:
                 self.write(self.session.list_file, b"\x6f\x86\x01\x00" + count + b"\1" * 50)
@@ -86,7 +86,7 @@ class Files(unittest.TestCase):
                 self.end_with(0)
                 self.assertTrue(os.path.exists(self.session.list_file + ".damaged"))
 
-    def test_a_folder_in_place_of_the_list_is_named(self):
+    def test_folder_in_place_of_the_list_is_reported(self):
         os.mkdir(self.session.list_file)
         self.session.start()
         self.session.wait_dialog()
@@ -94,7 +94,7 @@ class Files(unittest.TestCase):
         self.end_with(0)
         self.assertTrue(os.path.isdir(self.session.list_file))
 
-    def test_a_list_that_may_not_be_written_is_left_as_it_is(self):
+    def test_read_only_list_is_left_unchanged(self):
         self.session.start()
         self.fetch()
         self.end_with(0)
@@ -109,7 +109,7 @@ class Files(unittest.TestCase):
         self.end_with(0)
         self.assertEqual(self.read(self.session.list_file), before)
 
-    def test_without_its_language_file_the_program_runs(self):
+    def test_program_runs_without_its_language_file(self):
         for data in (None, os.urandom(500000), b"951=\"\n" + b"1=x\n" * (1 << 19)):
             with self.subTest(size=data and len(data)), harness.Session("language", MaxSegments=4) as self.session:
                 path = os.path.join(self.session.program, "english.txt")
@@ -138,12 +138,12 @@ class Files(unittest.TestCase):
         self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
         self.end_with(0)
 
-    def test_a_downloads_folder_that_may_not_be_written_keeps_the_parts(self):
+    def test_unwritable_downloads_folder_keeps_the_parts(self):
         os.chmod(self.session.downloads, 0o555)
         self.session.bound = True
         self.check_download_folder(lambda folder: os.chmod(folder, 0o755))
 
-    def test_a_vanished_downloads_folder_keeps_the_parts(self):
+    def test_missing_downloads_folder_keeps_the_parts(self):
         os.rmdir(self.session.downloads)
         self.check_download_folder(os.mkdir)
 
@@ -163,10 +163,10 @@ class Files(unittest.TestCase):
         self.assertTrue(listfile.find(self.session.list_file, first).finished)
         os.mkdir(self.session.parts)
 
-    def test_a_vanished_folder_for_parts_ends_the_program_with_1(self):
+    def test_missing_folder_for_parts_ends_the_program_with_1(self):
         self.end_by_part_file(lambda window: self.session.dismiss(window))
 
-    def test_a_signal_while_that_message_stands_ends_it_with_1_too(self):
+    def test_signal_during_the_missing_folder_message_ends_the_program_with_1(self):
         self.end_by_part_file(lambda window: self.session.process.send_signal(signal.SIGTERM))
 
 

@@ -129,10 +129,10 @@ class FtpServers(unittest.TestCase):
             self.assertEqual(download.received, download.size - segments)
             self.assertEqual(download.percent, 100.0)
 
-    def test_vsftpd_brings_files_of_every_size_to_the_anonymous_user(self):
+    def test_vsftpd_serves_files_of_every_size_to_the_anonymous_user(self):
         self.fetch_every_size(ftpservers.Vsftpd)
 
-    def test_proftpd_brings_files_of_every_size_to_a_virtual_user(self):
+    def test_proftpd_serves_files_of_every_size_to_a_virtual_user(self):
         self.fetch_every_size(ftpservers.Proftpd)
 
     def received(self, session, url):
@@ -152,7 +152,7 @@ class FtpServers(unittest.TestCase):
                 session.press(main, "Escape")
         self.fail("the downloads are not paused: %s" % session.companion.downloads())
 
-    def test_a_pause_and_a_kill_cost_nothing_but_the_way_back(self):
+    def test_pause_and_kill_lose_only_unsaved_progress(self):
         session = self.session()
         kinds = (ftpservers.Vsftpd, ftpservers.Proftpd)
         pairs = [(s, put(s, s.name + ".bin", LARGE, i)) for i, s in
@@ -194,7 +194,7 @@ class FtpServers(unittest.TestCase):
                     self.assertEqual(first["kill"], segment.range_start + segment.received_now)
             self.assertEqual(kept, received)
 
-    def test_the_data_connection_is_asked_for_before_retr_goes_out(self):
+    def test_data_connection_starts_before_retr_is_sent(self):
         session = self.session()
         for number, pause in enumerate((0, 0.00005, 0.0002, 0.001, 0.02)):
             server = OrderServer(400003, pause)
@@ -221,7 +221,7 @@ class FtpServers(unittest.TestCase):
     def test_proftpd_with_two_logins_for_a_host_serves_eight_segments_in_turn(self):
         self.login_limit(ftpservers.Proftpd)
 
-    def test_what_is_missing_or_not_allowed_is_told_and_given_up(self):
+    def test_missing_and_forbidden_files_are_reported_and_dropped(self):
         session = self.session()
         for kind in (ftpservers.Vsftpd, ftpservers.Proftpd):
             server = self.start(kind)

@@ -69,7 +69,7 @@ class Host(HandOver):
         for request in self.origin.requests_for("/a.bin"):
             self.assertNotIn(b"k=v", request.raw)
 
-    def test_starts_a_program_that_does_not_run(self):
+    def test_starts_the_program_if_it_is_not_running(self):
         self.session.start()
         self.assertEqual(self.session.stop(), 0)
         self.origin.serve_file("/a.bin", 30000)
@@ -78,7 +78,7 @@ class Host(HandOver):
         self.adopt()
         self.session.companion.wait_finished([url], 30)
 
-    def test_finds_the_bus_that_a_browser_without_one_hides(self):
+    def test_finds_the_session_bus_if_the_browser_hides_it(self):
         self.session.start()
         self.origin.serve_file("/a.bin", 30000)
         url = self.origin.url("/a.bin")
@@ -86,7 +86,7 @@ class Host(HandOver):
             answers, code = self.host(frame({"url": url}), DBUS_SESSION_BUS_ADDRESS=hidden)
             self.assertEqual((answers, code), ([{"ok": True}], 0), hidden)
 
-    def test_says_what_is_wrong(self):
+    def test_reports_what_is_wrong(self):
         [answer], code = self.host(frame({"url": "http://a.example/b"}))
         self.assertEqual(code, 0)
         self.assertFalse(answer["ok"])
@@ -97,7 +97,7 @@ class Host(HandOver):
         [answer], code = self.host(frame({"url": "https://a.example/b"}))
         self.assertIn("http and ftp", answer["error"])
 
-    def test_ends_cleanly_at_broken_frames(self):
+    def test_exits_cleanly_on_broken_frames(self):
         began = time.monotonic()
         for data, code in ((b"", 0), (struct.pack("=I", 0), 1), (struct.pack("=I", 0xFFFFFFFF), 1),
                            (struct.pack("=I", 0xFFFFFFFF) + b"{" * 100000, 1), (b"\1", 1),
@@ -113,7 +113,7 @@ class Host(HandOver):
 class Manifests(HandOver):
     settings = {"BrowserIngeration": "True"}
 
-    def test_are_written_at_a_start_with_the_setting_and_removed_at_one_without(self):
+    def test_are_written_at_a_start_with_the_setting_on_and_removed_with_it_off(self):
         roots = [os.path.join(self.session.home, ".mozilla"),
                  os.path.join(self.session.env["XDG_CONFIG_HOME"], "chromium")]
         folders = ["native-messaging-hosts", "NativeMessagingHosts"]
@@ -136,14 +136,14 @@ class Manifests(HandOver):
         self.assertEqual(self.session.stop(), 0)
 
 
-    def test_reach_a_firefox_that_keeps_its_profiles_elsewhere(self):
+    def test_reach_a_firefox_with_its_profiles_elsewhere(self):
         os.makedirs(os.path.join(self.session.env["XDG_CONFIG_HOME"], "mozilla/firefox"))
         manifest = os.path.join(self.session.home, ".mozilla/native-messaging-hosts", MANIFEST)
         self.session.start()
         harness.wait_until(lambda: os.path.exists(manifest), 10, "the manifest")
         self.assertEqual(os.listdir(os.path.join(self.session.home, ".mozilla")), ["native-messaging-hosts"])
 
-    def test_make_no_folder_where_there_is_no_browser(self):
+    def test_create_no_folder_without_a_browser(self):
         self.session.start()
         self.assertEqual(self.session.stop(), 0)
         self.assertFalse(os.path.exists(os.path.join(self.session.home, ".mozilla")))
@@ -168,7 +168,7 @@ class Entries(HandOver):
         self.assertEqual(answer.returncode, 0, answer.stderr)
         self.adopt()
 
-    def test_start_the_program_from_a_folder_of_an_odd_name(self):
+    def test_start_the_program_from_a_folder_with_an_odd_name(self):
         self.session.move_program("a \"b\" 'c' 50% %u $HOME `d` \\e\\n #f;g=h &i \u00e4 ")
         self.session.start()
         self.assertEqual(self.session.stop(), 0)
@@ -189,7 +189,7 @@ class Entries(HandOver):
             self.assertEqual(os.path.dirname(program), self.session.program)
             harness.wait_until(lambda: not self.session.name_taken(), 20, "the end of the program")
 
-    def test_leave_a_folder_with_a_line_break_in_its_name_out(self):
+    def test_skip_a_folder_with_a_line_break_in_its_name(self):
         self.session.move_program("a\nb")
         chromium = os.path.join(self.session.env["XDG_CONFIG_HOME"], "chromium")
         os.mkdir(chromium)

@@ -11,7 +11,7 @@ import origin
 MEMORY_BOUND = 24 << 20  # what a hostile reply may add to the most that the process ever held
 
 
-class Hostile(unittest.TestCase):
+class HostileServer(unittest.TestCase):
     def setUp(self):
         self.origin = origin.Origin()
         self.addCleanup(self.origin.close)
@@ -59,7 +59,7 @@ class Hostile(unittest.TestCase):
 
         return reply
 
-    def test_headers_without_an_end(self):
+    def test_endless_headers_fill_neither_disk_nor_memory(self):
         self.origin.replies["/endless.bin"] = self.pour(b"HTTP/1.1 200 OK\r\n", b"X-Filler: 0123456789\r\n" * 4000)
         self.session.menu_url(self.origin.url("/endless.bin"))
         self.session.wait_dialog()
@@ -69,7 +69,7 @@ class Hostile(unittest.TestCase):
         self.assertEqual(len(self.session.dialogs()), 1)
         self.check_unharmed()
 
-    def test_a_first_block_without_a_line_end(self):
+    def test_endless_first_line_fills_neither_disk_nor_memory(self):
         self.origin.replies["/line.bin"] = self.pour(b"", b"A" * 65536)
         self.session.menu_url(self.origin.url("/line.bin"))
         self.session.wait_dialog()
@@ -77,7 +77,7 @@ class Hostile(unittest.TestCase):
         self.assertLess(self.part_bytes(), 8 << 20)
         self.check_unharmed()
 
-    def test_a_name_of_300_bytes_is_refused(self):
+    def test_name_of_300_bytes_is_refused(self):
         path = "/" + "n" * 300
         self.origin.serve_file(path, 20000)
         self.session.menu_url(self.origin.url(path))
@@ -87,7 +87,7 @@ class Hostile(unittest.TestCase):
         self.assertEqual(os.listdir(self.session.parts), [])
         self.check_unharmed()
 
-    def test_a_name_of_two_dots_makes_no_file_elsewhere(self):
+    def test_name_of_two_dots_creates_no_file_elsewhere(self):
         for path in ("/x/..", "/x/."):
             self.origin.serve_file(path, 20000)
             self.session.menu_url(self.origin.url(path))
@@ -98,7 +98,7 @@ class Hostile(unittest.TestCase):
                 self.session.press(window, "Return")
         self.check_unharmed()
 
-    def test_redirects_to_names_with_separators_and_control_characters(self):
+    def test_names_with_separators_and_control_characters_stay_in_the_folder(self):
         names = ("a\\..\\b", "..\\..\\c", "bell\x07bell", "tab\tname", "escape\x1b[2Jname", "quote\"name", "colon:name")
         for i, name in enumerate(names):
             self.origin.serve_redirect("/r%d" % i, "http://127.0.0.1/t%d/%s" % (i, name))
@@ -113,7 +113,7 @@ class Hostile(unittest.TestCase):
                 self.assertNotIn(forbidden, name)
         self.check_unharmed()
 
-    def test_a_location_of_1_mib(self):
+    def test_location_of_1_mib_does_no_harm(self):
         self.origin.serve_bytes("/long", b"HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1/" + b"l" * (1 << 20)
                                 + b"\r\nContent-Length: 0\r\n\r\n")
         self.session.menu_url(self.origin.url("/long"))
@@ -122,7 +122,7 @@ class Hostile(unittest.TestCase):
             self.session.press(window, "Return")
         self.check_unharmed()
 
-    def test_ten_thousand_redirects(self):
+    def test_ten_thousand_redirects_leave_the_program_responsive(self):
         for step in range(10000):
             self.origin.serve_redirect("/r/%d" % step, "http://127.0.0.1/r/%d" % (step + 1))
         self.origin.serve_file("/r/10000", 20000, seed=9)
@@ -141,7 +141,7 @@ class Hostile(unittest.TestCase):
         self.assertLess(worst, 2.0)
         self.check_unharmed()
 
-    def test_lengths_that_are_no_lengths(self):
+    def test_invalid_content_lengths_finish_no_false_file(self):
         for i, length in enumerate(("-1", "3000000000", "99999999999999999999", "1e3", "", "0x100")):
             self.origin.serve_bytes("/length%d.bin" % i, ("HTTP/1.1 200 OK\r\nContent-Length: %s\r\n\r\nbody" % length)
                                     .encode())

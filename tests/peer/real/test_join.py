@@ -127,7 +127,7 @@ class Join(unittest.TestCase):
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
         self.assertEqual([r.range() for r in self.origin.requests if r.range()], [], "fetched again")
 
-    def test_quit_in_the_middle_keeps_the_parts_and_joins_again(self):
+    def test_quit_during_a_join_keeps_the_parts_and_joins_again(self):
         self.slow_disk(30000)
         self.list_parts(SMALL)
         self.session.start()
@@ -142,7 +142,7 @@ class Join(unittest.TestCase):
         self.assertEqual([os.path.getsize(path) for path, _ in self.parts], [size for _, size in self.parts])
         self.join_again()
 
-    def test_a_kill_in_the_middle_keeps_the_parts_and_joins_again(self):
+    def test_kill_during_a_join_keeps_the_parts_and_joins_again(self):
         self.slow_disk(90000)
         self.list_parts(SMALL)
         self.session.start()
@@ -153,7 +153,7 @@ class Join(unittest.TestCase):
         self.assertEqual([os.path.getsize(path) for path, _ in self.parts], [size for _, size in self.parts])
         self.join_again()
 
-    def test_a_failed_join_says_why_at_every_size_of_its_window(self):
+    def test_failed_join_shows_its_reason_at_every_window_size(self):
         self.list_parts(SMALL)
         os.mkdir(self.output)
         screen = Screen(self.session)

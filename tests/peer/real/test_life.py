@@ -25,7 +25,7 @@ class Life(unittest.TestCase):
                            self.session.companion.find(url).received > 0, 20, "the first bytes")
         return url
 
-    def test_a_termination_signal_saves_the_list_and_ends_well(self):
+    def test_termination_signal_saves_the_list_and_exits_with_0(self):
         url = self.running()
         time.sleep(2)
         received = self.session.companion.find(url).received
@@ -36,7 +36,7 @@ class Life(unittest.TestCase):
         self.assertFalse(record.active)
         self.assertGreaterEqual(record.kept, received)
 
-    def test_what_was_running_comes_back_paused_and_is_resumed_where_it_stood(self):
+    def test_running_download_is_paused_by_a_restart_and_resumed_where_it_stopped(self):
         url = self.running()
         time.sleep(2)
         self.session.stop()
@@ -53,7 +53,7 @@ class Life(unittest.TestCase):
         ranges = [r.range() for r in self.origin.requests_for("/slow.bin")[asked:] if r.range()]
         self.assertEqual(sum(last - first + 1 for first, last in ranges), 12000000 - kept)
 
-    def test_a_second_start_says_found_raises_the_first_and_leaves_the_list_alone(self):
+    def test_second_start_reports_found_raises_the_first_and_leaves_the_list_alone(self):
         self.origin.serve_file("/done.bin", 20000)
         url = self.origin.url("/done.bin")
         self.session.menu_url(url)
@@ -87,7 +87,7 @@ class Life(unittest.TestCase):
     def dialogs_of(self, pid):
         return [w for w, _, is_dialog in self.session.windows_of(pid) if is_dialog]
 
-    def test_a_setting_that_ends_the_reading_leaves_english_texts(self):
+    def test_setting_that_ends_the_load_leaves_english_texts(self):
         # The language stands behind the port: none is set, and without texts every file name would be refused.
         session = harness.Session("nameless", ProxyPort=40000)
         self.addCleanup(session.close)
@@ -98,7 +98,7 @@ class Life(unittest.TestCase):
         [download] = session.companion.wait_finished([url], 20)
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000))
 
-    def test_bad_urls_at_the_bus_get_a_message_and_change_nothing(self):
+    def test_bad_urls_from_the_bus_show_a_message_and_change_nothing(self):
         for url in ("https://example.com/x", "http://example", "", "ftp:/x", "file:///etc/passwd"):
             self.session.menu_url(url)
             window, _ = self.session.wait_dialog(10)
@@ -112,7 +112,7 @@ class Life(unittest.TestCase):
         time.sleep(1)
         self.assertEqual(self.session.companion.downloads(), [])
 
-    def test_a_call_starts_the_program_which_ends_with_its_bus(self):
+    def test_bus_call_starts_the_program_which_ends_with_the_bus(self):
         self.session.stop()
         self.reload_services()
         self.origin.serve_file("/woken.bin", 20000)
@@ -131,26 +131,26 @@ class Life(unittest.TestCase):
         answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.ReloadConfig")
         self.assertEqual(answer.returncode, 0, answer.stderr)
 
-    def test_a_call_with_wrong_arguments_is_refused_and_changes_nothing(self):
+    def test_bus_call_with_wrong_arguments_is_refused_and_changes_nothing(self):
         answer = self.session.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME + ".MenuURL",
                                    "http://127.0.0.1/x.bin")
         self.assertNotEqual(answer.returncode, 0)
         self.assertEqual(self.session.companion.downloads(), [])
 
-    def test_the_companion_waits_until_all_is_done(self):
+    def test_companion_waits_until_all_downloads_are_finished(self):
         url = self.running(size=400000)
         result = self.session.companion.run("wait", "--progress", "--timeout", "30")
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertTrue(self.session.companion.find(url).finished)
 
-    def test_the_companion_gives_up_waiting_at_its_time_limit(self):
+    def test_companion_stops_waiting_at_its_time_limit(self):
         self.running(size=40000000)
         began = time.monotonic()
         result = self.session.companion.run("wait", "--timeout", "2")
         self.assertNotEqual(result.returncode, 0)
         self.assertLess(time.monotonic() - began, 10)
 
-    def test_the_companion_says_so_when_no_program_runs(self):
+    def test_companion_reports_that_no_program_is_running(self):
         self.session.stop()
         activation = os.path.join(self.session.env["XDG_DATA_HOME"], "dbus-1", "services",
                                   harness.BUS_NAME + ".service")

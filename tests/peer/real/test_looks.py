@@ -91,7 +91,7 @@ class WithoutALanguageFile(Base):
         self.screen.wait_gone("label", "Progress", "hang.bin")
         self.assertIn("Hide Details", self.captions("push button", "hang.bin"))
 
-    def test_a_language_chosen_then_is_shown_everywhere(self):
+    def test_language_chosen_later_is_shown_everywhere(self):
         self.open(Language="nosuch")
         self.screen.click("push button", "Options", MAIN)
         dialog = self.screen.raise_window("Pellora !   Options")
@@ -179,7 +179,7 @@ class Windows(Base):
         self.screen.keys("c")
         harness.wait_until(lambda: self.session.companion.find(url) is None, 20, "the record to go")
 
-    def test_windows_tell_assistive_technology_what_they_are_and_their_titles(self):
+    def test_windows_expose_role_and_title_to_assistive_technology(self):
         self.open()
         self.slow("/slow.bin")
         window = self.window("slow.bin")
@@ -195,7 +195,7 @@ class Windows(Base):
         self.assertNotIn("", [name for _, name in self.screen.windows()])
         self.assertNotIn("filler", [role for role, _ in self.screen.windows()])
 
-    def test_a_long_address_on_the_clipboard_is_shown_whole(self):
+    def test_long_clipboard_url_is_shown_in_full(self):
         self.open(CheckClipboard="True")
         url = self.origin.url("/" + "/".join("folder%02d" % n for n in range(25)) + "/name.zip?key=" + "0123456789" * 8)
         self.copy(url)

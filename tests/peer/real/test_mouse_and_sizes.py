@@ -80,7 +80,7 @@ class Mouse(Base):
         ground = rows[0][0]
         return any(sum(colour != ground for colour in row) > 0.9 * len(row) for row in rows[len(rows) // 2:])
 
-    def test_the_version_link_is_blue_and_underlined_under_the_pointer(self):
+    def test_version_link_is_blue_and_underlined_under_the_pointer(self):
         self.over_the_ground()
         link = self.screen.steady(*VERSION_LINK, MAIN)
         self.assertFalse(self.underlined(self.pixels(link)))
@@ -107,7 +107,7 @@ class Sizes(Base):
         self.grow(-150, -220)
         harness.wait_until(lambda: self.heights() == [current, finished], 5, "the former heights")
 
-    def test_a_transfer_window_says_that_it_connects(self):
+    def test_transfer_window_shows_that_it_connects(self):
         server = origin.Unanswering()
         self.addCleanup(server.close)
         self.session.menu_url(server.url("/far.bin"))

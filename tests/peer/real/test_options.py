@@ -59,7 +59,7 @@ class Options(unittest.TestCase):
             self.session.press(window, key)
             harness.wait_until(lambda: self.drawn(window) != before, 20, "an effect of " + key)
 
-    def test_a_language_chosen_by_the_keyboard_is_shown_at_once_and_again_after_a_restart(self):
+    def test_language_chosen_by_keyboard_is_shown_at_once_and_after_a_restart(self):
         english = self.drawn(self.main)
         dialog = self.open_by_menu()
         # The page of languages lies before the first one; its list follows the tabs.
@@ -78,7 +78,7 @@ class Options(unittest.TestCase):
         self.open_by_menu("e", "Pellora !   Optionen")
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_ok_writes_settings_the_autostart_entry_and_one_test_file(self):
+    def test_ok_writes_settings_autostart_entry_and_one_test_file(self):
         entry = os.path.join(self.config, "autostart", "PelloraAutoStart.desktop")
         dialog = self.open_by_menu()
         self.changed_by(dialog, "Tab", "space")
@@ -98,7 +98,7 @@ class Options(unittest.TestCase):
         self.gone(dialog)
         self.assertFalse(os.path.exists(entry))
 
-    def test_a_refusal_leaves_the_dialog_open_and_downloads_go_on(self):
+    def test_refusal_leaves_the_dialog_open_while_downloads_continue(self):
         before = self.setting("MaxSegments")
         dialog = self.open_by_menu()
         self.changed_by(dialog, "ctrl+Tab", "Tab")
@@ -112,7 +112,7 @@ class Options(unittest.TestCase):
         self.keys(dialog, "Escape")
         self.gone(dialog)
 
-    def test_the_toolbar_opens_the_dialog_and_its_frame_closes_it(self):
+    def test_toolbar_opens_the_dialog_and_its_frame_closes_it(self):
         self.drawn(self.main)
         display = self.session.stage.x
         display.activate(self.main)

@@ -125,7 +125,7 @@ class Process(unittest.TestCase):
             for result in [pool.submit(check, kind) for kind in kinds]:
                 result.result()
 
-    def test_a_picture_of_each_type_is_shown_in_its_proportions(self):
+    def test_picture_of_each_type_keeps_its_proportions(self):
         for kind in samples.PICTURES:
             rendering = self.open(sample_paths()[kind])
             self.assertTrue(rendering.rendered(), kind)
@@ -134,7 +134,7 @@ class Process(unittest.TestCase):
             self.assertGreater(colours(frame), 50, kind)
             self.assertEqual(rendering.close(), 0, kind)
 
-    def test_a_video_of_each_type_is_cued_played_stopped_and_played_again(self):
+    def test_video_of_each_type_is_cued_played_stopped_and_played_again(self):
         def check(kind):
             rendering = self.open(sample_paths()[kind])
             self.assertTrue(rendering.rendered(), kind)
@@ -162,7 +162,7 @@ class Process(unittest.TestCase):
 
         self.each(samples.VIDEOS, check)
 
-    def test_a_sound_of_each_type_is_played_stopped_and_played_to_its_end(self):
+    def test_sound_of_each_type_is_played_stopped_and_played_to_its_end(self):
         def check(kind):
             rendering = self.open(sample_paths()[kind])
             self.assertTrue(rendering.rendered(), kind)
@@ -203,7 +203,7 @@ class Process(unittest.TestCase):
         rendering.until(lambda: False, 0.6)
         self.assertEqual(len(rendering.frames), 1)
 
-    def test_half_a_file_and_rubbish_bring_about_no_crash_and_no_process_that_stays(self):
+    def test_partial_files_and_garbage_cause_no_crash_and_leave_no_process(self):
         """The media library hangs over some of them at times; the end of the input ends it all the same."""
         with tempfile.TemporaryDirectory() as folder:
             def check(kind):
@@ -222,7 +222,7 @@ class Process(unittest.TestCase):
 
             self.each(samples.EVERY, check)
 
-    def test_names_of_any_bytes_are_opened(self):
+    def test_file_names_of_any_bytes_are_opened(self):
         with tempfile.TemporaryDirectory() as folder:
             for kind in ("png", "wav"):
                 path = os.path.join(os.fsencode(folder), b"100% \xe4\xf6 #1?\n." + kind.encode())
@@ -231,7 +231,7 @@ class Process(unittest.TestCase):
                 rendering = self.open(path)
                 self.assertTrue(rendering.rendered(), kind)
 
-    def test_a_process_that_nobody_listens_to_ends(self):
+    def test_process_ends_when_its_input_closes(self):
         rendering = self.open(sample_paths()["avi"])
         self.assertTrue(rendering.rendered())
         rendering.process.send_signal(signal.SIGINT)  # a terminal's, meant for others
@@ -329,7 +329,7 @@ class Sound(unittest.TestCase):
         rendering.close()
         return max(map(abs, array.array("h", data[:len(data) // 2 * 2])))
 
-    def test_the_volume_goes_from_full_to_a_tenth_and_no_start_is_louder(self):
+    def test_volume_ranges_from_full_to_a_tenth_and_no_start_is_louder(self):
         full = self.loudest(0)
         self.assertGreater(full, 1000)
         for volume, share, delta in ((-1260, 10 ** (-1260 / 2000), 0.08), (-2000, 0.1, 0.04)):
@@ -473,7 +473,7 @@ class Pane(unittest.TestCase):
             self.assertLessEqual(len(self.processes()), 1)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_a_double_click_opens_and_a_killed_process_leaves_the_program_alone(self):
+    def test_double_click_opens_the_file_and_a_killed_process_leaves_the_program_running(self):
         self.download("a.avi", sample_paths()["avi"])
         self.download("b.zip", sample_paths()["png"])
         self.download("broken.avi", __file__)
@@ -503,7 +503,7 @@ class Pane(unittest.TestCase):
         harness.wait_until(lambda: not self.processes(), 10, "the end of the process before")
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_a_killed_program_takes_its_process_along(self):
+    def test_killed_program_ends_its_preview_process(self):
         self.download("a.avi", sample_paths()["avi"])
         self.arrange()
         self.click("a.avi")

@@ -60,7 +60,7 @@ class Requests(unittest.TestCase):
         self.assertEqual(raw[0], probe(target))
         self.assertEqual(sorted(raw[1:]), sorted(segment(target, *r) for r in plan(KIB100, 4)))
 
-    def test_after_a_redirect_the_old_url_is_the_referrer(self):
+    def test_old_url_is_the_referrer_after_a_redirect(self):
         self.origin.serve_redirect("/old", "http://127.0.0.1/new/file.bin")
         self.origin.serve_file("/new/file.bin", 12345)
         session = self.session(MaxSegments=4)
@@ -73,7 +73,7 @@ class Requests(unittest.TestCase):
         self.assertEqual(raw[0], probe("/new/file.bin", referrer=old))
         self.assertEqual(sorted(raw[1:]), sorted(segment("/new/file.bin", *r, referrer=old) for r in plan(12345, 4)))
 
-    def test_under_a_proxy_both_name_the_whole_url_and_only_the_probe_goes_through_it(self):
+    def test_requests_name_the_whole_url_with_a_proxy_and_only_the_probe_uses_it(self):
         proxy = origin.Origin()
         self.addCleanup(proxy.close)
         self.origin.serve_file("/p.bin", 12345)
@@ -85,7 +85,7 @@ class Requests(unittest.TestCase):
         self.assertEqual([r.raw for r in proxy.requests], [probe(url)])
         self.assertEqual(sorted(self.raw("/p.bin")), sorted(segment(url, *r) for r in plan(12345, 4)))
 
-    def test_blanks_around_a_url_stay_out_of_the_requests_under_a_proxy(self):
+    def test_blanks_around_a_url_are_not_sent_to_a_proxy(self):
         proxy = origin.Origin()
         self.addCleanup(proxy.close)
         self.origin.serve_file("/p.bin", 12345)
@@ -97,7 +97,7 @@ class Requests(unittest.TestCase):
         self.assertEqual([r.raw for r in proxy.requests], [probe(url)])
         self.assertEqual(sorted(self.raw("/p.bin")), sorted(segment(url, *r) for r in plan(12345, 4)))
 
-    def test_a_real_proxy_carries_the_probe(self):
+    def test_real_proxy_carries_the_probe(self):
         proxy = servers.Tinyproxy()
         self.addCleanup(proxy.close)
         relay = servers.WholeHeaders(proxy.port)
@@ -132,19 +132,19 @@ class Sizes(unittest.TestCase):
                     self.assertEqual(sorted(dict.fromkeys(asked[1:])), plan(size, most))
                     self.assertEqual((download.size, download.received), (size, size))
 
-    def test_each_edge_with_one_segment(self):
+    def test_every_boundary_size_downloads_with_one_segment(self):
         self.check(1)
 
-    def test_each_edge_with_up_to_three_segments(self):
+    def test_every_boundary_size_downloads_with_up_to_three_segments(self):
         self.check(3)
 
-    def test_each_edge_with_up_to_four_segments(self):
+    def test_every_boundary_size_downloads_with_up_to_four_segments(self):
         self.check(4)
 
-    def test_each_edge_with_up_to_eight_segments(self):
+    def test_every_boundary_size_downloads_with_up_to_eight_segments(self):
         self.check(8)
 
-    def test_a_size_of_0_raises_one_error_box_and_the_program_goes_on(self):
+    def test_size_of_0_shows_one_error_box_and_the_program_continues(self):
         server = origin.Origin()
         self.addCleanup(server.close)
         server.serve_file("/zero.bin", 0)

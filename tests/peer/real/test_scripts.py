@@ -69,7 +69,7 @@ class Adding(Scripts):
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(30000))
         self.assertEqual(self.session.dialogs(), [])
 
-    def test_names_on_standard_error_what_is_refused_and_opens_nothing(self):
+    def test_reports_refused_urls_on_standard_error_and_opens_nothing(self):
         self.session.start()
         self.origin.serve_file("/a.bin", 30000)
         url = self.origin.url("/a.bin")
@@ -86,7 +86,7 @@ class Adding(Scripts):
         self.assertEqual(self.session.own_windows(), before)
         self.assertEqual(len(self.companion.downloads()), 1)
 
-    def test_starts_a_program_that_does_not_run_and_gets_its_answer(self):
+    def test_starts_the_program_if_it_is_not_running_and_gets_its_answer(self):
         self.session.start()
         self.assertEqual(self.control("quit")[0], 0)
         self.assertEqual(self.session.process.wait(20), 0)
@@ -99,7 +99,7 @@ class Adding(Scripts):
         self.assertEqual(self.control("quit")[0], 0)
         harness.wait_until(lambda: harness.has_ended(pid), 20, "the end of the program")
 
-    def test_by_the_command_for_urls_says_at_once_what_is_refused(self):
+    def test_url_command_reports_refused_urls_at_once(self):
         self.session.start()
         self.origin.serve_file("/a.bin", 30000)
         good, bad = self.origin.url("/a.bin"), "https://127.0.0.1/x.bin"
@@ -116,7 +116,7 @@ class Adding(Scripts):
 
 
 class Changing(Scripts):
-    def test_pauses_and_removes_one_download_and_never_one_in_its_place(self):
+    def test_pauses_and_removes_one_download_and_never_its_replacement(self):
         self.session.start()
         first, other = self.companion.add(self.slow("/first.bin"), self.slow("/other.bin"))
         self.wait_state(first, "active")
@@ -138,7 +138,7 @@ class Changing(Scripts):
         self.assertEqual(self.companion.downloads(), [])
         self.assertEqual(self.session.dialogs(), [])
 
-    def test_removes_a_finished_download_and_leaves_its_file(self):
+    def test_removes_a_finished_download_and_keeps_its_file(self):
         self.session.start()
         self.origin.serve_file("/a.bin", 30000)
         url = self.origin.url("/a.bin")
@@ -148,7 +148,7 @@ class Changing(Scripts):
         self.assertEqual(self.companion.downloads(), [])
         self.assertTrue(os.path.exists(download.saved_path))
 
-    def test_quits_without_a_question_and_resumes_where_it_was(self):
+    def test_quits_without_a_question_and_resumes_where_it_stopped(self):
         self.session.start()
         url = self.slow("/a.bin")
         self.companion.add(url)
@@ -161,7 +161,7 @@ class Changing(Scripts):
         self.assertGreaterEqual(self.companion.find(url).received, kept)
         self.assertEqual(self.state(url), ["paused"])
 
-    def test_a_silent_server_is_listed_as_such_and_a_pause_and_a_resume_begin_anew(self):
+    def test_silent_server_is_listed_and_pause_and_resume_reconnect(self):
         self.session.start()
         url = self.serve_silence("/a.bin", 30000, sent=5000)
         [identity] = self.companion.add(url)
@@ -178,7 +178,7 @@ class Changing(Scripts):
         [finished] = self.companion.wait_finished([url], 30)
         self.assertEqual(harness.digest(finished.saved_path), origin.content_digest(30000))
 
-    def test_an_id_of_a_former_run_is_that_of_no_download(self):
+    def test_id_of_an_earlier_run_is_invalid(self):
         self.session.start()
         [identity] = self.companion.add(self.slow("/a.bin"))
         self.control("quit")

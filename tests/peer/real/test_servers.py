@@ -32,11 +32,11 @@ class Servers(unittest.TestCase):
         with open(download.saved_path, "rb") as f:
             return f.read(), time.monotonic() - began
 
-    def test_ranges_are_fetched_side_by_side(self):
+    def test_ranges_are_fetched_in_parallel(self):
         data, _ = self.fetch(self.nginx.plain, 8)
         self.assertEqual(data, self.data)
 
-    def test_a_slow_server_is_faster_on_several_connections(self):
+    def test_several_connections_speed_up_a_slow_server(self):
         # The eighth connection starts at 1.4 s, so only a file that takes one connection longer can gain.
         large = origin.content(4 * SIZE, seed=8)
         self.nginx.put("file.bin", large)
@@ -50,18 +50,18 @@ class Servers(unittest.TestCase):
                 break
         self.assertLess(quick, slow)
 
-    def test_without_ranges_one_segment_still_brings_the_file(self):
+    def test_one_segment_downloads_the_file_without_ranges(self):
         data, _ = self.fetch(self.nginx.whole, 1)
         self.assertEqual(data, self.data)
 
-    def test_without_ranges_every_segment_holds_the_file_s_beginning(self):
+    def test_every_segment_holds_the_file_s_beginning_without_ranges(self):
         # Nothing tests for range support: the outcome is a file of the right length, right only in its first share.
         # It is pinned here so that a change of it is noticed.
         data, _ = self.fetch(self.nginx.whole, 4)
         share = SIZE // 4
         self.assertEqual(data, self.data[:share] * 4)
 
-    def test_as_many_connections_as_the_server_allows_bring_the_file(self):
+    def test_as_many_connections_as_the_server_allows_download_the_file(self):
         data, _ = self.fetch(self.nginx.crowded, 2)
         self.assertEqual(data, self.data)
 
@@ -77,7 +77,7 @@ class Servers(unittest.TestCase):
             self.assertLess(session.answers(), harness.PROMPT)
             self.assertEqual(session.stop(), 0)
 
-    def test_a_chain_of_redirects_ends_at_the_file(self):
+    def test_chain_of_redirects_ends_at_the_file(self):
         server = origin.Origin()
         self.addCleanup(server.close)
         for step in range(5):

@@ -123,7 +123,7 @@ class Item(Tray):
         self.assertGreater(sum(pixels[0::4]), 255 * width * height // 2, "mostly opaque")
         self.assertEqual(self.host.captions(), ENGLISH)
 
-    def test_follows_the_speed_with_other_pictures_and_comes_back_to_its_own(self):
+    def test_shows_the_speed_by_other_pictures_and_returns_to_its_own(self):
         self.start_with_host()
         time.sleep(2)
         idle = harness.wait_until(lambda: self.host.item()["IconPixmap"], 5, "a picture")
@@ -143,7 +143,7 @@ class Item(Tray):
         harness.wait_until(lambda: self.host.item()["IconPixmap"] == idle, 30, "the idle picture")
         self.assertIn("NewIcon", [member for member, _ in self.host.signals])
 
-    def test_opens_the_window_at_a_double_click_and_not_at_a_single_one(self):
+    def test_opens_the_window_on_double_click_only(self):
         self.start_with_host()
         self.close_main_window()
         self.host.activate()
@@ -155,7 +155,7 @@ class Item(Tray):
             self.host.activate()
         self.open_window(twice)
 
-    def test_the_menu_opens_the_window_pauses_and_resumes(self):
+    def test_menu_opens_the_window_pauses_and_resumes(self):
         self.start_with_host()
         self.close_main_window()
         self.host.choose(ENGLISH[0])
@@ -169,7 +169,7 @@ class Item(Tray):
         self.host.choose(ENGLISH[2])
         harness.wait_until(lambda: self.session.companion.find(url).state == "active", 10, "the resumption")
 
-    def test_exit_asks_nothing_and_takes_the_item_away(self):
+    def test_exit_asks_nothing_and_removes_the_item(self):
         self.start_with_host()
         self.origin.serve_file("/slow.bin", 6000000, rate=100000)
         url = self.origin.url("/slow.bin")
@@ -178,7 +178,7 @@ class Item(Tray):
         self.host.choose(ENGLISH[4])
         self.assertEqual(self.session.process.wait(60), 0, self.session.read_log())
 
-    def test_comes_up_on_a_desktop_that_starts_after_the_program(self):
+    def test_appears_on_a_desktop_that_starts_after_the_program(self):
         self.session.start()
         host = self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
         self.addCleanup(host.close)
@@ -186,7 +186,7 @@ class Item(Tray):
         host.wait_item()
         self.assertEqual(host.captions(), ENGLISH)
 
-    def test_comes_up_on_a_desktop_that_takes_long_to_start(self):
+    def test_appears_on_a_desktop_that_is_slow_to_start(self):
         self.session.start()
         time.sleep(5)
         host = self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
@@ -195,7 +195,7 @@ class Item(Tray):
         host.wait_item()
         self.assertEqual(host.captions(), ENGLISH)
 
-    def test_comes_back_with_a_desktop_that_starts_anew(self):
+    def test_reappears_when_the_desktop_restarts(self):
         self.start_with_host()
         self.host.close()
         time.sleep(1)
@@ -208,7 +208,7 @@ class Item(Tray):
         again.choose(ENGLISH[4])
         self.assertEqual(self.session.process.wait(60), 0, self.session.read_log())
 
-    def test_exit_ends_the_program_also_under_a_message(self):
+    def test_exit_ends_the_program_even_during_a_message(self):
         self.start_with_host()
         self.session.menu_url("http://no-path.example")
         self.session.wait_dialog()
@@ -219,7 +219,7 @@ class Item(Tray):
 class German(Tray):
     settings = {"Language": "german"}
 
-    def test_has_its_menu_in_the_language_of_the_settings(self):
+    def test_shows_its_menu_in_the_chosen_language(self):
         self.start_with_host()
         self.assertEqual(self.host.captions(), ["Pellora! ö&ffnen", "Alle Downloads &anhalten",
                                                 "Alle Downloads fort&setzen", None, "&Beenden"])
@@ -283,7 +283,7 @@ class XTray(Tray):
             self.session.stage.x.keys("Down", "Return")
         self.open_window(first_entry)
 
-    def test_takes_up_a_tray_that_comes_late_goes_and_comes_back(self):
+    def test_follows_a_tray_that_starts_late_ends_and_returns(self):
         self.session.start()
         time.sleep(5)
         for _ in range(2):
@@ -293,7 +293,7 @@ class XTray(Tray):
             time.sleep(1)
             self.assertTrue(self.session.alive(), self.session.read_log())
 
-    def test_has_its_menu_also_while_a_message_stands(self):
+    def test_opens_its_menu_even_during_a_message(self):
         tray = self.start_tray()
         self.session.start()
         harness.wait_until(self.icon_place, 15, "the icon in the tray")

@@ -59,7 +59,7 @@ class Version(unittest.TestCase):
             archive.writestr("../outside.txt", "must not leave the folder")
         return data.getvalue()
 
-    def test_a_newer_version_is_fetched_unpacked_and_handed_to_the_updater(self):
+    def test_newer_version_is_fetched_unpacked_and_passed_to_the_updater(self):
         package = self.package()
         self.origin.serve_bytes("/Pellora53.zip", b"HTTP/1.1 200 OK\r\nContent-Type: application/zip\r\n"
                                 b"Content-Length: %d\r\n\r\n" % len(package) + package)
@@ -87,20 +87,20 @@ class Version(unittest.TestCase):
         self.assertEqual(self.session.process.wait(60), 0, self.session.read_log())
         harness.wait_until(lambda: os.path.exists(started), 10, "the updater")
 
-    def test_an_equal_version_asks_nothing(self):
+    def test_equal_version_asks_nothing(self):
         self.check(b"HTTP/1.1 200 OK\r\n\r\n5.2\r\nnotes")
         time.sleep(1)
         self.assertEqual(self.session.dialogs(), [])
         self.assertEqual(self.session.companion.downloads(), [])
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_quitting_under_the_question_adds_nothing(self):
+    def test_quitting_during_the_question_adds_nothing(self):
         self.check(b"HTTP/1.1 200 OK\r\n\r\n10\r\nnotes")
         self.session.wait_dialog()
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
         self.assertFalse(os.path.exists(os.path.join(self.session.program, "downloads")))
 
-    def test_the_updater_is_started_with_five_words_and_never_waited_for(self):
+    def test_updater_is_started_with_five_arguments_and_never_awaited(self):
         said = os.path.join(self.session.root, "said")
         updater = os.path.join(self.session.program, "UpdateApp")
         with open(updater, "w", encoding="ascii") as f:

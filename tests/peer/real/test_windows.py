@@ -10,7 +10,7 @@ import listfile
 import origin
 
 
-class Hands(unittest.TestCase):
+class WindowHandling(unittest.TestCase):
     def setUp(self):
         self.origin = origin.Origin()
         self.addCleanup(self.origin.close)
@@ -43,7 +43,7 @@ class Hands(unittest.TestCase):
             fields = f.read().rsplit(")", 1)[1].split()
         return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
-    def test_double_clicks_on_a_row_that_is_probed_ask_the_server_once(self):
+    def test_double_clicks_on_a_probing_row_send_one_request(self):
         self.origin.replies["/hang.bin"] = lambda _connection, _request: time.sleep(6)
         self.session.menu_url(self.origin.url("/hang.bin"))
         self.xdotool("windowminimize", self.window("hang.bin"))
@@ -56,7 +56,7 @@ class Hands(unittest.TestCase):
         self.assertEqual(len(self.origin.requests_for("/hang.bin")), 1)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_closing_the_frames_stops_nothing(self):
+    def test_closing_windows_stops_no_download(self):
         url = self.running()
         self.session.close_window(self.window("slow.bin"))
         self.session.close_window(self.main)
@@ -65,7 +65,7 @@ class Hands(unittest.TestCase):
         harness.wait_until(lambda: self.session.companion.find(url).received > before, 10, "more bytes")
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_any_size_is_survived(self):
+    def test_windows_survive_any_size(self):
         self.running()
         transfer = self.window("slow.bin")
         for width, height in ((1, 1), (3000, 3000), (1, 1000), (1000, 1), (600, 400)):
@@ -74,20 +74,20 @@ class Hands(unittest.TestCase):
             self.assertLess(self.session.answers(), harness.PROMPT)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_a_signal_under_a_question_saves_and_ends(self):
+    def test_signal_during_a_question_saves_and_ends(self):
         url = self.running()
         self.session.menu_url(url)
         self.session.wait_dialog()
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
         self.assertTrue(listfile.find(self.session.list_file, url).paused)
 
-    def test_a_second_start_after_a_kill_finds_no_first_one(self):
+    def test_second_start_after_a_kill_finds_no_running_instance(self):
         self.session.kill()
         self.session.start()
         self.assertEqual(self.session.dialogs(), [])
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_finished_downloads_leave_no_descriptor_and_no_work(self):
+    def test_finished_downloads_leave_no_descriptor_and_no_processor_use(self):
         self.running("/first.bin")
         harness.wait_until(lambda: len(self.origin.requests_for("/first.bin")) >= 9, 20, "all of its segments")
         time.sleep(1)

@@ -120,7 +120,7 @@ class Viewer(unittest.TestCase):
         with open(os.path.join(self.session.downloads, url.rsplit("/", 1)[1]), "rb") as f:
             return f.read()
 
-    def test_two_requests_for_archives_of_any_size(self):
+    def test_sends_two_requests_for_archives_of_any_size(self):
         self.assertGreaterEqual(len(self.archives), 7)
         for name, data in self.archives.items():
             with self.subTest(name):
@@ -146,7 +146,7 @@ class Viewer(unittest.TestCase):
                     self.assertEqual(len(self.origin.requests_for(path)), 3)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_nginx_is_asked_for_the_tail_and_the_directory(self):
+    def test_requests_tail_and_directory_from_nginx(self):
         nginx = servers.Nginx()
         self.addCleanup(nginx.close)
         for name, data in self.archives.items():
@@ -170,7 +170,7 @@ class Viewer(unittest.TestCase):
                     self.leave(viewer)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_a_viewer_on_a_silent_server_holds_up_nobody(self):
+    def test_viewer_on_a_silent_server_blocks_no_other(self):
         data = self.archives["made_by_python-1000.zip"]
         asked = []
 
@@ -209,7 +209,7 @@ class Viewer(unittest.TestCase):
                     self.assertTrue(self.session.alive(), self.session.read_log())
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_a_server_that_ignores_ranges_fills_no_memory(self):
+    def test_server_that_ignores_ranges_fills_no_memory(self):
         def endless(connection, _request):
             connection.sendall(b"HTTP/1.1 200 OK\r\nContent-Type: application/zip\r\nContent-Length: 2000000000\r\n\r\n")
             block = b"\x00" * (1 << 20)
@@ -229,7 +229,7 @@ class Viewer(unittest.TestCase):
         self.leave(viewer)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
-    def test_the_user_looks_around_by_role_and_name(self):
+    def test_can_be_browsed_by_role_and_name(self):
         path = os.path.join(self.folder, "tour.zip")
         with zipfile.ZipFile(path, "w") as archive:
             archive.writestr("docs/", b"")

@@ -46,14 +46,14 @@ class Hardening(unittest.TestCase):
     def expect_missing(self, *claims):
         self.assertEqual(self.missing(), list(claims))
 
-    def test_nothing_is_missing_in_a_whole_one(self):
+    def test_fully_hardened_executable_passes(self):
         self.build()
         self.expect_missing()
 
-    def test_a_folder_without_executables_is_not_passed(self):
+    def test_folder_without_executables_fails(self):
         self.assertIn("there are executables in " + self.folder.name, self.missing())
 
-    def test_a_script_is_no_executable(self):
+    def test_script_is_not_counted_as_an_executable(self):
         self.build()
         script = os.path.join(self.folder.name, "script")
         with open(script, "w", encoding="utf-8") as f:
@@ -61,7 +61,7 @@ class Hardening(unittest.TestCase):
         os.chmod(script, 0o755)
         self.expect_missing()
 
-    def test_a_fixed_place_is_found(self):
+    def test_fixed_load_address_is_found(self):
         self.build(["-fno-pie"], ["-no-pie"])
         self.expect_missing("planted is placed anywhere in memory")
 
@@ -73,11 +73,11 @@ class Hardening(unittest.TestCase):
         self.build(link_flags=["-Wl,-z,norelro"])
         self.expect_missing(claim)
 
-    def test_a_stack_that_is_run_is_found(self):
+    def test_executable_stack_is_found(self):
         self.build(link_flags=["-Wl,-z,execstack"])
         self.expect_missing("planted runs nothing on its stack")
 
-    def test_code_that_can_be_written_is_found(self):
+    def test_writable_code_is_found(self):
         self.build()
         path = os.path.join(self.folder.name, "planted")
         with open(path, "r+b") as f:
@@ -91,7 +91,7 @@ class Hardening(unittest.TestCase):
             f.write(data)
         self.expect_missing("planted has no memory that is written and run")
 
-    def test_a_folder_of_libraries_is_found(self):
+    def test_library_search_folder_is_found(self):
         claim = "planted names no folder to take libraries from"
         self.build(link_flags=["-Wl,-rpath,/build/lib"])
         self.expect_missing(claim)
@@ -99,15 +99,15 @@ class Hardening(unittest.TestCase):
         self.build(link_flags=["-Wl,--disable-new-dtags,-rpath,/build/lib"])
         self.expect_missing(claim)
 
-    def test_an_unguarded_stack_is_found(self):
+    def test_unguarded_stack_is_found(self):
         self.build(["-fno-stack-protector"])
         self.expect_missing("planted guards its stack")
 
-    def test_a_step_over_the_guard_page_is_found(self):
+    def test_missing_stack_clash_protection_is_found(self):
         self.build(["-fno-stack-clash-protection"])
         self.expect_missing("planted touches every page of its stack")
 
-    def test_unmarked_targets_of_jumps_are_found(self):
+    def test_unmarked_jump_targets_are_found(self):
         self.build(["-fcf-protection=none"])
         self.expect_missing("planted marks where jumps may land")
 
@@ -119,7 +119,7 @@ class Hardening(unittest.TestCase):
         self.build(["-U_GLIBCXX_ASSERTIONS"])
         self.expect_missing("one of them has the library's assertions")
 
-    def test_a_source_without_a_flag_is_found(self):
+    def test_source_compiled_without_a_flag_is_found(self):
         name = os.path.join(self.folder.name, "commands.json")
         flags = " ".join(hardening.COMPILER_FLAGS)
         entries = '[{"file": "/x/src/a.cpp", "command": "g++ %s"}, {"file": "/x/src/b.cpp", "command": "g++ %s"}]'

@@ -63,14 +63,14 @@ void ExpectAllTied(const std::vector<std::string>& without) {
   }
 }
 
-TEST(Binder, EveryControlHasItsWidget) {
+TEST(Binder, GivesEveryControlAWidget) {
   ExpectAllTied<SampleTransfer>({"List1"});
   ExpectAllTied<SampleMain>({});
   ExpectAllTied<SampleForm1>({});
   ExpectAllTied<SampleWantDown>({});
 }
 
-TEST(Binder, BringsCaptionsDownAsPlainText) {
+TEST(Binder, ShowsCaptionsAsPlainText) {
   const Shown<SampleTransfer> shown;
   shown.window->Label3.Caption = "http://x/<b>a</b>&amp;.zip";
   shown.window->Caption = "1.0% of <a>";
@@ -80,7 +80,7 @@ TEST(Binder, BringsCaptionsDownAsPlainText) {
   EXPECT_EQ(shown.form->windowTitle(), QStringLiteral("1.0% of <a>"));
 }
 
-TEST(Binder, GathersChangesUntilTheLoopTurns) {
+TEST(Binder, BatchesChangesUntilTheNextLoopTurn) {
   const Shown<SampleTransfer> shown;
   shown.window->state.Caption = "one";
   shown.window->state.Caption = "two";
@@ -89,7 +89,7 @@ TEST(Binder, GathersChangesUntilTheLoopTurns) {
   EXPECT_EQ(shown.Find<QLabel>("state")->text(), QStringLiteral("two"));
 }
 
-TEST(Binder, ShowsPercentWithItsTenth) {
+TEST(Binder, ShowsPercentWithOneDecimal) {
   const Shown<SampleTransfer> shown;
   shown.window->PB.Value = 37.5;
   Stage::Settle();
@@ -100,7 +100,7 @@ TEST(Binder, ShowsPercentWithItsTenth) {
   EXPECT_EQ(shown.Find<QProgressBar>("PB")->value(), 1000);
 }
 
-TEST(Binder, RoundsThePercentageAsCaptionsDo) {
+TEST(Binder, RoundsThePercentageLikeCaptions) {
   const Shown<SampleTransfer> shown;
   const std::string point = QLocale::system().decimalPoint().toStdString();
   for (const double percent : {49.15, 49.25, 49.149, 0.04, 99.95, 100.0}) {
@@ -110,7 +110,7 @@ TEST(Binder, RoundsThePercentageAsCaptionsDo) {
   }
 }
 
-TEST(Binder, ScalesASegmentsBarFromTwips) {
+TEST(Binder, ScalesSegmentBarsFromTwips) {
   const Shown<SampleTransfer> shown;
   shown.window->Prog(2).Width = 504;
   Stage::Settle();
@@ -124,7 +124,7 @@ TEST(Binder, ScalesASegmentsBarFromTwips) {
   EXPECT_DOUBLE_EQ(shown.Find<SegmentBar>("Prog_2")->Share(), 1.0);
 }
 
-TEST(Binder, BringsVisibleAndEnabledDown) {
+TEST(Binder, AppliesVisibleAndEnabled) {
   const Shown<SampleTransfer> shown;
   shown.window->KeepRows(3);
   shown.window->Command3.Enabled = false;
@@ -134,7 +134,7 @@ TEST(Binder, BringsVisibleAndEnabledDown) {
   EXPECT_FALSE(shown.Find<QPushButton>("Command3")->isEnabled());
 }
 
-TEST(Binder, ClicksGoUp) {
+TEST(Binder, ForwardsClicks) {
   const Shown<SampleTransfer> shown;
   int clicks = 0;
   shown.window->Command2.OnClick = [&clicks] { ++clicks; };
@@ -142,7 +142,7 @@ TEST(Binder, ClicksGoUp) {
   EXPECT_EQ(clicks, 1);
 }
 
-TEST(Binder, ADoubleClickOnALabelGoesUp) {
+TEST(Binder, ForwardsDoubleClicksOnALabel) {
   const Shown<SampleMain> shown;
   int clicks = 0;
   shown.window->Label2.OnDoubleClick = [&clicks] { ++clicks; };
@@ -150,7 +150,7 @@ TEST(Binder, ADoubleClickOnALabelGoesUp) {
   EXPECT_EQ(clicks, 1);
 }
 
-TEST(Binder, TypedTextGoesUpAndProgramTextComesDown) {
+TEST(Binder, ForwardsTypedTextAndShowsProgramText) {
   const Shown<SampleForm1> shown;
   auto* edit = shown.Find<QLineEdit>("Text1");
   EXPECT_EQ(edit->text(), QStringLiteral("http://"));
@@ -161,7 +161,7 @@ TEST(Binder, TypedTextGoesUpAndProgramTextComesDown) {
   EXPECT_EQ(shown.window->Text1.Text(), "ftp://a/b");
 }
 
-TEST(Binder, MenusShowMarksAndLeaveThemToTheModel) {
+TEST(Binder, LeavesMenuCheckMarksToTheModel) {
   const Shown<SampleMain> shown;
   int clicks = 0;
   shown.window->sdw.OnClick = [&clicks] { ++clicks; };
@@ -174,7 +174,7 @@ TEST(Binder, MenusShowMarksAndLeaveThemToTheModel) {
   EXPECT_TRUE(action->isChecked());
 }
 
-TEST(Binder, ToolbarKeysGoUp) {
+TEST(Binder, ForwardsToolbarKeys) {
   const Shown<SampleMain> shown;
   std::string key;
   shown.window->Toolbar1.OnButtonClick = [&key](const std::string& given) { key = given; };
@@ -185,7 +185,7 @@ TEST(Binder, ToolbarKeysGoUp) {
   EXPECT_EQ(bar->widgetForAction(bar->actions()[8])->accessibleName(), QStringLiteral("Browser"));
 }
 
-TEST(Binder, AToolbarButtonWithoutCaptionHasANameAndItsDrawingInLine) {
+TEST(Binder, NamesAndAlignsAToolbarButtonWithoutCaption) {
   const Shown<SampleMain> shown;
   auto* bar = shown.Find<QToolBar>("Toolbar1");
   const QList<QAction*> actions = bar->actions();
@@ -222,7 +222,7 @@ TEST(Binder, AToolbarButtonWithoutCaptionHasANameAndItsDrawingInLine) {
   EXPECT_TRUE(std::equal(rows.begin(), rows.end(), besides.begin()));
 }
 
-TEST(Binder, OnlyTheLastThreePanelsAreThoseOfKeys) {
+TEST(Binder, UsesOnlyTheLastThreePanelsForKeyStates) {
   const Shown<SampleMain> shown;
   shown.window->StatusBar1.SetPanel(1, "NUM");
   shown.window->StatusBar1.SetPanel(3, "INS");
@@ -243,7 +243,7 @@ TEST(Binder, OnlyTheLastThreePanelsAreThoseOfKeys) {
   EXPECT_FALSE(labels[5]->font().bold());
 }
 
-TEST(Binder, TabsAndPanelsFollow) {
+TEST(Binder, UpdatesTabsAndPanels) {
   const Shown<SampleMain> shown;
   int clicks = 0;
   shown.window->TabStrip1.OnClick = [&clicks] { ++clicks; };
@@ -261,7 +261,7 @@ TEST(Binder, TabsAndPanelsFollow) {
 }
 
 // The widths at which a window opens, and those that a small screen leaves it.
-TEST(Binder, ShowsAHintWholeAndLetsPanelsGiveWay) {
+TEST(Binder, ShowsAHintInFullAndShrinksPanels) {
   const Shown<SampleMain> shown;
   const std::string hint = "Double click on file to start download or see download details.";
   shown.window->StatusBar1.SetPanel(2, "Speed : 1023.9 kb/s");
@@ -289,7 +289,7 @@ TEST(Binder, ShowsAHintWholeAndLetsPanelsGiveWay) {
   EXPECT_TRUE(labels[1]->isVisible());
 }
 
-TEST(Binder, ShowsAUrlOfAnyLengthWholeInTheClipboardsQuestion) {
+TEST(Binder, ShowsAUrlOfAnyLengthInFullInTheClipboardQuestion) {
   const Shown<SampleWantDown> shown;
   auto* label = shown.Find<QLabel>("Label2");
   shown.window->Label2.Caption = "http://h/a.zip";
@@ -324,7 +324,7 @@ const std::string kEndless = [] {
   return text;
 }();
 
-TEST(Binder, CutsWhatIsDrawnAndLeavesTheModelWhole) {
+TEST(Binder, CutsDrawnTextButNotTheModel) {
   const Shown<SampleMain> shown;
   SampleMain& window = *shown.window;
   window.Caption = kEndless;
@@ -373,7 +373,7 @@ TEST(Binder, CutsWhatIsDrawnAndLeavesTheModelWhole) {
   EXPECT_EQ(window.ListView1.Rows()[0].text, kEndless);
 }
 
-TEST(Binder, CutsNothingOfWhatTheUserEdits) {
+TEST(Binder, NeverCutsEditableText) {
   const Shown<SampleForm1> shown;
   const std::string url = "http://h/" + std::string(3000, 'x');
   shown.window->Text1.Text = url;
@@ -385,7 +385,7 @@ TEST(Binder, CutsNothingOfWhatTheUserEdits) {
   EXPECT_EQ(shown.window->Text1.Text(), url + "y");
 }
 
-TEST(Binder, TellsMouseMovesToTheControlUnderThem) {
+TEST(Binder, ForwardsMouseMovesToTheControlUnderThem) {
   const Shown<SampleMain> shown;
   int hints = 0;
   shown.window->Label2.OnMouseMove = [&hints] { ++hints; };

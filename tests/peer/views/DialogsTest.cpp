@@ -36,7 +36,7 @@ class DialogsTest : public testing::Test {
   int answer = -1;
 };
 
-TEST_F(DialogsTest, GiveTheNumberOfTheButton) {
+TEST_F(DialogsTest, ReturnTheNumberOfTheButton) {
   Press(Ask(kYesNo | kQuestion), QMessageBox::Yes);
   EXPECT_EQ(answer, kAnswerYes);
   Press(Ask(kYesNo | kQuestion), QMessageBox::No);
@@ -45,7 +45,7 @@ TEST_F(DialogsTest, GiveTheNumberOfTheButton) {
   EXPECT_EQ(answer, kAnswerOk);
 }
 
-TEST_F(DialogsTest, EscAndTheFrameMeanNoOrOk) {
+TEST_F(DialogsTest, TreatEscapeAndFrameAsNoOrOk) {
   QTest::keyClick(Ask(kYesNo | kQuestion), Qt::Key_Escape);
   Stage::Settle();
   EXPECT_EQ(answer, kAnswerNo);
@@ -59,7 +59,7 @@ TEST_F(DialogsTest, EscAndTheFrameMeanNoOrOk) {
   EXPECT_EQ(answer, kAnswerOk);
 }
 
-TEST_F(DialogsTest, AQuestionWithoutIconWantsAButton) {
+TEST_F(DialogsTest, QuestionWithoutIconRequiresAButton) {
   QMessageBox* box = Ask(kYesNo);
   QTest::keyClick(box, Qt::Key_Escape);
   box->close();
@@ -70,14 +70,14 @@ TEST_F(DialogsTest, AQuestionWithoutIconWantsAButton) {
   EXPECT_EQ(answer, kAnswerYes);
 }
 
-TEST_F(DialogsTest, ShowTextFromOutsideAsItStands) {
+TEST_F(DialogsTest, ShowForeignTextLiterally) {
   QMessageBox* box = Ask(kOkOnly, "<b>bold</b> & co");
   EXPECT_EQ(box->textFormat(), Qt::PlainText);
   EXPECT_EQ(box->text(), QStringLiteral("<b>bold</b> & co"));
   Press(box, QMessageBox::Ok);
 }
 
-TEST_F(DialogsTest, SayTheirAnswersInTheProgramsLanguage) {
+TEST_F(DialogsTest, LabelButtonsInTheProgramsLanguage) {
   dialogs.SetAnswerTexts([](int given) {
     return std::string(given == kAnswerYes ? "Ja" : given == kAnswerNo ? "Nein" : "");
   });
@@ -91,7 +91,7 @@ TEST_F(DialogsTest, SayTheirAnswersInTheProgramsLanguage) {
   Press(box, QMessageBox::Ok);
 }
 
-TEST_F(DialogsTest, LeaveOtherEventsRunningWhileTheyStand) {
+TEST_F(DialogsTest, LetOtherEventsRunWhileOpen) {
   QMessageBox* box = Ask(kYesNo | kQuestion);
   bool ran = false;
   QMetaObject::invokeMethod(
@@ -102,7 +102,7 @@ TEST_F(DialogsTest, LeaveOtherEventsRunningWhileTheyStand) {
   Press(box, QMessageBox::No);
 }
 
-TEST_F(DialogsTest, PostTheAnswerInsteadOfGivingItInTheClick) {
+TEST_F(DialogsTest, PostTheAnswerAfterTheClick) {
   QMessageBox* box = Ask(kYesNo | kQuestion);
   box->button(QMessageBox::Yes)->click();
   EXPECT_EQ(answer, -1);
@@ -110,7 +110,7 @@ TEST_F(DialogsTest, PostTheAnswerInsteadOfGivingItInTheClick) {
   EXPECT_EQ(answer, kAnswerYes);
 }
 
-TEST_F(DialogsTest, TheSaveDialogProposesANameAndHidesNone) {
+TEST_F(DialogsTest, SaveDialogSuggestsANameAndHidesNoFile) {
   std::optional<std::optional<std::string>> path;
   dialogs.AskSavePath({"Save as: a", "a", "All files (*.*)|*.*"},
                       [&path](const std::optional<std::string>& given) { path = given; });
@@ -130,7 +130,7 @@ TEST_F(DialogsTest, TheSaveDialogProposesANameAndHidesNone) {
   EXPECT_EQ(*path, folder.filePath(QStringLiteral("a")).toStdString());
 }
 
-TEST_F(DialogsTest, ACancelledSaveDialogGivesNoPath) {
+TEST_F(DialogsTest, CancelledSaveDialogReturnsNoPath) {
   std::optional<std::optional<std::string>> path;
   dialogs.AskSavePath({"Save", "a", ""}, [&path](const std::optional<std::string>& given) { path = given; });
   Stage::Settle();
@@ -140,7 +140,7 @@ TEST_F(DialogsTest, ACancelledSaveDialogGivesNoPath) {
   EXPECT_FALSE(path->has_value());
 }
 
-TEST_F(DialogsTest, AFolderDialogGivesAnExistingFolderOrNothing) {
+TEST_F(DialogsTest, FolderDialogReturnsAnExistingFolderOrNothing) {
   const QTemporaryDir folder;
   const std::string path = folder.path().toStdString();
   for (const bool accepted : {true, false}) {
@@ -157,7 +157,7 @@ TEST_F(DialogsTest, AFolderDialogGivesAnExistingFolderOrNothing) {
   }
 }
 
-TEST_F(DialogsTest, AFolderDialogBeginsAtHomeWhereItsFolderIsMissing) {
+TEST_F(DialogsTest, FolderDialogStartsAtHomeIfItsFolderIsMissing) {
   dialogs.AskFolder({"Title", "no/such"}, [](const std::optional<std::string>&) {});
   Stage::Settle();
   auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
@@ -174,7 +174,7 @@ class PictureStyle : public QProxyStyle {
   }
 };
 
-TEST_F(DialogsTest, HaveNoPicturesOfTheStyleOnTheirAnswers) {
+TEST_F(DialogsTest, ShowNoStyleIconsOnTheirButtons) {
   QApplication::setStyle(new PictureStyle);  // owned by the application
   for (const int style : {kYesNo | kQuestion, kOkOnly | kCritical}) {
     QMessageBox* box = Ask(style);
@@ -184,7 +184,7 @@ TEST_F(DialogsTest, HaveNoPicturesOfTheStyleOnTheirAnswers) {
   }
 }
 
-TEST_F(DialogsTest, AreWideEnoughForTheirTitleAndTheButtonsOfAFrame) {
+TEST_F(DialogsTest, AreWideEnoughForTitleAndFrameButtons) {
   for (const std::string title : {"Pellora !", "A title that is longer than what the box says"}) {
     dialogs.Ask({"found", title, kOkOnly}, [](int) {});
     Stage::Settle();
@@ -195,7 +195,7 @@ TEST_F(DialogsTest, AreWideEnoughForTheirTitleAndTheButtonsOfAFrame) {
   }
 }
 
-TEST_F(DialogsTest, CutWhatIsDrawnAndNotTheProposedName) {
+TEST_F(DialogsTest, CutDrawnTextButNotTheSuggestedName) {
   const std::string name(3000, 'n');
   QMessageBox* box = Ask(kOkOnly, name + " not found.");
   EXPECT_EQ(box->text(), QString(kLongestDrawn, u'n') + QChar(0x2026));
@@ -210,7 +210,7 @@ TEST_F(DialogsTest, CutWhatIsDrawnAndNotTheProposedName) {
   Stage::Settle();
 }
 
-TEST_F(DialogsTest, AWarningHasItsOwnDrawing) {
+TEST_F(DialogsTest, WarningShowsAWarningIcon) {
   const QPixmap warning = Ask(kWarning)->iconPixmap();
   EXPECT_FALSE(warning.isNull());
 }

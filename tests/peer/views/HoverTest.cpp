@@ -90,7 +90,7 @@ class Hover : public ::testing::Test {
   std::vector<std::string> noted;
 };
 
-TEST_F(Hover, TheMainWindowsControlsGetTheMovesOverThem) {
+TEST_F(Hover, MainWindowControlsGetTheMovesOverThem) {
   OpenSidePane();
   std::set<std::string> hints;
   for (const Control* control : stage.Main().Controls()) {
@@ -104,7 +104,7 @@ TEST_F(Hover, TheMainWindowsControlsGetTheMovesOverThem) {
   for (const char* name : {"Details", "Info(5)", "Command5", "Label12", "StatusBar1"}) EXPECT_EQ(met.count(name), 1U);
 }
 
-TEST_F(Hover, ATransferWindowsControlsGetTheMovesOverThem) {
+TEST_F(Hover, TransferWindowControlsGetTheMovesOverThem) {
   const auto window = std::make_shared<TransferWindow>(stage.app->program());
   ShowAlone(*window);
   const std::set<std::string> met = WalkOver(*window);
@@ -114,7 +114,7 @@ TEST_F(Hover, ATransferWindowsControlsGetTheMovesOverThem) {
   window->Unload();
 }
 
-TEST_F(Hover, TheDialogsControlsGetTheMovesOverThem) {
+TEST_F(Hover, DialogControlsGetTheMovesOverThem) {
   MainWindow& main = stage.Main();
   const std::vector<std::pair<Window*, std::set<std::string>>> dialogs = {
       {main.form1.get(), {"Text1", "Command1", "Command2", "Command3"}},
@@ -128,7 +128,7 @@ TEST_F(Hover, TheDialogsControlsGetTheMovesOverThem) {
   }
 }
 
-TEST_F(Hover, TheOptionsOfEveryPageGetTheMovesOverThem) {
+TEST_F(Hover, OptionsOfEveryPageGetTheMovesOverThem) {
   options& window = *stage.Main().optionsWindow;
   ShowAlone(window);
   std::set<std::string> met;
@@ -141,7 +141,7 @@ TEST_F(Hover, TheOptionsOfEveryPageGetTheMovesOverThem) {
   }
 }
 
-TEST_F(Hover, TheArchiveWindowsControlsGetTheMovesOverThem) {
+TEST_F(Hover, ArchiveWindowControlsGetTheMovesOverThem) {
   const auto viewer = std::make_shared<Form2>(stage.app->program(), nullptr);
   const auto dialog = std::make_shared<Extract>(stage.app->program(), nullptr);
   ShowAlone(*viewer);
@@ -154,7 +154,7 @@ TEST_F(Hover, TheArchiveWindowsControlsGetTheMovesOverThem) {
   dialog->Unload();
 }
 
-TEST_F(Hover, HintsShowInTheStatusBarAndGoOverTheGround) {
+TEST_F(Hover, HintsShowInTheStatusBarAndVanishOverEmptySpace) {
   OpenSidePane();
   const std::pair<const char*, std::string> hints[] = {
       {"ListView1", "Double click on file to start download or see download details."},
@@ -173,7 +173,7 @@ TEST_F(Hover, HintsShowInTheStatusBarAndGoOverTheGround) {
   }
 }
 
-TEST_F(Hover, EveryToolbarButtonShowsTheToolbarsHintAlsoOneMadeLater) {
+TEST_F(Hover, EveryToolbarButtonShowsTheToolbarsHintEvenIfAddedLater) {
   const std::string hint = stage.app->program().Text(412);
   ASSERT_FALSE(hint.empty());
   Toolbar& toolbar = stage.Main().Toolbar1;
@@ -194,7 +194,7 @@ TEST_F(Hover, EveryToolbarButtonShowsTheToolbarsHintAlsoOneMadeLater) {
   }
 }
 
-TEST_F(Hover, TheVersionLinkIsHighlightedUnderTheMouseUntilACheckBegins) {
+TEST_F(Hover, VersionLinkIsHighlightedUnderTheMouseUntilACheckBegins) {
   auto* label = stage.Find<QLabel>(stage.Main(), "Label7");
   const auto colour = [label] { return label->palette().color(label->foregroundRole()); };
   const QColor usual = colour();
@@ -213,7 +213,7 @@ TEST_F(Hover, TheVersionLinkIsHighlightedUnderTheMouseUntilACheckBegins) {
   EXPECT_FALSE(label->font().underline());
 }
 
-TEST_F(Hover, APressedButtonKeepsTheHintOfItsControl) {
+TEST_F(Hover, PressedButtonKeepsTheHintOfItsControl) {
   OpenSidePane();
   auto* slider = stage.Find<QSlider>(stage.Main(), "Slider1");
   QWidget* form = stage.Form(stage.Main());

@@ -20,7 +20,7 @@ int PaintedPixels(const QIcon& icon, int extent) {
 
 }  // namespace
 
-TEST(Icons, EveryToolbarKeyHasADrawing) {
+TEST(Icons, ExistForEveryToolbarKey) {
   for (const char* key : {"AddURL", "RemoveURL", "ResetList", "Options", "PauseDownload", "PauseAll", "ResumeDownloads",
                           "Quit", "Browser"}) {
     EXPECT_GT(PaintedPixels(ToolIcon(key), 24), 200) << key;
@@ -28,7 +28,7 @@ TEST(Icons, EveryToolbarKeyHasADrawing) {
   EXPECT_TRUE(ToolIcon("Other").isNull());
 }
 
-TEST(Icons, EveryRowStateHasADrawingOfItsOwn) {
+TEST(Icons, DifferForEveryRowState) {
   std::vector<QImage> seen;
   for (const char* key : {"notfound", "down", "stop", "shed", "wrong"}) {
     EXPECT_GT(PaintedPixels(RowIcon(key), 16), 60) << key;
@@ -39,13 +39,13 @@ TEST(Icons, EveryRowStateHasADrawingOfItsOwn) {
   EXPECT_TRUE(RowIcon("").isNull());
 }
 
-TEST(Icons, FileTypesWithoutAThemeShowOurOwnSheets) {
+TEST(Icons, FallBackToBuiltInFileTypesWithoutATheme) {
   EXPECT_GT(PaintedPixels(FileTypeIcon("a.zip"), 16), 60);
   EXPECT_GT(PaintedPixels(FileTypeIcon("no extension"), 16), 60);
   EXPECT_GT(PaintedPixels(RowIcon("song.mp3"), 16), 60);
 }
 
-TEST(Icons, RowsOfFilesShowTheTypeOfTheirExtension) {
+TEST(Icons, FollowTheExtensionOfAFile) {
   const auto picture = [](const QIcon& icon) { return icon.pixmap(16, 16).toImage(); };
   EXPECT_EQ(picture(RowIcon("file:zip")), picture(FileTypeIcon("a.zip")));
   EXPECT_EQ(picture(RowIcon("file:MP3")), picture(FileTypeIcon("a.mp3")));

@@ -72,7 +72,7 @@ TEST_F(ListRows, UpdateASingleRow) {
   EXPECT_TRUE(window->ListView1.ChangedRows().empty());
 }
 
-TEST_F(ListRows, KeepTheSelectionOverARebuild) {
+TEST_F(ListRows, KeepTheSelectionAcrossARebuild) {
   std::vector<ListRow> rows = window->ListView1.Rows();
   rows.erase(rows.begin());
   window->ListView1.SetRows(rows);
@@ -83,7 +83,7 @@ TEST_F(ListRows, KeepTheSelectionOverARebuild) {
   EXPECT_EQ(selected.first().data().toString(), QStringLiteral("concert-recording.flac"));
 }
 
-TEST_F(ListRows, TellTheFirstClickBeforeTheDoubleClickAlsoWhenBothComeAtOnce) {
+TEST_F(ListRows, ReportTheClickBeforeTheDoubleClickEvenIfBothAreQueued) {
   std::string told;
   window->ListView1.OnClick = [&told] { told += "click "; };
   window->ListView1.OnDoubleClick = [&told] { told += "double "; };
@@ -93,7 +93,7 @@ TEST_F(ListRows, TellTheFirstClickBeforeTheDoubleClickAlsoWhenBothComeAtOnce) {
   EXPECT_EQ(told, "click double ");
 }
 
-TEST_F(ListRows, MayLoseTheirWindowInAClickThatTheNextPressBrings) {
+TEST_F(ListRows, SurviveUnloadingTheirWindowInADelayedClick) {
   for (const QEvent::Type next : {QEvent::MouseButtonPress, QEvent::MouseButtonDblClick}) {
     window->Unload();
     Stage::Settle();
@@ -114,7 +114,7 @@ TEST_F(ListRows, MayLoseTheirWindowInAClickThatTheNextPressBrings) {
   }
 }
 
-TEST_F(ListRows, TellClicksKeysAndTheMenu) {
+TEST_F(ListRows, ReportClicksKeysAndMenus) {
   int clicks = 0;
   int doubleClicks = 0;
   int rightClicks = 0;
@@ -156,7 +156,7 @@ TEST_F(ListRows, TellClicksKeysAndTheMenu) {
   menu->close();
 }
 
-TEST_F(ListRows, TheMenuOfFinishedFilesOpensWithoutARowAsWell) {
+TEST_F(ListRows, OpenTheFinishedFilesMenuEvenWithoutARow) {
   auto* second = Stage::Form(*window)->findChild<QTreeView*>(QStringLiteral("ListView2"));
   auto* menu = Stage::Form(*window)->findChild<QMenu*>(QStringLiteral("pop2"));
   window->ListView2.SetRows({});
@@ -175,7 +175,7 @@ TEST_F(ListRows, TheMenuOfFinishedFilesOpensWithoutARowAsWell) {
   menu->close();
 }
 
-TEST_F(ListRows, ARightClickOnEmptyGroundMeansNoRow) {
+TEST_F(ListRows, TreatARightClickOnEmptySpaceAsNoRow) {
   auto* second = Stage::Form(*window)->findChild<QTreeView*>(QStringLiteral("ListView2"));
   window->ListView2.Select({0});
   Stage::Settle();
@@ -194,7 +194,7 @@ TEST_F(ListRows, ARightClickOnEmptyGroundMeansNoRow) {
   Stage::Form(*window)->findChild<QMenu*>(QStringLiteral("pop2"))->close();
 }
 
-TEST_F(ListRows, TheMenuOfCurrentDownloadsNeedsARow) {
+TEST_F(ListRows, OpenTheCurrentDownloadsMenuOnlyOnARow) {
   auto* menu = Stage::Form(*window)->findChild<QMenu*>(QStringLiteral("popup"));
   const QPoint empty(5, view->viewport()->height() - 2);
   ASSERT_FALSE(view->indexAt(empty).isValid());
@@ -211,7 +211,7 @@ TEST_F(ListRows, TheMenuOfCurrentDownloadsNeedsARow) {
   EXPECT_FALSE(menu->isVisible());
 }
 
-TEST_F(ListRows, OnlyTheLeftButtonDoubleClicks) {
+TEST_F(ListRows, DoubleClickOnlyWithTheLeftButton) {
   int doubleClicks = 0;
   window->ListView1.OnDoubleClick = [&doubleClicks] { ++doubleClicks; };
   for (const Qt::MouseButton button : {Qt::RightButton, Qt::MiddleButton, Qt::BackButton}) {
@@ -227,7 +227,7 @@ TEST_F(ListRows, OnlyTheLeftButtonDoubleClicks) {
   EXPECT_EQ(doubleClicks, 1);
 }
 
-TEST_F(ListRows, ColumnsFillTheViewInTheToldShares) {
+TEST_F(ListRows, DivideTheViewAmongColumnsInFixedShares) {
   auto* second = Stage::Form(*window)->findChild<QTreeView*>(QStringLiteral("ListView2"));
   const QHeaderView* header = second->header();
   int sum = 0;
@@ -237,7 +237,7 @@ TEST_F(ListRows, ColumnsFillTheViewInTheToldShares) {
   EXPECT_GT(header->sectionSize(0), header->sectionSize(1) * 2);
 }
 
-TEST_F(ListRows, AreQuickWith32767Rows) {
+TEST_F(ListRows, StayFastWith32767Rows) {
   const std::vector<ListRow> rows = Many(32767);
   const std::vector<ListRow> others = Many(32767, 7);
   window->ListView1.SetRows(rows);

@@ -80,7 +80,7 @@ TEST_F(OptionsForm, ShowsThePageOfItsTab) {
   EXPECT_TRUE(stage.Find<QWidget>("Frame4")->isVisible());
 }
 
-TEST_F(OptionsForm, TurnsItsPagesByTheKeyboardFromAnyField) {
+TEST_F(OptionsForm, SwitchesPagesByKeyboardFromAnyField) {
   Show();
   stage.Find<QLineEdit>("Text9")->setFocus();
   std::vector<int> pages;
@@ -93,7 +93,7 @@ TEST_F(OptionsForm, TurnsItsPagesByTheKeyboardFromAnyField) {
   EXPECT_EQ(stage.window->TabStrip1.Selected(), 3);
 }
 
-TEST_F(OptionsForm, ReachesEveryControlOfAPageByTabInItsOrder) {
+TEST_F(OptionsForm, ReachesEveryControlOfAPageByTabInOrder) {
   Show();
   stage.Find<QTabBar>("TabStrip1")->setFocus();
   std::vector<std::string> reached;
@@ -119,7 +119,7 @@ TEST_F(OptionsForm, NamesEveryControlForAssistiveTechnology) {
   }
 }
 
-TEST_F(OptionsForm, BringsUpWhatTheUserDoes) {
+TEST_F(OptionsForm, ForwardsUserInput) {
   Show();
   auto* text = stage.Find<QLineEdit>("Text9");
   text->setFocus();
@@ -141,7 +141,7 @@ TEST_F(OptionsForm, SetsOneOfTheTwoTimes) {
   EXPECT_FALSE(stage.Find<QRadioButton>("Option1")->isChecked());
 }
 
-TEST_F(OptionsForm, ChoosesALanguageByTheKeyboard) {
+TEST_F(OptionsForm, ChoosesALanguageByKeyboard) {
   Show();
   stage.Find<QTabBar>("TabStrip1")->setCurrentIndex(3);
   Stage::Settle();
@@ -154,13 +154,13 @@ TEST_F(OptionsForm, ChoosesALanguageByTheKeyboard) {
   EXPECT_EQ(stage.window->Combo1.Text(), "Deutsch");
 }
 
-TEST_F(OptionsForm, IsLeftByEscape) {
+TEST_F(OptionsForm, ClosesOnEscape) {
   Show();
   Press(Qt::Key_Escape);
   EXPECT_FALSE(stage.window->Loaded());
 }
 
-TEST_F(OptionsForm, TakesEnterInAFieldForOK) {
+TEST_F(OptionsForm, TreatsEnterInAFieldAsOK) {
   Show();
   int accepted = 0;
   stage.window->OK.OnClick = [&accepted] { ++accepted; };
@@ -170,7 +170,7 @@ TEST_F(OptionsForm, TakesEnterInAFieldForOK) {
   EXPECT_EQ(accepted, 1);
 }
 
-TEST_F(OptionsForm, ShowsAnotherLanguageWithoutCutCaptions) {
+TEST_F(OptionsForm, ShowsTranslationsWithoutCutCaptions) {
   stage.Speak("german");
   Show();
   for (int page = 0; page < 4; ++page) {
@@ -185,7 +185,7 @@ TEST_F(OptionsForm, ShowsAnotherLanguageWithoutCutCaptions) {
   }
 }
 
-TEST_F(OptionsForm, StaysAsWideAsItIsWithALanguageOfAVeryLongName) {
+TEST_F(OptionsForm, KeepsItsWidthWithAVeryLongLanguageName) {
   Show();
   const QSize size = stage.form->size();
   const std::string name(500000, 'W');
@@ -205,7 +205,7 @@ TEST_F(OptionsForm, StaysAsWideAsItIsWithALanguageOfAVeryLongName) {
   EXPECT_EQ(stage.window->Combo1.Items()[static_cast<std::size_t>(row)], name);
 }
 
-TEST_F(OptionsForm, KeepsItsSizeWhenThePageTurns) {
+TEST_F(OptionsForm, KeepsItsSizeOnEveryPage) {
   Show();
   const QSize size = stage.form->size();
   for (int page = 1; page < 4; ++page) {

@@ -81,7 +81,7 @@ class PreviewForm : public testing::Test {
   PreviewSurface* surface = nullptr;
 };
 
-TEST_F(PreviewForm, TellsTheSurfacesSizeInItsPixels) {
+TEST_F(PreviewForm, ReportsTheSurfaceSizeInDevicePixels) {
   ASSERT_NE(surface, nullptr);
   EXPECT_GT(surface->width(), 150);
   EXPECT_GT(surface->height(), 60);
@@ -89,16 +89,16 @@ TEST_F(PreviewForm, TellsTheSurfacesSizeInItsPixels) {
   EXPECT_EQ(window->Picture3.PixelHeight(), surface->PixelSize().height());
 }
 
-TEST_F(PreviewForm, ABlankSurfaceLetsTheTextBeSeen) { EXPECT_GT(Marks(Seen()), 100); }
+TEST_F(PreviewForm, BlankSurfaceShowsTheText) { EXPECT_GT(Marks(Seen()), 100); }
 
-TEST_F(PreviewForm, APictureCoversTheText) {
+TEST_F(PreviewForm, PictureCoversTheText) {
   ShowFrame(surface->width(), surface->height(), 0xff112233);
   const QImage seen = Seen();
   EXPECT_EQ(Marks(seen), 0);
   EXPECT_EQ(seen.pixel(5, 5), 0xff112233U);
 }
 
-TEST_F(PreviewForm, APictureKeepsItsProportionsAmidACoveredGround) {
+TEST_F(PreviewForm, PictureKeepsItsProportionsOnAFilledBackground) {
   ShowFrame(400, 100, 0xff00ff00);
   const QImage seen = Seen();
   const int height = seen.width() / 4;
@@ -112,7 +112,7 @@ TEST_F(PreviewForm, APictureKeepsItsProportionsAmidACoveredGround) {
   }
 }
 
-TEST_F(PreviewForm, TheEndOfAPictureShowsTheTextAgain) {
+TEST_F(PreviewForm, RemovedPictureUncoversTheText) {
   const QImage before = Seen();
   ShowFrame(10, 10, 0xff00ff00);
   window->Picture3.Frame = nullptr;
@@ -120,7 +120,7 @@ TEST_F(PreviewForm, TheEndOfAPictureShowsTheTextAgain) {
   EXPECT_EQ(Seen(), before);
 }
 
-TEST_F(PreviewForm, TheDrawingOfASoundCoversTheText) {
+TEST_F(PreviewForm, SoundImageCoversTheText) {
   const QImage text = Seen();
   window->Image2.Visible = true;
   Stage::Settle();
@@ -131,7 +131,7 @@ TEST_F(PreviewForm, TheDrawingOfASoundCoversTheText) {
   EXPECT_EQ(Seen(), drawing);  // nothing of the text shows through
 }
 
-TEST_F(PreviewForm, AHundredPicturesPaintNothingButTheSurface) {
+TEST_F(PreviewForm, NewPicturesRepaintOnlyTheSurface) {
   int paints = 0;
   class Counter : public QObject {
    public:
@@ -150,7 +150,7 @@ TEST_F(PreviewForm, AHundredPicturesPaintNothingButTheSurface) {
   EXPECT_EQ(paints, 0);
 }
 
-TEST_F(PreviewForm, TheSliderTellsItsValueOnlyWhenTheUserMovesIt) {
+TEST_F(PreviewForm, SliderReportsOnlyUserMoves) {
   int changes = 0;
   window->Slider1.OnChange = [&changes] { ++changes; };
   auto* slider = form->findChild<QSlider*>(QStringLiteral("Slider1"));
@@ -163,7 +163,7 @@ TEST_F(PreviewForm, TheSliderTellsItsValueOnlyWhenTheUserMovesIt) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST_F(PreviewForm, TheMouseOverTheSurfaceIsTold) {
+TEST_F(PreviewForm, ReportsMouseMovesOverTheSurface) {
   int moves = 0;
   window->Picture3.OnMouseMove = [&moves] { ++moves; };
   QTest::mouseMove(surface, QPoint(20, 20));
@@ -171,7 +171,7 @@ TEST_F(PreviewForm, TheMouseOverTheSurfaceIsTold) {
   EXPECT_GT(moves, 0);
 }
 
-TEST_F(PreviewForm, TheLinkShowsItsColoursAndUnderlineAndOpensByKey) {
+TEST_F(PreviewForm, LinkShowsItsStyleAndOpensByKey) {
   auto* label = form->findChild<QLabel*>(QStringLiteral("Label7"));
   const auto colour = [label] { return label->palette().color(label->foregroundRole()); };
   const QColor usual = colour();

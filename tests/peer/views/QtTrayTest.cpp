@@ -31,7 +31,7 @@ class Clicks final : public TrayEvents {
   std::vector<int> messages;
 };
 
-TEST(TrayClicks, AreDoubleWheneverTheSecondIsInTimeWhateverCameBefore) {
+TEST(TrayClicks, AreDoubleIfTheSecondIsInTimeDespiteEarlierClicks) {
   SimPlatform sim;
   QtWindowSystem windows(sim.gate());
   QtTray tray(windows, sim.gate());
@@ -55,7 +55,7 @@ TEST(TrayClicks, AreDoubleWheneverTheSecondIsInTimeWhateverCameBefore) {
   tray.Delete();
 }
 
-TEST(TrayTipOnX, IsAlwaysPlainText) {
+TEST(XTrayTip, IsAlwaysPlainText) {
   SimPlatform sim;
   QtWindowSystem windows(sim.gate());
   for (const bool onX : {false, true}) {
@@ -114,17 +114,17 @@ class TrayMenu : public ::testing::Test {
   std::unique_ptr<App> app;
 };
 
-TEST_F(TrayMenu, HasTheEntriesOfItsWindowButNotTheBasketsOwn) {
+TEST_F(TrayMenu, ShowsItsWindowsEntriesWithoutCloseBasket) {
   EXPECT_EQ(Captions(), (QStringList{"&Open", "&Pause", "&Resume", "-", "&Exit"}));
 }
 
-TEST_F(TrayMenu, FollowsAChangeOfTheLanguage) {
+TEST_F(TrayMenu, FollowsLanguageChanges) {
   app->catcher().openwin.Caption = "Ö&ffnen";
   Stage::Settle();
   EXPECT_EQ(Captions().value(0), QStringLiteral("Ö&ffnen"));
 }
 
-TEST_F(TrayMenu, NeverShowsTheBasketsEntryThatThePopupShows) {
+TEST_F(TrayMenu, NeverShowsCloseBasketEvenWhileThePopupDoes) {
   sim.Do([&] { app->catcher().ShowPopupOfBasket(); });
   ASSERT_NE(QApplication::activePopupWidget(), nullptr);
   QApplication::activePopupWidget()->close();
@@ -132,7 +132,7 @@ TEST_F(TrayMenu, NeverShowsTheBasketsEntryThatThePopupShows) {
   EXPECT_EQ(Captions(), (QStringList{"&Open", "&Pause", "&Resume", "-", "&Exit"}));
 }
 
-TEST_F(TrayMenu, IsEmptyOnceTheProgramHasEndedByItsOwnEntry) {
+TEST_F(TrayMenu, IsEmptyAfterExitEndedTheProgram) {
   for (QWidget* const widget : QApplication::allWidgets()) {
     auto* const menu = qobject_cast<QMenu*>(widget);
     if (menu == nullptr || menu->defaultAction() == nullptr || menu->actions().size() != 6) continue;

@@ -28,7 +28,7 @@ std::shared_ptr<WindowType> Open(Stage& stage) {
   return window;
 }
 
-TEST(WindowEvents, AWindowThatIsNeverShownHasNoForm) {
+TEST(WindowEvents, WindowNeverShownHasNoForm) {
   Stage stage;
   const auto window = std::make_shared<SampleTransfer>(stage.platform);
   window->Load();
@@ -38,7 +38,7 @@ TEST(WindowEvents, AWindowThatIsNeverShownHasNoForm) {
   window->Unload();
 }
 
-TEST(WindowEvents, TheCloseBoxAsksTheModel) {
+TEST(WindowEvents, CloseBoxAsksTheModel) {
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);
   QWidget* form = Stage::Form(*window);
@@ -58,7 +58,7 @@ TEST(WindowEvents, TheCloseBoxAsksTheModel) {
   EXPECT_TRUE(watched.isNull());
 }
 
-TEST(WindowEvents, EscClosesADialogLikeItsFrame) {
+TEST(WindowEvents, EscapeClosesADialogLikeItsFrame) {
   Stage stage;
   const auto window = Open<SampleForm1>(stage);
   QTest::keyClick(Stage::Form(*window), Qt::Key_Escape);
@@ -66,7 +66,7 @@ TEST(WindowEvents, EscClosesADialogLikeItsFrame) {
   EXPECT_FALSE(window->Loaded());
 }
 
-TEST(WindowEvents, AWindowMayUnloadItselfInItsOwnClick) {
+TEST(WindowEvents, WindowCanUnloadItselfInsideItsClick) {
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);
   const QPointer<QWidget> form(Stage::Form(*window));
@@ -80,7 +80,7 @@ TEST(WindowEvents, AWindowMayUnloadItselfInItsOwnClick) {
   EXPECT_FALSE(window->Loaded());
 }
 
-TEST(WindowEvents, AnUnloadedWindowCanBeLoadedAgain) {
+TEST(WindowEvents, UnloadedWindowCanBeLoadedAgain) {
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);
   window->Unload();
@@ -95,7 +95,7 @@ TEST(WindowEvents, AnUnloadedWindowCanBeLoadedAgain) {
   Stage::Settle();
 }
 
-TEST(WindowEvents, TheShortFormFoldsTheSegmentsAway) {
+TEST(WindowEvents, ShortFormHidesTheSegments) {
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);
   QWidget* form = Stage::Form(*window);
@@ -115,7 +115,7 @@ TEST(WindowEvents, TheShortFormFoldsTheSegmentsAway) {
   Stage::Settle();
 }
 
-TEST(WindowEvents, TheLongFormIsAsHighAsItsRows) {
+TEST(WindowEvents, LongFormIsAsHighAsItsRows) {
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);
   const int eight = Stage::Form(*window)->height();
@@ -134,7 +134,7 @@ int SeenLightness(const QWidget& label) {
                           (1 - colour.alphaF()) * static_cast<float>(behind.lightness()));
 }
 
-TEST(WindowEvents, QuietLabelsCanBeReadOnEveryPalette) {
+TEST(WindowEvents, DimmedLabelsAreReadableOnEveryPalette) {
   const QPalette before = QApplication::palette();
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);
@@ -155,7 +155,7 @@ TEST(WindowEvents, QuietLabelsCanBeReadOnEveryPalette) {
   Stage::Settle();
 }
 
-TEST(WindowEvents, ResizingIsReportedAndASizeSetBackIsTaken) {
+TEST(WindowEvents, ResizingIsReportedAndACorrectedSizeApplied) {
   Stage stage;
   const auto window = Open<SampleMain>(stage);
   QWidget* form = Stage::Form(*window);
@@ -171,7 +171,7 @@ TEST(WindowEvents, ResizingIsReportedAndASizeSetBackIsTaken) {
   Stage::Settle();
 }
 
-TEST(WindowEvents, AShowingIsNoResizeButTellsTheSize) {
+TEST(WindowEvents, ShowingReportsTheSizeButIsNoResize) {
   Stage stage;
   const auto window = Open<SampleMain>(stage);
   QWidget* form = Stage::Form(*window);
@@ -195,7 +195,7 @@ TEST(WindowEvents, AShowingIsNoResizeButTellsTheSize) {
   Stage::Settle();
 }
 
-TEST(WindowEvents, FittingTheRowsIsNoResizeAndFoldingIsOne) {
+TEST(WindowEvents, FoldingIsAResizeUnlikeFittingTheRows) {
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);
   QWidget* form = Stage::Form(*window);
@@ -225,7 +225,7 @@ TEST(WindowEvents, MinimisingIsReported) {
   Stage::Settle();
 }
 
-TEST(WindowEvents, AWindowOpensWithinItsScreen) {
+TEST(WindowEvents, WindowOpensWithinItsScreen) {
   Stage stage;
   const auto window = std::make_shared<SampleMain>(stage.platform);
   window->Width = 5000;
@@ -245,7 +245,7 @@ TEST(WindowEvents, AWindowOpensWithinItsScreen) {
   Stage::Settle();
 }
 
-TEST(WindowEvents, ARowThatComesMovesNoWindowOffTheScreen) {
+TEST(WindowEvents, NewRowMovesNoWindowOffTheScreen) {
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);
   window->KeepRows(1);
@@ -270,7 +270,7 @@ TEST(WindowEvents, ARowThatComesMovesNoWindowOffTheScreen) {
   Stage::Settle();
 }
 
-TEST(WindowEvents, WindowsAreWindowsToAssistiveTechnologyAndBearTheirTitles) {
+TEST(WindowEvents, WindowsHaveRoleAndTitleForAssistiveTechnology) {
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);
   window->Caption = "1.0% of a.bin downloaded.";

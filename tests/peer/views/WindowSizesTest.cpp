@@ -65,13 +65,13 @@ class WindowSizes : public ::testing::Test {
   AppStage stage;
 };
 
-TEST_F(WindowSizes, TheMainWindowGrowsAsItsModelSays) {
+TEST_F(WindowSizes, MainWindowGrowsAsItsModelRequires) {
   ExpectGrowthAsInTheModel(stage.Main(), 120, 3);
   stage.Do([this] { stage.Main().Command4.Click(); });
   ExpectGrowthAsInTheModel(stage.Main(), 60, 5);
 }
 
-TEST_F(WindowSizes, TheArchiveViewerGrowsAsItsModelSays) {
+TEST_F(WindowSizes, ArchiveViewerGrowsAsItsModelRequires) {
   const auto viewer = std::make_shared<Form2>(stage.app->program(), nullptr);
   stage.Do([&] { viewer->Show(); });
   ExpectGrowthAsInTheModel(*viewer, 150, 1);
@@ -89,7 +89,7 @@ TEST_F(WindowSizes, OnlyTheFinishedListGrowsInHeight) {
   EXPECT_EQ(HeightOf("ListView2"), finished);
 }
 
-TEST_F(WindowSizes, TheCurrentListKeepsTheHeightThatTheUserGivesIt) {
+TEST_F(WindowSizes, CurrentListKeepsTheHeightSetByTheUser) {
   auto* splitter = stage.Find<QSplitter>(stage.Main(), "halves");
   const QList<int> sizes = splitter->sizes();
   const int current = HeightOf("ListView1");
@@ -102,7 +102,7 @@ TEST_F(WindowSizes, TheCurrentListKeepsTheHeightThatTheUserGivesIt) {
   EXPECT_EQ(HeightOf("ListView2"), finished + 200);
 }
 
-TEST_F(WindowSizes, BothListsCanBeReadInTheSmallestWindow) {
+TEST_F(WindowSizes, BothListsAreReadableInTheSmallestWindow) {
   stage.Form(stage.Main())->resize(100, 100);
   Stage::Settle();
   EXPECT_EQ(stage.Form(stage.Main())->height(), 534);
@@ -110,13 +110,13 @@ TEST_F(WindowSizes, BothListsCanBeReadInTheSmallestWindow) {
   EXPECT_GE(HeightOf("ListView2"), 90);
 }
 
-TEST_F(WindowSizes, TheMainWindowIsLaidOutAtItsFirstShowing) {
+TEST_F(WindowSizes, MainWindowIsLaidOutWhenFirstShown) {
   const MainWindow& main = stage.Main();
   EXPECT_EQ(main.InnerWidth(), stage.Form(main)->width());
   EXPECT_EQ(main.ListView1.Width(), main.InnerWidth() - 20);
 }
 
-TEST_F(WindowSizes, ATransferWindowThatConnectsSaysSoUntilItIsResized) {
+TEST_F(WindowSizes, ConnectingTransferWindowShowsItsCaptionUntilResized) {
   SimScript origin;
   origin.wire.hangBeforeAccept = true;
   stage.sim.network().Serve("origin.example", 80, origin);

@@ -68,7 +68,7 @@ TEST_F(ZipWindow, HasAWidgetForEveryControl) {
   EXPECT_EQ(stage.Find<QPushButton>("Command1")->toolTip().contains("extracts all"), true);
 }
 
-TEST_F(ZipWindow, ShowsTheRowsWithFiguresOnTheRight) {
+TEST_F(ZipWindow, ShowsRowsWithRightAlignedFigures) {
   ASSERT_EQ(Report().model()->rowCount(), 13);
   EXPECT_TRUE(Report().isVisible());
   EXPECT_EQ(Text(Report(), RowOf(Report(), "setup.exe"), 2), "3411968");
@@ -78,7 +78,7 @@ TEST_F(ZipWindow, ShowsTheRowsWithFiguresOnTheRight) {
   }
 }
 
-TEST_F(ZipWindow, SortsByAClickOnAHeadingAndShowsTheOrder) {
+TEST_F(ZipWindow, SortsOnAHeadingClickAndShowsTheOrder) {
   QHeaderView& header = *Report().header();
   EXPECT_TRUE(header.isSortIndicatorShown());
   const auto click = [&](int column) {
@@ -95,7 +95,7 @@ TEST_F(ZipWindow, SortsByAClickOnAHeadingAndShowsTheOrder) {
   EXPECT_EQ(Text(Report(), 0, 4), "pellora-5.2/src");
 }
 
-TEST_F(ZipWindow, OpensFoldersByADoubleClickInTheReportAndInTheIcons) {
+TEST_F(ZipWindow, OpensFoldersOnDoubleClickInReportAndIconViews) {
   Click("Option1");
   DoubleClick(Report(), RowOf(Report(), "+pellora-5.2"));
   EXPECT_EQ(stage.viewer->CurrentFolder, "pellora-5.2");
@@ -108,7 +108,7 @@ TEST_F(ZipWindow, OpensFoldersByADoubleClickInTheReportAndInTheIcons) {
   EXPECT_EQ(stage.viewer->CurrentFolder, "pellora-5.2");
 }
 
-TEST_F(ZipWindow, ChangesBetweenFourDisplaysOfTheSameRows) {
+TEST_F(ZipWindow, SwitchesBetweenFourViewsOfTheSameRows) {
   Click("Option5");
   EXPECT_EQ(Icons().flow(), QListView::LeftToRight);
   EXPECT_EQ(Icons().iconSize(), QSize(32, 32));
@@ -130,7 +130,7 @@ TEST_F(ZipWindow, ChangesBetweenFourDisplaysOfTheSameRows) {
   EXPECT_TRUE(stage.Find<QRadioButton>("Option2")->isChecked());  // the other pair is a group of its own
 }
 
-TEST_F(ZipWindow, SharesTheSelectionBetweenTheDisplays) {
+TEST_F(ZipWindow, SharesTheSelectionBetweenViews) {
   Report().selectionModel()->select(Report().model()->index(2, 0),
                                     QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
   Click("Option5");
@@ -141,21 +141,21 @@ TEST_F(ZipWindow, SharesTheSelectionBetweenTheDisplays) {
   EXPECT_EQ(stage.viewer->ListView1.Selection(), std::vector<std::size_t>{0});
 }
 
-TEST_F(ZipWindow, TellsWholeNamesWhereIconsCutThem) {
+TEST_F(ZipWindow, ShowsNamesCutInIconViewInToolTips) {
   Click("Option5");
   const int row = RowOf(Icons(), "a-name-that-is-rather-longer-than-most-columns-of-a-list-are-wide.txt");
   ASSERT_GE(row, 0);
   EXPECT_TRUE(Icons().model()->index(row, 0).data(Qt::ToolTipRole).toString().contains("rather-longer"));
 }
 
-TEST_F(ZipWindow, LeavesByTheFrameAndByItsButton) {
+TEST_F(ZipWindow, ClosesByFrameAndButton) {
   stage.Form()->close();
   Stage::Settle();
   EXPECT_EQ(stage.Form(), nullptr);
   EXPECT_FALSE(stage.viewer->Loaded());
 }
 
-TEST_F(ZipWindow, OffersFoldersInADialogOfItsOwn) {
+TEST_F(ZipWindow, OffersFoldersInASeparateDialog) {
   Click("Command1");
   const std::shared_ptr<Extract> dialog = stage.viewer->ExtractDialog;
   ASSERT_TRUE(dialog);

@@ -4,23 +4,23 @@
 namespace pellora {
 namespace {
 
-using Browser = MainWindowFixture;
+using BrowserCapture = MainWindowFixture;
 
-TEST_F(Browser, HasTheEntryAfterAStartWithTheSettingOn) {
+TEST_F(BrowserCapture, AddsItsMenuEntryAtAStartWithTheSettingOn) {
   sim.settings().values[{"Pellora", "BrowserIngeration"}] = "True";
   Start();
   EXPECT_TRUE(sim.browserMenu().entry);
   EXPECT_EQ(sim.browserMenu().calls, 1);
 }
 
-TEST_F(Browser, LosesAnExistingEntryAtAStartWithTheSettingOff) {
+TEST_F(BrowserCapture, RemovesItsMenuEntryAtAStartWithTheSettingOff) {
   sim.browserMenu().entry = true;
   sim.settings().values[{"Pellora", "BrowserIngeration"}] = "False";
   Start();
   EXPECT_FALSE(sim.browserMenu().entry);
 }
 
-TEST_F(Browser, KeepsTheEntryUntilTheNextStartWhenTheSettingIsTurnedOff) {
+TEST_F(BrowserCapture, KeepsItsMenuEntryUntilTheNextStart) {
   sim.settings().values[{"Pellora", "BrowserIngeration"}] = "True";
   Start();
   program().settings.BrowserIngeration = false;
@@ -39,7 +39,7 @@ TEST_F(Browser, KeepsTheEntryUntilTheNextStartWhenTheSettingIsTurnedOff) {
   next.DropProgram();
 }
 
-TEST_F(Browser, StartsQuietlyWhereNoBrowserIs) {
+TEST_F(BrowserCapture, StartsQuietlyWithoutABrowser) {
   sim.settings().values[{"Pellora", "BrowserIngeration"}] = "True";
   sim.browserMenu().parentMissing = true;
   Start();
@@ -48,7 +48,7 @@ TEST_F(Browser, StartsQuietlyWhereNoBrowserIs) {
   EXPECT_TRUE(window().Visible());
 }
 
-TEST_F(Browser, LeechUrlAddsAndChangesNothing) {
+TEST_F(BrowserCapture, LeechUrlAddsAndChangesNothing) {
   Start();
   sim.RunFor(6000);
   const std::string list = sim.disk().Get("/prog/Pellora.dat");
@@ -61,7 +61,7 @@ TEST_F(Browser, LeechUrlAddsAndChangesNothing) {
   EXPECT_TRUE(sim.dialogs().Boxes().empty());
 }
 
-TEST_F(Browser, MenuUrlYieldsTheSameRecordWithAndWithoutPageAndCookie) {
+TEST_F(BrowserCapture, MenuUrlIgnoresPageAndCookie) {
   std::vector<DownloadRecord> records;
   for (const bool filled : {false, true}) {
     SimPlatform one;
@@ -81,7 +81,7 @@ TEST_F(Browser, MenuUrlYieldsTheSameRecordWithAndWithoutPageAndCookie) {
   EXPECT_TRUE(records[0] == records[1]);
 }
 
-TEST_F(Browser, MenuUrlStartsAtOnceAndQueuesWhileAllSlotsAreBusy) {
+TEST_F(BrowserCapture, MenuUrlStartsAtOnceOrQueuesWhileAllSlotsAreBusy) {
   sim.settings().values[{"Pellora", "MaxSimulDownlads"}] = "1";
   Start();
   Add("http://origin.example/a.zip");
@@ -92,7 +92,7 @@ TEST_F(Browser, MenuUrlStartsAtOnceAndQueuesWhileAllSlotsAreBusy) {
   EXPECT_EQ(Rec(2).Queued, 1);
 }
 
-TEST_F(Browser, ABadUrlLeavesTheMessageAndTheCallerSeesNothing) {
+TEST_F(BrowserCapture, BadUrlShowsAMessageButNoErrorToTheCaller) {
   Start();
   EXPECT_NO_THROW(Add("https://origin.example/a.zip"));
   EXPECT_EQ(Box(), Text(400));

@@ -54,14 +54,14 @@ class DropBasket : public MainWindowFixture {
   }
 };
 
-TEST_F(DropBasket, IsHiddenAtTheStart) {
+TEST_F(DropBasket, IsHiddenAtStart) {
   Start();
   EXPECT_FALSE(basket().Visible());
   EXPECT_FALSE(basket().Loaded());
   EXPECT_FALSE(window().sdb.Checked);
 }
 
-TEST_F(DropBasket, IsShownAndHiddenByItsEntryAndStaysOne) {
+TEST_F(DropBasket, IsShownAndHiddenByItsMenuEntry) {
   Open();
   EXPECT_TRUE(basket().Visible());
   EXPECT_TRUE(window().sdb.Checked);
@@ -73,7 +73,7 @@ TEST_F(DropBasket, IsShownAndHiddenByItsEntryAndStaysOne) {
   EXPECT_EQ(sim.windows().Count("DownloadBasket"), 1U);
 }
 
-TEST_F(DropBasket, IsShownByTheButtonWhichAlsoSetsTheMark) {
+TEST_F(DropBasket, IsShownByTheButtonWhichChecksTheMenuEntry) {
   Start();
   for (int click = 0; click < 2; ++click) {  // the button never hides it
     Do([&] { window().Command5.Click(); });
@@ -83,7 +83,7 @@ TEST_F(DropBasket, IsShownByTheButtonWhichAlsoSetsTheMark) {
   }
 }
 
-TEST_F(DropBasket, TakesTheLastWordOfTwoClicksDuringItsLoad) {
+TEST_F(DropBasket, ObeysTheLastOfTwoClicksDuringItsLoad) {
   Start();
   Do([&] {
     window().sdb.Click();
@@ -95,7 +95,7 @@ TEST_F(DropBasket, TakesTheLastWordOfTwoClicksDuringItsLoad) {
   EXPECT_FALSE(View().visible);
 }
 
-TEST_F(DropBasket, StaysOnTopAt32PixelsAboveTheMiddleOfTheScreen) {
+TEST_F(DropBasket, IsA32PixelTopmostSquareAboveTheScreenCentre) {
   Open();
   EXPECT_TRUE(basket().TopMost());
   EXPECT_EQ(basket().Width(), 32);
@@ -105,7 +105,7 @@ TEST_F(DropBasket, StaysOnTopAt32PixelsAboveTheMiddleOfTheScreen) {
   EXPECT_EQ(basket().Caption(), "Form4");
 }
 
-TEST_F(DropBasket, KeepsItsPlaceWhileHidden) {
+TEST_F(DropBasket, KeepsItsPositionWhileHidden) {
   Open();
   DragBy(50, 60);
   const auto place = Place();
@@ -115,7 +115,7 @@ TEST_F(DropBasket, KeepsItsPlaceWhileHidden) {
   EXPECT_EQ(Place(), place);
 }
 
-TEST_F(DropBasket, ComesBackOntoAScreenThatBecameSmaller) {
+TEST_F(DropBasket, ReturnsOntoAScreenThatBecameSmaller) {
   Open();
   DragBy(5000, 5000);
   Do([&] { window().sdb.Click(); });
@@ -124,7 +124,7 @@ TEST_F(DropBasket, ComesBackOntoAScreenThatBecameSmaller) {
   EXPECT_EQ(Place(), std::make_pair(800.0 - 32, 600.0 - 32));
 }
 
-TEST_F(DropBasket, FollowsTheLeftButton) {
+TEST_F(DropBasket, FollowsTheMouseWithTheLeftButton) {
   Open();
   const auto [left, top] = Place();
   DragBy(7, -9);
@@ -133,7 +133,7 @@ TEST_F(DropBasket, FollowsTheLeftButton) {
   EXPECT_EQ(basket().DragStartY, 12.0F);
 }
 
-TEST_F(DropBasket, StopsAtEachEdgeOfTheScreen) {
+TEST_F(DropBasket, StopsAtEachScreenEdge) {
   Open();
   const auto [left, top] = Place();
   DragBy(5000, 3);
@@ -160,7 +160,7 @@ TEST_F(DropBasket, IgnoresTheMiddleButton) {
   EXPECT_TRUE(sim.windows().popups.empty());
 }
 
-TEST_F(DropBasket, OffersCloseBasketAtARightClickAndTheTrayDoesNot) {
+TEST_F(DropBasket, OffersCloseBasketOnRightClickUnlikeTheTray) {
   Open();
   Do([&] { basket().MouseUp(kRightButton, 3, 3); });
   Do([&] { sim.tray().Mouse(kTrayRightDown); });
@@ -184,7 +184,7 @@ TEST_F(DropBasket, HidesAndUnchecksWhenTheWindowManagerClosesIt) {
   EXPECT_FALSE(window().sdb.Checked);
 }
 
-TEST_F(DropBasket, AddsADroppedUrlAndStartsNothing) {
+TEST_F(DropBasket, AddsADroppedUrlWithoutStartingIt) {
   Open();
   EXPECT_EQ(Drop("http://origin.example/a.zip"), kDropCopy);
   ASSERT_EQ(program().DownloadCount, 1);
@@ -195,7 +195,7 @@ TEST_F(DropBasket, AddsADroppedUrlAndStartsNothing) {
   EXPECT_EQ(InSlot(1), nullptr);
 }
 
-TEST_F(DropBasket, TakesLeadingBlanksAndASchemeInCapitals) {
+TEST_F(DropBasket, AcceptsLeadingBlanksAndAnUppercaseScheme) {
   Open();
   EXPECT_EQ(Drop("   HTTP://origin.example/a.zip"), kDropCopy);
   EXPECT_EQ(Drop(" FTP://origin.example/b.zip  "), kDropCopy);
@@ -206,7 +206,7 @@ TEST_F(DropBasket, TakesLeadingBlanksAndASchemeInCapitals) {
   EXPECT_EQ(Rec(2).FileName, "b.zip");
 }
 
-TEST_F(DropBasket, PassesOverWhatIsNoUrlWithoutAWord) {
+TEST_F(DropBasket, IgnoresOtherTextSilently) {
   Open();
   const std::vector<std::optional<std::string>> others = {std::nullopt,
                                                           "",
@@ -220,28 +220,28 @@ TEST_F(DropBasket, PassesOverWhatIsNoUrlWithoutAWord) {
   EXPECT_TRUE(sim.dialogs().Boxes().empty());
 }
 
-TEST_F(DropBasket, AsksForNoDataWhereThereIsNoText) {
+TEST_F(DropBasket, ReadsNoDataFromADropWithoutText) {
   Open();
   const Dragged data(std::nullopt);
   Do([&] { basket().OLEDragDrop(data, kDropNone); });
   EXPECT_EQ(data.asked, 0);
 }
 
-TEST_F(DropBasket, SaysThatAUrlOfTheRightSchemeIsBad) {
+TEST_F(DropBasket, ReportsABadUrlWithASupportedScheme) {
   Open();
   EXPECT_EQ(Drop("http://origin.example"), kDropCopy);
   EXPECT_EQ(program().DownloadCount, 0);
   EXPECT_EQ(Box(), Text(400));
 }
 
-TEST_F(DropBasket, TakesSeveralLinesAsOneText) {
+TEST_F(DropBasket, TreatsSeveralLinesAsOneText) {
   Open();
   EXPECT_EQ(Drop("http://origin.example/a.zip\nhttp://origin.example/b.zip"), kDropCopy);
   EXPECT_EQ(program().DownloadCount, 1);
   EXPECT_EQ(Rec(1).URL, "http://origin.example/a.zip\nhttp://origin.example/b.zip");
 }
 
-TEST_F(DropBasket, TakesEachLinkOfADropWithoutAText) {
+TEST_F(DropBasket, AcceptsEachLinkOfADropWithoutText) {
   Open();
   EXPECT_EQ(Drop(std::nullopt, "# links\r\nhttp://origin.example/a.zip\r\nftp://me:pw@origin.example/b%20.zip\r\n"),
             kDropCopy);
@@ -253,14 +253,14 @@ TEST_F(DropBasket, TakesEachLinkOfADropWithoutAText) {
   EXPECT_TRUE(transfers.empty());
 }
 
-TEST_F(DropBasket, PassesOverADropOfFiles) {
+TEST_F(DropBasket, IgnoresADropOfFiles) {
   Open();
   EXPECT_EQ(Drop(std::nullopt, "file:///home/u/a.zip\r\nhttps://origin.example/a.zip\r\n"), kDropNone);
   EXPECT_EQ(program().DownloadCount, 0);
   EXPECT_TRUE(sim.dialogs().Boxes().empty());
 }
 
-TEST_F(DropBasket, TakesTheTextWhereThereIsOneAndNotTheLinks) {
+TEST_F(DropBasket, PrefersTextOverLinks) {
   Open();
   EXPECT_EQ(Drop("http://origin.example/text.zip", "http://origin.example/link.zip\r\n"), kDropCopy);
   EXPECT_EQ(Drop("words", "http://origin.example/link.zip\r\n"), kDropNone);
@@ -281,7 +281,7 @@ TEST_F(DropBasket, AddsTheOtherLinksWhileOneOfThemAsks) {
   EXPECT_EQ(Box(), Text(400));
 }
 
-TEST_F(DropBasket, SaysThatATextOf10MebibytesIsBad) {
+TEST_F(DropBasket, ReportsATextOf10MebibytesAsBad) {
   Open();
   EXPECT_EQ(Drop("http://origin.example/" + std::string(10 << 20, 'a')), kDropCopy);
   EXPECT_EQ(program().DownloadCount, 0);
@@ -297,7 +297,7 @@ TEST_F(DropBasket, QueuesADropWhileAllSlotsAreBusy) {
   EXPECT_EQ(Rec(2).Queued, 1);
 }
 
-TEST_F(DropBasket, TellsNothingByThePointerWhileADragIsOverIt) {
+TEST_F(DropBasket, KeepsTheDropEffectDuringADrag) {
   Open();
   const Dragged url("http://origin.example/a.zip");
   const Dragged other(std::nullopt);

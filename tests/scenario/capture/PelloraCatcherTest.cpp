@@ -6,13 +6,13 @@
 namespace pellora {
 namespace {
 
-class TrayPresence : public MainWindowFixture {
+class TrayIcon : public MainWindowFixture {
  protected:
   PelloraCatcher& catcher() { return app->catcher(); }
   std::vector<WindowState> States() { return sim.windows().Record(window()).states; }
 };
 
-TEST_F(TrayPresence, AddsTheIconAtItsLoadWithItsOwnCaptionAndPicture) {
+TEST_F(TrayIcon, AppearsAtLoadWithItsCaptionAndPicture) {
   Start();
   EXPECT_EQ(sim.tray().added, 1);
   EXPECT_TRUE(sim.tray().Shown());
@@ -22,14 +22,14 @@ TEST_F(TrayPresence, AddsTheIconAtItsLoadWithItsOwnCaptionAndPicture) {
   EXPECT_FALSE(catcher().Visible());
 }
 
-TEST_F(TrayPresence, IsLabelledWithoutAnIconBeforeTheStart) {
+TEST_F(TrayIcon, IsTranslatedButNotShownBeforeStart) {
   Do([&] { LoadLanguage(program(), "english"); });
   EXPECT_EQ(catcher().openwin.Caption(), Text(700));
   EXPECT_FALSE(catcher().Loaded());
   EXPECT_EQ(sim.tray().added, 0);
 }
 
-TEST_F(TrayPresence, DeletesTheIconOnceAtTheEnd) {
+TEST_F(TrayIcon, IsRemovedOnceAtTheEnd) {
   Start();
   Do([&] { app->SaveAndQuit(); });
   EXPECT_EQ(sim.tray().deleted, 1);
@@ -37,7 +37,7 @@ TEST_F(TrayPresence, DeletesTheIconOnceAtTheEnd) {
   EXPECT_EQ(sim.windows().Count("DownloadBasket"), 0U);  // the end makes no window to take it down
 }
 
-TEST_F(TrayPresence, KeepsAShortTipWholeAndCutsOneOf64CharactersOrMore) {
+TEST_F(TrayIcon, CutsATipOf64CharactersOrMore) {
   Start();
   for (const std::size_t length : {1U, 63U, 64U, 65U, 200U}) {
     Do([&] { catcher().refreshMessage(std::string(length, 'x')); });
@@ -45,7 +45,7 @@ TEST_F(TrayPresence, KeepsAShortTipWholeAndCutsOneOf64CharactersOrMore) {
   }
 }
 
-TEST_F(TrayPresence, ShowsTheProgramsOwnIconAgainAtLevelNone) {
+TEST_F(TrayIcon, ShowsTheProgramsIconAgainAtLevelNone) {
   Start();
   const std::vector<std::pair<int, std::string>> pictures = {
       {1, "tray-1"}, {2, "tray-2"}, {3, "tray-3"}, {4, "tray-4"}, {0, "program"}, {9, "tray-4"}, {-1, "program"}};
@@ -55,7 +55,7 @@ TEST_F(TrayPresence, ShowsTheProgramsOwnIconAgainAtLevelNone) {
   }
 }
 
-TEST_F(TrayPresence, HearsOfEachTick) {
+TEST_F(TrayIcon, IsUpdatedOnEachTick) {
   Start();
   sim.RunFor(2500);
   EXPECT_EQ(sim.tray().tips.size(), 5U);
@@ -63,7 +63,7 @@ TEST_F(TrayPresence, HearsOfEachTick) {
   EXPECT_EQ(sim.tray().tip, "Pellora! Downloads(0) Speed : 0 " + Text(1) + "/s ");
 }
 
-TEST_F(TrayPresence, OpensTheWindowAtADoubleClickOnly) {
+TEST_F(TrayIcon, OpensTheWindowOnDoubleClickOnly) {
   Start();
   Do([&] { window().ViewClosed(); });
   for (const int message : {0, 511, 512, 513, 514, 517, 518, 519, 1024, -515}) {
@@ -76,7 +76,7 @@ TEST_F(TrayPresence, OpensTheWindowAtADoubleClickOnly) {
   EXPECT_EQ(States(), std::vector<WindowState>{WindowState::Normal});
 }
 
-TEST_F(TrayPresence, BringsAMinimisedWindowBack) {
+TEST_F(TrayIcon, RestoresAMinimisedWindow) {
   Start();
   Do([&] { window().ViewStateChanged(WindowState::Minimised); });
   Do([&] { catcher().openwin.Click(); });
@@ -85,7 +85,7 @@ TEST_F(TrayPresence, BringsAMinimisedWindowBack) {
   EXPECT_EQ(sim.windows().Record(window()).raised, 1);
 }
 
-TEST_F(TrayPresence, OpensItsMenuAtTheRightButtonWithoutTheBasketsEntry) {
+TEST_F(TrayIcon, OpensItsMenuOnRightClickWithoutCloseBasket) {
   Start();
   Do([&] { sim.tray().Mouse(kTrayRightDown); });
   ASSERT_EQ(sim.windows().popups.size(), 1U);
@@ -94,7 +94,7 @@ TEST_F(TrayPresence, OpensItsMenuAtTheRightButtonWithoutTheBasketsEntry) {
   EXPECT_EQ(sim.windows().popups[0].standard, "openwin");
 }
 
-TEST_F(TrayPresence, ShowsItsMenuInTheLanguageOfTheSettings) {
+TEST_F(TrayIcon, ShowsItsMenuInTheChosenLanguage) {
   sim.settings().values[{"Pellora", "Language"}] = "other";
   sim.disk().Put("/prog/other.txt", SimContent(std::string("700=Auf\n703=Ende\n704=Anderer Titel\n")));
   Start();
@@ -105,7 +105,7 @@ TEST_F(TrayPresence, ShowsItsMenuInTheLanguageOfTheSettings) {
   EXPECT_EQ(sim.windows().popups[0].captions.back(), "Ende");
 }
 
-TEST_F(TrayPresence, PausesAndResumesAll) {
+TEST_F(TrayIcon, PausesAndResumesAll) {
   Start();
   FakeTransfer& first = Transferring(Record("http://h/a"));
   FakeTransfer& second = Transferring(Record("http://h/b"));
@@ -117,7 +117,7 @@ TEST_F(TrayPresence, PausesAndResumesAll) {
   EXPECT_EQ(second.resumes, 1);
 }
 
-TEST_F(TrayPresence, ExitAsksNothingAlsoUnderAQuestion) {
+TEST_F(TrayIcon, ExitAsksNothingEvenDuringAQuestion) {
   Start();
   FakeTransfer& transfer = Transferring(Record("http://h/a"));
   Do([&] { window().RunAction(MainWindow::kQuit); });
@@ -128,7 +128,7 @@ TEST_F(TrayPresence, ExitAsksNothingAlsoUnderAQuestion) {
   EXPECT_EQ(sim.machine().endCode, 0);
 }
 
-TEST_F(TrayPresence, ClosesABasketThatWasNeverOpenWithoutShowingIt) {
+TEST_F(TrayIcon, ClosesANeverOpenedBasketWithoutShowingIt) {
   Start();
   Do([&] { catcher().closebasket.Click(); });
   sim.RunFor(1000);

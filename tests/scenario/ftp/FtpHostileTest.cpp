@@ -13,7 +13,7 @@ std::string Repeated(const std::string& text, int count) {
 }
 
 // The probe is connection 1, the only segment of a small file connection 2.
-class FtpHostile : public FtpFixture {
+class FtpHostileServer : public FtpFixture {
  protected:
   // Every connection of this server suffers it from `connection` on.
   void From(int connection, FtpFault fault) {
@@ -36,7 +36,7 @@ class FtpHostile : public FtpFixture {
   }
 };
 
-TEST_F(FtpHostile, AskingForThePasswordWithoutEndIsAnsweredAFewTimesByTheProbe) {
+TEST_F(FtpHostileServer, GetsFewProbeAnswersToEndlessPasswordPrompts) {
   FtpFault fault;
   fault.greeting = "220 a\r\n" + Repeated("331 x\r\n", 20'000);
   fault.refuse["PASS"] = "";
@@ -48,7 +48,7 @@ TEST_F(FtpHostile, AskingForThePasswordWithoutEndIsAnsweredAFewTimesByTheProbe) 
   ExpectThatPauseAndResumeBringTheFile();
 }
 
-TEST_F(FtpHostile, AskingForThePasswordWithoutEndIsAnsweredAFewTimesByASegment) {
+TEST_F(FtpHostileServer, GetsFewSegmentAnswersToEndlessPasswordPrompts) {
   FtpFault fault;
   fault.greeting = "220 a\r\n" + Repeated("331 x\r\n", 20'000);
   fault.refuse["PASS"] = "";
@@ -60,7 +60,7 @@ TEST_F(FtpHostile, AskingForThePasswordWithoutEndIsAnsweredAFewTimesByASegment) 
   ExpectThatPauseAndResumeBringTheFile();
 }
 
-TEST_F(FtpHostile, NamingItsDirectoryAndTheSizeWithoutEndIsAnsweredAFewTimes) {
+TEST_F(FtpHostileServer, GetsFewAnswersToEndlessPwdAndSizeReplies) {
   for (const char* const verb : {"PWD", "SIZE"}) {
     FtpFault fault;
     fault.wire.cut = SimCut::Whole;
@@ -78,7 +78,7 @@ TEST_F(FtpHostile, NamingItsDirectoryAndTheSizeWithoutEndIsAnsweredAFewTimes) {
   }
 }
 
-TEST_F(FtpHostile, RepliesOfAHundredThousandLinesInOneBlockAreBorne) {
+TEST_F(FtpHostileServer, CanSendRepliesOf100000LinesInOneBlock) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"USER", Repeated("xyz\r\n", 100'000) + "331 b\r\n"},
       {"PASS", Repeated("230-x\r\n", 5'000) + Repeated("xyz\r\n", 100'000)},
@@ -97,7 +97,7 @@ TEST_F(FtpHostile, RepliesOfAHundredThousandLinesInOneBlockAreBorne) {
   }
 }
 
-TEST_F(FtpHostile, ALineWithoutEndIsBorneAndKeptNowhere) {
+TEST_F(FtpHostileServer, CannotFillMemoryWithAnEndlessLine) {
   for (const char* const verb : {"USER", "PASS", "PASV", "REST"}) {
     FtpFault fault;
     fault.wire.cut = SimCut::Whole;
@@ -115,7 +115,7 @@ TEST_F(FtpHostile, ALineWithoutEndIsBorneAndKeptNowhere) {
 }
 
 // Each reply would bring a try of its own.
-TEST_F(FtpHostile, PasvRepliesWithoutEndToADeadPortMakeNoMoreThanFiveTriesASecond) {
+TEST_F(FtpHostileServer, CannotCauseMoreThanFiveDataPortTriesASecond) {
   for (const char* const reply : {"227 (10,0,0,1,0,0)\r\n", "227 (10,0,0,1,255,255)\r\n"}) {
     FtpFault fault;
     fault.wire.cut = SimCut::Whole;
@@ -137,7 +137,7 @@ TEST_F(FtpHostile, PasvRepliesWithoutEndToADeadPortMakeNoMoreThanFiveTriesASecon
   }
 }
 
-TEST_F(FtpHostile, ADirectoryWithLineEndsAndNulsCarriesNoCommand) {
+TEST_F(FtpHostileServer, CannotInjectCommandsThroughItsDirectory) {
   FtpFault fault;
   fault.say["PWD"] = std::string("257 \"/x\rDELE a\nDELE b") + '\0' + "c\"\r\n";
   fault.refuse["CWD"] = "550 no\r\n";
@@ -151,7 +151,7 @@ TEST_F(FtpHostile, ADirectoryWithLineEndsAndNulsCarriesNoCommand) {
 }
 
 // 226 comes before the data's end, as the control connection is the faster one.
-TEST_F(FtpHostile, TheEndOfTheTransferToldBeforeItsDataHasComeChangesNothing) {
+TEST_F(FtpHostileServer, MayReportTheTransfersEndBeforeItsData) {
   FtpFault fault;
   fault.wire.latency = 1;
   fault.dataWire.latency = 50;
@@ -163,7 +163,7 @@ TEST_F(FtpHostile, TheEndOfTheTransferToldBeforeItsDataHasComeChangesNothing) {
 }
 
 // A data connection that stands when PASV has only been answered brings bytes before RETR went out.
-TEST_F(FtpHostile, DataBeforeItWasAskedForNeverLeadsOutsideThePartFile) {
+TEST_F(FtpHostileServer, CannotWriteOutsideThePartFileWithEarlyData) {
   SimScript eager;
   eager.onConnect = [](SimPeer& peer) {
     peer.Send(std::string(50'000, 'z'));
@@ -182,7 +182,7 @@ TEST_F(FtpHostile, DataBeforeItWasAskedForNeverLeadsOutsideThePartFile) {
   sim.network().Remove("10.0.0.7", 4711);
 }
 
-TEST_F(FtpHostile, RepliesInOddOrderEndInNothingThatPauseAndResumeDoNotBringBack) {
+TEST_F(FtpHostileServer, CanBeResumedAfterRepliesInOddOrder) {
   const std::vector<std::string> codes = {"150 x", "200 x", "213 9000",           "220 x", "226 x",     "230 x",
                                           "250 x", "331 x", "227 (10,0,0,1,1,1)", "350 x", "257 \"/\"", "421-x"};
   SimRandom random(71);

@@ -34,7 +34,7 @@ class FtpLoginLimit : public FtpFixture, public ::testing::WithParamInterface<in
   }
 };
 
-TEST_F(FtpLoginLimit, OfTwoLetsEightSegmentsEndWhereverItRefuses) {
+TEST_F(FtpLoginLimit, CompletesEightSegmentsOnTwoLogins) {
   for (const LimitCase& limit : Cases()) {
     Limit(limit, 10000);
     sim.disk().Lose("/home/u/dl/a.bin");
@@ -74,7 +74,7 @@ TEST_F(FtpLoginLimit, WakesTheLowestWaitingSegmentAtEachCompletion) {
   ExpectTheFile();
 }
 
-TEST_F(FtpLoginLimit, SendsUserAnewOnTheConnectionThatIsWoken) {
+TEST_F(FtpLoginLimit, SendsUserAgainOnAWokenConnection) {
   Limit(Cases()[3], 10000);
   Start(Serve(400003));
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
@@ -90,7 +90,7 @@ TEST_F(FtpLoginLimit, SendsUserAnewOnTheConnectionThatIsWoken) {
   EXPECT_EQ(retrieving, 8);
 }
 
-TEST_F(FtpLoginLimit, WokenWithASlowConnectIsNotConnectedTwice) {
+TEST_F(FtpLoginLimit, ConnectsAWokenSegmentOnceEvenIfSlow) {
   Limit(Cases()[3], 5000);  // 10 s for each segment
   FtpFault slow;
   slow.wire.latency = 700;
@@ -107,7 +107,7 @@ TEST_F(FtpLoginLimit, WokenWithASlowConnectIsNotConnectedTwice) {
   ExpectTheFile();
 }
 
-TEST_F(FtpLoginLimit, OfTwoWithTwoCompletionsAtOneMomentWakesTwoSegments) {
+TEST_F(FtpLoginLimit, WakesTwoSegmentsAtTwoSimultaneousCompletions) {
   int coincidences = 0;
   // The first segment's data connection comes as much later as its control connection came earlier.
   for (std::uint32_t delay = 195; delay <= 206; ++delay) {
@@ -143,7 +143,7 @@ TEST_F(FtpLoginLimit, OfTwoWithTwoCompletionsAtOneMomentWakesTwoSegments) {
 
 // Real servers let go of a login some time after the client hung up: the segment that a completion wakes comes
 // too early.
-TEST_F(FtpLoginLimit, OfAServerThatNoticesHangUpsLateEndsAsWell) {
+TEST_F(FtpLoginLimit, CompletesIfTheServerNoticesHangUpsLate) {
   for (const std::uint32_t lingering : {5, 300, 999, 2500, 20'000}) {
     for (const LimitCase& limit : Cases()) {
       Limit(limit, 10000);
@@ -160,7 +160,7 @@ TEST_F(FtpLoginLimit, OfAServerThatNoticesHangUpsLateEndsAsWell) {
   }
 }
 
-TEST_F(FtpLoginLimit, OfAServerThatNeverNoticesAHangUpIsTriedEverMoreSeldom) {
+TEST_F(FtpLoginLimit, RetriesLessOftenIfTheServerNeverNoticesHangUps) {
   Limit(Cases()[3], 10000);
   server.lingering = 1'000'000;
   Start(Serve(400003));
@@ -184,7 +184,7 @@ TEST_F(FtpLoginLimit, OfAServerThatNeverNoticesAHangUpIsTriedEverMoreSeldom) {
 }
 
 // Who tries again by itself is passed over while others have had no release yet; behind them it is the next.
-TEST_F(FtpLoginLimit, WithAllReleasedWakesTheLowestThatTriesAgainAtTheNextCompletion) {
+TEST_F(FtpLoginLimit, WakesTheLowestReleasedSegmentAtTheNextCompletion) {
   Limit(Cases()[3], 10000);
   program.settings.MaxSegments = 3;
   FtpFault slow;
@@ -210,7 +210,7 @@ TEST_F(FtpLoginLimit, WithAllReleasedWakesTheLowestThatTriesAgainAtTheNextComple
   ExpectTheFile();
 }
 
-TEST_F(FtpLoginLimit, LeavesNoTryBehindWhereTheWindowGoes) {
+TEST_F(FtpLoginLimit, StopsRetryingWhenTheWindowCloses) {
   Limit(Cases()[3], 10000);
   server.lingering = 1'000'000;
   Start(Serve(400003));
@@ -223,7 +223,7 @@ TEST_F(FtpLoginLimit, LeavesNoTryBehindWhereTheWindowGoes) {
   EXPECT_EQ(sim.network().Open(), 0);
 }
 
-TEST_F(FtpLoginLimit, ReachedInMidTransferGoesOnBehindWhatWasReceived) {
+TEST_F(FtpLoginLimit, ContinuesAfterTheReceivedBytesIfReachedMidTransfer) {
   FtpFault dismissed;
   dismissed.endDataAfter = 3000;
   dismissed.done = "421 too slow\r\n";
@@ -241,7 +241,7 @@ TEST_F(FtpLoginLimit, ReachedInMidTransferGoesOnBehindWhatWasReceived) {
   ExpectTheFile();
 }
 
-TEST_F(FtpLoginLimit, ReachedWhileDataFlowsLetsItFlow) {
+TEST_F(FtpLoginLimit, LetsFlowingDataContinue) {
   FtpFault dismissed;
   dismissed.say["RETR"] = "150 here it comes\r\n421 too many\r\n";
   dismissed.dataWire.bytesPerSecond = 2000;
@@ -254,7 +254,7 @@ TEST_F(FtpLoginLimit, ReachedWhileDataFlowsLetsItFlow) {
   ExpectTheFile();
 }
 
-TEST_F(FtpLoginLimit, WithPauseAndResumeInTheMiddleEndsAsTheSameBytes) {
+TEST_F(FtpLoginLimit, SurvivesPauseAndResumeWithTheSameBytes) {
   Limit(Cases()[3], 10000);
   Start(Serve(400003));
   ASSERT_TRUE(RunUntilState(1, kSegmentComplete)) << sim.Replay();
@@ -269,7 +269,7 @@ TEST_F(FtpLoginLimit, WithPauseAndResumeInTheMiddleEndsAsTheSameBytes) {
   ExpectTheFile();
 }
 
-TEST_P(FtpLoginLimit, EndsWhateverTheSeed) {
+TEST_P(FtpLoginLimit, CompletesForEverySeed) {
   // The seed moves delays and blocks; a Machine of its own for each would do the same.
   const LimitCase limit = Cases()[static_cast<std::size_t>(GetParam()) % 5];
   Limit(limit, 8000 + static_cast<std::uint64_t>(GetParam()) * 977);

@@ -26,7 +26,7 @@ class FtpPause : public FtpFixture {
   }
 };
 
-TEST_F(FtpPause, ThenResumeGoesThroughAWholeNewLoginWithTheAdvancedStart) {
+TEST_F(FtpPause, ResumeLogsInAgainFromTheAdvancedStart) {
   Slow();
   Start(Serve(20000));
   ASSERT_TRUE(sim.RunUntil([&] { return Record().Received > 4000; }, 30'000)) << sim.Replay();
@@ -47,7 +47,7 @@ TEST_F(FtpPause, ThenResumeGoesThroughAWholeNewLoginWithTheAdvancedStart) {
   ExpectTheFile();
 }
 
-TEST_F(FtpPause, DropsWhatArrivesLate) {
+TEST_F(FtpPause, DropsLateData) {
   Slow();
   Start(Serve(20000));
   ASSERT_TRUE(sim.RunUntil([&] { return Record().Received > 4000; }, 30'000)) << sim.Replay();
@@ -62,7 +62,7 @@ TEST_F(FtpPause, DropsWhatArrivesLate) {
   ExpectWholePlan();
 }
 
-TEST_F(FtpPause, InTheWaitBehind230SendsNothingMore) {
+TEST_F(FtpPause, DuringTheWaitAfter230SendsNothingMore) {
   Slow();
   Start(Serve(9000));
   ASSERT_TRUE(sim.RunUntil([&] { return server.Count("PASS user@pellora.example") == 2; })) << sim.Replay();
@@ -75,7 +75,7 @@ TEST_F(FtpPause, InTheWaitBehind230SendsNothingMore) {
   EXPECT_FALSE(Record().Active);
 }
 
-TEST_F(FtpPause, AndResumeInTheWaitBehind230BeginTheLoginAnewAndOnce) {
+TEST_F(FtpPause, ResumeDuringTheWaitAfter230LogsInAgainOnce) {
   for (const std::uint32_t into : {60, 100, 250, 400, 500, 530, 540}) {
     Slow();
     sim.disk().Lose("/home/u/dl/a.bin");
@@ -95,7 +95,7 @@ TEST_F(FtpPause, AndResumeInTheWaitBehind230BeginTheLoginAnewAndOnce) {
   }
 }
 
-TEST_F(FtpPause, AndResumeAtEveryTwentiethMillisecondOfADownloadEndAsTheSameBytes) {
+TEST_F(FtpPause, ResumeAtEveryTwentiethMillisecondKeepsTheSameBytes) {
   program.settings.MaxSegments = 4;
   for (std::uint32_t into = 20; into < 3000; into += 20) {
     Slow();
@@ -115,7 +115,7 @@ TEST_F(FtpPause, AndResumeAtEveryTwentiethMillisecondOfADownloadEndAsTheSameByte
   }
 }
 
-TEST_F(FtpPause, InTheProbeThenResumeBeginsTheProbeAnew) {
+TEST_F(FtpPause, DuringTheProbeRestartsTheProbeOnResume) {
   for (const std::uint32_t into : {10, 50, 100, 150, 200, 250}) {
     Slow();
     sim.disk().Lose("/home/u/dl/a.bin");
@@ -136,7 +136,7 @@ TEST_F(FtpPause, InTheProbeThenResumeBeginsTheProbeAnew) {
   }
 }
 
-TEST_F(FtpPause, OnResumeWhileTheProbeIsOutDoesNothing) {
+TEST_F(FtpPause, ResumeDuringTheProbeDoesNothing) {
   Slow();
   Start(Serve(9000));
   sim.RunFor(100);
@@ -146,7 +146,7 @@ TEST_F(FtpPause, OnResumeWhileTheProbeIsOutDoesNothing) {
   ExpectTheFile();
 }
 
-TEST_F(FtpPause, BetweenTheCompletionsKeepsWhatIsComplete) {
+TEST_F(FtpPause, KeepsCompleteSegments) {
   program.settings.MaxSegments = 4;
   Slow();
   Start(Serve(100001));
@@ -162,7 +162,7 @@ TEST_F(FtpPause, BetweenTheCompletionsKeepsWhatIsComplete) {
 }
 
 // Nobody acts on the end of a control connection: the probe stands still, a segment does unless its data flows.
-TEST_F(FtpPause, AndResumeGoOnWhereTheServerEndedTheControlConnection) {
+TEST_F(FtpPause, ResumeContinuesAfterTheServerClosedTheControlConnection) {
   int standing = 0;
   int flowing = 0;
   for (const int phase : {1, 2}) {
@@ -190,7 +190,7 @@ TEST_F(FtpPause, AndResumeGoOnWhereTheServerEndedTheControlConnection) {
   EXPECT_GT(flowing, 5);
 }
 
-TEST_F(FtpPause, UnderTheBoxOfAnUnknownSizeStopsIt) {
+TEST_F(FtpPause, StopsADownloadDuringItsUnknownSizeBox) {
   FtpFault fault;
   fault.say["SIZE"] = "213 0\r\n";
   fault.dataWire.bytesPerSecond = 1000;
@@ -204,7 +204,7 @@ TEST_F(FtpPause, UnderTheBoxOfAnUnknownSizeStopsIt) {
   EXPECT_EQ(sim.network().Open(), 0);
 }
 
-TEST_F(FtpPause, ByCancelAtAnyMomentLeavesNothingRunning) {
+TEST_F(FtpPause, CancelAtAnyMomentLeavesNothingRunning) {
   for (std::uint32_t into = 5; into < 3000; into += 25) {
     Slow();
     Start(Serve(20001));
@@ -222,7 +222,7 @@ TEST_F(FtpPause, ByCancelAtAnyMomentLeavesNothingRunning) {
   }
 }
 
-TEST_F(FtpPause, IsNotNeededWhereTheSlotIsFilledAnewAtAnyMoment) {
+TEST_F(FtpPause, RefilledSlotEndsTheTransferAtAnyMoment) {
   for (std::uint32_t into = 5; into < 3000; into += 25) {
     Slow();
     Start(Serve(20001));
@@ -277,7 +277,7 @@ class FtpRestart : public FtpFixture {
   }
 };
 
-TEST_F(FtpRestart, GoesThroughTheProbeAndKeepsThePlan) {
+TEST_F(FtpRestart, ProbesAgainAndKeepsThePlan) {
   RunHalf();
   Restart();
   const std::int32_t first = Record().Segment(1).RangeStart;
@@ -289,7 +289,7 @@ TEST_F(FtpRestart, GoesThroughTheProbeAndKeepsThePlan) {
   ExpectTheFile();
 }
 
-TEST_F(FtpRestart, PausedInTheProbeProbesAgainOnResume) {
+TEST_F(FtpRestart, PausedDuringTheProbeProbesAgainOnResume) {
   RunHalf();
   FtpFault silent;
   silent.greeting.clear();
@@ -304,7 +304,7 @@ TEST_F(FtpRestart, PausedInTheProbeProbesAgainOnResume) {
   ExpectTheFile();
 }
 
-TEST_F(FtpRestart, WhoseProbeLearnsNoSizeTakesThatOfThePlan) {
+TEST_F(FtpRestart, KeepsThePlannedSizeIfTheProbeLearnsNone) {
   RunHalf();
   FtpFault fault;
   fault.say["SIZE"] = "213 -1\r\n";
@@ -316,7 +316,7 @@ TEST_F(FtpRestart, WhoseProbeLearnsNoSizeTakesThatOfThePlan) {
   ExpectTheFile();
 }
 
-TEST_F(FtpRestart, OfAPlanMadeForNoSizePlansAnewOnceTheSizeIsKnown) {
+TEST_F(FtpRestart, ReplansAnUnknownSizeOnceItIsKnown) {
   FtpFault fault;
   fault.say["SIZE"] = "213 0\r\n";
   server.OnConnection(1, fault);
@@ -329,7 +329,7 @@ TEST_F(FtpRestart, OfAPlanMadeForNoSizePlansAnewOnceTheSizeIsKnown) {
   ExpectTheFile();
 }
 
-TEST_F(FtpRestart, OfAFileThatIsGoneGivesTheRecordUp) {
+TEST_F(FtpRestart, DropsTheRecordOfAMissingFile) {
   RunHalf();
   FtpFault fault;
   fault.refuse["SIZE"] = "550 gone\r\n";

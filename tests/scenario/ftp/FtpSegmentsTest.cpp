@@ -15,7 +15,7 @@ class FtpSegments : public FtpFixture {
   }
 };
 
-TEST_F(FtpSegments, EndOneByteShortEachInReceivedAndYetAtAHundredPercent) {
+TEST_F(FtpSegments, CountOneByteLessEachYetReachAHundredPercent) {
   program.settings.MaxSegments = 8;
   const std::vector<std::pair<std::uint64_t, int>> cases = {{9999, 1}, {10000, 2}, {400003, 8}};
   for (const auto& [size, segments] : cases) {
@@ -34,7 +34,7 @@ TEST_F(FtpSegments, EndOneByteShortEachInReceivedAndYetAtAHundredPercent) {
   }
 }
 
-TEST_F(FtpSegments, GoThroughTheirStatesInOrder) {
+TEST_F(FtpSegments, PassThroughTheirStatesInOrder) {
   FtpFault fault;
   fault.wire.latency = 20;
   fault.dataWire.latency = 20;
@@ -56,7 +56,7 @@ TEST_F(FtpSegments, GoThroughTheirStatesInOrder) {
   ExpectTheFile();
 }
 
-TEST_F(FtpSegments, WriteTheWholeBlockAndYetTakeOnlyTheirShare) {
+TEST_F(FtpSegments, WriteWholeBlocksButKeepOnlyTheirRange) {
   FtpFault fault;
   fault.dataWire.cut = SimCut::Whole;
   server.Always(fault);
@@ -66,7 +66,7 @@ TEST_F(FtpSegments, WriteTheWholeBlockAndYetTakeOnlyTheirShare) {
   ExpectTheFile();
 }
 
-TEST_F(FtpSegments, HangUpBothConnectionsAtTheirLastByte) {
+TEST_F(FtpSegments, CloseBothConnectionsAtTheirLastByte) {
   FtpFault fault;
   fault.dataWire.bytesPerSecond = 20000;
   server.Always(fault);
@@ -77,7 +77,7 @@ TEST_F(FtpSegments, HangUpBothConnectionsAtTheirLastByte) {
   ExpectTheFile();
 }
 
-TEST_F(FtpSegments, TakeTheDataHostFromTheReply) {
+TEST_F(FtpSegments, TakeTheDataHostFromThePasvReply) {
   FtpFault fault;
   fault.dataHost = "192.168.77.5";
   server.Always(fault);
@@ -89,7 +89,7 @@ TEST_F(FtpSegments, TakeTheDataHostFromTheReply) {
   ExpectTheFile();
 }
 
-TEST_F(FtpSegments, ReduceTheNumbersOfThePortModulo256) {
+TEST_F(FtpSegments, ReducePasvPortNumbersModulo256) {
   FtpFault fault;
   fault.say["PASV"] = "227 Entering Passive Mode ({above255}).\r\n";
   server.Always(fault);
@@ -98,7 +98,7 @@ TEST_F(FtpSegments, ReduceTheNumbersOfThePortModulo256) {
   ExpectTheFile();
 }
 
-TEST_F(FtpSegments, WithAPasvReplyOfRubbishStandStillUntilPausedAndResumed) {
+TEST_F(FtpSegments, WaitForPauseAndResumeAfterAnUnreadablePasvReply) {
   for (const char* const reply : {"227 no address\r\n", "227 (\r\n", "227 )(\r\n", "227 (1,2,3)\r\n"}) {
     FtpFault fault;
     fault.say["PASV"] = reply;
@@ -115,7 +115,7 @@ TEST_F(FtpSegments, WithAPasvReplyOfRubbishStandStillUntilPausedAndResumed) {
   }
 }
 
-TEST_F(FtpSegments, WithAPasvReplyThatLeadsNowhereTryNoMoreThanFiveTimesASecond) {
+TEST_F(FtpSegments, TryADeadPasvAddressAtMostFiveTimesASecond) {
   for (const char* const reply : {"227 (10,0,0,1,0,0)\r\n", "227 (no,such,host,at,all,1)\r\n", "227 (,,,,,)\r\n"}) {
     FtpFault fault;
     fault.wire.latency = 2;
@@ -136,7 +136,7 @@ TEST_F(FtpSegments, WithAPasvReplyThatLeadsNowhereTryNoMoreThanFiveTimesASecond)
   }
 }
 
-TEST_F(FtpSegments, TryARefusedDataPortAgainWithNoNewPasv) {
+TEST_F(FtpSegments, RetryARefusedDataPortWithoutAnotherPasv) {
   FtpFault fault;
   fault.refuseData = 7;
   server.Always(fault);
@@ -166,7 +166,7 @@ class FtpRefusedDataPort : public FtpSegments {
   }
 };
 
-TEST_F(FtpRefusedDataPort, IsTriedNoMoreThanFiveTimesInAnySecond) {
+TEST_F(FtpRefusedDataPort, IsTriedAtMostFiveTimesInAnySecond) {
   Spin();
   sim.RunFor(20'000);
   const std::vector<std::int64_t>& tries = server.DataTries();
@@ -174,7 +174,7 @@ TEST_F(FtpRefusedDataPort, IsTriedNoMoreThanFiveTimesInAnySecond) {
   for (std::size_t i = 5; i < tries.size(); ++i) EXPECT_GE(tries[i] - tries[i - 5], 1000) << i;
 }
 
-TEST_F(FtpRefusedDataPort, IsTriedNoMoreOncePaused) {
+TEST_F(FtpRefusedDataPort, IsNotRetriedOncePaused) {
   Spin();
   sim.RunFor(50);
   PauseOrResume();
@@ -185,28 +185,28 @@ TEST_F(FtpRefusedDataPort, IsTriedNoMoreOncePaused) {
   ExpectTheFile();
 }
 
-TEST_F(FtpRefusedDataPort, IsTriedNoMoreOnceCancelled) {
+TEST_F(FtpRefusedDataPort, IsNotRetriedOnceCancelled) {
   Spin();
   sim.RunFor(50);
   Click(&TransferWindow::Command2);
   ExpectNoMoreTries();
 }
 
-TEST_F(FtpRefusedDataPort, IsTriedNoMoreOnceTheWindowIsUnloadedFromOutside) {
+TEST_F(FtpRefusedDataPort, IsNotRetriedOnceTheWindowIsUnloaded) {
   Spin();
   sim.RunFor(50);
   sim.Do([&] { WindowOf()->UnloadWindow(); });
   ExpectNoMoreTries();
 }
 
-TEST_F(FtpRefusedDataPort, IsTriedNoMoreOnceTheSlotWasFilledAnew) {
+TEST_F(FtpRefusedDataPort, IsNotRetriedOnceTheSlotIsRefilled) {
   Spin();
   program.RaiseSerial(1);
   sim.RunFor(500);
   ExpectNoMoreTries();
 }
 
-TEST_F(FtpRefusedDataPort, IsTriedNoMoreOnceTheServerHasDismissedTheLogin) {
+TEST_F(FtpRefusedDataPort, IsNotRetriedOnceTheServerDismissesTheLogin) {
   FtpFault fault;
   fault.refuseData = 1'000'000;
   fault.refuse["RETR"] = "421 no data connection\r\n";
@@ -217,7 +217,7 @@ TEST_F(FtpRefusedDataPort, IsTriedNoMoreOnceTheServerHasDismissedTheLogin) {
   ExpectNoMoreTries();
 }
 
-TEST_F(FtpSegments, AnsweredByRefusalsAreSilentAndInState11) {
+TEST_F(FtpSegments, EnterState11SilentlyWhenRefused) {
   std::vector<std::pair<std::string, std::string>> cases;
   for (const char* const verb : {"USER", "PASS", "PASV", "TYPE", "REST", "RETR"}) {
     for (const char* const reply : {"421 busy\r\n", "530 busy\r\n"}) cases.emplace_back(verb, reply);
@@ -251,7 +251,7 @@ TEST_F(FtpSegments, AnsweredByRefusalsAreSilentAndInState11) {
   }
 }
 
-TEST_F(FtpSegments, Pass550OverAndStandStillUntilPausedAndResumed) {
+TEST_F(FtpSegments, Ignore550AndWaitForPauseAndResume) {
   for (const char* const verb : {"USER", "PASS", "PASV", "TYPE", "REST", "RETR"}) {
     FtpFault fault;
     fault.refuse[verb] = "550 no\r\n";
@@ -269,7 +269,7 @@ TEST_F(FtpSegments, Pass550OverAndStandStillUntilPausedAndResumed) {
   }
 }
 
-TEST_F(FtpSegments, Say500AtAnyStepWithABoxAndChangeNothing) {
+TEST_F(FtpSegments, Report500AtAnyStepInABoxAndChangeNothing) {
   for (const char* const verb : {"USER", "PASS", "PASV", "TYPE", "REST", "RETR"}) {
     FtpFault fault;
     fault.refuse[verb] = "500 what?\r\n";
@@ -288,7 +288,7 @@ TEST_F(FtpSegments, Say500AtAnyStepWithABoxAndChangeNothing) {
   }
 }
 
-TEST_F(FtpSegments, OfASilentServerAreConnectedAgain25SecondsAfterTheirConnect) {
+TEST_F(FtpSegments, ReconnectToASilentServer25SecondsAfterTheirConnect) {
   FtpFault silent;
   silent.greeting.clear();
   server.OnConnection(2, silent);
@@ -308,7 +308,7 @@ TEST_F(FtpSegments, OfASilentServerAreConnectedAgain25SecondsAfterTheirConnect) 
   ExpectTheFile();
 }
 
-TEST_F(FtpSegments, OfAServerSilentBehindItsGreetingWaitUntilPausedAndResumed) {
+TEST_F(FtpSegments, WaitForPauseAndResumeIfTheServerIsSilentAfterItsGreeting) {
   for (const char* const verb : {"USER", "PASS", "PASV", "REST", "RETR"}) {
     FtpFault mute;
     mute.refuse[verb] = "";
@@ -326,7 +326,7 @@ TEST_F(FtpSegments, OfAServerSilentBehindItsGreetingWaitUntilPausedAndResumed) {
   }
 }
 
-TEST_F(FtpSegments, WhoseDataEndsEarlyStandStillAndGoOnFromThereWhenResumed) {
+TEST_F(FtpSegments, WaitIfTheirDataEndsEarlyAndContinueFromThereOnResume) {
   FtpFault fault;
   fault.endDataAfter = 30000;
   Always(fault);
@@ -346,7 +346,7 @@ TEST_F(FtpSegments, WhoseDataEndsEarlyStandStillAndGoOnFromThereWhenResumed) {
   ExpectTheFile();
 }
 
-TEST_F(FtpSegments, ConnectedOnceMoreByTheSpacingLoopKeepNoFormerDataConnection) {
+TEST_F(FtpSegments, DropTheirDataConnectionWhenTheSpacingLoopReconnects) {
   program.settings.MaxSegments = 8;
   FtpFault fault;
   fault.wire.latency = 1;
@@ -360,7 +360,7 @@ TEST_F(FtpSegments, ConnectedOnceMoreByTheSpacingLoopKeepNoFormerDataConnection)
   ExpectTheFile();
 }
 
-TEST_F(FtpSegments, ConnectedOnceMoreWhileTheyReceiveGoOnBehindWhatTheyHave) {
+TEST_F(FtpSegments, ContinueAfterTheReceivedBytesWhenReconnected) {
   FtpFault fault;
   fault.dataWire.bytesPerSecond = 5000;
   server.Always(fault);
@@ -382,7 +382,7 @@ TEST_F(FtpSegments, ConnectedOnceMoreWhileTheyReceiveGoOnBehindWhatTheyHave) {
   }
 }
 
-TEST_F(FtpSegments, TakeTheFirstOfTwoPasvReplies) {
+TEST_F(FtpSegments, UseTheFirstOfTwoPasvReplies) {
   FtpFault fault;
   fault.say["PASV"] = "227 first ({address})\r\n227 second (10,0,0,9,1,1)\r\n";
   fault.wire.cut = SimCut::Whole;
@@ -392,7 +392,7 @@ TEST_F(FtpSegments, TakeTheFirstOfTwoPasvReplies) {
   ExpectTheFile();
 }
 
-TEST_F(FtpSegments, BearA350InSeveralLinesWithOneRetr) {
+TEST_F(FtpSegments, SendOneRetrAfterAMultiline350) {
   FtpFault fault;
   fault.say["REST"] = "350-restarting\r\n350 there\r\n";
   server.Always(fault);
@@ -402,7 +402,7 @@ TEST_F(FtpSegments, BearA350InSeveralLinesWithOneRetr) {
   ExpectTheFile();
 }
 
-TEST_F(FtpSegments, OpenThePartFileForEachArrivalAndKeepNoneOpen) {
+TEST_F(FtpSegments, OpenThePartFileForEachBlockAndKeepNoneOpen) {
   std::uint64_t opens = 0;
   std::uint64_t writes = 0;
   sim.disk().FailWhere(
@@ -422,7 +422,7 @@ TEST_F(FtpSegments, OpenThePartFileForEachArrivalAndKeepNoneOpen) {
   EXPECT_EQ(opens, writes);
 }
 
-TEST_F(FtpSegments, CountTheTimeFromTheDataConnectionOn) {
+TEST_F(FtpSegments, CountTimeFromTheDataConnection) {
   FtpFault fault;
   fault.wire.latency = 150;
   fault.dataWire.latency = 150;
@@ -435,7 +435,7 @@ TEST_F(FtpSegments, CountTheTimeFromTheDataConnectionOn) {
   EXPECT_LE(Record().ElapsedSeconds, 5.0F);
 }
 
-TEST_F(FtpSegments, OfAFullDiskEndTheProgramWithTheNameOfTheFile) {
+TEST_F(FtpSegments, EndTheProgramOnAFullDiskAndNameTheFile) {
   sim.disk().SetCapacity(5000);
   Start(Serve(9000));
   EXPECT_FALSE(RunUntilFinished(1, 60'000));

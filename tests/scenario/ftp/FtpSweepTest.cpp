@@ -113,9 +113,9 @@ void KillAtEveryCall(bool torn) {
   EXPECT_GT(resumed, kills - 8);
 }
 
-TEST(FtpKill, AtAnyDiskCallAndResumedEndsAsTheSameBytes) { KillAtEveryCall(false); }
+TEST(FtpKill, AtAnyDiskCallResumesToTheSameBytes) { KillAtEveryCall(false); }
 
-TEST(FtpKill, InTheMiddleOfAnyWriteAndResumedEndsAsTheSameBytes) { KillAtEveryCall(true); }
+TEST(FtpKill, DuringAnyWriteResumesToTheSameBytes) { KillAtEveryCall(true); }
 
 // An honest server that does not always go well: refused data ports, ends, silences, pauses.
 void RunSeed(std::uint64_t seed) {
@@ -207,7 +207,7 @@ void RunSeed(std::uint64_t seed) {
   EXPECT_EQ(machine.sim.network().Open(), 0) << machine.sim.Replay();
 }
 
-TEST(FtpSeeds, EndAsTheSameBytesOnAnHonestServer) {
+TEST(FtpSeeds, DownloadTheSameBytesFromAnHonestServer) {
   if (SeedOr(0) != 0) return RunSeed(SeedOr(0));
   for (std::uint64_t seed = 1; seed <= 300; ++seed) RunSeed(seed);
 }
@@ -219,7 +219,7 @@ struct Pace {
 };
 
 // Few logins, on every line: whoever is refused is let in at last without the user's help.
-TEST(FtpLogins, OfTwoOrThreeLetEveryDownloadEndAtAnyPaceOfServerAndLine) {
+TEST(FtpLogins, TwoOrThreeCompleteEveryDownloadAtAnySpeed) {
   std::uint64_t seed = 0;
   for (const int most : {2, 3}) {
     for (const FtpLimit at : {FtpLimit::Greeting, FtpLimit::User, FtpLimit::Pass}) {
@@ -249,7 +249,7 @@ TEST(FtpLogins, OfTwoOrThreeLetEveryDownloadEndAtAnyPaceOfServerAndLine) {
   }
 }
 
-TEST(FtpTicks, ThatWrapOrChangeTheirSignDoNoHarm) {
+TEST(FtpTickCount, MayWrapOrChangeSign) {
   for (const std::uint32_t tick : {kTickNearSign, kTickNearWrap, 0U}) {
     FtpMachine machine({.seed = 3, .startTick = tick});
     machine.program.settings.MaxSegments = 8;
@@ -279,7 +279,7 @@ std::string TraceOf(std::uint64_t seed) {
   return trace;
 }
 
-TEST(FtpSeeds, GiveTheSameRunTwice) {
+TEST(FtpSeeds, RepeatTheSameRun) {
   for (std::uint64_t seed = 1; seed <= 5; ++seed) EXPECT_EQ(TraceOf(seed), TraceOf(seed)) << seed;
   EXPECT_NE(TraceOf(1), TraceOf(2));
 }

@@ -8,7 +8,7 @@ namespace {
 
 class FtpWire : public FtpFixture {};
 
-TEST_F(FtpWire, OfAProbeAndFourSegmentsHasTheCommandsInTheirOrder) {
+TEST_F(FtpWire, SendsTheCommandsOfAProbeAndFourSegmentsInOrder) {
   Start(Serve(400003));
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   ASSERT_EQ(server.Connections(), 5);
@@ -21,7 +21,7 @@ TEST_F(FtpWire, OfAProbeAndFourSegmentsHasTheCommandsInTheirOrder) {
   ExpectTheFile();
 }
 
-TEST_F(FtpWire, HasEachCommandWithItsLineEndAndNothingElse) {
+TEST_F(FtpWire, SendsEachCommandWithItsLineEndAndNothingElse) {
   Start(Serve(9999));
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   ASSERT_EQ(sim.network().Log().size(), 3U);
@@ -63,7 +63,7 @@ TEST_F(FtpWire, HasTheDataConnectionAskedForBeforeRetrThoughThe350ComesInTheTurn
   }
 }
 
-TEST_F(FtpWire, HasNoQuitAndNoAborWhereTheClientHangsUp) {
+TEST_F(FtpWire, SendsNeitherQuitNorAborWhenHangingUp) {
   Start(Serve(400003));
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   EXPECT_EQ(server.Count("QUIT"), 0);
@@ -72,7 +72,7 @@ TEST_F(FtpWire, HasNoQuitAndNoAborWhereTheClientHangsUp) {
   EXPECT_EQ(server.Logins(), 0);
 }
 
-TEST_F(FtpWire, HasOneLoginBesidesTheProbeForAFileBelowTenThousandBytes) {
+TEST_F(FtpWire, UsesOneSegmentLoginBelow10000Bytes) {
   Start(Serve(9999));
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   EXPECT_EQ(server.Connections(), 2);
@@ -80,7 +80,7 @@ TEST_F(FtpWire, HasOneLoginBesidesTheProbeForAFileBelowTenThousandBytes) {
   ExpectTheFile();
 }
 
-TEST_F(FtpWire, HasTwoLoginsFromTenThousandBytesAndEightFromAHundredThousand) {
+TEST_F(FtpWire, UsesTwoLoginsFrom10000BytesAndEightFrom100000) {
   program.settings.MaxSegments = 8;
   // Of eight segments the stall watch connects the last three early, and the spacing loop once more.
   const std::vector<std::tuple<std::uint64_t, int, int>> cases = {
@@ -98,7 +98,7 @@ TEST_F(FtpWire, HasTwoLoginsFromTenThousandBytesAndEightFromAHundredThousand) {
   }
 }
 
-TEST_F(FtpWire, HasUserAndPasswordOfTheUrlOnTheProbeAndOnEverySegment) {
+TEST_F(FtpWire, SendsTheUrlsUserAndPasswordOnProbeAndSegments) {
   server.User("joe", "s3cret word");
   server.loginDirectory = "/home/joe";
   content = SimContent::Generated(10000);
@@ -114,7 +114,7 @@ TEST_F(FtpWire, HasUserAndPasswordOfTheUrlOnTheProbeAndOnEverySegment) {
   ExpectTheFile();
 }
 
-TEST_F(FtpWire, HasNothingBehindPassForANamedUserWithAnEmptyPassword) {
+TEST_F(FtpWire, SendsAnEmptyPassForANamedUserWithoutPassword) {
   server.User("joe", "");
   Serve(9000);
   Start("ftp://joe:@f.example:21/a.bin");
@@ -123,7 +123,7 @@ TEST_F(FtpWire, HasNothingBehindPassForANamedUserWithAnEmptyPassword) {
   ExpectTheFile();
 }
 
-TEST_F(FtpWire, HasAnAnonymousPasswordOfTwentyCharactersInTheFormOfAMailAddress) {
+TEST_F(FtpWire, SendsATwentyCharacterMailAddressAsAnonymousPassword) {
   Start(Serve(9000));
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   const std::string command = server.Commands(1).at(1);
@@ -132,7 +132,7 @@ TEST_F(FtpWire, HasAnAnonymousPasswordOfTwentyCharactersInTheFormOfAMailAddress)
   EXPECT_TRUE(command.ends_with(".example"));
 }
 
-TEST_F(FtpWire, HasUserOnceForAGreetingOfSeveralLines) {
+TEST_F(FtpWire, SendsUserOnceAfterAMultilineGreeting) {
   FtpFault fault;
   fault.greeting = "220-Welcome\r\n220-to this\r\n220 server\r\n";
   server.Always(fault);
@@ -142,7 +142,7 @@ TEST_F(FtpWire, HasUserOnceForAGreetingOfSeveralLines) {
   ExpectTheFile();
 }
 
-TEST_F(FtpWire, HasUserOnceForAGreetingWhoseLinesComeOneByOne) {
+TEST_F(FtpWire, SendsUserOnceIfGreetingLinesArriveOneByOne) {
   FtpFault fault;
   fault.greeting = "220-Welcome\r\n220-to this\r\n220 server\r\n";
   fault.wire.splitAt = {13, 26};
@@ -153,7 +153,7 @@ TEST_F(FtpWire, HasUserOnceForAGreetingWhoseLinesComeOneByOne) {
   ExpectTheFile();
 }
 
-TEST_F(FtpWire, HasTheGroupBehind230OnceThoughThe230ComesInSeveralLines) {
+TEST_F(FtpWire, SendsTheCommandGroupOnceAfterAMultiline230) {
   FtpFault fault;
   fault.say["PASS"] = "230-Hello\r\n230-files are in pub\r\n230 logged in\r\n";
   server.Always(fault);
@@ -165,7 +165,7 @@ TEST_F(FtpWire, HasTheGroupBehind230OnceThoughThe230ComesInSeveralLines) {
   ExpectTheFile();
 }
 
-TEST_F(FtpWire, HasTheGroupBehind230OnceThoughASecond230ComesDuringTheWait) {
+TEST_F(FtpWire, SendsTheCommandGroupOnceDespiteASecond230DuringTheWait) {
   FtpFault fault;
   fault.say["PASS"] = "230-Hello\r\n230 logged in\r\n";
   fault.wire.splitAt = {7 + 4, 7 + 4 + 22, 7 + 4 + 22 + 11};  // greeting, 331, first line of the 230
@@ -178,7 +178,7 @@ TEST_F(FtpWire, HasTheGroupBehind230OnceThoughASecond230ComesDuringTheWait) {
   ExpectTheFile();
 }
 
-TEST_F(FtpWire, HasTheCommandsOfAGroupAtOnceWithNoReplyAwaited) {
+TEST_F(FtpWire, SendsACommandGroupWithoutAwaitingReplies) {
   FtpFault fault;
   fault.wire.latency = 100;
   fault.thinkTime = 50;
@@ -204,7 +204,7 @@ TEST_F(FtpWire, HasTheCommandsOfAGroupAtOnceWithNoReplyAwaited) {
   EXPECT_GE(at(2, "RETR /a.bin") - at(2, "REST 0"), 250);
 }
 
-TEST_F(FtpWire, HasTheWaitOfHalfASecondBetween230AndPasv) {
+TEST_F(FtpWire, WaitsHalfASecondBetween230AndPasv) {
   FtpFault fault;
   fault.wire.latency = 10;
   server.Always(fault);
@@ -221,7 +221,7 @@ TEST_F(FtpWire, HasTheWaitOfHalfASecondBetween230AndPasv) {
   EXPECT_LE(pasv - pass, 531);
 }
 
-TEST_F(FtpWire, HasTheWaitOfHalfASecondAcrossMidnightToo) {
+TEST_F(FtpWire, WaitsHalfASecondAcrossMidnightToo) {
   Start(Serve(9000));
   sim.SetTimeOfDay(86399.9);
   ASSERT_TRUE(RunUntilState(1, kSegmentLoggedIn, 2000)) << sim.Replay();
@@ -229,7 +229,7 @@ TEST_F(FtpWire, HasTheWaitOfHalfASecondAcrossMidnightToo) {
   ExpectTheFile();
 }
 
-TEST_F(FtpWire, HasSizeOnceForA250InSeveralLines) {
+TEST_F(FtpWire, SendsSizeOnceAfterAMultiline250) {
   FtpFault fault;
   fault.say["CWD"] = "250-Read the rules\r\n250 directory changed\r\n";
   server.Always(fault);
@@ -243,7 +243,7 @@ TEST_F(FtpWire, HasSizeOnceForA250InSeveralLines) {
   EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.bin", content));
 }
 
-TEST_F(FtpWire, BearsEveryReplyInOneBlockWithOthers) {
+TEST_F(FtpWire, AcceptsSeveralRepliesInOneBlock) {
   FtpFault fault;
   fault.wire.cut = SimCut::Whole;
   fault.wire.latency = 80;
@@ -254,7 +254,7 @@ TEST_F(FtpWire, BearsEveryReplyInOneBlockWithOthers) {
   ExpectTheFile();
 }
 
-TEST_F(FtpWire, BearsAllRepliesOfTheWholeProbeInOneBlock) {
+TEST_F(FtpWire, AcceptsAllRepliesOfTheProbeInOneBlock) {
   Serve(20000);
   FtpFault fault;
   fault.greeting =
@@ -270,7 +270,7 @@ TEST_F(FtpWire, BearsAllRepliesOfTheWholeProbeInOneBlock) {
 
 // A line that comes in two parts is never put together: each part is looked at alone, and the probe drops
 // what has no line end. It then waits; pausing and resuming begin it anew.
-TEST_F(FtpWire, ToleratesAGreetingCutAnywhereInTheProbeOnlyAtItsEnds) {
+TEST_F(FtpWire, ToleratesAGreetingCutInTheProbeOnlyAtItsEnds) {
   const std::string greeting = "220 ready\r\n";
   Serve(9000);
   int index = 0;
@@ -311,7 +311,7 @@ TEST_F(FtpWire, ToleratesAGreetingCutAnywhereInASegment) {
   }
 }
 
-TEST_F(FtpWire, CutAtAnyByteOfASegmentsRepliesLosesNothingThatPauseAndResumeDoNotBringBack) {
+TEST_F(FtpWire, CutAnywhereInSegmentRepliesIsRecoveredByPauseAndResume) {
   const std::uint64_t length = 200;  // more than the replies of one segment are long
   Serve(9000);
   int index = 0;
@@ -331,7 +331,7 @@ TEST_F(FtpWire, CutAtAnyByteOfASegmentsRepliesLosesNothingThatPauseAndResumeDoNo
   }
 }
 
-TEST_F(FtpWire, CutAtAnyByteOfTheProbesRepliesLosesNothingThatPauseAndResumeDoNotBringBack) {
+TEST_F(FtpWire, CutAnywhereInProbeRepliesIsRecoveredByPauseAndResume) {
   Serve(9000);
   const std::uint64_t length = 260;  // more than the replies of the probe are long
   int index = 0;
@@ -358,7 +358,7 @@ TEST_F(FtpWire, CutAtAnyByteOfTheProbesRepliesLosesNothingThatPauseAndResumeDoNo
   EXPECT_LT(whole, 230);
 }
 
-TEST_F(FtpWire, OfOneByteInEachBlockStandsStillAndHarmsNothing) {
+TEST_F(FtpWire, StallsHarmlesslyOnOneByteBlocks) {
   FtpFault bytes;
   bytes.wire.cut = SimCut::EveryByte;
   Serve(9000);
@@ -378,7 +378,7 @@ TEST_F(FtpWire, OfOneByteInEachBlockStandsStillAndHarmsNothing) {
   ExpectTheFile();
 }
 
-TEST_F(FtpWire, GoesToTheProxyForTheProbeAndStraightToTheServerForTheSegments) {
+TEST_F(FtpWire, SendsTheProbeToTheProxyAndSegmentsToTheServer) {
   program.settings.ProxyHTTP = true;
   program.settings.ProxyServer = "proxy.example";
   program.settings.ProxyPort = 8021;

@@ -34,7 +34,7 @@ class Actions : public MainWindowFixture {
 
 // Add (0) is tested with its dialog.
 
-TEST_F(Actions, DeleteTakesAStoppedRecordAwayWithoutAQuestion) {
+TEST_F(Actions, DeleteRemovesAStoppedRecordWithoutAsking) {
   const std::int16_t index = Selected();
   FakeTransfer& transfer = Transferring(index);
   Rec(index).Active = false;
@@ -51,7 +51,7 @@ TEST_F(Actions, DeleteTakesAStoppedRecordAwayWithoutAQuestion) {
   EXPECT_TRUE(window().ListView1.Rows().empty());
 }
 
-TEST_F(Actions, DeleteAsksForARunningRecord) {
+TEST_F(Actions, DeleteAsksAboutARunningRecord) {
   const std::int16_t index = Selected([](auto& r) { r.Active = true; });
   Run(MainWindow::kDelete);
   EXPECT_EQ(Box(), Text(411));
@@ -64,7 +64,7 @@ TEST_F(Actions, DeleteAsksForARunningRecord) {
   EXPECT_FALSE(Rec(index).Active);
 }
 
-TEST_F(Actions, DeleteKeepsThePartFilesWhileTheProgramIsEndingWithTheListAsLastSaved) {
+TEST_F(Actions, DeleteKeepsPartFilesWhileTheProgramEndsByAFailure) {
   Selected([](auto& r) {
     r.Segments.resize(2);
     r.SegmentCount = 1;
@@ -78,7 +78,7 @@ TEST_F(Actions, DeleteKeepsThePartFilesWhileTheProgramIsEndingWithTheListAsLastS
   EXPECT_TRUE(sim.disk().Has("/tmp/a.zip001.tmp"));
 }
 
-TEST_F(Actions, DeleteTouchesNothingIfTheSlotWasFilledAnewMeanwhile) {
+TEST_F(Actions, DeleteTouchesNothingIfTheSlotWasRefilled) {
   const std::int16_t index = Selected([](auto& r) { r.Active = true; });
   Run(MainWindow::kDelete);
   Rec(index).InUse = false;
@@ -90,7 +90,7 @@ TEST_F(Actions, DeleteTouchesNothingIfTheSlotWasFilledAnewMeanwhile) {
   EXPECT_TRUE(Rec(index).InUse);
 }
 
-TEST_F(Actions, DeleteTakesARecordThatFinishedMeanwhileOutOfBothLists) {
+TEST_F(Actions, DeleteRemovesARecordThatJustFinishedFromBothLists) {
   const std::int16_t index = Selected([](auto& r) { r.Active = true; });
   Run(MainWindow::kDelete);
   Rec(index).Active = false;
@@ -119,7 +119,7 @@ void HasAPart(DownloadRecord& record) {
 }
 
 // A kill right behind the deletion of the parts: the next start must not find a record that counts on them.
-TEST_F(Actions, DeleteAndResetSaveTheListBeforeThePartFilesGo) {
+TEST_F(Actions, DeleteAndResetSaveTheListBeforeRemovingPartFiles) {
   for (const MainWindow::Action action : {MainWindow::kDelete, MainWindow::kResetList}) {
     sim.disk().Put("/t/a.zip001.tmp", "x");
     Selected(HasAPart);
@@ -133,7 +133,7 @@ TEST_F(Actions, DeleteAndResetSaveTheListBeforeThePartFilesGo) {
   }
 }
 
-TEST_F(Actions, DeleteKeepsThePartFilesWhereTheListCannotBeSaved) {
+TEST_F(Actions, DeleteKeepsPartFilesIfTheListCannotBeSaved) {
   sim.disk().Put("/t/a.zip001.tmp", "x");
   Selected(HasAPart);
   sim.RunFor(6000);
@@ -143,7 +143,7 @@ TEST_F(Actions, DeleteKeepsThePartFilesWhereTheListCannotBeSaved) {
   EXPECT_TRUE(sim.disk().Has("/t/a.zip001.tmp"));
 }
 
-TEST_F(Actions, DeleteTakesTheRecordsOwnPartFilesOnly) {
+TEST_F(Actions, DeleteRemovesOnlyTheRecordsPartFiles) {
   sim.disk().Put("/t/own001.tmp", "x");
   sim.disk().Put("/t/shared002.tmp", "x");
   sim.disk().Put("/t/letter.txt", "x");
@@ -164,7 +164,7 @@ TEST_F(Actions, DeleteTakesTheRecordsOwnPartFilesOnly) {
 }
 
 // A damaged list, or one from elsewhere, can name any file.
-TEST_F(Actions, DeleteLeavesFilesThatDoNotCountAsParts) {
+TEST_F(Actions, DeleteKeepsFilesThatDoNotCountAsParts) {
   const std::vector<std::string> names = {"/t/letter.tmp", "/t/several001.tmp", "/t/another002.tmp"};
   for (const std::string& name : names) sim.disk().Put(name, "kept");
   sim.disk().PutSecondName("/t/second", "/t/several001.tmp");
@@ -191,7 +191,7 @@ TEST_F(Actions, DeleteAndPauseDoNothingWithoutASelection) {
   EXPECT_EQ(transfer.pauses, 0);
 }
 
-TEST_F(Actions, LeaveARowAloneWhoseRecordIsGone) {
+TEST_F(Actions, IgnoreARowWhoseRecordIsGone) {
   const std::int16_t index = Selected();
   Rec(index).InUse = false;
   Run(MainWindow::kDelete);
@@ -218,7 +218,7 @@ TEST_F(Actions, QuitAsksIfAnyRecordIsInUseEvenAFinishedOne) {
   EXPECT_EQ(sim.machine().endCode, 0);
 }
 
-TEST_F(Actions, PauseTakesTheSelectedRunningRecord) {
+TEST_F(Actions, PausePausesTheSelectedRunningRecord) {
   const std::int16_t index = Selected();
   FakeTransfer& transfer = Transferring(index);
   Run(MainWindow::kPause);
@@ -227,7 +227,7 @@ TEST_F(Actions, PauseTakesTheSelectedRunningRecord) {
   EXPECT_EQ(transfer.pauses, 1);
 }
 
-TEST_F(Actions, PauseAllTakesEveryRunningRecordWithATransfer) {
+TEST_F(Actions, PauseAllPausesEveryRunningRecordWithATransfer) {
   FakeTransfer& first = Transferring(Record("http://h/a"));
   FakeTransfer& second = Transferring(Record("http://h/b"));
   FakeTransfer& probing = Transferring(Record("http://h/c"));
@@ -257,13 +257,13 @@ TEST_F(Actions, ResumeAllStartsEveryWaitingRecordAndQueuesTheRest) {
   EXPECT_EQ(Rec(6).Queued, 0);
 }
 
-TEST_F(Actions, ResumeAllPassesOverARecordWithoutAHost) {
+TEST_F(Actions, ResumeAllSkipsARecordWithoutAHost) {
   Record("", [](auto& r) { r.Host = "", r.ConnectState = "1"; });
   Run(MainWindow::kResumeAll);
   EXPECT_TRUE(transfers.empty());
 }
 
-TEST_F(Actions, ResumeAllIsEndedByPauseAll) {
+TEST_F(Actions, ResumeAllStopsAtPauseAll) {
   for (int i = 1; i <= 5; ++i) {
     FakeTransfer& transfer = Transferring(Record("http://h/" + std::to_string(i)));
     Rec(i).Active = false;
@@ -279,7 +279,7 @@ TEST_F(Actions, ResumeAllIsEndedByPauseAll) {
   EXPECT_EQ(sim.tasks().RunningTasks(), 0U);
 }
 
-TEST_F(Actions, ResumeAllIsEndedByAReset) {
+TEST_F(Actions, ResumeAllStopsAtAReset) {
   for (int i = 1; i <= 5; ++i) {
     FakeTransfer& transfer = Transferring(Record("http://h/" + std::to_string(i)));
     Rec(i).Active = false;
@@ -309,7 +309,7 @@ TEST_F(Actions, OptionsOpenTheirDialog) {
   EXPECT_EQ(sim.windows().Count("options"), 1U);
 }
 
-TEST_F(Actions, ResetAsksNothingForOnlyFinishedFiles) {
+TEST_F(Actions, ResetAsksNothingIfAllFilesAreFinished) {
   Finished("a.zip");
   Run(MainWindow::kResetList);
   EXPECT_EQ(sim.dialogs().Boxes().size(), 0U);
@@ -383,7 +383,7 @@ TEST_F(Actions, EveryToolbarKeyRunsItsAction) {
   EXPECT_EQ(transfer.pauses, 2);
 }
 
-TEST_F(Actions, TheHiddenStripRunsTheActionOfItsIndex) {
+TEST_F(Actions, HiddenStripRunsTheActionOfItsIndex) {
   const int numbers[] = {100, 101, 103, 108, 104, 105, 106, 107, 102};
   for (int i = 0; i < window().Command1.Count(); ++i) {
     EXPECT_EQ(window().Command1(i).Tag(), std::to_string(numbers[i]));
@@ -482,7 +482,7 @@ TEST_F(Actions, DoubleClickOpensAFinishedFileInItsFolder) {
   EXPECT_EQ(sim.shell().opened[0], (std::pair<std::string, std::string>("/d/a.zip", "/d")));
 }
 
-TEST_F(Actions, SayThatAFileIsGone) {
+TEST_F(Actions, ReportAMissingFile) {
   const std::int16_t index = Finished("a.zip", false);
   ASSERT_TRUE(Select(window().ListView2, index));
   Do([&] { window().ListView2.DoubleClick(); });
@@ -491,7 +491,7 @@ TEST_F(Actions, SayThatAFileIsGone) {
   EXPECT_TRUE(sim.shell().opened.empty());
 }
 
-TEST_F(Actions, DeleteKeysAct) {
+TEST_F(Actions, DeleteKeysRemoveTheSelectedRow) {
   const std::int16_t current = Selected();
   const std::int16_t finished = Finished("a.zip");
   ASSERT_TRUE(Select(window().ListView2, finished));
@@ -512,7 +512,7 @@ TEST_F(Actions, ClearRemovesTheSelectedRowsOnly) {
   EXPECT_EQ(Names(window().ListView2), std::vector<std::string>{"b.zip"});
 }
 
-TEST_F(Actions, PopupOfFinishedFilesOffersWhatThereIsToActOn) {
+TEST_F(Actions, PopupOfFinishedFilesEnablesOnlyApplicableEntries) {
   const auto offered = [this] {
     Do([&] { window().ListView2.RightClick(); });
     return std::vector<bool>{window().openfile2.Enabled, window().cleardown2.Enabled, window().clearall.Enabled};
@@ -526,7 +526,7 @@ TEST_F(Actions, PopupOfFinishedFilesOffersWhatThereIsToActOn) {
   EXPECT_EQ(offered(), (std::vector<bool>{false, false, true}));
 }
 
-TEST_F(Actions, ClearLeavesARecordAloneThatWasStartedAgain) {
+TEST_F(Actions, ClearKeepsARecordThatWasStartedAgain) {
   const std::int16_t index = Finished("a.zip");
   window().ListView2.SelectByUser({0});
   Add("http://h/a.zip");
@@ -555,7 +555,7 @@ TEST_F(Actions, HomePageAndItsLabelOpenTheProjectsSite) {
   EXPECT_EQ(sim.shell().urls, (std::vector<std::string>(2, "http://www.pellora.example/")));
 }
 
-TEST_F(Actions, AboutTellsNameAndVersion) {
+TEST_F(Actions, AboutShowsNameAndVersion) {
   Do([&] { window().about.Click(); });
   EXPECT_EQ(Box(), "Pellora !\nVersion : 5.2");
   EXPECT_EQ(sim.dialogs().Next().style, kInformation);

@@ -5,7 +5,7 @@
 namespace pellora {
 namespace {
 
-class Adding : public MainWindowFixture {
+class AddingDownloads : public MainWindowFixture {
  protected:
   void SetUp() override {
     Start();
@@ -13,7 +13,7 @@ class Adding : public MainWindowFixture {
   }
 };
 
-TEST_F(Adding, FillsTheRecordAndStartsTheProbe) {
+TEST_F(AddingDownloads, FillsTheRecordAndStartsTheProbe) {
   Add("http://h/d/a.zip?x=1");
   ASSERT_EQ(program().DownloadCount, 1);
   const DownloadRecord& r = Rec(1);
@@ -37,14 +37,14 @@ TEST_F(Adding, FillsTheRecordAndStartsTheProbe) {
   EXPECT_EQ(Names(window().ListView1), std::vector<std::string>{"a.zip?x=1"});
 }
 
-TEST_F(Adding, TakesUserAndPasswordFromAnFtpUrl) {
+TEST_F(AddingDownloads, TakesUserAndPasswordFromAnFtpUrl) {
   Add("ftp://me:pw@h/a.zip");
   EXPECT_EQ(Rec(1).Protocol, kFtp);
   EXPECT_EQ(Rec(1).UserName, "me");
   EXPECT_EQ(Rec(1).Password, "pw");
 }
 
-TEST_F(Adding, RefusesWhatIsNoUrlOfAFile) {
+TEST_F(AddingDownloads, RefusesAUrlWithoutAFile) {
   for (const char* url : {"mailto:a@h", "https://h/a.zip", "http://h", ""}) {
     Add(url);
     ASSERT_EQ(Box(), Text(400)) << url;
@@ -55,7 +55,7 @@ TEST_F(Adding, RefusesWhatIsNoUrlOfAFile) {
   EXPECT_EQ(program().DownloadCount, 0);
 }
 
-TEST_F(Adding, RefusesAUrlTheListFileCannotHold) {
+TEST_F(AddingDownloads, RefusesAUrlTheListFileCannotHold) {
   Add("http://h/" + std::string(65535 - 9, 'a'));
   EXPECT_EQ(program().DownloadCount, 1);
   Add("http://h/" + std::string(65536 - 9, 'a'));
@@ -63,20 +63,20 @@ TEST_F(Adding, RefusesAUrlTheListFileCannotHold) {
   EXPECT_EQ(program().DownloadCount, 1);
 }
 
-TEST_F(Adding, LeavesOneBoxBehindForManyBadUrlsOfTheBus) {
+TEST_F(AddingDownloads, ShowsOneBoxForManyBadUrlsFromTheBus) {
   for (int i = 0; i < 1000; ++i) Add("bad");
   EXPECT_EQ(sim.dialogs().Standing(), 1U);
   Answer(kAnswerOk);
   EXPECT_EQ(sim.dialogs().Standing(), 0U);
 }
 
-TEST_F(Adding, KeepsAUrlAsGivenThoughItsParserTrims) {
+TEST_F(AddingDownloads, KeepsAUrlAsGivenThoughTheParserTrimsIt) {
   Add("http://h/a.zip  ");
   EXPECT_EQ(Rec(1).URL, "http://h/a.zip  ");
   EXPECT_EQ(Rec(1).FileName, "a.zip");
 }
 
-TEST_F(Adding, QueuesAnAddWhileAllSlotsAreBusy) {
+TEST_F(AddingDownloads, QueuesAnAddWhileAllSlotsAreBusy) {
   program().settings.MaxSimulDownlads = 1;
   Record("http://h/a", [](auto& r) { r.Active = true; });
   Add("http://h/b");
@@ -86,20 +86,20 @@ TEST_F(Adding, QueuesAnAddWhileAllSlotsAreBusy) {
   EXPECT_TRUE(transfers.empty());
 }
 
-TEST_F(Adding, ExceedsTheLimitInABurstBeforeAnyAnswer) {
+TEST_F(AddingDownloads, ExceedsTheLimitInABurstBeforeAnyAnswer) {
   program().settings.MaxSimulDownlads = 1;
   for (int i = 0; i < 3; ++i) Add("http://h/" + std::to_string(i));
   EXPECT_EQ(transfers.size(), 3U);
 }
 
-TEST_F(Adding, TakesTwoUrlsThatDifferInCaseOnly) {
+TEST_F(AddingDownloads, AcceptsTwoUrlsThatDifferOnlyInCase) {
   Add("http://h/a.zip");
   Add("http://h/A.ZIP");
   EXPECT_EQ(program().DownloadCount, 2);
   EXPECT_EQ(Box(), "");
 }
 
-TEST_F(Adding, OverwritesADuplicateOnYesInItsPlace) {
+TEST_F(AddingDownloads, OverwritesADuplicateInPlaceOnYes) {
   Add("http://h/a.zip");
   Add("http://h/b.zip");
   FakeTransfer* const former = InSlot(1);
@@ -128,7 +128,7 @@ TEST_F(Adding, OverwritesADuplicateOnYesInItsPlace) {
   EXPECT_EQ(Names(window().ListView1), (std::vector<std::string>{"a.zip", "b.zip"}));
 }
 
-TEST_F(Adding, DoesNotCountTheOverwrittenRecordAsBusy) {
+TEST_F(AddingDownloads, DoesNotCountTheOverwrittenRecordAsBusy) {
   program().settings.MaxSimulDownlads = 1;
   Add("http://h/a.zip");
   Rec(1).Active = true;
@@ -138,7 +138,7 @@ TEST_F(Adding, DoesNotCountTheOverwrittenRecordAsBusy) {
   EXPECT_EQ(InSlot(1)->probes, 1);
 }
 
-TEST_F(Adding, MovesAFinishedDuplicateToTheCurrentDownloadsAtOnceOnYes) {
+TEST_F(AddingDownloads, MovesAFinishedDuplicateToTheCurrentDownloadsOnYes) {
   for (const bool busy : {false, true}) {
     SCOPED_TRACE(busy);
     program().settings.MaxSimulDownlads = busy ? 0 : 9;
@@ -156,7 +156,7 @@ TEST_F(Adding, MovesAFinishedDuplicateToTheCurrentDownloadsAtOnceOnYes) {
   }
 }
 
-TEST_F(Adding, ChangesNothingForADuplicateOnNo) {
+TEST_F(AddingDownloads, ChangesNothingForADuplicateOnNo) {
   Add("http://h/a.zip");
   Rec(1).Percent = 50;
   const std::uint32_t serial = program().Serial(1);
@@ -166,7 +166,7 @@ TEST_F(Adding, ChangesNothingForADuplicateOnNo) {
   EXPECT_EQ(Rec(1).Percent, 50);
 }
 
-TEST_F(Adding, AsksOnceAtATimeAboutAListedUrlHandedOverAgainAndAgain) {
+TEST_F(AddingDownloads, AsksOneDuplicateQuestionAtATimeForARepeatedUrl) {
   Add("http://h/a.zip");
   Add("http://h/b.zip");
   for (int i = 0; i < 1000; ++i) Add("http://h/a.zip");
@@ -183,7 +183,7 @@ TEST_F(Adding, AsksOnceAtATimeAboutAListedUrlHandedOverAgainAndAgain) {
   EXPECT_EQ(Box(), Text(403));
 }
 
-TEST_F(Adding, AsksForOnePathAtATimeForAListedUrlHandedOverAgainAndAgain) {
+TEST_F(AddingDownloads, AsksForOnePathAtATimeForARepeatedUrl) {
   Add("http://h/a.zip");
   program().settings.SaveAs = true;
   for (int i = 0; i < 1000; ++i) Add("http://h/a.zip");
@@ -195,7 +195,7 @@ TEST_F(Adding, AsksForOnePathAtATimeForAListedUrlHandedOverAgainAndAgain) {
   EXPECT_EQ(sim.dialogs().StandingSaves(), 1U);
 }
 
-TEST_F(Adding, TakesAFreeSlotIfTheDuplicateIsGoneWhenYesComes) {
+TEST_F(AddingDownloads, UsesAFreeSlotIfTheDuplicateIsGoneOnYes) {
   Add("http://h/a.zip");
   Add("http://h/a.zip");
   Rec(1).InUse = false;
@@ -207,7 +207,7 @@ TEST_F(Adding, TakesAFreeSlotIfTheDuplicateIsGoneWhenYesComes) {
   EXPECT_EQ(Rec(2).URL, "http://h/a.zip");
 }
 
-TEST_F(Adding, SurvivesAResetWhileTheDuplicateQuestionStands) {
+TEST_F(AddingDownloads, SurvivesAResetDuringTheDuplicateQuestion) {
   Add("http://h/a.zip");
   Add("http://h/a.zip");
   program().ResizeDownloads(0);
@@ -216,7 +216,7 @@ TEST_F(Adding, SurvivesAResetWhileTheDuplicateQuestionStands) {
   EXPECT_EQ(Rec(1).URL, "http://h/a.zip");
 }
 
-TEST_F(Adding, ReusesTheFirstFreeSlotAndEmptiesIt) {
+TEST_F(AddingDownloads, ReusesTheFirstFreeSlotAndEmptiesIt) {
   Record("http://h/a");
   const std::int16_t index = Record("http://h/b");
   Record("http://h/c");
@@ -230,7 +230,7 @@ TEST_F(Adding, ReusesTheFirstFreeSlotAndEmptiesIt) {
   EXPECT_FALSE(Rec(index).Active);
 }
 
-TEST_F(Adding, TakesThePlaceOfADeletedRecordAndLeavesTheOthersTheirNumbers) {
+TEST_F(AddingDownloads, ReusesTheSlotOfADeletedRecordWithoutRenumbering) {
   for (const char* const url : {"http://h/a", "http://h/b", "http://h/c", "http://h/d"}) Record(url);
   window().RefreshRows(0, 1);
   for (const std::int16_t index : {std::int16_t{3}, std::int16_t{2}}) {
@@ -246,7 +246,7 @@ TEST_F(Adding, TakesThePlaceOfADeletedRecordAndLeavesTheOthersTheirNumbers) {
   EXPECT_EQ(Rec(4).URL, "http://h/d");
 }
 
-TEST_F(Adding, AsksForThePathWhenTheSettingSaysSo) {
+TEST_F(AddingDownloads, AsksForThePathWhenTheSettingSaysSo) {
   program().settings.SaveAs = true;
   sim.dialogs().AutoSave([](const SaveRequest& request) { return "/d/" + request.proposal; });
   Add("http://h/a.zip");
@@ -258,7 +258,7 @@ TEST_F(Adding, AsksForThePathWhenTheSettingSaysSo) {
   EXPECT_TRUE(Rec(1).HasSavePath);
 }
 
-TEST_F(Adding, AddsNothingWhenThePathIsCancelled) {
+TEST_F(AddingDownloads, AddsNothingWhenThePathIsCancelled) {
   program().settings.SaveAs = true;
   Add("http://h/a.zip");
   sim.dialogs().AnswerNextSave(std::nullopt);
@@ -266,7 +266,7 @@ TEST_F(Adding, AddsNothingWhenThePathIsCancelled) {
   EXPECT_EQ(program().DownloadCount, 0);
 }
 
-TEST_F(Adding, AsksForOnePathAfterTheOtherAndFindsTheDuplicateBehindIt) {
+TEST_F(AddingDownloads, AsksForPathsInTurnAndThenFindsTheDuplicate) {
   program().settings.SaveAs = true;
   Add("http://h/a.zip");
   Add("http://h/a.zip");
@@ -279,7 +279,7 @@ TEST_F(Adding, AsksForOnePathAfterTheOtherAndFindsTheDuplicateBehindIt) {
   EXPECT_EQ(Box(), Text(403));
 }
 
-TEST_F(Adding, PutsAnUpdateWhereItIsUnpackedWithoutAsking) {
+TEST_F(AddingDownloads, SavesAnUpdateWhereItIsUnpackedWithoutAsking) {
   program().settings.SaveAs = true;
   Do([&] { sim.tasks().Spawn(AddDownload(&program(), "http://h/new.zip", false, -1, this)); });
   EXPECT_EQ(Rec(1).DownloadKind, 1);
@@ -288,7 +288,7 @@ TEST_F(Adding, PutsAnUpdateWhereItIsUnpackedWithoutAsking) {
   EXPECT_TRUE(sim.dialogs().Saves().empty());
 }
 
-TEST_F(Adding, SaysThatTheListIsFullBeforeAnythingGrows) {
+TEST_F(AddingDownloads, ReportsAFullListBeforeGrowingIt) {
   program().ResizeDownloads(kMaxRecords);
   for (int i = 1; i <= kMaxRecords; ++i) Rec(i).InUse = true;
   Add("http://h/a.zip");

@@ -48,7 +48,7 @@ Shown ShownBy(const Window& window) {
   return shown;
 }
 
-TEST_F(Captions, AreInEnglishWhatTheyWereDesignedAs) {
+TEST_F(Captions, MatchTheirDesignInEnglish) {
   LangStringArray texts;
   ReadLanguage(sim.disk().Get("/prog/english.txt"), texts);
   const std::vector<std::shared_ptr<Window>> windows = {
@@ -89,7 +89,7 @@ TEST_F(Captions, StayAsDesignedInEveryWindowThatLoadsWithoutALanguageFile) {
   }
 }
 
-TEST_F(Captions, OfTheDetailsButtonStaysAsDesignedWithoutALanguageFile) {
+TEST_F(Captions, StayAsDesignedOnTheDetailsButtonWithoutALanguageFile) {
   sim.disk().Lose("/prog/english.txt");
   Start();
   const auto transfer = std::make_shared<TransferWindow>(program());
@@ -99,7 +99,7 @@ TEST_F(Captions, OfTheDetailsButtonStaysAsDesignedWithoutALanguageFile) {
   }
 }
 
-TEST_F(Captions, FollowAFileThatWasReadLater) {
+TEST_F(Captions, FollowALanguageFileReadLater) {
   sim.disk().Lose("/prog/english.txt");
   Start();
   sim.disk().Put("/prog/english.txt", "696=Go\n");

@@ -7,7 +7,7 @@ namespace {
 
 const std::string kUsual = "HTM,HTML,ASP,PHP,CGI";
 
-TEST(UrlToAskAbout, TakesAnHttpOrFtpUrlWithoutTheBlanksAndLineEndsAroundIt) {
+TEST(UrlToAskAbout, TrimsBlanksAndLineEndsAroundAnHttpOrFtpUrl) {
   EXPECT_EQ(UrlToAskAbout("http://a.example/x.zip", kUsual), "http://a.example/x.zip");
   EXPECT_EQ(UrlToAskAbout("ftp://a.example/x.zip  ", kUsual), "ftp://a.example/x.zip");
   for (const char* const text : {"http://a.example/x.zip\n", "http://a.example/x.zip\r\n", " http://a.example/x.zip",
@@ -16,13 +16,13 @@ TEST(UrlToAskAbout, TakesAnHttpOrFtpUrlWithoutTheBlanksAndLineEndsAroundIt) {
   }
 }
 
-TEST(UrlToAskAbout, LooksAtTheEndOfTheAddressAndNotOfTheText) {
+TEST(UrlToAskAbout, ChecksTheEndOfTheUrlNotOfTheText) {
   EXPECT_EQ(UrlToAskAbout("http://a.example/x/\n", kUsual), std::nullopt);
   EXPECT_EQ(UrlToAskAbout("http://a.example/x.htm\r\n", kUsual), std::nullopt);
   EXPECT_EQ(UrlToAskAbout(" \r\n", kUsual), std::nullopt);
 }
 
-TEST(TrimCopiedText, TakesOffBlanksAndLineEndsAndNothingElse) {
+TEST(TrimCopiedText, RemovesBlanksAndLineEndsAndNothingElse) {
   EXPECT_EQ(TrimCopiedText("\r\n a\nb \n"), "a\nb");
   EXPECT_EQ(TrimCopiedText("\ta\t"), "\ta\t");
   EXPECT_EQ(TrimCopiedText(""), "");
@@ -33,7 +33,7 @@ TEST(UrlToAskAbout, AsksAboutAUrlWithoutADot) {
   EXPECT_EQ(UrlToAskAbout("http://localhost/file", kUsual), "http://localhost/file");
 }
 
-TEST(BeginsWithScheme, KnowsHttpAndFtpInSmallLettersAtTheVeryStart) {
+TEST(BeginsWithScheme, AcceptsLowercaseHttpAndFtpAtTheStartOnly) {
   for (const char* const text : {"http://", "http://a.example/x.zip", "ftp://", "ftp://a.example/x.zip"}) {
     EXPECT_TRUE(BeginsWithScheme(text)) << text;
   }
@@ -42,7 +42,7 @@ TEST(BeginsWithScheme, KnowsHttpAndFtpInSmallLettersAtTheVeryStart) {
   }
 }
 
-TEST(UrlToAskAbout, NeverAsksAboutASchemeInCapitals) {
+TEST(UrlToAskAbout, NeverAsksAboutAnUppercaseScheme) {
   EXPECT_EQ(UrlToAskAbout("HTTP://a.example/x.zip", kUsual), std::nullopt);
   EXPECT_EQ(UrlToAskAbout("https://a.example/x.zip", kUsual), std::nullopt);
 }
@@ -52,7 +52,7 @@ TEST(UrlToAskAbout, NeverAsksAboutAUrlThatEndsInASlash) {
   EXPECT_EQ(UrlToAskAbout("http://a.example/x\\ ", kUsual), std::nullopt);
 }
 
-TEST(UrlToAskAbout, PassesOverIgnoredExtensionsInAnyCase) {
+TEST(UrlToAskAbout, SkipsIgnoredExtensionsInAnyCase) {
   for (const char* extension : {"htm", "HTML", "Php", "cgi"}) {
     EXPECT_EQ(UrlToAskAbout(std::string("http://a.example/x.") + extension, kUsual), std::nullopt) << extension;
   }
@@ -62,17 +62,17 @@ TEST(UrlToAskAbout, AsksAboutAnIgnoredExtensionWithAQuery) {
   EXPECT_TRUE(UrlToAskAbout("http://a.example/x.php?id=1", kUsual));
 }
 
-TEST(UrlToAskAbout, IgnoresNothingWithAListOfOneExtensionAndBothOfTwo) {
+TEST(UrlToAskAbout, IgnoresNoExtensionInAListOfOneButBothOfTwo) {
   EXPECT_TRUE(UrlToAskAbout("http://a.example/x.htm", "HTM"));
   EXPECT_FALSE(UrlToAskAbout("http://a.example/x.htm", "HTM,ZIP"));
   EXPECT_FALSE(UrlToAskAbout("http://a.example/x.zip", "HTM,ZIP"));
 }
 
-TEST(UrlToAskAbout, TakesTheListsElementsUntrimmed) {
+TEST(UrlToAskAbout, DoesNotTrimTheIgnoredExtensions) {
   EXPECT_TRUE(UrlToAskAbout("http://a.example/x.zip", "HTM, ZIP"));
 }
 
-TEST(UrlToAskAbout, JudgesATextOfSeveralLinesAsOne) {
+TEST(UrlToAskAbout, TreatsSeveralLinesAsOneText) {
   EXPECT_EQ(UrlToAskAbout("http://a.example/x.zip\r\nmore", kUsual), "http://a.example/x.zip\r\nmore");
 }
 

@@ -9,7 +9,7 @@ class Layout : public MainWindowFixture {
   void Drag(int width, int height) { window().ViewResized(width, height, width - 10, height - 30); }
 };
 
-TEST_F(Layout, PlacesThePartsFromTheInnerSize) {
+TEST_F(Layout, PlacesControlsFromTheInnerSize) {
   Drag(910, 730);
   EXPECT_EQ(window().ListView1.Width(), 880);
   EXPECT_EQ(window().ListView2.Width(), 880);
@@ -69,7 +69,7 @@ TEST_F(Layout, ChangesNothingWhileMinimised) {
   EXPECT_EQ(window().Width(), 300);  // not set back
 }
 
-TEST_F(Layout, SkipsALengthBelowNothing) {
+TEST_F(Layout, SkipsANegativeLength) {
   Drag(910, 730);
   window().ViewResized(910, 730, 200, 100);
   EXPECT_EQ(window().ListView1.Width(), 180);
@@ -77,7 +77,7 @@ TEST_F(Layout, SkipsALengthBelowNothing) {
   EXPECT_EQ(window().Command4.Left(), 170);
 }
 
-TEST_F(Layout, SnapsBackToItsSmallestSize) {
+TEST_F(Layout, SnapsBackToItsMinimumSize) {
   Drag(300, 200);
   EXPECT_EQ(window().Width(), 715);
   EXPECT_EQ(window().Height(), 534);

@@ -48,7 +48,7 @@ class Preview : public MainWindowFixture {
   bool HasPicture() { return window().Picture3.Frame() != nullptr; }
 };
 
-TEST_F(Preview, BeginsEmptyWithItsDesignedTexts) {
+TEST_F(Preview, StartsEmptyWithItsDesignedTexts) {
   EXPECT_EQ(State(), kNotAvailable);
   EXPECT_EQ(window().Command2.Caption(), ">");
   EXPECT_EQ(window().Command3.Caption(), "|||||");
@@ -59,7 +59,7 @@ TEST_F(Preview, BeginsEmptyWithItsDesignedTexts) {
   EXPECT_FALSE(HasPicture());
 }
 
-TEST_F(Preview, CuesTheFirstPictureOfAVideoHalfASecondAfterTheClick) {
+TEST_F(Preview, CuesTheFirstFrameOfAVideoHalfASecondAfterTheClick) {
   const std::int16_t index = Finished("a.avi");
   Click(index);
   EXPECT_EQ(State(), kPreparing);
@@ -74,7 +74,7 @@ TEST_F(Preview, CuesTheFirstPictureOfAVideoHalfASecondAfterTheClick) {
   EXPECT_EQ(State(), kNotAvailable);  // the picture covers it
 }
 
-TEST_F(Preview, GoesOnWithTransfersAndTimersDuringTheWait) {
+TEST_F(Preview, LetsTransfersAndTimersRunDuringTheWait) {
   const std::int16_t index = Finished("a.avi");
   Record("http://h/queued", [](auto& r) { r.Queued = 1; });
   Click(index);
@@ -82,7 +82,7 @@ TEST_F(Preview, GoesOnWithTransfersAndTimersDuringTheWait) {
   EXPECT_EQ(Rec(2).Queued, 0);
 }
 
-TEST_F(Preview, ADoubleClickOpensTheFileAndLoadsNoPreview) {
+TEST_F(Preview, DoubleClickOpensTheFileWithoutAPreview) {
   const std::int16_t index = Finished("a.avi");
   Click(index);
   sim.RunFor(200);
@@ -95,7 +95,7 @@ TEST_F(Preview, ADoubleClickOpensTheFileAndLoadsNoPreview) {
   EXPECT_TRUE(HasPicture());
 }
 
-TEST_F(Preview, SaysThatADeletedFileIsNotFoundAndLeavesItSo) {
+TEST_F(Preview, ReportsADeletedFileAsNotFound) {
   const std::int16_t index = Finished("a.avi", false);
   ClickAndWait(index);
   EXPECT_EQ(State(), "File Not Found.");
@@ -105,7 +105,7 @@ TEST_F(Preview, SaysThatADeletedFileIsNotFoundAndLeavesItSo) {
   EXPECT_EQ(State(), "File Not Found.");
 }
 
-TEST_F(Preview, ADeletedFileIsNotCoveredByThePreviewBefore) {
+TEST_F(Preview, DeletedFileReplacesThePreviousPreview) {
   const std::int16_t shown = Finished("a.avi");
   const std::int16_t missing = Finished("b.avi", false);
   ClickAndWait(shown);
@@ -120,7 +120,7 @@ TEST_F(Preview, ADeletedFileIsNotCoveredByThePreviewBefore) {
   EXPECT_FALSE(HasPicture());
 }
 
-TEST_F(Preview, RendersNothingOfAZipFile) {
+TEST_F(Preview, RendersNothingForAZipFile) {
   const std::int16_t index = Finished("a.ZIP");
   ClickAndWait(index);
   EXPECT_TRUE(Calls().empty());
@@ -129,7 +129,7 @@ TEST_F(Preview, RendersNothingOfAZipFile) {
   EXPECT_FALSE(HasPicture());
 }
 
-TEST_F(Preview, ARefusedTypeReleasesThePreviewBefore) {
+TEST_F(Preview, RefusedTypeReleasesThePreviousPreview) {
   ClickAndWait(Finished("a.avi"));
   ASSERT_TRUE(HasPicture());
   ClickAndWait(Finished("b.zip"));
@@ -138,7 +138,7 @@ TEST_F(Preview, ARefusedTypeReleasesThePreviewBefore) {
   EXPECT_EQ(Calls().back(), "1 stop when ready");
 }
 
-TEST_F(Preview, LoadsBehindTheInformationPane) {
+TEST_F(Preview, LoadsUnderTheInformationPane) {
   const std::int16_t index = Finished("a.avi");
   Do([&] { window().TabStrip1.SelectByUser(1); });
   EXPECT_TRUE(window().Details.Visible());
@@ -150,7 +150,7 @@ TEST_F(Preview, LoadsBehindTheInformationPane) {
   EXPECT_TRUE(window().Picture1.Visible());
 }
 
-TEST_F(Preview, TheSliderAt37IsMinus1260AndStartsThePlayback) {
+TEST_F(Preview, SliderAt37SetsMinus1260AndStartsThePlayback) {
   ClickAndWait(Finished("a.mp3"));
   const std::size_t before = Calls().size();
   Do([&] { window().Slider1.SetByUser(37); });
@@ -159,7 +159,7 @@ TEST_F(Preview, TheSliderAt37IsMinus1260AndStartsThePlayback) {
             (std::vector<std::string>{"1 volume -1260", "1 run"}));
 }
 
-TEST_F(Preview, TheSliderGoesFromFullToTwentyDecibelDown) {
+TEST_F(Preview, SliderRangesFromFullVolumeToMinusTwentyDecibels) {
   ClickAndWait(Finished("a.mp3"));
   Do([&] { window().Slider1.SetByUser(100); });
   EXPECT_TRUE(sim.media().Called("1 volume 0"));
@@ -167,14 +167,14 @@ TEST_F(Preview, TheSliderGoesFromFullToTwentyDecibelDown) {
   EXPECT_TRUE(sim.media().Called("1 volume -2000"));
 }
 
-TEST_F(Preview, ANewFileIsAsLoudAsTheSliderSays) {
+TEST_F(Preview, NewFilePlaysAtTheSlidersVolume) {
   ClickAndWait(Finished("a.mp3"));
   Do([&] { window().Slider1.SetByUser(37); });
   ClickAndWait(Finished("b.mp3"));
   EXPECT_TRUE(sim.media().Called("2 volume -1260"));
 }
 
-TEST_F(Preview, AFileWhoseRenderingWasSupersededIsAsLoudAsTheSliderSays) {
+TEST_F(Preview, SupersededFilePlaysAtTheSlidersVolume) {
   Do([&] { window().Slider1.SetByUser(37); });
   sim.media().renderTime = 800;
   Click(Finished("a.mp3"));
@@ -189,7 +189,7 @@ TEST_F(Preview, AFileWhoseRenderingWasSupersededIsAsLoudAsTheSliderSays) {
   EXPECT_EQ(Calls(), (std::vector<std::string>{"1 render /d/a.mp3", "1 volume -1260", "1 run"}));
 }
 
-TEST_F(Preview, AnAudioFileShowsTheDrawingAndPlays) {
+TEST_F(Preview, AudioFileShowsTheSoundImageAndPlays) {
   const std::int16_t index = Finished("a.mp3");
   Click(index);
   EXPECT_FALSE(window().Image2.Visible());
@@ -203,7 +203,7 @@ TEST_F(Preview, AnAudioFileShowsTheDrawingAndPlays) {
   EXPECT_EQ(Calls().back(), "1 stop");
 }
 
-TEST_F(Preview, HidesTheDrawingAtTheNextClick) {
+TEST_F(Preview, HidesTheSoundImageAtTheNextClick) {
   ClickAndWait(Finished("a.mp3"));
   const std::int16_t next = Finished("b.avi");
   Click(next);
@@ -216,7 +216,7 @@ TEST_F(Preview, OffersANameWithoutADot) {
   EXPECT_EQ(Calls().front(), "1 render /d/README");
 }
 
-TEST_F(Preview, TheLastDotOfTheWholePathCounts) {
+TEST_F(Preview, UsesTheLastDotOfTheWholePath) {
   const std::int16_t index = Finished("README");
   Rec(index).SavePath = "/d.mp3/README";
   sim.disk().MakeFolder("/d.mp3");
@@ -233,7 +233,7 @@ struct TypeCase {
 
 class PreviewTypes : public Preview, public ::testing::WithParamInterface<TypeCase> {};
 
-TEST_P(PreviewTypes, AreTakenByTheirExtensionInAnyCase) {
+TEST_P(PreviewTypes, AreRecognizedByExtensionInAnyCase) {
   const TypeCase& type = GetParam();
   std::string mixed = type.extension;
   for (std::size_t i = 0; i < mixed.size(); i += 2) {
@@ -260,7 +260,7 @@ INSTANTIATE_TEST_SUITE_P(
                       TypeCase{"JPEG", false, false}, TypeCase{"MPEG", false, false}, TypeCase{"MP4", false, false},
                       TypeCase{"GIF", false, false}, TypeCase{"XMP3", false, true}, TypeCase{"", false, false}));
 
-TEST_F(Preview, AFileThatCannotBeRenderedLeavesThePaneBlankWithItsText) {
+TEST_F(Preview, UnrenderableFileLeavesThePaneBlankWithItsText) {
   sim.media().broken.insert("/d/a.avi");
   ClickAndWait(Finished("a.avi"));
   EXPECT_EQ(Calls(), std::vector<std::string>{"1 render /d/a.avi"});
@@ -281,7 +281,7 @@ TEST_F(Preview, PlayStopAndVolumeAreHarmlessBeforeAnyPreview) {
   EXPECT_EQ(window().Slider1.Value(), 10);
 }
 
-TEST_F(Preview, OnlyTheLastOfSeveralClicksLoads) {
+TEST_F(Preview, LoadsOnlyTheLastOfSeveralClicks) {
   const std::int16_t a = Finished("a.avi");
   const std::int16_t b = Finished("b.avi");
   Click(a);
@@ -296,7 +296,7 @@ TEST_F(Preview, OnlyTheLastOfSeveralClicksLoads) {
   EXPECT_EQ(window().Info(0).Caption(), "b.avi");
 }
 
-TEST_F(Preview, AClickDuringARenderingSupersedesIt) {
+TEST_F(Preview, ClickDuringARenderingSupersedesIt) {
   const std::int16_t a = Finished("a.avi");
   const std::int16_t b = Finished("b.avi");
   sim.media().renderTime = 800;
@@ -311,7 +311,7 @@ TEST_F(Preview, AClickDuringARenderingSupersedesIt) {
   EXPECT_EQ(sim.tasks().RunningTasks(), 0U);
 }
 
-TEST_F(Preview, ARenderingWithoutAnEndHoldsUpNothing) {
+TEST_F(Preview, EndlessRenderingBlocksNothing) {
   sim.media().silent.insert("/d/a.avi");
   const std::int16_t a = Finished("a.avi");
   ClickAndWait(a);
@@ -335,7 +335,7 @@ TEST_F(Preview, ShowsTheChosenFileThoughItsRecordIsReplacedDuringTheWait) {
   EXPECT_EQ(window().Info(0).Caption(), "a.avi");
 }
 
-TEST_F(Preview, AResetDuringTheWaitDoesNoHarm) {
+TEST_F(Preview, ResetDuringTheWaitIsHarmless) {
   const std::int16_t index = Finished("a.avi");
   Click(index);
   sim.RunFor(100);
@@ -353,7 +353,7 @@ TEST_F(Preview, QuittingDuringTheWaitLoadsNothing) {
   EXPECT_EQ(sim.media().Graphs(), 0);
 }
 
-TEST_F(Preview, AFoldedPaneLoadsNothing) {
+TEST_F(Preview, FoldedPaneLoadsNothing) {
   const std::int16_t index = Finished("a.avi");
   Do([&] { window().Command4.Click(); });
   ASSERT_FALSE(window().Picture1.Visible());
@@ -362,7 +362,7 @@ TEST_F(Preview, AFoldedPaneLoadsNothing) {
   EXPECT_EQ(window().Info(0).Caption(), "");
 }
 
-TEST_F(Preview, ARightClickLoadsNothing) {
+TEST_F(Preview, RightClickLoadsNothing) {
   const std::int16_t index = Finished("a.avi");
   Do([&] {
     Select(window().ListView2, index);
@@ -372,7 +372,7 @@ TEST_F(Preview, ARightClickLoadsNothing) {
   EXPECT_EQ(sim.media().Graphs(), 0);
 }
 
-TEST_F(Preview, FillsTheInformationPaneBehindTheWait) {
+TEST_F(Preview, FillsTheInformationPaneAfterTheWait) {
   const std::int16_t index = Finished("a.bin");
   Click(index);
   EXPECT_EQ(window().Info(0).Caption(), "");
@@ -387,7 +387,7 @@ TEST_F(Preview, FillsTheInformationPaneBehindTheWait) {
   EXPECT_EQ(window().InfoCaption(4).Caption(), Text(203));
 }
 
-TEST_F(Preview, TheInformationPaneFoldsWithTheSidePane) {
+TEST_F(Preview, InformationPaneFoldsWithTheSidePane) {
   Do([&] { window().TabStrip1.SelectByUser(1); });
   Do([&] { window().Command4.Click(); });
   EXPECT_FALSE(window().Details.Visible());
@@ -395,7 +395,7 @@ TEST_F(Preview, TheInformationPaneFoldsWithTheSidePane) {
   EXPECT_TRUE(window().Details.Visible());
 }
 
-TEST_F(Preview, TheSecondTabStopsThePlayback) {
+TEST_F(Preview, SecondTabStopsThePlayback) {
   ClickAndWait(Finished("a.mp3"));
   Do([&] { window().Command2.Click(); });
   Do([&] { window().TabStrip1.SelectByUser(1); });
@@ -406,7 +406,7 @@ TEST_F(Preview, TheSecondTabStopsThePlayback) {
   EXPECT_EQ(Calls().size(), calls);
 }
 
-TEST_F(Preview, EachTickAttachesTheSurfaceAnewAndChangesNothing) {
+TEST_F(Preview, EachTickReattachesTheSurfaceWithoutChange) {
   ClickAndWait(Finished("a.avi"));
   const int attachments = sim.media().Attachments();
   const auto changes = sim.windows().Record(window()).changesOf.at("Picture3");
@@ -415,7 +415,7 @@ TEST_F(Preview, EachTickAttachesTheSurfaceAnewAndChangesNothing) {
   EXPECT_EQ(sim.windows().Record(window()).changesOf.at("Picture3"), changes);
 }
 
-TEST_F(Preview, AThousandClicksLeaveOneGraphBehind) {
+TEST_F(Preview, ThousandClicksLeaveOneGraph) {
   const std::int16_t a = Finished("a.avi");
   const std::int16_t b = Finished("b.avi");
   sim.media().broken = {"/d/a.avi", "/d/b.avi"};

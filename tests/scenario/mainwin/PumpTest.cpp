@@ -34,7 +34,7 @@ TEST_F(Pump, StartsTheLowestNumberFirstAndTheNextOnlyAfterItStopped) {
   EXPECT_FALSE(Rec(3).Active);
 }
 
-TEST_F(Pump, StartsOneForEachTickTwoInASecond) {
+TEST_F(Pump, StartsOneDownloadPerTickAndTwoPerSecond) {
   Start();
   program().settings.MaxSimulDownlads = 99;
   for (int i = 0; i < 10; ++i) Queued("http://h/" + std::to_string(i));
@@ -44,7 +44,7 @@ TEST_F(Pump, StartsOneForEachTickTwoInASecond) {
   }
 }
 
-TEST_F(Pump, ShowsTheTransferItStartsUnlessThatIsSwitchedOff) {
+TEST_F(Pump, ShowsTheTransferItStartsUnlessSwitchedOff) {
   Start();
   Queued("http://h/a");
   sim.RunFor(500);
@@ -56,7 +56,7 @@ TEST_F(Pump, ShowsTheTransferItStartsUnlessThatIsSwitchedOff) {
   EXPECT_FALSE(transfers.at(1)->shown);
 }
 
-TEST_F(Pump, FoldsTheOpenSegmentsOfARecordThatWasPlanned) {
+TEST_F(Pump, FoldsTheUnfinishedSegmentsOfAPlannedRecord) {
   Start();
   Record("http://h/a", [](auto& r) {
     r.Queued = 1;
@@ -75,7 +75,7 @@ TEST_F(Pump, FoldsTheOpenSegmentsOfARecordThatWasPlanned) {
   EXPECT_EQ(Rec(1).Segments[2].RangeStart, 50);
 }
 
-TEST_F(Pump, StartsARecordWithoutAPlanAfresh) {
+TEST_F(Pump, StartsARecordWithoutAPlanFromScratch) {
   Start();
   Record("http://h/a", [](auto& r) { r.Queued = 1, r.ContinueSegments = true; });
   sim.RunFor(500);
@@ -89,7 +89,7 @@ TEST_F(Pump, SurvivesASegmentCountBeyondItsArray) {
   EXPECT_EQ(transfers.at(0)->probes, 1);
 }
 
-TEST_F(Pump, JustTakesARecordWithATransferOffTheQueue) {
+TEST_F(Pump, OnlyDequeuesARecordThatHasATransfer) {
   Start();
   const std::int16_t index = Queued("http://h/a");
   FakeTransfer& transfer = Transferring(index);
@@ -101,7 +101,7 @@ TEST_F(Pump, JustTakesARecordWithATransferOffTheQueue) {
   EXPECT_TRUE(transfer.shown);
 }
 
-TEST_F(Pump, ShowsThatARecordWasTakenOffTheQueue) {
+TEST_F(Pump, ShowsThatARecordWasDequeued) {
   Start();
   program().settings.MaxSimulDownlads = 0;
   const std::int16_t index = Queued("http://h/a");
@@ -155,14 +155,14 @@ TEST_F(Pump, NeverStartsAFinishedRecord) {
   EXPECT_TRUE(transfers.empty());
 }
 
-TEST_F(Pump, PassesOverFreeSlots) {
+TEST_F(Pump, SkipsFreeSlots) {
   Start();
   Record("http://h/a", [](auto& r) { r.Queued = 1, r.InUse = false; });
   sim.RunFor(1000);
   EXPECT_TRUE(transfers.empty());
 }
 
-TEST_F(Pump, MovesScheduledRecordsOnceTheDateIsPast) {
+TEST_F(Pump, QueuesScheduledRecordsOnceTheirDateHasPassed) {
   Start();
   program().settings.MaxSimulDownlads = 0;
   program().settings.Schedule = true;
@@ -180,7 +180,7 @@ TEST_F(Pump, MovesScheduledRecordsOnceTheDateIsPast) {
   EXPECT_EQ(Rec(3).Scheduled, 1);
 }
 
-TEST_F(Pump, KeepsAMovedRecordQueuedWhenTheScheduleIsSwitchedOff) {
+TEST_F(Pump, KeepsAScheduledRecordQueuedWhenTheScheduleIsSwitchedOff) {
   Start();
   program().settings.MaxSimulDownlads = 0;
   program().settings.Schedule = true;
@@ -221,7 +221,7 @@ TEST_F(Pump, LeavesScheduledRecordsAloneWithoutASchedule) {
   EXPECT_EQ(Rec(1).Scheduled, 1);
 }
 
-TEST_F(Pump, TellsTotalAndSpeedInTheStatusBar) {
+TEST_F(Pump, ShowsTotalAndSpeedInTheStatusBar) {
   Start();
   EXPECT_EQ(Panel(2), "Speed : 0 kb/s");
   EXPECT_EQ(Panel(3), "Total Downloaded : 0kb");
@@ -235,7 +235,7 @@ TEST_F(Pump, TellsTotalAndSpeedInTheStatusBar) {
   EXPECT_EQ(Panel(3), "Total downloaded : 1 " + Text(2) + "  ");
 }
 
-TEST_F(Pump, TellsTheSpeedBeyondTwoGigabytes) {
+TEST_F(Pump, ShowsTheSpeedBeyondTwoGigabytes) {
   Start();
   sim.RunFor(500);
   program().CountReceived(std::size_t{3} << 30);
@@ -248,7 +248,7 @@ TEST_F(Pump, TellsTheSpeedBeyondTwoGigabytes) {
   EXPECT_NE(Panel(2), "Speed : 0 " + Text(1) + "/s ");
 }
 
-TEST_F(Pump, CountsOnlyTransfersWithTimeBehindThemInTheTip) {
+TEST_F(Pump, CountsOnlyTransfersWithElapsedTimeInTheTip) {
   Start();
   Record("http://h/a", [](auto& r) { r.Active = true, r.ElapsedSeconds = 1; });
   Record("http://h/b", [](auto& r) { r.Active = true; });
@@ -256,7 +256,7 @@ TEST_F(Pump, CountsOnlyTransfersWithTimeBehindThemInTheTip) {
   EXPECT_EQ(sim.tray().tip, "Pellora! Downloads(1) Speed : 0 " + Text(1) + "/s ");
 }
 
-TEST_F(Pump, ShowsFullSpeedAtTheFirstIdleTickAndOnceInAWhile) {
+TEST_F(Pump, ShowsFullSpeedAtTheFirstIdleTickAndPeriodically) {
   Start();
   sim.RunFor(200'000);
   const std::vector<std::string>& pictures = sim.tray().pictures;
@@ -309,12 +309,12 @@ TEST_F(Pump, PausesNothingWhenTheConnectionIsLost) {
   main->StopTimers();
 }
 
-class PumpAtTheTurn : public Pump, public ::testing::WithParamInterface<std::uint32_t> {
+class PumpTickCount : public Pump, public ::testing::WithParamInterface<std::uint32_t> {
  protected:
-  PumpAtTheTurn() : Pump(SimOptions{.startTick = GetParam()}) {}
+  PumpTickCount() : Pump(SimOptions{.startTick = GetParam()}) {}
 };
 
-TEST_P(PumpAtTheTurn, GoesOnAcrossTheTurnOfTheTickCount) {
+TEST_P(PumpTickCount, MayWrapOrChangeSign) {
   Start();
   program().settings.MaxSimulDownlads = 99;
   for (int i = 0; i < 40; ++i) Queued("http://h/" + std::to_string(i));
@@ -324,7 +324,7 @@ TEST_P(PumpAtTheTurn, GoesOnAcrossTheTurnOfTheTickCount) {
   EXPECT_EQ(window().ListView1.Rows().size(), 40U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Ticks, PumpAtTheTurn, ::testing::Values(kTickNearSign, kTickNearWrap, 0U));
+INSTANTIATE_TEST_SUITE_P(Ticks, PumpTickCount, ::testing::Values(kTickNearSign, kTickNearWrap, 0U));
 
 }  // namespace
 }  // namespace pellora

@@ -15,7 +15,7 @@ class ClipboardQuestion : public MainWindowFixture {
   }
 };
 
-TEST_F(ClipboardQuestion, AsksInTheLanguageOfTheProgramAndAddsOnYes) {
+TEST_F(ClipboardQuestion, AsksInTheProgramsLanguageAndAddsOnYes) {
   Start();
   Copy("http://h/a.zip ");
   ASSERT_TRUE(question().Visible());
@@ -29,7 +29,7 @@ TEST_F(ClipboardQuestion, AsksInTheLanguageOfTheProgramAndAddsOnYes) {
   EXPECT_EQ(transfers.at(0)->probes, 1);
 }
 
-TEST_F(ClipboardQuestion, LeavesOutTheLineEndThatWasCopiedAlong) {
+TEST_F(ClipboardQuestion, OmitsACopiedLineEnd) {
   Start();
   Copy("http://h/a.zip\n");
   ASSERT_TRUE(question().Visible());
@@ -40,7 +40,7 @@ TEST_F(ClipboardQuestion, LeavesOutTheLineEndThatWasCopiedAlong) {
   EXPECT_EQ(Rec(1).Path, "/a.zip");
 }
 
-TEST_F(ClipboardQuestion, KnowsAListedUrlThatIsCopiedWithItsLineEnd) {
+TEST_F(ClipboardQuestion, RecognizesAListedUrlCopiedWithItsLineEnd) {
   Start();
   Record("http://h/a.zip");
   Copy("http://h/a.zip\r\n");
@@ -55,7 +55,7 @@ TEST_F(ClipboardQuestion, AddsNothingOnNo) {
   EXPECT_EQ(program().DownloadCount, 0);
 }
 
-TEST_F(ClipboardQuestion, TakesAClosedFrameAsNoAndStaysAwake) {
+TEST_F(ClipboardQuestion, TreatsAClosedFrameAsNoAndKeepsWatching) {
   Start();
   Copy("http://h/a.zip");
   question().ViewClosed();
@@ -88,7 +88,7 @@ TEST_F(ClipboardQuestion, AsksAgainAfterAnotherTextUnlessTheUrlIsListedByNow) {
   EXPECT_FALSE(question().Loaded());
 }
 
-TEST_F(ClipboardQuestion, CountsAListedUrlInAnotherCaseAsTheSame) {
+TEST_F(ClipboardQuestion, TreatsAListedUrlInAnotherCaseAsTheSame) {
   Start();
   Record("http://h/A.zip");
   Copy("http://H/a.ZIP");
@@ -99,7 +99,7 @@ TEST_F(ClipboardQuestion, CountsAListedUrlInAnotherCaseAsTheSame) {
   EXPECT_TRUE(question().Visible());
 }
 
-TEST_F(ClipboardQuestion, LeavesTheClipboardAloneWhileItStands) {
+TEST_F(ClipboardQuestion, IgnoresTheClipboardWhileOpen) {
   Start();
   Copy("http://h/a.zip");
   Copy("http://h/b.zip");
@@ -112,7 +112,7 @@ TEST_F(ClipboardQuestion, LeavesTheClipboardAloneWhileItStands) {
   EXPECT_TRUE(question().Visible());
 }
 
-TEST_F(ClipboardQuestion, LetsQueueSpeedAndTrayGoOn) {
+TEST_F(ClipboardQuestion, LetsQueueSpeedAndTrayContinue) {
   Start();
   program().settings.MaxSimulDownlads = 99;
   Copy("http://h/a.zip");
@@ -136,14 +136,14 @@ TEST_F(ClipboardQuestion, EndsTheTickThatAsked) {
   EXPECT_EQ(sim.tray().tips.size(), tips);
 }
 
-TEST_F(ClipboardQuestion, StaysAwayWhenTheWatchIsOff) {
+TEST_F(ClipboardQuestion, IsNotAskedWhenTheWatchIsOff) {
   sim.settings().values[{"Pellora", "CheckClipboard"}] = "False";
   Start();
   Copy("http://h/a.zip");
   EXPECT_FALSE(question().Loaded());
 }
 
-TEST_F(ClipboardQuestion, NeverAsksForTextsThatAreNoFile) {
+TEST_F(ClipboardQuestion, NeverAsksAboutTextThatIsNoFileUrl) {
   Start();
   for (const char* text : {"http://h/dir/", "http://h/page.htm", "HTTP://h/a.zip", "just words", ""}) {
     Copy(text);
@@ -162,7 +162,7 @@ class AddDialog : public MainWindowFixture {
   }
 };
 
-TEST_F(AddDialog, OffersTheUrlOnTheClipboardSelectedAsAWhole) {
+TEST_F(AddDialog, OffersTheClipboardUrlFullySelected) {
   Start();
   program().settings.CheckClipboard = false;
   sim.clipboard().text = "  http://h/a.zip ";
@@ -174,7 +174,7 @@ TEST_F(AddDialog, OffersTheUrlOnTheClipboardSelectedAsAWhole) {
   EXPECT_GT(dialog().Text1.SelectAll(), selections);
 }
 
-TEST_F(AddDialog, OffersTheUrlWithoutTheLineEndThatWasCopiedAlong) {
+TEST_F(AddDialog, OffersTheUrlWithoutACopiedLineEnd) {
   Start();
   program().settings.CheckClipboard = false;
   sim.clipboard().text = "\n http://h/a.zip \r\n";
@@ -184,7 +184,7 @@ TEST_F(AddDialog, OffersTheUrlWithoutTheLineEndThatWasCopiedAlong) {
   EXPECT_EQ(Rec(1).URL, "http://h/a.zip");
 }
 
-TEST_F(AddDialog, OffersTheSchemeWithoutAUrlOnTheClipboard) {
+TEST_F(AddDialog, OffersTheSchemeWithoutAClipboardUrl) {
   Start();
   for (const char* text : {"words", "HTTP://h/a.zip", "   "}) {
     sim.clipboard().text = text;
@@ -194,7 +194,7 @@ TEST_F(AddDialog, OffersTheSchemeWithoutAUrlOnTheClipboard) {
   }
 }
 
-TEST_F(AddDialog, StartsTheTrimmedUrlAtDownloadNow) {
+TEST_F(AddDialog, StartsTheTrimmedUrlOnDownloadNow) {
   Start();
   Open();
   dialog().Text1.SetByUser("  http://h/a.zip  ");
@@ -204,7 +204,7 @@ TEST_F(AddDialog, StartsTheTrimmedUrlAtDownloadNow) {
   EXPECT_EQ(transfers.size(), 1U);
 }
 
-TEST_F(AddDialog, LeavesTheRecordNeitherQueuedNorActiveAtDownloadLater) {
+TEST_F(AddDialog, LeavesTheRecordUnqueuedAndInactiveOnDownloadLater) {
   Start();
   Open();
   dialog().Text1.SetByUser("http://h/a.zip");
@@ -244,7 +244,7 @@ TEST_F(AddDialog, IsOnlyRaisedByASecondAddAction) {
   EXPECT_EQ(Box(), "");
 }
 
-TEST_F(AddDialog, DropsATextWithoutASchemeSilentlyButTakesCapitals) {
+TEST_F(AddDialog, IgnoresTextWithoutASchemeButAcceptsUppercase) {
   Start();
   for (const char* text : {"", "words", "mailto:a@h"}) {
     Open();

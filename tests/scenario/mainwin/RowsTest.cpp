@@ -21,7 +21,7 @@ class Rows : public MainWindowFixture {
   void Refresh(std::int16_t index, std::int16_t force) { window().RefreshRows(index, force); }
 };
 
-TEST_F(Rows, HoldTheColumnsOfARecord) {
+TEST_F(Rows, ShowTheColumnsOfARecord) {
   Record("http://h/a.zip", [](auto& r) { r.FileSize = 1536, r.RemainingSeconds = 75.4F; });
   Refresh(0, 1);
   ASSERT_EQ(window().ListView1.Rows().size(), 1U);
@@ -57,7 +57,7 @@ const StatusCase kStatusCases[] = {
     {"active and queued", [](DownloadRecord& r) { r.Active = true, r.Queued = 1; }, 301, true, "stop", 301, "stop"},
 };
 
-TEST_F(Rows, TellStateAndIconInFullAndLessInTheUpdateOfOneRow) {
+TEST_F(Rows, ShowLessOfTheStateInASingleUpdateThanInAFullOne) {
   for (const StatusCase& c : kStatusCases) {
     const std::int16_t index = Record("http://h/a.zip", [&](auto& r) {
       r.Percent = 37.5F;
@@ -72,7 +72,7 @@ TEST_F(Rows, TellStateAndIconInFullAndLessInTheUpdateOfOneRow) {
   }
 }
 
-TEST_F(Rows, SayFinishedInTheUpdateOfOneRowAndKeepItsIcon) {
+TEST_F(Rows, ShowFinishedInASingleUpdateAndKeepTheIcon) {
   const std::int16_t index = Record("http://h/a.zip", [](auto& r) { r.Active = true; });
   Refresh(0, 1);
   Rec(index).Finished = true;
@@ -84,7 +84,7 @@ TEST_F(Rows, SayFinishedInTheUpdateOfOneRowAndKeepItsIcon) {
   EXPECT_EQ(Status(index), "no row");
 }
 
-TEST_F(Rows, AreMissingInBothListsForARecordWithoutAName) {
+TEST_F(Rows, AreMissingFromBothListsForARecordWithoutAName) {
   const std::int16_t index = Record("http://h/");
   Refresh(0, 1);
   Refresh(index, 1);
@@ -96,14 +96,14 @@ TEST_F(Rows, AreMissingInBothListsForARecordWithoutAName) {
   EXPECT_TRUE(window().ListView2.Rows().empty());
 }
 
-TEST_F(Rows, AppearByTheUpdateOfARecordThatHasNoneYet) {
+TEST_F(Rows, AppearWhenARecordWithoutARowIsUpdated) {
   Refresh(0, 1);
   const std::int16_t index = Record("http://h/a.zip");
   Refresh(index, 1);
   EXPECT_EQ(Status(index), Text(303) + " (0.0%)");
 }
 
-TEST_F(Rows, AreRefusedWithin500MillisecondsUnlessForceIsPositive) {
+TEST_F(Rows, AreNotUpdatedWithin500MillisecondsUnlessForced) {
   Refresh(0, 1);
   const std::int16_t index = Record("http://h/a.zip");
   for (const std::int16_t force : {std::int16_t{0}, std::int16_t{-1}}) {
@@ -134,7 +134,7 @@ TEST_F(Rows, ShowTheLastChangeOfABurst) {
   EXPECT_EQ(Status(index), Text(303) + " (10.0%)");
 }
 
-TEST_F(Rows, AreDueAfterWeeksWithoutAChange) {
+TEST_F(Rows, AreUpdatedAfterWeeksWithoutAChange) {
   Refresh(0, 1);
   window().StopTimers();
   sim.RunFor(std::uint64_t{26} * 86400 * 1000);
@@ -152,7 +152,7 @@ TEST_F(Rows, FollowARecordWhoseUrlARedirectChanged) {
   EXPECT_EQ(window().ListView1.Rows()[0].key, "http://mirror/b.zip");
 }
 
-TEST_F(Rows, StandEachForItselfWhenTwoRecordsHaveOneUrl) {
+TEST_F(Rows, StaySeparateWhenTwoRecordsHaveOneUrl) {
   const std::int16_t first = Record("http://h/a.zip");
   const std::int16_t second = Record("http://h/a.zip");
   Refresh(0, 1);
@@ -165,7 +165,7 @@ TEST_F(Rows, StandEachForItselfWhenTwoRecordsHaveOneUrl) {
   EXPECT_FALSE(Rec(second).InUse);
 }
 
-TEST_F(Rows, KeepTheSelectionOverARebuild) {
+TEST_F(Rows, KeepTheSelectionAcrossARebuild) {
   const std::int16_t first = Record("http://h/a.zip");
   const std::int16_t second = Record("http://h/b.zip");
   Refresh(0, 1);
@@ -176,7 +176,7 @@ TEST_F(Rows, KeepTheSelectionOverARebuild) {
   EXPECT_EQ(window().ListView1.Rows()[window().ListView1.Selection()[0]].record, second);
 }
 
-TEST_F(Rows, ShowNothingForFiguresOfADamagedList) {
+TEST_F(Rows, ShowNothingForDamagedFigures) {
   Record("http://h/a.zip", [](auto& r) {
     r.RemainingSeconds = -1;
     r.DateAdded = 1e300;
@@ -189,7 +189,7 @@ TEST_F(Rows, ShowNothingForFiguresOfADamagedList) {
   EXPECT_EQ(row.subItems[4], "");
 }
 
-TEST_F(Rows, OfFinishedFilesHoldSizeUrlAndDate) {
+TEST_F(Rows, ShowSizeUrlAndDateOfFinishedFiles) {
   sim.disk().Put("/d/a.zip", "x");
   const std::int16_t index = Record("http://h/a.zip", [](auto& r) {
     r.Finished = true;
@@ -205,7 +205,7 @@ TEST_F(Rows, OfFinishedFilesHoldSizeUrlAndDate) {
   EXPECT_EQ(row->icon, "file:zip");
 }
 
-TEST_F(Rows, MarkAFinishedFileThatIsGoneAtTheNextRefresh) {
+TEST_F(Rows, MarkAMissingFinishedFileAtTheNextRefresh) {
   sim.disk().Put("/d/a.zip", "x");
   const std::int16_t index = Record("http://h/a.zip", [](auto& r) { r.Finished = true, r.SavePath = "/d/a.zip"; });
   window().RefreshDownList();
@@ -215,7 +215,7 @@ TEST_F(Rows, MarkAFinishedFileThatIsGoneAtTheNextRefresh) {
   EXPECT_EQ(Row(window().ListView2, index)->icon, "notfound");
 }
 
-TEST_F(Rows, AskForTheFilesOfALongListInSlices) {
+TEST_F(Rows, CheckTheFilesOfALongListInSlices) {
   for (int i = 0; i < 1000; ++i) {
     Record("http://h/" + std::to_string(i), [](auto& r) { r.Finished = true, r.SavePath = "/d/none"; });
   }
@@ -237,7 +237,7 @@ TEST_F(Rows, MoveToTheOtherListWhenADownloadFinishes) {
   EXPECT_EQ(window().ListView2.Rows().size(), 1U);
 }
 
-TEST_F(Rows, HoldAllOf32767Records) {
+TEST_F(Rows, ShowAll32767Records) {
   program().ResizeDownloads(kMaxRecords);
   for (int i = 1; i <= kMaxRecords; ++i) {
     Rec(i).FileName = "f";

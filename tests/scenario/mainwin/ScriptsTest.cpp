@@ -31,7 +31,7 @@ class Scripts : public MainWindowFixture {
   std::vector<AddAnswer> answers;
 };
 
-TEST_F(Scripts, AddAndStartAnAddressAndGetItsId) {
+TEST_F(Scripts, AddAndStartAUrlAndGetItsId) {
   Start();
   AddFromScript("http://h/a.zip");
   ASSERT_EQ(answers.size(), 1U);
@@ -43,7 +43,7 @@ TEST_F(Scripts, AddAndStartAnAddressAndGetItsId) {
   EXPECT_TRUE(InSlot(1)->shown);
 }
 
-TEST_F(Scripts, GetTheReasonForAnAddressThatIsRefusedAndNoBoxOpens) {
+TEST_F(Scripts, GetTheReasonForARefusedUrlWithoutABox) {
   Start();
   for (const std::string& url : {std::string("https://h/a.zip"), std::string("http://h"), std::string(),
                                  "http://h/" + std::string(1 << 17, 'a')}) {
@@ -56,7 +56,7 @@ TEST_F(Scripts, GetTheReasonForAnAddressThatIsRefusedAndNoBoxOpens) {
   EXPECT_TRUE(sim.dialogs().Boxes().empty());
 }
 
-TEST_F(Scripts, AreRefusedAListedAddressWithoutAQuestion) {
+TEST_F(Scripts, AreRefusedAListedUrlWithoutAQuestion) {
   Start();
   Record("http://h/a.zip");
   AddFromScript("http://h/a.zip");
@@ -66,7 +66,7 @@ TEST_F(Scripts, AreRefusedAListedAddressWithoutAQuestion) {
   EXPECT_TRUE(sim.dialogs().Boxes().empty());
 }
 
-TEST_F(Scripts, AreNotAskedWhereToSave) {
+TEST_F(Scripts, SaveWithoutAskingForAPath) {
   sim.settings().values[{"Pellora", "SaveAs"}] = "True";
   Start();
   AddFromScript("http://h/a.zip");
@@ -75,7 +75,7 @@ TEST_F(Scripts, AreNotAskedWhereToSave) {
   EXPECT_EQ(sim.dialogs().Standing(), 0U);
 }
 
-TEST_F(Scripts, QueueAnAddressWhileAllSlotsAreBusy) {
+TEST_F(Scripts, QueueAUrlWhileAllSlotsAreBusy) {
   sim.settings().values[{"Pellora", "MaxSimulDownlads"}] = "1";
   Start();
   Transferring(Record("http://h/a"));
@@ -85,7 +85,7 @@ TEST_F(Scripts, QueueAnAddressWhileAllSlotsAreBusy) {
   EXPECT_EQ(InSlot(2), nullptr);
 }
 
-TEST_F(Scripts, ReplaceAFreeSlotsFormerRecordUnderAnotherId) {
+TEST_F(Scripts, ReuseAFreeSlotUnderAnotherId) {
   Start();
   AddFromScript("http://h/a.zip");
   const std::string former = answers.at(0).id;
@@ -98,7 +98,7 @@ TEST_F(Scripts, ReplaceAFreeSlotsFormerRecordUnderAnotherId) {
   EXPECT_TRUE(Rec(1).InUse);
 }
 
-TEST_F(Scripts, HaveOtherIdsInAnotherRun) {
+TEST_F(Scripts, GetOtherIdsInAnotherRun) {
   Start();
   Record("http://h/a.zip");
   SimPlatform later(SimOptions{.startSerial = 46000.41});
@@ -111,7 +111,7 @@ TEST_F(Scripts, HaveOtherIdsInAnotherRun) {
   later.DropProgram();
 }
 
-TEST_F(Scripts, AreAnsweredAtTheEndOfTheStart) {
+TEST_F(Scripts, GetAnswersOnceTheStartCompletes) {
   AddFromScript("http://h/a.zip");
   EXPECT_TRUE(answers.empty());
   Start();
@@ -178,7 +178,7 @@ TEST_F(Scripts, RemoveAFinishedDownloadAndLeaveItsFile) {
   EXPECT_TRUE(sim.disk().Has("/d/a.zip"));
 }
 
-TEST_F(Scripts, AreRefusedIdsThatAreNone) {
+TEST_F(Scripts, AreRefusedInvalidIds) {
   Start();
   Record("http://h/a.zip");
   const std::string id = IdOf(1);
@@ -189,7 +189,7 @@ TEST_F(Scripts, AreRefusedIdsThatAreNone) {
   EXPECT_TRUE(Rec(1).InUse);
 }
 
-TEST_F(Scripts, SeeForHowLongAnActiveDownloadHasBeenSilent) {
+TEST_F(Scripts, SeeHowLongAnActiveDownloadHasBeenSilent) {
   Start();
   FakeTransfer& transfer = Transferring(Record("http://h/a.zip"));
   transfer.silentFor = 12'999;

@@ -7,7 +7,7 @@ namespace {
 
 using StartStop = MainWindowFixture;
 
-TEST_F(StartStop, MakesTheFoldersAndSavesTheProgramsFolder) {
+TEST_F(StartStop, CreatesTheFoldersAndSavesTheProgramsFolder) {
   Start();
   for (const char* folder : {"/home/u/Documents/Pellora/downloads/a", "/home/u/Documents/Pellora/temp/a"}) {
     EXPECT_NO_THROW((void)sim.disk().Open(folder, FileKind::Output)) << folder;
@@ -15,7 +15,7 @@ TEST_F(StartStop, MakesTheFoldersAndSavesTheProgramsFolder) {
   EXPECT_EQ(sim.settings().Get("Pellora", "AppPath"), "/prog");
 }
 
-TEST_F(StartStop, MakesTheFoldersAtTheRootWithoutADocumentsFolder) {
+TEST_F(StartStop, CreatesTheFoldersAtTheRootWithoutADocumentsFolder) {
   sim.machine().documentsFolder = "";
   Start();
   EXPECT_EQ(program().settings.DownloadFolder, "/Pellora/downloads/");
@@ -33,7 +33,7 @@ TEST_F(StartStop, ShowsTheWindowWithItsVersionAndLoadsTheAddDialogHidden) {
   EXPECT_TRUE(window().sdw.Checked);
 }
 
-TEST_F(StartStop, StartsTheUpdaterWithFiveWordsWhereThereIsOne) {
+TEST_F(StartStop, StartsAnExistingUpdaterWithFiveArguments) {
   sim.disk().Put("/prog/UpdateApp", SimContent(std::string("x")));
   Start();
   ASSERT_EQ(sim.shell().started.size(), 1U);
@@ -50,14 +50,14 @@ TEST_F(StartStop, RunsWithoutAnUpdaterAndWithoutALanguageFile) {
   EXPECT_EQ(window().mAddurl.Caption(), "&Add URL");
 }
 
-TEST_F(StartStop, GoesOnAfterASettingThatDoesNotConvert) {
+TEST_F(StartStop, ContinuesAfterASettingThatDoesNotConvert) {
   sim.settings().values[{"Pellora", "SaveAs"}] = "maybe";
   Start();
   EXPECT_TRUE(window().Visible());
   EXPECT_EQ(program().settings.MaxSimulDownlads, 0);
 }
 
-TEST_F(StartStop, HidesAtTheCloseBoxWhileTransfersAndSavesGoOn) {
+TEST_F(StartStop, CloseBoxHidesTheWindowWhileTransfersAndSavesContinue) {
   Start();
   const std::int16_t index = Record("http://h/a.zip");
   FakeTransfer& transfer = Transferring(index);
@@ -116,7 +116,7 @@ TEST_F(StartStop, LoadsARunningDownloadAsPausedAfterACrash) {
   next.DropProgram();
 }
 
-TEST_F(StartStop, PausesOnlyWhatRunsAndSavesLast) {
+TEST_F(StartStop, PausesOnlyRunningDownloadsAndSavesLast) {
   Start();
   FakeTransfer& running = Transferring(Record("http://h/a.zip"));
   FakeTransfer& probing = Transferring(Record("http://h/b.zip"));
@@ -137,7 +137,7 @@ TEST_F(StartStop, EndsOnceAndSavesNothingAfterwards) {
   EXPECT_EQ(sim.disk().BytesWritten(), written);
 }
 
-TEST_F(StartStop, SaysWhyItEndsByAFailureAndKeepsTheListAsLastSaved) {
+TEST_F(StartStop, ReportsAFailureAndKeepsTheListAsLastSaved) {
   const std::string reason = "/home/u/Documents/Pellora/temp/a.zip001.tmp: no space left on the device";
   Start();
   Record("http://h/a.zip");
@@ -154,14 +154,14 @@ TEST_F(StartStop, SaysWhyItEndsByAFailureAndKeepsTheListAsLastSaved) {
   EXPECT_EQ(sim.disk().Get("/prog/Pellora.dat"), saved);
 }
 
-TEST_F(StartStop, EndsByAFailureWithItsCodeThoughAskedToQuitMeanwhile) {
+TEST_F(StartStop, FailureKeepsItsExitCodeDespiteQuit) {
   Start();
   Do([&] { program().EndWithFailure("/home/u/Documents/Pellora/temp/a.zip001.tmp: no space left"); });
   Do([&] { app->SaveAndQuit(); });
   EXPECT_EQ(sim.machine().endCode, 1);
 }
 
-TEST_F(StartStop, QuitsWhileAClipboardQuestionStandsWithoutAddingIt) {
+TEST_F(StartStop, QuitsDuringAClipboardQuestionWithoutAdding) {
   Start();
   sim.clipboard().text = "http://h/a.zip";
   sim.RunFor(600);
@@ -171,13 +171,13 @@ TEST_F(StartStop, QuitsWhileAClipboardQuestionStandsWithoutAddingIt) {
   EXPECT_TRUE(sim.Ended());
 }
 
-TEST_F(StartStop, UnloadsTheWindowFromCodeByQuitting) {
+TEST_F(StartStop, QuitsWhenCodeUnloadsTheWindow) {
   Start();
   Do([&] { window().Unload(); });
   EXPECT_EQ(sim.machine().endCode, 0);
 }
 
-TEST_F(StartStop, QueuesUrlsHandedOverBeforeTheStartIsOver) {
+TEST_F(StartStop, QueuesUrlsReceivedBeforeTheStartCompletes) {
   sim.Do([&] {
     app->MenuURL("http://h/a.zip", "", "");
     app->Start();
@@ -190,7 +190,7 @@ TEST_F(StartStop, QueuesUrlsHandedOverBeforeTheStartIsOver) {
   EXPECT_EQ(Rec(2).URL, "http://h/b.zip");
 }
 
-TEST_F(StartStop, ResumesAllAtTheEndOfTheStartWhereItWasAskedToBefore) {
+TEST_F(StartStop, ResumesAllAfterTheStartIfRequestedDuringIt) {
   sim.Do([&] {
     app->Start();
     app->ResumeAll();
@@ -225,7 +225,7 @@ TEST_F(StartStop, KeepsAListThatCouldNotBeRead) {
   next.DropProgram();
 }
 
-TEST_F(StartStop, ReadsAListThatOnlySeemsAbsentForAMoment) {
+TEST_F(StartStop, ReadsAListThatIsBrieflyUnavailable) {
   Start();
   Record("http://h/a.zip");
   sim.RunFor(5100);
@@ -242,7 +242,7 @@ TEST_F(StartStop, ReadsAListThatOnlySeemsAbsentForAMoment) {
   next.DropProgram();
 }
 
-TEST_F(StartStop, TakesLeechUrlWithAnyArgumentsAndChangesNothing) {
+TEST_F(StartStop, AcceptsLeechUrlWithAnyArgumentsAndChangesNothing) {
   Start();
   Record("http://h/a.zip");
   const DownloadRecord before = Rec(1);
@@ -256,7 +256,7 @@ TEST_F(StartStop, TakesLeechUrlWithAnyArgumentsAndChangesNothing) {
   EXPECT_EQ(Box(), "");
 }
 
-TEST_F(StartStop, MakesTheSameRecordWithAReferringPageAndACookieAsWithout) {
+TEST_F(StartStop, IgnoresTheReferringPageAndCookieOfARecord) {
   Start();
   Do([&] { app->MenuURL("http://h/a.zip", "http://h/page", "c=1"); });
   ASSERT_EQ(program().DownloadCount, 1);

@@ -9,7 +9,7 @@ namespace {
 
 constexpr const char* kQuestionText = "\r\n\r\nWould you want to download this new version ?";
 
-class Version : public MainWindowFixture {
+class VersionCheck : public MainWindowFixture {
  protected:
   void SetUp() override {
     server.onData = [this](SimPeer& peer, std::string_view) { Answer(peer); };
@@ -37,7 +37,7 @@ class Version : public MainWindowFixture {
   std::string reply;
 };
 
-TEST_F(Version, SendsItsRequestAsOneBlock) {
+TEST_F(VersionCheck, SendsItsRequestAsOneBlock) {
   Check();
   ASSERT_EQ(sim.network().Log().size(), 1U);
   EXPECT_EQ(sim.network().Log()[0].host, "version.pellora.example");
@@ -50,7 +50,7 @@ TEST_F(Version, SendsItsRequestAsOneBlock) {
             "\r\n");
 }
 
-TEST_F(Version, SaysThatItConnectsUntilTheReply) {
+TEST_F(VersionCheck, ShowsConnectingUntilTheReply) {
   EXPECT_EQ(Caption(), Text(270));
   EXPECT_EQ(window().Label7.Tag(), "270");
   Check();
@@ -58,28 +58,28 @@ TEST_F(Version, SaysThatItConnectsUntilTheReply) {
   EXPECT_EQ(window().Label7.Tag(), "CONN");
 }
 
-TEST_F(Version, TakesAnEqualOneForNotNewer) {
+TEST_F(VersionCheck, TreatsAnEqualVersionAsNotNewer) {
   Body("5.2\r\nnotes");
   Check();
   EXPECT_EQ(Caption(), "No new version available");
   EXPECT_EQ(Box(), "");
 }
 
-TEST_F(Version, TakesALaterDigitForNewer) {
+TEST_F(VersionCheck, TreatsAnExtraDigitAsNewer) {
   Body("5.21");
   Check();
   EXPECT_EQ(Caption(), "New version available");
   EXPECT_EQ(Box(), std::string(".21") + kQuestionText);
 }
 
-TEST_F(Version, LeavesAnOlderOneAlone) {
+TEST_F(VersionCheck, IgnoresAnOlderVersion) {
   Body("4.9\r\nnotes");
   Check();
   EXPECT_EQ(Caption(), "No new version available");
   EXPECT_EQ(Box(), "");
 }
 
-TEST_F(Version, AsksWithTheNotesAndAddsThePackageOnYes) {
+TEST_F(VersionCheck, AsksWithTheNotesAndAddsThePackageOnYes) {
   Body("5.3\r\nFaster.\r\nSmaller.");
   Check();
   EXPECT_EQ(Caption(), "New version available");
@@ -95,7 +95,7 @@ TEST_F(Version, AsksWithTheNotesAndAddsThePackageOnYes) {
   EXPECT_EQ(InSlot(1)->probes, 1);
 }
 
-TEST_F(Version, TakesTenForNewerThanFive) {
+TEST_F(VersionCheck, TreatsTenAsNewerThanFive) {
   Body("10\r\nnotes");
   Check();
   Press(kAnswerYes);
@@ -103,7 +103,7 @@ TEST_F(Version, TakesTenForNewerThanFive) {
   EXPECT_EQ(Rec(1).URL, "http://packages.pellora.example/Pellora10.zip");
 }
 
-TEST_F(Version, AddsNothingOnNo) {
+TEST_F(VersionCheck, AddsNothingOnNo) {
   Body("5.3\r\nnotes");
   Check();
   Press(kAnswerNo);
@@ -111,7 +111,7 @@ TEST_F(Version, AddsNothingOnNo) {
   EXPECT_EQ(Caption(), "New version available");
 }
 
-TEST_F(Version, AsksNoPathForThePackage) {
+TEST_F(VersionCheck, AsksNoPathForThePackage) {
   program().settings.SaveAs = true;
   Body("5.3\r\nnotes");
   Check();
@@ -120,7 +120,7 @@ TEST_F(Version, AsksNoPathForThePackage) {
   EXPECT_EQ(Rec(1).SavePath, "/prog/downloads/Pellora53.zip");
 }
 
-TEST_F(Version, ReadsRubbishAsNoNewVersion) {
+TEST_F(VersionCheck, TreatsGarbageAsNoNewVersion) {
   for (const char* rubbish : {"<html>404 Not Found</html>", "", "\r\n\r\n\r\n", "new version 9", "\0\1\2"}) {
     SCOPED_TRACE(rubbish);
     sim.DropProgram();
@@ -139,14 +139,14 @@ TEST_F(Version, ReadsRubbishAsNoNewVersion) {
   }
 }
 
-TEST_F(Version, ASecondDoubleClickWhileConnectingDoesNothing) {
+TEST_F(VersionCheck, SecondDoubleClickWhileConnectingDoesNothing) {
   Check();
   Check();
   EXPECT_EQ(sim.network().Log().size(), 1U);
   EXPECT_EQ(Caption(), "Connecting...");
 }
 
-TEST_F(Version, ADoubleClickAfterTheResultDoesNothing) {
+TEST_F(VersionCheck, DoubleClickAfterTheResultDoesNothing) {
   Body("5.2");
   Check();
   Check();
@@ -154,7 +154,7 @@ TEST_F(Version, ADoubleClickAfterTheResultDoesNothing) {
   EXPECT_EQ(Caption(), "No new version available");
 }
 
-TEST_F(Version, ARefusedConnectionLeavesTheCaptionForGood) {
+TEST_F(VersionCheck, RefusedConnectionKeepsTheConnectingCaption) {
   server.wire.refuse = true;
   Check();
   sim.RunFor(3'600'000);
@@ -163,7 +163,7 @@ TEST_F(Version, ARefusedConnectionLeavesTheCaptionForGood) {
   EXPECT_EQ(sim.network().Log().size(), 1U);
 }
 
-TEST_F(Version, SilenceLeavesTheCaptionForGoodAndStopsNothing) {
+TEST_F(VersionCheck, SilenceKeepsTheConnectingCaptionAndBlocksNothing) {
   server.wire.hangAfterAccept = true;
   Check();
   sim.RunFor(3'600'000);
@@ -172,7 +172,7 @@ TEST_F(Version, SilenceLeavesTheCaptionForGoodAndStopsNothing) {
   EXPECT_EQ(program().DownloadCount, 1);
 }
 
-TEST_F(Version, AChangedLanguageDoesNotDisturbTheGuard) {
+TEST_F(VersionCheck, LanguageChangeKeepsTheConnectingGuard) {
   Check();
   sim.Do([&] { LoadLanguage(program(), "english"); });
   EXPECT_EQ(Caption(), "Connecting...");
@@ -181,13 +181,13 @@ TEST_F(Version, AChangedLanguageDoesNotDisturbTheGuard) {
   EXPECT_EQ(sim.network().Log().size(), 1U);
 }
 
-TEST_F(Version, ALanguageNamesTheLabelBeforeTheCheck) {
+TEST_F(VersionCheck, LanguageSetsTheLabelBeforeTheCheck) {
   window().Label7.Caption = "other";
   sim.Do([&] { LoadLanguage(program(), "english"); });
   EXPECT_EQ(Caption(), Text(270));
 }
 
-TEST_F(Version, DecidesOnEachBlockOfAReplyByItself) {
+TEST_F(VersionCheck, JudgesEachBlockOfAReplySeparately) {
   server.onData = [](SimPeer& peer, std::string_view) {
     peer.Send("HTTP/1.1 200 OK\r\n\r\n5.3\r\nFaster");
     peer.After(100, [](SimPeer& again) { again.Send(" and smaller."); });
@@ -199,7 +199,7 @@ TEST_F(Version, DecidesOnEachBlockOfAReplyByItself) {
   EXPECT_EQ(Rec(1).URL, "http://packages.pellora.example/Pellora53.zip");
 }
 
-TEST_F(Version, ASecondQuestionWaitsForTheFirstAndHasItsOwnVersion) {
+TEST_F(VersionCheck, SecondQuestionWaitsForTheFirstAndNamesItsVersion) {
   server.onData = [](SimPeer& peer, std::string_view) {
     peer.Send("HTTP/1.1 200 OK\r\n\r\n5.3\r\nfirst");
     peer.After(100, [](SimPeer& again) { again.Send("HTTP/1.1 200 OK\r\n\r\n5.4\r\nsecond"); });
@@ -214,7 +214,7 @@ TEST_F(Version, ASecondQuestionWaitsForTheFirstAndHasItsOwnVersion) {
   EXPECT_EQ(Rec(1).URL, "http://packages.pellora.example/Pellora54.zip");
 }
 
-TEST_F(Version, AHostThatSendsOnAndOnLeavesTwoQuestionsBehind) {
+TEST_F(VersionCheck, EndlessReplyLeavesTwoQuestions) {
   server.onData = [](SimPeer& peer, std::string_view) {
     for (std::uint32_t i = 0; i < 500; ++i) {
       peer.After(i, [i](SimPeer& again) { again.Send("x\r\n\r\n9\r\nnotes " + std::to_string(i)); });
@@ -228,13 +228,13 @@ TEST_F(Version, AHostThatSendsOnAndOnLeavesTwoQuestionsBehind) {
   EXPECT_EQ(sim.dialogs().Standing(), 0U);
 }
 
-TEST_F(Version, CutsNotesThatWouldHideTheButtons) {
+TEST_F(VersionCheck, CutsNotesThatWouldHideTheButtons) {
   Body("9\r\n" + std::string(1999, 'x') + "\xc3\xa4" + std::string(60000, 'y'));
   Check();
   EXPECT_EQ(Box(), std::string(1999, 'x') + "..." + kQuestionText);
 }
 
-TEST_F(Version, CutsNotesOfSoManyLinesThatTheyWouldHideTheButtons) {
+TEST_F(VersionCheck, CutsNotesWithTooManyLines) {
   std::vector<std::string> replies;
   std::vector<std::string> questions;
   for (const std::string lineEnd : {"\r\n", "\n", "\r"}) {
@@ -259,13 +259,13 @@ TEST_F(Version, CutsNotesOfSoManyLinesThatTheyWouldHideTheButtons) {
   }
 }
 
-TEST_F(Version, CountsWhatItReceives) {
+TEST_F(VersionCheck, CountsReceivedBytes) {
   Body("5.2");
   Check();
   EXPECT_EQ(program().SessionTotal(), reply.size());
 }
 
-TEST_F(Version, QuittingDuringTheQuestionAddsNothing) {
+TEST_F(VersionCheck, QuittingDuringTheQuestionAddsNothing) {
   Body("5.3\r\nnotes");
   Check();
   ASSERT_NE(Box(), "");
@@ -274,14 +274,14 @@ TEST_F(Version, QuittingDuringTheQuestionAddsNothing) {
   EXPECT_EQ(program().DownloadCount, 0);
 }
 
-TEST_F(Version, QuittingWhileConnectingEndsWell) {
+TEST_F(VersionCheck, QuittingWhileConnectingIsHarmless) {
   server.wire.hangBeforeAccept = true;
   Check();
   Do([&] { app->SaveAndQuit(); });
   EXPECT_EQ(sim.machine().endCode, 0);
 }
 
-TEST_F(Version, AResetUnderTheQuestionLeavesItsYesAsItIs) {
+TEST_F(VersionCheck, ResetDuringTheQuestionKeepsItsYes) {
   Body("5.3\r\nnotes");
   Record("http://h/old.zip", [](DownloadRecord& r) { r.Finished = true; });
   Check();
@@ -294,7 +294,7 @@ TEST_F(Version, AResetUnderTheQuestionLeavesItsYesAsItIs) {
   EXPECT_EQ(Rec(1).DownloadKind, 1);
 }
 
-TEST_F(Version, AHostThatClosesWithoutAWordLeavesTheCaptionForGood) {
+TEST_F(VersionCheck, CloseWithoutAReplyKeepsTheConnectingCaption) {
   server.onData = [](SimPeer& peer, std::string_view) { peer.Close(); };
   Check();
   EXPECT_EQ(Caption(), "Connecting...");
@@ -302,7 +302,7 @@ TEST_F(Version, AHostThatClosesWithoutAWordLeavesTheCaptionForGood) {
   EXPECT_EQ(sim.network().Log().size(), 1U);
 }
 
-TEST_F(Version, AWebPageInThePackagesPlaceIsHandedOverToNobody) {
+TEST_F(VersionCheck, WebPageInPlaceOfThePackageIsNotHandedOver) {
   SimHttpServer packages(sim.network(), "packages.pellora.example");
   packages.Page("/Pellora53.zip", 200, "text/html", "moved");
   int handed = 0;
@@ -320,7 +320,7 @@ TEST_F(Version, AWebPageInThePackagesPlaceIsHandedOverToNobody) {
   EXPECT_FALSE(sim.Ended());
 }
 
-TEST_F(Version, TheMouseHighlightsTheLabelUntilItMovesOff) {
+TEST_F(VersionCheck, MouseHighlightsTheLabelUntilItMovesAway) {
   for (const bool overGround : {true, false}) {
     window().Label7.MouseMoved();
     EXPECT_EQ(window().Label7.ForeColour(), 0x000080U);
@@ -333,7 +333,7 @@ TEST_F(Version, TheMouseHighlightsTheLabelUntilItMovesOff) {
   }
 }
 
-TEST_F(Version, TheMouseHighlightsNothingOnceACheckWasStarted) {
+TEST_F(VersionCheck, MouseHighlightsNothingOnceACheckHasStarted) {
   window().Label7.MouseMoved();
   Check();
   EXPECT_TRUE(window().Label7.Underline());
@@ -346,7 +346,7 @@ TEST_F(Version, TheMouseHighlightsNothingOnceACheckWasStarted) {
 }
 
 // The whole way: the package is fetched by a real transfer and handed over.
-TEST_F(Version, ThePackageIsFetchedIntoTheProgramsFolderAndHandedOver) {
+TEST_F(VersionCheck, PackageIsSavedInTheProgramsFolderAndHandedOver) {
   const std::string package(25000, 'p');
   SimHttpServer packages(sim.network(), "packages.pellora.example");
   packages.File("/Pellora53.zip", SimContent(package), "application/zip");
@@ -363,7 +363,7 @@ TEST_F(Version, ThePackageIsFetchedIntoTheProgramsFolderAndHandedOver) {
   EXPECT_TRUE(Rec(1).Finished);
 }
 
-TEST_F(Version, APackageThatIsMissingIsHandedOverToNobody) {
+TEST_F(VersionCheck, MissingPackageIsNotHandedOver) {
   SimHttpServer packages(sim.network(), "packages.pellora.example");
   packages.Page("/Pellora53.zip", 404, "text/html", "no such package");
   int handed = 0;

@@ -13,16 +13,16 @@ struct ReplyCase {
   const char* notes;
 };
 
-class ReadReply : public ::testing::TestWithParam<ReplyCase> {};
+class VersionReplies : public ::testing::TestWithParam<ReplyCase> {};
 
-TEST_P(ReadReply, GivesTheVersionAndTheNotes) {
+TEST_P(VersionReplies, YieldVersionAndNotes) {
   const VersionReply reply = ReadVersionReply(GetParam().block);
   EXPECT_EQ(reply.version, GetParam().version) << GetParam().block;
   EXPECT_EQ(reply.notes, GetParam().notes) << GetParam().block;
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Blocks, ReadReply,
+    Blocks, VersionReplies,
     ::testing::Values(ReplyCase{"HTTP/1.1 200 OK\r\nServer: x\r\n\r\n5.3\r\nFaster.\r\nSmaller.", 5.3F,
                                 "Faster.\r\nSmaller."},
                       // Without a line end behind the number the notes begin at the body's second character.
@@ -35,19 +35,19 @@ INSTANTIATE_TEST_SUITE_P(
                       ReplyCase{"HTTP/1.1 200 OK\r\n\r\n5,4\r\n", 5.0F, ""},
                       ReplyCase{"HTTP/1.1 200 OK\r\n\r\n-9\r\n", -9.0F, ""}));
 
-TEST(ReadReply, HoldsANumberThatNoFloatTakes) {
+TEST(VersionReplies, ClampANumberTooLargeForAFloat) {
   const VersionReply reply = ReadVersionReply("x\r\n\r\n" + std::string(400, '9'));
   EXPECT_GT(reply.version, 1e38F);
   EXPECT_LE(VersionDigits(reply.version).size(), 39U);
 }
 
-TEST(ReadReply, TakesTheProgramsOwnVersionAsEqual) {
+TEST(VersionReplies, EqualTheProgramsVersionIfTheTextDoes) {
   // In 64 bits 5.2 is above the 32-bit one.
   EXPECT_EQ(ReadVersionReply("x\r\n\r\n5.2").version, kVersion);
   EXPECT_EQ(ReadVersionReply("x\r\n\r\n5.20").version, kVersion);
 }
 
-TEST(VersionDigits, LeaveOutPointsAndGroups) {
+TEST(VersionDigits, OmitPointsAndGroups) {
   const std::pair<float, const char*> cases[] = {{5.3F, "53"},  {5.30F, "53"},         {5.21F, "521"},
                                                  {10.0F, "10"}, {100000.0F, "100000"}, {6.125F, "6125"}};
   for (const auto& [version, digits] : cases) EXPECT_EQ(VersionDigits(version), digits);

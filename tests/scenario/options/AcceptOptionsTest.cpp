@@ -14,7 +14,7 @@ using AcceptOptions = OptionsFixture;
 constexpr const char* kDownloads = "/home/u/Documents/Pellora/downloads/";
 constexpr const char* kTemp = "/home/u/Documents/Pellora/temp/";
 
-TEST_F(AcceptOptions, EndsBothFoldersInASeparator) {
+TEST_F(AcceptOptions, EndsBothFoldersWithASeparator) {
   Open();
   Type(Dialog().Text1, "/c/x");
   Type(Dialog().Text2, "/c/y/");
@@ -25,7 +25,7 @@ TEST_F(AcceptOptions, EndsBothFoldersInASeparator) {
   EXPECT_EQ(Set().DownloadFolder, "/c/y/");
 }
 
-TEST_F(AcceptOptions, SaysWhichFolderIsMissing) {
+TEST_F(AcceptOptions, ReportsWhichFolderIsMissing) {
   Open();
   Type(Dialog().Text1, "");
   Refuses(Text(797), kInformation);
@@ -33,7 +33,7 @@ TEST_F(AcceptOptions, SaysWhichFolderIsMissing) {
   Refuses(Text(796), kInformation);  // asked for first
 }
 
-TEST_F(AcceptOptions, TakesOnlyAbsoluteFolders) {
+TEST_F(AcceptOptions, AcceptsOnlyAbsoluteFolders) {
   Open();
   for (const char* const folder : {"x", "~/x", "./x", " /x", "$HOME"}) {
     Type(Dialog().Text2, folder);
@@ -46,7 +46,7 @@ TEST_F(AcceptOptions, TakesOnlyAbsoluteFolders) {
   }
 }
 
-TEST_F(AcceptOptions, ADownloadsFolderThatCannotBeWrittenGivesTheTextOfAnEmptyTemporaryOne) {
+TEST_F(AcceptOptions, ReportsAnUnwritableDownloadsFolderAsAnEmptyTemporaryOne) {
   Open();
   sim.disk().FailWhere(
       [](DiskCall call, const std::string& path) { return call == DiskCall::Open && path == "/c/y/temp.tst"; }, 1,
@@ -55,7 +55,7 @@ TEST_F(AcceptOptions, ADownloadsFolderThatCannotBeWrittenGivesTheTextOfAnEmptyTe
   Refuses(Text(797), kInformation);
 }
 
-TEST_F(AcceptOptions, ATemporaryFolderThatCannotBeWrittenGivesItsOwnTextInEnglish) {
+TEST_F(AcceptOptions, ReportsAnUnwritableTemporaryFolderInEnglish) {
   Open();
   Choose("Deutsch");
   sim.disk().FailWhere(
@@ -66,7 +66,7 @@ TEST_F(AcceptOptions, ATemporaryFolderThatCannotBeWrittenGivesItsOwnTextInEnglis
   EXPECT_TRUE(sim.disk().Has(std::string(kDownloads) + "temp.tst"));  // the handler stopped before it goes
 }
 
-TEST_F(AcceptOptions, ADiskWithoutRoomForTheTestFileIsRefused) {
+TEST_F(AcceptOptions, RefusesADiskWithoutRoomForTheTestFile) {
   Open();
   sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::Write; });
   Refuses(Text(797), kInformation);
@@ -79,14 +79,14 @@ TEST_F(AcceptOptions, LeavesOneTestFileInTheTemporaryFolder) {
   EXPECT_FALSE(sim.disk().Has(std::string(kDownloads) + "temp.tst"));
 }
 
-TEST_F(AcceptOptions, ReplacesAFormerTestFileWhole) {
+TEST_F(AcceptOptions, ReplacesAnEarlierTestFileCompletely) {
   sim.disk().Put(std::string(kTemp) + "temp.tst", SimContent("something longer than a test"));
   Open();
   Accepts();
   EXPECT_EQ(sim.disk().Get(std::string(kTemp) + "temp.tst"), "test\n");
 }
 
-TEST_F(AcceptOptions, LeavesNoTestFileWhereBothFoldersAreOne) {
+TEST_F(AcceptOptions, LeavesNoTestFileIfBothFoldersAreTheSame) {
   Open();
   Type(Dialog().Text1, "/c/one");
   Type(Dialog().Text2, "/c/one/");
@@ -103,7 +103,7 @@ TEST_F(AcceptOptions, CreatesOneLevelOfFolders) {
   EXPECT_FALSE(sim.platform().files.Exists("/c/no"));
 }
 
-TEST_F(AcceptOptions, RefusesNumbersOfSegmentsOutsideOneToEight) {
+TEST_F(AcceptOptions, RefusesSegmentCountsOutsideOneToEight) {
   Open();
   for (const char* const text : {"0", "9", "abc", "", "-1", "0.9", "8.4", "8.0001"}) {
     Type(Dialog().Text3, text);
@@ -114,7 +114,7 @@ TEST_F(AcceptOptions, RefusesNumbersOfSegmentsOutsideOneToEight) {
   EXPECT_EQ(Set().MaxSegments, 8);
 }
 
-TEST_F(AcceptOptions, RefusesNumbersOfDownloadsOutsideOneToNinetyNine) {
+TEST_F(AcceptOptions, RefusesDownloadCountsOutsideOneToNinetyNine) {
   Open();
   for (const char* const text : {"0", "100", "99.5", "none"}) {
     Type(Dialog().Text4, text);
@@ -128,7 +128,7 @@ TEST_F(AcceptOptions, RefusesNumbersOfDownloadsOutsideOneToNinetyNine) {
   EXPECT_EQ(Set().MaxSimulDownlads, 99);
 }
 
-TEST_F(AcceptOptions, LeavesTheFormerNumberWhereTheTestPassesAndTheConversionFails) {
+TEST_F(AcceptOptions, KeepsThePreviousNumberIfItsConversionFails) {
   const struct {
     const char* text;
     std::int32_t value;
@@ -147,7 +147,7 @@ TEST_F(AcceptOptions, LeavesTheFormerNumberWhereTheTestPassesAndTheConversionFai
   }
 }
 
-TEST_F(AcceptOptions, StoresAPortOfZeroOrNoneAsEightyEighty) {
+TEST_F(AcceptOptions, StoresAZeroOrMissingPortAs8080) {
   Start();
   for (const char* const text : {"0", "", "abc", "0.5", ".4", "-0"}) {
     Show();
@@ -158,7 +158,7 @@ TEST_F(AcceptOptions, StoresAPortOfZeroOrNoneAsEightyEighty) {
   }
 }
 
-TEST_F(AcceptOptions, TakesAPortThatTheNextLoadFailsAt) {
+TEST_F(AcceptOptions, AcceptsAPortThatTheNextLoadRejects) {
   Open();
   Type(Dialog().Text8, "99999");
   Accepts();
@@ -181,7 +181,7 @@ TEST_F(AcceptOptions, RoundsTheLeadingNumberOfThePort) {
   }
 }
 
-TEST_F(AcceptOptions, TakesEverySwitchAndTextOver) {
+TEST_F(AcceptOptions, StoresEverySwitchAndText) {
   Open();
   for (CheckBox* box : {&Dialog().Check1, &Dialog().Check2, &Dialog().Check3, &Dialog().Check4, &Dialog().Check5,
                         &Dialog().Check6, &Dialog().Check7, &Dialog().Check8, &Dialog().Check9, &Dialog().Check10}) {
@@ -206,7 +206,7 @@ TEST_F(AcceptOptions, TakesEverySwitchAndTextOver) {
   EXPECT_EQ(loaded.ScheduleHour, s.ScheduleHour);
 }
 
-TEST_F(AcceptOptions, ChosenFoldersHoldUntilTheProgramStops) {
+TEST_F(AcceptOptions, KeepsChosenFoldersUntilTheProgramEnds) {
   Open();
   Type(Dialog().Text1, "/c/x");
   Type(Dialog().Text2, "/c/y");
@@ -218,7 +218,7 @@ TEST_F(AcceptOptions, ChosenFoldersHoldUntilTheProgramStops) {
   EXPECT_EQ(AfterRestart().TempFolder, kTemp);
 }
 
-TEST_F(AcceptOptions, WritesTheAutostartEntryWhateverItWas) {
+TEST_F(AcceptOptions, AlwaysWritesTheAutostartEntry) {
   Start();
   for (const bool wanted : {true, true, false, false}) {
     const int before = sim.autoStart().writes;
@@ -230,7 +230,7 @@ TEST_F(AcceptOptions, WritesTheAutostartEntryWhateverItWas) {
   }
 }
 
-TEST_F(AcceptOptions, SaysNothingOfAnAutostartEntryOrASettingThatCannotBeWritten) {
+TEST_F(AcceptOptions, IgnoresAnAutostartEntryOrSettingThatCannotBeWritten) {
   Open();
   sim.autoStart().failWrites = true;
   sim.settings().failWrites = true;
@@ -239,7 +239,7 @@ TEST_F(AcceptOptions, SaysNothingOfAnAutostartEntryOrASettingThatCannotBeWritten
   EXPECT_EQ(Set().MaxSegments, 2);
 }
 
-TEST_F(AcceptOptions, EndsInAMessageOrTakesAllOverWhicheverDiskCallFails) {
+TEST_F(AcceptOptions, ShowsAMessageOrStoresEverythingIfAnyDiskCallFails) {
   Start();
   Show();
   const std::uint64_t before = sim.disk().Calls();
@@ -268,7 +268,7 @@ TEST_F(AcceptOptions, EndsInAMessageOrTakesAllOverWhicheverDiskCallFails) {
 
 // --- Dates.
 
-TEST_F(AcceptOptions, ChangesNothingButTheSecondsInAnyLocale) {
+TEST_F(AcceptOptions, ChangesOnlyTheSecondsInAnyLocale) {
   const std::vector<DateForms> kForms = {
       {},
       {"M/d/yyyy", "h:mm AP", "AM", "PM", "0"},
@@ -292,7 +292,7 @@ TEST_F(AcceptOptions, ChangesNothingButTheSecondsInAnyLocale) {
   }
 }
 
-TEST_F(AcceptOptions, KeepsTheFormerDateWhereTheTextIsNone) {
+TEST_F(AcceptOptions, KeepsThePreviousDateIfTheTextIsInvalid) {
   Open();
   Set().ScheduleDate = SerialOf({2026, 12, 24, 18, 0, 0});
   const struct {
@@ -308,7 +308,7 @@ TEST_F(AcceptOptions, KeepsTheFormerDateWhereTheTextIsNone) {
   }
 }
 
-TEST_F(AcceptOptions, TakesADateWithoutATimeForMidnight) {
+TEST_F(AcceptOptions, ReadsADateWithoutATimeAsMidnight) {
   Open();
   Type(Dialog().Text5, "2026-12-31");
   Type(Dialog().Text6, "");
@@ -316,7 +316,7 @@ TEST_F(AcceptOptions, TakesADateWithoutATimeForMidnight) {
   EXPECT_EQ(StoredDateTime(Set().ScheduleDate), "2026-12-31 00:00:00");
 }
 
-TEST_F(AcceptOptions, MovesAnHourOfEarlierTodayToTomorrow) {
+TEST_F(AcceptOptions, MovesAnHourThatHasPassedToTomorrow) {
   const struct {
     const char* text;
     const char* stored;
@@ -334,7 +334,7 @@ TEST_F(AcceptOptions, MovesAnHourOfEarlierTodayToTomorrow) {
   }
 }
 
-TEST_F(AcceptOptions, KeepsTheFormerHourWhereTheTextIsNoneButWalksItOn) {
+TEST_F(AcceptOptions, KeepsThePreviousHourIfTheTextIsInvalidButAdvancesIt) {
   Open();
   Set().ScheduleHour = SerialOf({2026, 11, 19, 6, 0, 0});
   Type(Dialog().Text10, "noon");
@@ -344,7 +344,7 @@ TEST_F(AcceptOptions, KeepsTheFormerHourWhereTheTextIsNoneButWalksItOn) {
 
 // --- Messages.
 
-TEST_F(AcceptOptions, SaysTheSameOnceWhileItIsSaidStill) {
+TEST_F(AcceptOptions, ShowsTheSameMessageOnceAtATime) {
   Open();
   Type(Dialog().Text3, "0");
   ClickOK();
@@ -355,7 +355,7 @@ TEST_F(AcceptOptions, SaysTheSameOnceWhileItIsSaidStill) {
   EXPECT_EQ(sim.dialogs().Boxes().size(), 2U);
 }
 
-TEST_F(AcceptOptions, SurvivesItsDialogClosedUnderAMessage) {
+TEST_F(AcceptOptions, SurvivesItsDialogClosingDuringAMessage) {
   Open();
   Type(Dialog().Text3, "0");
   ClickOK();
@@ -398,7 +398,7 @@ TEST_F(AcceptOptions, RelabelsEveryWindowAtOnce) {
   EXPECT_EQ(Row(window().ListView2, 2)->subItems[0], "2 KB");
 }
 
-TEST_F(AcceptOptions, GivesTheToolbarItsToolTipsThirtyNumbersOn) {
+TEST_F(AcceptOptions, TakesToolbarToolTipsThirtyNumbersLater) {
   Open();
   Choose("Deutsch");
   Accepts();
@@ -410,7 +410,7 @@ TEST_F(AcceptOptions, GivesTheToolbarItsToolTipsThirtyNumbersOn) {
   }
 }
 
-TEST_F(AcceptOptions, RunsTheLoadAgainWhereTheLanguageIsTheSame) {
+TEST_F(AcceptOptions, ReloadsAnUnchangedLanguage) {
   Open();
   sim.disk().Put("/prog/english.txt", SimContent("LANG=English\n110=&Fetch\n"));
   Accepts();
@@ -418,7 +418,7 @@ TEST_F(AcceptOptions, RunsTheLoadAgainWhereTheLanguageIsTheSame) {
   EXPECT_EQ(window().mDeleteurl.Caption(), "&Delete URL");  // what the file lacks now stays
 }
 
-TEST_F(AcceptOptions, LeavesTheFormerLanguagesTextWhereTheNewOneHasNone) {
+TEST_F(AcceptOptions, KeepsThePreviousLanguagesTextIfTheNewOneLacksIt) {
   sim.disk().Put("/prog/sparse.txt", SimContent("LANG=Sparse\n786=&F\n"));
   Open();
   Choose("Deutsch");
@@ -430,14 +430,14 @@ TEST_F(AcceptOptions, LeavesTheFormerLanguagesTextWhereTheNewOneHasNone) {
   EXPECT_EQ(window().mAddurl.Caption(), "URL &hinzufügen");
 }
 
-TEST_F(AcceptOptions, ANumberThatNoLanguageGaveYetLeavesItsControlBlank) {
+TEST_F(AcceptOptions, BlanksAControlWhoseNumberNoLanguageGave) {
   sim.disk().Put("/prog/english.txt", SimContent("LANG=English\n786=&File\n"));
   Open();
   EXPECT_EQ(window().mAddurl.Caption(), "");
   EXPECT_EQ(Dialog().OK.Caption(), "");
 }
 
-TEST_F(AcceptOptions, TakesTheFirstFileOfTheSelectedName) {
+TEST_F(AcceptOptions, LoadsTheFirstFileOfTheSelectedName) {
   sim.disk().Put("/prog/another.txt", SimContent("LANG=DEUTSCH\n786=A\n"));
   Open();
   Choose("Deutsch");
@@ -445,14 +445,14 @@ TEST_F(AcceptOptions, TakesTheFirstFileOfTheSelectedName) {
   EXPECT_EQ(Set().Language, "another");
 }
 
-TEST_F(AcceptOptions, TakesTheSelectedRowAndNotTypedText) {
+TEST_F(AcceptOptions, UsesTheSelectedRowNotTypedText) {
   Open();
   Do([&] { Dialog().Combo1.Text = "Deutsch"; });
   Accepts();
   EXPECT_EQ(Set().Language, "english");
 }
 
-TEST_F(AcceptOptions, KeepsTheTextsWhereTheLanguagesFileVanished) {
+TEST_F(AcceptOptions, KeepsTheTextsIfTheLanguageFileVanished) {
   Open();
   Choose("Deutsch");
   sim.disk().Lose("/prog/german.txt");
@@ -462,7 +462,7 @@ TEST_F(AcceptOptions, KeepsTheTextsWhereTheLanguagesFileVanished) {
   EXPECT_EQ(Stored("Language"), "german");
 }
 
-TEST_F(AcceptOptions, DoesNotRelabelTransfersThatAreOpen) {
+TEST_F(AcceptOptions, DoesNotRelabelOpenTransfers) {
   Start();
   const std::int16_t index = Record("http://h/a.zip");
   FakeTransfer& transfer = Transferring(index);

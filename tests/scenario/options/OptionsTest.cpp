@@ -26,7 +26,7 @@ std::string CaptionOf(const Control& control) {
   return "";
 }
 
-TEST_F(Options, HasItsControlsWithTheirNumbersAndCaptions) {
+TEST_F(Options, HaveTheirControlsWithNumbersAndCaptions) {
   const struct {
     const char* name;
     const char* number;
@@ -86,7 +86,7 @@ TEST_F(Options, HasItsControlsWithTheirNumbersAndCaptions) {
   EXPECT_EQ(tabs, (Lines{"600General", "601Connection", "602Scheduling", "604Language"}));
 }
 
-TEST_F(Options, AreInEnglishWhatTheyWereDesignedAs) {
+TEST_F(Options, MatchTheirDesignedCaptionsInEnglish) {
   LangStringArray texts;
   ReadLanguage(LanguageFile("english.txt"), texts);
   std::map<std::string, std::string> designed;
@@ -98,7 +98,7 @@ TEST_F(Options, AreInEnglishWhatTheyWereDesignedAs) {
   EXPECT_EQ(Dialog().Caption(), "Pellora !   Options");
 }
 
-TEST_F(Options, OpenByToolbarMenuAndHiddenStrip) {
+TEST_F(Options, OpenFromToolbarMenuAndHiddenStrip) {
   Start();
   EXPECT_FALSE(Dialog().Loaded());  // labelled at the start, not shown
   const std::vector<std::function<void()>> ways = {[&] { window().Toolbar1.ClickButton("Options"); },
@@ -113,7 +113,7 @@ TEST_F(Options, OpenByToolbarMenuAndHiddenStrip) {
   EXPECT_FALSE(sim.Ended());  // the strip's third button is not the one that quits
 }
 
-TEST_F(Options, BeginOnTheFirstPageEachTime) {
+TEST_F(Options, StartOnTheFirstPageEachTime) {
   Open();
   Do([&] { Dialog().TabStrip1.SelectByUser(3); });
   Do([&] { Dialog().ViewClosed(); });
@@ -170,7 +170,7 @@ TEST_F(Options, ShowEverySetting) {
   EXPECT_FALSE(Dialog().Option1.Value());
 }
 
-TEST_F(Options, ShowAnyOptionButOneAsTheFixedTimeAndMakeItZeroByOK) {
+TEST_F(Options, ShowAnyScheduleOptionButOneAsTheFixedTimeAndStoreZero) {
   Start();
   Set().ScheduleOption = 2;
   Show();
@@ -188,7 +188,7 @@ TEST_F(Options, SetOneOfTheTwoKindsOfTime) {
   EXPECT_FALSE(Dialog().Option2.Value());
 }
 
-TEST_F(Options, AskedForAgainShowTheSettingsAnewAndComeForward) {
+TEST_F(Options, ReloadTheSettingsAndComeForwardWhenReopened) {
   Open();
   Type(Dialog().Text3, "7");
   Do([&] { Dialog().TabStrip1.SelectByUser(1); });
@@ -201,7 +201,7 @@ TEST_F(Options, AskedForAgainShowTheSettingsAnewAndComeForward) {
   EXPECT_EQ(sim.windows().Count("options"), 1U);
 }
 
-TEST_F(Options, LeaveEverythingAsItWasUnlessOKIsPressed) {
+TEST_F(Options, ChangeNothingUnlessOKIsPressed) {
   for (const bool byFrame : {false, true}) {
     if (!byFrame) Open();
     Show();
@@ -221,7 +221,7 @@ TEST_F(Options, LeaveEverythingAsItWasUnlessOKIsPressed) {
   }
 }
 
-TEST_F(Options, GetNowTakesTheClocksDateAndTime) {
+TEST_F(Options, GetNowTakesTheCurrentDateAndTime) {
   sim.locale().forms = {"M/d/yyyy", "h:mm AP", "AM", "PM", "0"};
   Open();
   Type(Dialog().Text5, "");
@@ -234,7 +234,7 @@ TEST_F(Options, GetNowTakesTheClocksDateAndTime) {
   EXPECT_EQ(StoredDateTime(Set().ScheduleDate), "2026-11-21 09:30:00");
 }
 
-TEST_F(Options, ListEachNameThatAFileGivesItself) {
+TEST_F(Options, ListTheNameEachLanguageFileGivesItself) {
   sim.disk().Put("/prog/.txt", SimContent("100=x\n"));
   sim.disk().Put("/prog/README.txt", SimContent("Read LANGUAGE=me\nlang=no\n"));
   sim.disk().Put("/prog/UPPER.TXT", SimContent("LANG=Upper\n"));
@@ -253,7 +253,7 @@ TEST_F(Options, ListEachNameThatAFileGivesItself) {
   }
 }
 
-TEST_F(Options, ListNoFileAboveOneMebibyteAndNoneThatCannotBeRead) {
+TEST_F(Options, ListNoLanguageFileAboveOneMebibyteOrUnreadable) {
   sim.disk().Put("/prog/big.txt", SimContent("LANG=Big\n" + std::string(1 << 20, '\n')));
   sim.disk().Put("/prog/bad.txt", SimContent("LANG=Bad\n"));
   Start();
@@ -264,7 +264,7 @@ TEST_F(Options, ListNoFileAboveOneMebibyteAndNoneThatCannotBeRead) {
   EXPECT_EQ(Dialog().Combo1.Items(), (Lines{"English", "Deutsch"}));
 }
 
-TEST_F(Options, ListAtMostAsManyLanguagesAsTheyHaveRoomFor) {
+TEST_F(Options, ListNoMoreLanguagesThanTheyHaveRoomFor) {
   std::string many;
   for (int i = 0; i < 200; ++i) many += "LANG=" + std::to_string(i) + "\n";
   sim.disk().Put("/prog/many.txt", SimContent(many));
@@ -277,7 +277,7 @@ TEST_F(Options, ListAtMostAsManyLanguagesAsTheyHaveRoomFor) {
   EXPECT_EQ(Dialog().LanguageCount, options::kMostLanguages);
 }
 
-TEST_F(Options, SelectThePresentLanguageInAnyCase) {
+TEST_F(Options, SelectTheCurrentLanguageInAnyCase) {
   Start();
   Set().Language = "GERMAN";
   Show();
@@ -285,7 +285,7 @@ TEST_F(Options, SelectThePresentLanguageInAnyCase) {
   EXPECT_EQ(Dialog().Combo1.Index(), 1);
 }
 
-TEST_F(Options, SelectNoLanguageThatHasNoFile) {
+TEST_F(Options, SelectNoLanguageWithoutAFile) {
   Start();
   Set().Language = "klingon";
   Show();
@@ -314,7 +314,7 @@ TEST_F(Options, TakeAFolderFromTheChooser) {
   EXPECT_EQ(Dialog().Text1.Text(), "/");
 }
 
-TEST_F(Options, OpenNoSecondChooserForAFolderThatIsBeingChosen) {
+TEST_F(Options, OpenNoSecondChooserForTheSameFolder) {
   Open();
   Do([&] { Dialog().Browse2.Click(); });
   Do([&] { Dialog().Browse2.Click(); });
@@ -328,7 +328,7 @@ TEST_F(Options, OpenNoSecondChooserForAFolderThatIsBeingChosen) {
   EXPECT_EQ(Dialog().Text1.Text(), "/c/second/");
 }
 
-TEST_F(Options, EndWithTheProgramWhileAFolderIsBeingChosen) {
+TEST_F(Options, CloseWithTheProgramWhileAFolderIsBeingChosen) {
   Open();
   Do([&] { Dialog().Browse2.Click(); });
   ASSERT_EQ(sim.dialogs().Folders().size(), 1U);
@@ -337,7 +337,7 @@ TEST_F(Options, EndWithTheProgramWhileAFolderIsBeingChosen) {
   EXPECT_EQ(Stored("DownloadFolder"), std::nullopt);
 }
 
-TEST_F(Options, SwitchTheLanguageUnderAQuestionThatGoesOnWaiting) {
+TEST_F(Options, SwitchTheLanguageDuringAnOpenQuestion) {
   Open();
   sim.clipboard().text = "http://h/a.zip";
   sim.RunFor(500);
@@ -354,7 +354,7 @@ TEST_F(Options, SwitchTheLanguageUnderAQuestionThatGoesOnWaiting) {
   EXPECT_EQ(program().DownloadCount, 1);
 }
 
-TEST_F(Options, DropAFolderChosenAfterTheyWereClosed) {
+TEST_F(Options, IgnoreAFolderChosenAfterTheyWereClosed) {
   Open();
   Do([&] { Dialog().Browse2.Click(); });
   Do([&] { Dialog().ViewClosed(); });

@@ -6,7 +6,7 @@ namespace {
 
 class Download : public TransferFixture {};
 
-TEST_F(Download, OfAFileInFourSegmentsEndsAsTheSameBytes) {
+TEST_F(Download, JoinsFourSegmentsIntoTheSameBytes) {
   const SimContent content = SimContent::Generated(1000003);
   origin.File("/a.zip", content);
   Start("http://o.example/a.zip");
@@ -23,7 +23,7 @@ TEST_F(Download, OfAFileInFourSegmentsEndsAsTheSameBytes) {
   EXPECT_EQ(sim.network().Open(), 0);
 }
 
-TEST_F(Download, SendsTheProbeAndTheSegmentsByteForByte) {
+TEST_F(Download, SendsExactProbeAndSegmentRequests) {
   SimHttpServer other(sim.network(), "o.example", 8080);
   other.File("/p/a.bin", SimContent::Generated(10000));
   Start("http://o.example:8080/p/a.bin");
@@ -39,7 +39,7 @@ TEST_F(Download, SendsTheProbeAndTheSegmentsByteForByte) {
             "Host: o.example\r\nRange: bytes=5000-9999\r\n\r\n");
 }
 
-TEST_F(Download, InBlocksOfAnySizeEndsAsTheSameBytes) {
+TEST_F(Download, KeepsTheSameBytesInBlocksOfAnySize) {
   const SimContent content = SimContent::Generated(200011);
   origin.File("/a.bin", content);
   int index = 0;
@@ -54,7 +54,7 @@ TEST_F(Download, InBlocksOfAnySizeEndsAsTheSameBytes) {
   }
 }
 
-TEST_F(Download, OverEightSlowConnectionsIsRightAlthoughTheStallWatchConnectsTheLastThree) {
+TEST_F(Download, CompletesOverEightSlowConnectionsDespiteTheStallWatch) {
   program.settings.MaxSegments = 8;
   const SimContent content = SimContent::Generated(3000000);
   origin.File("/a.bin", content);
@@ -70,7 +70,7 @@ TEST_F(Download, OverEightSlowConnectionsIsRightAlthoughTheStallWatchConnectsThe
   EXPECT_GT(origin.Connections(), 9);
 }
 
-TEST_F(Download, PausedAndResumedGoesOnWhereItStood) {
+TEST_F(Download, ContinuesWhereItWasPaused) {
   const SimContent content = SimContent::Generated(2000000);
   origin.File("/a.bin", content);
   HttpFault slow;

@@ -21,7 +21,7 @@ std::uint64_t StartOne(TransferRig& rig, SimHttpServer& server, SimContent& cont
   return rig.sim.disk().Calls();
 }
 
-TEST(DiskFaults, NeverCrashAndNeverLeaveAFinishedFileThatIsWrong) {
+TEST(DiskFaults, NeverCrashOrFinishAWrongFile) {
   std::uint64_t calls = 0;
   {
     TransferRig rig;
@@ -80,7 +80,7 @@ TEST(DiskFaults, NeverCrashAndNeverLeaveAFinishedFileThatIsWrong) {
   EXPECT_GT(finished, failedBuilds);
 }
 
-TEST(DiskFaults, OfAFullDiskEndTheProgramAndKeepTheListForANewStart) {
+TEST(DiskFaults, EndTheProgramAndKeepTheListIfTheDiskIsFull) {
   SimDiskState left;
   SimContent content;
   {
@@ -170,7 +170,7 @@ void RunSeed(std::uint64_t seed) {
   ASSERT_EQ(rig.sim.tasks().RunningTasks(), 0U);
 }
 
-TEST(RandomFates, OfSeededDownloadsEndInTheSameBytes) {
+TEST(RandomDownloads, EndWithTheSameBytesForEverySeed) {
   const std::uint64_t first = SeedOr(1);
   const std::uint64_t count = std::getenv("PELLORA_SEED") ? 1 : 300;
   for (std::uint64_t seed = first; seed < first + count; ++seed) {

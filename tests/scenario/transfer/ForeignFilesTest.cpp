@@ -44,7 +44,7 @@ class ForeignFiles : public TransferFixture {
   SimContent content;
 };
 
-class ForeignFilesAtAPartsName : public ForeignFiles, public ::testing::WithParamInterface<std::size_t> {
+class ForeignPartFiles : public ForeignFiles, public ::testing::WithParamInterface<std::size_t> {
  protected:
   void Plant(const std::string& path) { Planted().at(GetParam())(path); }
   void ExpectUntouched(const std::string& path) {
@@ -55,7 +55,7 @@ class ForeignFilesAtAPartsName : public ForeignFiles, public ::testing::WithPara
   }
 };
 
-TEST_P(ForeignFilesAtAPartsName, AreLeftAloneByAPlanThatTakesOtherNames) {
+TEST_P(ForeignPartFiles, AreLeftAloneByAPlanWithOtherNames) {
   Plant("/home/u/tmp/a.bin003.tmp");
   Begin();
   sim.RunFor(1000);
@@ -66,7 +66,7 @@ TEST_P(ForeignFilesAtAPartsName, AreLeftAloneByAPlanThatTakesOtherNames) {
   EXPECT_TRUE(sim.dialogs().Boxes().empty());
 }
 
-TEST_P(ForeignFilesAtAPartsName, StopTheirDownloadAloneWhereThePlanWasMadeBefore) {
+TEST_P(ForeignPartFiles, StopOnlyTheirDownloadIfItsPlanIsOlder) {
   Begin();
   const SimContent other = Serve("/other.bin", 200000, 2);
   Start("http://o.example/other.bin");
@@ -88,7 +88,7 @@ TEST_P(ForeignFilesAtAPartsName, StopTheirDownloadAloneWhereThePlanWasMadeBefore
   EXPECT_TRUE(sim.disk().Holds("/home/u/dl/other.bin", other));
 }
 
-TEST_P(ForeignFilesAtAPartsName, LetAResumeInTheSameWindowPlanAnew) {
+TEST_P(ForeignPartFiles, AreReplannedAroundOnResumeInTheSameWindow) {
   Begin();
   sim.RunFor(2000);
   Pause();
@@ -106,7 +106,7 @@ TEST_P(ForeignFilesAtAPartsName, LetAResumeInTheSameWindowPlanAnew) {
   EXPECT_TRUE(sim.dialogs().Boxes().empty());
 }
 
-TEST_P(ForeignFilesAtAPartsName, AreNotJoinedAndNotDeletedForAListThatSaysSo) {
+TEST_P(ForeignPartFiles, AreNeitherJoinedNorDeletedForAListThatNamesThem) {
   content = Serve("/a.bin", 200000);
   Add("http://o.example/a.bin");
   Plant(kPart);
@@ -128,7 +128,7 @@ TEST_P(ForeignFilesAtAPartsName, AreNotJoinedAndNotDeletedForAListThatSaysSo) {
   EXPECT_FALSE(sim.disk().Has("/home/u/made"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, ForeignFilesAtAPartsName, ::testing::Range(std::size_t{0}, std::size_t{6}));
+INSTANTIATE_TEST_SUITE_P(Each, ForeignPartFiles, ::testing::Range(std::size_t{0}, std::size_t{6}));
 
 // The join deletes what it has joined: a list could so have any file deleted.
 TEST_F(ForeignFiles, NamedByAListAreNeitherReadNorWrittenNorDeleted) {
@@ -169,7 +169,7 @@ TEST_F(ForeignFiles, NamedByAListAreNeitherReadNorWrittenNorDeleted) {
   }
 }
 
-TEST_F(ForeignFiles, InThePlaceOfAPartThatIsToBeJoinedFailTheJoin) {
+TEST_F(ForeignFiles, InPlaceOfAPartFailTheJoin) {
   Begin(100000);
   ASSERT_TRUE(sim.RunUntil([&] { return Record().SegmentCount == 4 && Segment(1).State == kSegmentComplete; }, 60'000));
   sim.disk().Lose(kPart);
@@ -183,7 +183,7 @@ TEST_F(ForeignFiles, InThePlaceOfAPartThatIsToBeJoinedFailTheJoin) {
   EXPECT_TRUE(sim.disk().HasLink(kPart));
 }
 
-TEST_F(ForeignFiles, AreNotWhatADiskErrorIsWhichEndsTheProgram) {
+TEST_F(ForeignFiles, DoNotEndTheProgramUnlikeADiskError) {
   sim.disk().FailWhere([](DiskCall call, const std::string& path) { return call == DiskCall::Open && path == kPart; });
   Begin();
   ASSERT_TRUE(RunUntilABoxStands());

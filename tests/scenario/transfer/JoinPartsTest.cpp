@@ -55,7 +55,7 @@ class JoinParts : public TransferFixture {
   }
 };
 
-TEST_F(JoinParts, CopiesNothingWithinAnEvent) {
+TEST_F(JoinParts, CopiesNothingInsideAnEvent) {
   bool inEvent = false;
   int copies = 0;
   sim.disk().FailWhere([&](DiskCall call, const std::string& path) {
@@ -138,7 +138,7 @@ TEST_F(JoinParts, CanBePausedAndResumedAtAnyMoment) {
   }
 }
 
-TEST_F(JoinParts, StopsAtACancelThatKeepsTheParts) {
+TEST_F(JoinParts, StopsOnCancelAndKeepsTheParts) {
   RunIntoAJoin();
   Click(WindowOf()->Command2);
   EXPECT_EQ(WindowOf(), nullptr);
@@ -283,9 +283,9 @@ TEST_F(JoinParts, IsListedAsPausedAfterAKillAndDoneAgain) {
 }
 
 // The lists' actions, with the whole program.
-class JoinInTheProgram : public ::testing::Test {
+class ProgramJoin : public ::testing::Test {
  protected:
-  JoinInTheProgram() {
+  ProgramJoin() {
     std::ifstream file(PELLORA_LANGUAGES "/english.txt", std::ios::binary);
     const std::string texts((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     sim.disk().Put("/prog/english.txt", SimContent(texts));
@@ -296,7 +296,7 @@ class JoinInTheProgram : public ::testing::Test {
     program().settings.CheckClipboard = false;
     program().settings.MaxSegments = 4;
   }
-  ~JoinInTheProgram() override { sim.DropProgram(); }
+  ~ProgramJoin() override { sim.DropProgram(); }
 
   void Do(const std::function<void()>& event) {
     sim.Do(event);
@@ -345,7 +345,7 @@ class JoinInTheProgram : public ::testing::Test {
   App app{sim.platform()};
 };
 
-TEST_F(JoinInTheProgram, StopsAtADeleteThatLeavesNoPart) {
+TEST_F(ProgramJoin, StopsAtADeleteThatLeavesNoPart) {
   RunIntoTheJoin();
   Run(MainWindow::kDelete);
   AnswerYes();
@@ -355,7 +355,7 @@ TEST_F(JoinInTheProgram, StopsAtADeleteThatLeavesNoPart) {
   EXPECT_FALSE(AnyPart());  // none is made again by what was under way
 }
 
-TEST_F(JoinInTheProgram, StopsAtAResetThatLeavesNoPart) {
+TEST_F(ProgramJoin, StopsAtAResetThatLeavesNoPart) {
   RunIntoTheJoin();
   Run(MainWindow::kResetList);
   AnswerYes();
@@ -364,7 +364,7 @@ TEST_F(JoinInTheProgram, StopsAtAResetThatLeavesNoPart) {
   EXPECT_FALSE(AnyPart());
 }
 
-TEST_F(JoinInTheProgram, StopsAtPauseAllAndEndsAfterResumeAll) {
+TEST_F(ProgramJoin, StopsAtPauseAllAndEndsAfterResumeAll) {
   RunIntoTheJoin();
   Run(MainWindow::kPauseAll);
   EXPECT_TRUE(Rec().Paused);
@@ -378,7 +378,7 @@ TEST_F(JoinInTheProgram, StopsAtPauseAllAndEndsAfterResumeAll) {
   EXPECT_FALSE(AnyPart());
 }
 
-TEST_F(JoinInTheProgram, HoldsUpNoOtherRecordOfAResumeAll) {
+TEST_F(ProgramJoin, HoldsUpNoOtherRecordOfAResumeAll) {
   RunIntoTheJoin();
   Run(MainWindow::kPauseAll);
   HttpFault slow;
@@ -395,7 +395,7 @@ TEST_F(JoinInTheProgram, HoldsUpNoOtherRecordOfAResumeAll) {
   EXPECT_TRUE(Rec(1).Active);
 }
 
-TEST_F(JoinInTheProgram, StopsWhenTheSameUrlIsAddedAgain) {
+TEST_F(ProgramJoin, StopsWhenTheSameUrlIsAddedAgain) {
   for (std::uint64_t moment = 0; moment < 3000; moment += 330) {
     SCOPED_TRACE(moment);
     RunIntoTheJoin();
@@ -415,7 +415,7 @@ TEST_F(JoinInTheProgram, StopsWhenTheSameUrlIsAddedAgain) {
   }
 }
 
-TEST_F(JoinInTheProgram, SharesNoPartsWithADownloadOfTheSameName) {
+TEST_F(ProgramJoin, SharesNoPartsWithADownloadOfTheSameName) {
   SimHttpServer other(sim.network(), "p.example");
   const SimContent others = SimContent::Generated(300'000, 3);
   other.File("/a.bin", others);

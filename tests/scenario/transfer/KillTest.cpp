@@ -56,7 +56,7 @@ void TakeUp(SimDiskState disk, const SimContent& content) {
   for (int i = 1; i <= rig.Record().SegmentCount; ++i) EXPECT_FALSE(rig.sim.disk().Has(rig.Segment(i).TempFile));
 }
 
-TEST(Kill, AtEveryDiskCallLeavesAListThatLeadsToTheSameFile) {
+TEST(Kill, AtAnyDiskCallResumesToTheSameFile) {
   const SimContent content = SimContent::Generated(kLength);
   std::uint64_t calls = 0;
   {
@@ -79,7 +79,7 @@ TEST(Kill, AtEveryDiskCallLeavesAListThatLeadsToTheSameFile) {
   }
 }
 
-TEST(Kill, InTheMiddleOfAnyWriteToAPartOrTheOutputLeadsToTheSameFile) {
+TEST(Kill, DuringAnyWriteResumesToTheSameFile) {
   const SimContent content = SimContent::Generated(kLength);
   std::vector<std::uint64_t> writes;
   {
@@ -105,7 +105,7 @@ TEST(Kill, InTheMiddleOfAnyWriteToAPartOrTheOutputLeadsToTheSameFile) {
   }
 }
 
-TEST(Kill, LosesNoMoreThanTheTimeSinceTheLastSave) {
+TEST(Kill, LosesOnlyTheProgressSinceTheLastSave) {
   const SimContent content = SimContent::Generated(kLength);
   for (const std::uint64_t moment : {5'500U, 5'990U, 6'020U, 7'000U}) {
     SimDiskState left;

@@ -4,7 +4,7 @@
 namespace pellora {
 namespace {
 
-class Life : public TransferFixture {
+class TransferLifecycle : public TransferFixture {
  protected:
   // A slow download of 200,000 bytes in four segments, 3 s after its start.
   void StartSlowly() {
@@ -18,7 +18,7 @@ class Life : public TransferFixture {
   SimContent content;
 };
 
-TEST_F(Life, BeginsIdleAndSaysWhatItDoesInOrder) {
+TEST_F(TransferLifecycle, StartsIdleAndShowsItsStepsInOrder) {
   Serve("/a.bin", 9000);
   Wire(10, 10000);
   Add("http://o.example/a.bin");
@@ -43,7 +43,7 @@ TEST_F(Life, BeginsIdleAndSaysWhatItDoesInOrder) {
   EXPECT_EQ(window->Label3.Caption(), "http://o.example/a.bin");
 }
 
-TEST_F(Life, TheCloseBoxHidesTheWindowAndTheDownloadGoesOn) {
+TEST_F(TransferLifecycle, CloseBoxHidesTheWindowAndTheDownloadContinues) {
   StartSlowly();
   const auto window = WindowOf();
   sim.Do([&] { window->ShowWindow(); });
@@ -55,7 +55,7 @@ TEST_F(Life, TheCloseBoxHidesTheWindowAndTheDownloadGoesOn) {
   EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.bin", content));
 }
 
-TEST_F(Life, PauseFoldsWhatEachSegmentHasAndKeepsTheFirstFileOpen) {
+TEST_F(TransferLifecycle, PauseFoldsEachSegmentAndKeepsTheFirstPartFileOpen) {
   StartSlowly();
   const std::int32_t received = Record().Received;
   lists.refreshes.clear();
@@ -92,7 +92,7 @@ TEST_F(Life, PauseFoldsWhatEachSegmentHasAndKeepsTheFirstFileOpen) {
   EXPECT_EQ(opened["/home/u/tmp/a.bin001.tmp"], 1);
 }
 
-TEST_F(Life, ResumeAsksForWhatIsMissingWithoutAProbeAndWritesBehindWhatIsThere) {
+TEST_F(TransferLifecycle, ResumeRequestsTheMissingRangeWithoutAProbeAndAppends) {
   content = Serve("/a.bin", 5000);
   HttpFault fault = Hang(1000);
   origin.OnConnection(2, fault);
@@ -109,7 +109,7 @@ TEST_F(Life, ResumeAsksForWhatIsMissingWithoutAProbeAndWritesBehindWhatIsThere) 
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Life, ResumeOfARunningOrFinishedDownloadDoesNothing) {
+TEST_F(TransferLifecycle, ResumeOfARunningOrFinishedDownloadDoesNothing) {
   StartSlowly();
   const DownloadRecord running = Record();
   const int connections = origin.Connections();
@@ -126,7 +126,7 @@ TEST_F(Life, ResumeOfARunningOrFinishedDownloadDoesNothing) {
   EXPECT_EQ(origin.Connections(), atEnd);
 }
 
-TEST_F(Life, PauseOfAPausedOrFinishedDownloadDoesNothing) {
+TEST_F(TransferLifecycle, PauseOfAPausedOrFinishedDownloadDoesNothing) {
   StartSlowly();
   Pause();
   const DownloadRecord paused = Record();
@@ -142,7 +142,7 @@ TEST_F(Life, PauseOfAPausedOrFinishedDownloadDoesNothing) {
   EXPECT_TRUE(Record() == finished);
 }
 
-TEST_F(Life, Command1DoesNothingBeforeTheEndWhateverItsCaption) {
+TEST_F(TransferLifecycle, Command1DoesNothingBeforeTheDownloadFinishes) {
   StartSlowly();
   WindowOf()->Command1.Caption = "Open File";
   Click(WindowOf()->Command1);
@@ -150,7 +150,7 @@ TEST_F(Life, Command1DoesNothingBeforeTheEndWhateverItsCaption) {
   EXPECT_TRUE(Record().Active);
 }
 
-TEST_F(Life, AFinishedWindowOpensTheFileAndItsFolder) {
+TEST_F(TransferLifecycle, FinishedWindowOpensTheFileAndItsFolder) {
   StartSlowly();
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   sim.RunFor(1000);
@@ -162,7 +162,7 @@ TEST_F(Life, AFinishedWindowOpensTheFileAndItsFolder) {
   EXPECT_EQ(sim.shell().opened[1].first, "/home/u/dl");
 }
 
-TEST_F(Life, CancelPausesTheRecordAndLeavesNothingRunning) {
+TEST_F(TransferLifecycle, CancelPausesTheRecordAndLeavesNothingRunning) {
   StartSlowly();
   Click(WindowOf()->Command2);
   EXPECT_TRUE(Record().Paused);
@@ -173,7 +173,7 @@ TEST_F(Life, CancelPausesTheRecordAndLeavesNothingRunning) {
   EXPECT_TRUE(sim.RunUntilIdle(60'000));
 }
 
-TEST_F(Life, ACancelledDownloadGoesOnFromTheListAsTheSameFile) {
+TEST_F(TransferLifecycle, CancelledDownloadResumesFromTheListToTheSameFile) {
   StartSlowly();
   Click(WindowOf()->Command2);
   StartListed(1);
@@ -182,7 +182,7 @@ TEST_F(Life, ACancelledDownloadGoesOnFromTheListAsTheSameFile) {
   EXPECT_EQ(Record().Received, 200000);
 }
 
-TEST_F(Life, CancelOfAFinishedWindowOnlyClosesIt) {
+TEST_F(TransferLifecycle, CancelOfAFinishedWindowOnlyClosesIt) {
   StartSlowly();
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   sim.RunFor(1000);
@@ -193,7 +193,7 @@ TEST_F(Life, CancelOfAFinishedWindowOnlyClosesIt) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(Life, Command4ChangesBetweenTheShortAndTheLongForm) {
+TEST_F(TransferLifecycle, Command4SwitchesBetweenShortAndLongForm) {
   StartSlowly();
   const auto window = WindowOf();
   const int longForm = window->Height;
@@ -211,7 +211,7 @@ TEST_F(Life, Command4ChangesBetweenTheShortAndTheLongForm) {
   EXPECT_EQ(window->Height(), longForm);
 }
 
-TEST_F(Life, AMinimisedWindowIsIdleUntilItIsRestored) {
+TEST_F(TransferLifecycle, MinimisedWindowIsIdleUntilRestored) {
   StartSlowly();
   const auto window = WindowOf();
   window->ViewDeactivated();
@@ -226,7 +226,7 @@ TEST_F(Life, AMinimisedWindowIsIdleUntilItIsRestored) {
   EXPECT_FALSE(window->DisplayIdle);
 }
 
-TEST_F(Life, AWindowThatHasUnloadedItselfIsNotShownAgain) {
+TEST_F(TransferLifecycle, UnloadedWindowIsNotShownAgain) {
   StartSlowly();
   const auto window = WindowOf();
   Click(window->Command2);
@@ -234,7 +234,7 @@ TEST_F(Life, AWindowThatHasUnloadedItselfIsNotShownAgain) {
   EXPECT_FALSE(window->Loaded());
 }
 
-TEST_F(Life, AHiddenWindowWhoseSlotWasFilledAnewEndsThoughItWaitsForNothing) {
+TEST_F(TransferLifecycle, HiddenWindowUnloadsWhenItsSlotIsRefilled) {
   HttpFault silent;
   silent.wire.hangAfterAccept = true;
   Serve("/a.bin", 9000);
@@ -252,7 +252,7 @@ TEST_F(Life, AHiddenWindowWhoseSlotWasFilledAnewEndsThoughItWaitsForNothing) {
   }
 }
 
-TEST_F(Life, AHiddenWindowThatHasItsSlotGoesOn) {
+TEST_F(TransferLifecycle, HiddenWindowContinuesWhileItHasItsSlot) {
   StartSlowly();
   const auto window = WindowOf();
   sim.Do([&] { window->HideWindow(); });
@@ -260,7 +260,7 @@ TEST_F(Life, AHiddenWindowThatHasItsSlotGoesOn) {
   EXPECT_TRUE(window->Loaded());
 }
 
-TEST_F(Life, TheProgramMayEndInTheMiddleOfAnything) {
+TEST_F(TransferLifecycle, ProgramCanEndAtAnyMoment) {
   for (const std::uint64_t moment : {0U, 15U, 40U, 130U, 300U, 900U, 1500U}) {
     TransferRig rig;
     SimHttpServer server(rig.sim.network(), "o.example");

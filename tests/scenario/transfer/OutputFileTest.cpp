@@ -6,7 +6,7 @@ namespace {
 
 class OutputFile : public TransferFixture {};
 
-TEST_F(OutputFile, OfAllCompleteSegmentsIsBuiltByAResumeWithoutAConnection) {
+TEST_F(OutputFile, IsBuiltFromCompleteSegmentsOnResumeWithoutAConnection) {
   AddComplete({"first", "second"});
   GiveWindow();
   Resume();
@@ -16,7 +16,7 @@ TEST_F(OutputFile, OfAllCompleteSegmentsIsBuiltByAResumeWithoutAConnection) {
   EXPECT_FALSE(sim.disk().Has("/home/u/tmp/a.zip001.tmp"));
 }
 
-TEST_F(OutputFile, IsCopiedInChunksOfAMebibyteAndARest) {
+TEST_F(OutputFile, IsCopiedInChunksOfOneMebibyte) {
   struct Case {
     std::size_t size;
     int chunks;
@@ -40,7 +40,7 @@ TEST_F(OutputFile, IsCopiedInChunksOfAMebibyteAndARest) {
   }
 }
 
-TEST_F(OutputFile, IsReadAndWrittenWhereTheDiskCannotCopyInItself) {
+TEST_F(OutputFile, IsReadAndWrittenIfTheDiskCannotCopy) {
   AddComplete({SimContent::Generated(2500000).All(), "second"});
   GiveWindow();
   std::vector<std::string> calls;
@@ -57,7 +57,7 @@ TEST_F(OutputFile, IsReadAndWrittenWhereTheDiskCannotCopyInItself) {
   EXPECT_EQ(calls, (std::vector<std::string>{"read", "write", "read", "write", "read", "write", "write"}));
 }
 
-TEST_F(OutputFile, ThatDoesNotFitIsNotBegunAndBuiltOnceThereIsRoom) {
+TEST_F(OutputFile, IsNotBegunWithoutRoomAndBuiltOnceThereIsRoom) {
   const std::string first = SimContent::Generated(2500000).All();
   AddComplete({first, "second"});
   GiveWindow();
@@ -74,7 +74,7 @@ TEST_F(OutputFile, ThatDoesNotFitIsNotBegunAndBuiltOnceThereIsRoom) {
   EXPECT_EQ(Output(), first + "second");
 }
 
-TEST_F(OutputFile, GetsNothingFromAnEmptySegmentWhosePartIsDeleted) {
+TEST_F(OutputFile, GetsNothingFromAnEmptySegment) {
   AddComplete({"first", "", "third"});
   GiveWindow();
   Resume();
@@ -83,7 +83,7 @@ TEST_F(OutputFile, GetsNothingFromAnEmptySegmentWhosePartIsDeleted) {
   EXPECT_EQ(sim.disk().Paths(), (std::vector<std::string>{"/home/u/dl/a.zip", "/prog/Pellora.dat"}));
 }
 
-TEST_F(OutputFile, TakesOnlyThePlannedBytesOfAPartThatIsLonger) {
+TEST_F(OutputFile, TakesOnlyThePlannedBytesOfALongerPart) {
   AddComplete({"first", "second"});
   sim.disk().Put("/home/u/tmp/a.zip001.tmp", "firstandtoomuch");
   GiveWindow();
@@ -92,7 +92,7 @@ TEST_F(OutputFile, TakesOnlyThePlannedBytesOfAPartThatIsLonger) {
   EXPECT_EQ(Output(), "firstsecond");
 }
 
-TEST_F(OutputFile, HasZerosWhereAPartIsMissingAndTheRestAtItsPlace) {
+TEST_F(OutputFile, HasZerosInPlaceOfAMissingPart) {
   AddComplete({"first", "second", "third"});
   sim.disk().Lose("/home/u/tmp/a.zip002.tmp");
   GiveWindow();
@@ -101,7 +101,7 @@ TEST_F(OutputFile, HasZerosWhereAPartIsMissingAndTheRestAtItsPlace) {
   EXPECT_EQ(Output(), "first" + std::string(6, '\0') + "third");
 }
 
-TEST_F(OutputFile, ThatWasLongerKeepsItsTail) {
+TEST_F(OutputFile, KeepsTheTailOfALongerExistingFile) {
   AddComplete({"first", "second"});
   sim.disk().Put("/home/u/dl/a.zip", "0123456789ABCDEF");
   GiveWindow();
@@ -110,7 +110,7 @@ TEST_F(OutputFile, ThatWasLongerKeepsItsTail) {
   EXPECT_EQ(Output(), "firstsecondBCDEF");
 }
 
-TEST_F(OutputFile, GoesToTheChosenPathWhateverTheFolder) {
+TEST_F(OutputFile, GoesToTheChosenPathRegardlessOfTheFolder) {
   AddComplete({"bytes"});
   Record().HasSavePath = true;
   Record().SavePath = "/home/u/chosen.zip";
@@ -122,7 +122,7 @@ TEST_F(OutputFile, GoesToTheChosenPathWhateverTheFolder) {
   EXPECT_EQ(sim.disk().Get("/home/u/chosen.zip"), "bytes");
 }
 
-TEST_F(OutputFile, IsTheSamePathWithAndWithoutASeparatorBehindTheFolder) {
+TEST_F(OutputFile, HasTheSamePathWithOrWithoutAFolderSeparator) {
   for (const char* folder : {"/home/u/dl", "/home/u/dl/"}) {
     TransferRig rig;
     SimHttpServer server(rig.sim.network(), "o.example");
@@ -134,7 +134,7 @@ TEST_F(OutputFile, IsTheSamePathWithAndWithoutASeparatorBehindTheFolder) {
   }
 }
 
-TEST_F(OutputFile, OfTheProgramsOwnUpdateIsHandedOverAndChangesNoCaption) {
+TEST_F(OutputFile, IsHandedOverAsAnUpdateWithoutChangingCaptions) {
   Serve("/a.zip", 20000);
   std::vector<std::int16_t> handed;
   program.handOverUpdate = [&](std::int16_t index) { handed.push_back(index); };
@@ -149,7 +149,7 @@ TEST_F(OutputFile, OfTheProgramsOwnUpdateIsHandedOverAndChangesNoCaption) {
   EXPECT_EQ(WindowOf()->Command3.Caption(), third);
 }
 
-TEST_F(OutputFile, MarksTheRecordFinishedAndTellsTheLists) {
+TEST_F(OutputFile, MarksTheRecordFinishedAndRefreshesTheLists) {
   Serve("/a.zip", 20000);
   Start("http://o.example/a.zip");
   ASSERT_TRUE(RunUntilFinished());
@@ -164,7 +164,7 @@ TEST_F(OutputFile, MarksTheRecordFinishedAndTellsTheLists) {
   EXPECT_NE(WindowOf(), nullptr);  // its slot stays filled
 }
 
-TEST_F(OutputFile, ThatCannotBeOpenedIsSaidAndAResumeBuildsAgain) {
+TEST_F(OutputFile, ReportsAnOpenFailureAndIsBuiltAgainOnResume) {
   const SimContent content = Serve("/a.zip", 200000);
   sim.disk().FailWhere(
       [](DiskCall call, const std::string& path) { return call == DiskCall::Open && path == "/home/u/dl/a.zip"; });
@@ -183,7 +183,7 @@ TEST_F(OutputFile, ThatCannotBeOpenedIsSaidAndAResumeBuildsAgain) {
   EXPECT_EQ(origin.Connections(), connections);
 }
 
-TEST_F(OutputFile, KeepsEveryPartUntilTheListOnTheDiskSaysFinished) {
+TEST_F(OutputFile, KeepsEveryPartUntilTheSavedListSaysFinished) {
   Serve("/a.zip", 200000);
   std::vector<std::string> calls;
   sim.disk().FailWhere([&](DiskCall call, const std::string& path) {
@@ -199,7 +199,7 @@ TEST_F(OutputFile, KeepsEveryPartUntilTheListOnTheDiskSaysFinished) {
   EXPECT_EQ(calls, expected);
 }
 
-TEST_F(OutputFile, KeepsThePartsWhileTheProgramIsEndingWithTheListAsLastSaved) {
+TEST_F(OutputFile, KeepsThePartsWhileTheProgramEndsByAFailure) {
   AddComplete({"first", "second"});
   GiveWindow();
   sim.Do([&] { program.EndWithFailure("another part file"); });
@@ -211,7 +211,7 @@ TEST_F(OutputFile, KeepsThePartsWhileTheProgramIsEndingWithTheListAsLastSaved) {
   EXPECT_TRUE(sim.disk().Has("/home/u/tmp/a.zip002.tmp"));
 }
 
-TEST_F(OutputFile, OfTheProgramsOwnUpdateGetsItsFolderMadeAnew) {
+TEST_F(OutputFile, RecreatesTheMissingFolderOfAnUpdate) {
   AddComplete({"bytes"});
   Record().DownloadKind = 1;
   Record().HasSavePath = true;
@@ -222,7 +222,7 @@ TEST_F(OutputFile, OfTheProgramsOwnUpdateGetsItsFolderMadeAnew) {
   EXPECT_EQ(sim.disk().Get("/prog/downloads/a.zip"), "bytes");
 }
 
-TEST_F(OutputFile, OfAnUpdateIsNotTakenForItsFolderWhereItsPathNamesNone) {
+TEST_F(OutputFile, CreatesNoFolderForAnUpdateWhosePathNamesNone) {
   AddComplete({"bytes"});
   Record().DownloadKind = 1;
   Record().HasSavePath = true;

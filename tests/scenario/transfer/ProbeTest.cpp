@@ -27,7 +27,7 @@ class Probe : public TransferFixture {
   }
 };
 
-TEST_F(Probe, OfASmallFileOfAnyTypePlansOneSegment) {
+TEST_F(Probe, PlansOneSegmentForASmallFile) {
   StartWithReply("HTTP/1.1 200 OK\r\nContent-Type: application/zip\r\nContent-Length: 5000\r\n\r\nPK");
   sim.RunUntil([&] { return Record().SegmentCount > 0; }, 10'000);
   EXPECT_EQ(Record().FileSize, 5000);
@@ -35,7 +35,7 @@ TEST_F(Probe, OfASmallFileOfAnyTypePlansOneSegment) {
   EXPECT_TRUE(Record().Active);
 }
 
-TEST_F(Probe, StartsTheSegmentsOnlyAfterItsOwnConnectionIsClosed) {
+TEST_F(Probe, StartsTheSegmentsAfterClosingItsConnection) {
   Serve("/a.bin", 20000);
   Start("http://o.example/a.bin");
   ASSERT_TRUE(RunUntilFinished());
@@ -43,7 +43,7 @@ TEST_F(Probe, StartsTheSegmentsOnlyAfterItsOwnConnectionIsClosed) {
   EXPECT_LE(sim.network().Log()[0].closedAt, sim.network().Log()[1].askedAt);
 }
 
-TEST_F(Probe, WithARefererSendsItBehindTheHost) {
+TEST_F(Probe, SendsTheRefererAfterTheHost) {
   Serve("/a.bin", 100);
   Add("http://o.example/a.bin");
   Record().Referer = "http://r.example/page";
@@ -57,7 +57,7 @@ TEST_F(Probe, WithARefererSendsItBehindTheHost) {
             "Connection: Keep-Alive\r\nHost: o.example\r\nRange: bytes=0-99\r\n\r\n");
 }
 
-TEST_F(Probe, GoesToTheProxyWhileTheSegmentsGoStraightToTheServer) {
+TEST_F(Probe, UsesTheProxyWhileTheSegmentsConnectDirectly) {
   const SimContent content = Serve("/a.bin", 20000);
   SimHttpServer proxy(sim.network(), "proxy.example", 3128);
   proxy.File("/a.bin", content);
@@ -74,7 +74,7 @@ TEST_F(Probe, GoesToTheProxyWhileTheSegmentsGoStraightToTheServer) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Probe, FollowsARedirectOnTheOldPortWithTheOldAddressAsReferer) {
+TEST_F(Probe, FollowsARedirectOnTheOldPortWithTheOldUrlAsReferer) {
   SimHttpServer first(sim.network(), "a.example", 8080);
   SimHttpServer second(sim.network(), "b.example", 8080);
   first.Redirect("/get", "http://b.example/x/y.exe");
@@ -89,7 +89,7 @@ TEST_F(Probe, FollowsARedirectOnTheOldPortWithTheOldAddressAsReferer) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Probe, TakesARelativeLocationForAHostWithoutItsFirstCharacter) {
+TEST_F(Probe, ReadsARelativeLocationAsAHostWithoutItsFirstCharacter) {
   origin.Redirect("/get", "/o.example/b.bin");
   Serve("/b.bin", 100);
   Start("http://o.example/get");
@@ -98,7 +98,7 @@ TEST_F(Probe, TakesARelativeLocationForAHostWithoutItsFirstCharacter) {
   EXPECT_EQ(Record().SavePath, "/home/u/dl/b.bin");
 }
 
-TEST_F(Probe, OfALocationThatEndsInTheHostHasNoNameAndPassesTheNameCheck) {
+TEST_F(Probe, AcceptsARedirectToABareHostWithAnEmptyName) {
   origin.Redirect("/get", "http://p.example");
   SimHttpServer other(sim.network(), "p.example");
   other.File("/", SimContent::Generated(100));
@@ -113,7 +113,7 @@ TEST_F(Probe, OfALocationThatEndsInTheHostHasNoNameAndPassesTheNameCheck) {
   EXPECT_FALSE(Record().Finished);
 }
 
-TEST_F(Probe, OfARedirectWithoutALocationConnectsToNothingAndTimesOut) {
+TEST_F(Probe, TimesOutAfterARedirectWithoutALocation) {
   StartWithReply("HTTP/1.1 304 Not Modified\r\n\r\n");
   sim.RunFor(5000);
   EXPECT_EQ(Record().Host, "");
@@ -122,7 +122,7 @@ TEST_F(Probe, OfARedirectWithoutALocationConnectsToNothingAndTimesOut) {
   EXPECT_EQ(sim.dialogs().Next().text, "text523");
 }
 
-TEST_F(Probe, GivesEachHopTheFullTimeToConnect) {
+TEST_F(Probe, GivesEachRedirectTheFullTimeToConnect) {
   origin.Redirect("/get", "http://slow.example/b.bin");
   SimHttpServer slow(sim.network(), "slow.example");
   slow.File("/b.bin", SimContent::Generated(100));
@@ -135,7 +135,7 @@ TEST_F(Probe, GivesEachHopTheFullTimeToConnect) {
   EXPECT_TRUE(sim.dialogs().Boxes().empty());
 }
 
-TEST_F(Probe, OfTenThousandRedirectsNeedsNoMoreMemoryThanOfOne) {
+TEST_F(Probe, NeedsNoMoreMemoryForTenThousandRedirectsThanForOne) {
   origin.Redirect("/a", "http://o.example/b");
   origin.Redirect("/b", "http://o.example/a");
   Wire(0, 0);
@@ -153,7 +153,7 @@ TEST_F(Probe, OfTenThousandRedirectsNeedsNoMoreMemoryThanOfOne) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(Probe, RefusesAnEmptyForbiddenTextWithEveryNameThatIsNotEmpty) {
+TEST_F(Probe, RefusesEveryNameIfTheForbiddenTextIsEmpty) {
   program.LangStrings[951] = "";
   Serve("/a.bin", 100);
   Start("http://o.example/a.bin");
@@ -177,7 +177,7 @@ TEST_F(Probe, RefusesANameWithAQueryAfterTheReply) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(Probe, OfAMissingFileSaysSoAndDropsTheRecordWithoutAQuestion) {
+TEST_F(Probe, ReportsAMissingFileAndDropsTheRecordWithoutAsking) {
   Start("http://o.example/none.bin");
   ASSERT_TRUE(RunUntilABoxStands());
   EXPECT_EQ(sim.dialogs().Next().text, "text531 /none.bin text530");
@@ -191,7 +191,7 @@ TEST_F(Probe, OfAMissingFileSaysSoAndDropsTheRecordWithoutAQuestion) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(Probe, OfAServerErrorWithAWebPageAsksAboutThePageToo) {
+TEST_F(Probe, AsksAboutTheWebPageOfAServerErrorToo) {
   origin.Page("/a.bin", 503, "text/html", "<html>busy</html>");
   Start("http://o.example/a.bin");
   ASSERT_TRUE(RunUntilABoxStands());
@@ -209,7 +209,7 @@ TEST_F(Probe, OfAServerErrorWithAWebPageAsksAboutThePageToo) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(Probe, OfAServerErrorWithAnotherTypeGoesOnToTheSegmentsAndBuildsNothing) {
+TEST_F(Probe, BuildsNothingAfterAServerErrorOfAnotherType) {
   origin.Page("/a.bin", 500, "text/plain", "error page");
   origin.OnConnection(2, HttpFault{});
   Start("http://o.example/a.bin");
@@ -224,7 +224,7 @@ TEST_F(Probe, OfAServerErrorWithAnotherTypeGoesOnToTheSegmentsAndBuildsNothing) 
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(Probe, TakesAnIntermediateReplyForSuccessWithTheSizeOfItsHeader) {
+TEST_F(Probe, TreatsAnIntermediateReplyAsSuccessWithItsSize) {
   StartWithReply("HTTP/1.1 100 Continue\r\nContent-Length: 12345\r\n\r\n");
   sim.RunUntil([&] { return Record().SegmentCount > 0; }, 10'000);
   EXPECT_EQ(Record().FileSize, 12345);
@@ -256,7 +256,7 @@ TEST_F(Probe, AsksAboutAWebPageOnlyForTheExactType) {
   EXPECT_EQ(Output(), "<html></html>");
 }
 
-TEST_F(Probe, OfHostileHeadersWritesNothingOutsideTheTwoFolders) {
+TEST_F(Probe, WritesNothingOutsideTheTwoFoldersForHostileHeaders) {
   const std::string longName(300, 'n');
   const std::vector<std::string> replies = {
       std::string(300000, 'x'),
@@ -297,7 +297,7 @@ TEST_F(Probe, OfHostileHeadersWritesNothingOutsideTheTwoFolders) {
   }
 }
 
-TEST_F(Probe, OfANameThatThePartFilesCannotHaveRefusesIt) {
+TEST_F(Probe, RefusesANameTooLongForItsPartFiles) {
   for (const auto& [length, fits] : {std::pair<std::size_t, bool>{248, true}, {249, false}}) {
     TransferRig rig;
     SimHttpServer server(rig.sim.network(), "o.example");
@@ -332,7 +332,7 @@ TEST_F(Probe, OfALocationWhoseNameTheDiskCannotHoldRefusesIt) {
   }
 }
 
-TEST_F(Probe, OfAContentLengthThatCannotBeServedPlansNothingFalse) {
+TEST_F(Probe, PlansNoFileOfAFalseContentLength) {
   struct Case {
     std::string header;
     std::int32_t size;
@@ -363,7 +363,7 @@ TEST_F(Probe, OfAContentLengthThatCannotBeServedPlansNothingFalse) {
   }
 }
 
-TEST_F(Probe, ThatIsClosedWithoutAReplyWaitsUntilPauseAndResume) {
+TEST_F(Probe, WaitsForPauseAndResumeIfClosedWithoutAReply) {
   const SimContent content = Serve("/a.bin", 100);
   HttpFault silent;
   silent.halfClose = true;
@@ -379,7 +379,7 @@ TEST_F(Probe, ThatIsClosedWithoutAReplyWaitsUntilPauseAndResume) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Probe, WithoutOneSegmentAllowedPlansNothingAndStandsStill) {
+TEST_F(Probe, PlansNothingIfNoSegmentIsAllowed) {
   Serve("/a.bin", 200000);
   for (const std::int32_t most : {0, -5}) {
     program.settings.MaxSegments = most;

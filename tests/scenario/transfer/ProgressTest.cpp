@@ -43,7 +43,7 @@ TEST_F(Progress, ShowsThePercentInTheCaption) {
   EXPECT_EQ(window->Caption(), "37,5% of a.zip downloaded.");
 }
 
-TEST_F(Progress, AboveAHundredPercentIsCutToAHundred) {
+TEST_F(Progress, IsCappedAtAHundredPercent) {
   const auto window = Shown();
   Record().Percent = 130.0F;
   window->DoRefresh();
@@ -52,7 +52,7 @@ TEST_F(Progress, AboveAHundredPercentIsCutToAHundred) {
   EXPECT_EQ(window->state.Caption(), "text521");
 }
 
-TEST_F(Progress, WithoutElapsedTimeLeavesSpeedAndTimes) {
+TEST_F(Progress, KeepsSpeedAndTimesWithoutElapsedTime) {
   const auto window = Shown();
   window->Speed.Caption = "before";
   window->Est.Caption = "before";
@@ -82,7 +82,7 @@ TEST_F(Progress, ShowsSpeedTimesAndSizes) {
   EXPECT_EQ(window->Label1.Caption().rfind("/ ", 0), 0U);
 }
 
-TEST_F(Progress, BarsAreScaledTo2500TwipsInAFullRefreshAndTo2520InARow) {
+TEST_F(Progress, ScalesBarsTo2500TwipsInAFullRefreshAndTo2520InARow) {
   const auto window = Shown();
   Segment(1).RangeStart = 1000;
   Segment(1).ReceivedTotal = 1000;
@@ -101,7 +101,7 @@ TEST_F(Progress, BarsOfLargeSegmentsDoNotOverflow) {
   EXPECT_NEAR(window->Prog(0).Width(), 2500, 0.01);
 }
 
-TEST_F(Progress, ABarWhoseWidthIsRefusedStaysAsItWas) {
+TEST_F(Progress, KeepsABarWhoseNewWidthIsInvalid) {
   const auto window = Shown();
   Segment(1).ReceivedNow = 2500;
   window->RefreshList(0);
@@ -110,7 +110,7 @@ TEST_F(Progress, ABarWhoseWidthIsRefusedStaysAsItWas) {
   EXPECT_EQ(window->Prog(0).Width(), 1250);
 }
 
-TEST_F(Progress, RowsShowTheTextAndColourOfTheirState) {
+TEST_F(Progress, ShowsTheTextAndColourOfEachRowsState) {
   struct Case {
     std::int16_t state;
     std::string full;
@@ -146,7 +146,7 @@ TEST_F(Progress, RowsShowTheTextAndColourOfTheirState) {
   }
 }
 
-TEST_F(Progress, OfAnIdleMinimisedWindowChangesOnlyItsCaption) {
+TEST_F(Progress, ChangesOnlyTheCaptionOfAnIdleMinimisedWindow) {
   const auto window = Shown();
   window->ViewStateChanged(WindowState::Minimised);
   window->ViewDeactivated();
@@ -176,7 +176,7 @@ TEST_F(Progress, IsDrawnByAResizeAndNotByAShowing) {
   EXPECT_EQ(window->state.Caption(), "text534");
 }
 
-TEST_F(Progress, IsDrawnAtMostFiveTimesASecondHoweverManyBlocksCome) {
+TEST_F(Progress, IsDrawnAtMostFiveTimesASecond) {
   program.settings.MaxSegments = 8;
   Serve("/a.bin", 400000);
   Wire(1, 20000);
@@ -190,7 +190,7 @@ TEST_F(Progress, IsDrawnAtMostFiveTimesASecondHoweverManyBlocksCome) {
   EXPECT_LE(draws, 5);
 }
 
-TEST_F(Progress, CountsTheTimeFromBlockToBlockWithoutThePause) {
+TEST_F(Progress, CountsTheTimeBetweenBlocksWithoutThePause) {
   Serve("/a.bin", 45000);
   program.settings.MaxSegments = 1;
   Wire(5, 5000);
@@ -205,7 +205,7 @@ TEST_F(Progress, CountsTheTimeFromBlockToBlockWithoutThePause) {
   EXPECT_NEAR(Record().RemainingSeconds, 0, 0.001);
 }
 
-TEST_F(Progress, SumsAllBytesOfTheSessionHeadersIncluded) {
+TEST_F(Progress, CountsAllBytesOfTheSessionIncludingHeaders) {
   Serve("/a.bin", 20000);
   Start("http://o.example/a.bin");
   ASSERT_TRUE(RunUntilFinished());
@@ -215,7 +215,7 @@ TEST_F(Progress, SumsAllBytesOfTheSessionHeadersIncluded) {
   EXPECT_GT(delivered, 20000U);
 }
 
-TEST_F(Progress, CountsTheSilenceFromTheLastByteAndNotFromAReconnection) {
+TEST_F(Progress, CountsSilenceFromTheLastByteNotFromAReconnect) {
   Serve("/a.bin", 9000);
   HttpFault silent;
   silent.wire.latency = 5;
@@ -237,7 +237,7 @@ TEST_F(Progress, CountsTheSilenceFromTheLastByteAndNotFromAReconnection) {
   EXPECT_TRUE(RunUntilFinished()) << sim.Replay();
 }
 
-TEST_F(Progress, CountsTheSilenceOfAServerThatNeverAnswersFromTheStart) {
+TEST_F(Progress, CountsSilenceFromTheStartIfTheServerNeverAnswers) {
   HttpFault mute;
   mute.wire.hangAfterAccept = true;
   mute.wire.latency = 5;

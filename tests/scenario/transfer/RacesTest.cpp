@@ -5,7 +5,7 @@
 namespace pellora {
 namespace {
 
-class Races : public TransferFixture {
+class TransferRaces : public TransferFixture {
  protected:
   // A download whose reply makes a box stand, in slot 1.
   void StartWithBox(int status, const std::string& type = "text/html") {
@@ -15,7 +15,7 @@ class Races : public TransferFixture {
   }
 };
 
-TEST_F(Races, APauseInTheSpacingStopsTheLoopAndFreesTheButton) {
+TEST_F(TransferRaces, PauseDuringSpacingStopsTheLoopAndEnablesTheButton) {
   const SimContent content = Serve("/a.bin", 400000);
   Wire(10, 20000);
   Start("http://o.example/a.bin");
@@ -35,7 +35,7 @@ TEST_F(Races, APauseInTheSpacingStopsTheLoopAndFreesTheButton) {
   EXPECT_EQ(Record().Received, 400000);
 }
 
-TEST_F(Races, APauseAndResumeWithinOneSpacingLeaveOneLoopOnly) {
+TEST_F(TransferRaces, PauseAndResumeDuringSpacingLeaveOneLoop) {
   const SimContent content = Serve("/a.bin", 400000);
   Wire(10, 20000);
   Start("http://o.example/a.bin");
@@ -51,7 +51,7 @@ TEST_F(Races, APauseAndResumeWithinOneSpacingLeaveOneLoopOnly) {
   EXPECT_EQ(sim.tasks().RunningTasks(), 0U);
 }
 
-TEST_F(Races, ADeletionInTheSpacingClosesAllAndWritesNothingMore) {
+TEST_F(TransferRaces, DeletionDuringSpacingClosesAllAndStopsWriting) {
   Serve("/a.bin", 400000);
   Wire(10, 20000);
   Start("http://o.example/a.bin");
@@ -64,7 +64,7 @@ TEST_F(Races, ADeletionInTheSpacingClosesAllAndWritesNothingMore) {
   EXPECT_TRUE(sim.RunUntilIdle(60'000));
 }
 
-TEST_F(Races, ASlotThatIsFilledAnewIsLeftAloneByTheWindowOfBefore) {
+TEST_F(TransferRaces, RefilledSlotIsLeftAloneByTheOldWindow) {
   Serve("/a.bin", 400000);
   const SimContent content = Serve("/b.bin", 50000, 2);
   Wire(10, 20000);
@@ -81,7 +81,7 @@ TEST_F(Races, ASlotThatIsFilledAnewIsLeftAloneByTheWindowOfBefore) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Races, TheButtonsOfAStaleWindowDoNothingToTheNewRecord) {
+TEST_F(TransferRaces, ButtonsOfAStaleWindowLeaveTheNewRecordAlone) {
   Serve("/a.bin", 20000);
   Serve("/b.bin", 400000);
   Start("http://o.example/a.bin");
@@ -103,7 +103,7 @@ TEST_F(Races, TheButtonsOfAStaleWindowDoNothingToTheNewRecord) {
   EXPECT_FALSE(old->Loaded());
 }
 
-TEST_F(Races, AnAnswerToABoxTouchesNothingOfASlotThatIsFilledAnew) {
+TEST_F(TransferRaces, AnswerToABoxLeavesARefilledSlotAlone) {
   struct Case {
     int status;
     std::string type;
@@ -132,7 +132,7 @@ TEST_F(Races, AnAnswerToABoxTouchesNothingOfASlotThatIsFilledAnew) {
   }
 }
 
-TEST_F(Races, AnAnswerAfterAResetOfTheListHarmsNothing) {
+TEST_F(TransferRaces, AnswerAfterAListResetIsHarmless) {
   StartWithBox(404, "text/plain");
   sim.Do([&] { program.ResizeDownloads(0); });
   Answer(kAnswerOk);
@@ -141,7 +141,7 @@ TEST_F(Races, AnAnswerAfterAResetOfTheListHarmsNothing) {
   EXPECT_EQ(sim.network().Open(), 0);
 }
 
-TEST_F(Races, TheSecondQuestionOfAServerErrorSparesTheNewRecordToo) {
+TEST_F(TransferRaces, SecondQuestionOfAServerErrorLeavesTheNewRecordAlone) {
   StartWithBox(503);
   Answer(kAnswerOk);
   ASSERT_EQ(sim.dialogs().Standing(), 1U);
@@ -154,7 +154,7 @@ TEST_F(Races, TheSecondQuestionOfAServerErrorSparesTheNewRecordToo) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(Races, AServerErrorGoesOnUnseenUntilItsSlotIsFilledAnew) {
+TEST_F(TransferRaces, ServerErrorContinuesUnseenUntilItsSlotIsRefilled) {
   StartWithBox(500, "text/plain");
   origin.NoFaults();
   HttpFault mute;
@@ -170,7 +170,7 @@ TEST_F(Races, AServerErrorGoesOnUnseenUntilItsSlotIsFilledAnew) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(Races, APauseUnderTheBoxOfAServerErrorLeavesNothingRunning) {
+TEST_F(TransferRaces, PauseDuringAServerErrorBoxLeavesNothingRunning) {
   StartWithBox(500, "text/plain");
   const std::weak_ptr<TransferWindow> window = WindowOf();
   Pause();
@@ -180,7 +180,7 @@ TEST_F(Races, APauseUnderTheBoxOfAServerErrorLeavesNothingRunning) {
   EXPECT_TRUE(window.expired());
 }
 
-TEST_F(Races, AServerErrorNeverWritesOverAChosenFile) {
+TEST_F(TransferRaces, ServerErrorNeverOverwritesAChosenFile) {
   origin.Page("/a.bin", 500, "text/plain", "error page");
   sim.disk().Put("/home/u/mine.bin", "precious");
   Add("http://o.example/a.bin");
@@ -192,7 +192,7 @@ TEST_F(Races, AServerErrorNeverWritesOverAChosenFile) {
   EXPECT_EQ(sim.disk().Get("/home/u/mine.bin"), "precious");
 }
 
-TEST_F(Races, AResumeWhileTheProbeIsOutDoesNothing) {
+TEST_F(TransferRaces, ResumeDuringTheProbeDoesNothing) {
   const SimContent content = Serve("/a.bin", 20000);
   HttpFault slow;
   slow.thinkTime = 3'000;
@@ -207,7 +207,7 @@ TEST_F(Races, AResumeWhileTheProbeIsOutDoesNothing) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Races, APauseWhileTheProbeIsOutHoldsUntilAResumeProbesAgain) {
+TEST_F(TransferRaces, PauseDuringTheProbeHoldsUntilResumeProbesAgain) {
   const SimContent content = Serve("/a.bin", 20000);
   HttpFault slow;
   slow.thinkTime = 3'000;
@@ -225,7 +225,7 @@ TEST_F(Races, APauseWhileTheProbeIsOutHoldsUntilAResumeProbesAgain) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Races, AResumeUnderAStandingQuestionWaitsForTheAnswer) {
+TEST_F(TransferRaces, ResumeDuringAQuestionWaitsForTheAnswer) {
   Serve("/a.bin", 200000);
   Wire(10, 5000);
   Start("http://o.example/a.bin");
@@ -245,7 +245,7 @@ TEST_F(Races, AResumeUnderAStandingQuestionWaitsForTheAnswer) {
   EXPECT_EQ(Broken(), "");
 }
 
-TEST_F(Races, EightSlowConnectionsAreRightWhereWatchAndSpacingMeet) {
+TEST_F(TransferRaces, EightSlowConnectionsCompleteWhenWatchAndSpacingCoincide) {
   program.settings.MaxSegments = 8;
   for (const std::uint32_t latency : {40U, 50U, 60U, 75U, 90U, 100U, 110U, 250U, 400U}) {
     for (const std::uint64_t speed : {0U, 30'000U}) {
@@ -278,7 +278,7 @@ TEST_F(Races, EightSlowConnectionsAreRightWhereWatchAndSpacingMeet) {
   }
 }
 
-TEST_F(Races, AFinishedFileIsNotTouchedByTheRestOfTheSpacing) {
+TEST_F(TransferRaces, FinishedFileIsNotTouchedByTheRestOfTheSpacing) {
   program.settings.MaxSegments = 8;
   const SimContent content = Serve("/a.bin", 100000);
   Wire(1, 0);
@@ -292,7 +292,7 @@ TEST_F(Races, AFinishedFileIsNotTouchedByTheRestOfTheSpacing) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Races, ADeletionBeforeTheJoinFinishesNothing) {
+TEST_F(TransferRaces, DeletionBeforeTheJoinFinishesNothing) {
   Serve("/a.bin", 20000);
   Start("http://o.example/a.bin");
   ASSERT_TRUE(sim.RunUntil([&] { return WindowOf()->state.Caption() == "text520"; }, 10'000));
@@ -305,7 +305,7 @@ TEST_F(Races, ADeletionBeforeTheJoinFinishesNothing) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(Races, APauseOrResumeBeforeTheJoinBuildsOnce) {
+TEST_F(TransferRaces, PauseOrResumeBeforeTheJoinBuildsOnce) {
   const SimContent content = Serve("/a.bin", 20000);
   int joins = 0;
   sim.disk().FailWhere([&](DiskCall call, const std::string& path) {
@@ -323,7 +323,7 @@ TEST_F(Races, APauseOrResumeBeforeTheJoinBuildsOnce) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Races, AnEndBeforeTheJoinIsMadeGoodByTheNextStart) {
+TEST_F(TransferRaces, ExitBeforeTheJoinIsCompletedByTheNextStart) {
   const SimContent content = Serve("/a.bin", 200000);
   Start("http://o.example/a.bin");
   ASSERT_TRUE(sim.RunUntil([&] { return WindowOf()->state.Caption() == "text520"; }, 10'000));
@@ -343,7 +343,7 @@ TEST_F(Races, AnEndBeforeTheJoinIsMadeGoodByTheNextStart) {
   EXPECT_EQ(server.Requests().size(), 1U);  // the probe; nothing is fetched again
 }
 
-TEST_F(Races, TwoDownloadsThatFinishAtOnceAreJoinedOneAfterTheOther) {
+TEST_F(TransferRaces, TwoDownloadsFinishingAtOnceAreJoinedInTurn) {
   const SimContent one = Serve("/a.bin", 60000, 1);
   const SimContent two = Serve("/b.bin", 60000, 2);
   Wire(10, 20000);
@@ -355,7 +355,7 @@ TEST_F(Races, TwoDownloadsThatFinishAtOnceAreJoinedOneAfterTheOther) {
   EXPECT_EQ(Output(2), two.All());
 }
 
-TEST_F(Races, AWindowLeavesNoEventBehindWheneverItIsCancelled) {
+TEST_F(TransferRaces, WindowLeavesNoEventWheneverItIsCancelled) {
   for (std::uint64_t moment = 0; moment < 2'000; moment += 37) {
     SCOPED_TRACE(moment);
     TransferRig rig;

@@ -20,7 +20,7 @@ class Segments : public TransferFixture {
   }
 };
 
-TEST_F(Segments, AreAskedForByTheSizeAndTheLargestNumberAllowed) {
+TEST_F(Segments, RequestRangesBySizeAndLargestNumberAllowed) {
   struct Case {
     std::uint64_t size;
     std::int32_t most;
@@ -52,7 +52,7 @@ TEST_F(Segments, AreAskedForByTheSizeAndTheLargestNumberAllowed) {
   }
 }
 
-TEST_F(Segments, HavePartFilesNamedByTheFileAndTheirNumber) {
+TEST_F(Segments, NamePartFilesByFileAndNumber) {
   Serve("/a.zip", 20000);
   Start("http://o.example/a.zip");
   sim.RunUntil([&] { return Record().SegmentCount == 2; }, 10'000);
@@ -60,7 +60,7 @@ TEST_F(Segments, HavePartFilesNamedByTheFileAndTheirNumber) {
   EXPECT_EQ(Segment(2).TempFile, "/home/u/tmp/a.zip002.tmp");
 }
 
-TEST_F(Segments, ConnectAtLeastTwoTenthsOfASecondApart) {
+TEST_F(Segments, ConnectAtLeast200MillisecondsApart) {
   program.settings.MaxSegments = 4;
   Serve("/a.bin", 400000);
   Wire(10, 50000);
@@ -74,7 +74,7 @@ TEST_F(Segments, ConnectAtLeastTwoTenthsOfASecondApart) {
   }
 }
 
-TEST_F(Segments, OfAServerThatIgnoresRangesAreSilentlyWrongBehindTheFirst) {
+TEST_F(Segments, AreSilentlyWrongAfterTheFirstIfTheServerIgnoresRanges) {
   const SimContent content = Serve("/a.bin", 20000);
   HttpFault whole;
   whole.ignoreRange = true;
@@ -85,7 +85,7 @@ TEST_F(Segments, OfAServerThatIgnoresRangesAreSilentlyWrongBehindTheFirst) {
   EXPECT_TRUE(sim.dialogs().Boxes().empty());
 }
 
-TEST_F(Segments, OfAnErrorReplyAreStoredWithTheirHeaders) {
+TEST_F(Segments, KeepErrorRepliesWithTheirHeaders) {
   Serve("/a.bin", 5000);
   HttpFault refused;
   refused.raw = "HTTP/1.1 503 Busy\r\n\r\nno";
@@ -96,7 +96,7 @@ TEST_F(Segments, OfAnErrorReplyAreStoredWithTheirHeaders) {
   EXPECT_EQ(Segment(1).State, kSegmentReceiving);
 }
 
-TEST_F(Segments, WhoseHeaderComesInTwoBlocksLoseThreeCharacters) {
+TEST_F(Segments, LoseThreeCharactersIfTheHeaderArrivesInTwoBlocks) {
   Serve("/a.bin", 5000);
   HttpFault split;
   split.raw = "HTTP/1.1 206 Partial Content\r\nX: y\r\n\r\nbody";
@@ -108,7 +108,7 @@ TEST_F(Segments, WhoseHeaderComesInTwoBlocksLoseThreeCharacters) {
   EXPECT_EQ(sim.disk().Get("/home/u/tmp/a.bin001.tmp"), split.raw.substr(3));
 }
 
-TEST_F(Segments, OfAFileOfUnknownSizeSayErrorAtEachBlockAndReadNothingMeanwhile) {
+TEST_F(Segments, ReportAnErrorAtEachBlockOfAFileOfUnknownSize) {
   Serve("/a.bin", 300000);
   HttpFault unknown;
   unknown.length = HttpLength::Missing;
@@ -136,7 +136,7 @@ TEST_F(Segments, OfAFileOfUnknownSizeSayErrorAtEachBlockAndReadNothingMeanwhile)
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(Segments, ThatAreCompleteAreNeverConnectedAgain) {
+TEST_F(Segments, NeverReconnectOnceComplete) {
   const SimContent content = Serve("/a.bin", 20000);
   origin.OnConnection(3, Hang(100));
   Start("http://o.example/a.bin");
@@ -155,7 +155,7 @@ TEST_F(Segments, ThatAreCompleteAreNeverConnectedAgain) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Segments, KeepTheirPlanWhateverSizeTheServerNamesAtARestart) {
+TEST_F(Segments, KeepTheirPlanIfTheServerNamesAnotherSizeAtARestart) {
   const SimContent content = Serve("/a.bin", 20000);
   origin.Always(Hang(100));
   Start("http://o.example/a.bin");
@@ -182,7 +182,7 @@ TEST_F(Segments, KeepTheirPlanWhateverSizeTheServerNamesAtARestart) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Segments, OfAFreshPlanTakeNothingOverFromADamagedRecord) {
+TEST_F(Segments, ReuseNothingFromADamagedRecordInAFreshPlan) {
   const SimContent content = Serve("/a.bin", 20000);
   Add("http://o.example/a.bin");
   Record().Segments.resize(3);
@@ -193,7 +193,7 @@ TEST_F(Segments, OfAFreshPlanTakeNothingOverFromADamagedRecord) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Segments, OfTwoRecordsNeverShareAPartFile) {
+TEST_F(Segments, NeverShareAPartFileBetweenTwoRecords) {
   const SimContent one = Serve("/x/a.bin", 200000, 1);
   const SimContent two = Serve("/y/a.bin", 150000, 2);
   Wire(10, 20000);
@@ -211,7 +211,7 @@ TEST_F(Segments, OfTwoRecordsNeverShareAPartFile) {
   EXPECT_EQ(Output(2), two.All());
 }
 
-TEST_F(Segments, FindAPartFilesNameWhereTheirRecordsNumberIsTakenToo) {
+TEST_F(Segments, FindAPartFileNameIfTheNumberedOneIsTakenToo) {
   const SimContent one = Serve("/x/a.bin", 200000, 1);
   const SimContent two = Serve("/a.bin3", 200000, 2);
   const SimContent three = Serve("/y/a.bin", 150000, 3);
@@ -253,7 +253,7 @@ TEST_F(Segments, AvoidThePartFilesOfADroppedRecordThatStillWrites) {
   EXPECT_EQ(Output(2), content.All());
 }
 
-TEST_F(Segments, AvoidTheFilesThatFinishedDownloadsLeftInTheSameFolder) {
+TEST_F(Segments, AvoidFinishedFilesInTheSameFolderAsPartFiles) {
   program.settings.DownloadFolder = program.settings.TempFolder;
   const SimContent odd = Serve("/a.bin001.tmp", 20000, 1);
   const SimContent content = Serve("/a.bin", 20000, 2);
@@ -265,7 +265,7 @@ TEST_F(Segments, AvoidTheFilesThatFinishedDownloadsLeftInTheSameFolder) {
   EXPECT_EQ(Output(1), odd.All());
 }
 
-TEST_F(Segments, NeverWriteTheirPartsIntoTheFileThatTheyAreJoinedTo) {
+TEST_F(Segments, NeverUseTheOutputFileAsAPartFile) {
   const SimContent content = Serve("/a.bin", 20000);
   Wire(10, 20000);
   Start("http://o.example/a.bin");
@@ -275,7 +275,7 @@ TEST_F(Segments, NeverWriteTheirPartsIntoTheFileThatTheyAreJoinedTo) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Segments, TouchNoPartFileThatMayBelongToAListThatCouldNotBeRead) {
+TEST_F(Segments, TouchNoPartFileThatMayBelongToAnUnreadableList) {
   const SimContent content = Serve("/a.bin", 20000);
   program.listLoaded = false;
   sim.disk().Put("/home/u/tmp/a.bin002.tmp", "another record's bytes");
@@ -286,7 +286,7 @@ TEST_F(Segments, TouchNoPartFileThatMayBelongToAListThatCouldNotBeRead) {
 }
 
 // The list on the disk may count on what stands in them, by the ranges of a former plan.
-TEST_F(Segments, WriteToPartFilesOfAFormerPlanOnlyOnceTheListIsSaved) {
+TEST_F(Segments, WriteToPartFilesOfAnEarlierPlanOnlyOnceTheListIsSaved) {
   const SimContent content = Serve("/a.bin", 20000);
   sim.disk().Put("/home/u/tmp/a.bin002.tmp", "a former plan's bytes");
   std::vector<std::string> opened;
@@ -301,7 +301,7 @@ TEST_F(Segments, WriteToPartFilesOfAFormerPlanOnlyOnceTheListIsSaved) {
   EXPECT_EQ(opened.front(), ListPath(program));
 }
 
-TEST_F(Segments, TouchNoPartFileOfAFormerPlanWhereTheListCannotBeSaved) {
+TEST_F(Segments, TouchNoPartFileOfAnEarlierPlanIfTheListCannotBeSaved) {
   const SimContent content = Serve("/a.bin", 20000);
   sim.disk().Put("/home/u/tmp/a.bin002.tmp", "a former plan's bytes");
   sim.disk().FailWhere([&](DiskCall, const std::string& path) { return path == ListPath(program); });
@@ -327,7 +327,7 @@ TEST_F(Segments, ReopenTheirPartFilesAboutOnceASecond) {
   EXPECT_LE(opened, 11);
 }
 
-TEST_F(Segments, HideTheRowsThatThePlanDoesNotUseButNotTheirBars) {
+TEST_F(Segments, HideUnusedRowsButNotTheirBars) {
   Serve("/a.bin", 20000);
   Start("http://o.example/a.bin");
   ASSERT_TRUE(RunUntilFinished());
@@ -342,7 +342,7 @@ TEST_F(Segments, HideTheRowsThatThePlanDoesNotUseButNotTheirBars) {
   }
 }
 
-TEST_F(Segments, SpacedOverMidnightWaitUntilTheClockHasPassedTheirStartAgain) {
+TEST_F(Segments, SpacedOverMidnightWaitUntilTheClockPassesTheirStartAgain) {
   const SimContent content = Serve("/a.bin", 200000);
   Wire(5, 0);
   sim.SetTimeOfDay(86399.95);
@@ -368,7 +368,7 @@ TEST_F(Segments, SpacedBeforeMidnightDoNotWaitForTheNextDay) {
   EXPECT_EQ(sim.network().Log().size(), 3U);
 }
 
-TEST_F(Segments, SpacedByAClockThatIsSetBackDoNotWaitForItToComeRound) {
+TEST_F(Segments, SpacedByAClockSetBackDoNotWaitForTheNextDay) {
   Serve("/a.bin", 20000);
   Wire(5, 10000);
   Start("http://o.example/a.bin");
@@ -378,7 +378,7 @@ TEST_F(Segments, SpacedByAClockThatIsSetBackDoNotWaitForItToComeRound) {
   EXPECT_EQ(sim.network().Log().size(), 3U);
 }
 
-TEST_F(Segments, OverMidnightGoOnAtOnceAfterPauseAndResume) {
+TEST_F(Segments, ContinueAtOnceAfterPauseAndResumeOverMidnight) {
   const SimContent content = Serve("/a.bin", 200000);
   Wire(5, 0);
   sim.SetTimeOfDay(86399.95);
@@ -391,7 +391,7 @@ TEST_F(Segments, OverMidnightGoOnAtOnceAfterPauseAndResume) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(Segments, AreRightWhereverTheTickCountStands) {
+TEST_F(Segments, CompleteAtAnyTickCount) {
   for (const std::uint32_t tick : {0U, 5000U, kTickNearSign, kTickNearWrap, 0U - 1000U}) {
     TransferRig rig(SimOptions{.startTick = tick});
     SimHttpServer server(rig.sim.network(), "o.example");

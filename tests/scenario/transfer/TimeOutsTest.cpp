@@ -22,7 +22,7 @@ class TimeOuts : public TransferFixture {
   std::int64_t AskedAt(std::size_t number) { return sim.network().Log().at(number - 1).askedAt; }
 };
 
-TEST_F(TimeOuts, AskAfterTenSecondsAndYesKeepsTheRecordAsWrong) {
+TEST_F(TimeOuts, AskAfterTenSecondsAndKeepTheRecordOnYes) {
   origin.Always(Unanswered());
   Start("http://o.example/a.bin");
   sim.RunFor(9'990);
@@ -45,7 +45,7 @@ TEST_F(TimeOuts, AskAfterTenSecondsAndYesKeepsTheRecordAsWrong) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(TimeOuts, OnNoRemoveTheRecord) {
+TEST_F(TimeOuts, RemoveTheRecordOnNo) {
   origin.Always(Unanswered());
   Start("http://o.example/a.bin");
   ASSERT_TRUE(RunUntilABoxStands());
@@ -60,7 +60,7 @@ TEST_F(TimeOuts, OnNoRemoveTheRecord) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(TimeOuts, OfARefusedConnectionComeAfterTheFullTenSecondsToo) {
+TEST_F(TimeOuts, AskAfterTenSecondsEvenIfTheConnectionIsRefused) {
   HttpFault refused;
   refused.wire.refuse = true;
   origin.Always(refused);
@@ -71,7 +71,7 @@ TEST_F(TimeOuts, OfARefusedConnectionComeAfterTheFullTenSecondsToo) {
   EXPECT_EQ(sim.dialogs().Standing(), 1U);
 }
 
-TEST_F(TimeOuts, ForARecordThatIsNotInUseOnlyStopThemselves) {
+TEST_F(TimeOuts, StopQuietlyForAnUnusedRecord) {
   origin.Always(Unanswered());
   Start("http://o.example/a.bin");
   sim.RunFor(5'000);
@@ -83,7 +83,7 @@ TEST_F(TimeOuts, ForARecordThatIsNotInUseOnlyStopThemselves) {
   EXPECT_TRUE(sim.RunUntilIdle(1'000));
 }
 
-TEST_F(TimeOuts, DoNotWatchAConnectionThatStands) {
+TEST_F(TimeOuts, IgnoreAnEstablishedConnection) {
   origin.Always(Mute());
   Start("http://o.example/a.bin");
   sim.RunFor(3'600'000);
@@ -91,7 +91,7 @@ TEST_F(TimeOuts, DoNotWatchAConnectionThatStands) {
   EXPECT_EQ(sim.network().Open(), 1);
 }
 
-TEST_F(TimeOuts, OfAPausedDownloadAskNothing) {
+TEST_F(TimeOuts, AskNothingAboutAPausedDownload) {
   origin.Always(Unanswered());
   Start("http://o.example/a.bin");
   sim.RunFor(5'000);
@@ -103,7 +103,7 @@ TEST_F(TimeOuts, OfAPausedDownloadAskNothing) {
   EXPECT_FALSE(Record().Active);
 }
 
-TEST_F(TimeOuts, OfTheFirstSegmentReconnectTwentySecondsAfterThePlan) {
+TEST_F(TimeOuts, ReconnectTheFirstSegmentTwentySecondsAfterThePlan) {
   const SimContent content = Serve("/a.bin", 5000);
   origin.OnConnection(2, Unanswered());
   Start("http://o.example/a.bin");
@@ -113,7 +113,7 @@ TEST_F(TimeOuts, OfTheFirstSegmentReconnectTwentySecondsAfterThePlan) {
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(TimeOuts, OfAConnectedSegmentReconnectTwentyFiveSecondsAfterItsConnection) {
+TEST_F(TimeOuts, ReconnectASilentSegmentTwentyFiveSecondsAfterItsConnection) {
   const SimContent content = Serve("/a.bin", 5000);
   origin.OnConnection(2, Mute());
   HttpFault silent;
@@ -129,7 +129,7 @@ TEST_F(TimeOuts, OfAConnectedSegmentReconnectTwentyFiveSecondsAfterItsConnection
   EXPECT_EQ(Output(), content.All());
 }
 
-TEST_F(TimeOuts, ConnectTheLaterSegmentsAtTheFirstTickThatFindsThemUnconnected) {
+TEST_F(TimeOuts, ConnectLaterSegmentsAtTheFirstTickThatFindsThemUnconnected) {
   program.settings.MaxSegments = 8;
   Serve("/a.bin", 800000);
   Wire(1, 20000);
@@ -140,7 +140,7 @@ TEST_F(TimeOuts, ConnectTheLaterSegmentsAtTheFirstTickThatFindsThemUnconnected) 
   for (int i = 1; i <= 8; ++i) EXPECT_GE(Segment(i).State, kSegmentRequested) << i;
 }
 
-TEST_F(TimeOuts, OfASegmentThatHasReceivedSomethingNeverCome) {
+TEST_F(TimeOuts, NeverReconnectASegmentThatHasReceivedData) {
   Serve("/a.bin", 5000);
   origin.OnConnection(2, Hang(10));
   Start("http://o.example/a.bin");
@@ -152,7 +152,7 @@ TEST_F(TimeOuts, OfASegmentThatHasReceivedSomethingNeverCome) {
   ASSERT_TRUE(RunUntilFinished());
 }
 
-TEST_F(TimeOuts, OfSegmentsTickOnThroughAPauseWithoutEffect) {
+TEST_F(TimeOuts, TickWithoutEffectDuringAPause) {
   Serve("/a.bin", 200000);
   origin.Always(Mute());
   origin.OnConnection(1, HttpFault{});
@@ -167,7 +167,7 @@ TEST_F(TimeOuts, OfSegmentsTickOnThroughAPauseWithoutEffect) {
   EXPECT_EQ(sim.network().Open(), 0);
 }
 
-TEST_F(TimeOuts, RetryForAsLongAsTheWindowRuns) {
+TEST_F(TimeOuts, RetryForAsLongAsTheWindowExists) {
   Serve("/a.bin", 5000);
   HttpFault refused;
   refused.wire.refuse = true;
@@ -182,7 +182,7 @@ TEST_F(TimeOuts, RetryForAsLongAsTheWindowRuns) {
   ASSERT_TRUE(RunUntilFinished(1, 30'000));
 }
 
-TEST_F(TimeOuts, OfAResumedSegmentThatIsRefusedReconnectItToo) {
+TEST_F(TimeOuts, ReconnectAResumedSegmentThatIsRefused) {
   const SimContent content = Serve("/a.bin", 5000);
   origin.OnConnection(2, Hang(1000));
   HttpFault refused;
@@ -197,12 +197,12 @@ TEST_F(TimeOuts, OfAResumedSegmentThatIsRefusedReconnectItToo) {
 }
 
 // Ticks below 16777216 stand exactly in the float that holds the stamp.
-class TimeOutsSoonAfterTheStart : public TimeOuts {
+class TimeOutsAtLowTicks : public TimeOuts {
  protected:
-  TimeOutsSoonAfterTheStart() : TimeOuts(SimOptions{.startTick = 0}) {}
+  TimeOutsAtLowTicks() : TimeOuts(SimOptions{.startTick = 0}) {}
 };
 
-TEST_F(TimeOutsSoonAfterTheStart, LeaveNewSegmentsAloneBelowTwentySecondsOfTicks) {
+TEST_F(TimeOutsAtLowTicks, IgnoreNewSegmentsBelowTwentySecondsOfTicks) {
   Serve("/a.bin", 20000);
   origin.Always(Unanswered());
   origin.OnConnection(1, HttpFault{});
@@ -213,7 +213,7 @@ TEST_F(TimeOutsSoonAfterTheStart, LeaveNewSegmentsAloneBelowTwentySecondsOfTicks
   EXPECT_EQ(sim.network().Log().size(), 5U);
 }
 
-TEST_F(TimeOutsSoonAfterTheStart, ReconnectOnlyAboveTwentySecondsNotAtThem) {
+TEST_F(TimeOutsAtLowTicks, ReconnectOnlyAfterMoreThanTwentySeconds) {
   Serve("/a.bin", 5000);
   origin.Always(Unanswered());
   HttpFault plain;
@@ -231,12 +231,12 @@ TEST_F(TimeOutsSoonAfterTheStart, ReconnectOnlyAboveTwentySecondsNotAtThem) {
   EXPECT_EQ(AskedAt(3) - planned, 21'000);
 }
 
-class TimeOutsNearTheWrap : public TimeOuts {
+class TimeOutsNearTickWrap : public TimeOuts {
  protected:
-  TimeOutsNearTheWrap() : TimeOuts(SimOptions{.startTick = kTickNearWrap}) {}
+  TimeOutsNearTickWrap() : TimeOuts(SimOptions{.startTick = kTickNearWrap}) {}
 };
 
-TEST_F(TimeOutsNearTheWrap, StillReconnectASilentSegment) {
+TEST_F(TimeOutsNearTickWrap, ReconnectASilentSegment) {
   const SimContent content = Serve("/a.bin", 5000);
   origin.OnConnection(2, Mute());
   origin.OnConnection(3, Unanswered());

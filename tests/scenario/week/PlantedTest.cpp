@@ -17,7 +17,7 @@ std::uint64_t FoundBy(Planted planted, bool invariants, std::uint64_t most) {
   return 0;
 }
 
-TEST(PlantedFaults, AreFoundByTheInvariantsWithinFewSeeds) {
+TEST(PlantedFaults, AreFoundByInvariantsWithinFewSeeds) {
   struct Case {
     Planted planted;
     std::uint64_t within;
@@ -31,7 +31,7 @@ TEST(PlantedFaults, AreFoundByTheInvariantsWithinFewSeeds) {
 }
 
 // A kill between the save of the list and the writing of the data leaves a finished file with a hole.
-TEST(PlantedFaults, OfAListSavedAheadOfItsDataAreFoundByTheFinishedFilesAlone) {
+TEST(PlantedFaults, AreFoundByFinishedFilesAloneIfTheListIsSavedEarly) {
   EXPECT_NE(FoundBy(Planted::ListAheadOfData, false, 1000), 0U);
 }
 

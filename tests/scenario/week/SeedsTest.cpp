@@ -7,7 +7,7 @@
 namespace pellora {
 namespace {
 
-TEST(FoundSeeds, FindNothingAnyMore) {
+TEST(FoundSeeds, NoLongerFail) {
   struct Found {
     std::uint64_t seed;
     const char* what;
@@ -26,7 +26,7 @@ TEST(FoundSeeds, FindNothingAnyMore) {
 }
 
 // What a failing life fails without is left out, and the rest still fails.
-TEST(Shrinking, LeavesOnlyWhatALifeFailsWith) {
+TEST(Shrinking, KeepsOnlyWhatMakesALifeFail) {
   LifeOptions options;
   options.planted = Planted::WrongOffset;
   std::uint64_t seed = 1;
@@ -38,7 +38,7 @@ TEST(Shrinking, LeavesOnlyWhatALifeFailsWith) {
   EXPECT_FALSE(Life(seed, options).Run().empty());
 }
 
-TEST(Shrinking, LeavesALifeThatDoesNotFailAlone) {
+TEST(Shrinking, LeavesAPassingLifeUnchanged) {
   int lives = 0;
   EXPECT_TRUE(Shrink(2, {}, lives).empty());
   EXPECT_EQ(lives, 1);

@@ -38,9 +38,9 @@ void LiveOnce(std::uint64_t seed) {
 }
 
 // A share of the seeds each, so that several can be lived at a time.
-class FiveThousandLives : public ::testing::TestWithParam<int> {};
+class Lives : public ::testing::TestWithParam<int> {};
 
-TEST_P(FiveThousandLives, KeepWhatMustHoldAfterEveryEventAndLeaveNothingWaitingForEver) {
+TEST_P(Lives, KeepAllInvariantsAndLeaveNothingWaitingForever) {
   const auto share = static_cast<std::uint64_t>(GetParam());
   if (const char* const one = std::getenv("PELLORA_SEED")) {
     if (share == 0) LiveOnce(std::strtoull(one, nullptr, 10));
@@ -50,9 +50,9 @@ TEST_P(FiveThousandLives, KeepWhatMustHoldAfterEveryEventAndLeaveNothingWaitingF
   for (std::uint64_t seed = 1 + share; seed <= seeds && !::testing::Test::HasFailure(); seed += kShares) LiveOnce(seed);
 }
 
-INSTANTIATE_TEST_SUITE_P(Share, FiveThousandLives, ::testing::Range(0, kShares));
+INSTANTIATE_TEST_SUITE_P(Share, Lives, ::testing::Range(0, kShares));
 
-TEST(AWeek, OfRandomUsePassesInOneSession) {
+TEST(LifeOfAWeek, KeepsAllInvariantsUnderRandomUse) {
   Life life(SeedOr(77));
   const std::uint64_t days = NumberOr("PELLORA_DAYS", 7);
   int sessions = 0;

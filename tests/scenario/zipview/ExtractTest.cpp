@@ -26,7 +26,7 @@ class ExtractDialog : public ZipFixture {
   std::shared_ptr<Extract> dialog;
 };
 
-TEST_F(ExtractDialog, BeginsInTheDownloadsFolder) {
+TEST_F(ExtractDialog, StartsInTheDownloadsFolder) {
   EXPECT_TRUE(dialog->Visible());
   EXPECT_EQ(dialog->Path(), "/home/u");
   EXPECT_EQ(dialog->Drive1.Text(), "/");
@@ -34,7 +34,7 @@ TEST_F(ExtractDialog, BeginsInTheDownloadsFolder) {
   EXPECT_EQ(Names(), (std::vector<std::string>{".."}));
 }
 
-TEST_F(ExtractDialog, ShowsItsTextsAsTheyWereDesigned) {
+TEST_F(ExtractDialog, ShowsItsDesignedTexts) {
   EXPECT_EQ(dialog->FileCount.Caption(), "0 files to be extracted");
   EXPECT_EQ(dialog->FileCount.Name, "Extract");
   EXPECT_EQ(dialog->Combo1.Text(), "Combo1");
@@ -43,7 +43,7 @@ TEST_F(ExtractDialog, ShowsItsTextsAsTheyWereDesigned) {
   EXPECT_EQ(dialog->Check3.Caption(), "Delete the zip file after extraction");
 }
 
-TEST_F(ExtractDialog, WalksThroughTheFolders) {
+TEST_F(ExtractDialog, NavigatesFolders) {
   Enter(0);
   EXPECT_EQ(dialog->Path(), "/home");
   Enter(0);
@@ -54,7 +54,7 @@ TEST_F(ExtractDialog, WalksThroughTheFolders) {
   EXPECT_EQ(Names(), (std::vector<std::string>{"..", "u"}));
 }
 
-TEST_F(ExtractDialog, SaysThatADriveWithoutAMediumIsUnavailableAndKeepsTheFolder) {
+TEST_F(ExtractDialog, ReportsADriveWithoutAMediumAndKeepsTheFolder) {
   Drive(1);
   ASSERT_EQ(sim.dialogs().Standing(), 1U);
   EXPECT_EQ(sim.dialogs().Next().text, "Peripherical not available");
@@ -68,7 +68,7 @@ TEST_F(ExtractDialog, SaysThatADriveWithoutAMediumIsUnavailableAndKeepsTheFolder
   EXPECT_EQ(sim.dialogs().Boxes().size(), 1U);
 }
 
-TEST_F(ExtractDialog, SaysSoTooOfAFolderThatIsGone) {
+TEST_F(ExtractDialog, ReportsAMissingFolder) {
   Enter(0);
   Enter(0);
   Enter(1);
@@ -77,7 +77,7 @@ TEST_F(ExtractDialog, SaysSoTooOfAFolderThatIsGone) {
   EXPECT_EQ(sim.dialogs().Next().text, "Peripherical not available");
 }
 
-TEST_F(ExtractDialog, ExtractHidesItAndFetchesAndWritesNothing) {
+TEST_F(ExtractDialog, ExtractHidesItWithoutFetchingOrWriting) {
   const std::uint64_t calls = sim.disk().Calls();
   sim.Do([&] { dialog->Command1.Click(); });
   EXPECT_FALSE(dialog->Visible());
@@ -89,7 +89,7 @@ TEST_F(ExtractDialog, ExtractHidesItAndFetchesAndWritesNothing) {
   EXPECT_TRUE(sim.network().Log().empty());
 }
 
-TEST_F(ExtractDialog, CancelAndTheFrameLeaveItWithoutAResult) {
+TEST_F(ExtractDialog, CancelAndFrameCloseItWithoutAResult) {
   sim.Do([&] { dialog->Command2.Click(); });
   EXPECT_FALSE(dialog->Visible());
   EXPECT_TRUE(dialog->DialogClosed);
@@ -104,7 +104,7 @@ TEST_F(ExtractDialog, CancelAndTheFrameLeaveItWithoutAResult) {
   EXPECT_EQ(other->TargetFolder, "");
 }
 
-TEST_F(ExtractDialog, TakesTheFirstDriveThatCanBeReadWithoutADownloadsFolder) {
+TEST_F(ExtractDialog, StartsOnTheFirstReadableDriveWithoutADownloadsFolder) {
   program.settings.DownloadFolder = "/gone/";
   folders.drives = {"/media/disk", "/home"};
   const auto other = std::make_shared<Extract>(program, &folders);
@@ -113,7 +113,7 @@ TEST_F(ExtractDialog, TakesTheFirstDriveThatCanBeReadWithoutADownloadsFolder) {
   EXPECT_EQ(other->Drive1.Index(), 1);
 }
 
-TEST_F(ExtractDialog, OffersNothingWhereThereAreNoFolders) {
+TEST_F(ExtractDialog, OffersNothingWithoutFolders) {
   const auto other = std::make_shared<Extract>(program, nullptr);
   sim.Do([&] { other->Show(); });
   EXPECT_EQ(other->Path(), "");

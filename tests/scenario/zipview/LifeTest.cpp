@@ -10,7 +10,7 @@
 namespace pellora {
 namespace {
 
-using ZipLife = ZipFixture;
+using ZipViewerLifecycle = ZipFixture;
 
 const std::vector<SimMember> kMembers = {{"docs/"}, {"docs/a.txt", 10, 40}, {"b.txt", 5, 5}};
 
@@ -37,7 +37,7 @@ void AtEveryWait(const std::function<void(ZipRig&, SimHttpServer&)>& act) {
 
 bool NoViewerIsLeft(ZipRig& rig) { return rig.sim.windows().Count("Form2") == 0 && !rig.Viewer(); }
 
-TEST_F(ZipLife, ItsFrameClosedEndsTheReadingAndTouchesNoTransfer) {
+TEST_F(ZipViewerLifecycle, ClosedFrameEndsTheReadingButNotTheTransfer) {
   AtEveryWait([](ZipRig& rig, SimHttpServer&) {
     rig.sim.Do([&] { rig.Viewer()->ViewClosed(); });
     EXPECT_TRUE(NoViewerIsLeft(rig));
@@ -52,7 +52,7 @@ TEST_F(ZipLife, ItsFrameClosedEndsTheReadingAndTouchesNoTransfer) {
   });
 }
 
-TEST_F(ZipLife, ATransferLeftBehindAClosedViewerIsResumedByAPauseAndAResume) {
+TEST_F(ZipViewerLifecycle, TransferOfAClosedViewerIsResumedByPauseAndResume) {
   ASSERT_TRUE(Open(kMembers));
   sim.Do([&] { Viewer()->ViewClosed(); });
   Pause();
@@ -63,7 +63,7 @@ TEST_F(ZipLife, ATransferLeftBehindAClosedViewerIsResumedByAPauseAndAResume) {
   EXPECT_EQ(Output(), SimArchive(kMembers));
 }
 
-TEST_F(ZipLife, ARecordDeletedAtAnyWaitTakesItsViewerAlong) {
+TEST_F(ZipViewerLifecycle, DeletionOfTheRecordAtAnyWaitRemovesItsViewer) {
   AtEveryWait([](ZipRig& rig, SimHttpServer&) {
     rig.Delete(1);
     const bool reading = !rig.Viewer() || !rig.Viewer()->Label1.Caption().ends_with(" packed.)");
@@ -78,7 +78,7 @@ TEST_F(ZipLife, ARecordDeletedAtAnyWaitTakesItsViewerAlong) {
   });
 }
 
-TEST_F(ZipLife, AResetAtAnyWaitLeavesNothing) {
+TEST_F(ZipViewerLifecycle, ResetAtAnyWaitLeavesNothing) {
   AtEveryWait([](ZipRig& rig, SimHttpServer&) {
     rig.sim.Do([&] {
       const auto transfer = std::exchange(rig.program.TransferWindowAt(1), nullptr);
@@ -95,7 +95,7 @@ TEST_F(ZipLife, AResetAtAnyWaitLeavesNothing) {
   });
 }
 
-TEST_F(ZipLife, ASlotFilledAnewAtAnyWaitIsNotTouched) {
+TEST_F(ZipViewerLifecycle, SlotRefilledAtAnyWaitIsNotTouched) {
   AtEveryWait([](ZipRig& rig, SimHttpServer& server) {
     const auto former = rig.Viewer();
     rig.Refill(1, "http://o.example/other.bin");
@@ -108,7 +108,7 @@ TEST_F(ZipLife, ASlotFilledAnewAtAnyWaitIsNotTouched) {
   });
 }
 
-TEST_F(ZipLife, APauseAndResumeAtAnyWaitOpensAnotherViewerInItsPlace) {
+TEST_F(ZipViewerLifecycle, PauseAndResumeAtAnyWaitReplaceTheViewer) {
   AtEveryWait([](ZipRig& rig, SimHttpServer&) {
     const auto former = rig.Viewer();
     rig.Pause();
@@ -120,7 +120,7 @@ TEST_F(ZipLife, APauseAndResumeAtAnyWaitOpensAnotherViewerInItsPlace) {
   });
 }
 
-TEST_F(ZipLife, QuittingAtAnyWaitSavesAPausedRecord) {
+TEST_F(ZipViewerLifecycle, QuittingAtAnyWaitSavesAPausedRecord) {
   AtEveryWait([](ZipRig& rig, SimHttpServer&) {
     rig.sim.Do([&] { SaveAndQuit(rig.program, {}); });
     EXPECT_EQ(rig.sim.machine().endCode, 0);
@@ -131,7 +131,7 @@ TEST_F(ZipLife, QuittingAtAnyWaitSavesAPausedRecord) {
   });
 }
 
-TEST_F(ZipLife, DownloadClassicAtAnyWaitEndsInTheWholeFile) {
+TEST_F(ZipViewerLifecycle, DownloadClassicAtAnyWaitFetchesTheWholeFile) {
   AtEveryWait([](ZipRig& rig, SimHttpServer&) {
     rig.sim.Do([&] { rig.Viewer()->Command3.Click(); });
     ASSERT_TRUE(rig.RunUntilFinished());
@@ -143,7 +143,7 @@ TEST_F(ZipLife, DownloadClassicAtAnyWaitEndsInTheWholeFile) {
   });
 }
 
-TEST_F(ZipLife, DownloadClassicHidesSaysSoConnectsAndUnloads) {
+TEST_F(ZipViewerLifecycle, DownloadClassicHidesConnectsAndUnloads) {
   std::vector<SimMember> members;
   members.reserve(30);
   for (int i = 0; i < 30; ++i) members.push_back({std::to_string(i), 1, 1});
@@ -164,7 +164,7 @@ TEST_F(ZipLife, DownloadClassicHidesSaysSoConnectsAndUnloads) {
   EXPECT_EQ(Output(), SimArchive(members, 200'000));
 }
 
-TEST_F(ZipLife, DownloadClassicClickedTwiceRunsOnce) {
+TEST_F(ZipViewerLifecycle, DownloadClassicClickedTwiceRunsOnce) {
   origin.File("/a.zip", SimArchive(kMembers, 50'000));
   Start("http://o.example/a.zip");
   ASSERT_TRUE(RunUntilListed());
@@ -175,7 +175,7 @@ TEST_F(ZipLife, DownloadClassicClickedTwiceRunsOnce) {
   EXPECT_EQ(origin.Connections(), 3 + Record().SegmentCount);  // the probe's, the viewer's two, the segments'
 }
 
-TEST_F(ZipLife, DownloadClassicLiftsAPause) {
+TEST_F(ZipViewerLifecycle, DownloadClassicResumesAPausedTransfer) {
   ASSERT_TRUE(Open(kMembers));
   Pause();
   EXPECT_EQ(WindowOf()->Command3.Caption(), "Resume Download");
@@ -184,7 +184,7 @@ TEST_F(ZipLife, DownloadClassicLiftsAPause) {
   EXPECT_EQ(Output(), SimArchive(kMembers));
 }
 
-TEST_F(ZipLife, DownloadClassicAfterTheTransferWasCancelledOnlyLeaves) {
+TEST_F(ZipViewerLifecycle, DownloadClassicAfterCancelOnlyClosesTheViewer) {
   ASSERT_TRUE(Open(kMembers));
   const std::size_t requests = origin.Requests().size();
   sim.Do([&] { WindowOf()->Command2.Click(); });
@@ -195,7 +195,7 @@ TEST_F(ZipLife, DownloadClassicAfterTheTransferWasCancelledOnlyLeaves) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(ZipLife, DownloadClassicLeavesATransferAloneThatWasStartedSince) {
+TEST_F(ZipViewerLifecycle, DownloadClassicLeavesANewerTransferAlone) {
   ASSERT_TRUE(Open(kMembers));
   const auto former = Viewer();
   sim.Do([&] { WindowOf()->Command2.Click(); });
@@ -211,7 +211,7 @@ TEST_F(ZipLife, DownloadClassicLeavesATransferAloneThatWasStartedSince) {
   ASSERT_TRUE(RunUntilListed());
 }
 
-TEST_F(ZipLife, DownloadClassicOfAResumedArchiveKeepsItsPlan) {
+TEST_F(ZipViewerLifecycle, DownloadClassicKeepsThePlanOfAResumedArchive) {
   const std::string archive = SimArchive(kMembers, 200'000);
   program.settings.AutoPreviewZIP = false;
   HttpFault hang;
@@ -234,7 +234,7 @@ TEST_F(ZipLife, DownloadClassicOfAResumedArchiveKeepsItsPlan) {
   EXPECT_LT(program.SessionTotal() - before, archive.size() - static_cast<std::size_t>(had) + 2000);
 }
 
-TEST_F(ZipLife, DownloadClassicDuringAnotherProbeLeavesNoTimeOutBehind) {
+TEST_F(ZipViewerLifecycle, DownloadClassicDuringAnotherProbeLeavesNoTimeOut) {
   ASSERT_TRUE(Open(kMembers));
   const auto viewer = Viewer();
   Pause();
@@ -247,7 +247,7 @@ TEST_F(ZipLife, DownloadClassicDuringAnotherProbeLeavesNoTimeOutBehind) {
   EXPECT_TRUE(Record().Finished);
 }
 
-TEST_F(ZipLife, DownloadClassicOnlyLeavesWhileAQuestionOfItsTransferStands) {
+TEST_F(ZipViewerLifecycle, DownloadClassicOnlyClosesTheViewerDuringAQuestion) {
   ASSERT_TRUE(Open(kMembers));
   const auto viewer = Viewer();
   HttpFault gone;
@@ -267,7 +267,7 @@ TEST_F(ZipLife, DownloadClassicOnlyLeavesWhileAQuestionOfItsTransferStands) {
   EXPECT_TRUE(NothingRuns());
 }
 
-TEST_F(ZipLife, DownloadClassicConnectsNoSegmentsAnewThatRunAlready) {
+TEST_F(ZipViewerLifecycle, DownloadClassicReconnectsNoRunningSegments) {
   const std::string archive = SimArchive(kMembers, 200'000);
   program.settings.AutoPreviewZIP = false;
   HttpFault slow;
@@ -293,7 +293,7 @@ TEST_F(ZipLife, DownloadClassicConnectsNoSegmentsAnewThatRunAlready) {
   EXPECT_EQ(Output(), archive);
 }
 
-TEST_F(ZipLife, DownloadClassicThatCannotPlanLeavesTheViewerAllTheSame) {
+TEST_F(ZipViewerLifecycle, DownloadClassicClosesTheViewerEvenIfItCannotPlan) {
   ASSERT_TRUE(Open(kMembers));
   program.settings.MaxSegments = 0;
   sim.Do([&] { Viewer()->Command3.Click(); });
@@ -301,7 +301,7 @@ TEST_F(ZipLife, DownloadClassicThatCannotPlanLeavesTheViewerAllTheSame) {
   EXPECT_TRUE(NoViewerIsLeft(*this));
 }
 
-TEST_F(ZipLife, DownloadClassicRefusesANameThatTheDiskCannotHold) {
+TEST_F(ZipViewerLifecycle, DownloadClassicRefusesANameThatTheDiskCannotHold) {
   const std::string nul("a\0b.zip", 7);
   for (const std::string& name : {std::string(251, 'n') + ".zip", std::string(245, 'n') + ".zip", nul}) {
     for (const bool redirected : {false, true}) {
@@ -329,7 +329,7 @@ TEST_F(ZipLife, DownloadClassicRefusesANameThatTheDiskCannotHold) {
   }
 }
 
-TEST_F(ZipLife, DownloadClassicTakesTheLongestNameThatPartFilesCanHave) {
+TEST_F(ZipViewerLifecycle, DownloadClassicAcceptsTheLongestNamePartFilesCanHave) {
   const std::string name = std::string(244, 'n') + ".zip";
   ASSERT_TRUE(Open(kMembers, "/" + name));
   sim.Do([&] { Viewer()->Command3.Click(); });
@@ -337,7 +337,7 @@ TEST_F(ZipLife, DownloadClassicTakesTheLongestNameThatPartFilesCanHave) {
   EXPECT_EQ(Output(), SimArchive(kMembers));
 }
 
-TEST_F(ZipLife, OneViewerOnASilentServerHoldsUpNobody) {
+TEST_F(ZipViewerLifecycle, ViewerOnASilentServerBlocksNoOther) {
   SimHttpServer silent(sim.network(), "silent.example");
   HttpFault hang;
   hang.wire.hangAfterAccept = true;
@@ -366,7 +366,7 @@ TEST_F(ZipLife, OneViewerOnASilentServerHoldsUpNobody) {
   EXPECT_TRUE(Viewer(third)->Loaded());
 }
 
-TEST_F(ZipLife, ExtractSelectedDoesNothing) {
+TEST_F(ZipViewerLifecycle, ExtractSelectedDoesNothing) {
   ASSERT_TRUE(Open(kMembers));
   const std::size_t requests = origin.Requests().size();
   const std::uint64_t written = sim.disk().BytesWritten();
@@ -379,7 +379,7 @@ TEST_F(ZipLife, ExtractSelectedDoesNothing) {
   EXPECT_TRUE(Viewer()->Visible());
 }
 
-TEST_F(ZipLife, ExtractAllShowsADialogOfItsOwnEachTime) {
+TEST_F(ZipViewerLifecycle, ExtractAllShowsANewDialogEachTime) {
   ASSERT_TRUE(Open(kMembers));
   sim.Do([&] { Viewer()->Command1.Click(); });
   const std::weak_ptr<Extract> first = Viewer()->ExtractDialog;
@@ -394,7 +394,7 @@ TEST_F(ZipLife, ExtractAllShowsADialogOfItsOwnEachTime) {
   EXPECT_EQ(Viewer()->ExtractDialog->DialogResult, 1);
 }
 
-TEST_F(ZipLife, ADialogOutlivesTheViewerThatShowedIt) {
+TEST_F(ZipViewerLifecycle, DialogOutlivesItsViewer) {
   ASSERT_TRUE(Open(kMembers));
   sim.Do([&] { Viewer()->Command1.Click(); });
   sim.Do([&] { Viewer()->ViewClosed(); });

@@ -31,7 +31,7 @@ class ZipList : public ZipFixture {
       {"docs/img/c.png", 30, 30}, {"A.txt", 20, 1000}, {"lost/d.txt", 1, 2},  {"b.txt", 3, 0}};
 };
 
-TEST_F(ZipList, ShowsFilesFlatInTheReportToBeginWith) {
+TEST_F(ZipList, StartsWithAFlatReportOfFiles) {
   EXPECT_TRUE(View().Option2.Value());
   EXPECT_TRUE(View().Option4.Value());
   EXPECT_EQ(List().View(), kReportDisplay);
@@ -42,12 +42,12 @@ TEST_F(ZipList, ShowsFilesFlatInTheReportToBeginWith) {
   EXPECT_EQ(List().Columns().size(), 5U);
 }
 
-TEST_F(ZipList, KeepsRowsOfTheSameTextInTheOrderOfTheArchive) {
+TEST_F(ZipList, KeepsEqualRowsInArchiveOrder) {
   EXPECT_EQ(List().Rows()[1].key, "e3");
   EXPECT_EQ(List().Rows()[2].key, "e8");
 }
 
-TEST_F(ZipList, ShowsOneFolderAtATimeAndItsOwnTotals) {
+TEST_F(ZipList, ShowsOneFolderAtATimeWithItsTotals) {
   ByFolder();
   EXPECT_EQ(Texts(View()), (std::vector<std::string>{"+docs", "A.txt", "b.txt", "z.txt"}));
   EXPECT_EQ(Caption(), "1.1 kb used by 4 file(s)  (123 bytes packed.)");
@@ -60,7 +60,7 @@ TEST_F(ZipList, ShowsOneFolderAtATimeAndItsOwnTotals) {
   EXPECT_EQ(Caption(), "30 bytes used by 1 file(s)  (30 bytes packed.)");
 }
 
-TEST_F(ZipList, GoesUpToTheRootAndListsItAgainThere) {
+TEST_F(ZipList, GoesUpToTheRootAndRelistsItThere) {
   ByFolder();
   DoubleClick("+docs");
   DoubleClick("+img");
@@ -85,7 +85,7 @@ TEST_F(ZipList, KeepsTheFolderWhileItShowsFiles) {
   EXPECT_EQ(List().Rows().size(), 2U);
 }
 
-TEST_F(ZipList, DoesNothingOnAFileAndNothingWithoutASelection) {
+TEST_F(ZipList, IgnoresADoubleClickOnAFileOrOnNothing) {
   const std::uint64_t version = List().RowsVersion();
   DoubleClick("A.txt");
   EXPECT_EQ(List().RowsVersion(), version);
@@ -95,7 +95,7 @@ TEST_F(ZipList, DoesNothingOnAFileAndNothingWithoutASelection) {
   EXPECT_EQ(View().CurrentFolder, "");
 }
 
-TEST_F(ZipList, SortsByTextAndTurnsTheOrderAtASecondClick) {
+TEST_F(ZipList, SortsByTextAndReversesOnASecondClick) {
   Column(2);
   EXPECT_EQ(Texts(View()), (std::vector<std::string>{"b.txt", "b.txt", "A.txt", "d.txt", "z.txt", "c.png"}))
       << "0, 10, 1000, 2, 200, 30";
@@ -108,13 +108,13 @@ TEST_F(ZipList, SortsByTextAndTurnsTheOrderAtASecondClick) {
   EXPECT_EQ(Texts(View()), (std::vector<std::string>{"z.txt", "d.txt", "c.png", "b.txt", "b.txt", "A.txt"}));
 }
 
-TEST_F(ZipList, KeepsItsSortThroughAnotherListing) {
+TEST_F(ZipList, KeepsItsSortOrderAcrossListings) {
   Column(0);
   ByFolder();
   EXPECT_EQ(Texts(View()), (std::vector<std::string>{"z.txt", "b.txt", "A.txt", "+docs"}));
 }
 
-TEST_F(ZipList, ChangesTheDisplayByTheFourOptions) {
+TEST_F(ZipList, SwitchesViewsByTheFourOptions) {
   const std::vector<std::pair<OptionButton*, int>> options = {
       {&View().Option3, 2}, {&View().Option5, 0}, {&View().Option6, 1}, {&View().Option4, 3}};
   for (const auto& entry : options) {
@@ -125,7 +125,7 @@ TEST_F(ZipList, ChangesTheDisplayByTheFourOptions) {
   }
 }
 
-TEST_F(ZipList, FallsBackToTheReportAtEachListingAndLeavesTheOptionsAsTheyAre) {
+TEST_F(ZipList, ReturnsToTheReportAtEachListingWithoutChangingOptions) {
   sim.Do([&] { View().Option5.SetByUser(true); });
   ByFolder();
   EXPECT_EQ(List().View(), kReportDisplay);
@@ -133,7 +133,7 @@ TEST_F(ZipList, FallsBackToTheReportAtEachListingAndLeavesTheOptionsAsTheyAre) {
   EXPECT_FALSE(View().Option4.Value());
 }
 
-TEST_F(ZipList, GivesTheListTheWindowLessItsMargins) {
+TEST_F(ZipList, FillsTheWindowWithinItsMargins) {
   sim.Do([&] { View().ViewResized(900, 700, 890, 660); });
   EXPECT_EQ(List().Width(), 880);
   EXPECT_EQ(List().Height(), 590);
@@ -141,13 +141,13 @@ TEST_F(ZipList, GivesTheListTheWindowLessItsMargins) {
   EXPECT_EQ(List().Height(), 0);
 }
 
-TEST_F(ZipList, GivesFilesTheIconOfTheirTypeAndFoldersAFolder) {
+TEST_F(ZipList, ShowsFileTypeAndFolderIcons) {
   EXPECT_EQ(List().Rows()[3].icon, "file:png");
   ByFolder();
   EXPECT_EQ(List().Rows()[0].icon, "folder");
 }
 
-TEST_F(ZipList, StaysEnglishAndTellsItsButtons) {
+TEST_F(ZipList, StaysEnglishAndExplainsItsButtonsInToolTips) {
   EXPECT_EQ(View().Command1.ToolTipText(),
             "Use the Pellora classic and extracts all the compressed files into a directory");
   EXPECT_EQ(View().Command2.ToolTipText(), "Extract only some files from this ZIP to a directory");
@@ -155,7 +155,7 @@ TEST_F(ZipList, StaysEnglishAndTellsItsButtons) {
   for (const Control* const control : View().Controls()) EXPECT_EQ(control->Tag(), "") << control->Name;
 }
 
-TEST_F(ZipFixture, ListsNothingWhileNothingWasRead) {
+TEST_F(ZipFixture, ListsNothingBeforeAnythingIsRead) {
   HttpFault hang;
   hang.hangInBody = 30;
   origin.OnConnection(3, hang);

@@ -45,14 +45,14 @@ TEST_F(ZipReading, SendsTwoRequestsAndNothingElse) {
   EXPECT_EQ(Texts(*Viewer()), (std::vector<std::string>{"a.txt", "b.txt"}));
 }
 
-TEST_F(ZipReading, CountsItsBytesAmongThoseOfTheSession) {
+TEST_F(ZipReading, CountsItsBytesInTheSessionTotal) {
   ASSERT_TRUE(Open(three));
   std::uint64_t delivered = 0;
   for (const SimConnectionLog& entry : sim.network().Log()) delivered += entry.delivered;
   EXPECT_EQ(program.SessionTotal(), delivered);
 }
 
-TEST_F(ZipReading, AsksForAnEmptyArchivesDirectoryByOneByte) {
+TEST_F(ZipReading, RequestsOneByteForAnEmptyArchivesDirectory) {
   ASSERT_TRUE(Open({}));
   const auto size = static_cast<std::int64_t>(SimArchive({}).size());
   ASSERT_EQ(origin.Requests().size(), 3U);
@@ -62,7 +62,7 @@ TEST_F(ZipReading, AsksForAnEmptyArchivesDirectoryByOneByte) {
   EXPECT_TRUE(Viewer()->ListView1.Sorted());
 }
 
-TEST_F(ZipReading, FetchesLittleBesideTheDirectoryOfALargeArchive) {
+TEST_F(ZipReading, FetchesLittleButTheDirectoryOfALargeArchive) {
   std::vector<SimMember> members;
   members.reserve(30000);
   for (int i = 0; i < 30000; ++i) members.push_back({"folder/file" + std::to_string(i) + ".txt", 1, 2});
@@ -78,7 +78,7 @@ TEST_F(ZipReading, FetchesLittleBesideTheDirectoryOfALargeArchive) {
   EXPECT_LT(log[2].delivered, SimDirectory(members).size() + 1 + 500);
 }
 
-TEST_F(ZipReading, GoesStraightToTheHostWhateverTheProxy) {
+TEST_F(ZipReading, BypassesTheProxy) {
   program.settings.ProxyHTTP = true;
   program.settings.ProxyServer = "proxy.example";
   program.settings.ProxyPort = 8080;
@@ -90,7 +90,7 @@ TEST_F(ZipReading, GoesStraightToTheHostWhateverTheProxy) {
   EXPECT_EQ(origin.Requests()[0].target, "/a.zip");
 }
 
-TEST_F(ZipReading, OpensForAnyNameThatEndsInZipAndForNoOther) {
+TEST_F(ZipReading, OpensOnlyForNamesEndingInZip) {
   for (const char* path : {"/a.ZIP", "/myzip", "/a.Zip", "/zip"}) {
     ZipRig rig;
     SimHttpServer server(rig.sim.network(), "o.example");
@@ -118,7 +118,7 @@ TEST_F(ZipReading, OpensNothingWithTheSettingOff) {
   EXPECT_EQ(Output(), SimArchive(three));
 }
 
-TEST_F(ZipReading, OpensForARedirectThatEndsAtAnArchive) {
+TEST_F(ZipReading, OpensAfterARedirectToAnArchive) {
   origin.Redirect("/get", "http://o.example/real/a.zip");
   origin.File("/real/a.zip", SimArchive(three));
   Start("http://o.example/get");
@@ -126,14 +126,14 @@ TEST_F(ZipReading, OpensForARedirectThatEndsAtAnArchive) {
   EXPECT_EQ(origin.Requests().back().target, "/real/a.zip");
 }
 
-TEST_F(ZipReading, OpensNothingForAWebPageOfThatName) {
+TEST_F(ZipReading, OpensNothingForAWebPageNamedZip) {
   origin.Page("/a.zip", 200, "text/html", "<html></html>");
   Start("http://o.example/a.zip");
   ASSERT_TRUE(RunUntilABoxStands());
   EXPECT_EQ(Viewer(), nullptr);
 }
 
-TEST_F(ZipReading, TakesTheLast22BytesAtFaceValueBehindAnArchiveComment) {
+TEST_F(ZipReading, TrustsTheLast22BytesAfterAnArchiveComment) {
   // Far too large a directory: nothing more is read.
   origin.File("/a.zip", SimArchive(three, 100, std::string(22, 'A')));
   StartAndWait();
@@ -144,7 +144,7 @@ TEST_F(ZipReading, TakesTheLast22BytesAtFaceValueBehindAnArchiveComment) {
   EXPECT_EQ(origin.Connections(), 2);
 }
 
-TEST_F(ZipReading, ListsWhatAnArchiveCommentPretends) {
+TEST_F(ZipReading, ListsEntriesFakedByAnArchiveComment) {
   const std::string pretended = SimEndRecord(2, 50);
   origin.File("/a.zip", SimArchive(three, 100, pretended));
   Start("http://o.example/a.zip");
@@ -153,7 +153,7 @@ TEST_F(ZipReading, ListsWhatAnArchiveCommentPretends) {
   EXPECT_NE(Texts(*Viewer()), (std::vector<std::string>{"a.txt", "b.txt"}));
 }
 
-TEST_F(ZipReading, MisreadsEntriesBehindAnExtraField) {
+TEST_F(ZipReading, MisreadsEntriesAfterAnExtraField) {
   std::vector<SimMember> members = three;
   members[0].extra = std::string("UT\x05\0\x03", 5) + "abcd";
   ASSERT_TRUE(Open(members));
@@ -161,7 +161,7 @@ TEST_F(ZipReading, MisreadsEntriesBehindAnExtraField) {
   EXPECT_NE(Viewer()->Entries[2].Name, "docs/a.txt");
 }
 
-TEST_F(ZipReading, ReadsNoMoreThan22BytesWhereTheServerIgnoresTheRange) {
+TEST_F(ZipReading, ReadsAtMost22BytesIfTheServerIgnoresTheRange) {
   HttpFault whole;
   whole.ignoreRange = true;
   origin.Always(whole);
@@ -175,7 +175,7 @@ TEST_F(ZipReading, ReadsNoMoreThan22BytesWhereTheServerIgnoresTheRange) {
   EXPECT_EQ(origin.Connections(), 2);
 }
 
-TEST_F(ZipReading, ListsNonsenseWhereTheServerIgnoresTheRangeOfAFittingFile) {
+TEST_F(ZipReading, ListsGarbageIfTheServerIgnoresTheRangeOfAMatchingFile) {
   HttpFault whole;
   whole.ignoreRange = true;
   origin.Always(whole);
@@ -186,7 +186,7 @@ TEST_F(ZipReading, ListsNonsenseWhereTheServerIgnoresTheRangeOfAFittingFile) {
   EXPECT_EQ(Viewer()->ListView1.Rows().size(), 3U);
 }
 
-TEST_F(ZipReading, TakesAnErrorPageForData) {
+TEST_F(ZipReading, ReadsAnErrorPageAsData) {
   HttpFault refused;
   refused.status = 503;
   refused.contentType = "text/plain";
@@ -199,7 +199,7 @@ TEST_F(ZipReading, TakesAnErrorPageForData) {
   EXPECT_EQ(Caption(), "Retrieving ZIP info...");
 }
 
-TEST_F(ZipReading, ReadsTheHeaderItselfWhereItNamesNoContentType) {
+TEST_F(ZipReading, ReadsAHeaderWithoutAContentTypeAsData) {
   const std::string reply = "HTTP/1.1 206 Partial Content\r\nContent-Length: 22\r\n\r\n" + SimEndRecord(3, 60);
   Fault(2, Raw(reply));
   origin.File("/a.zip", SimArchive(three));
@@ -208,7 +208,7 @@ TEST_F(ZipReading, ReadsTheHeaderItselfWhereItNamesNoContentType) {
   EXPECT_EQ(Viewer()->TailText, reply.substr(0, 22));
 }
 
-TEST_F(ZipReading, WaitsForEverForBytesThatDoNotCome) {
+TEST_F(ZipReading, WaitsForeverForMissingBytes) {
   for (const int connection : {2, 3}) {
     ZipRig rig;
     SimHttpServer server(rig.sim.network(), "o.example");
@@ -226,7 +226,7 @@ TEST_F(ZipReading, WaitsForEverForBytesThatDoNotCome) {
   }
 }
 
-TEST_F(ZipReading, WaitsForEverForAConnectionThatFails) {
+TEST_F(ZipReading, WaitsForeverForAFailedConnection) {
   HttpFault refused;
   refused.wire.refuse = true;
   Fault(2, refused);
@@ -236,7 +236,7 @@ TEST_F(ZipReading, WaitsForEverForAConnectionThatFails) {
   EXPECT_EQ(origin.Requests().size(), 1U);
 }
 
-TEST_F(ZipReading, LosesTheDataBeforeADoubleLineEndInABlockThatNamesAContentType) {
+TEST_F(ZipReading, LosesDataBeforeADoubleLineEndInABlockWithContentType) {
   std::vector<SimMember> members = three;
   members[1].name = "docs/content-type.txt";
   origin.File("/a.zip", SimArchive(members));
@@ -251,7 +251,7 @@ TEST_F(ZipReading, LosesTheDataBeforeADoubleLineEndInABlockThatNamesAContentType
 }
 
 // Wherever the reply is cut nothing is read out of bounds; where the cut spares the header the listing is right.
-TEST_F(ZipReading, SurvivesAReplyThatIsSplitAnywhere) {
+TEST_F(ZipReading, SurvivesAReplySplitAnywhere) {
   int right = 0;
   for (const int connection : {2, 3}) {
     for (std::uint64_t at = 1; at < 420; at += 3) {
@@ -270,7 +270,7 @@ TEST_F(ZipReading, SurvivesAReplyThatIsSplitAnywhere) {
   EXPECT_LT(right, 279);
 }
 
-TEST_F(ZipReading, SurvivesRepliesThatComeByteByByte) {
+TEST_F(ZipReading, SurvivesRepliesArrivingByteByByte) {
   HttpFault drip;
   drip.wire.cut = SimCut::EveryByte;
   Fault(2, drip);
@@ -281,7 +281,7 @@ TEST_F(ZipReading, SurvivesRepliesThatComeByteByByte) {
   EXPECT_EQ(Viewer()->TailText, "HTTP/1.1 206 Partial C");
 }
 
-TEST_F(ZipReading, ListsTheFirst32767OfMoreEntries) {
+TEST_F(ZipReading, ListsOnlyTheFirst32767Entries) {
   std::vector<SimMember> members;
   members.reserve(40000);
   for (int i = 0; i < 40000; ++i) members.push_back({std::to_string(i), 1, 1});
@@ -291,12 +291,12 @@ TEST_F(ZipReading, ListsTheFirst32767OfMoreEntries) {
   EXPECT_EQ(Caption(), "31.9 kb used by 32767 file(s)  (31.9 kb packed.)");
 }
 
-TEST_F(ZipReading, HoldsTotalsBeyond31BitsAtTheirLargestValue) {
+TEST_F(ZipReading, CapsTotalsBeyond31Bits) {
   ASSERT_TRUE(Open({{"a", 4000000000U, 4000000000U}, {"b", 1, 4000000000U}}));
   EXPECT_EQ(Caption(), "1.99 gb used by 2 file(s)  (1.99 gb packed.)");
 }
 
-TEST_F(ZipReading, KeepsWhatWasReadBeforeANameOfImpossibleLength) {
+TEST_F(ZipReading, KeepsEntriesBeforeANameOfImpossibleLength) {
   std::string archive = SimArchive(three);
   const std::size_t second = 100 + SimCentralRecord(three[0]).size();
   archive[second + 28] = '\xff';
@@ -321,13 +321,13 @@ TEST_F(ZipReading, ReadsNoDirectoryOfMoreThan64MiB) {
   EXPECT_EQ(origin.Connections(), 2);
 }
 
-TEST_F(ZipReading, SendsALowerBoundBelowZeroForAFileOfFewerThan22Bytes) {
+TEST_F(ZipReading, SendsANegativeRangeForAFileBelow22Bytes) {
   origin.File("/a.zip", "0123456789");
   StartAndWait();
   EXPECT_EQ(origin.Requests().at(1).bytes, Request("/a.zip", -12, 10));
 }
 
-TEST_F(ZipReading, EndsNoSecondWaitByALateBlockOfTheFirstRequest) {
+TEST_F(ZipReading, IgnoresALateBlockOfTheFirstRequest) {
   const std::string file = SimEndRecord(2, 60) + std::string(200'000, 'x');
   HttpFault whole;
   whole.ignoreRange = true;
@@ -343,7 +343,7 @@ TEST_F(ZipReading, EndsNoSecondWaitByALateBlockOfTheFirstRequest) {
   EXPECT_TRUE(Viewer()->DirectoryText.empty());
 }
 
-TEST_F(ZipReading, AsksForTheDirectoryOnAReaderThatConnectsAgain) {
+TEST_F(ZipReading, RequestsTheDirectoryAfterAReconnect) {
   HttpFault hang;
   hang.hangInBody = 0;
   Fault(2, hang);

@@ -51,7 +51,7 @@ TEST_F(UpdateHandOver, UnpacksStartsTheUpdaterAndEnds) {
   EXPECT_EQ(sim.dialogs().Boxes().size(), 0U);
 }
 
-TEST_F(UpdateHandOver, UnpacksThePackageWhereItWasSavedThoughARedirectRenamedIt) {
+TEST_F(UpdateHandOver, UnpacksTheSavedPackageDespiteARenamingRedirect) {
   origin.Redirect("/package.zip", "http://o.example/mirror/other.zip");
   origin.File("/mirror/other.zip", SimContent::Generated(30'000));
   Start("http://o.example/package.zip");
@@ -64,7 +64,7 @@ TEST_F(UpdateHandOver, UnpacksThePackageWhereItWasSavedThoughARedirectRenamedIt)
   EXPECT_EQ(unzip.unpacked[0].first, "/prog/downloads/package.zip");
 }
 
-TEST_F(UpdateHandOver, ChangesNeitherButtonOfTheWindow) {
+TEST_F(UpdateHandOver, LeavesTheWindowsButtonsUnchanged) {
   program.LangStrings[501] = "text501";
   program.LangStrings[502] = "text502";
   StartPackage();
@@ -74,7 +74,7 @@ TEST_F(UpdateHandOver, ChangesNeitherButtonOfTheWindow) {
   EXPECT_EQ(captions, "text501,text502");
 }
 
-TEST_F(UpdateHandOver, ShowsTheNumberOfAFailureAndStartsTheUpdaterAllTheSame) {
+TEST_F(UpdateHandOver, ShowsAFailuresNumberAndStillStartsTheUpdater) {
   unzip.result = kUnzipDamaged;
   StartPackage();
   ASSERT_TRUE(RunUntilABoxStands());
@@ -85,7 +85,7 @@ TEST_F(UpdateHandOver, ShowsTheNumberOfAFailureAndStartsTheUpdaterAllTheSame) {
   EXPECT_EQ(sim.machine().endCode, 0);
 }
 
-TEST_F(UpdateHandOver, EndsAlsoWithoutAnUpdater) {
+TEST_F(UpdateHandOver, EndsEvenWithoutAnUpdater) {
   sim.disk().Lose("/prog/updater");
   StartPackage();
   RunUntilEnded();
@@ -93,7 +93,7 @@ TEST_F(UpdateHandOver, EndsAlsoWithoutAnUpdater) {
   EXPECT_EQ(unzip.unpacked.size(), 1U);
 }
 
-TEST_F(UpdateHandOver, PausesAndSavesWhatElseRuns) {
+TEST_F(UpdateHandOver, PausesAndSavesOtherDownloads) {
   origin.File("/other.bin", SimContent::Generated(5'000'000, 2));
   HttpFault slow;
   slow.wire.bytesPerSecond = 20'000;
@@ -110,7 +110,7 @@ TEST_F(UpdateHandOver, PausesAndSavesWhatElseRuns) {
   EXPECT_FALSE(Record(1).Active);
 }
 
-TEST_F(UpdateHandOver, KeepsThePackagesNameThroughARefillOfItsSlot) {
+TEST_F(UpdateHandOver, KeepsThePackagesNameIfItsSlotIsRefilled) {
   StartPackage();
   sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::CreateFolder; });
   program.handOverUpdate = [this](std::int16_t index) {
@@ -123,7 +123,7 @@ TEST_F(UpdateHandOver, KeepsThePackagesNameThroughARefillOfItsSlot) {
   EXPECT_EQ(unzip.unpacked[0].first, "/prog/downloads/package.zip");
 }
 
-TEST(UpdateHandOverOfTheApp, UnpacksWithTheLibraryItWasGiven) {
+TEST(AppUpdateHandOver, UnpacksWithTheGivenLibrary) {
   SimPlatform sim;
   SimUnzip unzip;
   sim.platform().unzip = &unzip;
@@ -141,13 +141,13 @@ TEST(UpdateHandOverOfTheApp, UnpacksWithTheLibraryItWasGiven) {
   sim.DropProgram();
 }
 
-TEST(UpdateHandOverOfTheApp, LeavesAPackageAsItIsWithoutALibrary) {
+TEST(AppUpdateHandOver, LeavesAPackageAloneWithoutALibrary) {
   SimPlatform sim;
   App app(sim.platform());
   EXPECT_FALSE(app.program().handOverUpdate);
 }
 
-TEST(ViewersOfTheApp, AreNotCreatedByALanguage) {
+TEST(AppViewers, AreNotCreatedByLoadingALanguage) {
   SimPlatform sim;
   App app(sim.platform());
   sim.Do([&] { app.Start(); });

@@ -22,31 +22,31 @@ class Permissions(unittest.TestCase):
     def faults(self, script=SCRIPT, **changes):
         return lint.extension_faults({**RIGHT, **changes}, script)
 
-    def test_those_that_are_used_are_right(self):
+    def test_used_permissions_pass(self):
         self.assertEqual(self.faults(), [])
         self.assertEqual(self.faults(SCRIPT.replace("chrome.", "browser.")), [])
 
-    def test_one_that_nothing_uses_is_named(self):
+    def test_unused_permission_is_reported(self):
         self.assertEqual(self.faults(permissions=["contextMenus", "cookies", "nativeMessaging"]),
                          ["asks for cookies, which nothing uses"])
 
-    def test_one_that_is_missing_is_named(self):
+    def test_missing_permission_is_reported(self):
         self.assertEqual(self.faults(permissions=["contextMenus"]), ["uses nativeMessaging without asking for it"])
         self.assertEqual(self.faults(SCRIPT + "chrome.cookies.getAll({});"), ["uses cookies without asking for it"])
 
-    def test_access_to_sites_is_named(self):
+    def test_access_to_sites_is_reported(self):
         self.assertEqual(self.faults(host_permissions=["<all_urls>"]), ["has host_permissions at its installation"])
         self.assertEqual(self.faults(content_scripts=[{}]), ["has content_scripts at its installation"])
         self.assertIn("asks for http://*/*, which are sites",
                       self.faults(permissions=["contextMenus", "http://*/*", "nativeMessaging"]))
 
-    def test_what_is_optional_must_be_requested_and_used(self):
+    def test_optional_permission_must_be_requested_and_used(self):
         script = SCRIPT + "chrome.cookies.getAll({});"
         optional = {"optional_permissions": ["cookies"], "optional_host_permissions": ["<all_urls>"]}
         self.assertEqual(self.faults(script, **optional), ["never requests its optional permissions"])
         self.assertEqual(self.faults(script + "chrome.permissions.request({});", **optional), [])
 
-    def test_the_extension_that_is_shipped_is_right(self):
+    def test_shipped_extension_passes(self):
         with open(os.path.join(ROOT, "browser/manifest.json"), encoding="utf-8") as f:
             manifest = json.load(f)
         with open(os.path.join(ROOT, "browser/background.js"), encoding="utf-8") as f:

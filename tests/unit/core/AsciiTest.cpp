@@ -19,7 +19,7 @@ TEST(Ascii, TrimsBlanksButNoOtherSpace) {
   EXPECT_EQ(TrimTrailingBlanks("  a "), "  a");
 }
 
-TEST(Ascii, ComparesWithoutCase) {
+TEST(Ascii, ComparesIgnoringCase) {
   EXPECT_TRUE(EqualsNoCase("HtTp", "hTtP"));
   EXPECT_FALSE(EqualsNoCase("http", "https"));
   EXPECT_TRUE(StartsWithNoCase("HTTP://x", "http://"));

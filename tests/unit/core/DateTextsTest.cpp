@@ -57,41 +57,41 @@ TEST(ShortDate, FollowsThePatternOfTheLocale) {
   for (const Sample& sample : kSamples) EXPECT_EQ(ShortDate(kMoment, sample.forms), sample.date) << sample.name;
 }
 
-TEST(ShortTime, FollowsThePatternOfTheLocaleAndCutsTheSeconds) {
+TEST(ShortTime, FollowsThePatternOfTheLocaleAndOmitsTheSeconds) {
   const double withSeconds = SerialOf({2026, 3, 5, 15, 4, 59});
   for (const Sample& sample : kSamples) EXPECT_EQ(ShortTime(withSeconds, sample.forms), sample.time) << sample.name;
 }
 
-TEST(ShortTime, CountsTheHalvesOfTheDayFromTwelve) {
+TEST(ShortTime, CountsTwelveHourTimesFromTwelve) {
   EXPECT_EQ(ShortTime(SerialOf({2026, 3, 5, 0, 5, 0}), kAmerican), "12:05 AM");
   EXPECT_EQ(ShortTime(SerialOf({2026, 3, 5, 12, 5, 0}), kAmerican), "12:05 PM");
 }
 
-TEST(ShortTime, ShowsSecondsAndQuotedSignsWhereThePatternHasThem) {
+TEST(ShortTime, ShowsSecondsAndQuotedTextIfThePatternHasThem) {
   const DateForms forms{"dd.MM.yyyy", "H 'o''clock' mm''ss", "AM", "PM", "0"};
   EXPECT_EQ(ShortTime(SerialOf({2026, 3, 5, 15, 4, 9}), forms), "15 o'clock 04'09");
 }
 
-TEST(ShortTime, ShowsTheTextBeforeAndBehindTheFields) {
+TEST(ShortTime, ShowsTextBeforeAndAfterTheFields) {
   const DateForms forms{"'den' d.M.yyyy", "'kl.' H:mm 'Uhr'", "AM", "PM", "0"};
   EXPECT_EQ(ShortDate(kMoment, forms), "den 5.3.2026");
   EXPECT_EQ(ShortTime(kMoment, forms), "kl. 15:04 Uhr");
   EXPECT_EQ(Stored("den 5.3.2026 kl. 15:04 Uhr", forms), "2026-03-05 15:04:00");
 }
 
-TEST(ShortDate, HasPlainDigitsWhereTheLocaleNamesNone) {
+TEST(ShortDate, UsesPlainDigitsIfTheLocaleNamesNone) {
   const DateForms forms{"M/d/yyyy", "h:mm AP", "AM", "PM", ""};
   EXPECT_EQ(ShortDate(kMoment, forms), "3/5/2026");
   EXPECT_EQ(Stored("3/5/2026", forms), "2026-03-05 00:00:00");
 }
 
-TEST(ReadLocalDateTime, TakesYearMonthAndDayInThisOrderWhereThePatternLacksOne) {
+TEST(ReadLocalDateTime, AssumesYearMonthDayIfThePatternLacksOne) {
   for (const char* const pattern : {"", "M/d", "d MMM yyyy d"}) {
     EXPECT_EQ(Stored("26/3/5", {pattern, "H:mm", "AM", "PM", "0"}), "2026-03-05 00:00:00") << pattern;
   }
 }
 
-TEST(ReadLocalDateTime, PassesOverDirectionMarksAndNothingElse) {
+TEST(ReadLocalDateTime, SkipsDirectionMarksAndNothingElse) {
   // NOLINTNEXTLINE(misc-misleading-bidirectional): they are what is tested
   for (const char* const mark : {"\u061C", "\u200E", "\u200F", "\u202A", "\u202E", "\u2066", "\u2069"}) {
     EXPECT_EQ(Stored(std::string("3/") + mark + "5/2026"), "2026-03-05 00:00:00") << mark;
@@ -101,7 +101,7 @@ TEST(ReadLocalDateTime, PassesOverDirectionMarksAndNothingElse) {
   }
 }
 
-TEST(ReadLocalDateTime, TakesBlanksOfAnyWidth) {
+TEST(ReadLocalDateTime, AcceptsBlanksOfAnyWidth) {
   for (const char* const blank : {"\t", "\u00A0", "\u2000", "\u200A", "\u202F", "\u3000"}) {
     EXPECT_EQ(Stored(std::string("3/5/2026") + blank + "15:04"), "2026-03-05 15:04:00") << blank;
   }
@@ -110,12 +110,12 @@ TEST(ReadLocalDateTime, TakesBlanksOfAnyWidth) {
   }
 }
 
-TEST(ReadLocalDateTime, TakesTheUsualWordsForTheHalvesOfTheDayBesideItsOwn) {
+TEST(ReadLocalDateTime, AcceptsAmAndPmBesideTheLocalesWords) {
   EXPECT_EQ(Stored("5.3.2026 3:04 pm", kFinnish), "2026-03-05 15:04:00");
   EXPECT_EQ(Stored("5.3.2026 3.04 ip.", kFinnish), "2026-03-05 15:04:00");
 }
 
-TEST(ReadLocalDateTime, ReadsWhatIsShownInBothOrders) {
+TEST(ReadLocalDateTime, ReadsShownTextsInBothOrders) {
   for (const Sample& sample : kSamples) {
     const std::string date = ShortDate(kMoment, sample.forms);
     for (int minute = 0; minute < 24 * 60; minute += 7) {
@@ -141,7 +141,7 @@ TEST(ReadLocalDateTime, ReadsADateOrATimeAlone) {
   }
 }
 
-TEST(ReadLocalDateTime, TakesYearsOfTwoDigitsForThisCenturyUpToTwentyNine) {
+TEST(ReadLocalDateTime, ReadsTwoDigitYearsUpTo29AsThisCentury) {
   EXPECT_EQ(Stored("11/25/25"), "2025-11-25 00:00:00");
   EXPECT_EQ(Stored("11/25/29"), "2029-11-25 00:00:00");
   EXPECT_EQ(Stored("11/25/30"), "1930-11-25 00:00:00");
@@ -149,7 +149,7 @@ TEST(ReadLocalDateTime, TakesYearsOfTwoDigitsForThisCenturyUpToTwentyNine) {
   EXPECT_EQ(Stored("25.11.25 9:30", kGerman), "2025-11-25 09:30:00");
 }
 
-TEST(ReadLocalDateTime, IsContentWithOtherSignsWidthsAndSecondsThanItsOwn) {
+TEST(ReadLocalDateTime, AcceptsOtherSeparatorsWidthsAndSeconds) {
   EXPECT_EQ(Stored("3-5-2026 15:04"), "2026-03-05 15:04:00");
   EXPECT_EQ(Stored("03.05.2026  3:4 pm"), "2026-03-05 15:04:00");
   EXPECT_EQ(Stored("5/3/2026, 15:04:09", kGerman), "2026-03-05 15:04:09");
@@ -166,12 +166,12 @@ TEST(ReadLocalDateTime, ReadsTheStoredFormInEveryLocale) {
   }
 }
 
-TEST(ReadLocalDateTime, ReadsATextThatSuitsBothOrdersAsItIsAsked) {
+TEST(ReadLocalDateTime, ReadsAnAmbiguousTextInTheRequestedOrder) {
   EXPECT_EQ(Stored("10.11 12.1.25", kFinnish, DateTimeOrder::TimeFirst), "2025-01-12 10:11:00");
   EXPECT_EQ(Stored("12.1.25 10.11", kFinnish, DateTimeOrder::DateFirst), "2025-01-12 10:11:00");
 }
 
-TEST(ReadLocalDateTime, RefusesWhatIsNoDate) {
+TEST(ReadLocalDateTime, RefusesOtherText) {
   const char* const kTexts[] = {"",
                                 " ",
                                 "tomorrow",
@@ -201,7 +201,7 @@ TEST(ReadLocalDateTime, RefusesWhatIsNoDate) {
   EXPECT_THROW(Read(std::string("3/5/2026 \xff\xfe", 11)), Failure);
 }
 
-TEST(ReadLocalDateTime, MakesAMomentOrAFailureOfAnyText) {
+TEST(ReadLocalDateTime, ReturnsAMomentOrFailsForAnyText) {
   const std::string kAlphabet = "0123456789  ::..//--,TapmAPM'\xC2\xA0\xE2\x80\xAF\xD9\xA0\xD8\xB5h";
   std::uint32_t random = 12345;
   const auto next = [&random](std::size_t below) {

@@ -16,7 +16,7 @@ bool IsRefused(std::string_view text) {
   return !Skip([&] { (void)ReadDateTime(text); });
 }
 
-TEST(SerialOf, CountsDaysFromThirtiethOfDecember1899) {
+TEST(SerialOf, CountsDaysFrom30December1899) {
   const struct {
     CalendarFields fields;
     double serial;
@@ -31,7 +31,7 @@ TEST(SerialOf, CountsDaysFromThirtiethOfDecember1899) {
   }
 }
 
-TEST(SerialOf, RefusesFieldsThatNameNoMoment) {
+TEST(SerialOf, RefusesInvalidFields) {
   const CalendarFields kBad[] = {
       {2023, 2, 29, 0, 0, 0}, {1900, 2, 29, 0, 0, 0},  {2024, 13, 1, 0, 0, 0}, {2024, 0, 1, 0, 0, 0},
       {2024, 4, 31, 0, 0, 0}, {2024, 1, 0, 0, 0, 0},   {99, 12, 31, 0, 0, 0},  {10000, 1, 1, 0, 0, 0},
@@ -41,7 +41,7 @@ TEST(SerialOf, RefusesFieldsThatNameNoMoment) {
   for (const CalendarFields& fields : kBad) EXPECT_THROW((void)SerialOf(fields), Failure);
 }
 
-TEST(FieldsOf, EveryDayOfTheRangeComesBack) {
+TEST(FieldsOf, RoundTripsEveryDayOfTheRange) {
   CalendarFields last = FieldsOf(-657434);
   for (int day = -657433; day <= 2958465; ++day) {
     const CalendarFields fields = FieldsOf(day);
@@ -55,7 +55,7 @@ TEST(FieldsOf, EveryDayOfTheRangeComesBack) {
   }
 }
 
-TEST(FieldsOf, EverySecondOfADayComesBack) {
+TEST(FieldsOf, RoundTripsEverySecondOfADay) {
   for (const int day : {-400000, -1, 0, 46000, 2958465}) {
     for (int second = 0; second < 86400; ++second) {
       const CalendarFields fields = FieldsOf(day + second / 86400.0);
@@ -70,14 +70,14 @@ TEST(FieldsOf, RoundsToWholeSecondsFirst) {
   EXPECT_EQ(StoredDateTime(36526 + 86399.4 / 86400), "2000-01-01 23:59:59");
 }
 
-TEST(FieldsOf, RefusesWhatLiesOutsideTheYears100To9999) {
+TEST(FieldsOf, RefusesYearsOutside100To9999) {
   const double inf = std::numeric_limits<double>::infinity();
   for (const double serial : {1e300, -1e20, 1e17, 2958466.0, 2958465.999999, -657434.1, inf, -inf, std::nan("")}) {
     EXPECT_THROW((void)FieldsOf(serial), Failure) << serial;
   }
 }
 
-TEST(ReadDateTime, TakesDateAndTimeInEitherOrder) {
+TEST(ReadDateTime, AcceptsDateAndTimeInEitherOrder) {
   const double wanted = SerialOf({2026, 11, 21, 15, 4, 5});
   for (const char* text : {"2026-11-21 15:04:05", "15:04:05 2026-11-21", "2026-11-21T15:04:05", "2026-11-21   15:04:05",
                            "  2026-11-21 15:04:05  "}) {
@@ -86,7 +86,7 @@ TEST(ReadDateTime, TakesDateAndTimeInEitherOrder) {
   EXPECT_EQ(Serial("2026-11-21 15:04"), SerialOf({2026, 11, 21, 15, 4, 0}));
 }
 
-TEST(ReadDateTime, ATimeAloneLiesOnDayZero) {
+TEST(ReadDateTime, ReadsATimeAloneAsDayZero) {
   EXPECT_EQ(Serial("12:00"), 0.5);
   EXPECT_EQ(Serial("6:00"), 0.25);
   EXPECT_EQ(Serial("18:00:00"), 0.75);
@@ -94,7 +94,7 @@ TEST(ReadDateTime, ATimeAloneLiesOnDayZero) {
   EXPECT_TRUE(ReadDateTime("12:00").hasTime);
 }
 
-TEST(ReadDateTime, ADateAloneIsMidnight) {
+TEST(ReadDateTime, ReadsADateAloneAsMidnight) {
   EXPECT_EQ(Serial("2000-01-01"), 36526);
   EXPECT_TRUE(ReadDateTime("2000-01-01").hasDate);
   EXPECT_FALSE(ReadDateTime("2000-01-01").hasTime);
@@ -146,12 +146,12 @@ TEST(StoredDateTime, ReadsBackToTheSecond) {
   }
 }
 
-TEST(NextOccurrence, StaysWhereItIsNotBeforeNow) {
+TEST(NextOccurrence, KeepsATimeThatIsNotBeforeNow) {
   EXPECT_EQ(NextOccurrence(46000.5, 46000.5), 46000.5);
   EXPECT_EQ(NextOccurrence(46003.5, 46000.5), 46003.5);
 }
 
-TEST(NextOccurrence, IsTheFirstSuchHourAtOrAfterNow) {
+TEST(NextOccurrence, IsTheFirstMatchingHourAtOrAfterNow) {
   EXPECT_EQ(NextOccurrence(0.5, 46000.4), 46000.5);
   EXPECT_EQ(NextOccurrence(0.5, 46000.5), 46000.5);
   EXPECT_EQ(NextOccurrence(0.5, 46000.6), 46001.5);
@@ -159,13 +159,13 @@ TEST(NextOccurrence, IsTheFirstSuchHourAtOrAfterNow) {
   EXPECT_EQ(NextOccurrence(-657434 + 0.5, 46000.4), 46000.5);
 }
 
-TEST(NextOccurrence, IsNeverBeforeNowThoughTheDifferenceIsRounded) {
+TEST(NextOccurrence, IsNeverBeforeNowDespiteRounding) {
   const double now = std::nextafter(46000.5, 50000);
   EXPECT_EQ(now - -600000.5, 646001);
   EXPECT_EQ(NextOccurrence(-600000.5, now), 46001.5);
 }
 
-TEST(NextOccurrence, EqualsTheWalkDayByDay) {
+TEST(NextOccurrence, EqualsADayByDayWalk) {
   std::mt19937 random(11);
   for (int i = 0; i < 2000; ++i) {
     const double hour = static_cast<double>(random() % 86400) / 86400;
@@ -177,7 +177,7 @@ TEST(NextOccurrence, EqualsTheWalkDayByDay) {
   }
 }
 
-TEST(NextOccurrence, RefusesWhatIsNoDateInsteadOfWalkingForEver) {
+TEST(NextOccurrence, RefusesInvalidDatesInsteadOfLoopingForever) {
   for (const double serial : {1e300, -1e20, -1e17, std::nan("")}) {
     EXPECT_THROW((void)NextOccurrence(serial, 46000), Failure);
     EXPECT_THROW((void)NextOccurrence(0.5, serial), Failure);

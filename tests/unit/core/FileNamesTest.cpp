@@ -16,26 +16,26 @@ TEST(IsBadFileName, RefusesEachForbiddenCharacterAnywhere) {
   }
 }
 
-TEST(IsBadFileName, LetsOtherNamesPass) {
+TEST(IsBadFileName, AcceptsOtherNames) {
   for (const char* const name : {"a.zip", "a b", "a|b", "%2f", "\xc3\xbc.bin", "a\x01", "..", "a&b=c"}) {
     EXPECT_FALSE(IsBadFileName(name, "\"")) << name;
   }
 }
 
-TEST(IsBadFileName, LetsTheEmptyNamePass) {
+TEST(IsBadFileName, AcceptsTheEmptyName) {
   EXPECT_FALSE(IsBadFileName("", "\""));
   EXPECT_FALSE(IsBadFileName("", ""));
 }
 
-TEST(IsBadFileName, RefusesEveryOtherNameWhereTheTextIsEmpty) { EXPECT_TRUE(IsBadFileName("a.zip", "")); }
+TEST(IsBadFileName, RefusesEveryOtherNameIfTheTextIsEmpty) { EXPECT_TRUE(IsBadFileName("a.zip", "")); }
 
-TEST(IsBadFileName, TakesTheTextAsAWholeAndByCase) {
+TEST(IsBadFileName, MatchesTheTextAsAWholeAndByCase) {
   EXPECT_TRUE(IsBadFileName("axyb", "xy"));
   EXPECT_FALSE(IsBadFileName("axbyb", "xy"));
   EXPECT_FALSE(IsBadFileName("aXYb", "xy"));
 }
 
-TEST(FitsTheDisk, RefusesNamesNoFileCanHave) {
+TEST(IsStorableName, RefusesImpossibleFileNames) {
   EXPECT_FALSE(FitsTheDisk("a\0b"sv));
   // Folders' names give part files all the same; only the join finds that no file can be there.
   EXPECT_TRUE(FitsTheDisk("."));
@@ -44,7 +44,7 @@ TEST(FitsTheDisk, RefusesNamesNoFileCanHave) {
   EXPECT_TRUE(FitsTheDisk("a.zip"));
 }
 
-TEST(FitsTheDisk, CountsThePartFilesEnding) {
+TEST(IsStorableName, CountsThePartFileSuffix) {
   EXPECT_TRUE(FitsTheDisk(std::string(248, 'a')));
   EXPECT_FALSE(FitsTheDisk(std::string(249, 'a')));
   EXPECT_TRUE(FitsTheDisk(std::string(245, 'a'), 123));

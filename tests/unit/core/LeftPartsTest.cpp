@@ -11,9 +11,9 @@ namespace {
 
 constexpr const char* kPart = "/t/file.zip001.tmp";
 
-class LeftParts : public testing::Test {
+class OrphanedParts : public testing::Test {
  protected:
-  LeftParts() {
+  OrphanedParts() {
     program.settings.TempFolder = "/t/";
     memory.files.contents[kPart] = "half";
     memory.files.contents["/d/file.zip"] = "12345678";
@@ -39,26 +39,26 @@ class LeftParts : public testing::Test {
   Program program{memory.platform};
 };
 
-TEST_F(LeftParts, OfAFinishedDownloadAreDeleted) { EXPECT_FALSE(Stays()); }
+TEST_F(OrphanedParts, AreDeletedForAFinishedDownload) { EXPECT_FALSE(Stays()); }
 
-TEST_F(LeftParts, StayWhereAnotherDownloadNamesThemToo) {
+TEST_F(OrphanedParts, AreKeptIfAnotherDownloadNamesThem) {
   Put(2);
   EXPECT_TRUE(Stays());
 }
 
-TEST_F(LeftParts, OfAnUnfinishedDownloadStay) {
+TEST_F(OrphanedParts, AreKeptForAnUnfinishedDownload) {
   program.Download(1).Finished = false;
   EXPECT_TRUE(Stays());
 }
 
-TEST_F(LeftParts, StayIfTheFinishedFileIsGoneOrTooShort) {
+TEST_F(OrphanedParts, AreKeptIfTheFinishedFileIsMissingOrTooShort) {
   memory.files.contents["/d/file.zip"] = "1234567";
   EXPECT_TRUE(Stays());
   memory.files.contents.erase("/d/file.zip");
   EXPECT_TRUE(Stays());
 }
 
-TEST_F(LeftParts, StayWhereADownloadHasPutItsFile) {
+TEST_F(OrphanedParts, AreKeptIfOneIsTheOutputOfADownload) {
   Put(2).Finished = true;
   program.Download(2).SavePath = kPart;
   EXPECT_TRUE(Stays());
@@ -67,12 +67,12 @@ TEST_F(LeftParts, StayWhereADownloadHasPutItsFile) {
   EXPECT_TRUE(Stays());
 }
 
-TEST_F(LeftParts, OfADeletedRecordStay) {
+TEST_F(OrphanedParts, AreKeptForADeletedRecord) {
   program.Download(1).InUse = false;
   EXPECT_TRUE(Stays());
 }
 
-TEST_F(LeftParts, AreLookedForInTheFolderForTemporaryFilesAlone) {
+TEST_F(OrphanedParts, AreSoughtOnlyInTheTemporaryFolder) {
   for (const char* const name : {"/d/file.zip", "/elsewhere/file.zip001.tmp", "/t/file.zip"}) {
     memory.files.contents[name] = "12345678";
     program.Download(1).Segments[1].TempFile = name;
@@ -81,7 +81,7 @@ TEST_F(LeftParts, AreLookedForInTheFolderForTemporaryFilesAlone) {
   }
 }
 
-TEST_F(LeftParts, StayWhileOneOfThemIsShortAndSoStillBeingFetchedForAnotherList) {
+TEST_F(OrphanedParts, AreKeptWhileOneIsShortAndMayStillBeFetched) {
   DownloadRecord& record = program.Download(1);
   record.Segments.resize(3);
   record.Segments[1].RangeSize = 4;
@@ -94,7 +94,7 @@ TEST_F(LeftParts, StayWhileOneOfThemIsShortAndSoStillBeingFetchedForAnotherList)
   EXPECT_FALSE(memory.files.Exists("/t/file.zip002.tmp"));
 }
 
-TEST_F(LeftParts, StayWhereAListedFileBearsTheirName) {
+TEST_F(OrphanedParts, AreKeptIfAListedFileHasTheirName) {
   DownloadRecord& other = Put(2);
   other.Finished = true;
   other.Segments.resize(1);
@@ -102,7 +102,7 @@ TEST_F(LeftParts, StayWhereAListedFileBearsTheirName) {
   EXPECT_TRUE(Stays());
 }
 
-TEST_F(LeftParts, StayWhileADamagedListMayNameThemUnread) {
+TEST_F(OrphanedParts, AreKeptWhileADamagedListMayNameThem) {
   program.keepDamagedList = true;
   EXPECT_TRUE(Stays());
   program.keepDamagedList = false;
@@ -110,12 +110,12 @@ TEST_F(LeftParts, StayWhileADamagedListMayNameThemUnread) {
   EXPECT_TRUE(Stays());
 }
 
-TEST_F(LeftParts, StayWhereTheyAreForeign) {
+TEST_F(OrphanedParts, AreKeptIfTheyAreForeign) {
   memory.files.foreign = {kPart};
   EXPECT_TRUE(Stays());
 }
 
-TEST_F(LeftParts, StayWithoutTheFormOfAPartsName) {
+TEST_F(OrphanedParts, AreKeptWithoutAPartFilesName) {
   const std::string name = "/t/letter.tmp";
   memory.files.contents[name] = "12345678";
   program.Download(1).Segments[1].TempFile = name;
@@ -123,7 +123,7 @@ TEST_F(LeftParts, StayWithoutTheFormOfAPartsName) {
   EXPECT_TRUE(memory.files.Exists(name));
 }
 
-TEST_F(LeftParts, ThatCannotBeDeletedAreNoFailure) {
+TEST_F(OrphanedParts, CauseNoFailureIfTheyCannotBeDeleted) {
   memory.files.failing = {"delete"};
   EXPECT_TRUE(Stays());
 }

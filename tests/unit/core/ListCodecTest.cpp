@@ -52,17 +52,17 @@ std::string Raw16(int value) { return Raw(static_cast<std::uint16_t>(value)); }
 std::string Raw32(std::int64_t value) { return Raw(static_cast<std::uint32_t>(value)); }
 std::string RawText(const std::string& text) { return Raw16(static_cast<int>(text.size())) + text; }
 
-TEST(ListCodec, TheHeaderIsTheMagicAndTheCount) {
+TEST(ListCodec, HeaderIsTheMagicAndTheCount) {
   std::string bytes;
   AppendListHeader(bytes, 258);
   EXPECT_EQ(bytes, std::string("\x6F\x86\x01\x00\x02\x01", 6));
 }
 
-TEST(ListCodec, AListOfNoDownloadsTakes98Bytes) { EXPECT_EQ(test::EncodedList({DownloadRecord{}}).size(), 98U); }
+TEST(ListCodec, EmptyListTakes98Bytes) { EXPECT_EQ(test::EncodedList({DownloadRecord{}}).size(), 98U); }
 
-TEST(ListCodec, TheBlankRecordIs92ZeroBytes) { EXPECT_EQ(Encoded(DownloadRecord{}), std::string(92, '\0')); }
+TEST(ListCodec, BlankRecordIs92ZeroBytes) { EXPECT_EQ(Encoded(DownloadRecord{}), std::string(92, '\0')); }
 
-TEST(ListCodec, ARecordTakes100BytesAnd34ForEachElementAndItsStrings) {
+TEST(ListCodec, RecordTakes100BytesPlus34PerElementAndItsStrings) {
   DownloadRecord record;
   record.Segments.resize(1);
   EXPECT_EQ(Encoded(record).size(), 100U + 34);
@@ -91,9 +91,9 @@ TEST(ListCodec, WritesEveryFieldInItsPlace) {
   EXPECT_EQ(Encoded(r), wanted);
 }
 
-TEST(ListCodec, AFullRecordComesBack) { EXPECT_EQ(Reread(test::FullRecord()), test::FullRecord()); }
+TEST(ListCodec, RoundTripsAFullRecord) { EXPECT_EQ(Reread(test::FullRecord()), test::FullRecord()); }
 
-TEST(ListCodec, StringsOfAnyBytesComeBackUntouched) {
+TEST(ListCodec, RoundTripsStringsOfAnyBytes) {
   DownloadRecord record;
   for (int c = 0; c < 256; ++c) record.Path += static_cast<char>(c);
   record.FileName = "\xFF\xFE not UTF-8 \xE9\x80";
@@ -102,7 +102,7 @@ TEST(ListCodec, StringsOfAnyBytesComeBackUntouched) {
   EXPECT_EQ(Reread(record), record);
 }
 
-TEST(ListCodec, RandomRecordsComeBackInTheirOrder) {
+TEST(ListCodec, RoundTripsRandomRecordsInOrder) {
   for (std::uint32_t seed = 1; seed <= 200; ++seed) {
     test::RandomRecords random(seed);
     std::vector<DownloadRecord> records(1 + seed % 20);
@@ -113,7 +113,7 @@ TEST(ListCodec, RandomRecordsComeBackInTheirOrder) {
   }
 }
 
-TEST(ListCodec, ALongerStringThanTheFormatHasRoomForIsCut) {
+TEST(ListCodec, CutsAStringTooLongForTheFormat) {
   DownloadRecord record;
   record.URL = std::string(65535, 'u');
   EXPECT_EQ(Reread(record), record);
@@ -127,7 +127,7 @@ TEST(ListCodec, ALongerStringThanTheFormatHasRoomForIsCut) {
   EXPECT_EQ(reread.DateAdded, 5);
 }
 
-TEST(ListCodec, FloatsOfAnyKindComeBackBitByBit) {
+TEST(ListCodec, RoundTripsAnyFloatBitByBit) {
   DownloadRecord record;
   record.Percent = std::numeric_limits<float>::quiet_NaN();
   record.RemainingSeconds = std::numeric_limits<float>::infinity();
@@ -138,7 +138,7 @@ TEST(ListCodec, FloatsOfAnyKindComeBackBitByBit) {
   EXPECT_EQ(reread.DateAdded, 1e300);
 }
 
-TEST(ListCodec, AnySegmentStateIsTaken) {
+TEST(ListCodec, AcceptsAnySegmentState) {
   DownloadRecord record;
   record.Segments.resize(2);
   for (const int state : {0, 4, 5, 6, 7, 11, 99, -1, 32767}) {
@@ -147,7 +147,7 @@ TEST(ListCodec, AnySegmentStateIsTaken) {
   }
 }
 
-TEST(ListCodec, AFlagOfAnyOtherValueIsTrueAndIsWrittenAsMinusOne) {
+TEST(ListCodec, ReadsAnyNonZeroFlagAsTrueAndWritesMinusOne) {
   std::string bytes = test::EncodedList({DownloadRecord{}});
   const std::size_t active = bytes.size() - 18;  // before Percent, URL, Protocol and DateAdded
   bytes[active] = 1;
@@ -156,14 +156,14 @@ TEST(ListCodec, AFlagOfAnyOtherValueIsTrueAndIsWrittenAsMinusOne) {
   EXPECT_EQ(Encoded(record).substr(active - 6, 2), "\xFF\xFF");
 }
 
-TEST(ListCodec, BytesBehindTheLastRecordCountForNothing) {
+TEST(ListCodec, IgnoresBytesAfterTheLastRecord) {
   const std::string bytes = test::EncodedList({DownloadRecord{}, test::FullRecord()});
   const Decoded decoded = Decode(bytes + "the tail of a longer list");
   EXPECT_TRUE(decoded.sound);
   EXPECT_EQ(decoded.records.size(), 2U);
 }
 
-TEST(ListDecoder, NeedsTheMagic) {
+TEST(ListDecoder, RequiresTheMagic) {
   for (const std::string& bytes : {std::string(), std::string("\x6F"), std::string("\x6F\x86\x01", 3),
                                    std::string(98, '\0'), std::string("foreign")}) {
     ListDecoder decoder(bytes);
@@ -173,14 +173,14 @@ TEST(ListDecoder, NeedsTheMagic) {
   }
 }
 
-TEST(ListDecoder, ANegativeCountIsNone) {
+TEST(ListDecoder, ReadsANegativeCountAsZero) {
   ListDecoder decoder(std::string_view("\x6F\x86\x01\x00\xFF\xFF", 6));
   EXPECT_TRUE(decoder.HasMagic());
   EXPECT_EQ(decoder.DownloadCount(), 0);
   EXPECT_FALSE(decoder.Sound());
 }
 
-TEST(ListDecoder, ACountBeyondTheBytesGivesBlankRecords) {
+TEST(ListDecoder, ReadsACountBeyondTheBytesAsBlankRecords) {
   std::string bytes = test::EncodedList({DownloadRecord{}, test::FullRecord()});
   bytes[4] = 5;
   const Decoded decoded = Decode(bytes);
@@ -190,7 +190,7 @@ TEST(ListDecoder, ACountBeyondTheBytesGivesBlankRecords) {
   for (std::size_t i = 2; i < 6; ++i) EXPECT_EQ(decoded.records[i], DownloadRecord{});
 }
 
-TEST(ListDecoder, AHostileNumberOfElementsCostsNoMemory) {
+TEST(ListDecoder, HostileNumberOfElementsCostsNoMemory) {
   for (const std::int64_t elements :
        {std::int64_t{-1}, std::int64_t{4}, std::int64_t{2147483647}, std::int64_t{-2147483648}}) {
     const std::string bytes = Raw32(kListMagic) + Raw16(0) + Raw16(1) + Raw16(1) + Raw32(elements) + Raw32(0) +
@@ -202,7 +202,7 @@ TEST(ListDecoder, AHostileNumberOfElementsCostsNoMemory) {
   }
 }
 
-TEST(ListDecoder, OnlyOneDimensionFromZeroIsAnArrayOfSegments) {
+TEST(ListDecoder, AcceptsOnlyAOneDimensionalSegmentArrayFromZero) {
   for (const std::string& header : {Raw16(2) + Raw32(1) + Raw32(0), Raw16(1) + Raw32(1) + Raw32(1)}) {
     const Decoded decoded = Decode(Raw32(kListMagic) + Raw16(0) + Raw16(0) + header + std::string(200, '\0'));
     EXPECT_FALSE(decoded.sound);
@@ -210,7 +210,7 @@ TEST(ListDecoder, OnlyOneDimensionFromZeroIsAnArrayOfSegments) {
   }
 }
 
-TEST(ListDecoder, APlanWithSegmentsThatAreNotThereIsNoPlan) {
+TEST(ListDecoder, IgnoresAPlanWithMissingSegments) {
   const struct {
     std::size_t elements;
     std::int16_t segmentCount;
@@ -229,7 +229,7 @@ TEST(ListDecoder, APlanWithSegmentsThatAreNotThereIsNoPlan) {
   }
 }
 
-TEST(ListDecoder, FieldsBehindACutStayBlank) {
+TEST(ListDecoder, LeavesFieldsAfterACutBlank) {
   const DownloadRecord full = test::FullRecord();
   const std::string bytes = test::EncodedList({full});
   // In the middle of URL: all in front of it is there, it and all behind it is blank.
@@ -242,7 +242,7 @@ TEST(ListDecoder, FieldsBehindACutStayBlank) {
   EXPECT_FALSE(decoded.sound);
 }
 
-TEST(ListDecoder, AFlagBehindACutKeepsItsValue) {
+TEST(ListDecoder, KeepsAFlagBeforeACut) {
   std::string bytes;
   AppendListHeader(bytes, 0);
   ListDecoder decoder(bytes);
@@ -255,7 +255,7 @@ TEST(ListDecoder, AFlagBehindACutKeepsItsValue) {
   EXPECT_FALSE(decoder.Sound());
 }
 
-TEST(ListDecoder, EveryTruncationIsReadAsFarAsItGoes) {
+TEST(ListDecoder, ReadsEveryTruncationAsFarAsItGoes) {
   const std::vector<DownloadRecord> records = {DownloadRecord{}, test::FullRecord(), test::FullRecord()};
   const std::string bytes = test::EncodedList(records);
   const std::size_t secondAt = 98 + Encoded(records[1]).size();
@@ -275,7 +275,7 @@ TEST(ListDecoder, EveryTruncationIsReadAsFarAsItGoes) {
   EXPECT_TRUE(Decode(bytes).sound);
 }
 
-TEST(ListDecoder, RandomBytesBehindTheMagicAreReadWithinBounds) {
+TEST(ListDecoder, ReadsRandomBytesAfterTheMagicWithinBounds) {
   std::mt19937 random(5);
   for (int round = 0; round < 300; ++round) {
     std::string bytes;
@@ -294,7 +294,7 @@ TEST(ListDecoder, RandomBytesBehindTheMagicAreReadWithinBounds) {
   }
 }
 
-TEST(ListDecoder, EverySingleFlippedBitIsReadWithinBounds) {
+TEST(ListDecoder, ReadsEveryFlippedBitWithinBounds) {
   const std::string bytes = test::EncodedList({DownloadRecord{}, test::FullRecord(), test::FullRecord()});
   for (std::size_t bit = 0; bit < bytes.size() * 8; ++bit) {
     std::vector<char> flipped(bytes.begin(), bytes.end());

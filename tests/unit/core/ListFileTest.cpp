@@ -38,20 +38,20 @@ class ListFileTest : public testing::Test {
   Program program{memory.platform};
 };
 
-TEST_F(ListFileTest, AnAbsentFileIsCreatedEmptyAndIsAnEmptyList) {
+TEST_F(ListFileTest, CreatesAMissingFileAsAnEmptyList) {
   Load();
   EXPECT_EQ(program.DownloadCount, 0);
   EXPECT_TRUE(program.listLoaded);
   EXPECT_EQ(memory.files.contents.at(kPath), "");
 }
 
-TEST_F(ListFileTest, AFileThatIsDeniedOnceAndThereAfterAllIsRead) {
+TEST_F(ListFileTest, ReadsAFileThatWasDeniedOnce) {
   Content() = test::EncodedList({DownloadRecord{}, test::FullRecord()});
   memory.files.denied.insert(kPath);
   EXPECT_EQ(Restarted().size(), 2U);
 }
 
-TEST_F(ListFileTest, AFileThatCouldNotBeReachedAtTheStartIsCopiedAsideBeforeTheFirstSave) {
+TEST_F(ListFileTest, CopiesAFileUnreachableAtStartBeforeTheFirstSave) {
   const std::string before = test::EncodedList({DownloadRecord{}, test::FullRecord()});
   Content() = before;
   memory.files.denied.insert(kPath);
@@ -66,7 +66,7 @@ TEST_F(ListFileTest, AFileThatCouldNotBeReachedAtTheStartIsCopiedAsideBeforeTheF
   EXPECT_EQ(memory.files.contents.at(kAside), before);
 }
 
-TEST_F(ListFileTest, AFolderThatTakesFilesLaterGetsAListAndNoCopy) {
+TEST_F(ListFileTest, WritesAListWithoutACopyOnceTheFolderIsWritable) {
   memory.files.failing = {"open "};
   Load();
   memory.files.failing.clear();
@@ -75,7 +75,7 @@ TEST_F(ListFileTest, AFolderThatTakesFilesLaterGetsAListAndNoCopy) {
   EXPECT_EQ(memory.files.contents.size(), 1U);
 }
 
-TEST_F(ListFileTest, AnEmptyOrShortFileIsAnEmptyList) {
+TEST_F(ListFileTest, ReadsAnEmptyOrShortFileAsAnEmptyList) {
   for (const std::string& content : {std::string(), std::string("\x6F"), std::string("\x6F\x86\x01", 3)}) {
     Content() = content;
     EXPECT_EQ(Restarted().size(), 1U);
@@ -83,7 +83,7 @@ TEST_F(ListFileTest, AnEmptyOrShortFileIsAnEmptyList) {
   }
 }
 
-TEST_F(ListFileTest, NothingIsSavedBeforeTheListWasLoaded) {
+TEST_F(ListFileTest, SavesNothingBeforeTheListWasLoaded) {
   Content() = test::EncodedList({DownloadRecord{}, test::FullRecord()});
   const std::string before = Content();
   SaveList(program);
@@ -91,14 +91,14 @@ TEST_F(ListFileTest, NothingIsSavedBeforeTheListWasLoaded) {
   EXPECT_TRUE(memory.files.calls.empty());
 }
 
-TEST_F(ListFileTest, ASavedListOfNoDownloadsIs98BytesLong) {
+TEST_F(ListFileTest, SavesAnEmptyListAs98Bytes) {
   Load();
   SaveList(program);
   EXPECT_EQ(Content().size(), 98U);
   EXPECT_EQ(Content(), test::EncodedList({DownloadRecord{}}));
 }
 
-TEST_F(ListFileTest, ADownloadThatWasRunningComesBackPausedWithItsSegments) {
+TEST_F(ListFileTest, LoadsARunningDownloadAsPausedWithItsSegments) {
   Load();
   Add(test::FullRecord());
   SaveList(program);
@@ -108,7 +108,7 @@ TEST_F(ListFileTest, ADownloadThatWasRunningComesBackPausedWithItsSegments) {
   EXPECT_EQ(Restarted().at(1), wanted);
 }
 
-TEST_F(ListFileTest, ADownloadThatWasNotRunningComesBackAsItWas) {
+TEST_F(ListFileTest, LoadsAStoppedDownloadUnchanged) {
   DownloadRecord record = test::FullRecord();
   record.Active = false;
   record.Paused = false;
@@ -118,7 +118,7 @@ TEST_F(ListFileTest, ADownloadThatWasNotRunningComesBackAsItWas) {
   EXPECT_EQ(Restarted().at(1), record);
 }
 
-TEST_F(ListFileTest, AFreeSlotThatWasActiveIsReconciledToo) {
+TEST_F(ListFileTest, ReconcilesAnActiveFreeSlotToo) {
   DownloadRecord record;
   record.Active = true;
   Content() = test::EncodedList({DownloadRecord{}, record});
@@ -127,7 +127,7 @@ TEST_F(ListFileTest, AFreeSlotThatWasActiveIsReconciledToo) {
   EXPECT_TRUE(program.Download(1).Paused);
 }
 
-TEST_F(ListFileTest, TheRecordAtIndexZeroIsNotTouchedByTheReconciliation) {
+TEST_F(ListFileTest, DoesNotReconcileTheRecordAtIndexZero) {
   DownloadRecord record;
   record.Active = true;
   record.InUse = true;
@@ -138,7 +138,7 @@ TEST_F(ListFileTest, TheRecordAtIndexZeroIsNotTouchedByTheReconciliation) {
   EXPECT_EQ(program.ActiveCount(), 0);
 }
 
-TEST_F(ListFileTest, AListThatHasShrunkLeavesATailThatAReloadIgnores) {
+TEST_F(ListFileTest, IgnoresTheTailOfAShrunkList) {
   Load();
   for (int i = 0; i < 3; ++i) Add(test::FullRecord());
   SaveList(program);
@@ -150,7 +150,7 @@ TEST_F(ListFileTest, AListThatHasShrunkLeavesATailThatAReloadIgnores) {
   EXPECT_FALSE(memory.files.Exists(kAside));
 }
 
-TEST_F(ListFileTest, TheArraysGrowTogether) {
+TEST_F(ListFileTest, GrowsAllArraysTogether) {
   Content() = test::EncodedList({DownloadRecord{}, test::FullRecord(), test::FullRecord()});
   Load();
   EXPECT_EQ(program.DownloadCount, 2);
@@ -159,7 +159,7 @@ TEST_F(ListFileTest, TheArraysGrowTogether) {
   EXPECT_NE(program.Serial(2), 0U);
 }
 
-TEST_F(ListFileTest, ALoadReplacesWhatTheListHeld) {
+TEST_F(ListFileTest, LoadReplacesTheListsContent) {
   Add(test::FullRecord());
   program.Download(0) = test::FullRecord();
   Content() = test::EncodedList({DownloadRecord{}, DownloadRecord{}});
@@ -169,7 +169,7 @@ TEST_F(ListFileTest, ALoadReplacesWhatTheListHeld) {
   EXPECT_EQ(program.Download(1), DownloadRecord{});
 }
 
-TEST_F(ListFileTest, ASaveIsOneReserveAndOneWriteAtZero) {
+TEST_F(ListFileTest, SavesByOneReserveAndOneWriteAtZero) {
   Load();
   Add(test::FullRecord());
   memory.files.calls.clear();
@@ -180,7 +180,7 @@ TEST_F(ListFileTest, ASaveIsOneReserveAndOneWriteAtZero) {
   EXPECT_EQ(memory.files.calls, wanted);
 }
 
-TEST_F(ListFileTest, ASaveThatDoesNotFitOnTheDiskWritesNothing) {
+TEST_F(ListFileTest, WritesNothingIfASaveDoesNotFitOnTheDisk) {
   Load();
   SaveList(program);
   const std::string before = Content();
@@ -195,7 +195,7 @@ TEST_F(ListFileTest, ASaveThatDoesNotFitOnTheDiskWritesNothing) {
   EXPECT_EQ(Restarted().size(), 2U);
 }
 
-TEST_F(ListFileTest, AForeignFileIsLeftAsItIsAndCopiedAsideBeforeTheSave) {
+TEST_F(ListFileTest, CopiesAForeignFileBeforeSavingOverIt) {
   Content() = "somebody else's file";
   Load();
   EXPECT_EQ(program.DownloadCount, 0);
@@ -205,7 +205,7 @@ TEST_F(ListFileTest, AForeignFileIsLeftAsItIsAndCopiedAsideBeforeTheSave) {
   EXPECT_EQ(memory.files.contents.at(kAside), "somebody else's file");
 }
 
-TEST_F(ListFileTest, AListThatEndsEarlyIsCopiedAsideAndItsFirstPartKept) {
+TEST_F(ListFileTest, CopiesATruncatedListAndKeepsItsFirstPart) {
   const std::string whole = test::EncodedList({DownloadRecord{}, test::FullRecord(), test::FullRecord()});
   const std::string cut = whole.substr(0, whole.size() - 1);
   Content() = cut;
@@ -215,7 +215,7 @@ TEST_F(ListFileTest, AListThatEndsEarlyIsCopiedAsideAndItsFirstPartKept) {
   EXPECT_EQ(memory.files.contents.at(kAside), cut);
 }
 
-TEST_F(ListFileTest, AnEarlierCopyIsNeverLost) {
+TEST_F(ListFileTest, NeverLosesAnEarlierCopy) {
   memory.files.contents[kAside] = "first";
   memory.files.contents[std::string(kAside) + ".2"] = "second";
   Content() = "third";
@@ -225,7 +225,7 @@ TEST_F(ListFileTest, AnEarlierCopyIsNeverLost) {
   EXPECT_EQ(memory.files.contents.at(std::string(kAside) + ".3"), "third");
 }
 
-TEST_F(ListFileTest, ALargeForeignFileIsCopiedWhole) {
+TEST_F(ListFileTest, CopiesALargeForeignFileCompletely) {
   std::string content(3 * 1048576 + 5, 'x');
   content.back() = 'y';
   Content() = content;
@@ -233,7 +233,7 @@ TEST_F(ListFileTest, ALargeForeignFileIsCopiedWhole) {
   EXPECT_EQ(memory.files.contents.at(kAside), content);
 }
 
-TEST_F(ListFileTest, WhatIsEmptyOrOnlyReservedIsNotCopied) {
+TEST_F(ListFileTest, DoesNotCopyAnEmptyOrMerelyReservedFile) {
   for (const std::string& content : {std::string(), std::string(98, '\0')}) {
     Content() = content;
     Load();
@@ -241,7 +241,7 @@ TEST_F(ListFileTest, WhatIsEmptyOrOnlyReservedIsNotCopied) {
   }
 }
 
-TEST_F(ListFileTest, NothingIsSavedOverADamagedFileUntilItIsCopied) {
+TEST_F(ListFileTest, SavesNothingOverADamagedFileUntilItIsCopied) {
   Content() = "evidence";
   memory.files.failing = {std::string("write ") + kAside};
   Load();
@@ -257,7 +257,7 @@ TEST_F(ListFileTest, NothingIsSavedOverADamagedFileUntilItIsCopied) {
   EXPECT_EQ(memory.files.contents.size(), 2U);
 }
 
-TEST_F(ListFileTest, NothingIsSavedOverAFileThatCannotBeRead) {
+TEST_F(ListFileTest, SavesNothingOverAnUnreadableFile) {
   Content() = test::EncodedList({DownloadRecord{}, test::FullRecord()});
   const std::string before = Content();
   memory.files.failing = {"read "};
@@ -267,7 +267,7 @@ TEST_F(ListFileTest, NothingIsSavedOverAFileThatCannotBeRead) {
   EXPECT_EQ(Content(), before);
 }
 
-TEST_F(ListFileTest, PartFilesMayGoOnceTheListIsSavedAndNotWhereItCannotBe) {
+TEST_F(ListFileTest, AllowsDeletingPartFilesOnlyOnceTheListIsSaved) {
   Load();
   Add(test::FullRecord());
   EXPECT_TRUE(SaveListBeforeTouchingParts(program));
@@ -276,14 +276,14 @@ TEST_F(ListFileTest, PartFilesMayGoOnceTheListIsSavedAndNotWhereItCannotBe) {
   EXPECT_FALSE(SaveListBeforeTouchingParts(program));
 }
 
-TEST_F(ListFileTest, AFolderThatTakesNoFileStillGivesAnEmptyList) {
+TEST_F(ListFileTest, LoadsAnEmptyListInAnUnwritableFolder) {
   memory.files.failing = {"open "};
   Load();
   EXPECT_TRUE(program.listLoaded);
   EXPECT_THROW(SaveList(program), Failure);
 }
 
-TEST_F(ListFileTest, EveryTruncationOfAListLoadsSavesAndLoadsAgain) {
+TEST_F(ListFileTest, LoadsSavesAndReloadsEveryTruncation) {
   const std::string whole = test::EncodedList({DownloadRecord{}, test::FullRecord(), test::FullRecord()});
   for (std::size_t length = 0; length <= whole.size(); ++length) {
     memory.files.contents.clear();
@@ -297,7 +297,7 @@ TEST_F(ListFileTest, EveryTruncationOfAListLoadsSavesAndLoadsAgain) {
 }
 
 // What a damaged list is read as is a list like any other: written and read again it stays so.
-TEST_F(ListFileTest, EveryFlippedBitOfAListLoadsSavesAndLoadsAgain) {
+TEST_F(ListFileTest, LoadsSavesAndReloadsEveryFlippedBit) {
   test::RandomRecords random(7);
   const std::string whole =
       test::EncodedList({DownloadRecord{}, test::FullRecord(), random.Next(), test::FullRecord()});
@@ -318,7 +318,7 @@ TEST_F(ListFileTest, EveryFlippedBitOfAListLoadsSavesAndLoadsAgain) {
   }
 }
 
-TEST_F(ListFileTest, AFullArrayOfRecordsLoadsAndSaves) {
+TEST_F(ListFileTest, LoadsAndSavesAFullArrayOfRecords) {
   Load();
   program.ResizeDownloads(kMaxRecords);
   program.Download(kMaxRecords).URL = "last";
@@ -329,12 +329,12 @@ TEST_F(ListFileTest, AFullArrayOfRecordsLoadsAndSaves) {
   EXPECT_EQ(records.back().URL, "last");
 }
 
-TEST_F(ListFileTest, IsClosedToOthersAtItsCreation) {
+TEST_F(ListFileTest, IsPrivateFromItsCreation) {
   Load();
   EXPECT_TRUE(memory.files.closed.contains(kPath));
 }
 
-TEST_F(ListFileTest, IsClosedToOthersWithItsCopiesAtTheStart) {
+TEST_F(ListFileTest, IsMadePrivateWithItsCopiesAtStart) {
   const std::string whole = test::EncodedList({DownloadRecord{}, test::FullRecord()});
   for (const char* const path : {kPath, kAside, "/program/Pellora.dat.damaged.2"}) memory.files.contents[path] = whole;
   Load();
@@ -342,14 +342,14 @@ TEST_F(ListFileTest, IsClosedToOthersWithItsCopiesAtTheStart) {
   EXPECT_EQ(memory.files.contents.size(), 3U);
 }
 
-TEST_F(ListFileTest, ThatIsDamagedGetsACopyClosedToOthers) {
+TEST_F(ListFileTest, CopiesADamagedListPrivately) {
   Content() = "no list";
   Load();
   EXPECT_EQ(memory.files.contents.at(kAside), "no list");
   EXPECT_TRUE(memory.files.closed.contains(kAside));
 }
 
-TEST_F(ListFileTest, ThatMayNotBeWrittenIsReadAllTheSame) {
+TEST_F(ListFileTest, ReadsAListThatCannotBeWritten) {
   Content() = test::EncodedList({DownloadRecord{}, test::FullRecord()});
   memory.files.failing = {"open "};
   Load();

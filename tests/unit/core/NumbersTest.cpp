@@ -23,7 +23,7 @@ FailureNumber NumberOfFailure(Call&& call) {
   return {};
 }
 
-TEST(NumericPrefix, TakesSignDigitsAndOnePoint) {
+TEST(NumericPrefix, ReadsSignDigitsAndOnePoint) {
   const struct {
     const char* text;
     double value;
@@ -73,7 +73,7 @@ TEST(RoundTiesToEven, RoundsHalvesToTheEvenNeighbour) {
   for (const auto& c : kCases) EXPECT_EQ(RoundTiesToEven(c.value), c.rounded) << c.value;
 }
 
-TEST(RoundTiesToEven, IsHeldAtTheEndsOfItsType) {
+TEST(RoundTiesToEven, SaturatesAtTheLimitsOfItsType) {
   using Limits = std::numeric_limits<std::int64_t>;
   EXPECT_EQ(RoundTiesToEven(1e300), Limits::max());
   EXPECT_EQ(RoundTiesToEven(-1e300), Limits::min());
@@ -91,7 +91,7 @@ TEST(RoundedPrefix, RoundsAndSaturates) {
   EXPECT_EQ(RoundedPrefix("-99999999999"), std::numeric_limits<std::int32_t>::min());
 }
 
-TEST(ToBoolean, TakesTheWordsAndNumbers) {
+TEST(ToBoolean, AcceptsWordsAndNumbers) {
   for (const char* text : {"True", "true", "TRUE", " True ", "1", "-1", "0.5", "2"})
     EXPECT_TRUE(ToBoolean(text)) << text;
   for (const char* text : {"False", "fAlSe", "0", "0.0", "-0"}) EXPECT_FALSE(ToBoolean(text)) << text;
@@ -103,7 +103,7 @@ TEST(ToBoolean, RefusesOtherText) {
   }
 }
 
-TEST(ToInt16, TakesWhatFitsIntoSixteenBits) {
+TEST(ToInt16, AcceptsNumbersOfSixteenBits) {
   EXPECT_EQ(ToInt16("80"), 80);
   EXPECT_EQ(ToInt16(" -32768 "), -32768);
   EXPECT_EQ(ToInt16("32767"), 32767);
@@ -111,19 +111,19 @@ TEST(ToInt16, TakesWhatFitsIntoSixteenBits) {
   EXPECT_EQ(ToInt16("32767.4"), 32767);
 }
 
-TEST(ToInt16, RefusesWhatIsTooLarge) {
+TEST(ToInt16, RefusesLargerNumbers) {
   for (const char* text : {"32768", "-32769", "40000", "32767.5", "99999999999999999999"}) {
     EXPECT_EQ(NumberOfFailure([&] { ToInt16(text); }), FailureNumber::Overflow) << text;
   }
 }
 
-TEST(ToInt16, RefusesWhatIsNoNumber) {
+TEST(ToInt16, RefusesOtherText) {
   for (const char* text : {"", "abc", "3x", "1,000", "1e1", "&H8", "--1", "1 2", "\t1"}) {
     EXPECT_EQ(NumberOfFailure([&] { ToInt16(text); }), FailureNumber::Conversion) << text;
   }
 }
 
-TEST(ToInt32, TakesWhatFitsIntoThirtyTwoBits) {
+TEST(ToInt32, AcceptsNumbersOfThirtyTwoBits) {
   EXPECT_EQ(ToInt32("2147483647"), 2147483647);
   EXPECT_EQ(ToInt32("1.5"), 2);
   EXPECT_EQ(NumberOfFailure([] { ToInt32("2147483648"); }), FailureNumber::Overflow);

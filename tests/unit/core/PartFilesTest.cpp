@@ -32,13 +32,13 @@ class PartFilesOnDisk : public testing::Test {
   DownloadRecord record;
 };
 
-TEST_F(PartFilesOnDisk, OfAPlanMayBeMissingButNotForeign) {
+TEST_F(PartFilesOnDisk, MayBeMissingButNotForeignInAPlan) {
   EXPECT_TRUE(PlanIsUsable(files, record));
   files.foreign = {"/t/a002.tmp"};
   EXPECT_FALSE(PlanIsUsable(files, record));
 }
 
-TEST_F(PartFilesOnDisk, OfAPlanHaveTheFormOfPartNames) {
+TEST_F(PartFilesOnDisk, HavePartFileNamesInAPlan) {
   record.Segments[2].TempFile = "/home/u/letter.txt";
   EXPECT_FALSE(PlanIsUsable(files, record));
   record.SegmentCount = 1;  // what lies beyond the plan does not count

@@ -12,7 +12,7 @@ class ProgramTest : public testing::Test {
   Program program{memory.platform};
 };
 
-TEST_F(ProgramTest, AnIndexOutsideTheListIsAFailure) {
+TEST_F(ProgramTest, FailsForAnIndexOutsideTheList) {
   program.ResizeDownloads(2);
   for (const int index : {-1, 3, 32767}) {
     EXPECT_THROW((void)program.Download(index), Failure) << index;
@@ -22,7 +22,7 @@ TEST_F(ProgramTest, AnIndexOutsideTheListIsAFailure) {
   }
 }
 
-TEST_F(ProgramTest, ElementsStayWhereTheyAreWhenTheListGrows) {
+TEST_F(ProgramTest, KeepsElementAddressesWhenTheListGrows) {
   program.ResizeDownloads(1);
   DownloadRecord& record = program.Download(1);
   record.URL = "u";
@@ -31,7 +31,7 @@ TEST_F(ProgramTest, ElementsStayWhereTheyAreWhenTheListGrows) {
   EXPECT_EQ(record.URL, "u");
 }
 
-TEST_F(ProgramTest, AResetMakesBlankRecordsAndEndsEveryHold) {
+TEST_F(ProgramTest, ResetBlanksRecordsAndEndsEveryHold) {
   program.ResizeDownloads(2);
   program.Download(2).URL = "u";
   const std::uint32_t serial = program.Serial(2);
@@ -43,7 +43,7 @@ TEST_F(ProgramTest, AResetMakesBlankRecordsAndEndsEveryHold) {
   EXPECT_EQ(program.Download(2), DownloadRecord{});
 }
 
-TEST_F(ProgramTest, CountsAsActiveWhatIsInUseAndActiveAndNeverElementZero) {
+TEST_F(ProgramTest, CountsActiveRecordsInUseButNeverElementZero) {
   program.ResizeDownloads(3);
   for (int i = 0; i <= 3; ++i) program.Download(i).InUse = program.Download(i).Active = true;
   EXPECT_EQ(program.ActiveCount(), 3);
@@ -52,7 +52,7 @@ TEST_F(ProgramTest, CountsAsActiveWhatIsInUseAndActiveAndNeverElementZero) {
   EXPECT_EQ(program.ActiveCount(), 1);
 }
 
-TEST_F(ProgramTest, SessionBytesStopAtTheLargestSignedNumberWhileTheSumGoesOn) {
+TEST_F(ProgramTest, CapsSessionBytesWhileTheSumContinues) {
   program.CountReceived(2147483000);
   EXPECT_EQ(program.SessionBytes(), 2147483000);
   program.CountReceived(2147483000);

@@ -6,7 +6,7 @@
 namespace pellora {
 namespace {
 
-TEST(SegmentRecord, FoldMovesWhatThisConnectionBroughtIntoTheResumePoint) {
+TEST(SegmentRecord, FoldMovesReceivedBytesIntoTheResumePoint) {
   SegmentRecord segment;
   segment.RangeStart = 1000;
   segment.RangeEnd = 1999;
@@ -21,7 +21,7 @@ TEST(SegmentRecord, FoldMovesWhatThisConnectionBroughtIntoTheResumePoint) {
   EXPECT_EQ(segment.RangeStart, 1300);
 }
 
-TEST(SegmentRecord, FoldHoldsSumsOfADamagedListWithinTheirRange) {
+TEST(SegmentRecord, FoldClampsTheSumsOfADamagedList) {
   SegmentRecord segment;
   segment.RangeStart = 2147483000;
   segment.ReceivedTotal = -2147483000;
@@ -34,7 +34,7 @@ TEST(SegmentRecord, FoldHoldsSumsOfADamagedListWithinTheirRange) {
   EXPECT_EQ(segment.ReceivedTotal, -2147483647 - 1);
 }
 
-TEST(DownloadRecord, ASegmentThatTheArrayDoesNotHaveIsAFailure) {
+TEST(DownloadRecord, FailsForASegmentOutsideTheArray) {
   DownloadRecord record;
   EXPECT_THROW((void)record.Segment(0), Failure);
   record.Segments.resize(2);

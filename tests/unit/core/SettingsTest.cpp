@@ -26,7 +26,7 @@ class SettingsTest : public testing::Test {
   Settings settings;
 };
 
-TEST_F(SettingsTest, AnEmptyStoreGivesTheDefaults) {
+TEST_F(SettingsTest, LoadsDefaultsFromAnEmptyStore) {
   clock.now = SerialOf({2026, 11, 21, 9, 30, 15});
   Load();
   EXPECT_TRUE(settings.BrowserIngeration);
@@ -51,7 +51,7 @@ TEST_F(SettingsTest, AnEmptyStoreGivesTheDefaults) {
   EXPECT_EQ(settings.ScheduleOption, 0);
 }
 
-TEST_F(SettingsTest, TheDefaultHourIsTodayAtNoonIfThatIsAheadElseTomorrow) {
+TEST_F(SettingsTest, DefaultHourIsTheNextNoon) {
   clock.now = 46000.4;
   Load();
   EXPECT_EQ(settings.ScheduleHour, 46000.5);
@@ -63,7 +63,7 @@ TEST_F(SettingsTest, TheDefaultHourIsTodayAtNoonIfThatIsAheadElseTomorrow) {
   EXPECT_EQ(settings.ScheduleHour, 46001.5);
 }
 
-TEST_F(SettingsTest, AStoredHourIsAdvancedToItsNextOccurrence) {
+TEST_F(SettingsTest, AdvancesAStoredHourToItsNextOccurrence) {
   clock.now = 46000.5;
   Store("ScheduleHour", StoredDateTime(45000.25));
   Load();
@@ -73,7 +73,7 @@ TEST_F(SettingsTest, AStoredHourIsAdvancedToItsNextOccurrence) {
   EXPECT_EQ(settings.ScheduleHour, 46100.25);
 }
 
-TEST_F(SettingsTest, ChosenFoldersAreTheDefaultsAgainAfterARestart) {
+TEST_F(SettingsTest, ResetsChosenFoldersToTheDefaultsAtARestart) {
   Load();
   settings.DownloadFolder = "/chosen/";
   settings.TempFolder = "/parts/";
@@ -85,7 +85,7 @@ TEST_F(SettingsTest, ChosenFoldersAreTheDefaultsAgainAfterARestart) {
   EXPECT_EQ(store.Get("Pellora", "TempFolder"), "/parts/");
 }
 
-TEST_F(SettingsTest, FoldersUnderTheOlderNameAreHonouredAndNeverOverwritten) {
+TEST_F(SettingsTest, ReadsFoldersUnderTheOlderNameAndNeverOverwritesThem) {
   store.values[{"Brenmoor", "DownloadFolder"}] = "/old/d/";
   store.values[{"Brenmoor", "TempFolder"}] = "/old/t/";
   Load();
@@ -98,14 +98,14 @@ TEST_F(SettingsTest, FoldersUnderTheOlderNameAreHonouredAndNeverOverwritten) {
   for (const std::string& entry : store.written) EXPECT_EQ(entry.rfind("Pellora/", 0), 0U) << entry;
 }
 
-TEST_F(SettingsTest, WithoutADocumentsFolderTheDefaultsBeginAtTheRoot) {
+TEST_F(SettingsTest, DefaultsStartAtTheRootWithoutADocumentsFolder) {
   machine.documents.clear();
   Load();
   EXPECT_EQ(settings.DownloadFolder, "/Pellora/downloads/");
   EXPECT_EQ(settings.TempFolder, "/Pellora/temp/");
 }
 
-TEST_F(SettingsTest, LimitsAreReadByPrefixRoundedAndNotClamped) {
+TEST_F(SettingsTest, ReadsLimitsByPrefixRoundedAndUnclamped) {
   const struct {
     const char* text;
     std::int32_t value;
@@ -119,7 +119,7 @@ TEST_F(SettingsTest, LimitsAreReadByPrefixRoundedAndNotClamped) {
   }
 }
 
-TEST_F(SettingsTest, ABadProxyPortEndsTheLoadAtThatKey) {
+TEST_F(SettingsTest, BadProxyPortEndsTheLoadAtThatKey) {
   for (const char* port : {"abc", "40000", "-32769", ""}) {
     Store("ProxyServer", "proxy");
     Store("ProxyPort", port);
@@ -140,7 +140,7 @@ TEST_F(SettingsTest, ABadProxyPortEndsTheLoadAtThatKey) {
   }
 }
 
-TEST_F(SettingsTest, ABadBooleanLeavesAllKeysBehindItAtZero) {
+TEST_F(SettingsTest, BadBooleanLeavesAllLaterKeysAtZero) {
   Store("CheckClipboard", "maybe");
   Store("SaveAs", "True");
   EXPECT_FALSE(LoadSkippingFailure());
@@ -155,13 +155,13 @@ TEST_F(SettingsTest, ABadBooleanLeavesAllKeysBehindItAtZero) {
   EXPECT_EQ(settings.ScheduleHour, 0);
 }
 
-TEST_F(SettingsTest, ABadOptionSkipsTheWalkOfTheHour) {
+TEST_F(SettingsTest, BadOptionLeavesTheHourUnadvanced) {
   Store("ScheduleOption", "daily");
   EXPECT_FALSE(LoadSkippingFailure());
   EXPECT_EQ(settings.ScheduleHour, 0.5);
 }
 
-TEST_F(SettingsTest, AGarbledHourEndsTheLoadInsteadOfNeverEnding) {
+TEST_F(SettingsTest, GarbledHourEndsTheLoadInsteadOfLoopingForever) {
   for (const char* text : {"1e300", "-1e20", "nan", "99999-01-01 12:00:00", "0001-01-01 12:00:00"}) {
     Store("ScheduleHour", text);
     EXPECT_FALSE(LoadSkippingFailure()) << text;
@@ -170,7 +170,7 @@ TEST_F(SettingsTest, AGarbledHourEndsTheLoadInsteadOfNeverEnding) {
   }
 }
 
-TEST_F(SettingsTest, BooleansMayBeNumbers) {
+TEST_F(SettingsTest, AcceptsNumbersAsBooleans) {
   Store("CheckClipboard", "0");
   Store("SaveAs", "-1");
   Load();
@@ -178,7 +178,7 @@ TEST_F(SettingsTest, BooleansMayBeNumbers) {
   EXPECT_TRUE(settings.SaveAs);
 }
 
-TEST_F(SettingsTest, SaveWritesEveryKeyInOrderUnderThePresentName) {
+TEST_F(SettingsTest, SaveWritesEveryKeyInOrderUnderTheCurrentName) {
   settings.BrowserIngeration = true;
   settings.DownloadFolder = "/d/";
   settings.TempFolder = "/t/";
@@ -225,7 +225,7 @@ TEST_F(SettingsTest, SaveStopsAtItsFirstFailure) {
   EXPECT_EQ(store.written.size(), 2U);
 }
 
-TEST_F(SettingsTest, WhatIsSavedIsLoadedAgain) {
+TEST_F(SettingsTest, LoadsWhatWasSaved) {
   clock.now = SerialOf({2026, 11, 21, 9, 30, 15});
   Load();
   settings.CheckClipboard = false;

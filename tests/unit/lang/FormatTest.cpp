@@ -37,7 +37,7 @@ TEST(FormatSize, ChangesUnitsAtPowersOfTen) {
   EXPECT_EQ(Size(2147483647), "1.99 gb");
 }
 
-TEST(FormatSize, CutsAndNeverRounds) {
+TEST(FormatSize, TruncatesAndNeverRounds) {
   EXPECT_EQ(Size(1536), "1.5 kb");
   EXPECT_EQ(Size(2047), "1.9 kb");
   EXPECT_EQ(Size(2097151), "1.99 mb");
@@ -58,14 +58,14 @@ TEST(FormatSize, IsEmptyBelowZero) {
   EXPECT_EQ(Size(std::numeric_limits<std::int64_t>::min()), "");
 }
 
-TEST(FormatSize, TakesTheLocalesSeparator) { EXPECT_EQ(Size(1536, ","), "1,5 kb"); }
+TEST(FormatSize, UsesTheLocalesSeparator) { EXPECT_EQ(Size(1536, ","), "1,5 kb"); }
 
-TEST(FormatSize, GoesOnBeyond32Bits) {
+TEST(FormatSize, FormatsSizesBeyond32Bits) {
   EXPECT_EQ(Size(3000000000), "2.79 gb");
   EXPECT_EQ(Size(std::numeric_limits<std::int64_t>::max()), "8589934591.99 gb");
 }
 
-TEST(FormatSize, IsANumberAndABlankWhereNoTextsAreLoaded) { EXPECT_EQ(FormatSize(5, LangStringArray(), "."), "5 "); }
+TEST(FormatSize, IsANumberAndABlankWithoutTexts) { EXPECT_EQ(FormatSize(5, LangStringArray(), "."), "5 "); }
 
 TEST(FormatSize, AgreesWithExactDivisionForEveryKiloSize) {
   for (std::int64_t bytes = 1000; bytes < 1000000; ++bytes) {
@@ -86,16 +86,16 @@ TEST(FormatDuration, ChoosesItsFormByTheLargestUnit) {
   EXPECT_EQ(FormatDuration(360061, Texts()), "100 h 1 min 1 s");
 }
 
-TEST(FormatDuration, CutsTheFractionOff) { EXPECT_EQ(FormatDuration(59.5F, Texts()), "59s"); }
+TEST(FormatDuration, TruncatesTheFraction) { EXPECT_EQ(FormatDuration(59.5F, Texts()), "59s"); }
 
-TEST(FormatDuration, IsEmptyBelowZeroAndWithoutANumber) {
+TEST(FormatDuration, IsEmptyBelowZeroAndForNaN) {
   EXPECT_EQ(FormatDuration(-0.5F, Texts()), "");
   EXPECT_EQ(FormatDuration(-kInfinity, Texts()), "");
   EXPECT_EQ(FormatDuration(std::nanf(""), Texts()), "");
   EXPECT_EQ(FormatDuration(-0.0F, Texts()), "0s");
 }
 
-TEST(FormatDuration, HoldsEndlessTimesAtItsBound) {
+TEST(FormatDuration, CapsInfiniteTimes) {
   EXPECT_EQ(FormatDuration(1e14F, Texts()), "27777777882 h 27 min 12 s");
   EXPECT_EQ(FormatDuration(kInfinity, Texts()), "277777777777 h 46 min 40 s");
   EXPECT_EQ(FormatDuration(3e38F, Texts()), FormatDuration(kInfinity, Texts()));
@@ -118,13 +118,13 @@ TEST(FormatClock, RoundsToTheNearestSecondTiesToEven) {
   EXPECT_EQ(FormatClock(3599.5F), "01:00:00");
 }
 
-TEST(FormatClock, IsEmptyBelowZeroAndWithoutANumber) {
+TEST(FormatClock, IsEmptyBelowZeroAndForNaN) {
   EXPECT_EQ(FormatClock(-0.25F), "");
   EXPECT_EQ(FormatClock(-kInfinity), "");
   EXPECT_EQ(FormatClock(std::nanf("")), "");
 }
 
-TEST(FormatClock, HoldsEndlessTimesAtItsBound) { EXPECT_EQ(FormatClock(kInfinity), "277777777777:46:40"); }
+TEST(FormatClock, CapsInfiniteTimes) { EXPECT_EQ(FormatClock(kInfinity), "277777777777:46:40"); }
 
 TEST(FormatPercent, HasOneDecimal) {
   EXPECT_EQ(FormatPercent(0, "."), "0.0");
@@ -155,7 +155,7 @@ TEST(FormatPercent, RoundsEveryHundredthLikeItsDecimalTextInBothWidths) {
   }
 }
 
-TEST(FormatPercent, StaysBoundedForWhatIsNoPercentage) {
+TEST(FormatPercent, StaysBoundedForInvalidPercentages) {
   EXPECT_EQ(FormatPercent(std::nan(""), "."), "0.0");
   EXPECT_EQ(FormatPercent(kInfinity, "."), "0.0");
   EXPECT_EQ(FormatPercent(1e300, "."), "1000000000.0");

@@ -113,7 +113,7 @@ TEST_P(LanguageFile, LosesNothingAtTheEndsOfItsLines) {
   EXPECT_TRUE(IsUtf8(content));
 }
 
-TEST_P(LanguageFile, EndsInTheUnitThatTheNameOverwrote) {
+TEST_P(LanguageFile, EndsByRestoringTheUnitOverwrittenByItsName) {
   EXPECT_EQ(lines.back(), "0=" + texts[0]);
   EXPECT_EQ(content.find("LANG=") == std::string::npos, std::string(GetParam()) == ".txt");
 }
@@ -126,7 +126,7 @@ TEST_P(LanguageFile, NamesItsLanguageAtMostOnce) {
 
 TEST_P(LanguageFile, ForbidsTheDoubleQuote) { EXPECT_EQ(texts[951], "\""); }
 
-TEST_P(LanguageFile, HasTextsThatFitWhatIsGluedToThem) {
+TEST_P(LanguageFile, HasTextsThatFitWhatIsAppendedToThem) {
   EXPECT_TRUE(texts[401].ends_with(":\xc2\xa0")) << texts[401];  // a file name follows
   EXPECT_TRUE(texts[535].ends_with("(")) << texts[535];          // the status and ")" follow
   EXPECT_TRUE(texts[530].ends_with(".")) << texts[530];          // stands behind 531 and the path
@@ -140,7 +140,7 @@ TEST_P(LanguageFile, HasTextsThatFitWhatIsGluedToThem) {
 }
 
 // What stands in a place that does not grow with its text.
-TEST_P(LanguageFile, IsShortWhereThereIsLittleRoom) {
+TEST_P(LanguageFile, HasShortTextsForNarrowPlaces) {
   for (const int number : {201, 207}) EXPECT_LE(Letters(Text(number)), 10u) << Text(number);  // narrow columns
   for (const int number : {300, 302}) EXPECT_LE(Letters(Text(number)), 10u) << Text(number);  // the status alone
   for (const int number : {301, 303}) EXPECT_LE(Letters(Text(number)), 7u) << Text(number);   // " (100.0%)" follows
@@ -155,7 +155,7 @@ TEST_P(LanguageFile, IsShortWhereThereIsLittleRoom) {
 }
 
 // Entries of one menu; the ampersand goes before the letter that opens them.
-TEST_P(LanguageFile, GivesNoTwoEntriesOfAMenuTheSameKey) {
+TEST_P(LanguageFile, GivesNoTwoMenuEntriesTheSameKey) {
   struct MenuEntries {
     std::string takenKeys;  // of entries that are the same in every language
     std::vector<int> numbers;
@@ -181,7 +181,7 @@ TEST_P(LanguageFile, GivesNoTwoEntriesOfAMenuTheSameKey) {
   }
 }
 
-TEST_P(LanguageFile, HasOneKeyWhereEnglishHasOneAndElsewhereNone) {
+TEST_P(LanguageFile, HasKeysExactlyWhereEnglishHasThem) {
   for (std::size_t number = 0; number < texts.size(); ++number) {
     EXPECT_EQ(std::count(texts[number].begin(), texts[number].end(), '&'),
               std::count(english[number].begin(), english[number].end(), '&'))
@@ -224,13 +224,13 @@ INSTANTIATE_TEST_SUITE_P(Shipped, LanguageFile, testing::ValuesIn(kFiles),
                            return name == ".txt" ? std::string("nameless") : name.substr(0, name.size() - 4);
                          });
 
-TEST(LanguageFiles, NamelessIsEnglishWithoutItsName) {
+TEST(LanguageFiles, NamelessOneIsEnglishWithoutItsName) {
   std::vector<std::string> expected = Lines(ReadFile("english.txt"));
   ASSERT_EQ(std::erase(expected, "LANG=English"), 1u);
   EXPECT_EQ(Lines(ReadFile(".txt")), expected);
 }
 
-TEST(LanguageFiles, AreAllLookedAt) {
+TEST(LanguageFiles, AreAllTested) {
   std::set<std::string> placed;
   for (const auto& entry : std::filesystem::directory_iterator(PELLORA_LANGUAGE_FOLDER)) {
     placed.insert(entry.path().filename().string());
@@ -238,7 +238,7 @@ TEST(LanguageFiles, AreAllLookedAt) {
   EXPECT_EQ(placed, std::set<std::string>(std::begin(kFiles), std::end(kFiles)));
 }
 
-TEST(LanguageFiles, NameEachLanguageInItself) {
+TEST(LanguageFiles, NameEachLanguageInThatLanguage) {
   const std::map<std::string, std::string> kNames = {{"english.txt", "English"},
                                                      {"french.txt",
                                                       "Fran\xc3\xa7"
@@ -255,7 +255,7 @@ TEST(LanguageFiles, NameEachLanguageInItself) {
 }
 
 // Units, names, and words that both languages have. All else that equals English was forgotten.
-TEST(LanguageFiles, TranslateWhatIsNoNameOrSign) {
+TEST(LanguageFiles, TranslateEverythingButNamesAndSigns) {
   const std::map<std::string, std::set<std::size_t>> kSame = {
       {"french.txt", {4, 5, 6, 103, 202, 203, 251, 635, 704, 787, 791, 951}},
       {"german.txt", {4, 5, 6, 107, 202, 204, 205, 251, 635, 704, 951}},
@@ -275,7 +275,7 @@ TEST(LanguageFiles, TranslateWhatIsNoNameOrSign) {
 }
 
 // French keeps a mark of two parts on the line of its word.
-TEST(LanguageFiles, FrenchHasNoBreakSpacesBeforeItsMarks) {
+TEST(LanguageFiles, FrenchHasNoBreakSpacesBeforePunctuation) {
   const LangStringArray texts = Load("french.txt");
   for (const std::string& text : texts) {
     for (const char* const mark : {" :", " ;", " ?"}) EXPECT_EQ(text.find(mark), std::string::npos) << text;

@@ -56,7 +56,7 @@ std::string Entry(const std::string& content, int number, const std::string& bef
   return texts[static_cast<std::size_t>(number)];
 }
 
-TEST(ReadLanguage, TakesTheTextBehindTheFirstEqualsSign) {
+TEST(ReadLanguage, ReadsTheTextAfterTheFirstEqualsSign) {
   EXPECT_EQ(Entry("  12=Hello  ", 12), "Hello");
   EXPECT_EQ(Entry("12= Hello", 12), " Hello");
   EXPECT_EQ(Entry("12=a=b", 12), "a=b");
@@ -66,14 +66,14 @@ TEST(ReadLanguage, TakesTheTextBehindTheFirstEqualsSign) {
   EXPECT_EQ(Entry("12=Save as:\xc2\xa0", 12), "Save as:\xc2\xa0");
 }
 
-TEST(ReadLanguage, PassesOverCommentsAndLinesWithoutAnEqualsSign) {
+TEST(ReadLanguage, SkipsCommentsAndLinesWithoutAnEqualsSign) {
   for (const char* const line : {"// 12=x", "//12=x", "; 12=x", ";12=x", "  // 12=x", "12", "", " ", "12:x"}) {
     EXPECT_EQ(Entry(line, 12), "before") << line;
     EXPECT_EQ(Entry(line, 0), "before") << line;
   }
 }
 
-TEST(ReadLanguage, WritesEntryZeroWhereTheLeftSideIsNoNumber) {
+TEST(ReadLanguage, WritesEntryZeroIfTheLeftSideIsNoNumber) {
   EXPECT_EQ(Entry("Pause=Halt", 0), "Halt");
   EXPECT_EQ(Entry("=Halt", 0), "Halt");
   EXPECT_EQ(Entry("\t12=Halt", 0), "Halt");
@@ -91,14 +91,14 @@ TEST(ReadLanguage, RoundsNumbersTiesToEven) {
   EXPECT_EQ(Entry("-0.5=x", 0), "x");
 }
 
-TEST(ReadLanguage, PassesOverNumbersOutsideTheTable) {
+TEST(ReadLanguage, SkipsNumbersOutsideTheTable) {
   LangStringArray texts;
   ReadLanguage("-1=x\n1025=x\n99999999999999999999=x\n-99999999999999999999=x\n1024.6=x\n", texts);
   for (const std::string& text : texts) EXPECT_EQ(text, "");
   EXPECT_EQ(Entry("1024=last", 1024), "last");
 }
 
-TEST(ReadLanguage, TakesBothLineEndsAndAByteOrderMark) {
+TEST(ReadLanguage, AcceptsBothLineEndsAndAByteOrderMark) {
   const std::string lf =
       "\xEF\xBB\xBF"
       "1=a\n2=b  \n\n3=c";
@@ -138,7 +138,7 @@ TEST_F(LanguageTest, RelabelsEveryTranslatedKindOfControl) {
   EXPECT_EQ(window->ListView1.Columns()[1].width, 70);
 }
 
-TEST_F(LanguageTest, LeavesWhatHasNoNumberOfTheTable) {
+TEST_F(LanguageTest, LeavesControlsWithoutATableNumberOnLoad) {
   GivenFile("x.txt", "0=zero\n29=bad\n1=kb\n");
   window->Label1.Tag = "99999999999";
   window->Frame1.Tag = "-600";
@@ -156,14 +156,14 @@ TEST_F(LanguageTest, LeavesWhatHasNoNumberOfTheTable) {
   EXPECT_EQ(window->Command1.Caption(), "Start");
 }
 
-TEST_F(LanguageTest, TakesAButtonsToolTipThirtyNumbersOn) {
+TEST_F(LanguageTest, TakesAButtonsToolTipThirtyNumbersLater) {
   GivenFile("x.txt", "100=Add\n130=Adds a URL\n");
   Load("x");
   EXPECT_EQ(window->Toolbar1.Buttons()[0].caption, "Add");
   EXPECT_EQ(window->Toolbar1.Buttons()[0].toolTip, "Adds a URL");
 }
 
-TEST_F(LanguageTest, LeavesTheToolTipWhoseNumberLiesBehindTheTable) {
+TEST_F(LanguageTest, LeavesAToolTipWhoseNumberIsBeyondTheTable) {
   window->Toolbar1.Buttons = {{"in", "in", 994, "own", 0}, {"beyond", "beyond", 995, "own", 0}};
   GivenFile("x.txt", "994=Last\n995=Beyond\n1024=tip\n");
   Load("x");
@@ -173,7 +173,7 @@ TEST_F(LanguageTest, LeavesTheToolTipWhoseNumberLiesBehindTheTable) {
   EXPECT_EQ(window->Toolbar1.Buttons()[1].toolTip, "own");
 }
 
-TEST_F(LanguageTest, LeavesEveryKindOfControlWithoutANumberOfTheTable) {
+TEST_F(LanguageTest, LeavesEveryKindOfControlWithoutATableNumber) {
   for (const char* const tag : {"0", "-1", "99999", "", "none"}) {
     SampleWindow sample(ports.platform);
     const std::vector<Control*> controls = {&sample.Command1, &sample.Label1, &sample.Frame1,
@@ -204,7 +204,7 @@ TEST_F(LanguageTest, TitlesAWindowThatHasANumber) {
   }
 }
 
-TEST_F(LanguageTest, BlanksAControlAtFirstAndKeepsTheFormerTextLater) {
+TEST_F(LanguageTest, BlanksAControlAtFirstAndLaterKeepsItsPreviousText) {
   GivenFile("short.txt", "1=kb\n");
   GivenFile("long.txt", "110=Hinzu\n1=KB\n");
   Load("short");
@@ -216,7 +216,7 @@ TEST_F(LanguageTest, BlanksAControlAtFirstAndKeepsTheFormerTextLater) {
   EXPECT_EQ(Text(1), "kb");
 }
 
-TEST_F(LanguageTest, KeepsTheFormerLanguagesTextUnderANumberThatTheNewOneLacks) {
+TEST_F(LanguageTest, KeepsThePreviousLanguagesTextIfTheNewOneLacksIt) {
   GivenFile("german.txt", "110=Hinzu\n405=Laden?\n");
   GivenFile("french.txt", "110=Ajouter\n");
   Load("german");
@@ -226,7 +226,7 @@ TEST_F(LanguageTest, KeepsTheFormerLanguagesTextUnderANumberThatTheNewOneLacks) 
   EXPECT_EQ(window->Label1.Caption(), "Laden?");
 }
 
-TEST_F(LanguageTest, ChangesNothingWhereTheFileIsMissing) {
+TEST_F(LanguageTest, ChangesNothingIfTheFileIsMissing) {
   GivenFile("x.txt", "110=Hinzu\n");
   Load("x");
   EXPECT_THROW(Load("y"), Failure);
@@ -240,7 +240,7 @@ TEST_F(LanguageTest, LoadsTheNamelessFileForAnEmptyName) {
   EXPECT_EQ(Text(110), "Add");
 }
 
-TEST_F(LanguageTest, StaysInTheProgramsFolder) {
+TEST_F(LanguageTest, LoadsFilesOnlyFromTheProgramsFolder) {
   ports.files.contents["/opt/Pellora/../x.txt"] = "1=out\n";
   ports.files.contents["/opt/Pellora/sub/x.txt"] = "1=out\n";
   ports.files.contents["/opt/Pellora/x\0y.txt"s] = "1=out\n";

@@ -34,7 +34,7 @@ TEST(SetAutoStart, FailsQuietly) {
   EXPECT_TRUE(autoStart.asked);
 }
 
-TEST(FileTypePicture, GoesByWhatFollowsTheLastDotOfTheName) {
+TEST(FileTypePicture, DependsOnTheExtensionAfterTheLastDot) {
   EXPECT_EQ(FileTypePicture("a.zip"), "file:zip");
   EXPECT_EQ(FileTypePicture("/home/u/a.b.ZIP"), "file:ZIP");
   EXPECT_EQ(FileTypePicture("/home/u.d/readme"), "file:");
@@ -42,7 +42,7 @@ TEST(FileTypePicture, GoesByWhatFollowsTheLastDotOfTheName) {
   EXPECT_EQ(FileTypePicture("docs/"), "folder");
 }
 
-TEST(LoadFileIcons, ShowsTheTypeOfThePartBehindTheLastSlashInBothSizes) {
+TEST(LoadFileIcons, ShowsTheTypeOfTheNameAfterTheLastSlashInBothSizes) {
   TestPlatform ports;
   const auto window = std::make_shared<Pictures>(ports.platform);
   LoadFileIcons("docs/img/a.png", window->pic16, window->pic32);
@@ -50,7 +50,7 @@ TEST(LoadFileIcons, ShowsTheTypeOfThePartBehindTheLastSlashInBothSizes) {
   EXPECT_EQ(window->pic32.Image(), "file:png");
 }
 
-TEST(LoadFileIcons, WithoutTheTempFolderFailsNothingAndWritesNothing) {
+TEST(LoadFileIcons, WritesNothingAndWorksWithoutTheTempFolder) {
   TestPlatform ports;
   const auto window = std::make_shared<Pictures>(ports.platform);
   LoadFileIcons("a.zip", window->pic16, window->pic32);

@@ -17,7 +17,7 @@ TEST(QuotedDirectory, IsEmptyWithoutTwoQuotes) {
   EXPECT_EQ(QuotedDirectory("257"), "");
 }
 
-TEST(RemoteDirectory, IsTakenRelativeToTheLoginDirectory) {
+TEST(RemoteDirectory, IsRelativeToTheLoginDirectory) {
   EXPECT_EQ(RemoteDirectory("/home/u", "/pub/a.zip"), "/home/u/pub/");
   EXPECT_EQ(RemoteDirectory("/", "/pub/a.zip"), "/pub/");
   EXPECT_EQ(RemoteDirectory("/home/u/", "/a.zip"), "/home/u/");
@@ -25,7 +25,7 @@ TEST(RemoteDirectory, IsTakenRelativeToTheLoginDirectory) {
   EXPECT_EQ(RemoteDirectory("/home/u", "a.zip"), "/home/u");
 }
 
-TEST(SizeReply, IsTheNumberBehindTheFirstBlank) {
+TEST(SizeReply, IsTheNumberAfterTheFirstBlank) {
   EXPECT_EQ(SizeReply("213 52428800"), 52428800);
   EXPECT_EQ(SizeReply("213-1"), 0);
   EXPECT_EQ(SizeReply("213 -1"), 0);
@@ -35,7 +35,7 @@ TEST(SizeReply, IsTheNumberBehindTheFirstBlank) {
   EXPECT_EQ(SizeReply("213 99999999999"), 0);
 }
 
-TEST(ParsePassiveReply, TakesHostAndPortAsTheyStand) {
+TEST(ParsePassiveReply, ReadsHostAndPortUnchanged) {
   const PassiveAddress address = ParsePassiveReply("227 Entering Passive Mode (10,0,0,7,195,80).");
   EXPECT_EQ(address.host, "10.0.0.7");
   EXPECT_EQ(address.Port(), 195 * 256 + 80);
@@ -48,13 +48,13 @@ TEST(ParsePassiveReply, ReducesNumbersAbove255ForTheSegmentsOnly) {
   EXPECT_EQ(address.PortModulo(), 1 * 256 + 44);
 }
 
-TEST(ParsePassiveReply, HasNoUseForASeventhNumber) {
+TEST(ParsePassiveReply, IgnoresASeventhNumber) {
   const PassiveAddress address = ParsePassiveReply("227 (1,2,3,4,5,6,7,8)");
   EXPECT_EQ(address.host, "1.2.3.4");
   EXPECT_EQ(address.Port(), 5 * 256 + 6);
 }
 
-TEST(ParsePassiveReply, CutsFractionsAndBoundsRubbish) {
+TEST(ParsePassiveReply, TruncatesFractionsAndClampsGarbage) {
   EXPECT_EQ(ParsePassiveReply("227 (1,2,3,4,1.9,x)").PortModulo(), 256);
   const PassiveAddress huge = ParsePassiveReply("227 (1,2,3,4,99999999999,-99999999999)");
   EXPECT_GE(huge.PortModulo(), 0);

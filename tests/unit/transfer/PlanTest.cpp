@@ -36,7 +36,7 @@ const char* Fault(std::int32_t size, std::int32_t most) {
   return next == size ? nullptr : "sum";
 }
 
-TEST(PlanSegments, CutsAtItsLimits) {
+TEST(PlanSegments, ChangesTheSegmentCountAtItsLimits) {
   EXPECT_EQ(PlanSegments(9999, 8), (Ranges{{0, 9998, 9999}}));
   EXPECT_EQ(PlanSegments(10000, 4), (Ranges{{0, 4999, 5000}, {5000, 9999, 5000}}));
   EXPECT_EQ(PlanSegments(99999, 8), (Ranges{{0, 49999, 50000}, {50000, 99998, 49999}}));
@@ -61,7 +61,7 @@ TEST(PlanSegments, PlansAnUnknownSizeAsOneEmptyRange) {
 
 TEST(PlanSegments, NeverPlansMoreThanEight) { EXPECT_EQ(PlanSegments(2147483647, 2147483647).size(), 8u); }
 
-TEST(PlanSegments, FailsWithoutAnySegmentAllowed) {
+TEST(PlanSegments, FailsIfNoSegmentIsAllowed) {
   const auto numberOf = [](std::int32_t most) {
     try {
       (void)PlanSegments(5000, most);

@@ -21,7 +21,7 @@ TEST(RangeHeaderLength, DropsTheHeaderOfAPartialReply) {
   EXPECT_EQ(RangeHeaderLength(header + "a\r\n\r\nb"), header.size());
 }
 
-TEST(RangeHeaderLength, GoesByTheTextOfTheBlock) {
+TEST(RangeHeaderLength, DependsOnTheTextOfTheBlock) {
   const Case kCases[] = {
       {"HTTP/1.1 200 OK\r\n\r\nbody", 19},
       {"http/1.1 200 ok\r\n\r\nbody", 19},
@@ -43,7 +43,7 @@ TEST(RangeHeaderLength, GoesByTheTextOfTheBlock) {
   for (const Case& one : kCases) EXPECT_EQ(RangeHeaderLength(one.block), one.dropped) << one.block;
 }
 
-TEST(RangeHeaderLength, DropsThreeCharactersWhereTheHeaderDoesNotEnd) {
+TEST(RangeHeaderLength, DropsThreeCharactersIfTheHeaderDoesNotEnd) {
   EXPECT_EQ(RangeHeaderLength("HTTP/1.1 200 OK\r\nServer: x\r\n"), 3u);
   EXPECT_EQ(RangeHeaderLength("HTTP/1.1 200"), 3u);
 }
@@ -72,7 +72,7 @@ TEST(RangeHeaderLength, AgreesWithTheRuleOnRandomBlocks) {
   }
 }
 
-TEST(RangeHeaderLength, ReadsAHugeBlockThatOnlyLooksLikeAReply) {
+TEST(RangeHeaderLength, ScansAHugeBlockThatOnlyLooksLikeAReply) {
   std::string block = "HTTP/1.";
   while (block.size() < (1 << 20)) block += "206 partial conten";
   EXPECT_EQ(RangeHeaderLength(block), 0u);

@@ -5,7 +5,7 @@
 namespace pellora {
 namespace {
 
-TEST(TargetOfRedirect, SplitsBehindTheFirstTwoSlashes) {
+TEST(TargetOfRedirect, SplitsAfterTheFirstTwoSlashes) {
   struct Case {
     const char* location;
     const char* host;

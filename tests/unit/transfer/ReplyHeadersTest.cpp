@@ -9,7 +9,7 @@
 namespace pellora {
 namespace {
 
-TEST(ParseReplyHeaders, TakesStatusLengthAndType) {
+TEST(ParseReplyHeaders, ReadsStatusLengthAndType) {
   const ReplyHeaders headers = ParseReplyHeaders(
       "HTTP/1.1 206 Partial Content\r\nContent-Length: 5000\r\nContent-Type: application/zip\r\n\r\n");
   EXPECT_EQ(headers.status, 206);
@@ -18,7 +18,7 @@ TEST(ParseReplyHeaders, TakesStatusLengthAndType) {
   EXPECT_EQ(headers.location, "");
 }
 
-TEST(ParseReplyHeaders, TakesTheLocationOfARedirect) {
+TEST(ParseReplyHeaders, ReadsTheLocationOfARedirect) {
   const ReplyHeaders headers = ParseReplyHeaders("HTTP/1.1 302 Found\r\nLocation: http://b/c\r\n\r\n");
   EXPECT_EQ(headers.status, 302);
   EXPECT_EQ(headers.location, "http://b/c");
@@ -38,14 +38,14 @@ TEST(ParseReplyHeaders, IgnoresALineWithoutLineEnd) {
   EXPECT_EQ(ParseReplyHeaders("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n").contentLength, 7);
 }
 
-TEST(ParseReplyHeaders, TakesKeysInAnyCase) {
+TEST(ParseReplyHeaders, AcceptsKeysInAnyCase) {
   const ReplyHeaders headers = ParseReplyHeaders("x\r\ncontent-LENGTH: 3\r\nlOCATION: b\r\ncontent-type: t\r\n");
   EXPECT_EQ(headers.contentLength, 3);
   EXPECT_EQ(headers.location, "b");
   EXPECT_EQ(headers.contentType, "t");
 }
 
-TEST(ParseReplyHeaders, LosesTheFirstCharacterWithoutABlankBehindTheColon) {
+TEST(ParseReplyHeaders, LosesTheFirstCharacterWithoutABlankAfterTheColon) {
   const ReplyHeaders headers =
       ParseReplyHeaders("HTTP/1.1 200 OK\r\nContent-Length:1234\r\nLocation:http://x/\r\nContent-Type:a/b\r\n\r\n");
   EXPECT_EQ(headers.contentLength, 234);
@@ -60,7 +60,7 @@ TEST(ParseReplyHeaders, TrimsBlanksOfValuesAndKeepsParameters) {
   EXPECT_EQ(headers.contentType, "text/html; charset=utf-8");
 }
 
-TEST(ParseReplyHeaders, TakesTheStatusFromTheNinthCharacterOfAnyText) {
+TEST(ParseReplyHeaders, ReadsTheStatusFromTheNinthCharacterOfAnyText) {
   EXPECT_EQ(ParseReplyHeaders("HTTP/1.0 404 Not Found\r\n\r\n").status, 404);
   EXPECT_EQ(ParseReplyHeaders("12345678500").status, 500);
   EXPECT_EQ(ParseReplyHeaders("HTTP/1.1").status, 0);
@@ -69,7 +69,7 @@ TEST(ParseReplyHeaders, TakesTheStatusFromTheNinthCharacterOfAnyText) {
   EXPECT_EQ(ParseReplyHeaders("HTTP/1.1 99999999999").status, 2147483647);
 }
 
-TEST(ParseReplyHeaders, HoldsALengthAtTheLimitsOfItsType) {
+TEST(ParseReplyHeaders, ClampsALengthToTheLimitsOfItsType) {
   const auto lengthOf = [](const std::string& value) {
     return ParseReplyHeaders("x\r\nContent-Length: " + value + "\r\n").contentLength;
   };

@@ -26,7 +26,7 @@ SegmentRecord Range(std::int32_t start, std::int32_t end) {
   return segment;
 }
 
-TEST(ProbeRequest, HasTheseBytesWithoutAReferer) {
+TEST(ProbeRequest, HasExactBytesWithoutAReferer) {
   EXPECT_EQ(ProbeRequest(Record(), false),
             "GET /dir/a.zip?x=1 HTTP/1.1\r\n"
             "Accept: *.*, */*\r\n"
@@ -36,7 +36,7 @@ TEST(ProbeRequest, HasTheseBytesWithoutAReferer) {
             "\r\n");
 }
 
-TEST(ProbeRequest, HasTheseBytesWithARefererAndAProxy) {
+TEST(ProbeRequest, HasExactBytesWithARefererAndAProxy) {
   EXPECT_EQ(ProbeRequest(Record("http://from.example/"), true),
             "GET http://site.example:8080/dir/a.zip?x=1 HTTP/1.1\r\n"
             "Accept: *.*, */*\r\n"
@@ -47,7 +47,7 @@ TEST(ProbeRequest, HasTheseBytesWithARefererAndAProxy) {
             "\r\n");
 }
 
-TEST(Requests, LeaveOutTheBlanksAroundAnAddress) {
+TEST(Requests, OmitTheBlanksAroundAUrl) {
   DownloadRecord record = Record("  http://from.example/a b ");
   const DownloadRecord trimmed = Record("http://from.example/a b");
   record.URL = "  " + record.URL + " ";
@@ -55,7 +55,7 @@ TEST(Requests, LeaveOutTheBlanksAroundAnAddress) {
   EXPECT_EQ(SegmentRequest(record, Range(0, 9), true), SegmentRequest(trimmed, Range(0, 9), true));
 }
 
-TEST(SegmentRequest, HasTheseBytesWithoutAReferer) {
+TEST(SegmentRequest, HasExactBytesWithoutAReferer) {
   EXPECT_EQ(SegmentRequest(Record(), Range(5000, 9999), false),
             "GET /dir/a.zip?x=1 HTTP/1.1\r\n"
             "Accept: *.*, */*\r\n"
@@ -66,7 +66,7 @@ TEST(SegmentRequest, HasTheseBytesWithoutAReferer) {
             "\r\n");
 }
 
-TEST(SegmentRequest, HasTheseBytesWithARefererAndAProxy) {
+TEST(SegmentRequest, HasExactBytesWithARefererAndAProxy) {
   EXPECT_EQ(SegmentRequest(Record("http://from.example/"), Range(0, 2147483646), true),
             "GET http://site.example:8080/dir/a.zip?x=1 HTTP/1.1\r\n"
             "Accept: *.*, */*\r\n"
@@ -77,7 +77,7 @@ TEST(SegmentRequest, HasTheseBytesWithARefererAndAProxy) {
             "\r\n");
 }
 
-TEST(SegmentRequest, AsksForTheRangeOfAnUnknownSize) {
+TEST(SegmentRequest, RequestsTheRangeOfAnUnknownSize) {
   EXPECT_NE(SegmentRequest(Record(), Range(0, -1), false).find("\r\nRange: bytes=0--1\r\n"), std::string::npos);
 }
 
@@ -87,7 +87,7 @@ TEST(WireText, EncodesBlanksAndControlCharactersOnly) {
   EXPECT_EQ(WireText("/%20\"<>\\^`{|}~#?&=+\xc3\xbc\xff"), "/%20\"<>\\^`{|}~#?&=+\xc3\xbc\xff");
 }
 
-TEST(Requests, KeepTheirLinesWhateverTheRecordHolds) {
+TEST(Requests, KeepTheirLinesForAnyRecordText) {
   DownloadRecord record = Record("r\r\nEvil: 1");
   record.Path = "/x HTTP/1.1\r\nEvil: 2";
   record.Host = "h\r\nEvil: 3";

@@ -15,7 +15,7 @@ class WallClock final : public Clock {
   double Now() const override { return day + seconds / 86400; }
 };
 
-TEST(SpacingWait, IsOverOnlyWhenMoreThanItsLengthHasPassed) {
+TEST(SpacingWait, EndsOnlyAfterMoreThanItsLength) {
   WallClock clock;
   clock.seconds = 1000;
   const SpacingWait wait(clock, 0.25);
@@ -26,7 +26,7 @@ TEST(SpacingWait, IsOverOnlyWhenMoreThanItsLengthHasPassed) {
   EXPECT_TRUE(wait.Over());
 }
 
-TEST(SpacingWait, AcrossMidnightEndsWhenTheClockHasPassedItsStartAgain) {
+TEST(SpacingWait, EndsAcrossMidnightOnceTheClockPassesItsStartAgain) {
   WallClock clock;
   clock.seconds = 86399.5;
   const SpacingWait wait(clock, 0.2);
@@ -39,7 +39,7 @@ TEST(SpacingWait, AcrossMidnightEndsWhenTheClockHasPassedItsStartAgain) {
   EXPECT_TRUE(wait.Over());
 }
 
-TEST(SpacingWait, EndsAtASecondMidnightWhereTheStartCannotBePassed) {
+TEST(SpacingWait, EndsAtASecondMidnightIfTheStartCannotBePassed) {
   WallClock clock;
   clock.seconds = 86399.999;
   const SpacingWait wait(clock, 0.2);
@@ -51,7 +51,7 @@ TEST(SpacingWait, EndsAtASecondMidnightWhereTheStartCannotBePassed) {
   EXPECT_TRUE(wait.Over());
 }
 
-TEST(SpacingWait, IsOverWhenTheClockWasSetBack) {
+TEST(SpacingWait, EndsWhenTheClockIsSetBack) {
   WallClock clock;
   clock.seconds = 5000;
   const SpacingWait sameDay(clock, 0.2);

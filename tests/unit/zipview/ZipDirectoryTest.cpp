@@ -11,14 +11,14 @@ namespace {
 
 std::vector<SimMember> Three() { return {{"a.txt", 10, 20}, {"docs/", 0, 0}, {"docs/b.bin", 300, 301}}; }
 
-TEST(ReadZip, ReadsLittleEndianFromAPositionThatCountsFromOne) {
+TEST(ReadZip, ReadsLittleEndianAtOneBasedPositions) {
   const std::string text("\x01\x02\x03\x04\xff", 5);
   EXPECT_EQ(ReadZip16(1, text), 0x0201);
   EXPECT_EQ(ReadZip32(1, text), 0x04030201);
   EXPECT_EQ(ReadZip32(2, text), 0xff040302);
 }
 
-TEST(ReadZip, TakesCharactersBeyondEitherEndForZero) {
+TEST(ReadZip, ReadsCharactersBeyondEitherEndAsZero) {
   const std::string text("\x01\x02\x03\x04\xff", 5);
   EXPECT_EQ(ReadZip16(5, text), 0xff);
   EXPECT_EQ(ReadZip32(4, text), 0xff04);
@@ -37,7 +37,7 @@ TEST(ReadEndRecord, ReadsTheEntriesOfThisDiskAndTheDirectorysSize) {
   EXPECT_EQ(record.DirectorySize, 1234567);
 }
 
-TEST(ReadEndRecord, LooksAtNoSignature) {
+TEST(ReadEndRecord, IgnoresTheSignature) {
   std::string text = SimEndRecord(3, 99);
   text.replace(0, 8, 8, 'x');
   EXPECT_EQ(ReadEndRecord(text).EntryCount, 3);
@@ -54,7 +54,7 @@ TEST(ReadEndRecord, KeepsASizeAbove2GiBPositive) {
   EXPECT_EQ(ReadEndRecord(SimEndRecord(1, 0xffffffffU)).DirectorySize, 0xffffffffLL);
 }
 
-TEST(ReadEndRecord, ReadsWhatIsThereOfAShortText) {
+TEST(ReadEndRecord, ReadsAShortTextAsFarAsItGoes) {
   const std::string text = SimEndRecord(3, 0x01020304);
   for (std::size_t length = 0; length <= text.size(); ++length) {
     const ZipEndRecord record = ReadEndRecord(text.substr(0, length));
@@ -85,7 +85,7 @@ TEST(ReadDirectory, ReadsEachFieldFromItsOffset) {
   EXPECT_FALSE(entry.IsDirectory);
 }
 
-TEST(ReadDirectory, TellsDirectoriesByTheirLastCharacter) {
+TEST(ReadDirectory, RecognizesDirectoriesByTheirLastCharacter) {
   const std::vector<ZipEntry> entries = ReadDirectory(SimDirectory(Three()), 3);
   ASSERT_EQ(entries.size(), 4U);
   EXPECT_FALSE(entries[1].IsDirectory);
@@ -94,13 +94,13 @@ TEST(ReadDirectory, TellsDirectoriesByTheirLastCharacter) {
   EXPECT_EQ(entries[3].Position, 3);
 }
 
-TEST(ReadDirectory, OfNoEntriesIsEmpty) {
+TEST(ReadDirectory, IsEmptyWithoutEntries) {
   EXPECT_EQ(ReadDirectory("", 0).size(), 1U);
   EXPECT_EQ(ReadDirectory(SimDirectory(Three()), 0).size(), 1U);
   EXPECT_EQ(ReadDirectory(SimDirectory(Three()), -1).size(), 1U);
 }
 
-TEST(ReadDirectory, MisreadsWhatFollowsAnExtraFieldOrAComment) {
+TEST(ReadDirectory, MisreadsEntriesAfterAnExtraFieldOrAComment) {
   for (const bool extra : {true, false}) {
     std::vector<SimMember> members = Three();
     (extra ? members[0].extra : members[0].comment) = "12345678";
@@ -112,7 +112,7 @@ TEST(ReadDirectory, MisreadsWhatFollowsAnExtraFieldOrAComment) {
   }
 }
 
-TEST(ReadDirectory, CountsOnInAShortTextWithZeros) {
+TEST(ReadDirectory, ReadsZerosAfterTheEndOfAShortText) {
   const std::vector<ZipEntry> entries = ReadDirectory("", 32767);
   ASSERT_EQ(entries.size(), 32768U);
   EXPECT_EQ(entries[32767].Position, 32767);
@@ -120,7 +120,7 @@ TEST(ReadDirectory, CountsOnInAShortTextWithZeros) {
   EXPECT_TRUE(entries[32767].Name.empty());
 }
 
-TEST(ReadDirectory, EndsBeforeANameLengthThatItsFieldCannotHold) {
+TEST(ReadDirectory, EndsBeforeAnImpossibleNameLength) {
   std::string text = SimDirectory(Three());
   const std::size_t third = SimDirectory({Three()[0], Three()[1]}).size();
   text[third + 28] = '\x00';
@@ -134,7 +134,7 @@ TEST(ReadDirectory, EndsBeforeANameLengthThatItsFieldCannotHold) {
   EXPECT_EQ(entries[3].NameLength, 32767);
 }
 
-TEST(ReadDirectory, KeepsWholeEntriesWhereverTheTextIsCut) {
+TEST(ReadDirectory, KeepsWholeEntriesOfATruncatedText) {
   const std::string text = SimDirectory(Three());
   const std::size_t ends[] = {0, SimDirectory({Three()[0]}).size(), SimDirectory({Three()[0], Three()[1]}).size()};
   for (std::size_t length = 0; length <= text.size(); ++length) {

@@ -93,7 +93,7 @@ TEST(ListByFile, ShowsAllFilesAndCountsDirectoriesToo) {
   EXPECT_EQ(listing.packedTotal, 15);
 }
 
-TEST(ListByFolder, ShowsAndCountsOnlyWhatLiesDirectlyThere) {
+TEST(ListByFolder, ShowsAndCountsOnlyDirectChildren) {
   const auto entries =
       Entries({{"docs/"}, {"docs/a.txt", 10, 40}, {"docs/img/"}, {"b.txt", 5, 5}, {"lost/c.txt", 7, 7}});
   const ZipListing root = ListByFolder(entries, {}, "");
@@ -108,29 +108,29 @@ TEST(ListByFolder, ShowsAndCountsOnlyWhatLiesDirectlyThere) {
   EXPECT_TRUE(ListByFolder(entries, {}, "doc").rows.empty());
 }
 
-TEST(Listing, OfNothingIsEmpty) {
+TEST(Listing, IsEmptyWithoutEntries) {
   EXPECT_TRUE(ListByFile(Entries({}), {}).rows.empty());
   EXPECT_EQ(ListByFolder(Entries({}), {}, "").files, 0);
 }
 
-TEST(Listing, GivesADirectoryOfSizeZeroNoRatioAndAnyOtherOne) {
+TEST(Listing, ShowsARatioForADirectoryUnlessItsSizeIsZero) {
   const ZipListing listing = ListByFolder(Entries({{"a/", 0, 0}, {"b/", 5, 10}}), {}, "");
   EXPECT_EQ(listing.rows[0].subItems[2], "");
   EXPECT_EQ(listing.rows[1].subItems[2], "50%");
 }
 
-TEST(Listing, ShowsAFileOfSizeZeroWithZerosAndWithoutARatio) {
+TEST(Listing, ShowsAFileOfSizeZeroWithoutARatio) {
   const ZipListing listing = ListByFile(Entries({{"empty", 0, 0}}), {});
   EXPECT_EQ(listing.rows[0].subItems, (std::vector<std::string>{"0", "0", "", ""}));
 }
 
-TEST(Listing, KeepsRowsOfTheSameText) {
+TEST(Listing, KeepsRowsWithEqualTexts) {
   const ZipListing listing = ListByFile(Entries({{"a/x"}, {"b/x"}}), {});
   EXPECT_EQ(listing.rows[0].text, listing.rows[1].text);
   EXPECT_NE(listing.rows[0].key, listing.rows[1].key);
 }
 
-TEST(Listing, HoldsTotalsAtTheLargestSigned32BitValue) {
+TEST(Listing, CapsTotalsAtTheLargestSigned32BitValue) {
   const ZipListing below = ListByFile(Entries({{"a", 2147483647, 2147483646}, {"b", 0, 1}}), {});
   EXPECT_EQ(below.normalTotal, kMost);
   EXPECT_EQ(below.packedTotal, kMost);
@@ -140,7 +140,7 @@ TEST(Listing, HoldsTotalsAtTheLargestSigned32BitValue) {
   EXPECT_EQ(above.rows[0].subItems[1], "4294967295");
 }
 
-TEST(Listing, GivesEachRowThePictureOfItsPosition) {
+TEST(Listing, ShowsTheIconOfEachRowsPosition) {
   const ZipListing listing = ListByFile(Entries({{"a/"}, {"b"}, {"c"}}), {"", "folder", "p2", "p3"});
   EXPECT_EQ(listing.rows[0].icon, "p2");
   EXPECT_EQ(listing.rows[1].icon, "p3");

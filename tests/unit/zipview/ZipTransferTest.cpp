@@ -19,17 +19,17 @@ DownloadRecord Record() {
   return record;
 }
 
-TEST(ZipRequest, HasItsFiveLinesInTheirOrderWithTheHostAsReferer) {
+TEST(ZipRequest, HasFiveLinesInOrderWithTheHostAsReferer) {
   EXPECT_EQ(ZipRequest(Record(), 978, 1000),
             "GET /dir/a.zip HTTP/1.1\r\nAccept: *.*, */*\r\nReferer: o.example\r\nHost: o.example\r\n"
             "Range: bytes=978-1000\r\n\r\n");
 }
 
-TEST(ZipRequest, SendsBoundsBelowZeroAsTheyStand) {
+TEST(ZipRequest, SendsNegativeBoundsUnchanged) {
   EXPECT_NE(ZipRequest(Record(), -12, 10).find("Range: bytes=-12-10\r\n"), std::string::npos);
 }
 
-TEST(ZipRequest, LetsNoTextEndItsLineEarly) {
+TEST(ZipRequest, KeepsItsLinesForAnyText) {
   DownloadRecord record = Record();
   record.Path = "/a b\r\nX: y.zip";
   record.Host = "o\r\n.example";
@@ -38,7 +38,7 @@ TEST(ZipRequest, LetsNoTextEndItsLineEarly) {
   EXPECT_NE(request.find("Host: o%0D%0A.example\r\n"), std::string::npos);
 }
 
-TEST(TakeZipBlock, DropsTheHeaderAndKeepsExactlyWhatIsWanted) {
+TEST(TakeZipBlock, DropsTheHeaderAndKeepsExactlyTheWantedBytes) {
   std::string buffer;
   EXPECT_TRUE(TakeZipBlock(buffer, kHead + "abcdef", 4));
   EXPECT_EQ(buffer, "abcd");
@@ -54,7 +54,7 @@ TEST(TakeZipBlock, WaitsForTheRestOverSeveralBlocks) {
   EXPECT_EQ(buffer, "abcd");
 }
 
-TEST(TakeZipBlock, TakesTheWordInAnyCaseAndAnywhereForAHeader) {
+TEST(TakeZipBlock, TreatsContentTypeAnywhereInAnyCaseAsAHeader) {
   for (const char* word : {"content-type", "CONTENT-TYPE", "Content-Type"}) {
     std::string buffer = "12";
     EXPECT_FALSE(TakeZipBlock(buffer, std::string("xx") + word + "yy\r\n\r\nz", 9)) << word;
@@ -62,7 +62,7 @@ TEST(TakeZipBlock, TakesTheWordInAnyCaseAndAnywhereForAHeader) {
   }
 }
 
-TEST(TakeZipBlock, LosesDataUpToADoubleLineEndWhenAFileNameHoldsTheWord) {
+TEST(TakeZipBlock, LosesDataBeforeADoubleLineEndIfAFileNameHoldsContentType) {
   std::string buffer;
   EXPECT_FALSE(TakeZipBlock(buffer, kHead + "PK.content-type.txt", 40));
   EXPECT_EQ(buffer, "PK.content-type.txt");  // the first double line end is the header's
@@ -70,7 +70,7 @@ TEST(TakeZipBlock, LosesDataUpToADoubleLineEndWhenAFileNameHoldsTheWord) {
   EXPECT_EQ(buffer, "PK.content-type.txtcontent-type.txt");  // none: three characters are lost
 }
 
-TEST(TakeZipBlock, MisreadsAHeaderThatIsSplitOverTwoBlocks) {
+TEST(TakeZipBlock, MisreadsAHeaderSplitOverTwoBlocks) {
   for (std::size_t at = 0; at <= kHead.size(); ++at) {
     std::string buffer;
     TakeZipBlock(buffer, kHead.substr(0, at), 400);
@@ -101,13 +101,13 @@ TEST(TakeZipBlock, ReadsAHeaderWithoutAContentTypeAsData) {
   EXPECT_EQ(buffer, head.substr(0, 22));
 }
 
-TEST(TakeZipBlock, IsDoneAtTheFirstBlockWhenNothingIsWanted) {
+TEST(TakeZipBlock, IsDoneAtTheFirstBlockIfNothingIsWanted) {
   std::string buffer;
   EXPECT_TRUE(TakeZipBlock(buffer, kHead + "P", 0));
   EXPECT_TRUE(buffer.empty());
 }
 
-TEST(TakeZipBlock, KeepsNoMoreThanIsWantedOfAFlood) {
+TEST(TakeZipBlock, KeepsOnlyTheWantedBytesOfAFlood) {
   std::string buffer;
   const std::string block(1U << 18, 'x');
   for (int i = 0; i < 100; ++i) TakeZipBlock(buffer, block, 22);
