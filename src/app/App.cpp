@@ -11,8 +11,8 @@
 #include "capture/DownloadBasket.h"
 #include "capture/PelloraCatcher.h"
 #include "capture/SetBrowserMenu.h"
-#include "core/LeftParts.h"
 #include "core/ListFile.h"
+#include "core/OrphanedParts.h"
 #include "core/Stop.h"
 #include "lang/Language.h"
 #include "mainwin/AddDownload.h"
@@ -73,7 +73,7 @@ Task<> Say(Program* program, std::string text) {
 // Runs a step of the start. One that a file stops does nothing, like any other that fails, but says so:
 // nobody could guess why settings or downloads are missing.
 template <class Step>
-void SkipAloud(Program& program, const char* what, Step&& step) {
+void TryAndReport(Program& program, const char* what, Step&& step) {
   try {
     std::forward<Step>(step)();
   } catch (const Failure& failure) {
@@ -158,15 +158,15 @@ Task<> App::Parts::Start(Parts* parts) {
   Program& program = parts->program;
   Platform& platform = program.platform;
   parts->CreateFolders();
-  SkipAloud(program, "The settings cannot be read.",
-            [&] { LoadSettings(program.settings, platform.settings, platform.machine, platform.clock); });
+  TryAndReport(program, "The settings cannot be read.",
+               [&] { LoadSettings(program.settings, platform.settings, platform.machine, platform.clock); });
   Skip([&] { LoadLanguage(program, program.settings.Language); });
   if (platform.browserMenu) SetBrowserMenu(*platform.browserMenu, program.settings.BrowserIngeration);
   Skip([&] { platform.settings.Set("Pellora", "AppPath", platform.machine.ProgramFolder()); });
   program.ShowTransferWindow = true;
-  SkipAloud(program, "The list cannot be read, and is left as it is: downloads added now are not saved.",
-            [&] { LoadList(program); });
-  Skip([&] { DeleteLeftParts(program); });
+  TryAndReport(program, "The list cannot be read, and is left as it is: downloads added now are not saved.",
+               [&] { LoadList(program); });
+  Skip([&] { RemoveOrphanedParts(program); });
   MainWindow& window = parts->Main();
   Skip([&] { window.RefreshRows(0, 0); });
   Skip([&] { window.Load(); });

@@ -20,7 +20,7 @@ bool IsBadFileName(std::string_view name, std::string_view text951) {
   return name.find_first_of(kForbidden) != std::string_view::npos || name.find(text951) != std::string_view::npos;
 }
 
-bool FitsTheDisk(std::string_view name, int recordIndex) {
+bool IsStorableName(std::string_view name, int recordIndex) {
   if (name.find('\0') != std::string_view::npos) return false;
   return name.size() + IndexText(recordIndex).size() + kPartDigits + kPartEnding.size() <= kLongestName;
 }

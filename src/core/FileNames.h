@@ -13,7 +13,7 @@ bool IsBadFileName(std::string_view name, std::string_view text951);
 // False for a name that no part file can begin with: with a NUL in it, or too long for the disk once the
 // part files' number, and `recordIndex` if it is above 0, are appended. The empty name fits, and so do "."
 // and "..": that no file can be made of them is found when the output is built.
-bool FitsTheDisk(std::string_view name, int recordIndex = 0);
+bool IsStorableName(std::string_view name, int recordIndex = 0);
 
 // The folder that `path` lies in, without the "/" behind it unless it is the root; "" for a name without a folder.
 std::string FolderOf(std::string_view path);

@@ -205,7 +205,7 @@ class MainWindow final : public Window, public Lists {
 
   // Rows.
   bool RefreshIsDue() const;
-  void MakeUpRefresh();
+  void FlushPendingRefresh();
   void RebuildRows();
   bool UpdateRow(std::int16_t index);
   void FillRow(ListRow& row, std::int16_t index, const std::string& separator);

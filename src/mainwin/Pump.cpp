@@ -33,7 +33,7 @@ void MainWindow::Tick() {
   // A tick that asks a question does nothing more: the next ones go on while it stands.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 
-  MakeUpRefresh();
+  FlushPendingRefresh();
   StatusBar1.SetPanel(
       3, "Total downloaded : " +
              FormatSize(program_.SessionBytes(), program_.LangStrings, platform_.locale.DecimalSeparator()) + "  ");

@@ -73,7 +73,7 @@ void MainWindow::RefreshRows(std::int16_t index, std::int16_t force) {
 }
 
 // What the limit refused since the last tick, now that nothing else has brought it.
-void MainWindow::MakeUpRefresh() {
+void MainWindow::FlushPendingRefresh() {
   if ((!missedAll_ && missedRows_.empty()) || !RefreshIsDue()) return;
   lastRefresh_ = platform_.clock.TickCount();
   const std::vector<std::int16_t> rows = std::exchange(missedRows_, {});

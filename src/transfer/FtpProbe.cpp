@@ -32,7 +32,7 @@ std::string TransferWindow::FtpPassCommand() {
   return FtpCommand("PASS ", record.UserName == "anonymous" ? kAnonymousPassword : record.Password);
 }
 
-void TransferWindow::FtpSay(int entry, const std::string& command) {
+void TransferWindow::SendFtpCommand(int entry, const std::string& command) {
   if (++ftpCommands_.at(static_cast<std::size_t>(entry)) > kMostCommands) return;
   (entry == kProbeEntry ? WS : WS1(entry)).SendData(command);
 }
@@ -56,29 +56,29 @@ bool TransferWindow::FtpProbeLine(std::string_view line) {
     ftpUserSent_[kProbeEntry] = true;
     ftpPhase_ = FtpProbePhase::LoggingIn;
     state.Caption = "Logging in...";
-    FtpSay(kProbeEntry, FtpUserCommand());
+    SendFtpCommand(kProbeEntry, FtpUserCommand());
   } else if (code == "331") {
-    FtpSay(kProbeEntry, FtpPassCommand());
+    SendFtpCommand(kProbeEntry, FtpPassCommand());
   } else if (code == "230") {
     if (ftpPhase_ != FtpProbePhase::LoggingIn && ftpPhase_ != FtpProbePhase::Connecting) return true;
     ftpPhase_ = FtpProbePhase::FileInfo;
     state.Caption = "Get file info...";
-    for (const char* command : {"TYPE I", "PWD", "PASV"}) FtpSay(kProbeEntry, FtpCommand(command, ""));
+    for (const char* command : {"TYPE I", "PWD", "PASV"}) SendFtpCommand(kProbeEntry, FtpCommand(command, ""));
   } else if (code == "257") {
     ftpRemotePath_ = RemoteDirectory(QuotedDirectory(line), record.Path);
-    FtpSay(kProbeEntry, FtpCommand("CWD ", ftpRemotePath_));
+    SendFtpCommand(kProbeEntry, FtpCommand("CWD ", ftpRemotePath_));
   } else if (code == "250") {
     // A directory's message comes as further lines of this code. A second SIZE would meet the ASCII type,
     // in which many servers answer it with 550.
     if (ftpPhase_ == FtpProbePhase::SizeAsked) return true;
     ftpPhase_ = FtpProbePhase::SizeAsked;
-    FtpSay(kProbeEntry, FtpCommand("SIZE ", ftpRemotePath_ + record.FileName));
-    FtpSay(kProbeEntry, FtpCommand("TYPE A", ""));
+    SendFtpCommand(kProbeEntry, FtpCommand("SIZE ", ftpRemotePath_ + record.FileName));
+    SendFtpCommand(kProbeEntry, FtpCommand("TYPE A", ""));
   } else if (code == "530") {
     Tasks().Spawn(FtpProbeFailed("Username or Password Invalid ! Download aborted"));
     return false;
   } else if (code == "213") {
-    FtpSay(kProbeEntry, FtpCommand("REST 0", ""));
+    SendFtpCommand(kProbeEntry, FtpCommand("REST 0", ""));
     record.FileSize = SizeReply(line);
   } else if (code == "500") {
     FtpEndProbe("-1");
@@ -111,7 +111,7 @@ void TransferWindow::FtpEndProbe(const char* restState) {
 
 Task<> TransferWindow::FtpConnectSegments() {
   const auto hold = Hold();
-  if (!FitsTheDisk(Record().FileName)) {
+  if (!IsStorableName(Record().FileName)) {
     co_await RefuseBadName();
     co_return;
   }

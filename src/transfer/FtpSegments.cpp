@@ -65,7 +65,7 @@ void TransferWindow::FtpSegmentReply(int index, std::string_view code) {
     if (ftpUserSent_[entry]) return;
     Record().Segment(index + 1).State = kSegmentReceiving;
     RefreshList(0);
-    FtpSay(index, FtpUserCommand());
+    SendFtpCommand(index, FtpUserCommand());
     ftpUserSent_[entry] = true;
   } else if (code == "500") {
     if (!program_.boxes.Stands(this, "Error in FTP !")) Tasks().Spawn(SayFtpError());
@@ -74,7 +74,7 @@ void TransferWindow::FtpSegmentReply(int index, std::string_view code) {
   } else if (code == "350") {
     FtpRetrieve(index);
   } else if (code == "331") {
-    FtpSay(index, FtpPassCommand());
+    SendFtpCommand(index, FtpPassCommand());
   }
 }
 
@@ -120,9 +120,9 @@ Task<> TransferWindow::FtpLoggedIn(int index) {
   if (WS1(index).Number() != number) co_return;
   SegmentRecord& segment = Record().Segment(index + 1);
   segment.State = kSegmentLoggedIn;
-  FtpSay(index, FtpCommand("PASV", ""));
-  FtpSay(index, FtpCommand("TYPE I", ""));
-  FtpSay(index, FtpCommand("REST ", std::to_string(segment.RangeStart)));
+  SendFtpCommand(index, FtpCommand("PASV", ""));
+  SendFtpCommand(index, FtpCommand("TYPE I", ""));
+  SendFtpCommand(index, FtpCommand("REST ", std::to_string(segment.RangeStart)));
 }
 
 // The data connection is normally opened on the 227 already. While that reply waits for its turn, RETR waits too, or
@@ -133,7 +133,7 @@ void TransferWindow::FtpRetrieve(int index) {
   if (ftpRetrieveDue_[entry]) return;
   SegmentRecord& segment = Record().Segment(index + 1);
   if (segment.State == kSegmentRetrieving) return;
-  FtpSay(index, FtpCommand("RETR ", ftpRemotePath_ + Record().FileName));
+  SendFtpCommand(index, FtpCommand("RETR ", ftpRemotePath_ + Record().FileName));
   const bool addressKnown = !FTP(index).RemoteHost.empty();
   if (addressKnown && FTP(index).State() == SocketState::Closed) FtpTryData(index);
   segment.State = kSegmentRetrieving;

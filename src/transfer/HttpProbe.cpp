@@ -76,7 +76,7 @@ Task<> TransferWindow::JudgeReply(ReplyHeaders reply) {
     if (!refused) co_return;
     // A server error does not end the handler: the error page is judged like any other reply, on the
     // unloaded window and with the fields just cleared.
-    BecomeGhost();
+    ContinueWithoutWindow();
   }
   DownloadRecord& record = Record();
   if (record.Paused) {
@@ -102,7 +102,7 @@ Task<> TransferWindow::JudgeReply(ReplyHeaders reply) {
     co_await viewer->Start();
     co_return;
   }
-  if (IsBadFileName(record.FileName, Text(951)) || !FitsTheDisk(record.FileName)) {
+  if (IsBadFileName(record.FileName, Text(951)) || !IsStorableName(record.FileName)) {
     co_await RefuseBadName();
     co_return;
   }
@@ -149,7 +149,7 @@ Task<bool> TransferWindow::RefuseWithBox(std::string text) {
   co_return true;
 }
 
-void TransferWindow::BecomeGhost() {
+void TransferWindow::ContinueWithoutWindow() {
   ghost_ = true;
   program_.platform.gate.Keep(Hold());
   Unload();

@@ -145,7 +145,7 @@ void TransferWindow::DropUnusablePlan() {
 Task<> TransferWindow::ConnectSegmented() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
-  const std::uint32_t run = ++connectRun_;
+  const std::uint32_t run = ++connectGeneration_;
   lastByteTick_ = Tick();
   Command3.Enabled = false;
   joinState_.clear();
@@ -156,22 +156,22 @@ Task<> TransferWindow::ConnectSegmented() {
   const bool keptPlan = record.SegmentCount >= 1;
   record.ContinueSegments = false;
   if (!keptPlan) PlanSegmentsOfRecord();
-  goingRun_ = run;
+  activeGeneration_ = run;
   WS.Close();
   for (int i = 1; i <= Record().SegmentCount; ++i) {
     if (Record().Segment(i).State == kSegmentComplete) continue;
     ConnectSegment(i, keptPlan);
     co_await Tasks().Yield();
-    if (run == connectRun_) {
+    if (run == connectGeneration_) {
       const SpacingWait spacing(program_.platform.clock, kSpacingSeconds);
-      std::function<bool()> over = [this, run, &spacing] { return run != connectRun_ || spacing.Over(); };
+      std::function<bool()> over = [this, run, &spacing] { return run != connectGeneration_ || spacing.Over(); };
       co_await Tasks().Until(std::move(over), kSpacingFirstRetest);
     }
     if (!StillCurrent()) co_return;
-    if (run != connectRun_) break;  // paused, or called again
+    if (run != connectGeneration_) break;  // paused, or called again
   }
-  if (goingRun_ != run) co_return;  // the newer run does what is left
-  goingRun_ = 0;
+  if (activeGeneration_ != run) co_return;  // the newer run does what is left
+  activeGeneration_ = 0;
   RefreshList(0);
   for (int j = Record().SegmentCount; j < kMaxSegmentSockets; ++j) {
     StateS(j).Visible = false;

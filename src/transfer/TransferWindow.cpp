@@ -86,7 +86,7 @@ bool TransferWindow::StillCurrent() {
 }
 
 void TransferWindow::CloseEverything() {
-  ++connectRun_;
+  ++connectGeneration_;
   ++joinRun_;
   TimeOut.SetEnabled(false);
   SegTimeOut.SetEnabled(false);
@@ -143,7 +143,7 @@ void TransferWindow::PauseDownload() {
   Command3.Caption = "Resume Download";
   record.Paused = true;
   // The probe goes too: an answer that came after the pause would set the record going again.
-  ++connectRun_;
+  ++connectGeneration_;
   WS.Close();
   TimeOut.SetEnabled(false);
   for (int i = 1; i <= record.SegmentCount; ++i) {
@@ -164,7 +164,7 @@ void TransferWindow::PauseDownload() {
   program_.lists->RefreshRows(0, kForced);
 }
 
-bool TransferWindow::ProbeOut() { return WS.State() != SocketState::Closed || questionStands_; }
+bool TransferWindow::ProbePending() { return WS.State() != SocketState::Closed || questionStands_; }
 
 // Without a plan there is nothing to go on with, and an FTP segment needs the directory that only the
 // probe of this window finds: both begin with the probe. The plan, if there is one, is kept.
@@ -188,7 +188,7 @@ Task<> TransferWindow::ResumeDownload() {
   DropUnusablePlan();
   const bool needsProbe = record.SegmentCount < 1 || (record.Protocol == kFtp && ftpRemotePath_.empty());
   if (needsProbe && !AllSegmentsComplete()) {
-    if (!ProbeOut()) co_await StartProbeAgain();
+    if (!ProbePending()) co_await StartProbeAgain();
     co_return;
   }
   Command3.Caption = "Pause Download";
@@ -213,7 +213,7 @@ Task<> TransferWindow::ConnectFromViewer() {
   TimeOut.SetEnabled(false);
   WS.Close();
   // The probe leaves the name of an archive unchecked, for the viewer.
-  if (!FitsTheDisk(Record().FileName)) {
+  if (!IsStorableName(Record().FileName)) {
     co_await RefuseBadName();
     co_return;
   }

@@ -121,7 +121,7 @@ class TransferWindow final : public Window, public Transfer {
   void OpenFile();
   void OpenFolder();
   void ToggleDetails();
-  bool ProbeOut();  // a probe or its question stands
+  bool ProbePending();  // a probe or its question stands
   Task<> StartProbeAgain();
 
   // HTTP probe
@@ -134,7 +134,7 @@ class TransferWindow final : public Window, public Transfer {
   Task<> AskAboutWebPage();
   Task<> RefuseBadName();
   void DropRecord();  // for a reply that is no file
-  void BecomeGhost();
+  void ContinueWithoutWindow();
 
   // Segments
   void PlanSegmentsOfRecord();
@@ -181,7 +181,7 @@ class TransferWindow final : public Window, public Transfer {
   Task<> FtpProbeFailed(std::string text);
   std::string FtpUserCommand();
   std::string FtpPassCommand();
-  void FtpSay(int entry, const std::string& command);
+  void SendFtpCommand(int entry, const std::string& command);
   Task<> FTPSystem(int index);
   void FtpSegmentReply(int index, std::string_view code);
   Task<> FtpLoggedIn(int index);
@@ -214,12 +214,12 @@ class TransferWindow final : public Window, public Transfer {
   bool retired_ = false;
   bool ghost_ = false;  // unloaded after a server error, yet running on to its segments
   bool questionStands_ = false;
-  bool building_ = false;         // from the end of the last segment to the end of the join
-  std::uint32_t connectRun_ = 0;  // raised whenever a run of ConnectSegmented must not go on
-  std::uint32_t goingRun_ = 0;    // the latest run while it goes, else 0
-  std::uint32_t joinRun_ = 0;     // raised whenever a join must not continue
-  std::string joinState_;         // shown by every refresh while a join runs or has stopped; else empty
-  double elapsedSeconds_ = 0;     // ElapsedSeconds without the rounding of the record's float
+  bool building_ = false;                // from the end of the last segment to the end of the join
+  std::uint32_t connectGeneration_ = 0;  // raised whenever a run of ConnectSegmented must not go on
+  std::uint32_t activeGeneration_ = 0;   // the latest run while it goes, else 0
+  std::uint32_t joinRun_ = 0;            // raised whenever a join must not continue
+  std::string joinState_;                // shown by every refresh while a join runs or has stopped; else empty
+  double elapsedSeconds_ = 0;            // ElapsedSeconds without the rounding of the record's float
 
   std::array<std::unique_ptr<File>, kMaxSegmentSockets + 1> segmentFiles_;
   std::array<std::uint32_t, kMaxSegmentSockets + 1> segmentReopenTick_{};

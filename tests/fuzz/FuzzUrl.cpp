@@ -105,7 +105,7 @@ void DemandRedirect(const std::string& location) {
 }
 
 void DemandFileName(const std::string& name) {
-  if (IsBadFileName(name, "\"") || !FitsTheDisk(name)) return;
+  if (IsBadFileName(name, "\"") || !IsStorableName(name)) return;
   const std::string part = PartFileName("/tmp/", name, 8);
   Demand(part.starts_with("/tmp/") && part.find('/', 5) == std::string::npos && part.find('\0') == std::string::npos,
          "a part file lies in the folder of part files");

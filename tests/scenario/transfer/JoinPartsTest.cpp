@@ -4,8 +4,8 @@
 
 #include "TransferFixture.h"
 #include "app/App.h"
-#include "core/LeftParts.h"
 #include "core/ListFile.h"
+#include "core/OrphanedParts.h"
 #include "core/Stop.h"
 #include "mainwin/MainWindow.h"
 
@@ -270,7 +270,7 @@ TEST_F(JoinParts, IsListedAsPausedAfterAKillAndDoneAgain) {
     server.File("/a.bin", content);
     rig.sim.Do([&] {
       LoadList(rig.program);
-      DeleteLeftParts(rig.program);
+      RemoveOrphanedParts(rig.program);
     });
     if (!rig.Record().Finished) {
       EXPECT_TRUE(rig.Record().Paused);

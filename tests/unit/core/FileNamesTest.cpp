@@ -36,19 +36,19 @@ TEST(IsBadFileName, MatchesTheTextAsAWholeAndByCase) {
 }
 
 TEST(IsStorableName, RefusesImpossibleFileNames) {
-  EXPECT_FALSE(FitsTheDisk("a\0b"sv));
+  EXPECT_FALSE(IsStorableName("a\0b"sv));
   // Folders' names give part files all the same; only the join finds that no file can be there.
-  EXPECT_TRUE(FitsTheDisk("."));
-  EXPECT_TRUE(FitsTheDisk(".."));
-  EXPECT_TRUE(FitsTheDisk(""));
-  EXPECT_TRUE(FitsTheDisk("a.zip"));
+  EXPECT_TRUE(IsStorableName("."));
+  EXPECT_TRUE(IsStorableName(".."));
+  EXPECT_TRUE(IsStorableName(""));
+  EXPECT_TRUE(IsStorableName("a.zip"));
 }
 
 TEST(IsStorableName, CountsThePartFileSuffix) {
-  EXPECT_TRUE(FitsTheDisk(std::string(248, 'a')));
-  EXPECT_FALSE(FitsTheDisk(std::string(249, 'a')));
-  EXPECT_TRUE(FitsTheDisk(std::string(245, 'a'), 123));
-  EXPECT_FALSE(FitsTheDisk(std::string(246, 'a'), 123));
+  EXPECT_TRUE(IsStorableName(std::string(248, 'a')));
+  EXPECT_FALSE(IsStorableName(std::string(249, 'a')));
+  EXPECT_TRUE(IsStorableName(std::string(245, 'a'), 123));
+  EXPECT_FALSE(IsStorableName(std::string(246, 'a'), 123));
 }
 
 TEST(FolderOf, EndsBeforeTheLastSeparatorUnlessItIsTheRoot) {

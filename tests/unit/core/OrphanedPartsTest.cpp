@@ -3,7 +3,7 @@
 #include <string>
 
 #include "MemoryPlatform.h"
-#include "core/LeftParts.h"
+#include "core/OrphanedParts.h"
 #include "core/Program.h"
 
 namespace pellora {
@@ -31,7 +31,7 @@ class OrphanedParts : public testing::Test {
     return record;
   }
   bool Stays() {
-    DeleteLeftParts(program);
+    RemoveOrphanedParts(program);
     return memory.files.Exists(kPart);
   }
 
@@ -76,7 +76,7 @@ TEST_F(OrphanedParts, AreSoughtOnlyInTheTemporaryFolder) {
   for (const char* const name : {"/d/file.zip", "/elsewhere/file.zip001.tmp", "/t/file.zip"}) {
     memory.files.contents[name] = "12345678";
     program.Download(1).Segments[1].TempFile = name;
-    DeleteLeftParts(program);
+    RemoveOrphanedParts(program);
     EXPECT_TRUE(memory.files.Exists(name)) << name;
   }
 }
@@ -119,7 +119,7 @@ TEST_F(OrphanedParts, AreKeptWithoutAPartFilesName) {
   const std::string name = "/t/letter.tmp";
   memory.files.contents[name] = "12345678";
   program.Download(1).Segments[1].TempFile = name;
-  DeleteLeftParts(program);
+  RemoveOrphanedParts(program);
   EXPECT_TRUE(memory.files.Exists(name));
 }
 

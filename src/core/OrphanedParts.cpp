@@ -1,4 +1,4 @@
-#include "core/LeftParts.h"
+#include "core/OrphanedParts.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -45,7 +45,7 @@ bool AllRecordsAreKnown(const Program& program) {
 
 }  // namespace
 
-void DeleteLeftParts(Program& program) {
+void RemoveOrphanedParts(Program& program) {
   Files& files = program.platform.files;
   if (!AllRecordsAreKnown(program)) return;
   std::string folder = program.settings.TempFolder;
