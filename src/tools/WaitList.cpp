@@ -89,10 +89,17 @@ bool WaitList::AllFinished() const {
                      [](const Awaited& i) { return i.outcome == Awaited::Outcome::Finished; });
 }
 
+QString Printable(QString text) {
+  for (QChar& character : text) {
+    if (character.category() == QChar::Other_Control) character = QChar::ReplacementCharacter;
+  }
+  return text;
+}
+
 QString ProgressLine(const Awaited& item) {
-  const QString name = NameOf(item);
+  const QString name = Printable(NameOf(item));
   if (item.outcome == Awaited::Outcome::Failed) return name + ": not finished, " + item.reason;
-  if (item.outcome == Awaited::Outcome::Finished) return name + ": finished, " + item.last.savedPath;
+  if (item.outcome == Awaited::Outcome::Finished) return name + ": finished, " + Printable(item.last.savedPath);
   if (item.id.isEmpty()) return name + ": waiting to be listed";
   QString line = name + ": " + QString::number(item.last.percent, 'f', 1) + "%, ";
   line += QString::number(item.last.received);

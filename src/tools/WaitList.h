@@ -47,6 +47,9 @@ class WaitList {
   std::vector<Awaited> items_;
 };
 
+// In one line, and without what a terminal takes for orders: names and addresses come from servers.
+QString Printable(QString text);
+
 // "name: 42.0%, 420000 of 1000000 bytes, active"; the saved path behind a finished one.
 QString ProgressLine(const Awaited& item);
 

@@ -233,14 +233,6 @@ int RunWait(Bus& bus, const QStringList& arguments) {
   return Wait(bus, options);
 }
 
-// A server may have put tabs and line ends into a URL or name; a line stays one line of so many fields.
-QString Field(QString text) {
-  for (QChar& c : text) {
-    if (c.unicode() < 0x20 || c.unicode() == 0x7F) c = QChar::ReplacementCharacter;
-  }
-  return text;
-}
-
 int RunList(Bus& bus, const QStringList& arguments) {
   if (!arguments.isEmpty()) return Complain("list takes no arguments", kUsage);
   const std::optional<QList<DownloadRow>> rows = bus.List();
@@ -251,8 +243,8 @@ int RunList(Bus& bus, const QStringList& arguments) {
                              QString::number(row.percent, 'f', 1) + "%",
                              QString::number(row.received),
                              QString::number(row.size),
-                             Field(row.url),
-                             Field(row.savedPath),
+                             Printable(row.url),
+                             Printable(row.savedPath),
                              row.id,
                              SilenceText(row)};
     Print(fields.join('\t'));
@@ -278,7 +270,7 @@ bool AreOperands(const QStringList& arguments, const QString& wanted) {
 ExitCode Answered(const QString& asked, const QVariantMap& answer) {
   const QString reason = answer.value(kReasonKey).toString();
   if (reason.isEmpty()) return kOk;
-  Complain(Field(asked) + ": " + reason, kNotFinished);
+  Complain(Printable(asked) + ": " + reason, kNotFinished);
   return kNotFinished;
 }
 

@@ -45,6 +45,17 @@ TEST(WaitList, ShowsHowLongNoByteHasArrived) {
   EXPECT_EQ(ProgressLine(waits.Items()[0]), "file: 0.0%, 50 of 100 bytes, active");
 }
 
+TEST(WaitList, LetsNoNameControlTheTerminal) {
+  DownloadRow row = Row(1, "http://a/1", "finished");
+  row.name = QString::fromUtf8("a\x1b]0;b\x07\r\n\x7f\xc2\x9d\xc2\x9bm");
+  row.savedPath = "/d/" + row.name;
+  WaitList waits(QList<DownloadRow>{row});
+  for (const QString& line : {ProgressLine(waits.Items()[0]), Printable(row.name)}) {
+    for (const QChar character : line) EXPECT_NE(character.category(), QChar::Other_Control) << line.toStdString();
+  }
+  EXPECT_EQ(Printable(row.name).size(), row.name.size());
+}
+
 TEST(WaitList, WaitsForAUrlToBeListedUntilItExpires) {
   WaitList waits(QStringList{"http://a/1"});
   waits.Look({});
