@@ -22,7 +22,8 @@ class Transfer {
   virtual Task<> ConnectFromViewer() { return ConnectSegmented(); }
   virtual void PauseDownload() = 0;
   virtual Task<> ResumeDownload() = 0;
-  // Milliseconds since a byte came on any of its connections, or since it was started or resumed.
+  // Milliseconds since a byte came on any of its connections, or since it was started or resumed. 0 once nothing more
+  // is expected of the server.
   virtual std::uint32_t SilentFor() const = 0;
   virtual void ShowWindow() = 0;  // a window that has unloaded itself is not shown again
   virtual void HideWindow() = 0;

@@ -69,7 +69,7 @@ void TransferWindow::CountReceived(std::uint32_t tick, std::size_t bytes) {
   lastByteTick_ = tick;
 }
 
-std::uint32_t TransferWindow::SilentFor() const { return Tick() - lastByteTick_; }
+std::uint32_t TransferWindow::SilentFor() const { return building_ ? 0 : Tick() - lastByteTick_; }
 
 void TransferWindow::Account(std::uint32_t tick, std::int64_t bytes) {
   UpdateFigures(tick, bytes);

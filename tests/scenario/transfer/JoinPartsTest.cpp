@@ -100,6 +100,14 @@ TEST_F(JoinParts, ShowsItsStateThroughEveryRefresh) {
   EXPECT_EQ(WindowOf()->Caption(), "100.0% of a.zip downloaded.");
 }
 
+TEST_F(JoinParts, CountsAsNoSilenceOfTheServer) {
+  RunIntoAJoin();
+  sim.background().SetMost(120'000);
+  sim.RunFor(30'000);
+  ASSERT_FALSE(Record().Finished);
+  EXPECT_EQ(WindowOf()->SilentFor(), 0U);
+}
+
 TEST_F(JoinParts, StopsAtAPauseAndStartsOverAtAResume) {
   RunIntoAJoin();
   Pause();
