@@ -77,7 +77,7 @@ void TryAndReport(Program& program, const char* what, Step&& step) {
   try {
     std::forward<Step>(step)();
   } catch (const Failure& failure) {
-    if (failure.Number() != FailureNumber::File) return;
+    if (failure.Number() != FailureNumber::File && failure.Number() != FailureNumber::ForeignFile) return;
     program.platform.tasks.Spawn(Say(&program, std::string(what) + "\n" + failure.what()));
   }
 }

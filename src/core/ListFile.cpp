@@ -25,21 +25,24 @@ std::string ReadBytes(File& file) {
   return bytes;
 }
 
-// Lists hold passwords. Those of former versions, and copies of them, may be open to other users. One that cannot be
-// written stays as it is.
-void CloseToOthers(Files& files, const std::string& path) {
-  Skip([&] { (void)files.Open(path, FileKind::List); });
+// Lists hold passwords. Those of former versions, and copies of them, may be open to other users, which opening them
+// ends. Null for one that cannot be opened to be written. A link of another user is a Failure: what it leads to is not
+// the program's, not even to read.
+std::unique_ptr<File> OpenIfWritable(Files& files, const std::string& path) {
+  try {
+    return files.Open(path, FileKind::List);
+  } catch (const Failure& failure) {
+    if (failure.Number() == FailureNumber::ForeignFile) throw;
+    return nullptr;
+  }
 }
 
 // An absent file is created. One that only seemed absent, to a disk that failed for a moment, is read: taken for
 // an empty list it would be lost with the first save.
 std::optional<std::string> ReadOrCreate(Files& files, const std::string& path) {
-  if (files.Exists(path)) {
-    CloseToOthers(files, path);
-    return ReadBytes(*files.OpenForReading(path));
-  }
-  std::unique_ptr<File> file;
-  Skip([&] { file = files.Open(path, FileKind::List); });
+  const bool found = files.Exists(path);
+  const std::unique_ptr<File> file = OpenIfWritable(files, path);
+  if (found) return ReadBytes(*files.OpenForReading(path));
   if (!file) return std::nullopt;
   return ReadBytes(*file);
 }
@@ -56,7 +59,7 @@ std::string UnusedNameFor(const Files& files, const std::string& first) {
 
 void CloseCopiesToOthers(Files& files, const std::string& first) {
   for (int number = 1; files.Exists(NumberedName(first, number)); ++number) {
-    CloseToOthers(files, NumberedName(first, number));
+    Skip([&] { (void)OpenIfWritable(files, NumberedName(first, number)); });
   }
 }
 

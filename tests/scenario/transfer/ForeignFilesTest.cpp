@@ -212,6 +212,31 @@ TEST_F(ForeignFiles, LinkOfTheUserAtTheOutputIsFollowed) {
   EXPECT_TRUE(sim.disk().HasLink(kOutput));
 }
 
+TEST_F(ForeignFiles, LinkOfAnotherUserAtTheListIsNotRead) {
+  for (const bool dangling : {false, true}) {
+    SCOPED_TRACE(dangling);
+    TransferRig rig;
+    rig.AddComplete({"first", "second"});
+    rig.sim.Do([&] { SaveList(rig.program); });
+    const std::string list = ListPath(rig.program);
+    if (!dangling) rig.sim.disk().Put("/home/u/planted", rig.sim.disk().Get(list));
+    rig.sim.disk().Lose(list);
+    rig.sim.disk().PutLink(list, "/home/u/planted", true);
+    Program next(rig.sim.platform());
+    rig.sim.Do([&] {
+      try {
+        LoadList(next);
+        ADD_FAILURE() << "the link was followed";
+      } catch (const Failure& failure) {
+        EXPECT_EQ(failure.Number(), FailureNumber::ForeignFile);
+      }
+    });
+    EXPECT_EQ(next.DownloadCount, 0);
+    EXPECT_FALSE(next.listLoaded);
+    EXPECT_EQ(rig.sim.disk().Has("/home/u/planted"), !dangling);
+  }
+}
+
 TEST_F(ForeignFiles, OtherUsersReadOnlyTheFinishedFile) {
   Begin();
   ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(kPart); }, 10'000));
