@@ -195,6 +195,7 @@ TEST_F(TransferLifecycle, CancelOfAFinishedWindowOnlyClosesIt) {
 
 TEST_F(TransferLifecycle, Command4SwitchesBetweenShortAndLongForm) {
   StartSlowly();
+  program.languageRead = true;
   const auto window = WindowOf();
   const int longForm = window->Height;
   Click(window->Command4);
