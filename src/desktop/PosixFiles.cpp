@@ -279,7 +279,8 @@ std::string PosixFiles::TargetOfOwnLink(const std::string& link) const {
   const ssize_t length = readlinkat(fd, "", target.data(), target.size());
   const int error = errno;
   close(fd);
-  if (read && S_ISLNK(status.st_mode) && !IsOurs(link, status)) RefuseForeign(link, "a link of another user is not followed");
+  if (read && S_ISLNK(status.st_mode) && !IsOurs(link, status))
+    RefuseForeign(link, "a link of another user is not followed");
   if (!read || length <= 0) throw FileFailure(link, error);
   target.resize(static_cast<std::size_t>(length));
   return target.front() == '/' ? target : FolderOf(link) + target;
