@@ -60,7 +60,7 @@ class PosixFilesSafety : public testing::Test {
   const std::string target = folder.Path("target");
 };
 
-TEST_F(PosixFilesSafety, ListAndPartsAreForTheUserAloneWhateverTheUmask) {
+TEST_F(PosixFilesSafety, ListAndPartsAreForTheUserAloneUnderAnyUmask) {
   for (const mode_t mask : {0000, 0022, 0077, 0777}) {
     const Umask with(mask);
     for (const FileKind kind : {FileKind::List, FileKind::Part}) {
@@ -81,13 +81,13 @@ TEST_F(PosixFilesSafety, OutputFollowsTheUmask) {
   }
 }
 
-TEST_F(PosixFilesSafety, OutputThatExistsKeepsItsRights) {
+TEST_F(PosixFilesSafety, ExistingOutputKeepsItsPermissions) {
   ASSERT_EQ(chmod(target.c_str(), 0640), 0);
   files.Open(target, FileKind::Output);
   EXPECT_EQ(RightsOf(target), 0640U);
 }
 
-TEST_F(PosixFilesSafety, ListAndPartsThatWereOpenToOthersAreClosed) {
+TEST_F(PosixFilesSafety, ListAndPartsReadableByOthersAreMadePrivate) {
   for (const FileKind kind : {FileKind::List, FileKind::Part}) {
     ASSERT_EQ(chmod(target.c_str(), 0666), 0);
     EXPECT_EQ(Content(target), "kept");
@@ -97,7 +97,7 @@ TEST_F(PosixFilesSafety, ListAndPartsThatWereOpenToOthersAreClosed) {
   }
 }
 
-TEST_F(PosixFilesSafety, ListAndPartsAreNeverOpenToOthersForAMoment) {
+TEST_F(PosixFilesSafety, ListAndPartsAreNeverBrieflyReadableByOthers) {
   const Umask with(0);
   const std::string path = folder.Path("file");
   std::atomic<bool> done = false;
@@ -141,7 +141,7 @@ TEST_F(PosixFilesSafety, PartIsOpenedOnlyIfItIsTheUsersAlone) {
 }
 
 // Only root can give files away; for everybody else root is another user, and has files where all systems have them.
-TEST_F(PosixFilesSafety, PartOfAnotherUserIsRefusedAndKeepsItsRights) {
+TEST_F(PosixFilesSafety, PartOfAnotherUserIsRefusedAndKeepsItsPermissions) {
   std::string theirs = "/etc/passwd";
   if (geteuid() == 0) {
     theirs = target;
@@ -155,7 +155,7 @@ TEST_F(PosixFilesSafety, PartOfAnotherUserIsRefusedAndKeepsItsRights) {
 }
 
 // A share without users: what this process makes belongs to somebody else at once.
-TEST_F(PosixFilesSafety, PartsWorkOnADiskThatShowsAnotherOwnerForEverything) {
+TEST_F(PosixFilesSafety, PartsWorkOnADiskThatReportsAnotherOwner) {
   PosixFiles mapped(geteuid() + 1);
   mapped.Open(folder.Path("part"), FileKind::Part)->WriteAt(0, "x");
   EXPECT_EQ(mapped.LookAtPart(folder.Path("part")), PartName::Own);
@@ -177,7 +177,7 @@ TEST_F(PosixFilesSafety, LinksOfTheUserAreFollowedToOutputAndList) {
   }
 }
 
-TEST_F(PosixFilesSafety, LinksOfAnotherUserAreRefusedAlsoAtTheEndOfAChain) {
+TEST_F(PosixFilesSafety, LinksOfAnotherUserAreRefusedEvenAtTheEndOfAChain) {
   std::string theirs = "/etc/mtab";
   if (geteuid() == 0) {
     theirs = folder.Path("theirs");
@@ -192,14 +192,14 @@ TEST_F(PosixFilesSafety, LinksOfAnotherUserAreRefusedAlsoAtTheEndOfAChain) {
   EXPECT_FALSE(std::filesystem::exists(folder.Path("made")));
 }
 
-TEST_F(PosixFilesSafety, LinksInARoundAreAFailure) {
+TEST_F(PosixFilesSafety, CircularLinksFail) {
   Link("b", "a");
   Link("a", "b");
   EXPECT_THROW(files.Open(folder.Path("a"), FileKind::Output), Failure);
 }
 
 // Another process puts a link in the file's place, takes it away, and so on.
-TEST_F(PosixFilesSafety, PartIsNeverWrittenThroughALinkThatComesInBetween) {
+TEST_F(PosixFilesSafety, PartIsNeverWrittenThroughALinkThatReplacesIt) {
   const std::string path = folder.Path("part");
   std::atomic<bool> done = false;
   std::atomic<int> planted = 0;

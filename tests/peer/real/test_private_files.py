@@ -67,12 +67,12 @@ class PrivateFiles(unittest.TestCase):
             self.assertEqual(oct(rights(path)), oct(0o600), path)
         self.assertEqual(rights(self.wait_finished(slow).saved_path), 0o666)
 
-    def test_a_finished_file_follows_the_umask(self):
+    def test_finished_file_follows_the_umask(self):
         self.with_umask(0o027)
         self.session.menu_url(self.url)
         self.assertEqual(rights(self.wait_finished().saved_path), 0o640)
 
-    def test_links_at_the_names_of_parts_are_left_alone(self):
+    def test_links_named_like_parts_are_left_alone(self):
         os.symlink(self.victim, self.part(1))
         os.symlink(self.elsewhere, self.part(2))
         self.session.start()
@@ -82,7 +82,7 @@ class PrivateFiles(unittest.TestCase):
         self.assertEqual(sorted(os.listdir(self.session.parts)), ["a.bin001.tmp", "a.bin002.tmp"])
         self.assertEqual(self.session.dialogs(), [])
 
-    def test_a_link_that_takes_the_name_of_a_running_part_pauses_its_download_alone(self):
+    def test_link_in_place_of_a_running_part_pauses_only_its_download(self):
         slow = self.serve("/slow.bin", rate=40000)
         other = self.serve("/other.bin", rate=60000)
         self.session.start()
@@ -102,7 +102,7 @@ class PrivateFiles(unittest.TestCase):
         self.check_victim()
         self.assertEqual(self.session.stop(), 0)
 
-    def test_a_link_of_the_user_leads_to_the_finished_file(self):
+    def test_link_of_the_user_leads_to_the_finished_file(self):
         os.symlink(self.elsewhere, self.session.downloads + "a.bin")
         self.session.start()
         self.session.menu_url(self.url)
@@ -110,7 +110,7 @@ class PrivateFiles(unittest.TestCase):
         self.assertTrue(os.path.islink(self.session.downloads + "a.bin"))
         self.assertEqual(harness.digest(self.elsewhere), origin.content_digest(SIZE))
 
-    def test_a_link_of_another_user_makes_no_file_elsewhere(self):
+    def test_link_of_another_user_creates_no_file_elsewhere(self):
         link = self.session.downloads + "a.bin"
         if os.geteuid() == 0:
             os.symlink(self.elsewhere, link)
@@ -146,7 +146,7 @@ class PrivateFiles(unittest.TestCase):
         with open(self.session.list_file, "wb") as f:
             f.write(data)
 
-    def test_a_list_cannot_have_files_joined_and_deleted(self):
+    def test_list_cannot_cause_foreign_files_to_be_joined_or_deleted(self):
         for names in ((self.victim, self.victim), ("a.bin001.tmp", "letter002.tmp")):
             with self.subTest(names=names), harness.Session("foreign", MaxSegments=2) as self.session:
                 self.origin.serve_file("/a.bin", SIZE, rate=20000)
