@@ -63,7 +63,8 @@ class Hover : public ::testing::Test {
     std::set<std::string> met;
     for (QWidget* widget : form->findChildren<QWidget*>()) {
       if (!widget->isVisible() || widget->window() != form) continue;
-      for (const QPoint& place : {widget->rect().center(), QPoint(1, 1)}) {
+      const QRect area = widget->rect().adjusted(1, 1, -1, -1);
+      for (const QPoint& place : {area.center(), area.topLeft(), area.bottomRight(), area.bottomLeft()}) {
         const QPoint onScreen = widget->mapToGlobal(place);
         if (!form->rect().contains(form->mapFromGlobal(onScreen)) || QCursor::pos() == onScreen) continue;
         QWidget* under = form->childAt(form->mapFromGlobal(onScreen));

@@ -183,10 +183,10 @@ TEST(WindowEvents, ShowingReportsTheSizeButIsNoResize) {
   expectSizedOnly();
   window->Hide();
   Stage::Settle();
-  window->Width = 900;
+  window->Width = 750;
   window->Show();
   Stage::Settle();
-  EXPECT_EQ(form->width(), 900);
+  EXPECT_EQ(form->width(), 750);
   expectSizedOnly();
   form->resize(1000, 700);
   Stage::Settle();
