@@ -50,18 +50,18 @@ Told Expected(std::string_view bytes) {
   return told;
 }
 
-Told Read(std::string_view bytes, std::size_t piece, const PreviewTook& took) {
+Told Read(std::string_view bytes, std::size_t piece, const PreviewReceived& received) {
   Told told;
   PreviewFrames frames(kLargestSide);
-  while (!bytes.empty() && !frames.Room().empty()) {
-    const std::span<char> room = frames.Room();
-    const std::size_t count = std::min({room.size(), bytes.size(), piece});
-    std::memcpy(room.data(), bytes.data(), count);
+  while (!bytes.empty() && !frames.WriteArea().empty()) {
+    const std::span<char> area = frames.WriteArea();
+    const std::size_t count = std::min({area.size(), bytes.size(), piece});
+    std::memcpy(area.data(), bytes.data(), count);
     bytes.remove_prefix(count);
-    const PreviewFrames::Said said = took(frames, count);
-    if (said == PreviewFrames::Said::Nothing) continue;
-    told.messages += "?ref?"[static_cast<std::size_t>(said)];
-    if (said != PreviewFrames::Said::Frame) continue;
+    const PreviewFrames::Event event = received(frames, count);
+    if (event == PreviewFrames::Event::Nothing) continue;
+    told.messages += "?ref?"[static_cast<std::size_t>(event)];
+    if (event != PreviewFrames::Event::Frame) continue;
     const auto frame = frames.TakeFrame();
     Demand(frame &&
                frame->pixels.size() == static_cast<std::size_t>(frame->width) * static_cast<std::size_t>(frame->height),
@@ -73,16 +73,16 @@ Told Read(std::string_view bytes, std::size_t piece, const PreviewTook& took) {
 
 }  // namespace
 
-void FuzzPreview(std::string_view bytes, const PreviewTook& took) {
+void FuzzPreview(std::string_view bytes, const PreviewReceived& received) {
   Choices choices(bytes);
   const std::size_t piece = 1 + choices.Byte();
-  const std::string_view said = choices.Rest();
-  const Told expected = Expected(said);
+  const std::string_view event = choices.Rest();
+  const Told expected = Expected(event);
   const AllocationMeter meter;
-  const Told apart = Read(said, piece, took);
-  Demand(meter.Bytes() <= 8 * said.size() + 8 * kLargestArea + 4096, "frames take memory in proportion");
+  const Told apart = Read(event, piece, received);
+  Demand(meter.Bytes() <= 8 * event.size() + 8 * kLargestArea + 4096, "frames take memory in proportion");
   Demand(apart == expected, "the process is understood in pieces");
-  Demand(Read(said, said.size(), took) == expected, "the process is understood in one go");
+  Demand(Read(event, event.size(), received) == expected, "the process is understood in one go");
 }
 
 }  // namespace pellora

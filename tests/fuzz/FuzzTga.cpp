@@ -9,7 +9,7 @@ namespace pellora {
 
 namespace {
 
-constexpr qint64 kMostPixels = 1 << 16;
+constexpr qint64 kMaxPixels = 1 << 16;
 
 using Bytes = std::span<const unsigned char>;
 
@@ -49,19 +49,19 @@ void FuzzTga(std::string_view input, const std::function<QImage(std::span<const 
   const Bytes bytes(reinterpret_cast<const unsigned char*>(rest.data()), rest.size());
 
   const AllocationMeter meter;
-  const QImage image = read(bytes, kMostPixels);
-  const std::uint64_t mostPixels = std::min<std::uint64_t>(kMostPixels, 64 * bytes.size() + 128);
-  Demand(meter.Bytes() <= 4 * mostPixels + 16 * bytes.size() + 8192, "a picture takes no memory that it cannot fill");
+  const QImage image = read(bytes, kMaxPixels);
+  const std::uint64_t maxPixels = std::min<std::uint64_t>(kMaxPixels, 64 * bytes.size() + 128);
+  Demand(meter.Bytes() <= 4 * maxPixels + 16 * bytes.size() + 8192, "a picture takes no memory that it cannot fill");
   if (image.isNull()) return;
   Demand(bytes.size() >= 18, "a picture has a header");
   Demand(image.width() == bytes[12] + 256 * bytes[13] && image.height() == bytes[14] + 256 * bytes[15],
          "a picture has the size told");
-  Demand(static_cast<std::uint64_t>(image.width()) * static_cast<std::uint64_t>(image.height()) <= mostPixels,
+  Demand(static_cast<std::uint64_t>(image.width()) * static_cast<std::uint64_t>(image.height()) <= maxPixels,
          "a picture is no larger than allowed");
   const std::vector<QRgb> pixels = InFileOrder(image, bytes[17]);
   DemandPlain(bytes, pixels);
 
-  const QImage shorter = read(bytes.first(std::min(cut, bytes.size())), kMostPixels);
+  const QImage shorter = read(bytes.first(std::min(cut, bytes.size())), kMaxPixels);
   if (shorter.isNull()) return;
   const std::vector<QRgb> first = InFileOrder(shorter, bytes[17]);
   Demand(first.size() == pixels.size(), "a file cut short has the size told");

@@ -181,8 +181,8 @@ TEST(FuzzOracles, DetectANumberReadWithAComma) {
 
 TEST(FuzzOracles, DetectAPartialPreviewFrameReportedAsTheEnd) {
   const auto wrong = [](PreviewFrames& frames, std::size_t count) {
-    const PreviewFrames::Said said = frames.Took(count);
-    return said == PreviewFrames::Said::Nothing && count < 12 ? PreviewFrames::Said::Ended : said;
+    const PreviewFrames::Event said = frames.Received(count);
+    return said == PreviewFrames::Event::Nothing && count < 12 ? PreviewFrames::Event::Ended : said;
   };
   EXPECT_EQ(Catch("preview", [&](std::string_view bytes) { FuzzPreview(bytes, wrong); })
                 .count("the process is understood in pieces"),

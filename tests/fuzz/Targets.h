@@ -75,8 +75,8 @@ void FuzzSettings(std::string_view bytes, const IniReaders& readers = {});
 void FuzzVersion(std::string_view bytes, const std::function<VersionReply(std::string_view)>& read = ReadVersionReply);
 
 // What the preview process says, behind a byte that chooses the size of the pieces.
-using PreviewTook = std::function<PreviewFrames::Said(PreviewFrames&, std::size_t)>;
-void FuzzPreview(std::string_view bytes, const PreviewTook& took = &PreviewFrames::Took);
+using PreviewReceived = std::function<PreviewFrames::Event(PreviewFrames&, std::size_t)>;
+void FuzzPreview(std::string_view bytes, const PreviewReceived& took = &PreviewFrames::Received);
 
 // What a user types or a file holds for a number, a flag or a date.
 void FuzzNumbers(std::string_view bytes, const std::function<double(std::string_view)>& prefix = NumericPrefix);

@@ -36,7 +36,7 @@ int List() {
 class Confined {
  public:
   explicit Confined(Work work, const std::string& home) : work_(work) {
-    LeaveOthers();
+    IsolateProcess();
     ReduceEnvironment();
     RestrictProcess(work, open((home + "/own").c_str(), O_RDONLY | O_CLOEXEC), NamedPlaces());
   }

@@ -45,7 +45,7 @@ class BusServiceTest : public testing::Test {
   }
 
   void StartService() {
-    BusDoor door;
+    BusActions door;
     door.menuUrl = [this](const std::string& url, const std::string& ref, const std::string& cookie) {
       calls.push_back("menu " + url + " " + ref + " " + cookie);
     };
@@ -55,7 +55,7 @@ class BusServiceTest : public testing::Test {
     door.show = [this] { calls.push_back("show"); };
     door.resumeAll = [this] { calls.push_back("resume"); };
     door.list = [this] { return rows; };
-    door.add = [this](const std::string& url, const BusDoor::Added& added) {
+    door.add = [this](const std::string& url, const BusActions::Added& added) {
       calls.push_back("add " + url);
       if (url.starts_with("https")) {
         added("", "Not this one.");

@@ -19,7 +19,7 @@ class LibarchiveUnzipTest : public ::testing::Test {
  protected:
   LibarchiveUnzipTest() { fs::create_directory(folder); }
 
-  int Unpack(const std::string& bytes, const std::string& into = {}, std::int64_t most = LibarchiveUnzip::kMostBytes) {
+  int Unpack(const std::string& bytes, const std::string& into = {}, std::int64_t most = LibarchiveUnzip::kMaxBytes) {
     Put(archive, bytes);
     messages.clear();
     return LibarchiveUnzip(most).Unpack(archive, into.empty() ? folder : into,

@@ -147,7 +147,7 @@ TEST_F(PreviewMediaTest, RendersNothingIfTheProcessDies) {
 }
 
 TEST_F(PreviewMediaTest, EndsASilentProcess) {
-  Script("trap '' TERM; exec sleep 60", {.patience = 300ms});
+  Script("trap '' TERM; exec sleep 60", {.renderTimeout = 300ms});
   EXPECT_FALSE(Renders("/a.avi"));
   EXPECT_TRUE(RunUntil([this] { return media->Processes() == 0; }));
 }
@@ -292,7 +292,7 @@ TEST_F(PreviewMediaTest, RendersNothingForOtherFiles) {
 }
 
 TEST_F(PreviewMediaTest, RefusesAPipeNamedLikeAVideoWithoutWaiting) {
-  Use(PELLORA_PREVIEW, {.patience = 60s});
+  Use(PELLORA_PREVIEW, {.renderTimeout = 60s});
   for (const char* name : {"pipe.avi", "pipe.tga", "pipe"}) {
     ASSERT_EQ(mkfifo(folder.Path(name).c_str(), 0600), 0);
     EXPECT_FALSE(Renders(folder.Path(name))) << name;

@@ -364,7 +364,7 @@ TEST(Binder, CutsDrawnTextButNotTheModel) {
   for (int column = 0; column < 3; ++column) drawn.push_back(rows->index(0, column).data().toString());
   int cut = 0;
   for (const QString& text : drawn) {
-    EXPECT_LE(text.size(), kLongestDrawn + 1);
+    EXPECT_LE(text.size(), kMaxDrawnLength + 1);
     cut += text.endsWith(QChar(0x2026)) ? 1 : 0;
   }
   EXPECT_GE(cut, 15);

@@ -201,7 +201,7 @@ TEST_F(OptionsForm, KeepsItsWidthWithAVeryLongLanguageName) {
   auto* box = stage.Find<QComboBox>("Combo1");
   const int row = box->findText(QStringLiteral("WWW"), Qt::MatchStartsWith);
   ASSERT_GE(row, 0);
-  EXPECT_LE(box->itemText(row).size(), kLongestDrawn + 1);
+  EXPECT_LE(box->itemText(row).size(), kMaxDrawnLength + 1);
   EXPECT_EQ(stage.window->Combo1.Items()[static_cast<std::size_t>(row)], name);
 }
 
