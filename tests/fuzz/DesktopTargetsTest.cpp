@@ -41,7 +41,7 @@ TEST(FuzzFrames, DetectsAReaderThatTreatsOneReadAsAFrame) {
     if (head <= 0) return FrameEnd::End;
     if (head < 4) return FrameEnd::CutShort;
     if (length == 0) return FrameEnd::Empty;
-    if (length > kLongestFrame) return FrameEnd::TooLong;
+    if (length > kMaxFrameLength) return FrameEnd::TooLong;
     json.resize(static_cast<qsizetype>(length));
     return ::read(descriptor, json.data(), length) == static_cast<ssize_t>(length) ? FrameEnd::Frame
                                                                                    : FrameEnd::CutShort;

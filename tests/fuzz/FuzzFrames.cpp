@@ -55,7 +55,7 @@ FrameEnd Expected(std::string_view& bytes, std::string& json) {
   for (std::size_t i = 4; i-- > 0;) length = length * 256 + static_cast<unsigned char>(bytes[i]);
   bytes.remove_prefix(4);
   if (length == 0) return FrameEnd::Empty;
-  if (length > kLongestFrame) return FrameEnd::TooLong;
+  if (length > kMaxFrameLength) return FrameEnd::TooLong;
   if (bytes.size() < length) return FrameEnd::CutShort;
   json = bytes.substr(0, length);
   bytes.remove_prefix(length);
@@ -98,7 +98,7 @@ void FuzzFrames(std::string_view bytes, const std::function<FrameEnd(int, QByteA
     const AllocationMeter meter;
     QByteArray json;
     const FrameEnd end = read(kSource, json);
-    Demand(meter.Bytes() <= 2 * kLongestFrame + 65536, "no frame takes more memory than the longest");
+    Demand(meter.Bytes() <= 2 * kMaxFrameLength + 65536, "no frame takes more memory than the longest");
     std::string expected;
     Demand(end == Expected(rest, expected), "a frame ends as its length says");
     if (end != FrameEnd::Frame) return;

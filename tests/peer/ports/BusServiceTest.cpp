@@ -290,7 +290,7 @@ TEST_F(BusServiceTest, StopsWaitingAtItsTimeLimit) {
   rows = {Row(1, "a.zip", "active", 10)};
   const Result result = Control({"wait", "--timeout", "0.3"});
   EXPECT_EQ(result.code, 4);
-  EXPECT_EQ(result.out, "a.zip: not finished, the time ran out\n");
+  EXPECT_EQ(result.out, "a.zip: not finished, timed out\n");
 }
 
 TEST_F(BusServiceTest, ReportsThatTheProgramIsNotRunning) {

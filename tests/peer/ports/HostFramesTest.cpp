@@ -46,8 +46,8 @@ TEST(ReadFrame, ReportsHowAFrameIsBroken) {
       {"", FrameEnd::End},
       {Length(0), FrameEnd::Empty},
       {Length(0xFFFFFFFFU) + "x", FrameEnd::TooLong},
-      {Length(kLongestFrame + 1), FrameEnd::TooLong},
-      {Length(kLongestFrame), FrameEnd::CutShort},
+      {Length(kMaxFrameLength + 1), FrameEnd::TooLong},
+      {Length(kMaxFrameLength), FrameEnd::CutShort},
       {Length(5) + "1234", FrameEnd::CutShort},
       {Length(5).substr(0, 3), FrameEnd::CutShort},
   };
