@@ -106,12 +106,12 @@ class Adding(Scripts):
         result = subprocess.run([sys.executable, FETCH, self.companion.path, bad, good], env=self.session.env,
                                 stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
         self.assertEqual(result.returncode, 1, result.stderr)
-        self.assertIn("not fetched: %s: It is no address" % bad, result.stderr)
+        self.assertIn("not downloaded: %s: It is no address" % bad, result.stderr)
         self.assertIn("saved: %sa.bin" % self.session.downloads, result.stdout)
         again = subprocess.run([sys.executable, FETCH, self.companion.path, good], env=self.session.env,
                                stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
         self.assertEqual((again.returncode, again.stderr), (0, ""))
-        self.assertEqual(again.stdout.splitlines(), ["%s was fetched before." % good,
+        self.assertEqual(again.stdout.splitlines(), ["%s was downloaded before." % good,
                                                      "saved: %sa.bin" % self.session.downloads])
 
 
