@@ -46,11 +46,11 @@ TEST(DisplayText, CutsTextThatDoesNotFitWithAnEllipsis) {
 }
 
 TEST(DisplayText, CutsBetweenWholeCharacters) {
-  // A letter with its mark across the limit goes whole.
+  // A letter with its mark across the limit is cut as one.
   const std::string before(static_cast<std::size_t>(kMaxDrawnLength) - 1, 'a');
   EXPECT_EQ(DisplayLine(before + "e" + kAcute + "z"), QString(kMaxDrawnLength - 1, u'a') + QChar(0x2026));
   EXPECT_EQ(DisplayLine(before + kGrin), QString(kMaxDrawnLength - 1, u'a') + QChar(0x2026));
-  // Letters of several persons joined into one picture, too.
+  // So are several people joined into one emoji.
   const std::string family = kGrin + "\xE2\x80\x8D" + kGrin;
   const QString cut = DisplayLine(before.substr(3) + family + "z");
   EXPECT_EQ(cut, QString(kMaxDrawnLength - 4, u'a') + QChar(0x2026));
@@ -60,7 +60,7 @@ TEST(DisplayText, CutsInsideAnOverlongCharacter) {
   const QString marked = DisplayLine("e" + Repeated(kAcute, 25000));
   EXPECT_EQ(marked.size(), kMaxDrawnLength + 1);
   EXPECT_TRUE(marked.endsWith(QChar(0x2026)));
-  // Joined pictures without an end: no half of a pair is left.
+  // An endless sequence of joined emojis: no half of a surrogate pair is left.
   const QString joined = DisplayLine("a" + Repeated(kGrin + "\xE2\x80\x8D", 10000));
   EXPECT_LE(joined.size(), kMaxDrawnLength + 1);
   EXPECT_FALSE(joined.at(joined.size() - 2).isHighSurrogate());

@@ -11,7 +11,7 @@
 namespace pellora {
 namespace {
 
-// What a browser has written, to be read in pieces that it chooses.
+// The browser's end of the stream, which delivers it in pieces of any size.
 class Pipe {
  public:
   explicit Pipe(const std::string& bytes) {

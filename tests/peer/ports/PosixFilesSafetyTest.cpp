@@ -1,4 +1,4 @@
-// Who may read what PosixFiles makes, and which links and files it takes for its own.
+// Who may read the files of PosixFiles, and which links and files it accepts.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -41,7 +41,7 @@ class PosixFilesSafety : public testing::Test {
   void Link(const std::string& to, const std::string& name) {
     ASSERT_EQ(symlink(to.c_str(), folder.Path(name).c_str()), 0);
   }
-  void GiveToAnother(const std::string& name) {
+  void ChangeOwner(const std::string& name) {
     ASSERT_EQ(lchown(folder.Path(name).c_str(), kAnotherUser, kAnotherUser), 0);
   }
   std::string RefusalOf(const std::string& name, FileKind kind) {
@@ -143,21 +143,21 @@ TEST_F(PosixFilesSafety, PartIsOpenedOnlyIfItIsTheUsersAlone) {
 TEST_F(PosixFilesSafety, PartOfAnotherUserIsRefusedAndKeepsItsPermissions) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   ASSERT_EQ(chmod(target.c_str(), 0666), 0);
-  GiveToAnother("target");
+  ChangeOwner("target");
   EXPECT_EQ(files.LookAtPart(target), PartName::Foreign);
   RefusalOf("target", FileKind::Part);
   EXPECT_EQ(RightsOf(target), 0666U);
   EXPECT_EQ(Content(target), "kept");
 }
 
-// A share without users: what this process makes belongs to somebody else at once.
+// A file system without users: files created by this process belong to another user at once.
 TEST_F(PosixFilesSafety, PartsWorkOnADiskThatReportsAnotherOwner) {
   PosixFiles mapped(geteuid() + 1);
   mapped.Open(folder.Path("part"), FileKind::Part)->WriteAt(0, "x");
   EXPECT_EQ(mapped.LookAtPart(folder.Path("part")), PartName::Own);
   mapped.Open(folder.Path("part"), FileKind::Part)->WriteAt(1, "y");
   EXPECT_EQ(Content(folder.Path("part")), "xy");
-  EXPECT_EQ(mapped.FilesIn(folder.Path()), (std::vector<std::string>{"part", "target"}));  // no traces of the question
+  EXPECT_EQ(mapped.FilesIn(folder.Path()), (std::vector<std::string>{"part", "target"}));  // no probe files are left
 }
 
 TEST_F(PosixFilesSafety, LinksOfTheUserAreFollowedToOutputAndList) {
@@ -176,9 +176,9 @@ TEST_F(PosixFilesSafety, LinksOfTheUserAreFollowedToOutputAndList) {
 TEST_F(PosixFilesSafety, LinksOfAnotherUserAreRefusedEvenAtTheEndOfAChain) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can give links away";
   Link(folder.Path("made"), "dangling");
-  GiveToAnother("dangling");
+  ChangeOwner("dangling");
   Link(target, "link");
-  GiveToAnother("link");
+  ChangeOwner("link");
   Link("link", "chain");
   for (const char* const name : {"dangling", "link", "chain"}) {
     RefusalOf(name, FileKind::Output);
@@ -194,7 +194,7 @@ TEST_F(PosixFilesSafety, CircularLinksFail) {
   EXPECT_THROW(files.Open(folder.Path("a"), FileKind::Output), Failure);
 }
 
-// Another process puts a link in the file's place, takes it away, and so on.
+// Another process keeps replacing the file by a link and back.
 TEST_F(PosixFilesSafety, PartIsNeverWrittenThroughALinkThatReplacesIt) {
   const std::string path = folder.Path("part");
   std::atomic<bool> done = false;

@@ -18,7 +18,7 @@ const QRgb kGreen = qRgb(0, 255, 0);
 const QRgb kBlue = qRgb(0, 0, 255);
 const QRgb kWhite = qRgb(255, 255, 255);
 
-// A picture of 2 by 2: red green above blue white, from the top.
+// A picture of 2 by 2: red, green above blue, white; top row first.
 Bytes Header(int type, int bits, int width = 2, int height = 2, int descriptor = 0x20) {
   Bytes bytes(18);
   bytes[2] = static_cast<unsigned char>(type);
@@ -44,7 +44,7 @@ Bytes Palette(Bytes header, int first = 0) {
   return With(std::move(header), {0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255});
 }
 
-void ExpectTheFour(const QImage& image) {
+void ExpectFourColours(const QImage& image) {
   ASSERT_EQ(image.size(), QSize(2, 2));
   EXPECT_EQ(image.pixel(0, 0), kRed);
   EXPECT_EQ(image.pixel(1, 0), kGreen);
@@ -53,14 +53,15 @@ void ExpectTheFour(const QImage& image) {
 }
 
 TEST(Tga, ReadsTrueColour) {
-  ExpectTheFour(ReadTga(With(Header(2, 24), {0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255}), kMaxPixels));
-  ExpectTheFour(ReadTga(With(Header(2, 32), {0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 0, 255, 255, 255, 0}), kMaxPixels));
-  ExpectTheFour(ReadTga(With(Header(2, 16), {0, 0x7c, 0xe0, 0x03, 0x1f, 0, 0xff, 0x7f}), kMaxPixels));
+  ExpectFourColours(ReadTga(With(Header(2, 24), {0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255}), kMaxPixels));
+  ExpectFourColours(
+      ReadTga(With(Header(2, 32), {0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 0, 255, 255, 255, 0}), kMaxPixels));
+  ExpectFourColours(ReadTga(With(Header(2, 16), {0, 0x7c, 0xe0, 0x03, 0x1f, 0, 0xff, 0x7f}), kMaxPixels));
 }
 
 TEST(Tga, ReadsAPaletteWithAnyFirstIndex) {
-  ExpectTheFour(ReadTga(With(Palette(Header(1, 8)), {0, 1, 2, 3}), kMaxPixels));
-  ExpectTheFour(ReadTga(With(Palette(Header(1, 8), 10), {10, 11, 12, 13}), kMaxPixels));
+  ExpectFourColours(ReadTga(With(Palette(Header(1, 8)), {0, 1, 2, 3}), kMaxPixels));
+  ExpectFourColours(ReadTga(With(Palette(Header(1, 8), 10), {10, 11, 12, 13}), kMaxPixels));
   EXPECT_EQ(ReadTga(With(Palette(Header(1, 8)), {200, 1, 2, 3}), kMaxPixels).pixel(0, 0), qRgb(0, 0, 0));
 }
 
@@ -72,18 +73,18 @@ TEST(Tga, ReadsGrey) {
 
 TEST(Tga, ReadsRunLengthEncoding) {
   // One raw packet of two, then two runs of one.
-  ExpectTheFour(
+  ExpectFourColours(
       ReadTga(With(Header(10, 24), {1, 0, 0, 255, 0, 255, 0, 0x80, 255, 0, 0, 0x80, 255, 255, 255}), kMaxPixels));
   const QImage run = ReadTga(With(Header(11, 8), {0x83, 7}), kMaxPixels);  // over the row's end
   EXPECT_EQ(run.pixel(1, 1), qRgb(7, 7, 7));
-  ExpectTheFour(ReadTga(With(Palette(Header(9, 8)), {3, 0, 1, 2, 3}), kMaxPixels));
+  ExpectFourColours(ReadTga(With(Palette(Header(9, 8)), {3, 0, 1, 2, 3}), kMaxPixels));
 }
 
 TEST(Tga, StartsAtTheCornerGivenInTheHeader) {
   const std::initializer_list<int> fromBottom = {255, 0, 0, 255, 255, 255, 0, 0, 255, 0, 255, 0};
-  ExpectTheFour(ReadTga(With(Header(2, 24, 2, 2, 0), fromBottom), kMaxPixels));
+  ExpectFourColours(ReadTga(With(Header(2, 24, 2, 2, 0), fromBottom), kMaxPixels));
   const std::initializer_list<int> fromRight = {0, 255, 0, 0, 0, 255, 255, 255, 255, 255, 0, 0};
-  ExpectTheFour(ReadTga(With(Header(2, 24, 2, 2, 0x30), fromRight), kMaxPixels));
+  ExpectFourColours(ReadTga(With(Header(2, 24, 2, 2, 0x30), fromRight), kMaxPixels));
 }
 
 TEST(Tga, SkipsTheIdentificationField) {

@@ -165,7 +165,7 @@ TEST_F(DialogsTest, FolderDialogStartsAtHomeIfItsFolderIsMissing) {
   EXPECT_EQ(dialog->directory().absolutePath(), QDir(QDir::homePath()).absolutePath());
 }
 
-// A style that puts its pictures on answers, as some desktops want it.
+// A style that puts icons on buttons, as some desktops do.
 class PictureStyle : public QProxyStyle {
  public:
   int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
