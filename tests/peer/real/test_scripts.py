@@ -1,5 +1,5 @@
-"""The command-line companion as a script uses it: nothing is asked, what is refused is named, and each download has an id
-that no other one gets."""
+"""The command-line companion in scripts: no questions are shown, refusals are reported, and each download has a unique
+id."""
 
 import os
 import subprocess
@@ -26,12 +26,12 @@ class Scripts(unittest.TestCase):
         self.companion = self.session.companion
 
     def control(self, *arguments):
-        """(exit code, lines, complaints) of pelloractl."""
+        """(exit code, lines, error lines) of pelloractl."""
         result = self.companion.run(*arguments)
         return result.returncode, result.stdout.decode().splitlines(), result.stderr.decode().splitlines()
 
-    def serve_silence(self, path, size, sent):
-        """A file whose server sends so many bytes of each reply and then nothing, on an open connection."""
+    def serve_stalling(self, path, size, sent):
+        """Serves a file so that each reply stops after `sent` bytes, with the connection left open."""
         ended = threading.Event()
         self.addCleanup(ended.set)
 
@@ -163,9 +163,9 @@ class Changing(Scripts):
 
     def test_silent_server_is_listed_and_pause_and_resume_reconnect(self):
         self.session.start()
-        url = self.serve_silence("/a.bin", 30000, sent=5000)
+        url = self.serve_stalling("/a.bin", 30000, sent=5000)
         [identity] = self.companion.add(url)
-        harness.wait_until(lambda: self.companion.find(url).silence, 30, "a word about the silence")
+        harness.wait_until(lambda: self.companion.find(url).silence, 30, "a report of the silence")
         download = self.companion.find(url)
         self.assertEqual(download.state, "active")
         words = download.silence.split()

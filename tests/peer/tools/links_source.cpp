@@ -63,8 +63,8 @@ class Drag {
   }
 
   // The flags in the target's message. Meanwhile sends the list on request.
-  std::optional<std::uint32_t> Answer(const char* message) {
-    const xcb_atom_t wanted = Atom(message);
+  std::optional<std::uint32_t> Answer(const char* kind) {
+    const xcb_atom_t wanted = Atom(kind);
     const auto end = Clock::now() + kTimeout;
     while (Clock::now() < end) {
       const Event event(xcb_poll_for_event(display_), std::free);
