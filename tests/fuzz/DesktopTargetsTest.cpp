@@ -1,4 +1,4 @@
-// The targets with Qt's value types on what is kept of them and on seeded changes, and planted mistakes in them.
+// The targets with Qt's value types on stored inputs and seeded changes, and with planted mistakes.
 #include <gtest/gtest.h>
 #include <unistd.h>
 

@@ -12,7 +12,7 @@
 
 namespace {
 
-// A descriptor that no process has; what is read from it comes from here.
+// A descriptor that no process has; reads from it return bytes set here.
 constexpr int kSource = -4711;
 
 struct Source {
@@ -24,7 +24,7 @@ Source source;
 
 }  // namespace
 
-// The linker leads every read of the program here.
+// The linker redirects every read of the program here.
 // NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's
 extern "C" ssize_t __real_read(int descriptor, void* data, std::size_t size);
 extern "C" ssize_t __wrap_read(int descriptor, void* data, std::size_t size);
@@ -47,7 +47,7 @@ namespace pellora {
 
 namespace {
 
-// The next frame of `bytes`, which is taken off.
+// Takes the next frame off `bytes`.
 FrameEnd Expected(std::string_view& bytes, std::string& json) {
   if (bytes.empty()) return FrameEnd::End;
   if (bytes.size() < 4) return FrameEnd::CutShort;
@@ -84,7 +84,7 @@ void DemandRequest(const QByteArray& json) {
   const HostRequest again = ParseRequest(RequestText(request));
   Demand(again.error.isEmpty() && again.url == request.url && again.referrer == request.referrer &&
              again.cookie == request.cookie,
-         "a request written anew is read as it was");
+         "a request written again is read the same");
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ std::vector<QRgb> InFileOrder(const QImage& image, unsigned char descriptor) {
   return pixels;
 }
 
-// The plain pictures of whole bytes, read in the simplest way; black where the bytes have run out.
+// Reads uncompressed pictures of whole bytes in the simplest way; black after the end of the bytes.
 void DemandPlain(Bytes bytes, const std::vector<QRgb>& pixels) {
   const std::size_t step = bytes[16] / 8;
   if ((bytes[2] != 2 && bytes[2] != 3) || bytes[1] != 0 || bytes[16] % 8 != 0 || step == 2) return;
@@ -55,7 +55,7 @@ void FuzzTga(std::string_view input, const std::function<QImage(std::span<const 
   if (image.isNull()) return;
   Demand(bytes.size() >= 18, "a picture has a header");
   Demand(image.width() == bytes[12] + 256 * bytes[13] && image.height() == bytes[14] + 256 * bytes[15],
-         "a picture has the size told");
+         "a picture has the size in its header");
   Demand(static_cast<std::uint64_t>(image.width()) * static_cast<std::uint64_t>(image.height()) <= maxPixels,
          "a picture is no larger than allowed");
   const std::vector<QRgb> pixels = InFileOrder(image, bytes[17]);
@@ -64,7 +64,7 @@ void FuzzTga(std::string_view input, const std::function<QImage(std::span<const 
   const QImage shorter = read(bytes.first(std::min(cut, bytes.size())), kMaxPixels);
   if (shorter.isNull()) return;
   const std::vector<QRgb> first = InFileOrder(shorter, bytes[17]);
-  Demand(first.size() == pixels.size(), "a file cut short has the size told");
+  Demand(first.size() == pixels.size(), "a truncated file has the size in its header");
   const auto [differs, unused] = std::mismatch(first.begin(), first.end(), pixels.begin());
   Demand(std::all_of(differs, first.end(), [](QRgb pixel) { return pixel == qRgb(0, 0, 0); }),
          "a file cut short is the whole one and then black");

@@ -22,7 +22,7 @@ std::uint64_t asked = 0;
 }  // namespace
 
 #ifdef PELLORA_SANITIZED
-// The sanitizer's allocator tells of every block, those of C libraries included.
+// The sanitizer's allocator reports every block, including those of C libraries.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
                                                          void (*freed)(const volatile void*));
 namespace {

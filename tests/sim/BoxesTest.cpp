@@ -57,7 +57,7 @@ TEST_F(BoxesTest, OpensBoxesAndSaveDialogsOneAtATimeInOrder) {
   sim.dialogs().AnswerNext(kAnswerOk);
   sim.RunReady();
   EXPECT_EQ(log, "one=7 two=/tmp/two three=1 ");
-  EXPECT_EQ(sim.dialogs().MostStanding(), 1U);
+  EXPECT_EQ(sim.dialogs().MostOpen(), 1U);
 }
 
 TEST_F(BoxesTest, CancelledSaveDialogReturnsNoPath) {
@@ -95,7 +95,7 @@ TEST_F(BoxesTest, TimersAndSocketsRunWhileABoxIsOpen) {
   int ticks = 0;
   const auto alarm = sim.loop().NewAlarm([&] { ++ticks; });
   alarm->Start(100, true);
-  Ask("stands");
+  Ask("open");
   sim.RunFor(1000);
   EXPECT_EQ(ticks, 10);
 }

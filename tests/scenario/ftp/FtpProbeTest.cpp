@@ -18,7 +18,7 @@ class FtpProbe : public FtpFixture {
     EXPECT_EQ(sim.dialogs().Next().style, kCritical);
     EXPECT_TRUE(Record().InUse);
     sim.RunFor(30'000);
-    EXPECT_EQ(sim.dialogs().MostStanding(), 1U);
+    EXPECT_EQ(sim.dialogs().MostOpen(), 1U);
     sim.dialogs().AnswerNext(kAnswerOk);
     sim.RunFor(100);
     EXPECT_FALSE(Record().InUse);
@@ -211,7 +211,7 @@ TEST_F(FtpProbe, InvalidSizePlansNothingAndReportsAnErrorAtTheFirstBlock) {
     ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000)) << reply << sim.Replay();
     EXPECT_EQ(sim.dialogs().Next().text, "Error !");
     sim.RunFor(30'000);
-    EXPECT_EQ(sim.dialogs().MostStanding(), 1U);
+    EXPECT_EQ(sim.dialogs().MostOpen(), 1U);
     EXPECT_EQ(Record(index).FileSize, 0) << reply;
     EXPECT_EQ(Record(index).Segment(1).RangeEnd, -1) << reply;
     EXPECT_EQ(Record(index).Segment(1).RangeSize, 0) << reply;

@@ -205,7 +205,7 @@ TEST_F(VersionCheck, SecondQuestionWaitsForTheFirstAndNamesItsVersion) {
     peer.After(100, [](SimPeer& again) { again.Send("HTTP/1.1 200 OK\r\n\r\n5.4\r\nsecond"); });
   };
   Check();
-  EXPECT_EQ(sim.dialogs().MostStanding(), 1U);
+  EXPECT_EQ(sim.dialogs().MostOpen(), 1U);
   EXPECT_EQ(Box(), std::string("first") + kQuestionText);
   Press(kAnswerNo);
   EXPECT_EQ(Box(), std::string("second") + kQuestionText);

@@ -129,7 +129,7 @@ TEST_F(Segments, ReportAnErrorAtEachBlockOfAFileOfUnknownSize) {
   Answer(kAnswerOk);
   ASSERT_TRUE(RunUntilABoxStands());
   EXPECT_GT(Segment(1).ReceivedNow, first);
-  EXPECT_EQ(sim.dialogs().MostStanding(), 1U);
+  EXPECT_EQ(sim.dialogs().MostOpen(), 1U);
   Answer(kAnswerOk);
   Click(WindowOf()->Command2);
   EXPECT_TRUE(sim.RunUntilIdle(60'000));

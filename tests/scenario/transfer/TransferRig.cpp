@@ -9,7 +9,7 @@
 namespace pellora {
 
 TransferRig::TransferRig(SimOptions options) : sim(std::move(options)), program(sim.platform()) {
-  sim.examine = [this] { return WhatIsWrong(program, sim); };
+  sim.examine = [this] { return FindViolations(program, sim); };
   program.lists = &lists;
   program.listLoaded = true;
   program.settings.MaxSegments = 4;
