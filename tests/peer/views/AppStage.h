@@ -47,9 +47,9 @@ class AppStage {
 
   SimPlatform sim;
   QtWindowSystem windows{sim.gate()};
-  Platform platform{sim.gate(),    sim.loop(),     sim.tasks(),     sim.loop(),    sim.network(),
-                    sim.disk(),    sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),
-                    sim.machine(), sim.locale(),   sim.tray(),      windows,       sim.media()};
+  Platform platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      sim.network(), sim.disk(),
+                    sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),     sim.machine(), sim.locale(),
+                    sim.tray(),     windows,         sim.media(),   sim.background()};
   std::unique_ptr<App> app;
 };
 
