@@ -4,6 +4,7 @@
 // reported once, after all of its data, and the socket then leaves the poll set for good. A reset by the peer ends with
 // PeerClosed, like a close. Literal addresses are connected inside the call. The addresses of a name are tried in turn,
 // each for a limited time.
+#pragma once
 
 #include <memory>
 #include <vector>

@@ -89,15 +89,15 @@ scmp_arg_cmp Has(unsigned argument, std::uint64_t mask, std::uint64_t value) {
   return {argument, SCMP_CMP_MASKED_EQ, mask, value};
 }
 
-// O_TMPFILE includes O_DIRECTORY; only its own bit counts.
-// O_TMPFILE is more than one bit; its own one is what counts.
-constexpr std::uint64_t kWriting = O_ACCMODE | O_CREAT | O_TRUNC | O_APPEND | (O_TMPFILE & ~O_DIRECTORY);
-for (const auto& [call, flags] : {std::pair{SCMP_SYS(open), 1U}, std::pair{SCMP_SYS(openat), 2U}}) {
-  filter.Allow(call, {Has(flags, kWriting, O_RDONLY)});
-  for (std::uint64_t bit = 1; bit <= kWriting; bit <<= 1) {
-    if ((kWriting & bit) != 0) filter.Refuse(call, EACCES, {Has(flags, bit, bit)});
+void AllowReading(Filter& filter) {
+  // O_TMPFILE includes O_DIRECTORY; only its own bit counts.
+  constexpr std::uint64_t kWriting = O_ACCMODE | O_CREAT | O_TRUNC | O_APPEND | (O_TMPFILE & ~O_DIRECTORY);
+  for (const auto& [call, flags] : {std::pair{SCMP_SYS(open), 1U}, std::pair{SCMP_SYS(openat), 2U}}) {
+    filter.Allow(call, {Has(flags, kWriting, O_RDONLY)});
+    for (std::uint64_t bit = 1; bit <= kWriting; bit <<= 1) {
+      if ((kWriting & bit) != 0) filter.Refuse(call, EACCES, {Has(flags, bit, bit)});
+    }
   }
-}
 }
 
 // Allows threads, but neither processes nor namespaces. A filter cannot inspect the arguments of clone3, which lie in

@@ -117,9 +117,9 @@ def run_side_by_side(jobs):
     # A file that ended without its counts, or whose set-up failed, has no test to run again.
     again = [test for test in wrong if re.fullmatch(r"\w+\.\w+\.test_\w+", test) and not test.startswith(NO_RERUN)]
     if 0 < failed == len(again) <= MAX_RERUNS:
-        mended = rerun(again)
-        passed += mended
-        failed -= mended
+        recovered = rerun(again)
+        passed += recovered
+        failed -= recovered
     return passed, failed
 
 
