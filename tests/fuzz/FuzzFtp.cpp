@@ -120,7 +120,7 @@ Outcome Run(const Arrivals& probe, const Arrivals& others, const std::string& da
   rig.Pause();
   rig.sim.RunFor(1000);
   Demand(rig.Broken().empty(), "the plan holds after a pause");
-  Demand(rig.sim.network().Open() == 0 || rig.sim.dialogs().Standing() > 0 || rig.Record().Finished,
+  Demand(rig.sim.network().Open() == 0 || rig.sim.dialogs().OpenCount() > 0 || rig.Record().Finished,
          "a pause ends every connection");
   return outcome;
 }

@@ -47,11 +47,11 @@ TEST_F(BoxesTest, OpensBoxesAndSaveDialogsOneAtATimeInOrder) {
   Ask("one");
   AskSave("two");
   Ask("three", kOkOnly);
-  EXPECT_EQ(sim.dialogs().Standing(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 1U);
   sim.dialogs().AnswerNext(kAnswerNo);
   sim.RunReady();
-  EXPECT_EQ(sim.dialogs().Standing(), 0U);
-  EXPECT_EQ(sim.dialogs().StandingSaves(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
+  EXPECT_EQ(sim.dialogs().OpenSaveCount(), 1U);
   sim.dialogs().AnswerNextSave("/tmp/two");
   sim.RunReady();
   sim.dialogs().AnswerNext(kAnswerOk);

@@ -59,8 +59,8 @@ class SimDialogs final : public Dialogs {
   const std::vector<FolderRequest>& Folders() const { return folders_; }
   bool Asked(const std::string& part) const;  // some box's text contains it
   // What is open now, oldest first.
-  std::size_t Standing() const { return open_.size(); }
-  std::size_t StandingSaves() const { return openSaves_.size(); }
+  std::size_t OpenCount() const { return open_.size(); }
+  std::size_t OpenSaveCount() const { return openSaves_.size(); }
   const BoxRequest& Next() const;
   // The most boxes and dialogs ever open at once.
   std::size_t MostOpen() const { return most_; }

@@ -175,7 +175,7 @@ TEST_F(ZipWindow, OffersFoldersInASeparateDialog) {
   QTest::keyClick(&drives, Qt::Key_Down);
   Stage::Settle();
   stage.sim.RunReady();
-  EXPECT_EQ(stage.sim.dialogs().Standing(), 1U);
+  EXPECT_EQ(stage.sim.dialogs().OpenCount(), 1U);
   form->findChild<QPushButton*>(QStringLiteral("Command1"))->click();
   Stage::Settle();
   EXPECT_EQ(dialog->TargetFolder, "/home");

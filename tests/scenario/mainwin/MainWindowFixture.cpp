@@ -116,7 +116,7 @@ std::vector<std::string> MainWindowFixture::Names(const ListView& list) {
 }
 
 void MainWindowFixture::Answer(int answer) {
-  if (sim.dialogs().Standing() == 0) {
+  if (sim.dialogs().OpenCount() == 0) {
     ADD_FAILURE() << "no box stands";
     return;
   }

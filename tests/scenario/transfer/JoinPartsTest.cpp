@@ -317,7 +317,7 @@ class ProgramJoin : public ::testing::Test {
     Do([&] { app.mainWindow().RunAction(action); });
   }
   void AnswerYes() {
-    ASSERT_EQ(sim.dialogs().Standing(), 1U);
+    ASSERT_EQ(sim.dialogs().OpenCount(), 1U);
     sim.dialogs().AnswerNext(kAnswerYes);
     sim.RunReady();
   }

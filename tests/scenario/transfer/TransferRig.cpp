@@ -144,7 +144,7 @@ void TransferRig::Resume(std::int16_t index) {
 }
 
 void TransferRig::Answer(int answer) {
-  if (sim.dialogs().Standing() == 0) {
+  if (sim.dialogs().OpenCount() == 0) {
     ADD_FAILURE() << "no box stands";
     return;
   }

@@ -250,7 +250,7 @@ bool Life::Settle(std::uint64_t limit) {
 }
 
 bool Life::SettleRound() {
-  for (int box = 0; box < 50 && sim_->dialogs().Standing() > 0; ++box) {
+  for (int box = 0; box < 50 && sim_->dialogs().OpenCount() > 0; ++box) {
     user_->AnswerKindly();
     sim_->RunFor(10);
     if (sim_->Ended()) return true;  // the question was whether to quit
