@@ -163,7 +163,7 @@ class Fetch {
     if (segment.headers) {
       const std::string_view block(data, size);
       const std::size_t end = block.find("\r\n\r\n");
-      if (!block.starts_with("HTTP/1.1 206") || end == std::string_view::npos) Die("not the range that was asked for");
+      if (!block.starts_with("HTTP/1.1 206") || end == std::string_view::npos) Die("not the requested range");
       data += end + 4;
       size -= end + 4;
       segment.headers = false;

@@ -13,17 +13,17 @@ void Fail(Awaited& item, const QString& reason) {
 
 QString NameOf(const Awaited& item) {
   if (!item.last.name.isEmpty()) return item.last.name;
-  return item.last.url.isEmpty() ? item.asked : item.last.url;
+  return item.last.url.isEmpty() ? item.given : item.last.url;
 }
 
 }  // namespace
 
-WaitList::WaitList(const QStringList& asked) {
-  for (const QString& text : asked) {
-    const bool again = std::any_of(items_.begin(), items_.end(), [&](const Awaited& i) { return i.asked == text; });
+WaitList::WaitList(const QStringList& given) {
+  for (const QString& text : given) {
+    const bool again = std::any_of(items_.begin(), items_.end(), [&](const Awaited& i) { return i.given == text; });
     if (again) continue;
     Awaited item;
-    item.asked = text;
+    item.given = text;
     items_.push_back(item);
   }
 }
@@ -46,11 +46,11 @@ void WaitList::Update(const QList<DownloadRow>& rows) {
 
 void WaitList::UpdateItem(Awaited& item, const QList<DownloadRow>& rows) {
   bool isIndex = false;
-  const int askedIndex = item.asked.toInt(&isIndex);
+  const int givenIndex = item.given.toInt(&isIndex);
   const auto row = std::find_if(rows.begin(), rows.end(), [&](const DownloadRow& r) {
     if (!item.id.isEmpty()) return r.id == item.id;
-    if (isIndex) return r.index == askedIndex;
-    return r.id == item.asked || (r.url == item.asked && !IsTaken(r.id));
+    if (isIndex) return r.index == givenIndex;
+    return r.id == item.given || (r.url == item.given && !IsTaken(r.id));
   });
   if (row == rows.end()) {
     if (!item.id.isEmpty()) Fail(item, "it is no longer in the list");

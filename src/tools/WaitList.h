@@ -16,7 +16,7 @@ namespace pellora {
 
 struct Awaited {
   enum class Outcome { Open, Finished, Failed };
-  QString asked;  // an id, an index or a URL; empty for a download of a list awaited as a whole
+  QString given;  // an id, an index or a URL; empty for a download of a list awaited as a whole
   QString id;     // empty until found
   DownloadRow last;
   Outcome outcome = Outcome::Open;
@@ -25,8 +25,8 @@ struct Awaited {
 
 class WaitList {
  public:
-  // Waits for each of `asked`.
-  explicit WaitList(const QStringList& asked);
+  // Waits for each of `given`.
+  explicit WaitList(const QStringList& given);
   // Waits for everything in the list.
   explicit WaitList(const QList<DownloadRow>& rows);
 

@@ -184,13 +184,13 @@ class Progress {
 struct WaitOptions {
   bool progress = false;
   double timeoutSeconds = 0;  // 0: none
-  QStringList asked;
+  QStringList given;
 };
 
 int Wait(Bus& bus, const WaitOptions& options) {
   std::optional<QList<DownloadRow>> rows = bus.List();
   if (!rows) return Complain(bus.Error(), kNotReachable);
-  WaitList waits = options.asked.isEmpty() ? WaitList(*rows) : WaitList(options.asked);
+  WaitList waits = options.given.isEmpty() ? WaitList(*rows) : WaitList(options.given);
   Progress progress(options.progress);
   QElapsedTimer clock;
   clock.start();
@@ -226,7 +226,7 @@ int RunWait(Bus& bus, const QStringList& arguments) {
     } else if (argument.startsWith("-")) {
       return Complain("unknown option " + argument, kUsage);
     } else {
-      options.asked << argument;
+      options.given << argument;
     }
   }
   return Wait(bus, options);
@@ -274,10 +274,10 @@ bool AreOperands(const QStringList& arguments, const QString& wanted) {
 }
 
 // Reports the reason in a reply, if the request for one download was refused.
-ExitCode Answered(const QString& asked, const QVariantMap& answer) {
+ExitCode Answered(const QString& given, const QVariantMap& answer) {
   const QString reason = answer.value(kReasonKey).toString();
   if (reason.isEmpty()) return kOk;
-  Complain(Field(asked) + ": " + reason, kNotFinished);
+  Complain(Field(given) + ": " + reason, kNotFinished);
   return kNotFinished;
 }
 

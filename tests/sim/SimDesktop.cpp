@@ -85,7 +85,7 @@ void SimDialogs::AskFolder(const FolderRequest& request,
   }
 }
 
-bool SimDialogs::Asked(const std::string& part) const {
+bool SimDialogs::WasShown(const std::string& part) const {
   return std::any_of(boxes_.begin(), boxes_.end(),
                      [&](const BoxRequest& box) { return box.text.find(part) != std::string::npos; });
 }

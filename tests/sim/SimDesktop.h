@@ -57,7 +57,7 @@ class SimDialogs final : public Dialogs {
   const std::vector<BoxRequest>& Boxes() const { return boxes_; }
   const std::vector<SaveRequest>& Saves() const { return saves_; }
   const std::vector<FolderRequest>& Folders() const { return folders_; }
-  bool Asked(const std::string& part) const;  // some box's text contains it
+  bool WasShown(const std::string& part) const;  // some box's text contains it
   // What is open now, oldest first.
   std::size_t OpenCount() const { return open_.size(); }
   std::size_t OpenSaveCount() const { return openSaves_.size(); }

@@ -23,7 +23,7 @@ struct SimFtpServer::Session {
   std::shared_ptr<SimPeer> data;
 
   // The client may have hung up before it was connected; the server is not notified then.
-  bool Stands() const { return !ended && !(peer->ClientGone() && peer->Log().connectedAt < 0); }
+  bool IsOpen() const { return !ended && !(peer->ClientGone() && peer->Log().connectedAt < 0); }
 };
 
 class SimFtpServer::DataPort final : public SimServer {
@@ -85,13 +85,13 @@ int SimFtpServer::Count(const std::string& line) const {
 
 int SimFtpServer::Logins() const {
   return static_cast<int>(std::count_if(sessions_.begin(), sessions_.end(), [](const auto& entry) {
-    return entry.second->counted && entry.second->Stands();
+    return entry.second->counted && entry.second->IsOpen();
   }));
 }
 
 int SimFtpServer::Greeted() const {
   return static_cast<int>(std::count_if(sessions_.begin(), sessions_.end(), [](const auto& entry) {
-    return entry.second->greeted && entry.second->Stands();
+    return entry.second->greeted && entry.second->IsOpen();
   }));
 }
 

@@ -85,7 +85,7 @@ void SimLoop::StopAlarm(AlarmState& alarm) {
 }
 
 void SimLoop::BeginRun() {
-  if (running_) throw std::logic_error("the simulated run is run from inside one of its own events");
+  if (running_) throw std::logic_error("a run call was made inside an event of the run");
   runStart_ = timeStart_ = events_;
 }
 

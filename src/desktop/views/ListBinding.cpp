@@ -116,9 +116,9 @@ class ListWatcher : public QObject {
         return watched == &view_ && PressKey(*static_cast<QKeyEvent*>(event));
       case QEvent::ContextMenu: {
         // The menu key goes to the view, which has the focus; the mouse to the viewport.
-        const auto& asked = *static_cast<QContextMenuEvent*>(event);
-        if (watched != view_.viewport() && asked.reason() != QContextMenuEvent::Keyboard) return false;
-        OpenPopup(asked);
+        const auto& menuEvent = *static_cast<QContextMenuEvent*>(event);
+        if (watched != view_.viewport() && menuEvent.reason() != QContextMenuEvent::Keyboard) return false;
+        OpenPopup(menuEvent);
         return true;
       }
       default:

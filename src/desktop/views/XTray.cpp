@@ -31,8 +31,8 @@ bool HasXTray() {
   xcb_connection_t* const display = x->connection();
   // A tray owns the selection of its screen.
   const std::string name = "_NET_SYSTEM_TRAY_S" + std::to_string(ScreenNumber());
-  const auto asked = xcb_intern_atom(display, 1, static_cast<std::uint16_t>(name.size()), name.c_str());
-  const Owned<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(display, asked, nullptr), std::free);
+  const auto request = xcb_intern_atom(display, 1, static_cast<std::uint16_t>(name.size()), name.c_str());
+  const Owned<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(display, request, nullptr), std::free);
   if (!atom || atom->atom == XCB_ATOM_NONE) return false;  // no client has ever used the name
   const auto owner = xcb_get_selection_owner(display, atom->atom);
   const Owned<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(display, owner, nullptr), std::free);

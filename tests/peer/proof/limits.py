@@ -90,11 +90,11 @@ class Limits(unittest.TestCase):
         self.assertLess(session.response_seconds(), harness.PROMPT)
         self.assertEqual(sum(os.path.getsize(session.parts + n) for n in os.listdir(session.parts)), SIZE)
         self.resize(session.downloads, "8m")
-        asked = len(self.origin.requests)
+        request_count = len(self.origin.requests)
         session.resume()
         [download] = session.companion.wait_finished([self.url], 30)
         self.check_file(download)
-        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
         self.assertEqual(session.stop(), 0, session.read_log())
         self.assertEqual(os.listdir(session.parts), [])
 
@@ -175,9 +175,9 @@ class Limits(unittest.TestCase):
         self.assertFalse(session.companion.find(self.url).finished)
         self.assertEqual(session.stop(), 0, session.read_log())
         session.prefix = ()
-        asked = len(self.origin.requests)
+        request_count = len(self.origin.requests)
         self.finish(session)
-        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
 
     def read_only(self, folder):
         mount("--bind", folder, folder)
@@ -203,9 +203,9 @@ class Limits(unittest.TestCase):
         self.assertFalse(session.companion.find(self.url).finished)
         self.assertEqual(session.stop(), 0, session.read_log())
         mount("-o", "remount,bind,rw", session.downloads)
-        asked = len(self.origin.requests)
+        request_count = len(self.origin.requests)
         self.finish(session)
-        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
 
     def test_downloads_complete_with_a_read_only_program_folder(self):
         session = self.session()

@@ -90,7 +90,7 @@ def _enter(arguments, *kinds):
     if os.environ.get("PELLORA_INSIDE") == " ".join(kinds):
         return
     if os.geteuid() != 0:
-        sys.exit("this needs root: it mounts folders, and makes networks, in name spaces of its own")
+        sys.exit("this needs root: it mounts folders, and makes networks, in its own namespaces")
     os.environ["PELLORA_INSIDE"] = " ".join(kinds)
     os.execvp("unshare", ["unshare", *kinds, sys.executable, *arguments])
 

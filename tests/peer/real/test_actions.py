@@ -140,11 +140,11 @@ class AddingDownloads(Base):
 
     def test_repeated_url_asks_and_restarts_on_yes(self):
         done = self.finished()
-        asked = len(self.origin.requests_for("/done.bin"))
+        request_count = len(self.origin.requests_for("/done.bin"))
         self.session.menu_url(done.url)
         self.screen.answer("This URL is already in the list. Do you want to download it again from the beginning?", "Yes")
         self.session.companion.wait_finished([done.url], 30)
-        harness.wait_until(lambda: len(self.origin.requests_for("/done.bin")) > asked, 10, "a second fetch")
+        harness.wait_until(lambda: len(self.origin.requests_for("/done.bin")) > request_count, 10, "a second fetch")
         self.session.companion.wait_finished([done.url], 30)
         self.assertEqual([d.index for d in self.session.companion.downloads()], [done.index])
 

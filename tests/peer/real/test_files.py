@@ -130,12 +130,12 @@ class Files(unittest.TestCase):
         self.assertEqual(sum(os.path.getsize(self.session.parts + n) for n in os.listdir(self.session.parts)), 300000)
         self.end_with(0)
         give_back(self.session.downloads)
-        asked = len(self.origin.requests)
+        request_count = len(self.origin.requests)
         self.session.start()
         self.session.resume()
         [download] = self.session.companion.wait_finished([self.url], 30)
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(300000))
-        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
         self.end_with(0)
 
     def test_unwritable_downloads_folder_keeps_the_parts(self):

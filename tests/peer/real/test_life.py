@@ -41,16 +41,16 @@ class Life(unittest.TestCase):
         time.sleep(2)
         self.session.stop()
         kept = listfile.find(self.session.list_file, url).kept
-        asked = len(self.origin.requests_for("/slow.bin"))
+        request_count = len(self.origin.requests_for("/slow.bin"))
         self.session.start()
         time.sleep(1)
         self.assertEqual(self.session.companion.find(url).state, "paused")
-        self.assertEqual(len(self.origin.requests_for("/slow.bin")), asked)
+        self.assertEqual(len(self.origin.requests_for("/slow.bin")), request_count)
         self.origin.serve_file("/slow.bin", 12000000)
         self.session.resume()
         [download] = self.session.companion.wait_finished([url], 30)
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(12000000))
-        ranges = [r.range() for r in self.origin.requests_for("/slow.bin")[asked:] if r.range()]
+        ranges = [r.range() for r in self.origin.requests_for("/slow.bin")[request_count:] if r.range()]
         self.assertEqual(sum(last - first + 1 for first, last in ranges), 12000000 - kept)
 
     def test_second_start_reports_found_raises_the_first_and_leaves_the_list_alone(self):

@@ -123,11 +123,11 @@ class PrivateFiles(unittest.TestCase):
         self.session.save_screenshot("foreign_output")
         self.session.dismiss(window)
         self.check_victim()
-        asked = len(self.origin.requests)
+        request_count = len(self.origin.requests)
         os.remove(link)
         self.session.resume()
         self.wait_finished()
-        self.assertEqual(len(self.origin.requests), asked, "fetched again")
+        self.assertEqual(len(self.origin.requests), request_count, "fetched again")
 
     def plan_is_listed(self):
         record = listfile.find(self.session.list_file, self.url)
