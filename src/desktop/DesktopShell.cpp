@@ -27,7 +27,7 @@ std::string LowerCase(std::string_view text) {
   return lower;
 }
 
-bool WouldRun(const std::string& path) {
+bool IsExecutable(const std::string& path) {
   if (LowerCase(path).ends_with(".desktop")) return true;
   if (access(path.c_str(), X_OK) != 0) return false;
   std::array<char, 4> start{};
@@ -46,13 +46,13 @@ bool IsAddressOf(const std::string& url, std::string_view scheme) {
 }  // namespace
 
 void DesktopShell::OpenPath(const std::string& path, const std::string& workingFolder) {
-  // An absolute path can be taken neither for an option nor for an address.
+  // xdg-open takes an absolute path neither for an option nor for a URL.
   const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
   if (!real) throw FileFailure(path, errno);
   std::string target = real.get();
   struct stat status {};
   if (stat(target.c_str(), &status) != 0) throw FileFailure(path, errno);
-  if (S_ISREG(status.st_mode) && WouldRun(target)) target.resize(std::max<std::size_t>(target.rfind('/'), 1));
+  if (S_ISREG(status.st_mode) && IsExecutable(target)) target.resize(std::max<std::size_t>(target.rfind('/'), 1));
   SpawnDetached(opener_, {target}, workingFolder);
 }
 

@@ -19,10 +19,10 @@ std::optional<std::string> IniSettings::Get(const std::string& application, cons
 }
 
 void IniSettings::Set(const std::string& application, const std::string& key, const std::string& value) {
-  // A file that cannot be read is not replaced: what stands in it would be lost.
+  // A file that cannot be read is not replaced, which would lose its content.
   const std::string content = ReadSmallFile(PathOf(application)).value_or("");
   const std::string changed = WithIniValue(content, key, value);
-  if (changed == content) return;  // saving all keys mostly changes few
+  if (changed == content) return;  // most saves change only a few keys
   ReplaceFile(PathOf(application), changed, 0600);
 }
 

@@ -1,4 +1,4 @@
-// IniSettings: the settings store as text files, <folder>/<application>.ini, in the form of IniText.
+// IniSettings: the settings store as text files, <folder>/<application>.ini, in the format of IniText.
 #pragma once
 
 #include <string>
@@ -9,10 +9,10 @@ namespace pellora {
 
 class IniSettings final : public SettingsStore {
  public:
-  // `folder` need not exist yet.
+  // `folder` need not exist.
   explicit IniSettings(std::string folder) : folder_(std::move(folder)) {}
 
-  // $XDG_CONFIG_HOME/pellora, or the same under ~/.config.
+  // $XDG_CONFIG_HOME/pellora, by default ~/.config/pellora.
   static std::string DefaultFolder();
 
   std::optional<std::string> Get(const std::string& application, const std::string& key) const override;

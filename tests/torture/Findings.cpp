@@ -20,12 +20,12 @@ std::string Hex(std::uintptr_t number) {
   return text.data();
 }
 
-// "a(b, c) [clone .cold]" is "a" to who looks for a place.
+// "a(b, c) [clone .cold]" becomes "a".
 std::string Short(const std::string& function) { return function.substr(0, function.find('(')); }
 
 }  // namespace
 
-// From the last "src/<folder of the program>/" or "tests/" on.
+// The part from the last "src/<folder of the program>/" or "tests/" on.
 std::string Places::Ours(const std::string& path) const {
   constexpr std::array<const char*, 12> kOurs{"src/ports/",   "src/async/",   "src/ui/",       "src/options/",
                                               "src/core/",    "src/lang/",    "src/transfer/", "src/mainwin/",
@@ -76,7 +76,7 @@ void Places::Look(const Stack& stack) {
   pclose(pipe);
 }
 
-// A test that calls a control or a window that is gone stands one step further out than the line that meets it.
+// A test that uses a control or window that is gone is one frame further out than the line that detects it.
 Place Places::Find(const Stack& stack, bool behindSimulator) {
   Look(stack);
   Place place;
@@ -84,7 +84,7 @@ Place Places::Find(const Stack& stack, bool behindSimulator) {
   for (const std::uintptr_t at : stack) {
     if (at == 0) continue;
     for (const Line& line : lines_[at]) {
-      // The torture itself stands between the fault and who met it.
+      // The torture's own frames are between the fault and its cause.
       if (line.file.empty() || (line.file.starts_with(kOwnFolder) && line.file.rfind('/') == kOwnFolder.size()))
         continue;
       const Whose whose = OwnerOf(line.file);

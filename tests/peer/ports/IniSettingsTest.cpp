@@ -85,7 +85,7 @@ TEST_F(IniSettingsTest, KeepsApplicationsSeparate) {
 
 TEST_F(IniSettingsTest, FailedWriteKeepsTheFileAndLeavesNoDraft) {
   Write("[Options]\nA=1\n");
-  // A folder in the file's place fails for every user, root included.
+  // A folder in place of the file fails for every user, even root.
   PosixFiles().CreateFolder(folder.Path("config/pellora/Brenmoor.ini"));
   EXPECT_THROW(settings.Set("Brenmoor", "A", "2"), Failure);
   EXPECT_EQ(PosixFiles().FilesIn(folder.Path("config/pellora")), std::vector<std::string>{"Pellora.ini"});
@@ -99,7 +99,7 @@ TEST_F(IniSettingsTest, WriteRemovesOnlyTheDraftsOfKilledWrites) {
     Put(file + end, "half");
   }
   const int fd = open(held.c_str(), O_RDONLY | O_CLOEXEC);
-  ASSERT_EQ(flock(fd, LOCK_EX), 0);  // as the program that is writing it now
+  ASSERT_EQ(flock(fd, LOCK_EX), 0);  // like a program that is writing it
   settings.Set("Pellora", "A", "2");
   close(fd);
   EXPECT_EQ(PosixFiles().FilesIn(folder.Path("config/pellora")),

@@ -1,4 +1,4 @@
-// AppStage: the whole program on its real windows, over the simulated machine.
+// AppStage: the whole program with its real windows, on the simulated machine.
 #pragma once
 
 #include <QFile>
@@ -32,7 +32,7 @@ class AppStage {
   AppStage(const AppStage&) = delete;
   AppStage& operator=(const AppStage&) = delete;
 
-  // One event of the program, and what follows from it on the screen.
+  // Runs one event of the program, and updates the screen.
   void Do(const std::function<void()>& event) {
     sim.Do(event);
     sim.RunReady();

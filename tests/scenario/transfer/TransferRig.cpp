@@ -9,7 +9,7 @@
 namespace pellora {
 
 TransferRig::TransferRig(SimOptions options) : sim(std::move(options)), program(sim.platform()) {
-  sim.examine = [this] { return WhatIsWrong(program, sim); };
+  sim.examine = [this] { return FindViolations(program, sim); };
   program.lists = &lists;
   program.listLoaded = true;
   program.settings.MaxSegments = 4;
@@ -144,7 +144,7 @@ void TransferRig::Resume(std::int16_t index) {
 }
 
 void TransferRig::Answer(int answer) {
-  if (sim.dialogs().Standing() == 0) {
+  if (sim.dialogs().OpenCount() == 0) {
     ADD_FAILURE() << "no box stands";
     return;
   }

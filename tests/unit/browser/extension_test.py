@@ -28,16 +28,16 @@ class Permissions(unittest.TestCase):
 
     def test_unused_permission_is_reported(self):
         self.assertEqual(self.faults(permissions=["contextMenus", "cookies", "nativeMessaging"]),
-                         ["asks for cookies, which nothing uses"])
+                         ["has the permission cookies, which nothing uses"])
 
     def test_missing_permission_is_reported(self):
-        self.assertEqual(self.faults(permissions=["contextMenus"]), ["uses nativeMessaging without asking for it"])
-        self.assertEqual(self.faults(SCRIPT + "chrome.cookies.getAll({});"), ["uses cookies without asking for it"])
+        self.assertEqual(self.faults(permissions=["contextMenus"]), ["uses nativeMessaging without the permission"])
+        self.assertEqual(self.faults(SCRIPT + "chrome.cookies.getAll({});"), ["uses cookies without the permission"])
 
     def test_access_to_sites_is_reported(self):
         self.assertEqual(self.faults(host_permissions=["<all_urls>"]), ["has host_permissions at its installation"])
         self.assertEqual(self.faults(content_scripts=[{}]), ["has content_scripts at its installation"])
-        self.assertIn("asks for http://*/*, which are sites",
+        self.assertIn("has a permission for sites: http://*/*",
                       self.faults(permissions=["contextMenus", "http://*/*", "nativeMessaging"]))
 
     def test_optional_permission_must_be_requested_and_used(self):
