@@ -169,8 +169,16 @@ def extension_faults(manifest, script):
 
 def check_extension(names):
     scripts = [text_of(name) for name in names if re.match(r"browser/.*\.js$", name)]
-    return ["browser/manifest.json: " + fault
-            for fault in extension_faults(json.loads(text_of("browser/manifest.json")), "\n".join(scripts))]
+    return ["browser/manifest.json.in: " + fault
+            for fault in extension_faults(json.loads(text_of("browser/manifest.json.in")), "\n".join(scripts))]
+
+
+def check_version(names):
+    """Whatever else names it gets it from CMakeLists.txt when it is built, so a new version is one line."""
+    version = re.search(r"^project\(\w+ VERSION (\d+\.\d+)", text_of("CMakeLists.txt"), flags=re.M)
+    pattern = re.compile(r'"[^"]*(?<![\d.])%s(?:\.\d+)*(?![\w.])' % re.escape(version.group(1)))
+    return [line for name in names if name.startswith(("src/", "browser/")) and name.endswith(TEXT_ENDINGS)
+            for line in found_lines(name, text_of(name), pattern)]
 
 
 def check_newlines(names):
@@ -224,6 +232,7 @@ def main():
         ("nothing is marked as unfinished, and no test is switched off", lambda: check_words(names)),
         ("no source file is longer than %d lines" % LINE_LIMIT, lambda: check_length(names)),
         ("the browsers' extension asks for what it uses and no more", lambda: check_extension(names)),
+        ("src and the extension name no version", lambda: check_version(names)),
         ("text files end in a line end and have no carriage returns", lambda: check_newlines(names)),
     ]
     if arguments.ctest:

@@ -8,6 +8,7 @@
 #include "async/TaskLoop.h"
 #include "core/Addresses.h"
 #include "core/Capture.h"
+#include "core/Version.h"
 #include "options/Options.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
@@ -40,7 +41,7 @@ MainWindow::MainWindow(Program& program)
   // The updater is a program of its own; it may be missing.
   Skip([&] {
     platform_.shell.Start(platform_.machine.ProgramFolder() + "/UpdateApp",
-                          {"Pellora", "2", "5.2.0", kUpdateServer, "false"});
+                          {"Pellora", "2", kFullVersionText, kUpdateServer, "false"});
   });
 
   for (int i = 0; i < Command1.Count(); ++i) Command1(i).Visible = false;

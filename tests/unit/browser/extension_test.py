@@ -46,7 +46,7 @@ class Permissions(unittest.TestCase):
         self.assertEqual(self.faults(script + "chrome.permissions.request({});", **optional), [])
 
     def test_shipped_extension_passes(self):
-        with open(os.path.join(ROOT, "browser/manifest.json"), encoding="utf-8") as f:
+        with open(os.path.join(ROOT, "browser/manifest.json.in"), encoding="utf-8") as f:
             manifest = json.load(f)
         with open(os.path.join(ROOT, "browser/background.js"), encoding="utf-8") as f:
             self.assertEqual(lint.extension_faults(manifest, f.read()), [])
