@@ -11,8 +11,10 @@ import re
 import subprocess
 import sys
 
+import layers
+
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-LOGIC = ("ports", "async", "ui", "core", "lang", "options", "transfer", "mainwin", "capture", "zipview", "app")
+LOGIC = layers.layers()
 
 # Functions that follow the locale read "1,5" on one machine and "1.5" on another, or upper-case i to a dotted I.
 LOCALE = re.compile(
@@ -36,6 +38,8 @@ PLATFORM = re.compile(
 
 QT = re.compile(r"#include\s*[<\"](?:Q[A-Za-z]|Qt|.*\.moc)|\bQ_(?:OBJECT|DECLARE|INVOKABLE|SIGNALS|SLOTS|EMIT)\b"
                 r"|\bQ(?:String|Object|Widget|Timer|ByteArray|Variant|CoreApplication)\b")
+
+PARENT = re.compile(r"^\s*#\s*include\s*[<\"][^>\"]*\.\.")
 
 UMBRELLA = re.compile(r"#include\s*<(Qt(?:Core|Gui|Widgets|DBus|Network|Multimedia))(?:/\1)?>")
 
@@ -93,16 +97,10 @@ def check_logic(names, pattern):
     return broken
 
 
-def check_upward(names):
-    """The logic includes nothing of the desktop, the tools or the tests."""
-    broken = []
-    for name in logic_files(names):
-        allowed = LOGIC
-        for number, line in enumerate(text_of(name).split("\n"), 1):
-            match = re.match(r'\s*#include\s*"([^"]+)"', line)
-            if match and (".." in match.group(1) or match.group(1).partition("/")[0] not in allowed):
-                broken.append("%s:%d: includes %s" % (name, number, match.group(1)))
-    return broken
+def check_parents(names):
+    """Such an include would find its way around the include path, which keeps the layers apart."""
+    return [line for name in names if name.startswith("src/") and name.endswith((".cpp", ".h"))
+            for line in found_lines(name, text_of(name), PARENT)]
 
 
 def check_circles(names):
@@ -171,8 +169,16 @@ def extension_faults(manifest, script):
 
 def check_extension(names):
     scripts = [text_of(name) for name in names if re.match(r"browser/.*\.js$", name)]
-    return ["browser/manifest.json: " + fault
-            for fault in extension_faults(json.loads(text_of("browser/manifest.json")), "\n".join(scripts))]
+    return ["browser/manifest.json.in: " + fault
+            for fault in extension_faults(json.loads(text_of("browser/manifest.json.in")), "\n".join(scripts))]
+
+
+def check_version(names):
+    """Whatever else names it gets it from CMakeLists.txt when it is built, so a new version is one line."""
+    version = re.search(r"^project\(\w+ VERSION (\d+\.\d+)", text_of("CMakeLists.txt"), flags=re.M)
+    pattern = re.compile(r'"[^"]*(?<![\d.])%s(?:\.\d+)*(?![\w.])' % re.escape(version.group(1)))
+    return [line for name in names if name.startswith(("src/", "browser/")) and name.endswith(TEXT_ENDINGS)
+            for line in found_lines(name, text_of(name), pattern)]
 
 
 def check_newlines(names):
@@ -217,7 +223,7 @@ def main():
     names = tracked()
     rules = [
         ("the logic includes no Qt", lambda: check_logic(names, QT)),
-        ("the logic includes nothing above it", lambda: check_upward(names)),
+        ("no include of src goes by a parent folder", lambda: check_parents(names)),
         ("the logic's headers have no include cycle", lambda: check_circles(names)),
         ("the logic calls nothing that follows the locale", lambda: check_logic(names, LOCALE)),
         ("the logic accesses the system only through its ports", lambda: check_logic(names, PLATFORM)),
@@ -226,6 +232,7 @@ def main():
         ("nothing is marked as unfinished, and no test is disabled", lambda: check_words(names)),
         ("no source file is longer than %d lines" % LINE_LIMIT, lambda: check_length(names)),
         ("the browsers' extension has the permissions that it uses and no others", lambda: check_extension(names)),
+        ("src and the extension name no version", lambda: check_version(names)),
         ("text files end in a newline and have no carriage returns", lambda: check_newlines(names)),
     ]
     if arguments.ctest:

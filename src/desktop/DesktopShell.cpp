@@ -11,6 +11,8 @@
 #include <span>
 #include <string_view>
 
+#include "core/Ascii.h"
+#include "core/Scheme.h"
 #include "desktop/FileFailure.h"
 #include "desktop/PosixFiles.h"
 #include "desktop/Spawn.h"
@@ -19,16 +21,8 @@ namespace pellora {
 
 namespace {
 
-std::string LowerCase(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
 bool IsExecutable(const std::string& path) {
-  if (LowerCase(path).ends_with(".desktop")) return true;
+  if (EndsWithNoCase(path, ".desktop")) return true;
   if (access(path.c_str(), X_OK) != 0) return false;
   std::array<char, 4> start{};
   const std::size_t count = PosixFiles().OpenForReading(path)->ReadAt(0, start);
@@ -37,10 +31,6 @@ bool IsExecutable(const std::string& path) {
              "\x7f"
              "ELF") ||
          begin.starts_with("#!");
-}
-
-bool IsAddressOf(const std::string& url, std::string_view scheme) {
-  return LowerCase(url.substr(0, scheme.size())) == scheme && url.size() > scheme.size();
 }
 
 }  // namespace
@@ -57,11 +47,8 @@ void DesktopShell::OpenPath(const std::string& path, const std::string& workingF
 }
 
 void DesktopShell::OpenUrl(const std::string& url) {
-  constexpr std::array<std::string_view, 3> kSchemes{"http://", "https://", "ftp://"};
-  const bool known =
-      std::any_of(kSchemes.begin(), kSchemes.end(), [&](std::string_view scheme) { return IsAddressOf(url, scheme); });
   const bool clean = std::none_of(url.begin(), url.end(), [](char c) { return (c >= 0 && c <= ' ') || c == 0x7f; });
-  if (known && clean) SpawnDetached(opener_, {url}, "");
+  if (IsOpenableUrl(url) && clean) SpawnDetached(opener_, {url}, "");
 }
 
 void DesktopShell::Start(const std::string& program, const std::vector<std::string>& arguments) {

@@ -15,6 +15,7 @@
 #include "app/App.h"
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
+#include "core/Version.h"
 #include "desktop/BrowserManifests.h"
 #include "desktop/BusService.h"
 #include "desktop/DesktopMachine.h"

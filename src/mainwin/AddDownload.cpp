@@ -26,9 +26,6 @@ constexpr int kSaveTitle = 401;
 constexpr int kAllFiles = 402;
 constexpr int kAskDuplicate = 403;
 
-// A string of the list file is at most this long.
-constexpr std::size_t kLongestUrl = 65535;
-
 // Claims the right to ask about a listed URL for as long as it lives. Only the first to claim it has it.
 class Claim {
  public:
@@ -103,10 +100,6 @@ std::string UpdatePath(Program& program, const std::string& fileName) {
   return folder + "/downloads/" + fileName;
 }
 
-bool IsRefused(const ParsedUrl& parsed, const std::string& url) {
-  return parsed.result == kUrlRefused || url.size() > kLongestUrl;
-}
-
 std::string ListIsFull() { return "The list is full: it holds " + std::to_string(kMaxRecords) + " downloads."; }
 
 // Puts the record into the slot of the listed one with its URL, or into a free one; 0 if the list is full. Until the
@@ -145,7 +138,7 @@ Task<> StartPlaced(Program* program, std::int16_t index) {
 Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller) {
   Boxes& boxes = program->boxes;
   const ParsedUrl parsed = ParseUrl(url);
-  if (IsRefused(parsed, url)) {
+  if (parsed.result == kUrlRefused) {
     const std::string& text = program->Text(kBadUrl);
     if (boxes.Stands(caller, text)) co_return;
     BoxRequest request{text, kProgramName, kCritical};
@@ -203,7 +196,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
 
 AddOutcome AddWithoutAsking(Program& program, const std::string& url) {
   const ParsedUrl parsed = ParseUrl(url);
-  if (IsRefused(parsed, url)) {
+  if (parsed.result == kUrlRefused) {
     return {0, "It is no address that Pellora takes: http:// or ftp://, a host, and a path, as in http://host/file."};
   }
   if (FindUrl(program, url) != 0) return {0, "It is in the list already."};

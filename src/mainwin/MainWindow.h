@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "async/Timer.h"
@@ -199,6 +200,7 @@ class MainWindow final : public Window, public Lists {
   };
 
   void ConnectEvents();
+  void RunToolbarKey(std::string_view key);
   void ConnectHints();
   void ShowVersion();
   Task<> About();

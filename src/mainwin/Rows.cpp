@@ -20,7 +20,6 @@ namespace pellora {
 
 namespace {
 
-constexpr std::uint32_t kRefreshMilliseconds = 500;
 // Files of the finished list whose length is asked within one event; a slow disk must not stop the window.
 constexpr std::size_t kFilesInOneGo = 256;
 

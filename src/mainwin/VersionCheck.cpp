@@ -7,6 +7,7 @@
 #include "async/Boxes.h"
 #include "async/TaskLoop.h"
 #include "core/Addresses.h"
+#include "core/Version.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
 #include "mainwin/VersionReply.h"

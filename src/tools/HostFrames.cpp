@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "core/Scheme.h"
+
 namespace pellora {
 
 namespace {
@@ -75,8 +77,7 @@ HostRequest ParseRequest(const QByteArray& json) {
     request.error = QStringLiteral("The request contains a value that is not a text.");
     return request;
   }
-  const QString scheme = request.url.trimmed().toLower();
-  if (!scheme.startsWith(QLatin1String("http://")) && !scheme.startsWith(QLatin1String("ftp://"))) {
+  if (!HasScheme(request.url.trimmed().toStdString())) {
     request.error = QStringLiteral("Pellora takes http and ftp addresses only.");
   }
   return request;

@@ -8,6 +8,7 @@
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "core/FileNames.h"
+#include "core/ListCodec.h"
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
 #include "ports/Shell.h"
@@ -18,9 +19,6 @@
 namespace pellora {
 
 namespace {
-
-// The list file cannot hold a longer text.
-constexpr std::size_t kLongestText = 65535;
 
 bool HasZipName(const std::string& name) { return name.size() >= 3 && ToLower(name.substr(name.size() - 3)) == "zip"; }
 
@@ -115,7 +113,7 @@ Task<> TransferWindow::FollowRedirect(std::string location) {
   const auto hold = Hold();
   TimeOut.SetEnabled(false);
   const RedirectTarget target = TargetOfRedirect(location);
-  if (location.size() > kLongestText) {
+  if (location.size() > kLongestListString) {
     co_await RefuseBadName();
     co_return;
   }

@@ -14,6 +14,7 @@ namespace pellora {
 
 namespace {
 
+// ms from one drawing for arriving bytes to the next
 constexpr std::int32_t kRefreshTicks = 200;
 constexpr double kRowBarTwips = 2520;   // the bar of a full segment where its row alone is drawn
 constexpr double kListBarTwips = 2500;  // and where all rows are
@@ -71,11 +72,12 @@ void TransferWindow::CountReceived(std::uint32_t tick, std::size_t bytes) {
 
 std::uint32_t TransferWindow::SilentFor() const { return Tick() - lastByteTick_; }
 
-void TransferWindow::Account(std::uint32_t tick, std::int64_t bytes) {
+bool TransferWindow::Account(std::uint32_t tick, std::int64_t bytes) {
   UpdateFigures(tick, bytes);
-  if (lastRefreshTick_ != 0 && TicksSince(tick, lastRefreshTick_) < kRefreshTicks) return;
+  if (lastRefreshTick_ != 0 && TicksSince(tick, lastRefreshTick_) < kRefreshTicks) return false;
   lastRefreshTick_ = tick;
   DoRefresh();
+  return true;
 }
 
 void TransferWindow::UpdateFigures(std::uint32_t tick, std::int64_t bytes) {

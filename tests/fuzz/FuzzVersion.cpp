@@ -4,6 +4,7 @@
 #include "Oracle.h"
 #include "Targets.h"
 #include "core/Addresses.h"
+#include "core/Version.h"
 
 namespace pellora {
 

@@ -25,11 +25,9 @@ std::string Short(const std::string& function) { return function.substr(0, funct
 
 }  // namespace
 
-// The part from the last "src/<folder of the program>/" or "tests/" on.
+// The part from the last "src/<layer>/" or "tests/" on; the build gives the layers.
 std::string Places::Ours(const std::string& path) const {
-  constexpr std::array<const char*, 12> kOurs{"src/ports/",   "src/async/",   "src/ui/",       "src/options/",
-                                              "src/core/",    "src/lang/",    "src/transfer/", "src/mainwin/",
-                                              "src/capture/", "src/zipview/", "src/app/",      "tests/"};
+  constexpr std::array kOurs{PELLORA_FOLDERS, "tests/"};
   for (const char* const folder : kOurs) {
     const std::size_t at = path.rfind(std::string("/") + folder);
     if (at != std::string::npos) return path.substr(at + 1);

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include "Support.h"
+#include "core/Version.h"
 #include "desktop/BrowserManifests.h"
 #include "ports/Failure.h"
 
@@ -95,9 +96,14 @@ TEST_F(BrowserManifestsTest, AreWrittenForOtherBrowsersIfOneFails) {
   EXPECT_TRUE(Exists(chromium));
 }
 
+QJsonObject ManifestOfTheExtension() {
+  return QJsonDocument::fromJson(QByteArray::fromStdString(Content(PELLORA_EXTENSION "/manifest.json"))).object();
+}
+
+TEST(Extension, HasTheVersionOfTheProgram) { EXPECT_EQ(ManifestOfTheExtension()["version"].toString(), kVersionText); }
+
 TEST_F(BrowserManifestsTest, NameTheExtensionByTheIdOfItsKey) {
-  const QJsonObject manifest =
-      QJsonDocument::fromJson(QByteArray::fromStdString(Content(PELLORA_EXTENSION "/manifest.json"))).object();
+  const QJsonObject manifest = ManifestOfTheExtension();
   ASSERT_FALSE(manifest.isEmpty());
   const QByteArray key = QByteArray::fromBase64(manifest["key"].toString().toLatin1());
   QByteArray id = QCryptographicHash::hash(key, QCryptographicHash::Sha256).toHex().left(32);
