@@ -60,7 +60,8 @@ void LoadSettings(Settings& settings, const SettingsStore& store, const Machine&
 }
 
 void SaveSettings(const Settings& settings, SettingsStore& store) {
-  const auto text = [&](const char* key, const std::string& value) { store.Set(kApplication, key, value); };
+  SettingsStore::Values values;
+  const auto text = [&](const char* key, const std::string& value) { values.emplace_back(key, value); };
   const auto flag = [&](const char* key, bool value) { text(key, BooleanText(value)); };
   const auto number = [&](const char* key, std::int32_t value) { text(key, std::to_string(value)); };
   const auto date = [&](const char* key, double value) { text(key, StoredDateTime(value)); };
@@ -86,6 +87,7 @@ void SaveSettings(const Settings& settings, SettingsStore& store) {
   text("IgnoreString", settings.IgnoreString);
   date("ScheduleHour", settings.ScheduleHour);
   number("ScheduleOption", settings.ScheduleOption);
+  store.SetAll(kApplication, values);
 }
 
 }  // namespace pellora
