@@ -346,7 +346,10 @@ void SimDisk::PutSecondName(const std::string& path, const std::string& of) {
 
 void SimDisk::GiveToAnother(const std::string& path) { state_.files.at(Resolve(path))->anothers = true; }
 
-bool SimDisk::IsOpenToOthers(const std::string& path) const { return state_.files.at(Resolve(path))->openToOthers; }
+bool SimDisk::IsOpenToOthers(const std::string& path) const {
+  const auto found = state_.files.find(Resolve(path));
+  return found != state_.files.end() && found->second->openToOthers;
+}
 
 std::string SimDisk::Get(const std::string& path) const {
   const auto found = state_.files.find(Resolve(path));

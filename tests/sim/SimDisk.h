@@ -88,7 +88,8 @@ class SimDisk final : public Files {
   void PutSecondName(const std::string& path, const std::string& of);
   void GiveToAnother(const std::string& path);
   bool HasLink(const std::string& path) const { return state_.links.contains(Resolve(path)); }
-  bool IsOpenToOthers(const std::string& path) const;
+  bool HasForeign(const std::string& path) const { return Standing(Resolve(path)) == PartName::Foreign; }
+  bool IsOpenToOthers(const std::string& path) const;  // False for a file that is not there
   std::string Get(const std::string& path) const;
   bool Has(const std::string& path) const;
   std::uint64_t Size(const std::string& path) const;  // 0 for a file that is not there

@@ -39,6 +39,7 @@ void ExamineSegments(const DownloadRecord& record, const std::string& name, SimP
     if (segment.Received() < 0) wrong.push_back("count: " + what);
     if (record.Finished || segment.Received() <= 0 || segment.TempFile.empty()) continue;
     if (sim.disk().WasLost(segment.TempFile)) continue;
+    if (sim.disk().HasForeign(segment.TempFile)) continue;  // the next start or resume drops the plan
     if (static_cast<std::int64_t>(sim.disk().Size(segment.TempFile)) < segment.Received()) {
       wrong.push_back("part: " + what + " counts " + std::to_string(segment.Received()) + " and its file has " +
                       std::to_string(sim.disk().Size(segment.TempFile)));

@@ -110,11 +110,13 @@ class PrivateFiles(unittest.TestCase):
         self.assertTrue(os.path.islink(self.session.downloads + "a.bin"))
         self.assertEqual(harness.digest(self.elsewhere), origin.content_digest(SIZE))
 
-    @unittest.skipUnless(os.geteuid() == 0, "only root can give a link away")
     def test_link_of_another_user_creates_no_file_elsewhere(self):
         link = self.session.downloads + "a.bin"
-        os.symlink(self.elsewhere, link)
-        os.lchown(link, ANOTHER_USER, ANOTHER_USER)
+        if os.geteuid() == 0:
+            os.symlink(self.elsewhere, link)
+            os.lchown(link, ANOTHER_USER, ANOTHER_USER)
+        else:
+            os.symlink("/etc/mtab", link)  # a link of root's
         self.session.start()
         self.session.menu_url(self.url)
         window, _ = self.session.wait_dialog()

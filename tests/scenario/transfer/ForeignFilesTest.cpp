@@ -217,8 +217,10 @@ TEST_F(ForeignFiles, OtherUsersReadOnlyTheFinishedFile) {
   ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(kPart); }, 10'000));
   EXPECT_FALSE(sim.disk().IsOpenToOthers(kPart));
   sim.Do([&] { SaveList(program); });
+  ASSERT_TRUE(sim.disk().Has(ListPath(program)));
   EXPECT_FALSE(sim.disk().IsOpenToOthers(ListPath(program)));
   ExpectTheFile();
+  ASSERT_TRUE(sim.disk().Has(kOutput));
   EXPECT_TRUE(sim.disk().IsOpenToOthers(kOutput));
 }
 
