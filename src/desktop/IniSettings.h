@@ -16,7 +16,7 @@ class IniSettings final : public SettingsStore {
   static std::string DefaultFolder();
 
   std::optional<std::string> Get(const std::string& application, const std::string& key) const override;
-  void Set(const std::string& application, const std::string& key, const std::string& value) override;
+  void SetAll(const std::string& application, const Values& values) override;
 
  private:
   std::string PathOf(const std::string& application) const;

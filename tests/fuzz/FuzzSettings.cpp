@@ -65,9 +65,9 @@ class TextStore final : public SettingsStore {
   std::optional<std::string> Get(const std::string& application, const std::string& key) const override {
     return readers_.get(contents.at(application), key);
   }
-  void Set(const std::string& application, const std::string& key, const std::string& value) override {
+  void SetAll(const std::string& application, const Values& values) override {
     std::string& content = contents.at(application);
-    content = readers_.with(content, key, value);
+    for (const auto& [key, text] : values) content = readers_.with(content, key, text);
   }
 
   std::map<std::string, std::string> contents;

@@ -18,11 +18,11 @@ std::optional<std::string> SimSettings::Get(const std::string& application, cons
   return at->second;
 }
 
-void SimSettings::Set(const std::string& application, const std::string& key, const std::string& value) {
-  if (SimFails("settings write", key) || failWrites) {
-    throw Failure(FailureNumber::File, application + ".ini: cannot be written");
-  }
-  values[{application, key}] = value;
+void SimSettings::SetAll(const std::string& application, const Values& changed) {
+  const std::string file = application + ".ini";
+  if (SimFails("settings write", file) || failWrites) throw Failure(FailureNumber::File, file + ": cannot be written");
+  for (const auto& [key, text] : changed) values[{application, key}] = text;
+  writes.emplace_back(application, changed);
 }
 
 std::optional<std::string> SimClipboard::Text() const {

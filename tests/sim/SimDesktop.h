@@ -31,9 +31,10 @@ namespace pellora {
 class SimSettings final : public SettingsStore {
  public:
   std::optional<std::string> Get(const std::string& application, const std::string& key) const override;
-  void Set(const std::string& application, const std::string& key, const std::string& value) override;
+  void SetAll(const std::string& application, const Values& changed) override;
 
   std::map<std::pair<std::string, std::string>, std::string> values;  // by application and key
+  std::vector<std::pair<std::string, Values>> writes;  // every call that was carried out, under its application
   bool failWrites = false;
 };
 
