@@ -20,6 +20,8 @@ namespace pellora {
 
 namespace {
 
+constexpr int kTextKilobytes = 1;
+
 std::int32_t RoundedSpeed(float speed) {
   const std::int64_t most = std::numeric_limits<std::int32_t>::max();
   return static_cast<std::int32_t>(std::clamp(RoundTiesToEven(static_cast<double>(speed)), std::int64_t{0}, most));
@@ -75,7 +77,7 @@ void MainWindow::ShowSpeed(int runningCount) {
   if (overallSpeed_ > static_cast<float>(peakSpeed_)) peakSpeed_ = RoundedSpeed(overallSpeed_);
 
   const auto kilobytes = static_cast<std::int64_t>(std::floor(overallSpeed_ / 1024.0F));
-  const std::string speed = "Speed : " + std::to_string(kilobytes) + " " + program_.Text(1) + "/s ";
+  const std::string speed = "Speed : " + std::to_string(kilobytes) + " " + program_.Text(kTextKilobytes) + "/s ";
   StatusBar1.SetPanel(2, speed);
   if (!program_.catcher) return;
   program_.catcher->refreshMessage("Pellora! Downloads(" + std::to_string(runningCount) + ") " + speed);

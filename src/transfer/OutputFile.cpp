@@ -12,6 +12,7 @@
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
 #include "transfer/JoinParts.h"
+#include "transfer/TextNumbers.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {
@@ -109,7 +110,7 @@ void TransferWindow::StopJoin(const std::string& reason) {
   building_ = false;
   Command3.Caption = "Resume Download";
   Command3.Enabled = true;
-  ShowJoinState(reason.empty() ? Text(528) : Text(528) + ": " + reason);
+  ShowJoinState(reason.empty() ? Text(kTextPaused) : Text(kTextPaused) + ": " + reason);
 }
 
 void TransferWindow::ShowJoinState(const std::string& text) {

@@ -6,6 +6,7 @@
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
+#include "transfer/TextNumbers.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {
@@ -34,7 +35,7 @@ Task<> TransferWindow::AskAboutTimeOut() {
   if (!Record().InUse) co_return;
   WS.Close();
   questionStands_ = true;
-  BoxRequest request{Text(523), Text(522), kYesNo};
+  BoxRequest request{Text(kTextAskKeepTimedOut), Text(kTextTimeOutTitle), kYesNo};
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
   questionStands_ = false;
   if (!StillCurrent()) co_return;

@@ -9,6 +9,7 @@
 #include "ports/Clock.h"
 #include "ports/Failure.h"
 #include "ports/Shell.h"
+#include "transfer/TextNumbers.h"
 
 namespace pellora {
 
@@ -280,7 +281,7 @@ void TransferWindow::Cancel() {
 void TransferWindow::ToggleDetails() {
   DetailsHidden = !DetailsHidden;
   Command4.Tag = DetailsHidden ? "Show" : "Hide";
-  if (program_.languageRead) Command4.Caption = Text(DetailsHidden ? 516 : 515);
+  if (program_.languageRead) Command4.Caption = Text(DetailsHidden ? kTextShowDetails : kTextHideDetails);
   Height = DetailsHidden ? kShortFormHeight : kLongFormHeight;
   DisplayIdle = DetailsHidden;
 }
