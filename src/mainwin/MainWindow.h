@@ -18,6 +18,7 @@
 #include "async/Timer.h"
 #include "async/Winsock.h"
 #include "core/Program.h"
+#include "core/RecordLife.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "ports/Media.h"
@@ -223,7 +224,6 @@ class MainWindow final : public Window, public Lists {
   void PauseAll();
   Task<> ResumeAll();
   Task<> ResetList();
-  void EmptySlot(std::int16_t index);
   void PreparePopup();
   void PrepareFinishedPopup();
   void ToggleScheduled();
@@ -233,7 +233,7 @@ class MainWindow final : public Window, public Lists {
   Task<> ClearAll();
 
   // Starting a record.
-  Task<> StartRecord(std::int16_t index, bool fromQueue);
+  Task<> StartRecord(std::int16_t index, Start start);
 
   // The tick.
   void Tick();

@@ -114,7 +114,7 @@ Task<> MainWindow::PumpQueue() {
   const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(first);
   // Scheduled, started by hand and finished since: it is not started again.
   if (!transfer && !record.Finished) {
-    co_await StartRecord(first, true);
+    co_await StartRecord(first, Start::Queued);
     co_return;
   }
   record.Queued = 0;

@@ -44,7 +44,7 @@ ListRow& RowAt(std::vector<ListRow>& rows, std::size_t at) { return at < rows.si
 
 const char* WaitingIcon(const DownloadRecord& record) {
   if (record.Scheduled == 1) return "shed";
-  if (record.ConnectState == "1") return "wrong";
+  if (TimedOut(record)) return "wrong";
   return "down";
 }
 

@@ -8,6 +8,7 @@
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "core/FileNames.h"
+#include "core/RecordLife.h"
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
 #include "ports/Shell.h"
@@ -137,13 +138,7 @@ Task<bool> TransferWindow::RefuseWithBox(std::string text) {
   questionStands_ = false;
   if (!StillCurrent()) co_return false;
   WS.Close();
-  DownloadRecord& record = Record();
-  record.InUse = false;
-  record.URL.clear();
-  record.FileName.clear();
-  record.Removed = true;
-  record.Valid = false;
-  record.RestState = "1";
+  Release(program_, RecordIndex, kRefused);
   TimeOut.SetEnabled(false);
   EmptySlot();
   program_.lists->RefreshRows(0, 0);
@@ -180,14 +175,9 @@ Task<> TransferWindow::RefuseBadName() {
   DropRecord();
 }
 
-// FileName and RestState stay.
 void TransferWindow::DropRecord() {
   WS.Close();
-  DownloadRecord& record = Record();
-  record.InUse = false;
-  record.URL.clear();
-  record.Removed = true;
-  record.Valid = false;
+  Release(program_, RecordIndex, kNoFile);
   program_.lists->RefreshRows(0, kForced);
   EmptySlot();
   Retire();

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "async/TaskLoop.h"
+#include "core/RecordLife.h"
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
@@ -39,19 +40,14 @@ Task<> TransferWindow::AskAboutTimeOut() {
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
   questionStands_ = false;
   if (!StillCurrent()) co_return;
-  DownloadRecord& record = Record();
+  EmptySlot();
   if (answer == kAnswerYes) {
-    EmptySlot();
+    DownloadRecord& record = Record();
     record.Active = false;
     record.Finished = false;
-    record.ConnectState = "1";
+    record.ConnectState = kConnectTimedOut;
   } else {
-    record.InUse = false;
-    record.URL.clear();
-    record.FileName.clear();
-    record.Removed = true;
-    record.Valid = false;
-    EmptySlot();
+    Release(program_, RecordIndex, kGivenUp);
   }
   Retire();
   program_.lists->RefreshRows(0, kForced);

@@ -5,6 +5,7 @@
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
 #include "core/FileNames.h"
+#include "core/RecordLife.h"
 #include "lang/Language.h"
 #include "ports/Clock.h"
 #include "ports/Failure.h"
@@ -125,7 +126,7 @@ Task<> TransferWindow::InitConnection() {
   TimeOut.SetEnabled(false);  // a redirect and a repeated probe get the full time again
   TimeOut.SetEnabled(true);
   lastByteTick_ = Tick();
-  record.ConnectState = "0";
+  record.ConnectState = kConnectTried;
   const Settings& settings = program_.settings;
   WS.RemoteHost = settings.ProxyHTTP ? settings.ProxyServer : record.Host;
   WS.RemotePort = settings.ProxyHTTP ? settings.ProxyPort : record.Port;
