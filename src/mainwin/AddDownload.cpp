@@ -9,6 +9,7 @@
 #include "async/TaskLoop.h"
 #include "core/ParseUrl.h"
 #include "core/Program.h"
+#include "core/Queue.h"
 #include "core/RecordLife.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
@@ -95,7 +96,7 @@ std::int16_t PlaceRecord(Program& program, DownloadRecord record) {
 
 // True if as many downloads run as may: the record then waits in the queue.
 bool QueueIfBusy(Program& program, std::int16_t index) {
-  if (program.ActiveCount() < program.settings.MaxSimulDownlads) return false;
+  if (!Queue(program).IsFull(program.settings.MaxSimulDownlads)) return false;
   program.Download(index).Queued = 1;
   return true;
 }

@@ -240,7 +240,6 @@ class MainWindow final : public Window, public Lists {
   void WatchConnection();
   std::optional<std::string> ClipboardUrl();
   void ShowSpeed(int runningCount);
-  void ApplySchedule();
   Task<> PumpQueue();
   void SaveTick();
 

@@ -1,6 +1,7 @@
 // StartRecord: starting one record, from the queue or on demand.
 #include <memory>
 
+#include "core/Queue.h"
 #include "mainwin/MainWindow.h"
 
 namespace pellora {
@@ -21,7 +22,7 @@ Task<> MainWindow::Restart(std::int16_t index) {
     if (program_.Holds(index, serial) && program_.TransferWindowAt(index) == transfer) transfer->ShowWindow();
     co_return;
   }
-  if (program_.ActiveCount() < program_.settings.MaxSimulDownlads) {
+  if (!Queue(program_).IsFull(program_.settings.MaxSimulDownlads)) {
     co_await StartRecord(index, Start::Listed);
     co_return;
   }
