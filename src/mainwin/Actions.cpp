@@ -135,13 +135,22 @@ bool MainWindow::PauseRecord(std::int16_t index) {
 
 void MainWindow::PauseAll() {
   EndResumeAll();
+  const bool refreshed = PauseRunning();
+  if (!refreshed) RefreshRows(0, 0);
+}
+
+// Each pause forces a refresh of all rows; they are built once, after the last. True if they were.
+bool MainWindow::PauseRunning() {
+  gatherRefreshes_ = true;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
     if (!record.InUse || !record.Active) continue;
     const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(i);
     if (transfer) Skip([&] { transfer->PauseDownload(); });
   }
-  RefreshRows(0, 0);
+  gatherRefreshes_ = false;
+  const bool forced = std::exchange(forcedMeanwhile_, false);
+  return forced && Skip([this] { RefreshRows(0, 1); });
 }
 
 // Every waiting record starts or is queued, whether it was paused or not. Starting one may take seconds:
@@ -171,11 +180,10 @@ Task<> MainWindow::ResetList() {
     if (!yes) co_return;
   }
   EndResumeAll();
+  PauseRunning();
   std::unordered_set<std::string> parts;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
-    const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(i);
-    if (record.InUse && record.Active && transfer) Skip([&] { transfer->PauseDownload(); });
     EmptyPlace(program_, static_cast<std::int16_t>(i));
     if (record.InUse) parts.merge(PartFilesOf(record));
   }

@@ -222,6 +222,7 @@ class MainWindow final : public Window, public Lists {
   Task<> Quit();
   void PauseSelected();
   void PauseAll();
+  bool PauseRunning();
   Task<> ResumeAll();
   Task<> ResetList();
   void PreparePopup();
@@ -282,6 +283,8 @@ class MainWindow final : public Window, public Lists {
   std::optional<std::uint32_t> lastRefresh_;  // tick count; nothing: never yet
   bool missedAll_ = false;                    // refused refreshes that are still owed
   std::vector<std::int16_t> missedRows_;
+  bool gatherRefreshes_ = false;                           // refreshes are refused, forced ones too
+  bool forcedMeanwhile_ = false;                           // one of them was forced
   std::vector<std::int32_t> rowOfRecord_;                  // by record; -1: no row in ListView1
   std::vector<std::pair<double, std::string>> dateTexts_;  // by record: DateAdded and its text
   std::vector<ListRow> formerRows_;  // of the last rebuild of each list; the next one is built in them

@@ -58,7 +58,8 @@ bool MainWindow::RefreshIsDue() const {
 }
 
 void MainWindow::RefreshRows(std::int16_t index, std::int16_t force) {
-  if (force <= 0 && !RefreshIsDue()) {
+  if (gatherRefreshes_ || (force <= 0 && !RefreshIsDue())) {
+    forcedMeanwhile_ = forcedMeanwhile_ || force > 0;
     if (index == 0) {
       missedAll_ = true;
     } else if (std::find(missedRows_.begin(), missedRows_.end(), index) == missedRows_.end()) {
