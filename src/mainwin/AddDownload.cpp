@@ -1,6 +1,5 @@
 #include "mainwin/AddDownload.h"
 
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <set>
@@ -10,7 +9,8 @@
 #include "async/TaskLoop.h"
 #include "core/ParseUrl.h"
 #include "core/Program.h"
-#include "ports/Clock.h"
+#include "core/Queue.h"
+#include "core/RecordLife.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -63,34 +63,6 @@ std::int16_t FreeSlot(Program& program) {
   return program.DownloadCount;
 }
 
-// What the slot still holds belongs to a former record. With `dropped` that record is overwritten: its
-// transfer is not stopped here but only hidden; it finds its slot filled anew and ends by itself.
-void EmptyForNewRecord(Program& program, std::int16_t index, bool dropped) {
-  const std::shared_ptr<Transfer> transfer = std::exchange(program.TransferWindowAt(index), nullptr);
-  const std::shared_ptr<ZipViewer> viewer = std::exchange(program.ZipViewerAt(index), nullptr);
-  program.RaiseSerial(index);
-  if (transfer) Skip([&] { dropped ? transfer->HideWindow() : transfer->UnloadWindow(); });
-  if (viewer) Skip([&] { viewer->UnloadWindow(); });
-}
-
-DownloadRecord NewRecord(const Program& program, const std::string& url, const ParsedUrl& parsed, std::int16_t kind) {
-  DownloadRecord record;
-  record.Segments.resize(1);  // the blank element 0
-  record.FileName = parsed.fileName;
-  record.Path = parsed.path;
-  record.Host = parsed.host;
-  record.Port = parsed.port;
-  record.UserName = parsed.user;
-  record.Password = parsed.password;
-  record.Protocol = parsed.protocol;
-  record.URL = url;
-  record.InUse = true;
-  record.Valid = true;
-  record.DateAdded = program.platform.clock.Now();
-  record.DownloadKind = static_cast<std::int16_t>(std::abs(int{kind}));
-  return record;
-}
-
 // The program's own update is unpacked from a fixed place.
 std::string UpdatePath(Program& program, const std::string& fileName) {
   const std::string folder = program.platform.machine.ProgramFolder();
@@ -109,27 +81,21 @@ std::int16_t PlaceRecord(Program& program, DownloadRecord record) {
   const bool overwrite = index != 0;
   if (!overwrite) index = FreeSlot(program);
   if (index == 0) return 0;
-  EmptyForNewRecord(program, index, overwrite);
+  program.RaiseSerial(index);
+  EmptyPlace(program, index, overwrite ? Evicted::Hidden : Evicted::Unloaded);
   program.Download(index) = std::move(record);
   return index;
 }
 
 // True if as many downloads run as may: the record then waits in the queue.
 bool QueueIfBusy(Program& program, std::int16_t index) {
-  if (program.ActiveCount() < program.settings.MaxSimulDownlads) return false;
+  if (!Queue(program).IsFull(program.settings.MaxSimulDownlads)) return false;
   program.Download(index).Queued = 1;
   return true;
 }
 
 Task<> StartPlaced(Program* program, std::int16_t index) {
-  const std::shared_ptr<Transfer> transfer = program->newTransferWindow();
-  const std::uint32_t serial = program->Serial(index);
-  program->TransferWindowAt(index) = transfer;
-  transfer->SetRecordIndex(index);
-  co_await transfer->InitConnection();
-  if (program->ShowTransferWindow && program->Holds(index, serial) && program->TransferWindowAt(index) == transfer) {
-    transfer->ShowWindow();
-  }
+  co_await StartTransfer(program, index, Start::Added);
   program->lists->RefreshRows(0, 0);
 }
 

@@ -25,6 +25,7 @@ constexpr std::uint32_t kTickMilliseconds = 500;
 constexpr std::uint32_t kSaveMilliseconds = 5000;
 constexpr std::uint32_t kIdleTimerMilliseconds = 30000;
 constexpr std::uint32_t kPreviewTimerMilliseconds = 500;
+constexpr int kToolbarHint = 412;
 
 // What runs an action: a menu entry, and the toolbar button that clicks it.
 struct Command {
@@ -48,6 +49,7 @@ constexpr std::array<Command, 12> kCommands{{
     {MainWindow::kPause, &MainWindow::stopdl, ""},
     {MainWindow::kPauseAll, &MainWindow::stopall, ""},
 }};
+
 }  // namespace
 
 MainWindow::MainWindow(Program& program)
@@ -145,7 +147,7 @@ void MainWindow::ConnectHints() {
   hint(Picture3, "Preview window, click on a media file to preview it.");
   hint(Slider1, "Change the volume of the playback.");
   hint(Label2, "Go on the site of Pellora");
-  Toolbar1.OnMouseMove = [this] { Status(program_.Text(412)); };  // one hint for all buttons
+  Toolbar1.OnMouseMove = [this] { Status(program_.Text(kToolbarHint)); };  // one hint for all buttons
   Picture4.OnMouseMove = [this] { OnMouseMove(); };
 }
 

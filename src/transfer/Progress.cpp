@@ -8,6 +8,7 @@
 #include "ports/Clock.h"
 #include "ports/Failure.h"
 #include "ports/Locale.h"
+#include "transfer/TextNumbers.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {
@@ -33,15 +34,15 @@ const std::string* StateText(const Program& program, std::int16_t state, Refresh
   static const std::string kRefusedFull = "Too Many Connections";
   switch (state) {
     case kSegmentUnconnected:
-      return &program.Text(525);
+      return &program.Text(kTextSegmentConnecting);
     case kSegmentRequested:
-      return &program.Text(524);
+      return &program.Text(kTextWaitingForData);
     case kSegmentReceiving:
-      return &program.Text(526);
+      return &program.Text(kTextSegmentReceiving);
     case kSegmentComplete:
-      return &program.Text(527);
+      return &program.Text(kTextSegmentComplete);
     case kSegmentPaused:
-      return &program.Text(528);
+      return &program.Text(kTextPaused);
     case kSegmentLoggingIn:
       return &kLoggingIn;
     case kSegmentLoggedIn:
@@ -104,10 +105,10 @@ void TransferWindow::DoRefresh() {
   if (!joinState_.empty()) {
     state.Caption = joinState_;
   } else if (record.Percent < 100) {
-    state.Caption = Text(534);
+    state.Caption = Text(kTextDownloading);
   } else {
     record.Percent = 100.0F;
-    state.Caption = Text(521);
+    state.Caption = Text(kTextDownloadComplete);
   }
   const std::string decimal = program_.platform.locale.DecimalSeparator();
   Caption = FormatPercent(record.Percent, decimal) + "% of " + record.FileName + " downloaded.";

@@ -23,6 +23,7 @@ void FakeTransfer::PauseDownload() {
   ++pauses;
   program_.Download(index).Active = false;
   program_.Download(index).Paused = true;
+  program_.lists->RefreshRows(0, 1);
 }
 
 Task<> FakeTransfer::ResumeDownload() {
