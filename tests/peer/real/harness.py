@@ -221,7 +221,7 @@ class Session:
     def alive(self):
         return self.process is not None and self.process.poll() is None
 
-    def answers(self):
+    def response_seconds(self):
         """Seconds that the program took to answer a call; the same thread serves its windows."""
         began = time.monotonic()
         self.companion.downloads()
