@@ -95,10 +95,11 @@ TEST_F(IniSettingsTest, FailedWriteKeepsTheFileAndLeavesNoDraft) {
   EXPECT_EQ(PosixFiles().FilesIn(folder.Path("config/pellora")), std::vector<std::string>{"Pellora.ini"});
 }
 
-// Counts the files that take a name in a folder, as a replaced file does.
+// Counts the files that lose their name in a folder, as the draft of each replacement does. Drafts have names of
+// their own; the replaced file's name would count once, as inotify merges equal events.
 class Renames {
  public:
-  explicit Renames(const std::string& folder) { inotify_add_watch(fd_, folder.c_str(), IN_MOVED_TO); }
+  explicit Renames(const std::string& folder) { inotify_add_watch(fd_, folder.c_str(), IN_MOVED_FROM); }
   ~Renames() { close(fd_); }
   Renames(const Renames&) = delete;
   Renames& operator=(const Renames&) = delete;
