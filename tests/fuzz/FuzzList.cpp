@@ -12,7 +12,7 @@ namespace pellora {
 namespace {
 
 // Records after the end of the bytes are all blank; a few of them are enough.
-constexpr int kMaxRecords = 64;
+constexpr int kCheckedRecords = 64;
 
 std::string Encoded(const std::vector<DownloadRecord>& records) {
   std::string bytes;
@@ -25,7 +25,7 @@ std::string Encoded(const std::vector<DownloadRecord>& records) {
 void DemandStable(std::string_view bytes, const ListReader& read) {
   const AllocationMeter meter;
   const std::vector<DownloadRecord> records = read(bytes);
-  const std::uint64_t most = 8 * bytes.size() + sizeof(DownloadRecord) * 4 * kMaxRecords + 65536;
+  const std::uint64_t most = 8 * bytes.size() + sizeof(DownloadRecord) * 4 * kCheckedRecords + 65536;
   Demand(meter.Bytes() <= most, "a list takes memory in proportion to its length");
   Demand(!records.empty(), "a list has its element 0");
   for (const DownloadRecord& record : records) {
@@ -38,11 +38,11 @@ void DemandStable(std::string_view bytes, const ListReader& read) {
   Demand(decoder.HasMagic() && decoder.DownloadCount() == static_cast<int>(records.size()) - 1, "a saved list is one");
   Demand(Encoded(read(saved)) == saved, "a list that was saved is read as it was");
   ListDecoder sound(bytes);
-  for (int i = 0; i <= sound.DownloadCount() && i < kMaxRecords; ++i) {
+  for (int i = 0; i <= sound.DownloadCount() && i < kCheckedRecords; ++i) {
     DownloadRecord record;
     sound.Next(record);
   }
-  if (!sound.Sound() || sound.DownloadCount() >= kMaxRecords) return;
+  if (!sound.Sound() || sound.DownloadCount() >= kCheckedRecords) return;
   // An array without elements is saved as no array.
   if (bytes.find(std::string_view("\1\0\0\0\0\0\0\0\0\0", 10)) != std::string_view::npos) return;
   Demand(saved.size() <= bytes.size(), "a sound list is no shorter than what was read of it");
@@ -95,7 +95,7 @@ void DemandStableFile(std::string_view bytes) {
 
 std::vector<DownloadRecord> ReadRecords(std::string_view bytes) {
   ListDecoder decoder(bytes);
-  const int last = std::min<int>(decoder.DownloadCount(), kMaxRecords - 1);
+  const int last = std::min<int>(decoder.DownloadCount(), kCheckedRecords - 1);
   std::vector<DownloadRecord> records(static_cast<std::size_t>(last) + 1);
   if (!decoder.HasMagic()) return records;
   for (DownloadRecord& record : records) decoder.Next(record);
@@ -104,7 +104,7 @@ std::vector<DownloadRecord> ReadRecords(std::string_view bytes) {
 
 void FuzzList(std::string_view bytes, const ListReader& read) {
   DemandStable(bytes, read);
-  if (ListDecoder(bytes).DownloadCount() < kMaxRecords) DemandStableFile(bytes);
+  if (ListDecoder(bytes).DownloadCount() < kCheckedRecords) DemandStableFile(bytes);
 }
 
 }  // namespace pellora
