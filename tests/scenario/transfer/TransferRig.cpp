@@ -14,6 +14,7 @@ TransferRig::TransferRig(SimOptions options) : sim(std::move(options)), program(
   program.lists = &lists;
   program.newTransferWindow = [this] { return std::make_shared<TransferWindow>(program); };
   program.listLoaded = true;
+  program.languageRead = true;
   program.settings.MaxSegments = 4;
   program.settings.MaxSimulDownlads = 3;
   program.settings.DownloadFolder = "/home/u/dl/";
