@@ -107,6 +107,21 @@ class Sizes(Base):
         self.grow(-150, -220)
         harness.wait_until(lambda: self.heights() == [current, finished], 5, "the former heights")
 
+    def test_details_of_a_file_take_no_room_from_the_lists(self):
+        self.screen.click("push button", "Show or hide the side pane", MAIN)
+        self.screen.wait("page tab", "Infos", MAIN)
+        before = self.heights()
+        self.screen.click("page tab", "Infos", MAIN)
+        self.screen.wait("label", "Average speed :", MAIN)
+        time.sleep(0.5)
+        self.session.keep_picture("details")
+        self.assertEqual(self.heights(), before)
+        # The pane of the designed size holds all of it.
+        self.assertEqual([e for e in self.screen.elements(MAIN) if e.role == "scroll bar"], [])
+        pane = self.screen.wait("filler", "Details", MAIN)
+        last = self.screen.wait("label", "Average speed :", MAIN)
+        self.assertLess(last.top + 2 * last.height, pane.top + pane.height)
+
     def test_transfer_window_shows_that_it_connects(self):
         server = origin.Unanswering()
         self.addCleanup(server.close)
