@@ -44,11 +44,25 @@ QString CutForDrawing(const QString& text) {
   return text.first(EndOfDrawn(text)) + QChar(0x2026);
 }
 
+// The characters that turn the direction of what follows: the embeddings, the overrides and the isolates.
+bool TurnsDirection(QChar character) {
+  const char16_t code = character.unicode();
+  return (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+}
+
+QString ForDrawing(const QString& whole) {
+  QString text = CutForDrawing(whole);
+  for (QChar& character : text) {
+    if (TurnsDirection(character)) character = QChar::ReplacementCharacter;
+  }
+  return text;
+}
+
 }  // namespace
 
-QString DisplayText(const std::string& bytes) { return CutForDrawing(WholeText(bytes)); }
+QString DisplayText(const std::string& bytes) { return ForDrawing(WholeText(bytes)); }
 
-QString DisplayLine(const std::string& bytes) { return CutForDrawing(WholeLine(bytes)); }
+QString DisplayLine(const std::string& bytes) { return ForDrawing(WholeLine(bytes)); }
 
 QString WholeText(const std::string& bytes) {
   return Decode(bytes).replace(QChar(0), QChar(QChar::ReplacementCharacter));

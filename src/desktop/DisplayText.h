@@ -4,8 +4,9 @@
 // UTF-8 and as Windows-1252 where not. What the user types is handed on as UTF-8.
 //
 // Whatever is drawn (rows, labels, captions, tool tips, boxes, tray) comes from DisplayText or DisplayLine, and is
-// cut there: laying out 16 KiB of combining marks, which a server can send as a name, takes seconds. The strings of
-// the logic stay whole, and so does what WholeText gives.
+// cut there: laying out 16 KiB of combining marks, which a server can send as a name, takes seconds. Characters that
+// turn the writing direction are replaced there: with one of them "gpj.exe" reads "exe.jpg". The strings of the logic
+// stay whole, and so does what WholeText gives.
 #pragma once
 
 #include <QString>

@@ -195,6 +195,19 @@ class Windows(Base):
         self.assertNotIn("", [name for _, name in self.screen.windows()])
         self.assertNotIn("filler", [role for role, _ in self.screen.windows()])
 
+    def test_name_that_turns_the_direction_shows_its_true_end(self):
+        """Drawn as it is, the character before "gpj.exe" makes it read "exe.jpg"."""
+        self.open()
+        name = "holiday\u202egpj.exe"
+        self.origin.serve_file("/" + name.encode().decode("latin-1"), 20000)
+        url = self.origin.url("/" + name)
+        self.session.menu_url(url)
+        self.session.companion.wait_finished([url], 30)
+        self.screen.wait("table cell", "holiday\ufffdgpj.exe", MAIN)
+        self.session.keep_picture("turned-name")
+        self.assertTrue(self.window("holiday\ufffdgpj.exe"))
+        self.assertTrue(os.path.exists(os.path.join(self.session.downloads, name)))
+
     def test_long_clipboard_url_is_shown_in_full(self):
         self.open(CheckClipboard="True")
         url = self.origin.url("/" + "/".join("folder%02d" % n for n in range(25)) + "/name.zip?key=" + "0123456789" * 8)
