@@ -1,10 +1,12 @@
 """What the pointer over the main window's controls shows, and what sizes and first showings do, on the real windows."""
 
+import os
 import subprocess
 import time
 import unittest
 
 import harness
+import listfile
 import origin
 from screen import Screen
 
@@ -29,11 +31,15 @@ class Base(unittest.TestCase):
     def setUp(self):
         self.session = harness.Session("mouse")
         self.addCleanup(self.session.close)
+        self.prepare()
         self.screen = Screen(self.session)
         self.addCleanup(self.screen.close)
         self.session.start()
         self.screen.wait("push button", "Add URL", MAIN)
         self.main = self.screen.raise_window(MAIN)
+
+    def prepare(self):
+        """Before the program starts."""
 
     def grow(self, width, height):
         _, _, old_width, old_height = self.screen.x.place(self.main)
@@ -130,6 +136,23 @@ class Sizes(Base):
         time.sleep(1)  # whatever the first showing does has been done
         self.assertIsNotNone(self.screen.find("label", "Connecting to server..."))
         self.session.keep_picture("connecting")
+
+
+class Columns(Base):
+    def prepare(self):
+        listfile.write_complete(self.session.list_file, "http://127.0.0.1:9/big.bin", 9,
+                                [(os.path.join(self.session.parts, "big.bin001.tmp"), 20000)])
+
+    def test_longest_status_fits_its_column(self):
+        status = self.screen.wait("table cell", "Stopped (100.0%)", MAIN)
+        rows = self.pixels(status)
+        ground = rows[0][-1]
+        drawn = [max(abs(a - b) for a, b in zip(colour, ground)) > 60 for row in rows for colour in row]
+        inked = [[at for at in range(len(rows)) if drawn[at * status.width + column]] for column in range(status.width)]
+        last = [column for column in inked if column][-4:]
+        self.session.keep_picture("status")
+        # A bracket ends the text, and not three dots on its base line.
+        self.assertGreater(max(map(max, last)) - min(map(min, last)), 6)
 
 
 if __name__ == "__main__":
