@@ -1,4 +1,4 @@
-// Who may read what PosixFiles makes, and which links and files it takes for its own.
+// Who may read the files of PosixFiles, and which links and files it accepts.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -41,7 +41,7 @@ class PosixFilesSafety : public testing::Test {
   void Link(const std::string& to, const std::string& name) {
     ASSERT_EQ(symlink(to.c_str(), folder.Path(name).c_str()), 0);
   }
-  void GiveToAnother(const std::string& name) {
+  void ChangeOwner(const std::string& name) {
     ASSERT_EQ(lchown(folder.Path(name).c_str(), kAnotherUser, kAnotherUser), 0);
   }
   std::string RefusalOf(const std::string& path, FileKind kind) {
@@ -140,12 +140,12 @@ TEST_F(PosixFilesSafety, PartIsOpenedOnlyIfItIsTheUsersAlone) {
   files.Open(target, FileKind::Part);
 }
 
-// Only root can give files away; for everybody else root is another user, and has files where all systems have them.
+// Only root can change owners; for other users, root is another user, with files that exist on every system.
 TEST_F(PosixFilesSafety, PartOfAnotherUserIsRefusedAndKeepsItsPermissions) {
   std::string theirs = "/etc/passwd";
   if (geteuid() == 0) {
     theirs = target;
-    GiveToAnother("target");
+    ChangeOwner("target");
   }
   const mode_t before = RightsOf(theirs);
   EXPECT_EQ(files.LookAtPart(theirs), PartName::Foreign);
@@ -154,14 +154,14 @@ TEST_F(PosixFilesSafety, PartOfAnotherUserIsRefusedAndKeepsItsPermissions) {
   EXPECT_EQ(Content(target), "kept");
 }
 
-// A share without users: what this process makes belongs to somebody else at once.
+// A file system without users: files created by this process belong to another user at once.
 TEST_F(PosixFilesSafety, PartsWorkOnADiskThatReportsAnotherOwner) {
   PosixFiles mapped(geteuid() + 1);
   mapped.Open(folder.Path("part"), FileKind::Part)->WriteAt(0, "x");
   EXPECT_EQ(mapped.LookAtPart(folder.Path("part")), PartName::Own);
   mapped.Open(folder.Path("part"), FileKind::Part)->WriteAt(1, "y");
   EXPECT_EQ(Content(folder.Path("part")), "xy");
-  EXPECT_EQ(mapped.FilesIn(folder.Path()), (std::vector<std::string>{"part", "target"}));  // no traces of the question
+  EXPECT_EQ(mapped.FilesIn(folder.Path()), (std::vector<std::string>{"part", "target"}));  // no probe files are left
 }
 
 TEST_F(PosixFilesSafety, LinksOfTheUserAreFollowedToOutputAndList) {
@@ -182,7 +182,7 @@ TEST_F(PosixFilesSafety, LinksOfAnotherUserAreRefusedEvenAtTheEndOfAChain) {
   if (geteuid() == 0) {
     theirs = folder.Path("theirs");
     Link(folder.Path("made"), "theirs");
-    GiveToAnother("theirs");
+    ChangeOwner("theirs");
   }
   Link(theirs, "chain");
   for (const std::string& path : {theirs, folder.Path("chain")}) {
@@ -198,7 +198,7 @@ TEST_F(PosixFilesSafety, CircularLinksFail) {
   EXPECT_THROW(files.Open(folder.Path("a"), FileKind::Output), Failure);
 }
 
-// Another process puts a link in the file's place, takes it away, and so on.
+// Another process keeps replacing the file by a link and back.
 TEST_F(PosixFilesSafety, PartIsNeverWrittenThroughALinkThatReplacesIt) {
   const std::string path = folder.Path("part");
   std::atomic<bool> done = false;

@@ -125,17 +125,15 @@ class MemoryFiles final : public Files {
 class MemorySettings final : public SettingsStore {
  public:
   std::map<std::pair<std::string, std::string>, std::string> values;  // by application and key
-  std::vector<std::string> written;                                   // "application/key=value", in order
-  std::optional<std::string> failingKey;
+  std::vector<std::pair<std::string, Values>> writes;                 // every call, under its application
 
   std::optional<std::string> Get(const std::string& application, const std::string& key) const override {
     const auto found = values.find({application, key});
     return found == values.end() ? std::nullopt : std::optional(found->second);
   }
-  void Set(const std::string& application, const std::string& key, const std::string& value) override {
-    if (key == failingKey) throw Failure(FailureNumber::File, key);
-    written.push_back(application + "/" + key + "=" + value);
-    values[{application, key}] = value;
+  void SetAll(const std::string& application, const Values& changed) override {
+    writes.emplace_back(application, changed);
+    for (const auto& [key, text] : changed) values[{application, key}] = text;
   }
 };
 

@@ -59,7 +59,7 @@ class NoNetwork final : public Network {
 class NoSettings final : public SettingsStore {
  public:
   std::optional<std::string> Get(const std::string&, const std::string&) const override { Unused(); }
-  void Set(const std::string&, const std::string&, const std::string&) override { Unused(); }
+  void SetAll(const std::string&, const Values&) override { Unused(); }
 };
 
 class NoClipboard final : public Clipboard {
