@@ -204,7 +204,6 @@ class Windows(Base):
         self.session.menu_url(url)
         self.session.companion.wait_finished([url], 30)
         self.screen.wait("table cell", "holiday\ufffdgpj.exe", MAIN)
-        self.session.keep_picture("turned-name")
         self.assertTrue(self.window("holiday\ufffdgpj.exe"))
         self.assertTrue(os.path.exists(os.path.join(self.session.downloads, name)))
 

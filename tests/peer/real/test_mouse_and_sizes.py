@@ -120,7 +120,6 @@ class Sizes(Base):
         self.screen.click("page tab", "Infos", MAIN)
         self.screen.wait("label", "Average speed :", MAIN)
         time.sleep(0.5)
-        self.session.keep_picture("details")
         self.assertEqual(self.heights(), before)
         # The pane of the designed size holds all of it.
         self.assertEqual([e for e in self.screen.elements(MAIN) if e.role == "scroll bar"], [])
@@ -150,7 +149,6 @@ class Columns(Base):
         drawn = [max(abs(a - b) for a, b in zip(colour, ground)) > 60 for row in rows for colour in row]
         inked = [[at for at in range(len(rows)) if drawn[at * status.width + column]] for column in range(status.width)]
         last = [column for column in inked if column][-4:]
-        self.session.keep_picture("status")
         # A bracket ends the text, and not three dots on its base line.
         self.assertGreater(max(map(max, last)) - min(map(min, last)), 6)
 
