@@ -44,11 +44,25 @@ QString CutForDrawing(const QString& text) {
   return text.first(CutPosition(text)) + QChar(0x2026);
 }
 
+// Embeddings, overrides and isolates change the writing direction of the text after them.
+bool ChangesDirection(QChar character) {
+  const char16_t code = character.unicode();
+  return (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+}
+
+QString ForDrawing(const QString& whole) {
+  QString text = CutForDrawing(whole);
+  for (QChar& character : text) {
+    if (ChangesDirection(character)) character = QChar::ReplacementCharacter;
+  }
+  return text;
+}
+
 }  // namespace
 
-QString DisplayText(const std::string& bytes) { return CutForDrawing(WholeText(bytes)); }
+QString DisplayText(const std::string& bytes) { return ForDrawing(WholeText(bytes)); }
 
-QString DisplayLine(const std::string& bytes) { return CutForDrawing(WholeLine(bytes)); }
+QString DisplayLine(const std::string& bytes) { return ForDrawing(WholeLine(bytes)); }
 
 QString WholeText(const std::string& bytes) {
   return Decode(bytes).replace(QChar(0), QChar(QChar::ReplacementCharacter));

@@ -4,8 +4,9 @@
 // Windows-1252. What the user types is passed on as UTF-8.
 //
 // All drawn text (rows, labels, captions, tool tips, boxes, tray) comes from DisplayText or DisplayLine, which cut it:
-// laying out 16 KiB of combining marks, which a server can send as a name, takes seconds. The logic's strings and
-// WholeText are not cut.
+// laying out 16 KiB of combining marks, which a server can send as a name, takes seconds. They also replace characters
+// that change the writing direction, with which "gpj.exe" could read "exe.jpg". The logic's strings and WholeText are
+// neither cut nor changed.
 #pragma once
 
 #include <QString>

@@ -66,6 +66,16 @@ TEST(DisplayText, CutsInsideAnOverlongCharacter) {
   EXPECT_FALSE(joined.at(joined.size() - 2).isHighSurrogate());
 }
 
+TEST(DisplayText, ReplacesCharactersThatChangeTheWritingDirection) {
+  for (const char* turn : {"\u202A", "\u202B", "\u202C", "\u202D", "\u202E", "\u2066", "\u2067", "\u2068", "\u2069"}) {
+    const std::string name = std::string("evil") + turn + "gpj.exe";
+    EXPECT_EQ(DisplayLine(name), QStringLiteral(u"evil\uFFFDgpj.exe"));
+    EXPECT_EQ(DisplayText(name), QStringLiteral(u"evil\uFFFDgpj.exe"));
+    EXPECT_EQ(ModelText(WholeText(name)), name);
+  }
+  EXPECT_EQ(DisplayLine("\u05E9\u200F.zip"), QStringLiteral(u"\u05E9\u200F.zip"));
+}
+
 TEST(WholeText, IsNotCut) {
   EXPECT_EQ(WholeText("e" + Repeated(kAcute, 25000)).size(), 25001);
   EXPECT_EQ(WholeLine(std::string(5000, 'a') + "\n"), QString(5000, u'a') + u' ');

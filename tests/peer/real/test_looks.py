@@ -195,6 +195,18 @@ class Windows(Base):
         self.assertNotIn("", [name for _, name in self.screen.windows()])
         self.assertNotIn("filler", [role for role, _ in self.screen.windows()])
 
+    def test_name_with_a_direction_override_shows_its_real_extension(self):
+        """Unchanged, the character before "gpj.exe" would make it read "exe.jpg"."""
+        self.open()
+        name = "holiday\u202egpj.exe"
+        self.origin.serve_file("/" + name.encode().decode("latin-1"), 20000)
+        url = self.origin.url("/" + name)
+        self.session.menu_url(url)
+        self.session.companion.wait_finished([url], 30)
+        self.screen.wait("table cell", "holiday\ufffdgpj.exe", MAIN)
+        self.assertTrue(self.window("holiday\ufffdgpj.exe"))
+        self.assertTrue(os.path.exists(os.path.join(self.session.downloads, name)))
+
     def test_long_clipboard_url_is_shown_in_full(self):
         self.open(CheckClipboard="True")
         url = self.origin.url("/" + "/".join("folder%02d" % n for n in range(25)) + "/name.zip?key=" + "0123456789" * 8)

@@ -1,10 +1,12 @@
 """The hints for the controls under the pointer, and the sizes of the real windows at the first showing and later."""
 
+import os
 import subprocess
 import time
 import unittest
 
 import harness
+import listfile
 import origin
 from screen import Screen
 
@@ -29,11 +31,15 @@ class Base(unittest.TestCase):
     def setUp(self):
         self.session = harness.Session("mouse")
         self.addCleanup(self.session.close)
+        self.prepare()
         self.screen = Screen(self.session)
         self.addCleanup(self.screen.close)
         self.session.start()
         self.screen.wait("push button", "Add URL", MAIN)
         self.main = self.screen.raise_window(MAIN)
+
+    def prepare(self):
+        """Before the program starts."""
 
     def grow(self, width, height):
         _, _, old_width, old_height = self.screen.x.place(self.main)
@@ -107,6 +113,20 @@ class Sizes(Base):
         self.grow(-150, -220)
         harness.wait_until(lambda: self.heights() == [current, finished], 5, "the former heights")
 
+    def test_details_of_a_file_take_no_room_from_the_lists(self):
+        self.screen.click("push button", "Show or hide the side pane", MAIN)
+        self.screen.wait("page tab", "Infos", MAIN)
+        before = self.heights()
+        self.screen.click("page tab", "Infos", MAIN)
+        self.screen.wait("label", "Average speed :", MAIN)
+        time.sleep(0.5)
+        self.assertEqual(self.heights(), before)
+        # The pane of the designed size holds all of it.
+        self.assertEqual([e for e in self.screen.elements(MAIN) if e.role == "scroll bar"], [])
+        pane = self.screen.wait("filler", "Details", MAIN)
+        last = self.screen.wait("label", "Average speed :", MAIN)
+        self.assertLess(last.top + 2 * last.height, pane.top + pane.height)
+
     def test_transfer_window_shows_that_it_connects(self):
         server = origin.SilentPort()
         self.addCleanup(server.close)
@@ -115,6 +135,22 @@ class Sizes(Base):
         time.sleep(1)  # the first showing has had all its effects
         self.assertIsNotNone(self.screen.find("label", "Connecting to server..."))
         self.session.save_screenshot("connecting")
+
+
+class Columns(Base):
+    def prepare(self):
+        listfile.write_complete(self.session.list_file, "http://127.0.0.1:9/big.bin", 9,
+                                [(os.path.join(self.session.parts, "big.bin001.tmp"), 20000)])
+
+    def test_longest_status_fits_its_column(self):
+        status = self.screen.wait("table cell", "Stopped (100.0%)", MAIN)
+        rows = self.pixels(status)
+        ground = rows[0][-1]
+        drawn = [max(abs(a - b) for a, b in zip(colour, ground)) > 60 for row in rows for colour in row]
+        inked = [[at for at in range(len(rows)) if drawn[at * status.width + column]] for column in range(status.width)]
+        last = [column for column in inked if column][-4:]
+        # A bracket ends the text, and not three dots on its base line.
+        self.assertGreater(max(map(max, last)) - min(map(min, last)), 6)
 
 
 if __name__ == "__main__":
