@@ -19,9 +19,10 @@ std::optional<std::string> SimSettings::Get(const std::string& application, cons
 }
 
 void SimSettings::Set(const std::string& application, const std::string& key, const std::string& value) {
-  if (SimFails("settings write", key) || failWrites) {
+  if (SimFails("settings write", key) || failWrites || key == failingKey) {
     throw Failure(FailureNumber::File, application + ".ini: cannot be written");
   }
+  written.push_back(application + "/" + key + "=" + value);
   values[{application, key}] = value;
 }
 

@@ -34,7 +34,9 @@ class SimSettings final : public SettingsStore {
   void Set(const std::string& application, const std::string& key, const std::string& value) override;
 
   std::map<std::pair<std::string, std::string>, std::string> values;  // by application and key
+  std::vector<std::string> written;                                   // "application/key=value", in order
   bool failWrites = false;
+  std::optional<std::string> failingKey;  // not written
 };
 
 class SimClipboard final : public Clipboard {
@@ -122,10 +124,12 @@ class SimMachine final : public Machine {
   explicit SimMachine(SimLoop& loop) : loop_(loop) {}
   std::string ProgramFolder() const override { return programFolder; }
   std::string DocumentsFolder() const override;
+  bool ConnectionUp() const override { return connectionUp; }
   void End(int code) override;
 
   std::string programFolder = "/prog";
   std::string documentsFolder = "/home/u/Documents";
+  bool connectionUp = true;
   std::optional<int> endCode;  // the first one; from then on no event comes
 
  private:
