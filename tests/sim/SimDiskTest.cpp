@@ -146,5 +146,15 @@ TEST_F(SimDiskTest, TornWriteLeavesItsFirstHalf) {
   EXPECT_EQ(disk.Get("/tmp/a"), "half");
 }
 
+TEST_F(SimDiskTest, CutInsideAnEventEndsTheRun) {
+  disk.CutAt(1);
+  bool after = false;
+  sim.loop().Post([&] { files.Open("/tmp/a", FileKind::Output); });
+  sim.loop().Post([&] { after = true; });
+  sim.RunFor(1000);
+  EXPECT_TRUE(sim.Killed());
+  EXPECT_FALSE(after);
+}
+
 }  // namespace
 }  // namespace pellora

@@ -45,6 +45,7 @@ TEST_F(SimHttpServerTest, SendsRanges) {
     const SimRecorder& client = Fetch(Get("/a.bin", std::string("Range: ") + c.range + "\r\n"));
     EXPECT_EQ(client.data.substr(0, 12), "HTTP/1.1 206");
     EXPECT_EQ(client.Body(), file.Bytes(c.first, c.length)) << c.range;
+    EXPECT_FALSE(client.Over()) << c.range;
   }
   EXPECT_EQ(Fetch(Get("/a.bin", "Range: bytes=10000-\r\n")).data.substr(0, 12), "HTTP/1.1 416");
 }
@@ -89,6 +90,19 @@ TEST_F(SimHttpServerTest, DropsInTheHeaderAndInTheBody) {
   const SimRecorder& late = Fetch(Get("/a.bin"));
   EXPECT_EQ(late.Body(), file.Bytes(0, 1234));
   EXPECT_TRUE(late.Over());
+}
+
+TEST_F(SimHttpServerTest, LogsRequestsByteForByte) {
+  const std::string request = Get("/a.bin", "Range: bytes=1-2\r\nreferer: x\r\n");
+  Fetch(request + "\r\n");
+  ASSERT_EQ(origin.Requests().size(), 1U);
+  const HttpRequest& logged = origin.Requests().front();
+  EXPECT_EQ(logged.bytes, request);
+  EXPECT_EQ(logged.connection, 1);
+  EXPECT_EQ(logged.Header("range"), "bytes=1-2");
+  EXPECT_EQ(logged.Header("Referer"), "x");
+  EXPECT_EQ(logged.Header("Cookie"), std::nullopt);
+  EXPECT_EQ(sim.network().Log().front().received, request + "\r\n");
 }
 
 TEST_F(SimHttpServerTest, UnreadLargeFileNeedsNoMemory) {

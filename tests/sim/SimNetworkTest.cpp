@@ -34,6 +34,7 @@ TEST_F(SimNetworkTest, ReportsConnectedThenDataThenTheEnd) {
   sim.RunUntilIdle();
   EXPECT_EQ(client.events, "CDP");
   EXPECT_EQ(client.data, "220 hello\r\n");
+  EXPECT_EQ(sim.network().MostOpen(), 1);
 }
 
 TEST_F(SimNetworkTest, FailsOnceIfNothingListens) {
