@@ -1,11 +1,11 @@
-// The floor: what the plan of a segmented download costs at least.
+// The floor: the least that the plan of a segmented download costs.
 //
 //   floor SEGMENTS HOST PORT PATH OUTPUT
 //
-// Probes with a whole GET whose reply is dropped after the first block, cuts the file as Pellora does,
-// starts the connections 0.2 s apart, receives on one thread by epoll into one reused buffer of 256 KiB,
-// writes by position into one part file for each segment, joins them in pieces of 1 MiB and deletes them.
-// It has no list, no windows, no resume and no mercy: any failure ends it.
+// Probes with a whole GET whose reply is dropped after the first block, splits the file as Pellora does, starts the
+// connections 0.2 s apart, receives on one thread by epoll into one reused buffer of 256 KiB, writes by position into
+// one part file for each segment, joins them in pieces of 1 MiB and deletes them. It has no list, no windows, no resume
+// and no error handling: any failure ends it.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -163,7 +163,7 @@ class Fetch {
     if (segment.headers) {
       const std::string_view block(data, size);
       const std::size_t end = block.find("\r\n\r\n");
-      if (!block.starts_with("HTTP/1.1 206") || end == std::string_view::npos) Die("not the range that was asked for");
+      if (!block.starts_with("HTTP/1.1 206") || end == std::string_view::npos) Die("not the requested range");
       data += end + 4;
       size -= end + 4;
       segment.headers = false;

@@ -1,10 +1,10 @@
-// When a program's window is there: starts it and watches the display.
+// Measures when a program's window is shown: starts the program and watches the display.
 //
 //   shown CLASS SECONDS PROGRAM [ARGUMENT...]
 //
-// Prints the milliseconds from the start of the process until its first window of that class is mapped, until it
-// has painted something into it, and until the middle of it (where lists stand) looks as it does at the end.
-// The program is ended by SIGTERM when the seconds are over.
+// Prints the milliseconds from the start of the process until its first window of that class is mapped, until it has
+// painted something, and until the middle of it (where the lists are) looks as it does at the end. After SECONDS the
+// program is ended by SIGTERM.
 #include <sys/wait.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -24,7 +24,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::milliseconds kLook{4};  // between two looks at the window
+constexpr std::chrono::milliseconds kPollInterval{4};  // between two looks at the window
 
 struct Free {
   void operator()(void* reply) const { std::free(reply); }
@@ -48,8 +48,8 @@ class Display {
   Display(const Display&) = delete;
   Display& operator=(const Display&) = delete;
 
-  // The next window of that class that was mapped meanwhile, or 0. A window manager puts windows into frames of its
-  // own, so each is asked for itself.
+  // The next window of that class mapped meanwhile, or 0. Window managers put windows into frames, so each window is
+  // checked itself.
   xcb_window_t Mapped(std::string_view className) {
     while (const Owned<xcb_generic_event_t> event{xcb_poll_for_event(connection_)}) {
       const int type = event->response_type & 0x7F;
@@ -64,7 +64,7 @@ class Display {
     return 0;
   }
 
-  // What the middle of the window shows; empty while it cannot be read.
+  // The pixels in the middle of the window; empty while they cannot be read.
   std::string Look(xcb_window_t window) {
     const Owned<xcb_get_geometry_reply_t> size{
         xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr)};
@@ -87,7 +87,7 @@ class Display {
     xcb_flush(connection_);
   }
 
-  // The second of the two words of WM_CLASS.
+  // The second word of WM_CLASS.
   std::string ClassOf(xcb_window_t window) {
     const Owned<xcb_get_property_reply_t> reply{xcb_get_property_reply(
         connection_, xcb_get_property(connection_, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 64), nullptr)};
@@ -110,7 +110,7 @@ struct Look {
   std::string picture;
 };
 
-// A window that was mapped and not painted yet is of one colour.
+// A mapped window that is not painted yet has one colour.
 bool HasContent(std::string_view picture) {
   return picture.size() > 4 && picture.substr(4) != picture.substr(0, picture.size() - 4);
 }
@@ -131,7 +131,7 @@ int main(int argc, char** argv) {
   const auto end = began + std::chrono::milliseconds(static_cast<std::int64_t>(std::strtod(argv[2], nullptr) * 1000));
   xcb_window_t window = 0;
   Clock::time_point mapped;
-  std::vector<Look> looks;  // from the first with something in it, one for each change
+  std::vector<Look> looks;  // from the first with content, one for each change
   for (auto now = began; now < end; now = Clock::now()) {
     if (window == 0) {
       window = display.Mapped(argv[1]);
@@ -142,7 +142,7 @@ int main(int argc, char** argv) {
       const bool changed = looks.empty() ? HasContent(look.picture) : looks.back().picture != look.picture;
       if (changed && !look.picture.empty()) looks.push_back(std::move(look));
     }
-    std::this_thread::sleep_for(window == 0 ? std::chrono::milliseconds(1) : kLook);
+    std::this_thread::sleep_for(window == 0 ? std::chrono::milliseconds(1) : kPollInterval);
   }
   kill(child, SIGTERM);
   int status = 0;

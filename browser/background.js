@@ -1,5 +1,5 @@
-// The menu entry on links and images. What is chosen goes to the program's messaging host, which hands it on over the
-// session bus. The browser's own download is never touched.
+// The menu entry on links and images. The chosen address goes to the program's messaging host, which passes it on over
+// the session bus. The browser's own downloads are never touched.
 "use strict";
 
 const HOST = "pelloraproject.pellora";
@@ -14,15 +14,15 @@ chrome.runtime.onInstalled.addListener(() => {
 
 chrome.contextMenus.onClicked.addListener((info) => {
   if (info.menuItemId === ENTRY) {
-    return handOver(info.linkUrl || info.srcUrl || "", info.pageUrl || "");
+    return passOn(info.linkUrl || info.srcUrl || "", info.pageUrl || "");
   }
 });
 
-// True if the program has taken the address. What hinders it is said in one sentence.
-async function handOver(url, page) {
+// True if the program has taken the address. Otherwise the user gets a notification with the reason.
+async function passOn(url, page) {
   const scheme = url.slice(0, url.indexOf(":") + 1).toLowerCase();
   if (scheme !== "http:" && scheme !== "ftp:") {
-    say(`Pellora takes http and ftp addresses only, so ${scheme ? `this ${scheme.slice(0, -1)} link` : "this"} is left to the browser.`);
+    notify(`Pellora takes http and ftp addresses only, so ${scheme ? `this ${scheme.slice(0, -1)} link` : "this"} is left to the browser.`);
     return false;
   }
   let answer;
@@ -32,13 +32,13 @@ async function handOver(url, page) {
     answer = {ok: false, error: `Pellora cannot be reached (${error.message}); start it once, with its browser integration on.`};
   }
   if (!answer || !answer.ok) {
-    say((answer && answer.error) || "Pellora did not answer.");
+    notify((answer && answer.error) || "Pellora did not answer.");
     return false;
   }
   return true;
 }
 
-function say(message) {
+function notify(message) {
   chrome.notifications.create({
     type: "basic",
     iconUrl: chrome.runtime.getURL("icons/128.png"),

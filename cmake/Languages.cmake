@@ -1,6 +1,6 @@
-# pellora_place_languages(folder): puts the language files into `folder`, at configure time and again
-# whenever one of them changes. Beside them goes ".txt": English without its name, so that an empty
-# language setting finds texts and the options dialog does not offer English twice.
+# pellora_place_languages(folder): copies the language files to `folder`, at configure time and whenever one of them
+# changes. Also writes ".txt" there: English without its name, so that an empty language setting finds texts and the
+# options dialog does not list English twice.
 function(pellora_place_languages folder)
   set(source ${PROJECT_SOURCE_DIR}/languages)
   file(GLOB files CONFIGURE_DEPENDS ${source}/*.txt)

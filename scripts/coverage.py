@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
-"""What of the logic the tests run: lines of each folder, and branches of the parsers and the planner.
+"""How much of the logic the tests cover: lines of each folder, and branches of the parsers and the planner.
 
     coverage.py                  builds the preset "coverage", runs all tests of the logic, prints the tables
     coverage.py --report         prints the tables of the last run
-    coverage.py --missing PART   also names the lines and branches that PART (of a path) still lacks
+    coverage.py --missing PART   also lists the lines and branches not covered in files whose path contains PART
 
 gcovr counts; this script sums up by folder and by reader, which gcovr 5.2 does not.
-Not counted are branches by which an exception leaves, as every call that could run out of memory has one, and those
-of closing braces, which are the compiler's own: destructors on such ways, and the ends of coroutines. The copies of
-a template count as one. Code that never ran counts with its exceptions' branches, which gcov tells only of what ran.
-PELLORA_SEEDS (40 if not set) says how many random lives take part. The last line is "N passed, N failed"; one of
-them is each folder's lines and each parser's branches. Needs gcovr, and g++ and gcov of the same version.
+Not counted are branches taken by an exception, as every call that may run out of memory has one, and those of closing
+braces, which the compiler adds for destructors and the ends of coroutines. The copies of a template count as one. Code
+that never ran counts with its exceptions' branches, because gcov identifies them only in code that ran.
+PELLORA_SEEDS (default 40) is the number of random runs included. The last line is "N passed, N failed", counting each
+folder's lines and each parser's branches as one. Needs gcovr, and g++ and gcov of the same version.
 """
 
 import argparse
@@ -22,13 +22,15 @@ import shutil
 import subprocess
 import sys
 
+import layers
+
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BUILD = os.path.join(ROOT, "build", "coverage")
-FOLDERS = ("ports", "async", "ui", "core", "lang", "options", "transfer", "mainwin", "capture", "zipview", "app")
+FOLDERS = layers.layers()
 LINES_AIM = 95.0
 CLOSING = r"^[\s});,]*$"  # a line that only closes something
 
-# Whoever reads bytes of others, and whoever decides the ranges: every branch is to be taken by some test.
+# The readers of untrusted bytes, and the planner of ranges: tests must take every branch.
 READERS = (
     ("URL", "core/ParseUrl.cpp", "core/ParseUrl.h"),
     ("redirect target", "transfer/RedirectTarget.cpp"),
@@ -72,9 +74,8 @@ def run_tests():
 def gather():
     """{file: [line]} of the logic, as gcovr's JSON report has a line.
 
-    A branch by which an exception leaves is dropped here rather than by gcovr: the copy of an inline function that the
-    linker did not take never ran, and does not say which of its branches those are. Merged with the copy that ran, it
-    does."""
+    Branches taken by an exception are dropped here rather than by gcovr: the copy of an inline function that the linker
+    discarded never ran, so gcov does not identify its branches. Merged with the copy that ran, it does."""
     command = ["gcovr", "--root", ROOT, "--filter", "src/(?:%s)/" % "|".join(FOLDERS), "--object-directory", BUILD,
                "--exclude-branches-by-pattern", CLOSING, "-j", str(os.cpu_count()), "--json", "-", BUILD]
     out = subprocess.run(command, cwd=ROOT, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, check=True).stdout
@@ -87,7 +88,7 @@ def gather():
 
 
 def share(counted):
-    """How many of the lines or branches were met, of how many, and the percentage."""
+    """How many of the lines or branches were covered, of how many, and the percentage."""
     met, total = sum(entry["count"] > 0 for entry in counted), len(counted)
     return met, total, 100.0 * met / total if total else 100.0
 

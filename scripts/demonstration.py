@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""The demonstration for a machine without a display: a small origin on loopback serves a generated file, Pellora
-fetches it in eight segments, and the bytes are compared by checksum.
+"""The demonstration for a machine without a display: a local server on loopback serves a generated file, Pellora
+downloads it in eight segments, and the checksums are compared.
 
     demonstration.py PROGRAM_FOLDER PICTURE
 
-Everything lives in a temporary home of its own and is gone at the end, but for the picture of the windows.
+Everything is in a temporary home that is removed at the end, except the screenshot.
 """
 
 import os
@@ -15,7 +15,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path[:0] = [os.path.join(ROOT, "tests/peer/real"), os.path.join(ROOT, "tests/peer")]
 
 SIZE = 32 << 20
-RATE = 1 << 20  # bytes a second for each connection: slow enough to look at, four seconds for eight segments
+RATE = 1 << 20  # bytes a second for each connection: eight segments take four seconds, long enough to watch
 
 
 def main():
@@ -27,8 +27,8 @@ def main():
     server = origin.Origin(RATE)
     server.serve_file("/demonstration.bin", SIZE)
     url = server.url("/demonstration.bin")
-    print("No display here, so this is the demonstration.")
-    print("A local origin serves a generated file of %d MiB, at %d MiB/s for each connection." % (SIZE >> 20, RATE >> 20))
+    print("There is no display, so this is the demonstration.")
+    print("A local server serves a generated file of %d MiB, at %d MiB/s for each connection." % (SIZE >> 20, RATE >> 20))
     with harness.Session("demonstration", MaxSegments=8) as session:
         session.start()
         began = time.monotonic()
@@ -55,24 +55,24 @@ def main():
         if not pictured:
             session.stage.windows.screenshot(picture)
 
-        # A segment may be connected anew, behind what it has received by then: its end tells which one it is.
+        # A segment may reconnect and ask only for the rest, so the last byte of its range identifies it.
         ranges = {}
         for request in server.requests_for("/demonstration.bin"):
             if request.range():
                 ranges.setdefault(request.range()[1], request.range()[0])
-        print("Fetched in %.1f s in %d segments:" % (took, len(ranges)))
+        print("Downloaded in %.1f s in %d segments:" % (took, len(ranges)))
         for last, first in sorted(ranges.items()):
             print("  bytes %9d to %9d" % (first, last))
         wanted, found = origin.content_digest(SIZE), harness.digest(download.saved_path)
-        print("sha256 of what was served: %s" % wanted)
-        print("sha256 of what was saved:  %s" % found)
+        print("sha256 of the served file: %s" % wanted)
+        print("sha256 of the saved file:  %s" % found)
         code = session.stop()
     server.close()
-    print("A picture of the windows lies at %s" % picture)
+    print("A screenshot of the windows is at %s" % picture)
     if found != wanted or len(ranges) != 8 or code != 0:
         print("The demonstration FAILED (exit code of the program: %d)." % code, file=sys.stderr)
         return 1
-    print("The bytes are the same: the demonstration went well.")
+    print("The files are identical: the demonstration succeeded.")
     return 0
 
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Hands URLs to the running Pellora, shows their progress, and says where the files lie.
+"""Adds URLs to the running Pellora, shows their progress, and prints where the files are.
 
-    fetch.py [--nobody-answers PICTURE] PELLORACTL URL...
+    fetch.py [--unattended PICTURE] PELLORACTL URL...
 
-Exit code 0 only if every URL is a finished file. With --nobody-answers (a virtual display) a question or
-message of the program ends the wait, with a picture of it; with a user before the display it is his to answer.
+Exit code 0 only if every URL is a finished file. With --unattended (on a virtual display) a question or message of the
+program ends the wait and is saved as a screenshot; otherwise the user answers it.
 """
 
 import argparse
@@ -17,13 +17,13 @@ from pellora import Companion, Windows
 
 REFUSED = 1  # exit code of pelloractl
 
-PATIENCE = 3.0  # seconds that a dialog must stand to count: some close by themselves
+DIALOG_SECONDS = 3.0  # how long a dialog must be open to count: some close automatically
 
 
 def watch_progress(companion, picture, ids):
-    """Runs `pelloractl wait --progress` for the downloads; False if a dialog stands that nobody will answer."""
+    """Runs `pelloractl wait --progress` for the downloads; False if a dialog is open that no user can answer."""
     child = subprocess.Popen([companion.path, "wait", "--progress", *ids], stdin=subprocess.DEVNULL)
-    standing = {}
+    opened = {}
     try:
         while True:
             try:
@@ -34,11 +34,11 @@ def watch_progress(companion, picture, ids):
             if picture is None:
                 continue
             now = time.monotonic()
-            standing = {w: standing.get(w, (now, title)) for w, title in Windows().dialogs()}
-            for since, title in standing.values():
-                if now - since > PATIENCE:
+            opened = {w: opened.get(w, (now, title)) for w, title in Windows().dialogs()}
+            for since, title in opened.values():
+                if now - since > DIALOG_SECONDS:
                     Windows().screenshot(picture)
-                    print("Pellora asks something that nobody can answer here (\"%s\"). See %s" % (title, picture),
+                    print("Pellora shows a message that no user can answer here (\"%s\"). See %s" % (title, picture),
                           file=sys.stderr)
                     return False
     finally:
@@ -49,7 +49,7 @@ def watch_progress(companion, picture, ids):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("--nobody-answers", metavar="PICTURE")
+    parser.add_argument("--unattended", metavar="PICTURE")
     parser.add_argument("pelloractl")
     parser.add_argument("urls", nargs="+")
     arguments = parser.parse_args()
@@ -57,7 +57,7 @@ def main():
 
     urls = list(dict.fromkeys(arguments.urls))
     before = {d.url: d for d in companion.downloads()}
-    ids, waiting = {}, []  # by URL, once the program has taken it; those whose end is awaited
+    ids, waiting = {}, []  # id by URL, for the URLs that the program has taken; ids to wait for
     for url in urls:
         known = before.get(url)
         if known is None:
@@ -65,16 +65,16 @@ def main():
         else:
             ids[url] = known.id
             if known.finished and os.path.exists(known.saved_path):
-                print("%s was fetched before." % url)
+                print("%s was downloaded before." % url)
             elif known.finished:
-                print("%s was fetched before, and its file is gone. Clear it from the list to fetch it anew." % url,
+                print("%s was downloaded before, but its file is gone. Clear it from the list to download it again." % url,
                       file=sys.stderr)
         if ids[url] and not (known and known.finished):
             waiting.append(ids[url])
     if any(url in before and ids[url] in waiting for url in urls):
         companion.run("resume")
     if waiting:
-        watch_progress(companion, arguments.nobody_answers, waiting)
+        watch_progress(companion, arguments.unattended, waiting)
 
     after = {d.id: d for d in companion.downloads()}
     missing = 0
@@ -85,19 +85,19 @@ def main():
             continue
         missing += 1
         if ids[url]:
-            print("not fetched: %s (%s)" % (url, found.state if found else "no longer in the list"), file=sys.stderr)
+            print("not downloaded: %s (%s)" % (url, found.state if found else "no longer in the list"), file=sys.stderr)
     return 1 if missing else 0
 
 
 def add(companion, url):
     """The id of the new download; None, with the reason printed, if the program refuses the URL."""
     result = companion.run("add", url)
-    said = result.stderr.decode(errors="replace").strip()
+    message = result.stderr.decode(errors="replace").strip()
     if result.returncode == REFUSED:
-        print("not fetched: " + said.removeprefix("pelloractl: "), file=sys.stderr)
+        print("not downloaded: " + message.removeprefix("pelloractl: "), file=sys.stderr)
         return None
     if result.returncode != 0:
-        raise RuntimeError(said)
+        raise RuntimeError(message)
     return result.stdout.decode().strip()
 
 

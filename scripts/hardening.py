@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""How well the executables of a folder are hardened, read from the files themselves. What is missing fails.
+"""Checks how well the executables of a folder are hardened, from the files themselves. A missing protection fails.
 
     hardening.py FOLDER                            each executable of the folder
-    hardening.py FOLDER --commands FILE            and what each source of src/ was compiled with
+    hardening.py FOLDER --commands FILE            also the flags with which each source of src/ was compiled
 
-checksec reads what it knows of. It does not look for segments that are both written and run, stack probes, landing marks
-(Debian's hardening-check wants these of the C runtime too, which has none, and never fails for missing probes) or the
-library's assertions: those are read here. FILE is a compile_commands.json: an executable that calls nothing that could
-overflow shows no trace of the checks that it was compiled with. Needs checksec and binutils. The last line is "N passed,
+checksec checks what it knows. It does not check for writable executable segments, stack probes, landing marks (Debian's
+hardening-check expects these in the C runtime too, which has none, and never fails for missing probes) or the C++
+library's assertions: those are checked here. FILE is a compile_commands.json; it is needed because an executable that
+calls nothing that could overflow shows no trace of the flags. Needs checksec and binutils. The last line is "N passed,
 N failed".
 """
 
@@ -30,20 +30,20 @@ def output_of(*command):
 
 
 def checked(path):
-    """What checksec says of a file: {"relro": "full", "canary": "yes", ...}."""
+    """checksec's result for a file: {"relro": "full", "canary": "yes", ...}."""
     return json.loads(output_of("checksec", "--format=json", "--file=" + path))[path]
 
 
-def says(**wanted):
+def has(**wanted):
     return lambda path: all(checked(path)[key] == value for key, value in wanted.items())
 
 
-def writes_nothing_that_it_runs(path):
+def has_no_writable_code(path):
     loads = re.findall(r"LOAD(?:\s+0x\S+){5}\s+([RWE ]{3})", output_of("readelf", "--program-headers", "--wide", path))
     return bool(loads) and not any("W" in flags and "E" in flags for flags in loads)
 
 
-def has_the_assertions_of_the_library(path):
+def has_library_assertions(path):
     return "__glibcxx_assert_fail" in output_of("readelf", "--dyn-syms", "--wide", path)
 
 
@@ -51,34 +51,34 @@ def code_of(path):
     return output_of("objdump", "--disassemble", "--no-show-raw-insn", path)
 
 
-def touches_every_page_of_its_stack(path):
-    """No frame is made in one step that could jump over the guard page below a stack."""
+def probes_the_stack(path):
+    """No stack frame is allocated in one step that could jump over the guard page below the stack."""
     steps = re.finditer(r"\bsubq? +\$0x([0-9a-f]+),%rsp\n(.*)", code_of(path))
-    # What subtracts a negative number gives a frame back.
+    # Subtracting a negative number frees a stack frame.
     return all(not PAGE <= int(step.group(1), 16) < 1 << 63 or re.search(r"\borq? +\$0x0,\(%rsp\)", step.group(2))
                for step in steps)
 
 
-def marks_where_jumps_may_land(path):
+def has_landing_marks(path):
     main = re.search(r"<main>:\n(.*)", code_of(path))
     return main is not None and "endbr64" in main.group(1)
 
 
-OF_EACH = (
-    ("is placed anywhere in memory", says(pie="yes")),
-    ("has its relocated data read-only, and bound at its start", says(relro="full")),
-    ("runs nothing on its stack", says(nx="yes")),
-    ("has no memory that is written and run", writes_nothing_that_it_runs),
-    ("names no folder to take libraries from", says(rpath="no", runpath="no")),
-    ("guards its stack", says(canary="yes")),
-    ("touches every page of its stack", touches_every_page_of_its_stack),
-    ("marks where jumps may land", marks_where_jumps_may_land),
+EACH_EXECUTABLE = (
+    ("is position-independent", has(pie="yes")),
+    ("has full RELRO", has(relro="full")),
+    ("has no executable stack", has(nx="yes")),
+    ("has no memory that is writable and executable", has_no_writable_code),
+    ("has no library search path", has(rpath="no", runpath="no")),
+    ("has stack canaries", has(canary="yes")),
+    ("probes every page of its stack", probes_the_stack),
+    ("has landing marks for indirect jumps", has_landing_marks),
 )
 
-# Only code that copies memory or checks an index shows these.
-OF_ONE = (
-    ("has checked copies of memory", says(fortify_source="yes")),
-    ("has the library's assertions", has_the_assertions_of_the_library),
+# Only code that copies memory or checks an index shows these, so one executable is enough.
+SOME_EXECUTABLE = (
+    ("has checked memory copies", has(fortify_source="yes")),
+    ("has the library's assertions", has_library_assertions),
 )
 
 
@@ -93,8 +93,8 @@ def check_folder(folder):
              if os.path.isfile(os.path.join(folder, name)) and is_executable(os.path.join(folder, name))]
     found = [("there are executables in " + folder, bool(files))]
     for path in files:
-        found += [("%s %s" % (os.path.basename(path), claim), holds(path)) for claim, holds in OF_EACH]
-    found += [("one of them " + claim, any(holds(path) for path in files)) for claim, holds in OF_ONE]
+        found += [("%s %s" % (os.path.basename(path), claim), holds(path)) for claim, holds in EACH_EXECUTABLE]
+    found += [("one of them " + claim, any(holds(path) for path in files)) for claim, holds in SOME_EXECUTABLE]
     return found
 
 
@@ -104,7 +104,7 @@ def check_commands(name):
     commands = [(file, words) for file, words in commands if "/src/" in file and "/build/" not in file]
     found = [("sources are compiled", bool(commands))]
     for flag in COMPILER_FLAGS:
-        # A library's objects are as movable as an executable's.
+        # A library's objects are position-independent with -fPIC.
         wanted = (flag, "-O3") if flag == "-O2" else (flag, "-fPIC") if flag == "-fPIE" else (flag,)
         without = [file for file, words in commands if not set(wanted) & set(words)]
         found.append(("every source is compiled with %s%s" % (flag, ": not " + without[0] if without else ""), not without))

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Checks language files. Prints, for each file, what is missing, unknown or would be shown wrong.
+"""Checks language files. Prints, for each file, what is missing, unknown or would be displayed incorrectly.
 
     languages.py [FILE...]     without files: all of languages/
 
-english.txt is the measure: its numbers are those that the program reads. The format is explained in
+english.txt is the reference: its numbers are those that the program reads. The format is explained in
 languages/TRANSLATING.md.
 """
 
@@ -17,26 +17,26 @@ FOLDER = os.path.join(ROOT, "languages")
 
 LAST = 1024
 FAR = 1e9
-# Numbers of the table that nothing shows: a file may give them and need not.
+# Numbers of the table that are never shown: optional in a file.
 NEVER_SHOWN = {117, 120, 137, 404, 529, 532, 533, 603, 628}
-# Texts that are the same in every language, or are a sign.
+# Texts that are the same in every language.
 SAME_EVERYWHERE = {951: '"'}
-# What the program glues to a text decides how it must end.
+# The program appends something to these texts, so they must end in a certain way.
 GLUED = {401: ("\u00a0", "a file name follows: it must end in a no-break space (U+00A0)"),
          535: ("(", "the status number and a closing bracket follow: it must end in an opening bracket"),
          530: (".", "it ends the message that begins with 531: it must end in a full stop")}
-# Places that do not grow with their text, and how many characters they hold.
+# Captions whose controls do not grow with the text, and the number of characters that fit.
 CAPTIONS = (*range(110, 122), *range(200, 208), *range(270, 290), *range(405, 408), *range(500, 517), *range(600, 649),
             *range(669, 705), *range(786, 793), 805)
 LENGTHS = {**dict.fromkeys(range(LAST + 1), 400),  # messages and tool tips
            **dict.fromkeys(CAPTIONS, 72),
            **dict.fromkeys(range(100, 109), 24),  # buttons of the toolbar
            **dict.fromkeys((201, 207, 300, 302), 10),  # narrow columns
-           **dict.fromkeys((301, 303), 7),  # likewise, with " (100.0%)" behind
+           **dict.fromkeys((301, 303), 7),  # likewise, with " (100.0%)" appended
            **dict.fromkeys((250, 251), 13),  # tabs of the side pane
            **dict.fromkeys(range(524, 529), 30)}  # states of segments
 UNITS = range(0, 7)
-# Entries of one menu; no two of them can have one key, nor that of "Show download &Basket", which stays English.
+# Entries of one menu; no two may have the same access key, nor that of "Show download &Basket", which stays English.
 MENUS = ((786, 119, 787, 699), (110, 111, 112, 118), (114, 115, 116), (121, 113), (283, 286, 282, 289, 288, 285),
          (284, 281, 280), (700, 701, 702, 805, 703))
 SHOW_BASKET = "Show download &Basket"
@@ -48,8 +48,8 @@ class Entry:
 
 
 def number_of(left):
-    """As the program reads what stands before the equals sign: its leading number, or 0. Only plain digits count.
-    A number of any length is held far outside the table."""
+    """The number before the equals sign as the program reads it: the leading number, or 0. Only plain digits count. A
+    number of any length stays far outside the table."""
     match = re.match(r" *([+-]?[0-9]*(?:\.[0-9]*)?)", left)
     try:
         return round(max(-FAR, min(float(match.group(1)), FAR)))
@@ -58,12 +58,12 @@ def number_of(left):
 
 
 def signs(text):
-    """Control characters and line separators: the program shows a blank in their place, or breaks the text there."""
+    """Control characters and line separators: the program shows a blank instead, or breaks the text there."""
     return sorted({"U+%04X" % ord(c) for c in text if unicodedata.category(c) in ("Cc", "Zl", "Zp") and c != "\t"})
 
 
 def read(path):
-    """The entries of a file with the number of their line, and what is wrong with single lines."""
+    """The entries of a file with their line numbers, and the problems of single lines."""
     with open(path, "rb") as f:
         data = f.read()
     problems = []
@@ -73,13 +73,13 @@ def read(path):
         line = data[:error.start].count(b"\n") + 1
         return [], ["line %d: not UTF-8: save the file in this encoding" % line]
     if len(data) > 1 << 20:
-        problems.append("the file is larger than 1 MiB, and the program does not read it")
+        problems.append("the file is larger than 1 MiB, so the program does not read it")
     entries = []
     for at, raw in enumerate(content.split("\n"), 1):
         line = raw[:-1] if raw.endswith("\r") else raw
         stripped = line.strip(" ")
         if "LANG=" in stripped and not stripped.startswith("LANG="):
-            problems.append("line %d: \"LANG=\" in the middle of a line makes a second language of it" % at)
+            problems.append("line %d: \"LANG=\" in the middle of a line starts a second language" % at)
         if not stripped or stripped.startswith(("//", ";")):
             continue
         if "=" not in stripped:
@@ -96,7 +96,7 @@ def read(path):
             entries.append(Entry(at, "LANG", text))
             continue
         if not re.fullmatch(r"[0-9]+", left):
-            problems.append("line %d: \"%s\" is not a number, and the text is taken for number %d" %
+            problems.append("line %d: \"%s\" is not a number; the text counts as number %d" %
                             (at, left[:40], number_of(left)))
             continue
         entries.append(Entry(at, number_of(left), text))
@@ -129,7 +129,7 @@ def check(path, english):
     seen = {}
     for entry in entries:
         if entry.number in seen:
-            problems.append("line %d: %s stands in line %d already; the later one counts" %
+            problems.append("line %d: %s is already in line %d; the later one counts" %
                             (entry.line, entry.number, seen[entry.number]))
         seen[entry.number] = entry.line
         if entry.number == "LANG":
@@ -143,20 +143,20 @@ def check(path, english):
     if not texts.get("LANG", "").strip():
         problems.append("missing: the line LANG= with the name of the language")
     elif 0 in seen and seen[0] < seen["LANG"]:
-        problems.append("line %d: 0= must stand behind LANG=, which the program takes for number 0 as well" % seen[0])
+        problems.append("line %d: 0= must come after LANG=, which the program takes for number 0 as well" % seen[0])
     for number, (ending, reason) in GLUED.items():
         if number in texts and not texts[number].endswith(ending):
             problems.append("line %d: %d: %s" % (seen[number], number, reason))
     for number, same in SAME_EVERYWHERE.items():
         if number in texts and texts[number] != same:
-            problems.append("line %d: %d must stay as it is: %s" % (seen[number], number, same))
+            problems.append("line %d: %d must not be translated: %s" % (seen[number], number, same))
     for number, length in LENGTHS.items():
         if len(texts.get(number, "")) > length:
-            problems.append("line %d: %d has more than the %d characters that its place holds" %
+            problems.append("line %d: %d is longer than the %d characters that fit" %
                             (seen[number], number, length))
     for number in UNITS:
         if " " in texts.get(number, ""):
-            problems.append("line %d: %d is a unit, and cannot have blanks" % (seen[number], number))
+            problems.append("line %d: %d is a unit and must not contain blanks" % (seen[number], number))
     return problems + menu_keys(texts)
 
 

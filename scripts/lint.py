@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Rules of the source that no compiler keeps. Prints what breaks them and how many of the rules hold.
+"""Rules for the sources that no compiler checks. Prints violations and the number of rules that hold.
 
     lint.py [--ctest BUILD_FOLDER]     also compares the test files with what ctest of that build runs
 """
@@ -11,17 +11,19 @@ import re
 import subprocess
 import sys
 
-ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-LOGIC = ("ports", "async", "ui", "core", "lang", "options", "transfer", "mainwin", "capture", "zipview", "app")
+import layers
 
-# What follows the locale reads "1,5" on one machine and "1.5" on another, or upper-cases i to a dotted one.
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+LOGIC = layers.layers()
+
+# Functions that follow the locale read "1,5" on one machine and "1.5" on another, or upper-case i to a dotted I.
 LOCALE = re.compile(
     r"\b(?:strto(?:d|f|ld|l|ll|ul|ull|imax|umax)|ato(?:f|i|l|ll)|sto(?:i|l|ll|ul|ull|f|d|ld)|v?(?:f|s|sn|d|as)?printf"
     r"|v?(?:f|s)?scanf|toupper|tolower|isalpha|isdigit|isalnum|isspace|isupper|islower|isprint|ispunct|isxdigit|iscntrl"
     r"|setlocale|localeconv|strftime|strcoll|strxfrm|mbstowcs|wcstombs|mbrtowc|wcrtomb)\s*\(|std::locale\b|std::to_string\s*\("
     r"\s*\w*(?:double|float)|#include\s*<(?:locale|clocale|cctype|regex|iomanip|sstream|iostream|fstream|cstdio)>")
 
-# What the system gives comes in through ports: a call or header around them cannot be simulated.
+# The system is accessed only through ports: a direct call or header cannot be simulated.
 PLATFORM = re.compile(
     r"(?<![\w.>:])(?:::|std::)?(?:socket|bind|listen|recv|recvfrom|sendto|sendmsg|getaddrinfo|gethostbyname|setsockopt"
     r"|epoll_\w+|select|fopen|freopen|creat|openat|pread|pwrite|mmap|fsync|fdatasync|posix_fallocate|mkstemp"
@@ -37,16 +39,18 @@ PLATFORM = re.compile(
 QT = re.compile(r"#include\s*[<\"](?:Q[A-Za-z]|Qt|.*\.moc)|\bQ_(?:OBJECT|DECLARE|INVOKABLE|SIGNALS|SLOTS|EMIT)\b"
                 r"|\bQ(?:String|Object|Widget|Timer|ByteArray|Variant|CoreApplication)\b")
 
+PARENT = re.compile(r"^\s*#\s*include\s*[<\"][^>\"]*\.\.")
+
 UMBRELLA = re.compile(r"#include\s*<(Qt(?:Core|Gui|Widgets|DBus|Network|Multimedia))(?:/\1)?>")
 
-# g++ 12 destroys an argument in braces twice when its statement waits; a lambda's body is no such argument.
+# g++ 12 destroys an argument in braces twice if its statement waits; a lambda's body is not such an argument.
 BRACED = re.compile(r"\bco_await\b[^;{]*[(,]\s*(?:\w+(?:::\w+)*)?\{")
 
-# Marks of unfinished work, and tests that are there but do not run.
+# Marks of unfinished work, and tests that exist but do not run.
 WORDS = re.compile(r"\bTO" r"DO\b|\bFIX" r"ME\b|\bX" r"XX\b|\bHA" r"CK\b|\bDIS" r"ABLED_\w|GTEST" r"_SKIP|unittest\.s" r"kip"
                    r"|\bskip" r"Test\b")
 
-# Parts of the browsers' interface that need no permission, and functions of theirs that do.
+# Parts of the browsers' interface that need no permission, and functions in them that do.
 FREE_APIS = {"runtime", "permissions", "i18n", "action"}
 PERMISSION_OF = {"runtime.sendNativeMessage": "nativeMessaging", "runtime.connectNative": "nativeMessaging"}
 
@@ -66,7 +70,7 @@ def text_of(name):
 
 
 def without_comments_and_texts(source):
-    """The code alone, its line numbers kept. Include lines keep their names."""
+    """Only the code, with its line numbers. Include lines keep their names."""
 
     def blank(match):
         found = match.group(0)
@@ -93,20 +97,14 @@ def check_logic(names, pattern):
     return broken
 
 
-def check_upward(names):
-    """Arrows point one way: the logic knows nothing of the desktop, the tools or the tests; platform knows nobody."""
-    broken = []
-    for name in logic_files(names):
-        allowed = LOGIC
-        for number, line in enumerate(text_of(name).split("\n"), 1):
-            match = re.match(r'\s*#include\s*"([^"]+)"', line)
-            if match and (".." in match.group(1) or match.group(1).partition("/")[0] not in allowed):
-                broken.append("%s:%d: includes %s" % (name, number, match.group(1)))
-    return broken
+def check_parents(names):
+    """Such an include would find its way around the include path, which keeps the layers apart."""
+    return [line for name in names if name.startswith("src/") and name.endswith((".cpp", ".h"))
+            for line in found_lines(name, text_of(name), PARENT)]
 
 
 def check_circles(names):
-    """No circle between headers of the logic."""
+    """There is no include cycle in the headers of the logic."""
     edges = {}
     for name in logic_files(names):
         if name.endswith(".h"):
@@ -150,8 +148,8 @@ def check_length(names):
 
 
 def extension_faults(manifest, script):
-    """Where the permissions that an extension has at its installation differ from what its script uses. Access to sites
-    is none of them; what is optional must be asked for."""
+    """Differences between the permissions that an extension gets at its installation and what its script uses. It gets
+    no access to sites; optional permissions must be requested."""
     used = set()
     for api, function in re.findall(r"\b(?:chrome|browser)\.(\w+)(?:\.(\w+))?", script):
         used.add(PERMISSION_OF.get("%s.%s" % (api, function), None if api in FREE_APIS else api))
@@ -159,9 +157,9 @@ def extension_faults(manifest, script):
     asked = set(manifest.get("permissions", []))
     optional = set(manifest.get("optional_permissions", []))
     sites = [key for key in ("host_permissions", "content_scripts") if manifest.get(key)]
-    faults = ["asks for %s, which nothing uses" % name for name in sorted((asked | optional) - used)]
-    faults += ["uses %s without asking for it" % name for name in sorted(used - asked - optional)]
-    faults += ["asks for %s, which are sites" % name for name in sorted(asked) if "://" in name or name == "<all_urls>"]
+    faults = ["has the permission %s, which nothing uses" % name for name in sorted((asked | optional) - used)]
+    faults += ["uses %s without the permission" % name for name in sorted(used - asked - optional)]
+    faults += ["has a permission for sites: %s" % name for name in sorted(asked) if "://" in name or name == "<all_urls>"]
     faults += ["has %s at its installation" % key for key in sites]
     wishes = optional | set(manifest.get("optional_host_permissions", []))
     if wishes and "permissions.request(" not in script:
@@ -171,8 +169,16 @@ def extension_faults(manifest, script):
 
 def check_extension(names):
     scripts = [text_of(name) for name in names if re.match(r"browser/.*\.js$", name)]
-    return ["browser/manifest.json: " + fault
-            for fault in extension_faults(json.loads(text_of("browser/manifest.json")), "\n".join(scripts))]
+    return ["browser/manifest.json.in: " + fault
+            for fault in extension_faults(json.loads(text_of("browser/manifest.json.in")), "\n".join(scripts))]
+
+
+def check_version(names):
+    """Whatever else names it gets it from CMakeLists.txt when it is built, so a new version is one line."""
+    version = re.search(r"^project\(\w+ VERSION (\d+\.\d+)", text_of("CMakeLists.txt"), flags=re.M)
+    pattern = re.compile(r'"[^"]*(?<![\d.])%s(?:\.\d+)*(?![\w.])' % re.escape(version.group(1)))
+    return [line for name in names if name.startswith(("src/", "browser/")) and name.endswith(TEXT_ENDINGS)
+            for line in found_lines(name, text_of(name), pattern)]
 
 
 def check_newlines(names):
@@ -182,14 +188,14 @@ def check_newlines(names):
             with open(os.path.join(ROOT, name), "rb") as f:
                 data = f.read()
             if data and not data.endswith(b"\n"):
-                broken.append("%s: no line end at the end" % name)
+                broken.append("%s: no newline at the end" % name)
             if b"\r" in data and not name.startswith("languages/"):
                 broken.append("%s: carriage returns" % name)
     return broken
 
 
 def check_ctest(names, build):
-    """Every TEST of a tracked file under tests/ is one that ctest runs, and each test file has some."""
+    """ctest runs every TEST in the tracked files below tests/, and each test file has some."""
     out = subprocess.run(["ctest", "-N"], cwd=os.path.join(ROOT, build), capture_output=True, check=True,
                          stdin=subprocess.DEVNULL).stdout.decode()
     run = {match for match in re.findall(r"Test +#\d+: (\S+)", out)}
@@ -217,16 +223,17 @@ def main():
     names = tracked()
     rules = [
         ("the logic includes no Qt", lambda: check_logic(names, QT)),
-        ("the logic includes nothing above it", lambda: check_upward(names)),
-        ("the logic's headers include each other in no circle", lambda: check_circles(names)),
+        ("no include of src goes by a parent folder", lambda: check_parents(names)),
+        ("the logic's headers have no include cycle", lambda: check_circles(names)),
         ("the logic calls nothing that follows the locale", lambda: check_logic(names, LOCALE)),
-        ("the logic calls the system only through its ports", lambda: check_logic(names, PLATFORM)),
-        ("no waiting statement has an argument in braces", lambda: check_logic(names, BRACED)),
-        ("nobody includes a whole Qt module", lambda: check_umbrella(names)),
-        ("nothing is marked as unfinished, and no test is switched off", lambda: check_words(names)),
+        ("the logic accesses the system only through its ports", lambda: check_logic(names, PLATFORM)),
+        ("no statement with co_await has an argument in braces", lambda: check_logic(names, BRACED)),
+        ("no file includes a whole Qt module", lambda: check_umbrella(names)),
+        ("nothing is marked as unfinished, and no test is disabled", lambda: check_words(names)),
         ("no source file is longer than %d lines" % LINE_LIMIT, lambda: check_length(names)),
-        ("the browsers' extension asks for what it uses and no more", lambda: check_extension(names)),
-        ("text files end in a line end and have no carriage returns", lambda: check_newlines(names)),
+        ("the browsers' extension has the permissions that it uses and no others", lambda: check_extension(names)),
+        ("src and the extension name no version", lambda: check_version(names)),
+        ("text files end in a newline and have no carriage returns", lambda: check_newlines(names)),
     ]
     if arguments.ctest:
         rules.append(("ctest runs every test that is written", lambda: check_ctest(names, arguments.ctest)))

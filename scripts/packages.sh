@@ -1,7 +1,7 @@
-# Sourced by run, check and bench/compare: installs the Debian packages that the named lists ask for and that are missing.
+# Sourced by run, check and bench/compare: installs the missing Debian packages of the named lists.
 #   ensure_packages build display ...
 #   unpack_packages unpacked      into build/packages/NAME, without installing anything
-# Touches nothing, and needs no right to, when all are there.
+# Changes nothing, and needs no privileges, if all are installed.
 
 package_names() {  # LIST...: the names in cmake/packages/LIST.txt, one a line
   local list
@@ -11,7 +11,7 @@ package_names() {  # LIST...: the names in cmake/packages/LIST.txt, one a line
 }
 
 is_installed() {
-  # A package that another one stands in for ("nginx" for "nginx-light") counts by what it provides.
+  # A package that another one replaces ("nginx" for "nginx-light") counts by what it provides.
   local status
   status=$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null || true)
   [ "$status" = installed ] && return 0
@@ -36,7 +36,7 @@ ensure_packages() {
   [ ${#missing[@]} -eq 0 ] && return 0
 
   if ! command -v apt-get >/dev/null; then
-    echo "These packages are missing, and there is no apt-get to install them with: ${missing[*]}" >&2
+    echo "These packages are missing, and there is no apt-get to install them: ${missing[*]}" >&2
     return 1
   fi
   if [ "$(id -u)" -ne 0 ]; then
@@ -49,7 +49,7 @@ ensure_packages() {
   fi
   echo "Installing missing packages: ${missing[*]}"
   refresh_package_lists
-  # Servers are started by the tests in a prefix of their own; the package must not start one for the machine.
+  # The tests start their own servers; the package must not start one on the machine.
   local policy=/usr/sbin/policy-rc.d own_policy=no result=0
   if [ ! -e "$policy" ]; then
     printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$policy" >/dev/null
@@ -68,13 +68,13 @@ unpack_packages() {  # LIST...
     folder=$ROOT/build/packages/$name
     [ -d "$folder" ] && continue
     if ! command -v apt-get >/dev/null; then
-      echo "Package $name is missing, and there is no apt-get to fetch it with." >&2
+      echo "Package $name is missing, and there is no apt-get to download it." >&2
       return 1
     fi
     echo "Fetching package $name"
     rm -rf "$folder.new"
     mkdir -p "$folder.new/archive"
-    # A machine whose package lists were cleared has to fetch them first, and only root can.
+    # A machine whose package lists were cleared must fetch them first, which only root can do.
     if ! (cd "$folder.new/archive" && apt-get download -qq "$name" >/dev/null 2>&1); then
       [ $refreshed = yes ] || refresh_package_lists
       refreshed=yes

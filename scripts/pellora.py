@@ -1,4 +1,4 @@
-"""What scripts see of a running Pellora, through its command-line companion alone."""
+"""Access to a running Pellora for scripts, through its command-line companion only."""
 
 import dataclasses
 import os
@@ -24,12 +24,12 @@ class Download:
 
 
 class Companion:
-    """pelloractl, run with the environment of the program's session."""
+    """pelloractl, run in the environment of the program's session."""
 
-    def __init__(self, path, env=None, patience=1):
+    def __init__(self, path, env=None, slowness=1):
         self.path = path
         self.env = env
-        self.patience = patience  # times as long as told is waited
+        self.slowness = slowness  # factor for all time-outs
 
     def run(self, *arguments, timeout=60):
         return subprocess.run([self.path, *arguments], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
@@ -43,7 +43,7 @@ class Companion:
         return result.stdout.decode().split()
 
     def downloads(self):
-        """Every listed record, in record order. One line each, its fields parted by tabs."""
+        """All listed records, in record order. Each is one line of fields separated by tabs."""
         result = self.run("list")
         if result.returncode != 0:
             raise RuntimeError("pelloractl list: " + result.stderr.decode(errors="replace").strip())
@@ -62,8 +62,8 @@ class Companion:
         return None
 
     def wait_finished(self, urls, timeout):
-        """The finished records of these URLs; TimeoutError with the list as it stands if one is not."""
-        end = time.monotonic() + timeout * self.patience
+        """The finished records of these URLs; TimeoutError with the list if one is not finished."""
+        end = time.monotonic() + timeout * self.slowness
         while True:
             found = {d.url: d for d in self.downloads()}
             if all(url in found and found[url].finished for url in urls):

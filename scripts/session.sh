@@ -1,5 +1,5 @@
-# Sourced by run: gives the program a display, a runtime folder and a session bus where the machine has none.
-# What is started here is ended again by end_session, each by its own process id.
+# Sourced by run: gives the program a display, a runtime folder and a session bus if the machine has none.
+# end_session ends what was started here, each by its process id.
 
 SESSION_PIDS=()
 SESSION_DIR=
@@ -12,7 +12,7 @@ session_dir() {
 
 have_display() { [ -n "${WAYLAND_DISPLAY:-}" ] || [ -n "${DISPLAY:-}" ]; }
 
-wait_for_line() {  # FILE SECONDS: until the file holds a whole line
+wait_for_line() {  # FILE SECONDS: until the file contains a whole line
   local tries=$(($2 * 20))
   while [ "$tries" -gt 0 ]; do
     [ -s "$1" ] && [ "$(wc -l <"$1")" -gt 0 ] && return 0
@@ -71,7 +71,7 @@ name_on_bus() {
     org.freedesktop.DBus.NameHasOwner string:PelloraProject.Pellora 2>/dev/null | grep -q true
 }
 
-# Ends one process: a request first, so that it can save, and force only if it does not follow in ten seconds.
+# Ends one process: SIGTERM first, so that it can save, SIGKILL if it has not ended within ten seconds.
 end_process() {
   local tries=100
   kill "$1" 2>/dev/null || return 0

@@ -1,18 +1,18 @@
 #!/usr/bin/env python3
-"""clang-tidy 14 and cppcheck over the sources, in parallel. A finding fails.
+"""Runs clang-tidy 14 and cppcheck over the sources, in parallel. A finding fails.
 
     static.py                      both over src, clang-tidy's smaller set over tests
     static.py --tool cppcheck      one of them
-    static.py --changed [REF]      only what differs from REF (HEAD if not given), and who includes it
+    static.py --changed [REF]      only files that differ from REF (default HEAD), and those that include them
     static.py src/mainwin ...      only these files and folders
-    static.py --jobs 1             one process at a time, where others use the machine
-    static.py --afresh             asks clang-tidy again about what it found clean before
+    static.py --jobs 1             one process at a time, for a shared machine
+    static.py --no-cache           runs clang-tidy even for files that it found clean before
 
-Which checks, and why not the others: .clang-tidy, tests/.clang-tidy and scripts/cppcheck.txt. Works on
-build/release, which it configures, and whose generated headers it makes, where they are missing. All of it takes some
-20 minutes on two cores, cppcheck alone ten seconds. A file that clang-tidy found clean is not asked about again until
-it, a header that it includes (the system's too), its command, the checks or clang-tidy change: build/release/clean
-remembers it by a hash over all of these. The last line is "N passed, N failed", by files.
+The checks, and why others are left out: .clang-tidy, tests/.clang-tidy and scripts/cppcheck.txt. Works on build/release,
+which it configures if necessary and whose generated headers it builds. All of it takes some 20 minutes on two cores,
+cppcheck alone ten seconds. A file that clang-tidy found clean is not checked again until it, a header that it includes
+(including the system's), its command, the checks or clang-tidy change: build/release/clean stores a hash over all of
+these. The last line is "N passed, N failed", by files.
 """
 
 import argparse
@@ -29,7 +29,7 @@ import sys
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BUILD = os.path.join(ROOT, "build", "release")
 CLEAN = os.path.join(BUILD, "clean")
-# g++'s own options are none of clang's business; it says so with a warning, and warnings are errors.
+# clang does not know all of g++'s options and warns about them, and warnings are errors.
 FOR_CLANG = ["--extra-arg=-Wno-unknown-warning-option"]
 FOR_CPPCHECK = ["--enable=warning,style,performance,portability", "--inconclusive", "--inline-suppr", "--std=c++20",
                 "--language=c++", "--library=qt", "-Isrc", "--error-exitcode=1", "--quiet",
@@ -46,7 +46,7 @@ def sources():
 
 
 def with_includers(changed, names):
-    """The names that are, or include at whatever distance, one of the changed ones."""
+    """The changed files and all that include one of them, directly or indirectly."""
     wanted, includes = set(changed), {}
     for name in names:
         with open(os.path.join(ROOT, name), encoding="utf-8") as f:
@@ -73,7 +73,7 @@ def chosen(arguments):
 
 
 def compiled_files():
-    """{file: (folder, command)} of what the build compiles, after it has made the headers that its sources include."""
+    """{file: (folder, command)} of the compiled sources, after generating the headers that they include."""
     database = os.path.join(BUILD, "compile_commands.json")
     if not os.path.exists(database):
         output_of(["cmake", "--preset", "release", "-DPELLORA_TESTS=ON"])
@@ -94,14 +94,14 @@ def hash_of(path):
 
 @functools.lru_cache(None)
 def checks():
-    """Which clang-tidy is asked for what."""
+    """What clang-tidy checks, as part of the hash."""
     files = [os.path.join(folder, ".clang-tidy") for folder, _, names in os.walk(ROOT)
              if ".clang-tidy" in names and not folder.startswith(os.path.join(ROOT, "build"))]
     return [output_of(["clang-tidy-14", "--version"])] + FOR_CLANG + sorted(map(hash_of, files))
 
 
 def mark_of(folder, command):
-    """The file that stands where clang-tidy found all that `command` reads clean; none if it cannot be read."""
+    """The file that marks everything read by `command` as clean; None if it cannot be determined."""
     compiler = command[1:] if os.path.basename(command[0]) == "ccache" else command
     output = compiler.index("-o")
     done = subprocess.run(compiler[:output] + compiler[output + 2:] + ["-M"], cwd=folder, stdin=subprocess.DEVNULL,
@@ -113,9 +113,9 @@ def mark_of(folder, command):
     return os.path.join(CLEAN, hashlib.sha256(repr(what).encode()).hexdigest())
 
 
-def findings_of_clang(name, compiled, afresh):
+def findings_of_clang(name, compiled, use_cache):
     mark = mark_of(*compiled)
-    if mark and os.path.exists(mark) and not afresh:
+    if mark and os.path.exists(mark) and use_cache:
         return ""
     findings = findings_of(["clang-tidy-14", "-p", BUILD, "--quiet"] + FOR_CLANG + [name])
     if mark and not findings:
@@ -137,26 +137,26 @@ def main():
     parser.add_argument("paths", nargs="*")
     parser.add_argument("--changed", nargs="?", const="HEAD", metavar="REF")
     parser.add_argument("--tool", choices=("clang-tidy", "cppcheck"))
-    parser.add_argument("--afresh", action="store_true")
+    parser.add_argument("--no-cache", action="store_true")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), metavar="N")
     arguments = parser.parse_args()
     names = chosen(arguments)
     jobs = []
     if arguments.tool != "clang-tidy":
-        # Tests are gtest's macros to cppcheck, which it neither expands nor understands.
+        # cppcheck does not understand gtest's macros.
         jobs += [("cppcheck", name, functools.partial(findings_of, ["cppcheck"] + FOR_CPPCHECK + [name]))
                  for name in names if name.startswith("src/")]
     if arguments.tool != "cppcheck":
         compiled = compiled_files()
-        jobs += [("clang-tidy", name, functools.partial(findings_of_clang, name, compiled[name], arguments.afresh))
+        jobs += [("clang-tidy", name, functools.partial(findings_of_clang, name, compiled[name], not arguments.no_cache))
                  for name in names if name in compiled]
-    failed, told = 0, set()
+    failed, reported = 0, set()
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
         for (tool, name, _), findings in zip(jobs, pool.map(lambda job: job[2](), jobs)):
             failed += bool(findings)
-            # What stands in a header is found again by everyone who includes it.
-            new = [line for line in findings.replace(ROOT + "/", "").split("\n") if line not in told]
-            told.update(line for line in new if "[" in line)
+            # A finding in a header is repeated for every file that includes it.
+            new = [line for line in findings.replace(ROOT + "/", "").split("\n") if line not in reported]
+            reported.update(line for line in new if "[" in line)
             if findings:
                 print("FAILED  %s %s" % (tool, name))
                 print("\n".join("   " + line for line in new if line), flush=True)

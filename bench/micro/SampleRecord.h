@@ -1,4 +1,4 @@
-// One record of the full list that the benches measure: eight segments, names of usual length.
+// A record of the full list that the benchmarks measure: eight segments, names of usual length.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// A program for the measurements on a simulated desktop, over a network and a disk that do nothing: what is counted is
-// the program's own work. The network hands out the sockets' events, so that a measurement plays the server.
+// The program on a simulated desktop, over a network and a disk that do nothing, so that only the program's own work is
+// measured. The network exposes the sockets' events, so that a measurement can act as the server.
 #pragma once
 
 #include <memory>
@@ -55,7 +55,7 @@ class StillFiles final : public Files {
 
 class StillProgram {
  public:
-  // Of the records, so many are active and so many, at the end, finished.
+  // Of `records` records, `active` are active and `finished`, at the end, are finished.
   StillProgram(int records, int active, int finished)
       : platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      network,       files,
                  sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),     sim.machine(), sim.locale(),
@@ -84,7 +84,7 @@ class StillProgram {
   StillProgram(const StillProgram&) = delete;
   StillProgram& operator=(const StillProgram&) = delete;
 
-  // The first record's window with all its segments connected and in the body of the reply.
+  // The first record's window, with all segments connected and receiving the body.
   std::shared_ptr<TransferWindow> Transfer() {
     DownloadRecord& record = program.Download(1);
     record.FileSize = 2000000000;

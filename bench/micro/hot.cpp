@@ -1,9 +1,9 @@
 // The hot paths as fixed workloads, for counting their instructions (bench/instructions):
 //
-//   hot            names of the workloads, one a line, each with the number of its units and what a unit is
+//   hot            prints the workloads, one a line, each with its number of units and what a unit is
 //   hot NAME       prepares that workload and runs it once, inside pellora_measured
 //
-// A workload does the same in every run: no clock, no disk, no network, no seed but fixed ones.
+// A workload is the same in every run: no clock, no disk, no network, only fixed seeds.
 #include <array>
 #include <cstdlib>
 #include <fstream>
@@ -25,7 +25,7 @@
 #include "transfer/ReplyHeaders.h"
 #include "zipview/ZipDirectory.h"
 
-// Found by this name in the program that counts.
+// bench/instructions counts inside the function of this name.
 extern "C" __attribute__((noinline)) void pellora_measured(const std::function<void()>& work) { work(); }
 
 namespace {
@@ -41,7 +41,7 @@ constexpr int kTexts = 1000;
 constexpr int kZipEntries = 10000;
 constexpr int kTicks = 20;
 
-// What the measured code produced goes here, so that no compiler may leave it out.
+// Takes the results of the measured code, so that the compiler cannot remove it.
 std::size_t produced = 0;
 
 void ParseUrls() {
@@ -73,7 +73,7 @@ void Plan() {
   });
 }
 
-// Blocks of all segments in turn. With `step`, that many milliseconds pass between two.
+// Blocks for all segments in turn, `step` milliseconds apart.
 void Blocks(std::uint64_t step) {
   StillProgram bench(kListed, kActive, 0);
   const auto transfer = bench.Transfer();
@@ -117,7 +117,7 @@ void RebuildFinished() {
 
 void SaveList() {
   StillProgram bench(kListed, kActive, 0);
-  pellora::SaveList(bench.program);  // the buffer has its size from then on
+  pellora::SaveList(bench.program);  // sets the size of the buffer
   pellora_measured([&] { pellora::SaveList(bench.program); });
   produced += bench.program.listBytes.size();
 }

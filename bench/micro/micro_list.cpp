@@ -1,5 +1,5 @@
-// How long the full list takes: 32,767 records of eight segments each, encoded, written and loaded.
-// Prints milliseconds (median and least of a number of rounds) and the size of the list.
+// Measures the full list: 32,767 records of eight segments each, encoded, written and loaded.
+// Prints milliseconds (median and least of several rounds) and the size of the list.
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>

@@ -1,10 +1,9 @@
-// How long the main window takes with the full list: 32,767 records of eight segments each. One tick of the
-// queue in its several forms, a full rebuild of each list, the update of one row, one save to the disk.
-// Prints milliseconds (median and most of a number of rounds, and the median of the processor time, which
-// a busy machine does not stretch) and fails if a median of the processor time reaches 50 ms.
+// Measures the main window with the full list: 32,767 records of eight segments each. One tick of the queue in its
+// several forms, a full rebuild of each list, the update of one row, one save to the disk.
+// Prints milliseconds (median and most of several rounds, and the median of the processor time, which does not depend
+// on the load of the machine) and fails if a median of the processor time reaches 50 ms.
 //
-// The program stands on a simulated desktop, so that no drawing is counted; clock and files of the save
-// are the real ones.
+// The program runs on a simulated desktop, so that no drawing is measured; clock and files of the save are real.
 #include <stdlib.h>
 #include <time.h>
 
@@ -30,8 +29,8 @@ namespace {
 using pellora::DownloadRecord;
 
 constexpr int kRecords = pellora::kMaxRecords;
-constexpr int kRounds = 9;  // ticks; the tenth would fall together with a save
-constexpr double kMostMilliseconds = 50;
+constexpr int kRounds = 9;  // ticks; the tenth would coincide with a save
+constexpr double kMaxMilliseconds = 50;
 
 bool withinLimit = true;
 
@@ -57,7 +56,7 @@ void Measure(const char* what, const std::function<void()>& prepare, const std::
   const double median = processor[kRounds / 2];
   std::cout << what << ": median " << rounds[kRounds / 2] << " ms, most " << rounds.back() << " ms, processor "
             << median << " ms\n";
-  withinLimit = withinLimit && median < kMostMilliseconds;
+  withinLimit = withinLimit && median < kMaxMilliseconds;
 }
 
 DownloadRecord ListedSample(int number) {
@@ -69,7 +68,7 @@ DownloadRecord ListedSample(int number) {
   return record;
 }
 
-// The program with its window, standing still until it is told to tick.
+// The program with its window; it ticks only when told to.
 struct Bench {
   explicit Bench(const std::string& folder)
       : platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      sim.network(), files,
@@ -128,7 +127,7 @@ void MeasureAll(Bench& bench) {
 
   Measure("full rebuild of the current downloads", nothing, [&] { window.RefreshRows(0, 1); });
   Measure("update of one row", nothing, [&] { window.RefreshRows(kRecords, 1); });
-  // As a start does: the list is on the disk and was loaded.
+  // As at a start: the list is on the disk and loaded.
   SaveList(program);
   std::string().swap(program.listBytes);
   LoadList(program);
@@ -137,7 +136,7 @@ void MeasureAll(Bench& bench) {
   bench.ForAll([](DownloadRecord& record) { record.Finished = true; });
   Measure(
       "full rebuild of the finished files", [&] { bench.sim.RunReady(); }, [&] { window.RefreshDownList(); });
-  bench.sim.RunFor(1000);  // the slices that ask for every file, and the rows that left the other list
+  bench.sim.RunFor(1000);  // the slices that check every file, and the rows that left the other list
   bench.MeasureTick("tick with finished files only", nothing);
   window.StopTimers();
 }
@@ -152,6 +151,6 @@ int main() {
     MeasureAll(bench);
   }
   std::filesystem::remove_all(folder);
-  if (!withinLimit) std::cerr << "a median of the processor time is not below " << kMostMilliseconds << " ms\n";
+  if (!withinLimit) std::cerr << "a median of the processor time is not below " << kMaxMilliseconds << " ms\n";
   return withinLimit ? EXIT_SUCCESS : EXIT_FAILURE;
 }

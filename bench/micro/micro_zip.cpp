@@ -1,7 +1,7 @@
-// How long the archive viewer takes with 30,000 entries: from the last byte of the directory until the listing
-// is drawn, for each sort by a column, and for each display. Prints milliseconds of wall clock (median and most
-// of a number of rounds, and the median of the processor time, which a busy machine does not stretch) and fails
-// if a median of the processor time reaches 200 ms.
+// Measures the archive viewer with 30,000 entries: from the last byte of the directory until the listing is drawn, for
+// each sort by a column and for each display. Prints milliseconds of wall clock (median and most of several rounds, and
+// the median of the processor time, which does not depend on the load of the machine) and fails if a median of the
+// processor time reaches 200 ms.
 //
 // The window is the real one, drawn offscreen unless the environment says otherwise; only the network is
 // simulated.
@@ -24,7 +24,7 @@ using namespace pellora::testing_views;
 
 constexpr int kEntries = 30000;
 constexpr int kRounds = 5;
-constexpr double kMostMilliseconds = 200;
+constexpr double kMaxMilliseconds = 200;
 
 bool withinLimit = true;
 
@@ -51,7 +51,7 @@ struct Times {
     const double median = processor[processor.size() / 2];
     std::cout << what << ": median " << wall[wall.size() / 2] << " ms, most " << wall.back() << " ms, processor "
               << median << " ms\n";
-    withinLimit = withinLimit && median < kMostMilliseconds;
+    withinLimit = withinLimit && median < kMaxMilliseconds;
   }
 };
 
@@ -67,7 +67,7 @@ std::vector<SimMember> Members() {
   return members;
 }
 
-// Up to the picture on the screen.
+// Until the picture is on the screen.
 void Draw(ZipStage& stage) {
   Stage::Settle();
   if (QWidget* const form = stage.Form()) form->repaint();
@@ -80,11 +80,11 @@ void MeasureListing(const std::string& archive) {
     ZipStage stage;
     HttpFault late;
     late.hangInBody = 0;
-    stage.origin.OnConnection(2, late);  // the directory's connection: the bench hands it over itself
+    stage.origin.OnConnection(2, late);  // the benchmark sends the directory itself
     stage.Open(archive);
     stage.sim.RunFor(10'000);
     Draw(stage);
-    // All but the last byte is there; that one ends the wait.
+    // All but the last byte, which ends the wait.
     const auto size = static_cast<std::size_t>(stage.viewer->DirectorySize);
     const std::string directory = archive.substr(archive.size() - kEndRecordLength - size, size);
     stage.viewer->DirectoryText = directory;
@@ -93,7 +93,7 @@ void MeasureListing(const std::string& archive) {
       Draw(stage);
     });
     if (stage.viewer->ListView1.Rows().size() != kEntries) {
-      std::cout << "the listing does not stand\n";
+      std::cout << "the listing is not shown\n";
       withinLimit = false;
     }
   }

@@ -1,5 +1,5 @@
-// A list file for the measurements: sample_list FILE CURRENT FINISHED FOLDER
-// As many current and finished downloads of eight segments each; the finished ones' files are said to lie in FOLDER.
+// Writes a list file for the measurements: sample_list FILE CURRENT FINISHED FOLDER
+// That many current and finished downloads of eight segments each; the finished files are recorded as being in FOLDER.
 #include <array>
 #include <charconv>
 #include <fstream>

@@ -13,6 +13,7 @@
 #include "capture/SetBrowserMenu.h"
 #include "core/ListFile.h"
 #include "core/OrphanedParts.h"
+#include "core/RecordLife.h"
 #include "core/Stop.h"
 #include "lang/Language.h"
 #include "mainwin/AddDownload.h"
@@ -39,7 +40,7 @@ const char* StateWord(const DownloadRecord& record) {
   if (record.Finished) return "finished";
   if (record.Active) return "active";
   if (record.Scheduled != 0) return "scheduled";
-  if (record.ConnectState == "1") return "failed";
+  if (TimedOut(record)) return "failed";
   if (record.Queued != 0) return "queued";
   return record.Paused ? "paused" : "waiting";
 }

@@ -1,7 +1,6 @@
 #include "capture/DownloadBasket.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 #include "async/EventGate.h"
@@ -9,6 +8,7 @@
 #include "capture/LinkList.h"
 #include "capture/PelloraCatcher.h"
 #include "core/Ascii.h"
+#include "core/Scheme.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Platform.h"
@@ -111,8 +111,7 @@ int DownloadBasket::OLEDragDrop(const DataObject& data, int effect) {
 
 // The text goes on as it came. What is dropped is never started at once.
 bool DownloadBasket::TakeText(const std::string& text) {
-  const std::string_view trimmed = TrimBlanks(text);
-  if (!StartsWithNoCase(trimmed, "http://") && !StartsWithNoCase(trimmed, "ftp://")) return false;
+  if (!HasScheme(TrimBlanks(text))) return false;
   platform_.tasks.Spawn(AddDownload(&program_, text, true, 0, this));
   return true;
 }

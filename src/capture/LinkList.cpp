@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/Ascii.h"
+#include "core/Scheme.h"
 
 namespace pellora {
 
@@ -15,7 +16,7 @@ std::vector<std::string> LinksToAdd(std::string_view list) {
     from = end + 1;
     if (line.ends_with('\r')) line.remove_suffix(1);
     line = TrimBlanks(line);
-    if (StartsWithNoCase(line, "http://") || StartsWithNoCase(line, "ftp://")) links.emplace_back(line);
+    if (HasScheme(line)) links.emplace_back(line);
   }
   return links;
 }

@@ -17,7 +17,7 @@
 namespace pellora {
 
 inline constexpr std::int32_t kListMagic = 99951;
-inline constexpr std::size_t kLongestListString = 65535;
+inline constexpr std::size_t kLongestListString = 65535;  // bytes; its length is stored in 16 bits
 
 void AppendListHeader(std::string& out, std::int16_t downloadCount);
 // Never fails: a longer string than the format has room for is cut.

@@ -7,6 +7,7 @@
 #include "core/ListCodec.h"
 #include "core/Numbers.h"
 #include "core/Record.h"
+#include "core/Scheme.h"
 
 namespace pellora {
 
@@ -52,8 +53,8 @@ ParsedUrl ParseUrl(std::string_view url) {
   ParsedUrl parsed;
   if (url.size() > kLongestListString) return parsed;  // no list file could keep it
   url = TrimBlanks(url);
-  const bool http = StartsWithNoCase(url, "http://");
-  if (!http && !StartsWithNoCase(url, "ftp://")) return parsed;
+  const bool http = HasHttpScheme(url);
+  if (!http && !HasFtpScheme(url)) return parsed;
 
   const std::string_view rest = url.substr(url.find("//") + 2);
   const std::size_t slash = rest.find('/');

@@ -29,7 +29,6 @@ class Window;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
 inline constexpr const char* kProgramName = "Pellora !";
-inline constexpr const char* kVersionText = "5.2";
 
 // All numbered texts; empty until a language file fills them.
 inline constexpr int kLangStringCount = 1025;

@@ -1,5 +1,9 @@
 #include "core/Settings.h"
 
+#include <algorithm>
+#include <array>
+#include <string_view>
+
 #include "core/Dates.h"
 #include "core/Numbers.h"
 #include "ports/Clock.h"
@@ -15,77 +19,121 @@ constexpr const char* kApplication = "Pellora";
 // chosen in the options holds until the program stops.
 constexpr const char* kFolderApplication = "Brenmoor";
 
-std::string BooleanText(bool value) { return value ? "True" : "False"; }
+// The forms in which the store holds values. Read throws Failure for a text that is not of its form.
+struct Flag {
+  static bool Read(const std::string& text) { return ToBoolean(text); }
+  static std::string Write(bool value) { return value ? "True" : "False"; }
+};
+struct Text {
+  static std::string Read(const std::string& text) { return text; }
+  static std::string Write(const std::string& value) { return value; }
+};
+// Any text is a number, and it is not clamped: a stored 0 or 500 is valid.
+struct Prefix {
+  static std::int32_t Read(const std::string& text) { return RoundedPrefix(text); }
+  static std::string Write(std::int32_t value) { return std::to_string(value); }
+};
+// A port above 32767 ends the load, although the options dialog accepts one.
+struct Int16 {
+  static std::int16_t Read(const std::string& text) { return ToInt16(text); }
+  static std::string Write(std::int32_t value) { return std::to_string(value); }
+};
+struct DateTime {
+  static double Read(const std::string& text) { return ReadDateTime(text).serial; }
+  static std::string Write(double value) { return StoredDateTime(value); }
+};
+
+std::string DownloadsInDocuments(const Machine& machine, const Clock&) {
+  return machine.DocumentsFolder() + "/Pellora/downloads/";
+}
+std::string TempInDocuments(const Machine& machine, const Clock&) {
+  return machine.DocumentsFolder() + "/Pellora/temp/";
+}
+std::string Now(const Machine&, const Clock& clock) { return StoredDateTime(clock.Now()); }
+
+using MakeDefault = std::string (*)(const Machine& machine, const Clock& clock);
+
+struct Key {
+  const char* name;
+  void (*read)(Settings& settings, const std::string& text);
+  std::string (*write)(const Settings& settings);
+  const char* fixedDefault = "";         // what is read if the store lacks the key,
+  MakeDefault makeDefault = nullptr;     // unless this makes it
+  const char* readUnder = kApplication;  // all are written under kApplication
+
+  std::string Default(const Machine& machine, const Clock& clock) const {
+    return makeDefault ? makeDefault(machine, clock) : fixedDefault;
+  }
+};
+
+template <auto Member, class Form>
+constexpr Key Row(const char* name, const char* fixedDefault) {
+  return {.name = name,
+          .read = [](Settings& settings, const std::string& text) { settings.*Member = Form::Read(text); },
+          .write = [](const Settings& settings) { return Form::Write(settings.*Member); },
+          .fixedDefault = fixedDefault};
+}
+
+template <auto Member, class Form>
+constexpr Key Row(const char* name, MakeDefault makeDefault, const char* readUnder = kApplication) {
+  Key key = Row<Member, Form>(name, "");
+  key.makeDefault = makeDefault;
+  key.readUnder = readUnder;
+  return key;
+}
+
+// In the order of the load, which decides what a text that does not convert leaves at zero.
+constexpr std::array kKeys = {
+    Row<&Settings::BrowserIngeration, Flag>("BrowserIngeration", "True"),
+    Row<&Settings::CheckClipboard, Flag>("CheckClipboard", "True"),
+    Row<&Settings::SaveAs, Flag>("SaveAs", "False"),
+    Row<&Settings::SafeDisk, Flag>("SafeDisk", "True"),
+    Row<&Settings::DownloadFolder, Text>("DownloadFolder", DownloadsInDocuments, kFolderApplication),
+    Row<&Settings::TempFolder, Text>("TempFolder", TempInDocuments, kFolderApplication),
+    Row<&Settings::MaxSegments, Prefix>("MaxSegments", "4"),
+    Row<&Settings::MaxSimulDownlads, Prefix>("MaxSimulDownlads", "3"),
+    Row<&Settings::AutoPreviewZIP, Flag>("AutoPreviewZIP", "False"),
+    Row<&Settings::ScheduleDate, DateTime>("ScheduleDate", Now),
+    Row<&Settings::AutoCloseInternet, Flag>("AutoCloseInternet", "False"),
+    Row<&Settings::Schedule, Flag>("Schedule", "False"),
+    Row<&Settings::ProxyServer, Text>("ProxyServer", ""),
+    Row<&Settings::ProxyPort, Int16>("ProxyPort", "80"),
+    Row<&Settings::ProxyFTP, Flag>("ProxyFTP", "False"),
+    Row<&Settings::ProxyHTTP, Flag>("ProxyHTTP", "False"),
+    Row<&Settings::AutoStart, Flag>("AutoStart", "False"),
+    Row<&Settings::Language, Text>("Language", "english"),
+    Row<&Settings::IgnoreString, Text>("IgnoreString", "HTM,HTML,ASP,PHP,CGI"),
+    Row<&Settings::ScheduleHour, DateTime>("ScheduleHour", "12:00"),
+    Row<&Settings::ScheduleOption, Int16>("ScheduleOption", "0"),
+};
+
+// The order of the lines in a fresh file: Schedule comes before the date, not two keys after it.
+constexpr auto InSaveOrder() {
+  auto keys = kKeys;
+  const auto named = [&](std::string_view name) {
+    return std::find_if(keys.begin(), keys.end(), [&](const Key& key) { return key.name == name; });
+  };
+  const auto schedule = named("Schedule");
+  std::rotate(named("ScheduleDate"), schedule, schedule + 1);
+  return keys;
+}
+
+constexpr auto kKeysAsSaved = InSaveOrder();
 
 }  // namespace
 
 void LoadSettings(Settings& settings, const SettingsStore& store, const Machine& machine, const Clock& clock) {
-  const auto text = [&](const char* key, const std::string& absent) {
-    return store.Get(kApplication, key).value_or(absent);
-  };
-  const auto flag = [&](const char* key, bool absent) { return ToBoolean(text(key, BooleanText(absent))); };
-  const auto folder = [&](const char* key, const char* absent) {
-    const std::string inDocuments = machine.DocumentsFolder() + absent;
-    return store.Get(kFolderApplication, key).value_or(inDocuments);
-  };
-
-  settings.BrowserIngeration = flag("BrowserIngeration", true);
-  settings.CheckClipboard = flag("CheckClipboard", true);
-  settings.SaveAs = flag("SaveAs", false);
-  settings.SafeDisk = flag("SafeDisk", true);
-
-  settings.DownloadFolder = folder("DownloadFolder", "/Pellora/downloads/");
-  settings.TempFolder = folder("TempFolder", "/Pellora/temp/");
-
-  // Not clamped: a stored 0 or 500 stands.
-  settings.MaxSegments = RoundedPrefix(text("MaxSegments", "4"));
-  settings.MaxSimulDownlads = RoundedPrefix(text("MaxSimulDownlads", "3"));
-  settings.AutoPreviewZIP = flag("AutoPreviewZIP", false);
-  settings.ScheduleDate = ReadDateTime(text("ScheduleDate", StoredDateTime(clock.Now()))).serial;
-  settings.AutoCloseInternet = flag("AutoCloseInternet", false);
-  settings.Schedule = flag("Schedule", false);
-
-  settings.ProxyServer = text("ProxyServer", "");
-  // 16 bits: a port above 32767 ends the load here, although the options dialog accepts one.
-  settings.ProxyPort = ToInt16(text("ProxyPort", "80"));
-  settings.ProxyFTP = flag("ProxyFTP", false);
-  settings.ProxyHTTP = flag("ProxyHTTP", false);
-  settings.AutoStart = flag("AutoStart", false);
-  settings.Language = text("Language", "english");
-  settings.IgnoreString = text("IgnoreString", "HTM,HTML,ASP,PHP,CGI");
-  settings.ScheduleHour = ReadDateTime(text("ScheduleHour", "12:00")).serial;
-  settings.ScheduleOption = ToInt16(text("ScheduleOption", "0"));
-
+  for (const Key& key : kKeys) {
+    const std::string absent = key.Default(machine, clock);
+    key.read(settings, store.Get(key.readUnder, key.name).value_or(absent));
+  }
   settings.ScheduleHour = NextOccurrence(settings.ScheduleHour, clock.Now());
 }
 
 void SaveSettings(const Settings& settings, SettingsStore& store) {
-  const auto text = [&](const char* key, const std::string& value) { store.Set(kApplication, key, value); };
-  const auto flag = [&](const char* key, bool value) { text(key, BooleanText(value)); };
-  const auto number = [&](const char* key, std::int32_t value) { text(key, std::to_string(value)); };
-  const auto date = [&](const char* key, double value) { text(key, StoredDateTime(value)); };
-
-  flag("BrowserIngeration", settings.BrowserIngeration);
-  flag("CheckClipboard", settings.CheckClipboard);
-  flag("SaveAs", settings.SaveAs);
-  flag("SafeDisk", settings.SafeDisk);
-  text("DownloadFolder", settings.DownloadFolder);
-  text("TempFolder", settings.TempFolder);
-  number("MaxSegments", settings.MaxSegments);
-  number("MaxSimulDownlads", settings.MaxSimulDownlads);
-  flag("AutoPreviewZIP", settings.AutoPreviewZIP);
-  flag("Schedule", settings.Schedule);
-  date("ScheduleDate", settings.ScheduleDate);
-  flag("AutoCloseInternet", settings.AutoCloseInternet);
-  text("ProxyServer", settings.ProxyServer);
-  number("ProxyPort", settings.ProxyPort);
-  flag("ProxyFTP", settings.ProxyFTP);
-  flag("ProxyHTTP", settings.ProxyHTTP);
-  flag("AutoStart", settings.AutoStart);
-  text("Language", settings.Language);
-  text("IgnoreString", settings.IgnoreString);
-  date("ScheduleHour", settings.ScheduleHour);
-  number("ScheduleOption", settings.ScheduleOption);
+  SettingsStore::Values values;
+  for (const Key& key : kKeysAsSaved) values.emplace_back(key.name, key.write(settings));
+  store.SetAll(kApplication, values);
 }
 
 }  // namespace pellora

@@ -11,8 +11,6 @@
 namespace pellora {
 
 class Clock;
-class Machine;
-class SettingsStore;
 
 struct Settings {
   bool BrowserIngeration = false;
@@ -38,11 +36,12 @@ struct Settings {
   std::int16_t ScheduleOption = 0;  // 0 once at ScheduleDate, else daily at ScheduleHour
 };
 
-// Reads every key in a fixed order. The first text that does not convert throws Failure(Conversion):
-// the keys behind it keep their zero values.
+// Reads every key in a fixed order. The first text that does not convert throws Failure: the keys after it keep
+// their zero values.
 void LoadSettings(Settings& settings, const SettingsStore& store, const Machine& machine, const Clock& clock);
 
-// Writes every key under "Pellora"; stops at its first failure.
+// Writes every key under "Pellora" in one step: a failure leaves the store as it was, so that it never mixes the
+// former options with the new ones.
 void SaveSettings(const Settings& settings, SettingsStore& store);
 
 }  // namespace pellora

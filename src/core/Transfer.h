@@ -43,7 +43,8 @@ class ZipViewer {
 class Lists {
  public:
   virtual ~Lists() = default;
-  // `index` 0: all rows. Refused within 500 ms of the last refresh unless `force` is above 0; what was
+  static constexpr std::uint32_t kRefreshMilliseconds = 500;
+  // `index` 0: all rows. Refused within kRefreshMilliseconds of the last refresh unless `force` is above 0; what was
   // refused is made up for once the limit has passed.
   virtual void RefreshRows(std::int16_t index, std::int16_t force) = 0;
   virtual void RefreshDownList() = 0;

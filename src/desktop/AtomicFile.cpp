@@ -17,7 +17,7 @@ namespace pellora {
 
 namespace {
 
-constexpr std::uint64_t kLargest = std::uint64_t{16} << 20;
+constexpr std::uint64_t kMaxSize = std::uint64_t{16} << 20;
 
 std::string FolderOf(const std::string& path) {
   const std::string::size_type slash = path.rfind('/');
@@ -40,10 +40,10 @@ std::string ResolveLinks(const std::string& path) {
 
 constexpr std::string_view kDraftMark = ".new-";
 constexpr std::string_view kRandomPart = "XXXXXX";
-constexpr std::string_view kDraftEnding = ".draft";  // nobody's own copy ends so, as one in ".new-backup" might
+constexpr std::string_view kDraftEnding = ".draft";  // ".new-" alone could match a user's own copy, e.g. ".new-backup"
 
-// A draft that a kill has left beside its target: its maker's lock is gone.
-void RemoveLeftDrafts(const std::string& target) {
+// Removes drafts left beside the target by a killed process, whose lock is gone.
+void RemoveOrphanedDrafts(const std::string& target) {
   const std::string folder = FolderOf(target);
   const std::string start = target.substr(target.rfind('/') + 1) + std::string(kDraftMark);
   DIR* const opened = opendir(folder.c_str());
@@ -62,7 +62,7 @@ void RemoveLeftDrafts(const std::string& target) {
   closedir(opened);
 }
 
-// A file beside its target that is gone again unless it took the target's name.
+// A temporary file beside its target, deleted unless it is published under the target's name.
 class Draft {
  public:
   explicit Draft(const std::string& target) {
@@ -95,7 +95,7 @@ class Draft {
   }
 
  private:
-  // False if another program took the draft for one that was left, before it had its lock.
+  // False if another program removed the draft as orphaned before it was locked.
   bool Lock() const {
     if (flock(fd_, LOCK_EX | LOCK_NB) != 0) return errno != EWOULDBLOCK;  // some file systems have no locks
     struct stat status {};
@@ -109,7 +109,7 @@ class Draft {
 void FlushFolder(const std::string& folder) {
   const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd < 0) return;
-  fsync(fd);  // some file systems cannot; the rename stands all the same
+  fsync(fd);  // not every file system can; the rename is done in any case
   close(fd);
 }
 
@@ -118,7 +118,7 @@ void FlushFolder(const std::string& folder) {
 std::optional<std::string> ReadSmallFile(const std::string& path) {
   PosixFiles files;
   if (!files.Exists(path)) return std::nullopt;
-  return ReadWholeFile(files, path, kLargest);
+  return ReadWholeFile(files, path, kMaxSize);
 }
 
 void ReplaceFile(const std::string& path, std::string_view content, unsigned mode) {
@@ -126,7 +126,7 @@ void ReplaceFile(const std::string& path, std::string_view content, unsigned mod
   const std::string target = ResolveLinks(path);
   struct stat status {};
   const mode_t rights = stat(target.c_str(), &status) == 0 ? status.st_mode & 07777 : static_cast<mode_t>(mode);
-  RemoveLeftDrafts(target);
+  RemoveOrphanedDrafts(target);
   Draft draft(target);
   draft.Write(content);
   draft.Publish(target, rights);

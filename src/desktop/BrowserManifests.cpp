@@ -70,8 +70,8 @@ BrowserManifests::BrowserManifests(const std::string& programFolder, const std::
                                    const std::string& configHome) {
   const std::string program = programFolder + "/" + kHostProgram;
   const std::string gecko = ManifestText(program, "\"allowed_extensions\": [" + JsonText(kGeckoId) + "]");
-  // Newer ones keep their profiles in the second folder, and still look for hosts in the first alone. They may look in
-  // the second one day.
+  // Newer versions keep their profiles in the second folder but still look for hosts only in the first. They may look
+  // in the second one day.
   const std::string profiles = configHome + "/mozilla";
   places_.push_back({home + "/.mozilla", "native-messaging-hosts", gecko, profiles});
   places_.push_back({profiles, "native-messaging-hosts", gecko, {}});
@@ -93,7 +93,7 @@ void BrowserManifests::SetEntry(bool present) {
       } else {
         Remove(path);
       }
-    } catch (const Failure&) {  // the other browsers get theirs
+    } catch (const Failure&) {  // continue with the other browsers
       if (!first) first = std::current_exception();
     }
   }

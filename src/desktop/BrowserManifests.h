@@ -1,6 +1,6 @@
-// BrowserManifests: makes the native messaging host known to the user's browsers, each in the folder where it
-// looks for such hosts. A browser's own folder is never made: where there is none there is no such browser. The
-// exception is ~/.mozilla where Firefox keeps its profiles elsewhere.
+// BrowserManifests: registers the native messaging host with the user's browsers, each in the folder where it looks for
+// hosts. A browser's own folder is never created: if it is missing, the browser is not installed. The exception is
+// ~/.mozilla where Firefox keeps its profiles elsewhere.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace pellora {
 
-// As the browsers name the host and the extension that may call it. The Chromium family derives the
+// The names that the browsers use for the host and for the extension that may call it. The Chromium family derives the
 // extension's id from the key in its manifest.
 inline constexpr const char* kHostName = "pelloraproject.pellora";
 inline constexpr const char* kGeckoId = "pellora@pellora.example";
@@ -19,18 +19,18 @@ inline constexpr const char* kHostProgram = "pellora-browser-host";
 
 class BrowserManifests final : public BrowserMenu {
  public:
-  // All folders without a trailing separator; `configHome` is $XDG_CONFIG_HOME.
+  // All folders without a trailing slash; `configHome` is $XDG_CONFIG_HOME.
   BrowserManifests(const std::string& programFolder, const std::string& home, const std::string& configHome);
 
-  // Goes through all browsers, and then throws the first Failure that it met.
+  // Handles all browsers, then throws the first Failure that occurred.
   void SetEntry(bool present) override;
 
  private:
   struct Place {
     std::string parent;  // the browser's own folder
-    std::string folder;  // of the hosts, in it
+    std::string folder;  // of the hosts, below `parent`
     std::string text;
-    std::string profiles;  // if there is such a folder, `parent` is made; may be empty
+    std::string profiles;  // if this folder exists, `parent` is created; may be empty
   };
   std::vector<Place> places_;
 };

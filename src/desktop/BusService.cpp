@@ -10,13 +10,13 @@ namespace pellora {
 
 namespace {
 
-// A desktop that guards the focus lets a window forward only with the token of the click.
+// Desktops with focus stealing prevention raise a window only with the token of the user's click.
 void TakeActivationToken(const QVariantMap& platformData) {
   const QString token = platformData.value("activation-token").toString();
   if (!token.isEmpty()) qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
 }
 
-// The address of a request, or why it has none. An option of another version is not passed over.
+// The URL of a request, or why it has none. Unknown options, as a later version may send them, are refused.
 QString UrlOf(const QVariantMap& request, QString& reason) {
   for (auto option = request.begin(); option != request.end(); ++option) {
     if (option.key() != kUrlKey) reason = "Pellora does not know the option \"" + option.key() + "\".";
@@ -32,9 +32,9 @@ QVariantMap Reason(const QString& reason) {
 
 }  // namespace
 
-BusService::BusService(EventLoop& events, BusDoor door) : events_(events), door_(std::move(door)) {
+BusService::BusService(EventLoop& events, BusActions actions) : events_(events), actions_(std::move(actions)) {
   RegisterBusTypes();
-  new AutomationAdaptor(this);  // children, as adaptors must be
+  new AutomationAdaptor(this);  // QtDBus finds adaptors among the children
   new DownloadsAdaptor(this);
   new ApplicationAdaptor(this);
 }
@@ -42,7 +42,7 @@ BusService::BusService(EventLoop& events, BusDoor door) : events_(events), door_
 bool BusService::Register(QDBusConnection bus) {
   if (!bus.isConnected()) return false;
   bus_ = bus;
-  // The object first: a call that started the program arrives as soon as the name is there.
+  // The object first: a call that started the program arrives as soon as the name is taken.
   if (!bus.registerObject(kBusPath, this, QDBusConnection::ExportAdaptors)) return false;
   const auto reply = bus.interface()->registerService(kBusName, QDBusConnectionInterface::DontQueueService,
                                                       QDBusConnectionInterface::DontAllowReplacement);
@@ -50,18 +50,18 @@ bool BusService::Register(QDBusConnection bus) {
 }
 
 void BusService::MenuURL(const QString& url, const QString& refURL, const QString& cookie) {
-  events_.Post([call = door_.menuUrl, u = url.toStdString(), r = refURL.toStdString(), c = cookie.toStdString()] {
+  events_.Post([call = actions_.menuUrl, u = url.toStdString(), r = refURL.toStdString(), c = cookie.toStdString()] {
     call(u, r, c);
   });
 }
 
 void BusService::LeechURL(const QString& url, const QString& refURL) {
-  events_.Post([call = door_.leechUrl, u = url.toStdString(), r = refURL.toStdString()] { call(u, r); });
+  events_.Post([call = actions_.leechUrl, u = url.toStdString(), r = refURL.toStdString()] { call(u, r); });
 }
 
-void BusService::Show() { events_.Post(door_.show); }
+void BusService::Show() { events_.Post(actions_.show); }
 
-void BusService::ResumeAll() { events_.Post(door_.resumeAll); }
+void BusService::ResumeAll() { events_.Post(actions_.resumeAll); }
 
 void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
   call.setDelayedReply(true);
@@ -71,12 +71,12 @@ void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
     bus_.send(call.createReply(Reason(refusal)));
     return;
   }
-  const BusDoor::Added added = [bus = bus_, call](const std::string& id, const std::string& reason) {
+  const BusActions::Added added = [bus = bus_, call](const std::string& id, const std::string& reason) {
     const QVariantMap answer =
         reason.empty() ? QVariantMap{{kIdKey, QString::fromStdString(id)}} : Reason(QString::fromStdString(reason));
     bus.send(call.createReply(answer));
   };
-  events_.Post([add = door_.add, u = url.toStdString(), added] { add(u, added); });
+  events_.Post([add = actions_.add, u = url.toStdString(), added] { add(u, added); });
 }
 
 void BusService::Change(const std::function<std::string(const std::string&)>& change, const QString& id,
@@ -87,7 +87,7 @@ void BusService::Change(const std::function<std::string(const std::string&)>& ch
   });
 }
 
-void BusService::Quit() { events_.Post(door_.quit); }
+void BusService::Quit() { events_.Post(actions_.quit); }
 
 void AutomationAdaptor::MenuURL(const QString& URL, const QString& refURL, const QString& cookie) {
   service_->MenuURL(URL, refURL, cookie);
@@ -105,7 +105,7 @@ QList<DetailRow> DownloadsAdaptor::Details() const {
 
 QVariantMap DownloadsAdaptor::Add(const QVariantMap& request, const QDBusMessage& call) {
   service_->Add(request, call);
-  return {};  // the answer is sent later
+  return {};  // the reply is sent later
 }
 
 QVariantMap DownloadsAdaptor::Pause(const QString& id, const QDBusMessage& call) {
@@ -134,7 +134,7 @@ void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVaria
   if (action_name == kResumeAllAction) service_->ResumeAll();
 }
 
-BusEnd::BusEnd(QDBusConnection bus, std::function<void()> ended) : ended_(std::move(ended)) {
+BusWatch::BusWatch(QDBusConnection bus, std::function<void()> ended) : ended_(std::move(ended)) {
   bus.connect({}, "/org/freedesktop/DBus/Local", "org.freedesktop.DBus.Local", "Disconnected", this,
               SLOT(Disconnected()));
 }

@@ -1,8 +1,8 @@
-// BusService: the program on the session bus: the automation class, the downloads for scripts, and the raising
-// of the window for a second start.
+// BusService: the program on the session bus: the automation interface, the downloads for scripts, and raising the
+// window when the program is started again.
 //
-// A call is turned into a posted event and answered at once. List and Details are answered from the program's state;
-// Add, Pause and Remove once their event has run.
+// A call is posted as an event and answered at once. List and Details are answered from the program's state; Add, Pause
+// and Remove after their event has run.
 #pragma once
 
 #include <QDBusAbstractAdaptor>
@@ -21,17 +21,17 @@ namespace pellora {
 
 class EventLoop;
 
-// What the bus can ask of the program. All must be set.
-struct BusDoor {
+// The program's actions that the bus can call. All must be set.
+struct BusActions {
   std::function<void(std::string url, std::string refURL, std::string cookie)> menuUrl;
   std::function<void(std::string url, std::string refURL)> leechUrl;
   std::function<void()> show;
   std::function<void()> resumeAll;
   std::function<QList<DownloadRow>()> list;
-  // The id of the new record, or the reason why there is none; never asks.
+  // Gets the id of the new record, or the reason why there is none. Shows no question.
   using Added = std::function<void(const std::string& id, const std::string& reason)>;
   std::function<void(std::string url, Added added)> add;
-  // By id; each returns why nothing was done, or an empty text.
+  // By id; both return why nothing was done, or an empty string.
   std::function<std::string(const std::string& id)> pause;
   std::function<std::string(const std::string& id)> remove;
   std::function<void()> quit;
@@ -40,20 +40,20 @@ struct BusDoor {
 class BusService final : public QObject {
   Q_OBJECT
  public:
-  BusService(EventLoop& events, BusDoor door);
+  BusService(EventLoop& events, BusActions actions);
 
-  // Shows the object, then takes the name; False if there is no bus or the name is taken.
+  // Exports the object, then takes the name. False if there is no bus or the name is taken.
   bool Register(QDBusConnection bus);
 
   void MenuURL(const QString& url, const QString& refURL, const QString& cookie);
   void LeechURL(const QString& url, const QString& refURL);
   void Show();
   void ResumeAll();
-  QList<DownloadRow> List() const { return door_.list(); }
-  // These answer `call` later.
+  QList<DownloadRow> List() const { return actions_.list(); }
+  // These reply to `call` later.
   void Add(const QVariantMap& request, const QDBusMessage& call);
-  void Pause(const QString& id, const QDBusMessage& call) { Change(door_.pause, id, call); }
-  void Remove(const QString& id, const QDBusMessage& call) { Change(door_.remove, id, call); }
+  void Pause(const QString& id, const QDBusMessage& call) { Change(actions_.pause, id, call); }
+  void Remove(const QString& id, const QDBusMessage& call) { Change(actions_.remove, id, call); }
   void Quit();
 
  private:
@@ -61,7 +61,7 @@ class BusService final : public QObject {
               const QDBusMessage& call);
 
   EventLoop& events_;
-  BusDoor door_;
+  BusActions actions_;
   QDBusConnection bus_{QString()};
 };
 
@@ -86,12 +86,12 @@ class DownloadsAdaptor final : public QDBusAbstractAdaptor {
  public Q_SLOTS:
   QList<pellora::DownloadRow> List() const;
   QList<pellora::DetailRow> Details() const;
-  // The request has the key "url". The answer has the key "id", or "reason" if the address was refused.
+  // The request has the key "url". The reply has the key "id", or "reason" if the URL was refused.
   QVariantMap Add(const QVariantMap& request, const QDBusMessage& call);
-  // By id. The answer is empty, or has the key "reason".
+  // By id. The reply is empty, or has the key "reason".
   QVariantMap Pause(const QString& id, const QDBusMessage& call);
   QVariantMap Remove(const QString& id, const QDBusMessage& call);
-  // Pauses all, saves the list and ends the program without a question.
+  // Pauses all downloads, saves the list and ends the program without a question.
   void Quit();
 
  private:
@@ -112,11 +112,11 @@ class ApplicationAdaptor final : public QDBusAbstractAdaptor {
   BusService* service_;
 };
 
-// Tells once that the bus has gone, and with it the session of a program that the bus started.
-class BusEnd final : public QObject {
+// Reports that the connection to the bus is lost: for a program started by the bus, its session has ended.
+class BusWatch final : public QObject {
   Q_OBJECT
  public:
-  BusEnd(QDBusConnection bus, std::function<void()> ended);
+  BusWatch(QDBusConnection bus, std::function<void()> ended);
 
  private Q_SLOTS:
   void Disconnected() { ended_(); }
@@ -125,10 +125,10 @@ class BusEnd final : public QObject {
   std::function<void()> ended_;
 };
 
-// A copy of the program that can be raised is on the bus.
+// Whether a running copy of the program is on the bus.
 bool RunningCopyFound(const QDBusConnection& bus);
 
-// Asks the running copy to show its window. False if there is none on the bus.
+// Shows the window of the running copy. False if there is none on the bus.
 bool RaiseRunningCopy(const QDBusConnection& bus);
 
 }  // namespace pellora

@@ -1,4 +1,4 @@
-// BusTypes: names and types of the program on the session bus, shared with its command-line companion.
+// BusTypes: bus names and types shared by the program and its command-line companion.
 #pragma once
 
 #include <QDBusArgument>
@@ -15,16 +15,16 @@ inline constexpr const char* kAutomationInterface = "PelloraProject.Pellora";
 inline constexpr const char* kDownloadsInterface = "PelloraProject.Downloads";
 inline constexpr const char* kApplicationInterface = "org.freedesktop.Application";
 
-// The action of the application interface that starts every waiting download.
+// The action of the application interface that starts all waiting downloads.
 inline constexpr const char* kResumeAllAction = "resume-all";
 
-// Keys of the requests and answers of the downloads interface.
+// Keys of the requests and replies of the downloads interface.
 inline constexpr const char* kUrlKey = "url";
 inline constexpr const char* kIdKey = "id";
 inline constexpr const char* kReasonKey = "reason";  // why nothing was done, in one sentence
 inline constexpr const char* kSilentKey = "silent";
 
-// One listed record, (isssiids) on the bus.
+// One record of the list, (isssiids) on the bus.
 struct DownloadRow {
   int index = 0;
   QString name;
@@ -34,13 +34,13 @@ struct DownloadRow {
   int size = 0;      // bytes; 0 if unknown
   double percent = 0;
   QString savedPath;  // empty until finished
-  // In a DetailRow alone:
-  QString id;                         // of this record alone, in this run of the program
-  std::optional<uint> silentSeconds;  // since a byte came; nothing unless it is active
+  // In a DetailRow only:
+  QString id;                         // unique to this record while the program runs
+  std::optional<uint> silentSeconds;  // since the last byte; nullopt unless active
 };
 
-// The same with all there is, (sisssxxdsa{sv}) on the bus: id, index, name, URL, state, received, size, percent, path,
-// and a map of what not every record has; more keys may come. A map of everything takes five times as long.
+// A record in full, (sisssxxdsa{sv}) on the bus: id, index, name, URL, state, received, size, percent, path, and a map
+// of properties that not every record has; keys may be added. A map for everything would take five times as long.
 struct DetailRow {
   DownloadRow row;
 };
@@ -50,7 +50,7 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, DownloadRow& row)
 QDBusArgument& operator<<(QDBusArgument& argument, const DetailRow& detail);
 const QDBusArgument& operator>>(const QDBusArgument& argument, DetailRow& detail);
 
-// Once in a process, before a list of rows is sent or read.
+// Call once in a process, before a list of rows is sent or read.
 void RegisterBusTypes();
 
 }  // namespace pellora

@@ -1,5 +1,4 @@
-// DesktopMachine: where the program lies, where the user's documents lie, whether there is a network, and
-// the program's end.
+// DesktopMachine: the program's folder, the user's documents folder, whether there is a network, and the program's end.
 #pragma once
 
 #include "ports/Machine.h"
@@ -17,7 +16,7 @@ class DesktopMachine final : public Machine {
   std::string ProgramFolder() const override { return FolderOfThisProgram(); }
   std::string DocumentsFolder() const override;
   bool ConnectionUp() const override;
-  // The first code holds.
+  // The first exit code counts.
   void End(int code) override;
 
  private:

@@ -11,6 +11,8 @@
 #include <span>
 #include <string_view>
 
+#include "core/Ascii.h"
+#include "core/Scheme.h"
 #include "desktop/FileFailure.h"
 #include "desktop/PosixFiles.h"
 #include "desktop/Spawn.h"
@@ -19,16 +21,8 @@ namespace pellora {
 
 namespace {
 
-std::string LowerCase(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
-bool WouldRun(const std::string& path) {
-  if (LowerCase(path).ends_with(".desktop")) return true;
+bool IsExecutable(const std::string& path) {
+  if (EndsWithNoCase(path, ".desktop")) return true;
   if (access(path.c_str(), X_OK) != 0) return false;
   std::array<char, 4> start{};
   const std::size_t count = PosixFiles().OpenForReading(path)->ReadAt(0, start);
@@ -39,29 +33,22 @@ bool WouldRun(const std::string& path) {
          begin.starts_with("#!");
 }
 
-bool IsAddressOf(const std::string& url, std::string_view scheme) {
-  return LowerCase(url.substr(0, scheme.size())) == scheme && url.size() > scheme.size();
-}
-
 }  // namespace
 
 void DesktopShell::OpenPath(const std::string& path, const std::string& workingFolder) {
-  // An absolute path can be taken neither for an option nor for an address.
+  // xdg-open takes an absolute path neither for an option nor for a URL.
   const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
   if (!real) throw FileFailure(path, errno);
   std::string target = real.get();
   struct stat status {};
   if (stat(target.c_str(), &status) != 0) throw FileFailure(path, errno);
-  if (S_ISREG(status.st_mode) && WouldRun(target)) target.resize(std::max<std::size_t>(target.rfind('/'), 1));
+  if (S_ISREG(status.st_mode) && IsExecutable(target)) target.resize(std::max<std::size_t>(target.rfind('/'), 1));
   SpawnDetached(opener_, {target}, workingFolder);
 }
 
 void DesktopShell::OpenUrl(const std::string& url) {
-  constexpr std::array<std::string_view, 3> kSchemes{"http://", "https://", "ftp://"};
-  const bool known =
-      std::any_of(kSchemes.begin(), kSchemes.end(), [&](std::string_view scheme) { return IsAddressOf(url, scheme); });
   const bool clean = std::none_of(url.begin(), url.end(), [](char c) { return (c >= 0 && c <= ' ') || c == 0x7f; });
-  if (known && clean) SpawnDetached(opener_, {url}, "");
+  if (IsOpenableUrl(url) && clean) SpawnDetached(opener_, {url}, "");
 }
 
 void DesktopShell::Start(const std::string& program, const std::vector<std::string>& arguments) {

@@ -1,5 +1,5 @@
-// DesktopShell: files, folders and addresses go to the desktop's opener. What was downloaded is never
-// executed: for a program, a script or a launcher its folder is opened instead.
+// DesktopShell: opens files, folders and URLs with the desktop's opener. Downloaded files are never executed: for a
+// program, a script or a launcher, its folder is opened instead.
 #pragma once
 
 #include "ports/Shell.h"

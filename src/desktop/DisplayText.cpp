@@ -9,11 +9,11 @@ namespace pellora {
 
 namespace {
 
-// Windows-1252 from 0x80 to 0x9F; its five unused places keep their number.
-constexpr std::array<char16_t, 32> kUpperControls{0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
-                                                  0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
-                                                  0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
-                                                  0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+// Windows-1252 from 0x80 to 0x9F; the five unassigned bytes keep their number.
+constexpr std::array<char16_t, 32> kWindows1252{0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                                0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+                                                0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                                0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
 
 QString Decode(const std::string& bytes) {
   const QByteArrayView view(bytes.data(), static_cast<qsizetype>(bytes.size()));
@@ -23,25 +23,25 @@ QString Decode(const std::string& bytes) {
   text.clear();
   for (const char c : bytes) {
     const auto byte = static_cast<unsigned char>(c);
-    text += QChar(byte >= 0x80 && byte < 0xA0 ? kUpperControls[byte - 0x80U] : char16_t{byte});
+    text += QChar(byte >= 0x80 && byte < 0xA0 ? kWindows1252[byte - 0x80U] : char16_t{byte});
   }
   return text;
 }
 
-// Where a text is cut: after the last whole character, as a reader sees it, that fits. A character may be of any
-// length itself; it is cut between two code points.
-qsizetype EndOfDrawn(const QString& text) {
-  // One unit more, by which the finder sees whether a character ends at the limit.
-  QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text.constData(), kLongestDrawn + 1);
-  finder.setPosition(kLongestDrawn);
-  const qsizetype end = finder.isAtBoundary() ? kLongestDrawn : finder.toPreviousBoundary();
-  if (end > kLongestDrawn / 2) return end;
-  return text.at(kLongestDrawn).isLowSurrogate() ? kLongestDrawn - 1 : kLongestDrawn;
+// Where to cut a text: after the last whole grapheme that fits. A grapheme may be of any length; one that is too long
+// is cut between two code points.
+qsizetype CutPosition(const QString& text) {
+  // One unit more, so that the finder sees whether a grapheme ends at the limit.
+  QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text.constData(), kMaxDrawnLength + 1);
+  finder.setPosition(kMaxDrawnLength);
+  const qsizetype end = finder.isAtBoundary() ? kMaxDrawnLength : finder.toPreviousBoundary();
+  if (end > kMaxDrawnLength / 2) return end;
+  return text.at(kMaxDrawnLength).isLowSurrogate() ? kMaxDrawnLength - 1 : kMaxDrawnLength;
 }
 
 QString CutForDrawing(const QString& text) {
-  if (text.size() <= kLongestDrawn) return text;
-  return text.first(EndOfDrawn(text)) + QChar(0x2026);
+  if (text.size() <= kMaxDrawnLength) return text;
+  return text.first(CutPosition(text)) + QChar(0x2026);
 }
 
 }  // namespace

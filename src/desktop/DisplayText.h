@@ -1,11 +1,11 @@
-// DisplayText: from the program's byte strings to what is shown, and back.
+// DisplayText: converts between the program's byte strings and the text on the screen.
 //
-// Strings of the logic are bytes of any origin and of any length. They are shown as UTF-8 where they are valid
-// UTF-8 and as Windows-1252 where not. What the user types is handed on as UTF-8.
+// The logic's strings are bytes of any origin and length. They are shown as UTF-8 if they are valid UTF-8, otherwise as
+// Windows-1252. What the user types is passed on as UTF-8.
 //
-// Whatever is drawn (rows, labels, captions, tool tips, boxes, tray) comes from DisplayText or DisplayLine, and is
-// cut there: laying out 16 KiB of combining marks, which a server can send as a name, takes seconds. The strings of
-// the logic stay whole, and so does what WholeText gives.
+// All drawn text (rows, labels, captions, tool tips, boxes, tray) comes from DisplayText or DisplayLine, which cut it:
+// laying out 16 KiB of combining marks, which a server can send as a name, takes seconds. The logic's strings and
+// WholeText are not cut.
 #pragma once
 
 #include <QString>
@@ -13,22 +13,22 @@
 
 namespace pellora {
 
-inline constexpr qsizetype kLongestDrawn = 400;  // UTF-16 units; an ellipsis follows where more was cut off
+inline constexpr qsizetype kMaxDrawnLength = 400;  // UTF-16 units; a longer text is cut and gets an ellipsis
 
-// For drawing, in lines of its own. Without NUL characters, which neither the bus nor a label takes.
+// For drawing, with its line breaks, without NUL characters, which neither the bus nor a label accepts.
 QString DisplayText(const std::string& bytes);
 
-// The same in one line: control characters, which a URL or name from outside may hold, become blanks.
+// The same in one line: control characters, which URLs and names may contain, become blanks.
 QString DisplayLine(const std::string& bytes);
 
-// Uncut, for what is not just drawn: the bus, fields that the user edits, names that are looked up.
+// Uncut, for the bus, fields that the user edits, and names that are looked up.
 QString WholeText(const std::string& bytes);
 QString WholeLine(const std::string& bytes);
 
-// A text from outside as a tool tip: tool tips take for markup what looks like it.
+// An untrusted text as a tool tip, which would otherwise interpret markup in it.
 QString PlainTip(const QString& text);
 
-// What the user typed, as the logic keeps it.
+// What the user typed, as the logic stores it.
 std::string ModelText(const QString& shown);
 
 }  // namespace pellora

@@ -14,14 +14,14 @@ namespace {
 
 constexpr std::array kSignals{SIGTERM, SIGINT, SIGHUP};
 
-// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): a signal handler reaches nothing else
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): a signal handler has no other way to reach it
 volatile std::sig_atomic_t writeEnd = -1;
 
 extern "C" void NoteSignal(int) {
   const int before = errno;
   const char byte = 1;
   if (write(writeEnd, &byte, 1) < 0) {
-    // The pipe is full of the same news.
+    // The pipe is full of earlier signals, which is enough.
   }
   errno = before;
 }

@@ -1,4 +1,4 @@
-// EndSignals: SIGTERM, SIGINT and SIGHUP as an event of the loop.
+// EndSignals: delivers SIGTERM, SIGINT and SIGHUP as an event.
 #pragma once
 
 #include <QSocketNotifier>
@@ -10,7 +10,7 @@ namespace pellora {
 
 class EndSignals {
  public:
-  // `ended` is called from the event loop. One object at a time in a process.
+  // `ended` is called from the event loop. Only one object at a time in a process.
   explicit EndSignals(std::function<void()> ended);
   ~EndSignals();
   EndSignals(const EndSignals&) = delete;

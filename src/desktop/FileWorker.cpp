@@ -32,7 +32,7 @@ std::exception_ptr FailureOf(const Background::Work& work) {
 
 }  // namespace
 
-// Held by the FileWorker and by its thread, which may outlive it.
+// Shared by the FileWorker and its thread, which may outlive it.
 struct FileWorker::Mailbox {
   Mailbox() : wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (wake < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
@@ -81,7 +81,7 @@ struct FileWorker::Mailbox {
   void Serve() {
     while (Work work = Take()) {
       std::exception_ptr failure = FailureOf(work);
-      work = {};  // closing the files that it held may take long too
+      work = {};  // closing its files may take long too
       Answer(std::move(failure));
     }
   }
@@ -115,7 +115,7 @@ void FileWorker::Run(Work work, Done done) {
   mailbox_->Give(std::move(work));
 }
 
-// Each answer is an event of its own, and may give more work.
+// Each result is delivered as a separate event, which may post more work.
 void FileWorker::TakeAnswers() {
   for (std::exception_ptr& failure : mailbox_->TakeAnswers()) {
     const Done done = std::move(waiting_.front());

@@ -1,8 +1,8 @@
-// FileWorker: one thread for file work that may take long.
+// FileWorker: a thread for file operations that may take long.
 //
-// The thread starts with the first work and uses nothing but the works and a mailbox that it shares; results are taken
-// out on the loop's thread and delivered through the EventGate. At the end of the program, works that have not begun
-// are dropped, and the thread is left with the one in progress: a disk that hangs must not keep the user from quitting.
+// The thread starts with the first work and uses nothing but the works and a mailbox that it shares; results are
+// delivered on the loop's thread through the EventGate. At the end of the program, works that have not begun are
+// dropped and the thread is abandoned with the current one: a disk that hangs must not keep the user from quitting.
 #pragma once
 
 #include <QSocketNotifier>
@@ -32,8 +32,8 @@ class FileWorker final : public Background {
   EventGate& gate_;
   std::shared_ptr<Mailbox> mailbox_;
   std::unique_ptr<QSocketNotifier> notifier_;
-  std::deque<Done> waiting_;  // answers come in the order of the works
-  bool running_ = false;      // the thread has started
+  std::deque<Done> waiting_;  // results arrive in the order of the works
+  bool running_ = false;      // the thread was started
 };
 
 }  // namespace pellora

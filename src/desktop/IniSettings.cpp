@@ -1,6 +1,7 @@
 #include "desktop/IniSettings.h"
 
 #include <QStandardPaths>
+#include <utility>
 
 #include "core/IniText.h"
 #include "desktop/AtomicFile.h"
@@ -18,11 +19,12 @@ std::optional<std::string> IniSettings::Get(const std::string& application, cons
   return content ? IniValue(*content, key) : std::nullopt;
 }
 
-void IniSettings::Set(const std::string& application, const std::string& key, const std::string& value) {
-  // A file that cannot be read is not replaced: what stands in it would be lost.
+void IniSettings::SetAll(const std::string& application, const Values& values) {
+  // A file that cannot be read is not replaced: its content would be lost.
   const std::string content = ReadSmallFile(PathOf(application)).value_or("");
-  const std::string changed = WithIniValue(content, key, value);
-  if (changed == content) return;  // saving all keys mostly changes few
+  std::string changed = content;
+  for (const auto& [key, text] : values) changed = WithIniValue(std::move(changed), key, text);
+  if (changed == content) return;
   ReplaceFile(PathOf(application), changed, 0600);
 }
 

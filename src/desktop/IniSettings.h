@@ -1,4 +1,4 @@
-// IniSettings: the settings store as text files, <folder>/<application>.ini, in the form of IniText.
+// IniSettings: the settings store as text files, <folder>/<application>.ini, in the format of IniText.
 #pragma once
 
 #include <string>
@@ -9,14 +9,14 @@ namespace pellora {
 
 class IniSettings final : public SettingsStore {
  public:
-  // `folder` need not exist yet.
+  // `folder` need not exist.
   explicit IniSettings(std::string folder) : folder_(std::move(folder)) {}
 
-  // $XDG_CONFIG_HOME/pellora, or the same under ~/.config.
+  // $XDG_CONFIG_HOME/pellora, by default ~/.config/pellora.
   static std::string DefaultFolder();
 
   std::optional<std::string> Get(const std::string& application, const std::string& key) const override;
-  void Set(const std::string& application, const std::string& key, const std::string& value) override;
+  void SetAll(const std::string& application, const Values& values) override;
 
  private:
   std::string PathOf(const std::string& application) const;

@@ -1,8 +1,8 @@
-// LibarchiveUnzip: the unzip layer's library, on libarchive's reader of ZIP archives and its writer to the
-// disk, with the secure flags of the latter.
+// LibarchiveUnzip: unpacks ZIP archives with libarchive's reader and its writer to disk, with the latter's secure
+// flags.
 //
-// An archive is taken as its directory at the end names it: one that lost its end is no archive. At most
-// kMostBytes are unpacked, so that a small archive cannot fill the disk.
+// The central directory decides what is in an archive; a file without one is not an archive. At maxBytes kMaxBytes are
+// unpacked, so that a small archive cannot fill the disk.
 #pragma once
 
 #include <cstdint>
@@ -13,14 +13,14 @@ namespace pellora {
 
 class LibarchiveUnzip final : public Unzip {
  public:
-  static constexpr std::int64_t kMostBytes = std::int64_t{1} << 30;
+  static constexpr std::int64_t kMaxBytes = std::int64_t{1} << 30;
 
-  explicit LibarchiveUnzip(std::int64_t most = kMostBytes) : most_(most) {}
+  explicit LibarchiveUnzip(std::int64_t maxBytes = kMaxBytes) : maxBytes_(maxBytes) {}
   int Unpack(const std::string& archivePath, const std::string& folder,
              const std::function<void(std::string_view)>& print) override;
 
  private:
-  std::int64_t most_;
+  std::int64_t maxBytes_;
 };
 
 }  // namespace pellora

@@ -23,14 +23,13 @@ QString DateText(const QLocale& locale, const QDate& date) {
 
 QString TimeText(const QLocale& locale, const QTime& time) {
   QString format = locale.timeFormat(QLocale::LongFormat);
-  format.remove("(t)").remove("tttt").remove('t');  // the zone: the serial is local time
+  format.remove("(t)").remove("tttt").remove('t');  // the time zone: the serial is local time
   return locale.toString(time, format.trimmed());
 }
 
-// The pattern without what stands between quotes touched: `change` gets each run of one letter outside of them
-// and gives what takes its place.
+// Passes each run of one letter outside quotes to `change`, which returns its replacement.
 template <class Change>
-QString ChangedRuns(const QString& pattern, Change&& change) {
+QString ReplaceLetterRuns(const QString& pattern, Change&& change) {
   QString changed;
   bool quoted = false;
   for (qsizetype at = 0; at < pattern.size();) {
@@ -50,7 +49,7 @@ QString ChangedRuns(const QString& pattern, Change&& change) {
 }
 
 QString DatePattern(const QLocale& locale) {
-  return ChangedRuns(locale.dateFormat(QLocale::ShortFormat), [](QChar letter, int count) {
+  return ReplaceLetterRuns(locale.dateFormat(QLocale::ShortFormat), [](QChar letter, int count) {
     if (letter == u'y') return QStringLiteral("yyyy");
     if (letter == u'M') return QString(std::min(count, 2), letter);
     if (letter == u'd') return count > 2 ? QString() : QString(count, letter);
@@ -59,17 +58,17 @@ QString DatePattern(const QLocale& locale) {
 }
 
 QString TimePattern(const QLocale& locale) {
-  const QString told = locale.timeFormat(QLocale::ShortFormat);
-  bool halves = false;
-  ChangedRuns(told, [&halves](QChar letter, int count) {
-    halves = halves || letter.toLower() == u'a';
+  const QString pattern = locale.timeFormat(QLocale::ShortFormat);
+  bool twelveHours = false;
+  ReplaceLetterRuns(pattern, [&twelveHours](QChar letter, int count) {
+    twelveHours = twelveHours || letter.toLower() == u'a';
     return QString(count, letter);
   });
-  return ChangedRuns(told, [halves](QChar letter, int count) {
+  return ReplaceLetterRuns(pattern, [twelveHours](QChar letter, int count) {
     if (letter.toLower() == u'a') return QStringLiteral("AP");
-    // The P of "AP" is a run of its own; a zone does not belong to a local time.
+    // The P of "AP" is a separate run; a local time needs no time zone.
     if (letter.toLower() == u'p' || letter == u't' || letter == u'z') return QString();
-    if (letter.toLower() == u'h') return QString(count, halves ? u'h' : u'H');
+    if (letter.toLower() == u'h') return QString(count, twelveHours ? u'h' : u'H');
     return letter == u'm' || letter == u's' ? QString(count, letter) : u'\'' + QString(count, letter) + u'\'';
   });
 }
@@ -93,7 +92,7 @@ std::string LocaleFormats::DecimalSeparator() const { return QLocale::system().d
 std::string LocaleFormats::DateTimeText(double serial) const {
   if (!(serial > kFirstDay - 1 && serial < kLastDay + 1)) return {};
   double day = std::trunc(serial);
-  // Before day 0 the fraction still counts forward from midnight.
+  // For days before day 0, too, the fraction counts forward from midnight.
   double seconds = std::round(std::abs(serial - day) * kSecondsPerDay);
   if (seconds >= kSecondsPerDay) {
     seconds -= kSecondsPerDay;

@@ -1,4 +1,4 @@
-// LocaleFormats: decimal separator and date texts as the user's locale has them.
+// LocaleFormats: decimal separator and date texts of the user's locale.
 #pragma once
 
 #include "ports/Locale.h"

@@ -20,7 +20,7 @@ namespace pellora {
 
 namespace {
 
-// A NUL would silently name another file.
+// A NUL would silently cut the name.
 void CheckPath(const std::string& path) {
   if (path.empty() || path.find('\0') != std::string::npos) throw FileFailure(path, EINVAL);
 }
@@ -41,18 +41,18 @@ void RefuseIrregular(const std::string& path, mode_t mode) {
 bool IsOneFile(const struct stat& a, const struct stat& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
 
 off_t Position(const std::string& path, std::uint64_t offset, std::uint64_t length) {
-  constexpr std::uint64_t kMost = std::numeric_limits<off_t>::max();
-  if (offset > kMost || length > kMost - offset) throw FileFailure(path, EFBIG);
+  constexpr std::uint64_t kMaxOffset = std::numeric_limits<off_t>::max();
+  if (offset > kMaxOffset || length > kMaxOffset - offset) throw FileFailure(path, EFBIG);
   return static_cast<off_t>(offset);
 }
 
-// What bytes go through between two files. They stay where they are in the file cache: the pipe holds references, and
-// one of a mebibyte takes fewer calls than copy_file_range, which splices by 64 KiB.
+// Copies between files without leaving the page cache: the pipe holds references. A pipe of one mebibyte takes fewer
+// calls than copy_file_range, which splices 64 KiB at a time.
 class Pipe {
  public:
   explicit Pipe(std::size_t size) {
     if (pipe2(ends_.data(), O_CLOEXEC) != 0) ends_ = {-1, -1};
-    if (*this) fcntl(Inlet(), F_SETPIPE_SZ, static_cast<int>(std::min<std::size_t>(size, kMost)));
+    if (*this) fcntl(Inlet(), F_SETPIPE_SZ, static_cast<int>(std::min<std::size_t>(size, kMaxPipe)));
   }
   ~Pipe() {
     if (!*this) return;
@@ -67,7 +67,7 @@ class Pipe {
   int Inlet() const { return ends_[1]; }
 
  private:
-  static constexpr std::size_t kMost = std::size_t{1} << 20;  // what a user without rights may ask for
+  static constexpr std::size_t kMaxPipe = std::size_t{1} << 20;  // the most that an unprivileged user gets
   std::array<int, 2> ends_{};
 };
 
@@ -123,7 +123,7 @@ class PosixFile final : public File {
     const Pipe pipe(size);
     std::size_t total = 0;
     while (pipe && total < size) {
-      // What the pipe holds when the writing fails is lost with it and counts as not copied.
+      // If writing fails, the content of the pipe is lost and counts as not copied.
       ssize_t held = Spliced(other->fd_, &in, pipe.Inlet(), nullptr, size - total);
       if (held <= 0) break;
       for (ssize_t moved = 0; held > 0; held -= moved, total += static_cast<std::size_t>(moved)) {
@@ -141,14 +141,14 @@ class PosixFile final : public File {
     const off_t end = Position(path_, size, 0);
     int result = 0;
     do {
-      // The visible length stays: a reader must not take reserved space for content.
+      // Keeps the visible length: a reader must not take reserved space for content.
       result = fallocate(fd_, FALLOC_FL_KEEP_SIZE, 0, end);
     } while (result != 0 && errno == EINTR);
     if (result == 0) return;
-    // Some file systems say EINVAL where they know no reserving behind the end.
+    // Some file systems return EINVAL if they cannot reserve beyond the end.
     const int error = errno;
-    if (error == EOPNOTSUPP || error == ENOSYS || error == EINVAL) return ReserveByCounting(size);
-    GiveBackReserved();
+    if (error == EOPNOTSUPP || error == ENOSYS || error == EINVAL) return CheckFreeSpace(size);
+    FreeReservedBlocks();
     throw FileFailure(path_, error);
   }
 
@@ -159,19 +159,19 @@ class PosixFile final : public File {
     return status;
   }
 
-  // Ranges of one file may overlap, and would be spliced into themselves.
+  // Ranges within one file may overlap; splice must not copy a file into itself.
   bool IsSameAs(const PosixFile& other) const { return IsOneFile(Status(), other.Status()); }
 
-  // A disk that becomes full in the middle keeps what it has set apart so far, behind the end and unseen. Cutting the
-  // file to its own length frees it.
-  void GiveBackReserved() const {
+  // When the disk is full, fallocate may leave the blocks it got so far allocated beyond the end. Truncating the file
+  // to its own length frees them.
+  void FreeReservedBlocks() const {
     struct stat status {};
-    if (fstat(fd_, &status) != 0 || ftruncate(fd_, status.st_size) != 0) return;  // it stays set apart for this file
+    if (fstat(fd_, &status) != 0 || ftruncate(fd_, status.st_size) != 0) return;  // they stay allocated to this file
   }
 
-  // File systems that cannot reserve: at least the free space must do at this moment. Those that do not tell how much
-  // they have, or tell a size of nothing, leave it to the writing.
-  void ReserveByCounting(std::uint64_t size) const {
+  // For file systems that cannot reserve: compares with the free space of this moment. File systems that report no free
+  // space or no size are trusted.
+  void CheckFreeSpace(std::uint64_t size) const {
     const auto have = static_cast<std::uint64_t>(Status().st_blocks) * 512;
     struct statvfs space {};
     if (fstatvfs(fd_, &space) != 0 || space.f_blocks == 0) return;
@@ -182,10 +182,10 @@ class PosixFile final : public File {
   int fd_;
 };
 
-constexpr mode_t kForTheUserAlone = 0600;
-constexpr mode_t kAsTheUmaskHasIt = 0666;
+constexpr mode_t kPrivateMode = 0600;
+constexpr mode_t kDefaultMode = 0666;
 
-// A pipe that takes the place of the file just now must not block.
+// O_NONBLOCK: opening must not hang if a pipe has just replaced the file.
 int OpenPath(const std::string& path, int flags, mode_t mode) {
   int fd = -1;
   do {
@@ -195,7 +195,7 @@ int OpenPath(const std::string& path, int flags, mode_t mode) {
 }
 
 // Creates the file if it is missing. Fails with ELOOP for a link.
-int OpenItself(const std::string& path, mode_t mode) { return OpenPath(path, O_RDWR | O_CREAT | O_NOFOLLOW, mode); }
+int OpenNoFollow(const std::string& path, mode_t mode) { return OpenPath(path, O_RDWR | O_CREAT | O_NOFOLLOW, mode); }
 
 struct stat RegularStatus(const std::string& path, int fd) {
   struct stat status {};
@@ -204,14 +204,14 @@ struct stat RegularStatus(const std::string& path, int fd) {
   return status;
 }
 
-// Disks that have no rights of their own refuse the change: there the mount decides who may read.
+// File systems without access rights refuse the change; there the mount decides who may read.
 void CloseToOthers(int fd, mode_t mode) {
-  if ((mode & 07777) != kForTheUserAlone) (void)fchmod(fd, kForTheUserAlone);
+  if ((mode & 07777) != kPrivateMode) (void)fchmod(fd, kPrivateMode);
 }
 
 std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/') + 1); }
 
-// The owner that the disk gives to a file that this process makes there.
+// The owner that this file system reports for files created by this process.
 std::optional<uid_t> OwnerOfNewFiles(const std::string& folder) {
   std::string name = folder + ".pellora-XXXXXX";
   const int fd = mkostemp(name.data(), O_CLOEXEC);
@@ -235,7 +235,7 @@ std::optional<uid_t> OwnerOfNewFiles(const std::string& folder) {
 
 PosixFiles::PosixFiles() : PosixFiles(geteuid()) {}
 
-// Network shares and disks of other systems may show one owner for everything, also for what this user makes.
+// Network shares and foreign file systems may report one owner for all files, including those of this user.
 bool PosixFiles::IsOurs(const std::string& path, const struct stat& status) const {
   return status.st_uid == user_ || OwnerOfNewFiles(FolderOf(path)) == status.st_uid;
 }
@@ -251,8 +251,8 @@ PartName PosixFiles::LookAtPart(const std::string& path) const {
 }
 
 std::unique_ptr<File> PosixFiles::OpenPart(const std::string& path) const {
-  if (LookAtPart(path) == PartName::Foreign) RefusePart(path);  // first, since opening some devices has effects
-  const int fd = OpenItself(path, kForTheUserAlone);
+  if (LookAtPart(path) == PartName::Foreign) RefusePart(path);  // opening has side effects on some devices
+  const int fd = OpenNoFollow(path, kPrivateMode);
   if (fd < 0) {
     const int error = errno;
     if (LookAtPart(path) == PartName::Foreign) RefusePart(path);
@@ -262,14 +262,14 @@ std::unique_ptr<File> PosixFiles::OpenPart(const std::string& path) const {
   struct stat opened {};
   struct stat named {};
   if (fstat(fd, &opened) != 0) throw FileFailure(path, errno);
-  // A second name that is taken away right now does not show in the number of names alone.
+  // The link count alone does not show a second name that is removed just now.
   const bool same = lstat(path.c_str(), &named) == 0 && IsOneFile(opened, named);
   if (!same || !MayBePart(path, opened)) RefusePart(path);
   CloseToOthers(fd, opened.st_mode);
   return file;
 }
 
-// The link is read from the descriptor that its owner was read from: another one may take its name in between.
+// Reads owner and link from one descriptor: the name may be replaced in between.
 std::string PosixFiles::TargetOfOwnLink(const std::string& link) const {
   const int fd = OpenPath(link, O_PATH | O_NOFOLLOW, 0);
   if (fd < 0) throw FileFailure(link, errno);
@@ -287,13 +287,13 @@ std::string PosixFiles::TargetOfOwnLink(const std::string& link) const {
 }
 
 int PosixFiles::OpenByOwnLinks(const std::string& path, mode_t mode) const {
-  constexpr int kMostLinks = 40;  // as many as the system follows
+  constexpr int kMaxLinks = 40;  // as in the kernel
   std::string at = path;
-  for (int links = 0; links <= kMostLinks; ++links) {
-    // Looked at first, since opening some devices has effects.
+  for (int links = 0; links <= kMaxLinks; ++links) {
+    // Checked before opening, which has side effects on some devices.
     struct stat status {};
     if (lstat(at.c_str(), &status) == 0 && !S_ISLNK(status.st_mode)) RefuseIrregular(path, status.st_mode);
-    const int fd = OpenItself(at, mode);
+    const int fd = OpenNoFollow(at, mode);
     if (fd >= 0) return fd;
     if (errno != ELOOP) throw FileFailure(path, errno);
     at = TargetOfOwnLink(at);
@@ -305,7 +305,7 @@ std::unique_ptr<File> PosixFiles::Open(const std::string& path, FileKind kind) {
   CheckPath(path);
   if (kind == FileKind::Part) return OpenPart(path);
   const bool output = kind == FileKind::Output;
-  const int fd = OpenByOwnLinks(path, output ? kAsTheUmaskHasIt : kForTheUserAlone);
+  const int fd = OpenByOwnLinks(path, output ? kDefaultMode : kPrivateMode);
   auto file = std::make_unique<PosixFile>(path, fd);
   const struct stat status = RegularStatus(path, fd);
   if (!output) CloseToOthers(fd, status.st_mode);

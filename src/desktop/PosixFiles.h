@@ -1,4 +1,4 @@
-// PosixFiles: files by descriptor and position, without a buffer of the program's own.
+// PosixFiles: files by descriptor and position, unbuffered.
 #pragma once
 
 #include <sys/stat.h>
@@ -17,7 +17,7 @@ class PosixFiles final : public Files {
   PartName LookAtPart(const std::string& path) const override;
   std::unique_ptr<File> OpenForReading(const std::string& path) override;
   void Delete(const std::string& path) override;
-  void CreateFolder(const std::string& path) override;  // with the folders above it
+  void CreateFolder(const std::string& path) override;  // and its missing parents
   bool Exists(const std::string& path) const override;
   std::uint64_t LengthOf(const std::string& path) const override;
   std::vector<std::string> FilesIn(const std::string& folder) const override;

@@ -1,4 +1,4 @@
-// PosixFolders: the folders of the disk. Hidden ones are not offered.
+// PosixFolders: the folders of the disk, without hidden ones.
 #pragma once
 
 #include "ports/Folders.h"
@@ -7,7 +7,7 @@ namespace pellora {
 
 class PosixFolders final : public Folders {
  public:
-  // The root, the user's home, and what is mounted in the usual places for media.
+  // The root, the user's home, and mounted media.
   std::vector<std::string> Drives() const override;
   std::vector<std::string> FoldersIn(const std::string& path) const override;
 };

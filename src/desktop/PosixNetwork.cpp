@@ -30,7 +30,7 @@ void SetPort(Address& address, std::int32_t port) {
   }
 }
 
-// The address that `host` is, if it is no name.
+// The address if `host` is a literal one.
 std::optional<Address> LiteralAddress(const std::string& host) {
   Address address;
   auto& four = reinterpret_cast<sockaddr_in&>(address.storage);
@@ -47,24 +47,24 @@ std::optional<Address> LiteralAddress(const std::string& host) {
   return address;
 }
 
-// Descriptors that are left to everything but sockets and their files. Without a free one the window system waits for
-// ever for a reply that comes with a descriptor.
-constexpr rlim_t kForTheRest = 40;
+// Descriptors that sockets and their files leave to the rest of the program. Without a free one, the window system
+// waits forever for a reply that carries a descriptor.
+constexpr rlim_t kReservedDescriptors = 40;
 
-// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): of the whole process, as the limit is
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): counts for the whole process, like the limit
 rlim_t openSockets = 0;
 
-// Each socket may want a file for what it brings.
-bool RoomForSocket() {
+// Each socket may need a file for its data.
+bool HasRoomForSocket() {
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return true;
-  return limit.rlim_cur >= kForTheRest && openSockets < (limit.rlim_cur - kForTheRest) / 2;
+  return limit.rlim_cur >= kReservedDescriptors && openSockets < (limit.rlim_cur - kReservedDescriptors) / 2;
 }
 
 }  // namespace
 
-// The socket behind one Handle. Every callback holds a reference while it runs, so that the Handle may go
-// in its own event.
+// The socket behind a Handle. Every callback holds a reference while it runs, because the Handle may be destroyed in
+// its own event.
 class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
  public:
   Link(PosixNetwork& network, ConnectionEvents& events) : network_(network), events_(&events) {}
@@ -109,7 +109,7 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
   }
 
  private:
-  // A notifier may be the one whose signal is being delivered, so it is only silenced here.
+  // The notifier may be delivering its signal just now, so it is disabled and deleted later.
   struct Retire {
     void operator()(QSocketNotifier* notifier) const {
       notifier->setEnabled(false);
@@ -127,9 +127,9 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
   }
 
   void CloseSocket() {
-    readable_.reset();  // out of the poll set before its number can be given to another socket
+    readable_.reset();  // leaves the poll set before the descriptor's number can be reused
     writable_.reset();
-    patience_.reset();
+    connectTimer_.reset();
     if (fd_ >= 0) {
       close(fd_);
       --openSockets;
@@ -144,7 +144,7 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
     });
   }
 
-  // The attempt begins inside of the call, so that it precedes what its caller sends next on another connection.
+  // Connects inside the call, so that this precedes what the caller sends next on another connection.
   void Dial(const Address& address) {
     addresses_ = {address};
     next_ = 1;
@@ -172,7 +172,7 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
 
   // Starts the attempt at one address; False if it failed at once.
   bool Begin(const Address& address) {
-    if (!RoomForSocket()) return Note(EMFILE);
+    if (!HasRoomForSocket()) return Note(EMFILE);
     fd_ = socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd_ < 0) return Note(errno);
     ++openSockets;
@@ -185,13 +185,13 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
     if (result != 0 && errno != EINPROGRESS && errno != EALREADY) return Note(errno);
     writable_ = Watch(QSocketNotifier::Write, &Link::ConnectEnded);
     if (next_ < addresses_.size()) {
-      patience_ = network_.events_.NewAlarm([weak = weak_from_this()] {
+      connectTimer_ = network_.events_.NewAlarm([weak = weak_from_this()] {
         const auto self = weak.lock();
         if (!self || self->events_ == nullptr || self->connected_) return;
         self->reason_ = "the address does not answer";
         self->TryNext();
       });
-      patience_->Start(kPatienceMilliseconds, false);
+      connectTimer_->Start(kConnectTimeoutMilliseconds, false);
     }
     return true;
   }
@@ -211,7 +211,7 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
       return TryNext();
     }
     writable_.reset();
-    patience_.reset();
+    connectTimer_.reset();
     connected_ = true;
     ConnectionEvents* const events = events_;
     network_.gate_.Deliver([&] { events->Connected(); });
@@ -235,9 +235,9 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
       network_.gate_.Deliver([&] { events->DataArrived(block); });
       return;
     }
-    // The end of the stream, or an error, which would be ready for ever.
+    // The end of the stream, or an error: either would be readable forever.
     readable_.reset();
-    if (count < 0) LoseOutgoing();
+    if (count < 0) DropOutgoing();
     network_.gate_.Deliver([&] { events->PeerClosed(); });
   }
 
@@ -251,7 +251,7 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
     if (!writable_) writable_ = Watch(QSocketNotifier::Write, &Link::Writable);
   }
 
-  // How many bytes the kernel took. A peer that is gone takes none, now and later.
+  // How many bytes the kernel accepted: none, now and later, if the peer is gone.
   std::size_t SendNow(std::string_view bytes) {
     std::size_t sent = 0;
     while (sent < bytes.size()) {
@@ -261,14 +261,14 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
       } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
         break;
       } else if (errno != EINTR) {
-        LoseOutgoing();
+        DropOutgoing();
         return 0;
       }
     }
     return sent;
   }
 
-  void LoseOutgoing() {
+  void DropOutgoing() {
     gone_ = true;
     outgoing_.clear();
     writable_.reset();
@@ -282,11 +282,11 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
   int fd_ = -1;
   Notifier readable_;
   Notifier writable_;
-  std::unique_ptr<Alarm> patience_;
+  std::unique_ptr<Alarm> connectTimer_;
   std::string outgoing_;
   bool reading_ = true;
   bool connected_ = false;
-  bool gone_ = false;  // nothing can be sent any more
+  bool gone_ = false;  // nothing more can be sent
 };
 
 class PosixNetwork::Handle final : public Connection {

@@ -1,9 +1,9 @@
 // PosixNetwork: TCP connections on non-blocking sockets and Qt's notifiers.
 //
-// All connections share one receive buffer: a readiness is one recv, delivered in place. A peer that is gone
-// is reported once, behind all of its data, and the socket then leaves the poll set for good. A connection
-// that the peer resets ends with PeerClosed like one that it closes. A literal address is dialled inside the
-// call. Addresses of a name are tried in turn; one that does not answer gives way to the next after a while.
+// All connections share one receive buffer: each readiness is one recv, delivered in place. The end of a connection is
+// reported once, after all of its data, and the socket then leaves the poll set for good. A reset by the peer ends with
+// PeerClosed, like a close. Literal addresses are connected inside the call. The addresses of a name are tried in turn,
+// each for a limited time.
 #pragma once
 
 #include <memory>
@@ -20,7 +20,7 @@ class EventLoop;
 class PosixNetwork final : public Network {
  public:
   static constexpr std::size_t kReceiveBytes = std::size_t{256} << 10;
-  static constexpr unsigned kPatienceMilliseconds = 3000;  // for an address, while there is another one
+  static constexpr unsigned kConnectTimeoutMilliseconds = 3000;  // for each address but the last
 
   PosixNetwork(EventGate& gate, EventLoop& events);
   ~PosixNetwork() override;

@@ -1,5 +1,5 @@
-// PreviewFrames: what the preview process says (preview/Protocol.h), put together from pieces of any size. No
-// byte is copied twice: the next ones are read to where they belong.
+// PreviewFrames: assembles the preview process's messages (preview/Protocol.h) from pieces of any size. Bytes are
+// received straight into their frame.
 #pragma once
 
 #include <cstddef>
@@ -14,26 +14,26 @@ namespace pellora {
 
 class PreviewFrames {
  public:
-  enum class Said { Nothing, Rendered, Ended, Frame, Nonsense };
+  enum class Event { Nothing, Rendered, Ended, Frame, Malformed };
 
-  explicit PreviewFrames(std::uint32_t largestSide = kLargestPreviewSide) : largestSide_(largestSide) {}
+  explicit PreviewFrames(std::uint32_t largestSide = kMaxPreviewSide) : largestSide_(largestSide) {}
 
-  // Where the next bytes go, as many as belong there; nowhere behind Nonsense.
-  std::span<char> Room();
-  // What was said with the `count` bytes that were put there.
-  Said Took(std::size_t count);
-  // The frame that was just told of; once.
+  // Where to put the next bytes, at most as many as this; empty after Malformed.
+  std::span<char> WriteArea();
+  // The message that the `count` bytes just received complete, if any.
+  Event Received(std::size_t count);
+  // The frame just completed; once.
   std::shared_ptr<const MediaFrame> TakeFrame() { return std::move(frame_); }
 
  private:
-  Said HeadComplete();
+  Event HeadComplete();
 
   const std::uint32_t largestSide_;
   PreviewHead head_;
-  std::shared_ptr<MediaFrame> frame_;  // being filled, or just told of
+  std::shared_ptr<MediaFrame> frame_;  // being filled, or just completed
   bool inFrame_ = false;
-  bool lost_ = false;
-  std::size_t filled_ = 0;  // bytes of the head or of the frame
+  bool malformed_ = false;
+  std::size_t filled_ = 0;  // bytes of the header or of the frame
 };
 
 }  // namespace pellora

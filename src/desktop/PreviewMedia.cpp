@@ -20,15 +20,15 @@ namespace pellora {
 
 namespace {
 
-// More than this lies unread only at a process that stands still, or that sends frames without being asked.
-constexpr qint64 kMostUnread = 65536;
+// More than this stays unwritten only if the process hangs or sends frames without waiting for "seen".
+constexpr qint64 kMaxUnwritten = 65536;
 
-// While no frame comes, as from a sound, a process that plays gets this share of the time that passes. A sound takes
-// less; a decoder that goes round in circles takes all of it.
-constexpr std::chrono::milliseconds kWatch{1000};
-constexpr std::chrono::milliseconds kShareOfSound = kWatch / 4;
+// A playing process that sends no frames, as for a sound, gets this share of the elapsed time. A sound takes less; a
+// decoder in an endless loop takes all of it.
+constexpr std::chrono::milliseconds kCheckInterval{1000};
+constexpr std::chrono::milliseconds kSoundShare = kCheckInterval / 4;
 
-// It clears its environment itself. What it says on its standard error is why it shows nothing at all.
+// The process clears its environment itself. It reports on standard error why it renders nothing at all.
 QProcess* NewProcess(const std::string& program, QObject* parent) {
   auto* process = new QProcess(parent);
   process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
@@ -40,13 +40,13 @@ class PreviewGraph final : public QObject, public MediaGraph {
  public:
   PreviewGraph(EventGate& gate, QProcess* process, const PreviewLimits& limits)
       : gate_(gate), process_(process), processorTime_(limits.processorTime) {
-    patience_.setSingleShot(true);
-    patience_.setInterval(limits.patience);
-    connect(&patience_, &QTimer::timeout, this, &PreviewGraph::Lose);
-    watch_.setInterval(kWatch);
-    connect(&watch_, &QTimer::timeout, this, &PreviewGraph::Watch);
-    connect(process_, &QProcess::started, this, &PreviewGraph::BeginWatch);
-    // Queued: none of these comes inside the call that starts the process.
+    renderTimer_.setSingleShot(true);
+    renderTimer_.setInterval(limits.renderTimeout);
+    connect(&renderTimer_, &QTimer::timeout, this, &PreviewGraph::Abandon);
+    checkTimer_.setInterval(kCheckInterval);
+    connect(&checkTimer_, &QTimer::timeout, this, &PreviewGraph::CheckProcessorTime);
+    connect(process_, &QProcess::started, this, &PreviewGraph::StartChecks);
+    // Queued, so that none of these arrives inside the call that starts the process.
     connect(process_, &QProcess::readyReadStandardOutput, this, &PreviewGraph::Read, Qt::QueuedConnection);
     connect(process_, &QProcess::errorOccurred, this, &PreviewGraph::Ended, Qt::QueuedConnection);
     connect(process_, &QProcess::finished, this, &PreviewGraph::Ended, Qt::QueuedConnection);
@@ -65,8 +65,8 @@ class PreviewGraph final : public QObject, public MediaGraph {
     done_ = std::move(done);
     process_->start();
     const QByteArray encoded = QByteArray::fromStdString(path).toPercentEncoding("/");
-    Say("open " + QByteArray::number(width_) + ' ' + QByteArray::number(height_) + ' ' + encoded);
-    patience_.start();
+    WriteLine("open " + QByteArray::number(width_) + ' ' + QByteArray::number(height_) + ' ' + encoded);
+    renderTimer_.start();
   }
 
   void SetOwner(MediaSurface& surface) override {
@@ -74,87 +74,87 @@ class PreviewGraph final : public QObject, public MediaGraph {
     if (surface.PixelWidth() == width_ && surface.PixelHeight() == height_) return;
     width_ = surface.PixelWidth();
     height_ = surface.PixelHeight();
-    if (state_ != State::Empty) Say("size " + QByteArray::number(width_) + ' ' + QByteArray::number(height_));
+    if (state_ != State::Empty) WriteLine("size " + QByteArray::number(width_) + ' ' + QByteArray::number(height_));
   }
 
   void Run() override {
-    Tell("run");
+    Command("run");
     playing_ = true;
   }
   void Stop() override {
-    Tell("stop");
+    Command("stop");
     playing_ = false;
   }
   void StopWhenReady() override {
-    Tell("cue");
+    Command("cue");
     playing_ = false;
   }
-  void SetVolume(int hundredthsOfDecibel) override { Tell("volume " + QByteArray::number(hundredthsOfDecibel)); }
+  void SetVolume(int hundredthsOfDecibel) override { Command("volume " + QByteArray::number(hundredthsOfDecibel)); }
 
  private:
   enum class State {
     Empty,
     Rendering,
     Rendered,
-    Still,  // rendered; its process had nothing more to do
-    Lost,
+    Exited,  // rendered; its process has exited
+    Failed,
   };
 
-  void Tell(const QByteArray& line) {
-    if (state_ != State::Rendered && state_ != State::Still) {
+  void Command(const QByteArray& line) {
+    if (state_ != State::Rendered && state_ != State::Exited) {
       throw Failure(FailureNumber::InvalidCall, "the graph holds no file");
     }
-    Say(line);
+    WriteLine(line);
   }
 
-  void Say(const QByteArray& line) {
+  void WriteLine(const QByteArray& line) {
     if (process_ != nullptr && process_->state() != QProcess::NotRunning) process_->write(line + '\n');
   }
 
-  void BeginWatch() {
+  void StartChecks() {
     if (process_ == nullptr) return;
     used_.emplace(static_cast<pid_t>(process_->processId()), processorTime_);
-    watch_.start();
+    checkTimer_.start();
   }
 
-  // Long films go on; what uses the processors without showing anything comes to an end.
-  void Watch() {
+  // Long films continue; a process that uses processor time without showing anything is ended.
+  void CheckProcessorTime() {
     if (std::exchange(shown_, false)) {
       used_->Renew();
     } else if (playing_) {
-      used_->Extend(kShareOfSound);
+      used_->Extend(kSoundShare);
     }
-    if (used_->IsExceeded()) Lose();
+    if (used_->IsExceeded()) Abandon();
   }
 
   void Read() {
     if (process_ == nullptr) return;
     process_->setReadChannel(QProcess::StandardOutput);
     const QPointer<PreviewGraph> alive(this);
-    while (alive && process_ != nullptr && TakeSome()) {
+    while (alive && process_ != nullptr && ReadSome()) {
     }
-    if (alive && process_ != nullptr && process_->bytesToWrite() > kMostUnread) Lose();
+    if (alive && process_ != nullptr && process_->bytesToWrite() > kMaxUnwritten) Abandon();
   }
 
-  // False once there is nothing to take. What was said may end this graph.
-  bool TakeSome() {
-    const std::span<char> room = frames_.Room();
-    const qint64 count = process_->read(room.data(), static_cast<qint64>(room.size()));
+  // False if there is nothing to read. The message may end this graph.
+  bool ReadSome() {
+    const std::span<char> area = frames_.WriteArea();
+    const qint64 count = process_->read(area.data(), static_cast<qint64>(area.size()));
     if (count <= 0) return false;
-    switch (frames_.Took(static_cast<std::size_t>(count))) {
-      case PreviewFrames::Said::Rendered:
+    switch (frames_.Received(static_cast<std::size_t>(count))) {
+      case PreviewFrames::Event::Rendered:
         Finish(true);
         break;
-      case PreviewFrames::Said::Frame:
-        Say("seen");
+      case PreviewFrames::Event::Frame:
+        WriteLine("seen");
         shown_ = true;
         SetFrame(frames_.TakeFrame());
         break;
-      case PreviewFrames::Said::Ended:
+      case PreviewFrames::Event::Ended:
         playing_ = false;
         break;
-      case PreviewFrames::Said::Nonsense:
-        Lose();
+      case PreviewFrames::Event::Malformed:
+        Abandon();
         break;
       default:
         break;
@@ -172,40 +172,40 @@ class PreviewGraph final : public QObject, public MediaGraph {
   // The event may end this graph.
   void Finish(bool rendered) {
     if (state_ != State::Rendering) return;
-    patience_.stop();
-    state_ = rendered ? State::Rendered : State::Lost;
+    renderTimer_.stop();
+    state_ = rendered ? State::Rendered : State::Failed;
     const auto done = std::exchange(done_, nullptr);
     if (done) gate_.Deliver([&] { done(rendered); });
   }
 
-  // The process is gone, or was never there.
+  // The process has ended, or could not be started.
   void Ended() {
     if (process_ == nullptr || process_->state() != QProcess::NotRunning) return;
     const QPointer<PreviewGraph> alive(this);
     Read();
     if (!alive || process_ == nullptr) return;
     const bool well = process_->exitStatus() == QProcess::NormalExit && process_->exitCode() == 0;
-    watch_.stop();
+    checkTimer_.stop();
     if (well && state_ == State::Rendered) {
-      state_ = State::Still;
+      state_ = State::Exited;
       process_ = nullptr;  // deletes itself
       return;
     }
-    Lose();
+    Abandon();
   }
 
-  void Lose() {
+  void Abandon() {
     EndProcess();
     const bool rendering = state_ == State::Rendering;
-    if (!rendering) state_ = State::Lost;
+    if (!rendering) state_ = State::Failed;
     const QPointer<PreviewGraph> alive(this);
     SetFrame(nullptr);
     if (alive && rendering) Finish(false);
   }
 
   void EndProcess() {
-    patience_.stop();
-    watch_.stop();
+    renderTimer_.stop();
+    checkTimer_.stop();
     QProcess* const process = std::exchange(process_, nullptr);
     if (process == nullptr) return;
     process->disconnect(this);
@@ -217,15 +217,15 @@ class PreviewGraph final : public QObject, public MediaGraph {
   }
 
   EventGate& gate_;
-  QProcess* process_;  // its parent's; deletes itself behind its end
+  QProcess* process_;  // owned by its parent; deletes itself after its end
   MediaSurface* surface_ = nullptr;
   State state_ = State::Empty;
   std::function<void(bool rendered)> done_;
-  QTimer patience_;
-  QTimer watch_;
+  QTimer renderTimer_;
+  QTimer checkTimer_;
   const std::chrono::milliseconds processorTime_;
   std::optional<ProcessorTime> used_;
-  bool shown_ = false;  // a frame, since the last watch
+  bool shown_ = false;  // a frame, since the last check
   bool playing_ = false;
   int width_ = 0;
   int height_ = 0;
@@ -237,7 +237,7 @@ class PreviewGraph final : public QObject, public MediaGraph {
 PreviewMedia::PreviewMedia(EventGate& gate, std::string program, const PreviewLimits& limits)
     : gate_(gate), program_(std::move(program)), limits_(limits), processes_(std::make_unique<QObject>()) {}
 
-// A killed process is gone in a moment; waiting for it leaves no zombie to a program that goes on.
+// A killed process exits at once; waiting for it avoids a zombie while the program continues.
 PreviewMedia::~PreviewMedia() {
   for (QProcess* process : processes_->findChildren<QProcess*>()) {
     if (process->state() == QProcess::NotRunning) continue;

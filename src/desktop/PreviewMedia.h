@@ -1,6 +1,5 @@
-// PreviewMedia: media graphs in processes of their own. A graph starts one when it renders a file and ends it
-// when it goes; a process that dies, says nothing for too long or says what it should not leaves a blank
-// surface, and a program that has lost nothing.
+// PreviewMedia: media graphs in separate processes. A graph starts a process when it renders a file and ends it when it
+// is destroyed. A process that crashes, hangs or breaks the protocol leaves a blank surface and does no other harm.
 #pragma once
 
 #include <QObject>
@@ -16,7 +15,7 @@ namespace pellora {
 class EventGate;
 
 struct PreviewLimits {
-  std::chrono::milliseconds patience = std::chrono::seconds(20);  // after which a rendering is given up
+  std::chrono::milliseconds renderTimeout = std::chrono::seconds(20);  // for rendering the first frame
   std::chrono::milliseconds processorTime = kPreviewProcessorTime;
 };
 
@@ -24,11 +23,11 @@ class PreviewMedia final : public Media {
  public:
   // `program` is the preview process's executable.
   PreviewMedia(EventGate& gate, std::string program, const PreviewLimits& limits = {});
-  ~PreviewMedia() override;  // after its graphs
+  ~PreviewMedia() override;  // the graphs must be gone
 
   std::unique_ptr<MediaGraph> NewGraph() override;
 
-  int Processes() const;  // that have not ended yet
+  int Processes() const;  // still running
 
  private:
   EventGate& gate_;

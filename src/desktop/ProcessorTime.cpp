@@ -9,7 +9,7 @@ namespace pellora {
 
 namespace {
 
-constexpr std::chrono::seconds kGrace{2};  // the system's signal comes once a second
+constexpr std::chrono::seconds kGrace{2};  // the kernel checks once a second
 
 }  // namespace
 
@@ -37,7 +37,7 @@ std::chrono::milliseconds ProcessorTime::Used() const {
                                                                std::chrono::nanoseconds(used.tv_nsec));
 }
 
-// Only the soft limit: nobody without privileges could raise the hard one again.
+// Sets only the soft limit: an unprivileged process could not raise the hard one again.
 void ProcessorTime::SetLimit() {
   rlimit limit{};
   if (prlimit(process_, RLIMIT_CPU, nullptr, &limit) != 0) return;

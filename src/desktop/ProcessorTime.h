@@ -1,4 +1,4 @@
-// ProcessorTime: what a process may use of the processors from now on. At its limit the system ends it.
+// ProcessorTime: limits the processor time of a process. The kernel ends it at its limit.
 #pragma once
 
 #include <sys/types.h>
@@ -9,12 +9,12 @@ namespace pellora {
 
 class ProcessorTime {
  public:
-  // Of a process that has not been waited for. It gets `most` at once.
+  // For a process that has not been waited for. Grants `most` at once.
   ProcessorTime(pid_t process, std::chrono::milliseconds most);
 
-  void Renew();                               // `most` again, from now on
-  void Extend(std::chrono::milliseconds by);  // on top of what is left
-  // A process can hold off the system's signal, and has to be killed then.
+  void Renew();                               // grants `most` from now on
+  void Extend(std::chrono::milliseconds by);  // in addition to what is left
+  // A process can block the kernel's signal; it must be killed then.
   bool IsExceeded() const;
 
  private:

@@ -1,4 +1,4 @@
-// ProgramIcon: the program's icon, drawn: an arrow down to a line.
+// ProgramIcon: the program's icon, drawn: an arrow pointing down to a line.
 #pragma once
 
 #include <QPixmap>

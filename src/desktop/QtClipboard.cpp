@@ -17,7 +17,7 @@ std::optional<std::string> QtClipboard::Text() const {
   const QMimeData* const data = QGuiApplication::clipboard()->mimeData();
   if (data == nullptr || !data->hasText()) return text_;
   const QByteArray bytes = data->text().toUtf8();
-  if (bytes.size() <= kMostBytes) text_ = bytes.toStdString();
+  if (bytes.size() <= kMaxBytes) text_ = bytes.toStdString();
   return text_;
 }
 

@@ -1,5 +1,5 @@
-// QtClipboard: the desktop's clipboard. It is asked only after it said that it changed, since asking an
-// owner that does not answer takes long.
+// QtClipboard: the desktop's clipboard. It is read only after a change was signalled, since an owner that does not
+// respond blocks the read for long.
 #pragma once
 
 #include <QObject>
@@ -10,7 +10,7 @@ namespace pellora {
 
 class QtClipboard final : public QObject, public Clipboard {
  public:
-  static constexpr qsizetype kMostBytes = qsizetype{64} << 10;
+  static constexpr qsizetype kMaxBytes = qsizetype{64} << 10;
 
   QtClipboard();
   std::optional<std::string> Text() const override;

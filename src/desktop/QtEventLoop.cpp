@@ -36,7 +36,7 @@ class QtEventLoop::QtAlarm final : public Alarm {
   void Start(std::uint32_t milliseconds, bool repeating) override {
     Stop();
     const std::int64_t span = std::int64_t{milliseconds} * kNanosPerMilli;
-    // A repeating alarm of no length must not keep the loop from everything else.
+    // A repeating alarm of zero length must not starve the loop.
     state_->interval = repeating ? std::max(span, kNanosPerMilli) : 0;
     state_->due = loop_.Enqueue(NowNanos() + span, {{}, state_});
     state_->queued = true;
@@ -78,12 +78,12 @@ QtEventLoop::Due QtEventLoop::Enqueue(std::int64_t due, Entry entry) {
 
 void QtEventLoop::Round() {
   const std::int64_t now = NowNanos();
-  const std::uint64_t asked = order_;
-  // What is asked for during the round is left to the next one, behind the sockets that are ready by then.
+  const std::uint64_t roundStart = order_;
+  // Entries added during the round wait for the next one, after the sockets that are ready by then.
   for (bool ticked = false; !ticked && !queue_.empty();) {
     const auto next = queue_.begin();
     const Due due = next->first;
-    if (due.first > now || due.second >= asked) break;
+    if (due.first > now || due.second >= roundStart) break;
     const Entry entry = std::move(next->second);
     queue_.erase(next);
     if (entry.alarm) {
@@ -99,7 +99,7 @@ void QtEventLoop::Round() {
 void QtEventLoop::Tick(const std::shared_ptr<AlarmState>& alarm, std::int64_t due) {
   alarm->queued = false;
   if (alarm->interval > 0) {
-    // Ticks that were missed are not made up for.
+    // Missed ticks are skipped.
     const std::int64_t now = NowNanos();
     const std::int64_t next = due + alarm->interval;
     alarm->due = Enqueue(next > now ? next : now + alarm->interval, {{}, alarm});

@@ -1,9 +1,9 @@
 // QtEventLoop: the EventLoop on Qt's dispatcher.
 //
-// Posted events and alarms stand in one queue by due time and then by the order asked, served by one
-// precise timer. Qt's plain UNIX dispatcher serves notifiers before timers, so a ready socket comes before
-// a due alarm; a round delivers at most one alarm, so that the sockets are looked at again before the
-// next one. (The GLib dispatcher would starve timers under a steady flow of data; main() turns it off.)
+// Posted events and alarms are kept in one queue by due time, then by order, served by one precise timer. Qt's plain
+// UNIX dispatcher serves notifiers before timers, so a ready socket comes before a due alarm; a round delivers at most
+// one alarm, so that sockets are checked again before the next one. (The GLib dispatcher would starve timers under a
+// steady flow of data; main() turns it off.)
 #pragma once
 
 #include <QTimer>
@@ -34,7 +34,7 @@ class QtEventLoop final : public EventLoop {
     std::function<void()> event;        // a posted event, or empty
     std::shared_ptr<AlarmState> alarm;  // an alarm's tick, or null
   };
-  // Nanoseconds of the monotonic clock when due; then the order asked.
+  // Nanoseconds of the monotonic clock when due, then the order of the calls.
   using Due = std::pair<std::int64_t, std::uint64_t>;
 
   Due Enqueue(std::int64_t due, Entry entry);
@@ -46,7 +46,7 @@ class QtEventLoop final : public EventLoop {
   QTimer timer_;
   std::map<Due, Entry> queue_;
   std::uint64_t order_ = 0;
-  // Alarms may be destroyed after the loop; they leave the queue alone then.
+  // Alarms may outlive the loop and then leave the queue alone.
   std::shared_ptr<int> alive_ = std::make_shared<int>(0);
 };
 

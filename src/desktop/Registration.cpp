@@ -12,8 +12,8 @@ namespace pellora {
 
 namespace {
 
-// An argument in double quotes, as both files parse it: first as a shell would, after the escapes of a
-// key file, in which a backslash is doubled.
+// Quotes an argument for both files: they undo the escapes of a key file, in which a backslash is doubled, then parse
+// it as a shell would.
 std::string QuoteArgument(const std::string& argument) {
   std::string quoted = "\"";
   for (const char c : argument) {
@@ -39,8 +39,8 @@ std::string DoublePercent(const std::string& text) {
   return doubled;
 }
 
-// Launchers of the GLib kind look for the program before they turn "%%" into "%", and do not find it. Where there is
-// one, a shell that is found starts the program that its argument names.
+// Launchers based on GLib look for the program before they turn "%%" into "%", and do not find it. For a path with a
+// percent sign, a shell, which they do find, starts the program.
 std::string LaunchCommand(const std::string& program) {
   std::string argument = DoublePercent(QuoteArgument(program));
   if (program.find('%') == std::string::npos) return argument;

@@ -48,7 +48,7 @@ Lookup LookUp(const std::string& host) {
 
 }  // namespace
 
-// Held by the Resolver and by every thread, so that a late answer finds it.
+// Shared by the Resolver and its threads, which may outlive it.
 struct Resolver::Mailbox {
   Mailbox() : wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
   ~Mailbox() { close(wake); }
@@ -82,7 +82,7 @@ Resolver::Resolver() : mailbox_(std::make_shared<Mailbox>()) {
 Resolver::~Resolver() = default;
 
 void Resolver::Resolve(const std::string& host, Answer answer) {
-  std::vector<Answer>& answers = asked_[host];
+  std::vector<Answer>& answers = pending_[host];
   answers.push_back(std::move(answer));
   if (answers.size() > 1) return;
   waiting_.push_back(host);
@@ -105,11 +105,11 @@ void Resolver::StartNext() {
 void Resolver::TakeAnswers() {
   for (const Lookup& lookup : mailbox_->TakeAll()) {
     --running_;
-    const auto asked = asked_.find(lookup.host);
-    if (asked == asked_.end()) continue;
-    // An answer may ask for the same name anew.
-    const std::vector<Answer> answers = std::move(asked->second);
-    asked_.erase(asked);
+    const auto pending = pending_.find(lookup.host);
+    if (pending == pending_.end()) continue;
+    // An answer may look up the same name again.
+    const std::vector<Answer> answers = std::move(pending->second);
+    pending_.erase(pending);
     for (const Answer& answer : answers) answer(lookup.addresses, lookup.error);
   }
   StartNext();

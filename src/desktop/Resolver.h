@@ -1,8 +1,8 @@
-// Resolver: host names to addresses without holding up the event loop.
+// Resolver: looks up host names without blocking the event loop.
 //
-// Each lookup runs in a thread of its own that touches nothing but a mailbox it shares; the answer is
-// taken out on the loop's thread. Lookups of one name that run at the same time share one thread. At most
-// kMaxThreads run; further names wait their turn. Threads still busy when the program ends are left behind.
+// Each lookup runs in a separate thread that touches nothing but a shared mailbox; the answer is delivered on the
+// loop's thread. Simultaneous lookups of one name share a thread. At most kMaxThreads run; further names wait. Threads
+// still busy at the end of the program are abandoned.
 #pragma once
 
 #include <sys/socket.h>
@@ -44,7 +44,7 @@ class Resolver {
 
   std::shared_ptr<Mailbox> mailbox_;
   std::unique_ptr<QSocketNotifier> notifier_;
-  std::map<std::string, std::vector<Answer>> asked_;
+  std::map<std::string, std::vector<Answer>> pending_;
   std::deque<std::string> waiting_;
   int running_ = 0;
 };

@@ -17,7 +17,7 @@ std::string SingleInstance::RuntimeFolder() {
   if (given != nullptr && given[0] == '/') return given;
   std::string folder = "/tmp/pellora-" + std::to_string(getuid());
   if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) throw FileFailure(folder, errno);
-  // Anyone may have made the name first: only a real folder of this user's own, closed to others, will do.
+  // Anyone can create the name first, so accept only a real folder of this user that is closed to others.
   struct stat status {};
   if (lstat(folder.c_str(), &status) != 0) throw FileFailure(folder, errno);
   if (!S_ISDIR(status.st_mode) || status.st_uid != getuid() || (status.st_mode & 0077) != 0) {
@@ -27,18 +27,18 @@ std::string SingleInstance::RuntimeFolder() {
 }
 
 SingleInstance::SingleInstance(const std::string& runtimeFolder, const std::string& listFolder)
-    : session_(TryFor(runtimeFolder)), list_(TryFor(listFolder)) {}
+    : sessionLock_(TryLock(runtimeFolder)), listLock_(TryLock(listFolder)) {}
 
 SingleInstance::~SingleInstance() {
-  // The files stay: removing one would let two copies lock two files of the same name.
-  if (session_ >= 0) close(session_);
-  if (list_ >= 0) close(list_);
+  // The files stay: after a removal, two copies could lock two files of the same name.
+  if (sessionLock_ >= 0) close(sessionLock_);
+  if (listLock_ >= 0) close(listLock_);
 }
 
-int SingleInstance::TryFor(const std::string& folder) {
+int SingleInstance::TryLock(const std::string& folder) {
   if (folder.empty()) return -1;
   const int fd = open((folder + "/pellora.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-  if (fd >= 0) (void)fchmod(fd, 0600);  // a lock that others can open, they can hold
+  if (fd >= 0) (void)fchmod(fd, 0600);  // others must not be able to open the lock and hold it
   if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) anotherRuns_ = true;
   return fd;
 }

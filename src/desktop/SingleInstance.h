@@ -1,6 +1,5 @@
-// SingleInstance: one copy of the program for each user and session, and one for each list, by locks that end with
-// their holder. Sessions of one user, at the screen and from afar, may have runtime folders of their own beside the
-// same list.
+// SingleInstance: allows one copy of the program for each user session and one for each list, by locks that end with
+// their process. A user's local and remote sessions may have separate runtime folders but share the list.
 #pragma once
 
 #include <string>
@@ -9,24 +8,24 @@ namespace pellora {
 
 class SingleInstance {
  public:
-  // $XDG_RUNTIME_DIR, else /tmp/pellora-<uid>, made private to the user. Failure(File) if someone else's.
+  // $XDG_RUNTIME_DIR, else /tmp/pellora-<uid>, private to the user. Failure(File) if it belongs to someone else.
   static std::string RuntimeFolder();
 
-  // Tries for the locks in both folders: files that stay there, closed to other users. "" is passed over.
+  // Tries to lock a file in both folders; the files stay. An empty folder is skipped.
   SingleInstance(const std::string& runtimeFolder, const std::string& listFolder);
   ~SingleInstance();
   SingleInstance(const SingleInstance&) = delete;
   SingleInstance& operator=(const SingleInstance&) = delete;
 
-  // Another copy holds one of the locks. A lock that cannot be had for any other reason keeps nobody from running.
+  // Whether another copy holds one of the locks. If locking fails for another reason, the program runs.
   bool AnotherRuns() const { return anotherRuns_; }
 
  private:
-  int TryFor(const std::string& folder);
+  int TryLock(const std::string& folder);
 
   bool anotherRuns_ = false;
-  int session_;
-  int list_;
+  int sessionLock_;
+  int listLock_;
 };
 
 }  // namespace pellora

@@ -15,22 +15,22 @@ namespace pellora {
 
 namespace {
 
-// What the process was started with, for the programs that it starts.
-rlimit formerLimit{};      // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): a limit of the whole process
+// The original limit, for the programs started from here.
+rlimit originalLimit{};    // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): a limit of the whole process
 bool limitRaised = false;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): likewise
 
-// Runs between fork and exec: only calls that are safe there.
-[[noreturn]] void BecomeProgram(char* const* argv, const char* folder, int report) {
+// Runs between fork and exec: only async-signal-safe calls.
+[[noreturn]] void ExecProgram(char* const* argv, const char* folder, int report) {
   setsid();
-  if (limitRaised) setrlimit(RLIMIT_NOFILE, &formerLimit);
+  if (limitRaised) setrlimit(RLIMIT_NOFILE, &originalLimit);
   signal(SIGXFSZ, SIG_DFL);
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
   if (folder[0] == '\0' || chdir(folder) == 0) execvp(argv[0], argv);
   const int error = errno;
-  const ssize_t told = write(report, &error, sizeof error);
-  _exit(told > 0 ? 127 : 126);
+  const ssize_t written = write(report, &error, sizeof error);
+  _exit(written > 0 ? 127 : 126);
 }
 
 }  // namespace
@@ -50,9 +50,9 @@ void SpawnDetached(const std::string& program, const std::vector<std::string>& a
   if (pipe2(ends.data(), O_CLOEXEC) != 0) throw FileFailure(program, errno);
   const pid_t child = fork();
   if (child == 0) {
-    // The middle process ends at once, so that the program's parent is the system.
+    // The intermediate process ends at once, so that the program is reparented.
     const pid_t grandchild = fork();
-    if (grandchild == 0) BecomeProgram(argv.data(), workingFolder.c_str(), ends[1]);
+    if (grandchild == 0) ExecProgram(argv.data(), workingFolder.c_str(), ends[1]);
     const int error = errno;
     if (grandchild < 0 && write(ends[1], &error, sizeof error) < 0) _exit(126);
     _exit(0);
@@ -63,13 +63,13 @@ void SpawnDetached(const std::string& program, const std::vector<std::string>& a
   if (child > 0) {
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
     }
-    // Closed by exec: nothing to read means that the program runs.
-    int told = 0;
+    // The pipe is closed by exec: an empty read means that the program runs.
+    int reported = 0;
     ssize_t count = 0;
     do {
-      count = read(ends[0], &told, sizeof told);
+      count = read(ends[0], &reported, sizeof reported);
     } while (count < 0 && errno == EINTR);
-    if (count == static_cast<ssize_t>(sizeof told)) error = told;
+    if (count == static_cast<ssize_t>(sizeof reported)) error = reported;
   }
   close(ends[0]);
   if (error != 0) throw FileFailure(program, error);
@@ -78,7 +78,7 @@ void SpawnDetached(const std::string& program, const std::vector<std::string>& a
 void RaiseOpenFileLimit() {
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= limit.rlim_max) return;
-  formerLimit = limit;
+  originalLimit = limit;
   limit.rlim_cur = limit.rlim_max;
   limitRaised = setrlimit(RLIMIT_NOFILE, &limit) == 0;
 }

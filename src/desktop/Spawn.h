@@ -1,4 +1,4 @@
-// Spawn: starts a program detached, without a shell. Paths stay bytes.
+// Spawn: starts a program detached and without a shell.
 #pragma once
 
 #include <string>
@@ -6,13 +6,13 @@
 
 namespace pellora {
 
-// `program` is a path, or a name looked up in PATH. The child is nobody's child, in a session of its own,
-// in `workingFolder` unless that is empty. Failure(File) if it cannot be started.
+// `program` is a path or a name looked up in PATH. It runs as a reparented process in a new session, in `workingFolder`
+// unless that is empty. Failure(File) if it cannot be started.
 void SpawnDetached(const std::string& program, const std::vector<std::string>& arguments,
                    const std::string& workingFolder);
 
-// Raises the number of open files to what the system allows: eight part files and eight sockets for each
-// download. Programs started from here get the former number back.
+// Raises the limit of open files to the allowed maximum: each download needs up to eight part files and eight sockets.
+// Programs started from here get the original limit.
 void RaiseOpenFileLimit();
 
 }  // namespace pellora

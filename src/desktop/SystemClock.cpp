@@ -15,7 +15,7 @@ LocalTime ReadLocalTime() {
   std::timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   LocalTime local;
-  tzset();  // a traveller's time zone changes while the program runs
+  tzset();  // the time zone may change while the program runs
   localtime_r(&now.tv_sec, &local.parts);
   local.fraction = static_cast<double>(now.tv_nsec) / 1e9;
   return local;
@@ -38,7 +38,7 @@ double SystemClock::SecondsSinceMidnight() const {
 double SystemClock::Now() const {
   constexpr double kDaysTo1970 = 25569;  // 30 December 1899 to 1 January 1970
   LocalTime local = ReadLocalTime();
-  const std::time_t seconds = timegm(&local.parts);  // the local reading, taken as if it were UTC
+  const std::time_t seconds = timegm(&local.parts);  // the local time, taken as if it were UTC
   return kDaysTo1970 + (static_cast<double>(seconds) + local.fraction) / 86400;
 }
 

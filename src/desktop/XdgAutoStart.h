@@ -10,7 +10,7 @@ namespace pellora {
 
 class XdgAutoStart final : public AutoStart {
  public:
-  // `program`: full path of the executable. `configHome`: $XDG_CONFIG_HOME, no trailing separator.
+  // `program`: full path of the executable. `configHome`: $XDG_CONFIG_HOME, no trailing slash.
   XdgAutoStart(std::string program, const std::string& configHome)
       : program_(std::move(program)), entry_(configHome + "/autostart/PelloraAutoStart.desktop") {}
 

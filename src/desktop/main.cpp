@@ -1,4 +1,4 @@
-// The program on the desktop: builds the ports, the App over them, and runs the event loop.
+// The desktop program: builds the ports and the App on top of them, and runs the event loop.
 #include <pwd.h>
 #include <unistd.h>
 
@@ -15,6 +15,7 @@
 #include "app/App.h"
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
+#include "core/Version.h"
 #include "desktop/BrowserManifests.h"
 #include "desktop/BusService.h"
 #include "desktop/DesktopMachine.h"
@@ -46,7 +47,7 @@
 namespace pellora {
 namespace {
 
-// The ports of the desktop, in the order of their needs.
+// The ports of the desktop; each may use those above it.
 struct Desktop {
   EventGate gate;
   QtEventLoop events{gate};
@@ -80,15 +81,15 @@ constexpr int kTextOk = 635;
 
 bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }
 
-// Where the runtime folder is not to be trusted, the one beside the list has to do.
+// Empty if the runtime folder cannot be trusted; the lock beside the list must do then.
 std::string RuntimeFolderIfSafe() {
   std::string folder;
   Skip([&] { folder = SingleInstance::RuntimeFolder(); });
   return folder;
 }
 
-// A second start says so, brings the first copy forward and ends. It has nothing to show where the first
-// copy cannot be reached, and nobody to show it to if the bus started it.
+// A second start says so, raises the first copy and ends. It shows nothing if the first copy cannot be reached, or if
+// the bus started it and no user is waiting.
 int RunSecondCopy() {
   if (StartedByBus()) return 0;
   if (!RunningCopyFound(QDBusConnection::sessionBus())) {
@@ -114,23 +115,23 @@ QList<DownloadRow> Rows(const App& app) {
   return rows;
 }
 
-// `app` outlives the door.
-BusDoor DoorOf(App& app) {
-  BusDoor door;
-  door.menuUrl = [&app](std::string url, const std::string& refURL, const std::string& cookie) {
+// `app` must outlive the result.
+BusActions BusActionsOf(App& app) {
+  BusActions actions;
+  actions.menuUrl = [&app](std::string url, const std::string& refURL, const std::string& cookie) {
     app.MenuURL(std::move(url), refURL, cookie);
   };
-  door.leechUrl = [&app](const std::string& url, const std::string& refURL) { app.LeechURL(url, refURL); };
-  door.show = [&app] { app.ShowMainWindow(); };
-  door.resumeAll = [&app] { app.ResumeAll(); };
-  door.list = [&app] { return Rows(app); };
-  door.add = [&app](std::string url, const BusDoor::Added& added) {
+  actions.leechUrl = [&app](const std::string& url, const std::string& refURL) { app.LeechURL(url, refURL); };
+  actions.show = [&app] { app.ShowMainWindow(); };
+  actions.resumeAll = [&app] { app.ResumeAll(); };
+  actions.list = [&app] { return Rows(app); };
+  actions.add = [&app](std::string url, const BusActions::Added& added) {
     app.Add(std::move(url), [added](const AddAnswer& answer) { added(answer.id, answer.reason); });
   };
-  door.pause = [&app](const std::string& id) { return app.Pause(id); };
-  door.remove = [&app](const std::string& id) { return app.Remove(id); };
-  door.quit = [&app] { app.SaveAndQuit(); };
-  return door;
+  actions.pause = [&app](const std::string& id) { return app.Pause(id); };
+  actions.remove = [&app](const std::string& id) { return app.Remove(id); };
+  actions.quit = [&app] { app.SaveAndQuit(); };
+  return actions;
 }
 
 int RunProgram(QApplication& application) {
@@ -148,21 +149,21 @@ int RunProgram(QApplication& application) {
       &application, &QGuiApplication::commitDataRequest, &application, [&](QSessionManager&) { saveAndQuit(); },
       Qt::DirectConnection);
 
-  BusService service(desktop.events, DoorOf(app));
+  BusService service(desktop.events, BusActionsOf(app));
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!service.Register(bus)) std::fputs("Pellora: not reachable over the session bus\n", stderr);
-  std::unique_ptr<BusEnd> busEnd;
-  if (StartedByBus()) busEnd = std::make_unique<BusEnd>(bus, saveAndQuit);
+  std::unique_ptr<BusWatch> busWatch;
+  if (StartedByBus()) busWatch = std::make_unique<BusWatch>(bus, saveAndQuit);
 
   desktop.events.Post([&app] { app.Start(); });
   const int code = QApplication::exec();
-  // Waiting tasks and loaded windows refer to the App and the ports; they go while those stand.
+  // Waiting tasks and loaded windows refer to the App and the ports, so they are destroyed first.
   desktop.tasks.Clear();
   desktop.gate.LetGoOfAll();
   return code;
 }
 
-// A service manager or a bus may start the program without HOME, and Qt would then take "/" for it.
+// A service manager or a bus may start the program without HOME; Qt would use "/" then.
 void SetMissingHome() {
   if (!qEnvironmentVariableIsEmpty("HOME")) return;
   if (const passwd* const user = getpwuid(getuid())) qputenv("HOME", user->pw_dir);
@@ -173,10 +174,10 @@ void SetMissingHome() {
 
 int main(int argc, char** argv) {
   pellora::SetMissingHome();
-  // Beyond a limit on the sizes of files a write fails, as on a full disk, and is told of like that.
+  // Ignore SIGXFSZ so that exceeding the file size limit reports like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
-  // The plain dispatcher serves sockets before timers and starves neither; programs started from here
-  // choose for themselves.
+  // The plain dispatcher serves sockets before timers and starves neither. The setting is not passed on to programs
+  // started from here.
   const bool chosen = qEnvironmentVariableIsSet("QT_NO_GLIB");
   qputenv("QT_NO_GLIB", "1");
   QApplication application(argc, argv);

@@ -8,6 +8,7 @@
 #include "core/Ascii.h"
 #include "core/ListFile.h"
 #include "core/PartFiles.h"
+#include "core/RecordLife.h"
 #include "mainwin/MainWindow.h"
 #include "options/Options.h"
 #include "ports/Failure.h"
@@ -92,15 +93,11 @@ Task<> MainWindow::DeleteSelected() {
 }
 
 void MainWindow::RemoveRecord(std::int16_t index) {
-  DownloadRecord& record = program_.Download(index);
+  const DownloadRecord& record = program_.Download(index);
   if (!record.InUse) return;
   const bool finished = record.Finished;
-  EmptySlot(index);
-  record.InUse = false;
-  record.Active = false;
-  record.Valid = false;
-  record.Removed = true;
-  program_.RaiseSerial(index);
+  EmptyPlace(program_, index);
+  Release(program_, index, kDeleted);
   std::unordered_set<std::string> parts = PartFilesOf(record);
   for (int i = 1; i <= program_.DownloadCount && !parts.empty(); ++i) {
     const DownloadRecord& other = program_.Download(i);
@@ -138,13 +135,22 @@ bool MainWindow::PauseRecord(std::int16_t index) {
 
 void MainWindow::PauseAll() {
   EndResumeAll();
+  const bool refreshed = PauseRunning();
+  if (!refreshed) RefreshRows(0, 0);
+}
+
+// Each pause forces a refresh of all rows; they are built once, after the last. True if they were.
+bool MainWindow::PauseRunning() {
+  gatherRefreshes_ = true;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
     if (!record.InUse || !record.Active) continue;
     const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(i);
     if (transfer) Skip([&] { transfer->PauseDownload(); });
   }
-  RefreshRows(0, 0);
+  gatherRefreshes_ = false;
+  const bool forced = std::exchange(forcedMeanwhile_, false);
+  return forced && Skip([this] { RefreshRows(0, 1); });
 }
 
 // Every waiting record starts or is queued, whether it was paused or not. Starting one may take seconds:
@@ -174,27 +180,17 @@ Task<> MainWindow::ResetList() {
     if (!yes) co_return;
   }
   EndResumeAll();
+  PauseRunning();
   std::unordered_set<std::string> parts;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
-    const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(i);
-    if (record.InUse && record.Active && transfer) Skip([&] { transfer->PauseDownload(); });
-    EmptySlot(static_cast<std::int16_t>(i));
+    EmptyPlace(program_, static_cast<std::int16_t>(i));
     if (record.InUse) parts.merge(PartFilesOf(record));
   }
   program_.ResizeDownloads(0);
   DeleteParts(program_, parts);
   RefreshRows(0, 0);
   RefreshDownList();
-}
-
-// Takes transfer and viewer out of a slot and unloads them. The slot is empty before their own handlers
-// run, so that nothing finds them there.
-void MainWindow::EmptySlot(std::int16_t index) {
-  const std::shared_ptr<Transfer> transfer = std::exchange(program_.TransferWindowAt(index), nullptr);
-  const std::shared_ptr<ZipViewer> viewer = std::exchange(program_.ZipViewerAt(index), nullptr);
-  if (transfer) Skip([&] { transfer->UnloadWindow(); });
-  if (viewer) Skip([&] { viewer->UnloadWindow(); });
 }
 
 void MainWindow::SaveTick() { SaveList(program_); }

@@ -1,6 +1,5 @@
 #include "mainwin/AddDownload.h"
 
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <set>
@@ -10,7 +9,8 @@
 #include "async/TaskLoop.h"
 #include "core/ParseUrl.h"
 #include "core/Program.h"
-#include "ports/Clock.h"
+#include "core/Queue.h"
+#include "core/RecordLife.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -25,9 +25,6 @@ constexpr int kBadUrl = 400;
 constexpr int kSaveTitle = 401;
 constexpr int kAllFiles = 402;
 constexpr int kAskDuplicate = 403;
-
-// A string of the list file is at most this long.
-constexpr std::size_t kLongestUrl = 65535;
 
 // Claims the right to ask about a listed URL for as long as it lives. Only the first to claim it has it.
 class Claim {
@@ -66,34 +63,6 @@ std::int16_t FreeSlot(Program& program) {
   return program.DownloadCount;
 }
 
-// What the slot still holds belongs to a former record. With `dropped` that record is overwritten: its
-// transfer is not stopped here but only hidden; it finds its slot filled anew and ends by itself.
-void EmptyForNewRecord(Program& program, std::int16_t index, bool dropped) {
-  const std::shared_ptr<Transfer> transfer = std::exchange(program.TransferWindowAt(index), nullptr);
-  const std::shared_ptr<ZipViewer> viewer = std::exchange(program.ZipViewerAt(index), nullptr);
-  program.RaiseSerial(index);
-  if (transfer) Skip([&] { dropped ? transfer->HideWindow() : transfer->UnloadWindow(); });
-  if (viewer) Skip([&] { viewer->UnloadWindow(); });
-}
-
-DownloadRecord NewRecord(const Program& program, const std::string& url, const ParsedUrl& parsed, std::int16_t kind) {
-  DownloadRecord record;
-  record.Segments.resize(1);  // the blank element 0
-  record.FileName = parsed.fileName;
-  record.Path = parsed.path;
-  record.Host = parsed.host;
-  record.Port = parsed.port;
-  record.UserName = parsed.user;
-  record.Password = parsed.password;
-  record.Protocol = parsed.protocol;
-  record.URL = url;
-  record.InUse = true;
-  record.Valid = true;
-  record.DateAdded = program.platform.clock.Now();
-  record.DownloadKind = static_cast<std::int16_t>(std::abs(int{kind}));
-  return record;
-}
-
 // The program's own update is unpacked from a fixed place.
 std::string UpdatePath(Program& program, const std::string& fileName) {
   const std::string folder = program.platform.machine.ProgramFolder();
@@ -101,10 +70,6 @@ std::string UpdatePath(Program& program, const std::string& fileName) {
     Skip([&] { program.platform.files.CreateFolder(folder + name); });
   }
   return folder + "/downloads/" + fileName;
-}
-
-bool IsRefused(const ParsedUrl& parsed, const std::string& url) {
-  return parsed.result == kUrlRefused || url.size() > kLongestUrl;
 }
 
 std::string ListIsFull() { return "The list is full: it holds " + std::to_string(kMaxRecords) + " downloads."; }
@@ -116,27 +81,21 @@ std::int16_t PlaceRecord(Program& program, DownloadRecord record) {
   const bool overwrite = index != 0;
   if (!overwrite) index = FreeSlot(program);
   if (index == 0) return 0;
-  EmptyForNewRecord(program, index, overwrite);
+  program.RaiseSerial(index);
+  EmptyPlace(program, index, overwrite ? Evicted::Hidden : Evicted::Unloaded);
   program.Download(index) = std::move(record);
   return index;
 }
 
 // True if as many downloads run as may: the record then waits in the queue.
 bool QueueIfBusy(Program& program, std::int16_t index) {
-  if (program.ActiveCount() < program.settings.MaxSimulDownlads) return false;
+  if (!Queue(program).IsFull(program.settings.MaxSimulDownlads)) return false;
   program.Download(index).Queued = 1;
   return true;
 }
 
 Task<> StartPlaced(Program* program, std::int16_t index) {
-  const std::shared_ptr<Transfer> transfer = program->newTransferWindow();
-  const std::uint32_t serial = program->Serial(index);
-  program->TransferWindowAt(index) = transfer;
-  transfer->SetRecordIndex(index);
-  co_await transfer->InitConnection();
-  if (program->ShowTransferWindow && program->Holds(index, serial) && program->TransferWindowAt(index) == transfer) {
-    transfer->ShowWindow();
-  }
+  co_await StartTransfer(program, index, Start::Added);
   program->lists->RefreshRows(0, 0);
 }
 
@@ -145,7 +104,7 @@ Task<> StartPlaced(Program* program, std::int16_t index) {
 Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller) {
   Boxes& boxes = program->boxes;
   const ParsedUrl parsed = ParseUrl(url);
-  if (IsRefused(parsed, url)) {
+  if (parsed.result == kUrlRefused) {
     const std::string& text = program->Text(kBadUrl);
     if (boxes.Stands(caller, text)) co_return;
     BoxRequest request{text, kProgramName, kCritical};
@@ -203,7 +162,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
 
 AddOutcome AddWithoutAsking(Program& program, const std::string& url) {
   const ParsedUrl parsed = ParseUrl(url);
-  if (IsRefused(parsed, url)) {
+  if (parsed.result == kUrlRefused) {
     return {0, "It is no address that Pellora takes: http:// or ftp://, a host, and a path, as in http://host/file."};
   }
   if (FindUrl(program, url) != 0) return {0, "It is in the list already."};

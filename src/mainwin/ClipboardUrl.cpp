@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/Ascii.h"
+#include "core/Scheme.h"
 
 namespace pellora {
 
@@ -21,8 +22,6 @@ bool IsIgnored(std::string_view extension, std::string_view ignored) {
 
 }  // namespace
 
-bool BeginsWithScheme(std::string_view text) { return text.starts_with("http://") || text.starts_with("ftp://"); }
-
 std::string_view TrimCopiedText(std::string_view text) {
   constexpr std::string_view kAround = " \r\n";
   const std::size_t first = text.find_first_not_of(kAround);
@@ -32,7 +31,7 @@ std::string_view TrimCopiedText(std::string_view text) {
 
 std::optional<std::string> UrlToAskAbout(std::string_view text, std::string_view ignored) {
   const std::string_view url = TrimCopiedText(text);
-  if (!BeginsWithScheme(url)) return std::nullopt;
+  if (!HasLowerCaseScheme(url)) return std::nullopt;
   if (url.ends_with('\\') || url.ends_with('/')) return std::nullopt;
   // Everything behind the last dot counts, so a query string keeps an address from being ignored.
   const std::size_t dot = url.rfind('.');

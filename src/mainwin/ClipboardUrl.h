@@ -15,7 +15,4 @@ std::string_view TrimCopiedText(std::string_view text);
 // lines is judged as one.
 std::optional<std::string> UrlToAskAbout(std::string_view text, std::string_view ignored);
 
-// True if the text begins with "http://" or "ftp://", in lower case.
-bool BeginsWithScheme(std::string_view text);
-
 }  // namespace pellora

@@ -7,6 +7,7 @@
 #include "async/Boxes.h"
 #include "async/TaskLoop.h"
 #include "core/FileNames.h"
+#include "core/RecordLife.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
@@ -78,11 +79,8 @@ void MainWindow::ClearSelected() {
   for (const std::size_t at : ListView2.Selection()) {
     const std::optional<Pick> pick = PickOf(ListView2.Rows()[at]);
     if (!pick) continue;
-    DownloadRecord& record = program_.Download(pick->index);
-    if (!record.Finished) continue;  // the same URL, started again from the beginning
-    record.InUse = false;
-    record.Removed = true;
-    program_.RaiseSerial(pick->index);
+    if (!program_.Download(pick->index).Finished) continue;  // the same URL, started again from the beginning
+    Release(program_, pick->index, kCleared);
   }
   RefreshDownList();
 }

@@ -1,13 +1,15 @@
 #include "mainwin/MainWindow.h"
 
-#include <map>
+#include <array>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "async/Boxes.h"
 #include "async/TaskLoop.h"
 #include "core/Addresses.h"
 #include "core/Capture.h"
+#include "core/Version.h"
 #include "options/Options.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
@@ -23,6 +25,31 @@ constexpr std::uint32_t kTickMilliseconds = 500;
 constexpr std::uint32_t kSaveMilliseconds = 5000;
 constexpr std::uint32_t kIdleTimerMilliseconds = 30000;
 constexpr std::uint32_t kPreviewTimerMilliseconds = 500;
+constexpr int kToolbarHint = 412;
+
+// What runs an action: a menu entry, and the toolbar button that clicks it.
+struct Command {
+  MainWindow::Action action;
+  Menu MainWindow::*entry;
+  std::string_view key;  // of the button; empty: there is none
+};
+
+constexpr std::array<Command, 12> kCommands{{
+    {MainWindow::kAdd, &MainWindow::mAddurl, "AddURL"},
+    {MainWindow::kDelete, &MainWindow::mDeleteurl, "RemoveURL"},
+    {MainWindow::kResetList, &MainWindow::mResetlist, "ResetList"},
+    {MainWindow::kOptions, &MainWindow::mProperties, "Options"},
+    {MainWindow::kPause, &MainWindow::mPausedl, "PauseDownload"},
+    {MainWindow::kPauseAll, &MainWindow::mPauseall, "PauseAll"},
+    {MainWindow::kResumeAll, &MainWindow::mResumeall, "ResumeDownloads"},
+    {MainWindow::kQuit, &MainWindow::mExit, "Quit"},
+    {MainWindow::kBrowser, nullptr, "Browser"},
+    // The popup of ListView1.
+    {MainWindow::kDelete, &MainWindow::delete_, ""},
+    {MainWindow::kPause, &MainWindow::stopdl, ""},
+    {MainWindow::kPauseAll, &MainWindow::stopall, ""},
+}};
+
 }  // namespace
 
 MainWindow::MainWindow(Program& program)
@@ -40,7 +67,7 @@ MainWindow::MainWindow(Program& program)
   // The updater is a program of its own; it may be missing.
   Skip([&] {
     platform_.shell.Start(platform_.machine.ProgramFolder() + "/UpdateApp",
-                          {"Pellora", "2", "5.2.0", kUpdateServer, "false"});
+                          {"Pellora", "2", kFullVersionText, kUpdateServer, "false"});
   });
 
   for (int i = 0; i < Command1.Count(); ++i) Command1(i).Visible = false;
@@ -57,14 +84,6 @@ MainWindow::MainWindow(Program& program)
 }
 
 void MainWindow::ConnectEvents() {
-  mAddurl.OnClick = [this] { RunAction(kAdd); };
-  mDeleteurl.OnClick = [this] { RunAction(kDelete); };
-  mResetlist.OnClick = [this] { RunAction(kResetList); };
-  mExit.OnClick = [this] { RunAction(kQuit); };
-  mPausedl.OnClick = [this] { RunAction(kPause); };
-  mPauseall.OnClick = [this] { RunAction(kPauseAll); };
-  mResumeall.OnClick = [this] { RunAction(kResumeAll); };
-  mProperties.OnClick = [this] { RunAction(kOptions); };
   sdb.OnClick = [this] { ShowBasket(!sdb.Checked); };
   Command5.OnClick = [this] { ShowBasket(true); };
   sdw.OnClick = [this] {
@@ -75,21 +94,10 @@ void MainWindow::ConnectEvents() {
   Label2.OnDoubleClick = [this] { platform_.shell.OpenUrl(kHomePage); };
   about.OnClick = [this] { platform_.tasks.Spawn(About()); };
 
-  const std::map<std::string, Menu*> entryOfKey = {
-      {"AddURL", &mAddurl},
-      {"RemoveURL", &mDeleteurl},
-      {"ResetList", &mResetlist},
-      {"Options", &mProperties},
-      {"PauseDownload", &mPausedl},
-      {"PauseAll", &mPauseall},
-      {"ResumeDownloads", &mResumeall},
-      {"Quit", &mExit},
-  };
-  Toolbar1.OnButtonClick = [this, entryOfKey](const std::string& key) {
-    const auto entry = entryOfKey.find(key);
-    if (entry == entryOfKey.end()) return RunAction(kBrowser);
-    if (entry->second->Enabled && entry->second->OnClick) entry->second->OnClick();
-  };
+  for (const Command& command : kCommands) {
+    if (command.entry) (this->*command.entry).OnClick = [this, action = command.action] { RunAction(action); };
+  }
+  Toolbar1.OnButtonClick = [this](const std::string& key) { RunToolbarKey(key); };
   for (int i = 0; i < Command1.Count(); ++i) {
     Command1(i).OnClick = [this, i] { RunAction(i); };
   }
@@ -99,9 +107,6 @@ void MainWindow::ConnectEvents() {
   ListView1.OnDeleteKey = [this] { RunAction(kDelete); };
   opene.OnClick = [this] { OpenOrRestart(ListView1); };
   resumed.OnClick = [this] { OpenOrRestart(ListView1); };
-  delete_.OnClick = [this] { RunAction(kDelete); };
-  stopdl.OnClick = [this] { RunAction(kPause); };
-  stopall.OnClick = [this] { RunAction(kPauseAll); };
   shedulded.OnClick = [this] { ToggleScheduled(); };
 
   ListView2.OnClick = [this] { SelectFinished(); };
@@ -124,6 +129,13 @@ void MainWindow::ConnectEvents() {
   timer5_.OnTimer = [this] { SaveTick(); };
 }
 
+void MainWindow::RunToolbarKey(std::string_view key) {
+  for (const Command& command : kCommands) {
+    if (command.key != key) continue;
+    if (!command.entry || (this->*command.entry).Enabled) RunAction(command.action);
+  }
+}
+
 void MainWindow::ConnectHints() {
   const auto hint = [this](Control& control, const char* text) {
     control.OnMouseMove = [this, text] { Status(text); };
@@ -135,7 +147,7 @@ void MainWindow::ConnectHints() {
   hint(Picture3, "Preview window, click on a media file to preview it.");
   hint(Slider1, "Change the volume of the playback.");
   hint(Label2, "Go on the site of Pellora");
-  Toolbar1.OnMouseMove = [this] { Status(program_.Text(412)); };  // one hint for all buttons
+  Toolbar1.OnMouseMove = [this] { Status(program_.Text(kToolbarHint)); };  // one hint for all buttons
   Picture4.OnMouseMove = [this] { OnMouseMove(); };
 }
 

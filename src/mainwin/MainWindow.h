@@ -13,11 +13,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "async/Timer.h"
 #include "async/Winsock.h"
 #include "core/Program.h"
+#include "core/RecordLife.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "ports/Media.h"
@@ -199,6 +201,7 @@ class MainWindow final : public Window, public Lists {
   };
 
   void ConnectEvents();
+  void RunToolbarKey(std::string_view key);
   void ConnectHints();
   void ShowVersion();
   Task<> About();
@@ -221,9 +224,9 @@ class MainWindow final : public Window, public Lists {
   Task<> Quit();
   void PauseSelected();
   void PauseAll();
+  bool PauseRunning();
   Task<> ResumeAll();
   Task<> ResetList();
-  void EmptySlot(std::int16_t index);
   void PreparePopup();
   void PrepareFinishedPopup();
   void ToggleScheduled();
@@ -233,14 +236,13 @@ class MainWindow final : public Window, public Lists {
   Task<> ClearAll();
 
   // Starting a record.
-  Task<> StartRecord(std::int16_t index, bool fromQueue);
+  Task<> StartRecord(std::int16_t index, Start start);
 
   // The tick.
   void Tick();
   void WatchConnection();
   std::optional<std::string> ClipboardUrl();
   void ShowSpeed(int runningCount);
-  void ApplySchedule();
   Task<> PumpQueue();
   void SaveTick();
 
@@ -283,6 +285,8 @@ class MainWindow final : public Window, public Lists {
   std::optional<std::uint32_t> lastRefresh_;  // tick count; nothing: never yet
   bool missedAll_ = false;                    // refused refreshes that are still owed
   std::vector<std::int16_t> missedRows_;
+  bool gatherRefreshes_ = false;                           // refreshes are refused, forced ones too
+  bool forcedMeanwhile_ = false;                           // one of them was forced
   std::vector<std::int32_t> rowOfRecord_;                  // by record; -1: no row in ListView1
   std::vector<std::pair<double, std::string>> dateTexts_;  // by record: DateAdded and its text
   std::vector<ListRow> formerRows_;  // of the last rebuild of each list; the next one is built in them

@@ -7,8 +7,8 @@
 
 #include "async/TaskLoop.h"
 #include "core/Capture.h"
-#include "core/Dates.h"
 #include "core/Numbers.h"
+#include "core/Queue.h"
 #include "lang/Format.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Clock.h"
@@ -19,6 +19,8 @@
 namespace pellora {
 
 namespace {
+
+constexpr int kTextKilobytes = 1;
 
 std::int32_t RoundedSpeed(float speed) {
   const std::int64_t most = std::numeric_limits<std::int32_t>::max();
@@ -43,7 +45,8 @@ void MainWindow::Tick() {
     if (record.InUse && record.Active && record.ElapsedSeconds > 0) ++runningCount;
   }
   ShowSpeed(runningCount);
-  if (program_.settings.Schedule) ApplySchedule();
+  Settings& settings = program_.settings;
+  if (settings.Schedule && Queue(program_).ApplySchedule(settings, platform_.clock.Now())) missedAll_ = true;
   platform_.tasks.Spawn(PumpQueue());
 }
 
@@ -75,7 +78,7 @@ void MainWindow::ShowSpeed(int runningCount) {
   if (overallSpeed_ > static_cast<float>(peakSpeed_)) peakSpeed_ = RoundedSpeed(overallSpeed_);
 
   const auto kilobytes = static_cast<std::int64_t>(std::floor(overallSpeed_ / 1024.0F));
-  const std::string speed = "Speed : " + std::to_string(kilobytes) + " " + program_.Text(1) + "/s ";
+  const std::string speed = "Speed : " + std::to_string(kilobytes) + " " + program_.Text(kTextKilobytes) + "/s ";
   StatusBar1.SetPanel(2, speed);
   if (!program_.catcher) return;
   program_.catcher->refreshMessage("Pellora! Downloads(" + std::to_string(runningCount) + ") " + speed);
@@ -84,39 +87,17 @@ void MainWindow::ShowSpeed(int runningCount) {
   program_.catcher->refreshIcon(static_cast<int>(std::clamp(level, 0.0F, 4.0F)));
 }
 
-void MainWindow::ApplySchedule() {
-  Settings& settings = program_.settings;
-  const bool daily = settings.ScheduleOption != 0;
-  const double now = platform_.clock.Now();
-  if (!(now > (daily ? settings.ScheduleHour : settings.ScheduleDate))) return;
-  for (int i = 1; i <= program_.DownloadCount; ++i) {
-    DownloadRecord& record = program_.Download(i);
-    if (!record.InUse || record.Active || record.Queued != 0 || record.Scheduled == 0) continue;
-    record.Queued = 1;
-    record.Scheduled = 0;
-    missedAll_ = true;
-  }
-  if (daily) settings.ScheduleHour = NextOccurrence(settings.ScheduleHour, now);
-}
-
 Task<> MainWindow::PumpQueue() {
   const auto hold = Hold();
-  if (program_.ActiveCount() >= program_.settings.MaxSimulDownlads) co_return;
-  std::int16_t first = 0;
-  for (int i = 1; i <= program_.DownloadCount && first == 0; ++i) {
-    const DownloadRecord& record = program_.Download(i);
-    if (record.InUse && record.Queued != 0) first = static_cast<std::int16_t>(i);
-  }
-  if (first == 0) co_return;
-  DownloadRecord& record = program_.Download(first);
-  const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(first);
-  // Scheduled, started by hand and finished since: it is not started again.
-  if (!transfer && !record.Finished) {
-    co_await StartRecord(first, true);
+  const std::optional<Queue::Turn> turn = Queue(program_).Next(program_.settings.MaxSimulDownlads);
+  if (!turn) co_return;
+  if (turn->starts) {
+    co_await StartRecord(turn->index, Start::Queued);
     co_return;
   }
-  record.Queued = 0;
+  program_.Download(turn->index).Queued = 0;
   missedAll_ = true;  // its row no longer reads as queued
+  const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(turn->index);
   if (transfer && program_.ShowTransferWindow) transfer->ShowWindow();
 }
 

@@ -6,6 +6,7 @@
 
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
+#include "core/Scheme.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/ClipboardUrl.h"
 #include "mainwin/MainWindow.h"
@@ -46,7 +47,7 @@ Task<> MainWindow::AddAction() {
     form1->Show();
     const std::optional<std::string> clipboard = platform_.clipboard.Text();
     const std::string_view offered = clipboard ? TrimCopiedText(*clipboard) : std::string_view{};
-    form1->Text1.Text = BeginsWithScheme(offered) ? std::string(offered) : std::string("http://");
+    form1->Text1.Text = std::string(HasLowerCaseScheme(offered) ? offered : kHttpScheme);
     form1->SelectText();
     std::function<bool()> answered = [this] { return !form1->Tag().empty(); };
     co_await platform_.tasks.UntilEvent(std::move(answered));
@@ -56,7 +57,7 @@ Task<> MainWindow::AddAction() {
   }
   if (answer == "CANCEL") co_return;
   // What the parser takes must not vanish without a message, so the case plays no part here.
-  if (!StartsWithNoCase(url, "http://") && !StartsWithNoCase(url, "ftp://")) co_return;
+  if (!HasScheme(url)) co_return;
   co_await AddDownload(&program_, url, answer == "LATER", 0, this);
 }
 

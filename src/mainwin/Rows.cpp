@@ -20,7 +20,6 @@ namespace pellora {
 
 namespace {
 
-constexpr std::uint32_t kRefreshMilliseconds = 500;
 // Files of the finished list whose length is asked within one event; a slow disk must not stop the window.
 constexpr std::size_t kFilesInOneGo = 256;
 
@@ -28,8 +27,10 @@ constexpr int kTextFinished = 300;
 constexpr int kTextActive = 301;
 constexpr int kTextQueued = 302;
 constexpr int kTextStopped = 303;
-constexpr std::size_t kSubItems = 5;      // of ListView1
-constexpr std::size_t kStatusColumn = 2;  // among them
+
+// The sub-items of a row, which follow its file name.
+enum CurrentSubItem : std::size_t { kServer, kSize, kStatus, kDateAdded, kRemaining, kCurrentSubItems };
+enum FinishedSubItem : std::size_t { kFinishedSize, kFinishedUrl, kFinishedDate, kFinishedSubItems };
 
 void SetWithPercent(std::string& text, const std::string& word, const DownloadRecord& record,
                     const std::string& separator) {
@@ -42,7 +43,7 @@ ListRow& RowAt(std::vector<ListRow>& rows, std::size_t at) { return at < rows.si
 
 const char* WaitingIcon(const DownloadRecord& record) {
   if (record.Scheduled == 1) return "shed";
-  if (record.ConnectState == "1") return "wrong";
+  if (TimedOut(record)) return "wrong";
   return "down";
 }
 
@@ -56,7 +57,8 @@ bool MainWindow::RefreshIsDue() const {
 }
 
 void MainWindow::RefreshRows(std::int16_t index, std::int16_t force) {
-  if (force <= 0 && !RefreshIsDue()) {
+  if (gatherRefreshes_ || (force <= 0 && !RefreshIsDue())) {
+    forcedMeanwhile_ = forcedMeanwhile_ || force > 0;
     if (index == 0) {
       missedAll_ = true;
     } else if (std::find(missedRows_.begin(), missedRows_.end(), index) == missedRows_.end()) {
@@ -97,13 +99,13 @@ void MainWindow::RebuildRows() {
     ListRow& row = RowAt(rows, used);
     FillRow(row, static_cast<std::int16_t>(i), separator);
     if (record.Active) {
-      SetWithPercent(row.subItems[kStatusColumn], program_.Text(kTextActive), record, separator);
+      SetWithPercent(row.subItems[kStatus], program_.Text(kTextActive), record, separator);
       row.icon = "stop";
     } else {
       if (record.Queued != 0) {
-        row.subItems[kStatusColumn] = program_.Text(kTextQueued);
+        row.subItems[kStatus] = program_.Text(kTextQueued);
       } else {
-        SetWithPercent(row.subItems[kStatusColumn], program_.Text(kTextStopped), record, separator);
+        SetWithPercent(row.subItems[kStatus], program_.Text(kTextStopped), record, separator);
       }
       row.icon = WaitingIcon(record);
     }
@@ -129,7 +131,7 @@ bool MainWindow::UpdateRow(std::int16_t index) {
   const std::string separator = platform_.locale.DecimalSeparator();
   ListRow row;
   FillRow(row, index, separator);
-  std::string& status = row.subItems[kStatusColumn];
+  std::string& status = row.subItems[kStatus];
   if (record.Finished) {
     status = program_.Text(kTextFinished);
     row.icon = old.icon;
@@ -149,11 +151,11 @@ void MainWindow::FillRow(ListRow& row, std::int16_t index, const std::string& se
   const DownloadRecord& record = program_.Download(index);
   row.key = record.URL;
   row.text = record.FileName;
-  row.subItems.resize(kSubItems);
-  row.subItems[0] = record.Host;
-  row.subItems[1] = FormatSize(record.FileSize, program_.LangStrings, separator);
-  row.subItems[3] = DateText(index);
-  row.subItems[4] = FormatClock(record.RemainingSeconds);
+  row.subItems.resize(kCurrentSubItems);
+  row.subItems[kServer] = record.Host;
+  row.subItems[kSize] = FormatSize(record.FileSize, program_.LangStrings, separator);
+  row.subItems[kDateAdded] = DateText(index);
+  row.subItems[kRemaining] = FormatClock(record.RemainingSeconds);
   row.record = index;
   row.serial = program_.Serial(index);
 }
@@ -187,10 +189,10 @@ void MainWindow::RefreshDownList() {
     row.key = record.URL;
     row.text = record.FileName;
     row.icon = FileTypePicture(record.SavePath);
-    row.subItems.resize(3);
-    row.subItems[0] = FormatSize(record.FileSize, program_.LangStrings, separator);
-    row.subItems[1] = record.URL;
-    row.subItems[2] = DateText(static_cast<std::int16_t>(i));
+    row.subItems.resize(kFinishedSubItems);
+    row.subItems[kFinishedSize] = FormatSize(record.FileSize, program_.LangStrings, separator);
+    row.subItems[kFinishedUrl] = record.URL;
+    row.subItems[kFinishedDate] = DateText(static_cast<std::int16_t>(i));
     row.record = static_cast<std::int16_t>(i);
     row.serial = program_.Serial(i);
   }

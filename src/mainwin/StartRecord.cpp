@@ -1,33 +1,16 @@
 // StartRecord: starting one record, from the queue or on demand.
-#include <algorithm>
 #include <memory>
 
+#include "core/Queue.h"
 #include "mainwin/MainWindow.h"
 
 namespace pellora {
 
-// From the slot's first test up to the transfer in it nothing may run in between.
-Task<> MainWindow::StartRecord(std::int16_t index, bool fromQueue) {
+// From the test that the place is empty up to the transfer in it nothing may run in between.
+Task<> MainWindow::StartRecord(std::int16_t index, Start start) {
   const auto hold = Hold();
-  const std::shared_ptr<Transfer> transfer = program_.newTransferWindow();
-  program_.TransferWindowAt(index) = transfer;
-  const std::uint32_t serial = program_.Serial(index);
-  DownloadRecord& record = program_.Download(index);
-  record.Paused = false;
-  record.Active = true;
-  missedAll_ = true;  // its row says so at the next tick, however long the server takes to answer
-  if (fromQueue) record.Queued = 0;
-  record.ContinueSegments = record.SegmentCount >= 1;
-  const auto elements = static_cast<int>(record.Segments.size());
-  for (int k = 1; k <= record.SegmentCount && k < elements; ++k) {
-    SegmentRecord& segment = record.Segment(k);
-    if (segment.State != kSegmentComplete) segment.Fold();
-  }
-  transfer->SetRecordIndex(index);
-  co_await transfer->InitConnection();
-  // The record may have ended, and its slot been filled anew, while the attempt was begun.
-  if (!program_.ShowTransferWindow || !program_.Holds(index, serial)) co_return;
-  if (program_.TransferWindowAt(index) == transfer) transfer->ShowWindow();
+  missedAll_ = true;  // its row shows the start at the next tick, however long the server takes to answer
+  co_await StartTransfer(&program_, index, start);
 }
 
 Task<> MainWindow::Restart(std::int16_t index) {
@@ -39,8 +22,8 @@ Task<> MainWindow::Restart(std::int16_t index) {
     if (program_.Holds(index, serial) && program_.TransferWindowAt(index) == transfer) transfer->ShowWindow();
     co_return;
   }
-  if (program_.ActiveCount() < program_.settings.MaxSimulDownlads) {
-    co_await StartRecord(index, false);
+  if (!Queue(program_).IsFull(program_.settings.MaxSimulDownlads)) {
+    co_await StartRecord(index, Start::Listed);
     co_return;
   }
   program_.Download(index).Queued = 1;

@@ -7,6 +7,8 @@
 #include "async/Boxes.h"
 #include "async/TaskLoop.h"
 #include "core/Addresses.h"
+#include "core/RecordLife.h"
+#include "core/Version.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
 #include "mainwin/VersionReply.h"
@@ -117,7 +119,7 @@ Task<> MainWindow::OfferVersion(float version, std::string notes) {
   }
   if (answer != kAnswerYes) co_return;
   const std::string url = kPackageSite + VersionDigits(version) + ".zip";
-  co_await AddDownload(&program_, url, false, -1, this);
+  co_await AddDownload(&program_, url, false, kUpdateKind, this);
 }
 
 }  // namespace pellora

@@ -6,10 +6,6 @@
 
 namespace pellora {
 
-// The program's own version. A 32-bit float on both sides of every comparison: 5.2 in 64 bits is another
-// number.
-inline constexpr float kVersion = 5.2F;
-
 struct VersionReply {
   float version = 0;  // 0 where there is no number
   std::string notes;

@@ -103,25 +103,14 @@ bool options::WriteTestFile(const std::string& folder, FileKind kind) {
 // Text that does not convert leaves the former value, and nothing is said: the checks are blunter than the
 // conversions ("3x" passes the one and fails the other).
 void options::TakeOver() {
+  for (const auto& [box, setting] : Switches()) *setting = box->Value;
+  for (const auto& [box, setting] : Texts()) *setting = box->Text;
+
   Settings& settings = program_.settings;
-  settings.CheckClipboard = Check1.Value;
-  settings.BrowserIngeration = Check2.Value;
-  settings.SaveAs = Check3.Value;
-  settings.SafeDisk = Check4.Value;
-  settings.DownloadFolder = Text2.Text;
-  settings.TempFolder = Text1.Text;
-  settings.AutoPreviewZIP = Check5.Value;
   Skip([&] { settings.MaxSegments = ToInt32(Text3.Text()); });
   Skip([&] { settings.MaxSimulDownlads = ToInt32(Text4.Text()); });
-  settings.AutoCloseInternet = Check6.Value;
-  settings.Schedule = Check7.Value;
   settings.ProxyPort = RoundedPrefix(Text8.Text());
-  settings.ProxyServer = Text7.Text;
-  settings.ProxyFTP = Check9.Value;
-  settings.ProxyHTTP = Check8.Value;
-  settings.IgnoreString = Text9.Text;
   TakeOverSchedule();
-  settings.AutoStart = Check10.Value;
 }
 
 void options::TakeOverSchedule() {

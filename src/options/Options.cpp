@@ -58,6 +58,28 @@ options::options(Program& program) : Window(program.platform, "options", "Pellor
   ConnectEvents();
 }
 
+std::array<std::pair<CheckBox*, bool*>, 10> options::Switches() {
+  Settings& settings = program_.settings;
+  return {{{&Check1, &settings.CheckClipboard},
+           {&Check2, &settings.BrowserIngeration},
+           {&Check3, &settings.SaveAs},
+           {&Check4, &settings.SafeDisk},
+           {&Check5, &settings.AutoPreviewZIP},
+           {&Check6, &settings.AutoCloseInternet},
+           {&Check7, &settings.Schedule},
+           {&Check8, &settings.ProxyHTTP},
+           {&Check9, &settings.ProxyFTP},
+           {&Check10, &settings.AutoStart}}};
+}
+
+std::array<std::pair<TextBox*, std::string*>, 4> options::Texts() {
+  Settings& settings = program_.settings;
+  return {{{&Text1, &settings.TempFolder},
+           {&Text2, &settings.DownloadFolder},
+           {&Text7, &settings.ProxyServer},
+           {&Text9, &settings.IgnoreString}}};
+}
+
 void options::ConnectEvents() {
   TabStrip1.OnClick = [this] { ShowPage(TabStrip1.Selected + 1); };
   // One of the two is always set.
@@ -85,26 +107,15 @@ void options::ShowPage(int page) {
 }
 
 void options::RefreshFromOptions() {
-  const Settings& settings = program_.settings;
-  Check1.Value = settings.CheckClipboard;
-  Check2.Value = settings.BrowserIngeration;
-  Check3.Value = settings.SaveAs;
-  Check4.Value = settings.SafeDisk;
-  Check5.Value = settings.AutoPreviewZIP;
-  Check6.Value = settings.AutoCloseInternet;
-  Check7.Value = settings.Schedule;
-  Check8.Value = settings.ProxyHTTP;
-  Check9.Value = settings.ProxyFTP;
-  Check10.Value = settings.AutoStart;
+  for (const auto& [box, setting] : Switches()) box->Value = *setting;
+  for (const auto& [box, setting] : Texts()) box->Text = *setting;
 
-  const DateForms forms = platform_.locale.ShortForms();
-  Text2.Text = settings.DownloadFolder;
-  Text1.Text = settings.TempFolder;
+  const Settings& settings = program_.settings;
   Text3.Text = std::to_string(settings.MaxSegments);
   Text4.Text = std::to_string(settings.MaxSimulDownlads);
-  Text7.Text = settings.ProxyServer;
   Text8.Text = std::to_string(settings.ProxyPort);
-  Text9.Text = settings.IgnoreString;
+
+  const DateForms forms = platform_.locale.ShortForms();
   Text5.Text = TextOf(ShortDate, settings.ScheduleDate, forms);
   Text6.Text = TextOf(ShortTime, settings.ScheduleDate, forms);
   Text10.Text = TextOf(ShortTime, settings.ScheduleHour, forms);

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "core/Program.h"
 #include "ports/Dialogs.h"
@@ -91,6 +92,11 @@ class options final : public Window {
   void OnLoad() override;
 
  private:
+  // The controls whose value is the setting itself; the others have a reader of their own at OK, which is not
+  // that of the store.
+  std::array<std::pair<CheckBox*, bool*>, 10> Switches();
+  std::array<std::pair<TextBox*, std::string*>, 4> Texts();
+
   void ConnectEvents();
   void ShowPage(int page);
   void ListLanguages();

@@ -3,16 +3,24 @@
 
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace pellora {
 
 // Per-user store of texts under application and key; the section is always "Options".
 class SettingsStore {
  public:
+  using Values = std::vector<std::pair<std::string, std::string>>;  // key and text
+
   virtual ~SettingsStore() = default;
   virtual std::optional<std::string> Get(const std::string& application, const std::string& key) const = 0;
-  // Written at once and atomically; throws Failure(File) when it cannot be.
-  virtual void Set(const std::string& application, const std::string& key, const std::string& value) = 0;
+  // Writes all of them at once and atomically, keys that are new in this order; throws Failure(File) and leaves
+  // all as they were when it cannot.
+  virtual void SetAll(const std::string& application, const Values& values) = 0;
+  void Set(const std::string& application, const std::string& key, const std::string& value) {
+    SetAll(application, {{key, value}});
+  }
 };
 
 }  // namespace pellora

@@ -1,6 +1,6 @@
-// The native messaging host: started by a browser for the extension, it hands each request on to the program
-// over the session bus, which starts the program if need be, and answers whether it was taken. Standard
-// output belongs to the answers.
+// The native messaging host: started by a browser for the extension, it passes each request to the program over the
+// session bus, which starts the program if necessary, and replies whether the program took it. Only replies may be
+// written to standard output.
 #include <unistd.h>
 
 #include <QByteArray>
@@ -18,16 +18,16 @@ namespace {
 
 constexpr int kTimeoutMilliseconds = 30000;  // the program may have to start
 
-// A browser without a bus of its own tells its hosts that there is none.
+// A sandboxed browser may pass its hosts a disabled bus address.
 QDBusConnection SessionBus() {
-  const QByteArray told = qgetenv("DBUS_SESSION_BUS_ADDRESS");
-  if (!told.isEmpty() && told != "disabled:") return QDBusConnection::sessionBus();
+  const QByteArray address = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+  if (!address.isEmpty() && address != "disabled:") return QDBusConnection::sessionBus();
   const QString usual = QStringLiteral("unix:path=") + qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/bus");
   return QDBusConnection::connectToBus(usual, QStringLiteral("session"));
 }
 
-// Empty if the program has taken it.
-QString HandOver(const HostRequest& request) {
+// Passes the request to the program. Returns why it failed, or an empty string.
+QString PassOn(const HostRequest& request) {
   if (!request.error.isEmpty()) return request.error;
   const QDBusConnection bus = SessionBus();
   if (!bus.isConnected()) return QStringLiteral("The session bus cannot be reached.");
@@ -58,11 +58,11 @@ int Serve() {
     const FrameEnd end = ReadFrame(STDIN_FILENO, json);
     if (end == FrameEnd::End) return 0;
     if (end != FrameEnd::Frame) {
-      // What follows cannot be told apart from the broken frame.
+      // The start of the next frame is unknown.
       WriteFrame(STDOUT_FILENO, AnswerText(Complaint(end)));
       return 1;
     }
-    if (!WriteFrame(STDOUT_FILENO, AnswerText(HandOver(ParseRequest(json))))) return 1;
+    if (!WriteFrame(STDOUT_FILENO, AnswerText(PassOn(ParseRequest(json))))) return 1;
   }
 }
 

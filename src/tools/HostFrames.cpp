@@ -9,11 +9,13 @@
 #include <cerrno>
 #include <cstring>
 
+#include "core/Scheme.h"
+
 namespace pellora {
 
 namespace {
 
-// The number of bytes that came until `size` were there or the end was.
+// Reads until `size` bytes or the end. Returns the number of bytes read.
 std::size_t ReadBytes(int descriptor, char* data, std::size_t size) {
   std::size_t done = 0;
   while (done < size) {
@@ -25,8 +27,8 @@ std::size_t ReadBytes(int descriptor, char* data, std::size_t size) {
   return done;
 }
 
-// A text of the request; absent or null is empty. False for anything else, and for a NUL, which no text on
-// the bus may hold.
+// A string of the request; absent or null is empty. False for other types and for a NUL, which the bus does not allow
+// in strings.
 bool TakeText(const QJsonObject& request, const char* name, QString& text) {
   const QJsonValue value = request.value(QLatin1String(name));
   text = value.toString();
@@ -43,7 +45,7 @@ FrameEnd ReadFrame(int descriptor, QByteArray& json) {
   if (got < head.size()) return FrameEnd::CutShort;
   std::memcpy(&length, head.data(), head.size());
   if (length == 0) return FrameEnd::Empty;
-  if (length > kLongestFrame) return FrameEnd::TooLong;
+  if (length > kMaxFrameLength) return FrameEnd::TooLong;
   json.resize(static_cast<qsizetype>(length));
   return ReadBytes(descriptor, json.data(), length) == length ? FrameEnd::Frame : FrameEnd::CutShort;
 }
@@ -66,17 +68,16 @@ HostRequest ParseRequest(const QByteArray& json) {
   HostRequest request;
   const QJsonDocument document = QJsonDocument::fromJson(json);
   if (!document.isObject()) {
-    request.error = QStringLiteral("The request is no JSON object.");
+    request.error = QStringLiteral("The request is not a JSON object.");
     return request;
   }
   const QJsonObject object = document.object();
   if (!TakeText(object, "url", request.url) || !TakeText(object, "referrer", request.referrer) ||
       !TakeText(object, "cookie", request.cookie)) {
-    request.error = QStringLiteral("The request holds something else than texts.");
+    request.error = QStringLiteral("The request contains a value that is not a text.");
     return request;
   }
-  const QString scheme = request.url.trimmed().toLower();
-  if (!scheme.startsWith(QLatin1String("http://")) && !scheme.startsWith(QLatin1String("ftp://"))) {
+  if (!HasScheme(request.url.trimmed().toStdString())) {
     request.error = QStringLiteral("Pellora takes http and ftp addresses only.");
   }
   return request;

@@ -1,5 +1,5 @@
-// HostFrames: the frames in which a browser and a native messaging host talk: a length of four bytes in the
-// machine's order, then that many bytes of JSON in UTF-8.
+// HostFrames: the frames between a browser and a native messaging host: a length of four bytes in the machine's byte
+// order, then that many bytes of JSON in UTF-8.
 #pragma once
 
 #include <QByteArray>
@@ -8,23 +8,23 @@
 
 namespace pellora {
 
-inline constexpr std::uint32_t kLongestFrame = 1 << 20;  // a link with its cookies is far shorter
+inline constexpr std::uint32_t kMaxFrameLength = 1 << 20;  // a link with its cookies is far shorter
 
 enum class FrameEnd {
-  Frame,     // a whole one was read
-  End,       // the browser has closed its side between two frames
-  CutShort,  // or within one
+  Frame,     // complete
+  End,       // the browser closed the stream between two frames
+  CutShort,  // the browser closed the stream within a frame
   Empty,
   TooLong,
 };
 
-// Reads one frame, waiting for it. Nothing of a frame that is too long is read beyond its length.
+// Reads one frame, blocking. Of a frame that is too long, only the length is read.
 FrameEnd ReadFrame(int descriptor, QByteArray& json);
 
 // False if the browser no longer listens.
 bool WriteFrame(int descriptor, const QByteArray& json);
 
-// What the extension asks for; `error` is empty if it is a request that can be handed on.
+// A request of the extension; `error` is empty if it is valid.
 struct HostRequest {
   QString url;
   QString referrer;
@@ -33,7 +33,7 @@ struct HostRequest {
 };
 HostRequest ParseRequest(const QByteArray& json);
 
-// The answer to the extension: success for an empty error.
+// The reply to the extension: success if `error` is empty.
 QByteArray AnswerText(const QString& error);
 
 }  // namespace pellora

@@ -13,17 +13,17 @@ void Fail(Awaited& item, const QString& reason) {
 
 QString NameOf(const Awaited& item) {
   if (!item.last.name.isEmpty()) return item.last.name;
-  return item.last.url.isEmpty() ? item.asked : item.last.url;
+  return item.last.url.isEmpty() ? item.given : item.last.url;
 }
 
 }  // namespace
 
-WaitList::WaitList(const QStringList& asked) {
-  for (const QString& text : asked) {
-    const bool again = std::any_of(items_.begin(), items_.end(), [&](const Awaited& i) { return i.asked == text; });
+WaitList::WaitList(const QStringList& given) {
+  for (const QString& text : given) {
+    const bool again = std::any_of(items_.begin(), items_.end(), [&](const Awaited& i) { return i.given == text; });
     if (again) continue;
     Awaited item;
-    item.asked = text;
+    item.given = text;
     items_.push_back(item);
   }
 }
@@ -35,22 +35,22 @@ WaitList::WaitList(const QList<DownloadRow>& rows) {
     item.last = row;
     items_.push_back(item);
   }
-  Look(rows);
+  Update(rows);
 }
 
-void WaitList::Look(const QList<DownloadRow>& rows) {
+void WaitList::Update(const QList<DownloadRow>& rows) {
   for (Awaited& item : items_) {
-    if (item.outcome == Awaited::Outcome::Open) LookAt(item, rows);
+    if (item.outcome == Awaited::Outcome::Open) UpdateItem(item, rows);
   }
 }
 
-void WaitList::LookAt(Awaited& item, const QList<DownloadRow>& rows) {
+void WaitList::UpdateItem(Awaited& item, const QList<DownloadRow>& rows) {
   bool isIndex = false;
-  const int askedIndex = item.asked.toInt(&isIndex);
+  const int givenIndex = item.given.toInt(&isIndex);
   const auto row = std::find_if(rows.begin(), rows.end(), [&](const DownloadRow& r) {
     if (!item.id.isEmpty()) return r.id == item.id;
-    if (isIndex) return r.index == askedIndex;
-    return r.id == item.asked || (r.url == item.asked && !Taken(r.id));
+    if (isIndex) return r.index == givenIndex;
+    return r.id == item.given || (r.url == item.given && !IsTaken(r.id));
   });
   if (row == rows.end()) {
     if (!item.id.isEmpty()) Fail(item, "it is no longer in the list");
@@ -63,7 +63,7 @@ void WaitList::LookAt(Awaited& item, const QList<DownloadRow>& rows) {
   if (row->state == "paused") Fail(item, "it is paused");
 }
 
-bool WaitList::Taken(const QString& id) const {
+bool WaitList::IsTaken(const QString& id) const {
   return std::any_of(items_.begin(), items_.end(), [&](const Awaited& i) { return i.id == id; });
 }
 
@@ -103,8 +103,8 @@ QString ProgressLine(const Awaited& item) {
 }
 
 QString SilenceText(const DownloadRow& row) {
-  constexpr uint kWorthSaying = 10;  // seconds; a server may well take a breath
-  if (!row.silentSeconds || *row.silentSeconds < kWorthSaying) return {};
+  constexpr uint kMinReportedSeconds = 10;  // servers often pause for a few seconds
+  if (!row.silentSeconds || *row.silentSeconds < kMinReportedSeconds) return {};
   return "no byte for " + QString::number(*row.silentSeconds) + " s";
 }
 

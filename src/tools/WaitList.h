@@ -1,8 +1,8 @@
-// WaitList: decides from one look at the program's list after another how the awaited downloads stand.
+// WaitList: follows the awaited downloads from one snapshot of the program's list to the next.
 //
 // A download is found by id, index or URL and from then on followed by its id: a redirect changes the URL, and another
-// download may take the index. One that is not listed yet is waited for until Expire says that it had its time. A pure
-// function of the lists it is shown.
+// download may take the index. One that is not listed yet is awaited until Expire is called. The result depends only on
+// the snapshots.
 #pragma once
 
 #include <QList>
@@ -16,7 +16,7 @@ namespace pellora {
 
 struct Awaited {
   enum class Outcome { Open, Finished, Failed };
-  QString asked;  // an id, an index or a URL; empty for a row of a list that is awaited as a whole
+  QString given;  // an id, an index or a URL; empty for a download of a list awaited as a whole
   QString id;     // empty until found
   DownloadRow last;
   Outcome outcome = Outcome::Open;
@@ -25,15 +25,15 @@ struct Awaited {
 
 class WaitList {
  public:
-  // Waits for each of `asked`; every one must come to its end.
-  explicit WaitList(const QStringList& asked);
-  // Waits for what the list holds now.
+  // Waits for each of `given`.
+  explicit WaitList(const QStringList& given);
+  // Waits for everything in the list.
   explicit WaitList(const QList<DownloadRow>& rows);
 
-  void Look(const QList<DownloadRow>& rows);
-  // Fails what has not been listed so far.
+  void Update(const QList<DownloadRow>& rows);
+  // Fails what has not been found in the list so far.
   void Expire();
-  // Fails everything that is still open.
+  // Fails everything that has not ended.
   void GiveUp(const QString& reason);
 
   bool Done() const;
@@ -41,16 +41,16 @@ class WaitList {
   const std::vector<Awaited>& Items() const { return items_; }
 
  private:
-  void LookAt(Awaited& item, const QList<DownloadRow>& rows);
-  bool Taken(const QString& id) const;
+  void UpdateItem(Awaited& item, const QList<DownloadRow>& rows);
+  bool IsTaken(const QString& id) const;
 
   std::vector<Awaited> items_;
 };
 
-// "name: 42.0%, 420000 of 1000000 bytes, active"; the saved path behind a finished one.
+// "name: 42.0%, 420000 of 1000000 bytes, active"; a finished download shows its saved path.
 QString ProgressLine(const Awaited& item);
 
-// "no byte for 42 s" of a download that has been silent for long, else empty.
+// "no byte for 42 s" for a download that has been silent for long, otherwise empty.
 QString SilenceText(const DownloadRow& row);
 
 }  // namespace pellora

@@ -1,5 +1,5 @@
-// pelloractl: hands URLs to Pellora, lists, pauses and removes its downloads and waits for them. It uses nothing but
-// the session bus, and has nobody asked anything.
+// pelloractl: adds URLs to Pellora, lists, pauses and removes its downloads and waits for them. It uses only the
+// session bus, and never makes the program show a question.
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -24,12 +24,11 @@ namespace {
 
 enum ExitCode { kOk = 0, kNotFinished = 1, kUsage = 2, kNotReachable = 3, kTimedOut = 4 };
 
-constexpr int kStartMilliseconds = 30000;  // for an answer; a call may have to start the program first
-constexpr int kLookMilliseconds = 200;
+constexpr int kCallMilliseconds = 30000;  // for a reply; a call may have to start the program first
+constexpr int kPollMilliseconds = 200;
 constexpr int kLineMilliseconds = 1000;     // between two lines of one download
-constexpr int kListedMilliseconds = 10000;  // for an added download to be listed
-
-constexpr int kEndMilliseconds = 60000;  // for the program to end
+constexpr int kListedMilliseconds = 10000;  // until an added download must be listed
+constexpr int kQuitMilliseconds = 60000;    // until the program must have ended
 
 constexpr const char* kHelp =
     "Usage: pelloractl add URL...\n"
@@ -40,22 +39,22 @@ constexpr const char* kHelp =
     "       pelloractl resume\n"
     "       pelloractl quit\n"
     "\n"
-    "add    hands the addresses to Pellora and prints the id of each; the session bus starts Pellora if need be.\n"
-    "       Nothing is asked: an address that is refused, or listed already, is named on standard error.\n"
+    "add    adds the URLs to Pellora and prints the id of each; the session bus starts Pellora if necessary.\n"
+    "       Pellora shows no question: a URL that is refused or already listed is reported on standard error.\n"
     "list   prints each listed download: index, state, percent, bytes received, size, URL, saved path, id, and\n"
     "       \"no byte for N s\" if it is active and its server has been silent for ten seconds or more.\n"
-    "wait   returns when each of the given downloads, or of all that are listed now, has ended.\n"
-    "       --progress shows how they stand; --timeout gives up after that many seconds.\n"
-    "pause  stops running downloads; what they have is kept.\n"
-    "remove takes downloads out of the list, the parts of unfinished ones too; finished files stay.\n"
+    "wait   returns when each of the given downloads, or of all now listed, has ended.\n"
+    "       --progress shows their progress; --timeout gives up after that many seconds.\n"
+    "pause  stops running downloads; what they have received is kept.\n"
+    "remove takes downloads out of the list and deletes the parts of unfinished ones; finished files stay.\n"
     "resume starts every waiting or paused download, as many at once as the settings allow.\n"
     "quit   pauses everything, saves the list, ends Pellora and returns when it has ended.\n"
     "\n"
-    "An id belongs to one download alone until Pellora ends, also when another one has taken its index.\n"
+    "An id belongs to one download until Pellora ends, even after another download has taken its index.\n"
     "\n"
     "Exit code: 0 if everything was done (wait: everything is finished), 1 if a download failed, was paused\n"
-    "or left the list, or something was refused, 2 for wrong arguments, 3 if Pellora cannot be reached, 4 if\n"
-    "the time ran out.\n";
+    "or left the list, or something was refused, 2 for wrong arguments, 3 if Pellora cannot be reached, 4 on\n"
+    "a timeout.\n";
 
 int Complain(const QString& text, ExitCode code) {
   std::fprintf(stderr, "pelloractl: %s\n", qUtf8Printable(text));
@@ -74,7 +73,7 @@ class Bus {
     const QDBusReply<bool> owned = bus_.interface()->isServiceRegistered(kBusName);
     return owned.isValid() && owned.value();
   }
-  // The answer of Add, Pause or Remove; nothing if the program cannot be reached, which Error then tells.
+  // The reply to Add, Pause or Remove; nullopt if the program cannot be reached, with the reason in Error.
   std::optional<QVariantMap> Add(const QString& url) {
     QDBusMessage call = Call(kDownloadsInterface, "Add");
     call << QVariantMap{{kUrlKey, url}};
@@ -108,12 +107,12 @@ class Bus {
     return call;
   }
   bool Tell(const QDBusMessage& call) {
-    const QDBusMessage reply = bus_.call(call, QDBus::Block, kStartMilliseconds);
+    const QDBusMessage reply = bus_.call(call, QDBus::Block, kCallMilliseconds);
     return reply.type() == QDBusMessage::ReplyMessage || Failed(QDBusError(reply), call);
   }
   template <class Answer>
   std::optional<Answer> Ask(const QDBusMessage& call) {
-    const QDBusReply<Answer> reply = bus_.call(call, QDBus::Block, kStartMilliseconds);
+    const QDBusReply<Answer> reply = bus_.call(call, QDBus::Block, kCallMilliseconds);
     if (reply.isValid()) return reply.value();
     Failed(reply.error(), call);
     return std::nullopt;
@@ -121,9 +120,9 @@ class Bus {
   // False, with the reason in Error.
   bool Failed(const QDBusError& error, const QDBusMessage& call) {
     if (ProgramRuns()) {
-      error_ = "Pellora does not answer: " + error.message();
+      error_ = "Pellora does not reply: " + error.message();
     } else if (call.autoStartService()) {
-      error_ = "Pellora is not running, and the bus does not know how to start it. Start Pellora once.";
+      error_ = "Pellora is not running, and the bus does not know how to start it. Start Pellora once by hand.";
     } else {
       error_ = "Pellora is not running.";
     }
@@ -134,7 +133,7 @@ class Bus {
   QString error_;
 };
 
-// One line for each download: rewritten in place on a terminal, else printed when it has changed.
+// One line for each download: rewritten in place on a terminal, otherwise printed when it has changed.
 class Progress {
  public:
   explicit Progress(bool wanted) : wanted_(wanted), terminal_(isatty(STDOUT_FILENO) == 1) { clock_.start(); }
@@ -185,30 +184,30 @@ class Progress {
 struct WaitOptions {
   bool progress = false;
   double timeoutSeconds = 0;  // 0: none
-  QStringList asked;
+  QStringList given;
 };
 
 int Wait(Bus& bus, const WaitOptions& options) {
   std::optional<QList<DownloadRow>> rows = bus.List();
   if (!rows) return Complain(bus.Error(), kNotReachable);
-  WaitList waits = options.asked.isEmpty() ? WaitList(*rows) : WaitList(options.asked);
+  WaitList waits = options.given.isEmpty() ? WaitList(*rows) : WaitList(options.given);
   Progress progress(options.progress);
   QElapsedTimer clock;
   clock.start();
   for (;;) {
-    waits.Look(*rows);
+    waits.Update(*rows);
     if (clock.elapsed() >= kListedMilliseconds) waits.Expire();
     const bool late =
         options.timeoutSeconds > 0 && static_cast<double>(clock.elapsed()) >= options.timeoutSeconds * 1000;
     const bool done = waits.Done();
-    if (late && !done) waits.GiveUp("the time ran out");
+    if (late && !done) waits.GiveUp("timed out");
     progress.Show(waits);
     if (late && !done) return kTimedOut;
     if (done) return waits.AllFinished() ? kOk : kNotFinished;
-    QThread::msleep(kLookMilliseconds);
+    QThread::msleep(kPollMilliseconds);
     rows = bus.List();
     if (rows) continue;
-    waits.GiveUp("Pellora has gone");
+    waits.GiveUp("Pellora has ended");
     progress.Show(waits);
     return Complain(bus.Error(), kNotReachable);
   }
@@ -223,17 +222,17 @@ int RunWait(Bus& bus, const QStringList& arguments) {
     } else if (argument == "--timeout") {
       bool good = false;
       options.timeoutSeconds = i + 1 < arguments.size() ? arguments[++i].toDouble(&good) : 0;
-      if (!good || !(options.timeoutSeconds > 0)) return Complain("--timeout wants a number of seconds", kUsage);
+      if (!good || !(options.timeoutSeconds > 0)) return Complain("--timeout needs a number of seconds", kUsage);
     } else if (argument.startsWith("-")) {
       return Complain("unknown option " + argument, kUsage);
     } else {
-      options.asked << argument;
+      options.given << argument;
     }
   }
   return Wait(bus, options);
 }
 
-// A server may have put tabs and line ends into a URL or name; a line stays one line of so many fields.
+// Replaces tabs and line ends, which a server may have put into a URL or name, so that each line keeps its fields.
 QString Field(QString text) {
   for (QChar& c : text) {
     if (c.unicode() < 0x20 || c.unicode() == 0x7F) c = QChar::ReplacementCharacter;
@@ -260,7 +259,7 @@ int RunList(Bus& bus, const QStringList& arguments) {
   return kOk;
 }
 
-// False, with a complaint, if there are none or one of them is an option.
+// False, with a message, if there are none or one of them is an option.
 bool AreOperands(const QStringList& arguments, const QString& wanted) {
   if (arguments.isEmpty()) {
     Complain(wanted, kUsage);
@@ -274,16 +273,16 @@ bool AreOperands(const QStringList& arguments, const QString& wanted) {
   return true;
 }
 
-// What was asked for one download, whose answer may hold a reason why it was not done.
-ExitCode Answered(const QString& asked, const QVariantMap& answer) {
+// Reports the reason in a reply, if the request for one download was refused.
+ExitCode Answered(const QString& given, const QVariantMap& answer) {
   const QString reason = answer.value(kReasonKey).toString();
   if (reason.isEmpty()) return kOk;
-  Complain(Field(asked) + ": " + reason, kNotFinished);
+  Complain(Field(given) + ": " + reason, kNotFinished);
   return kNotFinished;
 }
 
 int RunAdd(Bus& bus, const QStringList& arguments) {
-  if (!AreOperands(arguments, "add wants at least one URL")) return kUsage;
+  if (!AreOperands(arguments, "add needs at least one URL")) return kUsage;
   ExitCode code = kOk;
   for (const QString& url : arguments) {
     const std::optional<QVariantMap> answer = bus.Add(url);
@@ -297,8 +296,8 @@ int RunAdd(Bus& bus, const QStringList& arguments) {
   return code;
 }
 
-// The id of the listed download that is named by it or by its URL; an index is no name, since another download may
-// have taken it.
+// The id of the listed download with this id or URL. An index is not accepted, since another download may have taken
+// it.
 QString IdOf(const QList<DownloadRow>& rows, const QString& named) {
   for (const DownloadRow& row : rows) {
     if (row.id == named || row.url == named) return row.id;
@@ -325,11 +324,11 @@ int ChangeEach(Bus& bus, const QStringList& arguments, const char* method, const
 }
 
 int RunPause(Bus& bus, const QStringList& arguments) {
-  return ChangeEach(bus, arguments, "Pause", "pause wants at least one id or URL");
+  return ChangeEach(bus, arguments, "Pause", "pause needs at least one id or URL");
 }
 
 int RunRemove(Bus& bus, const QStringList& arguments) {
-  return ChangeEach(bus, arguments, "Remove", "remove wants at least one id or URL");
+  return ChangeEach(bus, arguments, "Remove", "remove needs at least one id or URL");
 }
 
 int RunResume(Bus& bus, const QStringList& arguments) {
@@ -343,8 +342,8 @@ int RunQuit(Bus& bus, const QStringList& arguments) {
   QElapsedTimer clock;
   clock.start();
   while (bus.ProgramRuns()) {
-    if (clock.elapsed() >= kEndMilliseconds) return Complain("Pellora has not ended", kTimedOut);
-    QThread::msleep(kLookMilliseconds);
+    if (clock.elapsed() >= kQuitMilliseconds) return Complain("Pellora has not ended", kTimedOut);
+    QThread::msleep(kPollMilliseconds);
   }
   return kOk;
 }

@@ -8,6 +8,7 @@
 
 #include "async/TaskLoop.h"
 #include "core/FileNames.h"
+#include "core/RecordLife.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
 #include "transfer/FtpReplies.h"
@@ -81,10 +82,10 @@ bool TransferWindow::FtpProbeLine(std::string_view line) {
     SendFtpCommand(kProbeEntry, FtpCommand("REST 0", ""));
     record.FileSize = SizeReply(line);
   } else if (code == "500") {
-    FtpEndProbe("-1");
+    FtpEndProbe(kRestRefused);
     return false;
   } else if (code == "350") {
-    FtpEndProbe("0");
+    FtpEndProbe(kRestAccepted);
     return false;
   } else if (code == "227") {
     // Asked for and stored, but read by nobody: an address that cannot be read harms nothing.
@@ -127,8 +128,7 @@ Task<> TransferWindow::FtpProbeFailed(std::string text) {
   WS.SetReading(true);
   questionStands_ = false;
   if (!StillCurrent()) co_return;
-  Record().Valid = false;
-  Record().InUse = false;
+  Release(program_, RecordIndex, kFtpRefused);
   EmptySlot();
   Retire();
   program_.lists->RefreshRows(0, kForced);

@@ -244,13 +244,7 @@ void TransferWindow::FtpDataArrived(int index, std::size_t bytes) {
   const bool complete = received > span;
   const std::int64_t counted = complete ? length + span - received : length;
   segment.ReceivedNow = static_cast<std::int32_t>(complete ? span + 1 : received);
-  UpdateFigures(Tick(), counted);
-  const std::uint32_t tick = Tick();
-  if (lastRefreshTick_ == 0 || TicksSince(tick, lastRefreshTick_) >= 200) {
-    lastRefreshTick_ = tick;
-    DoRefresh();
-    RefreshList(0);
-  }
+  if (Account(Tick(), counted)) RefreshList(0);
   if (complete) Tasks().Spawn(FtpSegmentCompleted(index));
 }
 

@@ -8,19 +8,19 @@
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "core/FileNames.h"
+#include "core/ListCodec.h"
+#include "core/RecordLife.h"
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
 #include "ports/Shell.h"
 #include "transfer/RedirectTarget.h"
 #include "transfer/Requests.h"
+#include "transfer/TextNumbers.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {
 
 namespace {
-
-// The list file cannot hold a longer text.
-constexpr std::size_t kLongestText = 65535;
 
 bool HasZipName(const std::string& name) { return name.size() >= 3 && ToLower(name.substr(name.size() - 3)) == "zip"; }
 
@@ -30,7 +30,7 @@ Task<> TransferWindow::MainConnected() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
   const std::uint32_t number = WS.Number();
-  state.Caption = Text(524);
+  state.Caption = Text(kTextWaitingForData);
   co_await Tasks().Yield();
   // A pause or the time-out may have closed the connection meanwhile.
   if (WS.Number() != number || !StillCurrent()) co_return;
@@ -65,13 +65,13 @@ Task<> TransferWindow::JudgeReply(ReplyHeaders reply) {
     co_return;
   }
   if (reply.status >= 400 && reply.status < 500) {
-    std::string text = Text(531) + " " + Record().Path + " " + Text(530);
+    std::string text = Text(kTextCouldNotGet) + " " + Record().Path + " " + Text(kTextNotFromServer);
     const bool refused = co_await RefuseWithBox(std::move(text));
     if (refused) Retire();
     co_return;
   }
   if (reply.status >= 500 && reply.status < 600) {
-    std::string text = Text(535) + std::to_string(reply.status) + ")";
+    std::string text = Text(kTextServerError) + std::to_string(reply.status) + ")";
     const bool refused = co_await RefuseWithBox(std::move(text));
     if (!refused) co_return;
     // A server error does not end the handler: the error page is judged like any other reply, on the
@@ -102,11 +102,11 @@ Task<> TransferWindow::JudgeReply(ReplyHeaders reply) {
     co_await viewer->Start();
     co_return;
   }
-  if (IsBadFileName(record.FileName, Text(951)) || !IsStorableName(record.FileName)) {
+  if (IsBadFileName(record.FileName, Text(kTextBadNamePart)) || !IsStorableName(record.FileName)) {
     co_await RefuseBadName();
     co_return;
   }
-  state.Caption = Text(537);
+  state.Caption = Text(kTextConnectingSegments);
   co_await ConnectSegmented();
 }
 
@@ -115,7 +115,7 @@ Task<> TransferWindow::FollowRedirect(std::string location) {
   const auto hold = Hold();
   TimeOut.SetEnabled(false);
   const RedirectTarget target = TargetOfRedirect(location);
-  if (location.size() > kLongestText) {
+  if (location.size() > kLongestListString) {
     co_await RefuseBadName();
     co_return;
   }
@@ -136,13 +136,7 @@ Task<bool> TransferWindow::RefuseWithBox(std::string text) {
   questionStands_ = false;
   if (!StillCurrent()) co_return false;
   WS.Close();
-  DownloadRecord& record = Record();
-  record.InUse = false;
-  record.URL.clear();
-  record.FileName.clear();
-  record.Removed = true;
-  record.Valid = false;
-  record.RestState = "1";
+  Release(program_, RecordIndex, kRefused);
   TimeOut.SetEnabled(false);
   EmptySlot();
   program_.lists->RefreshRows(0, 0);
@@ -158,7 +152,7 @@ void TransferWindow::ContinueWithoutWindow() {
 Task<> TransferWindow::AskAboutWebPage() {
   const auto hold = Hold();
   questionStands_ = true;
-  BoxRequest request{Text(536), "Pellora!", kYesNo | kQuestion};
+  BoxRequest request{Text(kTextAskOpenWebPage), "Pellora!", kYesNo | kQuestion};
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
   questionStands_ = false;
   if (!StillCurrent()) co_return;
@@ -179,14 +173,9 @@ Task<> TransferWindow::RefuseBadName() {
   DropRecord();
 }
 
-// FileName and RestState stay.
 void TransferWindow::DropRecord() {
   WS.Close();
-  DownloadRecord& record = Record();
-  record.InUse = false;
-  record.URL.clear();
-  record.Removed = true;
-  record.Valid = false;
+  Release(program_, RecordIndex, kNoFile);
   program_.lists->RefreshRows(0, kForced);
   EmptySlot();
   Retire();

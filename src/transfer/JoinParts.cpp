@@ -90,7 +90,7 @@ Task<> JoinParts(const Platform* platform, SharedJoinFiles open, JoinPlan plan, 
 }
 
 void ReleaseJoinFiles(const Platform& platform, SharedJoinFiles open) {
-  platform.background.Run([open = std::move(open)] {}, [](std::exception_ptr) {});
+  platform.background.Run([open = std::move(open)] {}, [](const std::exception_ptr&) {});
 }
 
 }  // namespace pellora

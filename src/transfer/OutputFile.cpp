@@ -9,9 +9,11 @@
 #include "core/FileNames.h"
 #include "core/ListFile.h"
 #include "core/PartFiles.h"
+#include "core/RecordLife.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
 #include "transfer/JoinParts.h"
+#include "transfer/TextNumbers.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {
@@ -31,7 +33,7 @@ void TransferWindow::PrepareOutput() {
   DownloadRecord& record = Record();
   if (!record.HasSavePath) record.SavePath = JoinFolder(program_.settings.DownloadFolder, record.FileName);
   // Nobody else makes an update's folder anew where it could not be made at the add.
-  if (record.DownloadKind == 1) Skip([&] { program_.platform.files.CreateFolder(FolderOf(record.SavePath)); });
+  if (IsUpdate(record)) Skip([&] { program_.platform.files.CreateFolder(FolderOf(record.SavePath)); });
 }
 
 Task<bool> TransferWindow::BuildOutputFile(std::uint32_t run) {
@@ -81,7 +83,7 @@ bool TransferWindow::OutputBuilt() {
   DoRefresh();
   program_.lists->RefreshRows(0, kForced);
   program_.lists->RefreshDownList();
-  if (record.DownloadKind == 1 && program_.handOverUpdate) {
+  if (IsUpdate(record) && program_.handOverUpdate) {
     program_.handOverUpdate(RecordIndex);
     return false;
   }
@@ -109,7 +111,7 @@ void TransferWindow::StopJoin(const std::string& reason) {
   building_ = false;
   Command3.Caption = "Resume Download";
   Command3.Enabled = true;
-  ShowJoinState(reason.empty() ? Text(528) : Text(528) + ": " + reason);
+  ShowJoinState(reason.empty() ? Text(kTextPaused) : Text(kTextPaused) + ": " + reason);
 }
 
 void TransferWindow::ShowJoinState(const std::string& text) {

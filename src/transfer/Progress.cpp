@@ -8,12 +8,14 @@
 #include "ports/Clock.h"
 #include "ports/Failure.h"
 #include "ports/Locale.h"
+#include "transfer/TextNumbers.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {
 
 namespace {
 
+// ms from one drawing for arriving bytes to the next
 constexpr std::int32_t kRefreshTicks = 200;
 constexpr double kRowBarTwips = 2520;   // the bar of a full segment where its row alone is drawn
 constexpr double kListBarTwips = 2500;  // and where all rows are
@@ -32,15 +34,15 @@ const std::string* StateText(const Program& program, std::int16_t state, Refresh
   static const std::string kRefusedFull = "Too Many Connections";
   switch (state) {
     case kSegmentUnconnected:
-      return &program.Text(525);
+      return &program.Text(kTextSegmentConnecting);
     case kSegmentRequested:
-      return &program.Text(524);
+      return &program.Text(kTextWaitingForData);
     case kSegmentReceiving:
-      return &program.Text(526);
+      return &program.Text(kTextSegmentReceiving);
     case kSegmentComplete:
-      return &program.Text(527);
+      return &program.Text(kTextSegmentComplete);
     case kSegmentPaused:
-      return &program.Text(528);
+      return &program.Text(kTextPaused);
     case kSegmentLoggingIn:
       return &kLoggingIn;
     case kSegmentLoggedIn:
@@ -71,11 +73,12 @@ void TransferWindow::CountReceived(std::uint32_t tick, std::size_t bytes) {
 
 std::uint32_t TransferWindow::SilentFor() const { return Tick() - lastByteTick_; }
 
-void TransferWindow::Account(std::uint32_t tick, std::int64_t bytes) {
+bool TransferWindow::Account(std::uint32_t tick, std::int64_t bytes) {
   UpdateFigures(tick, bytes);
-  if (lastRefreshTick_ != 0 && TicksSince(tick, lastRefreshTick_) < kRefreshTicks) return;
+  if (lastRefreshTick_ != 0 && TicksSince(tick, lastRefreshTick_) < kRefreshTicks) return false;
   lastRefreshTick_ = tick;
   DoRefresh();
+  return true;
 }
 
 void TransferWindow::UpdateFigures(std::uint32_t tick, std::int64_t bytes) {
@@ -102,10 +105,10 @@ void TransferWindow::DoRefresh() {
   if (!joinState_.empty()) {
     state.Caption = joinState_;
   } else if (record.Percent < 100) {
-    state.Caption = Text(534);
+    state.Caption = Text(kTextDownloading);
   } else {
     record.Percent = 100.0F;
-    state.Caption = Text(521);
+    state.Caption = Text(kTextDownloadComplete);
   }
   const std::string decimal = program_.platform.locale.DecimalSeparator();
   Caption = FormatPercent(record.Percent, decimal) + "% of " + record.FileName + " downloaded.";

@@ -18,6 +18,7 @@
 #include "transfer/RangeReply.h"
 #include "transfer/Requests.h"
 #include "transfer/SpacingWait.h"
+#include "transfer/TextNumbers.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {
@@ -339,12 +340,12 @@ Task<> TransferWindow::Complete() {
   record.Valid = false;
   record.Percent = std::min(record.Percent, kMostUnfinished);
   Command3.Enabled = false;
-  ShowJoinState(Text(520));
+  ShowJoinState(Text(kTextBuildingFile));
   co_await Tasks().Yield();
   if (!JoinIsCurrent(run)) co_return;
   const bool built = co_await BuildOutputFile(run);
   if (!built) co_return;
-  state.Caption = Text(521);
+  state.Caption = Text(kTextDownloadComplete);
   co_await Tasks().Yield();
 }
 

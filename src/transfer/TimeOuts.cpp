@@ -3,9 +3,11 @@
 #include <utility>
 
 #include "async/TaskLoop.h"
+#include "core/RecordLife.h"
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
+#include "transfer/TextNumbers.h"
 #include "transfer/TransferWindow.h"
 
 namespace pellora {
@@ -34,23 +36,18 @@ Task<> TransferWindow::AskAboutTimeOut() {
   if (!Record().InUse) co_return;
   WS.Close();
   questionStands_ = true;
-  BoxRequest request{Text(523), Text(522), kYesNo};
+  BoxRequest request{Text(kTextAskKeepTimedOut), Text(kTextTimeOutTitle), kYesNo};
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
   questionStands_ = false;
   if (!StillCurrent()) co_return;
-  DownloadRecord& record = Record();
+  EmptySlot();
   if (answer == kAnswerYes) {
-    EmptySlot();
+    DownloadRecord& record = Record();
     record.Active = false;
     record.Finished = false;
-    record.ConnectState = "1";
+    record.ConnectState = kConnectTimedOut;
   } else {
-    record.InUse = false;
-    record.URL.clear();
-    record.FileName.clear();
-    record.Removed = true;
-    record.Valid = false;
-    EmptySlot();
+    Release(program_, RecordIndex, kGivenUp);
   }
   Retire();
   program_.lists->RefreshRows(0, kForced);

@@ -5,10 +5,12 @@
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
 #include "core/FileNames.h"
+#include "core/RecordLife.h"
 #include "lang/Language.h"
 #include "ports/Clock.h"
 #include "ports/Failure.h"
 #include "ports/Shell.h"
+#include "transfer/TextNumbers.h"
 
 namespace pellora {
 
@@ -124,7 +126,7 @@ Task<> TransferWindow::InitConnection() {
   TimeOut.SetEnabled(false);  // a redirect and a repeated probe get the full time again
   TimeOut.SetEnabled(true);
   lastByteTick_ = Tick();
-  record.ConnectState = "0";
+  record.ConnectState = kConnectTried;
   const Settings& settings = program_.settings;
   WS.RemoteHost = settings.ProxyHTTP ? settings.ProxyServer : record.Host;
   WS.RemotePort = settings.ProxyHTTP ? settings.ProxyPort : record.Port;
@@ -280,7 +282,7 @@ void TransferWindow::Cancel() {
 void TransferWindow::ToggleDetails() {
   DetailsHidden = !DetailsHidden;
   Command4.Tag = DetailsHidden ? "Show" : "Hide";
-  if (program_.languageRead) Command4.Caption = Text(DetailsHidden ? 516 : 515);
+  if (program_.languageRead) Command4.Caption = Text(DetailsHidden ? kTextShowDetails : kTextHideDetails);
   Height = DetailsHidden ? kShortFormHeight : kLongFormHeight;
   DisplayIdle = DetailsHidden;
 }

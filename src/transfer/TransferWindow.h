@@ -155,7 +155,7 @@ class TransferWindow final : public Window, public Transfer {
 
   // Progress
   void CountReceived(std::uint32_t tick, std::size_t bytes);  // first thing of whatever takes bytes from a socket
-  void Account(std::uint32_t tick, std::int64_t bytes);
+  bool Account(std::uint32_t tick, std::int64_t bytes);       // True: a drawing was due, and is done
   void UpdateFigures(std::uint32_t tick, std::int64_t bytes);
 
   // Output file

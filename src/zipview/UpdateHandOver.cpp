@@ -6,6 +6,7 @@
 
 #include "async/TaskLoop.h"
 #include "core/Program.h"
+#include "core/RecordLife.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -28,7 +29,7 @@ Task<> HandOverUpdate(Program* program, Unzip* unzip, std::int16_t index) {
   // package does not bear the record's name any more.
   const DownloadRecord& record = program->Download(index);
   const std::string package = record.HasSavePath ? record.SavePath : folder + "/downloads/" + record.FileName;
-  program->Download(index).InUse = false;
+  Release(*program, index, kHandedOver);
   program->lists->RefreshRows(0, 0);
   const std::shared_ptr<Transfer> transfer = program->TransferWindowAt(index);
   if (transfer) transfer->HideWindow();

@@ -20,9 +20,9 @@ std::string Content(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-constexpr std::size_t kBlock = 512;  // of a ustar archive, whose headers are one each and whose end is two of zeros
+constexpr std::size_t kBlock = 512;  // of a ustar archive: each header is one block, and the end is two zero blocks
 
-// The first `length` bytes, which leave the archive.
+// Removes the first `length` bytes from the archive and returns them.
 std::string_view Taken(std::string_view& archive, std::size_t length) {
   if (archive.size() < length) throw std::runtime_error("an archive is cut short");
   const std::string_view taken = archive.substr(0, length);
@@ -30,7 +30,7 @@ std::string_view Taken(std::string_view& archive, std::size_t length) {
   return taken;
 }
 
-// "\x41", "\\" and "\"" as in the dictionaries.
+// Resolves "\x41", "\\" and "\"" as in the dictionaries.
 std::string Unescaped(const std::string& text) {
   std::string plain;
   for (std::size_t i = 0; i < text.size(); ++i) {

@@ -1,4 +1,4 @@
-// What the targets are fed in the ordinary tests: the inputs kept of each target, and seeded changes of them.
+// The inputs of the targets in the ordinary tests: the stored inputs and seeded changes of them.
 #pragma once
 
 #include <functional>
@@ -15,16 +15,16 @@ struct Input {
   std::string bytes;
 };
 
-// The files of a ustar archive in their order. Throws where it is not whole: archive.py writes regular files only.
+// The files of a ustar archive in order. Throws if it is damaged. archive.py writes only regular files.
 std::vector<Input> ReadArchive(std::string_view archive);
-// Those of corpus/TARGET.tar, then those of the folder found/TARGET, each by name.
+// The inputs of corpus/TARGET.tar, then those of the folder found/TARGET, each sorted by name.
 std::vector<Input> KeptInputs(const std::string& target);
-// The claims of `run`'s oracle that do not hold for some of them.
+// The claims that `run`'s oracle reports as violated for some of them.
 std::set<std::string> Catch(const std::string& target, const std::function<void(std::string_view)>& run);
 // The words of dict/TARGET.dict.
 std::vector<std::string> Words(const std::string& target);
 
-// Inputs that differ from kept ones in a few places. Equal seeds give equal inputs.
+// Generates inputs that differ from stored ones in a few places. Equal seeds give equal inputs.
 class Changes {
  public:
   Changes(std::vector<Input> inputs, std::vector<std::string> words, unsigned seed);

@@ -1,4 +1,4 @@
-// The archives of kept inputs: a reader of what archive.py writes.
+// The archives of stored inputs: the reader of what archive.py writes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 namespace pellora {
 namespace {
 
-// A header as far as it is read, and the content in whole blocks.
+// A header with the fields that are read, and the content padded to whole blocks.
 std::string Member(const std::string& name, const std::string& octalSize, std::string content, char type = '0') {
   std::string header = name;
   header.resize(124);

@@ -1,4 +1,4 @@
-// The targets with Qt's value types on what is kept of them and on seeded changes, and planted mistakes in them.
+// The targets with Qt's value types on stored inputs and seeded changes, and with planted mistakes.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -41,7 +41,7 @@ TEST(FuzzFrames, DetectsAReaderThatTreatsOneReadAsAFrame) {
     if (head <= 0) return FrameEnd::End;
     if (head < 4) return FrameEnd::CutShort;
     if (length == 0) return FrameEnd::Empty;
-    if (length > kLongestFrame) return FrameEnd::TooLong;
+    if (length > kMaxFrameLength) return FrameEnd::TooLong;
     json.resize(static_cast<qsizetype>(length));
     return ::read(descriptor, json.data(), length) == static_cast<ssize_t>(length) ? FrameEnd::Frame
                                                                                    : FrameEnd::CutShort;

@@ -12,7 +12,7 @@
 
 namespace {
 
-// A descriptor that no process has; what is read from it comes from here.
+// A descriptor that no process has; reads from it return bytes set here.
 constexpr int kSource = -4711;
 
 struct Source {
@@ -24,7 +24,7 @@ Source source;
 
 }  // namespace
 
-// The linker leads every read of the program here.
+// The linker redirects every read of the program here.
 // NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's
 extern "C" ssize_t __real_read(int descriptor, void* data, std::size_t size);
 extern "C" ssize_t __wrap_read(int descriptor, void* data, std::size_t size);
@@ -47,7 +47,7 @@ namespace pellora {
 
 namespace {
 
-// The next frame of `bytes`, which is taken off.
+// Takes the next frame off `bytes`.
 FrameEnd Expected(std::string_view& bytes, std::string& json) {
   if (bytes.empty()) return FrameEnd::End;
   if (bytes.size() < 4) return FrameEnd::CutShort;
@@ -55,7 +55,7 @@ FrameEnd Expected(std::string_view& bytes, std::string& json) {
   for (std::size_t i = 4; i-- > 0;) length = length * 256 + static_cast<unsigned char>(bytes[i]);
   bytes.remove_prefix(4);
   if (length == 0) return FrameEnd::Empty;
-  if (length > kLongestFrame) return FrameEnd::TooLong;
+  if (length > kMaxFrameLength) return FrameEnd::TooLong;
   if (bytes.size() < length) return FrameEnd::CutShort;
   json = bytes.substr(0, length);
   bytes.remove_prefix(length);
@@ -84,7 +84,7 @@ void DemandRequest(const QByteArray& json) {
   const HostRequest again = ParseRequest(RequestText(request));
   Demand(again.error.isEmpty() && again.url == request.url && again.referrer == request.referrer &&
              again.cookie == request.cookie,
-         "a request written anew is read as it was");
+         "a request written again is read the same");
 }
 
 }  // namespace
@@ -98,7 +98,7 @@ void FuzzFrames(std::string_view bytes, const std::function<FrameEnd(int, QByteA
     const AllocationMeter meter;
     QByteArray json;
     const FrameEnd end = read(kSource, json);
-    Demand(meter.Bytes() <= 2 * kLongestFrame + 65536, "no frame takes more memory than the longest");
+    Demand(meter.Bytes() <= 2 * kMaxFrameLength + 65536, "no frame takes more memory than the longest");
     std::string expected;
     Demand(end == Expected(rest, expected), "a frame ends as its length says");
     if (end != FrameEnd::Frame) return;

@@ -15,20 +15,20 @@ namespace pellora {
 
 namespace {
 
-constexpr std::uint32_t kPause = 100;  // ms between two pieces of what the server says
+constexpr std::uint32_t kPause = 100;  // ms between two pieces of the server's replies
 constexpr std::uint64_t kSeconds = 6;
-constexpr std::size_t kMostPieces = 200;
+constexpr std::size_t kMaxPieces = 200;
 
 using Arrivals = std::vector<std::string>;
 
 Arrivals ArrivalsOf(std::string_view text) {
   Arrivals arrivals = Pieces(text, "\2");
   std::erase(arrivals, "");
-  if (arrivals.size() > kMostPieces) arrivals.resize(kMostPieces);
+  if (arrivals.size() > kMaxPieces) arrivals.resize(kMaxPieces);
   return arrivals;
 }
 
-// Each line by itself; what stands behind the last one stays one piece.
+// Splits into lines; the rest after the last line is one piece.
 Arrivals LinesOf(const std::string& text) {
   Arrivals lines = Pieces(text, "\r\n");
   for (std::size_t i = 0; i + 1 < lines.size(); ++i) lines[i] += "\r\n";
@@ -36,7 +36,7 @@ Arrivals LinesOf(const std::string& text) {
   return lines;
 }
 
-// Says its pieces one after the other, whatever it is told.
+// Sends its pieces one after the other, whatever the client sends.
 class Talker final : public SimServer {
  public:
   Talker(Arrivals probe, Arrivals others) : probe_(std::move(probe)), others_(std::move(others)) {}
@@ -73,7 +73,7 @@ void DemandPaths(TransferRig& rig, const std::set<std::string>& before) {
     const bool within = path.starts_with("/home/u/tmp/") || path.starts_with("/home/u/dl/");
     const bool expected =
         before.count(path) != 0 || path == ListPath(rig.program) || (within && path.find("/..") == std::string::npos);
-    if (!expected) throw OracleBroken("no file lies outside of the two folders: " + path);
+    if (!expected) throw OracleBroken("no file is outside the two folders: " + path);
   }
 }
 
@@ -87,8 +87,8 @@ void DemandBounds(TransferRig& rig) {
   Demand(controls <= 1 + segments * 8, "a login is not tried without end");
   Demand(tries <= segments * (5 * kSeconds + 6), "a data port is tried five times a second at most");
   Demand(rig.sim.network().MostOpen() <= 17, "no more connections than segments need");
-  Demand(rig.sim.tasks().RunningTasks() <= 40, "no arrival leaves a task behind");
-  Demand(rig.sim.dialogs().MostStanding() <= 3, "boxes do not pile up");
+  Demand(rig.sim.tasks().RunningTasks() <= 40, "no arrival leaves a task");
+  Demand(rig.sim.dialogs().MostOpen() <= 3, "boxes do not pile up");
 }
 
 Outcome Run(const Arrivals& probe, const Arrivals& others, const std::string& data, std::uint64_t milliseconds) {
@@ -120,7 +120,7 @@ Outcome Run(const Arrivals& probe, const Arrivals& others, const std::string& da
   rig.Pause();
   rig.sim.RunFor(1000);
   Demand(rig.Broken().empty(), "the plan holds after a pause");
-  Demand(rig.sim.network().Open() == 0 || rig.sim.dialogs().Standing() > 0 || rig.Record().Finished,
+  Demand(rig.sim.network().Open() == 0 || rig.sim.dialogs().OpenCount() > 0 || rig.Record().Finished,
          "a pause ends every connection");
   return outcome;
 }
@@ -154,9 +154,10 @@ void DemandFtpReplies(std::string_view line, const std::function<PassiveAddress(
          "the file's directory follows that of the login");
   const std::size_t blank = line.find(' ');
   const std::int32_t size = SizeReply(line);
-  const double told = blank == std::string_view::npos ? 0 : LeadingNumber(line.substr(blank + 1));
-  Demand(size == (told < 0 || told > INT32_MAX ? 0 : RoundedNumber(line.substr(std::min(blank, line.size() - 1) + 1))),
-         "a size is the number behind the first blank");
+  const double stated = blank == std::string_view::npos ? 0 : LeadingNumber(line.substr(blank + 1));
+  Demand(
+      size == (stated < 0 || stated > INT32_MAX ? 0 : RoundedNumber(line.substr(std::min(blank, line.size() - 1) + 1))),
+      "a size is the number after the first blank");
 
   PassiveAddress address;
   const bool read = Skip([&] { address = parse(line); });
@@ -168,7 +169,8 @@ void DemandFtpReplies(std::string_view line, const std::function<PassiveAddress(
   Demand(read == (numbers.size() >= 6), "an address has six numbers in brackets");
   Demand(meter.Bytes() <= 64 * line.size() + 4096, "a line takes memory in proportion to its length");
   if (!read) return;
-  Demand(address.host == numbers[0] + "." + numbers[1] + "." + numbers[2] + "." + numbers[3], "the host is as told");
+  Demand(address.host == numbers[0] + "." + numbers[1] + "." + numbers[2] + "." + numbers[3],
+         "the host is the sent one");
   Demand(address.PortModulo() >= 0 && address.PortModulo() <= 65535, "a port is one");
   for (const auto& [number, text] : {std::pair{address.fifth, numbers[4]}, std::pair{address.sixth, numbers[5]}}) {
     const double whole = std::clamp<double>(LeadingNumber(text), -INT32_MAX, INT32_MAX);
@@ -188,10 +190,10 @@ void FuzzFtp(std::string_view bytes, const std::function<std::string(std::string
   }
   Run(probe, others, Joined(Pieces(parts[2], "\2")), kSeconds * 1000);
 
-  // Told in one block or line by line, the probe's conversation is the same.
+  // The probe's conversation is the same whether it arrives in one block or line by line.
   const std::string whole = Joined(probe);
   Arrivals lines = LinesOf(whole);
-  if (lines.size() > kMostPieces / 5) return;
+  if (lines.size() > kMaxPieces / 5) return;
   if (late) std::transform(lines.begin(), lines.end(), lines.begin(), late);
   const std::uint64_t time = 500 + lines.size() * kPause;
   const Outcome one = Run({whole}, {}, "", time);
@@ -200,9 +202,9 @@ void FuzzFtp(std::string_view bytes, const std::function<std::string(std::string
          "the probe answers lines the same whole and apart");
   Demand(one.boxes == many.boxes && one.size == many.size && one.restState == many.restState,
          "the probe comes to the same end");
-  // A segment's, unless a reply waits: what comes in that wait overtakes what stands behind it.
+  // So is a segment's, unless a reply is delayed: what arrives meanwhile overtakes what comes after it.
   const std::string login = Joined(others);
-  if (HasLine(login, {"230", "227"}) || LinesOf(login).size() > kMostPieces / 5) return;
+  if (HasLine(login, {"230", "227"}) || LinesOf(login).size() > kMaxPieces / 5) return;
   const Outcome block = Run({"213 9\r\n350 x\r\n"}, {login}, "", 1500 + LinesOf(login).size() * kPause);
   const Outcome apart = Run({"213 9\r\n350 x\r\n"}, LinesOf(login), "", 1500 + LinesOf(login).size() * kPause);
   Demand(block.sent == apart.sent, "a segment answers lines the same whole and apart");

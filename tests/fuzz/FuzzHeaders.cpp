@@ -45,7 +45,7 @@ void FuzzHeaders(std::string_view bytes, const std::function<ReplyHeaders(std::s
   Demand(meter.Bytes() <= 4 * bytes.size() + 1024, "a reply takes memory in proportion to its length");
   DemandEqual(headers, Expected(bytes));
 
-  // A line more counts for itself alone.
+  // An additional line does not affect the others.
   const std::string ended = std::string(bytes) + "\r\n";
   ReplyHeaders later = parse(ended);
   const ReplyHeaders withMore = parse(ended + "content-LENGTH: 4711\r\nno header");

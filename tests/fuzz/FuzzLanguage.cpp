@@ -42,7 +42,7 @@ void FuzzLanguage(std::string_view bytes, const std::function<void(std::string_v
   Demand(meter.Bytes() <= 4 * bytes.size() + 1024, "a file takes memory in proportion to its length");
   Demand(*texts == *Expected(bytes), "the last line of a number holds");
 
-  // Line by line, as if each were a file loaded after the other.
+  // Line by line, as if each were a file loaded after the previous one.
   const auto lines = std::make_unique<LangStringArray>();
   const bool marked = bytes.starts_with("\xEF\xBB\xBF");
   bool marksWithin = false;

@@ -11,8 +11,8 @@ namespace pellora {
 
 namespace {
 
-// Records behind the end of the bytes are all blank; some are enough.
-constexpr int kMostRecords = 64;
+// Records after the end of the bytes are all blank; a few of them are enough.
+constexpr int kMaxRecords = 64;
 
 std::string Encoded(const std::vector<DownloadRecord>& records) {
   std::string bytes;
@@ -21,11 +21,11 @@ std::string Encoded(const std::vector<DownloadRecord>& records) {
   return bytes;
 }
 
-// What is read is saved, and what was saved is read as it was.
+// What was read is saved, and reading it again gives the same.
 void DemandStable(std::string_view bytes, const ListReader& read) {
   const AllocationMeter meter;
   const std::vector<DownloadRecord> records = read(bytes);
-  const std::uint64_t most = 8 * bytes.size() + sizeof(DownloadRecord) * 4 * kMostRecords + 65536;
+  const std::uint64_t most = 8 * bytes.size() + sizeof(DownloadRecord) * 4 * kMaxRecords + 65536;
   Demand(meter.Bytes() <= most, "a list takes memory in proportion to its length");
   Demand(!records.empty(), "a list has its element 0");
   for (const DownloadRecord& record : records) {
@@ -38,12 +38,12 @@ void DemandStable(std::string_view bytes, const ListReader& read) {
   Demand(decoder.HasMagic() && decoder.DownloadCount() == static_cast<int>(records.size()) - 1, "a saved list is one");
   Demand(Encoded(read(saved)) == saved, "a list that was saved is read as it was");
   ListDecoder sound(bytes);
-  for (int i = 0; i <= sound.DownloadCount() && i < kMostRecords; ++i) {
+  for (int i = 0; i <= sound.DownloadCount() && i < kMaxRecords; ++i) {
     DownloadRecord record;
     sound.Next(record);
   }
-  if (!sound.Sound() || sound.DownloadCount() >= kMostRecords) return;
-  // An array without elements is saved as none.
+  if (!sound.Sound() || sound.DownloadCount() >= kMaxRecords) return;
+  // An array without elements is saved as no array.
   if (bytes.find(std::string_view("\1\0\0\0\0\0\0\0\0\0", 10)) != std::string_view::npos) return;
   Demand(saved.size() <= bytes.size(), "a sound list is no shorter than what was read of it");
   std::size_t differing = 0;
@@ -64,7 +64,7 @@ class ListMachine {
   Program program;
 };
 
-// The same through the file: a damaged list is put aside before it is written over.
+// The same with the file: a damaged list is set aside before it is overwritten.
 void DemandStableFile(std::string_view bytes) {
   ListMachine machine(bytes);
   const std::string path = ListPath(machine.program);
@@ -95,7 +95,7 @@ void DemandStableFile(std::string_view bytes) {
 
 std::vector<DownloadRecord> ReadRecords(std::string_view bytes) {
   ListDecoder decoder(bytes);
-  const int last = std::min<int>(decoder.DownloadCount(), kMostRecords - 1);
+  const int last = std::min<int>(decoder.DownloadCount(), kMaxRecords - 1);
   std::vector<DownloadRecord> records(static_cast<std::size_t>(last) + 1);
   if (!decoder.HasMagic()) return records;
   for (DownloadRecord& record : records) decoder.Next(record);
@@ -104,7 +104,7 @@ std::vector<DownloadRecord> ReadRecords(std::string_view bytes) {
 
 void FuzzList(std::string_view bytes, const ListReader& read) {
   DemandStable(bytes, read);
-  if (ListDecoder(bytes).DownloadCount() < kMostRecords) DemandStableFile(bytes);
+  if (ListDecoder(bytes).DownloadCount() < kMaxRecords) DemandStableFile(bytes);
 }
 
 }  // namespace pellora

@@ -38,7 +38,7 @@ void DemandFlag(std::string_view bytes) {
   bool flag = false;
   const bool converted = Skip([&] { flag = ToBoolean(bytes); });
   Demand(converted == known, "a flag converts if it is one");
-  // What is too small for a double counts as zero.
+  // A number too small for a double counts as zero.
   if (known && word != "true" && std::abs(LeadingNumber(bytes)) >= DBL_MIN) Demand(flag, "what is not zero is true");
   if (word == "true") Demand(flag, "true is true");
   if (word == "false") Demand(!flag, "false is false");
@@ -60,7 +60,7 @@ void DemandDate(std::string_view bytes) {
       if (!Skip([&] { reading = ReadLocalDateTime(bytes, form, order); })) continue;
       Demand(meter.Bytes() <= 64 * bytes.size() + 16384, "a date takes memory in proportion to its length");
       const CalendarFields fields = FieldsOf(reading.serial);
-      Demand(fields.year >= 100 && fields.year <= 9999, "a date lies between the years 100 and 9999");
+      Demand(fields.year >= 100 && fields.year <= 9999, "a date is between the years 100 and 9999");
       const std::string shown = ShortDate(reading.serial, form);
       const double again = ReadLocalDateTime(shown, form, DateTimeOrder::DateFirst).serial;
       Demand(ShortDate(again, form) == shown, "a date is read as it is shown");
@@ -74,7 +74,7 @@ void FuzzNumbers(std::string_view bytes, const std::function<double(std::string_
   const double value = prefix(bytes);
   const double expected = LeadingNumber(bytes);
   Demand(std::isfinite(value), "a number is finite");
-  // Below the least normal number one reader may say 0 and the other not.
+  // Below the smallest normal number one reader may return 0 and the other not.
   Demand(value == expected || (std::abs(value) < DBL_MIN && std::abs(expected) < DBL_MIN),
          "a number is the one at the text's start");
   Demand(RoundedPrefix(bytes) == RoundedNumber(bytes), "halves go to the even neighbour");

@@ -19,70 +19,70 @@ std::uint32_t Number(std::string_view bytes, std::size_t at) {
   return value;
 }
 
-// What the bytes say, one letter for each message, and the pixels of all frames one behind the other.
-struct Told {
+// The messages in the bytes, one letter for each, and the pixels of all frames in sequence.
+struct Messages {
   std::string messages;
   std::string pixels;
-  bool operator==(const Told&) const = default;
+  bool operator==(const Messages&) const = default;
 };
 
-Told Expected(std::string_view bytes) {
-  Told told;
+Messages Expected(std::string_view bytes) {
+  Messages result;
   while (bytes.size() >= 12) {
     const std::uint32_t width = Number(bytes, 4);
     const std::uint32_t height = Number(bytes, 8);
     const std::uint32_t message = Number(bytes, 0);
     bytes.remove_prefix(12);
     if (message == 1 || message == 3) {
-      told.messages += message == 1 ? 'r' : 'e';
+      result.messages += message == 1 ? 'r' : 'e';
       continue;
     }
     if (message != 2 || width - 1 >= kLargestSide || height - 1 >= kLargestSide) {
-      told.messages += '?';
+      result.messages += '?';
       break;
     }
     const std::size_t size = std::size_t{4} * width * height;
     if (bytes.size() < size) break;
-    told.messages += 'f';
-    told.pixels += bytes.substr(0, size);
+    result.messages += 'f';
+    result.pixels += bytes.substr(0, size);
     bytes.remove_prefix(size);
   }
-  return told;
+  return result;
 }
 
-Told Read(std::string_view bytes, std::size_t piece, const PreviewTook& took) {
-  Told told;
+Messages Read(std::string_view bytes, std::size_t piece, const PreviewReceived& received) {
+  Messages result;
   PreviewFrames frames(kLargestSide);
-  while (!bytes.empty() && !frames.Room().empty()) {
-    const std::span<char> room = frames.Room();
-    const std::size_t count = std::min({room.size(), bytes.size(), piece});
-    std::memcpy(room.data(), bytes.data(), count);
+  while (!bytes.empty() && !frames.WriteArea().empty()) {
+    const std::span<char> area = frames.WriteArea();
+    const std::size_t count = std::min({area.size(), bytes.size(), piece});
+    std::memcpy(area.data(), bytes.data(), count);
     bytes.remove_prefix(count);
-    const PreviewFrames::Said said = took(frames, count);
-    if (said == PreviewFrames::Said::Nothing) continue;
-    told.messages += "?ref?"[static_cast<std::size_t>(said)];
-    if (said != PreviewFrames::Said::Frame) continue;
+    const PreviewFrames::Event event = received(frames, count);
+    if (event == PreviewFrames::Event::Nothing) continue;
+    result.messages += "?ref?"[static_cast<std::size_t>(event)];
+    if (event != PreviewFrames::Event::Frame) continue;
     const auto frame = frames.TakeFrame();
     Demand(frame &&
                frame->pixels.size() == static_cast<std::size_t>(frame->width) * static_cast<std::size_t>(frame->height),
            "a frame is whole");
-    told.pixels.append(reinterpret_cast<const char*>(frame->pixels.data()), frame->pixels.size() * 4);
+    result.pixels.append(reinterpret_cast<const char*>(frame->pixels.data()), frame->pixels.size() * 4);
   }
-  return told;
+  return result;
 }
 
 }  // namespace
 
-void FuzzPreview(std::string_view bytes, const PreviewTook& took) {
+void FuzzPreview(std::string_view bytes, const PreviewReceived& received) {
   Choices choices(bytes);
   const std::size_t piece = 1 + choices.Byte();
-  const std::string_view said = choices.Rest();
-  const Told expected = Expected(said);
+  const std::string_view payload = choices.Rest();
+  const Messages expected = Expected(payload);
   const AllocationMeter meter;
-  const Told apart = Read(said, piece, took);
-  Demand(meter.Bytes() <= 8 * said.size() + 8 * kLargestArea + 4096, "frames take memory in proportion");
-  Demand(apart == expected, "the process is understood in pieces");
-  Demand(Read(said, said.size(), took) == expected, "the process is understood in one go");
+  const Messages inPieces = Read(payload, piece, received);
+  Demand(meter.Bytes() <= 8 * payload.size() + 8 * kLargestArea + 4096, "frames take memory in proportion");
+  Demand(inPieces == expected, "pieces give the same messages");
+  Demand(Read(event, payload.size(), received) == expected, "the process is understood in one go");
 }
 
 }  // namespace pellora

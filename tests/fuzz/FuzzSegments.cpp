@@ -13,7 +13,7 @@ namespace pellora {
 
 namespace {
 
-constexpr int kMostSent = 64;  // blocks of one segment; the wire looks through them at each
+constexpr int kMaxSent = 64;  // blocks of one segment; the wire searches them at each block
 
 // What the server sends to one segment, block by block.
 using Blocks = std::vector<std::string>;
@@ -22,11 +22,11 @@ Blocks BlocksOf(std::string_view text, bool whole) {
   Blocks blocks = Pieces(text, "\2");
   if (whole) blocks = {Joined(blocks)};
   std::erase(blocks, "");
-  if (blocks.size() > kMostSent) blocks.resize(kMostSent);
+  if (blocks.size() > kMaxSent) blocks.resize(kMaxSent);
   return blocks;
 }
 
-// A server that knows no ranges: every segment gets its blocks, whatever it asked for.
+// A server without range support: every segment gets its blocks, whatever it requested.
 class BlockServer final : public SimServer {
  public:
   BlockServer(int size, const std::vector<Blocks>& segments) : size_(size), segments_(segments) {}
@@ -63,20 +63,20 @@ struct Part {
   bool operator==(const Part&) const = default;
 };
 
-// The rules in a few lines: each block without its header, one behind the other, until there is enough.
+// The rules in a few lines: the blocks without their headers, concatenated until there is enough.
 Part Expected(const Blocks& blocks, std::int64_t size, std::int64_t wanted,
               const std::function<std::size_t(std::string_view)>& headerLength) {
   Part part;
   for (const std::string& block : blocks) {
     part.bytes += block.substr(headerLength(block));
-    if (size == 0) break;  // an "Error !" stands, and nothing more is read
+    if (size == 0) break;  // an "Error !" is shown, and nothing more is read
     part.complete = static_cast<std::int64_t>(part.bytes.size()) >= wanted;
     if (part.complete) break;
   }
   return part;
 }
 
-// The outcome as it shows: the finished file, or the part files as far as they count.
+// The visible outcome: the finished file, or the part files as far as they count.
 struct Outcome {
   bool finished = false;
   std::string output;
@@ -117,7 +117,7 @@ Outcome Run(int size, int most, const std::vector<Blocks>& segments,
   Demand(outcome.finished == all, "a download is finished once all segments are complete");
   if (outcome.finished) {
     outcome.output = rig.Output();
-    Demand(outcome.output == joined, "the file is its segments one behind the other");
+    Demand(outcome.output == joined, "the file is its segments in sequence");
     Demand(rig.sim.network().Open() == 0, "nothing is left open");
   }
   Demand(rig.sim.dialogs().Boxes().size() <= 1, "a question does not come twice");
@@ -127,17 +127,17 @@ Outcome Run(int size, int most, const std::vector<Blocks>& segments,
   return outcome;
 }
 
-// The reply's header lies whole in the first block, and nothing behind it looks like one.
+// The reply's header is complete in the first block, and nothing after it looks like one.
 bool SplitsFreely(const Blocks& blocks) {
   if (blocks.empty()) return true;
-  const std::size_t length = ToldHeaderLength(blocks.front());
+  const std::size_t length = HeaderLengthIn(blocks.front());
   return length > 3 && blocks.front().find("\r\n\r\n") + 4 == length &&
          LowerCase(Joined(blocks)).find("http/1.", 1) == std::string::npos;
 }
 
 }  // namespace
 
-std::size_t ToldHeaderLength(std::string_view block) {
+std::size_t HeaderLengthIn(std::string_view block) {
   const std::string lower = LowerCase(block);
   if (!lower.starts_with("http/1.")) return 0;
   const bool known =

@@ -37,7 +37,7 @@ std::string Unquoted(const std::string& text) {
   return plain;
 }
 
-// Every key of the section with its text, the last line of each.
+// Every key of the section with its text, from the last line of each.
 std::map<std::string, std::string> Expected(std::string_view content) {
   std::map<std::string, std::string> values;
   bool within = false;
@@ -56,7 +56,7 @@ std::map<std::string, std::string> Expected(std::string_view content) {
   return values;
 }
 
-// The store as it lies on disk, both applications' texts in one memory.
+// The store as on disk, with both applications' texts in memory.
 class TextStore final : public SettingsStore {
  public:
   TextStore(const IniReaders& readers, std::string_view content) : readers_(readers) {
@@ -65,9 +65,9 @@ class TextStore final : public SettingsStore {
   std::optional<std::string> Get(const std::string& application, const std::string& key) const override {
     return readers_.get(contents.at(application), key);
   }
-  void Set(const std::string& application, const std::string& key, const std::string& value) override {
+  void SetAll(const std::string& application, const Values& values) override {
     std::string& content = contents.at(application);
-    content = readers_.with(content, key, value);
+    for (const auto& [key, text] : values) content = readers_.with(content, key, text);
   }
 
   std::map<std::string, std::string> contents;
@@ -104,14 +104,14 @@ void DemandText(const std::string& content, const std::string& value, const IniR
   }
 }
 
-// Whatever a file holds, what the program makes of it is saved so that the next start finds the same.
+// Whatever a file contains, saving it and starting again gives the same settings.
 void DemandStable(const std::string& content, const IniReaders& readers) {
   const OneMachine machine;
   const StandingClock clock;
   TextStore store(readers, content);
   Settings first;
   const bool whole = Skip([&] { LoadSettings(first, store, machine, clock); });
-  if (!whole) return;  // the keys behind the first bad text are zero, and not worth saving
+  if (!whole) return;  // the keys after the first bad text are zero, so there is nothing to compare
   SaveSettings(first, store);
   const std::string saved = store.contents["Pellora"];
   store.contents["Brenmoor"] = saved;  // the folders are read there

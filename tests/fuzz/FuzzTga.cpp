@@ -9,7 +9,7 @@ namespace pellora {
 
 namespace {
 
-constexpr qint64 kMostPixels = 1 << 16;
+constexpr qint64 kMaxPixels = 1 << 16;
 
 using Bytes = std::span<const unsigned char>;
 
@@ -25,7 +25,7 @@ std::vector<QRgb> InFileOrder(const QImage& image, unsigned char descriptor) {
   return pixels;
 }
 
-// The plain pictures of whole bytes, read in the simplest way; black where the bytes have run out.
+// Reads uncompressed pictures of whole bytes in the simplest way; black after the end of the bytes.
 void DemandPlain(Bytes bytes, const std::vector<QRgb>& pixels) {
   const std::size_t step = bytes[16] / 8;
   if ((bytes[2] != 2 && bytes[2] != 3) || bytes[1] != 0 || bytes[16] % 8 != 0 || step == 2) return;
@@ -49,22 +49,22 @@ void FuzzTga(std::string_view input, const std::function<QImage(std::span<const 
   const Bytes bytes(reinterpret_cast<const unsigned char*>(rest.data()), rest.size());
 
   const AllocationMeter meter;
-  const QImage image = read(bytes, kMostPixels);
-  const std::uint64_t mostPixels = std::min<std::uint64_t>(kMostPixels, 64 * bytes.size() + 128);
-  Demand(meter.Bytes() <= 4 * mostPixels + 16 * bytes.size() + 8192, "a picture takes no memory that it cannot fill");
+  const QImage image = read(bytes, kMaxPixels);
+  const std::uint64_t maxPixels = std::min<std::uint64_t>(kMaxPixels, 64 * bytes.size() + 128);
+  Demand(meter.Bytes() <= 4 * maxPixels + 16 * bytes.size() + 8192, "a picture takes no memory that it cannot fill");
   if (image.isNull()) return;
   Demand(bytes.size() >= 18, "a picture has a header");
   Demand(image.width() == bytes[12] + 256 * bytes[13] && image.height() == bytes[14] + 256 * bytes[15],
-         "a picture has the size told");
-  Demand(static_cast<std::uint64_t>(image.width()) * static_cast<std::uint64_t>(image.height()) <= mostPixels,
+         "a picture has the size in its header");
+  Demand(static_cast<std::uint64_t>(image.width()) * static_cast<std::uint64_t>(image.height()) <= maxPixels,
          "a picture is no larger than allowed");
   const std::vector<QRgb> pixels = InFileOrder(image, bytes[17]);
   DemandPlain(bytes, pixels);
 
-  const QImage shorter = read(bytes.first(std::min(cut, bytes.size())), kMostPixels);
+  const QImage shorter = read(bytes.first(std::min(cut, bytes.size())), kMaxPixels);
   if (shorter.isNull()) return;
   const std::vector<QRgb> first = InFileOrder(shorter, bytes[17]);
-  Demand(first.size() == pixels.size(), "a file cut short has the size told");
+  Demand(first.size() == pixels.size(), "a truncated file has the size in its header");
   const auto [differs, unused] = std::mismatch(first.begin(), first.end(), pixels.begin());
   Demand(std::all_of(differs, first.end(), [](QRgb pixel) { return pixel == qRgb(0, 0, 0); }),
          "a file cut short is the whole one and then black");

@@ -12,7 +12,7 @@ namespace {
 
 std::size_t LineEnds(const std::string& text) { return Pieces(text, "\r\n").size() - 1; }
 
-// As many lines as the program means to send, and in none of them a byte that ends it early.
+// Checks that the request has as many lines as intended, and no byte that ends a line early.
 void DemandRequest(const std::string& request, std::size_t lines) {
   Demand(LineEnds(request) == lines && request.ends_with("\r\n\r\n"), "a request has the lines it was built of");
   Demand(!HasControls(Joined(Pieces(request, "\r\n"))), "a request has no control characters");
@@ -23,7 +23,7 @@ void DemandCommand(const std::string& command) {
   Demand(!HasControls(command.substr(0, command.size() - 2)), "a command has no control characters");
 }
 
-// `path` begins with "/", and what stands behind its last one is the file's name.
+// `path` begins with "/", and what follows its last one is the file's name.
 void DemandPath(const std::string& path, const std::string& fileName) {
   Demand(path.starts_with('/') && fileName.find('/') == std::string::npos,
          "a path begins with a slash, a name has none");
@@ -31,7 +31,7 @@ void DemandPath(const std::string& path, const std::string& fileName) {
          "the name is the last part of the path");
 }
 
-// Nobody can make two requests of one, or have a part file land elsewhere.
+// No URL can split a request in two, or place a part file in another folder.
 void DemandHarmless(const ParsedUrl& parsed, const std::string& url) {
   DownloadRecord record;
   record.Path = parsed.path;
@@ -48,28 +48,28 @@ void DemandHarmless(const ParsedUrl& parsed, const std::string& url) {
   for (const std::string& text : {parsed.user, parsed.password, parsed.path}) DemandCommand(FtpCommand("RETR ", text));
 }
 
-void DemandHttpHost(const ParsedUrl& parsed, const std::string& told) {
-  const std::size_t colon = told.find(':');
+void DemandHttpHost(const ParsedUrl& parsed, const std::string& authority) {
+  const std::size_t colon = authority.find(':');
   Demand(parsed.protocol == kHttp && parsed.user.empty() && parsed.password.empty(), "an HTTP address has no login");
-  Demand(parsed.host == told.substr(0, colon), "the host ends at its first colon");
-  Demand(parsed.port == (colon == std::string::npos ? 80 : RoundedNumber(told.substr(colon + 1))),
-         "the port is the number behind the colon");
+  Demand(parsed.host == authority.substr(0, colon), "the host ends at its first colon");
+  Demand(parsed.port == (colon == std::string::npos ? 80 : RoundedNumber(authority.substr(colon + 1))),
+         "the port is the number after the colon");
 }
 
-void DemandFtpHost(const ParsedUrl& parsed, const std::string& told) {
-  const std::size_t colon = told.find(':');
-  const std::size_t at = told.find('@');
+void DemandFtpHost(const ParsedUrl& parsed, const std::string& authority) {
+  const std::size_t colon = authority.find(':');
+  const std::size_t at = authority.find('@');
   Demand(parsed.protocol == kFtp, "an FTP address is of FTP");
   if (colon == std::string::npos || at == std::string::npos) {
-    Demand(parsed.user == "anonymous" && parsed.password.empty() && parsed.host == told && parsed.port == 21,
+    Demand(parsed.user == "anonymous" && parsed.password.empty() && parsed.host == authority && parsed.port == 21,
            "without both marks there is no login and no port");
     return;
   }
   const std::string login = parsed.user + ":" + parsed.password + "@";
-  Demand(told.starts_with(login + parsed.host), "login and host stand one behind the other");
-  const std::string behind = told.substr(login.size() + parsed.host.size());
-  Demand(behind.empty() ? parsed.port == 21 : behind.front() == ':' && parsed.port == RoundedNumber(behind.substr(1)),
-         "behind the host is nothing but the port");
+  Demand(authority.starts_with(login + parsed.host), "the host follows the login");
+  const std::string rest = authority.substr(login.size() + parsed.host.size());
+  Demand(rest.empty() ? parsed.port == 21 : rest.front() == ':' && parsed.port == RoundedNumber(rest.substr(1)),
+         "nothing but the port follows the host");
 }
 
 void DemandParts(const ParsedUrl& parsed, const std::string& url, bool tooLong) {
@@ -87,8 +87,8 @@ void DemandParts(const ParsedUrl& parsed, const std::string& url, bool tooLong) 
   Demand(shaped, "an address has a scheme, a host and a path");
   Demand(parsed.path == url.substr(slash), "the path goes to the end");
   DemandPath(parsed.path, parsed.fileName);
-  const std::string told = url.substr(scheme, slash - scheme);
-  ftp ? DemandFtpHost(parsed, told) : DemandHttpHost(parsed, told);
+  const std::string authority = url.substr(scheme, slash - scheme);
+  ftp ? DemandFtpHost(parsed, authority) : DemandHttpHost(parsed, authority);
   DemandHarmless(parsed, url);
 }
 
@@ -96,19 +96,18 @@ void DemandRedirect(const std::string& location) {
   const RedirectTarget target = TargetOfRedirect(location);
   DemandPath(target.path, target.fileName);
   const std::size_t slashes = location.find("//");
-  const std::string behind = slashes != std::string::npos ? location.substr(slashes + 2)
-                             : location.empty()           ? ""
-                                                          : location.substr(1);
+  const std::string rest = slashes != std::string::npos ? location.substr(slashes + 2)
+                           : location.empty()           ? ""
+                                                        : location.substr(1);
   Demand(target.host.find('/') == std::string::npos, "a host has no slash");
-  Demand(target.host + target.path == behind || (target.host == behind && target.path == "/"),
-         "host and path stand one behind the other");
+  Demand(target.host + target.path == rest || (target.host == rest && target.path == "/"), "the path follows the host");
 }
 
 void DemandFileName(const std::string& name) {
   if (IsBadFileName(name, "\"") || !IsStorableName(name)) return;
   const std::string part = PartFileName("/tmp/", name, 8);
   Demand(part.starts_with("/tmp/") && part.find('/', 5) == std::string::npos && part.find('\0') == std::string::npos,
-         "a part file lies in the folder of part files");
+         "a part file is in the folder of part files");
   Demand(part.size() - 5 <= 255, "a part file's name fits the disk");
 }
 

@@ -10,7 +10,7 @@ namespace pellora {
 
 namespace {
 
-// The byte at `offset`, 0 behind the end.
+// The byte at `offset`, 0 after the end.
 std::int64_t ByteAt(std::string_view text, std::size_t offset) {
   return offset < text.size() ? static_cast<unsigned char>(text[offset]) : 0;
 }
@@ -39,14 +39,14 @@ void DemandEntries(const std::vector<ZipEntry>& entries, std::string_view text, 
     const ZipEntry& entry = entries[static_cast<std::size_t>(i)];
     Demand(entry.NameLength == length && entry.Name == Part(text, offset + 46, entry.Name.size()) &&
                entry.RawRecord == Part(text, offset, 46 + static_cast<std::size_t>(length)),
-           "a name stands behind the fixed part");
+           "a name follows the fixed part");
     Demand(entry.Name.size() == std::min<std::size_t>(static_cast<std::size_t>(length),
                                                       text.size() - std::min(text.size(), offset + 46)),
-           "a name has the length told, as far as there are bytes");
+           "a name has the stated length, as far as there are bytes");
     Demand(entry.PackedSize == Number(text, offset + 20, 4) && entry.NormalSize == Number(text, offset + 24, 4) &&
                entry.LocalHeaderOffset == Number(text, offset + 42, 4) &&
                entry.CrcField == Number(text, offset + 15, 4),
-           "the numbers stand at their offsets");
+           "the numbers are at their offsets");
     Demand(entry.Position == i && entry.IsDirectory == entry.Name.ends_with('/'), "entries are numbered from 1");
     offset += 46 + static_cast<std::size_t>(length);
   }
@@ -88,7 +88,7 @@ std::string Taken(const ZipReaders& readers, const std::vector<std::string_view>
 void FuzzZip(std::string_view bytes, const ZipReaders& readers) {
   if (bytes.size() < 4) return;
   Choices choices(bytes);
-  // Entries behind the end of the text are all alike; a few hundred are enough.
+  // Entries after the end of the text are all alike; a few hundred are enough.
   const auto count = static_cast<std::int16_t>(choices.Byte());
   choices.Byte();
   const std::size_t share = choices.Byte();
@@ -97,7 +97,7 @@ void FuzzZip(std::string_view bytes, const ZipReaders& readers) {
   const std::size_t cut = reply.size() * share / 255;
 
   const std::string buffer = Taken(readers, {reply.substr(0, cut), reply.substr(cut)}, wanted);
-  // With the word in it a block counts as a header, and then it matters where blocks end.
+  // A block with this word counts as a header, and then the positions of block ends matter.
   if (LowerCase(reply).find("content-type") == std::string::npos) {
     Demand(buffer == Taken(readers, {reply}, wanted), "data is the same in one block and in two");
     Demand(buffer == reply.substr(0, wanted), "data is kept as it comes");
@@ -105,7 +105,7 @@ void FuzzZip(std::string_view bytes, const ZipReaders& readers) {
   const ZipEndRecord end = ReadEndRecord(buffer);
   Demand(end.EntryCount == std::min<std::int64_t>(Number(buffer, 8, 2), 32767) &&
              end.DirectorySize == Number(buffer, 12, 4),
-         "the end record's numbers stand at their offsets");
+         "the numbers of the end record are at their offsets");
 
   for (const std::string_view text : {reply, std::string_view(buffer)}) {
     const AllocationMeter meter;

@@ -17,17 +17,17 @@
 
 namespace {
 
-std::uint64_t asked = 0;
+std::uint64_t allocated = 0;
 
 }  // namespace
 
 #ifdef PELLORA_SANITIZED
-// The sanitizer's allocator tells of every block, those of C libraries included.
-extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
-                                                         void (*freed)(const volatile void*));
+// The sanitizer's allocator reports every block, including those of C libraries.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onAllocation)(const volatile void*, std::size_t),
+                                                         void (*onFree)(const volatile void*));
 namespace {
 const bool hooked =
-    __sanitizer_install_malloc_and_free_hooks([](const volatile void*, std::size_t size) { asked += size; },
+    __sanitizer_install_malloc_and_free_hooks([](const volatile void*, std::size_t size) { allocated += size; },
                                               [](const volatile void*) {}) != 0;
 }  // namespace
 #else
@@ -36,7 +36,7 @@ const bool hooked = true;
 }  // namespace
 
 void* operator new(std::size_t size) {
-  asked += size;
+  allocated += size;
   void* const block = std::malloc(size == 0 ? 1 : size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
@@ -47,9 +47,9 @@ void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 namespace pellora {
 
-AllocationMeter::AllocationMeter() : start_(asked) { Demand(hooked, "the allocator tells what it is asked for"); }
+AllocationMeter::AllocationMeter() : start_(allocated) { Demand(hooked, "the allocator reports its allocations"); }
 
-std::uint64_t AllocationMeter::Bytes() const { return asked - start_; }
+std::uint64_t AllocationMeter::Bytes() const { return allocated - start_; }
 
 std::uint32_t Choices::Byte() {
   if (rest_.empty()) return 0;

@@ -1,5 +1,5 @@
-// What the fuzz targets share: how an oracle complains, a meter of the memory that is asked for, and the
-// plainest possible readers of numbers and pieces to compare the program's with.
+// Shared by the fuzz targets: reporting violations, a meter of allocated memory, and the simplest possible readers of
+// numbers and pieces to compare the program's with.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace pellora {
 
-// A claim that must hold for any bytes does not.
+// A claim that must hold for all bytes is violated.
 class OracleBroken : public std::logic_error {
  public:
   using std::logic_error::logic_error;
@@ -20,7 +20,7 @@ inline void Demand(bool holds, const char* claim) {
   if (!holds) throw OracleBroken(claim);
 }
 
-// Bytes asked of the allocator since its construction, whatever was given back meanwhile.
+// Bytes allocated since its construction, not counting what was freed.
 class AllocationMeter {
  public:
   AllocationMeter();
@@ -30,7 +30,7 @@ class AllocationMeter {
   std::uint64_t start_;
 };
 
-// Choices taken from the front of the input; 0 once it has run out.
+// Choices taken from the front of the input; 0 at its end.
 class Choices {
  public:
   explicit Choices(std::string_view bytes) : rest_(bytes) {}
@@ -41,14 +41,14 @@ class Choices {
   std::string_view rest_;
 };
 
-// The pieces between the marks; one more than there are marks.
+// The pieces between the marks.
 std::vector<std::string> Pieces(std::string_view text, std::string_view mark);
 std::string Joined(const std::vector<std::string>& pieces);
 std::string LowerCase(std::string_view text);
 std::string WithoutOuterBlanks(std::string_view text);
 bool HasControls(std::string_view text);
 
-// The leading number of a text, and the same rounded and held within 32 bits.
+// The leading number of a text, and the same rounded and limited to 32 bits.
 double LeadingNumber(std::string_view text);
 std::int32_t RoundedNumber(std::string_view text);
 

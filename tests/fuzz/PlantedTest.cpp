@@ -1,4 +1,4 @@
-// Oracles can fail: a reader with a planted mistake is found out by what is kept of its target.
+// Tests the oracles: a reader with a planted mistake is detected with the stored inputs of its target.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -84,7 +84,7 @@ TEST(FuzzOracles, DetectAListThatLosesAField) {
   int reads = 0;
   const auto wrong = [&reads](std::string_view bytes) {
     std::vector<DownloadRecord> records = ReadRecords(bytes);
-    // Each reading shifts a counter, as one does that is written and read at different widths.
+    // Each reading shifts a counter, as if it were written and read at different widths.
     for (DownloadRecord& record : records) record.Received += ++reads % 2;
     return records;
   };
@@ -122,7 +122,7 @@ TEST(FuzzOracles, DetectAZipNumberReadAtTheWrongOffset) {
     return entries;
   };
   EXPECT_EQ(
-      Catch("zip", [&](std::string_view bytes) { FuzzZip(bytes, wrong); }).count("the numbers stand at their offsets"),
+      Catch("zip", [&](std::string_view bytes) { FuzzZip(bytes, wrong); }).count("the numbers are at their offsets"),
       1U);
 }
 
@@ -164,7 +164,7 @@ TEST(FuzzOracles, DetectAlteredVersionNotes) {
     return reply;
   };
   EXPECT_EQ(Catch("version", [&](std::string_view bytes) { FuzzVersion(bytes, wrong); })
-                .count("the notes stand behind the body's first line"),
+                .count("the notes follow the first line of the body"),
             1U);
 }
 
@@ -181,8 +181,8 @@ TEST(FuzzOracles, DetectANumberReadWithAComma) {
 
 TEST(FuzzOracles, DetectAPartialPreviewFrameReportedAsTheEnd) {
   const auto wrong = [](PreviewFrames& frames, std::size_t count) {
-    const PreviewFrames::Said said = frames.Took(count);
-    return said == PreviewFrames::Said::Nothing && count < 12 ? PreviewFrames::Said::Ended : said;
+    const PreviewFrames::Event said = frames.Received(count);
+    return said == PreviewFrames::Event::Nothing && count < 12 ? PreviewFrames::Event::Ended : said;
   };
   EXPECT_EQ(Catch("preview", [&](std::string_view bytes) { FuzzPreview(bytes, wrong); })
                 .count("the process is understood in pieces"),

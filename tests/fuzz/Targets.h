@@ -1,6 +1,5 @@
-// The fuzz targets: each feeds any bytes whatever to one reader of the program and throws OracleBroken where
-// something does not hold that must hold for all bytes. The readers can be replaced by wrong ones, so that a
-// test can show that the oracle sees them.
+// The fuzz targets: each passes arbitrary bytes to one reader of the program and throws OracleBroken if a claim that
+// must hold for all bytes is violated. The readers can be replaced by wrong ones, to test that the oracle detects them.
 #pragma once
 
 #include <functional>
@@ -24,25 +23,25 @@
 
 namespace pellora {
 
-// An address, and as the same bytes a redirect's location and a file name.
+// The bytes as a URL, as a redirect's location and as a file name.
 void FuzzUrl(std::string_view bytes, const std::function<ParsedUrl(std::string_view)>& parse = ParseUrl);
 
 // The first block of an HTTP reply.
 void FuzzHeaders(std::string_view bytes,
                  const std::function<ReplyHeaders(std::string_view)>& parse = ParseReplyHeaders);
 
-// Three bytes choose the file's size (little-endian) and the most segments. The rest is what the server sends to
-// each segment in turn: byte 1 parts the segments, byte 2 ends a block. `headerLength` tells how much of a block the
-// oracle expects to be dropped.
-std::size_t ToldHeaderLength(std::string_view block);
+// Three bytes choose the file's size (little-endian) and the most segments. The rest is what the server sends to each
+// segment in turn: byte 1 separates the segments, byte 2 ends a block. `headerLength` is how much of a block the oracle
+// expects to be dropped.
+std::size_t HeaderLengthIn(std::string_view block);
 void FuzzSegments(std::string_view bytes,
-                  const std::function<std::size_t(std::string_view)>& headerLength = ToldHeaderLength);
+                  const std::function<std::size_t(std::string_view)>& headerLength = HeaderLengthIn);
 
-// What the FTP server says to the probe, behind the first byte 1 what it says to each segment, and behind the second
-// what its data port sends; byte 2 ends a block, the next one follows 100 ms later. `late` is applied to each line
-// of the conversation that comes line by line.
+// What the FTP server sends to the probe, after the first byte 1 what it sends to each segment, and after the second
+// what its data port sends; byte 2 ends a block, the next one follows 100 ms later. `late` is applied to each line of
+// the conversation that arrives line by line.
 void FuzzFtp(std::string_view bytes, const std::function<std::string(std::string)>& late = {});
-// `sent` is all that one control connection sent.
+// `sent` is everything sent by one control connection.
 void DemandFtpCommands(const std::string& sent);
 void DemandFtpReplies(std::string_view line,
                       const std::function<PassiveAddress(std::string_view)>& parse = ParsePassiveReply);
@@ -52,8 +51,8 @@ using ListReader = std::function<std::vector<DownloadRecord>(std::string_view by
 std::vector<DownloadRecord> ReadRecords(std::string_view bytes);
 void FuzzList(std::string_view bytes, const ListReader& read = ReadRecords);
 
-// The first two bytes choose the number of entries, the third where the reply is cut in two, the fourth the bytes
-// wanted; the rest is the reply.
+// The first two bytes choose the number of entries, the third where the reply is split, the fourth the number of bytes
+// requested; the rest is the reply.
 struct ZipReaders {
   std::function<bool(std::string&, std::string_view, std::size_t)> take = TakeZipBlock;
   std::function<std::vector<ZipEntry>(std::string_view, std::int16_t)> read = ReadDirectory;
@@ -64,7 +63,7 @@ void FuzzZip(std::string_view bytes, const ZipReaders& readers = {});
 void FuzzLanguage(std::string_view bytes,
                   const std::function<void(std::string_view, LangStringArray&)>& read = ReadLanguage);
 
-// The text of a settings file, behind byte 1 a text to be stored in it.
+// The text of a settings file and, after byte 1, a text to store in it.
 struct IniReaders {
   std::function<std::optional<std::string>(std::string_view, std::string_view)> get = IniValue;
   std::function<std::string(std::string, std::string_view, std::string_view)> with = WithIniValue;
@@ -74,11 +73,11 @@ void FuzzSettings(std::string_view bytes, const IniReaders& readers = {});
 // A block of the version server's reply.
 void FuzzVersion(std::string_view bytes, const std::function<VersionReply(std::string_view)>& read = ReadVersionReply);
 
-// What the preview process says, behind a byte that chooses the size of the pieces.
-using PreviewTook = std::function<PreviewFrames::Said(PreviewFrames&, std::size_t)>;
-void FuzzPreview(std::string_view bytes, const PreviewTook& took = &PreviewFrames::Took);
+// The output of the preview process, after a byte that chooses the size of the pieces.
+using PreviewReceived = std::function<PreviewFrames::Event(PreviewFrames&, std::size_t)>;
+void FuzzPreview(std::string_view bytes, const PreviewReceived& took = &PreviewFrames::Received);
 
-// What a user types or a file holds for a number, a flag or a date.
+// A number, flag or date typed by the user or read from a file.
 void FuzzNumbers(std::string_view bytes, const std::function<double(std::string_view)>& prefix = NumericPrefix);
 
 }  // namespace pellora

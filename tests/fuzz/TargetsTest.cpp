@@ -1,5 +1,5 @@
-// Every target on what is kept of it and on seeded changes of that, as ordinary tests. How many is a matter of
-// their pace: all together take some seconds.
+// Every target on its stored inputs and seeded changes, as ordinary tests. The number of changes is chosen so that all
+// together take some seconds.
 #include <gtest/gtest.h>
 
 #include <functional>

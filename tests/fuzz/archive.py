@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""The kept inputs of the fuzz targets: one archive for each target, corpus/TARGET.tar.
+"""The stored inputs of the fuzz targets: one archive for each target, corpus/TARGET.tar.
 
-    archive.py unpack TARGET FOLDER    makes FOLDER hold the inputs of TARGET and nothing else
-    archive.py pack TARGET FOLDER      makes the files of FOLDER the inputs of TARGET
+    archive.py unpack TARGET FOLDER    replaces the content of FOLDER by the inputs of TARGET
+    archive.py pack TARGET FOLDER      replaces the inputs of TARGET by the files of FOLDER
 
 Equal inputs give equal archives, byte for byte: plain ustar, sorted by name, without times, owners or modes.
 """
@@ -21,7 +21,7 @@ def path_of(target, corpus=CORPUS):
 
 
 def read(path):
-    """{name: bytes}; nothing where there is no archive yet."""
+    """{name: bytes}; empty if there is no archive."""
     if not os.path.exists(path):
         return {}
     with tarfile.open(path, "r:") as archive:

@@ -1,4 +1,4 @@
-"""The archives of kept inputs are the same whoever writes them, and whenever."""
+"""The archives of stored inputs are reproducible."""
 
 import os
 import subprocess

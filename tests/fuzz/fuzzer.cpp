@@ -1,4 +1,4 @@
-// libFuzzer's way into one target: PELLORA_TARGET is its function, declared in PELLORA_TARGET_HEADER.
+// libFuzzer's entry to one target: PELLORA_TARGET is its function, declared in PELLORA_TARGET_HEADER.
 #include <cstdint>
 #include <cstdlib>
 #include <exception>

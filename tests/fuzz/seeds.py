@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Writes the first inputs of the fuzz targets into the archives corpus/TARGET.tar, and keeps what else they hold.
+"""Writes the initial inputs of the fuzz targets to the archives corpus/TARGET.tar, and keeps the others in them.
 
-    seeds.py [FOLDER]    the archives of FOLDER instead
+    seeds.py [FOLDER]    writes to the archives in FOLDER instead
 
-These inputs have names that say what they are; those that a run of the fuzzer adds are named by their digests.
+These inputs have descriptive names; inputs added by a run of the fuzzer are named by their digests.
 """
 
 import struct

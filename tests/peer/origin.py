@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""A scripted HTTP origin on loopback: honest ranges, odd replies, and a log of the request bytes as they came.
+"""A scripted HTTP server on loopback: correct ranges, odd replies, and a log of the request bytes as received.
 
-One thread for each connection. Content is generated from the path and the offset alone, so that any range of any
-file can be served and checked without a file on the disk.
+Each connection has a thread. Content is generated from the path and the offset, so that any range of any file can be
+served and checked without a file on the disk.
 
     origin.py --size BYTES [--rate BYTES_PER_SECOND]     prints its port, serves until its input ends
 """
@@ -21,7 +21,7 @@ BLOCK = 1 << 16
 
 
 def content(size, seed=0, start=0, end=None):
-    """Bytes `start` to `end` (exclusive) of the generated file: 4096-byte pages, each unlike all others."""
+    """Bytes `start` to `end` (exclusive) of the generated file: 4096-byte pages, each different from all others."""
     end = size if end is None else min(end, size)
     pieces = []
     page = start // 4096
@@ -40,8 +40,8 @@ def content_digest(size, seed=0):
 
 
 class Ports:
-    """Ports in turn out of a block that no other process of these tests uses, so that a server may bind one later than
-    it was chosen. Below 32768: a proxy's port is a signed 16-bit setting, and the system gives higher ones to anybody."""
+    """Returns ports, in turn, from a block that no other process of these tests uses, so that a server may bind one
+    later. Below 32768: a proxy's port is a signed 16-bit setting, and the system assigns higher ones to others."""
 
     FIRST, BLOCK, BLOCKS = 20000, 120, 100
 
@@ -49,7 +49,7 @@ class Ports:
         self.lock = threading.Lock()
         self.at = 0
         for number in random.sample(range(self.BLOCKS), self.BLOCKS):
-            # The name goes with the process, and belongs to the same network as the ports.
+            # The name is freed with the process, and is local to the network namespace, like the ports.
             self.claim = socket.socket(socket.AF_UNIX)
             try:
                 self.claim.bind("\0pellora-test-ports-%d" % number)
@@ -85,14 +85,14 @@ def listen_low():
     raise OSError("no free port")
 
 
-class Unanswering:
-    """A port of loopback that neither takes nor refuses a connection, as that of a host which is switched off."""
+class SilentPort:
+    """A port on loopback that neither accepts nor refuses connections, like that of a host which is switched off."""
 
     def __init__(self):
         self.listener = listen_low()
         self.listener.listen(0)
         self.waiting = []
-        for _ in range(4):  # in its queue, which they fill
+        for _ in range(4):  # these fill its queue
             client = socket.socket()
             client.setblocking(False)
             client.connect_ex(self.listener.getsockname())
@@ -107,7 +107,7 @@ class Unanswering:
 
 
 def end_accepting(listener, thread):
-    """Closes a listener once the thread that waits at it is gone: it might otherwise take connections from the next
+    """Closes a listener once its accepting thread has ended: the thread might otherwise accept connections of the next
     listener, which gets the same descriptor."""
     listener.shutdown(socket.SHUT_RDWR)
     thread.join()
@@ -137,7 +137,7 @@ class Origin:
     def __init__(self, rate=0):
         self.rate = rate
         self.replies = {}
-        self.requests = []  # every Request, in the order of arrival
+        self.requests = []  # all Requests, in order of arrival
         self.open_sockets = set()
         self.lock = threading.Lock()
         self.listener = listen_low()
@@ -164,7 +164,7 @@ class Origin:
             return [r for r in self.requests if r.path == path]
 
     def serve_file(self, path, size, seed=0, content_type="application/octet-stream", rate=None):
-        """An honest file with ranges. `rate` in bytes a second and connection; the origin's own if not given."""
+        """A correctly served file with ranges. `rate` is in bytes a second per connection, by default the origin's."""
         pace = self.rate if rate is None else rate
 
         def reply(connection, request):
@@ -181,7 +181,7 @@ class Origin:
         self.replies[path] = reply
 
     def serve_bytes(self, path, data):
-        """These bytes, whatever is asked, and then the end of the connection."""
+        """These bytes in reply to any request, then the end of the connection."""
 
         def reply(connection, _request):
             connection.sendall(data)
@@ -215,7 +215,7 @@ class Origin:
                     if not more:
                         return
                     data += more
-                # A request may be followed by stray line ends; they belong to the log of the one before.
+                # Stray line ends after a request belong to its log.
                 end = data.index(b"\r\n\r\n") + 4
                 connection.settimeout(0.05)
                 try:
@@ -247,7 +247,7 @@ class Origin:
 
 
 def send_paced(connection, make, start, end, rate):
-    """Sends make(a, b) piece by piece, at most `rate` bytes a second (0: as fast as it goes)."""
+    """Sends make(a, b) piece by piece, at most `rate` bytes a second (0: unlimited)."""
     piece = BLOCK if rate == 0 else max(1024, min(BLOCK, rate // 50))
     began = time.monotonic()
     position = start

@@ -1,5 +1,5 @@
-// SimArchive: ZIP archives made in memory, as their writers lay them out, and the two ports of the archive
-// viewer: folders to choose from and an unzip library that does what the test says.
+// SimArchive: ZIP archives made in memory as real writers do, and the two ports of the archive viewer: folders to
+// choose from, and an unzip library that does what the test says.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +29,7 @@ std::string SimCentralRecord(const SimMember& member);
 std::string SimDirectory(const std::vector<SimMember>& members);
 std::string SimEndRecord(std::size_t count, std::size_t directorySize, const std::string& comment = {});
 
-// `body` bytes stand for the members themselves, which nobody asks for.
+// `body` bytes stand for the members themselves, which nothing reads.
 std::string SimArchive(const std::vector<SimMember>& members, std::size_t body = 100, const std::string& comment = {});
 
 class SimFolders final : public Folders {
@@ -48,7 +48,7 @@ class SimUnzip final : public Unzip {
              const std::function<void(std::string_view)>& print) override;
 
   int result = kUnzipDone;
-  std::vector<std::string> messages;                          // what it prints
+  std::vector<std::string> messages;                          // printed while unpacking
   std::vector<std::pair<std::string, std::string>> unpacked;  // archive, folder
   std::function<void()> during;
 };

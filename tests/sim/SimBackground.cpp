@@ -9,7 +9,7 @@ namespace pellora {
 
 namespace {
 
-constexpr std::uint64_t kArrivals = ~std::uint64_t{0};  // a source of its own
+constexpr std::uint64_t kArrivals = ~std::uint64_t{0};  // a separate source
 
 }  // namespace
 

@@ -1,6 +1,6 @@
-// SimBackground: file work in virtual time. A work runs some time after its call, and its end is reported some time
-// later, so that anything may happen before, between and after the two; the seed says when. Work that a program had not
-// done at its end is dropped.
+// SimBackground: file work in virtual time. A work runs some time after the call, and its end is reported some time
+// later, so that anything may happen before, between and after; the seed decides when. Work not done when the program
+// ends is dropped.
 #pragma once
 
 #include <cstdint>
@@ -19,18 +19,18 @@ class SimBackground final : public Background {
   // The port.
   void Run(Work work, Done done) override;
 
-  // The test's own view.
-  // The longest time from the beginning of a work to the report of its end, in milliseconds.
-  void SetMost(std::uint32_t milliseconds) { most_ = milliseconds; }
-  // Works whose end was not reported yet.
+  // For the test.
+  // The longest time from the start of a work to the report of its end, in milliseconds.
+  void SetMaxDelay(std::uint32_t milliseconds) { most_ = milliseconds; }
+  // Works whose end was not reported.
   std::size_t Pending() const { return jobs_.size(); }
-  std::uint64_t Given() const { return given_; }  // ever
-  // Ends the port with its program: nothing runs and nothing is reported any more.
+  std::uint64_t Given() const { return given_; }  // so far
+  // Ends the port with its program: nothing more runs or is reported.
   void Drop();
 
  private:
   struct Job {
-    Work work;  // empty: it cannot be begun
+    Work work;  // empty: it cannot be started
     Done done;
   };
   void Begin();

@@ -1,4 +1,4 @@
-// SimContent: the bytes of a file, given or computed from their offset, so that a large file costs nothing.
+// SimContent: the bytes of a file, given or computed from their offset, so that large files cost nothing.
 #pragma once
 
 #include <cstdint>
@@ -11,14 +11,14 @@ namespace pellora {
 class SimContent {
  public:
   SimContent() = default;
-  SimContent(std::string bytes)  // NOLINT(google-explicit-constructor): a text is a content
+  SimContent(std::string bytes)  // NOLINT(google-explicit-constructor): a string is a content
       : length_(bytes.size()), bytes_(std::make_shared<const std::string>(std::move(bytes))) {}
   SimContent(const char* text) : SimContent(std::string(text)) {}  // NOLINT(google-explicit-constructor)
   // `length` bytes, each a function of its offset and of `salt`.
   static SimContent Generated(std::uint64_t length, std::uint64_t salt = 1);
 
   std::uint64_t Length() const { return length_; }
-  // Fills `to` with the bytes from `offset` on; all of them must lie inside.
+  // Fills `to` with the bytes at `offset`; all of them must be inside.
   void Read(std::uint64_t offset, std::span<char> to) const;
   std::string Bytes(std::uint64_t offset, std::uint64_t length) const;
   std::string All() const { return Bytes(0, length_); }

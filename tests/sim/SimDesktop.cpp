@@ -18,12 +18,11 @@ std::optional<std::string> SimSettings::Get(const std::string& application, cons
   return at->second;
 }
 
-void SimSettings::Set(const std::string& application, const std::string& key, const std::string& value) {
-  if (SimFails("settings write", key) || failWrites || key == failingKey) {
-    throw Failure(FailureNumber::File, application + ".ini: cannot be written");
-  }
-  written.push_back(application + "/" + key + "=" + value);
-  values[{application, key}] = value;
+void SimSettings::SetAll(const std::string& application, const Values& changed) {
+  const std::string file = application + ".ini";
+  if (SimFails("settings write", file) || failWrites) throw Failure(FailureNumber::File, file + ": cannot be written");
+  for (const auto& [key, text] : changed) values[{application, key}] = text;
+  writes.emplace_back(application, changed);
 }
 
 std::optional<std::string> SimClipboard::Text() const {
@@ -35,10 +34,10 @@ std::optional<std::string> SimClipboard::Text() const {
 void SimDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> answered) {
   const std::uint64_t id = nextId_++;
   boxes_.push_back(request);
-  standing_.push_back({id, request, std::move(answered)});
+  open_.push_back({id, request, std::move(answered)});
   CountStanding();
   loop_.Trace().Note(loop_.Time(), "box", id, 0, request.text);
-  // A box fails to get its answer by being left; one of two buttons alone cannot be left.
+  // A box fails to be answered by being closed; a box with two buttons and no icon cannot be closed.
   if ((request.style & ~kYesNo) != 0 || request.style == kOkOnly) {
     if (SimFails("box", request.text)) {
       const int left = (request.style & kYesNo) == 0 ? kAnswerOk : kAnswerNo;
@@ -59,16 +58,16 @@ void SimDialogs::AskSavePath(const SaveRequest& request,
   const std::uint64_t id = nextId_++;
   saves_.push_back(request);
   loop_.Trace().Note(loop_.Time(), "save", id, 0, request.proposal);
-  standingSaves_.push_back({id, {}, std::move(answered)});
+  openSaves_.push_back({id, {}, std::move(answered)});
   CountStanding();
   if (SimFails("save dialog", request.proposal)) {
     return loop_.InWorld(loop_.Time(), [this, id] {
-      if (!standingSaves_.empty() && standingSaves_.front().id == id) AnswerNextSave(std::nullopt);
+      if (!openSaves_.empty() && openSaves_.front().id == id) AnswerNextSave(std::nullopt);
     });
   }
   if (choose_) {
     loop_.InWorld(loop_.Time(), [this, id, path = choose_(request)] {
-      if (!standingSaves_.empty() && standingSaves_.front().id == id) AnswerNextSave(path);
+      if (!openSaves_.empty() && openSaves_.front().id == id) AnswerNextSave(path);
     });
   }
 }
@@ -77,23 +76,23 @@ void SimDialogs::AskFolder(const FolderRequest& request,
                            std::function<void(std::optional<std::string> folder)> answered) {
   folders_.push_back(request);
   loop_.Trace().Note(loop_.Time(), "folder", folders_.size(), 0, request.start);
-  standingFolders_.push_back(std::move(answered));
+  openFolders_.push_back(std::move(answered));
   CountStanding();
   if (SimFails("folder dialog", request.start)) {
     loop_.InWorld(loop_.Time(), [this] {
-      if (!standingFolders_.empty()) AnswerNextFolder(std::nullopt);
+      if (!openFolders_.empty()) AnswerNextFolder(std::nullopt);
     });
   }
 }
 
-bool SimDialogs::Asked(const std::string& part) const {
+bool SimDialogs::WasShown(const std::string& part) const {
   return std::any_of(boxes_.begin(), boxes_.end(),
                      [&](const BoxRequest& box) { return box.text.find(part) != std::string::npos; });
 }
 
 const BoxRequest& SimDialogs::Next() const {
-  if (standing_.empty()) throw std::logic_error("no box stands");
-  return standing_.front().request;
+  if (open_.empty()) throw std::logic_error("no box is open");
+  return open_.front().request;
 }
 
 void SimDialogs::AnswerNext(int answer) {
@@ -101,20 +100,20 @@ void SimDialogs::AnswerNext(int answer) {
   if (yesNo ? answer != kAnswerYes && answer != kAnswerNo : answer != kAnswerOk) {
     throw std::logic_error("the box has no button for that answer: " + Next().text);
   }
-  AnswerBox(standing_.front().id, answer);
+  AnswerBox(open_.front().id, answer);
 }
 
 void SimDialogs::AnswerNextSave(std::optional<std::string> path) {
-  if (standingSaves_.empty()) throw std::logic_error("no save dialog stands");
-  auto answered = std::move(standingSaves_.front().answered);
-  standingSaves_.pop_front();
+  if (openSaves_.empty()) throw std::logic_error("no save dialog is open");
+  auto answered = std::move(openSaves_.front().answered);
+  openSaves_.pop_front();
   loop_.Post([answered = std::move(answered), path = std::move(path)] { answered(path); });
 }
 
 void SimDialogs::AnswerNextFolder(std::optional<std::string> folder) {
-  if (standingFolders_.empty()) throw std::logic_error("no folder dialog stands");
-  auto answered = std::move(standingFolders_.front());
-  standingFolders_.pop_front();
+  if (openFolders_.empty()) throw std::logic_error("no folder dialog is open");
+  auto answered = std::move(openFolders_.front());
+  openFolders_.pop_front();
   loop_.Post([answered = std::move(answered), folder = std::move(folder)] { answered(folder); });
 }
 
@@ -123,16 +122,14 @@ void SimDialogs::AutoAnswer(const std::string& part, int answer, std::uint32_t d
 }
 
 void SimDialogs::AnswerBox(std::uint64_t id, int answer) {
-  const auto at = std::find_if(standing_.begin(), standing_.end(), [id](const auto& box) { return box.id == id; });
-  if (at == standing_.end()) return;
+  const auto at = std::find_if(open_.begin(), open_.end(), [id](const auto& box) { return box.id == id; });
+  if (at == open_.end()) return;
   auto answered = std::move(at->answered);
-  standing_.erase(at);
+  open_.erase(at);
   loop_.Post([answered = std::move(answered), answer] { answered(answer); });
 }
 
-void SimDialogs::CountStanding() {
-  most_ = std::max(most_, standing_.size() + standingSaves_.size() + standingFolders_.size());
-}
+void SimDialogs::CountStanding() { most_ = std::max(most_, open_.size() + openSaves_.size() + openFolders_.size()); }
 
 void SimShell::OpenPath(const std::string& path, const std::string& workingFolder) {
   if (SimFails("shell open", path)) throw Failure(FailureNumber::File, path + ": no such file");
@@ -294,7 +291,7 @@ const SimViewRecord& SimWindows::Record(const Window& window) const {
 }
 
 void SimWindows::AbandonAll() {
-  // Letting go may end a window and, with it, others.
+  // Letting go of one window may end others.
   for (std::vector<Window*> windows = Loaded(); !windows.empty(); windows = Loaded()) windows.front()->Abandon();
 }
 

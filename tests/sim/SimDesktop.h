@@ -1,5 +1,5 @@
-// SimDesktop: the small ports of a simulated desktop: settings, clipboard, dialogs, shell, machine, locale,
-// tray and windows. Each records what the program asked of it and does what the test says.
+// SimDesktop: the small ports of a simulated desktop: settings, clipboard, dialogs, shell, machine, locale, tray and
+// windows. Each records what the program does and reacts as the test says.
 #pragma once
 
 #include <cstdint>
@@ -31,12 +31,11 @@ namespace pellora {
 class SimSettings final : public SettingsStore {
  public:
   std::optional<std::string> Get(const std::string& application, const std::string& key) const override;
-  void Set(const std::string& application, const std::string& key, const std::string& value) override;
+  void SetAll(const std::string& application, const Values& changed) override;
 
   std::map<std::pair<std::string, std::string>, std::string> values;  // by application and key
-  std::vector<std::string> written;                                   // "application/key=value", in order
+  std::vector<std::pair<std::string, Values>> writes;  // every call that was carried out, under its application
   bool failWrites = false;
-  std::optional<std::string> failingKey;  // not written
 };
 
 class SimClipboard final : public Clipboard {
@@ -46,7 +45,7 @@ class SimClipboard final : public Clipboard {
   std::optional<std::string> text;
 };
 
-// Boxes stand until the test answers (AnswerNext) or a rule does (AutoAnswer). Answers are posted.
+// Boxes stay open until the test answers (AnswerNext) or a rule does (AutoAnswer). Answers are posted.
 class SimDialogs final : public Dialogs {
  public:
   explicit SimDialogs(SimLoop& loop) : loop_(loop) {}
@@ -59,20 +58,20 @@ class SimDialogs final : public Dialogs {
   const std::vector<BoxRequest>& Boxes() const { return boxes_; }
   const std::vector<SaveRequest>& Saves() const { return saves_; }
   const std::vector<FolderRequest>& Folders() const { return folders_; }
-  bool Asked(const std::string& part) const;  // some box's text has that part
-  // What stands now, oldest first.
-  std::size_t Standing() const { return standing_.size(); }
-  std::size_t StandingSaves() const { return standingSaves_.size(); }
+  bool WasShown(const std::string& part) const;  // some box's text contains it
+  // What is open now, oldest first.
+  std::size_t OpenCount() const { return open_.size(); }
+  std::size_t OpenSaveCount() const { return openSaves_.size(); }
   const BoxRequest& Next() const;
-  // The most boxes and dialogs that ever stood at once.
-  std::size_t MostStanding() const { return most_; }
+  // The most boxes and dialogs ever open at once.
+  std::size_t MostOpen() const { return most_; }
 
-  // Answers the oldest one that stands. An answer that its buttons do not give is an error of the test.
+  // Answers the oldest open one. An answer that its buttons do not offer is an error of the test.
   void AnswerNext(int answer);
   void AnswerNextSave(std::optional<std::string> path);
   void AnswerNextFolder(std::optional<std::string> folder);
-  // Boxes whose text has that part ("" is every box) are answered so `delay` ms after they open. The
-  // first rule that fits counts.
+  // Answers boxes whose text contains `part` ("" is every box), `delay` ms after they open. The first matching rule
+  // applies.
   void AutoAnswer(const std::string& part, int answer, std::uint32_t delay = 0);
   void AutoSave(std::function<std::optional<std::string>(const SaveRequest&)> choose) { choose_ = std::move(choose); }
 
@@ -95,9 +94,9 @@ class SimDialogs final : public Dialogs {
   std::vector<BoxRequest> boxes_;
   std::vector<SaveRequest> saves_;
   std::vector<FolderRequest> folders_;
-  std::deque<Open<int>> standing_;
-  std::deque<Open<std::optional<std::string>>> standingSaves_;
-  std::deque<std::function<void(std::optional<std::string>)>> standingFolders_;
+  std::deque<Open<int>> open_;
+  std::deque<Open<std::optional<std::string>>> openSaves_;
+  std::deque<std::function<void(std::optional<std::string>)>> openFolders_;
   std::vector<Rule> rules_;
   std::function<std::optional<std::string>(const SaveRequest&)> choose_;
   std::uint64_t nextId_ = 1;
@@ -130,13 +129,13 @@ class SimMachine final : public Machine {
   std::string programFolder = "/prog";
   std::string documentsFolder = "/home/u/Documents";
   bool connectionUp = true;
-  std::optional<int> endCode;  // the first one; from then on no event comes
+  std::optional<int> endCode;  // the first one; no events after it
 
  private:
   SimLoop& loop_;
 };
 
-// The list of programs that start with the session: whether this one is in it, and how often it was written.
+// The session's autostart list: whether the program is in it, and how often the list was written.
 class SimAutoStart final : public AutoStart {
  public:
   void SetEntry(bool aPresent) override;
@@ -158,7 +157,7 @@ class SimLocale final : public Locale {
   DateForms forms;
 };
 
-// The notification area. A test acts on the icon with Mouse.
+// The notification area. A test operates the icon with Mouse.
 class SimTray final : public Tray {
  public:
   void Add(const std::string& picture, const std::string& tip, TrayEvents& events) override;
@@ -171,7 +170,7 @@ class SimTray final : public Tray {
 
   std::string tip;
   std::string picture;
-  std::vector<std::string> tips;  // those set later than at the adding, in order; as the pictures
+  std::vector<std::string> tips;  // those set after adding, in order; as with the pictures
   std::vector<std::string> pictures;
   int added = 0;
   int deleted = 0;
@@ -185,20 +184,20 @@ class SimBrowserMenu final : public BrowserMenu {
   void SetEntry(bool present) override;
 
   bool entry = false;
-  bool parentMissing = false;  // nothing can be written then
+  bool parentMissing = false;  // writing fails
   int calls = 0;
 };
 
-// A menu that was opened at the mouse pointer, as it looked.
+// A menu opened at the mouse pointer, as it looked then.
 struct SimPopup {
   std::vector<std::string> captions;
   std::vector<Menu*> entries;
   std::string standard;
 };
 
-// What a view has been told.
+// What a view was told.
 struct SimViewRecord {
-  Window* window = nullptr;  // null once the view is gone
+  Window* window = nullptr;  // null after the view's end
   std::string typeName;
   bool visible = false;
   int shown = 0;
@@ -209,7 +208,7 @@ struct SimViewRecord {
   std::map<std::string, std::uint64_t> changesOf;  // by control name
 };
 
-// Views that only record. A test acts on the models: `window->Command1.Click()`, `window->ViewClosed()`.
+// Views that only record. A test operates the models: `window->Command1.Click()`, `window->ViewClosed()`.
 class SimWindows final : public WindowSystem {
  public:
   std::unique_ptr<WindowView> NewView(Window& window) override;
@@ -217,13 +216,13 @@ class SimWindows final : public WindowSystem {
   void PopUp(const std::vector<Menu*>& entries, const Menu& standard) override;
 
   ScreenSize screen{1280, 1024};
-  std::vector<SimPopup> popups;  // every one ever opened, in order
+  std::vector<SimPopup> popups;  // all that were opened, in order
 
-  // Windows that are loaded, oldest first.
+  // The loaded windows, oldest first.
   std::vector<Window*> Loaded() const;
   std::vector<Window*> Loaded(const std::string& typeName) const;
   std::size_t Count(const std::string& typeName) const { return Loaded(typeName).size(); }
-  // The only loaded window of that type; null if there is none. Several are an error of the test.
+  // The only loaded window of that type; null if there is none. More than one is an error of the test.
   template <class WindowType>
   WindowType* Only() const {
     WindowType* only = nullptr;
@@ -234,11 +233,11 @@ class SimWindows final : public WindowSystem {
     }
     return only;
   }
-  // The record of a loaded window's view, and those of every view there ever was.
+  // The record of a loaded window's view, and those of all views so far.
   const SimViewRecord& Record(const Window& window) const;
   const std::deque<SimViewRecord>& Records() const { return records_; }
 
-  // Every loaded window lets go of itself without an event, as when the process ends.
+  // Drops every loaded window without an event, as at the end of the process.
   void AbandonAll();
 
  private:

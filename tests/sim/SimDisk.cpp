@@ -79,7 +79,7 @@ class SimFile final : public File {
       throw SimKilled();
     }
     if (SimFails(NameOf(DiskCall::Write), path_)) {
-      // Of what lay on the disk nothing changes; of what would make the file longer a half stands.
+      // Existing bytes are not changed; half of what extends the file is written.
       const std::uint64_t end = offset + bytes.size();
       const std::uint64_t held = std::max(offset, Footprint(*data_));
       if (end > held) disk_.Write(*data_, path_, offset, bytes.substr(0, (end - held) / 2));
@@ -91,7 +91,7 @@ class SimFile final : public File {
     disk_.Enter(DiskCall::Read, path_, offset, buffer.size());
     return data_->Read(offset, buffer);
   }
-  // A failing one copies nothing, as the port has it. A torn one is half done.
+  // A failed copy copies nothing, as the port requires. A torn one does half.
   std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size) override {
     const auto* const other = dynamic_cast<const SimFile*>(&source);
     try {
@@ -145,14 +145,14 @@ bool SimDisk::Enter(DiskCall call, const std::string& path, std::uint64_t offset
     if (rule.left == 1) fails = true;
     if (rule.left > 1 || !rule.fromThenOn) --rule.left;
   }
-  // Two have no way to fail but their answer, and a write says for itself what of it reached the disk.
+  // These two can only fail by their result, and a torn write itself decides what reaches the disk.
   if (call == DiskCall::Exists || call == DiskCall::LookAtPart) return fails;
   if (call != DiskCall::Write) fails = SimFails(NameOf(call), path) || fails;
   if (fails) Fail(path, "input/output error");
   return false;
 }
 
-// "." and ".." and doubled separators are resolved; a relative path belongs to the user's home folder.
+// Resolves ".", ".." and doubled separators; a relative path is below the user's home folder.
 std::string SimDisk::Resolve(const std::string& path) const {
   if (path.empty()) Fail(path, "an empty name");
   if (path.find('\0') != std::string::npos) Fail(path, "a name with a zero byte");
@@ -189,19 +189,19 @@ std::string SimDisk::FollowOwn(const std::string& path) const {
   for (int links = 0; state_.links.contains(at); ++links) {
     if (links == 40) Fail(path, "too many links");
     const SimLink& link = state_.links.at(at);
-    if (link.anothers) throw Failure(FailureNumber::ForeignFile, path + ": a link of another user");
+    if (link.ofAnotherUser) throw Failure(FailureNumber::ForeignFile, path + ": a link of another user");
     at = Resolve(link.target);
   }
   return at;
 }
 
-void SimDisk::DemandParent(const std::string& path, const std::string& told) const {
-  if (state_.folders.count(ParentOf(path)) == 0) Fail(told, "no such folder");
+void SimDisk::DemandParent(const std::string& resolved, const std::string& path) const {
+  if (state_.folders.count(ParentOf(resolved)) == 0) Fail(path, "no such folder");
 }
 
 std::unique_ptr<File> SimDisk::Open(const std::string& path, FileKind kind) {
   Enter(DiskCall::Open, path);
-  if (kind == FileKind::Part && Standing(Resolve(path)) == PartName::Foreign) {
+  if (kind == FileKind::Part && PartNameOf(Resolve(path)) == PartName::Foreign) {
     throw Failure(FailureNumber::ForeignFile, path + ": not a part file");
   }
   const std::string at = FollowOwn(path);
@@ -219,17 +219,17 @@ std::unique_ptr<File> SimDisk::Open(const std::string& path, FileKind kind) {
 PartName SimDisk::LookAtPart(const std::string& path) const {
   if (Enter(DiskCall::LookAtPart, path) || SimFails(NameOf(DiskCall::LookAtPart), path)) return PartName::Free;
   try {
-    return Standing(Resolve(path));
+    return PartNameOf(Resolve(path));
   } catch (const Failure&) {
     return PartName::Free;
   }
 }
 
-PartName SimDisk::Standing(const std::string& at) const {
+PartName SimDisk::PartNameOf(const std::string& at) const {
   if (state_.links.contains(at) || state_.folders.contains(at)) return PartName::Foreign;
   const auto found = state_.files.find(at);
   if (found == state_.files.end()) return PartName::Free;
-  return found->second->anothers || found->second->names > 1 ? PartName::Foreign : PartName::Own;
+  return found->second->ofAnotherUser || found->second->names > 1 ? PartName::Foreign : PartName::Own;
 }
 
 std::unique_ptr<File> SimDisk::OpenForReading(const std::string& path) {
@@ -290,7 +290,7 @@ void SimDisk::Write(SimFileData& data, const std::string& path, std::uint64_t of
   const std::uint64_t before = Footprint(data);
   const std::uint64_t room = capacity_ > used_ ? capacity_ - used_ : 0;
   const std::uint64_t end = offset + bytes.size();
-  // What fits is written, as a full disk does it.
+  // Writes what fits, like a full disk.
   std::string_view fitting = bytes;
   if (data.onDisk && end > before && end - before > room) {
     const std::uint64_t reach = before + room;
@@ -337,8 +337,8 @@ void SimDisk::Put(const std::string& path, const SimContent& content) {
   state_.files[at] = data;
 }
 
-void SimDisk::PutLink(const std::string& path, const std::string& target, bool anothers) {
-  state_.links[Resolve(path)] = {target, anothers};
+void SimDisk::PutLink(const std::string& path, const std::string& target, bool ofAnotherUser) {
+  state_.links[Resolve(path)] = {target, ofAnotherUser};
 }
 
 void SimDisk::PutSecondName(const std::string& path, const std::string& of) {
@@ -347,9 +347,12 @@ void SimDisk::PutSecondName(const std::string& path, const std::string& of) {
   state_.files[Resolve(path)] = data;
 }
 
-void SimDisk::GiveToAnother(const std::string& path) { state_.files.at(Resolve(path))->anothers = true; }
+void SimDisk::GiveToAnother(const std::string& path) { state_.files.at(Resolve(path))->ofAnotherUser = true; }
 
-bool SimDisk::IsOpenToOthers(const std::string& path) const { return state_.files.at(Resolve(path))->openToOthers; }
+bool SimDisk::IsOpenToOthers(const std::string& path) const {
+  const auto found = state_.files.find(Resolve(path));
+  return found != state_.files.end() && found->second->openToOthers;
+}
 
 std::string SimDisk::Get(const std::string& path) const {
   const auto found = state_.files.find(Resolve(path));
@@ -403,7 +406,7 @@ void SimDisk::CutNow() {
 }
 
 SimDiskState SimDisk::TakeState() {
-  CutNow();  // whoever still has a file open writes nothing any more
+  CutNow();  // open files can no longer be written
   used_ = 0;
   SimDiskState taken;
   std::swap(taken, state_);

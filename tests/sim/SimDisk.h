@@ -1,8 +1,8 @@
 // SimDisk: an in-memory disk with faults. Contents are sparse pages, so that tens of megabytes are cheap.
 //
-// Port calls are counted from 1 (a close is none). The disk can fill up, fail chosen calls with a
-// Failure, lose a file, and be cut: from the cut on every call throws SimKilled, as if the process had
-// been killed there; what was written before stands. TakeState then moves the disk into a new run.
+// Port calls are counted from 1 (a close does not count). The disk can fill up, fail chosen calls with a Failure, lose
+// a file, and be cut: from the cut on every call throws SimKilled, as if the process had been killed there; what was
+// written before is kept. TakeState then moves the disk into a new run.
 #pragma once
 
 #include <array>
@@ -35,7 +35,7 @@ enum class DiskCall {
   Read,
   Length,
   Reserve,
-  Copy  // into the file of that path
+  Copy  // into the file with this path
 };
 
 // One file's bytes.
@@ -44,11 +44,11 @@ class SimFileData {
   std::uint64_t Size() const { return size_; }
   void Write(std::uint64_t offset, std::string_view bytes);
   std::size_t Read(std::uint64_t offset, std::span<char> to) const;
-  std::uint64_t reserved = 0;  // on the disk at least so much is taken
-  bool onDisk = true;          // False once deleted or lost, though somebody may have it open
+  std::uint64_t reserved = 0;  // the least space that the file occupies
+  bool onDisk = true;          // False once deleted or lost, even if still open
   int names = 1;
-  bool anothers = false;     // belongs to another user
-  bool openToOthers = true;  // others may read it
+  bool ofAnotherUser = false;  // belongs to another user
+  bool openToOthers = true;    // others may read it
 
  private:
   static constexpr std::size_t kPage = std::size_t{16} << 10;
@@ -58,10 +58,10 @@ class SimFileData {
 
 struct SimLink {
   std::string target;
-  bool anothers = false;  // belongs to another user
+  bool ofAnotherUser = false;  // belongs to another user
 };
 
-// Everything on the disk. Only the last piece of a path can be a link.
+// Everything on the disk. Only the last part of a path can be a link.
 struct SimDiskState {
   std::map<std::string, std::shared_ptr<SimFileData>> files;
   std::map<std::string, SimLink> links;
@@ -82,22 +82,23 @@ class SimDisk final : public Files {
   std::uint64_t LengthOf(const std::string& path) const override;
   std::vector<std::string> FilesIn(const std::string& folder) const override;
 
-  // The test's own view; none of this is a port call.
+  // For the test; none of these is a port call.
   void MakeFolder(const std::string& path);  // with its parents
   void Put(const std::string& path, const SimContent& content);
-  void PutLink(const std::string& path, const std::string& target, bool anothers = false);
+  void PutLink(const std::string& path, const std::string& target, bool ofAnotherUser = false);
   void PutSecondName(const std::string& path, const std::string& of);
   void GiveToAnother(const std::string& path);
   bool HasLink(const std::string& path) const { return state_.links.contains(Resolve(path)); }
-  bool IsOpenToOthers(const std::string& path) const;
+  bool HasForeign(const std::string& path) const { return PartNameOf(Resolve(path)) == PartName::Foreign; }
+  bool IsOpenToOthers(const std::string& path) const;  // False for a file that is not there
   std::string Get(const std::string& path) const;
   bool Has(const std::string& path) const;
-  std::uint64_t Size(const std::string& path) const;  // 0 for a file that is not there
+  std::uint64_t Size(const std::string& path) const;  // 0 for a missing file
   bool Holds(const std::string& path, const SimContent& content) const;
   void Lose(const std::string& path);
   std::vector<std::string> Paths() const;  // of all files, sorted
   std::uint64_t BytesWritten() const { return written_; }
-  const std::set<std::string>& Made() const { return made_; }    // every file that the program ever created
+  const std::set<std::string>& Made() const { return made_; }    // every file that the program created
   const std::set<std::string>& Given() const { return given_; }  // folders that the test made
   bool WasLost(const std::string& path) const { return lost_.contains(path); }
   std::uint64_t Used() const { return used_; }  // of the capacity
@@ -111,13 +112,13 @@ class SimDisk final : public Files {
   void SetCapacity(std::uint64_t bytes) { capacity_ = bytes; }
   void FailCall(std::uint64_t number) { failOnce_.insert(number); }
   void FailFrom(std::uint64_t number) { failFrom_ = number; }
-  // The n-th call from now (from 1) that `matches` fails, or all from that one on.
+  // Fails the n-th call from now (counted from 1) for which `matches` is true, or all from that one on.
   void FailWhere(Predicate matches, std::uint64_t n = 1, bool fromThenOn = false);
   void NoFaults();
-  // The process dies at that call: before it does anything, or, torn, when a write is half done.
+  // The process is killed at that call: before it does anything, or, torn, in the middle of a write.
   void CutAt(std::uint64_t number, bool torn = false);
   void CutNow();
-  // The disk as the dead process left it.
+  // The disk as the killed process left it.
   SimDiskState TakeState();
   void SetState(SimDiskState state);
 
@@ -128,7 +129,7 @@ class SimDisk final : public Files {
     std::uint64_t left;
     bool fromThenOn;
   };
-  // Counts one call; throws what the script has for it. True: a write is to be torn, or nothing seems to exist.
+  // Counts one call; throws if it is to fail. True: a write is to be torn, or nothing seems to exist.
   bool Enter(DiskCall call, const std::string& path, std::uint64_t offset = 0, std::uint64_t size = 0) const;
   void Write(SimFileData& data, const std::string& path, std::uint64_t offset, std::string_view bytes);
   void Reserve(SimFileData& data, const std::string& path, std::uint64_t size);
@@ -136,8 +137,8 @@ class SimDisk final : public Files {
   std::string Resolve(const std::string& path) const;
   std::string Follow(const std::string& path) const;  // resolved, and through all links
   std::string FollowOwn(const std::string& path) const;
-  PartName Standing(const std::string& resolved) const;
-  void DemandParent(const std::string& path, const std::string& told) const;
+  PartName PartNameOf(const std::string& resolved) const;
+  void DemandParent(const std::string& resolved, const std::string& path) const;
 
   SimLoop& loop_;
   SimDiskState state_;

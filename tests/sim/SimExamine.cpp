@@ -25,7 +25,7 @@ bool PlanHolds(const SegmentRecord& segment) {
   return std::int64_t{segment.RangeEnd} + segment.ReceivedTotal - segment.RangeStart + 1 == segment.RangeSize;
 }
 
-// A damaged list may promise more segments than it has.
+// A damaged list may state more segments than it has.
 int Segments(const DownloadRecord& record) {
   const auto held = static_cast<int>(record.Segments.size()) - 1;
   return std::min<int>(record.SegmentCount, held);
@@ -39,6 +39,7 @@ void ExamineSegments(const DownloadRecord& record, const std::string& name, SimP
     if (segment.Received() < 0) wrong.push_back("count: " + what);
     if (record.Finished || segment.Received() <= 0 || segment.TempFile.empty()) continue;
     if (sim.disk().WasLost(segment.TempFile)) continue;
+    if (sim.disk().HasForeign(segment.TempFile)) continue;  // the next start or resume drops the plan
     if (static_cast<std::int64_t>(sim.disk().Size(segment.TempFile)) < segment.Received()) {
       wrong.push_back("part: " + what + " counts " + std::to_string(segment.Received()) + " and its file has " +
                       std::to_string(sim.disk().Size(segment.TempFile)));
@@ -46,8 +47,8 @@ void ExamineSegments(const DownloadRecord& record, const std::string& name, SimP
   }
 }
 
-// Another download of the same name may have begun to write over the file, as it is told to.
-bool HasItsFileAlone(Program& program, const DownloadRecord& record) {
+// Another download of the same name may have been allowed to overwrite the file.
+bool IsFileNotShared(Program& program, const DownloadRecord& record) {
   int of = 0;
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& other = program.Download(i);
@@ -70,7 +71,7 @@ void ExamineFinished(const DownloadRecord& record, const std::string& name, SimP
 
 void ExamineList(Program& program, SimPlatform& sim, Lines& wrong) {
   const std::string path = ListPath(program);
-  if (!sim.disk().Has(path) || program.keepDamagedList) return;  // known to be damaged, and copied before the next save
+  if (!sim.disk().Has(path) || program.keepDamagedList) return;  // damage is known; a copy precedes the next save
   const std::string bytes = sim.disk().Get(path);
   if (bytes.find_first_not_of('\0') == std::string::npos) return;
   ListDecoder decoder(bytes);
@@ -92,7 +93,7 @@ void ExamineFolders(Program& program, SimPlatform& sim, Lines& wrong) {
   given.insert({WithoutSlash(program.settings.DownloadFolder), WithoutSlash(program.settings.TempFolder),
                 own + "downloads", own + "temp", sim.machine().programFolder});
   for (const std::string& path : sim.disk().Made()) {
-    if (path.ends_with("/temp.tst")) continue;  // written to try a folder that was typed, whether it is taken or not
+    if (path.ends_with("/temp.tst")) continue;  // written to test a folder that the user typed
     const std::string folder = WithoutSlash(path.substr(0, path.rfind('/') + 1));
     if (!given.contains(folder)) wrong.push_back(std::string("outside ").append(folder).append(": ").append(path));
   }
@@ -100,7 +101,7 @@ void ExamineFolders(Program& program, SimPlatform& sim, Lines& wrong) {
 
 }  // namespace
 
-std::vector<std::string> WhatIsWrong(Program& program, SimPlatform& sim) {
+std::vector<std::string> FindViolations(Program& program, SimPlatform& sim) {
   Lines wrong;
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
@@ -108,9 +109,9 @@ std::vector<std::string> WhatIsWrong(Program& program, SimPlatform& sim) {
     const std::string name = "record " + std::to_string(i) + " (" + record.FileName + ")";
     if (record.Active && record.Paused) wrong.push_back("flags: " + name + " transfers and is paused");
     if (record.Active && record.Finished) wrong.push_back("flags: " + name + " transfers and is finished");
-    // A name that no file can have has none.
+    // A name that no file can have makes this fail.
     Skip([&] { ExamineSegments(record, name, sim, wrong); });
-    if (!record.Finished || !HasItsFileAlone(program, record)) continue;
+    if (!record.Finished || !IsFileNotShared(program, record)) continue;
     Skip([&] { ExamineFinished(record, name, sim, wrong); });
   }
   ExamineList(program, sim, wrong);

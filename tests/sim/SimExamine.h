@@ -1,4 +1,4 @@
-// SimExamine: what must hold of a program whatever its machine did to it, looked at from outside.
+// SimExamine: invariants of the program that hold whatever its machine did, checked from outside.
 #pragma once
 
 #include <string>
@@ -9,15 +9,15 @@ namespace pellora {
 class Program;
 class SimPlatform;
 
-// One text for each thing that does not hold, "kind: more of it"; empty if all does.
-//   plan       RangeEnd + ReceivedTotal - RangeStart + 1 is no longer the range's size
-//   count      a segment counts below zero
+// One text for each violation, "kind: details"; empty if there is none.
+//   plan       RangeEnd + ReceivedTotal - RangeStart + 1 no longer equals the range's size
+//   count      a segment's count is negative
 //   part       a segment counts bytes that its part file does not have
-//   flags      a record transfers and is paused, or transfers and is finished
-//   length     a finished record's file has another length than the record says
-//   bytes      it differs from what the server holds under the record's path
-//   list       the list file does not load whole; list plan: it loads, with a lost plan
-//   outside    the program made a file in a folder that nobody gave it
-std::vector<std::string> WhatIsWrong(Program& program, SimPlatform& sim);
+//   flags      a record is both active and paused, or active and finished
+//   length     the length of a finished record's file differs from the record
+//   bytes      its content differs from what the server has under the record's path
+//   list       the list file does not load completely; list plan: it loads, but a plan is lost
+//   outside    the program created a file in a folder that it was not given
+std::vector<std::string> FindViolations(Program& program, SimPlatform& sim);
 
 }  // namespace pellora

@@ -1,9 +1,9 @@
 // SimFaults: numbers the port calls that may fail, and lets chosen ones fail.
 //
-// A call that a port's header lets fail asks here once, before it does anything, and fails in the way of its
-// header when told so: it throws Failure, returns nothing, or reports an error event later. A call that cannot
-// fail does not ask. One torturer at most watches a process, since one test may run several machines one after
-// another; with none, nothing is counted and nothing fails.
+// A call that may fail according to its port's header calls SimFails once, before it does anything. If that returns
+// true, it fails as the header says: it throws Failure, returns nothing, or reports an error event later. Calls that
+// cannot fail do not call it. A process has at most one torturer, since a test may run several machines one after
+// another; without one, nothing is counted and nothing fails.
 #pragma once
 
 #include <cstdint>
@@ -14,15 +14,15 @@ namespace pellora {
 
 class SimTorturer {
  public:
-  // Counts one call, "disk write" on "/a"; True: it is to fail.
+  // Counts one call, e.g. "disk write" on "/a". True: it must fail.
   virtual bool Fails(const char* call, const std::string& object) = 0;
-  // One more event of some machine, and how many there were without time moving. True: the run has lasted long
-  // enough, and its machine stands still from now on.
-  virtual bool Tires(std::uint64_t eventsAtOneTime) = 0;
-  // The program of a machine is about to be dropped, with what is wrong about it: "kind: more of it".
+  // Counts an event of a machine, with the number of events since time last moved. True: the run is too long, and its
+  // machine must stop.
+  virtual bool ShouldStop(std::uint64_t eventsAtOneTime) = 0;
+  // Called before a machine's program is dropped, with the violations found: "kind: details".
   virtual void Examined(const std::vector<std::string>& wrong) = 0;
-  // A machine is gone, the program over it long before.
-  virtual void MachineGone() = 0;
+  // A machine is destroyed, long after its program.
+  virtual void OnMachineDestroyed() = 0;
 
   static SimTorturer* present;  // null: none
 

@@ -13,17 +13,17 @@ struct SimFtpServer::Session {
   std::string user;
   std::string folder;
   bool greeted = false;
-  bool counted = false;  // by the limit of logins
+  bool counted = false;  // towards the limit of logins
   bool loggedIn = false;
   bool ended = false;
   bool binary = false;
   std::uint64_t rest = 0;
-  std::optional<std::string> retrieve;  // the path of a RETR that waits for its data connection
+  std::optional<std::string> retrieve;  // the path of a RETR waiting for its data connection
   DataPort* port = nullptr;
   std::shared_ptr<SimPeer> data;
 
-  // The client may have hung up before it knew itself connected; then nothing tells the server.
-  bool Stands() const { return !ended && !(peer->ClientGone() && peer->Log().connectedAt < 0); }
+  // The client may have hung up before it was connected; the server is not notified then.
+  bool IsOpen() const { return !ended && !(peer->ClientGone() && peer->Log().connectedAt < 0); }
 };
 
 class SimFtpServer::DataPort final : public SimServer {
@@ -85,13 +85,13 @@ int SimFtpServer::Count(const std::string& line) const {
 
 int SimFtpServer::Logins() const {
   return static_cast<int>(std::count_if(sessions_.begin(), sessions_.end(), [](const auto& entry) {
-    return entry.second->counted && entry.second->Stands();
+    return entry.second->counted && entry.second->IsOpen();
   }));
 }
 
 int SimFtpServer::Greeted() const {
   return static_cast<int>(std::count_if(sessions_.begin(), sessions_.end(), [](const auto& entry) {
-    return entry.second->greeted && entry.second->Stands();
+    return entry.second->greeted && entry.second->IsOpen();
   }));
 }
 
@@ -169,8 +169,8 @@ void SimFtpServer::Handle(Session& session, const std::string& line) {
 
 void SimFtpServer::Reply(Session& session, const std::string& verb, const std::string& usual) {
   const FtpFault& fault = FaultOf(session.number);
-  const auto told = fault.say.find(verb);
-  session.peer->Send(told == fault.say.end() ? usual : told->second);
+  const auto scripted = fault.say.find(verb);
+  session.peer->Send(scripted == fault.say.end() ? usual : scripted->second);
 }
 
 std::string SimFtpServer::PathOf(const Session& session, const std::string& argument) const {
@@ -241,8 +241,8 @@ void SimFtpServer::Passive(Session& session) {
   session.port = ports_.emplace_back(std::make_unique<DataPort>(*this, session, fault.dataHost, port)).get();
   std::string host = fault.dataHost;
   std::replace(host.begin(), host.end(), '.', ',');
-  const auto told = fault.say.find("PASV");
-  std::string reply = told == fault.say.end() ? "227 Entering Passive Mode ({address}).\r\n" : told->second;
+  const auto scripted = fault.say.find("PASV");
+  std::string reply = scripted == fault.say.end() ? "227 Entering Passive Mode ({address}).\r\n" : scripted->second;
   const auto fill = [&](const std::string& name, std::int32_t more) {
     const std::size_t at = reply.find(name);
     if (at == std::string::npos) return;

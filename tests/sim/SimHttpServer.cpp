@@ -19,7 +19,7 @@ struct Range {
   std::uint64_t last = 0;
 };
 
-// "bytes=first-last" or "bytes=first-", cut to the file; nothing if it is neither or begins behind the end.
+// "bytes=first-last" or "bytes=first-", limited to the file; nullopt if it is neither or begins after the end.
 std::optional<Range> ParseRange(std::string_view text, std::uint64_t length) {
   constexpr std::string_view kUnit = "bytes=";
   if (text.substr(0, kUnit.size()) != kUnit) return std::nullopt;
@@ -111,7 +111,7 @@ void SimHttpServer::Received(SimPeer& peer, std::string_view bytes) {
   std::string& waiting = peer.notes["request"];
   waiting += bytes;
   for (;;) {
-    // Blank lines before a request are passed over.
+    // Blank lines before a request are ignored.
     while (waiting.substr(0, 2) == "\r\n") waiting.erase(0, 2);
     const std::size_t end = waiting.find("\r\n\r\n");
     if (end == std::string::npos) return;

@@ -1,8 +1,8 @@
 // SimHttpServer: a scripted HTTP/1.1 server with files, ranges and a menu of faults.
 //
-// What a connection suffers is chosen by its number (OnConnection), else what all suffer (Always). Paths
-// answer from files, redirects and pages; a target in absolute form (a proxy's) is looked up by its path.
-// Everything the program sent is in Requests() and, byte for byte, in the network's log.
+// Faults are chosen by the number of the connection (OnConnection), else the same for all (Always). Paths return files,
+// redirects and pages; a target in absolute form (as sent to a proxy) is looked up by its path. Everything the program
+// sent is in Requests() and, byte for byte, in the network's log.
 #pragma once
 
 #include <cstdint>
@@ -19,15 +19,15 @@ namespace pellora {
 
 enum class HttpLength {
   Right,
-  Missing,  // no Content-Length; the connection ends behind the body
+  Missing,  // no Content-Length; the connection ends after the body
   Huge,     // 99999999999999999999
   Wrong,    // HttpFault::wrongLength
 };
 
-// One connection's fate. Whatever is not named goes well.
+// The faults of one connection. By default there are none.
 struct HttpFault {
   SimWire wire = {};
-  // The connection ends, or hangs, after so many bytes of the first reply's header or body.
+  // The connection ends, or hangs, after that many bytes of the first reply's header or body.
   std::optional<std::uint64_t> dropInHeader = {};
   std::optional<std::uint64_t> dropInBody = {};
   std::optional<std::uint64_t> hangInBody = {};
@@ -36,13 +36,13 @@ struct HttpFault {
   bool ignoreRange = false;  // 200 and the whole file for a range
   bool http10 = false;       // HTTP/1.0 status line, no keep-alive, no ranges
   bool closeAfterReply = false;
-  bool halfClose = false;  // closes its direction behind the request and answers nothing
-  int status = 0;          // an error page with that status
+  bool halfClose = false;  // closes its direction after the request and sends no reply
+  int status = 0;          // replies with an error page of that status
   std::string reason = "Error";
   std::string contentType = {};  // of the error page ("text/html" if empty), or instead of the file's
   std::string page = "<html><body>error</body></html>";
   std::string extraHeaders = {};  // whole lines, each with its CRLF
-  std::string raw = {};           // sent as it is, instead of any reply
+  std::string raw = {};           // sent verbatim, instead of any reply
   std::uint32_t thinkTime = 0;    // ms between request and reply
 };
 
@@ -51,7 +51,7 @@ struct HttpRequest {
   std::int64_t at = 0;  // ms since the start of the run
   std::string bytes;    // to the end of the blank line
   std::string method, target;
-  // The value of that header, or nothing; names compare without case.
+  // The value of that header, or nullopt; names are compared without case.
   std::optional<std::string> Header(std::string_view name) const;
 };
 
@@ -69,7 +69,7 @@ class SimHttpServer final : public SimServer {
   void Always(HttpFault fault) { always_ = std::move(fault); }
   void OnConnection(int number, HttpFault fault) { byConnection_[number] = std::move(fault); }
   void NoFaults() {
-    const HttpFault none;  // a temporary is warned of by g++ 12 at -O3
+    const HttpFault none;  // not a temporary, of which g++ 12 warns at -O3
     always_ = none;
     byConnection_.clear();
   }

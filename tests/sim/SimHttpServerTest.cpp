@@ -19,7 +19,7 @@ class SimHttpServerTest : public testing::Test {
  protected:
   SimHttpServerTest() { origin.File("/a.bin", file); }
 
-  // What one connection got for this request once nothing more comes.
+  // What one connection received for this request when nothing more comes.
   SimRecorder& Fetch(const std::string& request) {
     SimRecorder& client = clients.emplace_back(sim);
     client.Ask(kHost, request);

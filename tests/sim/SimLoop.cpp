@@ -55,7 +55,7 @@ double SimLoop::SecondsSinceMidnight() const {
 double SimLoop::Now() const { return static_cast<double>(wallOffset_ + now_) / static_cast<double>(kDay); }
 
 void SimLoop::SetWallClock(double serial) {
-  // A serial carries about a microsecond; milliseconds are what a wall clock is set to.
+  // A serial has a precision of about a microsecond; wall clocks are set in milliseconds.
   const double milliseconds = std::round(serial * 86400.0 * 1000.0);
   wallOffset_ = static_cast<Micros>(milliseconds) * kMillisecond - now_;
 }
@@ -71,7 +71,7 @@ void SimLoop::InWorld(Micros at, std::function<void()> event) {
 void SimLoop::StartAlarm(const std::shared_ptr<AlarmState>& alarm, std::uint32_t milliseconds, bool repeating) {
   StopAlarm(*alarm);
   const Micros span = static_cast<Micros>(milliseconds) * kMillisecond;
-  // An interval of 0 would never let time move.
+  // With an interval of 0, time would never move.
   alarm->interval = repeating ? std::max(span, kMillisecond) : 0;
   alarm->key = {now_ + (repeating ? alarm->interval : span), next_++};
   alarm->running = true;
@@ -85,7 +85,7 @@ void SimLoop::StopAlarm(AlarmState& alarm) {
 }
 
 void SimLoop::BeginRun() {
-  if (running_) throw std::logic_error("the simulated run is run from inside one of its own events");
+  if (running_) throw std::logic_error("a run call was made inside an event of the run");
   runStart_ = timeStart_ = events_;
 }
 
@@ -169,8 +169,8 @@ bool SimLoop::StepReady() {
   return true;
 }
 
-// A posted event comes behind all that was ready when it was posted. What became ready later is free to
-// overtake it only if it is an arrival: alarms and posted events keep the order in which they were asked.
+// A posted event comes after all that was ready when it was posted. Of what became ready later, only arrivals may
+// overtake it: alarms and posted events keep the order of their calls.
 bool SimLoop::PostMayGo() {
   const std::uint64_t number = posts_.begin()->first;
   if (!alarms_.empty()) {
@@ -191,7 +191,7 @@ void SimLoop::RunWorld() {
 }
 
 void SimLoop::RunArrival() {
-  // Of the sources that are ready the seed takes one, and of that source the first arrival.
+  // The seed chooses one of the ready sources; its first arrival is delivered.
   constexpr std::size_t kLooked = 64;
   std::vector<std::map<Key, Event>::iterator> firsts;
   for (auto at = arrivals_.begin(); at != arrivals_.end() && at->first.first <= now_ && firsts.size() < kLooked; ++at) {
@@ -212,7 +212,7 @@ void SimLoop::RunAlarm() {
   alarms_.erase(alarms_.begin());
   alarm->running = false;
   if (alarm->interval > 0) {
-    // Ticks missed by a stall are not made up for.
+    // Ticks missed in a stall are skipped.
     Micros due = alarm->key.first + alarm->interval;
     if (due <= now_) due = now_ + alarm->interval - (now_ - alarm->key.first) % alarm->interval;
     alarm->key = {due, next_++};
@@ -252,7 +252,7 @@ void SimLoop::Guarded(const std::function<void()>& event) {
 
 void SimLoop::Count() {
   ++events_;
-  if (SimTorturer::present && SimTorturer::present->Tires(events_ - timeStart_)) End();
+  if (SimTorturer::present && SimTorturer::present->ShouldStop(events_ - timeStart_)) End();
   if (events_ - timeStart_ > atOneTime_) GiveUp("too many events without time moving");
   if (events_ - runStart_ > perRun_) GiveUp("too many events in one run");
 }

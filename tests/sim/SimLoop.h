@@ -1,10 +1,9 @@
 // SimLoop: virtual time and the event queue of a simulated run.
 //
-// Four lanes, looked at in this order whenever an event is over: the world (servers and the test's own
-// actions, outside of the program), arrivals (what sockets report), alarms, posted events. Time moves
-// only when no lane has anything ready. Alarms of equal time tick in the order asked, arrivals of one
-// source come in order; which of several sources comes first, and whether a posted event or an arrival
-// that became ready behind it goes first, is left to the seed.
+// Four lanes are checked in this order after every event: the world (servers and the test's actions, outside the
+// program), arrivals (reported by sockets), alarms, posted events. Time moves only when no lane has anything ready.
+// Alarms of equal time tick in the order of the calls, arrivals of one source come in order; the seed decides which of
+// several sources comes first, and whether a posted event or an arrival that became ready after it goes first.
 #pragma once
 
 #include <cstdint>
@@ -24,8 +23,8 @@
 
 namespace pellora {
 
-// Thrown by every port call that touches the disk once the process is cut off. No Failure, so that
-// nothing in the program swallows it.
+// Thrown by every port call that touches the disk once the process is cut off. It is not a Failure, so that the program
+// never catches it.
 class SimKilled : public std::runtime_error {
  public:
   SimKilled() : std::runtime_error("the simulated process was killed") {}
@@ -34,7 +33,7 @@ class SimKilled : public std::runtime_error {
 // Where an event of the program came from.
 enum class SimLane { Arrival, Alarm, Post };
 
-// A run that makes more events than it may, or none where it waits for some.
+// A run made more events than allowed, or had none while waiting for some.
 class SimRunaway : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -57,7 +56,7 @@ class SimLoop final : public EventLoop, public Clock {
   double SecondsSinceMidnight() const override;
   double Now() const override;
 
-  // For the other parts of the simulator. `source` tells arrivals apart whose order matters.
+  // For the other parts of the simulator. Arrivals with the same `source` keep their order.
   // An arrival is delivered through the gate; a world event is not.
   void Arrive(std::uint64_t source, Micros at, std::function<void()> event);
   void InWorld(Micros at, std::function<void()> event);
@@ -65,33 +64,32 @@ class SimLoop final : public EventLoop, public Clock {
   SimTrace& Trace() { return trace_; }
   SimRandom& Random() { return random_; }
 
-  // Ends the run: nothing is delivered any more. The event in progress goes on to its end.
+  // Ends the run: nothing more is delivered. The current event completes.
   void End() { ended_ = true; }
   bool Ended() const { return ended_; }
   bool Killed() const { return killed_; }
   void NoteKilled() { ended_ = killed_ = true; }
 
-  // Running. `condition` is tested before the first event and after each.
+  // Running. `condition` is checked before the first event and after each.
   bool RunUntil(const std::function<bool()>& condition, Micros limit);
-  // Up to and including what is due `span` from now; the clock then stands exactly there.
+  // Runs everything due within `span`; the clock is then exactly there.
   void RunFor(Micros span);
-  // Everything that is ready without time moving.
+  // Runs everything that is ready without time moving.
   void RunReady();
-  // True once nothing is left in any lane; False if that is not so within `limit`.
+  // True once all lanes are empty; False if that does not happen within `limit`.
   bool RunUntilIdle(Micros limit);
   bool Idle() const { return world_.empty() && arrivals_.empty() && alarms_.empty() && posts_.empty(); }
 
-  // Sets the wall clock; the tick count is not touched.
+  // Sets the wall clock but not the tick count.
   void SetWallClock(double serial);
-  // Lets time pass in which the program does not run (a busy or sleeping machine): what was due meanwhile
-  // comes late.
+  // Lets time pass while the program does not run (a busy or sleeping machine): what was due meanwhile comes late.
   void Stall(Micros span) { now_ += span; }
 
   std::uint64_t Events() const { return events_; }
   std::size_t RunningAlarms() const { return alarms_.size(); }
-  // Called after each event of the program that the loop has delivered, and outside of it.
+  // `hook` is called after each delivered event of the program, outside the event.
   void SetAfterEach(std::function<void(SimLane lane)> hook) { afterEach_ = std::move(hook); }
-  // Events of one run call, and events without time moving, before the run is given up.
+  // The maximum number of events in one run call, and without time moving.
   void SetEventLimits(std::uint64_t perRun, std::uint64_t atOneTime) {
     perRun_ = perRun;
     atOneTime_ = atOneTime;
@@ -110,7 +108,7 @@ class SimLoop final : public EventLoop, public Clock {
   void StopAlarm(AlarmState& alarm);
   bool StepReady();  // one ready event; False if there is none
   bool NextDue(Micros& due) const;
-  bool Advance(Micros end);  // to the next due time up to `end`; False if there is none
+  bool Advance(Micros end);  // to the next due time, at most `end`; False if there is none
   void RunWorld();
   void RunArrival();
   void RunAlarm();

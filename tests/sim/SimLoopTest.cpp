@@ -35,7 +35,7 @@ TEST_F(SimLoopTest, ReportsEachEventAndItsLaneAfterItEnds) {
   alarm->Start(20, false);
   Post("p");
   Arrive(1, 10 * kMs, "r");
-  sim.loop().InWorld(5 * kMs, [this] { order += "w"; });  // no event of the program
+  sim.loop().InWorld(5 * kMs, [this] { order += "w"; });  // not an event of the program
   EXPECT_EQ(sim.loop().RunningAlarms(), 1U);
   sim.RunFor(50);
   EXPECT_EQ(order, "p2wr0a1");

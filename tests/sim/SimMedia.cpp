@@ -47,7 +47,7 @@ class SimMediaGraph final : public MediaGraph {
  private:
   void Note(const std::string& call) { media_.calls_.push_back(std::to_string(number_) + " " + call); }
   void Tell(const std::string& call) {
-    if (SimFails("media", call)) rendered_ = false;  // the decoder has died
+    if (SimFails("media", call)) rendered_ = false;  // the decoder crashed
     if (!rendered_) throw Failure(FailureNumber::InvalidCall, "nothing is rendered");
     Note(call);
   }

@@ -1,5 +1,5 @@
-// SimMedia: media graphs that only note what they are told. A test says how long a file takes to be
-// rendered and which ones cannot be; a rendered graph shows a frame once it is cued or plays.
+// SimMedia: media graphs that only record calls. A test sets how long rendering takes and which files cannot be
+// rendered; a rendered graph shows a frame once it is cued or playing.
 #pragma once
 
 #include <cstdint>
@@ -18,16 +18,16 @@ class SimMedia final : public Media {
   explicit SimMedia(SimLoop& loop) : loop_(loop) {}
   std::unique_ptr<MediaGraph> NewGraph() override;
 
-  // What the graphs were told, each with its graph's number from 1: "1 render /d/a.avi", "1 run". An
-  // attachment is noted only where it changes something.
+  // The calls, each with its graph's number from 1: "1 render /d/a.avi", "1 run". An attachment is recorded only if it
+  // changes something.
   const std::vector<std::string>& Calls() const { return calls_; }
   bool Called(const std::string& call) const;
-  int Graphs() const { return graphs_; }         // ever made
+  int Graphs() const { return graphs_; }         // created so far
   int Living() const { return living_; }         // not released yet
-  int Attachments() const { return attached_; }  // SetOwner calls, also those that changed nothing
+  int Attachments() const { return attached_; }  // SetOwner calls, including those that changed nothing
 
   std::set<std::string> broken;    // paths that cannot be rendered
-  std::set<std::string> silent;    // paths whose rendering never comes to an end
+  std::set<std::string> silent;    // paths whose rendering never ends
   std::uint32_t renderTime = 300;  // milliseconds
 
  private:

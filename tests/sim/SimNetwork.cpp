@@ -78,7 +78,7 @@ SimPeer::SimPeer(SimNetwork& network, SimServer* server, SimWire aWire, SimConne
   way_ = static_cast<SimLoop::Micros>(milliseconds) * SimLoop::kMillisecond;
 }
 
-// Delivers to the program unless it has closed the connection by then. The peer lives through it.
+// Delivers to the program unless it has closed the connection by then. Keeps the peer alive meanwhile.
 template <class Handler>
 void SimPeer::Arrive(SimLoop::Micros at, Handler handler) {
   loop_.Arrive(id_, at, [self = shared_from_this(), handler] {
@@ -119,7 +119,7 @@ void SimPeer::ClientSends(std::string bytes) {
   loop_.Trace().Note(loop_.Time(), "send", id_, bytes.size());
   if (!connected_ || wire.hangAfterAccept || lost_) return;
   if (SimFails("send", log_.host)) {
-    // The peer is gone, and with it what it sent.
+    // The peer is gone, and what it sent is lost.
     lost_ = true;
     return Reset();
   }
@@ -178,7 +178,7 @@ void SimPeer::After(std::uint32_t milliseconds, std::function<void(SimPeer&)> ac
                 });
 }
 
-// Sets the next block, or the end, on its way. One at a time, so that a large file needs no room.
+// Schedules the next block, or the end. One at a time, so that a large file needs no memory.
 void SimPeer::Pump() {
   if (!connected_ || !events_ || !reading_ || underWay_ || over_) return;
   if (wire.hangAfter && delivered_ >= *wire.hangAfter) return;
@@ -198,14 +198,14 @@ void SimPeer::Pump() {
   planned_ = BlockSize();
   const std::uint64_t size = std::min(planned_, queued_);
   const auto span = static_cast<SimLoop::Micros>(size * 1'000'000 / speed);
-  // The way is paid for once by a stream that flows without a pause.
+  // A stream without a pause pays the latency only once.
   const bool flowing = delivered_ > 0 && wireFree_ + SimLoop::kMillisecond >= loop_.Time();
   const SimLoop::Micros arrives = start + std::max<SimLoop::Micros>(span, 1) + (flowing ? 0 : way_);
   wireFree_ = arrives;
   Arrive(arrives, [](SimPeer& peer) { peer.DeliverBlock(); });
 }
 
-// How far the block that is now arriving may go; the limits of the wire cut it short.
+// The maximum size of the arriving block, within the limits of the wire.
 std::uint64_t SimPeer::BlockSize() {
   std::uint64_t size = 1;
   switch (wire.cut) {
@@ -218,7 +218,7 @@ std::uint64_t SimPeer::BlockSize() {
     case SimCut::EveryByte:
       break;
   }
-  // A slow line gives what it has ten times a second.
+  // A slow line delivers ten times a second.
   if (wire.bytesPerSecond > 0) size = std::min(size, std::max<std::uint64_t>(1, wire.bytesPerSecond / 10));
   for (const std::uint64_t split : wire.splitAt) {
     if (split > delivered_) size = std::min(size, split - delivered_);
@@ -230,10 +230,10 @@ std::uint64_t SimPeer::BlockSize() {
 
 void SimPeer::DeliverBlock() {
   underWay_ = false;
-  if (!reading_) return;  // waits in the kernel until reading goes on
+  if (!reading_) return;  // waits in the kernel until reading resumes
   if (over_) return;
   const std::uint64_t size = std::min(wire.cut == SimCut::Whole ? BlockSize() : planned_, queued_);
-  if (size == 0) return Pump();  // reset while the block was under way
+  if (size == 0) return Pump();  // reset while the block was in transit
   if (SimFails("receive", log_.host)) {
     lost_ = true;
     return EndOfStream();
@@ -253,7 +253,7 @@ void SimPeer::DeliverBlock() {
   delivered_ += size;
   log_.delivered = delivered_;
   loop_.Trace().Note(loop_.Time(), "block", id_, size);
-  // The program may close the connection, or throw, in here.
+  // The program may close the connection or throw in here.
   struct Next {
     SimPeer& peer;
     ~Next() { peer.Pump(); }

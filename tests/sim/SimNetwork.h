@@ -1,8 +1,8 @@
 // SimNetwork: scripted servers by host and port, and the wires to them.
 //
-// A wire has a delay each way, a speed, a way in which it cuts the server's bytes into blocks, and
-// faults (SimWire). A server is anything that implements SimServer; SimScript makes one of two
-// callbacks. The server's end of one connection is a SimPeer, valid as long as somebody holds it.
+// A wire has a delay in each direction, a speed, a way in which it splits the server's bytes into blocks, and faults
+// (SimWire). A server is anything that implements SimServer; SimScript makes one of two callbacks. The server's end
+// of a connection is a SimPeer, valid as long as it is referenced.
 #pragma once
 
 #include <cstdint>
@@ -24,23 +24,23 @@ namespace pellora {
 
 // How the server's bytes become blocks.
 enum class SimCut {
-  Seeded,     // 1,000 bytes to 64 KiB, as the seed has it
+  Seeded,     // 1,000 bytes to 64 KiB, chosen by the seed
   Whole,      // all that the server has sent so far
   EveryByte,  // one byte at a time
 };
 
-// One connection's wire. Byte numbers count from the first byte the server sends on this connection.
+// One connection's wire. Byte numbers count from the first byte that the server sends on this connection.
 struct SimWire {
   bool refuse = false;
-  bool hangBeforeAccept = false;              // neither connected nor refused, for ever
+  bool hangBeforeAccept = false;              // never connected or refused
   bool hangAfterAccept = false;               // connected; the server never sees or sends anything
-  std::uint32_t connectDelay = 0;             // ms on top of the way there and back
-  std::optional<std::uint32_t> latency = {};  // ms each way; else 2 to 20, as the seed has it
+  std::uint32_t connectDelay = 0;             // ms in addition to the round trip
+  std::optional<std::uint32_t> latency = {};  // ms in each direction; by default 2 to 20, chosen by the seed
   std::uint64_t bytesPerSecond = 0;           // 0: 20 MB/s
   SimCut cut = SimCut::Seeded;
   std::vector<std::uint64_t> splitAt = {};      // a block ends before each of these bytes
-  std::optional<std::uint64_t> dropAfter = {};  // the connection ends after so many bytes
-  std::optional<std::uint64_t> hangAfter = {};  // after so many bytes nothing comes, and it stays open
+  std::optional<std::uint64_t> dropAfter = {};  // the connection ends after that many bytes
+  std::optional<std::uint64_t> hangAfter = {};  // after that many bytes nothing more comes, but it stays open
 };
 
 class SimPeer;
@@ -53,7 +53,7 @@ class SimServer {
   virtual void Accepted(SimPeer& peer) = 0;
   virtual void Received(SimPeer& peer, std::string_view bytes) = 0;
   virtual void ClientClosed(SimPeer&) {}
-  // What an honest download of that path brings; null if that is nothing or left to the script.
+  // The content of a correct download of that path; null if there is none or the script decides.
   virtual const SimContent* Holds(const std::string&) const { return nullptr; }
 
  private:
@@ -66,24 +66,24 @@ class SimScript : public SimServer {
  public:
   std::function<void(SimPeer&)> onConnect;
   std::function<void(SimPeer&, std::string_view)> onData;
-  SimWire wire;                   // of every connection but those
-  std::map<int, SimWire> wireOf;  // with that number
+  SimWire wire;                   // of all other connections
+  std::map<int, SimWire> wireOf;  // by number
 
   SimWire Wire(int number) override;
   void Accepted(SimPeer& peer) override;
   void Received(SimPeer& peer, std::string_view bytes) override;
 };
 
-// What one attempt did, in the order of the attempts.
+// One connection attempt, in order of the attempts.
 struct SimConnectionLog {
   std::string host;
   std::int32_t port = 0;
-  int number = 0;                 // of its server's; 0 if there was none
+  int number = 0;                 // at its server; 0 if there was none
   std::int64_t askedAt = 0;       // ms since the start of the run
   std::int64_t connectedAt = -1;  // -1: never
   std::int64_t closedAt = -1;     // by the program
-  std::string received;           // every byte the program sent, as sent
-  std::uint64_t delivered = 0;    // bytes given to the program
+  std::string received;           // every byte the program sent
+  std::uint64_t delivered = 0;    // bytes delivered to the program
 };
 
 class SimNetwork final : public Network {
@@ -102,11 +102,11 @@ class SimNetwork final : public Network {
   }
   void Remove(const std::string& host, std::int32_t port) { servers_.erase({host, port}); }
 
-  // The server there; null if there is none or it is gone.
+  // The server at that address; null if there is none or it is gone.
   const SimServer* At(const std::string& host, std::int32_t port) const;
 
   const std::deque<SimConnectionLog>& Log() const { return log_; }
-  // Connections the program holds open or is asking for.
+  // Connections that the program has open or is opening.
   int Open() const { return open_; }
   int MostOpen() const { return mostOpen_; }
 
@@ -132,14 +132,14 @@ class SimPeer : public std::enable_shared_from_this<SimPeer> {
   const SimConnectionLog& Log() const { return log_; }
   SimLoop& Loop() { return loop_; }
   SimWire wire;                              // may be changed while the connection runs
-  std::map<std::string, std::string> notes;  // for the script's own use
+  std::map<std::string, std::string> notes;  // for the script
 
   void Send(std::string bytes);
   // Bytes `offset` to `offset + length - 1` of a content.
   void Send(const SimContent& content, std::uint64_t offset, std::uint64_t length);
-  // Ends the connection behind what was sent. What the program sends later is still received.
+  // Ends the connection after what was sent. What the program sends later is still received.
   void Close();
-  // Ends it at once; what is under way is lost.
+  // Ends it at once; bytes in transit are lost.
   void Reset();
   // Runs `action` `milliseconds` from now unless the connection has ended by then.
   void After(std::uint32_t milliseconds, std::function<void(SimPeer&)> action);
@@ -178,16 +178,16 @@ class SimPeer : public std::enable_shared_from_this<SimPeer> {
   std::deque<Piece> queue_;
   std::uint64_t queued_ = 0;     // bytes in the queue
   std::uint64_t sent_ = 0;       // bytes ever queued
-  std::uint64_t delivered_ = 0;  // bytes given to the program
-  std::uint64_t planned_ = 0;    // the most that the block under way may hold
+  std::uint64_t delivered_ = 0;  // bytes delivered to the program
+  std::uint64_t planned_ = 0;    // the maximum size of the block in transit
   SimLoop::Micros wireFree_ = 0;
   SimLoop::Micros lastToServer_ = 0;
   bool connected_ = false;
   bool reading_ = true;
   bool underWay_ = false;  // a block or the end of the stream is scheduled
-  bool closing_ = false;   // the server has closed behind its bytes
-  bool over_ = false;      // nothing goes to the program any more
-  bool lost_ = false;      // nothing comes from it any more
+  bool closing_ = false;   // the server closes after its bytes
+  bool over_ = false;      // nothing more goes to the program
+  bool lost_ = false;      // nothing more comes from it
 };
 
 }  // namespace pellora

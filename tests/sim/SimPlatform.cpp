@@ -12,7 +12,7 @@ namespace pellora {
 
 namespace {
 
-constexpr std::uint64_t kBackgroundSeed = 0x62676B;  // apart from the others that are made of the seed
+constexpr std::uint64_t kBackgroundSeed = 0x62676B;  // differs from the others derived from the seed
 
 }  // namespace
 
@@ -45,7 +45,7 @@ SimPlatform::SimPlatform(SimOptions options)
 
 SimPlatform::~SimPlatform() {
   DropProgram();
-  if (SimTorturer::present) SimTorturer::present->MachineGone();
+  if (SimTorturer::present) SimTorturer::present->OnMachineDestroyed();
 }
 
 void SimPlatform::DropProgram() {
@@ -55,8 +55,8 @@ void SimPlatform::DropProgram() {
   tasks_->Clear();
   background_.Drop();
   windows_.AbandonAll();
-  gate_.LetGoOfAll();    // an unloaded window may still be kept for the transfer it is
-  gate_.Deliver([] {});  // lets go of what a cut event has left to be released
+  gate_.LetGoOfAll();    // an unloaded window may still be kept for its transfer
+  gate_.Deliver([] {});  // releases what a cut event left
 }
 
 bool SimPlatform::RunUntil(const std::function<bool()>& condition, std::uint64_t limit) {

@@ -8,16 +8,16 @@
 //   sim.Do([&] { app.MenuURL("http://origin.example/a.bin", "", ""); });   // one event
 //   EXPECT_TRUE(sim.RunUntil([&] { return done; }, 60'000)) << sim.Replay();
 //
-// Running: RunUntil stands still at the event that made its condition true; at its limit, and after
-// RunFor, the clock stands exactly there. A run ends for good when the program calls Machine::End, or
-// when the disk is cut (Killed): then nothing is delivered any more and every run call returns at once.
-// At/After let the test act at a time. A run of too many events throws SimRunaway.
+// Running: RunUntil stops at the event that made its condition true; at its limit, and after RunFor, the clock is
+// exactly there. A run ends for good when the program calls Machine::End, or when the disk is cut (Killed): nothing
+// more is delivered then and every run call returns at once. At/After let the test act at a time. A run with too many
+// events throws SimRunaway.
 //
-// Time: `startTick` and `startSerial` say where the clocks begin (kTickNearSign and kTickNearWrap are 10 s
-// before 2^31 and 2^32); SetWallClock and Stall move the wall clock and let the program oversleep.
+// Time: `startTick` and `startSerial` set the clocks at the start (kTickNearSign and kTickNearWrap are 10 s before 2^31
+// and 2^32); SetWallClock moves the wall clock, and Stall makes the program oversleep.
 //
-// Ends: before the objects that tasks and windows refer to are destroyed, call DropProgram: it destroys
-// waiting tasks and lets loaded windows go without an event. The destructor does it for the rest.
+// End: call DropProgram before the objects that tasks and windows refer to are destroyed: it destroys waiting tasks and
+// drops loaded windows without an event. The destructor does it for the rest.
 //
 // Kill and restart: disk().CutAt(n); run; SimPlatform next({.disk = first.disk().TakeState()}).
 #pragma once
@@ -46,7 +46,7 @@ namespace pellora {
 constexpr std::uint32_t kTickNearSign = 0x80000000U - 10000U;
 constexpr std::uint32_t kTickNearWrap = 0U - 10000U;
 
-// The seed of the environment variable PELLORA_SEED, else `usual`.
+// The seed in the environment variable PELLORA_SEED, else `usual`.
 std::uint64_t SeedOr(std::uint64_t usual);
 
 struct SimOptions {
@@ -88,13 +88,13 @@ class SimPlatform {
   // Milliseconds of virtual time. Each returns at once when the run has ended.
   bool RunUntil(const std::function<bool()>& condition, std::uint64_t limit = 3'600'000);
   void RunFor(std::uint64_t milliseconds);
-  void RunReady() { loop_.RunReady(); }  // what is ready now, without time moving
-  // Until nothing at all is under way or scheduled; never so while a repeating alarm runs.
+  void RunReady() { loop_.RunReady(); }  // runs what is ready now, without time moving
+  // Runs until nothing is pending or scheduled; never true while a repeating alarm runs.
   bool RunUntilIdle(std::uint64_t limit = 3'600'000);
 
-  // One event of the program, now. Failures end it, as they end every event.
+  // Runs one event of the program now. Failures end it, as they end every event.
   void Do(const std::function<void()>& event);
-  // The test's own action `milliseconds` from now. It is no event of the program itself.
+  // Schedules an action of the test `milliseconds` from now. It is not an event of the program.
   void After(std::uint64_t milliseconds, std::function<void()> action);
 
   double Elapsed() const;  // milliseconds since the start of the run
@@ -105,11 +105,11 @@ class SimPlatform {
   bool Ended() const { return loop_.Ended(); }
   bool Killed() const { return loop_.Killed(); }
   std::uint64_t Seed() const { return seed_; }
-  std::string Replay() const;  // how to run this again, for messages
+  std::string Replay() const;  // how to repeat this run, for messages
 
   void DropProgram();
 
-  // Looks at the program before it is dropped; set by who builds one that a torturer is to judge.
+  // Checks the program before it is dropped; set by tests that build one.
   std::function<std::vector<std::string>()> examine;
 
  private:

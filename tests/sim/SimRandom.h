@@ -1,4 +1,4 @@
-// SimRandom: the one source of chance in a simulated run. Equal seeds give equal numbers on every machine.
+// SimRandom: the only source of randomness in a simulated run. Equal seeds give equal numbers on every machine.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ class SimRandom {
   }
   // A number from 0 to n - 1; `n` is at least 1.
   std::uint64_t Below(std::uint64_t n) { return Next() % n; }
-  // A number from `low` to `high`, both included.
+  // A number from `low` to `high`, inclusive.
   std::uint64_t Between(std::uint64_t low, std::uint64_t high) { return low + Below(high - low + 1); }
   bool Coin() { return (Next() & 1) != 0; }
 

@@ -1,4 +1,4 @@
-// SimRecorder: a plain client of one connection, for tests of the network itself. It writes down each event.
+// SimRecorder: a plain client of one connection, for tests of the network itself. It records each event.
 #pragma once
 
 #include <functional>
@@ -32,7 +32,7 @@ class SimRecorder final : public ConnectionEvents {
   std::function<void(char event)> onEvent;
 
   bool Over() const { return events.find_first_of("PF") != std::string::npos; }
-  // Behind the blank line of the first reply.
+  // What follows the blank line of the first reply.
   std::string Body() const {
     const std::size_t end = data.find("\r\n\r\n");
     return end == std::string::npos ? "" : data.substr(end + 4);

@@ -1,6 +1,6 @@
-// SimTrace: what happened in a simulated run, in order. Two runs are the same run when their hashes are
-// equal. The first entries are kept as they are (for reading and comparing), the last ones too (for the
-// message of a run that has to be given up); what lies between goes into the hash only.
+// SimTrace: the events of a simulated run, in order. Two runs are equal if their hashes are. The first entries are kept
+// (for reading and comparing), and so are the last ones (for the message of a run that is given up); those in between
+// only enter the hash.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ class SimTrace {
   void Note(std::int64_t micros, const char* kind, std::uint64_t a = 0, std::uint64_t b = 0,
             std::string_view text = {});
 
-  // From here on only the hash is made: for runs whose entries nobody will read.
+  // From here on only the hash is updated, for runs whose entries are not read.
   void KeepNoEntries() { keeps_ = false; }
 
   std::uint64_t Hash() const { return hash_; }

@@ -20,16 +20,14 @@ std::string Hex(std::uintptr_t number) {
   return text.data();
 }
 
-// "a(b, c) [clone .cold]" is "a" to who looks for a place.
+// "a(b, c) [clone .cold]" becomes "a".
 std::string Short(const std::string& function) { return function.substr(0, function.find('(')); }
 
 }  // namespace
 
-// From the last "src/<folder of the program>/" or "tests/" on.
+// The part from the last "src/<layer>/" or "tests/" on; the build gives the layers.
 std::string Places::Ours(const std::string& path) const {
-  constexpr std::array<const char*, 12> kOurs{"src/ports/",   "src/async/",   "src/ui/",       "src/options/",
-                                              "src/core/",    "src/lang/",    "src/transfer/", "src/mainwin/",
-                                              "src/capture/", "src/zipview/", "src/app/",      "tests/"};
+  constexpr std::array kOurs{PELLORA_FOLDERS, "tests/"};
   for (const char* const folder : kOurs) {
     const std::size_t at = path.rfind(std::string("/") + folder);
     if (at != std::string::npos) return path.substr(at + 1);
@@ -76,7 +74,7 @@ void Places::Look(const Stack& stack) {
   pclose(pipe);
 }
 
-// A test that calls a control or a window that is gone stands one step further out than the line that meets it.
+// A test that uses a control or window that is gone is one frame further out than the line that detects it.
 Place Places::Find(const Stack& stack, bool behindSimulator) {
   Look(stack);
   Place place;
@@ -84,7 +82,7 @@ Place Places::Find(const Stack& stack, bool behindSimulator) {
   for (const std::uintptr_t at : stack) {
     if (at == 0) continue;
     for (const Line& line : lines_[at]) {
-      // The torture itself stands between the fault and who met it.
+      // The torture's own frames are between the fault and its cause.
       if (line.file.empty() || (line.file.starts_with(kOwnFolder) && line.file.rfind('/') == kOwnFolder.size()))
         continue;
       const Whose whose = OwnerOf(line.file);

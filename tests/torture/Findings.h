@@ -1,5 +1,5 @@
-// Findings: what torture met, told apart by whose fault it is and gathered by place, so that a thousand runs
-// that stumble over one line are one finding.
+// Findings: the problems found by the torture, separated by cause and grouped by place, so that a thousand runs that
+// fail at one line are one finding.
 #pragma once
 
 #include <cstdint>
@@ -15,15 +15,15 @@ enum class Whose { Program, Simulator, Test };
 
 struct Place {
   Whose whose = Whose::Program;
-  std::string text;  // "src/core/ListFile.cpp:85 LoadList"; empty if none of the stack is ours
+  std::string text;  // "src/core/ListFile.cpp:85 LoadList"; empty if the stack has no line of this project
 };
 
-// Names the innermost line of a stack that belongs to the program or its tests.
+// Finds the innermost line of a stack that belongs to the program or its tests.
 class Places {
  public:
-  // `program` is one more folder whose code counts as the program's, below tests/; empty for none.
+  // `program` is one more folder below tests/ whose code counts as the program's; empty for none.
   explicit Places(std::string program) : program_(std::move(program)) {}
-  // Who was told by the simulator that he asks for what cannot be is to be found behind it.
+  // With `behindSimulator` the simulator's frames are skipped, to find the caller that violated its rules.
   Place Find(const Stack& stack, bool behindSimulator = false);
 
  private:

@@ -31,7 +31,7 @@ std::vector<std::string> Report::Wrong() const {
 
 void Report::AddWrong(const std::string& line) {
   const std::size_t used = std::strlen(wrong);
-  if (used + line.size() + 2 > kMostText) return;
+  if (used + line.size() + 2 > kMaxText) return;
   std::memcpy(wrong + used, line.data(), line.size());
   wrong[used + line.size()] = '\n';
   wrong[used + line.size() + 1] = '\0';
@@ -47,7 +47,7 @@ SharedReport::~SharedReport() { munmap(report_, sizeof(Report)); }
 
 namespace {
 
-// Where the executable begins in memory, and how long it is.
+// The address and size of the executable in memory.
 struct Image {
   std::uintptr_t begin = 0;
   std::uintptr_t end = 0;
@@ -73,7 +73,7 @@ Stack OffsetsOf(void* const* frames, int count) {
   }();
   Stack stack;
   for (int i = 0; i < count; ++i) {
-    const auto at = reinterpret_cast<std::uintptr_t>(frames[i]) - 1;  // the call, not what follows it
+    const auto at = reinterpret_cast<std::uintptr_t>(frames[i]) - 1;  // the call, not the return address
     stack.push_back(at >= image.begin && at < image.end ? at - image.begin : 0);
   }
   return stack;
@@ -116,8 +116,8 @@ std::string ReadSanitizer(const std::string& output, Stack& stack) {
 
 }  // namespace pellora
 
-// Seen first, so that a throw still knows its stack where it is met far away. The library's own does the throwing.
-// Compilers do not agree on the types of its parameters, so only its symbol has the library's name.
+// Called in place of the library's function, which does the throwing, to record the stack of a throw that is caught far
+// away. Compilers disagree about its parameter types, so only its symbol has the library's name.
 extern "C" [[noreturn]] void ThrowSeenFirst(void* object, std::type_info* type,
                                             void (*destroy)(void*)) __asm__("__cxa_throw");
 extern "C" void ThrowSeenFirst(void* object, std::type_info* type, void (*destroy)(void*)) {
@@ -128,7 +128,7 @@ extern "C" void ThrowSeenFirst(void* object, std::type_info* type, void (*destro
     last.type = type->name();
     const std::string_view name(last.type);
     if (name != "N7pellora7FailureE" && name != "N7pellora9SimKilledE") {
-      last.frameCount = backtrace(last.frames, pellora::Report::kMostFrames);
+      last.frameCount = backtrace(last.frames, pellora::Report::kMaxFrames);
     }
   }
   next(object, type, destroy);

@@ -1,4 +1,4 @@
-// Report: what a child of the torture tells its parent, in memory that both see.
+// Report: what a child of the torture reports to its parent, in shared memory.
 #pragma once
 
 #include <cstdint>
@@ -7,24 +7,24 @@
 
 namespace pellora {
 
-// Return addresses, innermost first, as offsets into the executable; 0 for what lies in a library.
+// Return addresses, innermost first, as offsets into the executable; 0 inside a library.
 using Stack = std::vector<std::uintptr_t>;
 
 struct Report {
-  static constexpr int kMostFrames = 48;
-  static constexpr std::size_t kMostText = 16384;
+  static constexpr int kMaxFrames = 48;
+  static constexpr std::size_t kMaxText = 16384;
 
   std::uint64_t calls = 0;
   std::uint64_t events = 0;
   std::uint64_t mostAtOneTime = 0;  // events without time moving
-  bool cut = false;                 // its machine was made to stand still
+  bool cut = false;                 // its machine was stopped
   bool leaks = false;
   bool runaway = false;
-  bool slow = false;               // ended by the clock of its processor time
-  char thrown[128] = "";           // type of an exception that reached the test
-  void* frames[kMostFrames] = {};  // of it, or of where the clock found the child or a crash was
+  bool slow = false;              // exceeded its processor time
+  char thrown[128] = "";          // type of an exception that reached the test
+  void* frames[kMaxFrames] = {};  // of the exception, the crash, or where the time ran out
   int frameCount = 0;
-  char wrong[kMostText] = "";  // lines of what was wrong with the program at its end
+  char wrong[kMaxText] = "";  // the violations found at the program's end, one a line
 
   std::vector<std::string> Wrong() const;
   void AddWrong(const std::string& line);
@@ -46,8 +46,8 @@ class SharedReport {
 
 // The last exception thrown anywhere in this process but Failure and the simulator's kill.
 struct LastThrow {
-  const char* type = "";  // of the last one of all, mangled
-  void* frames[Report::kMostFrames] = {};
+  const char* type = "";  // of the very last one, mangled
+  void* frames[Report::kMaxFrames] = {};
   int frameCount = 0;
 };
 extern LastThrow lastThrow;

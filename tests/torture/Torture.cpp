@@ -15,7 +15,7 @@
 #include <ctime>
 #include <string_view>
 
-// There where the leak sanitizer is.
+// Available if the leak sanitizer is linked.
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the sanitizer's
 extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
 
@@ -26,19 +26,20 @@ namespace {
 constexpr int kSlowCode = 78;
 constexpr const char* kException = "exception ";
 constexpr const char* kNoEnd = "no end";
-constexpr const char* kAsked = "exception St11logic_error";  // also the simulator's answer to a test that errs
+constexpr const char* kLogicError =
+    "exception St11logic_error";  // also thrown by the simulator for an error of the test
 
 Report* ownReport = nullptr;
 
 void TooSlow(int) {
   ownReport->slow = true;
-  ownReport->frameCount = backtrace(ownReport->frames, Report::kMostFrames);
+  ownReport->frameCount = backtrace(ownReport->frames, Report::kMaxFrames);
   _exit(kSlowCode);
 }
 
-// A sanitizer prints where a crash was; without one this does.
+// With a sanitizer, that prints where a crash was; otherwise this does.
 void Crashed(int number) {
-  ownReport->frameCount = backtrace(ownReport->frames, Report::kMostFrames);
+  ownReport->frameCount = backtrace(ownReport->frames, Report::kMaxFrames);
   std::signal(number, SIG_DFL);
   std::raise(number);
 }
@@ -72,7 +73,7 @@ std::string KindOf(const std::string& wrong) { return wrong.substr(0, wrong.find
 Torture::Torture(const TortureOptions& options) : options_(options), places_(options.program), began_(Seconds()) {
   ownReport = &*shared_;
   void* frames[2];
-  (void)backtrace(frames, 2);  // loads what it needs, which a signal's handler must not
+  (void)backtrace(frames, 2);  // loads libraries, which a signal handler must not do
   SimTorturer::present = this;
 }
 
@@ -82,7 +83,7 @@ bool Torture::Chosen(std::uint64_t number) const {
   return number % options_.slices == options_.slice;
 }
 
-// The numbers of one test shift with its name, so that over all tests every part of a story has its turn.
+// The chosen calls shift with the test's name, so that over all tests every part of a run is covered.
 void Torture::ChooseCalls() {
   chosen_.clear();
   const std::uint64_t calls = plain_.calls;
@@ -109,7 +110,7 @@ bool Torture::Fails(const char* call, const std::string& object) {
   return options_.fromThenOn && Fork(Role::FromThenOn);
 }
 
-bool Torture::Tires(std::uint64_t eventsAtOneTime) {
+bool Torture::ShouldStop(std::uint64_t eventsAtOneTime) {
   if (role_ == Role::Idle || role_ == Role::Parent) return false;
   ++events_;
   Report& report = *shared_;
@@ -128,7 +129,7 @@ void Torture::Examined(const std::vector<std::string>& wrong) {
   for (const std::string& line : wrong) shared_->AddWrong(line);
 }
 
-void Torture::MachineGone() {
+void Torture::OnMachineDestroyed() {
   if (role_ != Role::Once && role_ != Role::FromThenOn) return;
   if (++gone_ == 2) EndChild(false);
 }
@@ -165,7 +166,7 @@ void Torture::BeginChild(Role role, int output) {
   watchThrows = true;
   std::signal(SIGPROF, TooSlow);
   WatchCrashes();
-  const itimerval limit{{0, 0}, {role == Role::Counting ? 600 : options_.patience, 0}};
+  const itimerval limit{{0, 0}, {role == Role::Counting ? 600 : options_.processorSeconds, 0}};
   setitimer(ITIMER_PROF, &limit, nullptr);
 }
 
@@ -178,9 +179,9 @@ void Torture::EndChild(bool looksForLeaks) {
 }
 
 void Torture::Note(const std::string& kind, const std::string& text, const Stack& stack, Role role) {
-  const Place place = places_.Find(stack, kind == kAsked || kind == kNoEnd);
+  const Place place = places_.Find(stack, kind == kLogicError || kind == kNoEnd);
   std::string first = test_ + ", call " + std::to_string(calls_) + (role == Role::Once ? " once" : " and on");
-  if (role == Role::Counting) first = test_ + " as it stands";
+  if (role == Role::Counting) first = test_ + " without a fault";
   if (role != Role::Counting) first += ": " + std::string(call_) + " " + object_.substr(0, 80);
   if (!text.empty()) first += "\n    " + text;
   findings_.Add(place.whose, kind, place.text, first);
@@ -197,8 +198,8 @@ void Torture::TakeReport(Role role, int status, int output) {
   }
   const bool quiet = WIFEXITED(status) && WEXITSTATUS(status) == 0;
   if (report.thrown[0] != '\0') {
-    const bool told = std::string_view(report.thrown) == "N7pellora7FailureE";
-    if (told) {
+    const bool isFailure = std::string_view(report.thrown) == "N7pellora7FailureE";
+    if (isFailure) {
       findings_.Add(Whose::Test, "a Failure of a call that the test makes itself", "", test_);
     } else {
       Note(std::string(kException) + report.thrown, "", OffsetsOf(report.frames, report.frameCount), role);
@@ -218,7 +219,7 @@ void Torture::TakeReport(Role role, int status, int output) {
     const std::string text = ReadSanitizer(ReadAll(output), stack);
     Note("leak", text, stack, role);
   }
-  // What a test makes wrong itself says nothing about the program.
+  // Violations that the test itself causes say nothing about the program.
   const std::vector<std::string> usual = plain_.Wrong();
   if (role == Role::Counting) return;
   for (const std::string& line : report.Wrong()) {
@@ -282,7 +283,7 @@ bool Torture::Summary() {
   }
   for (const auto& [call, runs] : runsOf_) std::printf("  %-22s %8llu runs\n", call.c_str(), number(runs));
   std::printf(
-      "%llu tests, %llu calls, %llu runs in %.1f s, %.0f a second; %llu made to stand still; %llu ended by "
+      "%llu tests, %llu calls, %llu runs in %.1f s, %.0f a second; %llu stopped by the torture; %llu ended by "
       "their test, %llu by the simulator; %zu findings in %llu runs\n",
       number(tests_), number(allCalls_), number(runs_), seconds, static_cast<double>(runs_) / seconds, number(cut_),
       number(findings_.Runs(Whose::Test)), number(findings_.Runs(Whose::Simulator)), findings_.Kinds(Whose::Program),

@@ -1,12 +1,12 @@
-// Torture: every test of an executable again, with its n-th port call failing, once and from then on.
+// Torture: repeats every test of an executable with its n-th port call failing, once and from then on.
 //
-// Each test runs twice as it stands: in a child that counts its calls, then in this process. At every chosen
-// call this process forks one child for each mode; in it the call fails, and it goes on to the end of the test
-// without regard to its expectations, as the story goes another way now. So no run repeats what lies before its
-// fault. Children tell what they met in memory that they share with their parent.
+// Each test first runs twice unchanged: in a child that counts its calls, then in this process. At every chosen call
+// this process forks one child for each mode. In the child the call fails, and the test continues to its end with its
+// expectations ignored, as things now happen differently. So no run repeats what precedes its fault. Children report to
+// their parent in shared memory.
 //
-// A child ends with its test, or with the second machine that goes, where a test runs many one after another;
-// its machine stands still once it has made several times the events of the whole plain test.
+// A child ends with its test, or with the second destroyed machine if a test runs many one after another; its machine
+// is stopped once it has had several times the events of the whole unchanged test.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -24,30 +24,30 @@
 namespace pellora {
 
 struct TortureOptions {
-  std::uint64_t points = 0;  // so many calls of each test, spread evenly; 0: all of them
-  std::uint64_t slice = 0;   // of those the ones with this remainder
-  std::uint64_t slices = 1;  //   by that number
-  std::uint64_t at = 0;      // only this call, with the child's own output; 0: not so
+  std::uint64_t points = 0;  // that many calls of each test, spread evenly; 0: all
+  std::uint64_t slice = 0;   // only calls with this remainder
+  std::uint64_t slices = 1;  //   modulo this number
+  std::uint64_t at = 0;      // only this call, with the child's output; 0: all calls
   bool once = true;          // which modes
   bool fromThenOn = true;
-  std::uint64_t leaks = 0;  // looks for leaks behind the runs whose call this divides; 0: behind none
-  double seconds = 0;       // begins no further test after so long; 0: no limit
-  int patience = 30;        // seconds of processor time that a run may take
-  bool verbose = false;     // one line for each test
-  std::string program;      // a folder below tests/ whose code counts as the program's
+  std::uint64_t leaks = 0;    // checks for leaks after every leaks-th call; 0: never
+  double seconds = 0;         // starts no further test after this time; 0: no limit
+  int processorSeconds = 30;  // seconds of processor time that a run may take
+  bool verbose = false;       // one line for each test
+  std::string program;        // a folder below tests/ whose code counts as the program's
 };
 
 class Torture final : public SimTorturer, public ::testing::EmptyTestEventListener {
  public:
   explicit Torture(const TortureOptions& options);
 
-  // What was met; True if the program did nothing wrong.
+  // Prints the findings. True if the program has none.
   bool Summary();
 
   bool Fails(const char* call, const std::string& object) override;
-  bool Tires(std::uint64_t eventsAtOneTime) override;
+  bool ShouldStop(std::uint64_t eventsAtOneTime) override;
   void Examined(const std::vector<std::string>& wrong) override;
-  void MachineGone() override;
+  void OnMachineDestroyed() override;
 
   void OnTestStart(const ::testing::TestInfo& test) override;
   void OnTestPartResult(const ::testing::TestPartResult& result) override;
@@ -58,7 +58,7 @@ class Torture final : public SimTorturer, public ::testing::EmptyTestEventListen
 
   void ChooseCalls();
   bool Chosen(std::uint64_t number) const;
-  // True in the child. The parent comes back when the child is over and its report is read.
+  // True in the child. In the parent it returns when the child has ended and its report is read.
   bool Fork(Role role);
   void BeginChild(Role role, int output);
   [[noreturn]] void EndChild(bool looksForLeaks);
@@ -71,12 +71,12 @@ class Torture final : public SimTorturer, public ::testing::EmptyTestEventListen
   SharedReport shared_;
   Role role_ = Role::Idle;
   std::string test_;
-  std::uint64_t calls_ = 0;   // of the present test, up to now
-  std::uint64_t events_ = 0;  // of it, or of the child since its fault
-  int gone_ = 0;              // machines that went since the fault
-  Report plain_;              // what the counting child told of the present test
+  std::uint64_t calls_ = 0;   // of the current test so far
+  std::uint64_t events_ = 0;  // of the current test, or of the child since its fault
+  int gone_ = 0;              // machines destroyed since the fault
+  Report plain_;              // the counting child's report on the current test
   std::set<std::uint64_t> chosen_;
-  const char* call_ = "";  // the present one
+  const char* call_ = "";  // the current one
   std::string object_;
 
   std::uint64_t tests_ = 0;

@@ -1,12 +1,12 @@
-// The main function of every executable whose tests run on the simulated platform: the tests as they stand, or,
-// asked with --torture, each of them again with its port calls failing.
+// The main function of every executable whose tests run on the simulated platform: runs the tests normally or, with
+// --torture, repeats each of them with its port calls failing.
 //
 //   EXECUTABLE --torture [--points=K] [--slice=I/K] [--verbose] [--gtest_filter=...]
-//   EXECUTABLE --torture --at=N --mode=once|on --gtest_filter=Suite.Name     one run, with all that it says
+//   EXECUTABLE --torture --at=N --mode=once|on --gtest_filter=Suite.Name     one run, with all its output
 //   --program=tests/FOLDER/   counts that folder's code as the program's
-//   --seconds=S               begins no further test after so long
-//   --patience=S              seconds of processor time that one run may take
-//   --leaks=K                 looks for leaks too, behind every K-th call; that takes five times as long as a run
+//   --seconds=S               starts no further test after this time
+//   --processor-seconds=S     limit of processor time for one run
+//   --leaks=K                 also checks for leaks after every K-th call; this takes five times as long as a run
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -34,8 +34,8 @@ std::uint64_t Number(std::string_view text) {
   return number;
 }
 
-// The sanitizers read these only at a process's start. Children give addresses, and their parent names them once.
-void StartAnew(char** arguments, bool named) {
+// Sanitizers read these only at the start of a process. Children report addresses, and their parent resolves them once.
+void Restart(char** arguments, bool named) {
   constexpr const char* kMark = "PELLORA_TORTURE";
   if (std::getenv(kMark)) return;
   setenv(kMark, "1", 1);
@@ -51,7 +51,7 @@ void StartAnew(char** arguments, bool named) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  std::vector<char*> original(arguments, arguments + count + 1);  // GoogleTest takes its own out
+  std::vector<char*> original(arguments, arguments + count + 1);  // GoogleTest removes its own arguments
   testing::InitGoogleTest(&count, arguments);
   bool torture = false;
   pellora::TortureOptions options;
@@ -68,8 +68,8 @@ int main(int count, char** arguments) {
       options.leaks = Number(value);
     } else if (Take(argument, "--seconds=", value)) {
       options.seconds = static_cast<double>(Number(value));
-    } else if (Take(argument, "--patience=", value)) {
-      options.patience = static_cast<int>(Number(value));
+    } else if (Take(argument, "--processor-seconds=", value)) {
+      options.processorSeconds = static_cast<int>(Number(value));
     } else if (Take(argument, "--slice=", value)) {
       options.slice = Number(value);
       options.slices = Number(value.substr(std::min(value.find('/'), value.size() - 1) + 1));
@@ -87,12 +87,12 @@ int main(int count, char** arguments) {
   }
   if (!torture) return RUN_ALL_TESTS();
   if (options.slices == 0 || options.slice >= options.slices) return 2;
-  StartAnew(original.data(), options.at > 0);
+  Restart(original.data(), options.at > 0);
   auto& listeners = testing::UnitTest::GetInstance()->listeners();
   if (options.at == 0) delete listeners.Release(listeners.default_result_printer());
   auto* const driver = new pellora::Torture(options);
   listeners.Append(driver);
   const int failed = RUN_ALL_TESTS();
-  if (failed != 0) std::printf("some tests fail as they stand\n");
+  if (failed != 0) std::printf("some tests fail without a fault\n");
   return driver->Summary() && failed == 0 ? 0 : 1;
 }

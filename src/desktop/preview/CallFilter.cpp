@@ -22,7 +22,7 @@ namespace pellora {
 
 namespace {
 
-// What pictures and media need alike, whatever the arguments are.
+// What pictures and media both need, with any arguments.
 constexpr std::array kCalls = {
     // the file, libraries and plugins
     SCMP_SYS(read), SCMP_SYS(readv), SCMP_SYS(pread64), SCMP_SYS(lseek), SCMP_SYS(close), SCMP_SYS(fstat),
@@ -30,7 +30,7 @@ constexpr std::array kCalls = {
     SCMP_SYS(lstat64), SCMP_SYS(statx), SCMP_SYS(fstatfs), SCMP_SYS(statfs), SCMP_SYS(access), SCMP_SYS(faccessat),
     SCMP_SYS(faccessat2), SCMP_SYS(readlink), SCMP_SYS(readlinkat), SCMP_SYS(getdents64), SCMP_SYS(getcwd),
     SCMP_SYS(fadvise64),
-    // the conversation
+    // the protocol
     SCMP_SYS(write), SCMP_SYS(writev), SCMP_SYS(poll), SCMP_SYS(ppoll), SCMP_SYS(eventfd2),
     // memory
     SCMP_SYS(mmap), SCMP_SYS(mmap2), SCMP_SYS(munmap), SCMP_SYS(mprotect), SCMP_SYS(mremap), SCMP_SYS(madvise),
@@ -42,11 +42,11 @@ constexpr std::array kCalls = {
     // time
     SCMP_SYS(clock_gettime), SCMP_SYS(clock_gettime64), SCMP_SYS(clock_getres), SCMP_SYS(clock_nanosleep),
     SCMP_SYS(clock_nanosleep_time64), SCMP_SYS(nanosleep), SCMP_SYS(gettimeofday), SCMP_SYS(time), SCMP_SYS(times),
-    // what the process is and runs on
+    // process and machine
     SCMP_SYS(getpid), SCMP_SYS(gettid), SCMP_SYS(getuid), SCMP_SYS(geteuid), SCMP_SYS(getgid), SCMP_SYS(getegid),
     SCMP_SYS(getrusage), SCMP_SYS(getrandom), SCMP_SYS(sysinfo), SCMP_SYS(uname), SCMP_SYS(getcpu)};
 
-// For media besides: to speak over the connection that there is, but neither to make one nor to pass descriptors on.
+// What media needs in addition: it may use existing connections, but neither make one nor pass descriptors on.
 constexpr std::array kMediaCalls = {
     SCMP_SYS(recvmsg),       SCMP_SYS(recvfrom),  SCMP_SYS(getsockopt), SCMP_SYS(getsockname), SCMP_SYS(getpeername),
     SCMP_SYS(shutdown),      SCMP_SYS(pipe2),     SCMP_SYS(select),     SCMP_SYS(_newselect),  SCMP_SYS(pselect6),
@@ -90,7 +90,7 @@ scmp_arg_cmp Has(unsigned argument, std::uint64_t mask, std::uint64_t value) {
 }
 
 void AllowReading(Filter& filter) {
-  // O_TMPFILE is more than one bit; its own one is what counts.
+  // O_TMPFILE includes O_DIRECTORY; only its own bit counts.
   constexpr std::uint64_t kWriting = O_ACCMODE | O_CREAT | O_TRUNC | O_APPEND | (O_TMPFILE & ~O_DIRECTORY);
   for (const auto& [call, flags] : {std::pair{SCMP_SYS(open), 1U}, std::pair{SCMP_SYS(openat), 2U}}) {
     filter.Allow(call, {Has(flags, kWriting, O_RDONLY)});
@@ -100,8 +100,8 @@ void AllowReading(Filter& filter) {
   }
 }
 
-// Threads, but neither processes nor namespaces. What clone3 is asked for lies in memory, where a filter cannot look;
-// left out like any other call, it is done without.
+// Allows threads, but neither processes nor namespaces. A filter cannot inspect the arguments of clone3, which lie in
+// memory; it is refused like any unknown call, and libraries do without it.
 void AllowThreads(Filter& filter) {
   constexpr std::uint64_t kOthers =
       CLONE_NEWNS | CLONE_NEWCGROUP | CLONE_NEWUTS | CLONE_NEWIPC | CLONE_NEWUSER | CLONE_NEWPID | CLONE_NEWNET;
@@ -113,8 +113,8 @@ void AllowThreads(Filter& filter) {
   filter.Allow(SCMP_SYS(clone), {Has(kFlags, CLONE_THREAD | kOthers, CLONE_THREAD)});
 }
 
-void AllowSomeOfMany(Filter& filter) {
-  // Not who owns a descriptor: its owner gets signals.
+void AllowSomeArguments(Filter& filter) {
+  // F_SETOWN is left out: a descriptor's owner gets signals.
   for (const int command : {F_DUPFD, F_DUPFD_CLOEXEC, F_GETFD, F_SETFD, F_GETFL, F_SETFL, F_ADD_SEALS, F_GET_SEALS}) {
     for (const int call : {SCMP_SYS(fcntl), SCMP_SYS(fcntl64)}) {
       filter.Allow(call, {Is(1, static_cast<std::uint64_t>(command))});
@@ -122,7 +122,7 @@ void AllowSomeOfMany(Filter& filter) {
   }
   for (const std::uint64_t request : {FIONREAD, FIONBIO, TCGETS}) filter.Allow(SCMP_SYS(ioctl), {Is(1, request)});
   for (const std::uint64_t option : {PR_SET_NAME, PR_GET_NAME}) filter.Allow(SCMP_SYS(prctl), {Is(0, option)});
-  filter.Allow(SCMP_SYS(prlimit64), {Is(2, 0)});  // limits are read, not set
+  filter.Allow(SCMP_SYS(prlimit64), {Is(2, 0)});  // reads limits, sets none
   filter.Allow(SCMP_SYS(tgkill), {Is(0, static_cast<std::uint64_t>(getpid()))});
 }
 
@@ -133,12 +133,12 @@ void RestrictCalls(Work work) {
   filter.Allow(kCalls);
   AllowReading(filter);
   AllowThreads(filter);
-  AllowSomeOfMany(filter);
+  AllowSomeArguments(filter);
   filter.Refuse(SCMP_SYS(socket), EACCES);
   filter.Refuse(SCMP_SYS(connect), EACCES);
   if (work == Work::Media) {
     filter.Allow(kMediaCalls);
-    filter.Allow(SCMP_SYS(sendto), {Is(4, 0)});  // to no address
+    filter.Allow(SCMP_SYS(sendto), {Is(4, 0)});  // without an address
   }
   filter.Load();
 }

@@ -1,16 +1,16 @@
-// CallFilter: the system calls that rendering needs, and an end to all others.
+// CallFilter: allows only the system calls that rendering needs.
 #pragma once
 
 namespace pellora {
 
 enum class Work {
   Picture,  // Qt's readers and our own
-  Media,    // the media library: threads, plugins, a sound server that is connected already
+  Media,    // the media library: threads, plugins, an existing connection to a sound server
 };
 
-// From here on every thread of the process, those that run already included, makes only the calls that `work`
-// needs. Any other is answered as by a kernel that lacks it (ENOSYS), a file opened for writing or a socket with
-// EACCES; a call of a foreign architecture ends the process. ConfinementFailure if that cannot be had.
+// Restricts every thread of the process, including those already running, to the calls that `work` needs. Opening a
+// file for writing or a socket fails with EACCES, any other call with ENOSYS, as in a kernel that lacks it; a call of a
+// foreign architecture ends the process. Throws ConfinementFailure if that cannot be established.
 void RestrictCalls(Work work);
 
 }  // namespace pellora

@@ -38,20 +38,20 @@ Channel::Channel(std::function<void(const std::string& line)> line) : line_(std:
       text.append(block.data(), static_cast<std::size_t>(count));
       for (std::size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n')) {
         QMetaObject::invokeMethod(
-            this, [this, one = text.substr(0, end)] { Take(one); }, Qt::QueuedConnection);
+            this, [this, one = text.substr(0, end)] { OnLine(one); }, Qt::QueuedConnection);
         text.erase(0, end + 1);
       }
     }
   }).detach();
 }
 
-void Channel::Take(const std::string& line) {
+void Channel::OnLine(const std::string& line) {
   if (line != "seen") return line_(line);
-  unseen_ = false;
+  awaitingSeen_ = false;
   SendWaiting();
 }
 
-void Channel::Tell(PreviewMessage message) {
+void Channel::Report(PreviewMessage message) {
   const PreviewHead head{message, 0, 0};
   WriteAll(&head, sizeof head);
 }
@@ -62,7 +62,7 @@ void Channel::Show(std::function<QImage()> frame) {
 }
 
 void Channel::SendWaiting() {
-  if (unseen_ || !waiting_) return;
+  if (awaitingSeen_ || !waiting_) return;
   Send(std::exchange(waiting_, nullptr)());
 }
 
@@ -74,7 +74,7 @@ void Channel::Send(const QImage& frame) {
   WriteAll(&head, sizeof head);
   for (int y = 0; y < image.height(); ++y)
     WriteAll(image.constScanLine(y), static_cast<std::size_t>(image.width()) * 4);
-  unseen_ = true;
+  awaitingSeen_ = true;
 }
 
 }  // namespace pellora

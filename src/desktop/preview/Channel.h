@@ -1,5 +1,5 @@
-// Channel: the process's end of the conversation. A thread of its own waits for lines, so that the end of the
-// input ends the process even while a decoder goes round in circles.
+// Channel: the preview process's end of the protocol. A separate thread reads the input, so that its end ends the
+// process even while a decoder is in an endless loop.
 #pragma once
 
 #include <QImage>
@@ -16,24 +16,24 @@ class Channel : public QObject {
   Q_OBJECT
 
  public:
-  // `line` is called in this object's thread for each line of the input, from the first turn of its loop on.
+  // `line` is called in this object's thread for each line of the input, once its event loop runs.
   explicit Channel(std::function<void(const std::string& line)> line);
 
-  void Tell(PreviewMessage message);
-  // Sends what `frame` gives once the frame before was seen. A newer one takes the place of one that waits,
-  // which is then never made.
+  void Report(PreviewMessage message);
+  // Sends the result of `frame` once the previous frame was seen. A newer call replaces a waiting one, whose frame is
+  // never made.
   void Show(std::function<QImage()> frame);
-  // Shows it, and waits until it was sent.
+  // Sends it before returning.
   void ShowNow(const QImage& frame) { Send(frame); }
 
  private:
-  void Take(const std::string& line);
+  void OnLine(const std::string& line);
   void SendWaiting();
   void Send(const QImage& frame);
 
   const std::function<void(const std::string& line)> line_;
   std::function<QImage()> waiting_;
-  bool unseen_ = false;
+  bool awaitingSeen_ = false;
 };
 
 }  // namespace pellora

@@ -1,5 +1,5 @@
-// Confine: takes from the preview process what a picture or a sound never needs, before its file is decoded. What
-// cannot be taken is a ConfinementFailure, after which nothing may be rendered.
+// Confine: removes the rights that rendering a picture or a sound never needs, before the file is decoded. If something
+// cannot be removed, it throws ConfinementFailure, and nothing may be rendered.
 #pragma once
 
 #include <stdexcept>
@@ -15,15 +15,15 @@ class ConfinementFailure : public std::runtime_error {
   ConfinementFailure(const std::string& what, int error);
 };
 
-// To be called first of all: no new privileges, no look into this process from outside, its end with that of its
-// parent, no descriptors but the three standard ones.
-void LeaveOthers();
+// Call first of all: no new privileges, no inspection from outside, an end with the parent's, and no descriptors but
+// the three standard ones.
+void IsolateProcess();
 
-// To be called while there is one thread: no capabilities, limited memory, files and processor time, files that cannot
-// grow, less of the processor than a transfer gets, and access to `file` and `places` alone (FileAccess.h).
+// Call while there is only one thread: no capabilities; limited memory, files and processor time; files cannot grow;
+// lower priority than a transfer; access only to `file` and `places` (FileAccess.h).
 void RestrictProcess(Work work, int file, const std::vector<std::string>& places);
 
-// For what has to be said after a ConfinementFailure. Without effect once system calls are restricted.
-void LetFilesGrow();
+// Allows a report to a file after a ConfinementFailure. Has no effect once system calls are restricted.
+void LiftFileSizeLimit();
 
 }  // namespace pellora

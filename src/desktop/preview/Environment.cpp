@@ -13,7 +13,7 @@ namespace pellora {
 
 namespace {
 
-// Each holds a folder or a file, or several with colons in between.
+// Each names files or folders, separated by colons.
 constexpr std::array kPlaces = {"LD_LIBRARY_PATH",     "QT_PLUGIN_PATH",         "GST_PLUGIN_PATH",
                                 "GST_PLUGIN_PATH_1_0", "GST_PLUGIN_SYSTEM_PATH", "GST_PLUGIN_SYSTEM_PATH_1_0",
                                 "PULSE_CLIENTCONFIG",  "PULSE_COOKIE",           "ALSA_CONFIG_PATH"};
@@ -26,7 +26,7 @@ const char* Value(const char* name) {
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
-// Named explicitly, so that none is started where there is none.
+// Named explicitly so that none is started.
 std::string SoundServer() {
   if (const char* const given = Value("PULSE_SERVER")) return given;
   const char* const runtime = Value("XDG_RUNTIME_DIR");
@@ -48,7 +48,7 @@ std::string CacheFolder() {
 void ReduceEnvironment() {
   std::vector<std::pair<std::string, std::string>> kept = {
       {"LC_ALL", "C.UTF-8"},
-      {"HOME", "/nonexistent"},  // or libraries would look up the user's
+      {"HOME", "/nonexistent"},  // otherwise libraries look up the user's home
       {"QT_QPA_PLATFORM", "offscreen"},
       {"QT_MEDIA_BACKEND", "gstreamer"},
   };

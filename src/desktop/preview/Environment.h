@@ -1,4 +1,4 @@
-// Environment: what the preview process keeps of the variables that it was started with.
+// Environment: which environment variables the preview process keeps.
 #pragma once
 
 #include <string>
@@ -6,14 +6,14 @@
 
 namespace pellora {
 
-// $XDG_CACHE_HOME/pellora, or the same under ~/.cache; empty without a home. To be asked before ReduceEnvironment.
+// $XDG_CACHE_HOME/pellora, by default ~/.cache/pellora; empty without a home. Call before ReduceEnvironment.
 std::string CacheFolder();
 
-// Leaves only what says where libraries, plugins and the sound server are, and wipes the rest from memory: a home, a
-// session bus, a display and whatever secrets there are.
+// Keeps only what locates libraries, plugins and the sound server, and wipes the rest from memory: home, session bus,
+// display and any secrets.
 void ReduceEnvironment();
 
-// The folders and files that variables name, which have to be readable.
+// The folders and files named by variables, which must be readable.
 std::vector<std::string> NamedPlaces();
 
 }  // namespace pellora

@@ -18,8 +18,8 @@ namespace pellora {
 
 namespace {
 
-// Libraries, plugins, sound fonts, settings of the system, where distributions have them; what the kernel tells of the
-// machine. No home, no devices but these.
+// Libraries, plugins, sound fonts and system settings in the folders of all distributions, and what the kernel tells
+// about the machine. No home, no other devices.
 constexpr std::array kSystemPlaces = {"/usr",  "/lib",      "/lib64",       "/lib32",
                                       "/etc",  "/opt",      "/nix/store",   "/gnu",
                                       "/proc", "/dev/null", "/dev/urandom", "/sys/devices/system"};
@@ -38,9 +38,9 @@ class Descriptor {
   const int number_;
 };
 
-// Every right over files that the kernel's version of Landlock knows: what is not named would stay allowed.
-std::uint64_t EveryRight(long version) {
-  constexpr std::array kRights = {13, 14, 15, 15, 16};  // by version, from 1 on
+// All file rights known to this version of Landlock: a right that is not handled would stay allowed.
+std::uint64_t AllRights(long version) {
+  constexpr std::array kRights = {13, 14, 15, 15, 16};  // number of rights, by version from 1
   const auto index = std::min(static_cast<std::size_t>(version), kRights.size()) - 1;
   return (std::uint64_t{1} << kRights.at(index)) - 1;
 }
@@ -85,7 +85,7 @@ void RestrictFileAccess(int file, const std::vector<std::string>& places) {
   const long version = syscall(SYS_landlock_create_ruleset, nullptr, std::size_t{0}, LANDLOCK_CREATE_RULESET_VERSION);
   if (version < 0 && (errno == ENOSYS || errno == EOPNOTSUPP)) return;
   if (version < 1) throw ConfinementFailure("Landlock", errno);
-  Ruleset rules(EveryRight(version));
+  Ruleset rules(AllRights(version));
   for (const char* place : kSystemPlaces) rules.AllowReading(place);
   for (const std::string& place : places) rules.AllowReading(place.c_str());
   if (file >= 0) rules.AllowReading(file);

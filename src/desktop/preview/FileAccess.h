@@ -1,4 +1,4 @@
-// FileAccess: what of the file system the preview process reaches.
+// FileAccess: which parts of the file system the preview process can reach.
 #pragma once
 
 #include <string>
@@ -6,10 +6,10 @@
 
 namespace pellora {
 
-// From here on this thread and those that it starts read nothing but the system's folders, `places` and the file open
-// at `file` (-1 for none), and write, make or run nothing. Places that do not exist are passed over. ConfinementFailure
-// if the kernel has Landlock and it fails; a kernel without it leaves this to the filter of system calls, which
-// refuses all writing, but not the reading of other files.
+// Restricts this thread and those it starts to reading the system's folders, `places` and the file open at `file` (-1
+// for none); writing, creating and executing are denied. Missing places are skipped. Throws ConfinementFailure if the
+// kernel has Landlock and it fails. Without Landlock, the filter of system calls must do, which denies writing but not
+// reading other files.
 void RestrictFileAccess(int file, const std::vector<std::string>& places);
 
 }  // namespace pellora

@@ -9,9 +9,9 @@ namespace pellora {
 
 namespace {
 
-constexpr int kStateReady = 2;  // devices are open, nothing flows
+constexpr int kStateReady = 2;  // devices are open, no data flows
 
-// It stays loaded: each call counts, and nothing takes the count down.
+// Stays loaded: each call raises the reference count, and nothing lowers it.
 void* Library() { return dlopen("libgstreamer-1.0.so.0", RTLD_NOW | RTLD_GLOBAL); }
 
 template <class Function>
@@ -48,7 +48,7 @@ void ConnectSound() {
   const auto make = Find<void*(const char*, const char*)>("gst_element_factory_make");
   const auto setState = Find<int(void*, int)>("gst_element_set_state");
   if (make == nullptr || setState == nullptr) return;
-  // Never taken down again, and the connection with it.
+  // The sink is never destroyed, so the connection stays.
   if (void* const sink = make("pulsesink", nullptr)) setState(sink, kStateReady);
 }
 

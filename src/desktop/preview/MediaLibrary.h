@@ -1,21 +1,21 @@
-// MediaLibrary: what is asked of the media library directly. It is looked for by name: what is linked is only the layer
-// above it, which starts without.
+// MediaLibrary: direct calls into the media library. It is loaded by name; the program links only the layer above it,
+// which starts without it.
 #pragma once
 
 #include <string>
 
 namespace pellora {
 
-// Where it is; empty if the machine has none.
+// Its path; empty if it is not installed.
 const std::string& MediaLibraryPath();
 
 bool StartMediaLibrary();
 
-// Whether the machine has what a player is built from. Without it the player must not be made: the layer above ends the
-// process then.
+// Whether everything a player is built from is installed. Otherwise no player may be made: the layer above would end
+// the process.
 bool CanPlay();
 
-// Connects to the sound server and stays connected: what is played later shares the connection.
+// Connects to the sound server for good: everything played later shares the connection.
 void ConnectSound();
 
 }  // namespace pellora

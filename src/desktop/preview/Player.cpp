@@ -7,28 +7,28 @@ namespace pellora {
 
 namespace {
 
-constexpr int kTakeBackMilliseconds = 20;
+constexpr int kCueDelayMilliseconds = 20;
 constexpr int kFirstPictureMilliseconds = 3000;
 
 }  // namespace
 
 Player::Player(Events events) : events_(std::move(events)) {
   start_.setSingleShot(true);
-  start_.setInterval(kTakeBackMilliseconds);
+  start_.setInterval(kCueDelayMilliseconds);
   connect(&start_, &QTimer::timeout, this, [this] {
     running_ = true;
     player_.play();
   });
   firstPicture_.setSingleShot(true);
   firstPicture_.setInterval(kFirstPictureMilliseconds);
-  connect(&firstPicture_, &QTimer::timeout, this, &Player::TellRendered);
+  connect(&firstPicture_, &QTimer::timeout, this, &Player::ReportRendered);
   connect(&sink_, &QVideoSink::videoFrameChanged, this, &Player::FrameArrived);
   connect(&player_, &QMediaPlayer::mediaStatusChanged, this, &Player::StatusChanged);
   connect(&player_, &QMediaPlayer::errorOccurred, this, [this] {
     if (!rendered_) events_.failed();
   });
   player_.setVideoSink(&sink_);
-  player_.setAudioOutput(&sound_);  // a file of sound alone does not play without one
+  player_.setAudioOutput(&sound_);  // without one, a file with only sound does not play
 }
 
 void Player::Load(const QUrl& file) { player_.setSource(file); }
@@ -50,7 +50,7 @@ void Player::SetVolume(int hundredthsOfDecibel) {
   const auto volume = static_cast<float>(std::pow(10.0, hundredthsOfDecibel / 2000.0));
   if (volume == sound_.volume()) return;
   sound_.setVolume(volume);
-  // What lies ready to be played has the volume from before. A seek throws it away; one to 0 would do nothing.
+  // Buffered sound has the old volume. A seek discards it; a seek to 0 would do nothing.
   if (rendered_ && !running_) player_.setPosition(1);
 }
 
@@ -58,7 +58,7 @@ void Player::StatusChanged(QMediaPlayer::MediaStatus status) {
   switch (status) {
     case QMediaPlayer::LoadedMedia:
       if (rendered_ || firstPicture_.isActive()) return;
-      if (!player_.hasVideo()) return TellRendered();
+      if (!player_.hasVideo()) return ReportRendered();
       firstPicture_.start();
       player_.pause();
       return;
@@ -80,13 +80,13 @@ void Player::FrameArrived(const QVideoFrame& frame) {
   if (first_.isNull()) {
     first_ = frame.toImage();
     ShowFirst();
-    TellRendered();
+    ReportRendered();
   } else if (running_) {
     events_.shows([frame] { return frame.toImage(); });
   }
 }
 
-void Player::TellRendered() {
+void Player::ReportRendered() {
   firstPicture_.stop();
   if (std::exchange(rendered_, true)) return;
   events_.rendered();

@@ -1,5 +1,5 @@
-// Player: plays one sound or video file. Cued, it holds the first picture; after its end or a stop it stands
-// at the beginning again.
+// Player: plays one sound or video file. Cued, it shows the first picture; after its end or a stop it is at the
+// beginning again.
 #pragma once
 
 #include <QAudioOutput>
@@ -23,28 +23,28 @@ class Player : public QObject {
     std::function<void()> rendered;
     std::function<void()> failed;
     std::function<void()> ended;
-    std::function<void(std::function<QImage()> picture)> shows;  // what makes the picture, if it is wanted
+    std::function<void(std::function<QImage()> picture)> shows;  // `picture` makes it, if it is wanted
   };
 
   explicit Player(Events events);
 
   void Load(const QUrl& file);  // once
   void Run();
-  void Cue();  // straight behind Run: shows the first picture and stands
+  void Cue();  // right after Run: shows the first picture and waits
   void Stop();
   void SetVolume(int hundredthsOfDecibel);
 
  private:
   void StatusChanged(QMediaPlayer::MediaStatus status);
   void FrameArrived(const QVideoFrame& frame);
-  void TellRendered();
+  void ReportRendered();
   void ShowFirst();
 
   const Events events_;
   QVideoSink sink_;
   QAudioOutput sound_;
   QMediaPlayer player_;
-  QTimer start_;  // a moment in which Cue can still take Run back
+  QTimer start_;  // a delay in which Cue can still cancel Run
   QTimer firstPicture_;
   bool rendered_ = false;
   bool running_ = false;

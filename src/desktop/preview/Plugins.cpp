@@ -23,16 +23,16 @@ namespace pellora {
 
 namespace {
 
-constexpr unsigned kPatienceSeconds = 120;
+constexpr unsigned kTimeoutSeconds = 120;
 constexpr std::string_view kListPrefix = "plugins-";
 
-// A sum over bytes (FNV-1a).
+// A checksum (FNV-1a).
 class Sum {
  public:
   void Add(std::string_view bytes) {
     for (const char byte : bytes) sum_ = (sum_ ^ static_cast<unsigned char>(byte)) * 0x100000001b3U;
   }
-  // What changes when a file comes to a folder, goes or is replaced.
+  // Changes when a file is added to a folder, removed or replaced.
   void AddState(const std::string& path) {
     struct stat status {};
     Add(path);
@@ -50,7 +50,7 @@ class Sum {
   std::uint64_t sum_ = 0xcbf29ce484222325U;
 };
 
-// Changes with the library and with its folders of plugins.
+// Changes with the library and its plugin folders.
 std::string ListName() {
   Sum sum;
   sum.AddState(MediaLibraryPath());
@@ -63,7 +63,7 @@ std::string ListName() {
   return std::string(kListPrefix) + sum.Text();
 }
 
-// Sets where plugins are if nothing else does: beside the library. The library itself would look in the home as well.
+// Sets the plugin folder beside the library unless it is set. By default the library would also look in the home.
 void SetPluginFolder() {
   const std::string beside = MediaLibraryPath().substr(0, MediaLibraryPath().rfind('/')) + "/gstreamer-1.0";
   if (std::getenv("GST_PLUGIN_SYSTEM_PATH") == nullptr) setenv("GST_PLUGIN_SYSTEM_PATH_1_0", beside.c_str(), 0);
@@ -76,10 +76,10 @@ std::string UseList(const std::string& cacheFolder) {
   return list;
 }
 
-void RunAndWait(const std::string& cacheFolder) {
+void RunListPlugins(const std::string& cacheFolder) {
   posix_spawn_file_actions_t files{};
   posix_spawn_file_actions_init(&files);
-  // Neither the conversation nor its end is any of its business: what it found is there the next time.
+  // The list maker must not use the protocol's descriptors. If it fails, playing fails and the next start tries again.
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO}) {
     posix_spawn_file_actions_addopen(&files, descriptor, "/dev/null", O_RDWR, 0);
   }
@@ -99,7 +99,7 @@ void RunAndWait(const std::string& cacheFolder) {
   posix_spawn_file_actions_destroy(&files);
 }
 
-void RemoveOthers(const std::string& folder, const std::string& list) {
+void RemoveOtherLists(const std::string& folder, const std::string& list) {
   std::error_code ignored;
   for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
     if (entry.path().filename().string().starts_with(kListPrefix) && entry.path() != list) {
@@ -112,19 +112,20 @@ void RemoveOthers(const std::string& folder, const std::string& list) {
 
 std::string PreparePlugins(const std::string& cacheFolder) {
   std::string list = UseList(cacheFolder);
-  if (access(list.c_str(), R_OK) != 0 && !cacheFolder.empty() && !MediaLibraryPath().empty()) RunAndWait(cacheFolder);
+  if (access(list.c_str(), R_OK) != 0 && !cacheFolder.empty() && !MediaLibraryPath().empty())
+    RunListPlugins(cacheFolder);
   setenv("GST_REGISTRY_UPDATE", "no", 1);
   setenv("GST_REGISTRY_FORK", "no", 1);
   return list;
 }
 
 int ListPlugins(const std::string& cacheFolder) {
-  alarm(kPatienceSeconds);
+  alarm(kTimeoutSeconds);
   const std::string list = UseList(cacheFolder);
   std::error_code failed;
   std::filesystem::create_directories(cacheFolder, failed);
   if (failed || !StartMediaLibrary()) return EXIT_FAILURE;
-  RemoveOthers(cacheFolder, list);
+  RemoveOtherLists(cacheFolder, list);
   return access(list.c_str(), R_OK) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 

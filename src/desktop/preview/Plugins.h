@@ -1,5 +1,5 @@
-// Plugins: the list of what the media library's plugins can do. It is made by a process that opens no file of the
-// user's and is free to start others, since a confined one may not; a confined one only reads it.
+// Plugins: the registry of the media library's plugins. Making it starts other processes, which a confined process may
+// not do, so a separate process that opens no user file makes it; the confined one only reads it.
 #pragma once
 
 #include <string>
@@ -8,12 +8,12 @@ namespace pellora {
 
 inline constexpr const char* kListPlugins = "--plugins";
 
-// Has the list in `cacheFolder` made where there is none of the plugins that are installed now, by running this
-// program with kListPlugins, and sets the variables that make the media library read it. Returns its path. To be called
-// after ReduceEnvironment.
+// Makes the list in `cacheFolder`, if there is none for the plugins now installed, by running this program with
+// kListPlugins, and sets the variables that make the media library read it. Returns its path. Call after
+// ReduceEnvironment.
 std::string PreparePlugins(const std::string& cacheFolder);
 
-// What kListPlugins does; the exit code. To be called after ReduceEnvironment.
+// Runs kListPlugins and returns the exit code. Call after ReduceEnvironment.
 int ListPlugins(const std::string& cacheFolder);
 
 }  // namespace pellora

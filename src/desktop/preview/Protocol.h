@@ -1,11 +1,10 @@
-// Protocol: what the program and its preview process say to each other over the process's standard input
-// and output.
+// Protocol: the messages between the program and its preview process, over the process's standard input and output.
 //
-// To the process, one line each: "open WIDTH HEIGHT PATH" first, with the path in percent encoding, on which the
-// process confines itself to this file (Confine.h), then "run", "cue", "stop", "volume N" (hundredths of a decibel),
-// "size WIDTH HEIGHT" and, for each frame, "seen". The end of its input ends the process at once, whatever it is doing.
-// From the process, a head, and behind the head of a frame its pixels, 0xffRRGGBB, top row first. Frames fit
-// the size that it was told, and after a frame none follows before it was seen.
+// To the process, one line each: "open WIDTH HEIGHT PATH" first, with the path in percent encoding, upon which the
+// process confines itself to this file (Confine.h); then "run", "cue", "stop", "volume N" (hundredths of a decibel),
+// "size WIDTH HEIGHT" and, for each frame, "seen". The end of its input ends the process at once.
+// From the process: a header, and after the header of a frame its pixels, 0xffRRGGBB, top row first. Frames fit the
+// requested size, and the next frame is sent only after "seen".
 #pragma once
 
 #include <chrono>
@@ -15,13 +14,13 @@ namespace pellora {
 
 inline constexpr const char* kPreviewProgram = "pellora-preview";
 
-// The exit code of a process that could not be confined, and says on its standard error why.
+// The exit code of a process that could not be confined; the reason is on its standard error.
 inline constexpr int kPreviewUnconfined = 3;
 
 enum PreviewMessage : std::uint32_t {
   kPreviewRendered = 1,  // the file can be played or shown
   kPreviewFrame = 2,
-  kPreviewEnded = 3,  // it was played to its end
+  kPreviewEnded = 3,  // played to its end
 };
 
 struct PreviewHead {
@@ -30,9 +29,9 @@ struct PreviewHead {
   std::uint32_t height = 0;
 };
 
-inline constexpr std::uint32_t kLargestPreviewSide = 4096;
+inline constexpr std::uint32_t kMaxPreviewSide = 4096;
 
-// What the process may use of the processors before its first frame, and again after each.
+// The processor time that the process may use before its first frame, and again after each.
 inline constexpr std::chrono::seconds kPreviewProcessorTime{30};
 
 }  // namespace pellora

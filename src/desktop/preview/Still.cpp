@@ -20,14 +20,14 @@ namespace pellora {
 
 namespace {
 
-constexpr int kMostMegabytes = 256;  // of one decoded picture
-constexpr qint64 kMostPixels = qint64{kMostMegabytes} * 1024 * 1024 / 4;
-constexpr qint64 kLargestTga = qint64{kMostMegabytes} * 1024 * 1024;
+constexpr int kMaxMegabytes = 256;  // of one decoded picture
+constexpr qint64 kMaxPixels = qint64{kMaxMegabytes} * 1024 * 1024 / 4;
+constexpr qint64 kMaxTgaBytes = qint64{kMaxMegabytes} * 1024 * 1024;
 constexpr int kChequer = 8;
-constexpr std::array<QByteArrayView, 3> kMarks = {"\xff\xd8\xff", "\x89PNG\r\n\x1a\n", "BM"};  // JPG, PNG, BMP
-constexpr qint64 kLongestMark = 8;
+constexpr std::array<QByteArrayView, 3> kSignatures = {"\xff\xd8\xff", "\x89PNG\r\n\x1a\n", "BM"};  // JPG, PNG, BMP
+constexpr qint64 kSignatureLength = 8;
 
-// Opens a regular file by its bytes; anything else stays closed.
+// Opens only regular files.
 bool OpenFile(QFile& file, const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) return false;
@@ -40,16 +40,16 @@ bool OpenFile(QFile& file, const std::string& path) {
   return true;
 }
 
-// Only these decoders: the machine may have more, for formats that nobody asked for.
+// Only these formats: Qt may have decoders for others.
 bool IsKnownFormat(const QByteArray& format) { return format == "jpeg" || format == "png" || format == "bmp"; }
 
 bool IsTga(const std::string& path) { return EndsWithNoCase(path, ".tga"); }
 
 QImage ReadTgaFile(QFile& file) {
-  const QByteArray bytes = file.read(std::min(file.size(), kLargestTga));
+  const QByteArray bytes = file.read(std::min(file.size(), kMaxTgaBytes));
   return ReadTga(std::span(reinterpret_cast<const unsigned char*>(bytes.constData()),  // NOLINT: the same bytes
                            static_cast<std::size_t>(bytes.size())),
-                 kMostPixels);
+                 kMaxPixels);
 }
 
 }  // namespace
@@ -57,8 +57,9 @@ QImage ReadTgaFile(QFile& file) {
 bool IsStill(const std::string& path) {
   QFile file;
   if (!OpenFile(file, path)) return false;
-  const QByteArray start = file.peek(kLongestMark);
-  return IsTga(path) || std::any_of(kMarks.begin(), kMarks.end(), [&](auto mark) { return start.startsWith(mark); });
+  const QByteArray start = file.peek(kSignatureLength);
+  return IsTga(path) ||
+         std::any_of(kSignatures.begin(), kSignatures.end(), [&](auto mark) { return start.startsWith(mark); });
 }
 
 QImage ReadStill(const std::string& path, QSize box) {
@@ -67,10 +68,10 @@ QImage ReadStill(const std::string& path, QSize box) {
   if (IsTga(path)) return ReadTgaFile(file);
   const QByteArray format = QImageReader::imageFormat(&file);
   if (!IsKnownFormat(format)) return {};
-  QImageReader::setAllocationLimit(kMostMegabytes);
+  QImageReader::setAllocationLimit(kMaxMegabytes);
   QImageReader reader(&file, format);
   reader.setAutoTransform(true);
-  // A large photograph is decoded in a fraction of its size, and so in a fraction of the time and memory.
+  // Decoding a large photograph at a reduced size takes a fraction of the time and memory.
   const QSize size = reader.size();
   const QSize upright =
       reader.transformation().testFlag(QImageIOHandler::TransformationRotate90) ? box.transposed() : box;

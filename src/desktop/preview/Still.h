@@ -1,4 +1,4 @@
-// Still: reads the pictures of the preview: JPG, BMP, PNG and TGA.
+// Still: reads the preview's pictures: JPG, BMP, PNG and TGA.
 #pragma once
 
 #include <QImage>
@@ -7,15 +7,14 @@
 
 namespace pellora {
 
-// Whether the first bytes of `path` or, for TGA, its name say that it is one of them. `path` is bytes. Nothing is
-// decoded.
+// Whether the file is one of these by its first bytes or, for TGA, by its name. `path` is bytes. Decodes nothing.
 bool IsStill(const std::string& path);
 
-// The picture, no larger than what `box` needs where its format can be decoded so; a null image if it cannot be read
-// or needs more memory than a preview may take.
+// The picture, decoded no larger than `box` needs if its format allows that; a null image if it cannot be read or needs
+// more memory than a preview may take.
 QImage ReadStill(const std::string& path, QSize box);
 
-// `image` in the box, its proportions kept, opaque: what is transparent shows a light chequer.
+// `image` scaled into the box, in proportion and opaque: transparent parts show a light chequer.
 QImage FitInto(const QImage& image, QSize box);
 
 }  // namespace pellora

@@ -66,7 +66,7 @@ Header ReadHeader(std::span<const unsigned char> bytes) {
 
 int BytesOf(int bits) { return (bits + 7) / 8; }
 
-// Alpha is left out: many writers leave it 0 in pictures that are opaque.
+// Alpha is ignored: many writers leave it 0 in opaque pictures.
 QRgb ColourAt(const unsigned char* at, int bits) {
   if (bits == 8) return qRgb(at[0], at[0], at[0]);
   if (bits >= 24) return qRgb(at[2], at[1], at[0]);
@@ -75,7 +75,7 @@ QRgb ColourAt(const unsigned char* at, int bits) {
   return qRgb(widened(word >> 10 & 31), widened(word >> 5 & 31), widened(word & 31));
 }
 
-// Gives one pixel after the other; False at the end of the bytes.
+// Decodes one pixel after the other; Next returns false at the end of the data.
 class Pixels {
  public:
   Pixels(std::span<const unsigned char> data, const Header& header, std::vector<QRgb> palette)
@@ -126,9 +126,9 @@ class Pixels {
 
 }  // namespace
 
-QImage ReadTga(std::span<const unsigned char> bytes, qint64 mostPixels) {
+QImage ReadTga(std::span<const unsigned char> bytes, qint64 maxPixels) {
   const Header header = ReadHeader(bytes);
-  if (!header.valid || qint64{header.width} * header.height > mostPixels) return {};
+  if (!header.valid || qint64{header.width} * header.height > maxPixels) return {};
   const auto entry = static_cast<std::size_t>(BytesOf(header.paletteBits));
   const std::size_t paletteSize = bytes[1] == 1 ? entry * static_cast<std::size_t>(header.paletteCount) : 0;
   if (bytes.size() < header.paletteStart + paletteSize) return {};
@@ -139,7 +139,7 @@ QImage ReadTga(std::span<const unsigned char> bytes, qint64 mostPixels) {
         ColourAt(bytes.data() + header.paletteStart + entry * static_cast<std::size_t>(i), header.paletteBits));
   }
   const std::span<const unsigned char> data = bytes.subspan(header.paletteStart + paletteSize);
-  // A packet of the run-length encoding gives at most 128 pixels for two bytes or more.
+  // A run-length packet of two bytes or more holds at most 128 pixels.
   if (qint64{header.width} * header.height > static_cast<qint64>(data.size()) * 64 + 128) return {};
 
   QImage image(header.width, header.height, QImage::Format_RGB32);

@@ -1,5 +1,5 @@
-// The preview process: renders one file for the program's preview pane. It is a process of its own because
-// decoders stall, and because what is downloaded may be made to break them.
+// The preview process: renders one file for the program's preview pane. It is a separate process because decoders
+// block, and because downloaded files may be made to exploit them.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -31,13 +31,13 @@ namespace pellora {
 namespace {
 
 constexpr int kFailed = 1;
-constexpr std::size_t kLongestOrder = 65536;
+constexpr std::size_t kMaxOrderLength = 65536;
 
 [[noreturn]] void End(int code) { _exit(code); }
 
-// Where it is said why nothing is rendered. Standard error itself is silent, unless it is being debugged: libraries
-// complain there about sound cards, and a hostile file could draw on a terminal.
-int& ReasonDescriptor() {
+// Where to report why nothing is rendered. Standard error itself is silenced unless debugging: libraries complain there
+// about sound cards, and a hostile file could write to a terminal.
+int& ErrorDescriptor() {
   static int descriptor = STDERR_FILENO;
   return descriptor;
 }
@@ -45,20 +45,20 @@ int& ReasonDescriptor() {
 void SilenceStandardError() {
   if (std::getenv("GST_DEBUG") != nullptr) return;
   const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  ReasonDescriptor() = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  ErrorDescriptor() = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (nothing >= 0) dup2(nothing, STDERR_FILENO);
   close(nothing);
 }
 
 void CompleteConfinement(Work work) {
   RestrictCalls(work);
-  if (ReasonDescriptor() != STDERR_FILENO) close(ReasonDescriptor());
+  if (ErrorDescriptor() != STDERR_FILENO) close(ErrorDescriptor());
 }
 
-// The first line of the input, without a byte of what follows: the channel is not open yet.
+// The first line of the input, read byte by byte: what follows is for the channel.
 std::string ReadFirstLine() {
   std::string line;
-  for (char byte = 0; line.size() < kLongestOrder;) {
+  for (char byte = 0; line.size() < kMaxOrderLength;) {
     const ssize_t count = read(STDIN_FILENO, &byte, 1);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) End(EXIT_SUCCESS);
@@ -68,7 +68,7 @@ std::string ReadFirstLine() {
   End(kFailed);
 }
 
-// A pipe or a device, which would be waited for without an end, is no file to render.
+// Refuses pipes and devices, which could block forever.
 int OpenRegularFile(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   struct stat status {};
@@ -77,14 +77,14 @@ int OpenRegularFile(const std::string& path) {
 }
 
 QSize Box(const QByteArray& width, const QByteArray& height) {
-  const auto most = static_cast<int>(kLargestPreviewSide);
+  const auto most = static_cast<int>(kMaxPreviewSide);
   return QSize(width.toInt(), height.toInt()).expandedTo({1, 1}).boundedTo({most, most});
 }
 
 QList<QByteArray> Words(const std::string& line) { return QByteArray::fromStdString(line).split(' '); }
 
-// What the first order says, and the file itself. It is opened before the confinement, and read after it but for the
-// few bytes that tell pictures from media.
+// The first order, with its file already open. Before the confinement only the few bytes that tell pictures from media
+// are read.
 struct Order {
   explicit Order(const std::string& line) {
     const QList<QByteArray> words = Words(line);
@@ -118,17 +118,17 @@ class Session {
     const QImage picture = FitInto(ReadStill(path, box_), box_);
     if (picture.isNull()) End(kFailed);
     channel_.ShowNow(picture);
-    channel_.Tell(kPreviewRendered);
+    channel_.Report(kPreviewRendered);
     End(EXIT_SUCCESS);
   }
 
-  // All that needs no file is made before the last of the confinement: plugins are found, sound is connected. Names may
-  // hold any bytes, which the media library would take for text: it gets the file by its descriptor, which stays open.
+  // Everything that needs no file is done before the last step of the confinement: finding plugins, connecting sound.
+  // The media library takes names for text, but they may hold any bytes; so it gets the file by its descriptor.
   void Play(int file) {
     if (!CanPlay()) End(kFailed);
     ConnectSound();
     player_ = std::make_unique<Player>(Player::Events{
-        [this] { channel_.Tell(kPreviewRendered); }, [] { End(kFailed); }, [this] { channel_.Tell(kPreviewEnded); },
+        [this] { channel_.Report(kPreviewRendered); }, [] { End(kFailed); }, [this] { channel_.Report(kPreviewEnded); },
         [this](std::function<QImage()> picture) {
           channel_.Show([this, picture = std::move(picture)] { return FitInto(picture(), box_); });
         }});
@@ -136,7 +136,7 @@ class Session {
     player_->Load(QUrl::fromLocalFile(QStringLiteral("/proc/self/fd/%1").arg(file)));
   }
 
-  void Take(const std::string& line) {
+  void OnLine(const std::string& line) {
     const QList<QByteArray> words = Words(line);
     const QByteArray& word = words.first();
     if (word == "size" && words.size() == 3) {
@@ -153,12 +153,12 @@ class Session {
   }
 
   QSize box_{1, 1};
-  Channel channel_{[this](const std::string& line) { Take(line); }};
+  Channel channel_{[this](const std::string& line) { OnLine(line); }};
   std::unique_ptr<Player> player_;
 };
 
 int Render(int argc, char** argv) {
-  LeaveOthers();
+  IsolateProcess();
   SilenceStandardError();
   const std::string cache = CacheFolder();
   ReduceEnvironment();
@@ -186,8 +186,8 @@ int main(int argc, char** argv) {
     if (argc == 2 && std::string_view(argv[1]) == pellora::kListPlugins) return pellora::List();
     return pellora::Render(argc, argv);
   } catch (const pellora::ConfinementFailure& failure) {
-    pellora::LetFilesGrow();
-    dprintf(pellora::ReasonDescriptor(), "pellora-preview: renders nothing, as it cannot be confined: %s\n",
+    pellora::LiftFileSizeLimit();
+    dprintf(pellora::ErrorDescriptor(), "pellora-preview: renders nothing, as it cannot be confined: %s\n",
             failure.what());
     pellora::End(pellora::kPreviewUnconfined);
   }

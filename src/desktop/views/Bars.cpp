@@ -27,7 +27,7 @@ class ToolbarBinding : public Binding {
   ToolbarBinding(Toolbar& control, QToolBar& bar, BindingContext& context)
       : control_(control), bar_(bar), context_(context) {}
 
-  void Down() override {
+  void UpdateWidget() override {
     if (bar_.isHidden() == control_.Visible()) bar_.setVisible(control_.Visible);
     bar_.setEnabled(control_.Enabled);
     if (shown_ == control_.Buttons()) return;
@@ -63,8 +63,8 @@ class ToolbarBinding : public Binding {
     const QString caption = DisplayLine(part.caption).trimmed();
     const QString name = caption.isEmpty() ? DisplayLine(part.key) : caption;
     const QString tip = DisplayLine(part.toolTip);
-    // The menu of what does not fit in the bar shows the name; the button shows the caption. A blank keeps
-    // the drawing of a button without caption in line with the others.
+    // The overflow menu shows the name, the button the caption. A blank keeps the icon of a button without a caption in
+    // line with the others.
     action.setText(name);
     action.setIconText(caption.isEmpty() ? QString(QChar::Nbsp) : caption);
     action.setEnabled(part.enabled);
@@ -86,17 +86,17 @@ class TabStripBinding : public Binding {
  public:
   TabStripBinding(TabStrip& control, QTabBar& bar, BindingContext& context) : control_(control), bar_(bar) {
     QObject::connect(&bar, &QTabBar::currentChanged, context.receiver, [&control, &context](int index) {
-      if (!context.settingDown) control.SelectByUser(index);
+      if (!context.updatingWidgets) control.SelectByUser(index);
     });
-    // From anywhere in the window, round the ends.
+    // In the whole window, wrapping around at the ends.
     Turn({Qt::CTRL | Qt::Key_Tab, Qt::CTRL | Qt::Key_PageDown}, 1, context);
-    // What arrives for Tab with Shift differs by platform.
+    // Platforms report Shift+Tab differently.
     Turn({Qt::CTRL | Qt::SHIFT | Qt::Key_Tab, Qt::CTRL | Qt::SHIFT | Qt::Key_Backtab, Qt::CTRL | Qt::Key_Backtab,
           Qt::CTRL | Qt::Key_PageUp},
          -1, context);
   }
 
-  void Down() override {
+  void UpdateWidget() override {
     if (bar_.isHidden() == control_.Visible()) bar_.setVisible(control_.Visible);
     bar_.setEnabled(control_.Enabled);
     const auto& tabs = control_.Tabs();
@@ -114,13 +114,13 @@ class TabStripBinding : public Binding {
 
  private:
   void Turn(const QList<QKeySequence>& keys, int step, BindingContext& context) {
-    auto* shortcut = new QShortcut(&bar_);  // its child
+    auto* shortcut = new QShortcut(&bar_);  // owned by the bar
     shortcut->setKeys(keys);
     const auto turn = [this, step] {
       if (bar_.count() > 0) bar_.setCurrentIndex((bar_.currentIndex() + step + bar_.count()) % bar_.count());
     };
     QObject::connect(shortcut, &QShortcut::activated, context.receiver, turn);
-    // One key can fit two of the sequences.
+    // One key can match two of the sequences.
     QObject::connect(shortcut, &QShortcut::activatedAmbiguously, context.receiver, turn);
   }
 
@@ -128,7 +128,7 @@ class TabStripBinding : public Binding {
   QTabBar& bar_;
 };
 
-// Calls back whenever a widget has another size.
+// Calls back when a widget is resized.
 class SizeWatcher : public QObject {
  public:
   SizeWatcher(QWidget& widget, QObject* parent, std::function<void()> resized)
@@ -146,19 +146,19 @@ class SizeWatcher : public QObject {
   std::function<void()> resized_;
 };
 
-// Panels 4 to 6 are those of keys.
+// Panels 4 to 6 show keys.
 constexpr std::size_t kFirstKeyPanel = 3;
-constexpr std::size_t kBehindKeyPanels = 6;
+constexpr std::size_t kKeyPanelsEnd = 6;
 
 class StatusBarBinding : public Binding {
  public:
   StatusBarBinding(StatusBar& control, QStatusBar& bar, BindingContext& context)
       : control_(control), bar_(bar), keys_(new KeyStates(context.receiver)) {
     QObject::connect(keys_, &KeyStates::Changed, context.receiver, [this] { ShowKeys(); });
-    new SizeWatcher(bar, context.receiver, [this] { GiveHintRoom(); });  // its receiver's child
+    new SizeWatcher(bar, context.receiver, [this] { FitHint(); });  // owned by the receiver
   }
 
-  void Down() override {
+  void UpdateWidget() override {
     if (bar_.isHidden() == control_.Visible()) bar_.setVisible(control_.Visible);
     const auto& panels = control_.Panels();
     while (labels_.size() < panels.size()) AddPanel();
@@ -166,16 +166,16 @@ class StatusBarBinding : public Binding {
       const QString text = DisplayLine(panels[at]);
       if (labels_[at]->text() == text) continue;
       labels_[at]->setText(text);
-      // A panel that once was wide stays so: figures that come and go must not make the line jump.
+      // A panel never shrinks, so that changing figures do not make the line jump.
       if (at > 0) labels_[at]->setMinimumWidth(std::max(labels_[at]->minimumWidth(), labels_[at]->sizeHint().width()));
     }
     ShowKeys();
-    GiveHintRoom();
+    FitHint();
   }
 
  private:
-  // A hint is there to be read whole: where it is too long the keys' panels give way to it, and then the others.
-  void GiveHintRoom() {
+  // Shows the hint whole: if it is too long, the keys' panels are hidden, then the others.
+  void FitHint() {
     constexpr int kAround = 34;  // the bar's edges and the grip
     constexpr int kBetween = 6;
     if (labels_.empty()) return;
@@ -188,7 +188,7 @@ class StatusBarBinding : public Binding {
       for (std::size_t at = from; at < to; ++at) labels_[at]->setVisible(room >= 0);
     };
     for (std::size_t at = 1; at < kFirstKeyPanel; ++at) take(at, at + 1);
-    take(kFirstKeyPanel, kBehindKeyPanels);
+    take(kFirstKeyPanel, kKeyPanelsEnd);
   }
 
   void AddPanel() {
@@ -212,8 +212,8 @@ class StatusBarBinding : public Binding {
   }
 
   void ShowKeys() {
-    // By place and not by text alone: a hint may read like a key.
-    for (std::size_t at = kFirstKeyPanel; at < std::min(labels_.size(), kBehindKeyPanels); ++at) {
+    // By position, not by text alone: a hint may read like a key.
+    for (std::size_t at = kFirstKeyPanel; at < std::min(labels_.size(), kKeyPanelsEnd); ++at) {
       QLabel* label = labels_[at];
       const auto on = keys_->State(label->text());
       if (!on) continue;

@@ -11,15 +11,15 @@ class StatusBar;
 class TabStrip;
 class Toolbar;
 
-// To a QToolBar: one action with drawing and caption for each button. A button without a caption keeps
-// its drawing and is named by its key for assistive technology and in its tool tip.
+// To a QToolBar: one action with icon and caption for each button. A button without a caption is named by its key in
+// its tool tip and for assistive technology.
 std::unique_ptr<Binding> BindToolbar(Toolbar& control, QObject& object, BindingContext& context);
 
 // To a QTabBar.
 std::unique_ptr<Binding> BindTabStrip(TabStrip& control, QObject& object, BindingContext& context);
 
-// To a QStatusBar: panel 1 takes the room that the others leave, and that of the last ones where its text is too
-// long. Panels 4 to 6 show the state of the keys that they name: CAPS, NUM, INS.
+// To a QStatusBar: panel 1 takes the remaining width, and that of the other panels if its text is too long. Panels 4 to
+// 6 show the state of the keys that they name: CAPS, NUM, INS.
 std::unique_ptr<Binding> BindStatusBar(StatusBar& control, QObject& object, BindingContext& context);
 
 }  // namespace pellora

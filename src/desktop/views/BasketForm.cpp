@@ -20,7 +20,7 @@ constexpr QLatin1String kLinkList("text/uri-list");
 class DraggedData final : public DataObject {
  public:
   explicit DraggedData(const QMimeData& data) : data_(data) {}
-  // Asked by name: a list of links would count as a text, and as one that is decoded and lacks its passwords.
+  // Checks the formats by name: QMimeData would offer a list of links as text, decoded and without passwords.
   bool GetFormat(int format) const override {
     return (format == kTextFormat && data_.hasFormat(QStringLiteral("text/plain"))) ||
            (format == kLinksFormat && data_.hasFormat(kLinkList));
@@ -29,7 +29,7 @@ class DraggedData final : public DataObject {
     if (format == kLinksFormat) return data_.data(kLinkList).toStdString();
     if (format != kTextFormat) return {};
     const QString text = data_.text();
-    return text.left(text.indexOf(QChar(u'\0'))).toStdString();  // some programs send the end of the text along
+    return text.left(text.indexOf(QChar(u'\0'))).toStdString();  // some programs include the terminating NUL
   }
 
  private:
@@ -108,7 +108,7 @@ void BasketForm::mouseReleaseEvent(QMouseEvent* event) {
   basket_->MouseUp(ButtonNumber(event->button()), static_cast<float>(at.x()), static_cast<float>(at.y()));
 }
 
-// Every drag may come in: the pointer does not tell what is taken.
+// Accepts every drag; dragMoveEvent and dropEvent decide what is taken.
 void BasketForm::dragEnterEvent(QDragEnterEvent* event) {
   event->setDropAction(Qt::CopyAction);
   event->accept();

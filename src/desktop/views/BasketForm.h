@@ -1,8 +1,7 @@
-// BasketForm: the drop basket on the desktop: a square without a frame that takes no focus. It brings the
-// mouse and what is dropped to its window, and follows the window's place.
+// BasketForm: the drop basket on the desktop: a frameless square that takes no focus. It passes the mouse and drops to
+// its window, and follows the window's position.
 //
-// A Wayland compositor places windows by itself and keeps none on top: there the basket is moved by the
-// compositor's own means.
+// A Wayland compositor places windows itself and keeps none on top; there the compositor moves the basket.
 #pragma once
 
 #include <QWidget>
@@ -32,12 +31,12 @@ class BasketForm : public QWidget, public WindowFollower {
   void showEvent(QShowEvent* event) override;
 
  private:
-  // Of the mouse, in the window as the model has placed it; the widget may lag behind.
+  // The mouse position in the window as the model has placed it; the widget may lag behind.
   QPointF PlaceInWindow(const QMouseEvent& event) const;
   void ApplyPlace();
 
   DownloadBasket* basket_ = nullptr;
-  const bool placedByDesktop_;  // by the compositor, not by us
+  const bool placedByDesktop_;  // by the compositor
 };
 
 }  // namespace pellora

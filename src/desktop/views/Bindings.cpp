@@ -43,18 +43,18 @@ namespace pellora {
 
 namespace {
 
-// What every control with a widget has.
+// The properties common to all controls with a widget.
 template <class ControlType, class WidgetType>
 class WidgetBinding : public Binding {
  public:
   WidgetBinding(ControlType& control, WidgetType& widget, BindingContext& context)
       : control_(control), widget_(widget), context_(context), formToolTip_(widget.toolTip()) {}
 
-  void Down() override {
+  void UpdateWidget() override {
     if (widget_.isHidden() == control_.Visible()) widget_.setVisible(control_.Visible);
     if (widget_.isEnabledTo(widget_.parentWidget()) != control_.Enabled()) widget_.setEnabled(control_.Enabled);
-    const QString told = DisplayText(control_.ToolTipText);
-    const QString tip = told.isEmpty() ? formToolTip_ : PlainTip(told);
+    const QString text = DisplayText(control_.ToolTipText);
+    const QString tip = text.isEmpty() ? formToolTip_ : PlainTip(text);
     if (widget_.toolTip() != tip) widget_.setToolTip(tip);
   }
 
@@ -72,15 +72,15 @@ class LabelBinding : public WidgetBinding<Label, QLabel> {
   LabelBinding(Label& control, QLabel& label, BindingContext& context) : WidgetBinding(control, label, context) {
     label.setTextFormat(Qt::PlainText);
   }
-  void Down() override {
-    WidgetBinding::Down();
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
     QString text = DisplayLine(control_.Caption);
     while (text.endsWith(u' ')) text.chop(1);
     if (widget_.text() != text) widget_.setText(text);
   }
 };
 
-// Opens with Return and Space as well, for who has no mouse.
+// Opens the link with Return and Space as well.
 class LinkKeys : public QObject {
  public:
   LinkKeys(LinkLabel& control, QObject* receiver) : QObject(receiver), control_(control) {}
@@ -98,8 +98,7 @@ class LinkKeys : public QObject {
   LinkLabel& control_;
 };
 
-// The theme's colour of a link, or a stronger one. Themes that know nothing of links leave theirs dark blue on a
-// dark window.
+// The theme's link colour, or a stronger one. Themes that do not set it leave dark blue on a dark window.
 QColor LinkColour(const QPalette& palette, bool highlighted) {
   const bool dark = palette.color(QPalette::Window).lightness() < palette.color(QPalette::WindowText).lightness();
   QColor colour = palette.color(QPalette::Link);
@@ -115,8 +114,8 @@ class LinkBinding : public LabelBinding {
     label.setFocusPolicy(Qt::TabFocus);
     label.installEventFilter(new LinkKeys(control, context.receiver));
   }
-  void Down() override {
-    LabelBinding::Down();
+  void UpdateWidget() override {
+    LabelBinding::UpdateWidget();
     QFont font = widget_.font();
     if (font.underline() != link_.Underline()) {
       font.setUnderline(link_.Underline);
@@ -134,8 +133,8 @@ class LinkBinding : public LabelBinding {
   LinkLabel& link_;
 };
 
-// Room for a caption and a calm margin around it.
-void GiveRoom(QAbstractButton& button) {
+// Makes room for the caption and a margin around it.
+void FitCaption(QAbstractButton& button) {
   if (qobject_cast<QPushButton*>(&button) == nullptr) return;
   const QFontMetrics metrics = button.fontMetrics();
   const int picture = button.icon().isNull() ? 0 : button.iconSize().width() + 4;
@@ -149,13 +148,13 @@ class ButtonBinding : public WidgetBinding<CommandButton, QAbstractButton> {
       : WidgetBinding(control, button, context) {
     QObject::connect(&button, &QAbstractButton::clicked, context.receiver, [&control] { control.Click(); });
   }
-  void Down() override {
-    WidgetBinding::Down();
-    // A button that the form gives a drawing shows it in place of a caption made of signs.
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
+    // The form's icon replaces a caption made of symbols.
     if (widget_.property("drawingOnly").toBool()) return;
     const QString text = DisplayLine(control_.Caption).trimmed();
     if (widget_.text() != text) widget_.setText(text);
-    GiveRoom(widget_);
+    FitCaption(widget_);
   }
 };
 
@@ -166,13 +165,13 @@ class CheckBinding : public WidgetBinding<ControlType, QAbstractButton> {
       : WidgetBinding<ControlType, QAbstractButton>(control, button, context) {
     QObject::connect(&button, &QAbstractButton::clicked, context.receiver,
                      [&control](bool checked) { control.SetByUser(checked); });
-    // The neighbour that loses its mark to this option is not clicked.
+    // The option that is deselected by another one gets no click.
     QObject::connect(&button, &QAbstractButton::toggled, context.receiver, [&control, &context](bool checked) {
-      if (!context.settingDown && !checked) control.Value = false;
+      if (!context.updatingWidgets && !checked) control.Value = false;
     });
   }
-  void Down() override {
-    WidgetBinding<ControlType, QAbstractButton>::Down();
+  void UpdateWidget() override {
+    WidgetBinding<ControlType, QAbstractButton>::UpdateWidget();
     const QString text = DisplayLine(this->control_.Caption);
     if (this->widget_.text() != text) this->widget_.setText(text);
     if (this->widget_.isChecked() != this->control_.Value()) this->widget_.setChecked(this->control_.Value);
@@ -187,8 +186,8 @@ class TextBinding : public WidgetBinding<TextBox, QLineEdit> {
       context.gate.Deliver([&] { control.SetByUser(ModelText(text)); });
     });
   }
-  void Down() override {
-    WidgetBinding::Down();
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
     const QString text = WholeText(control_.Text);
     if (widget_.text() != text) widget_.setText(text);
     if (selectAll_ != control_.SelectAll()) {
@@ -199,7 +198,7 @@ class TextBinding : public WidgetBinding<TextBox, QLineEdit> {
   }
 
  private:
-  int selectAll_ = 0;  // what was asked for before the window had a form counts as well
+  int selectAll_ = 0;  // a request from before the form existed counts, too
 };
 
 class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
@@ -216,12 +215,12 @@ class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
       });
     });
     QObject::connect(&box, &QComboBox::editTextChanged, context.receiver, [&control, &context](const QString& text) {
-      if (context.settingDown) return;
+      if (context.updatingWidgets) return;
       context.gate.Deliver([&] { control.Text = ModelText(text); });
     });
   }
-  void Down() override {
-    WidgetBinding::Down();
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
     if (!filled_ || shown_ != control_.Items()) {
       filled_ = true;
       shown_ = control_.Items;
@@ -242,8 +241,8 @@ class ComboBinding : public WidgetBinding<ComboBox, QComboBox> {
 class FrameBinding : public WidgetBinding<Frame, QWidget> {
  public:
   using WidgetBinding::WidgetBinding;
-  void Down() override {
-    WidgetBinding::Down();
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
     if (auto* box = qobject_cast<QGroupBox*>(&widget_)) {
       const QString title = DisplayLine(control_.Caption);
       if (box->title() != title) box->setTitle(title);
@@ -254,8 +253,8 @@ class FrameBinding : public WidgetBinding<Frame, QWidget> {
 class ListBoxBinding : public WidgetBinding<ListBox, QListWidget> {
  public:
   using WidgetBinding::WidgetBinding;
-  void Down() override {
-    WidgetBinding::Down();
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
     if (filled_ && shown_ == control_.Items()) return;
     filled_ = true;
     shown_ = control_.Items;
@@ -271,8 +270,8 @@ class ListBoxBinding : public WidgetBinding<ListBox, QListWidget> {
 class BarBinding : public WidgetBinding<Shape, SegmentBar> {
  public:
   using WidgetBinding::WidgetBinding;
-  void Down() override {
-    WidgetBinding::Down();
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
     widget_.SetLength(control_.Width);
     widget_.SetColour(QColor::fromRgb(control_.FillColor));
   }
@@ -281,8 +280,8 @@ class BarBinding : public WidgetBinding<Shape, SegmentBar> {
 class PictureBinding : public WidgetBinding<Picture, IconLabel> {
  public:
   using WidgetBinding::WidgetBinding;
-  void Down() override {
-    WidgetBinding::Down();
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
     const QString name = WholeText(control_.Image);
     if (!name.isEmpty() && widget_.DrawingName() != name) widget_.setDrawing(name);
   }
@@ -294,12 +293,12 @@ class ProgressBinding : public WidgetBinding<ProgressBar, QProgressBar> {
       : WidgetBinding(control, bar, context) {
     bar.setRange(0, 1000);
   }
-  void Down() override {
-    WidgetBinding::Down();
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
     const double percent = std::isfinite(control_.Value()) ? std::clamp(control_.Value(), 0.0, 100.0) : 0.0;
     const auto tenths = static_cast<int>(std::floor(percent * 10));
     if (widget_.value() != tenths) widget_.setValue(tenths);
-    // Formatted as in captions, so that the window never tells two different figures.
+    // Formatted like captions, so that the window never shows two different figures.
     const std::string point = QLocale::system().decimalPoint().toStdString();
     const QString text = QString::fromStdString(FormatPercent(percent, point)) + QStringLiteral("%");
     if (widget_.format() != text) widget_.setFormat(text);
@@ -310,11 +309,11 @@ class SliderBinding : public WidgetBinding<Slider, QSlider> {
  public:
   SliderBinding(Slider& control, QSlider& slider, BindingContext& context) : WidgetBinding(control, slider, context) {
     QObject::connect(&slider, &QSlider::valueChanged, context.receiver, [&control, &context](int value) {
-      if (!context.settingDown) control.SetByUser(value);
+      if (!context.updatingWidgets) control.SetByUser(value);
     });
   }
-  void Down() override {
-    WidgetBinding::Down();
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
     if (widget_.value() != control_.Value()) widget_.setValue(control_.Value);
   }
 };
@@ -325,12 +324,12 @@ class MenuBinding : public Binding {
       : control_(control), action_(action) {
     if (opensMenu) return;
     QObject::connect(&action, &QAction::triggered, context.receiver, [&control, &action] {
-      // The mark is the model's to set; the click alone changes nothing.
+      // The model sets the check mark; the click alone changes nothing.
       if (action.isCheckable()) action.setChecked(control.Checked);
       control.Click();
     });
   }
-  void Down() override {
+  void UpdateWidget() override {
     const QString caption = DisplayLine(control_.Caption);
     if (action_.text() != caption) action_.setText(caption);
     if (action_.isVisible() != control_.Visible()) action_.setVisible(control_.Visible);

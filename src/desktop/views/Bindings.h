@@ -1,6 +1,6 @@
-// Bindings: one object ties one control to the widget of its name. Down() brings the control's properties
-// to the widget and is called when something changed, at most once in a turn of the event loop; what the
-// user does goes up at once, as one event each.
+// Bindings: each object ties one control to the widget of its name. UpdateWidget() applies the control's properties to
+// the widget and is called after a change, at most once in a turn of the event loop; each action of the user is
+// delivered to the control at once, as one event.
 #pragma once
 
 #include <QObject>
@@ -15,13 +15,13 @@ namespace pellora {
 class Control;
 class EventGate;
 
-// What the bindings of one window share. Bindings connect with `receiver` as context, so that its end
-// cuts them all from the model.
+// Shared by the bindings of one window. Bindings connect with `receiver` as context, so that destroying it disconnects
+// them all from the model.
 struct BindingContext {
   EventGate& gate;
   QObject* receiver = nullptr;
-  bool settingDown = false;     // widgets are being set; their signals are not the user's
-  std::function<void()> flush;  // brings waiting changes down now
+  bool updatingWidgets = false;  // widgets are being set; their signals do not come from the user
+  std::function<void()> flush;   // applies pending changes now
 };
 
 class Binding {
@@ -30,10 +30,10 @@ class Binding {
   virtual ~Binding() = default;
   Binding(const Binding&) = delete;
   Binding& operator=(const Binding&) = delete;
-  virtual void Down() = 0;
+  virtual void UpdateWidget() = 0;
 };
 
-// The binding of `control` to `object`, or null if the two do not go together. Both outlive it.
+// The binding of `control` to `object`, or null if the two do not match. Both must outlive it.
 std::unique_ptr<Binding> Bind(Control& control, QObject& object, BindingContext& context);
 
 }  // namespace pellora

@@ -25,11 +25,11 @@ namespace pellora {
 
 namespace {
 
-// What a desktop may add around a window. How much it is nobody knows before the window is shown.
+// Room for the desktop's window frame, whose size is unknown until the window is shown.
 constexpr QSize kFrame(12, 44);
 
-// The file name that a URL or path ends with.
-QString LastPiece(const std::string& text) {
+// The file name at the end of a URL or path.
+QString LastPathPart(const std::string& text) {
   const QString whole = WholeText(text);
   const QString path = whole.contains(QLatin1String("://")) ? QUrl(whole).path() : whole;
   return path.mid(path.lastIndexOf(u'/') + 1);
@@ -39,7 +39,7 @@ QString LastPiece(const std::string& text) {
 
 FormHost::FormHost(Window& window, EventGate& gate)
     : window_(&window), receiver_(std::make_unique<QObject>()), context_{gate, receiver_.get(), false, [this] {
-                                                                           BringDown();
+                                                                           ApplyChanges();
                                                                          }} {}
 
 FormHost::~FormHost() = default;
@@ -60,7 +60,7 @@ void FormHost::SetState(WindowState state) {
 }
 
 void FormHost::Changed(const Control* control) {
-  // Before the form is made nothing needs noting: it begins with everything as it then is.
+  // Building the form applies everything, so nothing needs noting before.
   if (root_ == nullptr) return;
   if (control == nullptr) {
     windowDirty_ = true;
@@ -79,7 +79,7 @@ void FormHost::Schedule() {
 void FormHost::Detach() {
   if (window_ == nullptr) return;
   window_ = nullptr;
-  // The signals first: nothing may reach a binding that is going.
+  // Signals first: nothing may reach a binding that is being destroyed.
   receiver_.reset();
   bindings_.clear();
   if (root_ != nullptr) {
@@ -139,17 +139,17 @@ void FormHost::Flush() {
     Build();
     if (root_ == nullptr) return;
   }
-  BringDown();
-  // From here on the form's own events may come, and end the window with them.
+  ApplyChanges();
+  // From here on the form's events may come, and unload the window.
   if (std::exchange(windowDirty_, false)) ApplyWindow();
   if (window_ == nullptr) return;
-  if (std::exchange(fitWanted_, false) && !sizedByUser_) {
+  if (std::exchange(fitPending_, false) && !sizedByUser_) {
     fitting_ = true;
     FitHeight();
     fitting_ = false;
   }
   if (window_ == nullptr) return;
-  if (std::exchange(moveWanted_, false)) MoveOntoScreen();
+  if (std::exchange(movePending_, false)) MoveOntoScreen();
   if (window_ == nullptr) return;
   if (const auto state = std::exchange(wantState_, std::nullopt)) ApplyState(*state);
   if (window_ == nullptr) return;
@@ -168,23 +168,23 @@ void FormHost::Flush() {
   }
 }
 
-void FormHost::BringDown() {
+void FormHost::ApplyChanges() {
   if (root_ == nullptr || dirty_.empty()) return;
   const auto changed = std::exchange(dirty_, {});
-  context_.settingDown = true;
-  // What goes makes room first: a form that shows both of two parts for a moment grows for good.
+  context_.updatingWidgets = true;
+  // Hide before showing: a form that shows both of two parts for a moment grows for good.
   for (const bool visible : {false, true}) {
     for (const Control* control : changed) {
       if (control->Visible() != visible) continue;
       const auto at = bindings_.find(control);
-      if (at != bindings_.end()) at->second->Down();
+      if (at != bindings_.end()) at->second->UpdateWidget();
     }
   }
-  context_.settingDown = false;
+  context_.updatingWidgets = false;
   for (FileIcon& entry : fileIcons_) {
     if (entry.shown == entry.label->Caption()) continue;
     entry.shown = entry.label->Caption;
-    entry.icon->SetIcon(FileTypeIcon(LastPiece(entry.shown)));
+    entry.icon->SetIcon(FileTypeIcon(LastPathPart(entry.shown)));
   }
 }
 
@@ -199,7 +199,7 @@ void FormHost::ApplyWindow() {
   if (follower_ != nullptr) follower_->Follow(*window_);
   const QString title = DisplayLine(window_->Caption).trimmed();
   if (root_->windowTitle() != title) root_->setWindowTitle(title);
-  // A minimised window would have no name otherwise.
+  // Otherwise a minimised window would have no accessible name.
   if (titleIsName_ && root_->accessibleName() != title) root_->setAccessibleName(title);
   const int width = window_->Width;
   const int height = window_->Height;
@@ -207,7 +207,7 @@ void FormHost::ApplyWindow() {
   appliedWidth_ = width;
   appliedHeight_ = height;
   if (fold_ != nullptr) {
-    // The told height chooses between the long and the short form; the fonts decide how high each is.
+    // The model's height selects the long or the short form; the fonts decide the height of each.
     fold_->setVisible(height <= 0 || height >= root_->property("foldBelow").toInt());
     sizedByUser_ = false;
     FitHeight();
@@ -216,12 +216,12 @@ void FormHost::ApplyWindow() {
   if (width > 0 && height > 0 && !root_->isMaximized()) ResizeWithinScreen({width, height});
 }
 
-// What lies beyond the edge of the screen nobody can reach.
+// The user cannot reach what lies beyond the edge of the screen.
 void FormHost::ResizeWithinScreen(const QSize& size) {
   root_->resize(size.boundedTo(root_->screen()->availableSize() - kFrame));
 }
 
-// Whether a window that was on the screen has grown beyond its lower edge. One that the user has put across it stays.
+// Whether a window that was on the screen has grown beyond its lower edge. One that the user moved there stays.
 bool FormHost::HasGrownOffScreen(const QSize& before) const {
   const int bottom = root_->screen()->availableGeometry().bottom();
   const int now = root_->frameGeometry().bottom();
@@ -255,7 +255,7 @@ bool FormHost::eventFilter(QObject* watched, QEvent* event) {
   return false;
 }
 
-// What comes to the form's window as a whole, before any widget in it.
+// Events of the whole window, before any widget in it gets them.
 void FormHost::OnScreenEvent(QEvent& event) {
   if (event.type() == QEvent::MouseMove) {
     OnMouseMove(static_cast<QMouseEvent&>(event));
@@ -264,10 +264,10 @@ void FormHost::OnScreenEvent(QEvent& event) {
   }
 }
 
-// A move belongs to the innermost control under the pointer that takes moves, else to the window. Widgets are not
-// asked: they pass moves on to their parents, and get none unless they track the mouse.
+// A mouse move goes to the innermost control under the pointer that handles moves, else to the window. The widgets
+// themselves pass moves on to their parents, and get none unless they track the mouse.
 void FormHost::OnMouseMove(const QMouseEvent& move) {
-  // A pressed button keeps the mouse for its control, and an open menu for itself.
+  // A pressed button grabs the mouse for its control, and so does an open menu.
   if (move.buttons() != Qt::NoButton || QApplication::activePopupWidget() != nullptr) return;
   QWidget* widget = root_->childAt(move.position().toPoint());
   for (; widget != nullptr && widget != root_; widget = widget->parentWidget()) {
@@ -282,7 +282,7 @@ void FormHost::OnMouseMove(const QMouseEvent& move) {
 bool FormHost::OnFormEvent(QEvent& event) {
   switch (event.type()) {
     case QEvent::Close:
-      // The model decides; if it unloads the window, the form goes with it.
+      // The model decides; if it unloads the window, the form is destroyed.
       event.ignore();
       window_->ViewClosed();
       return true;
@@ -298,15 +298,15 @@ bool FormHost::OnFormEvent(QEvent& event) {
     case QEvent::Resize:
       if (event.spontaneous() && !fitting_) sizedByUser_ = true;
       if (!event.spontaneous() && HasGrownOffScreen(static_cast<QResizeEvent&>(event).oldSize())) {
-        moveWanted_ = true;
+        movePending_ = true;
         Schedule();
       }
       ReportSize();
       return false;
     case QEvent::LayoutRequest:
-      // A row came or went. A folding form is as high as its contents until the user sizes it.
+      // A row was added or removed. A folding form is as high as its contents until the user resizes it.
       if (fold_ != nullptr) {
-        fitWanted_ = true;
+        fitPending_ = true;
         Schedule();
       }
       return false;
@@ -326,7 +326,7 @@ bool FormHost::OnFormEvent(QEvent& event) {
 
 void FormHost::ReportSize() {
   const QSize size = root_->size();
-  // In a folding form the model's height only says which form it is.
+  // In a folding form the model's height only selects the form.
   const int height = fold_ != nullptr ? window_->Height() : size.height();
   appliedWidth_ = size.width();
   if (fold_ == nullptr) appliedHeight_ = height;
@@ -343,7 +343,7 @@ void FormHost::ReportState() {
                                                    : WindowState::Normal;
   if (state == window_->State()) return;
   window_->ViewStateChanged(state);
-  // What was left undrawn while minimised is drawn again by an activation.
+  // Activation redraws what was not drawn while minimised.
   if (window_ != nullptr && state != WindowState::Minimised) window_->ViewActivated();
 }
 

@@ -1,9 +1,9 @@
-// FormHost: one window's form with its bindings. The widgets are made at the first showing, so that a
-// window that is never shown costs nothing. What changes in the model is gathered and brought down once
-// per turn of the event loop; showing, hiding and raising happen then too, in that order.
+// FormHost: a window's form with its bindings. The widgets are created at the first showing, so that a window that is
+// never shown costs nothing. Changes in the model are collected and applied once per turn of the event loop; then the
+// window is shown or hidden and raised, in that order.
 //
-// The model may unload its window inside any event: Detach then cuts the widgets from it at once, and
-// they die when the event loop comes round.
+// The model may unload its window inside any event: Detach then disconnects the widgets from it at once, and they are
+// deleted in the next turn of the event loop.
 #pragma once
 
 #include <QHash>
@@ -27,12 +27,12 @@ class Label;
 class Window;
 enum class WindowState;
 
-// A form that follows more of its window than title and size.
+// A form that reflects more of its window than title and size.
 class WindowFollower {
  public:
-  // At the making of the form, and whenever a property of the window itself may have changed.
+  // Called when the form is created, and whenever a property of the window itself may have changed.
   virtual void Follow(Window& window) = 0;
-  // The window goes; no event may reach it from here on.
+  // The window is being unloaded; no event may reach it from here on.
   virtual void LetGo() = 0;
 
  protected:
@@ -43,7 +43,7 @@ class FormHost : public QObject {
   Q_OBJECT
 
  public:
-  // `window` outlives the time until Detach.
+  // `window` must live until Detach.
   FormHost(Window& window, EventGate& gate);
   ~FormHost() override;
 
@@ -51,12 +51,12 @@ class FormHost : public QObject {
   void Raise();
   void SetState(WindowState state);
   void Changed(const Control* control);
-  // Hides the form and ends all ties to the model. The host deletes itself later.
+  // Hides the form and disconnects it from the model. The host deletes itself later.
   void Detach();
 
   // The form, or null before the first showing.
   QWidget* Form() const { return root_; }
-  // Brings down what is waiting, without waiting for the event loop.
+  // Applies pending changes without waiting for the event loop.
   void Flush();
 
  protected:
@@ -72,7 +72,7 @@ class FormHost : public QObject {
   void Schedule();
   void Build();
   void WatchWidget(QWidget& widget, Control& control);
-  void BringDown();
+  void ApplyChanges();
   void ApplyState(WindowState state);
   void ApplyWindow();
   void ResizeWithinScreen(const QSize& size);
@@ -89,26 +89,26 @@ class FormHost : public QObject {
   std::unique_ptr<QObject> receiver_;
   BindingContext context_;
   QWidget* root_ = nullptr;
-  WindowFollower* follower_ = nullptr;  // the form, if it is one
-  QWidget* fold_ = nullptr;             // the part that a low window folds away
+  WindowFollower* follower_ = nullptr;  // the form, if it is a follower
+  QWidget* fold_ = nullptr;             // the part that is hidden in a low window
   std::unordered_map<const Control*, std::unique_ptr<Binding>> bindings_;
-  QHash<QObject*, Control*> controlOf_;  // by its widget
+  QHash<QObject*, Control*> controlOf_;  // by widget
   std::vector<FileIcon> fileIcons_;
 
   std::unordered_set<const Control*> dirty_;
   bool windowDirty_ = false;
-  bool titleIsName_ = true;  // the form gives the window no other name
+  bool titleIsName_ = true;  // the form sets no accessible name
   bool scheduled_ = false;
   std::optional<bool> wantShown_;
   bool wantRaise_ = false;
   std::optional<WindowState> wantState_;
 
-  int appliedWidth_ = 0;  // of the model, as last brought down or reported
+  int appliedWidth_ = 0;  // the model's, as last applied or reported
   int appliedHeight_ = 0;
-  bool onScreen_ = false;  // since the latest showing; sizes before that are part of the showing
-  bool fitWanted_ = false;
-  bool moveWanted_ = false;
-  bool fitting_ = false;  // to changed contents, which is no resize
+  bool onScreen_ = false;  // since last shown; earlier size changes are part of showing
+  bool fitPending_ = false;
+  bool movePending_ = false;
+  bool fitting_ = false;  // fitting to changed contents is not a resize
   bool sizedByUser_ = false;
 };
 

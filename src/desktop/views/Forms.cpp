@@ -46,8 +46,8 @@ constexpr std::array<Form, 8> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, 
                                          {"Form2", &Make<::Ui::Form2, QWidget>},
                                          {"Extract", &Make<::Ui::Extract, QDialog>}}};
 
-// Keeps a label quieter than its neighbours on every palette, also on one that changes. Themes that know
-// nothing of PlaceholderText leave it black on a dark window.
+// Dims a label relative to its neighbours on every palette, even after a change. Themes that do not set PlaceholderText
+// leave it black on a dark window.
 class Dimmer : public QObject {
  public:
   explicit Dimmer(QWidget& widget) : QObject(&widget) {
@@ -77,7 +77,7 @@ void ApplyRole(QWidget& widget) {
   const QString role = widget.property("role").toString();
   if (role.isEmpty()) return;
   if (role == QLatin1String("dim")) {
-    new Dimmer(widget);  // its child
+    new Dimmer(widget);  // owned by the widget
     return;
   }
   QFont font = widget.font();
@@ -90,7 +90,7 @@ void ApplyRole(QWidget& widget) {
   widget.setFont(font);
 }
 
-// To assistive technology a window is one, also where it is made of a plain widget, which it would take for a filler.
+// Describes a window made of a plain QWidget to assistive technology, which would take it for a filler otherwise.
 QAccessibleInterface* DescribeWindow(const QString& className, QObject* object) {
   auto* const widget = qobject_cast<QWidget*>(object);
   if (className != QLatin1String("QWidget") || widget == nullptr || widget->windowType() != Qt::Window) return nullptr;
@@ -100,10 +100,10 @@ QAccessibleInterface* DescribeWindow(const QString& className, QObject* object) 
 }  // namespace
 
 QWidget* NewForm(const std::string& typeName) {
-  QAccessible::installFactory(&DescribeWindow);  // once, however often it is called
+  QAccessible::installFactory(&DescribeWindow);  // repeated calls have no effect
   for (const Form& form : kForms) {
     if (typeName != form.typeName) continue;
-    // Asked for before the form, which names the drawings in its actions.
+    // Links in the drawings, which the form's actions use.
     const QIcon icon = Drawing(QStringLiteral("program"));
     QWidget* root = form.make();
     root->setWindowIcon(icon);

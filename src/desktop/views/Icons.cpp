@@ -11,8 +11,8 @@
 
 #include "desktop/DisplayText.h"
 
-// The drawings lie in a static library; this makes sure that they are linked in. (The macro must stand
-// outside of any namespace.)
+// The drawings are in a static library; this makes the linker include them. (The macro must be used outside any
+// namespace.)
 static void LinkDrawings() { Q_INIT_RESOURCE(assets); }
 
 namespace pellora {
@@ -34,7 +34,7 @@ constexpr std::array<ToolDrawing, 9> kToolDrawings = {{{"AddURL", "add"},
                                                        {"Quit", "quit"},
                                                        {"Browser", "browser"}}};
 
-// What is neither picture, sound, film nor package, by what one would open it with.
+// The drawing for types that are neither picture, sound, film nor package, by what one would open them with.
 QString DrawingOfText(const QMimeType& type) {
   const QString generic = type.genericIconName();
   const QString name = type.name();
@@ -69,7 +69,7 @@ QIcon Drawing(const QString& name) {
   if (!linked || at != known.constEnd()) return at == known.constEnd() ? QIcon() : *at;
   const QString path = QStringLiteral(":/icons/") + name + QStringLiteral(".svg");
   QIcon icon = !name.isEmpty() && QFile::exists(path) ? QIcon(path) : QIcon();
-  // Names come from models and are few, but a row's key may be a file name.
+  // Only drawings are cached: a row's key may be any file name.
   if (!icon.isNull()) known.insert(name, icon);
   return icon;
 }
@@ -82,7 +82,7 @@ QIcon ToolIcon(const std::string& key) {
 }
 
 QIcon FileTypeIcon(const QString& fileName) {
-  // One lookup for each extension: a list of finished files asks for many names and few types.
+  // Cached by extension: a list of finished files has many names and few types.
   static QHash<QString, QIcon> known;
   const qsizetype dot = fileName.lastIndexOf(u'.');
   const QString extension = dot < 0 || fileName.size() - dot > 16 ? QString() : fileName.mid(dot).toLower();

@@ -9,11 +9,11 @@ namespace pellora {
 
 namespace {
 
-// The X and Wayland keyboards have Lock at bit 1 and, by all common layouts, Num Lock at Mod2.
+// X and Wayland keyboards have Lock at bit 1 and, in all common layouts, Num Lock at Mod2.
 constexpr quint32 kLockMask = 0x02;
 constexpr quint32 kNumMask = 0x10;
 
-bool LampIsOn(const QString& name) {
+bool LedIsOn(const QString& name) {
   const QDir folder(QStringLiteral("/sys/class/leds"));
   for (const QString& lamp : folder.entryList({QStringLiteral("*::") + name}, QDir::Dirs | QDir::NoDotAndDotDot)) {
     QFile brightness(folder.filePath(lamp) + QStringLiteral("/brightness"));
@@ -25,7 +25,7 @@ bool LampIsOn(const QString& name) {
 }  // namespace
 
 KeyStates::KeyStates(QObject* parent)
-    : QObject(parent), caps_(LampIsOn(QStringLiteral("capslock"))), num_(LampIsOn(QStringLiteral("numlock"))) {
+    : QObject(parent), caps_(LedIsOn(QStringLiteral("capslock"))), num_(LedIsOn(QStringLiteral("numlock"))) {
   QCoreApplication::instance()->installEventFilter(this);
 }
 
@@ -37,12 +37,12 @@ std::optional<bool> KeyStates::State(const QString& panel) const {
 }
 
 bool KeyStates::eventFilter(QObject* watched, QEvent* event) {
-  // A press reaches the window first and then its widgets; counted once, at the window.
+  // A key press reaches the window first and then its widgets; count it once, at the window.
   if (event->type() != QEvent::KeyPress || !watched->isWindowType()) return false;
   const auto* key = static_cast<QKeyEvent*>(event);
   if (key->isAutoRepeat()) return false;
   const quint32 mask = key->nativeModifiers();
-  // The mask is that of the moment before the key.
+  // The mask shows the state before this key.
   const bool caps = ((mask & kLockMask) != 0) != (key->key() == Qt::Key_CapsLock);
   const bool num = ((mask & kNumMask) != 0) != (key->key() == Qt::Key_NumLock);
   const bool insert = insert_ != (key->key() == Qt::Key_Insert && key->modifiers() == Qt::NoModifier);

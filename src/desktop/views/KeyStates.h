@@ -1,5 +1,5 @@
-// KeyStates: whether Caps Lock, Num Lock and Insert are on. Qt does not tell; the modifier mask of each
-// key press does, and before the first press the keyboard's lamps do where the system shows them.
+// KeyStates: whether Caps Lock, Num Lock and Insert are on. Qt offers no query; the modifier mask of each key press
+// shows it, and before the first press the keyboard's LEDs do if the system exports them.
 #pragma once
 
 #include <QObject>
@@ -13,7 +13,7 @@ class KeyStates : public QObject {
 
  public:
   explicit KeyStates(QObject* parent);
-  // The state of the key that a panel with that text stands for ("CAPS"), or nothing for another text.
+  // The state of the key named on a panel ("CAPS"); nullopt for another text.
   std::optional<bool> State(const QString& panel) const;
 
  signals:

@@ -25,7 +25,7 @@ namespace pellora {
 
 namespace {
 
-// Watches the view's events; a child of the context's receiver, so it ends with the bindings.
+// Watches the view's events. Owned by the context's receiver, so it is destroyed with the bindings.
 class ListWatcher : public QObject {
  public:
   ListWatcher(ListView& control, QAbstractItemView& view, BindingContext& context)
@@ -45,13 +45,13 @@ class ListWatcher : public QObject {
     const int count = std::min(header->count(), static_cast<int>(columns.size()));
     if (count == 0 || view_.viewport()->width() <= 0) return;
     const QStringList samples = view_.property("columnSamples").toStringList();
-    std::vector<int> least;
+    std::vector<int> minimums;
     std::vector<double> shares;
     double allShares = 0;
     int room = view_.viewport()->width();
     for (int at = 0; at < count; ++at) {
       const QString sample = at < samples.size() ? samples[at] : QString();
-      least.push_back(std::max(header->sectionSizeHint(at), view_.fontMetrics().horizontalAdvance(sample) + 14));
+      minimums.push_back(std::max(header->sectionSizeHint(at), view_.fontMetrics().horizontalAdvance(sample) + 14));
       shares.push_back(std::max(columns[static_cast<std::size_t>(at)].width, 0.0));
       allShares += shares.back();
     }
@@ -59,14 +59,14 @@ class ListWatcher : public QObject {
       std::fill(shares.begin(), shares.end(), 1.0);
       allShares = count;
     }
-    // Columns whose share is too small take their least width; the others divide what is left.
+    // Columns whose share is too small get their minimum width; the others divide the rest.
     std::vector<int> widths(static_cast<std::size_t>(count), 0);
     for (bool again = true; again;) {
       again = false;
       for (std::size_t at = 0; at < widths.size(); ++at) {
-        if (widths[at] != 0 || shares[at] * room >= least[at] * allShares) continue;
-        widths[at] = least[at];
-        room -= least[at];
+        if (widths[at] != 0 || shares[at] * room >= minimums[at] * allShares) continue;
+        widths[at] = minimums[at];
+        room -= minimums[at];
         allShares -= shares[at];
         again = true;
       }
@@ -99,8 +99,8 @@ class ListWatcher : public QObject {
         if (watched != view_.viewport() || mouse->button() != Qt::LeftButton) return false;
         if (std::exchange(endsDoubleClick_, false)) return false;
         if (!view_.indexAt(mouse->position().toPoint()).isValid()) return false;
-        // The view takes the release first, so that the selection is the new one.
-        clickIsDue_ = true;
+        // Deliver after the view has handled the release, so that the selection is the new one.
+        clickPending_ = true;
         QMetaObject::invokeMethod(this, &ListWatcher::DeliverClick, Qt::QueuedConnection);
         return false;
       }
@@ -108,17 +108,17 @@ class ListWatcher : public QObject {
         if (watched != view_.viewport()) return false;
         const bool left = static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton;
         if (left) endsDoubleClick_ = true;
-        // On a busy machine both clicks may come at once: the first one's handler still goes first.
+        // On a busy machine both clicks may arrive together: deliver the first one before.
         DeliverClick();
-        return !left;  // the view takes any button's for a double click
+        return !left;  // the view would accept a double click of any button
       }
       case QEvent::KeyPress:
         return watched == &view_ && PressKey(*static_cast<QKeyEvent*>(event));
       case QEvent::ContextMenu: {
-        // The menu key comes to the view, which has the focus; the mouse is the viewport's.
-        const auto& asked = *static_cast<QContextMenuEvent*>(event);
-        if (watched != view_.viewport() && asked.reason() != QContextMenuEvent::Keyboard) return false;
-        OpenPopup(asked);
+        // The menu key goes to the view, which has the focus; the mouse to the viewport.
+        const auto& menuEvent = *static_cast<QContextMenuEvent*>(event);
+        if (watched != view_.viewport() && menuEvent.reason() != QContextMenuEvent::Keyboard) return false;
+        OpenPopup(menuEvent);
         return true;
       }
       default:
@@ -127,9 +127,9 @@ class ListWatcher : public QObject {
   }
 
  private:
-  // The click may unload the window, and this with it.
+  // The click may unload the window and destroy this object.
   void DeliverClick() {
-    if (std::exchange(clickIsDue_, false)) control_.Click();
+    if (std::exchange(clickPending_, false)) control_.Click();
   }
 
   bool PressKey(const QKeyEvent& key) {
@@ -149,7 +149,7 @@ class ListWatcher : public QObject {
     const QModelIndex row = byKey ? view_.currentIndex() : view_.indexAt(event.pos());
     const bool onRow = row.isValid() && (!byKey || !control_.Selection().empty());
     if (!onRow && !view_.property("popupWithoutRow").toBool()) return;
-    // On empty ground the rows selected before are not meant.
+    // A click on empty ground does not concern the selected rows.
     if (!byKey && !onRow) view_.clearSelection();
     if (!byKey && onRow && !view_.selectionModel()->isSelected(row)) {
       view_.selectionModel()->setCurrentIndex(row, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
@@ -163,7 +163,7 @@ class ListWatcher : public QObject {
     const QPointer<ListWatcher> alive(this);
     control_.RightClick();
     if (!alive) return;
-    // The entries are set by now; the menu must not open with those of the row before.
+    // The handler has set the entries; apply them before the menu opens.
     context_.flush();
     if (auto* menu = view_.window()->findChild<QMenu*>(view_.property("popupMenu").toString())) {
       menu->popup(view_.viewport()->mapToGlobal(place));
@@ -172,14 +172,14 @@ class ListWatcher : public QObject {
 
   ListView& control_;
   QAbstractItemView& view_;
-  QHeaderView* header_;  // null where there are no columns
+  QHeaderView* header_;  // null if there are no columns
   BindingContext& context_;
-  bool clickIsDue_ = false;       // released, and its handler not yet called
-  bool endsDoubleClick_ = false;  // the next release of the left button is no click
+  bool clickPending_ = false;     // released, but not yet delivered
+  bool endsDoubleClick_ = false;  // the next release of the left button is not a click
 };
 
-// Cells of one size, so that the pane need not measure its rows. A large icon stands above its name; the view's
-// own mode for that would lay out item by item.
+// Cells of one size, so that the pane need not measure its rows. A large icon is above its name; the view's own icon
+// mode would lay out item by item.
 class CellDelegate : public QStyledItemDelegate {
  public:
   CellDelegate(QListView& pane, bool large) : QStyledItemDelegate(&pane), pane_(pane), large_(large) {}
@@ -216,7 +216,7 @@ void ArrangeIcons(QListView& pane, int display) {
   delete former;
 }
 
-// Keeps figures off the text of the next column.
+// Keeps figures away from the text of the next column.
 class FigureDelegate : public QStyledItemDelegate {
  public:
   using QStyledItemDelegate::QStyledItemDelegate;
@@ -230,7 +230,7 @@ class FigureDelegate : public QStyledItemDelegate {
 
 class ListBinding : public Binding {
  public:
-  // `stack` holds the view and `icons`, the pane of the displays without columns; both may be null.
+  // `stack` contains the view and `icons`, the pane of the icon displays; both may be null.
   ListBinding(ListView& control, QTreeView& view, QListView* icons, QStackedWidget* stack, BindingContext& context)
       : control_(control),
         view_(view),
@@ -250,10 +250,10 @@ class ListBinding : public Binding {
     view.setMouseTracking(true);
     view.header()->setStretchLastSection(true);
     view.header()->setHighlightSections(false);
-    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): only a view with its model and header is watched
+    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): needs the view's model and header
     watcher_ = new ListWatcher(control, view, context);
     QObject::connect(view.selectionModel(), &QItemSelectionModel::selectionChanged, context.receiver, [this] {
-      if (!context_.settingDown) TellSelection();
+      if (!context_.updatingWidgets) ReportSelection();
     });
     QObject::connect(&view, &QTreeView::doubleClicked, context.receiver, [&control] { control.DoubleClick(); });
     if (control.OnColumnClick) {
@@ -262,7 +262,7 @@ class ListBinding : public Binding {
                        [&control](int column) { control.ClickColumn(column); });
     }
     if (icons_ == nullptr) return;
-    new ListWatcher(control, *icons_, context);  // its receiver's child
+    new ListWatcher(control, *icons_, context);  // owned by the receiver
     icons_->setSelectionBehavior(QAbstractItemView::SelectRows);
     icons_->setSelectionMode(view.selectionMode());
     icons_->setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -271,15 +271,15 @@ class ListBinding : public Binding {
 
   ~ListBinding() override { rows_->Detach(); }
 
-  void Down() override {
+  void UpdateWidget() override {
     QWidget& whole = stack_ != nullptr ? static_cast<QWidget&>(*stack_) : view_;
     if (whole.isHidden() == control_.Visible()) whole.setVisible(control_.Visible);
     whole.setEnabled(control_.Enabled);
     ShowDisplay();
     const int scroll = view_.verticalScrollBar()->value();
-    const bool anew = rows_->Follow();
+    const bool reset = rows_->Follow();
     ShowSelection();
-    if (anew) view_.verticalScrollBar()->setValue(scroll);
+    if (reset) view_.verticalScrollBar()->setValue(scroll);
     if (control_.OnColumnClick) ShowSort();
     if (columns_ != control_.Columns()) {
       columns_ = control_.Columns;
@@ -288,7 +288,7 @@ class ListBinding : public Binding {
   }
 
  private:
-  // A pane that is not shown has no rows to lay out.
+  // A hidden pane gets no model, so that it lays out no rows.
   void ShowDisplay() {
     if (icons_ == nullptr || stack_ == nullptr || display_ == control_.View()) return;
     display_ = control_.View();
@@ -314,7 +314,7 @@ class ListBinding : public Binding {
     header.setSortIndicator(control_.SortKey(), control_.SortsDescending() ? Qt::DescendingOrder : Qt::AscendingOrder);
   }
 
-  void TellSelection() {
+  void ReportSelection() {
     std::vector<std::size_t> rows;
     for (const QItemSelectionRange& range : view_.selectionModel()->selection()) {
       for (int row = range.top(); row <= range.bottom(); ++row) rows.push_back(static_cast<std::size_t>(row));

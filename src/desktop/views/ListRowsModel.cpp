@@ -47,7 +47,7 @@ bool ListRowsModel::Follow() {
     return true;
   }
   if (version_ != list_->RowsVersion()) {
-    // Other rows in the same places: the view keeps its scroll position.
+    // The number of rows is the same: the view keeps its scroll position.
     version_ = list_->RowsVersion();
     list_->ChangesSeen();
     if (rows_ > 0) emit dataChanged(index(0, 0), index(rows_ - 1, lastColumn));
@@ -89,7 +89,7 @@ QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
     case Qt::TextAlignmentRole:
       return rightColumns_.contains(index.column()) ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant();
     case Qt::ToolTipRole:
-      // The cells of icons cut long names.
+      // The icon displays cut long names.
       return list_->View() == kReportDisplay ? QVariant() : QVariant(PlainTip(DisplayLine(row.text)));
     case Qt::DecorationRole:
       return column == 0 ? QVariant(RowIcon(row.icon)) : QVariant();

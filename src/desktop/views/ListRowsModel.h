@@ -1,5 +1,5 @@
-// ListRowsModel: the rows of a ListView for Qt's views. It reads the control's own rows when asked; a
-// row costs nothing until it is drawn, so a list of 32,767 rows is as quick as a short one.
+// ListRowsModel: the rows of a ListView for Qt's views. It reads the control's rows on demand; a row costs nothing
+// until it is drawn, so a list of 32,767 rows is as fast as a short one.
 #pragma once
 
 #include <QAbstractTableModel>
@@ -15,11 +15,10 @@ class ListRowsModel : public QAbstractTableModel {
   Q_OBJECT
 
  public:
-  // `list` outlives the model's last use; Detach ends the use earlier.
+  // `list` must live until Detach or the model's end.
   explicit ListRowsModel(ListView& list, QObject* parent = nullptr);
 
-  // Takes over what changed in the control. True if the rows changed as a whole, so that the view must
-  // put its selection anew.
+  // Takes over the changes in the control. True if the rows changed as a whole and the view must restore its selection.
   bool Follow();
   void Detach();
   void AlignRight(int column) { rightColumns_.insert(column); }
@@ -32,7 +31,7 @@ class ListRowsModel : public QAbstractTableModel {
  private:
   ListView* list_;
   QStringList headers_;
-  int rows_ = 0;  // as the view knows it; the control may be ahead until the next Follow
+  int rows_ = 0;  // as the view knows them; the control may have changed since
   std::uint64_t version_ = 0;
   std::set<int> rightColumns_;
 };

@@ -17,7 +17,7 @@ QString ObjectName(const std::string& controlName) {
   if (std::find(kKeywords.begin(), kKeywords.end(), controlName) != kKeywords.end()) {
     return QStringLiteral("menu_") + QString::fromStdString(controlName);
   }
-  // A form's class has the name of its window, and no member may be named like its class.
+  // The form's class has the window's name, and no member may be named like its class.
   if (controlName == "Extract") return QStringLiteral("label_Extract");
   QString name = QString::fromStdString(controlName);
   name.replace(u'(', u'_').remove(u')');

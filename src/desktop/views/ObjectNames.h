@@ -1,5 +1,5 @@
-// ObjectNames: the widget name that belongs to a control's name. The names of controls are those of the
-// program; a form cannot hold all of them, since its widgets become members of a C++ class.
+// ObjectNames: the widget name for a control's name. Not every control name is a valid member of a form, which is a C++
+// class.
 #pragma once
 
 #include <QString>

@@ -13,14 +13,14 @@ class PreviewBinding : public Binding {
  public:
   PreviewBinding(MediaSurface& control, PreviewSurface& surface, BindingContext& context)
       : control_(control), surface_(surface) {
-    const auto tellSize = [&control, &surface, &context] {
+    const auto reportSize = [&control, &surface, &context] {
       const QSize size = surface.PixelSize();
       context.gate.Deliver([&] { control.Resized(size.width(), size.height()); });
     };
-    QObject::connect(&surface, &PreviewSurface::Resized, context.receiver, tellSize);
+    QObject::connect(&surface, &PreviewSurface::Resized, context.receiver, reportSize);
   }
 
-  void Down() override {
+  void UpdateWidget() override {
     if (surface_.isHidden() == control_.Visible()) surface_.setVisible(control_.Visible);
     surface_.SetFrame(control_.Frame);
   }

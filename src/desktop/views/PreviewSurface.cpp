@@ -34,7 +34,7 @@ void PreviewSurface::paintEvent(QPaintEvent*) {
                      frame_->width, frame_->height, QImage::Format_RGB32);
   const QSizeF size = QSizeF(image.size()).scaled(QSizeF(rect().size()), Qt::KeepAspectRatio);
   QRectF target(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size);
-  // A picture made for this size goes to whole pixels, unscaled.
+  // A picture made for this size is drawn on whole pixels, unscaled.
   const double ratio = devicePixelRatioF();
   if (std::abs(size.width() * ratio - image.width()) < 2 && std::abs(size.height() * ratio - image.height()) < 2) {
     target.setSize(QSizeF(image.size()) / ratio);

@@ -1,5 +1,5 @@
-// PreviewSurface: where the preview's pictures are painted, in proportion, on a ground that covers what lies
-// below. Without a picture it paints nothing.
+// PreviewSurface: paints the preview's pictures, in proportion, on an opaque ground. Without a picture it paints
+// nothing.
 #pragma once
 
 #include <QSize>
@@ -19,7 +19,7 @@ class PreviewSurface : public QWidget {
  public:
   explicit PreviewSurface(QWidget* parent = nullptr);
   void SetFrame(std::shared_ptr<const MediaFrame> frame);
-  QSize PixelSize() const;  // of the screen
+  QSize PixelSize() const;  // in screen pixels
 
  signals:
   void Resized();

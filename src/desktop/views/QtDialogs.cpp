@@ -22,25 +22,25 @@ namespace pellora {
 
 namespace {
 
-// A message box that may insist on one of its buttons.
+// A message box that may require an answer by one of its buttons.
 class Box : public QMessageBox {
  public:
-  explicit Box(bool insists) : insists_(insists) {}
+  explicit Box(bool requiresAnswer) : requiresAnswer_(requiresAnswer) {}
 
  protected:
   void closeEvent(QCloseEvent* event) override {
-    if (insists_) {
+    if (requiresAnswer_) {
       event->ignore();
     } else {
       QMessageBox::closeEvent(event);
     }
   }
   void keyPressEvent(QKeyEvent* event) override {
-    if (!insists_ || !event->matches(QKeySequence::Cancel)) QMessageBox::keyPressEvent(event);
+    if (!requiresAnswer_ || !event->matches(QKeySequence::Cancel)) QMessageBox::keyPressEvent(event);
   }
 
  private:
-  bool insists_;
+  bool requiresAnswer_;
 };
 
 QString DrawingOf(int style) {
@@ -58,8 +58,8 @@ QString DrawingOf(int style) {
   }
 }
 
-// A box may be too narrow for its own title, which the desktop's frame shows between buttons of its own.
-void GiveTitleRoom(QMessageBox& box) {
+// Widens a box that is too narrow for its title, which the desktop shows between the frame's buttons.
+void FitTitle(QMessageBox& box) {
   constexpr int kFrameButtons = 180;
   constexpr int kWidest = 480;
   auto* const grid = qobject_cast<QGridLayout*>(box.layout());
@@ -69,17 +69,17 @@ void GiveTitleRoom(QMessageBox& box) {
                 grid->columnCount());
 }
 
-// The style's own pictures on answers are unlike all others here.
-void DropAnswerIcons(const QDialog& dialog) {
+// The style's own icons on buttons match no other icon here.
+void RemoveButtonIcons(const QDialog& dialog) {
   for (const QDialogButtonBox* answers : dialog.findChildren<QDialogButtonBox*>()) {
     for (QAbstractButton* answer : answers->buttons()) answer->setIcon(QIcon());
   }
 }
 
-// "description|pattern" as Qt takes it. The description is shown as told; every name matches, since
-// "*.*" would hide names without a dot.
-QString NameFilter(const std::string& told) {
-  QString description = DisplayLine(told);
+// "description|pattern" as Qt takes it. The description is kept; every name matches, since "*.*" would hide names
+// without a dot.
+QString NameFilter(const std::string& filter) {
+  QString description = DisplayLine(filter);
   description.truncate(description.indexOf(u'|') < 0 ? description.size() : description.indexOf(u'|'));
   return description.isEmpty() ? QString() : description + QStringLiteral(" (*)");
 }
@@ -105,8 +105,8 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   box->setWindowTitle(DisplayLine(request.title));
   box->setText(DisplayText(request.text));
   box->setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok);
-  CaptionAnswers(*box);
-  GiveTitleRoom(*box);
+  SetButtonCaptions(*box);
+  FitTitle(*box);
   box->setDefaultButton(question ? QMessageBox::Yes : QMessageBox::Ok);
   connect(box, &QDialog::finished, this, [this, question, answered = std::move(answered)](int result) {
     int answer = kAnswerOk;
@@ -116,7 +116,7 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   Open(*box);
 }
 
-void QtDialogs::CaptionAnswers(QMessageBox& box) const {
+void QtDialogs::SetButtonCaptions(QMessageBox& box) const {
   if (!answerTexts_) return;
   constexpr std::array<std::pair<QMessageBox::StandardButton, int>, 3> kAnswers{
       {{QMessageBox::Ok, kAnswerOk}, {QMessageBox::Yes, kAnswerYes}, {QMessageBox::No, kAnswerNo}}};
@@ -124,7 +124,7 @@ void QtDialogs::CaptionAnswers(QMessageBox& box) const {
     const QString text = DisplayLine(answerTexts_(answer));
     QAbstractButton* const key = box.button(button);
     if (key == nullptr || text.isEmpty()) continue;
-    // The first letter answers a question, as in the desktop's own boxes; every language's two differ.
+    // The first letter answers a question, as in the desktop's own boxes; it differs in every language.
     key->setText(button == QMessageBox::Ok ? text : u'&' + text);
   }
 }
@@ -167,9 +167,9 @@ void QtDialogs::Open(QDialog& dialog) {
   open_.emplace_back(&dialog);
   dialog.setAttribute(Qt::WA_DeleteOnClose);
   dialog.setWindowIcon(Drawing(QStringLiteral("program")));
-  // Modal to the whole program as far as input goes; show() returns at once.
+  // Blocks input to the whole program; show() returns at once.
   dialog.setWindowModality(Qt::ApplicationModal);
-  DropAnswerIcons(dialog);
+  RemoveButtonIcons(dialog);
   dialog.show();
 }
 

@@ -1,5 +1,5 @@
-// QtDialogs: message boxes and file dialogs. They block the user's input to the other windows and
-// nothing else; no event loop is nested. Each answer is posted through the gate.
+// QtDialogs: message boxes and file dialogs. They block only the user's input to other windows; no event loop is
+// nested. Each answer is posted through the gate.
 #pragma once
 
 #include <QObject>
@@ -22,23 +22,23 @@ class QtDialogs : public QObject, public Dialogs {
   Q_OBJECT
 
  public:
-  // `gate` outlives the dialogs.
+  // `gate` must outlive the dialogs.
   explicit QtDialogs(EventGate& gate);
-  // Closes what stands; no answer comes of it.
+  // Closes all open boxes without an answer.
   ~QtDialogs() override;
 
-  // What the keys of a box say, by their answer; an empty text leaves the desktop's own word.
+  // Sets the captions of a box's buttons, by answer; an empty text keeps the desktop's caption.
   void SetAnswerTexts(std::function<std::string(int answer)> texts) { answerTexts_ = std::move(texts); }
 
-  // A Yes/No question without an icon must be answered by one of its buttons; every other box can also
-  // be left by its frame or by Esc.
+  // A Yes/No question without an icon must be answered by one of its buttons; any other box can also be closed by its
+  // frame or by Esc.
   void Ask(const BoxRequest& request, std::function<void(int answer)> answered) override;
   void AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) override;
   void AskFolder(const FolderRequest& request,
                  std::function<void(std::optional<std::string> folder)> answered) override;
 
  private:
-  void CaptionAnswers(QMessageBox& box) const;
+  void SetButtonCaptions(QMessageBox& box) const;
   void Open(QDialog& dialog);
   void OpenFileDialog(QFileDialog& dialog, std::function<void(std::optional<std::string> path)> answered);
   void Post(std::function<void()> answer);

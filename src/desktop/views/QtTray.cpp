@@ -31,14 +31,14 @@ namespace {
 
 constexpr const char* kWatcherName = "org.kde.StatusNotifierWatcher";
 constexpr const char* kWatcherPath = "/StatusNotifierWatcher";
-constexpr int kPatienceMilliseconds = 2000;  // with a desktop that starts together with us
+constexpr int kHostTimeoutMilliseconds = 2000;  // for a desktop that starts at the same time
 
-// The icon's menu as the view of the window that has its entries. Changes are brought down once in a turn
-// of the event loop: what was changed and changed back is never seen.
+// The icon's menu, as the view of the window that has its entries. Changes are applied once in a turn of the event
+// loop: what is changed and changed back is never visible.
 class TrayMenuView final : public QObject, public WindowView {
  public:
   TrayMenuView(Window& window, QMenu& menu, EventGate& gate)
-      : menu_(menu), context_{gate, &receiver_, false, [this] { BringDown(); }} {
+      : menu_(menu), context_{gate, &receiver_, false, [this] { ApplyChanges(); }} {
     for (Control* const control : window.Controls()) {
       auto* const entry = dynamic_cast<Menu*>(control);
       if (entry == nullptr || entry->Name == "pop") continue;
@@ -50,13 +50,13 @@ class TrayMenuView final : public QObject, public WindowView {
         continue;
       }
       bindings_.emplace(entry, Bind(*entry, *action, context_));
-      bindings_.at(entry)->Down();
+      bindings_.at(entry)->UpdateWidget();
       if (entry->Name == "openwin") menu_.setDefaultAction(action);
     }
   }
   ~TrayMenuView() override {
     bindings_.clear();
-    // One of them may be the choice that ends the window.
+    // deleteLater, because one of them may be delivering the choice that unloads the window.
     for (QAction* const action : menu_.actions()) {
       menu_.removeAction(action);
       action->deleteLater();
@@ -71,15 +71,15 @@ class TrayMenuView final : public QObject, public WindowView {
     if (control == nullptr) return;
     if (dirty_.empty())
       QMetaObject::invokeMethod(
-          this, [this] { BringDown(); }, Qt::QueuedConnection);
+          this, [this] { ApplyChanges(); }, Qt::QueuedConnection);
     dirty_.insert(control);
   }
 
  private:
-  void BringDown() {
+  void ApplyChanges() {
     for (const Control* const control : std::exchange(dirty_, {})) {
       const auto at = bindings_.find(control);
-      if (at != bindings_.end()) at->second->Down();
+      if (at != bindings_.end()) at->second->UpdateWidget();
     }
   }
 
@@ -93,11 +93,11 @@ class TrayMenuView final : public QObject, public WindowView {
 }  // namespace
 
 QtTray::QtTray(QtWindowSystem& windows, EventGate& gate) : gate_(gate) {
-  windows.MakeBy("PelloraCatcher", [this](Window& window) -> std::unique_ptr<WindowView> {
+  windows.RegisterMaker("PelloraCatcher", [this](Window& window) -> std::unique_ptr<WindowView> {
     return std::make_unique<TrayMenuView>(window, menu_, gate_);
   });
-  clicked_.setSingleShot(true);
-  connect(&xTrayWatch_, &QTimer::timeout, this, &QtTray::LookForXTray);
+  clickTimer_.setSingleShot(true);
+  connect(&xTrayTimer_, &QTimer::timeout, this, &QtTray::LookForXTray);
 }
 
 QtTray::~QtTray() = default;
@@ -106,18 +106,18 @@ void QtTray::Add(const std::string& picture, const std::string& tip, TrayEvents&
   picture_ = picture;
   tip_ = DisplayText(tip);
   events_ = &events;
-  if (std::exchange(sought_, true)) return;
+  if (std::exchange(searchStarted_, true)) return;
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (bus.isConnected()) {
     auto* const watcher = new QDBusServiceWatcher(kWatcherName, bus, QDBusServiceWatcher::WatchForRegistration, this);
-    connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, &QtTray::AskForHost);
+    connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, &QtTray::QueryHost);
     bus.connect(kWatcherName, kWatcherPath, kWatcherName, "StatusNotifierHostRegistered", this, SLOT(MakeItem()));
-    AskForHost();
+    QueryHost();
   }
-  if (QGuiApplication::platformName() == QLatin1String("xcb")) xTrayWatch_.start(kPatienceMilliseconds);
+  if (QGuiApplication::platformName() == QLatin1String("xcb")) xTrayTimer_.start(kHostTimeoutMilliseconds);
 }
 
-void QtTray::AskForHost() {
+void QtTray::QueryHost() {
   if (icon_) return;
   QDBusMessage call =
       QDBusMessage::createMethodCall(kWatcherName, kWatcherPath, "org.freedesktop.DBus.Properties", "Get");
@@ -132,19 +132,19 @@ void QtTray::AskForHost() {
 }
 
 void QtTray::LookForXTray() {
-  if (XTrayStands()) MakeXIcon();
+  if (HasXTray()) MakeXIcon();
 }
 
 void QtTray::MakeXIcon() {
   if (icon_) return;
-  onX_ = true;
+  onXTray_ = true;
   qApp->installEventFilter(this);
   MakeIcon();
 }
 
-// The icon on an X tray has a window of ours, and a box that is modal to the program would block it like any
-// other: the icon would be dead under a message. A box does not block what belongs to it.
-void QtTray::FreeXIcon() {
+// The icon on an X tray is a window of this program, and a modal box would block it: the icon would be dead while a
+// message is shown. A box does not block its own children.
+void QtTray::UnblockXIcon() {
   for (QWidget* const widget : QApplication::topLevelWidgets()) {
     if (!widget->inherits("QSystemTrayIconSys")) continue;
     QWindow* const window = widget->windowHandle();
@@ -153,10 +153,10 @@ void QtTray::FreeXIcon() {
   }
 }
 
-// Of the whole program: the icon has another window, and that another widget, for each tray that comes.
+// Filters the whole program's events: each new tray gives the icon a new window and a new widget.
 bool QtTray::eventFilter(QObject*, QEvent* event) {
   if (event->type() == QEvent::WindowBlocked || event->type() == QEvent::WinIdChange) {
-    QMetaObject::invokeMethod(this, &QtTray::FreeXIcon, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, &QtTray::UnblockXIcon, Qt::QueuedConnection);
   }
   return false;
 }
@@ -164,7 +164,7 @@ bool QtTray::eventFilter(QObject*, QEvent* event) {
 void QtTray::MakeItem() { MakeIcon(); }
 
 void QtTray::MakeIcon() {
-  xTrayWatch_.stop();
+  xTrayTimer_.stop();
   if (icon_ || events_ == nullptr) return;
   icon_ = std::make_unique<QSystemTrayIcon>(this);
   icon_->setIcon(Picture(picture_));
@@ -177,29 +177,29 @@ void QtTray::MakeIcon() {
 void QtTray::Activated(QSystemTrayIcon::ActivationReason reason) {
   switch (reason) {
     case QSystemTrayIcon::Trigger:
-      // A status notifier item hears of single clicks only: two in time are a double click.
-      if (clicked_.isActive()) {
-        clicked_.stop();
-        Tell(kTrayLeftDoubleClick);
+      // A status notifier item reports only single clicks: two in time are a double click.
+      if (clickTimer_.isActive()) {
+        clickTimer_.stop();
+        Report(kTrayLeftDoubleClick);
         return;
       }
-      clicked_.start(QApplication::doubleClickInterval());
-      Tell(kTrayLeftDown);
+      clickTimer_.start(QApplication::doubleClickInterval());
+      Report(kTrayLeftDown);
       return;
     case QSystemTrayIcon::DoubleClick:
-      clicked_.stop();
-      Tell(kTrayLeftDoubleClick);
+      clickTimer_.stop();
+      Report(kTrayLeftDoubleClick);
       return;
     case QSystemTrayIcon::Context:
-      // On an X tray the menu opens by itself. A host of items that asks for it shows none on its own.
-      if (icon_->geometry().isEmpty()) Tell(kTrayRightDown);
+      // On an X tray Qt opens the menu. A host of items that asks for the menu shows none itself.
+      if (icon_->geometry().isEmpty()) Report(kTrayRightDown);
       return;
     default:
       return;
   }
 }
 
-void QtTray::Tell(int message) {
+void QtTray::Report(int message) {
   if (events_ != nullptr) events_->TrayMouseEvent(message);
 }
 
@@ -207,7 +207,7 @@ const QIcon& QtTray::Picture(const std::string& name) {
   const QString key = WholeText(name);
   const auto known = pictures_.constFind(key);
   if (known != pictures_.constEnd()) return *known;
-  // As pictures of the sizes that trays use: an icon that scales says nothing of its sizes.
+  // Pixmaps in the sizes that trays use: a scalable icon reports no sizes.
   QIcon icon;
   const QIcon drawing = Drawing(key);
   for (const int size : {16, 22, 24, 32, 48, 64}) icon.addPixmap(drawing.pixmap(QSize(size, size), 1.0));
@@ -215,7 +215,7 @@ const QIcon& QtTray::Picture(const std::string& name) {
 }
 
 void QtTray::SetPicture(const std::string& picture) {
-  // Each change goes over the bus to the desktop; most ticks change nothing.
+  // Each change is sent over the bus to the desktop; most ticks change nothing.
   if (picture == picture_) return;
   picture_ = picture;
   if (icon_) icon_->setIcon(Picture(picture));
@@ -228,12 +228,12 @@ void QtTray::SetTip(const std::string& tip) {
   if (icon_) ShowTip();
 }
 
-// Always as plain text: Qt's own tips would take some for rich text, and the title of an item is plain.
-void QtTray::ShowTip() { icon_->setToolTip(onX_ ? PlainTip(tip_) : tip_); }
+// Plain text in both cases: Qt's tool tips may take it for rich text; an item's title is always plain.
+void QtTray::ShowTip() { icon_->setToolTip(onXTray_ ? PlainTip(tip_) : tip_); }
 
 void QtTray::Delete() {
   events_ = nullptr;
-  xTrayWatch_.stop();
+  xTrayTimer_.stop();
   if (icon_) icon_->hide();
 }
 

@@ -1,9 +1,9 @@
 // QtTray: the icon in the notification area, as a status notifier item or on an X tray.
 //
-// Qt decides once in a process which of the two there is, and asks the bus for it and waits. So the icon is
-// made only when a host of status notifier items has said that it is there, or, on X, when none has
-// done so for a while and there is an X tray. Either may come at any later time: a session may start its
-// panel long after the program. Without either the program is reached by a second start.
+// Qt decides between the two once per process, with a blocking query on the bus. So the icon is created only when a
+// host of status notifier items has announced itself, or, on X, when none has done so for a while and there is an X
+// tray. Either may appear at any later time: a session may start its panel long after the program. Without either, a
+// second start shows the window.
 #pragma once
 
 #include <QHash>
@@ -28,7 +28,7 @@ class QtTray final : public QObject, public Tray {
   Q_OBJECT
 
  public:
-  // Makes the view of the window whose menu the icon has. Both outlive it.
+  // Creates the view of the window whose menu the icon has. Both arguments must outlive it.
   QtTray(QtWindowSystem& windows, EventGate& gate);
   ~QtTray() override;
 
@@ -41,7 +41,7 @@ class QtTray final : public QObject, public Tray {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private Q_SLOTS:
-  void AskForHost();
+  void QueryHost();
   void MakeItem();
   void LookForXTray();
   void MakeXIcon();
@@ -49,9 +49,9 @@ class QtTray final : public QObject, public Tray {
 
  private:
   void MakeIcon();
-  void FreeXIcon();
+  void UnblockXIcon();
   void ShowTip();
-  void Tell(int message);
+  void Report(int message);
   const QIcon& Picture(const std::string& name);
 
   EventGate& gate_;
@@ -61,10 +61,10 @@ class QtTray final : public QObject, public Tray {
   std::string picture_;
   QString tip_;
   TrayEvents* events_ = nullptr;
-  bool sought_ = false;
-  bool onX_ = false;   // the icon is on an X tray, where Qt shows the tip by itself
-  QTimer xTrayWatch_;  // until there is an icon
-  QTimer clicked_;     // runs after a click; a second one in time makes it a double click
+  bool searchStarted_ = false;
+  bool onXTray_ = false;  // the icon is on an X tray, where Qt shows the tip
+  QTimer xTrayTimer_;     // until there is an icon
+  QTimer clickTimer_;     // runs after a click; a second one in time makes it a double click
 };
 
 }  // namespace pellora

@@ -53,7 +53,7 @@ ScreenSize QtWindowSystem::Screen() const {
 
 void QtWindowSystem::PopUp(const std::vector<Menu*>& entries, const Menu& standard) {
   if (popup_) popup_->close();
-  // A child of the window under the pointer: some desktops place a menu by its parent alone.
+  // A child of the window under the pointer: some desktops place a menu only by its parent.
   auto* const menu = new QMenu(QApplication::widgetAt(QCursor::pos()));
   QObject::connect(menu, &QMenu::aboutToHide, menu, &QObject::deleteLater);
   for (Menu* const entry : entries) {
@@ -67,7 +67,7 @@ void QtWindowSystem::PopUp(const std::vector<Menu*>& entries, const Menu& standa
     action->setObjectName(ObjectName(entry->Name));
     action->setEnabled(entry->Enabled);
     if (entry == &standard) menu->setDefaultAction(action);
-    // The entry's window may go while the menu stands.
+    // The entry's window may be unloaded while the menu is open.
     QObject::connect(action, &QAction::triggered, action, [entry, window = entry->Owner().weak_from_this()] {
       if (const auto alive = window.lock()) entry->Click();
     });

@@ -1,6 +1,5 @@
-// QtWindowSystem: the windows of the program on the desktop. Each view is a form of that window's type
-// (see Forms.h), or what another part of the desktop makes for windows of that type; a window whose
-// type has neither has a view that shows nothing.
+// QtWindowSystem: the program's windows on the desktop. A view is the form of its window's type (see Forms.h), or is
+// made by a registered maker; a window without either has a view that shows nothing.
 #pragma once
 
 #include <QMenu>
@@ -20,13 +19,15 @@ namespace pellora {
 
 class QtWindowSystem : public WindowSystem {
  public:
-  // `gate` outlives the system and its views.
+  // `gate` must outlive the system and its views.
   explicit QtWindowSystem(EventGate& gate) : gate_(gate) {}
   ~QtWindowSystem() override;
 
   using ViewMaker = std::function<std::unique_ptr<WindowView>(Window&)>;
-  // Has the views of windows of that type made by somebody else.
-  void MakeBy(std::string typeName, ViewMaker maker) { makers_.emplace_back(std::move(typeName), std::move(maker)); }
+  // Has `maker` make the views of windows of that type.
+  void RegisterMaker(std::string typeName, ViewMaker maker) {
+    makers_.emplace_back(std::move(typeName), std::move(maker));
+  }
 
   std::unique_ptr<WindowView> NewView(Window& window) override;
   ScreenSize Screen() const override;
@@ -35,10 +36,10 @@ class QtWindowSystem : public WindowSystem {
  private:
   EventGate& gate_;
   std::vector<std::pair<std::string, ViewMaker>> makers_;
-  QPointer<QMenu> popup_;  // the one that stands
+  QPointer<QMenu> popup_;  // the open one
 };
 
-// The form of a view that a QtWindowSystem made; null before its first showing.
+// The form of a view made by a QtWindowSystem; null before its first showing.
 QWidget* FormOf(const WindowView& view);
 
 }  // namespace pellora

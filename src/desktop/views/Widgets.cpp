@@ -138,7 +138,7 @@ void SegmentBar::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
   const QRectF whole = rect();
-  // The filled part is cut from the whole rounded bar, so that a short one keeps the frame's corner.
+  // Clips to the rounded bar, so that a short one keeps the frame's corner.
   QPainterPath outline;
   outline.addRoundedRect(whole, kCorner - 1, kCorner - 1);
   painter.setClipPath(outline);
@@ -158,10 +158,10 @@ void HairLine::paintEvent(QPaintEvent*) {
   QPainter(this).fillRect(0, height() / 2, width(), 1, colour);
 }
 
-QColor Softened(const QColor& told, const QPalette& palette) {
-  if (told.hslSaturation() == 0) return told;
+QColor Softened(const QColor& colour, const QPalette& palette) {
+  if (colour.hslSaturation() == 0) return colour;
   const bool dark = IsDark(palette);
-  return QColor::fromHsl(told.hslHue(), std::min(told.hslSaturation(), 150), dark ? 116 : 108);
+  return QColor::fromHsl(colour.hslHue(), std::min(colour.hslSaturation(), 150), dark ? 116 : 108);
 }
 
 }  // namespace pellora

@@ -1,5 +1,5 @@
-// Widgets: the small widgets that the forms use where Qt has none of the kind. What a form sets has
-// setters named as the form compiler expects them.
+// Widgets: small widgets for the forms that Qt lacks. Properties set by a form have setters named as the form compiler
+// expects.
 #pragma once
 
 #include <QColor>
@@ -11,15 +11,15 @@
 
 namespace pellora {
 
-// A label of one line that cuts a long text in its middle, so that the end of a URL stays readable. The
-// whole text is its tool tip while it is cut.
+// A one-line label that elides a long text in the middle, so that the end of a URL stays readable. While elided, the
+// whole text is its tool tip.
 class ElidedLabel : public QLabel {
   Q_OBJECT
 
  public:
   explicit ElidedLabel(QWidget* parent = nullptr);
   QSize minimumSizeHint() const override;
-  // Cuts the end instead, for sentences.
+  // Elides the end instead, for sentences.
   void CutAtEnd() { mode_ = Qt::ElideRight; }
 
  protected:
@@ -30,7 +30,7 @@ class ElidedLabel : public QLabel {
   Qt::TextElideMode mode_ = Qt::ElideMiddle;
 };
 
-// A label that shows its text whole, in as many lines as it takes, also one without blanks, such as a URL.
+// A label that wraps its text anywhere, even without blanks, such as a URL.
 class WrappedLabel : public QLabel {
   Q_OBJECT
 
@@ -45,7 +45,7 @@ class WrappedLabel : public QLabel {
   void paintEvent(QPaintEvent* event) override;
 };
 
-// A drawing at the size of the widget, crisp on every scale.
+// A drawing at the size of the widget, crisp at every scale.
 class IconLabel : public QWidget {
   Q_OBJECT
   Q_PROPERTY(QString drawing READ DrawingName WRITE setDrawing)
@@ -83,7 +83,7 @@ class BarFrame : public QWidget {
   void paintEvent(QPaintEvent* event) override;
 };
 
-// The bar of a segment. Its length is told in twips, of which fullLength fill the widget.
+// The bar of a segment. Its length is in twips, of which fullLength fill the widget.
 class SegmentBar : public QWidget {
   Q_OBJECT
   Q_PROPERTY(double fullLength READ FullLength WRITE setFullLength)
@@ -94,7 +94,7 @@ class SegmentBar : public QWidget {
   void setFullLength(double twips) { fullLength_ = twips; }
   void SetLength(double twips);
   void SetColour(const QColor& colour);
-  double Share() const;  // 0 to 1, of the widget's width
+  double Share() const;  // of the widget's width, 0 to 1
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -117,7 +117,7 @@ class HairLine : public QWidget {
   void paintEvent(QPaintEvent* event) override;
 };
 
-// A colour of the program as it is drawn: the same hue, calm enough and legible on the palette's base.
-QColor Softened(const QColor& told, const QPalette& palette);
+// A colour of the program as it is drawn: the same hue, softened but legible on the palette's base.
+QColor Softened(const QColor& colour, const QPalette& palette);
 
 }  // namespace pellora

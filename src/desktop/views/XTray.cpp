@@ -25,15 +25,15 @@ int ScreenNumber() {
 
 }  // namespace
 
-bool XTrayStands() {
+bool HasXTray() {
   auto* const x = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
   if (x == nullptr || x->connection() == nullptr) return false;
   xcb_connection_t* const display = x->connection();
-  // A tray owns the selection of its screen for as long as it stands.
+  // A tray owns the selection of its screen.
   const std::string name = "_NET_SYSTEM_TRAY_S" + std::to_string(ScreenNumber());
-  const auto asked = xcb_intern_atom(display, 1, static_cast<std::uint16_t>(name.size()), name.c_str());
-  const Owned<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(display, asked, nullptr), std::free);
-  if (!atom || atom->atom == XCB_ATOM_NONE) return false;  // nobody has ever named it
+  const auto request = xcb_intern_atom(display, 1, static_cast<std::uint16_t>(name.size()), name.c_str());
+  const Owned<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(display, request, nullptr), std::free);
+  if (!atom || atom->atom == XCB_ATOM_NONE) return false;  // no client has ever used the name
   const auto owner = xcb_get_selection_owner(display, atom->atom);
   const Owned<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(display, owner, nullptr), std::free);
   return reply && reply->owner != XCB_WINDOW_NONE;

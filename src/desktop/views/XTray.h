@@ -3,7 +3,7 @@
 
 namespace pellora {
 
-// Only on the platform "xcb". Asks the display and waits for its answer.
-bool XTrayStands();
+// Only on the platform "xcb". Queries the display and waits for its reply.
+bool HasXTray();
 
 }  // namespace pellora

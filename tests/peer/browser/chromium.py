@@ -1,4 +1,4 @@
-"""A real Chromium on the virtual display, spoken to over its debugging pipe."""
+"""A real Chromium on the virtual display, controlled over its debugging pipe."""
 
 import json
 import os

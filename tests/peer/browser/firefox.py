@@ -1,4 +1,4 @@
-"""A real Firefox without a display of its own, spoken to by Marionette."""
+"""A real headless Firefox, controlled by Marionette."""
 
 import json
 import os

@@ -1,4 +1,4 @@
-"""The extension in real browsers: the menu entry on a link and on an image, and addresses that are not taken."""
+"""The extension in real browsers: the menu entry on a link and on an image, and addresses that are refused."""
 
 import http.server
 import os
@@ -18,7 +18,7 @@ TITLE = "Download with Pellora!"
 
 
 class Pages:
-    """Pages that are one link or one image from edge to edge."""
+    """Pages that consist of one link or one image."""
 
     def __init__(self):
         self.contents = {}
@@ -49,7 +49,7 @@ class Pages:
 
 
 class Notifications(wirebus.WireBus):
-    """The desktop's notifications, by their texts."""
+    """Records the texts of desktop notifications."""
 
     def __init__(self, address):
         super().__init__(address)
@@ -83,7 +83,7 @@ class Browser(unittest.TestCase):
         self.addCleanup(self.session.close)
         self.profile = os.path.join(self.session.env["XDG_CONFIG_HOME"], "chromium")
         os.makedirs(self.profile)
-        # As Firefox makes it on a new machine: it looks for hosts in another folder.
+        # As Firefox does on a new machine: it looks for hosts in another folder.
         os.makedirs(os.path.join(self.session.env["XDG_CONFIG_HOME"], "mozilla/firefox"))
         self.session.start()
         self.extension = os.path.join(self.session.program, "browser")
@@ -101,7 +101,7 @@ class Browser(unittest.TestCase):
         try:
             [download] = self.session.companion.wait_finished([url], 40)
         except TimeoutError:
-            self.session.keep_picture("not-taken")
+            self.session.save_screenshot("not-taken")
             raise
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(30000))
         self.calls.seek(0)
@@ -121,7 +121,7 @@ class InChromium(Browser):
         worker = harness.wait_until(
             lambda: [t for t in self.browser.targets("service_worker") if EXTENSION_ID in t["url"]], 30, "the extension")[0]
         self.worker = self.browser.attach(worker)
-        harness.wait_until(lambda: self.browser.evaluate(self.worker, "typeof handOver") == "function", 20, "its script")
+        harness.wait_until(lambda: self.browser.evaluate(self.worker, "typeof passOn") == "function", 20, "its script")
 
     def xdotool(self, *words):
         subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
@@ -137,10 +137,10 @@ class InChromium(Browser):
         time.sleep(0.5)
 
     def choose(self, picture):
-        """The entry in the real menu: the last but one, above the developer tools' own."""
+        """Chooses the entry in the real menu: the last but one, above the developer tools' entry."""
         self.xdotool("click", 3)
         time.sleep(1.5)
-        self.session.keep_picture(picture)
+        self.session.save_screenshot(picture)
         self.xdotool("key", "Up", "Up", "Return")
 
     def test_menu_on_a_link_hands_it_over(self):
@@ -171,24 +171,24 @@ class InChromium(Browser):
             self.xdotool("mousemove", "--window", basket, -200 + 21 * step, 50 - 3 * step, "sleep", 0.06)
         self.xdotool("mousemove", "--window", basket, 15, 15, "sleep", 0.2, "mousemove", "--window", basket, 16, 16, "sleep",
                      0.5)
-        self.session.keep_picture("chromium-drag")
+        self.session.save_screenshot("chromium-drag")
         self.xdotool("mouseup", 1)
         [download] = harness.wait_until(self.session.companion.downloads, 10, "the record")
         self.assertEqual((download.url, download.state), (url, "waiting"))
 
-    def said_of(self, url):
-        """What the user is told when the address is handed over."""
+    def notification_for(self, url):
+        """The notification shown when the address is passed on."""
         before = len(self.desktop.notes)
-        self.assertIs(self.browser.evaluate(self.worker, "handOver(%r, 'http://127.0.0.1/')" % url), False, url)
+        self.assertIs(self.browser.evaluate(self.worker, "passOn(%r, 'http://127.0.0.1/')" % url), False, url)
         harness.wait_until(lambda: len(self.desktop.notes) > before, 10, "a notification")
         [note] = self.desktop.notes[before:]
         return note
 
     def test_other_urls_are_left_to_the_browser_with_one_message(self):
         for url in ("https://127.0.0.1/a.bin", "data:text/plain,x", "blob:http://127.0.0.1/1", ""):
-            said = self.said_of(url)
-            self.assertIn("left to the browser.", said, url)
-            self.assertEqual(said.count("."), 1, said)
+            note = self.notification_for(url)
+            self.assertIn("left to the browser.", note, url)
+            self.assertEqual(note.count("."), 1, note)
         self.assertEqual(self.session.companion.downloads(), [])
 
     def test_menu_on_an_unsupported_url_shows_an_error(self):
@@ -205,7 +205,7 @@ class InChromium(Browser):
 
     def test_reports_an_unregistered_host(self):
         os.remove(os.path.join(self.profile, "NativeMessagingHosts/pelloraproject.pellora.json"))
-        self.assertIn("cannot be reached", self.said_of("http://127.0.0.1/a.bin"))
+        self.assertIn("cannot be reached", self.notification_for("http://127.0.0.1/a.bin"))
 
 
 class InFirefox(Browser):

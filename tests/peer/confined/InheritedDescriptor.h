@@ -1,4 +1,4 @@
-// InheritedDescriptor: where the tests leave a file open that the process has no business with.
+// InheritedDescriptor: where the tests leave a file open that the preview process must not reach.
 #pragma once
 
 namespace pellora {

@@ -55,7 +55,7 @@ bool Connects(const std::string& path) {
   return Opens(socket) && connected;
 }
 
-// In the child there is nothing to do but to end.
+// The child only exits.
 bool Parted(pid_t child) {
   if (child == 0) _exit(0);
   return child > 0 && waitpid(child, nullptr, 0) == child;
@@ -127,7 +127,7 @@ bool SharesMemory() {
   return segment >= 0 && shmctl(segment, IPC_RMID, nullptr) == 0;
 }
 
-// In the variables, or in what the kernel shows of their place in memory.
+// Whether the address is in the variables, or in the memory where the kernel shows them.
 bool KnowsTheBus() {
   std::ifstream file("/proc/self/environ");
   const std::string all{std::istreambuf_iterator<char>(file), {}};
@@ -171,7 +171,7 @@ bool CallsLikeX32() {
 using Home = const std::string&;
 
 constexpr Way kWays[] = {
-    // to talk to someone
+    // talking to others
     {"unix stream socket", [](Home) { return Socket(AF_UNIX, SOCK_STREAM); }},
     {"unix datagram socket", [](Home) { return Socket(AF_UNIX, SOCK_DGRAM); }},
     {"internet stream socket", [](Home) { return Socket(AF_INET, SOCK_STREAM); }},
@@ -189,14 +189,14 @@ constexpr Way kWays[] = {
     {"calls of i386", [](Home) { return CallsLikeI386(); }, Kind::Depends},
     {"calls of x32", [](Home) { return CallsLikeX32(); }, Kind::Depends},
 #endif
-    // to start something
+    // starting programs
     {"execve", [](Home) { return Executes(); }},
     {"execveat", [](Home) { return ExecutesAt(); }},
     {"fork", [](Home) { return Parted(fork()); }},
     {"clone", [](Home) { return Parted(static_cast<pid_t>(syscall(SYS_clone, SIGCHLD, 0, 0, 0, 0))); }},
     {"clone3", [](Home) { return Clone3(); }},
     {"user namespace", [](Home) { return syscall(SYS_unshare, CLONE_NEWUSER) == 0; }, Kind::Depends},
-    // to reach other processes
+    // reaching other processes
     {"kill", [](Home) { return kill(ParentProcess(), kHarmless) == 0; }},
     {"kill of every process", [](Home) { return kill(-1, 0) == 0; }},
     {"tgkill", [](Home) { return syscall(SYS_tgkill, ParentProcess(), ParentProcess(), kHarmless) == 0; }},
@@ -213,7 +213,7 @@ constexpr Way kWays[] = {
     {"being looked at", [](Home) { return prctl(PR_SET_DUMPABLE, 1) == 0; }},
     {"outliving the parent", [](Home) { return prctl(PR_SET_PDEATHSIG, 0) == 0; }},
     {"ioctl", [](Home) { return ioctl(STDOUT_FILENO, FIOCLEX) == 0; }},
-    // to change files
+    // changing files
     {"home", [](Home) { return KnowsTheHome(); }},
     {"creat", [](Home home) { return Opens(creat((home + "/new").c_str(), 0600)); }},
     {"open for writing", [](Home home) { return Opens(open((home + "/other").c_str(), O_WRONLY)); }},
@@ -241,7 +241,7 @@ constexpr Way kWays[] = {
     {"rename", [](Home home) { return rename((home + "/other").c_str(), (home + "/renamed").c_str()) == 0; }},
     {"unlink", [](Home home) { return unlink((home + "/other").c_str()) == 0; }},
     {"chdir", [](Home home) { return chdir(home.c_str()) == 0; }},
-    // to take more than its share
+    // taking more than its share
     {"8 GiB of memory", [](Home) { return Maps(MAP_PRIVATE); }},
     {"8 GiB of shared memory", [](Home) { return Maps(MAP_SHARED); }},
     {"300 descriptors", [](Home) { return OpensManyFiles(); }},

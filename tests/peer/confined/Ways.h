@@ -1,4 +1,4 @@
-// Ways: what a decoder that runs someone else's code might try.
+// Ways: what a decoder that runs an attacker's code might try.
 #pragma once
 
 #include <sys/types.h>
@@ -9,18 +9,18 @@
 namespace pellora {
 
 enum class Kind {
-  Certain,   // open to every process that is not confined
-  Depends,   // on the machine
-  Landlock,  // certain, and closed only where the kernel has Landlock
+  Certain,   // always works without confinement
+  Depends,   // depends on the machine
+  Landlock,  // always works without confinement, and is blocked only with Landlock
 };
 
 struct Way {
   const char* name;
-  bool (*attempt)(const std::string& home);  // true if it got out; errno says why not
+  bool (*attempt)(const std::string& home);  // true if it succeeded; otherwise errno is set
   Kind kind = Kind::Certain;
 };
 
-// To be asked once before the confinement, which refuses to say.
+// Call once before the confinement, which forbids the query.
 pid_t ParentProcess();
 
 std::span<const Way> Ways();

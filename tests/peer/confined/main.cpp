@@ -1,9 +1,9 @@
-// Tries one way out, confined as the preview process is:
+// Tries one way out, confined like the preview process:
 //   ways_out list                        names, one a line; after a tab, their Kind
 //   ways_out free|picture|media HOME WAY   prints "done", or "refused" and the error's number
-//   ways_out spin HOME                   uses the processor for ever
-//   ways_out without CALL ERROR PROGRAM ARGUMENT...   runs a program to which a call answers with an error
-// HOME holds the files "own", which is rendered, and "other", and the socket "bus".
+//   ways_out spin HOME                   uses the processor forever
+//   ways_out without CALL ERROR PROGRAM ARGUMENT...   runs a program for which a system call fails with an error
+// HOME contains the files "own", which is rendered, and "other", and the socket "bus".
 #include <fcntl.h>
 #include <seccomp.h>
 #include <unistd.h>
@@ -32,11 +32,11 @@ int List() {
   return EXIT_SUCCESS;
 }
 
-// The same steps as those of the preview process, with a thread that runs already when the last of them comes.
+// The same steps as in the preview process, with a thread already running at the last of them.
 class Confined {
  public:
   explicit Confined(Work work, const std::string& home) : work_(work) {
-    LeaveOthers();
+    IsolateProcess();
     ReduceEnvironment();
     RestrictProcess(work, open((home + "/own").c_str(), O_RDONLY | O_CLOEXEC), NamedPlaces());
   }

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include "Support.h"
+#include "core/Version.h"
 #include "desktop/BrowserManifests.h"
 #include "ports/Failure.h"
 
@@ -16,7 +17,7 @@ namespace {
 
 class BrowserManifestsTest : public ::testing::Test {
  protected:
-  void Has(const std::string& folder) { std::filesystem::create_directories(root.Path(folder)); }
+  void CreateFolder(const std::string& folder) { std::filesystem::create_directories(root.Path(folder)); }
   void Set(bool present, const std::string& program = "/opt/My \"Programs\"") {
     BrowserManifests(program, root.Path("home"), root.Path("config")).SetEntry(present);
   }
@@ -31,8 +32,8 @@ class BrowserManifestsTest : public ::testing::Test {
 };
 
 TEST_F(BrowserManifestsTest, NeverCreateTheBrowsersOwnFolder) {
-  Has("home");
-  Has("config");
+  CreateFolder("home");
+  CreateFolder("config");
   Set(true);
   Set(false);
   EXPECT_TRUE(std::filesystem::is_empty(root.Path("home")));
@@ -40,9 +41,9 @@ TEST_F(BrowserManifestsTest, NeverCreateTheBrowsersOwnFolder) {
 }
 
 TEST_F(BrowserManifestsTest, NameTheHostForEachInstalledBrowser) {
-  Has("home/.mozilla");
-  Has("config/chromium");
-  Has("config/BraveSoftware/Brave-Browser");
+  CreateFolder("home/.mozilla");
+  CreateFolder("config/chromium");
+  CreateFolder("config/BraveSoftware/Brave-Browser");
   Set(true);
   for (const std::string& path :
        {firefox, chromium,
@@ -59,8 +60,8 @@ TEST_F(BrowserManifestsTest, NameTheHostForEachInstalledBrowser) {
 }
 
 TEST_F(BrowserManifestsTest, CreateTheHostFolderOfAFirefoxWithItsProfilesElsewhere) {
-  Has("home");
-  Has("config/mozilla/firefox");
+  CreateFolder("home");
+  CreateFolder("config/mozilla/firefox");
   Set(true);
   EXPECT_EQ(Manifest(firefox)["allowed_extensions"].toArray(), QJsonArray{QString(kGeckoId)});
   std::filesystem::remove_all(root.Path("home/.mozilla"));
@@ -69,15 +70,15 @@ TEST_F(BrowserManifestsTest, CreateTheHostFolderOfAFirefoxWithItsProfilesElsewhe
 }
 
 TEST_F(BrowserManifestsTest, FollowAMovedProgram) {
-  Has("config/chromium");
+  CreateFolder("config/chromium");
   Set(true, "/one");
   Set(true, "/two");
   EXPECT_EQ(Manifest(chromium)["path"].toString(), "/two/pellora-browser-host");
 }
 
 TEST_F(BrowserManifestsTest, AreRemovedWithoutTouchingOthers) {
-  Has("home/.mozilla");
-  Has("config/chromium");
+  CreateFolder("home/.mozilla");
+  CreateFolder("config/chromium");
   Set(true);
   Put(root.Path("config/chromium/NativeMessagingHosts/other.json"), "{}");
   Set(false);
@@ -88,16 +89,21 @@ TEST_F(BrowserManifestsTest, AreRemovedWithoutTouchingOthers) {
 }
 
 TEST_F(BrowserManifestsTest, AreWrittenForOtherBrowsersIfOneFails) {
-  Has("home/.mozilla");
-  Has("config/chromium");
+  CreateFolder("home/.mozilla");
+  CreateFolder("config/chromium");
   Put(root.Path("home/.mozilla/native-messaging-hosts"), "a file where a folder should be");
   EXPECT_THROW(Set(true), Failure);
   EXPECT_TRUE(Exists(chromium));
 }
 
+QJsonObject ManifestOfTheExtension() {
+  return QJsonDocument::fromJson(QByteArray::fromStdString(Content(PELLORA_EXTENSION "/manifest.json"))).object();
+}
+
+TEST(Extension, HasTheVersionOfTheProgram) { EXPECT_EQ(ManifestOfTheExtension()["version"].toString(), kVersionText); }
+
 TEST_F(BrowserManifestsTest, NameTheExtensionByTheIdOfItsKey) {
-  const QJsonObject manifest =
-      QJsonDocument::fromJson(QByteArray::fromStdString(Content(PELLORA_EXTENSION "/manifest.json"))).object();
+  const QJsonObject manifest = ManifestOfTheExtension();
   ASSERT_FALSE(manifest.isEmpty());
   const QByteArray key = QByteArray::fromBase64(manifest["key"].toString().toLatin1());
   QByteArray id = QCryptographicHash::hash(key, QCryptographicHash::Sha256).toHex().left(32);

@@ -18,11 +18,11 @@
 namespace pellora {
 namespace {
 
-// A session bus of the test's own, and the service on it with a list that the test sets.
+// A separate session bus, and the service on it with a list that the test sets.
 class BusServiceTest : public testing::Test {
  protected:
   void SetUp() override {
-    // A bus that knows no service to start, whatever is registered on this machine.
+    // The bus knows no services to start, whatever is registered on this machine.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const char* const name : {"XDG_DATA_HOME", "XDG_DATA_DIRS", "XDG_RUNTIME_DIR"}) {
       environment.insert(name, QString::fromStdString(data.Path()));
@@ -45,7 +45,7 @@ class BusServiceTest : public testing::Test {
   }
 
   void StartService() {
-    BusDoor door;
+    BusActions door;
     door.menuUrl = [this](const std::string& url, const std::string& ref, const std::string& cookie) {
       calls.push_back("menu " + url + " " + ref + " " + cookie);
     };
@@ -55,7 +55,7 @@ class BusServiceTest : public testing::Test {
     door.show = [this] { calls.push_back("show"); };
     door.resumeAll = [this] { calls.push_back("resume"); };
     door.list = [this] { return rows; };
-    door.add = [this](const std::string& url, const BusDoor::Added& added) {
+    door.add = [this](const std::string& url, const BusActions::Added& added) {
       calls.push_back("add " + url);
       if (url.starts_with("https")) {
         added("", "Not this one.");
@@ -214,7 +214,7 @@ TEST_F(BusServiceTest, SecondInstanceFindsTheFirstAndShowsIt) {
   EXPECT_FALSE(RunningCopyFound(Bus()));
   StartService();
   EXPECT_TRUE(RunningCopyFound(Bus()));
-  // In a thread of its own, since the call waits for the answer of the service here.
+  // In a separate thread, since the call blocks until the service here replies.
   const QDBusConnection bus = Bus();
   std::future<bool> raised = std::async(std::launch::async, [&] { return RaiseRunningCopy(bus); });
   ASSERT_TRUE(RunUntil([&] { return raised.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
@@ -290,7 +290,7 @@ TEST_F(BusServiceTest, StopsWaitingAtItsTimeLimit) {
   rows = {Row(1, "a.zip", "active", 10)};
   const Result result = Control({"wait", "--timeout", "0.3"});
   EXPECT_EQ(result.code, 4);
-  EXPECT_EQ(result.out, "a.zip: not finished, the time ran out\n");
+  EXPECT_EQ(result.out, "a.zip: not finished, timed out\n");
 }
 
 TEST_F(BusServiceTest, ReportsThatTheProgramIsNotRunning) {

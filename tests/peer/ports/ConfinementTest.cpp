@@ -54,7 +54,7 @@ bool HasLandlock() {
   return syscall(SYS_landlock_create_ruleset, nullptr, std::size_t{0}, LANDLOCK_CREATE_RULESET_VERSION) > 0;
 }
 
-// A home with a bus that listens, made anew for each attempt.
+// A home with a listening bus, recreated for each attempt.
 class Home {
  public:
   Home() {
@@ -76,7 +76,7 @@ class Home {
   Home& operator=(const Home&) = delete;
   std::string Path(const std::string& name) const { return folder_.Path(name); }
   QString Name() const { return QString::fromStdString(folder_.Path()); }
-  // Whether all is as it was made.
+  // Whether nothing was changed.
   bool IsUntouched() const {
     namespace fs = std::filesystem;
     const auto count = std::distance(fs::directory_iterator(folder_.Path()), fs::directory_iterator());
@@ -119,7 +119,7 @@ TEST(Confinement, LeavesEachWayOutOpenToAnUnconfinedProcess) {
 }
 
 void ExpectClosed(const Outcome& outcome, const NamedWay& way, bool landlock) {
-  if (way.kind == "landlock" && !landlock) return;  // open, or closed by what else the kernel has
+  if (way.kind == "landlock" && !landlock) return;  // may be blocked by other means of the kernel
   if (way.name.startsWith(QStringLiteral("calls of "))) {
     EXPECT_FALSE(outcome.exited) << way.name.toStdString();
     EXPECT_EQ(outcome.code, SIGSYS) << way.name.toStdString();
@@ -211,7 +211,7 @@ TEST(ProcessorTimes, GrowByEachExtension) {
   EXPECT_TRUE(spinning.EndsByItsLimit());
 }
 
-// The preview process in a kernel that refuses one of the steps.
+// The preview process on a kernel that refuses one of the steps.
 class UnconfinedPreview : public testing::Test {
  protected:
   UnconfinedPreview() {

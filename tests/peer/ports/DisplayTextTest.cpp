@@ -37,32 +37,32 @@ const std::string kAcute = "\xCC\x81";         // U+0301, a combining mark
 const std::string kGrin = "\xF0\x9F\x98\x80";  // U+1F600, a surrogate pair in UTF-16
 
 TEST(DisplayText, CutsTextThatDoesNotFitWithAnEllipsis) {
-  const auto longest = static_cast<std::size_t>(kLongestDrawn);
-  EXPECT_EQ(DisplayLine(std::string(longest, 'a')), QString(kLongestDrawn, u'a'));
+  const auto longest = static_cast<std::size_t>(kMaxDrawnLength);
+  EXPECT_EQ(DisplayLine(std::string(longest, 'a')), QString(kMaxDrawnLength, u'a'));
   for (const auto shown : {&DisplayLine, &DisplayText}) {
-    EXPECT_EQ(shown(std::string(longest + 1, 'a')), QString(kLongestDrawn, u'a') + QChar(0x2026));
-    EXPECT_EQ(shown(std::string(1 << 20, 'a')), QString(kLongestDrawn, u'a') + QChar(0x2026));
+    EXPECT_EQ(shown(std::string(longest + 1, 'a')), QString(kMaxDrawnLength, u'a') + QChar(0x2026));
+    EXPECT_EQ(shown(std::string(1 << 20, 'a')), QString(kMaxDrawnLength, u'a') + QChar(0x2026));
   }
 }
 
 TEST(DisplayText, CutsBetweenWholeCharacters) {
-  // A letter with its mark across the limit goes whole.
-  const std::string before(static_cast<std::size_t>(kLongestDrawn) - 1, 'a');
-  EXPECT_EQ(DisplayLine(before + "e" + kAcute + "z"), QString(kLongestDrawn - 1, u'a') + QChar(0x2026));
-  EXPECT_EQ(DisplayLine(before + kGrin), QString(kLongestDrawn - 1, u'a') + QChar(0x2026));
-  // Letters of several persons joined into one picture, too.
+  // A letter with its mark across the limit is cut as one.
+  const std::string before(static_cast<std::size_t>(kMaxDrawnLength) - 1, 'a');
+  EXPECT_EQ(DisplayLine(before + "e" + kAcute + "z"), QString(kMaxDrawnLength - 1, u'a') + QChar(0x2026));
+  EXPECT_EQ(DisplayLine(before + kGrin), QString(kMaxDrawnLength - 1, u'a') + QChar(0x2026));
+  // So are several people joined into one emoji.
   const std::string family = kGrin + "\xE2\x80\x8D" + kGrin;
   const QString cut = DisplayLine(before.substr(3) + family + "z");
-  EXPECT_EQ(cut, QString(kLongestDrawn - 4, u'a') + QChar(0x2026));
+  EXPECT_EQ(cut, QString(kMaxDrawnLength - 4, u'a') + QChar(0x2026));
 }
 
 TEST(DisplayText, CutsInsideAnOverlongCharacter) {
   const QString marked = DisplayLine("e" + Repeated(kAcute, 25000));
-  EXPECT_EQ(marked.size(), kLongestDrawn + 1);
+  EXPECT_EQ(marked.size(), kMaxDrawnLength + 1);
   EXPECT_TRUE(marked.endsWith(QChar(0x2026)));
-  // Joined pictures without an end: no half of a pair is left.
+  // An endless sequence of joined emojis: no half of a surrogate pair is left.
   const QString joined = DisplayLine("a" + Repeated(kGrin + "\xE2\x80\x8D", 10000));
-  EXPECT_LE(joined.size(), kLongestDrawn + 1);
+  EXPECT_LE(joined.size(), kMaxDrawnLength + 1);
   EXPECT_FALSE(joined.at(joined.size() - 2).isHighSurrogate());
 }
 

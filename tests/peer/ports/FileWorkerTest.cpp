@@ -18,7 +18,7 @@
 namespace pellora {
 namespace {
 
-// Opened by the test; works wait before it.
+// Works wait here until the test opens it.
 class Barrier {
  public:
   void Open() {
@@ -39,7 +39,7 @@ class Barrier {
   bool open_ = false;
 };
 
-// Tells where it was destroyed.
+// Records in which thread it was destroyed.
 class Trail {
  public:
   explicit Trail(std::atomic<std::thread::id>& where) : where_(where) {}
@@ -58,7 +58,7 @@ class FileWorkerTest : public testing::Test {
 TEST_F(FileWorkerTest, RunsBesideTheLoopAndReportsTheEndOnIt) {
   const auto barrier = std::make_shared<Barrier>();
   std::thread::id worked;
-  std::optional<std::thread::id> told;
+  std::optional<std::thread::id> delivered;
   worker.Run(
       [&worked, barrier] {
         barrier->Wait();
@@ -66,32 +66,32 @@ TEST_F(FileWorkerTest, RunsBesideTheLoopAndReportsTheEndOnIt) {
       },
       [&](std::exception_ptr failure) {
         EXPECT_FALSE(failure);
-        told = std::this_thread::get_id();
+        delivered = std::this_thread::get_id();
       });
-  EXPECT_FALSE(told);
+  EXPECT_FALSE(delivered);
   barrier->Open();
-  ASSERT_TRUE(RunUntil([&] { return told.has_value(); }));
-  EXPECT_EQ(*told, std::this_thread::get_id());
+  ASSERT_TRUE(RunUntil([&] { return delivered.has_value(); }));
+  EXPECT_EQ(*delivered, std::this_thread::get_id());
   EXPECT_NE(worked, std::this_thread::get_id());
 }
 
 TEST_F(FileWorkerTest, NeverReportsTheEndInsideTheCall) {
   bool inside = true;
-  bool told = false;
+  bool delivered = false;
   worker.Run([] {},
              [&](std::exception_ptr) {
                EXPECT_FALSE(inside);
-               told = true;
+               delivered = true;
              });
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
   inside = false;
-  ASSERT_TRUE(RunUntil([&] { return told; }));
+  ASSERT_TRUE(RunUntil([&] { return delivered; }));
 }
 
 TEST_F(FileWorkerTest, RunsJobsOneAtATimeInOrder) {
   std::atomic<int> running = 0;
   std::vector<int> worked;
-  std::vector<int> told;
+  std::vector<int> delivered;
   for (int i = 0; i < 200; ++i) {
     worker.Run(
         [&, i] {
@@ -99,11 +99,11 @@ TEST_F(FileWorkerTest, RunsJobsOneAtATimeInOrder) {
           worked.push_back(i);
           --running;
         },
-        [&, i](std::exception_ptr) { told.push_back(i); });
+        [&, i](std::exception_ptr) { delivered.push_back(i); });
   }
-  ASSERT_TRUE(RunUntil([&] { return told.size() == 200; }));
-  EXPECT_EQ(worked, told);
-  EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
+  ASSERT_TRUE(RunUntil([&] { return delivered.size() == 200; }));
+  EXPECT_EQ(worked, delivered);
+  EXPECT_TRUE(std::is_sorted(delivered.begin(), delivered.end()));
 }
 
 TEST_F(FileWorkerTest, ReportsAFailureAndContinues) {
@@ -126,13 +126,13 @@ TEST_F(FileWorkerTest, ReportsAFailureAndContinues) {
 TEST_F(FileWorkerTest, ReleasesCapturesOnItsThread) {
   std::atomic<std::thread::id> where;
   auto trail = std::make_shared<Trail>(where);
-  bool told = false;
+  bool delivered = false;
   worker.Run([trail = std::move(trail)] {},
              [&](std::exception_ptr) {
                EXPECT_NE(where.load(), std::thread::id());
-               told = true;
+               delivered = true;
              });
-  ASSERT_TRUE(RunUntil([&] { return told; }));
+  ASSERT_TRUE(RunUntil([&] { return delivered; }));
   EXPECT_NE(where.load(), std::this_thread::get_id());
 }
 
@@ -140,7 +140,7 @@ TEST(FileWorker, EndsWithoutWaitingForAWorkThatHangs) {
   const auto barrier = std::make_shared<Barrier>();
   const auto begun = std::make_shared<Barrier>();
   const auto others = std::make_shared<std::atomic<int>>(0);
-  int told = 0;
+  int delivered = 0;
   {
     EventGate gate;
     FileWorker worker(gate);
@@ -149,13 +149,13 @@ TEST(FileWorker, EndsWithoutWaitingForAWorkThatHangs) {
           begun->Open();
           barrier->Wait();
         },
-        [&](std::exception_ptr) { ++told; });
-    worker.Run([others] { ++*others; }, [&](std::exception_ptr) { ++told; });
+        [&](std::exception_ptr) { ++delivered; });
+    worker.Run([others] { ++*others; }, [&](std::exception_ptr) { ++delivered; });
     begun->Wait();
   }
   barrier->Open();
-  EXPECT_TRUE(RunUntil([&] { return barrier.use_count() == 1; }));  // its thread has let go
-  EXPECT_EQ(told, 0);
+  EXPECT_TRUE(RunUntil([&] { return barrier.use_count() == 1; }));  // its thread has released it
+  EXPECT_EQ(delivered, 0);
   EXPECT_EQ(*others, 0);
 }
 

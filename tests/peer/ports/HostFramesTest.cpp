@@ -11,7 +11,7 @@
 namespace pellora {
 namespace {
 
-// What a browser has written, to be read in pieces that it chooses.
+// The browser's end of the stream, which delivers it in pieces of any size.
 class Pipe {
  public:
   explicit Pipe(const std::string& bytes) {
@@ -46,8 +46,8 @@ TEST(ReadFrame, ReportsHowAFrameIsBroken) {
       {"", FrameEnd::End},
       {Length(0), FrameEnd::Empty},
       {Length(0xFFFFFFFFU) + "x", FrameEnd::TooLong},
-      {Length(kLongestFrame + 1), FrameEnd::TooLong},
-      {Length(kLongestFrame), FrameEnd::CutShort},
+      {Length(kMaxFrameLength + 1), FrameEnd::TooLong},
+      {Length(kMaxFrameLength), FrameEnd::CutShort},
       {Length(5) + "1234", FrameEnd::CutShort},
       {Length(5).substr(0, 3), FrameEnd::CutShort},
   };

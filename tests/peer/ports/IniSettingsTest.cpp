@@ -1,8 +1,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include "Support.h"
 #include "desktop/IniSettings.h"
@@ -85,9 +89,73 @@ TEST_F(IniSettingsTest, KeepsApplicationsSeparate) {
 
 TEST_F(IniSettingsTest, FailedWriteKeepsTheFileAndLeavesNoDraft) {
   Write("[Options]\nA=1\n");
-  // A folder in the file's place fails for every user, root included.
+  // A folder in place of the file fails for every user, even root.
   PosixFiles().CreateFolder(folder.Path("config/pellora/Brenmoor.ini"));
   EXPECT_THROW(settings.Set("Brenmoor", "A", "2"), Failure);
+  EXPECT_EQ(PosixFiles().FilesIn(folder.Path("config/pellora")), std::vector<std::string>{"Pellora.ini"});
+}
+
+// Counts the files that lose their name in a folder, as the draft of each replacement does. Drafts have names of
+// their own; the replaced file's name would count once, as inotify merges equal events.
+class Renames {
+ public:
+  explicit Renames(const std::string& folder) { inotify_add_watch(fd_, folder.c_str(), IN_MOVED_FROM); }
+  ~Renames() { close(fd_); }
+  Renames(const Renames&) = delete;
+  Renames& operator=(const Renames&) = delete;
+
+  int Count() const {
+    alignas(inotify_event) char events[4096];
+    const ssize_t length = read(fd_, events, sizeof events);
+    int count = 0;
+    for (ssize_t at = 0; at < length; ++count) {
+      at += static_cast<ssize_t>(sizeof(inotify_event) + reinterpret_cast<const inotify_event*>(events + at)->len);
+    }
+    return count;
+  }
+
+ private:
+  const int fd_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+};
+
+TEST_F(IniSettingsTest, SetAllReplacesTheFileOnce) {
+  Write("; mine\n[Options]\nA=1\nB=2\n[More]\nA=3\n");
+  const Renames renames(folder.Path("config/pellora"));
+  settings.SetAll("Pellora", {{"C", "4"}, {"A", "9"}, {"D", " 5"}, {"B", "2"}});
+  EXPECT_EQ(Content(file), "; mine\n[Options]\nA=9\nB=2\nC=4\nD=\" 5\"\n[More]\nA=3\n");
+  EXPECT_EQ(renames.Count(), 1);
+  settings.SetAll("Pellora", {{"A", "9"}, {"D", " 5"}});
+  EXPECT_EQ(renames.Count(), 0);
+}
+
+// No file may grow beyond `bytes` while it lives.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &former_);
+    const rlimit small{bytes, former_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &former_);
+    std::signal(SIGXFSZ, handler_);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  rlimit former_{};
+  void (*handler_)(int) = std::signal(SIGXFSZ, SIG_IGN);
+};
+
+TEST_F(IniSettingsTest, FailedSetAllChangesNoKey) {
+  const std::string before = "[Options]\nA=1\nB=2\n";
+  Write(before);
+  {
+    const FileSizeLimit limit(100);
+    EXPECT_THROW(settings.SetAll("Pellora", {{"A", "9"}, {"B", std::string(200, 'b')}, {"C", "4"}}), Failure);
+  }
+  EXPECT_EQ(Content(file), before);
   EXPECT_EQ(PosixFiles().FilesIn(folder.Path("config/pellora")), std::vector<std::string>{"Pellora.ini"});
 }
 
@@ -99,7 +167,7 @@ TEST_F(IniSettingsTest, WriteRemovesOnlyTheDraftsOfKilledWrites) {
     Put(file + end, "half");
   }
   const int fd = open(held.c_str(), O_RDONLY | O_CLOEXEC);
-  ASSERT_EQ(flock(fd, LOCK_EX), 0);  // as the program that is writing it now
+  ASSERT_EQ(flock(fd, LOCK_EX), 0);  // like a program that is writing it
   settings.Set("Pellora", "A", "2");
   close(fd);
   EXPECT_EQ(PosixFiles().FilesIn(folder.Path("config/pellora")),

@@ -19,14 +19,14 @@ class LibarchiveUnzipTest : public ::testing::Test {
  protected:
   LibarchiveUnzipTest() { fs::create_directory(folder); }
 
-  int Unpack(const std::string& bytes, const std::string& into = {}, std::int64_t most = LibarchiveUnzip::kMostBytes) {
+  int Unpack(const std::string& bytes, const std::string& into = {}, std::int64_t most = LibarchiveUnzip::kMaxBytes) {
     Put(archive, bytes);
     messages.clear();
     return LibarchiveUnzip(most).Unpack(archive, into.empty() ? folder : into,
                                         [this](std::string_view text) { messages += text; });
   }
   int Unpack(const std::vector<ZipMember>& members) { return Unpack(ZipBytes(members)); }
-  // Everything below the test's folder but the archive, without the folder's own path.
+  // Everything below the test's folder but the archive, as relative paths.
   std::vector<std::string> Found() {
     std::vector<std::string> found;
     for (const auto& entry : fs::recursive_directory_iterator(root.Path())) {
@@ -64,7 +64,7 @@ TEST_F(LibarchiveUnzipTest, KeepsNonAsciiNamesInAnyLocale) {
   const std::string former = setlocale(LC_ALL, nullptr);
   for (const char* locale : {"C", "C.UTF-8"}) {
     ASSERT_NE(setlocale(LC_ALL, locale), nullptr);
-    for (const std::uint16_t flags : {0x0800, 0}) {  // said to be UTF-8, and not said to be anything
+    for (const std::uint16_t flags : {0x0800, 0}) {  // marked as UTF-8, and not marked
       EXPECT_EQ(Unpack({{name, "x", 0100644, flags}}), kUnzipDone) << locale << flags;
       EXPECT_EQ(Found(), (Names{"to/" + name})) << locale << flags;
     }
@@ -131,7 +131,7 @@ TEST_F(LibarchiveUnzipTest, UnpacksIntoALinkedFolder) {
 }
 
 TEST_F(LibarchiveUnzipTest, SurvivesNamesOfThousandsOfBytes) {
-  // 70,000 does not fit the field: the archive is broken behind the name. 65,535 does.
+  // 70,000 does not fit into the field, so the archive is damaged after the name. 65,535 fits.
   EXPECT_NE(Unpack({{std::string(70'000, 'n'), "x"}, {"good", "g"}}), kUnzipDone);
   for (const std::string& name : Found()) EXPECT_LE(name.size(), 300U);
   EXPECT_EQ(Unpack({{std::string(65'535, 'n'), "x"}, {"good", "g"}}), kUnzipMembersLeftOut);

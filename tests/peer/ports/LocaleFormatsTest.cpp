@@ -1,4 +1,4 @@
-// The forms of dates and times of every locale that the toolkit knows, read back by the options' own reader.
+// The date and time formats of every locale known to Qt, parsed again by the reader of the options.
 #include <gtest/gtest.h>
 
 #include <QLocale>

@@ -17,7 +17,7 @@ class PosixFilesTest : public testing::Test {
   Folder folder;
   PosixFiles files;
 
-  // The text of the Failure that `operation` must end in.
+  // The text of the Failure that `operation` must throw.
   template <class Operation>
   std::string FailureOf(Operation&& operation) {
     try {
@@ -75,7 +75,7 @@ TEST_F(PosixFilesTest, ReserveAllocatesSpaceIfTheDiskCan) {
 }
 
 TEST_F(PosixFilesTest, ReserveSucceedsIfTheDiskReportsNoFreeSpace) {
-  files.Open("/proc/self/comm", FileKind::Output)->Reserve(1000);  // neither reserves nor has a size of its own
+  files.Open("/proc/self/comm", FileKind::Output)->Reserve(1000);  // can neither reserve nor report a size
 }
 
 TEST_F(PosixFilesTest, ReserveFailsBeyondTheFreeSpace) {

@@ -22,9 +22,9 @@
 namespace pellora {
 namespace {
 
-constexpr std::size_t kMoreThanFits = std::size_t{8} << 20;  // bytes; into what the kernel keeps for a socket
+constexpr std::size_t kMoreThanFits = std::size_t{8} << 20;  // bytes; more than the kernel buffers for a socket
 
-// A listening socket on loopback; the test plays the peer.
+// A listening socket on loopback: the test acts as the peer.
 class Peer {
  public:
   explicit Peer(int family = AF_INET) : listener_(socket(family, SOCK_STREAM, 0)) {
@@ -52,7 +52,7 @@ class Peer {
   }
   bool Bound() const { return bound_; }
   int Port() const { return port_; }
-  // The connection is made by the event loop, so that runs until it stands.
+  // Runs the event loop until the connection is established, since the loop connects.
   void Accept() {
     fcntl(listener_, F_SETFL, O_NONBLOCK);
     ASSERT_TRUE(RunUntil([this] {
@@ -60,7 +60,7 @@ class Peer {
       return connection_ >= 0;
     }));
   }
-  // Whether a connection has come about by now, without a turn of the event loop.
+  // Whether a connection has arrived already, without a turn of the event loop.
   bool IsDialled() const {
     pollfd waiting{listener_, POLLIN, 0};
     return poll(&waiting, 1, 2000) == 1;
@@ -69,10 +69,10 @@ class Peer {
     if (listener_ >= 0) close(listener_);
     listener_ = -1;
   }
-  void Say(const std::string& text) const {
+  void Send(const std::string& text) const {
     ASSERT_EQ(send(connection_, text.data(), text.size(), MSG_NOSIGNAL), static_cast<ssize_t>(text.size()));
   }
-  std::string Hear(std::size_t bytes) const {
+  std::string Receive(std::size_t bytes) const {
     std::string text(bytes, '\0');
     const ssize_t count = recv(connection_, text.data(), bytes, MSG_WAITALL);
     text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
@@ -95,7 +95,7 @@ class Peer {
   bool bound_ = false;
 };
 
-// Notes what happens; `then` runs inside each event.
+// Records the events; `then` runs inside each of them.
 class Recorder final : public ConnectionEvents {
  public:
   void Connected() override { Note("connected"); }
@@ -150,8 +150,8 @@ TEST_F(PosixNetworkTest, ConnectsAfterTheCallAndCarriesBytesBothWays) {
   peer.Accept();
   ASSERT_TRUE(Wait("connected"));
   connection->Send(std::string("GET\0x", 5));
-  EXPECT_EQ(peer.Hear(5), std::string("GET\0x", 5));
-  peer.Say(std::string("answer\0!", 8));
+  EXPECT_EQ(peer.Receive(5), std::string("GET\0x", 5));
+  peer.Send(std::string("answer\0!", 8));
   ASSERT_TRUE(Wait("data"));
   EXPECT_EQ(recorder.bytes, std::string("answer\0!", 8));
 }
@@ -179,7 +179,7 @@ TEST_F(PosixNetworkTest, ConnectsToALiteralAddressInsideTheCallAndReportsLater) 
 }
 
 TEST_F(PosixNetworkTest, LiteralAddressThatFailsAtOnceReportsLaterAndOnce) {
-  const char* const broadcast = "255.255.255.255";  // which no stream can be connected to
+  const char* const broadcast = "255.255.255.255";  // cannot be connected to by TCP
   connection = network.Connect(broadcast, 80, recorder);
   EXPECT_EQ(recorder.log, "");
   ASSERT_TRUE(Wait("failed"));
@@ -197,16 +197,16 @@ TEST_F(PosixNetworkTest, LiteralAddressThatFailsAtOnceReportsLaterAndOnce) {
 
 TEST_F(PosixNetworkTest, DeliversOneBlockPerReadiness) {
   ConnectAndAccept();
-  peer.Say("first ");
-  peer.Say("second ");
-  peer.Say("third");
+  peer.Send("first ");
+  peer.Send("second ");
+  peer.Send("third");
   ASSERT_TRUE(RunUntil([&] { return recorder.bytes.size() == 18; }));
   EXPECT_EQ(recorder.blocks, 1);
 }
 
 TEST_F(PosixNetworkTest, DeliversAllDataBeforeTheEnd) {
   ConnectAndAccept();
-  peer.Say(std::string(100000, 'a'));
+  peer.Send(std::string(100000, 'a'));
   peer.Hangup();
   ASSERT_TRUE(Wait("closed"));
   EXPECT_EQ(recorder.bytes, std::string(100000, 'a'));
@@ -276,7 +276,7 @@ TEST_F(PosixNetworkTest, SendsTheRestAfterAPartialWrite) {
   connection->Send(sent);
   connection->Send("end");
   std::string heard;
-  std::thread reader([&] { heard = peer.Hear(sent.size() + 3); });
+  std::thread reader([&] { heard = peer.Receive(sent.size() + 3); });
   RunUntil([&] { return heard.size() == sent.size() + 3; }, 3000);
   reader.join();
   EXPECT_TRUE(heard == sent + "end");
@@ -285,7 +285,7 @@ TEST_F(PosixNetworkTest, SendsTheRestAfterAPartialWrite) {
 TEST_F(PosixNetworkTest, LeavesDataInTheKernelWhileNotReading) {
   ConnectAndAccept();
   connection->SetReading(false);
-  peer.Say("later");
+  peer.Send("later");
   RunFor(50);
   EXPECT_EQ(recorder.bytes, "");
   connection->SetReading(true);
@@ -297,7 +297,7 @@ TEST_F(PosixNetworkTest, ReadingCanBeDisabledBeforeConnecting) {
   Connect();
   connection->SetReading(false);
   peer.Accept();
-  peer.Say("early");
+  peer.Send("early");
   peer.Hangup();
   ASSERT_TRUE(Wait("connected"));
   RunFor(50);
@@ -309,7 +309,7 @@ TEST_F(PosixNetworkTest, ReadingCanBeDisabledBeforeConnecting) {
 
 TEST_F(PosixNetworkTest, CloseDropsDataThatHasArrived) {
   ConnectAndAccept();
-  peer.Say("unheard");
+  peer.Send("unheard");
   connection->Close();
   connection->Close();
   RunFor(50);
@@ -331,7 +331,7 @@ TEST_F(PosixNetworkTest, CanBeDestroyedInsideAnyOfItsEvents) {
       if (events2.Saw(event)) made.reset();
     };
     peer.Accept();
-    peer.Say("x");
+    peer.Send("x");
     peer.Hangup();
     EXPECT_TRUE(RunUntil([&] { return made == nullptr; })) << event;
     RunFor(10);

@@ -1,4 +1,4 @@
-// The media port against processes of all kinds: scripts that misbehave, and the preview process itself.
+// The media port with misbehaving scripts as the preview process, and with the real one.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -38,13 +38,13 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A window that has no view, for a surface.
+// A window without a view, as the owner of a surface.
 struct Pane : Window {
   explicit Pane(Platform& given) : Window(given, "Pane", "") { Picture3.Resized(200, 150); }
   MediaSurface Picture3{this, "Picture3"};
 };
 
-// A window asks nothing of its platform before it is shown.
+// A window uses nothing of its platform before it is shown.
 template <class Port>
 Port& Unused() {
   static std::aligned_storage_t<64, 16> storage;
@@ -77,7 +77,7 @@ class PreviewMediaTest : public testing::Test {
     EXPECT_TRUE(RunUntil([this] { return !media || media->Processes() == 0; }));
   }
 
-  // Another program in the preview process's place.
+  // Runs a script in place of the preview process.
   void Script(const std::string& text, const PreviewLimits& limits = {}) {
     const std::string path = folder.Path("script");
     Put(path, "#!/bin/sh\n" + text + "\n");
@@ -94,7 +94,7 @@ class PreviewMediaTest : public testing::Test {
     graph = media->NewGraph();
     graph->SetOwner(pane->Picture3);
     graph->RenderFile(path, [this](bool rendered) { outcome = rendered; });
-    EXPECT_FALSE(outcome.has_value());  // it is posted
+    EXPECT_FALSE(outcome.has_value());  // the outcome is posted
   }
   bool Renders(const std::string& path) {
     Begin(path);
@@ -120,7 +120,7 @@ class PreviewMediaTest : public testing::Test {
   std::optional<bool> outcome;
 };
 
-// Heads and pixels as octal escapes of printf.
+// Headers and pixels as octal escapes for printf.
 constexpr const char* kRendered = "printf '\\001\\000\\000\\000\\000\\000\\000\\000\\000\\000\\000\\000'\n";
 constexpr const char* kRedPixel =
     "printf '\\002\\000\\000\\000\\001\\000\\000\\000\\001\\000\\000\\000\\000\\000\\377\\377'\n";
@@ -147,13 +147,13 @@ TEST_F(PreviewMediaTest, RendersNothingIfTheProcessDies) {
 }
 
 TEST_F(PreviewMediaTest, EndsASilentProcess) {
-  Script("trap '' TERM; exec sleep 60", {.patience = 300ms});
+  Script("trap '' TERM; exec sleep 60", {.renderTimeout = 300ms});
   EXPECT_FALSE(Renders("/a.avi"));
   EXPECT_TRUE(RunUntil([this] { return media->Processes() == 0; }));
 }
 
 TEST_F(PreviewMediaTest, EndsAProcessThatUsesTheProcessorAndShowsNothing) {
-  // The second holds off the system's signal.
+  // The second blocks the kernel's signal.
   for (const char* start : {"", "trap '' XCPU\n"}) {
     Script(start + std::string(kRendered) + "while :; do :; done", {.processorTime = 1s});
     EXPECT_TRUE(Renders("/a.avi"));
@@ -163,7 +163,7 @@ TEST_F(PreviewMediaTest, EndsAProcessThatUsesTheProcessorAndShowsNothing) {
   }
 }
 
-// The limit of processor time of the process that wrote its number to a file.
+// The limit of processor time of the process whose number is in the file.
 rlim_t ProcessorLimit(const std::string& file) {
   rlimit limit{};
   EXPECT_EQ(prlimit(std::stoi("0" + Content(file)), RLIMIT_CPU, nullptr, &limit), 0);
@@ -186,7 +186,7 @@ TEST_F(PreviewMediaTest, ExtendsProcessorTimeSlowlyDuringASound) {
   Script("echo $$ >" + number + "\n" + kRendered + "cat >/dev/null", {.processorTime = 1s});
   EXPECT_TRUE(Renders("/a.mp3"));
   RunFor(1500);
-  EXPECT_LE(ProcessorLimit(number), 2U);  // one second, and what starting took
+  EXPECT_LE(ProcessorLimit(number), 2U);  // one second more than starting took
   graph->Run();
   EXPECT_TRUE(RunUntil([&] { return ProcessorLimit(number) > 2; }));
   graph->Stop();
@@ -271,7 +271,7 @@ TEST_F(PreviewMediaTest, KeepsThePicturesProportions) {
   EXPECT_EQ(Frame()->width, 200);
   EXPECT_EQ(Frame()->height, 100);
   EXPECT_EQ(Frame()->pixels.at(0), 0xff0000ffU);
-  // Its process has nothing more to do; orders are harmless and the picture stays.
+  // The process has exited; commands have no effect and the picture stays.
   EXPECT_TRUE(RunUntil([this] { return media->Processes() == 0; }));
   RunFor(50);
   graph->Run();
@@ -292,7 +292,7 @@ TEST_F(PreviewMediaTest, RendersNothingForOtherFiles) {
 }
 
 TEST_F(PreviewMediaTest, RefusesAPipeNamedLikeAVideoWithoutWaiting) {
-  Use(PELLORA_PREVIEW, {.patience = 60s});
+  Use(PELLORA_PREVIEW, {.renderTimeout = 60s});
   for (const char* name : {"pipe.avi", "pipe.tga", "pipe"}) {
     ASSERT_EQ(mkfifo(folder.Path(name).c_str(), 0600), 0);
     EXPECT_FALSE(Renders(folder.Path(name))) << name;
@@ -324,7 +324,7 @@ long ResidentPages() {
   return resident;
 }
 
-// Clicks that supersede each other and clicks that come to their end, over files that break in many ways.
+// Clicks that supersede each other and clicks that complete, with files damaged in many ways.
 TEST_F(PreviewMediaTest, BrokenFilesLeaveNoProcessOrDescriptor) {
   Script("read line; case $line in *1) exit 1;; *2) exec yes;; *3) kill -SEGV $$;; *) exec sleep 60;; esac");
   const auto click = [this](int i) {
@@ -348,7 +348,7 @@ TEST_F(PreviewMediaTest, BrokenFilesLeaveNoProcessOrDescriptor) {
   EXPECT_LT((ResidentPages() - pages) * sysconf(_SC_PAGESIZE), 2 * 1024 * 1024);
 }
 
-// The longest time that the event loop could not turn.
+// Measures the longest time that the event loop was blocked.
 class Stalls {
  public:
   Stalls() {
@@ -375,9 +375,9 @@ TEST_F(PreviewMediaTest, GigabyteVideoDoesNotStallTheProgram) {
                  QStringLiteral("-i"), QStringLiteral("testsrc=size=640x480:rate=25:duration=4"),
                  QStringLiteral("-c:v"), QStringLiteral("mpeg4"), QString::fromStdString(path)});
   ASSERT_TRUE(encoder.waitForFinished(60000) && encoder.exitCode() == 0);
-  std::filesystem::resize_file(path, std::uintmax_t{1} << 30);  // its end lies in a hole of the file
+  std::filesystem::resize_file(path, std::uintmax_t{1} << 30);  // its end is a hole in the file
   Use(PELLORA_PREVIEW);
-  // A busy machine may hold this process up as well; what the program blocks, it blocks every time.
+  // A busy machine may delay this process as well; the program itself would block every time.
   double longest = 0;
   for (int attempt = 0; attempt < 5; ++attempt) {
     RunFor(50);

@@ -58,7 +58,7 @@ TEST_F(Stills, DecodeALargePhotographAtReducedSize) {
 }
 
 TEST_F(Stills, RefuseToUseMoreMemoryThanAllowed) {
-  // A header alone: 60,000 by 60,000 pixels.
+  // Only a header, for 60,000 by 60,000 pixels.
   std::string bmp = Content(Write("a.bmp", "BMP", {4, 4}));
   for (const int at : {18, 22}) {
     bmp[static_cast<std::size_t>(at)] = '\x60';

@@ -1,4 +1,4 @@
-// What the port tests share: a folder that goes with its test, and an event loop run until something holds.
+// Support for the port tests: a temporary folder, and running the event loop until a condition holds.
 #pragma once
 
 #include <QCoreApplication>
@@ -15,10 +15,10 @@
 
 namespace pellora {
 
-// False if it did not come true in time.
+// False if it did not hold in time.
 inline bool RunUntil(const std::function<bool()>& condition, int milliseconds = 30000) {
   const QDeadlineTimer deadline(milliseconds);
-  QTimer wake;  // what a condition looks at may change in another thread or process
+  QTimer wake;  // the condition may depend on another thread or process
   wake.start(10);
   while (!condition()) {
     if (deadline.hasExpired()) return false;

@@ -11,17 +11,17 @@ DownloadRow Row(int index, const QString& url, const QString& state, int receive
 
 TEST(WaitList, FollowsADownloadThroughARedirect) {
   WaitList waits(QStringList{"http://a/1"});
-  waits.Look({Row(4, "http://a/1", "active")});
-  waits.Look({Row(4, "http://b/2", "active", 50)});
+  waits.Update({Row(4, "http://a/1", "active")});
+  waits.Update({Row(4, "http://b/2", "active", 50)});
   EXPECT_FALSE(waits.Done());
-  waits.Look({Row(4, "http://b/2", "finished", 100)});
+  waits.Update({Row(4, "http://b/2", "finished", 100)});
   EXPECT_TRUE(waits.AllFinished());
 }
 
 TEST(WaitList, NoticesThatAnotherDownloadTookTheSlot) {
   WaitList waits(QStringList{"4"});
-  waits.Look({Row(4, "http://a/1", "active", 50)});
-  waits.Look({Row(4, "http://a/1", "finished", 100, 2)});
+  waits.Update({Row(4, "http://a/1", "active", 50)});
+  waits.Update({Row(4, "http://a/1", "finished", 100, 2)});
   EXPECT_TRUE(waits.Done());
   EXPECT_FALSE(waits.AllFinished());
   EXPECT_EQ(waits.Items()[0].reason, "it is no longer in the list");
@@ -29,9 +29,9 @@ TEST(WaitList, NoticesThatAnotherDownloadTookTheSlot) {
 
 TEST(WaitList, FindsADownloadByItsId) {
   WaitList waits(QStringList{"4-2-x"});
-  waits.Look({Row(4, "http://a/1", "finished", 100)});
+  waits.Update({Row(4, "http://a/1", "finished", 100)});
   EXPECT_FALSE(waits.Done());
-  waits.Look({Row(4, "http://b/2", "finished", 100, 2)});
+  waits.Update({Row(4, "http://b/2", "finished", 100, 2)});
   EXPECT_TRUE(waits.AllFinished());
 }
 
@@ -41,13 +41,13 @@ TEST(WaitList, ShowsHowLongNoByteHasArrived) {
   WaitList waits(QList<DownloadRow>{row});
   EXPECT_EQ(ProgressLine(waits.Items()[0]), "file: 0.0%, 50 of 100 bytes, active, no byte for 10 s");
   row.silentSeconds = 9;
-  waits.Look({row});
+  waits.Update({row});
   EXPECT_EQ(ProgressLine(waits.Items()[0]), "file: 0.0%, 50 of 100 bytes, active");
 }
 
 TEST(WaitList, WaitsForAUrlToBeListedUntilItExpires) {
   WaitList waits(QStringList{"http://a/1"});
-  waits.Look({});
+  waits.Update({});
   EXPECT_FALSE(waits.Done());
   waits.Expire();
   EXPECT_TRUE(waits.Done());

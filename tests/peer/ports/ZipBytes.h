@@ -1,4 +1,4 @@
-// ZipBytes: ZIP archives of stored members, byte by byte, also such as no honest program writes.
+// ZipBytes: builds ZIP archives of stored members, including malformed ones.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@ namespace pellora {
 struct ZipMember {
   std::string name;
   std::string data = {};
-  std::uint32_t mode = 0100644;  // type and permissions, as Unix has them
+  std::uint32_t mode = 0100644;  // Unix type and permissions
   std::uint16_t flags = 0;       // bit 0: encrypted
   bool badSum = false;
 };
@@ -30,7 +30,7 @@ inline std::uint32_t ZipSum(const std::string& data) {
   return ~sum;
 }
 
-// What both headers of a member have in common. 21 November 2025, 12:00.
+// The part common to both headers of a member. 21 November 2025, 12:00.
 inline std::string ZipCommon(const ZipMember& member) {
   return ZipNumber(20, 2) + ZipNumber(member.flags, 2) + ZipNumber(0, 2) + ZipNumber(0x6000, 2) + ZipNumber(0x5b75, 2) +
          ZipNumber(ZipSum(member.data) ^ (member.badSum ? 1U : 0U), 4) + ZipNumber(member.data.size(), 4) +

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""The kill test of tests/peer/real in great numbers, and two more of its kind: kills during FTP, and kills of a program
+"""The kill test of tests/peer/real in large numbers, and two more like it: kills during FTP, and kills of a program
 whose list holds a thousand records.
 
-    kills.py [--http N] [--ftp N] [--long N]        how many of each; 2,000, 160 and 160 if not told
+    kills.py [--http N] [--ftp N] [--long N]        how many of each; by default 2,000, 160 and 160
 
-PELLORA_SEED replays the same moments."""
+PELLORA_SEED repeats the same moments."""
 
 import argparse
 import os
@@ -27,7 +27,7 @@ def text(value):
 
 
 def record(number):
-    """A finished download, as the list file holds it."""
+    """A finished download in the format of the list file."""
     name = b"old%d.bin" % number
     url = b"http://127.0.0.1:1/" + name
     return b"".join((
@@ -49,7 +49,7 @@ class OverFtp(test_kill.Victim):
 
 
 class LongList(test_kill.Victim):
-    """The old records must all be there after each kill."""
+    """All old records must be there after each kill."""
 
     def __init__(self, number, rounds):
         super().__init__(number, rounds)

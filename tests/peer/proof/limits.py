@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The real program on full disks, in read-only folders, with few descriptors, and with fifty downloads at once.
 
-    limits.py [-k PATTERN]...       as root: it mounts in a name space of its own, which ends with it"""
+    limits.py [-k PATTERN]...       as root: it mounts file systems in its own namespace, which ends with it"""
 
 import os
 import subprocess
@@ -31,13 +31,13 @@ class Limits(unittest.TestCase):
 
     def session(self, **settings):
         self.session_ = harness.Session("limits", **{"MaxSegments": 4, **settings})
-        # Removed after the folders below it are free again.
+        # Closed last, after the mounts below its folder are gone.
         self.addCleanup(self.session_.close)
         self.addCleanup(self.free)
         return self.session_
 
     def disk(self, folder, size):
-        """A file system of its own in place of a folder, with what stands in it."""
+        """Mounts a new file system over a folder and copies the folder's content to it."""
         beside = folder.rstrip("/") + ".before"
         os.rename(folder, beside)
         os.mkdir(folder)
@@ -58,7 +58,7 @@ class Limits(unittest.TestCase):
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(SIZE))
 
     def finish(self, session):
-        """A start, a resumption, and the whole file."""
+        """Starts, resumes, and checks that the file is complete."""
         session.start()
         if session.companion.find(self.url) is None:
             session.menu_url(self.url)
@@ -87,14 +87,14 @@ class Limits(unittest.TestCase):
         session.menu_url(self.url)
         session.dismiss(session.wait_dialog()[0])
         self.assertFalse(session.companion.find(self.url).finished)
-        self.assertLess(session.answers(), harness.PROMPT)
+        self.assertLess(session.response_seconds(), harness.PROMPT)
         self.assertEqual(sum(os.path.getsize(session.parts + n) for n in os.listdir(session.parts)), SIZE)
         self.resize(session.downloads, "8m")
-        asked = len(self.origin.requests)
+        request_count = len(self.origin.requests)
         session.resume()
         [download] = session.companion.wait_finished([self.url], 30)
         self.check_file(download)
-        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
         self.assertEqual(session.stop(), 0, session.read_log())
         self.assertEqual(os.listdir(session.parts), [])
 
@@ -175,9 +175,9 @@ class Limits(unittest.TestCase):
         self.assertFalse(session.companion.find(self.url).finished)
         self.assertEqual(session.stop(), 0, session.read_log())
         session.prefix = ()
-        asked = len(self.origin.requests)
+        request_count = len(self.origin.requests)
         self.finish(session)
-        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
 
     def read_only(self, folder):
         mount("--bind", folder, folder)
@@ -203,9 +203,9 @@ class Limits(unittest.TestCase):
         self.assertFalse(session.companion.find(self.url).finished)
         self.assertEqual(session.stop(), 0, session.read_log())
         mount("-o", "remount,bind,rw", session.downloads)
-        asked = len(self.origin.requests)
+        request_count = len(self.origin.requests)
         self.finish(session)
-        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
 
     def test_downloads_complete_with_a_read_only_program_folder(self):
         session = self.session()
@@ -236,7 +236,7 @@ class Limits(unittest.TestCase):
         session.companion.add(*urls)
         most = slowest = 0
         while time.monotonic() - began < 400:
-            slowest = max(slowest, session.answers())
+            slowest = max(slowest, session.response_seconds())
             found = session.companion.downloads()
             most = max(most, sum(d.state == "active" for d in found))
             if len(found) == 50 and all(d.finished for d in found):
@@ -262,10 +262,10 @@ class Limits(unittest.TestCase):
             most = max(most, len(os.listdir("/proc/%d/fd" % session.process.pid)))
             for window, _ in session.dialogs():
                 boxes += 1
-                session.dismiss(window)  # the default keeps the record where something is asked
+                session.dismiss(window)  # the default answer keeps the record
             if not session.alive():
                 break
-            self.assertLess(session.answers(), harness.PROMPT)
+            self.assertLess(session.response_seconds(), harness.PROMPT)
             time.sleep(0.5)
         code = session.process.poll()
         done = sum(d.finished for d in session.companion.downloads()) if code is None else -1

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""The real program and real servers at the two ends of a link: it goes down and comes up, loses its address, is slow, drops
-what does not fit; and either end is stopped, killed, started anew.
+"""The real program and real servers at the two ends of a link that goes down and up, loses its address, is slow or
+drops packets; and either end is stopped, killed and restarted.
 
-    links.py [-k PATTERN]...        as root: the link lies in networks of its own, which end with it"""
+    links.py [-k PATTERN]...        as root: the link is in its own network namespaces, which end with it"""
 
 import os
 import signal
@@ -39,13 +39,13 @@ def ip(*words):
 
 
 class Link:
-    """A pair of interfaces: `client` here, `server` in a network of which a sleeping process is the only owner."""
+    """A pair of interfaces: `client` here, `server` in a network namespace owned only by a sleeping process."""
 
     def __init__(self):
         self.owner = subprocess.Popen(["unshare", "--net", "sleep", "infinity"], stdin=subprocess.DEVNULL)
         own = os.readlink("/proc/self/ns/net")
         harness.wait_until(lambda: os.readlink("/proc/%d/ns/net" % self.owner.pid) != own, 10, "the other network")
-        self.within = ("nsenter", "--net=/proc/%d/ns/net" % self.owner.pid)
+        self.prefix = ("nsenter", "--net=/proc/%d/ns/net" % self.owner.pid)
         ip("link", "add", "client", "type", "veth", "peer", "name", "server", "netns", str(self.owner.pid))
         self.restore()
         self.there("ip", "link", "set", "lo", "up")
@@ -54,7 +54,7 @@ class Link:
         ip("link", "set", "client", "up")
 
     def there(self, *words):
-        subprocess.run([*self.within, *words], check=True, stdin=subprocess.DEVNULL)
+        subprocess.run([*self.prefix, *words], check=True, stdin=subprocess.DEVNULL)
 
     def down(self):
         ip("link", "set", "client", "down")
@@ -69,7 +69,7 @@ class Link:
         ip("address", "add", CLIENT + "/24", "dev", "client")
 
     def slow(self, *shape):
-        """What the server sends goes through a bucket; what does not fit into its queue is lost."""
+        """Shapes what the server sends with a token bucket; what does not fit into its queue is dropped."""
         self.there("tc", "qdisc", "add", "dev", "server", "root", "tbf", *shape)
 
     def close(self):
@@ -77,7 +77,7 @@ class Link:
         harness.end_process(self.owner)
 
 
-class FarNginx(servers.Nginx):
+class RemoteNginx(servers.Nginx):
     def __init__(self, link, rate="150k"):
         self.folder = harness.Stage.get().new_folder("far-nginx")
         self.files = os.path.join(self.folder, "files")
@@ -92,7 +92,7 @@ class FarNginx(servers.Nginx):
 
     def start(self):
         self.process = subprocess.Popen(
-            [*self.link.within, "/usr/sbin/nginx", "-p", self.folder, "-c", self.config, "-e",
+            [*self.link.prefix, "/usr/sbin/nginx", "-p", self.folder, "-c", self.config, "-e",
              os.path.join(self.folder, "start.log")], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL)
         servers.wait_port(self.port, self.process, SERVER)
@@ -105,19 +105,19 @@ class FarNginx(servers.Nginx):
             return f.read().splitlines()
 
 
-class FarVsftpd(ftpservers.Vsftpd):
+class RemoteVsftpd(ftpservers.Vsftpd):
     address = SERVER
 
 
-class FarProftpd(ftpservers.Proftpd):
+class RemoteProftpd(ftpservers.Proftpd):
     address = SERVER
 
 
-class FarTinyproxy(servers.Tinyproxy):
+class RemoteTinyproxy(servers.Tinyproxy):
     address = SERVER
 
     def __init__(self, link):
-        self.within = link.within
+        self.prefix = link.prefix
         super().__init__()
 
 
@@ -130,7 +130,7 @@ class Base(unittest.TestCase):
         self.session.start()
 
     def nginx(self, rate="150k"):
-        nginx = FarNginx(self.link, rate)
+        nginx = RemoteNginx(self.link, rate)
         self.addCleanup(nginx.close)
         nginx.put("a.bin", origin.content(SIZE))
         return nginx
@@ -149,14 +149,14 @@ class Base(unittest.TestCase):
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
         self.assertEqual(os.listdir(self.session.parts), [])
 
-    def stands(self, url):
-        """Nothing comes any more, and the program answers."""
+    def expect_stalled(self, url):
+        """Checks that nothing is received any more and that the program responds."""
         time.sleep(1)
         before = self.received(url)
         time.sleep(2)
         self.assertEqual(self.received(url), before)
         self.assertFalse(self.session.companion.find(url).finished)
-        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
 
     def pause(self, url):
         [main] = [w for w, title, _ in self.session.own_windows() if title.startswith("Pellora !")]
@@ -171,7 +171,7 @@ class Links(Base):
         url = self.nginx().url("a.bin")
         self.begin(url)
         self.link.down()
-        self.stands(url)
+        self.expect_stalled(url)
         self.link.up()
         self.finish(url)
 
@@ -179,7 +179,7 @@ class Links(Base):
         url = self.nginx().url("a.bin")
         self.begin(url)
         self.link.lose_address()
-        self.stands(url)
+        self.expect_stalled(url)
         self.link.restore()
         self.finish(url)
 
@@ -219,9 +219,9 @@ class Links(Base):
         self.link.down()
         time.sleep(3)
         self.session.resume()
-        # The segments cannot connect; the watch tries each again every twenty seconds.
+        # The segments cannot connect; the stall watch retries each every twenty seconds.
         time.sleep(5)
-        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.link.up()
         self.finish(url)
 
@@ -239,11 +239,11 @@ class Links(Base):
 
 
 def listfile_connect_state(session, url):
-    """The field as the list file holds it after the next save."""
+    """The field in the list file after the next save."""
     def saved():
         with open(session.list_file, "rb") as f:
             data = f.read()
-        # RestState, ConnectState, a reserved text and the referrer follow each other, empty but for the second.
+        # RestState, ConnectState, a reserved text and the referrer are consecutive; all but the second are empty.
         return listfile.find(session.list_file, url) and b"\x00\x00\x01\x001\x00\x00" in data
     harness.wait_until(saved, 10, "the saved state")
     return b"1"
@@ -253,7 +253,7 @@ class Proxy(Base):
     def test_probe_through_a_proxy_on_a_slow_link_completes_the_download(self):
         self.link.slow("rate", "3mbit", "burst", "10kb", "latency", "400ms")
         nginx = self.nginx("0")
-        proxy = FarTinyproxy(self.link)
+        proxy = RemoteTinyproxy(self.link)
         self.addCleanup(proxy.close)
         relay = servers.WholeHeaders(proxy.port, SERVER)
         self.addCleanup(relay.close)
@@ -275,7 +275,7 @@ class Interruptions(Base):
         self.begin(url)
         nginx.process.send_signal(signal.SIGSTOP)
         self.addCleanup(nginx.process.send_signal, signal.SIGCONT)
-        self.stands(url)
+        self.expect_stalled(url)
         nginx.process.send_signal(signal.SIGCONT)
         self.finish(url)
 
@@ -290,11 +290,11 @@ class Interruptions(Base):
         self.addCleanup(nginx.process.send_signal, signal.SIGCONT)
         self.session.resume()
         time.sleep(32)
-        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.assertEqual(self.received(url), kept)
         nginx.process.send_signal(signal.SIGCONT)
         self.finish(url)
-        # Four segments, each asked for at least twice: the first connections were given up.
+        # Four segments, each requested at least twice because the first connections were given up.
         self.assertGreaterEqual(len(nginx.accesses()) - before, 8)
 
     def test_killed_server_stalls_the_download_until_resume_completes_it(self):
@@ -303,9 +303,9 @@ class Interruptions(Base):
         self.begin(url)
         nginx.process.kill()
         nginx.process.wait()
-        self.stands(url)
+        self.expect_stalled(url)
         nginx.start()
-        self.stands(url)
+        self.expect_stalled(url)
         self.pause(url)
         self.session.resume()
         self.finish(url)
@@ -333,33 +333,33 @@ class Interruptions(Base):
 
 class Ftp(Base):
     def through_a_broken_link(self, kind):
-        kind.within = self.link.within
+        kind.prefix = self.link.prefix
         server = kind(rate=150000)
         self.addCleanup(server.close)
         server.put("a.bin", origin.content(SIZE))
         url = server.url("a.bin")
         self.begin(url)
         self.link.down()
-        self.stands(url)
+        self.expect_stalled(url)
         self.link.up()
         self.finish(url, 120)
 
     def test_vsftpd_download_completes_over_a_link_that_goes_down_and_up(self):
-        self.through_a_broken_link(FarVsftpd)
+        self.through_a_broken_link(RemoteVsftpd)
 
     def test_proftpd_download_completes_over_a_link_that_goes_down_and_up(self):
-        self.through_a_broken_link(FarProftpd)
+        self.through_a_broken_link(RemoteProftpd)
 
     def test_vsftpd_download_resumes_after_the_server_was_killed_and_restarted(self):
-        FarVsftpd.within = self.link.within
-        server = FarVsftpd(rate=150000)
+        RemoteVsftpd.prefix = self.link.prefix
+        server = RemoteVsftpd(rate=150000)
         self.addCleanup(server.close)
         server.put("a.bin", origin.content(SIZE))
         url = server.url("a.bin")
         self.begin(url)
         os.killpg(server.process.pid, signal.SIGKILL)
         server.process.wait()
-        self.stands(url)
+        self.expect_stalled(url)
         server.start()
         self.pause(url)
         self.session.resume()

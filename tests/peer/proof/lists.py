@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""The real program started with damaged lists: cut, with bits turned, with bytes made up, each from a list that it has
-written itself, with running, finished and waiting downloads in it.
+"""Starts the real program with damaged lists: truncated, with flipped bits, with random bytes. Each is derived from a
+list that the program has written, with running, finished and waiting downloads in it.
 
     lists.py [--count N] [--seed N] [--jobs N]
 
-Whatever the list holds, the main window shows, the bus answers, the end is a clean one, and the list that is left can be
-read whole. (That every cut and every bit is survived, the unit tests of the list file show.)"""
+Whatever the list contains, the main window is shown, the bus answers, the program ends normally, and the list can be
+read completely afterwards. (The unit tests of the list file try every truncation and every bit.)"""
 
 import argparse
 import os
@@ -40,7 +40,7 @@ def real_list():
 
 
 def damaged(whole, chance):
-    """(what was done, bytes)"""
+    """(kind of damage, bytes)"""
     kind = chance.choice(("cut", "bit", "bit", "bits", "bytes", "count"))
     data = bytearray(whole)
     if kind == "cut":
@@ -58,7 +58,7 @@ def damaged(whole, chance):
 
 
 def start_with(data):
-    """What is wrong, or nothing."""
+    """The problem found, or None."""
     session = harness.Session("damaged", MaxSegments=4)
     try:
         with open(session.list_file, "wb") as f:
@@ -68,14 +68,14 @@ def start_with(data):
         if session.companion.run("list").returncode != 0:
             return "it does not answer"
         for window, _ in session.dialogs():
-            with support.HANDS:
+            with support.KEYBOARD:
                 session.dismiss(window)
         if session.stop() != 0:
             return "it ended with %d: %s" % (session.process.returncode, session.read_log()[-300:])
         if support.stored(session) is None:
             return "the list that it left is not whole"
         return None
-    except Exception as failure:  # told with the number that makes it again
+    except Exception as failure:  # reported with the number that repeats it
         return "%s: %s" % (type(failure).__name__, failure)
     finally:
         session.close()

@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
 """Runs the long proofs of the real program: proof.py [NAME]...
 
-    syscalls   killed, and failed, at every file call on its own data               about 40 min
+    syscalls   killed, and made to fail, at every file call on its own data         about 40 min
     kills      2,000 random kills; some during FTP, some with a list of 1,000        about 45 min
     lists      started with damaged lists                                            about 3 min
-    links      servers behind a link that goes down, comes up, is slow and loses     about 8 min, as root
+    links      a link that goes down and up, is slow and drops packets               about 8 min, as root
     limits     full and read-only folders, 64 descriptors, fifty downloads at once   about 6 min, as root
-    soak       fifty records that go on and on                                       2 h
+    soak       fifty records, added, paused and deleted continuously                 2 h
 
-Without a name all of them, in this order. What it needs beside build/release: cmake/packages/proof.txt. Each prints what it
-counted, and last "N passed, N failed"; each can be run by itself with options of its own. links and limits put themselves
-into a network and mounts of their own first, which end with them."""
+Without a name, runs all in this order. Needs build/release and the packages in cmake/packages/proof.txt. Each prints
+its figures, and at the end "N passed, N failed"; each can be run alone and has its own options. links and limits first
+create their own network and mount namespaces, which end with them."""
 
 import os
 import subprocess

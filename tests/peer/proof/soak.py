@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
-"""The real program with fifty records that go on and on: added, queued, paused, resumed, finished, taken off the list,
-deleted while they run. Once a minute its memory, descriptors, threads, windows and processor time are written down.
+"""Runs the real program continuously with fifty records: added, queued, paused, resumed, finished, cleared, deleted
+while running. Once a minute its memory, descriptors, threads, windows and processor time are recorded.
 
     soak.py [--minutes N] [--records N] [--table FILE]
-    soak.py --judge FILE                                a table of a run that was broken off, or still goes on
+    soak.py --judge FILE                                judges the table of an interrupted or running soak
 
-It is flat if, once the first quarter of the time is over: a straight line through the private memory rises by less than
-2 MiB for each hour (or by less than 2 MiB in all, for shorter runs); the last quarter's most descriptors, threads and
-windows exceed those of the quarter before it by no more than the records can explain; and a second of the last quarter
-takes no more than one and a half times the processor time of one of the second quarter. The exit code is 0 only then,
-and only if every file that finished is what its server sent."""
+It is flat if, after the first quarter of the time: the linear trend of the private memory rises by less than 2 MiB an
+hour (or by less than 2 MiB in all, for shorter runs); the most descriptors, threads and windows in the last quarter
+exceed those of the quarter before by no more than the records can explain; and a second of the last quarter takes at
+most one and a half times the processor time of a second of the second quarter. The exit code is 0 only then, and only
+if every finished file is what its server sent."""
 
 import argparse
 import ctypes
@@ -50,7 +50,7 @@ LOCATION = r"location ~ ^/{name}/\d+-(\d+)\.bin$ {{ alias {folder}/files/$1.bin;
 
 
 class SlowNginx(servers.Nginx):
-    """The same files again and again under new names, at three rates for each connection."""
+    """Serves the same files repeatedly under new names, at three rates for each connection."""
 
     def __init__(self):
         self.folder = harness.Stage.get().new_folder("slow-nginx")
@@ -71,7 +71,7 @@ class SlowNginx(servers.Nginx):
 
 
 def windows_of_client(display, window):
-    """How many windows the display holds for the program that made this one."""
+    """How many windows the display has for the program that created this one."""
     mask = 0x1fffff
     base = int(window, 16) & ~mask
     waiting, count = [display.root], 0
@@ -91,8 +91,8 @@ def windows_of_client(display, window):
 
 
 def measure_places():
-    """Where the two lists lie in the main window, as assistive technology tells; of a program of its own, since that
-    technology takes memory too."""
+    """The positions of the two lists in the main window, from assistive technology; in a separate program, since that
+    technology uses memory too."""
     with harness.Session("places") as session:
         looking = screen.Screen(session)
         try:
@@ -125,7 +125,7 @@ class Soak:
         self.session.start()
         self.main = harness.wait_until(lambda: [w for w, title, _ in self.session.own_windows() if title == MAIN], 20,
                                        "the main window")[0]
-        # The windows of the transfers exist, hidden: fifty of them would cover the lists.
+        # Hides the windows of the transfers: fifty of them would cover the lists.
         self.menu("alt+o", "s")
 
     def close(self):
@@ -162,7 +162,7 @@ class Soak:
         for download in found:
             size = int(download.url.rsplit("-", 1)[1].split(".")[0])
             if not os.path.exists(download.saved_path):
-                continue  # looked at before
+                continue  # already compared
             if harness.digest(download.saved_path) != self.digests[size]:
                 self.faults.append("%s differs from what the server sent" % download.url)
             os.remove(download.saved_path)
@@ -229,7 +229,7 @@ class Soak:
 
 
 def rise(values):
-    """Of a straight line through them, from the first to the last."""
+    """The rise of their linear trend from the first to the last."""
     count = len(values)
     middle, mean = (count - 1) / 2, sum(values) / count
     spread = sum((at - middle) ** 2 for at in range(count))
@@ -237,7 +237,7 @@ def rise(values):
 
 
 def verdict(samples, minutes, records):
-    """What is not flat, in words; nothing if all is."""
+    """Descriptions of what is not flat; empty if all is flat."""
     if len(samples) < 8:
         return ["too few samples"]
     quarter = len(samples) // 4
@@ -246,7 +246,7 @@ def verdict(samples, minutes, records):
     allowed = 2048 * max(1.0, minutes * 0.75 / 60)
     grown = rise([s["private KiB"] for s in samples[quarter:]])
     if grown > allowed:
-        found.append("private memory rose by %d KiB" % grown)
+        found.append("private memory grew by %d KiB" % grown)
     for name, slack in (("descriptors", 10 * 2), ("threads", 2), ("windows", 2 * records)):
         if max(s[name] for s in last) > max(s[name] for s in second + third) + slack:
             found.append("more %s in the last quarter" % name)
@@ -278,7 +278,7 @@ def main():
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     table = open(arguments.table, "w", encoding="ascii") if arguments.table else None
 
-    def say(line):
+    def report(line):
         print(line, flush=True)
         if table:
             print(line, file=table, flush=True)
@@ -293,7 +293,7 @@ def main():
             step_began = time.monotonic()
             try:
                 soak.step(turn)
-            except Exception as fault:  # told at the end: the hours before it are worth their table
+            except Exception as fault:  # reported at the end, so that the table of the hours before is kept
                 soak.faults.append("%s: %s" % (type(fault).__name__, fault))
             if not soak.session.alive():
                 soak.faults.append("the program has ended: %s" % soak.session.read_log())
@@ -302,9 +302,9 @@ def main():
             if time.monotonic() - began >= every * (len(samples) + 1):
                 sample = {"second": round(time.monotonic() - began), **soak.sample(), **soak.counts}
                 if not samples:
-                    say("\t".join(sample))
+                    report("\t".join(sample))
                 samples.append(sample)
-                say("\t".join(map(str, sample.values())))
+                report("\t".join(map(str, sample.values())))
             time.sleep(max(0.0, 5 - (time.monotonic() - step_began)))
         found = verdict(samples, arguments.minutes, arguments.records) + soak.faults
         if soak.session.alive():
@@ -314,8 +314,8 @@ def main():
     finally:
         soak.close()
     for line in found:
-        say("NOT FLAT OR WRONG: " + line)
-    say("%d passed, %d failed" % (not found, bool(found)))
+        report("NOT FLAT OR WRONG: " + line)
+    report("%d passed, %d failed" % (not found, bool(found)))
     return 1 if found else 0
 
 

@@ -1,4 +1,4 @@
-"""What the proofs share. They stand on the stage of tests/peer/real."""
+"""Shared by the proofs, which use the harness of tests/peer/real."""
 
 import argparse
 import os
@@ -17,12 +17,12 @@ import listfile  # noqa: E402
 import origin  # noqa: E402
 import run as runner  # noqa: E402
 
-# Sessions that run side by side share one keyboard.
-HANDS = threading.Lock()
+# Parallel sessions share one keyboard.
+KEYBOARD = threading.Lock()
 
 
 def heap_bytes(pid):
-    """What the allocator's first arena holds resident."""
+    """How much of the allocator's first arena is resident."""
     inside = False
     with open("/proc/%d/smaps" % pid, encoding="utf-8", errors="replace") as f:
         for line in f:
@@ -35,7 +35,7 @@ def heap_bytes(pid):
 
 
 def wait_log(path, text, timeout=10):
-    """What a tracer has written, once it has written the text."""
+    """The log of a tracer once it contains the text."""
     def written():
         with open(path, encoding="utf-8", errors="replace") as f:
             return f.read()
@@ -47,7 +47,7 @@ def wait_log(path, text, timeout=10):
 
 
 class GatedOrigin(origin.Origin):
-    """Sends each range in `blocks` pieces, and those behind the first half only once the gate is open."""
+    """Sends each range in `blocks` pieces; the pieces after the first half only once the gate is open."""
 
     def __init__(self):
         super().__init__()
@@ -60,7 +60,7 @@ class GatedOrigin(origin.Origin):
                 "206 Partial Content" if request.range() else "200 OK", last - first + 1)
             connection.sendall(head.encode())
             if not request.range():
-                return  # the probe's connection is closed after its first block
+                return  # the probe closes its connection after the first block
             step = (last - first + blocks) // blocks
             for number, start in enumerate(range(first, last + 1, step)):
                 if number * 2 >= blocks:
@@ -76,7 +76,7 @@ class GatedOrigin(origin.Origin):
 
 
 def stored(session):
-    """The records of the list file, which is empty before the first save; None if it cannot be read whole."""
+    """The records of the list file; empty before the first save, None if it cannot be read completely."""
     try:
         return listfile.read(session.list_file) if os.path.getsize(session.list_file) else []
     except FileNotFoundError:
@@ -86,11 +86,11 @@ def stored(session):
 
 
 def _enter(arguments, *kinds):
-    """Starts the script anew in name spaces of its own; nothing of them outlives it."""
+    """Restarts the script in its own namespaces, which end with it."""
     if os.environ.get("PELLORA_INSIDE") == " ".join(kinds):
         return
     if os.geteuid() != 0:
-        sys.exit("this needs root: it mounts folders, and makes networks, in name spaces of its own")
+        sys.exit("this needs root: it mounts folders, and makes networks, in its own namespaces")
     os.environ["PELLORA_INSIDE"] = " ".join(kinds)
     os.execvp("unshare", ["unshare", *kinds, sys.executable, *arguments])
 
@@ -105,7 +105,7 @@ def own_network(arguments):
 
 
 def run(module, arguments):
-    """The tests of a script, as tests/peer/real/run.py runs its files."""
+    """Runs the tests of a script like tests/peer/real/run.py."""
     parser = argparse.ArgumentParser()
     parser.add_argument("-k", action="append", default=[], metavar="PATTERN", help="only tests whose name contains it")
     patterns = parser.parse_args(arguments[1:]).k

@@ -1,15 +1,16 @@
 #!/usr/bin/env python3
-"""The real program killed at every file call on its own data, and each such call failing once with an error.
+"""Kills the real program at every file call on its own data, and makes each such call fail once with an error.
 
     syscalls.py [SWEEP]... [--jobs N] [--seconds N] [--skip NAMES]
 
-A sweep is a phase of a small download of four segments and what happens at the call: start, first, second times kill,
-ENOSPC, EIO, EACCES ("second-kill"). strace counts the calls of each thread, each kind for itself (files are written by
-the main thread, and by the one that joins), and strikes the n-th, for every n until a run has none of that number. At a
-start it follows the main thread alone. After each the program starts again, without a fault, and must end with the origin's file, a whole list and no file more than an undisturbed run leaves.
+A sweep is a phase of a small download of four segments and what happens at the call: start, first or second, with kill,
+ENOSPC, EIO or EACCES ("second-kill"). strace counts the calls of each thread separately by kind (the main thread and
+the joining thread write files) and injects the fault into the n-th, for every n until a run does not reach it. At a
+start it traces only the main thread. Afterwards the program starts again without a fault and must end with the origin's
+file, a complete list and no more files than an undisturbed run leaves.
 
 start    from nothing to the first window: settings, entries of desktop and bus, folders, an empty list
-first    an addition and the first half of every segment; then the request to end, which saves the list
+first    an addition and the first half of every segment; then a request to quit, which saves the list
 second   the list is loaded, every segment resumed at its half, joined, its parts deleted, and the list saved"""
 
 import argparse
@@ -31,15 +32,15 @@ SEGMENTS = 4
 ANSWER = 30.0  # seconds: the tracer stops the program at each of its calls
 CHANGES = ("openat,creat,write,pwrite64,ftruncate,fallocate,copy_file_range,unlink,unlinkat,rename,renameat,renameat2,"
            "mkdir,mkdirat,fsync,fdatasync,fchmod,chmod,close")
-# A close that fails leaves the descriptor open here, unlike the system's own failures.
+# Here a failed close leaves the descriptor open, unlike a real failure.
 FAILS = {
     "ENOSPC": "openat,write,pwrite64,fallocate,mkdir,rename,fsync",
     "EIO": "openat,write,pwrite64,pread64,fallocate,unlink,fsync,newfstatat",
     "EACCES": "openat,unlink,rename,mkdir,fchmod,newfstatat",
 }
-# At a start nothing tells the drafts of the settings by their names: all calls count, but for the countless openings.
+# At a start the names of the settings' drafts are unknown, so all calls count, except opening files (too many).
 START_CHANGES = "write,pwrite64,ftruncate,fallocate,unlink,rename,mkdir,fsync,fchmod"
-# Most writes there wake threads, which never fails so: full disks are tried in limits.py.
+# Most of these writes wake threads and cannot fail like this; limits.py tests full disks.
 START_FAILS = {
     "ENOSPC": "fallocate,mkdir,rename,fsync",
     "EIO": "fallocate,unlink,fsync,rename",
@@ -57,7 +58,7 @@ class Outcome:
 
 
 class Trial:
-    """One user whose program meets one fault."""
+    """One user whose program encounters one fault."""
 
     def __init__(self, phase, fault, call, number, clean_tree):
         self.phase, self.fault, self.call = phase, fault, call
@@ -68,7 +69,7 @@ class Trial:
         self.url = self.origin.url("/a.bin")
         self.session = harness.Session("call", MaxSegments=SEGMENTS)
         self.log = os.path.join(self.session.root, "calls.log")
-        self.told = False
+        self.reported = False
 
     def run(self):
         try:
@@ -78,11 +79,11 @@ class Trial:
                 self.session.stop()
                 self.origin.gate.set()
             self.arm()
-            self.faulty_life()
+            self.run_with_fault()
             self.disarm()
             if self.outcome.hit:
                 self.recover()
-        except Exception as failure:  # one trial's; the others go on
+        except Exception as failure:  # only this trial fails
             self.outcome.faults.append("%s: %s" % (type(failure).__name__, failure))
         finally:
             self.session.close()
@@ -95,7 +96,7 @@ class Trial:
         where = ["-f", *(word for path in paths for word in ("-P", path))] if self.phase != "start" else []
         what = "signal=SIGKILL" if self.fault == "kill" else "error=" + self.fault
         inject = ["-e", "inject=%s:%s:when=%d" % (self.call, what, self.outcome.number)]
-        # As a grandchild the tracer leaves the program the child that it is without one.
+        # With -D strace runs as a grandchild, so that the program stays this script's child.
         self.session.prefix = ("strace", "-D", "-q", "-o", self.log, "-e", "trace=" + self.call, *where, *inject)
 
     def disarm(self):
@@ -107,9 +108,9 @@ class Trial:
         else:
             self.outcome.hit = "(INJECTED)" in text
         calls = [line for line in text.splitlines() if re.match(r"(\d+ +)?\w+\(", line)]
-        struck = [line for line in calls if "(INJECTED)" in line] or calls[-1:]
-        if struck:
-            line = struck[0].replace(self.session.root + "/", "").replace(self.stage_folder(), "")
+        hit = [line for line in calls if "(INJECTED)" in line] or calls[-1:]
+        if hit:
+            line = hit[0].replace(self.session.root + "/", "").replace(self.stage_folder(), "")
             self.outcome.line = line[:150]
 
     def stage_folder(self):
@@ -119,37 +120,37 @@ class Trial:
         return self.session.process.poll() is not None
 
     def first_half(self):
-        # The bus must not start another one in place of a killed one.
+        # The bus must not start another copy in place of a killed one.
         bus = rawbus.RawBus(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
         bus.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME, "MenuURL", self.url, "", "",
                  flags=rawbus.NO_AUTO_START)
         bus.close()
         self.until(lambda: getattr(self.session.companion.find(self.url), "received", 0) >= SIZE // 2)
 
-    def until(self, condition, patience=12.0):
-        """False if the program ends first, or says something, or nothing happens any more."""
-        end = time.monotonic() + patience
+    def until(self, condition, timeout=12.0):
+        """False if the program ends first, shows a message, or nothing changes any more."""
+        end = time.monotonic() + timeout
         while time.monotonic() < end:
             if self.dead():
                 return False
             if self.session.dialogs():
-                self.told = True
+                self.reported = True
                 return False
             try:
                 if condition():
                     return True
             except (RuntimeError, subprocess.TimeoutExpired):
                 if not self.dead():
-                    time.sleep(0.3)  # it is being killed just now
+                    time.sleep(0.3)  # it may be about to be killed
             time.sleep(0.1)
         return False
 
     def dismiss_all(self):
         for window, _ in self.session.dialogs():
-            with support.HANDS:
+            with support.KEYBOARD:
                 self.session.dismiss(window)
 
-    def faulty_life(self):
+    def run_with_fault(self):
         try:
             self.session.start()
         except (RuntimeError, TimeoutError):
@@ -160,47 +161,47 @@ class Trial:
             try:
                 self.first_half()
             except (RuntimeError, subprocess.TimeoutExpired):
-                pass  # the bus tells that it has lost the program
+                pass  # the bus reports that the program is gone
         elif went and self.phase == "second":
             if self.session.companion.run("resume").returncode == 0:
                 self.until(lambda: getattr(self.session.companion.find(self.url), "finished", False))
         for _ in range(3):
             if not self.dead() and self.session.dialogs():
-                self.told = True
+                self.reported = True
                 self.dismiss_all()
                 time.sleep(0.3)
-        if self.lives():
+        if self.responds():
             code = self.session.stop()
             if code == -9:
                 self.outcome.kind = "killed while it ended"
         else:
             code = self.session.process.returncode
-            self.outcome.kind = "killed" if code == -9 else "told, ended with %d" % code if self.told else (
+            self.outcome.kind = "killed" if code == -9 else "reported, ended with %d" % code if self.reported else (
                 "ended with %d" % code)
         if self.fault != "kill" and code not in (0, 1) or self.fault == "kill" and code not in (0, -9):
             self.outcome.faults.append("it ended with %d: %s" % (code, self.session.read_log()[-300:]))
 
-    def lives(self):
-        """Whether it still answers; a fault may end it at any moment."""
+    def responds(self):
+        """Whether it still responds; a fault may end it at any moment."""
         if self.dead():
             return False
         try:
-            if self.session.answers() > ANSWER:
+            if self.session.response_seconds() > ANSWER:
                 self.outcome.faults.append("it does not answer")
             found = self.session.companion.find(self.url)
         except RuntimeError:
             harness.wait_until(self.dead, 5, "an answer or the end")
             return False
-        self.outcome.kind = "%s, %s" % ("told" if self.told else "silent", found.state if found else "not listed")
+        self.outcome.kind = "%s, %s" % ("reported" if self.reported else "silent", found.state if found else "not listed")
         return True
 
     def recover(self):
-        """A start without a fault, to the finished file."""
+        """Starts without a fault and runs until the file is finished."""
         self.origin.gate.set()
         session = self.session
         records = support.stored(session)
         if records is None:
-            self.outcome.faults.append("the list is not whole")
+            self.outcome.faults.append("the list is incomplete")
         session.start()
         if session.dialogs():
             self.outcome.faults.append("a message at the next start")
@@ -232,7 +233,7 @@ class Trial:
 
 
 def clean_tree():
-    """What an undisturbed run leaves."""
+    """The files that an undisturbed run leaves."""
     trial = Trial("first", "kill", "close", 0, set())
     try:
         trial.recover()
@@ -243,7 +244,7 @@ def clean_tree():
 
 
 class Sweep:
-    """Every number of each call until one is not reached, some side by side."""
+    """Tries every number of each call until one is not reached, several in parallel."""
 
     def __init__(self, phase, fault, tree, deadline, skip):
         self.phase, self.fault, self.tree = phase, fault, tree
@@ -258,7 +259,7 @@ class Sweep:
         self.outcomes = []
 
     def choose(self):
-        """The next number of the call that has come least far."""
+        """The next number of the call with the fewest tries."""
         left = [call for call in self.waiting if call not in self.over]
         if not left or time.monotonic() > self.deadline:
             return None
@@ -293,7 +294,7 @@ class Sweep:
         bad = [o for o in self.outcomes if o.faults]
         calls = collections.Counter(o.call for o in hits)
         kinds = collections.Counter(o.kind for o in hits)
-        print("%s-%s: %d calls struck (%s); %s; %d wrong" % (
+        print("%s-%s: %d faults (%s); %s; %d wrong" % (
             self.phase, self.fault, len(hits), ", ".join("%s %d" % pair for pair in sorted(calls.items())),
             ", ".join("%s %d" % pair for pair in sorted(kinds.items())), len(bad)))
         for outcome in bad:
@@ -301,7 +302,7 @@ class Sweep:
                                                  "; ".join(outcome.faults)))
         rest = [call for call in self.waiting if call not in self.over]
         if rest:
-            print("  out of time in %s" % ", ".join(rest))
+            print("  not completed in time: %s" % ", ".join(rest))
         sys.stdout.flush()
         return len(hits), len(self.outcomes) - len(bad), len(bad)
 
@@ -312,22 +313,22 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("sweeps", nargs="*", default=everything)
     parser.add_argument("--jobs", type=int, default=5)
-    parser.add_argument("--skip", default="", metavar="NAMES", help="calls done before: second-kill-pwrite64,...")
-    parser.add_argument("--seconds", type=float, default=3600, help="begin no further trial after this time")
+    parser.add_argument("--skip", default="", metavar="NAMES", help="calls to leave out: second-kill-pwrite64,...")
+    parser.add_argument("--seconds", type=float, default=3600, help="start no further trial after this time")
     arguments = parser.parse_args()
     deadline = time.monotonic() + arguments.seconds
     tree = clean_tree()
-    struck = passed = wrong = 0
+    hit = passed = wrong = 0
     for name in arguments.sweeps or everything:
         phase, fault = name.split("-")
         sweep = Sweep(phase, fault, tree, deadline, arguments.skip.split(","))
         hits, good, bad = sweep.run(arguments.jobs).report()
-        struck += hits
+        hit += hits
         passed += good
         wrong += bad
-    print("%d calls struck in all" % struck)
+    print("%d faults in all" % hit)
     print("%d passed, %d failed" % (passed, wrong))
-    return 1 if wrong or not struck else 0
+    return 1 if wrong or not hit else 0
 
 
 if __name__ == "__main__":

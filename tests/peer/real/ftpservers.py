@@ -1,7 +1,7 @@
-"""vsftpd and proftpd on loopback, each from its own configuration in a folder of the run, as root or as anybody.
+"""vsftpd and proftpd on loopback, each with its own configuration in a folder of the run; they need no root.
 
-Both serve the files of one folder and log every command. vsftpd lets anonymous users in, proftpd one virtual user.
-The programs are those of build/packages (scripts/packages.sh)."""
+Both serve the files of one folder and log every command. vsftpd accepts anonymous users, proftpd one virtual user. The
+programs are those in build/packages (scripts/packages.sh)."""
 
 import grp
 import os
@@ -14,17 +14,17 @@ import harness
 import servers
 
 PACKAGES = os.path.join(harness.ROOT, "build/packages")
-# Of "s3cret", by crypt(3) with SHA-512.
+# The password "s3cret", hashed by crypt(3) with SHA-512.
 HASH = "$6$pellora$3vl91Zdopz1VVdvO4PQmYdp5UMtfnegrydKsfsg7Dw1NxcxOuX9xZg0zGQgxSjHMX7olE3AAemYfGVas6gU.b/"
 
 
 class FtpServer:
-    """`rate`: bytes a second for each data connection, 0 for as fast as it goes. `most_logins`: of one host, at once.
-    `name` tells the server in messages; `login` stands before the host in its URLs."""
+    """`rate`: bytes a second for each data connection, 0 for unlimited. `most_logins`: of one host, at the same time.
+    `name` identifies the server in messages; `login` precedes the host in its URLs."""
 
     name = login = wrong_login = None
     address = "127.0.0.1"
-    within = ()  # a program, with its arguments, that runs the server elsewhere
+    prefix = ()  # a command that runs the server elsewhere
 
     def __init__(self, rate=0, most_logins=0):
         self.rate = rate
@@ -44,8 +44,8 @@ class FtpServer:
 
     def start(self):
         with open(os.path.join(self.folder, "output.log"), "ab") as log:
-            # A group of its own: both fork for each login, and the whole family is to be ended.
-            self.process = subprocess.Popen([*self.within, *self.command(self.config)], stdin=subprocess.DEVNULL,
+            # In its own process group: both fork for each login, and all of these processes must be ended.
+            self.process = subprocess.Popen([*self.prefix, *self.command(self.config)], stdin=subprocess.DEVNULL,
                                             stdout=log, stderr=log, start_new_session=True)
         servers.wait_port(self.port, self.process, self.address)
 
@@ -67,7 +67,7 @@ class FtpServer:
             return f.read()
 
     def restarts(self):
-        """The arguments of every REST so far."""
+        """The arguments of every REST command so far."""
         return [int(number) for number in re.findall(r"\bREST (\d+)", self.log())]
 
     def refusals(self):
@@ -82,10 +82,10 @@ class FtpServer:
 class Vsftpd(FtpServer):
     name = "vsftpd"
     login = "anonymous:x"
-    wrong_login = "joe:s3cret"  # it knows nobody but the anonymous user
+    wrong_login = "joe:s3cret"  # it knows only the anonymous user
 
     def configuration(self):
-        # As the launching user it needs no empty jail, and no account that the machine may not have.
+        # Run as the current user, it needs neither an empty jail nor an account that the machine may lack.
         return [
             "listen=YES", "listen_address=" + self.address, "listen_port=%d" % self.port, "background=NO",
             "run_as_launching_user=YES", "ftp_username=" + pwd.getpwuid(os.geteuid()).pw_name, "seccomp_sandbox=NO", "local_enable=NO", "anonymous_enable=YES",

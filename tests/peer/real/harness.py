@@ -1,5 +1,5 @@
-"""The real program on a stage of its own: a virtual display for the whole run, and for each session a private copy of
-the program's folder with its own home, runtime folder and session bus. Whatever is started is ended by its id."""
+"""Runs the real program: one virtual display for the whole run, and for each session a private copy of the program's
+folder with its own home, runtime folder and session bus. Everything that is started is ended by its id."""
 
 import atexit
 import hashlib
@@ -19,17 +19,17 @@ import xdisplay  # noqa: E402
 from pellora import Companion, Windows  # noqa: E402
 
 PROGRAM = os.environ.get("PELLORA_PROGRAM", os.path.join(ROOT, "build/release/Pellora"))
-# Seconds within which the program answers a call, that a busy machine may take for the call itself.
+# Seconds within which the program must answer a call, including delays on a busy machine.
 PROMPT = 5.0
-# What is waited for may take this many times as long as on a machine that does nothing else.
-PATIENCE = 3
+# All time-outs are multiplied by this, for busy machines.
+SLOWNESS = 3
 BUS_NAME = "PelloraProject.Pellora"
 OBJECT = "/PelloraProject/Pellora"
 
 
-def wait_until(condition, timeout, what, patience=PATIENCE):
-    """The first true value of `condition`, looked at often."""
-    end = time.monotonic() + timeout * patience
+def wait_until(condition, timeout, what, slowness=SLOWNESS):
+    """Polls `condition` and returns its first true value."""
+    end = time.monotonic() + timeout * slowness
     while True:
         value = condition()
         if value:
@@ -50,7 +50,7 @@ def end_process(process, grace=10):
 
 
 def has_ended(pid):
-    """True also of a process that nobody has waited for yet: where the first process reaps no orphans, it stays so."""
+    """Also true for a zombie: without an init process that reaps orphans, it stays one."""
     try:
         with open("/proc/%d/stat" % pid, encoding="utf-8", errors="replace") as f:
             return f.read().rpartition(")")[2].split()[0] == "Z"
@@ -60,7 +60,7 @@ def has_ended(pid):
 
 def start_with_answer(command, log, **options):
     """Starts a server that writes one line about itself to the descriptor whose number replaces "{fd}" in its
-    arguments; returns it and the line."""
+    arguments. Returns the process and the line."""
     reader, writer = os.pipe()
     command = [word.replace("{fd}", str(writer)) for word in command]
     process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=log, stderr=log, pass_fds=[writer], **options)
@@ -74,7 +74,7 @@ def start_with_answer(command, log, **options):
 
 
 class StageWindows(Windows):
-    """The same answers without a process for each question."""
+    """Windows, read from the display without starting a process for each query."""
 
     def __init__(self, env, display):
         super().__init__(env)
@@ -85,7 +85,7 @@ class StageWindows(Windows):
 
 
 class Stage:
-    """The run's folder and its display, shared by all sessions that do not bring their own."""
+    """The run's folder and its display, shared by all sessions that do not have their own."""
 
     _only = None
 
@@ -130,10 +130,10 @@ class Stage:
 
 
 class Session:
-    """One user of the program. `settings` are keys of [Options]; the folders lie in the session's own home."""
+    """One user of the program. `settings` are keys of [Options]; the folders are in the session's home."""
 
-    prefix = ()  # a program, with its arguments, that runs the program
-    bound = False  # by the access rights of files even if root runs the tests
+    prefix = ()  # a command that runs the program
+    bound = False  # whether access rights apply to the program even if root runs the tests
 
     def __init__(self, name, stage=None, **settings):
         stage = stage or Stage.get()
@@ -152,7 +152,7 @@ class Session:
         shutil.copytree(PROGRAM, self.program, ignore=shutil.ignore_patterns("Pellora.dat*"))
         self.list_file = os.path.join(self.program, "Pellora.dat")
         self.settings_file = os.path.join(config, "pellora", "Pellora.ini")
-        # The clipboard belongs to the whole display: a session must not ask about another one's URL.
+        # The clipboard is shared by the display: a session must not ask about the URL of another one.
         self.write_settings(self.settings_file, {"CheckClipboard": "False", "MaxSimulDownlads": "9", **settings})
         self.write_settings(os.path.join(config, "pellora", "Brenmoor.ini"),
                             {"DownloadFolder": self.downloads, "TempFolder": self.parts})
@@ -165,7 +165,7 @@ class Session:
             ["dbus-daemon", "--session", "--nofork", "--print-address={fd}", "--address=unix:path=%s/bus" % runtime],
             self.log, env=self.env)
         self.env["DBUS_SESSION_BUS_ADDRESS"] = address
-        self.companion = Companion(os.path.join(self.program, "pelloractl"), self.env, PATIENCE)
+        self.companion = Companion(os.path.join(self.program, "pelloractl"), self.env, SLOWNESS)
         self.process = None
 
     @staticmethod
@@ -185,7 +185,7 @@ class Session:
         wait_until(lambda: self.name_taken() or self.process.poll() is not None, 30, "the program on its bus")
         if self.process.poll() is not None:
             raise RuntimeError("the program ended at once, code %s\n%s" % (self.process.returncode, self.read_log()))
-        self.companion.run("list")  # the name comes before the start's own steps, an answer after them
+        self.companion.run("list")  # the name is taken before the start's own steps; an answer comes after them
         return self
 
     def launch(self):
@@ -221,14 +221,14 @@ class Session:
     def alive(self):
         return self.process is not None and self.process.poll() is None
 
-    def answers(self):
-        """Seconds that the program took to answer a call; its one thread also serves its windows."""
+    def response_seconds(self):
+        """Seconds that the program took to answer a call; the same thread serves its windows."""
         began = time.monotonic()
         self.companion.downloads()
         return time.monotonic() - began
 
     def own_windows(self):
-        """The windows of this session's program alone: other sessions share the display."""
+        """The windows of this session's program; other sessions share the display."""
         return self.windows_of(self.process.pid) if self.process else []
 
     def windows_of(self, pid):
@@ -241,47 +241,47 @@ class Session:
         return wait_until(self.dialogs, timeout, "a message box")[0]
 
     def press(self, window, *keys):
-        """Keys to a window that has the keyboard. False if the window has gone before it had it."""
+        """Sends keys to a window once it has the keyboard focus. False if the window is closed before that."""
         if not self.stage.x.activate(window):
             return False
         self.stage.x.keys(*keys)
         return True
 
     def press_until(self, done, window, *keys, timeout=20, what="an effect of keys"):
-        """The same once more whenever nothing has come of it: for keys that may come twice."""
+        """Repeats the keys until they have an effect; only for keys that may be sent twice."""
         def try_it():
             value = done()
             if value:
                 return value
             self.press(window, *keys)
             try:
-                return wait_until(done, 5, what, patience=1)
+                return wait_until(done, 5, what, slowness=1)
             except TimeoutError:
                 return None
         return wait_until(try_it, timeout, what)
 
     def dismiss(self, window, key="Return"):
-        """Answers a message by its default key, or another one; returns when it has gone."""
+        """Answers a message with its default key, or another one. Returns when it is closed."""
         self.press_until(lambda: window not in self.stage.x.clients(), window, key, what="the message to go")
 
     def close_window(self, window):
-        """As the close box of its frame does; returns when it has gone."""
+        """Closes it like the close box of its frame. Returns when it is closed."""
         self.stage.x.close_window(window)
 
     def run_on_display(self, *command):
-        """What a tool of the display prints."""
+        """The output of a tool run on the display."""
         return subprocess.run(command, env=self.stage.env, stdin=subprocess.DEVNULL, capture_output=True, text=True,
                               timeout=20, check=False).stdout
 
-    def keep_picture(self, name):
-        """Of the whole display, if PELLORA_PICTURES names a folder for it."""
+    def save_screenshot(self, name):
+        """Saves a screenshot of the display if PELLORA_PICTURES names a folder."""
         folder = os.environ.get("PELLORA_PICTURES")
         if folder:
             os.makedirs(folder, exist_ok=True)
             self.stage.windows.screenshot(os.path.join(folder, name + ".png"))
 
     def memory(self, field="VmHWM"):
-        """Bytes; VmHWM is the most that the process ever held."""
+        """In bytes; VmHWM is the peak."""
         with open("/proc/%d/status" % self.process.pid, encoding="ascii") as f:
             for line in f:
                 if line.startswith(field + ":"):
@@ -289,7 +289,7 @@ class Session:
         raise RuntimeError("no %s" % field)
 
     def stop(self):
-        """A termination signal; returns the exit code."""
+        """Sends a termination signal. Returns the exit code."""
         self.process.terminate()
         try:
             return self.process.wait(60)
@@ -317,7 +317,7 @@ class Session:
         self.close()
 
     def tree(self):
-        """Every file below the session, but for the two folders, the logs and what the desktop's libraries cache."""
+        """Every file of the session except the two folders, the logs and caches of the desktop's libraries."""
         found = set()
         for folder, _, names in os.walk(self.root):
             for name in names:

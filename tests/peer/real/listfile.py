@@ -1,4 +1,4 @@
-"""Reads and writes Pellora.dat as any program could: little-endian, no padding, strings counted by 16 bits."""
+"""Reads and writes Pellora.dat: little-endian, no padding, strings with a 16-bit length."""
 
 import dataclasses
 import struct
@@ -34,7 +34,7 @@ class Record:
 
     @property
     def kept(self):
-        """Bytes that a resume will not ask for again."""
+        """Bytes that a resume does not request again."""
         return sum(s.received_now + s.received_total for s in self.segments)
 
 
@@ -91,7 +91,7 @@ def _record(r):
 
 
 def read(path):
-    """Every record but the blank first, free slots too. ValueError or struct.error if the file is not whole."""
+    """All records but the blank first, including free slots. ValueError or struct.error if the file is incomplete."""
     with open(path, "rb") as f:
         r = _Reader(f.read())
     if r.take("i") != MAGIC:
@@ -101,7 +101,7 @@ def read(path):
 
 
 def find(path, url):
-    """The record of a URL, or None; None also while there is no whole list yet."""
+    """The record of a URL; None if there is none, or no complete list yet."""
     try:
         records = read(path)
     except (OSError, ValueError, struct.error):
@@ -122,7 +122,7 @@ def _complete_segment(start, size, path):
 
 
 def write_complete(path, url, port, parts):
-    """A list of one paused download of which every byte has come: `parts` are paths and sizes."""
+    """Writes a list with one paused download that is received completely: `parts` are paths and sizes."""
     name = url.rpartition("/")[2].encode()
     blank = bytes(34)
     segments, start = blank, 0

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Draws the pictures of the documents from the real program: one sheet of all windows and menus for each of two
+"""Takes the documentation's screenshots of the real program: one sheet of all windows and menus for each of two
 languages, light and dark.
 
     pictures.py FOLDER [--language english|german] [--theme light|dark] [--scale 1.5]
@@ -24,7 +24,7 @@ DARK = {
 
 
 def write_dark_colours(config):
-    """As a desktop with a dark theme keeps them; Qt reads them without a plugin."""
+    """Writes the colours as a desktop with a dark theme does; Qt reads them without a plugin."""
     with open(os.path.join(config, "kdeglobals"), "w", encoding="ascii") as f:
         f.write("[KDE]\nwidgetStyle=Fusion\n")
         for part, (back, text) in DARK.items():
@@ -71,7 +71,7 @@ class Album:
         subprocess.run(command, env=self.session.stage.env, stdin=subprocess.DEVNULL, check=True, timeout=60)
 
     def take(self, name, window):
-        """A window without its frame, which belongs to the window manager."""
+        """Takes a window without its frame, which belongs to the window manager."""
         time.sleep(0.6)
         self._shoot(name, window)
 
@@ -84,7 +84,7 @@ class Album:
         self.run("import", "-window", window, *options, path)
         self.taken.append(path)
 
-    # What is shown.
+    # The contents.
 
     def fill(self):
         self.screen.wait("menu bar", "", MAIN)
@@ -140,7 +140,7 @@ class Album:
             self.take_part("menu-" + name, corner.left, corner.top, 420, 260)
             self.screen.keys("Escape", "Escape")
         for row, name in (("debian-live.iso", "current"), ("song.mp3", "finished")):
-            time.sleep(0.5)  # a right click soon after another one is a double click
+            time.sleep(0.5)  # two right clicks in quick succession count as a double click
             self.screen.click("table cell", row, MAIN, button=3)
             x, y = self.screen.wait("table cell", row, MAIN).middle
             self.take_part("popup-" + name, x - 100, y - 40, 420, 240)

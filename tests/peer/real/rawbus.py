@@ -1,4 +1,4 @@
-"""Calls over the session bus without a program for each: many of them, and larger than a command line takes."""
+"""Fast calls over the session bus: many of them, and larger than fit on a command line."""
 
 import os
 import re
@@ -40,7 +40,7 @@ class RawBus:
         self.socket.close()
 
     def send(self, destination, path, interface, method, *texts, flags=NO_REPLY_EXPECTED):
-        """A call with string arguments; returns its number."""
+        """Sends a call with string arguments. Returns its number."""
         body = bytearray()
         for text in texts:
             _text(body, text)
@@ -55,7 +55,7 @@ class RawBus:
         return self.serial
 
     def call(self, destination, path, interface, method, *texts, flags=0):
-        """Waits for the answer: its kind (REPLY, ERROR)."""
+        """Waits for the reply. Returns its kind (REPLY, ERROR)."""
         number = self.send(destination, path, interface, method, *texts, flags=flags)
         while True:
             kind, answered = self._receive()
@@ -69,7 +69,7 @@ class RawBus:
         rest = self._exactly((fields + 7) // 8 * 8 + body)
         answered = None
         at = 0
-        while at < fields:  # only the number that is answered, code 5, type u
+        while at < fields:  # only the number of the call that it answers, code 5, type u
             at += -at % 8
             code, length = rest[at], rest[at + 1]
             signature = rest[at + 2:at + 2 + length]

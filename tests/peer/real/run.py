@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 """Runs the peer tests: run.py [-k PATTERN]... [--jobs N]. The last line is "N passed, N failed".
 
-On a busy machine a display can lose a click, or a server its moment. With --jobs, a few tests that fail are therefore run
-once more, each by itself when all others are over, and count as their second run has it; both runs are shown. Those
-that compare what a kill left are never run again: a wrong byte is wrong however busy the machine.
+On a busy machine a display may lose a click, or a server may be too slow. With --jobs, a few tests that fail are
+therefore run again, one by one after all others, and the second result counts; both are shown. Tests that compare files
+after a kill are never run again: a wrong byte is wrong even on a busy machine.
 
-PELLORA_PROGRAM   the program's folder, build/release/Pellora if not set
+PELLORA_PROGRAM   the program's folder, by default build/release/Pellora
 PELLORA_KILLS     rounds of the kill test
-PELLORA_KEEP      leaves the run's folder behind, to look into
+PELLORA_KEEP      keeps the run's folder for inspection
 """
 
 import argparse
@@ -23,13 +23,13 @@ import unittest
 
 import harness
 
-# Side by side, the longest begin first.
+# With --jobs, the longest start first.
 LONGEST = ["test_kill", "test_preview", "test_ftp", "test_hostile", "test_actions", "test_windows"]
 
 
-# More failures than this are no accident.
-MOST_SECOND_RUNS = 4
-NO_SECOND_RUN = ("test_kill.",)
+# More failures than this are not caused by a busy machine.
+MAX_RERUNS = 4
+NO_RERUN = ("test_kill.",)
 
 
 class Result(unittest.TextTestResult):
@@ -58,30 +58,30 @@ def run_here(patterns, files, name):
 
 
 def start(arguments):
-    """This script for some of the tests, and the file that its output goes to."""
+    """Starts this script for some of the tests. Returns it and the file for its output."""
     output = tempfile.TemporaryFile()
     command = [sys.executable, "-u", os.path.abspath(__file__), *arguments]
     return subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, stderr=output), output
 
 
 def take(output):
-    """Shows the output of an ended script; the counts in its last line and the tests that it calls failed."""
+    """Prints the output of a finished script. Returns the counts in its last line and its failed tests."""
     output.seek(0)
     text = output.read().decode(errors="replace")
     output.close()
     counts = re.search(r"^(\d+) passed, (\d+) failed\s*\Z", text, re.MULTILINE)
     print(text[:counts.start()] if counts else text, flush=True)
     if not counts:
-        print("failed: a file of tests that ended without its counts", flush=True)
+        print("failed: a test file that ended without its counts", flush=True)
         return 0, 1, []
     return int(counts.group(1)), int(counts.group(2)), re.findall(r"^failed: (.*)$", text, re.MULTILINE)
 
 
-def run_again(tests):
-    """Each by itself; how many passed now."""
+def rerun(tests):
+    """Runs each test alone. Returns how many passed now."""
     passed = 0
     for test in tests:
-        print("== once more: %s" % test, flush=True)
+        print("== again: %s" % test, flush=True)
         process, output = start(["--test", test])
         try:
             process.wait()
@@ -94,7 +94,7 @@ def run_again(tests):
 
 
 def run_side_by_side(jobs):
-    """One process and one display for each file of tests, `jobs` at a time; each one's output in one piece."""
+    """One process and one display for each test file, `jobs` at a time; each one's output is printed in one piece."""
     names = sorted(os.path.basename(path)[:-3] for path in glob.glob(os.path.join(harness.HERE, "test_*.py")))
     waiting = [name for name in LONGEST if name in names] + [name for name in names if name not in LONGEST]
     running = {}
@@ -114,23 +114,23 @@ def run_side_by_side(jobs):
     finally:
         for process in running:
             harness.end_process(process)
-    # A file that ended without its counts, or whose preparation failed, has no test to name and none to run again.
-    again = [test for test in wrong if re.fullmatch(r"\w+\.\w+\.test_\w+", test) and not test.startswith(NO_SECOND_RUN)]
-    if 0 < failed == len(again) <= MOST_SECOND_RUNS:
-        mended = run_again(again)
-        passed += mended
-        failed -= mended
+    # A file that ended without its counts, or whose set-up failed, has no test to run again.
+    again = [test for test in wrong if re.fullmatch(r"\w+\.\w+\.test_\w+", test) and not test.startswith(NO_RERUN)]
+    if 0 < failed == len(again) <= MAX_RERUNS:
+        recovered = rerun(again)
+        passed += recovered
+        failed -= recovered
     return passed, failed
 
 
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("-k", action="append", default=[], metavar="PATTERN", help="only tests whose name contains it")
-    parser.add_argument("--jobs", type=int, default=1, metavar="N", help="files of tests side by side")
+    parser.add_argument("--jobs", type=int, default=1, metavar="N", help="test files in parallel")
     parser.add_argument("--file", default="test_*.py", help=argparse.SUPPRESS)
     parser.add_argument("--test", help=argparse.SUPPRESS)
     arguments = parser.parse_args()
-    # A request to end lets every process end what it has started.
+    # SIGTERM lets every process end what it has started.
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     if arguments.jobs > 1 and not arguments.k:
         passed, failed = run_side_by_side(arguments.jobs)

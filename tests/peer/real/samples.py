@@ -1,4 +1,4 @@
-"""A short sample of every type that the preview takes, made at test time."""
+"""A short sample of each type that the preview accepts, made at test time."""
 
 import os
 import struct
@@ -12,7 +12,7 @@ PICTURE = ["-f", "lavfi", "-i", "testsrc=size=320x240:duration=1", "-frames:v", 
 
 ENCODED = {
     "avi": BOTH + ["-c:v", "mpeg4", "-c:a", "libmp3lame"],
-    # The demultiplexer passes over the first half second and the rest of its group of pictures.
+    # The demultiplexer skips the first half second and the rest of its group of pictures.
     "mpg": LONGER + ["-c:v", "mpeg1video", "-g", "5", "-bf", "0", "-c:a", "mp2", "-muxpreload", "0"],
     "wmv": BOTH + ["-c:v", "wmv2", "-c:a", "wmav2"],
     "mp3": SOUND + ["-c:a", "libmp3lame"],
@@ -25,7 +25,7 @@ ENCODED = {
     "png": PICTURE,
     "tga": PICTURE,
 }
-# What a file without an extension may be besides.
+# Other formats that a file without an extension may have.
 FURTHER = {
     "mp4": BOTH + ["-c:v", "libx264", "-c:a", "aac"],
     "mov": BOTH + ["-c:v", "mjpeg", "-c:a", "pcm_s16le"],
@@ -60,14 +60,14 @@ def rmi():
 
 
 def mp1():
-    """MPEG-1 layer I, 384 kbit/s at 44.1 kHz: frames of silence, each with no bits given to any band."""
+    """MPEG-1 layer I, 384 kbit/s at 44.1 kHz: silent frames, in which no band gets any bits."""
     frame = b"\xff\xff\xc0\xc0" + bytes(32 * 2 // 2)
     size = 12 * 384000 // 44100 * 4
     return (frame + bytes(size - len(frame))) * 115
 
 
 def make(folder):
-    """Writes "sample.EXT" for each of EVERY, and those of FURTHER; returns their paths by kind."""
+    """Writes "sample.EXT" for each of EVERY, and those of FURTHER. Returns their paths by kind."""
     paths = {kind: os.path.join(folder, "sample." + kind) for kind in EVERY}
     for kind, arguments in ENCODED.items():
         encode(paths[kind], arguments)

@@ -1,4 +1,4 @@
-"""The windows of a session as assistive technology and the mouse find them: elements by role and name."""
+"""The windows of a session as used by assistive technology and the mouse: elements by role and name."""
 
 import json
 import os
@@ -24,12 +24,12 @@ class Element:
 
 
 class Screen:
-    """Needs a session whose program is started after it."""
+    """The session's program must be started after this."""
 
     def __init__(self, session):
         self.session = session
         session.env["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
-        # The bindings belong to Debian's Python, which may not be the one that runs the tests.
+        # The bindings are part of Debian's Python, which may not be the one that runs the tests.
         self.reader = subprocess.Popen(
             ["/usr/bin/python3", os.path.join(harness.HERE, "screen_reader.py")], env=session.env,
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=session.log, text=True)
@@ -45,7 +45,7 @@ class Screen:
         return json.loads(self.reader.stdout.readline())
 
     def elements(self, window=""):
-        """Everything that is on the screen now, of the windows whose titles hold `window`."""
+        """Everything on the screen now, in windows whose titles contain `window`."""
         return [Element(data) for data in self._ask(window)]
 
     def windows(self):
@@ -76,7 +76,7 @@ class Screen:
         return self.session.stage.x
 
     def raise_window(self, part):
-        """Activates the window whose title is `part`, or else holds it; returns its id."""
+        """Activates the window whose title is `part` or contains it. Returns its id."""
         def found():
             for window, title, _ in sorted(self.session.own_windows(), key=lambda each: each[1] != part):
                 if part in title and self.x.activate(window):
@@ -85,7 +85,7 @@ class Screen:
         return harness.wait_until(found, 20, "a window of %r" % part)
 
     def steady(self, role, name, window=""):
-        """The element when two looks find it at one place: windows are moved when they have just been shown."""
+        """The element once its position is stable: windows may move right after they are shown."""
         last = []
 
         def there():

@@ -1,8 +1,8 @@
-"""Prints what assistive technology is told of the windows on a session's bus. Runs on Debian's own Python, which has
-the bindings.
+"""Prints what assistive technology can read of the windows on a session's bus. Runs on Debian's Python, which has the
+bindings.
 
-One line in, one line out: the name of a window to keep to, or nothing for all; then a JSON list of the elements on
-the screen, each behind its parent. The line "*" asks for the windows alone, also those that are not on the screen."""
+For each input line, the name of a window or nothing for all, it prints a JSON list of the elements on the screen, each
+after its parent. The line "*" lists only the windows, including those that are not on the screen."""
 
 import json
 import sys
@@ -71,7 +71,7 @@ def main():
                 answer = look(line.rstrip("\n"))
                 break
             except GLib.Error:
-                answer = []  # something vanished while it was looked at: look again
+                answer = []  # something vanished meanwhile: try again
         print(json.dumps(answer), flush=True)
 
 

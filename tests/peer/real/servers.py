@@ -1,4 +1,4 @@
-"""nginx and tinyproxy on loopback, each from its own configuration in a folder of the run."""
+"""nginx and tinyproxy on loopback, each with its own configuration in a folder of the run."""
 
 import os
 import socket
@@ -27,7 +27,7 @@ def wait_port(port, process, address="127.0.0.1"):
             return
         except OSError:
             time.sleep(0.05)
-    raise RuntimeError("no server came up on port %d" % port)
+    raise RuntimeError("no server started on port %d" % port)
 
 
 NGINX = """
@@ -56,8 +56,8 @@ http {{
 
 
 class Nginx:
-    """Four servers over the same files: `plain` with ranges, `whole` without, `slow` at 400 KiB/s for each
-    connection, and `crowded`, which serves two connections at a time and answers 503 to any more."""
+    """Four servers for the same files: `plain` with ranges, `whole` without, `slow` at 400 KiB/s for each connection,
+    and `crowded`, which serves two connections at a time and replies 503 to more."""
 
     def __init__(self):
         self.folder = harness.Stage.get().new_folder("nginx")
@@ -88,8 +88,8 @@ class Nginx:
 
 
 class WholeHeaders:
-    """A relay to a server on loopback that holds a reply back until its headers are complete. A server may write them
-    line by line; whether they arrive in one piece is then chance, and the program judges a reply by its first piece."""
+    """A relay to a server on loopback that delays a reply until its headers are complete. A server may write them line
+    by line, so whether they arrive in one piece is random, and the program judges a reply by its first piece."""
 
     def __init__(self, port, address="127.0.0.1"):
         self.to = (address, port)
@@ -105,11 +105,11 @@ class WholeHeaders:
             except OSError:
                 return
             server = socket.create_connection(self.to)
-            threading.Thread(target=self._carry, args=(client, server, b""), daemon=True).start()
-            threading.Thread(target=self._carry, args=(server, client, b"\r\n\r\n"), daemon=True).start()
+            threading.Thread(target=self._relay, args=(client, server, b""), daemon=True).start()
+            threading.Thread(target=self._relay, args=(server, client, b"\r\n\r\n"), daemon=True).start()
 
     @staticmethod
-    def _carry(source, sink, until):
+    def _relay(source, sink, until):
         held = b""
         try:
             while True:
@@ -121,7 +121,7 @@ class WholeHeaders:
                     sink.sendall(held)
                     held, until = b"", b""
         except OSError:
-            pass  # either end has closed
+            pass  # one of the ends was closed
         for end in (source, sink):
             try:
                 end.shutdown(socket.SHUT_RDWR)
@@ -134,7 +134,7 @@ class WholeHeaders:
 
 class Tinyproxy:
     address = "127.0.0.1"
-    within = ()  # a program, with its arguments, that runs the proxy elsewhere
+    prefix = ()  # a command that runs the proxy elsewhere
 
     def __init__(self):
         self.folder = harness.Stage.get().new_folder("tinyproxy")
@@ -144,7 +144,7 @@ class Tinyproxy:
         with open(config, "w", encoding="ascii") as f:
             f.write("Port %d\nListen %s\nTimeout 60\nMaxClients 50\nLogLevel Connect\n"
                     "LogFile \"%s\"\nPidFile \"%s/tinyproxy.pid\"\n" % (self.port, self.address, self.log, self.folder))
-        self.process = subprocess.Popen([*self.within, "tinyproxy", "-d", "-c", config], stdin=subprocess.DEVNULL,
+        self.process = subprocess.Popen([*self.prefix, "tinyproxy", "-d", "-c", config], stdin=subprocess.DEVNULL,
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         wait_port(self.port, self.process, self.address)
 

@@ -1,5 +1,5 @@
-"""What a user does all day, on the real windows: every control is found by its role and name, as assistive technology
-finds it, and worked with the mouse or the keys."""
+"""Everyday use of the real windows: every control is found by its role and name, as by assistive technology, and
+operated with the mouse or the keyboard."""
 
 import os
 import subprocess
@@ -78,7 +78,7 @@ class Base(unittest.TestCase):
         return download
 
     def press(self, caption):
-        """A button of the toolbar."""
+        """Clicks a button of the toolbar."""
         self.screen.click("push button", caption, MAIN)
 
     def select(self, name):
@@ -89,15 +89,15 @@ class Base(unittest.TestCase):
         self.screen.click("menu item", entry)
 
     def popup(self, name, *keys):
-        """Opens the menu of a row and works it with the keys, which close it."""
-        # Assistive technology is told of its entries only as they take the focus.
+        """Opens the context menu of a row and presses the keys, which must close it."""
+        # Assistive technology sees the entries only when they get the focus.
         menus = self.session.stage.x.menus
 
         def opened():
-            time.sleep(0.5)  # a right click soon after another one is a double click, which opens no menu
+            time.sleep(0.5)  # two right clicks in quick succession count as a double click, which opens no menu
             self.screen.click("table cell", name, MAIN, button=3)
             try:
-                return harness.wait_until(menus, 5, "the menu", patience=1)
+                return harness.wait_until(menus, 5, "the menu", slowness=1)
             except TimeoutError:
                 return None
         harness.wait_until(opened, 20, "the menu of %s" % name)
@@ -111,7 +111,7 @@ class AddingDownloads(Base):
         url = self.origin.url("/now.bin")
         self.press("Add URL")
         self.screen.raise_window(DIALOG)
-        self.screen.type("  " + url + " ")  # the proposal is selected whole, and typing replaces it
+        self.screen.type("  " + url + " ")  # replaces the proposal, which is selected
         self.screen.click("push button", "Download Now !", DIALOG)
         [download] = self.session.companion.wait_finished([url], 30)
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000))
@@ -140,11 +140,11 @@ class AddingDownloads(Base):
 
     def test_repeated_url_asks_and_restarts_on_yes(self):
         done = self.finished()
-        asked = len(self.origin.requests_for("/done.bin"))
+        request_count = len(self.origin.requests_for("/done.bin"))
         self.session.menu_url(done.url)
         self.screen.answer("This URL is already in the list. Do you want to download it again from the beginning?", "Yes")
         self.session.companion.wait_finished([done.url], 30)
-        harness.wait_until(lambda: len(self.origin.requests_for("/done.bin")) > asked, 10, "a second fetch")
+        harness.wait_until(lambda: len(self.origin.requests_for("/done.bin")) > request_count, 10, "a second fetch")
         self.session.companion.wait_finished([done.url], 30)
         self.assertEqual([d.index for d in self.session.companion.downloads()], [done.index])
 
@@ -173,7 +173,7 @@ class CopiedText(Base):
         self.copy(copied.encode())
         self.screen.wait("push button", "Yes", QUESTION)
         self.screen.wait("label", copied, QUESTION)
-        # The first ends and the second leaves the queue under the question.
+        # While the question is open, the first download ends and the second leaves the queue.
         self.session.companion.wait_finished(urls, 60)
         self.assertIsNotNone(self.screen.find("push button", "Yes", QUESTION))
         self.assertIsNone(self.session.companion.find(copied))
@@ -196,7 +196,7 @@ class CopiedText(Base):
                      b"http://127.0.0.1/" + b"x" * (1 << 20), b"\xff\xfe\xfd", b""):
             harness.end_process(self.copy(text), 1)
             time.sleep(0.6)
-        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.copy(self.origin.url("/last.zip").encode())
         self.screen.wait("label", self.origin.url("/last.zip"), QUESTION)
         self.screen.keys("Escape")
@@ -219,7 +219,7 @@ class RunningDownloads(Base):
 
     def test_menu_of_a_row_does_what_its_state_allows(self):
         url = self.slow()
-        self.popup("slow.bin", "o", "r", "Escape")  # neither open nor resume while it runs
+        self.popup("slow.bin", "o", "r", "Escape")  # open and resume are disabled while it runs
         self.popup("slow.bin", "s")
         self.wait_state(url, "paused")
         self.assertEqual(self.opened(), [])
@@ -227,7 +227,7 @@ class RunningDownloads(Base):
         self.wait_state(url, "scheduled")
         self.popup("slow.bin", "Up", "Return")
         self.wait_state(url, "paused")
-        self.popup("slow.bin", "s", "Escape")  # it runs no longer
+        self.popup("slow.bin", "s", "Escape")  # no longer running
         self.popup("slow.bin", "r")
         self.wait_state(url, "active")
         self.popup("slow.bin", "Up", "Return")  # a running download cannot be scheduled
@@ -361,12 +361,12 @@ class MainWindow(Base):
         reached = set()
         for _ in range(30):
             self.screen.keys("Tab")
-            time.sleep(0.1)  # a look is not told of a key that is on its way
+            time.sleep(0.1)  # a pending key is not visible to the query
             reached |= {e.name for e in self.screen.elements(MAIN) if "FOCUSED" in e.states and e.name}
         wanted = {e.name for e in self.screen.elements(MAIN)
                   if {"FOCUSABLE", "ENABLED"} <= e.states and e.role in ("push button", "tree", "page tab list")}
         self.assertLessEqual(wanted - reached, set(), reached)
-        # The menus by their keys: File, its first entry, and the dialog that it opens.
+        # By keyboard: the File menu, its first entry, and the dialog that it opens.
         self.screen.keys("alt+f")
         self.screen.wait("menu item", "Add URL", MAIN)
         self.screen.keys("a")

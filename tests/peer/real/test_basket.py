@@ -1,4 +1,4 @@
-"""The drop basket on a real display: its place, its moves, its menu, and what another program drops on it."""
+"""The drop basket on a real display: its position, moves and menu, and drops from another program."""
 
 import os
 import subprocess
@@ -34,7 +34,7 @@ class Basket(unittest.TestCase):
         return self.session.stage.x
 
     def press_entry(self):
-        """The menu Options, its first entry."""
+        """Chooses the first entry of the menu Options."""
         self.session.press_until(self.x.menus, self.main, "alt+o", what="the menu")
         self.x.keys("b")
         harness.wait_until(lambda: not self.x.menus(), 20, "the end of the menu")
@@ -57,7 +57,7 @@ class Basket(unittest.TestCase):
         harness.wait_until(lambda: self.place()[:2] == (left, top), 10, "the basket at %d, %d" % (left, top))
 
     def drag(self, *to, button=1):
-        """From the middle of the basket over the places given."""
+        """Drags from the middle of the basket over the given points."""
         left, top, _, _ = self.place()
         self.x.move(left + 16, top + 16)
         self.x.button(button, True)
@@ -72,7 +72,7 @@ class Basket(unittest.TestCase):
         self.assertEqual((left, width, height), (WIDTH // 2 - SIDE, SIDE, SIDE))
         self.assertAlmostEqual(top, HEIGHT / 2 - SIDE - 500 / 15, delta=1)
         self.assertIn("_NET_WM_STATE_ABOVE", self.session.stage.windows._xprop("-id", self.basket, "_NET_WM_STATE"))
-        self.session.keep_picture("basket")
+        self.session.save_screenshot("basket")
 
     def test_takes_no_focus(self):
         self.open()
@@ -106,13 +106,13 @@ class Basket(unittest.TestCase):
         left, top, _, _ = self.place()
         self.x.click(left + 10, top + 10, button=3)
         harness.wait_until(self.x.menus, 20, "the menu of the basket")
-        self.session.keep_picture("basket-menu")
+        self.session.save_screenshot("basket-menu")
         self.x.keys("c")
         harness.wait_until(lambda: not self.own("Form4"), 10, "the basket to go")
-        self.open()  # the entry was unchecked: one click shows it again
+        self.open()  # the entry was unchecked, so one click shows the basket again
 
     def drop(self, *text, until=None):
-        """What the source is told at the end of a drag from it onto the basket."""
+        """Drags from the source onto the basket. Returns the action that the source is told."""
         source = subprocess.Popen([SOURCE, *text], env=self.session.env, stdin=subprocess.DEVNULL,
                                   stdout=subprocess.PIPE, stderr=self.session.log)
         try:
@@ -133,16 +133,16 @@ class Basket(unittest.TestCase):
                 self.x.move(left + 16, top + 16)
                 time.sleep(0.6)
                 self.x.button(1, False)
-                said = source.stdout.readline().decode().strip()  # at the end of the drag
-                # Let go before the basket's answer has come, nothing is dropped.
-                if said != "0" or until is None:
+                action = source.stdout.readline().decode().strip()  # at the end of the drag
+                # If released before the basket has replied, nothing is dropped.
+                if action != "0" or until is None:
                     break
-            # The basket asks the source for the text, also after the drag's end.
+            # The basket may request the text from the source after the drag's end.
             if until is None:
                 time.sleep(0.5)
             else:
-                harness.wait_until(until, 10, "what the drop brings about")
-            return said
+                harness.wait_until(until, 10, "the effect of the drop")
+            return action
         finally:
             harness.end_process(source)
             source.stdout.close()
@@ -161,7 +161,7 @@ class Basket(unittest.TestCase):
         self.assertEqual(harness.digest(finished.saved_path), origin.content_digest(30000))
 
     def drop_links(self, links):
-        """Whether the basket takes a drop that offers these links and no text."""
+        """Whether the basket accepts a drop that offers these links and no text."""
         left, top, _, _ = self.place()
         result = subprocess.run([LINKS_SOURCE, self.basket, str(left + 16), str(top + 16), links], env=self.session.env,
                                 stdin=subprocess.DEVNULL, capture_output=True, timeout=120, check=True)

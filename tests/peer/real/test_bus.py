@@ -1,4 +1,4 @@
-"""The bus as a door for strangers: many calls, large ones, and odd addresses; the program stays alive and answers."""
+"""Hostile callers on the bus: many calls, large ones, and odd URLs; the program stays alive and responsive."""
 
 import time
 import unittest
@@ -20,13 +20,13 @@ class Bus(unittest.TestCase):
         self.origin = origin.Origin()
         self.addCleanup(self.origin.close)
 
-    def check_well(self):
+    def check_responsive(self):
         self.origin.serve_file("/after.bin", 200000, seed=3)
         after = self.origin.url("/after.bin")
         self.session.menu_url(after)
         [download] = self.session.companion.wait_finished([after], 30)
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(200000, seed=3))
-        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
     def test_ten_thousand_bad_urls_leave_one_message_and_no_download(self):
@@ -39,7 +39,7 @@ class Bus(unittest.TestCase):
         self.session.dismiss(self.session.wait_dialog()[0])
         self.assertEqual(self.session.dialogs(), [])
         self.assertLess(self.session.memory() - before, 64 << 20)
-        self.check_well()
+        self.check_responsive()
 
     def test_ten_thousand_calls_for_one_url_add_it_once(self):
         self.origin.serve_file("/once.bin", 30000000, rate=100000)
@@ -51,7 +51,7 @@ class Bus(unittest.TestCase):
         self.assertEqual([d.url for d in self.session.companion.downloads()], [url])
         self.session.dismiss(self.session.wait_dialog()[0], "Escape")
         self.assertEqual(self.session.dialogs(), [])
-        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
     def test_strings_of_10_mib_are_refused_with_a_message(self):
@@ -63,7 +63,7 @@ class Bus(unittest.TestCase):
             for window, _title in self.session.dialogs():
                 self.session.press(window, "Return")
         self.assertLess(self.session.memory("VmRSS"), 400 << 20)
-        self.check_well()
+        self.check_responsive()
 
     def test_odd_urls_are_accepted_or_refused_without_harm(self):
         for url in ("http://127.0.0.1/a\r\nX: y\r\n/b.bin", "http://127.0.0.1/\x01\x02\x7f.bin", "http://[::1]:80/x.bin",
@@ -74,8 +74,8 @@ class Bus(unittest.TestCase):
                     "http://127.0.0.1/" + "n" * 255):
             self.assertEqual(self.bus.call(*MENU_URL, url, "", ""), rawbus.REPLY)
         time.sleep(2)
-        self.assertLess(self.session.answers(), harness.PROMPT)
-        self.check_well()
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
+        self.check_responsive()
 
     def test_line_ends_in_a_url_inject_no_header(self):
         path = "/a%0D%0AX-Evil:%20y%0D%0A%0D%0Ab.bin"
@@ -83,13 +83,13 @@ class Bus(unittest.TestCase):
         url = self.origin.url("/a\r\nX-Evil: y\r\n\r\nb.bin")
         self.assertEqual(self.bus.call(*MENU_URL, url, "http://p.example/\r\nX-Evil: p", "k=v\r\nX-Evil: c"), rawbus.REPLY)
         requests = harness.wait_until(lambda: self.origin.requests, 20, "a request")
-        # No file can have that name, and the program says so.
+        # No file can have that name, and a message says so.
         self.session.dismiss(self.session.wait_dialog()[0])
         for request in requests:
             self.assertEqual(request.raw.split(b"\r\n")[0], b"GET %s HTTP/1.1" % path.encode())
             self.assertIsNone(request.header("X-Evil"))
             self.assertNotIn(b"k=v", request.raw)
-        self.check_well()
+        self.check_responsive()
 
     def test_calls_during_start_and_exit_do_no_harm(self):
         self.origin.serve_file("/early.bin", 30000)
@@ -98,7 +98,7 @@ class Bus(unittest.TestCase):
         process = self.session.process = self.session.launch()
         self.addCleanup(harness.end_process, process)
         end = time.monotonic() + 60
-        # Without the flag the bus would start a second copy, which might be quicker.
+        # Without the flag the bus might start a second copy before the first is ready.
         while self.bus.call(*MENU_URL, url, "", "", flags=rawbus.NO_AUTO_START) != rawbus.REPLY:
             self.assertLess(time.monotonic(), end)
         self.session.companion.wait_finished([url], 30)

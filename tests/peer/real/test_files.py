@@ -1,5 +1,5 @@
-"""Files and folders in the state that users bring them into: a message or the told outcome, never a crash, and what
-stood in them is still there."""
+"""Files and folders in the states that occur on users' machines: the result is a message or the required behaviour,
+never a crash, and their content is preserved."""
 
 import os
 import signal
@@ -39,7 +39,7 @@ class Files(unittest.TestCase):
     def test_garbage_settings_load_as_defaults(self):
         self.write(self.session.settings_file, bytes(range(256)) * 100)
         self.session.start()
-        # The folder for files is told in the other file, which is whole.
+        # The downloads folder is set in the other file, which is intact.
         self.fetch()
         self.assertEqual(self.session.dialogs(), [])
         self.end_with(0)
@@ -119,7 +119,7 @@ class Files(unittest.TestCase):
                 self.session.start()
                 self.session.menu_url(self.url)
                 time.sleep(1)
-                self.assertLess(self.session.answers(), harness.PROMPT)
+                self.assertLess(self.session.response_seconds(), harness.PROMPT)
                 self.end_with(0)
 
     def check_download_folder(self, give_back):
@@ -130,12 +130,12 @@ class Files(unittest.TestCase):
         self.assertEqual(sum(os.path.getsize(self.session.parts + n) for n in os.listdir(self.session.parts)), 300000)
         self.end_with(0)
         give_back(self.session.downloads)
-        asked = len(self.origin.requests)
+        request_count = len(self.origin.requests)
         self.session.start()
         self.session.resume()
         [download] = self.session.companion.wait_finished([self.url], 30)
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(300000))
-        self.assertEqual([r.range() for r in self.origin.requests[asked:] if r.range()], [], "fetched again")
+        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
         self.end_with(0)
 
     def test_unwritable_downloads_folder_keeps_the_parts(self):

@@ -1,5 +1,5 @@
-"""Real FTP servers: vsftpd with its anonymous user, proftpd with a virtual one. Files of every count of segments, pause,
-kill, a limit of logins, and what is not there or not allowed."""
+"""Real FTP servers: vsftpd with its anonymous user, proftpd with a virtual one. Files with each number of segments,
+pause, kill, a limit of logins, and files that are missing or forbidden."""
 
 import os
 import socket
@@ -19,14 +19,14 @@ COMPLETE = 3  # a segment's state
 
 def put(server, name, size, seed):
     server.put(name, origin.content(size, seed))
-    # Both send it at each change into the folder, as a reply of several lines.
+    # Both servers send it as a reply of several lines when entering the folder.
     server.put(".message", b"Read the rules.\n250 rules, that is.\n")
     return server.url(name)
 
 
 class OrderServer:
-    """Serves one generated file, and notes of each RETR whether the data connection was asked for before it came. The
-    replies behind a 227 come by themselves, `pause` seconds later."""
+    """Serves one generated file, and records for each RETR whether the data connection had been opened before. The
+    replies after a 227 come `pause` seconds later without further commands."""
 
     def __init__(self, size, pause):
         self.size, self.pause = size, pause
@@ -120,12 +120,12 @@ class FtpServers(unittest.TestCase):
             expected[url] = (size, seed)
             session.menu_url(url)
         self.expect_files(session, expected)
-        # REST goes out once in each probe and at least once for each segment.
+        # REST is sent once for each probe and at least once for each segment.
         self.assertGreaterEqual(len(server.restarts()), 4 + 1 + 2 + 8 + 8)
         self.assertEqual(server.refusals(), 0)
         for download in session.companion.downloads():
             segments = len(listfile.find(session.list_file, download.url).segments)
-            # The list counts each segment's last byte not, and yet the file is whole.
+            # The list does not count the last byte of each segment, although the file is complete.
             self.assertEqual(download.received, download.size - segments)
             self.assertEqual(download.percent, 100.0)
 
@@ -140,14 +140,14 @@ class FtpServers(unittest.TestCase):
         return download.received if download else 0
 
     def pause_all(self, session, urls):
-        """By the keys of the menu of the main window."""
+        """Pauses all by keyboard, with the menu of the main window."""
         [main] = [w for w, title, _ in session.own_windows() if title.startswith("Pellora !")]
         for _ in range(3):  # a busy display may lose a key
             session.press(main, "alt+a")
             session.press(main, "u")
             try:
                 return harness.wait_until(
-                    lambda: all(session.companion.find(url).state == "paused" for url in urls), 6, "the pause", patience=1)
+                    lambda: all(session.companion.find(url).state == "paused" for url in urls), 6, "the pause", slowness=1)
             except TimeoutError:
                 session.press(main, "Escape")
         self.fail("the downloads are not paused: %s" % session.companion.downloads())
@@ -186,7 +186,7 @@ class FtpServers(unittest.TestCase):
                 start = number * LARGE // 8
                 first = {}
                 for phase, restarts in (("pause", server.restarts()[paused:count]), ("kill", server.restarts()[count:])):
-                    # The probe's own 0 aside.
+                    # Leaves out the probe's 0.
                     mine = [n for n in restarts if n and start <= n <= segment.range_end]
                     first[phase] = mine[0] if mine else None
                 kept += (first["pause"] or start) - start

@@ -1,5 +1,5 @@
-"""The road from a browser into the list without the browser: the messaging host on a real bus, the manifests that a start
-writes, and the entries by which bus and session start the program from a folder with blanks in its path."""
+"""The path from a browser to the list, without a browser: the messaging host on a real bus, the manifests written at a
+start, and the entries by which bus and session start the program from a folder with blanks in its path."""
 
 import json
 import os
@@ -48,7 +48,7 @@ class HandOver(unittest.TestCase):
         return answers, result.returncode
 
     def adopt(self):
-        """Takes up the program that the bus has started, so that it is ended with the session."""
+        """Ends the program that the bus has started together with the session."""
         def pid():
             answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
                                        "org.freedesktop.DBus.GetConnectionUnixProcessID", harness.BUS_NAME)

@@ -1,5 +1,5 @@
-"""Servers that mean harm or talk nonsense: the program answers, its memory stays bounded, and nothing is written
-outside the two folders."""
+"""Malicious and broken servers: the program stays responsive, its memory is bounded, and nothing is written outside the
+two folders."""
 
 import os
 import time
@@ -8,7 +8,7 @@ import unittest
 import harness
 import origin
 
-MEMORY_BOUND = 24 << 20  # what a hostile reply may add to the most that the process ever held
+MEMORY_BOUND = 24 << 20  # how much a hostile reply may add to the peak memory
 
 
 class HostileServer(unittest.TestCase):
@@ -18,7 +18,7 @@ class HostileServer(unittest.TestCase):
         self.session = harness.Session("hostile", MaxSegments=4)
         self.addCleanup(self.session.close)
         self.session.start()
-        # A first ordinary download, so that what every download needs is there before memory is measured.
+        # An ordinary download first, so that everything a download needs is allocated before memory is measured.
         self.origin.serve_file("/first.bin", 200000)
         first = self.origin.url("/first.bin")
         self.session.menu_url(first)
@@ -29,7 +29,7 @@ class HostileServer(unittest.TestCase):
 
     def check_unharmed(self):
         self.assertTrue(self.session.alive(), self.session.read_log())
-        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
         grown = self.session.memory() - self.before
         print("      memory grew by %.1f MiB at most" % (grown / (1 << 20)))
         self.assertLess(grown, MEMORY_BOUND)
@@ -37,7 +37,7 @@ class HostileServer(unittest.TestCase):
         for folder in (self.session.downloads, self.session.parts):
             for parent, names, _ in os.walk(folder):
                 self.assertEqual(names, [], "a folder was made in " + parent)
-        # An ordinary download still goes through, whatever stands on the screen.
+        # An ordinary download still works, whatever is on the screen.
         self.origin.serve_file("/after.bin", 200000, seed=3)
         after = self.origin.url("/after.bin")
         self.session.menu_url(after)
@@ -49,7 +49,7 @@ class HostileServer(unittest.TestCase):
         return sum(os.path.getsize(os.path.join(self.session.parts, name)) for name in os.listdir(self.session.parts))
 
     def pour(self, head, block, seconds=4.0):
-        """A reply that begins with `head` and goes on with `block` for as long as the peer takes it."""
+        """A reply that begins with `head` and continues with `block` for as long as the peer reads."""
 
         def reply(connection, _request):
             end = time.monotonic() + seconds
@@ -64,7 +64,7 @@ class HostileServer(unittest.TestCase):
         self.session.menu_url(self.origin.url("/endless.bin"))
         self.session.wait_dialog()
         time.sleep(2)
-        # While its message stands, the window reads no more: the stream does not fill the disk.
+        # The window stops reading while its message is open, so the stream does not fill the disk.
         self.assertLess(self.part_bytes(), 8 << 20)
         self.assertEqual(len(self.session.dialogs()), 1)
         self.check_unharmed()
@@ -131,7 +131,7 @@ class HostileServer(unittest.TestCase):
         worst = 0.0
         end = time.monotonic() + 540
         while time.monotonic() < end:
-            worst = max(worst, self.session.answers())
+            worst = max(worst, self.session.response_seconds())
             found = self.session.companion.find(last)
             if found and found.finished:
                 break

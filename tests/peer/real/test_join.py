@@ -1,6 +1,6 @@
-"""The join of a large file on a disk that is slow: every window answers, other transfers continue, and an end in the
-middle loses nothing. The parts are files without content, and the disk is slowed by a library loaded into the
-program."""
+"""The join of a large file on a slow disk: every window stays responsive, other transfers continue, and ending the
+program during the join loses nothing. The parts are sparse files, and a library loaded into the program slows the
+disk."""
 
 import os
 import subprocess
@@ -17,7 +17,7 @@ LARGE = 1_900_000_000
 SMALL = 120_000_000
 PARTS = 8
 BUILDING = "Building the file..."
-# Seconds within which a window answers, on a machine that does nothing else.
+# Seconds within which a window must respond on an idle machine.
 PROMPT = 0.1
 
 
@@ -37,7 +37,7 @@ class Join(unittest.TestCase):
         self.session.env.update(LD_PRELOAD=library, SLOW_DISK_US=str(microseconds))
 
     def list_parts(self, size):
-        """A paused download whose parts are all there, as a kill before the join leaves it."""
+        """Creates a paused download with all its parts complete, as after a kill before the join."""
         self.parts = [(os.path.join(self.session.parts, "big.bin%03d.tmp" % (i + 1)), size // PARTS)
                       for i in range(PARTS)]
         for number, (path, length) in enumerate(self.parts):
@@ -66,7 +66,7 @@ class Join(unittest.TestCase):
         harness.wait_until(lambda: not any(os.path.exists(path) for path, _ in self.parts), 20, "the parts to go")
 
     def time_click(self, window, place):
-        """Seconds from a click on the button for details to the window's new height."""
+        """Seconds from a click on the details button until the window has its new height."""
         x = self.session.stage.x
         before = x.place(window)[3]
         began = time.monotonic()
@@ -93,7 +93,7 @@ class Join(unittest.TestCase):
         screen.wait("label", BUILDING, "big.bin", timeout=5)
         window = screen.raise_window("big.bin")
         details = screen.steady("push button", "Hide Details", "big.bin").middle
-        self.session.keep_picture("join")
+        self.session.save_screenshot("join")
         received = self.session.companion.find(other).received
         answers, clicks = [], []
         while not self.finished():
@@ -110,8 +110,8 @@ class Join(unittest.TestCase):
             max(answers) * 1000, len(answers), max(clicks) * 1000, len(clicks)))
         self.assertGreater(len(answers), 20)
         self.assertGreater(len(clicks), 2)
-        self.assertLess(max(answers), PROMPT * harness.PATIENCE)
-        self.assertLess(max(clicks), PROMPT * harness.PATIENCE)
+        self.assertLess(max(answers), PROMPT * harness.SLOWNESS)
+        self.assertLess(max(clicks), PROMPT * harness.SLOWNESS)
         self.assertGreater(self.session.companion.find(other).received, received)
         screen.wait("label", "Download complete", "big.bin")
         self.check_output(LARGE)
@@ -134,7 +134,7 @@ class Join(unittest.TestCase):
         self.run_into_the_join()
         began = time.monotonic()
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
-        self.assertLess(time.monotonic() - began, 2 * harness.PATIENCE)
+        self.assertLess(time.monotonic() - began, 2 * harness.SLOWNESS)
         self.assertLess(os.path.getsize(self.output), SMALL)
         record = listfile.find(self.session.list_file, self.url)
         self.assertTrue(record.paused)
@@ -167,7 +167,7 @@ class Join(unittest.TestCase):
         for width, height in ((700, 500), (800, 400), (640, 450)):
             screen.xdotool("windowsize", "--sync", window, width, height)
             time.sleep(0.3)
-            self.session.keep_picture("failed-join-%d" % width)
+            self.session.save_screenshot("failed-join-%d" % width)
             self.assertTrue(screen.find("label", text, "big.bin"))
             self.assertIsNone(screen.find("label", "Download complete", "big.bin"))
             self.assertIn("99.9%", [title for found, title, _ in self.session.own_windows() if found == window][0])

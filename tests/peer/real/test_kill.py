@@ -1,8 +1,7 @@
-"""The program is killed at random moments of real downloads and started again, and the files come out the same.
+"""Kills the program at random moments of real downloads and starts it again; the files must be correct.
 
-PELLORA_KILLS rounds (24 if not set) are dealt to sessions that run side by side, as most of a round is waiting.
-PELLORA_SEED replays the same moments.
-"""
+PELLORA_KILLS rounds (default 24) are divided among parallel sessions, as most of a round is waiting. PELLORA_SEED
+repeats the same moments. """
 
 import os
 import random
@@ -19,14 +18,14 @@ ROUNDS = int(os.environ.get("PELLORA_KILLS", "24"))
 SEED = int(os.environ.get("PELLORA_SEED", "0")) or random.SystemRandom().randrange(1, 1 << 31)
 SIDE_BY_SIDE = 8
 SIZE = 5000000
-RATE = 60000        # bytes a second for each of eight connections: about ten seconds of transfer for a file
+RATE = 60000        # bytes a second for each of eight connections: a file takes about ten seconds
 SAVE_INTERVAL = 5.0
-SLACK = 1.5         # the save itself and the sample's age
+SLACK = 1.5         # for the duration of a save and the age of the sample
 
 
 class Victim(threading.Thread):
-    """One session: adds a file, kills the program, starts it, resumes, until the rounds are over; then lets the
-    last file finish. Every file is compared when it is found finished."""
+    """One session: adds a file, kills the program, starts it and resumes until all rounds are done; then lets the last
+    file finish. Every finished file is compared."""
 
     def __init__(self, number, rounds):
         super().__init__()
@@ -45,7 +44,7 @@ class Victim(threading.Thread):
         return origin.Origin(RATE)
 
     def serve(self, name, seed):
-        """The URL of a new file."""
+        """Serves a new file. Returns its URL."""
         self.origin.serve_file("/" + name, SIZE, seed=seed)
         return self.origin.url("/" + name)
 
@@ -70,10 +69,10 @@ class Victim(threading.Thread):
         self.added = time.monotonic()
 
     def round(self):
-        """Runs for up to nine seconds, so that saves fall before, between and after kills; then kills."""
+        """Runs for up to nine seconds, so that kills fall before, during and after saves; then kills."""
         moment = time.monotonic() + self.random.uniform(0.0, 9.0)
         samples = []
-        late = 0.0  # what a busy machine adds to everything
+        late = 0.0  # the delay caused by a busy machine
         while time.monotonic() < moment:
             asked = time.monotonic()
             download = self.session.companion.find(self.url)
@@ -119,7 +118,7 @@ class Victim(threading.Thread):
 
     def check_leftovers(self):
         left = os.listdir(self.session.parts)
-        # A kill between the end of a join and the deletion of its parts leaves them behind: space, not data.
+        # A kill between the end of a join and the deletion of its parts leaves the parts: this costs space, not data.
         left = [name for name in left if name.startswith("file%d.bin" % self.files)]
         if left:
             raise AssertionError("part files of a finished download: %s" % left)

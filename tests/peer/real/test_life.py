@@ -1,4 +1,4 @@
-"""Start, second start and end of the real program, and the doors that scripts use."""
+"""Start, second start and end of the real program, and its interfaces for scripts."""
 
 import os
 import time
@@ -41,16 +41,16 @@ class Life(unittest.TestCase):
         time.sleep(2)
         self.session.stop()
         kept = listfile.find(self.session.list_file, url).kept
-        asked = len(self.origin.requests_for("/slow.bin"))
+        request_count = len(self.origin.requests_for("/slow.bin"))
         self.session.start()
         time.sleep(1)
         self.assertEqual(self.session.companion.find(url).state, "paused")
-        self.assertEqual(len(self.origin.requests_for("/slow.bin")), asked)
+        self.assertEqual(len(self.origin.requests_for("/slow.bin")), request_count)
         self.origin.serve_file("/slow.bin", 12000000)
         self.session.resume()
         [download] = self.session.companion.wait_finished([url], 30)
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(12000000))
-        ranges = [r.range() for r in self.origin.requests_for("/slow.bin")[asked:] if r.range()]
+        ranges = [r.range() for r in self.origin.requests_for("/slow.bin")[request_count:] if r.range()]
         self.assertEqual(sum(last - first + 1 for first, last in ranges), 12000000 - kept)
 
     def test_second_start_reports_found_raises_the_first_and_leaves_the_list_alone(self):
@@ -63,7 +63,7 @@ class Life(unittest.TestCase):
         for window, _, _ in self.session.own_windows():
             self.session.close_window(window)
         harness.wait_until(lambda: not self.session.own_windows(), 10, "the close box to hide the windows")
-        self.session.process.send_signal(19)  # SIGSTOP: whatever is written now, the second copy wrote it
+        self.session.process.send_signal(19)  # SIGSTOP, so that any file written now was written by the second copy
         before = self.read_list()
         second = self.session.launch()
         try:
@@ -78,7 +78,7 @@ class Life(unittest.TestCase):
         self.assertEqual(self.read_list(), before)
         harness.wait_until(self.session.own_windows, 10, "the first copy's window to be shown again")
         self.assertTrue(self.session.alive())
-        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
 
     def read_list(self):
         with open(self.session.list_file, "rb") as f:
@@ -88,7 +88,7 @@ class Life(unittest.TestCase):
         return [w for w, _, is_dialog in self.session.windows_of(pid) if is_dialog]
 
     def test_setting_that_ends_the_load_leaves_english_texts(self):
-        # The language stands behind the port: none is set, and without texts every file name would be refused.
+        # Only the port is in the settings, no language: without texts every file name is refused.
         session = harness.Session("nameless", ProxyPort=40000)
         self.addCleanup(session.close)
         session.start()

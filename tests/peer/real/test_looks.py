@@ -1,5 +1,5 @@
-"""How the real windows look: captions without a language file, small screens, menus and questions, what assistive
-technology is told, and names that are hard to draw."""
+"""The appearance of the real windows: captions without a language file, small screens, menus and questions,
+accessibility, and names that are hard to draw."""
 
 import os
 import random
@@ -45,7 +45,7 @@ class Base(unittest.TestCase):
         return url
 
     def copy(self, text):
-        """Onto the clipboard of the display."""
+        """Copies to the clipboard of the display."""
         owner = subprocess.Popen(["xclip", "-selection", "clipboard", "-quiet"], env=self.session.stage.env,
                                          stdin=subprocess.PIPE, stdout=self.session.log,
                                          stderr=self.session.log)
@@ -81,7 +81,7 @@ class WithoutALanguageFile(Base):
         self.assertLessEqual({"Yes", "No"}, self.captions("push button", QUESTION))
         self.assertIn("Do you want to download :", self.captions("label", QUESTION))
         self.screen.click("push button", "No", QUESTION)
-        # During the probe: without the texts no name is a good one.
+        # Closed during the probe, because without texts every file name is refused.
         self.origin.replies["/hang.bin"] = lambda _connection, _request: time.sleep(20)
         self.session.menu_url(self.origin.url("/hang.bin"))
         self.screen.wait("push button", "Hide Details", "hang.bin")
@@ -110,7 +110,7 @@ class SmallScreens(Base):
         return stage
 
     def check_inside(self, part):
-        """The window with its frame lies within the screen, when it has come to rest there."""
+        """The window with its frame comes to rest within the screen."""
         x = self.session.stage.x
         window = self.window(part)
         _, _, wide, high = x.place(hex(x.root))
@@ -160,16 +160,16 @@ class Windows(Base):
 
         def menu_at(height):
             def opened():
-                time.sleep(0.6)  # a right click soon after another one is a double click, which opens no menu
+                time.sleep(0.6)  # two right clicks in quick succession count as a double click, which opens no menu
                 display.click(x, y + height, button=3)
                 try:
-                    return harness.wait_until(display.menus, 5, "the menu", patience=1)
+                    return harness.wait_until(display.menus, 5, "the menu", slowness=1)
                 except TimeoutError:
                     return None
             harness.wait_until(opened, 20, "the menu of finished files")
         menu_at(100)
-        self.session.keep_picture("popup-without-row")
-        self.screen.keys("c")  # "Clear download", which means no row here
+        self.session.save_screenshot("popup-without-row")
+        self.screen.keys("c")  # "Clear download", which applies to no row here
         time.sleep(1)
         self.assertIsNotNone(self.session.companion.find(url))
         while display.menus():
@@ -203,7 +203,7 @@ class Windows(Base):
         button = self.screen.wait("push button", "Yes", QUESTION)
         self.assertGreaterEqual(label.height, 4 * 12)
         self.assertLessEqual(label.top + label.height, button.top)
-        self.session.keep_picture("question")
+        self.session.save_screenshot("question")
         self.screen.click("push button", "No", QUESTION)
 
 
@@ -225,10 +225,10 @@ def hard_name(seed):
 
 
 class HardNames(Base):
-    """Their windows, titles, rows and tool tips are drawn while the bus is asked."""
+    """Draws windows, titles, rows and tool tips with these names while calling the program over the bus."""
 
     def held_up(self):
-        """Seconds that a call waits for the program: what its thread worked meanwhile, at most what the clock says."""
+        """Seconds that a call waited for the program: the processor time of its thread, at most the elapsed time."""
         def worked():
             with open("/proc/%d/task/%d/schedstat" % (self.session.process.pid, self.session.process.pid),
                       encoding="ascii") as f:
@@ -248,7 +248,7 @@ class HardNames(Base):
         silent = socket.socket()
         self.addCleanup(silent.close)
         silent.bind(("127.0.0.1", 0))
-        silent.listen(64)  # takes connections and never answers
+        silent.listen(64)  # accepts connections but never replies
         self.open()
         self.bus = rawbus.RawBus(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
         self.addCleanup(self.bus.close)
@@ -266,11 +266,11 @@ class HardNames(Base):
             self.watch(0.1)
         self.session.stage.x.click(left + 100, top + 160)
         self.session.stage.x.keys("End", "Home")
-        self.watch(1.5)  # also a tool tip's delay
-        self.session.keep_picture("hard-names")
+        self.watch(1.5)  # includes the delay of a tool tip
+        self.session.save_screenshot("hard-names")
         print("      held up by %.0f ms at most" % (self.worst * 1000))
         self.assertLess(self.worst, 0.2)
-        # What is not drawn is whole.
+        # Names are cut only when drawn.
         listed = {download.url for download in self.session.companion.downloads()}
         self.assertEqual(listed, set(urls))
 

@@ -1,4 +1,4 @@
-"""What the pointer over the main window's controls shows, and what sizes and first showings do, on the real windows."""
+"""The hints for the controls under the pointer, and the sizes of the real windows at the first showing and later."""
 
 import subprocess
 import time
@@ -42,7 +42,7 @@ class Base(unittest.TestCase):
         harness.wait_until(lambda: self.screen.x.place(self.main)[2:] == wanted, 10, "the new size")
 
     def pixels(self, element):
-        """Rows of the colours that the screen shows in the element's place."""
+        """The colours of the element's area on the screen, as rows."""
         area = "%dx%d+%d+%d" % (element.width, element.height, element.left, element.top)
         raw = subprocess.run(["import", "-window", "root", "-crop", area, "-depth", "8", "rgb:-"],
                              env=self.session.stage.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=60,
@@ -70,13 +70,13 @@ class Mouse(Base):
             with self.subTest(name):
                 self.over_the_ground()
                 self.over(self.screen.steady(role, name, MAIN).middle, hint)
-                time.sleep(0.2)  # a move that went on to the ground as well would replace the hint
+                time.sleep(0.2)  # a move that also reached the ground would replace the hint
                 self.assertIsNotNone(self.screen.find("label", hint, MAIN))
-                self.session.keep_picture("hover-" + name.lower().replace(" ", "-"))
+                self.session.save_screenshot("hover-" + name.lower().replace(" ", "-"))
 
     @staticmethod
     def underlined(rows):
-        """Whether one row below the middle has a single colour that is not the ground's, or nearly so."""
+        """Whether a row below the middle consists almost entirely of one colour other than the ground's."""
         ground = rows[0][0]
         return any(sum(colour != ground for colour in row) > 0.9 * len(row) for row in rows[len(rows) // 2:])
 
@@ -89,7 +89,7 @@ class Mouse(Base):
         drawn = [c for row in self.pixels(link) for c in row if min(c) < 100]
         self.assertTrue(drawn)
         self.assertTrue(all(blue > red + 20 for red, _, blue in drawn), drawn[:5])
-        self.session.keep_picture("version-link")
+        self.session.save_screenshot("version-link")
         self.over_the_ground()
         harness.wait_until(lambda: not self.underlined(self.pixels(link)), 5, "the end of the line")
 
@@ -100,21 +100,21 @@ class Sizes(Base):
 
     def test_only_the_finished_list_grows_with_the_window(self):
         current, finished = self.heights()
-        self.session.keep_picture("size-designed")
+        self.session.save_screenshot("size-designed")
         self.grow(150, 220)
         harness.wait_until(lambda: self.heights() == [current, finished + 220], 5, "the finished list alone to grow")
-        self.session.keep_picture("size-grown")
+        self.session.save_screenshot("size-grown")
         self.grow(-150, -220)
         harness.wait_until(lambda: self.heights() == [current, finished], 5, "the former heights")
 
     def test_transfer_window_shows_that_it_connects(self):
-        server = origin.Unanswering()
+        server = origin.SilentPort()
         self.addCleanup(server.close)
         self.session.menu_url(server.url("/far.bin"))
         self.screen.wait("label", "Connecting to server...")
-        time.sleep(1)  # whatever the first showing does has been done
+        time.sleep(1)  # the first showing has had all its effects
         self.assertIsNotNone(self.screen.find("label", "Connecting to server..."))
-        self.session.keep_picture("connecting")
+        self.session.save_screenshot("connecting")
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""The options dialog of the real program, driven by keyboard and by mouse, and what it leaves on the disk."""
+"""The options dialog of the real program, operated by keyboard and mouse, and the settings that it writes."""
 
 import os
 import subprocess
@@ -44,7 +44,7 @@ class Options(unittest.TestCase):
                               stdin=subprocess.DEVNULL, capture_output=True, timeout=30, check=True).stdout
 
     def drawn(self, window):
-        """Its picture once it is drawn in full, with a blink of the caret at most."""
+        """Its picture once it is completely drawn; ignores the blinking caret."""
         seen = []
 
         def steady():
@@ -53,7 +53,7 @@ class Options(unittest.TestCase):
         return harness.wait_until(steady, 20, "a drawn window")
 
     def changed_by(self, window, *keys):
-        """Keys one after the other, each when the one before has changed what is seen."""
+        """Presses keys one by one, each after the previous one has changed the picture."""
         for key in keys:
             before = self.drawn(window)
             self.session.press(window, key)
@@ -62,13 +62,13 @@ class Options(unittest.TestCase):
     def test_language_chosen_by_keyboard_is_shown_at_once_and_after_a_restart(self):
         english = self.drawn(self.main)
         dialog = self.open_by_menu()
-        # The page of languages lies before the first one; its list follows the tabs.
+        # The languages' page is before the first one; its list follows the tabs.
         self.changed_by(dialog, "ctrl+shift+Tab", "Tab", "d")
         self.keys(dialog, "Return")
         self.gone(dialog)
         self.assertEqual(self.setting("Language"), "german")
         harness.wait_until(lambda: self.picture(self.main) != english, 10, "German texts")
-        # The menu's German key, and the German title.
+        # The menu's German access key, and the German title.
         dialog = self.open_by_menu("e", "Pellora !   Optionen")
         self.keys(dialog, "Escape")
         self.gone(dialog)
@@ -90,7 +90,7 @@ class Options(unittest.TestCase):
         self.assertEqual(subprocess.run(["desktop-file-validate", entry], check=False).returncode, 0)
         self.assertTrue(os.path.exists(self.session.parts + "temp.tst"))
         self.assertFalse(os.path.exists(self.session.downloads + "temp.tst"))
-        # What was chosen is stored under the program's name; the older name's folders are read again.
+        # The choice is stored under the program's name; the folders are read from the older name again.
         self.assertEqual(self.setting("DownloadFolder"), self.session.downloads)
         dialog = self.open_by_menu()
         self.changed_by(dialog, "Tab", "space")
@@ -104,7 +104,7 @@ class Options(unittest.TestCase):
         self.changed_by(dialog, "ctrl+Tab", "Tab")
         self.keys(dialog, "ctrl+a", "0", "Return")
         box = self.window("Pellora !")
-        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.keys(box, "Return")
         self.gone(box)
         self.assertIn(dialog, [w for w, _, _ in self.session.own_windows()])

@@ -1,4 +1,4 @@
-"""The preview with samples of every type it takes, on a machine without a sound device: the process that renders them,
+"""The preview with samples of every supported type, on a machine without a sound device: the process that renders them,
 and the pane of the real program."""
 
 import array
@@ -25,7 +25,7 @@ _folder = None
 
 
 def sample_paths():
-    """Made once in a run."""
+    """Created once in a run."""
     global _folder
     if _folder is None:
         _folder = tempfile.TemporaryDirectory(prefix="pellora-samples.")
@@ -34,12 +34,12 @@ def sample_paths():
 
 
 def silent_environment():
-    """Without a sound server, whatever the machine has."""
+    """An environment without a sound server, whatever the machine has."""
     return {k: v for k, v in os.environ.items() if not k.startswith("PULSE_") and k != "XDG_RUNTIME_DIR"}
 
 
 class Rendering:
-    """One preview process, spoken to as the program does."""
+    """One preview process, used as by the program."""
 
     def __init__(self, path, env=None):
         self.process = subprocess.Popen([os.path.join(harness.PROGRAM, "pellora-preview")], stdin=subprocess.PIPE,
@@ -47,12 +47,12 @@ class Rendering:
                                         env=env or silent_environment())
         self.data = b""
         self.frames = []
-        self.said = []
+        self.messages = []
         self.over = False
         encoded = urllib.parse.quote_from_bytes(os.fsencode(path))
-        self.say("open %d %d %s" % (WIDTH, HEIGHT, encoded))
+        self.send("open %d %d %s" % (WIDTH, HEIGHT, encoded))
 
-    def say(self, line):
+    def send(self, line):
         try:
             self.process.stdin.write(line.encode() + b"\n")
             self.process.stdin.flush()
@@ -60,7 +60,7 @@ class Rendering:
             pass
 
     def until(self, condition, timeout):
-        """Takes what comes until the condition holds, the process ends or the time is up."""
+        """Reads until the condition holds, the process ends or the time is up."""
         end = time.monotonic() + timeout
         while not condition() and not self.over and time.monotonic() < end:
             if not select.select([self.process.stdout], [], [], 0.05)[0]:
@@ -81,17 +81,17 @@ class Rendering:
             return False
         if message == FRAME:
             self.frames.append((width, height, self.data[12:12 + size]))
-            self.say("seen")
+            self.send("seen")
         else:
-            self.said.append(message)
+            self.messages.append(message)
         self.data = self.data[12 + size:]
         return True
 
     def rendered(self, timeout=60):
-        return self.until(lambda: RENDERED in self.said, timeout)
+        return self.until(lambda: RENDERED in self.messages, timeout)
 
     def close(self):
-        """The end of its input ends it; returns its code."""
+        """Closes the input, which ends the process. Returns its exit code."""
         try:
             self.process.stdin.close()
         except BrokenPipeError:
@@ -112,7 +112,7 @@ def colours(frame):
 class Process(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        sample_paths()  # before any threads ask for them
+        sample_paths()  # before threads need them
 
     def open(self, path):
         rendering = Rendering(path)
@@ -120,7 +120,7 @@ class Process(unittest.TestCase):
         return rendering
 
     def each(self, kinds, check):
-        """Runs a check for several types side by side."""
+        """Runs a check for several types in parallel."""
         with concurrent.futures.ThreadPoolExecutor(4) as pool:
             for result in [pool.submit(check, kind) for kind in kinds]:
                 result.result()
@@ -143,21 +143,21 @@ class Process(unittest.TestCase):
             self.assertEqual(first[:2], (200, 150), kind)
             self.assertGreater(colours(first), 50, kind)
             rendering.until(lambda: False, 0.3)
-            self.assertEqual(len(rendering.frames), 1, kind)  # it stands
-            rendering.say("run")
+            self.assertEqual(len(rendering.frames), 1, kind)  # it is paused
+            rendering.send("run")
             self.assertTrue(rendering.until(lambda: len(rendering.frames) > 3, 30), kind)
             self.assertNotEqual(rendering.frames[3], first, kind)
-            rendering.say("stop")
+            rendering.send("stop")
             rendering.until(lambda: rendering.frames[-1] == first, 30)
             rendering.until(lambda: False, 0.5)
             self.assertEqual(rendering.frames[-1], first, kind)
             count = len(rendering.frames)
             rendering.until(lambda: False, 0.3)
             self.assertEqual(len(rendering.frames), count, kind)
-            for _ in range(2):  # to the end, and from the beginning again
-                rendering.said.clear()
-                rendering.say("run")
-                self.assertTrue(rendering.until(lambda: ENDED in rendering.said, 60), kind)
+            for _ in range(2):  # plays to the end, then again from the beginning
+                rendering.messages.clear()
+                rendering.send("run")
+                self.assertTrue(rendering.until(lambda: ENDED in rendering.messages, 60), kind)
             self.assertEqual(rendering.close(), 0, kind)
 
         self.each(samples.VIDEOS, check)
@@ -166,19 +166,19 @@ class Process(unittest.TestCase):
         def check(kind):
             rendering = self.open(sample_paths()[kind])
             self.assertTrue(rendering.rendered(), kind)
-            rendering.say("volume -1260")
-            for _ in range(5):  # a busy machine may come to the stop only after the end
-                rendering.say("run")
+            rendering.send("volume -1260")
+            for _ in range(5):  # on a busy machine the end may come before the stop
+                rendering.send("run")
                 rendering.until(lambda: False, 0.2)
-                rendering.say("stop")
+                rendering.send("stop")
                 rendering.until(lambda: False, 0.2)
-                if ENDED not in rendering.said:
+                if ENDED not in rendering.messages:
                     break
-                rendering.said.remove(ENDED)
-            self.assertEqual(rendering.said, [RENDERED], kind)
+                rendering.messages.remove(ENDED)
+            self.assertEqual(rendering.messages, [RENDERED], kind)
             began = time.monotonic()
-            rendering.say("run")
-            self.assertTrue(rendering.until(lambda: ENDED in rendering.said, 60), kind)
+            rendering.send("run")
+            self.assertTrue(rendering.until(lambda: ENDED in rendering.messages, 60), kind)
             self.assertGreater(time.monotonic() - began, 0.5, kind)
             self.assertEqual(rendering.frames, [], kind)
             self.assertEqual(rendering.close(), 0, kind)
@@ -189,8 +189,8 @@ class Process(unittest.TestCase):
         def check(kind):
             rendering = self.open(sample_paths()[kind])
             self.assertTrue(rendering.rendered(), kind)
-            rendering.say("run")
-            self.assertTrue(rendering.until(lambda: ENDED in rendering.said, 60), kind)
+            rendering.send("run")
+            self.assertTrue(rendering.until(lambda: ENDED in rendering.messages, 60), kind)
             self.assertEqual(len(rendering.frames) > 3, kind in ("mp4", "mov", "flv", "webm"), kind)
             self.assertEqual(rendering.close(), 0, kind)
 
@@ -199,12 +199,12 @@ class Process(unittest.TestCase):
     def test_run_and_cue_together_play_nothing(self):
         rendering = self.open(sample_paths()["avi"])
         self.assertTrue(rendering.rendered())
-        rendering.say("run\ncue")
+        rendering.send("run\ncue")
         rendering.until(lambda: False, 0.6)
         self.assertEqual(len(rendering.frames), 1)
 
     def test_partial_files_and_garbage_cause_no_crash_and_leave_no_process(self):
-        """The media library hangs over some of them at times; the end of the input ends it all the same."""
+        """The media library sometimes hangs with these; the end of the input must end the process all the same."""
         with tempfile.TemporaryDirectory() as folder:
             def check(kind):
                 with open(sample_paths()[kind], "rb") as f:
@@ -216,7 +216,7 @@ class Process(unittest.TestCase):
                         f.write(data)
                     rendering = Rendering(path)
                     rendering.rendered(4)
-                    rendering.say("run")
+                    rendering.send("run")
                     rendering.until(lambda: False, 0.1)
                     self.assertGreaterEqual(rendering.close(), 0, path)
 
@@ -234,8 +234,8 @@ class Process(unittest.TestCase):
     def test_process_ends_when_its_input_closes(self):
         rendering = self.open(sample_paths()["avi"])
         self.assertTrue(rendering.rendered())
-        rendering.process.send_signal(signal.SIGINT)  # a terminal's, meant for others
-        rendering.say("run")
+        rendering.process.send_signal(signal.SIGINT)  # from a terminal, not meant for this process
+        rendering.send("run")
         self.assertTrue(rendering.until(lambda: len(rendering.frames) > 2, 30))
         rendering.process.stdin.close()
         self.assertEqual(rendering.process.wait(60), 0)
@@ -297,7 +297,7 @@ class Process(unittest.TestCase):
 
 
 class Sound(unittest.TestCase):
-    """What is heard, on a sound server of the test's own."""
+    """The audible result, on a sound server started by the test."""
 
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory(prefix="pellora-sound.")
@@ -315,16 +315,16 @@ class Sound(unittest.TestCase):
         samples.encode(self.path, ["-f", "lavfi", "-i", "sine=frequency=440:duration=4"])
 
     def loudest(self, volume):
-        """The loudest sample of a second from the start of the playback on."""
+        """The loudest sample of the first second of playback."""
         rendering = Rendering(self.path, self.env)
         self.addCleanup(rendering.close)
         self.assertTrue(rendering.rendered())
-        rendering.say("volume %d" % volume)
+        rendering.send("volume %d" % volume)
         listener = subprocess.Popen(["ffmpeg", "-v", "error", "-f", "pulse", "-i", "heard.monitor", "-t", "1.2", "-f",
                                      "s16le", "-ac", "1", "-"], env=self.env, stdin=subprocess.DEVNULL,
                                     stdout=subprocess.PIPE)
         time.sleep(0.4)
-        rendering.say("run")
+        rendering.send("run")
         data = listener.communicate(timeout=20)[0]
         rendering.close()
         return max(map(abs, array.array("h", data[:len(data) // 2 * 2])))
@@ -333,7 +333,7 @@ class Sound(unittest.TestCase):
         full = self.loudest(0)
         self.assertGreater(full, 1000)
         for volume, share, delta in ((-1260, 10 ** (-1260 / 2000), 0.08), (-2000, 0.1, 0.04)):
-            for _ in range(5):  # a busy machine breaks the sound here and there, and each break adds a crackle
+            for _ in range(5):  # a busy machine interrupts the sound at times, and each interruption adds a crackle
                 heard = self.loudest(volume) / full
                 if abs(heard - share) <= delta:
                     break
@@ -344,21 +344,21 @@ MAIN = "Pellora !"
 
 
 class Pane(unittest.TestCase):
-    """By hand: the mouse on the lower list and the pane's buttons."""
+    """Operated by the mouse: the lower list and the pane's buttons."""
 
     def setUp(self):
         self.origin = origin.Origin()
         self.addCleanup(self.origin.close)
         self.session = harness.Session("preview", MaxSegments=1)
         self.addCleanup(self.session.close)
-        # The desktop's opener, which only notes what it was given.
+        # Replaces the desktop's opener; records its arguments.
         self.opened = os.path.join(self.session.root, "opened")
         opener = os.path.join(self.session.root, "xdg-open")
         with open(opener, "w", encoding="ascii") as f:
             f.write('#!/bin/sh\necho "$1" >>%s\n' % self.opened)
         os.chmod(opener, 0o700)
         self.session.env["PATH"] = self.session.root + ":" + self.session.env["PATH"]
-        # Which plugins there are is looked up once, here: the program would give up on a busy machine.
+        # Plugins are scanned once, here: on a busy machine the program would time out.
         self.session.env["XDG_CACHE_HOME"] = os.path.join(harness.Stage.get().folder, "cache")
         first = Rendering(sample_paths()["avi"], self.session.env)
         self.assertTrue(first.rendered(180))
@@ -382,7 +382,7 @@ class Pane(unittest.TestCase):
         self.names.append(name)
 
     def arrange(self):
-        """All downloads finished and listed, the transfer windows away, the pane open, and the place of everything."""
+        """Finishes all downloads, hides the transfer windows, opens the pane, and finds the position of everything."""
         self.session.companion.wait_finished([self.origin.url("/" + name) for name in self.names], 30)
         main = self.screen.raise_window(MAIN)
         for window, _, _ in self.session.own_windows():
@@ -403,7 +403,7 @@ class Pane(unittest.TestCase):
         self.places = {}
         for element in self.screen.elements(MAIN):
             if element.role == "page tab list":
-                continue  # named like its tab
+                continue  # has the name of its tab
             place = element.role if element.role == "slider" else (element.name, element.role == "page tab")
             self.places.setdefault(place, element)
         surface = self.places[("Preview", False)]
@@ -414,14 +414,14 @@ class Pane(unittest.TestCase):
         self.screen.x.click(x, y, times=repeat)
 
     def look(self, rest):
-        """What the surface shows, through a command."""
+        """The picture of the surface, passed through a command."""
         result = subprocess.run(["sh", "-c", "import -window root png:- | convert png:- -crop %s +repage %s" % (
             self.area, rest)], env=self.session.stage.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=30,
             check=True)
         return result.stdout
 
     def saturation(self):
-        """Mean saturation: 0 for a blank pane with its grey text, high for the test picture."""
+        """The mean saturation: 0 for a blank pane with its grey text, high for the test picture."""
         return float(self.look("-colorspace HSL -channel G -separate -format '%[fx:mean]' info:"))
 
     def picture(self):
@@ -436,12 +436,12 @@ class Pane(unittest.TestCase):
         harness.wait_until(lambda: condition(self.saturation()), timeout, what)
 
     def click_until(self, name, condition, what):
-        """Once more where nothing comes of it: on a busy machine a decoder may take longer than it is given, and a
-        short film may be over between two looks."""
+        """Clicks again if nothing happens: on a busy machine a decoder may exceed its time limit, and a short film may
+        be over between two checks."""
         def seen():
             self.click(name)
             try:
-                return harness.wait_until(lambda: condition() or None, 25, what, patience=1)
+                return harness.wait_until(lambda: condition() or None, 25, what, slowness=1)
             except TimeoutError:
                 return None
         harness.wait_until(seen, 30, what)
@@ -469,7 +469,7 @@ class Pane(unittest.TestCase):
             else:
                 self.click("Play")
             self.click("Stop")
-            self.assertLess(self.session.answers(), harness.PROMPT, kind)
+            self.assertLess(self.session.response_seconds(), harness.PROMPT, kind)
             self.assertLessEqual(len(self.processes()), 1)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 

@@ -1,4 +1,4 @@
-"""What goes over the wire, byte for byte, as an origin logs it; and every size at the planner's edges."""
+"""Requests on the wire, byte for byte, as logged by an origin; and sizes at all limits of the planner."""
 
 import unittest
 
@@ -20,7 +20,7 @@ def segment(target, first, last, host="127.0.0.1", referrer=""):
 
 
 def plan(size, most):
-    """The planned ranges: 1, 2 or 8 of them by size, no more than allowed, the remainder in the first."""
+    """The planned ranges: 1, 2 or 8 depending on the size, at most `most`, with the remainder in the first."""
     count = min(1 if size < 10000 else 2 if size < 100000 else 8, most)
     each = size // count
     first = size - (count - 1) * each
@@ -46,7 +46,7 @@ class Requests(unittest.TestCase):
         return download
 
     def raw(self, path):
-        """Each once: the stall watch may connect a segment again."""
+        """Each request once: the stall watch may reconnect a segment."""
         return list(dict.fromkeys(r.raw for r in self.origin.requests_for(path)))
 
     def test_probe_and_segments_without_a_referrer_are_exact(self):
@@ -128,7 +128,7 @@ class Sizes(unittest.TestCase):
                     self.assertEqual(harness.digest(download.saved_path), origin.content_digest(size, seed=size))
                     asked = [r.range() for r in server.requests_for("/%d.bin" % size)]
                     self.assertIsNone(asked[0])
-                    # The stall watch may connect a segment twice; what it asked for first is the plan's.
+                    # The stall watch may reconnect a segment; its first request is the plan's.
                     self.assertEqual(sorted(dict.fromkeys(asked[1:])), plan(size, most))
                     self.assertEqual((download.size, download.received), (size, size))
 

@@ -1,5 +1,5 @@
-"""The command-line companion as a script uses it: nothing is asked, what is refused is named, and each download has an id
-that no other one gets."""
+"""The command-line companion in scripts: no questions are shown, refusals are reported, and each download has a unique
+id."""
 
 import os
 import subprocess
@@ -26,12 +26,12 @@ class Scripts(unittest.TestCase):
         self.companion = self.session.companion
 
     def control(self, *arguments):
-        """(exit code, lines, complaints) of pelloractl."""
+        """(exit code, lines, error lines) of pelloractl."""
         result = self.companion.run(*arguments)
         return result.returncode, result.stdout.decode().splitlines(), result.stderr.decode().splitlines()
 
-    def serve_silence(self, path, size, sent):
-        """A file whose server sends so many bytes of each reply and then nothing, on an open connection."""
+    def serve_stalling(self, path, size, sent):
+        """Serves a file so that each reply stops after `sent` bytes, with the connection left open."""
         ended = threading.Event()
         self.addCleanup(ended.set)
 
@@ -106,12 +106,12 @@ class Adding(Scripts):
         result = subprocess.run([sys.executable, FETCH, self.companion.path, bad, good], env=self.session.env,
                                 stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
         self.assertEqual(result.returncode, 1, result.stderr)
-        self.assertIn("not fetched: %s: It is no address" % bad, result.stderr)
+        self.assertIn("not downloaded: %s: It is no address" % bad, result.stderr)
         self.assertIn("saved: %sa.bin" % self.session.downloads, result.stdout)
         again = subprocess.run([sys.executable, FETCH, self.companion.path, good], env=self.session.env,
                                stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
         self.assertEqual((again.returncode, again.stderr), (0, ""))
-        self.assertEqual(again.stdout.splitlines(), ["%s was fetched before." % good,
+        self.assertEqual(again.stdout.splitlines(), ["%s was downloaded before." % good,
                                                      "saved: %sa.bin" % self.session.downloads])
 
 
@@ -163,9 +163,9 @@ class Changing(Scripts):
 
     def test_silent_server_is_listed_and_pause_and_resume_reconnect(self):
         self.session.start()
-        url = self.serve_silence("/a.bin", 30000, sent=5000)
+        url = self.serve_stalling("/a.bin", 30000, sent=5000)
         [identity] = self.companion.add(url)
-        harness.wait_until(lambda: self.companion.find(url).silence, 30, "a word about the silence")
+        harness.wait_until(lambda: self.companion.find(url).silence, 30, "a report of the silence")
         download = self.companion.find(url)
         self.assertEqual(download.state, "active")
         words = download.silence.split()

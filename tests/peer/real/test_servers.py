@@ -1,4 +1,4 @@
-"""Real servers in the moods that users meet: whole ranges, none, slow, redirecting, and crowded."""
+"""Real servers of all kinds that users meet: with ranges, without, slow, redirecting, and crowded."""
 
 import time
 import unittest
@@ -37,11 +37,11 @@ class Servers(unittest.TestCase):
         self.assertEqual(data, self.data)
 
     def test_several_connections_speed_up_a_slow_server(self):
-        # The eighth connection starts at 1.4 s, so only a file that takes one connection longer can gain.
+        # The eighth connection starts at 1.4 s, so only a file that takes one connection longer benefits.
         large = origin.content(4 * SIZE, seed=8)
         self.nginx.put("file.bin", large)
         self.addCleanup(self.nginx.put, "file.bin", self.data)
-        for _ in range(4):  # the machine may be busier during one of the two
+        for _ in range(4):  # one of the two may coincide with load on the machine
             one, slow = self.fetch(self.nginx.slow, 1)
             eight, quick = self.fetch(self.nginx.slow, 8)
             self.assertEqual(one, large)
@@ -55,8 +55,8 @@ class Servers(unittest.TestCase):
         self.assertEqual(data, self.data)
 
     def test_every_segment_holds_the_file_s_beginning_without_ranges(self):
-        # Nothing tests for range support: the outcome is a file of the right length, right only in its first share.
-        # It is pinned here so that a change of it is noticed.
+        # The program does not test for range support: the file has the right length, but only its first share is
+        # correct. This test pins that down, so that a change is noticed.
         data, _ = self.fetch(self.nginx.whole, 4)
         share = SIZE // 4
         self.assertEqual(data, self.data[:share] * 4)
@@ -68,13 +68,13 @@ class Servers(unittest.TestCase):
     def test_refused_segments_never_pass_for_a_finished_file(self):
         with harness.Session("crowded", MaxSegments=8) as session:
             session.start()
-            # Large enough that the first two connections are still busy when the others ask.
+            # Large enough for the first two connections to be busy still when the others connect.
             self.nginx.put("large.bin", origin.content(40 * SIZE, seed=8))
             url = self.nginx.url(self.nginx.crowded, "large.bin")
             session.menu_url(url)
             time.sleep(6)
             self.assertFalse(session.companion.find(url).finished)
-            self.assertLess(session.answers(), harness.PROMPT)
+            self.assertLess(session.response_seconds(), harness.PROMPT)
             self.assertEqual(session.stop(), 0)
 
     def test_chain_of_redirects_ends_at_the_file(self):

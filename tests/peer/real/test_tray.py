@@ -1,4 +1,4 @@
-"""The icon in the notification area: as a status notifier item, read by a watcher and host of our own, and on an X tray."""
+"""The notification icon: as a status notifier item, with the test's own watcher and host, and on an X tray."""
 
 import re
 import subprocess
@@ -57,11 +57,11 @@ class Host(wirebus.WireBus):
         self.call(self.wait_item(), "/StatusNotifierItem", ITEM, "Activate", "ii", 5, 5)
 
     def picture(self):
-        """The largest picture of the item: (width, height, pixels)."""
+        """The largest pixmap of the item: (width, height, pixels)."""
         return max(self.item()["IconPixmap"])
 
     def layout(self):
-        """(number, properties) of each entry that is shown."""
+        """(number, properties) of each visible entry."""
         _revision, (_id, _properties, children) = self.call(
             self.wait_item(), "/MenuBar", MENU, "GetLayout", "iias", 0, -1, [])
         return [(number, properties) for number, properties, _ in children if properties.get("visible", True)]
@@ -102,14 +102,14 @@ class Tray(unittest.TestCase):
         self.session.close_window(window)
 
     def open_window(self, act):
-        """On a busy machine two clicks may be too far apart for a double click, and a menu may open late."""
+        """Retries `act`: on a busy machine two clicks may be too far apart for a double click, or a menu opens late."""
         for _ in range(4):
             act()
             try:
-                return harness.wait_until(self.main_window, 5, "the main window", patience=1)
+                return harness.wait_until(self.main_window, 5, "the main window", slowness=1)
             except TimeoutError:
                 self.session.stage.x.keys("Escape")
-        return self.fail("the main window did not come")
+        return self.fail("the main window did not appear")
 
 
 class Item(Tray):
@@ -226,7 +226,7 @@ class German(Tray):
 
 
 class XTray(Tray):
-    """A tray of the X display alone, with no items on the bus."""
+    """A tray of the X display only, without items on the bus."""
 
     def start_tray(self):
         tray = subprocess.Popen(
@@ -237,7 +237,7 @@ class XTray(Tray):
         return tray
 
     def icon_place(self):
-        """The middle of the docked icon on the screen, or nothing."""
+        """The middle of the docked icon on the screen, or None."""
         text = subprocess.run(["xwininfo", "-root", "-tree"], env=self.session.stage.env, stdin=subprocess.DEVNULL,
                               capture_output=True, timeout=20, check=False).stdout.decode()
         found = re.search(r'"Pellora": \("Pellora" "Pellora"\) +(\d\d)x\d\d\S+ +\+(\d+)\+(\d+)\n', text)
@@ -247,7 +247,7 @@ class XTray(Tray):
         return x + size // 2, y + size // 2
 
     def wait_icon(self):
-        """The same once it stays where it is."""
+        """The same, once it no longer moves."""
         seen = []
 
         def steady():
@@ -263,7 +263,7 @@ class XTray(Tray):
 
     def open_menu(self, x, y):
         self.session.stage.x.click(x, y, button=3)
-        return harness.wait_until(self.session.stage.x.menus, 5, "the menu of the icon", patience=1)
+        return harness.wait_until(self.session.stage.x.menus, 5, "the menu of the icon", slowness=1)
 
     def test_shows_the_icon_opens_its_menu_and_the_window(self):
         self.start_tray()
@@ -279,7 +279,7 @@ class XTray(Tray):
         def first_entry():
             self.open_menu(x, y)
             time.sleep(1)
-            self.session.keep_picture("tray-menu")
+            self.session.save_screenshot("tray-menu")
             self.session.stage.x.keys("Down", "Return")
         self.open_window(first_entry)
 
@@ -303,10 +303,10 @@ class XTray(Tray):
         self.session.menu_url("http://no-path.example")
         self.session.wait_dialog()
         harness.end_process(tray)
-        self.start_tray()  # the icon in it has another window
+        self.start_tray()  # the icon gets another window in it
         x, y = self.wait_icon()
         harness.wait_until(lambda: self.try_menu(x, y), 20, "the menu over the message")
-        self.session.keep_picture("tray-menu-over-message")
+        self.session.save_screenshot("tray-menu-over-message")
         self.session.stage.x.keys("Up", "Return")  # the last entry
         self.assertEqual(self.session.process.wait(60), 0, self.session.read_log())
 

@@ -1,4 +1,4 @@
-"""The version check of the real program, its hosts led to a server on loopback."""
+"""The version check of the real program, with its hosts redirected to a server on loopback."""
 
 import io
 import os
@@ -28,7 +28,7 @@ class Version(unittest.TestCase):
         self.session.env.update(LD_PRELOAD=library, REDIRECT_PORT_80=str(self.origin.port))
 
     def label(self, window):
-        """A place on the leftmost text in the colour of a link."""
+        """A point on the leftmost text in the link colour."""
         result = subprocess.run(["sh", "-c", "import -window %s png:- | convert png:- -fill white +opaque '#0000ff'"
                                  " -format '%%@' info:" % window], env=self.session.stage.env, check=True,
                                 stdin=subprocess.DEVNULL, capture_output=True, timeout=30)
@@ -74,7 +74,7 @@ class Version(unittest.TestCase):
         window, title = self.session.wait_dialog()
         self.assertEqual(title, "Pellora !")
         self.session.dismiss(window, "alt+y")
-        # A member was left out: its number is shown before the updater starts.
+        # A member was left out: the error number is shown before the updater starts.
         window, _ = harness.wait_until(lambda: [d for d in self.session.dialogs() if d[0] != window], 30, "the number")[0]
         with open(os.path.join(self.session.program, "downloads", "Pellora53.zip"), "rb") as f:
             self.assertEqual(f.read(), package)
@@ -101,17 +101,17 @@ class Version(unittest.TestCase):
         self.assertFalse(os.path.exists(os.path.join(self.session.program, "downloads")))
 
     def test_updater_is_started_with_five_arguments_and_never_awaited(self):
-        said = os.path.join(self.session.root, "said")
+        notes = os.path.join(self.session.root, "notes")
         updater = os.path.join(self.session.program, "UpdateApp")
         with open(updater, "w", encoding="ascii") as f:
-            f.write('#!/bin/sh\nprintf "%%s\\n" "$@" >%s.part && echo $$ >%s.pid && mv %s.part %s\nexec sleep 600\n' % ((said,) * 4))
+            f.write('#!/bin/sh\nprintf "%%s\\n" "$@" >%s.part && echo $$ >%s.pid && mv %s.part %s\nexec sleep 600\n' % ((notes,) * 4))
         os.chmod(updater, 0o700)
         self.session.start()
-        harness.wait_until(lambda: os.path.exists(said), 10, "its words")
-        self.assertLess(self.session.answers(), harness.PROMPT)
-        with open(said + ".pid", encoding="ascii") as f:
-            os.kill(int(f.read()), signal.SIGTERM)  # it still ran
-        with open(said, encoding="ascii") as f:
+        harness.wait_until(lambda: os.path.exists(notes), 10, "its arguments")
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
+        with open(notes + ".pid", encoding="ascii") as f:
+            os.kill(int(f.read()), signal.SIGTERM)  # it was still running
+        with open(notes, encoding="ascii") as f:
             self.assertEqual(f.read().split("\n"), ["Pellora", "2", "5.2.0", "update.pellora.example", "false", ""])
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 

@@ -1,4 +1,4 @@
-"""What impatient hands do to the windows: clicks during a probe, closed frames, tiny sizes, ends under a question."""
+"""Impatient use of the windows: clicks during a probe, closing, tiny sizes, quitting while a question is open."""
 
 import os
 import subprocess
@@ -71,7 +71,7 @@ class WindowHandling(unittest.TestCase):
         for width, height in ((1, 1), (3000, 3000), (1, 1000), (1000, 1), (600, 400)):
             for window in (transfer, self.main):
                 self.xdotool("windowsize", window, width, height)
-            self.assertLess(self.session.answers(), harness.PROMPT)
+            self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
     def test_signal_during_a_question_saves_and_ends(self):
@@ -98,12 +98,12 @@ class WindowHandling(unittest.TestCase):
             urls.append(self.origin.url("/%d.bin" % number))
             self.session.menu_url(urls[-1])
         self.session.companion.wait_finished(urls, 60)
-        self.session.menu_url(self.origin.url("/0.bin"))  # its question stands while nothing else happens
+        self.session.menu_url(self.origin.url("/0.bin"))  # its question stays open while nothing else happens
         harness.wait_until(lambda: self.descriptors() <= before + 2, 10, "the end of the others' descriptors")
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
         self.session.start()
         time.sleep(2)
-        for _ in range(4):  # until the desktop around it has come to rest
+        for _ in range(4):  # until the desktop has settled
             began = self.cpu_seconds()
             time.sleep(5)
             used = self.cpu_seconds() - began

@@ -1,4 +1,4 @@
-"""The archive viewer: what it asks of real servers for archives that real programs made, and the way on from it."""
+"""The archive viewer: its requests to real servers for archives made by real programs, and leaving it."""
 
 import os
 import struct
@@ -23,14 +23,14 @@ def made_by_python(path, count):
 
 
 def made_by_zip(path, count):
-    """Without extra fields: the viewer steps by the name's length alone."""
+    """Without extra fields: the viewer advances only by the name's length."""
     folder = path + ".from"
     os.mkdir(folder)
     for number in range(max(count, 1)):
         with open(os.path.join(folder, "file%d.txt" % number), "wb") as f:
             f.write(b"contents %d" % number)
     subprocess.run(["zip", "-X", "-q", "-r", path, "."], cwd=folder, stdin=subprocess.DEVNULL, check=True)
-    if count == 0:  # zip makes no empty archive but by taking the last member out of one
+    if count == 0:  # zip makes an empty archive only by deleting the last member
         subprocess.run(["zip", "-q", "-d", path, "*"], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                        stderr=subprocess.DEVNULL, check=False)
 
@@ -49,7 +49,7 @@ def request(path, first, last):
 
 
 class ZipOrigin(origin.Origin):
-    """Serves bytes with ranges and counts what it sent in answer to them."""
+    """Serves bytes with ranges and counts the bytes sent in reply."""
 
     def __init__(self):
         super().__init__()
@@ -79,7 +79,7 @@ class Viewer(unittest.TestCase):
                 path = os.path.join(cls.folder, "%s-%d.zip" % (maker.__name__, count))
                 maker(path, count)
                 if not os.path.exists(path):
-                    continue  # some releases of zip delete an archive that they emptied
+                    continue  # some versions of zip delete an archive when it becomes empty
                 with open(path, "rb") as f:
                     cls.archives[os.path.basename(path)] = f.read()
 
@@ -96,7 +96,7 @@ class Viewer(unittest.TestCase):
     def wait_viewer(self):
         return harness.wait_until(self.viewers, 30, "the viewer")[0]
 
-    def go_on(self, viewer):
+    def click_download_classic(self, viewer):
         """Clicks "Download classic", at the lower right."""
         def gone():
             if viewer not in self.viewers():
@@ -139,7 +139,7 @@ class Viewer(unittest.TestCase):
                 print("      %s: %d bytes fetched of %d" % (name, self.origin.sent[path], size))
                 self.assertLess(overhead, 200)
                 if "1000" in name:
-                    self.go_on(viewer)
+                    self.click_download_classic(viewer)
                     self.assertEqual(self.saved(url), data)
                 else:
                     self.leave(viewer)
@@ -164,7 +164,7 @@ class Viewer(unittest.TestCase):
                 harness.wait_until(lambda: len(logged()) == 2, 30, "the two requests")
                 self.assertEqual(logged(), sorted([(206, 22), (206, directory + 1)]))
                 if "-30000" in name:
-                    self.go_on(viewer)
+                    self.click_download_classic(viewer)
                     self.assertEqual(self.saved(url), data)
                 else:
                     self.leave(viewer)
@@ -190,7 +190,7 @@ class Viewer(unittest.TestCase):
         self.origin.serve_file("/plain.bin", 30000)
         self.session.menu_url(self.origin.url("/plain.bin"))
         self.assertEqual(len(self.saved(self.origin.url("/plain.bin"))), 30000)
-        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 
     def test_a_name_that_the_disk_cannot_hold_is_refused_after_the_viewer(self):
@@ -203,7 +203,7 @@ class Viewer(unittest.TestCase):
                     self.session.menu_url(self.origin.url(path))
                     viewer = self.wait_viewer()
                     harness.wait_until(lambda: len(self.origin.requests_for("/" + name)) % 3 == 0, 30, "the requests")
-                    self.go_on(viewer)
+                    self.click_download_classic(viewer)
                     self.session.dismiss(self.session.wait_dialog()[0])
                     harness.wait_until(lambda: not self.session.companion.downloads(), 10, "the record to go")
                     self.assertTrue(self.session.alive(), self.session.read_log())
@@ -224,8 +224,8 @@ class Viewer(unittest.TestCase):
         time.sleep(1)
         grown = self.session.memory() - before
         print("      memory grew by %.1f MiB" % (grown / 2**20))
-        self.assertLess(grown, 24 << 20)  # the window, its fonts and drawings
-        self.assertLess(self.session.answers(), harness.PROMPT)
+        self.assertLess(grown, 24 << 20)  # for the window, its fonts and icons
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.leave(viewer)
         self.assertEqual(self.session.stop(), 0, self.session.read_log())
 

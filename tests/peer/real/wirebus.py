@@ -1,5 +1,5 @@
-"""A peer on the session bus that can also be called: values of every kind, replies, signals, and objects of its own.
-One thread of its own reads; calls wait for their reply."""
+"""A peer on the session bus that can also be called: values of every type, replies, signals, and objects. A separate
+thread reads; calls wait for their reply."""
 
 import os
 import re
@@ -20,7 +20,7 @@ class Variant:
 
 
 def split(signature):
-    """The complete types of a signature, one after the other."""
+    """The complete types in a signature."""
     at = 0
     while at < len(signature):
         end = at
@@ -63,7 +63,7 @@ def write(data, kind, value):
         items = bytearray()
         start = len(data) + 4
         before = start + -start % alignment(kind[1])
-        items += b"\0" * before  # so that the items are aligned as in the message
+        items += b"\0" * before  # aligns the items as in the message
         for item in value.items() if isinstance(value, dict) else value:
             write(items, kind[1:], item)
         data += struct.pack("<I", len(items) - before)
@@ -75,7 +75,7 @@ def write(data, kind, value):
 
 
 def read(data, at, kind):
-    """(value, where the next one begins)"""
+    """(value, position after it)"""
     at += -at % alignment(kind)
     if kind in FIXED:
         form, size = FIXED[kind]

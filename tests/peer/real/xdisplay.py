@@ -1,7 +1,7 @@
-"""The display of a run as a client of its own: what its windows are, and keys, clicks and requests to close that arrive.
+"""A client of the run's display: queries windows, and sends keys, clicks and requests to close reliably.
 
-All events of one act are handed to the server in one piece. However busy the machine is, no key repeats itself between
-its press and its release, and two clicks are a double click. Keys go to a window only once it has the keyboard."""
+All events of one action are sent to the server in one piece, so that even on a busy machine no key repeats between its
+press and its release, and two clicks are a double click. Keys are sent only to a window that has the keyboard focus."""
 
 import ctypes
 import threading
@@ -34,7 +34,7 @@ class Attributes(ctypes.Structure):
 
 
 Handler = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.POINTER(Failed))
-# A window may go between two questions about it: the answer is then nothing.
+# A window may be closed between two queries; the result is empty then.
 _ignore = Handler(lambda _display, _error: 0)
 
 
@@ -69,7 +69,7 @@ def _libraries():
 
 
 class XDisplay:
-    """Windows are told by their numbers as text, as the display's tools print them."""
+    """Windows are identified by their numbers as text, as in the output of X tools."""
 
     def __init__(self, name):
         self.x, self.test = _libraries()
@@ -91,7 +91,7 @@ class XDisplay:
         return self.atoms[name]
 
     def property(self, window, name):
-        """Its numbers, or its bytes; nothing if there is none."""
+        """The property's numbers or bytes; empty if it is not set."""
         kind, form, count, after = Handle(), ctypes.c_int(), ctypes.c_ulong(), ctypes.c_ulong()
         data = ctypes.c_void_p()
         with self.lock:
@@ -110,11 +110,11 @@ class XDisplay:
                 self.x.XFree(data)
 
     def clients(self):
-        """The windows that the window manager has taken on."""
+        """The windows managed by the window manager."""
         return ["0x%x" % window for window in self.property(self.root, "_NET_CLIENT_LIST")]
 
     def all(self):
-        """(window, title, is a dialog, process) of each."""
+        """(window, title, whether it is a dialog, process) of each."""
         found = []
         for window in self.clients():
             number = int(window, 16)
@@ -127,7 +127,7 @@ class XDisplay:
         return found
 
     def place(self, window):
-        """(left, top, width, height) on the screen; all 0 if the window has gone."""
+        """(left, top, width, height) on the screen; all 0 if the window is closed."""
         rest = [ctypes.c_uint() for _ in range(6)]
         root, child, x, y = Handle(), Handle(), ctypes.c_int(), ctypes.c_int()
         number = int(window, 0)
@@ -140,7 +140,7 @@ class XDisplay:
         return x.value, y.value, rest[2].value, rest[3].value
 
     def shows(self, window, x, y):
-        """Whether the mouse at this place of the screen is over the window."""
+        """Whether the window is the one at this position of the screen."""
         wanted, at = int(window, 0), self.root
         a, b, child = ctypes.c_int(), ctypes.c_int(), Handle()
         with self.lock:
@@ -154,8 +154,8 @@ class XDisplay:
         return False
 
     def menus(self):
-        """The menus that are open, of any program: windows that have a type and no frame. A tray icon's has no better
-        type than an ordinary window's."""
+        """The open menus of all programs: windows that have a type and no frame. The menu of a tray icon has the type
+        of an ordinary window."""
         kinds = {self.atom("_NET_WM_WINDOW_TYPE_" + name) for name in ("POPUP_MENU", "DROPDOWN_MENU", "NORMAL")}
         root, parent, children, count = Handle(), Handle(), ctypes.POINTER(Handle)(), ctypes.c_uint()
         with self.lock:
@@ -194,13 +194,13 @@ class XDisplay:
             self.x.XSync(self.display, 0)
 
     def activate(self, window, timeout=60):
-        """Brings it to the front and waits until keys go to it. False if it goes away instead."""
+        """Raises the window and waits until it has the keyboard focus. False if it is closed meanwhile."""
         end = time.monotonic() + timeout
         while window in self.clients():
             if self.has_keyboard(window):
                 return True
             if time.monotonic() > end:
-                raise TimeoutError("window %s does not get the keyboard" % window)
+                raise TimeoutError("window %s does not get the keyboard focus" % window)
             self.ask_manager(window, "_NET_ACTIVE_WINDOW", 2, 0, 0)
             again = time.monotonic() + 1
             while time.monotonic() < again and not self.has_keyboard(window):
@@ -208,7 +208,7 @@ class XDisplay:
         return False
 
     def close_window(self, window, timeout=60):
-        """As the close box of its frame does; returns when the window manager has it no longer."""
+        """Closes it like the close box of its frame. Returns when the window manager no longer manages it."""
         end = time.monotonic() + timeout
         while window in self.clients():
             if time.monotonic() > end:
@@ -219,7 +219,7 @@ class XDisplay:
                 time.sleep(0.02)
 
     def _key(self, name):
-        """(key code, with the shift key) of a key's name or of a character."""
+        """(key code, whether shift is needed) of a key's name or of a character."""
         symbol = self.x.XStringToKeysym(name.encode()) or (ord(name) if len(name) == 1 else 0)
         code = self.x.XKeysymToKeycode(self.display, symbol)
         if not code:
@@ -227,7 +227,7 @@ class XDisplay:
         return code, self.x.XkbKeycodeToKeysym(self.display, code, 0, 0) != symbol
 
     def keys(self, *names):
-        """Each with its modifiers before it: "alt+F4"."""
+        """Presses keys, each with its modifiers in front: "alt+F4"."""
         with self.lock:
             for name in names:
                 *modifiers, last = name.split("+") if len(name) > 1 else [name]

@@ -1,6 +1,6 @@
-// A window out of which a text can be dragged, or a picture alone if there is no text:
+// A window from which a text can be dragged, or only a picture if there is no text:
 // drag_source [TEXT]
-// Prints the drop action of every drag that has ended: 1 is a copy, 0 is none.
+// Prints the drop action at the end of every drag: 1 is a copy, 0 is none.
 #include <QApplication>
 #include <QDrag>
 #include <QImage>

@@ -1,4 +1,4 @@
-"""The check of the executables finds each protection that a planted one lacks, and none in a whole one."""
+"""The check of the executables reports each protection that a planted one lacks, and none for a hardened one."""
 
 import importlib.util
 import os
@@ -36,7 +36,7 @@ class Hardening(unittest.TestCase):
         self.addCleanup(hardening.output_of.cache_clear)
 
     def build(self, compile_flags=(), link_flags=()):
-        """A planted executable with the usual flags, the given ones behind them."""
+        """Builds an executable with the usual flags followed by the given ones."""
         command = ["g++", "-x", "c++", "-"] + COMPILE + list(compile_flags) + ["-x", "none"] + LINK + list(link_flags)
         subprocess.run(command + ["-o", os.path.join(self.folder.name, "planted")], input=SOURCE.encode(), check=True)
 
@@ -63,10 +63,10 @@ class Hardening(unittest.TestCase):
 
     def test_fixed_load_address_is_found(self):
         self.build(["-fno-pie"], ["-no-pie"])
-        self.expect_missing("planted is placed anywhere in memory")
+        self.expect_missing("planted is position-independent")
 
     def test_late_binding_and_writable_relocations_are_found(self):
-        claim = "planted has its relocated data read-only, and bound at its start"
+        claim = "planted has full RELRO"
         self.build(link_flags=["-Wl,-z,lazy"])
         self.expect_missing(claim)
         hardening.output_of.cache_clear()
@@ -75,7 +75,7 @@ class Hardening(unittest.TestCase):
 
     def test_executable_stack_is_found(self):
         self.build(link_flags=["-Wl,-z,execstack"])
-        self.expect_missing("planted runs nothing on its stack")
+        self.expect_missing("planted has no executable stack")
 
     def test_writable_code_is_found(self):
         self.build()
@@ -89,10 +89,10 @@ class Hardening(unittest.TestCase):
                     struct.pack_into("<I", data, header + 4, flags | PF_W)
             f.seek(0)
             f.write(data)
-        self.expect_missing("planted has no memory that is written and run")
+        self.expect_missing("planted has no memory that is writable and executable")
 
     def test_library_search_folder_is_found(self):
-        claim = "planted names no folder to take libraries from"
+        claim = "planted has no library search path"
         self.build(link_flags=["-Wl,-rpath,/build/lib"])
         self.expect_missing(claim)
         hardening.output_of.cache_clear()
@@ -101,19 +101,19 @@ class Hardening(unittest.TestCase):
 
     def test_unguarded_stack_is_found(self):
         self.build(["-fno-stack-protector"])
-        self.expect_missing("planted guards its stack")
+        self.expect_missing("planted has stack canaries")
 
     def test_missing_stack_clash_protection_is_found(self):
         self.build(["-fno-stack-clash-protection"])
-        self.expect_missing("planted touches every page of its stack")
+        self.expect_missing("planted probes every page of its stack")
 
     def test_unmarked_jump_targets_are_found(self):
         self.build(["-fcf-protection=none"])
-        self.expect_missing("planted marks where jumps may land")
+        self.expect_missing("planted has landing marks for indirect jumps")
 
     def test_unchecked_copies_are_found(self):
         self.build(["-U_FORTIFY_SOURCE"])
-        self.expect_missing("one of them has checked copies of memory")
+        self.expect_missing("one of them has checked memory copies")
 
     def test_missing_assertions_are_found(self):
         self.build(["-U_GLIBCXX_ASSERTIONS"])

@@ -1,7 +1,6 @@
-// Drops a list of links onto a window, and offers it as text/uri-list and in no other format, which no toolkit's own
-// drag does: links_source WINDOW X Y LIST
-// WINDOW is a number of the X server, X and Y lie in it as the screen counts them. Prints 1 if the drop was taken, else
-// 0.
+// Drops a list of links onto a window, offered only as text/uri-list, which no toolkit's drag does:
+// links_source WINDOW X Y LIST
+// WINDOW is a number of the X server, X and Y are screen coordinates. Prints 1 if the drop was accepted, otherwise 0.
 #include <poll.h>
 #include <xcb/xcb.h>
 
@@ -19,8 +18,8 @@ namespace {
 using Event = std::unique_ptr<xcb_generic_event_t, void (*)(void*)>;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint32_t kVersion = 5;  // of the protocol
-constexpr auto kPatience = std::chrono::seconds(60);
+constexpr std::uint32_t kVersion = 5;  // of the XDND protocol
+constexpr auto kTimeout = std::chrono::seconds(60);
 
 class Drag {
  public:
@@ -32,13 +31,13 @@ class Drag {
     xcb_set_selection_owner(display_, source_, Atom("XdndSelection"), XCB_CURRENT_TIME);
   }
 
-  // Whether the target has taken the drop at that place.
+  // Whether the target accepted the drop at that position.
   bool Drop(std::uint32_t x, std::uint32_t y) {
-    Tell("XdndEnter", kVersion << 24U, links_, 0, 0);
-    Tell("XdndPosition", 0, x << 16U | y, XCB_CURRENT_TIME, Atom("XdndActionCopy"));
+    Send("XdndEnter", kVersion << 24U, links_, 0, 0);
+    Send("XdndPosition", 0, x << 16U | y, XCB_CURRENT_TIME, Atom("XdndActionCopy"));
     const std::optional<std::uint32_t> status = Answer("XdndStatus");
     if (!status || (*status & 1U) == 0) return false;
-    Tell("XdndDrop", 0, XCB_CURRENT_TIME, 0, 0);
+    Send("XdndDrop", 0, XCB_CURRENT_TIME, 0, 0);
     const std::optional<std::uint32_t> finished = Answer("XdndFinished");
     return finished && (*finished & 1U) != 0;
   }
@@ -51,7 +50,7 @@ class Drag {
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
   }
 
-  void Tell(const char* message, std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d) {
+  void Send(const char* message, std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d) {
     xcb_client_message_event_t event{};
     event.response_type = XCB_CLIENT_MESSAGE;
     event.format = 32;
@@ -63,10 +62,10 @@ class Drag {
     xcb_flush(display_);
   }
 
-  // The flags of the target's message. Hands the list out meanwhile.
-  std::optional<std::uint32_t> Answer(const char* message) {
-    const xcb_atom_t wanted = Atom(message);
-    const auto end = Clock::now() + kPatience;
+  // The flags in the target's message. Meanwhile sends the list on request.
+  std::optional<std::uint32_t> Answer(const char* kind) {
+    const xcb_atom_t wanted = Atom(kind);
+    const auto end = Clock::now() + kTimeout;
     while (Clock::now() < end) {
       const Event event(xcb_poll_for_event(display_), std::free);
       if (!event) {
@@ -75,15 +74,15 @@ class Drag {
         continue;
       }
       const int type = event->response_type & 0x7F;
-      if (type == XCB_SELECTION_REQUEST) HandOut(reinterpret_cast<xcb_selection_request_event_t&>(*event));
+      if (type == XCB_SELECTION_REQUEST) SendList(reinterpret_cast<xcb_selection_request_event_t&>(*event));
       if (type != XCB_CLIENT_MESSAGE) continue;
-      const auto& told = reinterpret_cast<xcb_client_message_event_t&>(*event);
-      if (told.type == wanted) return told.data.data32[1];
+      const auto& message = reinterpret_cast<xcb_client_message_event_t&>(*event);
+      if (message.type == wanted) return message.data.data32[1];
     }
     return std::nullopt;
   }
 
-  void HandOut(const xcb_selection_request_event_t& request) {
+  void SendList(const xcb_selection_request_event_t& request) {
     const bool has = request.target == links_;
     if (has) {
       xcb_change_property(display_, XCB_PROP_MODE_REPLACE, request.requestor, request.property, request.target, 8,

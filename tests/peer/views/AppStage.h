@@ -1,4 +1,4 @@
-// AppStage: the whole program on its real windows, over the simulated machine.
+// AppStage: the whole program with its real windows, on the simulated machine.
 #pragma once
 
 #include <QFile>
@@ -32,7 +32,7 @@ class AppStage {
   AppStage(const AppStage&) = delete;
   AppStage& operator=(const AppStage&) = delete;
 
-  // One event of the program, and what follows from it on the screen.
+  // Runs one event of the program, and updates the screen.
   void Do(const std::function<void()>& event) {
     sim.Do(event);
     sim.RunReady();
@@ -47,9 +47,9 @@ class AppStage {
 
   SimPlatform sim;
   QtWindowSystem windows{sim.gate()};
-  Platform platform{sim.gate(),    sim.loop(),     sim.tasks(),     sim.loop(),    sim.network(),
-                    sim.disk(),    sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),
-                    sim.machine(), sim.locale(),   sim.tray(),      windows,       sim.media()};
+  Platform platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      sim.network(), sim.disk(),
+                    sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),     sim.machine(), sim.locale(),
+                    sim.tray(),     windows,         sim.media(),   sim.background()};
   std::unique_ptr<App> app;
 };
 

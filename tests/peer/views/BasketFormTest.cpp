@@ -1,4 +1,4 @@
-// The drop basket's widget: what the mouse and a drag bring to its window, and the menu at the pointer.
+// The drop basket's widget: the mouse and drags that it passes to its window, and the menu at the pointer.
 #include <gtest/gtest.h>
 
 #include <QDragEnterEvent>
@@ -54,7 +54,7 @@ class BasketWidget : public ::testing::Test {
     Stage::Settle();
   }
   QWidget& Form() { return *Stage::Form(app->basket()); }
-  // Whether a drag of that content was taken.
+  // Whether a drag of that content was accepted.
   bool Drop(const QMimeData& data) {
     QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(&Form(), &enter);
@@ -91,7 +91,7 @@ TEST_F(BasketWidget, AcceptsADroppedTextAndADroppedLink) {
   QMimeData text;
   text.setText(QStringLiteral(" http://origin.example/a.zip"));
   EXPECT_TRUE(Drop(text));
-  QMimeData link;  // as a file manager or browser gives it, without a plain text
+  QMimeData link;  // from a file manager or browser, without a plain text
   link.setUrls({QUrl(QStringLiteral("http://origin.example/b.zip"))});
   EXPECT_TRUE(Drop(link));
   ASSERT_EQ(app->program().DownloadCount, 2);

@@ -1,4 +1,4 @@
-// The binder, both ways, on the forms of the program.
+// The bindings in both directions, on the program's forms.
 #include <gtest/gtest.h>
 
 #include <QAction>
@@ -54,7 +54,7 @@ class Shown {
 };
 
 template <class WindowType>
-void ExpectAllTied(const std::vector<std::string>& without) {
+void ExpectAllBound(const std::vector<std::string>& without) {
   const Shown<WindowType> shown;
   ASSERT_NE(shown.form, nullptr);
   for (const Control* control : shown.window->Controls()) {
@@ -64,10 +64,10 @@ void ExpectAllTied(const std::vector<std::string>& without) {
 }
 
 TEST(Binder, GivesEveryControlAWidget) {
-  ExpectAllTied<SampleTransfer>({"List1"});
-  ExpectAllTied<SampleMain>({});
-  ExpectAllTied<SampleForm1>({});
-  ExpectAllTied<SampleWantDown>({});
+  ExpectAllBound<SampleTransfer>({"List1"});
+  ExpectAllBound<SampleMain>({});
+  ExpectAllBound<SampleForm1>({});
+  ExpectAllBound<SampleWantDown>({});
 }
 
 TEST(Binder, ShowsCaptionsAsPlainText) {
@@ -195,7 +195,7 @@ TEST(Binder, NamesAndAlignsAToolbarButtonWithoutCaption) {
   EXPECT_EQ(browser->accessibleName(), QStringLiteral("Browser"));
   EXPECT_EQ(browser->toolTip(), PlainTip(QStringLiteral("Browser")));
   EXPECT_TRUE(browser->text().trimmed().isEmpty());
-  // What does not fit in the bar is offered in a menu, by its name.
+  // Buttons that do not fit are offered in a menu, by name.
   EXPECT_EQ(actions[8]->text(), QStringLiteral("Browser"));
   EXPECT_EQ(browser->geometry().top(), neighbour->geometry().top());
   EXPECT_EQ(browser->height(), neighbour->height());
@@ -212,7 +212,7 @@ TEST(Binder, NamesAndAlignsAToolbarButtonWithoutCaption) {
     }
     return rows;
   };
-  // Drawn alike, the two buttons show their drawing in the same rows and the one has no caption below.
+  // Both buttons show their icon in the same rows, and the one without a caption has nothing below.
   const QIcon drawing = browser->icon();
   actions[7]->setIcon(drawing);
   const std::vector<int> rows = rowsOfDrawing(browser);
@@ -260,7 +260,7 @@ TEST(Binder, UpdatesTabsAndPanels) {
   EXPECT_EQ(labels[0]->text(), QStringLiteral("A hint"));
 }
 
-// The widths at which a window opens, and those that a small screen leaves it.
+// Tests the initial width of the window and the widths that small screens allow.
 TEST(Binder, ShowsAHintInFullAndShrinksPanels) {
   const Shown<SampleMain> shown;
   const std::string hint = "Double click on file to start download or see download details.";
@@ -281,7 +281,7 @@ TEST(Binder, ShowsAHintInFullAndShrinksPanels) {
       EXPECT_GE(label->width(), label->sizeHint().width()) << width;
     }
   }
-  // The keys' panels go first, the speed last.
+  // The keys' panels are hidden first, the speed last.
   shown.window->StatusBar1.SetPanel(1, hint);
   shown.form->resize(628, 600);
   Stage::Settle();
@@ -303,7 +303,7 @@ TEST(Binder, ShowsAUrlOfAnyLengthInFullInTheClipboardQuestion) {
   EXPECT_GT(shown.form->height(), small.height());
   EXPECT_EQ(shown.form->width(), small.width());
   EXPECT_LE(label->geometry().bottom(), shown.Find<QPushButton>("Command1")->geometry().top());
-  // Each line has its letters: the last one is not empty.
+  // Every line contains letters, even the last one.
   const QImage picture = label->grab().toImage();
   const QRect last(0, picture.height() - label->fontMetrics().lineSpacing(), picture.width(),
                    label->fontMetrics().lineSpacing());
@@ -364,7 +364,7 @@ TEST(Binder, CutsDrawnTextButNotTheModel) {
   for (int column = 0; column < 3; ++column) drawn.push_back(rows->index(0, column).data().toString());
   int cut = 0;
   for (const QString& text : drawn) {
-    EXPECT_LE(text.size(), kLongestDrawn + 1);
+    EXPECT_LE(text.size(), kMaxDrawnLength + 1);
     cut += text.endsWith(QChar(0x2026)) ? 1 : 0;
   }
   EXPECT_GE(cut, 15);

@@ -165,7 +165,7 @@ TEST_F(DialogsTest, FolderDialogStartsAtHomeIfItsFolderIsMissing) {
   EXPECT_EQ(dialog->directory().absolutePath(), QDir(QDir::homePath()).absolutePath());
 }
 
-// A style that puts its pictures on answers, as some desktops want it.
+// A style that puts icons on buttons, as some desktops do.
 class PictureStyle : public QProxyStyle {
  public:
   int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
@@ -198,13 +198,13 @@ TEST_F(DialogsTest, AreWideEnoughForTitleAndFrameButtons) {
 TEST_F(DialogsTest, CutDrawnTextButNotTheSuggestedName) {
   const std::string name(3000, 'n');
   QMessageBox* box = Ask(kOkOnly, name + " not found.");
-  EXPECT_EQ(box->text(), QString(kLongestDrawn, u'n') + QChar(0x2026));
+  EXPECT_EQ(box->text(), QString(kMaxDrawnLength, u'n') + QChar(0x2026));
   Press(box, QMessageBox::Ok);
   dialogs.AskSavePath({"Save as: " + name, name, ""}, [](const std::optional<std::string>&) {});
   Stage::Settle();
   auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
   ASSERT_NE(dialog, nullptr);
-  EXPECT_EQ(dialog->windowTitle().size(), kLongestDrawn + 1);
+  EXPECT_EQ(dialog->windowTitle().size(), kMaxDrawnLength + 1);
   EXPECT_TRUE(dialog->selectedFiles().first().endsWith(QString::fromStdString("/" + name)));
   dialog->reject();
   Stage::Settle();

@@ -1,5 +1,5 @@
-// The mouse over every widget of every window of the program: which control gets the moves, and what the main
-// window makes of them. The pointer itself is moved, so that a move takes the way it takes on a desktop.
+// The mouse over every widget of every window: which control gets the moves, and what the main window does with them.
+// The pointer itself is moved, so that moves are delivered as on a desktop.
 #include <gtest/gtest.h>
 
 #include <QCursor>
@@ -37,22 +37,22 @@ class Hover : public ::testing::Test {
   }
   static void MoveTo(const QWidget& widget) { MoveTo(widget.mapToGlobal(widget.rect().center())); }
 
-  // Shows the window alone.
+  // Shows only this window.
   QWidget* ShowAlone(Window& window) {
     stage.Do([&] { stage.Main().Hide(); });
     stage.Do([&] { window.Show(); });
     return stage.Form(window);
   }
 
-  // Every control notes its name, whatever it would have done.
+  // Makes every control record its name instead of what it would do.
   void NoteMoves(Window& window) {
     for (Control* control : window.Controls()) {
       control->OnMouseMove = [this, control] { noted.push_back(control->Name); };
     }
   }
 
-  // Moves the pointer over each widget of the form. The control that has the widget under the pointer, or else the
-  // one around it, must note each move, and no other control. Returns the names of the controls met.
+  // Moves the pointer over each widget of the form. The control whose widget is under the pointer, or else the one
+  // around it, must record each move, and no other control. Returns the names of these controls.
   std::set<std::string> WalkOver(Window& window) {
     QWidget* form = stage.Form(window);
     std::map<QWidget*, std::string> names;
@@ -63,7 +63,8 @@ class Hover : public ::testing::Test {
     std::set<std::string> met;
     for (QWidget* widget : form->findChildren<QWidget*>()) {
       if (!widget->isVisible() || widget->window() != form) continue;
-      for (const QPoint& place : {widget->rect().center(), QPoint(1, 1)}) {
+      const QRect area = widget->rect().adjusted(1, 1, -1, -1);
+      for (const QPoint& place : {area.center(), area.topLeft(), area.bottomRight(), area.bottomLeft()}) {
         const QPoint onScreen = widget->mapToGlobal(place);
         if (!form->rect().contains(form->mapFromGlobal(onScreen)) || QCursor::pos() == onScreen) continue;
         QWidget* under = form->childAt(form->mapFromGlobal(onScreen));
@@ -80,7 +81,7 @@ class Hover : public ::testing::Test {
   }
 
   QLabel* Hint() { return stage.Find<QStatusBar>(stage.Main(), "StatusBar1")->findChildren<QLabel*>().front(); }
-  void ToTheGround() { MoveTo(stage.Form(stage.Main())->mapToGlobal(QPoint(3, 200))); }
+  void MoveToGround() { MoveTo(stage.Form(stage.Main())->mapToGlobal(QPoint(3, 200))); }
   void OpenSidePane() {
     stage.Do([this] { stage.Main().Command4.Click(); });
     ASSERT_TRUE(stage.Find<QWidget>(stage.Main(), "Picture3")->isVisible());
@@ -168,7 +169,7 @@ TEST_F(Hover, HintsShowInTheStatusBarAndVanishOverEmptySpace) {
   for (const auto& [name, text] : hints) {
     MoveTo(*stage.Find<QWidget>(stage.Main(), name));
     EXPECT_EQ(Hint()->text().toStdString(), text) << name;
-    ToTheGround();
+    MoveToGround();
     EXPECT_EQ(Hint()->text(), QStringLiteral("Pellora v5.2")) << name;
   }
 }
@@ -187,7 +188,7 @@ TEST_F(Hover, EveryToolbarButtonShowsTheToolbarsHintEvenIfAddedLater) {
     }
     ASSERT_EQ(bar->actions().size(), madeLater ? 8 : 9);
     for (QAction* action : bar->actions()) {
-      ToTheGround();
+      MoveToGround();
       MoveTo(*bar->widgetForAction(action));
       EXPECT_EQ(Hint()->text().toStdString(), hint) << action->text().toStdString();
     }
@@ -206,7 +207,7 @@ TEST_F(Hover, VersionLinkIsHighlightedUnderTheMouseUntilACheckBegins) {
   EXPECT_FALSE(label->font().underline());
   EXPECT_EQ(colour(), usual);
   MoveTo(*label);
-  ToTheGround();
+  MoveToGround();
   EXPECT_FALSE(label->font().underline());
   stage.Do([this] { stage.Main().Label7.DoubleClick(); });
   MoveTo(*label);
@@ -222,7 +223,7 @@ TEST_F(Hover, PressedButtonKeepsTheHintOfItsControl) {
   ASSERT_EQ(hint, QStringLiteral("Change the volume of the playback."));
   const QPoint place = slider->mapTo(form, slider->rect().center());
   QTest::mousePress(form->windowHandle(), Qt::LeftButton, {}, place);
-  ToTheGround();
+  MoveToGround();
   EXPECT_EQ(Hint()->text(), hint);
   QTest::mouseRelease(form->windowHandle(), Qt::LeftButton, {}, QPoint(3, 200));
   MoveTo(form->mapToGlobal(QPoint(3, 201)));

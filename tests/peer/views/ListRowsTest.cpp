@@ -1,4 +1,4 @@
-// Lists: selection, events, and the cost of 32,767 rows.
+// Lists: selection, events, and the speed with 32,767 rows.
 #include <gtest/gtest.h>
 
 #include <QAction>
@@ -84,13 +84,13 @@ TEST_F(ListRows, KeepTheSelectionAcrossARebuild) {
 }
 
 TEST_F(ListRows, ReportTheClickBeforeTheDoubleClickEvenIfBothAreQueued) {
-  std::string told;
-  window->ListView1.OnClick = [&told] { told += "click "; };
-  window->ListView1.OnDoubleClick = [&told] { told += "double "; };
+  std::string events;
+  window->ListView1.OnClick = [&events] { events += "click "; };
+  window->ListView1.OnDoubleClick = [&events] { events += "double "; };
   QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
   QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
   Stage::Settle();
-  EXPECT_EQ(told, "click double ");
+  EXPECT_EQ(events, "click double ");
 }
 
 TEST_F(ListRows, SurviveUnloadingTheirWindowInADelayedClick) {
@@ -132,7 +132,7 @@ TEST_F(ListRows, ReportClicksKeysAndMenus) {
   EXPECT_EQ(doubleClicks, 1);
   QTest::mouseRelease(view->viewport(), Qt::LeftButton, {}, Centre(3));
   Stage::Settle();
-  EXPECT_EQ(clicks, 1);  // the release that ends the double click is none
+  EXPECT_EQ(clicks, 1);  // the release that ends the double click does not count
   QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, Centre(3));
   Stage::Settle();
   EXPECT_EQ(clicks, 2);
@@ -167,7 +167,7 @@ TEST_F(ListRows, OpenTheFinishedFilesMenuEvenWithoutARow) {
   QApplication::sendEvent(second->viewport(), &mouse);
   EXPECT_TRUE(menu->isVisible());
   menu->close();
-  // The menu key tells the widget with the focus, which is the view and not its viewport.
+  // The menu key goes to the widget with the focus, which is the view and not its viewport.
   QContextMenuEvent key(QContextMenuEvent::Keyboard, empty, second->mapToGlobal(empty));
   QApplication::sendEvent(second, &key);
   EXPECT_TRUE(menu->isVisible());
@@ -215,7 +215,7 @@ TEST_F(ListRows, DoubleClickOnlyWithTheLeftButton) {
   int doubleClicks = 0;
   window->ListView1.OnDoubleClick = [&doubleClicks] { ++doubleClicks; };
   for (const Qt::MouseButton button : {Qt::RightButton, Qt::MiddleButton, Qt::BackButton}) {
-    // A double click counts where the same row was pressed before.
+    // A double click counts if the same row was pressed before.
     QTest::mouseClick(view->viewport(), button, {}, Centre(3));
     QTest::mouseDClick(view->viewport(), button, {}, Centre(3));
     Stage::Settle();
@@ -265,7 +265,7 @@ TEST_F(ListRows, StayFastWith32767Rows) {
   EXPECT_EQ(view->model()->rowCount(), 32767);
   EXPECT_EQ(Cell(32766, 2), QStringLiteral("32773 kb"));
   EXPECT_EQ(view->selectionModel()->selectedRows().size(), 1);
-  // Generous for a debug build on a busy machine; an item for each cell would take far longer.
+  // Generous for a debug build on a busy machine; one item per cell would take far longer.
   EXPECT_LT(first, 500);
   EXPECT_LT(rebuild, 500);
   EXPECT_LT(single, 100);

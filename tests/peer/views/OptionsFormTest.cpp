@@ -1,4 +1,4 @@
-// The form of the options dialog: every control tied, driven by keyboard, named for assistive technology.
+// The form of the options dialog: every control bound, usable by keyboard, named for assistive technology.
 #include <gtest/gtest.h>
 
 #include <QAccessible>
@@ -27,7 +27,7 @@ using namespace testing_views;
 
 class OptionsForm : public testing::Test {
  protected:
-  OptionsForm() { stage.Speak("english"); }
+  OptionsForm() { stage.SetLanguage("english"); }
   void Show() {
     stage.Show();
     ASSERT_NE(stage.form, nullptr);
@@ -171,7 +171,7 @@ TEST_F(OptionsForm, TreatsEnterInAFieldAsOK) {
 }
 
 TEST_F(OptionsForm, ShowsTranslationsWithoutCutCaptions) {
-  stage.Speak("german");
+  stage.SetLanguage("german");
   Show();
   for (int page = 0; page < 4; ++page) {
     stage.Find<QTabBar>("TabStrip1")->setCurrentIndex(page);
@@ -197,11 +197,11 @@ TEST_F(OptionsForm, KeepsItsWidthWithAVeryLongLanguageName) {
   stage.Find<QTabBar>("TabStrip1")->setCurrentIndex(3);
   Stage::Settle();
   EXPECT_EQ(stage.form->size(), size);
-  // The list shows where it begins, and the choice is the whole name.
+  // The list shows the beginning of the name, but the choice is the whole name.
   auto* box = stage.Find<QComboBox>("Combo1");
   const int row = box->findText(QStringLiteral("WWW"), Qt::MatchStartsWith);
   ASSERT_GE(row, 0);
-  EXPECT_LE(box->itemText(row).size(), kLongestDrawn + 1);
+  EXPECT_LE(box->itemText(row).size(), kMaxDrawnLength + 1);
   EXPECT_EQ(stage.window->Combo1.Items()[static_cast<std::size_t>(row)], name);
 }
 

@@ -1,4 +1,4 @@
-// OptionsStage: the real options dialog on the desktop's forms, over a folder of its own as the program's.
+// OptionsStage: the real options dialog on the desktop's forms, with a temporary program folder.
 #pragma once
 
 #include <QDir>
@@ -79,7 +79,7 @@ class OptionsStage {
     Stage::Settle();
   }
 
-  void Speak(const std::string& language) {
+  void SetLanguage(const std::string& language) {
     program.settings.Language = language;
     const std::string content = ReadWholeFile(files, machine.ProgramFolder() + "/" + language + ".txt", 1 << 20);
     ReadLanguage(content, program.LangStrings);

@@ -1,4 +1,4 @@
-// The preview pane on its form: what covers what, proportions, the volume slider, and the link of the version check.
+// The preview pane in its form: stacking, proportions, the volume slider, and the link of the version check.
 #include <gtest/gtest.h>
 
 #include <QImage>
@@ -37,7 +37,7 @@ struct PreviewPane : Window {
   CommandButton Command3{this, "Command3", "|||||"};
   Label Label6{this, "Label6", "Vol :"};
   Slider Slider1{this, "Slider1"};
-  Frame Details{this, "Details"};  // lies above the preview
+  Frame Details{this, "Details"};  // above the preview
 };
 
 class PreviewForm : public testing::Test {
@@ -61,12 +61,12 @@ class PreviewForm : public testing::Test {
     window->Picture3.Frame = std::move(frame);
     Stage::Settle();
   }
-  // What is seen at the surface's place.
+  // What is visible in the surface's area.
   QImage Seen() {
     const QRect place(surface->mapTo(form, QPoint(0, 0)), surface->size());
     return form->grab(place).toImage().convertToFormat(QImage::Format_RGB32);
   }
-  // How many pixels have another colour than the corner's.
+  // How many pixels differ in colour from the corner.
   static int Marks(const QImage& image) {
     int marks = 0;
     for (int y = 0; y < image.height(); ++y) {

@@ -1,4 +1,4 @@
-// The tray icon's menu, which follows its window whether there is a notification area or not, and its clicks.
+// The tray icon's menu, which follows its window with or without a notification area, and the icon's clicks.
 #include <gtest/gtest.h>
 
 #include <QAction>
@@ -24,7 +24,7 @@ namespace {
 
 using testing_views::Stage;
 
-// What the mouse on the icon comes to.
+// Records the mouse messages of the icon.
 class Clicks final : public TrayEvents {
  public:
   void TrayMouseEvent(int message) override { messages.push_back(message); }
@@ -46,8 +46,8 @@ TEST(TrayClicks, AreDoubleIfTheSecondIsInTimeDespiteEarlierClicks) {
   click();
   click();  // a double click
   QTest::qWait(1000);
-  click();            // the first of another one
-  QTest::qWait(700);  // by now the time of the very first is over
+  click();            // the first of another double click
+  QTest::qWait(700);  // the double-click time of the first click has passed
   click();
   QApplication::setDoubleClickInterval(interval);
   EXPECT_EQ(clicks.messages,
@@ -93,7 +93,7 @@ class TrayMenu : public ::testing::Test {
     app.reset();
     Stage::Settle();
   }
-  // The entries that are shown, or nothing if there is no menu.
+  // The entries that are shown; empty if there is no menu.
   static QStringList Captions() {
     QStringList captions;
     for (QWidget* const widget : QApplication::allWidgets()) {

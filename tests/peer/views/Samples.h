@@ -1,4 +1,4 @@
-// Samples: windows with the controls of the program's own, filled with what a user would see.
+// Samples: windows with the same controls as the program's, filled with what a user would see.
 #pragma once
 
 #include <cstdint>
@@ -39,7 +39,7 @@ struct SampleTransfer : Window {
   ListBox List1{this, "List1"};
   Line Line1{this, "Line1"};
 
-  // Eight segments in all their states.
+  // Eight segments, in all states.
   void FillRunning();
   // Only the first `count` rows.
   void KeepRows(int count);
@@ -116,7 +116,7 @@ struct SampleMain : Window {
   void Fill();
   void ShowPane(bool shown, int tab);
 
-  std::vector<std::pair<int, int>> sizes;  // of showings
+  std::vector<std::pair<int, int>> sizes;  // at each showing
   std::vector<std::pair<int, int>> resizes;
   int mouseMoves = 0;
 

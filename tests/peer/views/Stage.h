@@ -1,4 +1,4 @@
-// Stage: the window system on a platform that has nothing else, for windows that use nothing else.
+// Stage: the window system on a platform that has nothing else, for windows that need nothing else.
 #pragma once
 
 #include <QApplication>
@@ -26,7 +26,7 @@
 
 namespace pellora::testing_views {
 
-// The windows here ask nothing of these ports; a reference to storage that is never read stands for them.
+// The windows here do not use these ports; the reference is never read.
 template <class Port>
 Port& Unused() {
   static std::aligned_storage_t<64, 16> storage;
@@ -54,7 +54,7 @@ class Stage {
                     Unused<Media>(),
                     Unused<Background>()};
 
-  // Lets the event loop turn until nothing is waiting.
+  // Runs the event loop until nothing is pending.
   static void Settle() {
     for (int turn = 0; turn < 5; ++turn) {
       QCoreApplication::processEvents();

@@ -1,4 +1,4 @@
-// What a window's frame does to its model, and the model's showing, folding and unloading of its form.
+// How a window's frame affects its model, and how the model shows, folds and unloads its form.
 #include <gtest/gtest.h>
 
 #include <QAccessible>
@@ -126,12 +126,12 @@ TEST(WindowEvents, LongFormIsAsHighAsItsRows) {
   Stage::Settle();
 }
 
-// The label's colour as it is seen: mixed with the window behind it.
+// The lightness of the label as it is seen: mixed with the window's background.
 int SeenLightness(const QWidget& label) {
   const QColor colour = label.palette().color(label.foregroundRole());
-  const QColor behind = label.palette().color(QPalette::Window);
+  const QColor background = label.palette().color(QPalette::Window);
   return static_cast<int>(colour.alphaF() * static_cast<float>(colour.lightness()) +
-                          (1 - colour.alphaF()) * static_cast<float>(behind.lightness()));
+                          (1 - colour.alphaF()) * static_cast<float>(background.lightness()));
 }
 
 TEST(WindowEvents, DimmedLabelsAreReadableOnEveryPalette) {
@@ -140,15 +140,15 @@ TEST(WindowEvents, DimmedLabelsAreReadableOnEveryPalette) {
   const auto window = Open<SampleTransfer>(stage);
   const auto* label = Stage::Form(*window)->findChild<QWidget*>(QStringLiteral("Label5"));
   ASSERT_EQ(label->property("role").toString(), "dim");
-  for (const auto& [behind, text] : {std::pair{Qt::white, Qt::black}, std::pair{Qt::black, Qt::white}}) {
+  for (const auto& [background, text] : {std::pair{Qt::white, Qt::black}, std::pair{Qt::black, Qt::white}}) {
     QPalette palette(before);
-    palette.setColor(QPalette::Window, behind);
+    palette.setColor(QPalette::Window, background);
     palette.setColor(QPalette::WindowText, text);
-    palette.setColor(QPalette::PlaceholderText, behind);  // a theme that does not care
+    palette.setColor(QPalette::PlaceholderText, background);  // a theme that does not set it
     QApplication::setPalette(palette);
     Stage::Settle();
-    EXPECT_GT(std::abs(SeenLightness(*label) - QColor(behind).lightness()), 100);
-    EXPECT_LT(std::abs(SeenLightness(*label) - QColor(behind).lightness()), 200);
+    EXPECT_GT(std::abs(SeenLightness(*label) - QColor(background).lightness()), 100);
+    EXPECT_LT(std::abs(SeenLightness(*label) - QColor(background).lightness()), 200);
   }
   QApplication::setPalette(before);
   window->Unload();
@@ -183,10 +183,10 @@ TEST(WindowEvents, ShowingReportsTheSizeButIsNoResize) {
   expectSizedOnly();
   window->Hide();
   Stage::Settle();
-  window->Width = 900;
+  window->Width = 750;
   window->Show();
   Stage::Settle();
-  EXPECT_EQ(form->width(), 900);
+  EXPECT_EQ(form->width(), 750);
   expectSizedOnly();
   form->resize(1000, 700);
   Stage::Settle();
@@ -235,9 +235,9 @@ TEST(WindowEvents, WindowOpensWithinItsScreen) {
   const QWidget* form = Stage::Form(*window);
   const QRect screen = form->screen()->availableGeometry();
   EXPECT_LT(form->width(), screen.width());
-  EXPECT_LT(form->height(), screen.height() - 20);  // the frame has room as well
+  EXPECT_LT(form->height(), screen.height() - 20);  // leaves room for the frame
   EXPECT_EQ(window->InnerWidth(), form->width());
-  // A smallest size above that is not reached, and the model learns what it has.
+  // A minimum size larger than the screen is not applied, and the model gets the actual size.
   window->Width = 4000;
   Stage::Settle();
   EXPECT_LT(form->width(), screen.width());
@@ -258,7 +258,7 @@ TEST(WindowEvents, NewRowMovesNoWindowOffTheScreen) {
   Stage::Settle();
   EXPECT_LE(form->frameGeometry().bottom(), screen.bottom());
   EXPECT_LT(form->frameGeometry().top(), before);
-  // One that the user has put across the edge stays there.
+  // A window that the user moved across the edge stays there.
   window->KeepRows(1);
   Stage::Settle();
   form->move(20, screen.bottom() - 50);

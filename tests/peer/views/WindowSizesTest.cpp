@@ -1,4 +1,4 @@
-// What the sizes of the program's windows do on the screen: growth, and a showing that is no resize.
+// The sizes of the program's windows on the screen: growth, and a showing that does not count as a resize.
 #include <gtest/gtest.h>
 
 #include <QLabel>
@@ -23,33 +23,32 @@ using namespace testing_views;
 
 class WindowSizes : public ::testing::Test {
  protected:
-  // Left, width and height of each visible control that the model gives any, as the model has them and as they are
-  // drawn.
+  // Left, width and height of each visible control for which the model sets them, in the model and as drawn.
   using Places = std::map<std::string, std::array<std::pair<double, int>, 3>>;
   Places PlacesOf(const Window& window) {
     Places places;
     for (const Control* control : window.Controls()) {
       auto* widget = stage.Form(window)->findChild<QWidget*>(ObjectName(control->Name));
       if (widget == nullptr || !widget->isVisible()) continue;
-      const std::array<double, 3> told = {control->Left, control->Width, control->Height};
-      if (told == std::array<double, 3>{}) continue;
+      const std::array<double, 3> given = {control->Left, control->Width, control->Height};
+      if (given == std::array<double, 3>{}) continue;
       const int left = widget->mapTo(stage.Form(window), QPoint()).x();
-      places[control->Name] = {std::pair{told[0], left}, std::pair{told[1], widget->width()},
-                               std::pair{told[2], widget->height()}};
+      places[control->Name] = {std::pair{given[0], left}, std::pair{given[1], widget->width()},
+                               std::pair{given[2], widget->height()}};
     }
     return places;
   }
 
-  // The window is made larger: what its model moves or stretches must do so on the screen, by as much.
+  // Enlarges the window: what the model moves or stretches must do so on the screen, by the same amount.
   void ExpectGrowthAsInTheModel(const Window& window, int more, std::size_t controls) {
     const Places before = PlacesOf(window);
     EXPECT_EQ(before.size(), controls);
     Grow(window, more, more);
     for (const auto& [name, after] : PlacesOf(window)) {
       for (std::size_t at = 0; at < after.size(); ++at) {
-        const auto& [told, drawn] = after[at];
-        if (told == 0) continue;  // left to the form
-        EXPECT_EQ(drawn - before.at(name)[at].second, told - before.at(name)[at].first) << name << " " << at;
+        const auto& [given, drawn] = after[at];
+        if (given == 0) continue;  // left to the form
+        EXPECT_EQ(drawn - before.at(name)[at].second, given - before.at(name)[at].first) << name << " " << at;
       }
     }
   }
@@ -129,7 +128,7 @@ TEST_F(WindowSizes, ConnectingTransferWindowShowsItsCaptionUntilResized) {
   EXPECT_EQ(state->text(), QStringLiteral("Connecting to server..."));
   EXPECT_EQ(window->InnerWidth(), stage.Form(*window)->width());
 
-  // Shown once more it has the same to say.
+  // Shown again, it reports the same.
   stage.Form(*window)->close();
   Stage::Settle();
   EXPECT_FALSE(state->isVisible());

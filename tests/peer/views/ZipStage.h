@@ -1,4 +1,4 @@
-// ZipStage: the archive viewer on a real window, fed by the simulated network.
+// ZipStage: the archive viewer in a real window, over the simulated network.
 #pragma once
 
 #include <memory>
@@ -26,7 +26,7 @@ class ZipStage {
     Stage::Settle();
   }
 
-  // Serves the bytes as the archive of record 1 and opens the viewer on it.
+  // Serves the bytes as the archive of record 1 and opens the viewer for it.
   void Open(const std::string& archive, const std::string& path = "/pub/archive.zip") {
     origin.File(path, archive);
     DownloadRecord& record = program.Download(1);
@@ -65,7 +65,7 @@ class ZipStage {
   std::shared_ptr<Form2> viewer;
 };
 
-// What a release of a program might hold.
+// Typical contents of a software release.
 inline std::vector<SimMember> SampleMembers() {
   return {{"pellora-5.2/"},
           {"pellora-5.2/README.txt", 1482, 3920},

@@ -1,4 +1,4 @@
-// The archive viewer and its dialog as the user sees and clicks them.
+// The archive viewer and its dialog as the user sees and operates them.
 #include <gtest/gtest.h>
 
 #include <QAccessible>
@@ -60,7 +60,7 @@ TEST_F(ZipWindow, IsAWindowWithItsTitleToAssistiveTechnology) {
 
 TEST_F(ZipWindow, HasAWidgetForEveryControl) {
   for (const Control* const control : stage.viewer->Controls()) {
-    if (control->Name == "pic16" || control->Name == "pic32") continue;  // scratch, never shown
+    if (control->Name == "pic16" || control->Name == "pic32") continue;  // never shown
     EXPECT_NE(stage.Find<QObject>(control->Name.c_str()), nullptr) << control->Name;
   }
   EXPECT_EQ(stage.Form()->windowTitle(), "OnLine-Zip Viewer & Extractor");
@@ -103,7 +103,7 @@ TEST_F(ZipWindow, OpensFoldersOnDoubleClickInReportAndIconViews) {
   EXPECT_EQ(Stack().currentWidget(), &Icons());
   DoubleClick(Icons(), RowOf(Icons(), "+docs"));
   EXPECT_EQ(stage.viewer->CurrentFolder, "pellora-5.2/docs");
-  EXPECT_EQ(Stack().currentWidget(), &Report());  // each listing is a report again
+  EXPECT_EQ(Stack().currentWidget(), &Report());  // a new listing is shown as a report
   Click("Command4");
   EXPECT_EQ(stage.viewer->CurrentFolder, "pellora-5.2");
 }
@@ -127,7 +127,7 @@ TEST_F(ZipWindow, SwitchesBetweenFourViewsOfTheSameRows) {
   EXPECT_FALSE(Icons().isVisible());
   EXPECT_TRUE(stage.Find<QRadioButton>("Option4")->isChecked());
   EXPECT_FALSE(stage.Find<QRadioButton>("Option6")->isChecked());
-  EXPECT_TRUE(stage.Find<QRadioButton>("Option2")->isChecked());  // the other pair is a group of its own
+  EXPECT_TRUE(stage.Find<QRadioButton>("Option2")->isChecked());  // the other pair is a separate group
 }
 
 TEST_F(ZipWindow, SharesTheSelectionBetweenViews) {
@@ -175,7 +175,7 @@ TEST_F(ZipWindow, OffersFoldersInASeparateDialog) {
   QTest::keyClick(&drives, Qt::Key_Down);
   Stage::Settle();
   stage.sim.RunReady();
-  EXPECT_EQ(stage.sim.dialogs().Standing(), 1U);
+  EXPECT_EQ(stage.sim.dialogs().OpenCount(), 1U);
   form->findChild<QPushButton*>(QStringLiteral("Command1"))->click();
   Stage::Settle();
   EXPECT_EQ(dialog->TargetFolder, "/home");

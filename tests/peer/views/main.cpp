@@ -1,4 +1,4 @@
-// Runs without a display unless one is asked for.
+// Runs without a display unless a platform is requested.
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -7,7 +7,7 @@
 
 namespace {
 
-// A double click leaves its button pressed, which moves of the next test would say of themselves.
+// A double click leaves its button pressed, which would show in the mouse moves of the next test.
 class ReleasedMouse : public testing::EmptyTestEventListener {
   void OnTestStart(const testing::TestInfo&) override {
     QWidget any;

@@ -1,4 +1,4 @@
-// Draws every window with sample contents, light and dark, and writes the pictures into a folder:
+// Draws every window with sample contents, light and dark, and writes the pictures to a folder:
 // views_pictures FOLDER
 #include <QApplication>
 #include <QDir>
@@ -157,7 +157,7 @@ void DrawDialogs(Stage& stage, Painter& painter) {
 void DrawOptions(Painter& painter, const char* language, const QLocale& locale) {
   OptionsStage options(QStringLiteral(PELLORA_LANGUAGES));
   options.locale.locale = locale;
-  options.Speak(language);
+  options.SetLanguage(language);
   options.Show();
   for (int page = 0; page < 4; ++page) {
     options.window->TabStrip1.SelectByUser(page);

@@ -47,17 +47,17 @@ TEST_F(BoxesTest, OpensBoxesAndSaveDialogsOneAtATimeInOrder) {
   Ask("one");
   AskSave("two");
   Ask("three", kOkOnly);
-  EXPECT_EQ(sim.dialogs().Standing(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 1U);
   sim.dialogs().AnswerNext(kAnswerNo);
   sim.RunReady();
-  EXPECT_EQ(sim.dialogs().Standing(), 0U);
-  EXPECT_EQ(sim.dialogs().StandingSaves(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
+  EXPECT_EQ(sim.dialogs().OpenSaveCount(), 1U);
   sim.dialogs().AnswerNextSave("/tmp/two");
   sim.RunReady();
   sim.dialogs().AnswerNext(kAnswerOk);
   sim.RunReady();
   EXPECT_EQ(log, "one=7 two=/tmp/two three=1 ");
-  EXPECT_EQ(sim.dialogs().MostStanding(), 1U);
+  EXPECT_EQ(sim.dialogs().MostOpen(), 1U);
 }
 
 TEST_F(BoxesTest, CancelledSaveDialogReturnsNoPath) {
@@ -95,7 +95,7 @@ TEST_F(BoxesTest, TimersAndSocketsRunWhileABoxIsOpen) {
   int ticks = 0;
   const auto alarm = sim.loop().NewAlarm([&] { ++ticks; });
   alarm->Start(100, true);
-  Ask("stands");
+  Ask("open");
   sim.RunFor(1000);
   EXPECT_EQ(ticks, 10);
 }

@@ -9,7 +9,7 @@
 namespace pellora {
 namespace {
 
-// Writes a letter when it is destroyed.
+// Appends a letter to the log when destroyed.
 class Marked {
  public:
   Marked(std::string& log, std::string letter) : log_(log), letter_(std::move(letter)) {}
@@ -26,7 +26,7 @@ class EventGateTest : public testing::Test {
  protected:
   std::shared_ptr<Marked> Mark(const std::string& letter) { return std::make_shared<Marked>(log, letter); }
 
-  std::string log;  // lives longer than what the gate releases
+  std::string log;  // must outlive what the gate releases
   EventGate gate;
 };
 

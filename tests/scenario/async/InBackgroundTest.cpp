@@ -11,12 +11,12 @@
 namespace pellora {
 namespace {
 
-Task<> Wait(const Platform* platform, Background::Work work, std::string* told) {
+Task<> Wait(const Platform* platform, Background::Work work, std::string* outcome) {
   try {
     co_await InBackground(platform, std::move(work));
-    *told = "done";
+    *outcome = "done";
   } catch (const Failure& failure) {
-    *told = failure.what();
+    *outcome = failure.what();
   }
 }
 

@@ -12,7 +12,7 @@
 namespace pellora {
 namespace {
 
-// What a test's tasks work on.
+// The state that a test's tasks work on.
 struct Stage {
   SimPlatform sim;
   TaskLoop& tasks = sim.tasks();
@@ -131,7 +131,7 @@ TEST_F(TaskLoopTest, UntilTestsAgainEveryTenMilliseconds) {
   EXPECT_EQ(tests, before + 1);
   sim.RunFor(1000);
   EXPECT_EQ(tests, before + 101);
-  go = true;  // by no event
+  go = true;  // not by an event
   sim.RunFor(10);
   EXPECT_EQ(log, "go");
 }
@@ -251,7 +251,7 @@ TEST_F(TaskLoopTest, EnablingARunningTimerKeepsItsInterval) {
   EXPECT_EQ(log, "t");
   sim.RunFor(900);
   timer.SetEnabled(false);
-  timer.SetEnabled(true);  // a full interval anew
+  timer.SetEnabled(true);  // a new full interval
   sim.RunFor(999);
   EXPECT_EQ(log, "t");
   sim.RunFor(1);

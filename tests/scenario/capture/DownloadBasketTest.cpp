@@ -276,7 +276,7 @@ TEST_F(DropBasket, AddsTheOtherLinksWhileOneOfThemAsks) {
   sim.RunReady();
   EXPECT_EQ(program().DownloadCount, 2);
   EXPECT_EQ(Rec(2).URL, "http://origin.example/b.zip");
-  EXPECT_EQ(sim.dialogs().Standing(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 1U);
   Answer(kAnswerNo);
   EXPECT_EQ(Box(), Text(400));
 }

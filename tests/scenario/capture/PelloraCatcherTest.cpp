@@ -121,7 +121,7 @@ TEST_F(TrayIcon, ExitAsksNothingEvenDuringAQuestion) {
   Start();
   FakeTransfer& transfer = Transferring(Record("http://h/a"));
   Do([&] { window().RunAction(MainWindow::kQuit); });
-  ASSERT_EQ(sim.dialogs().Standing(), 1U);
+  ASSERT_EQ(sim.dialogs().OpenCount(), 1U);
   Do([&] { catcher().exitmenu.Click(); });
   EXPECT_EQ(sim.dialogs().Boxes().size(), 1U);
   EXPECT_EQ(transfer.pauses, 1);

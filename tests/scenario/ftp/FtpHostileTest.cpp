@@ -143,7 +143,7 @@ TEST_F(FtpHostileServer, CannotInjectCommandsThroughItsDirectory) {
   fault.refuse["CWD"] = "550 no\r\n";
   server.OnConnection(1, fault);
   Start(Serve(9000));
-  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000)) << sim.Replay();
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().OpenCount() == 1; }, 30'000)) << sim.Replay();
   ASSERT_FALSE(server.Commands(1).empty());
   EXPECT_EQ(server.Commands(1).back(), "CWD /x?DELE a?DELE b?c/");
   for (const std::string& line : server.Commands(1))

@@ -196,7 +196,7 @@ TEST_F(FtpPause, StopsADownloadDuringItsUnknownSizeBox) {
   fault.dataWire.bytesPerSecond = 1000;
   server.Always(fault);
   Start(Serve(9000));
-  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000));
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().OpenCount() == 1; }, 30'000));
   PauseOrResume();
   sim.dialogs().AnswerNext(kAnswerOk);
   sim.RunFor(30'000);
@@ -321,7 +321,7 @@ TEST_F(FtpRestart, ReplansAnUnknownSizeOnceItIsKnown) {
   fault.say["SIZE"] = "213 0\r\n";
   server.OnConnection(1, fault);
   Start(Serve(20000));
-  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000));
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().OpenCount() == 1; }, 30'000));
   Restart();
   sim.dialogs().AnswerNext(kAnswerOk);
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
@@ -335,7 +335,7 @@ TEST_F(FtpRestart, DropsTheRecordOfAMissingFile) {
   fault.refuse["SIZE"] = "550 gone\r\n";
   server.OnConnection(4, fault);
   Restart();
-  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000));
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().OpenCount() == 1; }, 30'000));
   sim.dialogs().AnswerNext(kAnswerOk);
   sim.RunFor(100);
   EXPECT_FALSE(Record().InUse);

@@ -13,12 +13,12 @@ class FtpProbe : public FtpFixture {
     server.OnConnection(1, fault);
   }
   void ExpectGivenUp(const std::string& text) {
-    ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000)) << sim.Replay();
+    ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().OpenCount() == 1; }, 30'000)) << sim.Replay();
     EXPECT_EQ(sim.dialogs().Next().text, text);
     EXPECT_EQ(sim.dialogs().Next().style, kCritical);
     EXPECT_TRUE(Record().InUse);
     sim.RunFor(30'000);
-    EXPECT_EQ(sim.dialogs().MostStanding(), 1U);
+    EXPECT_EQ(sim.dialogs().MostOpen(), 1U);
     sim.dialogs().AnswerNext(kAnswerOk);
     sim.RunFor(100);
     EXPECT_FALSE(Record().InUse);
@@ -37,7 +37,7 @@ class FtpProbe : public FtpFixture {
       fault.refuse[verb] = reply;
       server.OnConnection(++index, fault);
       Start(Serve(9000));
-      ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000)) << verb;
+      ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().OpenCount() == 1; }, 30'000)) << verb;
       EXPECT_EQ(sim.dialogs().Next().text, text) << verb;
       sim.dialogs().AnswerNext(kAnswerOk);
       sim.RunFor(100);
@@ -208,10 +208,10 @@ TEST_F(FtpProbe, InvalidSizePlansNothingAndReportsAnErrorAtTheFirstBlock) {
     server.OnConnection(server.Connections() + 1, fault);
     Start(Serve(9000));
     const int index = program.DownloadCount;
-    ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000)) << reply << sim.Replay();
+    ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().OpenCount() == 1; }, 30'000)) << reply << sim.Replay();
     EXPECT_EQ(sim.dialogs().Next().text, "Error !");
     sim.RunFor(30'000);
-    EXPECT_EQ(sim.dialogs().MostStanding(), 1U);
+    EXPECT_EQ(sim.dialogs().MostOpen(), 1U);
     EXPECT_EQ(Record(index).FileSize, 0) << reply;
     EXPECT_EQ(Record(index).Segment(1).RangeEnd, -1) << reply;
     EXPECT_EQ(Record(index).Segment(1).RangeSize, 0) << reply;
@@ -219,7 +219,7 @@ TEST_F(FtpProbe, InvalidSizePlansNothingAndReportsAnErrorAtTheFirstBlock) {
     EXPECT_FALSE(Record(index).Finished) << reply;
     sim.dialogs().AnswerNext(kAnswerOk);
     sim.RunFor(30'000);
-    while (sim.dialogs().Standing() > 0) {
+    while (sim.dialogs().OpenCount() > 0) {
       sim.dialogs().AnswerNext(kAnswerOk);
       sim.RunFor(1000);
     }
@@ -235,9 +235,9 @@ TEST_F(FtpProbe, AsksAfterTenSecondsIfTheServerNeverAccepts) {
   server.Always(fault);
   Start(Serve(9000));
   sim.RunFor(9990);
-  EXPECT_EQ(sim.dialogs().Standing(), 0U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
   sim.RunFor(20);
-  ASSERT_EQ(sim.dialogs().Standing(), 1U);
+  ASSERT_EQ(sim.dialogs().OpenCount(), 1U);
   EXPECT_EQ(sim.dialogs().Next().text, "text523");
   sim.dialogs().AnswerNext(kAnswerYes);
   sim.RunFor(100);
@@ -306,7 +306,7 @@ TEST_F(FtpProbe, CountsControlRepliesAsReceivedBytes) {
 TEST_F(FtpProbe, CancelledDuringItsBoxLeavesNothing) {
   Refuse("SIZE", "550 no\r\n");
   Start(Serve(9000));
-  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000));
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().OpenCount() == 1; }, 30'000));
   Click(&TransferWindow::Command2);
   sim.dialogs().AnswerNext(kAnswerOk);
   sim.RunFor(1000);
@@ -318,7 +318,7 @@ TEST_F(FtpProbe, CancelledDuringItsBoxLeavesNothing) {
 TEST_F(FtpProbe, LeavesTheNewRecordAloneIfItsSlotIsRefilledDuringItsBox) {
   Refuse("SIZE", "550 no\r\n");
   Start(Serve(9000));
-  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000));
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().OpenCount() == 1; }, 30'000));
   program.RaiseSerial(1);
   sim.dialogs().AnswerNext(kAnswerOk);
   sim.RunFor(1000);

@@ -276,7 +276,7 @@ TEST_F(FtpSegments, Report500AtAnyStepInABoxAndChangeNothing) {
     server.OnConnection(server.Connections() + 2, fault);
     Start(Serve(9000));
     const int index = program.DownloadCount;
-    ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().Standing() == 1; }, 30'000)) << verb;
+    ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().OpenCount() == 1; }, 30'000)) << verb;
     EXPECT_EQ(sim.dialogs().Next().text, "Error in FTP !");
     const std::int16_t state = Record(index).Segment(1).State;
     sim.dialogs().AnswerNext(kAnswerOk);

@@ -105,7 +105,7 @@ TEST_F(Actions, DeleteIgnoresASecondRequestWhileItAsks) {
   Selected([](auto& r) { r.Active = true; });
   Run(MainWindow::kDelete);
   Run(MainWindow::kDelete);
-  EXPECT_EQ(sim.dialogs().Standing(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 1U);
 }
 
 void HasAPart(DownloadRecord& record) {

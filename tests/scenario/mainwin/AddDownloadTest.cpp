@@ -65,9 +65,9 @@ TEST_F(AddingDownloads, RefusesAUrlTheListFileCannotHold) {
 
 TEST_F(AddingDownloads, ShowsOneBoxForManyBadUrlsFromTheBus) {
   for (int i = 0; i < 1000; ++i) Add("bad");
-  EXPECT_EQ(sim.dialogs().Standing(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 1U);
   Answer(kAnswerOk);
-  EXPECT_EQ(sim.dialogs().Standing(), 0U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
 }
 
 TEST_F(AddingDownloads, KeepsAUrlAsGivenThoughTheParserTrimsIt) {
@@ -190,9 +190,9 @@ TEST_F(AddingDownloads, AsksForOnePathAtATimeForARepeatedUrl) {
   EXPECT_EQ(sim.tasks().RunningTasks(), 1U);
   sim.dialogs().AnswerNextSave(std::nullopt);
   sim.RunReady();
-  EXPECT_EQ(sim.dialogs().StandingSaves(), 0U);
+  EXPECT_EQ(sim.dialogs().OpenSaveCount(), 0U);
   Add("http://h/a.zip");
-  EXPECT_EQ(sim.dialogs().StandingSaves(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenSaveCount(), 1U);
 }
 
 TEST_F(AddingDownloads, UsesAFreeSlotIfTheDuplicateIsGoneOnYes) {
@@ -270,7 +270,7 @@ TEST_F(AddingDownloads, AsksForPathsInTurnAndThenFindsTheDuplicate) {
   program().settings.SaveAs = true;
   Add("http://h/a.zip");
   Add("http://h/a.zip");
-  EXPECT_EQ(sim.dialogs().StandingSaves(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenSaveCount(), 1U);
   sim.dialogs().AnswerNextSave("/d/1");
   sim.RunReady();
   EXPECT_EQ(program().DownloadCount, 1);

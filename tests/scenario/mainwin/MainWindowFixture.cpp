@@ -23,6 +23,7 @@ void FakeTransfer::PauseDownload() {
   ++pauses;
   program_.Download(index).Active = false;
   program_.Download(index).Paused = true;
+  program_.lists->RefreshRows(0, 1);
 }
 
 Task<> FakeTransfer::ResumeDownload() {
@@ -40,7 +41,7 @@ MainWindowFixture::MainWindowFixture(SimOptions options) : sim(std::move(options
   const std::string content((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
   sim.disk().Put("/prog/english.txt", SimContent(content));
   app = std::make_unique<App>(sim.platform());
-  sim.examine = [this] { return app ? WhatIsWrong(program(), sim) : std::vector<std::string>(); };
+  sim.examine = [this] { return app ? FindViolations(program(), sim) : std::vector<std::string>(); };
   app->program().newTransferWindow = [this] {
     transfers.push_back(std::make_shared<FakeTransfer>(app->program()));
     return transfers.back();
@@ -116,7 +117,7 @@ std::vector<std::string> MainWindowFixture::Names(const ListView& list) {
 }
 
 void MainWindowFixture::Answer(int answer) {
-  if (sim.dialogs().Standing() == 0) {
+  if (sim.dialogs().OpenCount() == 0) {
     ADD_FAILURE() << "no box stands";
     return;
   }

@@ -72,7 +72,7 @@ class MainWindowFixture : public ::testing::Test {
   const std::string& Text(int number) { return program().Text(number); }
   std::string Panel(std::size_t number) { return window().StatusBar1.Panels().at(number - 1); }
   // The box that stands, by its text; "" if none does.
-  std::string Box() { return sim.dialogs().Standing() == 0 ? "" : sim.dialogs().Next().text; }
+  std::string Box() { return sim.dialogs().OpenCount() == 0 ? "" : sim.dialogs().Next().text; }
   void Answer(int answer);
   void Do(const std::function<void()>& event) {
     sim.Do(event);

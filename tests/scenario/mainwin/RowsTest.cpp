@@ -237,6 +237,26 @@ TEST_F(Rows, MoveToTheOtherListWhenADownloadFinishes) {
   EXPECT_EQ(window().ListView2.Rows().size(), 1U);
 }
 
+TEST_F(Rows, AreRebuiltOnceForAllPausesOfAPauseAllOrAReset) {
+  for (const int action : {MainWindow::kPauseAll, MainWindow::kResetList}) {
+    for (const char* const name : {"a", "b", "c"}) Transferring(Record(std::string("http://h/") + name));
+    const std::uint64_t version = window().ListView1.RowsVersion();
+    Do([&] { window().RunAction(action); });
+    if (action == MainWindow::kResetList) Answer(kAnswerYes);
+    EXPECT_EQ(window().ListView1.RowsVersion(), version + 1);
+    EXPECT_EQ(Status(3), Text(303) + " (0.0%)");
+  }
+}
+
+TEST_F(Rows, AreNotRebuiltAgainAtTheTickAfterAPauseAll) {
+  Transferring(Record("http://h/a"));
+  Transferring(Record("http://h/b"));
+  Do([&] { window().RunAction(MainWindow::kPauseAll); });
+  const std::uint64_t version = window().ListView1.RowsVersion();
+  Settle();
+  EXPECT_EQ(window().ListView1.RowsVersion(), version);
+}
+
 TEST_F(Rows, ShowAll32767Records) {
   program().ResizeDownloads(kMaxRecords);
   for (int i = 1; i <= kMaxRecords; ++i) {

@@ -72,7 +72,7 @@ TEST_F(Scripts, SaveWithoutAskingForAPath) {
   AddFromScript("http://h/a.zip");
   ASSERT_EQ(program().DownloadCount, 1);
   EXPECT_FALSE(Rec(1).HasSavePath);
-  EXPECT_EQ(sim.dialogs().Standing(), 0U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
 }
 
 TEST_F(Scripts, QueueAUrlWhileAllSlotsAreBusy) {

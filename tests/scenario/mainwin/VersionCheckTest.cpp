@@ -134,7 +134,7 @@ TEST_F(VersionCheck, TreatsGarbageAsNoNewVersion) {
     next.Do([&] { again.mainWindow().Label7.DoubleClick(); });
     next.RunFor(2000);
     EXPECT_EQ(again.mainWindow().Label7.Caption(), "No new version available");
-    EXPECT_EQ(next.dialogs().Standing(), 0U);
+    EXPECT_EQ(next.dialogs().OpenCount(), 0U);
     next.DropProgram();
   }
 }
@@ -205,7 +205,7 @@ TEST_F(VersionCheck, SecondQuestionWaitsForTheFirstAndNamesItsVersion) {
     peer.After(100, [](SimPeer& again) { again.Send("HTTP/1.1 200 OK\r\n\r\n5.4\r\nsecond"); });
   };
   Check();
-  EXPECT_EQ(sim.dialogs().MostStanding(), 1U);
+  EXPECT_EQ(sim.dialogs().MostOpen(), 1U);
   EXPECT_EQ(Box(), std::string("first") + kQuestionText);
   Press(kAnswerNo);
   EXPECT_EQ(Box(), std::string("second") + kQuestionText);
@@ -221,11 +221,11 @@ TEST_F(VersionCheck, EndlessReplyLeavesTwoQuestions) {
     }
   };
   Check();
-  EXPECT_EQ(sim.dialogs().Standing(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 1U);
   Press(kAnswerNo);
-  EXPECT_EQ(sim.dialogs().Standing(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 1U);
   Press(kAnswerNo);
-  EXPECT_EQ(sim.dialogs().Standing(), 0U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
 }
 
 TEST_F(VersionCheck, CutsNotesThatWouldHideTheButtons) {

@@ -206,6 +206,15 @@ TEST_F(AcceptOptions, StoresEverySwitchAndText) {
   EXPECT_EQ(loaded.ScheduleHour, s.ScheduleHour);
 }
 
+TEST_F(AcceptOptions, WritesAllSettingsInOneStep) {
+  Open();
+  const std::size_t before = sim.settings().writes.size();
+  Accepts();
+  ASSERT_EQ(sim.settings().writes.size(), before + 1);
+  EXPECT_EQ(sim.settings().writes.back().first, "Pellora");
+  EXPECT_EQ(sim.settings().writes.back().second.size(), 21U);
+}
+
 TEST_F(AcceptOptions, KeepsChosenFoldersUntilTheProgramEnds) {
   Open();
   Type(Dialog().Text1, "/c/x");
@@ -235,8 +244,10 @@ TEST_F(AcceptOptions, IgnoresAnAutostartEntryOrSettingThatCannotBeWritten) {
   sim.autoStart().failWrites = true;
   sim.settings().failWrites = true;
   Type(Dialog().Text3, "2");
+  const auto before = sim.settings().values;
   Accepts();
   EXPECT_EQ(Set().MaxSegments, 2);
+  EXPECT_EQ(sim.settings().values, before);
 }
 
 TEST_F(AcceptOptions, ShowsAMessageOrStoresEverythingIfAnyDiskCallFails) {

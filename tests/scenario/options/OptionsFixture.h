@@ -50,7 +50,7 @@ class OptionsFixture : public MainWindowFixture {
   void Refuses(const std::string& text, int style, const std::string& title = "Pellora !") {
     const Settings before = Set();
     ClickOK();
-    ASSERT_EQ(sim.dialogs().Standing(), 1U);
+    ASSERT_EQ(sim.dialogs().OpenCount(), 1U);
     EXPECT_EQ(sim.dialogs().Next().text, text);
     EXPECT_EQ(sim.dialogs().Next().style, style);
     EXPECT_EQ(sim.dialogs().Next().title, title);

@@ -35,7 +35,7 @@ class ForeignFiles : public TransferFixture {
             [this](const std::string& path) { sim.disk().PutLink(path, kTarget, true); },
             [this](const std::string& path) { sim.disk().PutSecondName(path, kTarget); },
             [this](const std::string& path) {
-              sim.disk().Put(path, "anothers");
+              sim.disk().Put(path, "ofAnotherUser");
               sim.disk().GiveToAnother(path);
             },
             [this](const std::string& path) { sim.disk().MakeFolder(path); }};
@@ -50,7 +50,7 @@ class ForeignPartFiles : public ForeignFiles, public ::testing::WithParamInterfa
   void ExpectUntouched(const std::string& path) {
     sim.Do([&] { EXPECT_EQ(program.platform.files.LookAtPart(path), PartName::Foreign); });
     if (sim.disk().Has(path)) {
-      EXPECT_EQ(sim.disk().Get(path), sim.disk().Size(path) == 4 ? "kept" : "anothers");
+      EXPECT_EQ(sim.disk().Get(path), sim.disk().Size(path) == 4 ? "kept" : "ofAnotherUser");
     }
   }
 };
@@ -217,8 +217,10 @@ TEST_F(ForeignFiles, OtherUsersReadOnlyTheFinishedFile) {
   ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(kPart); }, 10'000));
   EXPECT_FALSE(sim.disk().IsOpenToOthers(kPart));
   sim.Do([&] { SaveList(program); });
+  ASSERT_TRUE(sim.disk().Has(ListPath(program)));
   EXPECT_FALSE(sim.disk().IsOpenToOthers(ListPath(program)));
   ExpectTheFile();
+  ASSERT_TRUE(sim.disk().Has(kOutput));
   EXPECT_TRUE(sim.disk().IsOpenToOthers(kOutput));
 }
 

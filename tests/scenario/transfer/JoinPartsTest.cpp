@@ -18,7 +18,7 @@ const std::string kWhole = "firstsecondthirdfourth";
 
 class JoinParts : public TransferFixture {
  protected:
-  JoinParts() { sim.background().SetMost(kSlow); }
+  JoinParts() { sim.background().SetMaxDelay(kSlow); }
 
   // A join that has copied some of the parts, and not all.
   void RunIntoAJoin(std::int16_t index = 1) {
@@ -77,12 +77,12 @@ TEST_F(JoinParts, CopiesNothingInsideAnEvent) {
 TEST_F(JoinParts, LetsOtherTransfersContinue) {
   const SimContent content = Serve("/b.bin", 300'000);
   RunIntoAJoin();
-  sim.background().SetMost(60'000);
+  sim.background().SetMaxDelay(60'000);
   Start("http://o.example/b.bin");
   ASSERT_TRUE(sim.RunUntil([&] { return Record(2).Received == 300'000; }, 10'000));
   EXPECT_TRUE(Record(1).Active);
   EXPECT_FALSE(Record(1).Finished);
-  sim.background().SetMost(4);
+  sim.background().SetMaxDelay(4);
   ASSERT_TRUE(RunUntilFinished(2, 200'000));
   EXPECT_EQ(Output(1), kWhole);
   EXPECT_EQ(Output(2), content.All());
@@ -119,7 +119,7 @@ TEST_F(JoinParts, CanBePausedAndResumedAtAnyMoment) {
   for (std::uint32_t moment = 0; moment < 4000; moment += 170) {
     SCOPED_TRACE(moment);
     TransferRig rig;
-    rig.sim.background().SetMost(kSlow);
+    rig.sim.background().SetMaxDelay(kSlow);
     rig.AddComplete(kParts);
     rig.GiveWindow();
     rig.Resume();
@@ -227,7 +227,7 @@ TEST_F(JoinParts, IsListedAsPausedAfterAQuitAndDoneAgain) {
     TransferRig rig;
     SimHttpServer server(rig.sim.network(), "o.example");
     server.File("/a.bin", content);
-    rig.sim.background().SetMost(kSlow);
+    rig.sim.background().SetMaxDelay(kSlow);
     rig.Start("http://o.example/a.bin");
     ASSERT_TRUE(rig.sim.RunUntil([&] { return rig.sim.disk().Size("/home/u/dl/a.bin") > 0; }, 60'000));
     ASSERT_FALSE(rig.Record().Finished);
@@ -258,7 +258,7 @@ TEST_F(JoinParts, IsListedAsPausedAfterAKillAndDoneAgain) {
       TransferRig rig;
       SimHttpServer server(rig.sim.network(), "o.example");
       server.File("/a.bin", content);
-      rig.sim.background().SetMost(kSlow);
+      rig.sim.background().SetMaxDelay(kSlow);
       rig.Start("http://o.example/a.bin");
       ASSERT_TRUE(rig.sim.RunUntil([&] { return rig.sim.background().Given() > 0; }, 60'000));
       rig.sim.Do([&] { SaveList(rig.program); });
@@ -289,7 +289,7 @@ class ProgramJoin : public ::testing::Test {
     std::ifstream file(PELLORA_LANGUAGES "/english.txt", std::ios::binary);
     const std::string texts((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     sim.disk().Put("/prog/english.txt", SimContent(texts));
-    sim.background().SetMost(kSlow);
+    sim.background().SetMaxDelay(kSlow);
     origin.File("/a.bin", content);
     Do([&] { app.Start(); });
     sim.RunFor(10);
@@ -317,7 +317,7 @@ class ProgramJoin : public ::testing::Test {
     Do([&] { app.mainWindow().RunAction(action); });
   }
   void AnswerYes() {
-    ASSERT_EQ(sim.dialogs().Standing(), 1U);
+    ASSERT_EQ(sim.dialogs().OpenCount(), 1U);
     sim.dialogs().AnswerNext(kAnswerYes);
     sim.RunReady();
   }
@@ -389,7 +389,7 @@ TEST_F(ProgramJoin, HoldsUpNoOtherRecordOfAResumeAll) {
   ASSERT_TRUE(sim.RunUntil([&] { return Rec(2).Received > 0; }, 10'000));
   Run(MainWindow::kPauseAll);
   sim.RunFor(5000);
-  sim.background().SetMost(60'000);
+  sim.background().SetMaxDelay(60'000);
   Run(MainWindow::kResumeAll);
   EXPECT_TRUE(sim.RunUntil([&] { return Rec(2).Active; }, 2000));
   EXPECT_TRUE(Rec(1).Active);
@@ -420,7 +420,7 @@ TEST_F(ProgramJoin, SharesNoPartsWithADownloadOfTheSameName) {
   const SimContent others = SimContent::Generated(300'000, 3);
   other.File("/a.bin", others);
   RunIntoTheJoin();
-  sim.background().SetMost(20'000);
+  sim.background().SetMaxDelay(20'000);
   Add("http://p.example/a.bin");
   ASSERT_TRUE(sim.RunUntil([&] { return Rec(2).Received == 300'000; }, 10'000));
   EXPECT_FALSE(Rec(1).Finished);

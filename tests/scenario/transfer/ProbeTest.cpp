@@ -200,7 +200,7 @@ TEST_F(Probe, AsksAboutTheWebPageOfAServerErrorToo) {
   EXPECT_EQ(Record().FileName, "");
   EXPECT_TRUE(Record().Active);
   EXPECT_EQ(sim.windows().Count("TransferWindow"), 0U);
-  ASSERT_EQ(sim.dialogs().Standing(), 1U);
+  ASSERT_EQ(sim.dialogs().OpenCount(), 1U);
   EXPECT_EQ(sim.dialogs().Next().text, "text536");
   Answer(kAnswerYes);
   EXPECT_TRUE(sim.shell().urls.empty());  // its URL has just been cleared

@@ -144,7 +144,7 @@ TEST_F(TransferRaces, AnswerAfterAListResetIsHarmless) {
 TEST_F(TransferRaces, SecondQuestionOfAServerErrorLeavesTheNewRecordAlone) {
   StartWithBox(503);
   Answer(kAnswerOk);
-  ASSERT_EQ(sim.dialogs().Standing(), 1U);
+  ASSERT_EQ(sim.dialogs().OpenCount(), 1U);
   Refill(1, "http://o.example/new.bin");
   const DownloadRecord filled = Record();
   Answer(kAnswerYes);

@@ -125,11 +125,11 @@ TEST_F(Segments, ReportAnErrorAtEachBlockOfAFileOfUnknownSize) {
   EXPECT_EQ(Record().Received, 0);
   sim.RunFor(3'600'000);
   EXPECT_EQ(Segment(1).ReceivedNow, first);
-  EXPECT_EQ(sim.dialogs().Standing(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 1U);
   Answer(kAnswerOk);
   ASSERT_TRUE(RunUntilABoxStands());
   EXPECT_GT(Segment(1).ReceivedNow, first);
-  EXPECT_EQ(sim.dialogs().MostStanding(), 1U);
+  EXPECT_EQ(sim.dialogs().MostOpen(), 1U);
   Answer(kAnswerOk);
   Click(WindowOf()->Command2);
   EXPECT_TRUE(sim.RunUntilIdle(60'000));

@@ -26,9 +26,9 @@ TEST_F(TimeOuts, AskAfterTenSecondsAndKeepTheRecordOnYes) {
   origin.Always(Unanswered());
   Start("http://o.example/a.bin");
   sim.RunFor(9'990);
-  EXPECT_EQ(sim.dialogs().Standing(), 0U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
   sim.RunFor(20);
-  ASSERT_EQ(sim.dialogs().Standing(), 1U);
+  ASSERT_EQ(sim.dialogs().OpenCount(), 1U);
   EXPECT_EQ(sim.dialogs().Next().text, "text523");
   EXPECT_EQ(sim.dialogs().Next().title, "text522");
   EXPECT_EQ(sim.dialogs().Next().style, kYesNo);
@@ -66,9 +66,9 @@ TEST_F(TimeOuts, AskAfterTenSecondsEvenIfTheConnectionIsRefused) {
   origin.Always(refused);
   Start("http://o.example/a.bin");
   sim.RunFor(9'990);
-  EXPECT_EQ(sim.dialogs().Standing(), 0U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
   sim.RunFor(20);
-  EXPECT_EQ(sim.dialogs().Standing(), 1U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 1U);
 }
 
 TEST_F(TimeOuts, StopQuietlyForAnUnusedRecord) {

@@ -4,13 +4,15 @@
 #include "async/EventGate.h"
 #include "core/ListFile.h"
 #include "core/ParseUrl.h"
+#include "core/RecordLife.h"
 #include "ports/Failure.h"
 
 namespace pellora {
 
 TransferRig::TransferRig(SimOptions options) : sim(std::move(options)), program(sim.platform()) {
-  sim.examine = [this] { return WhatIsWrong(program, sim); };
+  sim.examine = [this] { return FindViolations(program, sim); };
   program.lists = &lists;
+  program.newTransferWindow = [this] { return std::make_shared<TransferWindow>(program); };
   program.listLoaded = true;
   program.settings.MaxSegments = 4;
   program.settings.MaxSimulDownlads = 3;
@@ -30,18 +32,7 @@ TransferRig::TransferRig(SimOptions options) : sim(std::move(options)), program(
 DownloadRecord TransferRig::Filled(const std::string& url) {
   const ParsedUrl parsed = ParseUrl(url);
   EXPECT_EQ(parsed.result, 100) << url;
-  DownloadRecord record;
-  record.Segments.resize(1);
-  record.FileName = parsed.fileName;
-  record.Path = parsed.path;
-  record.Host = parsed.host;
-  record.Port = parsed.port;
-  record.URL = url;
-  record.Protocol = parsed.protocol;
-  record.UserName = parsed.user;
-  record.Password = parsed.password;
-  record.InUse = record.Valid = true;
-  return record;
+  return NewRecord(program, url, parsed, 0);
 }
 
 std::int16_t TransferRig::Add(const std::string& url) {
@@ -59,38 +50,18 @@ void TransferRig::Refill(std::int16_t index, const std::string& url) {
 
 std::int16_t TransferRig::Start(const std::string& url) {
   const std::int16_t index = Add(url);
-  sim.Do([&] {
-    const auto window = std::make_shared<TransferWindow>(program);
-    program.TransferWindowAt(index) = window;
-    window->SetRecordIndex(index);
-    program.platform.tasks.Spawn(window->InitConnection());
-  });
+  sim.Do([&] { sim.tasks().Spawn(StartTransfer(&program, index, pellora::Start::Added)); });
   return index;
 }
 
 void TransferRig::StartListed(std::int16_t index) {
-  sim.Do([&] {
-    DownloadRecord& record = Record(index);
-    const auto window = std::make_shared<TransferWindow>(program);
-    program.TransferWindowAt(index) = window;
-    window->SetRecordIndex(index);
-    record.Paused = false;
-    record.Queued = 0;
-    record.Active = true;
-    record.ContinueSegments = record.SegmentCount >= 1;
-    for (int i = 1; i <= record.SegmentCount; ++i) {
-      if (record.Segment(i).State != kSegmentComplete) record.Segment(i).Fold();
-    }
-    program.platform.tasks.Spawn(window->InitConnection());
-  });
+  sim.Do([&] { sim.tasks().Spawn(StartTransfer(&program, index, pellora::Start::Queued)); });
 }
 
 void TransferRig::Delete(std::int16_t index) {
   sim.Do([&] {
-    program.RaiseSerial(index);
-    Record(index).InUse = false;
-    Record(index).Removed = true;
-    program.TransferWindowAt(index).reset();
+    EmptyPlace(program, index);
+    Release(program, index, kDeleted);
   });
 }
 
@@ -144,7 +115,7 @@ void TransferRig::Resume(std::int16_t index) {
 }
 
 void TransferRig::Answer(int answer) {
-  if (sim.dialogs().Standing() == 0) {
+  if (sim.dialogs().OpenCount() == 0) {
     ADD_FAILURE() << "no box stands";
     return;
   }

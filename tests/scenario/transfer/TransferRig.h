@@ -73,7 +73,7 @@ class TransferRig {
     return sim.RunUntil([&] { return Record(index).Finished; }, limit);
   }
   bool RunUntilABoxStands(std::uint64_t limit = 60'000) {
-    return sim.RunUntil([&] { return sim.dialogs().Standing() > 0; }, limit);
+    return sim.RunUntil([&] { return sim.dialogs().OpenCount() > 0; }, limit);
   }
   std::string Output(int index = 1) { return sim.disk().Get(Record(index).SavePath); }
   // Nothing of a transfer is left: no window, no connection, no task.

@@ -147,7 +147,7 @@ TEST_F(ControlsTest, SortedListFollowsTheTextsOfOneColumn) {
   EXPECT_EQ(keys(), "456231");  // "+c", "10", "9", "A", "a", "b"
   list.SortBy(0, true);
   EXPECT_EQ(keys(), "132654");
-  list.SortBy(3, true);  // a column that no row has: all are equal, and keep their order
+  list.SortBy(3, true);  // no row has this column: all are equal and keep their order
   EXPECT_EQ(keys(), "132654");
   list.SetSorted(false);
   list.SortBy(0, false);

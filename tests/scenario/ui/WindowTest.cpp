@@ -54,7 +54,7 @@ class WindowTest : public testing::Test {
  protected:
   std::shared_ptr<TestWindow> NewWindow() { return std::make_shared<TestWindow>(sim.platform(), log); }
 
-  std::string log;  // lives longer than the windows
+  std::string log;  // must outlive the windows
   SimPlatform sim;
 };
 

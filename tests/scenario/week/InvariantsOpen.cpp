@@ -60,7 +60,7 @@ void Invariants::CheckWindows() {
     if (live.ftp) allowed_[static_cast<std::size_t>(HostId::FtpData)] += kMaxSegmentSockets;
     const SimLoop::Micros now = sim_->loop().Time();
     // A box may be its own: its time to end begins with the answer.
-    if (live.orphanSince < 0 || sim_->dialogs().Standing() > 0) live.orphanSince = now;
+    if (live.orphanSince < 0 || sim_->dialogs().OpenCount() > 0) live.orphanSince = now;
     if (now - live.orphanSince >= kOrphanTime && live.host != HostId::Wild) {
       Note("a transfer without a slot lives on that says \"" + window.state.Caption() + "\"");
     }

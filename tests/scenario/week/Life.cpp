@@ -62,7 +62,7 @@ void Life::BeginSession(int session, const std::vector<const PlanItem*>& wires) 
   sim_ = std::make_unique<SimPlatform>(
       SimOptions{.seed = random_.Next(), .startTick = tick_, .startSerial = serial_, .disk = std::move(disk_)});
   if (!options_.printsTrace) sim_->trace().KeepNoEntries();
-  if (sim_->Seed() % 3 == 0) sim_->background().SetMost(kSlowDisk);
+  if (sim_->Seed() % 3 == 0) sim_->background().SetMaxDelay(kSlowDisk);
   sim_->settings().values = settings_.values;
   if (!sim_->disk().Has("/prog/english.txt")) {
     sim_->disk().Put("/prog/english.txt", English());
@@ -250,7 +250,7 @@ bool Life::Settle(std::uint64_t limit) {
 }
 
 bool Life::SettleRound() {
-  for (int box = 0; box < 50 && sim_->dialogs().Standing() > 0; ++box) {
+  for (int box = 0; box < 50 && sim_->dialogs().OpenCount() > 0; ++box) {
     user_->AnswerKindly();
     sim_->RunFor(10);
     if (sim_->Ended()) return true;  // the question was whether to quit

@@ -34,7 +34,7 @@ void User::Act(std::uint64_t salt) {
 }
 
 void User::Choose() {
-  if (sim_.dialogs().Standing() > 0 && Random(3) != 0) return ActOnQuestion();
+  if (sim_.dialogs().OpenCount() > 0 && Random(3) != 0) return ActOnQuestion();
   if (Random(app_.mainWindow().optionsWindow->Visible() ? 4 : 30) == 0) return ActOnOptions();
   switch (Random(10)) {
     case 0:

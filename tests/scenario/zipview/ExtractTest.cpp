@@ -56,7 +56,7 @@ TEST_F(ExtractDialog, NavigatesFolders) {
 
 TEST_F(ExtractDialog, ReportsADriveWithoutAMediumAndKeepsTheFolder) {
   Drive(1);
-  ASSERT_EQ(sim.dialogs().Standing(), 1U);
+  ASSERT_EQ(sim.dialogs().OpenCount(), 1U);
   EXPECT_EQ(sim.dialogs().Next().text, "Peripherical not available");
   EXPECT_EQ(sim.dialogs().Next().style, kOkOnly);
   EXPECT_EQ(dialog->Path(), "/home/u");
@@ -73,7 +73,7 @@ TEST_F(ExtractDialog, ReportsAMissingFolder) {
   Enter(0);
   Enter(1);
   EXPECT_EQ(dialog->Path(), "/");
-  ASSERT_EQ(sim.dialogs().Standing(), 1U);
+  ASSERT_EQ(sim.dialogs().OpenCount(), 1U);
   EXPECT_EQ(sim.dialogs().Next().text, "Peripherical not available");
 }
 

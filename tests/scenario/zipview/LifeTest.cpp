@@ -243,7 +243,7 @@ TEST_F(ZipViewerLifecycle, DownloadClassicDuringAnotherProbeLeavesNoTimeOut) {
   ASSERT_TRUE(RunUntilFinished());
   EXPECT_EQ(Output(), SimArchive(kMembers));
   sim.RunFor(60'000);
-  EXPECT_EQ(sim.dialogs().Standing(), 0U);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
   EXPECT_TRUE(Record().Finished);
 }
 

@@ -1,5 +1,5 @@
-// All of these pass as they stand; under torture every one but the last does what its name says, and the one before
-// it errs itself.
+// All of these pass normally. Under torture every one but the last has the fault in its name, and in the one before the
+// last the test itself is wrong.
 #include <gtest/gtest.h>
 
 #include "SimExamine.h"
@@ -18,7 +18,7 @@ class Planted : public ::testing::Test {
     program.Download(1).InUse = true;
     program.Download(1).Active = true;
     program.listLoaded = true;
-    sim.examine = [this] { return WhatIsWrong(program, sim); };
+    sim.examine = [this] { return FindViolations(program, sim); };
   }
   ~Planted() override { sim.DropProgram(); }
   void Run(const std::function<void()>& event) {
@@ -31,27 +31,27 @@ class Planted : public ::testing::Test {
 };
 
 TEST_F(Planted, Crash) {
-  Run([&] { DereferencesWhatDidNotOpen(sim.platform()); });
+  Run([&] { UsesFileThatDidNotOpen(sim.platform()); });
   EXPECT_EQ(sim.disk().Get(kWrongFile), "text");
 }
 
 TEST_F(Planted, EndlessHandler) {
-  Run([&] { TriesAgainForEver(sim.platform()); });
+  Run([&] { RetriesForever(sim.platform()); });
   EXPECT_EQ(sim.disk().Get(kWrongFile), "text");
 }
 
 TEST_F(Planted, EndlessEvents) {
-  Run([&] { PostsItselfForEver(&sim.platform()); });
+  Run([&] { PostsItselfForever(&sim.platform()); });
   EXPECT_TRUE(sim.disk().Has(kWrongFile));
 }
 
 TEST_F(Planted, StrangeException) {
-  Run([&] { ThrowsWhatNobodyCatches(sim.platform()); });
+  Run([&] { ThrowsUncaughtException(sim.platform()); });
   EXPECT_TRUE(sim.disk().Has(kWrongFile));
 }
 
 TEST_F(Planted, Leak) {
-  Run([&] { LosesItsBuffer(sim.platform()); });
+  Run([&] { LeaksItsBuffer(sim.platform()); });
   EXPECT_EQ(sim.disk().Size(kWrongFile), 1000U);
 }
 
@@ -66,7 +66,7 @@ TEST_F(Planted, FileOutside) {
 }
 
 TEST_F(Planted, HalfAList) {
-  Run([&] { SavesHalfAList(program); });
+  Run([&] { SavesListInTwoSteps(program); });
   EXPECT_GT(sim.disk().Size("/prog/Pellora.dat"), 6U);
 }
 
@@ -77,7 +77,7 @@ TEST_F(Planted, TestThatErrs) {
 }
 
 TEST_F(Planted, Nothing) {
-  Run([&] { SavesOrSaysSo(program); });
+  Run([&] { ReportsFailedSave(program); });
   EXPECT_TRUE(program.Download(1).Active);
 }
 

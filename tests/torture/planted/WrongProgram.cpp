@@ -12,28 +12,28 @@
 
 namespace pellora {
 
-void DereferencesWhatDidNotOpen(Platform& platform) {
+void UsesFileThatDidNotOpen(Platform& platform) {
   std::unique_ptr<File> file;
   Skip([&] { file = platform.files.Open(kWrongFile, FileKind::Output); });
   file->WriteAt(0, "text");
 }
 
-void TriesAgainForEver(Platform& platform) {
+void RetriesForever(Platform& platform) {
   const std::unique_ptr<File> file = platform.files.Open(kWrongFile, FileKind::Output);
   while (!Skip([&] { file->WriteAt(0, "text"); })) {
   }
 }
 
-void PostsItselfForEver(Platform* platform) {
+void PostsItselfForever(Platform* platform) {
   if (Skip([&] { (void)platform->files.Open(kWrongFile, FileKind::Output); })) return;
-  platform->events.Post([platform] { PostsItselfForEver(platform); });
+  platform->events.Post([platform] { PostsItselfForever(platform); });
 }
 
-void ThrowsWhatNobodyCatches(Platform& platform) {
+void ThrowsUncaughtException(Platform& platform) {
   if (!Skip([&] { (void)platform.files.Open(kWrongFile, FileKind::Output); })) throw std::runtime_error("no notes");
 }
 
-void LosesItsBuffer(Platform& platform) {
+void LeaksItsBuffer(Platform& platform) {
   auto* const text = new std::string(1000, 'x');
   const std::unique_ptr<File> file = platform.files.Open(kWrongFile, FileKind::Output);
   file->WriteAt(0, *text);
@@ -50,7 +50,7 @@ void WritesElsewhere(Platform& platform) {
     (void)platform.files.Open("/notes", FileKind::Output);
 }
 
-void SavesHalfAList(Program& program) {
+void SavesListInTwoSteps(Program& program) {
   std::string bytes;
   AppendListHeader(bytes, program.DownloadCount);
   const std::unique_ptr<File> file = program.platform.files.Open(ListPath(program), FileKind::List);
@@ -60,7 +60,7 @@ void SavesHalfAList(Program& program) {
   file->WriteAt(bytes.size(), records);
 }
 
-void SavesOrSaysSo(Program& program) {
+void ReportsFailedSave(Program& program) {
   if (!Skip([&] { SaveList(program); })) program.Download(1).Active = false;
 }
 

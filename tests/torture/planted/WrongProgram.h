@@ -1,5 +1,5 @@
-// WrongProgram: small pieces of a program, each wrong on purpose in one way that shows only where a port call
-// fails. The torture must find every one of them.
+// WrongProgram: small pieces of a program, each with one planted fault that shows only if a port call fails. The
+// torture must find every one of them.
 #pragma once
 
 #include <functional>
@@ -13,23 +13,23 @@ struct Platform;
 
 inline constexpr const char* kWrongFile = "/home/u/dl/notes";
 
-// Skips the failure of an open, and takes the file for open.
-void DereferencesWhatDidNotOpen(Platform& platform);
-// Tries a write again until it succeeds, in one event.
-void TriesAgainForEver(Platform& platform);
-// The same in one event after the other, none of them later than the one before.
-void PostsItselfForEver(Platform* platform);
-// Makes a failure into an exception that nobody expects.
-void ThrowsWhatNobodyCatches(Platform& platform);
-// Forgets what it allocated for the write that failed.
-void LosesItsBuffer(Platform& platform);
-// Marks a record as paused where its file cannot be opened, and leaves it active.
+// Ignores the failure to open a file, and uses it.
+void UsesFileThatDidNotOpen(Platform& platform);
+// Retries a write until it succeeds, within one event.
+void RetriesForever(Platform& platform);
+// The same with an event for each retry, all at the same time.
+void PostsItselfForever(Platform* platform);
+// Turns a failure into an exception that is not caught.
+void ThrowsUncaughtException(Platform& platform);
+// Leaks its buffer if the write fails.
+void LeaksItsBuffer(Platform& platform);
+// Marks a record as paused if its file cannot be opened, but leaves it active.
 void PausesWithoutStopping(Program& program);
-// Writes to the root of the disk where the folder cannot be written.
+// Writes to the root of the disk if the folder cannot be written.
 void WritesElsewhere(Platform& platform);
 // Writes the list in two steps.
-void SavesHalfAList(Program& program);
-// Does all of it right.
-void SavesOrSaysSo(Program& program);
+void SavesListInTwoSteps(Program& program);
+// Has no fault.
+void ReportsFailedSave(Program& program);
 
 }  // namespace pellora

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The torture of the planted faults finds each of them, calls each by its name and place, and finds nothing else.
+"""The torture finds each planted fault, with its kind and place, and nothing else.
 
     planted_test.py EXECUTABLE
 """
@@ -8,13 +8,13 @@ import re
 import subprocess
 import sys
 
-# What is found, and in which test; the place is where the program's own line is to be named.
+# The findings by test; the place is where the program's line must be named.
 FOUND = {
-    "Planted.Crash": ("crash", "DereferencesWhatDidNotOpen"),
-    "Planted.EndlessHandler": ("no end", "TriesAgainForEver"),
+    "Planted.Crash": ("crash", "UsesFileThatDidNotOpen"),
+    "Planted.EndlessHandler": ("no end", "RetriesForever"),
     "Planted.EndlessEvents": ("events without end", ""),
-    "Planted.StrangeException": ("exception St13runtime_error", "ThrowsWhatNobodyCatches"),
-    "Planted.Leak": ("leak", "LosesItsBuffer"),
+    "Planted.StrangeException": ("exception St13runtime_error", "ThrowsUncaughtException"),
+    "Planted.Leak": ("leak", "LeaksItsBuffer"),
     "Planted.ActiveAndPaused": ("wrong, flags", ""),
     "Planted.FileOutside": ("wrong, outside /", ""),
     "Planted.HalfAList": ("wrong, list", ""),
@@ -22,7 +22,7 @@ FOUND = {
 
 
 def main():
-    out = subprocess.run([sys.argv[1], "--torture", "--leaks=1", "--patience=1", "--program=tests/torture/planted/Wrong"],
+    out = subprocess.run([sys.argv[1], "--torture", "--leaks=1", "--processor-seconds=1", "--program=tests/torture/planted/Wrong"],
                          capture_output=True, text=True, stdin=subprocess.DEVNULL)
     failed = []
 
@@ -36,9 +36,9 @@ def main():
         met = [text for whose, text, where in blocks if whose == "FOUND" and where == test]
         expect(len(met) == 1 and met[0].startswith(kind) and place in met[0], "%s is found once, as a %s" % (test, kind))
     own = {where for whose, text, where in blocks if whose == "test's own" and text.startswith("crash")}
-    expect(own == {"Planted.TestThatErrs"}, "the test that errs itself is told apart from the program")
+    expect(own == {"Planted.TestThatErrs"}, "the error of a test is not attributed to the program")
     expect(sum(whose == "FOUND" for whose, _, _ in blocks) == len(FOUND), "nothing else is found")
-    expect(not any("Planted.Nothing" in where for _, _, where in blocks), "a program that does right is left in peace")
+    expect(not any("Planted.Nothing" in where for _, _, where in blocks), "nothing is found in a correct program")
     expect(out.returncode == 1, "the torture fails")
     if failed:
         print(out.stdout + out.stderr)

@@ -95,7 +95,7 @@ TEST_F(SettingsTest, ReadsFoldersUnderTheOlderNameAndNeverOverwritesThem) {
   SaveSettings(settings, store);
   EXPECT_EQ(store.Get("Brenmoor", "DownloadFolder"), "/old/d/");
   EXPECT_EQ(store.Get("Brenmoor", "TempFolder"), "/old/t/");
-  for (const std::string& entry : store.written) EXPECT_EQ(entry.rfind("Pellora/", 0), 0U) << entry;
+  for (const auto& [application, values] : store.writes) EXPECT_EQ(application, "Pellora");
 }
 
 TEST_F(SettingsTest, DefaultsStartAtTheRootWithoutADocumentsFolder) {
@@ -193,36 +193,63 @@ TEST_F(SettingsTest, SaveWritesEveryKeyInOrderUnderTheCurrentName) {
   settings.ScheduleHour = SerialOf({2026, 11, 22, 3, 0, 0});
   settings.ScheduleOption = 1;
   SaveSettings(settings, store);
-  const std::vector<std::string> wanted = {
-      "Pellora/BrowserIngeration=True",
-      "Pellora/CheckClipboard=False",
-      "Pellora/SaveAs=False",
-      "Pellora/SafeDisk=False",
-      "Pellora/DownloadFolder=/d/",
-      "Pellora/TempFolder=/t/",
-      "Pellora/MaxSegments=8",
-      "Pellora/MaxSimulDownlads=99",
-      "Pellora/AutoPreviewZIP=False",
-      "Pellora/Schedule=True",
-      "Pellora/ScheduleDate=2026-11-21 09:30:15",
-      "Pellora/AutoCloseInternet=False",
-      "Pellora/ProxyServer=proxy",
-      "Pellora/ProxyPort=8080",
-      "Pellora/ProxyFTP=False",
-      "Pellora/ProxyHTTP=False",
-      "Pellora/AutoStart=False",
-      "Pellora/Language=deutsch",
-      "Pellora/IgnoreString=A,B",
-      "Pellora/ScheduleHour=2026-11-22 03:00:00",
-      "Pellora/ScheduleOption=1",
+  const SettingsStore::Values wanted = {
+      {"BrowserIngeration", "True"},
+      {"CheckClipboard", "False"},
+      {"SaveAs", "False"},
+      {"SafeDisk", "False"},
+      {"DownloadFolder", "/d/"},
+      {"TempFolder", "/t/"},
+      {"MaxSegments", "8"},
+      {"MaxSimulDownlads", "99"},
+      {"AutoPreviewZIP", "False"},
+      {"Schedule", "True"},
+      {"ScheduleDate", "2026-11-21 09:30:15"},
+      {"AutoCloseInternet", "False"},
+      {"ProxyServer", "proxy"},
+      {"ProxyPort", "8080"},
+      {"ProxyFTP", "False"},
+      {"ProxyHTTP", "False"},
+      {"AutoStart", "False"},
+      {"Language", "deutsch"},
+      {"IgnoreString", "A,B"},
+      {"ScheduleHour", "2026-11-22 03:00:00"},
+      {"ScheduleOption", "1"},
   };
-  EXPECT_EQ(store.written, wanted);
+  ASSERT_EQ(store.writes.size(), 1U);
+  EXPECT_EQ(store.writes[0].first, "Pellora");
+  EXPECT_EQ(store.writes[0].second, wanted);
 }
 
-TEST_F(SettingsTest, SaveStopsAtItsFirstFailure) {
-  store.failingKey = "SaveAs";
+// A save is all or nothing: it does not stop halfway, with the keys before its failure written.
+TEST_F(SettingsTest, FailedSaveWritesNothing) {
+  settings.ScheduleHour = 1e300;  // the last key but one has no stored form
   EXPECT_THROW(SaveSettings(settings, store), Failure);
-  EXPECT_EQ(store.written.size(), 2U);
+  EXPECT_TRUE(store.writes.empty());
+  EXPECT_TRUE(store.values.empty());
+}
+
+TEST_F(SettingsTest, EveryFlagHasItsOwnKey) {
+  const std::vector<std::pair<std::string, bool Settings::*>> flags = {
+      {"BrowserIngeration", &Settings::BrowserIngeration},
+      {"CheckClipboard", &Settings::CheckClipboard},
+      {"SaveAs", &Settings::SaveAs},
+      {"SafeDisk", &Settings::SafeDisk},
+      {"AutoPreviewZIP", &Settings::AutoPreviewZIP},
+      {"AutoCloseInternet", &Settings::AutoCloseInternet},
+      {"Schedule", &Settings::Schedule},
+      {"ProxyFTP", &Settings::ProxyFTP},
+      {"ProxyHTTP", &Settings::ProxyHTTP},
+      {"AutoStart", &Settings::AutoStart},
+  };
+  for (const auto& [only, unused] : flags) {
+    for (const auto& [key, flag] : flags) Store(key, key == only ? "True" : "False");
+    Load();
+    for (const auto& [key, flag] : flags) EXPECT_EQ(settings.*flag, key == only) << key << ", set: " << only;
+    store.values.clear();
+    SaveSettings(settings, store);
+    for (const auto& [key, flag] : flags) EXPECT_EQ(store.Get("Pellora", key), key == only ? "True" : "False") << key;
+  }
 }
 
 TEST_F(SettingsTest, LoadsWhatWasSaved) {

@@ -63,21 +63,21 @@ class Checker(unittest.TestCase):
         self.expect_one(self.problems("1025=x\n" + self.english), "unknown: 1025")
 
     def test_reports_left_sides_that_are_no_number(self):
-        self.expect_one(self.problems("Pause=Halt\n" + self.english), "taken for number 0")
-        self.expect_one(self.problems("12.6=Halt\n" + self.english), "taken for number 13")
-        self.expect_one(self.problems("-5=Halt\n" + self.english), "taken for number -5")
+        self.expect_one(self.problems("Pause=Halt\n" + self.english), "counts as number 0")
+        self.expect_one(self.problems("12.6=Halt\n" + self.english), "counts as number 13")
+        self.expect_one(self.problems("-5=Halt\n" + self.english), "counts as number -5")
 
     def test_reads_numbers_of_any_length_like_the_program_in_plain_digits_only(self):
         self.expect_one(self.problems("9" * 5000 + "=x\n" + self.english), "unknown: 1000000000")
         self.expect_one(self.problems("-" + "9" * 400 + "=x\n" + self.english), "is not a number")
-        self.expect_one(self.problems("\u0661\u0660\u0666=x\n" + self.english), "taken for number 0")
-        self.expect_one(self.problems(".6=x\n" + self.english), "taken for number 1")
+        self.expect_one(self.problems("\u0661\u0660\u0666=x\n" + self.english), "counts as number 0")
+        self.expect_one(self.problems(".6=x\n" + self.english), "counts as number 1")
 
     def test_reports_invalid_lines(self):
         self.expect_one(self.problems("Just a thought\n" + self.english), "line 1: neither")
 
     def test_reports_duplicate_and_empty_entries(self):
-        self.expect_one(self.problems("412=x\n" + self.english), "412 stands in line 1 already")
+        self.expect_one(self.problems("412=x\n" + self.english), "412 is already in line 1")
         self.expect_one(self.changed("\n106=Resume All\n", "\n106=\n"), "106 is empty")
 
     def test_reports_blanks_and_tabs_that_would_be_lost_or_shown(self):
@@ -98,22 +98,22 @@ class Checker(unittest.TestCase):
         self.assertIn("english.txt: complete", run.stdout)
 
     def test_requires_the_unit_after_the_name_and_the_name_once(self):
-        self.expect_one(self.problems("0=x\n" + self.english.replace("\n0=bytes", "")), "must stand behind LANG=")
+        self.expect_one(self.problems("0=x\n" + self.english.replace("\n0=bytes", "")), "must come after LANG=")
         self.expect_one(self.changed("LANG=English\n", ""), "LANG=")
         self.expect_one(self.problems("// LANG=is the name\n" + self.english), "second language")
 
     def test_requires_text_ends_that_fit_what_is_appended(self):
         self.expect_one(self.changed("401=Save as:\u00a0", "401=Save as:"), "no-break space")
         self.expect_one(self.changed("from the list (\n536", "from the list.\n536"), "opening bracket")
-        self.expect_one(self.changed("951=\"", "951='"), "951 must stay")
+        self.expect_one(self.changed("951=\"", "951='"), "951 must not")
 
     def test_requires_short_texts_in_narrow_places_and_one_word_units(self):
-        self.expect_one(self.changed("302=Queued", "302=Waiting for a place"), "302 has more than the 10 characters")
-        self.expect_one(self.changed("303=Stopped", "303=Stopped!"), "303 has more than the 7 characters")
-        self.expect_one(self.changed("629=Get now", "629=" + "now " * 18 + "!"), "629 has more than the 72 characters")
-        self.expect_one(self.changed("104=Pause\n", "104=" + "Pause" * 5 + "\n"), "104 has more than the 24 characters")
-        self.expect_one(self.changed("270=", "270=" + "long" * 20), "270 has more than the 72 characters")
-        self.expect_one(self.changed("\n411=", "\n411=" + "long" * 100), "411 has more than the 400 characters")
+        self.expect_one(self.changed("302=Queued", "302=Waiting for a place"), "302 is longer than the 10 characters")
+        self.expect_one(self.changed("303=Stopped", "303=Stopped!"), "303 is longer than the 7 characters")
+        self.expect_one(self.changed("629=Get now", "629=" + "now " * 18 + "!"), "629 is longer than the 72 characters")
+        self.expect_one(self.changed("104=Pause\n", "104=" + "Pause" * 5 + "\n"), "104 is longer than the 24 characters")
+        self.expect_one(self.changed("270=", "270=" + "long" * 20), "270 is longer than the 72 characters")
+        self.expect_one(self.changed("\n411=", "\n411=" + "long" * 100), "411 is longer than the 400 characters")
         self.assertEqual(self.changed("302=Queued", "302=éééééééééé"), [])
         self.expect_one(self.changed("\n1=kb", "\n1=kilo bytes"), "unit")
 

@@ -33,15 +33,6 @@ TEST(UrlToAskAbout, AsksAboutAUrlWithoutADot) {
   EXPECT_EQ(UrlToAskAbout("http://localhost/file", kUsual), "http://localhost/file");
 }
 
-TEST(BeginsWithScheme, AcceptsLowercaseHttpAndFtpAtTheStartOnly) {
-  for (const char* const text : {"http://", "http://a.example/x.zip", "ftp://", "ftp://a.example/x.zip"}) {
-    EXPECT_TRUE(BeginsWithScheme(text)) << text;
-  }
-  for (const char* const text : {"", "http:/", "https://a.example/", "FTP://a.example/", " ftp://a.example/", "x"}) {
-    EXPECT_FALSE(BeginsWithScheme(text)) << text;
-  }
-}
-
 TEST(UrlToAskAbout, NeverAsksAboutAnUppercaseScheme) {
   EXPECT_EQ(UrlToAskAbout("HTTP://a.example/x.zip", kUsual), std::nullopt);
   EXPECT_EQ(UrlToAskAbout("https://a.example/x.zip", kUsual), std::nullopt);

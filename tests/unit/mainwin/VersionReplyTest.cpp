@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "core/Version.h"
 #include "mainwin/VersionReply.h"
 
 namespace pellora {

@@ -1,0 +1,84 @@
+#include "core/RecordLife.h"
+
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+#include "core/ParseUrl.h"
+#include "core/Program.h"
+#include "ports/Clock.h"
+#include "ports/Failure.h"
+
+namespace pellora {
+
+namespace {
+
+// A damaged list may promise more segments than it has.
+void ContinuePlan(DownloadRecord& record) {
+  record.ContinueSegments = record.SegmentCount >= 1;
+  const auto elements = static_cast<int>(record.Segments.size());
+  for (int k = 1; k <= record.SegmentCount && k < elements; ++k) {
+    SegmentRecord& segment = record.Segment(k);
+    if (segment.State != kSegmentComplete) segment.Fold();
+  }
+}
+
+void SetGoing(DownloadRecord& record) {
+  record.Paused = false;
+  record.Active = true;
+  ContinuePlan(record);
+}
+
+}  // namespace
+
+DownloadRecord NewRecord(const Program& program, const std::string& url, const ParsedUrl& parsed, std::int16_t kind) {
+  DownloadRecord record;
+  record.Segments.resize(1);  // the blank element 0
+  record.FileName = parsed.fileName;
+  record.Path = parsed.path;
+  record.Host = parsed.host;
+  record.Port = parsed.port;
+  record.UserName = parsed.user;
+  record.Password = parsed.password;
+  record.Protocol = parsed.protocol;
+  record.URL = url;
+  record.InUse = true;
+  record.Valid = true;
+  record.DateAdded = program.platform.clock.Now();
+  record.DownloadKind = static_cast<std::int16_t>(std::abs(int{kind}));
+  return record;
+}
+
+void Release(Program& program, std::int16_t index, const RecordEnd& end) {
+  DownloadRecord& record = program.Download(index);
+  record.InUse = false;
+  if (end.notValid) record.Valid = false;
+  if (end.removed) record.Removed = true;
+  if (end.emptiesUrl) record.URL.clear();
+  if (end.emptiesName) record.FileName.clear();
+  if (end.notActive) record.Active = false;
+  if (end.fatal) record.RestState = kEndedFatally;
+  if (end.raisesSerial) program.RaiseSerial(index);
+}
+
+void EmptyPlace(Program& program, std::int16_t index, Evicted evicted) {
+  const std::shared_ptr<Transfer> transfer = std::exchange(program.TransferWindowAt(index), nullptr);
+  const std::shared_ptr<ZipViewer> viewer = std::exchange(program.ZipViewerAt(index), nullptr);
+  if (transfer) Skip([&] { evicted == Evicted::Hidden ? transfer->HideWindow() : transfer->UnloadWindow(); });
+  if (viewer) Skip([&] { viewer->UnloadWindow(); });
+}
+
+Task<> StartTransfer(Program* program, std::int16_t index, Start start) {
+  const std::shared_ptr<Transfer> transfer = program->newTransferWindow();
+  program->TransferWindowAt(index) = transfer;
+  const std::uint32_t serial = program->Serial(index);
+  if (start == Start::Queued) program->Download(index).Queued = 0;
+  if (start != Start::Added) SetGoing(program->Download(index));
+  transfer->SetRecordIndex(index);
+  co_await transfer->InitConnection();
+  // The record may have ended, and its slot been filled anew, while the attempt was begun.
+  if (!program->ShowTransferWindow || !program->Holds(index, serial)) co_return;
+  if (program->TransferWindowAt(index) == transfer) transfer->ShowWindow();
+}
+
+}  // namespace pellora
