@@ -42,22 +42,6 @@ TEST(SimBackground, KeepsTheOrderAndReleasesCapturesBeforeTheReport) {
   EXPECT_EQ(sim.background().Pending(), 0U);
 }
 
-TEST(SimBackground, ReportsTheFailureOfAWork) {
-  SimPlatform sim;
-  std::string reason;
-  std::exception_ptr failure;
-  sim.background().Run([] { throw Failure(FailureNumber::File, "full"); },
-                       [&](std::exception_ptr given) { failure = given; });
-  sim.RunFor(10);
-  ASSERT_TRUE(failure);
-  try {
-    std::rethrow_exception(failure);
-  } catch (const Failure& caught) {
-    reason = caught.what();
-  }
-  EXPECT_EQ(reason, "full");
-}
-
 TEST(SimBackground, DeliversNothingOnceTheProgramIsDropped) {
   SimPlatform sim;
   int calls = 0;

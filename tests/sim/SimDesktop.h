@@ -123,10 +123,12 @@ class SimMachine final : public Machine {
   explicit SimMachine(SimLoop& loop) : loop_(loop) {}
   std::string ProgramFolder() const override { return programFolder; }
   std::string DocumentsFolder() const override;
+  bool ConnectionUp() const override { return connectionUp; }
   void End(int code) override;
 
   std::string programFolder = "/prog";
   std::string documentsFolder = "/home/u/Documents";
+  bool connectionUp = true;
   std::optional<int> endCode;  // the first one; no events after it
 
  private:

@@ -72,7 +72,7 @@ class SimFile final : public File {
       : disk_(disk), path_(std::move(path)), data_(std::move(data)), writable_(writable) {}
 
   void WriteAt(std::uint64_t offset, std::string_view bytes) override {
-    const bool torn = disk_.Enter(DiskCall::Write, path_);
+    const bool torn = disk_.Enter(DiskCall::Write, path_, offset, bytes.size());
     if (!writable_) Fail(path_, "opened for reading only");
     if (torn) {
       data_->Write(offset, bytes.substr(0, bytes.size() / 2));
@@ -88,14 +88,14 @@ class SimFile final : public File {
     disk_.Write(*data_, path_, offset, bytes);
   }
   std::size_t ReadAt(std::uint64_t offset, std::span<char> buffer) override {
-    disk_.Enter(DiskCall::Read, path_);
+    disk_.Enter(DiskCall::Read, path_, offset, buffer.size());
     return data_->Read(offset, buffer);
   }
   // A failed copy copies nothing, as the port requires. A torn one does half.
   std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size) override {
     const auto* const other = dynamic_cast<const SimFile*>(&source);
     try {
-      const bool torn = disk_.Enter(DiskCall::Copy, path_);
+      const bool torn = disk_.Enter(DiskCall::Copy, path_, offset, size);
       if (!writable_ || other == nullptr || other->data_ == data_) return 0;
       std::string bytes(size, '\0');
       bytes.resize(other->data_->Read(from, bytes));
@@ -114,7 +114,7 @@ class SimFile final : public File {
     return data_->Size();
   }
   void Reserve(std::uint64_t size) override {
-    disk_.Enter(DiskCall::Reserve, path_);
+    disk_.Enter(DiskCall::Reserve, path_, 0, size);
     if (!writable_) Fail(path_, "opened for reading only");
     disk_.Reserve(*data_, path_, size);
   }
@@ -126,10 +126,13 @@ class SimFile final : public File {
   bool writable_;
 };
 
-bool SimDisk::Enter(DiskCall call, const std::string& path) const {
+bool SimDisk::Enter(DiskCall call, const std::string& path, std::uint64_t offset, std::uint64_t size) const {
   if (cut_) throw SimKilled();
   ++calls_;
   loop_.Trace().Note(loop_.Time(), "disk", static_cast<std::uint64_t>(call), calls_, path);
+  if (log_) {
+    log_->push_back(NameOf(call) + (" " + path + " ") + std::to_string(offset) + " " + std::to_string(size));
+  }
   if (calls_ >= cutAt_) {
     cut_ = true;
     loop_.NoteKilled();

@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -101,6 +102,9 @@ class SimDisk final : public Files {
   const std::set<std::string>& Given() const { return given_; }  // folders that the test made
   bool WasLost(const std::string& path) const { return lost_.contains(path); }
   std::uint64_t Used() const { return used_; }  // of the capacity
+  // A line for each call since KeepLog: "disk write /a 0 98", with offset and size, or 0 where a call has none.
+  void KeepLog() { log_.emplace(); }
+  const std::vector<std::string>& Log() const { return log_.value(); }
 
   // Faults.
   using Predicate = std::function<bool(DiskCall call, const std::string& path)>;
@@ -126,7 +130,7 @@ class SimDisk final : public Files {
     bool fromThenOn;
   };
   // Counts one call; throws if it is to fail. True: a write is to be torn, or nothing seems to exist.
-  bool Enter(DiskCall call, const std::string& path) const;
+  bool Enter(DiskCall call, const std::string& path, std::uint64_t offset = 0, std::uint64_t size = 0) const;
   void Write(SimFileData& data, const std::string& path, std::uint64_t offset, std::string_view bytes);
   void Reserve(SimFileData& data, const std::string& path, std::uint64_t size);
   void Remove(const std::string& path);
@@ -145,6 +149,7 @@ class SimDisk final : public Files {
   std::set<std::string> given_;
   std::set<std::string> lost_;
   mutable std::uint64_t calls_ = 0;
+  mutable std::optional<std::vector<std::string>> log_;
   std::set<std::uint64_t> failOnce_;
   std::uint64_t failFrom_ = UINT64_MAX;
   mutable std::vector<Rule> rules_;

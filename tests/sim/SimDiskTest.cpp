@@ -31,13 +31,6 @@ TEST_F(SimDiskTest, WritesAndReadsByPosition) {
   EXPECT_EQ(file->ReadAt(100'003, bytes), 0U);
 }
 
-TEST_F(SimDiskTest, OpenCreatesAndNeverTruncates) {
-  files.Open("/tmp/a", FileKind::Output)->WriteAt(0, "kept");
-  files.Open("/tmp/a", FileKind::Output);
-  EXPECT_EQ(ReadAll("/tmp/a"), "kept");
-  EXPECT_EQ(files.LengthOf("/tmp/a"), 4U);
-}
-
 TEST_F(SimDiskTest, FailsLikeARealDisk) {
   files.Open("/tmp/a", FileKind::Output)->WriteAt(0, "x");
   EXPECT_THROW(files.Open("/missing/a", FileKind::Output), Failure);
@@ -96,32 +89,6 @@ TEST_F(SimDiskTest, FollowsTheUsersLinksAndRefusesOthers) {
   EXPECT_TRUE(disk.Has("/tmp/target"));
 }
 
-TEST_F(SimDiskTest, OpensAsAPartOnlyAPrivateFile) {
-  for (const char* const path : {"/tmp/own", "/tmp/several", "/tmp/given"}) disk.Put(path, "x");
-  disk.PutSecondName("/tmp/second", "/tmp/several");
-  disk.GiveToAnother("/tmp/given");
-  disk.PutLink("/tmp/link", "/tmp/own");
-  EXPECT_EQ(files.LookAtPart("/tmp/none"), PartName::Free);
-  EXPECT_EQ(files.LookAtPart("/tmp/own"), PartName::Own);
-  for (const char* const path : {"/tmp/several", "/tmp/second", "/tmp/given", "/tmp/link", "/tmp"}) {
-    EXPECT_EQ(files.LookAtPart(path), PartName::Foreign) << path;
-    EXPECT_THROW(files.Open(path, FileKind::Part), Failure) << path;
-  }
-  files.Delete("/tmp/second");
-  EXPECT_EQ(files.LookAtPart("/tmp/several"), PartName::Own);
-}
-
-TEST_F(SimDiskTest, MakesAllButOutputsPrivate) {
-  files.Open("/tmp/output", FileKind::Output);
-  files.Open("/tmp/part", FileKind::Part);
-  disk.Put("/tmp/list", "x");
-  EXPECT_TRUE(disk.IsOpenToOthers("/tmp/list"));
-  files.Open("/tmp/list", FileKind::List);
-  EXPECT_TRUE(disk.IsOpenToOthers("/tmp/output"));
-  EXPECT_FALSE(disk.IsOpenToOthers("/tmp/part"));
-  EXPECT_FALSE(disk.IsOpenToOthers("/tmp/list"));
-}
-
 TEST_F(SimDiskTest, FillsUpAndKeepsWhatFitted) {
   disk.SetCapacity(10);
   const auto file = files.Open("/tmp/a", FileKind::Output);
@@ -132,20 +99,6 @@ TEST_F(SimDiskTest, FillsUpAndKeepsWhatFitted) {
   EXPECT_THROW(files.Open("/tmp/b", FileKind::Output)->WriteAt(0, "x"), Failure);
   files.Delete("/tmp/a");
   files.Open("/tmp/b", FileKind::Output)->WriteAt(0, "x");
-}
-
-TEST_F(SimDiskTest, FailedCopyCopiesNothingAndThrowsNothing) {
-  disk.Put("/tmp/part", "0123456789");
-  const auto part = disk.Open("/tmp/part", FileKind::Output);
-  const auto file = disk.Open("/tmp/a", FileKind::Output);
-  EXPECT_EQ(file->CopyFrom(*part, 4, 2, 100), 6u);
-  EXPECT_EQ(disk.Get("/tmp/a"), std::string("\0\0", 2) + "456789");
-  disk.FailWhere([](DiskCall call, const std::string& path) { return call == DiskCall::Copy && path == "/tmp/a"; });
-  EXPECT_EQ(file->CopyFrom(*part, 0, 0, 4), 0u);
-  EXPECT_EQ(file->CopyFrom(*part, 0, 0, 4), 4u);
-  disk.SetCapacity(20);
-  EXPECT_EQ(file->CopyFrom(*part, 0, 8, 10), 0u);
-  EXPECT_EQ(part->CopyFrom(*part, 0, 5, 10), 0u);
 }
 
 TEST_F(SimDiskTest, ReserveUsesSpaceAndChangesNothing) {
@@ -171,17 +124,6 @@ TEST_F(SimDiskTest, FailsTheChosenCallOnceOrFromThenOn) {
   EXPECT_THROW(files.Open("/tmp/a", FileKind::Output), Failure);
   disk.NoFaults();
   files.Open("/tmp/a", FileKind::Output);
-}
-
-TEST_F(SimDiskTest, FailsTheNthCallThatMatches) {
-  disk.FailWhere([](DiskCall call, const std::string& path) { return call == DiskCall::Write && path == "/tmp/a"; }, 2);
-  const auto a = files.Open("/tmp/a", FileKind::Output);
-  const auto b = files.Open("/tmp/b", FileKind::Output);
-  a->WriteAt(0, "1");
-  b->WriteAt(0, "1");
-  EXPECT_THROW(a->WriteAt(1, "2"), Failure);
-  a->WriteAt(1, "3");
-  EXPECT_EQ(disk.Get("/tmp/a"), "13");
 }
 
 TEST_F(SimDiskTest, CutStopsEveryLaterCallWithoutAFailure) {
@@ -212,18 +154,6 @@ TEST_F(SimDiskTest, CutInsideAnEventEndsTheRun) {
   sim.RunFor(1000);
   EXPECT_TRUE(sim.Killed());
   EXPECT_FALSE(after);
-}
-
-TEST_F(SimDiskTest, LostFileIsGone) {
-  disk.Put("/tmp/part1", "bytes");
-  EXPECT_TRUE(disk.Holds("/tmp/part1", "bytes"));
-  disk.Lose("/tmp/part1");
-  EXPECT_FALSE(files.Exists("/tmp/part1"));
-}
-
-TEST_F(SimDiskTest, FarOffsetCostsOnlyItsPage) {
-  files.Open("/tmp/a", FileKind::Output)->WriteAt(std::uint64_t{2} << 30, "x");
-  EXPECT_EQ(files.LengthOf("/tmp/a"), (std::uint64_t{2} << 30) + 1);
 }
 
 }  // namespace

@@ -80,12 +80,6 @@ void SimHttpServer::Page(const std::string& path, int status, const std::string&
   answers_[path] = ErrorPage(status, status == 200 ? "OK" : "Error", type, body);
 }
 
-void SimHttpServer::Raw(const std::string& path, const std::string& reply) {
-  Answer answer;
-  answer.raw = reply;
-  answers_[path] = std::move(answer);
-}
-
 SimHttpServer::Answer SimHttpServer::ErrorPage(int status, const std::string& reason, const std::string& type,
                                                const std::string& body) {
   Answer answer;
@@ -103,17 +97,14 @@ const HttpFault& SimHttpServer::FaultOf(int number) const {
 
 SimWire SimHttpServer::Wire(int number) {
   connections_ = std::max(connections_, number);
-  SimWire wire = FaultOf(number).wire;
-  if (FaultOf(number).together) wire.cut = SimCut::Whole;
-  return wire;
+  return FaultOf(number).wire;
 }
 
 void SimHttpServer::Accepted(SimPeer&) {}
 
 const SimContent* SimHttpServer::Holds(const std::string& path) const {
   const auto found = answers_.find(path);
-  const bool whole = found != answers_.end() && found->second.status == 200 && !found->second.raw;
-  return whole ? &found->second.content : nullptr;
+  return found != answers_.end() && found->second.status == 200 ? &found->second.content : nullptr;
 }
 
 void SimHttpServer::Received(SimPeer& peer, std::string_view bytes) {
@@ -161,11 +152,6 @@ void SimHttpServer::Reply(SimPeer& peer, const HttpRequest& request) {
   if (found == answers_.end()) {
     return SendAnswer(peer, request, ErrorPage(404, "Not Found", "text/html", "<html>no such page</html>"), fault);
   }
-  if (found->second.raw) {
-    peer.Send(*found->second.raw);
-    if (fault.closeAfterReply) peer.Close();
-    return;
-  }
   Answer answer = found->second;
   if (!fault.contentType.empty()) answer.type = fault.contentType;
   SendAnswer(peer, request, std::move(answer), fault);
@@ -202,7 +188,6 @@ void SimHttpServer::SendAnswer(SimPeer& peer, const HttpRequest& request, Answer
   if (fault.length == HttpLength::Huge) lengthText = "99999999999999999999";
   if (fault.length == HttpLength::Wrong) lengthText = std::to_string(fault.wrongLength);
   if (fault.length != HttpLength::Missing) head += "Content-Length: " + lengthText + "\r\n";
-  if (fault.length == HttpLength::Doubled) head += "Content-Length: " + lengthText + "\r\n";
   head += rangeLine + "Content-Type: " + answer.type + "\r\n" + fault.extraHeaders +
           (close ? "Connection: close\r\n\r\n" : "Connection: keep-alive\r\n\r\n");
 

@@ -20,7 +20,6 @@ namespace pellora {
 enum class HttpLength {
   Right,
   Missing,  // no Content-Length; the connection ends after the body
-  Doubled,  // the line occurs twice
   Huge,     // 99999999999999999999
   Wrong,    // HttpFault::wrongLength
 };
@@ -44,7 +43,6 @@ struct HttpFault {
   std::string page = "<html><body>error</body></html>";
   std::string extraHeaders = {};  // whole lines, each with its CRLF
   std::string raw = {};           // sent verbatim, instead of any reply
-  bool together = false;          // replies to requests that arrive together are sent as one block
   std::uint32_t thinkTime = 0;    // ms between request and reply
 };
 
@@ -67,8 +65,6 @@ class SimHttpServer final : public SimServer {
   void File(const std::string& path, SimContent content, const std::string& type = "application/octet-stream");
   void Redirect(const std::string& path, const std::string& location, int status = 302);
   void Page(const std::string& path, int status, const std::string& type, const std::string& body);
-  // The verbatim reply to a path.
-  void Raw(const std::string& path, const std::string& reply);
 
   void Always(HttpFault fault) { always_ = std::move(fault); }
   void OnConnection(int number, HttpFault fault) { byConnection_[number] = std::move(fault); }
@@ -93,7 +89,6 @@ class SimHttpServer final : public SimServer {
     std::string type;
     SimContent content;
     std::string location;
-    std::optional<std::string> raw;
   };
   const HttpFault& FaultOf(int number) const;
   void Reply(SimPeer& peer, const HttpRequest& request);

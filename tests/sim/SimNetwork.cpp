@@ -39,10 +39,6 @@ void SimScript::Received(SimPeer& peer, std::string_view bytes) {
   if (onData) onData(peer, bytes);
 }
 
-void SimScript::ClientClosed(SimPeer& peer) {
-  if (onClosed) onClosed(peer);
-}
-
 SimNetwork::~SimNetwork() = default;
 
 std::unique_ptr<Connection> SimNetwork::Connect(const std::string& host, std::int32_t port, ConnectionEvents& events) {
@@ -220,9 +216,6 @@ std::uint64_t SimPeer::BlockSize() {
       size = kLargestWhole;
       break;
     case SimCut::EveryByte:
-      break;
-    case SimCut::RandomPieces:
-      size = loop_.Random().Between(1, 40);
       break;
   }
   // A slow line delivers ten times a second.

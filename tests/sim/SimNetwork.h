@@ -1,7 +1,7 @@
 // SimNetwork: scripted servers by host and port, and the wires to them.
 //
 // A wire has a delay in each direction, a speed, a way in which it splits the server's bytes into blocks, and faults
-// (SimWire). A server is anything that implements SimServer; SimScript makes one of three callbacks. The server's end
+// (SimWire). A server is anything that implements SimServer; SimScript makes one of two callbacks. The server's end
 // of a connection is a SimPeer, valid as long as it is referenced.
 #pragma once
 
@@ -24,10 +24,9 @@ namespace pellora {
 
 // How the server's bytes become blocks.
 enum class SimCut {
-  Seeded,        // 1,000 bytes to 64 KiB, chosen by the seed
-  Whole,         // all that the server has sent so far
-  EveryByte,     // one byte at a time
-  RandomPieces,  // 1 to 40 bytes, chosen by the seed
+  Seeded,     // 1,000 bytes to 64 KiB, chosen by the seed
+  Whole,      // all that the server has sent so far
+  EveryByte,  // one byte at a time
 };
 
 // One connection's wire. Byte numbers count from the first byte that the server sends on this connection.
@@ -62,19 +61,17 @@ class SimServer {
   std::shared_ptr<int> alive_ = std::make_shared<int>(0);
 };
 
-// A server of three callbacks, each of which may be empty.
+// A server of two callbacks, each of which may be empty.
 class SimScript : public SimServer {
  public:
   std::function<void(SimPeer&)> onConnect;
   std::function<void(SimPeer&, std::string_view)> onData;
-  std::function<void(SimPeer&)> onClosed;
   SimWire wire;                   // of all other connections
   std::map<int, SimWire> wireOf;  // by number
 
   SimWire Wire(int number) override;
   void Accepted(SimPeer& peer) override;
   void Received(SimPeer& peer, std::string_view bytes) override;
-  void ClientClosed(SimPeer& peer) override;
 };
 
 // One connection attempt, in order of the attempts.
@@ -96,7 +93,7 @@ class SimNetwork final : public Network {
 
   // The port.
   std::unique_ptr<Connection> Connect(const std::string& host, std::int32_t port, ConnectionEvents& events) override;
-  bool HasConnection() const override { return hasConnection; }
+  bool HasConnection() const override { return true; }
 
   // `server` must live as long as the network or until Remove.
   void Serve(const std::string& host, std::int32_t port, SimServer& server) {
@@ -112,8 +109,6 @@ class SimNetwork final : public Network {
   // Connections that the program has open or is opening.
   int Open() const { return open_; }
   int MostOpen() const { return mostOpen_; }
-
-  bool hasConnection = true;
 
  private:
   friend class SimPeer;

@@ -279,18 +279,7 @@ TEST_F(Pump, KeepsTheLevelBetweenNoneAndFull) {
 }
 
 TEST_F(Pump, PausesNothingWhenTheConnectionIsLost) {
-  class NoConnection final : public Machine {
-   public:
-    std::string ProgramFolder() const override { return "/prog"; }
-    std::string DocumentsFolder() const override { return "/home/u/Documents"; }
-    bool ConnectionUp() const override { return up; }
-    void End(int) override {}
-    bool up = true;
-  } machine;
-  Platform offline{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      sim.network(), sim.disk(),
-                   sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),     machine,       sim.locale(),
-                   sim.tray(),     sim.windows(),   sim.media(),   sim.background()};
-  Program other(offline);
+  Program other(sim.platform());
   const auto main = std::make_shared<MainWindow>(other);
   other.lists = main.get();
   other.ResizeDownloads(1);
@@ -301,7 +290,7 @@ TEST_F(Pump, PausesNothingWhenTheConnectionIsLost) {
   other.TransferWindowAt(1) = transfer;
   main->StartTimers();
   for (const bool up : {true, false, true, false}) {
-    machine.up = up;
+    sim.machine().connectionUp = up;
     sim.RunFor(1000);
   }
   EXPECT_EQ(transfer->pauses, 0);

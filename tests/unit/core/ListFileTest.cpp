@@ -1,23 +1,30 @@
 #include <gtest/gtest.h>
 
 #include "ListSamples.h"
-#include "MemoryPlatform.h"
+#include "SimPlatform.h"
 #include "core/ListFile.h"
 #include "core/Program.h"
 
 namespace pellora {
 namespace {
 
-constexpr const char* kPath = "/program/Pellora.dat";
-constexpr const char* kAside = "/program/Pellora.dat.damaged";
+constexpr const char* kPath = "/prog/Pellora.dat";
+constexpr const char* kAside = "/prog/Pellora.dat.damaged";
 
 class ListFileTest : public testing::Test {
  protected:
-  std::string& Content() { return memory.files.contents[kPath]; }
+  void Put(const std::string& content) { disk.Put(kPath, content); }
+  std::string Content() const { return disk.Get(kPath); }
+  std::string Copy() const { return disk.Get(kAside); }
+  // From now on; on any path if none is given.
+  void FailEvery(DiskCall call, const std::string& path = "") {
+    disk.FailWhere([=](DiskCall made, const std::string& on) { return made == call && (path.empty() || on == path); },
+                   1, true);
+  }
   void Load() { LoadList(program); }
   // A second program that reads what this one left.
   std::vector<DownloadRecord> Restarted() {
-    Program next(memory.platform);
+    Program next(sim.platform());
     LoadList(next);
     std::vector<DownloadRecord> records;
     for (int i = 0; i <= next.DownloadCount; ++i) records.push_back(next.Download(i));
@@ -27,68 +34,62 @@ class ListFileTest : public testing::Test {
     program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
     program.Download(program.DownloadCount) = record;
   }
-  bool WasWritten() const {
-    for (const std::string& call : memory.files.calls) {
-      if (call.rfind("write ", 0) == 0) return true;
-    }
-    return false;
-  }
 
-  test::MemoryPlatform memory;
-  Program program{memory.platform};
+  SimPlatform sim;
+  SimDisk& disk = sim.disk();
+  Program program{sim.platform()};
 };
 
 TEST_F(ListFileTest, CreatesAMissingFileAsAnEmptyList) {
   Load();
   EXPECT_EQ(program.DownloadCount, 0);
   EXPECT_TRUE(program.listLoaded);
-  EXPECT_EQ(memory.files.contents.at(kPath), "");
+  EXPECT_EQ(Content(), "");
 }
 
 TEST_F(ListFileTest, ReadsAFileThatWasDeniedOnce) {
-  Content() = test::EncodedList({DownloadRecord{}, test::FullRecord()});
-  memory.files.denied.insert(kPath);
+  Put(test::EncodedList({DownloadRecord{}, test::FullRecord()}));
+  FailEvery(DiskCall::Exists, kPath);
   EXPECT_EQ(Restarted().size(), 2U);
 }
 
 TEST_F(ListFileTest, CopiesAFileUnreachableAtStartBeforeTheFirstSave) {
   const std::string before = test::EncodedList({DownloadRecord{}, test::FullRecord()});
-  Content() = before;
-  memory.files.denied.insert(kPath);
-  memory.files.failing = {"open "};
+  Put(before);
+  FailEvery(DiskCall::Exists, kPath);
+  FailEvery(DiskCall::Open);
   Load();
   EXPECT_THROW(SaveList(program), Failure);
   EXPECT_EQ(Content(), before);
-  memory.files.denied.clear();
-  memory.files.failing.clear();
+  disk.NoFaults();
   SaveList(program);
   EXPECT_EQ(Content().substr(0, 98), test::EncodedList({DownloadRecord{}}));
-  EXPECT_EQ(memory.files.contents.at(kAside), before);
+  EXPECT_EQ(Copy(), before);
 }
 
 TEST_F(ListFileTest, WritesAListWithoutACopyOnceTheFolderIsWritable) {
-  memory.files.failing = {"open "};
+  FailEvery(DiskCall::Open);
   Load();
-  memory.files.failing.clear();
+  disk.NoFaults();
   SaveList(program);
   EXPECT_EQ(Content().size(), 98U);
-  EXPECT_EQ(memory.files.contents.size(), 1U);
+  EXPECT_EQ(disk.Paths().size(), 1U);
 }
 
 TEST_F(ListFileTest, ReadsAnEmptyOrShortFileAsAnEmptyList) {
   for (const std::string& content : {std::string(), std::string("\x6F"), std::string("\x6F\x86\x01", 3)}) {
-    Content() = content;
+    Put(content);
     EXPECT_EQ(Restarted().size(), 1U);
     EXPECT_EQ(Content(), content);
   }
 }
 
 TEST_F(ListFileTest, SavesNothingBeforeTheListWasLoaded) {
-  Content() = test::EncodedList({DownloadRecord{}, test::FullRecord()});
+  Put(test::EncodedList({DownloadRecord{}, test::FullRecord()}));
   const std::string before = Content();
   SaveList(program);
   EXPECT_EQ(Content(), before);
-  EXPECT_TRUE(memory.files.calls.empty());
+  EXPECT_EQ(disk.Calls(), 0U);
 }
 
 TEST_F(ListFileTest, SavesAnEmptyListAs98Bytes) {
@@ -121,7 +122,7 @@ TEST_F(ListFileTest, LoadsAStoppedDownloadUnchanged) {
 TEST_F(ListFileTest, ReconcilesAnActiveFreeSlotToo) {
   DownloadRecord record;
   record.Active = true;
-  Content() = test::EncodedList({DownloadRecord{}, record});
+  Put(test::EncodedList({DownloadRecord{}, record}));
   Load();
   EXPECT_FALSE(program.Download(1).Active);
   EXPECT_TRUE(program.Download(1).Paused);
@@ -131,7 +132,7 @@ TEST_F(ListFileTest, DoesNotReconcileTheRecordAtIndexZero) {
   DownloadRecord record;
   record.Active = true;
   record.InUse = true;
-  Content() = test::EncodedList({record});
+  Put(test::EncodedList({record}));
   Load();
   EXPECT_TRUE(program.Download(0).Active);
   EXPECT_FALSE(program.Download(0).Paused);
@@ -147,11 +148,11 @@ TEST_F(ListFileTest, IgnoresTheTailOfAShrunkList) {
   SaveList(program);
   EXPECT_EQ(Content().size(), longer);
   EXPECT_EQ(Restarted().size(), 2U);
-  EXPECT_FALSE(memory.files.Exists(kAside));
+  EXPECT_FALSE(disk.Has(kAside));
 }
 
 TEST_F(ListFileTest, GrowsAllArraysTogether) {
-  Content() = test::EncodedList({DownloadRecord{}, test::FullRecord(), test::FullRecord()});
+  Put(test::EncodedList({DownloadRecord{}, test::FullRecord(), test::FullRecord()}));
   Load();
   EXPECT_EQ(program.DownloadCount, 2);
   EXPECT_EQ(program.TransferWindowAt(2), nullptr);
@@ -162,7 +163,7 @@ TEST_F(ListFileTest, GrowsAllArraysTogether) {
 TEST_F(ListFileTest, LoadReplacesTheListsContent) {
   Add(test::FullRecord());
   program.Download(0) = test::FullRecord();
-  Content() = test::EncodedList({DownloadRecord{}, DownloadRecord{}});
+  Put(test::EncodedList({DownloadRecord{}, DownloadRecord{}}));
   Load();
   EXPECT_EQ(program.DownloadCount, 1);
   EXPECT_EQ(program.Download(0), DownloadRecord{});
@@ -172,12 +173,13 @@ TEST_F(ListFileTest, LoadReplacesTheListsContent) {
 TEST_F(ListFileTest, SavesByOneReserveAndOneWriteAtZero) {
   Load();
   Add(test::FullRecord());
-  memory.files.calls.clear();
+  disk.KeepLog();
   SaveList(program);
   const std::string size = std::to_string(Content().size());
-  const std::vector<std::string> wanted = {"open /program/Pellora.dat", "reserve /program/Pellora.dat " + size,
-                                           "write /program/Pellora.dat 0 " + size};
-  EXPECT_EQ(memory.files.calls, wanted);
+  const std::vector<std::string> wanted = {"disk open /prog/Pellora.dat 0 0",
+                                           "disk reserve /prog/Pellora.dat 0 " + size,
+                                           "disk write /prog/Pellora.dat 0 " + size};
+  EXPECT_EQ(disk.Log(), wanted);
 }
 
 TEST_F(ListFileTest, WritesNothingIfASaveDoesNotFitOnTheDisk) {
@@ -185,82 +187,82 @@ TEST_F(ListFileTest, WritesNothingIfASaveDoesNotFitOnTheDisk) {
   SaveList(program);
   const std::string before = Content();
   Add(test::FullRecord());
-  memory.files.failing = {"reserve"};
-  memory.files.calls.clear();
+  FailEvery(DiskCall::Reserve);
+  const std::uint64_t written = disk.BytesWritten();
   EXPECT_THROW(SaveList(program), Failure);
   EXPECT_EQ(Content(), before);
-  EXPECT_FALSE(WasWritten());
-  memory.files.failing.clear();
+  EXPECT_EQ(disk.BytesWritten(), written);
+  disk.NoFaults();
   SaveList(program);
   EXPECT_EQ(Restarted().size(), 2U);
 }
 
 TEST_F(ListFileTest, CopiesAForeignFileBeforeSavingOverIt) {
-  Content() = "somebody else's file";
+  Put("somebody else's file");
   Load();
   EXPECT_EQ(program.DownloadCount, 0);
   EXPECT_EQ(Content(), "somebody else's file");
   SaveList(program);
   EXPECT_EQ(Content().size(), 98U);
-  EXPECT_EQ(memory.files.contents.at(kAside), "somebody else's file");
+  EXPECT_EQ(Copy(), "somebody else's file");
 }
 
 TEST_F(ListFileTest, CopiesATruncatedListAndKeepsItsFirstPart) {
   const std::string whole = test::EncodedList({DownloadRecord{}, test::FullRecord(), test::FullRecord()});
   const std::string cut = whole.substr(0, whole.size() - 1);
-  Content() = cut;
+  Put(cut);
   Load();
   EXPECT_EQ(program.DownloadCount, 2);
   EXPECT_EQ(program.Download(1).URL, test::FullRecord().URL);
-  EXPECT_EQ(memory.files.contents.at(kAside), cut);
+  EXPECT_EQ(Copy(), cut);
 }
 
 TEST_F(ListFileTest, NeverLosesAnEarlierCopy) {
-  memory.files.contents[kAside] = "first";
-  memory.files.contents[std::string(kAside) + ".2"] = "second";
-  Content() = "third";
+  disk.Put(kAside, "first");
+  disk.Put(std::string(kAside) + ".2", "second");
+  Put("third");
   Load();
-  EXPECT_EQ(memory.files.contents.at(kAside), "first");
-  EXPECT_EQ(memory.files.contents.at(std::string(kAside) + ".2"), "second");
-  EXPECT_EQ(memory.files.contents.at(std::string(kAside) + ".3"), "third");
+  EXPECT_EQ(Copy(), "first");
+  EXPECT_EQ(disk.Get(std::string(kAside) + ".2"), "second");
+  EXPECT_EQ(disk.Get(std::string(kAside) + ".3"), "third");
 }
 
 TEST_F(ListFileTest, CopiesALargeForeignFileCompletely) {
   std::string content(3 * 1048576 + 5, 'x');
   content.back() = 'y';
-  Content() = content;
+  Put(content);
   Load();
-  EXPECT_EQ(memory.files.contents.at(kAside), content);
+  EXPECT_EQ(Copy(), content);
 }
 
 TEST_F(ListFileTest, DoesNotCopyAnEmptyOrMerelyReservedFile) {
   for (const std::string& content : {std::string(), std::string(98, '\0')}) {
-    Content() = content;
+    Put(content);
     Load();
-    EXPECT_FALSE(memory.files.Exists(kAside));
+    EXPECT_FALSE(disk.Has(kAside));
   }
 }
 
 TEST_F(ListFileTest, SavesNothingOverADamagedFileUntilItIsCopied) {
-  Content() = "evidence";
-  memory.files.failing = {std::string("write ") + kAside};
+  Put("evidence");
+  FailEvery(DiskCall::Write, kAside);
   Load();
-  EXPECT_FALSE(memory.files.Exists(kAside));
+  EXPECT_FALSE(disk.Has(kAside));
   EXPECT_THROW(SaveList(program), Failure);
   EXPECT_EQ(Content(), "evidence");
-  EXPECT_FALSE(memory.files.Exists(kAside));
-  memory.files.failing.clear();
+  EXPECT_FALSE(disk.Has(kAside));
+  disk.NoFaults();
   SaveList(program);
   EXPECT_EQ(Content().size(), 98U);
-  EXPECT_EQ(memory.files.contents.at(kAside), "evidence");
+  EXPECT_EQ(Copy(), "evidence");
   SaveList(program);
-  EXPECT_EQ(memory.files.contents.size(), 2U);
+  EXPECT_EQ(disk.Paths().size(), 2U);
 }
 
 TEST_F(ListFileTest, SavesNothingOverAnUnreadableFile) {
-  Content() = test::EncodedList({DownloadRecord{}, test::FullRecord()});
+  Put(test::EncodedList({DownloadRecord{}, test::FullRecord()}));
   const std::string before = Content();
-  memory.files.failing = {"read "};
+  FailEvery(DiskCall::OpenForReading);
   EXPECT_THROW(Load(), Failure);
   EXPECT_FALSE(program.listLoaded);
   SaveList(program);
@@ -272,12 +274,12 @@ TEST_F(ListFileTest, AllowsDeletingPartFilesOnlyOnceTheListIsSaved) {
   Add(test::FullRecord());
   EXPECT_TRUE(SaveListBeforeTouchingParts(program));
   EXPECT_EQ(Restarted().size(), 2U);
-  memory.files.failing = {"write "};
+  FailEvery(DiskCall::Write);
   EXPECT_FALSE(SaveListBeforeTouchingParts(program));
 }
 
 TEST_F(ListFileTest, LoadsAnEmptyListInAnUnwritableFolder) {
-  memory.files.failing = {"open "};
+  FailEvery(DiskCall::Open);
   Load();
   EXPECT_TRUE(program.listLoaded);
   EXPECT_THROW(SaveList(program), Failure);
@@ -286,13 +288,13 @@ TEST_F(ListFileTest, LoadsAnEmptyListInAnUnwritableFolder) {
 TEST_F(ListFileTest, LoadsSavesAndReloadsEveryTruncation) {
   const std::string whole = test::EncodedList({DownloadRecord{}, test::FullRecord(), test::FullRecord()});
   for (std::size_t length = 0; length <= whole.size(); ++length) {
-    memory.files.contents.clear();
-    Content() = whole.substr(0, length);
+    for (const std::string& path : disk.Paths()) disk.Lose(path);
+    Put(whole.substr(0, length));
     const std::vector<DownloadRecord> first = Restarted();
     Load();
     SaveList(program);
     ASSERT_EQ(Restarted(), first) << length;
-    ASSERT_EQ(memory.files.Exists(kAside), length > 0 && length < whole.size()) << length;
+    ASSERT_EQ(disk.Has(kAside), length > 0 && length < whole.size()) << length;
   }
 }
 
@@ -302,9 +304,10 @@ TEST_F(ListFileTest, LoadsSavesAndReloadsEveryFlippedBit) {
   const std::string whole =
       test::EncodedList({DownloadRecord{}, test::FullRecord(), random.Next(), test::FullRecord()});
   for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
-    memory.files.contents.clear();
-    Content() = whole;
-    Content()[bit / 8] = static_cast<char>(Content()[bit / 8] ^ (1 << bit % 8));
+    for (const std::string& path : disk.Paths()) disk.Lose(path);
+    std::string flipped = whole;
+    flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
+    Put(flipped);
     const std::vector<DownloadRecord> first = Restarted();
     Load();
     SaveList(program);
@@ -331,27 +334,27 @@ TEST_F(ListFileTest, LoadsAndSavesAFullArrayOfRecords) {
 
 TEST_F(ListFileTest, IsPrivateFromItsCreation) {
   Load();
-  EXPECT_TRUE(memory.files.closed.contains(kPath));
+  EXPECT_FALSE(disk.IsOpenToOthers(kPath));
 }
 
 TEST_F(ListFileTest, IsMadePrivateWithItsCopiesAtStart) {
   const std::string whole = test::EncodedList({DownloadRecord{}, test::FullRecord()});
-  for (const char* const path : {kPath, kAside, "/program/Pellora.dat.damaged.2"}) memory.files.contents[path] = whole;
+  for (const char* const path : {kPath, kAside, "/prog/Pellora.dat.damaged.2"}) disk.Put(path, whole);
   Load();
-  EXPECT_EQ(memory.files.closed, (std::set<std::string>{kPath, kAside, "/program/Pellora.dat.damaged.2"}));
-  EXPECT_EQ(memory.files.contents.size(), 3U);
+  for (const std::string& path : disk.Paths()) EXPECT_FALSE(disk.IsOpenToOthers(path)) << path;
+  EXPECT_EQ(disk.Paths().size(), 3U);
 }
 
 TEST_F(ListFileTest, CopiesADamagedListPrivately) {
-  Content() = "no list";
+  Put("no list");
   Load();
-  EXPECT_EQ(memory.files.contents.at(kAside), "no list");
-  EXPECT_TRUE(memory.files.closed.contains(kAside));
+  EXPECT_EQ(Copy(), "no list");
+  EXPECT_FALSE(disk.IsOpenToOthers(kAside));
 }
 
 TEST_F(ListFileTest, ReadsAListThatCannotBeWritten) {
-  Content() = test::EncodedList({DownloadRecord{}, test::FullRecord()});
-  memory.files.failing = {"open "};
+  Put(test::EncodedList({DownloadRecord{}, test::FullRecord()}));
+  FailEvery(DiskCall::Open);
   Load();
   EXPECT_EQ(program.DownloadCount, 1);
 }

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "MemoryPlatform.h"
+#include "SimPlatform.h"
 #include "core/OrphanedParts.h"
 #include "core/Program.h"
 
@@ -15,8 +15,8 @@ class OrphanedParts : public testing::Test {
  protected:
   OrphanedParts() {
     program.settings.TempFolder = "/t/";
-    memory.files.contents[kPart] = "half";
-    memory.files.contents["/d/file.zip"] = "12345678";
+    disk.Put(kPart, "half");
+    disk.Put("/d/file.zip", "12345678");
     program.ResizeDownloads(2);
     Put(1).Finished = true;
   }
@@ -32,11 +32,12 @@ class OrphanedParts : public testing::Test {
   }
   bool Stays() {
     RemoveOrphanedParts(program);
-    return memory.files.Exists(kPart);
+    return disk.Has(kPart);
   }
 
-  test::MemoryPlatform memory;
-  Program program{memory.platform};
+  SimPlatform sim;
+  SimDisk& disk = sim.disk();
+  Program program{sim.platform()};
 };
 
 TEST_F(OrphanedParts, AreDeletedForAFinishedDownload) { EXPECT_FALSE(Stays()); }
@@ -52,9 +53,9 @@ TEST_F(OrphanedParts, AreKeptForAnUnfinishedDownload) {
 }
 
 TEST_F(OrphanedParts, AreKeptIfTheFinishedFileIsMissingOrTooShort) {
-  memory.files.contents["/d/file.zip"] = "1234567";
+  disk.Put("/d/file.zip", "1234567");
   EXPECT_TRUE(Stays());
-  memory.files.contents.erase("/d/file.zip");
+  disk.Lose("/d/file.zip");
   EXPECT_TRUE(Stays());
 }
 
@@ -74,10 +75,10 @@ TEST_F(OrphanedParts, AreKeptForADeletedRecord) {
 
 TEST_F(OrphanedParts, AreSoughtOnlyInTheTemporaryFolder) {
   for (const char* const name : {"/d/file.zip", "/elsewhere/file.zip001.tmp", "/t/file.zip"}) {
-    memory.files.contents[name] = "12345678";
+    disk.Put(name, "12345678");
     program.Download(1).Segments[1].TempFile = name;
     RemoveOrphanedParts(program);
-    EXPECT_TRUE(memory.files.Exists(name)) << name;
+    EXPECT_TRUE(disk.Has(name)) << name;
   }
 }
 
@@ -87,11 +88,11 @@ TEST_F(OrphanedParts, AreKeptWhileOneIsShortAndMayStillBeFetched) {
   record.Segments[1].RangeSize = 4;
   record.Segments[2].RangeSize = 4;
   record.Segments[2].TempFile = "/t/file.zip002.tmp";
-  memory.files.contents["/t/file.zip002.tmp"] = "hal";
+  disk.Put("/t/file.zip002.tmp", "hal");
   EXPECT_TRUE(Stays());
-  memory.files.contents["/t/file.zip002.tmp"] = "half";
+  disk.Put("/t/file.zip002.tmp", "half");
   EXPECT_FALSE(Stays());
-  EXPECT_FALSE(memory.files.Exists("/t/file.zip002.tmp"));
+  EXPECT_FALSE(disk.Has("/t/file.zip002.tmp"));
 }
 
 TEST_F(OrphanedParts, AreKeptIfAListedFileHasTheirName) {
@@ -106,25 +107,25 @@ TEST_F(OrphanedParts, AreKeptWhileADamagedListMayNameThem) {
   program.keepDamagedList = true;
   EXPECT_TRUE(Stays());
   program.keepDamagedList = false;
-  memory.files.contents["/program/Pellora.dat.damaged"] = "list";
+  disk.Put("/prog/Pellora.dat.damaged", "list");
   EXPECT_TRUE(Stays());
 }
 
 TEST_F(OrphanedParts, AreKeptIfTheyAreForeign) {
-  memory.files.foreign = {kPart};
+  disk.GiveToAnother(kPart);
   EXPECT_TRUE(Stays());
 }
 
 TEST_F(OrphanedParts, AreKeptWithoutAPartFilesName) {
   const std::string name = "/t/letter.tmp";
-  memory.files.contents[name] = "12345678";
+  disk.Put(name, "12345678");
   program.Download(1).Segments[1].TempFile = name;
   RemoveOrphanedParts(program);
-  EXPECT_TRUE(memory.files.Exists(name));
+  EXPECT_TRUE(disk.Has(name));
 }
 
 TEST_F(OrphanedParts, CauseNoFailureIfTheyCannotBeDeleted) {
-  memory.files.failing = {"delete"};
+  disk.FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::Delete; }, 1, true);
   EXPECT_TRUE(Stays());
 }
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "MemoryPlatform.h"
+#include "SimPlatform.h"
 #include "core/PartFiles.h"
 #include "core/Record.h"
 
@@ -26,34 +26,44 @@ class PartFilesOnDisk : public testing::Test {
     record.SegmentCount = 2;
     record.Segments[1].TempFile = "/t/a001.tmp";
     record.Segments[2].TempFile = "/t/a002.tmp";
-    files.contents["/t/a001.tmp"] = "bytes";
+    disk.Put("/t/a001.tmp", "bytes");
   }
-  test::MemoryFiles files;
+  void PutForeign(const std::string& path) {
+    disk.Put(path, "kept");
+    disk.GiveToAnother(path);
+  }
+
+  SimPlatform sim;
+  SimDisk& disk = sim.disk();
   DownloadRecord record;
 };
 
 TEST_F(PartFilesOnDisk, MayBeMissingButNotForeignInAPlan) {
-  EXPECT_TRUE(PlanIsUsable(files, record));
-  files.foreign = {"/t/a002.tmp"};
-  EXPECT_FALSE(PlanIsUsable(files, record));
+  EXPECT_TRUE(PlanIsUsable(disk, record));
+  PutForeign("/t/a002.tmp");
+  EXPECT_FALSE(PlanIsUsable(disk, record));
 }
 
 TEST_F(PartFilesOnDisk, HavePartFileNamesInAPlan) {
   record.Segments[2].TempFile = "/home/u/letter.txt";
-  EXPECT_FALSE(PlanIsUsable(files, record));
+  EXPECT_FALSE(PlanIsUsable(disk, record));
   record.SegmentCount = 1;  // what lies beyond the plan does not count
-  EXPECT_TRUE(PlanIsUsable(files, record));
+  EXPECT_TRUE(PlanIsUsable(disk, record));
 }
 
 TEST_F(PartFilesOnDisk, AreDeletedOnlyIfTheyCountAsParts) {
-  files.contents["/t/letter.tmp"] = "kept";
-  files.contents["/t/b001.tmp"] = "kept";
-  files.foreign = {"/t/b001.tmp"};
+  disk.Put("/t/letter.tmp", "kept");
+  PutForeign("/t/b001.tmp");
+  std::vector<std::string> deleted;
+  disk.FailWhere([&](DiskCall call, const std::string& path) {
+    if (call == DiskCall::Delete) deleted.push_back(path);
+    return false;
+  });
   for (const char* const name : {"/t/a001.tmp", "/t/letter.tmp", "/t/b001.tmp", "/t/none001.tmp"}) {
-    DeletePart(files, name);
+    DeletePart(disk, name);
   }
-  EXPECT_EQ(files.contents.size(), 2U);
-  EXPECT_EQ(files.calls, std::vector<std::string>{"delete /t/a001.tmp"});
+  EXPECT_EQ(disk.Paths().size(), 2U);
+  EXPECT_EQ(deleted, std::vector<std::string>{"/t/a001.tmp"});
 }
 
 }  // namespace

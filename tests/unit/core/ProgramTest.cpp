@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "MemoryPlatform.h"
+#include "SimPlatform.h"
 #include "core/Program.h"
 
 namespace pellora {
@@ -8,8 +8,8 @@ namespace {
 
 class ProgramTest : public testing::Test {
  protected:
-  test::MemoryPlatform memory;
-  Program program{memory.platform};
+  SimPlatform sim;
+  Program program{sim.platform()};
 };
 
 TEST_F(ProgramTest, FailsForAnIndexOutsideTheList) {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "MemoryPlatform.h"
+#include "SimPlatform.h"
 #include "core/Dates.h"
 #include "core/Settings.h"
 
@@ -12,33 +12,33 @@ class SettingsTest : public testing::Test {
   void Store(const std::string& key, const std::string& value) { store.values[{"Pellora", key}] = value; }
   void Load() {
     settings = {};
-    LoadSettings(settings, store, machine, clock);
+    LoadSettings(settings, store, sim.machine(), sim.loop());
   }
   // The load as the start sequence makes it: its failure is skipped.
   bool LoadSkippingFailure() {
     settings = {};
-    return Skip([&] { LoadSettings(settings, store, machine, clock); });
+    return Skip([&] { LoadSettings(settings, store, sim.machine(), sim.loop()); });
   }
 
-  test::MemorySettings store;
-  test::FixedMachine machine;
-  test::FixedClock clock;
+  SimPlatform sim;
+  SimSettings& store = sim.settings();
   Settings settings;
 };
 
 TEST_F(SettingsTest, LoadsDefaultsFromAnEmptyStore) {
-  clock.now = SerialOf({2026, 11, 21, 9, 30, 15});
+  const double now = SerialOf({2026, 11, 21, 9, 30, 15});
+  sim.SetWallClock(now);
   Load();
   EXPECT_TRUE(settings.BrowserIngeration);
   EXPECT_TRUE(settings.CheckClipboard);
   EXPECT_FALSE(settings.SaveAs);
   EXPECT_TRUE(settings.SafeDisk);
-  EXPECT_EQ(settings.DownloadFolder, "/home/user/Documents/Pellora/downloads/");
-  EXPECT_EQ(settings.TempFolder, "/home/user/Documents/Pellora/temp/");
+  EXPECT_EQ(settings.DownloadFolder, "/home/u/Documents/Pellora/downloads/");
+  EXPECT_EQ(settings.TempFolder, "/home/u/Documents/Pellora/temp/");
   EXPECT_EQ(settings.MaxSegments, 4);
   EXPECT_EQ(settings.MaxSimulDownlads, 3);
   EXPECT_FALSE(settings.AutoPreviewZIP);
-  EXPECT_EQ(settings.ScheduleDate, clock.now);
+  EXPECT_EQ(settings.ScheduleDate, now);
   EXPECT_FALSE(settings.AutoCloseInternet);
   EXPECT_FALSE(settings.Schedule);
   EXPECT_EQ(settings.ProxyServer, "");
@@ -52,19 +52,19 @@ TEST_F(SettingsTest, LoadsDefaultsFromAnEmptyStore) {
 }
 
 TEST_F(SettingsTest, DefaultHourIsTheNextNoon) {
-  clock.now = 46000.4;
+  sim.SetWallClock(46000.4);
   Load();
   EXPECT_EQ(settings.ScheduleHour, 46000.5);
-  clock.now = 46000.5;
+  sim.SetWallClock(46000.5);
   Load();
   EXPECT_EQ(settings.ScheduleHour, 46000.5);
-  clock.now = 46000.6;
+  sim.SetWallClock(46000.6);
   Load();
   EXPECT_EQ(settings.ScheduleHour, 46001.5);
 }
 
 TEST_F(SettingsTest, AdvancesAStoredHourToItsNextOccurrence) {
-  clock.now = 46000.5;
+  sim.SetWallClock(46000.5);
   Store("ScheduleHour", StoredDateTime(45000.25));
   Load();
   EXPECT_EQ(settings.ScheduleHour, 46001.25);
@@ -79,8 +79,8 @@ TEST_F(SettingsTest, ResetsChosenFoldersToTheDefaultsAtARestart) {
   settings.TempFolder = "/parts/";
   SaveSettings(settings, store);
   Load();
-  EXPECT_EQ(settings.DownloadFolder, "/home/user/Documents/Pellora/downloads/");
-  EXPECT_EQ(settings.TempFolder, "/home/user/Documents/Pellora/temp/");
+  EXPECT_EQ(settings.DownloadFolder, "/home/u/Documents/Pellora/downloads/");
+  EXPECT_EQ(settings.TempFolder, "/home/u/Documents/Pellora/temp/");
   EXPECT_EQ(store.Get("Pellora", "DownloadFolder"), "/chosen/");
   EXPECT_EQ(store.Get("Pellora", "TempFolder"), "/parts/");
 }
@@ -99,7 +99,7 @@ TEST_F(SettingsTest, ReadsFoldersUnderTheOlderNameAndNeverOverwritesThem) {
 }
 
 TEST_F(SettingsTest, DefaultsStartAtTheRootWithoutADocumentsFolder) {
-  machine.documents.clear();
+  sim.machine().documentsFolder.clear();
   Load();
   EXPECT_EQ(settings.DownloadFolder, "/Pellora/downloads/");
   EXPECT_EQ(settings.TempFolder, "/Pellora/temp/");
@@ -253,7 +253,7 @@ TEST_F(SettingsTest, EveryFlagHasItsOwnKey) {
 }
 
 TEST_F(SettingsTest, LoadsWhatWasSaved) {
-  clock.now = SerialOf({2026, 11, 21, 9, 30, 15});
+  sim.SetWallClock(SerialOf({2026, 11, 21, 9, 30, 15}));
   Load();
   settings.CheckClipboard = false;
   settings.SaveAs = true;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "TestPlatform.h"
+#include "SimPlatform.h"
 #include "lang/Language.h"
 #include "ports/Failure.h"
 #include "ui/Controls.h"
@@ -34,15 +34,13 @@ class SampleWindow : public Window {
 
 class LanguageTest : public testing::Test {
  protected:
-  void GivenFile(const std::string& name, const std::string& content) {
-    ports.files.contents["/opt/Pellora/" + name] = content;
-  }
+  void GivenFile(const std::string& name, const std::string& content) { sim.disk().Put("/prog/" + name, content); }
   void Load(const std::string& name) { LoadLanguage(program, name); }
   const std::string& Text(int number) { return program.Text(number); }
 
-  TestPlatform ports;
-  Program program{ports.platform};
-  std::shared_ptr<SampleWindow> window = std::make_shared<SampleWindow>(ports.platform);
+  SimPlatform sim;
+  Program program{sim.platform()};
+  std::shared_ptr<SampleWindow> window = std::make_shared<SampleWindow>(sim.platform());
 
   void SetUp() override {
     program.languageWindows = [this] { return std::vector<std::shared_ptr<Window>>{window}; };
@@ -175,7 +173,7 @@ TEST_F(LanguageTest, LeavesAToolTipWhoseNumberIsBeyondTheTable) {
 
 TEST_F(LanguageTest, LeavesEveryKindOfControlWithoutATableNumber) {
   for (const char* const tag : {"0", "-1", "99999", "", "none"}) {
-    SampleWindow sample(ports.platform);
+    SampleWindow sample(sim.platform());
     const std::vector<Control*> controls = {&sample.Command1, &sample.Label1, &sample.Frame1,
                                             &sample.Option1,  &sample.Check1, &sample.mAddurl};
     for (Control* const control : controls) control->Tag = tag;
@@ -241,11 +239,10 @@ TEST_F(LanguageTest, LoadsTheNamelessFileForAnEmptyName) {
 }
 
 TEST_F(LanguageTest, LoadsFilesOnlyFromTheProgramsFolder) {
-  ports.files.contents["/opt/Pellora/../x.txt"] = "1=out\n";
-  ports.files.contents["/opt/Pellora/sub/x.txt"] = "1=out\n";
-  ports.files.contents["/opt/Pellora/x\0y.txt"s] = "1=out\n";
+  for (const char* const name : {"../x.txt", "sub/x.txt", "x"}) GivenFile(name, "1=out\n");
   for (const std::string& name : {"../x"s, "sub/x"s, "x\0y"s, "/etc/passwd"s}) EXPECT_THROW(Load(name), Failure);
   EXPECT_EQ(Text(1), "");
+  EXPECT_EQ(sim.disk().Calls(), 0U);
 }
 
 TEST_F(LanguageTest, RefusesAFileAboveOneMebibyte) {
@@ -259,7 +256,7 @@ TEST_F(LanguageTest, RefusesAFileAboveOneMebibyte) {
 }
 
 TEST_F(LanguageTest, RelabelsEveryWindowOfTheProgram) {
-  const auto second = std::make_shared<SampleWindow>(ports.platform);
+  const auto second = std::make_shared<SampleWindow>(sim.platform());
   program.languageWindows = [&] { return std::vector<std::shared_ptr<Window>>{window, second}; };
   GivenFile("x.txt", "501=Los\n");
   Load("x");

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <string>
 
-#include "core/WireText.h"
 #include "transfer/Requests.h"
 
 namespace pellora {
@@ -79,12 +78,6 @@ TEST(SegmentRequest, HasExactBytesWithARefererAndAProxy) {
 
 TEST(SegmentRequest, RequestsTheRangeOfAnUnknownSize) {
   EXPECT_NE(SegmentRequest(Record(), Range(0, -1), false).find("\r\nRange: bytes=0--1\r\n"), std::string::npos);
-}
-
-TEST(WireText, EncodesBlanksAndControlCharactersOnly) {
-  EXPECT_EQ(WireText("/a b\r\nX: y\t\x7f"), "/a%20b%0D%0AX:%20y%09%7F");
-  EXPECT_EQ(WireText(std::string("\0", 1)), "%00");
-  EXPECT_EQ(WireText("/%20\"<>\\^`{|}~#?&=+\xc3\xbc\xff"), "/%20\"<>\\^`{|}~#?&=+\xc3\xbc\xff");
 }
 
 TEST(Requests, KeepTheirLinesForAnyRecordText) {

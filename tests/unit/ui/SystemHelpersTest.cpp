@@ -2,24 +2,12 @@
 
 #include <memory>
 
-#include "TestPlatform.h"
-#include "ports/AutoStart.h"
-#include "ports/Failure.h"
+#include "SimPlatform.h"
 #include "ui/Controls.h"
 #include "ui/SystemHelpers.h"
 
 namespace pellora {
 namespace {
-
-// A list of programs that cannot be written.
-class LockedAutoStart final : public AutoStart {
- public:
-  void SetEntry(bool present) override {
-    asked = present;
-    throw Failure(FailureNumber::File, "locked");
-  }
-  bool asked = false;
-};
 
 class Pictures : public Window {
  public:
@@ -29,9 +17,10 @@ class Pictures : public Window {
 };
 
 TEST(SetAutoStart, FailsQuietly) {
-  LockedAutoStart autoStart;
+  SimAutoStart autoStart;
+  autoStart.failWrites = true;
   SetAutoStart(autoStart, true);
-  EXPECT_TRUE(autoStart.asked);
+  EXPECT_EQ(autoStart.writes, 1);
 }
 
 TEST(FileTypePicture, DependsOnTheExtensionAfterTheLastDot) {
@@ -43,18 +32,18 @@ TEST(FileTypePicture, DependsOnTheExtensionAfterTheLastDot) {
 }
 
 TEST(LoadFileIcons, ShowsTheTypeOfTheNameAfterTheLastSlashInBothSizes) {
-  TestPlatform ports;
-  const auto window = std::make_shared<Pictures>(ports.platform);
+  SimPlatform sim;
+  const auto window = std::make_shared<Pictures>(sim.platform());
   LoadFileIcons("docs/img/a.png", window->pic16, window->pic32);
   EXPECT_EQ(window->pic16.Image(), "file:png");
   EXPECT_EQ(window->pic32.Image(), "file:png");
 }
 
 TEST(LoadFileIcons, WritesNothingAndWorksWithoutTheTempFolder) {
-  TestPlatform ports;
-  const auto window = std::make_shared<Pictures>(ports.platform);
+  SimPlatform sim;
+  const auto window = std::make_shared<Pictures>(sim.platform());
   LoadFileIcons("a.zip", window->pic16, window->pic32);
-  EXPECT_TRUE(ports.files.contents.empty());
+  EXPECT_EQ(sim.disk().Calls(), 0U);
 }
 
 }  // namespace
