@@ -53,7 +53,8 @@ struct Desktop {
   QtEventLoop events{gate};
   SystemClock clock;
   PosixNetwork network{gate, events};
-  PosixFiles files;
+  // Never destroyed: when the program ends, a file operation in the background may still be using it.
+  PosixFiles& files = *new PosixFiles;
   FileWorker background{gate};
   PosixFolders folders;
   LibarchiveUnzip unzip;
