@@ -102,7 +102,7 @@ TEST_F(JoinParts, ShowsItsStateThroughEveryRefresh) {
 
 TEST_F(JoinParts, CountsAsNoSilenceOfTheServer) {
   RunIntoAJoin();
-  sim.background().SetMost(120'000);
+  sim.background().SetMaxDelay(120'000);
   sim.RunFor(30'000);
   ASSERT_FALSE(Record().Finished);
   EXPECT_EQ(WindowOf()->SilentFor(), 0U);
