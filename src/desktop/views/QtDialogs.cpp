@@ -108,11 +108,15 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   SetButtonCaptions(*box);
   FitTitle(*box);
   box->setDefaultButton(question ? QMessageBox::Yes : QMessageBox::Ok);
-  connect(box, &QDialog::finished, this, [this, question, answered = std::move(answered)](int result) {
-    int answer = kAnswerOk;
-    if (question) answer = result == QMessageBox::Yes ? kAnswerYes : kAnswerNo;
-    Post([answered, answer] { answered(answer); });
-  });
+  // Once: a second key in the same batch of events still reaches the box that the first one has closed.
+  connect(
+      box, &QDialog::finished, this,
+      [this, question, answered = std::move(answered)](int result) {
+        int answer = kAnswerOk;
+        if (question) answer = result == QMessageBox::Yes ? kAnswerYes : kAnswerNo;
+        Post([answered, answer] { answered(answer); });
+      },
+      Qt::SingleShotConnection);
   Open(*box);
 }
 
@@ -153,12 +157,15 @@ void QtDialogs::AskFolder(const FolderRequest& request,
 }
 
 void QtDialogs::OpenFileDialog(QFileDialog& dialog, std::function<void(std::optional<std::string> path)> answered) {
-  connect(&dialog, &QDialog::finished, this, [this, &dialog, answered = std::move(answered)](int result) {
-    std::optional<std::string> path;
-    const QStringList files = dialog.selectedFiles();
-    if (result == QDialog::Accepted && !files.isEmpty()) path = QFile::encodeName(files.first()).toStdString();
-    Post([answered, path] { answered(path); });
-  });
+  connect(
+      &dialog, &QDialog::finished, this,
+      [this, &dialog, answered = std::move(answered)](int result) {
+        std::optional<std::string> path;
+        const QStringList files = dialog.selectedFiles();
+        if (result == QDialog::Accepted && !files.isEmpty()) path = QFile::encodeName(files.first()).toStdString();
+        Post([answered, path] { answered(path); });
+      },
+      Qt::SingleShotConnection);
   Open(dialog);
 }
 

@@ -174,9 +174,9 @@ TEST_F(PreviewMediaTest, RenewsProcessorTimeForFramesTaken) {
   const std::string number = folder.Path("number");
   Script("echo $$ >" + number + "\n" + kRendered + "while :; do\n" + kRedPixel +
              "read -r seen; i=0; while [ $i -lt 20000 ]; do i=$((i + 1)); done; done",
-         {.processorTime = 1s});
+         {.processorTime = 3s});
   EXPECT_TRUE(Renders("/a.avi"));
-  EXPECT_TRUE(RunUntil([&] { return ProcessorLimit(number) > 4; }));
+  EXPECT_TRUE(RunUntil([&] { return ProcessorLimit(number) > 6; }));
   EXPECT_EQ(media->Processes(), 1);
   EXPECT_NE(Frame(), nullptr);
 }

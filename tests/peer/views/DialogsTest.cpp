@@ -22,7 +22,10 @@ using testing_views::Stage;
 class DialogsTest : public testing::Test {
  protected:
   QMessageBox* Ask(int style, const std::string& text = "Really?") {
-    dialogs.Ask({text, "Title", style}, [this](int given) { answer = given; });
+    dialogs.Ask({text, "Title", style}, [this](int given) {
+      answer = given;
+      ++answers;
+    });
     Stage::Settle();
     return qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
   }
@@ -34,6 +37,7 @@ class DialogsTest : public testing::Test {
   EventGate gate;
   QtDialogs dialogs{gate};
   int answer = -1;
+  int answers = 0;
 };
 
 TEST_F(DialogsTest, ReturnTheNumberOfTheButton) {
@@ -43,6 +47,15 @@ TEST_F(DialogsTest, ReturnTheNumberOfTheButton) {
   EXPECT_EQ(answer, kAnswerNo);
   Press(Ask(kOkOnly | kCritical), QMessageBox::Ok);
   EXPECT_EQ(answer, kAnswerOk);
+}
+
+// Two keys in one batch of events both reach a box that the first one has closed.
+TEST_F(DialogsTest, AnswerOnceToSeveralKeys) {
+  QMessageBox* box = Ask(kOkOnly);
+  box->button(QMessageBox::Ok)->click();
+  box->done(QMessageBox::Ok);
+  Stage::Settle();
+  EXPECT_EQ(answers, 1);
 }
 
 TEST_F(DialogsTest, TreatEscapeAndFrameAsNoOrOk) {

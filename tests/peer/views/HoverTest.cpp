@@ -51,6 +51,17 @@ class Hover : public ::testing::Test {
     }
   }
 
+  // A place in the widget where no child covers it; its centre if there is none.
+  static QPoint OwnGround(const QWidget& form, const QWidget& widget) {
+    constexpr int kStep = 3;
+    for (int y = 1; y < widget.height(); y += kStep) {
+      for (int x = 1; x < widget.width(); x += kStep) {
+        if (form.childAt(form.mapFromGlobal(widget.mapToGlobal(QPoint(x, y)))) == &widget) return {x, y};
+      }
+    }
+    return widget.rect().center();
+  }
+
   // Moves the pointer over each widget of the form. The control whose widget is under the pointer, or else the one
   // around it, must record each move, and no other control. Returns the names of these controls.
   std::set<std::string> WalkOver(Window& window) {
@@ -64,7 +75,7 @@ class Hover : public ::testing::Test {
     for (QWidget* widget : form->findChildren<QWidget*>()) {
       if (!widget->isVisible() || widget->window() != form) continue;
       const QRect area = widget->rect().adjusted(1, 1, -1, -1);
-      for (const QPoint& place : {area.center(), area.topLeft(), area.bottomRight(), area.bottomLeft()}) {
+      for (const QPoint& place : {area.center(), area.topLeft(), OwnGround(*form, *widget)}) {
         const QPoint onScreen = widget->mapToGlobal(place);
         if (!form->rect().contains(form->mapFromGlobal(onScreen)) || QCursor::pos() == onScreen) continue;
         QWidget* under = form->childAt(form->mapFromGlobal(onScreen));
