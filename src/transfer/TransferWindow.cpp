@@ -72,6 +72,8 @@ void TransferWindow::SetRecordIndex(std::int16_t index) {
   RecordIndex = index;
   serial_ = program_.Serial(index);
   elapsedSeconds_ = Record().ElapsedSeconds;
+  // Until there are figures to draw; a window without a title cannot be told from others.
+  Caption = Record().FileName.empty() ? Record().Host : Record().FileName;
 }
 
 // An unloaded window has an empty slot while its last steps run; a filled one must hold this window.

@@ -43,6 +43,18 @@ TEST_F(TransferLifecycle, StartsIdleAndShowsItsStepsInOrder) {
   EXPECT_EQ(window->Label3.Caption(), "http://o.example/a.bin");
 }
 
+TEST_F(TransferLifecycle, TitleIsTheFileNameOrTheHostUntilThereAreFigures) {
+  for (const auto& [url, title] :
+       {std::pair("http://o.example/x/a.bin", "a.bin"), std::pair("http://o.example/", "o.example")}) {
+    TransferRig rig;
+    rig.Add(url);
+    const auto window = std::make_shared<TransferWindow>(rig.program);
+    rig.program.TransferWindowAt(1) = window;
+    rig.sim.Do([&] { window->SetRecordIndex(1); });
+    EXPECT_EQ(window->Caption(), title);
+  }
+}
+
 TEST_F(TransferLifecycle, CloseBoxHidesTheWindowAndTheDownloadContinues) {
   StartSlowly();
   const auto window = WindowOf();
