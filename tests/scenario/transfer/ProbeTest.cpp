@@ -313,7 +313,7 @@ TEST_F(Probe, RefusesANameTooLongForItsPartFiles) {
   }
 }
 
-TEST_F(Probe, OfALocationWhoseNameTheDiskCannotHoldRefusesIt) {
+TEST_F(Probe, RefusesALocationWhoseNameTheDiskCannotHold) {
   for (const std::string& name : {std::string(300, 'n') + ".bin", std::string(249, 'n'), std::string("a\0b.bin", 7)}) {
     SCOPED_TRACE(name.size());
     TransferRig rig;
