@@ -68,7 +68,7 @@ DownloadRecord ListedSample(int number) {
   return record;
 }
 
-// The program with its window; it ticks only when told to.
+// The program with its window; it ticks only on request.
 struct Bench {
   explicit Bench(const std::string& folder)
       : platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      sim.network(), files,

@@ -109,7 +109,7 @@ int DownloadBasket::OLEDragDrop(const DataObject& data, int effect) {
   return effect;
 }
 
-// The text goes on as it came. What is dropped is never started at once.
+// The text is passed on unchanged. A dropped link is never started at once.
 bool DownloadBasket::TakeText(const std::string& text) {
   if (!HasScheme(TrimBlanks(text))) return false;
   platform_.tasks.Spawn(AddDownload(&program_, text, true, 0, this));

@@ -73,12 +73,15 @@ class Requests(unittest.TestCase):
         self.assertEqual(raw[0], probe("/new/file.bin", referrer=old))
         self.assertEqual(sorted(raw[1:]), sorted(segment("/new/file.bin", *r, referrer=old) for r in plan(12345, 4)))
 
-    def test_requests_name_the_whole_url_with_a_proxy_and_only_the_probe_uses_it(self):
+    def session_with_proxy(self):
         proxy = origin.Origin()
         self.addCleanup(proxy.close)
         self.origin.serve_file("/p.bin", 12345)
         proxy.replies = self.origin.replies
-        session = self.session(MaxSegments=4, ProxyHTTP="True", ProxyServer="127.0.0.1", ProxyPort=proxy.port)
+        return proxy, self.session(MaxSegments=4, ProxyHTTP="True", ProxyServer="127.0.0.1", ProxyPort=proxy.port)
+
+    def test_requests_name_the_whole_url_with_a_proxy_and_only_the_probe_uses_it(self):
+        proxy, session = self.session_with_proxy()
         url = self.origin.url("/p.bin")
         session.menu_url(url)
         self.fetched(session, url, 12345)
@@ -86,11 +89,7 @@ class Requests(unittest.TestCase):
         self.assertEqual(sorted(self.raw("/p.bin")), sorted(segment(url, *r) for r in plan(12345, 4)))
 
     def test_blanks_around_a_url_are_not_sent_to_a_proxy(self):
-        proxy = origin.Origin()
-        self.addCleanup(proxy.close)
-        self.origin.serve_file("/p.bin", 12345)
-        proxy.replies = self.origin.replies
-        session = self.session(MaxSegments=4, ProxyHTTP="True", ProxyServer="127.0.0.1", ProxyPort=proxy.port)
+        proxy, session = self.session_with_proxy()
         url = self.origin.url("/p.bin")
         session.menu_url("  %s " % url)
         self.fetched(session, "  %s " % url, 12345)
