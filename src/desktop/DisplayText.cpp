@@ -9,6 +9,8 @@ namespace pellora {
 
 namespace {
 
+constexpr QChar kEllipsis(0x2026);
+
 // Windows-1252 from 0x80 to 0x9F; the five unassigned bytes keep their number.
 constexpr std::array<char16_t, 32> kWindows1252{0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
                                                 0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
@@ -28,20 +30,34 @@ QString Decode(const std::string& bytes) {
   return text;
 }
 
-// Where to cut a text: after the last whole grapheme that fits. A grapheme may be of any length; one that is too long
-// is cut between two code points.
-qsizetype CutPosition(const QString& text) {
+// Where to cut a text to at most `limit` units: after the last whole grapheme that fits. A grapheme may be of any
+// length; one that is too long is cut between two code points.
+qsizetype CutPosition(const QString& text, qsizetype limit) {
   // One unit more, so that the finder sees whether a grapheme ends at the limit.
-  QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text.constData(), kMaxDrawnLength + 1);
-  finder.setPosition(kMaxDrawnLength);
-  const qsizetype end = finder.isAtBoundary() ? kMaxDrawnLength : finder.toPreviousBoundary();
-  if (end > kMaxDrawnLength / 2) return end;
-  return text.at(kMaxDrawnLength).isLowSurrogate() ? kMaxDrawnLength - 1 : kMaxDrawnLength;
+  QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text.constData(), limit + 1);
+  finder.setPosition(limit);
+  const qsizetype end = finder.isAtBoundary() ? limit : finder.toPreviousBoundary();
+  if (end > limit / 2) return end;
+  return text.at(limit).isLowSurrogate() ? limit - 1 : limit;
+}
+
+// Where the last part of a text starts that has at most `length` units: at no mark or half character, if that is near.
+qsizetype TailPosition(const QString& text, qsizetype length) {
+  qsizetype at = text.size() - length;
+  const qsizetype latest = at + length / 2;
+  while (at < latest && (text.at(at).isMark() || text.at(at).isLowSurrogate())) ++at;
+  return text.at(at).isLowSurrogate() ? at + 1 : at;
 }
 
 QString CutForDrawing(const QString& text) {
   if (text.size() <= kMaxDrawnLength) return text;
-  return text.first(CutPosition(text)) + QChar(0x2026);
+  return text.first(CutPosition(text, kMaxDrawnLength)) + kEllipsis;
+}
+
+QString CutMiddle(const QString& text) {
+  if (text.size() <= kMaxMessageLength) return text;
+  constexpr qsizetype kTail = 200;  // longer than any fixed end
+  return text.first(CutPosition(text, kMaxMessageLength - kTail)) + kEllipsis + text.sliced(TailPosition(text, kTail));
 }
 
 // Embeddings, overrides and isolates change the writing direction of the text after them.
@@ -50,8 +66,7 @@ bool ChangesDirection(QChar character) {
   return (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
 }
 
-QString ForDrawing(const QString& whole) {
-  QString text = CutForDrawing(whole);
+QString WithoutDirectionChanges(QString text) {
   for (QChar& character : text) {
     if (ChangesDirection(character)) character = QChar::ReplacementCharacter;
   }
@@ -60,9 +75,11 @@ QString ForDrawing(const QString& whole) {
 
 }  // namespace
 
-QString DisplayText(const std::string& bytes) { return ForDrawing(WholeText(bytes)); }
+QString DisplayText(const std::string& bytes) { return WithoutDirectionChanges(CutForDrawing(WholeText(bytes))); }
 
-QString DisplayLine(const std::string& bytes) { return ForDrawing(WholeLine(bytes)); }
+QString DisplayLine(const std::string& bytes) { return WithoutDirectionChanges(CutForDrawing(WholeLine(bytes))); }
+
+QString DisplayMessage(const std::string& bytes) { return WithoutDirectionChanges(CutMiddle(WholeText(bytes))); }
 
 QString WholeText(const std::string& bytes) {
   return Decode(bytes).replace(QChar(0), QChar(QChar::ReplacementCharacter));

@@ -3,7 +3,7 @@
 // The logic's strings are bytes of any origin and length. They are shown as UTF-8 if they are valid UTF-8, otherwise as
 // Windows-1252. What the user types is passed on as UTF-8.
 //
-// All drawn text (rows, labels, captions, tool tips, boxes, tray) comes from DisplayText or DisplayLine, which cut it:
+// All drawn text (rows, labels, captions, tool tips, boxes, tray) comes from the Display functions, which cut it:
 // laying out 16 KiB of combining marks, which a server can send as a name, takes seconds. They also replace characters
 // that change the writing direction, with which "gpj.exe" could read "exe.jpg". The logic's strings and WholeText are
 // neither cut nor changed.
@@ -14,13 +14,19 @@
 
 namespace pellora {
 
-inline constexpr qsizetype kMaxDrawnLength = 400;  // UTF-16 units; a longer text is cut and gets an ellipsis
+// UTF-16 units; a longer text is cut and gets an ellipsis.
+inline constexpr qsizetype kMaxDrawnLength = 400;
+inline constexpr qsizetype kMaxMessageLength = 2400;  // the notes of a new version are up to 2,000 bytes long
 
 // For drawing, with its line breaks, without NUL characters, which neither the bus nor a label accepts.
 QString DisplayText(const std::string& bytes);
 
 // The same in one line: control characters, which URLs and names may contain, become blanks.
 QString DisplayLine(const std::string& bytes);
+
+// For a message box. The question or the fault may come at the end, after a name or notes of any length, so a text that
+// is too long loses its middle.
+QString DisplayMessage(const std::string& bytes);
 
 // Uncut, for the bus, fields that the user edits, and names that are looked up.
 QString WholeText(const std::string& bytes);

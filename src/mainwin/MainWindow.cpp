@@ -131,7 +131,7 @@ void MainWindow::ConnectEvents() {
 
 void MainWindow::RunToolbarKey(std::string_view key) {
   for (const Command& command : kCommands) {
-    if (command.key != key) continue;
+    if (command.key.empty() || command.key != key) continue;
     if (!command.entry || (this->*command.entry).Enabled) RunAction(command.action);
   }
 }

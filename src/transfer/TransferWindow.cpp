@@ -175,6 +175,7 @@ bool TransferWindow::ProbePending() { return WS.State() != SocketState::Closed |
 Task<> TransferWindow::StartProbeAgain() {
   const auto hold = Hold();
   DownloadRecord& record = Record();
+  joinState_.clear();
   Command3.Caption = "Pause Download";
   record.Paused = false;
   record.ContinueSegments = record.SegmentCount >= 1;

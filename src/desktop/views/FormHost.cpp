@@ -154,8 +154,10 @@ void FormHost::Flush() {
   if (const auto state = std::exchange(wantState_, std::nullopt)) ApplyState(*state);
   if (window_ == nullptr) return;
   if (const auto shown = std::exchange(wantShown_, std::nullopt)) {
-    if (!root_->isVisible()) onScreen_ = false;
-    if (*shown && !root_->isMaximized()) ResizeWithinScreen(root_->size());
+    if (!root_->isVisible()) {
+      onScreen_ = false;
+      if (*shown && !root_->isMaximized() && !root_->isFullScreen()) ResizeWithinScreen(root_->size());
+    }
     if (window_ == nullptr) return;
     root_->setVisible(*shown);
   }

@@ -103,7 +103,7 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   const QIcon icon = Drawing(DrawingOf(request.style));
   if (!icon.isNull()) box->setIconPixmap(icon.pixmap(QSize(44, 44), box->devicePixelRatioF()));
   box->setWindowTitle(DisplayLine(request.title));
-  box->setText(DisplayText(request.text));
+  box->setText(DisplayMessage(request.text));
   box->setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok);
   SetButtonCaptions(*box);
   FitTitle(*box);

@@ -66,6 +66,31 @@ TEST(DisplayText, CutsInsideAnOverlongCharacter) {
   EXPECT_FALSE(joined.at(joined.size() - 2).isHighSurrogate());
 }
 
+TEST(DisplayMessage, KeepsTextThatFits) {
+  const std::string whole(static_cast<std::size_t>(kMaxMessageLength), 'x');
+  EXPECT_EQ(DisplayMessage(whole), QString::fromStdString(whole));
+}
+
+TEST(DisplayMessage, CutsTheMiddleBetweenWholeCharacters) {
+  std::string text = "begin";
+  for (int i = 0; i < 2000; ++i) text += "e\u0301\U0001F600";
+  const QString shown = DisplayMessage(text + "end");
+  EXPECT_LE(shown.size(), kMaxMessageLength + 1);
+  EXPECT_TRUE(shown.startsWith(QStringLiteral("begin")));
+  EXPECT_TRUE(shown.endsWith(QStringLiteral("end")));
+  const qsizetype cut = shown.indexOf(QChar(0x2026));
+  ASSERT_GT(cut, 0);
+  EXPECT_FALSE(shown.at(cut - 1).isHighSurrogate());
+  EXPECT_FALSE(shown.at(cut + 1).isLowSurrogate());
+  EXPECT_FALSE(shown.at(cut + 1).isMark());
+}
+
+TEST(DisplayMessage, CutsARunOfMarksToo) {
+  std::string marks;
+  for (int i = 0; i < 20000; ++i) marks += "\u0301";
+  EXPECT_LE(DisplayMessage("a" + marks).size(), kMaxMessageLength + 1);
+}
+
 TEST(DisplayText, ReplacesCharactersThatChangeTheWritingDirection) {
   for (const char* turn : {"\u202A", "\u202B", "\u202C", "\u202D", "\u202E", "\u2066", "\u2067", "\u2068", "\u2069"}) {
     const std::string name = std::string("evil") + turn + "gpj.exe";

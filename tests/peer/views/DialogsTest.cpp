@@ -208,11 +208,19 @@ TEST_F(DialogsTest, AreWideEnoughForTitleAndFrameButtons) {
   }
 }
 
+TEST_F(DialogsTest, KeepTheQuestionAfterAnyText) {
+  const std::string question = "Would you want to download this new version ?";
+  for (const std::size_t length : {1000U, 30000U}) {
+    QMessageBox* box = Ask(kYesNo | kQuestion, "Notes" + std::string(length, 'n') + "\r\n\r\n" + question);
+    EXPECT_TRUE(box->text().startsWith(QStringLiteral("Notesnn")));
+    EXPECT_TRUE(box->text().endsWith(QString::fromStdString(question))) << length;
+    EXPECT_LE(box->text().size(), kMaxMessageLength + 1);
+    Press(box, QMessageBox::Yes);
+  }
+}
+
 TEST_F(DialogsTest, CutDrawnTextButNotTheSuggestedName) {
   const std::string name(3000, 'n');
-  QMessageBox* box = Ask(kOkOnly, name + " not found.");
-  EXPECT_EQ(box->text(), QString(kMaxDrawnLength, u'n') + QChar(0x2026));
-  Press(box, QMessageBox::Ok);
   dialogs.AskSavePath({"Save as: " + name, name, ""}, [](const std::optional<std::string>&) {});
   Stage::Settle();
   auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());

@@ -245,6 +245,20 @@ TEST(WindowEvents, WindowOpensWithinItsScreen) {
   Stage::Settle();
 }
 
+TEST(WindowEvents, ShowingAVisibleWindowKeepsTheSizeSetByTheUser) {
+  Stage stage;
+  const auto window = Open<SampleMain>(stage);
+  QWidget* form = Stage::Form(*window);
+  const QSize large = form->screen()->availableSize();
+  form->resize(large);
+  Stage::Settle();
+  window->Show();
+  Stage::Settle();
+  EXPECT_EQ(form->size(), large);
+  window->Unload();
+  Stage::Settle();
+}
+
 TEST(WindowEvents, NewRowMovesNoWindowOffTheScreen) {
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);

@@ -185,6 +185,22 @@ TEST_F(JoinParts, ShowsWhyItFailedUntilAResume) {
   EXPECT_EQ(Output(), kWhole);
 }
 
+TEST_F(JoinParts, ResumeThatStartsOverForgetsWhyItFailed) {
+  AddComplete(kParts);
+  GiveWindow();
+  sim.disk().SetCapacity(30);
+  Resume();
+  ASSERT_TRUE(RunUntilABoxStands());
+  Answer(kAnswerOk);
+  sim.disk().NoFaults();
+  sim.disk().Lose(Segment(2).TempFile);
+  sim.disk().PutLink(Segment(2).TempFile, "/home/u/elsewhere");
+  Resume();
+  ASSERT_EQ(Record().SegmentCount, 0);
+  sim.Do([&] { WindowOf()->ViewResized(500, 400, 490, 380); });
+  EXPECT_NE(WindowOf()->state.Caption().substr(0, 7), "text528");
+}
+
 TEST_F(JoinParts, WaitsForAnotherJoinOfTheSameFile) {
   const std::vector<std::string> others = {"FIRST", "SECOND", "THIRD", "FOURTH"};
   RunIntoAJoin();
