@@ -9,9 +9,10 @@
 
 #include "SampleRecord.h"
 #include "SimPlatform.h"
+#include "app/NewTransferWindow.h"
 #include "core/Program.h"
 #include "mainwin/MainWindow.h"
-#include "transfer/TransferWindow.h"
+#include "transferwin/TransferWindow.h"
 
 namespace pellora {
 
@@ -97,7 +98,7 @@ class StillProgram {
     }
     record.Active = false;
     record.Paused = true;
-    auto transfer = std::make_shared<TransferWindow>(program);
+    auto transfer = NewTransferWindow(program);
     program.TransferWindowAt(1) = transfer;
     sim.Do([&] {
       transfer->SetRecordIndex(1);

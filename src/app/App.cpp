@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/NewTransferWindow.h"
 #include "async/TaskLoop.h"
 #include "capture/DownloadBasket.h"
 #include "capture/PelloraCatcher.h"
@@ -26,7 +27,7 @@
 #include "ports/Machine.h"
 #include "ports/Platform.h"
 #include "ports/SettingsStore.h"
-#include "transfer/TransferWindow.h"
+#include "transferwin/TransferWindow.h"
 #include "zipview/Form2.h"
 #include "zipview/UpdateHandOver.h"
 
@@ -183,7 +184,7 @@ Task<> App::Parts::Start(Parts* parts) {
 App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   Parts* const parts = parts_.get();
   Program& program = parts->program;
-  program.newTransferWindow = [&program] { return std::make_shared<TransferWindow>(program); };
+  program.newTransferWindow = [&program] { return NewTransferWindow(program); };
   program.newZipViewer = [parts] { return std::make_shared<Form2>(parts->program, parts->program.platform.folders); };
   if (platform.unzip != nullptr) {
     program.handOverUpdate = [&program](std::int16_t index) {

@@ -1,22 +1,20 @@
-// The main connection's side of TransferWindow over HTTP: one GET, judged by the first block of its
-// reply alone. WS never carries the file.
+#include "transfer/HttpProbe.h"
+
 #include <algorithm>
 #include <string>
 #include <utility>
 
-#include "async/EventGate.h"
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "core/FileNames.h"
 #include "core/ListCodec.h"
 #include "core/RecordLife.h"
-#include "ports/Clock.h"
 #include "ports/Dialogs.h"
 #include "ports/Shell.h"
+#include "transfer/ClassicEngine.h"
 #include "transfer/RedirectTarget.h"
 #include "transfer/Requests.h"
 #include "transfer/TextNumbers.h"
-#include "transfer/TransferWindow.h"
 
 namespace pellora {
 
@@ -26,159 +24,121 @@ bool HasZipName(const std::string& name) { return name.size() >= 3 && ToLower(na
 
 }  // namespace
 
-Task<> TransferWindow::MainConnected() {
-  const auto hold = Hold();
-  if (!StillCurrent()) co_return;
-  const std::uint32_t number = WS.Number();
-  state.Caption = Text(kTextWaitingForData);
-  co_await Tasks().Yield();
-  // A pause or the time-out may have closed the connection meanwhile.
-  if (WS.Number() != number || !StillCurrent()) co_return;
-  TimeOut.SetEnabled(false);
-  DownloadRecord& record = Record();
-  if (record.Protocol == kFtp) {
-    record.LastTick = Tick();
-    co_return;
-  }
-  WS.SendData(ProbeRequest(record, program_.settings.ProxyHTTP));
-  record.LastTick = Tick();
-}
+void HttpProbe::Connected() { WS.SendData(ProbeRequest(engine_.Record(), engine_.TheProgram().settings.ProxyHTTP)); }
 
-void TransferWindow::MainDataArrived(std::size_t bytes) {
-  CountReceived(Tick(), bytes);
-  TimeOut.SetEnabled(false);
-  if (!StillCurrent()) return;
-  if (Record().Protocol != kHttp) {
-    FtpProbeLines(std::string(WS.GetData()));
-    return;
-  }
-  // The block is valid until the socket closes, so it is read first. The rest of the reply never is.
+// The block is valid until the socket closes, so it is read first. The rest of the reply never is.
+void HttpProbe::DataArrived() {
   ReplyHeaders reply = ParseReplyHeaders(WS.GetData());
   WS.Close();
-  Tasks().Spawn(JudgeReply(std::move(reply)));
+  engine_.Tasks().Spawn(JudgeReply(std::move(reply)));
 }
 
-Task<> TransferWindow::JudgeReply(ReplyHeaders reply) {
-  const auto hold = Hold();
+Task<> HttpProbe::JudgeReply(ReplyHeaders reply) {
+  const auto hold = engine_.Hold();
   if (reply.status >= 300 && reply.status < 400) {
     co_await FollowRedirect(reply.location);
     co_return;
   }
   if (reply.status >= 400 && reply.status < 500) {
-    std::string text = Text(kTextCouldNotGet) + " " + Record().Path + " " + Text(kTextNotFromServer);
+    std::string text =
+        engine_.Text(kTextCouldNotGet) + " " + engine_.Record().Path + " " + engine_.Text(kTextNotFromServer);
     const bool refused = co_await RefuseWithBox(std::move(text));
-    if (refused) Retire();
+    if (refused) engine_.Retire();
     co_return;
   }
   if (reply.status >= 500 && reply.status < 600) {
-    std::string text = Text(kTextServerError) + std::to_string(reply.status) + ")";
+    std::string text = engine_.Text(kTextServerError) + std::to_string(reply.status) + ")";
     const bool refused = co_await RefuseWithBox(std::move(text));
     if (!refused) co_return;
-    // A server error does not end the handler: the error page is judged like any other reply, on the
-    // unloaded window and with the fields just cleared.
-    ContinueWithoutWindow();
+    // A server error does not end the handler: the error page is judged like any other reply, without the window and
+    // with the fields just cleared.
+    engine_.ContinueWithoutWindow();
   }
-  DownloadRecord& record = Record();
+  co_await JudgeFile(std::move(reply));
+}
+
+Task<> HttpProbe::JudgeFile(ReplyHeaders reply) {
+  const auto hold = engine_.Hold();
+  DownloadRecord& record = engine_.Record();
   if (record.Paused) {
-    if (ghost_) Retire();  // paused under its box; nothing reaches it any more
+    if (engine_.WithoutWindow()) engine_.Retire();  // paused under its box; nothing reaches it any more
     co_return;
   }
   record.Active = true;
   // A length that the record cannot hold is not known: a file cut at 2 GiB would pass for the whole.
   record.FileSize = reply.tooLong ? 0 : std::max(0, reply.contentLength);
-  FitSizeToPlan();
-  program_.lists->RefreshRows(RecordIndex, 0);
+  engine_.FitSizeToPlan();
+  Program& program = engine_.TheProgram();
+  program.lists->RefreshRows(engine_.Index(), 0);
   // The type must match exactly: "text/html; charset=utf-8" is a file.
   if (reply.contentType == "text/html") {
     co_await AskAboutWebPage();
     co_return;
   }
-  if (HasZipName(record.FileName) && program_.settings.AutoPreviewZIP && program_.newZipViewer) {
-    std::shared_ptr<ZipViewer>& slot = program_.ZipViewerAt(RecordIndex);
-    if (slot) slot->UnloadWindow();
-    const std::shared_ptr<ZipViewer> viewer = program_.newZipViewer();
-    slot = viewer;
-    viewer->SetIndex(RecordIndex);
-    co_await viewer->Start();
+  if (HasZipName(record.FileName) && program.settings.AutoPreviewZIP && program.newZipViewer) {
+    co_await OpenViewer();
     co_return;
   }
-  if (IsBadFileName(record.FileName, Text(kTextBadNamePart)) || !IsStorableName(record.FileName)) {
-    co_await RefuseBadName();
+  if (IsBadFileName(record.FileName, engine_.Text(kTextBadNamePart)) || !IsStorableName(record.FileName)) {
+    co_await engine_.RefuseBadName();
     co_return;
   }
-  state.Caption = Text(kTextConnectingSegments);
-  co_await ConnectSegmented();
+  engine_.ShowState(engine_.Text(kTextConnectingSegments));
+  co_await engine_.ConnectSegmented();
+}
+
+Task<> HttpProbe::OpenViewer() {
+  const auto hold = engine_.Hold();
+  Program& program = engine_.TheProgram();
+  std::shared_ptr<ZipViewer>& slot = program.ZipViewerAt(engine_.Index());
+  if (slot) slot->UnloadWindow();
+  const std::shared_ptr<ZipViewer> viewer = program.newZipViewer();
+  slot = viewer;
+  viewer->SetIndex(engine_.Index());
+  co_await viewer->Start();
 }
 
 // Nothing limits the number of redirects: a loop goes on until the user cancels.
-Task<> TransferWindow::FollowRedirect(std::string location) {
-  const auto hold = Hold();
-  TimeOut.SetEnabled(false);
+Task<> HttpProbe::FollowRedirect(std::string location) {
+  const auto hold = engine_.Hold();
+  engine_.StopTimeOut();
   const RedirectTarget target = TargetOfRedirect(location);
   if (location.size() > kLongestListString) {
-    co_await RefuseBadName();
+    co_await engine_.RefuseBadName();
     co_return;
   }
-  DownloadRecord& record = Record();
+  DownloadRecord& record = engine_.Record();
   record.Referer = record.URL;
   record.Path = target.path;
   record.FileName = target.fileName;
   record.Host = target.host;  // the port stays, whatever the location says
   record.URL = location;
-  co_await InitConnection();
+  co_await engine_.InitConnection();
 }
 
-Task<bool> TransferWindow::RefuseWithBox(std::string text) {
-  const auto hold = Hold();
-  questionStands_ = true;
-  BoxRequest request{text, kProgramName, kCritical};
-  (void)co_await program_.boxes.Ask(this, std::move(request));
-  questionStands_ = false;
-  if (!StillCurrent()) co_return false;
+Task<bool> HttpProbe::RefuseWithBox(std::string text) {
+  const auto hold = engine_.Hold();
+  BoxRequest request{std::move(text), kProgramName, kCritical};
+  (void)co_await engine_.Ask(std::move(request));
+  if (!engine_.StillCurrent()) co_return false;
   WS.Close();
-  Release(program_, RecordIndex, kRefused);
-  TimeOut.SetEnabled(false);
-  EmptySlot();
-  program_.lists->RefreshRows(0, 0);
+  Release(engine_.TheProgram(), engine_.Index(), kRefused);
+  engine_.StopTimeOut();
+  engine_.EmptySlot();
+  engine_.TheProgram().lists->RefreshRows(0, 0);
   co_return true;
 }
 
-void TransferWindow::ContinueWithoutWindow() {
-  ghost_ = true;
-  program_.platform.gate.Keep(Hold());
-  Unload();
-}
-
-Task<> TransferWindow::AskAboutWebPage() {
-  const auto hold = Hold();
-  questionStands_ = true;
-  BoxRequest request{Text(kTextAskOpenWebPage), "Pellora!", kYesNo | kQuestion};
-  const int answer = co_await program_.boxes.Ask(this, std::move(request));
-  questionStands_ = false;
-  if (!StillCurrent()) co_return;
-  const std::string url = Record().URL;  // empty after a server error: nothing is opened then
+Task<> HttpProbe::AskAboutWebPage() {
+  const auto hold = engine_.Hold();
+  BoxRequest request{engine_.Text(kTextAskOpenWebPage), "Pellora!", kYesNo | kQuestion};
+  const int answer = co_await engine_.Ask(std::move(request));
+  if (!engine_.StillCurrent()) co_return;
+  const std::string url = engine_.Record().URL;  // empty after a server error: nothing is opened then
   if (answer == kAnswerYes && !url.empty()) {
-    Skip([&] { program_.platform.shell.OpenUrl(url); });
+    Skip([&] { engine_.TheProgram().platform.shell.OpenUrl(url); });
   }
-  DropRecord();
-}
-
-Task<> TransferWindow::RefuseBadName() {
-  const auto hold = Hold();
-  questionStands_ = true;
-  BoxRequest request{"Bad URL or File", kProgramName, kOkOnly};
-  (void)co_await program_.boxes.Ask(this, std::move(request));
-  questionStands_ = false;
-  if (!StillCurrent()) co_return;
-  DropRecord();
-}
-
-void TransferWindow::DropRecord() {
-  WS.Close();
-  Release(program_, RecordIndex, kNoFile);
-  program_.lists->RefreshRows(0, kForced);
-  EmptySlot();
-  Retire();
+  engine_.EndRecord(kNoFile);
 }
 
 }  // namespace pellora

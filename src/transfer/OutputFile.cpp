@@ -12,9 +12,9 @@
 #include "core/RecordLife.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
+#include "transfer/ClassicEngine.h"
 #include "transfer/JoinParts.h"
 #include "transfer/TextNumbers.h"
-#include "transfer/TransferWindow.h"
 
 namespace pellora {
 
@@ -27,16 +27,16 @@ Task<> SayBuildFailed(Program* program, std::string reason) {
 
 }  // namespace
 
-bool TransferWindow::JoinIsCurrent(std::uint32_t run) { return run == joinRun_ && StillCurrent(); }
+bool ClassicEngine::JoinIsCurrent(std::uint32_t run) { return run == joinRun_ && StillCurrent(); }
 
-void TransferWindow::PrepareOutput() {
+void ClassicEngine::PrepareOutput() {
   DownloadRecord& record = Record();
   if (!record.HasSavePath) record.SavePath = JoinFolder(program_.settings.DownloadFolder, record.FileName);
   // Nobody else makes an update's folder anew where it could not be made at the add.
   if (IsUpdate(record)) Skip([&] { program_.platform.files.CreateFolder(FolderOf(record.SavePath)); });
 }
 
-Task<bool> TransferWindow::BuildOutputFile(std::uint32_t run) {
+Task<bool> ClassicEngine::BuildOutputFile(std::uint32_t run) {
   const auto hold = Hold();
   // A record that a server error dropped builds nothing: there may be a file of the user's at its place.
   if (!Record().InUse) {
@@ -68,11 +68,11 @@ Task<bool> TransferWindow::BuildOutputFile(std::uint32_t run) {
 
 // The parts are deleted only when the list on disk says that they are not needed any more; else a kill between
 // their deletion and the next save would fetch the tail again and overwrite a good file with zeros.
-bool TransferWindow::OutputBuilt() {
+bool ClassicEngine::OutputBuilt() {
   DownloadRecord& record = Record();
   building_ = false;
   joinState_.clear();
-  FinishedMode = 1;
+  if (view_ != nullptr) view_->SetFinished();
   record.Finished = true;
   record.Active = false;
   record.Percent = 100.0F;
@@ -84,19 +84,15 @@ bool TransferWindow::OutputBuilt() {
   program_.lists->RefreshRows(0, kForced);
   program_.lists->RefreshDownList();
   if (IsUpdate(record) && program_.handOverUpdate) {
-    program_.handOverUpdate(RecordIndex);
+    program_.handOverUpdate(Index());
     return false;
   }
   program_.lists->RefreshRows(0, 0);
-  // Fixed English, in every language.
-  Command1.Caption = "Open File";
-  Command3.Caption = "Open Folder";
-  Command1.Enabled = true;
-  Command3.Enabled = true;
+  if (view_ != nullptr) view_->OfferFile();
   return true;
 }
 
-void TransferWindow::BuildFailed(const std::string& reason) {
+void ClassicEngine::BuildFailed(const std::string& reason) {
   DownloadRecord& record = Record();
   record.Active = false;
   record.Paused = true;
@@ -106,15 +102,15 @@ void TransferWindow::BuildFailed(const std::string& reason) {
 }
 
 // The parts stay, and a resume joins them again.
-void TransferWindow::StopJoin(const std::string& reason) {
+void ClassicEngine::StopJoin(const std::string& reason) {
   ++joinRun_;
   building_ = false;
-  Command3.Caption = "Resume Download";
-  Command3.Enabled = true;
+  ShowCommand3(Command3Means::Resume);
+  EnableCommand3(true);
   ShowJoinState(reason.empty() ? Text(kTextPaused) : Text(kTextPaused) + ": " + reason);
 }
 
-void TransferWindow::ShowJoinState(const std::string& text) {
+void ClassicEngine::ShowJoinState(const std::string& text) {
   joinState_ = text;
   DoRefresh();
 }

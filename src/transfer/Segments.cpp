@@ -1,4 +1,4 @@
-// The segments of TransferWindow: plan, spaced connections, and the data path to the part files.
+// The segments of ClassicEngine: plan, spaced connections, and the data path to the part files.
 #include <algorithm>
 #include <functional>
 #include <limits>
@@ -14,12 +14,12 @@
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
+#include "transfer/ClassicEngine.h"
 #include "transfer/Plan.h"
 #include "transfer/RangeReply.h"
 #include "transfer/Requests.h"
 #include "transfer/SpacingWait.h"
 #include "transfer/TextNumbers.h"
-#include "transfer/TransferWindow.h"
 
 namespace pellora {
 
@@ -67,7 +67,7 @@ bool Claims(const DownloadRecord& record, bool own, const std::vector<std::strin
 // Part files that exist already may be counted on by the list on the disk, with ranges of a former plan: after a kill
 // their record would go on with other bytes than it had. So the list is saved before; where it could not be read or
 // saved, no file that stands there is touched.
-std::string TransferWindow::PartNameBase(int count) {
+std::string ClassicEngine::PartNameBase(int count) {
   std::optional<bool> saved;
   const auto unusable = [&](const std::string& part) {
     const PartName found = program_.platform.files.LookAtPart(part);
@@ -79,22 +79,22 @@ std::string TransferWindow::PartNameBase(int count) {
     std::vector<std::string> names;
     for (int i = 1; i <= count; ++i) names.push_back(PartFileName(program_.settings.TempFolder, base, i));
     for (int other = 1; other <= program_.DownloadCount; ++other) {
-      if (Claims(program_.Download(other), other == RecordIndex, names)) return true;
+      if (Claims(program_.Download(other), other == Index(), names)) return true;
     }
     return std::any_of(names.begin(), names.end(), unusable);
   };
   std::string told = Record().FileName;
   if (!taken(told)) return told;
-  std::string suffix = std::to_string(RecordIndex);
+  std::string suffix = std::to_string(Index());
   for (int attempt = 1;; ++attempt) {
     std::string base = told.substr(0, kLongestPartBase - suffix.size()) + suffix;
     if (!taken(base)) return base;
-    suffix = std::to_string(RecordIndex) + "-" + std::to_string(attempt);
+    suffix = std::to_string(Index()) + "-" + std::to_string(attempt);
   }
 }
 
 // Fails for a MaxSegments below 1, after the array was resized and with no segment planned.
-void TransferWindow::PlanSegmentsOfRecord() {
+void ClassicEngine::PlanSegmentsOfRecord() {
   DownloadRecord& record = Record();
   const std::int32_t most = program_.settings.MaxSegments;
   if (most < 1) record.Segments.resize(1);
@@ -120,7 +120,7 @@ void TransferWindow::PlanSegmentsOfRecord() {
 
 // A plan is kept whatever size the server names now; where it names none, the plan's own stands. A plan
 // that was made while no size was known holds nothing, and with a size its first block would seem the last.
-void TransferWindow::FitSizeToPlan() {
+void ClassicEngine::FitSizeToPlan() {
   DownloadRecord& record = Record();
   if (record.SegmentCount < 1) return;
   const std::int32_t lastByte = record.Segment(record.SegmentCount).RangeEnd;
@@ -132,7 +132,7 @@ void TransferWindow::FitSizeToPlan() {
 }
 
 // A file that does not count as a part is left alone; what its segment had is not known, and the whole begins again.
-void TransferWindow::DropUnusablePlan() {
+void ClassicEngine::DropUnusablePlan() {
   DownloadRecord& record = Record();
   if (record.SegmentCount < 1 || PlanIsUsable(program_.platform.files, record)) return;
   for (auto& file : segmentFiles_) file.reset();
@@ -143,14 +143,14 @@ void TransferWindow::DropUnusablePlan() {
   elapsedSeconds_ = 0;
 }
 
-Task<> TransferWindow::ConnectSegmented() {
+Task<> ClassicEngine::ConnectSegmented() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
   const std::uint32_t run = ++connectGeneration_;
   lastByteTick_ = Tick();
-  Command3.Enabled = false;
+  EnableCommand3(false);
   joinState_.clear();
-  ftpUserSent_.fill(false);
+  for (auto& segment : ftp_) segment->ForgetUser();
   SegTimeOut.SetEnabled(true);
   DownloadRecord& record = Record();
   // A plan that exists is kept whatever the size is now: planning over it would lose what it holds.
@@ -174,25 +174,20 @@ Task<> TransferWindow::ConnectSegmented() {
   if (activeGeneration_ != run) co_return;  // the newer run does what is left
   activeGeneration_ = 0;
   RefreshList(0);
-  for (int j = Record().SegmentCount; j < kMaxSegmentSockets; ++j) {
-    StateS(j).Visible = false;
-    Shape1(j).Visible = false;
-    Size(j).Visible = false;
-    Num(j).Visible = false;
-  }
-  Command3.Enabled = !building_;
+  if (view_ != nullptr) view_->ShowLanes(Record().SegmentCount);
+  EnableCommand3(!building_);
   program_.lists->RefreshRows(0, kForced);
   // All parts may be there with nothing left to connect: the program ended before it joined them. The caller, who may
   // have other records to resume, does not wait for the join.
-  if (AllSegmentsComplete() && !Record().Finished && !Record().Paused && !building_) Tasks().Spawn(Complete());
+  CompleteIfAllEnded();
 }
 
 // A segment that received something on the connection that is replaced takes it into its resume point:
 // ReceivedNow counts the present connection alone.
-void TransferWindow::ConnectSegment(int i, bool keptPlan) {
+void ClassicEngine::ConnectSegment(int i, bool keptPlan) {
   DownloadRecord& record = Record();
   SegmentRecord& segment = record.Segment(i);
-  if (record.Protocol == kFtp) FtpForget(i - 1);
+  if (record.Protocol == kFtp) Ftp(i - 1).Forget();
   WS1(i - 1).Close();
   segment.Fold();
   segment.State = kSegmentUnconnected;
@@ -200,7 +195,7 @@ void TransferWindow::ConnectSegment(int i, bool keptPlan) {
   WS1(i - 1).Connect(record.Host, record.Port);
 }
 
-Task<> TransferWindow::SegmentConnected(int index) {
+Task<> ClassicEngine::SegmentConnected(int index) {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
   DownloadRecord& record = Record();
@@ -214,13 +209,7 @@ Task<> TransferWindow::SegmentConnected(int index) {
   RefreshList(static_cast<std::int16_t>(index));
   const auto graceTick = static_cast<float>(Tick() + kConnectGraceTicks);
   if (record.Protocol == kFtp) {
-    // The login belongs to this connection.
-    const auto entry = static_cast<std::size_t>(index);
-    ftpUserSent_[entry] = false;
-    ftpLoginDone_[entry] = false;
-    ftpRetrieveDue_[entry] = false;
-    ftpCommands_[entry] = 0;
-    ftpDataTried_[entry] = 0;
+    Ftp(index).Connected();
     segment.LastActivity = graceTick;
     co_return;
   }
@@ -233,13 +222,13 @@ Task<> TransferWindow::SegmentConnected(int index) {
 }
 
 // The data path: one block, one positioned write, no copy between.
-void TransferWindow::SegmentDataArrived(int index, std::size_t bytes) {
+void ClassicEngine::SegmentDataArrived(int index, std::size_t bytes) {
   const std::uint32_t tick = Tick();
   CountReceived(tick, bytes);
   if (program_.Ending() || !StillCurrent()) return;
   DownloadRecord& record = Record();
   if (record.Protocol == kFtp) {
-    Tasks().Spawn(FTPSystem(index));
+    Tasks().Spawn(Ftp(index).FTPSystem());
     return;
   }
   std::string_view data = WS1(index).GetData();
@@ -250,14 +239,14 @@ void TransferWindow::SegmentDataArrived(int index, std::size_t bytes) {
   const auto length = static_cast<std::int64_t>(data.size());
   segment.ReceivedNow = AddSaturated(segment.ReceivedNow, length);
   if (record.FileSize == 0) {
-    if (!program_.boxes.Stands(this, "Error !")) Tasks().Spawn(SayUnknownSize());
+    SayUnknownSize();
     return;
   }
   Account(tick, length);
   if (segment.ReceivedNow > std::int64_t{segment.RangeEnd} - segment.RangeStart) SegmentCompleted(index, segment);
 }
 
-void TransferWindow::OpenPart(int index, const SegmentRecord& segment, std::uint32_t tick) {
+void ClassicEngine::OpenPart(int index, const SegmentRecord& segment, std::uint32_t tick) {
   const auto entry = static_cast<std::size_t>(index);
   if (segmentFiles_[entry]) return;
   segmentFiles_[entry] = program_.platform.files.Open(segment.TempFile, FileKind::Part);
@@ -265,7 +254,7 @@ void TransferWindow::OpenPart(int index, const SegmentRecord& segment, std::uint
 }
 
 // False if the segment takes no data, also where its part file failed: to go on would count bytes that are not there.
-bool TransferWindow::WritePart(int index, SegmentRecord& segment, std::string_view data, std::uint32_t tick) {
+bool ClassicEngine::WritePart(int index, SegmentRecord& segment, std::string_view data, std::uint32_t tick) {
   const auto entry = static_cast<std::size_t>(index);
   try {
     OpenPart(index, segment, tick);
@@ -285,7 +274,7 @@ bool TransferWindow::WritePart(int index, SegmentRecord& segment, std::string_vi
 
 // Something foreign that has taken a part's name after the plan was made stops this download alone. It is nothing that
 // the next download would meet too, and a resume plans anew. All else ends the program.
-void TransferWindow::PartFailed(const Failure& failure) {
+void ClassicEngine::PartFailed(const Failure& failure) {
   if (failure.Number() == FailureNumber::ForeignFile) {
     PauseDownload();
     Tasks().Spawn(SayPartRefused(&program_, Record().FileName + ": " + failure.what()));
@@ -295,16 +284,20 @@ void TransferWindow::PartFailed(const Failure& failure) {
   program_.EndWithFailure(failure.what());
 }
 
-void TransferWindow::SetReading(bool reading) {
-  for (int i = 0; i < kMaxSegmentSockets; ++i) {
+void ClassicEngine::SetReading(bool reading) {
+  for (int i = 0; i < kMaxLanes; ++i) {
     WS1(i).SetReading(reading);
-    FTP(i).SetReading(reading);
+    Ftp(i).SetReading(reading);
   }
 }
 
 // Without a size nothing can be complete. The box comes with each block, one at a time: what arrives
 // while it stands waits in the kernel, or an endless reply would fill the disk unseen.
-Task<> TransferWindow::SayUnknownSize() {
+void ClassicEngine::SayUnknownSize() {
+  if (!program_.boxes.Stands(this, "Error !")) Tasks().Spawn(AskUnknownSize());
+}
+
+Task<> ClassicEngine::AskUnknownSize() {
   const auto hold = Hold();
   SetReading(false);
   BoxRequest request{"Error !", kProgramName, kOkOnly};
@@ -312,17 +305,21 @@ Task<> TransferWindow::SayUnknownSize() {
   SetReading(true);
 }
 
-void TransferWindow::SegmentCompleted(int index, SegmentRecord& segment) {
+void ClassicEngine::SegmentCompleted(int index, SegmentRecord& segment) {
   const auto entry = static_cast<std::size_t>(index);
   WS1(index).Close();
   segmentFiles_[entry].reset();
   segmentReopenTick_[entry] = 0;
   segment.State = kSegmentComplete;
   RefreshList(0);
-  if (AllSegmentsComplete() && !building_ && !Record().Finished) Tasks().Spawn(Complete());
+  CompleteIfAllEnded();
 }
 
-bool TransferWindow::AllSegmentsComplete() {
+void ClassicEngine::CompleteIfAllEnded() {
+  if (AllSegmentsComplete() && !Record().Finished && !Record().Paused && !building_) Tasks().Spawn(Complete());
+}
+
+bool ClassicEngine::AllSegmentsComplete() {
   const DownloadRecord& record = Record();
   for (int i = 1; i <= record.SegmentCount; ++i) {
     const SegmentRecord& segment = record.Segment(i);
@@ -331,21 +328,33 @@ bool TransferWindow::AllSegmentsComplete() {
   return record.SegmentCount >= 1;
 }
 
+// The lowest segment that waits. Those released before, which try again by themselves, come last: to wake one of them
+// once more for each completion would leave ever fewer connections at work.
+FtpSegment* ClassicEngine::NextToRelease() {
+  FtpSegment* triesAgain = nullptr;
+  for (int i = 1; i <= Record().SegmentCount; ++i) {
+    if (Record().Segment(i).State != kSegmentRefused) continue;
+    if (!Ftp(i - 1).WasReleased()) return &Ftp(i - 1);
+    if (triesAgain == nullptr) triesAgain = &Ftp(i - 1);
+  }
+  return triesAgain;
+}
+
 // The record stays active until its file is built, so that pausing, quitting and the lists treat it as running.
-Task<> TransferWindow::Complete() {
+Task<> ClassicEngine::Complete() {
   const auto hold = Hold();
   const std::uint32_t run = ++joinRun_;
   building_ = true;
   DownloadRecord& record = Record();
   record.Valid = false;
   record.Percent = std::min(record.Percent, kMostUnfinished);
-  Command3.Enabled = false;
+  EnableCommand3(false);
   ShowJoinState(Text(kTextBuildingFile));
   co_await Tasks().Yield();
   if (!JoinIsCurrent(run)) co_return;
   const bool built = co_await BuildOutputFile(run);
   if (!built) co_return;
-  state.Caption = Text(kTextDownloadComplete);
+  ShowState(Text(kTextDownloadComplete));
   co_await Tasks().Yield();
 }
 

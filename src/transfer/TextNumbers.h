@@ -1,11 +1,9 @@
-// Numbers of the language texts that a transfer shows, beside those that its controls are declared with.
+// Numbers of the language texts that an engine hands to its window.
 #pragma once
 
 namespace pellora {
 
 enum TextNumber {
-  kTextHideDetails = 515,
-  kTextShowDetails = 516,
   // The state of the whole download, and of a segment.
   kTextBuildingFile = 520,
   kTextDownloadComplete = 521,

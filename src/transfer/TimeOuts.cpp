@@ -1,4 +1,4 @@
-// The two timers of TransferWindow: all the failure detection there is.
+// The two timers of ClassicEngine: all the failure detection there is.
 #include <cmath>
 #include <utility>
 
@@ -7,8 +7,8 @@
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
+#include "transfer/ClassicEngine.h"
 #include "transfer/TextNumbers.h"
-#include "transfer/TransferWindow.h"
 
 namespace pellora {
 
@@ -30,39 +30,37 @@ double TicksSinceStamp(std::uint32_t now, float then) {
 }  // namespace
 
 // Ends the wait for a main connection that does not come. A connection that stands is not timed.
-Task<> TransferWindow::AskAboutTimeOut() {
+Task<> ClassicEngine::AskAboutTimeOut() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
   if (!Record().InUse) co_return;
   WS.Close();
-  questionStands_ = true;
   BoxRequest request{Text(kTextAskKeepTimedOut), Text(kTextTimeOutTitle), kYesNo};
-  const int answer = co_await program_.boxes.Ask(this, std::move(request));
-  questionStands_ = false;
+  const int answer = co_await Ask(std::move(request));
   if (!StillCurrent()) co_return;
-  EmptySlot();
-  if (answer == kAnswerYes) {
-    DownloadRecord& record = Record();
-    record.Active = false;
-    record.Finished = false;
-    record.ConnectState = kConnectTimedOut;
-  } else {
-    Release(program_, RecordIndex, kGivenUp);
+  if (answer != kAnswerYes) {
+    EndRecord(kGivenUp);
+    co_return;
   }
+  DownloadRecord& record = Record();
+  record.Active = false;
+  record.Finished = false;
+  record.ConnectState = kConnectTimedOut;
+  EmptySlot();
   Retire();
   program_.lists->RefreshRows(0, kForced);
 }
 
 // Segment `i` may still be reconnected: nothing happened to it, nor to its connection, since that one's
 // number was taken.
-bool TransferWindow::Stalled(int i, std::uint32_t number) {
+bool ClassicEngine::Stalled(int i, std::uint32_t number) {
   const DownloadRecord& record = Record();
   if (record.Paused || record.Finished || building_ || i > record.SegmentCount) return false;
   const SegmentRecord& segment = record.Segment(i);
   return segment.Watched && segment.State < kSegmentReceiving && WS1(i - 1).Number() == number;
 }
 
-Task<> TransferWindow::StallTick() {
+Task<> ClassicEngine::StallTick() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
   if (Record().Paused || Record().Finished) co_return;
@@ -75,7 +73,7 @@ Task<> TransferWindow::StallTick() {
     if (!StillCurrent()) co_return;
     if (!Stalled(i, number)) continue;
     Record().Segment(i).State = kSegmentUnconnected;
-    FtpCloseData(i - 1);
+    Ftp(i - 1).CloseData();
     WS1(i - 1).Close();
     Record().Segment(i).Fold();
     number = WS1(i - 1).Number();

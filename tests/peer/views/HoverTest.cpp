@@ -16,10 +16,11 @@
 #include <vector>
 
 #include "AppStage.h"
+#include "app/NewTransferWindow.h"
 #include "capture/DownloadBasket.h"
 #include "desktop/views/ObjectNames.h"
 #include "options/Options.h"
-#include "transfer/TransferWindow.h"
+#include "transferwin/TransferWindow.h"
 #include "zipview/Extract.h"
 #include "zipview/Form2.h"
 
@@ -117,7 +118,7 @@ TEST_F(Hover, MainWindowControlsGetTheMovesOverThem) {
 }
 
 TEST_F(Hover, TransferWindowControlsGetTheMovesOverThem) {
-  const auto window = std::make_shared<TransferWindow>(stage.app->program());
+  const auto window = NewTransferWindow(stage.app->program());
   ShowAlone(*window);
   const std::set<std::string> met = WalkOver(*window);
   for (const char* name : {"state", "PB", "Command1", "Command4", "Frame1", "Label7(3)", "Shape1(7)", "Size(7)"}) {

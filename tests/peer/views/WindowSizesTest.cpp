@@ -12,7 +12,7 @@
 #include "AppStage.h"
 #include "SimNetwork.h"
 #include "desktop/views/ObjectNames.h"
-#include "transfer/TransferWindow.h"
+#include "transferwin/TransferWindow.h"
 #include "zipview/Form2.h"
 
 namespace pellora {

@@ -262,7 +262,7 @@ class FtpRestart : public FtpFixture {
       program.TransferWindowAt(1).reset();
       program.RaiseSerial(1);
       TakeUp(Record());
-      const auto window = std::make_shared<TransferWindow>(program);
+      const auto window = NewTransferWindow(program);
       program.TransferWindowAt(1) = window;
       window->SetRecordIndex(1);
       program.platform.tasks.Spawn(window->InitConnection());

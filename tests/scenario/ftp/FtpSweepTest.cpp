@@ -40,7 +40,7 @@ class FtpMachine final : public FtpFixture {
     record.ContinueSegments = record.SegmentCount >= 1;
     record.Paused = false;
     sim.Do([&] {
-      const auto window = std::make_shared<TransferWindow>(program);
+      const auto window = NewTransferWindow(program);
       program.TransferWindowAt(1) = window;
       window->SetRecordIndex(1);
       program.platform.tasks.Spawn(window->InitConnection());

@@ -5,13 +5,14 @@
 #include <vector>
 
 #include "MainWindowFixture.h"
+#include "app/NewTransferWindow.h"
 #include "capture/PelloraCatcher.h"
 #include "core/Ascii.h"
 #include "lang/Language.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "options/Options.h"
-#include "transfer/TransferWindow.h"
+#include "transferwin/TransferWindow.h"
 #include "ui/Controls.h"
 
 namespace pellora {
@@ -53,7 +54,7 @@ TEST_F(Captions, MatchTheirDesignInEnglish) {
   ReadLanguage(sim.disk().Get("/prog/english.txt"), texts);
   const std::vector<std::shared_ptr<Window>> windows = {
       std::make_shared<MainWindow>(program()), std::make_shared<Form1>(program()),
-      std::make_shared<WantDown>(program()), std::make_shared<TransferWindow>(program())};
+      std::make_shared<WantDown>(program()), NewTransferWindow(program())};
   // Of the hidden strip, where a number's text differs from the toolbar's.
   const std::set<std::string> toolbarWins = {"Command1(4)", "Command1(8)"};
   for (const std::shared_ptr<Window>& window : windows) {
@@ -80,7 +81,7 @@ TEST_F(Captions, StayAsDesignedInEveryWindowThatLoadsWithoutALanguageFile) {
   Start();
   const std::vector<std::shared_ptr<Window>> windows = {
       std::make_shared<Form1>(program()), std::make_shared<WantDown>(program()), std::make_shared<options>(program()),
-      std::make_shared<PelloraCatcher>(program(), nullptr), std::make_shared<TransferWindow>(program())};
+      std::make_shared<PelloraCatcher>(program(), nullptr), NewTransferWindow(program())};
   for (const std::shared_ptr<Window>& window : windows) {
     const Shown designed = ShownBy(*window);
     Do([&] { window->Load(); });
@@ -92,7 +93,7 @@ TEST_F(Captions, StayAsDesignedInEveryWindowThatLoadsWithoutALanguageFile) {
 TEST_F(Captions, StayAsDesignedOnTheDetailsButtonWithoutALanguageFile) {
   sim.disk().Lose("/prog/english.txt");
   Start();
-  const auto transfer = std::make_shared<TransferWindow>(program());
+  const auto transfer = NewTransferWindow(program());
   for (int click = 0; click < 2; ++click) {
     Do([&] { transfer->Command4.Click(); });
     EXPECT_EQ(transfer->Command4.Caption(), "Hide Details");

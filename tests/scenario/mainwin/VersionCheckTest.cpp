@@ -1,8 +1,9 @@
 #include "MainWindowFixture.h"
+#include "app/NewTransferWindow.h"
 #include "async/TaskLoop.h"
 #include "core/Addresses.h"
 #include "lang/Language.h"
-#include "transfer/TransferWindow.h"
+#include "transferwin/TransferWindow.h"
 
 namespace pellora {
 namespace {
@@ -306,7 +307,7 @@ TEST_F(VersionCheck, WebPageInPlaceOfThePackageIsNotHandedOver) {
   SimHttpServer packages(sim.network(), "packages.pellora.example");
   packages.Page("/Pellora53.zip", 200, "text/html", "moved");
   int handed = 0;
-  program().newTransferWindow = [this] { return std::make_shared<TransferWindow>(program()); };
+  program().newTransferWindow = [this] { return NewTransferWindow(program()); };
   program().handOverUpdate = [&](std::int16_t) { ++handed; };
   Body("5.3\r\nnotes");
   Check();
@@ -351,7 +352,7 @@ TEST_F(VersionCheck, PackageIsSavedInTheProgramsFolderAndHandedOver) {
   SimHttpServer packages(sim.network(), "packages.pellora.example");
   packages.File("/Pellora53.zip", SimContent(package), "application/zip");
   std::vector<std::int16_t> handed;
-  program().newTransferWindow = [this] { return std::make_shared<TransferWindow>(program()); };
+  program().newTransferWindow = [this] { return NewTransferWindow(program()); };
   program().handOverUpdate = [&](std::int16_t index) { handed.push_back(index); };
   program().settings.DownloadFolder = "/home/u/elsewhere/";
   Body("5.3\r\nnotes");
@@ -367,7 +368,7 @@ TEST_F(VersionCheck, MissingPackageIsNotHandedOver) {
   SimHttpServer packages(sim.network(), "packages.pellora.example");
   packages.Page("/Pellora53.zip", 404, "text/html", "no such package");
   int handed = 0;
-  program().newTransferWindow = [this] { return std::make_shared<TransferWindow>(program()); };
+  program().newTransferWindow = [this] { return NewTransferWindow(program()); };
   program().handOverUpdate = [&](std::int16_t) { ++handed; };
   Body("5.3\r\nnotes");
   Check();

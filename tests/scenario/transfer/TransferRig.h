@@ -12,8 +12,9 @@
 #include <vector>
 
 #include "SimPlatform.h"
+#include "app/NewTransferWindow.h"
 #include "core/Program.h"
-#include "transfer/TransferWindow.h"
+#include "transferwin/TransferWindow.h"
 
 namespace pellora {
 

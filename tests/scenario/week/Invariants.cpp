@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "transfer/TransferWindow.h"
+#include "transfer/ClassicEngine.h"
+#include "transferwin/TransferWindow.h"
 
 namespace pellora {
 
@@ -14,7 +15,7 @@ namespace {
 constexpr std::size_t kMostTold = 5;
 
 // Of the state numbers there are, for counting.
-std::size_t Slot(std::int16_t state) {
+std::size_t EntryOf(std::int16_t state) {
   return static_cast<std::size_t>(std::clamp<std::int16_t>(state, 0, kSegmentStates - 1));
 }
 
@@ -39,8 +40,9 @@ void Invariants::BeginSession(App& app, SimPlatform& sim, WatchedFiles& files, W
     std::shared_ptr<Transfer> made = make();
     const auto window = std::dynamic_pointer_cast<TransferWindow>(made);
     LiveWindow live;
-    live.alive = window;
-    live.window = window.get();
+    live.alive = window->engine();
+    live.engine = dynamic_cast<const ClassicEngine*>(window->engine().get());
+    live.window = window;
     windows_.push_back(live);
     return made;
   };
@@ -129,7 +131,7 @@ void Invariants::CheckRecord(int index, Cause cause) {
   CheckFlags(index, record);
   if (record.Finished) return;
   int open = 0;
-  for (int i = 1; i <= record.SegmentCount && i <= kMaxSegmentSockets; ++i) {
+  for (int i = 1; i <= record.SegmentCount && i <= kMaxLanes; ++i) {
     const SegmentRecord& segment = record.Segments[static_cast<std::size_t>(i)];
     SegmentShadow& was = shadow.segments[static_cast<std::size_t>(i)];
     if (segment.State != kSegmentComplete) ++open;
@@ -178,7 +180,7 @@ void Invariants::CheckSegment(int index, int number, const DownloadRecord& recor
     wrong("is full without being complete, or the other way round");
   }
   if (!fresh && segment.State != shadow.state) {
-    ++counts_.transitions[Slot(shadow.state)][Slot(segment.State)];
+    ++counts_.transitions[EntryOf(shadow.state)][EntryOf(segment.State)];
     if (!MayChange(shadow.state, segment.State, cause)) {
       wrong("went from state " + std::to_string(shadow.state) + " by cause " +
             std::to_string(static_cast<unsigned>(cause)));
@@ -206,7 +208,7 @@ void Invariants::CheckFlags(int index, const DownloadRecord& record) {
   if (record.Active && record.Paused) wrong("active and paused");
   if (record.Active && record.Finished) wrong("active and finished");
   if (record.Removed) wrong("in use and removed");
-  if (record.SegmentCount < 0 || record.SegmentCount > kMaxSegmentSockets) wrong("an impossible number of segments");
+  if (record.SegmentCount < 0 || record.SegmentCount > kMaxLanes) wrong("an impossible number of segments");
   if (record.SegmentCount > 0 && record.Segments.size() != static_cast<std::size_t>(record.SegmentCount) + 1) {
     wrong("an array that does not fit its segments");
   }

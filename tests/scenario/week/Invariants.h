@@ -33,6 +33,8 @@
 
 namespace pellora {
 
+class ClassicEngine;
+class Engine;
 class TransferWindow;
 
 class Invariants final : public DiskWatcher {
@@ -75,8 +77,9 @@ class Invariants final : public DiskWatcher {
     std::array<SegmentShadow, 9> segments;
   };
   struct LiveWindow {
-    std::weak_ptr<TransferWindow> alive;
-    TransferWindow* window = nullptr;
+    std::weak_ptr<const Engine> alive;  // of `engine`, which may outlive its window
+    const ClassicEngine* engine = nullptr;
+    std::weak_ptr<TransferWindow> window;
     HostId host = HostId::Other;  // of its record, when it was last in its slot
     bool ftp = false;
     SimLoop::Micros orphanSince = -1;  // -1: it is in its slot

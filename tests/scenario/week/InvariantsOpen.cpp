@@ -4,7 +4,8 @@
 
 #include "Invariants.h"
 #include "mainwin/MainWindow.h"
-#include "transfer/TransferWindow.h"
+#include "transfer/ClassicEngine.h"
+#include "transferwin/TransferWindow.h"
 #include "zipview/Form2.h"
 
 namespace pellora {
@@ -14,7 +15,7 @@ namespace {
 // Four timers of the main window, the re-test of waits, and what the preview renders.
 constexpr std::size_t kOwnAlarms = 6;
 constexpr std::size_t kWindowAlarms = 2;
-constexpr std::size_t kFtpAlarms = std::size_t{2} * kMaxSegmentSockets;
+constexpr std::size_t kFtpAlarms = std::size_t{2} * kMaxLanes;
 // A transfer without a slot finds that out at its next event; what it waits for is over soon.
 constexpr SimLoop::Micros kOrphanTime = 5 * SimLoop::kSecond;
 // Tasks that wait: up to one for each login of a transfer and a few more, one for each question, and the lists' own.
@@ -42,27 +43,28 @@ void Invariants::CheckWindows() {
   std::erase_if(windows_, [](const LiveWindow& live) { return live.alive.expired(); });
   std::size_t alarms = kOwnAlarms;
   for (LiveWindow& live : windows_) {
-    const TransferWindow& window = *live.window;
+    const int index = live.engine->Index();
+    const std::shared_ptr<TransferWindow> window = live.window.lock();
     alarms += kWindowAlarms + (live.ftp ? kFtpAlarms : 0);
-    const std::shared_ptr<Transfer>& slot = program.TransferWindowAt(window.RecordIndex);
-    if (slot.get() == live.window) {
+    const std::shared_ptr<Transfer>& slot = program.TransferWindowAt(index);
+    if (window && slot == window) {
       live.orphanSince = -1;
-      if (window.RecordIndex < 1 || window.RecordIndex > program.DownloadCount) {
+      if (index < 1 || index > program.DownloadCount) {
         Note("a transfer in a slot of no record");
         continue;
       }
-      const DownloadRecord& record = program.Download(window.RecordIndex);
-      live.host = records_[static_cast<std::size_t>(window.RecordIndex)].hostId;
+      const DownloadRecord& record = program.Download(index);
+      live.host = records_[static_cast<std::size_t>(index)].hostId;
       live.ftp = record.Protocol == kFtp;
       continue;
     }
-    allowed_[static_cast<std::size_t>(live.host)] += kMaxSegmentSockets;
-    if (live.ftp) allowed_[static_cast<std::size_t>(HostId::FtpData)] += kMaxSegmentSockets;
+    allowed_[static_cast<std::size_t>(live.host)] += kMaxLanes;
+    if (live.ftp) allowed_[static_cast<std::size_t>(HostId::FtpData)] += kMaxLanes;
     const SimLoop::Micros now = sim_->loop().Time();
     // A box may be its own: its time to end begins with the answer.
     if (live.orphanSince < 0 || sim_->dialogs().OpenCount() > 0) live.orphanSince = now;
     if (now - live.orphanSince >= kOrphanTime && live.host != HostId::Wild) {
-      Note("a transfer without a slot lives on that says \"" + window.state.Caption() + "\"");
+      Note("a transfer without a slot lives on that says \"" + (window ? window->state.Caption() : "") + "\"");
     }
   }
   const std::size_t running = sim_->loop().RunningAlarms();
@@ -81,11 +83,11 @@ void Invariants::AfterStall() {
 
 const Invariants::LiveWindow* Invariants::OwnerOfSocket(const ConnectionEvents* events) const {
   const auto at = std::find_if(windows_.begin(), windows_.end(),
-                               [&](const LiveWindow& live) { return LiesIn(*live.window, events); });
+                               [&](const LiveWindow& live) { return LiesIn(*live.engine, events); });
   return at == windows_.end() ? nullptr : &*at;
 }
 
-// The main connection and the viewer's two are members of their windows; the others belong to segments.
+// The main connection and the viewer's two are members of their engine and window; the others belong to segments.
 void Invariants::CheckSockets() {
   std::erase_if(viewers_, [](const auto& viewer) { return viewer.expired(); });
   counts_.mostSockets = std::max<std::uint64_t>(counts_.mostSockets, network_->Open().size());
@@ -98,8 +100,8 @@ void Invariants::CheckSockets() {
     if (one.events == nullptr || LiesIn(app_->mainWindow(), one.events)) continue;
     if (const LiveWindow* const owner = OwnerOfSocket(one.events)) {
       if (owner->orphanSince >= 0) continue;
-      const DownloadRecord& record = program.Download(owner->window->RecordIndex);
-      if (record.Paused || record.Finished) Note(Name(owner->window->RecordIndex) + "its probe is open");
+      const DownloadRecord& record = program.Download(owner->engine->Index());
+      if (record.Paused || record.Finished) Note(Name(owner->engine->Index()) + "its probe is open");
       continue;
     }
     const bool viewers = std::any_of(viewers_.begin(), viewers_.end(), [&](const auto& viewer) {
@@ -138,7 +140,7 @@ void Invariants::CheckFiles() {
     const bool atWork = record.Segment(owner->segment).State != kSegmentComplete && record.Protocol == kHttp;
     if (!atWork || (record.Paused && owner->segment != 1)) ++unexplained;
   }
-  if (unexplained > orphans * kMaxSegmentSockets) {
+  if (unexplained > orphans * kMaxLanes) {
     Note(std::to_string(unexplained) + " part files are open that no segment at work explains");
   }
 }

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "capture/DownloadBasket.h"
-#include "transfer/TransferWindow.h"
+#include "transferwin/TransferWindow.h"
 #include "zipview/Form2.h"
 
 namespace pellora {

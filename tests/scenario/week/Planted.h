@@ -11,6 +11,7 @@ enum class Planted {
   LostByte,         // a block comes without its last byte, now and then
   LateBlock,        // a socket that connects again gets the last block of its former connection once more
   SocketLeftOpen,   // a close does nothing, now and then
+  ProbeLeftOpen,    // nor does that of a connection on which a whole file was asked for
 };
 
 }  // namespace pellora

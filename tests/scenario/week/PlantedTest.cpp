@@ -6,13 +6,15 @@
 namespace pellora {
 namespace {
 
-// The first seed that finds it; 0 if none up to `most` does.
-std::uint64_t FoundBy(Planted planted, bool invariants, std::uint64_t most) {
+// The first seed with a finding that holds `text`; 0 if none up to `most` has one.
+std::uint64_t FoundBy(Planted planted, bool invariants, std::uint64_t most, const std::string& text = {}) {
   LifeOptions options;
   options.planted = planted;
   options.invariants = invariants;
   for (std::uint64_t seed = 1; seed <= most; ++seed) {
-    if (!Life(seed, options).Run().empty()) return seed;
+    for (const std::string& finding : Life(seed, options).Run()) {
+      if (finding.find(text) != std::string::npos) return seed;
+    }
   }
   return 0;
 }
@@ -28,6 +30,10 @@ TEST(PlantedFaults, AreFoundByInvariantsWithinFewSeeds) {
     const std::uint64_t seed = FoundBy(one.planted, true, one.within);
     EXPECT_NE(seed, 0U) << static_cast<int>(one.planted);
   }
+}
+
+TEST(PlantedFaults, ProbeThatIsLeftOpenIsFoundAsSuch) {
+  EXPECT_NE(FoundBy(Planted::ProbeLeftOpen, true, 40, "its probe is open"), 0U);
 }
 
 // A kill between the save of the list and the writing of the data leaves a finished file with a hole.

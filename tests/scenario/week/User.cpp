@@ -8,7 +8,7 @@
 #include "capture/DownloadBasket.h"
 #include "capture/PelloraCatcher.h"
 #include "options/Options.h"
-#include "transfer/TransferWindow.h"
+#include "transferwin/TransferWindow.h"
 #include "zipview/Form2.h"
 
 namespace pellora {

@@ -57,11 +57,12 @@ class WatchedConnection final : public Connection {
   ~WatchedConnection() override { WatchedConnection::Close(); }
 
   void Send(std::string_view bytes) override {
+    probe_ |= bytes.starts_with("GET ") && bytes.find("Range:") == std::string_view::npos;
     if (connection_) connection_->Send(bytes);
   }
   void Close() override {
     if (!connection_) return;
-    if (network_.planted_ == Planted::SocketLeftOpen && network_.random_.Below(30) == 0) {
+    if (StaysOpen()) {
       events_->silent = true;
       network_.left_.emplace_back(std::move(events_), std::move(connection_));
       return;
@@ -76,11 +77,17 @@ class WatchedConnection final : public Connection {
   }
 
  private:
+  bool StaysOpen() {
+    if (network_.planted_ == Planted::ProbeLeftOpen) return probe_;
+    return network_.planted_ == Planted::SocketLeftOpen && network_.random_.Below(30) == 0;
+  }
+
   WatchedNetwork& network_;
   std::shared_ptr<WatchedEvents> events_;
   std::list<OpenConnection>::iterator at_;
   std::unique_ptr<Connection> connection_;  // null once closed
   std::unique_ptr<Connection> closed_;
+  bool probe_ = false;
 };
 
 WatchedNetwork::WatchedNetwork(SimPlatform& sim, Planted planted)

@@ -1,0 +1,36 @@
+// HttpProbe: the first conversation over http. One GET on WS, judged by the first block of its reply alone; WS never
+// carries the file.
+#pragma once
+
+#include <string>
+
+#include "async/Task.h"
+#include "transfer/ReplyHeaders.h"
+
+namespace pellora {
+
+class ClassicEngine;
+class Winsock;
+
+class HttpProbe {
+ public:
+  // Both outlive it.
+  HttpProbe(ClassicEngine& engine, Winsock& main) : engine_(engine), WS(main) {}
+
+  void Connected();    // sends the request
+  void DataArrived();  // takes the reply and closes WS
+
+ private:
+  Task<> JudgeReply(ReplyHeaders reply);
+  Task<> JudgeFile(ReplyHeaders reply);
+  Task<> FollowRedirect(std::string location);
+  // A refusal by the server: says it, drops the record. False if the record changed hands meanwhile.
+  Task<bool> RefuseWithBox(std::string text);
+  Task<> AskAboutWebPage();
+  Task<> OpenViewer();
+
+  ClassicEngine& engine_;
+  Winsock& WS;
+};
+
+}  // namespace pellora

@@ -1,0 +1,144 @@
+#include "transferwin/TransferWindow.h"
+
+#include <utility>
+
+#include "async/TaskLoop.h"
+#include "core/FileNames.h"
+#include "lang/Language.h"
+#include "ports/Failure.h"
+#include "ports/Shell.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr int kTwipsPerPixel = 15;
+constexpr int kLongFormHeight = 5000 / kTwipsPerPixel;
+constexpr int kShortFormHeight = 2500 / kTwipsPerPixel;
+constexpr int kTextHideDetails = 515;
+constexpr int kTextShowDetails = 516;
+
+}  // namespace
+
+TransferWindow::TransferWindow(Program& program, std::shared_ptr<Engine> engine)
+    : Window(program.platform, "TransferWindow", ""), program_(program), engine_(std::move(engine)) {
+  Height = kLongFormHeight;
+  Command1.OnClick = [this] { OpenFile(); };
+  Command2.OnClick = [this] { Cancel(); };
+  Command3.OnClick = [this] { PauseOrResume(); };
+  Command4.OnClick = [this] { ToggleDetails(); };
+}
+
+TransferWindow::~TransferWindow() { engine_->DropView(); }
+
+void TransferWindow::SetRecordIndex(std::int16_t index) {
+  RecordIndex = index;
+  slot_ = Slot(program_, index, std::static_pointer_cast<TransferWindow>(Hold()));
+  engine_->Begin(slot_, *this);
+  // Until there are figures to draw; a window without a title cannot be told from others.
+  const DownloadRecord& record = slot_.Record();
+  Caption = record.FileName.empty() ? record.Host : record.FileName;
+}
+
+Task<> TransferWindow::InitConnection() {
+  const auto hold = Hold();
+  if (!engine_->StillCurrent()) co_return;
+  Load();
+  co_await engine_->InitConnection();
+}
+
+void TransferWindow::ShowWindow() {
+  if (!engineRetired_) Show();
+}
+
+// It may be hidden because another download has its slot. One that is paused, or waits for a silent server,
+// has no event in which to find that out.
+void TransferWindow::HideWindow() {
+  Hide();
+  program_.platform.tasks.Spawn(EndIfDropped());
+}
+
+Task<> TransferWindow::EndIfDropped() {
+  const auto hold = Hold();
+  co_await program_.platform.tasks.Yield();
+  (void)engine_->StillCurrent();
+}
+
+void TransferWindow::OpenFile() {
+  if (FinishedMode != 1 || !engine_->StillCurrent()) return;
+  const std::string& path = slot_.Record().SavePath;
+  program_.platform.shell.OpenPath(path, FolderOf(path));
+}
+
+void TransferWindow::OpenFolder() {
+  const std::string folder = FolderOf(slot_.Record().SavePath);
+  program_.platform.shell.OpenPath(folder, folder);
+}
+
+void TransferWindow::PauseOrResume() {
+  if (!engine_->StillCurrent()) return;
+  if (FinishedMode == 1) {
+    OpenFolder();
+    return;
+  }
+  if (slot_.Record().Finished) return;
+  if (slot_.Record().Paused) {
+    program_.platform.tasks.Spawn(ResumeDownload());
+  } else {
+    PauseDownload();
+  }
+}
+
+void TransferWindow::Cancel() {
+  if (!engine_->StillCurrent()) return;
+  Skip([this] { PauseDownload(); });
+  slot_.Empty();
+  engine_->Retire();
+}
+
+void TransferWindow::ToggleDetails() {
+  DetailsHidden = !DetailsHidden;
+  Command4.Tag = DetailsHidden ? "Show" : "Hide";
+  if (program_.languageRead) Command4.Caption = program_.Text(DetailsHidden ? kTextShowDetails : kTextHideDetails);
+  Height = DetailsHidden ? kShortFormHeight : kLongFormHeight;
+  DisplayIdle = DetailsHidden;
+}
+
+void TransferWindow::ShowCommand3(Command3Means means) {
+  Command3.Caption = means == Command3Means::Pause ? "Pause Download" : "Resume Download";
+}
+
+void TransferWindow::OfferFile() {
+  // Fixed English, in every language.
+  Command1.Caption = "Open File";
+  Command3.Caption = "Open Folder";
+  Command1.Enabled = true;
+  Command3.Enabled = true;
+}
+
+void TransferWindow::EngineRetired() {
+  engineRetired_ = true;
+  Unload();
+}
+
+void TransferWindow::OnLoad() {
+  FinishedMode = 0;
+  ApplyLanguage(*this, program_);
+}
+
+// Closing the window never stops a download.
+void TransferWindow::OnQueryUnload(bool& cancel, UnloadMode mode) {
+  if (mode != UnloadMode::UserClosed) return;
+  Hide();
+  cancel = true;
+}
+
+void TransferWindow::OnActivate() {
+  if (State() == WindowState::Normal) DisplayIdle = false;
+}
+
+void TransferWindow::OnDeactivate() {
+  if (State() == WindowState::Minimised) DisplayIdle = true;
+}
+
+}  // namespace pellora
