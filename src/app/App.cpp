@@ -128,6 +128,7 @@ struct App::Parts {
     if (mainWindow) {
       mainWindow->StopTimers();
       mainWindow->EndResumeAll();
+      mainWindow->EndRefreshes();
       windows = {catcher, mainWindow->wantDown};
     }
     pellora::SaveAndQuit(program, [&windows] {
@@ -170,7 +171,7 @@ Task<> App::Parts::Start(Parts* parts) {
                [&] { LoadList(program); });
   Skip([&] { RemoveOrphanedParts(program); });
   MainWindow& window = parts->Main();
-  Skip([&] { window.RefreshRows(0, 0); });
+  Skip([&] { window.RefreshRows(kAllRows, kUnforced); });
   Skip([&] { window.Load(); });
   Skip([&] { window.Show(); });
   window.StartTimers();

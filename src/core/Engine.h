@@ -14,9 +14,6 @@ namespace pellora {
 
 inline constexpr int kMaxLanes = 8;  // rows of the transfer window
 
-// A forced refresh of the lists: not subject to their limit.
-inline constexpr std::int16_t kForced = 1;
-
 enum class LaneColour { Unchanged, Receiving, Complete, Paused };
 
 // Whether one row is drawn or all are; some texts differ.

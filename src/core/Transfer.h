@@ -40,6 +40,11 @@ class ZipViewer {
   virtual void UnloadWindow() = 0;
 };
 
+// For RefreshRows.
+inline constexpr std::int16_t kAllRows = 0;
+inline constexpr std::int16_t kUnforced = 0;  // subject to the lists' limit
+inline constexpr std::int16_t kForced = 1;
+
 // What lies below the main window needs of it.
 class Lists {
  public:

@@ -105,7 +105,7 @@ void MainWindow::RemoveRecord(std::int16_t index) {
     for (const SegmentRecord& segment : other.Segments) parts.erase(segment.TempFile);
   }
   DeleteParts(program_, parts);
-  RefreshRows(0, 0);
+  RefreshRows(kAllRows, kUnforced);
   if (finished) RefreshDownList();
 }
 
@@ -123,7 +123,7 @@ Task<> MainWindow::Quit() {
 void MainWindow::PauseSelected() {
   const std::optional<Pick> pick = Selected(ListView1);
   if (pick) PauseRecord(pick->index);
-  RefreshRows(0, 0);
+  RefreshRows(kAllRows, kUnforced);
 }
 
 bool MainWindow::PauseRecord(std::int16_t index) {
@@ -136,7 +136,7 @@ bool MainWindow::PauseRecord(std::int16_t index) {
 void MainWindow::PauseAll() {
   EndResumeAll();
   const bool refreshed = PauseRunning();
-  if (!refreshed) RefreshRows(0, 0);
+  if (!refreshed) RefreshRows(kAllRows, kUnforced);
 }
 
 // Each pause forces a refresh of all rows; they are built once, after the last. True if they were.
@@ -150,7 +150,7 @@ bool MainWindow::PauseRunning() {
   }
   gatherRefreshes_ = false;
   const bool forced = std::exchange(forcedMeanwhile_, false);
-  return forced && Skip([this] { RefreshRows(0, 1); });
+  return forced && Skip([this] { RefreshRows(kAllRows, kForced); });
 }
 
 // Every waiting record starts or is queued, whether it was paused or not. Starting one may take seconds:
@@ -189,7 +189,7 @@ Task<> MainWindow::ResetList() {
   }
   program_.ResizeDownloads(0);
   DeleteParts(program_, parts);
-  RefreshRows(0, 0);
+  RefreshRows(kAllRows, kUnforced);
   RefreshDownList();
 }
 

@@ -96,7 +96,7 @@ bool QueueIfBusy(Program& program, std::int16_t index) {
 
 Task<> StartPlaced(Program* program, std::int16_t index) {
   co_await StartTransfer(program, index, Start::Added);
-  program->lists->RefreshRows(0, 0);
+  program->lists->RefreshRows(kAllRows, kUnforced);
 }
 
 }  // namespace
@@ -151,12 +151,12 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   // It moves from the list of finished files to that of current downloads.
   if (wasFinished) {
     program->lists->RefreshDownList();
-    program->lists->RefreshRows(0, 1);
+    program->lists->RefreshRows(kAllRows, kForced);
   }
   if (!later && !queued) {
     co_await StartPlaced(program, index);
   } else {
-    program->lists->RefreshRows(0, 0);
+    program->lists->RefreshRows(kAllRows, kUnforced);
   }
 }
 
@@ -169,7 +169,7 @@ AddOutcome AddWithoutAsking(Program& program, const std::string& url) {
   const std::int16_t index = PlaceRecord(program, NewRecord(program, url, parsed, 0));
   if (index == 0) return {0, ListIsFull()};
   if (QueueIfBusy(program, index)) {
-    program.lists->RefreshRows(0, 0);
+    program.lists->RefreshRows(kAllRows, kUnforced);
   } else {
     program.platform.tasks.Spawn(StartPlaced(&program, index));
   }

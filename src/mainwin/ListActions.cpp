@@ -48,7 +48,7 @@ void MainWindow::ToggleScheduled() {
   DownloadRecord& record = program_.Download(pick->index);
   if (record.Active || record.Finished) return;
   record.Scheduled = record.Scheduled == 1 ? std::int16_t{0} : std::int16_t{1};
-  RefreshRows(0, 0);
+  RefreshRows(kAllRows, kUnforced);
 }
 
 void MainWindow::OpenOrRestart(const ListView& list) {

@@ -174,6 +174,8 @@ class MainWindow final : public Window, public Lists {
   void RemoveRecord(std::int16_t index);
   // Ends a "resume all" that is under way.
   void EndResumeAll() { ++resumeRun_; }
+  // The program ends, and nobody sees the rows of what it pauses.
+  void EndRefreshes() { gatherRefreshes_ = true; }
   // The drop basket and the mark of its menu entry.
   void ShowBasket(bool shown);
   void Resize();

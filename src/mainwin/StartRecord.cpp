@@ -27,7 +27,7 @@ Task<> MainWindow::Restart(std::int16_t index) {
     co_return;
   }
   program_.Download(index).Queued = 1;
-  RefreshRows(0, 0);
+  RefreshRows(kAllRows, kUnforced);
 }
 
 }  // namespace pellora

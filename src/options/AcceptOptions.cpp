@@ -143,7 +143,7 @@ void options::TakeOverLanguage() {
     break;
   }
   if (program_.lists == nullptr) return;
-  Skip([&] { program_.lists->RefreshRows(0, 1); });
+  Skip([&] { program_.lists->RefreshRows(kAllRows, kForced); });
   Skip([&] { program_.lists->RefreshDownList(); });
 }
 

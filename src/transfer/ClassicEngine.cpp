@@ -125,7 +125,7 @@ void ClassicEngine::EndRecord(const RecordEnd& end) {
   Release(program_, Index(), end);
   slot_.Empty();
   Retire();
-  program_.lists->RefreshRows(0, kForced);
+  program_.lists->RefreshRows(kAllRows, kForced);
 }
 
 Task<> ClassicEngine::InitConnection() {
@@ -199,7 +199,7 @@ void ClassicEngine::PauseDownload() {
   }
   if (building_) StopJoin({});
   RefreshList(0);
-  program_.lists->RefreshRows(0, kForced);
+  program_.lists->RefreshRows(kAllRows, kForced);
 }
 
 bool ClassicEngine::ProbePending() { return WS.State() != SocketState::Closed || questionStands_; }
@@ -216,7 +216,7 @@ Task<> ClassicEngine::StartProbeAgain() {
   record.Active = true;
   co_await InitConnection();
   if (!StillCurrent()) co_return;
-  program_.lists->RefreshRows(0, kForced);
+  program_.lists->RefreshRows(kAllRows, kForced);
 }
 
 Task<> ClassicEngine::ResumeDownload() {
@@ -237,7 +237,7 @@ Task<> ClassicEngine::ResumeDownload() {
   co_await ConnectSegmented();
   if (!StillCurrent()) co_return;
   RefreshList(0);
-  program_.lists->RefreshRows(0, kForced);
+  program_.lists->RefreshRows(kAllRows, kForced);
 }
 
 Task<> ClassicEngine::ConnectFromViewer() {

@@ -92,7 +92,7 @@ void ClassicEngine::DoRefresh() {
     view_->DoRefresh();
   } else if (Current()) {
     Figures();
-    program_.lists->RefreshRows(Index(), 0);
+    program_.lists->RefreshRows(Index(), kUnforced);
   }
 }
 

@@ -69,7 +69,7 @@ Task<> HttpProbe::JudgeFile(ReplyHeaders reply) {
   record.FileSize = reply.tooLong ? 0 : std::max(0, reply.contentLength);
   engine_.FitSizeToPlan();
   Program& program = engine_.TheProgram();
-  program.lists->RefreshRows(engine_.Index(), 0);
+  program.lists->RefreshRows(engine_.Index(), kUnforced);
   // The type must match exactly: "text/html; charset=utf-8" is a file.
   if (reply.contentType == "text/html") {
     co_await AskAboutWebPage();
@@ -125,7 +125,7 @@ Task<bool> HttpProbe::RefuseWithBox(std::string text) {
   Release(engine_.TheProgram(), engine_.Index(), kRefused);
   engine_.StopTimeOut();
   engine_.EmptySlot();
-  engine_.TheProgram().lists->RefreshRows(0, 0);
+  engine_.TheProgram().lists->RefreshRows(kAllRows, kUnforced);
   co_return true;
 }
 

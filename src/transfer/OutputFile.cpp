@@ -81,13 +81,13 @@ bool ClassicEngine::OutputBuilt() {
     DeletePart(program_.platform.files, record.Segment(i).TempFile);
   }
   DoRefresh();
-  program_.lists->RefreshRows(0, kForced);
+  program_.lists->RefreshRows(kAllRows, kForced);
   program_.lists->RefreshDownList();
   if (IsUpdate(record) && program_.handOverUpdate) {
     program_.handOverUpdate(Index());
     return false;
   }
-  program_.lists->RefreshRows(0, 0);
+  program_.lists->RefreshRows(kAllRows, kUnforced);
   if (view_ != nullptr) view_->OfferFile();
   return true;
 }
@@ -97,7 +97,7 @@ void ClassicEngine::BuildFailed(const std::string& reason) {
   record.Active = false;
   record.Paused = true;
   StopJoin(reason);
-  program_.lists->RefreshRows(0, kForced);
+  program_.lists->RefreshRows(kAllRows, kForced);
   Tasks().Spawn(SayBuildFailed(&program_, record.FileName + ": " + reason));
 }
 

@@ -176,7 +176,7 @@ Task<> ClassicEngine::ConnectSegmented() {
   RefreshList(0);
   if (view_ != nullptr) view_->ShowLanes(Record().SegmentCount);
   EnableCommand3(!building_);
-  program_.lists->RefreshRows(0, kForced);
+  program_.lists->RefreshRows(kAllRows, kForced);
   // All parts may be there with nothing left to connect: the program ended before it joined them. The caller, who may
   // have other records to resume, does not wait for the join.
   CompleteIfAllEnded();
@@ -218,7 +218,7 @@ Task<> ClassicEngine::SegmentConnected(int index) {
   record.LastTick = Tick();
   co_await Tasks().Yield();
   co_await Tasks().Yield();
-  if (StillCurrent()) program_.lists->RefreshRows(0, kForced);
+  if (StillCurrent()) program_.lists->RefreshRows(kAllRows, kForced);
 }
 
 // The data path: one block, one positioned write, no copy between.

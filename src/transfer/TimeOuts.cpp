@@ -48,7 +48,7 @@ Task<> ClassicEngine::AskAboutTimeOut() {
   record.ConnectState = kConnectTimedOut;
   EmptySlot();
   Retire();
-  program_.lists->RefreshRows(0, kForced);
+  program_.lists->RefreshRows(kAllRows, kForced);
 }
 
 // Segment `i` may still be reconnected: nothing happened to it, nor to its connection, since that one's

@@ -46,7 +46,7 @@ void TransferWindow::DoRefresh() {
       RefreshList(0);
     }
   }
-  program_.lists->RefreshRows(RecordIndex, 0);
+  program_.lists->RefreshRows(RecordIndex, kUnforced);
 }
 
 void TransferWindow::DrawLane(const Lane& lane, int i, double fullWidth, const std::string& decimal) {

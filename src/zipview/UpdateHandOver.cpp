@@ -30,7 +30,7 @@ Task<> HandOverUpdate(Program* program, Unzip* unzip, std::int16_t index) {
   const DownloadRecord& record = program->Download(index);
   const std::string package = record.HasSavePath ? record.SavePath : folder + "/downloads/" + record.FileName;
   Release(*program, index, kHandedOver);
-  program->lists->RefreshRows(0, 0);
+  program->lists->RefreshRows(kAllRows, kUnforced);
   const std::shared_ptr<Transfer> transfer = program->TransferWindowAt(index);
   if (transfer) transfer->HideWindow();
   co_await platform.tasks.Yield();

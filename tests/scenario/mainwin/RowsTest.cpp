@@ -257,6 +257,16 @@ TEST_F(Rows, AreNotRebuiltAgainAtTheTickAfterAPauseAll) {
   EXPECT_EQ(window().ListView1.RowsVersion(), version);
 }
 
+TEST_F(Rows, AreNotRebuiltForWhatQuittingPauses) {
+  for (const char* const name : {"a", "b", "c"}) Transferring(Record(std::string("http://h/") + name));
+  const std::uint64_t version = window().ListView1.RowsVersion();
+  Do([&] {
+    app->SaveAndQuit();
+    EXPECT_EQ(window().ListView1.RowsVersion(), version);
+  });
+  EXPECT_TRUE(Rec(1).Paused);
+}
+
 TEST_F(Rows, ShowAll32767Records) {
   program().ResizeDownloads(kMaxRecords);
   for (int i = 1; i <= kMaxRecords; ++i) {
