@@ -80,7 +80,7 @@ Task<std::optional<std::string>> Boxes::AskFolder(FolderRequest request) {
   co_return answer->path;
 }
 
-bool Boxes::Stands(const void* owner, const std::string& text) const {
+bool Boxes::IsOpen(const void* owner, const std::string& text) const {
   return std::any_of(queue_.begin(), queue_.end(), [&](const Entry& e) { return e.owner == owner && e.text == text; });
 }
 

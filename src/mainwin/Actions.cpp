@@ -75,7 +75,7 @@ void MainWindow::ShowOptions() {
 // True for Yes. A question that stands already is not asked a second time.
 Task<bool> MainWindow::Confirm(std::string text, std::string title) {
   const auto hold = Hold();
-  if (program_.boxes.Stands(this, text)) co_return false;
+  if (program_.boxes.IsOpen(this, text)) co_return false;
   BoxRequest request{std::move(text), std::move(title), kYesNo | kQuestion};
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
   co_return answer != kAnswerNo;

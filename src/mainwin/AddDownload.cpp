@@ -106,7 +106,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   const ParsedUrl parsed = ParseUrl(url);
   if (parsed.result == kUrlRefused) {
     const std::string& text = program->Text(kBadUrl);
-    if (boxes.Stands(caller, text)) co_return;
+    if (boxes.IsOpen(caller, text)) co_return;
     BoxRequest request{text, kProgramName, kCritical};
     (void)co_await boxes.Ask(caller, std::move(request));
     co_return;

@@ -69,7 +69,7 @@ Task<> MainWindow::OpenFile(std::int16_t index) {
     co_return;
   }
   const std::string text = program_.Download(index).FileName + " not found. Can't start it";
-  if (program_.boxes.Stands(this, text)) co_return;
+  if (program_.boxes.IsOpen(this, text)) co_return;
   BoxRequest request{text, kProgramName, kCritical};
   (void)co_await program_.boxes.Ask(this, std::move(request));
 }

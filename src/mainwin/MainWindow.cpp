@@ -200,7 +200,7 @@ void MainWindow::StopTimers() {
 Task<> MainWindow::About() {
   const auto hold = Hold();
   const std::string text = std::string(kProgramName) + "\nVersion : " + kVersionText;
-  if (program_.boxes.Stands(this, text)) co_return;
+  if (program_.boxes.IsOpen(this, text)) co_return;
   BoxRequest request{text, kProgramName, kInformation};
   (void)co_await program_.boxes.Ask(this, std::move(request));
 }

@@ -110,7 +110,7 @@ void MainWindow::VersionArrived(const std::string& block) {
 Task<> MainWindow::OfferVersion(float version, std::string notes) {
   const auto hold = Hold();
   const std::string text = Shortened(std::move(notes)) + "\r\n\r\nWould you want to download this new version ?";
-  if (offers_ == kMostOffers || program_.boxes.Stands(this, text)) co_return;
+  if (offers_ == kMostOffers || program_.boxes.IsOpen(this, text)) co_return;
   int answer = kAnswerNo;
   {
     const Counted counted(offers_);

@@ -166,7 +166,7 @@ void options::GetNow() {
 Task<> options::Browse(const Label* caption, TextBox* folder) {
   const auto hold = Hold();
   FolderRequest request{caption->Caption, folder->Text};
-  if (program_.boxes.Stands(&program_.boxes, request.title)) co_return;
+  if (program_.boxes.IsOpen(&program_.boxes, request.title)) co_return;
   const std::optional<std::string> chosen = co_await program_.boxes.AskFolder(std::move(request));
   if (!chosen || !Loaded()) co_return;
   folder->Text = chosen->ends_with('/') ? *chosen : *chosen + "/";
@@ -174,7 +174,7 @@ Task<> options::Browse(const Label* caption, TextBox* folder) {
 
 Task<> options::Say(BoxRequest message) {
   const auto hold = Hold();
-  if (program_.boxes.Stands(this, message.text)) co_return;
+  if (program_.boxes.IsOpen(this, message.text)) co_return;
   (void)co_await program_.boxes.Ask(this, std::move(message));
 }
 

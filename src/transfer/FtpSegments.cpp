@@ -68,7 +68,7 @@ void TransferWindow::FtpSegmentReply(int index, std::string_view code) {
     SendFtpCommand(index, FtpUserCommand());
     ftpUserSent_[entry] = true;
   } else if (code == "500") {
-    if (!program_.boxes.Stands(this, "Error in FTP !")) Tasks().Spawn(SayFtpError());
+    if (!program_.boxes.IsOpen(this, "Error in FTP !")) Tasks().Spawn(SayFtpError());
   } else if (code == "230") {
     RefreshList(0);
   } else if (code == "350") {
@@ -236,7 +236,7 @@ void TransferWindow::FtpDataArrived(int index, std::size_t bytes) {
   const std::int64_t received = segment.ReceivedNow + length;
   if (record.FileSize == 0) {
     segment.ReceivedNow = static_cast<std::int32_t>(std::min<std::int64_t>(received, INT32_MAX));
-    if (!program_.boxes.Stands(this, "Error !")) Tasks().Spawn(SayUnknownSize());
+    if (!program_.boxes.IsOpen(this, "Error !")) Tasks().Spawn(SayUnknownSize());
     return;
   }
   // What counts of the last block is one less than the segment still lacked, so that Received ends one

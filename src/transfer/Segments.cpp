@@ -250,7 +250,7 @@ void TransferWindow::SegmentDataArrived(int index, std::size_t bytes) {
   const auto length = static_cast<std::int64_t>(data.size());
   segment.ReceivedNow = AddSaturated(segment.ReceivedNow, length);
   if (record.FileSize == 0) {
-    if (!program_.boxes.Stands(this, "Error !")) Tasks().Spawn(SayUnknownSize());
+    if (!program_.boxes.IsOpen(this, "Error !")) Tasks().Spawn(SayUnknownSize());
     return;
   }
   Account(tick, length);
