@@ -74,12 +74,12 @@ Task<> MainWindow::OpenFile(std::int16_t index) {
   (void)co_await program_.boxes.Ask(this, std::move(request));
 }
 
-// A finished download leaves the list; its file stays on the disk.
+// The files stay on the disk.
 void MainWindow::ClearSelected() {
   for (const std::size_t at : ListView2.Selection()) {
     const std::optional<Pick> pick = PickOf(ListView2.Rows()[at]);
     if (!pick) continue;
-    if (!program_.Download(pick->index).Finished) continue;  // the same URL, started again from the beginning
+    if (!program_.Download(pick->index).Finished) continue;  // the same URL, started again
     Release(program_, pick->index, kCleared);
   }
   RefreshDownList();
