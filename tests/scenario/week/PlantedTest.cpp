@@ -1,4 +1,4 @@
-// The harness finds what it is there for: faults that are put between the program and the machine.
+// The harness finds faults inserted between the program and the machine.
 #include <gtest/gtest.h>
 
 #include "Life.h"
@@ -6,7 +6,7 @@
 namespace pellora {
 namespace {
 
-// The first seed that finds it; 0 if none up to `most` does.
+// The first seed that finds the fault; 0 if none up to `most` does.
 std::uint64_t FoundBy(Planted planted, bool invariants, std::uint64_t most) {
   LifeOptions options;
   options.planted = planted;
@@ -30,7 +30,7 @@ TEST(PlantedFaults, AreFoundByInvariantsWithinFewSeeds) {
   }
 }
 
-// A kill between the save of the list and the writing of the data leaves a finished file with a hole.
+// A kill between saving the list and writing the data leaves a finished file with a hole.
 TEST(PlantedFaults, AreFoundByFinishedFilesAloneIfTheListIsSavedEarly) {
   EXPECT_NE(FoundBy(Planted::ListAheadOfData, false, 1000), 0U);
 }
