@@ -46,7 +46,7 @@ const char* StateWord(const DownloadRecord& record) {
   return record.Paused ? "paused" : "waiting";
 }
 
-// Tells this run's ids from those of another run, in which the serials begin anew.
+// Tells this run's ids from those of other runs, which have the same serials.
 std::string RunMark(const Clock& clock) {
   constexpr double kMillisecondsOfADay = 86400e3;
   constexpr std::string_view kDigits = "0123456789abcdefghijklmnopqrstuvwxyz";
@@ -57,7 +57,7 @@ std::string RunMark(const Clock& clock) {
   return mark;
 }
 
-// What an act returns, or what it failed of.
+// What `act` returns, or the reason of its Failure.
 template <class Act>
 std::string ReasonOf(Act&& act) {
   try {
@@ -72,8 +72,7 @@ Task<> Say(Program* program, std::string text) {
   (void)co_await program->boxes.Ask(program, std::move(request));
 }
 
-// Runs a step of the start. One that a file stops does nothing, like any other that fails, but says so:
-// nobody could guess why settings or downloads are missing.
+// Runs a step of the start. A failing file is reported: the user could not guess why settings or downloads are missing.
 template <class Step>
 void TryAndReport(Program& program, const char* what, Step&& step) {
   try {
@@ -101,14 +100,14 @@ struct App::Parts {
     return there && IdOf(index) == id ? index : std::int16_t{0};
   }
 
-  // Runs a call from outside, or keeps it until the start sequence is over. Nothing once the program is about to end.
+  // Runs a call from outside, or keeps it until the start sequence is over. Ignores it once the program is ending.
   void WhenStarted(std::function<void()> call) {
     if (stopped) return;
     if (!started) return earlyCalls.push_back(std::move(call));
     call();
   }
 
-  // The window comes into being at its first use, and with it those that stand beside it.
+  // Created at first use, together with the tray icon's window and the basket.
   MainWindow& Main() {
     if (!mainWindow) {
       mainWindow = std::make_shared<MainWindow>(program);
@@ -137,7 +136,7 @@ struct App::Parts {
   }
 
   void CreateFolders() {
-    // Without a documents folder this is the root of the disk, as in the defaults of the two folders.
+    // Without a documents folder these are at the root of the disk, like the defaults of the two folders.
     const std::string documents = program.platform.machine.DocumentsFolder();
     for (const char* name : {"/Pellora", "/Pellora/downloads", "/Pellora/temp"}) {
       Skip([&] { program.platform.files.CreateFolder(documents + name); });
@@ -149,7 +148,7 @@ struct App::Parts {
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
   const std::string runMark;
-  std::vector<std::function<void()>> earlyCalls;  // from outside, before the start sequence was over
+  std::vector<std::function<void()>> earlyCalls;
   bool started = false;
   bool stopped = false;
 
@@ -204,7 +203,7 @@ App::~App() = default;
 
 void App::Start() { parts_->program.platform.tasks.Spawn(Parts::Start(parts_.get())); }
 
-// Many calls with a bad URL leave one message behind, not one each.
+// `parts` as the caller: many calls with a bad URL show one message.
 void App::MenuURL(std::string url, const std::string&, const std::string&) {
   Parts* const parts = parts_.get();
   parts->WhenStarted([parts, url = std::move(url)] {

@@ -1,5 +1,5 @@
-// App: puts the pieces together over one Platform: the program's state, its windows, the start sequence
-// and the ways in from outside. The desktop's main() and the simulator's tests both run this App.
+// App: puts the pieces together over one Platform: the program's state, its windows, the start sequence and the calls
+// from outside. Both the desktop's main() and the simulator's tests run this App.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ class PelloraCatcher;
 // What a script sees of one listed record.
 struct DownloadInfo {
   std::int16_t index = 0;
-  std::string id;  // of this record alone: never that of another one in the same slot, nor of another run's
+  std::string id;  // unique: no other record has it, in this slot or in another run
   std::string name;
   std::string url;
   std::string state;          // one of "finished", "active", "scheduled", "failed", "queued", "paused", "waiting"
@@ -28,11 +28,11 @@ struct DownloadInfo {
   std::int32_t size = 0;      // bytes; 0 if unknown
   double percent = 0;
   std::string savedPath;  // empty until finished
-  // Whole seconds since a byte came, or since the start or the resume; nothing unless it is active.
+  // Whole seconds since the last byte, or since the start or resume; none unless active.
   std::optional<std::uint32_t> silentSeconds;
 };
 
-// What became of an address that a script has handed over.
+// The result of an address that a script has added.
 struct AddAnswer {
   std::string id;      // empty if it was refused
   std::string reason;  // in one sentence
@@ -45,29 +45,29 @@ class App {
   App(const App&) = delete;
   App& operator=(const App&) = delete;
 
-  // The start sequence behind the single-instance test, as a running task: folders, settings, language,
-  // list, windows. Failures are ignored step by step.
+  // The start sequence after the single-instance check, as a task: folders, settings, language, list, windows. Failures
+  // are ignored step by step.
   void Start();
 
-  // The automation class. Both return at once; calls that arrive before the start sequence is over wait
-  // for its end. The second and third arguments are accepted and ignored.
+  // The automation class. Both return at once; calls before the end of the start sequence take effect at its end. The
+  // second and third arguments are ignored.
   void MenuURL(std::string url, const std::string& refURL, const std::string& cookie);
   void LeechURL(const std::string& url, const std::string& refURL);
 
-  // For scripts: adds an address without ever asking, and starts or queues it. Called before the start sequence is
-  // over it is answered at its end; one that the end of the program overtakes is not answered.
+  // For scripts: adds an address without asking, and starts or queues it. Calls before the end of the start sequence
+  // are answered at its end, or never if the program ends first.
   void Add(std::string url, std::function<void(AddAnswer)> answered);
-  // For scripts, without a question. Each returns why nothing was done, or an empty text. Removing a finished download
+  // For scripts, without asking. Each returns why nothing was done, or an empty text. Removing a finished download
   // keeps its file; removing an unfinished one deletes its parts.
   std::string Pause(const std::string& id);
   std::string Remove(const std::string& id);
 
-  // Starts or queues every waiting download, as the toolbar does. During the start sequence: at its end.
+  // Starts or queues every waiting download, like the toolbar; at the end of the start sequence if called during it.
   void ResumeAll();
 
-  // A second start leads here: the main window is shown and raised.
+  // For a second start: shows and raises the main window.
   void ShowMainWindow();
-  // Session end or a termination signal: pauses, saves and ends without a question.
+  // For the session's end or a termination signal: pauses, saves and ends without asking.
   void SaveAndQuit();
 
   // Every listed record (InUse), in record order.

@@ -12,8 +12,7 @@ namespace pellora {
 Boxes::Boxes(Platform& platform) : platform_(platform) {}
 Boxes::~Boxes() = default;
 
-// The entries are built outside of the coroutines: g++ 12 releases the captures of a lambda twice when it
-// stands in a braced list inside of one.
+// Entries are built outside the coroutines: g++ 12 releases the captures of a lambda in a braced list there twice.
 std::shared_ptr<std::optional<int>> Boxes::EnqueueBox(const void* owner, const BoxRequest& request) {
   auto answer = std::make_shared<std::optional<int>>();
   Entry entry;
@@ -80,7 +79,7 @@ Task<std::optional<std::string>> Boxes::AskFolder(FolderRequest request) {
   co_return answer->path;
 }
 
-bool Boxes::Stands(const void* owner, const std::string& text) const {
+bool Boxes::IsOpen(const void* owner, const std::string& text) const {
   return std::any_of(queue_.begin(), queue_.end(), [&](const Entry& e) { return e.owner == owner && e.text == text; });
 }
 

@@ -1,5 +1,5 @@
-// Boxes: message boxes and file dialogs, one at a time. What is asked while one stands waits in a queue.
-// A waiting task resumes with the answer; whatever it knew before must be fetched anew.
+// Boxes: message boxes and file dialogs, one at a time; further ones wait in a queue. A waiting task resumes with the
+// answer and must fetch anew whatever it knew before.
 #pragma once
 
 #include <deque>
@@ -22,14 +22,14 @@ class Boxes {
   Boxes(const Boxes&) = delete;
   Boxes& operator=(const Boxes&) = delete;
 
-  // `owner` tells boxes apart for Stands; it is only compared. Give a named request, moved: g++ 12
-  // destroys a request written inside the co_await twice.
+  // `owner` is only compared, by IsOpen. Move a named request in: g++ 12 destroys one written inside the co_await
+  // twice.
   Task<int> Ask(const void* owner, BoxRequest request);
   Task<std::optional<std::string>> AskSavePath(SaveRequest request);
   Task<std::optional<std::string>> AskFolder(FolderRequest request);
 
-  // True while a box of that owner and text stands or waits its turn.
-  bool Stands(const void* owner, const std::string& text) const;
+  // True while a box with that owner and text is open or queued.
+  bool IsOpen(const void* owner, const std::string& text) const;
 
  private:
   struct Entry {
@@ -43,7 +43,7 @@ class Boxes {
   };
   std::shared_ptr<std::optional<int>> EnqueueBox(const void* owner, const BoxRequest& request);
   using PathAnswered = std::function<void(std::optional<std::string> path)>;
-  // `ask` shows the dialog of that title.
+  // `ask` shows the dialog.
   std::shared_ptr<PathAnswer> EnqueuePath(const std::string& title, std::function<void(PathAnswered)> ask);
   std::shared_ptr<PathAnswer> EnqueueSave(const SaveRequest& request);
   std::shared_ptr<PathAnswer> EnqueueFolder(const FolderRequest& request);
@@ -52,7 +52,7 @@ class Boxes {
   void FirstAnswered();
 
   Platform& platform_;
-  std::deque<Entry> queue_;  // the first one stands
+  std::deque<Entry> queue_;  // the first one is open
   std::shared_ptr<int> alive_ = std::make_shared<int>(0);
 };
 

@@ -1,8 +1,8 @@
 // EventGate: the one door through which every event of the platform enters the logic.
 //
-// It is the boundary behind which a handler is abandoned at its first Failure. When the outermost event
-// is over it releases what the event disposed of, so that a window or a connection may drop itself in
-// its own handler, and then lets the waiting tasks look again.
+// A Failure abandons the handler and ends here. After the outermost event the waiting tasks test their conditions, and
+// then everything that the event disposed of is released, so that a window or connection may drop itself in its own
+// handler.
 #pragma once
 
 #include <functional>
@@ -20,7 +20,6 @@ class EventGate {
   EventGate(const EventGate&) = delete;
   EventGate& operator=(const EventGate&) = delete;
 
-  // Delivers one event. A Failure ends the handler and goes no further.
   template <class Handler>
   void Deliver(Handler&& handler) {
     ++depth_;
@@ -28,20 +27,20 @@ class EventGate {
       const Leave leave{*this};
       try {
         std::forward<Handler>(handler)();
-      } catch (const Failure&) {  // NOLINT(bugprone-empty-catch): the handler is abandoned, its caller goes on
+      } catch (const Failure&) {  // NOLINT(bugprone-empty-catch): the handler is abandoned, its caller continues
       }
     }
     if (depth_ == 0) AfterEvent();
   }
 
-  // Keeps an object until the event in progress is over; at once outside of events.
+  // Keeps an object until the event in progress is over; outside events it is released at once.
   void DisposeAfterEvent(std::shared_ptr<void> object) {
     if (depth_ > 0) disposed_.push_back(std::move(object));
   }
 
-  // Keeps an object that nobody else may hold until LetGo: a loaded window, a transfer without a slot.
+  // Keeps an object until LetGo that may have no other holder: a loaded window, a transfer without a slot.
   void Keep(std::shared_ptr<void> object) { kept_.push_back(std::move(object)); }
-  // Lets go of it after the event in progress.
+  // Releases it after the event in progress.
   void LetGo(const void* object) {
     for (auto at = kept_.begin(); at != kept_.end(); ++at) {
       if (at->get() != object) continue;
@@ -51,7 +50,7 @@ class EventGate {
       return;
     }
   }
-  // At the end of the program, while everything that its windows refer to still stands.
+  // At the end of the program, while everything that its windows refer to still exists.
   void LetGoOfAll() {
     std::vector<std::shared_ptr<void>> kept;
     kept.swap(kept_);
@@ -74,7 +73,7 @@ class EventGate {
       const Leave leave{*this};
       if (hook_) hook_();
     }
-    // What is released here may dispose of more; that is released with it.
+    // Releasing one may dispose of more; they go at once.
     std::vector<std::shared_ptr<void>> ended;
     ended.swap(disposed_);
   }

@@ -15,7 +15,7 @@ struct Outcome {
   std::exception_ptr failure;
 };
 
-// Outside of the coroutine: g++ 12 gets some captures in one wrong.
+// Outside the coroutine: g++ 12 gets some captures in one wrong.
 std::shared_ptr<Outcome> Begin(Background& background, Background::Work work) {
   auto outcome = std::make_shared<Outcome>();
   background.Run(std::move(work), [outcome](std::exception_ptr failure) {

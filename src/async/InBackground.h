@@ -1,4 +1,4 @@
-// InBackground: work outside of the event loop that a task waits for.
+// InBackground: lets a task wait for work outside the event loop.
 #pragma once
 
 #include "async/Task.h"
@@ -8,7 +8,7 @@ namespace pellora {
 
 struct Platform;
 
-// Runs `work` and waits for its end. Throws the Failure that it ended in.
+// Runs `work` and waits for its end. Rethrows its Failure.
 Task<> InBackground(const Platform* platform, Background::Work work);
 
 }  // namespace pellora

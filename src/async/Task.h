@@ -1,11 +1,10 @@
 // Task: a handler that may yield or wait, as a C++20 coroutine.
 //
-// A Task does nothing until it is awaited by another Task or given to TaskLoop::Spawn; then it runs in
-// place up to its first wait. An exception leaves through the awaiting Task; at the root TaskLoop
-// swallows a Failure. Destroying a Task destroys its frame and every frame it awaits, so an end in the
-// middle of a wait leaks nothing.
-// Parameters are taken by value, and a member coroutine of a window first takes a reference that keeps
-// its window alive: `const auto hold = Hold();`.
+// A Task does nothing until it is awaited by another Task or given to TaskLoop::Spawn; then it runs in place up to its
+// first wait. An exception leaves through the awaiting Task; at the root TaskLoop swallows a Failure. Destroying a Task
+// destroys its frame and every frame it awaits, so one dropped in the middle of a wait leaks nothing.
+// Take parameters by value, and begin a member coroutine of a window with `const auto hold = Hold();`, which keeps the
+// window alive.
 #pragma once
 
 #include <coroutine>

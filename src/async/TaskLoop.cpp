@@ -10,7 +10,7 @@ namespace pellora {
 TaskLoop::TaskLoop(EventGate& gate, EventLoop& events)
     : gate_(gate), events_(events), retest_(events.NewAlarm([this] {
         armedFor_ = 0;
-        ArmRetest();  // the conditions themselves are tested after this event, as after every one
+        ArmRetest();  // the conditions are tested after this event, as after any
       })) {
   gate_.SetAfterEvent([this] { TestConditions(); });
 }
@@ -56,7 +56,7 @@ void TaskLoop::ResumeWaiter(std::uint64_t id) {
   SweepEnded();
 }
 
-// A resumed task may end other waits or begin new ones, so the walk starts afresh after each.
+// A resumed task may end other waits or begin new ones, so the search restarts after each.
 void TaskLoop::TestConditions() {
   for (;;) {
     const auto ready =
@@ -78,7 +78,7 @@ void TaskLoop::ArmRetest() {
     return;
   }
   if (armedFor_ != 0 && armedFor_ <= soonest) return;
-  // The longer first wait is spent once; from then on every condition is looked at every 10 ms.
+  // A longer first wait counts once; from then on every condition is tested every 10 ms.
   for (Waiter& w : waiters_) {
     if (w.retest > kRetestMilliseconds) w.retest = kRetestMilliseconds;
   }
@@ -101,7 +101,7 @@ void TaskLoop::SweepEnded() {
   if (!error) return;
   try {
     std::rethrow_exception(error);
-  } catch (const Failure&) {  // NOLINT(bugprone-empty-catch): the handler is abandoned, its caller goes on
+  } catch (const Failure&) {  // NOLINT(bugprone-empty-catch): the handler is abandoned, its caller continues
   }
 }
 

@@ -1,9 +1,9 @@
 // TaskLoop: owns the running tasks and resumes those whose wait is over.
 //
-// Yield lets everything ready now run first. Until tests its condition after every event and at least
-// every 10 ms; UntilEvent only after every event, for conditions that nothing but an event can change.
-// A wait never nests: handlers run from the platform's loop while tasks stand suspended. Tasks that
-// still wait when the TaskLoop is destroyed are destroyed with it, not resumed.
+// Yield lets everything ready now run first. Until tests its condition after every event and at least every 10 ms;
+// UntilEvent only after every event, for conditions that only an event can change. Waits never nest: handlers run from
+// the platform's loop while tasks are suspended. Tasks still waiting when the TaskLoop is destroyed are destroyed with
+// it, not resumed.
 #pragma once
 
 #include <coroutine>
@@ -31,7 +31,7 @@ class TaskLoop {
   // Runs `task` up to its first wait and keeps it until it ends.
   void Spawn(Task<> task);
 
-  // Destroys every task where it waits. No task runs any more after it until one is spawned.
+  // Destroys every task where it waits.
   void Clear();
 
   class YieldAwaiter {
@@ -60,8 +60,8 @@ class TaskLoop {
   };
 
   YieldAwaiter Yield() { return YieldAwaiter(*this); }
-  // `firstRetest`: milliseconds until the first test that no event brings, where the caller knows that
-  // an earlier one must fail.
+  // `firstRetest`: milliseconds until the first test without an event, if the caller knows that earlier ones would
+  // fail.
   UntilAwaiter Until(std::function<bool()> condition, std::uint32_t firstRetest = kRetestMilliseconds) {
     return {*this, std::move(condition), firstRetest};
   }

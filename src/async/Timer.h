@@ -1,5 +1,5 @@
-// Timer: the timer control of the windows. Setting Enabled to the value it has does nothing; enabling
-// starts a full interval. A repeating timer goes on ticking while one of its own ticks is waiting.
+// Timer: the timer control of the windows. Enabling starts a full interval; setting the present value does nothing. The
+// timer keeps ticking while a handler of an earlier tick waits.
 #pragma once
 
 #include <cstdint>

@@ -52,7 +52,7 @@ void Winsock::Connected() {
 
 void Winsock::DataArrived(std::string_view block) {
   block_ = block;
-  // A handler that waited has let go of the block; one that closed the socket has emptied it.
+  // Valid only during this call; a handler that closed the socket has emptied it already.
   const std::uint32_t before = number_;
   if (OnDataArrival) OnDataArrival(block.size());
   if (number_ == before) block_ = {};

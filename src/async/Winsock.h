@@ -1,9 +1,8 @@
 // Winsock: the socket control of the windows, over one Connection at a time.
 //
-// Connect on a socket that is not closed is a Failure; Close is harmless on a closed one and no event
-// follows it. A socket whose attempt failed or whose peer is gone is not closed: only Close makes it so.
-// `Number` rises with each Connect and Close, so that a handler that waited can tell whether the
-// connection it served still stands.
+// Connect on a socket that is not closed is a Failure; Close is harmless on a closed one and no event follows it. A
+// failed attempt or a peer that closed does not close the socket: only Close does. `Number` rises with each Connect and
+// Close, so that a handler that waited can tell whether its connection is still the present one.
 #pragma once
 
 #include <cstdint>
@@ -40,7 +39,7 @@ class Winsock final : private ConnectionEvents {  // NOLINT(cppcoreguidelines-vi
   void Close();
   SocketState State() const { return state_; }
   std::uint32_t Number() const { return number_; }
-  // While False arriving data waits in the kernel; holds for later connections too.
+  // While False, data waits in the kernel; applies to later connections too.
   void SetReading(bool reading);
 
   // Events. Set once, before the first Connect.

@@ -39,7 +39,7 @@ DownloadBasket::DownloadBasket(Program& program, std::shared_ptr<MainWindow> mai
 
 void DownloadBasket::OnLoad() { platform_.tasks.Spawn(ShowOnTop()); }
 
-// Whoever hides the basket meanwhile has the last word.
+// Stays hidden if it is hidden meanwhile.
 Task<> DownloadBasket::ShowOnTop() {
   const auto hold = Hold();
   co_await platform_.tasks.Yield();
@@ -68,7 +68,7 @@ void DownloadBasket::MoveTo(double left, double top) {
   Top = Within(top, screen.height - Height);
 }
 
-// The window manager's way to close it is no other than the menu's.
+// Closing it by the window manager does what the menu does.
 void DownloadBasket::OnQueryUnload(bool& cancel, UnloadMode mode) {
   if (mode != UnloadMode::UserClosed) return;
   cancel = true;
@@ -109,7 +109,7 @@ int DownloadBasket::OLEDragDrop(const DataObject& data, int effect) {
   return effect;
 }
 
-// The text is passed on unchanged. A dropped link is never started at once.
+// Passes the text on unchanged. Never starts a dropped link at once.
 bool DownloadBasket::TakeText(const std::string& text) {
   if (!HasScheme(TrimBlanks(text))) return false;
   platform_.tasks.Spawn(AddDownload(&program_, text, true, 0, this));
@@ -123,8 +123,7 @@ bool DownloadBasket::TakeLinks(const std::string& list) {
   return true;
 }
 
-// Each is an addition like any other: one that asks does not hold up those after it. However many there are, the
-// windows go on between two of them.
+// Each as a separate task: one that asks does not hold up the next. The windows stay responsive in between.
 Task<> DownloadBasket::AddEach(std::vector<std::string> links) {
   const auto hold = Hold();
   for (const std::string& link : links) {

@@ -1,5 +1,5 @@
-// DownloadBasket: a small square that stays on top of all windows and takes a URL dropped on it. The left
-// button moves it, never beyond the screen; the right one opens the tray icon's menu.
+// DownloadBasket: a small square that stays on top of all windows and adds URLs dropped on it. The left button moves
+// it, never off the screen; the right one opens the tray icon's menu.
 #pragma once
 
 #include <memory>
@@ -17,7 +17,7 @@ namespace pellora {
 class MainWindow;
 class PelloraCatcher;
 
-// What a drag from another program offers. Asking for data may mean asking that program.
+// What a drag offers. Getting data may mean a request to another program.
 class DataObject {
  public:
   virtual ~DataObject() = default;
@@ -34,7 +34,7 @@ class DownloadBasket final : public Window, public Basket {
  public:
   static constexpr int kSide = 32;  // pixels at 96 dpi
 
-  // Both are held for as long as this lives.
+  // Keeps both alive.
   DownloadBasket(Program& program, std::shared_ptr<MainWindow> main, std::shared_ptr<PelloraCatcher> catcher);
 
   // In pixels at 96 dpi from the screen's upper left corner.
@@ -47,13 +47,13 @@ class DownloadBasket final : public Window, public Basket {
 
   void SetShown(bool shown) override;
 
-  // From the view; places in pixels from the window's own corner.
+  // From the view; positions in pixels from the window's upper left corner.
   void MouseDown(int button, float x, float y);
   void MouseMove(int button, float x, float y);
   void MouseUp(int button, float x, float y);
-  // Returns the effect that the drag's source is told.
+  // Returns the effect for the drag's source.
   int OLEDragDrop(const DataObject& data, int effect);
-  // The same for every drag, so that the pointer does not tell an acceptable one.
+  // The same for every drag: the pointer does not show whether it is acceptable.
   int OLEDragOver(const DataObject& data, int effect);
 
  protected:
@@ -66,13 +66,13 @@ class DownloadBasket final : public Window, public Basket {
   bool TakeText(const std::string& text);
   bool TakeLinks(const std::string& list);
   Task<> AddEach(std::vector<std::string> links);
-  // No further than the screen, each axis by itself.
+  // Only within the screen; each axis separately.
   void MoveTo(double left, double top);
 
   Program& program_;
   const std::shared_ptr<MainWindow> main_;
   const std::shared_ptr<PelloraCatcher> catcher_;
-  bool shown_ = false;  // what was last asked for
+  bool shown_ = false;  // as last requested
 };
 
 }  // namespace pellora

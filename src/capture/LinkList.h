@@ -7,8 +7,8 @@
 
 namespace pellora {
 
-// The http and ftp links of the list, each as it was sent. Lines end in CRLF or LF; those that begin with "#" are
-// comments. What follows a NUL is no part of the list.
+// The http and ftp links of the list, unchanged. Lines end in CRLF or LF; those that begin with "#" are comments. A NUL
+// ends the list.
 std::vector<std::string> LinksToAdd(std::string_view list);
 
 }  // namespace pellora

@@ -1,6 +1,6 @@
-// PelloraCatcher: the hidden window behind the icon in the notification area. It owns the icon, takes its
-// mouse events, has the icon's menu and shows the speed by changing the icon's picture. The icon is there
-// from its Load to its Unload; the window itself is never shown.
+// PelloraCatcher: the hidden window of the icon in the notification area. It owns the icon and its menu, handles its
+// mouse events and shows the speed by the icon's picture. The icon exists from Load to Unload; the window is never
+// shown.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@ class MainWindow;
 
 class PelloraCatcher final : public Window, public Catcher, public TrayEvents {
  public:
-  // `main` is held for as long as this lives.
+  // Keeps `main` alive.
   PelloraCatcher(Program& program, std::shared_ptr<MainWindow> main);
 
   Menu pop{this, "pop", "Hidden"};  // the heading; not visible
@@ -35,7 +35,7 @@ class PelloraCatcher final : public Window, public Catcher, public TrayEvents {
   void refreshIcon(int level) override;
 
   void TrayMouseEvent(int message) override;
-  // The menu at the mouse pointer. From the basket it offers to close the basket.
+  // At the mouse pointer. The basket's popup also offers to close the basket.
   void ShowPopup();
   void ShowPopupOfBasket();
 

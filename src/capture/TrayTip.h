@@ -1,4 +1,4 @@
-// TrayTip: a text as the tray icon's tip can hold it.
+// TrayTip: a text cut to what the tray icon's tip can hold.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace pellora {
 
-// At most 64 characters, cut between code points, and nothing behind a NUL.
+// At most 64 characters, cut between code points, up to the first NUL.
 std::string TrayTip(std::string_view text);
 
 }  // namespace pellora

@@ -1,5 +1,5 @@
-// Ascii: case and blanks without any locale. Bytes above 127 are left as they are.
-// A blank is U+0020 and nothing else.
+// Ascii: case and blanks independent of the locale. Bytes above 127 stay unchanged.
+// Only U+0020 is a blank.
 #pragma once
 
 #include <string>

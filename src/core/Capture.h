@@ -1,4 +1,4 @@
-// Capture: what the main window needs of the two windows that live outside of it.
+// Capture: what the main window needs of the tray icon and the drop basket.
 #pragma once
 
 #include <string>

@@ -19,7 +19,7 @@ namespace {
 
 // --- Characters.
 
-// The code point at the start of `text`, and its bytes; a byte that begins none stands for itself.
+// The code point at the start of `text` and its length; a byte that begins none counts as one.
 struct CodePoint {
   std::uint32_t value = 0;
   std::size_t length = 1;
@@ -62,7 +62,7 @@ bool IsWideBlank(std::uint32_t point) {
   return point == '\t' || point == 0xA0 || point == 0x202F || point == 0x3000 || (point >= 0x2000 && point <= 0x200A);
 }
 
-// Plain digits and blanks, no direction marks, small letters.
+// ASCII digits, plain blanks and lower case, without direction marks.
 std::string Normalised(std::string_view text, const DateForms& forms) {
   const std::array<std::uint32_t, 3> zeros = {ZeroOf(forms), 0x0660, 0x06F0};
   std::string plain;
@@ -182,7 +182,7 @@ std::string WithoutWords(std::string_view text) {
   return rest;
 }
 
-// The numbers of a text and what stands before, between and behind them.
+// The numbers of a text, and the text before, between and after them.
 struct Numbers {
   std::vector<std::string> digits;
   std::vector<std::string> gaps{std::string()};
@@ -208,7 +208,7 @@ Numbers NumbersOf(std::string_view text) {
 
 enum class Half { None, Am, Pm };
 
-// Takes the word for the half of the day out of the text.
+// Removes the word for the half of the day from the text.
 Half TakeHalf(std::string& text, const DateForms& forms) {
   struct Word {
     std::string_view text;
@@ -217,7 +217,7 @@ Half TakeHalf(std::string& text, const DateForms& forms) {
   const std::string am = Normalised(forms.am, forms);
   const std::string pm = Normalised(forms.pm, forms);
   std::array<Word, 4> words = {{{am, Half::Am}, {pm, Half::Pm}, {"am", Half::Am}, {"pm", Half::Pm}}};
-  // The longest first: one may be a part of the other.
+  // Longest first: one may be part of another.
   std::stable_sort(words.begin(), words.end(),
                    [](const Word& a, const Word& b) { return a.text.size() > b.text.size(); });
   for (const Word& word : words) {
@@ -229,7 +229,7 @@ Half TakeHalf(std::string& text, const DateForms& forms) {
   return Half::None;
 }
 
-// What a locale's patterns say about reading.
+// Reads dates and times by a locale's patterns.
 class Reader {
  public:
   explicit Reader(const DateForms& forms) {
@@ -260,21 +260,21 @@ class Reader {
 
  private:
   void Learn(const std::string& pattern, const DateForms& forms, std::string& order, std::set<std::string>& gaps) {
-    bool behindField = false;
+    bool afterField = false;
     for (const Piece& piece : PiecesOf(pattern)) {
       if (piece.field == 'A') continue;
       if (piece.field != 0) {
         order += piece.field;
-        behindField = true;
+        afterField = true;
         continue;
       }
       const std::string literal = Normalised(piece.literal, forms);
       for (std::string& word : WordsOf(literal)) words_.insert(std::move(word));
-      if (behindField) gaps.insert(std::string(TrimBlanks(WithoutWords(literal))));
+      if (afterField) gaps.insert(std::string(TrimBlanks(WithoutWords(literal))));
     }
   }
 
-  // Before and behind all numbers, and between date and time.
+  // Before and after all numbers, and between date and time.
   static bool IsOuter(const std::string& gap) {
     return WithoutWords(gap).find_first_not_of(" .,") == std::string::npos;
   }
@@ -355,7 +355,7 @@ class Reader {
 
   std::string order_;  // of 'd', 'M' and 'y'
   std::set<std::string> dateGaps_, timeGaps_;
-  std::set<std::string> words_;  // that may stand beside the numbers
+  std::set<std::string> words_;  // allowed beside the numbers
 };
 
 }  // namespace

@@ -24,8 +24,8 @@ int DaysInMonth(int year, int month) {
   return month == 2 && IsLeap(year) ? 29 : kDays[static_cast<std::size_t>(month - 1)];
 }
 
-// Days from 1 March of year 0 to the first day of `month`, in years that begin with March, so that the
-// leap day is the last of its year. Serves years above 0 only.
+// Days from 1 March of year 0 to the first day of `month`. Years begin with March here, so that the leap day is the
+// last of its year. For years above 0 only.
 constexpr std::int64_t DaysToMonth(int year, int month) {
   const std::int64_t y = month > 2 ? year : year - 1;
   const std::int64_t m = month > 2 ? month - 3 : month + 9;
@@ -38,7 +38,7 @@ constexpr std::int64_t kFirstDay = DaysToMonth(100, 1) - kDayZero;
 constexpr std::int64_t kLastDay = DaysToMonth(9999, 12) + 30 - kDayZero;
 
 CalendarFields DateOf(std::int64_t day) {
-  // Near enough by the mean year, which never leads beyond, then exact by walking at most two steps.
+  // An estimate by the mean year, never too late, then at most two steps to the exact one.
   auto year = static_cast<int>(static_cast<double>(day + kDayZero) / 365.2425);
   while (DaysToMonth(year + 1, 1) - kDayZero <= day) ++year;
   int month = 1;
@@ -58,7 +58,7 @@ std::int64_t SecondsOf(double serial) {
   return seconds;
 }
 
-// The numbers of `text` between `separator`s, each of 1 to 4 digits; nothing if it has anything else.
+// The numbers of `text` between `separator`s, each of 1 to 4 digits; none if there is anything else.
 std::optional<std::vector<int>> SplitNumbers(std::string_view text, char separator) {
   std::vector<int> numbers;
   while (true) {
@@ -73,7 +73,7 @@ std::optional<std::vector<int>> SplitNumbers(std::string_view text, char separat
   }
 }
 
-// Takes one word, a date or a time, into `fields` and `reading`.
+// Reads one word, a date or a time, into `fields` and `reading`.
 void TakeWord(std::string_view word, CalendarFields& fields, DateTimeReading& reading) {
   if (const auto date = SplitNumbers(word, '-'); date && date->size() == 3 && !reading.hasDate) {
     fields.year = (*date)[0];
@@ -133,7 +133,7 @@ DateTimeReading ReadDateTime(std::string_view text) {
     if (end == std::string_view::npos) break;
     const bool byT = rest[end] == 'T';
     rest = byT ? rest.substr(end + 1) : TrimLeadingBlanks(rest.substr(end));
-    if (rest.empty()) NoDate();  // a "T" with nothing behind it
+    if (rest.empty()) NoDate();  // a "T" with nothing after it
   }
   if (!reading.hasDate && !reading.hasTime) NoDate();
   reading.serial = SerialOf(fields);
@@ -162,7 +162,7 @@ double NextOccurrence(double serial, double now) {
   (void)SecondsOf(now);
   if (!(serial < now)) return serial;
   double next = serial + std::ceil(now - serial);
-  // The difference of far apart moments is coarser than a moment: it can lose what lies beyond a whole day.
+  // The difference of distant moments is less precise than a moment, and can lose a fraction of a day.
   if (next < now) next += 1;
   return next;
 }

@@ -1,8 +1,8 @@
 // Dates: serials and calendar fields, on local wall time throughout.
 //
-// A serial counts days since 30 December 1899, the time of day being its fraction; nothing here converts
-// through UTC, so adding 1.0 keeps the hour over a change of the clocks. Years 100 to 9999 are dates,
-// everything else (infinities and NaN too) is Failure(Conversion). Day 0 stands for "a time without a date".
+// A serial counts days since 30 December 1899, with the time of day as its fraction; nothing here converts through UTC,
+// so adding 1.0 keeps the hour over a change of the clocks. Years 100 to 9999 are dates, everything else (infinities
+// and NaN too) is Failure(Conversion). Day 0 means "a time without a date".
 #pragma once
 
 #include <cstdint>
@@ -29,7 +29,7 @@ double SerialOf(const CalendarFields& fields);
 // Rounded to whole seconds first: 23:59:59.7 is midnight of the next day.
 CalendarFields FieldsOf(double serial);
 
-// What a date-time text says. A text of a time alone lies on day 0, one of a date alone at midnight.
+// What a date-time text says. A time alone is on day 0, a date alone at midnight.
 struct DateTimeReading {
   double serial = 0;
   bool hasDate = false;
@@ -43,7 +43,7 @@ DateTimeReading ReadDateTime(std::string_view text);
 // "YYYY-MM-DD HH:MM:SS"; the form in which date-times are stored, in every locale.
 std::string StoredDateTime(double serial);
 
-// `serial` advanced by the least number of whole days that brings it to `now` or behind it.
+// The first of `serial`, `serial` + 1, ... that is not before `now`.
 double NextOccurrence(double serial, double now);
 
 }  // namespace pellora

@@ -16,13 +16,13 @@ std::string_view Trim(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-// Where the lines of interest stand in the file.
+// Where the lines of interest are in the file.
 struct Place {
   bool hasSection = false;
   std::size_t sectionEnd = 0;  // where a further line of the section goes
   bool hasKey = false;
   std::size_t lineStart = 0;
-  std::size_t lineEnd = 0;  // behind the line, without its line end
+  std::size_t lineEnd = 0;  // without the line's end
   std::string_view value;
 };
 

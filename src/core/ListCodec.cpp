@@ -31,7 +31,7 @@ std::size_t StoredSize(const DownloadRecord& record) {
   return size;
 }
 
-// Puts fields one behind the other into memory that was measured before.
+// Writes fields one after the other into memory of the right size.
 class Writer {
  public:
   explicit Writer(char* at) : at_(at) {}
@@ -178,8 +178,7 @@ void ListDecoder::Next(DownloadRecord& record) {
   Take(record.URL);
   Take(record.Protocol);
   Take(record.DateAdded);
-  // A plan with segments that are not there would be joined to a file that lacks them; without a plan the
-  // download starts afresh.
+  // A plan with missing segments would be joined to an incomplete file; without a plan the download starts afresh.
   const auto elements = static_cast<std::int64_t>(record.Segments.size());
   if (record.SegmentCount > kMostSegments || (record.SegmentCount > 0 && record.SegmentCount >= elements)) {
     record.SegmentCount = 0;
@@ -189,7 +188,7 @@ void ListDecoder::Next(DownloadRecord& record) {
 
 const char* ListDecoder::Bytes(std::size_t length) {
   if (length > rest_.size()) {
-    rest_ = {};  // nothing behind a field that is cut off can be found again
+    rest_ = {};  // nothing can be found after a field that is cut off
     sound_ = false;
     return nullptr;
   }
@@ -237,7 +236,7 @@ void ListDecoder::TakeSegments(std::vector<SegmentRecord>& segments) {
   std::int32_t lowerBound = 0;
   Take(elements);
   Take(lowerBound);
-  // No more elements than the bytes left can hold, so that a damaged number costs no memory.
+  // Not more elements than the remaining bytes can hold, so that a damaged number costs no memory.
   const bool possible = dimensions == 1 && lowerBound == 0 && elements >= 0 &&
                         static_cast<std::size_t>(elements) <= rest_.size() / kSegmentBytes;
   if (!possible) {

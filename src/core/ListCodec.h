@@ -4,7 +4,7 @@
 // DownloadCount. A record is its fields in the order of DownloadRecord: a string as a 16-bit length and
 // its raw bytes, a flag as 16-bit -1 or 0, the segments as a 16-bit dimension count (0: no array), the
 // number of elements and the lower bound. A segment takes 34 bytes plus its string, a list of none 98.
-// What lies behind the last record counts for nothing.
+// Anything after the last record is ignored.
 #pragma once
 
 #include <cstdint>
@@ -20,20 +20,20 @@ inline constexpr std::int32_t kListMagic = 99951;
 inline constexpr std::size_t kLongestListString = 65535;  // bytes; its length is stored in 16 bits
 
 void AppendListHeader(std::string& out, std::int16_t downloadCount);
-// Never fails: a longer string than the format has room for is cut.
+// Never fails: a string too long for the format is cut.
 void AppendRecord(std::string& out, const DownloadRecord& record);
 
-// Reads a list from bytes that may be cut short or damaged. What cannot be read stays as it was.
+// Reads a list from bytes that may be cut short or damaged. Fields that cannot be read keep their values.
 class ListDecoder {
  public:
   explicit ListDecoder(std::string_view bytes);  // the bytes must outlive the decoder
 
   bool HasMagic() const { return hasMagic_; }
-  // Element 0 and this many more follow. 0 without the magic or for a count that no list has.
+  // Element 0 and this many more follow. 0 without the magic or for an impossible count.
   std::int16_t DownloadCount() const { return count_; }
   // Reads the next record into a blank one.
   void Next(DownloadRecord& record);
-  // All that was asked for was there and made sense.
+  // Everything read so far was there and made sense.
   bool Sound() const { return sound_; }
 
  private:

@@ -25,9 +25,9 @@ std::string ReadBytes(File& file) {
   return bytes;
 }
 
-// Lists hold passwords. Those of former versions, and copies of them, may be open to other users, which opening them
-// ends. Null for one that cannot be opened to be written. A link of another user is a Failure: what it leads to is not
-// the program's, not even to read.
+// Lists of earlier versions, and copies of them, may be open to other users although they hold passwords; opening one
+// closes it to them. Null for a list that cannot be opened for writing. Another user's link is a Failure: its target is
+// not the program's, not even to read.
 std::unique_ptr<File> OpenIfWritable(Files& files, const std::string& path) {
   try {
     return files.Open(path, FileKind::List);
@@ -37,8 +37,8 @@ std::unique_ptr<File> OpenIfWritable(Files& files, const std::string& path) {
   }
 }
 
-// An absent file is created. One that only seemed absent, to a disk that failed for a moment, is read: taken for
-// an empty list it would be lost with the first save.
+// Creates a missing file. One that only seemed missing, because the disk failed for a moment, is read: taken for an
+// empty list it would be lost with the first save.
 std::optional<std::string> ReadOrCreate(Files& files, const std::string& path) {
   const bool found = files.Exists(path);
   const std::unique_ptr<File> file = OpenIfWritable(files, path);
@@ -72,8 +72,8 @@ void CopyBytes(File& from, File& to) {
   }
 }
 
-// An unfinished copy is taken back, so that tries on a full disk do not pile up. Opened as the save opens it: there may
-// be nothing to copy.
+// Deletes an unfinished copy, so that attempts on a full disk leave nothing. Opens the list as a save does, since there
+// may be none to copy.
 void CopyAside(Program& program) {
   Files& files = program.platform.files;
   const std::unique_ptr<File> from = files.Open(ListPath(program), FileKind::List);
@@ -87,7 +87,7 @@ void CopyAside(Program& program) {
   program.keepDamagedList = false;
 }
 
-// A file of zeros is one that was reserved and never written.
+// A file of zeros was reserved and never written.
 bool HoldsAnything(const std::string& bytes) { return bytes.find_first_not_of('\0') != std::string::npos; }
 
 }  // namespace
@@ -138,7 +138,7 @@ void LoadList(Program& program) {
 
   program.keepDamagedList = unreached || (!decoder.Sound() && HoldsAnything(bytes));
   program.listLoaded = true;
-  program.listBytes = std::move(bytes);  // room for the first save, which would else be the slowest
+  program.listBytes = std::move(bytes);  // gives the first save its memory
   // Tried again before each save until it succeeds.
   if (program.keepDamagedList) Skip([&] { CopyAside(program); });
 }

@@ -37,7 +37,7 @@ Numeral NumeralAtStart(std::string_view text) {
   return numeral;
 }
 
-// `numeral` is what NumeralAtStart found, with a digit in it. from_chars never sees an exponent or a word.
+// `numeral` is a result of NumeralAtStart with a digit in it, so that from_chars sees neither exponent nor word.
 double ValueOf(std::string_view numeral) {
   const bool negative = numeral.front() == '-';
   if (negative || numeral.front() == '+') numeral.remove_prefix(1);
@@ -45,7 +45,7 @@ double ValueOf(std::string_view numeral) {
   const auto [end, error] =
       std::from_chars(numeral.data(), numeral.data() + numeral.size(), value, std::chars_format::fixed);
   if (error == std::errc::result_out_of_range) {
-    // Out of range on either side: too large only if a digit other than 0 stands before the point.
+    // Too large if a digit other than 0 comes before the point, else too small.
     const bool large = numeral.substr(0, numeral.find('.')).find_first_not_of('0') != std::string_view::npos;
     value = large ? std::numeric_limits<double>::max() : 0;
   }
@@ -79,7 +79,7 @@ double NumericPrefix(std::string_view text) {
 }
 
 std::int64_t RoundTiesToEven(double value) {
-  constexpr double kBound = 9223372036854775808.0;  // 2^63, which the type just cannot hold
+  constexpr double kBound = 9223372036854775808.0;  // 2^63, one more than the type's largest value
   if (std::isnan(value)) return 0;
   if (value >= kBound) return std::numeric_limits<std::int64_t>::max();
   if (value < -kBound) return std::numeric_limits<std::int64_t>::min();

@@ -1,8 +1,8 @@
 // Numbers: text to number, the same in every locale; the decimal point is always ".".
 //
-// Two families: the prefix parse, which takes what it can and never fails, and the strict conversions,
-// which throw Failure(Conversion) for text that is no number and Failure(Overflow) outside the range.
-// Rounding is to the nearest integer, ties to even.
+// Two families: the prefix parse, which reads what it can and never fails, and the strict conversions, which throw
+// Failure(Conversion) for text that is not a number and Failure(Overflow) outside the range. Rounding is to the nearest
+// integer, ties to even.
 #pragma once
 
 #include <cstdint>
@@ -10,14 +10,14 @@
 
 namespace pellora {
 
-// Blanks, an optional sign, digits, an optional "." with further digits; what follows is not looked at.
-// No digits give 0. Always finite: a number too large for a double is the largest double.
+// Blanks, an optional sign, digits, an optional "." with further digits; the rest is ignored. 0 without digits. Always
+// finite: a number too large for a double becomes the largest double.
 double NumericPrefix(std::string_view text);
 
-// NumericPrefix, rounded; held at the ends of the type's range.
+// NumericPrefix, rounded and clamped to the type's range.
 std::int32_t RoundedPrefix(std::string_view text);
 
-// Held at the ends of the type's range; 0 for what is not a number.
+// Clamped to the type's range; 0 for NaN.
 std::int64_t RoundTiesToEven(double value);
 
 // "True", "False" (in any case) or a number: zero is False, any other is True.

@@ -24,13 +24,13 @@ bool HasBytes(const Files& files, const std::string& path, std::int32_t count) {
          static_cast<std::int64_t>(length) >= static_cast<std::int64_t>(count);
 }
 
-bool StandsWhole(const Files& files, const DownloadRecord& record) {
+bool OutputIsComplete(const Files& files, const DownloadRecord& record) {
   return record.FileSize > 0 && HasBytes(files, record.SavePath, record.FileSize);
 }
 
-// What was joined was whole. A short one is being fetched: another copy of the program, with a list of its own, may
+// Joined parts were complete. A short one is being downloaded: another copy of the program, with its own list, may
 // share the folder.
-bool PartsAreWhole(const Files& files, const DownloadRecord& record, const Paths& found) {
+bool PartsAreComplete(const Files& files, const DownloadRecord& record, const Paths& found) {
   return std::all_of(record.Segments.begin(), record.Segments.end(), [&](const SegmentRecord& segment) {
     return !found.contains(segment.TempFile) || HasBytes(files, segment.TempFile, segment.RangeSize);
   });
@@ -38,7 +38,7 @@ bool PartsAreWhole(const Files& files, const DownloadRecord& record, const Paths
 
 std::string NameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
-// What could not be read of a damaged list, and may be brought back from its copy, counts on its parts too.
+// Records lost with a damaged list may be restored from its copy, and need their parts.
 bool AllRecordsAreKnown(const Program& program) {
   return !program.keepDamagedList && !program.platform.files.Exists(DamagedListPath(program));
 }
@@ -58,15 +58,15 @@ void RemoveOrphanedParts(Program& program) {
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
     if (!record.InUse) continue;
-    found.erase(folder + "/" + NameOf(record.SavePath));  // by its name, since two paths may lead to one folder
+    found.erase(folder + "/" + NameOf(record.SavePath));  // by name, since two paths may lead to one folder
     if (record.Finished) continue;
     for (const SegmentRecord& segment : record.Segments) found.erase(segment.TempFile);
   }
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
-    if (!record.InUse || !record.Finished || !PartsAreWhole(files, record, found)) continue;
+    if (!record.InUse || !record.Finished || !PartsAreComplete(files, record, found)) continue;
     for (const SegmentRecord& segment : record.Segments) {
-      if (!found.contains(segment.TempFile) || !StandsWhole(files, record)) continue;
+      if (!found.contains(segment.TempFile) || !OutputIsComplete(files, record)) continue;
       DeletePart(files, segment.TempFile);
       found.erase(segment.TempFile);
     }

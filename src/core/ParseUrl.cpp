@@ -16,7 +16,7 @@ namespace {
 constexpr std::int32_t kHttpPort = 80;
 constexpr std::int32_t kFtpPort = 21;
 
-// Cuts a host of the form "host:port" at its first ":". False: the number fits no port variable.
+// Cuts a host of the form "host:port" at its first ":". False: the number is too large for an int32.
 bool TakePort(ParsedUrl& parsed) {
   const std::size_t colon = parsed.host.find(':');
   if (colon == std::string::npos) return true;
@@ -28,15 +28,14 @@ bool TakePort(ParsedUrl& parsed) {
   return true;
 }
 
-// Reads "user:password@host:port". False: the "@" stands before the ":", so that no password lies
-// between them.
+// Reads "user:password@host:port". False: the "@" comes before the ":".
 bool TakeLogin(ParsedUrl& parsed) {
   parsed.port = kFtpPort;
   parsed.protocol = kFtp;
   const std::size_t colon = parsed.host.find(':');
   const std::size_t at = parsed.host.find('@');
   if (colon == std::string::npos || at == std::string::npos) {
-    // The host stays as it is, a ":2121" or "name@" in it included.
+    // The host keeps a ":2121" or "name@" in it.
     parsed.user = "anonymous";
     return true;
   }

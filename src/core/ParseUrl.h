@@ -1,8 +1,8 @@
 // ParseUrl: splits the address of a download into the fields of its record.
 //
-// A scan by positions, with no grammar of addresses behind it: nothing is percent-decoded, a query stays
-// part of path and file name, and a port is read from an FTP address only behind a user and password.
-// An address longer than the list file can keep is refused.
+// A scan by positions rather than a URL grammar: nothing is percent-decoded, a query stays part of path and file name,
+// and an FTP address has a port only after a user and password. Addresses longer than the list file can keep are
+// refused.
 #pragma once
 
 #include <cstdint>
@@ -14,12 +14,12 @@ namespace pellora {
 inline constexpr std::int32_t kUrlAccepted = 100;
 inline constexpr std::int32_t kUrlRefused = -1;
 
-// All but `result` means something only where the URL was accepted.
+// The other fields mean nothing if `result` refuses the URL.
 struct ParsedUrl {
   std::int32_t result = kUrlRefused;
   std::string host;
-  std::int32_t port = 0;      // any number that an int32 holds; whether it is a port shows at the connect
-  std::string fileName;       // behind the last "/" of path; may be empty
+  std::int32_t port = 0;      // any int32; only connecting tells whether it is a port
+  std::string fileName;       // after the last "/" of path; may be empty
   std::string path;           // with its leading "/"
   std::int16_t protocol = 0;  // 1 for FTP
   std::string user;           // FTP only

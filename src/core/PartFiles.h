@@ -1,8 +1,8 @@
-// PartFiles: which files the program takes for its part files.
+// PartFiles: which files count as the program's part files.
 //
-// A name in the list proves nothing: the list may be damaged, or come from elsewhere, and anybody may have put a link
-// in the folder for temporary files. A file counts as a part by its name's form and by what LookAtPart finds there.
-// Whatever does not count is never read, written or deleted.
+// A name in the list proves nothing: the list may be damaged or come from elsewhere, and others may have put links into
+// the folder for temporary files. The form of the name and what LookAtPart finds there decide. Files that do not count
+// are never read, written or deleted.
 #pragma once
 
 #include <string>
@@ -19,10 +19,10 @@ inline constexpr std::size_t kPartDigits = 3;
 
 bool IsPartFileName(std::string_view path);
 
-// Each segment of the plan has a file that counts as a part, or none yet.
+// True if each segment's file counts as a part or does not exist yet.
 bool PlanIsUsable(const Files& files, const DownloadRecord& record);
 
-// Deletes the file if it counts as a part. A deletion that fails is ignored.
+// Deletes the file if it counts as a part. Ignores failures.
 void DeletePart(Files& files, const std::string& path);
 
 }  // namespace pellora

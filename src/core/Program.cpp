@@ -44,7 +44,7 @@ void Program::RaiseSerial(int index) { At(serials_, index) = nextSerial_++; }
 
 void Program::ResizeDownloads(std::int16_t count) {
   const auto size = static_cast<std::size_t>(count) + 1;
-  for (std::size_t i = size; i < downloads_.size(); ++i) serials_[i] = nextSerial_++;  // their records are gone
+  for (std::size_t i = size; i < downloads_.size(); ++i) serials_[i] = nextSerial_++;
   downloads_.resize(size);
   transferWindows_.resize(std::max(transferWindows_.size(), size));
   zipViewers_.resize(std::max(zipViewers_.size(), size));

@@ -1,9 +1,9 @@
-// Program: the process-wide state that every part reads and writes in place.
+// Program: the process-wide state that everything reads and writes in place.
 //
-// Downloads, TransferWindows and ZipViewers are parallel: element i of each belongs to record i; element
-// 0 stays blank. The latter two may be longer than Downloads after a reset; nobody shrinks them.
-// Each slot has a serial, raised whenever the slot is filled, deleted, cleared or reset. Whoever waits
-// keeps (index, serial) and does nothing more to the record if they no longer match.
+// Downloads, TransferWindows and ZipViewers are parallel: element i of each belongs to record i; element 0 stays blank.
+// The latter two never shrink, so they may be longer than Downloads after a reset. Each slot has a serial, raised
+// whenever the slot is filled, deleted, cleared or reset. Code that waits keeps (index, serial) and leaves the record
+// alone if they no longer match.
 #pragma once
 
 #include <array>
@@ -42,51 +42,51 @@ class Program {
   Boxes boxes;
   Settings settings;
   LangStringArray LangStrings;
-  bool languageRead = false;  // a language file was read once; until then windows keep their designed captions
+  bool languageRead = false;  // until then windows keep their designed captions
 
   std::int16_t DownloadCount = 0;
   bool ShowTransferWindow = false;
   bool listLoaded = false;       // no save before the list was read
-  bool keepDamagedList = false;  // the file that was read must be copied aside before the next save
-  std::string listBytes;         // of the last save; kept so that saving allocates nothing
-  // Listed URLs whose second add waits for the user. Shared with those adds, which may outlive this.
+  bool keepDamagedList = false;  // to be copied aside before the next save
+  std::string listBytes;         // of the last save, kept for their memory
+  // Listed URLs about whose second add the user is being asked. Shared with those adds, which may outlive this.
   const std::shared_ptr<std::set<std::string>> askedUrls = std::make_shared<std::set<std::string>>();
 
   // Held by the join that has its turn; expired while there is none.
   std::weak_ptr<int> joinTurn;
 
-  // Set by the App: the lists with the main window, during the start sequence and before any transfer; the
-  // others before it.
+  // Set by the App: these three with the main window, during the start sequence and before any transfer; the others
+  // before it.
   Lists* lists = nullptr;
-  Catcher* catcher = nullptr;  // with the lists
-  Basket* basket = nullptr;    // with the lists
+  Catcher* catcher = nullptr;
+  Basket* basket = nullptr;
   std::function<std::shared_ptr<Transfer>()> newTransferWindow;
   std::function<std::shared_ptr<ZipViewer>()> newZipViewer;  // empty where there is no viewer
-  // Unpacks a finished update package, starts the updater and ends; empty while nothing can unpack.
+  // Unpacks a finished update package, starts the updater and ends the program; empty if nothing can unpack.
   std::function<void(std::int16_t index)> handOverUpdate;
   std::function<void()> saveAndQuit;
   // The windows that a language is applied to, in that order; created if need be.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;
 
-  // Record, transfer object or viewer `index`. Failure(OutOfRange) outside 0 to DownloadCount (of the
-  // record array), so that an index kept across a reset fails and harms nothing.
+  // Record, transfer object or viewer `index`. Failure(OutOfRange) outside the array, so that an index kept across a
+  // reset does no harm.
   DownloadRecord& Download(int index);
   std::shared_ptr<Transfer>& TransferWindowAt(int index);
   std::shared_ptr<ZipViewer>& ZipViewerAt(int index);
 
   std::uint32_t Serial(int index) const;  // 0 for a slot that does not exist
   void RaiseSerial(int index);
-  // The slot still belongs to who saw `serial`.
+  // True while the slot has that serial.
   bool Holds(int index, std::uint32_t serial) const { return serial != 0 && Serial(index) == serial; }
 
-  // Records `count`; the parallel arrays grow with it and never shrink. Every new element is blank.
+  // Makes records 1 to `count`; the parallel arrays grow along and never shrink. New elements are blank.
   void ResizeDownloads(std::int16_t count);
 
-  // Records that transfer now: InUse and Active. The one meaning of active in the program.
+  // Records that are transferring: InUse and Active.
   int ActiveCount() const;
 
-  // Bytes received on any socket since the start. The 64-bit sum is what differences are taken from;
-  // SessionBytes is what is shown, held at the largest signed 32-bit value.
+  // Bytes received on any socket since the start. Take differences from the 64-bit SessionTotal; SessionBytes, which is
+  // shown, stops at the largest signed 32-bit value.
   void CountReceived(std::size_t bytes) { sessionTotal_ += bytes; }
   std::uint64_t SessionTotal() const { return sessionTotal_; }
   std::int32_t SessionBytes() const;
@@ -94,7 +94,7 @@ class Program {
   // Language text; empty for a number outside the table.
   const std::string& Text(int number) const;
 
-  // Says which file and why, keeps the list as last saved, and ends the program with a non-zero code.
+  // Shows the reason, keeps the list as last saved, and ends the program with a non-zero code.
   void EndWithFailure(const std::string& reason);
   bool Ending() const { return ending_; }
 

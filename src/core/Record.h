@@ -19,12 +19,12 @@ enum SegmentState : std::int16_t {
   kSegmentComplete = 3,
   kSegmentPaused = 4,
   kSegmentLoggingIn = 5,
-  kSegmentLoggedIn = 6,    // FTP: reply 230 seen, the data connection asked for
+  kSegmentLoggedIn = 6,    // FTP: reply 230 seen, data connection requested
   kSegmentRetrieving = 7,  // FTP: reply 350 seen, RETR sent
   kSegmentRefused = 11,    // FTP: too many connections
 };
 
-// One byte range of a file with a part file of its own. Offsets count from 0, in the finished file.
+// One byte range of a file, with its own part file. Offsets count from 0 in the finished file.
 // While it runs, RangeEnd + ReceivedTotal - RangeStart + 1 = RangeSize.
 struct SegmentRecord {
   std::int32_t RangeStart = 0;     // the next byte to ask the server for
@@ -37,10 +37,9 @@ struct SegmentRecord {
   std::int16_t Reserved = 0;
   std::string TempFile;                      // full path of the part file
   std::int16_t State = kSegmentUnconnected;  // a SegmentState; the list file may hold any value
-  float LastActivity = 0;                    // tick count of the last sign of life, in ms; may lie ahead
+  float LastActivity = 0;                    // tick count of the last activity, in ms; may be in the future
 
-  // Takes what the present connection brought into the resume point. A damaged list may hold figures whose
-  // sum fits no more.
+  // Adds what the present connection received to the resume point. In a damaged list the sum may be too large.
   void Fold() {
     RangeStart = HeldSum(RangeStart, ReceivedNow);
     ReceivedTotal = HeldSum(ReceivedTotal, ReceivedNow);

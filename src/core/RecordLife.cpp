@@ -13,7 +13,7 @@ namespace pellora {
 
 namespace {
 
-// A damaged list may promise more segments than it has.
+// A damaged list may count more segments than it has.
 void ContinuePlan(DownloadRecord& record) {
   record.ContinueSegments = record.SegmentCount >= 1;
   const auto elements = static_cast<int>(record.Segments.size());
@@ -23,7 +23,7 @@ void ContinuePlan(DownloadRecord& record) {
   }
 }
 
-void SetGoing(DownloadRecord& record) {
+void Activate(DownloadRecord& record) {
   record.Paused = false;
   record.Active = true;
   ContinuePlan(record);
@@ -73,10 +73,10 @@ Task<> StartTransfer(Program* program, std::int16_t index, Start start) {
   program->TransferWindowAt(index) = transfer;
   const std::uint32_t serial = program->Serial(index);
   if (start == Start::Queued) program->Download(index).Queued = 0;
-  if (start != Start::Added) SetGoing(program->Download(index));
+  if (start != Start::Added) Activate(program->Download(index));
   transfer->SetRecordIndex(index);
   co_await transfer->InitConnection();
-  // The record may have ended, and its slot been filled anew, while the attempt was begun.
+  // Meanwhile the record may have ended and its slot been taken by another.
   if (!program->ShowTransferWindow || !program->Holds(index, serial)) co_return;
   if (program->TransferWindowAt(index) == transfer) transfer->ShowWindow();
 }

@@ -1,7 +1,7 @@
-// The life of a record: how it begins, how its transfer starts, and what its end leaves of it.
+// RecordLife: how a record begins, how its transfer starts, and what remains of it at its end.
 //
-// Whatever ends a record frees its slot (InUse becomes False). What else changes differs, and each difference has an
-// effect: the table of RecordEnds below is the one place that says which.
+// Every end frees the slot (InUse becomes False). What else changes differs from end to end, and only the RecordEnds
+// below say how.
 #pragma once
 
 #include <cstdint>
@@ -25,27 +25,27 @@ inline constexpr const char* kEndedFatally = "1";
 // DownloadKind
 inline constexpr std::int16_t kUpdateKind = 1;
 
-// The server did not answer in time, and the user kept the record. The next attempt clears it.
+// The server did not answer in time and the user kept the record. The next attempt clears it.
 inline bool TimedOut(const DownloadRecord& record) { return record.ConnectState == kConnectTimedOut; }
-// The program's own update package: once it is complete it is handed over rather than shown.
+// The program's own update package: once complete it is handed over rather than shown.
 inline bool IsUpdate(const DownloadRecord& record) { return record.DownloadKind == kUpdateKind; }
 
 // A record in use for `url`. The absolute value of `kind` becomes its DownloadKind.
 DownloadRecord NewRecord(const Program& program, const std::string& url, const ParsedUrl& parsed, std::int16_t kind);
 
-// What an end changes beside InUse. A field that is not named keeps its value.
+// What an end changes besides InUse.
 struct RecordEnd {
-  bool notValid = false;      // Valid becomes False
-  bool removed = false;       // Removed becomes True
-  bool emptiesUrl = false;    // no row and no duplicate question finds the record any more
-  bool emptiesName = false;   // FileName
-  bool notActive = false;     // Active becomes False: its part files' names are free for others
-  bool fatal = false;         // RestState becomes kEndedFatally
-  bool raisesSerial = false;  // its transfer and its viewer find that the slot is not theirs any more, and end
+  bool notValid = false;
+  bool removed = false;
+  bool emptiesUrl = false;  // rows and duplicate questions no longer find the record
+  bool emptiesName = false;
+  bool notActive = false;     // its part files' names are free for others
+  bool fatal = false;         // sets RestState
+  bool raisesSerial = false;  // its transfer and viewer see that the slot is no longer theirs, and end
 };
 
-// The server answered with 4xx or 5xx. After a 5xx the transfer continues without its window: it needs its serial,
-// and Active keeps the names of the parts that it writes from others.
+// The server replied 4xx or 5xx. After a 5xx the transfer continues without its window: it needs its serial, and Active
+// reserves the names of its parts.
 inline constexpr RecordEnd kRefused{
     .notValid = true, .removed = true, .emptiesUrl = true, .emptiesName = true, .fatal = true};
 // The reply is a web page, or its file has a bad name.
@@ -56,32 +56,31 @@ inline constexpr RecordEnd kFtpRefused{.notValid = true};
 inline constexpr RecordEnd kGivenUp{.notValid = true, .removed = true, .emptiesUrl = true, .emptiesName = true};
 // The user deleted it, running or not.
 inline constexpr RecordEnd kDeleted{.notValid = true, .removed = true, .notActive = true, .raisesSerial = true};
-// It was finished and the user cleared it. Its window stays in its place until it finds that out.
+// The user cleared it when it was finished. Its window keeps its place until it notices.
 inline constexpr RecordEnd kCleared{.removed = true, .raisesSerial = true};
 // An update package that is complete and about to be unpacked.
 inline constexpr RecordEnd kHandedOver{};
 
-// Frees the record's slot. Emptying its place and refreshing the lists is the caller's.
+// Frees the record's slot. The caller empties its place and refreshes the lists.
 void Release(Program& program, std::int16_t index, const RecordEnd& end);
 
 // What becomes of the transfer whose place is emptied.
 enum class Evicted {
   Unloaded,
-  Hidden,  // not stopped: its slot belongs to another record, and it ends when it finds that out
+  Hidden,  // not stopped: its slot belongs to another record, and it ends when it notices
 };
 
-// Takes transfer and viewer out of their places and unloads them. The places are empty before the handlers of either
-// run, so that nothing finds them there.
+// Takes transfer and viewer out of their places, then unloads them, so that their handlers find the places empty.
 void EmptyPlace(Program& program, std::int16_t index, Evicted evicted = Evicted::Unloaded);
 
 enum class Start {
-  Added,   // a new record; Active is left to the server's first answer
+  Added,   // a new record; the server's first reply sets Active
   Listed,  // by the user
   Queued,  // it leaves the queue
 };
 
-// Puts a new transfer into the record's place and starts it, with the plan continued if there is one. Until the
-// transfer is in its place nothing else runs. Its window is shown if windows are and the record still has it then.
+// Puts a new transfer into the record's place and starts it, continuing the plan if there is one. Nothing else runs
+// before the transfer is in its place. Its window is shown if windows are and it still has its place then.
 Task<> StartTransfer(Program* program, std::int16_t index, Start start);
 
 }  // namespace pellora

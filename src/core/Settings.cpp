@@ -15,11 +15,11 @@ namespace pellora {
 namespace {
 
 constexpr const char* kApplication = "Pellora";
-// The two folders are read under the application's older name, and saved under the present one: a folder
-// chosen in the options holds until the program stops.
+// The two folders are read under the application's older name but saved under the present one: a folder chosen in the
+// options lasts until the program stops.
 constexpr const char* kFolderApplication = "Brenmoor";
 
-// The forms in which the store holds values. Read throws Failure for a text that is not of its form.
+// The stored forms of values. Read throws Failure for a text of another form.
 struct Flag {
   static bool Read(const std::string& text) { return ToBoolean(text); }
   static std::string Write(bool value) { return value ? "True" : "False"; }
@@ -28,7 +28,7 @@ struct Text {
   static std::string Read(const std::string& text) { return text; }
   static std::string Write(const std::string& value) { return value; }
 };
-// Any text is a number, and it is not clamped: a stored 0 or 500 is valid.
+// Reads any text, and does not clamp: a stored 0 or 500 is valid.
 struct Prefix {
   static std::int32_t Read(const std::string& text) { return RoundedPrefix(text); }
   static std::string Write(std::int32_t value) { return std::to_string(value); }
@@ -82,7 +82,7 @@ constexpr Key Row(const char* name, MakeDefault makeDefault, const char* readUnd
   return key;
 }
 
-// In the order of the load, which decides what a text that does not convert leaves at zero.
+// In load order, which decides what stays zero after a text that does not convert.
 constexpr std::array kKeys = {
     Row<&Settings::BrowserIngeration, Flag>("BrowserIngeration", "True"),
     Row<&Settings::CheckClipboard, Flag>("CheckClipboard", "True"),
@@ -107,7 +107,7 @@ constexpr std::array kKeys = {
     Row<&Settings::ScheduleOption, Int16>("ScheduleOption", "0"),
 };
 
-// The order of the lines in a fresh file: Schedule comes before the date, not two keys after it.
+// In a new file Schedule comes before the date, not two keys after it.
 constexpr auto InSaveOrder() {
   auto keys = kKeys;
   const auto named = [&](std::string_view name) {

@@ -1,5 +1,5 @@
-// Settings: the user's options, read directly by everyone, written back only by the options dialog.
-// Each variable bears the name of its key in the store. All are zero until LoadSettings.
+// Settings: the user's options, read directly everywhere, saved only by the options dialog.
+// Each member is named as its key in the store. All are zero until LoadSettings.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ struct Settings {
   bool CheckClipboard = false;
   bool SaveAs = false;
   bool SafeDisk = false;       // kept and shown; nothing else reads it
-  std::string DownloadFolder;  // ends in "/", unless written otherwise into the store by hand
+  std::string DownloadFolder;  // ends in "/" unless edited in the store by hand
   std::string TempFolder;      // likewise
   std::int32_t MaxSegments = 0;
   std::int32_t MaxSimulDownlads = 0;
@@ -36,12 +36,12 @@ struct Settings {
   std::int16_t ScheduleOption = 0;  // 0 once at ScheduleDate, else daily at ScheduleHour
 };
 
-// Reads every key in a fixed order. The first text that does not convert throws Failure: the keys after it keep
-// their zero values.
+// Reads every key in a fixed order. The first text that does not convert throws Failure, and the keys after it stay
+// zero.
 void LoadSettings(Settings& settings, const SettingsStore& store, const Machine& machine, const Clock& clock);
 
-// Writes every key under "Pellora" in one step: a failure leaves the store as it was, so that it never mixes the
-// former options with the new ones.
+// Writes every key under "Pellora" in one step: a failure leaves the store unchanged, so that it never mixes old and
+// new options.
 void SaveSettings(const Settings& settings, SettingsStore& store);
 
 }  // namespace pellora

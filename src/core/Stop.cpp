@@ -23,7 +23,7 @@ void SaveAndQuit(Program& program, const std::function<void()>& unloadWindows) {
   }
   if (unloadWindows) unloadWindows();
   Skip([&] { SaveList(program); });
-  // A part file that failed is what ended the program, whoever was quicker than the answer to its message.
+  // Non-zero after a part file failed, even if the user quit before closing its message.
   program.platform.machine.End(program.Ending() ? 1 : 0);
 }
 

@@ -7,8 +7,8 @@ namespace pellora {
 
 class Program;
 
-// Pauses every running transfer, calls `unloadWindows` unless it is empty, writes the list and ends the process. A
-// plain call: nothing can run in between, and nothing that waits is answered by it.
+// Pauses every running transfer, calls `unloadWindows` unless it is empty, writes the list and ends the process. It
+// never waits, so nothing runs in between; open questions stay unanswered.
 void SaveAndQuit(Program& program, const std::function<void()>& unloadWindows);
 
 }  // namespace pellora

@@ -1,4 +1,4 @@
-// WireText: a record's text as it goes out in a request.
+// WireText: a record's text as sent in a request.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace pellora {
 
-// `text` with every byte below 0x21 and 0x7f as "%XX"; all else as it stands.
+// `text` with every byte below 0x21 and 0x7f as "%XX".
 std::string WireText(std::string_view text);
 
 }  // namespace pellora

@@ -14,7 +14,7 @@ enum Word { kBytes = 0, kKilo, kMega, kGiga, kHours, kMinutes, kSeconds };
 constexpr double kLongestTime = 1e15;    // seconds; far inside 64 bits
 constexpr double kLargestPercent = 1e9;  // likewise, in tenths
 
-// bytes / unit with up to `decimals` digits behind the separator.
+// bytes / unit with up to `decimals` digits after the separator.
 std::string CutQuotient(std::int64_t bytes, std::int64_t unit, int decimals, std::string_view separator) {
   std::string text = std::to_string(bytes / unit);
   std::int64_t rest = bytes % unit;
@@ -33,7 +33,7 @@ struct HoursMinutesSeconds {
   std::int64_t hours, minutes, seconds;
 };
 
-// `seconds` is whole, not negative and no NaN.
+// `seconds` is a whole number, not negative.
 HoursMinutesSeconds Split(double seconds) {
   const auto whole = static_cast<std::int64_t>(std::min(seconds, kLongestTime));
   return {whole / 3600, whole / 60 % 60, whole % 60};
@@ -41,8 +41,8 @@ HoursMinutesSeconds Split(double seconds) {
 
 std::string TwoDigits(std::int64_t number) { return (number < 10 ? "0" : "") + std::to_string(number); }
 
-// The shortest decimal text of a value between 0.01 and kLargestPercent. A value that was kept in a
-// float reads as that float does: 0.35 and not 0.3499999940395355.
+// The shortest decimal text of a value between 0.01 and kLargestPercent. One that was stored as a float is written as
+// that float: 0.35, not 0.3499999940395355.
 std::string_view DecimalText(double value, std::array<char, 64>& buffer) {
   const auto narrow = static_cast<float>(value);
   char* const end = buffer.data() + buffer.size();
@@ -52,7 +52,7 @@ std::string_view DecimalText(double value, std::array<char, 64>& buffer) {
   return {buffer.data(), static_cast<std::size_t>(written.ptr - buffer.data())};
 }
 
-// `value` in tenths, a half counted up. Not negative.
+// `value` in tenths, halves rounded up. Not for negative values.
 std::int64_t RoundedTenths(double value) {
   if (value < 0.01) return 0;
   std::array<char, 64> buffer{};

@@ -23,7 +23,7 @@ namespace {
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr int kToolTipDistance = 30;  // from a button's text number to that of its tool tip
 
-// The text of `number`, or null for a number that the table does not have.
+// The text of `number`, or null for a number outside the table.
 const std::string* TextAt(const LangStringArray& texts, std::int64_t number) {
   if (number < 0 || number >= kLangStringCount) return nullptr;
   return &texts[static_cast<std::size_t>(number)];
@@ -35,7 +35,7 @@ void ReadLine(std::string_view line, LangStringArray& texts) {
   if (line.starts_with("//") || line.starts_with(";")) return;
   const std::size_t equals = line.find('=');
   if (equals == std::string_view::npos) return;
-  // A left side that is no number means entry 0.
+  // A left side that is not a number means entry 0.
   const std::int32_t number = RoundedPrefix(line.substr(0, equals));
   if (number < 0 || number >= kLangStringCount) return;
   texts[static_cast<std::size_t>(number)] = line.substr(equals + 1);
@@ -81,7 +81,7 @@ void RelabelColumns(Control& control, const LangStringArray& texts) {
   list.Columns = std::move(columns);
 }
 
-// What is relabelled, by the name of the control's type, which its class alone gives it. All others keep their texts.
+// What is relabelled, by the name of the control's type. All others keep their texts.
 struct Translated {
   std::string_view typeName;
   void (*relabel)(Control&, const LangStringArray&);

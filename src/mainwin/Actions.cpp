@@ -1,4 +1,4 @@
-// Actions: what the toolbar, the menus and the keys ask for, by number.
+// Actions: what the toolbar, the menus and the keys do, by number.
 #include <string>
 #include <unordered_set>
 #include <utility>
@@ -32,8 +32,8 @@ std::unordered_set<std::string> PartFilesOf(const DownloadRecord& record) {
   return names;
 }
 
-// Part files go only once the list on the disk says that nothing needs them. A kill in between would bring
-// their record back with its progress and without its bytes. Where the list cannot be saved they stay.
+// Part files are deleted only once the list on the disk no longer needs them: after a kill in between, their record
+// would have its progress but not its bytes. If the list cannot be saved they stay.
 void DeleteParts(Program& program, const std::unordered_set<std::string>& names) {
   if (names.empty() || !SaveListBeforeTouchingParts(program)) return;
   for (const std::string& name : names) DeletePart(program.platform.files, name);
@@ -65,17 +65,17 @@ void MainWindow::RunAction(int number) {
   }
 }
 
-// Also while it stands: it shows the settings anew, and what was typed is gone.
+// If it is open already it shows the settings again, and what was typed is lost.
 void MainWindow::ShowOptions() {
   optionsWindow->RefreshFromOptions();
   optionsWindow->Show();
   optionsWindow->Raise();
 }
 
-// True for Yes. A question that stands already is not asked a second time.
+// True for Yes. Does not repeat an open question.
 Task<bool> MainWindow::Confirm(std::string text, std::string title) {
   const auto hold = Hold();
-  if (program_.boxes.Stands(this, text)) co_return false;
+  if (program_.boxes.IsOpen(this, text)) co_return false;
   BoxRequest request{std::move(text), std::move(title), kYesNo | kQuestion};
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
   co_return answer != kAnswerNo;
@@ -139,28 +139,28 @@ void MainWindow::PauseAll() {
   if (!refreshed) RefreshRows(kAllRows, kUnforced);
 }
 
-// Each pause forces a refresh of all rows; they are built once, after the last. True if they were.
+// Each pause forces a refresh of all rows; this does it once, after the last. True if it did.
 bool MainWindow::PauseRunning() {
-  gatherRefreshes_ = true;
+  deferRefreshes_ = true;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
     if (!record.InUse || !record.Active) continue;
     const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(i);
     if (transfer) Skip([&] { transfer->PauseDownload(); });
   }
-  gatherRefreshes_ = false;
-  const bool forced = std::exchange(forcedMeanwhile_, false);
+  deferRefreshes_ = false;
+  const bool forced = std::exchange(forcedRefreshDeferred_, false);
   return forced && Skip([this] { RefreshRows(kAllRows, kForced); });
 }
 
-// Every waiting record starts or is queued, whether it was paused or not. Starting one may take seconds:
-// what ends the round and how many records there are is looked at anew each time.
+// Starts or queues every waiting record, whether it was paused or not. Starting one may take seconds, so the count of
+// records and EndResumeAll are checked each time.
 Task<> MainWindow::ResumeAll() {
   const auto hold = Hold();
-  const std::uint64_t run = ++resumeRun_;
-  for (int i = 1; i <= program_.DownloadCount && run == resumeRun_; ++i) {
+  const std::uint64_t generation = ++resumeGeneration_;
+  for (int i = 1; i <= program_.DownloadCount && generation == resumeGeneration_; ++i) {
     const DownloadRecord& record = program_.Download(i);
-    // Without a host there is nowhere to dial: a redirect led nowhere.
+    // A redirect that led nowhere leaves no host.
     if (!record.InUse || record.Finished || record.Active || record.Host.empty()) continue;
     try {
       co_await Restart(static_cast<std::int16_t>(i));

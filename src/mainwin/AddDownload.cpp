@@ -26,7 +26,7 @@ constexpr int kSaveTitle = 401;
 constexpr int kAllFiles = 402;
 constexpr int kAskDuplicate = 403;
 
-// Claims the right to ask about a listed URL for as long as it lives. Only the first to claim it has it.
+// The right to ask about a listed URL, which only one at a time can have.
 class Claim {
  public:
   Claim(std::shared_ptr<std::set<std::string>> urls, std::string url)
@@ -44,7 +44,7 @@ class Claim {
   const bool has_;
 };
 
-// The record in use with exactly this URL, or 0.
+// 0 if no record in use has exactly this URL.
 std::int16_t FindUrl(Program& program, const std::string& url) {
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
@@ -53,7 +53,7 @@ std::int16_t FindUrl(Program& program, const std::string& url) {
   return 0;
 }
 
-// The first free slot, growing the list if need be; 0 if it is full.
+// The first free slot, growing the list if necessary; 0 if it is full.
 std::int16_t FreeSlot(Program& program) {
   for (int i = 1; i <= program.DownloadCount; ++i) {
     if (!program.Download(i).InUse) return static_cast<std::int16_t>(i);
@@ -63,7 +63,7 @@ std::int16_t FreeSlot(Program& program) {
   return program.DownloadCount;
 }
 
-// The program's own update is unpacked from a fixed place.
+// The program's own update is unpacked from here.
 std::string UpdatePath(Program& program, const std::string& fileName) {
   const std::string folder = program.platform.machine.ProgramFolder();
   for (const char* name : {"/downloads", "/temp"}) {
@@ -74,8 +74,8 @@ std::string UpdatePath(Program& program, const std::string& fileName) {
 
 std::string ListIsFull() { return "The list is full: it holds " + std::to_string(kMaxRecords) + " downloads."; }
 
-// Puts the record into the slot of the listed one with its URL, or into a free one; 0 if the list is full. Until the
-// record's transfer is in its slot nothing else may run, or two adds would take one slot.
+// Puts the record into the slot of the listed one with its URL, or into a free one; 0 if the list is full. Nothing else
+// may run before the record's transfer is in its place, or two adds would take one slot.
 std::int16_t PlaceRecord(Program& program, DownloadRecord record) {
   std::int16_t index = FindUrl(program, record.URL);
   const bool overwrite = index != 0;
@@ -87,7 +87,7 @@ std::int16_t PlaceRecord(Program& program, DownloadRecord record) {
   return index;
 }
 
-// True if as many downloads run as may: the record then waits in the queue.
+// Queues the record if as many downloads are running as may.
 bool QueueIfBusy(Program& program, std::int16_t index) {
   if (!Queue(program).IsFull(program.settings.MaxSimulDownlads)) return false;
   program.Download(index).Queued = 1;
@@ -106,13 +106,13 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   const ParsedUrl parsed = ParseUrl(url);
   if (parsed.result == kUrlRefused) {
     const std::string& text = program->Text(kBadUrl);
-    if (boxes.Stands(caller, text)) co_return;
+    if (boxes.IsOpen(caller, text)) co_return;
     BoxRequest request{text, kProgramName, kCritical};
     (void)co_await boxes.Ask(caller, std::move(request));
     co_return;
   }
 
-  // Whoever hands the same listed URL over again and again is asked once at a time, not once for each.
+  // A listed URL that is added many times raises one question at a time.
   std::optional<Claim> claim;
   if (FindUrl(*program, url) != 0 && !claim.emplace(program->askedUrls, url).Has()) co_return;
 
@@ -134,7 +134,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   }
   claim.reset();
 
-  // The list may be another one since the question: the URL is looked for again.
+  // The list may have changed since the question.
   DownloadRecord record = NewRecord(*program, url, parsed, kind);
   if (path) {
     record.SavePath = *path;
@@ -148,7 +148,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
     co_return;
   }
   const bool queued = QueueIfBusy(*program, index);
-  // It moves from the list of finished files to that of current downloads.
+  // It moves from the finished files to the current downloads.
   if (wasFinished) {
     program->lists->RefreshDownList();
     program->lists->RefreshRows(kAllRows, kForced);

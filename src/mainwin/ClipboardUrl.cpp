@@ -9,7 +9,7 @@ namespace pellora {
 
 namespace {
 
-// A list of a single extension is never tested.
+// A list of a single extension ignores nothing.
 bool IsIgnored(std::string_view extension, std::string_view ignored) {
   if (ignored.find(',') == std::string_view::npos) return false;
   for (std::size_t at = 0; at <= ignored.size();) {
@@ -33,7 +33,7 @@ std::optional<std::string> UrlToAskAbout(std::string_view text, std::string_view
   const std::string_view url = TrimCopiedText(text);
   if (!HasLowerCaseScheme(url)) return std::nullopt;
   if (url.ends_with('\\') || url.ends_with('/')) return std::nullopt;
-  // Everything behind the last dot counts, so a query string keeps an address from being ignored.
+  // The extension is all after the last dot, so an address with a query string is not ignored.
   const std::size_t dot = url.rfind('.');
   if (dot != std::string_view::npos && IsIgnored(url.substr(dot + 1), ignored)) return std::nullopt;
   return std::string(url);

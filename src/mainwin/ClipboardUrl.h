@@ -1,4 +1,4 @@
-// ClipboardUrl: which texts on the clipboard are URLs that the program asks about.
+// ClipboardUrl: which clipboard texts are URLs to ask about.
 #pragma once
 
 #include <optional>
@@ -7,12 +7,11 @@
 
 namespace pellora {
 
-// A copied text without the blanks and line ends around it: terminals copy an address with its line end.
+// Without blanks and line ends around it: terminals copy an address with its line end.
 std::string_view TrimCopiedText(std::string_view text);
 
-// The trimmed URL, or nothing. The scheme must be in lower case; an address that ends in a slash names no
-// file; an extension in `ignored` (separated by commas, no regard to case) is passed over. A text of several
-// lines is judged as one.
+// The trimmed URL, or none: the scheme must be in lower case, the address must not end in a slash, and its extension
+// must not be in `ignored` (separated by commas, in any case). A text of several lines is judged as one.
 std::optional<std::string> UrlToAskAbout(std::string_view text, std::string_view ignored);
 
 }  // namespace pellora

@@ -16,7 +16,7 @@ Form1::Form1(Program& program)
   Command3.OnClick = [this] { Unload(); };
 }
 
-// The Tag changes its meaning here: from the number of the caption to the answer.
+// From here on the Tag is the answer.
 void Form1::OnLoad() {
   Tag = TagText(kCaptionNumber);
   ApplyLanguage(*this, program_);

@@ -1,5 +1,5 @@
-// Form1: the dialog that takes the URL of a new download. Its answer is its Tag: "" while it stands,
-// then "NOW", "LATER" or "CANCEL". Before its Load the Tag is the number of its caption.
+// Form1: the dialog for the URL of a new download. Its answer is its Tag: "" while it is open, then "NOW", "LATER" or
+// "CANCEL". Before its Load the Tag is the number of its caption.
 #pragma once
 
 #include "core/Program.h"
@@ -17,7 +17,7 @@ class Form1 final : public Window {
   CommandButton Command2{this, "Command2", "Download Later !", 697};
   CommandButton Command3{this, "Command3", "Cancel", 698};
 
-  // Selects the whole of Text1 in the view.
+  // Selects all of Text1 in the view.
   void SelectText();
 
  protected:

@@ -1,4 +1,4 @@
-// Layout: where the parts of the main window stand, as a plain computation from its inner size.
+// Layout: computes the places of the main window's parts from its inner size.
 #include <cstddef>
 #include <vector>
 
@@ -14,7 +14,7 @@ constexpr int kMinimumHeight = 534;
 
 constexpr double kStatusColumn = 70;  // wide enough for the percentage
 
-// No control is narrower or lower than nothing: such a length is not set, and the former one stays.
+// A negative length is not set: the control keeps its own.
 void SetLength(Property<double>& length, double value) {
   if (value >= 0) length = value;
 }
@@ -29,7 +29,7 @@ void SetWidths(ListView& list, const std::vector<double>& widths) {
 
 }  // namespace
 
-// The limit is applied by setting the size back; the event which that brings lays the window out again.
+// Enforces the limit by setting the size; the resulting event lays the window out again.
 void MainWindow::Resize() {
   if (State() == WindowState::Minimised) return;
   if (Width < kMinimumWidth) Width = kMinimumWidth;
@@ -56,7 +56,7 @@ void MainWindow::Resize() {
   SetWidths(ListView1, {0.24 * w1, 0.23 * w1, 0.1 * w1, kStatusColumn, 0.2 * w1, 0.1 * w1});
 }
 
-// An equal text is not written again, so that the status bar does not flicker under the mouse.
+// Does not write an equal text again, so that the status bar does not flicker under the mouse.
 void MainWindow::Status(const std::string& text) {
   if (StatusBar1.Panels().front() != text) StatusBar1.SetPanel(1, text);
 }

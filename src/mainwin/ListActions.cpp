@@ -69,17 +69,17 @@ Task<> MainWindow::OpenFile(std::int16_t index) {
     co_return;
   }
   const std::string text = program_.Download(index).FileName + " not found. Can't start it";
-  if (program_.boxes.Stands(this, text)) co_return;
+  if (program_.boxes.IsOpen(this, text)) co_return;
   BoxRequest request{text, kProgramName, kCritical};
   (void)co_await program_.boxes.Ask(this, std::move(request));
 }
 
-// A finished download leaves the list; its file stays on the disk.
+// The files stay on the disk.
 void MainWindow::ClearSelected() {
   for (const std::size_t at : ListView2.Selection()) {
     const std::optional<Pick> pick = PickOf(ListView2.Rows()[at]);
     if (!pick) continue;
-    if (!program_.Download(pick->index).Finished) continue;  // the same URL, started again from the beginning
+    if (!program_.Download(pick->index).Finished) continue;  // the same URL, started again
     Release(program_, pick->index, kCleared);
   }
   RefreshDownList();

@@ -27,7 +27,7 @@ constexpr std::uint32_t kIdleTimerMilliseconds = 30000;
 constexpr std::uint32_t kPreviewTimerMilliseconds = 500;
 constexpr int kToolbarHint = 412;
 
-// What runs an action: a menu entry, and the toolbar button that clicks it.
+// A menu entry that runs an action, and the toolbar button that clicks it.
 struct Command {
   MainWindow::Action action;
   Menu MainWindow::*entry;
@@ -64,7 +64,7 @@ MainWindow::MainWindow(Program& program)
       preview_(program.platform, kPreviewTimerMilliseconds) {
   Width = 800;
   Height = 600;
-  // The updater is a program of its own; it may be missing.
+  // The updater is a separate program, and may be missing.
   Skip([&] {
     platform_.shell.Start(platform_.machine.ProgramFolder() + "/UpdateApp",
                           {"Pellora", "2", kFullVersionText, kUpdateServer, "false"});
@@ -160,7 +160,7 @@ void MainWindow::OnLoad() {
   Resize();
 }
 
-// Closing the window leaves the program working in the background.
+// Closing the window leaves the program running in the background.
 void MainWindow::OnQueryUnload(bool& cancel, UnloadMode mode) {
   if (mode == UnloadMode::UserClosed) {
     cancel = true;
@@ -179,7 +179,7 @@ void MainWindow::OnMouseMove() {
 void MainWindow::ShowVersion() { Status(std::string("Pellora v") + kVersionText); }
 
 void MainWindow::ShowBasket(bool shown) {
-  sdb.Checked = shown;  // before the basket, which takes its time at its first showing
+  sdb.Checked = shown;  // first, since the basket is slow to show the first time
   if (program_.basket) program_.basket->SetShown(shown);
 }
 
@@ -200,7 +200,7 @@ void MainWindow::StopTimers() {
 Task<> MainWindow::About() {
   const auto hold = Hold();
   const std::string text = std::string(kProgramName) + "\nVersion : " + kVersionText;
-  if (program_.boxes.Stands(this, text)) co_return;
+  if (program_.boxes.IsOpen(this, text)) co_return;
   BoxRequest request{text, kProgramName, kInformation};
   (void)co_await program_.boxes.Ask(this, std::move(request));
 }

@@ -1,11 +1,10 @@
-// MainWindow: the two lists with all their actions, the queue pump and the scheduler, the clipboard watch
-// and the layout. Its files: MainWindow.cpp (events and hints), Rows.cpp (list rows), Actions.cpp and
-// ListActions.cpp (what the user asks for), Pump.cpp (the 500 ms tick), StartRecord.cpp (starting one
-// record), Questions.cpp (add dialog and clipboard question), Preview.cpp (side pane and media preview),
-// VersionCheck.cpp, Layout.cpp.
+// MainWindow: the two lists with all their actions, the queue pump and the scheduler, the clipboard watch and the
+// layout. Its files: MainWindow.cpp (events and hints), Rows.cpp (list rows), Actions.cpp and ListActions.cpp (the
+// user's actions), Pump.cpp (the 500 ms tick), StartRecord.cpp (starting one record), Questions.cpp (add dialog and
+// clipboard question), Preview.cpp (side pane and media preview), VersionCheck.cpp, Layout.cpp.
 //
-// The popups: a view tells a list of a right click and then opens `popup` over ListView1 if a row is selected there,
-// or `pop2` over ListView2, with or without one. The entries are set by then.
+// The popups: a view reports a right click to the list, which sets the entries, and then opens `popup` over ListView1
+// if a row is selected there, or `pop2` over ListView2 in any case.
 #pragma once
 
 #include <array>
@@ -129,7 +128,7 @@ class MainWindow final : public Window, public Lists {
 
   LinkLabel Label2{this, "Label2", "Visit Pellora website ", 271};  // a double click opens the project's site
   LinkLabel Label7{this, "Label7", "Auto update Pellora", 270};     // a double click checks for a newer version
-  Picture Picture4{this, "Picture4"};                               // the ground that Label7 and ListView2 stand on
+  Picture Picture4{this, "Picture4"};                               // the background of Label7 and ListView2
   CommandButton Command5{this, "Command5", "Basket"};
   CommandButton Command4{this, "Command4", "<"};  // folds and unfolds the side pane
 
@@ -144,7 +143,7 @@ class MainWindow final : public Window, public Lists {
   Label Label6{this, "Label6", "Vol :"};
   Slider Slider1{this, "Slider1"};  // volume, 0 to 100
   Frame Details{this, "Details"};
-  // Lines of the information pane: what is told, and what it is for the chosen finished file.
+  // Lines of the information pane: what each is, and its text for the chosen finished file.
   ControlArray<Label> InfoCaption{
       this,
       "InfoCaption",
@@ -160,27 +159,25 @@ class MainWindow final : public Window, public Lists {
   const std::shared_ptr<WantDown> wantDown;
   const std::shared_ptr<options> optionsWindow;
 
-  // Timers run from here on; not before the list was read.
+  // Only once the list was read.
   void StartTimers();
   void StopTimers();
 
   void RunAction(int number);
   void pauseall() { RunAction(kPauseAll); }
   void resumeall() { RunAction(kResumeAll); }
-  // Pauses a running record; False if it does not run.
+  // False if the record is not running.
   bool PauseRecord(std::int16_t index);
-  // Takes a record out of the list without a question. A finished one keeps its file; the parts of any other are
-  // deleted.
+  // Removes a record without asking. A finished one keeps its file; the parts of any other are deleted.
   void RemoveRecord(std::int16_t index);
-  // Ends a "resume all" that is under way.
-  void EndResumeAll() { ++resumeRun_; }
+  // Ends a "resume all" in progress.
+  void EndResumeAll() { ++resumeGeneration_; }
   // The program ends, and nobody sees the rows of what it pauses.
-  void EndRefreshes() { gatherRefreshes_ = true; }
-  // The drop basket and the mark of its menu entry.
+  void EndRefreshes() { deferRefreshes_ = true; }
+  // Also checks or unchecks its menu entry.
   void ShowBasket(bool shown);
   void Resize();
-  // Renders a file into Picture3, in place of whatever the preview held. A type that it does not take
-  // leaves an empty graph.
+  // Renders a file into Picture3 in place of the previous one. An unsupported type leaves an empty graph.
   Task<> LoadMedia(std::string path);
 
   void RefreshRows(std::int16_t index, std::int16_t force) override;
@@ -196,7 +193,7 @@ class MainWindow final : public Window, public Lists {
   void OnMouseMove() override;
 
  private:
-  // A record together with the serial it was seen with.
+  // A record and the serial that its slot had.
   struct Pick {
     std::int16_t index;
     std::uint32_t serial;
@@ -215,7 +212,7 @@ class MainWindow final : public Window, public Lists {
   bool UpdateRow(std::int16_t index);
   void FillRow(ListRow& row, std::int16_t index, const std::string& separator);
   const std::string& DateText(std::int16_t index);
-  void CheckFinishedFiles(std::size_t from, std::uint64_t run);
+  void CheckFinishedFiles(std::size_t from, std::uint64_t generation);
   std::optional<Pick> PickOf(const ListRow& row) const;
   std::optional<Pick> Selected(const ListView& list) const;
 
@@ -262,7 +259,7 @@ class MainWindow final : public Window, public Lists {
   void ShowInfo(const FileInfo& file);
   void SetVolume();
   void ShowTab();
-  // Attached anew with every tick; it costs nothing.
+  // At every tick, in case the surface's size has changed.
   void AttachPreview() {
     if (mediaControl_) mediaControl_->SetOwner(Picture3);
   }
@@ -284,20 +281,20 @@ class MainWindow final : public Window, public Lists {
   Timer preview_;  // nor has this one
 
   // Rows.
-  std::optional<std::uint32_t> lastRefresh_;  // tick count; nothing: never yet
-  bool missedAll_ = false;                    // refused refreshes that are still owed
+  std::optional<std::uint32_t> lastRefresh_;  // tick count; none before the first
+  bool missedAll_ = false;                    // postponed refreshes
   std::vector<std::int16_t> missedRows_;
-  bool gatherRefreshes_ = false;                           // refreshes are refused, forced ones too
-  bool forcedMeanwhile_ = false;                           // one of them was forced
+  bool deferRefreshes_ = false;                            // postpones even forced refreshes
+  bool forcedRefreshDeferred_ = false;                     // one of those was forced
   std::vector<std::int32_t> rowOfRecord_;                  // by record; -1: no row in ListView1
   std::vector<std::pair<double, std::string>> dateTexts_;  // by record: DateAdded and its text
-  std::vector<ListRow> formerRows_;  // of the last rebuild of each list; the next one is built in them
-  std::vector<ListRow> formerFinishedRows_;
-  std::uint64_t finishedRun_ = 0;  // number of the last rebuild of ListView2
+  std::vector<ListRow> spareRows_;                         // memory for the next rebuild of each list
+  std::vector<ListRow> spareFinishedRows_;
+  std::uint64_t finishedGeneration_ = 0;  // number of the last rebuild of ListView2
 
-  std::uint64_t resumeRun_ = 0;
-  bool adding_ = false;           // the add dialog stands
-  bool askingClipboard_ = false;  // the clipboard question stands
+  std::uint64_t resumeGeneration_ = 0;
+  bool adding_ = false;           // the add dialog is open
+  bool askingClipboard_ = false;  // the clipboard question is open
   std::string lastClipboard_;
   float overallSpeed_ = 0;  // bytes per second, smoothed
   std::uint64_t lastTotal_ = 0;
@@ -307,13 +304,13 @@ class MainWindow final : public Window, public Lists {
   bool connectionLost_ = false;
   bool showSidePane_ = false;
 
-  // The preview's graph: null until the first LoadMedia, then the newest one.
+  // The preview's graph; null until the first LoadMedia.
   std::unique_ptr<MediaGraph> mediaControl_;
   std::shared_ptr<std::optional<bool>> rendering_;  // its outcome, once there is one
-  std::uint64_t previewRun_ = 0;                    // number of the last click; older ones are superseded
+  std::uint64_t previewGeneration_ = 0;             // number of the last click; older ones are superseded
   bool previewCancelled_ = false;                   // a double click opened the file
 
-  int offers_ = 0;  // questions about a new version that wait for their answer
+  int offers_ = 0;  // open questions about a new version
 };
 
 }  // namespace pellora

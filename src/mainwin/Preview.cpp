@@ -23,10 +23,10 @@ namespace pellora {
 
 namespace {
 
-// Upper-case extensions of what is rendered.
+// Extensions of files that are rendered.
 constexpr std::array<std::string_view, 15> kAccepted{"AVI", "MPG", "JPG", "BMP", "MP3", "WAV", "OGG", "WMV",
                                                      "WMA", "PNG", "TGA", "MP2", "MP1", "MID", "RMI"};
-// Last three characters of the paths that the drawing stands for.
+// Last three characters of paths for which Image2 is shown.
 constexpr std::array<std::string_view, 4> kAudio{"MP3", "OGG", "WMA", "WAV"};
 
 // A second click within this time opens the file instead.
@@ -39,7 +39,7 @@ bool Holds(const Names& names, std::string_view name) {
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-// The last dot of the whole path counts. One without any dot is tried.
+// The last dot of the whole path counts. A path without a dot is tried.
 bool IsAccepted(const std::string& path) {
   const std::size_t dot = path.rfind('.');
   return dot == std::string::npos || Holds(kAccepted, ToUpper(std::string_view(path).substr(dot + 1)));
@@ -49,7 +49,7 @@ bool IsAudio(const std::string& path) {
   return path.size() >= 3 && Holds(kAudio, ToUpper(std::string_view(path).substr(path.size() - 3)));
 }
 
-// Bytes per second over the whole transfer; 0 where no time was taken.
+// Bytes per second over the whole transfer; 0 if it took no time.
 std::int64_t AverageSpeed(const DownloadRecord& record) {
   const auto speed = static_cast<double>(record.FileSize) / static_cast<double>(record.ElapsedSeconds);
   const auto most = static_cast<double>(std::numeric_limits<std::int32_t>::max());
@@ -62,14 +62,14 @@ void MainWindow::ConnectPreview() {
   Image2.Image = "sound";
   Image2.Visible = false;
   Slider1.Value = kFullVolume;
-  // A graph that holds nothing, or whose decoder is gone, refuses both.
+  // Both fail if the graph is empty or its decoder gone.
   Command2.OnClick = [this] {
     if (mediaControl_) Skip([this] { mediaControl_->Run(); });
   };
   Command3.OnClick = [this] {
     if (mediaControl_) Skip([this] { mediaControl_->Stop(); });
   };
-  // Moving the slider also starts the playback.
+  // Moving the slider also starts playback.
   Slider1.OnChange = [this] {
     SetVolume();
     if (mediaControl_) Skip([this] { mediaControl_->Run(); });
@@ -89,7 +89,7 @@ void MainWindow::ShowTab() {
   Details.Visible = showSidePane_;
 }
 
-// 0 to 100 become 20 dB down to full.
+// Maps 0 to 100 to -20 dB to full volume.
 void MainWindow::SetVolume() {
   if (mediaControl_) Skip([this] { mediaControl_->SetVolume(Slider1.Value * 20 - 2000); });
 }
@@ -100,12 +100,12 @@ void MainWindow::SelectFinished() {
   platform_.tasks.Spawn(PreviewFile(InfoOf(pick->index)));
 }
 
-// `file` was read off the record at the click: when the wait is over its slot may hold another one. Only
-// the last click goes on.
+// `file` was read from the record at the click: after the wait its slot may hold another one. Only the last click
+// continues.
 Task<> MainWindow::PreviewFile(FileInfo file) {
   const auto hold = Hold();
   const std::uint32_t start = platform_.clock.TickCount();
-  const std::uint64_t run = ++previewRun_;
+  const std::uint64_t generation = ++previewGeneration_;
   rendering_.reset();
   previewCancelled_ = false;
   Image2.Visible = false;
@@ -116,18 +116,19 @@ Task<> MainWindow::PreviewFile(FileInfo file) {
     co_return;
   }
   Label5.Caption = "Preparing preview...";
-  std::function<bool()> over = [this, start, run] {
-    return run != previewRun_ || TicksSince(platform_.clock.TickCount(), start) > kDoubleClickMilliseconds;
+  std::function<bool()> over = [this, start, generation] {
+    return generation != previewGeneration_ ||
+           TicksSince(platform_.clock.TickCount(), start) > kDoubleClickMilliseconds;
   };
   co_await platform_.tasks.Until(std::move(over), kDoubleClickMilliseconds + 1);
-  if (run != previewRun_) co_return;
+  if (generation != previewGeneration_) co_return;
 
   const bool cancelled = std::exchange(previewCancelled_, false);
   ShowInfo(file);
   if (!cancelled) {
     Image2.Visible = IsAudio(file.path);
     co_await LoadMedia(file.path);
-    if (run != previewRun_) co_return;
+    if (generation != previewGeneration_) co_return;
   }
   // A picture covers it.
   Label5.Caption = "Preview not available.";
@@ -145,15 +146,15 @@ Task<> MainWindow::LoadMedia(std::string path) {
   Skip([this] { mediaControl_->StopWhenReady(); });
 }
 
-// The former graph is not stopped first: its end ends what it plays.
+// Destroying the old graph stops it.
 void MainWindow::LeavePreviewEmpty() {
   rendering_.reset();
   mediaControl_.reset();
   mediaControl_ = platform_.media.NewGraph();
 }
 
-// False if it is refused at once. A new graph is at full volume, whatever the slider shows; it is set with the
-// outcome, because the graph of a click that was superseded meanwhile may stay and be played.
+// False if it is refused at once. A new graph is at full volume whatever the slider shows, so the volume is set with
+// the outcome; not after the wait, since the graph of a superseded click may stay and be played.
 bool MainWindow::BeginRendering(const std::string& path) {
   mediaControl_->SetOwner(Picture3);  // first, so that it is rendered in the surface's size
   const auto outcome = std::make_shared<std::optional<bool>>();

@@ -1,5 +1,5 @@
-// Pump: the tick of every 500 ms. It watches the clipboard, tells speed and totals, moves scheduled
-// records to the queue and starts at most one queued download.
+// Pump: the 500 ms tick. It watches the clipboard, shows speed and totals, moves scheduled records to the queue and
+// starts at most one queued download.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -32,7 +32,7 @@ std::int32_t RoundedSpeed(float speed) {
 void MainWindow::Tick() {
   WatchConnection();
   AttachPreview();
-  // A tick that asks a question does nothing more: the next ones go on while it stands.
+  // A tick that asks a question does nothing else; the next ones do while it is open.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 
   FlushPendingRefresh();
@@ -50,8 +50,8 @@ void MainWindow::Tick() {
   platform_.tasks.Spawn(PumpQueue());
 }
 
-// Both flags start False and only these branches set them, so neither is ever taken: a lost connection
-// pauses nothing.
+// Both flags start False and only these branches set them, so neither branch is ever taken: a lost connection pauses
+// nothing.
 void MainWindow::WatchConnection() {
   const bool up = platform_.machine.ConnectionUp();
   if (!up && connectionUp_) {
@@ -74,7 +74,7 @@ void MainWindow::ShowSpeed(int runningCount) {
   lastTickCount_ = tick;
   const float rate = elapsed > 0 ? static_cast<float>(bytes) / static_cast<float>(elapsed) * 1000.0F : 0.0F;
   overallSpeed_ = rate * 0.6F + overallSpeed_ * 0.4F;
-  if (overallSpeed_ == 0.0F) overallSpeed_ = 1.0F;  // never stays at zero
+  if (overallSpeed_ == 0.0F) overallSpeed_ = 1.0F;
   if (overallSpeed_ > static_cast<float>(peakSpeed_)) peakSpeed_ = RoundedSpeed(overallSpeed_);
 
   const auto kilobytes = static_cast<std::int64_t>(std::floor(overallSpeed_ / 1024.0F));
@@ -96,7 +96,7 @@ Task<> MainWindow::PumpQueue() {
     co_return;
   }
   program_.Download(turn->index).Queued = 0;
-  missedAll_ = true;  // its row no longer reads as queued
+  missedAll_ = true;  // its row must no longer show it as queued
   const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(turn->index);
   if (transfer && program_.ShowTransferWindow) transfer->ShowWindow();
 }

@@ -1,5 +1,5 @@
-// Questions: the add dialog and the question about a URL on the clipboard. Both stand beside the running
-// program; their answer is the Tag of their window.
+// Questions: the add dialog and the question about a URL on the clipboard. Neither is modal; their answer is the Tag of
+// their window.
 #include <functional>
 #include <string>
 #include <utility>
@@ -18,13 +18,13 @@ namespace pellora {
 
 namespace {
 
-// Says that a question stands for as long as it lives.
-class Standing {
+// True for as long as this lives.
+class ScopedFlag {
  public:
-  explicit Standing(bool& flag) : flag_(flag) { flag = true; }
-  ~Standing() { flag_ = false; }
-  Standing(const Standing&) = delete;
-  Standing& operator=(const Standing&) = delete;
+  explicit ScopedFlag(bool& flag) : flag_(flag) { flag = true; }
+  ~ScopedFlag() { flag_ = false; }
+  ScopedFlag(const ScopedFlag&) = delete;
+  ScopedFlag& operator=(const ScopedFlag&) = delete;
 
  private:
   bool& flag_;
@@ -34,15 +34,15 @@ class Standing {
 
 Task<> MainWindow::AddAction() {
   const auto hold = Hold();
-  if (adding_) {  // what was typed so far stays
+  if (adding_) {  // keeps what was typed
     form1->Raise();
     co_return;
   }
   std::string answer;
   std::string url;
   {
-    const Standing standing(adding_);
-    form1->Load();  // before the Tag is emptied, which Load sets
+    const ScopedFlag open(adding_);
+    form1->Load();  // sets the Tag
     form1->Tag = "";
     form1->Show();
     const std::optional<std::string> clipboard = platform_.clipboard.Text();
@@ -56,13 +56,13 @@ Task<> MainWindow::AddAction() {
     form1->Hide();
   }
   if (answer == "CANCEL") co_return;
-  // What the parser takes must not vanish without a message, so the case plays no part here.
+  // In any case, like the parser: an address that it accepts must not vanish without a message.
   if (!HasScheme(url)) co_return;
   co_await AddDownload(&program_, url, answer == "LATER", 0, this);
 }
 
-// The URL of a clipboard text that was not looked at before. While the question stands the clipboard is
-// left alone, so that a text copied meanwhile is new to the first tick after the answer.
+// The URL to ask about in a new clipboard text. The clipboard is not read while the question is open, so that a text
+// copied meanwhile is new to the first tick after the answer.
 std::optional<std::string> MainWindow::ClipboardUrl() {
   if (!program_.settings.CheckClipboard || askingClipboard_) return std::nullopt;
   std::optional<std::string> text;
@@ -82,7 +82,7 @@ Task<> MainWindow::AskClipboard(std::string url) {
   const auto hold = Hold();
   bool yes = false;
   {
-    const Standing standing(askingClipboard_);
+    const ScopedFlag open(askingClipboard_);
     wantDown->Load();
     wantDown->Tag = "";
     wantDown->Label2.Caption = url;

@@ -1,5 +1,5 @@
-// Rows: the two lists built from the records. A row carries its record's number and serial, so that a
-// redirect which changes the URL, the row's key, does not part row and record.
+// Rows: builds the two lists from the records. A row has its record's number and serial, so that it can still be
+// matched after a redirect has changed the URL, the row's key.
 #include <algorithm>
 #include <bit>
 #include <string>
@@ -20,7 +20,7 @@ namespace pellora {
 
 namespace {
 
-// Files of the finished list whose length is asked within one event; a slow disk must not stop the window.
+// How many finished files are checked in one event; a slow disk must not freeze the window.
 constexpr std::size_t kFilesInOneGo = 256;
 
 constexpr int kTextFinished = 300;
@@ -38,7 +38,7 @@ void SetWithPercent(std::string& text, const std::string& word, const DownloadRe
   text.append(" (").append(FormatPercent(static_cast<double>(record.Percent), separator)).append("%)");
 }
 
-// Row `at` of rows that are filled one after the other: a former one, whose texts have room, or a new one.
+// Row `at` of rows that are filled in turn: an old one, whose memory is reused, or a new one.
 ListRow& RowAt(std::vector<ListRow>& rows, std::size_t at) { return at < rows.size() ? rows[at] : rows.emplace_back(); }
 
 const char* WaitingIcon(const DownloadRecord& record) {
@@ -51,14 +51,14 @@ bool SameDate(double a, double b) { return std::bit_cast<std::uint64_t>(a) == st
 
 }  // namespace
 
-// Unsigned, unlike other distances of ticks: lists that nothing changed for 25 days are due all the same.
+// Unsigned, unlike TicksSince: lists unchanged for 25 days must still be due.
 bool MainWindow::RefreshIsDue() const {
   return !lastRefresh_ || platform_.clock.TickCount() - *lastRefresh_ >= kRefreshMilliseconds;
 }
 
 void MainWindow::RefreshRows(std::int16_t index, std::int16_t force) {
-  if (gatherRefreshes_ || (force <= 0 && !RefreshIsDue())) {
-    forcedMeanwhile_ = forcedMeanwhile_ || force > 0;
+  if (deferRefreshes_ || (force <= 0 && !RefreshIsDue())) {
+    forcedRefreshDeferred_ = forcedRefreshDeferred_ || force > 0;
     if (index == 0) {
       missedAll_ = true;
     } else if (std::find(missedRows_.begin(), missedRows_.end(), index) == missedRows_.end()) {
@@ -74,7 +74,7 @@ void MainWindow::RefreshRows(std::int16_t index, std::int16_t force) {
   RebuildRows();
 }
 
-// What the limit refused since the last tick, now that nothing else has brought it.
+// Refreshes that the limit postponed and no later one included.
 void MainWindow::FlushPendingRefresh() {
   if ((!missedAll_ && missedRows_.empty()) || !RefreshIsDue()) return;
   lastRefresh_ = platform_.clock.TickCount();
@@ -91,7 +91,7 @@ void MainWindow::RebuildRows() {
   const auto count = static_cast<std::size_t>(program_.DownloadCount);
   rowOfRecord_.assign(count + 1, -1);
   dateTexts_.resize(count + 1, {0.0, std::string()});
-  std::vector<ListRow> rows = std::move(formerRows_);
+  std::vector<ListRow> rows = std::move(spareRows_);
   std::size_t used = 0;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
@@ -112,12 +112,11 @@ void MainWindow::RebuildRows() {
     rowOfRecord_[static_cast<std::size_t>(i)] = static_cast<std::int32_t>(used++);
   }
   rows.resize(used);
-  formerRows_ = ListView1.SetRows(std::move(rows));
+  spareRows_ = ListView1.SetRows(std::move(rows));
 }
 
-// Updates the row of one record; False if there is none to update and the list is to be built anew. It
-// says less than the full rebuild, on purpose: what is neither finished nor active always reads as
-// stopped, with the plain icon.
+// Updates the row of one record; False if it has none and the list must be rebuilt. Shows less than a rebuild on
+// purpose: a record that is neither finished nor active always shows as stopped, with the plain icon.
 bool MainWindow::UpdateRow(std::int16_t index) {
   const auto at = static_cast<std::size_t>(index);
   if (index < 1 || index > program_.DownloadCount) return false;
@@ -146,7 +145,7 @@ bool MainWindow::UpdateRow(std::int16_t index) {
   return true;
 }
 
-// All of a row but its status and icon, into a row that may have been another one's.
+// Fills everything but status and icon, into a row that may have been another record's.
 void MainWindow::FillRow(ListRow& row, std::int16_t index, const std::string& separator) {
   const DownloadRecord& record = program_.Download(index);
   row.key = record.URL;
@@ -160,7 +159,7 @@ void MainWindow::FillRow(ListRow& row, std::int16_t index, const std::string& se
   row.serial = program_.Serial(index);
 }
 
-// The locale's date text costs more than the rest of a row together, and a record's date never changes.
+// Cached: the locale's date text costs more than the rest of a row, and a record's date never changes.
 const std::string& MainWindow::DateText(std::int16_t index) {
   const auto at = static_cast<std::size_t>(index);
   if (at >= dateTexts_.size()) dateTexts_.resize(at + 1, {0.0, std::string()});
@@ -174,13 +173,13 @@ const std::string& MainWindow::DateText(std::int16_t index) {
 }
 
 void MainWindow::RefreshDownList() {
-  // What has finished leaves the list of current downloads.
+  // Finished records must leave the list of current downloads.
   missedAll_ = missedAll_ || std::any_of(ListView1.Rows().begin(), ListView1.Rows().end(), [this](const ListRow& row) {
                  const std::optional<Pick> pick = PickOf(row);
                  return !pick || program_.Download(pick->index).Finished;
                });
   const std::string separator = platform_.locale.DecimalSeparator();
-  std::vector<ListRow> rows = std::move(formerFinishedRows_);
+  std::vector<ListRow> rows = std::move(spareFinishedRows_);
   std::size_t used = 0;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
@@ -197,13 +196,13 @@ void MainWindow::RefreshDownList() {
     row.serial = program_.Serial(i);
   }
   rows.resize(used);
-  formerFinishedRows_ = ListView2.SetRows(std::move(rows));
-  CheckFinishedFiles(0, ++finishedRun_);
+  spareFinishedRows_ = ListView2.SetRows(std::move(rows));
+  CheckFinishedFiles(0, ++finishedGeneration_);
 }
 
-// Marks the rows whose file is gone, a part of the list in each event.
-void MainWindow::CheckFinishedFiles(std::size_t from, std::uint64_t run) {
-  if (run != finishedRun_) return;
+// Marks the rows whose file is gone, some in each event.
+void MainWindow::CheckFinishedFiles(std::size_t from, std::uint64_t generation) {
+  if (generation != finishedGeneration_) return;
   const std::size_t end = std::min(from + kFilesInOneGo, ListView2.Rows().size());
   for (std::size_t at = from; at < end; ++at) {
     ListRow row = ListView2.Rows()[at];
@@ -214,13 +213,13 @@ void MainWindow::CheckFinishedFiles(std::size_t from, std::uint64_t run) {
     ListView2.SetRow(at, std::move(row));
   }
   if (end == ListView2.Rows().size()) return;
-  platform_.events.Post([this, end, run, alive = weak_from_this()] {
+  platform_.events.Post([this, end, generation, alive = weak_from_this()] {
     const auto hold = alive.lock();
-    if (hold) CheckFinishedFiles(end, run);
+    if (hold) CheckFinishedFiles(end, generation);
   });
 }
 
-// The record that a row stands for. A record that was overwritten by the same URL is still meant.
+// The record of a row. One that was replaced by another with the same URL still counts.
 std::optional<MainWindow::Pick> MainWindow::PickOf(const ListRow& row) const {
   if (row.record < 1 || row.record > program_.DownloadCount) return std::nullopt;
   const DownloadRecord& record = program_.Download(row.record);

@@ -6,10 +6,10 @@
 
 namespace pellora {
 
-// From the test that the place is empty up to the transfer in it nothing may run in between.
+// Nothing else may run between the check for an empty place and filling it.
 Task<> MainWindow::StartRecord(std::int16_t index, Start start) {
   const auto hold = Hold();
-  missedAll_ = true;  // its row shows the start at the next tick, however long the server takes to answer
+  missedAll_ = true;  // the next tick shows the start, however long the server takes
   co_await StartTransfer(&program_, index, start);
 }
 

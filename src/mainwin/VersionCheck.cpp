@@ -1,5 +1,5 @@
-// VersionCheck: a double click on Label7 fetches the version file, and a newer package is offered as an
-// ordinary download. There is one check in a run: neither the label nor the socket is ever set back.
+// VersionCheck: a double click on Label7 fetches the version file and offers a newer package as an ordinary download.
+// There is one check per run: neither the label nor the socket is ever reset.
 #include <algorithm>
 #include <string>
 #include <utility>
@@ -20,10 +20,10 @@ namespace {
 
 constexpr const char* kChecking = "CONN";
 
-// A host that sends on and on brings a decision with every block; its questions must not pile up.
+// Each block of the reply may raise a question; an endless reply must not pile them up.
 constexpr int kMostOffers = 2;
 
-// Longer notes, and those of more lines, fill the screen and push the buttons off it.
+// Longer notes would push the buttons off the screen.
 constexpr std::size_t kLongestNotes = 2000;
 constexpr int kMostLines = 25;
 
@@ -38,7 +38,7 @@ std::string Request() {
          host + "\r\n\r\n";
 }
 
-// Where the last line that is shown ends; either character of a line end may stand alone.
+// Where the last shown line ends; CR, LF and CRLF are line ends.
 std::size_t EndOfLines(const std::string& notes) {
   int lines = 1;
   for (std::size_t at = notes.find_first_of("\r\n"); at != std::string::npos; at = notes.find_first_of("\r\n", at)) {
@@ -49,7 +49,7 @@ std::size_t EndOfLines(const std::string& notes) {
   return notes.size();
 }
 
-// Cut between characters of UTF-8.
+// Cut between UTF-8 characters.
 std::string Shortened(std::string notes) {
   std::size_t end = std::min(EndOfLines(notes), kLongestNotes);
   if (end >= notes.size()) return notes;
@@ -58,7 +58,7 @@ std::string Shortened(std::string notes) {
   return notes + "...";
 }
 
-// Counts a standing question for as long as it lives.
+// Counts an open question for as long as this lives.
 class Counted {
  public:
   explicit Counted(int& count) : count_(count) { ++count_; }
@@ -96,7 +96,7 @@ void MainWindow::CheckVersion() {
   GetNewVersion.Connect();
 }
 
-// Each block is decided on by itself: one without a blank line usually tells of no new version.
+// Each block is judged separately: one without a blank line usually shows no new version.
 void MainWindow::VersionArrived(const std::string& block) {
   const VersionReply reply = ReadVersionReply(block);
   if (!(kVersion < reply.version)) {
@@ -110,7 +110,7 @@ void MainWindow::VersionArrived(const std::string& block) {
 Task<> MainWindow::OfferVersion(float version, std::string notes) {
   const auto hold = Hold();
   const std::string text = Shortened(std::move(notes)) + "\r\n\r\nWould you want to download this new version ?";
-  if (offers_ == kMostOffers || program_.boxes.Stands(this, text)) co_return;
+  if (offers_ == kMostOffers || program_.boxes.IsOpen(this, text)) co_return;
   int answer = kAnswerNo;
   {
     const Counted counted(offers_);

@@ -14,10 +14,10 @@ namespace {
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kBlankLine = "\r\n\r\n";
 
-// `text` from `count` characters behind the start of the first `mark`, or behind the text's start less one.
-std::string_view Behind(std::string_view text, std::string_view mark, std::size_t count) {
+// The text after the first `mark`. Without one it begins as if the mark were found one character before the text.
+std::string_view TextAfter(std::string_view text, std::string_view mark) {
   const std::size_t at = text.find(mark);
-  const std::size_t start = at == std::string_view::npos ? count - 1 : at + count;
+  const std::size_t start = at == std::string_view::npos ? mark.size() - 1 : at + mark.size();
   return text.substr(std::min(start, text.size()));
 }
 
@@ -29,8 +29,8 @@ float ToFloat(double value) {
 }  // namespace
 
 VersionReply ReadVersionReply(std::string_view block) {
-  const std::string_view body = Behind(block, kBlankLine, kBlankLine.size());
-  return {ToFloat(NumericPrefix(body)), std::string(Behind(body, kLineEnd, kLineEnd.size()))};
+  const std::string_view body = TextAfter(block, kBlankLine);
+  return {ToFloat(NumericPrefix(body)), std::string(TextAfter(body, kLineEnd))};
 }
 
 std::string VersionDigits(float version) {

@@ -1,4 +1,4 @@
-// VersionReply: what one block of the version server's reply says. Every block is read for itself.
+// VersionReply: what one block of the version server's reply says. Each block is read separately.
 #pragma once
 
 #include <string>
@@ -11,11 +11,11 @@ struct VersionReply {
   std::string notes;
 };
 
-// The body begins behind the first blank line, or at the fourth character if there is none; the notes
-// behind the body's first line end, or at its second character if there is none.
+// The body begins after the first blank line, or at the fourth character if there is none; the notes after the body's
+// first line end, or at its second character if there is none.
 VersionReply ReadVersionReply(std::string_view block);
 
-// The version as text without any "." and ",": 5.3 gives "53".
+// The version as text without "." and ",": 5.3 gives "53".
 std::string VersionDigits(float version);
 
 }  // namespace pellora

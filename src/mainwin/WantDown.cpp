@@ -20,7 +20,7 @@ void WantDown::OnLoad() {
   ApplyLanguage(*this, program_);
 }
 
-// Whoever takes the question away has answered it; a wait for a closed window would never end.
+// Any closing is an answer; the wait for one would never end otherwise.
 void WantDown::OnQueryUnload(bool&, UnloadMode) {
   if (Tag().empty()) Tag = "NO";
 }

@@ -1,5 +1,5 @@
-// WantDown: the question whether a URL seen on the clipboard is to be downloaded. Its answer is its Tag:
-// "" while it stands, then "YES" or "NO". Before its Load the Tag is the number of its caption.
+// WantDown: the question whether to download a URL from the clipboard. Its answer is its Tag: "" while it is open, then
+// "YES" or "NO". Before its Load the Tag is the number of its caption.
 #pragma once
 
 #include "core/Program.h"

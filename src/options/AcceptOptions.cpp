@@ -1,5 +1,5 @@
-// AcceptOptions: what the options dialog does at OK: the checks, and taking the controls over into the settings.
-// Nothing here waits, so that no handler runs between a check and what rests on it.
+// AcceptOptions: OK in the options dialog: checks the controls and applies them to the settings. Nothing here waits, so
+// that no handler runs between a check and what relies on it.
 #include <string>
 #include <utility>
 
@@ -31,14 +31,14 @@ constexpr int kBadDownloads = 799;
 constexpr const char* kTestFile = "temp.tst";
 constexpr std::int32_t kPortForNone = 8080;
 
-// A copy that the bus started works in another folder than one started by hand.
+// A copy started by the bus has another working folder than one started by hand.
 bool IsAbsolute(const std::string& path) { return path.starts_with('/'); }
 
 void EndInSeparator(TextBox& folder) {
   if (!folder.Text().ends_with('/')) folder.Text = folder.Text() + "/";
 }
 
-// One level only: a folder whose parent does not exist is more likely a slip than a wish.
+// One level only: a path whose parent does not exist is probably a typo.
 void CreateLastFolder(Files& files, const std::string& folder) {
   const std::string path = folder.substr(0, folder.size() - 1);
   const std::size_t slash = path.rfind('/');
@@ -47,7 +47,7 @@ void CreateLastFolder(Files& files, const std::string& folder) {
   Skip([&] { files.CreateFolder(path); });
 }
 
-// By the leading number alone, and not rounded: "8.4" is above 8.
+// By the leading number only, not rounded: "8.4" is above 8.
 bool IsWithin(const TextBox& box, double least, double most) {
   const double value = NumericPrefix(box.Text());
   return value >= least && value <= most;
@@ -60,27 +60,27 @@ void options::Accept() {
     platform_.tasks.Spawn(Say(std::move(*refusal)));
     return;
   }
-  TakeOver();
+  ApplyControls();
   if (platform_.autoStart != nullptr) SetAutoStart(*platform_.autoStart, program_.settings.AutoStart);
-  TakeOverLanguage();
+  ApplyChosenLanguage();
   if (program_.settings.ProxyPort == 0) program_.settings.ProxyPort = kPortForNone;
   Skip([&] { SaveSettings(program_.settings, platform_.settings); });
   Unload();
 }
 
 std::optional<BoxRequest> options::Refusal() {
-  const auto told = [this](int number, int style) { return BoxRequest{program_.Text(number), kProgramName, style}; };
-  if (Text2.Text().empty()) return told(kNoDownloadFolder, kInformation);
-  if (Text1.Text().empty()) return told(kBadFolder, kInformation);
-  if (!IsAbsolute(Text1.Text) || !IsAbsolute(Text2.Text)) return told(kBadFolder, kInformation);
+  const auto box = [this](int number, int style) { return BoxRequest{program_.Text(number), kProgramName, style}; };
+  if (Text2.Text().empty()) return box(kNoDownloadFolder, kInformation);
+  if (Text1.Text().empty()) return box(kBadFolder, kInformation);
+  if (!IsAbsolute(Text1.Text) || !IsAbsolute(Text2.Text)) return box(kBadFolder, kInformation);
   EndInSeparator(Text1);
   EndInSeparator(Text2);
 
   CreateLastFolder(platform_.files, Text1.Text);
   CreateLastFolder(platform_.files, Text2.Text);
-  // The order of these four decides what is left: one test file in the temporary folder, or none if both
-  // are one folder.
-  if (!WriteTestFile(Text2.Text, FileKind::Output)) return told(kBadFolder, kInformation);
+  // The order of these four steps matters: it leaves one test file in the temporary folder, or none if both are the
+  // same folder.
+  if (!WriteTestFile(Text2.Text, FileKind::Output)) return box(kBadFolder, kInformation);
   Skip([&] { platform_.files.Delete(Text1.Text() + kTestFile); });
   if (!WriteTestFile(Text1.Text, FileKind::Part)) {
     return BoxRequest{"Invalid Temp Folder, couldn't write temporary information in it", "Invalid Folder",
@@ -88,21 +88,21 @@ std::optional<BoxRequest> options::Refusal() {
   }
   Skip([&] { platform_.files.Delete(Text2.Text() + kTestFile); });
 
-  if (!IsWithin(Text3, 1, 8)) return told(kBadSegments, kWarning);
-  if (!IsWithin(Text4, 1, 99)) return told(kBadDownloads, kWarning);
+  if (!IsWithin(Text3, 1, 8)) return box(kBadSegments, kWarning);
+  if (!IsWithin(Text4, 1, 99)) return box(kBadDownloads, kWarning);
   return std::nullopt;
 }
 
-// A former one is replaced whole. A folder that takes files must also take those of this kind.
+// Replaces an old file. `kind` is that of the files which the folder must accept.
 bool options::WriteTestFile(const std::string& folder, FileKind kind) {
   const std::string path = folder + kTestFile;
   Skip([&] { platform_.files.Delete(path); });
   return Skip([&] { platform_.files.Open(path, kind)->WriteAt(0, "test\n"); });
 }
 
-// Text that does not convert leaves the former value, and nothing is said: the checks are blunter than the
-// conversions ("3x" passes the one and fails the other).
-void options::TakeOver() {
+// Text that does not convert silently leaves the old value: the checks are blunter than the conversions ("3x" passes
+// the one and fails the other).
+void options::ApplyControls() {
   for (const auto& [box, setting] : Switches()) *setting = box->Value;
   for (const auto& [box, setting] : Texts()) *setting = box->Text;
 
@@ -110,15 +110,15 @@ void options::TakeOver() {
   Skip([&] { settings.MaxSegments = ToInt32(Text3.Text()); });
   Skip([&] { settings.MaxSimulDownlads = ToInt32(Text4.Text()); });
   settings.ProxyPort = RoundedPrefix(Text8.Text());
-  TakeOverSchedule();
+  ApplyScheduleControls();
 }
 
-void options::TakeOverSchedule() {
+void options::ApplyScheduleControls() {
   Settings& settings = program_.settings;
   const DateForms forms = platform_.locale.ShortForms();
   Skip([&] {
     const DateTimeReading fixed = ReadLocalDateTime(Text5.Text() + " " + Text6.Text(), forms, DateTimeOrder::DateFirst);
-    // A time alone lies in 1899: everything scheduled would start at once.
+    // A time alone is in 1899: everything scheduled would start at once.
     if (fixed.hasDate) settings.ScheduleDate = fixed.serial;
   });
   settings.ScheduleOption = Option2.Value ? std::int16_t{1} : std::int16_t{0};
@@ -130,8 +130,8 @@ void options::TakeOverSchedule() {
   Skip([&] { settings.ScheduleHour = NextOccurrence(settings.ScheduleHour, now); });
 }
 
-// Runs also when the language is the same as before. The rows of the lists hold words and units of the former one.
-void options::TakeOverLanguage() {
+// Also when the language has not changed. The rows of the lists still hold words and units of the old one.
+void options::ApplyChosenLanguage() {
   const std::int32_t selected = Combo1.Index;
   const std::vector<std::string>& rows = Combo1.Items;
   if (selected < 0 || static_cast<std::size_t>(selected) >= rows.size()) return;

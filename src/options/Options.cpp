@@ -23,11 +23,11 @@ namespace pellora {
 namespace {
 
 constexpr int kCaptionNumber = 791;
-constexpr std::string_view kEnding = ".txt";  // of a language file; in small letters only, as it is opened
+constexpr std::string_view kEnding = ".txt";  // of a language file; lower case only, as in its name when opened
 constexpr std::string_view kNameMark = "LANG=";
 
-// The names that a language file gives itself, in the order of its lines. A mark anywhere in a line counts,
-// also in a comment; the name is what follows the first equals sign.
+// The language names that a file gives, in the order of its lines. The mark counts anywhere in a line, even in a
+// comment; the name follows the first equals sign.
 std::vector<std::string> NamesIn(std::string_view content) {
   std::vector<std::string> names;
   while (!content.empty()) {
@@ -43,7 +43,7 @@ std::vector<std::string> NamesIn(std::string_view content) {
 
 std::string PathIn(const std::string& folder, const std::string& file) { return folder + "/" + file; }
 
-// Empty for what is no date, which the settings cannot hold after a load.
+// Empty if `serial` is no date, which loaded settings never are.
 template <class Format>
 std::string TextOf(Format* format, double serial, const DateForms& forms) {
   std::string text;
@@ -82,7 +82,7 @@ std::array<std::pair<TextBox*, std::string*>, 4> options::Texts() {
 
 void options::ConnectEvents() {
   TabStrip1.OnClick = [this] { ShowPage(TabStrip1.Selected + 1); };
-  // One of the two is always set.
+  // Exactly one of the two is set.
   Option1.OnClick = [this] { Option2.Value = !Option1.Value; };
   Option2.OnClick = [this] { Option1.Value = !Option2.Value; };
   Command2.OnClick = [this] { GetNow(); };
@@ -120,7 +120,7 @@ void options::RefreshFromOptions() {
   Text6.Text = TextOf(ShortTime, settings.ScheduleDate, forms);
   Text10.Text = TextOf(ShortTime, settings.ScheduleHour, forms);
 
-  // Any other number than 1 shows as the fixed time, and becomes it by OK.
+  // Any number but 1 shows as the fixed time, and OK makes it that.
   Option2.Value = settings.ScheduleOption == 1;
   Option1.Value = settings.ScheduleOption != 1;
   ListLanguages();
@@ -133,7 +133,7 @@ void options::ListLanguages() {
   for (const std::string& file : platform_.files.FilesIn(folder)) {
     if (LanguageCount == kMostLanguages) break;
     if (!file.ends_with(kEnding)) continue;
-    // A file that cannot be read, or is far too large for a language, gives no row.
+    // An unreadable or far too large file gives no row.
     std::string content;
     const std::string path = PathIn(folder, file);
     if (!Skip([&] { content = ReadWholeFile(platform_.files, path, kLargestLanguageFile); })) continue;
@@ -166,7 +166,7 @@ void options::GetNow() {
 Task<> options::Browse(const Label* caption, TextBox* folder) {
   const auto hold = Hold();
   FolderRequest request{caption->Caption, folder->Text};
-  if (program_.boxes.Stands(&program_.boxes, request.title)) co_return;
+  if (program_.boxes.IsOpen(&program_.boxes, request.title)) co_return;
   const std::optional<std::string> chosen = co_await program_.boxes.AskFolder(std::move(request));
   if (!chosen || !Loaded()) co_return;
   folder->Text = chosen->ends_with('/') ? *chosen : *chosen + "/";
@@ -174,7 +174,7 @@ Task<> options::Browse(const Label* caption, TextBox* folder) {
 
 Task<> options::Say(BoxRequest message) {
   const auto hold = Hold();
-  if (program_.boxes.Stands(this, message.text)) co_return;
+  if (program_.boxes.IsOpen(this, message.text)) co_return;
   (void)co_await program_.boxes.Ask(this, std::move(message));
 }
 

@@ -1,7 +1,7 @@
-// options: the dialog that edits the program's settings, on four pages. It is not modal; nothing holds until
-// OK, and Cancel or the frame leave everything as it was.
+// options: the dialog that edits the program's settings, on four pages. It is not modal; nothing takes effect before
+// OK, and Cancel or closing it changes nothing.
 //
-// The order of the controls is that of the Tab key. The numbers are those of the language files.
+// The controls are in Tab order. The numbers are those of the language files.
 #pragma once
 
 #include <array>
@@ -18,7 +18,6 @@
 
 namespace pellora {
 
-// The class bears the window's name.
 class options final : public Window {
  public:
   explicit options(Program& program);
@@ -84,16 +83,14 @@ class options final : public Window {
   std::array<std::string, kMostLanguages> LanguageNames;
   std::int16_t LanguageCount = 0;
 
-  // Fills the controls from the settings and the language list from the program's folder. What was typed
-  // and not taken over by OK is gone.
+  // Fills the controls from the settings and the language list from the program's folder. Discards what was typed.
   void RefreshFromOptions();
 
  protected:
   void OnLoad() override;
 
  private:
-  // The controls whose value is the setting itself; the others have a reader of their own at OK, which is not
-  // that of the store.
+  // The controls whose value is the setting itself; at OK the others are converted, by other rules than the store's.
   std::array<std::pair<CheckBox*, bool*>, 10> Switches();
   std::array<std::pair<TextBox*, std::string*>, 4> Texts();
 
@@ -104,12 +101,13 @@ class options final : public Window {
 
   // OK.
   void Accept();
-  // Why OK is refused, once the folders have their separators and have been written to; nothing if it is not.
+  // Completes the folders' separators, tries to write into the folders, and checks the rest. Returns the message that
+  // says why OK is refused, if it is.
   std::optional<BoxRequest> Refusal();
   bool WriteTestFile(const std::string& folder, FileKind kind);
-  void TakeOver();
-  void TakeOverSchedule();
-  void TakeOverLanguage();
+  void ApplyControls();
+  void ApplyScheduleControls();
+  void ApplyChosenLanguage();
 
   Task<> Say(BoxRequest message);
   Task<> Browse(const Label* caption, TextBox* folder);

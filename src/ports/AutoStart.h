@@ -6,8 +6,8 @@ namespace pellora {
 class AutoStart {
  public:
   virtual ~AutoStart() = default;
-  // Adds the program's one entry, or takes it out; an entry that is not there is no failure. Failure(File)
-  // when the list cannot be written.
+  // Adds or removes the program's one entry; removing a missing entry is no failure. Failure(File) when the list
+  // cannot be written.
   virtual void SetEntry(bool present) = 0;
 };
 

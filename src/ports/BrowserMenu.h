@@ -1,4 +1,4 @@
-// BrowserMenu: the hand-over from the context menus of the user's browsers.
+// BrowserMenu: the program's entry in the context menus of the user's browsers.
 #pragma once
 
 namespace pellora {
@@ -6,8 +6,8 @@ namespace pellora {
 class BrowserMenu {
  public:
   virtual ~BrowserMenu() = default;
-  // Makes the program known to every browser of the user, or to none of them. A browser that the user
-  // does not have is passed over; an entry that is not there is no failure.
+  // Registers the program with each of the user's browsers, or removes it from all. Browsers that the user does not
+  // have are skipped; removing a missing entry is no failure.
   virtual void SetEntry(bool present) = 0;
 };
 

@@ -9,7 +9,7 @@ namespace pellora {
 class Clipboard {
  public:
   virtual ~Clipboard() = default;
-  // The clipboard's text, or nothing if it holds none or more than 64 KiB. Cheap when nothing changed.
+  // The clipboard's text, or nothing if it has none or one above 64 KiB. Cheap if unchanged.
   virtual std::optional<std::string> Text() const = 0;
 };
 

@@ -1,8 +1,8 @@
 // DateForms: how the user's locale writes a short date and a short time, as patterns.
 //
-// d, M, yyyy, H (0 to 23), h (1 to 12), m and s stand for their numbers, doubled (dd) for two digits at least,
-// and AP for the half of the day. Text between single quotes stands for itself, two of them for one; every
-// other character stands for itself.
+// d, M, yyyy, H (0 to 23), h (1 to 12), m and s are replaced by their numbers, doubled (dd) by at least two digits,
+// and AP by the half of the day. Text in single quotes is literal, and so is every other character; two single quotes
+// give one.
 #pragma once
 
 #include <string>

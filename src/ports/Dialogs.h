@@ -7,7 +7,7 @@
 
 namespace pellora {
 
-// Message box styles, added up; the values are those that handlers compare with.
+// Message box styles, to be added up.
 enum BoxStyle : int {
   kOkOnly = 0,
   kYesNo = 4,
@@ -32,20 +32,20 @@ struct SaveRequest {
 
 struct FolderRequest {
   std::string title;
-  std::string start;  // the folder to begin in; any other if it does not exist
+  std::string start;  // the initial folder; any other if it does not exist
 };
 
-// Shows one box or file dialog; the answer is posted. Timers and sockets go on meanwhile.
-// A box left by its frame or by Esc answers No (Ok for a box with one button); one of style kYesNo alone, a
-// question without an icon, cannot be left but by its buttons.
+// Shows one box or file dialog; the answer is posted. Timers and sockets keep running meanwhile.
+// Closing a box by its frame or Esc answers No (Ok if it has one button); a box of style kYesNo alone, a question
+// without an icon, closes only by its buttons.
 class Dialogs {
  public:
   virtual ~Dialogs() = default;
   virtual void Ask(const BoxRequest& request, std::function<void(int answer)> answered) = 0;
-  // Nothing: the user cancelled.
+  // No path: the user cancelled.
   virtual void AskSavePath(const SaveRequest& request,
                            std::function<void(std::optional<std::string> path)> answered) = 0;
-  // An existing folder; nothing: the user cancelled.
+  // An existing folder; none: the user cancelled.
   virtual void AskFolder(const FolderRequest& request,
                          std::function<void(std::optional<std::string> folder)> answered) = 0;
 };

@@ -9,7 +9,7 @@ namespace pellora {
 class Folders {
  public:
   virtual ~Folders() = default;
-  // Where a user begins to look for a folder: the root, the home, what is mounted.
+  // Where to start looking for a folder: the root, the home, what is mounted.
   virtual std::vector<std::string> Drives() const = 0;
   // Names of the folders directly in `path`, sorted. A folder that cannot be read is a Failure(File).
   virtual std::vector<std::string> FoldersIn(const std::string& path) const = 0;

@@ -1,4 +1,4 @@
-// Machine: where the program lies, and its end.
+// Machine: the program's folders, and its end.
 #pragma once
 
 #include <string>

@@ -1,8 +1,8 @@
-// Media: the port that renders a file for the preview.
+// Media: renders a file for the preview.
 //
-// A graph renders one file at most. Decoding is slow and its input may be hostile, so a platform does it
-// where it can neither stall nor end the program: no call here waits, and a decoder that dies leaves a
-// graph whose Run and Stop fail and a blank surface.
+// A graph renders at most one file. Decoding is slow and its input may be hostile, so a platform decodes where that can
+// neither stall nor crash the program: no call here waits, and a decoder that dies leaves a blank surface and a graph
+// whose Run and Stop fail.
 #pragma once
 
 #include <cstdint>
@@ -25,16 +25,15 @@ struct MediaFrame {
 // Run, Stop, StopWhenReady and SetVolume are a Failure(InvalidCall) on a graph that holds no rendered file.
 class MediaGraph {
  public:
-  virtual ~MediaGraph() = default;  // what it plays ends at once, and its surface becomes blank
-  // Once. `rendered` is posted: True once the file can be played or shown, False if it cannot. It is not
-  // called any more after the graph's end. No file is too long to wait for: a decoder that does not
-  // come to an end counts as one that cannot.
+  virtual ~MediaGraph() = default;  // stops playing at once and blanks its surface
+  // Called once. `done` is posted: True when the file can be played or shown, False if it cannot; never after the
+  // graph's destruction. A decoder that does not finish counts as a failed one, so the answer always comes.
   virtual void RenderFile(const std::string& path, std::function<void(bool rendered)> done) = 0;
-  // `surface` outlives the graph. To attach the one that it has costs nothing but a look at its size.
+  // `surface` outlives the graph. Attaching the present one again costs only a look at its size.
   virtual void SetOwner(MediaSurface& surface) = 0;
-  virtual void Run() = 0;   // plays, from the beginning after the end or a Stop
+  virtual void Run() = 0;   // from the beginning, after the end or a Stop
   virtual void Stop() = 0;  // back to the beginning
-  // Straight behind Run: the first picture shows, and the graph stands stopped.
+  // Directly after Run: shows the first picture and stops there.
   virtual void StopWhenReady() = 0;
   virtual void SetVolume(int hundredthsOfDecibel) = 0;  // 0 is full; -2000 is a tenth of the amplitude
 };

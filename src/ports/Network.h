@@ -1,10 +1,10 @@
 // Network: TCP connections as the logic needs them.
 //
-// One Connection is one attempt: it resolves the name, connects, delivers and ends. Its events come
-// through the EventGate, in the order Connected, DataArrived..., PeerClosed, and never inside the call
-// that asked for them nor after Close or its destruction. All bytes of one readiness are one block.
-// An attempt that fails reports Failed once and does nothing more; so does a host "" or a port outside
-// 1 to 65535, which are never taken for loopback or cut to 16 bits.
+// One Connection is one attempt: it resolves the name, connects, delivers and ends. Its events come through the
+// EventGate, in the order Connected, DataArrived..., PeerClosed, never inside the call that caused them and never after
+// Close or the Connection's destruction. All bytes of one readiness are one block. A failed attempt reports
+// ConnectionFailed once and does nothing more; so does a host "" or a port outside 1 to 65535, which are never taken
+// for loopback or cut to 16 bits.
 #pragma once
 
 #include <cstdint>
@@ -29,12 +29,12 @@ class ConnectionEvents {
 class Connection {
  public:
   virtual ~Connection() = default;
-  // Queues the bytes; what the kernel does not take at once is sent as it can. A peer that is gone
-  // makes no failure here.
+  // Queues the bytes; what the kernel does not take at once is sent later. Sending to a peer that is gone is no
+  // failure.
   virtual void Send(std::string_view bytes) = 0;
   // Ends the connection at once; no event follows.
   virtual void Close() = 0;
-  // While False no data is received; it waits in the kernel.
+  // While False, data waits in the kernel.
   virtual void SetReading(bool reading) = 0;
 };
 

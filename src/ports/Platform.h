@@ -1,4 +1,4 @@
-// Platform: everything the system gives, by reference. Outlives every object of the logic.
+// Platform: references to all ports. Outlives every object of the logic.
 #pragma once
 
 namespace pellora {
@@ -44,7 +44,7 @@ struct Platform {
   AutoStart* autoStart = nullptr;      // null where no program can start with the user's session
   BrowserMenu* browserMenu = nullptr;  // null where there are no browsers
   const Folders* folders = nullptr;    // null where there are none to choose from
-  Unzip* unzip = nullptr;              // null where no archive can be unpacked: an update package stays as it is
+  Unzip* unzip = nullptr;              // null where no archive can be unpacked: update packages stay packed
 };
 
 }  // namespace pellora

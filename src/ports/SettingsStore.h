@@ -15,8 +15,8 @@ class SettingsStore {
 
   virtual ~SettingsStore() = default;
   virtual std::optional<std::string> Get(const std::string& application, const std::string& key) const = 0;
-  // Writes all of them at once and atomically, keys that are new in this order; throws Failure(File) and leaves
-  // all as they were when it cannot.
+  // Writes all of them in one atomic step, new keys in this order; throws Failure(File) and changes nothing if it
+  // cannot.
   virtual void SetAll(const std::string& application, const Values& values) = 0;
   void Set(const std::string& application, const std::string& key, const std::string& value) {
     SetAll(application, {{key, value}});

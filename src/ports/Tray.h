@@ -1,12 +1,12 @@
-// Tray: the program's one icon in the desktop's notification area. Where a desktop has none, every call
-// does nothing; an area that comes later takes the icon up.
+// Tray: the program's one icon in the desktop's notification area. Without such an area every call does nothing; an
+// area that appears later shows the icon.
 #pragma once
 
 #include <string>
 
 namespace pellora {
 
-// What the mouse did on the icon, by the numbers of the window messages that these events are.
+// Mouse events on the icon; the values are those of the window messages.
 enum TrayMouse : int {
   kTrayMove = 512,
   kTrayLeftDown = 513,
@@ -17,7 +17,7 @@ enum TrayMouse : int {
 
 class TrayEvents {
  public:
-  // A desktop that opens the icon's menu by itself tells nothing of the right button.
+  // A desktop that opens the icon's menu itself reports no right button.
   virtual void TrayMouseEvent(int message) = 0;
 
  protected:
@@ -27,12 +27,12 @@ class TrayEvents {
 class Tray {
  public:
   virtual ~Tray() = default;
-  // Adds the icon, with the name of one of the program's drawings and a plain text. `events` outlives it.
-  // Its menu is that of the window of type "PelloraCatcher": its menu entries in their order.
+  // `picture` names one of the program's drawings; `tip` is plain text; `events` outlives the icon. The icon's menu
+  // is made of the menu entries of the window of type "PelloraCatcher", in their order.
   virtual void Add(const std::string& picture, const std::string& tip, TrayEvents& events) = 0;
   virtual void SetPicture(const std::string& picture) = 0;
   virtual void SetTip(const std::string& tip) = 0;
-  // No event comes from here on.
+  // No event follows.
   virtual void Delete() = 0;
 };
 

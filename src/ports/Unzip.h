@@ -1,7 +1,7 @@
 // Unzip: the archive library. Unpacks a whole ZIP archive into a folder.
 //
-// Nothing of an archive can leave the folder: members with an absolute name, with a ".." in their path, or
-// that are links or devices are left out, and no link that lies in the folder is followed.
+// Nothing is written outside the folder: members with absolute names, with ".." in their path, links and devices are
+// left out, and no link in the folder is followed.
 #pragma once
 
 #include <functional>
@@ -10,7 +10,7 @@
 
 namespace pellora {
 
-// What Unpack returns; any number but 0 is shown to the user as it is.
+// What Unpack returns; numbers other than 0 are shown to the user.
 enum UnzipResult : int {
   kUnzipDone = 0,
   kUnzipMembersLeftOut = 1,  // everything else was unpacked
@@ -23,8 +23,8 @@ enum UnzipResult : int {
 class Unzip {
  public:
   virtual ~Unzip() = default;
-  // Blocks until it is done. Directories are restored and existing files replaced without asking; a file
-  // that is damaged in the archive is not left behind in part. `print` gets the library's messages.
+  // Blocks until done. Restores directories and replaces existing files without asking; leaves no partial file of a
+  // damaged member. `print` gets the library's messages.
   virtual int Unpack(const std::string& archive, const std::string& folder,
                      const std::function<void(std::string_view text)>& print) = 0;
 };

@@ -87,7 +87,7 @@ void FtpSegment::TakeReply(std::string_view code) {
     engine_.RefreshList(0);
     control_.SendUser(Record());
   } else if (code == "500") {
-    if (!engine_.TheProgram().boxes.Stands(&engine_, "Error in FTP !")) engine_.Tasks().Spawn(SayError());
+    if (!engine_.TheProgram().boxes.IsOpen(&engine_, "Error in FTP !")) engine_.Tasks().Spawn(SayError());
   } else if (code == "230") {
     engine_.RefreshList(0);
   } else if (code == "350") {

@@ -294,7 +294,7 @@ void ClassicEngine::SetReading(bool reading) {
 // Without a size nothing can be complete. The box comes with each block, one at a time: what arrives
 // while it stands waits in the kernel, or an endless reply would fill the disk unseen.
 void ClassicEngine::SayUnknownSize() {
-  if (!program_.boxes.Stands(this, "Error !")) Tasks().Spawn(AskUnknownSize());
+  if (!program_.boxes.IsOpen(this, "Error !")) Tasks().Spawn(AskUnknownSize());
 }
 
 Task<> ClassicEngine::AskUnknownSize() {

@@ -26,7 +26,7 @@ const std::string& ColumnText(const ListRow& row, int column) {
 
 unsigned char Folded(char c) { return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); }
 
-// Below 0, 0 or above: `a` stands before `b`, is equal, or stands behind. The locale has no say in it.
+// Below 0, 0 or above: `a` sorts before `b`, is equal, or sorts after it. Independent of the locale.
 int CompareTexts(std::string_view a, std::string_view b) {
   const std::size_t common = std::min(a.size(), b.size());
   for (std::size_t at = 0; at < common; ++at) {
@@ -83,8 +83,7 @@ void StatusBar::SetPanel(std::size_t panel, const std::string& text) {
   Panels = std::move(panels);
 }
 
-// A row is the same as before if it stands for the same record, even if its key has changed, or if it
-// has the same place among the records and the same key.
+// A row counts as the same if it shows the same record, even under another key, or if slot and key are the same.
 std::vector<ListRow> ListView::SetRows(std::vector<ListRow> rows) {
   std::unordered_set<std::uint64_t> selectedRecords;
   std::unordered_map<std::string, std::int16_t> selectedKeys;
@@ -109,7 +108,7 @@ std::vector<ListRow> ListView::SetRows(std::vector<ListRow> rows) {
   return rows;
 }
 
-// A selected row stays selected in its new place.
+// Selected rows stay selected.
 void ListView::SortRows() {
   std::vector<std::uint32_t> order(rows_.size());
   std::iota(order.begin(), order.end(), 0U);

@@ -1,9 +1,9 @@
 // Controls: models of the controls on a window, one small type for each kind of control.
 //
-// A control is a member of its window, knows its window, name and type name, and bears in Tag the number
-// of its text in the language files ("" for none). Lengths are twips (1/1440 inch) on segment bars and
-// pixels elsewhere. Colours are 0xRRGGBB. Events are set once by the window that has the control; the
-// user's side (a view or a test) calls the methods under "From the view".
+// A control is a member of its window and knows its window, name and type name; Tag holds the number of its text in the
+// language files ("" for none). Lengths are twips (1/1440 inch) on segment bars and pixels elsewhere. Colours are
+// 0xRRGGBB. The window sets the events once; the user's side (a view or a test) calls the methods under "From the
+// view".
 #pragma once
 
 #include <array>
@@ -46,14 +46,14 @@ class Control : public PropertyOwner {
   void MouseMoved() { Fire(OnMouseMove); }
 
  protected:
-  // Delivers an event of this control while its window is kept alive.
+  // Delivers an event of this control and keeps its window alive meanwhile.
   void Fire(const std::function<void()>& event);
 
  private:
   Window* window_;
 };
 
-// Text number as the designer writes it: 0 is no number.
+// A text number as a Tag: "" for 0.
 std::string TagText(int number);
 
 class Label : public Control {
@@ -186,7 +186,7 @@ class Menu : public Control {
   }
 };
 
-// A part of a control that has a text number of its own: a toolbar button, a tab, a column.
+// A part of a control with its own text number: a toolbar button, a tab, a column.
 struct ControlPart {
   std::string key;
   std::string caption;
@@ -227,7 +227,7 @@ class StatusBar : public Control {
   void SetPanel(std::size_t panel, const std::string& text);  // panel counts from 1
 };
 
-// One row of a ListView. `record` and `serial` say which record it stands for, whatever its key.
+// One row of a ListView. `record` and `serial` identify its record, whatever its key.
 struct ListRow {
   std::string key;
   std::string text;
@@ -240,11 +240,11 @@ struct ListRow {
 
 enum ListDisplay : int { kIconDisplay = 0, kSmallIconDisplay = 1, kListDisplay = 2, kReportDisplay = 3 };
 
-// Rows are kept by value; a view asks for them by number, so that many rows cost it nothing. Changing
-// the rows keeps selection by key.
+// Rows are kept by value; a view reads them by number, so that many rows cost it nothing. Replacing the rows keeps the
+// selection.
 //
-// While it is sorted the rows stand in the order of one column's texts: bytes, letters without regard to
-// ASCII case, and by case where they differ in nothing else. Rows of equal text keep the order they had.
+// While sorted, rows are in the order of one column's texts: by bytes, ignoring ASCII case unless they differ in
+// nothing else. Rows of equal text keep their order.
 class ListView : public Control {
  public:
   ListView(Window* window, std::string name, std::vector<ControlPart> columns)
@@ -255,13 +255,13 @@ class ListView : public Control {
   Property<int> View;  // a ListDisplay
 
   const std::vector<ListRow>& Rows() const { return rows_; }
-  // Returns the former rows: whoever builds the next ones in them saves their allocations.
+  // Returns the old rows: building the next ones in them saves allocations.
   std::vector<ListRow> SetRows(std::vector<ListRow> rows);
   void SetRow(std::size_t at, ListRow row);
   // Numbers of the selected rows, ascending.
   const std::vector<std::size_t>& Selection() const { return selection_; }
   void Select(std::vector<std::size_t> rows);
-  // Raised whenever rows changed as a whole, and for a single row with its number.
+  // RowsVersion rises when the rows are replaced or sorted; ChangedRows has the numbers of single changed rows.
   std::uint64_t RowsVersion() const { return rowsVersion_; }
   const std::vector<std::size_t>& ChangedRows() const { return changedRows_; }
   void ChangesSeen() { changedRows_.clear(); }
@@ -306,7 +306,7 @@ class ControlArray {
   ControlArray(Window* window, const std::string& name, int count, const Arguments&... arguments) {
     for (int i = 0; i < count; ++i) Add(window, name, arguments...);
   }
-  // With a caption and number of its own for each element.
+  // With a caption and text number for each element.
   ControlArray(Window* window, const std::string& name, const std::vector<std::pair<std::string, int>>& captions) {
     for (const auto& [caption, number] : captions) Add(window, name, caption, number);
   }

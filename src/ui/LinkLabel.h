@@ -17,7 +17,7 @@ class LinkLabel : public Label {
       : Label(window, std::move(name), std::move(caption), number),
         ForeColour(this, kLinkColour),
         Underline(this, false) {}
-  Property<Colour> ForeColour;  // as told; a view takes its theme's colour of the same meaning
+  Property<Colour> ForeColour;  // a view uses its theme's colour of the same meaning
   Property<bool> Underline;
 };
 

@@ -9,12 +9,11 @@
 
 namespace pellora {
 
-// What a graph shows its pictures on.
 class MediaSurface : public Control {
  public:
   MediaSurface(Window* window, std::string name)
       : Control(window, std::move(name), "PictureBox", 0), Frame(this, nullptr) {}
-  Property<std::shared_ptr<const MediaFrame>> Frame;  // null: blank, and what lies below is seen
+  Property<std::shared_ptr<const MediaFrame>> Frame;  // null: blank, so that what lies below shows
 
   // Size on the screen in its own pixels; 0 before the first showing.
   int PixelWidth() const { return pixelWidth_; }

@@ -1,5 +1,5 @@
-// Property: a value of a control or window that tells its owner when it changes. Reading it is a plain
-// read; writing the value it has does nothing.
+// Property: a value of a control or window that notifies its owner when it changes. Writing the present value does
+// nothing.
 #pragma once
 
 #include <utility>

@@ -1,5 +1,5 @@
-// Views: how a window of the logic becomes visible. A view follows its Window's properties; what the
-// user does to it comes back through Window's View... methods and the controls' events.
+// Views: what makes a window of the logic visible. A view follows its Window's properties; what the user does comes
+// back through Window's View... methods and the controls' events.
 #pragma once
 
 #include <memory>
@@ -19,7 +19,7 @@ class WindowView {
   virtual void Hide() = 0;
   virtual void Raise() = 0;
   virtual void SetState(WindowState state) = 0;
-  // A property of `control` changed, or of the window itself if null. Gathered; nothing is drawn here.
+  // A property of `control` changed, or of the window itself if null. Only noted; nothing is drawn here.
   virtual void Changed(const Control* control) = 0;
 };
 
@@ -35,8 +35,8 @@ class WindowSystem {
   virtual std::unique_ptr<WindowView> NewView(Window& window) = 0;
   // The screen that windows are placed on.
   virtual ScreenSize Screen() const = 0;
-  // Opens a menu at the mouse pointer: those of the entries that are visible now, with the texts that they
-  // have now; a caption "-" is a line. A choice is a click on the entry. `standard` is shown as the usual one.
+  // Opens a menu at the mouse pointer with the entries that are visible, as they are now; a caption "-" is a separator.
+  // Choosing an entry clicks it. `standard` is shown as the default entry.
   virtual void PopUp(const std::vector<Menu*>& entries, const Menu& standard) = 0;
 };
 

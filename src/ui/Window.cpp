@@ -53,7 +53,7 @@ bool Window::Unload(UnloadMode mode) {
   if (cancel) return false;
   OnUnload();
   visible_ = false;
-  // Both may be in use further up the stack: the view delivers the event that unloads it.
+  // Both may be in use further up the stack: the view may be delivering the event that unloads it.
   platform_.gate.DisposeAfterEvent(std::exchange(view_, nullptr));
   platform_.gate.LetGo(this);
   return true;

@@ -1,9 +1,9 @@
-// Window: the model of a window. It owns its controls (members of the derived class) and, while it is
-// loaded, a view on the platform's desktop.
+// Window: the model of a window. It owns its controls (members of the derived class) and, while loaded, a view on the
+// platform's desktop.
 //
-// Windows are held by shared_ptr: by the slot or member that created them, while they are loaded by the
-// EventGate, and by each of their running tasks. Unload lets go of the window but leaves the object
-// valid until the handler and the waits in it are done.
+// Windows are held by shared_ptr: by the slot or member that created them, by the EventGate while loaded, and by each
+// of their running tasks. Unload releases the window, but the object stays valid until the handlers and waits in it are
+// done.
 #pragma once
 
 #include <functional>
@@ -24,7 +24,7 @@ enum class WindowState { Normal = 0, Minimised = 1, Maximised = 2 };
 
 class Window : public std::enable_shared_from_this<Window>, public PropertyOwner {
  public:
-  // `typeName` is the class ("TransferWindow"); forms and the language pass go by it.
+  // `typeName` is the class ("TransferWindow"); forms and languages are chosen by it.
   Window(Platform& platform, std::string typeName, std::string caption);
   virtual ~Window();
   Window(const Window&) = delete;
@@ -36,13 +36,13 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
   Property<int> Width;  // outer size as designed, in pixels at 96 dpi
   Property<int> Height;
 
-  // Load runs OnLoad once; Show loads first. An unloaded window can be loaded again only by Load.
+  // Load runs OnLoad once; Show loads first. Only Load loads an unloaded window again.
   void Load();
   void Show();
   void Hide();
   void Raise();
   void SetState(WindowState state);
-  // Asks OnQueryUnload first; False if that cancelled it.
+  // Calls OnQueryUnload first; False if that cancelled it.
   bool Unload(UnloadMode mode = UnloadMode::Code);
   bool Loaded() const { return view_ != nullptr; }
   bool Visible() const { return visible_; }
@@ -51,15 +51,15 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
   int InnerHeight() const { return innerHeight_; }
 
   const std::vector<Control*>& Controls() const { return controls_; }
-  // The control of that name, or null. Elements of a control array are named "Prog(0)".
+  // Null if there is none. Elements of a control array are named "Prog(0)".
   Control* Find(const std::string& name) const;
 
-  // The process ends with this window loaded: it lets go of its view and of itself without any event.
+  // For a window still loaded when the process ends: drops its view and itself without any event.
   void Abandon();
 
   // From the view: what the user or the desktop did. Each call is one event.
   void ViewClosed();
-  // Sizes that are no resize: a showing, and a form that fits itself to its contents.
+  // A size that is no resize: at showing, or when a form fits itself to its contents.
   void ViewSized(int outerWidth, int outerHeight, int innerWidth, int innerHeight);
   void ViewResized(int outerWidth, int outerHeight, int innerWidth, int innerHeight);
   void ViewStateChanged(WindowState state);
@@ -71,14 +71,14 @@ class Window : public std::enable_shared_from_this<Window>, public PropertyOwner
   void NoteChange(const Control* control);
 
  protected:
-  // Designed controls register in the order of their declaration.
+  // Controls register in the order of their declaration.
   friend class Control;
 
   virtual void OnLoad() {}
   // Sets `cancel` to keep the window.
   virtual void OnQueryUnload(bool& cancel, UnloadMode mode);
   virtual void OnUnload() {}
-  virtual void OnSized() {}  // for layouts: the view gave a size that is no resize
+  virtual void OnSized() {}  // for layouts: ViewSized gave a size
   virtual void OnResize() {}
   virtual void OnActivate() {}    // also got focus, painted again
   virtual void OnDeactivate() {}  // also lost focus

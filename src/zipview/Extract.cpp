@@ -83,7 +83,7 @@ void Extract::EnterSelected() {
 
 Task<> Extract::SayUnavailable() {
   const auto hold = Hold();
-  if (program_.boxes.Stands(this, kUnavailable)) co_return;
+  if (program_.boxes.IsOpen(this, kUnavailable)) co_return;
   BoxRequest request{kUnavailable, kProgramName, kOkOnly};
   (void)co_await program_.boxes.Ask(this, std::move(request));
 }

@@ -1,7 +1,7 @@
-// Extract: the dialog for a folder to extract into. It collects its choices and hands them to nobody: no
-// member of an archive is fetched or written from here.
+// Extract: the dialog for a folder to extract into. Its choices have no effect: no member of an archive is fetched or
+// written from here.
 //
-// Each dialog is shown once and lives until it is left; whoever made it may drop it earlier.
+// Each dialog is shown once and lives until it is closed; its creator may drop it earlier.
 #pragma once
 
 #include <cstdint>
@@ -17,10 +17,10 @@ class Folders;
 
 class Extract final : public Window {
  public:
-  // `folders` may be null: there is nothing to choose from then. Both outlive the dialog.
+  // `folders` may be null if there is nothing to choose from. Both outlive the dialog.
   Extract(Program& program, const Folders* folders);
 
-  bool DialogClosed = false;      // left in any way
+  bool DialogClosed = false;      // in any way
   std::int16_t DialogResult = 0;  // 1: by "Extract"
   std::string TargetFolder;       // empty when the dialog was closed by its frame
 
@@ -44,7 +44,7 @@ class Extract final : public Window {
   void OnQueryUnload(bool& cancel, UnloadMode mode) override;
 
  private:
-  bool SetPath(const std::string& path);  // False, and nothing changed, for a folder that cannot be read
+  bool SetPath(const std::string& path);  // False, with nothing changed, if the folder cannot be read
   void EnterSelected();
   void Accept();
   void Cancel();

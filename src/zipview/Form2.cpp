@@ -1,4 +1,4 @@
-// Life of the viewer and the reading of the directory. The listing is in Form2List.cpp.
+// The viewer's start and end, and reading the directory. The listing is in Form2List.cpp.
 #include "zipview/Form2.h"
 
 #include <functional>
@@ -14,7 +14,7 @@ namespace pellora {
 
 namespace {
 
-// A larger directory than any real archive of 32,767 entries has. It would be read into memory whole.
+// Larger than the directory of any real archive of 32,767 entries. A directory is read into memory whole.
 constexpr std::int64_t kMostDirectory = std::int64_t{64} * 1024 * 1024;
 
 constexpr auto kTail = static_cast<std::int64_t>(kEndRecordLength);
@@ -85,7 +85,7 @@ void Form2::Retire() {
 
 void Form2::OnLoad() { Show(); }
 
-// However it is left. The transfer is not told: it waits with no segments.
+// Does not notify the transfer, which waits without segments.
 void Form2::OnUnload() {
   retired_ = true;
   ZIPReader.Close();
@@ -96,13 +96,13 @@ void Form2::OnUnload() {
   });
 }
 
-// One past the last byte of the file, which a server clips.
+// Ends one past the last byte of the file; servers clip that.
 void Form2::SendFirst(Winsock& socket) {
   const std::int64_t size = Record().FileSize;
   socket.SendData(ZipRequest(Record(), size - kTail, size));
 }
 
-// The directory and the first byte of the end record behind it, which is cut off on receipt.
+// Includes the first byte of the end record after the directory, which is cut off on receipt.
 void Form2::SendSecond(Winsock& socket) {
   if (!StillCurrent()) return;
   const std::int64_t size = Record().FileSize;
@@ -120,8 +120,8 @@ void Form2::ReaderConnected() {
   }
 }
 
-// Each socket ends the wait of its own stage alone, and what comes behind the wanted bytes stays in the
-// kernel: a server that sends the whole file would else fill the memory or pass for the other reply.
+// Each socket only ends the wait of its own stage, and bytes after the wanted ones stay in the kernel: a server that
+// sends the whole file would otherwise fill the memory or pass for the other reply.
 void Form2::ReaderArrived(std::size_t bytes) {
   program_.CountReceived(bytes);
   if (!TakeZipBlock(TailText, ZIPReader.GetData(), kEndRecordLength)) return;
@@ -136,7 +136,7 @@ void Form2::DirectoryArrived(std::size_t bytes) {
   if (ReadStage == 2) RequestDone = true;
 }
 
-// There is no time limit: a server that says nothing keeps the viewer waiting until the user closes it.
+// There is no time limit: with a silent server the viewer waits until the user closes it.
 Task<bool> Form2::Answered() {
   const auto hold = Hold();
   std::function<bool()> over = [this] { return RequestDone || leaving_ || !Current(); };
@@ -161,7 +161,7 @@ Task<> Form2::Start() {
   const ZipEndRecord end = ReadEndRecord(TailText);
   EntryCount = end.EntryCount;
   DirectorySize = end.DirectorySize;
-  // What is no directory's size was read from something that is no end record.
+  // An impossible size: this was no end record.
   if (DirectorySize > kMostDirectory || DirectorySize > Record().FileSize) co_return;
   co_await Tasks().Yield();
   if (leaving_ || !StillCurrent()) co_return;
@@ -186,7 +186,7 @@ void Form2::ReadEntries() {
 
 void Form2::OpenExtract() {
   if (!StillCurrent()) return;
-  // The one before stays as long as it is shown.
+  // An earlier dialog stays while it is shown.
   ExtractDialog = std::make_shared<Extract>(program_, folders_);
   ExtractDialog->Show();
 }
@@ -200,7 +200,7 @@ Task<> Form2::DownloadClassic() {
   Hide();
   co_await Tasks().Yield();
   if (!StillCurrent()) co_return;
-  // The user may have cancelled the transfer behind the viewer, and started another.
+  // The user may have cancelled the viewer's transfer and started another.
   const std::shared_ptr<Transfer> transfer = transfer_.lock();
   if (transfer && program_.TransferWindowAt(RecordIndex) == transfer) {
     try {

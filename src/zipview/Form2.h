@@ -1,10 +1,9 @@
-// Form2: the online viewer of a ZIP archive. It reads the archive's table of contents over HTTP with two
-// ranged requests, one for the last 22 bytes of the file and one for the directory that these locate, and
-// lists it; nothing else of the archive is fetched. The transfer stays idle behind it until the user goes on
-// with "Download classic".
+// Form2: the online viewer of a ZIP archive. It reads the archive's table of contents over HTTP with two ranged
+// requests, one for the last 22 bytes of the file and one for the directory that these locate, and lists it; nothing
+// else of the archive is fetched. The transfer stays idle until the user continues with "Download classic".
 //
-// It remembers the serial of its record's slot and the transfer that stood there. Once the slot was filled
-// anew, deleted or reset, or holds another viewer, this one only unloads itself.
+// It remembers the serial of its record's slot and the transfer in it. Once the slot was refilled, deleted or reset, or
+// holds another viewer, this one only unloads itself.
 #pragma once
 
 #include <cstdint>
@@ -86,15 +85,15 @@ class Form2 final : public Window, public ZipViewer {
 
   void ConnectHandlers();
   bool Current();
-  bool StillCurrent();  // False if the viewer is not Current; it is retired then
-  void Retire();        // for good: closes the sockets, unloads
+  bool StillCurrent();  // if not, retires the viewer
+  void Retire();        // closes the sockets and unloads, for good
 
   void SendFirst(Winsock& socket);
   void SendSecond(Winsock& socket);
   void ReaderConnected();
   void ReaderArrived(std::size_t bytes);
   void DirectoryArrived(std::size_t bytes);
-  Task<bool> Answered();  // waits for RequestDone; False if the reading is over
+  Task<bool> Answered();  // waits for RequestDone; False if the viewer ended first
   void ReadEntries();
 
   void EnterSelected();
@@ -111,7 +110,7 @@ class Form2 final : public Window, public ZipViewer {
   std::weak_ptr<Transfer> transfer_;
   bool leaving_ = false;  // by "Download classic"
   bool retired_ = false;
-  // Both image lists in one: picture i is entry i's, by the name under which views find it small and large.
+  // Entry i's picture, by the name under which views find its small and large icon.
   std::vector<std::string> pictures_;
 };
 

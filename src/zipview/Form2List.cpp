@@ -1,4 +1,4 @@
-// The listing of the viewer: what its options, buttons and rows do. All of it is worked out from Entries.
+// The viewer's listing: what its options, buttons and rows do, all computed from Entries.
 #include <algorithm>
 #include <charconv>
 #include <string>
@@ -13,13 +13,13 @@ namespace pellora {
 
 namespace {
 
-// What the list leaves of the window, in pixels.
-constexpr int kBesideList = 10;
+// Pixels of the window's width beside the list.
+constexpr int kListMargin = 10;
 constexpr int kAroundList = 70;
 
 }  // namespace
 
-// The display becomes the report, whichever option is set; the options stay as they are.
+// Switches to the report display whichever option is set; the options keep their values.
 void Form2::ShowList() {
   ListView1.SetSorted(false);
   ListView1.View = kReportDisplay;
@@ -67,7 +67,7 @@ void Form2::ChooseDisplay(const OptionButton& chosen, int display) {
 }
 
 void Form2::OnResize() {
-  ListView1.Width = std::max(0, InnerWidth() - kBesideList);
+  ListView1.Width = std::max(0, InnerWidth() - kListMargin);
   ListView1.Height = std::max(0, InnerHeight() - kAroundList);
 }
 

@@ -25,8 +25,8 @@ constexpr const char* kUpdater = "/updater";
 Task<> HandOverUpdate(Program* program, Unzip* unzip, std::int16_t index) {
   Platform& platform = program->platform;
   const std::string folder = platform.machine.ProgramFolder();
-  // The slot is free from here on: the path is taken before anybody else can fill it. After a redirect the
-  // package does not bear the record's name any more.
+  // The path is read before the slot is free and can be refilled. After a redirect the package no longer has the
+  // record's name.
   const DownloadRecord& record = program->Download(index);
   const std::string package = record.HasSavePath ? record.SavePath : folder + "/downloads/" + record.FileName;
   Release(*program, index, kHandedOver);

@@ -1,5 +1,4 @@
-// HandOverUpdate: the end of a finished update package. It is unpacked, the updater is started, and the
-// program ends.
+// HandOverUpdate: unpacks a finished update package, starts the updater and ends the program.
 #pragma once
 
 #include <cstdint>
@@ -11,9 +10,9 @@ namespace pellora {
 class Program;
 class Unzip;
 
-// The package is where it was saved, or else "downloads/" and the record's FileName in the program's folder,
-// whatever the settings say; it is unpacked into "temp" there. A failed unpacking shows its number, and the
-// updater is started all the same. Both pointers outlive the task.
+// The package is where it was saved, or else "downloads/" and the record's FileName in the program's folder, whatever
+// the settings say; it is unpacked into "temp" there. If unpacking fails its number is shown, and the updater starts
+// all the same. Both pointers outlive the task.
 Task<> HandOverUpdate(Program* program, Unzip* unzip, std::int16_t index);
 
 }  // namespace pellora

@@ -9,7 +9,7 @@ int VBUnzBas::VBUnZip32() {
   return library_.Unpack(ArchivePath, TargetFolder, [this](std::string_view text) { Print(text); });
 }
 
-// A text that begins with a line feed is a line end as a whole.
+// The whole of a text that begins with a line feed counts as one line end.
 void VBUnzBas::Print(std::string_view text) {
   text = text.substr(0, text.find('\0'));
   UnzipMessages += text.starts_with('\n') ? "\r\n" : text;

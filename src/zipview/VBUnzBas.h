@@ -1,8 +1,6 @@
-// VBUnzBas: the unzip layer. It has one user, the hand-over of the program's own update package; an archive
-// of the user's never reaches it.
+// VBUnzBas: the unzip layer. Only the hand-over of the program's own update package uses it, never the user's archives.
 //
-// Of the questions that an unzip library can ask none comes up: existing files are replaced, and nobody is
-// asked for a password, which counts as one left empty.
+// It asks no questions: existing files are replaced, and passwords count as left empty.
 #pragma once
 
 #include <string>
@@ -20,7 +18,7 @@ class VBUnzBas {
   std::string TargetFolder;
   std::string UnzipMessages;  // what the library printed in the last run
 
-  // Unpacks ArchivePath into TargetFolder, in one go. Returns the library's result, 0 for success.
+  // Unpacks ArchivePath into TargetFolder without waiting. Returns the library's result, 0 for success.
   int VBUnZip32();
 
  private:

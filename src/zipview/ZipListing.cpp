@@ -47,7 +47,7 @@ ZipName SplitZipName(std::string_view name) {
   if (slash == std::string_view::npos) return {std::string(name), {}};
   std::string_view leaf = name.substr(slash + 1);
   if (slash + 1 == name.size()) {
-    // The search starts at the last character but two: the one before the final "/" is the leaf's in any case.
+    // Starts before the last two characters: the one before the final "/" always belongs to the leaf.
     slash = name.size() < 3 ? std::string_view::npos : name.rfind('/', name.size() - 3);
     if (slash == std::string_view::npos) return {std::string(name.substr(0, name.size() - 1)), {}};
     leaf = name.substr(slash + 1, name.size() - slash - 2);

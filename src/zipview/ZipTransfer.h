@@ -1,4 +1,4 @@
-// ZipTransfer: the wire of the online viewer. Two ranged requests, and what of their replies is data.
+// ZipTransfer: the online viewer's two ranged requests, and which bytes of the replies are data.
 #pragma once
 
 #include <cstddef>
@@ -10,15 +10,14 @@
 
 namespace pellora {
 
-// Asks for bytes `first` to `last` of the record's file. Both go out as they stand, also below 0. The
-// referer is the host, whatever the record's own.
+// Requests bytes `first` to `last` of the record's file, unchecked, even below 0. The referer is the host, not the
+// record's.
 std::string ZipRequest(const DownloadRecord& record, std::int64_t first, std::int64_t last);
 
-// Adds a block that arrived to `buffer`, of which `wanted` bytes are kept. True once it holds them all.
+// Appends a received block to `buffer`, which keeps `wanted` bytes. True once it has them all.
 //
-// A block with the word "content-type" anywhere in it is taken for the start of a reply and loses everything
-// up to its first empty line, or its first three characters where it has none. Nothing else tells a header
-// from data: not the status, not the length.
+// A block that contains "content-type" is taken for the start of a reply and loses everything up to its first empty
+// line, or its first three characters if it has none. Nothing else tells header from data, neither status nor length.
 bool TakeZipBlock(std::string& buffer, std::string_view block, std::size_t wanted);
 
 }  // namespace pellora

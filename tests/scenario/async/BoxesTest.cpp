@@ -71,13 +71,13 @@ TEST_F(BoxesTest, FindsOpenAndWaitingBoxesByOwnerAndText) {
   const int mine = 0, other = 0;
   Ask("first", kYesNo, &mine);
   Ask("second", kYesNo, &mine);
-  EXPECT_TRUE(boxes.Stands(&mine, "first"));
-  EXPECT_TRUE(boxes.Stands(&mine, "second"));
-  EXPECT_FALSE(boxes.Stands(&other, "first"));
+  EXPECT_TRUE(boxes.IsOpen(&mine, "first"));
+  EXPECT_TRUE(boxes.IsOpen(&mine, "second"));
+  EXPECT_FALSE(boxes.IsOpen(&other, "first"));
   sim.dialogs().AnswerNext(kAnswerYes);
   sim.RunReady();
-  EXPECT_FALSE(boxes.Stands(&mine, "first"));
-  EXPECT_TRUE(boxes.Stands(&mine, "second"));
+  EXPECT_FALSE(boxes.IsOpen(&mine, "first"));
+  EXPECT_TRUE(boxes.IsOpen(&mine, "second"));
 }
 
 TEST_F(BoxesTest, RulesAnswerByTextAfterTheirDelay) {

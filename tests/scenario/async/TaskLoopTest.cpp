@@ -12,7 +12,7 @@
 namespace pellora {
 namespace {
 
-// The state that a test's tasks work on.
+// The state shared with a test's tasks.
 struct Stage {
   SimPlatform sim;
   TaskLoop& tasks = sim.tasks();

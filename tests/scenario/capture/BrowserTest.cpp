@@ -29,14 +29,11 @@ TEST_F(BrowserCapture, KeepsItsMenuEntryUntilTheNextStart) {
   EXPECT_TRUE(sim.browserMenu().entry);
   EXPECT_EQ(sim.browserMenu().calls, 1);
 
-  SimPlatform next;
-  next.settings().values = sim.settings().values;
-  next.browserMenu().entry = true;
-  App again(next.platform());
-  next.Do([&] { again.Start(); });
-  next.RunFor(1);
-  EXPECT_FALSE(next.browserMenu().entry);
-  next.DropProgram();
+  OtherRun next;
+  next.sim.settings().values = sim.settings().values;
+  next.sim.browserMenu().entry = true;
+  next.Start();
+  EXPECT_FALSE(next.sim.browserMenu().entry);
 }
 
 TEST_F(BrowserCapture, StartsQuietlyWithoutABrowser) {

@@ -7,7 +7,7 @@
 namespace pellora {
 namespace {
 
-// What another program drags: a text, a list of links, both, or nothing but other formats.
+// A drag from another program: with a text, a list of links, both or neither.
 class Dragged final : public DataObject {
  public:
   explicit Dragged(std::optional<std::string> text, std::optional<std::string> links = std::nullopt)
@@ -45,7 +45,7 @@ class DropBasket : public MainWindowFixture {
     return effect;
   }
   std::pair<double, double> Place() { return {basket().Left(), basket().Top()}; }
-  // Presses at (10, 12) in the window and moves the mouse by so much.
+  // Presses the left button at (10, 12) in the window and moves the mouse by (x, y).
   void DragBy(float x, float y) {
     Do([&] {
       basket().MouseDown(kLeftButton, 10, 12);
@@ -200,7 +200,7 @@ TEST_F(DropBasket, AcceptsLeadingBlanksAndAnUppercaseScheme) {
   EXPECT_EQ(Drop("   HTTP://origin.example/a.zip"), kDropCopy);
   EXPECT_EQ(Drop(" FTP://origin.example/b.zip  "), kDropCopy);
   ASSERT_EQ(program().DownloadCount, 2);
-  EXPECT_EQ(Rec(1).URL, "   HTTP://origin.example/a.zip");  // the text as it came
+  EXPECT_EQ(Rec(1).URL, "   HTTP://origin.example/a.zip");  // unchanged
   EXPECT_EQ(Rec(1).FileName, "a.zip");
   EXPECT_EQ(Rec(1).Host, "origin.example");
   EXPECT_EQ(Rec(2).FileName, "b.zip");

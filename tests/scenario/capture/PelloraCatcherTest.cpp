@@ -34,7 +34,7 @@ TEST_F(TrayIcon, IsRemovedOnceAtTheEnd) {
   Do([&] { app->SaveAndQuit(); });
   EXPECT_EQ(sim.tray().deleted, 1);
   EXPECT_FALSE(sim.tray().Shown());
-  EXPECT_EQ(sim.windows().Count("DownloadBasket"), 0U);  // the end makes no window to take it down
+  EXPECT_EQ(sim.windows().Count("DownloadBasket"), 0U);  // does not create one to close it
 }
 
 TEST_F(TrayIcon, CutsATipOf64CharactersOrMore) {

@@ -19,15 +19,15 @@ inline const Lines kProbeOfRootFile = {
 class FtpFixture : public TransferFixture {
  protected:
   explicit FtpFixture(SimOptions options = {}) : TransferFixture(std::move(options)) {}
-  ~FtpFixture() override { sim.DropProgram(); }  // while the server stands
+  ~FtpFixture() override { sim.DropProgram(); }  // while the server exists
 
-  // What one segment of /a.bin sends from login to RETR.
+  // The commands of a segment of /a.bin, from login to RETR.
   static Lines SegmentFrom(std::int64_t start) {
     return {"USER anonymous", "PASS user@pellora.example",     "PASV",
             "TYPE I",         "REST " + std::to_string(start), "RETR /a.bin"};
   }
 
-  // A file /a.bin of that length on the server; its address.
+  // Puts a file /a.bin of that length on the server and returns its address.
   std::string Serve(std::uint64_t length) {
     content = SimContent::Generated(length);
     server.File("/a.bin", content);
@@ -38,13 +38,17 @@ class FtpFixture : public TransferFixture {
     return sim.RunUntil([&] { return Record().SegmentCount >= segment && Record().Segment(segment).State == state; },
                         limit);
   }
-  void Click(CommandButton TransferWindow::*button) {
-    const auto window = WindowOf();
+  void Click(CommandButton TransferWindow::*button, int index = 1) {
+    const auto window = WindowOf(index);
     ASSERT_TRUE(window);
     sim.Do([&] { ((*window).*button).Click(); });
   }
-  void PauseOrResume() { Click(&TransferWindow::Command3); }
-  // The file stands on the disk as the server has it, and nothing is left open.
+  void PauseOrResume(int index = 1) { Click(&TransferWindow::Command3, index); }
+  void PauseAndResume(int index = 1) {
+    PauseOrResume(index);
+    PauseOrResume(index);
+  }
+  // The file on the disk equals the server's, and nothing is left open.
   void ExpectTheFile() {
     EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.bin", content)) << sim.Replay();
     sim.RunFor(2000);

@@ -1,4 +1,4 @@
-// Servers that mean ill: replies without end, in odd order, or that lead the client astray.
+// Hostile servers: endless replies, odd orders, misleading directories and data.
 #include <algorithm>
 
 #include "FtpFixture.h"
@@ -12,17 +12,17 @@ std::string Repeated(const std::string& text, int count) {
   return all;
 }
 
-// The probe is connection 1, the only segment of a small file connection 2.
+// Connection 1 is the probe, 2 the only segment of a small file.
 class FtpHostileServer : public FtpFixture {
  protected:
-  // Every connection of this server suffers it from `connection` on.
+  // Every connection from number `connection` on has the fault.
   void From(int connection, FtpFault fault) {
     fault.wire.cut = SimCut::Whole;
     server.Always(fault);
     for (int i = 1; i < connection; ++i) server.OnConnection(i, {});
   }
   std::size_t CommandsOf(int connection) const { return server.Commands(connection).size(); }
-  // Whatever the server did, an honest one brings the file once the user pauses and resumes.
+  // Once the server is honest, pause and resume complete the file.
   void ExpectThatPauseAndResumeBringTheFile() {
     server.NoFaults();
     const int from = server.Connections();
@@ -107,14 +107,13 @@ TEST_F(FtpHostileServer, CannotFillMemoryWithAnEndlessLine) {
     Start(Serve(9000));
     const int index = program.DownloadCount;
     EXPECT_FALSE(RunUntilFinished(index, 30'000)) << verb;
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    PauseAndResume(index);
     ASSERT_TRUE(RunUntilFinished(index, 30'000)) << verb << sim.Replay();
     ExpectTheFile();
   }
 }
 
-// Each reply would bring a try of its own.
+// Otherwise each reply would cause a try.
 TEST_F(FtpHostileServer, CannotCauseMoreThanFiveDataPortTriesASecond) {
   for (const char* const reply : {"227 (10,0,0,1,0,0)\r\n", "227 (10,0,0,1,255,255)\r\n"}) {
     FtpFault fault;
@@ -150,7 +149,7 @@ TEST_F(FtpHostileServer, CannotInjectCommandsThroughItsDirectory) {
     EXPECT_EQ(line.find_first_of(std::string("\r\n\0", 3)), std::string::npos);
 }
 
-// 226 comes before the data's end, as the control connection is the faster one.
+// On a faster control connection 226 arrives before the data's end.
 TEST_F(FtpHostileServer, MayReportTheTransfersEndBeforeItsData) {
   FtpFault fault;
   fault.wire.latency = 1;
@@ -162,7 +161,7 @@ TEST_F(FtpHostileServer, MayReportTheTransfersEndBeforeItsData) {
   ExpectTheFile();
 }
 
-// A data connection that stands when PASV has only been answered brings bytes before RETR went out.
+// A data connection that opens right after the PASV reply delivers bytes before RETR is sent.
 TEST_F(FtpHostileServer, CannotWriteOutsideThePartFileWithEarlyData) {
   SimScript eager;
   eager.onConnect = [](SimPeer& peer) {
@@ -201,10 +200,10 @@ TEST_F(FtpHostileServer, CanBeResumedAfterRepliesInOddOrder) {
     Start(Serve(9000));
     const int index = program.DownloadCount;
     if (!RunUntilFinished(index, 20'000)) {
-      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+      PauseOrResume(index);
       sim.RunFor(random.Below(3));
       EXPECT_EQ(sim.network().Open(), 0) << round;
-      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+      PauseOrResume(index);
     }
     ASSERT_TRUE(RunUntilFinished(index, 60'000)) << round << sim.Replay();
     EXPECT_EQ(sim.dialogs().Boxes().size(), 0U) << round;

@@ -1,5 +1,5 @@
-// Servers that let only so many logins in: who is refused waits in state 11 and is woken by a sibling
-// that completes, the lowest-numbered first.
+// Servers with a limit of logins: a refused segment waits in state 11 until a sibling completes, which wakes the lowest
+// that waits.
 #include <array>
 
 #include "FtpFixture.h"
@@ -53,7 +53,7 @@ TEST_F(FtpLoginLimit, WakesTheLowestWaitingSegmentAtEachCompletion) {
   Limit(Cases()[3], 10000);
   Start(Serve(400003));
   ASSERT_TRUE(sim.RunUntil([&] { return Record().SegmentCount == 8; }));
-  // Once the spacing loop is over, six wait and two run.
+  // After the spacing loop six wait and two run.
   ASSERT_TRUE(sim.RunUntil([&] { return WindowOf()->Command3.Enabled(); }, 30'000));
   sim.RunFor(500);
   for (int i = 3; i <= 8; ++i) EXPECT_EQ(Record().Segment(i).State, kSegmentRefused) << i;
@@ -109,7 +109,7 @@ TEST_F(FtpLoginLimit, ConnectsAWokenSegmentOnceEvenIfSlow) {
 
 TEST_F(FtpLoginLimit, WakesTwoSegmentsAtTwoSimultaneousCompletions) {
   int coincidences = 0;
-  // The first segment's data connection comes as much later as its control connection came earlier.
+  // The first segment's data connection opens as much later as its control connection opened earlier.
   for (std::uint32_t delay = 195; delay <= 206; ++delay) {
     Limit(Cases()[3], 10000);
     FtpFault first;
@@ -141,8 +141,7 @@ TEST_F(FtpLoginLimit, WakesTwoSegmentsAtTwoSimultaneousCompletions) {
   EXPECT_GT(coincidences, 0);
 }
 
-// Real servers let go of a login some time after the client hung up: the segment that a completion wakes comes
-// too early.
+// Real servers notice late that a client hung up, so that the segment woken by a completion logs in too early.
 TEST_F(FtpLoginLimit, CompletesIfTheServerNoticesHangUpsLate) {
   for (const std::uint32_t lingering : {5, 300, 999, 2500, 20'000}) {
     for (const LimitCase& limit : Cases()) {
@@ -164,7 +163,7 @@ TEST_F(FtpLoginLimit, RetriesLessOftenIfTheServerNeverNoticesHangUps) {
   Limit(Cases()[3], 10000);
   server.lingering = 1'000'000;
   Start(Serve(400003));
-  // The probe's login counts on too, so one segment gets in.
+  // The probe's login still counts, so only one segment gets in.
   ASSERT_TRUE(RunUntilState(1, kSegmentComplete)) << sim.Replay();
   const int before = server.Connections();
   sim.RunFor(500);
@@ -183,7 +182,7 @@ TEST_F(FtpLoginLimit, RetriesLessOftenIfTheServerNeverNoticesHangUps) {
   ExpectTheFile();
 }
 
-// Who tries again by itself is passed over while others have had no release yet; behind them it is the next.
+// One that retries is passed over while others were never released; after them it is next.
 TEST_F(FtpLoginLimit, WakesTheLowestReleasedSegmentAtTheNextCompletion) {
   Limit(Cases()[3], 10000);
   program.settings.MaxSegments = 3;
@@ -195,7 +194,7 @@ TEST_F(FtpLoginLimit, WakesTheLowestReleasedSegmentAtTheNextCompletion) {
   ASSERT_TRUE(RunUntilState(2, kSegmentReceiving)) << sim.Replay();
   server.lingering = 1'000'000;
   ASSERT_TRUE(RunUntilState(1, kSegmentComplete)) << sim.Replay();
-  sim.RunFor(8000);  // tried at once and after 1, 2 and 4 s; the next try is 8 s behind that one
+  sim.RunFor(8000);  // tried at once and after 1, 2 and 4 s; the next try is 8 s later
   EXPECT_EQ(Record().Segment(3).State, kSegmentRefused);
   ASSERT_NE(Record().Segment(2).State, kSegmentComplete);
   const int before = server.Connections();
@@ -203,7 +202,7 @@ TEST_F(FtpLoginLimit, WakesTheLowestReleasedSegmentAtTheNextCompletion) {
   EXPECT_EQ(server.Connections(), before);
   sim.RunFor(100);
   EXPECT_EQ(server.Connections(), before + 1);
-  sim.RunFor(1100);  // and its tries begin anew
+  sim.RunFor(1100);  // its delays start again
   EXPECT_EQ(server.Connections(), before + 2);
   server.mostLogins = 100;
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
@@ -269,8 +268,7 @@ TEST_F(FtpLoginLimit, SurvivesPauseAndResumeWithTheSameBytes) {
   ExpectTheFile();
 }
 
-TEST_P(FtpLoginLimit, CompletesForEverySeed) {
-  // The seed moves delays and blocks; a Machine of its own for each would do the same.
+TEST_P(FtpLoginLimit, CompletesAtAnySpeedAndLength) {
   const LimitCase limit = Cases()[static_cast<std::size_t>(GetParam()) % 5];
   Limit(limit, 8000 + static_cast<std::uint64_t>(GetParam()) * 977);
   FtpFault fault;

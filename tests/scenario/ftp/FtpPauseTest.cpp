@@ -1,5 +1,6 @@
-// Pause, resume, restart and the waits into which they fall.
+// Pause, resume and restart during each wait.
 #include "FtpFixture.h"
+#include "core/RecordLife.h"
 
 namespace pellora {
 namespace {
@@ -13,7 +14,7 @@ class FtpPause : public FtpFixture {
     fault.dataWire.bytesPerSecond = 10000;
     server.Always(fault);
   }
-  // Segments keep what makes a resume point.
+  // The segments keep their resume points.
   void ExpectWholePlan() {
     for (int i = 1; i <= Record().SegmentCount; ++i) {
       const SegmentRecord& segment = Record().Segment(i);
@@ -124,12 +125,12 @@ TEST_F(FtpPause, DuringTheProbeRestartsTheProbeOnResume) {
     const int index = program.DownloadCount;
     sim.RunFor(into);
     ASSERT_EQ(Record(index).SegmentCount, 0) << into;
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    PauseOrResume(index);
     sim.RunFor(30'000);
     EXPECT_EQ(sim.network().Open(), 0);
     EXPECT_EQ(server.Connections() - before, 1);
     EXPECT_FALSE(Record(index).Active);
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    PauseOrResume(index);
     ASSERT_TRUE(RunUntilFinished(index)) << into << sim.Replay();
     EXPECT_EQ(server.Commands(before + 2), kProbeOfRootFile);
     ExpectTheFile();
@@ -161,9 +162,9 @@ TEST_F(FtpPause, KeepsCompleteSegments) {
   ExpectTheFile();
 }
 
-// Nobody acts on the end of a control connection: the probe stands still, a segment does unless its data flows.
+// The end of a control connection has no handler: the probe stalls, and a segment does unless its data flows.
 TEST_F(FtpPause, ResumeContinuesAfterTheServerClosedTheControlConnection) {
-  int standing = 0;
+  int stalled = 0;
   int flowing = 0;
   for (const int phase : {1, 2}) {
     for (std::uint64_t sent = 1; sent < 200; sent += 3) {
@@ -177,16 +178,15 @@ TEST_F(FtpPause, ResumeContinuesAfterTheServerClosedTheControlConnection) {
       if (RunUntilFinished(index, 20'000)) {
         flowing += phase == 2 ? 1 : 0;
       } else {
-        ++standing;
-        sim.Do([&] { WindowOf(index)->Command3.Click(); });
-        sim.Do([&] { WindowOf(index)->Command3.Click(); });
+        ++stalled;
+        PauseAndResume(index);
       }
       ASSERT_TRUE(RunUntilFinished(index)) << phase << " " << sent << sim.Replay();
       EXPECT_EQ(sim.dialogs().Boxes().size(), 0U) << phase << " " << sent;
       ExpectTheFile();
     }
   }
-  EXPECT_GT(standing, 60);
+  EXPECT_GT(stalled, 60);
   EXPECT_GT(flowing, 5);
 }
 
@@ -244,29 +244,16 @@ TEST_F(FtpPause, RefilledSlotEndsTheTransferAtAnyMoment) {
   }
 }
 
-// The list goes to another run of the program, as the starter of the lists takes it up.
+// A record that another run of the program continues, as after loading the list.
 class FtpRestart : public FtpFixture {
  protected:
-  static void TakeUp(DownloadRecord& record) {
-    for (int i = 1; i <= record.SegmentCount; ++i) {
-      if (record.Segment(i).State != kSegmentComplete) record.Segment(i).Fold();
-    }
-    record.ContinueSegments = record.SegmentCount >= 1;
-    record.Paused = false;
-    record.Active = false;
-  }
-  // The window is gone, and another goes on with the record.
+  // A new window continues the record.
   void Restart() {
     sim.Do([&] {
-      WindowOf()->UnloadWindow();
-      program.TransferWindowAt(1).reset();
+      EmptyPlace(program, 1);
       program.RaiseSerial(1);
-      TakeUp(Record());
-      const auto window = NewTransferWindow(program);
-      program.TransferWindowAt(1) = window;
-      window->SetRecordIndex(1);
-      program.platform.tasks.Spawn(window->InitConnection());
     });
+    StartListed(1);
   }
   void RunHalf() {
     FtpFault fault;
@@ -296,8 +283,7 @@ TEST_F(FtpRestart, PausedDuringTheProbeProbesAgainOnResume) {
   server.OnConnection(4, silent);
   Restart();
   sim.RunFor(1000);
-  PauseOrResume();
-  PauseOrResume();
+  PauseAndResume();
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   EXPECT_EQ(server.Commands(5), kProbeOfRootFile);
   EXPECT_EQ(server.Commands(6).back(), "RETR /a.bin");

@@ -1,4 +1,4 @@
-// The probe: how it ends well, how it ends the download, and how it stands still.
+// The probe: success, refusals that end the download, and stalls.
 #include "FtpFixture.h"
 
 namespace pellora {
@@ -6,7 +6,7 @@ namespace {
 
 class FtpProbe : public FtpFixture {
  protected:
-  // Everything else goes well, but `verb` of the probe gets `reply` and is not carried out.
+  // The probe's `verb` gets `reply` and has no effect; all else succeeds.
   void Refuse(const std::string& verb, const std::string& reply) {
     FtpFault fault;
     fault.refuse[verb] = reply;
@@ -29,7 +29,7 @@ class FtpProbe : public FtpFixture {
     ASSERT_FALSE(lists.refreshes.empty());
     EXPECT_EQ(lists.refreshes.back().force, 1);
   }
-  // One download after the other, each refused at another command.
+  // Several downloads in turn, each refused at another command.
   void ExpectGivenUpAtEveryCommand(const std::string& reply, const std::string& text) {
     int index = 0;
     for (const char* const verb : {"USER", "PASS", "TYPE", "PWD", "PASV", "CWD", "SIZE", "REST"}) {
@@ -67,9 +67,9 @@ TEST_F(FtpProbe, Reports530AsAnInvalidLoginAtAnyCommand) {
   ExpectGivenUpAtEveryCommand("530 no\r\n", "Username or Password Invalid ! Download aborted");
 }
 
-// A server that is too busy for the probe says so to nobody; the user pauses and resumes.
+// A server too busy for the probe is not reported; the user pauses and resumes.
 TEST_F(FtpProbe, Ignores421AndWaitsForPauseAndResume) {
-  const auto standsStill = [&](const FtpFault& fault, const std::string& step) {
+  const auto expectStall = [&](const FtpFault& fault, const std::string& step) {
     const int before = server.Connections();
     server.OnConnection(before + 1, fault);
     sim.disk().Lose("/home/u/dl/a.bin");
@@ -78,18 +78,17 @@ TEST_F(FtpProbe, Ignores421AndWaitsForPauseAndResume) {
     EXPECT_FALSE(RunUntilFinished(index, 60'000)) << step;
     EXPECT_EQ(sim.dialogs().Boxes().size(), 0U) << step;
     EXPECT_EQ(server.Connections(), before + 1) << step;
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    PauseAndResume(index);
     EXPECT_TRUE(RunUntilFinished(index)) << step << sim.Replay();
     ExpectTheFile();
   };
   FtpFault greeting;
   greeting.greeting = "421 too many connections\r\n";
-  standsStill(greeting, "greeting");
+  expectStall(greeting, "greeting");
   for (const char* const verb : {"USER", "PASS", "PWD", "CWD", "SIZE", "REST"}) {
     FtpFault fault;
     fault.refuse[verb] = "421 closing\r\n";
-    standsStill(fault, verb);
+    expectStall(fault, verb);
   }
 }
 
@@ -135,7 +134,7 @@ TEST_F(FtpProbe, RefusedRestMakesEachSegmentReportErrorInFtp) {
   ASSERT_TRUE(sim.RunUntil([&] { return Boxes("Error in FTP !") == 1; }, 30'000)) << sim.Replay();
   EXPECT_EQ(sim.dialogs().Next().style, kOkOnly);
   sim.RunFor(10'000);
-  // One box at a time for a window; the segments stay as they are.
+  // One box at a time for a window; the segments do not change.
   EXPECT_EQ(Boxes("Error in FTP !"), 1U);
   EXPECT_EQ(Record().RestState, "-1");
   EXPECT_EQ(Record().Segment(1).State, kSegmentLoggedIn);
@@ -246,7 +245,7 @@ TEST_F(FtpProbe, AsksAfterTenSecondsIfTheServerNeverAccepts) {
   EXPECT_FALSE(WindowOf());
 }
 
-// A connection that stands is not timed. Pause and resume begin the probe anew.
+// An open connection has no time-out. Pause and resume restart the probe.
 TEST_F(FtpProbe, WaitsForASilentServerUntilPausedAndResumed) {
   FtpFault silent;
   silent.greeting.clear();

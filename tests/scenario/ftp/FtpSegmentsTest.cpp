@@ -1,4 +1,4 @@
-// The segments: their conversation, the data connection, what they count, and how they stand still.
+// The segments: their conversation, the data connection, what they count, and how they stall.
 #include <algorithm>
 
 #include "FtpFixture.h"
@@ -8,7 +8,7 @@ namespace {
 
 class FtpSegments : public FtpFixture {
  protected:
-  // The fate of the segments; the probe goes well.
+  // For the segments; the probe succeeds.
   void Always(const FtpFault& fault) {
     server.Always(fault);
     server.OnConnection(1, {});
@@ -108,8 +108,7 @@ TEST_F(FtpSegments, WaitForPauseAndResumeAfterAnUnreadablePasvReply) {
     const int index = program.DownloadCount;
     EXPECT_FALSE(RunUntilFinished(index, 60'000)) << reply;
     EXPECT_EQ(sim.dialogs().Boxes().size(), 0U);
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    PauseAndResume(index);
     ASSERT_TRUE(RunUntilFinished(index, 60'000)) << reply << sim.Replay();
     ExpectTheFile();
   }
@@ -149,7 +148,7 @@ TEST_F(FtpSegments, RetryARefusedDataPortWithoutAnotherPasv) {
 
 class FtpRefusedDataPort : public FtpSegments {
  protected:
-  // One segment whose data port refuses for ever, some tries behind it.
+  // One segment whose data port always refuses, after some tries.
   void Spin() {
     FtpFault fault;
     fault.refuseData = 1'000'000;
@@ -225,7 +224,7 @@ TEST_F(FtpSegments, EnterState11SilentlyWhenRefused) {
   for (const auto& [verb, reply] : cases) {
     FtpFault fault;
     fault.wire.latency = 10;
-    fault.dataWire.latency = 2;  // the data connection stands before RETR is answered
+    fault.dataWire.latency = 2;  // the data connection opens before RETR is answered
     fault.refuse[verb] = reply;
     server.OnConnection(server.Connections() + 2, fault);
     sim.disk().Lose("/home/u/dl/a.bin");
@@ -236,16 +235,15 @@ TEST_F(FtpSegments, EnterState11SilentlyWhenRefused) {
         << verb;
     const int connections = server.Connections();
     sim.RunFor(120'000);
-    EXPECT_EQ(server.Connections(), connections);  // nobody wakes a lone segment
+    EXPECT_EQ(server.Connections(), connections);  // a lone segment has no sibling to wake it
     EXPECT_EQ(sim.dialogs().Boxes().size(), 0U);
-    // A data connection that stands is left to the server.
+    // An open data connection is left to the server.
     EXPECT_EQ(sim.network().Open(), verb == "RETR" ? 1 : 0) << verb << reply;
     sim.Do([&] { WindowOf(index)->RefreshList(0); });
     EXPECT_EQ(WindowOf(index)->StateS(0).Caption(), "Too Many Connections");
     sim.Do([&] { WindowOf(index)->RefreshList(1); });
     EXPECT_EQ(WindowOf(index)->StateS(0).Caption(), "Too many connections.");
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    PauseAndResume(index);
     ASSERT_TRUE(RunUntilFinished(index)) << verb << sim.Replay();
     ExpectTheFile();
   }
@@ -262,8 +260,7 @@ TEST_F(FtpSegments, Ignore550AndWaitForPauseAndResume) {
     EXPECT_FALSE(RunUntilFinished(index, 120'000)) << verb;
     EXPECT_EQ(sim.dialogs().Boxes().size(), 0U);
     EXPECT_TRUE(Record(index).InUse);
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    PauseAndResume(index);
     ASSERT_TRUE(RunUntilFinished(index)) << verb << sim.Replay();
     ExpectTheFile();
   }
@@ -317,10 +314,10 @@ TEST_F(FtpSegments, WaitForPauseAndResumeIfTheServerIsSilentAfterItsGreeting) {
     Start(Serve(9000));
     const int index = program.DownloadCount;
     EXPECT_FALSE(RunUntilFinished(index, 120'000)) << verb;
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    PauseOrResume(index);
     sim.RunFor(100);
     EXPECT_EQ(sim.network().Open(), 0) << verb;
-    sim.Do([&] { WindowOf(index)->Command3.Click(); });
+    PauseOrResume(index);
     ASSERT_TRUE(RunUntilFinished(index)) << verb << sim.Replay();
     ExpectTheFile();
   }
@@ -373,7 +370,7 @@ TEST_F(FtpSegments, ContinueAfterTheReceivedBytesWhenReconnected) {
     const std::int32_t received = Record(index).Segment(1).ReceivedNow;
     sim.Do([&] { program.platform.tasks.Spawn(WindowOf(index)->ConnectSegmented()); });
     EXPECT_EQ(Record(index).Segment(1).RangeStart, received) << into;
-    sim.RunFor(300);  // both are connected anew, and neither has asked for a data port yet
+    sim.RunFor(300);  // both are reconnected, and neither has requested a data port yet
     EXPECT_EQ(sim.network().Open(), 2) << into;
     ASSERT_TRUE(RunUntilFinished(index)) << into << sim.Replay();
     EXPECT_EQ(server.Connections() - before, 5) << into;
@@ -430,7 +427,7 @@ TEST_F(FtpSegments, CountTimeFromTheDataConnection) {
   server.Always(fault);
   Start(Serve(9000));
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
-  // 4.5 s of data and its way; neither logins nor waits.
+  // 4.5 s of data plus latency; neither logins nor waits.
   EXPECT_GE(Record().ElapsedSeconds, 4.5F);
   EXPECT_LE(Record().ElapsedSeconds, 5.0F);
 }
@@ -443,7 +440,7 @@ TEST_F(FtpSegments, EndTheProgramOnAFullDiskAndNameTheFile) {
   EXPECT_NE(sim.dialogs().Boxes()[0].text.find("a.bin001.tmp"), std::string::npos) << sim.dialogs().Boxes()[0].text;
 }
 
-// Each block opens the part anew, so that a link put at its name is met at once.
+// Each block opens the part again, so that a link put at its name is noticed at once.
 TEST_F(FtpSegments, StopTheirDownloadAloneWhereALinkTakesAPartsName) {
   program.settings.MaxSegments = 2;
   sim.disk().Put("/home/u/letter", "kept");

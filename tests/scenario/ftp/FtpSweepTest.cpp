@@ -1,4 +1,4 @@
-// Kills at every call of the disk, and random seeds: whatever says finished has the server's bytes.
+// Kills at every disk call, and random seeds: every finished file has the server's bytes.
 #include <set>
 
 #include "FtpFixture.h"
@@ -7,7 +7,7 @@
 namespace pellora {
 namespace {
 
-// One run of the program, made as often as a test needs one.
+// One run of the program; a test may make several.
 class FtpMachine final : public FtpFixture {
  public:
   explicit FtpMachine(SimOptions options) : FtpFixture(std::move(options)) {}
@@ -19,7 +19,7 @@ class FtpMachine final : public FtpFixture {
     fault.dataWire.bytesPerSecond = 12000;
     server.Always(fault);
   }
-  // Adds the download, has the list saved five times a second, and runs to the end or the kill.
+  // Adds the download, saves the list five times a second, and runs to the end or the kill.
   void Download() {
     const std::int16_t index = Start("ftp://f.example/a.bin");
     ASSERT_EQ(index, 1);
@@ -28,23 +28,12 @@ class FtpMachine final : public FtpFixture {
     (void)RunUntilFinished();
     sim.RunFor(500);
   }
-  // Goes on with what the dead run left. False: its list knew no download.
-  bool GoOn() {
+  // Continues what the killed run left. False: its list had no download.
+  bool Continue() {
     sim.Do([&] { LoadList(program); });
     if (program.DownloadCount == 0) return false;
-    DownloadRecord& record = Record();
-    if (record.Finished) return true;
-    for (int i = 1; i <= record.SegmentCount; ++i) {
-      if (record.Segment(i).State != kSegmentComplete) record.Segment(i).Fold();
-    }
-    record.ContinueSegments = record.SegmentCount >= 1;
-    record.Paused = false;
-    sim.Do([&] {
-      const auto window = NewTransferWindow(program);
-      program.TransferWindowAt(1) = window;
-      window->SetRecordIndex(1);
-      program.platform.tasks.Spawn(window->InitConnection());
-    });
+    if (Record().Finished) return true;
+    StartListed(1);
     return RunUntilFinished();
   }
   bool HasTheFile() { return sim.disk().Holds("/home/u/dl/a.bin", content); }
@@ -94,7 +83,7 @@ void KillAtEveryCall(bool torn) {
   int kills = 0;
   int resumed = 0;
   for (std::uint64_t call = 1; call <= calls; ++call) {
-    if (torn && saves.contains(call)) continue;  // half a list is the list file's affair
+    if (torn && saves.contains(call)) continue;  // torn lists are tested with the list file
     ++kills;
     FtpMachine first({.seed = 5});
     first.ServeSlowly(kLength);
@@ -103,7 +92,7 @@ void KillAtEveryCall(bool torn) {
     ASSERT_TRUE(first.sim.Killed()) << call;
     FtpMachine second({.seed = 6, .startTick = 5000, .disk = first.sim.disk().TakeState()});
     second.ServeSlowly(kLength);
-    const bool finished = second.GoOn();
+    const bool finished = second.Continue();
     if (second.program.DownloadCount == 0) continue;
     EXPECT_TRUE(finished) << "killed at call " << call << " and not finished";
     ++resumed;
@@ -117,7 +106,7 @@ TEST(FtpKill, AtAnyDiskCallResumesToTheSameBytes) { KillAtEveryCall(false); }
 
 TEST(FtpKill, DuringAnyWriteResumesToTheSameBytes) { KillAtEveryCall(true); }
 
-// An honest server that does not always go well: refused data ports, ends, silences, pauses.
+// An honest but unreliable server: refused data ports, early ends, silences, pauses.
 void RunSeed(std::uint64_t seed) {
   FtpMachine machine({.seed = seed});
   SimRandom random(seed * 7919 + 1);
@@ -167,8 +156,8 @@ void RunSeed(std::uint64_t seed) {
     }
     machine.server.OnConnection(connection, fault);
   }
-  // The probe's own: whatever leaves it standing until the user pauses and resumes. What the next one meets is
-  // chosen above, but for a server that does not come up, which is a question and no standstill.
+  // Faults of the probe that stall it until the user pauses and resumes. The next one has those chosen above, except a
+  // server that never accepts, which is a question and not a stall.
   if (random.Below(3) == 0) {
     FtpFault fault = usual;
     switch (random.Below(4)) {
@@ -192,7 +181,7 @@ void RunSeed(std::uint64_t seed) {
   }
   machine.server.lingering = random.Coin() ? 0 : static_cast<std::uint32_t>(random.Between(1, 3000));
   std::int16_t index = machine.Start(url);
-  // Whatever stands still goes on when the user pauses and resumes.
+  // Pause and resume continue any stall.
   for (int round = 0; round < 60 && !machine.Record(index).Finished; ++round) {
     if (machine.RunUntilFinished(index, random.Between(1, 40'000))) break;
     machine.sim.Do([&] { machine.WindowOf(index)->PauseDownload(); });
@@ -218,7 +207,7 @@ struct Pace {
   std::uint32_t thinkTime;
 };
 
-// Few logins, on every line: whoever is refused is let in at last without the user's help.
+// With few logins, at any speed, refused segments get in at last without the user's help.
 TEST(FtpLogins, TwoOrThreeCompleteEveryDownloadAtAnySpeed) {
   std::uint64_t seed = 0;
   for (const int most : {2, 3}) {

@@ -1,4 +1,4 @@
-// What goes over the wire: the commands of the probe and of the segments, and replies cut in every way.
+// The commands of the probe and of the segments, and replies cut everywhere.
 #include <tuple>
 
 #include "FtpFixture.h"
@@ -33,19 +33,19 @@ TEST_F(FtpWire, SendsEachCommandWithItsLineEndAndNothingElse) {
   EXPECT_EQ(sim.network().Log()[2].received, "");
 }
 
-// The program takes a while after the 227, so that the 350 is there before the reply's own turn has come.
-TEST_F(FtpWire, HasTheDataConnectionAskedForBeforeRetrThoughThe350ComesInTheTurnOfThe227) {
+// Slow file work after the 227, so that the 350 arrives before the reply's turn.
+TEST_F(FtpWire, RequestsTheDataConnectionBeforeRetrEvenIf350ArrivesInTheTurnOf227) {
   const std::string login = "220 ready\r\n331 password, please\r\n230 logged in\r\n";
   const std::string passive = "227 Entering Passive Mode (10,0,0,1,78,32).\r\n";
   FtpFault fault;
   fault.wire.splitAt = {login.size(), login.size() + passive.size()};
   Serve(9000);
   const auto& log = sim.network().Log();
-  for (int index = 1; index <= 20; ++index) {  // whose turn comes first is left to the seed
+  for (int index = 1; index <= 20; ++index) {  // the seed decides whose turn is first
     server.OnConnection(server.Connections() + 2, fault);
     sim.disk().Lose("/home/u/dl/a.bin");
     Start("ftp://f.example/a.bin");
-    const std::size_t segment = log.size();  // behind the probe
+    const std::size_t segment = log.size();  // after the probe's
     bool late = false;
     sim.loop().SetAfterEach([&](SimLane) {
       if (late || log.size() <= segment || log[segment].delivered != login.size() + passive.size()) return;
@@ -82,7 +82,7 @@ TEST_F(FtpWire, UsesOneSegmentLoginBelow10000Bytes) {
 
 TEST_F(FtpWire, UsesTwoLoginsFrom10000BytesAndEightFrom100000) {
   program.settings.MaxSegments = 8;
-  // Of eight segments the stall watch connects the last three early, and the spacing loop once more.
+  // The stall watch connects the last three of eight segments early, and the spacing loop connects them again.
   const std::vector<std::tuple<std::uint64_t, int, int>> cases = {
       {10000, 2, 3}, {99999, 2, 3}, {100000, 8, 12}, {100001, 8, 12}};
   int index = 0;
@@ -197,7 +197,7 @@ TEST_F(FtpWire, SendsACommandGroupWithoutAwaitingReplies) {
   EXPECT_EQ(at(1, "SIZE /a.bin"), at(1, "TYPE A"));
   EXPECT_EQ(at(2, "PASV"), at(2, "TYPE I"));
   EXPECT_EQ(at(2, "PASV"), at(2, "REST 0"));
-  // Each of the others follows a reply: both ways and the server's thinking.
+  // Each of the others follows a reply: a round trip and the server's delay.
   EXPECT_GE(at(1, "CWD /") - at(1, "PWD"), 250);
   EXPECT_GE(at(1, "SIZE /a.bin") - at(1, "CWD /"), 250);
   EXPECT_GE(at(1, "REST 0") - at(1, "SIZE /a.bin"), 250);
@@ -268,8 +268,8 @@ TEST_F(FtpWire, AcceptsAllRepliesOfTheProbeInOneBlock) {
   ExpectTheFile();
 }
 
-// A line that comes in two parts is never put together: each part is looked at alone, and the probe drops
-// what has no line end. It then waits; pausing and resuming begin it anew.
+// A line that arrives in two parts is never put together: each part is judged alone, and the probe drops text without a
+// line end. It then waits until pause and resume restart it.
 TEST_F(FtpWire, ToleratesAGreetingCutInTheProbeOnlyAtItsEnds) {
   const std::string greeting = "220 ready\r\n";
   Serve(9000);
@@ -283,17 +283,17 @@ TEST_F(FtpWire, ToleratesAGreetingCutInTheProbeOnlyAtItsEnds) {
     const bool finished = RunUntilFinished(++index, 60'000);
     EXPECT_EQ(finished, cut == greeting.size()) << cut;
     if (!finished) {
-      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+      PauseOrResume(index);
       sim.RunFor(1000);
-      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+      PauseOrResume(index);
       EXPECT_TRUE(RunUntilFinished(index)) << cut;
     }
     ExpectTheFile();
   }
 }
 
-// The segments take a part of a line for a reply if it begins with the code: from the third character on
-// a cut does no harm, before it the stall watch connects again.
+// A segment takes part of a line for a reply if it begins with the code: a cut after the third character does no harm;
+// before it, the stall watch reconnects.
 TEST_F(FtpWire, ToleratesAGreetingCutAnywhereInASegment) {
   const std::string greeting = "220 ready\r\n";
   Serve(9000);
@@ -312,7 +312,7 @@ TEST_F(FtpWire, ToleratesAGreetingCutAnywhereInASegment) {
 }
 
 TEST_F(FtpWire, CutAnywhereInSegmentRepliesIsRecoveredByPauseAndResume) {
-  const std::uint64_t length = 200;  // more than the replies of one segment are long
+  const std::uint64_t length = 200;  // longer than one segment's replies
   Serve(9000);
   int index = 0;
   for (std::uint64_t cut = 12; cut < length; ++cut) {
@@ -323,8 +323,7 @@ TEST_F(FtpWire, CutAnywhereInSegmentRepliesIsRecoveredByPauseAndResume) {
     Start("ftp://f.example/a.bin");
     ++index;
     if (!RunUntilFinished(index, 30'000)) {
-      sim.Do([&] { WindowOf(index)->Command3.Click(); });
-      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+      PauseAndResume(index);
     }
     ASSERT_TRUE(RunUntilFinished(index, 30'000)) << cut << sim.Replay();
     ExpectTheFile();
@@ -333,7 +332,7 @@ TEST_F(FtpWire, CutAnywhereInSegmentRepliesIsRecoveredByPauseAndResume) {
 
 TEST_F(FtpWire, CutAnywhereInProbeRepliesIsRecoveredByPauseAndResume) {
   Serve(9000);
-  const std::uint64_t length = 260;  // more than the replies of the probe are long
+  const std::uint64_t length = 260;  // longer than the probe's replies
   int index = 0;
   int whole = 0;
   for (std::uint64_t cut = 1; cut < length; ++cut) {
@@ -345,8 +344,7 @@ TEST_F(FtpWire, CutAnywhereInProbeRepliesIsRecoveredByPauseAndResume) {
     ++index;
     if (!RunUntilFinished(index, 30'000)) {
       EXPECT_EQ(Record(index).SegmentCount, 0) << cut;
-      sim.Do([&] { WindowOf(index)->Command3.Click(); });
-      sim.Do([&] { WindowOf(index)->Command3.Click(); });
+      PauseAndResume(index);
     } else {
       ++whole;
     }
@@ -354,7 +352,7 @@ TEST_F(FtpWire, CutAnywhereInProbeRepliesIsRecoveredByPauseAndResume) {
     EXPECT_EQ(sim.dialogs().Boxes().size(), 0U) << cut;
     ExpectTheFile();
   }
-  EXPECT_GT(whole, 20);  // cut between two replies, inside one that nobody reads, or behind the last
+  EXPECT_GT(whole, 20);  // cut between two replies, inside an unused one, or after the last
   EXPECT_LT(whole, 230);
 }
 
@@ -367,12 +365,11 @@ TEST_F(FtpWire, StallsHarmlesslyOnOneByteBlocks) {
   sim.RunFor(60'000);
   EXPECT_EQ(server.Commands(1), Lines{});
   server.OnConnection(3, bytes);
-  PauseOrResume();
-  PauseOrResume();
+  PauseAndResume();
   sim.RunFor(20'000);
   EXPECT_EQ(Record().Segment(1).State, kSegmentRequested);
   EXPECT_EQ(server.Commands(3), Lines{});
-  // The watch over silent segments connects it anew.
+  // The stall watch reconnects it.
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   EXPECT_EQ(server.Connections(), 4);
   ExpectTheFile();

@@ -14,25 +14,16 @@ class Actions : public MainWindowFixture {
   void Run(int action) {
     Do([&] { window().RunAction(action); });
   }
-  // A row of the current downloads, selected.
+  // Adds a current download and selects its row.
   std::int16_t Selected(const std::function<void(DownloadRecord&)>& change = {}) {
     const std::int16_t index = Record("http://h/" + std::to_string(program().DownloadCount) + ".zip", change);
     window().RefreshRows(0, 1);
     EXPECT_TRUE(Select(window().ListView1, index));
     return index;
   }
-  std::int16_t Finished(const std::string& name, bool onDisk = true) {
-    if (onDisk) sim.disk().Put("/d/" + name, "x");
-    const std::int16_t index = Record("http://h/" + name, [&](auto& r) {
-      r.Finished = true;
-      r.SavePath = "/d/" + name;
-    });
-    window().RefreshDownList();
-    return index;
-  }
 };
 
-// Add (0) is tested with its dialog.
+// kAdd is tested with its dialog.
 
 TEST_F(Actions, DeleteRemovesAStoppedRecordWithoutAsking) {
   const std::int16_t index = Selected();
@@ -118,7 +109,7 @@ void HasAPart(DownloadRecord& record) {
   record.Segments[1].RangeSize = 9;
 }
 
-// A kill right behind the deletion of the parts: the next start must not find a record that counts on them.
+// After a kill right after the parts' deletion the next start must not find a record that needs them.
 TEST_F(Actions, DeleteAndResetSaveTheListBeforeRemovingPartFiles) {
   for (const MainWindow::Action action : {MainWindow::kDelete, MainWindow::kResetList}) {
     sim.disk().Put("/t/a.zip001.tmp", "x");
@@ -223,7 +214,7 @@ TEST_F(Actions, PausePausesTheSelectedRunningRecord) {
   FakeTransfer& transfer = Transferring(index);
   Run(MainWindow::kPause);
   EXPECT_EQ(transfer.pauses, 1);
-  Run(MainWindow::kPause);  // not active any more
+  Run(MainWindow::kPause);  // no longer active
   EXPECT_EQ(transfer.pauses, 1);
 }
 
@@ -420,7 +411,7 @@ TEST_F(Actions, PopupChecksTheScheduleOfAWaitingRecordOnly) {
   Rec(index).Scheduled = 0;
   Rec(index).Active = true;
   Do([&] { window().ListView1.RightClick(); });
-  EXPECT_TRUE(window().shedulded.Checked());  // as before
+  EXPECT_TRUE(window().shedulded.Checked());  // unchanged
   Rec(index).Active = false;
   Do([&] { window().ListView1.RightClick(); });
   EXPECT_FALSE(window().shedulded.Checked());

@@ -145,7 +145,7 @@ TEST_F(AddingDownloads, MovesAFinishedDuplicateToTheCurrentDownloadsOnYes) {
     const std::int16_t index = Record(busy ? "http://h/b.zip" : "http://h/a.zip", [](auto& r) { r.Finished = true; });
     Settle();
     Do([&] { window().RefreshDownList(); });
-    Do([&] { window().RefreshRows(0, 1); });  // the limit of refreshes begins here
+    Do([&] { window().RefreshRows(0, 1); });  // further refreshes are postponed
     ASSERT_NE(Row(window().ListView2, index), nullptr);
     Add(Rec(index).URL);
     ASSERT_EQ(Box(), Text(403));
@@ -170,7 +170,7 @@ TEST_F(AddingDownloads, AsksOneDuplicateQuestionAtATimeForARepeatedUrl) {
   Add("http://h/a.zip");
   Add("http://h/b.zip");
   for (int i = 0; i < 1000; ++i) Add("http://h/a.zip");
-  Add("http://h/b.zip");  // another URL has a question of its own
+  Add("http://h/b.zip");  // another URL has its own question
   EXPECT_EQ(sim.tasks().RunningTasks(), 2U);
   EXPECT_EQ(Box(), Text(403));
   Answer(kAnswerNo);
@@ -221,7 +221,7 @@ TEST_F(AddingDownloads, ReusesTheFirstFreeSlotAndEmptiesIt) {
   const std::int16_t index = Record("http://h/b");
   Record("http://h/c");
   FakeTransfer& stale = Transferring(index);
-  Rec(index).InUse = false;  // cleared; its window still stands
+  Rec(index).InUse = false;  // cleared; it still has its window
   AddLater("http://h/d");
   EXPECT_EQ(program().DownloadCount, 3);
   EXPECT_EQ(Rec(index).URL, "http://h/d");

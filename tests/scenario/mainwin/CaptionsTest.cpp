@@ -1,4 +1,4 @@
-// The numbers on the controls: with the English file each shows what it was designed with.
+// Text numbers of controls: with the English file each shows its designed caption.
 #include <memory>
 #include <set>
 #include <string>
@@ -20,7 +20,7 @@ namespace {
 
 using Captions = MainWindowFixture;
 
-using Shown = std::vector<std::pair<std::string, std::string>>;  // a name and what stands there
+using Shown = std::vector<std::pair<std::string, std::string>>;  // name and text
 
 template <class Captioned>
 void Note(Shown& shown, const Control& control) {
@@ -32,7 +32,7 @@ void Note(Shown& shown, const Control& control, const std::vector<ControlPart>& 
   for (const ControlPart& part : parts) shown.emplace_back(control.Name, TrimTrailingBlanks(part.caption));
 }
 
-// A text cannot end in a blank in the file, so such ends do not count.
+// Without trailing blanks, which a file's text cannot have.
 Shown ShownBy(const Window& window) {
   Shown shown{{window.TypeName, window.Caption()}};
   for (const Control* const control : window.Controls()) {
@@ -55,7 +55,7 @@ TEST_F(Captions, MatchTheirDesignInEnglish) {
   const std::vector<std::shared_ptr<Window>> windows = {
       std::make_shared<MainWindow>(program()), std::make_shared<Form1>(program()),
       std::make_shared<WantDown>(program()), NewTransferWindow(program())};
-  // Of the hidden strip, where a number's text differs from the toolbar's.
+  // Buttons of the hidden strip designed with other captions than the toolbar's of the same number.
   const std::set<std::string> toolbarWins = {"Command1(4)", "Command1(8)"};
   for (const std::shared_ptr<Window>& window : windows) {
     const Shown designed = ShownBy(*window);
@@ -107,7 +107,7 @@ TEST_F(Captions, FollowALanguageFileReadLater) {
   LoadLanguage(program(), "english");
   Do([&] { window().form1->Load(); });
   EXPECT_EQ(window().form1->Command1.Caption(), "Go");
-  EXPECT_EQ(window().form1->Command2.Caption(), "");  // that file's gaps turn blank
+  EXPECT_EQ(window().form1->Command2.Caption(), "");  // missing in that file
 }
 
 }  // namespace

@@ -66,7 +66,7 @@ TEST_F(Layout, ChangesNothingWhileMinimised) {
   EXPECT_EQ(window().Picture1.Left(), 670);
   EXPECT_EQ(window().Command4.Left(), 870);
   EXPECT_EQ(window().ListView1.Columns(), columns);
-  EXPECT_EQ(window().Width(), 300);  // not set back
+  EXPECT_EQ(window().Width(), 300);  // not restored
 }
 
 TEST_F(Layout, SkipsANegativeLength) {
@@ -81,7 +81,7 @@ TEST_F(Layout, SnapsBackToItsMinimumSize) {
   Drag(300, 200);
   EXPECT_EQ(window().Width(), 715);
   EXPECT_EQ(window().Height(), 534);
-  Drag(715, 534);  // the event that setting the size back brings
+  Drag(715, 534);  // the event caused by restoring the size
   EXPECT_EQ(window().ListView1.Width(), 685);
 }
 

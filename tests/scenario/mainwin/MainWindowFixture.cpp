@@ -74,6 +74,18 @@ std::int16_t MainWindowFixture::Record(const std::string& url, const std::functi
   return index;
 }
 
+std::int16_t MainWindowFixture::Finished(const std::string& name, bool onDisk) {
+  if (onDisk) sim.disk().Put("/d/" + name, SimContent(std::string("x")));
+  const std::int16_t index = Record("http://h/" + name, [&](DownloadRecord& r) {
+    r.Finished = true;
+    r.SavePath = "/d/" + name;
+    r.FileSize = 4096;
+    r.ElapsedSeconds = 2;
+  });
+  Do([&] { window().RefreshDownList(); });
+  return index;
+}
+
 void MainWindowFixture::Add(const std::string& url) {
   Do([&] { app->MenuURL(url, "", ""); });
 }
@@ -118,7 +130,7 @@ std::vector<std::string> MainWindowFixture::Names(const ListView& list) {
 
 void MainWindowFixture::Answer(int answer) {
   if (sim.dialogs().OpenCount() == 0) {
-    ADD_FAILURE() << "no box stands";
+    ADD_FAILURE() << "no box is open";
     return;
   }
   sim.dialogs().AnswerNext(answer);

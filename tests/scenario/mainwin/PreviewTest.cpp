@@ -14,20 +14,7 @@ class Preview : public MainWindowFixture {
     program().settings.CheckClipboard = false;
     Do([&] { window().Command4.Click(); });
   }
-
-  // A finished record whose file is on the disk, and its row.
-  std::int16_t Finished(const std::string& name, bool onDisk = true) {
-    const std::int16_t index = Record("http://h/" + name, [&](DownloadRecord& r) {
-      r.Finished = true;
-      r.SavePath = "/d/" + name;
-      r.FileSize = 4096;
-      r.ElapsedSeconds = 2;
-    });
-    if (onDisk) sim.disk().Put("/d/" + name, SimContent(std::string("x")));
-    Do([&] { window().RefreshDownList(); });
-    return index;
-  }
-  // The release of the left button on a record's row.
+  // Releases the left button on a record's row.
   void Click(std::int16_t index) {
     Do([&] {
       Select(window().ListView2, index);
@@ -39,7 +26,7 @@ class Preview : public MainWindowFixture {
     sim.RunFor(2000);
   }
   std::string State() { return window().Label5.Caption; }
-  // Calls to the graphs but for attachments.
+  // Calls to the graphs, except attachments.
   std::vector<std::string> Calls() {
     std::vector<std::string> calls = sim.media().Calls();
     std::erase_if(calls, [](const std::string& call) { return call.find("owner") != std::string::npos; });
@@ -113,7 +100,7 @@ TEST_F(Preview, DeletedFileReplacesThePreviousPreview) {
   Click(missing);
   EXPECT_FALSE(HasPicture());
   Click(shown);
-  sim.RunFor(600);  // it is being rendered
+  sim.RunFor(600);  // while it is being rendered
   Click(missing);
   sim.RunFor(3000);
   EXPECT_EQ(State(), "File Not Found.");

@@ -230,7 +230,7 @@ TEST_F(Pump, ShowsTotalAndSpeedInTheStatusBar) {
   EXPECT_EQ(Panel(3), "Total downloaded : 0 " + Text(0) + "  ");
   program().CountReceived(kMebibyte);
   sim.RunFor(500);
-  // 2 MiB/s, of which 0.6 count, and 0.4 of the former 1 byte/s.
+  // 0.6 of 2 MiB/s plus 0.4 of the previous 1 byte/s.
   EXPECT_EQ(Panel(2), "Speed : 1228 " + Text(1) + "/s ");
   EXPECT_EQ(Panel(3), "Total downloaded : 1 " + Text(2) + "  ");
 }

@@ -84,7 +84,7 @@ TEST_F(ClipboardQuestion, AsksAgainAfterAnotherTextUnlessTheUrlIsListedByNow) {
   ASSERT_TRUE(question().Visible());
   Press(question().Command1);
   Copy("words");
-  Copy("http://H/A.zip");  // in another case it counts as the same here
+  Copy("http://H/A.zip");  // the same in another case
   EXPECT_FALSE(question().Loaded());
 }
 

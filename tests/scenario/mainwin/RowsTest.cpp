@@ -8,7 +8,7 @@ class Rows : public MainWindowFixture {
   void SetUp() override {
     Start();
     program().settings.CheckClipboard = false;
-    program().settings.MaxSimulDownlads = 0;  // the queue stands still
+    program().settings.MaxSimulDownlads = 0;  // stops the queue
   }
   std::string Status(std::int16_t record) {
     const ListRow* const row = Row(window().ListView1, record);
@@ -42,7 +42,7 @@ struct StatusCase {
   const char* rowIcon;
 };
 
-// What the full rebuild and what the update of one row make of a record.
+// A record's row after a full rebuild and after a single update.
 const StatusCase kStatusCases[] = {
     {"stopped", [](DownloadRecord&) {}, 303, true, "down", 303, "down"},
     {"active", [](DownloadRecord& r) { r.Active = true; }, 301, true, "stop", 301, "stop"},
@@ -190,12 +190,8 @@ TEST_F(Rows, ShowNothingForDamagedFigures) {
 }
 
 TEST_F(Rows, ShowSizeUrlAndDateOfFinishedFiles) {
-  sim.disk().Put("/d/a.zip", "x");
-  const std::int16_t index = Record("http://h/a.zip", [](auto& r) {
-    r.Finished = true;
-    r.SavePath = "/d/a.zip";
-    r.FileSize = 999;
-  });
+  const std::int16_t index = Finished("a.zip");
+  Rec(index).FileSize = 999;
   Record("http://h/b.zip");
   window().RefreshDownList();
   ASSERT_EQ(Names(window().ListView2), std::vector<std::string>{"a.zip"});
@@ -206,9 +202,7 @@ TEST_F(Rows, ShowSizeUrlAndDateOfFinishedFiles) {
 }
 
 TEST_F(Rows, MarkAMissingFinishedFileAtTheNextRefresh) {
-  sim.disk().Put("/d/a.zip", "x");
-  const std::int16_t index = Record("http://h/a.zip", [](auto& r) { r.Finished = true, r.SavePath = "/d/a.zip"; });
-  window().RefreshDownList();
+  const std::int16_t index = Finished("a.zip");
   sim.disk().Lose("/d/a.zip");
   EXPECT_EQ(Row(window().ListView2, index)->icon, "file:zip");
   window().RefreshDownList();

@@ -1,4 +1,4 @@
-// What scripts ask of the program: adding without a question, and pausing and removing by id.
+// Calls of scripts: adding without a question, pausing and removing by id.
 #include "MainWindowFixture.h"
 
 namespace pellora {
@@ -101,14 +101,11 @@ TEST_F(Scripts, ReuseAFreeSlotUnderAnotherId) {
 TEST_F(Scripts, GetOtherIdsInAnotherRun) {
   Start();
   Record("http://h/a.zip");
-  SimPlatform later(SimOptions{.startSerial = 46000.41});
-  App again(later.platform());
-  again.program().newTransferWindow = [&] { return std::make_shared<FakeTransfer>(again.program()); };
-  later.Do([&] { again.Start(); });
-  later.RunFor(1);
-  later.Do([&] { again.Add("http://h/b.zip", [](const AddAnswer&) {}); });
-  EXPECT_NE(again.List().at(0).id, IdOf(1));
-  later.DropProgram();
+  OtherRun later(SimOptions{.startSerial = 46000.41});
+  later.app.program().newTransferWindow = [&] { return std::make_shared<FakeTransfer>(later.app.program()); };
+  later.Start();
+  later.sim.Do([&] { later.app.Add("http://h/b.zip", [](const AddAnswer&) {}); });
+  EXPECT_NE(later.app.List().at(0).id, IdOf(1));
 }
 
 TEST_F(Scripts, GetAnswersOnceTheStartCompletes) {
@@ -165,12 +162,7 @@ TEST_F(Scripts, RemoveARunningDownloadWithItsPartsAndWithoutAQuestion) {
 
 TEST_F(Scripts, RemoveAFinishedDownloadAndLeaveItsFile) {
   Start();
-  sim.disk().Put("/d/a.zip", "whole");
-  const std::int16_t index = Record("http://h/a.zip", [](auto& r) {
-    r.Finished = true;
-    r.SavePath = "/d/a.zip";
-  });
-  Do([&] { window().RefreshDownList(); });
+  const std::int16_t index = Finished("a.zip");
   ASSERT_EQ(window().ListView2.Rows().size(), 1U);
   EXPECT_EQ(Remove(IdOf(index)), "");
   EXPECT_FALSE(Rec(index).InUse);

@@ -91,29 +91,23 @@ TEST_F(StartStop, LoadsARunningDownloadAsPausedAfterACleanQuit) {
   EXPECT_EQ(transfer.pauses, 1);
   EXPECT_TRUE(transfer.unloaded);
 
-  SimPlatform next(SimOptions{.disk = sim.disk().TakeState()});
-  App again(next.platform());
-  next.Do([&] { again.Start(); });
-  next.RunFor(1);
-  ASSERT_EQ(again.program().DownloadCount, 1);
-  EXPECT_FALSE(again.program().Download(1).Active);
-  EXPECT_TRUE(again.program().Download(1).Paused);
-  EXPECT_EQ(again.List().at(0).state, "paused");
-  next.DropProgram();
+  OtherRun next(SimOptions{.disk = sim.disk().TakeState()});
+  next.Start();
+  ASSERT_EQ(next.app.program().DownloadCount, 1);
+  EXPECT_FALSE(next.app.program().Download(1).Active);
+  EXPECT_TRUE(next.app.program().Download(1).Paused);
+  EXPECT_EQ(next.app.List().at(0).state, "paused");
 }
 
 TEST_F(StartStop, LoadsARunningDownloadAsPausedAfterACrash) {
   Start();
   Transferring(Record("http://h/a.zip"));
   sim.RunFor(5100);
-  SimPlatform next(SimOptions{.disk = sim.disk().TakeState()});
-  App again(next.platform());
-  next.Do([&] { again.Start(); });
-  next.RunFor(3000);
-  ASSERT_EQ(again.program().DownloadCount, 1);
-  EXPECT_FALSE(again.program().Download(1).Active);
-  EXPECT_TRUE(again.program().Download(1).Paused);
-  next.DropProgram();
+  OtherRun next(SimOptions{.disk = sim.disk().TakeState()});
+  next.Start(3000);
+  ASSERT_EQ(next.app.program().DownloadCount, 1);
+  EXPECT_FALSE(next.app.program().Download(1).Active);
+  EXPECT_TRUE(next.app.program().Download(1).Paused);
 }
 
 TEST_F(StartStop, PausesOnlyRunningDownloadsAndSavesLast) {
@@ -145,7 +139,7 @@ TEST_F(StartStop, ReportsAFailureAndKeepsTheListAsLastSaved) {
   const std::string saved = sim.disk().Get("/prog/Pellora.dat");
   Record("http://h/b.zip");
   Do([&] { program().EndWithFailure(reason); });
-  Do([&] { program().EndWithFailure("what followed from it"); });
+  Do([&] { program().EndWithFailure("a consequence"); });
   EXPECT_EQ(Box(), reason);
   sim.RunFor(20000);
   EXPECT_FALSE(sim.Ended());
@@ -194,7 +188,7 @@ TEST_F(StartStop, ResumesAllAfterTheStartIfRequestedDuringIt) {
   sim.Do([&] {
     app->Start();
     app->ResumeAll();
-    // The list of this start: one download that waits.
+    // The list that this start loads: one waiting download.
     program().ResizeDownloads(1);
     program().Download(1).InUse = true;
     program().Download(1).Host = "h";
@@ -211,35 +205,29 @@ TEST_F(StartStop, KeepsAListThatCouldNotBeRead) {
   Start();
   Record("http://h/a.zip");
   sim.RunFor(5100);
-  SimPlatform next(SimOptions{.disk = sim.disk().TakeState()});
-  const std::string before = next.disk().Get("/prog/Pellora.dat");
-  next.disk().FailWhere(
+  OtherRun next(SimOptions{.disk = sim.disk().TakeState()});
+  const std::string before = next.sim.disk().Get("/prog/Pellora.dat");
+  next.sim.disk().FailWhere(
       [](DiskCall call, const std::string& path) { return call == DiskCall::Read && path == "/prog/Pellora.dat"; }, 1,
       true);
-  App again(next.platform());
-  next.Do([&] { again.Start(); });
-  next.RunFor(20000);
-  next.disk().NoFaults();
-  next.RunFor(20000);
-  EXPECT_EQ(next.disk().Get("/prog/Pellora.dat"), before);
-  next.DropProgram();
+  next.Start(20000);
+  next.sim.disk().NoFaults();
+  next.sim.RunFor(20000);
+  EXPECT_EQ(next.sim.disk().Get("/prog/Pellora.dat"), before);
 }
 
 TEST_F(StartStop, ReadsAListThatIsBrieflyUnavailable) {
   Start();
   Record("http://h/a.zip");
   sim.RunFor(5100);
-  SimPlatform next(SimOptions{.disk = sim.disk().TakeState()});
-  const std::string before = next.disk().Get("/prog/Pellora.dat");
-  next.disk().FailWhere(
+  OtherRun next(SimOptions{.disk = sim.disk().TakeState()});
+  const std::string before = next.sim.disk().Get("/prog/Pellora.dat");
+  next.sim.disk().FailWhere(
       [](DiskCall call, const std::string& path) { return call == DiskCall::Exists && path == "/prog/Pellora.dat"; });
-  App again(next.platform());
-  next.Do([&] { again.Start(); });
-  next.RunFor(20000);
-  ASSERT_EQ(again.program().DownloadCount, 1);
-  EXPECT_EQ(again.program().Download(1).URL, "http://h/a.zip");
-  EXPECT_EQ(next.disk().Get("/prog/Pellora.dat"), before);
-  next.DropProgram();
+  next.Start(20000);
+  ASSERT_EQ(next.app.program().DownloadCount, 1);
+  EXPECT_EQ(next.app.program().Download(1).URL, "http://h/a.zip");
+  EXPECT_EQ(next.sim.disk().Get("/prog/Pellora.dat"), before);
 }
 
 TEST_F(StartStop, AcceptsLeechUrlWithAnyArgumentsAndChangesNothing) {
@@ -282,25 +270,23 @@ TEST_F(StartStop, NeverListsCountsOrStartsTheRecordAtIndexZero) {
     std::string bytes;
     AppendListHeader(bytes, 0);
     AppendRecord(bytes, zero);
-    SimPlatform next;
-    next.disk().Put("/prog/Pellora.dat", SimContent(bytes));
-    App again(next.platform());
     int started = 0;
-    again.program().newTransferWindow = [&] {
+    OtherRun next;
+    App& other = next.app;
+    next.sim.disk().Put("/prog/Pellora.dat", SimContent(bytes));
+    other.program().newTransferWindow = [&] {
       ++started;
-      return std::make_shared<FakeTransfer>(again.program());
+      return std::make_shared<FakeTransfer>(other.program());
     };
-    next.Do([&] { again.Start(); });
-    next.RunFor(3000);
-    next.Do([&] { again.ResumeAll(); });
-    next.RunFor(3000);
-    EXPECT_EQ(again.program().Download(0).URL, "http://h/a.zip");
-    EXPECT_TRUE(again.mainWindow().ListView1.Rows().empty());
-    EXPECT_TRUE(again.mainWindow().ListView2.Rows().empty());
-    EXPECT_TRUE(again.List().empty());
-    EXPECT_EQ(again.program().ActiveCount(), 0);
+    next.Start(3000);
+    next.sim.Do([&] { other.ResumeAll(); });
+    next.sim.RunFor(3000);
+    EXPECT_EQ(other.program().Download(0).URL, "http://h/a.zip");
+    EXPECT_TRUE(other.mainWindow().ListView1.Rows().empty());
+    EXPECT_TRUE(other.mainWindow().ListView2.Rows().empty());
+    EXPECT_TRUE(other.List().empty());
+    EXPECT_EQ(other.program().ActiveCount(), 0);
     EXPECT_EQ(started, 0);
-    next.DropProgram();
   }
 }
 

@@ -13,29 +13,27 @@ constexpr const char* kQuestionText = "\r\n\r\nWould you want to download this n
 class VersionCheck : public MainWindowFixture {
  protected:
   void SetUp() override {
-    server.onData = [this](SimPeer& peer, std::string_view) { Answer(peer); };
+    server.onData = [this](SimPeer& peer, std::string_view) {
+      if (!reply.empty()) peer.Send(reply);
+    };
     server.wire.cut = SimCut::Whole;
     sim.network().Serve(kVersionHost, 80, server);
     Start();
   }
 
-  // What the server says to the request.
-  void Answer(SimPeer& peer) {
-    if (!reply.empty()) peer.Send(reply);
-  }
   void Body(const std::string& body) { reply = "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n\r\n" + body; }
   void Check() {
     Do([&] { window().Label7.DoubleClick(); });
     sim.RunFor(2000);
   }
   void Press(int answer) {
-    MainWindowFixture::Answer(answer);
+    Answer(answer);
     sim.RunFor(100);
   }
   std::string Caption() { return window().Label7.Caption; }
 
   SimScript server;
-  std::string reply;
+  std::string reply;  // of the server; none if empty
 };
 
 TEST_F(VersionCheck, SendsItsRequestAsOneBlock) {
@@ -126,17 +124,14 @@ TEST_F(VersionCheck, TreatsGarbageAsNoNewVersion) {
     SCOPED_TRACE(rubbish);
     sim.DropProgram();
     app.reset();
-    SimPlatform next;
-    next.network().Serve(kVersionHost, 80, server);
-    App again(next.platform());
-    next.Do([&] { again.Start(); });
-    next.RunFor(1);
+    OtherRun next;
+    next.sim.network().Serve(kVersionHost, 80, server);
+    next.Start();
     Body(rubbish);
-    next.Do([&] { again.mainWindow().Label7.DoubleClick(); });
-    next.RunFor(2000);
-    EXPECT_EQ(again.mainWindow().Label7.Caption(), "No new version available");
-    EXPECT_EQ(next.dialogs().OpenCount(), 0U);
-    next.DropProgram();
+    next.sim.Do([&] { next.app.mainWindow().Label7.DoubleClick(); });
+    next.sim.RunFor(2000);
+    EXPECT_EQ(next.app.mainWindow().Label7.Caption(), "No new version available");
+    EXPECT_EQ(next.sim.dialogs().OpenCount(), 0U);
   }
 }
 
@@ -338,7 +333,7 @@ TEST_F(VersionCheck, MouseHighlightsNothingOnceACheckHasStarted) {
   window().Label7.MouseMoved();
   Check();
   EXPECT_TRUE(window().Label7.Underline());
-  window().ViewMouseMoved();  // takes it away, whatever the state
+  window().ViewMouseMoved();  // removes it in any state
   EXPECT_FALSE(window().Label7.Underline());
   window().Label7.MouseMoved();
   EXPECT_FALSE(window().Label7.Underline());
@@ -346,7 +341,7 @@ TEST_F(VersionCheck, MouseHighlightsNothingOnceACheckHasStarted) {
   EXPECT_EQ(Panel(1), "Pellora v5.2");
 }
 
-// The whole way: the package is fetched by a real transfer and handed over.
+// End to end: a real transfer downloads the package and hands it over.
 TEST_F(VersionCheck, PackageIsSavedInTheProgramsFolderAndHandedOver) {
   const std::string package(25000, 'p');
   SimHttpServer packages(sim.network(), "packages.pellora.example");

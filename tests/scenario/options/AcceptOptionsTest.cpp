@@ -1,4 +1,4 @@
-// OK of the options dialog: the checks in their order, what is taken over, what is stored, the language.
+// OK in the options dialog: the checks in their order, the settings applied and stored, the language.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -30,7 +30,7 @@ TEST_F(AcceptOptions, ReportsWhichFolderIsMissing) {
   Type(Dialog().Text1, "");
   Refuses(Text(797), kInformation);
   Type(Dialog().Text2, "");
-  Refuses(Text(796), kInformation);  // asked for first
+  Refuses(Text(796), kInformation);  // checked first
 }
 
 TEST_F(AcceptOptions, AcceptsOnlyAbsoluteFolders) {
@@ -63,7 +63,7 @@ TEST_F(AcceptOptions, ReportsAnUnwritableTemporaryFolderInEnglish) {
       true);
   Type(Dialog().Text1, "/c/x");
   Refuses("Invalid Temp Folder, couldn't write temporary information in it", kInformation, "Invalid Folder");
-  EXPECT_TRUE(sim.disk().Has(std::string(kDownloads) + "temp.tst"));  // the handler stopped before it goes
+  EXPECT_TRUE(sim.disk().Has(std::string(kDownloads) + "temp.tst"));  // refused before it is deleted
 }
 
 TEST_F(AcceptOptions, RefusesADiskWithoutRoomForTheTestFile) {
@@ -401,7 +401,7 @@ TEST_F(AcceptOptions, RelabelsEveryWindowAtOnce) {
   EXPECT_EQ(window().wantDown->Command1.Caption(), "Ja");
   EXPECT_EQ(Dialog().Caption(), "Pellora !   Optionen");
   EXPECT_EQ(Dialog().Check1.Caption(), "Zwischenablage auf URLs überwachen");
-  // The words in the rows of both lists as well.
+  // Also the words in the rows of both lists.
   sim.RunReady();
   ASSERT_NE(Row(window().ListView1, 1), nullptr);
   EXPECT_EQ(Row(window().ListView1, 1)->subItems[2].rfind("Stopp (", 0), 0U) << Row(window().ListView1, 1)->subItems[2];
@@ -426,7 +426,7 @@ TEST_F(AcceptOptions, ReloadsAnUnchangedLanguage) {
   sim.disk().Put("/prog/english.txt", SimContent("LANG=English\n110=&Fetch\n"));
   Accepts();
   EXPECT_EQ(window().mAddurl.Caption(), "&Fetch");
-  EXPECT_EQ(window().mDeleteurl.Caption(), "&Delete URL");  // what the file lacks now stays
+  EXPECT_EQ(window().mDeleteurl.Caption(), "&Delete URL");  // missing in the file now
 }
 
 TEST_F(AcceptOptions, KeepsThePreviousLanguagesTextIfTheNewOneLacksIt) {

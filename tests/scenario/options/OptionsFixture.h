@@ -1,5 +1,4 @@
-// OptionsFixture: the program started in virtual time with two languages, and the hands of a user in its
-// options dialog.
+// OptionsFixture: the program started in virtual time with two languages, and a user's actions in its options dialog.
 #pragma once
 
 #include <optional>
@@ -46,7 +45,7 @@ class OptionsFixture : public MainWindowFixture {
     EXPECT_EQ(Box(), "");
     EXPECT_FALSE(Dialog().Loaded());
   }
-  // OK leaves the dialog open and says so; the message is put away.
+  // OK leaves the dialog open and shows a message, which is closed.
   void Refuses(const std::string& text, int style, const std::string& title = "Pellora !") {
     const Settings before = Set();
     ClickOK();
@@ -61,7 +60,7 @@ class OptionsFixture : public MainWindowFixture {
   }
   void Choose(const std::string& language);
   std::optional<std::string> Stored(const std::string& key) { return sim.settings().Get("Pellora", key); }
-  // The next start of the program on the same disk and settings: what it loads.
+  // The settings that the next start loads from the same disk.
   Settings AfterRestart() {
     Settings settings;
     LoadSettings(settings, sim.settings(), sim.machine(), sim.platform().clock);

@@ -1,4 +1,4 @@
-// The options dialog: its controls, its pages, what it shows, its languages.
+// The options dialog: its controls, pages, values and languages.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -100,7 +100,7 @@ TEST_F(Options, MatchTheirDesignedCaptionsInEnglish) {
 
 TEST_F(Options, OpenFromToolbarMenuAndHiddenStrip) {
   Start();
-  EXPECT_FALSE(Dialog().Loaded());  // labelled at the start, not shown
+  EXPECT_FALSE(Dialog().Loaded());  // only labelled at the start
   const std::vector<std::function<void()>> ways = {[&] { window().Toolbar1.ClickButton("Options"); },
                                                    [&] { window().mProperties.Click(); },
                                                    [&] { window().Command1(2).Click(); }};
@@ -229,7 +229,7 @@ TEST_F(Options, GetNowTakesTheCurrentDateAndTime) {
   Do([&] { Dialog().Command2.Click(); });
   EXPECT_EQ(Dialog().Text5.Text(), "11/21/2026");
   EXPECT_EQ(Dialog().Text6.Text(), "9:30 AM");
-  // This minute's beginning has gone by: what is scheduled starts at once.
+  // The start of this minute has passed, so that scheduled downloads start at once.
   Accepts();
   EXPECT_EQ(StoredDateTime(Set().ScheduleDate), "2026-11-21 09:30:00");
 }
@@ -273,7 +273,7 @@ TEST_F(Options, ListNoMoreLanguagesThanTheyHaveRoomFor) {
   EXPECT_EQ(Dialog().LanguageCount, options::kMostLanguages);
   EXPECT_EQ(Dialog().Combo1.Items().size(), 129U);
   EXPECT_EQ(Dialog().Combo1.Items().back(), "126");
-  Show();  // from the first entry on again
+  Show();  // counts from the first entry again
   EXPECT_EQ(Dialog().LanguageCount, options::kMostLanguages);
 }
 

@@ -17,7 +17,7 @@ class TestWindow final : public Window {
     Command1.OnClick = [this] {
       log_ += "click ";
       Unload();
-      Label1.Caption = "after";  // still a valid object
+      Label1.Caption = "after";  // the object is still valid
       log_ += Loaded() ? "loaded " : "unloaded ";
     };
     Command2.OnClick = [this] { platform_.tasks.Spawn(UnloadAndWait()); };

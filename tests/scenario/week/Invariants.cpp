@@ -1,4 +1,4 @@
-// What must hold of the records. Sockets, files, timers and windows are in InvariantsOpen.cpp, the disk in
+// The records. Sockets, files, timers and windows are in InvariantsOpen.cpp, the disk in
 // InvariantsDisk.cpp.
 #include "Invariants.h"
 
@@ -86,7 +86,7 @@ void Invariants::AfterEvent(SimLane lane) {
 
 void Invariants::AfterEvent(Cause cause) {
   ++counts_.events;
-  // A process that was killed in this event left it half done.
+  // A process killed in this event left it half done.
   if (!on || !app_ || sim_->Killed() || !wrong_.empty()) return;
   Program& program = app_->program();
   records_.resize(static_cast<std::size_t>(program.DownloadCount) + 1);
@@ -109,7 +109,7 @@ void Invariants::CheckRecord(int index, Cause cause) {
     return;
   }
   const std::uint32_t serial = program.Serial(index);
-  // A plan that was made while no size was known is dropped for one with a size.
+  // A plan made without a size is replaced once the size is known.
   const bool empty = shadow.count == 1 && shadow.segments[1].end < 0 && record.SegmentCount == 1 &&
                      record.Segments.size() > 1 && record.Segments[1].RangeEnd >= 0;
   const bool fresh = shadow.serial != serial || shadow.count != record.SegmentCount || empty;
@@ -148,7 +148,7 @@ void Invariants::CheckRecord(int index, Cause cause) {
   if (record.Protocol == kFtp) allowed_[static_cast<std::size_t>(HostId::FtpData)] += open;
 }
 
-// Says how often a join was stopped in the middle, so that a run shows what it met.
+// Counts joins that were stopped in the middle.
 void Invariants::CountJoin(const DownloadRecord& record, RecordShadow& shadow) {
   const bool was = shadow.joining;
   shadow.joining = record.InUse && record.Active && !record.Finished && record.SegmentCount > 0;
@@ -170,12 +170,12 @@ void Invariants::CheckSegment(int index, int number, const DownloadRecord& recor
   const std::int64_t place = std::int64_t{segment.RangeEnd} + segment.ReceivedTotal - segment.RangeStart + 1;
   if (place != segment.RangeSize) wrong("lost its place");
   if (!fresh && (segment.RangeEnd != shadow.end || segment.RangeSize != shadow.size)) wrong("was planned anew");
-  if (segment.ReceivedNow < 0 || segment.ReceivedTotal < 0) wrong("received less than nothing");
+  if (segment.ReceivedNow < 0 || segment.ReceivedTotal < 0) wrong("has a negative count");
   if (files_->Size(segment.TempFile) < static_cast<std::uint64_t>(std::max<std::int64_t>(0, segment.Received()))) {
     wrong("counts more than its part file holds, which is " + std::to_string(files_->Size(segment.TempFile)));
   }
   const bool honest = records_[static_cast<std::size_t>(index)].honest;
-  if (honest && segment.Received() > segment.RangeSize) wrong("received more than it asked for");
+  if (honest && segment.Received() > segment.RangeSize) wrong("received more than it requested");
   if (honest && (segment.State == kSegmentComplete) != (segment.Received() == segment.RangeSize)) {
     wrong("is full without being complete, or the other way round");
   }
@@ -190,7 +190,7 @@ void Invariants::CheckSegment(int index, int number, const DownloadRecord& recor
             segment.ReceivedTotal, segment.RangeSize, segment.State};
 }
 
-// Over FTP the last block of each segment counts for one byte less.
+// Over FTP each segment's last block counts one byte less.
 void Invariants::CheckReceived(int index, const DownloadRecord& record) {
   std::int64_t sum = 0;
   for (int i = 1; i <= record.SegmentCount; ++i) {
@@ -220,7 +220,7 @@ void Invariants::CheckFlags(int index, const DownloadRecord& record) {
   }
 }
 
-// The ranges lie side by side; those of an honest server's file cover it.
+// The ranges have no gaps, and cover an honest server's file.
 void Invariants::CheckPlan(int index, const DownloadRecord& record) {
   std::int64_t next = 0;
   for (int i = 1; i <= record.SegmentCount && static_cast<std::size_t>(i) < record.Segments.size(); ++i) {

@@ -1,17 +1,16 @@
-// Invariants: what must hold after every event of the program, whatever its servers, its disk and its user
-// do. Looked at between two events, from outside: at the records on the one hand, and on the other at what
-// the simulated machine knows to be open, running, loaded and written.
+// Invariants: what must hold after every event of the program, whatever its servers, its disk and its user do. Checked
+// between events, from outside: the records, against what the simulated machine knows to be open, running, loaded and
+// written.
 //
 // Exempt, and why:
-// - What a server of the wild kind delivers is told to go into the file as it comes, so that neither bytes
-//   nor sizes are held against anything; counters, states and open things are.
-// - A plan for nothing, made from an FTP server's replies that the wire may have cut (Origin::MayBeMisread).
-// - A record that a fatal reply dropped is free; the transfer that is told to run on behind a server error
-//   is looked at no more than that it vanishes.
-// - A disk that fails costs no record its bytes: a part file that cannot be written ends the program with the
-//   list as last saved, a failed join keeps the parts, a failed save or delete leaves older files behind.
-//   Nothing is exempt on its account, except what was added while the list could not be read or saved: that
-//   is not in the list of the next session, which is what this looks at.
+// - Data of a wild server goes into the file as it comes, so that neither its bytes nor its sizes are checked;
+// counters,
+//   states and open things are.
+// - An empty plan, made from an FTP server's replies that the wire may have cut (Origin::MayBeMisread).
+// - A record dropped by a fatal reply is free. Its transfer, which continues after a server error, only has to vanish.
+// - Failures of the disk exempt nothing but downloads added while the list could not be read or saved: the next session
+//   does not know them. Otherwise no record loses bytes: a part file that cannot be written ends the program with the
+//   list as last saved, a failed join keeps the parts, and a failed save or delete leaves older files.
 #pragma once
 
 #include <array>
@@ -41,24 +40,24 @@ class Invariants final : public DiskWatcher {
  public:
   Invariants(const Origin& origin, Counts& counts) : origin_(origin), counts_(counts) {}
 
-  // From the start of a session's program, before its first event, to its end.
+  // BeginSession comes before the program's first event, EndSession after its last.
   void BeginSession(App& app, SimPlatform& sim, WatchedFiles& files, WatchedNetwork& network);
   void EndSession();
 
-  // After one event. The first that finds something wrong ends the run.
+  // After one event. The first one found wrong ends the run.
   void AfterEvent(Cause cause);
   void AfterEvent(SimLane lane);
-  // Time passed in which nothing could happen.
+  // After time in which nothing could happen.
   void AfterStall();
 
-  // The writes and deletes of the program.
+  // DiskWatcher
   void Written(const std::string& path, std::uint64_t offset, std::string_view bytes) override;
   void Deleting(const std::string& path) override;
 
-  // One line each; empty while all is well.
+  // One line for each violation.
   const std::vector<std::string>& Wrong() const { return wrong_; }
   void Note(std::string what);
-  // Off: only the bytes that finished files have at the end count.
+  // Off: only finished files are checked, at the end.
   bool on = true;
 
  private:
@@ -72,7 +71,7 @@ class Invariants final : public DiskWatcher {
     std::int32_t received = -1;
     std::string host;
     HostId hostId = HostId::Other;
-    bool honest = false;  // its server, and the file is one that it has
+    bool honest = false;  // an honest server that has the file
     bool joining = false;
     std::array<SegmentShadow, 9> segments;
   };
@@ -80,16 +79,16 @@ class Invariants final : public DiskWatcher {
     std::weak_ptr<const Engine> alive;  // of `engine`, which may outlive its window
     const ClassicEngine* engine = nullptr;
     std::weak_ptr<TransferWindow> window;
-    HostId host = HostId::Other;  // of its record, when it was last in its slot
+    HostId host = HostId::Other;  // of its record, when last in its slot
     bool ftp = false;
     SimLoop::Micros orphanSince = -1;  // -1: it is in its slot
   };
-  // What of one part file is known.
+  // The segment of a part file.
   struct PartOwner {
     int record = 0;
     int segment = 0;
     std::uint32_t serial = 0;
-    const std::string_view* bytes = nullptr;  // of the origin; null: not known
+    const std::string_view* bytes = nullptr;  // the origin's file; null: unknown
     std::int64_t base = 0;                    // where in the file the part begins
   };
 
@@ -123,8 +122,8 @@ class Invariants final : public DiskWatcher {
   std::vector<LiveWindow> windows_;
   std::vector<std::weak_ptr<ZipViewer>> viewers_;
   std::map<std::string, PartOwner> owners_;
-  std::set<std::string, std::less<>> needed_;  // part files that the list on the disk counts on
-  std::array<int, kHosts> allowed_{};          // sockets of segments that the records explain
+  std::set<std::string, std::less<>> needed_;  // part files that the list on the disk relies on
+  std::array<int, kHosts> allowed_{};          // segments' sockets that the records explain
   std::vector<std::string> wrong_;
 };
 

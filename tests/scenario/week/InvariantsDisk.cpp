@@ -1,4 +1,4 @@
-// What the program writes and deletes: the list, the part files and the joined ones.
+// Writes and deletes: the list, the part files and the joined files.
 #include <algorithm>
 
 #include "Invariants.h"
@@ -18,12 +18,12 @@ void Invariants::Written(const std::string& path, std::uint64_t offset, std::str
   }
 }
 
-// A kill right behind it would bring the record back with its progress and without its bytes.
+// After a kill right after it, the record would have its progress but not its bytes.
 void Invariants::Deleting(const std::string& path) {
   if (on && app_ && needed_.contains(path)) Note("a part file is deleted that the list on the disk needs: " + path);
 }
 
-// Reading back what was saved gives what is in memory.
+// The saved list reads back as the records in memory.
 void Invariants::CheckSaved(std::string_view bytes) {
   ++counts_.saves;
   Program& program = app_->program();
@@ -32,9 +32,9 @@ void Invariants::CheckSaved(std::string_view bytes) {
   for (int i = 0; i <= program.DownloadCount; ++i) {
     DownloadRecord record;
     decoder.Next(record);
-    if (!(record == program.Download(i))) Note("record " + std::to_string(i) + " is read back as another one");
+    if (!(record == program.Download(i))) Note("record " + std::to_string(i) + " reads back differently");
   }
-  if (!decoder.Sound()) Note("a list that does not read back soundly");
+  if (!decoder.Sound()) Note("a list that reads back as damaged");
   ReadNeeded(bytes);
 }
 
@@ -51,7 +51,7 @@ void Invariants::ReadNeeded(std::string_view list) {
   }
 }
 
-// The segment that a part file belongs to now; null if there is none.
+// The segment to which a part file belongs now, or null.
 const Invariants::PartOwner* Invariants::OwnerOf(const std::string& path) {
   Program& program = app_->program();
   const auto owns = [&](int index, int number) {
@@ -74,12 +74,12 @@ const Invariants::PartOwner* Invariants::OwnerOf(const std::string& path) {
   return nullptr;
 }
 
-// At its place in the part file stands what stands there in the origin's. A server of the FTP kind sends on
-// to the end of the file, and what runs past the segment's share is written too.
+// The bytes equal the origin's at that offset. An FTP server sends up to the end of the file, and bytes past the
+// segment's range are written too.
 void Invariants::CheckPartBytes(const std::string& path, std::uint64_t offset, std::string_view bytes) {
   const PartOwner* const owner = OwnerOf(path);
   if (!owner) {
-    // Only the transfer of a record that a server error dropped may still write.
+    // Only the transfer of a record dropped by a server error may still write.
     const bool ghost =
         std::any_of(windows_.begin(), windows_.end(), [](const LiveWindow& live) { return live.host == HostId::Wild; });
     if (!ghost) Note("a write to a part file of no segment: " + path);

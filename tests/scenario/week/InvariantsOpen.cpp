@@ -1,4 +1,4 @@
-// What the simulated machine knows to be open, running and loaded, against the records that explain it.
+// What is open, running and loaded on the simulated machine must be explained by the records.
 #include <algorithm>
 #include <functional>
 
@@ -12,13 +12,13 @@ namespace pellora {
 
 namespace {
 
-// Four timers of the main window, the re-test of waits, and what the preview renders.
+// The main window's four timers, the retest of waits, and the preview.
 constexpr std::size_t kOwnAlarms = 6;
 constexpr std::size_t kWindowAlarms = 2;
 constexpr std::size_t kFtpAlarms = std::size_t{2} * kMaxLanes;
-// A transfer without a slot finds that out at its next event; what it waits for is over soon.
+// A transfer without a slot notices at its next event; its waits are short.
 constexpr SimLoop::Micros kOrphanTime = 5 * SimLoop::kSecond;
-// Tasks that wait: up to one for each login of a transfer and a few more, one for each question, and the lists' own.
+// Waiting tasks: one for each login of a transfer and a few more, one for each question, and the lists'.
 constexpr std::size_t kOwnTasks = 20;
 constexpr std::size_t kWindowTasks = 12;
 
@@ -37,7 +37,7 @@ void Invariants::CheckOpen() {
   CheckFiles();
 }
 
-// Each transfer object stands in the slot of its record, or it ends soon: once a box of its own is answered.
+// Each transfer is in the slot of its record or ends soon, at the latest once its box is answered.
 void Invariants::CheckWindows() {
   Program& program = app_->program();
   std::erase_if(windows_, [](const LiveWindow& live) { return live.alive.expired(); });
@@ -61,10 +61,10 @@ void Invariants::CheckWindows() {
     allowed_[static_cast<std::size_t>(live.host)] += kMaxLanes;
     if (live.ftp) allowed_[static_cast<std::size_t>(HostId::FtpData)] += kMaxLanes;
     const SimLoop::Micros now = sim_->loop().Time();
-    // A box may be its own: its time to end begins with the answer.
+    // An open box may be its own: its time to end starts with the answer.
     if (live.orphanSince < 0 || sim_->dialogs().OpenCount() > 0) live.orphanSince = now;
     if (now - live.orphanSince >= kOrphanTime && live.host != HostId::Wild) {
-      Note("a transfer without a slot lives on that says \"" + (window ? window->state.Caption() : "") + "\"");
+      Note("a transfer without a slot stays, showing \"" + (window ? window->state.Caption() : "") + "\"");
     }
   }
   const std::size_t running = sim_->loop().RunningAlarms();
@@ -87,7 +87,7 @@ const Invariants::LiveWindow* Invariants::OwnerOfSocket(const ConnectionEvents* 
   return at == windows_.end() ? nullptr : &*at;
 }
 
-// The main connection and the viewer's two are members of their engine and window; the others belong to segments.
+// The main connection and the viewer's two are members of their engine and window; the others are segments'.
 void Invariants::CheckSockets() {
   std::erase_if(viewers_, [](const auto& viewer) { return viewer.expired(); });
   counts_.mostSockets = std::max<std::uint64_t>(counts_.mostSockets, network_->Open().size());
@@ -117,8 +117,8 @@ void Invariants::CheckSockets() {
   }
 }
 
-// Between two events nothing is open but part files, each once: over HTTP that of any segment at work, and
-// across a pause that of the first. While work is under way in the background, a join may have its files open too.
+// Between events only part files are open, each once: over HTTP that of each active segment, and during a pause that of
+// the first. While background work is in progress, a join's files may be open too.
 void Invariants::CheckFiles() {
   const std::vector<const std::string*>& open = files_->OpenPaths();
   if (open.empty() || sim_->background().Pending() > 0) return;
@@ -141,7 +141,7 @@ void Invariants::CheckFiles() {
     if (!atWork || (record.Paused && owner->segment != 1)) ++unexplained;
   }
   if (unexplained > orphans * kMaxLanes) {
-    Note(std::to_string(unexplained) + " part files are open that no segment at work explains");
+    Note(std::to_string(unexplained) + " part files are open that no active segment explains");
   }
 }
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::uint64_t kMinute = 60'000;
 constexpr std::uint64_t kHour = 60 * kMinute;
-constexpr std::uint32_t kSlowDisk = 1500;  // ms that file work takes at most
+constexpr std::uint32_t kSlowDisk = 1500;  // the longest file work, in ms
 
 const SimContent& English() {
   static const SimContent text = [] {
@@ -127,13 +127,13 @@ void Life::LiveFor(std::uint64_t milliseconds) {
 }
 
 std::vector<std::string> Life::Run() {
-  for (int session = 0; session < plan_.sessions && invariants_.Wrong().empty(); ++session) LiveSession(session);
-  // The last session, in which nothing fails. An update that arrives ends the program; so it may take several.
+  for (int session = 0; session < plan_.sessions && invariants_.Wrong().empty(); ++session) RunSession(session);
+  // The last session, in which nothing fails. Arriving updates end the program, so there may be several.
   for (int round = 0; round < 4 && invariants_.Wrong().empty(); ++round) {
     BeginSession(plan_.sessions + round, {});
     Do([this] { app_->Start(); });
     const bool settled = Settle(2 * kHour);
-    if (!settled && invariants_.Wrong().empty()) invariants_.Note("something waits for ever\n" + Listed());
+    if (!settled && invariants_.Wrong().empty()) invariants_.Note("something waits forever\n" + Listed());
     const bool ended = sim_->Ended();
     for (const std::string& wrong : Check()) invariants_.Note(wrong);
     if (sim_->Elapsed() > 6000 && !sim_->disk().Has(std::string(kListPath))) invariants_.Note("no list on the disk");
@@ -144,7 +144,7 @@ std::vector<std::string> Life::Run() {
   return invariants_.Wrong();
 }
 
-void Life::LiveSession(int session) {
+void Life::RunSession(int session) {
   const PlanItem* whole = nullptr;
   std::vector<const PlanItem*> items;
   std::vector<const PlanItem*> wires;
@@ -163,7 +163,7 @@ void Life::LiveSession(int session) {
   std::stable_sort(items.begin(), items.end(), [](const PlanItem* a, const PlanItem* b) { return a->at < b->at; });
   BeginSession(session, wires);
   auto item = items.begin();
-  for (; item != items.end() && (*item)->at == 0; ++item) Happen(**item);  // faults that the start meets
+  for (; item != items.end() && (*item)->at == 0; ++item) Happen(**item);  // faults during the start
   Do([this] { app_->Start(); });
   sim_->RunFor(10);
   for (; item != items.end() && !sim_->Ended(); ++item) {
@@ -193,7 +193,7 @@ void Life::Happen(const PlanItem& item) {
       return sim_->SetWallClock(sim_->loop().Now() + (random.Coin() ? hours : hours / 60) / 24);
     }
     case PlanKind::DiskFails:
-      return files_->FailAsSaid(item.salt);
+      return files_->FailCalls(item.salt);
     case PlanKind::DiskFull:
       return files_->FillUp(item.salt);
     case PlanKind::Session:
@@ -202,7 +202,7 @@ void Life::Happen(const PlanItem& item) {
   }
 }
 
-// A kill comes at a call to the disk, or in the middle of a write.
+// A kill happens at a disk call, or in the middle of a write.
 void Life::EndAsPlanned(const PlanItem& session) {
   if (sim_->Ended()) {
     if (sim_->machine().endCode == 1) ++counts_.faults["end: by a disk failure"];
@@ -234,8 +234,8 @@ bool Life::Left() {
   });
 }
 
-// What went silent under way, or hangs before its first answer, is only helped by a pause and a resume; what
-// waits behind a viewer by the viewer's way on.
+// Only pause and resume continue a download that went silent or never got an answer, and only the viewer's button one
+// that waits for its viewer.
 bool Life::Settle(std::uint64_t limit) {
   origin_.NoFaults();
   sim_->clipboard().text.reset();
@@ -291,8 +291,7 @@ std::string Life::Listed() {
 std::vector<std::string> Life::Check() {
   std::vector<std::string> wrong;
   const DownloadBasket& basket = app_->basket();
-  if (basket.Visible() != app_->mainWindow().sdb.Checked())
-    wrong.emplace_back("the basket's mark is not as the basket");
+  if (basket.Visible() != app_->mainWindow().sdb.Checked()) wrong.emplace_back("the basket's menu entry is wrong");
   const ScreenSize screen = sim_->windows().Screen();
   if (basket.Left < 0 || basket.Top < 0 || basket.Left > screen.width - 32 || basket.Top > screen.height - 32) {
     wrong.emplace_back("the basket left the screen");

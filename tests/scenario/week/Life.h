@@ -1,9 +1,9 @@
-// Life: the whole program in virtual time after a plan, with servers of several kinds and a user who does
-// anything at random. Sessions end by quitting or by a kill, and the next one finds the disk as the last one
-// left it. In the last session nothing fails, and what honest servers have must finish.
+// Life: a simulated history of the whole program in virtual time, with several kinds of servers and a user who acts at
+// random. Its sessions end by quitting or by a kill, and each finds the disk as the last one left it. In the last
+// session nothing fails, and downloads from honest servers must finish.
 //
-// Every file has a name of its own, so that a finished record and the bytes under its name can be held
-// against the origin. Invariants looks on after every event, Check at the ends of the sessions.
+// Every file has a unique name, so that finished files can be compared with the origin's. Invariants checks after every
+// event, Check at the end of each session.
 #pragma once
 
 #include <cstdint>
@@ -26,10 +26,10 @@
 namespace pellora {
 
 struct LifeOptions {
-  std::set<int> dropped = {};  // items of the plan that are left out
+  std::set<int> dropped = {};  // items left out of the plan
   Planted planted = Planted::None;
-  bool invariants = true;    // else only what stands at the ends counts
-  bool printsTrace = false;  // each session's, at its end
+  bool invariants = true;    // else only the sessions' ends are checked
+  bool printsTrace = false;  // at each session's end
 };
 
 class Life {
@@ -37,18 +37,18 @@ class Life {
   explicit Life(std::uint64_t seed, LifeOptions options = {});
   ~Life();
 
-  // Lives the plan through. What is wrong comes back, one line each; empty if all is well.
+  // Runs the plan. Returns one line for each thing wrong.
   std::vector<std::string> Run();
   const Counts& Counted() const { return counts_; }
-  // Of all that happened; equal for equal lives.
+  // Of all that happened, so that equal lives have equal hashes.
   std::uint64_t TraceHash() const { return hash_; }
   const LifePlan& Plan() const { return plan_; }
-  // How to live it again.
+  // The command that runs it again.
   std::string Replay() const;
 
-  // A life without a plan: starts the program on what the last session left.
+  // Without a plan: starts the program on what the last session left.
   void Begin() { BeginSession(plan_.sessions, {}); }
-  // Lets the program run for that long while the user does something every few seconds.
+  // Runs the program that long while the user acts every few seconds.
   void LiveFor(std::uint64_t milliseconds);
   void Quit();
   std::vector<std::string> Check();
@@ -60,13 +60,13 @@ class Life {
  private:
   void BeginSession(int session, const std::vector<const PlanItem*>& wires);
   void EndSession();
-  void LiveSession(int session);
+  void RunSession(int session);
   void Happen(const PlanItem& item);
   void EndAsPlanned(const PlanItem& session);
   void Do(const std::function<void()>& event);
   bool Settle(std::uint64_t limit);
   bool SettleRound();
-  bool Left();  // something that must finish has not
+  bool Left();  // True if something that must finish has not
   void CheckRecord(int index, std::vector<std::string>& wrong);
   std::string Listed();
 

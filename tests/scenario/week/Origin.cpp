@@ -12,11 +12,11 @@ namespace pellora {
 
 namespace {
 
-constexpr int kOfEach = 4;  // files of the honest, the moody and the FTP server
+constexpr int kOfEach = 4;  // files of the honest, the moody and the FTP server each
 constexpr int kRedirected = 2;
 constexpr const char* kPackage = "Pellora99.zip";
 
-// Bytes without a pattern; every file is a piece of them at another place.
+// Bytes without a pattern; each file is another piece of them.
 const std::string& Pool() {
   static const std::string pool = [] {
     SimRandom random(20261121);
@@ -34,7 +34,7 @@ std::string_view Piece(int number, std::uint32_t size) {
   return std::string_view(Pool()).substr(static_cast<std::size_t>(number) * 49999, size);
 }
 
-// The members' own bytes are looked at by nobody.
+// The members' contents are not checked.
 std::string Archive(std::string_view body) {
   const std::vector<SimMember> members = {{.name = "a/b.txt", .packed = 10, .normal = 20}, {.name = "c.bin"}};
   const std::string directory = SimDirectory(members);
@@ -176,8 +176,8 @@ void Origin::EndSession(Counts& counts) {
   ftp_.reset();
 }
 
-// What an honest server may suffer. An error reply to a segment is none of it: its text would go into the
-// file, as it does for every server that refuses a range.
+// Faults of honest servers. Error replies to segments are not among them, since their text would go into the file, as
+// with every server that refuses a range.
 HttpFault Origin::MoodyFault(SimRandom& random, const char*& name) {
   HttpFault fault;
   fault.wire.bytesPerSecond = Speed(random);
@@ -256,7 +256,7 @@ HttpFault Origin::WildFault(SimRandom& random, const char*& name) {
   return fault;
 }
 
-// What a control connection, or the data connection that belongs to it, may suffer.
+// Faults of a control connection and its data connection.
 FtpFault Origin::RandomFtpFault(SimRandom& random, const char*& name) {
   FtpFault fault;
   fault.dataWire.bytesPerSecond = Speed(random);

@@ -1,9 +1,9 @@
-// Origin: the servers of a life and what they have. The files stay the same over the sessions of a life;
-// the servers are new in each, with the faults that the plan has for it.
+// Origin: the servers of a life and their files. The files are the same in all sessions; the servers are new in each,
+// with the plan's faults for it.
 //
-// Honest servers deliver the right bytes or none: slowly, cut off, silent, refusing. Only "wild.example"
-// answers what a segment takes for the file's bytes: error pages, ignored ranges, old protocols. What is
-// fetched there is held against nothing.
+// Honest servers deliver the right bytes or none: slowly, cut off, silent, refusing. Only "wild.example" replies with
+// text that a segment takes for the file's bytes: error pages, ignored ranges, old protocols. Files from there are not
+// checked.
 #pragma once
 
 #include <cstdint>
@@ -25,24 +25,23 @@ struct DownloadRecord;
 enum class HostId { Honest, Moody, Wild, Ftp, FtpData, Version, Packages, Other };
 constexpr int kHosts = 8;
 HostId HostOf(std::string_view host);
-// Delivers the right bytes or none.
 bool IsHonest(HostId host);
 
 class Origin {
  public:
   explicit Origin(const LifePlan& plan);
 
-  // The servers of a session, each connection with its fate.
+  // Starts the servers of a session, with a fault for each connection.
   void Serve(SimPlatform& sim, const LifePlan& plan, int session, const std::vector<const PlanItem*>& wires);
-  // Nothing fails any more.
+  // From now on nothing fails.
   void NoFaults();
-  // Counts the fates that were met; then the servers go.
+  // Counts the faults that occurred, and removes the servers.
   void EndSession(Counts& counts);
 
   // The bytes of the file with that name; null if no honest server has one.
   const std::string_view* Find(std::string_view name) const;
-  // No line of a reply is put together from two arrivals, and what follows a cut may look like another reply. A
-  // size may so be read as none: the plan is then for nothing, and such a download never ends.
+  // The program does not put reply lines together from two arrivals, and the text after a cut may look like another
+  // reply. So a size may be read as 0: the plan is then empty, and the download never ends.
   bool MayBeMisread(const DownloadRecord& record) const;
   // An address that a user may add.
   std::string RandomUrl(SimRandom& random) const;

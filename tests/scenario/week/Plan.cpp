@@ -11,7 +11,7 @@ namespace pellora {
 
 namespace {
 
-constexpr int kMostConnections = 50;  // of one session and server, with a fate of their own
+constexpr int kMostConnections = 50;  // with planned faults, for each session and server
 
 const char* NameOf(PlanKind kind) {
   switch (kind) {
@@ -89,7 +89,7 @@ class Planner {
     plan_.items.push_back(item);
   }
 
-  // A hurried user does several things within a second.
+  // A hurried user acts several times within a second.
   void Acts() {
     const std::uint64_t gap = random_.Coin() ? 1500 : 5000;
     for (std::uint32_t at = 50; at < length_; at += static_cast<std::uint32_t>(20 + random_.Below(2 * gap))) {
@@ -99,7 +99,7 @@ class Planner {
 
   void Wires(PlanServer server, std::uint64_t rate) {
     for (int connection = 1; connection <= kMostConnections; ++connection) {
-      // Nothing else is this server for.
+      // That server exists only for its faults.
       if (random_.Below(100) >= (server == PlanServer::Wild ? 60 : rate)) continue;
       Add(PlanKind::Wire, 0);
       plan_.items.back().server = server;

@@ -1,8 +1,8 @@
-// LifePlan: everything about one life that is not the program's own doing, made from a seed ahead of the
-// run: settings, sizes of the files, sessions, what the user does and what goes wrong.
+// LifePlan: everything about a life except what the program does, made from a seed in advance: settings, sizes of the
+// files, sessions, the user's actions and the faults.
 //
-// The items are numbered and each draws its chance from a salt of its own, so that any of them can be left
-// out without changing what the others do. That is how a failing life is reduced.
+// The items are numbered and each has its own salt for random choices, so that any can be left out without changing the
+// others. That is how a failing life is reduced.
 #pragma once
 
 #include <array>
@@ -15,13 +15,13 @@
 namespace pellora {
 
 enum class PlanKind {
-  Session,    // the program runs for `at` ms and is ended as the salt says
+  Session,    // the program runs for `at` ms and ends as the salt says
   Act,        // the user does something
   Stall,      // the machine is busy or asleep
-  WallJump,   // somebody sets the clock
-  DiskFails,  // calls of one sort fail, once or for some seconds
+  WallJump,   // the clock is set
+  DiskFails,  // some kind of call fails, once or for some seconds
   DiskFull,   // no room for some seconds
-  Wire,       // a connection to a server suffers
+  Wire,       // a connection to a server has a fault
 };
 
 enum class SessionEnd { Quit, Kill, TornKill };
@@ -45,14 +45,14 @@ struct LifePlan {
   std::map<std::string, std::string> settings;
   std::array<std::uint32_t, kPlannedFiles> sizes{};
   int sessions = 0;
-  std::vector<PlanItem> items;  // an item's number is its place here
+  std::vector<PlanItem> items;  // numbered by their index
 };
 
 LifePlan MakePlan(std::uint64_t seed);
 
 SessionEnd EndOf(const PlanItem& session);
 
-// One line for each item that is not left out.
+// One line for each item, without the dropped ones.
 std::string PlanText(const LifePlan& plan, const std::set<int>& dropped);
 
 // "3,7-9" and back.

@@ -1,16 +1,15 @@
-// Planted: faults of the program that the harness puts between it and the simulated machine, to see whether
-// the harness finds them. The program itself carries none of this.
+// Planted: faults that the harness inserts between the program and the simulated machine, to see whether it finds them.
 #pragma once
 
 namespace pellora {
 
 enum class Planted {
   None,
-  ListAheadOfData,  // what goes to part files reaches the disk only behind the next save of the list
-  WrongOffset,      // a write to a part file lands a byte too far, now and then
-  LostByte,         // a block comes without its last byte, now and then
-  LateBlock,        // a socket that connects again gets the last block of its former connection once more
-  SocketLeftOpen,   // a close does nothing, now and then
+  ListAheadOfData,  // writes to part files reach the disk only after the next save of the list
+  WrongOffset,      // sometimes a write to a part file is a byte too far
+  LostByte,         // sometimes a block lacks its last byte
+  LateBlock,        // a reconnected socket gets the last block of its previous connection again
+  SocketLeftOpen,   // sometimes a close does nothing
   ProbeLeftOpen,    // nor does that of a connection on which a whole file was asked for
 };
 

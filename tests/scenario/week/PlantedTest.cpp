@@ -1,4 +1,4 @@
-// The harness finds what it is there for: faults that are put between the program and the machine.
+// The harness finds faults inserted between the program and the machine.
 #include <gtest/gtest.h>
 
 #include "Life.h"
@@ -36,7 +36,7 @@ TEST(PlantedFaults, ProbeThatIsLeftOpenIsFoundAsSuch) {
   EXPECT_NE(FoundBy(Planted::ProbeLeftOpen, true, 40, "its probe is open"), 0U);
 }
 
-// A kill between the save of the list and the writing of the data leaves a finished file with a hole.
+// A kill between saving the list and writing the data leaves a finished file with a hole.
 TEST(PlantedFaults, AreFoundByFinishedFilesAloneIfTheListIsSavedEarly) {
   EXPECT_NE(FoundBy(Planted::ListAheadOfData, false, 1000), 0U);
 }

@@ -1,4 +1,4 @@
-// Seeds that found something wrong in the program when they were first lived, each with what it was.
+// Seeds that once found a fault of the program.
 #include <gtest/gtest.h>
 
 #include "Life.h"
@@ -13,11 +13,11 @@ TEST(FoundSeeds, NoLongerFail) {
     const char* what;
   };
   for (const Found& one : {
-           Found{374, "a list that could not be read, and new downloads that took its part files"},
-           Found{506, "the folder of an update that was never made anew"},
+           Found{374, "an unreadable list, and new downloads that took its part files"},
+           Found{506, "the folder of an update that was never created again"},
            Found{2788, "part files deleted while the program ended with the list as last saved"},
-           Found{2354, "a dropped transfer that waited for nothing and stayed for ever"},
-           Found{10409469, "a download begun anew in part files that the list on the disk still counted on"},
+           Found{2354, "a dropped transfer that waited for nothing and stayed forever"},
+           Found{10409469, "a download restarted in part files that the list on the disk still needed"},
            Found{10424602, "the same, with another plan"},
        }) {
     const std::vector<std::string> wrong = Life(one.seed).Run();
@@ -25,7 +25,7 @@ TEST(FoundSeeds, NoLongerFail) {
   }
 }
 
-// What a failing life fails without is left out, and the rest still fails.
+// Drops every item that the failure does not need; the rest still fails.
 TEST(Shrinking, KeepsOnlyWhatMakesALifeFail) {
   LifeOptions options;
   options.planted = Planted::WrongOffset;

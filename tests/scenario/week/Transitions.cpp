@@ -13,9 +13,9 @@ constexpr unsigned Set(Cause cause) { return static_cast<unsigned>(cause); }
 
 constexpr unsigned kConnected = Set(Cause::Connected);
 constexpr unsigned kBlock = Set(Cause::Block);
-// The user pauses, answers the question behind which everything is paused, or has the program paused.
+// The user pauses, answers a question that pauses all, or makes the program pause.
 constexpr unsigned kPause = Set(Cause::Act) | Set(Cause::Post) | Set(Cause::Alarm);
-// A segment's turn comes when a wait is over, and waits look again after every event.
+// For changes after a wait, since waits test their conditions after every event.
 constexpr unsigned kAny = 63;
 
 struct Change {
@@ -24,32 +24,32 @@ struct Change {
   unsigned causes;
 };
 
-// Over HTTP a segment goes 0, 1, 2, 3; over FTP 0, 1, 2 (greeted), 6 (logged in), 7 (asked for the bytes), 2, 3.
-// One block can do two steps at once: the first one that fills its range.
+// Over HTTP a segment goes 0, 1, 2, 3; over FTP 0, 1, 2 (greeted), 6 (logged in), 7 (RETR sent), 2, 3.
+// The first block can take two steps if it fills the range.
 constexpr std::array kChanges = {
-    // Its socket is connected anew: at a start, a resume, a stall, or when it is let in again.
+    // Its socket reconnects: at a start, a resume, a stall, or when a refused login is retried.
     Change{kSegmentRequested, kSegmentUnconnected, kAny},
     Change{kSegmentReceiving, kSegmentUnconnected, kAny},
     Change{kSegmentPaused, kSegmentUnconnected, kAny},
     Change{kSegmentLoggedIn, kSegmentUnconnected, kAny},
     Change{kSegmentRetrieving, kSegmentUnconnected, kAny},
     Change{kSegmentRefused, kSegmentUnconnected, kAny},
-    // The connection stands.
+    // Connected.
     Change{kSegmentUnconnected, kSegmentRequested, kConnected},
     // Bytes of the file, or the greeting.
     Change{kSegmentRequested, kSegmentReceiving, kBlock},
     Change{kSegmentRetrieving, kSegmentReceiving, kBlock},
     Change{kSegmentRefused, kSegmentReceiving, kBlock},  // dismissed, while its data still flowed
-    // The range is full.
+    // The range is complete.
     Change{kSegmentRequested, kSegmentComplete, kBlock},
     Change{kSegmentReceiving, kSegmentComplete, kBlock},
     Change{kSegmentRetrieving, kSegmentComplete, kBlock},
     Change{kSegmentRefused, kSegmentComplete, kBlock},
     // The login's half second is over.
     Change{kSegmentReceiving, kSegmentLoggedIn, kAny},
-    // 350 was replied. A reply that came in one block behind a 230 or 227 has its turn when their wait is over.
+    // Reply 350. If it came in one block after a 230 or 227, its turn is after their wait.
     Change{kSegmentLoggedIn, kSegmentRetrieving, kAny},
-    // 421 or 530 was replied.
+    // Reply 421 or 530.
     Change{kSegmentRequested, kSegmentRefused, kBlock},
     Change{kSegmentReceiving, kSegmentRefused, kAny},
     Change{kSegmentLoggedIn, kSegmentRefused, kAny},

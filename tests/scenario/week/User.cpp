@@ -15,7 +15,7 @@ namespace pellora {
 
 namespace {
 
-// A text as another program drags it.
+// A text dragged from another program.
 class DraggedText final : public DataObject {
  public:
   explicit DraggedText(std::string text) : text_(std::move(text)) {}
@@ -145,7 +145,7 @@ void User::ActOnList() {
   });
 }
 
-// Folders and proxy stay as they are: what is on its way must still be able to arrive.
+// Does not change folders and proxy, so that running downloads can still arrive.
 void User::ActOnOptions() {
   options& dialog = *app_.mainWindow().optionsWindow;
   if (!dialog.Visible()) return act_([this] { app_.mainWindow().RunAction(MainWindow::kOptions); });
@@ -176,7 +176,7 @@ void User::ActOnOptions() {
   });
 }
 
-// The preview is shown, and played.
+// Shows and plays the preview.
 void User::ActOnPane() {
   MainWindow& window = app_.mainWindow();
   switch (Random(6)) {

@@ -1,5 +1,4 @@
-// User: somebody who does anything at random with the program's windows. What one action does follows from
-// its salt and from what stands on the screen.
+// User: a random user of the program's windows. Each action follows from its salt and from what is open.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +18,7 @@ class User {
       : app_(app), sim_(sim), origin_(origin), act_(std::move(act)) {}
 
   void Act(std::uint64_t salt);
-  // Answers what stands: Yes, but No to what is in the list already.
+  // Answers open questions with Yes, but No to duplicates.
   void AnswerKindly();
   int Added() const { return added_; }
 

@@ -24,7 +24,7 @@ class WatchedFile final : public File {
     if (!files_.delayed_.empty()) files_.Flush(&path_);
     return file_->ReadAt(offset, buffer);
   }
-  // A failing one copies nothing, as the port has it.
+  // A failing call copies nothing, as the port requires.
   std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size) override {
     const auto* const other = dynamic_cast<const WatchedFile*>(&source);
     if (other == nullptr) return 0;
@@ -100,7 +100,7 @@ std::vector<std::string> WatchedFiles::FilesIn(const std::string& folder) const 
   return sim_.disk().FilesIn(folder);
 }
 
-void WatchedFiles::FailAsSaid(std::uint64_t salt) {
+void WatchedFiles::FailCalls(std::uint64_t salt) {
   SimRandom random(salt);
   Rule rule;
   switch (random.Below(7)) {
@@ -203,7 +203,7 @@ void WatchedFiles::Write(File& file, const std::string& path, std::uint64_t offs
   if (path == kListPath) Flush(nullptr);
 }
 
-// What was held back reaches the disk: all of it, or that file's.
+// Writes delayed bytes to the disk: all, or those of one file.
 void WatchedFiles::Flush(const std::string* only) {
   std::deque<Delayed> kept;
   for (Delayed& one : delayed_) {

@@ -1,5 +1,5 @@
-// WatchedFiles: the simulated disk as the program of a life sees it. It tells a watcher of every write and
-// delete, knows what is open and how long each file is, and lets calls fail as the plan has it.
+// WatchedFiles: the simulated disk as the program of a life sees it. It reports every write and delete to a watcher,
+// knows which files are open and how long each is, and fails calls as planned.
 #pragma once
 
 #include <cstdint>
@@ -46,14 +46,14 @@ class WatchedFiles final : public Files {
   std::uint64_t LengthOf(const std::string& path) const override;
   std::vector<std::string> FilesIn(const std::string& folder) const override;
 
-  // Calls of one sort fail: once, or for some seconds.
-  void FailAsSaid(std::uint64_t salt);
+  // Some kind of call fails, once or for some seconds.
+  void FailCalls(std::uint64_t salt);
   void FillUp(std::uint64_t salt);
   void NoFaults();
-  // The process dies in the middle of the next write to anything but the list.
+  // The process dies in the middle of the next write, except to the list.
   void TearNextWrite() { tear_ = true; }
 
-  // The disk's own view; no calls.
+  // Straight from the disk, without a call.
   std::uint64_t Size(const std::string& path) const;
   const std::vector<const std::string*>& OpenPaths() const { return open_; }
 
@@ -63,7 +63,7 @@ class WatchedFiles final : public Files {
   struct Rule {
     std::vector<DiskCall> calls;  // none: all
     Where where = Where::Anywhere;
-    std::uint64_t skip = 0;  // so many calls go well first
+    std::uint64_t skip = 0;  // calls that succeed first
     bool once = true;
     SimLoop::Micros until = 0;
     const char* name = "";
@@ -73,7 +73,7 @@ class WatchedFiles final : public Files {
     std::uint64_t offset;
     std::string bytes;
   };
-  void Enter(DiskCall call, const std::string& path) const;  // Failure if a rule has it so
+  void Enter(DiskCall call, const std::string& path) const;  // Failure if a rule says so
   void Write(File& file, const std::string& path, std::uint64_t offset, std::string_view bytes);
   void NoteLength(const std::string& path);
   void Flush(const std::string* only);

@@ -6,12 +6,12 @@ namespace pellora {
 
 namespace {
 
-// No header is as long: what a longer block lacks is missing from a file.
+// Longer than any header: a byte missing from a longer block is missing from a file.
 constexpr std::size_t kBodyBlock = 600;
 
 }  // namespace
 
-// Between the wire and the program's socket. Kept for as long as an event of the connection may come.
+// Between the wire and the program's socket. Kept as long as events of the connection may come.
 class WatchedEvents final : public ConnectionEvents {
  public:
   WatchedEvents(ConnectionEvents& socket, Arrival& arrival) : socket_(socket), arrival_(arrival) {}
@@ -68,7 +68,7 @@ class WatchedConnection final : public Connection {
       return;
     }
     connection_->Close();
-    // Its own event may be the one in progress: both go with this object.
+    // The event in progress may be its own, so both live as long as this object.
     closed_ = std::move(connection_);
     network_.open_.erase(at_);
   }

@@ -1,5 +1,5 @@
-// WatchedNetwork: the simulated network as the program of a life sees it. It knows every connection that is
-// open and whose it is, and what kind of event came last.
+// WatchedNetwork: the simulated network as the program of a life sees it. It knows every open connection and its owner,
+// and what kind of event came last.
 #pragma once
 
 #include <array>
@@ -18,7 +18,7 @@
 
 namespace pellora {
 
-// What an event of the network was to the program.
+// The kind of a network event.
 enum class Arrival { None, Connected, Block, Other };
 
 struct OpenConnection {
@@ -38,7 +38,7 @@ class WatchedNetwork final : public Network {
   bool HasConnection() const override { return sim_.network().HasConnection(); }
 
   const std::list<OpenConnection>& Open() const { return open_; }
-  // Of the event in progress; reading it sets it back.
+  // Of the event in progress; resets it.
   Arrival TakeArrival() { return std::exchange(arrival_, Arrival::None); }
 
  private:
@@ -48,8 +48,8 @@ class WatchedNetwork final : public Network {
   SimRandom random_;
   std::list<OpenConnection> open_;
   Arrival arrival_ = Arrival::None;
-  std::map<const ConnectionEvents*, std::string> lastBlocks_;  // for blocks that come too late
-  // Closed by the program alone.
+  std::map<const ConnectionEvents*, std::string> lastBlocks_;  // for Planted::LateBlock
+  // Closed only by the program, for Planted::SocketLeftOpen.
   std::vector<std::pair<std::shared_ptr<WatchedEvents>, std::unique_ptr<Connection>>> left_;
 };
 

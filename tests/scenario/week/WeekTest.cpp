@@ -1,4 +1,4 @@
-// The whole program over long times and many seeds.
+// The whole program over long times and with many seeds.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -20,34 +20,34 @@ std::string Joined(const std::vector<std::string>& lines) {
   return text;
 }
 
-// PELLORA_SEEDS and PELLORA_DAYS shorten the runs where the program is slow, as under the sanitizers.
+// PELLORA_SEEDS and PELLORA_DAYS shorten slow runs, as under the sanitizers.
 std::uint64_t NumberOr(const char* variable, std::uint64_t usual) {
   const char* const text = std::getenv(variable);
   return text ? std::strtoull(text, nullptr, 10) : usual;
 }
 
-// One life in twenty is lived twice, and must be the same life.
-void LiveOnce(std::uint64_t seed) {
+// One life in twenty is run twice, and must be the same.
+void RunSeed(std::uint64_t seed) {
   Life life(seed);
   const std::vector<std::string> wrong = life.Run();
   EXPECT_TRUE(wrong.empty()) << "PELLORA_SEED=" << seed << " or " << life.Replay() << "\n" << Joined(wrong);
   if (seed % 20 != 0) return;
   Life again(seed);
   (void)again.Run();
-  EXPECT_EQ(again.TraceHash(), life.TraceHash()) << "seed " << seed << " gave two lives";
+  EXPECT_EQ(again.TraceHash(), life.TraceHash()) << "seed " << seed << " gave two different lives";
 }
 
-// A share of the seeds each, so that several can be lived at a time.
+// Each has a share of the seeds, so that several lives can run at a time.
 class Lives : public ::testing::TestWithParam<int> {};
 
 TEST_P(Lives, KeepAllInvariantsAndLeaveNothingWaitingForever) {
   const auto share = static_cast<std::uint64_t>(GetParam());
   if (const char* const one = std::getenv("PELLORA_SEED")) {
-    if (share == 0) LiveOnce(std::strtoull(one, nullptr, 10));
+    if (share == 0) RunSeed(std::strtoull(one, nullptr, 10));
     return;
   }
   const std::uint64_t seeds = NumberOr("PELLORA_SEEDS", 5000);
-  for (std::uint64_t seed = 1 + share; seed <= seeds && !::testing::Test::HasFailure(); seed += kShares) LiveOnce(seed);
+  for (std::uint64_t seed = 1 + share; seed <= seeds && !::testing::Test::HasFailure(); seed += kShares) RunSeed(seed);
 }
 
 INSTANTIATE_TEST_SUITE_P(Share, Lives, ::testing::Range(0, kShares));
@@ -62,7 +62,7 @@ TEST(LifeOfAWeek, KeepsAllInvariantsUnderRandomUse) {
     ++sessions;
     for (int hour = 0; hour < 24 && life.Running(); ++hour) {
       const double before = life.sim().Elapsed();
-      // Most of the day nobody is there.
+      // The user is away for most of the day.
       life.LiveFor(5 * kMinute);
       if (!life.Running()) {
         lived += 5 * kMinute;

@@ -61,7 +61,7 @@ TEST_F(ExtractDialog, ReportsADriveWithoutAMediumAndKeepsTheFolder) {
   EXPECT_EQ(sim.dialogs().Next().style, kOkOnly);
   EXPECT_EQ(dialog->Path(), "/home/u");
   Drive(1);
-  EXPECT_EQ(sim.dialogs().Boxes().size(), 1U);  // it stands already
+  EXPECT_EQ(sim.dialogs().Boxes().size(), 1U);  // it is open already
   Answer(kAnswerOk);
   Drive(0);
   EXPECT_EQ(dialog->Path(), "/");

@@ -1,4 +1,4 @@
-// How the viewer is left and what becomes of its transfer, at each of its waits.
+// Closing the viewer at each of its waits, and what happens to its transfer.
 #include <functional>
 
 #include "ZipFixture.h"
@@ -14,8 +14,8 @@ using ZipViewerLifecycle = ZipFixture;
 
 const std::vector<SimMember> kMembers = {{"docs/"}, {"docs/a.txt", 10, 40}, {"b.txt", 5, 5}};
 
-// Opens the same archive again and again and does something to it a millisecond later each time, so that it
-// meets every wait, up to the time when the listing stands.
+// Opens the same archive repeatedly and acts a millisecond later each time, up to the finished listing, so that it acts
+// during every wait.
 void AtEveryWait(const std::function<void(ZipRig&, SimHttpServer&)>& act) {
   bool listed = false;
   int rounds = 0;
@@ -70,7 +70,7 @@ TEST_F(ZipViewerLifecycle, DeletionOfTheRecordAtAnyWaitRemovesItsViewer) {
     const std::size_t connections = rig.sim.network().Log().size();
     rig.sim.RunFor(60'000);
     if (!reading) {
-      rig.sim.Do([&] { rig.Viewer()->Command3.Click(); });  // a listing stands until it is used
+      rig.sim.Do([&] { rig.Viewer()->Command3.Click(); });  // a listing stays open until it is used
       rig.sim.RunFor(60'000);
     }
     EXPECT_TRUE(NoViewerIsLeft(rig));
@@ -172,7 +172,7 @@ TEST_F(ZipViewerLifecycle, DownloadClassicClickedTwiceRunsOnce) {
   sim.Do([&] { viewer->Command3.Click(); });
   sim.Do([&] { viewer->Command3.Click(); });
   ASSERT_TRUE(RunUntilFinished());
-  EXPECT_EQ(origin.Connections(), 3 + Record().SegmentCount);  // the probe's, the viewer's two, the segments'
+  EXPECT_EQ(origin.Connections(), 3 + Record().SegmentCount);  // probe, viewer, segments
 }
 
 TEST_F(ZipViewerLifecycle, DownloadClassicResumesAPausedTransfer) {
@@ -282,7 +282,7 @@ TEST_F(ZipViewerLifecycle, DownloadClassicReconnectsNoRunningSegments) {
   ASSERT_TRUE(RunUntilListed());
   const auto viewer = Viewer();
   Pause();
-  Resume();  // there is a plan, so this goes straight on
+  Resume();  // continues the plan without a probe
   sim.RunFor(2'000);
   const int connections = origin.Connections();
   sim.Do([&] { viewer->Command3.Click(); });
@@ -310,7 +310,7 @@ TEST_F(ZipViewerLifecycle, DownloadClassicRefusesANameThatTheDiskCannotHold) {
       SimHttpServer server(rig.sim.network(), "o.example");
       server.File(WireText("/" + name), SimArchive(kMembers));
       server.Redirect("/get", "http://o.example/" + name);
-      if (name == nul && !redirected) continue;  // no address holds one
+      if (name == nul && !redirected) continue;  // no address can have one
       rig.Start(redirected ? "http://o.example/get" : "http://o.example/" + name);
       ASSERT_TRUE(rig.RunUntilListed());
       rig.sim.Do([&] { rig.Viewer()->Command3.Click(); });
@@ -388,7 +388,7 @@ TEST_F(ZipViewerLifecycle, ExtractAllShowsANewDialogEachTime) {
   EXPECT_NE(first.lock(), Viewer()->ExtractDialog);
   EXPECT_EQ(sim.windows().Count("Extract"), 2U);
   sim.Do([&] { first.lock()->Command2.Click(); });
-  EXPECT_FALSE(first.lock());  // nobody refers to it
+  EXPECT_FALSE(first.lock());  // it has no other holder
   sim.Do([&] { Viewer()->ExtractDialog->Command1.Click(); });
   EXPECT_EQ(sim.windows().Count("Extract"), 0U);
   EXPECT_EQ(Viewer()->ExtractDialog->DialogResult, 1);

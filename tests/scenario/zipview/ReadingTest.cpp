@@ -1,4 +1,4 @@
-// What the viewer asks the server for, and what it makes of the replies.
+// The viewer's requests, and how it reads the replies.
 #include "ZipFixture.h"
 
 namespace pellora {
@@ -134,7 +134,7 @@ TEST_F(ZipReading, OpensNothingForAWebPageNamedZip) {
 }
 
 TEST_F(ZipReading, TrustsTheLast22BytesAfterAnArchiveComment) {
-  // Far too large a directory: nothing more is read.
+  // Far too large a directory is not read.
   origin.File("/a.zip", SimArchive(three, 100, std::string(22, 'A')));
   StartAndWait();
   ASSERT_TRUE(Viewer());
@@ -240,17 +240,17 @@ TEST_F(ZipReading, LosesDataBeforeADoubleLineEndInABlockWithContentType) {
   std::vector<SimMember> members = three;
   members[1].name = "docs/content-type.txt";
   origin.File("/a.zip", SimArchive(members));
-  // The directory's reply in two blocks: the word comes in the second, without a header.
+  // The directory's reply in two blocks; the second has the word but no header.
   const std::uint64_t head = 300;
   HttpFault fault = Split({head + 20});
   fault.extraHeaders = "X-Padding: " + std::string(100, '-') + "\r\n";
   Fault(3, fault);
   StartAndWait();
-  EXPECT_EQ(Caption(), "Retrieving ZIP info...");  // the characters that were lost are waited for
+  EXPECT_EQ(Caption(), "Retrieving ZIP info...");  // it waits for the lost characters
   EXPECT_LT(Viewer()->DirectoryText.size(), SimDirectory(members).size());
 }
 
-// Wherever the reply is cut nothing is read out of bounds; where the cut spares the header the listing is right.
+// No cut causes a read out of bounds; the listing is right unless the header is cut.
 TEST_F(ZipReading, SurvivesAReplySplitAnywhere) {
   int right = 0;
   for (const int connection : {2, 3}) {

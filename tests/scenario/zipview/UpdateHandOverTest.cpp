@@ -18,7 +18,7 @@ class UpdateHandOver : public ZipFixture {
     sim.disk().MakeFolder("/prog/downloads");
     sim.disk().Put("/prog/updater", "x");
   }
-  // The download of a package as the version check adds it.
+  // Downloads a package as the version check does.
   void StartPackage() {
     origin.File("/package.zip", SimContent::Generated(30'000));
     Start("http://o.example/package.zip");

@@ -17,7 +17,7 @@ class ZipRig : public TransferRig {
     program.settings.AutoPreviewZIP = true;
     program.newZipViewer = [this] { return std::make_shared<Form2>(program, &folders); };
   }
-  ~ZipRig() { sim.DropProgram(); }  // the viewers go while the folders stand
+  ~ZipRig() { sim.DropProgram(); }  // the viewers use the folders
 
   // The viewer in the slot; null if it is empty.
   std::shared_ptr<Form2> Viewer(int index = 1) { return std::dynamic_pointer_cast<Form2>(program.ZipViewerAt(index)); }
@@ -42,7 +42,7 @@ class ZipFixture : public ::testing::Test, protected ZipRig {
   ZipFixture() = default;
   ~ZipFixture() override { sim.DropProgram(); }
 
-  // Serves an archive and opens it; True once the listing stands.
+  // Serves an archive and opens it; True once it is listed.
   bool Open(const std::vector<SimMember>& members, const std::string& path = "/a.zip") {
     origin.File(path, SimArchive(members));
     Start("http://o.example" + path);

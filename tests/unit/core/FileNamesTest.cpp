@@ -37,7 +37,7 @@ TEST(IsBadFileName, MatchesTheTextAsAWholeAndByCase) {
 
 TEST(IsStorableName, RefusesImpossibleFileNames) {
   EXPECT_FALSE(IsStorableName("a\0b"sv));
-  // Folders' names give part files all the same; only the join finds that no file can be there.
+  // Folders' names can begin part files; only building the output fails for them.
   EXPECT_TRUE(IsStorableName("."));
   EXPECT_TRUE(IsStorableName(".."));
   EXPECT_TRUE(IsStorableName(""));

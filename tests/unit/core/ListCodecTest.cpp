@@ -39,7 +39,7 @@ DownloadRecord Reread(const DownloadRecord& record) {
   return decoded.records.at(0);
 }
 
-// Little-endian bytes of hand-written expectations.
+// Little-endian bytes for expectations written by hand.
 template <class Number>
 std::string Raw(Number value) {
   std::string bytes;
@@ -232,7 +232,7 @@ TEST(ListDecoder, IgnoresAPlanWithMissingSegments) {
 TEST(ListDecoder, LeavesFieldsAfterACutBlank) {
   const DownloadRecord full = test::FullRecord();
   const std::string bytes = test::EncodedList({full});
-  // In the middle of URL: all in front of it is there, it and all behind it is blank.
+  // A cut in the middle of URL: the fields before it are read; URL and the rest are blank.
   const Decoded decoded = Decode(std::string_view(bytes).substr(0, bytes.size() - 10 - 5));
   DownloadRecord wanted = full;
   wanted.URL.clear();
@@ -260,7 +260,7 @@ TEST(ListDecoder, ReadsEveryTruncationAsFarAsItGoes) {
   const std::string bytes = test::EncodedList(records);
   const std::size_t secondAt = 98 + Encoded(records[1]).size();
   for (std::size_t length = 0; length < bytes.size(); ++length) {
-    // A copy of its own size, so that a read beyond it is seen by the address checks.
+    // An exact copy, so that the address sanitizer sees a read beyond it.
     const std::vector<char> cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
     const Decoded decoded = Decode({cut.data(), cut.size()});
     ASSERT_FALSE(decoded.sound) << length;
@@ -280,7 +280,7 @@ TEST(ListDecoder, ReadsRandomBytesAfterTheMagicWithinBounds) {
   for (int round = 0; round < 300; ++round) {
     std::string bytes;
     AppendListHeader(bytes, static_cast<std::int16_t>(random() % 100));
-    // Mostly small numbers, so that lengths and counts are often possible ones.
+    // Mostly small numbers, so that lengths and counts are often possible.
     for (std::size_t left = random() % 4000; left > 0; --left) {
       bytes += random() % 3 == 0 ? static_cast<char>(random()) : static_cast<char>(random() % 2);
     }
@@ -306,7 +306,7 @@ TEST(ListDecoder, ReadsEveryFlippedBitWithinBounds) {
       ASSERT_TRUE(record.SegmentCount < 1 || static_cast<std::size_t>(record.SegmentCount) < record.Segments.size())
           << bit;
     }
-    // What stands in front of the flipped bit is not affected by it.
+    // The records before the flipped bit are not affected.
     if (decoded.records.size() == 3 && bit >= bytes.size() / 2 * 8 + 400) {
       ASSERT_EQ(decoded.records[1], test::FullRecord()) << bit;
     }

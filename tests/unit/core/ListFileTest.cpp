@@ -16,13 +16,13 @@ class ListFileTest : public testing::Test {
   void Put(const std::string& content) { disk.Put(kPath, content); }
   std::string Content() const { return disk.Get(kPath); }
   std::string Copy() const { return disk.Get(kAside); }
-  // From now on; on any path if none is given.
+  // On any path if none is given.
   void FailEvery(DiskCall call, const std::string& path = "") {
     disk.FailWhere([=](DiskCall made, const std::string& on) { return made == call && (path.empty() || on == path); },
                    1, true);
   }
   void Load() { LoadList(program); }
-  // A second program that reads what this one left.
+  // The records that a second program reads.
   std::vector<DownloadRecord> Restarted() {
     Program next(sim.platform());
     LoadList(next);
@@ -298,7 +298,7 @@ TEST_F(ListFileTest, LoadsSavesAndReloadsEveryTruncation) {
   }
 }
 
-// What a damaged list is read as is a list like any other: written and read again it stays so.
+// The list read from damaged bytes is an ordinary one: saved and loaded again it stays the same.
 TEST_F(ListFileTest, LoadsSavesAndReloadsEveryFlippedBit) {
   test::RandomRecords random(7);
   const std::string whole =

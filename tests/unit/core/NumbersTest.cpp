@@ -46,7 +46,7 @@ TEST(NumericPrefix, StaysFiniteForAnyLengthOfDigits) {
 TEST(NumericPrefix, IgnoresTheDecimalCommaOfTheLocale) {
   const std::string before = std::setlocale(LC_ALL, nullptr);
   for (const char* name : {"de_DE.UTF-8", "C.UTF-8"}) {
-    std::setlocale(LC_ALL, name);  // not every machine has the first
+    std::setlocale(LC_ALL, name);  // some machines lack the first
     EXPECT_EQ(NumericPrefix("2.5"), 2.5);
     EXPECT_EQ(NumericPrefix("2,5"), 2);
   }

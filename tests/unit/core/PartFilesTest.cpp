@@ -47,7 +47,7 @@ TEST_F(PartFilesOnDisk, MayBeMissingButNotForeignInAPlan) {
 TEST_F(PartFilesOnDisk, HavePartFileNamesInAPlan) {
   record.Segments[2].TempFile = "/home/u/letter.txt";
   EXPECT_FALSE(PlanIsUsable(disk, record));
-  record.SegmentCount = 1;  // what lies beyond the plan does not count
+  record.SegmentCount = 1;  // segments beyond the plan do not count
   EXPECT_TRUE(PlanIsUsable(disk, record));
 }
 

@@ -4,25 +4,13 @@
 #include <memory>
 #include <optional>
 
+#include "RecordingTransfer.h"
 #include "SimPlatform.h"
 #include "core/Program.h"
 #include "core/Queue.h"
 
 namespace pellora {
 namespace {
-
-class IdleTransfer final : public Transfer {
- public:
-  void SetRecordIndex(std::int16_t) override {}
-  Task<> InitConnection() override { co_return; }
-  Task<> ConnectSegmented() override { co_return; }
-  void PauseDownload() override {}
-  Task<> ResumeDownload() override { co_return; }
-  std::uint32_t SilentFor() const override { return 0; }
-  void ShowWindow() override {}
-  void HideWindow() override {}
-  void UnloadWindow() override {}
-};
 
 constexpr int kMost = 2;
 constexpr double kNow = 46000.5;
@@ -36,7 +24,7 @@ class QueueTest : public testing::Test {
     settings.ScheduleDate = settings.ScheduleHour = kNow - 0.25;
   }
   DownloadRecord& Record(int index) { return program.Download(index); }
-  // The number of the next record, negative if it only leaves the queue; 0 for none.
+  // The next record's number, negative if it only leaves the queue; 0 for none.
   int Next(int most = kMost) {
     const std::optional<Queue::Turn> turn = queue.Next(most);
     if (!turn) return 0;
@@ -80,7 +68,7 @@ TEST_F(QueueTest, StartsNothingWhileAsManyAreActiveAsMayBe) {
 
 TEST_F(QueueTest, OnlyDequeuesARecordThatHasATransferOrIsFinished) {
   Record(2).Queued = Record(3).Queued = 1;
-  program.TransferWindowAt(2) = std::make_shared<IdleTransfer>();
+  program.TransferWindowAt(2) = std::make_shared<RecordingTransfer>();
   EXPECT_EQ(Next(), -2);
   program.TransferWindowAt(2).reset();
   Record(2).Finished = true;
@@ -103,7 +91,7 @@ TEST_F(QueueTest, TakesScheduledRecordsOnceTheirDateHasPassed) {
   for (int i = 2; i <= 4; ++i) EXPECT_EQ(Record(i).Scheduled, 1) << i;
   EXPECT_EQ(Record(2).Queued, 0);
   EXPECT_EQ(settings.ScheduleDate, kNow);
-  EXPECT_FALSE(queue.ApplySchedule(settings, kNow + 1));  // none is left to be queued
+  EXPECT_FALSE(queue.ApplySchedule(settings, kNow + 1));  // none is left
 }
 
 TEST_F(QueueTest, TakesScheduledRecordsAgainOnceTheDailyHourHasPassedAgain) {

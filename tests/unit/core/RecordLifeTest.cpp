@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "RecordingTransfer.h"
 #include "SimPlatform.h"
 #include "async/TaskLoop.h"
 #include "core/ParseUrl.h"
@@ -16,34 +17,7 @@
 namespace pellora {
 namespace {
 
-// Calls `onEvent` at each thing it is asked for, by its name.
-class NotedTransfer final : public Transfer {
- public:
-  void SetRecordIndex(std::int16_t theIndex) override { index = theIndex; }
-  Task<> InitConnection() override {
-    Note("connect");
-    co_return;
-  }
-  Task<> ConnectSegmented() override { co_return; }
-  void PauseDownload() override {}
-  Task<> ResumeDownload() override { co_return; }
-  std::uint32_t SilentFor() const override { return 0; }
-  void ShowWindow() override { Note("show"); }
-  void HideWindow() override { Note("hide"); }
-  void UnloadWindow() override { Note("unload"); }
-
-  std::int16_t index = 0;
-  std::string events;  // "connect show"
-  std::function<void()> onEvent = [] {};
-
- private:
-  void Note(const std::string& event) {
-    events += (events.empty() ? "" : " ") + event;
-    onEvent();
-  }
-};
-
-class NotedViewer final : public ZipViewer {
+class RecordingViewer final : public ZipViewer {
  public:
   void SetIndex(std::int16_t) override {}
   Task<> Start() override { co_return; }
@@ -56,10 +30,10 @@ class RecordLife : public testing::Test {
   RecordLife() {
     program.ResizeDownloads(2);
     program.ShowTransferWindow = true;
-    program.newTransferWindow = [this] { return started = std::make_shared<NotedTransfer>(); };
+    program.newTransferWindow = [this] { return started = std::make_shared<RecordingTransfer>(); };
   }
   DownloadRecord& Record() { return program.Download(1); }
-  // A record whose fields hold something to lose.
+  // A record with a value in every field.
   DownloadRecord& Fill(bool flags) {
     DownloadRecord& record = Record();
     record.InUse = true;
@@ -80,13 +54,13 @@ class RecordLife : public testing::Test {
     record.Percent = 100;
     return record;
   }
-  std::shared_ptr<NotedTransfer> PutTransfer() {
-    auto transfer = std::make_shared<NotedTransfer>();
+  std::shared_ptr<RecordingTransfer> PutTransfer() {
+    auto transfer = std::make_shared<RecordingTransfer>();
     program.TransferWindowAt(1) = transfer;
     return transfer;
   }
-  std::shared_ptr<NotedViewer> PutViewer() {
-    auto viewer = std::make_shared<NotedViewer>();
+  std::shared_ptr<RecordingViewer> PutViewer() {
+    auto viewer = std::make_shared<RecordingViewer>();
     program.ZipViewerAt(1) = viewer;
     return viewer;
   }
@@ -97,7 +71,7 @@ class RecordLife : public testing::Test {
 
   SimPlatform sim;
   Program program{sim.platform()};
-  std::shared_ptr<NotedTransfer> started;
+  std::shared_ptr<RecordingTransfer> started;
 };
 
 enum class To { Kept, Set, Cleared };
@@ -154,8 +128,8 @@ TEST_F(RecordLife, EachEndChangesItsFieldsAndNoOthers) {
 }
 
 TEST_F(RecordLife, EndLeavesThePlaceAndOtherRecordsAlone) {
-  const std::shared_ptr<NotedTransfer> transfer = PutTransfer();
-  const std::shared_ptr<NotedViewer> viewer = PutViewer();
+  const std::shared_ptr<RecordingTransfer> transfer = PutTransfer();
+  const std::shared_ptr<RecordingViewer> viewer = PutViewer();
   program.Download(2).InUse = true;
   const DownloadRecord other = program.Download(2);
   const std::uint32_t serial = program.Serial(2);
@@ -173,8 +147,8 @@ TEST_F(RecordLife, EndOfARecordThatTheListDoesNotHaveFails) {
 }
 
 TEST_F(RecordLife, PlaceIsEmptyBeforeItsWindowsAreUnloaded) {
-  const std::shared_ptr<NotedTransfer> transfer = PutTransfer();
-  const std::shared_ptr<NotedViewer> viewer = PutViewer();
+  const std::shared_ptr<RecordingTransfer> transfer = PutTransfer();
+  const std::shared_ptr<RecordingViewer> viewer = PutViewer();
   int unloaded = 0;
   const auto unloading = [&] { unloaded += PlaceIsEmpty() ? 1 : 100; };
   transfer->onEvent = unloading;
@@ -200,7 +174,7 @@ TEST_F(RecordLife, PlaceIsEmptiedEvenIfUnloadingFails) {
 }
 
 TEST_F(RecordLife, PlaceOfAnOverwrittenRecordHidesItsTransferOnly) {
-  const std::shared_ptr<NotedTransfer> transfer = PutTransfer();
+  const std::shared_ptr<RecordingTransfer> transfer = PutTransfer();
   bool unloaded = false;
   PutViewer()->onUnload = [&] { unloaded = true; };
   EmptyPlace(program, 1, Evicted::Hidden);
@@ -240,7 +214,7 @@ TEST_F(RecordLife, TimeOutShowsInTheConnectState) {
   }
 }
 
-// Two segments with bytes of an earlier connection, the second complete.
+// Two segments with bytes from an earlier connection, the second complete.
 void GivePlan(DownloadRecord& record) {
   record.SegmentCount = 2;
   record.Segments.resize(3);
@@ -287,7 +261,7 @@ TEST_F(RecordLife, StartWithoutAPlanContinuesNothing) {
 TEST_F(RecordLife, StartPutsTheTransferInItsPlaceBeforeItConnects) {
   bool inPlace = false;
   program.newTransferWindow = [&] {
-    started = std::make_shared<NotedTransfer>();
+    started = std::make_shared<RecordingTransfer>();
     started->onEvent = [&] { inPlace = program.TransferWindowAt(1) == started && started->index == 1; };
     return started;
   };
@@ -301,12 +275,12 @@ TEST_F(RecordLife, StartShowsNoWindowOfARecordThatEndedMeanwhile) {
   const std::function<void()> ends[] = {
       [this] { Release(program, 1, kDeleted); },
       [this] { program.TransferWindowAt(1).reset(); },
-      [this] { program.TransferWindowAt(1) = std::make_shared<NotedTransfer>(); },
+      [this] { program.TransferWindowAt(1) = std::make_shared<RecordingTransfer>(); },
       [this] { program.ResizeDownloads(0); },
   };
   for (const auto& end : ends) {
     program.newTransferWindow = [&] {
-      started = std::make_shared<NotedTransfer>();
+      started = std::make_shared<RecordingTransfer>();
       started->onEvent = end;
       return started;
     };

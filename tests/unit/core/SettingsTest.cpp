@@ -14,7 +14,7 @@ class SettingsTest : public testing::Test {
     settings = {};
     LoadSettings(settings, store, sim.machine(), sim.loop());
   }
-  // The load as the start sequence makes it: its failure is skipped.
+  // Loads like the start sequence; False if it failed.
   bool LoadSkippingFailure() {
     settings = {};
     return Skip([&] { LoadSettings(settings, store, sim.machine(), sim.loop()); });
@@ -221,7 +221,7 @@ TEST_F(SettingsTest, SaveWritesEveryKeyInOrderUnderTheCurrentName) {
   EXPECT_EQ(store.writes[0].second, wanted);
 }
 
-// A save is all or nothing: it does not stop halfway, with the keys before its failure written.
+// All or nothing: the keys before the failing one are not written either.
 TEST_F(SettingsTest, FailedSaveWritesNothing) {
   settings.ScheduleHour = 1e300;  // the last key but one has no stored form
   EXPECT_THROW(SaveSettings(settings, store), Failure);

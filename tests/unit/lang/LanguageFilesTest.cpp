@@ -1,4 +1,4 @@
-// Holds the language files that are shipped against the numbers that the program reads, and against English.
+// Compares the shipped language files with the numbers that the program reads, and with English.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -46,7 +46,7 @@ std::vector<std::string> Lines(const std::string& content) {
     lines.push_back(content.substr(start, end - start));
     start = end + 1;
   }
-  EXPECT_EQ(start, content.size()) << "the last line does not end";
+  EXPECT_EQ(start, content.size()) << "the last line has no line end";
   return lines;
 }
 
@@ -71,7 +71,7 @@ bool IsUtf8(const std::string& text) {
   return true;
 }
 
-// Letters, not bytes: what continues a sequence does not count.
+// Counts letters, not bytes.
 std::size_t Letters(const std::string& text) {
   return static_cast<std::size_t>(
       std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
@@ -129,7 +129,7 @@ TEST_P(LanguageFile, ForbidsTheDoubleQuote) { EXPECT_EQ(texts[951], "\""); }
 TEST_P(LanguageFile, HasTextsThatFitWhatIsAppendedToThem) {
   EXPECT_TRUE(texts[401].ends_with(":\xc2\xa0")) << texts[401];  // a file name follows
   EXPECT_TRUE(texts[535].ends_with("(")) << texts[535];          // the status and ")" follow
-  EXPECT_TRUE(texts[530].ends_with(".")) << texts[530];          // stands behind 531 and the path
+  EXPECT_TRUE(texts[530].ends_with(".")) << texts[530];          // follows 531 and the path
   EXPECT_EQ(texts[531].find_first_of(".:!?"), std::string::npos) << texts[531];
   EXPECT_EQ(texts[402].find_first_of("|(*"), std::string::npos) << texts[402];  // its pattern follows
   for (int number = 0; number <= 6; ++number) {
@@ -139,7 +139,7 @@ TEST_P(LanguageFile, HasTextsThatFitWhatIsAppendedToThem) {
   EXPECT_EQ(FormatDuration(3605, texts), "1 h 0 min 5 s");
 }
 
-// What stands in a place that does not grow with its text.
+// For places that do not grow with their text.
 TEST_P(LanguageFile, HasShortTextsForNarrowPlaces) {
   for (const int number : {201, 207}) EXPECT_LE(Letters(Text(number)), 10u) << Text(number);  // narrow columns
   for (const int number : {300, 302}) EXPECT_LE(Letters(Text(number)), 10u) << Text(number);  // the status alone
@@ -154,10 +154,10 @@ TEST_P(LanguageFile, HasShortTextsForNarrowPlaces) {
   EXPECT_LE(toolbar, 84u);
 }
 
-// Entries of one menu; the ampersand goes before the letter that opens them.
+// In one menu each ampersand, which precedes the key's letter, must mark another letter.
 TEST_P(LanguageFile, GivesNoTwoMenuEntriesTheSameKey) {
   struct MenuEntries {
-    std::string takenKeys;  // of entries that are the same in every language
+    std::string takenKeys;  // by entries that are the same in every language
     std::vector<int> numbers;
   };
   const std::vector<MenuEntries> kMenus = {{"", {786, 119, 787, 699}},
@@ -206,7 +206,6 @@ TEST_P(LanguageFile, KeepsNamesAndFiguresWhereEnglishHasThem) {
   }
 }
 
-// A sentence stays a sentence, a question a question, a caption a caption.
 TEST_P(LanguageFile, EndsItsMessagesAsSentences) {
   for (const int number : {412, 413, 530, 796, 797, 798, 799}) EXPECT_TRUE(Text(number).ends_with(".")) << number;
   for (const int number : {403, 408, 409, 410, 411, 536}) {
@@ -254,7 +253,7 @@ TEST(LanguageFiles, NameEachLanguageInThatLanguage) {
   }
 }
 
-// Units, names, and words that both languages have. All else that equals English was forgotten.
+// Except units, names and words that both languages have, a text equal to English's was forgotten.
 TEST(LanguageFiles, TranslateEverythingButNamesAndSigns) {
   const std::map<std::string, std::set<std::size_t>> kSame = {
       {"french.txt", {4, 5, 6, 103, 202, 203, 251, 635, 704, 787, 791, 951}},
@@ -274,7 +273,7 @@ TEST(LanguageFiles, TranslateEverythingButNamesAndSigns) {
   }
 }
 
-// French keeps a mark of two parts on the line of its word.
+// French puts a no-break space before these marks.
 TEST(LanguageFiles, FrenchHasNoBreakSpacesBeforePunctuation) {
   const LangStringArray texts = Load("french.txt");
   for (const std::string& text : texts) {

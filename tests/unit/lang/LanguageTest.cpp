@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::string_literals;
 
-// One control of each translated kind, and some that are left alone.
+// One control of each translated kind, and some that are not translated.
 class SampleWindow : public Window {
  public:
   explicit SampleWindow(Platform& platform) : Window(platform, "SampleWindow", "Sample") {}

@@ -26,7 +26,7 @@ INSTANTIATE_TEST_SUITE_P(
     Blocks, VersionReplies,
     ::testing::Values(ReplyCase{"HTTP/1.1 200 OK\r\nServer: x\r\n\r\n5.3\r\nFaster.\r\nSmaller.", 5.3F,
                                 "Faster.\r\nSmaller."},
-                      // Without a line end behind the number the notes begin at the body's second character.
+                      // Without a line end after the number the notes begin at the body's second character.
                       ReplyCase{"HTTP/1.1 200 OK\r\n\r\n5.21", 5.21F, ".21"},
                       // Without a blank line the body begins at the fourth character.
                       ReplyCase{"xyz5.5\r\nnotes", 5.5F, "notes"}, ReplyCase{"5.5\r\nnotes", 0, "notes"},
@@ -43,7 +43,7 @@ TEST(VersionReplies, ClampANumberTooLargeForAFloat) {
 }
 
 TEST(VersionReplies, EqualTheProgramsVersionIfTheTextDoes) {
-  // In 64 bits 5.2 is above the 32-bit one.
+  // As a double, 5.2 is above the float.
   EXPECT_EQ(ReadVersionReply("x\r\n\r\n5.2").version, kVersion);
   EXPECT_EQ(ReadVersionReply("x\r\n\r\n5.20").version, kVersion);
 }

@@ -18,7 +18,7 @@ std::size_t WantedCount(std::int32_t size, std::int32_t most) {
   return static_cast<std::size_t>(std::min(wanted, most));
 }
 
-// Returns what is wrong with the plan, or null.
+// What is wrong with the plan, or null.
 const char* Fault(std::int32_t size, std::int32_t most) {
   const Ranges ranges = PlanSegments(size, most);
   if (ranges.size() != WantedCount(size, most)) return "count";

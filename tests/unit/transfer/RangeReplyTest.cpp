@@ -48,7 +48,7 @@ TEST(RangeHeaderLength, DropsThreeCharactersIfTheHeaderDoesNotEnd) {
   EXPECT_EQ(RangeHeaderLength("HTTP/1.1 200"), 3u);
 }
 
-// The rule once more, by plain copies.
+// The same rule, by plain copies.
 std::size_t ByCopies(const std::string& block) {
   std::string lower = block;
   for (char& c : lower) {

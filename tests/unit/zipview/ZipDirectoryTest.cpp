@@ -127,7 +127,7 @@ TEST(ReadDirectory, EndsBeforeAnImpossibleNameLength) {
   text[third + 29] = '\x80';  // 32768
   EXPECT_EQ(ReadDirectory(text, 3).size(), 3U);
   text[third + 28] = '\xff';
-  text[third + 29] = '\x7f';  // 32767, though not so much follows
+  text[third + 29] = '\x7f';  // 32767, more than what follows
   const std::vector<ZipEntry> entries = ReadDirectory(text, 3);
   ASSERT_EQ(entries.size(), 4U);
   EXPECT_EQ(entries[3].Name, "docs/b.bin");

@@ -77,8 +77,8 @@ TEST(TakeZipBlock, MisreadsAHeaderSplitOverTwoBlocks) {
     TakeZipBlock(buffer, kHead.substr(at) + "data", 400);
     EXPECT_TRUE(buffer.ends_with("data")) << at;
     const std::size_t wordEnd = kHead.find("Content-Type") + 12;
-    // Before the word: what came first is kept as data. In the word: it is found in neither piece. Behind it:
-    // the first piece loses three characters, the second nothing.
+    // A cut before the word keeps the first piece as data; inside it, neither piece has the word; after it, the first
+    // piece loses three characters and the second none.
     if (at == 0 || at == kHead.size()) {
       EXPECT_EQ(buffer, "data") << at;
     }

@@ -16,7 +16,7 @@ bool Fails(std::uint64_t seed, const LifeOptions& options, const std::set<int>& 
 
 }  // namespace
 
-// Pieces of the plan, first large and then ever smaller ones, down to single items, until no item can go.
+// Drops ever smaller pieces of the plan, down to single items, until none can be dropped.
 std::set<int> Shrink(std::uint64_t seed, const LifeOptions& options, int& lives) {
   lives = 1;
   if (!Fails(seed, options, options.dropped)) return {};

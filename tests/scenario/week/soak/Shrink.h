@@ -1,4 +1,4 @@
-// Shrink: leaves out of a failing life's plan whatever it fails without.
+// Shrink: reduces a failing life's plan to what the failure needs.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@
 
 namespace pellora {
 
-// The items that may all be left out while the life still fails; nothing at all if it does not fail.
-// `lives` tells how many lives that took.
+// The items that can all be dropped while the life still fails; empty if it does not fail. `lives` counts the lives
+// run.
 std::set<int> Shrink(std::uint64_t seed, const LifeOptions& options, int& lives);
 
 }  // namespace pellora

@@ -1,4 +1,4 @@
-// soak: lives any number of lives on all cores and says what was met in them; see bench/soak.
+// soak: runs any number of lives on all cores and reports what occurred in them; see bench/soak.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,7 +17,7 @@
 namespace pellora {
 namespace {
 
-struct Wish {
+struct Command {
   std::uint64_t from = 1;
   std::uint64_t lives = 1000;
   double seconds = 1e9;
@@ -39,35 +39,35 @@ const std::map<std::string, Planted>& PlantedNames() {
 
 double Now() { return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count(); }
 
-// One life in twenty is lived twice, and must be the same life.
-bool LiveOne(std::uint64_t seed, const LifeOptions& options, Counts& counts, std::string& told) {
+// One life in twenty is run twice, and must be the same.
+bool RunLife(std::uint64_t seed, const LifeOptions& options, Counts& counts, std::string& report) {
   Life life(seed, options);
   const std::vector<std::string> wrong = life.Run();
   counts.Add(life.Counted());
-  for (const std::string& line : wrong) told += line + "\n";
+  for (const std::string& line : wrong) report += line + "\n";
   if (wrong.empty() && seed % 20 == 0) {
     Life again(seed, options);
     (void)again.Run();
     if (again.TraceHash() == life.TraceHash()) return true;
-    told += "the same seed gave another life\n";
+    report += "the same seed gave another life\n";
   } else if (wrong.empty()) {
     return true;
   }
-  told = "FAILED  " + life.Replay() + "\n" + told;
+  report = "FAILED  " + life.Replay() + "\n" + report;
   return false;
 }
 
-// Seeds first, first + jobs, ... until the lives or the time are used up. Counts go to `out`.
-int Share(const Wish& wish, unsigned first, int out) {
-  const double end = Now() + wish.seconds;
+// Runs seeds first, first + jobs, ... until the lives or the time are used up. Writes counts to `out`.
+int Share(const Command& command, unsigned first, int out) {
+  const double end = Now() + command.seconds;
   Counts counts;
   std::uint64_t failed = 0;
-  for (std::uint64_t i = first; i < wish.lives && failed < 10; i += wish.jobs) {
+  for (std::uint64_t i = first; i < command.lives && failed < 10; i += command.jobs) {
     if (Now() > end) break;
-    std::string told;
-    if (LiveOne(wish.from + i, wish.options, counts, told)) continue;
+    std::string report;
+    if (RunLife(command.from + i, command.options, counts, report)) continue;
     ++failed;
-    std::fputs(told.c_str(), stderr);
+    std::fputs(report.c_str(), stderr);
   }
   const std::string text = counts.Numbers();
   for (std::size_t at = 0; at < text.size();) {
@@ -110,16 +110,16 @@ void Print(const Counts& counts, double seconds) {
   }
 }
 
-int Soak(const Wish& wish) {
+int Soak(const Command& command) {
   const double start = Now();
   std::vector<std::pair<pid_t, int>> children;
-  for (unsigned job = 0; job < wish.jobs; ++job) {
+  for (unsigned job = 0; job < command.jobs; ++job) {
     int ends[2];
     if (pipe(ends) != 0) return 2;
     const pid_t child = fork();
     if (child == 0) {
       close(ends[0]);
-      std::_Exit(Share(wish, job, ends[1]));
+      std::_Exit(Share(command, job, ends[1]));
     }
     close(ends[1]);
     children.emplace_back(child, ends[0]);
@@ -138,14 +138,14 @@ int Soak(const Wish& wish) {
   return failed ? 1 : 0;
 }
 
-int ShrinkOne(const Wish& wish) {
+int ShrinkOne(const Command& command) {
   int lives = 0;
-  LifeOptions options = wish.options;
-  options.dropped = Shrink(wish.from, wish.options, lives);
-  Life life(wish.from, options);
+  LifeOptions options = command.options;
+  options.dropped = Shrink(command.from, command.options, lives);
+  Life life(command.from, options);
   const std::vector<std::string> wrong = life.Run();
   if (wrong.empty()) {
-    std::printf("seed %llu does not fail\n", static_cast<unsigned long long>(wish.from));
+    std::printf("seed %llu does not fail\n", static_cast<unsigned long long>(command.from));
     return 0;
   }
   std::printf("after %d lives:\n%s", lives, PlanText(life.Plan(), options.dropped).c_str());
@@ -154,24 +154,24 @@ int ShrinkOne(const Wish& wish) {
   return 1;
 }
 
-int LiveAlone(const Wish& wish) {
+int RunOne(const Command& command) {
   Counts counts;
-  std::string told;
+  std::string report;
   const double start = Now();
-  const bool well = LiveOne(wish.from, wish.options, counts, told);
-  std::fputs(told.c_str(), stdout);
+  const bool well = RunLife(command.from, command.options, counts, report);
+  std::fputs(report.c_str(), stdout);
   Print(counts, Now() - start);
   return well ? 0 : 1;
 }
 
-bool ReadWish(const std::vector<std::string>& arguments, Wish& wish) {
+bool ReadCommand(const std::vector<std::string>& arguments, Command& command) {
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string& name = arguments[i];
     if (name == "--ends-only" || name == "--trace") {
       if (name == "--trace") {
-        wish.options.printsTrace = true;
+        command.options.printsTrace = true;
       } else {
-        wish.options.invariants = false;
+        command.options.invariants = false;
       }
       continue;
     }
@@ -179,21 +179,21 @@ bool ReadWish(const std::vector<std::string>& arguments, Wish& wish) {
     const std::string& value = arguments[++i];
     const auto number = [&] { return std::strtoull(value.c_str(), nullptr, 10); };
     if (name == "--lives") {
-      wish.lives = number();
+      command.lives = number();
     } else if (name == "--from") {
-      wish.from = number();
+      command.from = number();
     } else if (name == "--seconds") {
-      wish.seconds = static_cast<double>(number());
+      command.seconds = static_cast<double>(number());
     } else if (name == "--jobs") {
-      wish.jobs = static_cast<unsigned>(std::max<unsigned long long>(1, number()));
+      command.jobs = static_cast<unsigned>(std::max<unsigned long long>(1, number()));
     } else if (name == "--seed" || name == "--shrink") {
-      wish.from = number();
-      wish.one = true;
-      wish.shrink = name == "--shrink";
+      command.from = number();
+      command.one = true;
+      command.shrink = name == "--shrink";
     } else if (name == "--drop") {
-      wish.options.dropped = ReadNumbers(value);
+      command.options.dropped = ReadNumbers(value);
     } else if (name == "--planted" && PlantedNames().contains(value)) {
-      wish.options.planted = PlantedNames().at(value);
+      command.options.planted = PlantedNames().at(value);
     } else {
       return false;
     }
@@ -205,8 +205,8 @@ bool ReadWish(const std::vector<std::string>& arguments, Wish& wish) {
 }  // namespace pellora
 
 int main(int count, char** arguments) {
-  pellora::Wish wish;
-  if (!pellora::ReadWish(std::vector<std::string>(arguments + 1, arguments + count), wish)) {
+  pellora::Command command;
+  if (!pellora::ReadCommand(std::vector<std::string>(arguments + 1, arguments + count), command)) {
     std::fputs(
         "soak [--lives N] [--from SEED] [--seconds S] [--jobs N] [--planted FAULT] [--ends-only]\n"
         "soak --seed SEED [--drop ITEMS] [--trace]\n"
@@ -215,7 +215,7 @@ int main(int count, char** arguments) {
         stderr);
     return 2;
   }
-  if (wish.shrink) return pellora::ShrinkOne(wish);
-  if (wish.one) return pellora::LiveAlone(wish);
-  return pellora::Soak(wish);
+  if (command.shrink) return pellora::ShrinkOne(command);
+  if (command.one) return pellora::RunOne(command);
+  return pellora::Soak(command);
 }
