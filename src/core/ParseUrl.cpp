@@ -16,7 +16,7 @@ namespace {
 constexpr std::int32_t kHttpPort = 80;
 constexpr std::int32_t kFtpPort = 21;
 
-// Cuts a host of the form "host:port" at its first ":". False: the number is too large for an int32.
+// Cuts a host of the form "host:port" at its first ":". False: the number does not fit an int32.
 bool TakePort(ParsedUrl& parsed) {
   const std::size_t colon = parsed.host.find(':');
   if (colon == std::string::npos) return true;

@@ -23,7 +23,7 @@ class FtpHostileServer : public FtpFixture {
   }
   std::size_t CommandsOf(int connection) const { return server.Commands(connection).size(); }
   // Once the server is honest, pause and resume complete the file.
-  void ExpectThatPauseAndResumeBringTheFile() {
+  void ExpectTheFileAfterPauseAndResume() {
     server.NoFaults();
     const int from = server.Connections();
     for (int i = 1; i <= from + 1; ++i) server.OnConnection(i, {});
@@ -45,7 +45,7 @@ TEST_F(FtpHostileServer, GetsFewProbeAnswersToEndlessPasswordPrompts) {
   sim.RunFor(5000);
   EXPECT_GE(CommandsOf(1), 10U);
   EXPECT_LE(CommandsOf(1), 50U);
-  ExpectThatPauseAndResumeBringTheFile();
+  ExpectTheFileAfterPauseAndResume();
 }
 
 TEST_F(FtpHostileServer, GetsFewSegmentAnswersToEndlessPasswordPrompts) {
@@ -57,7 +57,7 @@ TEST_F(FtpHostileServer, GetsFewSegmentAnswersToEndlessPasswordPrompts) {
   sim.RunFor(5000);
   EXPECT_GE(CommandsOf(2), 10U);
   EXPECT_LE(CommandsOf(2), 50U);
-  ExpectThatPauseAndResumeBringTheFile();
+  ExpectTheFileAfterPauseAndResume();
 }
 
 TEST_F(FtpHostileServer, GetsFewAnswersToEndlessPwdAndSizeReplies) {

@@ -441,7 +441,7 @@ TEST_F(FtpSegments, EndTheProgramOnAFullDiskAndNameTheFile) {
 }
 
 // Each block opens the part again, so that a link put at its name is noticed at once.
-TEST_F(FtpSegments, StopTheirDownloadAloneWhereALinkTakesAPartsName) {
+TEST_F(FtpSegments, StopOnlyTheirDownloadIfALinkTakesAPartsName) {
   program.settings.MaxSegments = 2;
   sim.disk().Put("/home/u/letter", "kept");
   const std::string url = Serve(200000);

@@ -102,7 +102,7 @@ TEST_F(AddingDownloads, AcceptsTwoUrlsThatDifferOnlyInCase) {
 TEST_F(AddingDownloads, OverwritesADuplicateInPlaceOnYes) {
   Add("http://h/a.zip");
   Add("http://h/b.zip");
-  FakeTransfer* const former = InSlot(1);
+  FakeTransfer* const previous = InSlot(1);
   Rec(1).Active = true;
   Rec(1).ConnectState = "1";
   Rec(1).Percent = 50;
@@ -120,10 +120,10 @@ TEST_F(AddingDownloads, OverwritesADuplicateInPlaceOnYes) {
   EXPECT_EQ(Rec(1).ConnectState, "");
   EXPECT_FALSE(Rec(1).Active);
   EXPECT_NE(program().Serial(1), serial);
-  EXPECT_NE(InSlot(1), former);
-  EXPECT_EQ(former->pauses, 0);
-  EXPECT_FALSE(former->unloaded);
-  EXPECT_FALSE(former->shown);
+  EXPECT_NE(InSlot(1), previous);
+  EXPECT_EQ(previous->pauses, 0);
+  EXPECT_FALSE(previous->unloaded);
+  EXPECT_FALSE(previous->shown);
   Settle();
   EXPECT_EQ(Names(window().ListView1), (std::vector<std::string>{"a.zip", "b.zip"}));
 }

@@ -29,7 +29,7 @@ TEST_F(Layout, PlacesControlsFromTheInnerSize) {
   }
 }
 
-TEST_F(Layout, PlacesThePartsAlsoFromTheSizeOfAShowing) {
+TEST_F(Layout, PlacesControlsFromTheSizeAtShowing) {
   window().ViewSized(910, 730, 900, 700);
   EXPECT_EQ(window().ListView1.Width(), 880);
   EXPECT_EQ(window().ListView2.Height(), 460);

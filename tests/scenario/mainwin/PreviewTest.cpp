@@ -197,7 +197,7 @@ TEST_F(Preview, HidesTheSoundImageAtTheNextClick) {
   EXPECT_FALSE(window().Image2.Visible());
 }
 
-TEST_F(Preview, OffersANameWithoutADot) {
+TEST_F(Preview, RendersANameWithoutADot) {
   ClickAndWait(Finished("README"));
   ASSERT_FALSE(Calls().empty());
   EXPECT_EQ(Calls().front(), "1 render /d/README");

@@ -88,13 +88,13 @@ TEST_F(Scripts, QueueAUrlWhileAllSlotsAreBusy) {
 TEST_F(Scripts, ReuseAFreeSlotUnderAnotherId) {
   Start();
   AddFromScript("http://h/a.zip");
-  const std::string former = answers.at(0).id;
-  EXPECT_EQ(Remove(former), "");
+  const std::string previous = answers.at(0).id;
+  EXPECT_EQ(Remove(previous), "");
   AddFromScript("http://h/b.zip");
   ASSERT_EQ(Rec(1).URL, "http://h/b.zip");
-  EXPECT_NE(answers.at(1).id, former);
-  EXPECT_EQ(Remove(former), "There is no such download.");
-  EXPECT_EQ(Pause(former), "There is no such download.");
+  EXPECT_NE(answers.at(1).id, previous);
+  EXPECT_EQ(Remove(previous), "There is no such download.");
+  EXPECT_EQ(Pause(previous), "There is no such download.");
   EXPECT_TRUE(Rec(1).InUse);
 }
 

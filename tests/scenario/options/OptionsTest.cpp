@@ -73,11 +73,11 @@ TEST_F(Options, HaveTheirControlsWithNumbersAndCaptions) {
       {"OK", "635", "OK"},
       {"Command1", "636", "Cancel"},
   };
-  for (const auto& told : kControls) {
-    const Control* const control = Dialog().Find(told.name);
-    ASSERT_NE(control, nullptr) << told.name;
-    EXPECT_EQ(control->Tag(), told.number) << told.name;
-    EXPECT_EQ(CaptionOf(*control), told.caption) << told.name;
+  for (const auto& expected : kControls) {
+    const Control* const control = Dialog().Find(expected.name);
+    ASSERT_NE(control, nullptr) << expected.name;
+    EXPECT_EQ(control->Tag(), expected.number) << expected.name;
+    EXPECT_EQ(CaptionOf(*control), expected.caption) << expected.name;
   }
   EXPECT_EQ(Dialog().Tag(), "791");
   EXPECT_EQ(Dialog().Caption(), "Pellora !   Options ");
@@ -264,7 +264,7 @@ TEST_F(Options, ListNoLanguageFileAboveOneMebibyteOrUnreadable) {
   EXPECT_EQ(Dialog().Combo1.Items(), (Lines{"English", "Deutsch"}));
 }
 
-TEST_F(Options, ListNoMoreLanguagesThanTheyHaveRoomFor) {
+TEST_F(Options, ListAtMost129Languages) {
   std::string many;
   for (int i = 0; i < 200; ++i) many += "LANG=" + std::to_string(i) + "\n";
   sim.disk().Put("/prog/many.txt", SimContent(many));

@@ -148,7 +148,7 @@ TEST_F(WindowTest, ResizingIsOneEventWithAllSizesSet) {
   EXPECT_EQ(log, "load resize ");
 }
 
-TEST_F(WindowTest, ASizeOfAShowingSetsAllSizesWithoutAResize) {
+TEST_F(WindowTest, SizeAtShowingSetsAllSizesWithoutAResize) {
   const auto window = NewWindow();
   window->Show();
   window->ViewSized(400, 300, 392, 270);

@@ -163,12 +163,12 @@ void Life::RunSession(int session) {
   std::stable_sort(items.begin(), items.end(), [](const PlanItem* a, const PlanItem* b) { return a->at < b->at; });
   BeginSession(session, wires);
   auto item = items.begin();
-  for (; item != items.end() && (*item)->at == 0; ++item) Happen(**item);  // faults during the start
+  for (; item != items.end() && (*item)->at == 0; ++item) Apply(**item);  // faults during the start
   Do([this] { app_->Start(); });
   sim_->RunFor(10);
   for (; item != items.end() && !sim_->Ended(); ++item) {
     if (sim_->Elapsed() < (*item)->at) sim_->RunFor((*item)->at - static_cast<std::uint64_t>(sim_->Elapsed()));
-    if (!sim_->Ended()) Happen(**item);
+    if (!sim_->Ended()) Apply(**item);
   }
   if (sim_->Elapsed() < whole->at) sim_->RunFor(whole->at - static_cast<std::uint64_t>(sim_->Elapsed()));
   EndAsPlanned(*whole);
@@ -178,7 +178,7 @@ void Life::RunSession(int session) {
   EndSession();
 }
 
-void Life::Happen(const PlanItem& item) {
+void Life::Apply(const PlanItem& item) {
   SimRandom random(item.salt);
   switch (item.kind) {
     case PlanKind::Act:
@@ -226,7 +226,7 @@ void Life::EndAsPlanned(const PlanItem& session) {
   sim_->disk().CutNow();
 }
 
-bool Life::Left() {
+bool Life::Unfinished() {
   const std::vector<DownloadInfo> all = app_->List();
   return std::any_of(all.begin(), all.end(), [this](const DownloadInfo& one) {
     const DownloadRecord& record = app_->program().Download(one.index);
@@ -246,7 +246,7 @@ bool Life::Settle(std::uint64_t limit) {
   while (!sim_->Ended() && sim_->Elapsed() < end) {
     if (SettleRound()) return true;
   }
-  return sim_->Ended() || !Left();
+  return sim_->Ended() || !Unfinished();
 }
 
 bool Life::SettleRound() {
@@ -255,7 +255,7 @@ bool Life::SettleRound() {
     sim_->RunFor(10);
     if (sim_->Ended()) return true;  // the question was whether to quit
   }
-  if (!Left()) return true;
+  if (!Unfinished()) return true;
   Do([this] { app_->mainWindow().pauseall(); });
   for (Window* const window : sim_->windows().Loaded("TransferWindow")) {
     auto* const transfer = dynamic_cast<TransferWindow*>(window);
@@ -271,7 +271,7 @@ bool Life::SettleRound() {
       auto* const viewer = dynamic_cast<Form2*>(window);
       if (viewer->Label1.Caption().ends_with(" packed.)")) Do([viewer] { viewer->Command3.Click(); });
     }
-    if (!sim_->Ended() && !Left()) return true;
+    if (!sim_->Ended() && !Unfinished()) return true;
   }
   return sim_->Ended();
 }

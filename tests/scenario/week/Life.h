@@ -61,12 +61,12 @@ class Life {
   void BeginSession(int session, const std::vector<const PlanItem*>& wires);
   void EndSession();
   void RunSession(int session);
-  void Happen(const PlanItem& item);
+  void Apply(const PlanItem& item);
   void EndAsPlanned(const PlanItem& session);
   void Do(const std::function<void()>& event);
   bool Settle(std::uint64_t limit);
   bool SettleRound();
-  bool Left();  // True if something that must finish has not
+  bool Unfinished();  // True if something that must finish has not
   void CheckRecord(int index, std::vector<std::string>& wrong);
   std::string Listed();
 

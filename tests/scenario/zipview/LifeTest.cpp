@@ -97,25 +97,25 @@ TEST_F(ZipViewerLifecycle, ResetAtAnyWaitLeavesNothing) {
 
 TEST_F(ZipViewerLifecycle, SlotRefilledAtAnyWaitIsNotTouched) {
   AtEveryWait([](ZipRig& rig, SimHttpServer& server) {
-    const auto former = rig.Viewer();
+    const auto previous = rig.Viewer();
     rig.Refill(1, "http://o.example/other.bin");
     const DownloadRecord other = rig.Record();
-    rig.sim.Do([&] { former->Command3.Click(); });
+    rig.sim.Do([&] { previous->Command3.Click(); });
     rig.sim.RunFor(60'000);
     EXPECT_EQ(rig.Record(), other);
-    EXPECT_FALSE(former->Loaded());
+    EXPECT_FALSE(previous->Loaded());
     for (const HttpRequest& request : server.Requests()) EXPECT_EQ(request.target, "/a.zip");
   });
 }
 
 TEST_F(ZipViewerLifecycle, PauseAndResumeAtAnyWaitReplaceTheViewer) {
   AtEveryWait([](ZipRig& rig, SimHttpServer&) {
-    const auto former = rig.Viewer();
+    const auto previous = rig.Viewer();
     rig.Pause();
     rig.Resume();
-    ASSERT_TRUE(rig.sim.RunUntil([&] { return rig.Viewer() && rig.Viewer() != former; }, 60'000));
+    ASSERT_TRUE(rig.sim.RunUntil([&] { return rig.Viewer() && rig.Viewer() != previous; }, 60'000));
     ASSERT_TRUE(rig.RunUntilListed());
-    EXPECT_FALSE(former->Loaded());
+    EXPECT_FALSE(previous->Loaded());
     EXPECT_EQ(rig.sim.windows().Count("Form2"), 1U);
   });
 }
@@ -197,17 +197,17 @@ TEST_F(ZipViewerLifecycle, DownloadClassicAfterCancelOnlyClosesTheViewer) {
 
 TEST_F(ZipViewerLifecycle, DownloadClassicLeavesANewerTransferAlone) {
   ASSERT_TRUE(Open(kMembers));
-  const auto former = Viewer();
+  const auto previous = Viewer();
   sim.Do([&] { WindowOf()->Command2.Click(); });
   HttpFault slow;
   slow.thinkTime = 5'000;
   origin.Always(slow);
   StartListed(1);
   sim.RunFor(1'000);
-  sim.Do([&] { former->Command3.Click(); });
+  sim.Do([&] { previous->Command3.Click(); });
   sim.RunFor(1'000);
   EXPECT_EQ(Record().SegmentCount, 0);  // the probe is still out
-  EXPECT_FALSE(former->Loaded());
+  EXPECT_FALSE(previous->Loaded());
   ASSERT_TRUE(RunUntilListed());
 }
 

@@ -30,7 +30,7 @@ class OrphanedParts : public testing::Test {
     record.SegmentCount = 1;
     return record;
   }
-  bool Stays() {
+  bool IsKept() {
     RemoveOrphanedParts(program);
     return disk.Has(kPart);
   }
@@ -40,40 +40,40 @@ class OrphanedParts : public testing::Test {
   Program program{sim.platform()};
 };
 
-TEST_F(OrphanedParts, AreDeletedForAFinishedDownload) { EXPECT_FALSE(Stays()); }
+TEST_F(OrphanedParts, AreDeletedForAFinishedDownload) { EXPECT_FALSE(IsKept()); }
 
 TEST_F(OrphanedParts, AreKeptIfAnotherDownloadNamesThem) {
   Put(2);
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
 }
 
 TEST_F(OrphanedParts, AreKeptForAnUnfinishedDownload) {
   program.Download(1).Finished = false;
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
 }
 
 TEST_F(OrphanedParts, AreKeptIfTheFinishedFileIsMissingOrTooShort) {
   disk.Put("/d/file.zip", "1234567");
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
   disk.Lose("/d/file.zip");
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
 }
 
 TEST_F(OrphanedParts, AreKeptIfOneIsTheOutputOfADownload) {
   Put(2).Finished = true;
   program.Download(2).SavePath = kPart;
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
   program.Download(2).Finished = false;
   program.Download(2).Segments[1].TempFile.clear();
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
 }
 
 TEST_F(OrphanedParts, AreKeptForADeletedRecord) {
   program.Download(1).InUse = false;
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
 }
 
-TEST_F(OrphanedParts, AreSoughtOnlyInTheTemporaryFolder) {
+TEST_F(OrphanedParts, AreDeletedOnlyInTheTemporaryFolder) {
   for (const char* const name : {"/d/file.zip", "/elsewhere/file.zip001.tmp", "/t/file.zip"}) {
     disk.Put(name, "12345678");
     program.Download(1).Segments[1].TempFile = name;
@@ -89,9 +89,9 @@ TEST_F(OrphanedParts, AreKeptWhileOneIsShortAndMayStillBeFetched) {
   record.Segments[2].RangeSize = 4;
   record.Segments[2].TempFile = "/t/file.zip002.tmp";
   disk.Put("/t/file.zip002.tmp", "hal");
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
   disk.Put("/t/file.zip002.tmp", "half");
-  EXPECT_FALSE(Stays());
+  EXPECT_FALSE(IsKept());
   EXPECT_FALSE(disk.Has("/t/file.zip002.tmp"));
 }
 
@@ -100,20 +100,20 @@ TEST_F(OrphanedParts, AreKeptIfAListedFileHasTheirName) {
   other.Finished = true;
   other.Segments.resize(1);
   other.SavePath = "/link/to/t/file.zip001.tmp";
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
 }
 
 TEST_F(OrphanedParts, AreKeptWhileADamagedListMayNameThem) {
   program.keepDamagedList = true;
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
   program.keepDamagedList = false;
   disk.Put("/prog/Pellora.dat.damaged", "list");
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
 }
 
 TEST_F(OrphanedParts, AreKeptIfTheyAreForeign) {
   disk.GiveToAnother(kPart);
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
 }
 
 TEST_F(OrphanedParts, AreKeptWithoutAPartFilesName) {
@@ -126,7 +126,7 @@ TEST_F(OrphanedParts, AreKeptWithoutAPartFilesName) {
 
 TEST_F(OrphanedParts, CauseNoFailureIfTheyCannotBeDeleted) {
   disk.FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::Delete; }, 1, true);
-  EXPECT_TRUE(Stays());
+  EXPECT_TRUE(IsKept());
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ TEST_F(QueueTest, SkipsFreeSlots) {
   EXPECT_EQ(Next(), 3);
 }
 
-TEST_F(QueueTest, StartsNothingWhileAsManyAreActiveAsMayBe) {
+TEST_F(QueueTest, StartsNothingWhileTheLimitIsReached) {
   Record(3).Queued = 1;
   Record(1).Active = true;
   EXPECT_FALSE(queue.IsFull(kMost));

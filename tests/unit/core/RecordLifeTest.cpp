@@ -141,7 +141,7 @@ TEST_F(RecordLife, EndLeavesThePlaceAndOtherRecordsAlone) {
   EXPECT_TRUE(program.Holds(2, serial));
 }
 
-TEST_F(RecordLife, EndOfARecordThatTheListDoesNotHaveFails) {
+TEST_F(RecordLife, EndOfAMissingRecordFails) {
   EXPECT_THROW(Release(program, 3, kDeleted), Failure);
   EXPECT_THROW(EmptyPlace(program, 3), Failure);
 }

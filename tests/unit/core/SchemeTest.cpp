@@ -10,7 +10,7 @@ struct SchemeCase {
   bool any, lowerCase, openable;
 };
 
-TEST(Scheme, CountsCaseWhereTheNameSaysSo) {
+TEST(Scheme, IgnoresCaseUnlessLowerCaseIsRequired) {
   const SchemeCase cases[] = {
       {"http://a/b", true, true, true},   {"ftp://a/b", true, true, true},     {"HTTP://a/b", true, false, true},
       {"Ftp://a/b", true, false, true},   {"https://a/b", false, false, true}, {"HTTPS://a/b", false, false, true},

@@ -103,7 +103,7 @@ TEST_P(LanguageFile, HasEveryRequiredNumberOnceAndNoOther) {
   for (const auto& [number, times] : given) EXPECT_TRUE(required.contains(number)) << number;
 }
 
-TEST_P(LanguageFile, LosesNothingAtTheEndsOfItsLines) {
+TEST_P(LanguageFile, LosesNothingWhenItsLinesAreTrimmed) {
   for (const std::string& line : lines) {
     EXPECT_FALSE(line.ends_with(" ") || line.starts_with(" ")) << line;
     EXPECT_EQ(line.find_first_of("\t\r"), std::string::npos) << line;
