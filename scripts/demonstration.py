@@ -44,7 +44,7 @@ def main():
                 shown = int(download.percent) // 10
                 print("  %5.1f s  %3d%%  %s" % (took, download.percent, download.state))
             if download and not pictured and download.percent > 50:
-                session.stage.windows.screenshot(picture)
+                session.stage.x.screenshot(picture)
                 pictured = True
             if download and download.finished:
                 break
@@ -53,7 +53,7 @@ def main():
                 return 1
             time.sleep(0.1)
         if not pictured:
-            session.stage.windows.screenshot(picture)
+            session.stage.x.screenshot(picture)
 
         # A segment may reconnect and ask only for the rest, so the last byte of its range identifies it.
         ranges = {}

@@ -13,7 +13,7 @@ import subprocess
 import sys
 import time
 
-from pellora import Companion, Windows
+from pellora import Companion
 
 REFUSED = 1  # exit code of pelloractl
 
@@ -24,6 +24,9 @@ def watch_progress(companion, picture, ids):
     """Runs `pelloractl wait --progress` for the downloads; False if a dialog is open that no user can answer."""
     child = subprocess.Popen([companion.path, "wait", "--progress", *ids], stdin=subprocess.DEVNULL)
     opened = {}
+    if picture is not None:
+        from xdisplay import XDisplay  # its package is only required without a user's display
+        display = XDisplay()
     try:
         while True:
             try:
@@ -34,10 +37,10 @@ def watch_progress(companion, picture, ids):
             if picture is None:
                 continue
             now = time.monotonic()
-            opened = {w: opened.get(w, (now, title)) for w, title in Windows().dialogs()}
+            opened = {w: opened.get(w, (now, title)) for w, title in display.dialogs()}
             for since, title in opened.values():
                 if now - since > DIALOG_SECONDS:
-                    Windows().screenshot(picture)
+                    display.screenshot(picture)
                     print("Pellora shows a message that no user can answer here (\"%s\"). See %s" % (title, picture),
                           file=sys.stderr)
                     return False

@@ -1,7 +1,6 @@
 """Access to a running Pellora for scripts, through its command-line companion only."""
 
 import dataclasses
-import os
 import subprocess
 import time
 
@@ -71,33 +70,3 @@ class Companion:
             if time.monotonic() > end:
                 raise TimeoutError("not finished in %s s: %s" % (timeout, list(found.values())))
             time.sleep(0.1)
-
-
-class Windows:
-    """The top-level windows of a display that has a window manager."""
-
-    def __init__(self, env=None):
-        self.env = dict(env if env is not None else os.environ)
-
-    def _xprop(self, *arguments):
-        result = subprocess.run(["xprop", *arguments], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
-                                timeout=20, check=False)
-        return result.stdout.decode(errors="replace") if result.returncode == 0 else ""
-
-    def all(self):
-        """(id, title, is a dialog) of each window that the window manager knows."""
-        line = self._xprop("-root", "_NET_CLIENT_LIST")
-        windows = []
-        for word in line.partition("#")[2].replace(",", " ").split():
-            text = self._xprop("-id", word, "_NET_WM_WINDOW_TYPE", "_NET_WM_NAME")
-            if text:
-                title = text.partition("_NET_WM_NAME")[2].partition("= ")[2].strip().strip('"')
-                windows.append((word, title, "_NET_WM_WINDOW_TYPE_DIALOG" in text))
-        return windows
-
-    def dialogs(self):
-        return [(window, title) for window, title, is_dialog in self.all() if is_dialog]
-
-    def screenshot(self, path):
-        subprocess.run(["import", "-window", "root", path], env=self.env, stdin=subprocess.DEVNULL, check=True,
-                       timeout=60)

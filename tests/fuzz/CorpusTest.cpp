@@ -28,19 +28,6 @@ std::string Member(const std::string& name, const std::string& octalSize, std::s
 
 const std::string kEnd(1024, '\0');
 
-TEST(Corpus, ReadsTheFilesOfAnArchiveInOrder) {
-  const std::string archive = Member("b", "00000001000", std::string(512, 'x')) + Member("a", "00000000003", "1\n2") +
-                              Member("empty", "00000000000", "") + kEnd;
-  const std::vector<Input> files = ReadArchive(archive);
-  ASSERT_EQ(files.size(), 3U);
-  EXPECT_EQ(files[0].name, "b");
-  EXPECT_EQ(files[0].bytes, std::string(512, 'x'));
-  EXPECT_EQ(files[1].name, "a");
-  EXPECT_EQ(files[1].bytes, "1\n2");
-  EXPECT_EQ(files[2].name, "empty");
-  EXPECT_EQ(files[2].bytes, "");
-}
-
 TEST(Corpus, RefusesATruncatedArchive) {
   const std::string archive = Member("a", "00000000003", "123") + kEnd;
   for (const std::size_t length : {0, 1, 511, 512, 514, 1023, 1024, 1025, 2047})
@@ -62,11 +49,6 @@ TEST(Corpus, KeepsNamedInputsOfATarget) {
   const auto at = std::find_if(inputs.begin(), inputs.end(), named);
   ASSERT_NE(at, inputs.end());
   EXPECT_EQ(at->bytes, "http://site");
-}
-
-TEST(Corpus, NamesTheInputOfAMutation) {
-  Changes changes({{"corpus/url/no-path", "http://site"}}, {}, 1);
-  EXPECT_EQ(changes.Next().name, "a change of corpus/url/no-path");
 }
 
 }  // namespace

@@ -1,19 +1,13 @@
-#!/usr/bin/env python3
 """A scripted HTTP server on loopback: correct ranges, odd replies, and a log of the request bytes as received.
 
 Each connection has a thread. Content is generated from the path and the offset, so that any range of any file can be
-served and checked without a file on the disk.
+served and checked without a file on the disk."""
 
-    origin.py --size BYTES [--rate BYTES_PER_SECOND]     prints its port, serves until its input ends
-"""
-
-import argparse
 import hashlib
 import random
 import re
 import socket
 import struct
-import sys
 import threading
 import time
 
@@ -106,18 +100,36 @@ class SilentPort:
             each.close()
 
 
-def end_accepting(listener, thread):
-    """Closes a listener once its accepting thread has ended: the thread might otherwise accept connections of the next
-    listener, which gets the same descriptor."""
-    listener.shutdown(socket.SHUT_RDWR)
-    thread.join()
-    listener.close()
+class Server:
+    """Listens on a free loopback port and serves each connection in a thread."""
+
+    def __init__(self):
+        self.listener = listen_low()
+        self.port = self.listener.getsockname()[1]
+        self.accepting = threading.Thread(target=self._accept, daemon=True)
+        self.accepting.start()
+
+    def _accept(self):
+        while True:
+            try:
+                connection, _ = self.listener.accept()
+            except OSError:
+                return
+            threading.Thread(target=self.serve, args=(connection,), daemon=True).start()
+
+    def serve(self, connection):
+        raise NotImplementedError
+
+    def close(self):
+        self.listener.shutdown(socket.SHUT_RDWR)
+        # The thread might otherwise accept connections of the next listener, which gets the same descriptor.
+        self.accepting.join()
+        self.listener.close()
 
 
 class Request:
-    def __init__(self, raw, connection):
+    def __init__(self, raw):
         self.raw = raw
-        self.connection = connection
         words = raw.split(b"\r\n", 1)[0].split(b" ")
         self.target = words[1].decode("latin-1") if len(words) > 1 else ""
         self.path = re.sub(r"^http://[^/]*", "", self.target)
@@ -131,27 +143,23 @@ class Request:
         return (int(match.group(1)), int(match.group(2))) if match else None
 
 
-class Origin:
+class Origin(Server):
     """`replies` maps a path to a function of (socket, request); any other path is a 404."""
 
     def __init__(self, rate=0):
         self.rate = rate
         self.replies = {}
+        self.files = {}  # (size, seed) by path
         self.requests = []  # all Requests, in order of arrival
         self.open_sockets = set()
         self.lock = threading.Lock()
-        self.listener = listen_low()
-        self.port = self.listener.getsockname()[1]
-        self.closing = False
-        self.accepting = threading.Thread(target=self._accept, daemon=True)
-        self.accepting.start()
+        super().__init__()
 
     def url(self, path):
         return "http://127.0.0.1:%d%s" % (self.port, path)
 
     def close(self):
-        self.closing = True
-        end_accepting(self.listener, self.accepting)
+        super().close()
         with self.lock:
             for connection in list(self.open_sockets):
                 try:
@@ -163,8 +171,23 @@ class Origin:
         with self.lock:
             return [r for r in self.requests if r.path == path]
 
-    def serve_file(self, path, size, seed=0, content_type="application/octet-stream", rate=None):
-        """A correctly served file with ranges. `rate` is in bytes a second per connection, by default the origin's."""
+    def ranges(self, since=0):
+        """The ranges that the requests have asked for, without those before the given number of requests."""
+        with self.lock:
+            return [r.range() for r in self.requests[since:] if r.range()]
+
+    def digest(self, url):
+        """Of the content that serve_file serves at this URL, whatever its host."""
+        return content_digest(*self.files[re.sub(r"^http://[^/]*", "", url.strip())])
+
+    def serve_file(self, path, size, seed=0, rate=None):
+        """Generated content, as by serve_made."""
+        self.files[path] = size, seed
+        self.serve_made(path, size, lambda start, end: content(size, seed, start, end), rate)
+
+    def serve_made(self, path, size, make, rate=None, content_type="application/octet-stream"):
+        """A correctly served file with ranges, of the bytes make(start, end). `rate` is in bytes a second per connection,
+        by default the origin's."""
         pace = self.rate if rate is None else rate
 
         def reply(connection, request):
@@ -176,7 +199,7 @@ class Origin:
             if wanted:
                 head += "Content-Range: bytes %d-%d/%d\r\n" % (first, last, size)
             connection.sendall(head.encode() + b"\r\n")
-            send_paced(connection, lambda a, b: content(size, seed, a, b), first, last + 1, pace)
+            send_paced(connection, make, first, last + 1, pace)
 
         self.replies[path] = reply
 
@@ -193,17 +216,7 @@ class Origin:
         self.serve_bytes(path, ("HTTP/1.1 %s\r\nLocation: %s\r\nContent-Length: 0\r\n\r\n" % (status, location)).encode(
             "latin-1"))
 
-    def _accept(self):
-        number = 0
-        while not self.closing:
-            try:
-                connection, _ = self.listener.accept()
-            except OSError:
-                return
-            number += 1
-            threading.Thread(target=self._serve, args=(connection, number), daemon=True).start()
-
-    def _serve(self, connection, number):
+    def serve(self, connection):
         with self.lock:
             self.open_sockets.add(connection)
         connection.settimeout(60)
@@ -229,7 +242,7 @@ class Origin:
                 connection.settimeout(60)
                 while data[end:end + 2] == b"\r\n":
                     end += 2
-                request = Request(data[:end], number)
+                request = Request(data[:end])
                 data = data[end:]
                 with self.lock:
                     self.requests.append(request)
@@ -259,20 +272,3 @@ def send_paced(connection, make, start, end, rate):
             ahead = (position - start) / rate - (time.monotonic() - began)
             if ahead > 0:
                 time.sleep(ahead)
-
-
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--size", type=int, required=True)
-    parser.add_argument("--rate", type=int, default=0)
-    parser.add_argument("--path", default="/demonstration.bin")
-    arguments = parser.parse_args()
-    origin = Origin(arguments.rate)
-    origin.serve_file(arguments.path, arguments.size)
-    print(origin.port, flush=True)
-    sys.stdin.buffer.read()
-    origin.close()
-
-
-if __name__ == "__main__":
-    main()

@@ -12,18 +12,6 @@
 namespace pellora {
 namespace {
 
-TEST(SimBackground, RunsWorkAfterTheCallAndReportsItLater) {
-  SimPlatform sim;
-  std::vector<std::string> calls;
-  sim.Do([&] {
-    sim.background().Run([&] { calls.emplace_back("work"); }, [&](std::exception_ptr) { calls.emplace_back("done"); });
-    calls.emplace_back("return");
-  });
-  EXPECT_EQ(calls, std::vector<std::string>{"return"});
-  ASSERT_TRUE(sim.RunUntil([&] { return calls.size() == 3; }, 4));
-  EXPECT_EQ(calls, (std::vector<std::string>{"return", "work", "done"}));
-}
-
 TEST(SimBackground, KeepsTheOrderAndReleasesCapturesBeforeTheReport) {
   SimPlatform sim;
   std::vector<int> done;

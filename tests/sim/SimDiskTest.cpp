@@ -11,25 +11,10 @@ namespace {
 
 class SimDiskTest : public testing::Test {
  protected:
-  std::string ReadAll(const std::string& path) { return ReadWholeFile(files, path, 1 << 30); }
-
   SimPlatform sim;
   Files& files = sim.platform().files;
   SimDisk& disk = sim.disk();
 };
-
-TEST_F(SimDiskTest, WritesAndReadsByPosition) {
-  const auto file = files.Open("/tmp/a", FileKind::Output);
-  file->WriteAt(100'000, "end");
-  file->WriteAt(0, "begin");
-  EXPECT_EQ(file->Length(), 100'003U);
-  std::string bytes(10, '?');
-  EXPECT_EQ(file->ReadAt(0, bytes), 10U);
-  EXPECT_EQ(bytes, std::string("begin\0\0\0\0\0", 10));
-  EXPECT_EQ(file->ReadAt(99'999, bytes), 4U);
-  EXPECT_EQ(bytes.substr(0, 4), std::string("\0end", 4));
-  EXPECT_EQ(file->ReadAt(100'003, bytes), 0U);
-}
 
 TEST_F(SimDiskTest, FailsLikeARealDisk) {
   files.Open("/tmp/a", FileKind::Output)->WriteAt(0, "x");
@@ -47,28 +32,6 @@ TEST_F(SimDiskTest, FailsLikeARealDisk) {
   EXPECT_THROW(files.CreateFolder("/tmp/a"), Failure);
   EXPECT_FALSE(files.Exists("/tmp/b"));
   EXPECT_TRUE(files.FilesIn("/nowhere").empty());
-}
-
-TEST_F(SimDiskTest, ResolvesDotsInPaths) {
-  files.Open("/tmp/x/../../tmp/./a", FileKind::Output);
-  EXPECT_TRUE(disk.Has("/tmp/a"));
-}
-
-TEST_F(SimDiskTest, ListsTheFilesOfAFolderInByteOrder) {
-  files.CreateFolder("/tmp/sub");
-  files.CreateFolder("/tmp/sub");
-  for (const char* name : {"/tmp/b", "/tmp/B", "/tmp/a", "/tmp/sub/c"}) files.Open(name, FileKind::Output);
-  EXPECT_EQ(files.FilesIn("/tmp"), (std::vector<std::string>{"B", "a", "b"}));
-  EXPECT_TRUE(files.Exists("/tmp/sub"));
-}
-
-TEST_F(SimDiskTest, OpenFileOutlivesItsName) {
-  const auto file = files.Open("/tmp/a", FileKind::Output);
-  file->WriteAt(0, "abc");
-  files.Delete("/tmp/a");
-  file->WriteAt(3, "d");
-  EXPECT_EQ(file->Length(), 4U);
-  EXPECT_FALSE(files.Exists("/tmp/a"));
 }
 
 TEST_F(SimDiskTest, FollowsTheUsersLinksAndRefusesOthers) {
@@ -99,17 +62,6 @@ TEST_F(SimDiskTest, FillsUpAndKeepsWhatFitted) {
   EXPECT_THROW(files.Open("/tmp/b", FileKind::Output)->WriteAt(0, "x"), Failure);
   files.Delete("/tmp/a");
   files.Open("/tmp/b", FileKind::Output)->WriteAt(0, "x");
-}
-
-TEST_F(SimDiskTest, ReserveUsesSpaceAndChangesNothing) {
-  disk.SetCapacity(100);
-  const auto file = files.Open("/tmp/a", FileKind::Output);
-  file->Reserve(90);
-  EXPECT_EQ(file->Length(), 0U);
-  EXPECT_THROW(files.Open("/tmp/b", FileKind::Output)->WriteAt(0, std::string(11, 'x')), Failure);
-  EXPECT_THROW(file->Reserve(101), Failure);
-  file->WriteAt(0, std::string(89, 'x'));
-  EXPECT_EQ(file->Length(), 89U);
 }
 
 TEST_F(SimDiskTest, FailsTheChosenCallOnceOrFromThenOn) {
@@ -144,16 +96,6 @@ TEST_F(SimDiskTest, TornWriteLeavesItsFirstHalf) {
   const auto file = files.Open("/tmp/a", FileKind::Output);
   EXPECT_THROW(file->WriteAt(0, "halfHALF"), SimKilled);
   EXPECT_EQ(disk.Get("/tmp/a"), "half");
-}
-
-TEST_F(SimDiskTest, CutInsideAnEventEndsTheRun) {
-  disk.CutAt(1);
-  bool after = false;
-  sim.loop().Post([&] { files.Open("/tmp/a", FileKind::Output); });
-  sim.loop().Post([&] { after = true; });
-  sim.RunFor(1000);
-  EXPECT_TRUE(sim.Killed());
-  EXPECT_FALSE(after);
 }
 
 }  // namespace

@@ -33,23 +33,6 @@ class SimHttpServerTest : public testing::Test {
   std::deque<SimRecorder> clients;
 };
 
-TEST_F(SimHttpServerTest, SendsRanges) {
-  const struct {
-    const char* range;
-    std::size_t first, length;
-  } cases[] = {{"bytes=0-99", 0, 100},
-               {"bytes=9999-9999", 9999, 1},
-               {"bytes=9000-", 9000, 1000},
-               {"bytes=5000-99999", 5000, 5000}};
-  for (const auto& c : cases) {
-    const SimRecorder& client = Fetch(Get("/a.bin", std::string("Range: ") + c.range + "\r\n"));
-    EXPECT_EQ(client.data.substr(0, 12), "HTTP/1.1 206");
-    EXPECT_EQ(client.Body(), file.Bytes(c.first, c.length)) << c.range;
-    EXPECT_FALSE(client.Over()) << c.range;
-  }
-  EXPECT_EQ(Fetch(Get("/a.bin", "Range: bytes=10000-\r\n")).data.substr(0, 12), "HTTP/1.1 416");
-}
-
 TEST_F(SimHttpServerTest, IgnoresARangeOnRequestAndInHttp10) {
   origin.OnConnection(1, {.ignoreRange = true});
   origin.OnConnection(2, {.http10 = true});
@@ -90,30 +73,6 @@ TEST_F(SimHttpServerTest, DropsInTheHeaderAndInTheBody) {
   const SimRecorder& late = Fetch(Get("/a.bin"));
   EXPECT_EQ(late.Body(), file.Bytes(0, 1234));
   EXPECT_TRUE(late.Over());
-}
-
-TEST_F(SimHttpServerTest, LogsRequestsByteForByte) {
-  const std::string request = Get("/a.bin", "Range: bytes=1-2\r\nreferer: x\r\n");
-  Fetch(request + "\r\n");
-  ASSERT_EQ(origin.Requests().size(), 1U);
-  const HttpRequest& logged = origin.Requests().front();
-  EXPECT_EQ(logged.bytes, request);
-  EXPECT_EQ(logged.connection, 1);
-  EXPECT_EQ(logged.Header("range"), "bytes=1-2");
-  EXPECT_EQ(logged.Header("Referer"), "x");
-  EXPECT_EQ(logged.Header("Cookie"), std::nullopt);
-  EXPECT_EQ(sim.network().Log().front().received, request + "\r\n");
-}
-
-TEST_F(SimHttpServerTest, UnreadLargeFileNeedsNoMemory) {
-  origin.File("/large", SimContent::Generated(std::uint64_t{1} << 40));
-  SimRecorder& client = clients.emplace_back(sim);
-  client.onEvent = [&](char) {
-    if (client.data.size() > 1'000'000) client.connection->Close();
-  };
-  client.Ask(kHost, Get("/large"));
-  EXPECT_TRUE(sim.RunUntilIdle());
-  EXPECT_LT(client.data.size(), 1'100'000U);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <numeric>
 #include <string>
 
 #include "SimNetwork.h"
@@ -26,31 +25,6 @@ class SimNetworkTest : public testing::Test {
   SimScript server;
   SimRecorder client{sim};
 };
-
-TEST_F(SimNetworkTest, ReportsConnectedThenDataThenTheEnd) {
-  GreetAndClose("220 hello\r\n");
-  client.Connect("peer.example", 21);
-  EXPECT_EQ(client.events, "");
-  sim.RunUntilIdle();
-  EXPECT_EQ(client.events, "CDP");
-  EXPECT_EQ(client.data, "220 hello\r\n");
-  EXPECT_EQ(sim.network().MostOpen(), 1);
-}
-
-TEST_F(SimNetworkTest, FailsOnceIfNothingListens) {
-  server.wire.refuse = true;
-  const std::pair<const char*, std::int32_t> addresses[] = {
-      {"", 80}, {"peer.example", 0},     {"peer.example", -5}, {"peer.example", 65536}, {"peer.example", 65557},
-      {"", 0},  {"unknown.example", 80}, {"peer.example", 22}, {"peer.example", 21},
-  };
-  for (const auto& [host, port] : addresses) {
-    SimRecorder one(sim);
-    one.Connect(host, port);
-    EXPECT_EQ(one.events, "") << host << port;
-    sim.RunUntilIdle();
-    EXPECT_EQ(one.events, "F") << host << port;
-  }
-}
 
 TEST_F(SimNetworkTest, DeliversNothingAfterCloseAtAnyEvent) {
   GreetAndClose("hello");
@@ -97,17 +71,6 @@ TEST_F(SimNetworkTest, CutsAtEveryByteOrAtGivenBytes) {
   EXPECT_EQ(other.data, "hello world");
 }
 
-TEST_F(SimNetworkTest, SimultaneousSendsFormOneBlockIfUncut) {
-  server.wire.cut = SimCut::Whole;
-  server.onConnect = [](SimPeer& peer) {
-    peer.Send("230 in\r\n");
-    peer.Send("257 \"/\"\r\n");
-  };
-  client.Connect("peer.example", 21);
-  sim.RunUntilIdle();
-  EXPECT_EQ(client.blocks, std::vector<std::size_t>{17});
-}
-
 TEST_F(SimNetworkTest, DropsAndHangsAfterTheGivenBytes) {
   server.onConnect = [](SimPeer& peer) { peer.Send(std::string(1000, 'x')); };
   server.wireOf[1].dropAfter = 400;
@@ -121,39 +84,6 @@ TEST_F(SimNetworkTest, DropsAndHangsAfterTheGivenBytes) {
   sim.RunFor(600'000);
   EXPECT_FALSE(other.Over());
   EXPECT_EQ(other.data.size(), 300U);
-}
-
-TEST_F(SimNetworkTest, SlowLineTakesItsTime) {
-  GreetAndClose(std::string(3000, 'x'));
-  server.wire.bytesPerSecond = 1000;
-  server.wire.latency = 0;
-  client.Connect("peer.example", 21);
-  sim.RunUntilIdle();
-  EXPECT_NEAR(sim.Elapsed(), 3000, 1);
-  EXPECT_GE(client.blocks.size(), 30U);
-}
-
-TEST_F(SimNetworkTest, ConnectDelayAndLatencyAreExact) {
-  GreetAndClose("x");
-  server.wire.latency = 50;
-  server.wire.connectDelay = 1000;
-  client.Connect("peer.example", 21);
-  sim.RunUntilIdle();
-  ASSERT_EQ(client.events, "CDP");
-  EXPECT_EQ(client.times[0], 1100);
-}
-
-TEST_F(SimNetworkTest, HalfClosedServerStillReceives) {
-  std::string received;
-  server.onConnect = [](SimPeer& peer) { peer.Close(); };
-  server.onData = [&](SimPeer&, std::string_view bytes) { received += bytes; };
-  client.onEvent = [&](char event) {
-    if (event == 'P') client.connection->Send("late");
-  };
-  client.Connect("peer.example", 21);
-  sim.RunUntilIdle();
-  EXPECT_EQ(client.events, "CP");
-  EXPECT_EQ(received, "late");
 }
 
 TEST_F(SimNetworkTest, ResetLosesDataInFlight) {
@@ -187,16 +117,6 @@ TEST(SimRun, EqualSeedsGiveEqualTracesAndOthersDiffer) {
   EXPECT_EQ(once, RunOf(7));
   EXPECT_GT(once.second.size(), 50U);
   EXPECT_NE(once.first, RunOf(8).first);
-}
-
-TEST(SimContent, BytesAreAFunctionOfTheirOffset) {
-  const SimContent content = SimContent::Generated(1000, 3);
-  const std::string all = content.All();
-  ASSERT_EQ(all.size(), 1000U);
-  for (std::uint64_t offset : {0, 1, 7, 8, 9, 500, 993}) {
-    EXPECT_EQ(content.Bytes(offset, 7), all.substr(offset, 7)) << offset;
-  }
-  EXPECT_NE(all, SimContent::Generated(1000, 4).All());
 }
 
 }  // namespace

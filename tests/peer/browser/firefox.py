@@ -6,16 +6,12 @@ import socket
 import subprocess
 import time
 
-
-def free_port():
-    with socket.socket() as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
+import servers
 
 
 class Firefox:
     def __init__(self, session, profile):
-        port = free_port()
+        port = servers.free_port()
         os.makedirs(profile)
         with open(os.path.join(profile, "user.js"), "w", encoding="ascii") as f:
             f.write('user_pref("marionette.port", %d);\n' % port)

@@ -1,15 +1,13 @@
 """The extension in real browsers: the menu entry on a link and on an image, and addresses that are refused."""
 
-import http.server
 import os
 import subprocess
-import threading
 import time
 import unittest
 
+import bus
 import harness
-import origin
-import wirebus
+from case import Case
 from chromium import Chromium
 from firefox import Firefox
 
@@ -17,38 +15,15 @@ EXTENSION_ID = "chhbgchiealifpkmbgkhkpoeplppnaio"
 TITLE = "Download with Pellora!"
 
 
-class Pages:
-    """Pages that consist of one link or one image."""
-
-    def __init__(self):
-        self.contents = {}
-        pages = self
-
-        class Handler(http.server.BaseHTTPRequestHandler):
-            def do_GET(self):
-                body = pages.contents.get(self.path)
-                self.send_response(200 if body else 404)
-                self.send_header("Content-Type", "text/html")
-                self.send_header("Set-Cookie", "taste=sweet; Path=/")
-                self.end_headers()
-                self.wfile.write((body or "").encode())
-
-            def log_message(self, *_):
-                pass
-
-        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        threading.Thread(target=self.server.serve_forever, daemon=True).start()
-
-    def add(self, path, content):
-        self.contents[path] = "<!doctype html><title>page %s</title><body style='margin:0'>%s" % (path, content)
-        return "http://127.0.0.1:%d%s" % (self.server.server_port, path)
-
-    def close(self):
-        self.server.shutdown()
-        self.server.server_close()
+PAGE = """HTTP/1.1 200 OK\r
+Content-Type: text/html\r
+Set-Cookie: taste=sweet; Path=/\r
+Connection: close\r
+\r
+<!doctype html><title>page %s</title><body style='margin:0'>%s"""
 
 
-class Notifications(wirebus.WireBus):
+class Notifications(bus.Peer):
     """Records the texts of desktop notifications."""
 
     def __init__(self, address):
@@ -58,14 +33,14 @@ class Notifications(wirebus.WireBus):
 
         def notify(_sender, arguments):
             self.notes.append(arguments[4])
-            return "u", [len(self.notes)]
+            return "u", (len(self.notes),)
 
-        self.methods = {
-            (name, "GetCapabilities"): lambda _s, _a: ("as", [["body", "actions"]]),
-            (name, "GetServerInformation"): lambda _s, _a: ("ssss", ["notes", "tests", "1", "1.2"]),
+        self.serve({
+            (name, "GetCapabilities"): lambda _s, _a: ("as", (["body", "actions"],)),
+            (name, "GetServerInformation"): lambda _s, _a: ("ssss", ("notes", "tests", "1", "1.2")),
             (name, "Notify"): notify,
-            (name, "CloseNotification"): lambda _s, _a: ("", []),
-        }
+            (name, "CloseNotification"): lambda _s, _a: ("", ()),
+        })
         self.take_name(name)
 
 
@@ -73,14 +48,11 @@ LINK = "<a href='%s' style='position:fixed;inset:0;display:block'>link</a>"
 IMAGE = "<img src='%s' style='position:fixed;inset:0;width:100%%;height:100%%'>"
 
 
-class Browser(unittest.TestCase):
+class Browser(Case):
+    settings = {"BrowserIngeration": "True"}
+
     def setUp(self):
-        self.pages = Pages()
-        self.addCleanup(self.pages.close)
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.session = harness.Session("browser", BrowserIngeration="True")
-        self.addCleanup(self.session.close)
+        super().setUp()
         self.profile = os.path.join(self.session.env["XDG_CONFIG_HOME"], "chromium")
         os.makedirs(self.profile)
         # As Firefox does on a new machine: it looks for hosts in another folder.
@@ -93,17 +65,17 @@ class Browser(unittest.TestCase):
                                     "interface='PelloraProject.Pellora'"], stdin=subprocess.DEVNULL, stdout=self.calls)
         self.addCleanup(harness.end_process, monitor)
 
-    def serve(self, path):
-        self.origin.serve_file(path, 30000)
+    def add_page(self, path, content):
+        """The URL of a page with this content."""
+        self.origin.serve_bytes(path, (PAGE % (path, content)).encode())
         return self.origin.url(path)
 
     def check_taken(self, url, page):
         try:
-            [download] = self.session.companion.wait_finished([url], 40)
+            self.saved(url, 40)
         except TimeoutError:
             self.session.save_screenshot("not-taken")
             raise
-        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(30000))
         self.calls.seek(0)
         calls = self.calls.read().decode()
         for text in (url, page):
@@ -123,56 +95,52 @@ class InChromium(Browser):
         self.worker = self.browser.attach(worker)
         harness.wait_until(lambda: self.browser.evaluate(self.worker, "typeof passOn") == "function", 20, "its script")
 
-    def xdotool(self, *words):
-        subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
-                       capture_output=True, timeout=30, check=False)
-
     def open(self, url):
         page = self.browser.attach(self.browser.targets("page")[0])
         self.browser.call("Page.navigate", page, url=url)
         harness.wait_until(lambda: self.browser.evaluate(page, "document.readyState") == "complete", 20, "the page")
-        window = harness.wait_until(
-            lambda: [w for w, title, _ in self.session.stage.windows.all() if title.startswith("page ")], 20, "the window")[0]
-        self.xdotool("windowactivate", "--sync", window, "mousemove", "--window", window, 400, 400)
+        [window] = harness.wait_until(
+            lambda: [each[0] for each in self.x.all() if each[1].startswith("page ")], 20, "the window")
+        self.x.activate(window)
+        left, top, _, _ = self.x.place(window)
+        self.point = left + 400, top + 400
+        self.x.move(*self.point)
         time.sleep(0.5)
 
     def choose(self, picture):
         """Chooses the entry in the real menu: the last but one, above the developer tools' entry."""
-        self.xdotool("click", 3)
+        self.x.click(*self.point, button=3)
         time.sleep(1.5)
         self.session.save_screenshot(picture)
-        self.xdotool("key", "Up", "Up", "Return")
+        self.x.keys("Up", "Up", "Return")
 
     def test_menu_on_a_link_hands_it_over(self):
         url = self.serve("/link.bin")
-        page = self.pages.add("/link", LINK % url)
+        page = self.add_page("/link", LINK % url)
         self.open(page)
         self.choose("chromium-link")
         self.check_taken(url, page)
 
     def test_menu_on_an_image_hands_it_over(self):
         url = self.serve("/picture.png")
-        page = self.pages.add("/image", IMAGE % url)
+        page = self.add_page("/image", IMAGE % url)
         self.open(page)
         self.choose("chromium-image")
         self.check_taken(url, page)
 
     def test_link_can_be_dragged_onto_the_basket(self):
         url = self.serve("/dragged.bin")
-        main = [w for w, title, _ in self.session.own_windows() if title == "Pellora !"][0]
-        self.xdotool("windowactivate", "--sync", main, "key", "--clearmodifiers", "alt+o")
+        self.session.choose("alt+o", "b")
+        left, top, _, _ = harness.wait_steady(lambda: self.x.place(self.session.window("Form4")), "the basket")
+        self.open(self.add_page("/link", LINK % url))
+        self.x.move(200, 500)
+        self.x.button(1, True)
+        for x, y in [(-200 + 21 * step, 50 - 3 * step) for step in range(1, 11)] + [(15, 15), (16, 16)]:
+            self.x.move(left + x, top + y)
+            time.sleep(0.1)
         time.sleep(0.5)
-        self.xdotool("key", "b")
-        basket = harness.wait_until(
-            lambda: [w for w, title, _ in self.session.own_windows() if title == "Form4"], 10, "the basket")[0]
-        self.open(self.pages.add("/link", LINK % url))
-        self.xdotool("mousemove", 200, 500, "mousedown", 1)
-        for step in range(1, 11):
-            self.xdotool("mousemove", "--window", basket, -200 + 21 * step, 50 - 3 * step, "sleep", 0.06)
-        self.xdotool("mousemove", "--window", basket, 15, 15, "sleep", 0.2, "mousemove", "--window", basket, 16, 16, "sleep",
-                     0.5)
         self.session.save_screenshot("chromium-drag")
-        self.xdotool("mouseup", 1)
+        self.x.button(1, False)
         [download] = harness.wait_until(self.session.companion.downloads, 10, "the record")
         self.assertEqual((download.url, download.state), (url, "waiting"))
 
@@ -192,7 +160,7 @@ class InChromium(Browser):
         self.assertEqual(self.session.companion.downloads(), [])
 
     def test_menu_on_an_unsupported_url_shows_an_error(self):
-        self.open(self.pages.add("/secure", LINK % "https://127.0.0.1/a.bin"))
+        self.open(self.add_page("/secure", LINK % "https://127.0.0.1/a.bin"))
         self.choose("chromium-secure")
         harness.wait_until(lambda: self.desktop.notes, 10, "a notification")
         self.assertIn("this https link is left to the browser.", self.desktop.notes[0])
@@ -235,13 +203,13 @@ class InFirefox(Browser):
 
     def test_menu_on_a_link_hands_it_over(self):
         url = self.serve("/link.bin")
-        page = self.pages.add("/link", LINK % url)
+        page = self.add_page("/link", LINK % url)
         self.choose(page)
         self.check_taken(url, page)
 
     def test_menu_on_an_image_hands_it_over(self):
         url = self.serve("/picture.png")
-        page = self.pages.add("/image", IMAGE % url)
+        page = self.add_page("/image", IMAGE % url)
         self.choose(page)
         self.check_taken(url, page)
 

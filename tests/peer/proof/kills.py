@@ -11,8 +11,9 @@ import os
 import struct
 import subprocess
 import sys
+import unittest
 
-import support
+import support  # noqa: F401, it finds the harness
 import ftpservers
 import harness
 import listfile
@@ -72,8 +73,8 @@ def run_kind(victim, rounds):
     class Kind(test_kill.Kill):
         pass
     Kind.victim = victim
-    suite = support.unittest.TestLoader().loadTestsFromTestCase(Kind)
-    result = support.unittest.TextTestRunner(sys.stdout, verbosity=1).run(suite)
+    suite = unittest.TestLoader().loadTestsFromTestCase(Kind)
+    result = unittest.TextTestRunner(sys.stdout, verbosity=1).run(suite)
     return len(result.failures) + len(result.errors)
 
 

@@ -7,12 +7,11 @@ import os
 import subprocess
 import sys
 import time
-import unittest
 
 import support
 import harness
 import listfile
-import origin
+from case import Case
 
 SIZE = 1200000
 
@@ -21,20 +20,18 @@ def mount(*words):
     subprocess.run(["mount", *words], check=True, stdin=subprocess.DEVNULL)
 
 
-class Limits(unittest.TestCase):
+class Limits(Case):
+    settings = {"MaxSegments": 4}
+
     def setUp(self):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.origin.serve_file("/a.bin", SIZE)
-        self.url = self.origin.url("/a.bin")
+        super().setUp()
+        self.url = self.serve("/a.bin", SIZE)
         self.mounted = []
 
-    def session(self, **settings):
-        self.session_ = harness.Session("limits", **{"MaxSegments": 4, **settings})
-        # Closed last, after the mounts below its folder are gone.
-        self.addCleanup(self.session_.close)
-        self.addCleanup(self.free)
-        return self.session_
+    def prepare(self, **settings):
+        self.session = self.new_session(**settings)
+        self.addCleanup(self.free)  # before it is closed, which removes its folders
+        return self.session
 
     def disk(self, folder, size):
         """Mounts a new file system over a folder and copies the folder's content to it."""
@@ -45,17 +42,25 @@ class Limits(unittest.TestCase):
         self.mounted.append(folder)
         subprocess.run(["cp", "-a", beside + "/.", folder], check=True, stdin=subprocess.DEVNULL)
 
+    @staticmethod
+    def fill(folder):
+        """Fills its disk with a file, whose path it returns."""
+        path = os.path.join(folder, "filler")
+        with open(path, "wb", buffering=0) as f:
+            try:
+                while True:
+                    f.write(b"x" * 4096)
+            except OSError:
+                return path
+
     def resize(self, folder, size):
         mount("-o", "remount,size=" + size, folder)
 
     def free(self):
-        if self.session_.alive():
-            harness.end_process(self.session_.process)
+        if self.session.alive():
+            harness.end_process(self.session.process)
         for folder in self.mounted:
             subprocess.run(["umount", "-l", folder], check=False, stdin=subprocess.DEVNULL)
-
-    def check_file(self, download):
-        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(SIZE))
 
     def finish(self, session):
         """Starts, resumes, and checks that the file is complete."""
@@ -64,14 +69,13 @@ class Limits(unittest.TestCase):
             session.menu_url(self.url)
         elif not session.companion.find(self.url).finished:
             session.resume()
-        [download] = session.companion.wait_finished([self.url], 30)
-        self.check_file(download)
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.saved(self.url)
+        self.stop()
         self.assertEqual(os.listdir(session.parts), [])
         self.assertTrue(listfile.find(session.list_file, self.url).finished)
 
     def test_full_folder_for_parts_is_reported_and_ends_the_program_until_there_is_space(self):
-        session = self.session()
+        session = self.prepare()
         self.disk(session.parts, "400k")
         session.start()
         session.menu_url(self.url)
@@ -81,7 +85,7 @@ class Limits(unittest.TestCase):
         self.finish(session)
 
     def test_full_downloads_folder_is_reported_and_resume_joins_without_fetching_again(self):
-        session = self.session()
+        session = self.prepare()
         self.disk(session.downloads, "400k")
         session.start()
         session.menu_url(self.url)
@@ -92,34 +96,24 @@ class Limits(unittest.TestCase):
         self.resize(session.downloads, "8m")
         request_count = len(self.origin.requests)
         session.resume()
-        [download] = session.companion.wait_finished([self.url], 30)
-        self.check_file(download)
-        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.saved(self.url)
+        self.assertEqual(self.origin.ranges(request_count), [], "fetched again")
+        self.stop()
         self.assertEqual(os.listdir(session.parts), [])
 
     def test_full_program_folder_keeps_the_old_list_until_there_is_space(self):
-        session = self.session()
+        session = self.prepare()
         session.start()
-        self.origin.serve_file("/before.bin", 20000)
-        before = self.origin.url("/before.bin")
-        session.menu_url(before)
-        session.companion.wait_finished([before], 30)
-        self.assertEqual(session.stop(), 0, session.read_log())
+        before = self.serve("/before.bin")
+        self.fetch(before)
+        self.stop()
         self.disk(session.program, "16m")
-        filler = os.path.join(session.program, "filler")
-        with open(filler, "wb", buffering=0) as f:
-            try:
-                while True:
-                    f.write(b"x" * 4096)
-            except OSError:
-                pass
+        filler = self.fill(session.program)
         session.start()
         urls = [self.url]
         # More records than fit into the last block of the list file.
         for number in range(12):
-            self.origin.serve_file("/%d.bin" % number, 20000, seed=number)
-            urls.append(self.origin.url("/%d.bin" % number))
+            urls.append(self.serve("/%d.bin" % number, seed=number))
         for url in urls:
             session.menu_url(url)
         session.companion.wait_finished(urls, 60)
@@ -129,35 +123,29 @@ class Limits(unittest.TestCase):
         os.remove(filler)
         harness.wait_until(lambda: all(getattr(listfile.find(session.list_file, url), "finished", False) for url in urls),
                            10, "the save")
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.stop()
         session.start()
         self.assertEqual(len(session.companion.downloads()), 14)
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.stop()
 
     def test_full_settings_folder_keeps_the_settings_and_downloads_complete(self):
-        session = self.session()
+        session = self.prepare()
         folder = os.path.dirname(session.settings_file)
         with open(session.settings_file, "rb") as f:
             before = f.read()
         self.disk(folder, "32k")
-        with open(os.path.join(folder, "filler"), "wb", buffering=0) as f:
-            try:
-                while True:
-                    f.write(b"x" * 4096)
-            except OSError:
-                pass
+        self.fill(folder)
         names = sorted(os.listdir(folder))
         session.start()
         session.menu_url(self.url)
-        [download] = session.companion.wait_finished([self.url], 30)
-        self.check_file(download)
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.saved(self.url)
+        self.stop()
         with open(session.settings_file, "rb") as f:
             self.assertEqual(f.read(), before)
         self.assertEqual(sorted(os.listdir(folder)), names)
 
     def test_part_beyond_the_file_size_limit_is_reported_and_ends_the_program(self):
-        session = self.session(MaxSegments=1)
+        session = self.prepare(MaxSegments=1)
         session.prefix = ("prlimit", "--fsize=600000:600000")
         session.start()
         session.menu_url(self.url)
@@ -167,17 +155,17 @@ class Limits(unittest.TestCase):
         self.finish(session)
 
     def test_output_beyond_the_file_size_limit_is_reported_and_joined_again_on_resume(self):
-        session = self.session()
+        session = self.prepare()
         session.prefix = ("prlimit", "--fsize=600000:600000")
         session.start()
         session.menu_url(self.url)
         session.dismiss(session.wait_dialog()[0])
         self.assertFalse(session.companion.find(self.url).finished)
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.stop()
         session.prefix = ()
         request_count = len(self.origin.requests)
         self.finish(session)
-        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
+        self.assertEqual(self.origin.ranges(request_count), [], "fetched again")
 
     def read_only(self, folder):
         mount("--bind", folder, folder)
@@ -185,7 +173,7 @@ class Limits(unittest.TestCase):
         mount("-o", "remount,bind,ro", folder)
 
     def test_read_only_folder_for_parts_is_reported_and_ends_the_program(self):
-        session = self.session()
+        session = self.prepare()
         self.read_only(session.parts)
         session.start()
         session.menu_url(self.url)
@@ -195,41 +183,37 @@ class Limits(unittest.TestCase):
         self.finish(session)
 
     def test_read_only_downloads_folder_is_reported_and_keeps_the_parts(self):
-        session = self.session()
+        session = self.prepare()
         self.read_only(session.downloads)
         session.start()
         session.menu_url(self.url)
         session.dismiss(session.wait_dialog()[0])
         self.assertFalse(session.companion.find(self.url).finished)
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.stop()
         mount("-o", "remount,bind,rw", session.downloads)
         request_count = len(self.origin.requests)
         self.finish(session)
-        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
+        self.assertEqual(self.origin.ranges(request_count), [], "fetched again")
 
     def test_downloads_complete_with_a_read_only_program_folder(self):
-        session = self.session()
+        session = self.prepare()
         self.read_only(session.program)
         session.start()
         session.menu_url(self.url)
-        [download] = session.companion.wait_finished([self.url], 30)
-        self.check_file(download)
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.saved(self.url)
+        self.stop()
         self.assertFalse(os.path.exists(session.list_file))
 
     def many(self, count, size, rate):
-        urls = []
-        for number in range(count):
-            self.origin.serve_file("/many%d.bin" % number, size, seed=number, rate=rate)
-            urls.append(self.origin.url("/many%d.bin" % number))
-        return urls
+        return [self.serve("/many%d.bin" % number, size, seed=number, rate=rate) for number in range(count)]
 
-    def check_many(self, session, urls, size, timeout):
-        for number, download in enumerate(session.companion.wait_finished(urls, timeout)):
-            self.assertEqual(harness.digest(download.saved_path), origin.content_digest(size, seed=number), download.url)
+    def check_many(self, urls, timeout):
+        self.session.companion.wait_finished(urls, timeout)
+        for url in urls:
+            self.saved(url)
 
     def test_fifty_simultaneous_downloads_complete(self):
-        session = self.session(MaxSimulDownlads=50, MaxSegments=8)
+        session = self.prepare(MaxSimulDownlads=50, MaxSegments=8)
         session.start()
         urls = self.many(50, 200000, 20000)
         began = time.monotonic()
@@ -242,15 +226,15 @@ class Limits(unittest.TestCase):
             if len(found) == 50 and all(d.finished for d in found):
                 break
             time.sleep(0.5)
-        self.check_many(session, urls, 200000, 1)
+        self.check_many(urls, 1)
         print("      50 files in %.0f s, up to %d active at once, the slowest answer in %.2f s" % (
             time.monotonic() - began, most, slowest))
         self.assertLess(slowest, harness.PROMPT)
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.stop()
         self.assertEqual(os.listdir(session.parts), [])
 
     def test_fifty_downloads_with_64_descriptors_neither_crash_nor_lose_bytes(self):
-        session = self.session(MaxSimulDownlads=50, MaxSegments=4)
+        session = self.prepare(MaxSimulDownlads=50, MaxSegments=4)
         session.prefix = ("prlimit", "--nofile=64:64")
         session.start()
         urls = self.many(50, 100000, 10000)
@@ -273,7 +257,7 @@ class Limits(unittest.TestCase):
             most, boxes, "%d of 50 finished in a minute" % done if code is None else "ended with %d" % code))
         self.assertIn(code, (None, 1), session.read_log())
         if code is None:
-            self.assertEqual(session.stop(), 0, session.read_log())
+            self.stop()
         session.prefix = ()
         session.start()
         known = {d.url for d in session.companion.downloads()}
@@ -281,10 +265,10 @@ class Limits(unittest.TestCase):
             if url not in known:
                 session.menu_url(url)
         session.resume()
-        self.check_many(session, urls, 100000, 120)
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.check_many(urls, 120)
+        self.stop()
 
 
 if __name__ == "__main__":
     support.own_mounts(sys.argv)
-    support.run(__name__, sys.argv)
+    support.run()

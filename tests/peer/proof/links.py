@@ -9,7 +9,6 @@ import signal
 import subprocess
 import sys
 import time
-import unittest
 
 import support
 import ftpservers
@@ -17,21 +16,10 @@ import harness
 import listfile
 import origin
 import servers
+from case import Case
 
 CLIENT, SERVER = "10.77.0.1", "10.77.0.2"
 SIZE = 3000000
-CONFIG = """
-daemon off; master_process off; worker_processes 1;
-pid {folder}/nginx.pid; error_log {folder}/error.log;
-events {{ worker_connections 256; }}
-http {{
-  access_log {folder}/access.log;
-  client_body_temp_path {folder}/body; proxy_temp_path {folder}/proxy; fastcgi_temp_path {folder}/fastcgi;
-  uwsgi_temp_path {folder}/uwsgi; scgi_temp_path {folder}/scgi;
-  default_type application/octet-stream;
-  server {{ listen {address}:{port}; root {folder}/files; limit_rate {rate}; }}
-}}
-"""
 
 
 def ip(*words):
@@ -78,27 +66,12 @@ class Link:
 
 
 class RemoteNginx(servers.Nginx):
+    address = SERVER
+
     def __init__(self, link, rate="150k"):
-        self.folder = harness.Stage.get().new_folder("far-nginx")
-        self.files = os.path.join(self.folder, "files")
-        os.mkdir(self.files)
-        os.chmod(harness.Stage.get().folder, 0o755)
-        self.link = link
-        self.port = servers.free_port()
-        self.config = os.path.join(self.folder, "nginx.conf")
-        with open(self.config, "w", encoding="ascii") as f:
-            f.write(CONFIG.format(folder=self.folder, address=SERVER, port=self.port, rate=rate))
-        self.start()
-
-    def start(self):
-        self.process = subprocess.Popen(
-            [*self.link.prefix, "/usr/sbin/nginx", "-p", self.folder, "-c", self.config, "-e",
-             os.path.join(self.folder, "start.log")], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-            stderr=subprocess.DEVNULL)
-        servers.wait_port(self.port, self.process, SERVER)
-
-    def url(self, name):
-        return "http://%s:%d/%s" % (SERVER, self.port, name)
+        self.prefix = link.prefix
+        self.rules = {"port": "limit_rate %s;" % rate}
+        super().__init__()
 
     def accesses(self):
         with open(os.path.join(self.folder, "access.log"), encoding="ascii") as f:
@@ -121,32 +94,31 @@ class RemoteTinyproxy(servers.Tinyproxy):
         super().__init__()
 
 
-class Base(unittest.TestCase):
+class Base(Case):
+    settings = {"MaxSegments": 4}
+
     def setUp(self):
+        super().setUp()
         self.link = Link()
         self.addCleanup(self.link.close)
-        self.session = harness.Session("links", MaxSegments=4)
-        self.addCleanup(self.session.close)
         self.session.start()
 
-    def nginx(self, rate="150k"):
+    def start_nginx(self, rate="150k"):
+        """The server and the URL of its file."""
         nginx = RemoteNginx(self.link, rate)
         self.addCleanup(nginx.close)
         nginx.put("a.bin", origin.content(SIZE))
-        return nginx
+        return nginx, nginx.url(nginx.port, "a.bin")
 
-    def received(self, url):
-        return getattr(self.session.companion.find(url), "received", 0)
-
-    def begin(self, url, least=200000):
-        self.session.menu_url(url)
-        harness.wait_until(lambda: self.received(url) > least, 30, "the first bytes")
+    def begin(self, url):
+        super().begin(url)
+        harness.wait_until(lambda: self.received(url) > 200000, 30, "more bytes")
 
     def finish(self, url, timeout=90):
         [download] = self.session.companion.wait_finished([url], timeout)
         self.assertEqual(harness.digest(download.saved_path), origin.content_digest(SIZE))
         self.assertEqual(self.session.dialogs(), [])
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
         self.assertEqual(os.listdir(self.session.parts), [])
 
     def expect_stalled(self, url):
@@ -159,16 +131,13 @@ class Base(unittest.TestCase):
         self.assertLess(self.session.response_seconds(), harness.PROMPT)
 
     def pause(self, url):
-        [main] = [w for w, title, _ in self.session.own_windows() if title.startswith("Pellora !")]
-        display = self.session.stage.x
-        self.session.press_until(display.menus, main, "alt+a", what="the menu")
-        display.keys("u")
-        harness.wait_until(lambda: self.session.companion.find(url).state == "paused", 10, "the pause")
+        self.session.choose("alt+a", "u")
+        self.wait_state(url, "paused")
 
 
 class Links(Base):
     def test_download_continues_after_the_link_was_down_for_a_while(self):
-        url = self.nginx().url("a.bin")
+        _, url = self.start_nginx()
         self.begin(url)
         self.link.down()
         self.expect_stalled(url)
@@ -176,7 +145,7 @@ class Links(Base):
         self.finish(url)
 
     def test_download_continues_after_an_address_was_lost_and_restored(self):
-        url = self.nginx().url("a.bin")
+        _, url = self.start_nginx()
         self.begin(url)
         self.link.lose_address()
         self.expect_stalled(url)
@@ -193,7 +162,7 @@ class Links(Base):
         return window
 
     def test_link_down_at_the_start_asks_after_ten_seconds_and_yes_keeps_the_record(self):
-        url = self.nginx().url("a.bin")
+        _, url = self.start_nginx()
         self.link.down()
         self.session.dismiss(self.question(url), "alt+y")
         harness.wait_until(lambda: self.session.companion.find(url).state not in ("active", "queued"), 10, "its state")
@@ -204,16 +173,16 @@ class Links(Base):
         self.finish(url)
 
     def test_link_down_at_the_start_asks_and_no_removes_the_record(self):
-        url = self.nginx().url("a.bin")
+        _, url = self.start_nginx()
         self.link.down()
         self.session.dismiss(self.question(url), "alt+n")
-        harness.wait_until(lambda: self.session.companion.find(url) is None, 10, "the record to go")
+        self.wait_state(url, None)
         self.link.up()
         self.session.menu_url(url)
         self.finish(url)
 
     def test_link_down_during_a_pause_asks_nothing_and_resume_works_when_up(self):
-        url = self.nginx().url("a.bin")
+        _, url = self.start_nginx()
         self.begin(url)
         self.pause(url)
         self.link.down()
@@ -227,13 +196,13 @@ class Links(Base):
 
     def test_slow_link_with_a_short_queue_loses_packets_but_no_byte(self):
         self.link.slow("rate", "2mbit", "burst", "10kb", "limit", "15000")
-        url = self.nginx("0").url("a.bin")
+        _, url = self.start_nginx("0")
         self.session.menu_url(url)
         self.finish(url)
 
     def test_slow_link_with_a_long_queue_delays_but_completes_the_download(self):
         self.link.slow("rate", "3mbit", "burst", "10kb", "latency", "1500ms")
-        url = self.nginx("0").url("a.bin")
+        _, url = self.start_nginx("0")
         self.session.menu_url(url)
         self.finish(url)
 
@@ -252,17 +221,16 @@ def listfile_connect_state(session, url):
 class Proxy(Base):
     def test_probe_through_a_proxy_on_a_slow_link_completes_the_download(self):
         self.link.slow("rate", "3mbit", "burst", "10kb", "latency", "400ms")
-        nginx = self.nginx("0")
+        _, url = self.start_nginx("0")
         proxy = RemoteTinyproxy(self.link)
         self.addCleanup(proxy.close)
         relay = servers.WholeHeaders(proxy.port, SERVER)
         self.addCleanup(relay.close)
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
         self.session.write_settings(self.session.settings_file, {
             "CheckClipboard": "False", "MaxSegments": 4, "ProxyHTTP": "True", "ProxyServer": "127.0.0.1",
             "ProxyPort": relay.port})
         self.session.start()
-        url = nginx.url("a.bin")
         self.session.menu_url(url)
         self.finish(url)
         self.assertEqual(proxy.log_text().count("GET " + url), 1)
@@ -270,8 +238,7 @@ class Proxy(Base):
 
 class Interruptions(Base):
     def test_stopped_server_that_continues_is_awaited(self):
-        nginx = self.nginx()
-        url = nginx.url("a.bin")
+        nginx, url = self.start_nginx()
         self.begin(url)
         nginx.process.send_signal(signal.SIGSTOP)
         self.addCleanup(nginx.process.send_signal, signal.SIGCONT)
@@ -280,8 +247,7 @@ class Interruptions(Base):
         self.finish(url)
 
     def test_silent_server_is_reconnected_after_25_seconds(self):
-        nginx = self.nginx()
-        url = nginx.url("a.bin")
+        nginx, url = self.start_nginx()
         self.begin(url)
         self.pause(url)
         kept = self.received(url)
@@ -298,8 +264,7 @@ class Interruptions(Base):
         self.assertGreaterEqual(len(nginx.accesses()) - before, 8)
 
     def test_killed_server_stalls_the_download_until_resume_completes_it(self):
-        nginx = self.nginx()
-        url = nginx.url("a.bin")
+        nginx, url = self.start_nginx()
         self.begin(url)
         nginx.process.kill()
         nginx.process.wait()
@@ -311,7 +276,7 @@ class Interruptions(Base):
         self.finish(url)
 
     def test_stopped_program_that_continues_loses_nothing(self):
-        url = self.nginx().url("a.bin")
+        _, url = self.start_nginx()
         self.begin(url)
         self.session.process.send_signal(signal.SIGSTOP)
         time.sleep(15)
@@ -319,7 +284,7 @@ class Interruptions(Base):
         self.finish(url)
 
     def test_program_killed_while_the_link_is_down_resumes_when_it_is_up(self):
-        url = self.nginx().url("a.bin")
+        _, url = self.start_nginx()
         self.begin(url)
         harness.wait_until(lambda: getattr(listfile.find(self.session.list_file, url), "kept", 0) > 0, 10, "a save")
         self.link.down()
@@ -368,4 +333,4 @@ class Ftp(Base):
 
 if __name__ == "__main__":
     support.own_network(sys.argv)
-    support.run(__name__, sys.argv)
+    support.run()

@@ -8,10 +8,11 @@ Whatever the list contains, the main window is shown, the bus answers, the progr
 read completely afterwards. (The unit tests of the list file try every truncation and every bit.)"""
 
 import argparse
+import collections
+import concurrent.futures
 import os
 import random
 import sys
-import threading
 
 import support
 import harness
@@ -64,7 +65,7 @@ def start_with(data):
         with open(session.list_file, "wb") as f:
             f.write(data)
         session.start()
-        harness.wait_until(lambda: any(title == "Pellora !" for _, title, _ in session.own_windows()), 20, "the window")
+        session.window(harness.MAIN)
         if session.companion.run("list").returncode != 0:
             return "it does not answer"
         for window, _ in session.dialogs():
@@ -89,33 +90,18 @@ def main():
     arguments = parser.parse_args()
     whole = real_list()
     cases = [damaged(whole, random.Random("%d-%d" % (arguments.seed, number))) for number in range(arguments.count)]
-    waiting = list(enumerate(cases))
-    wrong = []
-    kinds = {}
-
-    def work():
-        while waiting:
-            try:
-                number, (kind, data) = waiting.pop()
-            except IndexError:
-                return
-            fault = start_with(data)
-            kinds[kind] = kinds.get(kind, 0) + 1
-            if fault:
-                wrong.append((number, kind, fault))
-                keep = os.path.join(os.environ.get("PELLORA_PICTURES", "/tmp"), "damaged-%d.dat" % number)
-                with open(keep, "wb") as f:
-                    f.write(data)
-
-    workers = [threading.Thread(target=work) for _ in range(arguments.jobs)]
-    for worker in workers:
-        worker.start()
-    for worker in workers:
-        worker.join()
+    with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
+        faults = list(pool.map(start_with, [data for _, data in cases]))
+    kinds = collections.Counter(kind for kind, _ in cases)
     print("%d starts with damage to a list of %d bytes: %s" % (
         len(cases), len(whole), ", ".join("%s %d" % pair for pair in sorted(kinds.items()))))
-    for number, kind, fault in wrong:
+    wrong = [(number, fault) for number, fault in enumerate(faults) if fault]
+    for number, fault in wrong:
+        kind, data = cases[number]
         print("  number %d (%s): %s" % (number, kind, fault))
+        keep = os.path.join(os.environ.get("PELLORA_PICTURES", "/tmp"), "damaged-%d.dat" % number)
+        with open(keep, "wb") as f:
+            f.write(data)
     print("%d passed, %d failed" % (len(cases) - len(wrong), len(wrong)))
     return bool(wrong)
 

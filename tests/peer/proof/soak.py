@@ -12,11 +12,9 @@ most one and a half times the processor time of a second of the second quarter. 
 if every finished file is what its server sent."""
 
 import argparse
-import ctypes
 import os
 import random
 import signal
-import subprocess
 import sys
 import time
 
@@ -26,68 +24,28 @@ import harness
 import origin
 import screen
 import servers
-import xdisplay
+from harness import MAIN
 
-MAIN = "Pellora !"
 SIZES = (30000, 90000, 250000, 700000, 1600000)
 RATES = {"slow": 1500, "middle": 5000, "quick": 20000}
-CONFIG = """
-daemon off; master_process off; worker_processes 1;
-pid {folder}/nginx.pid; error_log {folder}/error.log;
-events {{ worker_connections 2048; }}
-http {{
-  access_log off;
-  client_body_temp_path {folder}/body; proxy_temp_path {folder}/proxy; fastcgi_temp_path {folder}/fastcgi;
-  uwsgi_temp_path {folder}/uwsgi; scgi_temp_path {folder}/scgi;
-  default_type application/octet-stream;
-  server {{
-    listen 127.0.0.1:{port};
-    {locations}
-  }}
-}}
-"""
-LOCATION = r"location ~ ^/{name}/\d+-(\d+)\.bin$ {{ alias {folder}/files/$1.bin; limit_rate {rate}; }}"
+LOCATION = r"location /%s/ { rewrite -(\d+\.bin)$ /$1 break; limit_rate %d; }"
 
 
 class SlowNginx(servers.Nginx):
     """Serves the same files repeatedly under new names, at three rates for each connection."""
 
+    rules = {"port": " ".join(LOCATION % pair for pair in RATES.items())}
+
     def __init__(self):
-        self.folder = harness.Stage.get().new_folder("slow-nginx")
-        self.files = os.path.join(self.folder, "files")
-        os.mkdir(self.files)
+        super().__init__()
         for size in SIZES:
             self.put("%d.bin" % size, origin.content(size, seed=size))
-        self.port = servers.free_port()
-        config = os.path.join(self.folder, "nginx.conf")
-        with open(config, "w", encoding="ascii") as f:
-            f.write(CONFIG.format(folder=self.folder, port=self.port, locations="\n    ".join(
-                LOCATION.format(name=name, folder=self.folder, rate=rate) for name, rate in RATES.items())))
-        os.chmod(harness.Stage.get().folder, 0o755)
-        self.process = subprocess.Popen(["/usr/sbin/nginx", "-p", self.folder, "-c", config, "-e",
-                                         os.path.join(self.folder, "start.log")], stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        servers.wait_port(self.port, self.process)
 
 
 def windows_of_client(display, window):
     """How many windows the display has for the program that created this one."""
     mask = 0x1fffff
-    base = int(window, 16) & ~mask
-    waiting, count = [display.root], 0
-    root, parent, number = xdisplay.Handle(), xdisplay.Handle(), ctypes.c_uint()
-    with display.lock:
-        while waiting:
-            children = ctypes.POINTER(xdisplay.Handle)()
-            if not display.x.XQueryTree(display.display, waiting.pop(), ctypes.byref(root), ctypes.byref(parent),
-                                        ctypes.byref(children), ctypes.byref(number)):
-                continue
-            found = children[:number.value]
-            if children:
-                display.x.XFree(children)
-            waiting += found
-            count += sum(child & ~mask == base for child in found)
-    return count
+    return sum(each & ~mask == window & ~mask for each in display.tree())
 
 
 def measure_places():
@@ -123,21 +81,14 @@ class Soak:
         self.digests = {size: origin.content_digest(size, seed=size) for size in SIZES}
         self.session = harness.Session("soak", MaxSegments=4, MaxSimulDownlads=30)
         self.session.start()
-        self.main = harness.wait_until(lambda: [w for w, title, _ in self.session.own_windows() if title == MAIN], 20,
-                                       "the main window")[0]
+        self.main = self.session.window(MAIN)
         # Hides the windows of the transfers: fifty of them would cover the lists.
-        self.menu("alt+o", "s")
+        self.session.choose("alt+o", "s")
 
     def close(self):
         self.session.close()
         self.ftp.close()
         self.nginx.close()
-
-    def menu(self, *keys):
-        menus = self.session.stage.x.menus
-        self.session.press_until(menus, self.main, keys[0], what="a menu")
-        self.session.stage.x.keys(*keys[1:])
-        harness.wait_until(lambda: not menus(), 20, "the end of a menu")
 
     def click(self, place):
         display = self.session.stage.x
@@ -153,8 +104,8 @@ class Soak:
             os.link(os.path.join(self.ftp.files, "%d.bin" % size), os.path.join(self.ftp.files, name))
             url = self.ftp.url(name)
         else:
-            url = "http://127.0.0.1:%d/%s/%d-%d.bin" % (
-                self.nginx.port, self.random.choice(list(RATES)), self.number, size)
+            url = self.nginx.url(self.nginx.port, "%s/%d-%d.bin" % (
+                self.random.choice(list(RATES)), self.number, size))
         self.session.menu_url(url)
         self.counts["added"] += 1
 
@@ -202,7 +153,7 @@ class Soak:
             self.session.dismiss(window, "alt+y")
             self.counts["missed"] += 1
         if turn % 12 == 5:
-            self.menu("alt+a", "u")
+            self.session.choose("alt+a", "u")
             self.counts["pauses"] += 1
         if turn % 12 in (7, 10):
             self.session.resume()

@@ -7,7 +7,6 @@ import subprocess
 import sys
 import threading
 import time
-import unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(os.path.dirname(HERE), "real"))
@@ -104,16 +103,10 @@ def own_network(arguments):
     subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
 
 
-def run(module, arguments):
-    """Runs the tests of a script like tests/peer/real/run.py."""
+def run():
+    """Runs the tests of the script like tests/peer/real/run.py."""
     parser = argparse.ArgumentParser()
     parser.add_argument("-k", action="append", default=[], metavar="PATTERN", help="only tests whose name contains it")
-    patterns = parser.parse_args(arguments[1:]).k
-    loader = unittest.TestLoader()
-    if patterns:
-        loader.testNamePatterns = ["*%s*" % pattern for pattern in patterns]
-    result = unittest.TextTestRunner(sys.stdout, verbosity=2, resultclass=runner.Result).run(
-        loader.loadTestsFromModule(sys.modules[module]))
-    failed = len(result.failures) + len(result.errors)
-    print("%d passed, %d failed" % (result.passed, failed))
-    sys.exit(1 if failed or not result.passed else 0)
+    passed, failed = runner.run_here(parser.parse_args().k, None, "__main__")
+    print("%d passed, %d failed" % (passed, failed))
+    sys.exit(1 if failed or not passed else 0)

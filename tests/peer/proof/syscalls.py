@@ -15,6 +15,8 @@ second   the list is loaded, every segment resumed at its half, joined, its part
 
 import argparse
 import collections
+import concurrent.futures
+import contextlib
 import os
 import re
 import subprocess
@@ -25,7 +27,7 @@ import time
 import support
 import harness
 import origin
-import rawbus
+from bus import NO_AUTO_START, BusError
 
 SIZE = 100000
 SEGMENTS = 4
@@ -121,10 +123,8 @@ class Trial:
 
     def first_half(self):
         # The bus must not start another copy in place of a killed one.
-        bus = rawbus.RawBus(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
-        bus.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME, "MenuURL", self.url, "", "",
-                 flags=rawbus.NO_AUTO_START)
-        bus.close()
+        with self.session.connect() as bus, contextlib.suppress(BusError):  # it may be killed during the call
+            bus.call(*harness.PROGRAM_OBJECT, "MenuURL", self.url, "", "", flags=NO_AUTO_START)
         self.until(lambda: getattr(self.session.companion.find(self.url), "received", 0) >= SIZE // 2)
 
     def until(self, condition, timeout=12.0):
@@ -282,11 +282,8 @@ class Sweep:
                     self.over.add(call)
 
     def run(self, jobs):
-        workers = [threading.Thread(target=self.work) for _ in range(jobs)]
-        for worker in workers:
-            worker.start()
-        for worker in workers:
-            worker.join()
+        with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+            list(pool.map(lambda _: self.work(), range(jobs)))
         return self
 
     def report(self):

@@ -15,16 +15,16 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(HERE)))
 sys.path[:0] = [os.path.join(ROOT, "scripts"), os.path.dirname(HERE)]
 
-import xdisplay  # noqa: E402
-from pellora import Companion, Windows  # noqa: E402
+from pellora import Companion  # noqa: E402
 
 PROGRAM = os.environ.get("PELLORA_PROGRAM", os.path.join(ROOT, "build/release/Pellora"))
+MAIN = "Pellora !"  # the title of the main window
 # Seconds within which the program must answer a call, including delays on a busy machine.
 PROMPT = 5.0
 # All time-outs are multiplied by this, for busy machines.
 SLOWNESS = 3
 BUS_NAME = "PelloraProject.Pellora"
-OBJECT = "/PelloraProject/Pellora"
+PROGRAM_OBJECT = (BUS_NAME, "/PelloraProject/Pellora", BUS_NAME)  # its name, path and interface
 
 
 def wait_until(condition, timeout, what, slowness=SLOWNESS):
@@ -37,6 +37,34 @@ def wait_until(condition, timeout, what, slowness=SLOWNESS):
         if time.monotonic() > end:
             raise TimeoutError("waited %s s for %s" % (timeout, what))
         time.sleep(0.05)
+
+
+def act_until(done, act, what, timeout=20, each=5):
+    """Acts, again every `each` seconds, until `done` has a true value, which it returns: a busy display may lose a click
+    or a key."""
+    def try_it():
+        act()
+        try:
+            return wait_until(done, each, what, slowness=1)
+        except TimeoutError:
+            return None
+    return wait_until(try_it, timeout, what)
+
+
+def wait_steady(look, what, times=10):
+    """What `look` returns once it has been the same, and not empty, several times in a row."""
+    seen = []
+
+    def steady():
+        seen.append(look())
+        return seen[-1] if seen[-1] and len(seen) >= times and seen[-times:] == [seen[-1]] * times else None
+    return wait_until(steady, 20, what)
+
+
+def write_script(path, text):
+    with open(path, "w", encoding="utf-8") as f:
+        f.write("#!/bin/sh\n%s\n" % text)
+    os.chmod(path, 0o755)
 
 
 def end_process(process, grace=10):
@@ -73,17 +101,6 @@ def start_with_answer(command, log, **options):
     return process, line
 
 
-class StageWindows(Windows):
-    """Windows, read from the display without starting a process for each query."""
-
-    def __init__(self, env, display):
-        super().__init__(env)
-        self.display = display
-
-    def all(self):
-        return [found[:3] for found in self.display.all()]
-
-
 class Stage:
     """The run's folder and its display, shared by all sessions that do not have their own."""
 
@@ -102,8 +119,8 @@ class Stage:
         self.env.pop("WAYLAND_DISPLAY", None)
         self.processes.append(subprocess.Popen(["openbox"], env=self.env, stdin=subprocess.DEVNULL, stdout=self.log,
                                                stderr=self.log))
-        self.x = xdisplay.XDisplay(self.display)
-        self.windows = StageWindows(self.env, self.x)
+        from xdisplay import XDisplay  # not above, since some scripts import this before they install its package
+        self.x = XDisplay(self.display)
         wait_until(self.x.has_manager, 20, "the window manager")
         self.sessions = 0
 
@@ -180,6 +197,13 @@ class Session:
         self.list_file = os.path.join(folder, "Pellora.dat")
         self.companion.path = os.path.join(folder, "pelloractl")
 
+    def preload(self, source, **variables):
+        """Compiles a source beside this one into a library, which is loaded into the program with these variables."""
+        library = os.path.join(self.root, source + ".so")
+        subprocess.run(["g++", "-std=c++20", "-shared", "-fPIC", "-O1", "-o", library, os.path.join(HERE, source), "-ldl"],
+                       stdin=subprocess.DEVNULL, check=True)
+        self.env.update(LD_PRELOAD=library, **variables)
+
     def start(self):
         self.process = self.launch()
         wait_until(lambda: self.name_taken() or self.process.poll() is not None, 30, "the program on its bus")
@@ -199,19 +223,29 @@ class Session:
         with open(os.path.join(self.root, "program.log"), encoding="utf-8", errors="replace") as f:
             return f.read()
 
-    def call(self, destination, path, method, *arguments):
-        return subprocess.run(["gdbus", "call", "--session", "--dest", destination, "--object-path", path, "--method",
-                               method, *arguments], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
-                              timeout=60, check=False)
+    def connect(self):
+        """A new connection to the session's bus."""
+        from bus import Bus  # not above, as with XDisplay
+        return Bus(self.env["DBUS_SESSION_BUS_ADDRESS"])
+
+    def call_bus(self, method, *values):
+        """The first result of a method of the bus itself; its arguments are texts and numbers."""
+        with self.connect() as bus:
+            return (bus.call_daemon(method, *values) or [None])[0]
 
     def name_taken(self):
-        answer = self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner", BUS_NAME)
-        return b"true" in answer.stdout
+        return self.call_bus("NameHasOwner", BUS_NAME)
+
+    def owner(self):
+        """The process id of the program that the bus knows, whoever started it."""
+        return self.call_bus("GetConnectionUnixProcessID", BUS_NAME)
+
+    def call_program(self, method, *texts):
+        with self.connect() as bus:
+            bus.call(*PROGRAM_OBJECT, method, *texts)
 
     def menu_url(self, url, referrer="", cookie=""):
-        answer = self.call(BUS_NAME, OBJECT, BUS_NAME + ".MenuURL", url, referrer, cookie)
-        if answer.returncode != 0:
-            raise RuntimeError(answer.stderr.decode(errors="replace"))
+        self.call_program("MenuURL", url, referrer, cookie)
 
     def resume(self):
         result = self.companion.run("resume")
@@ -234,6 +268,16 @@ class Session:
     def windows_of(self, pid):
         return [found[:3] for found in self.stage.x.all() if found[3] == pid]
 
+    def titled(self, part, dialog=None):
+        """Its windows whose titles contain this text, first those that have no other. Only the latter for MAIN, which is
+        part of other titles."""
+        found = sorted(self.own_windows(), key=lambda each: each[1] != part)
+        return [window for window, title, is_dialog in found
+                if part in title and (part != MAIN or title == MAIN) and dialog in (None, is_dialog)]
+
+    def window(self, part, dialog=None, timeout=20):
+        return wait_until(lambda: self.titled(part, dialog), timeout, "a window of %r" % part)[0]
+
     def dialogs(self):
         return [(window, title) for window, title, is_dialog in self.own_windows() if is_dialog]
 
@@ -249,16 +293,18 @@ class Session:
 
     def press_until(self, done, window, *keys, timeout=20, what="an effect of keys"):
         """Repeats the keys until they have an effect; only for keys that may be sent twice."""
-        def try_it():
-            value = done()
-            if value:
-                return value
-            self.press(window, *keys)
-            try:
-                return wait_until(done, 5, what, slowness=1)
-            except TimeoutError:
-                return None
-        return wait_until(try_it, timeout, what)
+        return done() or act_until(done, lambda: self.press(window, *keys), what, timeout)
+
+    def choose(self, *keys):
+        """Opens a menu of the main window by its key and chooses an entry by the key that follows."""
+        menus = self.stage.x.menus
+        self.press_until(menus, self.window(MAIN, False), keys[0], what="the menu")
+        self.stage.x.keys(*keys[1:])
+        wait_until(lambda: not menus(), 20, "the end of the menu")
+
+    def press_in_dialogs(self, key="Return"):
+        for window, _ in self.dialogs():
+            self.press(window, key)
 
     def dismiss(self, window, key="Return"):
         """Answers a message with its default key, or another one. Returns when it is closed."""
@@ -278,7 +324,7 @@ class Session:
         folder = os.environ.get("PELLORA_PICTURES")
         if folder:
             os.makedirs(folder, exist_ok=True)
-            self.stage.windows.screenshot(os.path.join(folder, name + ".png"))
+            self.stage.x.screenshot(os.path.join(folder, name + ".png"))
 
     def memory(self, field="VmHWM"):
         """In bytes; VmHWM is the peak."""

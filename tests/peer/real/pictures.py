@@ -13,9 +13,9 @@ import time
 
 import harness
 import origin
+from harness import MAIN
 from screen import Screen
 
-MAIN = "Pellora !"
 DARK = {
     "View": ("34,36,40", "228,230,234"), "Window": ("43,45,49", "228,230,234"), "Button": ("53,56,61", "228,230,234"),
     "Selection": ("47,127,214", "255,255,255"), "Tooltip": ("34,36,40", "228,230,234"),
@@ -81,7 +81,7 @@ class Album:
 
     def _shoot(self, name, window, *options):
         path = os.path.join(self.folder, name + ".png")
-        self.run("import", "-window", window, *options, path)
+        self.run("import", "-window", window if window == "root" else hex(window), *options, path)
         self.taken.append(path)
 
     # The contents.
@@ -119,7 +119,7 @@ class Album:
         self.screen.click("push button", self.text(515), "debian-live.iso")
         self.take("transfer-short", transfer)
         main = self.screen.raise_window(MAIN)
-        self.run("xdotool", "windowmove", main, "20", "20")
+        self.session.stage.x.configure(main, x=20, y=20)
         self.take("main", main)
         self.draw_menus()
         self.screen.click("push button", "Show or hide the side pane", MAIN)

@@ -67,10 +67,6 @@ class Screen:
     def wait_gone(self, role, name, window="", timeout=20):
         harness.wait_until(lambda: self.find(role, name, window) is None, timeout, "the end of %s %r" % (role, name))
 
-    def xdotool(self, *words):
-        subprocess.run(["xdotool", *map(str, words)], env=self.session.stage.env, stdin=subprocess.DEVNULL,
-                       capture_output=True, timeout=20, check=True)
-
     @property
     def x(self):
         return self.session.stage.x
@@ -78,10 +74,7 @@ class Screen:
     def raise_window(self, part):
         """Activates the window whose title is `part` or contains it. Returns its id."""
         def found():
-            for window, title, _ in sorted(self.session.own_windows(), key=lambda each: each[1] != part):
-                if part in title and self.x.activate(window):
-                    return window
-            return None
+            return next(filter(self.x.activate, self.session.titled(part)), None)
         return harness.wait_until(found, 20, "a window of %r" % part)
 
     def steady(self, role, name, window=""):

@@ -36,7 +36,7 @@ master_process off;
 worker_processes 1;
 pid {folder}/nginx.pid;
 error_log {folder}/error.log;
-events {{ worker_connections 256; }}
+events {{ worker_connections 2048; }}
 http {{
   access_log {folder}/access.log;
   client_body_temp_path {folder}/body;
@@ -47,66 +47,65 @@ http {{
   default_type application/octet-stream;
   sendfile on;
   limit_conn_zone $server_port zone=each:1m;
-  server {{ listen 127.0.0.1:{plain}; root {folder}/files; }}
-  server {{ listen 127.0.0.1:{whole}; root {folder}/files; max_ranges 0; }}
-  server {{ listen 127.0.0.1:{slow}; root {folder}/files; limit_rate 400k; }}
-  server {{ listen 127.0.0.1:{crowded}; root {folder}/files; limit_conn each 2; limit_rate 400k; }}
+  root {folder}/files;
+  {servers}
 }}
 """
 
 
 class Nginx:
-    """Four servers for the same files: `plain` with ranges, `whole` without, `slow` at 400 KiB/s for each connection,
-    and `crowded`, which serves two connections at a time and replies 503 to more."""
+    """Servers for the same files. Each has its port as an attribute: `plain` with ranges, `whole` without, `slow` at
+    400 KiB/s for each connection, and `crowded`, which serves two connections at a time and replies 503 to more."""
+
+    address = "127.0.0.1"
+    prefix = ()  # a command that runs nginx elsewhere
+    rules = {"plain": "", "whole": "max_ranges 0;", "slow": "limit_rate 400k;",
+             "crowded": "limit_conn each 2; limit_rate 400k;"}
 
     def __init__(self):
         self.folder = harness.Stage.get().new_folder("nginx")
+        os.chmod(harness.Stage.get().folder, 0o755)
         self.files = os.path.join(self.folder, "files")
         os.mkdir(self.files)
-        self.plain, self.whole, self.slow, self.crowded = (free_port() for _ in range(4))
-        config = os.path.join(self.folder, "nginx.conf")
-        with open(config, "w", encoding="ascii") as f:
-            f.write(NGINX.format(folder=self.folder, plain=self.plain, whole=self.whole, slow=self.slow,
-                                 crowded=self.crowded))
-        with open(os.path.join(self.folder, "stderr.log"), "wb") as log:
-            self.process = subprocess.Popen(["/usr/sbin/nginx", "-p", self.folder, "-c", config, "-e",
-                                             os.path.join(self.folder, "start.log")],
-                                            stdin=subprocess.DEVNULL, stdout=log, stderr=log)
-        os.chmod(harness.Stage.get().folder, 0o755)
-        wait_port(self.plain, self.process)
+        lines = []
+        for name, rules in self.rules.items():
+            self.port = free_port()
+            setattr(self, name, self.port)
+            lines.append("server { listen %s:%d; %s }" % (self.address, self.port, rules))
+        with open(os.path.join(self.folder, "nginx.conf"), "w", encoding="ascii") as f:
+            f.write(NGINX.format(folder=self.folder, servers="\n  ".join(lines)))
+        self.start()
+
+    def start(self):
+        with open(os.path.join(self.folder, "stderr.log"), "ab") as log:
+            self.process = subprocess.Popen(
+                [*self.prefix, "/usr/sbin/nginx", "-p", self.folder, "-c", os.path.join(self.folder, "nginx.conf"), "-e",
+                 os.path.join(self.folder, "start.log")], stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+        wait_port(self.port, self.process, self.address)
 
     def put(self, name, data):
         with open(os.path.join(self.files, name), "wb") as f:
             f.write(data)
 
-    @staticmethod
-    def url(port, name):
-        return "http://127.0.0.1:%d/%s" % (port, name)
+    def url(self, port, name):
+        return "http://%s:%d/%s" % (self.address, port, name)
 
     def close(self):
         harness.end_process(self.process)
 
 
-class WholeHeaders:
+class WholeHeaders(origin.Server):
     """A relay to a server on loopback that delays a reply until its headers are complete. A server may write them line
     by line, so whether they arrive in one piece is random, and the program judges a reply by its first piece."""
 
     def __init__(self, port, address="127.0.0.1"):
         self.to = (address, port)
-        self.listener = origin.listen_low()
-        self.port = self.listener.getsockname()[1]
-        self.accepting = threading.Thread(target=self._accept, daemon=True)
-        self.accepting.start()
+        super().__init__()
 
-    def _accept(self):
-        while True:
-            try:
-                client, _ = self.listener.accept()
-            except OSError:
-                return
-            server = socket.create_connection(self.to)
-            threading.Thread(target=self._relay, args=(client, server, b""), daemon=True).start()
-            threading.Thread(target=self._relay, args=(server, client, b"\r\n\r\n"), daemon=True).start()
+    def serve(self, client):
+        server = socket.create_connection(self.to)
+        threading.Thread(target=self._relay, args=(client, server, b""), daemon=True).start()
+        self._relay(server, client, b"\r\n\r\n")
 
     @staticmethod
     def _relay(source, sink, until):
@@ -127,9 +126,6 @@ class WholeHeaders:
                 end.shutdown(socket.SHUT_RDWR)
             except OSError:
                 pass
-
-    def close(self):
-        origin.end_accepting(self.listener, self.accepting)
 
 
 class Tinyproxy:

@@ -2,16 +2,14 @@
 operated with the mouse or the keyboard."""
 
 import os
-import subprocess
 import time
 import unittest
 
 import harness
 import listfile
-import origin
-from screen import Screen
+from case import Case
+from harness import MAIN
 
-MAIN = "Pellora !"
 DIALOG = "Enter the URL of the file to download"
 QUESTION = "Pellora Question ! Clipboard hook"
 DELETE = "This download is running. Do you want to stop it and delete it from the list?"
@@ -19,61 +17,22 @@ RESET = "Some downloads are not finished. Do you want to stop them and empty the
 CLEAR = "Do you want to remove all finished downloads from the list? The files stay on the disk."
 QUIT = "Do you want to quit Pellora? Running downloads are paused and can be resumed later."
 
-OPENER = """#!/bin/sh
-printf '%s\\n' "$@" >>"{log}"
-"""
 
-
-class Base(unittest.TestCase):
-    settings = {}
+class Base(Case):
+    settings = {"MaxSegments": 2}
 
     def setUp(self):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.session = harness.Session("actions", **{"MaxSegments": 2, **self.settings})
-        self.addCleanup(self.session.close)
+        super().setUp()
         self.catch_opened_files()
-        self.screen = Screen(self.session)
-        self.addCleanup(self.screen.close)
-        self.session.start()
-        self.screen.wait("push button", "Add URL", MAIN)
+        self.start_with_screen()
 
-    def catch_opened_files(self):
-        folder = os.path.join(self.session.root, "bin")
-        os.mkdir(folder)
-        self.opened_log = os.path.join(self.session.root, "opened")
-        path = os.path.join(folder, "xdg-open")
-        with open(path, "w", encoding="utf-8") as f:
-            f.write(OPENER.format(log=self.opened_log))
-        os.chmod(path, 0o755)
-        self.session.env["PATH"] = folder + ":" + self.session.env["PATH"]
-
-    def opened(self):
-        if not os.path.exists(self.opened_log):
-            return []
-        with open(self.opened_log, encoding="utf-8") as f:
-            return f.read().splitlines()
-
-    def state(self, url):
-        download = self.session.companion.find(url)
-        return download.state if download else None
-
-    def wait_state(self, url, state):
-        harness.wait_until(lambda: self.state(url) == state, 20, "%s to be %s" % (url, state))
-
-    def slow(self, path="/slow.bin", rate=50000):
-        self.origin.serve_file(path, 60000000, rate=rate)
-        url = self.origin.url(path)
-        self.session.menu_url(url)
-        harness.wait_until(lambda: getattr(self.session.companion.find(url), "received", 0) > 0, 20, "the first bytes")
+    def slow(self, path="/slow.bin"):
+        url = super().slow(path)
         self.screen.wait("table cell", os.path.basename(path), MAIN)
         return url
 
-    def finished(self, path="/done.bin", size=20000):
-        self.origin.serve_file(path, size)
-        url = self.origin.url(path)
-        self.session.menu_url(url)
-        [download] = self.session.companion.wait_finished([url], 30)
+    def finished(self, path="/done.bin"):
+        download = self.fetch(self.serve(path))
         self.screen.wait("table cell", os.path.basename(path), MAIN)
         return download
 
@@ -91,35 +50,23 @@ class Base(unittest.TestCase):
     def popup(self, name, *keys):
         """Opens the context menu of a row and presses the keys, which must close it."""
         # Assistive technology sees the entries only when they get the focus.
-        menus = self.session.stage.x.menus
-
-        def opened():
-            time.sleep(0.5)  # two right clicks in quick succession count as a double click, which opens no menu
-            self.screen.click("table cell", name, MAIN, button=3)
-            try:
-                return harness.wait_until(menus, 5, "the menu", slowness=1)
-            except TimeoutError:
-                return None
-        harness.wait_until(opened, 20, "the menu of %s" % name)
+        self.open_menu(lambda: self.screen.click("table cell", name, MAIN, button=3))
         self.screen.keys(*keys)
-        harness.wait_until(lambda: not menus(), 20, "the end of the menu of %s" % name)
+        harness.wait_until(lambda: not self.x.menus(), 20, "the end of the menu of %s" % name)
 
 
 class AddingDownloads(Base):
     def test_dialog_adds_a_download_that_starts_now(self):
-        self.origin.serve_file("/now.bin", 20000)
-        url = self.origin.url("/now.bin")
+        url = self.serve("/now.bin")
         self.press("Add URL")
         self.screen.raise_window(DIALOG)
         self.screen.type("  " + url + " ")  # replaces the proposal, which is selected
         self.screen.click("push button", "Download Now !", DIALOG)
-        [download] = self.session.companion.wait_finished([url], 30)
-        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000))
+        self.saved(url)
         self.screen.wait_gone("push button", "Download Now !")
 
     def test_download_for_later_waits_until_its_row_is_double_clicked(self):
-        self.origin.serve_file("/later.bin", 20000)
-        url = self.origin.url("/later.bin")
+        url = self.serve("/later.bin")
         self.menu("File", "Add URL")
         self.screen.raise_window(DIALOG)
         self.screen.type(url)
@@ -127,7 +74,7 @@ class AddingDownloads(Base):
         self.wait_state(url, "waiting")
         self.assertEqual(self.origin.requests_for("/later.bin"), [])
         self.screen.double_click("table cell", "later.bin", MAIN)
-        self.session.companion.wait_finished([url], 30)
+        self.saved(url)
 
     def test_closed_dialog_adds_nothing_and_opens_again(self):
         for _ in range(2):
@@ -143,33 +90,21 @@ class AddingDownloads(Base):
         request_count = len(self.origin.requests_for("/done.bin"))
         self.session.menu_url(done.url)
         self.screen.answer("This URL is already in the list. Do you want to download it again from the beginning?", "Yes")
-        self.session.companion.wait_finished([done.url], 30)
         harness.wait_until(lambda: len(self.origin.requests_for("/done.bin")) > request_count, 10, "a second fetch")
-        self.session.companion.wait_finished([done.url], 30)
+        self.saved(done.url)
         self.assertEqual([d.index for d in self.session.companion.downloads()], [done.index])
 
 
 class CopiedText(Base):
-    settings = {"CheckClipboard": "True", "MaxSimulDownlads": "1"}
-
-    def copy(self, text):
-        owner = subprocess.Popen(["xclip", "-selection", "clipboard", "-quiet"], env=self.session.stage.env,
-                                 stdin=subprocess.PIPE, stdout=self.session.log, stderr=self.session.log)
-        self.addCleanup(harness.end_process, owner)
-        owner.stdin.write(text)
-        owner.stdin.close()
-        return owner
+    settings = {"MaxSegments": 2, "CheckClipboard": "True", "MaxSimulDownlads": "1"}
 
     def test_url_from_another_program_is_asked_about_while_downloads_and_queue_continue(self):
-        self.origin.serve_file("/first.bin", 2000000, rate=100000)
-        self.origin.serve_file("/second.bin", 400000, rate=100000)
-        self.origin.serve_file("/copied.zip", 20000)
-        urls = [self.origin.url(name) for name in ("/first.bin", "/second.bin")]
+        urls = [self.serve("/first.bin", 2000000, rate=100000), self.serve("/second.bin", 400000, rate=100000)]
+        copied = self.serve("/copied.zip")
         self.session.menu_url(urls[0])
         self.wait_state(urls[0], "active")
         self.session.menu_url(urls[1])
         self.wait_state(urls[1], "queued")
-        copied = self.origin.url("/copied.zip")
         self.copy(copied.encode())
         self.screen.wait("push button", "Yes", QUESTION)
         self.screen.wait("label", copied, QUESTION)
@@ -178,30 +113,28 @@ class CopiedText(Base):
         self.assertIsNotNone(self.screen.find("push button", "Yes", QUESTION))
         self.assertIsNone(self.session.companion.find(copied))
         self.screen.click("push button", "Yes", QUESTION)
-        self.session.companion.wait_finished([copied], 30)
+        self.saved(copied)
 
     def test_url_copied_with_its_line_end_is_asked_about_and_fetched_without_it(self):
-        self.origin.serve_file("/line.zip", 20000)
-        url = self.origin.url("/line.zip")
+        url = self.serve("/line.zip")
         self.copy(b" " + url.encode() + b"\r\n")
         self.screen.wait("label", url, QUESTION)
         self.screen.click("push button", "Yes", QUESTION)
-        [done] = self.session.companion.wait_finished([url], 30)
-        self.assertEqual(done.url, url)
+        self.saved(url)
         self.assertEqual({r.path for r in self.origin.requests}, {"/line.zip"})
 
     def test_text_that_is_no_url_opens_nothing_and_does_no_harm(self):
-        self.origin.serve_file("/last.zip", 20000)
+        last = self.serve("/last.zip")
         for text in (b"http://127.0.0.1/a.zip\nhttp://127.0.0.1/b.zip", b"http://127.0.0.1/\x01\x02\x07.zip" + b"\0",
                      b"http://127.0.0.1/" + b"x" * (1 << 20), b"\xff\xfe\xfd", b""):
             harness.end_process(self.copy(text), 1)
             time.sleep(0.6)
         self.assertLess(self.session.response_seconds(), harness.PROMPT)
-        self.copy(self.origin.url("/last.zip").encode())
-        self.screen.wait("label", self.origin.url("/last.zip"), QUESTION)
+        self.copy(last.encode())
+        self.screen.wait("label", last, QUESTION)
         self.screen.keys("Escape")
         self.screen.wait_gone("push button", "Yes", QUESTION)
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
 
 class RunningDownloads(Base):
@@ -243,13 +176,13 @@ class RunningDownloads(Base):
         self.select("slow.bin")
         self.screen.keys("Delete")
         self.screen.answer(DELETE, "Yes")
-        harness.wait_until(lambda: self.state(url) is None, 10, "the record to go")
+        self.wait_state(url, None)
         url = self.slow("/second.bin")
         self.select("second.bin")
         self.press("Pause")
         self.wait_state(url, "paused")
         self.popup("second.bin", "d")
-        harness.wait_until(lambda: self.state(url) is None, 10, "the record to go")
+        self.wait_state(url, None)
         self.assertEqual(self.session.dialogs(), [])
         self.assertEqual(os.listdir(self.session.parts), [])
 

@@ -6,7 +6,7 @@ import time
 import unittest
 
 import harness
-import origin
+from case import Case
 
 SIDE = 32
 WIDTH, HEIGHT = 1280, 1024
@@ -15,39 +15,17 @@ SOURCE = os.path.join(TOOLS, "drag_source")
 LINKS_SOURCE = os.path.join(TOOLS, "links_source")
 
 
-class Basket(unittest.TestCase):
-    settings = {}
+class Basket(Case):
+    settings = {"MaxSegments": 4}
 
     def setUp(self):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.session = harness.Session("basket", MaxSegments=4, **self.settings)
-        self.addCleanup(self.session.close)
+        super().setUp()
         self.session.start()
-        self.main = harness.wait_until(lambda: self.own("Pellora !"), 10, "the main window")[0]
-
-    def own(self, title):
-        return [w for w, found, _ in self.session.own_windows() if found == title]
-
-    @property
-    def x(self):
-        return self.session.stage.x
-
-    def press_entry(self):
-        """Chooses the first entry of the menu Options."""
-        self.session.press_until(self.x.menus, self.main, "alt+o", what="the menu")
-        self.x.keys("b")
-        harness.wait_until(lambda: not self.x.menus(), 20, "the end of the menu")
 
     def open(self):
-        self.press_entry()
-        self.basket = harness.wait_until(lambda: self.own("Form4"), 10, "the basket")[0]
-        seen = []
-
-        def steady():
-            seen.append(self.place())
-            return len(seen) > 5 and seen[-6:] == [seen[-1]] * 6
-        harness.wait_until(steady, 10, "the basket at its place")
+        self.session.choose("alt+o", "b")
+        self.basket = self.session.window("Form4")
+        harness.wait_steady(self.place, "the basket at its place")
 
     def place(self):
         """(left, top, width, height) on the screen."""
@@ -71,12 +49,12 @@ class Basket(unittest.TestCase):
         left, top, width, height = self.place()
         self.assertEqual((left, width, height), (WIDTH // 2 - SIDE, SIDE, SIDE))
         self.assertAlmostEqual(top, HEIGHT / 2 - SIDE - 500 / 15, delta=1)
-        self.assertIn("_NET_WM_STATE_ABOVE", self.session.stage.windows._xprop("-id", self.basket, "_NET_WM_STATE"))
+        self.assertIn(self.x.atom("_NET_WM_STATE_ABOVE"), self.x.property(self.basket, "_NET_WM_STATE"))
         self.session.save_screenshot("basket")
 
     def test_takes_no_focus(self):
         self.open()
-        self.assertTrue(self.x.has_keyboard(self.main))
+        self.assertTrue(self.x.has_keyboard(self.session.window(harness.MAIN)))
 
     def test_follows_the_mouse_and_stops_at_the_edges(self):
         self.open()
@@ -96,8 +74,8 @@ class Basket(unittest.TestCase):
         self.drag((300, 400))
         self.expect_corner(300 - 16, 400 - 16)
         before = self.place()
-        self.press_entry()
-        harness.wait_until(lambda: not self.own("Form4"), 10, "the basket to go")
+        self.session.choose("alt+o", "b")
+        harness.wait_until(lambda: not self.session.titled("Form4"), 10, "the basket to go")
         self.open()
         self.assertEqual(self.place(), before)
 
@@ -108,7 +86,7 @@ class Basket(unittest.TestCase):
         harness.wait_until(self.x.menus, 20, "the menu of the basket")
         self.session.save_screenshot("basket-menu")
         self.x.keys("c")
-        harness.wait_until(lambda: not self.own("Form4"), 10, "the basket to go")
+        harness.wait_until(lambda: not self.session.titled("Form4"), 10, "the basket to go")
         self.open()  # the entry was unchecked, so one click shows the basket again
 
     def drop(self, *text, until=None):
@@ -116,8 +94,8 @@ class Basket(unittest.TestCase):
         source = subprocess.Popen([SOURCE, *text], env=self.session.env, stdin=subprocess.DEVNULL,
                                   stdout=subprocess.PIPE, stderr=self.session.log)
         try:
-            window = harness.wait_until(
-                lambda: [w for w, title, _ in self.session.stage.windows.all() if title == "drag source"], 10, "the source")[0]
+            [window] = harness.wait_until(
+                lambda: [each[0] for each in self.x.all() if each[1] == "drag source"], 10, "the source")
             self.x.activate(window)
             x, y, _, _ = self.x.place(window)
             left, top, _, _ = self.place()
@@ -148,8 +126,7 @@ class Basket(unittest.TestCase):
             source.stdout.close()
 
     def test_adds_a_drop_from_another_program_without_starting_it(self):
-        self.origin.serve_file("/dropped.bin", 30000)
-        url = self.origin.url("/dropped.bin")
+        url = self.serve("/dropped.bin")
         self.open()
         self.assertEqual(self.drop("  " + url, until=self.session.companion.downloads), "1")
         [download] = self.session.companion.downloads()
@@ -157,13 +134,12 @@ class Basket(unittest.TestCase):
         self.assertEqual(self.origin.requests_for("/dropped.bin"), [])
         self.assertEqual(download.url.strip(), url)
         self.session.resume()
-        [finished] = self.session.companion.wait_finished([download.url], 30)
-        self.assertEqual(harness.digest(finished.saved_path), origin.content_digest(30000))
+        self.saved(download.url)
 
     def drop_links(self, links):
         """Whether the basket accepts a drop that offers these links and no text."""
         left, top, _, _ = self.place()
-        result = subprocess.run([LINKS_SOURCE, self.basket, str(left + 16), str(top + 16), links], env=self.session.env,
+        result = subprocess.run([LINKS_SOURCE, hex(self.basket), str(left + 16), str(top + 16), links], env=self.session.env,
                                 stdin=subprocess.DEVNULL, capture_output=True, timeout=120, check=True)
         return result.stdout.strip() == b"1"
 

@@ -8,17 +8,15 @@ import unittest
 
 import harness
 import listfile
-import origin
+from case import Case
 
 
-class Files(unittest.TestCase):
+class Files(Case):
+    settings = {"MaxSegments": 4}
+
     def setUp(self):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.origin.serve_file("/a.bin", 300000)
-        self.url = self.origin.url("/a.bin")
-        self.session = harness.Session("files", MaxSegments=4)
-        self.addCleanup(self.session.close)
+        super().setUp()
+        self.url = self.serve("/a.bin", 300000)
 
     def write(self, path, data):
         with open(path, "wb") as f:
@@ -28,34 +26,26 @@ class Files(unittest.TestCase):
         with open(path, "rb") as f:
             return f.read()
 
-    def fetch(self):
-        self.session.menu_url(self.url)
-        [download] = self.session.companion.wait_finished([self.url], 30)
-        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(300000))
-
-    def end_with(self, code):
-        self.assertEqual(self.session.stop(), code, self.session.read_log())
-
     def test_garbage_settings_load_as_defaults(self):
         self.write(self.session.settings_file, bytes(range(256)) * 100)
         self.session.start()
         # The downloads folder is set in the other file, which is intact.
-        self.fetch()
+        self.fetch(self.url)
         self.assertEqual(self.session.dialogs(), [])
-        self.end_with(0)
+        self.stop()
 
     def test_setting_that_does_not_convert_still_loads_texts(self):
         self.write(self.session.settings_file, b"[Options]\nMaxSimulDownlads=9\nCheckClipboard=False\nProxyPort=99999\n")
         self.session.start()
-        self.fetch()
-        self.end_with(0)
+        self.fetch(self.url)
+        self.stop()
 
     def test_folder_in_place_of_the_settings_is_reported(self):
         os.remove(self.session.settings_file)
         os.mkdir(self.session.settings_file)
         self.session.start()
         self.session.dismiss(self.session.wait_dialog()[0])
-        self.end_with(0)
+        self.stop()
         self.assertTrue(os.path.isdir(self.session.settings_file))
 
     def test_oversized_settings_file_is_reported_and_left_alone(self):
@@ -64,7 +54,7 @@ class Files(unittest.TestCase):
         self.session.start()
         self.session.wait_dialog()
         self.assertLess(self.session.memory(), 300 << 20)
-        self.end_with(0)
+        self.stop()
         self.assertEqual(os.path.getsize(self.session.settings_file), len(text))
 
     def test_garbage_list_is_copied_aside(self):
@@ -72,8 +62,8 @@ class Files(unittest.TestCase):
         self.write(self.session.list_file, damage)
         self.session.start()
         self.assertEqual(self.session.companion.downloads(), [])
-        self.fetch()
-        self.end_with(0)
+        self.fetch(self.url)
+        self.stop()
         self.assertEqual(self.read(self.session.list_file + ".damaged"), damage)
         self.assertTrue(listfile.find(self.session.list_file, self.url).finished)
 
@@ -82,22 +72,22 @@ class Files(unittest.TestCase):
             with self.subTest(count=count), harness.Session("counts", MaxSegments=4) as self.session:
                 self.write(self.session.list_file, b"\x6f\x86\x01\x00" + count + b"\1" * 50)
                 self.session.start()
-                self.fetch()
-                self.end_with(0)
+                self.fetch(self.url)
+                self.stop()
                 self.assertTrue(os.path.exists(self.session.list_file + ".damaged"))
 
     def test_folder_in_place_of_the_list_is_reported(self):
         os.mkdir(self.session.list_file)
         self.session.start()
         self.session.wait_dialog()
-        self.fetch()
-        self.end_with(0)
+        self.fetch(self.url)
+        self.stop()
         self.assertTrue(os.path.isdir(self.session.list_file))
 
     def test_read_only_list_is_left_unchanged(self):
         self.session.start()
-        self.fetch()
-        self.end_with(0)
+        self.fetch(self.url)
+        self.stop()
         before = self.read(self.session.list_file)
         os.chmod(self.session.list_file, 0o444)
         os.chmod(self.session.program, 0o555)
@@ -106,7 +96,7 @@ class Files(unittest.TestCase):
         self.session.start()
         time.sleep(6)
         self.assertTrue(self.session.companion.find(self.url).finished)
-        self.end_with(0)
+        self.stop()
         self.assertEqual(self.read(self.session.list_file), before)
 
     def test_program_runs_without_its_language_file(self):
@@ -120,7 +110,7 @@ class Files(unittest.TestCase):
                 self.session.menu_url(self.url)
                 time.sleep(1)
                 self.assertLess(self.session.response_seconds(), harness.PROMPT)
-                self.end_with(0)
+                self.stop()
 
     def check_download_folder(self, give_back):
         self.session.start()
@@ -128,15 +118,14 @@ class Files(unittest.TestCase):
         self.session.dismiss(self.session.wait_dialog()[0])
         self.assertFalse(self.session.companion.find(self.url).finished)
         self.assertEqual(sum(os.path.getsize(self.session.parts + n) for n in os.listdir(self.session.parts)), 300000)
-        self.end_with(0)
+        self.stop()
         give_back(self.session.downloads)
         request_count = len(self.origin.requests)
         self.session.start()
         self.session.resume()
-        [download] = self.session.companion.wait_finished([self.url], 30)
-        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(300000))
-        self.assertEqual([r.range() for r in self.origin.requests[request_count:] if r.range()], [], "fetched again")
-        self.end_with(0)
+        self.saved(self.url)
+        self.assertEqual(self.origin.ranges(request_count), [], "fetched again")
+        self.stop()
 
     def test_unwritable_downloads_folder_keeps_the_parts(self):
         os.chmod(self.session.downloads, 0o555)
@@ -148,11 +137,9 @@ class Files(unittest.TestCase):
         self.check_download_folder(os.mkdir)
 
     def end_by_part_file(self, answer):
-        self.origin.serve_file("/first.bin", 20000)
-        first = self.origin.url("/first.bin")
+        first = self.serve("/first.bin")
         self.session.start()
-        self.session.menu_url(first)
-        self.session.companion.wait_finished([first], 20)
+        self.fetch(first)
         harness.wait_until(lambda: getattr(listfile.find(self.session.list_file, first), "finished", False), 10,
                            "the save")
         os.rmdir(self.session.parts)

@@ -3,7 +3,6 @@ pause, kill, a limit of logins, and files that are missing or forbidden."""
 
 import os
 import socket
-import threading
 import time
 import unittest
 
@@ -11,6 +10,7 @@ import ftpservers
 import harness
 import listfile
 import origin
+from case import Case
 
 MIB = 1 << 20
 LARGE = 50 * MIB
@@ -24,27 +24,17 @@ def put(server, name, size, seed):
     return server.url(name)
 
 
-class OrderServer:
+class OrderServer(origin.Server):
     """Serves one generated file, and records for each RETR whether the data connection had been opened before. The
     replies after a 227 come `pause` seconds later without further commands."""
 
     def __init__(self, size, pause):
         self.size, self.pause = size, pause
         self.orders = []
-        self.listener = origin.listen_low()
-        self.thread = threading.Thread(target=self.accept, daemon=True)
-        self.thread.start()
+        super().__init__()
 
     def url(self, name):
-        return "ftp://anonymous:x@127.0.0.1:%d/%s" % (self.listener.getsockname()[1], name)
-
-    def accept(self):
-        while True:
-            try:
-                connection, _ = self.listener.accept()
-            except OSError:
-                return
-            threading.Thread(target=self.serve, args=(connection,), daemon=True).start()
+        return "ftp://anonymous:x@127.0.0.1:%d/%s" % (self.port, name)
 
     def serve(self, connection):
         connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
@@ -87,44 +77,41 @@ class OrderServer:
             connection.sendall(b"150 here it comes\r\n")
             data.sendall(origin.content(self.size, 0, start))
 
-    def close(self):
-        origin.end_accepting(self.listener, self.thread)
 
+class FtpServers(Case):
+    settings = {"MaxSegments": 8}
 
-class FtpServers(unittest.TestCase):
+    def setUp(self):
+        super().setUp()
+        self.session.start()
+
     def start(self, kind, **options):
         server = kind(**options)
         self.addCleanup(server.close)
         return server
 
-    def session(self):
-        session = harness.Session("ftp", MaxSegments=8)
-        self.addCleanup(session.close)
-        return session.start()
-
-    def expect_files(self, session, expected, timeout=90):
+    def expect_files(self, expected, timeout=90):
         """`expected` maps URLs to (size, seed)."""
-        for download in session.companion.wait_finished(list(expected), timeout):
+        for download in self.session.companion.wait_finished(list(expected), timeout):
             size, seed = expected[download.url]
             self.assertEqual(os.path.getsize(download.saved_path), size)
             self.assertEqual(harness.digest(download.saved_path), origin.content_digest(size, seed), download.url)
-        self.assertEqual(os.listdir(session.parts), [])
-        self.assertEqual(session.dialogs(), [])
+        self.assertEqual(os.listdir(self.session.parts), [])
+        self.assertEqual(self.session.dialogs(), [])
 
     def fetch_every_size(self, kind):
         server = self.start(kind)
-        session = self.session()
         expected = {}
         for seed, (size, logins) in enumerate(((9999, 1), (10000, 2), (100000, 8), (LARGE, 8))):
             url = put(server, "%d.bin" % size, size, seed)
             expected[url] = (size, seed)
-            session.menu_url(url)
-        self.expect_files(session, expected)
+            self.session.menu_url(url)
+        self.expect_files(expected)
         # REST is sent once for each probe and at least once for each segment.
         self.assertGreaterEqual(len(server.restarts()), 4 + 1 + 2 + 8 + 8)
         self.assertEqual(server.refusals(), 0)
-        for download in session.companion.downloads():
-            segments = len(listfile.find(session.list_file, download.url).segments)
+        for download in self.session.companion.downloads():
+            segments = len(listfile.find(self.session.list_file, download.url).segments)
             # The list does not count the last byte of each segment, although the file is complete.
             self.assertEqual(download.received, download.size - segments)
             self.assertEqual(download.percent, 100.0)
@@ -135,36 +122,21 @@ class FtpServers(unittest.TestCase):
     def test_proftpd_serves_files_of_every_size_to_a_virtual_user(self):
         self.fetch_every_size(ftpservers.Proftpd)
 
-    def received(self, session, url):
-        download = session.companion.find(url)
-        return download.received if download else 0
-
-    def pause_all(self, session, urls):
-        """Pauses all by keyboard, with the menu of the main window."""
-        [main] = [w for w, title, _ in session.own_windows() if title.startswith("Pellora !")]
-        for _ in range(3):  # a busy display may lose a key
-            session.press(main, "alt+a")
-            session.press(main, "u")
-            try:
-                return harness.wait_until(
-                    lambda: all(session.companion.find(url).state == "paused" for url in urls), 6, "the pause", slowness=1)
-            except TimeoutError:
-                session.press(main, "Escape")
-        self.fail("the downloads are not paused: %s" % session.companion.downloads())
-
     def test_pause_and_kill_lose_only_unsaved_progress(self):
-        session = self.session()
+        session = self.session
         kinds = (ftpservers.Vsftpd, ftpservers.Proftpd)
         pairs = [(s, put(s, s.name + ".bin", LARGE, i)) for i, s in
                  enumerate(self.start(kind, rate=500000) for kind in kinds)]
         urls = [url for _, url in pairs]
         for url in urls:
             session.menu_url(url)
-        harness.wait_until(lambda: all(self.received(session, url) > 4 * MIB for url in urls), 60, "the first bytes")
-        self.pause_all(session, urls)
-        before = [self.received(session, url) for url in urls]
+        harness.wait_until(lambda: all(self.received(url) > 4 * MIB for url in urls), 60, "the first bytes")
+        session.choose("alt+a", "u")
+        for url in urls:
+            self.wait_state(url, "paused")
+        before = [self.received(url) for url in urls]
         time.sleep(1)
-        self.assertEqual([self.received(session, url) for url in urls], before)
+        self.assertEqual([self.received(url) for url in urls], before)
         asked = [len(server.restarts()) for server, _ in pairs]
         session.resume()
         harness.wait_until(lambda: all(len(server.restarts()) >= count + 8 for (server, _), count in zip(pairs, asked)), 60,
@@ -179,7 +151,7 @@ class FtpServers(unittest.TestCase):
         killed = [len(server.restarts()) for server, _ in pairs]
         session.start()
         session.resume()
-        self.expect_files(session, {url: (LARGE, i) for i, url in enumerate(urls)})
+        self.expect_files({url: (LARGE, i) for i, url in enumerate(urls)})
         for (server, _), record, received, paused, count in zip(pairs, records, before, asked, killed):
             kept = 0
             for number, segment in enumerate(record.segments):
@@ -195,14 +167,13 @@ class FtpServers(unittest.TestCase):
             self.assertEqual(kept, received)
 
     def test_data_connection_starts_before_retr_is_sent(self):
-        session = self.session()
         for number, pause in enumerate((0, 0.00005, 0.0002, 0.001, 0.02)):
             server = OrderServer(400003, pause)
             self.addCleanup(server.close)
             urls = [server.url("%d-%d.bin" % (number, each)) for each in range(3)]
             for url in urls:
-                session.menu_url(url)
-            session.companion.wait_finished(urls, 60)
+                self.session.menu_url(url)
+            self.session.companion.wait_finished(urls, 60)
             with self.subTest(pause=pause):
                 self.assertGreaterEqual(len(server.orders), 24)
                 self.assertEqual(server.orders.count(False), 0, "of %d" % len(server.orders))
@@ -210,9 +181,8 @@ class FtpServers(unittest.TestCase):
     def login_limit(self, kind):
         server = self.start(kind, most_logins=2)
         url = put(server, "limited.bin", 4 * MIB, 5)
-        session = self.session()
-        session.menu_url(url)
-        self.expect_files(session, {url: (4 * MIB, 5)})
+        self.session.menu_url(url)
+        self.expect_files({url: (4 * MIB, 5)})
         self.assertGreaterEqual(server.refusals(), 3)
 
     def test_vsftpd_with_two_logins_for_a_host_serves_eight_segments_in_turn(self):
@@ -222,7 +192,7 @@ class FtpServers(unittest.TestCase):
         self.login_limit(ftpservers.Proftpd)
 
     def test_missing_and_forbidden_files_are_reported_and_dropped(self):
-        session = self.session()
+        session = self.session
         for kind in (ftpservers.Vsftpd, ftpservers.Proftpd):
             server = self.start(kind)
             put(server, "there.bin", 20000, 1)
@@ -232,11 +202,11 @@ class FtpServers(unittest.TestCase):
                     window, _ = session.wait_dialog()
                     self.assertIsNotNone(session.companion.find(url))
                     session.dismiss(window)
-                    harness.wait_until(lambda: session.companion.find(url) is None, 10, "the record to go")
+                    self.wait_state(url, None)
             session.menu_url(server.url("there.bin"))
             session.companion.wait_finished([server.url("there.bin")], 30)
         self.assertEqual(os.listdir(session.parts), [])
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.stop()
 
 
 if __name__ == "__main__":

@@ -10,7 +10,7 @@ import time
 import unittest
 
 import harness
-import origin
+from case import Case
 
 HOST = "pellora-browser-host"
 MANIFEST = "pelloraproject.pellora.json"
@@ -21,15 +21,12 @@ def frame(request):
     return struct.pack("=I", len(raw)) + raw
 
 
-class HandOver(unittest.TestCase):
-    settings = {}
+class HandOver(Case):
+    settings = {"MaxSegments": 4}
 
     def setUp(self):
-        self.session = harness.Session("handover", MaxSegments=4, **self.settings)
+        super().setUp()
         self.session.move_program("a program with blanks")
-        self.addCleanup(self.session.close)
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
 
     def host(self, data, **changes):
         """(answers, exit code) of the host for these bytes."""
@@ -49,19 +46,14 @@ class HandOver(unittest.TestCase):
 
     def adopt(self):
         """Ends the program that the bus has started together with the session."""
-        def pid():
-            answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                       "org.freedesktop.DBus.GetConnectionUnixProcessID", harness.BUS_NAME)
-            return answer.returncode == 0 and int(answer.stdout.decode().split()[1].strip(",)"))
-        self.addCleanup(os.kill, harness.wait_until(pid, 20, "the program on its bus"), 15)
+        harness.wait_until(self.session.name_taken, 20, "the program on its bus")
+        self.addCleanup(os.kill, self.session.owner(), 15)
 
 
 class Host(HandOver):
     def test_hands_links_to_the_running_program(self):
         self.session.start()
-        self.origin.serve_file("/a.bin", 30000)
-        self.origin.serve_file("/b.bin", 30000)
-        urls = [self.origin.url("/a.bin"), self.origin.url("/b.bin")]
+        urls = [self.serve("/a.bin"), self.serve("/b.bin")]
         answers, code = self.host(frame({"url": urls[0], "referrer": "http://p.example/", "cookie": "k=v"}) +
                                   frame({"url": urls[1]}))
         self.assertEqual((answers, code), ([{"ok": True}, {"ok": True}], 0))
@@ -71,17 +63,15 @@ class Host(HandOver):
 
     def test_starts_the_program_if_it_is_not_running(self):
         self.session.start()
-        self.assertEqual(self.session.stop(), 0)
-        self.origin.serve_file("/a.bin", 30000)
-        url = self.origin.url("/a.bin")
+        self.stop()
+        url = self.serve("/a.bin")
         self.assertEqual(self.host(frame({"url": url})), ([{"ok": True}], 0))
         self.adopt()
         self.session.companion.wait_finished([url], 30)
 
     def test_finds_the_session_bus_if_the_browser_hides_it(self):
         self.session.start()
-        self.origin.serve_file("/a.bin", 30000)
-        url = self.origin.url("/a.bin")
+        url = self.serve("/a.bin")
         for hidden in ("disabled:", "", None):
             answers, code = self.host(frame({"url": url}), DBUS_SESSION_BUS_ADDRESS=hidden)
             self.assertEqual((answers, code), ([{"ok": True}], 0), hidden)
@@ -111,7 +101,7 @@ class Host(HandOver):
 
 
 class Manifests(HandOver):
-    settings = {"BrowserIngeration": "True"}
+    settings = {"MaxSegments": 4, "BrowserIngeration": "True"}
 
     def test_are_written_at_a_start_with_the_setting_on_and_removed_with_it_off(self):
         roots = [os.path.join(self.session.home, ".mozilla"),
@@ -128,13 +118,12 @@ class Manifests(HandOver):
             self.assertEqual(path, os.path.join(self.session.program, HOST))
             self.assertTrue(os.access(path, os.X_OK))
         self.assertFalse(os.path.exists(os.path.join(self.session.env["XDG_CONFIG_HOME"], "google-chrome")))
-        self.assertEqual(self.session.stop(), 0)
+        self.stop()
         self.session.write_settings(self.session.settings_file, {"BrowserIngeration": "False", "CheckClipboard": "False"})
         self.session.start()
         for root, folder in zip(roots, folders):
             harness.wait_until(lambda: not os.listdir(os.path.join(root, folder)), 10, "the end of the manifest")
-        self.assertEqual(self.session.stop(), 0)
-
+        self.stop()
 
     def test_reach_a_firefox_with_its_profiles_elsewhere(self):
         os.makedirs(os.path.join(self.session.env["XDG_CONFIG_HOME"], "mozilla/firefox"))
@@ -145,7 +134,7 @@ class Manifests(HandOver):
 
     def test_create_no_folder_without_a_browser(self):
         self.session.start()
-        self.assertEqual(self.session.stop(), 0)
+        self.stop()
         self.assertFalse(os.path.exists(os.path.join(self.session.home, ".mozilla")))
 
 
@@ -153,7 +142,7 @@ class Entries(HandOver):
     def test_are_valid_and_start_the_program_from_a_folder_with_blanks(self):
         self.session.start()
         self.assertIn(" ", self.session.program)
-        self.assertEqual(self.session.stop(), 0)
+        self.stop()
         entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/pellora.desktop")
         result = subprocess.run(["desktop-file-validate", entry], capture_output=True, check=False)
         self.assertEqual((result.returncode, result.stdout + result.stderr), (0, b""))
@@ -162,28 +151,28 @@ class Entries(HandOver):
         self.session.process = subprocess.Popen(shlex.split(command), env=self.session.env, cwd="/",
                                                 stdin=subprocess.DEVNULL, stdout=self.session.log, stderr=self.session.log)
         harness.wait_until(self.session.name_taken, 20, "the program on its bus")
-        self.assertEqual(self.session.stop(), 0)
-        answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                   "org.freedesktop.DBus.StartServiceByName", harness.BUS_NAME, "0")
-        self.assertEqual(answer.returncode, 0, answer.stderr)
+        self.stop()
+        self.session.call_bus("StartServiceByName", harness.BUS_NAME, 0)
         self.adopt()
 
     def test_start_the_program_from_a_folder_with_an_odd_name(self):
         self.session.move_program("a \"b\" 'c' 50% %u $HOME `d` \\e\\n #f;g=h &i \u00e4 ")
         self.session.start()
-        self.assertEqual(self.session.stop(), 0)
+        self.stop()
         entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/pellora.desktop")
         result = subprocess.run(["desktop-file-validate", entry], capture_output=True, check=False)
         self.assertEqual((result.returncode, result.stdout + result.stderr), (0, b""))
-        for start in (["gio", "launch", entry],
-                      ["gdbus", "call", "--session", "--dest", harness.BUS_NAME, "--object-path", harness.OBJECT,
-                       "--method", harness.BUS_NAME + ".LeechURL", "", ""]):
-            subprocess.run(start, env=self.session.env, stdin=subprocess.DEVNULL, stdout=self.session.log,
-                           stderr=self.session.log, timeout=60, check=True)
+
+        def launch():
+            subprocess.run(["gio", "launch", entry], env=self.session.env, stdin=subprocess.DEVNULL,
+                           stdout=self.session.log, stderr=self.session.log, timeout=60, check=True)
+
+        def call():
+            self.session.call_program("LeechURL", "", "")
+        for start in (launch, call):
+            start()
             harness.wait_until(self.session.name_taken, 20, "the program on its bus")
-            answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                       "org.freedesktop.DBus.GetConnectionUnixProcessID", harness.BUS_NAME)
-            pid = int(answer.stdout.decode().split()[1].strip(",)"))
+            pid = self.session.owner()
             program = os.readlink("/proc/%d/exe" % pid)
             os.kill(pid, 15)
             self.assertEqual(os.path.dirname(program), self.session.program)
@@ -199,7 +188,7 @@ class Entries(HandOver):
         harness.wait_until(lambda: os.path.exists(manifest), 10, "the manifest")
         with open(manifest, encoding="utf-8") as f:
             self.assertEqual(json.load(f)["path"], os.path.join(self.session.program, HOST))
-        self.assertEqual(self.session.stop(), 0)
+        self.stop()
         for name in ("applications/pellora.desktop", "dbus-1/services/PelloraProject.Pellora.service"):
             self.assertFalse(os.path.exists(os.path.join(self.session.env["XDG_DATA_HOME"], name)), name)
 

@@ -6,23 +6,19 @@ import time
 import unittest
 
 import harness
-import origin
+from case import Case
 
 MEMORY_BOUND = 24 << 20  # how much a hostile reply may add to the peak memory
 
 
-class HostileServer(unittest.TestCase):
+class HostileServer(Case):
+    settings = {"MaxSegments": 4}
+
     def setUp(self):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.session = harness.Session("hostile", MaxSegments=4)
-        self.addCleanup(self.session.close)
+        super().setUp()
         self.session.start()
         # An ordinary download first, so that everything a download needs is allocated before memory is measured.
-        self.origin.serve_file("/first.bin", 200000)
-        first = self.origin.url("/first.bin")
-        self.session.menu_url(first)
-        self.session.companion.wait_finished([first], 30)
+        self.fetch(self.serve("/first.bin", 200000))
         time.sleep(0.5)
         self.before = self.session.memory()
         self.files = self.session.tree()
@@ -38,12 +34,8 @@ class HostileServer(unittest.TestCase):
             for parent, names, _ in os.walk(folder):
                 self.assertEqual(names, [], "a folder was made in " + parent)
         # An ordinary download still works, whatever is on the screen.
-        self.origin.serve_file("/after.bin", 200000, seed=3)
-        after = self.origin.url("/after.bin")
-        self.session.menu_url(after)
-        [download] = self.session.companion.wait_finished([after], 30)
-        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(200000, seed=3))
-        self.assertEqual(self.session.stop(), 0)
+        self.fetch(self.serve("/after.bin", 200000, seed=3))
+        self.stop()
 
     def part_bytes(self):
         return sum(os.path.getsize(os.path.join(self.session.parts, name)) for name in os.listdir(self.session.parts))
@@ -78,24 +70,20 @@ class HostileServer(unittest.TestCase):
         self.check_unharmed()
 
     def test_name_of_300_bytes_is_refused(self):
-        path = "/" + "n" * 300
-        self.origin.serve_file(path, 20000)
-        self.session.menu_url(self.origin.url(path))
-        window, _ = self.session.wait_dialog()
-        self.session.dismiss(window)
-        harness.wait_until(lambda: self.session.companion.find(self.origin.url(path)) is None, 10, "the record to go")
+        url = self.serve("/" + "n" * 300)
+        self.session.menu_url(url)
+        self.session.dismiss(self.session.wait_dialog()[0])
+        self.wait_state(url, None)
         self.assertEqual(os.listdir(self.session.parts), [])
         self.check_unharmed()
 
     def test_name_of_two_dots_creates_no_file_elsewhere(self):
         for path in ("/x/..", "/x/."):
-            self.origin.serve_file(path, 20000)
-            self.session.menu_url(self.origin.url(path))
+            self.session.menu_url(self.serve(path))
         time.sleep(3)
         self.assertEqual(sorted(os.listdir(self.session.downloads)), ["first.bin"])
         for _ in range(4):
-            for window, _title in self.session.dialogs():
-                self.session.press(window, "Return")
+            self.session.press_in_dialogs()
         self.check_unharmed()
 
     def test_names_with_separators_and_control_characters_stay_in_the_folder(self):
@@ -106,8 +94,7 @@ class HostileServer(unittest.TestCase):
             self.session.menu_url(self.origin.url("/r%d" % i))
         time.sleep(4)
         for _ in range(3):
-            for window, _title in self.session.dialogs():
-                self.session.press(window, "Return")
+            self.session.press_in_dialogs()
         for name in os.listdir(self.session.downloads) + os.listdir(self.session.parts):
             for forbidden in '?\\:*<>\'"':
                 self.assertNotIn(forbidden, name)
@@ -118,8 +105,7 @@ class HostileServer(unittest.TestCase):
                                 + b"\r\nContent-Length: 0\r\n\r\n")
         self.session.menu_url(self.origin.url("/long"))
         time.sleep(3)
-        for window, _title in self.session.dialogs():
-            self.session.press(window, "Return")
+        self.session.press_in_dialogs()
         self.check_unharmed()
 
     def test_ten_thousand_redirects_leave_the_program_responsive(self):
@@ -136,8 +122,7 @@ class HostileServer(unittest.TestCase):
             if found and found.finished:
                 break
             time.sleep(0.5)
-        [download] = self.session.companion.wait_finished([last], 1)
-        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000, seed=9))
+        self.saved(last, 1)
         self.assertLess(worst, 2.0)
         self.check_unharmed()
 

@@ -3,15 +3,12 @@ program during the join loses nothing. The parts are sparse files, and a library
 disk."""
 
 import os
-import subprocess
 import time
 import unittest
 
 import harness
 import listfile
-import origin
-from rawbus import RawBus
-from screen import Screen
+from case import Case
 
 LARGE = 1_900_000_000
 SMALL = 120_000_000
@@ -21,20 +18,16 @@ BUILDING = "Building the file..."
 PROMPT = 0.1
 
 
-class Join(unittest.TestCase):
+class Join(Case):
+    settings = {"MaxSegments": PARTS}
+
     def setUp(self):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.session = harness.Session("join", MaxSegments=PARTS)
-        self.addCleanup(self.session.close)
+        super().setUp()
         self.url = self.origin.url("/big.bin")
         self.output = os.path.join(self.session.downloads, "big.bin")
 
     def slow_disk(self, microseconds):
-        library = os.path.join(self.session.root, "slowdisk.so")
-        subprocess.run(["g++", "-shared", "-fPIC", "-O1", "-o", library, os.path.join(harness.HERE, "slowdisk.cpp")],
-                       check=True)
-        self.session.env.update(LD_PRELOAD=library, SLOW_DISK_US=str(microseconds))
+        self.session.preload("slowdisk.cpp", SLOW_DISK_US=str(microseconds))
 
     def list_parts(self, size):
         """Creates a paused download with all its parts complete, as after a kill before the join."""
@@ -67,11 +60,10 @@ class Join(unittest.TestCase):
 
     def time_click(self, window, place):
         """Seconds from a click on the details button until the window has its new height."""
-        x = self.session.stage.x
-        before = x.place(window)[3]
+        before = self.x.place(window)[3]
         began = time.monotonic()
-        x.click(*place)
-        while x.place(window)[3] == before:
+        self.x.click(*place)
+        while self.x.place(window)[3] == before:
             self.assertLess(time.monotonic() - began, 30, "the window does not answer")
             time.sleep(0.001)
         return time.monotonic() - began
@@ -79,27 +71,23 @@ class Join(unittest.TestCase):
     def test_every_window_answers_and_other_transfers_continue(self):
         self.slow_disk(2000)
         self.list_parts(LARGE)
-        screen = Screen(self.session)
-        self.addCleanup(screen.close)
-        self.session.start()
-        bus = RawBus(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.start_with_screen()
+        screen = self.screen
+        bus = self.session.connect()
         self.addCleanup(bus.close)
-        self.origin.serve_file("/slow.bin", 60000000, rate=50000)
-        other = self.origin.url("/slow.bin")
-        self.session.menu_url(other)
-        harness.wait_until(lambda: self.session.companion.find(other).received > 0, 20, "the first bytes")
+        other = self.slow()
 
         self.run_into_the_join()
         screen.wait("label", BUILDING, "big.bin", timeout=5)
         window = screen.raise_window("big.bin")
         details = screen.steady("push button", "Hide Details", "big.bin").middle
         self.session.save_screenshot("join")
-        received = self.session.companion.find(other).received
+        received = self.received(other)
         answers, clicks = [], []
         while not self.finished():
             for _ in range(20):
                 began = time.monotonic()
-                bus.call(harness.BUS_NAME, harness.OBJECT, "PelloraProject.Downloads", "List")
+                bus.call(*harness.PROGRAM_OBJECT[:2], "PelloraProject.Downloads", "List")
                 answers.append(time.monotonic() - began)
             if len(clicks) < 10:
                 clicks.append(self.time_click(window, details))
@@ -112,10 +100,10 @@ class Join(unittest.TestCase):
         self.assertGreater(len(clicks), 2)
         self.assertLess(max(answers), PROMPT * harness.SLOWNESS)
         self.assertLess(max(clicks), PROMPT * harness.SLOWNESS)
-        self.assertGreater(self.session.companion.find(other).received, received)
+        self.assertGreater(self.received(other), received)
         screen.wait("label", "Download complete", "big.bin")
         self.check_output(LARGE)
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
     def join_again(self):
         self.session.env["SLOW_DISK_US"] = "0"
@@ -124,8 +112,8 @@ class Join(unittest.TestCase):
         self.session.resume()
         self.session.companion.wait_finished([self.url], 60)
         self.check_output(SMALL)
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
-        self.assertEqual([r.range() for r in self.origin.requests if r.range()], [], "fetched again")
+        self.stop()
+        self.assertEqual(self.origin.ranges(), [], "fetched again")
 
     def test_quit_during_a_join_keeps_the_parts_and_joins_again(self):
         self.slow_disk(30000)
@@ -133,7 +121,7 @@ class Join(unittest.TestCase):
         self.session.start()
         self.run_into_the_join()
         began = time.monotonic()
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
         self.assertLess(time.monotonic() - began, 2 * harness.SLOWNESS)
         self.assertLess(os.path.getsize(self.output), SMALL)
         record = listfile.find(self.session.list_file, self.url)
@@ -156,16 +144,15 @@ class Join(unittest.TestCase):
     def test_failed_join_shows_its_reason_at_every_window_size(self):
         self.list_parts(SMALL)
         os.mkdir(self.output)
-        screen = Screen(self.session)
-        self.addCleanup(screen.close)
-        self.session.start()
+        self.start_with_screen()
+        screen = self.screen
         self.session.resume()
         self.session.dismiss(self.session.wait_dialog()[0])
         text = "Paused: %s: Is a directory" % self.output
         screen.wait("label", text, "big.bin")
         window = screen.raise_window("big.bin")
         for width, height in ((700, 500), (800, 400), (640, 450)):
-            screen.xdotool("windowsize", "--sync", window, width, height)
+            self.x.configure(window, width=width, height=height)
             time.sleep(0.3)
             self.session.save_screenshot("failed-join-%d" % width)
             self.assertTrue(screen.find("label", text, "big.bin"))
@@ -176,7 +163,7 @@ class Join(unittest.TestCase):
         self.session.companion.wait_finished([self.url], 30)
         screen.wait("label", "Download complete", "big.bin")
         self.check_output(SMALL)
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
 
 if __name__ == "__main__":

@@ -6,30 +6,22 @@ import unittest
 
 import harness
 import listfile
-import origin
+from bus import BusError
+from case import Case
 
 
-class Life(unittest.TestCase):
+class Life(Case):
+    settings = {"MaxSegments": 4}
+
     def setUp(self):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.session = harness.Session("life", MaxSegments=4)
-        self.addCleanup(self.session.close)
+        super().setUp()
         self.session.start()
 
-    def running(self, path="/slow.bin", size=12000000, rate=100000):
-        self.origin.serve_file(path, size, rate=rate)
-        url = self.origin.url(path)
-        self.session.menu_url(url)
-        harness.wait_until(lambda: (self.session.companion.find(url) or 0) and
-                           self.session.companion.find(url).received > 0, 20, "the first bytes")
-        return url
-
     def test_termination_signal_saves_the_list_and_exits_with_0(self):
-        url = self.running()
+        url = self.slow(size=12000000, rate=100000)
         time.sleep(2)
-        received = self.session.companion.find(url).received
-        self.assertEqual(self.session.stop(), 0)
+        received = self.received(url)
+        self.stop()
         record = listfile.find(self.session.list_file, url)
         self.assertIsNotNone(record)
         self.assertTrue(record.paused)
@@ -37,29 +29,24 @@ class Life(unittest.TestCase):
         self.assertGreaterEqual(record.kept, received)
 
     def test_running_download_is_paused_by_a_restart_and_resumed_where_it_stopped(self):
-        url = self.running()
+        url = self.slow(size=12000000, rate=100000)
         time.sleep(2)
         self.session.stop()
         kept = listfile.find(self.session.list_file, url).kept
         request_count = len(self.origin.requests_for("/slow.bin"))
         self.session.start()
         time.sleep(1)
-        self.assertEqual(self.session.companion.find(url).state, "paused")
+        self.assertEqual(self.state(url), "paused")
         self.assertEqual(len(self.origin.requests_for("/slow.bin")), request_count)
         self.origin.serve_file("/slow.bin", 12000000)
         self.session.resume()
-        [download] = self.session.companion.wait_finished([url], 30)
-        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(12000000))
-        ranges = [r.range() for r in self.origin.requests_for("/slow.bin")[request_count:] if r.range()]
-        self.assertEqual(sum(last - first + 1 for first, last in ranges), 12000000 - kept)
+        self.saved(url)
+        self.assertEqual(sum(last - first + 1 for first, last in self.origin.ranges(request_count)), 12000000 - kept)
 
     def test_second_start_reports_found_raises_the_first_and_leaves_the_list_alone(self):
-        self.origin.serve_file("/done.bin", 20000)
-        url = self.origin.url("/done.bin")
-        self.session.menu_url(url)
-        self.session.companion.wait_finished([url], 20)
-        harness.wait_until(lambda: (listfile.find(self.session.list_file, url) or 0) and
-                           listfile.find(self.session.list_file, url).finished, 10, "the save")
+        url = self.serve("/done.bin")
+        self.fetch(url)
+        harness.wait_until(lambda: getattr(listfile.find(self.session.list_file, url), "finished", False), 10, "the save")
         for window, _, _ in self.session.own_windows():
             self.session.close_window(window)
         harness.wait_until(lambda: not self.session.own_windows(), 10, "the close box to hide the windows")
@@ -89,14 +76,10 @@ class Life(unittest.TestCase):
 
     def test_setting_that_ends_the_load_leaves_english_texts(self):
         # Only the port is in the settings, no language: without texts every file name is refused.
-        session = harness.Session("nameless", ProxyPort=40000)
-        self.addCleanup(session.close)
-        session.start()
-        self.origin.serve_file("/named.bin", 20000)
-        url = self.origin.url("/named.bin")
-        session.menu_url(url)
-        [download] = session.companion.wait_finished([url], 20)
-        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000))
+        self.session = harness.Session("nameless", ProxyPort=40000)
+        self.addCleanup(self.session.close)
+        self.session.start()
+        self.fetch(self.serve("/named.bin"))
 
     def test_bad_urls_from_the_bus_show_a_message_and_change_nothing(self):
         for url in ("https://example.com/x", "http://example", "", "ftp:/x", "file:///etc/passwd"):
@@ -106,45 +89,33 @@ class Life(unittest.TestCase):
         self.assertEqual(self.session.companion.downloads(), [])
 
     def test_leech_url_adds_nothing(self):
-        answer = self.session.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME + ".LeechURL",
-                                   "http://127.0.0.1/x.bin", "")
-        self.assertEqual(answer.returncode, 0, answer.stderr)
+        self.session.call_program("LeechURL", "http://127.0.0.1/x.bin", "")
         time.sleep(1)
         self.assertEqual(self.session.companion.downloads(), [])
 
     def test_bus_call_starts_the_program_which_ends_with_the_bus(self):
         self.session.stop()
-        self.reload_services()
-        self.origin.serve_file("/woken.bin", 20000)
-        url = self.origin.url("/woken.bin")
-        self.session.menu_url(url)
-        [download] = self.session.companion.wait_finished([url], 30)
-        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(20000))
-        answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                   "org.freedesktop.DBus.GetConnectionUnixProcessID", harness.BUS_NAME)
-        pid = int(answer.stdout.decode().strip("(), \n").split()[-1])
+        self.session.call_bus("ReloadConfig")
+        url = self.serve("/woken.bin")
+        self.fetch(url)
+        pid = self.session.owner()
         harness.end_process(self.session.bus)
         harness.wait_until(lambda: harness.has_ended(pid), 20, "the started program to end")
         self.assertTrue(listfile.find(self.session.list_file, url).finished)
 
-    def reload_services(self):
-        answer = self.session.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.ReloadConfig")
-        self.assertEqual(answer.returncode, 0, answer.stderr)
-
     def test_bus_call_with_wrong_arguments_is_refused_and_changes_nothing(self):
-        answer = self.session.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME + ".MenuURL",
-                                   "http://127.0.0.1/x.bin")
-        self.assertNotEqual(answer.returncode, 0)
+        with self.assertRaises(BusError):
+            self.session.call_program("MenuURL", "http://127.0.0.1/x.bin")
         self.assertEqual(self.session.companion.downloads(), [])
 
     def test_companion_waits_until_all_downloads_are_finished(self):
-        url = self.running(size=400000)
+        url = self.slow(size=400000, rate=100000)
         result = self.session.companion.run("wait", "--progress", "--timeout", "30")
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertTrue(self.session.companion.find(url).finished)
 
     def test_companion_stops_waiting_at_its_time_limit(self):
-        self.running(size=40000000)
+        self.slow()
         began = time.monotonic()
         result = self.session.companion.run("wait", "--timeout", "2")
         self.assertNotEqual(result.returncode, 0)
@@ -156,7 +127,7 @@ class Life(unittest.TestCase):
                                   harness.BUS_NAME + ".service")
         if os.path.exists(activation):
             os.remove(activation)
-        self.reload_services()
+        self.session.call_bus("ReloadConfig")
         result = self.session.companion.run("list")
         self.assertNotEqual(result.returncode, 0)
         self.assertNotEqual(result.stderr, b"")

@@ -4,58 +4,23 @@ accessibility, and names that are hard to draw."""
 import os
 import random
 import socket
-import subprocess
 import time
 import unittest
 
 import harness
-import origin
-import rawbus
-from screen import Screen
+from case import Case
+from harness import MAIN
 
-MAIN = "Pellora !"
 QUESTION = "Pellora Question ! Clipboard hook"
 
 
-class Base(unittest.TestCase):
+class Base(Case):
+    settings = {"MaxSegments": 8}
+
     def open(self, scale=1, stage=None, **settings):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.session = harness.Session("looks", stage, **{"MaxSegments": 8, **settings})
-        self.addCleanup(self.session.close)
+        self.session = self.new_session(stage, **settings)
         self.session.env["QT_SCALE_FACTOR"] = str(scale)
-        self.screen = Screen(self.session)
-        self.addCleanup(self.screen.close)
-        self.session.start()
-        self.screen.wait("menu bar", "", MAIN)
-
-    def slow(self, path):
-        self.origin.serve_file(path, 60000000, rate=50000)
-        url = self.origin.url(path)
-        self.session.menu_url(url)
-        harness.wait_until(lambda: getattr(self.session.companion.find(url), "received", 0) > 0, 20, "the first bytes")
-        return url
-
-    def finished(self, path):
-        self.origin.serve_file(path, 20000)
-        url = self.origin.url(path)
-        self.session.menu_url(url)
-        self.session.companion.wait_finished([url], 30)
-        self.screen.wait("table cell", os.path.basename(path), MAIN)
-        return url
-
-    def copy(self, text):
-        """Copies to the clipboard of the display."""
-        owner = subprocess.Popen(["xclip", "-selection", "clipboard", "-quiet"], env=self.session.stage.env,
-                                         stdin=subprocess.PIPE, stdout=self.session.log,
-                                         stderr=self.session.log)
-        self.addCleanup(harness.end_process, owner)
-        owner.stdin.write(text.encode())
-        owner.stdin.close()
-
-    def window(self, part):
-        return harness.wait_until(lambda: [w for w, title, _ in self.session.own_windows() if part in title], 20,
-                                  "a window of %r" % part)[0]
+        self.start_with_screen()
 
 
 class WithoutALanguageFile(Base):
@@ -76,7 +41,7 @@ class WithoutALanguageFile(Base):
                              self.captions("page tab", "Pellora !   Options"))
         self.assertNotIn("", self.captions("check box", "Pellora !   Options"))
         self.screen.click("push button", "Cancel", "Pellora !   Options")
-        self.copy("http://127.0.0.1:9/asked.zip")
+        self.copy(b"http://127.0.0.1:9/asked.zip")
         self.screen.wait("push button", "Yes", QUESTION)
         self.assertLessEqual({"Yes", "No"}, self.captions("push button", QUESTION))
         self.assertIn("Do you want to download :", self.captions("label", QUESTION))
@@ -111,17 +76,10 @@ class SmallScreens(Base):
 
     def check_inside(self, part):
         """The window with its frame comes to rest within the screen."""
-        x = self.session.stage.x
-        window = self.window(part)
-        _, _, wide, high = x.place(hex(x.root))
-        seen = []
-
-        def at_rest():
-            seen.append(x.place(window))
-            return len(seen) > 10 and seen[-10:] == [seen[-1]] * 10
-        harness.wait_until(at_rest, 20, "%s at rest" % part)
-        left, top, width, height = seen[-1]
-        frame = x.property(int(window, 0), "_NET_FRAME_EXTENTS")
+        window = self.session.window(part)
+        _, _, wide, high = self.x.place(self.x.root)
+        left, top, width, height = harness.wait_steady(lambda: self.x.place(window), "%s at rest" % part)
+        frame = self.x.property(window, "_NET_FRAME_EXTENTS")
         self.assertEqual(len(frame), 4)
         self.assertGreaterEqual(left - frame[0], 0, part)
         self.assertGreaterEqual(top - frame[2], 0, part)
@@ -136,8 +94,7 @@ class SmallScreens(Base):
             self.slow("/" + name)
             self.check_inside(name)
             self.screen.wait("push button", "Hide Details", name)
-        self.session.press_until(lambda: self.session.stage.x.menus(), self.window(MAIN), "alt+o", what="the menu")
-        self.screen.keys("p")
+        self.session.choose("alt+o", "p")
         self.check_inside("Pellora !   Options")
         self.screen.keys("Escape")
 
@@ -153,43 +110,32 @@ class SmallScreens(Base):
 class Windows(Base):
     def test_the_menu_of_finished_files_clears_nothing_from_empty_ground(self):
         self.open()
-        url = self.finished("/done.bin")
+        url = self.serve("/done.bin")
+        self.fetch(url)
         self.screen.click("table cell", "done.bin", MAIN)
         x, y = self.screen.wait("table cell", "done.bin", MAIN, "SELECTED").middle
-        display = self.session.stage.x
-
-        def menu_at(height):
-            def opened():
-                time.sleep(0.6)  # two right clicks in quick succession count as a double click, which opens no menu
-                display.click(x, y + height, button=3)
-                try:
-                    return harness.wait_until(display.menus, 5, "the menu", slowness=1)
-                except TimeoutError:
-                    return None
-            harness.wait_until(opened, 20, "the menu of finished files")
-        menu_at(100)
+        self.open_menu(lambda: self.x.click(x, y + 100, button=3))
         self.session.save_screenshot("popup-without-row")
         self.screen.keys("c")  # "Clear download", which applies to no row here
         time.sleep(1)
         self.assertIsNotNone(self.session.companion.find(url))
-        while display.menus():
+        while self.x.menus():
             self.screen.keys("Escape")
             time.sleep(0.2)
-        menu_at(0)
+        self.open_menu(lambda: self.x.click(x, y, button=3))
         self.screen.keys("c")
-        harness.wait_until(lambda: self.session.companion.find(url) is None, 20, "the record to go")
+        self.wait_state(url, None)
 
     def test_windows_expose_role_and_title_to_assistive_technology(self):
         self.open()
         self.slow("/slow.bin")
-        window = self.window("slow.bin")
+        window = self.session.window("slow.bin")
 
         def of(part):
             return [(role, name) for role, name in self.screen.windows() if part in name]
         self.assertEqual([role for role, _ in of("slow.bin")], ["frame"])
-        subprocess.run(["xdotool", "windowminimize", window], env=self.session.stage.env, check=True, timeout=20)
-        harness.wait_until(lambda: self.session.stage.x.property(int(window, 0), "WM_STATE")[:1] == [3], 20,
-                           "the minimised window")
+        self.x.minimise(window)
+        harness.wait_until(lambda: self.x.property(window, "WM_STATE")[:1] == [3], 20, "the minimised window")
         time.sleep(1)
         self.assertEqual([role for role, _ in of("slow.bin")], ["frame"])
         self.assertNotIn("", [name for _, name in self.screen.windows()])
@@ -204,13 +150,13 @@ class Windows(Base):
         self.session.menu_url(url)
         self.session.companion.wait_finished([url], 30)
         self.screen.wait("table cell", "holiday\ufffdgpj.exe", MAIN)
-        self.assertTrue(self.window("holiday\ufffdgpj.exe"))
+        self.assertTrue(self.session.window("holiday\ufffdgpj.exe"))
         self.assertTrue(os.path.exists(os.path.join(self.session.downloads, name)))
 
     def test_long_clipboard_url_is_shown_in_full(self):
         self.open(CheckClipboard="True")
         url = self.origin.url("/" + "/".join("folder%02d" % n for n in range(25)) + "/name.zip?key=" + "0123456789" * 8)
-        self.copy(url)
+        self.copy(url.encode())
         label = self.screen.wait("label", url, QUESTION)
         button = self.screen.wait("push button", "Yes", QUESTION)
         self.assertGreaterEqual(label.height, 4 * 12)
@@ -246,8 +192,7 @@ class HardNames(Base):
                       encoding="ascii") as f:
                 return int(f.read().split()[0]) / 1e9
         before, began = worked(), time.monotonic()
-        self.assertEqual(self.bus.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME, "LeechURL", "", ""),
-                         rawbus.REPLY)
+        self.bus.call(*harness.PROGRAM_OBJECT, "LeechURL", "", "")
         return min(time.monotonic() - began, worked() - before)
 
     def watch(self, seconds):
@@ -262,22 +207,23 @@ class HardNames(Base):
         silent.bind(("127.0.0.1", 0))
         silent.listen(64)  # accepts connections but never replies
         self.open()
-        self.bus = rawbus.RawBus(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.bus = self.session.connect()
         self.addCleanup(self.bus.close)
         self.worst = 0.0
         self.watch(1)
         urls = ["http://127.0.0.1:%d/%s" % (silent.getsockname()[1], hard_name(number)) for number in range(40)]
         for url in urls:
-            self.bus.call(harness.BUS_NAME, harness.OBJECT, harness.BUS_NAME, "MenuURL", url, "", "")
+            self.bus.call(*harness.PROGRAM_OBJECT, "MenuURL", url, "", "")
             self.watch(0.1)
         self.watch(2)
-        left, top, width, height = self.session.stage.x.place(self.window(MAIN))
-        self.session.stage.x.activate(self.window(MAIN))
+        main = self.session.window(MAIN)
+        left, top, _, _ = self.x.place(main)
+        self.x.activate(main)
         for step in range(20):
-            self.session.stage.x.move(left + 40 + 30 * step, top + 150 + 5 * step)
+            self.x.move(left + 40 + 30 * step, top + 150 + 5 * step)
             self.watch(0.1)
-        self.session.stage.x.click(left + 100, top + 160)
-        self.session.stage.x.keys("End", "Home")
+        self.x.click(left + 100, top + 160)
+        self.x.keys("End", "Home")
         self.watch(1.5)  # includes the delay of a tool tip
         self.session.save_screenshot("hard-names")
         print("      held up by %.0f ms at most" % (self.worst * 1000))

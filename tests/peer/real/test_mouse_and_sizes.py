@@ -1,16 +1,15 @@
 """The hints for the controls under the pointer, and the sizes of the real windows at the first showing and later."""
 
 import os
-import subprocess
 import time
 import unittest
 
 import harness
 import listfile
 import origin
-from screen import Screen
+from case import Case
+from harness import MAIN
 
-MAIN = "Pellora !"
 VERSION = "Pellora v5.2"
 TOOLBAR = "Add, start, pause and delete downloads, or change the settings."
 VERSION_LINK = ("label", "Auto update Pellora")
@@ -27,33 +26,26 @@ HINTS = [
         "Add URL", "Delete URL", "Reset List", "Options", "Pause", "Pause All", "Resume All", "Quit", "Browser"))]
 
 
-class Base(unittest.TestCase):
+class Base(Case):
     def setUp(self):
-        self.session = harness.Session("mouse")
-        self.addCleanup(self.session.close)
+        super().setUp()
         self.prepare()
-        self.screen = Screen(self.session)
-        self.addCleanup(self.screen.close)
-        self.session.start()
-        self.screen.wait("push button", "Add URL", MAIN)
+        self.start_with_screen()
         self.main = self.screen.raise_window(MAIN)
 
     def prepare(self):
         """Before the program starts."""
 
     def grow(self, width, height):
-        _, _, old_width, old_height = self.screen.x.place(self.main)
+        _, _, old_width, old_height = self.x.place(self.main)
         wanted = old_width + width, old_height + height
-        self.screen.xdotool("windowsize", self.main, *wanted)
-        harness.wait_until(lambda: self.screen.x.place(self.main)[2:] == wanted, 10, "the new size")
+        self.x.configure(self.main, width=wanted[0], height=wanted[1])
+        harness.wait_until(lambda: self.x.place(self.main)[2:] == wanted, 10, "the new size")
 
     def pixels(self, element):
         """The colours of the element's area on the screen, as rows."""
-        area = "%dx%d+%d+%d" % (element.width, element.height, element.left, element.top)
-        raw = subprocess.run(["import", "-window", "root", "-crop", area, "-depth", "8", "rgb:-"],
-                             env=self.session.stage.env, stdin=subprocess.DEVNULL, capture_output=True, timeout=60,
-                             check=True).stdout
-        colours = [tuple(raw[at:at + 3]) for at in range(0, len(raw), 3)]
+        raw = self.x.image(element.left, element.top, element.width, element.height)
+        colours = [(raw[at + 2], raw[at + 1], raw[at]) for at in range(0, len(raw), 4)]
         return [colours[at:at + element.width] for at in range(0, len(colours), element.width)]
 
 
@@ -64,11 +56,11 @@ class Mouse(Base):
         self.screen.wait("slider", "Volume", MAIN)
 
     def over(self, place, hint):
-        self.screen.x.move(*place)
+        self.x.move(*place)
         self.screen.wait("label", hint, MAIN)
 
     def over_the_ground(self):
-        left, top, _, _ = self.screen.x.place(self.main)
+        left, top, _, _ = self.x.place(self.main)
         self.over((left + 4, top + 250), VERSION)
 
     def test_each_control_shows_its_hint_until_the_pointer_leaves_it(self):

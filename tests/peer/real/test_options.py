@@ -5,31 +5,27 @@ import subprocess
 import unittest
 
 import harness
+from case import Case
+from harness import MAIN
 
 
-class Options(unittest.TestCase):
+class Options(Case):
     def setUp(self):
-        self.session = harness.Session("options")
-        self.addCleanup(self.session.close)
+        super().setUp()
         self.session.start()
-        self.main = self.window("Pellora !", dialog=False)
+        self.main = self.session.window(MAIN, dialog=False)
         self.config = self.session.env["XDG_CONFIG_HOME"]
-
-    def window(self, title, dialog=True):
-        def found():
-            return [w for w, shown, is_dialog in self.session.own_windows() if shown == title and is_dialog == dialog]
-        return harness.wait_until(found, 10, "a window of the title %r" % title)[0]
 
     def keys(self, window, *keys):
         for key in keys:
             self.session.press(window, key)
 
     def open_by_menu(self, entry="p", title="Pellora !   Options"):
-        self.keys(self.main, "alt+o", entry)
-        return self.window(title)
+        self.session.choose("alt+o", entry)
+        return self.session.window(title, dialog=True)
 
     def gone(self, window):
-        harness.wait_until(lambda: window not in [w for w, _, _ in self.session.own_windows()], 10, "the dialog to go")
+        harness.wait_until(lambda: window not in self.x.clients(), 10, "the dialog to go")
 
     def setting(self, key):
         with open(self.session.settings_file, encoding="utf-8") as f:
@@ -40,8 +36,7 @@ class Options(unittest.TestCase):
 
     def picture(self, window):
         """The window's pixels."""
-        return subprocess.run(["import", "-window", window, "rgb:-"], env=self.session.stage.env,
-                              stdin=subprocess.DEVNULL, capture_output=True, timeout=30, check=True).stdout
+        return self.x.image(*self.x.place(window))
 
     def drawn(self, window):
         """Its picture once it is completely drawn; ignores the blinking caret."""
@@ -72,11 +67,10 @@ class Options(unittest.TestCase):
         dialog = self.open_by_menu("e", "Pellora !   Optionen")
         self.keys(dialog, "Escape")
         self.gone(dialog)
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
         self.session.start()
-        self.main = self.window("Pellora !", dialog=False)
         self.open_by_menu("e", "Pellora !   Optionen")
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
     def test_ok_writes_settings_autostart_entry_and_one_test_file(self):
         entry = os.path.join(self.config, "autostart", "PelloraAutoStart.desktop")
@@ -103,22 +97,21 @@ class Options(unittest.TestCase):
         dialog = self.open_by_menu()
         self.changed_by(dialog, "ctrl+Tab", "Tab")
         self.keys(dialog, "ctrl+a", "0", "Return")
-        box = self.window("Pellora !")
+        box = self.session.window(MAIN, dialog=True)
         self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.keys(box, "Return")
         self.gone(box)
-        self.assertIn(dialog, [w for w, _, _ in self.session.own_windows()])
+        self.assertIn(dialog, self.x.clients())
         self.assertEqual(self.setting("MaxSegments"), before)
         self.keys(dialog, "Escape")
         self.gone(dialog)
 
     def test_toolbar_opens_the_dialog_and_its_frame_closes_it(self):
         self.drawn(self.main)
-        display = self.session.stage.x
-        display.activate(self.main)
-        left, top, _, _ = display.place(self.main)
-        display.click(left + 263, top + 46)
-        dialog = self.window("Pellora !   Options")
+        self.x.activate(self.main)
+        left, top, _, _ = self.x.place(self.main)
+        self.x.click(left + 263, top + 46)
+        dialog = self.session.window("Pellora !   Options", dialog=True)
         self.session.close_window(dialog)
         self.assertTrue(self.session.alive())
         self.assertIsNone(self.setting("MaxSegments"))

@@ -14,9 +14,9 @@ import unittest
 import urllib.parse
 
 import harness
-import origin
 import samples
-import screen
+from case import Case
+from harness import MAIN
 
 RENDERED, FRAME, ENDED = 1, 2, 3
 WIDTH, HEIGHT = 200, 160
@@ -340,44 +340,26 @@ class Sound(unittest.TestCase):
             self.assertAlmostEqual(heard, share, delta=delta)
 
 
-MAIN = "Pellora !"
-
-
-class Pane(unittest.TestCase):
+class Pane(Case):
     """Operated by the mouse: the lower list and the pane's buttons."""
 
+    settings = {"MaxSegments": 1}
+
     def setUp(self):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.session = harness.Session("preview", MaxSegments=1)
-        self.addCleanup(self.session.close)
-        # Replaces the desktop's opener; records its arguments.
-        self.opened = os.path.join(self.session.root, "opened")
-        opener = os.path.join(self.session.root, "xdg-open")
-        with open(opener, "w", encoding="ascii") as f:
-            f.write('#!/bin/sh\necho "$1" >>%s\n' % self.opened)
-        os.chmod(opener, 0o700)
-        self.session.env["PATH"] = self.session.root + ":" + self.session.env["PATH"]
+        super().setUp()
+        self.catch_opened_files()
         # Plugins are scanned once, here: on a busy machine the program would time out.
         self.session.env["XDG_CACHE_HOME"] = os.path.join(harness.Stage.get().folder, "cache")
         first = Rendering(sample_paths()["avi"], self.session.env)
         self.assertTrue(first.rendered(180))
         first.close()
-        self.screen = screen.Screen(self.session)
-        self.addCleanup(self.screen.close)
-        self.session.start()
+        self.start_with_screen()
         self.names = []
 
     def download(self, name, path):
         with open(path, "rb") as f:
             data = f.read()
-
-        def reply(connection, request):
-            first, last = request.range() or (0, len(data) - 1)
-            connection.sendall(b"HTTP/1.1 206 Partial Content\r\nContent-Type: application/octet-stream\r\n"
-                               b"Content-Length: %d\r\n\r\n" % (last - first + 1) + data[first:last + 1])
-
-        self.origin.replies["/" + name] = reply
+        self.origin.serve_made("/" + name, len(data), lambda start, end: data[start:end])
         self.session.menu_url(self.origin.url("/" + name))
         self.names.append(name)
 
@@ -387,19 +369,14 @@ class Pane(unittest.TestCase):
         main = self.screen.raise_window(MAIN)
         for window, _, _ in self.session.own_windows():
             if window != main:
-                self.screen.xdotool("windowminimize", window)
-        self.screen.xdotool("windowsize", main, 900, 760, "windowmove", main, 20, 20)
-        harness.wait_until(lambda: self.screen.x.place(main)[2:] == (900, 760), 20, "the size")
+                self.x.minimise(window)
+        self.x.configure(main, x=20, y=20, width=900, height=760)
+        harness.wait_until(lambda: self.x.place(main)[2:] == (900, 760), 20, "the size")
         for name in self.names:
             self.screen.wait("table cell", name, MAIN)
         self.screen.click("push button", "Show or hide the side pane", MAIN)
         self.screen.wait("page tab", "Preview", MAIN)
-        layouts = []
-
-        def laid_out():
-            layouts.append([(repr(e), e.middle) for e in self.screen.elements(MAIN)])
-            return len(layouts) > 1 and layouts[-1] == layouts[-2]
-        harness.wait_until(laid_out, 20, "the layout")
+        harness.wait_steady(lambda: [(repr(e), e.middle) for e in self.screen.elements(MAIN)], "the layout", times=2)
         self.places = {}
         for element in self.screen.elements(MAIN):
             if element.role == "page tab list":
@@ -411,7 +388,7 @@ class Pane(unittest.TestCase):
 
     def click(self, name, repeat=1, tab=False):
         x, y = self.places["slider" if name == "slider" else (name, tab)].middle
-        self.screen.x.click(x, y, times=repeat)
+        self.x.click(x, y, times=repeat)
 
     def look(self, rest):
         """The picture of the surface, passed through a command."""
@@ -438,13 +415,7 @@ class Pane(unittest.TestCase):
     def click_until(self, name, condition, what):
         """Clicks again if nothing happens: on a busy machine a decoder may exceed its time limit, and a short film may
         be over between two checks."""
-        def seen():
-            self.click(name)
-            try:
-                return harness.wait_until(lambda: condition() or None, 25, what, slowness=1)
-            except TimeoutError:
-                return None
-        harness.wait_until(seen, 30, what)
+        harness.act_until(condition, lambda: self.click(name), what, timeout=30, each=25)
 
     def test_every_type_is_shown_played_and_stopped(self):
         for kind in samples.EVERY:
@@ -471,7 +442,7 @@ class Pane(unittest.TestCase):
             self.click("Stop")
             self.assertLess(self.session.response_seconds(), harness.PROMPT, kind)
             self.assertLessEqual(len(self.processes()), 1)
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
     def test_double_click_opens_the_file_and_a_killed_process_leaves_the_program_running(self):
         self.download("a.avi", sample_paths()["avi"])
@@ -482,9 +453,8 @@ class Pane(unittest.TestCase):
         time.sleep(1.1)
         self.assertEqual(self.processes(), [])
         self.assertLess(self.saturation(), 0.05)
-        harness.wait_until(lambda: os.path.exists(self.opened) and os.path.getsize(self.opened), 20, "the opener")
-        with open(self.opened, encoding="ascii") as f:
-            self.assertEqual(f.read(), os.path.join(self.session.downloads, "a.avi") + "\n")
+        harness.wait_until(self.opened, 20, "the opener")
+        self.assertEqual(self.opened(), [os.path.join(self.session.downloads, "a.avi")])
         self.click_until("a.avi", lambda: self.saturation() > 0.3, "the video")
         for pid in self.processes():
             os.kill(pid, signal.SIGKILL)
@@ -501,7 +471,7 @@ class Pane(unittest.TestCase):
         self.click("a.avi")
         time.sleep(1)
         harness.wait_until(lambda: not self.processes(), 10, "the end of the process before")
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
     def test_killed_program_ends_its_preview_process(self):
         self.download("a.avi", sample_paths()["avi"])

@@ -7,7 +7,7 @@ import unittest
 
 import harness
 import listfile
-import origin
+from case import Case
 
 SIZE = 300000
 ANOTHER_USER = 54321
@@ -17,21 +17,16 @@ def rights(path):
     return stat.S_IMODE(os.stat(path).st_mode)
 
 
-class PrivateFiles(unittest.TestCase):
+class PrivateFiles(Case):
+    settings = {"MaxSegments": 2}
+
     def setUp(self):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.url = self.serve("/a.bin")
-        self.session = harness.Session("private", MaxSegments=2)
-        self.addCleanup(self.session.close)
+        super().setUp()
+        self.url = self.serve("/a.bin", SIZE)
         self.victim = os.path.join(self.session.home, "letter")
         self.elsewhere = os.path.join(self.session.home, "made")
         with open(self.victim, "wb") as f:
             f.write(b"kept" * 100000)
-
-    def serve(self, path, rate=None):
-        self.origin.serve_file(path, SIZE, rate=rate)
-        return self.origin.url(path)
 
     def with_umask(self, mask):
         self.session.prefix = ("sh", "-c", "umask %o; exec \"$@\"" % mask, "sh")
@@ -40,18 +35,13 @@ class PrivateFiles(unittest.TestCase):
     def part(self, number, name="a.bin"):
         return os.path.join(self.session.parts, "%s%03d.tmp" % (name, number))
 
-    def wait_finished(self, url=None):
-        [download] = self.session.companion.wait_finished([url or self.url], 60)
-        self.assertEqual(harness.digest(download.saved_path), origin.content_digest(SIZE))
-        return download
-
     def check_victim(self):
         with open(self.victim, "rb") as f:
             self.assertEqual(f.read(), b"kept" * 100000)
         self.assertFalse(os.path.lexists(self.elsewhere), "made through a link")
 
     def test_only_the_user_reads_lists_locks_and_parts(self):
-        slow = self.serve("/slow.bin", rate=60000)
+        slow = self.serve("/slow.bin", SIZE, rate=60000)
         for name in ("", ".damaged"):
             with open(self.session.list_file + name, "wb") as f:
                 f.write(b"no list")
@@ -65,26 +55,24 @@ class PrivateFiles(unittest.TestCase):
         private += [os.path.join(program, "pellora.lock"), self.part(1, "slow.bin"), self.part(2, "slow.bin")]
         for path in private:
             self.assertEqual(oct(rights(path)), oct(0o600), path)
-        self.assertEqual(rights(self.wait_finished(slow).saved_path), 0o666)
+        self.assertEqual(rights(self.saved(slow).saved_path), 0o666)
 
     def test_finished_file_follows_the_umask(self):
         self.with_umask(0o027)
-        self.session.menu_url(self.url)
-        self.assertEqual(rights(self.wait_finished().saved_path), 0o640)
+        self.assertEqual(rights(self.fetch(self.url).saved_path), 0o640)
 
     def test_links_named_like_parts_are_left_alone(self):
         os.symlink(self.victim, self.part(1))
         os.symlink(self.elsewhere, self.part(2))
         self.session.start()
-        self.session.menu_url(self.url)
-        self.wait_finished()
+        self.fetch(self.url)
         self.check_victim()
         self.assertEqual(sorted(os.listdir(self.session.parts)), ["a.bin001.tmp", "a.bin002.tmp"])
         self.assertEqual(self.session.dialogs(), [])
 
     def test_link_in_place_of_a_running_part_pauses_only_its_download(self):
-        slow = self.serve("/slow.bin", rate=40000)
-        other = self.serve("/other.bin", rate=60000)
+        slow = self.serve("/slow.bin", SIZE, rate=40000)
+        other = self.serve("/other.bin", SIZE, rate=60000)
         self.session.start()
         self.session.menu_url(slow)
         self.session.menu_url(other)
@@ -95,20 +83,19 @@ class PrivateFiles(unittest.TestCase):
         window, _ = self.session.wait_dialog()
         self.session.save_screenshot("foreign_part")
         self.session.dismiss(window)
-        self.wait_finished(other)
+        self.saved(other)
         self.assertFalse(self.session.companion.find(slow).finished)
         self.session.resume()
-        self.wait_finished(slow)
+        self.saved(slow)
         self.check_victim()
-        self.assertEqual(self.session.stop(), 0)
+        self.stop()
 
     def test_link_of_the_user_leads_to_the_finished_file(self):
         os.symlink(self.elsewhere, self.session.downloads + "a.bin")
         self.session.start()
-        self.session.menu_url(self.url)
-        self.wait_finished()
+        self.fetch(self.url)
         self.assertTrue(os.path.islink(self.session.downloads + "a.bin"))
-        self.assertEqual(harness.digest(self.elsewhere), origin.content_digest(SIZE))
+        self.assertEqual(harness.digest(self.elsewhere), self.origin.digest(self.url))
 
     def test_link_of_another_user_creates_no_file_elsewhere(self):
         link = self.session.downloads + "a.bin"
@@ -126,7 +113,7 @@ class PrivateFiles(unittest.TestCase):
         request_count = len(self.origin.requests)
         os.remove(link)
         self.session.resume()
-        self.wait_finished()
+        self.saved(self.url)
         self.assertEqual(len(self.origin.requests), request_count, "fetched again")
 
     def plan_is_listed(self):
@@ -153,7 +140,7 @@ class PrivateFiles(unittest.TestCase):
                 self.session.start()
                 self.session.menu_url(self.url)
                 harness.wait_until(self.plan_is_listed, 20, "the plan in the list")
-                self.assertEqual(self.session.stop(), 0)
+                self.stop()
                 names = [os.path.join(self.session.parts, name) for name in names]
                 if names[1] != self.victim:
                     os.link(self.victim, names[1])  # named like a part
@@ -161,11 +148,11 @@ class PrivateFiles(unittest.TestCase):
                 self.origin.serve_file("/a.bin", SIZE)
                 self.session.start()
                 self.session.resume()
-                self.wait_finished()
+                self.saved(self.url)
                 self.check_victim()
                 for name in names[1:]:
                     self.assertTrue(os.path.samefile(name, self.victim))
-                self.assertEqual(self.session.stop(), 0)
+                self.stop()
 
 
 if __name__ == "__main__":

@@ -1,16 +1,16 @@
 """The notification icon: as a status notifier item, with the test's own watcher and host, and on an X tray."""
 
-import re
 import subprocess
 import time
 import unittest
 
+import bus
 import harness
-import origin
-import wirebus
+from case import Case
 
 WATCHER = "org.kde.StatusNotifierWatcher"
 ITEM = "org.kde.StatusNotifierItem"
+PROPERTIES = "org.freedesktop.DBus.Properties"
 MENU = "com.canonical.dbusmenu"
 DESCRIPTION = """<node><interface name="%s">
 <method name="RegisterStatusNotifierItem"><arg name="service" type="s" direction="in"/></method>
@@ -21,7 +21,7 @@ DESCRIPTION = """<node><interface name="%s">
 ENGLISH = ["&Open Pellora!", "&Pause all downloads", "&Resume all downloads", None, "&Exit"]
 
 
-class Host(wirebus.WireBus):
+class Host(bus.Peer):
     """A desktop's watcher and its only host."""
 
     def __init__(self, address):
@@ -30,86 +30,74 @@ class Host(wirebus.WireBus):
         known = {"IsStatusNotifierHostRegistered": ("b", True), "ProtocolVersion": ("i", 0),
                  "RegisteredStatusNotifierItems": ("as", [])}
 
-        def register(sender, arguments):
-            self.items.append((sender, arguments[0]))
-            return "", []
+        def register(sender, _arguments):
+            self.items.append(sender)
+            return "", ()
 
-        self.methods = {
+        self.signals = self.listen(ITEM)
+        self.serve({
             (WATCHER, "RegisterStatusNotifierItem"): register,
-            ("org.freedesktop.DBus.Introspectable", "Introspect"): lambda _s, _a: ("s", [DESCRIPTION]),
-            (wirebus.PROPERTIES, "Get"): lambda _s, a: ("v", [wirebus.Variant(*known[a[1]])]),
-            (wirebus.PROPERTIES, "GetAll"): lambda _s, _a: (
-                "a{sv}", [{name: wirebus.Variant(*value) for name, value in known.items()}]),
-        }
-        self.listen("interface='%s'" % ITEM)
-        self.listen("interface='%s'" % MENU)
-
-    def appear(self):
+            ("org.freedesktop.DBus.Introspectable", "Introspect"): lambda _s, _a: ("s", (DESCRIPTION,)),
+            (PROPERTIES, "Get"): lambda _s, a: ("v", (known[a[1]],)),
+            (PROPERTIES, "GetAll"): lambda _s, _a: ("a{sv}", (known,)),
+        })
         self.take_name(WATCHER)
 
-    def wait_item(self, timeout=20):
-        return harness.wait_until(lambda: self.items, timeout, "the item")[0][0]
+    def wait_item(self):
+        return harness.wait_until(lambda: self.items, 20, "the item")[0]
 
     def item(self):
-        return self.properties(self.wait_item(), "/StatusNotifierItem", ITEM)
+        """Its properties."""
+        [found] = self.call(self.wait_item(), "/StatusNotifierItem", PROPERTIES, "GetAll", ITEM)
+        return {name: value for name, (_, value) in found.items()}
 
     def activate(self):
-        self.call(self.wait_item(), "/StatusNotifierItem", ITEM, "Activate", "ii", 5, 5)
+        self.call(self.wait_item(), "/StatusNotifierItem", ITEM, "Activate", 5, 5, signature="ii")
 
-    def picture(self):
-        """The largest pixmap of the item: (width, height, pixels)."""
-        return max(self.item()["IconPixmap"])
-
-    def layout(self):
-        """(number, properties) of each visible entry."""
-        _revision, (_id, _properties, children) = self.call(
-            self.wait_item(), "/MenuBar", MENU, "GetLayout", "iias", 0, -1, [])
-        return [(number, properties) for number, properties, _ in children if properties.get("visible", True)]
+    def entries(self):
+        """(caption, number) of each visible entry of the menu; a separator's caption is None."""
+        _, (_, _, children) = self.call(self.wait_item(), "/MenuBar", MENU, "GetLayout", 0, -1, [], signature="iias")
+        found = []
+        for _, (number, properties, _) in children:
+            values = {name: value for name, (_, value) in properties.items()}
+            if values.get("visible", True):
+                caption = None if values.get("type") == "separator" else values["label"].replace("_", "&")
+                found.append((caption, number))
+        return found
 
     def captions(self):
-        return [None if p.get("type") == "separator" else p["label"].replace("_", "&") for _, p in self.layout()]
+        return [caption for caption, _ in self.entries()]
 
     def choose(self, caption):
-        for (number, _), found in zip(self.layout(), self.captions()):
-            if found == caption:
-                self.call(self.wait_item(), "/MenuBar", MENU, "Event", "isvu", number, "clicked",
-                          wirebus.Variant("s", ""), 0)
-                return
-        raise AssertionError("no entry " + caption)
+        self.call(self.wait_item(), "/MenuBar", MENU, "Event", dict(self.entries())[caption], "clicked", ("s", ""), 0,
+                  signature="isvu")
 
 
-class Tray(unittest.TestCase):
-    settings = {}
+class Tray(Case):
+    settings = {"MaxSegments": 4}
 
-    def setUp(self):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.session = harness.Session("tray", MaxSegments=4, **self.settings)
-        self.addCleanup(self.session.close)
-
-    def start_with_host(self):
+    def start_host(self):
         self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
         self.addCleanup(self.host.close)
-        self.host.appear()
+
+    def start_with_host(self):
+        self.start_host()
         self.session.start()
         self.host.wait_item()
 
     def main_window(self):
-        return [w for w, title, _ in self.session.own_windows() if title == "Pellora !"]
+        return self.session.titled(harness.MAIN)
 
     def close_main_window(self):
-        [window] = harness.wait_until(self.main_window, 10, "the main window")
-        self.session.close_window(window)
+        self.session.close_window(self.session.window(harness.MAIN))
 
     def open_window(self, act):
         """Retries `act`: on a busy machine two clicks may be too far apart for a double click, or a menu opens late."""
-        for _ in range(4):
+        def try_again():
+            if self.x.menus():
+                self.x.keys("Escape")
             act()
-            try:
-                return harness.wait_until(self.main_window, 5, "the main window", slowness=1)
-            except TimeoutError:
-                self.session.stage.x.keys("Escape")
-        return self.fail("the main window did not appear")
+        harness.act_until(self.main_window, try_again, "the main window")
 
 
 class Item(Tray):
@@ -118,7 +106,7 @@ class Item(Tray):
         tip = harness.wait_until(lambda: [t for t in [self.host.item()["ToolTip"][2]] if "Downloads" in t], 10, "a tip")[0]
         self.assertTrue(tip.startswith("Pellora! Downloads(0) Speed : 0 "), tip)
         self.assertLessEqual(len(tip), 64)
-        width, height, pixels = self.host.picture()
+        width, height, pixels = max(self.host.item()["IconPixmap"])
         self.assertEqual((width, height, len(pixels)), (width, width, 4 * width * width))
         self.assertGreater(sum(pixels[0::4]), 255 * width * height // 2, "mostly opaque")
         self.assertEqual(self.host.captions(), ENGLISH)
@@ -127,9 +115,7 @@ class Item(Tray):
         self.start_with_host()
         time.sleep(2)
         idle = harness.wait_until(lambda: self.host.item()["IconPixmap"], 5, "a picture")
-        self.origin.serve_file("/slow.bin", 10000000, rate=300000)
-        url = self.origin.url("/slow.bin")
-        self.session.menu_url(url)
+        url = self.slow(size=10000000, rate=300000)
         seen = []
 
         def fast():
@@ -139,9 +125,9 @@ class Item(Tray):
             return pictures != idle and "Downloads(1)" in self.host.item()["ToolTip"][2]
 
         harness.wait_until(fast, 20, "a picture of speed")
-        self.session.companion.wait_finished([url], 30)
+        self.saved(url)
         harness.wait_until(lambda: self.host.item()["IconPixmap"] == idle, 30, "the idle picture")
-        self.assertIn("NewIcon", [member for member, _ in self.host.signals])
+        self.assertIn("NewIcon", [signal.header.fields[bus.MEMBER] for signal in self.host.signals.queue])
 
     def test_opens_the_window_on_double_click_only(self):
         self.start_with_host()
@@ -160,52 +146,37 @@ class Item(Tray):
         self.close_main_window()
         self.host.choose(ENGLISH[0])
         harness.wait_until(self.main_window, 10, "the main window")
-        self.origin.serve_file("/slow.bin", 6000000, rate=100000)
-        url = self.origin.url("/slow.bin")
-        self.session.menu_url(url)
-        harness.wait_until(lambda: getattr(self.session.companion.find(url), "received", 0) > 0, 20, "the first bytes")
+        url = self.slow()
         self.host.choose(ENGLISH[1])
-        harness.wait_until(lambda: self.session.companion.find(url).state == "paused", 10, "the pause")
+        self.wait_state(url, "paused")
         self.host.choose(ENGLISH[2])
-        harness.wait_until(lambda: self.session.companion.find(url).state == "active", 10, "the resumption")
+        self.wait_state(url, "active")
 
     def test_exit_asks_nothing_and_removes_the_item(self):
         self.start_with_host()
-        self.origin.serve_file("/slow.bin", 6000000, rate=100000)
-        url = self.origin.url("/slow.bin")
-        self.session.menu_url(url)
-        harness.wait_until(lambda: getattr(self.session.companion.find(url), "received", 0) > 0, 20, "the first bytes")
+        self.slow()
         self.host.choose(ENGLISH[4])
         self.assertEqual(self.session.process.wait(60), 0, self.session.read_log())
 
     def test_appears_on_a_desktop_that_starts_after_the_program(self):
         self.session.start()
-        host = self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
-        self.addCleanup(host.close)
-        host.appear()
-        host.wait_item()
-        self.assertEqual(host.captions(), ENGLISH)
+        self.start_host()
+        self.assertEqual(self.host.captions(), ENGLISH)
 
     def test_appears_on_a_desktop_that_is_slow_to_start(self):
         self.session.start()
         time.sleep(5)
-        host = self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
-        self.addCleanup(host.close)
-        host.appear()
-        host.wait_item()
-        self.assertEqual(host.captions(), ENGLISH)
+        self.start_host()
+        self.assertEqual(self.host.captions(), ENGLISH)
 
     def test_reappears_when_the_desktop_restarts(self):
         self.start_with_host()
         self.host.close()
         time.sleep(1)
         self.assertTrue(self.session.alive(), self.session.read_log())
-        again = self.host = Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
-        self.addCleanup(again.close)
-        again.appear()
-        again.wait_item()
-        self.assertEqual(again.captions(), ENGLISH)
-        again.choose(ENGLISH[4])
+        self.start_host()
+        self.assertEqual(self.host.captions(), ENGLISH)
+        self.host.choose(ENGLISH[4])
         self.assertEqual(self.session.process.wait(60), 0, self.session.read_log())
 
     def test_exit_ends_the_program_even_during_a_message(self):
@@ -217,7 +188,7 @@ class Item(Tray):
 
 
 class German(Tray):
-    settings = {"Language": "german"}
+    settings = {"MaxSegments": 4, "Language": "german"}
 
     def test_shows_its_menu_in_the_chosen_language(self):
         self.start_with_host()
@@ -238,49 +209,33 @@ class XTray(Tray):
 
     def icon_place(self):
         """The middle of the docked icon on the screen, or None."""
-        text = subprocess.run(["xwininfo", "-root", "-tree"], env=self.session.stage.env, stdin=subprocess.DEVNULL,
-                              capture_output=True, timeout=20, check=False).stdout.decode()
-        found = re.search(r'"Pellora": \("Pellora" "Pellora"\) +(\d\d)x\d\d\S+ +\+(\d+)\+(\d+)\n', text)
-        if not found:
-            return None
-        size, x, y = map(int, found.groups())
-        return x + size // 2, y + size // 2
+        for window in self.x.tree():
+            if self.x.property(window, "_NET_WM_NAME") == b"Pellora":
+                x, y, width, height = self.x.place(window)
+                if 10 <= width < 100:  # further windows of this name are not shown
+                    return x + width // 2, y + height // 2
+        return None
 
     def wait_icon(self):
         """The same, once it no longer moves."""
-        seen = []
-
-        def steady():
-            seen.append(self.icon_place())
-            return seen[-1] if len(seen) > 3 and seen[-3:] == [seen[-1]] * 3 else None
-        return harness.wait_until(steady, 20, "the icon in the tray")
-
-    def try_menu(self, x, y):
-        try:
-            return self.open_menu(x, y)
-        except TimeoutError:
-            return None
-
-    def open_menu(self, x, y):
-        self.session.stage.x.click(x, y, button=3)
-        return harness.wait_until(self.session.stage.x.menus, 5, "the menu of the icon", slowness=1)
+        return harness.wait_steady(self.icon_place, "the icon in the tray", times=4)
 
     def test_shows_the_icon_opens_its_menu_and_the_window(self):
         self.start_tray()
         self.session.start()
         x, y = self.wait_icon()
         self.close_main_window()
-        self.session.stage.x.click(x, y)
+        self.x.click(x, y)
         time.sleep(1.5)
         self.assertEqual(self.main_window(), [])
-        self.open_window(lambda: self.session.stage.x.click(x, y, times=2))
+        self.open_window(lambda: self.x.click(x, y, times=2))
         self.close_main_window()
 
         def first_entry():
-            self.open_menu(x, y)
+            self.open_menu(lambda: self.x.click(x, y, button=3))
             time.sleep(1)
             self.session.save_screenshot("tray-menu")
-            self.session.stage.x.keys("Down", "Return")
+            self.x.keys("Down", "Return")
         self.open_window(first_entry)
 
     def test_follows_a_tray_that_starts_late_ends_and_returns(self):
@@ -305,9 +260,9 @@ class XTray(Tray):
         harness.end_process(tray)
         self.start_tray()  # the icon gets another window in it
         x, y = self.wait_icon()
-        harness.wait_until(lambda: self.try_menu(x, y), 20, "the menu over the message")
+        self.open_menu(lambda: self.x.click(x, y, button=3))
         self.session.save_screenshot("tray-menu-over-message")
-        self.session.stage.x.keys("Up", "Return")  # the last entry
+        self.x.keys("Up", "Return")  # the last entry
         self.assertEqual(self.session.process.wait(60), 0, self.session.read_log())
 
 

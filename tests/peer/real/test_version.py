@@ -10,27 +10,21 @@ import unittest
 import zipfile
 
 import harness
-import origin
+from case import Case
 
 REQUEST = (b"GET /Pellora/version.txt HTTP/1.1\r\nAccept: *.*, */*\r\nReferer: version.pellora.example \r\n"
            b"Host: version.pellora.example\r\n\r\n")
 
 
-class Version(unittest.TestCase):
+class Version(Case):
     def setUp(self):
-        self.origin = origin.Origin()
-        self.addCleanup(self.origin.close)
-        self.session = harness.Session("version")
-        self.addCleanup(self.session.close)
-        library = os.path.join(self.session.root, "redirect.so")
-        subprocess.run(["g++", "-std=c++20", "-shared", "-fPIC", "-o", library,
-                        os.path.join(harness.HERE, "redirect.cpp"), "-ldl"], check=True, stdin=subprocess.DEVNULL)
-        self.session.env.update(LD_PRELOAD=library, REDIRECT_PORT_80=str(self.origin.port))
+        super().setUp()
+        self.session.preload("redirect.cpp", REDIRECT_PORT_80=str(self.origin.port))
 
     def label(self, window):
         """A point on the leftmost text in the link colour."""
         result = subprocess.run(["sh", "-c", "import -window %s png:- | convert png:- -fill white +opaque '#0000ff'"
-                                 " -format '%%@' info:" % window], env=self.session.stage.env, check=True,
+                                 " -format '%%@' info:" % hex(window)], env=self.session.stage.env, check=True,
                                 stdin=subprocess.DEVNULL, capture_output=True, timeout=30)
         width, height, left, top = (*map(int, re.findall(r"\d+", result.stdout.decode())), 0, 0, 0, 0)[:4]
         return (left + 10, top + height // 2) if width > 100 else None
@@ -38,18 +32,14 @@ class Version(unittest.TestCase):
     def check(self, reply):
         self.origin.replies["/Pellora/version.txt"] = lambda connection, _request: connection.sendall(reply)
         self.session.start()
-        [main] = harness.wait_until(lambda: [window for window, title, is_dialog in self.session.own_windows()
-                                             if "Pellora !" in title and not is_dialog], 10, "the main window")
-        display = self.session.stage.x
-        display.activate(main)
-        seen = []
+        main = self.session.window(harness.MAIN, dialog=False)
+        self.x.activate(main)
 
-        def drawn():
-            seen.append((self.label(main), display.place(main)))
-            return seen[-1][0] and seen[-2:] == [seen[-1]] * 2
-        harness.wait_until(drawn, 20, "the drawn window")
-        (x, y), (left, top, _, _) = seen[-1]
-        display.click(left + x, top + y, times=2)
+        def look():
+            label = self.label(main)
+            return label and (label, self.x.place(main))
+        (x, y), (left, top, _, _) = harness.wait_steady(look, "the drawn window", times=2)
+        self.x.click(left + x, top + y, times=2)
         harness.wait_until(lambda: self.origin.requests_for("/Pellora/version.txt"), 10, "the request")
 
     def package(self):
@@ -64,10 +54,7 @@ class Version(unittest.TestCase):
         self.origin.serve_bytes("/Pellora53.zip", b"HTTP/1.1 200 OK\r\nContent-Type: application/zip\r\n"
                                 b"Content-Length: %d\r\n\r\n" % len(package) + package)
         started = os.path.join(self.session.root, "started")
-        updater = os.path.join(self.session.program, "updater")
-        with open(updater, "w", encoding="ascii") as f:
-            f.write("#!/bin/sh\n>%s\n" % started)
-        os.chmod(updater, 0o700)
+        harness.write_script(os.path.join(self.session.program, "updater"), ">" + started)
         self.check(b"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n\r\n5.3\r\nFaster <b>and</b> smaller.")
         [request] = self.origin.requests_for("/Pellora/version.txt")
         self.assertEqual(request.raw, REQUEST)
@@ -92,20 +79,19 @@ class Version(unittest.TestCase):
         time.sleep(1)
         self.assertEqual(self.session.dialogs(), [])
         self.assertEqual(self.session.companion.downloads(), [])
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
     def test_quitting_during_the_question_adds_nothing(self):
         self.check(b"HTTP/1.1 200 OK\r\n\r\n10\r\nnotes")
         self.session.wait_dialog()
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
         self.assertFalse(os.path.exists(os.path.join(self.session.program, "downloads")))
 
     def test_updater_is_started_with_five_arguments_and_never_awaited(self):
         notes = os.path.join(self.session.root, "notes")
-        updater = os.path.join(self.session.program, "UpdateApp")
-        with open(updater, "w", encoding="ascii") as f:
-            f.write('#!/bin/sh\nprintf "%%s\\n" "$@" >%s.part && echo $$ >%s.pid && mv %s.part %s\nexec sleep 600\n' % ((notes,) * 4))
-        os.chmod(updater, 0o700)
+        harness.write_script(
+            os.path.join(self.session.program, "UpdateApp"),
+            'printf "%%s\\n" "$@" >%s.part && echo $$ >%s.pid && mv %s.part %s\nexec sleep 600' % ((notes,) * 4))
         self.session.start()
         harness.wait_until(lambda: os.path.exists(notes), 10, "its arguments")
         self.assertLess(self.session.response_seconds(), harness.PROMPT)
@@ -113,7 +99,7 @@ class Version(unittest.TestCase):
             os.kill(int(f.read()), signal.SIGTERM)  # it was still running
         with open(notes, encoding="ascii") as f:
             self.assertEqual(f.read().split("\n"), ["Pellora", "2", "5.2.0", "update.pellora.example", "false", ""])
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
 
 if __name__ == "__main__":

@@ -10,7 +10,7 @@ import zipfile
 import harness
 import origin
 import servers
-from screen import Screen
+from case import Case
 
 TITLE = "OnLine-Zip Viewer"
 COUNTS = (0, 1, 1000, 30000)
@@ -55,7 +55,7 @@ class ZipOrigin(origin.Origin):
         super().__init__()
         self.sent = {}
 
-    def serve(self, path, data):
+    def serve_zip(self, path, data):
         def reply(connection, asked):
             wanted = asked.range()
             first, last = wanted if wanted else (0, len(data) - 1)
@@ -69,7 +69,10 @@ class ZipOrigin(origin.Origin):
         self.replies[path] = reply
 
 
-class Viewer(unittest.TestCase):
+class Viewer(Case):
+    settings = {"MaxSegments": 4, "AutoPreviewZIP": "True"}
+    make_origin = ZipOrigin
+
     @classmethod
     def setUpClass(cls):
         cls.folder = harness.Stage.get().new_folder("archives")
@@ -84,14 +87,11 @@ class Viewer(unittest.TestCase):
                     cls.archives[os.path.basename(path)] = f.read()
 
     def setUp(self):
-        self.origin = ZipOrigin()
-        self.addCleanup(self.origin.close)
-        self.session = harness.Session("zip", MaxSegments=4, AutoPreviewZIP="True")
-        self.addCleanup(self.session.close)
+        super().setUp()
         self.session.start()
 
     def viewers(self):
-        return [w for w, title, _ in self.session.own_windows() if title.startswith(TITLE)]
+        return self.session.titled(TITLE)
 
     def wait_viewer(self):
         return harness.wait_until(self.viewers, 30, "the viewer")[0]
@@ -101,13 +101,12 @@ class Viewer(unittest.TestCase):
         def gone():
             if viewer not in self.viewers():
                 return True
-            display = self.session.stage.x
-            if not display.activate(viewer):
+            if not self.x.activate(viewer):
                 return True
-            left, top, width, height = display.place(viewer)
+            left, top, width, height = self.x.place(viewer)
             x, y = left + width - 60, top + height - 30
-            if display.shows(viewer, x, y):
-                display.click(x, y)
+            if self.x.shows(viewer, x, y):
+                self.x.click(x, y)
                 time.sleep(1)
             return False
         harness.wait_until(gone, 30, "the viewer to go")
@@ -115,7 +114,7 @@ class Viewer(unittest.TestCase):
     def leave(self, viewer):
         self.session.close_window(viewer)
 
-    def saved(self, url):
+    def bytes_of(self, url):
         self.session.companion.wait_finished([url], 30)
         with open(os.path.join(self.session.downloads, url.rsplit("/", 1)[1]), "rb") as f:
             return f.read()
@@ -126,7 +125,7 @@ class Viewer(unittest.TestCase):
             with self.subTest(name):
                 path = "/" + name
                 self.assertEqual(entry_count(data), int(name.split("-")[1].split(".")[0]))
-                self.origin.serve(path, data)
+                self.origin.serve_zip(path, data)
                 url = self.origin.url(path)
                 self.session.menu_url(url)
                 viewer = self.wait_viewer()
@@ -140,11 +139,11 @@ class Viewer(unittest.TestCase):
                 self.assertLess(overhead, 200)
                 if "1000" in name:
                     self.click_download_classic(viewer)
-                    self.assertEqual(self.saved(url), data)
+                    self.assertEqual(self.bytes_of(url), data)
                 else:
                     self.leave(viewer)
                     self.assertEqual(len(self.origin.requests_for(path)), 3)
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
     def test_requests_tail_and_directory_from_nginx(self):
         nginx = servers.Nginx()
@@ -165,10 +164,10 @@ class Viewer(unittest.TestCase):
                 self.assertEqual(logged(), sorted([(206, 22), (206, directory + 1)]))
                 if "-30000" in name:
                     self.click_download_classic(viewer)
-                    self.assertEqual(self.saved(url), data)
+                    self.assertEqual(self.bytes_of(url), data)
                 else:
                     self.leave(viewer)
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
     def test_viewer_on_a_silent_server_blocks_no_other(self):
         data = self.archives["made_by_python-1000.zip"]
@@ -183,21 +182,19 @@ class Viewer(unittest.TestCase):
         self.origin.replies["/silent.zip"] = silent
         self.session.menu_url(self.origin.url("/silent.zip"))
         self.wait_viewer()
-        self.origin.serve("/good.zip", data)
+        self.origin.serve_zip("/good.zip", data)
         self.session.menu_url(self.origin.url("/good.zip"))
         harness.wait_until(lambda: len(self.viewers()) == 2, 30, "the second viewer")
         harness.wait_until(lambda: len(self.origin.requests_for("/good.zip")) == 3, 30, "its requests")
-        self.origin.serve_file("/plain.bin", 30000)
-        self.session.menu_url(self.origin.url("/plain.bin"))
-        self.assertEqual(len(self.saved(self.origin.url("/plain.bin"))), 30000)
+        self.fetch(self.serve("/plain.bin"))
         self.assertLess(self.session.response_seconds(), harness.PROMPT)
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
     def test_a_name_that_the_disk_cannot_hold_is_refused_after_the_viewer(self):
         data = self.archives["made_by_python-1.zip"]
         for number, name in enumerate(("n" * 251 + ".zip", "n" * 300 + ".zip")):
             with self.subTest(length=len(name)):
-                self.origin.serve("/" + name, data)
+                self.origin.serve_zip("/" + name, data)
                 self.origin.serve_redirect("/get%d" % number, "http://127.0.0.1/" + name)
                 for path in ("/" + name, "/get%d" % number):
                     self.session.menu_url(self.origin.url(path))
@@ -207,7 +204,7 @@ class Viewer(unittest.TestCase):
                     self.session.dismiss(self.session.wait_dialog()[0])
                     harness.wait_until(lambda: not self.session.companion.downloads(), 10, "the record to go")
                     self.assertTrue(self.session.alive(), self.session.read_log())
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
     def test_server_that_ignores_ranges_fills_no_memory(self):
         def endless(connection, _request):
@@ -227,7 +224,7 @@ class Viewer(unittest.TestCase):
         self.assertLess(grown, 24 << 20)  # for the window, its fonts and icons
         self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.leave(viewer)
-        self.assertEqual(self.session.stop(), 0, self.session.read_log())
+        self.stop()
 
     def test_can_be_browsed_by_role_and_name(self):
         path = os.path.join(self.folder, "tour.zip")
@@ -237,13 +234,11 @@ class Viewer(unittest.TestCase):
             archive.writestr("readme.txt", b"r" * 300)
         with open(path, "rb") as f:
             data = f.read()
-        self.origin.serve("/tour.zip", data)
+        self.origin.serve_zip("/tour.zip", data)
         url = self.origin.url("/tour.zip")
-        session = harness.Session("tour", MaxSegments=4, AutoPreviewZIP="True")
-        self.addCleanup(session.close)
-        screen = Screen(session)
-        self.addCleanup(screen.close)
-        session.start()
+        session = self.session = self.new_session()
+        self.start_with_screen()
+        screen = self.screen
         session.menu_url(url)
         screen.wait("label", "800 bytes used by 3 file(s)  (800 bytes packed.)", TITLE)
         screen.wait("label", url, TITLE)
@@ -267,7 +262,7 @@ class Viewer(unittest.TestCase):
         with open(os.path.join(session.downloads, "tour.zip"), "rb") as f:
             self.assertEqual(f.read(), data)
         screen.wait_gone("push button", "Download classic", TITLE)
-        self.assertEqual(session.stop(), 0, session.read_log())
+        self.stop()
 
 
 if __name__ == "__main__":

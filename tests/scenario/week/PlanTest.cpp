@@ -5,11 +5,6 @@
 namespace pellora {
 namespace {
 
-TEST(LifePlans, DependOnTheirSeed) {
-  EXPECT_EQ(PlanText(MakePlan(7), {}), PlanText(MakePlan(7), {}));
-  EXPECT_NE(PlanText(MakePlan(7), {}), PlanText(MakePlan(8), {}));
-}
-
 TEST(LifePlans, OmitDroppedItems) {
   const std::string text = PlanText(MakePlan(7), {0});
   EXPECT_EQ(text.find("  0: "), std::string::npos);
