@@ -40,11 +40,21 @@ std::uint32_t Program::Serial(int index) const {
   return serials_[static_cast<std::size_t>(index)];
 }
 
-void Program::RaiseSerial(int index) { At(serials_, index) = nextSerial_++; }
+void Program::RaiseSerial(int index) {
+  At(serials_, index) = nextSerial_++;
+  webFigures_.erase(index);
+}
+
+WebFigures* Program::Web(int index) {
+  const auto at = webFigures_.find(index);
+  return at == webFigures_.end() ? nullptr : &at->second;
+}
+
+WebFigures& Program::AddWeb(int index) { return webFigures_[index]; }
 
 void Program::ResizeDownloads(std::int16_t count) {
   const auto size = static_cast<std::size_t>(count) + 1;
-  for (std::size_t i = size; i < downloads_.size(); ++i) serials_[i] = nextSerial_++;
+  for (std::size_t i = size; i < downloads_.size(); ++i) RaiseSerial(static_cast<int>(i));
   downloads_.resize(size);
   transferWindows_.resize(std::max(transferWindows_.size(), size));
   zipViewers_.resize(std::max(zipViewers_.size(), size));

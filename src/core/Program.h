@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -19,6 +20,7 @@
 #include "core/Record.h"
 #include "core/Settings.h"
 #include "core/Transfer.h"
+#include "core/WebFigures.h"
 #include "ports/Platform.h"
 
 namespace pellora {
@@ -74,6 +76,10 @@ class Program {
   std::shared_ptr<Transfer>& TransferWindowAt(int index);
   std::shared_ptr<ZipViewer>& ZipViewerAt(int index);
 
+  // Figures of a record that the web engine has begun; null for any other. RaiseSerial drops them.
+  WebFigures* Web(int index);
+  WebFigures& AddWeb(int index);  // those it has, or new ones
+
   std::uint32_t Serial(int index) const;  // 0 for a slot that does not exist
   void RaiseSerial(int index);
   // True while the slot has that serial.
@@ -103,6 +109,7 @@ class Program {
   std::deque<std::shared_ptr<Transfer>> transferWindows_{1};
   std::deque<std::shared_ptr<ZipViewer>> zipViewers_{1};
   std::deque<std::uint32_t> serials_{1};
+  std::map<int, WebFigures> webFigures_;  // by index
   std::uint32_t nextSerial_ = 1;
   std::uint64_t sessionTotal_ = 0;
   bool ending_ = false;

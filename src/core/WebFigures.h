@@ -1,0 +1,27 @@
+// WebFigures: what the web engine knows of a record that the record's own fields cannot hold. Bytes count in 64 bits.
+//
+// A record has figures once its download was begun by the web engine. They are not in the list file: the engine's
+// journal has them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace pellora {
+
+enum class WebStanding : std::uint8_t {
+  Active,  // fetching, waiting for a server, or finishing
+  Paused,
+  Stopped,  // by itself, with a reason
+  Finished,
+};
+
+struct WebFigures {
+  std::int64_t received = 0;  // bytes held
+  std::int64_t size = -1;     // of the file; -1: not known
+  double bytesPerSecond = 0;  // over the last seconds
+  WebStanding standing = WebStanding::Active;
+  std::string reason;  // of Stopped, one sentence; of Active, what is being waited for; else empty
+};
+
+}  // namespace pellora
