@@ -13,7 +13,7 @@ constexpr std::int64_t kAlignment = std::int64_t{64} << 10;  // of cuts, so that
 constexpr double kNominalRate = 1 << 20;                     // while nothing is measured
 constexpr double kUnclaimedRate = 1e-12;
 constexpr double kSlowerBy = 4;
-constexpr double kSlowSeconds = 3;    // a lane with less to do is not worth a new connection
+constexpr double kSlowSeconds = 3;     // a lane with less to do is not worth a new connection
 constexpr double kTwinSeconds = 0.25;  // nor a second run of its piece
 
 }  // namespace
