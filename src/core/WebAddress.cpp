@@ -66,7 +66,7 @@ std::string Encoded(std::string_view text) {
   return result;
 }
 
-// Resolves "." and ".." in a path that begins with "/" (RFC 3986, section 5.2.4).
+// Resolves dot segments in a path that begins with a slash (RFC 3986, section 5.2.4).
 std::string WithoutDots(std::string_view path) {
   std::vector<std::string_view> parts;
   bool folder = false;  // it ends in "/", written or meant
