@@ -11,7 +11,7 @@ std::optional<std::string> HostToAscii(std::string_view host) {
   char* found = nullptr;
   const int result = idn2_to_ascii_8z(std::string(host).c_str(), &found, IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL);
   const std::unique_ptr<char, void (*)(void*)> owned(found, idn2_free);
-  if (result != IDN2_OK || !owned) return {};
+  if (result != IDN2_OK) return {};
   return std::string(owned.get());
 }
 

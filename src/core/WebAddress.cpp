@@ -24,7 +24,7 @@ constexpr std::array kSchemes = {SchemeRow{WebScheme::Http, "http", 80}, SchemeR
 
 constexpr std::string_view kMark = "://";
 constexpr std::size_t kLongestHost = 253;
-// What a path or query cannot hold as it is, besides controls, blanks and bytes above 126.
+// What a path or query cannot hold as it is, besides blanks and bytes above 127. Controls are refused before.
 constexpr std::string_view kEncoded = "\"<>\\^`{|}";
 // What no host holds once it is decoded, besides controls, blanks and bytes above 126.
 constexpr std::string_view kNotInHosts = "\"#%/:<>?@[\\]^`{|}";
@@ -56,7 +56,7 @@ std::string Encoded(std::string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
     const bool escape = c == '%' && text.size() - i > 2 && HexValue(text[i + 1]) >= 0 && HexValue(text[i + 2]) >= 0;
-    const bool plain = c > 0x20 && c < 0x7F && c != '%' && kEncoded.find(c) == std::string_view::npos;
+    const bool plain = c > 0x20 && c != '%' && kEncoded.find(c) == std::string_view::npos;
     if (plain || escape) {
       result += c;
     } else {
@@ -80,7 +80,7 @@ std::string WithoutDots(std::string_view path) {
   }
   std::string result;
   for (const std::string_view part : parts) result.append(1, '/').append(part);
-  if (folder || result.empty()) result += '/';
+  if (folder) result += '/';
   return result;
 }
 
@@ -195,12 +195,21 @@ std::string_view CutAt(std::string_view text, std::string_view marks, std::strin
 }
 
 bool TakePath(WebAddress& address, std::string_view path) {
-  address.path = path.empty() ? "/" : WithoutDots(Encoded(path));
-  return IsHttp(address.scheme) || !HasControl(PercentDecoded(address.path));
+  address.path = "/";
+  if (!path.empty()) address.path = WithoutDots(Encoded(path));
+  const bool control = HasControl(PercentDecoded(address.path));
+  return IsHttp(address.scheme) || !control;
 }
 
 std::string HostText(const WebAddress& address) {
-  return address.host.find(':') == std::string::npos ? address.host : "[" + address.host + "]";
+  const bool literal = address.host.find(':') != std::string::npos;
+  std::string text = address.host;
+  if (literal) text.insert(0, 1, '[').append(1, ']');
+  return text;
+}
+
+bool IsSameOrigin(const WebAddress& a, const WebAddress& b) {
+  return a.scheme == b.scheme && a.host == b.host && a.port == b.port;
 }
 
 // The text that a relative reference stands for (RFC 3986, section 5.2.2).
@@ -275,13 +284,14 @@ std::string WithoutPassword(std::string_view text) {
 
 bool SharesSecrets(const WebAddress& from, const WebAddress& to) {
   const bool safer = from.scheme == WebScheme::Http && to.scheme == WebScheme::Https && from.host == to.host;
-  return safer || OriginOf(from) == OriginOf(to);
+  return safer || IsSameOrigin(from, to);
 }
 
 std::string ReferrerFor(const WebAddress& page, const WebAddress& to) {
   const bool lessSafe = IsEncrypted(page.scheme) && !IsEncrypted(to.scheme);
   if (!IsHttp(page.scheme) || !IsHttp(to.scheme) || lessSafe) return {};
-  return OriginOf(page) == OriginOf(to) ? WireUrl(page) : OriginOf(page) + "/";
+  if (IsSameOrigin(page, to)) return WireUrl(page);
+  return OriginOf(page).append("/");
 }
 
 bool NamesAFile(const WebAddress& address) {
@@ -299,7 +309,9 @@ ResolvedRedirect ResolveRedirect(const WebAddress& base, std::string_view locati
   location = TrimSpace(location);
   if (location.empty()) return {};
   const bool absolute = SchemeLength(location) > 0;
-  std::optional<WebAddress> target = ParseWebAddress(absolute ? std::string(location) : Absolute(base, location));
+  std::string text(location);
+  if (!absolute) text = Absolute(base, location);
+  std::optional<WebAddress> target = ParseWebAddress(text);
   const bool known = !absolute || std::any_of(kSchemes.begin(), kSchemes.end(), [&](const SchemeRow& row) {
     return EqualsNoCase(row.name, location.substr(0, SchemeLength(location)));
   });

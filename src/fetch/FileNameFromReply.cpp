@@ -234,7 +234,8 @@ std::string DispositionName(std::string_view value) {
 }
 
 std::string HarmlessName(std::string_view name) {
-  const std::string text = IsUtf8(name) ? std::string(name) : Utf8FromLatin1(name);
+  std::string text(name);
+  if (!IsUtf8(name)) text = Utf8FromLatin1(name);
   std::string clean = WithoutHarmfulCharacters(text);
   clean.erase(0, std::min(clean.find_first_not_of(' '), clean.size()));
   clean.erase(clean.find_last_not_of(" .") + 1);  // npos + 1 is 0: nothing but these

@@ -63,18 +63,13 @@ bool TakePath(std::string& out, std::string_view text) {
   return out.starts_with('/') && out.find('\0') == std::string::npos;
 }
 
-// The numbers of "a:b:c", as many as there are places.
-template <class... Numbers>
-bool TakeNumbers(std::string_view text, Numbers&... numbers) {
-  std::size_t left = sizeof...(numbers);
-  const auto next = [&](auto& number) {
-    const std::size_t end = --left == 0 ? text.size() : text.find(':');
-    if (end == std::string_view::npos) return false;
-    const bool taken = Take(number, text.substr(0, end));
-    text.remove_prefix(std::min(end + 1, text.size()));
-    return taken;
-  };
-  return (next(numbers) && ...);
+std::vector<std::string_view> PartsOf(std::string_view text) {
+  std::vector<std::string_view> parts;
+  while (true) {
+    parts.push_back(text.substr(0, text.find(':')));
+    if (parts.back().size() == text.size()) return parts;
+    text.remove_prefix(parts.back().size() + 1);
+  }
 }
 
 std::string IdentityText(const FileIdentity& identity) {
@@ -82,7 +77,8 @@ std::string IdentityText(const FileIdentity& identity) {
 }
 
 bool TakeIdentity(FileIdentity& identity, std::string_view text) {
-  return TakeNumbers(text, identity.device, identity.inode);
+  const std::vector<std::string_view> parts = PartsOf(text);
+  return parts.size() == 2 && Take(identity.device, parts[0]) && Take(identity.inode, parts[1]);
 }
 
 // A time before 1970 is held at 0: it only tells files apart.
@@ -93,7 +89,9 @@ std::string StateText(const FileState& state) {
 
 bool TakeState(std::optional<FileState>& state, std::string_view text) {
   FileState& taken = state.emplace();
-  return TakeNumbers(text, taken.identity.device, taken.identity.inode, taken.length, taken.modified);
+  const std::vector<std::string_view> parts = PartsOf(text);
+  return parts.size() == 4 && Take(taken.identity.device, parts[0]) && Take(taken.identity.inode, parts[1]) &&
+         Take(taken.length, parts[2]) && Take(taken.modified, parts[3]);
 }
 
 std::string RangesText(const IntervalSet& held) {
@@ -143,8 +141,15 @@ struct Field {
 using E = JournalEntry;
 using Text = std::string_view;
 
-std::string Flag(bool flag) { return flag ? "1" : ""; }
-std::string Known(std::int64_t number) { return number < 0 ? "" : std::to_string(number); }
+std::string When(bool condition, std::string text) {
+  if (!condition) text.clear();
+  return text;
+}
+std::string Flag(bool flag) { return When(flag, "1"); }
+std::string Known(std::int64_t number) { return When(number >= 0, std::to_string(number)); }
+std::string Known(const std::optional<FileState>& state) {
+  return When(state.has_value(), StateText(state.value_or(FileState())));
+}
 
 constexpr std::array kFields = {
     Field{"url", [](const E& e) { return Encoded(WithoutPassword(e.key.url)); },
@@ -160,7 +165,7 @@ constexpr std::array kFields = {
     Field{"reason", [](const E& e) { return Encoded(e.reason); }, [](E& e, Text t) { return TakeText(e.reason, t); }},
     Field{"path", [](const E& e) { return Encoded(e.path); }, [](E& e, Text t) { return TakePath(e.path, t); }},
     Field{"part", [](const E& e) { return Encoded(e.partPath); }, [](E& e, Text t) { return TakePath(e.partPath, t); }},
-    Field{"partid", [](const E& e) { return e.partPath.empty() ? "" : IdentityText(e.part); },
+    Field{"partid", [](const E& e) { return When(!e.partPath.empty(), IdentityText(e.part)); },
           [](E& e, Text t) { return TakeIdentity(e.part, t); }},
     Field{"total", [](const E& e) { return Known(e.facts.total); },
           [](E& e, Text t) { return Take(e.facts.total, t); }},
@@ -178,27 +183,29 @@ constexpr std::array kFields = {
     Field{"cookies", [](const E& e) { return Flag(e.hadCookies); },
           [](E& e, Text t) { return TakeFlag(e.hadCookies, t); }},
     Field{"quiet", [](const E& e) { return Flag(e.quiet); }, [](E& e, Text t) { return TakeFlag(e.quiet, t); }},
-    Field{"renamed", [](const E& e) { return e.renamed ? StateText(*e.renamed) : ""; },
-          [](E& e, Text t) { return TakeState(e.renamed, t); }},
-    Field{"replaces", [](const E& e) { return e.replaces ? StateText(*e.replaces) : ""; },
+    Field{"renamed", [](const E& e) { return Known(e.renamed); }, [](E& e, Text t) { return TakeState(e.renamed, t); }},
+    Field{"replaces", [](const E& e) { return Known(e.replaces); },
           [](E& e, Text t) { return TakeState(e.replaces, t); }},
     Field{"oldpart", [](const E& e) { return Encoded(e.oldPartPath); },
           [](E& e, Text t) { return TakePath(e.oldPartPath, t); }},
-    Field{"oldpartid", [](const E& e) { return e.oldPartPath.empty() ? "" : IdentityText(e.oldPart); },
+    Field{"oldpartid", [](const E& e) { return When(!e.oldPartPath.empty(), IdentityText(e.oldPart)); },
           [](E& e, Text t) { return TakeIdentity(e.oldPart, t); }},
     Field{"referrer", [](const E& e) { return Encoded(WithoutPassword(e.referrer)); },
           [](E& e, Text t) {
             e.referrer = WithoutPassword(PercentDecoded(t));
             return true;
           }},
-    Field{"startat", [](const E& e) { return e.startAt ? Hex(std::bit_cast<std::uint64_t>(*e.startAt), 16) : ""; },
+    Field{"startat",
+          [](const E& e) {
+            return When(e.startAt.has_value(), Hex(std::bit_cast<std::uint64_t>(e.startAt.value_or(0)), 16));
+          },
           [](E& e, Text t) {
             std::uint64_t bits = 0;
             const bool taken = TakeBits(bits, t);
             e.startAt = std::bit_cast<double>(bits);
             return taken;
           }},
-    Field{"place", [](const E& e) { return e.queuePlace ? Known(*e.queuePlace) : ""; },
+    Field{"place", [](const E& e) { return Known(e.queuePlace.value_or(-1)); },
           [](E& e, Text t) { return Take(e.queuePlace.emplace(), t); }},
 };
 

@@ -227,9 +227,9 @@ std::optional<Piece> RangePlan::GiveTwin(int lane) {
   if (longest < 0 || total_ < kSmallestPiece) return {};
   const Lane& busy = LaneAt(longest);
   const double share = RateOf(longest) / (RateOf(longest) + RateOf(lane));
-  const auto kept = static_cast<std::int64_t>(static_cast<double>(busy.end - busy.at) * share);
+  const std::int64_t rest = busy.end - busy.at;
+  const std::int64_t kept = std::min(static_cast<std::int64_t>(static_cast<double>(rest) * share), rest - 1);
   const Range range{busy.at + kept / kAlignment * kAlignment, busy.end};
-  if (range.Length() <= 0) return {};
   const Piece piece = Assign(lane, range);
   LaneAt(lane).twin = true;
   LaneAt(longest).twinnedBy = lane;

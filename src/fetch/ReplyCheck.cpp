@@ -33,8 +33,9 @@ bool IsForeignCoding(const std::string& coding, std::string_view fileName) {
       Own{"xz", {".xz", ".txz", ".xz", ".xz"}}};
   if (coding == "identity") return false;
   const auto* const own = std::find_if(kOwn.begin(), kOwn.end(), [&](const Own& row) { return row.coding == coding; });
-  return own == kOwn.end() || std::none_of(own->endings.begin(), own->endings.end(),
-                                           [&](std::string_view ending) { return EndsWithNoCase(fileName, ending); });
+  if (own == kOwn.end()) return true;
+  return std::none_of(own->endings.begin(), own->endings.end(),
+                      [&](std::string_view ending) { return EndsWithNoCase(fileName, ending); });
 }
 
 // What must not be wrong in any head whose body is a file's. None: nothing is.

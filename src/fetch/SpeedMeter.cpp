@@ -36,7 +36,7 @@ double SpeedMeter::BytesPerSecond(std::int64_t now) const {
   // From the start of the oldest step that still counts, or from the connection's own start.
   const std::int64_t from = std::max(start_, (moved.step_ - kSpan + 1) * kStep);
   const std::int64_t sum = std::accumulate(moved.bytes_.begin(), moved.bytes_.end(), std::int64_t{0});
-  return now > from ? static_cast<double>(sum) * 1000 / static_cast<double>(now - from) : -1;
+  return static_cast<double>(sum) * 1000 / static_cast<double>(now - from);
 }
 
 }  // namespace pellora

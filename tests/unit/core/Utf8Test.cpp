@@ -22,6 +22,7 @@ TEST(Utf8, RefusesWhatIsNotWellFormed) {
     EXPECT_EQ(FirstUtf8Char(text).length, 0U) << text;
     EXPECT_FALSE(IsUtf8(std::string("a") + text)) << text;
   }
+  EXPECT_EQ(FirstUtf8Char("").length, 0U);
   EXPECT_TRUE(IsUtf8(""));
   EXPECT_TRUE(IsUtf8("a\xE2\x82\xAC"));
 }

@@ -26,9 +26,26 @@ TEST(WebAddress, TakesTheFiveSchemesInAnyCase) {
 }
 
 TEST(WebAddress, RefusesOtherSchemesAndShapes) {
-  for (const char* const text : {"", " ", "site/f", "//site/f", "file:///etc/passwd", "https:/site/f", "https:site/f",
-                                 "https//site/f", "https://", "https:///f", "https://:443/f", "https://u:p@/f",
-                                 "ws://site/f", "javascript:alert(1)", "https", "1https://a/b"}) {
+  for (const char* const text : {"",
+                                 " ",
+                                 "site/f",
+                                 "//site/f",
+                                 "file:///etc/passwd",
+                                 "https:/site/f",
+                                 "https:site/f",
+                                 "https//site/f",
+                                 "https://",
+                                 "https:///f",
+                                 "https://:443/f",
+                                 "https://u:p@/f",
+                                 "ws://site/f",
+                                 "javascript:alert(1)",
+                                 "https",
+                                 "1https://a/b",
+                                 "{ttps://a/b",
+                                 "svn+ssh://a/b",
+                                 "x-y.z://a/b",
+                                 "ht{ps://a/b"}) {
     EXPECT_FALSE(ParseWebAddress(text)) << text;
   }
 }
@@ -138,10 +155,11 @@ TEST(WebAddress, TurnsAHostIntoALabels) {
 }
 
 TEST(WebAddress, RefusesHostsThatBecomeMoreThanAHost) {
-  for (const char* const host : {"a\xEF\xBC\x8F"
-                                 "b",
-                                 "a%2Fb", "a%40b", "a%00b", "a b", "a\\b", "a<b", "a%3A80", "\xE2\x84\x80.example",
-                                 "\xFF.example", ".example", "a[b", "[::1", "::1", "[::1]x", "[]", "[g::]"}) {
+  for (const char* const host :
+       {"a\xEF\xBC\x8F"
+        "b",
+        "a%2Fb", "a%40b", "a%00b", "a%7Fb", "a b", "a\\b", "a<b", "a%3A80", "\xE2\x84\x80.example", "\xFF.example",
+        ".example", "a[b", "[::1", "::1", "[::1]x", "[]", "[g::]"}) {
     EXPECT_FALSE(ParseWebAddress(std::string("https://") + host + "/f")) << host;
   }
   EXPECT_FALSE(ParseWebAddress("https://" + std::string(254, 'a') + "/f"));
@@ -153,6 +171,7 @@ TEST(WebAddress, TakesIpv6Literals) {
   EXPECT_EQ(Parsed("https://[2001:DB8::1]:8443/f").port, 8443);
   EXPECT_EQ(Wire("https://u:p@[::1]/f"), "https://[::1]/f");
   EXPECT_EQ(Parsed("sftp://[fe80::1%25eth0]/f").host, "fe80::1%25eth0");
+  EXPECT_EQ(Parsed("sftp://[fe80::1%25a-b.c_d~1Z]/f").host, "fe80::1%25a-b.c_d~1Z");
   for (const char* const host :
        {"::", "1:2:3:4:5:6:7:8", "1::8", "::ffff:192.0.2.1", "1:2:3:4:5:6:192.0.2.1", "1:2:3:4:5:6:7::"}) {
     EXPECT_TRUE(ParseWebAddress(std::string("https://[") + host + "]/f")) << host;
@@ -160,9 +179,29 @@ TEST(WebAddress, TakesIpv6Literals) {
 }
 
 TEST(WebAddress, RefusesWhatIsNoIpv6Literal) {
-  for (const char* const host :
-       {":", ":::", "1:2:3:4:5:6:7", "1:2:3:4:5:6:7:8:9", "1::2::3", "12345::", "::1.2.3", "::1.2.3.256",
-        "1.2.3.4::", "::1.2.3.4.5", "fe80::1%", "fe80::1%25", "fe80::1%eth0", "fe80::1%25e/h", "v1.x"}) {
+  for (const char* const host : {":",
+                                 ":::",
+                                 "1:2:3:4:5:6:7",
+                                 "1:2:3:4:5:6:7:8:9",
+                                 "1::2::3",
+                                 "12345::",
+                                 "::1.2.3",
+                                 "::1.2.3.256",
+                                 "::1.x.3.4",
+                                 "::1.2x.3.4",
+                                 "::1.0002.3.4",
+                                 "::1.-2.3.4",
+                                 "::1.99999999999.3.4",
+                                 "::g",
+                                 "1:2:3:4::5:6:7:8",
+                                 "fe80::1%25a!b",
+                                 "1.2.3.4::",
+                                 "::1.2.3.4.5",
+                                 "fe80::1%",
+                                 "fe80::1%25",
+                                 "fe80::1%eth0",
+                                 "fe80::1%25e/h",
+                                 "v1.x"}) {
     EXPECT_FALSE(ParseWebAddress(std::string("https://[") + host + "]/f")) << host;
   }
 }
@@ -182,6 +221,7 @@ TEST(WebAddress, ListsAnAddressAsGivenWithoutItsPassword) {
   EXPECT_EQ(WithoutPassword("https://site/a:b@c"), "https://site/a:b@c");
   EXPECT_EQ(WithoutPassword("https://site?a:b@c"), "https://site?a:b@c");
   EXPECT_EQ(WithoutPassword("a:b@c"), "a:b@c");
+  EXPECT_EQ(WithoutPassword("a@b://c/d"), "a@b://c/d");
   EXPECT_EQ(WithoutPassword("odd://u:secret@\\"), "odd://u@\\");
 }
 
@@ -215,6 +255,7 @@ TEST(WebAddress, TellsOtherOriginsOnlyTheOriginOfThePage) {
   EXPECT_EQ(referrer("http://a/page", "https://a/f"), "http://a/");
   EXPECT_EQ(referrer("https://a/page", "http://a/f"), "");
   EXPECT_EQ(referrer("https://a/page", "ftps://a/f"), "");
+  EXPECT_EQ(referrer("ftps://a/page", "https://a/f"), "");
 }
 
 TEST(WebAddress, NamesAFileWhereThePathEndsInAnExtension) {

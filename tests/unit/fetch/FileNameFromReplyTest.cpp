@@ -26,6 +26,7 @@ TEST(FileNameFromReply, TakesTheNameOfContentDisposition) {
   EXPECT_EQ(Disposed("attachment; filename=\"a\\\"b\\\\c.zip\""), "c.zip");  // a quote, then a folder's separator
   EXPECT_EQ(Disposed("attachment; filename=\"it's \\\"it\\\".zip\""), "it's _it_.zip");
   EXPECT_EQ(Disposed("attachment; filename=\"open.zip"), "open.zip");
+  EXPECT_EQ(Disposed("attachment; filename=\"open.zip\\"), "path.bin");  // the last part of a path that ends
   EXPECT_EQ(Disposed("attachment; filename=a.zip; filename=b.zip"), "a.zip");
   EXPECT_EQ(Disposed("attachment; filename=a%20b.zip"), "a%20b.zip");
 }
@@ -34,6 +35,7 @@ TEST(FileNameFromReply, PrefersTheExtendedForm) {
   EXPECT_EQ(Disposed("attachment; filename=a.zip; filename*=UTF-8''na%C3%AFve%20%e2%82%ac.zip"),
             "na\xC3\xAFve \xE2\x82\xAC.zip");
   EXPECT_EQ(Disposed("attachment; filename*=utf-8'en'b.zip; filename=a.zip"), "b.zip");
+  EXPECT_EQ(Disposed("attachment; filename*=UTF-8''b.zip; filename*=UTF-8''c.zip"), "b.zip");
   EXPECT_EQ(Disposed("attachment; filename*=ISO-8859-1''%E9.zip"), "\xC3\xA9.zip");
   EXPECT_EQ(Disposed("attachment; filename*=\"UTF-8''b.zip\""), "b.zip");
 }
@@ -119,6 +121,8 @@ TEST(HarmlessName, NamesNoDevice) {
   EXPECT_EQ(HarmlessName("lpt9 .x"), "_lpt9 .x");
   EXPECT_EQ(HarmlessName("com0"), "com0");
   EXPECT_EQ(HarmlessName("com10"), "com10");
+  EXPECT_EQ(HarmlessName("comb.x"), "comb.x");
+  EXPECT_EQ(HarmlessName("com!"), "com!");
   EXPECT_EQ(HarmlessName("console.log"), "console.log");
 }
 
@@ -149,6 +153,10 @@ TEST(NumberedName, PutsTheNumberBeforeTheExtension) {
   EXPECT_EQ(NumberedName("a.zip", 2), "a (2).zip");
   EXPECT_EQ(NumberedName("a.tar.gz", 12), "a (12).tar.gz");
   EXPECT_EQ(NumberedName("a", 2), "a (2)");
+  EXPECT_EQ(NumberedName(".a", 2), ".a (2)");
+  EXPECT_EQ(NumberedName("a.", 2), "a (2)");
+  EXPECT_EQ(NumberedName("a.{b", 2), "a.{b (2)");
+  EXPECT_EQ(NumberedName("a.\xC3\xA9", 2), "a (2).\xC3\xA9");
   EXPECT_EQ(NumberedName("Mr. Smith", 2), "Mr. Smith (2)");
   EXPECT_EQ(NumberedName(std::string(236, 'n') + ".zip", 2), std::string(232, 'n') + " (2).zip");
 }

@@ -30,6 +30,9 @@ TEST(HostMemory, LearnsThatAServerTakesMore) {
   HostMemory memory;
   memory.Accepted("https://a", 1);
   EXPECT_EQ(memory.MostConnections("https://a", 8), 8);
+  memory.SetTakesNoRanges("https://a");
+  memory.Accepted("https://a", 1);
+  EXPECT_EQ(memory.MostConnections("https://a", 8), 8);
   memory.RefusedBeyond("https://a", 2);
   memory.Accepted("https://a", 3);
   EXPECT_EQ(memory.MostConnections("https://a", 8), 3);

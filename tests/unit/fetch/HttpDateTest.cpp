@@ -22,11 +22,26 @@ TEST(HttpDate, ReadsTheEndsOfTheRange) {
 }
 
 TEST(HttpDate, RefusesWhatIsNoDate) {
-  for (const char* const text :
-       {"", "0", "Sun", "Sun, 06 Nov 1994", "Sun, 31 Feb 2024 00:00:00 GMT", "Sun, 06 nov 1994 08:49:37 GMT",
-        "Sun, 06 Nov 1994 24:00:00 GMT", "Sun, 06 Nov 1994 08:60:00 GMT", "Sun, 06 Nov 1994 08:49 GMT",
-        "Sun, 06 Nov 1994 08:49:37 CET", "Sun, 6x Nov 1994 08:49:37 GMT", "Sun, 06 Nov 994 08:49:37 GMT",
-        "Sun, 06 Nov 19944 08:49:37 GMT", "Sun Nov  6 08:49:37"}) {
+  for (const char* const text : {"",
+                                 "0",
+                                 "Sun",
+                                 "Sun, 06 Nov 1994",
+                                 "Sun, 31 Feb 2024 00:00:00 GMT",
+                                 "Sun, 06 nov 1994 08:49:37 GMT",
+                                 "Sun, 06 Nov 1994 24:00:00 GMT",
+                                 "Sun, 06 Nov 1994 08:60:00 GMT",
+                                 "Sun, 06 Nov 1994 08:49 GMT",
+                                 "Sun, 06 Nov 1994 08:49:37 CET",
+                                 "Sun, 6x Nov 1994 08:49:37 GMT",
+                                 "Sun, 06 Nov 994 08:49:37 GMT",
+                                 "Sun, 06 Nov 19944 08:49:37 GMT",
+                                 "Sun Nov  6 08:49:37",
+                                 "Sun, 006 Nov 1994 08:49:37 GMT",
+                                 "Sun Nov -6 08:49:37 1994",
+                                 "Sun, 06 Nov 1994 0x:49:37 GMT",
+                                 "Sun, 06 Nov 1994 08:x:37 GMT",
+                                 "Sun, 06 Nov 1994 08:49:x GMT",
+                                 "Sun, 06 Nov 1994 08:49:61 GMT"}) {
     EXPECT_EQ(ParseHttpDate(text), std::nullopt) << text;
   }
 }

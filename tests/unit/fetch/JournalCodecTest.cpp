@@ -20,7 +20,7 @@ JournalEntry Named(const std::string& url, std::uint64_t id = 1, double added = 
 JournalEntry Full() {
   JournalEntry entry = Named("https://bob@site/a b%.zip?x=1#sel", 77);
   entry.state = JournalState::Renaming;
-  entry.reason = "site: 50% of it\nis gone";
+  entry.reason = "site: 50% of it\nis\x7Fgone";
   entry.path =
       "/home/b\xC3\xB6"
       "b/my files/a b.zip";
@@ -179,6 +179,8 @@ TEST(JournalCodec, RefusesSenselessLines) {
                                   "held=10-10",
                                   "held=10-5",
                                   "held=5",
+                                  "held=x-5",
+                                  "held=5-x",
                                   "held=0-10,5-20",
                                   "held=0-10,10-20",
                                   "held=20-30,0-10",
@@ -187,6 +189,13 @@ TEST(JournalCodec, RefusesSenselessLines) {
                                   "weak=2",
                                   "quiet=",
                                   "renamed=1:2:3",
+                                  "renamed=x:2:3:4",
+                                  "renamed=1:x:3:4",
+                                  "renamed=1:2:x:4",
+                                  "renamed=1:2:3:x",
+                                  "replaces=1",
+                                  "partid=1:b",
+                                  "state=renaming renamed=1:2:3:4",
                                   "startat=1",
                                   "place=x",
                                   "state=renaming",
@@ -201,6 +210,8 @@ TEST(JournalCodec, RefusesSenselessLines) {
   EXPECT_EQ(ReadJournal(Line(kLeast + " id=5")).entries.size(), 1U);
   EXPECT_EQ(ReadJournal(Line(" id=5")).badLines, 1U);
   EXPECT_EQ(ReadJournal(Line("x" + kLeast)).badLines, 1U);
+  EXPECT_EQ(ReadJournal(Line(" next=x")).badLines, 1U);
+  EXPECT_EQ(ReadJournal(Line("")).badLines, 1U);
 }
 
 TEST(JournalCodec, NeverGivesAnIdAgain) {

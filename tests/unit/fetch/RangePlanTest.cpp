@@ -76,6 +76,21 @@ TEST(RangePlan, BeginsAtTheFirstMissingByte) {
   EXPECT_EQ(RangePlan(100, IntervalSet({{0, 200}}), {.lanes = 4}).FirstMissing(), 100);
 }
 
+TEST(RangePlan, TakesOverARequestAsItWasMade) {
+  RangePlan plan(100 * kMiB, IntervalSet({{20 * kMiB, 30 * kMiB}}), {.lanes = 3});
+  plan.Adopt(0, {0, 10 * kMiB});
+  EXPECT_EQ(plan.PieceOf(0), (Range{0, 10 * kMiB}));
+  (void)plan.Received(0, 10 * kMiB);
+  EXPECT_EQ(plan.Next(0), LaneNext::Finished);
+  plan.Adopt(1, {20 * kMiB, 25 * kMiB});  // held already
+  EXPECT_EQ(plan.PieceOf(1), (Range{20 * kMiB, 20 * kMiB}));
+  EXPECT_EQ(plan.Next(1), LaneNext::Close);
+  RangePlan unknown(-1, {}, {.lanes = 2, .inOrder = true});
+  unknown.Adopt(0, {0, -1});
+  EXPECT_EQ(unknown.Received(0, 20 * kMiB).needed, (Ranges{{0, 20 * kMiB}}));
+  EXPECT_EQ(unknown.Next(0), LaneNext::Continue);
+}
+
 TEST(RangePlan, CountsAboveFourGiB) {
   RangePlan plan = Fresh(std::int64_t{1} << 42, 2);
   EXPECT_EQ(Give(plan, {1}), (Pieces{{1, {std::int64_t{1} << 41, std::int64_t{1} << 42}}}));
@@ -89,6 +104,16 @@ TEST(RangePlan, GivesUnrequestedBytesFirst) {
   EXPECT_EQ(Give(plan, {1}), (Pieces{{1, {80 * kMiB, 100 * kMiB}}}));
   EXPECT_EQ(Give(plan, {2}), (Pieces{{2, {50 * kMiB, 60 * kMiB}}}));
   EXPECT_EQ(Give(plan, {3}), (Pieces{{3, {15 * kMiB, 30 * kMiB}}}));
+}
+
+TEST(RangePlan, SharesTheLargerGap) {
+  RangePlan plan(100 * kMiB, IntervalSet({{0, 40 * kMiB}, {80 * kMiB, 90 * kMiB}}), {.lanes = 4});
+  const std::int64_t third = 40 * kMiB / 3 / 65536 * 65536;
+  const std::int64_t second = (40 * kMiB - third) / 2 / 65536 * 65536;
+  EXPECT_EQ(Give(plan, {0, 1, 2, 3}), (Pieces{{0, {40 * kMiB, 40 * kMiB + third}},
+                                              {2, {40 * kMiB + third, 40 * kMiB + third + second}},
+                                              {3, {40 * kMiB + third + second, 80 * kMiB}},
+                                              {1, {90 * kMiB, 100 * kMiB}}}));
 }
 
 TEST(RangePlan, GivesGapsHoweverSmall) {
@@ -245,6 +270,8 @@ TEST(RangePlan, RelievesASlowLaneByAnotherConnection) {
   EXPECT_EQ(plan.Next(0), LaneNext::Close);
   EXPECT_EQ(plan.Relieve(1, 0), (Piece{0, {50 * kMiB + kGathered, 100 * kMiB}}));
   EXPECT_EQ(Fresh(kMiB, 2).Relieve(0, 1), std::nullopt);
+  EXPECT_EQ(Fresh(-1, 2).Relieve(0, 1), std::nullopt);
+  EXPECT_EQ(Fresh(10 * kMiB, 2).Relieve(1, 0), std::nullopt);
 }
 
 // Lanes of constant rates fetch a file, in steps of 10 ms.

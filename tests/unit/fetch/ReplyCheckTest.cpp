@@ -89,6 +89,7 @@ TEST(ReplyCheck, TakesEmptyFiles) {
   Expect(Answer(416, {{"Content-Range", "bytes */0"}}), First(), {}, V::Empty, R::WrongRange);
   Expect(Answer(416), First(), {}, V::AskWhole, R::WrongRange);
   Expect(Answer(416, {{"Content-Range", "bytes */5"}}), First(), {}, V::AskWhole, R::WrongRange);
+  Expect(Answer(416, {{"Content-Range", "bytes 0-4/5"}}), First(), {}, V::AskWhole, R::WrongRange);
   Expect(Answer(416), Whole(RequestKind::First), {}, V::Refused, R::WrongRange);
 }
 
@@ -97,6 +98,7 @@ TEST(ReplyCheck, AsksForTheWholeFileWhereTheFirstRangeIsWrong) {
   Expect(Part("1-199/200"), First(), {}, V::AskWhole, R::WrongRange);
   Expect(Part("0-199/*"), First(), {}, V::AskWhole, R::WrongRange);
   Expect(Part("0-x/200"), First(), {}, V::AskWhole, R::WrongRange);
+  Expect(Part("*/200"), First(), {}, V::AskWhole, R::WrongRange);
   Expect(Answer(206, {{"Content-Range", "bytes 0-9/10"}, {"Content-Range", "bytes 0-8/9"}}), First(), {}, V::AskWhole,
          R::WrongRange);
   Expect(Part("0-199/200", {{"Content-Length", "199"}}), First(), {}, V::AskWhole, R::Lengths);
@@ -183,6 +185,7 @@ TEST(ReplyCheck, GoesWithoutALaneThatAnswersAnotherRange) {
   for (const char* const range : {"49-99/200", "51-99/200", "50-100/200", "50-300/*", "0-199/200", "50-x/200"}) {
     Expect(Part(range, {kTagHeader}), Later(50, 99), known, V::OneLane, R::WrongRange);
   }
+  Expect(Part("50-300/*", {kTagHeader}), Later(50), known, V::OneLane, R::WrongRange);
   Expect(Answer(206, {kTagHeader}), Later(50, 99), known, V::OneLane, R::WrongRange);
   Expect(Part("50-99/200", {{"Content-Length", "51"}}), Later(50, 99), known, V::OneLane, R::Lengths);
   Expect(Part("50-99/200", {{"Content-Type", "Multipart/ByteRanges"}}), Later(50, 99), known, V::OneLane, R::Multipart);
@@ -248,6 +251,10 @@ TEST(ReplyCheck, ComparesASampleAfterARestartWithoutOne) {
   Expect(Part("50-199/200", {{"ETag", "W/\"a\""}}), Resumed(50), Known(200, kWeak), V::CompareSample, R::Unproven);
   Expect(Part("50-199/200", {{"Last-Modified", modified}, {"Date", "Sun, 06 Nov 1994 08:50:37 GMT"}}), Resumed(50),
          Known(200, {"", false, modified, false}), V::CompareSample, R::Unproven);
+  Expect(Part("50-199/200", {{"Last-Modified", modified}}), Resumed(50), Known(200, {"", false, modified, true}),
+         V::CompareSample, R::Unproven);
+  Expect(Part("50-199/200"), Resumed(50), Known(200, {"", false, modified, true}), V::CompareSample, R::Unproven);
+  Expect(Part("50-199/200", {{"ETag", "W/\"a\""}}), Resumed(50), Known(200, kTag), V::CompareSample, R::Unproven);
   Expect(Part("50-199/200", {kOtherTagHeader}), Resumed(50), Known(200, kTag), V::CompareSample, R::OtherVersion);
 }
 
@@ -317,6 +324,10 @@ TEST(ReplyCheck, JudgesFtpByLengthAndTime) {
   Expect(PlainAnswer(150, 8), Resumed(50), known, V::CompareSample, R::OtherVersion);
   Expect(PlainAnswer(150, -1), Resumed(50), known, V::CompareSample, R::Unproven);
   Expect(PlainAnswer(0, 7), Resumed(200), known, V::Held);
+  Expect(PlainAnswer(0, 7), Resumed(200), {-1, {}, 7}, V::Body);
+  Expect(PlainAnswer(150, 7), Resumed(50), {-1, {}, 7}, V::Body);
+  Expect(PlainAnswer(-1, 7), Resumed(50), known, V::Body);
+  EXPECT_EQ(CheckReply(PlainAnswer(200), Whole(RequestKind::Later), known).range, (Range{0, 200}));
 }
 
 }  // namespace
