@@ -44,6 +44,7 @@ TEST(WebAddress, RefusesOtherSchemesAndShapes) {
                                  "1https://a/b",
                                  "{ttps://a/b",
                                  "svn+ssh://a/b",
+                                 "s3://a/b",
                                  "x-y.z://a/b",
                                  "ht{ps://a/b"}) {
     EXPECT_FALSE(ParseWebAddress(text)) << text;

@@ -116,6 +116,7 @@ TEST(ReplyCheck, RefusesBodiesThatCannotBeTrusted) {
   Expect(Answer(200, {{"Transfer-Encoding", "gzip"}}), First(), {}, V::Refused, R::TransferCoding);
   Expect(Part("0-9/10", {{"Transfer-Encoding", "deflate"}}), First(), {}, V::Refused, R::TransferCoding);
   Expect(Answer(200, {{"Content-Encoding", "gzip"}}), First(), {}, V::Refused, R::ContentCoding);
+  Expect(Answer(200, {{"Content-Encoding", "rot13"}}), First(), {}, V::Refused, R::ContentCoding);
   Expect(Part("0-9/10", {{"Content-Encoding", "br"}}), First(), {}, V::Refused, R::ContentCoding);
 }
 
