@@ -24,6 +24,7 @@ constexpr std::array kSchemes = {SchemeRow{WebScheme::Http, "http", 80}, SchemeR
 
 constexpr std::string_view kMark = "://";
 constexpr std::size_t kLongestHost = 253;
+constexpr std::size_t kLongestUtf8Host = 4 * kLongestHost;  // before its conversion, which is not made for more
 // What a path or query cannot hold as it is, besides blanks and bytes above 127. Controls are refused before.
 constexpr std::string_view kEncoded = "\"<>\\^`{|}";
 // What no host holds once it is decoded, besides controls, blanks and bytes above 126.
@@ -142,6 +143,7 @@ std::optional<std::string> Ipv6Host(std::string_view text) {
 
 std::optional<std::string> NamedHost(std::string_view text) {
   std::string host = PercentDecoded(text);
+  if (host.size() > kLongestUtf8Host) return {};
   if (!IsAscii(host)) {
     std::optional<std::string> ascii = HostToAscii(host);
     if (!ascii) return {};

@@ -260,6 +260,8 @@ std::optional<JournalEntry> EntryOf(std::string_view fields) {
     if (!field || !TakeField(entry, field->first, field->second)) return {};
   }
   if (IsSenseless(entry)) return {};
+  if (entry.partPath.empty()) entry.part = {};
+  if (entry.oldPartPath.empty()) entry.oldPart = {};
   return entry;
 }
 

@@ -157,6 +157,7 @@ TEST(NumberedName, PutsTheNumberBeforeTheExtension) {
   EXPECT_EQ(NumberedName("a.", 2), "a (2)");
   EXPECT_EQ(NumberedName("a.{b", 2), "a.{b (2)");
   EXPECT_EQ(NumberedName("a.b_c", 2), "a.b_c (2)");
+  EXPECT_EQ(NumberedName("a.b-c", 2), "a.b-c (2)");
   EXPECT_EQ(NumberedName("a.\xC3\xA9", 2), "a (2).\xC3\xA9");
   EXPECT_EQ(NumberedName("Mr. Smith", 2), "Mr. Smith (2)");
   EXPECT_EQ(NumberedName(std::string(236, 'n') + ".zip", 2), std::string(232, 'n') + " (2).zip");

@@ -161,6 +161,10 @@ TEST(JournalCodec, ReadsAnUnknownStateAsPaused) {
   EXPECT_EQ(ReadJournal(Line(kLeast + " state=dreaming")).entries.at(0).state, JournalState::Paused);
 }
 
+TEST(JournalCodec, ReadsNoIdentityWithoutAFile) {
+  EXPECT_EQ(ReadJournal(Line(kLeast + " partid=1:2 oldpartid=3:4")).entries.at(0), Named("https://site/f", 0, 45002));
+}
+
 TEST(JournalCodec, RefusesSenselessLines) {
   for (const char* const field : {"added=40e5f9",
                                   "added=40e5f9400000000g",
