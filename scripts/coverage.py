@@ -47,6 +47,11 @@ READERS = (
     ("clipboard", "mainwin/ClipboardUrl.cpp"),
     ("numbers and dates", "core/Numbers.cpp", "core/Dates.cpp", "core/Ascii.h"),
     ("dates as shown", "core/DateTexts.cpp"),
+    ("web addresses", "core/WebAddress.cpp", "core/Percent.cpp", "core/Utf8.cpp"),
+    ("replies to ranges", "fetch/ReplyHeads.cpp", "fetch/ReplyCheck.cpp", "fetch/HttpDate.cpp"),
+    ("names of files", "fetch/FileNameFromReply.cpp"),
+    ("plan of ranges", "fetch/RangePlan.cpp", "fetch/IntervalSet.cpp"),
+    ("journal", "fetch/JournalCodec.cpp"),
 )
 
 

@@ -9,8 +9,10 @@ class BrowserMenu;
 class Clipboard;
 class Clock;
 class Dialogs;
+class DownloadFiles;
 class EventGate;
 class EventLoop;
+class Fetcher;
 class Files;
 class Folders;
 class Locale;
@@ -41,10 +43,12 @@ struct Platform {
   WindowSystem& windows;
   Media& media;
   Background& background;
-  AutoStart* autoStart = nullptr;      // null where no program can start with the user's session
-  BrowserMenu* browserMenu = nullptr;  // null where there are no browsers
-  const Folders* folders = nullptr;    // null where there are none to choose from
-  Unzip* unzip = nullptr;              // null where no archive can be unpacked: update packages stay packed
+  AutoStart* autoStart = nullptr;          // null where no program can start with the user's session
+  BrowserMenu* browserMenu = nullptr;      // null where there are no browsers
+  const Folders* folders = nullptr;        // null where there are none to choose from
+  Fetcher* fetcher = nullptr;              // null where the program was built without it: no https
+  DownloadFiles* downloadFiles = nullptr;  // null where there is no fetcher
+  Unzip* unzip = nullptr;                  // null where no archive can be unpacked: update packages stay packed
 };
 
 }  // namespace pellora

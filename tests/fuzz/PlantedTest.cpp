@@ -80,6 +80,80 @@ TEST(FuzzOracles, DetectAPasvPortReadOneNumberEarly) {
   EXPECT_NO_THROW(DemandFtpReplies("227 x (10,0,0,1,4,5)"));
 }
 
+TEST(FuzzOracles, DetectAWebAddressThatLosesItsQuery) {
+  const auto wrong = [](std::string_view text) {
+    std::optional<WebAddress> address = ParseWebAddress(text);
+    if (address) address->query.clear();
+    return address;
+  };
+  EXPECT_EQ(Catch("webaddress", [&](std::string_view bytes) { FuzzWebAddress(bytes, wrong); }).count("a query is kept"),
+            1U);
+}
+
+TEST(FuzzOracles, DetectAHostWithTheMarkOfAnAddress) {
+  const auto wrong = [](std::string_view text) {
+    std::optional<WebAddress> address = ParseWebAddress(text);
+    if (address) address->host += "@evil";
+    return address;
+  };
+  EXPECT_FALSE(Catch("webaddress", [&](std::string_view bytes) { FuzzWebAddress(bytes, wrong); }).empty());
+}
+
+TEST(FuzzOracles, DetectARangeTakenWhereverItBegins) {
+  ReplyReaders wrong;
+  wrong.check = [](const FetchAnswer& answer, const AskedFor& asked, const FileFacts& known) {
+    AskedFor moved = asked;
+    const std::optional<ContentRange> range = ParseContentRange(HeaderOf(answer, "Content-Range"));
+    if (range && range->range) moved.from = range->range->begin;
+    return CheckReply(answer, moved, known);
+  };
+  EXPECT_EQ(
+      Catch("reply", [&](std::string_view bytes) { FuzzReply(bytes, wrong); }).count("a range begins where asked"), 1U);
+}
+
+TEST(FuzzOracles, DetectAReplyWhoseVersionIsNotChecked) {
+  ReplyReaders wrong;
+  wrong.check = [](const FetchAnswer& answer, const AskedFor& asked, const FileFacts& known) {
+    ReplyReading reading = CheckReply(answer, asked, known);
+    if (reading.verdict == ReplyVerdict::CompareSample) reading.verdict = ReplyVerdict::Body;
+    return reading;
+  };
+  EXPECT_EQ(
+      Catch("reply", [&](std::string_view bytes) { FuzzReply(bytes, wrong); }).count("a range is of the known version"),
+      1U);
+}
+
+TEST(FuzzOracles, DetectANameTakenAsItIs) {
+  ReplyReaders wrong;
+  wrong.name = [](const FetchAnswer& answer, const WebAddress&) {
+    return DispositionName(HeaderOf(answer, "Content-Disposition"));
+  };
+  const auto claims = Catch("reply", [&](std::string_view bytes) { FuzzReply(bytes, wrong); });
+  EXPECT_EQ(claims.count("a name shows as it is"), 1U);
+}
+
+TEST(FuzzOracles, DetectAJournalThatCountsTheFirstLine) {
+  const auto wrong = [](std::string_view bytes) {
+    JournalReading reading = ReadJournal(bytes);
+    const JournalReading first = ReadJournal(bytes.substr(0, bytes.find('\n') + 1));
+    if (!first.entries.empty() && !reading.entries.empty()) reading.entries.front() = first.entries.front();
+    if (reading.entries.size() > 1) reading.entries.pop_back();
+    return reading;
+  };
+  EXPECT_FALSE(Catch("journal", [&](std::string_view bytes) { FuzzJournal(bytes, wrong); }).empty());
+}
+
+TEST(FuzzOracles, DetectAJournalWithATornTail) {
+  const auto wrong = [](std::string_view bytes) {
+    JournalReading reading = ReadJournal(bytes);
+    reading.wholeLength = bytes.size();
+    return reading;
+  };
+  EXPECT_EQ(Catch("journal", [&](std::string_view bytes) { FuzzJournal(bytes, wrong); })
+                .count("a torn tail is without line feed"),
+            1U);
+}
+
 TEST(FuzzOracles, DetectAListThatLosesAField) {
   int reads = 0;
   const auto wrong = [&reads](std::string_view bytes) {

@@ -13,7 +13,11 @@
 #include "core/Numbers.h"
 #include "core/ParseUrl.h"
 #include "core/Program.h"
+#include "core/WebAddress.h"
 #include "desktop/PreviewFrames.h"
+#include "fetch/FileNameFromReply.h"
+#include "fetch/JournalCodec.h"
+#include "fetch/ReplyCheck.h"
 #include "lang/Language.h"
 #include "mainwin/VersionReply.h"
 #include "transfer/FtpReplies.h"
@@ -76,6 +80,21 @@ void FuzzVersion(std::string_view bytes, const std::function<VersionReply(std::s
 // The output of the preview process, after a byte that chooses the size of the pieces.
 using PreviewReceived = std::function<PreviewFrames::Event(PreviewFrames&, std::size_t)>;
 void FuzzPreview(std::string_view bytes, const PreviewReceived& took = &PreviewFrames::Received);
+
+// An address of the web engine and, after byte 1, the location of a redirect from there.
+void FuzzWebAddress(std::string_view bytes,
+                    const std::function<std::optional<WebAddress>(std::string_view)>& parse = ParseWebAddress);
+
+// The first byte chooses what was asked for and is known, the second the status; the rest is the lines of a reply's
+// head, then after a blank line the address of the file.
+struct ReplyReaders {
+  std::function<ReplyReading(const FetchAnswer&, const AskedFor&, const FileFacts&)> check = CheckReply;
+  std::function<std::string(const FetchAnswer&, const WebAddress&)> name = FileNameFromReply;
+};
+void FuzzReply(std::string_view bytes, const ReplyReaders& readers = {});
+
+// After the first byte, a journal; if that byte is odd, each of its lines gets the right sum.
+void FuzzJournal(std::string_view bytes, const std::function<JournalReading(std::string_view)>& read = ReadJournal);
 
 // A number, flag or date typed by the user or read from a file.
 void FuzzNumbers(std::string_view bytes, const std::function<double(std::string_view)>& prefix = NumericPrefix);

@@ -31,6 +31,9 @@ const Target kTargets[] = {
     {"settings", [](std::string_view bytes) { FuzzSettings(bytes); }, 1500},
     {"version", [](std::string_view bytes) { FuzzVersion(bytes); }, 8000},
     {"numbers", [](std::string_view bytes) { FuzzNumbers(bytes); }, 4000},
+    {"webaddress", [](std::string_view bytes) { FuzzWebAddress(bytes); }, 4000},
+    {"reply", [](std::string_view bytes) { FuzzReply(bytes); }, 6000},
+    {"journal", [](std::string_view bytes) { FuzzJournal(bytes); }, 2000},
     {"preview", [](std::string_view bytes) { FuzzPreview(bytes); }, 10000},
 };
 

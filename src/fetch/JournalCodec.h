@@ -1,0 +1,86 @@
+// JournalCodec: the journal of the web engine's downloads, as pure functions.
+//
+// One line says all about one download at one moment, so that the last line of each counts and any line rebuilds its
+// record. A line is its CRC-32 as eight hexadecimal digits, then fields " name=value", then a line feed; in values
+// every byte up to 0x20, 0x7F and "%" is "%XX". A download is known by its address without password and the bits of its
+// DateAdded. There are no passwords and no cookies in a journal.
+//
+// A line that is cut, damaged or senseless counts for nothing, wherever it is. Fields that a later version has added
+// are kept and written again.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "fetch/IntervalSet.h"
+#include "fetch/ReplyCheck.h"
+#include "ports/DownloadFiles.h"
+
+namespace pellora {
+
+struct JournalKey {
+  std::string url;  // WithoutPassword of the record's
+  std::uint64_t addedBits = 0;
+  auto operator<=>(const JournalKey&) const = default;
+};
+JournalKey JournalKeyOf(std::string_view url, double dateAdded);
+
+enum class JournalState : std::uint8_t {
+  Paused,    // also for a word that only a later version knows
+  Waiting,   // for a place
+  Active,    // from the first request to the end of the flush
+  Stopped,   // with a reason
+  Renaming,  // from the part file to `path`: `renamed` is what the file is to be found by
+  Finished,
+  Gone,  // deleted or reset: part file and record are to go
+};
+
+struct JournalEntry {
+  JournalKey key;
+  std::uint64_t id = 0;  // never given to another download, of whatever run
+  JournalState state = JournalState::Paused;
+  std::string reason;       // of Stopped, for the user
+  std::string path;         // of the finished file; absolute; empty until the first answer
+  std::string partPath;     // absolute; empty while there is none
+  FileIdentity part;        // the part file was this one
+  FileFacts facts;          // of the first answer
+  IntervalSet held;         // bytes of the part file that are on the disk
+  bool hadCookies = false;  // the hand-over had some: without them the server may answer something else
+  bool quiet = false;       // added among many: no window opens by itself
+  std::optional<FileState> renamed;
+  std::optional<FileState> replaces;  // the user has allowed that this very file at `path` be replaced
+  std::string oldPartPath;            // "begin anew": goes once the new file is finished
+  FileIdentity oldPart;
+  std::string referrer;
+  std::optional<double> startAt;                            // begin later: days since 30 December 1899
+  std::optional<std::int64_t> queuePlace;                   // lower ones start first
+  std::vector<std::pair<std::string, std::string>> others;  // of a later version: names and encoded values
+
+  bool operator==(const JournalEntry&) const = default;
+};
+
+// A whole line, with its line feed. Passwords in `key.url` and `referrer` are cut.
+std::string JournalLine(const JournalEntry& entry);
+// A line that keeps ids from returning once the entries that had them are dropped.
+std::string NextIdLine(std::uint64_t nextId);
+// A journal rewritten: the next id, then the entries.
+std::string WholeJournal(std::span<const JournalEntry> entries, std::uint64_t nextId);
+
+struct JournalReading {
+  // One for each key, as its last good line has it, in the order of the first ones; those that are Gone too. Two of the
+  // same id are one download whose address was being changed: the list says which of them it is.
+  std::vector<JournalEntry> entries;
+  std::uint64_t nextId = 1;  // above every id that was read
+  std::size_t badLines = 0;  // whole lines that count for nothing
+  std::size_t wholeLength =
+      0;  // bytes up to and with the last line feed: what follows is torn and to be cut off before appending
+};
+JournalReading ReadJournal(std::string_view bytes);
+
+}  // namespace pellora

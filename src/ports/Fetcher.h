@@ -1,0 +1,104 @@
+// Fetcher: requests for ranges of files by https, http, ftps, ftp and sftp.
+//
+// One Fetch is one request on one connection, new or kept. It follows no redirect, repeats nothing and judges no reply:
+// the logic compares counted bytes with what it asked for, and takes the reason of an end only as a reason. Nothing of
+// the environment is read: no proxy variables, no netrc, no cookies.
+//
+// Events come through the EventGate, in the order Answered, DataArrived..., Ended, never inside the call that began the
+// request nor after the destruction of its Fetch, which may happen inside an event of its own. After Ended nothing
+// follows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace pellora {
+
+struct FetchHeader {
+  std::string name;
+  std::string value;
+};
+
+struct FetchRequest {
+  // Absolute, percent-encoded, without login and fragment; the host in ASCII.
+  std::string url;
+  // The bytes asked for, counted from 0 at the start of the file: `from` up to and including `to`; -1: to the end.
+  // Without `ranged` the whole file is asked for and both are ignored. http and https send "Range: bytes=from-to"
+  // (RFC 9110, section 14.2). ftp, ftps and sftp start at `from` and are ended by the caller.
+  bool ranged = false;
+  std::int64_t from = 0;
+  std::int64_t to = -1;
+  // Sent as they are, after Host, Range and "Accept-Encoding: identity". Names and values have no control characters.
+  std::vector<FetchHeader> headers;
+  std::string user;  // of the server; empty: none is sent (ftp and ftps: anonymous)
+  std::string password;
+  std::string proxy;         // as a URL with its login; empty: direct
+  std::string address;       // numeric: the connection goes there, and the host is not looked up; empty: it is
+  std::string certificates;  // PEM file of trusted authorities, the system's and the user's
+  std::string knownHosts;    // sftp: file of host keys, in OpenSSH's format
+  std::string acceptedKey;   // sftp: "SHA256:..." of a key that the user has accepted for this host; empty: none
+  bool http2 = false;        // else HTTP/1.1
+};
+
+struct FetchAnswer {
+  int status = 0;                    // of http and https; 0 else
+  std::vector<FetchHeader> headers;  // of the final reply's head, in its order; not those of 1xx, a proxy or trailers
+  std::string peerAddress;           // numeric
+  // ftp, ftps and sftp: from the start of the range to the end of the file, and seconds since 1970; -1: not known.
+  std::int64_t length = -1;
+  std::int64_t modified = -1;
+};
+
+enum class FetchEnd {
+  Whole,        // the connection's protocol says that the reply is complete
+  Lost,         // a connection that was made has ended too early
+  NoConnect,    // refused, unreachable
+  NoHost,       // the name has no address
+  NotTrusted,   // the certificate, its host name, or the TLS version
+  UnknownKey,   // sftp: the host is not in knownHosts; `reason` is the fingerprint, "SHA256:..."
+  NoLogin,      // ftp, ftps, sftp: the login or the key is refused
+  NotFound,     // ftp, ftps, sftp: there is no such file, or it may not be read
+  Unsupported,  // the scheme or the protocol version
+  Proxy,        // the proxy refuses, or does not answer
+  Other,
+};
+
+// A block of received bytes, from one pool for all fetches. While the pool is empty nothing is read, so whoever keeps
+// blocks keeps the servers waiting. Freed on the event loop's thread.
+class FetchBlock {
+ public:
+  virtual ~FetchBlock() = default;
+  virtual std::string_view Bytes() const = 0;
+};
+
+class FetchEvents {
+ public:
+  virtual void Answered(const FetchAnswer& answer) = 0;
+  virtual void DataArrived(std::unique_ptr<FetchBlock> block) = 0;  // never empty
+  // `reason`: one sentence for the user, which names the host; empty for Whole.
+  virtual void Ended(FetchEnd end, const std::string& reason) = 0;
+
+ protected:
+  ~FetchEvents() = default;
+};
+
+class Fetch {
+ public:
+  virtual ~Fetch() = default;  // ends the request at once; no event follows
+  // While False nothing is read; it waits in the kernel. True at the beginning.
+  virtual void SetReading(bool reading) = 0;
+};
+
+class Fetcher {
+ public:
+  virtual ~Fetcher() = default;
+  // `events` must live until the Fetch is destroyed.
+  virtual std::unique_ptr<Fetch> Begin(FetchRequest request, FetchEvents& events) = 0;
+  virtual bool Supports(std::string_view scheme) const = 0;  // "https", "sftp", ...
+};
+
+}  // namespace pellora
