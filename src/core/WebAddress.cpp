@@ -153,7 +153,7 @@ std::optional<std::string> NamedHost(std::string_view text) {
   const bool clean = std::all_of(host.begin(), host.end(), [](char c) {
     return c > 0x20 && c < 0x7F && kNotInHosts.find(c) == std::string_view::npos;
   });
-  if (host.empty() || host.size() > kLongestHost || host.front() == '.' || !clean) return {};
+  if (host.empty() || host.front() == '.' || !clean) return {};
   return host;
 }
 
@@ -182,7 +182,7 @@ bool TakeAuthority(WebAddress& address, std::string_view text) {
   if (bracket == std::string_view::npos) return false;
   const std::size_t end = literal ? bracket + 1 : std::min(text.find(':'), text.size());
   std::optional<std::string> host = literal ? Ipv6Host(text.substr(1, bracket - 1)) : NamedHost(text.substr(0, end));
-  if (!host) return false;
+  if (!host || host->size() > kLongestHost) return false;
   address.host = std::move(*host);
   text.remove_prefix(end);
   if (text.empty()) return TakePort(address, {});

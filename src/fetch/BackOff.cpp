@@ -6,9 +6,10 @@ namespace pellora {
 
 namespace {
 
-constexpr std::int64_t kLongest = 60;                       // s
-constexpr int kLastStep = 6;                                // 2^6 s is above the longest wait
-constexpr std::int64_t kRecovered = std::int64_t{1} << 20;  // bytes
+constexpr std::int64_t kLongest = 60;                                    // s
+constexpr std::int64_t kLongestRetryAfter = std::int64_t{24} * 60 * 60;  // s
+constexpr int kLastStep = 6;                                             // 2^6 s is above the longest wait
+constexpr std::int64_t kRecovered = std::int64_t{1} << 20;               // bytes
 
 // One number of the sequence splitmix64.
 std::uint64_t NextRandom(std::uint64_t& state) {
@@ -29,7 +30,9 @@ std::int64_t BackOff::Next() {
   return wait - static_cast<std::int64_t>(NextRandom(random_) % (most + 1));
 }
 
-std::int64_t BackOff::NextAfter(std::int64_t retryAfterSeconds) { return std::max(Next(), retryAfterSeconds * 1000); }
+std::int64_t BackOff::NextAfter(std::int64_t retryAfterSeconds) {
+  return std::max(Next(), std::min(retryAfterSeconds, kLongestRetryAfter) * 1000);
+}
 
 void BackOff::Received(std::int64_t bytes) {
   received_ += bytes;

@@ -17,7 +17,7 @@ class BackOff {
 
   // Milliseconds until the next try, which follows a failure.
   std::int64_t Next();
-  // What the server asks for is obeyed in full, and is no less than the own wait.
+  // What the server asks for is obeyed up to 24 hours, and is no less than the own wait.
   std::int64_t NextAfter(std::int64_t retryAfterSeconds);
   void Received(std::int64_t bytes);
 

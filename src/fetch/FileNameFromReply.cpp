@@ -65,7 +65,7 @@ std::optional<std::string> ExtendedValue(std::string_view value) {
 }
 
 // The last part of what may be a path of any system.
-std::string WithoutFolders(std::string name) {
+std::string WithoutFolders(const std::string& name) {
   const std::size_t slash = name.find_last_of("/\\");
   return slash == std::string::npos ? name : name.substr(slash + 1);
 }

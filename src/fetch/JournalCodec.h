@@ -9,12 +9,12 @@
 // are kept and written again.
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -27,7 +27,10 @@ namespace pellora {
 struct JournalKey {
   std::string url;  // WithoutPassword of the record's
   std::uint64_t addedBits = 0;
-  auto operator<=>(const JournalKey&) const = default;
+  bool operator==(const JournalKey&) const = default;
+  bool operator<(const JournalKey& other) const {
+    return std::tie(url, addedBits) < std::tie(other.url, other.addedBits);
+  }
 };
 JournalKey JournalKeyOf(std::string_view url, double dateAdded);
 

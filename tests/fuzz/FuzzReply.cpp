@@ -102,8 +102,8 @@ void DemandName(const std::string& name) {
          "a name neither hides nor looks like an option");
   Demand(HarmlessName(name) == name, "a harmless name stays as it is");
   const std::string numbered = NumberedName(name, 2);
-  Demand(numbered != name && numbered.find(" (2)") != std::string::npos && numbered.size() <= kLongestFileName &&
-             IsUtf8(numbered),
+  Demand(numbered != NumberedName(name, 3) && numbered.find(" (2)") != std::string::npos &&
+             numbered.size() <= kLongestFileName && IsUtf8(numbered),
          "a numbered name fits too");
 }
 

@@ -32,7 +32,7 @@ void DemandWire(const WebAddress& address) {
 }
 
 void DemandHost(const WebAddress& address) {
-  Demand(!address.host.empty() && address.host.size() <= 1100 && address.port != 0, "there is a host and a port");
+  Demand(!address.host.empty() && address.host.size() <= 253 && address.port != 0, "there is a host and a port");
   Demand(address.host.find_first_of("/?#@[]\\ ") == std::string::npos, "a host holds no mark of an address");
   Demand(LowerCase(address.host.substr(0, address.host.find('%'))) == address.host.substr(0, address.host.find('%')),
          "a host is in lower case");

@@ -165,6 +165,7 @@ TEST(WebAddress, RefusesHostsThatBecomeMoreThanAHost) {
   }
   EXPECT_FALSE(ParseWebAddress("https://" + std::string(254, 'a') + "/f"));
   EXPECT_FALSE(ParseWebAddress("https://" + std::string(1013, 'a') + "/f"));
+  EXPECT_FALSE(ParseWebAddress("https://[fe80::1%25" + std::string(254, 'a') + "]/f"));
   EXPECT_TRUE(ParseWebAddress("https://" + std::string(253, 'a') + "/f"));
 }
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <set>
 #include <vector>
 
@@ -57,6 +58,7 @@ TEST(BackOff, WaitsNoLessThanTheServerAsks) {
   BackOff backOff(1);
   EXPECT_EQ(backOff.NextAfter(90), 90000);
   EXPECT_EQ(Step(backOff.NextAfter(0)), 2);
+  EXPECT_EQ(backOff.NextAfter(std::numeric_limits<std::int64_t>::max()), 86400000);
 }
 
 TEST(Rounds, AreSpentAfterTenWithoutAByte) {

@@ -151,6 +151,7 @@ TEST(HarmlessName, IsStable) {
 TEST(NumberedName, PutsTheNumberBeforeTheExtension) {
   EXPECT_EQ(NumberedName("a.zip", 1), "a.zip");
   EXPECT_EQ(NumberedName("a.zip", 2), "a (2).zip");
+  EXPECT_EQ(NumberedName("a.mp3", 2), "a (2).mp3");
   EXPECT_EQ(NumberedName("a.tar.gz", 12), "a (12).tar.gz");
   EXPECT_EQ(NumberedName("a", 2), "a (2)");
   EXPECT_EQ(NumberedName(".a", 2), ".a (2)");

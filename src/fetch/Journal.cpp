@@ -1,0 +1,118 @@
+#include "fetch/Journal.h"
+
+#include <utility>
+
+#include "ports/Background.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr std::uint64_t kRewriteAbove = std::uint64_t{1} << 20;
+constexpr std::uint64_t kLongest = std::uint64_t{256} << 20;
+
+}  // namespace
+
+// Used by works alone, which run one at a time.
+struct Journal::Store {
+  Store(DownloadFiles* theFiles, std::string thePath) : files(theFiles), path(std::move(thePath)) {}
+
+  DownloadFiles* const files;
+  const std::string path;
+  std::unique_ptr<DownloadFile> file;
+  std::uint64_t length = 0;  // up to the last good line
+
+  void Append(const std::string& line) {
+    if (!file) {
+      file = files->OpenJournal(path);
+      length = file->Length();
+    }
+    try {
+      file->WriteAt(length, line);
+      file->Flush();
+    } catch (const Failure&) {
+      Skip([this] { file->SetLength(length); });
+      throw;
+    }
+    length += line.size();
+  }
+
+  void Rewrite(const std::string& whole) {
+    file.reset();
+    files->Replace(path, whole);
+  }
+};
+
+Journal::Journal(const Platform& platform, std::string path)
+    : platform_(platform), store_(std::make_shared<Store>(platform.downloadFiles, std::move(path))) {}
+
+void Journal::Open(const std::function<bool(const JournalEntry&)>& keep) {
+  if (!platform_.files.Exists(store_->path)) return;
+  readable_ = false;
+  const std::string bytes = ReadWholeFile(platform_.files, store_->path, kLongest);
+  readable_ = true;
+  JournalReading reading = ReadJournal(bytes);
+  nextId_ = reading.nextId;
+  std::vector<JournalEntry> kept;
+  for (JournalEntry& entry : reading.entries) {
+    if (entry.state == JournalState::Gone || !keep(entry)) continue;
+    entries_[entry.key] = entry;
+    kept.push_back(std::move(entry));
+  }
+  // Where that fails the old one serves on; its torn end is cut before the next line.
+  if (Skip([&] { store_->Rewrite(WholeJournal(kept, nextId_)); })) return;
+  Skip([&] {
+    store_->file = store_->files->OpenJournal(store_->path);
+    store_->length = reading.wholeLength;
+    store_->file->SetLength(store_->length);
+  });
+}
+
+const JournalEntry* Journal::Find(const JournalKey& key) const {
+  const auto at = entries_.find(key);
+  return at == entries_.end() ? nullptr : &at->second;
+}
+
+std::vector<JournalEntry> Journal::Entries() const {
+  std::vector<JournalEntry> all;
+  for (const auto& [key, entry] : entries_) all.push_back(entry);
+  return all;
+}
+
+void Journal::Put(const JournalEntry& entry, Done done) {
+  entries_[entry.key] = entry;
+  Append(JournalLine(entry), std::move(done));
+}
+
+void Journal::Remove(const JournalKey& key, Done done) {
+  const auto at = entries_.find(key);
+  if (at == entries_.end()) {
+    if (done) done(true);
+    return;
+  }
+  JournalEntry gone = std::move(at->second);
+  entries_.erase(at);
+  gone.state = JournalState::Gone;
+  Append(JournalLine(gone), std::move(done));
+}
+
+void Journal::Append(std::string line, Done done) {
+  appended_ += line.size();
+  std::string whole;
+  if (appended_ > kRewriteAbove) {
+    whole = WholeJournal(Entries(), nextId_);
+    appended_ = 0;
+  }
+  platform_.background.Run(
+      [store = store_, line = std::move(line), whole = std::move(whole)] {
+        if (!whole.empty() && Skip([&] { store->Rewrite(whole); })) return;
+        store->Append(line);
+      },
+      [done = std::move(done)](const std::exception_ptr& failure) {
+        if (done) done(failure == nullptr);
+      });
+}
+
+}  // namespace pellora

@@ -1,0 +1,51 @@
+// Journal: the journal of the web engine's downloads while the program runs. Lines are appended outside of the event
+// loop, in the order of the calls, and are on the disk when `done` comes.
+//
+// A line that cannot be written costs progress alone: the file is cut back to its last good length, and downloads
+// continue.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fetch/JournalCodec.h"
+#include "ports/Platform.h"
+
+namespace pellora {
+
+class Journal {
+ public:
+  // `path` is the journal's file. Nothing is read or written before Open.
+  Journal(const Platform& platform, std::string path);
+
+  // Reads the file, if there is one, and rewrites it with the entries for which `keep` is true. Failure(File) if it is
+  // there and cannot be read; then nothing is known of its downloads, and none of them may begin anew.
+  void Open(const std::function<bool(const JournalEntry&)>& keep);
+  bool Readable() const { return readable_; }
+
+  const JournalEntry* Find(const JournalKey& key) const;  // null if there is none
+  std::vector<JournalEntry> Entries() const;
+  std::uint64_t NewId() { return nextId_++; }
+
+  using Done = std::function<void(bool written)>;
+  void Put(const JournalEntry& entry, Done done = {});
+  // Writes that the download is gone, and forgets it.
+  void Remove(const JournalKey& key, Done done = {});
+
+ private:
+  struct Store;
+  void Append(std::string line, Done done);
+
+  const Platform& platform_;
+  const std::shared_ptr<Store> store_;
+  std::map<JournalKey, JournalEntry> entries_;
+  std::uint64_t nextId_ = 1;
+  std::uint64_t appended_ = 0;  // bytes since it was last rewritten
+  bool readable_ = true;
+};
+
+}  // namespace pellora

@@ -1,0 +1,77 @@
+#include "fetch/PartFile.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+#include <utility>
+
+#include "ports/Background.h"
+#include "ports/Failure.h"
+
+namespace pellora {
+
+namespace {
+
+std::string_view BytesOf(const FetchBlock& block, std::int64_t offset, const Range& range) {
+  return block.Bytes().substr(static_cast<std::size_t>(range.begin - offset), static_cast<std::size_t>(range.Length()));
+}
+
+bool HasBytes(DownloadFile& file, std::int64_t offset, std::string_view bytes) {
+  std::vector<char> read(bytes.size());
+  const std::size_t count = file.ReadAt(static_cast<std::uint64_t>(offset), std::span<char>(read.data(), read.size()));
+  return std::string_view(read.data(), count) == bytes;
+}
+
+}  // namespace
+
+PartFile::PartFile(const Platform& platform, std::string path, std::shared_ptr<DownloadFile> file,
+                   FileIdentity identity)
+    : platform_(platform), path_(std::move(path)), file_(std::move(file)), identity_(identity) {}
+
+void PartFile::Run(std::function<Result()> work, Done done) {
+  const auto result = std::make_shared<Result>(Result::Failed);
+  platform_.background.Run([result, work = std::move(work)] { *result = work(); },
+                           [result, done = std::move(done)](const std::exception_ptr& failure) {
+                             if (!failure) return done(*result, {});
+                             try {
+                               std::rethrow_exception(failure);
+                             } catch (const Failure& told) {
+                               done(Result::Failed, told.what());
+                             }
+                           });
+}
+
+void PartFile::Put(std::unique_ptr<FetchBlock> block, std::int64_t offset, std::vector<Range> held,
+                   std::vector<Range> needed, Done done) {
+  const std::shared_ptr<FetchBlock> shared = std::move(block);
+  Run(
+      [file = file_, shared, offset, held = std::move(held), needed = std::move(needed)] {
+        for (const Range& range : held) {
+          if (!HasBytes(*file, range.begin, BytesOf(*shared, offset, range))) return Result::Differs;
+        }
+        for (const Range& range : needed) {
+          file->WriteAt(static_cast<std::uint64_t>(range.begin), BytesOf(*shared, offset, range));
+        }
+        return Result::Good;
+      },
+      // The last to hold the block: it is freed here.
+      [shared, done = std::move(done)](Result result, const std::string& reason) { done(result, reason); });
+}
+
+void PartFile::Flush(std::int64_t length, bool exactly, Done done) {
+  Run(
+      [file = file_, files = platform_.downloadFiles, path = path_, identity = identity_, length, exactly] {
+        const auto wanted = static_cast<std::uint64_t>(length);
+        if (exactly && file->State().length > wanted) file->SetLength(wanted);
+        file->Flush();
+        const std::optional<FileState> found = files->StateOf(path);
+        if (!found || !(found->identity == identity)) {
+          throw Failure(FailureNumber::ForeignFile, path + ": the file has been replaced or removed");
+        }
+        if (found->length < wanted) throw Failure(FailureNumber::ForeignFile, path + ": the file has been cut");
+        return Result::Good;
+      },
+      std::move(done));
+}
+
+}  // namespace pellora

@@ -1,0 +1,53 @@
+// PartFile: the file of a download until it is complete. All file calls run outside of the event loop, in the order
+// asked for; the window never waits for a disk.
+//
+// Offsets count from 0 at the start of the file. `done` of each call comes in a later event, in the order of the calls;
+// it may come after this object is gone. Blocks are freed on the event loop's thread.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fetch/IntervalSet.h"
+#include "ports/DownloadFiles.h"
+#include "ports/Fetcher.h"
+#include "ports/Platform.h"
+
+namespace pellora {
+
+class PartFile {
+ public:
+  enum class Result : std::uint8_t {
+    Good,
+    Differs,  // of Put: what was to be compared is not the same, and nothing was written
+    Failed,   // with a reason; it is not known what of the call was done
+  };
+  using Done = std::function<void(Result result, const std::string& reason)>;
+
+  // `file` is what `path` led to when it was opened.
+  PartFile(const Platform& platform, std::string path, std::shared_ptr<DownloadFile> file, FileIdentity identity);
+
+  const std::string& Path() const { return path_; }
+  const FileIdentity& Identity() const { return identity_; }
+
+  // Compares `held` ranges of the block, which begins at `offset`, with the file, then writes the `needed` ones.
+  void Put(std::unique_ptr<FetchBlock> block, std::int64_t offset, std::vector<Range> held, std::vector<Range> needed,
+           Done done);
+  // Makes sure that everything put before is on the disk, that the path still leads to this file, and that it is at
+  // least `length` long. Longer ones are cut if `exactly`.
+  void Flush(std::int64_t length, bool exactly, Done done);
+
+ private:
+  void Run(std::function<Result()> work, Done done);
+
+  const Platform& platform_;
+  const std::string path_;
+  const std::shared_ptr<DownloadFile> file_;
+  const FileIdentity identity_;
+};
+
+}  // namespace pellora

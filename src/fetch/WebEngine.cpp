@@ -1,0 +1,440 @@
+#include "fetch/WebEngine.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "async/TaskLoop.h"
+#include "core/RecordLife.h"
+#include "core/Version.h"
+#include "fetch/WebWords.h"
+#include "ports/Network.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr std::uint32_t kPulse = 250;          // ms
+constexpr std::int64_t kAsleep = 15'000;       // ms without a pulse: the machine was suspended
+constexpr std::int64_t kClaimEvery = 2'000;    // ms
+constexpr std::int64_t kRefreshEvery = 200;    // ms
+constexpr std::int64_t kNetworkRetest = 1000;  // ms
+constexpr int kSpareLanes = 1;                 // relieve a slow one
+constexpr float kMostUnfinished = 99.9F;       // percent: 100 is for a file that has its name
+
+std::int32_t Held32(std::int64_t value) {
+  return static_cast<std::int32_t>(std::min<std::int64_t>(value, std::numeric_limits<std::int32_t>::max()));
+}
+
+}  // namespace
+
+WebEngine::WebEngine(Program& program, std::shared_ptr<WebServices> services)
+    : program_(program),
+      services_(std::move(services)),
+      pulse_(program.platform, kPulse),
+      backOff_(services_->NextSeed()) {
+  pulse_.OnTimer = [this] { Pulse(); };
+}
+
+WebEngine::~WebEngine() = default;
+
+void WebEngine::Begin(const Slot& slot, EngineView& view) {
+  slot_ = slot;
+  view_ = &view;
+  elapsed_ = Record().ElapsedSeconds;
+  entry_.key = JournalKeyOf(Record().URL, Record().DateAdded);
+  const JournalEntry* const known = services_->journal.Find(entry_.key);
+  if (known == nullptr) {
+    entry_.id = services_->journal.NewId();
+    return;
+  }
+  entry_ = *known;
+  facts_ = entry_.facts;
+  factsKnown_ = !entry_.partPath.empty();
+  written_ = entry_.held;
+}
+
+bool WebEngine::StillCurrent() {
+  if (Current()) return true;
+  Retire();
+  return false;
+}
+
+bool WebEngine::Fetching() const {
+  return state_ == FetchState::Opening || state_ == FetchState::Running || state_ == FetchState::Holding;
+}
+
+Task<> WebEngine::InitConnection() {
+  const auto hold = Hold();
+  if (!StillCurrent()) co_return;
+  Start();
+  co_await program_.platform.tasks.Yield();
+  if (!StillCurrent()) co_return;
+  if (view_ != nullptr) {
+    view_->ShowAddress();
+    view_->ShowLanes(MostLanes());
+  }
+  Draw();
+}
+
+Task<> WebEngine::ResumeDownload() {
+  const auto hold = Hold();
+  if (!StillCurrent() || Record().Finished) co_return;
+  co_await InitConnection();
+  if (StillCurrent()) program_.lists->RefreshRows(kAllRows, kForced);
+}
+
+void WebEngine::Start() {
+  DownloadRecord& record = Record();
+  if (record.Finished || Fetching() || state_ == FetchState::Finishing || state_ == FetchState::Asking) return;
+  ++run_;
+  Take(FetchEvent::Start);
+  record.Active = true;
+  record.Paused = false;
+  record.ConnectState = kConnectTried;
+  TheFigures().standing = WebStanding::Active;
+  entry_.reason.clear();
+  ShowCommand3(Command3Means::Pause);
+  rounds_ = {};
+  oneLane_ = unranged_ = unconditional_ = http2_ = false;
+  redirects_ = 0;
+  peer_.clear();
+  lastByte_ = lastPulse_ = lastClaim_ = Now();
+  meter_.Start(lastByte_);
+  pulse_.SetEnabled(true);
+  Announce(kWordConnecting);
+  const std::optional<WebAddress> address = ParseWebAddress(record.URL);
+  if (!address) return Stop(FetchEvent::GivenUp, kWordNoAddress);
+  given_ = *address;
+  if (!record.UserName.empty()) given_.user = record.UserName;
+  if (!record.Password.empty()) given_.password = record.Password;
+  current_ = given_;
+  if (part_ || entry_.partPath.empty()) {
+    Open();
+  } else {
+    program_.platform.tasks.Spawn(AdoptPart(run_));
+  }
+}
+
+void WebEngine::EndRun() {
+  ++run_;
+  pulse_.SetEnabled(false);
+  for (const auto& lane : lanes_) {
+    lane->Close();
+    lane->Take(LaneEvent::Stop);
+  }
+  plan_.reset();
+  early_.clear();
+}
+
+void WebEngine::PauseDownload() {
+  if (!StillCurrent()) return;
+  DownloadRecord& record = Record();
+  if (record.Finished || record.Paused) return;
+  EndRun();
+  Take(FetchEvent::Pause);
+  record.Active = false;
+  record.Paused = true;
+  TheFigures().standing = WebStanding::Paused;
+  ShowCommand3(Command3Means::Resume);
+  Announce(program_.Text(kTextWebPaused));
+  WriteJournal(JournalState::Paused);
+  Claim();
+  Draw();
+  program_.lists->RefreshRows(kAllRows, kForced);
+}
+
+void WebEngine::Stop(FetchEvent event, const std::string& reason) {
+  EndRun();
+  Take(event);
+  DownloadRecord& record = Record();
+  record.Active = false;
+  record.Paused = true;
+  TheFigures().standing = WebStanding::Stopped;
+  entry_.reason = reason;
+  ShowCommand3(Command3Means::Resume);
+  Announce(reason);
+  WriteJournal(JournalState::Stopped);
+  if (event != FetchEvent::DiskFailed) Claim();
+  Draw();
+  program_.lists->RefreshRows(kAllRows, kForced);
+}
+
+void WebEngine::Retire() {
+  if (retired_) return;
+  const auto hold = Hold();
+  retired_ = true;
+  EndRun();
+  part_.reset();
+  if (EngineView* const view = std::exchange(view_, nullptr)) view->EngineRetired();
+}
+
+void WebEngine::Pulse() {
+  if (!StillCurrent()) return;
+  const std::int64_t now = Now();
+  const std::int64_t passed = now - std::exchange(lastPulse_, now);
+  if (passed > kAsleep && state_ != FetchState::Finishing) {
+    for (const auto& lane : lanes_) Release(*lane);
+    if (Fetching() && state_ != FetchState::Holding) RoundEnded(RoundCause::NoNetwork, 0);
+    return;
+  }
+  if (state_ == FetchState::Running) elapsed_ += static_cast<double>(passed) / 1000;
+  if (state_ == FetchState::Holding) {
+    if (holdCause_ == RoundCause::NoNetwork && !program_.platform.network.HasConnection()) {
+      holdUntil_ = now + kNetworkRetest;
+      Announce(kWordNoNetwork);
+    } else if (now >= holdUntil_) {
+      Take(FetchEvent::NetworkOrTimeBack);
+      Announce(kWordConnecting);
+      Open();
+    } else {
+      Announce(RetryIn(holdUntil_ - now) + ": " + lastReason_);
+    }
+  } else {
+    CheckLanes(now);
+  }
+  if (now - lastClaim_ >= kClaimEvery) Claim();
+  if (now - lastDraw_ >= kRefreshEvery) Draw();
+}
+
+void WebEngine::CheckLanes(std::int64_t now) {
+  for (std::size_t i = 0; i < lanes_.size() && (state_ == FetchState::Opening || state_ == FetchState::Running); ++i) {
+    WebLane& lane = *lanes_[i];
+    if (lane.Overdue(now)) {
+      LaneLost(lane, lane.HasAnswer() ? kWordSilent : kWordNoAnswer, RoundCause::Failure);
+    } else if (lane.state == LaneState::BackingOff) {
+      if (now >= lane.due) {
+        lane.state = LaneState::Idle;
+        OpenLanes();
+      } else {
+        lane.text = RetryIn(lane.due - now);
+      }
+    } else if (lane.Flows() && plan_) {
+      plan_->SetRate(lane.Number(), lane.meter.BytesPerSecond(now));
+    }
+  }
+  if (state_ == FetchState::Running) RelieveSlowLane();
+}
+
+// A slow lane's rest goes to a new connection; the slow one flows on until that delivers.
+void WebEngine::RelieveSlowLane() {
+  if (!plan_ || oneLane_ || !part_) return;
+  const std::optional<int> slow = plan_->SlowLane();
+  if (!slow) return;
+  for (int number = 0; number < MostLanes() + kSpareLanes; ++number) {
+    WebLane& by = LaneOf(number);
+    if (by.Open() || by.state != LaneState::Idle) continue;
+    const std::optional<Piece> piece = plan_->Relieve(*slow, number);
+    if (piece) BeginRequest(by, {RequestKind::Later, true, piece->range.begin, piece->range.end - 1});
+    return;
+  }
+}
+
+void WebEngine::Open() {
+  for (const auto& lane : lanes_) Release(*lane);
+  WebLane& first = LaneOf(0);
+  first.asks = 0;
+  if (!factsKnown_) {
+    plan_.reset();
+    return BeginRequest(first, {RequestKind::First, !unranged_, 0, -1});
+  }
+  plan_.emplace(NewPlan());
+  if (plan_->Complete()) return AllHeld();
+  if (unranged_) return OpenWhole(first);
+  const std::vector<Piece> pieces = plan_->Give(std::vector<int>{0});
+  if (pieces.empty()) return OpenWhole(first);
+  AskedFor asked{proven_ ? RequestKind::Later : RequestKind::Resumed, true, pieces.front().range.begin,
+                 facts_.total < 0 ? -1 : pieces.front().range.end - 1};
+  asked.conditional = !proven_ && !unconditional_ && IsHttp(current_.scheme) && !IfRangeOf(facts_.validator).empty();
+  BeginRequest(first, asked);
+}
+
+RangePlan WebEngine::NewPlan() const {
+  RangePlan::Shape shape;
+  shape.lanes = kMaxLanes + kSpareLanes;
+  shape.openRequests = !IsHttp(current_.scheme);
+  return {facts_.total, written_, shape};
+}
+
+// The body is compared with what is held, and what is missing is taken.
+void WebEngine::OpenWhole(WebLane& lane) {
+  for (const auto& other : lanes_) Release(*other);
+  oneLane_ = true;
+  BeginRequest(lane, {RequestKind::Resumed, false, 0, -1});
+}
+
+void WebEngine::OpenLanes() {
+  if (!plan_ || state_ != FetchState::Running || !part_) return;
+  std::vector<int> idle;
+  int open = 0;
+  for (int number = 0; number < MostLanes(); ++number) {
+    const WebLane& lane = LaneOf(number);
+    open += lane.Open() ? 1 : 0;
+    if (!lane.Open() && lane.state == LaneState::Idle) idle.push_back(number);
+  }
+  if (oneLane_ && open > 0) return;
+  for (const Piece& piece : plan_->Give(idle)) {
+    if (state_ != FetchState::Running) return;
+    BeginRequest(LaneOf(piece.lane),
+                 {RequestKind::Later, true, piece.range.begin, facts_.total < 0 ? -1 : piece.range.end - 1});
+  }
+}
+
+WebLane& WebEngine::LaneOf(int number) {
+  while (lanes_.size() <= static_cast<std::size_t>(number)) {
+    lanes_.push_back(std::make_unique<WebLane>(static_cast<int>(lanes_.size()), *this, services_->NextSeed()));
+  }
+  return *lanes_[static_cast<std::size_t>(number)];
+}
+
+int WebEngine::MostLanes() const {
+  const int most = oneLane_ || facts_.total < 0 ? 1 : std::clamp(program_.settings.MaxSegments, 1, kMaxLanes);
+  return services_->hosts.MostConnections(OriginOf(current_), most);
+}
+
+bool WebEngine::OthersFlow(const WebLane& lane) const {
+  return std::any_of(lanes_.begin(), lanes_.end(),
+                     [&](const auto& other) { return other.get() != &lane && other->Open() && other->Flows(); });
+}
+
+bool WebEngine::OthersAreOpen(const WebLane& lane) const {
+  return std::any_of(lanes_.begin(), lanes_.end(),
+                     [&](const auto& other) { return other.get() != &lane && other->Open(); });
+}
+
+void WebEngine::BeginRequest(WebLane& lane, AskedFor asked) {
+  if (lane.state == LaneState::Idle) lane.Take(LaneEvent::PieceGiven);
+  lane.Close();
+  FetchRequest request = MakeRequest(lane, asked);
+  lane.Begin(*program_.platform.fetcher, std::move(request), asked, Now());
+}
+
+void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
+  constexpr int kMostAsks = 4;  // besides redirects
+  if (++lane.asks > kMostAsks) return LaneLost(lane, kWordWrongAnswers, RoundCause::Failure);
+  BeginRequest(lane, asked);
+}
+
+FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
+  const Settings& settings = program_.settings;
+  FetchRequest request;
+  request.url = WireUrl(current_);
+  request.ranged = asked.ranged;
+  request.from = asked.from;
+  request.to = asked.to;
+  request.http2 = http2_;
+  request.certificates = program_.settings.ExtraCertificates;
+  request.acceptedKey = acceptedKey_;
+  const bool trusted = SharesSecrets(given_, current_);
+  if (trusted) {
+    request.user = given_.user;
+    request.password = given_.password;
+  }
+  if (settings.ProxyHTTP && IsHttp(current_.scheme)) {
+    request.proxy = "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);
+  } else if (lane.Number() > 0) {
+    request.address = peer_;
+  }
+  if (!IsHttp(current_.scheme)) return request;
+  request.headers = {{"User-Agent", std::string("Pellora/") + kVersion}, {"Accept", "*/*"}};
+  if (trusted && !cookies_.empty()) request.headers.push_back({"Cookie", cookies_});
+  const std::optional<WebAddress> page = ParseWebAddress(entry_.referrer);
+  const std::string referrer = page ? ReferrerFor(*page, current_) : "";
+  if (!referrer.empty()) request.headers.push_back({"Referer", referrer});
+  if (asked.conditional) request.headers.push_back({"If-Range", IfRangeOf(facts_.validator)});
+  return request;
+}
+
+std::uint32_t WebEngine::SilentFor() const {
+  return Fetching() ? static_cast<std::uint32_t>(std::max<std::int64_t>(0, Now() - lastByte_)) : 0;
+}
+
+int WebEngine::LaneCount() const { return std::min<int>(static_cast<int>(lanes_.size()), kMaxLanes); }
+
+Lane WebEngine::LaneAt(int lane, LaneForm) const {
+  static const std::string kRefused = kWordServerRefusesMore;
+  const WebLane& one = *lanes_.at(static_cast<std::size_t>(lane - 1));
+  Lane shown;
+  shown.received = one.received;
+  if (plan_ && facts_.total >= 0 && one.Open()) {
+    const Range piece = plan_->PieceOf(one.Number());
+    shown.size = one.received + std::max<std::int64_t>(0, piece.end - plan_->Offset(one.Number()));
+  }
+  switch (one.state) {
+    case LaneState::Connecting:
+      shown.state = &program_.Text(kTextWebLaneConnecting);
+      break;
+    case LaneState::Receiving:
+      shown.state = &program_.Text(kTextWebLaneReceiving);
+      shown.colour = LaneColour::Receiving;
+      break;
+    case LaneState::BackingOff:
+      shown.state = &one.text;
+      break;
+    case LaneState::Refused:
+      shown.state = &kRefused;
+      break;
+    case LaneState::Idle:
+      shown.state = &program_.Text(Fetching() || Record().Finished ? kTextWebLaneComplete : kTextWebPaused);
+      shown.colour = Fetching() || Record().Finished ? LaneColour::Complete : LaneColour::Paused;
+      break;
+  }
+  return shown;
+}
+
+void WebEngine::Announce(std::string state) { announced_ = std::move(state); }
+
+void WebEngine::ShowCommand3(Command3Means means) {
+  if (view_ != nullptr) view_->ShowCommand3(means);
+}
+
+void WebEngine::WriteFigures() {
+  DownloadRecord& record = Record();
+  WebFigures& figures = TheFigures();
+  figures.received = plan_ ? plan_->Held().Bytes() : written_.Bytes();
+  figures.size = factsKnown_ ? facts_.total : -1;
+  const double rate = state_ == FetchState::Running ? meter_.BytesPerSecond(Now()) : 0;
+  figures.bytesPerSecond = std::max(0.0, rate);
+  figures.reason = figures.standing == WebStanding::Stopped ? entry_.reason
+                   : state_ == FetchState::Holding          ? announced_
+                                                            : std::string();
+  record.Received = Held32(figures.received);
+  record.FileSize = Held32(std::max<std::int64_t>(0, figures.size));
+  record.ElapsedSeconds = static_cast<float>(elapsed_);
+  if (record.Finished) {
+    record.Percent = 100.0F;
+  } else if (figures.size > 0) {
+    const double percent = static_cast<double>(figures.received) * 100 / static_cast<double>(figures.size);
+    record.Percent = std::min(kMostUnfinished, static_cast<float>(percent));
+  }
+  record.RemainingSeconds =
+      figures.bytesPerSecond > 0 && figures.size > 0
+          ? static_cast<float>(static_cast<double>(figures.size - figures.received) / figures.bytesPerSecond)
+          : 0.0F;
+}
+
+void WebEngine::Draw() {
+  lastDraw_ = Now();
+  WriteFigures();
+  if (view_ != nullptr) {
+    view_->DoRefresh();
+  } else {
+    program_.lists->RefreshRows(slot_.Index(), kUnforced);
+  }
+}
+
+Totals WebEngine::Figures() {
+  WriteFigures();
+  const DownloadRecord& record = Record();
+  const WebFigures& figures = TheFigures();
+  Totals totals;
+  totals.state = &announced_;
+  totals.received = figures.received;
+  totals.size = figures.size;
+  totals.bytesPerSecond = figures.bytesPerSecond;
+  totals.percent = record.Percent;
+  totals.elapsed = record.ElapsedSeconds;
+  totals.remaining = record.RemainingSeconds;
+  return totals;
+}
+
+}  // namespace pellora

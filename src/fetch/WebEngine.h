@@ -1,0 +1,177 @@
+// WebEngine: fetches over https, http, ftps, ftp and sftp, and lets no byte into the file that is not proven to be the
+// file's.
+//
+// The first request is the first range from byte 0; its answer gives size, name and validator, and further lanes open
+// at once. RangePlan divides the file, CheckReply judges each answer, PartFile writes, and the journal says what is on
+// the disk. WebEngine.cpp has its life, WebReplies.cpp what answers and ends mean, WebFile.cpp the part file up to its
+// name.
+//
+// Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
+// changes nothing.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "async/Timer.h"
+#include "core/Engine.h"
+#include "core/Program.h"
+#include "core/WebAddress.h"
+#include "fetch/PartFile.h"
+#include "fetch/RangePlan.h"
+#include "fetch/WebLane.h"
+#include "fetch/WebServices.h"
+
+namespace pellora {
+
+class WebEngine final : public Engine, public std::enable_shared_from_this<WebEngine>, private WebLaneOwner {
+ public:
+  WebEngine(Program& program, std::shared_ptr<WebServices> services);
+  ~WebEngine() override;
+
+  // Engine
+  void Begin(const Slot& slot, EngineView& view) override;
+  void DropView() override { view_ = nullptr; }
+  Task<> InitConnection() override;
+  Task<> ConnectSegmented() override { return InitConnection(); }
+  Task<> ConnectFromViewer() override { return InitConnection(); }
+  Task<> ResumeDownload() override;
+  void PauseDownload() override;
+  void Retire() override;
+  bool Current() const override { return !retired_ && slot_.Held(); }
+  bool StillCurrent() override;
+  std::uint32_t SilentFor() const override;
+  int LaneCount() const override;
+  Lane LaneAt(int lane, LaneForm form) const override;
+  Totals Figures() override;
+
+ private:
+  using Run = std::uint32_t;
+
+  // Life
+  std::shared_ptr<WebEngine> Hold() { return shared_from_this(); }
+  DownloadRecord& Record() { return slot_.Record(); }
+  std::int64_t Now() const { return services_->Now(); }
+  void Take(FetchEvent event) { state_ = StateAfter(state_, event); }
+  bool Fetching() const;  // Opening, Running or Holding
+  void Start();
+  void EndRun();  // closes all lanes
+  void Stop(FetchEvent event, const std::string& reason);
+  void Pulse();
+  void CheckLanes(std::int64_t now);
+  void RelieveSlowLane();
+  void Announce(std::string state);  // in the window and the figures
+  void Draw();
+  void WriteFigures();
+  void ShowCommand3(Command3Means means);
+  WebFigures& TheFigures() { return program_.AddWeb(slot_.Index()); }
+
+  // Requests
+  void Open();                    // the first request of a run, or after a wait
+  void OpenLanes();               // pieces for all lanes that have none
+  void OpenWhole(WebLane& lane);  // without Range, comparing what is held
+  void BeginRequest(WebLane& lane, AskedFor asked);
+  void AskForSample(WebLane& lane);
+  FetchRequest MakeRequest(const WebLane& lane, const AskedFor& asked) const;
+  void AskAgain(WebLane& lane, AskedFor asked);
+  WebLane& LaneOf(int number);
+  int MostLanes() const;
+  bool OthersFlow(const WebLane& lane) const;
+  bool OthersAreOpen(const WebLane& lane) const;
+  RangePlan NewPlan() const;
+
+  // Replies (WebLaneOwner)
+  void LaneAnswered(WebLane& lane, const FetchAnswer& answer) override;
+  void LaneReceived(WebLane& lane, std::unique_ptr<FetchBlock> block) override;
+  void LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason) override;
+  ReplyReading Read(const WebLane& lane, const FetchAnswer& answer) const;
+  void TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
+  void TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
+  void TakeSample(WebLane& lane, const ReplyReading& reading);
+  void Redirect(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
+  void HasChanged();
+  void EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason);
+  void EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason);
+  Task<> AskAboutChange(Run run);
+  Task<> AskAboutKey(Run run, std::string fingerprint);
+  void BeginAnew();
+  void LaneLost(WebLane& lane, const std::string& reason, RoundCause cause, std::int64_t retryAfterSeconds = 0);
+  void RoundEnded(RoundCause cause, std::int64_t wait);
+  void GiveUpLane(WebLane& lane);  // for this run
+  void Release(WebLane& lane);
+  void CollectCookies(const FetchAnswer& answer);
+
+  // The part file
+  void ChooseName(const FetchAnswer& answer);
+  Task<> CreatePart(Run run);
+  Task<> AdoptPart(Run run);
+  void PartIsReady();
+  void PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block);
+  void PutDone(Run run, const std::vector<Range>& written, PartFile::Result result, const std::string& reason);
+  void PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block);
+  void SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason);
+  void AfterArrival(WebLane& lane, bool surplus);
+  void AllHeld();
+  void DiskFailed(const std::string& reason);
+  void Claim();  // flushes, then writes the journal
+  void WriteJournal(JournalState state, Journal::Done done = {});
+  JournalState JournalStateNow() const;
+  void RemoveOldPart();
+  void DropPart();
+  Task<> Finish(Run run);
+  Task<bool> PublishAs(Run run, std::string path);
+  void Finished();
+
+  Program& program_;
+  const std::shared_ptr<WebServices> services_;
+  Slot slot_;
+  EngineView* view_ = nullptr;
+  Timer pulse_;
+  bool retired_ = false;
+  FetchState state_ = FetchState::Paused;
+  Run run_ = 0;
+
+  WebAddress given_;    // with the login
+  WebAddress current_;  // where redirects have led to
+  int redirects_ = 0;
+  std::string cookies_;  // for the origin of `given_`
+  std::string peer_;     // numeric address of the first answer's server
+  std::string acceptedKey_;
+  bool http2_ = false;
+
+  std::vector<std::unique_ptr<WebLane>> lanes_;
+  std::optional<RangePlan> plan_;
+  FileFacts facts_;
+  bool factsKnown_ = false;
+  bool proven_ = false;           // an answer of this run of the program has agreed with the facts
+  std::vector<FileFacts> twins_;  // of servers whose sample was the same
+  bool oneLane_ = false;
+  bool unranged_ = false;  // ask without Range
+  bool unconditional_ = false;
+  BackOff backOff_;
+  Rounds rounds_;
+  std::int64_t holdUntil_ = 0;
+  RoundCause holdCause_ = RoundCause::Failure;
+  std::string lastReason_;
+
+  std::shared_ptr<PartFile> part_;
+  std::vector<std::pair<int, std::unique_ptr<FetchBlock>>> early_;  // came before the part file was there
+  JournalEntry entry_;
+  IntervalSet written_;  // what is in the part file; not yet for sure on the disk
+  bool claiming_ = false;
+  bool unclaimed_ = false;  // something was written since the last claim
+  std::int64_t lastClaim_ = 0;
+  std::int64_t lastPulse_ = 0;
+  std::int64_t lastDraw_ = 0;
+  std::int64_t lastByte_ = 0;
+  SpeedMeter meter_;
+  double elapsed_ = 0;  // seconds of fetching
+  std::string announced_;
+};
+
+}  // namespace pellora

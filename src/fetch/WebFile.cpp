@@ -1,0 +1,413 @@
+// A download's part file, from the first block to the name of the complete file.
+#include <algorithm>
+
+#include "async/InBackground.h"
+#include "async/TaskLoop.h"
+#include "core/FileNames.h"
+#include "core/ListFile.h"
+#include "fetch/FileNameFromReply.h"
+#include "fetch/WebEngine.h"
+#include "fetch/WebWords.h"
+#include "ports/Background.h"
+#include "ports/Files.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr int kMostNumbers = 10000;  // "NAME (2)", "NAME (3)", ...
+
+// Results of a work, written by it alone and read once it is over.
+struct Made {
+  std::string path;
+  std::shared_ptr<DownloadFile> file;
+  FileIdentity identity;
+};
+
+std::string Megabytes(std::uint64_t bytes) { return std::to_string((bytes + 999'999) / 1'000'000) + " MB"; }
+
+// The first free name for the part, with room for `total` bytes; -1: not known.
+void Create(DownloadFiles& files, const std::string& folder, const std::string& name, std::int64_t total, Made& made) {
+  const std::uint64_t room = files.RoomIn(folder);
+  if (total > 0 && room < static_cast<std::uint64_t>(total)) {
+    throw Failure(FailureNumber::File, "The disk has room for " + Megabytes(room) + ", and the file takes " +
+                                           Megabytes(static_cast<std::uint64_t>(total)) + ".");
+  }
+  if (total > 0 && files.LongestFileIn(folder) < static_cast<std::uint64_t>(total)) {
+    throw Failure(FailureNumber::File,
+                  "The disk holds no file as long as " + Megabytes(static_cast<std::uint64_t>(total)) + ".");
+  }
+  for (int number = 1; number < kMostNumbers; ++number) {
+    made.path = JoinFolder(folder, PartNameOf(NumberedName(name, number)));
+    std::unique_ptr<DownloadFile> file = files.Create(made.path);
+    if (!file) continue;
+    if (total > 0) file->Reserve(static_cast<std::uint64_t>(total));
+    made.identity = file->State().identity;
+    made.file = std::move(file);
+    return;
+  }
+  throw Failure(FailureNumber::File, folder + ": no free name for " + name);
+}
+
+}  // namespace
+
+void WebEngine::ChooseName(const FetchAnswer& answer) {
+  DownloadRecord& record = Record();
+  if (record.HasSavePath) {
+    entry_.path = record.SavePath;
+    record.FileName = record.SavePath.substr(record.SavePath.rfind('/') + 1);
+    return;
+  }
+  record.FileName = FileNameFromReply(answer, current_);
+  entry_.path = JoinFolder(program_.settings.DownloadFolder, record.FileName);
+}
+
+// The list is saved first: after a kill nothing else knows whose the part file is.
+Task<> WebEngine::CreatePart(Run run) {
+  const auto hold = Hold();
+  if (!entry_.path.starts_with("/")) {
+    Stop(FetchEvent::GivenUp, kWordNoFolder);
+    co_return;
+  }
+  (void)SaveListBeforeTouchingParts(program_);
+  const auto made = std::make_shared<Made>();
+  std::string failed;
+  try {
+    Background::Work work = [made, files = program_.platform.downloadFiles, folder = FolderOf(entry_.path),
+                             name = entry_.path.substr(entry_.path.rfind('/') + 1),
+                             total = facts_.total] { Create(*files, folder, name, total, *made); };
+    co_await InBackground(&program_.platform, std::move(work));
+  } catch (const Failure& failure) {
+    failed = failure.what();
+  }
+  if (!StillCurrent()) {
+    if (made->file) {
+      program_.platform.background.Run([made, files = &program_.platform.files] { files->Delete(made->path); },
+                                       [](const std::exception_ptr&) {});
+    }
+    co_return;
+  }
+  if (!failed.empty()) {
+    factsKnown_ = false;
+    if (run == run_) Stop(FetchEvent::DiskFailed, failed);
+    co_return;
+  }
+  entry_.partPath = made->path;
+  entry_.part = made->identity;
+  part_ = std::make_shared<PartFile>(program_.platform, made->path, made->file, made->identity);
+  WriteJournal(run == run_ ? JournalState::Active : JournalState::Paused);
+  if (run == run_) PartIsReady();
+}
+
+// A part file that is not there any more, or another one, is left alone, and the download begins anew.
+Task<> WebEngine::AdoptPart(Run run) {
+  const auto hold = Hold();
+  const auto made = std::make_shared<Made>();
+  made->path = entry_.partPath;
+  made->identity = entry_.part;
+  std::string failed;
+  try {
+    Background::Work work = [made, files = program_.platform.downloadFiles, held = entry_.held]() mutable {
+      made->file = files->Adopt(made->path, made->identity);
+      if (made->file && !held.Ranges().empty() &&
+          made->file->State().length < static_cast<std::uint64_t>(held.Ranges().back().end)) {
+        made->file.reset();
+      }
+    };
+    co_await InBackground(&program_.platform, std::move(work));
+  } catch (const Failure& failure) {
+    failed = failure.what();
+  }
+  if (!StillCurrent() || run != run_) co_return;
+  if (!failed.empty()) {
+    Stop(FetchEvent::DiskFailed, failed);
+    co_return;
+  }
+  if (made->file) {
+    part_ = std::make_shared<PartFile>(program_.platform, made->path, made->file, made->identity);
+  } else {
+    DropPart();
+  }
+  Open();
+}
+
+void WebEngine::DropPart() {
+  part_.reset();
+  entry_.partPath.clear();
+  entry_.part = {};
+  entry_.held = {};
+  written_ = {};
+  facts_ = {};
+  twins_.clear();
+  factsKnown_ = proven_ = false;
+}
+
+void WebEngine::PartIsReady() {
+  for (auto& [number, block] : std::exchange(early_, {})) {
+    if (plan_) PutBlock(LaneOf(number), std::move(block));
+  }
+  if (!plan_) return;
+  for (const auto& lane : lanes_) lane->SetReading(true, Now());
+  if (plan_->Complete()) return AllHeld();
+  OpenLanes();
+}
+
+void WebEngine::LaneReceived(WebLane& lane, std::unique_ptr<FetchBlock> block) {
+  if (!StillCurrent()) return;
+  const std::int64_t now = Now();
+  const auto length = static_cast<std::int64_t>(block->Bytes().size());
+  program_.CountReceived(block->Bytes().size());
+  lastByte_ = now;
+  lane.Sign(now);
+  lane.received += length;
+  lane.meter.Received(now, length);
+  meter_.Received(now, length);
+  rounds_.Received();
+  backOff_.Received(length);
+  lane.backOff.Received(length);
+  if (lane.sample) return PutSample(lane, std::move(block));
+  if (!part_) {
+    early_.emplace_back(lane.Number(), std::move(block));
+    return;
+  }
+  PutBlock(lane, std::move(block));
+}
+
+void WebEngine::PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block) {
+  const auto length = static_cast<std::int64_t>(block->Bytes().size());
+  const std::int64_t offset = plan_->Offset(lane.Number());
+  RangePlan::Arrival arrival = plan_->Received(lane.Number(), length);
+  std::vector<Range> held;
+  if (lane.compares) {
+    const std::int64_t end = facts_.total < 0 ? offset + length : std::min(offset + length, facts_.total);
+    held = IntervalSet(arrival.needed).Missing({offset, std::max(offset, end)});
+  }
+  if (!held.empty() || !arrival.needed.empty()) {
+    std::vector<Range> needed = arrival.needed;
+    PartFile::Done done = [weak = weak_from_this(), run = run_, written = arrival.needed](PartFile::Result result,
+                                                                                          const std::string& reason) {
+      const std::shared_ptr<WebEngine> self = weak.lock();
+      if (self && self->StillCurrent()) self->PutDone(run, written, result, reason);
+    };
+    part_->Put(std::move(block), offset, std::move(held), std::move(needed), std::move(done));
+  }
+  AfterArrival(lane, arrival.surplus);
+}
+
+void WebEngine::PutDone(Run run, const std::vector<Range>& written, PartFile::Result result,
+                        const std::string& reason) {
+  if (result == PartFile::Result::Failed) {
+    if (Fetching() || state_ == FetchState::Finishing) DiskFailed(reason);
+    return;
+  }
+  if (result == PartFile::Result::Differs) {
+    if (run == run_ && Fetching()) HasChanged();
+    return;
+  }
+  for (const Range& range : written) written_.Add(range);
+  unclaimed_ = true;
+}
+
+// All of the sample comes in one block or several; each is compared as it comes.
+void WebEngine::PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block) {
+  const auto length = static_cast<std::int64_t>(block->Bytes().size());
+  const std::int64_t offset = lane.Asked().from + lane.sampleAt;
+  lane.sampleAt += length;
+  const bool last = lane.Asked().from + lane.sampleAt > lane.Asked().to;
+  const Range compared{offset, std::min(offset + length, lane.Asked().to + 1)};
+  PartFile::Done done = [weak = weak_from_this(), run = run_, number = lane.Number(), last](PartFile::Result result,
+                                                                                            const std::string& reason) {
+    const std::shared_ptr<WebEngine> self = weak.lock();
+    if (self && self->StillCurrent() && run == self->run_) self->SampleCompared(number, last, result, reason);
+  };
+  part_->Put(std::move(block), offset, {compared}, {}, std::move(done));
+}
+
+void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason) {
+  WebLane& lane = LaneOf(number);
+  if (result == PartFile::Result::Failed) return DiskFailed(reason);
+  if (result == PartFile::Result::Differs) return OthersFlow(lane) ? GiveUpLane(lane) : HasChanged();
+  if (!last) return;
+  twins_.push_back(lane.sampled);
+  proven_ = true;
+  Release(lane);
+  if (state_ == FetchState::Opening) {
+    Open();
+  } else {
+    OpenLanes();
+  }
+}
+
+void WebEngine::AfterArrival(WebLane& lane, bool surplus) {
+  if (surplus) LaneLost(lane, kWordWrongAnswers, RoundCause::Failure);
+  if (!plan_) return;
+  bool freed = false;
+  for (const auto& other : lanes_) {
+    if (!other->Open() || !other->Flows() || plan_->Next(other->Number()) != LaneNext::Close) continue;
+    Release(*other);
+    freed = true;
+  }
+  if (facts_.total >= 0 && plan_->Complete()) return AllHeld();
+  if (freed) OpenLanes();
+}
+
+void WebEngine::AllHeld() {
+  if (!part_) return;  // once it is there
+  EndRun();
+  Take(FetchEvent::AllBytesHeld);
+  program_.platform.tasks.Spawn(Finish(run_));
+}
+
+void WebEngine::DiskFailed(const std::string& reason) {
+  written_ = entry_.held;
+  part_.reset();
+  Stop(FetchEvent::DiskFailed, reason);
+}
+
+void WebEngine::Claim() {
+  lastClaim_ = Now();
+  if (claiming_ || !unclaimed_ || !part_) return;
+  claiming_ = true;
+  unclaimed_ = false;
+  const std::int64_t length = written_.Ranges().empty() ? 0 : written_.Ranges().back().end;
+  part_->Flush(length, false,
+               [weak = weak_from_this(), claim = written_](PartFile::Result result, const std::string& reason) {
+                 const std::shared_ptr<WebEngine> self = weak.lock();
+                 if (!self) return;
+                 self->claiming_ = false;
+                 if (!self->Current()) return;
+                 if (result != PartFile::Result::Good) {
+                   if (self->Fetching()) self->DiskFailed(reason);
+                   return;
+                 }
+                 self->entry_.held = claim;
+                 self->WriteJournal(self->JournalStateNow());
+               });
+}
+
+JournalState WebEngine::JournalStateNow() const {
+  switch (state_) {
+    case FetchState::Paused:
+      return JournalState::Paused;
+    case FetchState::Stopped:
+    case FetchState::Asking:
+      return JournalState::Stopped;
+    case FetchState::Done:
+      return JournalState::Finished;
+    default:
+      return JournalState::Active;
+  }
+}
+
+void WebEngine::WriteJournal(JournalState state, Journal::Done done) {
+  entry_.state = state;
+  entry_.facts = facts_;
+  services_->journal.Put(entry_, std::move(done));
+}
+
+Task<> WebEngine::Finish(Run run) {
+  const auto hold = Hold();
+  Announce(program_.Text(kTextWebBuilding));
+  Draw();
+  const auto flushed = std::make_shared<std::optional<std::string>>();
+  part_->Flush(facts_.total, true, [flushed](PartFile::Result result, const std::string& reason) {
+    *flushed = result == PartFile::Result::Good ? std::string() : reason;
+  });
+  std::function<bool()> over = [flushed] { return flushed->has_value(); };
+  co_await program_.platform.tasks.UntilEvent(std::move(over));
+  if (!StillCurrent() || run != run_) co_return;
+  if (!flushed->value().empty()) {
+    DiskFailed(flushed->value());
+    co_return;
+  }
+  entry_.held = IntervalSet({{0, facts_.total}});
+  const std::string folder = FolderOf(entry_.path);
+  const std::string name = entry_.path.substr(entry_.path.rfind('/') + 1);
+  for (int number = 1; number < kMostNumbers; ++number) {
+    const bool published = co_await PublishAs(run, JoinFolder(folder, NumberedName(name, number)));
+    if (!StillCurrent() || state_ != FetchState::Finishing) co_return;
+    if (published) {
+      Finished();
+      co_return;
+    }
+  }
+}
+
+// The journal names the new name before the file gets it, so that a start after a kill finds the file there.
+Task<bool> WebEngine::PublishAs(Run run, std::string path) {
+  const auto hold = Hold();
+  struct Step {
+    std::optional<FileState> there, part;
+    bool journaled = false;
+    bool done = false;
+  };
+  const auto step = std::make_shared<Step>();
+  std::string failed;
+  DownloadFiles* const files = program_.platform.downloadFiles;
+  try {
+    Background::Work look = [step, files, path, part = entry_.partPath] {
+      step->there = files->StateOf(path);
+      step->part = files->StateOf(part);
+    };
+    co_await InBackground(&program_.platform, std::move(look));
+    if (!StillCurrent() || run != run_) co_return false;
+    const bool replaces = step->there && entry_.replaces && *step->there == *entry_.replaces;
+    if ((step->there && !replaces) || !step->part) co_return false;
+    entry_.path = path;
+    entry_.renamed = step->part;
+    WriteJournal(JournalState::Renaming, [step](bool) { step->journaled = true; });
+    std::function<bool()> journaled = [step] { return step->journaled; };
+    co_await program_.platform.tasks.UntilEvent(std::move(journaled));
+    if (!StillCurrent() || run != run_) co_return false;
+    Background::Work rename = [step, files, path, part = entry_.partPath, replaces, replaced = entry_.replaces] {
+      step->done = replaces ? files->PublishOver(part, path, *replaced) : files->Publish(part, path);
+    };
+    co_await InBackground(&program_.platform, std::move(rename));
+  } catch (const Failure& failure) {
+    failed = failure.what();
+  }
+  if (!failed.empty() && StillCurrent() && run == run_) DiskFailed(failed);
+  co_return step->done;
+}
+
+void WebEngine::Finished() {
+  DownloadRecord& record = Record();
+  EndRun();
+  Take(FetchEvent::Renamed);
+  part_.reset();
+  record.SavePath = entry_.path;
+  record.HasSavePath = true;
+  record.FileName = entry_.path.substr(entry_.path.rfind('/') + 1);
+  record.Valid = false;
+  record.Finished = true;
+  record.Active = false;
+  record.Paused = false;
+  record.Percent = 100.0F;
+  WebFigures& figures = TheFigures();
+  figures.standing = WebStanding::Finished;
+  entry_.partPath.clear();
+  written_ = entry_.held;
+  if (!entry_.oldPartPath.empty()) RemoveOldPart();
+  WriteJournal(JournalState::Finished);
+  (void)SaveListBeforeTouchingParts(program_);
+  Announce(program_.Text(kTextWebComplete));
+  if (view_ != nullptr) view_->SetFinished();
+  Draw();
+  program_.lists->RefreshRows(kAllRows, kForced);
+  program_.lists->RefreshDownList();
+  if (view_ != nullptr) view_->OfferFile();
+}
+
+void WebEngine::RemoveOldPart() {
+  program_.platform.background.Run(
+      [files = program_.platform.downloadFiles, all = &program_.platform.files, path = entry_.oldPartPath,
+       identity = entry_.oldPart] {
+        const std::optional<FileState> found = files->StateOf(path);
+        if (found && found->identity == identity) all->Delete(path);
+      },
+      [](const std::exception_ptr&) {});
+  entry_.oldPartPath.clear();
+  entry_.oldPart = {};
+}
+
+}  // namespace pellora

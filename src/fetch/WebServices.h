@@ -1,0 +1,37 @@
+// WebServices: what the web engine's downloads share while the program runs.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "fetch/HostMemory.h"
+#include "fetch/Journal.h"
+#include "ports/Clock.h"
+#include "ports/Platform.h"
+
+namespace pellora {
+
+struct WebServices {
+  WebServices(const Platform& thePlatform, std::string journalPath, std::uint64_t theSeed)
+      : platform(thePlatform), journal(thePlatform, std::move(journalPath)), seed(theSeed) {}
+
+  // Milliseconds of a clock that never goes back and does not wrap.
+  std::int64_t Now() {
+    const std::uint32_t tick = platform.clock.TickCount();
+    now_ += static_cast<std::uint32_t>(tick - lastTick_);
+    lastTick_ = tick;
+    return now_;
+  }
+  std::uint64_t NextSeed() { return seed += 0x9E3779B97F4A7C15; }
+
+  const Platform& platform;
+  Journal journal;
+  HostMemory hosts;
+  std::uint64_t seed;  // of the chances of waits
+
+ private:
+  std::int64_t now_ = 0;
+  std::uint32_t lastTick_ = 0;
+};
+
+}  // namespace pellora
