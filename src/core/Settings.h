@@ -32,6 +32,7 @@ struct Settings {
   bool AutoStart = false;
   std::string Language;  // base name of the language file
   std::string IgnoreString;
+  std::string ExtraCertificates;
   double ScheduleHour = 0;          // the next occurrence of the daily hour, as a date and time
   std::int16_t ScheduleOption = 0;  // 0 once at ScheduleDate, else daily at ScheduleHour
 };

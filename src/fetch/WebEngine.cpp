@@ -281,7 +281,8 @@ void WebEngine::OpenLanes() {
 
 WebLane& WebEngine::LaneOf(int number) {
   while (lanes_.size() <= static_cast<std::size_t>(number)) {
-    lanes_.push_back(std::make_unique<WebLane>(static_cast<int>(lanes_.size()), *this, services_->NextSeed()));
+    WebLaneOwner& owner = *this;
+    lanes_.push_back(std::make_unique<WebLane>(static_cast<int>(lanes_.size()), owner, services_->NextSeed()));
   }
   return *lanes_[static_cast<std::size_t>(number)];
 }
@@ -335,7 +336,7 @@ FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) 
     request.address = peer_;
   }
   if (!IsHttp(current_.scheme)) return request;
-  request.headers = {{"User-Agent", std::string("Pellora/") + kVersion}, {"Accept", "*/*"}};
+  request.headers = {{"User-Agent", std::string("Pellora/") + kFullVersionText}, {"Accept", "*/*"}};
   if (trusted && !cookies_.empty()) request.headers.push_back({"Cookie", cookies_});
   const std::optional<WebAddress> page = ParseWebAddress(entry_.referrer);
   const std::string referrer = page ? ReferrerFor(*page, current_) : "";
@@ -351,7 +352,7 @@ std::uint32_t WebEngine::SilentFor() const {
 int WebEngine::LaneCount() const { return std::min<int>(static_cast<int>(lanes_.size()), kMaxLanes); }
 
 Lane WebEngine::LaneAt(int lane, LaneForm) const {
-  static const std::string kRefused = kWordServerRefusesMore;
+  static const std::string kRefusesMore = kWordServerRefusesMore;
   const WebLane& one = *lanes_.at(static_cast<std::size_t>(lane - 1));
   Lane shown;
   shown.received = one.received;
@@ -371,11 +372,11 @@ Lane WebEngine::LaneAt(int lane, LaneForm) const {
       shown.state = &one.text;
       break;
     case LaneState::Refused:
-      shown.state = &kRefused;
+      shown.state = &kRefusesMore;
       break;
     case LaneState::Idle:
-      shown.state = &program_.Text(Fetching() || Record().Finished ? kTextWebLaneComplete : kTextWebPaused);
-      shown.colour = Fetching() || Record().Finished ? LaneColour::Complete : LaneColour::Paused;
+      shown.state = &program_.Text(Fetching() || slot_.Record().Finished ? kTextWebLaneComplete : kTextWebPaused);
+      shown.colour = Fetching() || slot_.Record().Finished ? LaneColour::Complete : LaneColour::Paused;
       break;
   }
   return shown;
