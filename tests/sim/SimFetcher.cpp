@@ -6,6 +6,7 @@
 
 #include "SimFaults.h"
 #include "SimHttpReader.h"
+#include "SimHttpText.h"
 
 namespace pellora {
 
@@ -65,21 +66,6 @@ std::optional<FetchUrl> Split(const std::string& text) {
 
 bool IsNumeric(const std::string& host) {
   return host.find(':') != std::string::npos || host.find_first_not_of("0123456789.") == std::string::npos;
-}
-
-std::string Base64(std::string_view bytes) {
-  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (std::size_t at = 0; at < bytes.size(); at += 3) {
-    std::uint32_t group = 0;
-    for (std::size_t i = 0; i < 3; ++i) {
-      group = group << 8 | (at + i < bytes.size() ? static_cast<unsigned char>(bytes[at + i]) : 0U);
-    }
-    for (std::size_t i = 0; i < 4; ++i) {
-      text += at + i <= bytes.size() ? kDigits[group >> (18 - 6 * i) & 63U] : '=';
-    }
-  }
-  return text;
 }
 
 const char* WhatIsWrong(SimTls tls) {
@@ -389,7 +375,7 @@ void SimFetch::SendConnect() {
   reader_ = SimHttpReader(true);
   const std::string to = url_.host + ":" + std::to_string(url_.port);
   std::string text = "CONNECT " + to + " HTTP/1.1\r\nHost: " + to + "\r\n";
-  if (!proxy_->login.empty()) text += "Proxy-Authorization: Basic " + Base64(proxy_->login) + "\r\n";
+  if (!proxy_->login.empty()) text += "Proxy-Authorization: Basic " + SimBase64(proxy_->login) + "\r\n";
   link_->connection->Send(text + "\r\n");
 }
 
@@ -444,10 +430,10 @@ std::string SimFetch::HttpRequestText() const {
   std::string text = "GET " + (throughProxy ? "http://" + url_.HostLine() : "") + url_.target +
                      " HTTP/1.1\r\nHost: " + url_.HostLine() + "\r\n";
   if (throughProxy && !proxy_->login.empty()) {
-    text += "Proxy-Authorization: Basic " + Base64(proxy_->login) + "\r\n";
+    text += "Proxy-Authorization: Basic " + SimBase64(proxy_->login) + "\r\n";
   }
   if (!request_.user.empty()) {
-    text += "Authorization: Basic " + Base64(request_.user + ":" + request_.password) + "\r\n";
+    text += "Authorization: Basic " + SimBase64(request_.user + ":" + request_.password) + "\r\n";
   }
   if (request_.ranged) {
     text += "Range: bytes=" + std::to_string(request_.from) + "-" +

@@ -42,7 +42,7 @@ class SimFetcherTest : public testing::Test {
 
 TEST_F(SimFetcherTest, FetchesARangeOverHttps) {
   FetchRequest request = SimFetchRecorder::Ranged(kUrl, 1000, 400'999);
-  request.headers = {{"User-Agent", "Pellora"}, {"If-Range", "\"x\""}};
+  request.headers = {{"User-Agent", "Pellora"}, {"Cookie", "a=1"}};
   const SimFetchRecorder& one = Fetched(request);
   EXPECT_EQ(one.end, FetchEnd::Whole);
   EXPECT_EQ(one.reason, "");
@@ -53,7 +53,7 @@ TEST_F(SimFetcherTest, FetchesARangeOverHttps) {
   EXPECT_EQ(one.events.find('E'), one.events.size() - 1);
   EXPECT_EQ(origin.Requests().front().bytes,
             "GET /a.bin HTTP/1.1\r\nHost: origin.example\r\nRange: bytes=1000-400999\r\nAccept-Encoding: identity\r\n"
-            "User-Agent: Pellora\r\nIf-Range: \"x\"\r\n\r\n");
+            "User-Agent: Pellora\r\nCookie: a=1\r\n\r\n");
   EXPECT_EQ(sim.fetcher().Log().front().delivered, 400'000U);
   EXPECT_EQ(sim.fetcher().Log().front().end, FetchEnd::Whole);
 }

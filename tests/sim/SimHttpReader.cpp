@@ -4,13 +4,13 @@
 #include <charconv>
 #include <utility>
 
+#include "SimHttpText.h"
+
 namespace pellora {
 
 namespace {
 
 constexpr std::size_t kLongestHead = 300'000;
-
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 std::string_view Trimmed(std::string_view text) {
   while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
@@ -19,10 +19,6 @@ std::string_view Trimmed(std::string_view text) {
 }
 
 }  // namespace
-
-bool SameWithoutCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return Lower(x) == Lower(y); });
-}
 
 SimHttpReader::Step SimHttpReader::Next(std::string_view& input, std::size_t limit, std::string_view& body) {
   for (;;) {

@@ -60,7 +60,4 @@ class SimHttpReader {
   std::uint64_t left_ = 0;  // of the body or the chunk
 };
 
-// Equality without case, of ASCII.
-bool SameWithoutCase(std::string_view a, std::string_view b);
-
 }  // namespace pellora

@@ -156,8 +156,8 @@ class SimPeer : public std::enable_shared_from_this<SimPeer> {
   std::uint64_t Sent() const { return sent_; }       // bytes queued so far
   std::uint64_t Waiting() const { return queued_; }  // bytes that the program has not received yet
   bool ClientGone() const { return events_ == nullptr; }
-  // Nothing more goes to the program: the server has closed, or the attempt failed.
-  bool ServerGone() const { return closing_ || over_; }
+  // Nothing more goes to the program: the server has closed after its last byte, or the attempt failed.
+  bool ServerGone() const { return over_ || (closing_ && queued_ == 0); }
 
  private:
   friend class SimNetwork;
