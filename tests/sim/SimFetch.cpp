@@ -20,9 +20,9 @@ const char* WhatIsWrong(SimTls tls) {
     case SimTls::Expired:
       return "has expired";
     case SimTls::WrongHost:
-      return "was issued for another host";
+      return "is for another host";
     default:
-      return "was issued by an unknown authority";
+      return "is of an unknown authority";
   }
 }
 
@@ -49,13 +49,13 @@ void SimFetchLink::ConnectionFailed(const std::string&) {
 void SimFetch::Begin() {
   const std::optional<FetchUrl> url = SplitFetchUrl(request_.url);
   if (!url || !fetcher_.Supports(url->scheme)) {
-    return End(FetchEnd::Unsupported, "This kind of address is not supported: " + request_.url);
+    return End(FetchEnd::Unsupported, "an address of this kind cannot be fetched: " + request_.url);
   }
   url_ = *url;
   if (!request_.proxy.empty()) {
     proxy_ = SplitFetchUrl(request_.proxy);
     if (!proxy_ || proxy_->scheme != "http") {
-      return End(FetchEnd::Proxy, "This kind of proxy is not supported: " + request_.proxy);
+      return End(FetchEnd::Proxy, "a proxy of this kind cannot be used");
     }
   }
   const std::string key = url_.scheme + " " + url_.host + " " + std::to_string(url_.port) + " " + request_.proxy;
@@ -154,23 +154,23 @@ void SimFetch::FinishHandshake() {
 bool SimFetch::TrustsHost() {
   const SimFetchHost& host = Host();
   if (host.http2Only && !request_.http2) {
-    End(FetchEnd::Unsupported, "The server" + At() + " speaks only HTTP/2.");
+    End(FetchEnd::Unsupported, "the server does not speak this version of HTTP");
     return false;
   }
   if (host.tls == SimTls::Good) return true;
   if (host.tls == SimTls::None) {
-    End(FetchEnd::Other, "The server" + At() + " does not speak TLS.");
+    End(FetchEnd::NotTrusted, "the server does not speak TLS");
     return false;
   }
   if (host.tls == SimTls::OldVersion) {
-    End(FetchEnd::NotTrusted, "The server" + At() + " has no TLS version from 1.2 on.");
+    End(FetchEnd::NotTrusted, "the server offers TLS below version 1.2 only");
     return false;
   }
   if (host.tls == SimTls::UnknownAuthority && !host.authority.empty() && fetcher_.disk_.Has(request_.certificates) &&
       fetcher_.disk_.Get(request_.certificates).find(host.authority) != std::string::npos) {
     return true;
   }
-  End(FetchEnd::NotTrusted, "The certificate of" + At() + " " + WhatIsWrong(host.tls) + ".");
+  End(FetchEnd::NotTrusted, std::string("the certificate ") + WhatIsWrong(host.tls));
   return false;
 }
 
@@ -181,7 +181,7 @@ bool SimFetch::TrustsKey() {
   const std::size_t line = known.find("\n" + url_.host + " ");
   if (line != std::string::npos) {
     if (known.substr(line, known.find('\n', line + 1) - line).find(key) != std::string::npos) return true;
-    End(FetchEnd::NotTrusted, "The key of" + At() + " is not the one that is known.");
+    End(FetchEnd::NotTrusted, "the host key is not the one in known_hosts");
     return false;
   }
   if (request_.acceptedKey == key) return true;
@@ -218,10 +218,9 @@ void SimFetch::SendRequest() {
 
 void SimFetch::ConnectionFailed() {
   const std::string& host = proxy_ ? proxy_->host : url_.host;
-  if (proxy_) return End(FetchEnd::Proxy, "The proxy " + host + " does not answer.");
-  if (part_ != Part::Connecting && !IsNumericHost(host))
-    return End(FetchEnd::NoHost, "The host " + host + " was not found.");
-  End(FetchEnd::NoConnect, "The server " + host + " refuses the connection or cannot be reached.");
+  if (proxy_) return End(FetchEnd::Proxy, "no connection to the proxy");
+  if (part_ != Part::Connecting && !IsNumericHost(host)) return End(FetchEnd::NoHost, "the name has no address");
+  End(FetchEnd::NoConnect, "the connection is refused, or the server cannot be reached");
 }
 
 void SimFetch::DataArrived(std::string_view block) {
@@ -230,13 +229,13 @@ void SimFetch::DataArrived(std::string_view block) {
 }
 
 void SimFetch::PeerClosed() {
-  if (part_ == Part::Proxy) return End(FetchEnd::Proxy, "The proxy " + proxy_->host + " ended the connection.");
+  if (part_ == Part::Proxy) return End(FetchEnd::Proxy, "the proxy ended the connection");
   const bool nothing = part_ == Part::Reply && !reader_.HasHead() && pending_.empty();
   if (link_->used && nothing) return ConnectAnew();
   const bool whole =
       url_.IsHttp() ? reader_.EndsWithConnection() : fileLeft_ == 0 || (log_.answeredAt >= 0 && fileLeft_ < 0);
   if (part_ == Part::Reply && whole) return End(FetchEnd::Whole);
-  End(FetchEnd::Lost, "The connection to" + At() + " ended too early.");
+  End(FetchEnd::Lost, "the connection was lost");
 }
 
 void SimFetch::Read() {
@@ -260,7 +259,7 @@ bool SimFetch::ReadProxy(std::string_view& input) {
   const SimHttpReader::Step step = reader_.Next(input, 0, body);
   if (step == SimHttpReader::Step::More) return false;
   if (step == SimHttpReader::Step::Broken || reader_.Status() >= 300) {
-    End(FetchEnd::Proxy, "The proxy " + proxy_->host + " refuses: " + std::to_string(reader_.Status()) + ".");
+    End(FetchEnd::Proxy, "the proxy refuses (" + std::to_string(reader_.Status()) + ")");
     return false;
   }
   part_ = Part::Handshake;
@@ -274,8 +273,7 @@ bool SimFetch::ReadHttp(std::string_view& input) {
     case SimHttpReader::Step::More:
       return false;
     case SimHttpReader::Step::Head:
-      AnswerHttp();
-      return true;
+      return AnswerHttp();
     case SimHttpReader::Step::Body:
       return Gather(body);
     case SimHttpReader::Step::Room:
@@ -284,18 +282,24 @@ bool SimFetch::ReadHttp(std::string_view& input) {
       End(FetchEnd::Whole);
       return false;
     case SimHttpReader::Step::Broken:
-      End(FetchEnd::Other, "The server" + At() + " sends what is no HTTP.");
+      End(FetchEnd::Other, "the reply is no HTTP");
       return false;
   }
   return false;
 }
 
-void SimFetch::AnswerHttp() {
+bool SimFetch::AnswerHttp() {
   FetchAnswer answer;
   answer.status = reader_.Status();
   answer.headers = reader_.Headers();
   answer.peerAddress = link_->peerAddress;
   Answer(std::move(answer));
+  for (const FetchHeader& header : reader_.Headers()) {
+    if (!SameWithoutCase(header.name, "Transfer-Encoding") || SameWithoutCase(header.value, "chunked")) continue;
+    End(FetchEnd::Unsupported, "the server encodes the transfer (" + header.value + ")");
+    return false;
+  }
+  return true;
 }
 
 bool SimFetch::ReadFile(std::string_view& input) {
@@ -317,12 +321,16 @@ bool SimFetch::ReadFile(std::string_view& input) {
 
 bool SimFetch::AnswerFile(const std::string& line) {
   if (line == "login") {
-    End(FetchEnd::NoLogin, "The server" + At() + " refuses the login.");
+    End(FetchEnd::NoLogin, "the login is refused");
+    return false;
+  }
+  if (line == "full") {
+    End(FetchEnd::NoConnect, "the server refuses more connections");
     return false;
   }
   constexpr std::string_view kFound = "bytes ";
   if (!line.starts_with(kFound)) {
-    End(FetchEnd::NotFound, "The server" + At() + " has no such file.");
+    End(FetchEnd::NotFound, "there is no such file");
     return false;
   }
   FetchAnswer answer;
@@ -337,11 +345,12 @@ bool SimFetch::AnswerFile(const std::string& line) {
 
 bool SimFetch::TakeBlock() {
   if (block_) HandOn();
-  block_ = fetcher_.pool_->Take(blockBytes_);
+  const std::size_t capacity = std::min(nextCapacity_, fetcher_.pool_->longest);
+  block_ = fetcher_.pool_->Take(capacity, shared_from_this(), blockBytes_);
+  blockCapacity_ = capacity;
   if (!block_) {
     starved_ = true;
     link_->connection->SetReading(false);
-    fetcher_.pool_->Wait(weak_from_this());
     return false;
   }
   loop_.Arrive(source_, loop_.Time() + kGather, [weak = weak_from_this(), number = ++blockNumber_] {
@@ -358,10 +367,13 @@ bool SimFetch::Gather(std::string_view bytes) {
   return true;
 }
 
-void SimFetch::MissFinalReply() { End(FetchEnd::Other, "The server" + At() + " does not confirm the end."); }
+void SimFetch::MissFinalReply() { End(FetchEnd::Other, "the end is not confirmed"); }
 
 void SimFetch::HandOn() {
   if (blockBytes_->empty()) return;
+  constexpr std::size_t kSmallest = std::size_t{16} << 10;
+  nextCapacity_ = Room() == 0 ? std::min(blockCapacity_ * 2, fetcher_.pool_->longest) : blockCapacity_ / 2;
+  nextCapacity_ = std::max(nextCapacity_, kSmallest);
   log_.delivered += blockBytes_->size();
   Queue({.block = std::move(block_)});
 }
@@ -378,9 +390,10 @@ void SimFetch::End(FetchEnd end, const std::string& reason) {
   GiveUpLink(end == FetchEnd::Whole && url_.IsHttp() && reader_.MayKeep());
   part_ = Part::Done;
   log_.end = end;
-  log_.reason = reason;
+  const bool named = end != FetchEnd::Whole && end != FetchEnd::UnknownKey && !url_.host.empty();
+  log_.reason = named ? url_.host + ": " + reason : reason;
   log_.endedAt = loop_.Time() / SimLoop::kMillisecond;
-  Queue({.end = end, .reason = reason});
+  Queue({.end = end, .reason = log_.reason});
 }
 
 void SimFetch::GiveUpLink(bool keep) {

@@ -18,16 +18,16 @@ namespace pellora {
 
 constexpr std::uint64_t kFetchSources = std::uint64_t{1} << 40;  // of arrivals; beyond the numbers of connections
 
-// The blocks that are free, and who waits for one.
+// The memory of all blocks. Who finds no room waits in a queue; what is freed is offered to its first, by an event.
 class SimFetchPool final : public std::enable_shared_from_this<SimFetchPool> {
  public:
   explicit SimFetchPool(SimLoop& loop) : loop_(&loop) {}
 
-  std::size_t blockSize = std::size_t{256} << 10;
-  std::size_t free = 32;
+  std::size_t longest = std::size_t{256} << 10;  // of a block
+  std::size_t free = std::size_t{8} << 20;
 
-  std::unique_ptr<FetchBlock> Take(std::string*& bytes);
-  void Wait(std::weak_ptr<SimFetch> fetch) { waiting_.push_back(std::move(fetch)); }
+  // Null if there is no room; the fetch then waits for its turn. `bytes` is what the block will hold.
+  std::unique_ptr<FetchBlock> Take(std::size_t capacity, const std::shared_ptr<SimFetch>& fetch, std::string*& bytes);
   void Drop() {
     loop_ = nullptr;
     waiting_.clear();
@@ -35,11 +35,16 @@ class SimFetchPool final : public std::enable_shared_from_this<SimFetchPool> {
 
  private:
   friend class SimFetchBlock;
-  void GiveBack();
+  struct Waiting {
+    std::weak_ptr<SimFetch> fetch;
+    std::size_t capacity;
+  };
+  void GiveBack(std::size_t capacity);
   void Wake();
 
   SimLoop* loop_;  // null once the port has ended
-  std::deque<std::weak_ptr<SimFetch>> waiting_;
+  std::deque<Waiting> waiting_;
+  const SimFetch* turn_ = nullptr;  // it is asked to take now, before all who wait
 };
 
 // One connection. Its user is the request that it serves; without one it is kept.
@@ -110,7 +115,7 @@ class SimFetch final : public std::enable_shared_from_this<SimFetch> {
   void Read();
   bool ReadProxy(std::string_view& input);
   bool ReadHttp(std::string_view& input);
-  void AnswerHttp();
+  bool AnswerHttp();
   bool ReadFile(std::string_view& input);
   bool AnswerFile(const std::string& line);
   bool Gather(std::string_view bytes);
@@ -123,8 +128,7 @@ class SimFetch final : public std::enable_shared_from_this<SimFetch> {
   void Deliver();
   void End(FetchEnd end, const std::string& reason = {});
   void GiveUpLink(bool keep);
-  std::size_t Room() const { return block_ ? fetcher_.pool_->blockSize - blockBytes_->size() : 0; }
-  std::string At() const { return " " + url_.host; }
+  std::size_t Room() const { return block_ ? blockCapacity_ - blockBytes_->size() : 0; }
 
   SimFetcher& fetcher_;
   SimLoop& loop_;
@@ -144,6 +148,8 @@ class SimFetch final : public std::enable_shared_from_this<SimFetch> {
   std::int64_t fileLeft_ = -1;         // -1: not known
   std::unique_ptr<FetchBlock> block_;  // being filled
   std::string* blockBytes_ = nullptr;
+  std::size_t blockCapacity_ = 0;
+  std::size_t nextCapacity_ = std::size_t{16} << 10;  // grows with what comes at once
   std::uint64_t blockNumber_ = 0;
   std::deque<Event> queue_;
   bool pumping_ = false;

@@ -9,8 +9,9 @@ namespace pellora {
 
 class SimFetchBlock final : public FetchBlock {
  public:
-  explicit SimFetchBlock(std::shared_ptr<SimFetchPool> pool) : pool_(std::move(pool)) {}
-  ~SimFetchBlock() override { pool_->GiveBack(); }
+  SimFetchBlock(std::shared_ptr<SimFetchPool> pool, std::size_t capacity)
+      : pool_(std::move(pool)), capacity_(capacity) {}
+  ~SimFetchBlock() override { pool_->GiveBack(capacity_); }
   SimFetchBlock(const SimFetchBlock&) = delete;
   SimFetchBlock& operator=(const SimFetchBlock&) = delete;
   std::string_view Bytes() const override { return bytes; }
@@ -18,6 +19,7 @@ class SimFetchBlock final : public FetchBlock {
 
  private:
   std::shared_ptr<SimFetchPool> pool_;
+  std::size_t capacity_;
 };
 
 namespace {
@@ -36,26 +38,33 @@ class FetchHandle final : public Fetch {
 
 }  // namespace
 
-// Null if there is none.
-std::unique_ptr<FetchBlock> SimFetchPool::Take(std::string*& bytes) {
-  if (free == 0) return nullptr;
-  --free;
-  auto block = std::make_unique<SimFetchBlock>(shared_from_this());
+std::unique_ptr<FetchBlock> SimFetchPool::Take(std::size_t capacity, const std::shared_ptr<SimFetch>& fetch,
+                                               std::string*& bytes) {
+  if (free < capacity || (!waiting_.empty() && turn_ != fetch.get())) {
+    waiting_.push_back({fetch, capacity});
+    return nullptr;
+  }
+  turn_ = nullptr;  // a second block has its own turn
+  free -= capacity;
+  auto block = std::make_unique<SimFetchBlock>(shared_from_this(), capacity);
   bytes = &block->bytes;
   return block;
 }
 
-void SimFetchPool::GiveBack() {
-  ++free;
+void SimFetchPool::GiveBack(std::size_t capacity) {
+  free += capacity;
   if (!loop_ || waiting_.empty()) return;
   loop_->Arrive(kFetchSources, loop_->Time(), [self = shared_from_this()] { self->Wake(); });
 }
 
 void SimFetchPool::Wake() {
-  while (free > 0 && !waiting_.empty()) {
-    const std::shared_ptr<SimFetch> fetch = waiting_.front().lock();
+  while (!waiting_.empty()) {
+    const std::shared_ptr<SimFetch> first = waiting_.front().fetch.lock();
+    if (first && free < waiting_.front().capacity) return;
     waiting_.pop_front();
-    if (fetch) fetch->Resume();
+    turn_ = first.get();
+    if (first) first->Resume();
+    turn_ = nullptr;
   }
 }
 
@@ -80,12 +89,12 @@ void SimFetcher::SetAddresses(const std::string& host, std::vector<std::string> 
   rotations_[host] = {std::move(addresses), 0};
 }
 
-void SimFetcher::SetBlocks(std::size_t size, std::size_t count) {
-  pool_->blockSize = size;
-  pool_->free = count;
+void SimFetcher::SetPool(std::size_t bytes, std::size_t longestBlock) {
+  pool_->longest = longestBlock;
+  pool_->free = bytes;
 }
 
-std::size_t SimFetcher::FreeBlocks() const { return pool_->free; }
+std::size_t SimFetcher::FreeBytes() const { return pool_->free; }
 
 std::size_t SimFetcher::Running() const {
   return static_cast<std::size_t>(std::count_if(running_.begin(), running_.end(), [](const auto& weak) {

@@ -16,9 +16,10 @@
 //
 // Ends, where the header leaves a choice:
 // - Whole also for a body until the connection's end, which the sender's close and a cut wire end alike: that length is
-//   not confirmed. Such an answer has neither a Transfer-Encoding that ends in "chunked" nor a usable Content-Length.
+//   not confirmed. Such an answer has neither "Transfer-Encoding: chunked" nor a usable Content-Length.
 // - Lost for a connection that ends before the head, the stated length, or the last chunk.
 // - Other for what is no HTTP, and a Content-Length that is no number. Then Answered does not come.
+// - Unsupported, after Answered, for a Transfer-Encoding that is more than "chunked".
 // - Bytes beyond the Content-Length are not delivered; the end is Whole, and the connection is not kept.
 // - A kept connection that the server ends before the first byte of a reply is replaced by a new one, once.
 #pragma once
@@ -88,8 +89,8 @@ class SimFetcher final : public Fetcher {
   SimFetchHost& Host(const std::string& host) { return hosts_[host]; }
   // Each look-up of the host leads to the next of these.
   void SetAddresses(const std::string& host, std::vector<std::string> addresses);
-  void SetBlocks(std::size_t size, std::size_t count);  // before the first request
-  std::size_t FreeBlocks() const;
+  void SetPool(std::size_t bytes, std::size_t longestBlock);  // before the first request; by default 8 MiB and 256 KiB
+  std::size_t FreeBytes() const;
   void SetMostKept(std::size_t connections) { mostKept_ = connections; }
   std::set<std::string, std::less<>> schemes{"http", "https", "ftp", "ftps", "sftp"};
 

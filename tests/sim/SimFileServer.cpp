@@ -47,7 +47,8 @@ void SimFileServer::Reply(SimPeer& peer, const SimFileRequest& request) {
   };
   const auto user = users_.find(request.user);
   const bool known = users_.empty() || (user != users_.end() && user->second == request.password);
-  if (!known || static_cast<int>(loggedIn_.size()) >= mostLogins) return refuse("login");
+  if (!known) return refuse("login");
+  if (static_cast<int>(loggedIn_.size()) >= mostLogins) return refuse("full");
   loggedIn_[peer.Number()] = true;
   const auto found = files_.find(request.path);
   if (found == files_.end()) return refuse("missing");

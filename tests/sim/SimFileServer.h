@@ -44,7 +44,7 @@ class SimFileServer final : public SimServer {
   void User(const std::string& name, const std::string& password) { users_[name] = password; }
   void Always(SimFileFault fault) { always_ = std::move(fault); }
   void OnConnection(int number, SimFileFault fault) { byConnection_[number] = std::move(fault); }
-  int mostLogins = INT_MAX;  // further ones are refused
+  int mostLogins = INT_MAX;  // further connections are refused
 
   const std::vector<SimFileRequest>& Requests() const { return requests_; }
 

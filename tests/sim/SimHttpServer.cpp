@@ -92,7 +92,7 @@ void SimHttpServer::ApplyChanges() {
 }
 
 void SimHttpServer::Restart(std::uint32_t milliseconds) {
-  if (!loop_) throw std::logic_error("this server was made without its network");
+  if (!loop_) throw std::logic_error("this server has no network yet");
   downUntil_ = loop_->Time() + SimLoop::Micros{milliseconds} * SimLoop::kMillisecond;
   for (const std::weak_ptr<SimPeer>& weak : peers_) {
     if (const std::shared_ptr<SimPeer> peer = weak.lock()) peer->Reset();
@@ -113,6 +113,7 @@ SimWire SimHttpServer::Wire(int number) {
 }
 
 void SimHttpServer::Dialled(SimPeer& peer) {
+  loop_ = &peer.Loop();
   const bool over = limit_.over == HttpOver::Refuse && Open() >= limit_.most;
   if (over || peer.Loop().Time() < downUntil_) peer.wire.refuse = true;
   if (peer.wire.refuse) return;
@@ -261,7 +262,6 @@ HttpValidators SimHttpServer::ValidatorsOf(const HttpRequest& request) const {
 }
 
 std::string SimHttpServer::Date(std::int64_t secondsFromNow) const {
-  if (!loop_) throw std::logic_error("this server was made without its network");
   constexpr double kDaysTo1970 = 25569.0;
   return SimHttpDate(static_cast<std::int64_t>(std::floor((loop_->Now() - kDaysTo1970) * 86400.0)) + secondsFromNow);
 }

@@ -99,7 +99,7 @@ class SimHttpServer final : public SimServer {
   // nullopt: none chosen here.
   void OnEach(std::function<std::optional<HttpFault>(const HttpRequest&)> choose) { choose_ = std::move(choose); }
   void SetLimit(HttpLimit limit) { limit_ = std::move(limit); }
-  // All connections are reset, and new ones refused for that time. Only of a server made with its network.
+  // All connections are reset, and new ones refused for that time.
   void Restart(std::uint32_t milliseconds);
   // Replaces the faults by those of a name in SimHttpMisbehaviour.cpp. False if there are none.
   bool Misbehave(std::string_view name);
@@ -158,7 +158,7 @@ class SimHttpServer final : public SimServer {
   void SendAnswer(SimPeer& peer, const HttpRequest& request, Answer answer, const HttpFault& fault);
   static Answer ErrorPage(int status, const std::string& reason, const std::string& type, const std::string& body);
 
-  SimLoop* loop_ = nullptr;  // null: it was made without its network
+  SimLoop* loop_ = nullptr;  // null: it was made without its network, and nobody has connected
   std::map<std::string, Answer> answers_;
   std::map<std::string, HttpTraits> traits_;
   std::vector<Change> changes_;
