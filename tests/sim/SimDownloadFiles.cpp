@@ -180,20 +180,26 @@ void SimDownloadFiles::FlushFolder(const std::string& path) {
                 [&](const SimNameChange& change) { return FolderOf(change.path) == folder; });
 }
 
+void SimDownloadFiles::DemandFolder(const std::string& path) const {
+  if (!disk_.state_.folders.contains(disk_.Follow(path))) Fail(path, "no such folder");
+}
+
 std::uint64_t SimDownloadFiles::RoomIn(const std::string& folder) const {
   disk_.Enter(DiskCall::RoomIn, folder);
-  if (!disk_.state_.folders.contains(disk_.Follow(folder))) Fail(folder, "no such folder");
+  DemandFolder(folder);
   if (room_) return *room_;
   return disk_.capacity_ > disk_.used_ ? disk_.capacity_ - disk_.used_ : 0;
 }
 
 std::uint64_t SimDownloadFiles::LongestFileIn(const std::string& folder) const {
   disk_.Enter(DiskCall::LongestFileIn, folder);
+  DemandFolder(folder);
   return disk_.longestFile_;
 }
 
 bool SimDownloadFiles::FillsGaps(const std::string& folder) const {
   disk_.Enter(DiskCall::FillsGaps, folder);
+  DemandFolder(folder);
   return fillsGaps_;
 }
 

@@ -48,6 +48,7 @@ class SimDownloadFiles final : public DownloadFiles {
   static FileState StateOf(const SimFileData& data);
   void RenameWithinFolder(const std::string& part, const std::string& path);
   void FlushFolder(const std::string& path);
+  void DemandFolder(const std::string& path) const;
 
   SimDisk& disk_;
   std::shared_ptr<Locks> locks_ = std::make_shared<Locks>();

@@ -148,6 +148,8 @@ TEST_F(SimDownloadFilesTest, ReportsRoomLimitsAndGaps) {
   sim.downloadFiles().SetRoom(7);
   EXPECT_EQ(files.RoomIn("/tmp"), 7U);
   EXPECT_THROW(static_cast<void>(files.RoomIn("/nowhere")), Failure);
+  EXPECT_THROW(static_cast<void>(files.LongestFileIn("/nowhere")), Failure);
+  EXPECT_THROW(static_cast<void>(files.FillsGaps("/nowhere")), Failure);
   disk.SetLongestFile(50);
   EXPECT_EQ(files.LongestFileIn("/tmp"), 50U);
   const auto part = Made("/tmp/a", "x");
