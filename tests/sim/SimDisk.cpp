@@ -435,7 +435,16 @@ std::uint64_t SimDisk::Size(const std::string& path) const {
 }
 
 bool SimDisk::Holds(const std::string& path, const SimContent& content) const {
-  return Has(path) && Get(path) == content.All();
+  constexpr std::uint64_t kPiece = std::uint64_t{1} << 20;
+  const std::shared_ptr<SimFileData> data = Find(Resolve(path));
+  if (!data || data->Size() != content.Length()) return false;
+  for (std::uint64_t at = 0; at < content.Length(); at += kPiece) {
+    const std::string expected = content.Bytes(at, std::min(kPiece, content.Length() - at));
+    std::string held(expected.size(), '\0');
+    data->Read(at, held);
+    if (held != expected) return false;
+  }
+  return true;
 }
 
 void SimDisk::Lose(const std::string& path) {

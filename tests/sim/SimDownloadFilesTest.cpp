@@ -92,6 +92,30 @@ TEST_F(SimDownloadFilesTest, AShortenedFileGrowsByZeros) {
   EXPECT_EQ(disk.Get("/tmp/a"), std::string(10, 'x') + std::string(2 * kBlock - 10, '\0'));
 }
 
+TEST_F(SimDownloadFilesTest, HoldsSparseFiles) {
+  constexpr std::uint64_t kPiece = std::uint64_t{16} << 20;
+  const SimContent sparse = SimContent::Sparse(2 * kPiece + 5);
+  const auto part = files.Create("/tmp/a");
+  part->WriteAt(0, sparse.All());
+  EXPECT_TRUE(disk.Holds("/tmp/a", sparse));
+  EXPECT_FALSE(disk.Holds("/tmp/b", sparse));
+  EXPECT_FALSE(disk.Holds("/tmp/a", SimContent::Sparse(2 * kPiece + 6)));
+  part->WriteAt(kPiece + 9000, "x");
+  EXPECT_FALSE(disk.Holds("/tmp/a", sparse));
+  part->WriteAt(kPiece + 9000, std::string(1, '\0'));
+  EXPECT_TRUE(disk.Holds("/tmp/a", sparse));
+}
+
+TEST_F(SimDownloadFilesTest, WritesBeyondFourGibibytes) {
+  constexpr std::uint64_t kFar = (std::uint64_t{4} << 30) + 77;
+  const auto part = files.Create("/tmp/a");
+  part->WriteAt(kFar, "far");
+  EXPECT_EQ(part->Length(), kFar + 3);
+  std::string read(5, '?');
+  EXPECT_EQ(part->ReadAt(kFar - 1, read), 4U);
+  EXPECT_EQ(read, std::string("\0far?", 5));
+}
+
 TEST_F(SimDownloadFilesTest, PublishesNeverOverWhatIsThere) {
   const auto part = Made("/tmp/a.part", "bytes");
   Write("/tmp/taken", "theirs");

@@ -65,6 +65,15 @@ TEST_F(SimFetcherTest, AsksForAnOpenRangeOrForNone) {
   EXPECT_EQ(origin.Requests()[1].Header("Range"), std::nullopt);
 }
 
+TEST_F(SimFetcherTest, CountsBeyondFourGibibytes) {
+  const SimContent large = SimContent::Sparse(6'000'000'000);
+  origin.File("/a.bin", large);
+  const SimFetchRecorder& one = Fetched(SimFetchRecorder::Ranged(kUrl, 5'990'000'000));
+  EXPECT_EQ(one.Header("Content-Range"), "bytes 5990000000-5999999999/6000000000");
+  EXPECT_EQ(one.Header("Content-Length"), "10000000");
+  EXPECT_TRUE(one.data == large.Bytes(5'990'000'000, 10'000'000));
+}
+
 TEST_F(SimFetcherTest, SendsTheLoginAndPortsThatAreNotTheSchemes) {
   SimHttpServer other(sim.network(), "origin.example", 8443);
   other.File("/b", "bytes");

@@ -6,6 +6,8 @@
 
 namespace pellora {
 
+const std::array<char, SimFileData::kPage> SimFileData::kZeros{};
+
 // Keeps the page as the disk has it before its first change after a flush.
 void SimFileData::Endanger(std::size_t page) {
   if (!flushed_ || old_.contains(page)) return;
@@ -24,13 +26,15 @@ void SimFileData::Write(std::uint64_t offset, std::string_view bytes) {
     if (in == 0 && (count == kPage || at + count >= size_)) lost_.erase(page);
     if (page >= pages_.size()) pages_.resize(page + 1);
     Page& here = pages_[page];
+    const std::string_view part = bytes.substr(done, count);
+    done += count;
+    if (!here && std::memcmp(part.data(), kZeros.data(), count) == 0) continue;
     if (!here) {
       here = std::make_shared<std::array<char, kPage>>();
     } else if (here.use_count() > 1) {
       here = std::make_shared<std::array<char, kPage>>(*here);
     }
-    std::memcpy(here->data() + in, bytes.data() + done, count);
-    done += count;
+    std::memcpy(here->data() + in, part.data(), count);
   }
   if (!bytes.empty()) size_ = std::max(size_, offset + bytes.size());
 }

@@ -41,6 +41,7 @@ class SimFileData {
 
  private:
   static constexpr std::size_t kPage = std::size_t{16} << 10;
+  static const std::array<char, kPage> kZeros;
   using Page = std::shared_ptr<std::array<char, kPage>>;  // null: zeros
 
   void Endanger(std::size_t page);

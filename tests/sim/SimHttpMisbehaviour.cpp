@@ -125,6 +125,7 @@ bool SimHttpServer::Misbehave(std::string_view name) {
 
 std::vector<std::string> SimHttpServer::Misbehaviours() {
   std::vector<std::string> names;
+  names.reserve(kAll.size());
   for (const Misbehaviour& one : kAll) names.emplace_back(one.name);
   return names;
 }

@@ -65,9 +65,7 @@ TEST_F(SimHttpSiteTest, SendsValidatorsNamesAndCookies) {
 TEST_F(SimHttpSiteTest, NodesDifferInTheirValidators) {
   origin.Traits("/a.bin").validators = {{.etag = "\"1\""}, {.etag = "\"2\""}};
   sim.fetcher().SetMostKept(0);
-  std::vector<std::string> tags;
-  for (int i = 0; i < 3; ++i) tags.push_back(Fetched(kUrl).Header("ETag"));
-  EXPECT_EQ(tags, (std::vector<std::string>{"\"1\"", "\"2\"", "\"1\""}));
+  for (const char* const etag : {"\"1\"", "\"2\"", "\"1\""}) EXPECT_EQ(Fetched(kUrl).Header("ETag"), etag);
 }
 
 TEST_F(SimHttpSiteTest, AnswersConditions) {
