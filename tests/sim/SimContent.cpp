@@ -15,12 +15,30 @@ SimContent SimContent::Generated(std::uint64_t length, std::uint64_t salt) {
   return content;
 }
 
+SimContent SimContent::Sparse(std::uint64_t length, std::uint64_t salt) {
+  SimContent content = Generated(length, salt);
+  content.sparse_ = true;
+  return content;
+}
+
 void SimContent::Read(std::uint64_t offset, std::span<char> to) const {
   if (to.empty()) return;
   if (bytes_) {
     std::memcpy(to.data(), bytes_->data() + offset, to.size());
     return;
   }
+  if (!sparse_) return Generate(offset, to);
+  constexpr std::uint64_t kPeriod = std::uint64_t{16} << 20;
+  constexpr std::uint64_t kPatch = 4096;
+  std::memset(to.data(), 0, to.size());
+  for (std::uint64_t patch = offset / kPeriod * kPeriod; patch < offset + to.size(); patch += kPeriod) {
+    const std::uint64_t begin = std::max(patch, offset);
+    const std::uint64_t end = std::min(patch + kPatch, offset + to.size());
+    if (begin < end) Generate(begin, to.subspan(begin - offset, end - begin));
+  }
+}
+
+void SimContent::Generate(std::uint64_t offset, std::span<char> to) const {
   constexpr std::uint64_t kWord = 8;
   std::size_t done = 0;
   while (done < to.size()) {

@@ -1,7 +1,8 @@
 #include "SimDisk.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
+#include <cmath>
 
 #include "SimFaults.h"
 #include "ports/Failure.h"
@@ -22,49 +23,19 @@ std::string ParentOf(const std::string& path) {
 std::uint64_t Footprint(const SimFileData& data) { return std::max(data.Size(), data.reserved); }
 
 const char* NameOf(DiskCall call) {
-  constexpr std::array<const char*, 13> kNames{"disk open",      "disk look at part",  "disk open for reading",
-                                               "disk delete",    "disk create folder", "disk exists",
-                                               "disk length of", "disk listing",       "disk write",
-                                               "disk read",      "disk length",        "disk reserve",
-                                               "disk copy"};
+  constexpr std::array<const char*, 26> kNames{"disk open",       "disk look at part",  "disk open for reading",
+                                               "disk delete",     "disk create folder", "disk exists",
+                                               "disk length of",  "disk listing",       "disk write",
+                                               "disk read",       "disk length",        "disk reserve",
+                                               "disk copy",       "disk create",        "disk adopt",
+                                               "disk journal",    "disk replace",       "disk state of",
+                                               "disk rename",     "disk flush folder",  "disk room",
+                                               "disk longest",    "disk fills gaps",    "disk flush",
+                                               "disk set length", "disk state"};
   return kNames[static_cast<std::size_t>(call)];
 }
 
 }  // namespace
-
-void SimFileData::Write(std::uint64_t offset, std::string_view bytes) {
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    const std::uint64_t at = offset + done;
-    const std::size_t page = static_cast<std::size_t>(at / kPage);
-    const std::size_t in = static_cast<std::size_t>(at % kPage);
-    const std::size_t count = std::min(kPage - in, bytes.size() - done);
-    if (page >= pages_.size()) pages_.resize(page + 1);
-    if (!pages_[page]) pages_[page] = std::make_unique<std::array<char, kPage>>();
-    std::memcpy(pages_[page]->data() + in, bytes.data() + done, count);
-    done += count;
-  }
-  if (!bytes.empty()) size_ = std::max(size_, offset + bytes.size());
-}
-
-std::size_t SimFileData::Read(std::uint64_t offset, std::span<char> to) const {
-  if (offset >= size_) return 0;
-  const std::size_t count = static_cast<std::size_t>(std::min<std::uint64_t>(to.size(), size_ - offset));
-  std::size_t done = 0;
-  while (done < count) {
-    const std::uint64_t at = offset + done;
-    const std::size_t page = static_cast<std::size_t>(at / kPage);
-    const std::size_t in = static_cast<std::size_t>(at % kPage);
-    const std::size_t part = std::min(kPage - in, count - done);
-    if (page < pages_.size() && pages_[page]) {
-      std::memcpy(to.data() + done, pages_[page]->data() + in, part);
-    } else {
-      std::memset(to.data() + done, 0, part);
-    }
-    done += part;
-  }
-  return count;
-}
 
 class SimFile final : public File {
  public:
@@ -76,6 +47,7 @@ class SimFile final : public File {
     if (!writable_) Fail(path_, "opened for reading only");
     if (torn) {
       data_->Write(offset, bytes.substr(0, bytes.size() / 2));
+      disk_.Touch(*data_);
       throw SimKilled();
     }
     if (SimFails(NameOf(DiskCall::Write), path_)) {
@@ -207,11 +179,8 @@ std::unique_ptr<File> SimDisk::Open(const std::string& path, FileKind kind) {
   const std::string at = FollowOwn(path);
   if (state_.folders.count(at) > 0 || path.back() == '/') Fail(path, "is a folder");
   DemandParent(at, path);
-  std::shared_ptr<SimFileData>& data = state_.files[at];
-  if (!data) {
-    data = std::make_shared<SimFileData>();
-    made_.insert(at);
-  }
+  std::shared_ptr<SimFileData> data = Find(at);
+  if (!data) data = NewFile(at);
   if (kind != FileKind::Output) data->openToOthers = false;
   return std::make_unique<SimFile>(*this, path, data, true);
 }
@@ -232,6 +201,10 @@ PartName SimDisk::PartNameOf(const std::string& at) const {
   return found->second->ofAnotherUser || found->second->names > 1 ? PartName::Foreign : PartName::Own;
 }
 
+std::unique_ptr<File> SimDisk::Opened(const std::string& path, std::shared_ptr<SimFileData> data) {
+  return std::make_unique<SimFile>(*this, path, std::move(data), true);
+}
+
 std::unique_ptr<File> SimDisk::OpenForReading(const std::string& path) {
   Enter(DiskCall::OpenForReading, path);
   const auto found = state_.files.find(Follow(path));
@@ -243,8 +216,10 @@ void SimDisk::Delete(const std::string& path) {
   Enter(DiskCall::Delete, path);
   const std::string at = Resolve(path);
   if (state_.links.erase(at) > 0) return;
-  if (state_.files.count(at) == 0) Fail(path, "no such file");
+  const std::shared_ptr<SimFileData> data = Find(at);
+  if (!data) Fail(path, "no such file");
   Remove(at);
+  Changed({at, data, nullptr, {}});
 }
 
 void SimDisk::CreateFolder(const std::string& path) {
@@ -296,7 +271,9 @@ void SimDisk::Write(SimFileData& data, const std::string& path, std::uint64_t of
     const std::uint64_t reach = before + room;
     fitting = bytes.substr(0, static_cast<std::size_t>(reach > offset ? reach - offset : 0));
   }
+  if (end > longestFile_) Fail(path, "file too large");
   data.Write(offset, fitting);
+  Touch(data);
   written_ += fitting.size();
   if (data.onDisk) used_ += Footprint(data) - before;
   if (fitting.size() < bytes.size()) Fail(path, "no space left on the disk");
@@ -309,6 +286,87 @@ void SimDisk::Reserve(SimFileData& data, const std::string& path, std::uint64_t 
   if (data.onDisk && size - before > room) Fail(path, "no space left on the disk");
   data.reserved = size;
   if (data.onDisk) used_ += size - before;
+}
+
+void SimDisk::SetLength(SimFileData& data, const std::string& path, std::uint64_t length) {
+  const std::uint64_t before = Footprint(data);
+  const std::uint64_t room = capacity_ > used_ ? capacity_ - used_ : 0;
+  if (length > longestFile_) Fail(path, "file too large");
+  if (data.onDisk && length > before && length - before > room) Fail(path, "no space left on the disk");
+  data.SetSize(length);
+  if (length < data.reserved) data.reserved = length;
+  Touch(data);
+  if (data.onDisk) used_ = used_ + Footprint(data) - before;
+}
+
+void SimDisk::Touch(SimFileData& data) const {
+  constexpr double kDaysTo1970 = 25569.0;
+  constexpr double kMillisecondsPerDay = 86'400'000.0;
+  data.modified = static_cast<std::int64_t>(std::round((loop_.Now() - kDaysTo1970) * kMillisecondsPerDay)) * 1'000'000;
+}
+
+std::shared_ptr<SimFileData> SimDisk::NewData() {
+  auto data = std::make_shared<SimFileData>();
+  data->inode = ++state_.lastInode;
+  Touch(*data);
+  return data;
+}
+
+std::shared_ptr<SimFileData> SimDisk::NewFile(const std::string& resolved) {
+  std::shared_ptr<SimFileData> data = NewData();
+  state_.files[resolved] = data;
+  made_.insert(resolved);
+  Changed({resolved, nullptr, data, {}});
+  return data;
+}
+
+std::shared_ptr<SimFileData> SimDisk::Find(const std::string& resolved) const {
+  const auto found = state_.files.find(resolved);
+  return found == state_.files.end() ? nullptr : found->second;
+}
+
+// Older changes have reached the disk without a flush.
+void SimDisk::Changed(SimNameChange change) {
+  constexpr std::size_t kMostUnflushed = 32;
+  state_.unflushedNames.push_back(std::move(change));
+  if (state_.unflushedNames.size() > kMostUnflushed) state_.unflushedNames.pop_front();
+}
+
+// Over a file that has the new name.
+void SimDisk::Rename(const std::string& from, const std::string& to) {
+  const std::shared_ptr<SimFileData> data = state_.files.at(from);
+  const std::shared_ptr<SimFileData> before = Find(to);
+  if (before) Remove(to);
+  state_.files.erase(from);
+  state_.files[to] = data;
+  made_.insert(to);
+  Changed({to, before, data, from});
+}
+
+void SimDisk::PowerCut(std::uint64_t seed) {
+  constexpr std::uint64_t kPowerSeed = 0x706F776572;  // differs from the others derived from the seed
+  CutNow();
+  SimRandom random(seed + kPowerSeed);
+  auto& changes = state_.unflushedNames;
+  for (std::uint64_t undone = random.Below(changes.size() + 1); undone > 0; --undone) {
+    const SimNameChange change = std::move(changes.back());
+    changes.pop_back();
+    if (Find(change.path) != change.after) continue;
+    if (change.before) {
+      state_.files[change.path] = change.before;
+    } else {
+      state_.files.erase(change.path);
+    }
+    if (!change.from.empty() && !Find(change.from)) state_.files[change.from] = change.after;
+  }
+  changes.clear();
+  std::set<SimFileData*> cut;
+  for (const auto& [path, data] : state_.files) {
+    const bool first = cut.insert(data.get()).second;
+    data->names = first ? 1 : data->names + 1;
+    data->onDisk = true;
+    if (first) data->CutPower(random);
+  }
 }
 
 void SimDisk::Remove(const std::string& path) {
@@ -331,8 +389,9 @@ void SimDisk::Put(const std::string& path, const SimContent& content) {
   const std::string at = Resolve(path);
   MakeFolder(ParentOf(at));
   Remove(at);
-  const auto data = std::make_shared<SimFileData>();
+  const std::shared_ptr<SimFileData> data = NewData();
   data->Write(0, content.All());
+  data->Flush();
   used_ += data->Size();
   state_.files[at] = data;
 }
@@ -348,6 +407,12 @@ void SimDisk::PutSecondName(const std::string& path, const std::string& of) {
 }
 
 void SimDisk::GiveToAnother(const std::string& path) { state_.files.at(Resolve(path))->ofAnotherUser = true; }
+
+void SimDisk::LockByAnother(const std::string& path) { state_.files.at(Resolve(path))->lockedByAnother = true; }
+
+void SimDisk::Renumber() {
+  for (const auto& [path, data] : state_.files) data->inode = ++state_.lastInode;
+}
 
 bool SimDisk::IsOpenToOthers(const std::string& path) const {
   const auto found = state_.files.find(Resolve(path));
@@ -370,7 +435,16 @@ std::uint64_t SimDisk::Size(const std::string& path) const {
 }
 
 bool SimDisk::Holds(const std::string& path, const SimContent& content) const {
-  return Has(path) && Get(path) == content.All();
+  constexpr std::uint64_t kPiece = std::uint64_t{1} << 20;
+  const std::shared_ptr<SimFileData> data = Find(Resolve(path));
+  if (!data || data->Size() != content.Length()) return false;
+  for (std::uint64_t at = 0; at < content.Length(); at += kPiece) {
+    const std::string expected = content.Bytes(at, std::min(kPiece, content.Length() - at));
+    std::string held(expected.size(), '\0');
+    data->Read(at, held);
+    if (held != expected) return false;
+  }
+  return true;
 }
 
 void SimDisk::Lose(const std::string& path) {
@@ -393,6 +467,7 @@ void SimDisk::NoFaults() {
   failFrom_ = UINT64_MAX;
   rules_.clear();
   capacity_ = UINT64_MAX;
+  longestFile_ = INT64_MAX;
 }
 
 void SimDisk::CutAt(std::uint64_t number, bool torn) {

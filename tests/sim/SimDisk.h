@@ -5,8 +5,8 @@
 // written before is kept. TakeState then moves the disk into a new run.
 #pragma once
 
-#include <array>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "SimContent.h"
+#include "SimFileData.h"
 #include "SimLoop.h"
 #include "ports/Files.h"
 
@@ -35,25 +36,21 @@ enum class DiskCall {
   Read,
   Length,
   Reserve,
-  Copy  // into the file with this path
-};
-
-// One file's bytes.
-class SimFileData {
- public:
-  std::uint64_t Size() const { return size_; }
-  void Write(std::uint64_t offset, std::string_view bytes);
-  std::size_t Read(std::uint64_t offset, std::span<char> to) const;
-  std::uint64_t reserved = 0;  // the least space that the file occupies
-  bool onDisk = true;          // False once deleted or lost, even if still open
-  int names = 1;
-  bool ofAnotherUser = false;  // belongs to another user
-  bool openToOthers = true;    // others may read it
-
- private:
-  static constexpr std::size_t kPage = std::size_t{16} << 10;
-  std::vector<std::unique_ptr<std::array<char, kPage>>> pages_;  // null: zeros
-  std::uint64_t size_ = 0;
+  Copy,  // into the file with this path
+  // Those of DownloadFiles. Publish and PublishOver are a Rename and a FlushFolder.
+  Create,
+  Adopt,
+  OpenJournal,
+  Replace,
+  StateOf,
+  Rename,
+  FlushFolder,
+  RoomIn,
+  LongestFileIn,
+  FillsGaps,
+  Flush,
+  SetLength,
+  State
 };
 
 struct SimLink {
@@ -61,11 +58,21 @@ struct SimLink {
   bool ofAnotherUser = false;  // belongs to another user
 };
 
+// A name that changed, and whose folder was not flushed since.
+struct SimNameChange {
+  std::string path;
+  std::shared_ptr<SimFileData> before;  // null: there was no such file
+  std::shared_ptr<SimFileData> after;   // null: it was deleted
+  std::string from;                     // its former path if it was renamed
+};
+
 // Everything on the disk. Only the last part of a path can be a link.
 struct SimDiskState {
   std::map<std::string, std::shared_ptr<SimFileData>> files;
   std::map<std::string, SimLink> links;
   std::set<std::string> folders;
+  std::deque<SimNameChange> unflushedNames;  // the last ones, in order
+  std::uint64_t lastInode = 0;
 };
 
 class SimDisk final : public Files {
@@ -88,6 +95,9 @@ class SimDisk final : public Files {
   void PutLink(const std::string& path, const std::string& target, bool ofAnotherUser = false);
   void PutSecondName(const std::string& path, const std::string& of);
   void GiveToAnother(const std::string& path);
+  void LockByAnother(const std::string& path);
+  // Gives all files other inode numbers, as some disks do when they are mounted again.
+  void Renumber();
   bool HasLink(const std::string& path) const { return state_.links.contains(Resolve(path)); }
   bool HasForeign(const std::string& path) const { return PartNameOf(Resolve(path)) == PartName::Foreign; }
   bool IsOpenToOthers(const std::string& path) const;  // False for a file that is not there
@@ -110,6 +120,7 @@ class SimDisk final : public Files {
   using Predicate = std::function<bool(DiskCall call, const std::string& path)>;
   std::uint64_t Calls() const { return calls_; }
   void SetCapacity(std::uint64_t bytes) { capacity_ = bytes; }
+  void SetLongestFile(std::uint64_t bytes) { longestFile_ = bytes; }
   void FailCall(std::uint64_t number) { failOnce_.insert(number); }
   void FailFrom(std::uint64_t number) { failFrom_ = number; }
   // Fails the n-th call from now (counted from 1) for which `matches` is true, or all from that one on.
@@ -118,12 +129,17 @@ class SimDisk final : public Files {
   // The process is killed at that call: before it does anything, or, torn, in the middle of a write.
   void CutAt(std::uint64_t number, bool torn = false);
   void CutNow();
-  // The disk as the killed process left it.
+  // The whole machine is cut: the process is killed, and what was not flushed may be old, zero or gone, as the seed
+  // says. Created, deleted and renamed files may be as they were before, the last changes first.
+  void PowerCut(std::uint64_t seed);
+  // The disk as the killed process, or the power cut, left it.
   SimDiskState TakeState();
   void SetState(SimDiskState state);
 
  private:
   friend class SimFile;
+  friend class SimDownloadFile;
+  friend class SimDownloadFiles;
   struct Rule {
     Predicate matches;
     std::uint64_t left;
@@ -133,7 +149,15 @@ class SimDisk final : public Files {
   bool Enter(DiskCall call, const std::string& path, std::uint64_t offset = 0, std::uint64_t size = 0) const;
   void Write(SimFileData& data, const std::string& path, std::uint64_t offset, std::string_view bytes);
   void Reserve(SimFileData& data, const std::string& path, std::uint64_t size);
+  void SetLength(SimFileData& data, const std::string& path, std::uint64_t length);
+  std::shared_ptr<SimFileData> NewFile(const std::string& resolved);
+  std::shared_ptr<SimFileData> NewData();
+  void Touch(SimFileData& data) const;
+  std::unique_ptr<File> Opened(const std::string& path, std::shared_ptr<SimFileData> data);
   void Remove(const std::string& path);
+  void Rename(const std::string& from, const std::string& to);
+  void Changed(SimNameChange change);
+  std::shared_ptr<SimFileData> Find(const std::string& resolved) const;
   std::string Resolve(const std::string& path) const;
   std::string Follow(const std::string& path) const;  // resolved, and through all links
   std::string FollowOwn(const std::string& path) const;
@@ -144,6 +168,7 @@ class SimDisk final : public Files {
   SimDiskState state_;
   std::uint64_t used_ = 0;
   std::uint64_t capacity_ = UINT64_MAX;
+  std::uint64_t longestFile_ = INT64_MAX;
   std::uint64_t written_ = 0;
   std::set<std::string> made_;
   std::set<std::string> given_;

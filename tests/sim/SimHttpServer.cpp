@@ -1,43 +1,15 @@
 #include "SimHttpServer.h"
 
 #include <algorithm>
-#include <charconv>
+#include <cmath>
+#include <stdexcept>
 #include <utility>
+
+#include "SimHttpText.h"
 
 namespace pellora {
 
 namespace {
-
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool SameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return Lower(x) == Lower(y); });
-}
-
-struct Range {
-  std::uint64_t first = 0;
-  std::uint64_t last = 0;
-};
-
-// "bytes=first-last" or "bytes=first-", limited to the file; nullopt if it is neither or begins after the end.
-std::optional<Range> ParseRange(std::string_view text, std::uint64_t length) {
-  constexpr std::string_view kUnit = "bytes=";
-  if (text.substr(0, kUnit.size()) != kUnit) return std::nullopt;
-  text.remove_prefix(kUnit.size());
-  Range range;
-  const char* const end = text.data() + text.size();
-  const auto first = std::from_chars(text.data(), end, range.first);
-  if (first.ec != std::errc() || first.ptr == end || *first.ptr != '-') return std::nullopt;
-  if (first.ptr + 1 == end) {
-    range.last = length == 0 ? 0 : length - 1;
-  } else {
-    const auto last = std::from_chars(first.ptr + 1, end, range.last);
-    if (last.ec != std::errc() || last.ptr != end) return std::nullopt;
-  }
-  if (range.first >= length || range.last < range.first) return std::nullopt;
-  range.last = std::min(range.last, length - 1);
-  return range;
-}
 
 std::string PathOf(const std::string& target) {
   const std::size_t scheme = target.find("://");
@@ -55,7 +27,7 @@ std::optional<std::string> HttpRequest::Header(std::string_view name) const {
     line = bytes.find("\r\n", begin);
     const std::string_view text = std::string_view(bytes).substr(begin, line - begin);
     const std::size_t colon = text.find(':');
-    if (colon == std::string_view::npos || !SameName(text.substr(0, colon), name)) continue;
+    if (colon == std::string_view::npos || !SameWithoutCase(text.substr(0, colon), name)) continue;
     std::string_view value = text.substr(colon + 1);
     while (!value.empty() && value.front() == ' ') value.remove_prefix(1);
     return std::string(value);
@@ -95,12 +67,67 @@ const HttpFault& SimHttpServer::FaultOf(int number) const {
   return at == byConnection_.end() ? always_ : at->second;
 }
 
+// By the request itself.
+std::optional<HttpFault> SimHttpServer::Chosen(const HttpRequest& request) const {
+  if (choose_) {
+    if (std::optional<HttpFault> fault = choose_(request)) return fault;
+  }
+  const auto at = byRequest_.find(request.number);
+  return at == byRequest_.end() ? std::nullopt : std::optional(at->second);
+}
+
+void SimHttpServer::ChangeAfter(int requests, const std::string& path, SimContent content,
+                                std::vector<HttpValidators> validators) {
+  changes_.push_back({requests, path, std::move(content), std::move(validators)});
+}
+
+void SimHttpServer::ApplyChanges() {
+  std::erase_if(changes_, [&](Change& change) {
+    if (static_cast<int>(requests_.size()) <= change.after) return false;
+    const auto found = answers_.find(change.path);
+    File(change.path, change.content, found == answers_.end() ? "application/octet-stream" : found->second.type);
+    traits_[change.path].validators = change.validators;
+    return true;
+  });
+}
+
+void SimHttpServer::Restart(std::uint32_t milliseconds) {
+  if (!loop_) throw std::logic_error("this server has no network yet");
+  downUntil_ = loop_->Time() + SimLoop::Micros{milliseconds} * SimLoop::kMillisecond;
+  for (const std::weak_ptr<SimPeer>& weak : peers_) {
+    if (const std::shared_ptr<SimPeer> peer = weak.lock()) peer->Reset();
+  }
+}
+
+int SimHttpServer::Open() const {
+  return static_cast<int>(std::count_if(peers_.begin(), peers_.end(), [](const std::weak_ptr<SimPeer>& weak) {
+    const std::shared_ptr<SimPeer> peer = weak.lock();
+    // A client that gave up before it was connected is not heard of again.
+    return peer && !peer->ServerGone() && !(peer->ClientGone() && peer->Log().connectedAt < 0);
+  }));
+}
+
 SimWire SimHttpServer::Wire(int number) {
   connections_ = std::max(connections_, number);
   return FaultOf(number).wire;
 }
 
-void SimHttpServer::Accepted(SimPeer&) {}
+void SimHttpServer::Dialled(SimPeer& peer) {
+  loop_ = &peer.Loop();
+  const bool over = limit_.over == HttpOver::Refuse && Open() >= limit_.most;
+  if (over || peer.Loop().Time() < downUntil_) peer.wire.refuse = true;
+  if (peer.wire.refuse) return;
+  std::erase_if(peers_, [](const std::weak_ptr<SimPeer>& weak) { return weak.expired(); });
+  peers_.push_back(peer.weak_from_this());
+}
+
+void SimHttpServer::Accepted(SimPeer& peer) {
+  if (limit_.over == HttpOver::Reset && Open() > limit_.most) peer.Reset();
+}
+
+void SimHttpServer::ClientClosed(SimPeer& peer) {
+  std::erase_if(peers_, [&](const std::weak_ptr<SimPeer>& weak) { return weak.lock().get() == &peer; });
+}
 
 const SimContent* SimHttpServer::Holds(const std::string& path) const {
   const auto found = answers_.find(path);
@@ -126,78 +153,117 @@ void SimHttpServer::Received(SimPeer& peer, std::string_view bytes) {
       request.method = request.bytes.substr(0, blank);
       request.target = request.bytes.substr(blank + 1, blank2 - blank - 1);
     }
+    request.number = static_cast<int>(requests_.size()) + 1;
     requests_.push_back(request);
-    const std::uint32_t think = FaultOf(peer.Number()).thinkTime;
+    ApplyChanges();
+    const std::optional<HttpFault> chosen = Chosen(request);
+    const std::uint32_t think = (chosen ? *chosen : FaultOf(peer.Number())).thinkTime;
     if (think == 0) {
-      Reply(peer, request);
+      Reply(peer, request, chosen ? *chosen : FaultOf(peer.Number()));
     } else {
-      peer.After(think, [this, request](SimPeer& later) { Reply(later, request); });
+      peer.notes["busy"] = "thinks";
+      peer.After(think, [this, request, chosen](SimPeer& later) {
+        later.notes.erase("busy");
+        Reply(later, request, chosen ? *chosen : FaultOf(later.Number()));
+      });
     }
   }
 }
 
-void SimHttpServer::Reply(SimPeer& peer, const HttpRequest& request) {
-  const HttpFault& fault = FaultOf(peer.Number());
+void SimHttpServer::Reply(SimPeer& peer, const HttpRequest& request, const HttpFault& fault) {
   if (fault.halfClose) return peer.Close();
   if (!fault.raw.empty()) {
     peer.Send(fault.raw);
     if (fault.closeAfterReply) peer.Close();
     return;
   }
+  if (tunnels && request.method == "CONNECT" && fault.status == 0) {
+    return peer.Send("HTTP/1.1 200 Connection established\r\n\r\n");
+  }
+  SendAnswer(peer, request, Choose(peer, request, fault), fault);
+}
+
+SimHttpServer::Answer SimHttpServer::Choose(SimPeer& peer, const HttpRequest& request, const HttpFault& fault) {
+  if (IsBusyWithout(peer)) {
+    const bool tooMany = limit_.over == HttpOver::TooManyRequests;
+    Answer busy = ErrorPage(tooMany ? 429 : 503, tooMany ? "Too Many Requests" : "Service Unavailable", "text/html",
+                            "<html>too many connections</html>");
+    if (!limit_.retryAfter.empty()) busy.lines = "Retry-After: " + limit_.retryAfter + "\r\n";
+    return busy;
+  }
   if (fault.status != 0) {
     const std::string type = fault.contentType.empty() ? "text/html" : fault.contentType;
-    return SendAnswer(peer, request, ErrorPage(fault.status, fault.reason, type, fault.page), fault);
+    return ErrorPage(fault.status, fault.reason, type, fault.page);
   }
-  const auto found = answers_.find(PathOf(request.target));
-  if (found == answers_.end()) {
-    return SendAnswer(peer, request, ErrorPage(404, "Not Found", "text/html", "<html>no such page</html>"), fault);
+  const std::string path = PathOf(request.target);
+  const auto found = answers_.find(path);
+  if (found == answers_.end()) return ErrorPage(404, "Not Found", "text/html", "<html>no such page</html>");
+  const auto traits = traits_.find(path);
+  if (traits != traits_.end()) {
+    if (std::optional<Answer> refusal = Refuse(request, traits->second)) return *refusal;
   }
   Answer answer = found->second;
   if (!fault.contentType.empty()) answer.type = fault.contentType;
-  SendAnswer(peer, request, std::move(answer), fault);
+  if (traits != traits_.end()) Describe(answer, request, traits->second);
+  return answer;
 }
 
-void SimHttpServer::SendAnswer(SimPeer& peer, const HttpRequest& request, Answer answer, const HttpFault& fault) {
-  const std::uint64_t whole = answer.content.Length();
-  Range range{0, whole == 0 ? 0 : whole - 1};
-  std::uint64_t length = whole;
-  std::string rangeLine;
-  const std::optional<std::string> asked = request.Header("Range");
-  if (asked && answer.status == 200 && !fault.ignoreRange && !fault.http10) {
-    if (const std::optional<Range> wanted = ParseRange(*asked, whole)) {
-      range = *wanted;
-      length = range.last - range.first + 1;
-      answer.status = 206;
-      answer.reason = "Partial Content";
-      rangeLine = "Content-Range: bytes " + std::to_string(range.first) + "-" + std::to_string(range.last) + "/" +
-                  std::to_string(whole) + "\r\n";
-    } else {
-      answer = ErrorPage(416, "Range Not Satisfiable", "text/html", "<html>no such range</html>");
-      range.first = 0;
-      length = answer.content.Length();
-    }
+bool SimHttpServer::IsBusyWithout(const SimPeer& peer) const {
+  if (limit_.over != HttpOver::TooManyRequests && limit_.over != HttpOver::Busy) return false;
+  const auto busy = std::count_if(peers_.begin(), peers_.end(), [&](const std::weak_ptr<SimPeer>& weak) {
+    const std::shared_ptr<SimPeer> other = weak.lock();
+    return other && other.get() != &peer && !other->ClientGone() &&
+           (other->Waiting() > 0 || other->notes.contains("busy"));
+  });
+  return busy >= limit_.most;
+}
+
+std::optional<SimHttpServer::Answer> SimHttpServer::Refuse(const HttpRequest& request, HttpTraits& traits) const {
+  if (++traits.served > traits.uses) return ErrorPage(403, "Forbidden", "text/html", "<html>this link was used</html>");
+  if (!traits.login.empty() && request.Header("Authorization") != "Basic " + SimBase64(traits.login)) {
+    Answer answer = ErrorPage(401, "Unauthorized", "text/html", "<html>log in</html>");
+    answer.lines = "WWW-Authenticate: Basic realm=\"origin\"\r\n";
+    return answer;
   }
-  bool close = fault.closeAfterReply || fault.http10 || fault.length == HttpLength::Missing;
-  if (const auto connection = request.Header("Connection")) close = close || SameName(*connection, "close");
+  const std::string cookies = "; " + request.Header("Cookie").value_or("") + ";";
+  if (!traits.cookie.empty() && cookies.find("; " + traits.cookie + ";") == std::string::npos) {
+    Answer page = ErrorPage(traits.withoutCookie, traits.withoutCookie == 200 ? "OK" : "Forbidden", "text/html",
+                            "<html>please log in</html>");
+    page.hasRanges = false;
+    return page;
+  }
+  const std::string etag = ValidatorsOf(request).etag;
+  if (const auto none = request.Header("If-None-Match"); none && !etag.empty() && (*none == etag || *none == "*")) {
+    return ErrorPage(304, "Not Modified", "text/html", "");
+  }
+  if (const auto match = request.Header("If-Match"); match && *match != "*" && *match != etag) {
+    return ErrorPage(412, "Precondition Failed", "text/html", "<html>another version</html>");
+  }
+  return std::nullopt;
+}
 
-  std::string head = (fault.http10 ? "HTTP/1.0 " : "HTTP/1.1 ") + std::to_string(answer.status) + " " + answer.reason +
-                     "\r\nServer: origin\r\n";
-  if (!fault.http10 && !fault.ignoreRange) head += "Accept-Ranges: bytes\r\n";
-  if (!answer.location.empty()) head += "Location: " + answer.location + "\r\n";
-  std::string lengthText = std::to_string(length);
-  if (fault.length == HttpLength::Huge) lengthText = "99999999999999999999";
-  if (fault.length == HttpLength::Wrong) lengthText = std::to_string(fault.wrongLength);
-  if (fault.length != HttpLength::Missing) head += "Content-Length: " + lengthText + "\r\n";
-  head += rangeLine + "Content-Type: " + answer.type + "\r\n" + fault.extraHeaders +
-          (close ? "Connection: close\r\n\r\n" : "Connection: keep-alive\r\n\r\n");
+void SimHttpServer::Describe(Answer& answer, const HttpRequest& request, const HttpTraits& traits) const {
+  const HttpValidators validators = ValidatorsOf(request);
+  if (!traits.validators.empty()) answer.lines += "Date: " + Date(0) + "\r\n";
+  if (!validators.etag.empty()) answer.lines += "ETag: " + validators.etag + "\r\n";
+  if (validators.modified >= 0) answer.lines += "Last-Modified: " + SimHttpDate(validators.modified) + "\r\n";
+  if (!traits.disposition.empty()) answer.lines += "Content-Disposition: " + traits.disposition + "\r\n";
+  if (!traits.encoding.empty()) answer.lines += "Content-Encoding: " + traits.encoding + "\r\n";
+  for (const std::string& cookie : traits.setCookies) answer.lines += "Set-Cookie: " + cookie + "\r\n";
+}
 
-  const std::uint64_t begin = peer.Sent();
-  if (fault.dropInHeader && begin == 0) peer.wire.dropAfter = std::min<std::uint64_t>(*fault.dropInHeader, head.size());
-  if (fault.dropInBody && begin == 0) peer.wire.dropAfter = head.size() + *fault.dropInBody;
-  if (fault.hangInBody && begin == 0) peer.wire.hangAfter = head.size() + *fault.hangInBody;
-  peer.Send(std::move(head));
-  if (request.method != "HEAD") peer.Send(answer.content, range.first, length);
-  if (close) peer.Close();
+bool SimHttpServer::HasTraits(const HttpRequest& request) const { return traits_.contains(PathOf(request.target)); }
+
+HttpValidators SimHttpServer::ValidatorsOf(const HttpRequest& request) const {
+  const auto traits = traits_.find(PathOf(request.target));
+  if (traits == traits_.end() || traits->second.validators.empty()) return {};
+  const auto node = static_cast<std::size_t>(request.connection - 1) % traits->second.validators.size();
+  return traits->second.validators[node];
+}
+
+std::string SimHttpServer::Date(std::int64_t secondsFromNow) const {
+  constexpr double kDaysTo1970 = 25569.0;
+  return SimHttpDate(static_cast<std::int64_t>(std::floor((loop_->Now() - kDaysTo1970) * 86400.0)) + secondsFromNow);
 }
 
 }  // namespace pellora

@@ -57,6 +57,7 @@ std::unique_ptr<Connection> SimNetwork::Connect(const std::string& host, std::in
   }
   const auto peer = std::make_shared<SimPeer>(*this, server, wire, log, events);
   mostOpen_ = std::max(mostOpen_, ++open_);
+  if (server) server->Dialled(*peer);
   peer->Begin();
   return std::make_unique<SimConnection>(peer);
 }
@@ -66,6 +67,16 @@ const SimServer* SimNetwork::At(const std::string& host, std::int32_t port) cons
   return found == servers_.end() || alive_.at({host, port}).expired() ? nullptr : found->second;
 }
 
+void SimNetwork::SetOnline(bool online) {
+  if (online_ && !online) ++outages_;
+  online_ = online;
+}
+
+bool SimNetwork::HasHost(const std::string& host) const {
+  const auto found = alive_.lower_bound({host, INT32_MIN});
+  return found != alive_.end() && found->first.first == host;
+}
+
 SimPeer::SimPeer(SimNetwork& network, SimServer* server, SimWire aWire, SimConnectionLog& log, ConnectionEvents& events)
     : wire(std::move(aWire)),
       network_(network),
@@ -73,7 +84,8 @@ SimPeer::SimPeer(SimNetwork& network, SimServer* server, SimWire aWire, SimConne
       server_(server),
       log_(log),
       events_(&events),
-      id_(network.log_.size()) {
+      id_(network.log_.size()),
+      outage_(network.outages_) {
   const std::uint64_t milliseconds = wire.latency ? *wire.latency : loop_.Random().Between(2, 20);
   way_ = static_cast<SimLoop::Micros>(milliseconds) * SimLoop::kMillisecond;
 }
@@ -89,11 +101,13 @@ void SimPeer::Arrive(SimLoop::Micros at, Handler handler) {
 void SimPeer::Begin() {
   const SimLoop::Micros now = loop_.Time();
   if (log_.host.empty() || log_.port < 1 || log_.port > 65535) return Fail("no such address", now);
+  if (!network_.online_) return Fail("the network is unreachable", now);
   const SimLoop::Micros there = now + way_ + static_cast<SimLoop::Micros>(wire.connectDelay) * SimLoop::kMillisecond;
   if (!server_) return Fail("no such host or no server there", there + way_);
   if (wire.refuse) return Fail("connection refused", there + way_);
   if (wire.hangBeforeAccept) return;
   Arrive(there + way_, [](SimPeer& peer) {
+    if (peer.IsCutOff()) return;
     peer.connected_ = true;
     peer.log_.connectedAt = peer.loop_.Time() / SimLoop::kMillisecond;
     peer.events_->Connected();
@@ -117,7 +131,7 @@ void SimPeer::ClientSends(std::string bytes) {
   if (!events_ || bytes.empty()) return;
   log_.received += bytes;
   loop_.Trace().Note(loop_.Time(), "send", id_, bytes.size());
-  if (!connected_ || wire.hangAfterAccept || lost_) return;
+  if (!connected_ || wire.hangAfterAccept || lost_ || IsCutOff()) return;
   if (SimFails("send", log_.host)) {
     // The peer is gone, and what it sent is lost.
     lost_ = true;
@@ -180,7 +194,7 @@ void SimPeer::After(std::uint32_t milliseconds, std::function<void(SimPeer&)> ac
 
 // Schedules the next block, or the end. One at a time, so that a large file needs no memory.
 void SimPeer::Pump() {
-  if (!connected_ || !events_ || !reading_ || underWay_ || over_) return;
+  if (!connected_ || !events_ || !reading_ || underWay_ || over_ || IsCutOff()) return;
   if (wire.hangAfter && delivered_ >= *wire.hangAfter) return;
   if (wire.dropAfter && delivered_ >= *wire.dropAfter) {
     queue_.clear();
@@ -231,7 +245,7 @@ std::uint64_t SimPeer::BlockSize() {
 void SimPeer::DeliverBlock() {
   underWay_ = false;
   if (!reading_) return;  // waits in the kernel until reading resumes
-  if (over_) return;
+  if (over_ || IsCutOff()) return;
   const std::uint64_t size = std::min(wire.cut == SimCut::Whole ? BlockSize() : planned_, queued_);
   if (size == 0) return Pump();  // reset while the block was in transit
   if (SimFails("receive", log_.host)) {
@@ -264,7 +278,7 @@ void SimPeer::DeliverBlock() {
 
 void SimPeer::EndOfStream() {
   underWay_ = false;
-  if (!reading_ || over_) return;
+  if (!reading_ || over_ || IsCutOff()) return;
   over_ = true;
   loop_.Trace().Note(loop_.Time(), "end", id_);
   events_->PeerClosed();

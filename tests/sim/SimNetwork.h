@@ -50,6 +50,8 @@ class SimServer {
   virtual ~SimServer() = default;
   // The wire of the connection with that number; numbers count from 1 for each server.
   virtual SimWire Wire(int number) = 0;
+  // An attempt begins; its wire may still be changed.
+  virtual void Dialled(SimPeer&) {}
   virtual void Accepted(SimPeer& peer) = 0;
   virtual void Received(SimPeer& peer, std::string_view bytes) = 0;
   virtual void ClientClosed(SimPeer&) {}
@@ -93,7 +95,7 @@ class SimNetwork final : public Network {
 
   // The port.
   std::unique_ptr<Connection> Connect(const std::string& host, std::int32_t port, ConnectionEvents& events) override;
-  bool HasConnection() const override { return true; }
+  bool HasConnection() const override { return online_; }
 
   // `server` must live as long as the network or until Remove.
   void Serve(const std::string& host, std::int32_t port, SimServer& server) {
@@ -101,6 +103,12 @@ class SimNetwork final : public Network {
     alive_[{host, port}] = server.alive_;
   }
   void Remove(const std::string& host, std::int32_t port) { servers_.erase({host, port}); }
+
+  // Offline, attempts fail at once; connections that exist stay silent for ever, also once the network is back.
+  void SetOnline(bool online);
+  // Something is or was served at that host, on any port.
+  bool HasHost(const std::string& host) const;
+  SimLoop& Loop() { return loop_; }
 
   // The server at that address; null if there is none or it is gone.
   const SimServer* At(const std::string& host, std::int32_t port) const;
@@ -121,6 +129,8 @@ class SimNetwork final : public Network {
   std::deque<SimConnectionLog> log_;
   int open_ = 0;
   int mostOpen_ = 0;
+  bool online_ = true;
+  int outages_ = 0;
 };
 
 // The server's end of one connection.
@@ -143,8 +153,11 @@ class SimPeer : public std::enable_shared_from_this<SimPeer> {
   void Reset();
   // Runs `action` `milliseconds` from now unless the connection has ended by then.
   void After(std::uint32_t milliseconds, std::function<void(SimPeer&)> action);
-  std::uint64_t Sent() const { return sent_; }  // bytes queued so far
+  std::uint64_t Sent() const { return sent_; }       // bytes queued so far
+  std::uint64_t Waiting() const { return queued_; }  // bytes that the program has not received yet
   bool ClientGone() const { return events_ == nullptr; }
+  // Nothing more goes to the program: the server has closed after its last byte, or the attempt failed.
+  bool ServerGone() const { return over_ || (closing_ && queued_ == 0); }
 
  private:
   friend class SimNetwork;
@@ -156,6 +169,7 @@ class SimPeer : public std::enable_shared_from_this<SimPeer> {
   };
 
   void Begin();
+  bool IsCutOff() const { return outage_ != network_.outages_; }
   void Fail(const std::string& reason, SimLoop::Micros at);
   void ClientSends(std::string bytes);
   void ClientCloses();
@@ -174,6 +188,7 @@ class SimPeer : public std::enable_shared_from_this<SimPeer> {
   SimConnectionLog& log_;
   ConnectionEvents* events_;  // null once the program has closed
   std::uint64_t id_;
+  int outage_;  // the network's count when the attempt began
   SimLoop::Micros way_ = 0;
   std::deque<Piece> queue_;
   std::uint64_t queued_ = 0;     // bytes in the queue

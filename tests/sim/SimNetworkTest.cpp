@@ -119,5 +119,17 @@ TEST(SimRun, EqualSeedsGiveEqualTracesAndOthersDiffer) {
   EXPECT_NE(once.first, RunOf(8).first);
 }
 
+TEST(SimContent, SparseBytesAreZerosButForAPatchInEach16MiB) {
+  constexpr std::uint64_t kPeriod = std::uint64_t{16} << 20;
+  const SimContent content = SimContent::Sparse(300 * kPeriod, 3);
+  EXPECT_EQ(content.Length(), 300 * kPeriod);
+  for (const std::uint64_t patch : {std::uint64_t{0}, kPeriod, 299 * kPeriod}) {
+    EXPECT_EQ(content.Bytes(patch, 8000),
+              SimContent::Generated(300 * kPeriod, 3).Bytes(patch, 4096) + std::string(3904, '\0'));
+    EXPECT_EQ(content.Bytes(patch + kPeriod - 100, 100), std::string(100, '\0'));
+  }
+  EXPECT_EQ(content.Bytes(kPeriod - 3, 10).substr(3), content.Bytes(kPeriod, 7));
+}
+
 }  // namespace
 }  // namespace pellora

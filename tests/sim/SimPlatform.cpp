@@ -36,9 +36,13 @@ SimPlatform::SimPlatform(SimOptions options)
       machine_(loop_),
       media_(loop_),
       background_(loop_, options.seed + kBackgroundSeed),
+      fetcher_(loop_, network_, disk_),
+      downloadFiles_(disk_),
       tasks_(std::make_unique<TaskLoop>(gate_, loop_)),
-      platform_(new Platform{gate_, loop_, *tasks_, loop_, network_, disk_, settings_, clipboard_, dialogs_, shell_,
-                             machine_, locale_, tray_, windows_, media_, background_, &autoStart_, &browserMenu_}) {
+      platform_(new Platform{gate_,     loop_,      *tasks_,        loop_,       network_,    disk_,
+                             settings_, clipboard_, dialogs_,       shell_,      machine_,    locale_,
+                             tray_,     windows_,   media_,         background_, &autoStart_, &browserMenu_,
+                             nullptr,   &fetcher_,  &downloadFiles_}) {
   disk_.SetState(std::move(options.disk));
   for (const char* folder : {"/prog", "/home/u/Documents", "/tmp"}) disk_.MakeFolder(folder);
 }
@@ -54,6 +58,7 @@ void SimPlatform::DropProgram() {
   loop_.End();
   tasks_->Clear();
   background_.Drop();
+  fetcher_.Drop();
   windows_.AbandonAll();
   gate_.LetGoOfAll();    // an unloaded window may still be kept for its transfer
   gate_.Deliver([] {});  // releases what a cut event left

@@ -19,7 +19,8 @@
 // End: call DropProgram before the objects that tasks and windows refer to are destroyed: it destroys waiting tasks and
 // drops loaded windows without an event. The destructor does it for the rest.
 //
-// Kill and restart: disk().CutAt(n); run; SimPlatform next({.disk = first.disk().TakeState()}).
+// Kill and restart: disk().CutAt(n); run; SimPlatform next({.disk = first.disk().TakeState()}). Of a power cut:
+// disk().PowerCut(seed) before TakeState.
 #pragma once
 
 #include <cstdint>
@@ -32,6 +33,8 @@
 #include "SimContent.h"
 #include "SimDesktop.h"
 #include "SimDisk.h"
+#include "SimDownloadFiles.h"
+#include "SimFetcher.h"
 #include "SimHttpServer.h"
 #include "SimLoop.h"
 #include "SimMedia.h"
@@ -82,6 +85,8 @@ class SimPlatform {
   SimWindows& windows() { return windows_; }
   SimMedia& media() { return media_; }
   SimBackground& background() { return background_; }
+  SimFetcher& fetcher() { return fetcher_; }
+  SimDownloadFiles& downloadFiles() { return downloadFiles_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
 
@@ -135,6 +140,8 @@ class SimPlatform {
   SimWindows windows_;
   SimMedia media_;
   SimBackground background_;
+  SimFetcher fetcher_;
+  SimDownloadFiles downloadFiles_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;
 };

@@ -1,0 +1,17 @@
+// Texts of HTTP that several parts of the simulator read or write.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace pellora {
+
+// Equality without case, of ASCII.
+bool SameWithoutCase(std::string_view a, std::string_view b);
+// "Sun, 06 Nov 1994 08:49:37 GMT" (RFC 9110, section 5.6.7), of seconds since 1970.
+std::string SimHttpDate(std::int64_t seconds);
+// Of Basic logins (RFC 7617).
+std::string SimBase64(std::string_view bytes);
+
+}  // namespace pellora
