@@ -1,0 +1,96 @@
+// Downloads by the web engine from servers that do as they should.
+#include "WebRig.h"
+
+namespace pellora {
+namespace {
+
+constexpr const char* kUrl = "https://o.example/a.bin";
+
+class WebDownload : public testing::Test, public WebRig {
+ protected:
+  WebDownload() : origin(sim.network(), "o.example", 443) {}
+  SimContent Serve(const std::string& path, std::uint64_t length) {
+    SimContent content = SimContent::Generated(length, 7);
+    origin.File(path, content);
+    origin.Traits(path).validators = {{.etag = "\"1\"", .modified = 1'700'000'000}};
+    return content;
+  }
+  SimHttpServer origin;
+};
+
+TEST_F(WebDownload, SmallFileIsOneRequest) {
+  const SimContent content = Serve("/a.bin", 100'000);
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(sim.disk().Get("/home/u/dl/a.bin"), content.All());
+  EXPECT_EQ(origin.Requests().size(), 1U);
+  EXPECT_EQ(InFolder(), std::vector<std::string>{"a.bin"});
+  EXPECT_EQ(Record().SavePath, "/home/u/dl/a.bin");
+  EXPECT_EQ(Web().received, 100'000);
+  EXPECT_EQ(Web().size, 100'000);
+  EXPECT_EQ(Web().standing, WebStanding::Finished);
+}
+
+TEST_F(WebDownload, LargeFileComesOnAllLanesAtOnce) {
+  const SimContent content = Serve("/a.bin", 20'000'000);
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.bin", content));
+  EXPECT_GE(origin.Connections(), 4);
+  EXPECT_EQ(origin.Requests()[0].Header("Range"), "bytes=0-");
+}
+
+TEST_F(WebDownload, PausedAndResumedFetchesNothingTwice) {
+  const SimContent content = Serve("/a.bin", 20'000'000);
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilReceived(5'000'000));
+  Pause();
+  EXPECT_TRUE(Record().Paused);
+  EXPECT_FALSE(Record().Active);
+  sim.RunFor(5000);
+  EXPECT_EQ(sim.network().Open(), 0);
+  const std::int64_t had = Web().received;
+  EXPECT_GE(had, 5'000'000);
+  Resume();
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.bin", content));
+}
+
+TEST_F(WebDownload, ContinuesAfterAKillFromBytesOnTheDisk) {
+  const SimContent content = Serve("/a.bin", 20'000'000);
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilReceived(10'000'000));
+  sim.RunFor(3000);
+  SimOptions left;
+  left.disk = sim.disk().TakeState();
+  WebRig next(std::move(left));
+  SimHttpServer again(next.sim.network(), "o.example", 443);
+  again.File("/a.bin", content);
+  again.Traits("/a.bin").validators = {{.etag = "\"1\"", .modified = 1'700'000'000}};
+  next.Load();
+  ASSERT_EQ(next.program.DownloadCount, 1);
+  next.Resume();
+  ASSERT_TRUE(next.RunUntilFinished()) << sim.Replay();
+  EXPECT_TRUE(next.sim.disk().Holds("/home/u/dl/a.bin", content));
+  EXPECT_NE(again.Requests()[0].Header("Range"), "bytes=0-");
+}
+
+TEST_F(WebDownload, ServerWithoutRangesGivesTheFileOnOneConnection) {
+  const SimContent content = Serve("/a.bin", 5'000'000);
+  ASSERT_TRUE(origin.Misbehave("ignores ranges"));
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.bin", content));
+}
+
+TEST_F(WebDownload, NeverOverAFileThatIsThere) {
+  const SimContent content = Serve("/a.bin", 1000);
+  sim.disk().Put("/home/u/dl/a.bin", "mine");
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(sim.disk().Get("/home/u/dl/a.bin"), "mine");
+  EXPECT_EQ(sim.disk().Get("/home/u/dl/a (2).bin"), content.All());
+}
+
+}  // namespace
+}  // namespace pellora

@@ -1,0 +1,71 @@
+#include "WebRig.h"
+
+#include "async/EventGate.h"
+#include "core/ListFile.h"
+#include "core/WebAddress.h"
+#include "fetch/WebEngine.h"
+
+namespace pellora {
+
+WebRig::WebRig(SimOptions options) : sim(std::move(options)), program(sim.platform()) {
+  program.lists = &lists;
+  program.listLoaded = true;
+  program.languageRead = true;
+  program.settings.MaxSegments = 4;
+  program.settings.MaxSimulDownlads = 3;
+  program.settings.DownloadFolder = "/home/u/dl/";
+  program.settings.TempFolder = "/home/u/tmp/";
+  sim.disk().MakeFolder("/home/u/dl");
+  services = std::make_shared<WebServices>(sim.platform(), "/home/u/Pellora.fetch", sim.Seed());
+  program.newTransferWindow = [this] {
+    return std::make_shared<TransferWindow>(program, std::make_shared<WebEngine>(program, services));
+  };
+  for (const int number : {520, 521, 525, 526, 527, 528, 534}) {
+    program.LangStrings.at(static_cast<std::size_t>(number)) = "text" + std::to_string(number);
+  }
+}
+
+std::int16_t WebRig::Start(const std::string& url) {
+  const std::optional<WebAddress> address = ParseWebAddress(url);
+  EXPECT_TRUE(address) << url;
+  program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
+  const std::int16_t index = program.DownloadCount;
+  program.RaiseSerial(index);
+  DownloadRecord& record = Record(index);
+  record.Segments.resize(1);
+  record.URL = WithoutPassword(url);
+  record.Host = address->host;
+  record.UserName = address->user;
+  record.Password = address->password;
+  record.InUse = true;
+  record.Valid = true;
+  record.DateAdded = sim.platform().clock.Now();
+  sim.Do([&] { sim.tasks().Spawn(StartTransfer(&program, index, pellora::Start::Added)); });
+  return index;
+}
+
+void WebRig::Pause(std::int16_t index) {
+  sim.Do([&] { program.TransferWindowAt(index)->PauseDownload(); });
+}
+
+void WebRig::Resume(std::int16_t index) {
+  if (program.TransferWindowAt(index)) {
+    sim.Do([&] { sim.tasks().Spawn(program.TransferWindowAt(index)->ResumeDownload()); });
+  } else {
+    sim.Do([&] { sim.tasks().Spawn(StartTransfer(&program, index, pellora::Start::Listed)); });
+  }
+}
+
+void WebRig::Answer(int answer) {
+  sim.dialogs().AnswerNext(answer);
+  sim.RunReady();
+}
+
+void WebRig::Load() {
+  sim.Do([&] {
+    LoadList(program);
+    services->journal.Open([](const JournalEntry&) { return true; });
+  });
+}
+
+}  // namespace pellora
