@@ -97,6 +97,7 @@ void WebEngine::Start() {
   rounds_ = {};
   oneLane_ = unranged_ = unconditional_ = http2_ = false;
   redirects_ = 0;
+  statedTotal_ = -1;
   peer_.clear();
   lastByte_ = lastPulse_ = lastClaim_ = Now();
   meter_.Start(lastByte_);

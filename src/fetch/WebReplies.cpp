@@ -73,6 +73,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
       lane.sampled = reading.facts;
       return AskForSample(lane);
     case ReplyVerdict::AskWhole:
+      if (const auto range = ParseContentRange(HeaderOf(answer, "Content-Range"))) statedTotal_ = range->total;
       asked.ranged = false;
       asked.from = 0;
       asked.to = -1;
@@ -131,6 +132,9 @@ void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyRe
 void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
   facts_ = reading.facts;
   if (reading.verdict == ReplyVerdict::Empty) facts_.total = 0;
+  if (statedTotal_ >= 0 && facts_.total >= 0 && facts_.total != statedTotal_) {
+    return Stop(FetchEvent::GivenUp, kWordWrongAnswers);
+  }
   factsKnown_ = proven_ = true;
   peer_ = answer.peerAddress;
   written_ = {};

@@ -56,25 +56,6 @@ TEST_F(WebDownload, PausedAndResumedFetchesNothingTwice) {
   EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.bin", content));
 }
 
-TEST_F(WebDownload, ContinuesAfterAKillFromBytesOnTheDisk) {
-  const SimContent content = Serve("/a.bin", 20'000'000);
-  Start(kUrl);
-  ASSERT_TRUE(RunUntilReceived(10'000'000));
-  sim.RunFor(3000);
-  SimOptions left;
-  left.disk = sim.disk().TakeState();
-  WebRig next(std::move(left));
-  SimHttpServer again(next.sim.network(), "o.example", 443);
-  again.File("/a.bin", content);
-  again.Traits("/a.bin").validators = {{.etag = "\"1\"", .modified = 1'700'000'000}};
-  next.Load();
-  ASSERT_EQ(next.program.DownloadCount, 1);
-  next.Resume();
-  ASSERT_TRUE(next.RunUntilFinished()) << sim.Replay();
-  EXPECT_TRUE(next.sim.disk().Holds("/home/u/dl/a.bin", content));
-  EXPECT_NE(again.Requests()[0].Header("Range"), "bytes=0-");
-}
-
 TEST_F(WebDownload, ServerWithoutRangesGivesTheFileOnOneConnection) {
   const SimContent content = Serve("/a.bin", 5'000'000);
   ASSERT_TRUE(origin.Misbehave("ignores ranges"));

@@ -3,6 +3,7 @@
 #include "async/EventGate.h"
 #include "core/ListFile.h"
 #include "core/WebAddress.h"
+#include "fetch/RestoreWebRecords.h"
 #include "fetch/WebEngine.h"
 
 namespace pellora {
@@ -64,7 +65,7 @@ void WebRig::Answer(int answer) {
 void WebRig::Load() {
   sim.Do([&] {
     LoadList(program);
-    services->journal.Open([](const JournalEntry&) { return true; });
+    RestoreWebRecords(program, *services);
   });
 }
 

@@ -47,6 +47,13 @@ class WebRig {
   // Loads list and journal, as at a start, and resumes the record.
   void Load();
 
+  // The record in use with that URL, or 0.
+  std::int16_t IndexOf(const std::string& url) {
+    for (std::int16_t i = 1; i <= program.DownloadCount; ++i) {
+      if (Record(i).InUse && Record(i).URL == url) return i;
+    }
+    return 0;
+  }
   DownloadRecord& Record(int index = 1) { return program.Download(index); }
   WebFigures& Web(int index = 1) { return *program.Web(index); }
   std::shared_ptr<TransferWindow> WindowOf(int index = 1) {
