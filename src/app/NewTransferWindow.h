@@ -1,4 +1,5 @@
-// NewTransferWindow: the transfer object of a download, a window over the engine that fetches it.
+// NewTransferWindow: the transfer object of a download, a window over the engine that fetches it. Which download it is
+// comes later, by SetRecordIndex.
 #pragma once
 
 #include <memory>

@@ -1,4 +1,4 @@
-// TrayTip: a text cut to what the tray icon's tip can hold.
+// TrayTip: a text cut to what the tray icon's tip can hold. The text comes from MainWindow::ShowSpeed.
 #pragma once
 
 #include <string>

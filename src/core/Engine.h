@@ -14,6 +14,7 @@ namespace pellora {
 
 inline constexpr int kMaxLanes = 8;  // rows of the transfer window
 
+// Of a row's bar; transferwin/Drawing.cpp has the colours.
 enum class LaneColour { Unchanged, Receiving, Complete, Paused };
 
 // Whether one row is drawn or all are; some texts differ.

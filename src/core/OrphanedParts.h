@@ -1,5 +1,6 @@
 // OrphanedParts: part files whose download is finished. The parts of a joined file are deleted only once the saved list
-// says that it is finished; a kill in between leaves them, and the next start removes them.
+// says that it is finished; a kill in between leaves them, and the next start removes them. An interrupted download
+// keeps its parts: it resumes from them.
 #pragma once
 
 namespace pellora {

@@ -82,7 +82,8 @@ constexpr Key Row(const char* name, MakeDefault makeDefault, const char* readUnd
   return key;
 }
 
-// In load order, which decides what stays zero after a text that does not convert.
+// In load order, which decides what stays zero after a text that does not convert. It is the order of a new file too,
+// but for InSaveOrder.
 constexpr std::array kKeys = {
     Row<&Settings::BrowserIngeration, Flag>("BrowserIngeration", "True"),
     Row<&Settings::CheckClipboard, Flag>("CheckClipboard", "True"),

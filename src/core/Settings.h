@@ -41,8 +41,8 @@ struct Settings {
 // zero.
 void LoadSettings(Settings& settings, const SettingsStore& store, const Machine& machine, const Clock& clock);
 
-// Writes every key under "Pellora" in one step: a failure leaves the store unchanged, so that it never mixes old and
-// new options.
+// Writes every key under "Pellora" in one step, nearly in the order of reading: a failure leaves the store unchanged,
+// so that it never mixes old and new options.
 void SaveSettings(const Settings& settings, SettingsStore& store);
 
 }  // namespace pellora

@@ -1,4 +1,5 @@
-// ClipboardUrl: which clipboard texts are URLs to ask about.
+// ClipboardUrl: which clipboard texts are URLs to ask about. The watch itself is MainWindow::ClipboardUrl, called at
+// each tick, and the question AskClipboard, both in Questions.cpp.
 #pragma once
 
 #include <optional>

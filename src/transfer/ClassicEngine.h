@@ -86,7 +86,7 @@ class ClassicEngine final : public Engine, public std::enable_shared_from_this<C
   void DoRefresh();
   void ShowCommand3(Command3Means means);
   void EnableCommand3(bool enabled);
-  bool ProbePending();  // a probe or its question stands
+  bool ProbePending();  // a probe runs or its question is open
   Task<> StartProbeAgain();
   Task<> MainConnected();
   void MainDataArrived(std::size_t bytes);

@@ -15,7 +15,7 @@ std::string QuotedDirectory(std::string_view line);
 // "/", then `path` up to and including its last "/".
 std::string RemoteDirectory(std::string_view loginDirectory, std::string_view path);
 
-// The number behind the first blank of a 213 line; never negative.
+// The number after the first blank of a 213 line; never negative.
 std::int32_t SizeReply(std::string_view line);
 
 struct PassiveAddress {

@@ -99,11 +99,11 @@ void FtpSegment::TakeReply(std::string_view code) {
 
 void FtpSegment::Refused() {
   WS1().Close();
-  // The server keeps no data port for a login that it has dismissed; what already flows may go on.
+  // The server keeps no data port for a login that it has dismissed; what already flows may continue.
   if (FTP.State() != SocketState::Connected) CloseData();
   Segment().State = kSegmentRefused;
   // A sibling that completed has left it its login, and the server has not noticed yet that it hung up. Left
-  // waiting, it would need a second completion, and behind the last one there is none.
+  // waiting, it would need a second completion, and after the last one there is none.
   if (releases_ == 0) return;
   const int doublings = std::min(releases_ - 1, kMostDoublings);
   releaseAgain_->Start(kReleaseInterval << doublings, false);

@@ -61,7 +61,7 @@ Task<> HttpProbe::JudgeFile(ReplyHeaders reply) {
   const auto hold = engine_.Hold();
   DownloadRecord& record = engine_.Record();
   if (record.Paused) {
-    if (engine_.WithoutWindow()) engine_.Retire();  // paused under its box; nothing reaches it any more
+    if (engine_.WithoutWindow()) engine_.Retire();  // paused while its box was open; nothing reaches it any more
     co_return;
   }
   record.Active = true;
@@ -98,7 +98,7 @@ Task<> HttpProbe::OpenViewer() {
   co_await viewer->Start();
 }
 
-// Nothing limits the number of redirects: a loop goes on until the user cancels.
+// Nothing limits the number of redirects: a loop continues until the user cancels.
 Task<> HttpProbe::FollowRedirect(std::string location) {
   const auto hold = engine_.Hold();
   engine_.StopTimeOut();

@@ -21,10 +21,11 @@ class HttpProbe {
   void DataArrived();  // takes the reply and closes WS
 
  private:
+  // By its status: 3xx, 4xx (ends the download), 5xx (continues it without its window), else a file.
   Task<> JudgeReply(ReplyHeaders reply);
   Task<> JudgeFile(ReplyHeaders reply);
   Task<> FollowRedirect(std::string location);
-  // A refusal by the server: says it, drops the record. False if the record changed hands meanwhile.
+  // A refusal by the server: shows it and drops the record. False if the record changed hands meanwhile.
   Task<bool> RefuseWithBox(std::string text);
   Task<> AskAboutWebPage();
   Task<> OpenViewer();

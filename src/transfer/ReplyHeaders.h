@@ -15,7 +15,7 @@ struct ReplyHeaders {
   std::string location;
   bool tooLong = false;            // the length lies beyond what contentLength holds
   std::int32_t contentLength = 0;  // as the server says, so possibly negative; held at the limits of the type
-  std::string contentType;         // with any parameter behind it
+  std::string contentType;         // with any parameter after it
 };
 
 ReplyHeaders ParseReplyHeaders(std::string_view reply);

@@ -15,6 +15,7 @@ namespace {
 
 constexpr double kRowBarTwips = 2520;   // the bar of a full segment where its row alone is drawn
 constexpr double kListBarTwips = 2500;  // and where all rows are
+// By LaneColour, which the engine chooses.
 constexpr Colour kReceivingColour = 0x00C0C0;
 constexpr Colour kCompleteColour = 0x0000FF;
 constexpr Colour kPausedColour = 0xFF0000;

@@ -1,8 +1,7 @@
 // TransferWindow: the window of one download, and its Transfer. An Engine does the work; the window draws what the
 // engine says and turns clicks into its calls.
 //
-// Once the record belongs to somebody else, whatever event or wait finds that out retires the engine, which unloads the
-// window.
+// Once the record has another owner, the next event or wait that notices retires the engine, which unloads the window.
 #pragma once
 
 #include <cstdint>

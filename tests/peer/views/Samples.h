@@ -1,4 +1,5 @@
-// Samples: windows with the same controls as the program's, filled with what a user would see.
+// Samples: windows with the same controls as the program's, filled with what a user would see. They repeat the
+// declarations: a control added to the program's window is checked here only once it is added here too.
 #pragma once
 
 #include <cstdint>
