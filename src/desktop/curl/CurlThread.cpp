@@ -1,0 +1,88 @@
+#include "desktop/curl/CurlThread.h"
+
+#include <chrono>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace pellora {
+
+namespace {
+
+constexpr int kTickMilliseconds = 50;
+constexpr int kLongWaitMilliseconds = 10000;
+
+}  // namespace
+
+void ThreadCount::Begin() {
+  const std::lock_guard lock(mutex_);
+  ++count_;
+}
+
+void ThreadCount::End() {
+  const std::lock_guard lock(mutex_);
+  --count_;
+  ended_.notify_all();
+}
+
+bool ThreadCount::WaitForNone(int milliseconds) {
+  std::unique_lock lock(mutex_);
+  return ended_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return count_ == 0; });
+}
+
+void CurlThread::Start(const std::shared_ptr<CurlThread>& self, const std::shared_ptr<ThreadCount>& count) {
+  count->Begin();
+  try {
+    std::thread([held = std::shared_ptr(self), count]() mutable {
+      held->Run();
+      held.reset();
+      count->End();
+    }).detach();
+  } catch (const std::system_error& error) {
+    count->End();
+    self->channel_->Put(FetchOutcome{FetchEnd::Other, error.what()});
+    self->desk_->Leave(self->channel_);
+  }
+}
+
+void CurlThread::Look(FetchChannel& channel) {
+  if (channel.Dropped()) sockets_.ShutDown();
+  const std::lock_guard lock(mutex_);
+  if (multi_ != nullptr) curl_multi_wakeup(multi_);
+}
+
+void CurlThread::Run() {
+  CURLM* const multi = curl_multi_init();
+  {
+    const std::lock_guard lock(mutex_);
+    multi_ = multi;
+  }
+  {
+    CurlTransfer transfer(
+        std::move(request_), channel_, pool_, [this] { desk_->Leave(channel_); }, &sockets_);
+    Carry(transfer);
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    multi_ = nullptr;
+  }
+  curl_multi_cleanup(multi);
+}
+
+void CurlThread::Carry(CurlTransfer& transfer) {
+  if (transfer.Setup() != CURLE_OK) return transfer.Finish(transfer.Setup());
+  curl_multi_add_handle(multi_, transfer.Easy());
+  int running = 1;
+  while (!channel_->Dropped()) {
+    transfer.ApplyReading();
+    curl_multi_perform(multi_, &running);
+    if (running == 0) break;
+    transfer.Tick();
+    curl_multi_poll(multi_, nullptr, 0, transfer.Gathers() ? kTickMilliseconds : kLongWaitMilliseconds, nullptr);
+  }
+  int left = 0;
+  if (const CURLMsg* const message = curl_multi_info_read(multi_, &left)) transfer.Finish(message->data.result);
+  curl_multi_remove_handle(multi_, transfer.Easy());
+}
+
+}  // namespace pellora
