@@ -9,8 +9,8 @@ namespace pellora {
 
 namespace {
 
-constexpr int kTickMilliseconds = 50;
-constexpr int kLongWaitMilliseconds = 10000;
+constexpr std::chrono::milliseconds kTick(50);
+constexpr std::chrono::milliseconds kLongWait(10000);
 
 }  // namespace
 
@@ -47,6 +47,7 @@ void CurlThread::Start(const std::shared_ptr<CurlThread>& self, const std::share
 
 void CurlThread::Look(FetchChannel& channel) {
   if (channel.Dropped()) sockets_.ShutDown();
+  changed_ = true;
   const std::lock_guard lock(mutex_);
   if (multi_ != nullptr) curl_multi_wakeup(multi_);
 }
@@ -73,12 +74,18 @@ void CurlThread::Carry(CurlTransfer& transfer) {
   if (transfer.Setup() != CURLE_OK) return transfer.Finish(transfer.Setup());
   curl_multi_add_handle(multi_, transfer.Easy());
   int running = 1;
+  auto tick = std::chrono::steady_clock::now() + kTick;
   while (!channel_->Dropped()) {
-    transfer.ApplyReading();
+    if (changed_.exchange(false)) transfer.ApplyReading();
     curl_multi_perform(multi_, &running);
     if (running == 0) break;
-    transfer.Tick();
-    curl_multi_poll(multi_, nullptr, 0, transfer.Gathers() ? kTickMilliseconds : kLongWaitMilliseconds, nullptr);
+    const auto now = std::chrono::steady_clock::now();
+    if (now >= tick) {
+      transfer.Tick();
+      tick = now + kTick;
+    }
+    const auto wait = transfer.Gathers() ? kTick : kLongWait;
+    curl_multi_poll(multi_, nullptr, 0, static_cast<int>(wait.count()), nullptr);
   }
   int left = 0;
   if (const CURLMsg* const message = curl_multi_info_read(multi_, &left)) transfer.Finish(message->data.result);

@@ -6,6 +6,7 @@
 
 #include <curl/curl.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -47,6 +48,7 @@ class CurlThread final : public FetchDriver {
   const std::shared_ptr<FetchPool> pool_;
   const std::shared_ptr<FetchDesk> desk_;
   SocketList sockets_;
+  std::atomic<bool> changed_ = false;  // the channel, since the thread looked at it
   std::mutex mutex_;
   CURLM* multi_ = nullptr;  // while the thread runs
 };

@@ -1,6 +1,8 @@
 #include "desktop/curl/CurlTransfer.h"
 
 #include <strings.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <QByteArray>
 #include <QCryptographicHash>
@@ -9,9 +11,12 @@
 #include <charconv>
 #include <cstring>
 
+#include "desktop/AtomicFile.h"
 #include "desktop/SocketBudget.h"
 #include "desktop/curl/CurlReasons.h"
+#include "desktop/curl/KnownHosts.h"
 #include "desktop/curl/SocketList.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 
@@ -24,7 +29,7 @@ constexpr long kReceiveBuffer = 16 << 10;
 
 std::string Part(CURLU* url, CURLUPart part) {
   char* text = nullptr;
-  if (curl_url_get(url, part, &text, 0) != CURLUE_OK) return {};
+  if (curl_url_get(url, part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK) return {};
   std::string result(text);
   curl_free(text);
   return result;
@@ -55,6 +60,8 @@ CurlTransfer::CurlTransfer(FetchRequest request, std::shared_ptr<FetchChannel> c
   if (curl_url_set(url, CURLUPART_URL, request_.url.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK) {
     scheme_ = Part(url, CURLUPART_SCHEME);
     host_ = Part(url, CURLUPART_HOST);
+    const std::string port = Part(url, CURLUPART_PORT);
+    std::from_chars(port.data(), port.data() + port.size(), port_);
   }
   curl_url_cleanup(url);
   SetCommon();
@@ -72,6 +79,7 @@ CurlTransfer::CurlTransfer(FetchRequest request, std::shared_ptr<FetchChannel> c
 
 CurlTransfer::~CurlTransfer() {
   curl_easy_cleanup(easy_);
+  if (knownHosts_ >= 0) close(knownHosts_);
   pool_->Cancel(*channel_);
 }
 
@@ -179,10 +187,22 @@ void CurlTransfer::SetFtp() {
   Set(CURLOPT_RANGE, (std::to_string(request_.from) + "-").c_str());
 }
 
+// libcurl reads the keys of this host alone, from memory: with other hosts' hashed names in the file it would ask the
+// server for the wrong kind of key.
+void CurlTransfer::LoadKnownHosts() {
+  std::string file;
+  Skip([&] { file = ReadSmallFile(request_.knownHosts).value_or(""); });
+  KnownKeys keys = KeysOf(file, host_, port_);
+  revoked_ = std::move(keys.revoked);
+  knownHosts_ = memfd_create("known_hosts", MFD_CLOEXEC);
+  const auto size = static_cast<ssize_t>(keys.lines.size());
+  if (knownHosts_ < 0 || write(knownHosts_, keys.lines.data(), keys.lines.size()) != size) setup_ = CURLE_OUT_OF_MEMORY;
+  Set(CURLOPT_SSH_KNOWNHOSTS, ("/proc/self/fd/" + std::to_string(knownHosts_)).c_str());
+}
+
 void CurlTransfer::SetSftp() {
   SetFtp();
-  // Without a file libcurl would ask nobody; the empty one knows no host.
-  Set(CURLOPT_SSH_KNOWNHOSTS, request_.knownHosts.empty() ? "/dev/null" : request_.knownHosts.c_str());
+  LoadKnownHosts();
   Set(CURLOPT_SSH_KEYFUNCTION, &OnHostKey);
   Set(CURLOPT_SSH_KEYDATA, this);
   long ways = CURLSSH_AUTH_PASSWORD | CURLSSH_AUTH_KEYBOARD;
@@ -319,17 +339,18 @@ int CurlTransfer::OnHostKey(CURL* /*easy*/, const curl_khkey* /*known*/, const c
 }
 
 curl_khstat CurlTransfer::JudgeKey(const curl_khkey& found, curl_khmatch match) {
-  if (match == CURLKHMATCH_OK) return CURLKHSTAT_FINE;
-  if (match != CURLKHMATCH_MISSING) {
-    refusal_ = {FetchEnd::NotTrusted, host_ + ": the host key is not the one in known_hosts"};
-    return CURLKHSTAT_REJECT;
-  }
   const QByteArray key = found.len > 0 ? QByteArray(found.key, static_cast<qsizetype>(found.len))
                                        : QByteArray::fromBase64(QByteArray(found.key));
+  const bool revoked = std::find(revoked_.begin(), revoked_.end(), key.toBase64().toStdString()) != revoked_.end();
+  if (revoked || match == CURLKHMATCH_MISMATCH) {
+    const char* const reason = revoked ? ": the host key is revoked" : ": the host key is not the one in known_hosts";
+    refusal_ = {FetchEnd::NotTrusted, host_ + reason};
+    return CURLKHSTAT_REJECT;
+  }
   const QByteArray sum = QCryptographicHash::hash(key, QCryptographicHash::Sha256);
   const std::string fingerprint =
       "SHA256:" + sum.toBase64(QByteArray::Base64Encoding | QByteArray::OmitTrailingEquals).toStdString();
-  if (fingerprint == request_.acceptedKey) return CURLKHSTAT_FINE;
+  if (match == CURLKHMATCH_OK || fingerprint == request_.acceptedKey) return CURLKHSTAT_FINE;
   refusal_ = {FetchEnd::UnknownKey, fingerprint};
   return CURLKHSTAT_REJECT;
 }

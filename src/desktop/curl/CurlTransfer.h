@@ -53,6 +53,7 @@ class CurlTransfer {
   void SetHttp();
   void SetFtp();
   void SetSftp();
+  void LoadKnownHosts();
   void AddHeader(const std::string& name, const std::string& value);
   bool Is(const char* scheme) const { return scheme_ == scheme; }
   bool IsHttp() const { return Is("http") || Is("https"); }
@@ -83,11 +84,14 @@ class CurlTransfer {
   SocketList* const sockets_;
   std::string scheme_;
   std::string host_;
+  int port_ = 0;
   CURL* easy_;
   CURLcode setup_ = CURLE_OK;  // the first option that failed
   std::array<char, CURL_ERROR_SIZE> error_{};
   List headers_;
   List connectTo_;
+  int knownHosts_ = -1;               // an unnamed file
+  std::vector<std::string> revoked_;  // host keys in Base64
 
   bool answered_ = false;
   std::string coding_;           // a transfer coding that is not decoded here

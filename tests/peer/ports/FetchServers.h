@@ -104,4 +104,60 @@ class Nginx {
   std::unique_ptr<Server> server_;
 };
 
+// vsftpd for anonymous users, by TLS from the first byte if `secure`. Its files are in "files" of the folder.
+class Vsftpd {
+ public:
+  Vsftpd(const Folder& folder, bool secure);
+  std::string Url(const std::string& name) const;
+
+ private:
+  int port_;
+  bool secure_;
+  std::unique_ptr<Server> server_;
+};
+
+// OpenSSH's server for one user with one key ("user" in the folder). Root runs it as another user, since it would need
+// an account for itself otherwise.
+class OpenSsh {
+ public:
+  explicit OpenSsh(const Folder& folder);
+  std::string Url(const std::string& path) const;
+  std::string Name() const { return "[127.0.0.1]:" + std::to_string(port_); }  // in known_hosts
+  const std::string& User() const { return user_; }
+  std::string HostKey() const;  // its kind and Base64
+  std::string Fingerprint() const;
+
+ private:
+  const Folder& folder_;
+  int port_;
+  std::string user_;
+  std::unique_ptr<Server> server_;
+};
+
+// An FTP server that serves "content" whatever is asked for, in the ways that its members say.
+class OddFtpServer {
+ public:
+  OddFtpServer();
+  ~OddFtpServer();
+  OddFtpServer(const OddFtpServer&) = delete;
+  OddFtpServer& operator=(const OddFtpServer&) = delete;
+  std::string Url() const { return "ftp://127.0.0.1:" + std::to_string(port_) + "/file"; }
+
+  std::string content;
+  std::string size;              // of the reply to SIZE
+  std::string opening;           // of the reply to RETR
+  std::string greeting = "220";  // with its text
+  bool confirms = true;          // sends 226 after the data
+
+ private:
+  void Serve();
+  void Converse(int fd);
+  std::string ReplyTo(const std::string& command, int& data);
+
+  int port_ = 0;
+  int listener_;
+  std::atomic<int> open_ = -1;
+  std::thread thread_;
+};
+
 }  // namespace pellora
