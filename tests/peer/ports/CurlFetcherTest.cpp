@@ -1,5 +1,6 @@
 // The contract of the Fetcher on libcurl with real servers, and what only this one promises.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -109,10 +110,37 @@ TEST_F(CurlFetcherTest, AProxyThatRefusesIsNamed) {
   GetBy(request);
   EXPECT_EQ(events.log, "E");
   EXPECT_EQ(events.end, FetchEnd::Proxy) << events.reason;
-  request.proxy = stage.odd.Url(Reply::Missing).substr(0, stage.odd.Url(Reply::Missing).rfind('/'));
+  EXPECT_EQ(events.reason, "files.invalid: no connection to the proxy: the connection is refused");
+  request.proxy = "http://127.0.0.1:" + std::to_string(stage.odd.Port());
   request.headers = {{"Cookie", "secret"}};
   GetBy(request);
+  EXPECT_EQ(events.log, "E");
+  EXPECT_EQ(events.end, FetchEnd::Proxy);
+  EXPECT_EQ(events.reason, "files.invalid: the proxy refuses (403)");
   EXPECT_EQ(stage.odd.Requests().find("secret"), std::string::npos);
+  request.url = "http://login.invalid/file";
+  GetBy(request);
+  EXPECT_EQ(events.log, "E");
+  EXPECT_EQ(events.end, FetchEnd::Proxy);
+  EXPECT_EQ(events.reason, "login.invalid: the proxy refuses the login");
+}
+
+TEST_F(CurlFetcherTest, AnswersAChallengeOnceIfAsked) {
+  const std::string here = stage.odd.Url(Reply::Echo);
+  FetchRequest request = RequestFor(here.substr(0, here.rfind('/')) + "/digest");
+  request.digest = true;
+  request.user = "joe";
+  request.password = "word";
+  GetBy(request);
+  EXPECT_EQ(events.log, "ADE");
+  EXPECT_EQ(events.answer.status, 200);
+  EXPECT_EQ(events.content, "in");
+  request.user = "jim";
+  GetBy(request);
+  EXPECT_EQ(events.answers, 1);
+  EXPECT_EQ(events.answer.status, 401);
+  EXPECT_EQ(events.content, "out");
+  EXPECT_EQ(stage.odd.Requests().find("word"), std::string::npos);
 }
 
 TEST_F(CurlFetcherTest, KeepsTheConnectionForTheNextRequest) {
@@ -150,6 +178,44 @@ TEST_F(CurlFetcherTest, NamesWhatIsWrongWithACertificate) {
   Get("https://127.0.0.1:" + std::to_string(stage.Web().PlainPort()) + "/file");
   EXPECT_EQ(events.end, FetchEnd::NotTrusted);
   EXPECT_EQ(events.reason, "127.0.0.1: the server does not speak TLS");
+}
+
+// Only a length or the last chunk proves an end: the protocol's own sign is not asked for.
+TEST_F(CurlFetcherTest, ATlsConnectionThatIsCutEndsAReplyWithoutALength) {
+  constexpr std::size_t kSize = std::size_t{64} << 20;
+  Authority(stage.folder).Issue("short", Certificate::Right);
+  Put(stage.folder.Path("long"), std::string(kSize, 'x'));
+  const int port = FreePort();
+  auto server = std::make_unique<Server>(
+      "sh",
+      std::vector<std::string>{"-c", "cd " + stage.folder.Path() + " && exec openssl s_server -quiet -WWW -accept " +
+                                         std::to_string(port) + " -cert short.pem -key short.key"},
+      port);
+  events.keepContent = false;
+  events.onAnswer = [&] { fetch->SetReading(false); };
+  fetch = stage.fetcher.Begin(RequestFor("https://localhost:" + std::to_string(port) + "/long"), events);
+  ASSERT_TRUE(RunUntil([&] { return events.answers > 0; }));
+  server.reset();
+  fetch->SetReading(true);
+  ASSERT_TRUE(RunUntil([&] { return events.HasEnded(); }));
+  EXPECT_EQ(events.end, FetchEnd::Whole) << events.reason;
+  EXPECT_EQ(events.Header("Content-Length"), "");
+  EXPECT_LT(events.received, static_cast<std::int64_t>(kSize));
+}
+
+TEST_F(CurlFetcherTest, LeavesDescriptorsToTheRestOfTheProgram) {
+  rlimit former{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
+  std::vector<FetchRecorder> all(3);
+  std::vector<std::unique_ptr<Fetch>> fetches;
+  const rlimit tight{44, former.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
+  for (FetchRecorder& one : all) fetches.push_back(stage.fetcher.Begin(RequestFor(stage.Url(Reply::Silence)), one));
+  EXPECT_TRUE(RunUntil([&] { return all.back().HasEnded(); }));
+  setrlimit(RLIMIT_NOFILE, &former);
+  EXPECT_EQ(all.back().end, FetchEnd::NoConnect);
+  EXPECT_EQ(all.back().reason, "127.0.0.1: too many connections are open");
+  EXPECT_EQ(all.front().log, "");
 }
 
 TEST_F(CurlFetcherTest, ReadsTheAuthoritiesAgainOnceTheirFileHasChanged) {

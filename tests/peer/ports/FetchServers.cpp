@@ -113,6 +113,19 @@ std::string TextOf(Reply reply, const std::string& head) {
   return {};
 }
 
+// Replies to what only some requests are, whatever the path; empty for all others.
+std::string SpecialReply(const std::string& head) {
+  const std::string empty = "Content-Length: 0\r\n\r\n";
+  if (head.starts_with("CONNECT ")) return "HTTP/1.1 403 Forbidden\r\n" + empty;
+  if (head.starts_with("GET http://login.invalid/")) return "HTTP/1.1 407 Proxy Authentication Required\r\n" + empty;
+  if (!head.starts_with("GET /digest ")) return {};
+  if (head.find("Authorization: Digest username=\"joe\"") != std::string::npos) {
+    return "HTTP/1.1 200 OK\r\n" + WithLength("in");
+  }
+  return "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Digest realm=\"here\", nonce=\"abc\", qop=\"auth\"\r\n" +
+         WithLength("out");
+}
+
 bool ClosesAfter(Reply reply) {
   return reply == Reply::EndsEarly || reply == Reply::UntilClose || reply == Reply::ChunkedCut ||
          reply == Reply::Nothing;
@@ -256,7 +269,8 @@ void OddServer::Serve(int fd) {
 }
 
 void OddServer::SendReply(int fd, Reply reply, const std::string& head) {
-  const std::string text = TextOf(reply, head);
+  const std::string special = SpecialReply(head);
+  const std::string text = special.empty() ? TextOf(reply, head) : special;
   if (send(fd, text.data(), text.size(), MSG_NOSIGNAL) < 0) return;
   if (reply == Reply::Endless) SendEndless(fd);
 }
