@@ -168,12 +168,12 @@ void PosixFile::SetLength(std::uint64_t length) {
 
 FileState PosixFile::State() { return StateIn(Status()); }
 
-bool PosixFile::Lock() {
+bool PosixFile::Lock() const {
   // Some file systems have no locks.
   return flock(fd_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
-void PosixFile::CloseToOthers() {
+void PosixFile::CloseToOthers() const {
   if ((Status().st_mode & 07777) != kPrivateMode) SetRights(kPrivateMode);
 }
 

@@ -36,8 +36,8 @@ class PosixFile final : public DownloadFile {
   FileState State() override;
 
   // False if another program has it locked. The lock ends when the file is closed.
-  bool Lock();
-  void CloseToOthers();
+  bool Lock() const;
+  void CloseToOthers() const;
   void SetRights(mode_t mode) const;  // file systems without rights refuse; there the mount decides who may read
   struct stat Status() const;
 

@@ -58,10 +58,10 @@ struct FetchAnswer {
 };
 
 enum class FetchEnd {
-  Whole,      // the protocol says that the reply is complete; one without a length ends with its connection, cut or not
-  Lost,       // a connection that was made has ended too early
-  NoConnect,  // refused, unreachable
-  NoHost,     // the name has no address
+  Whole,        // as the protocol has it: a reply without a length ends with its connection, cut or not
+  Lost,         // a connection that was made has ended too early
+  NoConnect,    // refused, unreachable
+  NoHost,       // the name has no address
   NotTrusted,   // the certificate, its host name, or the TLS version
   UnknownKey,   // sftp: the host is not in knownHosts; `reason` is the fingerprint, "SHA256:..."
   NoLogin,      // ftp, ftps, sftp: the login or the key is refused

@@ -121,7 +121,7 @@ void CurlLoop::FinishEnded() {
     if (message->msg != CURLMSG_DONE) continue;
     CURL* const easy = message->easy_handle;  // the message goes with the handle
     CurlTransfer& transfer = TransferOf(easy);
-    transfer.Finish(message->data.result);
+    transfer.Finish(ResultOf(*message));
     curl_multi_remove_handle(multi_, easy);
     transfers_.erase(transfer.Channel().get());
     ended = true;

@@ -88,7 +88,7 @@ void CurlThread::Carry(CurlTransfer& transfer) {
     curl_multi_poll(multi_, nullptr, 0, static_cast<int>(wait.count()), nullptr);
   }
   int left = 0;
-  if (const CURLMsg* const message = curl_multi_info_read(multi_, &left)) transfer.Finish(message->data.result);
+  if (const CURLMsg* const message = curl_multi_info_read(multi_, &left)) transfer.Finish(ResultOf(*message));
   curl_multi_remove_handle(multi_, transfer.Easy());
 }
 

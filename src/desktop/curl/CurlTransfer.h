@@ -19,6 +19,10 @@ namespace pellora {
 
 class SocketList;
 
+inline CURLcode ResultOf(const CURLMsg& message) {
+  return message.data.result;  // NOLINT(cppcoreguidelines-pro-type-union-access): of CURLMSG_DONE, the only message
+}
+
 class CurlTransfer {
  public:
   // `ready` is called whenever the channel got something, maybe inside a callback. `sockets`, if given, records those

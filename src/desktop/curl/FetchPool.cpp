@@ -1,7 +1,6 @@
 #include "desktop/curl/FetchPool.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace pellora {
 
@@ -11,24 +10,19 @@ constexpr std::size_t kSpareBlocks = 4;
 
 }  // namespace
 
-PoolBlock::PoolBlock(std::shared_ptr<FetchPool> pool, std::unique_ptr<char[]> bytes, std::size_t capacity)
+PoolBlock::PoolBlock(std::shared_ptr<FetchPool> pool, std::string bytes, std::size_t capacity)
     : pool_(std::move(pool)), bytes_(std::move(bytes)), capacity_(capacity) {}
 
 PoolBlock::~PoolBlock() { pool_->TakeBack(std::move(bytes_), capacity_); }
 
-void PoolBlock::Append(std::string_view bytes) {
-  std::memcpy(bytes_.get() + size_, bytes.data(), bytes.size());
-  size_ += bytes.size();
-}
-
 std::unique_ptr<PoolBlock> FetchPool::NewBlock(std::size_t capacity) {
-  std::unique_ptr<char[]> bytes;
+  std::string bytes;
   if (capacity == kBlockBytes && !spare_.empty()) {
     bytes = std::move(spare_.back());
     spare_.pop_back();
-  } else {
-    bytes.reset(new char[capacity]);
   }
+  bytes.clear();
+  bytes.reserve(capacity);
   free_ -= capacity;
   return std::make_unique<PoolBlock>(shared_from_this(), std::move(bytes), capacity);
 }
@@ -68,7 +62,7 @@ std::size_t FetchPool::Free() const {
   return free_;
 }
 
-void FetchPool::TakeBack(std::unique_ptr<char[]> bytes, std::size_t capacity) {
+void FetchPool::TakeBack(std::string bytes, std::size_t capacity) {
   std::vector<std::shared_ptr<Waiter>> next;
   {
     const std::lock_guard lock(mutex_);

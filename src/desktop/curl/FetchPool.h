@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -20,21 +21,21 @@ class FetchPool;
 
 class PoolBlock final : public FetchBlock {
  public:
-  PoolBlock(std::shared_ptr<FetchPool> pool, std::unique_ptr<char[]> bytes, std::size_t capacity);
+  // `bytes` is empty and has its memory already.
+  PoolBlock(std::shared_ptr<FetchPool> pool, std::string bytes, std::size_t capacity);
   ~PoolBlock() override;
   PoolBlock(const PoolBlock&) = delete;
   PoolBlock& operator=(const PoolBlock&) = delete;
 
-  std::string_view Bytes() const override { return {bytes_.get(), size_}; }
-  std::size_t Room() const { return capacity_ - size_; }
+  std::string_view Bytes() const override { return bytes_; }
+  std::size_t Room() const { return capacity_ - bytes_.size(); }
   std::size_t Capacity() const { return capacity_; }
-  void Append(std::string_view bytes);  // no more than Room
+  void Append(std::string_view bytes) { bytes_ += bytes; }  // no more than Room
 
  private:
   std::shared_ptr<FetchPool> pool_;
-  std::unique_ptr<char[]> bytes_;
+  std::string bytes_;
   std::size_t capacity_;
-  std::size_t size_ = 0;
 };
 
 class FetchPool : public std::enable_shared_from_this<FetchPool> {
@@ -61,7 +62,7 @@ class FetchPool : public std::enable_shared_from_this<FetchPool> {
   };
 
   std::unique_ptr<PoolBlock> NewBlock(std::size_t capacity);
-  void TakeBack(std::unique_ptr<char[]> bytes, std::size_t capacity);
+  void TakeBack(std::string bytes, std::size_t capacity);
   // Sets blocks apart for those who wait; they are to be called without the lock.
   std::vector<std::shared_ptr<Waiter>> Grant();
 
@@ -69,7 +70,7 @@ class FetchPool : public std::enable_shared_from_this<FetchPool> {
   std::size_t free_ = kPoolBytes;
   std::deque<Waiting> waiting_;
   std::map<const Waiter*, std::unique_ptr<PoolBlock>> granted_;
-  std::vector<std::unique_ptr<char[]>> spare_;  // of kBlockBytes; the last one given back is the first in use
+  std::vector<std::string> spare_;  // of kBlockBytes; the last one given back is the first in use
 };
 
 }  // namespace pellora

@@ -16,10 +16,9 @@ constexpr std::array<std::string_view, 5> kKinds{"ssh-ed25519", "ecdsa-sha2-nist
                                                  "ecdsa-sha2-nistp521", "ssh-rsa"};
 
 std::string_view NextWord(std::string_view& text) {
-  const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
-  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-  const auto end = std::find_if(text.begin(), text.end(), isBlank);
-  const std::string_view word = text.substr(0, static_cast<std::size_t>(end - text.begin()));
+  constexpr std::string_view kBlanks = " \t\r";
+  text.remove_prefix(std::min(text.size(), text.find_first_not_of(kBlanks)));
+  const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
   text.remove_prefix(word.size());
   return word;
 }

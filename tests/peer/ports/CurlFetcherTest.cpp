@@ -208,6 +208,7 @@ TEST_F(CurlFetcherTest, LeavesDescriptorsToTheRestOfTheProgram) {
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &former), 0);
   std::vector<FetchRecorder> all(3);
   std::vector<std::unique_ptr<Fetch>> fetches;
+  fetches.reserve(all.size());
   const rlimit tight{44, former.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
   for (FetchRecorder& one : all) fetches.push_back(stage.fetcher.Begin(RequestFor(stage.Url(Reply::Silence)), one));

@@ -324,6 +324,7 @@ TEST_P(FetcherContract, KeptBlocksStayWithinThePoolAndTheirReleaseReadsOn) {
   constexpr int kFetches = 6;
   std::vector<FetchRecorder> all(kFetches);
   std::vector<std::unique_ptr<Fetch>> fetches;
+  fetches.reserve(kFetches);
   for (FetchRecorder& one : all) {
     one.keepContent = false;
     one.keepBlocks = true;
@@ -374,6 +375,7 @@ TEST_P(FetcherContract, ManyFetchesRunBesideEachOther) {
   const std::string url = stage->SecureUrl(Certificate::Right, "file", content);
   std::vector<FetchRecorder> all(kFetches);
   std::vector<std::unique_ptr<Fetch>> fetches;
+  fetches.reserve(kFetches);
   for (FetchRecorder& one : all) fetches.push_back(stage->Port().Begin(RequestFor(url), one));
   ASSERT_TRUE(stage->RunUntil(
       [&] { return std::all_of(all.begin(), all.end(), [](const FetchRecorder& one) { return one.HasEnded(); }); }));
