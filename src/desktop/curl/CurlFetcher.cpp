@@ -89,6 +89,8 @@ std::unique_ptr<Fetch> CurlFetcher::Begin(FetchRequest request, FetchEvents& eve
 
 std::shared_ptr<CurlLoop> CurlFetcher::LoopFor(const FetchRequest& request) {
   Shared& shared = loops_.at(request.http2 ? 1 : 0);
+  const bool needsNone = StartsWith(request.url, "http:") && request.proxy.empty();
+  if (shared.loop && needsNone) return shared.loop;
   Certificates certificates{request.certificates, {}};
   struct stat status {};
   if (stat(request.certificates.c_str(), &status) == 0) certificates.state = StateIn(status);

@@ -1,5 +1,7 @@
 #include "desktop/curl/CurlTransfer.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <strings.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -22,6 +24,8 @@ namespace pellora {
 
 namespace {
 
+constexpr unsigned kUnconfirmedMilliseconds = 20000;  // of what was sent, requests and connects
+constexpr long kLongestIdleSeconds = 60;              // of kept connections
 constexpr std::size_t kFirstBlock = std::size_t{32} << 10;
 constexpr std::size_t kSmallestBlock = std::size_t{16} << 10;
 // Of libcurl, which fills it up to a hundred times before it lets others have their turn.
@@ -154,6 +158,7 @@ void CurlTransfer::AddHeader(const std::string& name, const std::string& value) 
 
 void CurlTransfer::SetHttp() {
   Set(CURLOPT_HTTP_VERSION, static_cast<long>(request_.http2 ? CURL_HTTP_VERSION_2TLS : CURL_HTTP_VERSION_1_1));
+  Set(CURLOPT_MAXAGE_CONN, kLongestIdleSeconds);
   Set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
   Set(CURLOPT_FOLLOWLOCATION, 0L);
   Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));  // none of these goes to a proxy
@@ -176,7 +181,7 @@ bool CurlTransfer::NamesFile() const {
 
 void CurlTransfer::Refuse(CURLcode code, FetchEnd end, const std::string& reason) {
   setup_ = code;
-  refusal_ = {end, host_ + ": " + reason};
+  refusal_ = {end, host_.empty() ? reason : host_ + ": " + reason};
 }
 
 void CurlTransfer::SetFtp() {
@@ -216,9 +221,14 @@ void CurlTransfer::SetSftp() {
 curl_socket_t CurlTransfer::OnOpenSocket(void* self, curlsocktype /*purpose*/, curl_sockaddr* address) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
   const int fd = OpenCounted(address->family, address->socktype, address->protocol);
-  if (fd < 0) transfer.socketError_ = errno;
-  if (fd >= 0 && transfer.sockets_ != nullptr) transfer.sockets_->Add(fd);
-  return fd < 0 ? CURL_SOCKET_BAD : fd;
+  if (fd < 0) {
+    transfer.socketError_ = errno;
+    return CURL_SOCKET_BAD;
+  }
+  // A kept connection may have died unseen, in a suspend for one: then its next request goes out on another.
+  setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &kUnconfirmedMilliseconds, sizeof kUnconfirmedMilliseconds);
+  if (transfer.sockets_ != nullptr) transfer.sockets_->Add(fd);
+  return fd;
 }
 
 int CurlTransfer::OnCloseSocket(void* sockets, curl_socket_t fd) {

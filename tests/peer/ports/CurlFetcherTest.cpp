@@ -236,6 +236,30 @@ TEST_F(CurlFetcherTest, ReadsTheAuthoritiesAgainOnceTheirFileHasChanged) {
   EXPECT_EQ(events.end, FetchEnd::NotTrusted);
 }
 
+// A bundle as long as the system's takes 50 ms to read.
+TEST_F(CurlFetcherTest, ReadsTheAuthoritiesOnceForManyConnections) {
+  FetchRequest request = RequestFor(stage.SecureUrl(Certificate::Right, "file", "content"));
+  const std::string authority = Content(request.certificates);
+  request.certificates = stage.folder.Path("bundle.pem");
+  std::string bundle;
+  for (int i = 0; i < 1000; ++i) bundle += authority;
+  Put(request.certificates, bundle);
+  request.headers = {{"Connection", "close"}};
+  auto before = ProcessorTime();
+  GetBy(request);
+  const auto first = ProcessorTime() - before;
+  before = ProcessorTime();
+  for (int i = 0; i < 5; ++i) GetBy(request);
+  EXPECT_EQ(events.content, "content") << events.reason;
+  EXPECT_LT((ProcessorTime() - before) / 5, first / 2) << first.count();
+}
+
+TEST_F(CurlFetcherTest, NamesNoHostIfThereIsNone) {
+  Get("http://");
+  EXPECT_EQ(events.end, FetchEnd::Unsupported);
+  EXPECT_EQ(events.reason, "an address of this kind cannot be downloaded");
+}
+
 TEST_F(CurlFetcherTest, ChecksTheNameAlsoAtAGivenAddress) {
   FetchRequest request =
       RequestFor("https://files.invalid:" + std::to_string(stage.Web().SecurePort(Certificate::Right)) + "/file");

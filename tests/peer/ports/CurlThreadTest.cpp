@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <chrono>
-#include <ctime>
 
 #include "FetchServers.h"
 #include "async/EventGate.h"
@@ -203,12 +202,6 @@ TEST_F(CurlFtp, ByTlsOnControlAndData) {
   Get(server.Url("file"));
   ExpectRefusal(FetchEnd::NotTrusted);
   EXPECT_EQ(events.reason, "localhost: the authority of the certificate is not known");
-}
-
-std::chrono::milliseconds ProcessorTime() {
-  timespec used{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
-  return std::chrono::seconds(used.tv_sec) + std::chrono::milliseconds(used.tv_nsec / 1000000);
 }
 
 TEST_F(CurlFtp, WaitsForThePoolWithoutWork) {

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <ctime>
 
 namespace pellora {
 
@@ -137,6 +138,12 @@ int FreePort() {
   int port = 0;
   close(Listen(port));
   return port;
+}
+
+std::chrono::microseconds ProcessorTime() {
+  timespec used{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  return std::chrono::seconds(used.tv_sec) + std::chrono::microseconds(used.tv_nsec / 1000);
 }
 
 Server::Server(const std::string& program, const std::vector<std::string>& arguments, int port) {

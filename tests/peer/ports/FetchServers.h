@@ -4,6 +4,7 @@
 
 #include <QProcess>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -18,6 +19,9 @@ namespace pellora {
 
 // A port that nobody listens on at this moment.
 int FreePort();
+
+// That this process has used.
+std::chrono::microseconds ProcessorTime();
 
 // A program that runs until the object is destroyed.
 class Server {
