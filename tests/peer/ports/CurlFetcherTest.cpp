@@ -56,7 +56,7 @@ class CurlStage final : public FetchStage {
 
 std::unique_ptr<FetchStage> NewCurlStage() { return std::make_unique<CurlStage>(); }
 
-INSTANTIATE_TEST_SUITE_P(Curl, FetcherContract, testing::Values(&NewCurlStage));
+INSTANTIATE_TEST_SUITE_P(Curl, FetcherContract, testing::Values(FetchStageMaker{"libcurl", &NewCurlStage}));
 
 class CurlFetcherTest : public testing::Test {
  protected:

@@ -8,12 +8,20 @@
 
 #include <array>
 #include <filesystem>
+#include <ostream>
 
 #include "Support.h"
 #include "desktop/PosixDownloadFiles.h"
 #include "ports/Failure.h"
 
 namespace pellora {
+
+void PrintTo(ExclusiveRename way, std::ostream* out) {
+  *out << (way == ExclusiveRename::InOneStep ? "in one step"
+           : way == ExclusiveRename::ByLink  ? "by link"
+                                             : "place holder");
+}
+
 namespace {
 
 constexpr uid_t kAnotherUser = 54321;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -56,7 +57,11 @@ class FetchStage {
   virtual std::string NumericAddress() = 0;
 };
 
-using NewFetchStage = std::unique_ptr<FetchStage> (*)();
+struct FetchStageMaker {
+  const char* name;
+  std::unique_ptr<FetchStage> (*make)();
+};
+inline void PrintTo(const FetchStageMaker& maker, std::ostream* out) { *out << maker.name; }
 
 // Records what arrives, and runs a hook inside each event.
 class FetchRecorder final : public FetchEvents {

@@ -1,7 +1,7 @@
 // FetcherContract: what every Fetcher must do, tried against servers of a stage.
 //
 // The stage owns the Fetcher, its servers and its time, real or virtual. A test file includes this header once and says
-//   INSTANTIATE_TEST_SUITE_P(Name, FetcherContract, testing::Values(&NewStage));
+//   INSTANTIATE_TEST_SUITE_P(Name, FetcherContract, testing::Values(FetchStageMaker{"name", &NewStage}));
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,7 @@
 
 namespace pellora {
 
-class FetcherContract : public testing::TestWithParam<NewFetchStage> {
+class FetcherContract : public testing::TestWithParam<FetchStageMaker> {
  protected:
   static constexpr std::int64_t kPool = std::int64_t{8} << 20;
 
@@ -45,7 +46,7 @@ class FetcherContract : public testing::TestWithParam<NewFetchStage> {
     EXPECT_TRUE(events.reason.starts_with(HostOf(url) + ": ")) << events.reason;
   }
 
-  std::unique_ptr<FetchStage> stage = GetParam()();
+  std::unique_ptr<FetchStage> stage = GetParam().make();
   FetchRecorder events;
   std::unique_ptr<Fetch> fetch;
 };
@@ -367,6 +368,43 @@ TEST_P(FetcherContract, AFetchThatWaitsForThePoolHoldsNoOtherUp) {
   greedy.blocks.clear();
   EXPECT_TRUE(stage->RunUntil([&] { return later.HasEnded(); }));
   EXPECT_EQ(later.content, "content");
+}
+
+TEST_P(FetcherContract, WhatBeginsPausesAndEndsInAnyOrderLeavesThePoolWhole) {
+  struct Lane {
+    FetchRecorder events;
+    std::unique_ptr<Fetch> fetch;
+  };
+  const std::vector<std::string> urls{stage->Url(Reply::Endless), stage->Url("file", SomeContent(700000)),
+                                      stage->Url(Reply::EndsEarly), stage->Url(Reply::Silence),
+                                      stage->SecureUrl(Certificate::Right, "file", SomeContent(700000))};
+  std::vector<Lane> lanes(12);
+  std::mt19937 random(4711);
+  for (int step = 0; step < 400; ++step) {
+    Lane& lane = lanes[random() % lanes.size()];
+    const auto act = random() % 8;
+    if (!lane.fetch) {
+      lane.events = {};
+      lane.events.keepContent = false;
+      lane.events.keepBlocks = random() % 2 == 0;
+      lane.fetch = stage->Port().Begin(RequestFor(urls[random() % urls.size()]), lane.events);
+    } else if (act < 4) {
+      lane.fetch->SetReading(act < 2);
+    } else if (act < 6) {
+      lane.events.blocks.clear();
+    } else {
+      lane.fetch.reset();
+    }
+    stage->RunFor(static_cast<int>(random() % 4));
+  }
+  lanes.clear();
+  stage->RunFor(100);
+  events.keepContent = false;
+  events.keepBlocks = true;
+  Begin(RequestFor(urls.front()));
+  EXPECT_TRUE(stage->RunUntil([this] { return events.received >= kPool * 3 / 4; }));
+  fetch.reset();
+  events.blocks.clear();
 }
 
 TEST_P(FetcherContract, ManyFetchesRunBesideEachOther) {
