@@ -19,7 +19,8 @@ namespace {
 
 constexpr int kLongestEndMilliseconds = 1000;
 
-// Never undone: threads of abandoned lookups may still run when the program ends.
+// Before the first request, since it would lengthen every start of the program. Never undone: threads of abandoned
+// lookups may still run when the program ends.
 void InitializeOnce() {
   static std::once_flag once;
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
@@ -64,9 +65,7 @@ CurlFetcher::CurlFetcher(EventGate& gate, EventLoop& events)
       events_(events),
       pool_(std::make_shared<FetchPool>()),
       desk_(std::make_shared<FetchDesk>(gate)),
-      threads_(std::make_shared<ThreadCount>()) {
-  InitializeOnce();
-}
+      threads_(std::make_shared<ThreadCount>()) {}
 
 CurlFetcher::~CurlFetcher() {
   desk_->Close();
@@ -74,6 +73,7 @@ CurlFetcher::~CurlFetcher() {
 }
 
 std::unique_ptr<Fetch> CurlFetcher::Begin(FetchRequest request, FetchEvents& events) {
+  InitializeOnce();
   auto channel = std::make_shared<FetchChannel>(events, desk_);
   if (RunsInThread(request.url)) {
     auto thread = std::make_shared<CurlThread>(std::move(request), channel, pool_, desk_);
