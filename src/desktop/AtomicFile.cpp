@@ -106,14 +106,15 @@ class Draft {
   int fd_ = -1;
 };
 
-void FlushFolder(const std::string& folder) {
+}  // namespace
+
+void FlushFolderOf(const std::string& path) {
+  const std::string folder = FolderOf(path);
   const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd < 0) return;
   fsync(fd);  // not every file system can; the rename is done in any case
   close(fd);
 }
-
-}  // namespace
 
 std::optional<std::string> ReadSmallFile(const std::string& path) {
   PosixFiles files;
@@ -130,7 +131,7 @@ void ReplaceFile(const std::string& path, std::string_view content, unsigned mod
   Draft draft(target);
   draft.Write(content);
   draft.Publish(target, rights);
-  FlushFolder(FolderOf(target));
+  FlushFolderOf(target);
 }
 
 void UpdateFile(const std::string& path, std::string_view content, unsigned mode) {

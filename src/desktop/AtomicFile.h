@@ -17,4 +17,7 @@ void ReplaceFile(const std::string& path, std::string_view content, unsigned mod
 // ReplaceFile unless the file has that content already.
 void UpdateFile(const std::string& path, std::string_view content, unsigned mode);
 
+// Puts the names in the folder of `path` on the disk, where the file system can.
+void FlushFolderOf(const std::string& path);
+
 }  // namespace pellora

@@ -3,27 +3,20 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <limits>
 #include <optional>
 
 #include "desktop/FileFailure.h"
+#include "desktop/PosixFile.h"
 
 namespace pellora {
 
 namespace {
-
-// A NUL would silently cut the name.
-void CheckPath(const std::string& path) {
-  if (path.empty() || path.find('\0') != std::string::npos) throw FileFailure(path, EINVAL);
-}
 
 struct stat StatusOf(const std::string& path) {
   CheckPath(path);
@@ -38,176 +31,10 @@ void RefuseIrregular(const std::string& path, mode_t mode) {
   throw Failure(FailureNumber::File, path + ": not a regular file");
 }
 
-bool IsOneFile(const struct stat& a, const struct stat& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
-
-off_t Position(const std::string& path, std::uint64_t offset, std::uint64_t length) {
-  constexpr std::uint64_t kMaxOffset = std::numeric_limits<off_t>::max();
-  if (offset > kMaxOffset || length > kMaxOffset - offset) throw FileFailure(path, EFBIG);
-  return static_cast<off_t>(offset);
-}
-
-// Copies between files without leaving the page cache: the pipe holds references. A pipe of one mebibyte takes fewer
-// calls than copy_file_range, which splices 64 KiB at a time.
-class Pipe {
- public:
-  explicit Pipe(std::size_t size) {
-    if (pipe2(ends_.data(), O_CLOEXEC) != 0) ends_ = {-1, -1};
-    if (*this) fcntl(Inlet(), F_SETPIPE_SZ, static_cast<int>(std::min<std::size_t>(size, kMaxPipe)));
-  }
-  ~Pipe() {
-    if (!*this) return;
-    close(Inlet());
-    close(Outlet());
-  }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
-
-  explicit operator bool() const { return Outlet() >= 0; }
-  int Outlet() const { return ends_[0]; }
-  int Inlet() const { return ends_[1]; }
-
- private:
-  static constexpr std::size_t kMaxPipe = std::size_t{1} << 20;  // the most that an unprivileged user gets
-  std::array<int, 2> ends_{};
-};
-
-ssize_t Spliced(int from, off_t* fromOffset, int to, off_t* toOffset, std::size_t size) {
-  ssize_t count = 0;
-  do {
-    count = splice(from, fromOffset, to, toOffset, size, 0);
-  } while (count < 0 && errno == EINTR);
-  return count;
-}
-
-class PosixFile final : public File {
- public:
-  PosixFile(std::string path, int fd) : path_(std::move(path)), fd_(fd) {}
-  ~PosixFile() override { close(fd_); }
-  PosixFile(const PosixFile&) = delete;
-  PosixFile& operator=(const PosixFile&) = delete;
-
-  void WriteAt(std::uint64_t offset, std::string_view bytes) override {
-    off_t at = Position(path_, offset, bytes.size());
-    while (!bytes.empty()) {
-      const ssize_t count = pwrite(fd_, bytes.data(), bytes.size(), at);
-      if (count < 0) {
-        if (errno == EINTR) continue;
-        throw FileFailure(path_, errno);
-      }
-      if (count == 0) throw FileFailure(path_, EIO);
-      at += count;
-      bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-  }
-
-  std::size_t ReadAt(std::uint64_t offset, std::span<char> buffer) override {
-    const off_t start = Position(path_, offset, buffer.size());
-    std::size_t total = 0;
-    while (total < buffer.size()) {
-      const ssize_t count = pread(fd_, buffer.data() + total, buffer.size() - total, start + static_cast<off_t>(total));
-      if (count < 0) {
-        if (errno == EINTR) continue;
-        throw FileFailure(path_, errno);
-      }
-      if (count == 0) break;
-      total += static_cast<std::size_t>(count);
-    }
-    return total;
-  }
-
-  std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size) override {
-    const auto* const other = dynamic_cast<const PosixFile*>(&source);
-    if (other == nullptr || IsSameAs(*other)) return 0;
-    off_t in = Position(other->path_, from, size);
-    off_t out = Position(path_, offset, size);
-    const Pipe pipe(size);
-    std::size_t total = 0;
-    while (pipe && total < size) {
-      // If writing fails, the content of the pipe is lost and counts as not copied.
-      ssize_t held = Spliced(other->fd_, &in, pipe.Inlet(), nullptr, size - total);
-      if (held <= 0) break;
-      for (ssize_t moved = 0; held > 0; held -= moved, total += static_cast<std::size_t>(moved)) {
-        moved = Spliced(pipe.Outlet(), nullptr, fd_, &out, static_cast<std::size_t>(held));
-        if (moved <= 0) return total;
-      }
-    }
-    return total;
-  }
-
-  std::uint64_t Length() override { return static_cast<std::uint64_t>(Status().st_size); }
-
-  void Reserve(std::uint64_t size) override {
-    if (size == 0) return;
-    const off_t end = Position(path_, size, 0);
-    int result = 0;
-    do {
-      // Keeps the visible length: a reader must not take reserved space for content.
-      result = fallocate(fd_, FALLOC_FL_KEEP_SIZE, 0, end);
-    } while (result != 0 && errno == EINTR);
-    if (result == 0) return;
-    // Some file systems return EINVAL if they cannot reserve beyond the end.
-    const int error = errno;
-    if (error == EOPNOTSUPP || error == ENOSYS || error == EINVAL) return CheckFreeSpace(size);
-    FreeReservedBlocks();
-    throw FileFailure(path_, error);
-  }
-
- private:
-  struct stat Status() const {
-    struct stat status {};
-    if (fstat(fd_, &status) != 0) throw FileFailure(path_, errno);
-    return status;
-  }
-
-  // Ranges within one file may overlap; splice must not copy a file into itself.
-  bool IsSameAs(const PosixFile& other) const { return IsOneFile(Status(), other.Status()); }
-
-  // When the disk is full, fallocate may leave the blocks it got so far allocated beyond the end. Truncating the file
-  // to its own length frees them.
-  void FreeReservedBlocks() const {
-    struct stat status {};
-    if (fstat(fd_, &status) != 0 || ftruncate(fd_, status.st_size) != 0) return;  // they stay allocated to this file
-  }
-
-  // For file systems that cannot reserve: compares with the free space of this moment. File systems that report no free
-  // space or no size are trusted.
-  void CheckFreeSpace(std::uint64_t size) const {
-    const auto have = static_cast<std::uint64_t>(Status().st_blocks) * 512;
-    struct statvfs space {};
-    if (fstatvfs(fd_, &space) != 0 || space.f_blocks == 0) return;
-    if (size > have && size - have > std::uint64_t{space.f_bavail} * space.f_frsize) throw FileFailure(path_, ENOSPC);
-  }
-
-  std::string path_;
-  int fd_;
-};
-
-constexpr mode_t kPrivateMode = 0600;
 constexpr mode_t kDefaultMode = 0666;
-
-// O_NONBLOCK: opening must not hang if a pipe has just replaced the file.
-int OpenPath(const std::string& path, int flags, mode_t mode) {
-  int fd = -1;
-  do {
-    fd = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
-  } while (fd < 0 && errno == EINTR);
-  return fd;
-}
 
 // Creates the file if it is missing. Fails with ELOOP for a link.
 int OpenNoFollow(const std::string& path, mode_t mode) { return OpenPath(path, O_RDWR | O_CREAT | O_NOFOLLOW, mode); }
-
-struct stat RegularStatus(const std::string& path, int fd) {
-  struct stat status {};
-  if (fstat(fd, &status) != 0) throw FileFailure(path, errno);
-  RefuseIrregular(path, status.st_mode);
-  return status;
-}
-
-// File systems without access rights refuse the change; there the mount decides who may read.
-void CloseToOthers(int fd, mode_t mode) {
-  if ((mode & 07777) != kPrivateMode) (void)fchmod(fd, kPrivateMode);
-}
 
 std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/') + 1); }
 
@@ -250,22 +77,22 @@ PartName PosixFiles::LookAtPart(const std::string& path) const {
   return MayBePart(path, status) ? PartName::Own : PartName::Foreign;
 }
 
-std::unique_ptr<File> PosixFiles::OpenPart(const std::string& path) const {
+std::unique_ptr<PosixFile> PosixFiles::OpenPart(const std::string& path, bool create) const {
   if (LookAtPart(path) == PartName::Foreign) RefusePart(path);  // opening has side effects on some devices
-  const int fd = OpenNoFollow(path, kPrivateMode);
+  const int fd = create ? OpenNoFollow(path, kPrivateMode) : OpenPath(path, O_RDWR | O_NOFOLLOW, 0);
   if (fd < 0) {
     const int error = errno;
     if (LookAtPart(path) == PartName::Foreign) RefusePart(path);
+    if (error == ENOENT && !create) return nullptr;
     throw FileFailure(path, error);
   }
   auto file = std::make_unique<PosixFile>(path, fd);
-  struct stat opened {};
   struct stat named {};
-  if (fstat(fd, &opened) != 0) throw FileFailure(path, errno);
+  const struct stat opened = file->Status();
   // The link count alone does not show a second name that is removed just now.
   const bool same = lstat(path.c_str(), &named) == 0 && IsOneFile(opened, named);
   if (!same || !MayBePart(path, opened)) RefusePart(path);
-  CloseToOthers(fd, opened.st_mode);
+  file->CloseToOthers();
   return file;
 }
 
@@ -303,12 +130,12 @@ int PosixFiles::OpenByOwnLinks(const std::string& path, mode_t mode) const {
 
 std::unique_ptr<File> PosixFiles::Open(const std::string& path, FileKind kind) {
   CheckPath(path);
-  if (kind == FileKind::Part) return OpenPart(path);
+  if (kind == FileKind::Part) return OpenPart(path, true);
   const bool output = kind == FileKind::Output;
   const int fd = OpenByOwnLinks(path, output ? kDefaultMode : kPrivateMode);
   auto file = std::make_unique<PosixFile>(path, fd);
-  const struct stat status = RegularStatus(path, fd);
-  if (!output) CloseToOthers(fd, status.st_mode);
+  RefuseIrregular(path, file->Status().st_mode);
+  if (!output) file->CloseToOthers();
   return file;
 }
 
@@ -317,7 +144,7 @@ std::unique_ptr<File> PosixFiles::OpenForReading(const std::string& path) {
   const int fd = OpenPath(path, O_RDONLY, 0);
   if (fd < 0) throw FileFailure(path, errno);
   auto file = std::make_unique<PosixFile>(path, fd);
-  (void)RegularStatus(path, fd);
+  RefuseIrregular(path, file->Status().st_mode);
   return file;
 }
 

@@ -8,6 +8,8 @@
 
 namespace pellora {
 
+class PosixFile;
+
 class PosixFiles final : public Files {
  public:
   PosixFiles();
@@ -22,10 +24,12 @@ class PosixFiles final : public Files {
   std::uint64_t LengthOf(const std::string& path) const override;
   std::vector<std::string> FilesIn(const std::string& folder) const override;
 
+  // As Open does for FileKind::Part; null if the file is missing and is not to be created.
+  std::unique_ptr<PosixFile> OpenPart(const std::string& path, bool create) const;
+
  private:
   bool IsOurs(const std::string& path, const struct stat& status) const;
   bool MayBePart(const std::string& path, const struct stat& status) const;
-  std::unique_ptr<File> OpenPart(const std::string& path) const;
   int OpenByOwnLinks(const std::string& path, mode_t mode) const;
   std::string TargetOfOwnLink(const std::string& link) const;
 

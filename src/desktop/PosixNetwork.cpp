@@ -5,9 +5,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <QSocketNotifier>
 #include <cerrno>
@@ -15,6 +13,7 @@
 #include <optional>
 
 #include "async/EventGate.h"
+#include "desktop/SocketBudget.h"
 #include "ports/EventLoop.h"
 
 namespace pellora {
@@ -45,20 +44,6 @@ std::optional<Address> LiteralAddress(const std::string& host) {
     return std::nullopt;
   }
   return address;
-}
-
-// Descriptors that sockets and their files leave to the rest of the program. Without a free one, the window system
-// waits forever for a reply that carries a descriptor.
-constexpr rlim_t kReservedDescriptors = 40;
-
-// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): counts for the whole process, like the limit
-rlim_t openSockets = 0;
-
-// Each socket may need a file for its data.
-bool HasRoomForSocket() {
-  rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return true;
-  return limit.rlim_cur >= kReservedDescriptors && openSockets < (limit.rlim_cur - kReservedDescriptors) / 2;
 }
 
 }  // namespace
@@ -130,10 +115,7 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
     readable_.reset();  // leaves the poll set before the descriptor's number can be reused
     writable_.reset();
     connectTimer_.reset();
-    if (fd_ >= 0) {
-      close(fd_);
-      --openSockets;
-    }
+    if (fd_ >= 0) CloseCounted(fd_);
     fd_ = -1;
   }
 
@@ -172,10 +154,8 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
 
   // Starts the attempt at one address; False if it failed at once.
   bool Begin(const Address& address) {
-    if (!HasRoomForSocket()) return Note(EMFILE);
-    fd_ = socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    fd_ = OpenCounted(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK, 0);
     if (fd_ < 0) return Note(errno);
-    ++openSockets;
     const int on = 1;
     setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     int result = 0;

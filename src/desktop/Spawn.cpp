@@ -1,6 +1,7 @@
 #include "desktop/Spawn.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,6 +28,8 @@ bool limitRaised = false;  // NOLINT(cppcoreguidelines-avoid-non-const-global-va
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
+  // Libraries open descriptors without asking for this flag.
+  close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
   if (folder[0] == '\0' || chdir(folder) == 0) execvp(argv[0], argv);
   const int error = errno;
   const ssize_t written = write(report, &error, sizeof error);

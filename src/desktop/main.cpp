@@ -26,6 +26,8 @@
 #include "desktop/IniSettings.h"
 #include "desktop/LibarchiveUnzip.h"
 #include "desktop/LocaleFormats.h"
+#include "desktop/NewFetcher.h"
+#include "desktop/PosixDownloadFiles.h"
 #include "desktop/PosixFiles.h"
 #include "desktop/PosixFolders.h"
 #include "desktop/PosixNetwork.h"
@@ -55,6 +57,8 @@ struct Desktop {
   PosixNetwork network{gate, events};
   // Never destroyed: when the program ends, a file operation in the background may still be using it.
   PosixFiles& files = *new PosixFiles;
+  PosixDownloadFiles& downloadFiles = *new PosixDownloadFiles;
+  std::unique_ptr<Fetcher> fetcher = NewFetcher(gate, events);
   FileWorker background{gate};
   PosixFolders folders;
   LibarchiveUnzip unzip;
@@ -72,8 +76,11 @@ struct Desktop {
                             QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
   PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
   TaskLoop tasks{gate, events};
-  Platform platform{gate,    events, tasks, clock,   network, files,      settings,   clipboard, dialogs,  shell,
-                    machine, locale, tray,  windows, media,   background, &autoStart, &browsers, &folders, &unzip};
+  Platform platform{
+      gate,      events,     tasks,      clock,     network,  files,         settings,
+      clipboard, dialogs,    shell,      machine,   locale,   tray,          windows,
+      media,     background, &autoStart, &browsers, &folders, fetcher.get(), fetcher ? &downloadFiles : nullptr,
+      &unzip};
 };
 
 constexpr int kTextYes = 406;

@@ -36,6 +36,10 @@ struct FetchRequest {
   std::vector<FetchHeader> headers;
   std::string user;  // of the server; empty: none is sent (ftp and ftps: anonymous)
   std::string password;
+  // http and https: answers the server's challenge (RFC 7616), for which the request is repeated once. Else the login
+  // is sent at once (RFC 7617).
+  bool digest = false;
+  std::string key;           // sftp: file of the user's private key, tried before the password; empty: none
   std::string proxy;         // as a URL with its login; empty: direct
   std::string address;       // numeric: the connection goes there, and the host is not looked up; empty: it is
   std::string certificates;  // PEM file of trusted authorities, the system's and the user's
@@ -54,7 +58,7 @@ struct FetchAnswer {
 };
 
 enum class FetchEnd {
-  Whole,        // the connection's protocol says that the reply is complete
+  Whole,        // as the protocol has it: a reply without a length ends with its connection, cut or not
   Lost,         // a connection that was made has ended too early
   NoConnect,    // refused, unreachable
   NoHost,       // the name has no address
@@ -89,7 +93,7 @@ class FetchEvents {
 class Fetch {
  public:
   virtual ~Fetch() = default;  // ends the request at once; no event follows
-  // While False nothing is read; it waits in the kernel. True at the beginning.
+  // While False nothing is read; it waits in the kernel. What was read before still arrives. True at the beginning.
   virtual void SetReading(bool reading) = 0;
 };
 

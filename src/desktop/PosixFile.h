@@ -1,0 +1,52 @@
+// PosixFile: one open file, by descriptor and position, unbuffered. PosixFiles and PosixDownloadFiles open it.
+#pragma once
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <string>
+
+#include "ports/DownloadFiles.h"
+
+namespace pellora {
+
+constexpr mode_t kPrivateMode = 0600;
+
+// Throws for an empty path and for one with a NUL, which would silently cut the name.
+void CheckPath(const std::string& path);
+bool IsOneFile(const struct stat& a, const struct stat& b);
+FileState StateIn(const struct stat& status);
+// Close-on-exec, and O_NONBLOCK: opening must not hang if a pipe has just replaced the file.
+int OpenPath(const std::string& path, int flags, mode_t mode);
+
+class PosixFile final : public DownloadFile {
+ public:
+  PosixFile(std::string path, int fd);  // takes the descriptor
+  ~PosixFile() override;
+  PosixFile(const PosixFile&) = delete;
+  PosixFile& operator=(const PosixFile&) = delete;
+
+  void WriteAt(std::uint64_t offset, std::string_view bytes) override;
+  std::size_t ReadAt(std::uint64_t offset, std::span<char> buffer) override;
+  std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size) override;
+  std::uint64_t Length() override;
+  void Reserve(std::uint64_t size) override;
+  void Flush() override;
+  void SetLength(std::uint64_t length) override;
+  FileState State() override;
+
+  // False if another program has it locked. The lock ends when the file is closed.
+  bool Lock() const;
+  void CloseToOthers() const;
+  void SetRights(mode_t mode) const;  // file systems without rights refuse; there the mount decides who may read
+  struct stat Status() const;
+
+ private:
+  void FreeReservedBlocks() const;
+  void CheckFreeSpace(std::uint64_t size) const;
+
+  std::string path_;
+  int fd_;
+};
+
+}  // namespace pellora

@@ -1,0 +1,118 @@
+#include "desktop/curl/CurlFetcher.h"
+
+#include <curl/curl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <mutex>
+#include <string_view>
+#include <utility>
+
+#include "desktop/NewFetcher.h"
+#include "desktop/PosixFile.h"
+#include "desktop/curl/CurlLoop.h"
+#include "desktop/curl/CurlThread.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr int kLongestEndMilliseconds = 1000;
+
+// Before the first request, since it would lengthen every start of the program. Never undone: threads of abandoned
+// lookups may still run when the program ends.
+void InitializeOnce() {
+  static std::once_flag once;
+  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+bool StartsWith(std::string_view text, std::string_view start) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+  return text.size() >= start.size() &&
+         std::equal(start.begin(), start.end(), text.begin(), [&](char s, char t) { return s == lower(t); });
+}
+
+bool RunsInThread(std::string_view url) {
+  return StartsWith(url, "ftp:") || StartsWith(url, "ftps:") || StartsWith(url, "sftp:");
+}
+
+// Holds its driver, and the driver the transfer.
+class CurlFetch final : public Fetch {
+ public:
+  CurlFetch(std::shared_ptr<FetchChannel> channel, std::shared_ptr<FetchDriver> driver)
+      : channel_(std::move(channel)), driver_(std::move(driver)) {}
+  ~CurlFetch() override {
+    channel_->Drop();
+    driver_->Look(*channel_);
+  }
+  CurlFetch(const CurlFetch&) = delete;
+  CurlFetch& operator=(const CurlFetch&) = delete;
+  void SetReading(bool reading) override {
+    if (reading == channel_->Reading()) return;
+    channel_->SetReading(reading);
+    driver_->Look(*channel_);
+  }
+
+ private:
+  std::shared_ptr<FetchChannel> channel_;
+  std::shared_ptr<FetchDriver> driver_;
+};
+
+}  // namespace
+
+CurlFetcher::CurlFetcher(EventGate& gate, EventLoop& events)
+    : gate_(gate),
+      events_(events),
+      pool_(std::make_shared<FetchPool>()),
+      desk_(std::make_shared<FetchDesk>(gate)),
+      threads_(std::make_shared<ThreadCount>()) {}
+
+CurlFetcher::~CurlFetcher() {
+  desk_->Close();
+  threads_->WaitForNone(kLongestEndMilliseconds);
+}
+
+std::unique_ptr<Fetch> CurlFetcher::Begin(FetchRequest request, FetchEvents& events) {
+  InitializeOnce();
+  auto channel = std::make_shared<FetchChannel>(events, desk_);
+  if (RunsInThread(request.url)) {
+    auto thread = std::make_shared<CurlThread>(std::move(request), channel, pool_, desk_);
+    channel->SetDriver(thread);
+    CurlThread::Start(thread, threads_);
+    return std::make_unique<CurlFetch>(std::move(channel), std::move(thread));
+  }
+  std::shared_ptr<CurlLoop> loop = LoopFor(request);
+  channel->SetDriver(loop);
+  loop->Begin(std::move(request), channel);
+  return std::make_unique<CurlFetch>(std::move(channel), std::move(loop));
+}
+
+std::shared_ptr<CurlLoop> CurlFetcher::LoopFor(const FetchRequest& request) {
+  Shared& shared = loops_.at(request.http2 ? 1 : 0);
+  const bool needsNone = StartsWith(request.url, "http:") && request.proxy.empty();
+  if (shared.loop && needsNone) return shared.loop;
+  Certificates certificates{request.certificates, {}};
+  struct stat status {};
+  if (stat(request.certificates.c_str(), &status) == 0) certificates.state = StateIn(status);
+  if (!shared.loop || shared.certificates != certificates) {
+    shared = {std::make_shared<CurlLoop>(gate_, events_, pool_, desk_), std::move(certificates)};
+  }
+  return shared.loop;
+}
+
+bool CurlFetcher::Supports(std::string_view scheme) const {
+  const curl_version_info_data* const version = curl_version_info(CURLVERSION_NOW);
+  for (const std::string_view wanted : {"http", "https", "ftp", "ftps", "sftp"}) {
+    if (scheme != wanted) continue;
+    for (const char* const* known = version->protocols; *known != nullptr; ++known) {
+      if (wanted == *known) return true;
+    }
+  }
+  return false;
+}
+
+std::unique_ptr<Fetcher> NewFetcher(EventGate& gate, EventLoop& events) {
+  return std::make_unique<CurlFetcher>(gate, events);
+}
+
+}  // namespace pellora

@@ -1,0 +1,54 @@
+// CurlFetcher: the Fetcher on libcurl.
+//
+// http and https run on the event loop (CurlLoop), ftp, ftps and sftp in threads (CurlThread). The certificates that a
+// CurlLoop has read are kept with its connections, so a changed file of them means a new one; and HTTP/2 has another,
+// since kept connections of both versions do not mix.
+#pragma once
+
+#include <array>
+#include <memory>
+
+#include "ports/DownloadFiles.h"
+#include "ports/Fetcher.h"
+
+namespace pellora {
+
+class CurlLoop;
+class EventGate;
+class EventLoop;
+class FetchDesk;
+class FetchPool;
+class ThreadCount;
+
+class CurlFetcher final : public Fetcher {
+ public:
+  CurlFetcher(EventGate& gate, EventLoop& events);
+  ~CurlFetcher() override;  // after its Fetches
+  CurlFetcher(const CurlFetcher&) = delete;
+  CurlFetcher& operator=(const CurlFetcher&) = delete;
+
+  std::unique_ptr<Fetch> Begin(FetchRequest request, FetchEvents& events) override;
+  bool Supports(std::string_view scheme) const override;
+
+ private:
+  struct Certificates {
+    std::string path;
+    FileState state;
+    friend bool operator==(const Certificates&, const Certificates&) = default;
+  };
+  struct Shared {
+    std::shared_ptr<CurlLoop> loop;
+    Certificates certificates;
+  };
+
+  std::shared_ptr<CurlLoop> LoopFor(const FetchRequest& request);
+
+  EventGate& gate_;
+  EventLoop& events_;
+  std::shared_ptr<FetchPool> pool_;
+  std::shared_ptr<FetchDesk> desk_;
+  std::shared_ptr<ThreadCount> threads_;
+  std::array<Shared, 2> loops_;  // by FetchRequest::http2
+};
+
+}  // namespace pellora

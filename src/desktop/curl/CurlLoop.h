@@ -1,0 +1,68 @@
+// CurlLoop: transfers of http and https on the event loop, and the connections kept for later ones.
+//
+// libcurl says which sockets and which moment it waits for; notifiers and an alarm report them. Its callbacks run
+// inside Act and Look only; events are delivered after they have returned, so an event may begin, pause or end any
+// transfer.
+#pragma once
+
+#include <curl/curl.h>
+
+#include <QSocketNotifier>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "desktop/curl/CurlTransfer.h"
+#include "ports/EventLoop.h"
+
+namespace pellora {
+
+class CurlLoop final : public FetchDriver, public std::enable_shared_from_this<CurlLoop> {
+ public:
+  CurlLoop(EventGate& gate, EventLoop& events, std::shared_ptr<FetchPool> pool, std::shared_ptr<FetchDesk> desk);
+  ~CurlLoop() override;
+  CurlLoop(const CurlLoop&) = delete;
+  CurlLoop& operator=(const CurlLoop&) = delete;
+
+  void Begin(FetchRequest request, std::shared_ptr<FetchChannel> channel);
+  void Look(FetchChannel& channel) override;
+
+ private:
+  // A notifier may be delivering its signal just now, so it is disabled and deleted later.
+  struct Retire {
+    void operator()(QSocketNotifier* notifier) const {
+      notifier->setEnabled(false);
+      notifier->deleteLater();
+    }
+  };
+  using Notifier = std::unique_ptr<QSocketNotifier, Retire>;
+  struct Watch {
+    Notifier readable;
+    Notifier writable;
+  };
+
+  static int OnSocket(CURL* easy, curl_socket_t fd, int what, void* self, void* watch);
+  static int OnTimer(CURLM* multi, long milliseconds, void* self);
+
+  Notifier NewNotifier(int fd, QSocketNotifier::Type type, int mask);
+  void Act(int fd, int mask);
+  void Tick();
+  void FinishEnded();
+  void DeliverReady();
+  void LeaveReady();
+  void StartTicks();
+  void LimitKeptConnections();
+
+  EventGate& gate_;
+  const std::shared_ptr<FetchPool> pool_;
+  const std::shared_ptr<FetchDesk> desk_;
+  CURLM* multi_;
+  std::unique_ptr<Alarm> timer_;
+  std::unique_ptr<Alarm> ticks_;
+  bool ticking_ = false;
+  std::map<int, Watch> watches_;
+  std::map<const FetchChannel*, std::unique_ptr<CurlTransfer>> transfers_;
+  std::vector<std::shared_ptr<FetchChannel>> ready_;  // with events to deliver
+};
+
+}  // namespace pellora

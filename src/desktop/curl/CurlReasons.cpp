@@ -1,0 +1,155 @@
+#include "desktop/curl/CurlReasons.h"
+
+#include <curl/curl.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+namespace pellora {
+
+namespace {
+
+struct Text {
+  long number;
+  const char* text;
+};
+
+// The numbers of OpenSSL's x509_vfy.h, which libcurl hands through.
+constexpr std::array kCertificates{Text{2, "the authority of the certificate is not known"},
+                                   Text{9, "the certificate is not valid yet"},
+                                   Text{10, "the certificate has expired"},
+                                   Text{18, "the certificate is self-signed"},
+                                   Text{19, "the authority of the certificate is not known"},
+                                   Text{20, "the authority of the certificate is not known"},
+                                   Text{21, "the authority of the certificate is not known"},
+                                   Text{23, "the certificate has been revoked"},
+                                   Text{26, "the certificate is not meant for servers"},
+                                   Text{62, "the certificate is for another host"},
+                                   Text{64, "the certificate is for another host"}};
+
+constexpr std::array kConnections{
+    Text{ECONNREFUSED, "the connection is refused"},  Text{ENETUNREACH, "the network cannot be reached"},
+    Text{EHOSTUNREACH, "the host cannot be reached"}, Text{ETIMEDOUT, "the host does not answer"},
+    Text{EMFILE, "too many connections are open"},
+};
+
+template <std::size_t N>
+const char* TextOf(const std::array<Text, N>& texts, long number) {
+  for (const Text& text : texts) {
+    if (text.number == number) return text.text;
+  }
+  return nullptr;
+}
+
+bool Says(const CurlEnd& end, std::string_view words) { return end.detail.find(words) != std::string::npos; }
+
+FetchOutcome Outcome(const CurlEnd& end, FetchEnd kind, const std::string& text) {
+  return {kind, end.host + ": " + text};
+}
+
+// libcurl's own words where nothing better is known.
+FetchOutcome OtherOutcome(const CurlEnd& end, FetchEnd kind) {
+  return Outcome(end, kind, end.detail.empty() ? curl_easy_strerror(static_cast<CURLcode>(end.code)) : end.detail);
+}
+
+FetchOutcome NoConnection(const CurlEnd& end) {
+  const char* const known = TextOf(kConnections, end.systemError);
+  std::string text = "the host does not answer";
+  if (known != nullptr) {
+    text = known;
+  } else if (end.systemError != 0) {
+    text = std::strerror(static_cast<int>(end.systemError));
+  }
+  if (end.proxied) return Outcome(end, FetchEnd::Proxy, "no connection to the proxy: " + text);
+  return Outcome(end, FetchEnd::NoConnect, text);
+}
+
+FetchOutcome WrongCertificate(const CurlEnd& end) {
+  if (const char* const known = TextOf(kCertificates, end.verification)) {
+    return Outcome(end, FetchEnd::NotTrusted, known);
+  }
+  if (Says(end, "subject name")) return Outcome(end, FetchEnd::NotTrusted, "the certificate is for another host");
+  return OtherOutcome(end, FetchEnd::NotTrusted);
+}
+
+// One code of libcurl stands for all that can happen between the connection and the first encrypted byte.
+FetchOutcome NoHandshake(const CurlEnd& end) {
+  if (TextOf(kCertificates, end.verification) != nullptr) return WrongCertificate(end);
+  if (Says(end, "no application protocol")) {
+    return Outcome(end, FetchEnd::Unsupported, "the server does not speak this version of HTTP");
+  }
+  for (const char* const closed : {"reset by peer", "unexpected eof", "SSL_ERROR_SYSCALL", "Broken pipe"}) {
+    if (Says(end, closed)) return Outcome(end, FetchEnd::Lost, "the connection was closed before it was secured");
+  }
+  if (Says(end, "wrong version number")) return Outcome(end, FetchEnd::NotTrusted, "the server does not speak TLS");
+  for (const char* const old : {"protocol version", "unsupported protocol"}) {
+    if (Says(end, old)) return Outcome(end, FetchEnd::NotTrusted, "the server offers TLS below version 1.2 only");
+  }
+  return OtherOutcome(end, FetchEnd::NotTrusted);
+}
+
+FetchOutcome NoLogin(const CurlEnd& end) {
+  if (!end.withKey) return Outcome(end, FetchEnd::NoLogin, "the login is refused");
+  return Outcome(end, FetchEnd::NoLogin, "the key and the login are refused (of RSA keys, newer servers refuse all)");
+}
+
+constexpr int kFtpTooMany = 421;
+
+}  // namespace
+
+FetchOutcome OutcomeOf(const CurlEnd& end) {
+  if (end.code == CURLE_OK) return {};
+  if (end.proxied && end.proxyStatus / 100 != 2 && end.proxyStatus != 0) {
+    return Outcome(end, FetchEnd::Proxy, "the proxy refuses (" + std::to_string(end.proxyStatus) + ")");
+  }
+  if (end.status == kFtpTooMany) return Outcome(end, FetchEnd::NoConnect, "the server refuses more connections");
+  switch (end.code) {
+    case CURLE_COULDNT_RESOLVE_HOST:
+      return Outcome(end, FetchEnd::NoHost, "the name has no address");
+    case CURLE_COULDNT_RESOLVE_PROXY:
+      return Outcome(end, FetchEnd::Proxy, "the name of the proxy has no address");
+    case CURLE_PROXY:
+      return OtherOutcome(end, FetchEnd::Proxy);
+    case CURLE_COULDNT_CONNECT:
+      return NoConnection(end);
+    case CURLE_OPERATION_TIMEDOUT:
+      if (!end.connected) return NoConnection(end);
+      return Outcome(end, FetchEnd::Lost, "the server does not answer");
+    case CURLE_PARTIAL_FILE:
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+    case CURLE_HTTP2:
+    case CURLE_HTTP2_STREAM:
+      return Outcome(end, FetchEnd::Lost, "the connection was lost");
+    case CURLE_SSL_CONNECT_ERROR:
+      return NoHandshake(end);
+    case CURLE_PEER_FAILED_VERIFICATION:
+      return WrongCertificate(end);
+    case CURLE_SSL_CACERT_BADFILE:
+      return Outcome(end, FetchEnd::NotTrusted, "the file of trusted authorities cannot be read");
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+    case CURLE_USE_SSL_FAILED:
+      return OtherOutcome(end, FetchEnd::NotTrusted);
+    case CURLE_LOGIN_DENIED:
+      return NoLogin(end);
+    case CURLE_REMOTE_FILE_NOT_FOUND:
+      return Outcome(end, FetchEnd::NotFound, "there is no such file");
+    case CURLE_REMOTE_ACCESS_DENIED:
+    case CURLE_FTP_COULDNT_RETR_FILE:
+      return Outcome(end, FetchEnd::NotFound, "the file may not be read");
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_URL_MALFORMAT:
+    case CURLE_NOT_BUILT_IN:
+    case CURLE_FTP_COULDNT_USE_REST:
+      return OtherOutcome(end, FetchEnd::Unsupported);
+    default:
+      return OtherOutcome(end, FetchEnd::Other);
+  }
+}
+
+}  // namespace pellora
