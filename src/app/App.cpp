@@ -143,7 +143,18 @@ struct App::Parts {
     }
   }
 
+  // The web engine's journal lies beside the list.
+  void MakeWebServices() {
+    const Platform& platform = program.platform;
+    if (platform.fetcher == nullptr || platform.downloadFiles == nullptr) return;
+    const auto seed = std::bit_cast<std::uint64_t>(platform.clock.Now());
+    web = std::make_shared<WebServices>(platform, JoinFolder(FolderOf(ListPath(program)), kJournalName), seed);
+    program.newWebEngine = [this] { return std::make_shared<WebEngine>(program, web); };
+    program.listSaved = [this] { SweepJournal(program, *web); };
+  }
+
   Program program;
+  std::shared_ptr<WebServices> web;  // null without a fetcher
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
@@ -168,6 +179,10 @@ Task<> App::Parts::Start(Parts* parts) {
   program.ShowTransferWindow = true;
   TryAndReport(program, "The list cannot be read, and is left as it is: downloads added now are not saved.",
                [&] { LoadList(program); });
+  if (parts->web) {
+    TryAndReport(program, "The journal of https downloads cannot be read: they stay stopped.",
+                 [&] { RestoreWebRecords(program, *parts->web); });
+  }
   Skip([&] { RemoveOrphanedParts(program); });
   MainWindow& window = parts->Main();
   Skip([&] { window.RefreshRows(kAllRows, kUnforced); });
@@ -185,6 +200,7 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   Parts* const parts = parts_.get();
   Program& program = parts->program;
   program.newTransferWindow = [&program] { return NewTransferWindow(program); };
+  parts->MakeWebServices();
   program.newZipViewer = [parts] { return std::make_shared<Form2>(parts->program, parts->program.platform.folders); };
   if (platform.unzip != nullptr) {
     program.handOverUpdate = [&program](std::int16_t index) {

@@ -108,6 +108,7 @@ void SaveList(Program& program) {
   const std::unique_ptr<File> file = program.platform.files.Open(ListPath(program), FileKind::List);
   file->Reserve(bytes.size());
   file->WriteAt(0, bytes);
+  if (program.listSaved) program.listSaved();
 }
 
 bool SaveListBeforeTouchingParts(Program& program) {

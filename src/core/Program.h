@@ -67,6 +67,7 @@ class Program {
   // Unpacks a finished update package, starts the updater and ends the program; empty if nothing can unpack.
   std::function<void(std::int16_t index)> handOverUpdate;
   std::function<void()> saveAndQuit;
+  std::function<void()> listSaved;  // after each save of the list; may be empty
   // The windows that a language is applied to, in that order; created if need be.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;
 

@@ -48,7 +48,7 @@ struct Journal::Store {
 Journal::Journal(const Platform& platform, std::string path)
     : platform_(platform), store_(std::make_shared<Store>(platform.downloadFiles, std::move(path))) {}
 
-void Journal::Open(const std::function<bool(const JournalEntry&)>& keep) {
+void Journal::Open() {
   if (!platform_.files.Exists(store_->path)) return;
   readable_ = false;
   const std::string bytes = ReadWholeFile(platform_.files, store_->path, kLongest);
@@ -57,7 +57,7 @@ void Journal::Open(const std::function<bool(const JournalEntry&)>& keep) {
   nextId_ = reading.nextId;
   std::vector<JournalEntry> kept;
   for (JournalEntry& entry : reading.entries) {
-    if (entry.state == JournalState::Gone || !keep(entry)) continue;
+    if (entry.state == JournalState::Gone) continue;
     entries_[entry.key] = entry;
     kept.push_back(std::move(entry));
   }

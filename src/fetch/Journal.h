@@ -22,9 +22,9 @@ class Journal {
   // `path` is the journal's file. Nothing is read or written before Open.
   Journal(const Platform& platform, std::string path);
 
-  // Reads the file, if there is one, and rewrites it with the entries for which `keep` is true. Failure(File) if it is
-  // there and cannot be read; then nothing is known of its downloads, and none of them may begin anew.
-  void Open(const std::function<bool(const JournalEntry&)>& keep);
+  // Reads the file, if there is one, and rewrites it. Failure(File) if it is there and cannot be read; then nothing is
+  // known of its downloads.
+  void Open();
   bool Readable() const { return readable_; }
 
   const JournalEntry* Find(const JournalKey& key) const;  // null if there is none

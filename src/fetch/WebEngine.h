@@ -148,8 +148,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::optional<RangePlan> plan_;
   FileFacts facts_;
   bool factsKnown_ = false;
-  bool proven_ = false;           // an answer of this run of the program has agreed with the facts
-  std::vector<FileFacts> twins_;  // of servers whose sample was the same
+  bool proven_ = false;            // an answer of this run of the program has agreed with the facts
+  std::vector<FileFacts> twins_;   // of servers whose sample was the same
   std::int64_t statedTotal_ = -1;  // by an answer whose body contradicted it
   bool oneLane_ = false;
   bool unranged_ = false;  // ask without Range

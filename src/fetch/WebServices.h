@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <string>
+#include <utility>
 
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
@@ -27,7 +29,8 @@ struct WebServices {
   const Platform& platform;
   Journal journal;
   HostMemory hosts;
-  std::uint64_t seed;  // of the chances of waits
+  std::set<JournalKey> listed;  // journal entries that had a record when the list was last saved
+  std::uint64_t seed;           // of the chances of waits
 
  private:
   std::int64_t now_ = 0;

@@ -3,7 +3,7 @@
 #include "async/EventGate.h"
 #include "core/ListFile.h"
 #include "core/WebAddress.h"
-#include "fetch/RestoreWebRecords.h"
+#include "fetch/WebRecords.h"
 #include "fetch/WebEngine.h"
 
 namespace pellora {
@@ -21,6 +21,7 @@ WebRig::WebRig(SimOptions options) : sim(std::move(options)), program(sim.platfo
   program.newTransferWindow = [this] {
     return std::make_shared<TransferWindow>(program, std::make_shared<WebEngine>(program, services));
   };
+  program.listSaved = [this] { SweepJournal(program, *services); };
   for (const int number : {520, 521, 525, 526, 527, 528, 534}) {
     program.LangStrings.at(static_cast<std::size_t>(number)) = "text" + std::to_string(number);
   }

@@ -1,4 +1,4 @@
-#include "fetch/RestoreWebRecords.h"
+#include "fetch/WebRecords.h"
 
 #include <algorithm>
 #include <bit>
@@ -6,9 +6,11 @@
 #include <map>
 #include <optional>
 
+#include "core/ListFile.h"
 #include "core/Program.h"
 #include "core/WebAddress.h"
 #include "fetch/WebServices.h"
+#include "ports/Background.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -75,44 +77,71 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   record.Paused = true;
 }
 
-void RemovePart(Program& program, const std::string& path, const FileIdentity& identity) {
+void RemovePart(const Platform& platform, const std::string& path, const FileIdentity& identity) {
   if (path.empty()) return;
-  Skip([&] {
-    const std::optional<FileState> found = program.platform.downloadFiles->StateOf(path);
-    if (found && found->identity == identity) program.platform.files.Delete(path);
-  });
+  platform.background.Run(
+      [downloads = platform.downloadFiles, files = &platform.files, path, identity] {
+        const std::optional<FileState> found = downloads->StateOf(path);
+        if (found && found->identity == identity) files->Delete(path);
+      },
+      [](const std::exception_ptr&) {});
+}
+
+std::map<JournalKey, int> ListedIn(Program& program) {
+  std::map<JournalKey, int> listed;
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    const DownloadRecord& record = program.Download(i);
+    if (record.InUse) listed[JournalKeyOf(record.URL, record.DateAdded)] = i;
+  }
+  return listed;
+}
+
+void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry) {
+  journal.Remove(entry.key);
+  RemovePart(platform, entry.partPath, entry.part);
+  RemovePart(platform, entry.oldPartPath, entry.oldPart);
+}
+
+// Whether what is missing in the list may have been lost with it.
+bool ListMayLack(const Program& program) {
+  return program.keepDamagedList || program.platform.files.Exists(DamagedListPath(program));
 }
 
 }  // namespace
 
 void RestoreWebRecords(Program& program, WebServices& services) {
   Journal& journal = services.journal;
-  journal.Open([](const JournalEntry&) { return true; });
-  std::map<JournalKey, int> listed;
-  for (int i = 1; i <= program.DownloadCount; ++i) {
-    const DownloadRecord& record = program.Download(i);
-    if (record.InUse) listed[JournalKeyOf(record.URL, record.DateAdded)] = i;
-  }
+  journal.Open();
+  const std::map<JournalKey, int> listed = ListedIn(program);
+  const bool fill = ListMayLack(program);
   for (JournalEntry entry : journal.Entries()) {
     if (HasItsName(*program.platform.downloadFiles, entry)) {
       entry.state = JournalState::Finished;
       entry.partPath.clear();
       journal.Put(entry);
     }
-    auto at = listed.find(entry.key);
-    if (at == listed.end() && !program.keepDamagedList) {
-      journal.Remove(entry.key);
-      RemovePart(program, entry.partPath, entry.part);
-      RemovePart(program, entry.oldPartPath, entry.oldPart);
-      continue;
-    }
-    if (at == listed.end()) {
-      if (program.DownloadCount == kMaxRecords) continue;
+    const auto at = listed.find(entry.key);
+    if (at != listed.end()) {
+      TakeFigures(program, at->second, entry);
+    } else if (!fill) {
+      Drop(program.platform, journal, entry);
+    } else if (program.DownloadCount < kMaxRecords) {
       program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
       program.Download(program.DownloadCount) = RecordOf(entry);
-      at = listed.emplace(entry.key, program.DownloadCount).first;
+      TakeFigures(program, program.DownloadCount, entry);
     }
-    TakeFigures(program, at->second, entry);
+  }
+}
+
+void SweepJournal(Program& program, WebServices& services) {
+  if (!program.listLoaded) return;
+  const std::map<JournalKey, int> listed = ListedIn(program);
+  for (const JournalEntry& entry : services.journal.Entries()) {
+    if (listed.contains(entry.key)) {
+      services.listed.insert(entry.key);
+    } else if (services.listed.erase(entry.key) > 0) {
+      Drop(program.platform, services.journal, entry);
+    }
   }
 }
 
