@@ -72,8 +72,9 @@ struct Desktop {
                             QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
   PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
   TaskLoop tasks{gate, events};
-  Platform platform{gate,    events, tasks, clock,   network, files,      settings,   clipboard, dialogs,  shell,
-                    machine, locale, tray,  windows, media,   background, &autoStart, &browsers, &folders, &unzip};
+  Platform platform{gate,       events,    tasks,    clock,   network, files,   settings, clipboard,
+                    dialogs,    shell,     machine,  locale,  tray,    windows, media,    background,
+                    &autoStart, &browsers, &folders, nullptr, nullptr, &unzip};
 };
 
 constexpr int kTextYes = 406;
@@ -111,7 +112,8 @@ QList<DownloadRow> Rows(const App& app) {
   QList<DownloadRow> rows;
   for (const DownloadInfo& info : app.List()) {
     rows.append({info.index, WholeText(info.name), WholeText(info.url), WholeText(info.state), info.received, info.size,
-                 info.percent, WholeText(info.savedPath), WholeText(info.id), info.silentSeconds});
+                 info.percent, WholeText(info.savedPath), WholeText(info.id), info.silentSeconds, info.bytesPerSecond,
+                 WholeText(info.reason)});
   }
   return rows;
 }
