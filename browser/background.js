@@ -21,8 +21,9 @@ chrome.contextMenus.onClicked.addListener((info) => {
 // True if the program has taken the address. Otherwise the user gets a notification with the reason.
 async function passOn(url, page) {
   const scheme = url.slice(0, url.indexOf(":") + 1).toLowerCase();
-  if (scheme !== "http:" && scheme !== "ftp:") {
-    notify(`Pellora takes http and ftp addresses only, so ${scheme ? `this ${scheme.slice(0, -1)} link` : "this"} is left to the browser.`);
+  // Which of these Pellora takes depends on its settings: its host says why one is refused.
+  if (!["http:", "https:", "ftp:", "ftps:", "sftp:"].includes(scheme)) {
+    notify(`Pellora does not download ${scheme ? `${scheme.slice(0, -1)} links, so this` : "such links, so it"} is left to the browser.`);
     return false;
   }
   let answer;

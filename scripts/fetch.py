@@ -9,6 +9,7 @@ program ends the wait and is saved as a screenshot; otherwise the user answers i
 
 import argparse
 import os
+import re
 import subprocess
 import sys
 import time
@@ -59,7 +60,8 @@ def main():
     companion = Companion(arguments.pelloractl)
 
     urls = list(dict.fromkeys(arguments.urls))
-    before = {d.url: d for d in companion.downloads()}
+    listed = {d.url: d for d in companion.downloads()}
+    before = {url: listed[form] for url in urls for form in (url, without_password(url)) if form in listed}
     ids, waiting = {}, []  # id by URL, for the URLs that the program has taken; ids to wait for
     for url in urls:
         known = before.get(url)
@@ -88,8 +90,14 @@ def main():
             continue
         missing += 1
         if ids[url]:
-            print("not downloaded: %s (%s)" % (url, found.state if found else "no longer in the list"), file=sys.stderr)
+            print("not downloaded: %s (%s)" % (url, found.reason or found.state if found else "no longer in the list"),
+                  file=sys.stderr)
     return 1 if missing else 0
+
+
+def without_password(url):
+    """As the list has the addresses of the web engine."""
+    return re.sub(r"^([^:/]+://[^/?#@:]*):[^/?#]*@", r"\1@", url)
 
 
 def add(companion, url):

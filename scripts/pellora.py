@@ -16,6 +16,7 @@ class Download:
     saved_path: str
     id: str
     silence: str  # "no byte for N s", or empty
+    reason: str = ""  # why it has failed or waits, or empty
 
     @property
     def finished(self):

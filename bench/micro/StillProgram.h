@@ -98,7 +98,7 @@ class StillProgram {
     }
     record.Active = false;
     record.Paused = true;
-    auto transfer = NewTransferWindow(program);
+    auto transfer = NewTransferWindow(program, 1);
     program.TransferWindowAt(1) = transfer;
     sim.Do([&] {
       transfer->SetRecordIndex(1);

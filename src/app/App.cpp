@@ -1,5 +1,7 @@
 #include "app/App.h"
 
+#include <algorithm>
+#include <bit>
 #include <charconv>
 #include <functional>
 #include <string>
@@ -12,10 +14,15 @@
 #include "capture/DownloadBasket.h"
 #include "capture/PelloraCatcher.h"
 #include "capture/SetBrowserMenu.h"
+#include "core/EngineChoice.h"
+#include "core/FileNames.h"
 #include "core/ListFile.h"
 #include "core/OrphanedParts.h"
 #include "core/RecordLife.h"
 #include "core/Stop.h"
+#include "fetch/WebEngine.h"
+#include "fetch/WebRecords.h"
+#include "fetch/WebServices.h"
 #include "lang/Language.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
@@ -35,14 +42,19 @@ namespace pellora {
 
 namespace {
 
+constexpr const char* kJournalName = "Pellora.fetch";
+
 constexpr const char* kNoSuchDownload = "There is no such download.";
 
-const char* StateWord(const DownloadRecord& record) {
+// One of seven words, also for the web engine: what waits for a server is active, what was stopped has failed.
+const char* StateWord(Program& program, int index) {
+  const DownloadRecord& record = program.Download(index);
   if (record.Finished) return "finished";
   if (record.Active) return "active";
   if (record.Scheduled != 0) return "scheduled";
   if (TimedOut(record)) return "failed";
   if (record.Queued != 0) return "queued";
+  if (HasFailed(program, index)) return "failed";
   return record.Paused ? "paused" : "waiting";
 }
 
@@ -149,7 +161,7 @@ struct App::Parts {
     if (platform.fetcher == nullptr || platform.downloadFiles == nullptr) return;
     const auto seed = std::bit_cast<std::uint64_t>(platform.clock.Now());
     web = std::make_shared<WebServices>(platform, JoinFolder(FolderOf(ListPath(program)), kJournalName), seed);
-    program.newWebEngine = [this] { return std::make_shared<WebEngine>(program, web); };
+    program.newWebEngine = [this](Program&) { return std::make_shared<WebEngine>(program, web); };
     program.listSaved = [this] { SweepJournal(program, *web); };
   }
 
@@ -173,6 +185,7 @@ Task<> App::Parts::Start(Parts* parts) {
   parts->CreateFolders();
   TryAndReport(program, "The settings cannot be read.",
                [&] { LoadSettings(program.settings, platform.settings, platform.machine, platform.clock); });
+  LoadWebSettings(program.settings, platform.settings);
   Skip([&] { LoadLanguage(program, program.settings.Language); });
   if (platform.browserMenu) SetBrowserMenu(*platform.browserMenu, program.settings.BrowserIngeration);
   Skip([&] { platform.settings.Set("Pellora", "AppPath", platform.machine.ProgramFolder()); });
@@ -199,7 +212,7 @@ Task<> App::Parts::Start(Parts* parts) {
 App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   Parts* const parts = parts_.get();
   Program& program = parts->program;
-  program.newTransferWindow = [&program] { return NewTransferWindow(program); };
+  program.newTransferWindow = [&program](std::int16_t index) { return NewTransferWindow(program, index); };
   parts->MakeWebServices();
   program.newZipViewer = [parts] { return std::make_shared<Form2>(parts->program, parts->program.platform.folders); };
   if (platform.unzip != nullptr) {
@@ -284,9 +297,15 @@ std::vector<DownloadInfo> App::List() const {
     info.name = record.FileName;
     info.id = parts_->IdOf(i);
     info.url = record.URL;
-    info.state = StateWord(record);
+    info.state = StateWord(program, i);
     info.received = record.Received;
     info.size = record.FileSize;
+    info.reason = ReasonOf(program, i);
+    if (const WebFigures* const figures = program.Web(i)) {
+      info.received = figures->received;
+      info.size = std::max(figures->size, std::int64_t{0});
+      if (record.Active) info.bytesPerSecond = figures->bytesPerSecond;
+    }
     info.percent = static_cast<double>(record.Percent);
     if (record.Finished) info.savedPath = record.SavePath;
     const std::shared_ptr<Transfer>& transfer = program.TransferWindowAt(i);

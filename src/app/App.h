@@ -24,12 +24,14 @@ struct DownloadInfo {
   std::string name;
   std::string url;
   std::string state;          // one of "finished", "active", "scheduled", "failed", "queued", "paused", "waiting"
-  std::int32_t received = 0;  // bytes
-  std::int32_t size = 0;      // bytes; 0 if unknown
+  std::int64_t received = 0;  // bytes
+  std::int64_t size = 0;      // bytes; 0 if unknown
   double percent = 0;
   std::string savedPath;  // empty until finished
   // Whole seconds since the last byte, or since the start or resume; none unless active.
   std::optional<std::uint32_t> silentSeconds;
+  std::optional<double> bytesPerSecond;  // of the web engine's, while active
+  std::string reason;                    // why it was stopped, waits or cannot be started; else empty
 };
 
 // The result of an address that a script has added.

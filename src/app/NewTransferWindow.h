@@ -1,7 +1,7 @@
-// NewTransferWindow: the transfer object of a download, a window over the engine that fetches it. Which download it is
-// comes later, by SetRecordIndex.
+// NewTransferWindow: the transfer object of a download, a window over the engine that ChooseEngine names.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 namespace pellora {
@@ -9,6 +9,6 @@ namespace pellora {
 class Program;
 class TransferWindow;
 
-std::shared_ptr<TransferWindow> NewTransferWindow(Program& program);
+std::shared_ptr<TransferWindow> NewTransferWindow(Program& program, std::int16_t index);
 
 }  // namespace pellora

@@ -8,7 +8,7 @@
 #include "capture/LinkList.h"
 #include "capture/PelloraCatcher.h"
 #include "core/Ascii.h"
-#include "core/Scheme.h"
+#include "core/EngineChoice.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Platform.h"
@@ -111,13 +111,14 @@ int DownloadBasket::OLEDragDrop(const DataObject& data, int effect) {
 
 // Passes the text on unchanged. Never starts a dropped link at once.
 bool DownloadBasket::TakeText(const std::string& text) {
-  if (!HasScheme(TrimBlanks(text))) return false;
+  if (!TakesScheme(program_, TrimBlanks(text))) return false;
   platform_.tasks.Spawn(AddDownload(&program_, text, true, 0, this));
   return true;
 }
 
 bool DownloadBasket::TakeLinks(const std::string& list) {
-  std::vector<std::string> links = LinksToAdd(list);
+  std::vector<std::string> links =
+      LinksToAdd(list, [this](std::string_view link) { return TakesScheme(program_, link); });
   if (links.empty()) return false;
   platform_.tasks.Spawn(AddEach(std::move(links)));
   return true;

@@ -3,11 +3,10 @@
 #include <algorithm>
 
 #include "core/Ascii.h"
-#include "core/Scheme.h"
 
 namespace pellora {
 
-std::vector<std::string> LinksToAdd(std::string_view list) {
+std::vector<std::string> LinksToAdd(std::string_view list, const std::function<bool(std::string_view link)>& takes) {
   list = list.substr(0, list.find('\0'));
   std::vector<std::string> links;
   for (std::size_t from = 0; from < list.size();) {
@@ -16,7 +15,7 @@ std::vector<std::string> LinksToAdd(std::string_view list) {
     from = end + 1;
     if (line.ends_with('\r')) line.remove_suffix(1);
     line = TrimBlanks(line);
-    if (HasScheme(line)) links.emplace_back(line);
+    if (takes(line)) links.emplace_back(line);
   }
   return links;
 }

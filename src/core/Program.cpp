@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "async/TaskLoop.h"
+#include "core/WebTexts.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
 #include "ports/Machine.h"
@@ -29,7 +30,7 @@ Task<> SayAndEnd(Program* program, std::string reason) {
 
 }  // namespace
 
-Program::Program(Platform& thePlatform) : platform(thePlatform), boxes(thePlatform) {}
+Program::Program(Platform& thePlatform) : platform(thePlatform), boxes(thePlatform) { FillWebTexts(LangStrings); }
 
 DownloadRecord& Program::Download(int index) { return At(downloads_, index); }
 std::shared_ptr<Transfer>& Program::TransferWindowAt(int index) { return At(transferWindows_, index); }
@@ -67,9 +68,9 @@ int Program::ActiveCount() const {
       std::count_if(downloads_.begin() + 1, downloads_.end(), [](const auto& r) { return r.InUse && r.Active; }));
 }
 
-std::int32_t Program::SessionBytes() const {
+std::int64_t Program::SessionBytes() const {
   constexpr std::uint64_t kMost = std::numeric_limits<std::int32_t>::max();
-  return static_cast<std::int32_t>(std::min(sessionTotal_, kMost));
+  return static_cast<std::int64_t>(std::min(socketTotal_, kMost) + webTotal_);
 }
 
 const std::string& Program::Text(int number) const {

@@ -27,6 +27,7 @@ namespace pellora {
 
 class Basket;
 class Catcher;
+class Engine;
 class Window;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
@@ -62,8 +63,9 @@ class Program {
   Lists* lists = nullptr;
   Catcher* catcher = nullptr;
   Basket* basket = nullptr;
-  std::function<std::shared_ptr<Transfer>()> newTransferWindow;
-  std::function<std::shared_ptr<ZipViewer>()> newZipViewer;  // empty where there is no viewer
+  std::function<std::shared_ptr<Transfer>(std::int16_t index)> newTransferWindow;
+  std::function<std::shared_ptr<Engine>(Program&)> newWebEngine;  // empty where there is no web engine
+  std::function<std::shared_ptr<ZipViewer>()> newZipViewer;       // empty where there is no viewer
   // Unpacks a finished update package, starts the updater and ends the program; empty if nothing can unpack.
   std::function<void(std::int16_t index)> handOverUpdate;
   std::function<void()> saveAndQuit;
@@ -92,11 +94,12 @@ class Program {
   // Records that are transferring: InUse and Active.
   int ActiveCount() const;
 
-  // Bytes received on any socket since the start. Take differences from the 64-bit SessionTotal; SessionBytes, which is
-  // shown, stops at the largest signed 32-bit value.
-  void CountReceived(std::size_t bytes) { sessionTotal_ += bytes; }
-  std::uint64_t SessionTotal() const { return sessionTotal_; }
-  std::int32_t SessionBytes() const;
+  // Bytes received since the start, on sockets and by the web engine. Take differences from SessionTotal. In
+  // SessionBytes, which is shown, those of the sockets stop at the largest signed 32-bit value.
+  void CountReceived(std::size_t bytes) { socketTotal_ += bytes; }
+  void CountWebReceived(std::size_t bytes) { webTotal_ += bytes; }
+  std::uint64_t SessionTotal() const { return socketTotal_ + webTotal_; }
+  std::int64_t SessionBytes() const;
 
   // Language text; empty for a number outside the table.
   const std::string& Text(int number) const;
@@ -112,7 +115,8 @@ class Program {
   std::deque<std::uint32_t> serials_{1};
   std::map<int, WebFigures> webFigures_;  // by index
   std::uint32_t nextSerial_ = 1;
-  std::uint64_t sessionTotal_ = 0;
+  std::uint64_t socketTotal_ = 0;
+  std::uint64_t webTotal_ = 0;
   bool ending_ = false;
 };
 

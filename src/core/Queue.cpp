@@ -7,12 +7,20 @@ namespace pellora {
 
 bool Queue::IsFull(int most) const { return program_.ActiveCount() >= most; }
 
-std::optional<Queue::Turn> Queue::Next(int most) const {
+std::optional<Queue::Turn> Queue::Next(int most, double now) const {
   if (IsFull(most)) return std::nullopt;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
     if (!record.InUse || record.Queued == 0) continue;
-    return Turn{static_cast<std::int16_t>(i), !program_.TransferWindowAt(i) && !record.Finished};
+    const WebFigures* const figures = program_.Web(i);
+    if (figures != nullptr && now < figures->notBefore) continue;
+    const EngineName engine = ChooseEngine(program_, i).engine;
+    const bool startable = !record.Finished && engine != EngineName::None;
+    const bool hasTransfer = program_.TransferWindowAt(i) != nullptr;
+    return Turn{.index = static_cast<std::int16_t>(i),
+                .starts = startable && !hasTransfer,
+                .resumes = startable && hasTransfer && figures != nullptr && !record.Active,
+                .engine = engine};
   }
   return std::nullopt;
 }

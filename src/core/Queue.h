@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "core/EngineChoice.h"
+
 namespace pellora {
 
 class Program;
@@ -17,13 +19,17 @@ class Queue {
   // True while `most` downloads are transferring: further ones are queued.
   bool IsFull(int most) const;
 
-  // The queued record that is next.
+  // The queued record that is next. Where it neither starts nor resumes, it only leaves the queue: it is finished, no
+  // engine may fetch it, or it has a transfer already, which with the web engine resumes.
   struct Turn {
     std::int16_t index;
-    bool starts;  // False: it has a transfer already or is finished, and only leaves the queue
+    bool starts;
+    bool resumes;
+    EngineName engine;
   };
-  // The one with the lowest number, whenever it was queued. None if IsFull or nothing is queued.
-  std::optional<Turn> Next(int most) const;
+  // The one with the lowest number, whenever it was queued, of those that need not wait until a later moment than
+  // `now`. None if IsFull or nothing is queued.
+  std::optional<Turn> Next(int most, double now) const;
 
   // Once the scheduled moment has passed, queues the scheduled records and moves a daily schedule to its next
   // occurrence. True if a record was queued.

@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "core/EngineChoice.h"
 #include "core/ParseUrl.h"
 #include "core/Program.h"
 #include "ports/Clock.h"
@@ -69,11 +70,14 @@ void EmptyPlace(Program& program, std::int16_t index, Evicted evicted) {
 }
 
 Task<> StartTransfer(Program* program, std::int16_t index, Start start) {
-  const std::shared_ptr<Transfer> transfer = program->newTransferWindow();
+  if (start == Start::Queued) program->Download(index).Queued = 0;
+  const EngineName engine = ChooseEngine(*program, index).engine;
+  if (engine == EngineName::None) co_return;
+  const std::shared_ptr<Transfer> transfer = program->newTransferWindow(index);
   program->TransferWindowAt(index) = transfer;
   const std::uint32_t serial = program->Serial(index);
-  if (start == Start::Queued) program->Download(index).Queued = 0;
-  if (start != Start::Added) Activate(program->Download(index));
+  // The web engine has its place at once, so that many adds do not all start.
+  if (start != Start::Added || engine == EngineName::Web) Activate(program->Download(index));
   transfer->SetRecordIndex(index);
   co_await transfer->InitConnection();
   // Meanwhile the record may have ended and its slot been taken by another.

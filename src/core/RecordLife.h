@@ -74,12 +74,13 @@ enum class Evicted {
 void EmptyPlace(Program& program, std::int16_t index, Evicted evicted = Evicted::Unloaded);
 
 enum class Start {
-  Added,   // a new record; the server's first reply sets Active
+  Added,   // a new record; with the classic engine the server's first reply sets Active
   Listed,  // by the user
   Queued,  // it leaves the queue
 };
 
-// Puts a new transfer into the record's place and starts it, continuing the plan if there is one. Nothing else runs
+// Puts a new transfer into the record's place and starts it, continuing the plan if there is one; not if ChooseEngine
+// says that no engine may fetch it now. Nothing else runs
 // before the transfer is in its place. Its window is shown if windows are and it still has its place then.
 Task<> StartTransfer(Program* program, std::int16_t index, Start start);
 

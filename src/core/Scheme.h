@@ -1,6 +1,10 @@
 // Scheme: how an address begins that Pellora accepts. Nothing here trims; each caller does as its texts need.
+//
+// The classic engine fetches http and ftp; the new schemes are the web engine's alone.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <string_view>
 
 #include "core/Ascii.h"
@@ -18,6 +22,16 @@ constexpr bool HasScheme(std::string_view url) { return HasHttpScheme(url) || Ha
 // In lower case only, as required of copied texts.
 constexpr bool HasLowerCaseScheme(std::string_view text) {
   return text.starts_with(kHttpScheme) || text.starts_with(kFtpScheme);
+}
+
+inline constexpr std::array<std::string_view, 3> kNewSchemes = {"https://", "ftps://", "sftp://"};
+
+constexpr bool HasNewScheme(std::string_view url) {
+  return std::any_of(kNewSchemes.begin(), kNewSchemes.end(),
+                     [url](auto scheme) { return StartsWithNoCase(url, scheme); });
+}
+constexpr bool HasLowerCaseNewScheme(std::string_view text) {
+  return std::any_of(kNewSchemes.begin(), kNewSchemes.end(), [text](auto scheme) { return text.starts_with(scheme); });
 }
 
 // What the desktop may open: https too, but not a scheme alone.

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <string_view>
 
 #include "core/Dates.h"
 #include "core/Numbers.h"
 #include "ports/Clock.h"
+#include "ports/Failure.h"
 #include "ports/Machine.h"
 #include "ports/SettingsStore.h"
 
@@ -121,6 +123,29 @@ constexpr auto InSaveOrder() {
 
 constexpr auto kKeysAsSaved = InSaveOrder();
 
+// Keys that an older version's file does not have. A text that does not convert changes nothing.
+struct WebKey {
+  const char* name;
+  void (*read)(Settings& settings, const std::string& text);
+  std::string (*write)(const Settings& settings);
+};
+
+constexpr std::array<WebKey, 2> kWebKeys = {{
+    {"WebEngine",
+     [](Settings& settings, const std::string& text) {
+       for (const std::int32_t value : {kWebEngineOff, kWebEngineNewSchemes, kWebEngineAll}) {
+         if (text == std::to_string(value)) settings.WebEngine = value;
+       }
+     },
+     [](const Settings& settings) { return std::to_string(settings.WebEngine); }},
+    {"ExtraCertificates",
+     [](Settings& settings, const std::string& text) {
+       // A relative path would depend on where the program was started.
+       if (text.starts_with('/')) settings.ExtraCertificates = text;
+     },
+     [](const Settings& settings) { return settings.ExtraCertificates; }},
+}};
+
 }  // namespace
 
 void LoadSettings(Settings& settings, const SettingsStore& store, const Machine& machine, const Clock& clock) {
@@ -131,9 +156,26 @@ void LoadSettings(Settings& settings, const SettingsStore& store, const Machine&
   settings.ScheduleHour = NextOccurrence(settings.ScheduleHour, clock.Now());
 }
 
+void LoadWebSettings(Settings& settings, const SettingsStore& store) {
+  const Settings absent;
+  settings.WebEngine = absent.WebEngine;
+  settings.ExtraCertificates = absent.ExtraCertificates;
+  for (const WebKey& key : kWebKeys) {
+    Skip([&] {
+      if (const std::optional<std::string> text = store.Get(kApplication, key.name)) key.read(settings, *text);
+    });
+  }
+}
+
 void SaveSettings(const Settings& settings, SettingsStore& store) {
   SettingsStore::Values values;
   for (const Key& key : kKeysAsSaved) values.emplace_back(key.name, key.write(settings));
+  Settings stored;
+  LoadWebSettings(stored, store);
+  for (const WebKey& key : kWebKeys) {
+    const std::string text = key.write(settings);
+    if (store.Get(kApplication, key.name) || text != key.write(stored)) values.emplace_back(key.name, text);
+  }
   store.SetAll(kApplication, values);
 }
 

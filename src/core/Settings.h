@@ -1,5 +1,5 @@
 // Settings: the user's options, read directly everywhere, saved only by the options dialog.
-// Each member is named as its key in the store. All are zero until LoadSettings.
+// Each member is named as its key in the store. All but the last two are zero until LoadSettings.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,11 @@
 namespace pellora {
 
 class Clock;
+
+// Values of WebEngine.
+inline constexpr std::int32_t kWebEngineOff = 0;
+inline constexpr std::int32_t kWebEngineNewSchemes = 1;  // what the classic engine refuses: https, ftps, sftp
+inline constexpr std::int32_t kWebEngineAll = 2;
 
 struct Settings {
   bool BrowserIngeration = false;
@@ -32,17 +37,24 @@ struct Settings {
   bool AutoStart = false;
   std::string Language;  // base name of the language file
   std::string IgnoreString;
-  std::string ExtraCertificates;
   double ScheduleHour = 0;          // the next occurrence of the daily hour, as a date and time
   std::int16_t ScheduleOption = 0;  // 0 once at ScheduleDate, else daily at ScheduleHour
+
+  // Read by LoadWebSettings.
+  std::int32_t WebEngine = kWebEngineNewSchemes;  // which downloads are the web engine's
+  std::string ExtraCertificates;                  // full path of a PEM file, trusted besides the system's; or empty
 };
 
 // Reads every key in a fixed order. The first text that does not convert throws Failure, and the keys after it stay
 // zero.
 void LoadSettings(Settings& settings, const SettingsStore& store, const Machine& machine, const Clock& clock);
 
-// Writes every key under "Pellora" in one step, nearly in the order of reading: a failure leaves the store unchanged,
-// so that it never mixes old and new options.
+// Reads the web engine's keys, each with its own default where the store has none or a bad one. They are read apart
+// from the others, whose bad keys they outlive.
+void LoadWebSettings(Settings& settings, const SettingsStore& store);
+
+// Writes every key under "Pellora" in one step: a failure leaves the store unchanged, so that it never mixes old and
+// new options. A key of the web engine is written only if the store has it or it was changed.
 void SaveSettings(const Settings& settings, SettingsStore& store);
 
 }  // namespace pellora

@@ -21,7 +21,8 @@ struct WebFigures {
   std::int64_t size = -1;     // of the file; -1: not known
   double bytesPerSecond = 0;  // over the last seconds
   WebStanding standing = WebStanding::Active;
-  std::string reason;  // of Stopped, one sentence; of Active, what is being waited for; else empty
+  std::string reason;    // of Stopped, one sentence; of Active, what is being waited for; else empty
+  double notBefore = 0;  // while queued: a date and time, before which the queue passes it over; in days like DateAdded
 };
 
 }  // namespace pellora

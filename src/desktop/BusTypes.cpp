@@ -2,20 +2,33 @@
 
 #include <QDBusMetaType>
 #include <QVariantMap>
+#include <algorithm>
+#include <limits>
 
 namespace pellora {
 
+namespace {
+
+int Held(qint64 bytes) { return static_cast<int>(std::min(bytes, qint64{std::numeric_limits<int>::max()})); }
+
+}  // namespace
+
 QDBusArgument& operator<<(QDBusArgument& argument, const DownloadRow& row) {
   argument.beginStructure();
-  argument << row.index << row.name << row.url << row.state << row.received << row.size << row.percent << row.savedPath;
+  argument << row.index << row.name << row.url << row.state << Held(row.received) << Held(row.size) << row.percent
+           << row.savedPath;
   argument.endStructure();
   return argument;
 }
 
 const QDBusArgument& operator>>(const QDBusArgument& argument, DownloadRow& row) {
+  int received = 0;
+  int size = 0;
   argument.beginStructure();
-  argument >> row.index >> row.name >> row.url >> row.state >> row.received >> row.size >> row.percent >> row.savedPath;
+  argument >> row.index >> row.name >> row.url >> row.state >> received >> size >> row.percent >> row.savedPath;
   argument.endStructure();
+  row.received = received;
+  row.size = size;
   return argument;
 }
 
@@ -23,6 +36,8 @@ QDBusArgument& operator<<(QDBusArgument& argument, const DetailRow& detail) {
   const DownloadRow& row = detail.row;
   QVariantMap more;
   if (row.silentSeconds) more.insert(kSilentKey, *row.silentSeconds);
+  if (row.bytesPerSecond) more.insert(kSpeedKey, *row.bytesPerSecond);
+  if (!row.reason.isEmpty()) more.insert(kReasonKey, row.reason);
   argument.beginStructure();
   argument << row.id << row.index << row.name << row.url << row.state << qlonglong{row.received} << qlonglong{row.size}
            << row.percent << row.savedPath << more;
@@ -39,8 +54,10 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, DetailRow& detail
   argument >> row.id >> row.index >> row.name >> row.url >> row.state >> received >> size >> row.percent >>
       row.savedPath >> more;
   argument.endStructure();
-  row.received = static_cast<int>(received);
-  row.size = static_cast<int>(size);
+  row.received = received;
+  row.size = size;
+  row.reason = more.value(kReasonKey).toString();
+  if (more.contains(kSpeedKey)) row.bytesPerSecond = more.value(kSpeedKey).toDouble();
   if (more.contains(kSilentKey)) row.silentSeconds = more.value(kSilentKey).toUInt();
   return argument;
 }

@@ -21,22 +21,26 @@ inline constexpr const char* kResumeAllAction = "resume-all";
 // Keys of the requests and replies of the downloads interface.
 inline constexpr const char* kUrlKey = "url";
 inline constexpr const char* kIdKey = "id";
-inline constexpr const char* kReasonKey = "reason";  // why nothing was done, in one sentence
+inline constexpr const char* kReasonKey =
+    "reason";  // why nothing was done, or why a download does not go on, in one sentence
 inline constexpr const char* kSilentKey = "silent";
+inline constexpr const char* kSpeedKey = "speed";
 
-// One record of the list, (isssiids) on the bus.
+// One record of the list, (isssiids) on the bus, where bytes are held at the largest 32-bit value.
 struct DownloadRow {
   int index = 0;
   QString name;
   QString url;
-  QString state;     // "finished", "active", "scheduled", "failed", "queued", "paused" or "waiting"
-  int received = 0;  // bytes
-  int size = 0;      // bytes; 0 if unknown
+  QString state;        // "finished", "active", "scheduled", "failed", "queued", "paused" or "waiting"
+  qint64 received = 0;  // bytes
+  qint64 size = 0;      // bytes; 0 if unknown
   double percent = 0;
   QString savedPath;  // empty until finished
   // In a DetailRow only:
-  QString id;                         // unique to this record while the program runs
-  std::optional<uint> silentSeconds;  // since the last byte; nullopt unless active
+  QString id;                              // unique to this record while the program runs
+  std::optional<uint> silentSeconds;       // since the last byte; nullopt unless active
+  std::optional<double> bytesPerSecond{};  // over the last seconds; nullopt unless the web engine is fetching it
+  QString reason{};                        // why it was stopped, waits or cannot be started, in one sentence
 };
 
 // A record in full, (sisssxxdsa{sv}) on the bus: id, index, name, URL, state, received, size, percent, path, and a map

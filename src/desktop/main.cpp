@@ -118,7 +118,8 @@ QList<DownloadRow> Rows(const App& app) {
   QList<DownloadRow> rows;
   for (const DownloadInfo& info : app.List()) {
     rows.append({info.index, WholeText(info.name), WholeText(info.url), WholeText(info.state), info.received, info.size,
-                 info.percent, WholeText(info.savedPath), WholeText(info.id), info.silentSeconds});
+                 info.percent, WholeText(info.savedPath), WholeText(info.id), info.silentSeconds, info.bytesPerSecond,
+                 WholeText(info.reason)});
   }
   return rows;
 }

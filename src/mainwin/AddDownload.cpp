@@ -7,10 +7,11 @@
 
 #include "async/Boxes.h"
 #include "async/TaskLoop.h"
-#include "core/ParseUrl.h"
+#include "core/EngineChoice.h"
 #include "core/Program.h"
 #include "core/Queue.h"
 #include "core/RecordLife.h"
+#include "core/Scheme.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -44,15 +45,6 @@ class Claim {
   const bool has_;
 };
 
-// 0 if no record in use has exactly this URL.
-std::int16_t FindUrl(Program& program, const std::string& url) {
-  for (int i = 1; i <= program.DownloadCount; ++i) {
-    const DownloadRecord& record = program.Download(i);
-    if (record.InUse && record.URL == url) return static_cast<std::int16_t>(i);
-  }
-  return 0;
-}
-
 // The first free slot, growing the list if necessary; 0 if it is full.
 std::int16_t FreeSlot(Program& program) {
   for (int i = 1; i <= program.DownloadCount; ++i) {
@@ -72,17 +64,29 @@ std::string UpdatePath(Program& program, const std::string& fileName) {
   return folder + "/downloads/" + fileName;
 }
 
+// Names the schemes that are taken now.
+std::string Refusal(Program& program) {
+  std::string schemes(kHttpScheme);
+  for (const std::string_view scheme : kNewSchemes) {
+    if (TakesScheme(program, scheme)) schemes.append(", ").append(scheme);
+  }
+  return "It is no address that Pellora takes: " + schemes.append(" or ").append(kFtpScheme) +
+         ", a host, and a path, as in http://host/file.";
+}
+
 std::string ListIsFull() { return "The list is full: it holds " + std::to_string(kMaxRecords) + " downloads."; }
 
 // Puts the record into the slot of the listed one with its URL, or into a free one; 0 if the list is full. Nothing else
 // may run before the record's transfer is in its place, or two adds would take one slot.
-std::int16_t PlaceRecord(Program& program, DownloadRecord record) {
-  std::int16_t index = FindUrl(program, record.URL);
+std::int16_t PlaceRecord(Program& program, DownloadRecord record, EngineName engine) {
+  std::int16_t index = FindListed(program, record.URL, engine);
   const bool overwrite = index != 0;
   if (!overwrite) index = FreeSlot(program);
   if (index == 0) return 0;
+  // Two downloads of the web engine would write one file.
+  const bool hidden = overwrite && !IsWebRecord(program, index);
   program.RaiseSerial(index);
-  EmptyPlace(program, index, overwrite ? Evicted::Hidden : Evicted::Unloaded);
+  EmptyPlace(program, index, hidden ? Evicted::Hidden : Evicted::Unloaded);
   program.Download(index) = std::move(record);
   return index;
 }
@@ -103,8 +107,8 @@ Task<> StartPlaced(Program* program, std::int16_t index) {
 
 Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller) {
   Boxes& boxes = program->boxes;
-  const ParsedUrl parsed = ParseUrl(url);
-  if (parsed.result == kUrlRefused) {
+  const AddressReading address = ReadAddress(*program, url, kind);
+  if (address.engine == EngineName::None) {
     const std::string& text = program->Text(kBadUrl);
     if (boxes.IsOpen(caller, text)) co_return;
     BoxRequest request{text, kProgramName, kCritical};
@@ -114,20 +118,21 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
 
   // A listed URL that is added many times raises one question at a time.
   std::optional<Claim> claim;
-  if (FindUrl(*program, url) != 0 && !claim.emplace(program->askedUrls, url).Has()) co_return;
+  const auto listed = [&] { return FindListed(*program, address.listed, address.engine); };
+  if (listed() != 0 && !claim.emplace(program->askedUrls, address.listed).Has()) co_return;
 
   std::optional<std::string> path;
   if (kind != 0) {
-    path = UpdatePath(*program, parsed.fileName);
+    path = UpdatePath(*program, address.parsed.fileName);
   } else if (program->settings.SaveAs) {
-    SaveRequest request{program->Text(kSaveTitle) + parsed.fileName, parsed.fileName,
+    SaveRequest request{program->Text(kSaveTitle) + address.suggestedName, address.suggestedName,
                         program->Text(kAllFiles) + " (*.*)|*.*"};
     path = co_await boxes.AskSavePath(std::move(request));
     if (!path) co_return;
   }
 
-  if (FindUrl(*program, url) != 0) {
-    if (!claim && !claim.emplace(program->askedUrls, url).Has()) co_return;
+  if (listed() != 0) {
+    if (!claim && !claim.emplace(program->askedUrls, address.listed).Has()) co_return;
     BoxRequest request{program->Text(kAskDuplicate), kProgramName, kYesNo | kQuestion};
     const int answer = co_await boxes.Ask(caller, std::move(request));
     if (answer == kAnswerNo) co_return;
@@ -135,14 +140,14 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   claim.reset();
 
   // The list may have changed since the question.
-  DownloadRecord record = NewRecord(*program, url, parsed, kind);
+  DownloadRecord record = NewRecord(*program, address.listed, address.parsed, kind);
   if (path) {
     record.SavePath = *path;
     record.HasSavePath = true;
   }
-  const std::int16_t former = FindUrl(*program, url);
+  const std::int16_t former = listed();
   const bool wasFinished = former != 0 && program->Download(former).Finished;
-  const std::int16_t index = PlaceRecord(*program, std::move(record));
+  const std::int16_t index = PlaceRecord(*program, std::move(record), address.engine);
   if (index == 0) {
     program->lists->Status(ListIsFull());
     co_return;
@@ -161,12 +166,11 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
 }
 
 AddOutcome AddWithoutAsking(Program& program, const std::string& url) {
-  const ParsedUrl parsed = ParseUrl(url);
-  if (parsed.result == kUrlRefused) {
-    return {0, "It is no address that Pellora takes: http:// or ftp://, a host, and a path, as in http://host/file."};
-  }
-  if (FindUrl(program, url) != 0) return {0, "It is in the list already."};
-  const std::int16_t index = PlaceRecord(program, NewRecord(program, url, parsed, 0));
+  const AddressReading address = ReadAddress(program, url);
+  if (address.engine == EngineName::None) return {0, Refusal(program)};
+  if (FindListed(program, address.listed, address.engine) != 0) return {0, "It is in the list already."};
+  const std::int16_t index =
+      PlaceRecord(program, NewRecord(program, address.listed, address.parsed, 0), address.engine);
   if (index == 0) return {0, ListIsFull()};
   if (QueueIfBusy(program, index)) {
     program.lists->RefreshRows(kAllRows, kUnforced);

@@ -15,4 +15,8 @@ std::string_view TrimCopiedText(std::string_view text);
 // must not be in `ignored` (separated by commas, in any case). A text of several lines is judged as one.
 std::optional<std::string> UrlToAskAbout(std::string_view text, std::string_view ignored);
 
+// The same for the schemes of the web engine, whose addresses nearly all copied links are: the last part of the path
+// must be a name with an extension, which must not be in `ignored`.
+std::optional<std::string> NewUrlToAskAbout(std::string_view text, std::string_view ignored);
+
 }  // namespace pellora

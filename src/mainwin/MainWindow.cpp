@@ -102,6 +102,7 @@ void MainWindow::ConnectEvents() {
     Command1(i).OnClick = [this, i] { RunAction(i); };
   }
 
+  ListView1.OnClick = [this] { SelectCurrent(); };
   ListView1.OnRightClick = [this] { PreparePopup(); };
   ListView1.OnDoubleClick = [this] { OpenOrRestart(ListView1); };
   ListView1.OnDeleteKey = [this] { RunAction(kDelete); };

@@ -18,6 +18,7 @@
 #include "async/Timer.h"
 #include "async/Winsock.h"
 #include "core/Program.h"
+#include "core/Queue.h"
 #include "core/RecordLife.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
@@ -143,11 +144,13 @@ class MainWindow final : public Window, public Lists {
   Label Label6{this, "Label6", "Vol :"};
   Slider Slider1{this, "Slider1"};  // volume, 0 to 100
   Frame Details{this, "Details"};
+  static constexpr int kSpeedLine = 5;
+  static constexpr const char* kSpeedCaption = "Average speed :";
   // Lines of the information pane: what each is, and its text for the chosen finished file.
   ControlArray<Label> InfoCaption{
       this,
       "InfoCaption",
-      {{"Filename", 200}, {"Size", 201}, {"URL", 202}, {"Saved to :", 0}, {"Date", 203}, {"Average speed :", 0}}};
+      {{"Filename", 200}, {"Size", 201}, {"URL", 202}, {"Saved to :", 0}, {"Date", 203}, {kSpeedCaption, 0}}};
   ControlArray<Label> Info{this, "Info", 6};
 
   StatusBar StatusBar1{
@@ -210,7 +213,10 @@ class MainWindow final : public Window, public Lists {
   void FlushPendingRefresh();
   void RebuildRows();
   bool UpdateRow(std::int16_t index);
+  bool HasRow(int index);
   void FillRow(ListRow& row, std::int16_t index, const std::string& separator);
+  void SetWebStatus(ListRow& row, int index, const std::string& separator);
+  std::int64_t SizeOf(int index);
   const std::string& DateText(std::int16_t index);
   void CheckFinishedFiles(std::size_t from, std::uint64_t generation);
   std::optional<Pick> PickOf(const ListRow& row) const;
@@ -236,13 +242,18 @@ class MainWindow final : public Window, public Lists {
 
   // Starting a record.
   Task<> StartRecord(std::int16_t index, Start start);
+  Task<> ResumeTransfer(std::int16_t index);
 
   // The tick.
   void Tick();
   void WatchConnection();
   std::optional<std::string> ClipboardUrl();
   void ShowSpeed(int runningCount);
+  std::optional<Queue::Turn> NextTurn();
   Task<> PumpQueue();
+  void StartQueuedWeb();
+  void LeaveQueue(std::int16_t index);
+  void PumpSoon();
   void SaveTick();
 
   // Preview.
@@ -256,6 +267,7 @@ class MainWindow final : public Window, public Lists {
   bool BeginRendering(const std::string& path);
   void LeavePreviewEmpty();
   FileInfo InfoOf(std::int16_t index);
+  void SelectCurrent();
   void ShowInfo(const FileInfo& file);
   void SetVolume();
   void ShowTab();
@@ -292,6 +304,7 @@ class MainWindow final : public Window, public Lists {
   std::vector<ListRow> spareFinishedRows_;
   std::uint64_t finishedGeneration_ = 0;  // number of the last rebuild of ListView2
 
+  bool pumpPosted_ = false;  // an event that starts queued records of the web engine
   std::uint64_t resumeGeneration_ = 0;
   bool adding_ = false;           // the add dialog is open
   bool askingClipboard_ = false;  // the clipboard question is open

@@ -11,6 +11,7 @@
 
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
+#include "core/EngineChoice.h"
 #include "lang/Format.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Clock.h"
@@ -34,6 +35,9 @@ constexpr std::int32_t kDoubleClickMilliseconds = 500;
 
 constexpr int kFullVolume = 100;
 
+constexpr const char* kNoPreview = "Preview not available.";
+constexpr int kTextStatus = 205;
+
 template <class Names>
 bool Holds(const Names& names, std::string_view name) {
   return std::find(names.begin(), names.end(), name) != names.end();
@@ -50,8 +54,8 @@ bool IsAudio(const std::string& path) {
 }
 
 // Bytes per second over the whole transfer; 0 if it took no time.
-std::int64_t AverageSpeed(const DownloadRecord& record) {
-  const auto speed = static_cast<double>(record.FileSize) / static_cast<double>(record.ElapsedSeconds);
+std::int64_t AverageSpeed(std::int64_t size, float seconds) {
+  const auto speed = static_cast<double>(size) / static_cast<double>(seconds);
   const auto most = static_cast<double>(std::numeric_limits<std::int32_t>::max());
   return std::isfinite(speed) && speed >= 0 && speed <= most ? static_cast<std::int64_t>(speed) : 0;
 }
@@ -100,6 +104,21 @@ void MainWindow::SelectFinished() {
   platform_.tasks.Spawn(PreviewFile(InfoOf(pick->index)));
 }
 
+// A web engine's record has more to say than its row: the whole reason, and the address.
+void MainWindow::SelectCurrent() {
+  const std::optional<Pick> pick = Selected(ListView1);
+  if (!pick || !IsWebRecord(program_, pick->index)) return;
+  ++previewGeneration_;
+  LeavePreviewEmpty();
+  Image2.Visible = false;
+  Label5.Caption = kNoPreview;
+  FileInfo info = InfoOf(pick->index);
+  const std::string reason = ReasonOf(program_, pick->index);
+  if (!reason.empty()) info.lines.at(kSpeedLine) = reason;
+  ShowInfo(info);
+  if (!reason.empty()) InfoCaption(kSpeedLine).Caption = program_.Text(kTextStatus);
+}
+
 // `file` was read from the record at the click: after the wait its slot may hold another one. Only the last click
 // continues.
 Task<> MainWindow::PreviewFile(FileInfo file) {
@@ -131,7 +150,7 @@ Task<> MainWindow::PreviewFile(FileInfo file) {
     if (generation != previewGeneration_) co_return;
   }
   // A picture covers it.
-  Label5.Caption = "Preview not available.";
+  Label5.Caption = kNoPreview;
 }
 
 Task<> MainWindow::LoadMedia(std::string path) {
@@ -170,17 +189,19 @@ bool MainWindow::BeginRendering(const std::string& path) {
 MainWindow::FileInfo MainWindow::InfoOf(std::int16_t index) {
   const DownloadRecord& record = program_.Download(index);
   const std::string separator = platform_.locale.DecimalSeparator();
-  const std::int64_t speed = AverageSpeed(record);
+  const std::int64_t size = SizeOf(index);
+  const std::int64_t speed = AverageSpeed(size, record.ElapsedSeconds);
   FileInfo file;
   file.path = record.SavePath;
   file.lines = {
-      record.FileName, FormatSize(record.FileSize, program_.LangStrings, separator),
+      record.FileName, FormatSize(size, program_.LangStrings, separator),
       record.URL,      record.SavePath,
       DateText(index), speed == 0 ? std::string() : FormatSize(speed, program_.LangStrings, separator) + "/s"};
   return file;
 }
 
 void MainWindow::ShowInfo(const FileInfo& file) {
+  InfoCaption(kSpeedLine).Caption = kSpeedCaption;
   for (int i = 0; i < Info.Count(); ++i) Info(i).Caption = file.lines.at(static_cast<std::size_t>(i));
 }
 

@@ -87,18 +87,55 @@ void MainWindow::ShowSpeed(int runningCount) {
   program_.catcher->refreshIcon(static_cast<int>(std::clamp(level, 0.0F, 4.0F)));
 }
 
+std::optional<Queue::Turn> MainWindow::NextTurn() {
+  return Queue(program_).Next(program_.settings.MaxSimulDownlads, platform_.clock.Now());
+}
+
 Task<> MainWindow::PumpQueue() {
   const auto hold = Hold();
-  const std::optional<Queue::Turn> turn = Queue(program_).Next(program_.settings.MaxSimulDownlads);
+  StartQueuedWeb();
+  const std::optional<Queue::Turn> turn = NextTurn();
   if (!turn) co_return;
   if (turn->starts) {
     co_await StartRecord(turn->index, Start::Queued);
-    co_return;
+  } else {
+    LeaveQueue(turn->index);
   }
-  program_.Download(turn->index).Queued = 0;
+}
+
+void MainWindow::LeaveQueue(std::int16_t index) {
+  program_.Download(index).Queued = 0;
   missedAll_ = true;  // its row must no longer show it as queued
-  const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(turn->index);
+  const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(index);
   if (transfer && program_.ShowTransferWindow) transfer->ShowWindow();
+}
+
+// Starts what has a place, in the queue's order, until it is the turn of a record of the classic engine, of which the
+// tick starts one.
+void MainWindow::StartQueuedWeb() {
+  while (const std::optional<Queue::Turn> turn = NextTurn()) {
+    if (turn->engine == EngineName::Classic) return;
+    if (turn->starts) {
+      platform_.tasks.Spawn(StartRecord(turn->index, Start::Queued));
+    } else if (turn->resumes) {
+      platform_.tasks.Spawn(ResumeTransfer(turn->index));
+    } else {
+      LeaveQueue(turn->index);
+    }
+  }
+}
+
+// A place may have become free, or a record been queued: with the web engine a place is not left empty until the next
+// tick.
+void MainWindow::PumpSoon() {
+  if (!program_.newWebEngine || pumpPosted_) return;
+  pumpPosted_ = true;
+  platform_.events.Post([this, alive = weak_from_this()] {
+    const auto hold = alive.lock();
+    if (!hold) return;
+    pumpPosted_ = false;
+    if (timerC_.Enabled() && !deferRefreshes_) StartQueuedWeb();
+  });
 }
 
 }  // namespace pellora

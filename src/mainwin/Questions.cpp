@@ -6,6 +6,7 @@
 
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
+#include "core/EngineChoice.h"
 #include "core/Scheme.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/ClipboardUrl.h"
@@ -30,6 +31,9 @@ class ScopedFlag {
   bool& flag_;
 };
 
+// A web engine's address without its password; any other as it is.
+std::string Shown(Program& program, const std::string& url) { return ReadAddress(program, url).listed; }
+
 }  // namespace
 
 Task<> MainWindow::AddAction() {
@@ -47,7 +51,7 @@ Task<> MainWindow::AddAction() {
     form1->Show();
     const std::optional<std::string> clipboard = platform_.clipboard.Text();
     const std::string_view offered = clipboard ? TrimCopiedText(*clipboard) : std::string_view{};
-    form1->Text1.Text = std::string(HasLowerCaseScheme(offered) ? offered : kHttpScheme);
+    form1->Text1.Text = std::string(TakesLowerCaseScheme(program_, offered) ? offered : kHttpScheme);
     form1->SelectText();
     std::function<bool()> answered = [this] { return !form1->Tag().empty(); };
     co_await platform_.tasks.UntilEvent(std::move(answered));
@@ -57,7 +61,7 @@ Task<> MainWindow::AddAction() {
   }
   if (answer == "CANCEL") co_return;
   // In any case, like the parser: an address that it accepts must not vanish without a message.
-  if (!HasScheme(url)) co_return;
+  if (!TakesScheme(program_, url)) co_return;
   co_await AddDownload(&program_, url, answer == "LATER", 0, this);
 }
 
@@ -69,11 +73,14 @@ std::optional<std::string> MainWindow::ClipboardUrl() {
   Skip([&] { text = platform_.clipboard.Text(); });
   if (!text || *text == lastClipboard_) return std::nullopt;
   lastClipboard_ = *text;
-  std::optional<std::string> url = UrlToAskAbout(*text, program_.settings.IgnoreString);
-  if (!url) return std::nullopt;
+  const std::string& ignored = program_.settings.IgnoreString;
+  const bool isNew = HasNewScheme(TrimCopiedText(*text));
+  std::optional<std::string> url = isNew ? NewUrlToAskAbout(*text, ignored) : UrlToAskAbout(*text, ignored);
+  if (!url || !TakesScheme(program_, *url)) return std::nullopt;
+  const std::string shown = Shown(program_, *url);
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
-    if (record.InUse && EqualsNoCase(record.URL, *url)) return std::nullopt;
+    if (record.InUse && EqualsNoCase(record.URL, shown)) return std::nullopt;
   }
   return url;
 }
@@ -85,7 +92,7 @@ Task<> MainWindow::AskClipboard(std::string url) {
     const ScopedFlag open(askingClipboard_);
     wantDown->Load();
     wantDown->Tag = "";
-    wantDown->Label2.Caption = url;
+    wantDown->Label2.Caption = Shown(program_, url);
     wantDown->Show();
     std::function<bool()> answered = [this] { return !wantDown->Tag().empty(); };
     co_await platform_.tasks.UntilEvent(std::move(answered));

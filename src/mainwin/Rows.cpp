@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/EngineChoice.h"
 #include "lang/Format.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Clock.h"
@@ -57,6 +58,7 @@ bool MainWindow::RefreshIsDue() const {
 }
 
 void MainWindow::RefreshRows(std::int16_t index, std::int16_t force) {
+  PumpSoon();
   if (deferRefreshes_ || (force <= 0 && !RefreshIsDue())) {
     forcedRefreshDeferred_ = forcedRefreshDeferred_ || force > 0;
     if (index == 0) {
@@ -95,10 +97,12 @@ void MainWindow::RebuildRows() {
   std::size_t used = 0;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
-    if (record.FileName.empty() || !record.InUse || record.Finished) continue;
+    if (!record.InUse || record.Finished || !HasRow(i)) continue;
     ListRow& row = RowAt(rows, used);
     FillRow(row, static_cast<std::int16_t>(i), separator);
-    if (record.Active) {
+    if (IsWebRecord(program_, i)) {
+      SetWebStatus(row, i, separator);
+    } else if (record.Active) {
       SetWithPercent(row.subItems[kStatus], program_.Text(kTextActive), record, separator);
       row.icon = "stop";
     } else {
@@ -121,8 +125,8 @@ bool MainWindow::UpdateRow(std::int16_t index) {
   const auto at = static_cast<std::size_t>(index);
   if (index < 1 || index > program_.DownloadCount) return false;
   const DownloadRecord& record = program_.Download(index);
-  if (record.FileName.empty() && record.InUse) return true;  // no row before it has a name
-  if (at >= rowOfRecord_.size() || rowOfRecord_[at] < 0 || !record.InUse || record.FileName.empty()) return false;
+  if (record.InUse && !HasRow(index)) return true;  // no row before it has a name
+  if (at >= rowOfRecord_.size() || rowOfRecord_[at] < 0 || !record.InUse) return false;
   const auto rowNumber = static_cast<std::size_t>(rowOfRecord_[at]);
   const ListRow& old = ListView1.Rows().at(rowNumber);
   if (!program_.Holds(index, old.serial)) return false;
@@ -134,6 +138,8 @@ bool MainWindow::UpdateRow(std::int16_t index) {
   if (record.Finished) {
     status = program_.Text(kTextFinished);
     row.icon = old.icon;
+  } else if (IsWebRecord(program_, index)) {
+    SetWebStatus(row, index, separator);
   } else if (record.Active) {
     SetWithPercent(status, program_.Text(kTextActive), record, separator);
     row.icon = "stop";
@@ -145,18 +151,52 @@ bool MainWindow::UpdateRow(std::int16_t index) {
   return true;
 }
 
-// Fills everything but status and icon, into a row that may have been another record's.
+// The host stands in for the name of a web engine's record, which the server's reply gives.
+bool MainWindow::HasRow(int index) {
+  return !program_.Download(index).FileName.empty() ||
+         (IsWebRecord(program_, index) && !program_.Download(index).Host.empty());
+}
+
+// One form for both ways of drawing. A percentage needs a known size.
+void MainWindow::SetWebStatus(ListRow& row, int index, const std::string& separator) {
+  const DownloadRecord& record = program_.Download(index);
+  const bool failed = HasFailed(program_, index);
+  const WebFigures* const figures = program_.Web(index);
+  const std::string& word = program_.Text(record.Active ? kTextActive : kTextStopped);
+  std::string& status = row.subItems[kStatus];
+  if (record.Queued != 0 && !record.Active) {
+    status = program_.Text(kTextQueued);
+  } else if (figures != nullptr && figures->size >= 0) {
+    SetWithPercent(status, word, record, separator);
+  } else {
+    status = word;
+  }
+  row.icon = record.Active ? "stop" : failed && record.Queued == 0 ? "wrong" : WaitingIcon(record);
+  row.toolTip = ReasonOf(program_, index);
+}
+
+// Fills everything but status, icon and tool tip, into a row that may have been another record's.
 void MainWindow::FillRow(ListRow& row, std::int16_t index, const std::string& separator) {
   const DownloadRecord& record = program_.Download(index);
   row.key = record.URL;
-  row.text = record.FileName;
+  const std::int64_t size = SizeOf(index);
+  row.text = record.FileName.empty() ? record.Host : record.FileName;
+  row.toolTip.clear();
   row.subItems.resize(kCurrentSubItems);
   row.subItems[kServer] = record.Host;
-  row.subItems[kSize] = FormatSize(record.FileSize, program_.LangStrings, separator);
+  row.subItems[kSize] = FormatSize(size, program_.LangStrings, separator);
   row.subItems[kDateAdded] = DateText(index);
-  row.subItems[kRemaining] = FormatClock(record.RemainingSeconds);
+  row.subItems[kRemaining] = FormatClock(size < 0 ? -1 : record.RemainingSeconds);
   row.record = index;
   row.serial = program_.Serial(index);
+}
+
+// Bytes; -1 if it is the web engine's to know and not known yet.
+std::int64_t MainWindow::SizeOf(int index) {
+  const WebFigures* const figures = program_.Web(index);
+  if (figures != nullptr) return figures->size;
+  const DownloadRecord& record = program_.Download(index);
+  return IsWebRecord(program_, index) && !record.Finished ? -1 : record.FileSize;
 }
 
 // Cached: the locale's date text costs more than the rest of a row, and a record's date never changes.
@@ -173,6 +213,7 @@ const std::string& MainWindow::DateText(std::int16_t index) {
 }
 
 void MainWindow::RefreshDownList() {
+  PumpSoon();
   // Finished records must leave the list of current downloads.
   missedAll_ = missedAll_ || std::any_of(ListView1.Rows().begin(), ListView1.Rows().end(), [this](const ListRow& row) {
                  const std::optional<Pick> pick = PickOf(row);
@@ -189,7 +230,7 @@ void MainWindow::RefreshDownList() {
     row.text = record.FileName;
     row.icon = FileTypePicture(record.SavePath);
     row.subItems.resize(kFinishedSubItems);
-    row.subItems[kFinishedSize] = FormatSize(record.FileSize, program_.LangStrings, separator);
+    row.subItems[kFinishedSize] = FormatSize(SizeOf(i), program_.LangStrings, separator);
     row.subItems[kFinishedUrl] = record.URL;
     row.subItems[kFinishedDate] = DateText(static_cast<std::int16_t>(i));
     row.record = static_cast<std::int16_t>(i);

@@ -1,6 +1,7 @@
 // StartRecord: starting one record, from the queue or on demand.
 #include <memory>
 
+#include "core/EngineChoice.h"
 #include "core/Queue.h"
 #include "mainwin/MainWindow.h"
 
@@ -13,16 +14,34 @@ Task<> MainWindow::StartRecord(std::int16_t index, Start start) {
   co_await StartTransfer(&program_, index, start);
 }
 
-Task<> MainWindow::Restart(std::int16_t index) {
+Task<> MainWindow::ResumeTransfer(std::int16_t index) {
   const auto hold = Hold();
   const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(index);
-  if (transfer) {
-    const std::uint32_t serial = program_.Serial(index);
-    co_await transfer->ResumeDownload();
-    if (program_.Holds(index, serial) && program_.TransferWindowAt(index) == transfer) transfer->ShowWindow();
+  const std::uint32_t serial = program_.Serial(index);
+  if (WebFigures* const figures = program_.Web(index)) {
+    figures->notBefore = 0;
+    program_.Download(index).Queued = 0;
+  }
+  co_await transfer->ResumeDownload();
+  if (program_.Holds(index, serial) && program_.TransferWindowAt(index) == transfer) transfer->ShowWindow();
+}
+
+Task<> MainWindow::Restart(std::int16_t index) {
+  const auto hold = Hold();
+  const bool hasTransfer = program_.TransferWindowAt(index) != nullptr;
+  const bool web = program_.Web(index) != nullptr;
+  if ((web || !hasTransfer) && ChooseEngine(program_, index).engine == EngineName::None) {
+    Status(ReasonOf(program_, index));
+    RefreshRows(kAllRows, kUnforced);
     co_return;
   }
-  if (!Queue(program_).IsFull(program_.settings.MaxSimulDownlads)) {
+  const bool full = Queue(program_).IsFull(program_.settings.MaxSimulDownlads);
+  // With the classic engine a resumed download takes no heed of the limit.
+  if (hasTransfer && (!web || !full || program_.Download(index).Active)) {
+    co_await ResumeTransfer(index);
+    co_return;
+  }
+  if (!full) {
     co_await StartRecord(index, Start::Listed);
     co_return;
   }

@@ -7,7 +7,9 @@
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QDBusMessage>
+#include <QDBusReply>
 #include <QString>
+#include <QVariantMap>
 #include <csignal>
 
 #include "desktop/BusTypes.h"
@@ -26,15 +28,29 @@ QDBusConnection SessionBus() {
   return QDBusConnection::connectToBus(usual, QStringLiteral("session"));
 }
 
+// An address of the web engine is added by the call that says why it is refused, which depends on the settings.
+QDBusMessage CallFor(const HostRequest& request) {
+  if (request.newScheme) {
+    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "Add");
+    call << QVariantMap{{kUrlKey, request.url}};
+    return call;
+  }
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kAutomationInterface, "MenuURL");
+  call << request.url << request.referrer << request.cookie;
+  return call;
+}
+
+QString ReasonIn(const QDBusMessage& answer) {
+  return QDBusReply<QVariantMap>(answer).value().value(kReasonKey).toString();
+}
+
 // Passes the request to the program. Returns why it failed, or an empty string.
 QString PassOn(const HostRequest& request) {
   if (!request.error.isEmpty()) return request.error;
   const QDBusConnection bus = SessionBus();
   if (!bus.isConnected()) return QStringLiteral("The session bus cannot be reached.");
-  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kAutomationInterface, "MenuURL");
-  call << request.url << request.referrer << request.cookie;
-  const QDBusMessage answer = bus.call(call, QDBus::Block, kTimeoutMilliseconds);
-  if (answer.type() == QDBusMessage::ReplyMessage) return {};
+  const QDBusMessage answer = bus.call(CallFor(request), QDBus::Block, kTimeoutMilliseconds);
+  if (answer.type() == QDBusMessage::ReplyMessage) return request.newScheme ? ReasonIn(answer) : QString();
   if (QDBusError(answer).type() == QDBusError::ServiceUnknown) {
     return QStringLiteral("Pellora is not running and could not be found; start it once by hand.");
   }

@@ -77,8 +77,10 @@ HostRequest ParseRequest(const QByteArray& json) {
     request.error = QStringLiteral("The request contains a value that is not a text.");
     return request;
   }
-  if (!HasScheme(request.url.trimmed().toStdString())) {
-    request.error = QStringLiteral("Pellora takes http and ftp addresses only.");
+  const std::string trimmed = request.url.trimmed().toStdString();
+  request.newScheme = HasNewScheme(trimmed);
+  if (!request.newScheme && !HasScheme(trimmed)) {
+    request.error = QStringLiteral("Pellora takes no addresses of this kind.");
   }
   return request;
 }

@@ -27,6 +27,7 @@ bool WriteFrame(int descriptor, const QByteArray& json);
 // A request of the extension; `error` is empty if it is valid.
 struct HostRequest {
   QString url;
+  bool newScheme = false;  // of the web engine; whether the program takes it depends on its settings
   QString referrer;
   QString cookie;
   QString error;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "core/WebAddress.h"
+
 namespace pellora {
 
 namespace {
@@ -50,7 +52,7 @@ void WaitList::UpdateItem(Awaited& item, const QList<DownloadRow>& rows) {
   const auto row = std::find_if(rows.begin(), rows.end(), [&](const DownloadRow& r) {
     if (!item.id.isEmpty()) return r.id == item.id;
     if (isIndex) return r.index == givenIndex;
-    return r.id == item.given || (r.url == item.given && !IsTaken(r.id));
+    return r.id == item.given || (IsNamed(r, item.given) && !IsTaken(r.id));
   });
   if (row == rows.end()) {
     if (!item.id.isEmpty()) Fail(item, "it is no longer in the list");
@@ -59,7 +61,7 @@ void WaitList::UpdateItem(Awaited& item, const QList<DownloadRow>& rows) {
   item.id = row->id;
   item.last = *row;
   if (row->state == "finished") item.outcome = Awaited::Outcome::Finished;
-  if (row->state == "failed") Fail(item, "it failed");
+  if (row->state == "failed") Fail(item, row->reason.isEmpty() ? QStringLiteral("it failed") : Printable(row->reason));
   if (row->state == "paused") Fail(item, "it is paused");
 }
 
@@ -87,6 +89,11 @@ bool WaitList::Done() const {
 bool WaitList::AllFinished() const {
   return std::all_of(items_.begin(), items_.end(),
                      [](const Awaited& i) { return i.outcome == Awaited::Outcome::Finished; });
+}
+
+bool IsNamed(const DownloadRow& row, const QString& idOrUrl) {
+  if (row.id == idOrUrl || row.url == idOrUrl) return true;
+  return row.url == QString::fromStdString(WithoutPassword(idOrUrl.toStdString()));
 }
 
 QString Printable(QString text) {

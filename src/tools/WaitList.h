@@ -47,6 +47,9 @@ class WaitList {
   std::vector<Awaited> items_;
 };
 
+// True if the download has this id, or was added as this URL: the list has those of the web engine without passwords.
+bool IsNamed(const DownloadRow& row, const QString& idOrUrl);
+
 // In one line, and without what a terminal takes for orders: names and addresses come from servers.
 QString Printable(QString text);
 

@@ -42,7 +42,8 @@ constexpr const char* kHelp =
     "add    adds the URLs to Pellora and prints the id of each; the session bus starts Pellora if necessary.\n"
     "       Pellora shows no question: a URL that is refused or already listed is reported on standard error.\n"
     "list   prints each listed download: index, state, percent, bytes received, size, URL, saved path, id, and\n"
-    "       \"no byte for N s\" if it is active and its server has been silent for ten seconds or more.\n"
+    "       \"no byte for N s\" if it is active and its server has been silent for ten seconds or more;\n"
+    "       then, where there is one, the reason why it has failed or waits.\n"
     "wait   returns when each of the given downloads, or of all now listed, has ended.\n"
     "       --progress shows their progress; --timeout gives up after that many seconds.\n"
     "pause  stops running downloads; what they have received is kept.\n"
@@ -237,15 +238,16 @@ int RunList(Bus& bus, const QStringList& arguments) {
   const std::optional<QList<DownloadRow>> rows = bus.List();
   if (!rows) return Complain(bus.Error(), kNotReachable);
   for (const DownloadRow& row : *rows) {
-    const QStringList fields{QString::number(row.index),
-                             row.state,
-                             QString::number(row.percent, 'f', 1) + "%",
-                             QString::number(row.received),
-                             QString::number(row.size),
-                             Printable(row.url),
-                             Printable(row.savedPath),
-                             row.id,
-                             SilenceText(row)};
+    QStringList fields{QString::number(row.index),
+                       row.state,
+                       QString::number(row.percent, 'f', 1) + "%",
+                       QString::number(row.received),
+                       QString::number(row.size),
+                       Printable(row.url),
+                       Printable(row.savedPath),
+                       row.id,
+                       SilenceText(row)};
+    if (!row.reason.isEmpty()) fields << Printable(row.reason);
     Print(fields.join('\t'));
   }
   return kOk;
@@ -292,7 +294,7 @@ int RunAdd(Bus& bus, const QStringList& arguments) {
 // it.
 QString IdOf(const QList<DownloadRow>& rows, const QString& named) {
   for (const DownloadRow& row : rows) {
-    if (row.id == named || row.url == named) return row.id;
+    if (IsNamed(row, named)) return row.id;
   }
   return {};
 }

@@ -83,7 +83,9 @@ void TransferWindow::PauseOrResume() {
   }
   if (slot_.Record().Finished) return;
   if (slot_.Record().Paused) {
-    program_.platform.tasks.Spawn(ResumeDownload());
+    // The web engine's downloads keep to the limit here too.
+    const bool web = program_.Web(RecordIndex) != nullptr;
+    program_.platform.tasks.Spawn(web ? program_.lists->Restart(RecordIndex) : ResumeDownload());
   } else {
     PauseDownload();
   }

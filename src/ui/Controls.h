@@ -235,6 +235,7 @@ struct ListRow {
   std::vector<std::string> subItems;
   std::int16_t record = 0;
   std::uint32_t serial = 0;
+  std::string toolTip{};  // of the whole row
   bool operator==(const ListRow&) const = default;
 };
 

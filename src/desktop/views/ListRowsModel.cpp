@@ -89,6 +89,7 @@ QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
     case Qt::TextAlignmentRole:
       return rightColumns_.contains(index.column()) ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant();
     case Qt::ToolTipRole:
+      if (!row.toolTip.empty()) return PlainTip(DisplayLine(row.toolTip));
       // The icon displays cut long names.
       return list_->View() == kReportDisplay ? QVariant() : QVariant(PlainTip(DisplayLine(row.text)));
     case Qt::DecorationRole:

@@ -70,8 +70,16 @@ TEST(ParseRequest, AcceptsAUrlWithOrWithoutOtherFields) {
   EXPECT_EQ(bare.cookie, "");
 }
 
+TEST(ParseRequest, TellsTheWebEnginesSchemesFromTheOthers) {
+  for (const char* json : {R"({"url":"https://a/b"})", R"({"url":" FTPS://a/b"})", R"({"url":"sftp://a/b"})"}) {
+    EXPECT_EQ(ParseRequest(json).error, "") << json;
+    EXPECT_TRUE(ParseRequest(json).newScheme) << json;
+  }
+  EXPECT_FALSE(ParseRequest(R"({"url":"http://a/b"})").newScheme);
+}
+
 TEST(ParseRequest, ReportsWhatItCannotForward) {
-  for (const char* json : {"", "x", "[]", "\"http://a/b\"", "{}", R"({"url":7})", R"({"url":"https://a/b"})",
+  for (const char* json : {"", "x", "[]", "\"http://a/b\"", "{}", R"({"url":7})", R"({"url":"file:///a/b"})",
                            R"({"url":"javascript:void"})", R"({"url":"http://a/\u0000b"})", "{\"url\":\"http://\xff\"}",
                            R"({"url":"http://a/b","cookie":["k"]})", R"({"url":"http://a/b")"}) {
     EXPECT_NE(ParseRequest(json).error, "") << json;

@@ -56,6 +56,19 @@ TEST(WaitList, LetsNoNameControlTheTerminal) {
   EXPECT_EQ(Printable(row.name).size(), row.name.size());
 }
 
+TEST(WaitList, GivesTheReasonOfAFailure) {
+  DownloadRow row = Row(1, "http://a/1", "failed");
+  row.reason = "No room.";
+  WaitList waits(QList<DownloadRow>{row});
+  EXPECT_EQ(waits.Items()[0].reason, "No room.");
+}
+
+TEST(WaitList, FindsAUrlThatIsListedWithoutItsPassword) {
+  WaitList waits(QStringList{"https://joe:secret@a/1"});
+  waits.Update({Row(1, "https://joe@a/1", "finished", 100)});
+  EXPECT_TRUE(waits.AllFinished());
+}
+
 TEST(WaitList, WaitsForAUrlToBeListedUntilItExpires) {
   WaitList waits(QStringList{"http://a/1"});
   waits.Update({});

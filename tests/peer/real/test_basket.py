@@ -159,7 +159,7 @@ class Basket(Case):
 
     def test_ignores_drops_that_are_no_url(self):
         self.open()
-        for text in ([self.origin.url("/a.bin")[len("http://"):]], ["https://127.0.0.1/a.bin"], []):
+        for text in ([self.origin.url("/a.bin")[len("http://"):]], ["gopher://127.0.0.1/a.bin"], []):
             self.drop(*text)
         self.assertEqual(self.session.companion.downloads(), [])
         self.assertEqual(self.session.dialogs(), [])

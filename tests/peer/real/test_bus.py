@@ -27,8 +27,8 @@ class Bus(Case):
     def test_ten_thousand_bad_urls_leave_one_message_and_no_download(self):
         before = self.session.memory()
         for number in range(10000):
-            self.bus.send(*MENU_URL, "https://127.0.0.1/%d.bin" % number, "", "")
-        self.bus.call(*MENU_URL, "https://127.0.0.1/last.bin", "", "")
+            self.bus.send(*MENU_URL, "gopher://127.0.0.1/%d.bin" % number, "", "")
+        self.bus.call(*MENU_URL, "gopher://127.0.0.1/last.bin", "", "")
         self.session.wait_dialog()
         self.assertEqual(self.session.companion.downloads(), [])
         self.session.dismiss(self.session.wait_dialog()[0])

@@ -84,8 +84,8 @@ class Host(HandOver):
         [answer], code = self.host(frame({"url": "http://a.example/b"}), DBUS_SESSION_BUS_ADDRESS=None,
                                    XDG_RUNTIME_DIR=self.session.home)
         self.assertIn("bus", answer["error"])
-        [answer], code = self.host(frame({"url": "https://a.example/b"}))
-        self.assertIn("http and ftp", answer["error"])
+        [answer], code = self.host(frame({"url": "file:///a/b"}))
+        self.assertIn("no addresses of this kind", answer["error"])
 
     def test_exits_cleanly_on_broken_frames(self):
         began = time.monotonic()
@@ -98,6 +98,18 @@ class Host(HandOver):
             self.assertEqual(ended, code, data[:20])
             self.assertEqual([a["ok"] for a in answers], [False] if data else [], data[:20])
         self.assertLess(time.monotonic() - began, 120)
+
+
+class WebEngineOff(HandOver):
+    settings = {"MaxSegments": 4, "WebEngine": 0}
+
+    def test_says_why_the_program_refuses_an_https_address(self):
+        self.session.start()
+        [answer], code = self.host(frame({"url": "https://a.example/b"}))
+        self.assertEqual((answer["ok"], code), (False, 0))
+        self.assertIn("no address that Pellora takes", answer["error"])
+        self.assertEqual(self.session.dialogs(), [])
+        self.stop()
 
 
 class Manifests(HandOver):

@@ -82,7 +82,7 @@ class Life(Case):
         self.fetch(self.serve("/named.bin"))
 
     def test_bad_urls_from_the_bus_show_a_message_and_change_nothing(self):
-        for url in ("https://example.com/x", "http://example", "", "ftp:/x", "file:///etc/passwd"):
+        for url in ("gopher://example.com/x", "http://example", "", "ftp:/x", "file:///etc/passwd"):
             self.session.menu_url(url)
             window, _ = self.session.wait_dialog(10)
             self.session.dismiss(window)

@@ -64,7 +64,7 @@ class Adding(Scripts):
         self.companion.add(url)
         self.saved(url)
         before = self.session.own_windows()
-        for bad, reason in (("https://127.0.0.1/x.bin", "no address that Pellora takes"),
+        for bad, reason in (("gopher://127.0.0.1/x.bin", "no address that Pellora takes"),
                             ("http://127.0.0.1", "no address that Pellora takes"), (url, "in the list already")):
             code, lines, [complaint] = self.control("add", bad)
             self.assertEqual((code, lines), (1, []), bad)
@@ -77,7 +77,7 @@ class Adding(Scripts):
     def test_starts_the_program_if_it_is_not_running_and_gets_its_answer(self):
         self.assertEqual(self.control("quit")[0], 0)
         self.assertEqual(self.session.process.wait(20), 0)
-        code, lines, [complaint] = self.control("add", "https://127.0.0.1/x.bin")
+        code, lines, [complaint] = self.control("add", "gopher://127.0.0.1/x.bin")
         pid = self.session.owner()
         self.assertEqual((code, lines), (1, []), complaint)
         self.assertEqual([w for w in self.session.windows_of(pid) if w[2]], [])
@@ -85,7 +85,7 @@ class Adding(Scripts):
         harness.wait_until(lambda: harness.has_ended(pid), 20, "the end of the program")
 
     def test_url_command_reports_refused_urls_at_once(self):
-        good, bad = self.serve("/a.bin"), "https://127.0.0.1/x.bin"
+        good, bad = self.serve("/a.bin"), "gopher://127.0.0.1/x.bin"
         def fetch(*urls):
             return subprocess.run([sys.executable, FETCH, self.companion.path, *urls], env=self.session.env,
                                   stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)

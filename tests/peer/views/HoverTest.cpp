@@ -118,7 +118,7 @@ TEST_F(Hover, MainWindowControlsGetTheMovesOverThem) {
 }
 
 TEST_F(Hover, TransferWindowControlsGetTheMovesOverThem) {
-  const auto window = NewTransferWindow(stage.app->program());
+  const auto window = NewTransferWindow(stage.app->program(), 0);
   ShowAlone(*window);
   const std::set<std::string> met = WalkOver(*window);
   for (const char* name : {"state", "PB", "Command1", "Command4", "Frame1", "Label7(3)", "Shape1(7)", "Size(7)"}) {

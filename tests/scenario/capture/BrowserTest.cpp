@@ -63,7 +63,9 @@ TEST_F(BrowserCapture, MenuUrlIgnoresPageAndCookie) {
   for (const bool filled : {false, true}) {
     SimPlatform one;
     App program(one.platform());
-    program.program().newTransferWindow = [&] { return std::make_shared<FakeTransfer>(program.program()); };
+    program.program().newTransferWindow = [&](std::int16_t) {
+      return std::make_shared<FakeTransfer>(program.program());
+    };
     one.Do([&] { program.Start(); });
     one.RunFor(1);
     one.Do([&] {

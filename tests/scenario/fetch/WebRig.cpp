@@ -18,7 +18,7 @@ WebRig::WebRig(SimOptions options) : sim(std::move(options)), program(sim.platfo
   program.settings.TempFolder = "/home/u/tmp/";
   sim.disk().MakeFolder("/home/u/dl");
   services = std::make_shared<WebServices>(sim.platform(), "/home/u/Pellora.fetch", sim.Seed());
-  program.newTransferWindow = [this] {
+  program.newTransferWindow = [this](std::int16_t) {
     return std::make_shared<TransferWindow>(program, std::make_shared<WebEngine>(program, services));
   };
   program.listSaved = [this] { SweepJournal(program, *services); };

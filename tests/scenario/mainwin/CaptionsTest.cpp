@@ -54,7 +54,7 @@ TEST_F(Captions, MatchTheirDesignInEnglish) {
   ReadLanguage(sim.disk().Get("/prog/english.txt"), texts);
   const std::vector<std::shared_ptr<Window>> windows = {
       std::make_shared<MainWindow>(program()), std::make_shared<Form1>(program()),
-      std::make_shared<WantDown>(program()), NewTransferWindow(program())};
+      std::make_shared<WantDown>(program()), NewTransferWindow(program(), 0)};
   // Buttons of the hidden strip designed with other captions than the toolbar's of the same number.
   const std::set<std::string> toolbarWins = {"Command1(4)", "Command1(8)"};
   for (const std::shared_ptr<Window>& window : windows) {
@@ -81,7 +81,7 @@ TEST_F(Captions, StayAsDesignedInEveryWindowThatLoadsWithoutALanguageFile) {
   Start();
   const std::vector<std::shared_ptr<Window>> windows = {
       std::make_shared<Form1>(program()), std::make_shared<WantDown>(program()), std::make_shared<options>(program()),
-      std::make_shared<PelloraCatcher>(program(), nullptr), NewTransferWindow(program())};
+      std::make_shared<PelloraCatcher>(program(), nullptr), NewTransferWindow(program(), 0)};
   for (const std::shared_ptr<Window>& window : windows) {
     const Shown designed = ShownBy(*window);
     Do([&] { window->Load(); });
@@ -93,7 +93,7 @@ TEST_F(Captions, StayAsDesignedInEveryWindowThatLoadsWithoutALanguageFile) {
 TEST_F(Captions, StayAsDesignedOnTheDetailsButtonWithoutALanguageFile) {
   sim.disk().Lose("/prog/english.txt");
   Start();
-  const auto transfer = NewTransferWindow(program());
+  const auto transfer = NewTransferWindow(program(), 0);
   for (int click = 0; click < 2; ++click) {
     Do([&] { transfer->Command4.Click(); });
     EXPECT_EQ(transfer->Command4.Caption(), "Hide Details");

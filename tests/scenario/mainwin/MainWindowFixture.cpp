@@ -42,7 +42,7 @@ MainWindowFixture::MainWindowFixture(SimOptions options) : sim(std::move(options
   sim.disk().Put("/prog/english.txt", SimContent(content));
   app = std::make_unique<App>(sim.platform());
   sim.examine = [this] { return app ? FindViolations(program(), sim) : std::vector<std::string>(); };
-  app->program().newTransferWindow = [this] {
+  app->program().newTransferWindow = [this](std::int16_t) {
     transfers.push_back(std::make_shared<FakeTransfer>(app->program()));
     return transfers.back();
   };

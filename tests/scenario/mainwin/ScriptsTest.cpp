@@ -102,7 +102,9 @@ TEST_F(Scripts, GetOtherIdsInAnotherRun) {
   Start();
   Record("http://h/a.zip");
   OtherRun later(SimOptions{.startSerial = 46000.41});
-  later.app.program().newTransferWindow = [&] { return std::make_shared<FakeTransfer>(later.app.program()); };
+  later.app.program().newTransferWindow = [&](std::int16_t) {
+    return std::make_shared<FakeTransfer>(later.app.program());
+  };
   later.Start();
   later.sim.Do([&] { later.app.Add("http://h/b.zip", [](const AddAnswer&) {}); });
   EXPECT_NE(later.app.List().at(0).id, IdOf(1));

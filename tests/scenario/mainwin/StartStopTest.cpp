@@ -274,7 +274,7 @@ TEST_F(StartStop, NeverListsCountsOrStartsTheRecordAtIndexZero) {
     OtherRun next;
     App& other = next.app;
     next.sim.disk().Put("/prog/Pellora.dat", SimContent(bytes));
-    other.program().newTransferWindow = [&] {
+    other.program().newTransferWindow = [&](std::int16_t) {
       ++started;
       return std::make_shared<FakeTransfer>(other.program());
     };

@@ -302,7 +302,7 @@ TEST_F(VersionCheck, WebPageInPlaceOfThePackageIsNotHandedOver) {
   SimHttpServer packages(sim.network(), "packages.pellora.example");
   packages.Page("/Pellora53.zip", 200, "text/html", "moved");
   int handed = 0;
-  program().newTransferWindow = [this] { return NewTransferWindow(program()); };
+  program().newTransferWindow = [this](std::int16_t index) { return NewTransferWindow(program(), index); };
   program().handOverUpdate = [&](std::int16_t) { ++handed; };
   Body("5.3\r\nnotes");
   Check();
@@ -347,7 +347,7 @@ TEST_F(VersionCheck, PackageIsSavedInTheProgramsFolderAndHandedOver) {
   SimHttpServer packages(sim.network(), "packages.pellora.example");
   packages.File("/Pellora53.zip", SimContent(package), "application/zip");
   std::vector<std::int16_t> handed;
-  program().newTransferWindow = [this] { return NewTransferWindow(program()); };
+  program().newTransferWindow = [this](std::int16_t index) { return NewTransferWindow(program(), index); };
   program().handOverUpdate = [&](std::int16_t index) { handed.push_back(index); };
   program().settings.DownloadFolder = "/home/u/elsewhere/";
   Body("5.3\r\nnotes");
@@ -363,7 +363,7 @@ TEST_F(VersionCheck, MissingPackageIsNotHandedOver) {
   SimHttpServer packages(sim.network(), "packages.pellora.example");
   packages.Page("/Pellora53.zip", 404, "text/html", "no such package");
   int handed = 0;
-  program().newTransferWindow = [this] { return NewTransferWindow(program()); };
+  program().newTransferWindow = [this](std::int16_t index) { return NewTransferWindow(program(), index); };
   program().handOverUpdate = [&](std::int16_t) { ++handed; };
   Body("5.3\r\nnotes");
   Check();

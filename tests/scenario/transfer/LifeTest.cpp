@@ -22,7 +22,7 @@ TEST_F(TransferLifecycle, StartsIdleAndShowsItsStepsInOrder) {
   Serve("/a.bin", 9000);
   Wire(10, 10000);
   Add("http://o.example/a.bin");
-  const auto window = NewTransferWindow(program);
+  const auto window = NewTransferWindow(program, 1);
   EXPECT_EQ(window->state.Caption(), "State : Idle");
   program.TransferWindowAt(1) = window;
   sim.Do([&] {
@@ -48,7 +48,7 @@ TEST_F(TransferLifecycle, TitleIsTheFileNameOrTheHostUntilThereAreFigures) {
        {std::pair("http://o.example/x/a.bin", "a.bin"), std::pair("http://o.example/", "o.example")}) {
     TransferRig rig;
     rig.Add(url);
-    const auto window = NewTransferWindow(rig.program);
+    const auto window = NewTransferWindow(rig.program, 1);
     rig.program.TransferWindowAt(1) = window;
     rig.sim.Do([&] { window->SetRecordIndex(1); });
     EXPECT_EQ(window->Caption(), title);

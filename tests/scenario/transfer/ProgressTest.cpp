@@ -19,7 +19,7 @@ class Progress : public TransferFixture {
     segment.RangeEnd = 4999;
     segment.RangeSize = 5000;
     segment.Enabled = segment.Watched = true;
-    auto window = NewTransferWindow(program);
+    auto window = NewTransferWindow(program, 1);
     program.TransferWindowAt(1) = window;
     sim.Do([&] {
       window->SetRecordIndex(1);

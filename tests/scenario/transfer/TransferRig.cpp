@@ -12,7 +12,7 @@ namespace pellora {
 TransferRig::TransferRig(SimOptions options) : sim(std::move(options)), program(sim.platform()) {
   sim.examine = [this] { return FindViolations(program, sim); };
   program.lists = &lists;
-  program.newTransferWindow = [this] { return NewTransferWindow(program); };
+  program.newTransferWindow = [this](std::int16_t index) { return NewTransferWindow(program, index); };
   program.listLoaded = true;
   program.languageRead = true;
   program.settings.MaxSegments = 4;
@@ -92,7 +92,7 @@ std::int16_t TransferRig::AddComplete(const std::vector<std::string>& parts, con
 }
 
 void TransferRig::GiveWindow(std::int16_t index) {
-  const auto window = NewTransferWindow(program);
+  const auto window = NewTransferWindow(program, index);
   program.TransferWindowAt(index) = window;
   sim.Do([&] {
     window->SetRecordIndex(index);

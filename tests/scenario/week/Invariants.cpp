@@ -36,8 +36,8 @@ void Invariants::BeginSession(App& app, SimPlatform& sim, WatchedFiles& files, W
   network_ = &network;
   files.Watch(this);
   Program& program = app.program();
-  program.newTransferWindow = [this, make = program.newTransferWindow] {
-    std::shared_ptr<Transfer> made = make();
+  program.newTransferWindow = [this, make = program.newTransferWindow](std::int16_t index) {
+    std::shared_ptr<Transfer> made = make(index);
     const auto window = std::dynamic_pointer_cast<TransferWindow>(made);
     LiveWindow live;
     live.alive = window->engine();

@@ -60,6 +60,13 @@ TEST_F(ProgramTest, CapsSessionBytesWhileTheSumContinues) {
   EXPECT_EQ(program.SessionTotal(), 4294966000U);
 }
 
+TEST_F(ProgramTest, AddsTheWebEnginesBytesWithoutALimit) {
+  program.CountReceived(4294966000U);
+  program.CountWebReceived(5'000'000'000);
+  EXPECT_EQ(program.SessionBytes(), 7'147'483'647);
+  EXPECT_EQ(program.SessionTotal(), 9'294'966'000U);
+}
+
 TEST_F(ProgramTest, TextsOutsideTheTableAreEmpty) {
   program.LangStrings[0] = "bytes";
   program.LangStrings[1024] = "last";

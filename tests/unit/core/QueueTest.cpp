@@ -6,6 +6,7 @@
 
 #include "RecordingTransfer.h"
 #include "SimPlatform.h"
+#include "SimSchemes.h"
 #include "core/Program.h"
 #include "core/Queue.h"
 
@@ -26,7 +27,7 @@ class QueueTest : public testing::Test {
   DownloadRecord& Record(int index) { return program.Download(index); }
   // The next record's number, negative if it only leaves the queue; 0 for none.
   int Next(int most = kMost) {
-    const std::optional<Queue::Turn> turn = queue.Next(most);
+    const std::optional<Queue::Turn> turn = queue.Next(most, kNow);
     if (!turn) return 0;
     return turn->starts ? turn->index : -turn->index;
   }
@@ -74,6 +75,33 @@ TEST_F(QueueTest, OnlyDequeuesARecordThatHasATransferOrIsFinished) {
   Record(2).Finished = true;
   EXPECT_EQ(Next(), -2);
   Record(2).Finished = false;
+  EXPECT_EQ(Next(), 2);
+}
+
+TEST_F(QueueTest, ResumesAQueuedWebRecordThatHasATransfer) {
+  const SimWeb web(sim, program);
+  Record(2).Queued = 1;
+  Record(2).URL = "https://h/a";
+  program.AddWeb(2);
+  program.TransferWindowAt(2) = std::make_shared<RecordingTransfer>();
+  std::optional<Queue::Turn> turn = queue.Next(kMost, kNow);
+  ASSERT_TRUE(turn);
+  EXPECT_TRUE(turn->resumes);
+  EXPECT_FALSE(turn->starts);
+  EXPECT_EQ(turn->engine, EngineName::Web);
+  program.settings.WebEngine = kWebEngineOff;
+  turn = queue.Next(kMost, kNow);
+  ASSERT_TRUE(turn);
+  EXPECT_FALSE(turn->resumes || turn->starts);
+}
+
+TEST_F(QueueTest, PassesOverARecordUntilItsTime) {
+  const SimWeb web(sim, program);
+  Record(2).Queued = Record(3).Queued = 1;
+  Record(2).URL = "https://h/a";
+  program.AddWeb(2).notBefore = kNow + 1e-3;
+  EXPECT_EQ(Next(), 3);
+  program.Web(2)->notBefore = kNow;
   EXPECT_EQ(Next(), 2);
 }
 

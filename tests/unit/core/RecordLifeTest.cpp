@@ -30,7 +30,7 @@ class RecordLife : public testing::Test {
   RecordLife() {
     program.ResizeDownloads(2);
     program.ShowTransferWindow = true;
-    program.newTransferWindow = [this] { return started = std::make_shared<RecordingTransfer>(); };
+    program.newTransferWindow = [this](std::int16_t) { return started = std::make_shared<RecordingTransfer>(); };
   }
   DownloadRecord& Record() { return program.Download(1); }
   // A record with a value in every field.
@@ -260,7 +260,7 @@ TEST_F(RecordLife, StartWithoutAPlanContinuesNothing) {
 
 TEST_F(RecordLife, StartPutsTheTransferInItsPlaceBeforeItConnects) {
   bool inPlace = false;
-  program.newTransferWindow = [&] {
+  program.newTransferWindow = [&](std::int16_t) {
     started = std::make_shared<RecordingTransfer>();
     started->onEvent = [&] { inPlace = program.TransferWindowAt(1) == started && started->index == 1; };
     return started;
@@ -279,7 +279,7 @@ TEST_F(RecordLife, StartShowsNoWindowOfARecordThatEndedMeanwhile) {
       [this] { program.ResizeDownloads(0); },
   };
   for (const auto& end : ends) {
-    program.newTransferWindow = [&] {
+    program.newTransferWindow = [&](std::int16_t) {
       started = std::make_shared<RecordingTransfer>();
       started->onEvent = end;
       return started;

@@ -32,5 +32,15 @@ TEST(Scheme, TellsHttpFromFtp) {
   EXPECT_FALSE(HasHttpScheme("fTP://a/b"));
 }
 
+TEST(Scheme, KnowsTheNewSchemesInAnyCaseOrInLowerCaseOnly) {
+  for (const char* const url : {"https://h/f", "HTTPS://", "ftps://h", "sftp://h/f"})
+    EXPECT_TRUE(HasNewScheme(url)) << url;
+  for (const char* const url : {"http://h/f", "ftp://h/f", "https:/h", " https://h", "httpss://h"}) {
+    EXPECT_FALSE(HasNewScheme(url)) << url;
+  }
+  EXPECT_TRUE(HasLowerCaseNewScheme("sftp://h"));
+  EXPECT_FALSE(HasLowerCaseNewScheme("SFTP://h"));
+}
+
 }  // namespace
 }  // namespace pellora

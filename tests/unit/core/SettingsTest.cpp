@@ -278,5 +278,62 @@ TEST_F(SettingsTest, LoadsWhatWasSaved) {
   EXPECT_EQ(settings.ScheduleOption, saved.ScheduleOption);
 }
 
+TEST_F(SettingsTest, WebKeysHaveTheirOwnDefaultsWhereAbsentOrBad) {
+  const auto load = [&] {
+    settings.WebEngine = 7;
+    settings.ExtraCertificates = "left";
+    LoadWebSettings(settings, store);
+  };
+  load();
+  EXPECT_EQ(settings.WebEngine, 1);
+  EXPECT_EQ(settings.ExtraCertificates, "");
+  for (const std::int32_t value : {0, 1, 2}) {
+    Store("WebEngine", std::to_string(value));
+    load();
+    EXPECT_EQ(settings.WebEngine, value);
+  }
+  for (const char* bad : {"", "3", "-1", "02", "2x", "True"}) {
+    Store("WebEngine", bad);
+    load();
+    EXPECT_EQ(settings.WebEngine, 1) << bad;
+  }
+  Store("WebEngine", "2");
+  Store("ExtraCertificates", "ca.pem");
+  load();
+  EXPECT_EQ(settings.WebEngine, 2);
+  EXPECT_EQ(settings.ExtraCertificates, "");
+  Store("ExtraCertificates", "/home/u/ca.pem");
+  load();
+  EXPECT_EQ(settings.ExtraCertificates, "/home/u/ca.pem");
+}
+
+TEST_F(SettingsTest, WebKeysAreReadAfterAKeyThatEndsTheLoad) {
+  Store("ProxyPort", "abc");
+  Store("WebEngine", "2");
+  EXPECT_FALSE(LoadSkippingFailure());
+  LoadWebSettings(settings, store);
+  EXPECT_EQ(settings.WebEngine, 2);
+}
+
+TEST_F(SettingsTest, SavesWebKeysOnlyIfTheyAreStoredOrChanged) {
+  Load();
+  LoadWebSettings(settings, store);
+  SaveSettings(settings, store);
+  EXPECT_EQ(store.Get("Pellora", "WebEngine"), std::nullopt);
+  EXPECT_EQ(store.Get("Pellora", "ExtraCertificates"), std::nullopt);
+  settings.WebEngine = 2;
+  SaveSettings(settings, store);
+  EXPECT_EQ(store.Get("Pellora", "WebEngine"), "2");
+  EXPECT_EQ(store.Get("Pellora", "ExtraCertificates"), std::nullopt);
+  settings.WebEngine = 1;
+  settings.ExtraCertificates = "/home/u/ca.pem";
+  SaveSettings(settings, store);
+  EXPECT_EQ(store.Get("Pellora", "WebEngine"), "1");
+  EXPECT_EQ(store.Get("Pellora", "ExtraCertificates"), "/home/u/ca.pem");
+  settings.ExtraCertificates = "";
+  SaveSettings(settings, store);
+  EXPECT_EQ(store.Get("Pellora", "ExtraCertificates"), "");
+}
+
 }  // namespace
 }  // namespace pellora

@@ -67,5 +67,23 @@ TEST(UrlToAskAbout, TreatsSeveralLinesAsOneText) {
   EXPECT_EQ(UrlToAskAbout("http://a.example/x.zip\r\nmore", kUsual), "http://a.example/x.zip\r\nmore");
 }
 
+TEST(NewUrlToAskAbout, AsksOnlyWhereThePathEndsInANameWithAnExtension) {
+  EXPECT_EQ(NewUrlToAskAbout(" https://a.example/d/x.zip\r\n", kUsual), "https://a.example/d/x.zip");
+  EXPECT_EQ(NewUrlToAskAbout("sftp://u@a.example/x.zip?y#z", kUsual), "sftp://u@a.example/x.zip?y#z");
+  for (const char* const text : {"https://a.example", "https://a.example/", "https://a.example/page",
+                                 "https://a.example/page?f=x.zip", "https://a.example/d.zip/", "http://a.example/x.zip",
+                                 "HTTPS://a.example/x.zip", "https://a.example/x.zip\nmore"}) {
+    EXPECT_EQ(NewUrlToAskAbout(text, kUsual), std::nullopt) << text;
+  }
+}
+
+TEST(NewUrlToAskAbout, IgnoresExtensionsOfThePathAlsoInAListOfOne) {
+  EXPECT_FALSE(NewUrlToAskAbout("https://a.example/x.htm", "HTM"));
+  EXPECT_FALSE(NewUrlToAskAbout("https://a.example/x.Php?f=a.zip", kUsual));
+  EXPECT_FALSE(NewUrlToAskAbout("https://a.example/x%2Ehtm", kUsual));
+  EXPECT_TRUE(NewUrlToAskAbout("https://a.example/x.zip?f=a.php", kUsual));
+  EXPECT_TRUE(NewUrlToAskAbout("https://a.example/x.zip", ""));
+}
+
 }  // namespace
 }  // namespace pellora

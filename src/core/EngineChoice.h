@@ -1,0 +1,57 @@
+// EngineChoice: which engine fetches a download, and how its address is read for the list.
+//
+// This is the only place that decides it, at every start: an address of https, ftps or sftp is never sent by the
+// classic engine, which knows no encryption, whatever the settings become after it was listed. Records of these schemes
+// have the port 0. A record that has begun stays with its engine.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "core/ParseUrl.h"
+#include "core/WebTexts.h"
+
+namespace pellora {
+
+class Program;
+
+enum class EngineName : std::uint8_t {
+  None,  // the download is not started
+  Classic,
+  Web,
+};
+
+struct EngineChoice {
+  EngineName engine = EngineName::None;
+  WebText reason = WebText::None;  // of None
+};
+
+// The engine of a listed record.
+EngineChoice ChooseEngine(Program& program, int index);
+
+// The same for an address that is not listed yet. None, without a reason, if it is no address that Pellora takes now.
+struct AddressReading {
+  EngineName engine = EngineName::None;
+  ParsedUrl parsed;           // the record's fields, accepted unless `engine` is None
+  std::string listed;         // the record's URL: that of the web engine's records has no password
+  std::string suggestedName;  // of the file, for the save dialog
+};
+AddressReading ReadAddress(Program& program, const std::string& url, std::int16_t kind = 0);
+
+// True if the text begins with a scheme that one of the engines takes now, in any case or in lower case only.
+bool TakesScheme(Program& program, std::string_view text);
+bool TakesLowerCaseScheme(Program& program, std::string_view text);
+
+// True for a record that the web engine has begun or that only it can fetch.
+bool IsWebRecord(Program& program, int index);
+// True for one that was stopped by itself, or cannot be started.
+bool HasFailed(Program& program, int index);
+// Why the record was stopped, waits or cannot be started, in one sentence; else empty.
+std::string ReasonOf(Program& program, int index);
+
+// The slot of the record in use that was added as `url`; 0 if there is none. Addresses of the web engine are compared
+// without their passwords.
+std::int16_t FindListed(Program& program, const std::string& url, EngineName engine);
+
+}  // namespace pellora

@@ -1,0 +1,85 @@
+#include "core/WebTexts.h"
+
+#include <array>
+#include <cstddef>
+
+namespace pellora {
+
+namespace {
+
+struct English {
+  WebText number;
+  const char* text;
+};
+
+constexpr std::array kEnglish = {
+    English{WebText::Transfers, "Transfers"},
+    English{WebText::WhichDownloads, "Downloads of the web engine, which checks every byte :"},
+    English{WebText::OnlyNewSchemes, "Only what the classic engine refuses (https, ftps, sftp)"},
+    English{WebText::AllDownloads, "All downloads"},
+    English{WebText::EngineOff, "Off"},
+    English{WebText::RedirectHint, "An http address that leads to https needs \"All downloads\"."},
+    English{WebText::ExtraCertificates, "Additional certificates (PEM file) :"},
+    English{WebText::BadCertificates,
+            "The file of additional certificates cannot be read. Please give its full path, or leave the field empty."},
+    English{WebText::Connecting, "Connecting"},
+    English{WebText::Receiving, "Receiving data..."},
+    English{WebText::RetryIn, "Retry in %1 s"},
+    English{WebText::NoMoreConnections, "Server refuses more connections"},
+    English{WebText::WaitingForNetwork, "Waiting for the network"},
+    English{WebText::IsOff, "The web engine is off: page \"Transfers\" of the options says what it downloads."},
+    English{WebText::IsMissing, "This address needs the web engine, which this copy of Pellora does not have."},
+    English{WebText::Unsupported, "Pellora does not support what this address or its server requires."},
+    English{WebText::Changed, "The file has changed on the server since the download began."},
+    English{WebText::LoginNeeded, "The server requires a user name and a password."},
+    English{WebText::NotFound, "The server does not have this file."},
+    English{WebText::Refused, "The server refused the download with status %1."},
+    English{WebText::NoHost, "There is no host named %1."},
+    English{WebText::NotTrusted, "The host %1 is not trusted: %2"},
+    English{WebText::NoParts,
+            "The server sends no parts of this file, so it can only be downloaded from the beginning."},
+    English{WebText::WrongAnswers, "The server's replies contradict each other, so no more of the file was accepted."},
+    English{WebText::NoRoom, "There is too little room on the disk: %1 are needed, %2 are free."},
+    English{WebText::PartReplaced, "Another program has replaced or changed the unfinished file."},
+    English{WebText::NotWritten, "The file could not be written: %1"},
+    English{WebText::LengthNotConfirmed, "The server did not say how long the file is, so it may be incomplete."},
+    English{WebText::NoNetwork, "There is no network; the download continues when it is back."},
+    English{WebText::AskedToWait, "The server asks for no further request before %1."},
+    English{WebText::TooManyTries, "No data arrived in ten tries. %1"},
+    English{WebText::FileExists, "A file with this name exists already."},
+    English{WebText::ReplacedChanged, "The file that was to be replaced has changed meanwhile."},
+    English{WebText::UnknownKey, "The host %1 is unknown. Its key has the fingerprint %2."},
+    English{WebText::CookiesGone,
+            "This download began with cookies of the browser, which are not kept. Start it from the browser again."},
+    English{WebText::ProgressLost, "What this download had received cannot be read any more."},
+    English{WebText::ConnectionLost, "The connection to %1 was lost."},
+    English{WebText::NotReached, "The host %1 cannot be reached."},
+    English{WebText::Silent, "The host %1 does not answer."},
+    English{WebText::TooLong, "This disk takes no file that is longer than %1."},
+    English{WebText::NoProxy, "The proxy does not answer or refuses the connection."},
+    English{WebText::WrongCoding, "The server sends the file in a coding that Pellora does not accept."},
+};
+
+}  // namespace
+
+void FillWebTexts(LangStringArray& texts) {
+  for (const English& entry : kEnglish) texts.at(static_cast<std::size_t>(entry.number)) = entry.text;
+}
+
+const std::string& TextOf(const Program& program, WebText text) { return program.Text(static_cast<int>(text)); }
+
+std::string FillText(std::string_view text, std::initializer_list<std::string_view> values) {
+  std::string filled;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const bool place = text[at] == '%' && at + 1 < text.size() && (text[at + 1] == '1' || text[at + 1] == '2');
+    if (!place) {
+      filled += text[at];
+      continue;
+    }
+    const auto number = static_cast<std::size_t>(text[++at] - '1');
+    if (number < values.size()) filled += *(values.begin() + number);
+  }
+  return filled;
+}
+
+}  // namespace pellora

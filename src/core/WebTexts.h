@@ -1,0 +1,77 @@
+// WebTexts: the numbered texts that came with the web engine, and their English.
+//
+// A language file of a user's own may lack them: English is filled in at the start and before each file is read.
+// "%1" and "%2" in a text are places for values, in any order.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+#include "core/Program.h"
+
+namespace pellora {
+
+enum class WebText : std::int16_t {
+  None = 0,
+
+  // Options.
+  Transfers = 800,
+  WhichDownloads = 801,
+  OnlyNewSchemes = 802,
+  AllDownloads = 803,
+  EngineOff = 804,
+  RedirectHint = 806,
+  ExtraCertificates = 807,
+  BadCertificates = 808,
+
+  // States of a lane or of the whole download.
+  Connecting = 810,
+  Receiving = 811,
+  RetryIn = 812,  // %1: seconds
+  NoMoreConnections = 813,
+  WaitingForNetwork = 814,
+
+  // Why a download is not started, waits or has stopped, in one sentence.
+  IsOff = 820,
+  IsMissing = 821,  // the program was built without it
+  Unsupported = 822,
+  Changed = 823,
+  LoginNeeded = 824,
+  NotFound = 825,
+  Refused = 826,     // %1: status
+  NoHost = 827,      // %1: host
+  NotTrusted = 828,  // %1: host, %2: why
+  NoParts = 829,
+  WrongAnswers = 830,
+  NoRoom = 831,        // %1: bytes needed, %2: bytes free, both with their units
+  PartReplaced = 832,  // the file of the unfinished download
+  NotWritten = 833,    // %1: why
+  LengthNotConfirmed = 834,
+  NoNetwork = 835,
+  AskedToWait = 836,   // %1: date and time
+  TooManyTries = 837,  // %1: the reason of the last one
+  FileExists = 838,
+  ReplacedChanged = 839,
+  UnknownKey = 840,  // %1: host, %2: fingerprint
+  CookiesGone = 841,
+  ProgressLost = 842,
+  ConnectionLost = 843,  // %1: host
+  NotReached = 844,      // %1: host
+  Silent = 845,          // %1: host
+  TooLong = 846,         // %1: size with its unit
+  NoProxy = 847,
+  WrongCoding = 848,
+};
+
+// Writes the English texts, over whatever is there.
+void FillWebTexts(LangStringArray& texts);
+
+const std::string& TextOf(const Program& program, WebText text);
+
+// `text` with the first value in place of each "%1", the second in place of each "%2". What is inserted is not searched
+// again. A place without a value becomes empty.
+std::string FillText(std::string_view text, std::initializer_list<std::string_view> values);
+
+}  // namespace pellora
