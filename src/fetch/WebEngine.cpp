@@ -59,6 +59,14 @@ bool WebEngine::StillCurrent() {
   return false;
 }
 
+std::string WebEngine::Say(WebText text, std::initializer_list<std::string_view> values) const {
+  return FillText(TextOf(program_, text), values);
+}
+
+std::string WebEngine::RetryIn(std::int64_t milliseconds) const {
+  return Say(WebText::RetryIn, {std::to_string((milliseconds + 999) / 1000)});
+}
+
 bool WebEngine::Fetching() const {
   return state_ == FetchState::Opening || state_ == FetchState::Running || state_ == FetchState::Holding;
 }
@@ -102,9 +110,9 @@ void WebEngine::Start() {
   lastByte_ = lastPulse_ = lastClaim_ = Now();
   meter_.Start(lastByte_);
   pulse_.SetEnabled(true);
-  Announce(kWordConnecting);
+  Announce(Say(WebText::Connecting));
   const std::optional<WebAddress> address = ParseWebAddress(record.URL);
-  if (!address) return Stop(FetchEvent::GivenUp, kWordNoAddress);
+  if (!address) return Stop(FetchEvent::GivenUp, Say(WebText::Unsupported));
   given_ = *address;
   if (!record.UserName.empty()) given_.user = record.UserName;
   if (!record.Password.empty()) given_.password = record.Password;
@@ -182,10 +190,10 @@ void WebEngine::Pulse() {
   if (state_ == FetchState::Holding) {
     if (holdCause_ == RoundCause::NoNetwork && !program_.platform.network.HasConnection()) {
       holdUntil_ = now + kNetworkRetest;
-      Announce(kWordNoNetwork);
+      Announce(Say(WebText::WaitingForNetwork));
     } else if (now >= holdUntil_) {
       Take(FetchEvent::NetworkOrTimeBack);
-      Announce(kWordConnecting);
+      Announce(Say(WebText::Connecting));
       Open();
     } else {
       Announce(RetryIn(holdUntil_ - now) + ": " + lastReason_);
@@ -201,7 +209,7 @@ void WebEngine::CheckLanes(std::int64_t now) {
   for (std::size_t i = 0; i < lanes_.size() && (state_ == FetchState::Opening || state_ == FetchState::Running); ++i) {
     WebLane& lane = *lanes_[i];
     if (lane.Overdue(now)) {
-      LaneLost(lane, lane.HasAnswer() ? kWordSilent : kWordNoAnswer, RoundCause::Failure);
+      LaneLost(lane, Say(WebText::Silent, {current_.host}), RoundCause::Failure);
     } else if (lane.state == LaneState::BackingOff) {
       if (now >= lane.due) {
         lane.state = LaneState::Idle;
@@ -312,7 +320,7 @@ void WebEngine::BeginRequest(WebLane& lane, AskedFor asked) {
 
 void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
   constexpr int kMostAsks = 4;  // besides redirects
-  if (++lane.asks > kMostAsks) return LaneLost(lane, kWordWrongAnswers, RoundCause::Failure);
+  if (++lane.asks > kMostAsks) return LaneLost(lane, Say(WebText::WrongAnswers), RoundCause::Failure);
   BeginRequest(lane, asked);
 }
 
@@ -353,7 +361,6 @@ std::uint32_t WebEngine::SilentFor() const {
 int WebEngine::LaneCount() const { return std::min<int>(static_cast<int>(lanes_.size()), kMaxLanes); }
 
 Lane WebEngine::LaneAt(int lane, LaneForm) const {
-  static const std::string kRefusesMore = kWordServerRefusesMore;
   const WebLane& one = *lanes_.at(static_cast<std::size_t>(lane - 1));
   Lane shown;
   shown.received = one.received;
@@ -363,17 +370,17 @@ Lane WebEngine::LaneAt(int lane, LaneForm) const {
   }
   switch (one.state) {
     case LaneState::Connecting:
-      shown.state = &program_.Text(kTextWebLaneConnecting);
+      shown.state = &program_.Text(kTextWebConnecting);
       break;
     case LaneState::Receiving:
-      shown.state = &program_.Text(kTextWebLaneReceiving);
+      shown.state = &program_.Text(kTextWebReceiving);
       shown.colour = LaneColour::Receiving;
       break;
     case LaneState::BackingOff:
       shown.state = &one.text;
       break;
     case LaneState::Refused:
-      shown.state = &kRefusesMore;
+      shown.state = &TextOf(program_, WebText::NoMoreConnections);
       break;
     case LaneState::Idle:
       shown.state = &program_.Text(Fetching() || slot_.Record().Finished ? kTextWebLaneComplete : kTextWebPaused);

@@ -12,9 +12,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -22,6 +24,7 @@
 #include "core/Engine.h"
 #include "core/Program.h"
 #include "core/WebAddress.h"
+#include "core/WebTexts.h"
 #include "fetch/PartFile.h"
 #include "fetch/RangePlan.h"
 #include "fetch/WebLane.h"
@@ -68,6 +71,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void Announce(std::string state);  // in the window and the figures
   void Draw();
   void WriteFigures();
+  std::string Say(WebText text, std::initializer_list<std::string_view> values = {}) const;
+  std::string RetryIn(std::int64_t milliseconds) const;
   void ShowCommand3(Command3Means means);
   WebFigures& TheFigures() { return program_.AddWeb(slot_.Index()); }
 
@@ -89,6 +94,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void LaneAnswered(WebLane& lane, const FetchAnswer& answer) override;
   void LaneReceived(WebLane& lane, std::unique_ptr<FetchBlock> block) override;
   void LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason) override;
+  std::string ReasonFor(const ReplyReading& reading, const FetchAnswer& answer) const;
   ReplyReading Read(const WebLane& lane, const FetchAnswer& answer) const;
   void TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
@@ -109,6 +115,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   // The part file
   void ChooseName(const FetchAnswer& answer);
   Task<> CreatePart(Run run);
+  std::string NoRoomFor(std::uint64_t room, std::uint64_t longest) const;
   Task<> AdoptPart(Run run);
   void PartIsReady();
   void PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block);

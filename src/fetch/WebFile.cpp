@@ -22,21 +22,16 @@ struct Made {
   std::string path;
   std::shared_ptr<DownloadFile> file;
   FileIdentity identity;
+  std::uint64_t room = 0;  // on the disk, bytes
+  std::uint64_t longest = 0;
 };
-
-std::string Megabytes(std::uint64_t bytes) { return std::to_string((bytes + 999'999) / 1'000'000) + " MB"; }
 
 // The first free name for the part, with room for `total` bytes; -1: not known.
 void Create(DownloadFiles& files, const std::string& folder, const std::string& name, std::int64_t total, Made& made) {
-  const std::uint64_t room = files.RoomIn(folder);
-  if (total > 0 && room < static_cast<std::uint64_t>(total)) {
-    throw Failure(FailureNumber::File, "The disk has room for " + Megabytes(room) + ", and the file takes " +
-                                           Megabytes(static_cast<std::uint64_t>(total)) + ".");
-  }
-  if (total > 0 && files.LongestFileIn(folder) < static_cast<std::uint64_t>(total)) {
-    throw Failure(FailureNumber::File,
-                  "The disk holds no file as long as " + Megabytes(static_cast<std::uint64_t>(total)) + ".");
-  }
+  const auto wanted = static_cast<std::uint64_t>(std::max<std::int64_t>(0, total));
+  made.room = files.RoomIn(folder);
+  made.longest = files.LongestFileIn(folder);
+  if (wanted > made.room || wanted > made.longest) return;
   for (int number = 1; number < kMostNumbers; ++number) {
     made.path = JoinFolder(folder, PartNameOf(NumberedName(name, number)));
     std::unique_ptr<DownloadFile> file = files.Create(made.path);
@@ -62,11 +57,17 @@ void WebEngine::ChooseName(const FetchAnswer& answer) {
   entry_.path = JoinFolder(program_.settings.DownloadFolder, record.FileName);
 }
 
+std::string WebEngine::NoRoomFor(std::uint64_t room, std::uint64_t longest) const {
+  const auto size = [](std::uint64_t bytes) { return std::to_string((bytes + 999'999) / 1'000'000) + " MB"; };
+  if (static_cast<std::uint64_t>(facts_.total) > longest) return Say(WebText::TooLong, {size(longest)});
+  return Say(WebText::NoRoom, {size(static_cast<std::uint64_t>(facts_.total)), size(room)});
+}
+
 // The list is saved first: after a kill nothing else knows whose the part file is.
 Task<> WebEngine::CreatePart(Run run) {
   const auto hold = Hold();
   if (!entry_.path.starts_with("/")) {
-    Stop(FetchEvent::GivenUp, kWordNoFolder);
+    Stop(FetchEvent::GivenUp, Say(WebText::NotWritten, {program_.settings.DownloadFolder}));
     co_return;
   }
   (void)SaveListBeforeTouchingParts(program_);
@@ -77,8 +78,9 @@ Task<> WebEngine::CreatePart(Run run) {
                              name = entry_.path.substr(entry_.path.rfind('/') + 1),
                              total = facts_.total] { Create(*files, folder, name, total, *made); };
     co_await InBackground(&program_.platform, std::move(work));
+    if (!made->file) failed = NoRoomFor(made->room, made->longest);
   } catch (const Failure& failure) {
-    failed = failure.what();
+    failed = Say(WebText::NotWritten, {failure.what()});
   }
   if (!StillCurrent()) {
     if (made->file) {
@@ -239,7 +241,7 @@ void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, c
 }
 
 void WebEngine::AfterArrival(WebLane& lane, bool surplus) {
-  if (surplus) LaneLost(lane, kWordWrongAnswers, RoundCause::Failure);
+  if (surplus) LaneLost(lane, Say(WebText::WrongAnswers), RoundCause::Failure);
   if (!plan_) return;
   bool freed = false;
   for (const auto& other : lanes_) {
@@ -261,7 +263,7 @@ void WebEngine::AllHeld() {
 void WebEngine::DiskFailed(const std::string& reason) {
   written_ = entry_.held;
   part_.reset();
-  Stop(FetchEvent::DiskFailed, reason);
+  Stop(FetchEvent::DiskFailed, Say(WebText::NotWritten, {reason}));
 }
 
 void WebEngine::Claim() {

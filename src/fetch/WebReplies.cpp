@@ -14,30 +14,34 @@ namespace {
 constexpr int kMostRedirects = 20;
 constexpr std::int64_t kSample = std::int64_t{64} << 10;
 
-std::string StatusWord(int status) { return "The server refuses: " + std::to_string(status) + "."; }
+}  // namespace
 
-std::string WordFor(const ReplyReading& reading, const FetchAnswer& answer) {
+std::string WebEngine::ReasonFor(const ReplyReading& reading, const FetchAnswer& answer) const {
   switch (reading.reason) {
     case ReplyReason::NotFound:
-      return kWordNotFound;
+      return Say(WebText::NotFound);
     case ReplyReason::Login:
+      return Say(WebText::LoginNeeded);
     case ReplyReason::ProxyLogin:
-      return kWordLogin;
+      return Say(WebText::NoProxy);
     case ReplyReason::Status:
     case ReplyReason::Forbidden:
-      return StatusWord(answer.status);
+      return Say(WebText::Refused, {std::to_string(answer.status)});
     case ReplyReason::BadRedirect:
-      return kWordBadRedirect;
+      return Say(WebText::Unsupported);
+    case ReplyReason::NoRanges:
+      return Say(WebText::NoParts);
+    case ReplyReason::TransferCoding:
+    case ReplyReason::ContentCoding:
+      return Say(WebText::WrongCoding);
     case ReplyReason::OtherLength:
     case ReplyReason::OtherVersion:
     case ReplyReason::Unproven:
-      return kWordChanged;
+      return Say(WebText::Changed);
     default:
-      return kWordWrongAnswers;
+      return Say(WebText::WrongAnswers);
   }
 }
-
-}  // namespace
 
 // Answers are compared with the first one's, or with that of another server whose bytes were the same.
 ReplyReading WebEngine::Read(const WebLane& lane, const FetchAnswer& answer) const {
@@ -68,7 +72,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::Held:
       facts_.total = reading.facts.total;
       if (plan_) plan_->SetTotal(facts_.total);
-      return plan_ && plan_->Complete() ? AllHeld() : LaneLost(lane, kWordWrongAnswers, RoundCause::Failure);
+      return plan_ && plan_->Complete() ? AllHeld() : LaneLost(lane, Say(WebText::WrongAnswers), RoundCause::Failure);
     case ReplyVerdict::CompareSample:
       lane.sampled = reading.facts;
       return AskForSample(lane);
@@ -97,14 +101,14 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::Wait:
       if (reading.retryAfter) services_->hosts.SetWait(OriginOf(current_), Now() + *reading.retryAfter * 1000);
       if (OthersFlow(lane)) return GiveUpLane(lane);
-      return LaneLost(lane, kWordBusy, reading.retryAfter ? RoundCause::RetryAfter : RoundCause::Failure,
+      return LaneLost(lane, Say(WebText::Refused, {std::to_string(answer.status)}), reading.retryAfter ? RoundCause::RetryAfter : RoundCause::Failure,
                       reading.retryAfter.value_or(0));
     case ReplyVerdict::Again:
-      return LaneLost(lane, WordFor(reading, answer), RoundCause::Failure);
+      return LaneLost(lane, ReasonFor(reading, answer), RoundCause::Failure);
     case ReplyVerdict::WaitTooLong:
     case ReplyVerdict::Login:
     case ReplyVerdict::Refused:
-      return OthersFlow(lane) ? GiveUpLane(lane) : Stop(FetchEvent::GivenUp, WordFor(reading, answer));
+      return OthersFlow(lane) ? GiveUpLane(lane) : Stop(FetchEvent::GivenUp, ReasonFor(reading, answer));
   }
 }
 
@@ -133,7 +137,7 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   facts_ = reading.facts;
   if (reading.verdict == ReplyVerdict::Empty) facts_.total = 0;
   if (statedTotal_ >= 0 && facts_.total >= 0 && facts_.total != statedTotal_) {
-    return Stop(FetchEvent::GivenUp, kWordWrongAnswers);
+    return Stop(FetchEvent::GivenUp, Say(WebText::WrongAnswers));
   }
   factsKnown_ = proven_ = true;
   peer_ = answer.peerAddress;
@@ -180,10 +184,10 @@ void WebEngine::CollectCookies(const FetchAnswer& answer) {
 
 void WebEngine::Redirect(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
   if (OthersFlow(lane)) return GiveUpLane(lane);
-  if (++redirects_ > kMostRedirects) return Stop(FetchEvent::GivenUp, kWordManyRedirects);
+  if (++redirects_ > kMostRedirects) return Stop(FetchEvent::GivenUp, Say(WebText::WrongAnswers));
   const ResolvedRedirect target = ResolveRedirect(current_, reading.location);
   if (target.fault != RedirectFault::None || !program_.platform.fetcher->Supports(SchemeName(target.address.scheme))) {
-    return Stop(FetchEvent::GivenUp, kWordBadRedirect);
+    return Stop(FetchEvent::GivenUp, Say(WebText::Unsupported));
   }
   CollectCookies(answer);
   current_ = target.address;
@@ -196,22 +200,19 @@ void WebEngine::HasChanged() {
   Take(FetchEvent::Question);
   Record().Active = false;
   TheFigures().standing = WebStanding::Stopped;
-  entry_.reason = kWordChanged;
-  Announce(kWordChanged);
+  entry_.reason = Say(WebText::Changed);
+  Announce(Say(WebText::Changed));
   Draw();
   program_.platform.tasks.Spawn(AskAboutChange(run_));
 }
 
 Task<> WebEngine::AskAboutChange(Run run) {
   const auto hold = Hold();
-  BoxRequest request{Record().FileName + ": " + kWordChanged +
-                         " Begin anew? What is here is kept until the new file is "
-                         "complete.",
-                     kProgramName, kYesNo | kQuestion};
+  BoxRequest request{Record().FileName + ": " + Say(WebText::Changed) + "\n" + Say(WebText::AskBeginAnew), kProgramName, kYesNo | kQuestion};
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
   if (!StillCurrent() || run != run_ || state_ != FetchState::Asking) co_return;
   if (answer != kAnswerYes) {
-    Stop(FetchEvent::AnswerNo, kWordChanged);
+    Stop(FetchEvent::AnswerNo, Say(WebText::Changed));
     co_return;
   }
   BeginAnew();
@@ -228,12 +229,12 @@ void WebEngine::BeginAnew() {
 Task<> WebEngine::AskAboutKey(Run run, std::string fingerprint) {
   const auto hold = Hold();
   const std::string host = current_.host;
-  BoxRequest request{"The key of " + host + " is not known: " + fingerprint + ". Trust this server?", kProgramName,
+  BoxRequest request{Say(WebText::UnknownKey, {host, fingerprint}) + "\n" + Say(WebText::AskTrustKey), kProgramName,
                      kYesNo | kQuestion};
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
   if (!StillCurrent() || run != run_ || state_ != FetchState::Asking) co_return;
   if (answer != kAnswerYes) {
-    Stop(FetchEvent::AnswerNo, "The key of " + host + " is not trusted.");
+    Stop(FetchEvent::AnswerNo, Say(WebText::UnknownKey, {host, fingerprint}));
     co_return;
   }
   acceptedKey_ = fingerprint;
@@ -246,7 +247,7 @@ void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason
   if (lane.sample) {
     // If all of it has come, SampleCompared is still to follow.
     const bool all = lane.Asked().from + lane.sampleAt > lane.Asked().to;
-    if (!all) LaneLost(lane, reason.empty() ? kWordEndedEarly : reason, RoundCause::Failure);
+    if (!all) LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason, RoundCause::Failure);
     return;
   }
   if (lane.Flows()) return EndedFlow(lane, end, reason);
@@ -279,19 +280,19 @@ void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& 
   const RoundCause cause = !network                  ? RoundCause::NoNetwork
                            : end == FetchEnd::NoHost ? RoundCause::NoNames
                                                      : RoundCause::Failure;
-  LaneLost(lane, reason.empty() ? kWordNoAnswer : reason, cause);
+  LaneLost(lane, reason.empty() ? Say(WebText::Silent, {current_.host}) : reason, cause);
 }
 
 void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason) {
   if (facts_.total < 0) {
-    if (end != FetchEnd::Whole) return LaneLost(lane, reason.empty() ? kWordEndedEarly : reason, RoundCause::Failure);
+    if (end != FetchEnd::Whole) return LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason, RoundCause::Failure);
     facts_.total = plan_->Offset(lane.Number());
     plan_->SetTotal(facts_.total);
     Release(lane);
     return AllHeld();
   }
   if (plan_->Next(lane.Number()) == LaneNext::Continue) {
-    return LaneLost(lane, reason.empty() ? kWordEndedEarly : reason,
+    return LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason,
                     program_.platform.network.HasConnection() ? RoundCause::Failure : RoundCause::NoNetwork);
   }
   Release(lane);
