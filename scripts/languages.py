@@ -27,14 +27,17 @@ GLUED = {401: ("\u00a0", "a file name follows: it must end in a no-break space (
          530: (".", "it ends the message that begins with 531: it must end in a full stop")}
 # Captions whose controls do not grow with the text, and the number of characters that fit.
 CAPTIONS = (*range(110, 122), *range(200, 208), *range(270, 290), *range(405, 408), *range(500, 517), *range(600, 649),
-            *range(669, 705), *range(786, 793), 805)
+            *range(669, 705), *range(786, 793), *range(800, 808))
 LENGTHS = {**dict.fromkeys(range(LAST + 1), 400),  # messages and tool tips
            **dict.fromkeys(CAPTIONS, 72),
            **dict.fromkeys(range(100, 109), 24),  # buttons of the toolbar
            **dict.fromkeys((201, 207, 300, 302), 10),  # narrow columns
            **dict.fromkeys((301, 303), 7),  # likewise, with " (100.0%)" appended
            **dict.fromkeys((250, 251), 13),  # tabs of the side pane
-           **dict.fromkeys(range(524, 529), 30)}  # states of segments
+           **dict.fromkeys(range(524, 529), 30),  # states of segments
+           **dict.fromkeys(range(810, 815), 31)}  # states of the web engine's
+# These texts name others of the same file.
+QUOTED = {806: 803, 820: 800}
 UNITS = range(0, 7)
 # Entries of one menu; no two may have the same access key, nor that of "Show download &Basket", which stays English.
 MENUS = ((786, 119, 787, 699), (110, 111, 112, 118), (114, 115, 116), (121, 113), (283, 286, 282, 289, 288, 285),
@@ -103,6 +106,11 @@ def read(path):
     return entries, problems
 
 
+def places(text):
+    """The places for values in a text, in alphabetical order."""
+    return sorted(re.findall("%[12]", text))
+
+
 def texts_of(entries):
     return {entry.number: entry.text for entry in entries}
 
@@ -154,6 +162,12 @@ def check(path, english):
         if len(texts.get(number, "")) > length:
             problems.append("line %d: %d is longer than the %d characters that fit" %
                             (seen[number], number, length))
+    for number, text in texts.items():
+        if number in known and places(text) != places(english[number]):
+            problems.append("line %d: %d must have the same %%1 and %%2 as the English text" % (seen[number], number))
+    for number, other in QUOTED.items():
+        if number in texts and other in texts and texts[other] not in texts[number]:
+            problems.append("line %d: %d must name number %d as it is: %s" % (seen[number], number, other, texts[other]))
     for number in UNITS:
         if " " in texts.get(number, ""):
             problems.append("line %d: %d is a unit and must not contain blanks" % (seen[number], number))

@@ -10,6 +10,7 @@
 
 #include "core/Ascii.h"
 #include "core/Numbers.h"
+#include "core/WebTexts.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
 #include "ports/Machine.h"
@@ -114,7 +115,9 @@ void LoadLanguage(Program& program, const std::string& name) {
   if (name.find('/') != std::string::npos || name.find('\0') != std::string::npos) {
     throw Failure(FailureNumber::File, path + ": not a name of a language");
   }
-  ReadLanguage(ReadWholeFile(program.platform.files, path, kLargestLanguageFile), program.LangStrings);
+  const std::string content = ReadWholeFile(program.platform.files, path, kLargestLanguageFile);
+  FillWebTexts(program.LangStrings);
+  ReadLanguage(content, program.LangStrings);
   program.languageRead = true;
   for (const std::shared_ptr<Window>& window : program.languageWindows()) {
     ApplyLanguage(*window, program.LangStrings);

@@ -8,6 +8,7 @@
 #include "core/DateTexts.h"
 #include "core/Dates.h"
 #include "core/Numbers.h"
+#include "core/WebTexts.h"
 #include "lang/Language.h"
 #include "options/Options.h"
 #include "ports/Clock.h"
@@ -30,6 +31,8 @@ constexpr int kBadDownloads = 799;
 
 constexpr const char* kTestFile = "temp.tst";
 constexpr std::int32_t kPortForNone = 8080;
+constexpr std::uint64_t kLargestCertificates = 1 << 24;  // bytes
+constexpr const char* kPemMark = "-----BEGIN ";
 
 // A copy started by the bus has another working folder than one started by hand.
 bool IsAbsolute(const std::string& path) { return path.starts_with('/'); }
@@ -90,7 +93,18 @@ std::optional<BoxRequest> options::Refusal() {
 
   if (!IsWithin(Text3, 1, 8)) return box(kBadSegments, kWarning);
   if (!IsWithin(Text4, 1, 99)) return box(kBadDownloads, kWarning);
+  if (HasBadCertificates()) return box(static_cast<int>(WebText::BadCertificates), kInformation);
   return std::nullopt;
+}
+
+// Only a changed path is checked: a file that is gone now must not block the other pages.
+bool options::HasBadCertificates() {
+  const std::string& path = Text11.Text();
+  if (path.empty() || path == program_.settings.ExtraCertificates) return false;
+  std::string content;
+  const bool read =
+      IsAbsolute(path) && Skip([&] { content = ReadWholeFile(platform_.files, path, kLargestCertificates); });
+  return !read || content.find(kPemMark) == std::string::npos;
 }
 
 // Replaces an old file. `kind` is that of the files which the folder must accept.
@@ -110,6 +124,9 @@ void options::ApplyControls() {
   Skip([&] { settings.MaxSegments = ToInt32(Text3.Text()); });
   Skip([&] { settings.MaxSimulDownlads = ToInt32(Text4.Text()); });
   settings.ProxyPort = RoundedPrefix(Text8.Text());
+  for (const auto& [button, value] : WebChoices()) {
+    if (button->Value) settings.WebEngine = value;
+  }
   ApplyScheduleControls();
 }
 

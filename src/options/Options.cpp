@@ -55,6 +55,11 @@ std::string TextOf(Format* format, double serial, const DateForms& forms) {
 
 options::options(Program& program) : Window(program.platform, "options", "Pellora !   Options "), program_(program) {
   Tag = TagText(kCaptionNumber);
+  if (program.platform.fetcher == nullptr) {
+    std::vector<ControlPart> tabs = TabStrip1.Tabs;
+    tabs.pop_back();
+    TabStrip1.Tabs = std::move(tabs);
+  }
   ConnectEvents();
 }
 
@@ -72,12 +77,17 @@ std::array<std::pair<CheckBox*, bool*>, 10> options::Switches() {
            {&Check10, &settings.AutoStart}}};
 }
 
-std::array<std::pair<TextBox*, std::string*>, 4> options::Texts() {
+std::array<std::pair<TextBox*, std::string*>, 5> options::Texts() {
   Settings& settings = program_.settings;
   return {{{&Text1, &settings.TempFolder},
            {&Text2, &settings.DownloadFolder},
            {&Text7, &settings.ProxyServer},
-           {&Text9, &settings.IgnoreString}}};
+           {&Text9, &settings.IgnoreString},
+           {&Text11, &settings.ExtraCertificates}}};
+}
+
+std::array<std::pair<OptionButton*, std::int32_t>, 3> options::WebChoices() {
+  return {{{&Option3, kWebEngineNewSchemes}, {&Option4, kWebEngineAll}, {&Option5, kWebEngineOff}}};
 }
 
 void options::ConnectEvents() {
@@ -85,6 +95,11 @@ void options::ConnectEvents() {
   // Exactly one of the two is set.
   Option1.OnClick = [this] { Option2.Value = !Option1.Value; };
   Option2.OnClick = [this] { Option1.Value = !Option2.Value; };
+  for (const auto& [button, value] : WebChoices()) {
+    button->OnClick = [this, chosen = button] {
+      for (const auto& [other, unused] : WebChoices()) other->Value = other == chosen;
+    };
+  }
   Command2.OnClick = [this] { GetNow(); };
   Browse2.OnClick = [this] { platform_.tasks.Spawn(Browse(&Label3, &Text2)); };
   Browse1.OnClick = [this] { platform_.tasks.Spawn(Browse(&Label1, &Text1)); };
@@ -104,6 +119,7 @@ void options::ShowPage(int page) {
   Frame4.Visible = page == 2;
   Frame3.Visible = page == 3;
   Frame5.Visible = page == 4;
+  Frame6.Visible = page == 5;
 }
 
 void options::RefreshFromOptions() {
@@ -123,6 +139,7 @@ void options::RefreshFromOptions() {
   // Any number but 1 shows as the fixed time, and OK makes it that.
   Option2.Value = settings.ScheduleOption == 1;
   Option1.Value = settings.ScheduleOption != 1;
+  for (const auto& [button, value] : WebChoices()) button->Value = settings.WebEngine == value;
   ListLanguages();
 }
 

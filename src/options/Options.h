@@ -1,4 +1,5 @@
-// options: the dialog that edits the program's settings, on four pages. It is not modal; nothing takes effect before
+// options: the dialog that edits the program's settings, on five pages, of which the last is missing where the
+// program has no web engine. It is not modal; nothing takes effect before
 // OK, and Cancel or closing it changes nothing.
 //
 // The controls are in Tab order. The numbers are those of the language files.
@@ -24,7 +25,11 @@ class options final : public Window {
 
   TabStrip TabStrip1{this,
                      "TabStrip1",
-                     {{"", "General", 600}, {"", "Connection", 601}, {"", "Scheduling", 602}, {"", "Language", 604}}};
+                     {{"", "General", 600},
+                      {"", "Connection", 601},
+                      {"", "Scheduling", 602},
+                      {"", "Language", 604},
+                      {"", "Transfers", 800}}};
 
   // Page 1.
   Frame Frame1{this, "Frame1", "General", 600};
@@ -74,6 +79,16 @@ class options final : public Window {
   Label Label6{this, "Label6", "Select your prefered language for Pellora :", 622};
   ComboBox Combo1{this, "Combo1"};
 
+  // Page 5.
+  Frame Frame6{this, "Frame6", "Transfers", 800};
+  Label Label9{this, "Label9", "Downloads of the web engine, which checks every byte :", 801};
+  OptionButton Option3{this, "Option3", "Only what the classic engine refuses (https, ftps, sftp)", 802};
+  OptionButton Option4{this, "Option4", "All downloads", 803};
+  OptionButton Option5{this, "Option5", "Off", 804};
+  Label Label10{this, "Label10", "An http address that leads to https needs \"All downloads\".", 806};
+  Label Label11{this, "Label11", "Additional certificates (PEM file) :", 807};
+  TextBox Text11{this, "Text11"};
+
   CommandButton OK{this, "OK", "OK", 635};
   CommandButton Command1{this, "Command1", "Cancel", 636};
 
@@ -92,7 +107,9 @@ class options final : public Window {
  private:
   // The controls whose value is the setting itself; at OK the others are converted, by other rules than the store's.
   std::array<std::pair<CheckBox*, bool*>, 10> Switches();
-  std::array<std::pair<TextBox*, std::string*>, 4> Texts();
+  std::array<std::pair<TextBox*, std::string*>, 5> Texts();
+  // The button of each value of WebEngine.
+  std::array<std::pair<OptionButton*, std::int32_t>, 3> WebChoices();
 
   void ConnectEvents();
   void ShowPage(int page);
@@ -104,6 +121,7 @@ class options final : public Window {
   // Completes the folders' separators, tries to write into the folders, and checks the rest. Returns the message that
   // says why OK is refused, if it is.
   std::optional<BoxRequest> Refusal();
+  bool HasBadCertificates();
   bool WriteTestFile(const std::string& folder, FileKind kind);
   void ApplyControls();
   void ApplyScheduleControls();

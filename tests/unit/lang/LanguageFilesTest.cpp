@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "core/Numbers.h"
+#include "core/WebTexts.h"
 #include "lang/Format.h"
 #include "lang/Language.h"
 
@@ -30,7 +31,7 @@ constexpr Span kRequired[] = {
     {0, 6},     {100, 108}, {110, 116}, {118, 119}, {121, 121}, {130, 136}, {138, 138}, {200, 207}, {250, 251},
     {270, 276}, {280, 289}, {300, 303}, {400, 403}, {405, 413}, {500, 503}, {510, 513}, {515, 516}, {520, 528},
     {530, 531}, {534, 537}, {600, 602}, {604, 616}, {621, 627}, {629, 636}, {648, 648}, {669, 670}, {693, 693},
-    {695, 704}, {786, 787}, {791, 792}, {796, 799}, {805, 805}, {951, 951},
+    {695, 704}, {786, 787}, {791, 792}, {796, 799}, {800, 808}, {810, 814}, {820, 848}, {951, 951},
 };
 
 std::string ReadFile(const std::string& name) {
@@ -149,6 +150,8 @@ TEST_P(LanguageFile, HasShortTextsForNarrowPlaces) {
   for (const int number : {524, 525, 526, 527, 528}) {  // states of segments
     EXPECT_LE(Letters(Text(number)), 30u) << Text(number);
   }
+  for (const int number : {800, 801, 802, 803, 804, 806, 807}) EXPECT_LE(Letters(Text(number)), 72u) << Text(number);
+  for (int number = 810; number <= 814; ++number) EXPECT_LE(Letters(Text(number)), 31u) << Text(number);
   std::size_t toolbar = 0;
   for (const int number : {100, 101, 102, 103, 104, 105, 106, 108}) toolbar += Letters(Text(number));
   EXPECT_LE(toolbar, 84u);
@@ -204,6 +207,32 @@ TEST_P(LanguageFile, KeepsNamesAndFiguresWhereEnglishHasThem) {
     const std::string after = text.substr(place + kName.size(), 1);
     EXPECT_TRUE(after.empty() || after.find_first_of(" .:!?-\xc2") == 0) << "inflected: " << text;
   }
+}
+
+TEST_P(LanguageFile, HasPlacesForValuesWhereEnglishHasThem) {
+  for (std::size_t number = 0; number < texts.size(); ++number) {
+    for (const std::string_view place : {"%1", "%2"}) {
+      const auto count = [&](const std::string& text) {
+        int found = 0;
+        for (std::size_t at = text.find(place); at != std::string::npos; at = text.find(place, at + 1)) ++found;
+        return found;
+      };
+      EXPECT_EQ(count(texts[number]), count(english[number])) << number << " " << texts[number];
+    }
+  }
+}
+
+TEST_P(LanguageFile, NamesThePageAndTheChoiceOfTheWebEngineAsTheyAre) {
+  EXPECT_NE(Text(806).find(Text(803)), std::string::npos) << Text(806);
+  EXPECT_NE(Text(820).find(Text(800)), std::string::npos) << Text(820);
+}
+
+TEST(WebTexts, AreTheShippedEnglishOnes) {
+  const LangStringArray shipped = Load("english.txt");
+  LangStringArray built;
+  FillWebTexts(built);
+  built[805] = shipped[805];  // belongs to the basket
+  for (std::size_t number = 800; number < 900; ++number) EXPECT_EQ(built[number], shipped[number]) << number;
 }
 
 TEST_P(LanguageFile, EndsItsMessagesAsSentences) {

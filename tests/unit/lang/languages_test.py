@@ -62,6 +62,14 @@ class Checker(unittest.TestCase):
         self.expect_one(self.problems("999=x\n" + self.english), "unknown: 999")
         self.expect_one(self.problems("1025=x\n" + self.english), "unknown: 1025")
 
+    def test_reports_places_for_values_that_differ_from_the_english_text(self):
+        self.expect_one(self.changed("Retry in %1 s", "Retry in 8 s"), "812 must have the same")
+        self.expect_one(self.changed("\n811=", "\n811=%1"), "811 must have the same")
+
+    def test_reports_a_hint_that_names_the_choice_or_the_page_otherwise(self):
+        self.expect_one(self.changed("needs \"All downloads\"", "needs \"Everything\""), "806 must name number 803")
+        self.expect_one(self.changed("page \"Transfers\"", "page \"Downloads\""), "820 must name number 800")
+
     def test_reports_left_sides_that_are_no_number(self):
         self.expect_one(self.problems("Pause=Halt\n" + self.english), "counts as number 0")
         self.expect_one(self.problems("12.6=Halt\n" + self.english), "counts as number 13")
