@@ -58,6 +58,8 @@ constexpr std::array kEnglish = {
     English{WebText::TooLong, "This disk takes no file that is longer than %1."},
     English{WebText::NoProxy, "The proxy does not answer or refuses the connection."},
     English{WebText::WrongCoding, "The server sends the file in a coding that Pellora does not accept."},
+    English{WebText::AskTrustKey, "Trust this server?"},
+    English{WebText::AskBeginAnew, "Begin anew? The part that is here is kept until the new file is complete."},
 };
 
 }  // namespace

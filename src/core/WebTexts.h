@@ -63,6 +63,10 @@ enum class WebText : std::int16_t {
   TooLong = 846,         // %1: size with its unit
   NoProxy = 847,
   WrongCoding = 848,
+
+  // Questions, after the reason.
+  AskTrustKey = 849,
+  AskBeginAnew = 850,
 };
 
 // Writes the English texts, over whatever is there.

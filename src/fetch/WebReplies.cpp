@@ -101,7 +101,8 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::Wait:
       if (reading.retryAfter) services_->hosts.SetWait(OriginOf(current_), Now() + *reading.retryAfter * 1000);
       if (OthersFlow(lane)) return GiveUpLane(lane);
-      return LaneLost(lane, Say(WebText::Refused, {std::to_string(answer.status)}), reading.retryAfter ? RoundCause::RetryAfter : RoundCause::Failure,
+      return LaneLost(lane, Say(WebText::Refused, {std::to_string(answer.status)}),
+                      reading.retryAfter ? RoundCause::RetryAfter : RoundCause::Failure,
                       reading.retryAfter.value_or(0));
     case ReplyVerdict::Again:
       return LaneLost(lane, ReasonFor(reading, answer), RoundCause::Failure);
@@ -208,7 +209,8 @@ void WebEngine::HasChanged() {
 
 Task<> WebEngine::AskAboutChange(Run run) {
   const auto hold = Hold();
-  BoxRequest request{Record().FileName + ": " + Say(WebText::Changed) + "\n" + Say(WebText::AskBeginAnew), kProgramName, kYesNo | kQuestion};
+  BoxRequest request{Record().FileName + ": " + Say(WebText::Changed) + "\n" + Say(WebText::AskBeginAnew), kProgramName,
+                     kYesNo | kQuestion};
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
   if (!StillCurrent() || run != run_ || state_ != FetchState::Asking) co_return;
   if (answer != kAnswerYes) {
@@ -247,7 +249,8 @@ void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason
   if (lane.sample) {
     // If all of it has come, SampleCompared is still to follow.
     const bool all = lane.Asked().from + lane.sampleAt > lane.Asked().to;
-    if (!all) LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason, RoundCause::Failure);
+    if (!all)
+      LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason, RoundCause::Failure);
     return;
   }
   if (lane.Flows()) return EndedFlow(lane, end, reason);
@@ -285,7 +288,9 @@ void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& 
 
 void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason) {
   if (facts_.total < 0) {
-    if (end != FetchEnd::Whole) return LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason, RoundCause::Failure);
+    if (end != FetchEnd::Whole)
+      return LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason,
+                      RoundCause::Failure);
     facts_.total = plan_->Offset(lane.Number());
     plan_->SetTotal(facts_.total);
     Release(lane);

@@ -1,8 +1,10 @@
 #include "WebRig.h"
 
+#include "app/NewTransferWindow.h"
 #include "async/EventGate.h"
 #include "core/ListFile.h"
 #include "core/WebAddress.h"
+#include "core/WebTexts.h"
 #include "fetch/WebRecords.h"
 #include "fetch/WebEngine.h"
 
@@ -18,10 +20,10 @@ WebRig::WebRig(SimOptions options) : sim(std::move(options)), program(sim.platfo
   program.settings.TempFolder = "/home/u/tmp/";
   sim.disk().MakeFolder("/home/u/dl");
   services = std::make_shared<WebServices>(sim.platform(), "/home/u/Pellora.fetch", sim.Seed());
-  program.newTransferWindow = [this](std::int16_t) {
-    return std::make_shared<TransferWindow>(program, std::make_shared<WebEngine>(program, services));
-  };
+  program.newWebEngine = [this](Program&) { return std::make_shared<WebEngine>(program, services); };
+  program.newTransferWindow = [this](std::int16_t index) { return NewTransferWindow(program, index); };
   program.listSaved = [this] { SweepJournal(program, *services); };
+  FillWebTexts(program.LangStrings);
   for (const int number : {520, 521, 525, 526, 527, 528, 534}) {
     program.LangStrings.at(static_cast<std::size_t>(number)) = "text" + std::to_string(number);
   }
