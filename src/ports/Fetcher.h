@@ -42,7 +42,7 @@ struct FetchRequest {
   std::string key;           // sftp: file of the user's private key, tried before the password; empty: none
   std::string proxy;         // as a URL with its login; empty: direct
   std::string address;       // numeric: the connection goes there, and the host is not looked up; empty: it is
-  std::string certificates;  // PEM file of trusted authorities, the system's and the user's
+  std::string certificates;  // PEM file of authorities to be trusted besides the system's; empty: none
   std::string knownHosts;    // sftp: file of host keys, in OpenSSH's format
   std::string acceptedKey;   // sftp: "SHA256:..." of a key that the user has accepted for this host; empty: none
   bool http2 = false;        // else HTTP/1.1

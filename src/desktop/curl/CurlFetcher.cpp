@@ -74,6 +74,7 @@ CurlFetcher::~CurlFetcher() {
 
 std::unique_ptr<Fetch> CurlFetcher::Begin(FetchRequest request, FetchEvents& events) {
   InitializeOnce();
+  request.certificates = bundle_.With(request.certificates);
   auto channel = std::make_shared<FetchChannel>(events, desk_);
   if (RunsInThread(request.url)) {
     auto thread = std::make_shared<CurlThread>(std::move(request), channel, pool_, desk_);

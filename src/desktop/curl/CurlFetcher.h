@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "ports/DownloadFiles.h"
+#include "desktop/curl/CertificateBundle.h"
 #include "ports/Fetcher.h"
 
 namespace pellora {
@@ -43,6 +44,7 @@ class CurlFetcher final : public Fetcher {
 
   std::shared_ptr<CurlLoop> LoopFor(const FetchRequest& request);
 
+  CertificateBundle bundle_;
   EventGate& gate_;
   EventLoop& events_;
   std::shared_ptr<FetchPool> pool_;
