@@ -75,11 +75,12 @@ std::int16_t MainWindowFixture::Record(const std::string& url, const std::functi
 }
 
 std::int16_t MainWindowFixture::Finished(const std::string& name, bool onDisk) {
-  if (onDisk) sim.disk().Put("/d/" + name, SimContent(std::string("x")));
+  constexpr std::int32_t kSize = 4096;
+  if (onDisk) sim.disk().Put("/d/" + name, SimContent(std::string(kSize, 'x')));
   const std::int16_t index = Record("http://h/" + name, [&](DownloadRecord& r) {
     r.Finished = true;
     r.SavePath = "/d/" + name;
-    r.FileSize = 4096;
+    r.FileSize = kSize;
     r.ElapsedSeconds = 2;
   });
   Do([&] { window().RefreshDownList(); });
