@@ -87,7 +87,7 @@ class Web(Case):
         before = len(self.nginx.log())
         self.session.start()
         self.assertEqual(self.state(url), "paused")
-        self.session.companion.run("resume", self.session.companion.find(url).id)
+        self.session.resume()
         self.finish(url, self.data)
         sent = sum(int(line.split()[9]) for line in self.nginx.log()[before:])
         self.assertLess(sent, 20_000_000)
