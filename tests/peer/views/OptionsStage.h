@@ -85,6 +85,7 @@ class OptionsStage {
     program.settings.Language = language;
     const std::string content = ReadWholeFile(files, machine.ProgramFolder() + "/" + language + ".txt", 1 << 20);
     ReadLanguage(content, program.LangStrings);
+    program.languageRead = true;
   }
   void Show() {
     window->RefreshFromOptions();

@@ -73,10 +73,11 @@ void Life::BeginSession(int session, const std::vector<const PlanItem*>& wires) 
   files_ = std::make_unique<WatchedFiles>(*sim_, counts_, options_.planted);
   network_ = std::make_unique<WatchedNetwork>(*sim_, options_.planted);
   const Platform& all = sim_->platform();
-  platform_.reset(new Platform{all.gate,       all.events,    all.tasks,       all.clock,   *network_,
-                               *files_,        all.settings,  all.clipboard,   all.dialogs, all.shell,
-                               all.machine,    all.locale,    all.tray,        all.windows, all.media,
-                               all.background, all.autoStart, all.browserMenu, &folders_,   &unzip_});
+  platform_.reset(new Platform{all.gate,          all.events,    all.tasks,       all.clock,   *network_,
+                               *files_,           all.settings,  all.clipboard,   all.dialogs, all.shell,
+                               all.machine,       all.locale,    all.tray,        all.windows, all.media,
+                               all.background,    all.autoStart, all.browserMenu, &folders_,   all.fetcher,
+                               all.downloadFiles, &unzip_});
   sim_->dialogs().AutoSave([this](const SaveRequest& request) -> std::optional<std::string> {
     if (random_.Below(4) == 0) return std::nullopt;
     return "/home/u/saved/" + request.proposal;
