@@ -92,6 +92,7 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   void EngineRetired() override;
 
   void DrawLane(const Lane& lane, int i, double fullWidth, const std::string& decimal);
+  const std::string& FileOrHost() const;
   Task<> EndIfDropped();
   void Cancel();
   void PauseOrResume();
