@@ -50,6 +50,7 @@ class EngineView {
   virtual void ShowCommand3(Command3Means means) = 0;
   virtual void EnableCommand3(bool enabled) = 0;
   virtual void ShowLanes(int count) = 0;  // hides the rows above
+  virtual void ShowLane(int lane) = 0;    // from 1; its row may have been hidden
   virtual void RefreshList(std::int16_t row) = 0;
   virtual void DoRefresh() = 0;
   virtual void SetFinished() = 0;    // a click on Command1 or Command3 opens the file or its folder

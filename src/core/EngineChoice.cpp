@@ -90,9 +90,12 @@ AddressReading ReadAddress(Program& program, const std::string& url, std::int16_
     if (reading.parsed.result == kUrlAccepted) reading.engine = EngineName::Classic;
     return reading;
   }
-  const std::optional<WebAddress> address =
-      choice.engine == EngineName::Web ? ParseWebAddress(url) : std::optional<WebAddress>();
-  if (!address) return reading;
+  if (choice.engine == EngineName::None) return reading;
+  const std::optional<WebAddress> address = ParseWebAddress(url);
+  if (!address) {
+    reading.refusedByWeb = true;
+    return reading;
+  }
   reading.engine = EngineName::Web;
   reading.parsed = FieldsOf(*address, newScheme);
   reading.listed = WithoutPassword(TrimBlanks(url));

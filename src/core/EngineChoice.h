@@ -30,9 +30,10 @@ struct EngineChoice {
 // The engine of a listed record.
 EngineChoice ChooseEngine(Program& program, int index);
 
-// The same for an address that is not listed yet. None, without a reason, if it is no address that Pellora takes now.
+// The same for an address that is not listed yet. None if it is no address that Pellora takes now.
 struct AddressReading {
   EngineName engine = EngineName::None;
+  bool refusedByWeb = false;  // it is of the web engine's kind, but malformed
   ParsedUrl parsed;           // the record's fields, accepted unless `engine` is None
   std::string listed;         // the record's URL: that of the web engine's records has no password
   std::string suggestedName;  // of the file, for the save dialog

@@ -22,6 +22,10 @@ constexpr std::array kEnglish = {
     English{WebText::ExtraCertificates, "Additional certificates (PEM file) :"},
     English{WebText::BadCertificates,
             "The file of additional certificates cannot be read. Please give its full path, or leave the field empty."},
+    English{
+        WebText::BadAddress,
+        "This is not an address that Pellora can download. It must name a server and may name a port and a path, for "
+        "example https://example.com/file.zip"},
     English{WebText::Connecting, "Connecting"},
     English{WebText::Receiving, "Receiving data..."},
     English{WebText::RetryIn, "Retry in %1 s"},

@@ -26,6 +26,8 @@ enum class WebText : std::int16_t {
   ExtraCertificates = 807,
   BadCertificates = 808,
 
+  BadAddress = 809,  // in place of 400, for the web engine's addresses
+
   // States of a lane or of the whole download.
   Connecting = 810,
   Receiving = 811,

@@ -79,7 +79,7 @@ Task<> WebEngine::InitConnection() {
   if (!StillCurrent()) co_return;
   if (view_ != nullptr) {
     view_->ShowAddress();
-    view_->ShowLanes(MostLanes());
+    view_->ShowLanes(LaneCount());
   }
   Draw();
 }
@@ -316,6 +316,7 @@ void WebEngine::BeginRequest(WebLane& lane, AskedFor asked) {
   lane.Close();
   FetchRequest request = MakeRequest(lane, asked);
   lane.Begin(*program_.platform.fetcher, std::move(request), asked, Now());
+  if (view_ != nullptr && lane.Number() < kMaxLanes) view_->ShowLane(lane.Number() + 1);
 }
 
 void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {

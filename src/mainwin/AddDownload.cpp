@@ -109,7 +109,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   Boxes& boxes = program->boxes;
   const AddressReading address = ReadAddress(*program, url, kind);
   if (address.engine == EngineName::None) {
-    const std::string& text = program->Text(kBadUrl);
+    const std::string& text = address.refusedByWeb ? TextOf(*program, WebText::BadAddress) : program->Text(kBadUrl);
     if (boxes.IsOpen(caller, text)) co_return;
     BoxRequest request{text, kProgramName, kCritical};
     (void)co_await boxes.Ask(caller, std::move(request));

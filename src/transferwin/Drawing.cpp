@@ -28,12 +28,18 @@ double BarWidth(const Lane& lane, double full) {
 
 }  // namespace
 
+// A web engine's record has no name until the server replies.
+const std::string& TransferWindow::FileOrHost() const {
+  const DownloadRecord& record = slot_.Record();
+  return record.FileName.empty() && program_.Web(RecordIndex) != nullptr ? record.Host : record.FileName;
+}
+
 void TransferWindow::DoRefresh() {
   if (!engine_->Current()) return;
   const Totals totals = engine_->Figures();
   if (totals.state != nullptr) state.Caption = *totals.state;
   const std::string decimal = program_.platform.locale.DecimalSeparator();
-  Caption = FormatPercent(totals.percent, decimal) + "% of " + slot_.Record().FileName + " downloaded.";
+  Caption = FormatPercent(totals.percent, decimal) + "% of " + FileOrHost() + " downloaded.";
   const bool idle = State() == WindowState::Minimised && DisplayIdle;
   if (!idle) {
     PB.Value = totals.percent;
@@ -77,12 +83,14 @@ void TransferWindow::RefreshList(std::int16_t row) {
 }
 
 void TransferWindow::ShowLanes(int count) {
-  for (int j = count; j < kMaxLanes; ++j) {
-    StateS(j).Visible = false;
-    Shape1(j).Visible = false;
-    Size(j).Visible = false;
-    Num(j).Visible = false;
-  }
+  for (int j = count; j < kMaxLanes; ++j) SetRowVisible(j, false);
+}
+
+void TransferWindow::SetRowVisible(int row, bool visible) {
+  StateS(row).Visible = visible;
+  Shape1(row).Visible = visible;
+  Size(row).Visible = visible;
+  Num(row).Visible = visible;
 }
 
 }  // namespace pellora

@@ -86,11 +86,14 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   void ShowCommand3(Command3Means means) override;
   void EnableCommand3(bool enabled) override { Command3.Enabled = enabled; }
   void ShowLanes(int count) override;
+  void ShowLane(int lane) override { SetRowVisible(lane - 1, true); }
+  void SetRowVisible(int row, bool visible);  // from 0
   void SetFinished() override { FinishedMode = 1; }
   void OfferFile() override;
   void EngineRetired() override;
 
   void DrawLane(const Lane& lane, int i, double fullWidth, const std::string& decimal);
+  const std::string& FileOrHost() const;
   Task<> EndIfDropped();
   void Cancel();
   void PauseOrResume();

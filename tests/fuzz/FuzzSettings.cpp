@@ -112,11 +112,15 @@ void DemandStable(const std::string& content, const IniReaders& readers) {
   Settings first;
   const bool whole = Skip([&] { LoadSettings(first, store, machine, clock); });
   if (!whole) return;  // the keys after the first bad text are zero, so there is nothing to compare
+  LoadWebSettings(first, store);
   SaveSettings(first, store);
   const std::string saved = store.contents["Pellora"];
   store.contents["Brenmoor"] = saved;  // the folders are read there
   Settings second;
   LoadSettings(second, store, machine, clock);
+  LoadWebSettings(second, store);
+  Demand(second.WebEngine == first.WebEngine && second.ExtraCertificates == first.ExtraCertificates,
+         "the web engine's settings are those that were saved");
   SaveSettings(second, store);
   Demand(store.contents["Pellora"] == saved, "a second start finds what the first one saved");
 }

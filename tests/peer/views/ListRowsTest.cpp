@@ -14,6 +14,7 @@
 
 #include "Samples.h"
 #include "Stage.h"
+#include "desktop/DisplayText.h"
 
 namespace pellora {
 
@@ -54,6 +55,16 @@ class ListRows : public testing::Test {
   std::shared_ptr<SampleMain> window;
   QTreeView* view = nullptr;
 };
+
+TEST_F(ListRows, ShowTheToolTipOfARow) {
+  std::vector<ListRow> rows = Many(2);
+  rows[1].toolTip = "<b>No room</b> on the disk.";
+  window->ListView1.SetRows(rows);
+  Stage::Settle();
+  const auto tip = [&](int row) { return view->model()->index(row, 2).data(Qt::ToolTipRole); };
+  EXPECT_FALSE(tip(0).isValid());
+  EXPECT_EQ(tip(1).toString(), PlainTip(QStringLiteral("<b>No room</b> on the disk.")));
+}
 
 TEST_F(ListRows, ShowRowsAndColumnHeads) {
   EXPECT_EQ(view->model()->rowCount(), 6);

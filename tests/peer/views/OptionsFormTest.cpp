@@ -84,13 +84,13 @@ TEST_F(OptionsForm, SwitchesPagesByKeyboardFromAnyField) {
   Show();
   stage.Find<QLineEdit>("Text9")->setFocus();
   std::vector<int> pages;
-  for (int i = 0; i < 4; ++i) {
+  for (int i = 0; i < 5; ++i) {
     Press(Qt::Key_Tab, Qt::ControlModifier);
     pages.push_back(stage.window->TabStrip1.Selected());
   }
-  EXPECT_EQ(pages, (std::vector<int>{1, 2, 3, 0}));
+  EXPECT_EQ(pages, (std::vector<int>{1, 2, 3, 4, 0}));
   Press(Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier);
-  EXPECT_EQ(stage.window->TabStrip1.Selected(), 3);
+  EXPECT_EQ(stage.window->TabStrip1.Selected(), 4);
 }
 
 TEST_F(OptionsForm, ReachesEveryControlOfAPageByTabInOrder) {
@@ -107,7 +107,7 @@ TEST_F(OptionsForm, ReachesEveryControlOfAPageByTabInOrder) {
 
 TEST_F(OptionsForm, NamesEveryControlForAssistiveTechnology) {
   Show();
-  for (int page = 0; page < 4; ++page) {
+  for (int page = 0; page < 5; ++page) {
     stage.Find<QTabBar>("TabStrip1")->setCurrentIndex(page);
     Stage::Settle();
     for (QWidget* widget : stage.form->findChildren<QWidget*>()) {
@@ -128,6 +128,26 @@ TEST_F(OptionsForm, ForwardsUserInput) {
   QTest::mouseClick(stage.Find<QCheckBox>("Check3"), Qt::LeftButton, {}, {8, 8});
   EXPECT_EQ(stage.window->Text9.Text(), "ZIP,x");
   EXPECT_TRUE(stage.window->Check3.Value());
+}
+
+TEST_F(OptionsForm, ChoosesWhatTheWebEngineFetches) {
+  Show();
+  stage.Find<QTabBar>("TabStrip1")->setCurrentIndex(4);
+  Stage::Settle();
+  EXPECT_TRUE(stage.Find<QWidget>("Frame6")->isVisible());
+  EXPECT_TRUE(stage.Find<QRadioButton>("Option3")->isChecked());
+  for (const char* const name : {"Option5", "Option4", "Option3", "Option4"}) {
+    QTest::mouseClick(stage.Find<QRadioButton>(name), Qt::LeftButton, {}, {8, 8});
+    Stage::Settle();
+    for (const OptionButton* button : {&stage.window->Option3, &stage.window->Option4, &stage.window->Option5}) {
+      EXPECT_EQ(button->Value(), button->Name == name) << name;
+      EXPECT_EQ(stage.Find<QRadioButton>(button->Name.c_str())->isChecked(), button->Name == name) << name;
+    }
+  }
+  auto* const path = stage.Find<QLineEdit>("Text11");
+  path->setFocus();
+  QTest::keyClicks(path, QStringLiteral("/ca.pem"));
+  EXPECT_EQ(stage.window->Text11.Text(), "/ca.pem");
 }
 
 TEST_F(OptionsForm, SetsOneOfTheTwoTimes) {
@@ -173,7 +193,7 @@ TEST_F(OptionsForm, TreatsEnterInAFieldAsOK) {
 TEST_F(OptionsForm, ShowsTranslationsWithoutCutCaptions) {
   stage.SetLanguage("german");
   Show();
-  for (int page = 0; page < 4; ++page) {
+  for (int page = 0; page < 5; ++page) {
     stage.Find<QTabBar>("TabStrip1")->setCurrentIndex(page);
     Stage::Settle();
     for (QWidget* widget : stage.form->findChildren<QWidget*>()) {
@@ -208,7 +228,7 @@ TEST_F(OptionsForm, KeepsItsWidthWithAVeryLongLanguageName) {
 TEST_F(OptionsForm, KeepsItsSizeOnEveryPage) {
   Show();
   const QSize size = stage.form->size();
-  for (int page = 1; page < 4; ++page) {
+  for (int page = 1; page < 5; ++page) {
     stage.Find<QTabBar>("TabStrip1")->setCurrentIndex(page);
     Stage::Settle();
     EXPECT_EQ(stage.form->size(), size) << page;

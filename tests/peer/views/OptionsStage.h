@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "SimSchemes.h"
 #include "Stage.h"
 #include "core/Dates.h"
 #include "core/Program.h"
@@ -59,6 +60,7 @@ class OptionsStage {
     for (const QString& name : QDir(languages).entryList({QStringLiteral("*.txt")}, QDir::Files)) {
       QFile::copy(languages + u'/' + name, folder.filePath(name));
     }
+    platform.fetcher = &fetcher;
     Settings& settings = program.settings;
     settings.BrowserIngeration = settings.CheckClipboard = settings.SafeDisk = settings.ProxyHTTP = true;
     settings.DownloadFolder = "/home/user/Documents/Pellora/downloads/";
@@ -83,6 +85,7 @@ class OptionsStage {
     program.settings.Language = language;
     const std::string content = ReadWholeFile(files, machine.ProgramFolder() + "/" + language + ".txt", 1 << 20);
     ReadLanguage(content, program.LangStrings);
+    program.languageRead = true;
   }
   void Show() {
     window->RefreshFromOptions();
@@ -100,6 +103,7 @@ class OptionsStage {
   PosixFiles files;
   OptionsMachine machine{folder.path().toStdString()};
   FixedForms locale;
+  SimSchemes fetcher;
   Platform platform;
   Program program{platform};
   std::shared_ptr<options> window;

@@ -159,7 +159,7 @@ void DrawOptions(Painter& painter, const char* language, const QLocale& locale) 
   options.locale.locale = locale;
   options.SetLanguage(language);
   options.Show();
-  for (int page = 0; page < 4; ++page) {
+  for (int page = 0; page < 5; ++page) {
     options.window->TabStrip1.SelectByUser(page);
     painter.SaveWindow(*options.window, QStringLiteral("options-%1-%2").arg(QLatin1String(language)).arg(page + 1));
   }

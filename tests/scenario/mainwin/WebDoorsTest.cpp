@@ -145,7 +145,7 @@ TEST_F(DoorsNew, DoNotAskAboutACopiedPage) {
 TEST_F(DoorsNew, RefuseWhatTheNewParserRefuses) {
   Start();
   Add("https://h.example:99999/a.zip");
-  EXPECT_EQ(Box(), Text(400));
+  EXPECT_EQ(Box(), Text(809));
   EXPECT_EQ(program().DownloadCount, 0);
 }
 
@@ -190,7 +190,7 @@ TEST_F(DoorsAll, AskTheNewParserAlone) {
   EXPECT_EQ(program().DownloadCount, 2);
   EXPECT_NE(EngineOf(2), nullptr);
   Add("http://h.example/a\tb");
-  EXPECT_EQ(Box(), Text(400));
+  EXPECT_EQ(Box(), Text(809));
 }
 
 TEST_F(DoorsAll, ShowNoPasswordOfACopiedAddress) {

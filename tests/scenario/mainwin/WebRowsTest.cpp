@@ -1,5 +1,6 @@
 // What lists, status bar, information pane and scripts show of the web engine's downloads.
 #include "WebFixture.h"
+#include "transferwin/TransferWindow.h"
 
 namespace pellora {
 namespace {
@@ -31,6 +32,15 @@ TEST_F(WebRows, ShowTheHostAndNoFiguresUntilTheServerReplies) {
               (std::vector<std::string>{"h.example", "", Text(301), CurrentRow(1).subItems[3], ""}));
     EXPECT_EQ(CurrentRow(1).icon, "stop");
   });
+}
+
+TEST_F(WebRows, NameTheHostInTheTitleOfTheWindowToo) {
+  auto& transfer = dynamic_cast<TransferWindow&>(*program().TransferWindowAt(1));
+  Do([&] { transfer.DoRefresh(); });
+  EXPECT_EQ(transfer.Caption(), "0.0% of h.example downloaded.");
+  Rec(1).FileName = "a.zip";
+  Do([&] { transfer.DoRefresh(); });
+  EXPECT_EQ(transfer.Caption(), "0.0% of a.zip downloaded.");
 }
 
 TEST_F(WebRows, ShowSizesIn64Bits) {
