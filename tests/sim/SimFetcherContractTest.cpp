@@ -110,7 +110,7 @@ class SimStage final : public FetchStage {
 
 std::unique_ptr<FetchStage> NewSimStage() { return std::make_unique<SimStage>(); }
 
-INSTANTIATE_TEST_SUITE_P(Simulated, FetcherContract, testing::Values(&NewSimStage));
+INSTANTIATE_TEST_SUITE_P(Simulated, FetcherContract, testing::Values(FetchStageMaker{"SimFetcher", &NewSimStage}));
 
 }  // namespace
 }  // namespace pellora
