@@ -1,8 +1,9 @@
 // Language: language files, and relabelling windows.
 //
 // A file is read into the numbered texts, which are never cleared: a later file replaces only the entries that it
-// names, but those of WebTexts.h become English first, since older files lack them. The Tags of a window's controls hold text numbers; a control whose text is empty becomes blank, since the
-// designed caption is lost. Nothing is relabelled before the first file is read.
+// names, but those of WebTexts.h become English first, since older files lack them. The Tags of a window's controls
+// hold text numbers; a control whose text is empty becomes blank, since the designed caption is lost. Nothing is
+// relabelled before the first file is read.
 #pragma once
 
 #include <cstdint>
