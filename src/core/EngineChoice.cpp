@@ -79,7 +79,7 @@ EngineChoice ChooseEngine(Program& program, int index) {
                           .begunByClassic = record.SegmentCount > 0});
 }
 
-AddressReading ReadAddress(Program& program, const std::string& url, std::int16_t kind) {
+AddressReading ReadAddress(const Program& program, const std::string& url, std::int16_t kind) {
   const bool newScheme = HasNewScheme(TrimBlanks(url));
   const EngineChoice choice = Choose(program, {.url = url, .newScheme = newScheme, .update = kind != 0});
   AddressReading reading;
@@ -103,12 +103,12 @@ AddressReading ReadAddress(Program& program, const std::string& url, std::int16_
   return reading;
 }
 
-bool TakesScheme(Program& program, std::string_view text) {
+bool TakesScheme(const Program& program, std::string_view text) {
   if (HasScheme(text)) return true;
   return HasNewScheme(text) && Choose(program, {.url = text, .newScheme = true}).engine == EngineName::Web;
 }
 
-bool TakesLowerCaseScheme(Program& program, std::string_view text) {
+bool TakesLowerCaseScheme(const Program& program, std::string_view text) {
   return HasLowerCaseScheme(text) || (HasLowerCaseNewScheme(text) && TakesScheme(program, text));
 }
 

@@ -38,11 +38,11 @@ struct AddressReading {
   std::string listed;         // the record's URL: that of the web engine's records has no password
   std::string suggestedName;  // of the file, for the save dialog
 };
-AddressReading ReadAddress(Program& program, const std::string& url, std::int16_t kind = 0);
+AddressReading ReadAddress(const Program& program, const std::string& url, std::int16_t kind = 0);
 
 // True if the text begins with a scheme that one of the engines takes now, in any case or in lower case only.
-bool TakesScheme(Program& program, std::string_view text);
-bool TakesLowerCaseScheme(Program& program, std::string_view text);
+bool TakesScheme(const Program& program, std::string_view text);
+bool TakesLowerCaseScheme(const Program& program, std::string_view text);
 
 // True for a record that the web engine has begun or that only it can fetch.
 bool IsWebRecord(Program& program, int index);

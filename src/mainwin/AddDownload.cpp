@@ -65,7 +65,7 @@ std::string UpdatePath(Program& program, const std::string& fileName) {
 }
 
 // Names the schemes that are taken now.
-std::string Refusal(Program& program) {
+std::string Refusal(const Program& program) {
   std::string schemes(kHttpScheme);
   for (const std::string_view scheme : kNewSchemes) {
     if (TakesScheme(program, scheme)) schemes.append(", ").append(scheme);

@@ -32,7 +32,7 @@ class ScopedFlag {
 };
 
 // A web engine's address without its password; any other as it is.
-std::string Shown(Program& program, const std::string& url) { return ReadAddress(program, url).listed; }
+std::string Shown(const Program& program, const std::string& url) { return ReadAddress(program, url).listed; }
 
 }  // namespace
 
