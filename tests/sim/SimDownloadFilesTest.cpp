@@ -24,7 +24,7 @@ class SimDownloadFilesTest : public testing::Test {
   }
 
   SimPlatform sim;
-  DownloadFiles& files = *sim.platform().downloadFiles;
+  DownloadFiles& files = sim.downloadFiles();
   SimDisk& disk = sim.disk();
 };
 
@@ -65,7 +65,7 @@ TEST_F(SimDownloadFilesTest, LocksEndWithTheProgram) {
   const auto part = Made("/tmp/a.part", "bytes");
   const FileIdentity identity = part->State().identity;
   SimPlatform next({.disk = disk.TakeState()});
-  EXPECT_NE(next.platform().downloadFiles->Adopt("/tmp/a.part", identity), nullptr);
+  EXPECT_NE(next.downloadFiles().Adopt("/tmp/a.part", identity), nullptr);
 }
 
 TEST_F(SimDownloadFilesTest, StateTellsIdentityLengthAndTime) {
@@ -241,7 +241,7 @@ TEST(SimPowerCut, KeepsWhatWasFlushed) {
   const std::string flushed(3 * kBlock + 100, 'f');
   for (std::uint64_t seed = 0; seed < 50; ++seed) {
     const auto left = AfterCut(seed, "/tmp/a", [&](SimPlatform& sim) {
-      const auto file = sim.platform().downloadFiles->Create("/tmp/a");
+      const auto file = sim.downloadFiles().Create("/tmp/a");
       file->WriteAt(0, flushed);
       file->Flush();
       file->WriteAt(flushed.size(), std::string(3 * kBlock, 'n'));
@@ -255,7 +255,7 @@ TEST(SimPowerCut, BlocksThatWereNotFlushedAreOldZeroOrGone) {
   std::set<std::string> seen;  // one letter for each block
   for (std::uint64_t seed = 0; seed < 300; ++seed) {
     const auto left = AfterCut(seed, "/tmp/a", [](SimPlatform& sim) {
-      const auto file = sim.platform().downloadFiles->Create("/tmp/a");
+      const auto file = sim.downloadFiles().Create("/tmp/a");
       file->WriteAt(0, std::string(kBlock, 'o'));
       file->Flush();
       file->WriteAt(0, std::string(2 * kBlock, 'n'));
@@ -272,7 +272,7 @@ TEST(SimPowerCut, AFailedFlushLosesWhatItWasFor) {
   std::set<char> seen;
   for (std::uint64_t seed = 0; seed < 50; ++seed) {
     const auto left = AfterCut(seed, "/tmp/a", [](SimPlatform& sim) {
-      const auto file = sim.platform().downloadFiles->Create("/tmp/a");
+      const auto file = sim.downloadFiles().Create("/tmp/a");
       file->WriteAt(0, std::string(2 * kBlock, 'o'));
       file->Flush();
       file->WriteAt(0, std::string(2 * kBlock, 'n'));
@@ -293,13 +293,13 @@ TEST(SimPowerCut, NamesAreSureOnceTheirFolderIsFlushed) {
   std::set<std::string> created, renamed, failed;
   for (std::uint64_t seed = 0; seed < 50; ++seed) {
     const auto make = [](SimPlatform& sim) {
-      const auto part = sim.platform().downloadFiles->Create("/tmp/a.part");
+      const auto part = sim.downloadFiles().Create("/tmp/a.part");
       part->WriteAt(0, "bytes");
       part->Flush();
     };
     const auto publish = [&](SimPlatform& sim) {
       make(sim);
-      EXPECT_TRUE(sim.platform().downloadFiles->Publish("/tmp/a.part", "/tmp/a"));
+      EXPECT_TRUE(sim.downloadFiles().Publish("/tmp/a.part", "/tmp/a"));
     };
     EXPECT_EQ(AfterCut(seed, "/tmp/a", publish), "bytes");
     EXPECT_EQ(AfterCut(seed, "/tmp/a.part", make), "bytes");
@@ -307,14 +307,14 @@ TEST(SimPowerCut, NamesAreSureOnceTheirFolderIsFlushed) {
     const auto unflushed = [&](SimPlatform& sim) {
       make(sim);
       sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::FlushFolder; });
-      EXPECT_THROW(sim.platform().downloadFiles->Publish("/tmp/a.part", "/tmp/a"), Failure);
+      EXPECT_THROW(sim.downloadFiles().Publish("/tmp/a.part", "/tmp/a"), Failure);
     };
     const auto left = AfterCut(seed, "/tmp/a", unflushed);
     const auto leftPart = AfterCut(seed, "/tmp/a.part", unflushed);
     EXPECT_NE(left.has_value(), leftPart.has_value());
     failed.insert(left ? "renamed" : "undone");
     const auto fresh =
-        AfterCut(seed, "/tmp/a.part", [](SimPlatform& sim) { sim.platform().downloadFiles->Create("/tmp/a.part"); });
+        AfterCut(seed, "/tmp/a.part", [](SimPlatform& sim) { sim.downloadFiles().Create("/tmp/a.part"); });
     created.insert(fresh ? "there" : "gone");
   }
   EXPECT_EQ(failed.size(), 2U);
@@ -325,8 +325,8 @@ TEST(SimPowerCut, AReplacedJournalIsWhole) {
   for (std::uint64_t seed = 0; seed < 30; ++seed) {
     EXPECT_EQ(AfterCut(seed, "/tmp/j",
                        [](SimPlatform& sim) {
-                         sim.platform().downloadFiles->OpenJournal("/tmp/j")->WriteAt(0, "old");
-                         sim.platform().downloadFiles->Replace("/tmp/j", "new journal");
+                         sim.downloadFiles().OpenJournal("/tmp/j")->WriteAt(0, "old");
+                         sim.downloadFiles().Replace("/tmp/j", "new journal");
                        }),
               "new journal");
   }
@@ -336,7 +336,7 @@ TEST(SimPowerCut, AnAppendedLineMayEndAnywhere) {
   std::set<std::size_t> lengths;
   for (std::uint64_t seed = 0; seed < 200; ++seed) {
     const auto left = AfterCut(seed, "/tmp/j", [](SimPlatform& sim) {
-      const auto journal = sim.platform().downloadFiles->OpenJournal("/tmp/j");
+      const auto journal = sim.downloadFiles().OpenJournal("/tmp/j");
       journal->WriteAt(0, "first\n");
       journal->Flush();
       journal->WriteAt(6, "second\n");
@@ -351,7 +351,7 @@ TEST(SimPowerCut, AnAppendedLineMayEndAnywhere) {
 TEST(SimPowerCut, EqualSeedsLeaveEqualDisks) {
   for (std::uint64_t seed = 0; seed < 20; ++seed) {
     const auto live = [](SimPlatform& sim) {
-      const auto file = sim.platform().downloadFiles->Create("/tmp/a");
+      const auto file = sim.downloadFiles().Create("/tmp/a");
       for (char letter = 'a'; letter < 'k'; ++letter) {
         file->WriteAt(static_cast<std::size_t>(letter - 'a') * kBlock, std::string(kBlock, letter));
         if (letter == 'd') file->Flush();

@@ -51,7 +51,7 @@ TEST_F(SimFetcherTest, FetchesARangeOverHttps) {
   EXPECT_EQ(one.data, file.Bytes(1000, 400'000));
   EXPECT_EQ(one.events.front(), 'A');
   EXPECT_EQ(one.events.find('E'), one.events.size() - 1);
-  EXPECT_EQ(origin.Requests().front().bytes,
+  EXPECT_EQ(origin.Requests().at(0).bytes,
             "GET /a.bin HTTP/1.1\r\nHost: origin.example\r\nRange: bytes=1000-400999\r\nAccept-Encoding: identity\r\n"
             "User-Agent: Pellora\r\nCookie: a=1\r\n\r\n");
   EXPECT_EQ(sim.fetcher().Log().front().delivered, 400'000U);
@@ -61,8 +61,8 @@ TEST_F(SimFetcherTest, FetchesARangeOverHttps) {
 TEST_F(SimFetcherTest, AsksForAnOpenRangeOrForNone) {
   EXPECT_EQ(Fetched(SimFetchRecorder::Ranged(kUrl, 699'990)).data, file.Bytes(699'990, 10));
   EXPECT_EQ(Fetched(kUrl).data, file.All());
-  EXPECT_NE(origin.Requests()[0].bytes.find("Range: bytes=699990-\r\n"), std::string::npos);
-  EXPECT_EQ(origin.Requests()[1].Header("Range"), std::nullopt);
+  EXPECT_NE(origin.Requests().at(0).bytes.find("Range: bytes=699990-\r\n"), std::string::npos);
+  EXPECT_EQ(origin.Requests().at(1).Header("Range"), std::nullopt);
 }
 
 TEST_F(SimFetcherTest, CountsBeyondFourGibibytes) {
@@ -81,8 +81,8 @@ TEST_F(SimFetcherTest, SendsTheLoginAndPortsThatAreNotTheSchemes) {
   request.user = "ann";
   request.password = "se:cret";
   EXPECT_EQ(Fetched(request).data, "bytes");
-  EXPECT_EQ(other.Requests()[0].Header("Host"), "origin.example:8443");
-  EXPECT_EQ(other.Requests()[0].Header("Authorization"), "Basic YW5uOnNlOmNyZXQ=");
+  EXPECT_EQ(other.Requests().at(0).Header("Host"), "origin.example:8443");
+  EXPECT_EQ(other.Requests().at(0).Header("Authorization"), "Basic YW5uOnNlOmNyZXQ=");
 }
 
 TEST_F(SimFetcherTest, RefusesCertificatesThatAreWrong) {
@@ -326,8 +326,8 @@ TEST_F(SimFetcherTest, GoesThroughAProxy) {
   FetchRequest request = SimFetchRecorder::Plain("http://origin.example/a.bin");
   request.proxy = "http://ann:pw@proxy.example:3128";
   EXPECT_EQ(Fetched(request).data, "by proxy");
-  EXPECT_EQ(proxy.Requests()[0].target, "http://origin.example/a.bin");
-  EXPECT_EQ(proxy.Requests()[0].Header("Proxy-Authorization"), "Basic YW5uOnB3");
+  EXPECT_EQ(proxy.Requests().at(0).target, "http://origin.example/a.bin");
+  EXPECT_EQ(proxy.Requests().at(0).Header("Proxy-Authorization"), "Basic YW5uOnB3");
   request.url = kUrl;
   EXPECT_EQ(Fetched(request).end, FetchEnd::Proxy);
   request.proxy = "http://gone.example";

@@ -190,8 +190,8 @@ TEST_F(SimHttpSiteTest, TunnelsAsAProxy) {
   SimFetchRecorder one(sim, request);
   sim.RunFor(10'000);
   EXPECT_EQ(one.data, file.All());
-  EXPECT_EQ(origin.Requests()[0].target, "hidden.example:443");
-  EXPECT_EQ(origin.Requests()[1].Header("Host"), "hidden.example");
+  EXPECT_EQ(origin.Requests().at(0).target, "hidden.example:443");
+  EXPECT_EQ(origin.Requests().at(1).Header("Host"), "hidden.example");
   origin.Always({.status = 407});
   sim.fetcher().CloseKept();
   SimFetchRecorder refused(sim, request);

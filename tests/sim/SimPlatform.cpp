@@ -39,10 +39,27 @@ SimPlatform::SimPlatform(SimOptions options)
       fetcher_(loop_, network_, disk_),
       downloadFiles_(disk_),
       tasks_(std::make_unique<TaskLoop>(gate_, loop_)),
-      platform_(new Platform{gate_,     loop_,      *tasks_,        loop_,       network_,    disk_,
-                             settings_, clipboard_, dialogs_,       shell_,      machine_,    locale_,
-                             tray_,     windows_,   media_,         background_, &autoStart_, &browserMenu_,
-                             nullptr,   &fetcher_,  &downloadFiles_}) {
+      platform_(new Platform{gate_,
+                             loop_,
+                             *tasks_,
+                             loop_,
+                             network_,
+                             disk_,
+                             settings_,
+                             clipboard_,
+                             dialogs_,
+                             shell_,
+                             machine_,
+                             locale_,
+                             tray_,
+                             windows_,
+                             media_,
+                             background_,
+                             &autoStart_,
+                             &browserMenu_,
+                             nullptr,
+                             options.web ? &fetcher_ : nullptr,
+                             options.web ? &downloadFiles_ : nullptr}) {
   disk_.SetState(std::move(options.disk));
   for (const char* folder : {"/prog", "/home/u/Documents", "/tmp"}) disk_.MakeFolder(folder);
 }

@@ -57,6 +57,7 @@ struct SimOptions {
   std::uint32_t startTick = 123456789;
   double startSerial = 46000.4;  // 9 December 2025, 9:36 local time
   SimDiskState disk = {};        // an empty one gets the usual folders
+  bool web = false;              // the platform has the web engine's ports
 };
 
 class SimPlatform {

@@ -37,7 +37,7 @@ TEST_F(WebDownload, LargeFileComesOnAllLanesAtOnce) {
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.bin", content));
   EXPECT_GE(origin.Connections(), 4);
-  EXPECT_EQ(origin.Requests()[0].Header("Range"), "bytes=0-");
+  EXPECT_EQ(origin.Requests().at(0).Header("Range"), "bytes=0-");
 }
 
 TEST_F(WebDownload, PausedAndResumedFetchesNothingTwice) {

@@ -5,12 +5,21 @@
 #include "core/ListFile.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
-#include "fetch/WebRecords.h"
 #include "fetch/WebEngine.h"
+#include "fetch/WebRecords.h"
 
 namespace pellora {
 
-WebRig::WebRig(SimOptions options) : sim(std::move(options)), program(sim.platform()) {
+namespace {
+
+SimOptions WithWeb(SimOptions options) {
+  options.web = true;
+  return options;
+}
+
+}  // namespace
+
+WebRig::WebRig(SimOptions options) : sim(WithWeb(std::move(options))), program(sim.platform()) {
   program.lists = &lists;
   program.listLoaded = true;
   program.languageRead = true;
