@@ -8,8 +8,8 @@
 #include <array>
 #include <memory>
 
-#include "ports/DownloadFiles.h"
 #include "desktop/curl/CertificateBundle.h"
+#include "ports/DownloadFiles.h"
 #include "ports/Fetcher.h"
 
 namespace pellora {
