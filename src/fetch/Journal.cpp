@@ -99,6 +99,10 @@ void Journal::Remove(const JournalKey& key, Done done) {
 }
 
 void Journal::Append(std::string line, Done done) {
+  if (!readable_) {
+    if (done) done(false);
+    return;
+  }
   appended_ += line.size();
   std::string whole;
   if (appended_ > kRewriteAbove) {

@@ -103,14 +103,16 @@ void WebEngine::Start() {
   entry_.reason.clear();
   ShowCommand3(Command3Means::Pause);
   rounds_ = {};
-  oneLane_ = unranged_ = unconditional_ = http2_ = false;
+  oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = false;
   redirects_ = 0;
+  proven_ = false;
   statedTotal_ = -1;
   peer_.clear();
   lastByte_ = lastPulse_ = lastClaim_ = Now();
   meter_.Start(lastByte_);
   pulse_.SetEnabled(true);
   Announce(Say(WebText::Connecting));
+  if (!services_->journal.Readable()) return Stop(FetchEvent::GivenUp, Say(WebText::ProgressLost));
   const std::optional<WebAddress> address = ParseWebAddress(record.URL);
   if (!address) return Stop(FetchEvent::GivenUp, Say(WebText::Unsupported));
   given_ = *address;
@@ -133,6 +135,7 @@ void WebEngine::EndRun() {
   }
   plan_.reset();
   early_.clear();
+  earlyEnd_.reset();
 }
 
 void WebEngine::PauseDownload() {
@@ -181,7 +184,8 @@ void WebEngine::Pulse() {
   if (!StillCurrent()) return;
   const std::int64_t now = Now();
   const std::int64_t passed = now - std::exchange(lastPulse_, now);
-  if (passed > kAsleep && state_ != FetchState::Finishing) {
+  const bool opensPart = !part_ && (factsKnown_ || !entry_.partPath.empty());
+  if (passed > kAsleep && state_ != FetchState::Finishing && !opensPart) {
     for (const auto& lane : lanes_) Release(*lane);
     if (Fetching() && state_ != FetchState::Holding) RoundEnded(RoundCause::NoNetwork, 0);
     return;
@@ -246,6 +250,7 @@ void WebEngine::Open() {
     plan_.reset();
     return BeginRequest(first, {RequestKind::First, !unranged_, 0, -1});
   }
+  heldBefore_ = written_;
   plan_.emplace(NewPlan());
   if (plan_->Complete()) return AllHeld();
   if (unranged_) return OpenWhole(first);

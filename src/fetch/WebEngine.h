@@ -114,12 +114,13 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   // The part file
   void ChooseName(const FetchAnswer& answer);
-  Task<> CreatePart(Run run);
+  Task<> CreatePart();
   std::string NoRoomFor(std::uint64_t room, std::uint64_t longest) const;
   Task<> AdoptPart(Run run);
   void PartIsReady();
   void PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block);
-  void PutDone(Run run, const std::vector<Range>& written, PartFile::Result result, const std::string& reason);
+  void PutDone(std::uint32_t generation, const std::vector<Range>& written, PartFile::Result result,
+               const std::string& reason);
   void PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block);
   void SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason);
   void AfterArrival(WebLane& lane, bool surplus);
@@ -169,8 +170,19 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   std::shared_ptr<PartFile> part_;
   std::vector<std::pair<int, std::unique_ptr<FetchBlock>>> early_;  // came before the part file was there
+  struct EarlyEnd {
+    int lane = 0;
+    FetchEnd end = FetchEnd::Other;
+    std::string reason;
+  };
+  std::optional<EarlyEnd> earlyEnd_;  // after those blocks
   JournalEntry entry_;
   IntervalSet written_;  // what is in the part file; not yet for sure on the disk
+  // Raised when what was put is not to be counted any more: completions of earlier generations count for nothing.
+  std::uint32_t partGeneration_ = 0;
+  IntervalSet heldBefore_;    // when the comparing lane began
+  bool unconfirmed_ = false;  // the body ended with its connection
+  bool differs_ = false;      // a comparison has failed in this generation
   bool claiming_ = false;
   bool unclaimed_ = false;  // something was written since the last claim
   std::int64_t lastClaim_ = 0;

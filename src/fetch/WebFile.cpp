@@ -24,10 +24,12 @@ struct Made {
   FileIdentity identity;
   std::uint64_t room = 0;  // on the disk, bytes
   std::uint64_t longest = 0;
+  bool locked = false;  // it is there, and another program or an earlier run has it
 };
 
 // The first free name for the part, with room for `total` bytes; -1: not known.
-void Create(DownloadFiles& files, const std::string& folder, const std::string& name, std::int64_t total, Made& made) {
+void Create(DownloadFiles& files, Files& all, const std::string& folder, const std::string& name, std::int64_t total,
+            Made& made) {
   const auto wanted = static_cast<std::uint64_t>(std::max<std::int64_t>(0, total));
   made.room = files.RoomIn(folder);
   made.longest = files.LongestFileIn(folder);
@@ -36,8 +38,14 @@ void Create(DownloadFiles& files, const std::string& folder, const std::string& 
     made.path = JoinFolder(folder, PartNameOf(NumberedName(name, number)));
     std::unique_ptr<DownloadFile> file = files.Create(made.path);
     if (!file) continue;
-    if (total > 0) file->Reserve(static_cast<std::uint64_t>(total));
-    made.identity = file->State().identity;
+    try {
+      if (total > 0) file->Reserve(static_cast<std::uint64_t>(total));
+      made.identity = file->State().identity;
+    } catch (const Failure&) {
+      file.reset();
+      Skip([&] { all.Delete(made.path); });
+      throw;
+    }
     made.file = std::move(file);
     return;
   }
@@ -64,7 +72,7 @@ std::string WebEngine::NoRoomFor(std::uint64_t room, std::uint64_t longest) cons
 }
 
 // The list is saved first: after a kill nothing else knows whose the part file is.
-Task<> WebEngine::CreatePart(Run run) {
+Task<> WebEngine::CreatePart() {
   const auto hold = Hold();
   if (!entry_.path.starts_with("/")) {
     Stop(FetchEvent::GivenUp, Say(WebText::NotWritten, {program_.settings.DownloadFolder}));
@@ -74,9 +82,9 @@ Task<> WebEngine::CreatePart(Run run) {
   const auto made = std::make_shared<Made>();
   std::string failed;
   try {
-    Background::Work work = [made, files = program_.platform.downloadFiles, folder = FolderOf(entry_.path),
-                             name = entry_.path.substr(entry_.path.rfind('/') + 1),
-                             total = facts_.total] { Create(*files, folder, name, total, *made); };
+    Background::Work work = [made, files = program_.platform.downloadFiles, all = &program_.platform.files,
+                             folder = FolderOf(entry_.path), name = entry_.path.substr(entry_.path.rfind('/') + 1),
+                             total = facts_.total] { Create(*files, *all, folder, name, total, *made); };
     co_await InBackground(&program_.platform, std::move(work));
     if (!made->file) failed = NoRoomFor(made->room, made->longest);
   } catch (const Failure& failure) {
@@ -91,14 +99,15 @@ Task<> WebEngine::CreatePart(Run run) {
   }
   if (!failed.empty()) {
     factsKnown_ = false;
-    if (run == run_) Stop(FetchEvent::DiskFailed, failed);
+    if (Fetching()) Stop(FetchEvent::DiskFailed, failed);
     co_return;
   }
   entry_.partPath = made->path;
   entry_.part = made->identity;
   part_ = std::make_shared<PartFile>(program_.platform, made->path, made->file, made->identity);
-  WriteJournal(run == run_ ? JournalState::Active : JournalState::Paused);
-  if (run == run_) PartIsReady();
+  entry_.held = {};
+  WriteJournal(JournalStateNow());
+  if (Fetching()) PartIsReady();
 }
 
 // A part file that is not there any more, or another one, is left alone, and the download begins anew.
@@ -111,6 +120,8 @@ Task<> WebEngine::AdoptPart(Run run) {
   try {
     Background::Work work = [made, files = program_.platform.downloadFiles, held = entry_.held]() mutable {
       made->file = files->Adopt(made->path, made->identity);
+      const std::optional<FileState> there = files->StateOf(made->path);
+      made->locked = !made->file && there && there->identity == made->identity;
       if (made->file && !held.Ranges().empty() &&
           made->file->State().length < static_cast<std::uint64_t>(held.Ranges().back().end)) {
         made->file.reset();
@@ -120,9 +131,10 @@ Task<> WebEngine::AdoptPart(Run run) {
   } catch (const Failure& failure) {
     failed = failure.what();
   }
-  if (!StillCurrent() || run != run_) co_return;
+  if (!StillCurrent() || run != run_ || state_ != FetchState::Opening) co_return;
+  if (made->locked) failed = made->path;
   if (!failed.empty()) {
-    Stop(FetchEvent::DiskFailed, failed);
+    Stop(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
     co_return;
   }
   if (made->file) {
@@ -134,6 +146,8 @@ Task<> WebEngine::AdoptPart(Run run) {
 }
 
 void WebEngine::DropPart() {
+  ++partGeneration_;
+  differs_ = false;
   part_.reset();
   entry_.partPath.clear();
   entry_.part = {};
@@ -145,12 +159,17 @@ void WebEngine::DropPart() {
 }
 
 void WebEngine::PartIsReady() {
+  if (!plan_ || state_ == FetchState::Holding) return;
+  const Run run = run_;
   for (auto& [number, block] : std::exchange(early_, {})) {
-    if (plan_) PutBlock(LaneOf(number), std::move(block));
+    if (run == run_ && plan_) PutBlock(LaneOf(number), std::move(block));
   }
-  if (!plan_) return;
+  if (run != run_ || !plan_) return;
   for (const auto& lane : lanes_) lane->SetReading(true, Now());
   if (plan_->Complete()) return AllHeld();
+  if (const std::optional<EarlyEnd> ended = std::exchange(earlyEnd_, {})) {
+    return EndedFlow(LaneOf(ended->lane), ended->end, ended->reason);
+  }
   OpenLanes();
 }
 
@@ -158,7 +177,7 @@ void WebEngine::LaneReceived(WebLane& lane, std::unique_ptr<FetchBlock> block) {
   if (!StillCurrent()) return;
   const std::int64_t now = Now();
   const auto length = static_cast<std::int64_t>(block->Bytes().size());
-  program_.CountReceived(block->Bytes().size());
+  program_.CountWebReceived(block->Bytes().size());
   lastByte_ = now;
   lane.Sign(now);
   lane.received += length;
@@ -186,24 +205,26 @@ void WebEngine::PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block) {
   }
   if (!held.empty() || !arrival.needed.empty()) {
     std::vector<Range> needed = arrival.needed;
-    PartFile::Done done = [weak = weak_from_this(), run = run_, written = arrival.needed](PartFile::Result result,
-                                                                                          const std::string& reason) {
+    PartFile::Done done = [weak = weak_from_this(), generation = partGeneration_, written = arrival.needed](
+                              PartFile::Result result, const std::string& reason) {
       const std::shared_ptr<WebEngine> self = weak.lock();
-      if (self && self->StillCurrent()) self->PutDone(run, written, result, reason);
+      if (self && self->StillCurrent()) self->PutDone(generation, written, result, reason);
     };
     part_->Put(std::move(block), offset, std::move(held), std::move(needed), std::move(done));
   }
   AfterArrival(lane, arrival.surplus);
 }
 
-void WebEngine::PutDone(Run run, const std::vector<Range>& written, PartFile::Result result,
+void WebEngine::PutDone(std::uint32_t generation, const std::vector<Range>& written, PartFile::Result result,
                         const std::string& reason) {
-  if (result == PartFile::Result::Failed) {
-    if (Fetching() || state_ == FetchState::Finishing) DiskFailed(reason);
-    return;
-  }
+  if (generation != partGeneration_) return;
+  if (result == PartFile::Result::Failed) return DiskFailed(reason);
   if (result == PartFile::Result::Differs) {
-    if (run == run_ && Fetching()) HasChanged();
+    // What was held before is still the old version's; what this run has written is not.
+    ++partGeneration_;
+    written_ = entry_.held = heldBefore_;
+    differs_ = true;
+    if (Fetching()) HasChanged();
     return;
   }
   for (const Range& range : written) written_.Add(range);
@@ -241,7 +262,8 @@ void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, c
 }
 
 void WebEngine::AfterArrival(WebLane& lane, bool surplus) {
-  if (surplus) LaneLost(lane, Say(WebText::WrongAnswers), RoundCause::Failure);
+  if (plan_ && facts_.total >= 0 && plan_->Complete()) return AllHeld();
+  if (surplus) return LaneLost(lane, Say(WebText::WrongAnswers), RoundCause::Failure);
   if (!plan_) return;
   bool freed = false;
   for (const auto& other : lanes_) {
@@ -255,15 +277,19 @@ void WebEngine::AfterArrival(WebLane& lane, bool surplus) {
 
 void WebEngine::AllHeld() {
   if (!part_) return;  // once it is there
+  if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
   EndRun();
   Take(FetchEvent::AllBytesHeld);
   program_.platform.tasks.Spawn(Finish(run_));
 }
 
 void WebEngine::DiskFailed(const std::string& reason) {
+  ++partGeneration_;
   written_ = entry_.held;
   part_.reset();
-  Stop(FetchEvent::DiskFailed, Say(WebText::NotWritten, {reason}));
+  if (Fetching() || state_ == FetchState::Finishing) {
+    Stop(FetchEvent::DiskFailed, Say(WebText::NotWritten, {reason}));
+  }
 }
 
 void WebEngine::Claim() {
@@ -273,15 +299,13 @@ void WebEngine::Claim() {
   unclaimed_ = false;
   const std::int64_t length = written_.Ranges().empty() ? 0 : written_.Ranges().back().end;
   part_->Flush(length, false,
-               [weak = weak_from_this(), claim = written_](PartFile::Result result, const std::string& reason) {
+               [weak = weak_from_this(), generation = partGeneration_, claim = written_](PartFile::Result result,
+                                                                                         const std::string& reason) {
                  const std::shared_ptr<WebEngine> self = weak.lock();
                  if (!self) return;
                  self->claiming_ = false;
-                 if (!self->Current()) return;
-                 if (result != PartFile::Result::Good) {
-                   if (self->Fetching()) self->DiskFailed(reason);
-                   return;
-                 }
+                 if (!self->Current() || generation != self->partGeneration_) return;
+                 if (result != PartFile::Result::Good) return self->DiskFailed(reason);
                  self->entry_.held = claim;
                  self->WriteJournal(self->JournalStateNow());
                });
@@ -304,6 +328,7 @@ JournalState WebEngine::JournalStateNow() const {
 void WebEngine::WriteJournal(JournalState state, Journal::Done done) {
   entry_.state = state;
   entry_.facts = facts_;
+  services_->listed.insert(entry_.key);
   services_->journal.Put(entry_, std::move(done));
 }
 
@@ -311,6 +336,15 @@ Task<> WebEngine::Finish(Run run) {
   const auto hold = Hold();
   Announce(program_.Text(kTextWebBuilding));
   Draw();
+  // All comparisons have ended after this.
+  Background::Work nothing = [] {};
+  co_await InBackground(&program_.platform, std::move(nothing));
+  if (!StillCurrent() || run != run_) co_return;
+  if (differs_) {
+    Stop(FetchEvent::DiskFailed, Say(WebText::Changed));
+    co_return;
+  }
+  if (!part_) co_return;  // a write has failed, and has stopped the download
   const auto flushed = std::make_shared<std::optional<std::string>>();
   part_->Flush(facts_.total, true, [flushed](PartFile::Result result, const std::string& reason) {
     *flushed = result == PartFile::Result::Good ? std::string() : reason;
@@ -327,11 +361,12 @@ Task<> WebEngine::Finish(Run run) {
   const std::string name = entry_.path.substr(entry_.path.rfind('/') + 1);
   for (int number = 1; number < kMostNumbers; ++number) {
     const bool published = co_await PublishAs(run, JoinFolder(folder, NumberedName(name, number)));
-    if (!StillCurrent() || state_ != FetchState::Finishing) co_return;
+    if (!StillCurrent()) co_return;
     if (published) {
       Finished();
       co_return;
     }
+    if (state_ != FetchState::Finishing) co_return;
   }
 }
 
@@ -354,7 +389,11 @@ Task<bool> WebEngine::PublishAs(Run run, std::string path) {
     co_await InBackground(&program_.platform, std::move(look));
     if (!StillCurrent() || run != run_) co_return false;
     const bool replaces = step->there && entry_.replaces && *step->there == *entry_.replaces;
-    if ((step->there && !replaces) || !step->part) co_return false;
+    if (!step->part) {
+      DiskFailed(entry_.partPath);
+      co_return false;
+    }
+    if (step->there && !replaces) co_return false;
     entry_.path = path;
     entry_.renamed = step->part;
     WriteJournal(JournalState::Renaming, [step](bool) { step->journaled = true; });
@@ -392,7 +431,7 @@ void WebEngine::Finished() {
   if (!entry_.oldPartPath.empty()) RemoveOldPart();
   WriteJournal(JournalState::Finished);
   (void)SaveListBeforeTouchingParts(program_);
-  Announce(program_.Text(kTextWebComplete));
+  Announce(unconfirmed_ ? Say(WebText::LengthNotConfirmed) : program_.Text(kTextWebComplete));
   if (view_ != nullptr) view_->SetFinished();
   Draw();
   program_.lists->RefreshRows(kAllRows, kForced);

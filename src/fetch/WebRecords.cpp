@@ -6,7 +6,6 @@
 #include <map>
 #include <optional>
 
-#include "core/ListFile.h"
 #include "core/Program.h"
 #include "core/WebAddress.h"
 #include "fetch/WebServices.h"
@@ -102,18 +101,13 @@ void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry)
   RemovePart(platform, entry.oldPartPath, entry.oldPart);
 }
 
-// Whether what is missing in the list may have been lost with it.
-bool ListMayLack(const Program& program) {
-  return program.keepDamagedList || program.platform.files.Exists(DamagedListPath(program));
-}
-
 }  // namespace
 
 void RestoreWebRecords(Program& program, WebServices& services) {
   Journal& journal = services.journal;
   journal.Open();
+  if (!program.listLoaded) return;
   const std::map<JournalKey, int> listed = ListedIn(program);
-  const bool fill = ListMayLack(program);
   for (JournalEntry entry : journal.Entries()) {
     if (HasItsName(*program.platform.downloadFiles, entry)) {
       entry.state = JournalState::Finished;
@@ -121,11 +115,11 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       journal.Put(entry);
     }
     const auto at = listed.find(entry.key);
+    services.listed.insert(entry.key);
     if (at != listed.end()) {
       TakeFigures(program, at->second, entry);
-    } else if (!fill) {
-      Drop(program.platform, journal, entry);
     } else if (program.DownloadCount < kMaxRecords) {
+      // What was deleted has left the journal: the list was damaged, or is an older one.
       program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
       program.Download(program.DownloadCount) = RecordOf(entry);
       TakeFigures(program, program.DownloadCount, entry);

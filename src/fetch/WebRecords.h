@@ -6,9 +6,9 @@ namespace pellora {
 class Program;
 struct WebServices;
 
-// At a start, after the list was loaded: gives the web engine's records what the journal knows of them. A list that was
-// damaged is filled from the journal, and a rename that a kill cut short is completed in the records. Failure(File) for
-// a journal that is there and cannot be read.
+// At a start, after the list was loaded: gives the web engine's records what the journal knows of them. Records that
+// the list lacks come back from the journal, and a rename that a kill cut short is completed in the records.
+// Failure(File) for a journal that is there and cannot be read.
 void RestoreWebRecords(Program& program, WebServices& services);
 
 // After the list was saved: what was listed and is not any more leaves the journal, and then its part file is deleted,

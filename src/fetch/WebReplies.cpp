@@ -67,7 +67,10 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::Empty:
       return TakeBody(lane, answer, reading);
     case ReplyVerdict::CompareWhole:
-      lane.compares = true;
+      for (const auto& other : lanes_) {
+        if (other.get() != &lane) Release(*other);
+      }
+      oneLane_ = unranged_ = lane.compares = true;
       return TakeBody(lane, answer, reading);
     case ReplyVerdict::Held:
       facts_.total = reading.facts.total;
@@ -118,9 +121,9 @@ void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyRe
   lane.proof = reading.proof;
   if (!factsKnown_) return TakeFirstBody(lane, answer, reading);
   const bool opened = state_ == FetchState::Opening;
-  proven_ = true;
+  proven_ = !lane.compares;
   if (opened) peer_ = answer.peerAddress;
-  if (lane.Asked().kind == RequestKind::Resumed && !lane.Asked().ranged) {
+  if (lane.compares) {
     plan_.emplace(NewPlan());
     plan_->Adopt(lane.Number(), {0, facts_.total});
   } else if (reading.range.end >= 0) {
@@ -154,12 +157,13 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
     plan_->Adopt(lane.Number(), {0, reading.range.end});
     lane.SetReading(false, Now());
   }
-  program_.platform.tasks.Spawn(CreatePart(run_));
+  program_.platform.tasks.Spawn(CreatePart());
 }
 
 // Bytes that are held, to see whether this server has the same version.
 void WebEngine::AskForSample(WebLane& lane) {
-  if (++lane.asks > 2 || written_.Ranges().empty() || !part_) return HasChanged();
+  if (OthersFlow(lane)) return GiveUpLane(lane);
+  if (!IsHttp(current_.scheme) || ++lane.asks > 2 || written_.Ranges().empty() || !part_) return HasChanged();
   const Range held = written_.Ranges().front();
   if (plan_) plan_->Release(lane.Number());
   BeginRequest(lane, {RequestKind::Later, true, held.begin, std::min(held.end, held.begin + kSample) - 1});
@@ -168,7 +172,7 @@ void WebEngine::AskForSample(WebLane& lane) {
 
 void WebEngine::TakeSample(WebLane& lane, const ReplyReading& reading) {
   const bool fits = reading.verdict == ReplyVerdict::Body || reading.verdict == ReplyVerdict::CompareSample;
-  if (fits) return;
+  if (fits && reading.facts == lane.sampled) return;
   if (OthersFlow(lane)) return GiveUpLane(lane);
   HasChanged();
 }
@@ -197,6 +201,8 @@ void WebEngine::Redirect(WebLane& lane, const FetchAnswer& answer, const ReplyRe
 }
 
 void WebEngine::HasChanged() {
+  if (!Fetching()) return;
+  if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
   EndRun();
   Take(FetchEvent::Question);
   Record().Active = false;
@@ -253,6 +259,10 @@ void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason
       LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason, RoundCause::Failure);
     return;
   }
+  if (lane.Flows() && !part_) {
+    earlyEnd_ = EarlyEnd{lane.Number(), end, reason};
+    return;
+  }
   if (lane.Flows()) return EndedFlow(lane, end, reason);
   EndedUnanswered(lane, end, reason);
 }
@@ -292,6 +302,7 @@ void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason
       return LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason,
                       RoundCause::Failure);
     facts_.total = plan_->Offset(lane.Number());
+    unconfirmed_ = lane.proof == LengthProof::UntilClose;
     plan_->SetTotal(facts_.total);
     Release(lane);
     return AllHeld();
@@ -309,6 +320,8 @@ void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason
 
 void WebEngine::Release(WebLane& lane) {
   lane.Close();
+  std::erase_if(early_, [&](const auto& block) { return block.first == lane.Number(); });
+  if (earlyEnd_ && earlyEnd_->lane == lane.Number()) earlyEnd_.reset();
   lane.sample = lane.compares = false;
   if (plan_) plan_->Release(lane.Number());
   lane.Take(LaneEvent::Stop);
@@ -333,6 +346,7 @@ void WebEngine::LaneLost(WebLane& lane, const std::string& reason, RoundCause ca
 
 void WebEngine::RoundEnded(RoundCause cause, std::int64_t wait) {
   for (const auto& lane : lanes_) Release(*lane);
+  if (state_ == FetchState::Holding) return;
   rounds_.Ended(cause);
   if (rounds_.Spent()) return Stop(FetchEvent::GivenUp, lastReason_);
   Take(FetchEvent::LastLaneLost);

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "WebRig.h"
+#include "ports/Dialogs.h"
 
 namespace pellora {
 namespace {
@@ -66,6 +67,7 @@ std::string NameOf(const testing::TestParamInfo<std::string>& info) {
 INSTANTIATE_TEST_SUITE_P(Each, WebMisbehaviour, testing::ValuesIn(SimHttpServer::Misbehaviours()), NameOf);
 
 // Kills at any call to the disk, with the power cut or not, until the file is complete.
+// Every third server ignores ranges.
 class WebKills : public testing::TestWithParam<int> {};
 
 TEST_P(WebKills, TheFileIsRightAtTheEnd) {
@@ -79,7 +81,7 @@ TEST_P(WebKills, TheFileIsRightAtTheEnd) {
     auto rig = std::make_unique<WebRig>(std::move(options));
     SimHttpServer origin(rig->sim.network(), "o.example", 443);
     Serve(origin, content);
-    origin.Always({.wire = {.bytesPerSecond = 500'000}});
+    origin.Always({.wire = {.bytesPerSecond = 500'000}, .ignoreRange = seed % 3 == 0});
     const bool killed = run < 12;
     if (killed) rig->sim.disk().CutAt(rig->sim.disk().Calls() + 1 + random.Below(150), random.Below(2) == 0);
     if (run > 0) rig->Load();
@@ -104,6 +106,55 @@ TEST_P(WebKills, TheFileIsRightAtTheEnd) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, WebKills, testing::Range(1, 61));
+
+struct Changed {
+  const char* name;
+  HttpValidators before, after;
+  bool ranges;
+};
+
+class WebChange : public testing::TestWithParam<Changed> {};
+
+TEST_P(WebChange, IsNeverMixedIntoWhatIsHeld) {
+  const Changed& change = GetParam();
+  const SimContent old = SimContent::Generated(6'000'000, 1);
+  const SimContent now = SimContent::Generated(6'000'000, 2);
+  const auto serve = [&](SimHttpServer& origin, const SimContent& content, const HttpValidators& validators) {
+    origin.File("/a.bin", content);
+    if (!validators.etag.empty() || validators.modified >= 0) origin.Traits("/a.bin").validators = {validators};
+    origin.Always({.wire = {.bytesPerSecond = 300'000}, .ignoreRange = !change.ranges});
+  };
+  WebRig first;
+  SimHttpServer before(first.sim.network(), "o.example", 443);
+  serve(before, old, change.before);
+  first.Start(kUrl);
+  ASSERT_TRUE(first.RunUntilReceived(2'000'000));
+  first.Pause();
+  first.sim.RunFor(10'000);
+  SimOptions options;
+  options.disk = first.sim.disk().TakeState();
+  WebRig next(std::move(options));
+  SimHttpServer after(next.sim.network(), "o.example", 443);
+  serve(after, now, change.after);
+  next.Load();
+  next.Resume();
+  ASSERT_TRUE(next.RunUntilABoxIsOpen()) << next.sim.Replay();
+  EXPECT_FALSE(next.sim.disk().Has(kOutput));
+  next.Answer(kAnswerYes);
+  ASSERT_TRUE(next.RunUntilFinished()) << next.sim.Replay();
+  EXPECT_TRUE(next.sim.disk().Holds(kOutput, now));
+  next.sim.RunFor(10'000);
+  EXPECT_EQ(next.InFolder(), std::vector<std::string>{"a.bin"});
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, WebChange,
+                         testing::Values(Changed{"etag", {.etag = "\"1\""}, {.etag = "\"2\""}, true},
+                                         Changed{
+                                             "date", {.modified = 1'700'000'000}, {.modified = 1'700'000'100}, true},
+                                         Changed{"unsaid", {}, {}, true},
+                                         Changed{"etag_without_ranges", {.etag = "\"1\""}, {.etag = "\"2\""}, false},
+                                         Changed{"unsaid_without_ranges", {}, {}, false}),
+                         [](const auto& param) { return std::string(param.param.name); });
 
 }  // namespace
 }  // namespace pellora
