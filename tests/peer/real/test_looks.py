@@ -60,7 +60,7 @@ class WithoutALanguageFile(Base):
         self.open(Language="nosuch")
         self.screen.click("push button", "Options", MAIN)
         dialog = self.screen.raise_window("Pellora !   Options")
-        for key in ("ctrl+shift+Tab", "Tab", "d", "Return"):
+        for key in ("ctrl+shift+Tab", "ctrl+shift+Tab", "Tab", "d", "Return"):
             self.session.press(dialog, key)
             time.sleep(0.5)
         self.screen.wait("push button", "Optionen", MAIN)

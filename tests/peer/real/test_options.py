@@ -57,8 +57,8 @@ class Options(Case):
     def test_language_chosen_by_keyboard_is_shown_at_once_and_after_a_restart(self):
         english = self.drawn(self.main)
         dialog = self.open_by_menu()
-        # The languages' page is before the first one; its list follows the tabs.
-        self.changed_by(dialog, "ctrl+shift+Tab", "Tab", "d")
+        # The languages' page is the last but one; its list follows the tabs.
+        self.changed_by(dialog, "ctrl+shift+Tab", "ctrl+shift+Tab", "Tab", "d")
         self.keys(dialog, "Return")
         self.gone(dialog)
         self.assertEqual(self.setting("Language"), "german")
