@@ -24,7 +24,7 @@ enum class LaneForm { Row, Full };
 struct Lane {
   const std::string* state = nullptr;  // valid until the engine's next event; null: the row keeps its text
   std::int64_t received = 0;           // bytes of it
-  std::int64_t size = 0;               // bytes; 0 or less: the bar keeps its width
+  std::int64_t size = 0;               // bytes; 0: the bar keeps its width
   LaneColour colour = LaneColour::Unchanged;
   bool watched = true;  // False: a full drawing passes it over
 };
@@ -39,18 +39,17 @@ struct Totals {
   float remaining = 0;  // seconds
 };
 
-// What Command3 does at a click. Its caption changes at these calls alone.
+// What Command3 does at a click. It is never derived from the record: its caption changes at moments.
 enum class Command3Means { Pause, Resume };
 
 // Called from the engine's events, at once.
 class EngineView {
  public:
   virtual void ShowState(const std::string& text) = 0;
-  virtual void ShowAddress() = 0;  // the record's URL has changed
+  virtual void ShowAddress(const std::string& url) = 0;
   virtual void ShowCommand3(Command3Means means) = 0;
   virtual void EnableCommand3(bool enabled) = 0;
-  virtual void ShowLanes(int count) = 0;  // hides the rows above
-  virtual void ShowLane(int lane) = 0;    // from 1; its row may have been hidden
+  virtual void ShowLanes(int count) = 0;  // so many rows, and no more
   virtual void RefreshList(std::int16_t row) = 0;
   virtual void DoRefresh() = 0;
   virtual void SetFinished() = 0;    // a click on Command1 or Command3 opens the file or its folder

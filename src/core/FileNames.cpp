@@ -31,6 +31,8 @@ std::string FolderOf(std::string_view path) {
   return std::string(path.substr(0, std::max<std::size_t>(slash, 1)));
 }
 
+std::string NameOf(std::string_view path) { return std::string(path.substr(path.rfind('/') + 1)); }
+
 std::string JoinFolder(std::string_view folder, std::string_view name) {
   std::string path(folder);
   if (!path.empty() && path.back() != '/') path += '/';

@@ -18,6 +18,9 @@ bool IsStorableName(std::string_view name, int recordIndex = 0);
 // The folder of `path`, without a final "/" unless it is the root; "" for a name without a folder.
 std::string FolderOf(std::string_view path);
 
+// What follows the last "/" of `path`; all of it without one.
+std::string NameOf(std::string_view path);
+
 // `folder` and `name` with one "/" between them; an empty folder is left out.
 std::string JoinFolder(std::string_view folder, std::string_view name);
 

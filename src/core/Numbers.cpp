@@ -1,5 +1,6 @@
 #include "core/Numbers.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -106,5 +107,9 @@ bool ToBoolean(std::string_view text) {
 
 std::int16_t ToInt16(std::string_view text) { return StrictInteger<std::int16_t>(text); }
 std::int32_t ToInt32(std::string_view text) { return StrictInteger<std::int32_t>(text); }
+
+std::int32_t HeldToInt32(std::int64_t value) {
+  return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, 0, std::numeric_limits<std::int32_t>::max()));
+}
 
 }  // namespace pellora

@@ -20,6 +20,9 @@ std::int32_t RoundedPrefix(std::string_view text);
 // Clamped to the type's range; 0 for NaN.
 std::int64_t RoundTiesToEven(double value);
 
+// Clamped to 0 and the type's largest value: what a record shows of a figure in 64 bits.
+std::int32_t HeldToInt32(std::int64_t value);
+
 // "True", "False" (in any case) or a number: zero is False, any other is True.
 bool ToBoolean(std::string_view text);
 

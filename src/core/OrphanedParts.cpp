@@ -5,6 +5,7 @@
 #include <string>
 #include <unordered_set>
 
+#include "core/FileNames.h"
 #include "core/ListFile.h"
 #include "core/PartFiles.h"
 #include "core/Program.h"
@@ -35,8 +36,6 @@ bool PartsAreComplete(const Files& files, const DownloadRecord& record, const Pa
     return !found.contains(segment.TempFile) || HasBytes(files, segment.TempFile, segment.RangeSize);
   });
 }
-
-std::string NameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 // Records lost with a damaged list may be restored from its copy, and need their parts.
 bool AllRecordsAreKnown(const Program& program) {

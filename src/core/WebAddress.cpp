@@ -214,7 +214,7 @@ bool IsSameOrigin(const WebAddress& a, const WebAddress& b) {
   return a.scheme == b.scheme && a.host == b.host && a.port == b.port;
 }
 
-// The text that a relative reference stands for (RFC 3986, section 5.2.2).
+// The absolute form of a relative reference (RFC 3986, section 5.2.2).
 std::string Absolute(const WebAddress& base, std::string_view reference) {
   if (reference.starts_with("//")) return std::string(SchemeName(base.scheme)).append(":").append(reference);
   std::string text = OriginOf(base);

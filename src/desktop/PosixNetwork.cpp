@@ -7,13 +7,13 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
-#include <QSocketNotifier>
 #include <cerrno>
 #include <cstring>
 #include <optional>
 
 #include "async/EventGate.h"
 #include "desktop/SocketBudget.h"
+#include "desktop/SocketNotifier.h"
 #include "ports/EventLoop.h"
 
 namespace pellora {
@@ -94,17 +94,8 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
   }
 
  private:
-  // The notifier may be delivering its signal just now, so it is disabled and deleted later.
-  struct Retire {
-    void operator()(QSocketNotifier* notifier) const {
-      notifier->setEnabled(false);
-      notifier->deleteLater();
-    }
-  };
-  using Notifier = std::unique_ptr<QSocketNotifier, Retire>;
-
-  Notifier Watch(QSocketNotifier::Type type, void (Link::*handler)()) {
-    Notifier notifier(new QSocketNotifier(fd_, type));
+  SocketNotifier Watch(QSocketNotifier::Type type, void (Link::*handler)()) {
+    SocketNotifier notifier(new QSocketNotifier(fd_, type));
     QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(), [weak = weak_from_this(), handler] {
       if (const auto self = weak.lock()) (self.get()->*handler)();
     });
@@ -260,8 +251,8 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
   std::size_t next_ = 0;
   std::string reason_;
   int fd_ = -1;
-  Notifier readable_;
-  Notifier writable_;
+  SocketNotifier readable_;
+  SocketNotifier writable_;
   std::unique_ptr<Alarm> connectTimer_;
   std::string outgoing_;
   bool reading_ = true;

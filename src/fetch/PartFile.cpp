@@ -7,6 +7,7 @@
 
 #include "ports/Background.h"
 #include "ports/Failure.h"
+#include "ports/Files.h"
 
 namespace pellora {
 
@@ -35,8 +36,8 @@ void PartFile::Run(std::function<Result()> work, Done done) {
                              if (!failure) return done(*result, {});
                              try {
                                std::rethrow_exception(failure);
-                             } catch (const Failure& told) {
-                               done(Result::Failed, told.what());
+                             } catch (const Failure& error) {
+                               done(Result::Failed, error.what());
                              }
                            });
 }
@@ -72,6 +73,16 @@ void PartFile::Flush(std::int64_t length, bool exactly, Done done) {
         return Result::Good;
       },
       std::move(done));
+}
+
+void DeletePartFile(const Platform& platform, const std::string& path, const FileIdentity& identity) {
+  if (path.empty()) return;
+  platform.background.Run(
+      [downloads = platform.downloadFiles, files = &platform.files, path, identity] {
+        const std::optional<FileState> found = downloads->StateOf(path);
+        if (found && found->identity == identity) files->Delete(path);
+      },
+      [](const std::exception_ptr&) {});
 }
 
 }  // namespace pellora

@@ -50,4 +50,8 @@ class PartFile {
   const FileIdentity identity_;
 };
 
+// Deletes the part file of a download that is over, in the background: `path` if it still leads to that file. Nothing
+// for an empty path.
+void DeletePartFile(const Platform& platform, const std::string& path, const FileIdentity& identity);
+
 }  // namespace pellora

@@ -60,7 +60,7 @@ class RangePlan {
   bool Complete() const;
   std::int64_t FirstMissing() const;  // the total if nothing is
 
-  // `lane` already runs a request that was made before the plan: the first one, whose answer has told the total. Its
+  // `lane` already runs a request that was made before the plan: the first one, whose answer gave the total. Its
   // end -1 means the end of the file.
   void Adopt(int lane, Range request);
   // Pieces for idle lanes, in no order; none for those for whom nothing is worth a request.

@@ -40,7 +40,7 @@ LengthReading ReadContentLength(const FetchAnswer& answer);
 // The members of a list "a, b;x=1" in lower case and without parameters; empty members are dropped.
 std::vector<std::string> ListMembers(const FetchAnswer& answer, std::string_view name);
 
-// By what the versions of a file are told apart (RFC 9110, section 8.8).
+// What distinguishes the versions of a file (RFC 9110, section 8.8).
 struct Validator {
   std::string etag;  // with its quotes, without "W/"; empty: none
   bool weak = false;

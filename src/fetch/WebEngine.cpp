@@ -1,9 +1,9 @@
 #include "fetch/WebEngine.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "async/TaskLoop.h"
+#include "core/Numbers.h"
 #include "core/RecordLife.h"
 #include "core/Version.h"
 #include "fetch/WebWords.h"
@@ -20,10 +20,6 @@ constexpr std::int64_t kRefreshEvery = 200;    // ms
 constexpr std::int64_t kNetworkRetest = 1000;  // ms
 constexpr int kSpareLanes = 1;                 // relieve a slow one
 constexpr float kMostUnfinished = 99.9F;       // percent: 100 is for a file that has its name
-
-std::int32_t Held32(std::int64_t value) {
-  return static_cast<std::int32_t>(std::min<std::int64_t>(value, std::numeric_limits<std::int32_t>::max()));
-}
 
 }  // namespace
 
@@ -78,7 +74,7 @@ Task<> WebEngine::InitConnection() {
   co_await program_.platform.tasks.Yield();
   if (!StillCurrent()) co_return;
   if (view_ != nullptr) {
-    view_->ShowAddress();
+    view_->ShowAddress(Record().URL);
     view_->ShowLanes(LaneCount());
   }
   Draw();
@@ -112,9 +108,9 @@ void WebEngine::Start() {
   meter_.Start(lastByte_);
   pulse_.SetEnabled(true);
   Announce(Say(WebText::Connecting));
-  if (!services_->journal.Readable()) return Stop(FetchEvent::GivenUp, Say(WebText::ProgressLost));
+  if (!services_->journal.Readable()) return Rest(FetchEvent::GivenUp, Say(WebText::ProgressLost));
   const std::optional<WebAddress> address = ParseWebAddress(record.URL);
-  if (!address) return Stop(FetchEvent::GivenUp, Say(WebText::Unsupported));
+  if (!address) return Rest(FetchEvent::GivenUp, Say(WebText::Unsupported));
   given_ = *address;
   if (!record.UserName.empty()) given_.user = record.UserName;
   if (!record.Password.empty()) given_.password = record.Password;
@@ -140,33 +136,22 @@ void WebEngine::EndRun() {
 
 void WebEngine::PauseDownload() {
   if (!StillCurrent()) return;
-  DownloadRecord& record = Record();
-  if (record.Finished || record.Paused) return;
-  EndRun();
-  Take(FetchEvent::Pause);
-  record.Active = false;
-  record.Paused = true;
-  TheFigures().standing = WebStanding::Paused;
-  ShowCommand3(Command3Means::Resume);
-  Announce(program_.Text(kTextWebPaused));
-  WriteJournal(JournalState::Paused);
-  Claim();
-  Draw();
-  program_.lists->RefreshRows(kAllRows, kForced);
+  if (Record().Finished || Record().Paused) return;
+  Rest(FetchEvent::Pause, {});
 }
 
-void WebEngine::Stop(FetchEvent event, const std::string& reason) {
-  EndRun();
+void WebEngine::Rest(FetchEvent event, const std::string& reason) {
   Take(event);
+  EndRun();
   DownloadRecord& record = Record();
   record.Active = false;
   record.Paused = true;
-  TheFigures().standing = WebStanding::Stopped;
+  TheFigures().standing = reason.empty() ? WebStanding::Paused : WebStanding::Stopped;
   entry_.reason = reason;
   ShowCommand3(Command3Means::Resume);
-  Announce(reason);
-  WriteJournal(JournalState::Stopped);
-  if (event != FetchEvent::DiskFailed) Claim();
+  Announce(reason.empty() ? program_.Text(kTextWebPaused) : reason);
+  WriteJournal(JournalStateNow());
+  Claim();
   Draw();
   program_.lists->RefreshRows(kAllRows, kForced);
 }
@@ -200,7 +185,7 @@ void WebEngine::Pulse() {
       Announce(Say(WebText::Connecting));
       Open();
     } else {
-      Announce(RetryIn(holdUntil_ - now) + ": " + lastReason_);
+      AnnounceRetry(holdUntil_ - now);
     }
   } else {
     CheckLanes(now);
@@ -321,7 +306,7 @@ void WebEngine::BeginRequest(WebLane& lane, AskedFor asked) {
   lane.Close();
   FetchRequest request = MakeRequest(lane, asked);
   lane.Begin(*program_.platform.fetcher, std::move(request), asked, Now());
-  if (view_ != nullptr && lane.Number() < kMaxLanes) view_->ShowLane(lane.Number() + 1);
+  if (view_ != nullptr) view_->ShowLanes(LaneCount());
 }
 
 void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
@@ -389,11 +374,24 @@ Lane WebEngine::LaneAt(int lane, LaneForm) const {
       shown.state = &TextOf(program_, WebText::NoMoreConnections);
       break;
     case LaneState::Idle:
-      shown.state = &program_.Text(Fetching() || slot_.Record().Finished ? kTextWebLaneComplete : kTextWebPaused);
-      shown.colour = Fetching() || slot_.Record().Finished ? LaneColour::Complete : LaneColour::Paused;
+      if (state_ == FetchState::Running || state_ == FetchState::Finishing || state_ == FetchState::Done) {
+        shown.state = &program_.Text(kTextWebLaneComplete);
+        shown.size = one.received;
+        shown.colour = LaneColour::Complete;
+      } else if (state_ == FetchState::Holding) {
+        shown.state = &one.text;
+      } else {
+        shown.state = &program_.Text(kTextWebPaused);
+        shown.colour = LaneColour::Paused;
+      }
       break;
   }
   return shown;
+}
+
+void WebEngine::AnnounceRetry(std::int64_t wait) {
+  for (const auto& lane : lanes_) lane->text = RetryIn(wait);
+  Announce(RetryIn(wait) + ": " + lastReason_);
 }
 
 void WebEngine::Announce(std::string state) { announced_ = std::move(state); }
@@ -407,13 +405,15 @@ void WebEngine::WriteFigures() {
   WebFigures& figures = TheFigures();
   figures.received = plan_ ? plan_->Held().Bytes() : written_.Bytes();
   figures.size = factsKnown_ ? facts_.total : -1;
-  const double rate = state_ == FetchState::Running ? meter_.BytesPerSecond(Now()) : 0;
+  // While it runs, over the last seconds; then over all of its time.
+  const double mean = elapsed_ > 0 ? static_cast<double>(figures.received) / elapsed_ : 0;
+  const double rate = state_ == FetchState::Running ? meter_.BytesPerSecond(Now()) : record.Finished ? mean : 0;
   figures.bytesPerSecond = std::max(0.0, rate);
   figures.reason = figures.standing == WebStanding::Stopped ? entry_.reason
                    : state_ == FetchState::Holding          ? announced_
                                                             : std::string();
-  record.Received = Held32(figures.received);
-  record.FileSize = Held32(std::max<std::int64_t>(0, figures.size));
+  record.Received = HeldToInt32(figures.received);
+  record.FileSize = HeldToInt32(std::max<std::int64_t>(0, figures.size));
   record.ElapsedSeconds = static_cast<float>(elapsed_);
   if (record.Finished) {
     record.Percent = 100.0F;
@@ -432,6 +432,7 @@ void WebEngine::Draw() {
   WriteFigures();
   if (view_ != nullptr) {
     view_->DoRefresh();
+    view_->RefreshList(0);
   } else {
     program_.lists->RefreshRows(slot_.Index(), kUnforced);
   }

@@ -64,11 +64,13 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool Fetching() const;  // Opening, Running or Holding
   void Start();
   void EndRun();  // closes all lanes
-  void Stop(FetchEvent event, const std::string& reason);
+  // Ends the run and takes the record out of work: paused, without a reason; else stopped, or asking.
+  void Rest(FetchEvent event, const std::string& reason);
   void Pulse();
   void CheckLanes(std::int64_t now);
   void RelieveSlowLane();
   void Announce(std::string state);  // in the window and the figures
+  void AnnounceRetry(std::int64_t wait);
   void Draw();
   void WriteFigures();
   std::string Say(WebText text, std::initializer_list<std::string_view> values = {}) const;
@@ -129,7 +131,6 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void Claim();  // flushes, then writes the journal
   void WriteJournal(JournalState state, Journal::Done done = {});
   JournalState JournalStateNow() const;
-  void RemoveOldPart();
   void DropPart();
   Task<> Finish(Run run);
   Task<bool> PublishAs(Run run, std::string path);

@@ -58,7 +58,7 @@ void WebEngine::ChooseName(const FetchAnswer& answer) {
   DownloadRecord& record = Record();
   if (record.HasSavePath) {
     entry_.path = record.SavePath;
-    record.FileName = record.SavePath.substr(record.SavePath.rfind('/') + 1);
+    record.FileName = NameOf(record.SavePath);
     return;
   }
   record.FileName = FileNameFromReply(answer, current_);
@@ -75,7 +75,7 @@ std::string WebEngine::NoRoomFor(std::uint64_t room, std::uint64_t longest) cons
 Task<> WebEngine::CreatePart() {
   const auto hold = Hold();
   if (!entry_.path.starts_with("/")) {
-    Stop(FetchEvent::GivenUp, Say(WebText::NotWritten, {program_.settings.DownloadFolder}));
+    Rest(FetchEvent::GivenUp, Say(WebText::NotWritten, {program_.settings.DownloadFolder}));
     co_return;
   }
   (void)SaveListBeforeTouchingParts(program_);
@@ -83,7 +83,7 @@ Task<> WebEngine::CreatePart() {
   std::string failed;
   try {
     Background::Work work = [made, files = program_.platform.downloadFiles, all = &program_.platform.files,
-                             folder = FolderOf(entry_.path), name = entry_.path.substr(entry_.path.rfind('/') + 1),
+                             folder = FolderOf(entry_.path), name = NameOf(entry_.path),
                              total = facts_.total] { Create(*files, *all, folder, name, total, *made); };
     co_await InBackground(&program_.platform, std::move(work));
     if (!made->file) failed = NoRoomFor(made->room, made->longest);
@@ -99,7 +99,7 @@ Task<> WebEngine::CreatePart() {
   }
   if (!failed.empty()) {
     factsKnown_ = false;
-    if (Fetching()) Stop(FetchEvent::DiskFailed, failed);
+    if (Fetching()) Rest(FetchEvent::DiskFailed, failed);
     co_return;
   }
   entry_.partPath = made->path;
@@ -134,7 +134,7 @@ Task<> WebEngine::AdoptPart(Run run) {
   if (!StillCurrent() || run != run_ || state_ != FetchState::Opening) co_return;
   if (made->locked) failed = made->path;
   if (!failed.empty()) {
-    Stop(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
+    Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
     co_return;
   }
   if (made->file) {
@@ -278,8 +278,8 @@ void WebEngine::AfterArrival(WebLane& lane, bool surplus) {
 void WebEngine::AllHeld() {
   if (!part_) return;  // once it is there
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
-  EndRun();
   Take(FetchEvent::AllBytesHeld);
+  EndRun();
   program_.platform.tasks.Spawn(Finish(run_));
 }
 
@@ -288,7 +288,7 @@ void WebEngine::DiskFailed(const std::string& reason) {
   written_ = entry_.held;
   part_.reset();
   if (Fetching() || state_ == FetchState::Finishing) {
-    Stop(FetchEvent::DiskFailed, Say(WebText::NotWritten, {reason}));
+    Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {reason}));
   }
 }
 
@@ -341,7 +341,7 @@ Task<> WebEngine::Finish(Run run) {
   co_await InBackground(&program_.platform, std::move(nothing));
   if (!StillCurrent() || run != run_) co_return;
   if (differs_) {
-    Stop(FetchEvent::DiskFailed, Say(WebText::Changed));
+    Rest(FetchEvent::DiskFailed, Say(WebText::Changed));
     co_return;
   }
   if (!part_) co_return;  // a write has failed, and has stopped the download
@@ -358,7 +358,7 @@ Task<> WebEngine::Finish(Run run) {
   }
   entry_.held = IntervalSet({{0, facts_.total}});
   const std::string folder = FolderOf(entry_.path);
-  const std::string name = entry_.path.substr(entry_.path.rfind('/') + 1);
+  const std::string name = NameOf(entry_.path);
   for (int number = 1; number < kMostNumbers; ++number) {
     const bool published = co_await PublishAs(run, JoinFolder(folder, NumberedName(name, number)));
     if (!StillCurrent()) co_return;
@@ -413,12 +413,12 @@ Task<bool> WebEngine::PublishAs(Run run, std::string path) {
 
 void WebEngine::Finished() {
   DownloadRecord& record = Record();
-  EndRun();
   Take(FetchEvent::Renamed);
+  EndRun();
   part_.reset();
   record.SavePath = entry_.path;
   record.HasSavePath = true;
-  record.FileName = entry_.path.substr(entry_.path.rfind('/') + 1);
+  record.FileName = NameOf(entry_.path);
   record.Valid = false;
   record.Finished = true;
   record.Active = false;
@@ -428,7 +428,8 @@ void WebEngine::Finished() {
   figures.standing = WebStanding::Finished;
   entry_.partPath.clear();
   written_ = entry_.held;
-  if (!entry_.oldPartPath.empty()) RemoveOldPart();
+  DeletePartFile(program_.platform, entry_.oldPartPath, entry_.oldPart);
+  entry_.oldPartPath.clear();
   WriteJournal(JournalState::Finished);
   (void)SaveListBeforeTouchingParts(program_);
   Announce(unconfirmed_ ? Say(WebText::LengthNotConfirmed) : program_.Text(kTextWebComplete));
@@ -437,18 +438,6 @@ void WebEngine::Finished() {
   program_.lists->RefreshRows(kAllRows, kForced);
   program_.lists->RefreshDownList();
   if (view_ != nullptr) view_->OfferFile();
-}
-
-void WebEngine::RemoveOldPart() {
-  program_.platform.background.Run(
-      [files = program_.platform.downloadFiles, all = &program_.platform.files, path = entry_.oldPartPath,
-       identity = entry_.oldPart] {
-        const std::optional<FileState> found = files->StateOf(path);
-        if (found && found->identity == identity) all->Delete(path);
-      },
-      [](const std::exception_ptr&) {});
-  entry_.oldPartPath.clear();
-  entry_.oldPart = {};
 }
 
 }  // namespace pellora

@@ -1,15 +1,15 @@
 #include "fetch/WebRecords.h"
 
-#include <algorithm>
 #include <bit>
-#include <limits>
 #include <map>
 #include <optional>
 
+#include "core/FileNames.h"
+#include "core/Numbers.h"
 #include "core/Program.h"
 #include "core/WebAddress.h"
+#include "fetch/PartFile.h"
 #include "fetch/WebServices.h"
-#include "ports/Background.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -17,12 +17,6 @@
 namespace pellora {
 
 namespace {
-
-std::string LastPartOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
-
-std::int32_t Held32(std::int64_t value) {
-  return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, 0, std::numeric_limits<std::int32_t>::max()));
-}
 
 // Some file systems give a renamed file another inode: then length and time of modification count.
 bool IsSameFile(const FileState& found, const FileState& renamed) {
@@ -46,7 +40,7 @@ DownloadRecord RecordOf(const JournalEntry& entry) {
     record.UserName = address->user;
     record.Path = address->path + address->query;
   }
-  record.FileName = LastPartOf(entry.path);
+  record.FileName = NameOf(entry.path);
   record.InUse = true;
   record.Valid = true;
   record.Paused = true;
@@ -59,8 +53,8 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   figures.received = entry.held.Bytes();
   figures.size = entry.facts.total;
   record.Active = false;
-  record.Received = Held32(figures.received);
-  record.FileSize = Held32(figures.size);
+  record.Received = HeldToInt32(figures.received);
+  record.FileSize = HeldToInt32(figures.size);
   if (entry.state == JournalState::Finished) {
     figures.standing = WebStanding::Finished;
     record.Finished = true;
@@ -68,22 +62,12 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
     record.Percent = 100.0F;
     record.SavePath = entry.path;
     record.HasSavePath = true;
-    record.FileName = LastPartOf(entry.path);
+    record.FileName = NameOf(entry.path);
     return;
   }
   figures.standing = entry.state == JournalState::Stopped ? WebStanding::Stopped : WebStanding::Paused;
   if (entry.state == JournalState::Stopped) figures.reason = entry.reason;
   record.Paused = true;
-}
-
-void RemovePart(const Platform& platform, const std::string& path, const FileIdentity& identity) {
-  if (path.empty()) return;
-  platform.background.Run(
-      [downloads = platform.downloadFiles, files = &platform.files, path, identity] {
-        const std::optional<FileState> found = downloads->StateOf(path);
-        if (found && found->identity == identity) files->Delete(path);
-      },
-      [](const std::exception_ptr&) {});
 }
 
 std::map<JournalKey, int> ListedIn(Program& program) {
@@ -97,8 +81,8 @@ std::map<JournalKey, int> ListedIn(Program& program) {
 
 void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry) {
   journal.Remove(entry.key);
-  RemovePart(platform, entry.partPath, entry.part);
-  RemovePart(platform, entry.oldPartPath, entry.oldPart);
+  DeletePartFile(platform, entry.partPath, entry.part);
+  DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
 }
 
 }  // namespace

@@ -48,10 +48,11 @@ ReplyReading WebEngine::Read(const WebLane& lane, const FetchAnswer& answer) con
   AskedFor asked = lane.Asked();
   const std::string name = FileNameFromReply(answer, current_);
   asked.fileName = name;
-  ReplyReading reading = CheckReply(answer, asked, facts_);
+  const ReplyReading reading = CheckReply(answer, asked, facts_);
+  if (reading.verdict != ReplyVerdict::Changed && reading.verdict != ReplyVerdict::CompareSample) return reading;
   for (const FileFacts& twin : twins_) {
-    if (reading.verdict == ReplyVerdict::Body) break;
-    reading = CheckReply(answer, asked, twin);
+    const ReplyReading again = CheckReply(answer, asked, twin);
+    if (again.verdict == ReplyVerdict::Body) return again;
   }
   return reading;
 }
@@ -112,7 +113,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::WaitTooLong:
     case ReplyVerdict::Login:
     case ReplyVerdict::Refused:
-      return OthersFlow(lane) ? GiveUpLane(lane) : Stop(FetchEvent::GivenUp, ReasonFor(reading, answer));
+      return OthersFlow(lane) ? GiveUpLane(lane) : Rest(FetchEvent::GivenUp, ReasonFor(reading, answer));
   }
 }
 
@@ -141,7 +142,7 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   facts_ = reading.facts;
   if (reading.verdict == ReplyVerdict::Empty) facts_.total = 0;
   if (statedTotal_ >= 0 && facts_.total >= 0 && facts_.total != statedTotal_) {
-    return Stop(FetchEvent::GivenUp, Say(WebText::WrongAnswers));
+    return Rest(FetchEvent::GivenUp, Say(WebText::WrongAnswers));
   }
   factsKnown_ = proven_ = true;
   peer_ = answer.peerAddress;
@@ -189,10 +190,10 @@ void WebEngine::CollectCookies(const FetchAnswer& answer) {
 
 void WebEngine::Redirect(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
   if (OthersFlow(lane)) return GiveUpLane(lane);
-  if (++redirects_ > kMostRedirects) return Stop(FetchEvent::GivenUp, Say(WebText::WrongAnswers));
+  if (++redirects_ > kMostRedirects) return Rest(FetchEvent::GivenUp, Say(WebText::WrongAnswers));
   const ResolvedRedirect target = ResolveRedirect(current_, reading.location);
   if (target.fault != RedirectFault::None || !program_.platform.fetcher->Supports(SchemeName(target.address.scheme))) {
-    return Stop(FetchEvent::GivenUp, Say(WebText::Unsupported));
+    return Rest(FetchEvent::GivenUp, Say(WebText::Unsupported));
   }
   CollectCookies(answer);
   current_ = target.address;
@@ -203,13 +204,7 @@ void WebEngine::Redirect(WebLane& lane, const FetchAnswer& answer, const ReplyRe
 void WebEngine::HasChanged() {
   if (!Fetching()) return;
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
-  EndRun();
-  Take(FetchEvent::Question);
-  Record().Active = false;
-  TheFigures().standing = WebStanding::Stopped;
-  entry_.reason = Say(WebText::Changed);
-  Announce(Say(WebText::Changed));
-  Draw();
+  Rest(FetchEvent::Question, Say(WebText::Changed));
   program_.platform.tasks.Spawn(AskAboutChange(run_));
 }
 
@@ -220,7 +215,7 @@ Task<> WebEngine::AskAboutChange(Run run) {
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
   if (!StillCurrent() || run != run_ || state_ != FetchState::Asking) co_return;
   if (answer != kAnswerYes) {
-    Stop(FetchEvent::AnswerNo, Say(WebText::Changed));
+    Rest(FetchEvent::AnswerNo, Say(WebText::Changed));
     co_return;
   }
   BeginAnew();
@@ -242,7 +237,7 @@ Task<> WebEngine::AskAboutKey(Run run, std::string fingerprint) {
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
   if (!StillCurrent() || run != run_ || state_ != FetchState::Asking) co_return;
   if (answer != kAnswerYes) {
-    Stop(FetchEvent::AnswerNo, Say(WebText::UnknownKey, {host, fingerprint}));
+    Rest(FetchEvent::AnswerNo, Say(WebText::UnknownKey, {host, fingerprint}));
     co_return;
   }
   acceptedKey_ = fingerprint;
@@ -274,10 +269,9 @@ void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& 
     case FetchEnd::Unsupported:
     case FetchEnd::NoLogin:
     case FetchEnd::NotFound:
-      return others ? GiveUpLane(lane) : Stop(FetchEvent::GivenUp, reason);
+      return others ? GiveUpLane(lane) : Rest(FetchEvent::GivenUp, reason);
     case FetchEnd::UnknownKey:
-      EndRun();
-      Take(FetchEvent::Question);
+      Rest(FetchEvent::Question, Say(WebText::UnknownKey, {current_.host, reason}));
       program_.platform.tasks.Spawn(AskAboutKey(run_, reason));
       return;
     case FetchEnd::NoConnect:
@@ -348,11 +342,11 @@ void WebEngine::RoundEnded(RoundCause cause, std::int64_t wait) {
   for (const auto& lane : lanes_) Release(*lane);
   if (state_ == FetchState::Holding) return;
   rounds_.Ended(cause);
-  if (rounds_.Spent()) return Stop(FetchEvent::GivenUp, lastReason_);
+  if (rounds_.Spent()) return Rest(FetchEvent::GivenUp, lastReason_);
   Take(FetchEvent::LastLaneLost);
   holdCause_ = cause;
   holdUntil_ = Now() + wait;
-  Announce(RetryIn(wait) + ": " + lastReason_);
+  AnnounceRetry(wait);
   Draw();
 }
 

@@ -151,7 +151,7 @@ bool MainWindow::UpdateRow(std::int16_t index) {
   return true;
 }
 
-// The host stands in for the name of a web engine's record, which the server's reply gives.
+// A record of the web engine has no name until the server replies: until then its row shows the host.
 bool MainWindow::HasRow(int index) {
   return !program_.Download(index).FileName.empty() ||
          (IsWebRecord(program_, index) && !program_.Download(index).Host.empty());

@@ -7,7 +7,6 @@
 #include "async/TaskLoop.h"
 #include "core/FileNames.h"
 #include "ports/Clock.h"
-#include "ports/Failure.h"
 #include "transfer/TextNumbers.h"
 
 namespace pellora {
@@ -86,9 +85,9 @@ void ClassicEngine::RefreshList(std::int16_t row) {
 
 Task<int> ClassicEngine::Ask(BoxRequest request) {
   const auto hold = Hold();
-  questionStands_ = true;
+  questionOpen_ = true;
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
-  questionStands_ = false;
+  questionOpen_ = false;
   co_return answer;
 }
 
@@ -111,11 +110,10 @@ void ClassicEngine::Retire() {
   retired_ = true;
   CloseEverything();
   if (EngineView* const view = std::exchange(view_, nullptr)) view->EngineRetired();
-  if (ghost_) program_.platform.gate.LetGo(this);
+  program_.platform.gate.LetGo(this);  // if it continued without its window
 }
 
 void ClassicEngine::ContinueWithoutWindow() {
-  ghost_ = true;
   program_.platform.gate.Keep(Hold());
   if (EngineView* const view = std::exchange(view_, nullptr)) view->EngineRetired();
 }
@@ -123,7 +121,7 @@ void ClassicEngine::ContinueWithoutWindow() {
 // For a record that is over: nobody finds the transfer in its place any more.
 void ClassicEngine::EndRecord(const RecordEnd& end) {
   Release(program_, Index(), end);
-  slot_.Empty();
+  EmptySlot();
   Retire();
   program_.lists->RefreshRows(kAllRows, kForced);
 }
@@ -144,7 +142,7 @@ Task<> ClassicEngine::InitConnection() {
   WS.Connect();
   co_await Tasks().Yield();
   if (!StillCurrent()) co_return;
-  if (view_ != nullptr) view_->ShowAddress();
+  if (view_ != nullptr) view_->ShowAddress(Record().URL);
   ShowState("Connecting to server...");
 }
 
@@ -202,9 +200,9 @@ void ClassicEngine::PauseDownload() {
   program_.lists->RefreshRows(kAllRows, kForced);
 }
 
-bool ClassicEngine::ProbePending() { return WS.State() != SocketState::Closed || questionStands_; }
+bool ClassicEngine::ProbePending() { return WS.State() != SocketState::Closed || questionOpen_; }
 
-// Without a plan there is nothing to go on with, and an FTP segment needs the directory that only the
+// Without a plan there is nothing to continue, and an FTP segment needs the directory that only the
 // probe of this engine finds: both begin with the probe. The plan, if there is one, is kept.
 Task<> ClassicEngine::StartProbeAgain() {
   const auto hold = Hold();
@@ -223,7 +221,7 @@ Task<> ClassicEngine::ResumeDownload() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
   DownloadRecord& record = Record();
-  if (record.Finished || record.Active || building_ || questionStands_) co_return;
+  if (record.Finished || record.Active || building_ || questionOpen_) co_return;
   DropUnusablePlan();
   const bool needsProbe = record.SegmentCount < 1 || (record.Protocol == kFtp && FtpDirectory().empty());
   if (needsProbe && !AllSegmentsComplete()) {
@@ -243,11 +241,11 @@ Task<> ClassicEngine::ResumeDownload() {
 Task<> ClassicEngine::ConnectFromViewer() {
   const auto hold = Hold();
   if (!StillCurrent() || Record().Finished) co_return;
-  // A pause and a resume behind the viewer may have set it going already, or led to a question whose answer
+  // A pause and a resume, while the viewer was open, may have started it already, or led to a question whose answer
   // decides about the record.
   const bool going =
       std::any_of(ws1_.begin(), ws1_.end(), [](const auto& socket) { return socket->State() != SocketState::Closed; });
-  if (going || building_ || questionStands_) co_return;
+  if (going || building_ || questionOpen_) co_return;
   // A second probe may be pending: the segments take over from it.
   TimeOut.SetEnabled(false);
   WS.Close();

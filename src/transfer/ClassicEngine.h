@@ -63,10 +63,8 @@ class ClassicEngine final : public Engine, public std::enable_shared_from_this<C
   void ShowState(const std::string& text);
   void RefreshList(std::int16_t row);
   Task<int> Ask(BoxRequest request);  // while the box is open nothing else starts the transfer
-  void StopTimeOut() { TimeOut.SetEnabled(false); }
   void EmptySlot() { slot_.Empty(); }
   void ContinueWithoutWindow();
-  bool WithoutWindow() const { return ghost_; }
   void FitSizeToPlan();
   Task<> RefuseBadName();
   void EndRecord(const RecordEnd& end);                       // releases it, and retires
@@ -107,6 +105,8 @@ class ClassicEngine final : public Engine, public std::enable_shared_from_this<C
   void SetReading(bool reading);
   void UpdateFigures(std::uint32_t tick, std::int64_t bytes);
 
+  static Task<> SayFailure(Program* program, std::string reason);
+
   // Output file
   Task<bool> BuildOutputFile(std::uint32_t run);  // False: it failed, stopped, or was handed over
   bool JoinIsCurrent(std::uint32_t run);
@@ -135,11 +135,10 @@ class ClassicEngine final : public Engine, public std::enable_shared_from_this<C
   Timer SegTimeOut;
 
   bool retired_ = false;
-  bool ghost_ = false;  // without its window after a server error, yet running on to its segments
-  bool questionStands_ = false;
+  bool questionOpen_ = false;
   bool building_ = false;                // from the end of the last segment to the end of the join
-  std::uint32_t connectGeneration_ = 0;  // raised whenever a run of ConnectSegmented must not go on
-  std::uint32_t activeGeneration_ = 0;   // the latest run while it goes, else 0
+  std::uint32_t connectGeneration_ = 0;  // raised whenever a run of ConnectSegmented must end
+  std::uint32_t activeGeneration_ = 0;   // the latest run while it continues, else 0
   std::uint32_t joinRun_ = 0;            // raised whenever a join must not continue
   std::string joinState_;                // shown by every refresh while a join runs or has stopped; else empty
   double elapsedSeconds_ = 0;            // ElapsedSeconds without the rounding of the record's float

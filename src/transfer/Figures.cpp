@@ -86,7 +86,7 @@ void ClassicEngine::UpdateFigures(std::uint32_t tick, std::int64_t bytes) {
       static_cast<float>(static_cast<double>(std::int64_t{record.FileSize} - record.Received) / speed);
 }
 
-// Without a window the lists still follow.
+// After a server error there is no window; the lists still follow.
 void ClassicEngine::DoRefresh() {
   if (view_ != nullptr) {
     view_->DoRefresh();

@@ -1,5 +1,5 @@
 // FtpProbe: the first conversation over ftp. One login on WS that finds the directory, the size and whether REST works.
-// Commands go out in groups; replies are told apart by code alone.
+// Commands go out in groups; replies are distinguished by code alone.
 #pragma once
 
 #include <cstdint>

@@ -68,7 +68,7 @@ Task<> FtpSegment::FTPSystem() {
       co_await LoggedIn();
     } else if (code == "227") {
       PassiveAddress address = ParsePassiveReply(line);
-      if (!DataStands()) co_await Passive(std::move(address));
+      if (!DataIsOpen()) co_await Passive(std::move(address));
     } else {
       TakeReply(code);
     }
@@ -156,7 +156,7 @@ void FtpSegment::Retrieve() {
   engine_.RefreshList(0);
 }
 
-bool FtpSegment::DataStands() const {
+bool FtpSegment::DataIsOpen() const {
   const SocketState dataState = FTP.State();
   return dataState == SocketState::Connecting || dataState == SocketState::Connected;
 }
@@ -170,7 +170,7 @@ Task<> FtpSegment::Passive(PassiveAddress address) {
   if (!engine_.StillCurrent()) co_return;
   if (WS1().Number() != number) co_return;
   passiveUnderWay_ = false;
-  if (!DataStands()) {  // else another reply of this kind was the faster one
+  if (!DataIsOpen()) {  // else another reply of this kind was the faster one
     FTP.RemoteHost = address.host;
     FTP.RemotePort = address.PortModulo();
     TryData();
@@ -214,7 +214,7 @@ void FtpSegment::TryData() {
 
 void FtpSegment::RetryData() {
   if (!engine_.StillCurrent()) return;
-  if (Record().Paused || DataStands()) return;
+  if (Record().Paused || DataIsOpen()) return;
   dataTried_ = engine_.Tick();
   FTP.Close();
   FTP.Connect();

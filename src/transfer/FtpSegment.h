@@ -46,7 +46,7 @@ class FtpSegment {
   void ReleaseAgain();
   Task<> Wake();
   Task<> LoggedIn();
-  bool DataStands() const;  // or is being made
+  bool DataIsOpen() const;  // or is being made
   Task<> Passive(PassiveAddress address);
   void Retrieve();
   void DataConnected();

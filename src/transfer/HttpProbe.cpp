@@ -50,6 +50,10 @@ Task<> HttpProbe::JudgeReply(ReplyHeaders reply) {
     std::string text = engine_.Text(kTextServerError) + std::to_string(reply.status) + ")";
     const bool refused = co_await RefuseWithBox(std::move(text));
     if (!refused) co_return;
+    if (engine_.Record().Paused) {
+      engine_.Retire();  // paused while its box was open; nothing reaches it any more
+      co_return;
+    }
     // A server error does not end the handler: the error page is judged like any other reply, without the window and
     // with the fields just cleared.
     engine_.ContinueWithoutWindow();
@@ -60,10 +64,7 @@ Task<> HttpProbe::JudgeReply(ReplyHeaders reply) {
 Task<> HttpProbe::JudgeFile(ReplyHeaders reply) {
   const auto hold = engine_.Hold();
   DownloadRecord& record = engine_.Record();
-  if (record.Paused) {
-    if (engine_.WithoutWindow()) engine_.Retire();  // paused while its box was open; nothing reaches it any more
-    co_return;
-  }
+  if (record.Paused) co_return;
   record.Active = true;
   // A length that the record cannot hold is not known: a file cut at 2 GiB would pass for the whole.
   record.FileSize = reply.tooLong ? 0 : std::max(0, reply.contentLength);
@@ -101,7 +102,6 @@ Task<> HttpProbe::OpenViewer() {
 // Nothing limits the number of redirects: a loop continues until the user cancels.
 Task<> HttpProbe::FollowRedirect(std::string location) {
   const auto hold = engine_.Hold();
-  engine_.StopTimeOut();
   const RedirectTarget target = TargetOfRedirect(location);
   if (location.size() > kLongestListString) {
     co_await engine_.RefuseBadName();
@@ -121,9 +121,7 @@ Task<bool> HttpProbe::RefuseWithBox(std::string text) {
   BoxRequest request{std::move(text), kProgramName, kCritical};
   (void)co_await engine_.Ask(std::move(request));
   if (!engine_.StillCurrent()) co_return false;
-  WS.Close();
   Release(engine_.TheProgram(), engine_.Index(), kRefused);
-  engine_.StopTimeOut();
   engine_.EmptySlot();
   engine_.TheProgram().lists->RefreshRows(kAllRows, kUnforced);
   co_return true;

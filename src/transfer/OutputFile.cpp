@@ -18,14 +18,11 @@
 
 namespace pellora {
 
-namespace {
-
-Task<> SayBuildFailed(Program* program, std::string reason) {
+// The engine may be gone before the answer.
+Task<> ClassicEngine::SayFailure(Program* program, std::string reason) {
   BoxRequest request{std::move(reason), kProgramName, kCritical};
   (void)co_await program->boxes.Ask(program, std::move(request));
 }
-
-}  // namespace
 
 bool ClassicEngine::JoinIsCurrent(std::uint32_t run) { return run == joinRun_ && StillCurrent(); }
 
@@ -98,7 +95,7 @@ void ClassicEngine::BuildFailed(const std::string& reason) {
   record.Paused = true;
   StopJoin(reason);
   program_.lists->RefreshRows(kAllRows, kForced);
-  Tasks().Spawn(SayBuildFailed(&program_, record.FileName + ": " + reason));
+  Tasks().Spawn(SayFailure(&program_, record.FileName + ": " + reason));
 }
 
 // The parts stay, and a resume joins them again.

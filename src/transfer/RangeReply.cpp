@@ -19,7 +19,7 @@ bool Contains(std::string_view text, std::string_view lower) {
 
 std::size_t RangeHeaderLength(std::string_view block) {
   if (!StartsWithNoCase(block, "http/1.")) return 0;
-  // Both are looked for in the whole block, behind the status line as well.
+  // Both are searched for in the whole block, also after the status line.
   if (!Contains(block, "206 partial content") && !Contains(block, "http/1.1 200")) return 0;
   const std::size_t headerEnd = block.find("\r\n\r\n");
   if (headerEnd == std::string_view::npos) return std::min(kLostWithoutHeaderEnd, block.size());

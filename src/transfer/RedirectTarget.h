@@ -12,7 +12,7 @@ namespace pellora {
 struct RedirectTarget {
   std::string host;      // empty for an empty location
   std::string path;      // "/" where the location names none
-  std::string fileName;  // behind the last "/" of path
+  std::string fileName;  // after the last "/" of path
 };
 
 RedirectTarget TargetOfRedirect(std::string_view location);

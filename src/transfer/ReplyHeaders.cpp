@@ -10,9 +10,9 @@ namespace pellora {
 
 namespace {
 
-constexpr std::size_t kStatusAt = 8;  // behind "HTTP/1.1"
+constexpr std::size_t kStatusAt = 8;  // after "HTTP/1.1"
 
-// Where a value begins, counted from the start of its line. The first two take one blank behind the
+// Where a value begins, counted from the start of its line. The first two take one blank after the
 // colon for granted: without it the first character of the value is lost.
 struct Key {
   std::string_view name;
@@ -36,7 +36,7 @@ ReplyHeaders ParseReplyHeaders(std::string_view reply) {
   std::string_view location;
   std::string_view contentType;
   std::size_t start = 0;
-  // What stands behind the last line end is not a line.
+  // Text after the last line end is not a line.
   for (std::size_t end = reply.find("\r\n"); end != std::string_view::npos; end = reply.find("\r\n", start)) {
     const std::string_view line = reply.substr(start, end - start);
     if (StartsWithNoCase(line, kContentLength.name)) contentLength = From(line, kContentLength.valueAt);

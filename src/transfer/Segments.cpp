@@ -41,11 +41,6 @@ std::int32_t AddSaturated(std::int32_t a, std::int64_t b) {
   return static_cast<std::int32_t>(sum > kMost ? kMost : sum);
 }
 
-Task<> SayPartRefused(Program* program, std::string reason) {
-  BoxRequest request{std::move(reason), kProgramName, kCritical};
-  (void)co_await program->boxes.Ask(program, std::move(request));
-}
-
 // One of the names is that of the record's file or, for another download, of one of its parts.
 bool Claims(const DownloadRecord& record, bool own, const std::vector<std::string>& names) {
   const auto has = [&names](const std::string& path) {
@@ -65,8 +60,8 @@ bool Claims(const DownloadRecord& record, bool own, const std::vector<std::strin
 // The name that the part files' names begin with: FileName, unless another unfinished record's plan
 // holds one of the names that this would give, or a listed file bears one, or something foreign has taken one.
 // Part files that exist already may be counted on by the list on the disk, with ranges of a former plan: after a kill
-// their record would go on with other bytes than it had. So the list is saved before; where it could not be read or
-// saved, no file that stands there is touched.
+// their record would continue with other bytes than it had. So the list is saved before; where it could not be read or
+// saved, no existing file is touched.
 std::string ClassicEngine::PartNameBase(int count) {
   std::optional<bool> saved;
   const auto unusable = [&](const std::string& part) {
@@ -83,11 +78,11 @@ std::string ClassicEngine::PartNameBase(int count) {
     }
     return std::any_of(names.begin(), names.end(), unusable);
   };
-  std::string told = Record().FileName;
-  if (!taken(told)) return told;
+  std::string name = Record().FileName;
+  if (!taken(name)) return name;
   std::string suffix = std::to_string(Index());
   for (int attempt = 1;; ++attempt) {
-    std::string base = told.substr(0, kLongestPartBase - suffix.size()) + suffix;
+    std::string base = name.substr(0, kLongestPartBase - suffix.size()) + suffix;
     if (!taken(base)) return base;
     suffix = std::to_string(Index()) + "-" + std::to_string(attempt);
   }
@@ -118,7 +113,7 @@ void ClassicEngine::PlanSegmentsOfRecord() {
   }
 }
 
-// A plan is kept whatever size the server names now; where it names none, the plan's own stands. A plan
+// A plan is kept whatever size the server names now; where it names none, the plan's own counts. A plan
 // that was made while no size was known holds nothing, and with a size its first block would seem the last.
 void ClassicEngine::FitSizeToPlan() {
   DownloadRecord& record = Record();
@@ -253,7 +248,8 @@ void ClassicEngine::OpenPart(int index, const SegmentRecord& segment, std::uint3
   segmentReopenTick_[entry] = tick;
 }
 
-// False if the segment takes no data, also where its part file failed: to go on would count bytes that are not there.
+// False if the segment takes no data, also where its part file failed: to continue would count bytes that are not
+// there.
 bool ClassicEngine::WritePart(int index, SegmentRecord& segment, std::string_view data, std::uint32_t tick) {
   const auto entry = static_cast<std::size_t>(index);
   try {
@@ -277,7 +273,7 @@ bool ClassicEngine::WritePart(int index, SegmentRecord& segment, std::string_vie
 void ClassicEngine::PartFailed(const Failure& failure) {
   if (failure.Number() == FailureNumber::ForeignFile) {
     PauseDownload();
-    Tasks().Spawn(SayPartRefused(&program_, Record().FileName + ": " + failure.what()));
+    Tasks().Spawn(SayFailure(&program_, Record().FileName + ": " + failure.what()));
     return;
   }
   SetReading(false);
@@ -292,7 +288,7 @@ void ClassicEngine::SetReading(bool reading) {
 }
 
 // Without a size nothing can be complete. The box comes with each block, one at a time: what arrives
-// while it stands waits in the kernel, or an endless reply would fill the disk unseen.
+// while it is open waits in the kernel, or an endless reply would fill the disk unseen.
 void ClassicEngine::SayUnknownSize() {
   if (!program_.boxes.IsOpen(this, "Error !")) Tasks().Spawn(AskUnknownSize());
 }

@@ -18,7 +18,7 @@ constexpr double kStallTicks = 20000;
 constexpr double kTickRange = 4294967296.0;  // tick counts are modulo 2^32
 
 // Ticks from `then` to `now`, right across the wrap and negative for a stamp that lies ahead. A stamp of
-// 0 stands for "never", however the ticks stand.
+// 0 means "never", whatever the tick count is.
 double TicksSinceStamp(std::uint32_t now, float then) {
   if (then == 0 || !std::isfinite(then)) return now;
   double difference = std::fmod(static_cast<double>(now) - static_cast<double>(then), kTickRange);
@@ -29,7 +29,7 @@ double TicksSinceStamp(std::uint32_t now, float then) {
 
 }  // namespace
 
-// Ends the wait for a main connection that does not come. A connection that stands is not timed.
+// Ends the wait for a main connection that is never made. An established one is not timed.
 Task<> ClassicEngine::AskAboutTimeOut() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;

@@ -83,14 +83,13 @@ void TransferWindow::RefreshList(std::int16_t row) {
 }
 
 void TransferWindow::ShowLanes(int count) {
-  for (int j = count; j < kMaxLanes; ++j) SetRowVisible(j, false);
-}
-
-void TransferWindow::SetRowVisible(int row, bool visible) {
-  StateS(row).Visible = visible;
-  Shape1(row).Visible = visible;
-  Size(row).Visible = visible;
-  Num(row).Visible = visible;
+  for (int j = 0; j < kMaxLanes; ++j) {
+    const bool visible = j < count;
+    StateS(j).Visible = visible;
+    Shape1(j).Visible = visible;
+    Size(j).Visible = visible;
+    Num(j).Visible = visible;
+  }
 }
 
 }  // namespace pellora

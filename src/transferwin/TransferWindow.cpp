@@ -35,7 +35,7 @@ void TransferWindow::SetRecordIndex(std::int16_t index) {
   RecordIndex = index;
   slot_ = Slot(program_, index, std::static_pointer_cast<TransferWindow>(Hold()));
   engine_->Begin(slot_, *this);
-  // Until there are figures to draw; a window without a title cannot be told from others.
+  // Until there are figures to draw; without a title the window looks like any other.
   const DownloadRecord& record = slot_.Record();
   Caption = record.FileName.empty() ? record.Host : record.FileName;
 }

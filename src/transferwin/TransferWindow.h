@@ -82,12 +82,10 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
  private:
   // EngineView
   void ShowState(const std::string& text) override { state.Caption = text; }
-  void ShowAddress() override { Label3.Caption = slot_.Record().URL; }
+  void ShowAddress(const std::string& url) override { Label3.Caption = url; }
   void ShowCommand3(Command3Means means) override;
   void EnableCommand3(bool enabled) override { Command3.Enabled = enabled; }
   void ShowLanes(int count) override;
-  void ShowLane(int lane) override { SetRowVisible(lane - 1, true); }
-  void SetRowVisible(int row, bool visible);  // from 0
   void SetFinished() override { FinishedMode = 1; }
   void OfferFile() override;
   void EngineRetired() override;

@@ -89,8 +89,8 @@ int CurlLoop::OnSocket(CURL* /*easy*/, curl_socket_t fd, int what, void* self, v
   return 0;
 }
 
-CurlLoop::Notifier CurlLoop::NewNotifier(int fd, QSocketNotifier::Type type, int mask) {
-  Notifier notifier(new QSocketNotifier(fd, type));
+SocketNotifier CurlLoop::NewNotifier(int fd, QSocketNotifier::Type type, int mask) {
+  SocketNotifier notifier(new QSocketNotifier(fd, type));
   QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(), [this, fd, mask] { Act(fd, mask); });
   return notifier;
 }

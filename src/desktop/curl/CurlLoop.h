@@ -7,11 +7,11 @@
 
 #include <curl/curl.h>
 
-#include <QSocketNotifier>
 #include <map>
 #include <memory>
 #include <vector>
 
+#include "desktop/SocketNotifier.h"
 #include "desktop/curl/CurlTransfer.h"
 #include "ports/EventLoop.h"
 
@@ -28,23 +28,15 @@ class CurlLoop final : public FetchDriver, public std::enable_shared_from_this<C
   void Look(FetchChannel& channel) override;
 
  private:
-  // A notifier may be delivering its signal just now, so it is disabled and deleted later.
-  struct Retire {
-    void operator()(QSocketNotifier* notifier) const {
-      notifier->setEnabled(false);
-      notifier->deleteLater();
-    }
-  };
-  using Notifier = std::unique_ptr<QSocketNotifier, Retire>;
   struct Watch {
-    Notifier readable;
-    Notifier writable;
+    SocketNotifier readable;
+    SocketNotifier writable;
   };
 
   static int OnSocket(CURL* easy, curl_socket_t fd, int what, void* self, void* watch);
   static int OnTimer(CURLM* multi, long milliseconds, void* self);
 
-  Notifier NewNotifier(int fd, QSocketNotifier::Type type, int mask);
+  SocketNotifier NewNotifier(int fd, QSocketNotifier::Type type, int mask);
   void Act(int fd, int mask);
   void Tick();
   void FinishEnded();

@@ -74,7 +74,7 @@ FetchOutcome WrongCertificate(const CurlEnd& end) {
   return OtherOutcome(end, FetchEnd::NotTrusted);
 }
 
-// One code of libcurl stands for all that can happen between the connection and the first encrypted byte.
+// libcurl has one code for all failures between the connection and the first encrypted byte.
 FetchOutcome NoHandshake(const CurlEnd& end) {
   if (TextOf(kCertificates, end.verification) != nullptr) return WrongCertificate(end);
   if (Says(end, "no application protocol")) {

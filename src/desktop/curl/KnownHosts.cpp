@@ -29,7 +29,7 @@ std::string_view NextPart(std::string_view& text, char separator) {
   return part;
 }
 
-// "*" stands for any characters, "?" for one. Goes back to the last "*" only, so the time is bounded by the product.
+// "*" matches any characters, "?" one. Goes back to the last "*" only, so the time is bounded by the product.
 bool Matches(std::string_view pattern, std::string_view name) {
   std::size_t p = 0;
   std::size_t n = 0;

@@ -38,6 +38,21 @@ class CurlThreadTest : public testing::Test {
     EXPECT_EQ(events.end, FetchEnd::Whole) << events.reason;
     EXPECT_TRUE(events.content == content);
   }
+  // Of a file of 40 MB.
+  void ExpectPauseAndDestruction() {
+    events.keepContent = false;
+    events.onAnswer = [this] { fetch->SetReading(false); };
+    fetch = fetcher.Begin(request, events);
+    ASSERT_TRUE(RunUntil([this] { return events.answers > 0; }));
+    RunFor(300);
+    const std::int64_t received = events.received;
+    EXPECT_LT(received, 10000000);
+    RunFor(200);
+    EXPECT_EQ(events.received, received);
+    fetch->SetReading(true);
+    ASSERT_TRUE(RunUntil([&] { return events.received > received + 1000000; }));
+    fetch.reset();
+  }
   void ExpectRefusal(FetchEnd end) {
     EXPECT_EQ(events.log, "E");
     EXPECT_EQ(events.end, end) << events.reason;
@@ -108,18 +123,7 @@ TEST_F(CurlFtp, MayBePausedAndDestroyed) {
   PutFile("file", SomeContent(40000000));
   const Vsftpd server(folder, false);
   request.url = server.Url("file");
-  events.keepContent = false;
-  events.onAnswer = [this] { fetch->SetReading(false); };
-  fetch = fetcher.Begin(request, events);
-  ASSERT_TRUE(RunUntil([this] { return events.answers > 0; }));
-  RunFor(300);
-  const std::int64_t received = events.received;
-  EXPECT_LT(received, 10000000);
-  RunFor(200);
-  EXPECT_EQ(events.received, received);
-  fetch->SetReading(true);
-  ASSERT_TRUE(RunUntil([&] { return events.received > received + 1000000; }));
-  fetch.reset();
+  ExpectPauseAndDestruction();
   events.log.clear();
   RunFor(100);
   EXPECT_EQ(events.log, "");
@@ -310,16 +314,7 @@ TEST_F(CurlSftp, SaysWhatIsMissingOrRefused) {
 TEST_F(CurlSftp, MayBePausedAndDestroyed) {
   PutFile("file", SomeContent(40000000));
   request.url = Url("file");
-  events.keepContent = false;
-  events.onAnswer = [this] { fetch->SetReading(false); };
-  fetch = fetcher.Begin(request, events);
-  ASSERT_TRUE(RunUntil([this] { return events.answers > 0; }));
-  RunFor(300);
-  const std::int64_t received = events.received;
-  EXPECT_LT(received, 10000000);
-  fetch->SetReading(true);
-  ASSERT_TRUE(RunUntil([&] { return events.received > received + 1000000; }));
-  fetch.reset();
+  ExpectPauseAndDestruction();
   events.log.clear();
   RunFor(100);
   EXPECT_EQ(events.log, "");

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <ostream>
 
+#include "Rights.h"
 #include "Support.h"
 #include "desktop/PosixDownloadFiles.h"
 #include "ports/Failure.h"
@@ -23,25 +24,6 @@ void PrintTo(ExclusiveRename way, std::ostream* out) {
 }
 
 namespace {
-
-constexpr uid_t kAnotherUser = 54321;
-
-class Umask {
- public:
-  explicit Umask(mode_t mask) : former_(umask(mask)) {}
-  ~Umask() { umask(former_); }
-  Umask(const Umask&) = delete;
-  Umask& operator=(const Umask&) = delete;
-
- private:
-  mode_t former_;
-};
-
-mode_t RightsOf(const std::string& path) {
-  struct stat status {};
-  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-  return status.st_mode & 07777;
-}
 
 bool Exists(const std::string& path) {
   struct stat status {};

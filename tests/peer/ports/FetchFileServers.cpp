@@ -79,20 +79,6 @@ std::string OpenSsh::Fingerprint() const {
 
 namespace {
 
-int ListenOnLoopback(int& port) {
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  if (bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 || listen(fd, 8) != 0) {
-    throw std::runtime_error("no port to listen on");
-  }
-  getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-  port = ntohs(address.sin_port);
-  return fd;
-}
-
 void SendAll(int fd, std::string_view text) {
   while (!text.empty()) {
     const ssize_t count = send(fd, text.data(), text.size(), MSG_NOSIGNAL);

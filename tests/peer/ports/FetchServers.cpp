@@ -14,9 +14,7 @@
 
 namespace pellora {
 
-namespace {
-
-int Listen(int& port) {
+int ListenOnLoopback(int& port) {
   const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -29,6 +27,8 @@ int Listen(int& port) {
   port = ntohs(address.sin_port);
   return fd;
 }
+
+namespace {
 
 bool TakesConnections(int port) {
   const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -136,7 +136,7 @@ bool ClosesAfter(Reply reply) {
 
 int FreePort() {
   int port = 0;
-  close(Listen(port));
+  close(ListenOnLoopback(port));
   return port;
 }
 
@@ -213,7 +213,7 @@ void Authority::Issue(const std::string& name, Certificate kind) const {
                                  folder_.Path(name + ".pem"), "-startdate", "20000101000000Z", "-enddate", end});
 }
 
-OddServer::OddServer() : listener_(Listen(port_)), acceptor_([this] { Accept(); }) {}
+OddServer::OddServer() : listener_(ListenOnLoopback(port_)), acceptor_([this] { Accept(); }) {}
 
 OddServer::~OddServer() {
   ended_ = true;

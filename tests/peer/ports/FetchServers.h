@@ -138,6 +138,9 @@ class OpenSsh {
   std::unique_ptr<Server> server_;
 };
 
+// The descriptor of a socket that listens on loopback, and its port.
+int ListenOnLoopback(int& port);
+
 // An FTP server that serves "content" whatever is asked for, in the ways that its members say.
 class OddFtpServer {
  public:

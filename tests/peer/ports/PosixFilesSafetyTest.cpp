@@ -8,31 +8,13 @@
 #include <filesystem>
 #include <thread>
 
+#include "Rights.h"
 #include "Support.h"
 #include "desktop/PosixFiles.h"
 #include "ports/Failure.h"
 
 namespace pellora {
 namespace {
-
-constexpr uid_t kAnotherUser = 54321;
-
-class Umask {
- public:
-  explicit Umask(mode_t mask) : former_(umask(mask)) {}
-  ~Umask() { umask(former_); }
-  Umask(const Umask&) = delete;
-  Umask& operator=(const Umask&) = delete;
-
- private:
-  mode_t former_;
-};
-
-mode_t RightsOf(const std::string& path) {
-  struct stat status {};
-  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-  return status.st_mode & 07777;
-}
 
 class PosixFilesSafety : public testing::Test {
  protected:

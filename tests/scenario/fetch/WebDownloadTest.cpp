@@ -40,6 +40,30 @@ TEST_F(WebDownload, LargeFileComesOnAllLanesAtOnce) {
   EXPECT_EQ(origin.Requests().at(0).Header("Range"), "bytes=0-");
 }
 
+TEST_F(WebDownload, RowsOfAFinishedFileAreComplete) {
+  Serve("/a.bin", 20'000'000);
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilReceived(5'000'000));
+  const auto window = WindowOf();
+  EXPECT_EQ(window->StateS(3).Caption(), "text526");
+  ASSERT_TRUE(RunUntilFinished());
+  sim.RunFor(1000);
+  for (int row = 0; row < 4; ++row) {
+    EXPECT_EQ(window->StateS(row).Caption(), "text527") << row;
+    EXPECT_DOUBLE_EQ(window->Prog(row).Width(), 2500.0) << row;
+  }
+  EXPECT_NE(window->Speed.Caption().substr(0, 2), "0 ");
+}
+
+TEST_F(WebDownload, RowOfAServerThatRefusesSaysWhenItTriesAgain) {
+  origin.Misbehave("refuses connections");
+  Start(kUrl);
+  ASSERT_TRUE(sim.RunUntil([&] { return WindowOf() && WindowOf()->state.Caption().starts_with("Retry in "); }));
+  sim.RunFor(300);
+  EXPECT_TRUE(WindowOf()->StateS(0).Caption().starts_with("Retry in "));
+  EXPECT_EQ(WindowOf()->Num(0).Caption(), "1");
+}
+
 TEST_F(WebDownload, PausedAndResumedFetchesNothingTwice) {
   const SimContent content = Serve("/a.bin", 20'000'000);
   Start(kUrl);

@@ -27,6 +27,15 @@ class JoinParts : public TransferFixture {
     Resume(index);
     ASSERT_TRUE(RunUntilSomeAreCopied());
   }
+  // A join that failed on a full disk, and its message answered.
+  void FailForWantOfRoom() {
+    AddComplete(kParts);
+    GiveWindow();
+    sim.disk().SetCapacity(30);
+    Resume();
+    ASSERT_TRUE(RunUntilABoxStands());
+    Answer(kAnswerOk);
+  }
   bool RunUntilSomeAreCopied() {
     const std::uint64_t before = sim.disk().BytesWritten();
     return sim.RunUntil([&] { return sim.disk().BytesWritten() >= before + 5; }, 60'000);
@@ -163,12 +172,7 @@ TEST_F(JoinParts, ContinuesWhenItsWindowIsClosed) {
 }
 
 TEST_F(JoinParts, ShowsWhyItFailedUntilAResume) {
-  AddComplete(kParts);
-  GiveWindow();
-  sim.disk().SetCapacity(30);
-  Resume();
-  ASSERT_TRUE(RunUntilABoxStands());
-  Answer(kAnswerOk);
+  FailForWantOfRoom();
   for (int time = 0; time < 2; ++time) {
     EXPECT_EQ(WindowOf()->state.Caption(), "text528: /home/u/dl/a.zip: no space left on the disk");
     EXPECT_EQ(WindowOf()->Caption(), "99.9% of a.zip downloaded.");
@@ -186,12 +190,7 @@ TEST_F(JoinParts, ShowsWhyItFailedUntilAResume) {
 }
 
 TEST_F(JoinParts, ResumeThatStartsOverForgetsWhyItFailed) {
-  AddComplete(kParts);
-  GiveWindow();
-  sim.disk().SetCapacity(30);
-  Resume();
-  ASSERT_TRUE(RunUntilABoxStands());
-  Answer(kAnswerOk);
+  FailForWantOfRoom();
   sim.disk().NoFaults();
   sim.disk().Lose(Segment(2).TempFile);
   sim.disk().PutLink(Segment(2).TempFile, "/home/u/elsewhere");
