@@ -60,10 +60,10 @@ enum class WebText : std::int16_t {
   CookiesGone = 841,
   ProgressLost = 842,
   ConnectionLost = 843,  // %1: host
-  NotReached = 844,      // %1: host
+  NotReached = 844,      // %1: host, %2: why
   Silent = 845,          // %1: host
   TooLong = 846,         // %1: size with its unit
-  NoProxy = 847,
+  NoProxy = 847,         // %1: why
   WrongCoding = 848,
 
   // Questions, after the reason.

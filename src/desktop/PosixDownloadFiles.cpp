@@ -137,7 +137,7 @@ std::unique_ptr<DownloadFile> PosixDownloadFiles::Adopt(const std::string& path,
     if (failure.Number() == FailureNumber::ForeignFile) return nullptr;  // replaced just now
     throw;
   }
-  if (!file || file->State().identity != identity || !file->Lock()) return nullptr;
+  if (!file || file->State().identity.inode != identity.inode || !file->Lock()) return nullptr;
   return file;
 }
 

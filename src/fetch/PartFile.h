@@ -23,8 +23,9 @@ class PartFile {
  public:
   enum class Result : std::uint8_t {
     Good,
-    Differs,  // of Put: what was to be compared is not the same, and nothing was written
-    Failed,   // with a reason; it is not known what of the call was done
+    Differs,   // of Put: what was to be compared is not the same, and nothing was written
+    Failed,    // with a reason; it is not known what of the call was done
+    Replaced,  // of Flush: the path leads to no file, to another, or to one that somebody has cut
   };
   using Done = std::function<void(Result result, const std::string& reason)>;
 
@@ -50,7 +51,7 @@ class PartFile {
   const FileIdentity identity_;
 };
 
-// Deletes the part file of a download that is over, in the background: `path` if it still leads to that file. Nothing
+// Deletes the part file of a download that is over, in the background: `path` if it still leads to that inode. Nothing
 // for an empty path.
 void DeletePartFile(const Platform& platform, const std::string& path, const FileIdentity& identity);
 

@@ -3,10 +3,12 @@
 #include <algorithm>
 
 #include "async/TaskLoop.h"
+#include "core/DateTexts.h"
 #include "core/Numbers.h"
 #include "core/RecordLife.h"
 #include "core/Version.h"
 #include "fetch/WebWords.h"
+#include "ports/Locale.h"
 #include "ports/Network.h"
 
 namespace pellora {
@@ -60,7 +62,14 @@ std::string WebEngine::Say(WebText text, std::initializer_list<std::string_view>
 }
 
 std::string WebEngine::RetryIn(std::int64_t milliseconds) const {
-  return Say(WebText::RetryIn, {std::to_string((milliseconds + 999) / 1000)});
+  return Say(WebText::RetryIn, {std::to_string(SecondsOf(milliseconds))});
+}
+
+std::string WebEngine::Moment(std::int64_t wait) const {
+  constexpr double kDay = 24.0 * 60 * 60 * 1000;  // ms
+  const double at = program_.platform.clock.Now() + static_cast<double>(wait) / kDay;
+  const DateForms forms = program_.platform.locale.ShortForms();
+  return ShortDate(at, forms) + " " + ShortTime(at, forms);
 }
 
 bool WebEngine::Fetching() const {
@@ -100,7 +109,6 @@ void WebEngine::Start() {
   ShowCommand3(Command3Means::Pause);
   rounds_ = {};
   oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = false;
-  redirects_ = 0;
   proven_ = false;
   statedTotal_ = -1;
   peer_.clear();
@@ -183,7 +191,7 @@ void WebEngine::Pulse() {
     } else if (now >= holdUntil_) {
       Take(FetchEvent::NetworkOrTimeBack);
       Announce(Say(WebText::Connecting));
-      Open();
+      OpenFromGiven();
     } else {
       AnnounceRetry(holdUntil_ - now);
     }
@@ -195,10 +203,12 @@ void WebEngine::Pulse() {
 }
 
 void WebEngine::CheckLanes(std::int64_t now) {
+  const bool starved = program_.platform.fetcher->Starved();
   for (std::size_t i = 0; i < lanes_.size() && (state_ == FetchState::Opening || state_ == FetchState::Running); ++i) {
     WebLane& lane = *lanes_[i];
+    if (starved) lane.Sign(now);
     if (lane.Overdue(now)) {
-      LaneLost(lane, Say(WebText::Silent, {current_.host}), RoundCause::Failure);
+      LaneLost(lane, Say(WebText::Silent, {lane.address.host}), RoundCause::Failure);
     } else if (lane.state == LaneState::BackingOff) {
       if (now >= lane.due) {
         lane.state = LaneState::Idle;
@@ -206,6 +216,9 @@ void WebEngine::CheckLanes(std::int64_t now) {
       } else {
         lane.text = RetryIn(lane.due - now);
       }
+    } else if (lane.state == LaneState::Refused && !oneLane_ && RoomForLanes() > 0) {
+      lane.state = LaneState::Idle;
+      OpenLanes();
     } else if (lane.Flows() && plan_) {
       plan_->SetRate(lane.Number(), lane.meter.BytesPerSecond(now));
     }
@@ -215,25 +228,34 @@ void WebEngine::CheckLanes(std::int64_t now) {
 
 // A slow lane's rest goes to a new connection; the slow one flows on until that delivers.
 void WebEngine::RelieveSlowLane() {
-  if (!plan_ || oneLane_ || !part_) return;
+  if (!plan_ || oneLane_ || !part_ || RoomForLanes() == 0) return;
   const std::optional<int> slow = plan_->SlowLane();
   if (!slow) return;
   for (int number = 0; number < MostLanes() + kSpareLanes; ++number) {
     WebLane& by = LaneOf(number);
     if (by.Open() || by.state != LaneState::Idle) continue;
     const std::optional<Piece> piece = plan_->Relieve(*slow, number);
-    if (piece) BeginRequest(by, {RequestKind::Later, true, piece->range.begin, piece->range.end - 1});
+    if (piece) BeginPiece(by, {RequestKind::Later, true, piece->range.begin, piece->range.end - 1});
     return;
   }
 }
 
+void WebEngine::OpenFromGiven() {
+  current_ = given_;
+  peer_.clear();
+  Open();
+}
+
 void WebEngine::Open() {
   for (const auto& lane : lanes_) Release(*lane);
+  if (const std::int64_t wait = services_->hosts.WaitFor(OriginOf(current_), Now()); wait > 0) {
+    lastReason_ = Say(WebText::AskedToWait, {Moment(wait)});
+    return RoundEnded(RoundCause::RetryAfter, backOff_.NextAfter(SecondsOf(wait)));
+  }
   WebLane& first = LaneOf(0);
-  first.asks = 0;
   if (!factsKnown_) {
     plan_.reset();
-    return BeginRequest(first, {RequestKind::First, !unranged_, 0, -1});
+    return BeginPiece(first, {RequestKind::First, !unranged_, 0, -1});
   }
   heldBefore_ = written_;
   plan_.emplace(NewPlan());
@@ -244,7 +266,7 @@ void WebEngine::Open() {
   AskedFor asked{proven_ ? RequestKind::Later : RequestKind::Resumed, true, pieces.front().range.begin,
                  facts_.total < 0 ? -1 : pieces.front().range.end - 1};
   asked.conditional = !proven_ && !unconditional_ && IsHttp(current_.scheme) && !IfRangeOf(facts_.validator).empty();
-  BeginRequest(first, asked);
+  BeginPiece(first, asked);
 }
 
 RangePlan WebEngine::NewPlan() const {
@@ -258,23 +280,26 @@ RangePlan WebEngine::NewPlan() const {
 void WebEngine::OpenWhole(WebLane& lane) {
   for (const auto& other : lanes_) Release(*other);
   oneLane_ = true;
-  BeginRequest(lane, {RequestKind::Resumed, false, 0, -1});
+  BeginPiece(lane, {RequestKind::Resumed, false, 0, -1});
 }
 
 void WebEngine::OpenLanes() {
-  if (!plan_ || state_ != FetchState::Running || !part_) return;
+  if (!plan_ || state_ != FetchState::Running || !part_ || (oneLane_ && AnyIsOpen())) return;
   std::vector<int> idle;
-  int open = 0;
+  int room = RoomForLanes();
   for (int number = 0; number < MostLanes(); ++number) {
-    const WebLane& lane = LaneOf(number);
-    open += lane.Open() ? 1 : 0;
-    if (!lane.Open() && lane.state == LaneState::Idle) idle.push_back(number);
+    WebLane& lane = LaneOf(number);
+    if (lane.Open() || lane.state != LaneState::Idle) continue;
+    if (room-- > 0) {
+      idle.push_back(number);
+    } else {
+      lane.state = LaneState::Refused;
+    }
   }
-  if (oneLane_ && open > 0) return;
   for (const Piece& piece : plan_->Give(idle)) {
     if (state_ != FetchState::Running) return;
-    BeginRequest(LaneOf(piece.lane),
-                 {RequestKind::Later, true, piece.range.begin, facts_.total < 0 ? -1 : piece.range.end - 1});
+    BeginPiece(LaneOf(piece.lane),
+               {RequestKind::Later, true, piece.range.begin, facts_.total < 0 ? -1 : piece.range.end - 1});
   }
 }
 
@@ -287,8 +312,18 @@ WebLane& WebEngine::LaneOf(int number) {
 }
 
 int WebEngine::MostLanes() const {
-  const int most = oneLane_ || facts_.total < 0 ? 1 : std::clamp(program_.settings.MaxSegments, 1, kMaxLanes);
-  return services_->hosts.MostConnections(OriginOf(current_), most);
+  return oneLane_ || facts_.total < 0 ? 1 : std::clamp(program_.settings.MaxSegments, 1, kMaxLanes);
+}
+
+int WebEngine::RoomForLanes() const {
+  const std::string origin = OriginOf(current_);
+  if (services_->hosts.WaitFor(origin, Now()) > 0) return 0;
+  const int room = services_->hosts.Room(origin, Now());
+  return AnyIsOpen() ? room : std::max(room, 1);
+}
+
+bool WebEngine::AnyIsOpen() const {
+  return std::any_of(lanes_.begin(), lanes_.end(), [](const auto& lane) { return lane->Open(); });
 }
 
 bool WebEngine::OthersFlow(const WebLane& lane) const {
@@ -301,11 +336,18 @@ bool WebEngine::OthersAreOpen(const WebLane& lane) const {
                      [&](const auto& other) { return other.get() != &lane && other->Open(); });
 }
 
+void WebEngine::BeginPiece(WebLane& lane, AskedFor asked) {
+  lane.address = current_;
+  lane.asks = lane.redirects = 0;
+  BeginRequest(lane, asked);
+}
+
 void WebEngine::BeginRequest(WebLane& lane, AskedFor asked) {
   if (lane.state == LaneState::Idle) lane.Take(LaneEvent::PieceGiven);
   lane.Close();
   FetchRequest request = MakeRequest(lane, asked);
-  lane.Begin(*program_.platform.fetcher, std::move(request), asked, Now());
+  auto connection = std::make_unique<HostMemory::Connection>(services_->hosts, OriginOf(lane.address));
+  lane.Begin(*program_.platform.fetcher, std::move(request), asked, std::move(connection), Now());
   if (view_ != nullptr) view_->ShowLanes(LaneCount());
 }
 
@@ -317,29 +359,31 @@ void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
 
 FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
   const Settings& settings = program_.settings;
+  const WebAddress& address = lane.address;
   FetchRequest request;
-  request.url = WireUrl(current_);
+  request.url = WireUrl(address);
   request.ranged = asked.ranged;
   request.from = asked.from;
   request.to = asked.to;
   request.http2 = http2_;
   request.certificates = program_.settings.ExtraCertificates;
   request.acceptedKey = acceptedKey_;
-  const bool trusted = SharesSecrets(given_, current_);
-  if (trusted) {
+  if (SharesSecrets(given_, address)) {
     request.user = given_.user;
     request.password = given_.password;
   }
-  if (settings.ProxyHTTP && IsHttp(current_.scheme)) {
+  if (settings.ProxyHTTP && IsHttp(address.scheme)) {
     request.proxy = "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);
-  } else if (lane.Number() > 0) {
+  } else if (address == current_) {
     request.address = peer_;
   }
-  if (!IsHttp(current_.scheme)) return request;
+  if (!IsHttp(address.scheme)) return request;
   request.headers = {{"User-Agent", std::string("Pellora/") + kFullVersionText}, {"Accept", "*/*"}};
-  if (trusted && !cookies_.empty()) request.headers.push_back({"Cookie", cookies_});
+  if (const std::string cookies = cookies_.For(address); !cookies.empty()) {
+    request.headers.push_back({"Cookie", cookies});
+  }
   const std::optional<WebAddress> page = ParseWebAddress(entry_.referrer);
-  const std::string referrer = page ? ReferrerFor(*page, current_) : "";
+  const std::string referrer = page ? ReferrerFor(*page, address) : "";
   if (!referrer.empty()) request.headers.push_back({"Referer", referrer});
   if (asked.conditional) request.headers.push_back({"If-Range", IfRangeOf(facts_.validator)});
   return request;

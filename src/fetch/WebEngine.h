@@ -25,6 +25,7 @@
 #include "core/Program.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
+#include "fetch/CookieJar.h"
 #include "fetch/PartFile.h"
 #include "fetch/RangePlan.h"
 #include "fetch/WebLane.h"
@@ -80,14 +81,18 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   // Requests
   void Open();                    // the first request of a run, or after a wait
+  void OpenFromGiven();           // the same; redirects are followed anew
   void OpenLanes();               // pieces for all lanes that have none
   void OpenWhole(WebLane& lane);  // without Range, comparing what is held
-  void BeginRequest(WebLane& lane, AskedFor asked);
+  void BeginPiece(WebLane& lane, AskedFor asked);
+  void BeginRequest(WebLane& lane, AskedFor asked);  // at the lane's address
   void AskForSample(WebLane& lane);
   FetchRequest MakeRequest(const WebLane& lane, const AskedFor& asked) const;
   void AskAgain(WebLane& lane, AskedFor asked);
   WebLane& LaneOf(int number);
-  int MostLanes() const;
+  int MostLanes() const;  // that are wanted
+  int RoomForLanes() const;
+  bool AnyIsOpen() const;
   bool OthersFlow(const WebLane& lane) const;
   bool OthersAreOpen(const WebLane& lane) const;
   RangePlan NewPlan() const;
@@ -97,22 +102,28 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void LaneReceived(WebLane& lane, std::unique_ptr<FetchBlock> block) override;
   void LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason) override;
   std::string ReasonFor(const ReplyReading& reading, const FetchAnswer& answer) const;
+  std::string ReasonFor(const WebLane& lane, FetchEnd end, const std::string& detail) const;
+  std::string Moment(std::int64_t wait) const;  // date and time, so many ms from now
   ReplyReading Read(const WebLane& lane, const FetchAnswer& answer) const;
   void TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void TakeSample(WebLane& lane, const ReplyReading& reading);
-  void Redirect(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
+  void Redirect(WebLane& lane, const ReplyReading& reading);
   void HasChanged();
   void EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason);
   void EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason);
+  RoundCause CauseOf(FetchEnd end) const;
   Task<> AskAboutChange(Run run);
   Task<> AskAboutKey(Run run, std::string fingerprint);
   void BeginAnew();
   void LaneLost(WebLane& lane, const std::string& reason, RoundCause cause, std::int64_t retryAfterSeconds = 0);
   void RoundEnded(RoundCause cause, std::int64_t wait);
-  void GiveUpLane(WebLane& lane);  // for this run
+  void Refused(WebLane& lane, const std::string& reason);
+  void GoOnWithout(WebLane& lane);  // and open no further lanes in this run
+  void TakesNoMore(WebLane& lane);  // the server takes fewer connections than are open with this one
+  void WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void Release(WebLane& lane);
-  void CollectCookies(const FetchAnswer& answer);
+  void TakeCookies(const WebLane& lane, const FetchAnswer& answer);
 
   // The part file
   void ChooseName(const FetchAnswer& answer);
@@ -128,7 +139,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void AfterArrival(WebLane& lane, bool surplus);
   void AllHeld();
   void DiskFailed(const std::string& reason);
-  void Claim();  // flushes, then writes the journal
+  void PartReplaced();
+  void LosePart(const std::string& reason);  // what was not claimed is fetched again
+  void Claim();                              // flushes, then writes the journal
   void WriteJournal(JournalState state, Journal::Done done = {});
   JournalState JournalStateNow() const;
   void DropPart();
@@ -146,10 +159,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Run run_ = 0;
 
   WebAddress given_;    // with the login
-  WebAddress current_;  // where redirects have led to
-  int redirects_ = 0;
-  std::string cookies_;  // for the origin of `given_`
-  std::string peer_;     // numeric address of the first answer's server
+  WebAddress current_;  // where redirects have led the first answer to
+  CookieJar cookies_;
+  std::string peer_;  // numeric address of the first answer's server
   std::string acceptedKey_;
   bool http2_ = false;
 

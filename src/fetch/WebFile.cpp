@@ -121,7 +121,8 @@ Task<> WebEngine::AdoptPart(Run run) {
     Background::Work work = [made, files = program_.platform.downloadFiles, held = entry_.held]() mutable {
       made->file = files->Adopt(made->path, made->identity);
       const std::optional<FileState> there = files->StateOf(made->path);
-      made->locked = !made->file && there && there->identity == made->identity;
+      made->locked = !made->file && there && there->identity.inode == made->identity.inode;
+      if (made->file) made->identity = made->file->State().identity;
       if (made->file && !held.Ranges().empty() &&
           made->file->State().length < static_cast<std::uint64_t>(held.Ranges().back().end)) {
         made->file.reset();
@@ -138,6 +139,7 @@ Task<> WebEngine::AdoptPart(Run run) {
     co_return;
   }
   if (made->file) {
+    entry_.part = made->identity;
     part_ = std::make_shared<PartFile>(program_.platform, made->path, made->file, made->identity);
   } else {
     DropPart();
@@ -249,7 +251,7 @@ void WebEngine::PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block) {
 void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason) {
   WebLane& lane = LaneOf(number);
   if (result == PartFile::Result::Failed) return DiskFailed(reason);
-  if (result == PartFile::Result::Differs) return OthersFlow(lane) ? GiveUpLane(lane) : HasChanged();
+  if (result == PartFile::Result::Differs) return OthersAreOpen(lane) ? GoOnWithout(lane) : HasChanged();
   if (!last) return;
   twins_.push_back(lane.sampled);
   proven_ = true;
@@ -283,13 +285,15 @@ void WebEngine::AllHeld() {
   program_.platform.tasks.Spawn(Finish(run_));
 }
 
-void WebEngine::DiskFailed(const std::string& reason) {
+void WebEngine::DiskFailed(const std::string& reason) { LosePart(Say(WebText::NotWritten, {reason})); }
+
+void WebEngine::PartReplaced() { LosePart(Say(WebText::PartReplaced)); }
+
+void WebEngine::LosePart(const std::string& reason) {
   ++partGeneration_;
   written_ = entry_.held;
   part_.reset();
-  if (Fetching() || state_ == FetchState::Finishing) {
-    Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {reason}));
-  }
+  if (Fetching() || state_ == FetchState::Finishing) Rest(FetchEvent::DiskFailed, reason);
 }
 
 void WebEngine::Claim() {
@@ -305,6 +309,7 @@ void WebEngine::Claim() {
                  if (!self) return;
                  self->claiming_ = false;
                  if (!self->Current() || generation != self->partGeneration_) return;
+                 if (result == PartFile::Result::Replaced) return self->PartReplaced();
                  if (result != PartFile::Result::Good) return self->DiskFailed(reason);
                  self->entry_.held = claim;
                  self->WriteJournal(self->JournalStateNow());
@@ -345,15 +350,23 @@ Task<> WebEngine::Finish(Run run) {
     co_return;
   }
   if (!part_) co_return;  // a write has failed, and has stopped the download
-  const auto flushed = std::make_shared<std::optional<std::string>>();
+  struct Flushed {
+    std::optional<PartFile::Result> result;
+    std::string reason;
+  };
+  const auto flushed = std::make_shared<Flushed>();
   part_->Flush(facts_.total, true, [flushed](PartFile::Result result, const std::string& reason) {
-    *flushed = result == PartFile::Result::Good ? std::string() : reason;
+    *flushed = {result, reason};
   });
-  std::function<bool()> over = [flushed] { return flushed->has_value(); };
+  std::function<bool()> over = [flushed] { return flushed->result.has_value(); };
   co_await program_.platform.tasks.UntilEvent(std::move(over));
   if (!StillCurrent() || run != run_) co_return;
-  if (!flushed->value().empty()) {
-    DiskFailed(flushed->value());
+  if (flushed->result == PartFile::Result::Replaced) {
+    PartReplaced();
+    co_return;
+  }
+  if (flushed->result != PartFile::Result::Good) {
+    DiskFailed(flushed->reason);
     co_return;
   }
   entry_.held = IntervalSet({{0, facts_.total}});
@@ -390,7 +403,7 @@ Task<bool> WebEngine::PublishAs(Run run, std::string path) {
     if (!StillCurrent() || run != run_) co_return false;
     const bool replaces = step->there && entry_.replaces && *step->there == *entry_.replaces;
     if (!step->part) {
-      DiskFailed(entry_.partPath);
+      PartReplaced();
       co_return false;
     }
     if (step->there && !replaces) co_return false;

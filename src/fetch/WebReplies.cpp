@@ -2,7 +2,9 @@
 #include <algorithm>
 
 #include "async/TaskLoop.h"
+#include "core/Ascii.h"
 #include "fetch/FileNameFromReply.h"
+#include "fetch/HttpDate.h"
 #include "fetch/WebEngine.h"
 #include "fetch/WebWords.h"
 #include "ports/Network.h"
@@ -23,7 +25,7 @@ std::string WebEngine::ReasonFor(const ReplyReading& reading, const FetchAnswer&
     case ReplyReason::Login:
       return Say(WebText::LoginNeeded);
     case ReplyReason::ProxyLogin:
-      return Say(WebText::NoProxy);
+      return Say(WebText::NoProxy, {std::to_string(answer.status)});
     case ReplyReason::Status:
     case ReplyReason::Forbidden:
       return Say(WebText::Refused, {std::to_string(answer.status)});
@@ -43,10 +45,35 @@ std::string WebEngine::ReasonFor(const ReplyReading& reading, const FetchAnswer&
   }
 }
 
+// `detail` is in English.
+std::string WebEngine::ReasonFor(const WebLane& lane, FetchEnd end, const std::string& detail) const {
+  const std::string& host = lane.address.host;
+  switch (end) {
+    case FetchEnd::NoConnect:
+      return Say(WebText::NotReached, {host, detail});
+    case FetchEnd::NoHost:
+      return Say(WebText::NoHost, {host});
+    case FetchEnd::NotTrusted:
+      return Say(WebText::NotTrusted, {host, detail});
+    case FetchEnd::UnknownKey:
+      return Say(WebText::UnknownKey, {host, detail});
+    case FetchEnd::NoLogin:
+      return Say(WebText::LoginNeeded);
+    case FetchEnd::NotFound:
+      return Say(WebText::NotFound);
+    case FetchEnd::Unsupported:
+      return Say(WebText::Unsupported);
+    case FetchEnd::Proxy:
+      return Say(WebText::NoProxy, {detail});
+    default:
+      return Say(WebText::ConnectionLost, {host});
+  }
+}
+
 // Answers are compared with the first one's, or with that of another server whose bytes were the same.
 ReplyReading WebEngine::Read(const WebLane& lane, const FetchAnswer& answer) const {
   AskedFor asked = lane.Asked();
-  const std::string name = FileNameFromReply(answer, current_);
+  const std::string name = FileNameFromReply(answer, lane.address);
   asked.fileName = name;
   const ReplyReading reading = CheckReply(answer, asked, facts_);
   if (reading.verdict != ReplyVerdict::Changed && reading.verdict != ReplyVerdict::CompareSample) return reading;
@@ -60,6 +87,7 @@ ReplyReading WebEngine::Read(const WebLane& lane, const FetchAnswer& answer) con
 void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
   if (!StillCurrent()) return;
   lane.Sign(Now());
+  TakeCookies(lane, answer);
   const ReplyReading reading = Read(lane, answer);
   if (lane.sample) return TakeSample(lane, reading);
   AskedFor asked = lane.Asked();
@@ -92,33 +120,49 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
       return AskAgain(lane, asked);
     case ReplyVerdict::OneLane:
       oneLane_ = true;
-      if (OthersFlow(lane)) return GiveUpLane(lane);
+      if (OthersAreOpen(lane)) return GoOnWithout(lane);
       unranged_ = true;
       return OpenWhole(lane);
     case ReplyVerdict::Changed:
-      return OthersFlow(lane) ? GiveUpLane(lane) : HasChanged();
+      return OthersAreOpen(lane) ? GoOnWithout(lane) : HasChanged();
     case ReplyVerdict::Redirect:
-      return Redirect(lane, answer, reading);
+      return Redirect(lane, reading);
     case ReplyVerdict::Http2:
+      if (OthersAreOpen(lane)) return GoOnWithout(lane);
       http2_ = oneLane_ = true;
       return AskAgain(lane, asked);
     case ReplyVerdict::Wait:
-      if (reading.retryAfter) services_->hosts.SetWait(OriginOf(current_), Now() + *reading.retryAfter * 1000);
-      if (OthersFlow(lane)) return GiveUpLane(lane);
-      return LaneLost(lane, Say(WebText::Refused, {std::to_string(answer.status)}),
-                      reading.retryAfter ? RoundCause::RetryAfter : RoundCause::Failure,
-                      reading.retryAfter.value_or(0));
+      return WaitAsAsked(lane, answer, reading);
     case ReplyVerdict::Again:
       return LaneLost(lane, ReasonFor(reading, answer), RoundCause::Failure);
     case ReplyVerdict::WaitTooLong:
+      if (OthersAreOpen(lane)) return GoOnWithout(lane);
+      return Rest(FetchEvent::GivenUp, Say(WebText::AskedToWait, {Moment(reading.retryAfter.value_or(0) * 1000)}));
     case ReplyVerdict::Login:
     case ReplyVerdict::Refused:
-      return OthersFlow(lane) ? GiveUpLane(lane) : Rest(FetchEvent::GivenUp, ReasonFor(reading, answer));
+      return Refused(lane, ReasonFor(reading, answer));
   }
 }
 
+// One lane may be refused where others were let in. The address of a redirect may have expired: then the given one is
+// asked once more.
+void WebEngine::Refused(WebLane& lane, const std::string& reason) {
+  if (OthersAreOpen(lane)) return GoOnWithout(lane);
+  if (lane.redirects > 0 || lane.address == given_) return Rest(FetchEvent::GivenUp, reason);
+  lane.address = current_ = given_;
+  peer_.clear();
+  AskAgain(lane, lane.Asked());
+}
+
+void WebEngine::WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
+  const std::int64_t wait = reading.retryAfter.value_or(0);  // s
+  if (wait > 0) services_->hosts.SetWait(OriginOf(lane.address), Now() + wait * 1000);
+  if (OthersFlow(lane)) return TakesNoMore(lane);
+  LaneLost(lane, Say(WebText::Refused, {std::to_string(answer.status)}),
+           wait > 0 ? RoundCause::RetryAfter : RoundCause::Failure, wait);
+}
+
 void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
-  lane.asks = 0;
   lane.proof = reading.proof;
   if (!factsKnown_) return TakeFirstBody(lane, answer, reading);
   const bool opened = state_ == FetchState::Opening;
@@ -131,7 +175,7 @@ void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyRe
     plan_->EndRequestAt(lane.Number(), reading.range.end);
   }
   lane.Take(LaneEvent::RightAnswer);
-  services_->hosts.Accepted(OriginOf(current_), static_cast<int>(lanes_.size()));
+  services_->hosts.Accepted(OriginOf(lane.address));
   if (!opened) return;
   Take(FetchEvent::FirstAnswerRight);
   Announce(program_.Text(kTextWebDownloading));
@@ -147,6 +191,8 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   factsKnown_ = proven_ = true;
   peer_ = answer.peerAddress;
   written_ = {};
+  // A server that takes ranges may still answer the first request with 200, but then it says so.
+  oneLane_ |= answer.status == 200 && !EqualsNoCase(HeaderOf(answer, "Accept-Ranges"), "bytes");
   ChooseName(answer);
   plan_.emplace(NewPlan());
   lane.Take(LaneEvent::RightAnswer);
@@ -161,43 +207,53 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   program_.platform.tasks.Spawn(CreatePart());
 }
 
-// Bytes that are held, to see whether this server has the same version.
+// Bytes that are held, to see whether this server has the same version. Versions differ rather at the end of what is
+// held than at its beginning.
 void WebEngine::AskForSample(WebLane& lane) {
-  if (OthersFlow(lane)) return GiveUpLane(lane);
-  if (!IsHttp(current_.scheme) || ++lane.asks > 2 || written_.Ranges().empty() || !part_) return HasChanged();
-  const Range held = written_.Ranges().front();
+  const bool alone = !OthersAreOpen(lane);
+  Range longest;
+  for (const Range& range : written_.Ranges()) {
+    if (range.Length() > longest.Length()) longest = range;
+  }
+  const bool little = longest.Length() < (facts_.total < 0 ? kSample : std::min(kSample, facts_.total));
+  if (!part_ || (little && !alone)) return LaneLost(lane, Say(WebText::Changed), RoundCause::Failure);  // more will be
+  if (little) return BeginAnew();
+  if (!IsHttp(lane.address.scheme) || ++lane.asks > 2) return alone ? HasChanged() : GoOnWithout(lane);
   if (plan_) plan_->Release(lane.Number());
-  BeginRequest(lane, {RequestKind::Later, true, held.begin, std::min(held.end, held.begin + kSample) - 1});
+  BeginRequest(lane, {RequestKind::Later, true, std::max(longest.begin, longest.end - kSample), longest.end - 1});
   lane.sample = true;
 }
 
 void WebEngine::TakeSample(WebLane& lane, const ReplyReading& reading) {
   const bool fits = reading.verdict == ReplyVerdict::Body || reading.verdict == ReplyVerdict::CompareSample;
   if (fits && reading.facts == lane.sampled) return;
-  if (OthersFlow(lane)) return GiveUpLane(lane);
+  if (OthersAreOpen(lane)) return GoOnWithout(lane);
   HasChanged();
 }
 
-void WebEngine::CollectCookies(const FetchAnswer& answer) {
-  if (!SharesSecrets(given_, current_)) return;
-  for (const std::string_view value : HeadersOf(answer, "Set-Cookie")) {
-    const std::string_view pair = value.substr(0, value.find(';'));
-    if (pair.find('=') == std::string_view::npos) continue;
-    if (!cookies_.empty()) cookies_ += "; ";
-    cookies_ += pair;
-  }
+void WebEngine::TakeCookies(const WebLane& lane, const FetchAnswer& answer) {
+  const std::int64_t now = ParseHttpDate(HeaderOf(answer, "Date")).value_or(0);
+  for (const std::string_view cookie : HeadersOf(answer, "Set-Cookie")) cookies_.Take(lane.address, cookie, now);
 }
 
-void WebEngine::Redirect(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
-  if (OthersFlow(lane)) return GiveUpLane(lane);
-  if (++redirects_ > kMostRedirects) return Rest(FetchEvent::GivenUp, Say(WebText::WrongAnswers));
-  const ResolvedRedirect target = ResolveRedirect(current_, reading.location);
-  if (target.fault != RedirectFault::None || !program_.platform.fetcher->Supports(SchemeName(target.address.scheme))) {
-    return Rest(FetchEvent::GivenUp, Say(WebText::Unsupported));
+// Where the first answer comes from is where all further lanes go.
+void WebEngine::Redirect(WebLane& lane, const ReplyReading& reading) {
+  const bool others = OthersAreOpen(lane);
+  const ResolvedRedirect target = ResolveRedirect(lane.address, reading.location);
+  const bool wrong =
+      target.fault != RedirectFault::None || !program_.platform.fetcher->Supports(SchemeName(target.address.scheme));
+  if (++lane.redirects > kMostRedirects || wrong) {
+    if (others) return GoOnWithout(lane);
+    return Rest(FetchEvent::GivenUp, Say(wrong ? WebText::Unsupported : WebText::WrongAnswers));
   }
-  CollectCookies(answer);
-  current_ = target.address;
-  peer_.clear();
+  lane.address = target.address;
+  if (!others) {
+    current_ = target.address;
+    peer_.clear();
+  }
+  if (const std::int64_t wait = services_->hosts.WaitFor(OriginOf(lane.address), Now()); wait > 0) {
+    return LaneLost(lane, Say(WebText::AskedToWait, {Moment(wait)}), RoundCause::RetryAfter, SecondsOf(wait));
+  }
   BeginRequest(lane, lane.Asked());
 }
 
@@ -222,9 +278,14 @@ Task<> WebEngine::AskAboutChange(Run run) {
 }
 
 void WebEngine::BeginAnew() {
+  EndRun();
   state_ = FetchState::Paused;
-  entry_.oldPartPath = entry_.partPath;
-  entry_.oldPart = entry_.part;
+  if (entry_.oldPartPath.empty()) {
+    entry_.oldPartPath = entry_.partPath;
+    entry_.oldPart = entry_.part;
+  } else {
+    DeletePartFile(program_.platform, entry_.partPath, entry_.part);  // that of a version between the two
+  }
   DropPart();
   Start();
 }
@@ -250,8 +311,7 @@ void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason
   if (lane.sample) {
     // If all of it has come, SampleCompared is still to follow.
     const bool all = lane.Asked().from + lane.sampleAt > lane.Asked().to;
-    if (!all)
-      LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason, RoundCause::Failure);
+    if (!all) LaneLost(lane, ReasonFor(lane, end, reason), RoundCause::Failure);
     return;
   }
   if (lane.Flows() && !part_) {
@@ -263,38 +323,35 @@ void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason
 }
 
 void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason) {
-  const bool others = OthersFlow(lane);
+  const std::string sentence = ReasonFor(lane, end, reason);
   switch (end) {
     case FetchEnd::NotTrusted:
     case FetchEnd::Unsupported:
     case FetchEnd::NoLogin:
     case FetchEnd::NotFound:
-      return others ? GiveUpLane(lane) : Rest(FetchEvent::GivenUp, reason);
+      return Refused(lane, sentence);
     case FetchEnd::UnknownKey:
-      Rest(FetchEvent::Question, Say(WebText::UnknownKey, {current_.host, reason}));
+      Rest(FetchEvent::Question, sentence);
       program_.platform.tasks.Spawn(AskAboutKey(run_, reason));
       return;
     case FetchEnd::NoConnect:
-      if (others) {
-        services_->hosts.RefusedBeyond(OriginOf(current_), static_cast<int>(lanes_.size()));
-        return GiveUpLane(lane);
-      }
+      if (OthersFlow(lane)) return TakesNoMore(lane);
       break;
     default:
       break;
   }
-  const bool network = program_.platform.network.HasConnection();
-  const RoundCause cause = !network                  ? RoundCause::NoNetwork
-                           : end == FetchEnd::NoHost ? RoundCause::NoNames
-                                                     : RoundCause::Failure;
-  LaneLost(lane, reason.empty() ? Say(WebText::Silent, {current_.host}) : reason, cause);
+  LaneLost(lane, sentence, CauseOf(end));
+}
+
+// A name that has had an address once is not wrong: it is the names that are missing.
+RoundCause WebEngine::CauseOf(FetchEnd end) const {
+  if (!program_.platform.network.HasConnection()) return RoundCause::NoNetwork;
+  return end == FetchEnd::NoHost && factsKnown_ ? RoundCause::NoNames : RoundCause::Failure;
 }
 
 void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason) {
   if (facts_.total < 0) {
-    if (end != FetchEnd::Whole)
-      return LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason,
-                      RoundCause::Failure);
+    if (end != FetchEnd::Whole) return LaneLost(lane, ReasonFor(lane, end, reason), CauseOf(end));
     facts_.total = plan_->Offset(lane.Number());
     unconfirmed_ = lane.proof == LengthProof::UntilClose;
     plan_->SetTotal(facts_.total);
@@ -302,8 +359,7 @@ void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason
     return AllHeld();
   }
   if (plan_->Next(lane.Number()) == LaneNext::Continue) {
-    return LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason,
-                    program_.platform.network.HasConnection() ? RoundCause::Failure : RoundCause::NoNetwork);
+    return LaneLost(lane, ReasonFor(lane, end, reason), CauseOf(end));
   }
   Release(lane);
   for (const auto& other : lanes_) {
@@ -321,8 +377,15 @@ void WebEngine::Release(WebLane& lane) {
   lane.Take(LaneEvent::Stop);
 }
 
-void WebEngine::GiveUpLane(WebLane& lane) {
+void WebEngine::GoOnWithout(WebLane& lane) {
+  oneLane_ = true;
   Release(lane);
+  lane.state = LaneState::Refused;
+}
+
+void WebEngine::TakesNoMore(WebLane& lane) {
+  Release(lane);
+  services_->hosts.RefusedMore(OriginOf(lane.address), Now());
   lane.state = LaneState::Refused;
 }
 
@@ -342,7 +405,7 @@ void WebEngine::RoundEnded(RoundCause cause, std::int64_t wait) {
   for (const auto& lane : lanes_) Release(*lane);
   if (state_ == FetchState::Holding) return;
   rounds_.Ended(cause);
-  if (rounds_.Spent()) return Rest(FetchEvent::GivenUp, lastReason_);
+  if (rounds_.Spent()) return Rest(FetchEvent::GivenUp, Say(WebText::TooManyTries, {lastReason_}));
   Take(FetchEvent::LastLaneLost);
   holdCause_ = cause;
   holdUntil_ = Now() + wait;

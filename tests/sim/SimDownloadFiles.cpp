@@ -98,7 +98,7 @@ std::unique_ptr<DownloadFile> SimDownloadFiles::Adopt(const std::string& path, c
   disk_.Enter(DiskCall::Adopt, path);
   const std::string at = disk_.Resolve(path);
   const std::shared_ptr<SimFileData> data = disk_.Find(at);
-  if (!data || disk_.PartNameOf(at) != PartName::Own || StateOf(*data).identity != identity) return nullptr;
+  if (!data || disk_.PartNameOf(at) != PartName::Own || StateOf(*data).identity.inode != identity.inode) return nullptr;
   if (data->lockedByAnother || locks_->contains(data.get())) return nullptr;
   return std::make_unique<SimDownloadFile>(disk_, path, data, gapBytes_, locks_);
 }

@@ -139,6 +139,7 @@ TEST_F(DownloadFilesTest, AWriteBeyondTheLimitFails) {
 TEST_F(DownloadFilesTest, AdoptsItsOwnPartByIdentityOnly) {
   PutPart("half");
   const FileIdentity identity = files.StateOf(part)->identity;
+  EXPECT_NE(files.Adopt(part, {identity.device + 1, identity.inode}), nullptr);
   const auto file = files.Adopt(part, identity);
   ASSERT_TRUE(file);
   EXPECT_EQ(file->Length(), 4U);
