@@ -324,11 +324,15 @@ FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) 
   request.to = asked.to;
   request.http2 = http2_;
   request.certificates = program_.settings.ExtraCertificates;
-  request.acceptedKey = acceptedKey_;
   const bool trusted = SharesSecrets(given_, current_);
   if (trusted) {
     request.user = given_.user;
     request.password = given_.password;
+  }
+  if (current_.scheme == WebScheme::Sftp) {
+    request.knownHosts = KnownHostsFiles(program_.platform);
+    request.acceptedKey = services_->keys.AcceptedFor(OriginOf(current_));
+    if (!request.user.empty()) request.key = PrivateKeyFile(program_.platform);
   }
   if (settings.ProxyHTTP && IsHttp(current_.scheme)) {
     request.proxy = "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);

@@ -106,7 +106,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason);
   void EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason);
   Task<> AskAboutChange(Run run);
-  Task<> AskAboutKey(Run run, std::string fingerprint);
+  Task<> AskAboutKey(Run run, HostKey key);
+  Task<bool> AskToTrust(HostKey key);
   void BeginAnew();
   void LaneLost(WebLane& lane, const std::string& reason, RoundCause cause, std::int64_t retryAfterSeconds = 0);
   void RoundEnded(RoundCause cause, std::int64_t wait);
@@ -150,7 +151,6 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   int redirects_ = 0;
   std::string cookies_;  // for the origin of `given_`
   std::string peer_;     // numeric address of the first answer's server
-  std::string acceptedKey_;
   bool http2_ = false;
 
   std::vector<std::unique_ptr<WebLane>> lanes_;

@@ -95,6 +95,13 @@ FetchOutcome NoLogin(const CurlEnd& end) {
   return Outcome(end, FetchEnd::NoLogin, "the key and the login are refused (of RSA keys, newer servers refuse all)");
 }
 
+// With a host key that is known, only its kind is offered to the server.
+FetchOutcome NoKeyExchange(const CurlEnd& end) {
+  if (!end.knowsHostKey) return Outcome(end, FetchEnd::Unsupported, "no agreement on a way to encrypt");
+  return Outcome(end, FetchEnd::NotTrusted,
+                 "the host has no key of the kind in known_hosts, or no agreement on a way to encrypt");
+}
+
 constexpr int kFtpTooMany = 421;
 
 }  // namespace
@@ -105,6 +112,7 @@ FetchOutcome OutcomeOf(const CurlEnd& end) {
     return Outcome(end, FetchEnd::Proxy, "the proxy refuses (" + std::to_string(end.proxyStatus) + ")");
   }
   if (end.status == kFtpTooMany) return Outcome(end, FetchEnd::NoConnect, "the server refuses more connections");
+  if (Says(end, "Unable to exchange encryption keys")) return NoKeyExchange(end);
   switch (end.code) {
     case CURLE_COULDNT_RESOLVE_HOST:
       return Outcome(end, FetchEnd::NoHost, "the name has no address");
