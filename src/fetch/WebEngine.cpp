@@ -367,10 +367,14 @@ FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) 
   request.to = asked.to;
   request.http2 = http2_;
   request.certificates = program_.settings.ExtraCertificates;
-  request.acceptedKey = acceptedKey_;
   if (SharesSecrets(given_, address)) {
     request.user = given_.user;
     request.password = given_.password;
+  }
+  if (address.scheme == WebScheme::Sftp) {
+    request.knownHosts = KnownHostsFiles(program_.platform);
+    request.acceptedKey = services_->keys.AcceptedFor(OriginOf(address));
+    if (!request.user.empty()) request.key = PrivateKeyFile(program_.platform);
   }
   if (settings.ProxyHTTP && IsHttp(address.scheme)) {
     request.proxy = "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);

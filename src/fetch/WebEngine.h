@@ -114,7 +114,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason);
   RoundCause CauseOf(FetchEnd end) const;
   Task<> AskAboutChange(Run run);
-  Task<> AskAboutKey(Run run, std::string fingerprint);
+  Task<> AskAboutKey(Run run, HostKey key);
+  Task<bool> AskToTrust(HostKey key);
   void BeginAnew();
   void LaneLost(WebLane& lane, const std::string& reason, RoundCause cause, std::int64_t retryAfterSeconds = 0);
   void RoundEnded(RoundCause cause, std::int64_t wait);
@@ -162,7 +163,6 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   WebAddress current_;  // where redirects have led the first answer to
   CookieJar cookies_;
   std::string peer_;  // numeric address of the first answer's server
-  std::string acceptedKey_;
   bool http2_ = false;
 
   std::vector<std::unique_ptr<WebLane>> lanes_;

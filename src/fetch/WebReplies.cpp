@@ -1,12 +1,15 @@
 // What answers and ends of requests mean to a download.
 #include <algorithm>
 
+#include "async/InBackground.h"
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/HttpDate.h"
 #include "fetch/WebEngine.h"
 #include "fetch/WebWords.h"
+#include "ports/Background.h"
+#include "ports/Failure.h"
 #include "ports/Network.h"
 
 namespace pellora {
@@ -56,7 +59,7 @@ std::string WebEngine::ReasonFor(const WebLane& lane, FetchEnd end, const std::s
     case FetchEnd::NotTrusted:
       return Say(WebText::NotTrusted, {host, detail});
     case FetchEnd::UnknownKey:
-      return Say(WebText::UnknownKey, {host, detail});
+      return Say(WebText::UnknownKey, {host, ReadHostKey(detail).fingerprint});
     case FetchEnd::NoLogin:
       return Say(WebText::LoginNeeded);
     case FetchEnd::NotFound:
@@ -290,18 +293,44 @@ void WebEngine::BeginAnew() {
   Start();
 }
 
-Task<> WebEngine::AskAboutKey(Run run, std::string fingerprint) {
+// Whether the user trusts the server, whose key is then kept. Downloads from one server ask once.
+Task<bool> WebEngine::AskToTrust(HostKey key) {
   const auto hold = Hold();
-  const std::string host = current_.host;
-  BoxRequest request{Say(WebText::UnknownKey, {host, fingerprint}) + "\n" + Say(WebText::AskTrustKey), kProgramName,
-                     kYesNo | kQuestion};
+  HostKeys& keys = services_->keys;
+  const std::string origin = OriginOf(current_);
+  const std::string line = KnownHostsName(current_) + " " + key.key;
+  if (keys.AcceptedFor(origin) == key.fingerprint) co_return true;
+  if (const HostKeys::Answer open = keys.Find(origin, key.fingerprint)) {
+    std::function<bool()> answered = [open] { return open->has_value(); };
+    co_await program_.platform.tasks.Until(std::move(answered));
+    co_return open->value();
+  }
+  keys.Begin(origin, key.fingerprint);
+  BoxRequest request{Say(WebText::UnknownKey, {current_.host, key.fingerprint}) + "\n" + Say(WebText::AskTrustKey),
+                     kProgramName, kYesNo | kQuestion};
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
+  keys.End(origin, key.fingerprint, answer == kAnswerYes);
+  const std::string file = KnownHostsFile(program_.platform);
+  if (answer != kAnswerYes || file.empty() || key.key.empty()) co_return answer == kAnswerYes;
+  Background::Work write = [platform = &program_.platform, file, line] {
+    AddKnownHost(platform->files, *platform->downloadFiles, file, line);
+  };
+  try {
+    co_await InBackground(&program_.platform, std::move(write));
+  } catch (const Failure&) {
+    // Asked again at the next start.
+  }
+  co_return true;
+}
+
+Task<> WebEngine::AskAboutKey(Run run, HostKey key) {
+  const auto hold = Hold();
+  const bool trusted = co_await AskToTrust(key);
   if (!StillCurrent() || run != run_ || state_ != FetchState::Asking) co_return;
-  if (answer != kAnswerYes) {
-    Rest(FetchEvent::AnswerNo, Say(WebText::UnknownKey, {host, fingerprint}));
+  if (!trusted) {
+    Rest(FetchEvent::AnswerNo, Say(WebText::UnknownKey, {current_.host, key.fingerprint}));
     co_return;
   }
-  acceptedKey_ = fingerprint;
   state_ = FetchState::Paused;
   Start();
 }
@@ -330,10 +359,12 @@ void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& 
     case FetchEnd::NoLogin:
     case FetchEnd::NotFound:
       return Refused(lane, sentence);
-    case FetchEnd::UnknownKey:
+    case FetchEnd::UnknownKey: {
+      if (OthersAreOpen(lane)) return GoOnWithout(lane);
       Rest(FetchEvent::Question, sentence);
-      program_.platform.tasks.Spawn(AskAboutKey(run_, reason));
+      program_.platform.tasks.Spawn(AskAboutKey(run_, ReadHostKey(reason)));
       return;
+    }
     case FetchEnd::NoConnect:
       if (OthersFlow(lane)) return TakesNoMore(lane);
       break;

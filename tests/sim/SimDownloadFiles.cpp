@@ -123,7 +123,7 @@ void SimDownloadFiles::Replace(const std::string& path, std::string_view bytes) 
   if (disk_.PartNameOf(at) == PartName::Foreign) {
     throw Failure(FailureNumber::ForeignFile, path + ": not the program's file");
   }
-  disk_.DemandParent(at, path);
+  disk_.MakeFolder(FolderOf(at));
   const std::shared_ptr<SimFileData> data = disk_.NewData();
   data->openToOthers = false;
   try {

@@ -176,16 +176,19 @@ bool SimFetch::TrustsHost() {
 
 bool SimFetch::TrustsKey() {
   const std::string& key = Host().key;
-  const std::string& path = request_.knownHosts;
-  std::string known = !path.empty() && fetcher_.disk_.Has(path) ? "\n" + fetcher_.disk_.Get(path) : "";
-  const std::size_t line = known.find("\n" + url_.host + " ");
+  std::string known;
+  for (const std::string& path : request_.knownHosts) {
+    if (fetcher_.disk_.Has(path)) known += "\n" + fetcher_.disk_.Get(path);
+  }
+  const std::string name = url_.port == 22 ? url_.host : "[" + url_.host + "]:" + std::to_string(url_.port);
+  const std::size_t line = known.find("\n" + name + " ");
   if (line != std::string::npos) {
     if (known.substr(line, known.find('\n', line + 1) - line).find(key) != std::string::npos) return true;
     End(FetchEnd::NotTrusted, "the host key is not the one in known_hosts");
     return false;
   }
   if (request_.acceptedKey == key) return true;
-  End(FetchEnd::UnknownKey, key);
+  End(FetchEnd::UnknownKey, key + " ssh-ed25519 " + key);
   return false;
 }
 

@@ -399,12 +399,12 @@ TEST_F(SimFetcherTest, ChecksHostKeysOfSftp) {
   sim.fetcher().Host("files.example").key = "SHA256:right";
   FetchRequest request = SimFetchRecorder::Plain("sftp://files.example/a");
   EXPECT_EQ(Fetched(request).end, FetchEnd::UnknownKey);
-  EXPECT_EQ(clients.back().reason, "SHA256:right");
+  EXPECT_EQ(clients.back().reason, "SHA256:right ssh-ed25519 SHA256:right");
   request.acceptedKey = "SHA256:right";
   EXPECT_EQ(Fetched(request).data, "bytes");
   request.acceptedKey = "SHA256:other";
   EXPECT_EQ(Fetched(request).end, FetchEnd::UnknownKey);
-  request.knownHosts = "/tmp/known";
+  request.knownHosts = {"/tmp/none", "/tmp/known"};
   sim.disk().Put("/tmp/known", "other.example SHA256:x\nfiles.example SHA256:right\n");
   EXPECT_EQ(Fetched(request).data, "bytes");
   sim.disk().Put("/tmp/known", "files.example SHA256:wrong\n");

@@ -91,6 +91,12 @@ FetchOutcome NoLogin(const CurlEnd& end) {
   return {FetchEnd::NoLogin, "the key and the login are refused (of RSA keys, newer servers refuse all)"};
 }
 
+// With a host key that is known, only its kind is offered to the server.
+FetchOutcome NoKeyExchange(const CurlEnd& end) {
+  if (!end.knowsHostKey) return {FetchEnd::Unsupported, "no agreement on a way to encrypt"};
+  return {FetchEnd::NotTrusted, "the host has no key of the kind in known_hosts, or no agreement on a way to encrypt"};
+}
+
 constexpr int kFtpTooMany = 421;
 
 }  // namespace
@@ -101,6 +107,7 @@ FetchOutcome OutcomeOf(const CurlEnd& end) {
     return {FetchEnd::Proxy, "the proxy refuses (" + std::to_string(end.proxyStatus) + ")"};
   }
   if (end.status == kFtpTooMany) return {FetchEnd::NoConnect, "the server refuses more connections"};
+  if (Says(end, "Unable to exchange encryption keys")) return NoKeyExchange(end);
   switch (end.code) {
     case CURLE_COULDNT_RESOLVE_HOST:
       return {FetchEnd::NoHost, "the name has no address"};

@@ -49,6 +49,11 @@ std::string_view Trimmed(std::string_view text) {
   return text;
 }
 
+// Of an IPv6 literal.
+std::string WithoutBrackets(const std::string& host) {
+  return host.starts_with('[') ? host.substr(1, host.size() - 2) : host;
+}
+
 }  // namespace
 
 CurlTransfer::CurlTransfer(FetchRequest request, std::shared_ptr<FetchChannel> channel, std::shared_ptr<FetchPool> pool,
@@ -195,9 +200,12 @@ void CurlTransfer::SetFtp() {
 // libcurl reads the keys of this host alone, from memory: with other hosts' hashed names in the file it would ask the
 // server for the wrong kind of key.
 void CurlTransfer::LoadKnownHosts() {
-  std::string file;
-  Skip([&] { file = ReadSmallFile(request_.knownHosts).value_or(""); });
-  KnownKeys keys = KeysOf(file, host_, port_);
+  std::string lines;
+  for (const std::string& file : request_.knownHosts) {
+    Skip([&] { lines += ReadSmallFile(file).value_or("") + "\n"; });
+  }
+  KnownKeys keys = KeysOf(lines, WithoutBrackets(host_), port_);
+  hasKnownKey_ = !keys.lines.empty();
   revoked_ = std::move(keys.revoked);
   knownHosts_ = memfd_create("known_hosts", MFD_CLOEXEC);
   const auto size = static_cast<ssize_t>(keys.lines.size());
@@ -361,7 +369,7 @@ curl_khstat CurlTransfer::JudgeKey(const curl_khkey& found, curl_khmatch match) 
   const std::string fingerprint =
       "SHA256:" + sum.toBase64(QByteArray::Base64Encoding | QByteArray::OmitTrailingEquals).toStdString();
   if (match == CURLKHMATCH_OK || fingerprint == request_.acceptedKey) return CURLKHSTAT_FINE;
-  refusal_ = {FetchEnd::UnknownKey, fingerprint};
+  refusal_ = {FetchEnd::UnknownKey, fingerprint + " " + KindOfKey(key) + " " + key.toBase64().toStdString()};
   return CURLKHSTAT_REJECT;
 }
 
@@ -385,6 +393,7 @@ FetchOutcome CurlTransfer::Outcome(CURLcode code) const {
   end.scheme = scheme_;
   end.proxied = !request_.proxy.empty();
   end.connected = Info<curl_off_t>(CURLINFO_CONNECT_TIME_T) > 0;
+  end.knowsHostKey = hasKnownKey_;
   end.withKey = !request_.key.empty();
   end.systemError = socketError_ != 0 ? socketError_ : Info<long>(CURLINFO_OS_ERRNO);
   end.verification = Info<long>(CURLINFO_SSL_VERIFYRESULT);
