@@ -70,6 +70,8 @@ class Program {
   std::function<void(std::int16_t index)> handOverUpdate;
   std::function<void()> saveAndQuit;
   std::function<void()> listSaved;  // after each save of the list; may be empty
+  // The web engine's journal has an entry of this address and date, whether its record is listed or not; may be empty.
+  std::function<bool(const std::string& url, double added)> hasJournalEntry;
   // The windows that a language is applied to, in that order; created if need be.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;
 

@@ -1,5 +1,9 @@
 #include "mainwin/AddDownload.h"
 
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <set>
@@ -76,9 +80,29 @@ std::string Refusal(const Program& program) {
 
 std::string ListIsFull() { return "The list is full: it holds " + std::to_string(kMaxRecords) + " downloads."; }
 
+bool IsDateTaken(Program& program, const DownloadRecord& added) {
+  if (program.hasJournalEntry && program.hasJournalEntry(added.URL, added.DateAdded)) return true;
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    const DownloadRecord& record = program.Download(i);
+    const bool sameDate =
+        std::bit_cast<std::uint64_t>(record.DateAdded) == std::bit_cast<std::uint64_t>(added.DateAdded);
+    if (sameDate && record.URL == added.URL) return true;
+  }
+  return false;
+}
+
+// The web engine's journal knows a download by its address and this date: another add within the same millisecond must
+// not take up the first one's progress.
+void MakeDateUnique(Program& program, DownloadRecord& added) {
+  while (IsDateTaken(program, added)) {
+    added.DateAdded = std::nextafter(added.DateAdded, std::numeric_limits<double>::max());
+  }
+}
+
 // Puts the record into the slot of the listed one with its URL, or into a free one; 0 if the list is full. Nothing else
 // may run before the record's transfer is in its place, or two adds would take one slot.
 std::int16_t PlaceRecord(Program& program, DownloadRecord record, EngineName engine) {
+  if (engine == EngineName::Web) MakeDateUnique(program, record);
   std::int16_t index = FindListed(program, record.URL, engine);
   const bool overwrite = index != 0;
   if (!overwrite) index = FreeSlot(program);
