@@ -15,6 +15,7 @@
 #include <initializer_list>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -116,6 +117,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   // The part file
   void ChooseName(const FetchAnswer& answer);
+  std::set<std::string> ClaimedPaths();
   Task<> CreatePart();
   std::string NoRoomFor(std::uint64_t room, std::uint64_t longest) const;
   Task<> AdoptPart(Run run);
