@@ -118,6 +118,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   // The part file
   void ChooseName(const FetchAnswer& answer);
   std::set<std::string> ClaimedPaths();
+  void ForgetReplacing();
   Task<> CreatePart();
   std::string NoRoomFor(std::uint64_t room, std::uint64_t longest) const;
   Task<> AdoptPart(Run run);
@@ -195,6 +196,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   SpeedMeter meter_;
   double elapsed_ = 0;  // seconds of fetching
   std::string announced_;
+  std::string note_;  // what is to be known of the file, which is or will be complete
 };
 
 }  // namespace pellora

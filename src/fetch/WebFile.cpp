@@ -35,11 +35,14 @@ struct Wanted {
   std::string path;               // of the complete file, if nothing has it
   bool keepsPath = false;         // whatever is there now: only the part gets another name
   std::set<std::string> claimed;  // by other downloads, which are not finished
-  std::int64_t total = -1;        // bytes; -1: not known
+  std::optional<FileState> replaces;
+  std::int64_t total = -1;  // bytes; -1: not known
 };
 
-bool IsFree(const Files& all, const Wanted& wanted, const std::string& path) {
-  return wanted.keepsPath || (!wanted.claimed.contains(path) && !all.Exists(path));
+bool IsFree(const DownloadFiles& files, const Files& all, const Wanted& wanted, const std::string& path) {
+  if (wanted.keepsPath) return true;
+  if (wanted.claimed.contains(path)) return false;
+  return !all.Exists(path) || (wanted.replaces && files.StateOf(path) == wanted.replaces);
 }
 
 std::shared_ptr<DownloadFile> CreateAt(DownloadFiles& files, Files& all, const Wanted& wanted, Made& made) {
@@ -67,7 +70,7 @@ void Create(DownloadFiles& files, Files& all, const Wanted& wanted, Made& made) 
   for (int tried = 0; tried < kMostNumbers; ++tried, name = FollowingName(name)) {
     made.path = wanted.keepsPath ? wanted.path : JoinFolder(folder, name);
     made.partPath = JoinFolder(folder, PartNameOf(name));
-    if (IsFree(all, wanted, made.path)) made.file = CreateAt(files, all, wanted, made);
+    if (IsFree(files, all, wanted, made.path)) made.file = CreateAt(files, all, wanted, made);
     if (made.file) return;
   }
   throw Failure(FailureNumber::File, folder + ": no free name for " + NameOf(wanted.path));
@@ -84,6 +87,13 @@ void WebEngine::ChooseName(const FetchAnswer& answer) {
                       : JoinFolder(program_.settings.DownloadFolder, FileNameFromReply(answer, current_));
   }
   record.FileName = NameOf(entry_.path);
+}
+
+// The file gets another name than the one that the user has let it take.
+void WebEngine::ForgetReplacing() {
+  if (!entry_.replaces) return;
+  entry_.replaces.reset();
+  note_ = Say(WebText::ReplacedChanged);
 }
 
 // What other unfinished downloads will be called, of either engine.
@@ -116,7 +126,7 @@ Task<> WebEngine::CreatePart() {
   std::string failed;
   try {
     // The former part of a download that begins anew keeps its name.
-    const Wanted wanted{entry_.path, !entry_.oldPartPath.empty(), ClaimedPaths(), facts_.total};
+    const Wanted wanted{entry_.path, !entry_.oldPartPath.empty(), ClaimedPaths(), entry_.replaces, facts_.total};
     Background::Work work = [made, files = program_.platform.downloadFiles, all = &program_.platform.files, wanted] {
       Create(*files, *all, wanted, *made);
     };
@@ -138,6 +148,7 @@ Task<> WebEngine::CreatePart() {
     if (Fetching()) Rest(FetchEvent::DiskFailed, failed);
     co_return;
   }
+  if (made->path != entry_.path) ForgetReplacing();
   entry_.path = made->path;
   entry_.partPath = made->partPath;
   entry_.part = made->identity;
@@ -405,6 +416,7 @@ Task<> WebEngine::Finish(Run run) {
       co_return;
     }
     if (state_ != FetchState::Finishing) co_return;
+    ForgetReplacing();
     const std::set<std::string> claimed = ClaimedPaths();
     do name = FollowingName(name);
     while (claimed.contains(JoinFolder(folder, name)));
@@ -469,11 +481,13 @@ void WebEngine::Finished() {
   figures.standing = WebStanding::Finished;
   entry_.partPath.clear();
   written_ = entry_.held;
+  if (unconfirmed_) note_ = Say(WebText::LengthNotConfirmed);
+  entry_.reason = note_;
   DeletePartFile(program_.platform, entry_.oldPartPath, entry_.oldPart);
   entry_.oldPartPath.clear();
   WriteJournal(JournalState::Finished);
   (void)SaveListBeforeTouchingParts(program_);
-  Announce(unconfirmed_ ? Say(WebText::LengthNotConfirmed) : program_.Text(kTextWebComplete));
+  Announce(note_.empty() ? program_.Text(kTextWebComplete) : note_);
   if (view_ != nullptr) view_->SetFinished();
   Draw();
   program_.lists->RefreshRows(kAllRows, kForced);

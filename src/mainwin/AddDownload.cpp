@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "async/Boxes.h"
+#include "async/InBackground.h"
 #include "async/TaskLoop.h"
 #include "core/EngineChoice.h"
 #include "core/Program.h"
@@ -17,6 +18,7 @@
 #include "core/RecordLife.h"
 #include "core/Scheme.h"
 #include "ports/Dialogs.h"
+#include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
 #include "ports/Machine.h"
@@ -122,6 +124,21 @@ bool QueueIfBusy(Program& program, std::int16_t index) {
   return true;
 }
 
+// The file at a path that the save dialog has returned: the dialog has asked whether it may be replaced. A file that
+// cannot be examined counts as not confirmed, and is not replaced.
+Task<std::optional<FileState>> ConfirmedReplacing(Program* program, std::string path) {
+  const auto found = std::make_shared<std::optional<FileState>>();
+  DownloadFiles* const files = program->platform.downloadFiles;
+  if (files == nullptr) co_return std::nullopt;
+  try {
+    Background::Work look = [found, files, path] { *found = files->StateOf(path); };
+    co_await InBackground(&program->platform, std::move(look));
+  } catch (const Failure&) {
+    found->reset();
+  }
+  co_return *found;
+}
+
 Task<> StartPlaced(Program* program, std::int16_t index) {
   co_await StartTransfer(program, index, Start::Added);
   program->lists->RefreshRows(kAllRows, kUnforced);
@@ -146,6 +163,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   if (listed() != 0 && !claim.emplace(program->askedUrls, address.listed).Has()) co_return;
 
   std::optional<std::string> path;
+  std::optional<FileState> replaced;
   if (kind != 0) {
     path = UpdatePath(*program, address.parsed.fileName);
   } else if (program->settings.SaveAs) {
@@ -153,6 +171,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
                         program->Text(kAllFiles) + " (*.*)|*.*"};
     path = co_await boxes.AskSavePath(std::move(request));
     if (!path) co_return;
+    if (address.engine == EngineName::Web) replaced = co_await ConfirmedReplacing(program, *path);
   }
 
   if (listed() != 0) {
@@ -176,6 +195,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
     program->lists->Status(ListIsFull());
     co_return;
   }
+  if (replaced && program->replacingConfirmed) program->replacingConfirmed(index, *replaced);
   const bool queued = QueueIfBusy(*program, index);
   // It moves from the finished files to the current downloads.
   if (wasFinished) {
