@@ -163,6 +163,12 @@ struct App::Parts {
     web = std::make_shared<WebServices>(platform, JoinFolder(FolderOf(ListPath(program)), kJournalName), seed);
     program.newWebEngine = [this](Program&) { return std::make_shared<WebEngine>(program, web); };
     program.listSaved = [this] { SweepJournal(program, *web); };
+    program.replacingConfirmed = [this](std::int16_t index, const FileState& replaced) {
+      RememberReplacing(program, *web, index, replaced);
+    };
+    program.hasJournalEntry = [this](const std::string& url, double added) {
+      return web->journal.Find(JournalKeyOf(url, added)) != nullptr;
+    };
   }
 
   Program program;

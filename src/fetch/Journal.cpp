@@ -81,6 +81,14 @@ std::vector<JournalEntry> Journal::Entries() const {
   return all;
 }
 
+std::set<std::string> Journal::ClaimedPaths(const JournalKey& own) const {
+  std::set<std::string> paths;
+  for (const auto& [key, entry] : entries_) {
+    if (!(key == own) && entry.state != JournalState::Finished && !entry.path.empty()) paths.insert(entry.path);
+  }
+  return paths;
+}
+
 void Journal::Put(const JournalEntry& entry, Done done) {
   entries_[entry.key] = entry;
   Append(JournalLine(entry), std::move(done));

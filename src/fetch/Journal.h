@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,8 @@ class Journal {
 
   const JournalEntry* Find(const JournalKey& key) const;  // null if there is none
   std::vector<JournalEntry> Entries() const;
+  // What downloads other than `own` that are not finished will be called.
+  std::set<std::string> ClaimedPaths(const JournalKey& own) const;
   std::uint64_t NewId() { return nextId_++; }
 
   using Done = std::function<void(bool written)>;

@@ -15,6 +15,7 @@
 #include <initializer_list>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -128,6 +129,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   // The part file
   void ChooseName(const FetchAnswer& answer);
+  std::set<std::string> ClaimedPaths();
+  void ForgetReplacing();
   Task<> CreatePart();
   std::string NoRoomFor(std::uint64_t room, std::uint64_t longest) const;
   Task<> AdoptPart(Run run);
@@ -205,6 +208,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   SpeedMeter meter_;
   double elapsed_ = 0;  // seconds of fetching
   std::string announced_;
+  std::string note_;  // what is to be known of the file, which is or will be complete
 };
 
 }  // namespace pellora

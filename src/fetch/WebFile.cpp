@@ -1,8 +1,10 @@
 // A download's part file, from the first block to the name of the complete file.
 #include <algorithm>
+#include <set>
 
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
+#include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "core/ListFile.h"
 #include "fetch/FileNameFromReply.h"
@@ -19,7 +21,8 @@ constexpr int kMostNumbers = 10000;  // "NAME (2)", "NAME (3)", ...
 
 // Results of a work, written by it alone and read once it is over.
 struct Made {
-  std::string path;
+  std::string path;  // of the complete file
+  std::string partPath;
   std::shared_ptr<DownloadFile> file;
   FileIdentity identity;
   std::uint64_t room = 0;  // on the disk, bytes
@@ -27,42 +30,82 @@ struct Made {
   bool locked = false;  // it is there, and another program or an earlier run has it
 };
 
-// The first free name for the part, with room for `total` bytes; -1: not known.
-void Create(DownloadFiles& files, Files& all, const std::string& folder, const std::string& name, std::int64_t total,
-            Made& made) {
-  const auto wanted = static_cast<std::uint64_t>(std::max<std::int64_t>(0, total));
+// What a new part file is for.
+struct Wanted {
+  std::string path;               // of the complete file, if nothing has it
+  bool keepsPath = false;         // whatever is there now: only the part gets another name
+  std::set<std::string> claimed;  // by other downloads, which are not finished
+  std::optional<FileState> replaces;
+  std::int64_t total = -1;  // bytes; -1: not known
+};
+
+bool IsFree(const DownloadFiles& files, const Files& all, const Wanted& wanted, const std::string& path) {
+  if (wanted.keepsPath) return true;
+  if (wanted.claimed.contains(path)) return false;
+  return !all.Exists(path) || (wanted.replaces && files.StateOf(path) == wanted.replaces);
+}
+
+std::shared_ptr<DownloadFile> CreateAt(DownloadFiles& files, Files& all, const Wanted& wanted, Made& made) {
+  std::unique_ptr<DownloadFile> file = files.Create(made.partPath);
+  if (!file) return nullptr;
+  try {
+    if (wanted.total > 0) file->Reserve(static_cast<std::uint64_t>(wanted.total));
+    made.identity = file->State().identity;
+  } catch (const Failure&) {
+    file.reset();
+    Skip([&] { all.Delete(made.partPath); });
+    throw;
+  }
+  return file;
+}
+
+// The first name that is free for the file and for its part, with room for all of it.
+void Create(DownloadFiles& files, Files& all, const Wanted& wanted, Made& made) {
+  const std::string folder = FolderOf(wanted.path);
+  const auto length = static_cast<std::uint64_t>(std::max<std::int64_t>(0, wanted.total));
   made.room = files.RoomIn(folder);
   made.longest = files.LongestFileIn(folder);
-  if (wanted > made.room || wanted > made.longest) return;
-  for (int number = 1; number < kMostNumbers; ++number) {
-    made.path = JoinFolder(folder, PartNameOf(NumberedName(name, number)));
-    std::unique_ptr<DownloadFile> file = files.Create(made.path);
-    if (!file) continue;
-    try {
-      if (total > 0) file->Reserve(static_cast<std::uint64_t>(total));
-      made.identity = file->State().identity;
-    } catch (const Failure&) {
-      file.reset();
-      Skip([&] { all.Delete(made.path); });
-      throw;
-    }
-    made.file = std::move(file);
-    return;
+  if (length > made.room || length > made.longest) return;
+  std::string name = NameOf(wanted.path);
+  for (int tried = 0; tried < kMostNumbers; ++tried, name = FollowingName(name)) {
+    made.path = wanted.keepsPath ? wanted.path : JoinFolder(folder, name);
+    made.partPath = JoinFolder(folder, PartNameOf(name));
+    if (IsFree(files, all, wanted, made.path)) made.file = CreateAt(files, all, wanted, made);
+    if (made.file) return;
   }
-  throw Failure(FailureNumber::File, folder + ": no free name for " + name);
+  throw Failure(FailureNumber::File, folder + ": no free name for " + NameOf(wanted.path));
 }
 
 }  // namespace
 
+// The first answer of all decides.
 void WebEngine::ChooseName(const FetchAnswer& answer) {
   DownloadRecord& record = Record();
-  if (record.HasSavePath) {
-    entry_.path = record.SavePath;
-    record.FileName = NameOf(record.SavePath);
-    return;
+  if (entry_.path.empty()) {
+    entry_.path = record.HasSavePath
+                      ? record.SavePath
+                      : JoinFolder(program_.settings.DownloadFolder, FileNameFromReply(answer, current_));
   }
-  record.FileName = FileNameFromReply(answer, current_);
-  entry_.path = JoinFolder(program_.settings.DownloadFolder, record.FileName);
+  record.FileName = NameOf(entry_.path);
+}
+
+// The file gets another name than the one that the user has let it take.
+void WebEngine::ForgetReplacing() {
+  if (!entry_.replaces) return;
+  entry_.replaces.reset();
+  note_ = Say(WebText::ReplacedChanged);
+}
+
+// What other unfinished downloads will be called, of either engine.
+std::set<std::string> WebEngine::ClaimedPaths() {
+  std::set<std::string> claimed = services_->journal.ClaimedPaths(entry_.key);
+  for (int i = 1; i <= program_.DownloadCount; ++i) {
+    const DownloadRecord& record = program_.Download(i);
+    if (!record.InUse || record.Finished || record.FileName.empty() || IsWebRecord(program_, i)) continue;
+    claimed.insert(record.HasSavePath ? record.SavePath
+                                      : JoinFolder(program_.settings.DownloadFolder, record.FileName));
+  }
+  return claimed;
 }
 
 std::string WebEngine::NoRoomFor(std::uint64_t room, std::uint64_t longest) const {
@@ -82,9 +125,11 @@ Task<> WebEngine::CreatePart() {
   const auto made = std::make_shared<Made>();
   std::string failed;
   try {
-    Background::Work work = [made, files = program_.platform.downloadFiles, all = &program_.platform.files,
-                             folder = FolderOf(entry_.path), name = NameOf(entry_.path),
-                             total = facts_.total] { Create(*files, *all, folder, name, total, *made); };
+    // The former part of a download that begins anew keeps its name.
+    const Wanted wanted{entry_.path, !entry_.oldPartPath.empty(), ClaimedPaths(), entry_.replaces, facts_.total};
+    Background::Work work = [made, files = program_.platform.downloadFiles, all = &program_.platform.files, wanted] {
+      Create(*files, *all, wanted, *made);
+    };
     co_await InBackground(&program_.platform, std::move(work));
     if (!made->file) failed = NoRoomFor(made->room, made->longest);
   } catch (const Failure& failure) {
@@ -92,19 +137,23 @@ Task<> WebEngine::CreatePart() {
   }
   if (!StillCurrent()) {
     if (made->file) {
-      program_.platform.background.Run([made, files = &program_.platform.files] { files->Delete(made->path); },
+      program_.platform.background.Run([made, files = &program_.platform.files] { files->Delete(made->partPath); },
                                        [](const std::exception_ptr&) {});
     }
     co_return;
   }
   if (!failed.empty()) {
     factsKnown_ = false;
+    entry_.path.clear();  // the settings may name another folder at the next try
     if (Fetching()) Rest(FetchEvent::DiskFailed, failed);
     co_return;
   }
-  entry_.partPath = made->path;
+  if (made->path != entry_.path) ForgetReplacing();
+  entry_.path = made->path;
+  entry_.partPath = made->partPath;
   entry_.part = made->identity;
-  part_ = std::make_shared<PartFile>(program_.platform, made->path, made->file, made->identity);
+  Record().FileName = NameOf(entry_.path);
+  part_ = std::make_shared<PartFile>(program_.platform, made->partPath, made->file, made->identity);
   entry_.held = {};
   WriteJournal(JournalStateNow());
   if (Fetching()) PartIsReady();
@@ -114,13 +163,13 @@ Task<> WebEngine::CreatePart() {
 Task<> WebEngine::AdoptPart(Run run) {
   const auto hold = Hold();
   const auto made = std::make_shared<Made>();
-  made->path = entry_.partPath;
+  made->partPath = entry_.partPath;
   made->identity = entry_.part;
   std::string failed;
   try {
     Background::Work work = [made, files = program_.platform.downloadFiles, held = entry_.held]() mutable {
-      made->file = files->Adopt(made->path, made->identity);
-      const std::optional<FileState> there = files->StateOf(made->path);
+      made->file = files->Adopt(made->partPath, made->identity);
+      const std::optional<FileState> there = files->StateOf(made->partPath);
       made->locked = !made->file && there && there->identity.inode == made->identity.inode;
       if (made->file) made->identity = made->file->State().identity;
       if (made->file && !held.Ranges().empty() &&
@@ -133,14 +182,14 @@ Task<> WebEngine::AdoptPart(Run run) {
     failed = failure.what();
   }
   if (!StillCurrent() || run != run_ || state_ != FetchState::Opening) co_return;
-  if (made->locked) failed = made->path;
+  if (made->locked) failed = made->partPath;
   if (!failed.empty()) {
     Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
     co_return;
   }
   if (made->file) {
     entry_.part = made->identity;
-    part_ = std::make_shared<PartFile>(program_.platform, made->path, made->file, made->identity);
+    part_ = std::make_shared<PartFile>(program_.platform, made->partPath, made->file, made->identity);
   } else {
     DropPart();
   }
@@ -371,15 +420,19 @@ Task<> WebEngine::Finish(Run run) {
   }
   entry_.held = IntervalSet({{0, facts_.total}});
   const std::string folder = FolderOf(entry_.path);
-  const std::string name = NameOf(entry_.path);
-  for (int number = 1; number < kMostNumbers; ++number) {
-    const bool published = co_await PublishAs(run, JoinFolder(folder, NumberedName(name, number)));
+  std::string name = NameOf(entry_.path);
+  for (int tried = 0; tried < kMostNumbers; ++tried) {
+    const bool published = co_await PublishAs(run, JoinFolder(folder, name));
     if (!StillCurrent()) co_return;
     if (published) {
       Finished();
       co_return;
     }
     if (state_ != FetchState::Finishing) co_return;
+    ForgetReplacing();
+    const std::set<std::string> claimed = ClaimedPaths();
+    do name = FollowingName(name);
+    while (claimed.contains(JoinFolder(folder, name)));
   }
 }
 
@@ -441,11 +494,13 @@ void WebEngine::Finished() {
   figures.standing = WebStanding::Finished;
   entry_.partPath.clear();
   written_ = entry_.held;
+  if (unconfirmed_) note_ = Say(WebText::LengthNotConfirmed);
+  entry_.reason = note_;
   DeletePartFile(program_.platform, entry_.oldPartPath, entry_.oldPart);
   entry_.oldPartPath.clear();
   WriteJournal(JournalState::Finished);
   (void)SaveListBeforeTouchingParts(program_);
-  Announce(unconfirmed_ ? Say(WebText::LengthNotConfirmed) : program_.Text(kTextWebComplete));
+  Announce(note_.empty() ? program_.Text(kTextWebComplete) : note_);
   if (view_ != nullptr) view_->SetFinished();
   Draw();
   program_.lists->RefreshRows(kAllRows, kForced);

@@ -1,5 +1,6 @@
 #include "fetch/WebRecords.h"
 
+#include <algorithm>
 #include <bit>
 #include <map>
 #include <optional>
@@ -54,9 +55,10 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   figures.size = entry.facts.total;
   record.Active = false;
   record.Received = HeldToInt32(figures.received);
-  record.FileSize = HeldToInt32(figures.size);
+  record.FileSize = HeldToInt32(std::max<std::int64_t>(0, figures.size));
   if (entry.state == JournalState::Finished) {
     figures.standing = WebStanding::Finished;
+    figures.reason = entry.reason;
     record.Finished = true;
     record.Paused = false;
     record.Percent = 100.0F;
@@ -109,6 +111,17 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       TakeFigures(program, program.DownloadCount, entry);
     }
   }
+}
+
+void RememberReplacing(Program& program, WebServices& services, std::int16_t index, const FileState& replaced) {
+  const DownloadRecord& record = program.Download(index);
+  JournalEntry entry;
+  entry.key = JournalKeyOf(record.URL, record.DateAdded);
+  entry.id = services.journal.NewId();
+  entry.path = record.SavePath;
+  entry.replaces = replaced;
+  services.listed.insert(entry.key);
+  services.journal.Put(entry);
 }
 
 void SweepJournal(Program& program, WebServices& services) {

@@ -229,6 +229,7 @@ void MainWindow::RefreshDownList() {
     row.key = record.URL;
     row.text = record.FileName;
     row.icon = FileTypePicture(record.SavePath);
+    row.toolTip = ReasonOf(program_, i);
     row.subItems.resize(kFinishedSubItems);
     row.subItems[kFinishedSize] = FormatSize(SizeOf(i), program_.LangStrings, separator);
     row.subItems[kFinishedUrl] = record.URL;
