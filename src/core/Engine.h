@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "async/Task.h"
@@ -42,12 +43,20 @@ struct Totals {
 // What Command3 does at a click. It is never derived from the record: its caption changes at moments.
 enum class Command3Means { Pause, Resume };
 
+// What the user is to decide in the download's window.
+struct EngineQuestion {
+  std::string yes;  // captions of the buttons
+  std::string no;
+  std::function<void(bool)> answer;  // called once, or never
+};
+
 // Called from the engine's events, at once.
 class EngineView {
  public:
   virtual void ShowState(const std::string& text) = 0;
   virtual void ShowAddress(const std::string& url) = 0;
-  virtual void ShowCommand3(Command3Means means) = 0;
+  virtual void ShowCommand3(Command3Means means) = 0;  // and an open question is void
+  virtual void ShowQuestion(EngineQuestion question) = 0;
   virtual void EnableCommand3(bool enabled) = 0;
   virtual void ShowLanes(int count) = 0;  // so many rows, and no more
   virtual void RefreshList(std::int16_t row) = 0;

@@ -64,6 +64,10 @@ constexpr std::array kEnglish = {
     English{WebText::WrongCoding, "The server sends the file in a coding that Pellora does not accept."},
     English{WebText::AskTrustKey, "Trust this server?"},
     English{WebText::AskBeginAnew, "Begin anew? The part that is here is kept until the new file is complete."},
+    English{WebText::TrustKey, "Trust"},
+    English{WebText::RefuseKey, "Do Not Trust"},
+    English{WebText::BeginAnew, "Begin Anew"},
+    English{WebText::KeepPart, "Keep This Part"},
 };
 
 }  // namespace

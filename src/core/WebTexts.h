@@ -69,6 +69,11 @@ enum class WebText : std::int16_t {
   // Questions, after the reason.
   AskTrustKey = 849,
   AskBeginAnew = 850,
+  // And the buttons that answer them.
+  TrustKey = 860,
+  RefuseKey = 861,
+  BeginAnew = 862,
+  KeepPart = 863,
 };
 
 // Writes the English texts, over whatever is there.

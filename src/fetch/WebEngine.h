@@ -114,9 +114,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason);
   void EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason);
   RoundCause CauseOf(FetchEnd end) const;
-  Task<> AskAboutChange(Run run);
-  Task<> AskAboutKey(Run run, HostKey key);
-  Task<bool> AskToTrust(HostKey key);
+  void Ask(const std::string& reason, const std::string& question, std::string yes, std::string no,
+           std::function<void(bool)> answer);
+  void AskAboutKey(const WebLane& lane, const HostKey& key);
   void BeginAnew();
   void LaneLost(WebLane& lane, const std::string& reason, RoundCause cause, std::int64_t retryAfterSeconds = 0);
   void RoundEnded(RoundCause cause, std::int64_t wait);

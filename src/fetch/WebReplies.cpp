@@ -1,15 +1,12 @@
 // What answers and ends of requests mean to a download.
 #include <algorithm>
 
-#include "async/InBackground.h"
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/HttpDate.h"
 #include "fetch/WebEngine.h"
 #include "fetch/WebWords.h"
-#include "ports/Background.h"
-#include "ports/Failure.h"
 #include "ports/Network.h"
 
 namespace pellora {
@@ -260,24 +257,28 @@ void WebEngine::Redirect(WebLane& lane, const ReplyReading& reading) {
   BeginRequest(lane, lane.Asked());
 }
 
-void WebEngine::HasChanged() {
-  if (!Fetching()) return;
+// The question is in the window, where it holds nothing else up; the row has its reason.
+void WebEngine::Ask(const std::string& reason, const std::string& question, std::string yes, std::string no,
+                    std::function<void(bool)> answer) {
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
-  Rest(FetchEvent::Question, Say(WebText::Changed));
-  program_.platform.tasks.Spawn(AskAboutChange(run_));
+  Rest(FetchEvent::Question, reason);
+  Announce(reason + " " + question);
+  EngineQuestion asked{std::move(yes), std::move(no), {}};
+  asked.answer = [weak = weak_from_this(), run = run_, answer = std::move(answer)](bool isYes) {
+    const std::shared_ptr<WebEngine> self = weak.lock();
+    if (self && self->StillCurrent() && run == self->run_ && self->state_ == FetchState::Asking) answer(isYes);
+  };
+  if (view_ != nullptr) view_->ShowQuestion(std::move(asked));
+  Draw();
 }
 
-Task<> WebEngine::AskAboutChange(Run run) {
-  const auto hold = Hold();
-  BoxRequest request{Record().FileName + ": " + Say(WebText::Changed) + "\n" + Say(WebText::AskBeginAnew), kProgramName,
-                     kYesNo | kQuestion};
-  const int answer = co_await program_.boxes.Ask(this, std::move(request));
-  if (!StillCurrent() || run != run_ || state_ != FetchState::Asking) co_return;
-  if (answer != kAnswerYes) {
-    Rest(FetchEvent::AnswerNo, Say(WebText::Changed));
-    co_return;
-  }
-  BeginAnew();
+void WebEngine::HasChanged() {
+  if (!Fetching()) return;
+  Ask(Say(WebText::Changed), Say(WebText::AskBeginAnew), Say(WebText::BeginAnew), Say(WebText::KeepPart),
+      [this](bool yes) {
+        if (yes) return BeginAnew();
+        Rest(FetchEvent::AnswerNo, Say(WebText::Changed));
+      });
 }
 
 void WebEngine::BeginAnew() {
@@ -294,45 +295,21 @@ void WebEngine::BeginAnew() {
 }
 
 // Whether the user trusts the server, whose key is then kept. Downloads from one server ask once.
-Task<bool> WebEngine::AskToTrust(HostKey key) {
-  const auto hold = Hold();
-  HostKeys& keys = services_->keys;
-  const std::string origin = OriginOf(current_);
-  const std::string line = KnownHostsName(current_) + " " + key.key;
-  if (keys.AcceptedFor(origin) == key.fingerprint) co_return true;
-  if (const HostKeys::Answer open = keys.Find(origin, key.fingerprint)) {
-    std::function<bool()> answered = [open] { return open->has_value(); };
-    co_await program_.platform.tasks.Until(std::move(answered));
-    co_return open->value();
-  }
-  keys.Begin(origin, key.fingerprint);
-  BoxRequest request{Say(WebText::UnknownKey, {current_.host, key.fingerprint}) + "\n" + Say(WebText::AskTrustKey),
-                     kProgramName, kYesNo | kQuestion};
-  const int answer = co_await program_.boxes.Ask(this, std::move(request));
-  keys.End(origin, key.fingerprint, answer == kAnswerYes);
-  const std::string file = KnownHostsFile(program_.platform);
-  if (answer != kAnswerYes || file.empty() || key.key.empty()) co_return answer == kAnswerYes;
-  Background::Work write = [platform = &program_.platform, file, line] {
-    AddKnownHost(platform->files, *platform->downloadFiles, file, line);
-  };
-  try {
-    co_await InBackground(&program_.platform, std::move(write));
-  } catch (const Failure&) {
-    // Asked again at the next start.
-  }
-  co_return true;
-}
-
-Task<> WebEngine::AskAboutKey(Run run, HostKey key) {
-  const auto hold = Hold();
-  const bool trusted = co_await AskToTrust(key);
-  if (!StillCurrent() || run != run_ || state_ != FetchState::Asking) co_return;
-  if (!trusted) {
-    Rest(FetchEvent::AnswerNo, Say(WebText::UnknownKey, {current_.host, key.fingerprint}));
-    co_return;
-  }
-  state_ = FetchState::Paused;
-  Start();
+void WebEngine::AskAboutKey(const WebLane& lane, const HostKey& key) {
+  const WebAddress address = lane.address;
+  const std::string reason = Say(WebText::UnknownKey, {address.host, key.fingerprint});
+  Ask(reason, Say(WebText::AskTrustKey), Say(WebText::TrustKey), Say(WebText::RefuseKey),
+      [this, address, key, reason](bool yes) {
+        if (!yes) return Rest(FetchEvent::AnswerNo, reason);
+        program_.platform.tasks.Spawn(KeepHostKey(&program_.platform, address, key));
+        services_->keys.Accept(OriginOf(address), key.fingerprint);
+      });
+  services_->keys.WhenAccepted(OriginOf(address), key.fingerprint, [weak = weak_from_this(), run = run_] {
+    const std::shared_ptr<WebEngine> self = weak.lock();
+    if (!self || !self->StillCurrent() || run != self->run_ || self->state_ != FetchState::Asking) return;
+    self->state_ = FetchState::Paused;
+    self->Start();
+  });
 }
 
 void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason) {
@@ -361,9 +338,9 @@ void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& 
       return Refused(lane, sentence);
     case FetchEnd::UnknownKey: {
       if (OthersAreOpen(lane)) return GoOnWithout(lane);
-      Rest(FetchEvent::Question, sentence);
-      program_.platform.tasks.Spawn(AskAboutKey(run_, ReadHostKey(reason)));
-      return;
+      const HostKey key = ReadHostKey(reason);
+      if (services_->keys.AcceptedFor(OriginOf(lane.address)) != key.fingerprint) return AskAboutKey(lane, key);
+      break;  // accepted for another download meanwhile
     }
     case FetchEnd::NoConnect:
       if (OthersFlow(lane)) return TakesNoMore(lane);

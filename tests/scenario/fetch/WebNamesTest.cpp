@@ -106,8 +106,8 @@ TEST_F(WebNames, StayWhereADownloadBeginsAnew) {
   sim.RunFor(3000);
   const SimContent changed = Serve("/a.zip", 20'000'000, 2);
   Resume();
-  ASSERT_TRUE(RunUntilABoxIsOpen());
-  Answer(kAnswerYes);
+  ASSERT_TRUE(RunUntilAsked());
+  Answer(true);
   ASSERT_TRUE(sim.RunUntil([&] { return InFolder() == Names{"a (2).zip.part", "a.zip.part"}; }));
   EXPECT_EQ(Record().FileName, "a.zip");
   ASSERT_TRUE(RunUntilFinished());

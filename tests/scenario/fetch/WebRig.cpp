@@ -69,9 +69,16 @@ void WebRig::Resume(std::int16_t index) {
   }
 }
 
-void WebRig::Answer(int answer) {
-  sim.dialogs().AnswerNext(answer);
-  sim.RunReady();
+void WebRig::Answer(bool yes, std::int16_t index) {
+  const auto window = WindowOf(index);
+  sim.Do([&] { (yes ? window->Command1 : window->Command3).Click(); });
+}
+
+bool WebRig::Asks(int index) {
+  const auto window = WindowOf(index);
+  if (!window) return false;
+  const std::string caption = window->Command1.Caption();
+  return caption == TextOf(program, WebText::BeginAnew) || caption == TextOf(program, WebText::TrustKey);
 }
 
 void WebRig::Load() {
