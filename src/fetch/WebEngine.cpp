@@ -6,7 +6,9 @@
 #include "core/Numbers.h"
 #include "core/RecordLife.h"
 #include "core/Version.h"
+#include "fetch/EnvironmentProxy.h"
 #include "fetch/WebWords.h"
+#include "ports/Machine.h"
 #include "ports/Network.h"
 
 namespace pellora {
@@ -20,6 +22,13 @@ constexpr std::int64_t kRefreshEvery = 200;    // ms
 constexpr std::int64_t kNetworkRetest = 1000;  // ms
 constexpr int kSpareLanes = 1;                 // relieve a slow one
 constexpr float kMostUnfinished = 99.9F;       // percent: 100 is for a file that has its name
+
+// A value with a control character could end its line, and is not sent.
+void AddHeader(FetchRequest& request, const char* name, std::string value) {
+  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
+  if (value.empty() || std::any_of(value.begin(), value.end(), isControl)) return;
+  request.headers.push_back({name, std::move(value)});
+}
 
 }  // namespace
 
@@ -115,6 +124,7 @@ void WebEngine::Start() {
   if (!record.UserName.empty()) given_.user = record.UserName;
   if (!record.Password.empty()) given_.password = record.Password;
   current_ = given_;
+  netrc_ = ReadNetrc(program_.platform);
   if (part_ || entry_.partPath.empty()) {
     Open();
   } else {
@@ -315,8 +325,28 @@ void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
   BeginRequest(lane, asked);
 }
 
-FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
+// The address's own login goes to its origin; the user's ~/.netrc names others. A default is meant for anonymous FTP, not
+// for every web site.
+NetrcLogin WebEngine::LoginFor(const WebAddress& address) const {
+  const bool own = SharesSecrets(given_, address);
+  if (own && !given_.password.empty()) return {given_.user, given_.password};
+  const std::string user = own ? given_.user : std::string();
+  const bool withDefault = address.scheme == WebScheme::Ftp || address.scheme == WebScheme::Ftps;
+  NetrcLogin login = LoginIn(netrc_, address.host, user, withDefault);
+  if (login.user.empty()) login.user = user;
+  return login;
+}
+
+std::string WebEngine::ProxyFor(const WebAddress& address) const {
   const Settings& settings = program_.settings;
+  if (!settings.ProxyHTTP) {
+    return EnvironmentProxy(address, [this](const std::string& name) { return program_.platform.machine.Variable(name); });
+  }
+  if (!IsHttp(address.scheme)) return {};
+  return "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);
+}
+
+FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
   FetchRequest request;
   request.url = WireUrl(current_);
   request.ranged = asked.ranged;
@@ -324,28 +354,23 @@ FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) 
   request.to = asked.to;
   request.http2 = http2_;
   request.certificates = program_.settings.ExtraCertificates;
-  const bool trusted = SharesSecrets(given_, current_);
-  if (trusted) {
-    request.user = given_.user;
-    request.password = given_.password;
-  }
+  NetrcLogin login = LoginFor(current_);
+  request.user = std::move(login.user);
+  request.password = std::move(login.password);
   if (current_.scheme == WebScheme::Sftp) {
     request.knownHosts = KnownHostsFiles(program_.platform);
     request.acceptedKey = services_->keys.AcceptedFor(OriginOf(current_));
     if (!request.user.empty()) request.key = PrivateKeyFile(program_.platform);
   }
-  if (settings.ProxyHTTP && IsHttp(current_.scheme)) {
-    request.proxy = "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);
-  } else if (lane.Number() > 0) {
-    request.address = peer_;
-  }
+  request.proxy = ProxyFor(current_);
+  if (request.proxy.empty() && lane.Number() > 0) request.address = peer_;
   if (!IsHttp(current_.scheme)) return request;
-  request.headers = {{"User-Agent", std::string("Pellora/") + kFullVersionText}, {"Accept", "*/*"}};
-  if (trusted && !cookies_.empty()) request.headers.push_back({"Cookie", cookies_});
+  AddHeader(request, "User-Agent", std::string("Pellora/") + kFullVersionText);
+  AddHeader(request, "Accept", "*/*");
+  if (SharesSecrets(given_, current_)) AddHeader(request, "Cookie", cookies_);
   const std::optional<WebAddress> page = ParseWebAddress(entry_.referrer);
-  const std::string referrer = page ? ReferrerFor(*page, current_) : "";
-  if (!referrer.empty()) request.headers.push_back({"Referer", referrer});
-  if (asked.conditional) request.headers.push_back({"If-Range", IfRangeOf(facts_.validator)});
+  if (page) AddHeader(request, "Referer", ReferrerFor(*page, current_));
+  if (asked.conditional) AddHeader(request, "If-Range", IfRangeOf(facts_.validator));
   return request;
 }
 

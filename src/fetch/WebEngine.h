@@ -25,6 +25,7 @@
 #include "core/Program.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
+#include "fetch/Netrc.h"
 #include "fetch/PartFile.h"
 #include "fetch/RangePlan.h"
 #include "fetch/WebLane.h"
@@ -84,6 +85,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void OpenWhole(WebLane& lane);  // without Range, comparing what is held
   void BeginRequest(WebLane& lane, AskedFor asked);
   void AskForSample(WebLane& lane);
+  NetrcLogin LoginFor(const WebAddress& address) const;
+  std::string ProxyFor(const WebAddress& address) const;
   FetchRequest MakeRequest(const WebLane& lane, const AskedFor& asked) const;
   void AskAgain(WebLane& lane, AskedFor asked);
   WebLane& LaneOf(int number);
@@ -148,6 +151,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   WebAddress given_;    // with the login
   WebAddress current_;  // where redirects have led to
+  std::string netrc_;
   int redirects_ = 0;
   std::string cookies_;  // for the origin of `given_`
   std::string peer_;     // numeric address of the first answer's server
