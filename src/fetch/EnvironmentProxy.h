@@ -1,8 +1,9 @@
 // EnvironmentProxy: the proxy that the user's environment names for an address.
 //
 // "http_proxy", "https_proxy", "ftp_proxy" (ftps too), else "all_proxy"; in capitals where there is none in small
-// letters, but never HTTP_PROXY, which a request to a CGI program can set. "no_proxy" excepts hosts: a list, separated by
-// commas or blanks, of names, which stand for the names below them too, and of addresses, each with a port or without;
+// letters, but never HTTP_PROXY, which a request to a CGI program can set. "no_proxy" excepts hosts: a list, separated
+// by commas or blanks, of names, which stand for the names below them too, and of addresses, each with a port or
+// without;
 // "*" alone excepts all.
 #pragma once
 

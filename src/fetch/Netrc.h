@@ -21,8 +21,8 @@ struct NetrcLogin {
   bool operator==(const NetrcLogin&) const = default;
 };
 
-// The login for this host: that of the first fitting machine, else of the default. With `user`, the first entry for this
-// user. Empty if there is none. A login with a control character is none.
+// The login for this host: that of the first fitting machine, else of the default. With `user`, the first entry for
+// this user. Empty if there is none. A login with a control character is none.
 NetrcLogin LoginIn(std::string_view netrc, std::string_view host, std::string_view user, bool withDefault);
 
 // The file's content; empty if it is missing or another user's, or if others may read it.

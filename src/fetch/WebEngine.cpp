@@ -325,8 +325,8 @@ void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
   BeginRequest(lane, asked);
 }
 
-// The address's own login goes to its origin; the user's ~/.netrc names others. A default is meant for anonymous FTP, not
-// for every web site.
+// The address's own login goes to its origin; the user's ~/.netrc names others. A default is meant for anonymous FTP,
+// not for every web site.
 NetrcLogin WebEngine::LoginFor(const WebAddress& address) const {
   const bool own = SharesSecrets(given_, address);
   if (own && !given_.password.empty()) return {given_.user, given_.password};
@@ -340,7 +340,8 @@ NetrcLogin WebEngine::LoginFor(const WebAddress& address) const {
 std::string WebEngine::ProxyFor(const WebAddress& address) const {
   const Settings& settings = program_.settings;
   if (!settings.ProxyHTTP) {
-    return EnvironmentProxy(address, [this](const std::string& name) { return program_.platform.machine.Variable(name); });
+    return EnvironmentProxy(address,
+                            [this](const std::string& name) { return program_.platform.machine.Variable(name); });
   }
   if (!IsHttp(address.scheme)) return {};
   return "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);

@@ -106,6 +106,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void TakeSample(WebLane& lane, const ReplyReading& reading);
   void Redirect(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void HasChanged();
+  void AskByHttp2(WebLane& lane, const AskedFor& asked);
   void EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason);
   void EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason);
   Task<> AskAboutChange(Run run);

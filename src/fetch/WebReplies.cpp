@@ -103,8 +103,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::Redirect:
       return Redirect(lane, answer, reading);
     case ReplyVerdict::Http2:
-      http2_ = oneLane_ = true;
-      return AskAgain(lane, asked);
+      return AskByHttp2(lane, asked);
     case ReplyVerdict::Wait:
       if (reading.retryAfter) services_->hosts.SetWait(OriginOf(current_), Now() + *reading.retryAfter * 1000);
       if (OthersFlow(lane)) return GiveUpLane(lane);
@@ -291,6 +290,12 @@ void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason
   EndedUnanswered(lane, end, reason);
 }
 
+// On one connection: several requests would share it.
+void WebEngine::AskByHttp2(WebLane& lane, const AskedFor& asked) {
+  http2_ = oneLane_ = true;
+  AskAgain(lane, asked);
+}
+
 void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason) {
   const bool others = OthersFlow(lane);
   switch (end) {
@@ -299,6 +304,10 @@ void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& 
     case FetchEnd::NoLogin:
     case FetchEnd::NotFound:
       return others ? GiveUpLane(lane) : Rest(FetchEvent::GivenUp, reason);
+    case FetchEnd::OtherHttp:
+      if (others) return GiveUpLane(lane);
+      if (http2_) return Rest(FetchEvent::GivenUp, reason);
+      return AskByHttp2(lane, lane.Asked());
     case FetchEnd::UnknownKey: {
       if (others) return GiveUpLane(lane);
       const HostKey key = ReadHostKey(reason);

@@ -147,7 +147,9 @@ TEST_F(WebEnvironment, RedirectedRequestHasTheLoginOfItsOwnHost) {
 
 TEST_F(WebEnvironment, HeadersWithControlCharactersAreNotSent) {
   origin.Redirect("/r", "/a.bin");
-  origin.Traits("/r").setCookies = {"a=\x01""b"};
+  origin.Traits("/r").setCookies = {
+      "a=\x01"
+      "b"};
   Start("https://o.example/r");
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   for (const FetchHeader& header : LastRequest().headers) EXPECT_NE(header.name, "Cookie");

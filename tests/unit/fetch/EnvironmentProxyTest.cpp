@@ -1,8 +1,8 @@
-#include "fetch/EnvironmentProxy.h"
-
 #include <gtest/gtest.h>
 
 #include <map>
+
+#include "fetch/EnvironmentProxy.h"
 
 namespace pellora {
 namespace {
@@ -21,7 +21,8 @@ bool Excepts(const std::string& noProxy, const std::string& url) {
 }
 
 TEST(EnvironmentProxy, IsTheOneOfTheScheme) {
-  const Environment environment{{"http_proxy", "http://h:1"}, {"https_proxy", "http://s:2"}, {"ftp_proxy", "http://f:3"}};
+  const Environment environment{
+      {"http_proxy", "http://h:1"}, {"https_proxy", "http://s:2"}, {"ftp_proxy", "http://f:3"}};
   EXPECT_EQ(ProxyOf("http://x.example/", environment), "http://h:1");
   EXPECT_EQ(ProxyOf("https://x.example/", environment), "http://s:2");
   EXPECT_EQ(ProxyOf("ftp://x.example/a", environment), "http://f:3");
@@ -40,7 +41,8 @@ TEST(EnvironmentProxy, ForAllCountsWhereTheSchemeHasNone) {
 
 TEST(EnvironmentProxy, CapitalsCountButForHttp) {
   EXPECT_EQ(ProxyOf("https://x.example/", {{"HTTPS_PROXY", "http://s:2"}}), "http://s:2");
-  EXPECT_EQ(ProxyOf("https://x.example/", {{"HTTPS_PROXY", "http://s:2"}, {"https_proxy", "http://t:2"}}), "http://t:2");
+  EXPECT_EQ(ProxyOf("https://x.example/", {{"HTTPS_PROXY", "http://s:2"}, {"https_proxy", "http://t:2"}}),
+            "http://t:2");
   EXPECT_EQ(ProxyOf("https://x.example/", {{"ALL_PROXY", "http://a:2"}}), "http://a:2");
   EXPECT_EQ(ProxyOf("https://x.example/", {{"ALL_PROXY", "http://a:2"}, {"NO_PROXY", "example"}}), "");
   EXPECT_EQ(ProxyOf("http://x.example/", {{"HTTP_PROXY", "http://evil:2"}}), "");

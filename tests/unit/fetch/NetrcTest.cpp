@@ -1,6 +1,6 @@
-#include "fetch/Netrc.h"
-
 #include <gtest/gtest.h>
+
+#include "fetch/Netrc.h"
 
 namespace pellora {
 namespace {
@@ -39,7 +39,8 @@ TEST(Netrc, DefaultIsForHostsThatAllowIt) {
 }
 
 TEST(Netrc, QuotedWordsMayHoldBlanksAndQuotes) {
-  EXPECT_EQ(Login(R"(machine h.example login "joe smith" password "a\"b\\c d")"), (NetrcLogin{"joe smith", "a\"b\\c d"}));
+  EXPECT_EQ(Login(R"(machine h.example login "joe smith" password "a\"b\\c d")"),
+            (NetrcLogin{"joe smith", "a\"b\\c d"}));
   EXPECT_EQ(Login("machine h.example login joe password \"machine other\""), (NetrcLogin{"joe", "machine other"}));
   EXPECT_EQ(Login("machine h.example login joe password \"open"), (NetrcLogin{"joe", "open"}));
   EXPECT_EQ(Login("machine h.example login joe password \"\\"), (NetrcLogin{"joe", "\\"}));
