@@ -22,14 +22,14 @@ bool EndsInTheMiddleOfALine(File& file, std::uint64_t length) {
   return length > 0 && file.ReadAt(length - 1, std::span<char>(last)) == 1 && last[0] != '\n';
 }
 
+}  // namespace
+
 void AddKnownHost(Files& files, DownloadFiles& downloadFiles, const std::string& path, const std::string& line) {
   if (!files.Exists(path)) return downloadFiles.Replace(path, line + "\n");
   const std::unique_ptr<File> file = files.Open(path, FileKind::Output);
   const std::uint64_t length = file->Length();
   file->WriteAt(length, (EndsInTheMiddleOfALine(*file, length) ? "\n" : "") + line + "\n");
 }
-
-}  // namespace
 
 HostKey ReadHostKey(std::string_view reason) {
   const std::size_t blank = reason.find(' ');

@@ -16,6 +16,8 @@
 
 namespace pellora {
 
+class DownloadFiles;
+class Files;
 struct Platform;
 
 struct HostKey {
@@ -29,8 +31,11 @@ HostKey ReadHostKey(std::string_view reason);
 // The server as such a file names it: "host", or "[host]:port".
 std::string KnownHostsName(const WebAddress& address);
 
-// Appends the key to the user's file, which is made for the user alone if it is missing, like its folder. If that fails
-// the user is asked again at the next start.
+// Appends the line to the file, which is made for the user alone if it is missing, like its folder. Fails with a
+// Failure. Belongs into the background.
+void AddKnownHost(Files& files, DownloadFiles& downloadFiles, const std::string& path, const std::string& line);
+
+// The same with a key for the user's own file. If that fails the user is asked again at the next start.
 Task<> KeepHostKey(const Platform* platform, WebAddress address, HostKey key);
 
 class HostKeys {

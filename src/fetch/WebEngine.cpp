@@ -7,8 +7,10 @@
 #include "core/Numbers.h"
 #include "core/RecordLife.h"
 #include "core/Version.h"
+#include "fetch/EnvironmentProxy.h"
 #include "fetch/WebWords.h"
 #include "ports/Locale.h"
+#include "ports/Machine.h"
 #include "ports/Network.h"
 
 namespace pellora {
@@ -22,6 +24,13 @@ constexpr std::int64_t kRefreshEvery = 200;    // ms
 constexpr std::int64_t kNetworkRetest = 1000;  // ms
 constexpr int kSpareLanes = 1;                 // relieve a slow one
 constexpr float kMostUnfinished = 99.9F;       // percent: 100 is for a file that has its name
+
+// A value with a control character could end its line, and is not sent.
+void AddHeader(FetchRequest& request, const char* name, std::string value) {
+  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
+  if (value.empty() || std::any_of(value.begin(), value.end(), isControl)) return;
+  request.headers.push_back({name, std::move(value)});
+}
 
 }  // namespace
 
@@ -123,6 +132,7 @@ void WebEngine::Start() {
   if (!record.UserName.empty()) given_.user = record.UserName;
   if (!record.Password.empty()) given_.password = record.Password;
   current_ = given_;
+  netrc_ = ReadNetrc(program_.platform);
   if (part_ || entry_.partPath.empty()) {
     Open();
   } else {
@@ -357,8 +367,29 @@ void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
   BeginRequest(lane, asked);
 }
 
-FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
+// The address's own login goes to its origin; the user's ~/.netrc names others. A default is meant for anonymous FTP,
+// not for every web site.
+NetrcLogin WebEngine::LoginFor(const WebAddress& address) const {
+  const bool own = SharesSecrets(given_, address);
+  if (own && !given_.password.empty()) return {given_.user, given_.password};
+  const std::string user = own ? given_.user : std::string();
+  const bool withDefault = address.scheme == WebScheme::Ftp || address.scheme == WebScheme::Ftps;
+  NetrcLogin login = LoginIn(netrc_, address.host, user, withDefault);
+  if (login.user.empty()) login.user = user;
+  return login;
+}
+
+std::string WebEngine::ProxyFor(const WebAddress& address) const {
   const Settings& settings = program_.settings;
+  if (!settings.ProxyHTTP) {
+    return EnvironmentProxy(address,
+                            [this](const std::string& name) { return program_.platform.machine.Variable(name); });
+  }
+  if (!IsHttp(address.scheme)) return {};
+  return "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);
+}
+
+FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
   const WebAddress& address = lane.address;
   FetchRequest request;
   request.url = WireUrl(address);
@@ -367,29 +398,23 @@ FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) 
   request.to = asked.to;
   request.http2 = http2_;
   request.certificates = program_.settings.ExtraCertificates;
-  if (SharesSecrets(given_, address)) {
-    request.user = given_.user;
-    request.password = given_.password;
-  }
+  NetrcLogin login = LoginFor(address);
+  request.user = std::move(login.user);
+  request.password = std::move(login.password);
   if (address.scheme == WebScheme::Sftp) {
     request.knownHosts = KnownHostsFiles(program_.platform);
     request.acceptedKey = services_->keys.AcceptedFor(OriginOf(address));
     if (!request.user.empty()) request.key = PrivateKeyFile(program_.platform);
   }
-  if (settings.ProxyHTTP && IsHttp(address.scheme)) {
-    request.proxy = "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);
-  } else if (address == current_) {
-    request.address = peer_;
-  }
+  request.proxy = ProxyFor(address);
+  if (request.proxy.empty() && address == current_) request.address = peer_;
   if (!IsHttp(address.scheme)) return request;
-  request.headers = {{"User-Agent", std::string("Pellora/") + kFullVersionText}, {"Accept", "*/*"}};
-  if (const std::string cookies = cookies_.For(address); !cookies.empty()) {
-    request.headers.push_back({"Cookie", cookies});
-  }
+  AddHeader(request, "User-Agent", std::string("Pellora/") + kFullVersionText);
+  AddHeader(request, "Accept", "*/*");
+  AddHeader(request, "Cookie", cookies_.For(address));
   const std::optional<WebAddress> page = ParseWebAddress(entry_.referrer);
-  const std::string referrer = page ? ReferrerFor(*page, address) : "";
-  if (!referrer.empty()) request.headers.push_back({"Referer", referrer});
-  if (asked.conditional) request.headers.push_back({"If-Range", IfRangeOf(facts_.validator)});
+  if (page) AddHeader(request, "Referer", ReferrerFor(*page, address));
+  if (asked.conditional) AddHeader(request, "If-Range", IfRangeOf(facts_.validator));
   return request;
 }
 

@@ -27,6 +27,7 @@
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
 #include "fetch/CookieJar.h"
+#include "fetch/Netrc.h"
 #include "fetch/PartFile.h"
 #include "fetch/RangePlan.h"
 #include "fetch/WebLane.h"
@@ -88,6 +89,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void BeginPiece(WebLane& lane, AskedFor asked);
   void BeginRequest(WebLane& lane, AskedFor asked);  // at the lane's address
   void AskForSample(WebLane& lane);
+  NetrcLogin LoginFor(const WebAddress& address) const;
+  std::string ProxyFor(const WebAddress& address) const;
   FetchRequest MakeRequest(const WebLane& lane, const AskedFor& asked) const;
   void AskAgain(WebLane& lane, AskedFor asked);
   WebLane& LaneOf(int number);
@@ -111,6 +114,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void TakeSample(WebLane& lane, const ReplyReading& reading);
   void Redirect(WebLane& lane, const ReplyReading& reading);
   void HasChanged();
+  void AskByHttp2(WebLane& lane, const AskedFor& asked);
   void EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason);
   void EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason);
   RoundCause CauseOf(FetchEnd end) const;
@@ -164,6 +168,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   WebAddress given_;    // with the login
   WebAddress current_;  // where redirects have led the first answer to
+  std::string netrc_;
   CookieJar cookies_;
   std::string peer_;  // numeric address of the first answer's server
   bool http2_ = false;

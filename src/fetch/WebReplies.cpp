@@ -62,6 +62,7 @@ std::string WebEngine::ReasonFor(const WebLane& lane, FetchEnd end, const std::s
     case FetchEnd::NotFound:
       return Say(WebText::NotFound);
     case FetchEnd::Unsupported:
+    case FetchEnd::OtherHttp:
       return Say(WebText::Unsupported);
     case FetchEnd::Proxy:
       return Say(WebText::NoProxy, {detail});
@@ -128,9 +129,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::Redirect:
       return Redirect(lane, reading);
     case ReplyVerdict::Http2:
-      if (OthersAreOpen(lane)) return GoOnWithout(lane);
-      http2_ = oneLane_ = true;
-      return AskAgain(lane, asked);
+      return OthersAreOpen(lane) ? GoOnWithout(lane) : AskByHttp2(lane, asked);
     case ReplyVerdict::Wait:
       return WaitAsAsked(lane, answer, reading);
     case ReplyVerdict::Again:
@@ -328,6 +327,12 @@ void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason
   EndedUnanswered(lane, end, reason);
 }
 
+// On one connection: several requests would share it.
+void WebEngine::AskByHttp2(WebLane& lane, const AskedFor& asked) {
+  http2_ = oneLane_ = true;
+  AskAgain(lane, asked);
+}
+
 void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason) {
   const std::string sentence = ReasonFor(lane, end, reason);
   switch (end) {
@@ -336,6 +341,9 @@ void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& 
     case FetchEnd::NoLogin:
     case FetchEnd::NotFound:
       return Refused(lane, sentence);
+    case FetchEnd::OtherHttp:
+      if (http2_ || OthersAreOpen(lane)) return Refused(lane, sentence);
+      return AskByHttp2(lane, lane.Asked());
     case FetchEnd::UnknownKey: {
       if (OthersAreOpen(lane)) return GoOnWithout(lane);
       const HostKey key = ReadHostKey(reason);

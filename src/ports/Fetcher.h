@@ -69,6 +69,7 @@ enum class FetchEnd {
   NoLogin,      // ftp, ftps, sftp: the login or the key is refused
   NotFound,     // ftp, ftps, sftp: there is no such file, or it may not be read
   Unsupported,  // the scheme or the protocol version
+  OtherHttp,    // the server speaks another version of HTTP than the one asked for
   Proxy,        // the proxy refuses, or does not answer
   Other,
 };

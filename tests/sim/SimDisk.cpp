@@ -81,6 +81,7 @@ class SimFile final : public File {
       return 0;
     }
   }
+  bool IsPrivate() override { return !data_->openToOthers && !data_->ofAnotherUser; }
   std::uint64_t Length() override {
     disk_.Enter(DiskCall::Length, path_);
     return data_->Size();
@@ -407,6 +408,10 @@ void SimDisk::PutSecondName(const std::string& path, const std::string& of) {
 }
 
 void SimDisk::GiveToAnother(const std::string& path) { state_.files.at(Resolve(path))->ofAnotherUser = true; }
+
+void SimDisk::SetOpenToOthers(const std::string& path, bool open) {
+  state_.files.at(Resolve(path))->openToOthers = open;
+}
 
 void SimDisk::LockByAnother(const std::string& path) { state_.files.at(Resolve(path))->lockedByAnother = true; }
 

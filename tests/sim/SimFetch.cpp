@@ -154,7 +154,7 @@ void SimFetch::FinishHandshake() {
 bool SimFetch::TrustsHost() {
   const SimFetchHost& host = Host();
   if (host.http2Only && !request_.http2) {
-    End(FetchEnd::Unsupported, "the server does not speak this version of HTTP");
+    End(FetchEnd::OtherHttp, "the server does not speak this version of HTTP");
     return false;
   }
   if (host.tls == SimTls::Good) return true;

@@ -415,7 +415,7 @@ TEST_F(SimFetcherTest, ChecksHostKeysOfSftp) {
 TEST_F(SimFetcherTest, SpeaksHttp2OnlyWhereAsked) {
   sim.fetcher().Host("origin.example").http2Only = true;
   FetchRequest request = SimFetchRecorder::Plain(kUrl);
-  EXPECT_EQ(Fetched(request).end, FetchEnd::Unsupported);
+  EXPECT_EQ(Fetched(request).end, FetchEnd::OtherHttp);
   request.http2 = true;
   EXPECT_EQ(Fetched(request).data, file.All());
 }

@@ -74,7 +74,7 @@ FetchOutcome WrongCertificate(const CurlEnd& end) {
 FetchOutcome NoHandshake(const CurlEnd& end) {
   if (TextOf(kCertificates, end.verification) != nullptr) return WrongCertificate(end);
   if (Says(end, "no application protocol")) {
-    return {FetchEnd::Unsupported, "the server does not speak this version of HTTP"};
+    return {FetchEnd::OtherHttp, "the server does not speak this version of HTTP"};
   }
   for (const char* const closed : {"reset by peer", "unexpected eof", "SSL_ERROR_SYSCALL", "Broken pipe"}) {
     if (Says(end, closed)) return {FetchEnd::Lost, "the connection was closed before it was secured"};

@@ -161,6 +161,22 @@ TEST_F(CurlFetcherTest, FetchesByHttp2IfAsked) {
   EXPECT_NE(stage.Web().Log().find("\"GET /file HTTP/1.1\" 200"), std::string::npos) << stage.Web().Log();
 }
 
+TEST_F(CurlFetcherTest, SaysThatAServerSpeaksHttp2Alone) {
+  stage.Web().Put("file", SomeContent(3000000));
+  FetchRequest request = RequestFor(stage.Web().Http2AloneUrl("file"));
+  GetBy(request);
+  EXPECT_EQ(events.log, "E");
+  EXPECT_EQ(events.end, FetchEnd::OtherHttp);
+  EXPECT_EQ(events.reason, "localhost: the server does not speak this version of HTTP");
+  request.http2 = true;
+  request.ranged = true;
+  request.from = 1000000;
+  GetBy(request);
+  EXPECT_EQ(events.end, FetchEnd::Whole) << events.reason;
+  EXPECT_EQ(events.answer.status, 206);
+  EXPECT_EQ(events.received, 2000000);
+}
+
 TEST_F(CurlFetcherTest, RefusesTlsBelow12) {
   Get(stage.Web().OldTlsUrl("file"));
   EXPECT_EQ(events.log, "E");
