@@ -64,6 +64,11 @@ constexpr std::array kEnglish = {
     English{WebText::WrongCoding, "The server sends the file in a coding that Pellora does not accept."},
     English{WebText::AskTrustKey, "Trust this server?"},
     English{WebText::AskBeginAnew, "Begin anew? The part that is here is kept until the new file is complete."},
+    English{
+        WebText::NoRoomBeside,
+        "There is too little room on the disk: %1 are needed, %2 are free besides what running downloads still need."},
+    English{WebText::JournalUnreadable,
+            "The journal %1 cannot be read. Until it can be, the web engine starts no download."},
 };
 
 }  // namespace

@@ -69,6 +69,10 @@ enum class WebText : std::int16_t {
   // Questions, after the reason.
   AskTrustKey = 849,
   AskBeginAnew = 850,
+
+  // More of the reasons.
+  NoRoomBeside = 860,       // as NoRoom
+  JournalUnreadable = 861,  // %1: its path
 };
 
 // Writes the English texts, over whatever is there.

@@ -215,7 +215,7 @@ void WebEngine::CheckLanes(std::int64_t now) {
 
 // A slow lane's rest goes to a new connection; the slow one flows on until that delivers.
 void WebEngine::RelieveSlowLane() {
-  if (!plan_ || oneLane_ || !part_) return;
+  if (!plan_ || oneLane_ || inOrder_ || !part_) return;
   const std::optional<int> slow = plan_->SlowLane();
   if (!slow) return;
   for (int number = 0; number < MostLanes() + kSpareLanes; ++number) {
@@ -287,7 +287,8 @@ WebLane& WebEngine::LaneOf(int number) {
 }
 
 int WebEngine::MostLanes() const {
-  const int most = oneLane_ || facts_.total < 0 ? 1 : std::clamp(program_.settings.MaxSegments, 1, kMaxLanes);
+  const int most =
+      oneLane_ || inOrder_ || facts_.total < 0 ? 1 : std::clamp(program_.settings.MaxSegments, 1, kMaxLanes);
   return services_->hosts.MostConnections(OriginOf(current_), most);
 }
 

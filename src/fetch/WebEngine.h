@@ -120,7 +120,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::set<std::string> ClaimedPaths();
   void ForgetReplacing();
   Task<> CreatePart();
-  std::string NoRoomFor(std::uint64_t room, std::uint64_t longest) const;
+  std::string NoRoomFor(std::uint64_t room, std::uint64_t reserved, std::uint64_t longest) const;
   Task<> AdoptPart(Run run);
   void PartIsReady();
   void PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block);
@@ -169,6 +169,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   BackOff backOff_;
   Rounds rounds_;
   std::int64_t holdUntil_ = 0;
+  // The disk fills gaps with zeros at once, which takes as long as a download: one lane writes from the start to the
+  // end.
+  bool inOrder_ = false;
   RoundCause holdCause_ = RoundCause::Failure;
   std::string lastReason_;
 
