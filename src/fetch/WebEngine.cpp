@@ -4,6 +4,7 @@
 
 #include "async/TaskLoop.h"
 #include "core/Numbers.h"
+#include "core/Queue.h"
 #include "core/RecordLife.h"
 #include "core/Version.h"
 #include "fetch/WebWords.h"
@@ -91,6 +92,8 @@ void WebEngine::Start() {
   DownloadRecord& record = Record();
   if (record.Finished || Fetching() || state_ == FetchState::Finishing || state_ == FetchState::Asking) return;
   ++run_;
+  // What waited for a place only goes on.
+  if (state_ != FetchState::Waiting) rounds_ = {};
   Take(FetchEvent::Start);
   record.Active = true;
   record.Paused = false;
@@ -108,7 +111,7 @@ void WebEngine::Start() {
   meter_.Start(lastByte_);
   pulse_.SetEnabled(true);
   Announce(Say(WebText::Connecting));
-  if (!services_->journal.Readable()) return Rest(FetchEvent::GivenUp, Say(WebText::ProgressLost));
+  if (!services_->journal.Readable()) return StopWithoutJournal();
   const std::optional<WebAddress> address = ParseWebAddress(record.URL);
   if (!address) return Rest(FetchEvent::GivenUp, Say(WebText::Unsupported));
   given_ = *address;
@@ -121,6 +124,42 @@ void WebEngine::Start() {
     program_.platform.tasks.Spawn(AdoptPart(run_));
   }
 }
+void WebEngine::StopWithoutJournal() {
+  const std::string reason =
+      Record().Received > 0 ? Say(WebText::ProgressLost) : Say(WebText::JournalUnreadable, {services_->journal.Path()});
+  Rest(FetchEvent::GivenUp, reason);
+}
+
+bool WebEngine::HasPlace() const { return !Queue(program_).IsFull(program_.settings.MaxSimulDownlads); }
+
+void WebEngine::StartOrQueue() { HasPlace() ? Start() : WaitForPlace(); }
+
+void WebEngine::WaitForPlace() {
+  Take(FetchEvent::StartNoPlace);
+  EndRun();
+  DownloadRecord& record = Record();
+  record.Active = record.Paused = false;
+  record.Queued = 1;
+  TheFigures().yields = false;
+  TheFigures().standing = WebStanding::Paused;
+  entry_.reason.clear();
+  ShowCommand3(Command3Means::Pause);
+  Announce(program_.Text(kTextWebQueued));
+  WriteJournal(JournalStateNow());
+  Claim();
+  Draw();
+  program_.lists->RefreshRows(kAllRows, kUnforced);
+}
+
+void WebEngine::ContinueOrQueue() {
+  WebFigures& figures = TheFigures();
+  if (figures.yields && !HasPlace()) return WaitForPlace();
+  figures.yields = false;
+  Take(FetchEvent::NetworkOrTimeBack);
+  Announce(Say(WebText::Connecting));
+  Open();
+}
+
 
 void WebEngine::EndRun() {
   ++run_;
@@ -181,9 +220,9 @@ void WebEngine::Pulse() {
       holdUntil_ = now + kNetworkRetest;
       Announce(Say(WebText::WaitingForNetwork));
     } else if (now >= holdUntil_) {
-      Take(FetchEvent::NetworkOrTimeBack);
-      Announce(Say(WebText::Connecting));
-      Open();
+  record.Queued = 0;
+  TheFigures().yields = false;
+      ContinueOrQueue();
     } else {
       AnnounceRetry(holdUntil_ - now);
     }
@@ -403,6 +442,10 @@ void WebEngine::ShowCommand3(Command3Means means) {
 
 void WebEngine::WriteFigures() {
   DownloadRecord& record = Record();
+  if (!services_->journal.Readable()) {
+    figures.reason = entry_.reason;
+    return;  // what the list says of it is all that is left
+  }
   WebFigures& figures = TheFigures();
   figures.received = plan_ ? plan_->Held().Bytes() : written_.Bytes();
   figures.size = factsKnown_ ? facts_.total : -1;

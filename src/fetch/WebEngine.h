@@ -64,6 +64,11 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void Take(FetchEvent event) { state_ = StateAfter(state_, event); }
   bool Fetching() const;  // Opening, Running or Holding
   void Start();
+  void StartOrQueue();     // as there is a place or not
+  void WaitForPlace();     // in the queue, which resumes it
+  void ContinueOrQueue();  // after a wait
+  bool HasPlace() const;
+  void StopWithoutJournal();
   void EndRun();  // closes all lanes
   // Ends the run and takes the record out of work: paused, without a reason; else stopped, or asking.
   void Rest(FetchEvent event, const std::string& reason);

@@ -381,6 +381,7 @@ void WebEngine::AllHeld() {
   if (!part_) return;  // once it is there
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
   Take(FetchEvent::AllBytesHeld);
+  TheFigures().yields = false;
   EndRun();
   program_.platform.tasks.Spawn(Finish(run_));
 }
@@ -417,6 +418,8 @@ JournalState WebEngine::JournalStateNow() const {
   switch (state_) {
     case FetchState::Paused:
       return JournalState::Paused;
+    case FetchState::Waiting:
+      return JournalState::Waiting;
     case FetchState::Stopped:
     case FetchState::Asking:
       return JournalState::Stopped;

@@ -12,6 +12,7 @@ namespace pellora {
 namespace {
 
 constexpr int kMostRedirects = 20;
+constexpr std::int64_t kKeepsPlaceFor = 60'000;  // ms; in a longer wait another download has the place
 constexpr std::int64_t kSample = std::int64_t{64} << 10;
 
 }  // namespace
@@ -226,7 +227,7 @@ void WebEngine::BeginAnew() {
   entry_.oldPartPath = entry_.partPath;
   entry_.oldPart = entry_.part;
   DropPart();
-  Start();
+  StartOrQueue();
 }
 
 Task<> WebEngine::AskAboutKey(Run run, std::string fingerprint) {
@@ -242,7 +243,7 @@ Task<> WebEngine::AskAboutKey(Run run, std::string fingerprint) {
   }
   acceptedKey_ = fingerprint;
   state_ = FetchState::Paused;
-  Start();
+  StartOrQueue();
 }
 
 void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason) {
@@ -347,6 +348,10 @@ void WebEngine::RoundEnded(RoundCause cause, std::int64_t wait) {
   holdCause_ = cause;
   holdUntil_ = Now() + wait;
   AnnounceRetry(wait);
+  if (wait > kKeepsPlaceFor) {
+    TheFigures().yields = true;
+    program_.lists->RefreshRows(kAllRows, kUnforced);  // another may start
+  }
   Draw();
 }
 
