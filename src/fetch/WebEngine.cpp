@@ -493,7 +493,8 @@ Totals WebEngine::Figures() {
   totals.bytesPerSecond = figures.bytesPerSecond;
   totals.percent = record.Percent;
   totals.elapsed = record.ElapsedSeconds;
-  totals.remaining = record.RemainingSeconds;
+  totals.remaining = figures.size < 0 ? -1.0F : record.RemainingSeconds;
+  totals.busy = figures.size < 0 && (state_ == FetchState::Opening || state_ == FetchState::Running);
   return totals;
 }
 
