@@ -101,8 +101,7 @@ void WebEngine::Start() {
   TheFigures().standing = WebStanding::Active;
   entry_.reason.clear();
   ShowCommand3(Command3Means::Pause);
-  rounds_ = {};
-  oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = false;
+  oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = renaming_ = false;
   redirects_ = 0;
   proven_ = false;
   statedTotal_ = -1;
@@ -124,6 +123,7 @@ void WebEngine::Start() {
     program_.platform.tasks.Spawn(AdoptPart(run_));
   }
 }
+
 void WebEngine::StopWithoutJournal() {
   const std::string reason =
       Record().Received > 0 ? Say(WebText::ProgressLost) : Say(WebText::JournalUnreadable, {services_->journal.Path()});
@@ -160,7 +160,6 @@ void WebEngine::ContinueOrQueue() {
   Open();
 }
 
-
 void WebEngine::EndRun() {
   ++run_;
   pulse_.SetEnabled(false);
@@ -175,7 +174,7 @@ void WebEngine::EndRun() {
 
 void WebEngine::PauseDownload() {
   if (!StillCurrent()) return;
-  if (Record().Finished || Record().Paused) return;
+  if (Record().Finished || Record().Paused || renaming_) return;
   Rest(FetchEvent::Pause, {});
 }
 
@@ -185,6 +184,8 @@ void WebEngine::Rest(FetchEvent event, const std::string& reason) {
   DownloadRecord& record = Record();
   record.Active = false;
   record.Paused = true;
+  record.Queued = 0;
+  TheFigures().yields = false;
   TheFigures().standing = reason.empty() ? WebStanding::Paused : WebStanding::Stopped;
   entry_.reason = reason;
   ShowCommand3(Command3Means::Resume);
@@ -220,8 +221,6 @@ void WebEngine::Pulse() {
       holdUntil_ = now + kNetworkRetest;
       Announce(Say(WebText::WaitingForNetwork));
     } else if (now >= holdUntil_) {
-  record.Queued = 0;
-  TheFigures().yields = false;
       ContinueOrQueue();
     } else {
       AnnounceRetry(holdUntil_ - now);
@@ -442,11 +441,11 @@ void WebEngine::ShowCommand3(Command3Means means) {
 
 void WebEngine::WriteFigures() {
   DownloadRecord& record = Record();
+  WebFigures& figures = TheFigures();
   if (!services_->journal.Readable()) {
     figures.reason = entry_.reason;
     return;  // what the list says of it is all that is left
   }
-  WebFigures& figures = TheFigures();
   figures.received = plan_ ? plan_->Held().Bytes() : written_.Bytes();
   figures.size = factsKnown_ ? facts_.total : -1;
   // While it runs, over the last seconds; then over all of its time.

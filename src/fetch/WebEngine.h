@@ -169,14 +169,14 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::vector<FileFacts> twins_;   // of servers whose sample was the same
   std::int64_t statedTotal_ = -1;  // by an answer whose body contradicted it
   bool oneLane_ = false;
+  // The disk fills gaps with zeros at once, which takes as long as a download: one lane writes from the start to the
+  // end.
+  bool inOrder_ = false;
   bool unranged_ = false;  // ask without Range
   bool unconditional_ = false;
   BackOff backOff_;
   Rounds rounds_;
   std::int64_t holdUntil_ = 0;
-  // The disk fills gaps with zeros at once, which takes as long as a download: one lane writes from the start to the
-  // end.
-  bool inOrder_ = false;
   RoundCause holdCause_ = RoundCause::Failure;
   std::string lastReason_;
 
@@ -193,6 +193,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   // Raised when what was put is not to be counted any more: completions of earlier generations count for nothing.
   std::uint32_t partGeneration_ = 0;
   IntervalSet heldBefore_;    // when the comparing lane began
+  bool renaming_ = false;     // the journal says so: it ends before anything else
   bool unconfirmed_ = false;  // the body ended with its connection
   bool differs_ = false;      // a comparison has failed in this generation
   bool claiming_ = false;

@@ -505,6 +505,7 @@ Task<bool> WebEngine::PublishAs(Run run, std::string path) {
     if (step->there && !replaces) co_return false;
     entry_.path = path;
     entry_.renamed = step->part;
+    renaming_ = true;
     WriteJournal(JournalState::Renaming, [step](bool) { step->journaled = true; });
     std::function<bool()> journaled = [step] { return step->journaled; };
     co_await program_.platform.tasks.UntilEvent(std::move(journaled));
@@ -516,6 +517,7 @@ Task<bool> WebEngine::PublishAs(Run run, std::string path) {
   } catch (const Failure& failure) {
     failed = failure.what();
   }
+  renaming_ = false;
   if (!failed.empty() && StillCurrent() && run == run_) DiskFailed(failed);
   co_return step->done;
 }
@@ -546,8 +548,7 @@ void WebEngine::Finished() {
   Announce(note_.empty() ? program_.Text(kTextWebComplete) : note_);
   if (view_ != nullptr) view_->SetFinished();
   Draw();
-  program_.lists->RefreshRows(kAllRows, kForced);
-  program_.lists->RefreshDownList();
+  program_.lists->RefreshFinishedSoon();
   if (view_ != nullptr) view_->OfferFile();
 }
 
