@@ -131,6 +131,17 @@ TEST(WebEnd, ManyFinishedShareOneRebuildOfTheLists) {
   EXPECT_LT(looks, 6 * kMany);  // each completion would look for all before it: 1275
 }
 
+TEST(WebEnd, QuittingWaitsForNoDisk) {
+  for (std::uint64_t after = 0; after <= kLast; after += 4 * kStep) {
+    Ending run;
+    run.RunToTheEnd(after);
+    run.sim.background().SetMaxDelay(600'000);  // it hangs
+    run.sim.RunFor(1000);
+    run.sim.Do([&] { run.app.SaveAndQuit(); });
+    ASSERT_TRUE(run.sim.Ended()) << after;
+  }
+}
+
 TEST(WebEnd, FileIsClosedOutsideOfTheEventLoop) {
   Ending run;
   run.origin.File("/b.bin", SimContent::Generated(40'000'000, 3));
