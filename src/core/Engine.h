@@ -33,11 +33,12 @@ struct Lane {
 struct Totals {
   const std::string* state = nullptr;  // as in Lane
   std::int64_t received = 0;
-  std::int64_t size = 0;  // 0: unknown
+  std::int64_t size = 0;  // 0: unknown; below: it is, and nothing is shown in its place
+  bool busy = false;      // bytes come or are awaited, and nobody knows how many
   double bytesPerSecond = 0;
   float percent = 0;
   float elapsed = 0;    // seconds; 0: there are no figures yet
-  float remaining = 0;  // seconds
+  float remaining = 0;  // seconds; below 0: unknown
 };
 
 // What Command3 does at a click. It is never derived from the record: its caption changes at moments.

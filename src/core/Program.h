@@ -97,7 +97,7 @@ class Program {
   // Makes records 1 to `count`; the parallel arrays grow along and never shrink. New elements are blank.
   void ResizeDownloads(std::int16_t count);
 
-  // Records that are transferring: InUse and Active.
+  // Records that are transferring: InUse and Active, but for those that wait without a place.
   int ActiveCount() const;
 
   // Bytes received since the start, on sockets and by the web engine. Take differences from SessionTotal. In

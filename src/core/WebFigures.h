@@ -23,6 +23,8 @@ struct WebFigures {
   WebStanding standing = WebStanding::Active;
   // Of Stopped why, one sentence. Else what is being waited for, or what is to be known of the file, or empty.
   std::string reason;
+  // Active, but waiting for so long that another download has its place in the limit meanwhile.
+  bool yields = false;
   double notBefore = 0;  // while queued: a date and time, before which the queue passes it over; in days like DateAdded
 };
 

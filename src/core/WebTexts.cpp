@@ -68,6 +68,11 @@ constexpr std::array kEnglish = {
     English{WebText::RefuseKey, "Do Not Trust"},
     English{WebText::BeginAnew, "Begin Anew"},
     English{WebText::KeepPart, "Keep This Part"},
+    English{
+        WebText::NoRoomBeside,
+        "There is too little room on the disk: %1 are needed, %2 are free besides what running downloads still need."},
+    English{WebText::JournalUnreadable,
+            "The journal %1 cannot be read. Until it can be, the web engine starts no download."},
 };
 
 }  // namespace

@@ -74,6 +74,10 @@ enum class WebText : std::int16_t {
   RefuseKey = 861,
   BeginAnew = 862,
   KeepPart = 863,
+
+  // More of the reasons.
+  NoRoomBeside = 864,       // as NoRoom
+  JournalUnreadable = 865,  // %1: its path
 };
 
 // Writes the English texts, over whatever is there.

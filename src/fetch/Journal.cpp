@@ -55,6 +55,7 @@ void Journal::Open() {
   readable_ = true;
   JournalReading reading = ReadJournal(bytes);
   nextId_ = reading.nextId;
+  damaged_ = reading.badLines > 0;
   std::vector<JournalEntry> kept;
   for (JournalEntry& entry : reading.entries) {
     if (entry.state == JournalState::Gone) continue;
@@ -69,6 +70,8 @@ void Journal::Open() {
     store_->file->SetLength(store_->length);
   });
 }
+
+const std::string& Journal::Path() const { return store_->path; }
 
 const JournalEntry* Journal::Find(const JournalKey& key) const {
   const auto at = entries_.find(key);

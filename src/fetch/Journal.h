@@ -27,6 +27,8 @@ class Journal {
   // known of its downloads.
   void Open();
   bool Readable() const { return readable_; }
+  bool Damaged() const { return damaged_; }  // lines of it could not be understood
+  const std::string& Path() const;
 
   const JournalEntry* Find(const JournalKey& key) const;  // null if there is none
   std::vector<JournalEntry> Entries() const;
@@ -49,6 +51,7 @@ class Journal {
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten
   bool readable_ = true;
+  bool damaged_ = false;
 };
 
 }  // namespace pellora

@@ -29,6 +29,10 @@ PartFile::PartFile(const Platform& platform, std::string path, std::shared_ptr<D
                    FileIdentity identity)
     : platform_(platform), path_(std::move(path)), file_(std::move(file)), identity_(identity) {}
 
+PartFile::~PartFile() {
+  platform_.background.Run([file = std::move(file_)] {}, [](const std::exception_ptr&) {});
+}
+
 void PartFile::Run(std::function<Result()> work, Done done) {
   const auto result = std::make_shared<Result>(Result::Failed);
   platform_.background.Run([result, work = std::move(work)] { *result = work(); },

@@ -31,6 +31,10 @@ class PartFile {
 
   // `file` is what `path` led to when it was opened.
   PartFile(const Platform& platform, std::string path, std::shared_ptr<DownloadFile> file, FileIdentity identity);
+  // Closes the file outside of the event loop too, once everything asked for is done.
+  ~PartFile();
+  PartFile(const PartFile&) = delete;
+  PartFile& operator=(const PartFile&) = delete;
 
   const std::string& Path() const { return path_; }
   const FileIdentity& Identity() const { return identity_; }
@@ -47,7 +51,7 @@ class PartFile {
 
   const Platform& platform_;
   const std::string path_;
-  const std::shared_ptr<DownloadFile> file_;
+  std::shared_ptr<DownloadFile> file_;
   const FileIdentity identity_;
 };
 

@@ -5,6 +5,7 @@
 #include "async/TaskLoop.h"
 #include "core/DateTexts.h"
 #include "core/Numbers.h"
+#include "core/Queue.h"
 #include "core/RecordLife.h"
 #include "core/Version.h"
 #include "fetch/EnvironmentProxy.h"
@@ -109,6 +110,8 @@ void WebEngine::Start() {
   DownloadRecord& record = Record();
   if (record.Finished || Fetching() || state_ == FetchState::Finishing || state_ == FetchState::Asking) return;
   ++run_;
+  // What waited for a place only goes on.
+  if (state_ != FetchState::Waiting) rounds_ = {};
   Take(FetchEvent::Start);
   record.Active = true;
   record.Paused = false;
@@ -116,8 +119,7 @@ void WebEngine::Start() {
   TheFigures().standing = WebStanding::Active;
   entry_.reason.clear();
   ShowCommand3(Command3Means::Pause);
-  rounds_ = {};
-  oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = false;
+  oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = renaming_ = false;
   proven_ = false;
   statedTotal_ = -1;
   peer_.clear();
@@ -125,7 +127,7 @@ void WebEngine::Start() {
   meter_.Start(lastByte_);
   pulse_.SetEnabled(true);
   Announce(Say(WebText::Connecting));
-  if (!services_->journal.Readable()) return Rest(FetchEvent::GivenUp, Say(WebText::ProgressLost));
+  if (!services_->journal.Readable()) return StopWithoutJournal();
   const std::optional<WebAddress> address = ParseWebAddress(record.URL);
   if (!address) return Rest(FetchEvent::GivenUp, Say(WebText::Unsupported));
   given_ = *address;
@@ -138,6 +140,42 @@ void WebEngine::Start() {
   } else {
     program_.platform.tasks.Spawn(AdoptPart(run_));
   }
+}
+
+void WebEngine::StopWithoutJournal() {
+  const std::string reason =
+      Record().Received > 0 ? Say(WebText::ProgressLost) : Say(WebText::JournalUnreadable, {services_->journal.Path()});
+  Rest(FetchEvent::GivenUp, reason);
+}
+
+bool WebEngine::HasPlace() const { return !Queue(program_).IsFull(program_.settings.MaxSimulDownlads); }
+
+void WebEngine::StartOrQueue() { HasPlace() ? Start() : WaitForPlace(); }
+
+void WebEngine::WaitForPlace() {
+  Take(FetchEvent::StartNoPlace);
+  EndRun();
+  DownloadRecord& record = Record();
+  record.Active = record.Paused = false;
+  record.Queued = 1;
+  TheFigures().yields = false;
+  TheFigures().standing = WebStanding::Paused;
+  entry_.reason.clear();
+  ShowCommand3(Command3Means::Pause);
+  Announce(program_.Text(kTextWebQueued));
+  WriteJournal(JournalStateNow());
+  Claim();
+  Draw();
+  program_.lists->RefreshRows(kAllRows, kUnforced);
+}
+
+void WebEngine::ContinueOrQueue() {
+  WebFigures& figures = TheFigures();
+  if (figures.yields && !HasPlace()) return WaitForPlace();
+  figures.yields = false;
+  Take(FetchEvent::NetworkOrTimeBack);
+  Announce(Say(WebText::Connecting));
+  OpenFromGiven();
 }
 
 void WebEngine::EndRun() {
@@ -154,7 +192,7 @@ void WebEngine::EndRun() {
 
 void WebEngine::PauseDownload() {
   if (!StillCurrent()) return;
-  if (Record().Finished || Record().Paused) return;
+  if (Record().Finished || Record().Paused || renaming_) return;
   Rest(FetchEvent::Pause, {});
 }
 
@@ -164,6 +202,8 @@ void WebEngine::Rest(FetchEvent event, const std::string& reason) {
   DownloadRecord& record = Record();
   record.Active = false;
   record.Paused = true;
+  record.Queued = 0;
+  TheFigures().yields = false;
   TheFigures().standing = reason.empty() ? WebStanding::Paused : WebStanding::Stopped;
   entry_.reason = reason;
   ShowCommand3(Command3Means::Resume);
@@ -199,9 +239,7 @@ void WebEngine::Pulse() {
       holdUntil_ = now + kNetworkRetest;
       Announce(Say(WebText::WaitingForNetwork));
     } else if (now >= holdUntil_) {
-      Take(FetchEvent::NetworkOrTimeBack);
-      Announce(Say(WebText::Connecting));
-      OpenFromGiven();
+      ContinueOrQueue();
     } else {
       AnnounceRetry(holdUntil_ - now);
     }
@@ -238,7 +276,7 @@ void WebEngine::CheckLanes(std::int64_t now) {
 
 // A slow lane's rest goes to a new connection; the slow one flows on until that delivers.
 void WebEngine::RelieveSlowLane() {
-  if (!plan_ || oneLane_ || !part_ || RoomForLanes() == 0) return;
+  if (!plan_ || oneLane_ || inOrder_ || !part_ || RoomForLanes() == 0) return;
   const std::optional<int> slow = plan_->SlowLane();
   if (!slow) return;
   for (int number = 0; number < MostLanes() + kSpareLanes; ++number) {
@@ -322,7 +360,7 @@ WebLane& WebEngine::LaneOf(int number) {
 }
 
 int WebEngine::MostLanes() const {
-  return oneLane_ || facts_.total < 0 ? 1 : std::clamp(program_.settings.MaxSegments, 1, kMaxLanes);
+  return oneLane_ || inOrder_ || facts_.total < 0 ? 1 : std::clamp(program_.settings.MaxSegments, 1, kMaxLanes);
 }
 
 int WebEngine::RoomForLanes() const {
@@ -476,6 +514,10 @@ void WebEngine::ShowCommand3(Command3Means means) {
 void WebEngine::WriteFigures() {
   DownloadRecord& record = Record();
   WebFigures& figures = TheFigures();
+  if (!services_->journal.Readable()) {
+    figures.reason = entry_.reason;
+    return;  // what the list says of it is all that is left
+  }
   figures.received = plan_ ? plan_->Held().Bytes() : written_.Bytes();
   figures.size = factsKnown_ ? facts_.total : -1;
   // While it runs, over the last seconds; then over all of its time.
@@ -522,7 +564,8 @@ Totals WebEngine::Figures() {
   totals.bytesPerSecond = figures.bytesPerSecond;
   totals.percent = record.Percent;
   totals.elapsed = record.ElapsedSeconds;
-  totals.remaining = record.RemainingSeconds;
+  totals.remaining = figures.size < 0 ? -1.0F : record.RemainingSeconds;
+  totals.busy = figures.size < 0 && (state_ == FetchState::Opening || state_ == FetchState::Running);
   return totals;
 }
 

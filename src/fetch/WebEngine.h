@@ -66,6 +66,11 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void Take(FetchEvent event) { state_ = StateAfter(state_, event); }
   bool Fetching() const;  // Opening, Running or Holding
   void Start();
+  void StartOrQueue();     // as there is a place or not
+  void WaitForPlace();     // in the queue, which resumes it
+  void ContinueOrQueue();  // after a wait
+  bool HasPlace() const;
+  void StopWithoutJournal();
   void EndRun();  // closes all lanes
   // Ends the run and takes the record out of work: paused, without a reason; else stopped, or asking.
   void Rest(FetchEvent event, const std::string& reason);
@@ -136,7 +141,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::set<std::string> ClaimedPaths();
   void ForgetReplacing();
   Task<> CreatePart();
-  std::string NoRoomFor(std::uint64_t room, std::uint64_t longest) const;
+  std::string NoRoomFor(std::uint64_t room, std::uint64_t reserved, std::uint64_t longest) const;
   Task<> AdoptPart(Run run);
   void PartIsReady();
   void PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block);
@@ -181,6 +186,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::vector<FileFacts> twins_;   // of servers whose sample was the same
   std::int64_t statedTotal_ = -1;  // by an answer whose body contradicted it
   bool oneLane_ = false;
+  // The disk fills gaps with zeros at once, which takes as long as a download: one lane writes from the start to the
+  // end.
+  bool inOrder_ = false;
   bool unranged_ = false;  // ask without Range
   bool unconditional_ = false;
   BackOff backOff_;
@@ -202,6 +210,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   // Raised when what was put is not to be counted any more: completions of earlier generations count for nothing.
   std::uint32_t partGeneration_ = 0;
   IntervalSet heldBefore_;    // when the comparing lane began
+  bool renaming_ = false;     // the journal says so: it ends before anything else
   bool unconfirmed_ = false;  // the body ended with its connection
   bool differs_ = false;      // a comparison has failed in this generation
   bool claiming_ = false;

@@ -17,6 +17,7 @@ namespace pellora {
 
 namespace {
 
+constexpr std::uint64_t kMegabyte = 1'000'000;
 constexpr int kMostNumbers = 10000;  // "NAME (2)", "NAME (3)", ...
 
 // Results of a work, written by it alone and read once it is over.
@@ -25,9 +26,17 @@ struct Made {
   std::string partPath;
   std::shared_ptr<DownloadFile> file;
   FileIdentity identity;
-  std::uint64_t room = 0;  // on the disk, bytes
+  std::uint64_t room = 0;      // on the disk, bytes
+  std::uint64_t reserved = 0;  // of the disk's room: for running downloads of the classic engine
   std::uint64_t longest = 0;
+  bool fillsGaps = false;
   bool locked = false;  // it is there, and another program or an earlier run has it
+};
+
+// What a running download of the classic engine is still to write.
+struct Need {
+  std::string folder;
+  std::uint64_t bytes = 0;
 };
 
 // What a new part file is for.
@@ -36,8 +45,48 @@ struct Wanted {
   bool keepsPath = false;         // whatever is there now: only the part gets another name
   std::set<std::string> claimed;  // by other downloads, which are not finished
   std::optional<FileState> replaces;
+  std::vector<Need> others;
   std::int64_t total = -1;  // bytes; -1: not known
 };
+
+std::uint64_t LengthOf(const Wanted& wanted) {
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(0, wanted.total));
+}
+
+// A classic download whose write fails ends the program: its parts and the file that they are joined to have room
+// first.
+std::uint64_t ReservedFor(const std::vector<Need>& others, const DownloadFiles& files, const std::string& folder) {
+  std::uint64_t bytes = 0;
+  for (const Need& need : others) {
+    Skip([&] { bytes += files.DiskOf(need.folder) == files.DiskOf(folder) ? need.bytes : 0; });
+  }
+  return bytes;
+}
+
+void Measure(const DownloadFiles& files, const Wanted& wanted, const std::string& folder, Made& made) {
+  const std::uint64_t room = files.RoomIn(folder);
+  made.reserved = std::min(room, ReservedFor(wanted.others, files, folder));
+  made.room = room - made.reserved;
+  made.longest = files.LongestFileIn(folder);
+  made.fillsGaps = files.FillsGaps(folder);
+}
+
+// What running downloads of the classic engine still need: the rest of their parts, and the whole file beside them.
+std::vector<Need> NeedsOfClassic(Program& program) {
+  std::vector<Need> needs;
+  const Settings& settings = program.settings;
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    const DownloadRecord& record = program.Download(i);
+    if (!record.InUse || !record.Active || record.Finished || record.SegmentCount < 1 || IsWebRecord(program, i)) {
+      continue;
+    }
+    const auto size = static_cast<std::uint64_t>(std::max(record.FileSize, 0));
+    const auto received = static_cast<std::uint64_t>(std::max(record.Received, 0));
+    needs.push_back({settings.TempFolder, size - std::min(received, size)});
+    needs.push_back({record.HasSavePath ? FolderOf(record.SavePath) : settings.DownloadFolder, size});
+  }
+  return needs;
+}
 
 bool IsFree(const DownloadFiles& files, const Files& all, const Wanted& wanted, const std::string& path) {
   if (wanted.keepsPath) return true;
@@ -62,10 +111,8 @@ std::shared_ptr<DownloadFile> CreateAt(DownloadFiles& files, Files& all, const W
 // The first name that is free for the file and for its part, with room for all of it.
 void Create(DownloadFiles& files, Files& all, const Wanted& wanted, Made& made) {
   const std::string folder = FolderOf(wanted.path);
-  const auto length = static_cast<std::uint64_t>(std::max<std::int64_t>(0, wanted.total));
-  made.room = files.RoomIn(folder);
-  made.longest = files.LongestFileIn(folder);
-  if (length > made.room || length > made.longest) return;
+  Measure(files, wanted, folder, made);
+  if (LengthOf(wanted) > made.room || LengthOf(wanted) > made.longest) return;
   std::string name = NameOf(wanted.path);
   for (int tried = 0; tried < kMostNumbers; ++tried, name = FollowingName(name)) {
     made.path = wanted.keepsPath ? wanted.path : JoinFolder(folder, name);
@@ -108,10 +155,12 @@ std::set<std::string> WebEngine::ClaimedPaths() {
   return claimed;
 }
 
-std::string WebEngine::NoRoomFor(std::uint64_t room, std::uint64_t longest) const {
-  const auto size = [](std::uint64_t bytes) { return std::to_string((bytes + 999'999) / 1'000'000) + " MB"; };
-  if (static_cast<std::uint64_t>(facts_.total) > longest) return Say(WebText::TooLong, {size(longest)});
-  return Say(WebText::NoRoom, {size(static_cast<std::uint64_t>(facts_.total)), size(room)});
+std::string WebEngine::NoRoomFor(std::uint64_t room, std::uint64_t reserved, std::uint64_t longest) const {
+  const auto megabytes = [](std::uint64_t bytes) { return std::to_string(bytes / kMegabyte) + " MB"; };
+  const auto total = static_cast<std::uint64_t>(facts_.total);
+  if (total > longest) return Say(WebText::TooLong, {megabytes(longest)});
+  const WebText text = reserved > 0 ? WebText::NoRoomBeside : WebText::NoRoom;
+  return Say(text, {megabytes(total + kMegabyte - 1), megabytes(room)});
 }
 
 // The list is saved first: after a kill nothing else knows whose the part file is.
@@ -126,12 +175,13 @@ Task<> WebEngine::CreatePart() {
   std::string failed;
   try {
     // The former part of a download that begins anew keeps its name.
-    const Wanted wanted{entry_.path, !entry_.oldPartPath.empty(), ClaimedPaths(), entry_.replaces, facts_.total};
+    const Wanted wanted{entry_.path,     !entry_.oldPartPath.empty(), ClaimedPaths(),
+                        entry_.replaces, NeedsOfClassic(program_),    facts_.total};
     Background::Work work = [made, files = program_.platform.downloadFiles, all = &program_.platform.files, wanted] {
       Create(*files, *all, wanted, *made);
     };
     co_await InBackground(&program_.platform, std::move(work));
-    if (!made->file) failed = NoRoomFor(made->room, made->longest);
+    if (!made->file) failed = NoRoomFor(made->room, made->reserved, made->longest);
   } catch (const Failure& failure) {
     failed = Say(WebText::NotWritten, {failure.what()});
   }
@@ -152,6 +202,7 @@ Task<> WebEngine::CreatePart() {
   entry_.path = made->path;
   entry_.partPath = made->partPath;
   entry_.part = made->identity;
+  inOrder_ = made->fillsGaps;
   Record().FileName = NameOf(entry_.path);
   part_ = std::make_shared<PartFile>(program_.platform, made->partPath, made->file, made->identity);
   entry_.held = {};
@@ -169,6 +220,7 @@ Task<> WebEngine::AdoptPart(Run run) {
   try {
     Background::Work work = [made, files = program_.platform.downloadFiles, held = entry_.held]() mutable {
       made->file = files->Adopt(made->partPath, made->identity);
+      made->fillsGaps = files->FillsGaps(FolderOf(made->partPath));
       const std::optional<FileState> there = files->StateOf(made->partPath);
       made->locked = !made->file && there && there->identity.inode == made->identity.inode;
       if (made->file) made->identity = made->file->State().identity;
@@ -187,6 +239,7 @@ Task<> WebEngine::AdoptPart(Run run) {
     Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
     co_return;
   }
+  inOrder_ = made->fillsGaps;
   if (made->file) {
     entry_.part = made->identity;
     part_ = std::make_shared<PartFile>(program_.platform, made->partPath, made->file, made->identity);
@@ -330,6 +383,7 @@ void WebEngine::AllHeld() {
   if (!part_) return;  // once it is there
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
   Take(FetchEvent::AllBytesHeld);
+  TheFigures().yields = false;
   EndRun();
   program_.platform.tasks.Spawn(Finish(run_));
 }
@@ -369,6 +423,8 @@ JournalState WebEngine::JournalStateNow() const {
   switch (state_) {
     case FetchState::Paused:
       return JournalState::Paused;
+    case FetchState::Waiting:
+      return JournalState::Waiting;
     case FetchState::Stopped:
     case FetchState::Asking:
       return JournalState::Stopped;
@@ -462,6 +518,7 @@ Task<bool> WebEngine::PublishAs(Run run, std::string path) {
     if (step->there && !replaces) co_return false;
     entry_.path = path;
     entry_.renamed = step->part;
+    renaming_ = true;
     WriteJournal(JournalState::Renaming, [step](bool) { step->journaled = true; });
     std::function<bool()> journaled = [step] { return step->journaled; };
     co_await program_.platform.tasks.UntilEvent(std::move(journaled));
@@ -473,6 +530,7 @@ Task<bool> WebEngine::PublishAs(Run run, std::string path) {
   } catch (const Failure& failure) {
     failed = failure.what();
   }
+  renaming_ = false;
   if (!failed.empty() && StillCurrent() && run == run_) DiskFailed(failed);
   co_return step->done;
 }
@@ -503,8 +561,7 @@ void WebEngine::Finished() {
   Announce(note_.empty() ? program_.Text(kTextWebComplete) : note_);
   if (view_ != nullptr) view_->SetFinished();
   Draw();
-  program_.lists->RefreshRows(kAllRows, kForced);
-  program_.lists->RefreshDownList();
+  program_.lists->RefreshFinishedSoon();
   if (view_ != nullptr) view_->OfferFile();
 }
 

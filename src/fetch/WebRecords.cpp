@@ -9,6 +9,7 @@
 #include "core/Numbers.h"
 #include "core/Program.h"
 #include "core/WebAddress.h"
+#include "core/WebTexts.h"
 #include "fetch/PartFile.h"
 #include "fetch/WebServices.h"
 #include "ports/DownloadFiles.h"
@@ -81,6 +82,24 @@ std::map<JournalKey, int> ListedIn(Program& program) {
   return listed;
 }
 
+// Downloads that only the journal could have continued: they have received something, by no plan of the classic
+// engine's. A start would begin beside what is there, or, by the classic engine, over it.
+void StopUnknown(Program& program) {
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    DownloadRecord& record = program.Download(i);
+    if (!record.InUse || record.Finished || record.SegmentCount != 0 || record.Received <= 0) continue;
+    if (program.Web(i) != nullptr) continue;
+    WebFigures& figures = program.AddWeb(i);
+    figures.received = record.Received;
+    figures.size = record.FileSize > 0 ? record.FileSize : -1;
+    figures.standing = WebStanding::Stopped;
+    figures.reason = TextOf(program, WebText::ProgressLost);
+    record.Active = false;
+    record.Paused = true;
+    record.Queued = 0;
+  }
+}
+
 void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry) {
   journal.Remove(entry.key);
   DeletePartFile(platform, entry.partPath, entry.part);
@@ -91,7 +110,12 @@ void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry)
 
 void RestoreWebRecords(Program& program, WebServices& services) {
   Journal& journal = services.journal;
-  journal.Open();
+  try {
+    journal.Open();
+  } catch (const Failure&) {
+    StopUnknown(program);
+    throw;
+  }
   if (!program.listLoaded) return;
   const std::map<JournalKey, int> listed = ListedIn(program);
   for (JournalEntry entry : journal.Entries()) {
@@ -111,6 +135,7 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       TakeFigures(program, program.DownloadCount, entry);
     }
   }
+  if (journal.Damaged()) StopUnknown(program);
 }
 
 void RememberReplacing(Program& program, WebServices& services, std::int16_t index, const FileState& replaced) {

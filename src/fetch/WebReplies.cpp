@@ -14,6 +14,7 @@ namespace pellora {
 namespace {
 
 constexpr int kMostRedirects = 20;
+constexpr std::int64_t kKeepsPlaceFor = 60'000;  // ms; in a longer wait another download has the place
 constexpr std::int64_t kSample = std::int64_t{64} << 10;
 
 }  // namespace
@@ -290,7 +291,7 @@ void WebEngine::BeginAnew() {
     DeletePartFile(program_.platform, entry_.partPath, entry_.part);  // that of a version between the two
   }
   DropPart();
-  Start();
+  StartOrQueue();
 }
 
 // Whether the user trusts the server, whose key is then kept. Downloads from one server ask once.
@@ -307,7 +308,7 @@ void WebEngine::AskAboutKey(const WebLane& lane, const HostKey& key) {
     const std::shared_ptr<WebEngine> self = weak.lock();
     if (!self || !self->StillCurrent() || run != self->run_ || self->state_ != FetchState::Asking) return;
     self->state_ = FetchState::Paused;
-    self->Start();
+    self->StartOrQueue();
   });
 }
 
@@ -426,6 +427,10 @@ void WebEngine::RoundEnded(RoundCause cause, std::int64_t wait) {
   holdCause_ = cause;
   holdUntil_ = Now() + wait;
   AnnounceRetry(wait);
+  if (wait > kKeepsPlaceFor) {
+    TheFigures().yields = true;
+    program_.lists->RefreshRows(kAllRows, kUnforced);  // another may start
+  }
   Draw();
 }
 

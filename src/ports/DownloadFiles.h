@@ -64,6 +64,8 @@ class DownloadFiles {
   virtual bool PublishOver(const std::string& part, const std::string& path, const FileState& replaced) = 0;
   // Bytes that the user may still write to the disk of this folder.
   virtual std::uint64_t RoomIn(const std::string& folder) const = 0;
+  // The number of this folder's disk: folders share their room with those of the same number.
+  virtual std::uint64_t DiskOf(const std::string& folder) const = 0;
   // Of the disk of this folder: the length of the longest file; and whether a write far beyond the end of a file fills
   // the gap with zeros at once (FAT, exFAT), so that a file must grow in order.
   virtual std::uint64_t LongestFileIn(const std::string& folder) const = 0;

@@ -191,6 +191,12 @@ std::uint64_t SimDownloadFiles::RoomIn(const std::string& folder) const {
   return disk_.capacity_ > disk_.used_ ? disk_.capacity_ - disk_.used_ : 0;
 }
 
+std::uint64_t SimDownloadFiles::DiskOf(const std::string& folder) const {
+  disk_.Enter(DiskCall::DiskOf, folder);
+  DemandFolder(folder);
+  return otherDisk_ && disk_.Follow(folder).starts_with(*otherDisk_) ? kDevice + 1 : kDevice;
+}
+
 std::uint64_t SimDownloadFiles::LongestFileIn(const std::string& folder) const {
   disk_.Enter(DiskCall::LongestFileIn, folder);
   DemandFolder(folder);

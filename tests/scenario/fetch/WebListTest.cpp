@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "WebApp.h"
+#include "core/Settings.h"
 #include "core/WebTexts.h"
 #include "ports/Dialogs.h"
 
@@ -74,6 +75,72 @@ TEST_F(WebList, ResumeWithoutThePasswordStopsAndNamesTheLogin) {
   next.sim.RunFor(10'000);
   EXPECT_EQ(next.StateWord(), "failed");
   EXPECT_EQ(next.Web().reason, TextOf(next.program(), WebText::LoginNeeded));
+}
+
+class WebJournal : public WebList {
+ protected:
+  // A download of which something is here, then a kill.
+  void LeaveAPart(const std::string& url, std::uint16_t port) {
+    SimHttpServer server(sim.network(), "w.example", port);
+    server.File("/a.bin", SimContent::Generated(40'000'000, 7));
+    server.Always({.wire = {.bytesPerSecond = 500'000}});
+    Start();
+    program().settings.WebEngine = kWebEngineAll;
+    Add(url);
+    ASSERT_TRUE(RunUntilReceived(1'000'000));
+    sim.RunFor(10'000);
+    ASSERT_GT(Record().Received, 0);
+    sim.disk().CutNow();
+    sim.RunFor(1000);
+  }
+};
+
+TEST_F(WebJournal, ThatCannotBeReadIsSaidOnceAndItsDownloadsStayStopped) {
+  LeaveAPart("http://w.example/a.bin", 80);
+  WebApp next({.disk = sim.disk().TakeState()});
+  SimHttpServer server(next.sim.network(), "w.example", 80);
+  server.File("/a.bin", SimContent::Generated(40'000'000, 7));
+  next.sim.disk().FailWhere(
+      [](DiskCall call, const std::string& path) {
+        return call == DiskCall::OpenForReading && path.ends_with("Pellora.fetch");
+      },
+      1, true);
+  next.Start();
+  EXPECT_EQ(next.sim.dialogs().OpenCount(), 1U);
+  EXPECT_NE(next.sim.dialogs().Next().text.find("Pellora.fetch"), std::string::npos);
+  next.Answer(kAnswerOk);
+  const std::string& lost = TextOf(next.program(), WebText::ProgressLost);
+  const std::int32_t received = next.Record().Received;
+  EXPECT_GT(received, 0);
+  EXPECT_EQ(next.StateWord(), "failed");
+  EXPECT_EQ(next.Web().reason, lost);
+  next.sim.Do([&] { next.app.ResumeAll(); });
+  next.sim.RunFor(20'000);
+  EXPECT_EQ(next.StateWord(), "failed");
+  EXPECT_EQ(next.Web().reason, lost);
+  EXPECT_EQ(next.Record().Received, received);
+  EXPECT_TRUE(server.Requests().empty());
+  EXPECT_EQ(next.sim.dialogs().OpenCount(), 0U);
+  // A new download is not begun either, and says why.
+  next.Add("https://w.example/new.bin");
+  next.sim.RunFor(1000);
+  EXPECT_EQ(next.StateWord(2), "failed");
+  EXPECT_NE(next.Web(2).reason.find("Pellora.fetch"), std::string::npos);
+}
+
+TEST_F(WebJournal, ThatLostTheLinesOfADownloadStopsItUntilItIsResumed) {
+  LeaveAPart("https://w.example/a.bin", 443);
+  WebApp next({.disk = sim.disk().TakeState()});
+  const SimContent content = SimContent::Generated(40'000'000, 7);
+  SimHttpServer server(next.sim.network(), "w.example", 443);
+  server.File("/a.bin", content);
+  next.sim.disk().Put("/prog/Pellora.fetch", "what is this\n");
+  next.Start();
+  EXPECT_EQ(next.StateWord(), "failed");
+  EXPECT_EQ(next.Web().reason, TextOf(next.program(), WebText::ProgressLost));
+  next.sim.Do([&] { next.app.ResumeAll(); });
+  ASSERT_TRUE(next.RunUntilFinished());
+  EXPECT_TRUE(next.sim.disk().Holds(next.Record().SavePath, content));
 }
 
 TEST_F(WebList, KeepsTheClassicEnginesPassword) {

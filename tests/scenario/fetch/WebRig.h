@@ -25,6 +25,7 @@ class CountingLists : public Lists {
  public:
   void RefreshRows(std::int16_t, std::int16_t) override { ++refreshes; }
   void RefreshDownList() override { ++downListRefreshes; }
+  void RefreshFinishedSoon() override { RefreshDownList(); }
   void Status(const std::string&) override {}
   Task<> Restart(std::int16_t) override { co_return; }
 
