@@ -1,8 +1,10 @@
 #include "fetch/WebRecords.h"
 
+#include <algorithm>
 #include <bit>
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "core/FileNames.h"
 #include "core/Numbers.h"
@@ -23,11 +25,16 @@ bool IsSameFile(const FileState& found, const FileState& renamed) {
   return found.length == renamed.length && (found.identity == renamed.identity || found.modified == renamed.modified);
 }
 
+// A pause cannot stop a rename, and its line comes after the one that names the new name.
 bool HasItsName(const DownloadFiles& files, const JournalEntry& entry) {
-  if (entry.state != JournalState::Renaming || !entry.renamed) return false;
+  if (!entry.renamed || entry.state == JournalState::Finished) return false;
   std::optional<FileState> found;
-  Skip([&] { found = files.StateOf(entry.path); });
-  return found && IsSameFile(*found, *entry.renamed);
+  std::optional<FileState> part;
+  Skip([&] {
+    if (entry.state != JournalState::Renaming) part = files.StateOf(entry.partPath);
+    found = files.StateOf(entry.path);
+  });
+  return found && !part && IsSameFile(*found, *entry.renamed);
 }
 
 DownloadRecord RecordOf(const JournalEntry& entry) {
@@ -85,12 +92,28 @@ void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry)
   DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
 }
 
+// Names and numbers of deleted files are given again.
+bool IsNeeded(const std::vector<JournalEntry>& entries, const std::string& part) {
+  return std::any_of(entries.begin(), entries.end(),
+                     [&](const JournalEntry& entry) { return entry.partPath == part || entry.oldPartPath == part; });
+}
+
+// What a kill left between the line that a download is gone and the deletion of its part file.
+void DeletePartsOfGone(const Platform& platform, const Journal& journal) {
+  const std::vector<JournalEntry> entries = journal.Entries();
+  for (const JournalEntry& gone : journal.Gone()) {
+    if (!IsNeeded(entries, gone.partPath)) DeletePartFile(platform, gone.partPath, gone.part);
+    if (!IsNeeded(entries, gone.oldPartPath)) DeletePartFile(platform, gone.oldPartPath, gone.oldPart);
+  }
+}
+
 }  // namespace
 
 void RestoreWebRecords(Program& program, WebServices& services) {
   Journal& journal = services.journal;
   journal.Open();
   if (!program.listLoaded) return;
+  DeletePartsOfGone(program.platform, journal);
   const std::map<JournalKey, int> listed = ListedIn(program);
   for (JournalEntry entry : journal.Entries()) {
     if (HasItsName(*program.platform.downloadFiles, entry)) {
@@ -99,6 +122,13 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       journal.Put(entry);
     }
     const auto at = listed.find(entry.key);
+    if (at != listed.end() && program.Download(at->second).Finished && entry.state != JournalState::Finished) {
+      // The list knew it, and the journal could not be written.
+      entry.state = JournalState::Finished;
+      entry.path = program.Download(at->second).SavePath;
+      entry.partPath.clear();
+      journal.Put(entry);
+    }
     services.listed.insert(entry.key);
     if (at != listed.end()) {
       TakeFigures(program, at->second, entry);
