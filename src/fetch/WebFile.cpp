@@ -79,6 +79,7 @@ Task<> WebEngine::CreatePart() {
     co_return;
   }
   (void)SaveListBeforeTouchingParts(program_);
+  const std::uint32_t generation = partGeneration_;
   const auto made = std::make_shared<Made>();
   std::string failed;
   try {
@@ -90,7 +91,8 @@ Task<> WebEngine::CreatePart() {
   } catch (const Failure& failure) {
     failed = Say(WebText::NotWritten, {failure.what()});
   }
-  if (!StillCurrent()) {
+  // Meanwhile the download may have begun anew, with another part file.
+  if (!StillCurrent() || generation != partGeneration_) {
     if (made->file) {
       program_.platform.background.Run([made, files = &program_.platform.files] { files->Delete(made->path); },
                                        [](const std::exception_ptr&) {});
@@ -341,7 +343,9 @@ Task<> WebEngine::Finish(Run run) {
   co_await InBackground(&program_.platform, std::move(nothing));
   if (!StillCurrent() || run != run_) co_return;
   if (differs_) {
-    Rest(FetchEvent::DiskFailed, Say(WebText::Changed));
+    // A comparison came after the last byte.
+    state_ = FetchState::Running;
+    HasChanged();
     co_return;
   }
   if (!part_) co_return;  // a write has failed, and has stopped the download

@@ -204,6 +204,14 @@ void WebEngine::Redirect(WebLane& lane, const FetchAnswer& answer, const ReplyRe
 void WebEngine::HasChanged() {
   if (!Fetching()) return;
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
+  if (written_.Ranges().empty() && entry_.oldPartPath.empty()) {
+    // Nothing is held that could be lost.
+    const Rounds rounds = rounds_;
+    EndRun();
+    BeginAnew();
+    rounds_ = rounds;
+    return;
+  }
   Rest(FetchEvent::Question, Say(WebText::Changed));
   program_.platform.tasks.Spawn(AskAboutChange(run_));
 }
@@ -221,11 +229,18 @@ Task<> WebEngine::AskAboutChange(Run run) {
   BeginAnew();
 }
 
+// Of the part files so far the last one that holds something is kept until the new file is finished.
 void WebEngine::BeginAnew() {
   state_ = FetchState::Paused;
-  entry_.oldPartPath = entry_.partPath;
-  entry_.oldPart = entry_.part;
+  std::string uselessPath = entry_.partPath;
+  FileIdentity useless = entry_.part;
+  if (!written_.Ranges().empty()) {
+    std::swap(uselessPath, entry_.oldPartPath);
+    std::swap(useless, entry_.oldPart);
+  }
   DropPart();
+  DeletePartFile(program_.platform, uselessPath, useless);
+  WriteJournal(JournalStateNow());
   Start();
 }
 
