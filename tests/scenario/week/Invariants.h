@@ -76,6 +76,8 @@ class Invariants final : public DiskWatcher, public RenameWatcher {
   void Note(std::string what);
   // Off: only finished files are checked, at the end.
   bool on = true;
+  // Nothing flushes the list: its records may be any.
+  bool listMayBeDamaged = false;
 
  private:
   struct SegmentShadow {
@@ -122,6 +124,7 @@ class Invariants final : public DiskWatcher, public RenameWatcher {
   };
 
   void EndWeb();
+  void AfterStallOfWeb();
   void CheckClaim(const JournalEntry& entry);
   void CheckWebRecord(int index);
   void CheckFetches();

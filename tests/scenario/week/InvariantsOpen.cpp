@@ -82,6 +82,7 @@ void Invariants::AfterStall() {
   for (LiveWindow& live : windows_) {
     if (live.orphanSince >= 0) live.orphanSince = sim_->loop().Time();
   }
+  AfterStallOfWeb();
 }
 
 const Invariants::LiveWindow* Invariants::OwnerOfSocket(const ConnectionEvents* events) const {

@@ -40,8 +40,8 @@ void Invariants::EndWeb() {
     downloads_->Watch(nullptr);
     unnamed_.insert(downloads_->Unnamed().begin(), downloads_->Unnamed().end());
     unnamed_.insert(files_->NotDeleted().begin(), files_->NotDeleted().end());
+    journalFailed_ = journalFailed_ || downloads_->JournalFailed() || files_->JournalFailed();
   }
-  journalFailed_ = downloads_ != nullptr && (downloads_->JournalFailed() || files_->JournalFailed());
   web_ = nullptr;
   downloads_ = nullptr;
   fetcher_ = nullptr;
@@ -49,12 +49,18 @@ void Invariants::EndWeb() {
   webWindows_.clear();
 }
 
+void Invariants::AfterStallOfWeb() {
+  for (WebWindow& live : webWindows_) live.strangeSince = -1;
+  if (!fetcher_) return;
+  for (WatchedFetcher::OpenFetch& one : fetcher_->Open()) one.strangeSince = -1;
+}
+
 // What the journal claims of a part file is there, and is of one version.
 void Invariants::CheckClaim(const JournalEntry& entry) {
   const int file = WebOrigin::FileOf(entry.path);
   if (!on || file < 0 || !NeedsPart(entry) || entry.partPath.empty() || entry.held.Ranges().empty()) return;
   ++counts_.faults["web: a claim of an earlier session"];
-  const bool renamed = entry.state == JournalState::Renaming && sim_->disk().Has(entry.path);
+  const bool renamed = entry.renamed && sim_->disk().Has(entry.path);
   if (!sim_->disk().Has(entry.partPath)) {
     // Where the journal could not be written it does not know what became of the file.
     if (!renamed && !journalFailed_) Note("the journal claims bytes of a part file that is gone: " + entry.partPath);
@@ -172,7 +178,7 @@ void Invariants::CheckWebFiles(bool atRest) {
   const std::vector<JournalEntry> entries = EntriesOn(sim_->disk());
   for (const std::string& path : sim_->disk().Paths()) {
     if (WebOrigin::FileOf(path) >= 0 && !IsWebPart(path)) CheckWhole(path);
-    if (!atRest || !IsWebPart(path) || unnamed_.contains(path)) continue;
+    if (!atRest || !IsWebPart(path) || unnamed_.contains(path) || downloads_->Unnamed().contains(path)) continue;
     const bool needed = std::any_of(entries.begin(), entries.end(), [&](const JournalEntry& entry) {
       return NeedsPart(entry) && (entry.partPath == path || entry.oldPartPath == path);
     });

@@ -279,7 +279,7 @@ void Life::ActByScript(std::uint64_t salt) {
 // The machine is cut as well as the process.
 void Life::CutPower(const PlanItem& session) {
   ++counts_.faults["end: power cut"];
-  powerCut_ = true;
+  powerCut_ = invariants_.listMayBeDamaged = true;
   sim_->disk().PowerCut(session.salt);
 }
 
