@@ -123,6 +123,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block);
   void PutDone(std::uint32_t generation, const std::vector<Range>& written, PartFile::Result result,
                const std::string& reason);
+  void ComparedOther();
   void PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block);
   void SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason);
   void AfterArrival(WebLane& lane, bool surplus);

@@ -221,16 +221,17 @@ void WebEngine::PutDone(std::uint32_t generation, const std::vector<Range>& writ
                         const std::string& reason) {
   if (generation != partGeneration_) return;
   if (result == PartFile::Result::Failed) return DiskFailed(reason);
-  if (result == PartFile::Result::Differs) {
-    // What was held before is still the old version's; what this run has written is not.
-    ++partGeneration_;
-    written_ = entry_.held = heldBefore_;
-    differs_ = true;
-    if (Fetching()) HasChanged();
-    return;
-  }
+  if (result == PartFile::Result::Differs) return ComparedOther();
   for (const Range& range : written) written_.Add(range);
   unclaimed_ = true;
+}
+
+// What was held before is still the old version's; what this run has written is not.
+void WebEngine::ComparedOther() {
+  ++partGeneration_;
+  written_ = entry_.held = heldBefore_;
+  differs_ = true;
+  if (Fetching()) HasChanged();
 }
 
 // All of the sample comes in one block or several; each is compared as it comes.
@@ -264,16 +265,18 @@ void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, c
 }
 
 void WebEngine::AfterArrival(WebLane& lane, bool surplus) {
-  if (plan_ && facts_.total >= 0 && plan_->Complete()) return AllHeld();
+  if (surplus && lane.endProves) return ComparedOther();
+  if (plan_ && facts_.total >= 0 && plan_->Complete() && !lane.endProves) return AllHeld();
   if (surplus) return LaneLost(lane, Say(WebText::WrongAnswers), RoundCause::Failure);
   if (!plan_) return;
   bool freed = false;
   for (const auto& other : lanes_) {
-    if (!other->Open() || !other->Flows() || plan_->Next(other->Number()) != LaneNext::Close) continue;
+    if (!other->Open() || !other->Flows() || other->endProves) continue;
+    if (plan_->Next(other->Number()) != LaneNext::Close) continue;
     Release(*other);
     freed = true;
   }
-  if (facts_.total >= 0 && plan_->Complete()) return AllHeld();
+  if (facts_.total >= 0 && plan_->Complete() && !lane.endProves) return AllHeld();
   if (freed) OpenLanes();
 }
 

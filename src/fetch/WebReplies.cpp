@@ -72,6 +72,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
         if (other.get() != &lane) Release(*other);
       }
       oneLane_ = unranged_ = lane.compares = true;
+      lane.endProves = facts_.total >= 0 && reading.facts.total < 0;
       return TakeBody(lane, answer, reading);
     case ReplyVerdict::Held:
       facts_.total = reading.facts.total;
@@ -310,11 +311,21 @@ void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason
     if (end != FetchEnd::Whole)
       return LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason,
                       RoundCause::Failure);
-    facts_.total = plan_->Offset(lane.Number());
+    const std::int64_t length = plan_->Offset(lane.Number());
+    const std::vector<Range>& held = heldBefore_.Ranges();
+    if (lane.compares && !held.empty() && length < held.back().end) {
+      if (lane.proof != LengthProof::UntilClose) return ComparedOther();
+      return LaneLost(lane, Say(WebText::ConnectionLost, {current_.host}), RoundCause::Failure);
+    }
+    facts_.total = length;
     unconfirmed_ = lane.proof == LengthProof::UntilClose;
     plan_->SetTotal(facts_.total);
     Release(lane);
     return AllHeld();
+  }
+  if (lane.endProves && end == FetchEnd::Whole) {
+    if (plan_->Complete()) return AllHeld();
+    if (lane.proof == LengthProof::Chunked) return ComparedOther();
   }
   if (plan_->Next(lane.Number()) == LaneNext::Continue) {
     return LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason,
@@ -331,7 +342,7 @@ void WebEngine::Release(WebLane& lane) {
   lane.Close();
   std::erase_if(early_, [&](const auto& block) { return block.first == lane.Number(); });
   if (earlyEnd_ && earlyEnd_->lane == lane.Number()) earlyEnd_.reset();
-  lane.sample = lane.compares = false;
+  lane.sample = lane.compares = lane.endProves = false;
   if (plan_) plan_->Release(lane.Number());
   lane.Take(LaneEvent::Stop);
 }

@@ -119,6 +119,49 @@ TEST(WebLeftovers, NothingIsAskedAboutAChangedFileOfWhichNothingIsHeld) {
   EXPECT_EQ(run.rig.InFolder(), std::vector<std::string>{"a.bin"});
 }
 
+TEST(WebLeftovers, OtherLengthIsSeenAtTheEndOfABodyThatDoesNotStateIt) {
+  for (const std::uint64_t length : {std::uint64_t{400'000}, std::uint64_t{200'000}}) {
+    Session run({}, {.wire = {.bytesPerSecond = 1000}});
+    run.Serve(1, 300'000);
+    run.rig.Start(kUrl);
+    ASSERT_TRUE(run.rig.sim.RunUntil([&] { return run.rig.sim.disk().Has(kPart); }, 1000));
+    run.rig.Pause();
+    run.rig.sim.RunFor(1000);
+    const SimContent now = run.Serve(2, length);
+    run.origin.Always({.ignoreRange = true, .chunked = true});
+    run.rig.Resume();
+    ASSERT_TRUE(run.rig.RunUntilFinished());
+    EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now)) << length;
+  }
+}
+
+TEST(WebLeftovers, BodyThatDoesNotStateItsLengthContinuesWhatIsHeld) {
+  Session run;
+  const SimContent content = run.Serve(1, 3'000'000);
+  run.rig.Start(kUrl);
+  ASSERT_TRUE(run.rig.RunUntilReceived(1'000'000));
+  run.rig.Pause();
+  run.origin.Always({.ignoreRange = true, .chunked = true});
+  run.rig.Resume();
+  ASSERT_TRUE(run.rig.RunUntilFinished());
+  EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, content));
+}
+
+// The new version is the beginning of the old one.
+TEST(WebLeftovers, FileThatHasBecomeShorterThanWhatIsHeldIsAskedAbout) {
+  Session run({}, {.wire = {.bytesPerSecond = 200'000}, .ignoreRange = true, .chunked = true});
+  run.Serve(1, 3'000'000);
+  run.rig.Start(kUrl);
+  ASSERT_TRUE(run.rig.RunUntilReceived(1'000'000));
+  run.rig.Pause();
+  const SimContent now = run.Serve(1, 500'000);
+  run.rig.Resume();
+  ASSERT_TRUE(run.rig.RunUntilABoxIsOpen());
+  run.rig.Answer(kAnswerYes);
+  ASSERT_TRUE(run.rig.RunUntilFinished());
+  EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now));
+}
+
 TEST(WebLeftovers, BegunAnewTwiceLeavesNoPartFile) {
   Session run;
   run.Serve(1, 3'000'000);
