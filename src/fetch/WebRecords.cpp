@@ -34,7 +34,8 @@ bool HasItsName(const DownloadFiles& files, const JournalEntry& entry) {
     if (entry.state != JournalState::Renaming) part = files.StateOf(entry.partPath);
     found = files.StateOf(entry.path);
   });
-  return found && !part && IsSameFile(*found, *entry.renamed);
+  const bool stays = part && part->identity == entry.part;  // else its name may be another's by now
+  return found && !stays && IsSameFile(*found, *entry.renamed);
 }
 
 DownloadRecord RecordOf(const JournalEntry& entry) {

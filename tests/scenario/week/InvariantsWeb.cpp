@@ -60,10 +60,10 @@ void Invariants::CheckClaim(const JournalEntry& entry) {
   const int file = WebOrigin::FileOf(entry.path);
   if (!on || file < 0 || !NeedsPart(entry) || entry.partPath.empty() || entry.held.Ranges().empty()) return;
   ++counts_.faults["web: a claim of an earlier session"];
-  const bool renamed = entry.renamed && sim_->disk().Has(entry.path);
+  if (entry.renamed && sim_->disk().Has(entry.path)) return;  // and another download may have the part file's name
   if (!sim_->disk().Has(entry.partPath)) {
     // Where the journal could not be written it does not know what became of the file.
-    if (!renamed && !journalFailed_) Note("the journal claims bytes of a part file that is gone: " + entry.partPath);
+    if (!journalFailed_) Note("the journal claims bytes of a part file that is gone: " + entry.partPath);
     return;
   }
   if (!web_->Holds(file, entry.held, sim_->disk(), entry.partPath)) {

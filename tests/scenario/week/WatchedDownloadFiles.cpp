@@ -46,10 +46,11 @@ class WatchedDownloadFile final : public DownloadFile {
     file_->Reserve(size);
   }
   void Flush() override {
+    const std::string lines = std::exchange(lines_, {});  // after a failure they are written over
     files_.Enter(DiskCall::Flush, path_);
     file_->Flush();
     WriteAll();
-    files_.FlushedJournal(std::exchange(lines_, {}));
+    files_.FlushedJournal(lines);
   }
   void SetLength(std::uint64_t length) override {
     files_.Enter(DiskCall::SetLength, path_);

@@ -20,6 +20,9 @@ class WatchedFetch final : public Fetch, private FetchEvents {
  public:
   WatchedFetch(WatchedFetcher& fetcher, FetchRequest request, FetchEvents& events)
       : fetcher_(fetcher), events_(events), from_(request.from), ranged_(request.ranged) {
+    // The server is asked for another one.
+    const bool shifts = fetcher_.planted_ == Planted::UncheckedRange && ranged_ && from_ > 0;
+    if (shifts && request.to != from_ && fetcher_.random_.Below(8) == 0) ++request.from;
     at_ = fetcher_.open_.insert(fetcher_.open_.end(), {request.url});
     FetchEvents& own = *this;
     fetch_ = fetcher_.sim_.fetcher().Begin(std::move(request), own);
@@ -50,22 +53,29 @@ class WatchedFetch final : public Fetch, private FetchEvents {
   }
 
   void Answered(const FetchAnswer& answer) override {
-    if (fetcher_.planted_ != Planted::UncheckedRange || !ranged_ || from_ == 0) return events_.Answered(answer);
+    if (fetcher_.planted_ != Planted::UncheckedRange || !ranged_ || from_ == 0 || answer.status / 100 != 2) {
+      return events_.Answered(answer);
+    }
     events_.Answered(AsAsked(answer));
   }
   // As if the server had sent the range that was asked for.
   FetchAnswer AsAsked(FetchAnswer answer) const {
-    const std::string begin = "bytes " + std::to_string(from_);
+    const bool whole = answer.status == 200;
     FetchHeader* const range = Find(answer, "Content-Range");
-    const FetchHeader* const length = Find(answer, "Content-Length");
-    if (range != nullptr) {
-      range->value = begin + range->value.substr(std::min(range->value.find('-'), range->value.size()));
-    } else if (answer.status == 200 && length != nullptr) {
-      const std::int64_t total = std::atoll(length->value.c_str());
-      answer.status = 206;
-      answer.headers.push_back(
-          {"Content-Range", begin + "-" + std::to_string(total - 1) + "/" + std::to_string(total)});
+    FetchHeader* const length = Find(answer, "Content-Length");
+    if (length == nullptr || (!whole && range == nullptr)) return answer;
+    std::int64_t bytes = std::atoll(length->value.c_str());
+    std::string total = std::to_string(bytes);
+    if (whole) bytes -= from_;
+    length->value = std::to_string(bytes);
+    if (!whole) total = range->value.substr(range->value.find('/') + 1);
+    const std::string value = "bytes " + std::to_string(from_) + "-" + std::to_string(from_ + bytes - 1) + "/" + total;
+    if (!whole) {
+      range->value = value;
+      return answer;
     }
+    answer.status = 206;
+    answer.headers.push_back({"Content-Range", value});
     return answer;
   }
   void DataArrived(std::unique_ptr<FetchBlock> block) override { events_.DataArrived(std::move(block)); }
