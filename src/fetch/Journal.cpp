@@ -13,6 +13,11 @@ namespace {
 constexpr std::uint64_t kRewriteAbove = std::uint64_t{1} << 20;
 constexpr std::uint64_t kLongest = std::uint64_t{256} << 20;
 
+bool HasPart(const Files& files, const JournalEntry& entry) {
+  return (!entry.partPath.empty() && files.Exists(entry.partPath)) ||
+         (!entry.oldPartPath.empty() && files.Exists(entry.oldPartPath));
+}
+
 }  // namespace
 
 // Used by works alone, which run one at a time.
@@ -58,8 +63,13 @@ void Journal::Open() {
   damaged_ = reading.badLines > 0;
   std::vector<JournalEntry> kept;
   for (JournalEntry& entry : reading.entries) {
-    if (entry.state == JournalState::Gone) continue;
-    entries_[entry.key] = entry;
+    if (entry.state == JournalState::Gone) {
+      // Its line stays until its part file is gone too.
+      if (!HasPart(platform_.files, entry)) continue;
+      gone_.push_back(entry);
+    } else {
+      entries_[entry.key] = entry;
+    }
     kept.push_back(std::move(entry));
   }
   // Where that fails the old one serves on; its torn end is cut before the next line.

@@ -34,6 +34,8 @@ class Journal {
   std::vector<JournalEntry> Entries() const;
   // What downloads other than `own` that are not finished will be called.
   std::set<std::string> ClaimedPaths(const JournalKey& own) const;
+  // Those deleted before this run whose part files are there: a kill came between.
+  const std::vector<JournalEntry>& Gone() const { return gone_; }
   std::uint64_t NewId() { return nextId_++; }
 
   using Done = std::function<void(bool written)>;
@@ -48,6 +50,7 @@ class Journal {
   const Platform& platform_;
   const std::shared_ptr<Store> store_;
   std::map<JournalKey, JournalEntry> entries_;
+  std::vector<JournalEntry> gone_;
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten
   bool readable_ = true;

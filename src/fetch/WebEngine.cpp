@@ -115,6 +115,7 @@ void WebEngine::Start() {
   Take(FetchEvent::Start);
   record.Active = true;
   record.Paused = false;
+  record.Queued = 0;  // resumed in its window
   record.ConnectState = kConnectTried;
   TheFigures().standing = WebStanding::Active;
   entry_.reason.clear();

@@ -127,6 +127,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
            std::function<void(bool)> answer);
   void AskAboutKey(const WebLane& lane, const HostKey& key);
   void BeginAnew();
+  void BeginAnewUnasked();  // its rounds count on
   void LaneLost(WebLane& lane, const std::string& reason, RoundCause cause, std::int64_t retryAfterSeconds = 0);
   void RoundEnded(RoundCause cause, std::int64_t wait);
   void Refused(WebLane& lane, const std::string& reason);
@@ -147,6 +148,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block);
   void PutDone(std::uint32_t generation, const std::vector<Range>& written, PartFile::Result result,
                const std::string& reason);
+  void ComparedOther();
   void PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block);
   void SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason);
   void AfterArrival(WebLane& lane, bool surplus);

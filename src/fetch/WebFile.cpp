@@ -171,6 +171,7 @@ Task<> WebEngine::CreatePart() {
     co_return;
   }
   (void)SaveListBeforeTouchingParts(program_);
+  const std::uint32_t generation = partGeneration_;
   const auto made = std::make_shared<Made>();
   std::string failed;
   try {
@@ -185,7 +186,8 @@ Task<> WebEngine::CreatePart() {
   } catch (const Failure& failure) {
     failed = Say(WebText::NotWritten, {failure.what()});
   }
-  if (!StillCurrent()) {
+  // Meanwhile the download may have begun anew, with another part file.
+  if (!StillCurrent() || generation != partGeneration_) {
     if (made->file) {
       program_.platform.background.Run([made, files = &program_.platform.files] { files->Delete(made->partPath); },
                                        [](const std::exception_ptr&) {});
@@ -323,16 +325,17 @@ void WebEngine::PutDone(std::uint32_t generation, const std::vector<Range>& writ
                         const std::string& reason) {
   if (generation != partGeneration_) return;
   if (result == PartFile::Result::Failed) return DiskFailed(reason);
-  if (result == PartFile::Result::Differs) {
-    // What was held before is still the old version's; what this run has written is not.
-    ++partGeneration_;
-    written_ = entry_.held = heldBefore_;
-    differs_ = true;
-    if (Fetching()) HasChanged();
-    return;
-  }
+  if (result == PartFile::Result::Differs) return ComparedOther();
   for (const Range& range : written) written_.Add(range);
   unclaimed_ = true;
+}
+
+// What was held before is still the old version's; what this run has written is not.
+void WebEngine::ComparedOther() {
+  ++partGeneration_;
+  written_ = entry_.held = heldBefore_;
+  differs_ = true;
+  if (Fetching()) HasChanged();
 }
 
 // All of the sample comes in one block or several; each is compared as it comes.
@@ -366,16 +369,18 @@ void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, c
 }
 
 void WebEngine::AfterArrival(WebLane& lane, bool surplus) {
-  if (plan_ && facts_.total >= 0 && plan_->Complete()) return AllHeld();
+  if (surplus && lane.endProves) return ComparedOther();
+  if (plan_ && facts_.total >= 0 && plan_->Complete() && !lane.endProves) return AllHeld();
   if (surplus) return LaneLost(lane, Say(WebText::WrongAnswers), RoundCause::Failure);
   if (!plan_) return;
   bool freed = false;
   for (const auto& other : lanes_) {
-    if (!other->Open() || !other->Flows() || plan_->Next(other->Number()) != LaneNext::Close) continue;
+    if (!other->Open() || !other->Flows() || other->endProves) continue;
+    if (plan_->Next(other->Number()) != LaneNext::Close) continue;
     Release(*other);
     freed = true;
   }
-  if (facts_.total >= 0 && plan_->Complete()) return AllHeld();
+  if (facts_.total >= 0 && plan_->Complete() && !lane.endProves) return AllHeld();
   if (freed) OpenLanes();
 }
 
@@ -451,7 +456,9 @@ Task<> WebEngine::Finish(Run run) {
   co_await InBackground(&program_.platform, std::move(nothing));
   if (!StillCurrent() || run != run_) co_return;
   if (differs_) {
-    Rest(FetchEvent::DiskFailed, Say(WebText::Changed));
+    // A comparison came after the last byte.
+    state_ = FetchState::Running;
+    HasChanged();
     co_return;
   }
   if (!part_) co_return;  // a write has failed, and has stopped the download

@@ -72,6 +72,7 @@ class WebLane final : private FetchEvents {
   std::int64_t due = 0;       // of BackingOff
   std::int64_t received = 0;  // bytes of all its requests
   bool compares = false;      // its bytes are compared with those that are held
+  bool endProves = false;     // the length of what it compares is not stated: only its end tells it
   bool sample = false;        // and for nothing else
   WebAddress address;         // of its request
   int asks = 0;               // requests for its piece, without redirects

@@ -4,6 +4,7 @@
 #include <bit>
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "core/FileNames.h"
 #include "core/Numbers.h"
@@ -25,11 +26,17 @@ bool IsSameFile(const FileState& found, const FileState& renamed) {
   return found.length == renamed.length && (found.identity == renamed.identity || found.modified == renamed.modified);
 }
 
+// A pause cannot stop a rename, and its line comes after the one that names the new name.
 bool HasItsName(const DownloadFiles& files, const JournalEntry& entry) {
-  if (entry.state != JournalState::Renaming || !entry.renamed) return false;
+  if (!entry.renamed || entry.state == JournalState::Finished) return false;
   std::optional<FileState> found;
-  Skip([&] { found = files.StateOf(entry.path); });
-  return found && IsSameFile(*found, *entry.renamed);
+  std::optional<FileState> part;
+  Skip([&] {
+    if (entry.state != JournalState::Renaming) part = files.StateOf(entry.partPath);
+    found = files.StateOf(entry.path);
+  });
+  const bool stays = part && part->identity == entry.part;  // else its name may be another's by now
+  return found && !stays && IsSameFile(*found, *entry.renamed);
 }
 
 DownloadRecord RecordOf(const JournalEntry& entry) {
@@ -106,6 +113,21 @@ void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry)
   DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
 }
 
+// Names and numbers of deleted files are given again.
+bool IsNeeded(const std::vector<JournalEntry>& entries, const std::string& part) {
+  return std::any_of(entries.begin(), entries.end(),
+                     [&](const JournalEntry& entry) { return entry.partPath == part || entry.oldPartPath == part; });
+}
+
+// What a kill left between the line that a download is gone and the deletion of its part file.
+void DeletePartsOfGone(const Platform& platform, const Journal& journal) {
+  const std::vector<JournalEntry> entries = journal.Entries();
+  for (const JournalEntry& gone : journal.Gone()) {
+    if (!IsNeeded(entries, gone.partPath)) DeletePartFile(platform, gone.partPath, gone.part);
+    if (!IsNeeded(entries, gone.oldPartPath)) DeletePartFile(platform, gone.oldPartPath, gone.oldPart);
+  }
+}
+
 }  // namespace
 
 void RestoreWebRecords(Program& program, WebServices& services) {
@@ -117,6 +139,7 @@ void RestoreWebRecords(Program& program, WebServices& services) {
     throw;
   }
   if (!program.listLoaded) return;
+  DeletePartsOfGone(program.platform, journal);
   const std::map<JournalKey, int> listed = ListedIn(program);
   for (JournalEntry entry : journal.Entries()) {
     if (HasItsName(*program.platform.downloadFiles, entry)) {
@@ -125,6 +148,13 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       journal.Put(entry);
     }
     const auto at = listed.find(entry.key);
+    if (at != listed.end() && program.Download(at->second).Finished && entry.state != JournalState::Finished) {
+      // The list knew it, and the journal could not be written.
+      entry.state = JournalState::Finished;
+      entry.path = program.Download(at->second).SavePath;
+      entry.partPath.clear();
+      journal.Put(entry);
+    }
     services.listed.insert(entry.key);
     if (at != listed.end()) {
       TakeFigures(program, at->second, entry);

@@ -102,6 +102,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
         if (other.get() != &lane) Release(*other);
       }
       oneLane_ = unranged_ = lane.compares = true;
+      lane.endProves = facts_.total >= 0 && reading.facts.total < 0;
       return TakeBody(lane, answer, reading);
     case ReplyVerdict::Held:
       facts_.total = reading.facts.total;
@@ -217,7 +218,7 @@ void WebEngine::AskForSample(WebLane& lane) {
   }
   const bool little = longest.Length() < (facts_.total < 0 ? kSample : std::min(kSample, facts_.total));
   if (!part_ || (little && !alone)) return LaneLost(lane, Say(WebText::Changed), RoundCause::Failure);  // more will be
-  if (little) return BeginAnew();
+  if (little) return BeginAnewUnasked();
   if (!IsHttp(lane.address.scheme) || ++lane.asks > 2) return alone ? HasChanged() : GoOnWithout(lane);
   if (plan_) plan_->Release(lane.Number());
   BeginRequest(lane, {RequestKind::Later, true, std::max(longest.begin, longest.end - kSample), longest.end - 1});
@@ -274,6 +275,8 @@ void WebEngine::Ask(const std::string& reason, const std::string& question, std:
 
 void WebEngine::HasChanged() {
   if (!Fetching()) return;
+  if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
+  if (written_.Ranges().empty() && entry_.oldPartPath.empty()) return BeginAnewUnasked();  // nothing can be lost
   Ask(Say(WebText::Changed), Say(WebText::AskBeginAnew), Say(WebText::BeginAnew), Say(WebText::KeepPart),
       [this](bool yes) {
         if (yes) return BeginAnew();
@@ -281,17 +284,26 @@ void WebEngine::HasChanged() {
       });
 }
 
+// Of the part files so far the last one that holds something is kept until the new file is finished.
 void WebEngine::BeginAnew() {
   EndRun();
   state_ = FetchState::Paused;
-  if (entry_.oldPartPath.empty()) {
-    entry_.oldPartPath = entry_.partPath;
-    entry_.oldPart = entry_.part;
-  } else {
-    DeletePartFile(program_.platform, entry_.partPath, entry_.part);  // that of a version between the two
+  std::string uselessPath = entry_.partPath;
+  FileIdentity useless = entry_.part;
+  if (!written_.Ranges().empty()) {
+    std::swap(uselessPath, entry_.oldPartPath);
+    std::swap(useless, entry_.oldPart);
   }
   DropPart();
+  DeletePartFile(program_.platform, uselessPath, useless);
+  WriteJournal(JournalStateNow());
   StartOrQueue();
+}
+
+void WebEngine::BeginAnewUnasked() {
+  const Rounds rounds = rounds_;
+  BeginAnew();
+  rounds_ = rounds;
 }
 
 // Whether the user trusts the server, whose key is then kept. Downloads from one server ask once.
@@ -369,11 +381,21 @@ RoundCause WebEngine::CauseOf(FetchEnd end) const {
 void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason) {
   if (facts_.total < 0) {
     if (end != FetchEnd::Whole) return LaneLost(lane, ReasonFor(lane, end, reason), CauseOf(end));
-    facts_.total = plan_->Offset(lane.Number());
+    const std::int64_t length = plan_->Offset(lane.Number());
+    const std::vector<Range>& held = heldBefore_.Ranges();
+    if (lane.compares && !held.empty() && length < held.back().end) {
+      if (lane.proof != LengthProof::UntilClose) return ComparedOther();
+      return LaneLost(lane, ReasonFor(lane, FetchEnd::Lost, {}), RoundCause::Failure);
+    }
+    facts_.total = length;
     unconfirmed_ = lane.proof == LengthProof::UntilClose;
     plan_->SetTotal(facts_.total);
     Release(lane);
     return AllHeld();
+  }
+  if (lane.endProves && end == FetchEnd::Whole) {
+    if (plan_->Complete()) return AllHeld();
+    if (lane.proof == LengthProof::Chunked) return ComparedOther();
   }
   if (plan_->Next(lane.Number()) == LaneNext::Continue) {
     return LaneLost(lane, ReasonFor(lane, end, reason), CauseOf(end));
@@ -389,7 +411,7 @@ void WebEngine::Release(WebLane& lane) {
   lane.Close();
   std::erase_if(early_, [&](const auto& block) { return block.first == lane.Number(); });
   if (earlyEnd_ && earlyEnd_->lane == lane.Number()) earlyEnd_.reset();
-  lane.sample = lane.compares = false;
+  lane.sample = lane.compares = lane.endProves = false;
   if (plan_) plan_->Release(lane.Number());
   lane.Take(LaneEvent::Stop);
 }

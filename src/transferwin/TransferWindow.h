@@ -38,6 +38,7 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   void SetData(int, int, int, int) {}           // kept for the interface; does nothing
 
   const std::shared_ptr<Engine>& engine() const { return engine_; }
+  bool Asks() const { return question_.has_value(); }  // Command1 and Command3 answer
 
   std::int16_t RecordIndex = 0;
   std::int16_t FinishedMode = 0;  // 1: Command1 and Command3 open the file and its folder

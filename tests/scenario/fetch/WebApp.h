@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "SimHttpServer.h"
@@ -11,6 +12,7 @@
 #include "app/App.h"
 #include "core/Program.h"
 #include "mainwin/MainWindow.h"
+#include "transferwin/TransferWindow.h"
 
 namespace pellora {
 
@@ -33,6 +35,15 @@ class WebApp {
   void Answer(int answer) {
     sim.dialogs().AnswerNext(answer);
     sim.RunReady();
+  }
+  // Answers the question in the record's window.
+  void Decide(bool yes, int index = 1) {
+    const auto transfer = WindowOf(index);
+    sim.Do([&] { (yes ? transfer->Command1 : transfer->Command3).Click(); });
+    sim.RunReady();
+  }
+  std::shared_ptr<TransferWindow> WindowOf(int index = 1) {
+    return std::dynamic_pointer_cast<TransferWindow>(program().TransferWindowAt(index));
   }
   Program& program() { return app.program(); }
   MainWindow& window() { return app.mainWindow(); }

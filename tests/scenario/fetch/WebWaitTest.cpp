@@ -127,11 +127,11 @@ TEST_F(WebWait, ForAnAnswerGivesThePlaceAndTheAnswerWaitsForOne) {
   sim.RunFor(1000);
   EXPECT_EQ(StateWord(1), "queued");
   program().settings.MaxSimulDownlads = 2;
-  ASSERT_TRUE(sim.RunUntil([&] { return sim.dialogs().OpenCount() > 0; }));
+  ASSERT_TRUE(sim.RunUntil([&] { return WindowOf() && WindowOf()->Asks(); }));
   EXPECT_EQ(StateWord(1), "failed");
   EXPECT_EQ(program().ActiveCount(), 1);
   program().settings.MaxSimulDownlads = 1;
-  Answer(kAnswerYes);
+  Decide(true);
   EXPECT_EQ(StateWord(1), "queued");
   EXPECT_EQ(program().ActiveCount(), 1);
   ASSERT_TRUE(RunUntilFinished(2));
