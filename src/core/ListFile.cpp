@@ -88,15 +88,15 @@ void CopyAside(Program& program) {
   program.keepDamagedList = false;
 }
 
-// Passwords of the web engine's downloads are kept in memory alone.
-void AppendForList(std::string& bytes, Program& program, int index) {
-  DownloadRecord& record = program.Download(index);
-  const bool secret = !record.Password.empty() &&
-                      (IsWebRecord(program, index) || ChooseEngine(program, index).engine == EngineName::Web);
-  if (!secret) return AppendRecord(bytes, record);
-  const std::string password = std::exchange(record.Password, {});
-  AppendRecord(bytes, record);
-  record.Password = password;
+// The web engine's passwords are not kept; the running program has them.
+void AppendWithoutWebPassword(std::string& bytes, Program& program, int index) {
+  const DownloadRecord& record = program.Download(index);
+  const bool cut = index > 0 && !record.Password.empty() &&
+                   (IsWebRecord(program, index) || ChooseEngine(program, index).engine == EngineName::Web);
+  if (!cut) return AppendRecord(bytes, record);
+  DownloadRecord without = record;
+  without.Password.clear();
+  AppendRecord(bytes, without);
 }
 
 // A file of zeros was reserved and never written.
@@ -115,7 +115,7 @@ void SaveList(Program& program) {
   std::string& bytes = program.listBytes;
   bytes.clear();
   AppendListHeader(bytes, program.DownloadCount);
-  for (int i = 0; i <= program.DownloadCount; ++i) AppendForList(bytes, program, i);
+  for (int i = 0; i <= program.DownloadCount; ++i) AppendWithoutWebPassword(bytes, program, i);
 
   const std::unique_ptr<File> file = program.platform.files.Open(ListPath(program), FileKind::List);
   file->Reserve(bytes.size());

@@ -3,8 +3,12 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <utility>
 
+#include "async/InBackground.h"
+#include "ports/Background.h"
 #include "ports/DownloadFiles.h"
+#include "ports/Failure.h"
 #include "ports/Files.h"
 #include "ports/Machine.h"
 #include "ports/Platform.h"
@@ -20,6 +24,13 @@ bool EndsInTheMiddleOfALine(File& file, std::uint64_t length) {
 
 }  // namespace
 
+void AddKnownHost(Files& files, DownloadFiles& downloadFiles, const std::string& path, const std::string& line) {
+  if (!files.Exists(path)) return downloadFiles.Replace(path, line + "\n");
+  const std::unique_ptr<File> file = files.Open(path, FileKind::Output);
+  const std::uint64_t length = file->Length();
+  file->WriteAt(length, (EndsInTheMiddleOfALine(*file, length) ? "\n" : "") + line + "\n");
+}
+
 HostKey ReadHostKey(std::string_view reason) {
   const std::size_t blank = reason.find(' ');
   HostKey key;
@@ -33,31 +44,35 @@ std::string KnownHostsName(const WebAddress& address) {
   return "[" + address.host + "]:" + std::to_string(address.port);
 }
 
-void AddKnownHost(Files& files, DownloadFiles& downloadFiles, const std::string& path, const std::string& line) {
-  if (!files.Exists(path)) return downloadFiles.Replace(path, line + "\n");
-  const std::unique_ptr<File> file = files.Open(path, FileKind::Output);
-  const std::uint64_t length = file->Length();
-  file->WriteAt(length, (EndsInTheMiddleOfALine(*file, length) ? "\n" : "") + line + "\n");
-}
-
 std::string HostKeys::AcceptedFor(const std::string& origin) const {
   const auto found = accepted_.find(origin);
   return found == accepted_.end() ? std::string() : found->second;
 }
 
-HostKeys::Answer HostKeys::Find(const std::string& origin, const std::string& fingerprint) const {
-  const auto found = questions_.find(origin + " " + fingerprint);
-  return found == questions_.end() ? nullptr : found->second;
+void HostKeys::Accept(const std::string& origin, const std::string& fingerprint) {
+  accepted_[origin] = fingerprint;
+  const auto [first, last] = waiting_.equal_range(origin + " " + fingerprint);
+  std::vector<std::function<void()>> calls;
+  for (auto waiting = first; waiting != last; ++waiting) calls.push_back(std::move(waiting->second));
+  waiting_.erase(first, last);
+  for (const auto& call : calls) call();
 }
 
-HostKeys::Answer HostKeys::Begin(const std::string& origin, const std::string& fingerprint) {
-  return questions_[origin + " " + fingerprint] = std::make_shared<std::optional<bool>>();
+void HostKeys::WhenAccepted(const std::string& origin, const std::string& fingerprint, std::function<void()> call) {
+  waiting_.emplace(origin + " " + fingerprint, std::move(call));
 }
 
-void HostKeys::End(const std::string& origin, const std::string& fingerprint, bool trusted) {
-  if (const Answer answer = Find(origin, fingerprint)) *answer = trusted;
-  questions_.erase(origin + " " + fingerprint);
-  if (trusted) accepted_[origin] = fingerprint;
+Task<> KeepHostKey(const Platform* platform, WebAddress address, HostKey key) {
+  const std::string file = KnownHostsFile(*platform);
+  if (file.empty() || key.key.empty()) co_return;
+  Background::Work write = [platform, file, line = KnownHostsName(address) + " " + key.key] {
+    AddKnownHost(platform->files, *platform->downloadFiles, file, line);
+  };
+  try {
+    co_await InBackground(platform, std::move(write));
+  } catch (const Failure&) {
+    // Asked again at the next start.
+  }
 }
 
 std::string KnownHostsFile(const Platform& platform) {

@@ -5,13 +5,13 @@
 // changed there is refused, accepted or not.
 #pragma once
 
+#include <functional>
 #include <map>
-#include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "async/Task.h"
 #include "core/WebAddress.h"
 
 namespace pellora {
@@ -35,20 +35,20 @@ std::string KnownHostsName(const WebAddress& address);
 // Failure. Belongs into the background.
 void AddKnownHost(Files& files, DownloadFiles& downloadFiles, const std::string& path, const std::string& line);
 
+// The same with a key for the user's own file. If that fails the user is asked again at the next start.
+Task<> KeepHostKey(const Platform* platform, WebAddress address, HostKey key);
+
 class HostKeys {
  public:
   std::string AcceptedFor(const std::string& origin) const;  // a fingerprint; or empty
 
-  // The answer to a question, once it has come. Downloads from one server share it.
-  using Answer = std::shared_ptr<std::optional<bool>>;
-  // The question about this key, if it is open; else null.
-  Answer Find(const std::string& origin, const std::string& fingerprint) const;
-  Answer Begin(const std::string& origin, const std::string& fingerprint);
-  void End(const std::string& origin, const std::string& fingerprint, bool trusted);
+  // Whoever waits for this is called.
+  void Accept(const std::string& origin, const std::string& fingerprint);
+  void WhenAccepted(const std::string& origin, const std::string& fingerprint, std::function<void()> call);
 
  private:
-  std::map<std::string, std::string> accepted_;  // by origin
-  std::map<std::string, Answer> questions_;      // open ones, by origin and fingerprint
+  std::map<std::string, std::string> accepted_;                // by origin
+  std::multimap<std::string, std::function<void()>> waiting_;  // by origin and fingerprint
 };
 
 // The user's file, and the one for all users.

@@ -13,6 +13,11 @@ namespace {
 constexpr std::uint64_t kRewriteAbove = std::uint64_t{1} << 20;
 constexpr std::uint64_t kLongest = std::uint64_t{256} << 20;
 
+bool HasPart(const Files& files, const JournalEntry& entry) {
+  return (!entry.partPath.empty() && files.Exists(entry.partPath)) ||
+         (!entry.oldPartPath.empty() && files.Exists(entry.oldPartPath));
+}
+
 }  // namespace
 
 // Used by works alone, which run one at a time.
@@ -55,10 +60,16 @@ void Journal::Open() {
   readable_ = true;
   JournalReading reading = ReadJournal(bytes);
   nextId_ = reading.nextId;
+  damaged_ = reading.badLines > 0;
   std::vector<JournalEntry> kept;
   for (JournalEntry& entry : reading.entries) {
-    if (entry.state == JournalState::Gone) continue;
-    entries_[entry.key] = entry;
+    if (entry.state == JournalState::Gone) {
+      // Its line stays until its part file is gone too.
+      if (!HasPart(platform_.files, entry)) continue;
+      gone_.push_back(entry);
+    } else {
+      entries_[entry.key] = entry;
+    }
     kept.push_back(std::move(entry));
   }
   // Where that fails the old one serves on; its torn end is cut before the next line.
@@ -70,6 +81,8 @@ void Journal::Open() {
   });
 }
 
+const std::string& Journal::Path() const { return store_->path; }
+
 const JournalEntry* Journal::Find(const JournalKey& key) const {
   const auto at = entries_.find(key);
   return at == entries_.end() ? nullptr : &at->second;
@@ -79,6 +92,14 @@ std::vector<JournalEntry> Journal::Entries() const {
   std::vector<JournalEntry> all;
   for (const auto& [key, entry] : entries_) all.push_back(entry);
   return all;
+}
+
+std::set<std::string> Journal::ClaimedPaths(const JournalKey& own) const {
+  std::set<std::string> paths;
+  for (const auto& [key, entry] : entries_) {
+    if (!(key == own) && entry.state != JournalState::Finished && !entry.path.empty()) paths.insert(entry.path);
+  }
+  return paths;
 }
 
 void Journal::Put(const JournalEntry& entry, Done done) {

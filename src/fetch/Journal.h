@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,9 +27,15 @@ class Journal {
   // known of its downloads.
   void Open();
   bool Readable() const { return readable_; }
+  bool Damaged() const { return damaged_; }  // lines of it could not be understood
+  const std::string& Path() const;
 
   const JournalEntry* Find(const JournalKey& key) const;  // null if there is none
   std::vector<JournalEntry> Entries() const;
+  // What downloads other than `own` that are not finished will be called.
+  std::set<std::string> ClaimedPaths(const JournalKey& own) const;
+  // Those deleted before this run whose part files are there: a kill came between.
+  const std::vector<JournalEntry>& Gone() const { return gone_; }
   std::uint64_t NewId() { return nextId_++; }
 
   using Done = std::function<void(bool written)>;
@@ -43,9 +50,11 @@ class Journal {
   const Platform& platform_;
   const std::shared_ptr<Store> store_;
   std::map<JournalKey, JournalEntry> entries_;
+  std::vector<JournalEntry> gone_;
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten
   bool readable_ = true;
+  bool damaged_ = false;
 };
 
 }  // namespace pellora

@@ -1,13 +1,16 @@
 #include "fetch/WebRecords.h"
 
+#include <algorithm>
 #include <bit>
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "core/FileNames.h"
 #include "core/Numbers.h"
 #include "core/Program.h"
 #include "core/WebAddress.h"
+#include "core/WebTexts.h"
 #include "fetch/PartFile.h"
 #include "fetch/WebServices.h"
 #include "ports/DownloadFiles.h"
@@ -23,11 +26,17 @@ bool IsSameFile(const FileState& found, const FileState& renamed) {
   return found.length == renamed.length && (found.identity == renamed.identity || found.modified == renamed.modified);
 }
 
+// A pause cannot stop a rename, and its line comes after the one that names the new name.
 bool HasItsName(const DownloadFiles& files, const JournalEntry& entry) {
-  if (entry.state != JournalState::Renaming || !entry.renamed) return false;
+  if (!entry.renamed || entry.state == JournalState::Finished) return false;
   std::optional<FileState> found;
-  Skip([&] { found = files.StateOf(entry.path); });
-  return found && IsSameFile(*found, *entry.renamed);
+  std::optional<FileState> part;
+  Skip([&] {
+    if (entry.state != JournalState::Renaming) part = files.StateOf(entry.partPath);
+    found = files.StateOf(entry.path);
+  });
+  const bool stays = part && part->identity == entry.part;  // else its name may be another's by now
+  return found && !stays && IsSameFile(*found, *entry.renamed);
 }
 
 DownloadRecord RecordOf(const JournalEntry& entry) {
@@ -54,9 +63,10 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   figures.size = entry.facts.total;
   record.Active = false;
   record.Received = HeldToInt32(figures.received);
-  record.FileSize = HeldToInt32(figures.size);
+  record.FileSize = HeldToInt32(std::max<std::int64_t>(0, figures.size));
   if (entry.state == JournalState::Finished) {
     figures.standing = WebStanding::Finished;
+    figures.reason = entry.reason;
     record.Finished = true;
     record.Paused = false;
     record.Percent = 100.0F;
@@ -79,18 +89,57 @@ std::map<JournalKey, int> ListedIn(Program& program) {
   return listed;
 }
 
+// Downloads that only the journal could have continued: they have received something, by no plan of the classic
+// engine's. A start would begin beside what is there, or, by the classic engine, over it.
+void StopUnknown(Program& program) {
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    DownloadRecord& record = program.Download(i);
+    if (!record.InUse || record.Finished || record.SegmentCount != 0 || record.Received <= 0) continue;
+    if (program.Web(i) != nullptr) continue;
+    WebFigures& figures = program.AddWeb(i);
+    figures.received = record.Received;
+    figures.size = record.FileSize > 0 ? record.FileSize : -1;
+    figures.standing = WebStanding::Stopped;
+    figures.reason = TextOf(program, WebText::ProgressLost);
+    record.Active = false;
+    record.Paused = true;
+    record.Queued = 0;
+  }
+}
+
 void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry) {
   journal.Remove(entry.key);
   DeletePartFile(platform, entry.partPath, entry.part);
   DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
 }
 
+// Names and numbers of deleted files are given again.
+bool IsNeeded(const std::vector<JournalEntry>& entries, const std::string& part) {
+  return std::any_of(entries.begin(), entries.end(),
+                     [&](const JournalEntry& entry) { return entry.partPath == part || entry.oldPartPath == part; });
+}
+
+// What a kill left between the line that a download is gone and the deletion of its part file.
+void DeletePartsOfGone(const Platform& platform, const Journal& journal) {
+  const std::vector<JournalEntry> entries = journal.Entries();
+  for (const JournalEntry& gone : journal.Gone()) {
+    if (!IsNeeded(entries, gone.partPath)) DeletePartFile(platform, gone.partPath, gone.part);
+    if (!IsNeeded(entries, gone.oldPartPath)) DeletePartFile(platform, gone.oldPartPath, gone.oldPart);
+  }
+}
+
 }  // namespace
 
 void RestoreWebRecords(Program& program, WebServices& services) {
   Journal& journal = services.journal;
-  journal.Open();
+  try {
+    journal.Open();
+  } catch (const Failure&) {
+    StopUnknown(program);
+    throw;
+  }
   if (!program.listLoaded) return;
+  DeletePartsOfGone(program.platform, journal);
   const std::map<JournalKey, int> listed = ListedIn(program);
   for (JournalEntry entry : journal.Entries()) {
     if (HasItsName(*program.platform.downloadFiles, entry)) {
@@ -99,6 +148,13 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       journal.Put(entry);
     }
     const auto at = listed.find(entry.key);
+    if (at != listed.end() && program.Download(at->second).Finished && entry.state != JournalState::Finished) {
+      // The list knew it, and the journal could not be written.
+      entry.state = JournalState::Finished;
+      entry.path = program.Download(at->second).SavePath;
+      entry.partPath.clear();
+      journal.Put(entry);
+    }
     services.listed.insert(entry.key);
     if (at != listed.end()) {
       TakeFigures(program, at->second, entry);
@@ -109,6 +165,18 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       TakeFigures(program, program.DownloadCount, entry);
     }
   }
+  if (journal.Damaged()) StopUnknown(program);
+}
+
+void RememberReplacing(Program& program, WebServices& services, std::int16_t index, const FileState& replaced) {
+  const DownloadRecord& record = program.Download(index);
+  JournalEntry entry;
+  entry.key = JournalKeyOf(record.URL, record.DateAdded);
+  entry.id = services.journal.NewId();
+  entry.path = record.SavePath;
+  entry.replaces = replaced;
+  services.listed.insert(entry.key);
+  services.journal.Put(entry);
 }
 
 void SweepJournal(Program& program, WebServices& services) {

@@ -86,7 +86,7 @@ class FetchEvents {
  public:
   virtual void Answered(const FetchAnswer& answer) = 0;
   virtual void DataArrived(std::unique_ptr<FetchBlock> block) = 0;  // never empty
-  // `reason`: one sentence for the user, which names the host; empty for Whole.
+  // `reason`: what is known beyond the kind, in English, no whole sentence; may be empty.
   virtual void Ended(FetchEnd end, const std::string& reason) = 0;
 
  protected:
@@ -106,6 +106,8 @@ class Fetcher {
   // `events` must live until the Fetch is destroyed.
   virtual std::unique_ptr<Fetch> Begin(FetchRequest request, FetchEvents& events) = 0;
   virtual bool Supports(std::string_view scheme) const = 0;  // "https", "sftp", ...
+  // True while a fetch waits for a block of the pool: then the silence of servers says nothing.
+  virtual bool Starved() const = 0;
 };
 
 }  // namespace pellora

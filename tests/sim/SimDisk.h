@@ -46,6 +46,7 @@ enum class DiskCall {
   Rename,
   FlushFolder,
   RoomIn,
+  DiskOf,
   LongestFileIn,
   FillsGaps,
   Flush,

@@ -8,6 +8,7 @@
 #include "core/ListCodec.h"
 #include "core/ListFile.h"
 #include "core/Program.h"
+#include "core/RecordLife.h"
 #include "ports/Failure.h"
 
 namespace pellora {
@@ -64,9 +65,29 @@ void ExamineFinished(const DownloadRecord& record, const std::string& name, SimP
     wrong.push_back("length: " + name + " says " + std::to_string(record.FileSize) + ", its file has " +
                     std::to_string(length));
   }
-  const SimServer* const server = sim.network().At(record.Host, record.Port);
+  constexpr std::int32_t kHttpsPort = 443;  // records of the new schemes have the port 0
+  const SimServer* const server = sim.network().At(record.Host, record.Port != 0 ? record.Port : kHttpsPort);
   const SimContent* const content = server ? server->Holds(record.Path) : nullptr;
   if (content && !sim.disk().Holds(record.SavePath, *content)) wrong.push_back("bytes: " + name);
+}
+
+void ExamineWeb(Program& program, int index, const std::string& name, Lines& wrong) {
+  const DownloadRecord& record = program.Download(index);
+  const WebFigures* const figures = program.Web(index);
+  if (figures == nullptr) return;
+  if (!record.InUse) {
+    if (record.RestState == kEndedFatally) wrong.push_back("web: " + name + " was taken off the list by a failure");
+    return;
+  }
+  if (figures->standing == WebStanding::Stopped && figures->reason.empty()) {
+    wrong.push_back("web: " + name + " is stopped without a reason");
+  }
+  if ((figures->standing == WebStanding::Finished) != record.Finished) {
+    wrong.push_back("web: " + name + " is finished in the list or the figures alone");
+  }
+  if (record.Active && figures->standing != WebStanding::Active) {
+    wrong.push_back("web: " + name + " is active in the list alone");
+  }
 }
 
 void ExamineList(Program& program, SimPlatform& sim, Lines& wrong) {
@@ -105,8 +126,9 @@ std::vector<std::string> FindViolations(Program& program, SimPlatform& sim) {
   Lines wrong;
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
-    if (!record.InUse) continue;
     const std::string name = "record " + std::to_string(i) + " (" + record.FileName + ")";
+    ExamineWeb(program, i, name, wrong);
+    if (!record.InUse) continue;
     if (record.Active && record.Paused) wrong.push_back("flags: " + name + " transfers and is paused");
     if (record.Active && record.Finished) wrong.push_back("flags: " + name + " transfers and is finished");
     // A name that no file can have makes this fail.

@@ -393,8 +393,7 @@ void SimFetch::End(FetchEnd end, const std::string& reason) {
   GiveUpLink(end == FetchEnd::Whole && url_.IsHttp() && reader_.MayKeep());
   part_ = Part::Done;
   log_.end = end;
-  const bool named = end != FetchEnd::Whole && end != FetchEnd::UnknownKey && !url_.host.empty();
-  log_.reason = named ? url_.host + ": " + reason : reason;
+  log_.reason = reason;
   log_.endedAt = loop_.Time() / SimLoop::kMillisecond;
   Queue({.end = end, .reason = log_.reason});
 }

@@ -9,7 +9,6 @@ namespace pellora {
 
 struct CurlEnd {
   int code = 0;  // a CURLcode
-  std::string host;
   std::string scheme;
   bool proxied = false;
   bool connected = false;

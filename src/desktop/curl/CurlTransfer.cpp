@@ -186,7 +186,7 @@ bool CurlTransfer::NamesFile() const {
 
 void CurlTransfer::Refuse(CURLcode code, FetchEnd end, const std::string& reason) {
   setup_ = code;
-  refusal_ = {end, host_.empty() ? reason : host_ + ": " + reason};
+  refusal_ = {end, reason};
 }
 
 void CurlTransfer::SetFtp() {
@@ -361,8 +361,8 @@ curl_khstat CurlTransfer::JudgeKey(const curl_khkey& found, curl_khmatch match) 
                                        : QByteArray::fromBase64(QByteArray(found.key));
   const bool revoked = std::find(revoked_.begin(), revoked_.end(), key.toBase64().toStdString()) != revoked_.end();
   if (revoked || match == CURLKHMATCH_MISMATCH) {
-    const char* const reason = revoked ? ": the host key is revoked" : ": the host key is not the one in known_hosts";
-    refusal_ = {FetchEnd::NotTrusted, host_ + reason};
+    refusal_ = {FetchEnd::NotTrusted,
+                revoked ? "the host key is revoked" : "the host key is not the one in known_hosts"};
     return CURLKHSTAT_REJECT;
   }
   const QByteArray sum = QCryptographicHash::hash(key, QCryptographicHash::Sha256);
@@ -386,11 +386,10 @@ void CurlTransfer::Finish(CURLcode code) {
 FetchOutcome CurlTransfer::Outcome(CURLcode code) const {
   if (!refusal_.reason.empty()) return refusal_;
   if (!coding_.empty()) {
-    return {FetchEnd::Unsupported, host_ + ": the server encodes the transfer (" + coding_ + ")"};
+    return {FetchEnd::Unsupported, "the server encodes the transfer (" + coding_ + ")"};
   }
   CurlEnd end;
   end.code = code;
-  end.host = host_;
   end.scheme = scheme_;
   end.proxied = !request_.proxy.empty();
   end.connected = Info<curl_off_t>(CURLINFO_CONNECT_TIME_T) > 0;
@@ -402,7 +401,7 @@ FetchOutcome CurlTransfer::Outcome(CURLcode code) const {
   if (!IsHttp()) end.status = Info<long>(CURLINFO_RESPONSE_CODE);
   end.detail = error_.data();
   const bool refused = end.proxied && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
-  if (refused) return {FetchEnd::Proxy, host_ + ": the proxy refuses the login"};
+  if (refused) return {FetchEnd::Proxy, "the proxy refuses the login"};
   return OutcomeOf(end);
 }
 

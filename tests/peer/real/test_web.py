@@ -2,6 +2,7 @@
 
 import os
 import random
+import threading
 import time
 import unittest
 
@@ -147,6 +148,34 @@ class AllDownloads(Web):
         before = len(nginx.log())
         self.refused(nginx.url(nginx.plain, "to/http/%d/a.bin" % nginx.clear))
         self.assertEqual([line.split()[6] for line in nginx.log()[before:]], ["/to/http/%d/a.bin" % nginx.clear])
+
+    def test_length_that_is_not_known_has_no_figure(self):
+        block = DATA[:100_000]
+        goes_on = threading.Event()
+
+        def reply(connection, _request):
+            connection.sendall(b"HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n"
+                               b"Transfer-Encoding: chunked\r\n\r\n")
+            for _ in range(20):
+                connection.sendall(b"%x\r\n%s\r\n" % (len(block), block))
+                goes_on.wait(0.2)
+            goes_on.wait(30)
+            connection.sendall(b"0\r\n\r\n")
+
+        self.origin.replies["/a.bin"] = reply
+        self.start_with_screen()
+        url = self.origin.url("/a.bin")
+        self.session.menu_url(url)
+        harness.wait_until(lambda: self.received(url) >= 1_000_000, 30, "a part of the file")
+        titles = [name for _, name in self.screen.windows() if "a.bin" in name]
+        self.assertEqual(len(titles), 1, self.screen.windows())
+        self.assertNotIn("%", titles[0])
+        texts = [element.name or element.text for element in self.screen.elements(titles[0].split(" of ")[-1])]
+        self.assertNotIn("/ 0 bytes", texts)
+        self.assertNotIn("0.0%", texts)
+        self.session.save_screenshot("web-unknown-length")
+        goes_on.set()
+        self.finish(url, block * 20)
 
 
 class EngineOff(Web):

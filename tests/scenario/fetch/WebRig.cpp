@@ -1,5 +1,6 @@
 #include "WebRig.h"
 
+#include "SimExamine.h"
 #include "app/NewTransferWindow.h"
 #include "async/EventGate.h"
 #include "core/ListFile.h"
@@ -20,6 +21,7 @@ SimOptions WithWeb(SimOptions options) {
 }  // namespace
 
 WebRig::WebRig(SimOptions options) : sim(WithWeb(std::move(options))), program(sim.platform()) {
+  sim.examine = [this] { return FindViolations(program, sim); };
   program.lists = &lists;
   program.listLoaded = true;
   program.languageRead = true;
@@ -28,7 +30,7 @@ WebRig::WebRig(SimOptions options) : sim(WithWeb(std::move(options))), program(s
   program.settings.DownloadFolder = "/home/u/dl/";
   program.settings.TempFolder = "/home/u/tmp/";
   sim.disk().MakeFolder("/home/u/dl");
-  services = std::make_shared<WebServices>(sim.platform(), "/home/u/Pellora.fetch", sim.Seed());
+  services = std::make_shared<WebServices>(sim.platform(), "/prog/Pellora.fetch", sim.Seed());
   program.newWebEngine = [this](Program&) { return std::make_shared<WebEngine>(program, services); };
   program.newTransferWindow = [this](std::int16_t index) { return NewTransferWindow(program, index); };
   program.listSaved = [this] { SweepJournal(program, *services); };
@@ -69,9 +71,14 @@ void WebRig::Resume(std::int16_t index) {
   }
 }
 
-void WebRig::Answer(int answer) {
-  sim.dialogs().AnswerNext(answer);
-  sim.RunReady();
+void WebRig::Answer(bool yes, std::int16_t index) {
+  const auto window = WindowOf(index);
+  sim.Do([&] { (yes ? window->Command1 : window->Command3).Click(); });
+}
+
+bool WebRig::Asks(int index) {
+  const auto window = WindowOf(index);
+  return window && window->Asks();
 }
 
 void WebRig::Load() {

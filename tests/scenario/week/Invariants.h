@@ -25,24 +25,38 @@
 #include "Counts.h"
 #include "Origin.h"
 #include "Transitions.h"
+#include "WatchedDownloadFiles.h"
+#include "WatchedFetcher.h"
 #include "WatchedFiles.h"
 #include "WatchedNetwork.h"
+#include "WebOrigin.h"
 #include "app/App.h"
 #include "core/Record.h"
+#include "fetch/JournalCodec.h"
 
 namespace pellora {
+
+// A file of the user's, with a name that a download would have.
+inline constexpr std::string_view kForeignFile = "/home/u/Documents/Pellora/downloads/web0.dat";
+inline constexpr std::string_view kForeignBytes = "mine";
 
 class ClassicEngine;
 class Engine;
 class TransferWindow;
 
-class Invariants final : public DiskWatcher {
+class Invariants final : public DiskWatcher, public RenameWatcher {
  public:
   Invariants(const Origin& origin, Counts& counts) : origin_(origin), counts_(counts) {}
 
   // BeginSession comes before the program's first event, EndSession after its last.
   void BeginSession(App& app, SimPlatform& sim, WatchedFiles& files, WatchedNetwork& network);
   void EndSession();
+  // In a life with the web engine, after BeginSession and before EndSession.
+  void BeginWeb(WebOrigin& origin, WatchedDownloadFiles& downloads, WatchedFetcher& fetcher);
+  // Once the program has started: the journal's downloads are listed.
+  void CheckRestored();
+  // All finished files are whole. At rest: and there is no part file without its download.
+  void CheckWebFiles(bool atRest);
 
   // After one event. The first one found wrong ends the run.
   void AfterEvent(Cause cause);
@@ -53,12 +67,17 @@ class Invariants final : public DiskWatcher {
   // DiskWatcher
   void Written(const std::string& path, std::uint64_t offset, std::string_view bytes) override;
   void Deleting(const std::string& path) override;
+  // RenameWatcher
+  void Publishing(const std::string& part, const std::string& path) override;
+  void Published(const std::string& path) override;
 
   // One line for each violation.
   const std::vector<std::string>& Wrong() const { return wrong_; }
   void Note(std::string what);
   // Off: only finished files are checked, at the end.
   bool on = true;
+  // Nothing flushes the list: its records may be any.
+  bool listMayBeDamaged = false;
 
  private:
   struct SegmentShadow {
@@ -92,6 +111,26 @@ class Invariants final : public DiskWatcher {
     std::int64_t base = 0;                    // where in the file the part begins
   };
 
+  struct WebShadow {
+    bool listed = false;
+    std::uint32_t serial = 0;
+    bool active = false;
+    std::string url;
+  };
+  struct WebWindow {
+    std::weak_ptr<const Engine> alive;
+    std::weak_ptr<TransferWindow> window;
+    SimLoop::Micros strangeSince = -1;  // -1: it is in its slot
+  };
+
+  void EndWeb();
+  void AfterStallOfWeb();
+  void CheckClaim(const JournalEntry& entry);
+  void CheckWebRecord(int index);
+  void CheckFetches();
+  void CheckWebWindows();
+  void DeletingPart(const std::string& path);
+  void CheckWhole(const std::string& path);
   void CheckRecord(int index, Cause cause);
   void CountJoin(const DownloadRecord& record, RecordShadow& shadow);
   void CheckSegment(int index, int number, const DownloadRecord& record, SegmentShadow& shadow, bool fresh,
@@ -125,6 +164,14 @@ class Invariants final : public DiskWatcher {
   std::set<std::string, std::less<>> needed_;  // part files that the list on the disk relies on
   std::array<int, kHosts> allowed_{};          // segments' sockets that the records explain
   std::vector<std::string> wrong_;
+  // Of a life with the web engine; else null and empty.
+  WebOrigin* web_ = nullptr;
+  WatchedDownloadFiles* downloads_ = nullptr;
+  WatchedFetcher* fetcher_ = nullptr;
+  std::vector<WebShadow> webRecords_;
+  std::vector<WebWindow> webWindows_;
+  bool journalFailed_ = false;     // in the session before
+  std::set<std::string> unnamed_;  // part files of earlier sessions that the journal had not named yet
 };
 
 }  // namespace pellora

@@ -20,6 +20,7 @@ void Invariants::Written(const std::string& path, std::uint64_t offset, std::str
 
 // After a kill right after it, the record would have its progress but not its bytes.
 void Invariants::Deleting(const std::string& path) {
+  if (on && app_ && web_ && IsWebPart(path)) DeletingPart(path);
   if (on && app_ && needed_.contains(path)) Note("a part file is deleted that the list on the disk needs: " + path);
 }
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "capture/DownloadBasket.h"
+#include "core/FileNames.h"
 #include "transferwin/TransferWindow.h"
 #include "zipview/Form2.h"
 
@@ -31,7 +32,7 @@ const SimContent& English() {
 
 Life::Life(std::uint64_t seed, LifeOptions options)
     : options_(std::move(options)),
-      plan_(MakePlan(seed)),
+      plan_(MakePlan(seed, options_.web)),
       random_(seed ^ 0x5DEECE66DULL),
       origin_(plan_),
       invariants_(origin_, counts_),
@@ -39,6 +40,7 @@ Life::Life(std::uint64_t seed, LifeOptions options)
   for (const auto& [key, value] : plan_.settings) settings_.values[{"Pellora", key}] = value;
   invariants_.on = options_.invariants;
   counts_.lives = 1;
+  if (plan_.web) web_ = std::make_unique<WebOrigin>(plan_);
 }
 
 Life::~Life() {
@@ -47,6 +49,7 @@ Life::~Life() {
 
 std::string Life::Replay() const {
   std::string line = "bench/soak --seed " + std::to_string(plan_.seed);
+  if (plan_.web) line += " --web";
   if (!options_.dropped.empty()) line += " --drop " + WriteNumbers(options_.dropped);
   return line;
 }
@@ -59,8 +62,8 @@ void Life::Do(const std::function<void()>& event) {
 
 void Life::BeginSession(int session, const std::vector<const PlanItem*>& wires) {
   ++counts_.sessions;
-  sim_ = std::make_unique<SimPlatform>(
-      SimOptions{.seed = random_.Next(), .startTick = tick_, .startSerial = serial_, .disk = std::move(disk_)});
+  sim_ = std::make_unique<SimPlatform>(SimOptions{
+      .seed = random_.Next(), .startTick = tick_, .startSerial = serial_, .disk = std::move(disk_), .web = plan_.web});
   if (!options_.printsTrace) sim_->trace().KeepNoEntries();
   if (sim_->Seed() % 3 == 0) sim_->background().SetMaxDelay(kSlowDisk);
   sim_->settings().values = settings_.values;
@@ -72,19 +75,42 @@ void Life::BeginSession(int session, const std::vector<const PlanItem*>& wires) 
   origin_.Serve(*sim_, plan_, session, wires);
   files_ = std::make_unique<WatchedFiles>(*sim_, counts_, options_.planted);
   network_ = std::make_unique<WatchedNetwork>(*sim_, options_.planted);
+  if (web_) BeginWeb(session);
   const Platform& all = sim_->platform();
-  platform_.reset(new Platform{all.gate,          all.events,    all.tasks,       all.clock,   *network_,
-                               *files_,           all.settings,  all.clipboard,   all.dialogs, all.shell,
-                               all.machine,       all.locale,    all.tray,        all.windows, all.media,
-                               all.background,    all.autoStart, all.browserMenu, &folders_,   all.fetcher,
-                               all.downloadFiles, &unzip_});
+  platform_.reset(new Platform{all.gate,         all.events,    all.tasks,       all.clock,   *network_,
+                               *files_,          all.settings,  all.clipboard,   all.dialogs, all.shell,
+                               all.machine,      all.locale,    all.tray,        all.windows, all.media,
+                               all.background,   all.autoStart, all.browserMenu, &folders_,   fetcher_.get(),
+                               downloads_.get(), &unzip_});
   sim_->dialogs().AutoSave([this](const SaveRequest& request) -> std::optional<std::string> {
     if (random_.Below(4) == 0) return std::nullopt;
     return "/home/u/saved/" + request.proposal;
   });
   app_ = std::make_unique<App>(*platform_);
-  user_ = std::make_unique<User>(*app_, *sim_, origin_, [this](const std::function<void()>& event) { Do(event); });
+  user_ = std::make_unique<User>(
+      *app_, *sim_, [this](SimRandom& random) { return UrlToAdd(random); },
+      [this](const std::function<void()>& event) { Do(event); });
   invariants_.BeginSession(*app_, *sim_, *files_, *network_);
+  if (web_) invariants_.BeginWeb(*web_, *downloads_, *fetcher_);
+}
+
+void Life::BeginWeb(int session) {
+  downloads_ = std::make_unique<WatchedDownloadFiles>(*sim_, counts_, options_.planted);
+  fetcher_ = std::make_unique<WatchedFetcher>(*sim_, options_.planted);
+  web_->Serve(*sim_, plan_.seed * 37 + static_cast<std::uint64_t>(session), counts_);
+  const auto at = std::min(static_cast<std::size_t>(session), plan_.webEngine.size() - 1);
+  sim_->settings().values[{"Pellora", "WebEngine"}] = std::to_string(plan_.webEngine[at]);
+  ++counts_.faults["web: WebEngine=" + std::to_string(plan_.webEngine[at])];
+  const std::string foreign(kForeignFile);
+  if (!sim_->disk().Has(foreign)) sim_->disk().Put(foreign, std::string(kForeignBytes));
+}
+
+// The classic engine's FTP servers speak the real protocol, the web engine's simulated fetcher does not.
+std::string Life::UrlToAdd(SimRandom& random) const {
+  if (!web_) return origin_.RandomUrl(random);
+  if (plan_.onlyWeb || random.Below(3) != 0) return WebOrigin::RandomUrl(random);
+  const std::string url = origin_.RandomUrl(random);
+  return url.starts_with("ftp:") && plan_.webEngine.back() == 2 ? WebOrigin::RandomUrl(random) : url;
 }
 
 void Life::EndSession() {
@@ -93,6 +119,8 @@ void Life::EndSession() {
   if (options_.printsTrace) {
     std::puts("-- session");
     for (const std::string& line : sim_->trace().Lines()) std::puts(line.c_str());
+    const std::string journal(kJournalPath);
+    if (sim_->disk().Has(journal)) std::puts(("-- journal\n" + sim_->disk().Get(journal)).c_str());
   }
   origin_.EndSession(counts_);
   serial_ += (sim_->Elapsed() + static_cast<double>(random_.Below(3'600'000))) / 86'400'000;
@@ -105,8 +133,11 @@ void Life::EndSession() {
   platform_.reset();
   network_.reset();
   files_.reset();
+  fetcher_.reset();
+  downloads_.reset();
   disk_ = sim_->disk().TakeState();
   sim_.reset();
+  if (web_) web_->EndSession();
 }
 
 void Life::Quit() {
@@ -137,6 +168,7 @@ std::vector<std::string> Life::Run() {
     if (!settled && invariants_.Wrong().empty()) invariants_.Note("something waits forever\n" + Listed());
     const bool ended = sim_->Ended();
     for (const std::string& wrong : Check()) invariants_.Note(wrong);
+    if (!ended) invariants_.CheckWebFiles(!powerCut_);  // which brings deleted files back
     if (sim_->Elapsed() > 6000 && !sim_->disk().Has(std::string(kListPath))) invariants_.Note("no list on the disk");
     if (!ended) counts_.finished += app_->mainWindow().ListView2.Rows().size();
     EndSession();
@@ -167,15 +199,18 @@ void Life::RunSession(int session) {
   for (; item != items.end() && (*item)->at == 0; ++item) Apply(**item);  // faults during the start
   Do([this] { app_->Start(); });
   sim_->RunFor(10);
+  invariants_.CheckRestored();
   for (; item != items.end() && !sim_->Ended(); ++item) {
     if (sim_->Elapsed() < (*item)->at) sim_->RunFor((*item)->at - static_cast<std::uint64_t>(sim_->Elapsed()));
     if (!sim_->Ended()) Apply(**item);
   }
   if (sim_->Elapsed() < whole->at) sim_->RunFor(whole->at - static_cast<std::uint64_t>(sim_->Elapsed()));
   EndAsPlanned(*whole);
+  if (sim_->Killed() && EndsWithPowerCut(plan_, *whole)) CutPower(*whole);
   if (invariants_.Wrong().empty() && !sim_->Killed()) {
     for (const std::string& wrong : Check()) invariants_.Note(wrong);
   }
+  if (invariants_.Wrong().empty()) invariants_.CheckWebFiles(false);
   EndSession();
 }
 
@@ -200,7 +235,52 @@ void Life::Apply(const PlanItem& item) {
     case PlanKind::Session:
     case PlanKind::Wire:
       return;
+    default:
+      return ApplyOfWeb(item);
   }
+}
+
+void Life::ApplyOfWeb(const PlanItem& item) {
+  SimRandom random(item.salt);
+  switch (item.kind) {
+    case PlanKind::Add:
+      return ActByScript(item.salt);
+    case PlanKind::PartsFail:
+      return downloads_->FailCalls(item.salt);
+    case PlanKind::Certificate: {
+      const SimTls kinds[] = {SimTls::Expired, SimTls::WrongHost, SimTls::UnknownAuthority, SimTls::OldVersion,
+                              SimTls::None};
+      ++counts_.faults["web server: a bad certificate"];
+      sim_->fetcher().Host("web.example").tls = kinds[random.Below(5)];
+      return sim_->After(random.Below(10'000), [this] { sim_->fetcher().Host("web.example").tls = SimTls::Good; });
+    }
+    default:
+      return web_->Apply(item);
+  }
+}
+
+// By the bus: mostly an add.
+void Life::ActByScript(std::uint64_t salt) {
+  SimRandom random(salt);
+  Do([&] {
+    const std::vector<DownloadInfo> all = app_->List();
+    const std::string id = all.empty() ? "" : all[random.Below(all.size())].id;
+    switch (random.Below(8)) {
+      case 0:
+        return (void)app_->Pause(id);
+      case 1:
+        return random.Coin() ? (void)app_->Remove(id) : app_->ResumeAll();
+      default:
+        return app_->Add(UrlToAdd(random), [](const AddAnswer&) {});
+    }
+  });
+}
+
+// The machine is cut as well as the process.
+void Life::CutPower(const PlanItem& session) {
+  ++counts_.faults["end: power cut"];
+  powerCut_ = invariants_.listMayBeDamaged = true;
+  sim_->disk().PowerCut(session.salt);
 }
 
 // A kill happens at a disk call, or in the middle of a write.
@@ -231,14 +311,26 @@ bool Life::Unfinished() {
   const std::vector<DownloadInfo> all = app_->List();
   return std::any_of(all.begin(), all.end(), [this](const DownloadInfo& one) {
     const DownloadRecord& record = app_->program().Download(one.index);
+    if (web_ && app_->program().Web(one.index) != nullptr) return MustFinish(one.index);
+    if (web_ && WebOrigin::FileOf(record.URL) >= 0) return MustFinish(one.index);
     return IsHonest(HostOf(record.Host)) && !record.Finished && !origin_.MayBeMisread(record);
   });
+}
+
+// Of the web engine, whose failures stay in the list.
+bool Life::MustFinish(int index) {
+  const DownloadRecord& record = app_->program().Download(index);
+  if (record.Finished) return false;
+  const int file = WebOrigin::FileOf(record.URL);
+  if (file >= 0) return !WebOrigin::NeedsLogin(file);  // its password may be known to an earlier session alone
+  return IsHonest(HostOf(record.Host)) && origin_.Find(NameOf(record.URL)) != nullptr;
 }
 
 // Only pause and resume continue a download that went silent or never got an answer, and only the viewer's button one
 // that waits for its viewer.
 bool Life::Settle(std::uint64_t limit) {
   origin_.NoFaults();
+  if (web_) web_->NoFaults();
   sim_->clipboard().text.reset();
   sim_->dialogs().AutoAnswer("already in the list", kAnswerNo, 200);
   sim_->dialogs().AutoAnswer("", kAnswerYes, 200);
@@ -266,7 +358,8 @@ bool Life::SettleRound() {
   }
   sim_->RunFor(1000);
   Do([this] { app_->mainWindow().resumeall(); });
-  for (int second = 0; second < 90 && !sim_->Ended(); ++second) {
+  const int seconds = web_ ? 600 : 90;  // the web engine goes on by itself
+  for (int second = 0; second < seconds && !sim_->Ended(); ++second) {
     sim_->RunFor(1000);
     for (Window* const window : sim_->windows().Loaded("Form2")) {
       auto* const viewer = dynamic_cast<Form2*>(window);
@@ -284,7 +377,8 @@ std::string Life::Listed() {
     text += std::to_string(one.index) + " " + one.url + " " + one.state + " " + std::to_string(one.received) + "/" +
             std::to_string(one.size) + " segments";
     for (int i = 1; i <= record.SegmentCount; ++i) text += " " + std::to_string(record.Segment(i).State);
-    text += app_->program().TransferWindowAt(one.index) ? " window\n" : "\n";
+    text += app_->program().TransferWindowAt(one.index) ? " window " : " ";
+    text += one.reason + "\n";
   }
   return text;
 }
@@ -308,9 +402,12 @@ std::vector<std::string> Life::Check() {
     if (!windows.insert(slot.get()).second) wrong.emplace_back("two slots hold one window");
   }
   for (const std::string& path : sim_->disk().Paths()) {
-    if (path.find(".damaged") != std::string::npos) wrong.push_back("the list was damaged: " + path);
+    // Nothing flushes the list.
+    if (path.find(".damaged") != std::string::npos && !powerCut_) wrong.push_back("the list was damaged: " + path);
     if (path.rfind("/home/u/", 0) != 0 && path.rfind("/prog/", 0) != 0) wrong.push_back("a stray file: " + path);
   }
+  if (web_ && sim_->disk().Get(std::string(kForeignFile)) != kForeignBytes)
+    wrong.emplace_back("a file of the user was overwritten");
   return wrong;
 }
 

@@ -19,8 +19,11 @@
 #include "SimArchive.h"
 #include "SimPlatform.h"
 #include "User.h"
+#include "WatchedDownloadFiles.h"
+#include "WatchedFetcher.h"
 #include "WatchedFiles.h"
 #include "WatchedNetwork.h"
+#include "WebOrigin.h"
 #include "app/App.h"
 
 namespace pellora {
@@ -30,6 +33,7 @@ struct LifeOptions {
   Planted planted = Planted::None;
   bool invariants = true;    // else only the sessions' ends are checked
   bool printsTrace = false;  // at each session's end
+  bool web = false;          // with the web engine
 };
 
 class Life {
@@ -61,7 +65,13 @@ class Life {
   void BeginSession(int session, const std::vector<const PlanItem*>& wires);
   void EndSession();
   void RunSession(int session);
+  void BeginWeb(int session);
   void Apply(const PlanItem& item);
+  void ApplyOfWeb(const PlanItem& item);
+  void ActByScript(std::uint64_t salt);
+  void CutPower(const PlanItem& session);
+  bool MustFinish(int index);
+  std::string UrlToAdd(SimRandom& random) const;
   void EndAsPlanned(const PlanItem& session);
   void Do(const std::function<void()>& event);
   bool Settle(std::uint64_t limit);
@@ -87,6 +97,11 @@ class Life {
   std::unique_ptr<SimPlatform> sim_;
   std::unique_ptr<WatchedFiles> files_;
   std::unique_ptr<WatchedNetwork> network_;
+  // Of a life with the web engine; else null.
+  std::unique_ptr<WebOrigin> web_;
+  std::unique_ptr<WatchedDownloadFiles> downloads_;
+  std::unique_ptr<WatchedFetcher> fetcher_;
+  bool powerCut_ = false;  // so far
   std::unique_ptr<Platform> platform_;
   std::unique_ptr<App> app_;
   std::unique_ptr<User> user_;

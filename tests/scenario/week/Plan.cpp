@@ -29,6 +29,20 @@ const char* NameOf(PlanKind kind) {
       return "disk full";
     case PlanKind::Wire:
       return "wire";
+    case PlanKind::Add:
+      return "add";
+    case PlanKind::Mood:
+      return "mood";
+    case PlanKind::Change:
+      return "change";
+    case PlanKind::Restart:
+      return "restart";
+    case PlanKind::Outage:
+      return "outage";
+    case PlanKind::PartsFail:
+      return "parts fail";
+    case PlanKind::Certificate:
+      return "certificate";
   }
   return "";
 }
@@ -113,9 +127,66 @@ class Planner {
   std::uint32_t length_ = 0;
 };
 
+// What a life with the web engine has besides, from chances of its own.
+class WebPlanner {
+ public:
+  explicit WebPlanner(LifePlan& plan) : random_(plan.seed * 0xD1B54A32D192ED03ULL + 5), plan_(plan) {}
+
+  void Make() {
+    plan_.web = true;
+    plan_.powerCuts = random_.Coin();
+    plan_.onlyWeb = plan_.powerCuts || random_.Coin();
+    const bool all = random_.Below(3) == 0;
+    for (int session = 0; session < plan_.sessions; ++session) {
+      plan_.webEngine.push_back(session > 0 && random_.Below(6) == 0 ? 0 : all ? 2 : 1);
+    }
+    plan_.webEngine.push_back(all ? 2 : 1);
+    std::vector<PlanItem> sessions;
+    for (const PlanItem& item : plan_.items) {
+      if (item.kind == PlanKind::Session) sessions.push_back(item);
+    }
+    for (const PlanItem& session : sessions) {
+      session_ = &session;
+      Items(PlanKind::Add, 2 + random_.Below(4));
+      Items(PlanKind::Mood, random_.Below(2) * random_.Below(6));
+      Items(PlanKind::Change, random_.Below(3));
+      Items(PlanKind::Restart, random_.Below(3) / 2);
+      Items(PlanKind::Outage, random_.Below(4) / 3);
+      Items(PlanKind::Certificate, random_.Below(6) / 5);
+      Items(PlanKind::PartsFail, random_.Below(3) / 2 * random_.Below(3));
+    }
+  }
+
+ private:
+  void Items(PlanKind kind, std::uint64_t count) {
+    for (std::uint64_t i = 0; i < count; ++i) {
+      PlanItem item;
+      item.kind = kind;
+      item.session = session_->session;
+      item.at = static_cast<std::uint32_t>(50 + random_.Below(session_->at));
+      // Early ones, so that much is still to be fetched.
+      if (kind == PlanKind::Add) item.at = static_cast<std::uint32_t>(50 + random_.Below(session_->at / 2));
+      item.salt = random_.Next();
+      plan_.items.push_back(item);
+    }
+  }
+
+  SimRandom random_;
+  LifePlan& plan_;
+  const PlanItem* session_ = nullptr;
+};
+
 }  // namespace
 
-LifePlan MakePlan(std::uint64_t seed) { return Planner(seed).Make(); }
+LifePlan MakePlan(std::uint64_t seed, bool web) {
+  LifePlan plan = Planner(seed).Make();
+  if (web) WebPlanner(plan).Make();
+  return plan;
+}
+
+bool EndsWithPowerCut(const LifePlan& plan, const PlanItem& session) {
+  return plan.powerCuts && EndOf(session) != SessionEnd::Quit && session.salt / 7 % 2 == 0;
+}
 
 SessionEnd EndOf(const PlanItem& session) {
   switch (session.salt % 5) {

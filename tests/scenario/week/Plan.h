@@ -22,6 +22,14 @@ enum class PlanKind {
   DiskFails,  // some kind of call fails, once or for some seconds
   DiskFull,   // no room for some seconds
   Wire,       // a connection to a server has a fault
+  // Of lives with the web engine:
+  Add,          // an address is added by a script
+  Mood,         // a server misbehaves for some seconds
+  Change,       // a file gets another version
+  Restart,      // a server is restarted
+  Outage,       // there is no network for some seconds
+  PartsFail,    // some kind of call on part files and journal fails, once or for some seconds
+  Certificate,  // that of a server is bad for some seconds
 };
 
 enum class SessionEnd { Quit, Kill, TornKill };
@@ -45,12 +53,18 @@ struct LifePlan {
   std::map<std::string, std::string> settings;
   std::array<std::uint32_t, kPlannedFiles> sizes{};
   int sessions = 0;
+  bool web = false;             // the platform has the web engine's ports
+  bool onlyWeb = false;         // the user adds what the classic engine does not fetch
+  bool powerCuts = false;       // some kills are those of the machine
+  std::vector<int> webEngine;   // the setting in each session, then in the last ones
   std::vector<PlanItem> items;  // numbered by their index
 };
 
-LifePlan MakePlan(std::uint64_t seed);
+// Lives without the web engine are the same whatever is changed in those with it.
+LifePlan MakePlan(std::uint64_t seed, bool web = false);
 
 SessionEnd EndOf(const PlanItem& session);
+bool EndsWithPowerCut(const LifePlan& plan, const PlanItem& session);
 
 // One line for each item, without the dropped ones.
 std::string PlanText(const LifePlan& plan, const std::set<int>& dropped);

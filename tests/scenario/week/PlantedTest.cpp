@@ -7,8 +7,10 @@ namespace pellora {
 namespace {
 
 // The first seed with a finding that holds `text`; 0 if none up to `most` has one.
-std::uint64_t FoundBy(Planted planted, bool invariants, std::uint64_t most, const std::string& text = {}) {
+std::uint64_t FoundBy(Planted planted, bool invariants, std::uint64_t most, const std::string& text = {},
+                      bool web = false) {
   LifeOptions options;
+  options.web = web;
   options.planted = planted;
   options.invariants = invariants;
   for (std::uint64_t seed = 1; seed <= most; ++seed) {
@@ -34,6 +36,21 @@ TEST(PlantedFaults, AreFoundByInvariantsWithinFewSeeds) {
 
 TEST(PlantedFaults, ProbeThatIsLeftOpenIsFoundAsSuch) {
   EXPECT_NE(FoundBy(Planted::ProbeLeftOpen, true, 40, "its probe is open"), 0U);
+}
+
+TEST(PlantedFaults, OfTheWebEngineAreFoundWithinFewSeeds) {
+  struct Case {
+    Planted planted;
+    std::uint64_t within;
+    const char* text;
+  };
+  for (const Case& one : {Case{Planted::EarlyFlush, 60, "claims bytes that are not in the part file"},
+                          Case{Planted::UncheckedRange, 60, "no version of the origin's"},
+                          Case{Planted::PartLeft, 30, "a part file that no download needs"},
+                          Case{Planted::LateJournal, 20, "renamed before the journal says so"},
+                          Case{Planted::FetchLeftOpen, 20, "a request is open"}}) {
+    EXPECT_NE(FoundBy(one.planted, true, one.within, one.text, true), 0U) << one.text;
+  }
 }
 
 // A kill between saving the list and writing the data leaves a finished file with a hole.

@@ -53,11 +53,11 @@ void User::Choose() {
   }
 }
 
-void User::CopyUrl() { sim_.clipboard().text = origin_.RandomUrl(random_); }
+void User::CopyUrl() { sim_.clipboard().text = url_(random_); }
 
 void User::AddUrl() {
   ++added_;
-  const std::string url = origin_.RandomUrl(random_);
+  const std::string url = url_(random_);
   act_([&] { app_.MenuURL(url, "", ""); });
 }
 
@@ -91,7 +91,7 @@ void User::ActOutside() {
         return Random(4) == 0 ? app_.mainWindow().Label7.DoubleClick() : app_.mainWindow().sdw.Click();
       default:
         ++added_;
-        (void)basket.OLEDragDrop(DraggedText(origin_.RandomUrl(random_)), kDropNone);
+        (void)basket.OLEDragDrop(DraggedText(url_(random_)), kDropNone);
     }
   });
 }
@@ -238,6 +238,7 @@ void User::ActOnWindow() {
       case 3:
         return transfer->ViewResized(600, 400, 590, 380);
       default:
+        if (transfer->Asks() && Random(3) != 0) return transfer->Command1.Click();
         return transfer->Command3.Click();
     }
   });

@@ -3,8 +3,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
+#include <utility>
 
-#include "Origin.h"
 #include "SimPlatform.h"
 #include "app/App.h"
 #include "mainwin/MainWindow.h"
@@ -14,8 +15,10 @@ namespace pellora {
 class User {
  public:
   // `act` delivers one event of the program.
-  User(App& app, SimPlatform& sim, const Origin& origin, std::function<void(const std::function<void()>&)> act)
-      : app_(app), sim_(sim), origin_(origin), act_(std::move(act)) {}
+  // `url` gives an address to add.
+  User(App& app, SimPlatform& sim, std::function<std::string(SimRandom&)> url,
+       std::function<void(const std::function<void()>&)> act)
+      : app_(app), sim_(sim), url_(std::move(url)), act_(std::move(act)) {}
 
   void Act(std::uint64_t salt);
   // Answers open questions with Yes, but No to duplicates.
@@ -37,7 +40,7 @@ class User {
 
   App& app_;
   SimPlatform& sim_;
-  const Origin& origin_;
+  std::function<std::string(SimRandom&)> url_;
   std::function<void(const std::function<void()>&)> act_;
   SimRandom random_{0};
   int added_ = 0;

@@ -78,6 +78,7 @@ std::unique_ptr<File> WatchedFiles::OpenForReading(const std::string& path) {
 void WatchedFiles::Delete(const std::string& path) {
   Enter(DiskCall::Delete, path);
   if (watcher_) watcher_->Deleting(path);
+  if (planted_ == Planted::PartLeft && path.ends_with(".part")) return;
   sim_.disk().Delete(path);
   lengths_.erase(path);
   std::erase_if(delayed_, [&](const Delayed& one) { return one.path == path; });
@@ -170,6 +171,8 @@ void WatchedFiles::Enter(DiskCall call, const std::string& path) const {
       continue;
     }
     ++counts_.faults[rule->name];
+    if (path == kJournalPath) journalFailed_ = true;
+    if (call == DiskCall::Delete) notDeleted_.insert(path);
     if (rule->once) rules_.erase(rule);
     throw Failure(FailureNumber::File, path + ": input/output error");
   }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -27,6 +28,7 @@ class DiskWatcher {
 };
 
 constexpr std::string_view kListPath = "/prog/Pellora.dat";
+constexpr std::string_view kJournalPath = "/prog/Pellora.fetch";
 inline bool IsPartFile(std::string_view path) { return path.ends_with(".tmp"); }
 
 class WatchedFiles final : public Files {
@@ -50,6 +52,10 @@ class WatchedFiles final : public Files {
   void FailCalls(std::uint64_t salt);
   void FillUp(std::uint64_t salt);
   void NoFaults();
+  // The web engine's journal could not be read.
+  bool JournalFailed() const { return journalFailed_; }
+  // Files whose deletion has failed.
+  const std::set<std::string>& NotDeleted() const { return notDeleted_; }
   // The process dies in the middle of the next write, except to the list.
   void TearNextWrite() { tear_ = true; }
 
@@ -86,6 +92,8 @@ class WatchedFiles final : public Files {
   mutable std::vector<Rule> rules_;
   SimLoop::Micros fullUntil_ = 0;
   bool tear_ = false;
+  mutable bool journalFailed_ = false;
+  mutable std::set<std::string> notDeleted_;
   std::unordered_map<std::string, std::uint64_t> lengths_;
   std::vector<const std::string*> open_;
   std::deque<Delayed> delayed_;

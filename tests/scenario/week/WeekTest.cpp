@@ -27,12 +27,12 @@ std::uint64_t NumberOr(const char* variable, std::uint64_t usual) {
 }
 
 // One life in twenty is run twice, and must be the same.
-void RunSeed(std::uint64_t seed) {
-  Life life(seed);
+void RunSeed(std::uint64_t seed, const LifeOptions& options) {
+  Life life(seed, options);
   const std::vector<std::string> wrong = life.Run();
   EXPECT_TRUE(wrong.empty()) << "PELLORA_SEED=" << seed << " or " << life.Replay() << "\n" << Joined(wrong);
   if (seed % 20 != 0) return;
-  Life again(seed);
+  Life again(seed, options);
   (void)again.Run();
   EXPECT_EQ(again.TraceHash(), life.TraceHash()) << "seed " << seed << " gave two different lives";
 }
@@ -40,14 +40,25 @@ void RunSeed(std::uint64_t seed) {
 // Each has a share of the seeds, so that several lives can run at a time.
 class Lives : public ::testing::TestWithParam<int> {};
 
-TEST_P(Lives, KeepAllInvariantsAndLeaveNothingWaitingForever) {
-  const auto share = static_cast<std::uint64_t>(GetParam());
+void RunShare(int share, std::uint64_t usual, const LifeOptions& options) {
   if (const char* const one = std::getenv("PELLORA_SEED")) {
-    if (share == 0) RunSeed(std::strtoull(one, nullptr, 10));
+    if (share == 0) RunSeed(std::strtoull(one, nullptr, 10), options);
     return;
   }
-  const std::uint64_t seeds = NumberOr("PELLORA_SEEDS", 5000);
-  for (std::uint64_t seed = 1 + share; seed <= seeds && !::testing::Test::HasFailure(); seed += kShares) RunSeed(seed);
+  const std::uint64_t seeds = NumberOr("PELLORA_SEEDS", usual);
+  for (std::uint64_t seed = 1 + static_cast<std::uint64_t>(share); seed <= seeds && !::testing::Test::HasFailure();
+       seed += kShares) {
+    RunSeed(seed, options);
+  }
+}
+
+TEST_P(Lives, KeepAllInvariantsAndLeaveNothingWaitingForever) { RunShare(GetParam(), 5000, {}); }
+
+// Each costs as much as ten of the others.
+TEST_P(Lives, KeepThemWithTheWebEngine) {
+  LifeOptions options;
+  options.web = true;
+  RunShare(GetParam(), 120, options);
 }
 
 INSTANTIATE_TEST_SUITE_P(Share, Lives, ::testing::Range(0, kShares));

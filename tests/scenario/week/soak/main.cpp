@@ -33,7 +33,12 @@ const std::map<std::string, Planted>& PlantedNames() {
                                                        {"wrong-offset", Planted::WrongOffset},
                                                        {"lost-byte", Planted::LostByte},
                                                        {"late-block", Planted::LateBlock},
-                                                       {"socket-left-open", Planted::SocketLeftOpen}};
+                                                       {"socket-left-open", Planted::SocketLeftOpen},
+                                                       {"early-flush", Planted::EarlyFlush},
+                                                       {"unchecked-range", Planted::UncheckedRange},
+                                                       {"part-left", Planted::PartLeft},
+                                                       {"late-journal", Planted::LateJournal},
+                                                       {"fetch-left-open", Planted::FetchLeftOpen}};
   return names;
 }
 
@@ -167,12 +172,10 @@ int RunOne(const Command& command) {
 bool ReadCommand(const std::vector<std::string>& arguments, Command& command) {
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string& name = arguments[i];
-    if (name == "--ends-only" || name == "--trace") {
-      if (name == "--trace") {
-        command.options.printsTrace = true;
-      } else {
-        command.options.invariants = false;
-      }
+    if (name == "--ends-only" || name == "--trace" || name == "--web") {
+      if (name == "--trace") command.options.printsTrace = true;
+      if (name == "--ends-only") command.options.invariants = false;
+      if (name == "--web") command.options.web = true;
       continue;
     }
     if (i + 1 == arguments.size()) return false;
@@ -208,10 +211,10 @@ int main(int count, char** arguments) {
   pellora::Command command;
   if (!pellora::ReadCommand(std::vector<std::string>(arguments + 1, arguments + count), command)) {
     std::fputs(
-        "soak [--lives N] [--from SEED] [--seconds S] [--jobs N] [--planted FAULT] [--ends-only]\n"
-        "soak --seed SEED [--drop ITEMS] [--trace]\n"
+        "soak [--web] [--lives N] [--from SEED] [--seconds S] [--jobs N] [--planted FAULT] [--ends-only]\n"
+        "soak [--web] --seed SEED [--drop ITEMS] [--trace]\n"
         "                                    one life again, and what happened in it at each moment\n"
-        "soak --shrink SEED                  the least that a failing life fails with\n",
+        "soak [--web] --shrink SEED                  the least that a failing life fails with\n",
         stderr);
     return 2;
   }

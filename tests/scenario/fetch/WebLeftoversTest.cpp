@@ -1,0 +1,261 @@
+// What pauses, kills, changed files and failing disks leave behind: one right file, no part file, and the right entry
+// in the list.
+#include "WebRig.h"
+#include "core/ListFile.h"
+#include "ports/Dialogs.h"
+
+namespace pellora {
+namespace {
+
+constexpr const char* kUrl = "https://o.example/a.bin";
+constexpr const char* kOutput = "/home/u/dl/a.bin";
+constexpr const char* kPart = "/home/u/dl/a.bin.part";
+constexpr const char* kList = "/prog/Pellora.dat";
+constexpr const char* kJournal = "/prog/Pellora.fetch";
+
+// A run of the program with its server.
+struct Session {
+  explicit Session(SimDiskState disk = {}, HttpFault fault = {.wire = {.bytesPerSecond = 500'000}})
+      : rig(With(std::move(disk))), origin(rig.sim.network(), "o.example", 443) {
+    origin.Always(std::move(fault));
+  }
+  static SimOptions With(SimDiskState disk) {
+    SimOptions options;
+    options.disk = std::move(disk);
+    return options;
+  }
+  SimContent Serve(int version, std::uint64_t length) {
+    SimContent content = SimContent::Generated(length, static_cast<std::uint64_t>(version));
+    origin.File("/a.bin", content);
+    origin.Traits("/a.bin").validators = {{.etag = "\"" + std::to_string(version) + "\""}};
+    return content;
+  }
+  bool JournalHas(const std::string& text) {
+    return rig.sim.disk().Has(kJournal) && rig.sim.disk().Get(kJournal).find(text) != std::string::npos;
+  }
+  WebRig rig;
+  SimHttpServer origin;
+};
+
+void Delete(WebRig& rig) {
+  rig.sim.Do([&] {
+    EmptyPlace(rig.program, 1, Evicted::Unloaded);
+    Release(rig.program, 1, {.removed = true, .raisesSerial = true});
+    SaveList(rig.program);
+  });
+}
+
+TEST(WebLeftovers, PartFileThatADeletionDidNotReachGoesAtTheNextStart) {
+  Session first;
+  first.Serve(1, 5'000'000);
+  first.rig.Start(kUrl);
+  ASSERT_TRUE(first.rig.RunUntilReceived(2'000'000));
+  first.rig.sim.disk().FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Delete && path == kPart; });
+  Delete(first.rig);
+  first.rig.sim.RunFor(10'000);
+  ASSERT_TRUE(first.rig.sim.disk().Has(kPart));
+  ASSERT_TRUE(first.JournalHas("state=gone"));
+
+  Session next(first.rig.sim.disk().TakeState());
+  next.rig.Load();
+  next.rig.sim.RunFor(10'000);
+  EXPECT_FALSE(next.rig.sim.disk().Has(kPart));
+  EXPECT_EQ(next.rig.IndexOf(kUrl), 0);
+
+  Session last(next.rig.sim.disk().TakeState());
+  last.rig.Load();
+  EXPECT_FALSE(last.JournalHas("state=gone"));
+}
+
+TEST(WebLeftovers, PartFileOfAnotherDownloadIsNotTakenForADeletedOnes) {
+  Session first;
+  first.Serve(1, 40'000'000);
+  first.rig.Start(kUrl);
+  ASSERT_TRUE(first.rig.RunUntilReceived(1'000'000));
+  Delete(first.rig);
+  first.rig.sim.RunFor(10'000);
+  const std::int16_t index = first.rig.Start(kUrl);
+  ASSERT_TRUE(first.rig.RunUntilReceived(2'000'000, index));
+  first.rig.sim.RunFor(3000);
+  ASSERT_TRUE(first.rig.sim.disk().Has(kPart));
+
+  Session next(first.rig.sim.disk().TakeState());
+  next.rig.Load();
+  next.rig.sim.RunFor(10'000);
+  EXPECT_TRUE(next.rig.sim.disk().Has(kPart));
+}
+
+TEST(WebLeftovers, FileThatChangesBeforeItsPartFileIsThereHasOneRightPartFile) {
+  Session run;
+  run.rig.sim.background().SetMaxDelay(5000);
+  run.Serve(1, 900'000);
+  run.rig.Start(kUrl);
+  ASSERT_TRUE(run.rig.sim.RunUntil([&] { return run.rig.program.Web(1) && run.rig.Web().size == 900'000; }, 1000));
+  run.rig.Pause();
+  const SimContent now = run.Serve(2, 700'000);
+  run.rig.Resume();
+  ASSERT_TRUE(run.rig.RunUntilFinished());
+  EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now));
+  run.rig.sim.RunFor(60'000);
+  EXPECT_EQ(run.rig.InFolder(), std::vector<std::string>{"a.bin"});
+}
+
+TEST(WebLeftovers, NothingIsAskedAboutAChangedFileOfWhichNothingIsHeld) {
+  Session run({}, {.wire = {.bytesPerSecond = 1000}});
+  run.Serve(1, 900'000);
+  run.rig.Start(kUrl);
+  ASSERT_TRUE(run.rig.sim.RunUntil([&] { return run.rig.sim.disk().Has(kPart); }, 1000));
+  run.rig.Pause();
+  run.rig.sim.RunFor(1000);
+  ASSERT_EQ(run.rig.Web().received, 0);
+  run.origin.NoFaults();
+  const SimContent now = run.Serve(2, 700'000);
+  run.rig.Resume();
+  ASSERT_TRUE(run.rig.sim.RunUntil([&] { return run.rig.Record().Finished || run.rig.Asks(); }));
+  EXPECT_FALSE(run.rig.Asks());
+  EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now));
+  run.rig.sim.RunFor(1000);
+  EXPECT_EQ(run.rig.InFolder(), std::vector<std::string>{"a.bin"});
+}
+
+TEST(WebLeftovers, OtherLengthIsSeenAtTheEndOfABodyThatDoesNotStateIt) {
+  for (const std::uint64_t length : {std::uint64_t{400'000}, std::uint64_t{200'000}}) {
+    Session run({}, {.wire = {.bytesPerSecond = 1000}});
+    run.Serve(1, 300'000);
+    run.rig.Start(kUrl);
+    ASSERT_TRUE(run.rig.sim.RunUntil([&] { return run.rig.sim.disk().Has(kPart); }, 1000));
+    run.rig.Pause();
+    run.rig.sim.RunFor(1000);
+    const SimContent now = run.Serve(2, length);
+    run.origin.Always({.ignoreRange = true, .chunked = true});
+    run.rig.Resume();
+    ASSERT_TRUE(run.rig.RunUntilFinished());
+    EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now)) << length;
+  }
+}
+
+TEST(WebLeftovers, BodyThatDoesNotStateItsLengthContinuesWhatIsHeld) {
+  Session run;
+  const SimContent content = run.Serve(1, 3'000'000);
+  run.rig.Start(kUrl);
+  ASSERT_TRUE(run.rig.RunUntilReceived(1'000'000));
+  run.rig.Pause();
+  run.origin.Always({.ignoreRange = true, .chunked = true});
+  run.rig.Resume();
+  ASSERT_TRUE(run.rig.RunUntilFinished());
+  EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, content));
+}
+
+// The new version is the beginning of the old one.
+TEST(WebLeftovers, FileThatHasBecomeShorterThanWhatIsHeldIsAskedAbout) {
+  Session run({}, {.wire = {.bytesPerSecond = 200'000}, .ignoreRange = true, .chunked = true});
+  run.Serve(1, 3'000'000);
+  run.rig.Start(kUrl);
+  ASSERT_TRUE(run.rig.RunUntilReceived(1'000'000));
+  run.rig.Pause();
+  const SimContent now = run.Serve(1, 500'000);
+  run.rig.Resume();
+  ASSERT_TRUE(run.rig.RunUntilAsked());
+  run.rig.Answer(true);
+  ASSERT_TRUE(run.rig.RunUntilFinished());
+  EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now));
+}
+
+TEST(WebLeftovers, BegunAnewTwiceLeavesNoPartFile) {
+  Session run;
+  run.Serve(1, 3'000'000);
+  run.rig.Start(kUrl);
+  SimContent now;
+  for (int version = 2; version <= 3; ++version) {
+    ASSERT_TRUE(run.rig.RunUntilReceived(1'000'000));
+    run.rig.Pause();
+    now = run.Serve(version, 3'000'000);
+    run.rig.Resume();
+    ASSERT_TRUE(run.rig.RunUntilAsked());
+    run.rig.Answer(true);
+    run.rig.sim.RunFor(500);
+  }
+  ASSERT_TRUE(run.rig.RunUntilFinished());
+  EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now));
+  run.rig.sim.RunFor(1000);
+  EXPECT_EQ(run.rig.InFolder(), std::vector<std::string>{"a.bin"});
+}
+
+TEST(WebLeftovers, DifferenceFoundAfterTheLastByteIsAskedAbout) {
+  Session run({}, {.wire = {.bytesPerSecond = 200'000}, .ignoreRange = true});
+  run.Serve(1, 200'000);
+  run.rig.Start(kUrl);
+  ASSERT_TRUE(run.rig.RunUntilReceived(100'000));
+  run.rig.Pause();
+  run.rig.sim.RunFor(10'000);
+  const SimContent now = run.Serve(2, 200'000);
+  run.rig.sim.background().SetMaxDelay(5000);
+  run.rig.Resume();
+  ASSERT_TRUE(run.rig.RunUntilAsked());
+  run.rig.Answer(true);
+  ASSERT_TRUE(run.rig.RunUntilFinished());
+  EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now));
+}
+
+// The pause comes at any moment between the journal's line and the name, the kill right after the pause's line.
+TEST(WebLeftovers, PauseDuringTheRenameAndAKillLeaveOneFileAlsoIfTheListIsOld) {
+  int renamed = 0;
+  for (std::uint64_t moment = 0; moment < 6000; moment += 100) {
+    Session first;
+    const SimContent content = first.Serve(1, 300'000);
+    first.rig.sim.background().SetMaxDelay(3000);
+    first.rig.Start(kUrl);
+    ASSERT_TRUE(first.rig.sim.RunUntil([&] { return first.JournalHas("state=renaming"); }));
+    first.rig.sim.disk().FailWhere(
+        [](DiskCall call, const std::string& path) { return call == DiskCall::Write && path == kList; }, 1, true);
+    first.rig.sim.RunFor(moment);
+    if (!first.rig.Record().Finished) first.rig.Pause();
+    first.rig.sim.RunUntil([&] { return first.JournalHas("state=paused"); }, 10'000);
+    renamed += first.rig.sim.disk().Has(kOutput) ? 1 : 0;
+    first.rig.sim.disk().CutNow();
+
+    Session next(first.rig.sim.disk().TakeState());
+    next.Serve(1, 300'000);
+    next.rig.Load();
+    if (!next.rig.Record().Finished) next.rig.Resume();
+    ASSERT_TRUE(next.rig.RunUntilFinished());
+    EXPECT_TRUE(next.rig.sim.disk().Holds(kOutput, content));
+    EXPECT_EQ(next.rig.InFolder(), std::vector<std::string>{"a.bin"}) << moment;
+  }
+  EXPECT_GT(renamed, 0);
+}
+
+TEST(WebLeftovers, FinishedDownloadStaysFinishedIfTheJournalCouldNotBeWritten) {
+  Session first;
+  first.Serve(1, 300'000);
+  first.rig.Start(kUrl);
+  ASSERT_TRUE(first.rig.sim.RunUntil([&] { return first.JournalHas("state=active"); }));
+  first.rig.sim.disk().FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Write && path == kJournal; }, 1, true);
+  ASSERT_TRUE(first.rig.RunUntilFinished());
+  first.rig.sim.RunFor(10'000);
+  ASSERT_FALSE(first.JournalHas("state=finished"));
+
+  Session next(first.rig.sim.disk().TakeState());
+  next.rig.Load();
+  ASSERT_EQ(next.rig.IndexOf(kUrl), 1);
+  EXPECT_TRUE(next.rig.Record().Finished);
+  EXPECT_FALSE(next.rig.Record().Paused);
+  EXPECT_EQ(next.rig.Web().standing, WebStanding::Finished);
+  EXPECT_EQ(next.rig.Record().SavePath, kOutput);
+}
+
+TEST(WebLeftovers, DownloadResumedInItsWindowIsNotQueuedAnyMore) {
+  Session run;
+  run.Serve(1, 3'000'000);
+  run.rig.Start(kUrl);
+  ASSERT_TRUE(run.rig.RunUntilReceived(1'000'000));
+  run.rig.Pause();
+  run.rig.Record().Queued = 1;
+  run.rig.Resume();
+  EXPECT_EQ(run.rig.Record().Queued, 0);
+}
+
+}  // namespace
+}  // namespace pellora
