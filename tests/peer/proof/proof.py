@@ -6,6 +6,7 @@
     lists      started with damaged lists                                            about 3 min
     links      a link that goes down and up, is slow and drops packets               about 8 min, as root
     limits     full and read-only folders, 64 descriptors, fifty downloads at once   about 6 min, as root
+    sizes      a file above 4 GiB, killed and resumed                                about 2 min
     soak       fifty records, added, paused and deleted continuously                 2 h
 
 Without a name, runs all in this order. Needs build/release and the packages in cmake/packages/proof.txt. Each prints
@@ -18,7 +19,7 @@ import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(HERE)))
-NAMES = ("syscalls", "kills", "lists", "links", "limits", "soak")
+NAMES = ("syscalls", "kills", "lists", "links", "limits", "sizes", "soak")
 
 
 def main():

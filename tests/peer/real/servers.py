@@ -68,13 +68,16 @@ class Nginx:
         self.files = os.path.join(self.folder, "files")
         os.mkdir(self.files)
         lines = []
-        for name, rules in self.rules.items():
+        for name in self.rules:
             self.port = free_port()
             setattr(self, name, self.port)
-            lines.append("server { listen %s:%d; %s }" % (self.address, self.port, rules))
+            lines.append("server { listen %s:%d; %s }" % (self.address, self.port, self.rules_of(name)))
         with open(os.path.join(self.folder, "nginx.conf"), "w", encoding="ascii") as f:
             f.write(NGINX.format(folder=self.folder, servers="\n  ".join(lines)))
         self.start()
+
+    def rules_of(self, name):
+        return self.rules[name]
 
     def start(self):
         with open(os.path.join(self.folder, "stderr.log"), "ab") as log:

@@ -6,7 +6,7 @@ import unittest
 
 import harness
 from case import Case
-from test_web import TlsNginx
+from webservers import TlsNginx
 
 
 class WebQuestions(Case):

@@ -1,0 +1,73 @@
+// The program's own windows have a widget for each control of their models.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "AppStage.h"
+#include "app/NewTransferWindow.h"
+#include "desktop/views/ObjectNames.h"
+#include "mainwin/Form1.h"
+#include "mainwin/WantDown.h"
+#include "transferwin/TransferWindow.h"
+
+namespace pellora {
+
+namespace {
+
+using namespace testing_views;
+
+class RealWindows : public testing::Test {
+ protected:
+  void Open(Window& window) {
+    stage.Do([&] { window.Show(); });
+    ASSERT_NE(stage.Form(window), nullptr);
+  }
+  // Names of controls without a widget, or menu entry, of that name in the form.
+  std::vector<std::string> WithoutWidget(const Window& window, const std::set<std::string>& neverShown) {
+    std::vector<std::string> names;
+    for (const Control* const control : window.Controls()) {
+      if (neverShown.contains(control->Name.substr(0, control->Name.find('(')))) continue;
+      if (stage.Form(window)->findChild<QObject*>(ObjectName(control->Name)) == nullptr) names.push_back(control->Name);
+    }
+    return names;
+  }
+
+  AppStage stage;
+};
+
+using Names = std::vector<std::string>;
+
+const std::set<std::string> kHiddenOfMain{"Command1"};  // a strip of buttons whose actions the tool bar has
+// A list that nothing shows, and lines of which the form needs only the first.
+const std::set<std::string> kHiddenOfTransfer{"List1", "Line2", "Line3"};
+
+TEST_F(RealWindows, MainWindowHasAWidgetForEveryControl) {
+  EXPECT_EQ(WithoutWidget(stage.Main(), kHiddenOfMain), Names{});
+}
+
+TEST_F(RealWindows, TransferWindowHasAWidgetForEveryControl) {
+  const auto window = NewTransferWindow(stage.app->program(), 0);
+  Open(*window);
+  EXPECT_EQ(WithoutWidget(*window, kHiddenOfTransfer), Names{});
+  window->Unload();
+}
+
+TEST_F(RealWindows, DialogsHaveAWidgetForEveryControl) {
+  for (Window* const window :
+       {static_cast<Window*>(stage.Main().form1.get()), static_cast<Window*>(stage.Main().wantDown.get())}) {
+    Open(*window);
+    EXPECT_EQ(WithoutWidget(*window, {}), Names{});
+  }
+}
+
+TEST_F(RealWindows, AWidgetThatIsMissingIsFound) {
+  delete stage.Find<QWidget>(stage.Main(), "Command4");
+  EXPECT_EQ(WithoutWidget(stage.Main(), kHiddenOfMain), Names{"Command4"});
+}
+
+}  // namespace
+
+}  // namespace pellora
