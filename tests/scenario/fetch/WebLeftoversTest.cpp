@@ -246,6 +246,28 @@ TEST(WebLeftovers, FinishedDownloadStaysFinishedIfTheJournalCouldNotBeWritten) {
   EXPECT_EQ(next.rig.Record().SavePath, kOutput);
 }
 
+TEST(WebLeftovers, DeletedDownloadWhoseLineCouldNotBeWrittenDoesNotComeBack) {
+  Session first;
+  first.Serve(1, 5'000'000);
+  first.rig.Start(kUrl);
+  ASSERT_TRUE(first.rig.RunUntilReceived(2'000'000));
+  first.rig.sim.RunFor(3000);
+  first.rig.Pause();
+  first.rig.sim.RunFor(1000);
+  first.rig.sim.disk().FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Write && path == kJournal; });
+  Delete(first.rig);
+  first.rig.sim.RunFor(1000);
+  const std::int16_t other = first.rig.Start("https://o.example/gone");
+  ASSERT_TRUE(first.rig.RunUntilStopped(other));
+  first.rig.sim.RunFor(1000);
+
+  Session next(first.rig.sim.disk().TakeState());
+  next.rig.Load();
+  EXPECT_EQ(next.rig.IndexOf(kUrl), 0);
+  EXPECT_NE(next.rig.IndexOf("https://o.example/gone"), 0);
+}
+
 TEST(WebLeftovers, DownloadResumedInItsWindowIsNotQueuedAnyMore) {
   Session run;
   run.Serve(1, 3'000'000);
