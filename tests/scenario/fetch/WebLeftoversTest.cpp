@@ -232,7 +232,10 @@ TEST(WebLeftovers, FinishedDownloadStaysFinishedIfTheJournalCouldNotBeWritten) {
   first.rig.Start(kUrl);
   ASSERT_TRUE(first.rig.sim.RunUntil([&] { return first.JournalHas("state=active"); }));
   first.rig.sim.disk().FailWhere(
-      [](DiskCall call, const std::string& path) { return call == DiskCall::Write && path == kJournal; }, 1, true);
+      [](DiskCall call, const std::string& path) {
+        return (call == DiskCall::Write || call == DiskCall::Replace) && path == kJournal;
+      },
+      1, true);
   ASSERT_TRUE(first.rig.RunUntilFinished());
   first.rig.sim.RunFor(10'000);
   ASSERT_FALSE(first.JournalHas("state=finished"));
