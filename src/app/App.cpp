@@ -20,6 +20,7 @@
 #include "core/OrphanedParts.h"
 #include "core/RecordLife.h"
 #include "core/Stop.h"
+#include "core/WebTexts.h"
 #include "fetch/WebEngine.h"
 #include "fetch/WebRecords.h"
 #include "fetch/WebServices.h"
@@ -86,12 +87,12 @@ Task<> Say(Program* program, std::string text) {
 
 // Runs a step of the start. A failing file is reported: the user could not guess why settings or downloads are missing.
 template <class Step>
-void TryAndReport(Program& program, const char* what, Step&& step) {
+void TryAndReport(Program& program, const std::string& what, Step&& step) {
   try {
     std::forward<Step>(step)();
   } catch (const Failure& failure) {
     if (failure.Number() != FailureNumber::File && failure.Number() != FailureNumber::ForeignFile) return;
-    program.platform.tasks.Spawn(Say(&program, std::string(what) + "\n" + failure.what()));
+    program.platform.tasks.Spawn(Say(&program, what + "\n" + failure.what()));
   }
 }
 
@@ -163,6 +164,12 @@ struct App::Parts {
     web = std::make_shared<WebServices>(platform, JoinFolder(FolderOf(ListPath(program)), kJournalName), seed);
     program.newWebEngine = [this](Program&) { return std::make_shared<WebEngine>(program, web); };
     program.listSaved = [this] { SweepJournal(program, *web); };
+    program.replacingConfirmed = [this](std::int16_t index, const FileState& replaced) {
+      RememberReplacing(program, *web, index, replaced);
+    };
+    program.hasJournalEntry = [this](const std::string& url, double added) {
+      return web->journal.Find(JournalKeyOf(url, added)) != nullptr;
+    };
   }
 
   Program program;
@@ -193,8 +200,8 @@ Task<> App::Parts::Start(Parts* parts) {
   TryAndReport(program, "The list cannot be read, and is left as it is: downloads added now are not saved.",
                [&] { LoadList(program); });
   if (parts->web) {
-    TryAndReport(program, "The journal of https downloads cannot be read: they stay stopped.",
-                 [&] { RestoreWebRecords(program, *parts->web); });
+    const std::string unreadable = FillText(TextOf(program, WebText::JournalUnreadable), {parts->web->journal.Path()});
+    TryAndReport(program, unreadable, [&] { RestoreWebRecords(program, *parts->web); });
   }
   Skip([&] { RemoveOrphanedParts(program); });
   MainWindow& window = parts->Main();

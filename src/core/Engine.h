@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "async/Task.h"
@@ -32,22 +33,31 @@ struct Lane {
 struct Totals {
   const std::string* state = nullptr;  // as in Lane
   std::int64_t received = 0;
-  std::int64_t size = 0;  // 0: unknown
+  std::int64_t size = 0;  // 0: unknown; below: it is, and nothing is shown in its place
+  bool busy = false;      // bytes come or are awaited, and nobody knows how many
   double bytesPerSecond = 0;
   float percent = 0;
   float elapsed = 0;    // seconds; 0: there are no figures yet
-  float remaining = 0;  // seconds
+  float remaining = 0;  // seconds; below 0: unknown
 };
 
 // What Command3 does at a click. It is never derived from the record: its caption changes at moments.
 enum class Command3Means { Pause, Resume };
+
+// What the user is to decide in the download's window.
+struct EngineQuestion {
+  std::string yes;  // captions of the buttons
+  std::string no;
+  std::function<void(bool)> answer;  // called once, or never
+};
 
 // Called from the engine's events, at once.
 class EngineView {
  public:
   virtual void ShowState(const std::string& text) = 0;
   virtual void ShowAddress(const std::string& url) = 0;
-  virtual void ShowCommand3(Command3Means means) = 0;
+  virtual void ShowCommand3(Command3Means means) = 0;  // and an open question is void
+  virtual void ShowQuestion(EngineQuestion question) = 0;
   virtual void EnableCommand3(bool enabled) = 0;
   virtual void ShowLanes(int count) = 0;  // so many rows, and no more
   virtual void RefreshList(std::int16_t row) = 0;

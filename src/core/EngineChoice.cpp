@@ -126,10 +126,10 @@ bool HasFailed(Program& program, int index) {
 
 std::string ReasonOf(Program& program, int index) {
   const DownloadRecord& record = program.Download(index);
-  if (record.Finished) return {};
   const WebFigures* const figures = program.Web(index);
+  if (record.Finished && (figures == nullptr || figures->standing != WebStanding::Finished)) return {};
   if (figures != nullptr && !figures->reason.empty()) return figures->reason;
-  if (record.Active) return {};
+  if (record.Finished || record.Active) return {};
   const WebText reason = ChooseEngine(program, index).reason;
   return reason == WebText::None ? std::string() : TextOf(program, reason);
 }

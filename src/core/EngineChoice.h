@@ -48,7 +48,8 @@ bool TakesLowerCaseScheme(const Program& program, std::string_view text);
 bool IsWebRecord(Program& program, int index);
 // True for one that was stopped by itself, or cannot be started.
 bool HasFailed(Program& program, int index);
-// Why the record was stopped, waits or cannot be started, in one sentence; else empty.
+// Why the record was stopped, waits or cannot be started, or what is to be known of its file, in one sentence; else
+// empty.
 std::string ReasonOf(Program& program, int index);
 
 // The slot of the record in use that was added as `url`; 0 if there is none. Addresses of the web engine are compared

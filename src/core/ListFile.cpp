@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "core/EngineChoice.h"
 #include "core/ListCodec.h"
 #include "core/Program.h"
 #include "ports/Failure.h"
@@ -87,6 +88,17 @@ void CopyAside(Program& program) {
   program.keepDamagedList = false;
 }
 
+// The web engine's passwords are not kept; the running program has them.
+void AppendWithoutWebPassword(std::string& bytes, Program& program, int index) {
+  const DownloadRecord& record = program.Download(index);
+  const bool cut = index > 0 && !record.Password.empty() &&
+                   (IsWebRecord(program, index) || ChooseEngine(program, index).engine == EngineName::Web);
+  if (!cut) return AppendRecord(bytes, record);
+  DownloadRecord without = record;
+  without.Password.clear();
+  AppendRecord(bytes, without);
+}
+
 // A file of zeros was reserved and never written.
 bool HoldsAnything(const std::string& bytes) { return bytes.find_first_not_of('\0') != std::string::npos; }
 
@@ -103,7 +115,7 @@ void SaveList(Program& program) {
   std::string& bytes = program.listBytes;
   bytes.clear();
   AppendListHeader(bytes, program.DownloadCount);
-  for (int i = 0; i <= program.DownloadCount; ++i) AppendRecord(bytes, program.Download(i));
+  for (int i = 0; i <= program.DownloadCount; ++i) AppendWithoutWebPassword(bytes, program, i);
 
   const std::unique_ptr<File> file = program.platform.files.Open(ListPath(program), FileKind::List);
   file->Reserve(bytes.size());

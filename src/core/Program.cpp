@@ -64,8 +64,14 @@ void Program::ResizeDownloads(std::int16_t count) {
 }
 
 int Program::ActiveCount() const {
-  return static_cast<int>(
-      std::count_if(downloads_.begin() + 1, downloads_.end(), [](const auto& r) { return r.InUse && r.Active; }));
+  int count = 0;
+  for (int i = 1; i < static_cast<int>(downloads_.size()); ++i) {
+    const DownloadRecord& record = downloads_[static_cast<std::size_t>(i)];
+    if (!record.InUse || !record.Active) continue;
+    const auto figures = webFigures_.find(i);
+    if (figures == webFigures_.end() || !figures->second.yields) ++count;
+  }
+  return count;
 }
 
 std::int64_t Program::SessionBytes() const {

@@ -29,6 +29,7 @@ class Basket;
 class Catcher;
 class Engine;
 class Window;
+struct FileState;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
 inline constexpr const char* kProgramName = "Pellora !";
@@ -70,6 +71,11 @@ class Program {
   std::function<void(std::int16_t index)> handOverUpdate;
   std::function<void()> saveAndQuit;
   std::function<void()> listSaved;  // after each save of the list; may be empty
+  // The web engine's journal has an entry of this address and date, whether its record is listed or not; may be empty.
+  std::function<bool(const std::string& url, double added)> hasJournalEntry;
+  // The user has confirmed that this file, which the save dialog found at the record's SavePath, be replaced; may be
+  // empty.
+  std::function<void(std::int16_t index, const FileState& replaced)> replacingConfirmed;
   // The windows that a language is applied to, in that order; created if need be.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;
 
@@ -91,7 +97,7 @@ class Program {
   // Makes records 1 to `count`; the parallel arrays grow along and never shrink. New elements are blank.
   void ResizeDownloads(std::int16_t count);
 
-  // Records that are transferring: InUse and Active.
+  // Records that are transferring: InUse and Active, but for those that wait without a place.
   int ActiveCount() const;
 
   // Bytes received since the start, on sockets and by the web engine. Take differences from SessionTotal. In

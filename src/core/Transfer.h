@@ -53,6 +53,8 @@ class Lists {
   // `index` 0: all rows. Postponed within kRefreshMilliseconds of the last refresh unless `force` is above 0.
   virtual void RefreshRows(std::int16_t index, std::int16_t force) = 0;
   virtual void RefreshDownList() = 0;
+  // Both lists, once for all downloads that finish until the next tick.
+  virtual void RefreshFinishedSoon() = 0;
   virtual void Status(const std::string& text) = 0;  // the hint line
   virtual Task<> Restart(std::int16_t index) = 0;    // starts, resumes or queues one record
 };

@@ -21,7 +21,10 @@ struct WebFigures {
   std::int64_t size = -1;     // of the file; -1: not known
   double bytesPerSecond = 0;  // over the last seconds
   WebStanding standing = WebStanding::Active;
-  std::string reason;    // of Stopped, one sentence; of Active, what is being waited for; else empty
+  // Of Stopped why, one sentence. Else what is being waited for, or what is to be known of the file, or empty.
+  std::string reason;
+  // Active, but waiting for so long that another download has its place in the limit meanwhile.
+  bool yields = false;
   double notBefore = 0;  // while queued: a date and time, before which the queue passes it over; in days like DateAdded
 };
 

@@ -57,13 +57,22 @@ constexpr std::array kEnglish = {
             "This download began with cookies of the browser, which are not kept. Start it from the browser again."},
     English{WebText::ProgressLost, "What this download had received cannot be read any more."},
     English{WebText::ConnectionLost, "The connection to %1 was lost."},
-    English{WebText::NotReached, "The host %1 cannot be reached."},
+    English{WebText::NotReached, "The host %1 cannot be reached: %2"},
     English{WebText::Silent, "The host %1 does not answer."},
     English{WebText::TooLong, "This disk takes no file that is longer than %1."},
-    English{WebText::NoProxy, "The proxy does not answer or refuses the connection."},
+    English{WebText::NoProxy, "The proxy cannot be used: %1"},
     English{WebText::WrongCoding, "The server sends the file in a coding that Pellora does not accept."},
     English{WebText::AskTrustKey, "Trust this server?"},
     English{WebText::AskBeginAnew, "Begin anew? The part that is here is kept until the new file is complete."},
+    English{WebText::TrustKey, "Trust"},
+    English{WebText::RefuseKey, "Do Not Trust"},
+    English{WebText::BeginAnew, "Begin Anew"},
+    English{WebText::KeepPart, "Keep This Part"},
+    English{
+        WebText::NoRoomBeside,
+        "There is too little room on the disk: %1 are needed, %2 are free besides what running downloads still need."},
+    English{WebText::JournalUnreadable,
+            "The journal %1 cannot be read. Until it can be, the web engine starts no download."},
 };
 
 }  // namespace

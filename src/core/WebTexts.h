@@ -60,15 +60,24 @@ enum class WebText : std::int16_t {
   CookiesGone = 841,
   ProgressLost = 842,
   ConnectionLost = 843,  // %1: host
-  NotReached = 844,      // %1: host
+  NotReached = 844,      // %1: host, %2: why
   Silent = 845,          // %1: host
   TooLong = 846,         // %1: size with its unit
-  NoProxy = 847,
+  NoProxy = 847,         // %1: why
   WrongCoding = 848,
 
   // Questions, after the reason.
   AskTrustKey = 849,
   AskBeginAnew = 850,
+  // And the buttons that answer them.
+  TrustKey = 860,
+  RefuseKey = 861,
+  BeginAnew = 862,
+  KeepPart = 863,
+
+  // More of the reasons.
+  NoRoomBeside = 864,       // as NoRoom
+  JournalUnreadable = 865,  // %1: its path
 };
 
 // Writes the English texts, over whatever is there.

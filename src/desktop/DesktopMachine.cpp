@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QStandardPaths>
 #include <array>
@@ -11,6 +12,16 @@
 #include "ports/Network.h"
 
 namespace pellora {
+
+namespace {
+
+std::string Folder(const QString& name) {
+  std::string path = QFile::encodeName(name).toStdString();
+  while (!path.empty() && path.back() == '/') path.pop_back();
+  return path;
+}
+
+}  // namespace
 
 std::string DesktopMachine::FolderOfThisProgram() {
   std::array<char, PATH_MAX> path{};
@@ -21,11 +32,12 @@ std::string DesktopMachine::FolderOfThisProgram() {
 }
 
 std::string DesktopMachine::DocumentsFolder() const {
-  const QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-  std::string path = QFile::encodeName(folder).toStdString();
-  while (!path.empty() && path.back() == '/') path.pop_back();
-  return path;
+  return Folder(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
 }
+
+std::string DesktopMachine::HomeFolder() const { return Folder(QDir::homePath()); }
+
+std::string DesktopMachine::Variable(const std::string& name) const { return qgetenv(name.c_str()).toStdString(); }
 
 bool DesktopMachine::ConnectionUp() const { return network_.HasConnection(); }
 

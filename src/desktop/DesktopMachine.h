@@ -1,4 +1,5 @@
-// DesktopMachine: the program's folder, the user's documents folder, whether there is a network, and the program's end.
+// DesktopMachine: the program's folder, the user's folders and environment, whether there is a network, and the
+// program's end.
 #pragma once
 
 #include "ports/Machine.h"
@@ -15,6 +16,8 @@ class DesktopMachine final : public Machine {
 
   std::string ProgramFolder() const override { return FolderOfThisProgram(); }
   std::string DocumentsFolder() const override;
+  std::string HomeFolder() const override;
+  std::string Variable(const std::string& name) const override;
   bool ConnectionUp() const override;
   // The first exit code counts.
   void End(int code) override;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/vfs.h>
 #include <unistd.h>
@@ -137,7 +138,7 @@ std::unique_ptr<DownloadFile> PosixDownloadFiles::Adopt(const std::string& path,
     if (failure.Number() == FailureNumber::ForeignFile) return nullptr;  // replaced just now
     throw;
   }
-  if (!file || file->State().identity != identity || !file->Lock()) return nullptr;
+  if (!file || file->State().identity.inode != identity.inode || !file->Lock()) return nullptr;
   return file;
 }
 
@@ -190,6 +191,13 @@ std::uint64_t PosixDownloadFiles::RoomIn(const std::string& folder) const {
   // File systems that report no size are trusted.
   if (space.f_blocks == 0) return std::numeric_limits<std::uint64_t>::max();
   return std::uint64_t{space.f_bavail} * space.f_frsize;
+}
+
+std::uint64_t PosixDownloadFiles::DiskOf(const std::string& folder) const {
+  CheckPath(folder);
+  struct stat status {};
+  if (stat(folder.c_str(), &status) != 0) throw FileFailure(folder, errno);
+  return status.st_dev;
 }
 
 std::uint64_t PosixDownloadFiles::LongestFileIn(const std::string& folder) const {

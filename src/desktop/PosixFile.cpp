@@ -173,6 +173,11 @@ bool PosixFile::Lock() const {
   return flock(fd_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
+bool PosixFile::IsPrivate() {
+  const struct stat status = Status();
+  return status.st_uid == geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+}
+
 void PosixFile::CloseToOthers() const {
   if ((Status().st_mode & 07777) != kPrivateMode) SetRights(kPrivateMode);
 }

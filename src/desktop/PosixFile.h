@@ -30,6 +30,7 @@ class PosixFile final : public DownloadFile {
   std::size_t ReadAt(std::uint64_t offset, std::span<char> buffer) override;
   std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size) override;
   std::uint64_t Length() override;
+  bool IsPrivate() override;
   void Reserve(std::uint64_t size) override;
   void Flush() override;
   void SetLength(std::uint64_t length) override;

@@ -11,6 +11,8 @@
 
 namespace pellora {
 
+constexpr std::int64_t SecondsOf(std::int64_t milliseconds) { return (milliseconds + 999) / 1000; }  // rounded up
+
 class BackOff {
  public:
   explicit BackOff(std::uint64_t seed) : random_(seed) {}

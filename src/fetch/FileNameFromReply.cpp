@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <optional>
 
 #include "core/Ascii.h"
@@ -16,6 +17,7 @@ namespace {
 constexpr std::string_view kPartEnding = ".part";
 constexpr std::string_view kNameless = "index";
 constexpr std::size_t kLongestExtension = 16;  // bytes, with the dot
+constexpr int kLastNumber = 1'000'000;         // of a name
 
 // Content-Disposition
 
@@ -261,6 +263,25 @@ std::string NumberedName(const std::string& name, int number) {
   return Fitted(std::string_view(name).substr(0, dot), " (" + std::to_string(number) + ")" + name.substr(dot));
 }
 
-std::string PartNameOf(const std::string& name) { return name + std::string(kPartEnding); }
+std::string FollowingName(const std::string& name) {
+  const std::size_t dot = ExtensionStart(name);
+  const std::string ending = name.substr(dot);
+  const std::string_view stem = std::string_view(name).substr(0, dot);
+  const std::size_t mark = stem.rfind(" (");
+  if (mark != std::string_view::npos && mark > 0 && stem.ends_with(')')) {
+    const std::string_view digits = stem.substr(mark + 2, stem.size() - mark - 3);
+    int number = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    const bool whole = error == std::errc() && end == digits.data() + digits.size();
+    if (whole && number >= 2 && number < kLastNumber && !digits.starts_with('0')) {
+      return Fitted(stem.substr(0, mark), " (" + std::to_string(number + 1) + ")" + ending);
+    }
+  }
+  return NumberedName(name, 2);
+}
+
+std::string PartNameOf(const std::string& name) {
+  return std::string(Utf8Prefix(name, kLongestFileName)).append(kPartEnding);
+}
 
 }  // namespace pellora

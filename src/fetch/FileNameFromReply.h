@@ -28,7 +28,10 @@ std::string HarmlessName(std::string_view name);
 // "NAME (2).ext" for 2; the name itself for 1. Ends like ".tar.gz" stay together.
 std::string NumberedName(const std::string& name, int number);
 
-// What the file is called until it is complete.
+// The next name to try where `name` is taken: "NAME (2).ext", after that "NAME (3).ext".
+std::string FollowingName(const std::string& name);
+
+// What the file is called until it is complete; cut if `name` is longer than kLongestFileName.
 std::string PartNameOf(const std::string& name);
 
 }  // namespace pellora

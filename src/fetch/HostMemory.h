@@ -1,4 +1,4 @@
-// HostMemory: what the program has learned of servers while it runs, by origin (OriginOf).
+// HostMemory: what the program has learned of servers while it runs, by origin (OriginOf), and its connections to them.
 //
 // Times are milliseconds of a clock that never goes back.
 #pragma once
@@ -11,16 +11,26 @@ namespace pellora {
 
 class HostMemory {
  public:
-  // The server has answered a range with the whole file.
-  void SetTakesNoRanges(const std::string& origin) { hosts_[origin].noRanges = true; }
-  bool TakesRanges(const std::string& origin) const { return !Of(origin).noRanges; }
+  // Counted while it lives. The memory lives longer.
+  class Connection {
+   public:
+    Connection(HostMemory& memory, std::string origin);
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
 
-  // The server has refused a connection while `open` of them, of all downloads together, were open. It is never
-  // remembered as fewer than one.
-  void RefusedBeyond(const std::string& origin, int open);
-  // It has let in one more than remembered.
-  void Accepted(const std::string& origin, int open);
-  int MostConnections(const std::string& origin, int otherwise) const;
+   private:
+    HostMemory& memory_;
+    const std::string origin_;
+  };
+
+  // The server has refused one connection more than those that are open, of all downloads together. For ten minutes no
+  // more are asked of it, but always one.
+  void RefusedMore(const std::string& origin, std::int64_t now);
+  // The server serves all that are open.
+  void Accepted(const std::string& origin);
+  // How many more connections the server takes.
+  int Room(const std::string& origin, std::int64_t now) const;
 
   // Retry-After binds the whole host. A shorter wait does not shorten the one that is known.
   void SetWait(const std::string& origin, std::int64_t until);
@@ -29,8 +39,9 @@ class HostMemory {
 
  private:
   struct Host {
-    bool noRanges = false;
+    int open = 0;
     int most = 0;  // 0: not known
+    std::int64_t refusedAt = 0;
     std::int64_t waitUntil = 0;
   };
   Host Of(const std::string& origin) const;

@@ -60,6 +60,7 @@ void Journal::Open() {
   readable_ = true;
   JournalReading reading = ReadJournal(bytes);
   nextId_ = reading.nextId;
+  damaged_ = reading.badLines > 0;
   std::vector<JournalEntry> kept;
   for (JournalEntry& entry : reading.entries) {
     if (entry.state == JournalState::Gone) {
@@ -80,6 +81,8 @@ void Journal::Open() {
   });
 }
 
+const std::string& Journal::Path() const { return store_->path; }
+
 const JournalEntry* Journal::Find(const JournalKey& key) const {
   const auto at = entries_.find(key);
   return at == entries_.end() ? nullptr : &at->second;
@@ -89,6 +92,14 @@ std::vector<JournalEntry> Journal::Entries() const {
   std::vector<JournalEntry> all;
   for (const auto& [key, entry] : entries_) all.push_back(entry);
   return all;
+}
+
+std::set<std::string> Journal::ClaimedPaths(const JournalKey& own) const {
+  std::set<std::string> paths;
+  for (const auto& [key, entry] : entries_) {
+    if (!(key == own) && entry.state != JournalState::Finished && !entry.path.empty()) paths.insert(entry.path);
+  }
+  return paths;
 }
 
 void Journal::Put(const JournalEntry& entry, Done done) {

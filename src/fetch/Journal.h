@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,9 +27,13 @@ class Journal {
   // known of its downloads.
   void Open();
   bool Readable() const { return readable_; }
+  bool Damaged() const { return damaged_; }  // lines of it could not be understood
+  const std::string& Path() const;
 
   const JournalEntry* Find(const JournalKey& key) const;  // null if there is none
   std::vector<JournalEntry> Entries() const;
+  // What downloads other than `own` that are not finished will be called.
+  std::set<std::string> ClaimedPaths(const JournalKey& own) const;
   // Those deleted before this run whose part files are there: a kill came between.
   const std::vector<JournalEntry>& Gone() const { return gone_; }
   std::uint64_t NewId() { return nextId_++; }
@@ -51,6 +56,7 @@ class Journal {
   bool readable_ = true;
   // A line could not be written: the next one rewrites the whole file, or a deleted download would come back.
   const std::shared_ptr<bool> behind_ = std::make_shared<bool>(false);
+  bool damaged_ = false;
 };
 
 }  // namespace pellora

@@ -29,6 +29,10 @@ PartFile::PartFile(const Platform& platform, std::string path, std::shared_ptr<D
                    FileIdentity identity)
     : platform_(platform), path_(std::move(path)), file_(std::move(file)), identity_(identity) {}
 
+PartFile::~PartFile() {
+  platform_.background.Run([file = std::move(file_)] {}, [](const std::exception_ptr&) {});
+}
+
 void PartFile::Run(std::function<Result()> work, Done done) {
   const auto result = std::make_shared<Result>(Result::Failed);
   platform_.background.Run([result, work = std::move(work)] { *result = work(); },
@@ -66,11 +70,8 @@ void PartFile::Flush(std::int64_t length, bool exactly, Done done) {
         if (exactly && file->State().length > wanted) file->SetLength(wanted);
         file->Flush();
         const std::optional<FileState> found = files->StateOf(path);
-        if (!found || !(found->identity == identity)) {
-          throw Failure(FailureNumber::ForeignFile, path + ": the file has been replaced or removed");
-        }
-        if (found->length < wanted) throw Failure(FailureNumber::ForeignFile, path + ": the file has been cut");
-        return Result::Good;
+        const bool same = found && found->identity == identity && found->length >= wanted;
+        return same ? Result::Good : Result::Replaced;
       },
       std::move(done));
 }
@@ -80,7 +81,7 @@ void DeletePartFile(const Platform& platform, const std::string& path, const Fil
   platform.background.Run(
       [downloads = platform.downloadFiles, files = &platform.files, path, identity] {
         const std::optional<FileState> found = downloads->StateOf(path);
-        if (found && found->identity == identity) files->Delete(path);
+        if (found && found->identity.inode == identity.inode) files->Delete(path);
       },
       [](const std::exception_ptr&) {});
 }

@@ -23,13 +23,18 @@ class PartFile {
  public:
   enum class Result : std::uint8_t {
     Good,
-    Differs,  // of Put: what was to be compared is not the same, and nothing was written
-    Failed,   // with a reason; it is not known what of the call was done
+    Differs,   // of Put: what was to be compared is not the same, and nothing was written
+    Failed,    // with a reason; it is not known what of the call was done
+    Replaced,  // of Flush: the path leads to no file, to another, or to one that somebody has cut
   };
   using Done = std::function<void(Result result, const std::string& reason)>;
 
   // `file` is what `path` led to when it was opened.
   PartFile(const Platform& platform, std::string path, std::shared_ptr<DownloadFile> file, FileIdentity identity);
+  // Closes the file outside of the event loop too, once everything asked for is done.
+  ~PartFile();
+  PartFile(const PartFile&) = delete;
+  PartFile& operator=(const PartFile&) = delete;
 
   const std::string& Path() const { return path_; }
   const FileIdentity& Identity() const { return identity_; }
@@ -46,11 +51,11 @@ class PartFile {
 
   const Platform& platform_;
   const std::string path_;
-  const std::shared_ptr<DownloadFile> file_;
+  std::shared_ptr<DownloadFile> file_;
   const FileIdentity identity_;
 };
 
-// Deletes the part file of a download that is over, in the background: `path` if it still leads to that file. Nothing
+// Deletes the part file of a download that is over, in the background: `path` if it still leads to that inode. Nothing
 // for an empty path.
 void DeletePartFile(const Platform& platform, const std::string& path, const FileIdentity& identity);
 

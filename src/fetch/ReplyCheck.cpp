@@ -60,7 +60,16 @@ LengthProof ProofOf(const FetchAnswer& answer) {
   return BodyLength(answer) >= 0 ? LengthProof::Length : LengthProof::UntilClose;
 }
 
-enum class Version : std::uint8_t { Same, Other, Unproven };
+enum class Version : std::uint8_t {
+  Same,
+  Other,
+  Unproven,  // nothing contradicts
+  Unsaid,    // only one has a validator, or they have different kinds
+};
+
+bool HasValidator(const FileFacts& facts) {
+  return !facts.validator.etag.empty() || !facts.validator.lastModified.empty() || facts.modified >= 0;
+}
 
 Version VersionOf(const FileFacts& known, const FileFacts& now) {
   const Validator& a = known.validator;
@@ -76,7 +85,7 @@ Version VersionOf(const FileFacts& known, const FileFacts& now) {
   if (known.modified >= 0 && now.modified >= 0) {
     return known.modified == now.modified ? Version::Same : Version::Other;
   }
-  return Version::Unproven;
+  return HasValidator(known) || HasValidator(now) ? Version::Unsaid : Version::Unproven;
 }
 
 // `reading` has the range of a body of the right length: is it of the right version?
@@ -235,20 +244,17 @@ ReplyReading PlainReply(const FetchAnswer& answer, const AskedFor& asked, const 
   return WithVersion(std::move(reading), asked, known);
 }
 
-// Where other lanes have the file already, a reply that is none says only that this lane is one too many.
-ReplyVerdict OnALaterLane(ReplyVerdict verdict) {
-  switch (verdict) {
-    case ReplyVerdict::Body:
-    case ReplyVerdict::CompareSample:
-    case ReplyVerdict::Changed:
-    case ReplyVerdict::Redirect:
-    case ReplyVerdict::Wait:
-    case ReplyVerdict::WaitTooLong:
-    case ReplyVerdict::Again:
-    case ReplyVerdict::CompareWhole:
-      return verdict;
+// Other lanes have ranges of the file: a reply without the range asked for says only that this lane is one too many.
+bool IsOneTooMany(const ReplyReading& reading) {
+  switch (reading.verdict) {
+    case ReplyVerdict::AskWhole:
+    case ReplyVerdict::Empty:
+    case ReplyVerdict::Held:
+      return true;
+    case ReplyVerdict::Refused:
+      return reading.reason == ReplyReason::ContentCoding || reading.reason == ReplyReason::TransferCoding;
     default:
-      return ReplyVerdict::OneLane;
+      return false;
   }
 }
 
@@ -258,7 +264,7 @@ ReplyReading CheckReply(const FetchAnswer& answer, const AskedFor& asked, const 
   ReplyReading reading = answer.status == 0 ? PlainReply(answer, asked, known) : HttpReply(answer, asked, known);
   // Who has asked for the whole file already gets no better answer by asking again.
   if (reading.verdict == ReplyVerdict::AskWhole && !asked.ranged) reading.verdict = ReplyVerdict::Refused;
-  if (asked.kind == RequestKind::Later) reading.verdict = OnALaterLane(reading.verdict);
+  if (asked.kind == RequestKind::Later && IsOneTooMany(reading)) reading.verdict = ReplyVerdict::OneLane;
   reading.retryAfter = RetryAfter(answer);
   return reading;
 }

@@ -3,10 +3,15 @@
 #include <algorithm>
 
 #include "async/TaskLoop.h"
+#include "core/DateTexts.h"
 #include "core/Numbers.h"
+#include "core/Queue.h"
 #include "core/RecordLife.h"
 #include "core/Version.h"
+#include "fetch/EnvironmentProxy.h"
 #include "fetch/WebWords.h"
+#include "ports/Locale.h"
+#include "ports/Machine.h"
 #include "ports/Network.h"
 
 namespace pellora {
@@ -20,6 +25,13 @@ constexpr std::int64_t kRefreshEvery = 200;    // ms
 constexpr std::int64_t kNetworkRetest = 1000;  // ms
 constexpr int kSpareLanes = 1;                 // relieve a slow one
 constexpr float kMostUnfinished = 99.9F;       // percent: 100 is for a file that has its name
+
+// A value with a control character could end its line, and is not sent.
+void AddHeader(FetchRequest& request, const char* name, std::string value) {
+  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
+  if (value.empty() || std::any_of(value.begin(), value.end(), isControl)) return;
+  request.headers.push_back({name, std::move(value)});
+}
 
 }  // namespace
 
@@ -60,7 +72,14 @@ std::string WebEngine::Say(WebText text, std::initializer_list<std::string_view>
 }
 
 std::string WebEngine::RetryIn(std::int64_t milliseconds) const {
-  return Say(WebText::RetryIn, {std::to_string((milliseconds + 999) / 1000)});
+  return Say(WebText::RetryIn, {std::to_string(SecondsOf(milliseconds))});
+}
+
+std::string WebEngine::Moment(std::int64_t wait) const {
+  constexpr double kDay = 24.0 * 60 * 60 * 1000;  // ms
+  const double at = program_.platform.clock.Now() + static_cast<double>(wait) / kDay;
+  const DateForms forms = program_.platform.locale.ShortForms();
+  return ShortDate(at, forms) + " " + ShortTime(at, forms);
 }
 
 bool WebEngine::Fetching() const {
@@ -91,6 +110,8 @@ void WebEngine::Start() {
   DownloadRecord& record = Record();
   if (record.Finished || Fetching() || state_ == FetchState::Finishing || state_ == FetchState::Asking) return;
   ++run_;
+  // What waited for a place only goes on.
+  if (state_ != FetchState::Waiting) rounds_ = {};
   Take(FetchEvent::Start);
   record.Active = true;
   record.Paused = false;
@@ -99,9 +120,7 @@ void WebEngine::Start() {
   TheFigures().standing = WebStanding::Active;
   entry_.reason.clear();
   ShowCommand3(Command3Means::Pause);
-  rounds_ = {};
-  oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = false;
-  redirects_ = 0;
+  oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = renaming_ = false;
   proven_ = false;
   statedTotal_ = -1;
   peer_.clear();
@@ -109,18 +128,55 @@ void WebEngine::Start() {
   meter_.Start(lastByte_);
   pulse_.SetEnabled(true);
   Announce(Say(WebText::Connecting));
-  if (!services_->journal.Readable()) return Rest(FetchEvent::GivenUp, Say(WebText::ProgressLost));
+  if (!services_->journal.Readable()) return StopWithoutJournal();
   const std::optional<WebAddress> address = ParseWebAddress(record.URL);
   if (!address) return Rest(FetchEvent::GivenUp, Say(WebText::Unsupported));
   given_ = *address;
   if (!record.UserName.empty()) given_.user = record.UserName;
   if (!record.Password.empty()) given_.password = record.Password;
   current_ = given_;
+  netrc_ = ReadNetrc(program_.platform);
   if (part_ || entry_.partPath.empty()) {
     Open();
   } else {
     program_.platform.tasks.Spawn(AdoptPart(run_));
   }
+}
+
+void WebEngine::StopWithoutJournal() {
+  const std::string reason =
+      Record().Received > 0 ? Say(WebText::ProgressLost) : Say(WebText::JournalUnreadable, {services_->journal.Path()});
+  Rest(FetchEvent::GivenUp, reason);
+}
+
+bool WebEngine::HasPlace() const { return !Queue(program_).IsFull(program_.settings.MaxSimulDownlads); }
+
+void WebEngine::StartOrQueue() { HasPlace() ? Start() : WaitForPlace(); }
+
+void WebEngine::WaitForPlace() {
+  Take(FetchEvent::StartNoPlace);
+  EndRun();
+  DownloadRecord& record = Record();
+  record.Active = record.Paused = false;
+  record.Queued = 1;
+  TheFigures().yields = false;
+  TheFigures().standing = WebStanding::Paused;
+  entry_.reason.clear();
+  ShowCommand3(Command3Means::Pause);
+  Announce(program_.Text(kTextWebQueued));
+  WriteJournal(JournalStateNow());
+  Claim();
+  Draw();
+  program_.lists->RefreshRows(kAllRows, kUnforced);
+}
+
+void WebEngine::ContinueOrQueue() {
+  WebFigures& figures = TheFigures();
+  if (figures.yields && !HasPlace()) return WaitForPlace();
+  figures.yields = false;
+  Take(FetchEvent::NetworkOrTimeBack);
+  Announce(Say(WebText::Connecting));
+  OpenFromGiven();
 }
 
 void WebEngine::EndRun() {
@@ -137,7 +193,7 @@ void WebEngine::EndRun() {
 
 void WebEngine::PauseDownload() {
   if (!StillCurrent()) return;
-  if (Record().Finished || Record().Paused) return;
+  if (Record().Finished || Record().Paused || renaming_) return;
   Rest(FetchEvent::Pause, {});
 }
 
@@ -147,6 +203,8 @@ void WebEngine::Rest(FetchEvent event, const std::string& reason) {
   DownloadRecord& record = Record();
   record.Active = false;
   record.Paused = true;
+  record.Queued = 0;
+  TheFigures().yields = false;
   TheFigures().standing = reason.empty() ? WebStanding::Paused : WebStanding::Stopped;
   entry_.reason = reason;
   ShowCommand3(Command3Means::Resume);
@@ -182,9 +240,7 @@ void WebEngine::Pulse() {
       holdUntil_ = now + kNetworkRetest;
       Announce(Say(WebText::WaitingForNetwork));
     } else if (now >= holdUntil_) {
-      Take(FetchEvent::NetworkOrTimeBack);
-      Announce(Say(WebText::Connecting));
-      Open();
+      ContinueOrQueue();
     } else {
       AnnounceRetry(holdUntil_ - now);
     }
@@ -196,10 +252,12 @@ void WebEngine::Pulse() {
 }
 
 void WebEngine::CheckLanes(std::int64_t now) {
+  const bool starved = program_.platform.fetcher->Starved();
   for (std::size_t i = 0; i < lanes_.size() && (state_ == FetchState::Opening || state_ == FetchState::Running); ++i) {
     WebLane& lane = *lanes_[i];
+    if (starved) lane.Sign(now);
     if (lane.Overdue(now)) {
-      LaneLost(lane, Say(WebText::Silent, {current_.host}), RoundCause::Failure);
+      LaneLost(lane, Say(WebText::Silent, {lane.address.host}), RoundCause::Failure);
     } else if (lane.state == LaneState::BackingOff) {
       if (now >= lane.due) {
         lane.state = LaneState::Idle;
@@ -207,6 +265,9 @@ void WebEngine::CheckLanes(std::int64_t now) {
       } else {
         lane.text = RetryIn(lane.due - now);
       }
+    } else if (lane.state == LaneState::Refused && !oneLane_ && RoomForLanes() > 0) {
+      lane.state = LaneState::Idle;
+      OpenLanes();
     } else if (lane.Flows() && plan_) {
       plan_->SetRate(lane.Number(), lane.meter.BytesPerSecond(now));
     }
@@ -216,25 +277,34 @@ void WebEngine::CheckLanes(std::int64_t now) {
 
 // A slow lane's rest goes to a new connection; the slow one flows on until that delivers.
 void WebEngine::RelieveSlowLane() {
-  if (!plan_ || oneLane_ || !part_) return;
+  if (!plan_ || oneLane_ || inOrder_ || !part_ || RoomForLanes() == 0) return;
   const std::optional<int> slow = plan_->SlowLane();
   if (!slow) return;
   for (int number = 0; number < MostLanes() + kSpareLanes; ++number) {
     WebLane& by = LaneOf(number);
     if (by.Open() || by.state != LaneState::Idle) continue;
     const std::optional<Piece> piece = plan_->Relieve(*slow, number);
-    if (piece) BeginRequest(by, {RequestKind::Later, true, piece->range.begin, piece->range.end - 1});
+    if (piece) BeginPiece(by, {RequestKind::Later, true, piece->range.begin, piece->range.end - 1});
     return;
   }
 }
 
+void WebEngine::OpenFromGiven() {
+  current_ = given_;
+  peer_.clear();
+  Open();
+}
+
 void WebEngine::Open() {
   for (const auto& lane : lanes_) Release(*lane);
+  if (const std::int64_t wait = services_->hosts.WaitFor(OriginOf(current_), Now()); wait > 0) {
+    lastReason_ = Say(WebText::AskedToWait, {Moment(wait)});
+    return RoundEnded(RoundCause::RetryAfter, backOff_.NextAfter(SecondsOf(wait)));
+  }
   WebLane& first = LaneOf(0);
-  first.asks = 0;
   if (!factsKnown_) {
     plan_.reset();
-    return BeginRequest(first, {RequestKind::First, !unranged_, 0, -1});
+    return BeginPiece(first, {RequestKind::First, !unranged_, 0, -1});
   }
   heldBefore_ = written_;
   plan_.emplace(NewPlan());
@@ -245,7 +315,7 @@ void WebEngine::Open() {
   AskedFor asked{proven_ ? RequestKind::Later : RequestKind::Resumed, true, pieces.front().range.begin,
                  facts_.total < 0 ? -1 : pieces.front().range.end - 1};
   asked.conditional = !proven_ && !unconditional_ && IsHttp(current_.scheme) && !IfRangeOf(facts_.validator).empty();
-  BeginRequest(first, asked);
+  BeginPiece(first, asked);
 }
 
 RangePlan WebEngine::NewPlan() const {
@@ -259,23 +329,26 @@ RangePlan WebEngine::NewPlan() const {
 void WebEngine::OpenWhole(WebLane& lane) {
   for (const auto& other : lanes_) Release(*other);
   oneLane_ = true;
-  BeginRequest(lane, {RequestKind::Resumed, false, 0, -1});
+  BeginPiece(lane, {RequestKind::Resumed, false, 0, -1});
 }
 
 void WebEngine::OpenLanes() {
-  if (!plan_ || state_ != FetchState::Running || !part_) return;
+  if (!plan_ || state_ != FetchState::Running || !part_ || (oneLane_ && AnyIsOpen())) return;
   std::vector<int> idle;
-  int open = 0;
+  int room = RoomForLanes();
   for (int number = 0; number < MostLanes(); ++number) {
-    const WebLane& lane = LaneOf(number);
-    open += lane.Open() ? 1 : 0;
-    if (!lane.Open() && lane.state == LaneState::Idle) idle.push_back(number);
+    WebLane& lane = LaneOf(number);
+    if (lane.Open() || lane.state != LaneState::Idle) continue;
+    if (room-- > 0) {
+      idle.push_back(number);
+    } else {
+      lane.state = LaneState::Refused;
+    }
   }
-  if (oneLane_ && open > 0) return;
   for (const Piece& piece : plan_->Give(idle)) {
     if (state_ != FetchState::Running) return;
-    BeginRequest(LaneOf(piece.lane),
-                 {RequestKind::Later, true, piece.range.begin, facts_.total < 0 ? -1 : piece.range.end - 1});
+    BeginPiece(LaneOf(piece.lane),
+               {RequestKind::Later, true, piece.range.begin, facts_.total < 0 ? -1 : piece.range.end - 1});
   }
 }
 
@@ -288,8 +361,18 @@ WebLane& WebEngine::LaneOf(int number) {
 }
 
 int WebEngine::MostLanes() const {
-  const int most = oneLane_ || facts_.total < 0 ? 1 : std::clamp(program_.settings.MaxSegments, 1, kMaxLanes);
-  return services_->hosts.MostConnections(OriginOf(current_), most);
+  return oneLane_ || inOrder_ || facts_.total < 0 ? 1 : std::clamp(program_.settings.MaxSegments, 1, kMaxLanes);
+}
+
+int WebEngine::RoomForLanes() const {
+  const std::string origin = OriginOf(current_);
+  if (services_->hosts.WaitFor(origin, Now()) > 0) return 0;
+  const int room = services_->hosts.Room(origin, Now());
+  return AnyIsOpen() ? room : std::max(room, 1);
+}
+
+bool WebEngine::AnyIsOpen() const {
+  return std::any_of(lanes_.begin(), lanes_.end(), [](const auto& lane) { return lane->Open(); });
 }
 
 bool WebEngine::OthersFlow(const WebLane& lane) const {
@@ -302,11 +385,18 @@ bool WebEngine::OthersAreOpen(const WebLane& lane) const {
                      [&](const auto& other) { return other.get() != &lane && other->Open(); });
 }
 
+void WebEngine::BeginPiece(WebLane& lane, AskedFor asked) {
+  lane.address = current_;
+  lane.asks = lane.redirects = 0;
+  BeginRequest(lane, asked);
+}
+
 void WebEngine::BeginRequest(WebLane& lane, AskedFor asked) {
   if (lane.state == LaneState::Idle) lane.Take(LaneEvent::PieceGiven);
   lane.Close();
   FetchRequest request = MakeRequest(lane, asked);
-  lane.Begin(*program_.platform.fetcher, std::move(request), asked, Now());
+  auto connection = std::make_unique<HostMemory::Connection>(services_->hosts, OriginOf(lane.address));
+  lane.Begin(*program_.platform.fetcher, std::move(request), asked, std::move(connection), Now());
   if (view_ != nullptr) view_->ShowLanes(LaneCount());
 }
 
@@ -316,33 +406,54 @@ void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
   BeginRequest(lane, asked);
 }
 
-FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
+// The address's own login goes to its origin; the user's ~/.netrc names others. A default is meant for anonymous FTP,
+// not for every web site.
+NetrcLogin WebEngine::LoginFor(const WebAddress& address) const {
+  const bool own = SharesSecrets(given_, address);
+  if (own && !given_.password.empty()) return {given_.user, given_.password};
+  const std::string user = own ? given_.user : std::string();
+  const bool withDefault = address.scheme == WebScheme::Ftp || address.scheme == WebScheme::Ftps;
+  NetrcLogin login = LoginIn(netrc_, address.host, user, withDefault);
+  if (login.user.empty()) login.user = user;
+  return login;
+}
+
+std::string WebEngine::ProxyFor(const WebAddress& address) const {
   const Settings& settings = program_.settings;
+  if (!settings.ProxyHTTP) {
+    return EnvironmentProxy(address,
+                            [this](const std::string& name) { return program_.platform.machine.Variable(name); });
+  }
+  if (!IsHttp(address.scheme)) return {};
+  return "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);
+}
+
+FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
+  const WebAddress& address = lane.address;
   FetchRequest request;
-  request.url = WireUrl(current_);
+  request.url = WireUrl(address);
   request.ranged = asked.ranged;
   request.from = asked.from;
   request.to = asked.to;
   request.http2 = http2_;
   request.certificates = program_.settings.ExtraCertificates;
-  request.acceptedKey = acceptedKey_;
-  const bool trusted = SharesSecrets(given_, current_);
-  if (trusted) {
-    request.user = given_.user;
-    request.password = given_.password;
+  NetrcLogin login = LoginFor(address);
+  request.user = std::move(login.user);
+  request.password = std::move(login.password);
+  if (address.scheme == WebScheme::Sftp) {
+    request.knownHosts = KnownHostsFiles(program_.platform);
+    request.acceptedKey = services_->keys.AcceptedFor(OriginOf(address));
+    if (!request.user.empty()) request.key = PrivateKeyFile(program_.platform);
   }
-  if (settings.ProxyHTTP && IsHttp(current_.scheme)) {
-    request.proxy = "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);
-  } else if (lane.Number() > 0) {
-    request.address = peer_;
-  }
-  if (!IsHttp(current_.scheme)) return request;
-  request.headers = {{"User-Agent", std::string("Pellora/") + kFullVersionText}, {"Accept", "*/*"}};
-  if (trusted && !cookies_.empty()) request.headers.push_back({"Cookie", cookies_});
+  request.proxy = ProxyFor(address);
+  if (request.proxy.empty() && address == current_) request.address = peer_;
+  if (!IsHttp(address.scheme)) return request;
+  AddHeader(request, "User-Agent", std::string("Pellora/") + kFullVersionText);
+  AddHeader(request, "Accept", "*/*");
+  AddHeader(request, "Cookie", cookies_.For(address));
   const std::optional<WebAddress> page = ParseWebAddress(entry_.referrer);
-  const std::string referrer = page ? ReferrerFor(*page, current_) : "";
-  if (!referrer.empty()) request.headers.push_back({"Referer", referrer});
-  if (asked.conditional) request.headers.push_back({"If-Range", IfRangeOf(facts_.validator)});
+  if (page) AddHeader(request, "Referer", ReferrerFor(*page, address));
+  if (asked.conditional) AddHeader(request, "If-Range", IfRangeOf(facts_.validator));
   return request;
 }
 
@@ -404,6 +515,10 @@ void WebEngine::ShowCommand3(Command3Means means) {
 void WebEngine::WriteFigures() {
   DownloadRecord& record = Record();
   WebFigures& figures = TheFigures();
+  if (!services_->journal.Readable()) {
+    figures.reason = entry_.reason;
+    return;  // what the list says of it is all that is left
+  }
   figures.received = plan_ ? plan_->Held().Bytes() : written_.Bytes();
   figures.size = factsKnown_ ? facts_.total : -1;
   // While it runs, over the last seconds; then over all of its time.
@@ -412,7 +527,7 @@ void WebEngine::WriteFigures() {
   figures.bytesPerSecond = std::max(0.0, rate);
   figures.reason = figures.standing == WebStanding::Stopped ? entry_.reason
                    : state_ == FetchState::Holding          ? announced_
-                                                            : std::string();
+                                                            : note_;
   record.Received = HeldToInt32(figures.received);
   record.FileSize = HeldToInt32(std::max<std::int64_t>(0, figures.size));
   record.ElapsedSeconds = static_cast<float>(elapsed_);
@@ -450,7 +565,8 @@ Totals WebEngine::Figures() {
   totals.bytesPerSecond = figures.bytesPerSecond;
   totals.percent = record.Percent;
   totals.elapsed = record.ElapsedSeconds;
-  totals.remaining = record.RemainingSeconds;
+  totals.remaining = figures.size < 0 ? -1.0F : record.RemainingSeconds;
+  totals.busy = figures.size < 0 && (state_ == FetchState::Opening || state_ == FetchState::Running);
   return totals;
 }
 

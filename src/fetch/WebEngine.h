@@ -15,6 +15,7 @@
 #include <initializer_list>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -25,6 +26,8 @@
 #include "core/Program.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
+#include "fetch/CookieJar.h"
+#include "fetch/Netrc.h"
 #include "fetch/PartFile.h"
 #include "fetch/RangePlan.h"
 #include "fetch/WebLane.h"
@@ -63,6 +66,11 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void Take(FetchEvent event) { state_ = StateAfter(state_, event); }
   bool Fetching() const;  // Opening, Running or Holding
   void Start();
+  void StartOrQueue();     // as there is a place or not
+  void WaitForPlace();     // in the queue, which resumes it
+  void ContinueOrQueue();  // after a wait
+  bool HasPlace() const;
+  void StopWithoutJournal();
   void EndRun();  // closes all lanes
   // Ends the run and takes the record out of work: paused, without a reason; else stopped, or asking.
   void Rest(FetchEvent event, const std::string& reason);
@@ -80,14 +88,20 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   // Requests
   void Open();                    // the first request of a run, or after a wait
+  void OpenFromGiven();           // the same; redirects are followed anew
   void OpenLanes();               // pieces for all lanes that have none
   void OpenWhole(WebLane& lane);  // without Range, comparing what is held
-  void BeginRequest(WebLane& lane, AskedFor asked);
+  void BeginPiece(WebLane& lane, AskedFor asked);
+  void BeginRequest(WebLane& lane, AskedFor asked);  // at the lane's address
   void AskForSample(WebLane& lane);
+  NetrcLogin LoginFor(const WebAddress& address) const;
+  std::string ProxyFor(const WebAddress& address) const;
   FetchRequest MakeRequest(const WebLane& lane, const AskedFor& asked) const;
   void AskAgain(WebLane& lane, AskedFor asked);
   WebLane& LaneOf(int number);
-  int MostLanes() const;
+  int MostLanes() const;  // that are wanted
+  int RoomForLanes() const;
+  bool AnyIsOpen() const;
   bool OthersFlow(const WebLane& lane) const;
   bool OthersAreOpen(const WebLane& lane) const;
   RangePlan NewPlan() const;
@@ -97,27 +111,38 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void LaneReceived(WebLane& lane, std::unique_ptr<FetchBlock> block) override;
   void LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason) override;
   std::string ReasonFor(const ReplyReading& reading, const FetchAnswer& answer) const;
+  std::string ReasonFor(const WebLane& lane, FetchEnd end, const std::string& detail) const;
+  std::string Moment(std::int64_t wait) const;  // date and time, so many ms from now
   ReplyReading Read(const WebLane& lane, const FetchAnswer& answer) const;
   void TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void TakeSample(WebLane& lane, const ReplyReading& reading);
-  void Redirect(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
+  void Redirect(WebLane& lane, const ReplyReading& reading);
   void HasChanged();
+  void AskByHttp2(WebLane& lane, const AskedFor& asked);
   void EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason);
   void EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason);
-  Task<> AskAboutChange(Run run);
-  Task<> AskAboutKey(Run run, std::string fingerprint);
+  RoundCause CauseOf(FetchEnd end) const;
+  void Ask(const std::string& reason, const std::string& question, std::string yes, std::string no,
+           std::function<void(bool)> answer);
+  void AskAboutKey(const WebLane& lane, const HostKey& key);
   void BeginAnew();
+  void BeginAnewUnasked();  // its rounds count on
   void LaneLost(WebLane& lane, const std::string& reason, RoundCause cause, std::int64_t retryAfterSeconds = 0);
   void RoundEnded(RoundCause cause, std::int64_t wait);
-  void GiveUpLane(WebLane& lane);  // for this run
+  void Refused(WebLane& lane, const std::string& reason);
+  void GoOnWithout(WebLane& lane);  // and open no further lanes in this run
+  void TakesNoMore(WebLane& lane);  // the server takes fewer connections than are open with this one
+  void WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void Release(WebLane& lane);
-  void CollectCookies(const FetchAnswer& answer);
+  void TakeCookies(const WebLane& lane, const FetchAnswer& answer);
 
   // The part file
   void ChooseName(const FetchAnswer& answer);
+  std::set<std::string> ClaimedPaths();
+  void ForgetReplacing();
   Task<> CreatePart();
-  std::string NoRoomFor(std::uint64_t room, std::uint64_t longest) const;
+  std::string NoRoomFor(std::uint64_t room, std::uint64_t reserved, std::uint64_t longest) const;
   Task<> AdoptPart(Run run);
   void PartIsReady();
   void PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block);
@@ -129,7 +154,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void AfterArrival(WebLane& lane, bool surplus);
   void AllHeld();
   void DiskFailed(const std::string& reason);
-  void Claim();  // flushes, then writes the journal
+  void PartReplaced();
+  void LosePart(const std::string& reason);  // what was not claimed is fetched again
+  void Claim();                              // flushes, then writes the journal
   void WriteJournal(JournalState state, Journal::Done done = {});
   JournalState JournalStateNow() const;
   void DropPart();
@@ -147,11 +174,10 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Run run_ = 0;
 
   WebAddress given_;    // with the login
-  WebAddress current_;  // where redirects have led to
-  int redirects_ = 0;
-  std::string cookies_;  // for the origin of `given_`
-  std::string peer_;     // numeric address of the first answer's server
-  std::string acceptedKey_;
+  WebAddress current_;  // where redirects have led the first answer to
+  std::string netrc_;
+  CookieJar cookies_;
+  std::string peer_;  // numeric address of the first answer's server
   bool http2_ = false;
 
   std::vector<std::unique_ptr<WebLane>> lanes_;
@@ -162,6 +188,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::vector<FileFacts> twins_;   // of servers whose sample was the same
   std::int64_t statedTotal_ = -1;  // by an answer whose body contradicted it
   bool oneLane_ = false;
+  // The disk fills gaps with zeros at once, which takes as long as a download: one lane writes from the start to the
+  // end.
+  bool inOrder_ = false;
   bool unranged_ = false;  // ask without Range
   bool unconditional_ = false;
   BackOff backOff_;
@@ -183,6 +212,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   // Raised when what was put is not to be counted any more: completions of earlier generations count for nothing.
   std::uint32_t partGeneration_ = 0;
   IntervalSet heldBefore_;    // when the comparing lane began
+  bool renaming_ = false;     // the journal says so: it ends before anything else
   bool unconfirmed_ = false;  // the body ended with its connection
   bool differs_ = false;      // a comparison has failed in this generation
   bool claiming_ = false;
@@ -194,6 +224,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   SpeedMeter meter_;
   double elapsed_ = 0;  // seconds of fetching
   std::string announced_;
+  std::string note_;  // what is to be known of the file, which is or will be complete
 };
 
 }  // namespace pellora

@@ -1,8 +1,10 @@
 // A download's part file, from the first block to the name of the complete file.
 #include <algorithm>
+#include <set>
 
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
+#include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "core/ListFile.h"
 #include "fetch/FileNameFromReply.h"
@@ -15,60 +17,150 @@ namespace pellora {
 
 namespace {
 
+constexpr std::uint64_t kMegabyte = 1'000'000;
 constexpr int kMostNumbers = 10000;  // "NAME (2)", "NAME (3)", ...
 
 // Results of a work, written by it alone and read once it is over.
 struct Made {
-  std::string path;
+  std::string path;  // of the complete file
+  std::string partPath;
   std::shared_ptr<DownloadFile> file;
   FileIdentity identity;
-  std::uint64_t room = 0;  // on the disk, bytes
+  std::uint64_t room = 0;      // on the disk, bytes
+  std::uint64_t reserved = 0;  // of the disk's room: for running downloads of the classic engine
   std::uint64_t longest = 0;
+  bool fillsGaps = false;
   bool locked = false;  // it is there, and another program or an earlier run has it
 };
 
-// The first free name for the part, with room for `total` bytes; -1: not known.
-void Create(DownloadFiles& files, Files& all, const std::string& folder, const std::string& name, std::int64_t total,
-            Made& made) {
-  const auto wanted = static_cast<std::uint64_t>(std::max<std::int64_t>(0, total));
-  made.room = files.RoomIn(folder);
-  made.longest = files.LongestFileIn(folder);
-  if (wanted > made.room || wanted > made.longest) return;
-  for (int number = 1; number < kMostNumbers; ++number) {
-    made.path = JoinFolder(folder, PartNameOf(NumberedName(name, number)));
-    std::unique_ptr<DownloadFile> file = files.Create(made.path);
-    if (!file) continue;
-    try {
-      if (total > 0) file->Reserve(static_cast<std::uint64_t>(total));
-      made.identity = file->State().identity;
-    } catch (const Failure&) {
-      file.reset();
-      Skip([&] { all.Delete(made.path); });
-      throw;
-    }
-    made.file = std::move(file);
-    return;
+// What a running download of the classic engine is still to write.
+struct Need {
+  std::string folder;
+  std::uint64_t bytes = 0;
+};
+
+// What a new part file is for.
+struct Wanted {
+  std::string path;               // of the complete file, if nothing has it
+  bool keepsPath = false;         // whatever is there now: only the part gets another name
+  std::set<std::string> claimed;  // by other downloads, which are not finished
+  std::optional<FileState> replaces;
+  std::vector<Need> others;
+  std::int64_t total = -1;  // bytes; -1: not known
+};
+
+std::uint64_t LengthOf(const Wanted& wanted) {
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(0, wanted.total));
+}
+
+// A classic download whose write fails ends the program: its parts and the file that they are joined to have room
+// first.
+std::uint64_t ReservedFor(const std::vector<Need>& others, const DownloadFiles& files, const std::string& folder) {
+  std::uint64_t bytes = 0;
+  for (const Need& need : others) {
+    Skip([&] { bytes += files.DiskOf(need.folder) == files.DiskOf(folder) ? need.bytes : 0; });
   }
-  throw Failure(FailureNumber::File, folder + ": no free name for " + name);
+  return bytes;
+}
+
+void Measure(const DownloadFiles& files, const Wanted& wanted, const std::string& folder, Made& made) {
+  const std::uint64_t room = files.RoomIn(folder);
+  made.reserved = std::min(room, ReservedFor(wanted.others, files, folder));
+  made.room = room - made.reserved;
+  made.longest = files.LongestFileIn(folder);
+  made.fillsGaps = files.FillsGaps(folder);
+}
+
+// What running downloads of the classic engine still need: the rest of their parts, and the whole file beside them.
+std::vector<Need> NeedsOfClassic(Program& program) {
+  std::vector<Need> needs;
+  const Settings& settings = program.settings;
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    const DownloadRecord& record = program.Download(i);
+    if (!record.InUse || !record.Active || record.Finished || record.SegmentCount < 1 || IsWebRecord(program, i)) {
+      continue;
+    }
+    const auto size = static_cast<std::uint64_t>(std::max(record.FileSize, 0));
+    const auto received = static_cast<std::uint64_t>(std::max(record.Received, 0));
+    needs.push_back({settings.TempFolder, size - std::min(received, size)});
+    needs.push_back({record.HasSavePath ? FolderOf(record.SavePath) : settings.DownloadFolder, size});
+  }
+  return needs;
+}
+
+bool IsFree(const DownloadFiles& files, const Files& all, const Wanted& wanted, const std::string& path) {
+  if (wanted.keepsPath) return true;
+  if (wanted.claimed.contains(path)) return false;
+  return !all.Exists(path) || (wanted.replaces && files.StateOf(path) == wanted.replaces);
+}
+
+std::shared_ptr<DownloadFile> CreateAt(DownloadFiles& files, Files& all, const Wanted& wanted, Made& made) {
+  std::unique_ptr<DownloadFile> file = files.Create(made.partPath);
+  if (!file) return nullptr;
+  try {
+    if (wanted.total > 0) file->Reserve(static_cast<std::uint64_t>(wanted.total));
+    made.identity = file->State().identity;
+  } catch (const Failure&) {
+    file.reset();
+    Skip([&] { all.Delete(made.partPath); });
+    throw;
+  }
+  return file;
+}
+
+// The first name that is free for the file and for its part, with room for all of it.
+void Create(DownloadFiles& files, Files& all, const Wanted& wanted, Made& made) {
+  const std::string folder = FolderOf(wanted.path);
+  Measure(files, wanted, folder, made);
+  if (LengthOf(wanted) > made.room || LengthOf(wanted) > made.longest) return;
+  std::string name = NameOf(wanted.path);
+  for (int tried = 0; tried < kMostNumbers; ++tried, name = FollowingName(name)) {
+    made.path = wanted.keepsPath ? wanted.path : JoinFolder(folder, name);
+    made.partPath = JoinFolder(folder, PartNameOf(name));
+    if (IsFree(files, all, wanted, made.path)) made.file = CreateAt(files, all, wanted, made);
+    if (made.file) return;
+  }
+  throw Failure(FailureNumber::File, folder + ": no free name for " + NameOf(wanted.path));
 }
 
 }  // namespace
 
+// The first answer of all decides.
 void WebEngine::ChooseName(const FetchAnswer& answer) {
   DownloadRecord& record = Record();
-  if (record.HasSavePath) {
-    entry_.path = record.SavePath;
-    record.FileName = NameOf(record.SavePath);
-    return;
+  if (entry_.path.empty()) {
+    entry_.path = record.HasSavePath
+                      ? record.SavePath
+                      : JoinFolder(program_.settings.DownloadFolder, FileNameFromReply(answer, current_));
   }
-  record.FileName = FileNameFromReply(answer, current_);
-  entry_.path = JoinFolder(program_.settings.DownloadFolder, record.FileName);
+  record.FileName = NameOf(entry_.path);
 }
 
-std::string WebEngine::NoRoomFor(std::uint64_t room, std::uint64_t longest) const {
-  const auto size = [](std::uint64_t bytes) { return std::to_string((bytes + 999'999) / 1'000'000) + " MB"; };
-  if (static_cast<std::uint64_t>(facts_.total) > longest) return Say(WebText::TooLong, {size(longest)});
-  return Say(WebText::NoRoom, {size(static_cast<std::uint64_t>(facts_.total)), size(room)});
+// The file gets another name than the one that the user has let it take.
+void WebEngine::ForgetReplacing() {
+  if (!entry_.replaces) return;
+  entry_.replaces.reset();
+  note_ = Say(WebText::ReplacedChanged);
+}
+
+// What other unfinished downloads will be called, of either engine.
+std::set<std::string> WebEngine::ClaimedPaths() {
+  std::set<std::string> claimed = services_->journal.ClaimedPaths(entry_.key);
+  for (int i = 1; i <= program_.DownloadCount; ++i) {
+    const DownloadRecord& record = program_.Download(i);
+    if (!record.InUse || record.Finished || record.FileName.empty() || IsWebRecord(program_, i)) continue;
+    claimed.insert(record.HasSavePath ? record.SavePath
+                                      : JoinFolder(program_.settings.DownloadFolder, record.FileName));
+  }
+  return claimed;
+}
+
+std::string WebEngine::NoRoomFor(std::uint64_t room, std::uint64_t reserved, std::uint64_t longest) const {
+  const auto megabytes = [](std::uint64_t bytes) { return std::to_string(bytes / kMegabyte) + " MB"; };
+  const auto total = static_cast<std::uint64_t>(facts_.total);
+  if (total > longest) return Say(WebText::TooLong, {megabytes(longest)});
+  const WebText text = reserved > 0 ? WebText::NoRoomBeside : WebText::NoRoom;
+  return Say(text, {megabytes(total + kMegabyte - 1), megabytes(room)});
 }
 
 // The list is saved first: after a kill nothing else knows whose the part file is.
@@ -83,30 +175,38 @@ Task<> WebEngine::CreatePart() {
   const auto made = std::make_shared<Made>();
   std::string failed;
   try {
-    Background::Work work = [made, files = program_.platform.downloadFiles, all = &program_.platform.files,
-                             folder = FolderOf(entry_.path), name = NameOf(entry_.path),
-                             total = facts_.total] { Create(*files, *all, folder, name, total, *made); };
+    // The former part of a download that begins anew keeps its name.
+    const Wanted wanted{entry_.path,     !entry_.oldPartPath.empty(), ClaimedPaths(),
+                        entry_.replaces, NeedsOfClassic(program_),    facts_.total};
+    Background::Work work = [made, files = program_.platform.downloadFiles, all = &program_.platform.files, wanted] {
+      Create(*files, *all, wanted, *made);
+    };
     co_await InBackground(&program_.platform, std::move(work));
-    if (!made->file) failed = NoRoomFor(made->room, made->longest);
+    if (!made->file) failed = NoRoomFor(made->room, made->reserved, made->longest);
   } catch (const Failure& failure) {
     failed = Say(WebText::NotWritten, {failure.what()});
   }
   // Meanwhile the download may have begun anew, with another part file.
   if (!StillCurrent() || generation != partGeneration_) {
     if (made->file) {
-      program_.platform.background.Run([made, files = &program_.platform.files] { files->Delete(made->path); },
+      program_.platform.background.Run([made, files = &program_.platform.files] { files->Delete(made->partPath); },
                                        [](const std::exception_ptr&) {});
     }
     co_return;
   }
   if (!failed.empty()) {
     factsKnown_ = false;
+    entry_.path.clear();  // the settings may name another folder at the next try
     if (Fetching()) Rest(FetchEvent::DiskFailed, failed);
     co_return;
   }
-  entry_.partPath = made->path;
+  if (made->path != entry_.path) ForgetReplacing();
+  entry_.path = made->path;
+  entry_.partPath = made->partPath;
   entry_.part = made->identity;
-  part_ = std::make_shared<PartFile>(program_.platform, made->path, made->file, made->identity);
+  inOrder_ = made->fillsGaps;
+  Record().FileName = NameOf(entry_.path);
+  part_ = std::make_shared<PartFile>(program_.platform, made->partPath, made->file, made->identity);
   entry_.held = {};
   WriteJournal(JournalStateNow());
   if (Fetching()) PartIsReady();
@@ -116,14 +216,16 @@ Task<> WebEngine::CreatePart() {
 Task<> WebEngine::AdoptPart(Run run) {
   const auto hold = Hold();
   const auto made = std::make_shared<Made>();
-  made->path = entry_.partPath;
+  made->partPath = entry_.partPath;
   made->identity = entry_.part;
   std::string failed;
   try {
     Background::Work work = [made, files = program_.platform.downloadFiles, held = entry_.held]() mutable {
-      made->file = files->Adopt(made->path, made->identity);
-      const std::optional<FileState> there = files->StateOf(made->path);
-      made->locked = !made->file && there && there->identity == made->identity;
+      made->file = files->Adopt(made->partPath, made->identity);
+      made->fillsGaps = files->FillsGaps(FolderOf(made->partPath));
+      const std::optional<FileState> there = files->StateOf(made->partPath);
+      made->locked = !made->file && there && there->identity.inode == made->identity.inode;
+      if (made->file) made->identity = made->file->State().identity;
       if (made->file && !held.Ranges().empty() &&
           made->file->State().length < static_cast<std::uint64_t>(held.Ranges().back().end)) {
         made->file.reset();
@@ -134,13 +236,15 @@ Task<> WebEngine::AdoptPart(Run run) {
     failed = failure.what();
   }
   if (!StillCurrent() || run != run_ || state_ != FetchState::Opening) co_return;
-  if (made->locked) failed = made->path;
+  if (made->locked) failed = made->partPath;
   if (!failed.empty()) {
     Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
     co_return;
   }
+  inOrder_ = made->fillsGaps;
   if (made->file) {
-    part_ = std::make_shared<PartFile>(program_.platform, made->path, made->file, made->identity);
+    entry_.part = made->identity;
+    part_ = std::make_shared<PartFile>(program_.platform, made->partPath, made->file, made->identity);
   } else {
     DropPart();
   }
@@ -252,7 +356,7 @@ void WebEngine::PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block) {
 void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason) {
   WebLane& lane = LaneOf(number);
   if (result == PartFile::Result::Failed) return DiskFailed(reason);
-  if (result == PartFile::Result::Differs) return OthersFlow(lane) ? GiveUpLane(lane) : HasChanged();
+  if (result == PartFile::Result::Differs) return OthersAreOpen(lane) ? GoOnWithout(lane) : HasChanged();
   if (!last) return;
   twins_.push_back(lane.sampled);
   proven_ = true;
@@ -284,17 +388,20 @@ void WebEngine::AllHeld() {
   if (!part_) return;  // once it is there
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
   Take(FetchEvent::AllBytesHeld);
+  TheFigures().yields = false;
   EndRun();
   program_.platform.tasks.Spawn(Finish(run_));
 }
 
-void WebEngine::DiskFailed(const std::string& reason) {
+void WebEngine::DiskFailed(const std::string& reason) { LosePart(Say(WebText::NotWritten, {reason})); }
+
+void WebEngine::PartReplaced() { LosePart(Say(WebText::PartReplaced)); }
+
+void WebEngine::LosePart(const std::string& reason) {
   ++partGeneration_;
   written_ = entry_.held;
   part_.reset();
-  if (Fetching() || state_ == FetchState::Finishing) {
-    Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {reason}));
-  }
+  if (Fetching() || state_ == FetchState::Finishing) Rest(FetchEvent::DiskFailed, reason);
 }
 
 void WebEngine::Claim() {
@@ -310,6 +417,7 @@ void WebEngine::Claim() {
                  if (!self) return;
                  self->claiming_ = false;
                  if (!self->Current() || generation != self->partGeneration_) return;
+                 if (result == PartFile::Result::Replaced) return self->PartReplaced();
                  if (result != PartFile::Result::Good) return self->DiskFailed(reason);
                  self->entry_.held = claim;
                  self->WriteJournal(self->JournalStateNow());
@@ -320,6 +428,8 @@ JournalState WebEngine::JournalStateNow() const {
   switch (state_) {
     case FetchState::Paused:
       return JournalState::Paused;
+    case FetchState::Waiting:
+      return JournalState::Waiting;
     case FetchState::Stopped:
     case FetchState::Asking:
       return JournalState::Stopped;
@@ -352,28 +462,40 @@ Task<> WebEngine::Finish(Run run) {
     co_return;
   }
   if (!part_) co_return;  // a write has failed, and has stopped the download
-  const auto flushed = std::make_shared<std::optional<std::string>>();
+  struct Flushed {
+    std::optional<PartFile::Result> result;
+    std::string reason;
+  };
+  const auto flushed = std::make_shared<Flushed>();
   part_->Flush(facts_.total, true, [flushed](PartFile::Result result, const std::string& reason) {
-    *flushed = result == PartFile::Result::Good ? std::string() : reason;
+    *flushed = {result, reason};
   });
-  std::function<bool()> over = [flushed] { return flushed->has_value(); };
+  std::function<bool()> over = [flushed] { return flushed->result.has_value(); };
   co_await program_.platform.tasks.UntilEvent(std::move(over));
   if (!StillCurrent() || run != run_) co_return;
-  if (!flushed->value().empty()) {
-    DiskFailed(flushed->value());
+  if (flushed->result == PartFile::Result::Replaced) {
+    PartReplaced();
+    co_return;
+  }
+  if (flushed->result != PartFile::Result::Good) {
+    DiskFailed(flushed->reason);
     co_return;
   }
   entry_.held = IntervalSet({{0, facts_.total}});
   const std::string folder = FolderOf(entry_.path);
-  const std::string name = NameOf(entry_.path);
-  for (int number = 1; number < kMostNumbers; ++number) {
-    const bool published = co_await PublishAs(run, JoinFolder(folder, NumberedName(name, number)));
+  std::string name = NameOf(entry_.path);
+  for (int tried = 0; tried < kMostNumbers; ++tried) {
+    const bool published = co_await PublishAs(run, JoinFolder(folder, name));
     if (!StillCurrent()) co_return;
     if (published) {
       Finished();
       co_return;
     }
     if (state_ != FetchState::Finishing) co_return;
+    ForgetReplacing();
+    const std::set<std::string> claimed = ClaimedPaths();
+    do name = FollowingName(name);
+    while (claimed.contains(JoinFolder(folder, name)));
   }
 }
 
@@ -397,12 +519,13 @@ Task<bool> WebEngine::PublishAs(Run run, std::string path) {
     if (!StillCurrent() || run != run_) co_return false;
     const bool replaces = step->there && entry_.replaces && *step->there == *entry_.replaces;
     if (!step->part) {
-      DiskFailed(entry_.partPath);
+      PartReplaced();
       co_return false;
     }
     if (step->there && !replaces) co_return false;
     entry_.path = path;
     entry_.renamed = step->part;
+    renaming_ = true;
     WriteJournal(JournalState::Renaming, [step](bool) { step->journaled = true; });
     std::function<bool()> journaled = [step] { return step->journaled; };
     co_await program_.platform.tasks.UntilEvent(std::move(journaled));
@@ -414,6 +537,7 @@ Task<bool> WebEngine::PublishAs(Run run, std::string path) {
   } catch (const Failure& failure) {
     failed = failure.what();
   }
+  renaming_ = false;
   if (!failed.empty() && StillCurrent() && run == run_) DiskFailed(failed);
   co_return step->done;
 }
@@ -435,15 +559,16 @@ void WebEngine::Finished() {
   figures.standing = WebStanding::Finished;
   entry_.partPath.clear();
   written_ = entry_.held;
+  if (unconfirmed_) note_ = Say(WebText::LengthNotConfirmed);
+  entry_.reason = note_;
   DeletePartFile(program_.platform, entry_.oldPartPath, entry_.oldPart);
   entry_.oldPartPath.clear();
   WriteJournal(JournalState::Finished);
   (void)SaveListBeforeTouchingParts(program_);
-  Announce(unconfirmed_ ? Say(WebText::LengthNotConfirmed) : program_.Text(kTextWebComplete));
+  Announce(note_.empty() ? program_.Text(kTextWebComplete) : note_);
   if (view_ != nullptr) view_->SetFinished();
   Draw();
-  program_.lists->RefreshRows(kAllRows, kForced);
-  program_.lists->RefreshDownList();
+  program_.lists->RefreshFinishedSoon();
   if (view_ != nullptr) view_->OfferFile();
 }
 

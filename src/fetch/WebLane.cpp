@@ -11,7 +11,8 @@ constexpr std::int64_t kBytesWithin = 20'000;
 
 }  // namespace
 
-void WebLane::Begin(Fetcher& fetcher, FetchRequest request, const AskedFor& asked, std::int64_t now) {
+void WebLane::Begin(Fetcher& fetcher, FetchRequest request, const AskedFor& asked,
+                    std::unique_ptr<HostMemory::Connection> connection, std::int64_t now) {
   asked_ = asked;
   answered_ = false;
   reading_ = true;
@@ -20,10 +21,14 @@ void WebLane::Begin(Fetcher& fetcher, FetchRequest request, const AskedFor& aske
   sample = false;
   sampleAt = 0;
   meter.Start(now);
+  connection_ = std::move(connection);
   fetch_ = fetcher.Begin(std::move(request), *this);
 }
 
-void WebLane::Close() { fetch_.reset(); }
+void WebLane::Close() {
+  fetch_.reset();
+  connection_.reset();
+}
 
 void WebLane::SetReading(bool reading, std::int64_t now) {
   if (!fetch_ || reading == reading_) return;
@@ -46,6 +51,7 @@ void WebLane::DataArrived(std::unique_ptr<FetchBlock> block) { owner_.LaneReceiv
 
 void WebLane::Ended(FetchEnd end, const std::string& reason) {
   const std::unique_ptr<Fetch> ended = std::move(fetch_);
+  connection_.reset();
   owner_.LaneEnded(*this, end, reason);
 }
 

@@ -6,7 +6,9 @@
 #include <memory>
 #include <string>
 
+#include "core/WebAddress.h"
 #include "fetch/BackOff.h"
+#include "fetch/HostMemory.h"
 #include "fetch/ReplyCheck.h"
 #include "fetch/SpeedMeter.h"
 #include "fetch/States.h"
@@ -32,7 +34,8 @@ class WebLane final : private FetchEvents {
   WebLane(int number, WebLaneOwner& owner, std::uint64_t seed) : number_(number), owner_(owner), backOff(seed) {}
 
   // The lane is closed. `asked` says what the request is for.
-  void Begin(Fetcher& fetcher, FetchRequest request, const AskedFor& asked, std::int64_t now);
+  void Begin(Fetcher& fetcher, FetchRequest request, const AskedFor& asked,
+             std::unique_ptr<HostMemory::Connection> connection, std::int64_t now);
   void Close();  // no event follows
   bool Open() const { return fetch_ != nullptr; }
   void SetReading(bool reading, std::int64_t now);
@@ -55,6 +58,7 @@ class WebLane final : private FetchEvents {
   const int number_;
   WebLaneOwner& owner_;
   std::unique_ptr<Fetch> fetch_;
+  std::unique_ptr<HostMemory::Connection> connection_;  // while fetch_ is there
   AskedFor asked_;
   bool answered_ = false;
   bool reading_ = true;
@@ -70,7 +74,9 @@ class WebLane final : private FetchEvents {
   bool compares = false;      // its bytes are compared with those that are held
   bool endProves = false;     // the length of what it compares is not stated: only its end tells it
   bool sample = false;        // and for nothing else
-  int asks = 0;               // requests since its last right answer
+  WebAddress address;         // of its request
+  int asks = 0;               // requests for its piece, without redirects
+  int redirects = 0;          // and these
   std::int64_t sampleAt = 0;  // bytes of the sample that have arrived
   FileFacts sampled;          // of the answer that the sample is to prove
   LengthProof proof = LengthProof::Length;

@@ -10,6 +10,7 @@
 #include "core/Numbers.h"
 #include "core/Program.h"
 #include "core/WebAddress.h"
+#include "core/WebTexts.h"
 #include "fetch/PartFile.h"
 #include "fetch/WebServices.h"
 #include "ports/DownloadFiles.h"
@@ -62,9 +63,10 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   figures.size = entry.facts.total;
   record.Active = false;
   record.Received = HeldToInt32(figures.received);
-  record.FileSize = HeldToInt32(figures.size);
+  record.FileSize = HeldToInt32(std::max<std::int64_t>(0, figures.size));
   if (entry.state == JournalState::Finished) {
     figures.standing = WebStanding::Finished;
+    figures.reason = entry.reason;
     record.Finished = true;
     record.Paused = false;
     record.Percent = 100.0F;
@@ -85,6 +87,24 @@ std::map<JournalKey, int> ListedIn(Program& program) {
     if (record.InUse) listed[JournalKeyOf(record.URL, record.DateAdded)] = i;
   }
   return listed;
+}
+
+// Downloads that only the journal could have continued: they have received something, by no plan of the classic
+// engine's. A start would begin beside what is there, or, by the classic engine, over it.
+void StopUnknown(Program& program) {
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    DownloadRecord& record = program.Download(i);
+    if (!record.InUse || record.Finished || record.SegmentCount != 0 || record.Received <= 0) continue;
+    if (program.Web(i) != nullptr) continue;
+    WebFigures& figures = program.AddWeb(i);
+    figures.received = record.Received;
+    figures.size = record.FileSize > 0 ? record.FileSize : -1;
+    figures.standing = WebStanding::Stopped;
+    figures.reason = TextOf(program, WebText::ProgressLost);
+    record.Active = false;
+    record.Paused = true;
+    record.Queued = 0;
+  }
 }
 
 void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry) {
@@ -112,7 +132,12 @@ void DeletePartsOfGone(const Platform& platform, const Journal& journal) {
 
 void RestoreWebRecords(Program& program, WebServices& services) {
   Journal& journal = services.journal;
-  journal.Open();
+  try {
+    journal.Open();
+  } catch (const Failure&) {
+    StopUnknown(program);
+    throw;
+  }
   if (!program.listLoaded) return;
   DeletePartsOfGone(program.platform, journal);
   const std::map<JournalKey, int> listed = ListedIn(program);
@@ -140,6 +165,18 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       TakeFigures(program, program.DownloadCount, entry);
     }
   }
+  if (journal.Damaged()) StopUnknown(program);
+}
+
+void RememberReplacing(Program& program, WebServices& services, std::int16_t index, const FileState& replaced) {
+  const DownloadRecord& record = program.Download(index);
+  JournalEntry entry;
+  entry.key = JournalKeyOf(record.URL, record.DateAdded);
+  entry.id = services.journal.NewId();
+  entry.path = record.SavePath;
+  entry.replaces = replaced;
+  services.listed.insert(entry.key);
+  services.journal.Put(entry);
 }
 
 void SweepJournal(Program& program, WebServices& services) {

@@ -2,7 +2,9 @@
 #include <algorithm>
 
 #include "async/TaskLoop.h"
+#include "core/Ascii.h"
 #include "fetch/FileNameFromReply.h"
+#include "fetch/HttpDate.h"
 #include "fetch/WebEngine.h"
 #include "fetch/WebWords.h"
 #include "ports/Network.h"
@@ -12,6 +14,7 @@ namespace pellora {
 namespace {
 
 constexpr int kMostRedirects = 20;
+constexpr std::int64_t kKeepsPlaceFor = 60'000;  // ms; in a longer wait another download has the place
 constexpr std::int64_t kSample = std::int64_t{64} << 10;
 
 }  // namespace
@@ -23,7 +26,7 @@ std::string WebEngine::ReasonFor(const ReplyReading& reading, const FetchAnswer&
     case ReplyReason::Login:
       return Say(WebText::LoginNeeded);
     case ReplyReason::ProxyLogin:
-      return Say(WebText::NoProxy);
+      return Say(WebText::NoProxy, {std::to_string(answer.status)});
     case ReplyReason::Status:
     case ReplyReason::Forbidden:
       return Say(WebText::Refused, {std::to_string(answer.status)});
@@ -43,10 +46,36 @@ std::string WebEngine::ReasonFor(const ReplyReading& reading, const FetchAnswer&
   }
 }
 
+// `detail` is in English.
+std::string WebEngine::ReasonFor(const WebLane& lane, FetchEnd end, const std::string& detail) const {
+  const std::string& host = lane.address.host;
+  switch (end) {
+    case FetchEnd::NoConnect:
+      return Say(WebText::NotReached, {host, detail});
+    case FetchEnd::NoHost:
+      return Say(WebText::NoHost, {host});
+    case FetchEnd::NotTrusted:
+      return Say(WebText::NotTrusted, {host, detail});
+    case FetchEnd::UnknownKey:
+      return Say(WebText::UnknownKey, {host, ReadHostKey(detail).fingerprint});
+    case FetchEnd::NoLogin:
+      return Say(WebText::LoginNeeded);
+    case FetchEnd::NotFound:
+      return Say(WebText::NotFound);
+    case FetchEnd::Unsupported:
+    case FetchEnd::OtherHttp:
+      return Say(WebText::Unsupported);
+    case FetchEnd::Proxy:
+      return Say(WebText::NoProxy, {detail});
+    default:
+      return Say(WebText::ConnectionLost, {host});
+  }
+}
+
 // Answers are compared with the first one's, or with that of another server whose bytes were the same.
 ReplyReading WebEngine::Read(const WebLane& lane, const FetchAnswer& answer) const {
   AskedFor asked = lane.Asked();
-  const std::string name = FileNameFromReply(answer, current_);
+  const std::string name = FileNameFromReply(answer, lane.address);
   asked.fileName = name;
   const ReplyReading reading = CheckReply(answer, asked, facts_);
   if (reading.verdict != ReplyVerdict::Changed && reading.verdict != ReplyVerdict::CompareSample) return reading;
@@ -60,6 +89,7 @@ ReplyReading WebEngine::Read(const WebLane& lane, const FetchAnswer& answer) con
 void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
   if (!StillCurrent()) return;
   lane.Sign(Now());
+  TakeCookies(lane, answer);
   const ReplyReading reading = Read(lane, answer);
   if (lane.sample) return TakeSample(lane, reading);
   AskedFor asked = lane.Asked();
@@ -93,33 +123,47 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
       return AskAgain(lane, asked);
     case ReplyVerdict::OneLane:
       oneLane_ = true;
-      if (OthersFlow(lane)) return GiveUpLane(lane);
+      if (OthersAreOpen(lane)) return GoOnWithout(lane);
       unranged_ = true;
       return OpenWhole(lane);
     case ReplyVerdict::Changed:
-      return OthersFlow(lane) ? GiveUpLane(lane) : HasChanged();
+      return OthersAreOpen(lane) ? GoOnWithout(lane) : HasChanged();
     case ReplyVerdict::Redirect:
-      return Redirect(lane, answer, reading);
+      return Redirect(lane, reading);
     case ReplyVerdict::Http2:
-      http2_ = oneLane_ = true;
-      return AskAgain(lane, asked);
+      return OthersAreOpen(lane) ? GoOnWithout(lane) : AskByHttp2(lane, asked);
     case ReplyVerdict::Wait:
-      if (reading.retryAfter) services_->hosts.SetWait(OriginOf(current_), Now() + *reading.retryAfter * 1000);
-      if (OthersFlow(lane)) return GiveUpLane(lane);
-      return LaneLost(lane, Say(WebText::Refused, {std::to_string(answer.status)}),
-                      reading.retryAfter ? RoundCause::RetryAfter : RoundCause::Failure,
-                      reading.retryAfter.value_or(0));
+      return WaitAsAsked(lane, answer, reading);
     case ReplyVerdict::Again:
       return LaneLost(lane, ReasonFor(reading, answer), RoundCause::Failure);
     case ReplyVerdict::WaitTooLong:
+      if (OthersAreOpen(lane)) return GoOnWithout(lane);
+      return Rest(FetchEvent::GivenUp, Say(WebText::AskedToWait, {Moment(reading.retryAfter.value_or(0) * 1000)}));
     case ReplyVerdict::Login:
     case ReplyVerdict::Refused:
-      return OthersFlow(lane) ? GiveUpLane(lane) : Rest(FetchEvent::GivenUp, ReasonFor(reading, answer));
+      return Refused(lane, ReasonFor(reading, answer));
   }
 }
 
+// One lane may be refused where others were let in. The address of a redirect may have expired: then the given one is
+// asked once more.
+void WebEngine::Refused(WebLane& lane, const std::string& reason) {
+  if (OthersAreOpen(lane)) return GoOnWithout(lane);
+  if (lane.redirects > 0 || lane.address == given_) return Rest(FetchEvent::GivenUp, reason);
+  lane.address = current_ = given_;
+  peer_.clear();
+  AskAgain(lane, lane.Asked());
+}
+
+void WebEngine::WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
+  const std::int64_t wait = reading.retryAfter.value_or(0);  // s
+  if (wait > 0) services_->hosts.SetWait(OriginOf(lane.address), Now() + wait * 1000);
+  if (OthersFlow(lane)) return TakesNoMore(lane);
+  LaneLost(lane, Say(WebText::Refused, {std::to_string(answer.status)}),
+           wait > 0 ? RoundCause::RetryAfter : RoundCause::Failure, wait);
+}
+
 void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
-  lane.asks = 0;
   lane.proof = reading.proof;
   if (!factsKnown_) return TakeFirstBody(lane, answer, reading);
   const bool opened = state_ == FetchState::Opening;
@@ -132,7 +176,7 @@ void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyRe
     plan_->EndRequestAt(lane.Number(), reading.range.end);
   }
   lane.Take(LaneEvent::RightAnswer);
-  services_->hosts.Accepted(OriginOf(current_), static_cast<int>(lanes_.size()));
+  services_->hosts.Accepted(OriginOf(lane.address));
   if (!opened) return;
   Take(FetchEvent::FirstAnswerRight);
   Announce(program_.Text(kTextWebDownloading));
@@ -148,6 +192,8 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   factsKnown_ = proven_ = true;
   peer_ = answer.peerAddress;
   written_ = {};
+  // A server that takes ranges may still answer the first request with 200, but then it says so.
+  oneLane_ |= answer.status == 200 && !EqualsNoCase(HeaderOf(answer, "Accept-Ranges"), "bytes");
   ChooseName(answer);
   plan_.emplace(NewPlan());
   lane.Take(LaneEvent::RightAnswer);
@@ -162,76 +208,85 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   program_.platform.tasks.Spawn(CreatePart());
 }
 
-// Bytes that are held, to see whether this server has the same version.
+// Bytes that are held, to see whether this server has the same version. Versions differ rather at the end of what is
+// held than at its beginning.
 void WebEngine::AskForSample(WebLane& lane) {
-  if (OthersFlow(lane)) return GiveUpLane(lane);
-  if (!IsHttp(current_.scheme) || ++lane.asks > 2 || written_.Ranges().empty() || !part_) return HasChanged();
-  const Range held = written_.Ranges().front();
+  const bool alone = !OthersAreOpen(lane);
+  Range longest;
+  for (const Range& range : written_.Ranges()) {
+    if (range.Length() > longest.Length()) longest = range;
+  }
+  const bool little = longest.Length() < (facts_.total < 0 ? kSample : std::min(kSample, facts_.total));
+  if (!part_ || (little && !alone)) return LaneLost(lane, Say(WebText::Changed), RoundCause::Failure);  // more will be
+  if (little) return BeginAnewUnasked();
+  if (!IsHttp(lane.address.scheme) || ++lane.asks > 2) return alone ? HasChanged() : GoOnWithout(lane);
   if (plan_) plan_->Release(lane.Number());
-  BeginRequest(lane, {RequestKind::Later, true, held.begin, std::min(held.end, held.begin + kSample) - 1});
+  BeginRequest(lane, {RequestKind::Later, true, std::max(longest.begin, longest.end - kSample), longest.end - 1});
   lane.sample = true;
 }
 
 void WebEngine::TakeSample(WebLane& lane, const ReplyReading& reading) {
   const bool fits = reading.verdict == ReplyVerdict::Body || reading.verdict == ReplyVerdict::CompareSample;
   if (fits && reading.facts == lane.sampled) return;
-  if (OthersFlow(lane)) return GiveUpLane(lane);
+  if (OthersAreOpen(lane)) return GoOnWithout(lane);
   HasChanged();
 }
 
-void WebEngine::CollectCookies(const FetchAnswer& answer) {
-  if (!SharesSecrets(given_, current_)) return;
-  for (const std::string_view value : HeadersOf(answer, "Set-Cookie")) {
-    const std::string_view pair = value.substr(0, value.find(';'));
-    if (pair.find('=') == std::string_view::npos) continue;
-    if (!cookies_.empty()) cookies_ += "; ";
-    cookies_ += pair;
-  }
+void WebEngine::TakeCookies(const WebLane& lane, const FetchAnswer& answer) {
+  const std::int64_t now = ParseHttpDate(HeaderOf(answer, "Date")).value_or(0);
+  for (const std::string_view cookie : HeadersOf(answer, "Set-Cookie")) cookies_.Take(lane.address, cookie, now);
 }
 
-void WebEngine::Redirect(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
-  if (OthersFlow(lane)) return GiveUpLane(lane);
-  if (++redirects_ > kMostRedirects) return Rest(FetchEvent::GivenUp, Say(WebText::WrongAnswers));
-  const ResolvedRedirect target = ResolveRedirect(current_, reading.location);
-  if (target.fault != RedirectFault::None || !program_.platform.fetcher->Supports(SchemeName(target.address.scheme))) {
-    return Rest(FetchEvent::GivenUp, Say(WebText::Unsupported));
+// Where the first answer comes from is where all further lanes go.
+void WebEngine::Redirect(WebLane& lane, const ReplyReading& reading) {
+  const bool others = OthersAreOpen(lane);
+  const ResolvedRedirect target = ResolveRedirect(lane.address, reading.location);
+  const bool wrong =
+      target.fault != RedirectFault::None || !program_.platform.fetcher->Supports(SchemeName(target.address.scheme));
+  if (++lane.redirects > kMostRedirects || wrong) {
+    if (others) return GoOnWithout(lane);
+    return Rest(FetchEvent::GivenUp, Say(wrong ? WebText::Unsupported : WebText::WrongAnswers));
   }
-  CollectCookies(answer);
-  current_ = target.address;
-  peer_.clear();
+  lane.address = target.address;
+  if (!others) {
+    current_ = target.address;
+    peer_.clear();
+  }
+  if (const std::int64_t wait = services_->hosts.WaitFor(OriginOf(lane.address), Now()); wait > 0) {
+    return LaneLost(lane, Say(WebText::AskedToWait, {Moment(wait)}), RoundCause::RetryAfter, SecondsOf(wait));
+  }
   BeginRequest(lane, lane.Asked());
+}
+
+// The question is in the window, where it holds nothing else up; the row has its reason.
+void WebEngine::Ask(const std::string& reason, const std::string& question, std::string yes, std::string no,
+                    std::function<void(bool)> answer) {
+  if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
+  Rest(FetchEvent::Question, reason);
+  Announce(reason + " " + question);
+  EngineQuestion asked{std::move(yes), std::move(no), {}};
+  asked.answer = [weak = weak_from_this(), run = run_, answer = std::move(answer)](bool isYes) {
+    const std::shared_ptr<WebEngine> self = weak.lock();
+    if (self && self->StillCurrent() && run == self->run_ && self->state_ == FetchState::Asking) answer(isYes);
+  };
+  if (view_ != nullptr) view_->ShowQuestion(std::move(asked));
+  Draw();
 }
 
 void WebEngine::HasChanged() {
   if (!Fetching()) return;
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
-  if (written_.Ranges().empty() && entry_.oldPartPath.empty()) {
-    // Nothing is held that could be lost.
-    const Rounds rounds = rounds_;
-    EndRun();
-    BeginAnew();
-    rounds_ = rounds;
-    return;
-  }
-  Rest(FetchEvent::Question, Say(WebText::Changed));
-  program_.platform.tasks.Spawn(AskAboutChange(run_));
-}
-
-Task<> WebEngine::AskAboutChange(Run run) {
-  const auto hold = Hold();
-  BoxRequest request{Record().FileName + ": " + Say(WebText::Changed) + "\n" + Say(WebText::AskBeginAnew), kProgramName,
-                     kYesNo | kQuestion};
-  const int answer = co_await program_.boxes.Ask(this, std::move(request));
-  if (!StillCurrent() || run != run_ || state_ != FetchState::Asking) co_return;
-  if (answer != kAnswerYes) {
-    Rest(FetchEvent::AnswerNo, Say(WebText::Changed));
-    co_return;
-  }
-  BeginAnew();
+  if (written_.Ranges().empty() && entry_.oldPartPath.empty()) return BeginAnewUnasked();  // nothing can be lost
+  Ask(Say(WebText::Changed), Say(WebText::AskBeginAnew), Say(WebText::BeginAnew), Say(WebText::KeepPart),
+      [this](bool yes) {
+        if (yes) return BeginAnew();
+        Rest(FetchEvent::AnswerNo, Say(WebText::Changed));
+      });
 }
 
 // Of the part files so far the last one that holds something is kept until the new file is finished.
 void WebEngine::BeginAnew() {
+  EndRun();
   state_ = FetchState::Paused;
   std::string uselessPath = entry_.partPath;
   FileIdentity useless = entry_.part;
@@ -242,23 +297,31 @@ void WebEngine::BeginAnew() {
   DropPart();
   DeletePartFile(program_.platform, uselessPath, useless);
   WriteJournal(JournalStateNow());
-  Start();
+  StartOrQueue();
 }
 
-Task<> WebEngine::AskAboutKey(Run run, std::string fingerprint) {
-  const auto hold = Hold();
-  const std::string host = current_.host;
-  BoxRequest request{Say(WebText::UnknownKey, {host, fingerprint}) + "\n" + Say(WebText::AskTrustKey), kProgramName,
-                     kYesNo | kQuestion};
-  const int answer = co_await program_.boxes.Ask(this, std::move(request));
-  if (!StillCurrent() || run != run_ || state_ != FetchState::Asking) co_return;
-  if (answer != kAnswerYes) {
-    Rest(FetchEvent::AnswerNo, Say(WebText::UnknownKey, {host, fingerprint}));
-    co_return;
-  }
-  acceptedKey_ = fingerprint;
-  state_ = FetchState::Paused;
-  Start();
+void WebEngine::BeginAnewUnasked() {
+  const Rounds rounds = rounds_;
+  BeginAnew();
+  rounds_ = rounds;
+}
+
+// Whether the user trusts the server, whose key is then kept. Downloads from one server ask once.
+void WebEngine::AskAboutKey(const WebLane& lane, const HostKey& key) {
+  const WebAddress address = lane.address;
+  const std::string reason = Say(WebText::UnknownKey, {address.host, key.fingerprint});
+  Ask(reason, Say(WebText::AskTrustKey), Say(WebText::TrustKey), Say(WebText::RefuseKey),
+      [this, address, key, reason](bool yes) {
+        if (!yes) return Rest(FetchEvent::AnswerNo, reason);
+        program_.platform.tasks.Spawn(KeepHostKey(&program_.platform, address, key));
+        services_->keys.Accept(OriginOf(address), key.fingerprint);
+      });
+  services_->keys.WhenAccepted(OriginOf(address), key.fingerprint, [weak = weak_from_this(), run = run_] {
+    const std::shared_ptr<WebEngine> self = weak.lock();
+    if (!self || !self->StillCurrent() || run != self->run_ || self->state_ != FetchState::Asking) return;
+    self->state_ = FetchState::Paused;
+    self->StartOrQueue();
+  });
 }
 
 void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason) {
@@ -266,8 +329,7 @@ void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason
   if (lane.sample) {
     // If all of it has come, SampleCompared is still to follow.
     const bool all = lane.Asked().from + lane.sampleAt > lane.Asked().to;
-    if (!all)
-      LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason, RoundCause::Failure);
+    if (!all) LaneLost(lane, ReasonFor(lane, end, reason), RoundCause::Failure);
     return;
   }
   if (lane.Flows() && !part_) {
@@ -278,44 +340,52 @@ void WebEngine::LaneEnded(WebLane& lane, FetchEnd end, const std::string& reason
   EndedUnanswered(lane, end, reason);
 }
 
+// On one connection: several requests would share it.
+void WebEngine::AskByHttp2(WebLane& lane, const AskedFor& asked) {
+  http2_ = oneLane_ = true;
+  AskAgain(lane, asked);
+}
+
 void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason) {
-  const bool others = OthersFlow(lane);
+  const std::string sentence = ReasonFor(lane, end, reason);
   switch (end) {
     case FetchEnd::NotTrusted:
     case FetchEnd::Unsupported:
     case FetchEnd::NoLogin:
     case FetchEnd::NotFound:
-      return others ? GiveUpLane(lane) : Rest(FetchEvent::GivenUp, reason);
-    case FetchEnd::UnknownKey:
-      Rest(FetchEvent::Question, Say(WebText::UnknownKey, {current_.host, reason}));
-      program_.platform.tasks.Spawn(AskAboutKey(run_, reason));
-      return;
+      return Refused(lane, sentence);
+    case FetchEnd::OtherHttp:
+      if (http2_ || OthersAreOpen(lane)) return Refused(lane, sentence);
+      return AskByHttp2(lane, lane.Asked());
+    case FetchEnd::UnknownKey: {
+      if (OthersAreOpen(lane)) return GoOnWithout(lane);
+      const HostKey key = ReadHostKey(reason);
+      if (services_->keys.AcceptedFor(OriginOf(lane.address)) != key.fingerprint) return AskAboutKey(lane, key);
+      break;  // accepted for another download meanwhile
+    }
     case FetchEnd::NoConnect:
-      if (others) {
-        services_->hosts.RefusedBeyond(OriginOf(current_), static_cast<int>(lanes_.size()));
-        return GiveUpLane(lane);
-      }
+      if (OthersFlow(lane)) return TakesNoMore(lane);
       break;
     default:
       break;
   }
-  const bool network = program_.platform.network.HasConnection();
-  const RoundCause cause = !network                  ? RoundCause::NoNetwork
-                           : end == FetchEnd::NoHost ? RoundCause::NoNames
-                                                     : RoundCause::Failure;
-  LaneLost(lane, reason.empty() ? Say(WebText::Silent, {current_.host}) : reason, cause);
+  LaneLost(lane, sentence, CauseOf(end));
+}
+
+// A name that has had an address once is not wrong: it is the names that are missing.
+RoundCause WebEngine::CauseOf(FetchEnd end) const {
+  if (!program_.platform.network.HasConnection()) return RoundCause::NoNetwork;
+  return end == FetchEnd::NoHost && factsKnown_ ? RoundCause::NoNames : RoundCause::Failure;
 }
 
 void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason) {
   if (facts_.total < 0) {
-    if (end != FetchEnd::Whole)
-      return LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason,
-                      RoundCause::Failure);
+    if (end != FetchEnd::Whole) return LaneLost(lane, ReasonFor(lane, end, reason), CauseOf(end));
     const std::int64_t length = plan_->Offset(lane.Number());
     const std::vector<Range>& held = heldBefore_.Ranges();
     if (lane.compares && !held.empty() && length < held.back().end) {
       if (lane.proof != LengthProof::UntilClose) return ComparedOther();
-      return LaneLost(lane, Say(WebText::ConnectionLost, {current_.host}), RoundCause::Failure);
+      return LaneLost(lane, ReasonFor(lane, FetchEnd::Lost, {}), RoundCause::Failure);
     }
     facts_.total = length;
     unconfirmed_ = lane.proof == LengthProof::UntilClose;
@@ -328,8 +398,7 @@ void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason
     if (lane.proof == LengthProof::Chunked) return ComparedOther();
   }
   if (plan_->Next(lane.Number()) == LaneNext::Continue) {
-    return LaneLost(lane, reason.empty() ? Say(WebText::ConnectionLost, {current_.host}) : reason,
-                    program_.platform.network.HasConnection() ? RoundCause::Failure : RoundCause::NoNetwork);
+    return LaneLost(lane, ReasonFor(lane, end, reason), CauseOf(end));
   }
   Release(lane);
   for (const auto& other : lanes_) {
@@ -347,8 +416,15 @@ void WebEngine::Release(WebLane& lane) {
   lane.Take(LaneEvent::Stop);
 }
 
-void WebEngine::GiveUpLane(WebLane& lane) {
+void WebEngine::GoOnWithout(WebLane& lane) {
+  oneLane_ = true;
   Release(lane);
+  lane.state = LaneState::Refused;
+}
+
+void WebEngine::TakesNoMore(WebLane& lane) {
+  Release(lane);
+  services_->hosts.RefusedMore(OriginOf(lane.address), Now());
   lane.state = LaneState::Refused;
 }
 
@@ -368,11 +444,15 @@ void WebEngine::RoundEnded(RoundCause cause, std::int64_t wait) {
   for (const auto& lane : lanes_) Release(*lane);
   if (state_ == FetchState::Holding) return;
   rounds_.Ended(cause);
-  if (rounds_.Spent()) return Rest(FetchEvent::GivenUp, lastReason_);
+  if (rounds_.Spent()) return Rest(FetchEvent::GivenUp, Say(WebText::TooManyTries, {lastReason_}));
   Take(FetchEvent::LastLaneLost);
   holdCause_ = cause;
   holdUntil_ = Now() + wait;
   AnnounceRetry(wait);
+  if (wait > kKeepsPlaceFor) {
+    TheFigures().yields = true;
+    program_.lists->RefreshRows(kAllRows, kUnforced);  // another may start
+  }
   Draw();
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
 #include "ports/Clock.h"
@@ -29,6 +30,7 @@ struct WebServices {
   const Platform& platform;
   Journal journal;
   HostMemory hosts;
+  HostKeys keys;
   std::set<JournalKey> listed;  // journal entries that had a record when the list was last saved
   std::uint64_t seed;           // of the chances of waits
 

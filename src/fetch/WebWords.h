@@ -4,6 +4,7 @@
 namespace pellora {
 
 enum WebTextNumber {
+  kTextWebQueued = 302,
   kTextWebBuilding = 520,
   kTextWebComplete = 521,
   kTextWebConnecting = 525,  // a lane

@@ -1,11 +1,16 @@
 #include "mainwin/AddDownload.h"
 
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <set>
 #include <utility>
 
 #include "async/Boxes.h"
+#include "async/InBackground.h"
 #include "async/TaskLoop.h"
 #include "core/EngineChoice.h"
 #include "core/Program.h"
@@ -13,6 +18,7 @@
 #include "core/RecordLife.h"
 #include "core/Scheme.h"
 #include "ports/Dialogs.h"
+#include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
 #include "ports/Machine.h"
@@ -76,9 +82,29 @@ std::string Refusal(const Program& program) {
 
 std::string ListIsFull() { return "The list is full: it holds " + std::to_string(kMaxRecords) + " downloads."; }
 
+bool IsDateTaken(Program& program, const DownloadRecord& added) {
+  if (program.hasJournalEntry && program.hasJournalEntry(added.URL, added.DateAdded)) return true;
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    const DownloadRecord& record = program.Download(i);
+    const bool sameDate =
+        std::bit_cast<std::uint64_t>(record.DateAdded) == std::bit_cast<std::uint64_t>(added.DateAdded);
+    if (sameDate && record.URL == added.URL) return true;
+  }
+  return false;
+}
+
+// The web engine's journal knows a download by its address and this date: another add within the same millisecond must
+// not take up the first one's progress.
+void MakeDateUnique(Program& program, DownloadRecord& added) {
+  while (IsDateTaken(program, added)) {
+    added.DateAdded = std::nextafter(added.DateAdded, std::numeric_limits<double>::max());
+  }
+}
+
 // Puts the record into the slot of the listed one with its URL, or into a free one; 0 if the list is full. Nothing else
 // may run before the record's transfer is in its place, or two adds would take one slot.
 std::int16_t PlaceRecord(Program& program, DownloadRecord record, EngineName engine) {
+  if (engine == EngineName::Web) MakeDateUnique(program, record);
   std::int16_t index = FindListed(program, record.URL, engine);
   const bool overwrite = index != 0;
   if (!overwrite) index = FreeSlot(program);
@@ -96,6 +122,21 @@ bool QueueIfBusy(Program& program, std::int16_t index) {
   if (!Queue(program).IsFull(program.settings.MaxSimulDownlads)) return false;
   program.Download(index).Queued = 1;
   return true;
+}
+
+// The file at a path that the save dialog has returned: the dialog has asked whether it may be replaced. A file that
+// cannot be examined counts as not confirmed, and is not replaced.
+Task<std::optional<FileState>> ConfirmedReplacing(Program* program, std::string path) {
+  const auto found = std::make_shared<std::optional<FileState>>();
+  DownloadFiles* const files = program->platform.downloadFiles;
+  if (files == nullptr) co_return std::nullopt;
+  try {
+    Background::Work look = [found, files, path] { *found = files->StateOf(path); };
+    co_await InBackground(&program->platform, std::move(look));
+  } catch (const Failure&) {
+    found->reset();
+  }
+  co_return *found;
 }
 
 Task<> StartPlaced(Program* program, std::int16_t index) {
@@ -122,6 +163,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   if (listed() != 0 && !claim.emplace(program->askedUrls, address.listed).Has()) co_return;
 
   std::optional<std::string> path;
+  std::optional<FileState> replaced;
   if (kind != 0) {
     path = UpdatePath(*program, address.parsed.fileName);
   } else if (program->settings.SaveAs) {
@@ -129,6 +171,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
                         program->Text(kAllFiles) + " (*.*)|*.*"};
     path = co_await boxes.AskSavePath(std::move(request));
     if (!path) co_return;
+    if (address.engine == EngineName::Web) replaced = co_await ConfirmedReplacing(program, *path);
   }
 
   if (listed() != 0) {
@@ -152,6 +195,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
     program->lists->Status(ListIsFull());
     co_return;
   }
+  if (replaced && program->replacingConfirmed) program->replacingConfirmed(index, *replaced);
   const bool queued = QueueIfBusy(*program, index);
   // It moves from the finished files to the current downloads.
   if (wasFinished) {

@@ -185,6 +185,7 @@ class MainWindow final : public Window, public Lists {
 
   void RefreshRows(std::int16_t index, std::int16_t force) override;
   void RefreshDownList() override;
+  void RefreshFinishedSoon() override;
   void Status(const std::string& text) override;
   Task<> Restart(std::int16_t index) override;
 
@@ -296,6 +297,7 @@ class MainWindow final : public Window, public Lists {
   std::optional<std::uint32_t> lastRefresh_;  // tick count; none before the first
   bool missedAll_ = false;                    // postponed refreshes
   std::vector<std::int16_t> missedRows_;
+  bool finishedMissed_ = false;                            // some have finished since the last tick
   bool deferRefreshes_ = false;                            // postpones even forced refreshes
   bool forcedRefreshDeferred_ = false;                     // one of those was forced
   std::vector<std::int32_t> rowOfRecord_;                  // by record; -1: no row in ListView1

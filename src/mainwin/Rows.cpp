@@ -78,6 +78,10 @@ void MainWindow::RefreshRows(std::int16_t index, std::int16_t force) {
 
 // Refreshes that the limit postponed and no later one included.
 void MainWindow::FlushPendingRefresh() {
+  if (std::exchange(finishedMissed_, false)) {
+    RefreshRows(kAllRows, kForced);
+    RefreshDownList();
+  }
   if ((!missedAll_ && missedRows_.empty()) || !RefreshIsDue()) return;
   lastRefresh_ = platform_.clock.TickCount();
   const std::vector<std::int16_t> rows = std::exchange(missedRows_, {});
@@ -212,6 +216,12 @@ const std::string& MainWindow::DateText(std::int16_t index) {
   return text;
 }
 
+// A rebuild looks for all finished files: not once for each of many.
+void MainWindow::RefreshFinishedSoon() {
+  PumpSoon();
+  finishedMissed_ = true;
+}
+
 void MainWindow::RefreshDownList() {
   PumpSoon();
   // Finished records must leave the list of current downloads.
@@ -229,6 +239,7 @@ void MainWindow::RefreshDownList() {
     row.key = record.URL;
     row.text = record.FileName;
     row.icon = FileTypePicture(record.SavePath);
+    row.toolTip = ReasonOf(program_, i);
     row.subItems.resize(kFinishedSubItems);
     row.subItems[kFinishedSize] = FormatSize(SizeOf(i), program_.LangStrings, separator);
     row.subItems[kFinishedUrl] = record.URL;

@@ -46,12 +46,14 @@ class DownloadFiles {
   // Creates a file for the user alone at a name that nothing had; null if something has it, a dangling link too. It is
   // locked until it is closed or the program ends.
   virtual std::unique_ptr<DownloadFile> Create(const std::string& path) = 0;
-  // Opens and locks a part file of an earlier run: a regular file of the user's with one name and this identity. Null
-  // if there is no such file there, or another program has it locked.
+  // Opens and locks a part file of an earlier run: a regular file of the user's with one name and this inode; the
+  // number of a device may be another after a restart of the machine. Null if there is no such file there, or another
+  // program has it locked.
   virtual std::unique_ptr<DownloadFile> Adopt(const std::string& path, const FileIdentity& identity) = 0;
   // For the journal: created when missing, for the user alone, never emptied; Failure(ForeignFile) like a part.
   virtual std::unique_ptr<DownloadFile> OpenJournal(const std::string& path) = 0;
-  // The file now has these bytes and is on the disk, or it is as it was before.
+  // The file now has these bytes and is on the disk, or it is as it was before. A new one, and missing folders, are
+  // made for the user alone.
   virtual void Replace(const std::string& path, std::string_view bytes) = 0;
   // What is at the path, links not followed; nothing if nothing is, or no regular file.
   virtual std::optional<FileState> StateOf(const std::string& path) const = 0;
@@ -62,6 +64,8 @@ class DownloadFiles {
   virtual bool PublishOver(const std::string& part, const std::string& path, const FileState& replaced) = 0;
   // Bytes that the user may still write to the disk of this folder.
   virtual std::uint64_t RoomIn(const std::string& folder) const = 0;
+  // The number of this folder's disk: folders share their room with those of the same number.
+  virtual std::uint64_t DiskOf(const std::string& folder) const = 0;
   // Of the disk of this folder: the length of the longest file; and whether a write far beyond the end of a file fills
   // the gap with zeros at once (FAT, exFAT), so that a file must grow in order.
   virtual std::uint64_t LongestFileIn(const std::string& folder) const = 0;

@@ -43,9 +43,9 @@ struct FetchRequest {
   std::string proxy;         // as a URL with its login; empty: direct
   std::string address;       // numeric: the connection goes there, and the host is not looked up; empty: it is
   std::string certificates;  // PEM file of authorities to be trusted besides the system's; empty: none
-  std::string knownHosts;    // sftp: file of host keys, in OpenSSH's format
-  std::string acceptedKey;   // sftp: "SHA256:..." of a key that the user has accepted for this host; empty: none
-  bool http2 = false;        // else HTTP/1.1
+  std::vector<std::string> knownHosts;  // sftp: files of host keys, in OpenSSH's format; some may be missing
+  std::string acceptedKey;  // sftp: "SHA256:..." of a key that the user has accepted for this host; empty: none
+  bool http2 = false;       // else HTTP/1.1
 };
 
 struct FetchAnswer {
@@ -58,15 +58,18 @@ struct FetchAnswer {
 };
 
 enum class FetchEnd {
-  Whole,        // as the protocol has it: a reply without a length ends with its connection, cut or not
-  Lost,         // a connection that was made has ended too early
-  NoConnect,    // refused, unreachable
-  NoHost,       // the name has no address
-  NotTrusted,   // the certificate, its host name, or the TLS version
-  UnknownKey,   // sftp: the host is not in knownHosts; `reason` is the fingerprint, "SHA256:..."
+  Whole,       // as the protocol has it: a reply without a length ends with its connection, cut or not
+  Lost,        // a connection that was made has ended too early
+  NoConnect,   // refused, unreachable
+  NoHost,      // the name has no address
+  NotTrusted,  // the certificate, its host name, or the TLS version
+  // sftp: the host is not in knownHosts. `reason` is the fingerprint, "SHA256:...", a blank, and the key as it is
+  // written in such a file: kind, a blank, Base64.
+  UnknownKey,
   NoLogin,      // ftp, ftps, sftp: the login or the key is refused
   NotFound,     // ftp, ftps, sftp: there is no such file, or it may not be read
   Unsupported,  // the scheme or the protocol version
+  OtherHttp,    // the server speaks another version of HTTP than the one asked for
   Proxy,        // the proxy refuses, or does not answer
   Other,
 };
@@ -83,7 +86,7 @@ class FetchEvents {
  public:
   virtual void Answered(const FetchAnswer& answer) = 0;
   virtual void DataArrived(std::unique_ptr<FetchBlock> block) = 0;  // never empty
-  // `reason`: one sentence for the user, which names the host; empty for Whole.
+  // `reason`: what is known beyond the kind, in English, no whole sentence; may be empty.
   virtual void Ended(FetchEnd end, const std::string& reason) = 0;
 
  protected:
@@ -103,6 +106,8 @@ class Fetcher {
   // `events` must live until the Fetch is destroyed.
   virtual std::unique_ptr<Fetch> Begin(FetchRequest request, FetchEvents& events) = 0;
   virtual bool Supports(std::string_view scheme) const = 0;  // "https", "sftp", ...
+  // True while a fetch waits for a block of the pool: then the silence of servers says nothing.
+  virtual bool Starved() const = 0;
 };
 
 }  // namespace pellora

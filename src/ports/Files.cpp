@@ -6,6 +6,8 @@ namespace pellora {
 
 std::size_t File::CopyFrom(File&, std::uint64_t, std::uint64_t, std::size_t) { return 0; }
 
+bool File::IsPrivate() { return false; }
+
 std::string ReadWholeFile(Files& files, const std::string& path, std::uint64_t limit) {
   const std::unique_ptr<File> file = files.OpenForReading(path);
   const std::uint64_t length = file->Length();

@@ -24,6 +24,8 @@ class File {
   // platform without such a copy copies nothing.
   virtual std::size_t CopyFrom(File& source, std::uint64_t from, std::uint64_t offset, std::size_t size);
   virtual std::uint64_t Length() = 0;
+  // True if it belongs to the user, and nobody else may read or change it.
+  virtual bool IsPrivate();
   // Makes sure that `size` bytes fit from offset 0 on, if the file system can tell, without changing the contents.
   virtual void Reserve(std::uint64_t size) = 0;
 };

@@ -1,4 +1,4 @@
-// Machine: the program's folders, and its end.
+// Machine: the program's folders, the user's home and environment, and the program's end.
 #pragma once
 
 #include <string>
@@ -8,8 +8,11 @@ namespace pellora {
 class Machine {
  public:
   virtual ~Machine() = default;
-  virtual std::string ProgramFolder() const = 0;    // no trailing separator
-  virtual std::string DocumentsFolder() const = 0;  // no trailing separator; empty if unknown
+  virtual std::string ProgramFolder() const = 0;         // no trailing separator
+  virtual std::string DocumentsFolder() const = 0;       // no trailing separator; empty if unknown
+  virtual std::string HomeFolder() const { return {}; }  // no trailing separator; empty if unknown
+  // The value of an environment variable; empty if it is not set.
+  virtual std::string Variable(const std::string& /*name*/) const { return {}; }
   // Whether any network connection exists. A platform that cannot tell says True.
   virtual bool ConnectionUp() const { return true; }
   // Leaves the event loop after the present event; the process ends with `code`.

@@ -39,17 +39,21 @@ void TransferWindow::DoRefresh() {
   const Totals totals = engine_->Figures();
   if (totals.state != nullptr) state.Caption = *totals.state;
   const std::string decimal = program_.platform.locale.DecimalSeparator();
-  Caption = FormatPercent(totals.percent, decimal) + "% of " + FileOrHost() + " downloaded.";
+  const bool sized = totals.size >= 0;
+  const auto& texts = program_.LangStrings;
+  const std::string share =
+      sized ? FormatPercent(totals.percent, decimal) + "%" : FormatSize(totals.received, texts, decimal);
+  Caption = sized || totals.received > 0 ? share + " of " + FileOrHost() + " downloaded." : FileOrHost();
   const bool idle = State() == WindowState::Minimised && DisplayIdle;
   if (!idle) {
-    PB.Value = totals.percent;
+    PB.Value = sized ? static_cast<double>(totals.percent) : -1.0;
+    PB.Busy = totals.busy;
     if (totals.elapsed != 0) {
-      const auto& texts = program_.LangStrings;
       Speed.Caption = FormatSize(RoundTiesToEven(totals.bytesPerSecond), texts, decimal) + "/s";
       Ela.Caption = FormatDuration(totals.elapsed, texts);
       Est.Caption = FormatDuration(totals.remaining, texts);
       Label4.Caption = FormatSize(totals.received, texts, decimal);
-      Label1.Caption = "/ " + FormatSize(totals.size, texts, decimal);
+      Label1.Caption = sized ? "/ " + FormatSize(totals.size, texts, decimal) : "";
       RefreshList(0);
     }
   }

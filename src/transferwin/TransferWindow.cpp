@@ -64,7 +64,39 @@ Task<> TransferWindow::EndIfDropped() {
   (void)engine_->StillCurrent();
 }
 
+// A download that has a question is resumed by the answer.
+Task<> TransferWindow::ResumeDownload() {
+  const auto hold = Hold();
+  if (question_) {
+    ShowWindow();
+  } else {
+    co_await engine_->ResumeDownload();
+  }
+}
+
+void TransferWindow::ShowQuestion(EngineQuestion question) {
+  EndQuestion();
+  question_ = {std::move(question), Command1.Caption(), Command1.Enabled()};
+  Command1.Caption = question_->asked.yes;
+  Command1.Enabled = true;
+  Command3.Caption = question_->asked.no;
+}
+
+void TransferWindow::EndQuestion() {
+  const std::optional<OpenQuestion> ended = std::exchange(question_, {});
+  if (!ended) return;
+  Command1.Caption = ended->caption;
+  Command1.Enabled = ended->enabled;
+}
+
+void TransferWindow::Answer(bool yes) {
+  const std::function<void(bool)> answer = std::move(question_->asked.answer);
+  EndQuestion();
+  answer(yes);
+}
+
 void TransferWindow::OpenFile() {
+  if (question_) return Answer(true);
   if (FinishedMode != 1 || !engine_->StillCurrent()) return;
   const std::string& path = slot_.Record().SavePath;
   program_.platform.shell.OpenPath(path, FolderOf(path));
@@ -76,6 +108,7 @@ void TransferWindow::OpenFolder() {
 }
 
 void TransferWindow::PauseOrResume() {
+  if (question_) return Answer(false);
   if (!engine_->StillCurrent()) return;
   if (FinishedMode == 1) {
     OpenFolder();
@@ -107,6 +140,7 @@ void TransferWindow::ToggleDetails() {
 }
 
 void TransferWindow::ShowCommand3(Command3Means means) {
+  EndQuestion();
   Command3.Caption = means == Command3Means::Pause ? "Pause Download" : "Resume Download";
 }
 

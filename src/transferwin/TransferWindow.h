@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "core/Engine.h"
@@ -26,7 +27,7 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   Task<> ConnectSegmented() override { return engine_->ConnectSegmented(); }
   Task<> ConnectFromViewer() override { return engine_->ConnectFromViewer(); }
   void PauseDownload() override { engine_->PauseDownload(); }
-  Task<> ResumeDownload() override { return engine_->ResumeDownload(); }
+  Task<> ResumeDownload() override;
   std::uint32_t SilentFor() const override { return engine_->SilentFor(); }
   void ShowWindow() override;
   void HideWindow() override;
@@ -37,13 +38,14 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   void SetData(int, int, int, int) {}           // kept for the interface; does nothing
 
   const std::shared_ptr<Engine>& engine() const { return engine_; }
+  bool Asks() const { return question_.has_value(); }  // Command1 and Command3 answer
 
   std::int16_t RecordIndex = 0;
   std::int16_t FinishedMode = 0;  // 1: Command1 and Command3 open the file and its folder
   bool DisplayIdle = false;       // minimised: the labels need no drawing
   bool DetailsHidden = false;
 
-  // Controls
+  // Controls. Command1 and Command3 also answer a question.
   Label Label2{this, "Label2", "Downloading file :", 500};
   Label Label3{this, "Label3"};  // the URL
   Label state{this, "state", "State : Idle"};
@@ -84,6 +86,7 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   void ShowState(const std::string& text) override { state.Caption = text; }
   void ShowAddress(const std::string& url) override { Label3.Caption = url; }
   void ShowCommand3(Command3Means means) override;
+  void ShowQuestion(EngineQuestion question) override;
   void EnableCommand3(bool enabled) override { Command3.Enabled = enabled; }
   void ShowLanes(int count) override;
   void SetFinished() override { FinishedMode = 1; }
@@ -93,6 +96,8 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   void DrawLane(const Lane& lane, int i, double fullWidth, const std::string& decimal);
   const std::string& FileOrHost() const;
   Task<> EndIfDropped();
+  void Answer(bool yes);
+  void EndQuestion();
   void Cancel();
   void PauseOrResume();
   void OpenFile();
@@ -102,6 +107,12 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   Program& program_;
   const std::shared_ptr<Engine> engine_;
   Slot slot_;
+  struct OpenQuestion {
+    EngineQuestion asked;
+    std::string caption;  // of Command1 before
+    bool enabled = false;
+  };
+  std::optional<OpenQuestion> question_;
   bool engineRetired_ = false;
 };
 

@@ -159,8 +159,9 @@ class Picture : public Control {
 class ProgressBar : public Control {
  public:
   ProgressBar(Window* window, std::string name)
-      : Control(window, std::move(name), "ProgressBar", 0), Value(this, 0.0) {}
-  Property<double> Value;  // 0 to 100
+      : Control(window, std::move(name), "ProgressBar", 0), Value(this, 0.0), Busy(this, false) {}
+  Property<double> Value;  // 0 to 100; below 0: empty, without a figure
+  Property<bool> Busy;     // moves all the time instead
 };
 
 class Slider : public Control {

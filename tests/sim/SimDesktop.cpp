@@ -156,6 +156,11 @@ std::string SimMachine::DocumentsFolder() const {
   return SimFails("documents folder") ? std::string() : documentsFolder;
 }
 
+std::string SimMachine::Variable(const std::string& name) const {
+  const auto found = variables.find(name);
+  return found == variables.end() ? std::string() : found->second;
+}
+
 void SimMachine::End(int code) {
   if (!endCode) endCode = code;
   loop_.End();

@@ -123,11 +123,15 @@ class SimMachine final : public Machine {
   explicit SimMachine(SimLoop& loop) : loop_(loop) {}
   std::string ProgramFolder() const override { return programFolder; }
   std::string DocumentsFolder() const override;
+  std::string HomeFolder() const override { return homeFolder; }
+  std::string Variable(const std::string& name) const override;
   bool ConnectionUp() const override { return connectionUp; }
   void End(int code) override;
 
   std::string programFolder = "/prog";
   std::string documentsFolder = "/home/u/Documents";
+  std::string homeFolder = "/home/u";
+  std::map<std::string, std::string> variables;
   bool connectionUp = true;
   std::optional<int> endCode;  // the first one; no events after it
 

@@ -23,15 +23,15 @@ std::string ParentOf(const std::string& path) {
 std::uint64_t Footprint(const SimFileData& data) { return std::max(data.Size(), data.reserved); }
 
 const char* NameOf(DiskCall call) {
-  constexpr std::array<const char*, 26> kNames{"disk open",       "disk look at part",  "disk open for reading",
-                                               "disk delete",     "disk create folder", "disk exists",
-                                               "disk length of",  "disk listing",       "disk write",
-                                               "disk read",       "disk length",        "disk reserve",
-                                               "disk copy",       "disk create",        "disk adopt",
-                                               "disk journal",    "disk replace",       "disk state of",
-                                               "disk rename",     "disk flush folder",  "disk room",
-                                               "disk longest",    "disk fills gaps",    "disk flush",
-                                               "disk set length", "disk state"};
+  constexpr std::array<const char*, 27> kNames{"disk open",      "disk look at part",  "disk open for reading",
+                                               "disk delete",    "disk create folder", "disk exists",
+                                               "disk length of", "disk listing",       "disk write",
+                                               "disk read",      "disk length",        "disk reserve",
+                                               "disk copy",      "disk create",        "disk adopt",
+                                               "disk journal",   "disk replace",       "disk state of",
+                                               "disk rename",    "disk flush folder",  "disk room",
+                                               "disk number",    "disk longest",       "disk fills gaps",
+                                               "disk flush",     "disk set length",    "disk state"};
   return kNames[static_cast<std::size_t>(call)];
 }
 
@@ -81,6 +81,7 @@ class SimFile final : public File {
       return 0;
     }
   }
+  bool IsPrivate() override { return !data_->openToOthers && !data_->ofAnotherUser; }
   std::uint64_t Length() override {
     disk_.Enter(DiskCall::Length, path_);
     return data_->Size();
@@ -407,6 +408,10 @@ void SimDisk::PutSecondName(const std::string& path, const std::string& of) {
 }
 
 void SimDisk::GiveToAnother(const std::string& path) { state_.files.at(Resolve(path))->ofAnotherUser = true; }
+
+void SimDisk::SetOpenToOthers(const std::string& path, bool open) {
+  state_.files.at(Resolve(path))->openToOthers = open;
+}
 
 void SimDisk::LockByAnother(const std::string& path) { state_.files.at(Resolve(path))->lockedByAnother = true; }
 

@@ -46,6 +46,7 @@ enum class DiskCall {
   Rename,
   FlushFolder,
   RoomIn,
+  DiskOf,
   LongestFileIn,
   FillsGaps,
   Flush,
@@ -95,6 +96,7 @@ class SimDisk final : public Files {
   void PutLink(const std::string& path, const std::string& target, bool ofAnotherUser = false);
   void PutSecondName(const std::string& path, const std::string& of);
   void GiveToAnother(const std::string& path);
+  void SetOpenToOthers(const std::string& path, bool open);
   void LockByAnother(const std::string& path);
   // Gives all files other inode numbers, as some disks do when they are mounted again.
   void Renumber();

@@ -98,7 +98,7 @@ std::unique_ptr<DownloadFile> SimDownloadFiles::Adopt(const std::string& path, c
   disk_.Enter(DiskCall::Adopt, path);
   const std::string at = disk_.Resolve(path);
   const std::shared_ptr<SimFileData> data = disk_.Find(at);
-  if (!data || disk_.PartNameOf(at) != PartName::Own || StateOf(*data).identity != identity) return nullptr;
+  if (!data || disk_.PartNameOf(at) != PartName::Own || StateOf(*data).identity.inode != identity.inode) return nullptr;
   if (data->lockedByAnother || locks_->contains(data.get())) return nullptr;
   return std::make_unique<SimDownloadFile>(disk_, path, data, gapBytes_, locks_);
 }
@@ -123,7 +123,7 @@ void SimDownloadFiles::Replace(const std::string& path, std::string_view bytes) 
   if (disk_.PartNameOf(at) == PartName::Foreign) {
     throw Failure(FailureNumber::ForeignFile, path + ": not the program's file");
   }
-  disk_.DemandParent(at, path);
+  disk_.MakeFolder(FolderOf(at));
   const std::shared_ptr<SimFileData> data = disk_.NewData();
   data->openToOthers = false;
   try {
@@ -189,6 +189,12 @@ std::uint64_t SimDownloadFiles::RoomIn(const std::string& folder) const {
   DemandFolder(folder);
   if (room_) return *room_;
   return disk_.capacity_ > disk_.used_ ? disk_.capacity_ - disk_.used_ : 0;
+}
+
+std::uint64_t SimDownloadFiles::DiskOf(const std::string& folder) const {
+  disk_.Enter(DiskCall::DiskOf, folder);
+  DemandFolder(folder);
+  return otherDisk_ && disk_.Follow(folder).starts_with(*otherDisk_) ? kDevice + 1 : kDevice;
 }
 
 std::uint64_t SimDownloadFiles::LongestFileIn(const std::string& folder) const {

@@ -30,12 +30,15 @@ class SimDownloadFiles final : public DownloadFiles {
   bool Publish(const std::string& part, const std::string& path) override;
   bool PublishOver(const std::string& part, const std::string& path, const FileState& replaced) override;
   std::uint64_t RoomIn(const std::string& folder) const override;
+  std::uint64_t DiskOf(const std::string& folder) const override;
   std::uint64_t LongestFileIn(const std::string& folder) const override;
   bool FillsGaps(const std::string& folder) const override;
 
   // For the test; none of these is a port call.
   // By default the room is what SimDisk::SetCapacity leaves. What is set here is only reported.
   void SetRoom(std::uint64_t bytes) { room_ = bytes; }
+  // `folder` and what is in it count as another disk; its room is still that of the one.
+  void PutOnAnotherDisk(const std::string& folder) { otherDisk_ = folder; }
   // SimDisk::SetLongestFile, which this reports, makes longer files fail as well.
   void SetFillsGaps(bool fills) { fillsGaps_ = fills; }
   std::uint64_t GapBytes() const { return *gapBytes_; }  // zeros that writes beyond an end would have cost
@@ -54,6 +57,7 @@ class SimDownloadFiles final : public DownloadFiles {
   std::shared_ptr<Locks> locks_ = std::make_shared<Locks>();
   std::shared_ptr<std::uint64_t> gapBytes_ = std::make_shared<std::uint64_t>(0);
   std::optional<std::uint64_t> room_;
+  std::optional<std::string> otherDisk_;
   bool fillsGaps_ = false;
 };
 

@@ -179,6 +179,9 @@ TEST_F(SimDownloadFilesTest, ReportsRoomLimitsAndGaps) {
   const auto part = Made("/tmp/a", "x");
   EXPECT_THROW(part->WriteAt(50, "x"), Failure);
   EXPECT_THROW(part->SetLength(51), Failure);
+  EXPECT_EQ(files.DiskOf("/tmp"), files.DiskOf("/"));
+  sim.downloadFiles().PutOnAnotherDisk("/tmp");
+  EXPECT_NE(files.DiskOf("/tmp"), files.DiskOf("/"));
   EXPECT_FALSE(files.FillsGaps("/tmp"));
   sim.downloadFiles().SetFillsGaps(true);
   EXPECT_TRUE(files.FillsGaps("/tmp"));
@@ -200,6 +203,7 @@ TEST_F(SimDownloadFilesTest, EachCallCanFail) {
       {DiskCall::Rename, [&] { files.Publish("/tmp/a.part", "/tmp/b"); }},
       {DiskCall::RoomIn, [&] { files.RoomIn("/tmp"); }},
       {DiskCall::LongestFileIn, [&] { files.LongestFileIn("/tmp"); }},
+      {DiskCall::DiskOf, [&] { (void)files.DiskOf("/tmp"); }},
       {DiskCall::FillsGaps, [&] { files.FillsGaps("/tmp"); }},
       {DiskCall::Flush, [&] { part->Flush(); }},
       {DiskCall::SetLength, [&] { part->SetLength(3); }},

@@ -154,7 +154,7 @@ void SimFetch::FinishHandshake() {
 bool SimFetch::TrustsHost() {
   const SimFetchHost& host = Host();
   if (host.http2Only && !request_.http2) {
-    End(FetchEnd::Unsupported, "the server does not speak this version of HTTP");
+    End(FetchEnd::OtherHttp, "the server does not speak this version of HTTP");
     return false;
   }
   if (host.tls == SimTls::Good) return true;
@@ -176,16 +176,19 @@ bool SimFetch::TrustsHost() {
 
 bool SimFetch::TrustsKey() {
   const std::string& key = Host().key;
-  const std::string& path = request_.knownHosts;
-  std::string known = !path.empty() && fetcher_.disk_.Has(path) ? "\n" + fetcher_.disk_.Get(path) : "";
-  const std::size_t line = known.find("\n" + url_.host + " ");
+  std::string known;
+  for (const std::string& path : request_.knownHosts) {
+    if (fetcher_.disk_.Has(path)) known += "\n" + fetcher_.disk_.Get(path);
+  }
+  const std::string name = url_.port == 22 ? url_.host : "[" + url_.host + "]:" + std::to_string(url_.port);
+  const std::size_t line = known.find("\n" + name + " ");
   if (line != std::string::npos) {
     if (known.substr(line, known.find('\n', line + 1) - line).find(key) != std::string::npos) return true;
     End(FetchEnd::NotTrusted, "the host key is not the one in known_hosts");
     return false;
   }
   if (request_.acceptedKey == key) return true;
-  End(FetchEnd::UnknownKey, key);
+  End(FetchEnd::UnknownKey, key + " ssh-ed25519 " + key);
   return false;
 }
 
@@ -390,8 +393,7 @@ void SimFetch::End(FetchEnd end, const std::string& reason) {
   GiveUpLink(end == FetchEnd::Whole && url_.IsHttp() && reader_.MayKeep());
   part_ = Part::Done;
   log_.end = end;
-  const bool named = end != FetchEnd::Whole && end != FetchEnd::UnknownKey && !url_.host.empty();
-  log_.reason = named ? url_.host + ": " + reason : reason;
+  log_.reason = reason;
   log_.endedAt = loop_.Time() / SimLoop::kMillisecond;
   Queue({.end = end, .reason = log_.reason});
 }

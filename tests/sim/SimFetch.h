@@ -28,6 +28,9 @@ class SimFetchPool final : public std::enable_shared_from_this<SimFetchPool> {
 
   // Null if there is no room; the fetch then waits for its turn. `bytes` is what the block will hold.
   std::unique_ptr<FetchBlock> Take(std::size_t capacity, const std::shared_ptr<SimFetch>& fetch, std::string*& bytes);
+  bool HasWaiters() const {
+    return std::any_of(waiting_.begin(), waiting_.end(), [](const Waiting& one) { return !one.fetch.expired(); });
+  }
   void Drop() {
     loop_ = nullptr;
     waiting_.clear();

@@ -94,6 +94,8 @@ void SimFetcher::SetPool(std::size_t bytes, std::size_t longestBlock) {
   pool_->free = bytes;
 }
 
+bool SimFetcher::Starved() const { return pool_->HasWaiters(); }
+
 std::size_t SimFetcher::FreeBytes() const { return pool_->free; }
 
 std::size_t SimFetcher::Running() const {

@@ -84,6 +84,7 @@ class SimFetcher final : public Fetcher {
   // The port.
   std::unique_ptr<Fetch> Begin(FetchRequest request, FetchEvents& events) override;
   bool Supports(std::string_view scheme) const override { return schemes.contains(scheme); }
+  bool Starved() const override;
 
   // For the test.
   SimFetchHost& Host(const std::string& host) { return hosts_[host]; }

@@ -21,6 +21,7 @@ class SimSchemes final : public Fetcher {
     throw std::logic_error("a request for " + request.url);
   }
   bool Supports(std::string_view scheme) const override { return schemes.contains(scheme); }
+  bool Starved() const override { return false; }
 
   std::set<std::string, std::less<>> schemes = {"https", "http", "ftps", "ftp", "sftp"};
 };

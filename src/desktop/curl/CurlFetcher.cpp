@@ -101,6 +101,8 @@ std::shared_ptr<CurlLoop> CurlFetcher::LoopFor(const FetchRequest& request) {
   return shared.loop;
 }
 
+bool CurlFetcher::Starved() const { return pool_->HasWaiters(); }
+
 bool CurlFetcher::Supports(std::string_view scheme) const {
   const curl_version_info_data* const version = curl_version_info(CURLVERSION_NOW);
   for (const std::string_view wanted : {"http", "https", "ftp", "ftps", "sftp"}) {

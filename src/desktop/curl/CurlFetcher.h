@@ -30,6 +30,7 @@ class CurlFetcher final : public Fetcher {
 
   std::unique_ptr<Fetch> Begin(FetchRequest request, FetchEvents& events) override;
   bool Supports(std::string_view scheme) const override;
+  bool Starved() const override;
 
  private:
   struct Certificates {

@@ -45,13 +45,9 @@ const char* TextOf(const std::array<Text, N>& texts, long number) {
 
 bool Says(const CurlEnd& end, std::string_view words) { return end.detail.find(words) != std::string::npos; }
 
-FetchOutcome Outcome(const CurlEnd& end, FetchEnd kind, const std::string& text) {
-  return {kind, end.host + ": " + text};
-}
-
 // libcurl's own words where nothing better is known.
 FetchOutcome OtherOutcome(const CurlEnd& end, FetchEnd kind) {
-  return Outcome(end, kind, end.detail.empty() ? curl_easy_strerror(static_cast<CURLcode>(end.code)) : end.detail);
+  return {kind, end.detail.empty() ? curl_easy_strerror(static_cast<CURLcode>(end.code)) : end.detail};
 }
 
 FetchOutcome NoConnection(const CurlEnd& end) {
@@ -62,15 +58,15 @@ FetchOutcome NoConnection(const CurlEnd& end) {
   } else if (end.systemError != 0) {
     text = std::strerror(static_cast<int>(end.systemError));
   }
-  if (end.proxied) return Outcome(end, FetchEnd::Proxy, "no connection to the proxy: " + text);
-  return Outcome(end, FetchEnd::NoConnect, text);
+  if (end.proxied) return {FetchEnd::Proxy, "no connection to the proxy: " + text};
+  return {FetchEnd::NoConnect, text};
 }
 
 FetchOutcome WrongCertificate(const CurlEnd& end) {
   if (const char* const known = TextOf(kCertificates, end.verification)) {
-    return Outcome(end, FetchEnd::NotTrusted, known);
+    return {FetchEnd::NotTrusted, known};
   }
-  if (Says(end, "subject name")) return Outcome(end, FetchEnd::NotTrusted, "the certificate is for another host");
+  if (Says(end, "subject name")) return {FetchEnd::NotTrusted, "the certificate is for another host"};
   return OtherOutcome(end, FetchEnd::NotTrusted);
 }
 
@@ -78,21 +74,27 @@ FetchOutcome WrongCertificate(const CurlEnd& end) {
 FetchOutcome NoHandshake(const CurlEnd& end) {
   if (TextOf(kCertificates, end.verification) != nullptr) return WrongCertificate(end);
   if (Says(end, "no application protocol")) {
-    return Outcome(end, FetchEnd::Unsupported, "the server does not speak this version of HTTP");
+    return {FetchEnd::OtherHttp, "the server does not speak this version of HTTP"};
   }
   for (const char* const closed : {"reset by peer", "unexpected eof", "SSL_ERROR_SYSCALL", "Broken pipe"}) {
-    if (Says(end, closed)) return Outcome(end, FetchEnd::Lost, "the connection was closed before it was secured");
+    if (Says(end, closed)) return {FetchEnd::Lost, "the connection was closed before it was secured"};
   }
-  if (Says(end, "wrong version number")) return Outcome(end, FetchEnd::NotTrusted, "the server does not speak TLS");
+  if (Says(end, "wrong version number")) return {FetchEnd::NotTrusted, "the server does not speak TLS"};
   for (const char* const old : {"protocol version", "unsupported protocol"}) {
-    if (Says(end, old)) return Outcome(end, FetchEnd::NotTrusted, "the server offers TLS below version 1.2 only");
+    if (Says(end, old)) return {FetchEnd::NotTrusted, "the server offers TLS below version 1.2 only"};
   }
   return OtherOutcome(end, FetchEnd::NotTrusted);
 }
 
 FetchOutcome NoLogin(const CurlEnd& end) {
-  if (!end.withKey) return Outcome(end, FetchEnd::NoLogin, "the login is refused");
-  return Outcome(end, FetchEnd::NoLogin, "the key and the login are refused (of RSA keys, newer servers refuse all)");
+  if (!end.withKey) return {FetchEnd::NoLogin, "the login is refused"};
+  return {FetchEnd::NoLogin, "the key and the login are refused (of RSA keys, newer servers refuse all)"};
+}
+
+// With a host key that is known, only its kind is offered to the server.
+FetchOutcome NoKeyExchange(const CurlEnd& end) {
+  if (!end.knowsHostKey) return {FetchEnd::Unsupported, "no agreement on a way to encrypt"};
+  return {FetchEnd::NotTrusted, "the host has no key of the kind in known_hosts, or no agreement on a way to encrypt"};
 }
 
 constexpr int kFtpTooMany = 421;
@@ -102,34 +104,35 @@ constexpr int kFtpTooMany = 421;
 FetchOutcome OutcomeOf(const CurlEnd& end) {
   if (end.code == CURLE_OK) return {};
   if (end.proxied && end.proxyStatus / 100 != 2 && end.proxyStatus != 0) {
-    return Outcome(end, FetchEnd::Proxy, "the proxy refuses (" + std::to_string(end.proxyStatus) + ")");
+    return {FetchEnd::Proxy, "the proxy refuses (" + std::to_string(end.proxyStatus) + ")"};
   }
-  if (end.status == kFtpTooMany) return Outcome(end, FetchEnd::NoConnect, "the server refuses more connections");
+  if (end.status == kFtpTooMany) return {FetchEnd::NoConnect, "the server refuses more connections"};
+  if (Says(end, "Unable to exchange encryption keys")) return NoKeyExchange(end);
   switch (end.code) {
     case CURLE_COULDNT_RESOLVE_HOST:
-      return Outcome(end, FetchEnd::NoHost, "the name has no address");
+      return {FetchEnd::NoHost, "the name has no address"};
     case CURLE_COULDNT_RESOLVE_PROXY:
-      return Outcome(end, FetchEnd::Proxy, "the name of the proxy has no address");
+      return {FetchEnd::Proxy, "the name of the proxy has no address"};
     case CURLE_PROXY:
       return OtherOutcome(end, FetchEnd::Proxy);
     case CURLE_COULDNT_CONNECT:
       return NoConnection(end);
     case CURLE_OPERATION_TIMEDOUT:
       if (!end.connected) return NoConnection(end);
-      return Outcome(end, FetchEnd::Lost, "the server does not answer");
+      return {FetchEnd::Lost, "the server does not answer"};
     case CURLE_PARTIAL_FILE:
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
     case CURLE_HTTP2:
     case CURLE_HTTP2_STREAM:
-      return Outcome(end, FetchEnd::Lost, "the connection was lost");
+      return {FetchEnd::Lost, "the connection was lost"};
     case CURLE_SSL_CONNECT_ERROR:
       return NoHandshake(end);
     case CURLE_PEER_FAILED_VERIFICATION:
       return WrongCertificate(end);
     case CURLE_SSL_CACERT_BADFILE:
-      return Outcome(end, FetchEnd::NotTrusted, "the file of trusted authorities cannot be read");
+      return {FetchEnd::NotTrusted, "the file of trusted authorities cannot be read"};
     case CURLE_SSL_CIPHER:
     case CURLE_SSL_ISSUER_ERROR:
     case CURLE_SSL_INVALIDCERTSTATUS:
@@ -138,10 +141,10 @@ FetchOutcome OutcomeOf(const CurlEnd& end) {
     case CURLE_LOGIN_DENIED:
       return NoLogin(end);
     case CURLE_REMOTE_FILE_NOT_FOUND:
-      return Outcome(end, FetchEnd::NotFound, "there is no such file");
+      return {FetchEnd::NotFound, "there is no such file"};
     case CURLE_REMOTE_ACCESS_DENIED:
     case CURLE_FTP_COULDNT_RETR_FILE:
-      return Outcome(end, FetchEnd::NotFound, "the file may not be read");
+      return {FetchEnd::NotFound, "the file may not be read"};
     case CURLE_UNSUPPORTED_PROTOCOL:
     case CURLE_URL_MALFORMAT:
     case CURLE_NOT_BUILT_IN:

@@ -9,16 +9,16 @@ namespace pellora {
 
 struct CurlEnd {
   int code = 0;  // a CURLcode
-  std::string host;
   std::string scheme;
   bool proxied = false;
   bool connected = false;
-  bool withKey = false;   // a private key was offered
-  long systemError = 0;   // an errno of the connection
-  long verification = 0;  // OpenSSL's result of the certificate's check; 0: right
-  long proxyStatus = 0;   // of the reply to CONNECT
-  long status = 0;        // of the last reply of an ftp server
-  std::string detail;     // libcurl's words
+  bool knowsHostKey = false;  // sftp
+  bool withKey = false;       // a private key was offered
+  long systemError = 0;       // an errno of the connection
+  long verification = 0;      // OpenSSL's result of the certificate's check; 0: right
+  long proxyStatus = 0;       // of the reply to CONNECT
+  long status = 0;            // of the last reply of an ftp server
+  std::string detail;         // libcurl's words
 };
 
 FetchOutcome OutcomeOf(const CurlEnd& end);

@@ -49,6 +49,11 @@ std::string_view Trimmed(std::string_view text) {
   return text;
 }
 
+// Of an IPv6 literal.
+std::string WithoutBrackets(const std::string& host) {
+  return host.starts_with('[') ? host.substr(1, host.size() - 2) : host;
+}
+
 }  // namespace
 
 CurlTransfer::CurlTransfer(FetchRequest request, std::shared_ptr<FetchChannel> channel, std::shared_ptr<FetchPool> pool,
@@ -181,7 +186,7 @@ bool CurlTransfer::NamesFile() const {
 
 void CurlTransfer::Refuse(CURLcode code, FetchEnd end, const std::string& reason) {
   setup_ = code;
-  refusal_ = {end, host_.empty() ? reason : host_ + ": " + reason};
+  refusal_ = {end, reason};
 }
 
 void CurlTransfer::SetFtp() {
@@ -195,9 +200,12 @@ void CurlTransfer::SetFtp() {
 // libcurl reads the keys of this host alone, from memory: with other hosts' hashed names in the file it would ask the
 // server for the wrong kind of key.
 void CurlTransfer::LoadKnownHosts() {
-  std::string file;
-  Skip([&] { file = ReadSmallFile(request_.knownHosts).value_or(""); });
-  KnownKeys keys = KeysOf(file, host_, port_);
+  std::string lines;
+  for (const std::string& file : request_.knownHosts) {
+    Skip([&] { lines += ReadSmallFile(file).value_or("") + "\n"; });
+  }
+  KnownKeys keys = KeysOf(lines, WithoutBrackets(host_), port_);
+  hasKnownKey_ = !keys.lines.empty();
   revoked_ = std::move(keys.revoked);
   knownHosts_ = memfd_create("known_hosts", MFD_CLOEXEC);
   const auto size = static_cast<ssize_t>(keys.lines.size());
@@ -353,15 +361,15 @@ curl_khstat CurlTransfer::JudgeKey(const curl_khkey& found, curl_khmatch match) 
                                        : QByteArray::fromBase64(QByteArray(found.key));
   const bool revoked = std::find(revoked_.begin(), revoked_.end(), key.toBase64().toStdString()) != revoked_.end();
   if (revoked || match == CURLKHMATCH_MISMATCH) {
-    const char* const reason = revoked ? ": the host key is revoked" : ": the host key is not the one in known_hosts";
-    refusal_ = {FetchEnd::NotTrusted, host_ + reason};
+    refusal_ = {FetchEnd::NotTrusted,
+                revoked ? "the host key is revoked" : "the host key is not the one in known_hosts"};
     return CURLKHSTAT_REJECT;
   }
   const QByteArray sum = QCryptographicHash::hash(key, QCryptographicHash::Sha256);
   const std::string fingerprint =
       "SHA256:" + sum.toBase64(QByteArray::Base64Encoding | QByteArray::OmitTrailingEquals).toStdString();
   if (match == CURLKHMATCH_OK || fingerprint == request_.acceptedKey) return CURLKHSTAT_FINE;
-  refusal_ = {FetchEnd::UnknownKey, fingerprint};
+  refusal_ = {FetchEnd::UnknownKey, fingerprint + " " + KindOfKey(key) + " " + key.toBase64().toStdString()};
   return CURLKHSTAT_REJECT;
 }
 
@@ -378,14 +386,14 @@ void CurlTransfer::Finish(CURLcode code) {
 FetchOutcome CurlTransfer::Outcome(CURLcode code) const {
   if (!refusal_.reason.empty()) return refusal_;
   if (!coding_.empty()) {
-    return {FetchEnd::Unsupported, host_ + ": the server encodes the transfer (" + coding_ + ")"};
+    return {FetchEnd::Unsupported, "the server encodes the transfer (" + coding_ + ")"};
   }
   CurlEnd end;
   end.code = code;
-  end.host = host_;
   end.scheme = scheme_;
   end.proxied = !request_.proxy.empty();
   end.connected = Info<curl_off_t>(CURLINFO_CONNECT_TIME_T) > 0;
+  end.knowsHostKey = hasKnownKey_;
   end.withKey = !request_.key.empty();
   end.systemError = socketError_ != 0 ? socketError_ : Info<long>(CURLINFO_OS_ERRNO);
   end.verification = Info<long>(CURLINFO_SSL_VERIFYRESULT);
@@ -393,7 +401,7 @@ FetchOutcome CurlTransfer::Outcome(CURLcode code) const {
   if (!IsHttp()) end.status = Info<long>(CURLINFO_RESPONSE_CODE);
   end.detail = error_.data();
   const bool refused = end.proxied && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
-  if (refused) return {FetchEnd::Proxy, host_ + ": the proxy refuses the login"};
+  if (refused) return {FetchEnd::Proxy, "the proxy refuses the login"};
   return OutcomeOf(end);
 }
 

@@ -94,7 +94,8 @@ class CurlTransfer {
   std::array<char, CURL_ERROR_SIZE> error_{};
   List headers_;
   List connectTo_;
-  int knownHosts_ = -1;               // an unnamed file
+  int knownHosts_ = -1;  // an unnamed file
+  bool hasKnownKey_ = false;
   std::vector<std::string> revoked_;  // host keys in Base64
 
   bool answered_ = false;

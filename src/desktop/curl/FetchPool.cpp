@@ -62,6 +62,11 @@ std::size_t FetchPool::Free() const {
   return free_;
 }
 
+bool FetchPool::HasWaiters() const {
+  const std::lock_guard lock(mutex_);
+  return !waiting_.empty();
+}
+
 void FetchPool::TakeBack(std::string bytes, std::size_t capacity) {
   std::vector<std::shared_ptr<Waiter>> next;
   {

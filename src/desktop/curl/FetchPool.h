@@ -53,6 +53,7 @@ class FetchPool : public std::enable_shared_from_this<FetchPool> {
   std::unique_ptr<PoolBlock> Take(std::size_t capacity, const std::shared_ptr<Waiter>& waiter);
   void Cancel(const Waiter& waiter);
   std::size_t Free() const;
+  bool HasWaiters() const;
 
  private:
   friend class PoolBlock;

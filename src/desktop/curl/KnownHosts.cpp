@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QCryptographicHash>
 #include <QMessageAuthenticationCode>
+#include <QtEndian>
 #include <algorithm>
 #include <array>
 
@@ -96,6 +97,17 @@ KeyLine Parsed(std::string_view line) {
 }
 
 }  // namespace
+
+// A key begins with the name of its kind, after the name's length in four bytes (RFC 4253, section 6.6).
+std::string KindOfKey(const QByteArray& key) {
+  constexpr int kLengthBytes = 4;
+  if (key.size() < kLengthBytes) return {};
+  const auto length = qFromBigEndian<quint32>(key.constData());
+  const std::string_view rest(key.constData() + kLengthBytes, static_cast<std::size_t>(key.size() - kLengthBytes));
+  if (length > rest.size()) return {};
+  const std::string_view kind = rest.substr(0, length);
+  return std::find(kKinds.begin(), kKinds.end(), kind) == kKinds.end() ? std::string() : std::string(kind);
+}
 
 KnownKeys KeysOf(std::string_view file, const std::string& host, int port) {
   const std::string name = port == kDefaultPort ? host : "[" + host + "]:" + std::to_string(port);

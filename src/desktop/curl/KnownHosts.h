@@ -1,6 +1,7 @@
 // KnownHosts: what a known_hosts file says of one host (sshd(8), SSH_KNOWN_HOSTS FILE FORMAT).
 #pragma once
 
+#include <QByteArray>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +15,10 @@ struct KnownKeys {
   std::vector<std::string> revoked;  // keys in Base64
 };
 
+// "ssh-ed25519" and such; empty for a kind that cannot be used.
+std::string KindOfKey(const QByteArray& key);
+
+// `host` without the brackets of an IPv6 literal.
 KnownKeys KeysOf(std::string_view file, const std::string& host, int port);
 
 }  // namespace pellora

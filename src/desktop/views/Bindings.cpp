@@ -291,18 +291,24 @@ class ProgressBinding : public WidgetBinding<ProgressBar, QProgressBar> {
  public:
   ProgressBinding(ProgressBar& control, QProgressBar& bar, BindingContext& context)
       : WidgetBinding(control, bar, context) {
-    bar.setRange(0, 1000);
+    bar.setRange(0, kFull);
   }
   void UpdateWidget() override {
     WidgetBinding::UpdateWidget();
+    const int full = control_.Busy ? 0 : kFull;  // a bar of Qt's without an end moves
+    if (widget_.maximum() != full) widget_.setMaximum(full);
     const double percent = std::isfinite(control_.Value()) ? std::clamp(control_.Value(), 0.0, 100.0) : 0.0;
     const auto tenths = static_cast<int>(std::floor(percent * 10));
     if (widget_.value() != tenths) widget_.setValue(tenths);
     // Formatted like captions, so that the window never shows two different figures.
     const std::string point = QLocale::system().decimalPoint().toStdString();
-    const QString text = QString::fromStdString(FormatPercent(percent, point)) + QStringLiteral("%");
+    QString text = QString::fromStdString(FormatPercent(percent, point)) + QStringLiteral("%");
+    if (control_.Value() < 0) text.clear();
     if (widget_.format() != text) widget_.setFormat(text);
   }
+
+ private:
+  static constexpr int kFull = 1000;
 };
 
 class SliderBinding : public WidgetBinding<Slider, QSlider> {

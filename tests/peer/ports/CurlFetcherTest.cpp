@@ -110,19 +110,19 @@ TEST_F(CurlFetcherTest, AProxyThatRefusesIsNamed) {
   GetBy(request);
   EXPECT_EQ(events.log, "E");
   EXPECT_EQ(events.end, FetchEnd::Proxy) << events.reason;
-  EXPECT_EQ(events.reason, "files.invalid: no connection to the proxy: the connection is refused");
+  EXPECT_EQ(events.reason, "no connection to the proxy: the connection is refused");
   request.proxy = "http://127.0.0.1:" + std::to_string(stage.odd.Port());
   request.headers = {{"Cookie", "secret"}};
   GetBy(request);
   EXPECT_EQ(events.log, "E");
   EXPECT_EQ(events.end, FetchEnd::Proxy);
-  EXPECT_EQ(events.reason, "files.invalid: the proxy refuses (403)");
+  EXPECT_EQ(events.reason, "the proxy refuses (403)");
   EXPECT_EQ(stage.odd.Requests().find("secret"), std::string::npos);
   request.url = "http://login.invalid/file";
   GetBy(request);
   EXPECT_EQ(events.log, "E");
   EXPECT_EQ(events.end, FetchEnd::Proxy);
-  EXPECT_EQ(events.reason, "login.invalid: the proxy refuses the login");
+  EXPECT_EQ(events.reason, "the proxy refuses the login");
 }
 
 TEST_F(CurlFetcherTest, AnswersAChallengeOnceIfAsked) {
@@ -161,23 +161,39 @@ TEST_F(CurlFetcherTest, FetchesByHttp2IfAsked) {
   EXPECT_NE(stage.Web().Log().find("\"GET /file HTTP/1.1\" 200"), std::string::npos) << stage.Web().Log();
 }
 
+TEST_F(CurlFetcherTest, SaysThatAServerSpeaksHttp2Alone) {
+  stage.Web().Put("file", SomeContent(3000000));
+  FetchRequest request = RequestFor(stage.Web().Http2AloneUrl("file"));
+  GetBy(request);
+  EXPECT_EQ(events.log, "E");
+  EXPECT_EQ(events.end, FetchEnd::OtherHttp);
+  EXPECT_EQ(events.reason, "localhost: the server does not speak this version of HTTP");
+  request.http2 = true;
+  request.ranged = true;
+  request.from = 1000000;
+  GetBy(request);
+  EXPECT_EQ(events.end, FetchEnd::Whole) << events.reason;
+  EXPECT_EQ(events.answer.status, 206);
+  EXPECT_EQ(events.received, 2000000);
+}
+
 TEST_F(CurlFetcherTest, RefusesTlsBelow12) {
   Get(stage.Web().OldTlsUrl("file"));
   EXPECT_EQ(events.log, "E");
   EXPECT_EQ(events.end, FetchEnd::NotTrusted);
-  EXPECT_EQ(events.reason, "localhost: the server offers TLS below version 1.2 only");
+  EXPECT_EQ(events.reason, "the server offers TLS below version 1.2 only");
 }
 
 TEST_F(CurlFetcherTest, NamesWhatIsWrongWithACertificate) {
   Get(stage.SecureUrl(Certificate::Expired, "file", "content"));
-  EXPECT_EQ(events.reason, "localhost: the certificate has expired");
+  EXPECT_EQ(events.reason, "the certificate has expired");
   Get(stage.SecureUrl(Certificate::OtherHost, "file", "content"));
-  EXPECT_EQ(events.reason, "localhost: the certificate is for another host");
+  EXPECT_EQ(events.reason, "the certificate is for another host");
   Get(stage.SecureUrl(Certificate::UnknownAuthority, "file", "content"));
-  EXPECT_EQ(events.reason, "localhost: the certificate is self-signed");
+  EXPECT_EQ(events.reason, "the certificate is self-signed");
   Get("https://127.0.0.1:" + std::to_string(stage.Web().PlainPort()) + "/file");
   EXPECT_EQ(events.end, FetchEnd::NotTrusted);
-  EXPECT_EQ(events.reason, "127.0.0.1: the server does not speak TLS");
+  EXPECT_EQ(events.reason, "the server does not speak TLS");
 }
 
 // Only a length or the last chunk proves an end: the protocol's own sign is not asked for.
@@ -215,7 +231,7 @@ TEST_F(CurlFetcherTest, LeavesDescriptorsToTheRestOfTheProgram) {
   EXPECT_TRUE(RunUntil([&] { return all.back().HasEnded(); }));
   setrlimit(RLIMIT_NOFILE, &former);
   EXPECT_EQ(all.back().end, FetchEnd::NoConnect);
-  EXPECT_EQ(all.back().reason, "127.0.0.1: too many connections are open");
+  EXPECT_EQ(all.back().reason, "too many connections are open");
   EXPECT_EQ(all.front().log, "");
 }
 
@@ -269,7 +285,7 @@ TEST_F(CurlFetcherTest, ChecksTheNameAlsoAtAGivenAddress) {
   EXPECT_EQ(events.content, "content") << events.reason;
   request.url.replace(request.url.find("files"), 5, "wrong");
   GetBy(request);
-  EXPECT_EQ(events.reason, "wrong.invalid: the certificate is for another host");
+  EXPECT_EQ(events.reason, "the certificate is for another host");
 }
 
 // Internet sockets of this process that a program started from here would inherit.

@@ -18,6 +18,19 @@ TEST(CurlKnownHosts, FindsTheLinesOfTheHostByNameAndPort) {
   EXPECT_EQ(KeysOf("", "host", 22).lines, "");
 }
 
+TEST(CurlKnownHosts, NamesTheKindOfAKeyThatCanBeUsed) {
+  const auto key = [](const std::string& kind, char length) {
+    return QByteArray::fromStdString(std::string("\0\0\0", 3) + length + kind + "rest");
+  };
+  EXPECT_EQ(KindOfKey(key("ssh-ed25519", 11)), "ssh-ed25519");
+  EXPECT_EQ(KindOfKey(key("ssh-ed25519", 12)), "");
+  EXPECT_EQ(KindOfKey(key("ssh-ed25519", '\x7f')), "");
+  EXPECT_EQ(KindOfKey(key("ssh ed25519", 11)), "");
+  EXPECT_EQ(KindOfKey(QByteArray("\xff\xff\xff\xffssh-rsa")), "");
+  EXPECT_EQ(KindOfKey(QByteArray("abc")), "");
+  EXPECT_EQ(KindOfKey(QByteArray()), "");
+}
+
 TEST(CurlKnownHosts, UnderstandsPatternsAndExceptions) {
   const std::string file = "*.example,!bad.example ssh-ed25519 AAA\n?.test ssh-ed25519 BBB\n* ssh-ed25519 CCC\n";
   EXPECT_EQ(KeysOf(file, "a.example", 22).lines, "a.example ssh-ed25519 AAA\na.example ssh-ed25519 CCC\n");

@@ -5,9 +5,14 @@
 #include <chrono>
 
 #include "FetchServers.h"
+#include "Rights.h"
 #include "async/EventGate.h"
+#include "core/WebAddress.h"
+#include "desktop/PosixDownloadFiles.h"
+#include "desktop/PosixFiles.h"
 #include "desktop/QtEventLoop.h"
 #include "desktop/curl/CurlFetcher.h"
+#include "fetch/HostKeys.h"
 
 namespace pellora {
 namespace {
@@ -233,12 +238,13 @@ class CurlSftp : public CurlThreadTest {
   CurlSftp() : server(folder) {
     request.user = server.User();
     request.key = folder.Path("user");
-    request.knownHosts = folder.Path("known_hosts");
-    Put(request.knownHosts, server.Name() + " " + server.HostKey() + "\n");
+    request.knownHosts = {known};
+    Put(known, server.Name() + " " + server.HostKey() + "\n");
   }
   std::string Url(const std::string& name) const { return server.Url(folder.Path("files/" + name)); }
 
   OpenSsh server;
+  const std::string known = folder.Path("known_hosts");
 };
 
 TEST_F(CurlSftp, DeliversAFileWithLengthAndTime) {
@@ -258,13 +264,13 @@ TEST_F(CurlSftp, DeliversAFileWithLengthAndTime) {
 TEST_F(CurlSftp, AsksForAnUnknownKeyByItsFingerprint) {
   PutFile("file", "content");
   for (const std::string& file : {folder.Path("known_hosts"), folder.Path("none"), std::string()}) {
-    Put(folder.Path("known_hosts"), "[127.0.0.1]:1 " + server.HostKey() + "\n");
-    request.knownHosts = file;
+    Put(known, "[127.0.0.1]:1 " + server.HostKey() + "\n");
+    request.knownHosts = {file};
     request.acceptedKey.clear();
     Get(Url("file"));
     ExpectRefusal(FetchEnd::UnknownKey);
-    EXPECT_EQ(events.reason, server.Fingerprint());
-    request.acceptedKey = events.reason;
+    EXPECT_EQ(events.reason, server.Fingerprint() + " " + server.HostKey());
+    request.acceptedKey = server.Fingerprint();
     Get(Url("file"));
     ExpectContent("content");
     request.acceptedKey += "x";
@@ -276,24 +282,71 @@ TEST_F(CurlSftp, AsksForAnUnknownKeyByItsFingerprint) {
 TEST_F(CurlSftp, RefusesAChangedOrRevokedKeyEvenIfItWasAccepted) {
   const std::string other = Content(folder.Path("other.pub"));
   request.acceptedKey = server.Fingerprint();
-  Put(request.knownHosts, server.Name() + " " + other);
+  Put(known, server.Name() + " " + other);
   Get(Url("file"));
   ExpectRefusal(FetchEnd::NotTrusted);
   EXPECT_EQ(events.reason, "127.0.0.1: the host key is not the one in known_hosts");
-  Put(request.knownHosts, server.Name() + " " + server.HostKey() + "\n@revoked * " + server.HostKey() + "\n");
+  // The line of a second file counts like one of the first.
+  Put(folder.Path("for_all"), server.Name() + " " + other);
+  request.knownHosts = {folder.Path("none"), folder.Path("for_all")};
+  Get(Url("file"));
+  ExpectRefusal(FetchEnd::NotTrusted);
+  request.knownHosts = {known};
+  Put(known, server.Name() + " " + server.HostKey() + "\n@revoked * " + server.HostKey() + "\n");
   Get(Url("file"));
   ExpectRefusal(FetchEnd::NotTrusted);
   EXPECT_EQ(events.reason, "127.0.0.1: the host key is revoked");
+}
+
+// A server that does not have the known key is not asked about with another one.
+TEST_F(CurlSftp, RefusesAServerWithoutTheKnownKindOfKey) {
+  Folder keys;
+  RunProgramToItsEnd("ssh-keygen", {"-q", "-t", "ecdsa", "-N", "", "-f", keys.Path("ecdsa")});
+  Put(known, server.Name() + " " + Content(keys.Path("ecdsa.pub")));
+  Get(Url("file"));
+  ExpectRefusal(FetchEnd::NotTrusted);
+  EXPECT_EQ(events.reason,
+            "127.0.0.1: the host has no key of the kind in known_hosts, or no agreement on a way to encrypt");
+}
+
+TEST_F(CurlSftp, KeyThatWasAddedToTheFileIsKnown) {
+  PutFile("file", "content");
+  PosixFiles files;
+  PosixDownloadFiles downloadFiles;
+  const std::string added = folder.Path("home/.ssh/known_hosts");
+  request.knownHosts = {added};
+  Get(Url("file"));
+  ExpectRefusal(FetchEnd::UnknownKey);
+  const HostKey key = ReadHostKey(events.reason);
+  const std::string line = KnownHostsName(*ParseWebAddress(Url("file"))) + " " + key.key;
+  AddKnownHost(files, downloadFiles, added, line);
+  Get(Url("file"));
+  ExpectContent("content");
+  EXPECT_EQ(RightsOf(added), 0600U);
+  EXPECT_EQ(RightsOf(folder.Path("home/.ssh")), 0700U);
+
+  // A file that is there keeps its rights and its lines.
+  const std::string other = "other.example " + server.HostKey();
+  Put(added, other);
+  chmod(added.c_str(), 0644);
+  AddKnownHost(files, downloadFiles, added, line);
+  EXPECT_EQ(Content(added), other + "\n" + line + "\n");
+  EXPECT_EQ(RightsOf(added), 0644U);
+  Get(Url("file"));
+  ExpectContent("content");
+  QProcess keygen;
+  keygen.start("ssh-keygen", {"-F", QString::fromStdString(server.Name()), "-f", QString::fromStdString(added)});
+  keygen.waitForFinished();
+  EXPECT_EQ(keygen.exitCode(), 0) << "OpenSSH reads the line too";
 }
 
 TEST_F(CurlSftp, FindsTheHostAmongHashedNames) {
   PutFile("file", "content");
   Folder keys;
   RunProgramToItsEnd("ssh-keygen", {"-q", "-t", "rsa", "-b", "2048", "-N", "", "-f", keys.Path("rsa")});
-  Put(request.knownHosts,
-      "elsewhere.example " + Content(keys.Path("rsa.pub")) + server.Name() + " " + server.HostKey() + "\n");
-  RunProgramToItsEnd("ssh-keygen", {"-H", "-f", request.knownHosts});
-  EXPECT_EQ(Content(request.knownHosts).find("127.0.0.1"), std::string::npos);
+  Put(known, "elsewhere.example " + Content(keys.Path("rsa.pub")) + server.Name() + " " + server.HostKey() + "\n");
+  RunProgramToItsEnd("ssh-keygen", {"-H", "-f", known});
+  EXPECT_EQ(Content(known).find("127.0.0.1"), std::string::npos);
   Get(Url("file"));
   ExpectContent("content");
 }

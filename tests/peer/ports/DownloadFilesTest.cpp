@@ -139,6 +139,7 @@ TEST_F(DownloadFilesTest, AWriteBeyondTheLimitFails) {
 TEST_F(DownloadFilesTest, AdoptsItsOwnPartByIdentityOnly) {
   PutPart("half");
   const FileIdentity identity = files.StateOf(part)->identity;
+  EXPECT_NE(files.Adopt(part, {identity.device + 1, identity.inode}), nullptr);
   const auto file = files.Adopt(part, identity);
   ASSERT_TRUE(file);
   EXPECT_EQ(file->Length(), 4U);
@@ -308,6 +309,8 @@ TEST_F(DownloadFilesTest, FatDisksHaveShortFilesAndFillGaps) {
   EXPECT_GT(LimitsOf(EXFAT_SUPER_MAGIC).longestFile, kFourGibibytes);
   EXPECT_TRUE(LimitsOf(EXFAT_SUPER_MAGIC).fillsGaps);
   EXPECT_GT(files.LongestFileIn(folder.Path()), kFourGibibytes);
+  EXPECT_EQ(files.DiskOf(folder.Path()), files.DiskOf(folder.Path() + "/."));
+  EXPECT_NE(files.DiskOf(folder.Path()), files.DiskOf("/proc"));
   EXPECT_FALSE(files.FillsGaps(folder.Path()));
   EXPECT_EQ(FailureOf([&] { (void)files.FillsGaps(folder.Path("none")); }), FailureNumber::File);
 }

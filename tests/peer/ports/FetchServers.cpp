@@ -292,7 +292,13 @@ void OddServer::SendEndless(int fd) {
 }
 
 Nginx::Nginx(const Folder& folder)
-    : folder_(folder), plain_(FreePort()), http2_(FreePort()), oldTls_(FreePort()), secure_{} {
+    : folder_(folder),
+      plain_(FreePort()),
+      http2_(FreePort()),
+      http2Alone_(FreePort()),
+      cleartextHttp2_(FreePort()),
+      oldTls_(FreePort()),
+      secure_{} {
   const Authority authority(folder);
   for (const Certificate kind :
        {Certificate::Right, Certificate::Expired, Certificate::OtherHost, Certificate::UnknownAuthority}) {
@@ -314,11 +320,14 @@ std::string Nginx::Configuration() const {
            ".pem; ssl_certificate_key " + name + ".key; root " + folder_.Path("files") + "; " + more + " }\n";
   };
   std::string text =
-      "daemon off; master_process off; pid " + folder_.Path("nginx.pid") + "; events {}\nhttp { access_log " +
-      folder_.Path("access.log") +
+      "load_module /usr/lib/nginx/modules/ngx_stream_module.so; daemon off; master_process off; pid " +
+      folder_.Path("nginx.pid") + "; events {}\nstream { server { listen 127.0.0.1:" + std::to_string(http2Alone_) +
+      " ssl; ssl_alpn h2; ssl_certificate " + folder_.Path("server0.pem") + "; ssl_certificate_key " +
+      folder_.Path("server0.key") + "; proxy_pass 127.0.0.1:" + std::to_string(cleartextHttp2_) +
+      "; } }\nhttp { access_log " + folder_.Path("access.log") +
       " combined; sendfile on; keepalive_requests 10000; client_body_temp_path body; proxy_temp_path proxy; "
       "fastcgi_temp_path fastcgi; uwsgi_temp_path uwsgi; scgi_temp_path scgi; ssl_protocols TLSv1.2 TLSv1.3;\n" +
-      server(plain_, "", 0, "") + server(http2_, " ssl http2", 0, "") +
+      server(plain_, "", 0, "") + server(http2_, " ssl http2", 0, "") + server(cleartextHttp2_, " http2", 0, "") +
       server(oldTls_, " ssl", 0, "ssl_protocols TLSv1.1; ssl_ciphers ALL:@SECLEVEL=0;");
   for (std::size_t i = 0; i < secure_.size(); ++i) text += server(secure_[i], " ssl", static_cast<int>(i), "");
   return text + "}\n";
@@ -334,6 +343,10 @@ std::string Nginx::Url(const std::string& name) const {
 
 std::string Nginx::SecureUrl(Certificate certificate, const std::string& name) const {
   return "https://localhost:" + std::to_string(SecurePort(certificate)) + "/" + name;
+}
+
+std::string Nginx::Http2AloneUrl(const std::string& name) const {
+  return "https://localhost:" + std::to_string(http2Alone_) + "/" + name;
 }
 
 std::string Nginx::Http2Url(const std::string& name) const {

@@ -92,6 +92,7 @@ class Nginx {
   std::string Url(const std::string& name) const;
   std::string SecureUrl(Certificate certificate, const std::string& name) const;
   std::string Http2Url(const std::string& name) const;
+  std::string Http2AloneUrl(const std::string& name) const;  // refuses HTTP/1.1 in the handshake
   std::string OldTlsUrl(const std::string& name) const;
   int PlainPort() const { return plain_; }
   int SecurePort(Certificate certificate) const { return secure_.at(static_cast<std::size_t>(certificate)); }
@@ -103,6 +104,8 @@ class Nginx {
   const Folder& folder_;
   int plain_;
   int http2_;
+  int http2Alone_;
+  int cleartextHttp2_;
   int oldTls_;
   std::vector<int> secure_;
   std::unique_ptr<Server> server_;

@@ -3,6 +3,7 @@
 import os
 import random
 import subprocess
+import threading
 import unittest
 
 import harness
@@ -100,6 +101,35 @@ class Web(Case):
         self.wait_state(url, "failed")
         listed = self.session.companion.run("list").stdout.decode()
         self.assertIn("127.0.0.1", listed.splitlines()[-1].split("\t")[-1])
+
+    def test_length_that_is_not_known_has_no_figure(self):
+        block = self.data[:100_000]
+        goes_on = threading.Event()
+
+        def reply(connection, _request):
+            connection.sendall(b"HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n"
+                               b"Transfer-Encoding: chunked\r\n\r\n")
+            for _ in range(20):
+                connection.sendall(b"%x\r\n%s\r\n" % (len(block), block))
+                goes_on.wait(0.2)
+            goes_on.wait(30)
+            connection.sendall(b"0\r\n\r\n")
+
+        self.origin.replies["/a.bin"] = reply
+        self.session = self.new_session(WebEngine=2)
+        self.start_with_screen()
+        url = self.origin.url("/a.bin")
+        self.session.menu_url(url)
+        harness.wait_until(lambda: self.received(url) >= 1_000_000, 30, "a part of the file")
+        titles = [name for _, name in self.screen.windows() if "a.bin" in name]
+        self.assertEqual(len(titles), 1, self.screen.windows())
+        self.assertNotIn("%", titles[0])
+        texts = [element.name or element.text for element in self.screen.elements(titles[0].split(" of ")[-1])]
+        self.assertNotIn("/ 0 bytes", texts)
+        self.assertNotIn("0.0%", texts)
+        self.session.save_screenshot("web-unknown-length")
+        goes_on.set()
+        self.finish(url, block * 20)
 
 
 if __name__ == "__main__":

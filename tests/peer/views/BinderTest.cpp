@@ -100,6 +100,24 @@ TEST(Binder, ShowsPercentWithOneDecimal) {
   EXPECT_EQ(shown.Find<QProgressBar>("PB")->value(), 1000);
 }
 
+TEST(Binder, ShowsNoPercentageOfWhatIsNotKnown) {
+  const Shown<SampleTransfer> shown;
+  shown.window->PB.Value = -1.0;
+  shown.window->PB.Busy = true;
+  Stage::Settle();
+  const QProgressBar* const bar = shown.Find<QProgressBar>("PB");
+  EXPECT_EQ(bar->minimum(), bar->maximum());
+  EXPECT_EQ(bar->text(), QString());
+  shown.window->PB.Busy = false;
+  Stage::Settle();
+  EXPECT_EQ(bar->maximum(), 1000);
+  EXPECT_EQ(bar->text(), QString());
+  shown.window->PB.Value = 50.0;
+  Stage::Settle();
+  EXPECT_EQ(bar->value(), 500);
+  EXPECT_TRUE(bar->text().startsWith(QStringLiteral("50")));
+}
+
 TEST(Binder, RoundsThePercentageLikeCaptions) {
   const Shown<SampleTransfer> shown;
   const std::string point = QLocale::system().decimalPoint().toStdString();

@@ -112,8 +112,8 @@ TEST(WebLeftovers, NothingIsAskedAboutAChangedFileOfWhichNothingIsHeld) {
   run.origin.NoFaults();
   const SimContent now = run.Serve(2, 700'000);
   run.rig.Resume();
-  ASSERT_TRUE(run.rig.sim.RunUntil([&] { return run.rig.Record().Finished || run.rig.sim.dialogs().OpenCount() > 0; }));
-  EXPECT_EQ(run.rig.sim.dialogs().OpenCount(), 0U);
+  ASSERT_TRUE(run.rig.sim.RunUntil([&] { return run.rig.Record().Finished || run.rig.Asks(); }));
+  EXPECT_FALSE(run.rig.Asks());
   EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now));
   run.rig.sim.RunFor(1000);
   EXPECT_EQ(run.rig.InFolder(), std::vector<std::string>{"a.bin"});
@@ -156,8 +156,8 @@ TEST(WebLeftovers, FileThatHasBecomeShorterThanWhatIsHeldIsAskedAbout) {
   run.rig.Pause();
   const SimContent now = run.Serve(1, 500'000);
   run.rig.Resume();
-  ASSERT_TRUE(run.rig.RunUntilABoxIsOpen());
-  run.rig.Answer(kAnswerYes);
+  ASSERT_TRUE(run.rig.RunUntilAsked());
+  run.rig.Answer(true);
   ASSERT_TRUE(run.rig.RunUntilFinished());
   EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now));
 }
@@ -172,8 +172,8 @@ TEST(WebLeftovers, BegunAnewTwiceLeavesNoPartFile) {
     run.rig.Pause();
     now = run.Serve(version, 3'000'000);
     run.rig.Resume();
-    ASSERT_TRUE(run.rig.RunUntilABoxIsOpen());
-    run.rig.Answer(kAnswerYes);
+    ASSERT_TRUE(run.rig.RunUntilAsked());
+    run.rig.Answer(true);
     run.rig.sim.RunFor(500);
   }
   ASSERT_TRUE(run.rig.RunUntilFinished());
@@ -192,8 +192,8 @@ TEST(WebLeftovers, DifferenceFoundAfterTheLastByteIsAskedAbout) {
   const SimContent now = run.Serve(2, 200'000);
   run.rig.sim.background().SetMaxDelay(5000);
   run.rig.Resume();
-  ASSERT_TRUE(run.rig.RunUntilABoxIsOpen());
-  run.rig.Answer(kAnswerYes);
+  ASSERT_TRUE(run.rig.RunUntilAsked());
+  run.rig.Answer(true);
   ASSERT_TRUE(run.rig.RunUntilFinished());
   EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now));
 }

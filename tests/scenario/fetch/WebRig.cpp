@@ -71,9 +71,14 @@ void WebRig::Resume(std::int16_t index) {
   }
 }
 
-void WebRig::Answer(int answer) {
-  sim.dialogs().AnswerNext(answer);
-  sim.RunReady();
+void WebRig::Answer(bool yes, std::int16_t index) {
+  const auto window = WindowOf(index);
+  sim.Do([&] { (yes ? window->Command1 : window->Command3).Click(); });
+}
+
+bool WebRig::Asks(int index) {
+  const auto window = WindowOf(index);
+  return window && window->Asks();
 }
 
 void WebRig::Load() {

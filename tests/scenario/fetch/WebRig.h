@@ -25,6 +25,7 @@ class CountingLists : public Lists {
  public:
   void RefreshRows(std::int16_t, std::int16_t) override { ++refreshes; }
   void RefreshDownList() override { ++downListRefreshes; }
+  void RefreshFinishedSoon() override { RefreshDownList(); }
   void Status(const std::string&) override {}
   Task<> Restart(std::int16_t) override { co_return; }
 
@@ -43,7 +44,8 @@ class WebRig {
   std::int16_t Start(const std::string& url);
   void Pause(std::int16_t index = 1);
   void Resume(std::int16_t index = 1);
-  void Answer(int answer);  // the open box
+  void Answer(bool yes, std::int16_t index = 1);  // the question in the record's window
+  bool Asks(int index = 1);                       // it has one
   // Loads list and journal, as at a start, and resumes the record.
   void Load();
 
@@ -68,8 +70,8 @@ class WebRig {
   bool RunUntilReceived(std::int64_t bytes, int index = 1, std::uint64_t limit = 600'000) {
     return sim.RunUntil([&] { return program.Web(index) && Web(index).received >= bytes; }, limit);
   }
-  bool RunUntilABoxIsOpen(std::uint64_t limit = 600'000) {
-    return sim.RunUntil([&] { return sim.dialogs().OpenCount() > 0; }, limit);
+  bool RunUntilAsked(int index = 1, std::uint64_t limit = 600'000) {
+    return sim.RunUntil([&] { return Asks(index); }, limit);
   }
   // What lies in the download folder, part files too.
   std::vector<std::string> InFolder() { return sim.platform().files.FilesIn("/home/u/dl"); }

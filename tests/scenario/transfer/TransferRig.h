@@ -26,6 +26,7 @@ class RecordingLists final : public Lists {
   };
   void RefreshRows(std::int16_t index, std::int16_t force) override { refreshes.push_back({index, force}); }
   void RefreshDownList() override { ++downListRefreshes; }
+  void RefreshFinishedSoon() override { RefreshDownList(); }
   void Status(const std::string&) override {}
   Task<> Restart(std::int16_t) override { co_return; }
 

@@ -238,6 +238,7 @@ void User::ActOnWindow() {
       case 3:
         return transfer->ViewResized(600, 400, 590, 380);
       default:
+        if (transfer->Asks() && Random(3) != 0) return transfer->Command1.Click();
         return transfer->Command3.Click();
     }
   });

@@ -178,7 +178,7 @@ TEST_F(EngineChoiceTest, FindsAWebAddressWithAnyPasswordAndAClassicOneExactly) {
   EXPECT_EQ(FindListed(program, "ftp://u:one@h/f", EngineName::Classic), 0);
 }
 
-TEST_F(EngineChoiceTest, GivesTheEnginesReasonFirstAndNoneForAFinishedRecord) {
+TEST_F(EngineChoiceTest, GivesTheEnginesReasonFirstAndOfAFinishedRecordItsNote) {
   Choose("https://h/f", kWebEngineNewSchemes, kWebEngineNewSchemes);
   EXPECT_EQ(Reason(), "");
   EXPECT_FALSE(HasFailed(program, 1));
@@ -190,6 +190,9 @@ TEST_F(EngineChoiceTest, GivesTheEnginesReasonFirstAndNoneForAFinishedRecord) {
   program.Download(1).Active = false;
   program.Download(1).Finished = true;
   EXPECT_EQ(Reason(), "");
+  EXPECT_FALSE(HasFailed(program, 1));
+  program.AddWeb(1) = {.standing = WebStanding::Finished, .reason = "It may be incomplete."};
+  EXPECT_EQ(Reason(), "It may be incomplete.");
   EXPECT_FALSE(HasFailed(program, 1));
 }
 

@@ -164,6 +164,24 @@ TEST(NumberedName, PutsTheNumberBeforeTheExtension) {
   EXPECT_EQ(NumberedName(std::string(236, 'n') + ".zip", 2), std::string(232, 'n') + " (2).zip");
 }
 
+TEST(NumberedName, FollowingOneCountsOn) {
+  EXPECT_EQ(FollowingName("a.zip"), "a (2).zip");
+  EXPECT_EQ(FollowingName("a (2).zip"), "a (3).zip");
+  EXPECT_EQ(FollowingName("a (9).tar.gz"), "a (10).tar.gz");
+  EXPECT_EQ(FollowingName("a (2)"), "a (3)");
+  EXPECT_EQ(FollowingName("a (1).zip"), "a (1) (2).zip");
+  EXPECT_EQ(FollowingName("a (02).zip"), "a (02) (2).zip");
+  EXPECT_EQ(FollowingName("a (2x).zip"), "a (2x) (2).zip");
+  EXPECT_EQ(FollowingName("a ().zip"), "a () (2).zip");
+  EXPECT_EQ(FollowingName(" (2).zip"), " (2) (2).zip");
+  EXPECT_EQ(FollowingName(std::string(232, 'n') + " (9).zip"), std::string(231, 'n') + " (10).zip");
+}
+
+TEST(NumberedName, OfAPartLeavesRoomForItsEnding) {
+  EXPECT_EQ(PartNameOf(std::string(240, 'n')), std::string(240, 'n') + ".part");
+  EXPECT_EQ(PartNameOf(std::string(255, 'n')), std::string(240, 'n') + ".part");
+}
+
 TEST(NumberedName, NamesThePart) { EXPECT_EQ(PartNameOf("a (2).zip"), "a (2).zip.part"); }
 
 }  // namespace

@@ -197,14 +197,14 @@ TEST(ReplyCheck, GoesWithoutALaneThatIsRefused) {
   const FileFacts known = Known(200, kTag);
   Expect(Answer(200, {{"Content-Length", "200"}, kTagHeader}), Later(50, 99), known, V::OneLane, R::NoRanges);
   Expect(Answer(200, {{"Content-Type", "text/html"}}), Later(50, 99), known, V::OneLane, R::NoRanges);
-  Expect(Answer(401), Later(50, 99), known, V::OneLane, R::Login);
-  Expect(Answer(403), Later(50, 99), known, V::OneLane, R::Forbidden);
-  Expect(Answer(404), Later(50, 99), known, V::OneLane, R::NotFound);
-  Expect(Answer(410), Later(50, 99), known, V::OneLane, R::NotFound);
+  Expect(Answer(401), Later(50, 99), known, V::Login, R::Login);
+  Expect(Answer(403), Later(50, 99), known, V::Refused, R::Forbidden);
+  Expect(Answer(404), Later(50, 99), known, V::Refused, R::NotFound);
+  Expect(Answer(410), Later(50, 99), known, V::Refused, R::NotFound);
   Expect(Answer(416), Later(50, 99), known, V::OneLane, R::WrongRange);
   Expect(Answer(416, {{"Content-Range", "bytes */200"}}), Later(50, 99), known, V::OneLane, R::WrongRange);
-  Expect(Answer(505), Later(50, 99), known, V::OneLane, R::Status);
-  Expect(Answer(204), Later(50, 99), known, V::OneLane, R::NoContent);
+  Expect(Answer(505), Later(50, 99), known, V::Http2, R::Status);
+  Expect(Answer(204), Later(50, 99), known, V::Refused, R::NoContent);
   Expect(Answer(429), Later(50, 99), known, V::Wait, R::Status);
   Expect(Answer(502), Later(50, 99), known, V::Again, R::Status);
   Expect(Answer(302, {{"Location", "/x"}}), Later(50, 99), known, V::Redirect, R::Status);
@@ -229,9 +229,16 @@ TEST(ReplyCheck, ComparesASampleWhereNodesDifferInTheirValidators) {
 
 TEST(ReplyCheck, NeedsNoProofOfTheVersionWithinARun) {
   Expect(Part("50-99/200"), Later(50, 99), Known(200), V::Body);
-  Expect(Part("50-99/200"), Later(50, 99), Known(200, kTag), V::Body);
   Expect(Part("50-99/200", {{"ETag", "W/\"a\""}}), Later(50, 99), Known(200, kWeak), V::Body);
   Expect(Part("50-99/200", {{"ETag", "W/\"b\""}}), Later(50, 99), Known(200, kWeak), V::CompareSample, R::OtherVersion);
+}
+
+TEST(ReplyCheck, ComparesASampleWhereAnswersHaveNoValidatorInCommon) {
+  Expect(Part("50-99/200"), Later(50, 99), Known(200, kTag), V::CompareSample, R::Unproven);
+  Expect(Part("50-99/200", {kTagHeader}), Later(50, 99), Known(200), V::CompareSample, R::Unproven);
+  const Validator date{"", false, "Sun, 06 Nov 1994 08:49:37 GMT", true};
+  Expect(Part("50-99/200"), Later(50, 99), Known(200, date), V::CompareSample, R::Unproven);
+  Expect(Part("50-99/200", {kTagHeader}), Later(50, 99), Known(200, date), V::CompareSample, R::Unproven);
 }
 
 // After a restart
@@ -320,7 +327,8 @@ TEST(ReplyCheck, JudgesFtpByLengthAndTime) {
   Expect(PlainAnswer(200), Later(50), known, V::Changed, R::OtherLength);
   Expect(PlainAnswer(-1), Later(50), known, V::OneLane, R::Lengths);
   Expect(PlainAnswer(150, 8), Later(50), known, V::CompareSample, R::OtherVersion);
-  Expect(PlainAnswer(150, -1), Later(50), known, V::Body);
+  Expect(PlainAnswer(150, -1), Later(50), known, V::CompareSample, R::Unproven);
+  Expect(PlainAnswer(150, -1), Later(50), {200, {}, -1}, V::Body);
   Expect(PlainAnswer(150, 7), Resumed(50), known, V::Body);
   Expect(PlainAnswer(150, 8), Resumed(50), known, V::CompareSample, R::OtherVersion);
   Expect(PlainAnswer(150, -1), Resumed(50), known, V::CompareSample, R::Unproven);
