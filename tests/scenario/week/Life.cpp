@@ -417,6 +417,7 @@ void Life::CheckRecord(int index, std::vector<std::string>& wrong) {
   const DownloadRecord& record = app_->program().Download(index);
   const std::string_view* const bytes = origin_.Find(record.FileName);
   if (!record.InUse || !record.Finished || !bytes || !IsHonest(HostOf(record.Host))) return;
+  if (powerCut_ && app_->program().Web(index) == nullptr) return;
   if (!sim_->disk().Has(record.SavePath) || sim_->disk().Get(record.SavePath) != *bytes) {
     wrong.push_back("record " + std::to_string(index) + " " + record.URL +
                     ": finished, and not the origin's bytes: " + record.SavePath);
