@@ -354,7 +354,7 @@ bool Life::SettleRound() {
   Do([this] { app_->mainWindow().pauseall(); });
   for (Window* const window : sim_->windows().Loaded("TransferWindow")) {
     auto* const transfer = dynamic_cast<TransferWindow*>(window);
-    if (transfer->FinishedMode == 0 && transfer->Command3.Caption() != "Resume Download") {
+    if (!transfer->Asks() && transfer->FinishedMode == 0 && transfer->Command3.Caption() != "Resume Download") {
       Do([transfer] { transfer->Command3.Click(); });
     }
   }
@@ -363,6 +363,7 @@ bool Life::SettleRound() {
   const int seconds = web_ ? 600 : 90;  // the web engine goes on by itself
   for (int second = 0; second < seconds && !sim_->Ended(); ++second) {
     sim_->RunFor(1000);
+    AnswerInWindows();
     for (Window* const window : sim_->windows().Loaded("Form2")) {
       auto* const viewer = dynamic_cast<Form2*>(window);
       if (viewer->Label1.Caption().ends_with(" packed.)")) Do([viewer] { viewer->Command3.Click(); });
@@ -370,6 +371,14 @@ bool Life::SettleRound() {
     if (!sim_->Ended() && !Unfinished()) return true;
   }
   return sim_->Ended();
+}
+
+// With Yes: begin anew, trust the key.
+void Life::AnswerInWindows() {
+  for (Window* const window : sim_->windows().Loaded("TransferWindow")) {
+    auto* const transfer = dynamic_cast<TransferWindow*>(window);
+    if (transfer->Asks()) Do([transfer] { transfer->Command1.Click(); });
+  }
 }
 
 std::string Life::Listed() {
