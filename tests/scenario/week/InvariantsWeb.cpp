@@ -61,12 +61,11 @@ void Invariants::CheckClaim(const JournalEntry& entry) {
   if (!on || file < 0 || !NeedsPart(entry) || entry.partPath.empty() || entry.held.Ranges().empty()) return;
   ++counts_.faults["web: a claim of an earlier session"];
   if (entry.renamed && sim_->disk().Has(entry.path)) return;  // and another download may have the part file's name
+  // Where the journal could not be written it does not know what became of the file.
+  if (journalFailed_) return;
   if (!sim_->disk().Has(entry.partPath)) {
-    // Where the journal could not be written it does not know what became of the file.
-    if (!journalFailed_) Note("the journal claims bytes of a part file that is gone: " + entry.partPath);
-    return;
-  }
-  if (!web_->Holds(file, entry.held, sim_->disk(), entry.partPath)) {
+    Note("the journal claims bytes of a part file that is gone: " + entry.partPath);
+  } else if (!web_->Holds(file, entry.held, sim_->disk(), entry.partPath)) {
     Note("the journal claims bytes that are not in the part file: " + entry.partPath);
   }
 }

@@ -76,6 +76,7 @@ class Life {
   void Do(const std::function<void()>& event);
   bool Settle(std::uint64_t limit);
   bool SettleRound();
+  void AnswerInWindows();
   bool Unfinished();  // True if something that must finish has not
   void CheckRecord(int index, std::vector<std::string>& wrong);
   std::string Listed();

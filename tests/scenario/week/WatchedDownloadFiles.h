@@ -46,6 +46,7 @@ class WatchedDownloadFiles final : public DownloadFiles {
   bool Publish(const std::string& part, const std::string& path) override;
   bool PublishOver(const std::string& part, const std::string& path, const FileState& replaced) override;
   std::uint64_t RoomIn(const std::string& folder) const override;
+  std::uint64_t DiskOf(const std::string& folder) const override { return sim_.downloadFiles().DiskOf(folder); }
   std::uint64_t LongestFileIn(const std::string& folder) const override;
   bool FillsGaps(const std::string& folder) const override;
 

@@ -20,6 +20,7 @@ class WatchedFetcher final : public Fetcher {
   // The port.
   std::unique_ptr<Fetch> Begin(FetchRequest request, FetchEvents& events) override;
   bool Supports(std::string_view scheme) const override { return sim_.fetcher().Supports(scheme); }
+  bool Starved() const override { return sim_.fetcher().Starved(); }
 
   struct OpenFetch {
     std::string url;
