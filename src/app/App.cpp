@@ -164,8 +164,9 @@ struct App::Parts {
     web = std::make_shared<WebServices>(platform, JoinFolder(FolderOf(ListPath(program)), kJournalName), seed);
     program.newWebEngine = [this](Program&) { return std::make_shared<WebEngine>(program, web); };
     program.listSaved = [this] { SweepJournal(program, *web); };
-    program.replacingConfirmed = [this](std::int16_t index, const FileState& replaced) {
-      RememberReplacing(program, *web, index, replaced);
+    program.webAdded = [this](std::int16_t index, const WebAdd& add) { RememberAdd(program, *web, index, add); };
+    program.takesHandOver = [this](std::int16_t index, const HandOver& handOver) {
+      return TakeHandOver(program, *web, index, handOver);
     };
     program.hasJournalEntry = [this](const std::string& url, double added) {
       return web->journal.Find(JournalKeyOf(url, added)) != nullptr;
@@ -240,11 +241,11 @@ App::~App() = default;
 void App::Start() { parts_->program.platform.tasks.Spawn(Parts::Start(parts_.get())); }
 
 // `parts` as the caller: many calls with a bad URL show one message.
-void App::MenuURL(std::string url, const std::string&, const std::string&) {
+void App::MenuURL(std::string url, std::string refURL, std::string cookie) {
   Parts* const parts = parts_.get();
-  parts->WhenStarted([parts, url = std::move(url)] {
+  parts->WhenStarted([parts, url = std::move(url), handOver = HandOver{std::move(refURL), std::move(cookie)}] {
     Program& program = parts->program;
-    program.platform.tasks.Spawn(AddDownload(&program, url, false, 0, parts));
+    program.platform.tasks.Spawn(AddDownload(&program, url, false, 0, parts, handOver));
   });
 }
 

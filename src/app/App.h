@@ -52,8 +52,8 @@ class App {
   void Start();
 
   // The automation class. Both return at once; calls before the end of the start sequence take effect at its end. The
-  // second and third arguments are ignored.
-  void MenuURL(std::string url, const std::string& refURL, const std::string& cookie);
+  // second and third arguments are for the web engine; the classic one ignores them.
+  void MenuURL(std::string url, std::string refURL, std::string cookie);
   void LeechURL(const std::string& url, const std::string& refURL);
 
   // For scripts: adds an address without asking, and starts or queues it. Calls before the end of the start sequence

@@ -20,6 +20,7 @@
 #include "core/Record.h"
 #include "core/Settings.h"
 #include "core/Transfer.h"
+#include "core/WebAdd.h"
 #include "core/WebFigures.h"
 #include "ports/Platform.h"
 
@@ -29,7 +30,6 @@ class Basket;
 class Catcher;
 class Engine;
 class Window;
-struct FileState;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
 inline constexpr const char* kProgramName = "Pellora !";
@@ -73,9 +73,10 @@ class Program {
   std::function<void()> listSaved;  // after each save of the list; may be empty
   // The web engine's journal has an entry of this address and date, whether its record is listed or not; may be empty.
   std::function<bool(const std::string& url, double added)> hasJournalEntry;
-  // The user has confirmed that this file, which the save dialog found at the record's SavePath, be replaced; may be
-  // empty.
-  std::function<void(std::int16_t index, const FileState& replaced)> replacingConfirmed;
+  // A record was added for the web engine; may be empty.
+  std::function<void(std::int16_t index, const WebAdd& add)> webAdded;
+  // True if the record had stopped for want of cookies and has these now; may be empty.
+  std::function<bool(std::int16_t index, const HandOver& handOver)> takesHandOver;
   // The windows that a language is applied to, in that order; created if need be.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;
 

@@ -127,8 +127,8 @@ QList<DownloadRow> Rows(const App& app) {
 // `app` must outlive the result.
 BusActions BusActionsOf(App& app) {
   BusActions actions;
-  actions.menuUrl = [&app](std::string url, const std::string& refURL, const std::string& cookie) {
-    app.MenuURL(std::move(url), refURL, cookie);
+  actions.menuUrl = [&app](std::string url, std::string refURL, std::string cookie) {
+    app.MenuURL(std::move(url), std::move(refURL), std::move(cookie));
   };
   actions.leechUrl = [&app](const std::string& url, const std::string& refURL) { app.LeechURL(url, refURL); };
   actions.show = [&app] { app.ShowMainWindow(); };

@@ -81,6 +81,10 @@ void CookieJar::Take(const WebAddress& from, std::string_view header, std::int64
   cookies_.push_back(std::move(cookie));
 }
 
+void CookieJar::TakeAll(const WebAddress& from, std::string_view pairs) {
+  while (!pairs.empty()) Take(from, std::string(NextOf(pairs, ';')) + "; Path=/", 0);
+}
+
 std::string CookieJar::For(const WebAddress& to) const {
   std::vector<const Cookie*> sent;
   for (const Cookie& cookie : cookies_) {

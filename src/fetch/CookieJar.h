@@ -19,6 +19,8 @@ class CookieJar {
   // `header` is the value of one Set-Cookie of a reply from `from`; `now`: seconds since 1970. What is no cookie is
   // passed over (RFC 6265, section 5.2).
   void Take(const WebAddress& from, std::string_view header, std::int64_t now);
+  // "name=value; name=value" of a browser, for all paths of that origin.
+  void TakeAll(const WebAddress& from, std::string_view pairs);
   // The value of Cookie for a request: longer paths first, then the older ones (RFC 6265, section 5.4). Empty: none.
   std::string For(const WebAddress& to) const;
 

@@ -136,6 +136,8 @@ void WebEngine::Start() {
   if (!record.Password.empty()) given_.password = record.Password;
   current_ = given_;
   netrc_ = ReadNetrc(program_.platform);
+  if (CookiesAreGone() && !factsKnown_) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));
+  TakeHandedCookies();
   if (part_ || entry_.partPath.empty()) {
     Open();
   } else {
@@ -147,6 +149,16 @@ void WebEngine::StopWithoutJournal() {
   const std::string reason =
       Record().Received > 0 ? Say(WebText::ProgressLost) : Say(WebText::JournalUnreadable, {services_->journal.Path()});
   Rest(FetchEvent::GivenUp, reason);
+}
+
+// Without them the server may send something else under this address.
+bool WebEngine::CookiesAreGone() const { return entry_.hadCookies && !services_->cookies.contains(entry_.key); }
+
+void WebEngine::TakeHandedCookies() {
+  const auto handed = services_->cookies.find(entry_.key);
+  if (handed == services_->cookies.end() || handed->second == handedCookies_) return;
+  handedCookies_ = handed->second;
+  cookies_.TakeAll(given_, handedCookies_);
 }
 
 bool WebEngine::HasPlace() const { return !Queue(program_).IsFull(program_.settings.MaxSimulDownlads); }

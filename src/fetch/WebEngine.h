@@ -72,6 +72,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool HasPlace() const;
   void StopWithoutJournal();
   void EndRun();  // closes all lanes
+  bool CookiesAreGone() const;
+  void TakeHandedCookies();
   // Ends the run and takes the record out of work: paused, without a reason; else stopped, or asking.
   void Rest(FetchEvent event, const std::string& reason);
   void Pulse();
@@ -177,7 +179,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   WebAddress current_;  // where redirects have led the first answer to
   std::string netrc_;
   CookieJar cookies_;
-  std::string peer_;  // numeric address of the first answer's server
+  std::string handedCookies_;  // those of a hand-over that are in the jar
+  std::string peer_;           // numeric address of the first answer's server
   bool http2_ = false;
 
   std::vector<std::unique_ptr<WebLane>> lanes_;

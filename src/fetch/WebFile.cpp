@@ -552,6 +552,7 @@ void WebEngine::Finished() {
   DownloadRecord& record = Record();
   Take(FetchEvent::Renamed);
   EndRun();
+  services_->cookies.erase(entry_.key);
   part_.reset();
   record.SavePath = entry_.path;
   record.HasSavePath = true;

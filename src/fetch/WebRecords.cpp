@@ -168,15 +168,30 @@ void RestoreWebRecords(Program& program, WebServices& services) {
   if (journal.Damaged()) StopUnknown(program);
 }
 
-void RememberReplacing(Program& program, WebServices& services, std::int16_t index, const FileState& replaced) {
+void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add) {
+  const HandOver& handOver = add.handOver;
+  if (!add.replaced && handOver.referrer.empty() && handOver.cookies.empty()) return;
   const DownloadRecord& record = program.Download(index);
   JournalEntry entry;
   entry.key = JournalKeyOf(record.URL, record.DateAdded);
   entry.id = services.journal.NewId();
-  entry.path = record.SavePath;
-  entry.replaces = replaced;
+  if (add.replaced) entry.path = record.SavePath;
+  entry.replaces = add.replaced;
+  entry.referrer = handOver.referrer;
+  entry.hadCookies = !handOver.cookies.empty();
+  if (entry.hadCookies) services.cookies[entry.key] = handOver.cookies;
   services.listed.insert(entry.key);
   services.journal.Put(entry);
+}
+
+bool TakeHandOver(Program& program, WebServices& services, std::int16_t index, const HandOver& handOver) {
+  const DownloadRecord& record = program.Download(index);
+  const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
+  const JournalEntry* const entry = services.journal.Find(key);
+  if (entry == nullptr || !entry->hadCookies || handOver.cookies.empty()) return false;
+  if (record.Finished || record.Active || services.cookies.contains(key)) return false;
+  services.cookies[key] = handOver.cookies;
+  return true;
 }
 
 void SweepJournal(Program& program, WebServices& services) {
@@ -186,6 +201,7 @@ void SweepJournal(Program& program, WebServices& services) {
     if (listed.contains(entry.key)) {
       services.listed.insert(entry.key);
     } else if (services.listed.erase(entry.key) > 0) {
+      services.cookies.erase(entry.key);
       Drop(program.platform, services.journal, entry);
     }
   }

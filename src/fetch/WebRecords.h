@@ -6,7 +6,8 @@
 namespace pellora {
 
 class Program;
-struct FileState;
+struct HandOver;
+struct WebAdd;
 struct WebServices;
 
 // At a start, after the list was loaded: gives the web engine's records what the journal knows of them. Records that
@@ -14,8 +15,11 @@ struct WebServices;
 // Failure(File) for a journal that is there and cannot be read.
 void RestoreWebRecords(Program& program, WebServices& services);
 
-// The file `replaced` at the record's SavePath may be replaced. Remembered before its download begins.
-void RememberReplacing(Program& program, WebServices& services, std::int16_t index, const FileState& replaced);
+// What was given with an add, before its download begins. The journal keeps no cookies, but that there were some.
+void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add);
+
+// True if the record had stopped for want of cookies: it has these now.
+bool TakeHandOver(Program& program, WebServices& services, std::int16_t index, const HandOver& handOver);
 
 // After the list was saved: what was listed and is not any more leaves the journal, and then its part file is deleted,
 // in the background.

@@ -149,7 +149,9 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
 // asked once more.
 void WebEngine::Refused(WebLane& lane, const std::string& reason) {
   if (OthersAreOpen(lane)) return GoOnWithout(lane);
-  if (lane.redirects > 0 || lane.address == given_) return Rest(FetchEvent::GivenUp, reason);
+  if (lane.redirects > 0 || lane.address == given_) {
+    return Rest(FetchEvent::GivenUp, CookiesAreGone() ? Say(WebText::CookiesGone) : reason);
+  }
   lane.address = current_ = given_;
   peer_.clear();
   AskAgain(lane, lane.Asked());
@@ -218,7 +220,7 @@ void WebEngine::AskForSample(WebLane& lane) {
   }
   const bool little = longest.Length() < (facts_.total < 0 ? kSample : std::min(kSample, facts_.total));
   if (!part_ || (little && !alone)) return LaneLost(lane, Say(WebText::Changed), RoundCause::Failure);  // more will be
-  if (little) return BeginAnewUnasked();
+  if (little) return CookiesAreGone() ? HasChanged() : BeginAnewUnasked();
   if (!IsHttp(lane.address.scheme) || ++lane.asks > 2) return alone ? HasChanged() : GoOnWithout(lane);
   if (plan_) plan_->Release(lane.Number());
   BeginRequest(lane, {RequestKind::Later, true, std::max(longest.begin, longest.end - kSample), longest.end - 1});
@@ -276,6 +278,7 @@ void WebEngine::Ask(const std::string& reason, const std::string& question, std:
 void WebEngine::HasChanged() {
   if (!Fetching()) return;
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
+  if (CookiesAreGone()) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));       // a login page, rather
   if (written_.Ranges().empty() && entry_.oldPartPath.empty()) return BeginAnewUnasked();  // nothing can be lost
   Ask(Say(WebText::Changed), Say(WebText::AskBeginAnew), Say(WebText::BeginAnew), Say(WebText::KeepPart),
       [this](bool yes) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
@@ -31,8 +32,9 @@ struct WebServices {
   Journal journal;
   HostMemory hosts;
   HostKeys keys;
-  std::set<JournalKey> listed;  // journal entries that had a record when the list was last saved
-  std::uint64_t seed;           // of the chances of waits
+  std::set<JournalKey> listed;                // journal entries that had a record when the list was last saved
+  std::map<JournalKey, std::string> cookies;  // that were handed over
+  std::uint64_t seed;                         // of the chances of waits
 
  private:
   std::int64_t now_ = 0;

@@ -146,7 +146,8 @@ Task<> StartPlaced(Program* program, std::int16_t index) {
 
 }  // namespace
 
-Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller) {
+Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller,
+                   HandOver handOver) {
   Boxes& boxes = program->boxes;
   const AddressReading address = ReadAddress(*program, url, kind);
   if (address.engine == EngineName::None) {
@@ -160,10 +161,15 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   // A listed URL that is added many times raises one question at a time.
   std::optional<Claim> claim;
   const auto listed = [&] { return FindListed(*program, address.listed, address.engine); };
+  const bool continues = listed() != 0 && program->takesHandOver && program->takesHandOver(listed(), handOver);
+  if (continues) {
+    co_await program->lists->Restart(listed());
+    co_return;
+  }
   if (listed() != 0 && !claim.emplace(program->askedUrls, address.listed).Has()) co_return;
 
   std::optional<std::string> path;
-  std::optional<FileState> replaced;
+  WebAdd add{std::move(handOver), std::nullopt};
   if (kind != 0) {
     path = UpdatePath(*program, address.parsed.fileName);
   } else if (program->settings.SaveAs) {
@@ -171,7 +177,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
                         program->Text(kAllFiles) + " (*.*)|*.*"};
     path = co_await boxes.AskSavePath(std::move(request));
     if (!path) co_return;
-    if (address.engine == EngineName::Web) replaced = co_await ConfirmedReplacing(program, *path);
+    if (address.engine == EngineName::Web) add.replaced = co_await ConfirmedReplacing(program, *path);
   }
 
   if (listed() != 0) {
@@ -195,7 +201,7 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
     program->lists->Status(ListIsFull());
     co_return;
   }
-  if (replaced && program->replacingConfirmed) program->replacingConfirmed(index, *replaced);
+  if (address.engine == EngineName::Web && program->webAdded) program->webAdded(index, add);
   const bool queued = QueueIfBusy(*program, index);
   // It moves from the finished files to the current downloads.
   if (wasFinished) {

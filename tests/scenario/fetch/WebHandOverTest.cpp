@@ -1,0 +1,124 @@
+// Cookies and the page that a browser hands over with an address.
+#include "WebApp.h"
+#include "core/WebTexts.h"
+
+namespace pellora {
+namespace {
+
+constexpr const char* kUrl = "https://o.example/a.bin";
+constexpr const char* kPage = "https://o.example/list?of=files";
+constexpr const char* kCookies = "session=secret; theme=dark";
+
+class WebHandOver : public testing::Test {
+ protected:
+  struct Run : WebApp {
+    explicit Run(SimOptions options = {}) : WebApp(std::move(options)), origin(sim.network(), "o.example", 443) {
+      origin.File("/a.bin", SimContent::Generated(8'000'000, 7));
+      HttpTraits& traits = origin.Traits("/a.bin");
+      traits.validators = {{.etag = "\"1\"", .modified = 1'700'000'000}};
+      traits.cookie = "session=secret";
+      origin.Always({.wire = {.bytesPerSecond = 300'000}});
+      Start();
+    }
+    void HandOver(const std::string& url = kUrl) {
+      sim.Do([&] { app.MenuURL(url, kPage, kCookies); });
+      sim.RunReady();
+    }
+    void Resume() {
+      sim.Do([&] { app.ResumeAll(); });
+    }
+    bool RunUntilStopped() {
+      return sim.RunUntil([&] { return StateWord() == "failed"; }, 600'000);
+    }
+    SimHttpServer origin;
+  };
+  // A part is here, and the program was ended and started again.
+  std::unique_ptr<Run> Restarted() {
+    Run first;
+    first.HandOver();
+    EXPECT_TRUE(first.RunUntilReceived(2'000'000));
+    first.sim.RunFor(5000);
+    first.sim.Do([&] { first.app.SaveAndQuit(); });
+    first.sim.RunFor(2000);
+    return std::make_unique<Run>(SimOptions{.disk = first.sim.disk().TakeState()});
+  }
+};
+
+TEST_F(WebHandOver, CookiesAndPageReachEveryRequest) {
+  Run run;
+  run.HandOver();
+  ASSERT_TRUE(run.RunUntilFinished()) << run.Web().reason;
+  ASSERT_GT(run.origin.Requests().size(), 1U);
+  for (const HttpRequest& request : run.origin.Requests()) {
+    EXPECT_EQ(request.Header("Cookie"), kCookies);
+    EXPECT_EQ(request.Header("Referer"), kPage);
+  }
+}
+
+TEST_F(WebHandOver, CookiesGoToNoOtherOrigin) {
+  Run run;
+  SimHttpServer other(run.sim.network(), "other.example", 443);
+  other.File("/a.bin", SimContent::Generated(1000, 7));
+  run.origin.Redirect("/away", "https://other.example/a.bin");
+  run.HandOver("https://o.example/away");
+  ASSERT_TRUE(run.RunUntilFinished());
+  ASSERT_EQ(other.Requests().size(), 1U);
+  EXPECT_FALSE(other.Requests().front().Header("Cookie"));
+  EXPECT_EQ(other.Requests().front().Header("Referer"), "https://o.example/");
+}
+
+TEST_F(WebHandOver, NoFileOfOursHasTheCookies) {
+  const std::unique_ptr<Run> next = Restarted();
+  for (const std::string& path : next->sim.disk().Paths()) {
+    EXPECT_EQ(next->sim.disk().Get(path).find("secret"), std::string::npos) << path;
+  }
+}
+
+TEST_F(WebHandOver, RestartedDownloadAsksForANewHandOverAndContinuesWithIt) {
+  const std::unique_ptr<Run> next = Restarted();
+  const std::int64_t had = next->Web().received;
+  EXPECT_GE(had, 2'000'000);
+  next->Resume();
+  ASSERT_TRUE(next->RunUntilStopped());
+  EXPECT_EQ(next->Web().reason, TextOf(next->program(), WebText::CookiesGone));
+  next->HandOver();
+  EXPECT_EQ(next->sim.dialogs().OpenCount(), 0U);
+  ASSERT_TRUE(next->RunUntilFinished()) << next->Web().reason;
+  EXPECT_EQ(next->program().DownloadCount, 1);
+  EXPECT_TRUE(next->sim.disk().Holds(next->Record().SavePath, SimContent::Generated(8'000'000, 7)));
+}
+
+TEST_F(WebHandOver, LoginPageInsteadOfTheFileIsNoNewVersion) {
+  const std::unique_ptr<Run> next = Restarted();
+  next->origin.Traits("/a.bin").withoutCookie = 200;
+  next->Resume();
+  ASSERT_TRUE(next->RunUntilStopped());
+  EXPECT_EQ(next->Web().reason, TextOf(next->program(), WebText::CookiesGone));
+  EXPECT_FALSE(next->WindowOf()->Asks());
+  next->HandOver();
+  ASSERT_TRUE(next->RunUntilFinished());
+  EXPECT_TRUE(next->sim.disk().Holds(next->Record().SavePath, SimContent::Generated(8'000'000, 7)));
+}
+
+TEST_F(WebHandOver, ListedDownloadThatRunsIsAskedAboutAsEver) {
+  Run run;
+  run.HandOver();
+  ASSERT_TRUE(run.RunUntilReceived(1'000'000));
+  run.HandOver();
+  EXPECT_EQ(run.sim.dialogs().OpenCount(), 1U);
+}
+
+TEST_F(WebHandOver, ClassicEngineSendsNothingOfIt) {
+  Run run;
+  SimHttpServer plain(run.sim.network(), "p.example", 80);
+  plain.File("/a.bin", SimContent::Generated(1000, 7));
+  run.HandOver("http://p.example/a.bin");
+  ASSERT_TRUE(run.RunUntilFinished());
+  for (const HttpRequest& request : plain.Requests()) {
+    EXPECT_FALSE(request.Header("Cookie"));
+    EXPECT_EQ(request.bytes.find("o.example"), std::string::npos);
+  }
+}
+
+}  // namespace
+}  // namespace pellora
