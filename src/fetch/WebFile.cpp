@@ -172,6 +172,11 @@ Task<> WebEngine::CreatePart() {
   }
   (void)SaveListBeforeTouchingParts(program_);
   const std::uint32_t generation = partGeneration_;
+  // A part file that a change on the server has made useless gives its name back first.
+  std::function<bool()> alone = [this] { return !creating_; };
+  co_await program_.platform.tasks.UntilEvent(std::move(alone));
+  if (!StillCurrent() || generation != partGeneration_) co_return;
+  creating_ = true;
   const auto made = std::make_shared<Made>();
   std::string failed;
   try {
@@ -186,6 +191,7 @@ Task<> WebEngine::CreatePart() {
   } catch (const Failure& failure) {
     failed = Say(WebText::NotWritten, {failure.what()});
   }
+  creating_ = false;
   // Meanwhile the download may have begun anew, with another part file.
   if (!StillCurrent() || generation != partGeneration_) {
     if (made->file) {
