@@ -167,7 +167,7 @@ TEST_F(CurlFetcherTest, SaysThatAServerSpeaksHttp2Alone) {
   GetBy(request);
   EXPECT_EQ(events.log, "E");
   EXPECT_EQ(events.end, FetchEnd::OtherHttp);
-  EXPECT_EQ(events.reason, "localhost: the server does not speak this version of HTTP");
+  EXPECT_EQ(events.reason, "the server does not speak this version of HTTP");
   request.http2 = true;
   request.ranged = true;
   request.from = 1000000;

@@ -21,7 +21,7 @@ TEST(WebSecrets, ListKeepsNoPasswordOfTheWebEngine) {
   EXPECT_EQ(rig.Record().Password, "s3cret") << "of this run";
   ASSERT_TRUE(rig.RunUntilFinished());
   EXPECT_FALSE(ListNames(rig, "s3cret"));
-  EXPECT_EQ(rig.sim.disk().Get("/home/u/Pellora.fetch").find("s3cret"), std::string::npos);
+  EXPECT_EQ(rig.sim.disk().Get("/prog/Pellora.fetch").find("s3cret"), std::string::npos);
 }
 
 TEST(WebSecrets, ListKeepsPasswordsOfTheClassicEngine) {
