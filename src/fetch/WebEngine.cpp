@@ -4,14 +4,10 @@
 
 #include "async/TaskLoop.h"
 #include "core/DateTexts.h"
-#include "core/Numbers.h"
 #include "core/Queue.h"
 #include "core/RecordLife.h"
-#include "core/Version.h"
-#include "fetch/EnvironmentProxy.h"
 #include "fetch/WebWords.h"
 #include "ports/Locale.h"
-#include "ports/Machine.h"
 #include "ports/Network.h"
 
 namespace pellora {
@@ -24,20 +20,13 @@ constexpr std::int64_t kClaimEvery = 2'000;    // ms
 constexpr std::int64_t kRefreshEvery = 200;    // ms
 constexpr std::int64_t kNetworkRetest = 1000;  // ms
 constexpr int kSpareLanes = 1;                 // relieve a slow one
-constexpr float kMostUnfinished = 99.9F;       // percent: 100 is for a file that has its name
-
-// A value with a control character could end its line, and is not sent.
-void AddHeader(FetchRequest& request, const char* name, std::string value) {
-  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
-  if (value.empty() || std::any_of(value.begin(), value.end(), isControl)) return;
-  request.headers.push_back({name, std::move(value)});
-}
 
 }  // namespace
 
 WebEngine::WebEngine(Program& program, std::shared_ptr<WebServices> services)
     : program_(program),
       services_(std::move(services)),
+      requests_(program, services_->keys),
       pulse_(program.platform, kPulse),
       backOff_(services_->NextSeed()) {
   pulse_.OnTimer = [this] { Pulse(); };
@@ -135,9 +124,11 @@ void WebEngine::Start() {
   if (!record.UserName.empty()) given_.user = record.UserName;
   if (!record.Password.empty()) given_.password = record.Password;
   current_ = given_;
-  netrc_ = ReadNetrc(program_.platform);
+  requests_.Begin(given_);
   if (CookiesAreGone() && !factsKnown_) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));
-  TakeHandedCookies();
+  if (const auto handed = services_->cookies.find(entry_.key); handed != services_->cookies.end()) {
+    requests_.TakeHanded(handed->second);
+  }
   if (part_ || entry_.partPath.empty()) {
     Open();
   } else {
@@ -153,13 +144,6 @@ void WebEngine::StopWithoutJournal() {
 
 // Without them the server may send something else under this address.
 bool WebEngine::CookiesAreGone() const { return entry_.hadCookies && !services_->cookies.contains(entry_.key); }
-
-void WebEngine::TakeHandedCookies() {
-  const auto handed = services_->cookies.find(entry_.key);
-  if (handed == services_->cookies.end() || handed->second == handedCookies_) return;
-  handedCookies_ = handed->second;
-  cookies_.TakeAll(given_, handedCookies_);
-}
 
 bool WebEngine::HasPlace() const { return !Queue(program_).IsFull(program_.settings.MaxSimulDownlads); }
 
@@ -419,167 +403,12 @@ void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
 }
 
 // The address's own login goes to its origin; the user's ~/.netrc names others. A default is meant for anonymous FTP,
-// not for every web site.
-NetrcLogin WebEngine::LoginFor(const WebAddress& address) const {
-  const bool own = SharesSecrets(given_, address);
-  if (own && !given_.password.empty()) return {given_.user, given_.password};
-  const std::string user = own ? given_.user : std::string();
-  const bool withDefault = address.scheme == WebScheme::Ftp || address.scheme == WebScheme::Ftps;
-  NetrcLogin login = LoginIn(netrc_, address.host, user, withDefault);
-  if (login.user.empty()) login.user = user;
-  return login;
-}
-
-std::string WebEngine::ProxyFor(const WebAddress& address) const {
-  const Settings& settings = program_.settings;
-  if (!settings.ProxyHTTP) {
-    return EnvironmentProxy(address,
-                            [this](const std::string& name) { return program_.platform.machine.Variable(name); });
-  }
-  if (!IsHttp(address.scheme)) return {};
-  return "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);
-}
-
 FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
-  const WebAddress& address = lane.address;
-  FetchRequest request;
-  request.url = WireUrl(address);
-  request.ranged = asked.ranged;
-  request.from = asked.from;
-  request.to = asked.to;
+  const std::string ifRange = asked.conditional ? IfRangeOf(facts_.validator) : std::string();
+  FetchRequest request = requests_.Make(lane.address, asked, entry_.referrer, ifRange);
   request.http2 = http2_;
-  request.certificates = program_.settings.ExtraCertificates;
-  NetrcLogin login = LoginFor(address);
-  request.user = std::move(login.user);
-  request.password = std::move(login.password);
-  if (address.scheme == WebScheme::Sftp) {
-    request.knownHosts = KnownHostsFiles(program_.platform);
-    request.acceptedKey = services_->keys.AcceptedFor(OriginOf(address));
-    if (!request.user.empty()) request.key = PrivateKeyFile(program_.platform);
-  }
-  request.proxy = ProxyFor(address);
-  if (request.proxy.empty() && address == current_) request.address = peer_;
-  if (!IsHttp(address.scheme)) return request;
-  AddHeader(request, "User-Agent", std::string("Pellora/") + kFullVersionText);
-  AddHeader(request, "Accept", "*/*");
-  AddHeader(request, "Cookie", cookies_.For(address));
-  const std::optional<WebAddress> page = ParseWebAddress(entry_.referrer);
-  if (page) AddHeader(request, "Referer", ReferrerFor(*page, address));
-  if (asked.conditional) AddHeader(request, "If-Range", IfRangeOf(facts_.validator));
+  if (request.proxy.empty() && lane.address == current_) request.address = peer_;
   return request;
-}
-
-std::uint32_t WebEngine::SilentFor() const {
-  return Fetching() ? static_cast<std::uint32_t>(std::max<std::int64_t>(0, Now() - lastByte_)) : 0;
-}
-
-int WebEngine::LaneCount() const { return std::min<int>(static_cast<int>(lanes_.size()), kMaxLanes); }
-
-Lane WebEngine::LaneAt(int lane, LaneForm) const {
-  const WebLane& one = *lanes_.at(static_cast<std::size_t>(lane - 1));
-  Lane shown;
-  shown.received = one.received;
-  if (plan_ && facts_.total >= 0 && one.Open()) {
-    const Range piece = plan_->PieceOf(one.Number());
-    shown.size = one.received + std::max<std::int64_t>(0, piece.end - plan_->Offset(one.Number()));
-  }
-  switch (one.state) {
-    case LaneState::Connecting:
-      shown.state = &program_.Text(kTextWebConnecting);
-      break;
-    case LaneState::Receiving:
-      shown.state = &program_.Text(kTextWebReceiving);
-      shown.colour = LaneColour::Receiving;
-      break;
-    case LaneState::BackingOff:
-      shown.state = &one.text;
-      break;
-    case LaneState::Refused:
-      shown.state = &TextOf(program_, WebText::NoMoreConnections);
-      break;
-    case LaneState::Idle:
-      if (state_ == FetchState::Running || state_ == FetchState::Finishing || state_ == FetchState::Done) {
-        shown.state = &program_.Text(kTextWebLaneComplete);
-        shown.size = one.received;
-        shown.colour = LaneColour::Complete;
-      } else if (state_ == FetchState::Holding) {
-        shown.state = &one.text;
-      } else {
-        shown.state = &program_.Text(kTextWebPaused);
-        shown.colour = LaneColour::Paused;
-      }
-      break;
-  }
-  return shown;
-}
-
-void WebEngine::AnnounceRetry(std::int64_t wait) {
-  for (const auto& lane : lanes_) lane->text = RetryIn(wait);
-  Announce(RetryIn(wait) + ": " + lastReason_);
-}
-
-void WebEngine::Announce(std::string state) { announced_ = std::move(state); }
-
-void WebEngine::ShowCommand3(Command3Means means) {
-  if (view_ != nullptr) view_->ShowCommand3(means);
-}
-
-void WebEngine::WriteFigures() {
-  DownloadRecord& record = Record();
-  WebFigures& figures = TheFigures();
-  if (!services_->journal.Readable()) {
-    figures.reason = entry_.reason;
-    return;  // what the list says of it is all that is left
-  }
-  figures.received = plan_ ? plan_->Held().Bytes() : written_.Bytes();
-  figures.size = factsKnown_ ? facts_.total : -1;
-  // While it runs, over the last seconds; then over all of its time.
-  const double mean = elapsed_ > 0 ? static_cast<double>(figures.received) / elapsed_ : 0;
-  const double rate = state_ == FetchState::Running ? meter_.BytesPerSecond(Now()) : record.Finished ? mean : 0;
-  figures.bytesPerSecond = std::max(0.0, rate);
-  figures.reason = figures.standing == WebStanding::Stopped ? entry_.reason
-                   : state_ == FetchState::Holding          ? announced_
-                                                            : note_;
-  record.Received = HeldToInt32(figures.received);
-  record.FileSize = HeldToInt32(std::max<std::int64_t>(0, figures.size));
-  record.ElapsedSeconds = static_cast<float>(elapsed_);
-  if (record.Finished) {
-    record.Percent = 100.0F;
-  } else if (figures.size > 0) {
-    const double percent = static_cast<double>(figures.received) * 100 / static_cast<double>(figures.size);
-    record.Percent = std::min(kMostUnfinished, static_cast<float>(percent));
-  }
-  record.RemainingSeconds =
-      figures.bytesPerSecond > 0 && figures.size > 0
-          ? static_cast<float>(static_cast<double>(figures.size - figures.received) / figures.bytesPerSecond)
-          : 0.0F;
-}
-
-void WebEngine::Draw() {
-  lastDraw_ = Now();
-  WriteFigures();
-  if (view_ != nullptr) {
-    view_->DoRefresh();
-    view_->RefreshList(0);
-  } else {
-    program_.lists->RefreshRows(slot_.Index(), kUnforced);
-  }
-}
-
-Totals WebEngine::Figures() {
-  WriteFigures();
-  const DownloadRecord& record = Record();
-  const WebFigures& figures = TheFigures();
-  Totals totals;
-  totals.state = &announced_;
-  totals.received = figures.received;
-  totals.size = figures.size;
-  totals.bytesPerSecond = figures.bytesPerSecond;
-  totals.percent = record.Percent;
-  totals.elapsed = record.ElapsedSeconds;
-  totals.remaining = figures.size < 0 ? -1.0F : record.RemainingSeconds;
-  totals.busy = figures.size < 0 && (state_ == FetchState::Opening || state_ == FetchState::Running);
-  return totals;
 }
 
 }  // namespace pellora

@@ -4,7 +4,7 @@
 // The first request is the first range from byte 0; its answer gives size, name and validator, and further lanes open
 // at once. RangePlan divides the file, CheckReply judges each answer, PartFile writes, and the journal says what is on
 // the disk. WebEngine.cpp has its life, WebReplies.cpp what answers and ends mean, WebFile.cpp the part file up to its
-// name.
+// name, WebDrawing.cpp what is shown.
 //
 // Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
 // changes nothing.
@@ -26,14 +26,15 @@
 #include "core/Program.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
-#include "fetch/CookieJar.h"
-#include "fetch/Netrc.h"
 #include "fetch/PartFile.h"
 #include "fetch/RangePlan.h"
 #include "fetch/WebLane.h"
+#include "fetch/WebRequests.h"
 #include "fetch/WebServices.h"
 
 namespace pellora {
+
+struct NewPart;
 
 class WebEngine final : public Engine, public std::enable_shared_from_this<WebEngine>, private WebLaneOwner {
  public:
@@ -73,7 +74,6 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void StopWithoutJournal();
   void EndRun();  // closes all lanes
   bool CookiesAreGone() const;
-  void TakeHandedCookies();
   // Ends the run and takes the record out of work: paused, without a reason; else stopped, or asking.
   void Rest(FetchEvent event, const std::string& reason);
   void Pulse();
@@ -96,8 +96,6 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void BeginPiece(WebLane& lane, AskedFor asked);
   void BeginRequest(WebLane& lane, AskedFor asked);  // at the lane's address
   void AskForSample(WebLane& lane);
-  NetrcLogin LoginFor(const WebAddress& address) const;
-  std::string ProxyFor(const WebAddress& address) const;
   FetchRequest MakeRequest(const WebLane& lane, const AskedFor& asked) const;
   void AskAgain(WebLane& lane, AskedFor asked);
   WebLane& LaneOf(int number);
@@ -137,14 +135,12 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void TakesNoMore(WebLane& lane);  // the server takes fewer connections than are open with this one
   void WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void Release(WebLane& lane);
-  void TakeCookies(const WebLane& lane, const FetchAnswer& answer);
 
   // The part file
   void ChooseName(const FetchAnswer& answer);
-  std::set<std::string> ClaimedPaths();
   void ForgetReplacing();
   Task<> CreatePart();
-  std::string NoRoomFor(std::uint64_t room, std::uint64_t reserved, std::uint64_t longest) const;
+  std::string NoRoomFor(const NewPart& part) const;
   Task<> AdoptPart(Run run);
   void PartIsReady();
   void PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block);
@@ -168,6 +164,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   Program& program_;
   const std::shared_ptr<WebServices> services_;
+  WebRequests requests_;
   Slot slot_;
   EngineView* view_ = nullptr;
   Timer pulse_;
@@ -177,10 +174,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   WebAddress given_;    // with the login
   WebAddress current_;  // where redirects have led the first answer to
-  std::string netrc_;
-  CookieJar cookies_;
-  std::string handedCookies_;  // those of a hand-over that are in the jar
-  std::string peer_;           // numeric address of the first answer's server
+  std::string peer_;    // numeric address of the first answer's server
   bool http2_ = false;
 
   std::vector<std::unique_ptr<WebLane>> lanes_;

@@ -4,10 +4,10 @@
 
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
-#include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "core/ListFile.h"
 #include "fetch/FileNameFromReply.h"
+#include "fetch/NewPart.h"
 #include "fetch/WebEngine.h"
 #include "fetch/WebWords.h"
 #include "ports/Background.h"
@@ -18,110 +18,15 @@ namespace pellora {
 namespace {
 
 constexpr std::uint64_t kMegabyte = 1'000'000;
-constexpr int kMostNumbers = 10000;  // "NAME (2)", "NAME (3)", ...
 
-// Results of a work, written by it alone and read once it is over.
-struct Made {
-  std::string path;  // of the complete file
+// Of AdoptPart's work, written by it alone and read once it is over.
+struct Adopted {
   std::string partPath;
   std::shared_ptr<DownloadFile> file;
   FileIdentity identity;
-  std::uint64_t room = 0;      // on the disk, bytes
-  std::uint64_t reserved = 0;  // of the disk's room: for running downloads of the classic engine
-  std::uint64_t longest = 0;
   bool fillsGaps = false;
   bool locked = false;  // it is there, and another program or an earlier run has it
 };
-
-// What a running download of the classic engine is still to write.
-struct Need {
-  std::string folder;
-  std::uint64_t bytes = 0;
-};
-
-// What a new part file is for.
-struct Wanted {
-  std::string path;               // of the complete file, if nothing has it
-  bool keepsPath = false;         // whatever is there now: only the part gets another name
-  std::set<std::string> claimed;  // by other downloads, which are not finished
-  std::optional<FileState> replaces;
-  std::vector<Need> others;
-  std::int64_t total = -1;  // bytes; -1: not known
-};
-
-std::uint64_t LengthOf(const Wanted& wanted) {
-  return static_cast<std::uint64_t>(std::max<std::int64_t>(0, wanted.total));
-}
-
-// A classic download whose write fails ends the program: its parts and the file that they are joined to have room
-// first.
-std::uint64_t ReservedFor(const std::vector<Need>& others, const DownloadFiles& files, const std::string& folder) {
-  std::uint64_t bytes = 0;
-  for (const Need& need : others) {
-    Skip([&] { bytes += files.DiskOf(need.folder) == files.DiskOf(folder) ? need.bytes : 0; });
-  }
-  return bytes;
-}
-
-void Measure(const DownloadFiles& files, const Wanted& wanted, const std::string& folder, Made& made) {
-  const std::uint64_t room = files.RoomIn(folder);
-  made.reserved = std::min(room, ReservedFor(wanted.others, files, folder));
-  made.room = room - made.reserved;
-  made.longest = files.LongestFileIn(folder);
-  made.fillsGaps = files.FillsGaps(folder);
-}
-
-// What running downloads of the classic engine still need: the rest of their parts, and the whole file beside them.
-std::vector<Need> NeedsOfClassic(Program& program) {
-  std::vector<Need> needs;
-  const Settings& settings = program.settings;
-  for (int i = 1; i <= program.DownloadCount; ++i) {
-    const DownloadRecord& record = program.Download(i);
-    if (!record.InUse || !record.Active || record.Finished || record.SegmentCount < 1 || IsWebRecord(program, i)) {
-      continue;
-    }
-    const auto size = static_cast<std::uint64_t>(std::max(record.FileSize, 0));
-    const auto received = static_cast<std::uint64_t>(std::max(record.Received, 0));
-    needs.push_back({settings.TempFolder, size - std::min(received, size)});
-    needs.push_back({record.HasSavePath ? FolderOf(record.SavePath) : settings.DownloadFolder, size});
-  }
-  return needs;
-}
-
-bool IsFree(const DownloadFiles& files, const Files& all, const Wanted& wanted, const std::string& path) {
-  if (wanted.keepsPath) return true;
-  if (wanted.claimed.contains(path)) return false;
-  return !all.Exists(path) || (wanted.replaces && files.StateOf(path) == wanted.replaces);
-}
-
-std::shared_ptr<DownloadFile> CreateAt(DownloadFiles& files, Files& all, const Wanted& wanted, Made& made) {
-  std::unique_ptr<DownloadFile> file = files.Create(made.partPath);
-  if (!file) return nullptr;
-  try {
-    if (wanted.total > 0) file->Reserve(static_cast<std::uint64_t>(wanted.total));
-    made.identity = file->State().identity;
-  } catch (const Failure&) {
-    file.reset();
-    Skip([&] { all.Delete(made.partPath); });
-    throw;
-  }
-  return file;
-}
-
-// The first name that is free for the file and for its part, with room for all of it.
-void Create(DownloadFiles& files, Files& all, const Wanted& wanted, Made& made) {
-  const std::string folder = FolderOf(wanted.path);
-  Measure(files, wanted, folder, made);
-  if (LengthOf(wanted) > made.room || LengthOf(wanted) > made.longest) return;
-  std::string name = NameOf(wanted.path);
-  for (int tried = 0; tried < kMostNumbers; ++tried, name = FollowingName(name)) {
-    made.path = wanted.keepsPath ? wanted.path : JoinFolder(folder, name);
-    made.partPath = JoinFolder(folder, PartNameOf(name));
-    if (IsFree(files, all, wanted, made.path)) made.file = CreateAt(files, all, wanted, made);
-    if (made.file) return;
-  }
-  throw Failure(FailureNumber::File, folder + ": no free name for " + NameOf(wanted.path));
-}
 
 }  // namespace
 
@@ -143,24 +48,12 @@ void WebEngine::ForgetReplacing() {
   note_ = Say(WebText::ReplacedChanged);
 }
 
-// What other unfinished downloads will be called, of either engine.
-std::set<std::string> WebEngine::ClaimedPaths() {
-  std::set<std::string> claimed = services_->journal.ClaimedPaths(entry_.key);
-  for (int i = 1; i <= program_.DownloadCount; ++i) {
-    const DownloadRecord& record = program_.Download(i);
-    if (!record.InUse || record.Finished || record.FileName.empty() || IsWebRecord(program_, i)) continue;
-    claimed.insert(record.HasSavePath ? record.SavePath
-                                      : JoinFolder(program_.settings.DownloadFolder, record.FileName));
-  }
-  return claimed;
-}
-
-std::string WebEngine::NoRoomFor(std::uint64_t room, std::uint64_t reserved, std::uint64_t longest) const {
+std::string WebEngine::NoRoomFor(const NewPart& part) const {
   const auto megabytes = [](std::uint64_t bytes) { return std::to_string(bytes / kMegabyte) + " MB"; };
   const auto total = static_cast<std::uint64_t>(facts_.total);
-  if (total > longest) return Say(WebText::TooLong, {megabytes(longest)});
-  const WebText text = reserved > 0 ? WebText::NoRoomBeside : WebText::NoRoom;
-  return Say(text, {megabytes(total + kMegabyte - 1), megabytes(room)});
+  if (total > part.longest) return Say(WebText::TooLong, {megabytes(part.longest)});
+  const WebText text = part.reserved > 0 ? WebText::NoRoomBeside : WebText::NoRoom;
+  return Say(text, {megabytes(total + kMegabyte - 1), megabytes(part.room)});
 }
 
 // The list is saved first: after a kill nothing else knows whose the part file is.
@@ -177,17 +70,18 @@ Task<> WebEngine::CreatePart() {
   co_await program_.platform.tasks.UntilEvent(std::move(alone));
   if (!StillCurrent() || generation != partGeneration_) co_return;
   creating_ = true;
-  const auto made = std::make_shared<Made>();
+  const auto made = std::make_shared<NewPart>();
   std::string failed;
   try {
     // The former part of a download that begins anew keeps its name.
-    const Wanted wanted{entry_.path,     !entry_.oldPartPath.empty(), ClaimedPaths(),
-                        entry_.replaces, NeedsOfClassic(program_),    facts_.total};
+    const WantedPart wanted{
+        entry_.path,     !entry_.oldPartPath.empty(), ClaimedPaths(program_, services_->journal, entry_.key),
+        entry_.replaces, NeedsOfClassic(program_),    facts_.total};
     Background::Work work = [made, files = program_.platform.downloadFiles, all = &program_.platform.files, wanted] {
-      Create(*files, *all, wanted, *made);
+      *made = CreateNewPart(*files, *all, wanted);
     };
     co_await InBackground(&program_.platform, std::move(work));
-    if (!made->file) failed = NoRoomFor(made->room, made->reserved, made->longest);
+    if (!made->file) failed = NoRoomFor(*made);
   } catch (const Failure& failure) {
     failed = Say(WebText::NotWritten, {failure.what()});
   }
@@ -221,7 +115,7 @@ Task<> WebEngine::CreatePart() {
 // A part file that is not there any more, or another one, is left alone, and the download begins anew.
 Task<> WebEngine::AdoptPart(Run run) {
   const auto hold = Hold();
-  const auto made = std::make_shared<Made>();
+  const auto made = std::make_shared<Adopted>();
   made->partPath = entry_.partPath;
   made->identity = entry_.part;
   std::string failed;
@@ -499,10 +393,11 @@ Task<> WebEngine::Finish(Run run) {
     }
     if (state_ != FetchState::Finishing) co_return;
     ForgetReplacing();
-    const std::set<std::string> claimed = ClaimedPaths();
+    const std::set<std::string> claimed = ClaimedPaths(program_, services_->journal, entry_.key);
     do name = FollowingName(name);
     while (claimed.contains(JoinFolder(folder, name)));
   }
+  DiskFailed(entry_.path);
 }
 
 // The journal names the new name before the file gets it, so that a start after a kill finds the file there.

@@ -4,7 +4,6 @@
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "fetch/FileNameFromReply.h"
-#include "fetch/HttpDate.h"
 #include "fetch/WebEngine.h"
 #include "fetch/WebWords.h"
 #include "ports/Network.h"
@@ -89,7 +88,7 @@ ReplyReading WebEngine::Read(const WebLane& lane, const FetchAnswer& answer) con
 void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
   if (!StillCurrent()) return;
   lane.Sign(Now());
-  TakeCookies(lane, answer);
+  requests_.TakeCookies(lane.address, answer);
   const ReplyReading reading = Read(lane, answer);
   if (lane.sample) return TakeSample(lane, reading);
   AskedFor asked = lane.Asked();
@@ -232,11 +231,6 @@ void WebEngine::TakeSample(WebLane& lane, const ReplyReading& reading) {
   if (fits && reading.facts == lane.sampled) return;
   if (OthersAreOpen(lane)) return GoOnWithout(lane);
   HasChanged();
-}
-
-void WebEngine::TakeCookies(const WebLane& lane, const FetchAnswer& answer) {
-  const std::int64_t now = ParseHttpDate(HeaderOf(answer, "Date")).value_or(0);
-  for (const std::string_view cookie : HeadersOf(answer, "Set-Cookie")) cookies_.Take(lane.address, cookie, now);
 }
 
 // Where the first answer comes from is where all further lanes go.
