@@ -113,6 +113,15 @@ void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry)
   DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
 }
 
+// What a kill kept from being written, or from being deleted.
+void PutFinished(const Platform& platform, Journal& journal, JournalEntry& entry) {
+  DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
+  entry.state = JournalState::Finished;
+  entry.partPath.clear();
+  entry.oldPartPath.clear();
+  journal.Put(entry);
+}
+
 // Names and numbers of deleted files are given again.
 bool IsNeeded(const std::vector<JournalEntry>& entries, const std::string& part) {
   return std::any_of(entries.begin(), entries.end(),
@@ -142,18 +151,12 @@ void RestoreWebRecords(Program& program, WebServices& services) {
   DeletePartsOfGone(program.platform, journal);
   const std::map<JournalKey, int> listed = ListedIn(program);
   for (JournalEntry entry : journal.Entries()) {
-    if (HasItsName(*program.platform.downloadFiles, entry)) {
-      entry.state = JournalState::Finished;
-      entry.partPath.clear();
-      journal.Put(entry);
-    }
+    if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
     const auto at = listed.find(entry.key);
     if (at != listed.end() && program.Download(at->second).Finished && entry.state != JournalState::Finished) {
       // The list knew it, and the journal could not be written.
-      entry.state = JournalState::Finished;
       entry.path = program.Download(at->second).SavePath;
-      entry.partPath.clear();
-      journal.Put(entry);
+      PutFinished(program.platform, journal, entry);
     }
     services.listed.insert(entry.key);
     if (at != listed.end()) {

@@ -182,6 +182,26 @@ TEST(WebLeftovers, BegunAnewTwiceLeavesNoPartFile) {
   EXPECT_EQ(run.rig.InFolder(), std::vector<std::string>{"a.bin"});
 }
 
+TEST(WebLeftovers, KillBetweenTheNameAndTheOldPartFileLeavesNoPartFile) {
+  Session first;
+  first.Serve(1, 3'000'000);
+  first.rig.Start(kUrl);
+  ASSERT_TRUE(first.rig.RunUntilReceived(1'000'000));
+  first.rig.Pause();
+  first.Serve(2, 3'000'000);
+  first.rig.Resume();
+  ASSERT_TRUE(first.rig.RunUntilAsked());
+  first.rig.Answer(true);
+  ASSERT_TRUE(first.rig.sim.RunUntil([&] { return first.rig.sim.disk().Has(kOutput); }));
+  first.rig.sim.disk().CutNow();
+
+  Session next(first.rig.sim.disk().TakeState());
+  next.rig.Load();
+  next.rig.sim.RunFor(1000);
+  EXPECT_TRUE(next.rig.Record().Finished);
+  EXPECT_EQ(next.rig.InFolder(), std::vector<std::string>{"a.bin"});
+}
+
 TEST(WebLeftovers, DifferenceFoundAfterTheLastByteIsAskedAbout) {
   Session run({}, {.wire = {.bytesPerSecond = 200'000}, .ignoreRange = true});
   run.Serve(1, 200'000);

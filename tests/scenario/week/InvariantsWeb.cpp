@@ -39,6 +39,7 @@ void Invariants::EndWeb() {
   if (downloads_) {
     downloads_->Watch(nullptr);
     unnamed_.insert(downloads_->Unnamed().begin(), downloads_->Unnamed().end());
+    unnamed_.insert(downloads_->Unseen().begin(), downloads_->Unseen().end());
     unnamed_.insert(files_->NotDeleted().begin(), files_->NotDeleted().end());
     journalFailed_ = journalFailed_ || downloads_->JournalFailed() || files_->JournalFailed();
   }

@@ -188,6 +188,7 @@ void WatchedDownloadFiles::Enter(DiskCall call, const std::string& path) const {
     }
     ++counts_.faults[rule->name];
     if (rule->journal) journalFailed_ = true;
+    if (call == DiskCall::StateOf) unseen_.insert(path);
     if (rule->once) rules_.erase(rule);
     throw Failure(FailureNumber::File, path + ": input/output error");
   }

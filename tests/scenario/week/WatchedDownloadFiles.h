@@ -57,6 +57,8 @@ class WatchedDownloadFiles final : public DownloadFiles {
   bool JournalFailed() const { return journalFailed_; }
   // Part files that no line of the journal names yet: a kill leaves them without a download.
   const std::set<std::string>& Unnamed() const { return unnamed_; }
+  // Files that a failed look has kept from being deleted.
+  const std::set<std::string>& Unseen() const { return unseen_; }
 
  private:
   friend class WatchedDownloadFile;
@@ -79,6 +81,7 @@ class WatchedDownloadFiles final : public DownloadFiles {
   mutable std::vector<Rule> rules_;
   mutable bool journalFailed_ = false;
   std::set<std::string> unnamed_;
+  mutable std::set<std::string> unseen_;
   std::string lateLine_;  // for Planted::LateJournal
 };
 
