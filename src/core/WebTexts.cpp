@@ -44,7 +44,7 @@ constexpr std::array kEnglish = {
             "The server sends no parts of this file, so it can only be downloaded from the beginning."},
     English{WebText::WrongAnswers, "The server's replies contradict each other, so no more of the file was accepted."},
     English{WebText::NoRoom, "There is too little room on the disk: %1 are needed, %2 are free."},
-    English{WebText::PartReplaced, "Another program has replaced or changed the unfinished file."},
+    English{WebText::PartReplaced, "The unfinished file is missing, or another program has changed it."},
     English{WebText::NotWritten, "The file could not be written: %1"},
     English{WebText::LengthNotConfirmed, "The server did not say how long the file is, so it may be incomplete."},
     English{WebText::NoNetwork, "There is no network; the download continues when it is back."},
@@ -73,6 +73,7 @@ constexpr std::array kEnglish = {
         "There is too little room on the disk: %1 are needed, %2 are free besides what running downloads still need."},
     English{WebText::JournalUnreadable,
             "The journal %1 cannot be read. Until it can be, the web engine starts no download."},
+    English{WebText::AskBeginAnewWithoutPart, "Begin anew?"},
 };
 
 }  // namespace

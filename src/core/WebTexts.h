@@ -48,7 +48,7 @@ enum class WebText : std::int16_t {
   NoParts = 829,
   WrongAnswers = 830,
   NoRoom = 831,        // %1: bytes needed, %2: bytes free, both with their units
-  PartReplaced = 832,  // the file of the unfinished download
+  PartReplaced = 832,  // or removed: the file of the unfinished download
   NotWritten = 833,    // %1: why
   LengthNotConfirmed = 834,
   NoNetwork = 835,
@@ -78,6 +78,8 @@ enum class WebText : std::int16_t {
   // More of the reasons.
   NoRoomBeside = 864,       // as NoRoom
   JournalUnreadable = 865,  // %1: its path
+
+  AskBeginAnewWithoutPart = 866,
 };
 
 // Writes the English texts, over whatever is there.

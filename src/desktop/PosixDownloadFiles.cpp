@@ -169,8 +169,11 @@ std::optional<FileState> PosixDownloadFiles::StateOf(const std::string& path) co
 bool PosixDownloadFiles::Publish(const std::string& part, const std::string& path) {
   CheckPath(path);
   const PosixFile file = OpenToPublish(part);
-  if (!RenameExclusively(best_, part, path)) return false;
-  OpenByUmask(file);
+  OpenByUmask(file);  // first: nothing would do it after a kill
+  if (!RenameExclusively(best_, part, path)) {
+    file.SetRights(kPrivateMode);
+    return false;
+  }
   FlushFolderOf(path);
   return true;
 }
@@ -178,8 +181,8 @@ bool PosixDownloadFiles::Publish(const std::string& part, const std::string& pat
 bool PosixDownloadFiles::PublishOver(const std::string& part, const std::string& path, const FileState& replaced) {
   const PosixFile file = OpenToPublish(part);
   if (StateOf(path) != replaced) return false;
-  if (rename(part.c_str(), path.c_str()) != 0) throw FileFailure(path, errno);
   OpenByUmask(file);
+  if (rename(part.c_str(), path.c_str()) != 0) throw FileFailure(path, errno);
   FlushFolderOf(path);
   return true;
 }

@@ -22,6 +22,7 @@ class BackOff {
   // What the server asks for is obeyed up to 24 hours, and is no less than the own wait.
   std::int64_t NextAfter(std::int64_t retryAfterSeconds);
   void Received(std::int64_t bytes);
+  void Restart() { step_ = 0; }  // as the user wishes
 
  private:
   std::uint64_t random_;

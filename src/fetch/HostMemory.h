@@ -27,6 +27,7 @@ class HostMemory {
   // The server has refused one connection more than those that are open, of all downloads together. For ten minutes no
   // more are asked of it, but always one.
   void RefusedMore(const std::string& origin, std::int64_t now);
+  void Forget(const std::string& origin) { hosts_[origin].most = 0; }  // such a refusal
   // The server serves all that are open.
   void Accepted(const std::string& origin);
   // How many more connections the server takes.

@@ -236,6 +236,11 @@ ReplyReading PlainReply(const FetchAnswer& answer, const AskedFor& asked, const 
     reading.reason = ReplyReason::OtherLength;
     return reading;
   }
+  if (!asked.ranged) {
+    reading.verdict = ReplyVerdict::CompareWhole;
+    reading.reason = ReplyReason::NoRanges;
+    return reading;
+  }
   if (total < 0 && asked.kind == RequestKind::Later) return Verdict(ReplyVerdict::OneLane, ReplyReason::Lengths);
   if (total >= 0 && total == from && known.total == total) {
     reading.verdict = ReplyVerdict::Held;

@@ -127,11 +127,12 @@ std::string IfRangeOf(const Validator& validator) {
 
 std::optional<std::int64_t> RetryAfter(const FetchAnswer& answer) {
   const std::string_view text = HeaderOf(answer, "Retry-After");
-  if (const std::optional<std::int64_t> seconds = ParseLength(text)) return seconds;
+  constexpr std::int64_t kMost = std::int64_t{366} * 24 * 60 * 60;  // s
+  if (const std::optional<std::int64_t> seconds = ParseLength(text)) return std::min(*seconds, kMost);
   const std::optional<std::int64_t> moment = ParseHttpDate(text);
   const std::optional<std::int64_t> now = ParseHttpDate(HeaderOf(answer, "Date"));
   if (!moment || !now) return {};
-  return std::max<std::int64_t>(*moment - *now, 0);
+  return std::clamp<std::int64_t>(*moment - *now, 0, kMost);
 }
 
 }  // namespace pellora

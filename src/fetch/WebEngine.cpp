@@ -100,7 +100,10 @@ void WebEngine::Start() {
   if (record.Finished || Fetching() || state_ == FetchState::Finishing || state_ == FetchState::Asking) return;
   ++run_;
   // What waited for a place only goes on.
-  if (state_ != FetchState::Waiting) rounds_ = {};
+  if (state_ != FetchState::Waiting) {
+    rounds_ = {};
+    backOff_.Restart();
+  }
   Take(FetchEvent::Start);
   record.Active = true;
   record.Paused = false;
@@ -194,6 +197,7 @@ void WebEngine::PauseDownload() {
 }
 
 void WebEngine::Rest(FetchEvent event, const std::string& reason) {
+  ForgetUncompared();
   Take(event);
   EndRun();
   DownloadRecord& record = Record();
@@ -226,6 +230,7 @@ void WebEngine::Pulse() {
   const std::int64_t passed = now - std::exchange(lastPulse_, now);
   const bool opensPart = !part_ && (factsKnown_ || !entry_.partPath.empty());
   if (passed > kAsleep && state_ != FetchState::Finishing && !opensPart) {
+    ForgetUncompared();
     for (const auto& lane : lanes_) Release(*lane);
     if (Fetching() && state_ != FetchState::Holding) RoundEnded(RoundCause::NoNetwork, 0);
     return;
@@ -269,6 +274,18 @@ void WebEngine::CheckLanes(std::int64_t now) {
     }
   }
   if (state_ == FetchState::Running) RelieveSlowLane();
+  if (state_ == FetchState::Running) EndIdleRound();
+}
+
+// No lane is left that an event could continue: the server has asked all downloads to wait, or takes none now.
+void WebEngine::EndIdleRound() {
+  const bool waits = std::any_of(lanes_.begin(), lanes_.end(),
+                                 [](const auto& lane) { return lane->Open() || lane->state == LaneState::BackingOff; });
+  if (waits || !part_ || earlyEnd_) return;
+  const std::int64_t wait = services_->hosts.WaitFor(OriginOf(current_), Now());
+  if (wait > 0) lastReason_ = Say(WebText::AskedToWait, {Moment(wait)});
+  RoundEnded(wait > 0 ? RoundCause::RetryAfter : RoundCause::Failure,
+             wait > 0 ? backOff_.NextAfter(SecondsOf(wait)) : backOff_.Next());
 }
 
 // A slow lane's rest goes to a new connection; the slow one flows on until that delivers.
@@ -303,6 +320,7 @@ void WebEngine::Open() {
     return BeginPiece(first, {RequestKind::First, !unranged_, 0, -1});
   }
   heldBefore_ = written_;
+  comparedTo_ = 0;
   plan_.emplace(NewPlan());
   if (plan_->Complete()) return AllHeld();
   if (unranged_) return OpenWhole(first);
@@ -325,6 +343,8 @@ RangePlan WebEngine::NewPlan() const {
 void WebEngine::OpenWhole(WebLane& lane) {
   for (const auto& other : lanes_) Release(*other);
   oneLane_ = true;
+  heldBefore_ = written_;
+  comparedTo_ = 0;
   BeginPiece(lane, {RequestKind::Resumed, false, 0, -1});
 }
 

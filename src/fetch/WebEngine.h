@@ -79,6 +79,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void Pulse();
   void CheckLanes(std::int64_t now);
   void RelieveSlowLane();
+  void EndIdleRound();
   void Announce(std::string state);  // in the window and the figures
   void AnnounceRetry(std::int64_t wait);
   void Draw();
@@ -127,7 +128,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
            std::function<void(bool)> answer);
   void AskAboutKey(const WebLane& lane, const HostKey& key);
   void BeginAnew();
-  void BeginAnewUnasked();  // its rounds count on
+  void BeginAnewUnasked();  // its rounds count on, and it keeps its place
+  void LeavePart();         // for another one
   void LaneLost(WebLane& lane, const std::string& reason, RoundCause cause, std::int64_t retryAfterSeconds = 0);
   void RoundEnded(RoundCause cause, std::int64_t wait);
   void Refused(WebLane& lane, const std::string& reason);
@@ -142,11 +144,14 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Task<> CreatePart();
   std::string NoRoomFor(const NewPart& part) const;
   Task<> AdoptPart(Run run);
+  void AskAboutPart();
   void PartIsReady();
   void PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block);
   void PutDone(std::uint32_t generation, const std::vector<Range>& written, PartFile::Result result,
                const std::string& reason);
   void ComparedOther();
+  bool Compares() const;    // and has not yet reached the end of what is held
+  void ForgetUncompared();  // what an unfinished comparison has let in
   void PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block);
   void SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason);
   void AfterArrival(WebLane& lane, bool surplus);
@@ -209,10 +214,11 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   IntervalSet written_;  // what is in the part file; not yet for sure on the disk
   // Raised when what was put is not to be counted any more: completions of earlier generations count for nothing.
   std::uint32_t partGeneration_ = 0;
-  IntervalSet heldBefore_;    // when the comparing lane began
-  bool renaming_ = false;     // the journal says so: it ends before anything else
-  bool unconfirmed_ = false;  // the body ended with its connection
-  bool differs_ = false;      // a comparison has failed in this generation
+  IntervalSet heldBefore_;       // when the comparing lane began
+  std::int64_t comparedTo_ = 0;  // byte of the file
+  bool renaming_ = false;        // the journal says so: it ends before anything else
+  bool unconfirmed_ = false;     // the body ended with its connection
+  bool differs_ = false;         // a comparison has failed in this generation
   bool claiming_ = false;
   bool unclaimed_ = false;  // something was written since the last claim
   std::int64_t lastClaim_ = 0;

@@ -112,7 +112,7 @@ Task<> WebEngine::CreatePart() {
   if (Fetching()) PartIsReady();
 }
 
-// A part file that is not there any more, or another one, is left alone, and the download begins anew.
+// A part file that is not there any more, or another one, is left alone. Its disk may come back: the user decides.
 Task<> WebEngine::AdoptPart(Run run) {
   const auto hold = Hold();
   const auto made = std::make_shared<Adopted>();
@@ -145,15 +145,28 @@ Task<> WebEngine::AdoptPart(Run run) {
   if (made->file) {
     entry_.part = made->identity;
     part_ = std::make_shared<PartFile>(program_.platform, made->partPath, made->file, made->identity);
+  } else if (!entry_.held.Ranges().empty()) {
+    AskAboutPart();
+    co_return;
   } else {
     DropPart();
   }
   Open();
 }
 
+void WebEngine::AskAboutPart() {
+  Ask(Say(WebText::PartReplaced), Say(WebText::AskBeginAnewWithoutPart), Say(WebText::BeginAnew),
+      Say(WebText::KeepPart), [this](bool yes) {
+        if (yes) return BeginAnew();
+        Rest(FetchEvent::AnswerNo, Say(WebText::PartReplaced));
+      });
+}
+
 void WebEngine::DropPart() {
   ++partGeneration_;
   differs_ = false;
+  heldBefore_ = {};
+  for (const auto& lane : lanes_) lane->received = 0;
   part_.reset();
   entry_.partPath.clear();
   entry_.part = {};
@@ -189,9 +202,6 @@ void WebEngine::LaneReceived(WebLane& lane, std::unique_ptr<FetchBlock> block) {
   lane.received += length;
   lane.meter.Received(now, length);
   meter_.Received(now, length);
-  rounds_.Received();
-  backOff_.Received(length);
-  lane.backOff.Received(length);
   if (lane.sample) return PutSample(lane, std::move(block));
   if (!part_) {
     early_.emplace_back(lane.Number(), std::move(block));
@@ -209,12 +219,21 @@ void WebEngine::PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block) {
     const std::int64_t end = facts_.total < 0 ? offset + length : std::min(offset + length, facts_.total);
     held = IntervalSet(arrival.needed).Missing({offset, std::max(offset, end)});
   }
+  // What is only compared ends no row of failures.
+  if (!arrival.needed.empty()) {
+    rounds_.Received();
+    backOff_.Received(length);
+    lane.backOff.Received(length);
+  }
   if (!held.empty() || !arrival.needed.empty()) {
     std::vector<Range> needed = arrival.needed;
-    PartFile::Done done = [weak = weak_from_this(), generation = partGeneration_, written = arrival.needed](
+    const std::int64_t comparedTo = lane.compares ? offset + length : 0;
+    PartFile::Done done = [weak = weak_from_this(), generation = partGeneration_, written = arrival.needed, comparedTo](
                               PartFile::Result result, const std::string& reason) {
       const std::shared_ptr<WebEngine> self = weak.lock();
-      if (self && self->StillCurrent()) self->PutDone(generation, written, result, reason);
+      if (!self || !self->StillCurrent()) return;
+      if (generation == self->partGeneration_) self->comparedTo_ = std::max(self->comparedTo_, comparedTo);
+      self->PutDone(generation, written, result, reason);
     };
     part_->Put(std::move(block), offset, std::move(held), std::move(needed), std::move(done));
   }
@@ -228,14 +247,31 @@ void WebEngine::PutDone(std::uint32_t generation, const std::vector<Range>& writ
   if (result == PartFile::Result::Differs) return ComparedOther();
   for (const Range& range : written) written_.Add(range);
   unclaimed_ = true;
+  if (Fetching() || state_ == FetchState::Finishing) return;
+  Claim();  // no pulse does
+  Draw();
 }
 
 // What was held before is still the old version's; what this run has written is not.
 void WebEngine::ComparedOther() {
   ++partGeneration_;
-  written_ = entry_.held = heldBefore_;
+  written_ = heldBefore_;
+  unclaimed_ = true;
   differs_ = true;
   if (Fetching()) HasChanged();
+}
+
+bool WebEngine::Compares() const {
+  const std::int64_t end = heldBefore_.Ranges().empty() ? 0 : heldBefore_.Ranges().back().end;
+  return std::any_of(lanes_.begin(), lanes_.end(),
+                     [&](const auto& lane) { return lane->compares && (lane->endProves || comparedTo_ < end); });
+}
+
+void WebEngine::ForgetUncompared() {
+  if (!Compares()) return;
+  ++partGeneration_;
+  written_ = heldBefore_;
+  unclaimed_ = true;
 }
 
 // All of the sample comes in one block or several; each is compared as it comes.
@@ -243,6 +279,7 @@ void WebEngine::PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block) {
   const auto length = static_cast<std::int64_t>(block->Bytes().size());
   const std::int64_t offset = lane.Asked().from + lane.sampleAt;
   lane.sampleAt += length;
+  if (offset > lane.Asked().to) return;  // a server of ftp or sftp sends on until the lane is closed
   const bool last = lane.Asked().from + lane.sampleAt > lane.Asked().to;
   const Range compared{offset, std::min(offset + length, lane.Asked().to + 1)};
   PartFile::Done done = [weak = weak_from_this(), run = run_, number = lane.Number(), last](PartFile::Result result,
@@ -309,10 +346,12 @@ void WebEngine::Claim() {
   if (claiming_ || !unclaimed_ || !part_) return;
   claiming_ = true;
   unclaimed_ = false;
-  const std::int64_t length = written_.Ranges().empty() ? 0 : written_.Ranges().back().end;
+  // Until a comparison is over, what it has let in may be another version's.
+  const IntervalSet& sure = Compares() ? heldBefore_ : written_;
+  const std::int64_t length = sure.Ranges().empty() ? 0 : sure.Ranges().back().end;
   part_->Flush(length, false,
-               [weak = weak_from_this(), generation = partGeneration_, claim = written_](PartFile::Result result,
-                                                                                         const std::string& reason) {
+               [weak = weak_from_this(), generation = partGeneration_, claim = sure](PartFile::Result result,
+                                                                                     const std::string& reason) {
                  const std::shared_ptr<WebEngine> self = weak.lock();
                  if (!self) return;
                  self->claiming_ = false;
@@ -321,6 +360,7 @@ void WebEngine::Claim() {
                  if (result != PartFile::Result::Good) return self->DiskFailed(reason);
                  self->entry_.held = claim;
                  self->WriteJournal(self->JournalStateNow());
+                 if (!self->pulse_.Enabled()) self->Claim();  // what was written meanwhile
                });
 }
 

@@ -75,6 +75,11 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
     record.FileName = NameOf(entry.path);
     return;
   }
+  // The list may be older than the journal, or lack the record.
+  if (figures.size > 0) {
+    const double percent = static_cast<double>(figures.received) * 100 / static_cast<double>(figures.size);
+    record.Percent = std::min(99.9F, static_cast<float>(percent));
+  }
   figures.standing = entry.state == JournalState::Stopped ? WebStanding::Stopped : WebStanding::Paused;
   if (entry.state == JournalState::Stopped) figures.reason = entry.reason;
   record.Paused = true;
@@ -158,10 +163,11 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       entry.path = program.Download(at->second).SavePath;
       PutFinished(program.platform, journal, entry);
     }
-    services.listed.insert(entry.key);
     if (at != listed.end()) {
+      services.listed.insert(entry.key);
       TakeFigures(program, at->second, entry);
     } else if (program.DownloadCount < kMaxRecords) {
+      services.listed.insert(entry.key);
       // What was deleted has left the journal: the list was damaged, or is an older one.
       program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
       program.Download(program.DownloadCount) = RecordOf(entry);

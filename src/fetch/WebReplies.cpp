@@ -130,7 +130,8 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::Redirect:
       return Redirect(lane, reading);
     case ReplyVerdict::Http2:
-      return OthersAreOpen(lane) ? GoOnWithout(lane) : AskByHttp2(lane, asked);
+      if (http2_ || OthersAreOpen(lane)) return Refused(lane, ReasonFor(reading, answer));
+      return AskByHttp2(lane, asked);
     case ReplyVerdict::Wait:
       return WaitAsAsked(lane, answer, reading);
     case ReplyVerdict::Again:
@@ -220,7 +221,7 @@ void WebEngine::AskForSample(WebLane& lane) {
   const bool little = longest.Length() < (facts_.total < 0 ? kSample : std::min(kSample, facts_.total));
   if (!part_ || (little && !alone)) return LaneLost(lane, Say(WebText::Changed), RoundCause::Failure);  // more will be
   if (little) return CookiesAreGone() ? HasChanged() : BeginAnewUnasked();
-  if (!IsHttp(lane.address.scheme) || ++lane.asks > 2) return alone ? HasChanged() : GoOnWithout(lane);
+  if (++lane.asks > 2) return alone ? HasChanged() : GoOnWithout(lane);
   if (plan_) plan_->Release(lane.Number());
   BeginRequest(lane, {RequestKind::Later, true, std::max(longest.begin, longest.end - kSample), longest.end - 1});
   lane.sample = true;
@@ -282,7 +283,7 @@ void WebEngine::HasChanged() {
 }
 
 // Of the part files so far the last one that holds something is kept until the new file is finished.
-void WebEngine::BeginAnew() {
+void WebEngine::LeavePart() {
   EndRun();
   state_ = FetchState::Paused;
   std::string uselessPath = entry_.partPath;
@@ -294,12 +295,17 @@ void WebEngine::BeginAnew() {
   DropPart();
   DeletePartFile(program_.platform, uselessPath, useless);
   WriteJournal(JournalStateNow());
+}
+
+void WebEngine::BeginAnew() {
+  LeavePart();
   StartOrQueue();
 }
 
 void WebEngine::BeginAnewUnasked() {
   const Rounds rounds = rounds_;
-  BeginAnew();
+  LeavePart();
+  Start();
   rounds_ = rounds;
 }
 
@@ -390,7 +396,8 @@ void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason
     Release(lane);
     return AllHeld();
   }
-  if (lane.endProves && end == FetchEnd::Whole) {
+  if (lane.endProves) {
+    if (end != FetchEnd::Whole) return LaneLost(lane, ReasonFor(lane, end, reason), CauseOf(end));
     if (plan_->Complete()) return AllHeld();
     if (lane.proof == LengthProof::Chunked) return ComparedOther();
   }
@@ -427,6 +434,7 @@ void WebEngine::TakesNoMore(WebLane& lane) {
 
 void WebEngine::LaneLost(WebLane& lane, const std::string& reason, RoundCause cause, std::int64_t retryAfterSeconds) {
   lastReason_ = reason;
+  ForgetUncompared();
   Release(lane);
   if (OthersAreOpen(lane)) {
     lane.state = LaneState::BackingOff;
@@ -438,8 +446,11 @@ void WebEngine::LaneLost(WebLane& lane, const std::string& reason, RoundCause ca
 }
 
 void WebEngine::RoundEnded(RoundCause cause, std::int64_t wait) {
+  ForgetUncompared();
   for (const auto& lane : lanes_) Release(*lane);
   if (state_ == FetchState::Holding) return;
+  // It served until now: what it has refused meanwhile says nothing of how many connections it takes.
+  if (cause == RoundCause::Failure && rounds_.Count() == 0) services_->hosts.Forget(OriginOf(current_));
   rounds_.Ended(cause);
   if (rounds_.Spent()) return Rest(FetchEvent::GivenUp, Say(WebText::TooManyTries, {lastReason_}));
   Take(FetchEvent::LastLaneLost);

@@ -215,6 +215,11 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   }
 }
 
+Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller) {
+  HandOver none;
+  return AddDownload(program, std::move(url), later, kind, caller, std::move(none));
+}
+
 AddOutcome AddWithoutAsking(Program& program, const std::string& url) {
   const AddressReading address = ReadAddress(program, url);
   if (address.engine == EngineName::None) return {0, Refusal(program)};

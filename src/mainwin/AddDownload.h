@@ -16,7 +16,8 @@ class Program;
 // record's DownloadKind. `caller`: each caller has at most one box about a bad URL. `handOver` is for the web engine; a
 // listed download that has stopped for want of cookies takes it and continues.
 Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller,
-                   HandOver handOver = {});
+                   HandOver handOver);
+Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller);
 
 // The slot of an added download, or why it has none.
 struct AddOutcome {

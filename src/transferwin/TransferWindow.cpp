@@ -127,6 +127,7 @@ void TransferWindow::PauseOrResume() {
 void TransferWindow::Cancel() {
   if (!engine_->StillCurrent()) return;
   Skip([this] { PauseDownload(); });
+  if (program_.Web(RecordIndex) != nullptr && slot_.Record().Active) return Hide();  // its file gets its name just now
   slot_.Empty();
   engine_->Retire();
 }

@@ -25,12 +25,12 @@ bool Append(int to, const std::string& path) {
   return write(to, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
 }
 
-std::string SystemBundle() {
+}  // namespace
+
+std::string CertificateBundle::SystemsPath() {
   const curl_version_info_data* const version = curl_version_info(CURLVERSION_NOW);
   return version->cainfo != nullptr ? version->cainfo : "";
 }
-
-}  // namespace
 
 CertificateBundle::~CertificateBundle() { Close(); }
 
@@ -41,7 +41,7 @@ void CertificateBundle::Close() {
 
 std::string CertificateBundle::With(const std::string& extra) {
   if (extra.empty()) return {};
-  const std::string bundle = SystemBundle();
+  const std::string bundle = SystemsPath();
   const Source system{bundle, StateOf(bundle)};
   const Source own{extra, StateOf(extra)};
   if (file_ < 0 || !(system == system_) || !(own == extra_)) {

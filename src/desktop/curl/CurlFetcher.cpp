@@ -94,7 +94,8 @@ std::shared_ptr<CurlLoop> CurlFetcher::LoopFor(const FetchRequest& request) {
   if (shared.loop && needsNone) return shared.loop;
   Certificates certificates{request.certificates, {}};
   struct stat status {};
-  if (stat(request.certificates.c_str(), &status) == 0) certificates.state = StateIn(status);
+  const std::string file = request.certificates.empty() ? CertificateBundle::SystemsPath() : request.certificates;
+  if (stat(file.c_str(), &status) == 0) certificates.state = StateIn(status);
   if (!shared.loop || shared.certificates != certificates) {
     shared = {std::make_shared<CurlLoop>(gate_, events_, pool_, desk_), std::move(certificates)};
   }

@@ -94,6 +94,8 @@ TEST_F(WebNames, StayThoseOfTheFirstAnswer) {
   Resume();
   ASSERT_TRUE(RunUntilStopped());  // its part file is gone
   Resume();
+  ASSERT_TRUE(RunUntilAsked());
+  Answer(true);
   ASSERT_TRUE(RunUntilFinished());
   EXPECT_EQ(InFolder(), Names{"first.zip"});
 }

@@ -201,5 +201,96 @@ TEST_F(WebServers, CookiesOfARedirectAreSentToTheSameOriginAlone) {
   for (const HttpRequest& request : other.Requests()) EXPECT_FALSE(request.Header("Cookie"));
 }
 
+TEST_F(WebServers, OneLaneThatMustWaitContinuesAfterTheServersTime) {
+  origin.OnEach([&](const HttpRequest& request) -> std::optional<HttpFault> {
+    if (request.number == 2) return HttpFault{.status = 403};
+    if (request.number == 3) return HttpFault{.status = 503, .thinkTime = 500, .retryAfter = "60"};
+    return HttpFault{.wire = {.bytesPerSecond = 500'000}};
+  });
+  Start(kUrl);
+  ExpectTheFile();
+}
+
+TEST_F(WebServers, AnUpgradeThatHttp2DoesNotSatisfyStopsTheDownloadWithItsStatus) {
+  origin.Always({.status = 426});
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilStopped());
+  EXPECT_EQ(Web().reason, "The server refused the download with status 426.");
+  EXPECT_EQ(origin.Requests().size(), 2U);
+}
+
+TEST_F(WebServers, ARetryAfterThatOverflowsStopsTheDownload) {
+  origin.Always({.status = 503, .retryAfter = "9223372036854775807"});
+  Start(kUrl);
+  EXPECT_TRUE(RunUntilStopped());
+}
+
+TEST_F(WebServers, ComparedBytesDoNotEndTheCountOfTries) {
+  origin.Always({.wire = {.bytesPerSecond = 300'000}});
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilReceived(2'000'000));
+  Pause();
+  sim.RunFor(1000);
+  origin.Always({.ignoreRange = true, .cutBody = 500'000});
+  Resume();
+  ASSERT_TRUE(RunUntilStopped());
+  EXPECT_NE(Web().reason.find("ten tries"), std::string::npos) << Web().reason;
+}
+
+TEST_F(WebServers, PartThatIsMissingIsAskedAbout) {
+  origin.Always({.wire = {.bytesPerSecond = 300'000}});
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilReceived(2'000'000));
+  Pause();
+  sim.RunFor(10'000);
+  SimOptions options;
+  options.disk = sim.disk().TakeState();
+  WebRig next(std::move(options));
+  SimHttpServer same(next.sim.network(), "o.example", 443);
+  same.File("/a.bin", content);
+  same.Traits("/a.bin").validators = {kFirst};
+  next.Load();
+  next.sim.disk().Delete("/home/u/dl/a.bin.part");
+  next.Resume();
+  ASSERT_TRUE(next.RunUntilAsked());
+  EXPECT_EQ(next.Web().reason, "The unfinished file is missing, or another program has changed it.");
+  EXPECT_TRUE(same.Requests().empty());
+  next.Answer(true);
+  ASSERT_TRUE(next.RunUntilFinished());
+  EXPECT_TRUE(next.sim.disk().Holds(kOutput, content));
+}
+
+// Some bytes of a new version are written before the comparison meets the difference.
+TEST_F(WebServers, BytesOfAComparisonThatFailsAreNotKept) {
+  for (const bool lost : {false, true}) {
+    WebRig rig;
+    SimHttpServer server(rig.sim.network(), "o.example", 443);
+    server.File("/a.bin", content);
+    server.Traits("/a.bin").validators = {kFirst};
+    server.Always({.wire = {.bytesPerSecond = 300'000}});
+    rig.Start(kUrl);
+    ASSERT_TRUE(rig.RunUntilReceived(3'000'000));  // with gaps between the lanes
+    rig.Pause();
+    rig.sim.RunFor(5000);
+    rig.sim.fetcher().CloseKept();
+    HttpFault other{.wire = {.bytesPerSecond = 300'000}, .ignoreRange = true, .swapAt = 900'000};
+    other.swap = SimContent::Generated(8'000'000, 8);
+    if (lost) other.cutBody = 1'500'000;
+    server.Always(other);
+    rig.Resume();
+    if (lost) {
+      rig.sim.RunFor(12'000);
+      rig.Pause();
+    } else {
+      ASSERT_TRUE(rig.RunUntilAsked()) << rig.Web().reason;
+      rig.Answer(false);
+    }
+    server.NoFaults();
+    rig.Resume();
+    ASSERT_TRUE(rig.RunUntilFinished()) << rig.Web().reason;
+    EXPECT_TRUE(rig.sim.disk().Holds(kOutput, content)) << lost;
+  }
+}
+
 }  // namespace
 }  // namespace pellora

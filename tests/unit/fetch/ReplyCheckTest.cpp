@@ -337,6 +337,9 @@ TEST(ReplyCheck, JudgesFtpByLengthAndTime) {
   Expect(PlainAnswer(150, 7), Resumed(50), {-1, {}, 7}, V::Body);
   Expect(PlainAnswer(-1, 7), Resumed(50), known, V::Body);
   EXPECT_EQ(CheckReply(PlainAnswer(200), Whole(RequestKind::Later), known).range, (Range{0, 200}));
+  Expect(PlainAnswer(200, 7), Whole(RequestKind::Resumed), known, V::CompareWhole, R::NoRanges);
+  Expect(PlainAnswer(-1, 7), Whole(RequestKind::Resumed), {-1, {}, 7}, V::CompareWhole, R::NoRanges);
+  Expect(PlainAnswer(300, 7), Whole(RequestKind::Resumed), known, V::Changed, R::OtherLength);
 }
 
 }  // namespace
