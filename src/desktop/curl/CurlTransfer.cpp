@@ -30,6 +30,8 @@ constexpr std::size_t kFirstBlock = std::size_t{32} << 10;
 constexpr std::size_t kSmallestBlock = std::size_t{16} << 10;
 // Of libcurl, which fills it up to a hundred times before it lets others have their turn.
 constexpr long kReceiveBuffer = 16 << 10;
+// Of all heads and trailers of a request together. libcurl keeps them, and limits the heads only.
+constexpr std::size_t kLongestHeads = std::size_t{1} << 20;
 
 std::string Part(CURLU* url, CURLUPart part) {
   char* text = nullptr;
@@ -250,7 +252,8 @@ int CurlTransfer::OnCloseSocket(void* sockets, curl_socket_t fd) {
 
 std::size_t CurlTransfer::OnHeader(char* data, std::size_t size, std::size_t count, void* self) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
-  if (transfer.channel_->Dropped()) return 0;
+  transfer.headBytes_ += size * count;
+  if (transfer.channel_->Dropped() || transfer.headBytes_ > kLongestHeads) return 0;
   transfer.HeaderLine({data, size * count});
   return size * count;
 }
