@@ -41,6 +41,21 @@ std::string Part(CURLU* url, CURLUPart part) {
   return result;
 }
 
+// libcurl takes no notice of a proxy with a control character in its login, and connects without it.
+bool HasUsableLogin(const std::string& proxy) {
+  CURLU* const url = curl_url();
+  bool usable = true;
+  if (curl_url_set(url, CURLUPART_URL, proxy.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK) {
+    for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD}) {
+      char* text = nullptr;
+      usable = usable && curl_url_get(url, part, &text, CURLU_URLDECODE) != CURLUE_URLDECODE;
+      curl_free(text);
+    }
+  }
+  curl_url_cleanup(url);
+  return usable;
+}
+
 bool EqualNames(std::string_view a, std::string_view b) {
   return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
@@ -136,6 +151,9 @@ void CurlTransfer::SetConnection() {
   Set(CURLOPT_PROXY, request_.proxy.c_str());
   Set(CURLOPT_NOPROXY, "");
   if (!request_.proxy.empty()) {
+    if (!HasUsableLogin(request_.proxy)) {
+      Refuse(CURLE_PROXY, FetchEnd::Proxy, "its login holds a control character");
+    }
     Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     Set(CURLOPT_HTTPPROXYTUNNEL, IsHttp() ? 0L : 1L);  // a proxy must not speak ftp in our name
     Set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
