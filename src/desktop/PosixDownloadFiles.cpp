@@ -131,6 +131,9 @@ std::unique_ptr<DownloadFile> PosixDownloadFiles::Create(const std::string& path
 std::unique_ptr<DownloadFile> PosixDownloadFiles::Adopt(const std::string& path, const FileIdentity& identity) {
   CheckPath(path);
   if (files_.LookAtPart(path) != PartName::Own) return nullptr;
+  // Opening takes the rights of others away, which another file is to keep.
+  const std::optional<FileState> there = StateOf(path);
+  if (!there || there->identity.inode != identity.inode) return nullptr;
   std::unique_ptr<PosixFile> file;
   try {
     file = files_.OpenPart(path, false);

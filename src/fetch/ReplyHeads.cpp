@@ -10,7 +10,8 @@ namespace pellora {
 
 namespace {
 
-constexpr std::int64_t kSettledAfter = 60;  // s (RFC 9110, section 8.8.2.2)
+constexpr std::int64_t kSettledAfter = 60;                                     // s (RFC 9110, section 8.8.2.2)
+constexpr std::int64_t kLongestWait = std::int64_t{100} * 365 * 24 * 60 * 60;  // s
 
 std::string_view Trimmed(std::string_view text) {
   constexpr std::string_view kBlanks = " \t";
@@ -127,12 +128,11 @@ std::string IfRangeOf(const Validator& validator) {
 
 std::optional<std::int64_t> RetryAfter(const FetchAnswer& answer) {
   const std::string_view text = HeaderOf(answer, "Retry-After");
-  constexpr std::int64_t kMost = std::int64_t{366} * 24 * 60 * 60;  // s
-  if (const std::optional<std::int64_t> seconds = ParseLength(text)) return std::min(*seconds, kMost);
+  if (const std::optional<std::int64_t> seconds = ParseLength(text)) return std::min(*seconds, kLongestWait);
   const std::optional<std::int64_t> moment = ParseHttpDate(text);
   const std::optional<std::int64_t> now = ParseHttpDate(HeaderOf(answer, "Date"));
   if (!moment || !now) return {};
-  return std::clamp<std::int64_t>(*moment - *now, 0, kMost);
+  return std::clamp<std::int64_t>(*moment - *now, 0, kLongestWait);
 }
 
 }  // namespace pellora

@@ -5,12 +5,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <iterator>
+#include <optional>
+
+#include "desktop/AtomicFile.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 
 namespace {
+
+// What libcurl refuses at once, while it would wait for the writer of a pipe.
+constexpr const char* kNoAuthorities = "/dev/null";
 
 FileState StateOf(const std::string& path) {
   struct stat status {};
@@ -18,11 +23,11 @@ FileState StateOf(const std::string& path) {
 }
 
 bool Append(int to, const std::string& path) {
-  std::ifstream from(path, std::ios::binary);
-  if (!from) return false;
-  std::string bytes{std::istreambuf_iterator<char>(from), std::istreambuf_iterator<char>()};
-  bytes += '\n';
-  return write(to, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+  std::optional<std::string> bytes;
+  Skip([&] { bytes = ReadSmallFile(path); });
+  if (!bytes) return false;
+  *bytes += '\n';
+  return write(to, bytes->data(), bytes->size()) == static_cast<ssize_t>(bytes->size());
 }
 
 }  // namespace
@@ -47,9 +52,10 @@ std::string CertificateBundle::With(const std::string& extra) {
   if (file_ < 0 || !(system == system_) || !(own == extra_)) {
     Close();
     file_ = memfd_create("certificates", MFD_CLOEXEC);
-    if (file_ < 0 || !Append(file_, bundle) || !Append(file_, extra)) {
+    if (file_ >= 0) (void)Append(file_, bundle);  // some systems have none
+    if (file_ < 0 || !Append(file_, extra)) {
       Close();
-      return extra;
+      return kNoAuthorities;
     }
     system_ = system;
     extra_ = own;

@@ -16,7 +16,7 @@ class CertificateBundle {
   CertificateBundle& operator=(const CertificateBundle&) = delete;
 
   // A path that has both; another one after either file has changed. That of the system's alone, empty, if `extra` is
-  // empty. `extra` itself if it cannot be read: the connection then fails and says so.
+  // empty. One without any if `extra` cannot be read, or is no file: the connection then fails and says so.
   std::string With(const std::string& extra);
   static std::string SystemsPath();
 

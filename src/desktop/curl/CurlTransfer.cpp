@@ -30,6 +30,8 @@ constexpr std::size_t kFirstBlock = std::size_t{32} << 10;
 constexpr std::size_t kSmallestBlock = std::size_t{16} << 10;
 // Of libcurl, which fills it up to a hundred times before it lets others have their turn.
 constexpr long kReceiveBuffer = 16 << 10;
+// Of all heads and trailers of a request together. libcurl keeps them, and limits the heads only.
+constexpr std::size_t kLongestHeads = std::size_t{1} << 20;
 
 std::string Part(CURLU* url, CURLUPart part) {
   char* text = nullptr;
@@ -37,6 +39,21 @@ std::string Part(CURLU* url, CURLUPart part) {
   std::string result(text);
   curl_free(text);
   return result;
+}
+
+// libcurl takes no notice of a proxy with a control character in its login, and connects without it.
+bool HasUsableLogin(const std::string& proxy) {
+  CURLU* const url = curl_url();
+  bool usable = true;
+  if (curl_url_set(url, CURLUPART_URL, proxy.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK) {
+    for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD}) {
+      char* text = nullptr;
+      usable = usable && curl_url_get(url, part, &text, CURLU_URLDECODE) != CURLUE_URLDECODE;
+      curl_free(text);
+    }
+  }
+  curl_url_cleanup(url);
+  return usable;
 }
 
 bool EqualNames(std::string_view a, std::string_view b) {
@@ -134,6 +151,9 @@ void CurlTransfer::SetConnection() {
   Set(CURLOPT_PROXY, request_.proxy.c_str());
   Set(CURLOPT_NOPROXY, "");
   if (!request_.proxy.empty()) {
+    if (!HasUsableLogin(request_.proxy)) {
+      Refuse(CURLE_PROXY, FetchEnd::Proxy, "its login holds a control character");
+    }
     Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     Set(CURLOPT_HTTPPROXYTUNNEL, IsHttp() ? 0L : 1L);  // a proxy must not speak ftp in our name
     Set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
@@ -250,7 +270,8 @@ int CurlTransfer::OnCloseSocket(void* sockets, curl_socket_t fd) {
 
 std::size_t CurlTransfer::OnHeader(char* data, std::size_t size, std::size_t count, void* self) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
-  if (transfer.channel_->Dropped()) return 0;
+  transfer.headBytes_ += size * count;
+  if (transfer.channel_->Dropped() || transfer.headBytes_ > kLongestHeads) return 0;
   transfer.HeaderLine({data, size * count});
   return size * count;
 }

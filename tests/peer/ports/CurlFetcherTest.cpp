@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -123,6 +124,16 @@ TEST_F(CurlFetcherTest, AProxyThatRefusesIsNamed) {
   EXPECT_EQ(events.log, "E");
   EXPECT_EQ(events.end, FetchEnd::Proxy);
   EXPECT_EQ(events.reason, "the proxy refuses the login");
+}
+
+TEST_F(CurlFetcherTest, NeverGoesPastAProxyWhoseLoginHoldsAControlCharacter) {
+  for (const char* const login : {"user:a%00b", "u%0Aser:word"}) {
+    FetchRequest request = RequestFor(stage.Url(Reply::Echo));
+    request.proxy = std::string("http://") + login + "@127.0.0.1:" + std::to_string(FreePort());
+    GetBy(request);
+    EXPECT_EQ(events.log, "E");
+    EXPECT_EQ(events.end, FetchEnd::Proxy) << events.reason;
+  }
 }
 
 TEST_F(CurlFetcherTest, AnswersAChallengeOnceIfAsked) {
@@ -250,6 +261,20 @@ TEST_F(CurlFetcherTest, ReadsTheAuthoritiesAgainOnceTheirFileHasChanged) {
   request.certificates = stage.folder.Path("none.pem");
   GetBy(request);
   EXPECT_EQ(events.end, FetchEnd::NotTrusted);
+}
+
+TEST_F(CurlFetcherTest, TrustsNobodyIfTheAuthoritiesAreNoFile) {
+  FetchRequest request = RequestFor(stage.SecureUrl(Certificate::Right, "file", "content"));
+  const std::string folder = stage.folder.Path("folder");
+  const std::string pipe = stage.folder.Path("pipe");
+  ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const std::string& path : {folder, pipe, std::string("/dev/zero")}) {
+    request.certificates = path;
+    GetBy(request);
+    EXPECT_EQ(events.end, FetchEnd::NotTrusted) << path;
+    EXPECT_EQ(events.reason, "the file of trusted authorities cannot be read") << path;
+  }
 }
 
 // A bundle as long as the system's takes 50 ms to read.

@@ -165,6 +165,14 @@ TEST_F(DownloadFilesTest, AdoptsNoLinkNoSecondNameAndNoOtherUsersFile) {
   }
 }
 
+TEST_F(DownloadFilesTest, AFileThatIsNotAdoptedKeepsItsRights) {
+  PutPart("the user's own");
+  ASSERT_EQ(chmod(part.c_str(), 0644), 0);
+  const FileIdentity identity = files.StateOf(part)->identity;
+  EXPECT_EQ(files.Adopt(part, {identity.device, identity.inode + 1}), nullptr);
+  EXPECT_EQ(RightsOf(part), 0644U);
+}
+
 TEST_F(DownloadFilesTest, AnOpenPartIsLockedUntilItIsClosed) {
   auto file = files.Create(part);
   const FileIdentity identity = file->State().identity;
