@@ -55,9 +55,7 @@ void RangePlan::Begin(int lane, Range piece, std::int64_t limit) {
 void RangePlan::Adopt(int lane, Range request) {
   const std::int64_t limit = request.end < 0 ? End() : std::min(request.end, End());
   const std::vector<Range> missing = held_.Missing({request.begin, limit});
-  std::int64_t end = missing.empty() ? request.begin : missing.front().end;
-  if (shape_.inOrder && total_ >= 0) end = std::min(end, request.begin + kOrderedPiece);
-  Begin(lane, {request.begin, end}, limit);
+  Begin(lane, {request.begin, missing.empty() ? request.begin : missing.front().end}, limit);
 }
 
 Piece RangePlan::Assign(int lane, Range range) {
@@ -184,23 +182,9 @@ void RangePlan::Divide(const Region& region, std::vector<Piece>& pieces) {
   }
 }
 
-std::vector<Piece> RangePlan::GiveInOrder(std::span<const int> idle) {
-  std::vector<Piece> pieces;
-  for (const int lane : idle) {
-    const std::vector<Range> gaps = Gaps();
-    if (gaps.empty()) break;
-    const std::int64_t end = std::min(gaps.front().end, gaps.front().begin + kOrderedPiece);
-    pieces.push_back(Assign(lane, {gaps.front().begin, end}));
-  }
-  return pieces;
-}
-
 std::vector<Piece> RangePlan::Give(std::span<const int> idle) {
   if (total_ < 0) return {};
   std::vector<Piece> pieces;
-  if (shape_.inOrder) pieces = GiveInOrder(idle);
-  idle = idle.subspan(pieces.size());
-
   std::vector<Region> regions = Regions();
   std::vector<int> left;
   for (const int lane : idle) {

@@ -25,8 +25,6 @@ inline constexpr std::int64_t kSmallestPiece = std::int64_t{1} << 20;
 inline constexpr std::int64_t kGathered = std::int64_t{256} << 10;
 // A request with no more than this to come is read to its end and dropped, to keep its connection.
 inline constexpr std::int64_t kDrained = std::int64_t{256} << 10;
-// Pieces of a file that must grow in order.
-inline constexpr std::int64_t kOrderedPiece = std::int64_t{8} << 20;
 
 struct Piece {
   int lane = 0;
@@ -46,7 +44,6 @@ class RangePlan {
  public:
   struct Shape {
     int lanes = 8;
-    bool inOrder = false;       // the file must grow in order: the disk fills gaps with zeros, or no room is set apart
     bool openRequests = false;  // a request names no end (ftp, sftp): each reaches the end of the file
   };
 
@@ -125,7 +122,6 @@ class RangePlan {
   std::vector<std::int64_t> SharesOf(const Region& region) const;
   bool Fits(const Region& region, int lane) const;
   void Divide(const Region& region, std::vector<Piece>& pieces);
-  std::vector<Piece> GiveInOrder(std::span<const int> idle);
   std::optional<Piece> GiveTwin(int lane);
   Piece Assign(int lane, Range range);
   bool OthersDeliverAt(int lane, std::int64_t offset) const;

@@ -74,6 +74,26 @@ TEST(WebEnd, ResetListLeavesNothingOrTheWholeFile) {
   EXPECT_EQ(seen.size(), 2U);
 }
 
+// The window's button cannot stop a rename either.
+TEST(WebEnd, CancelNeverLeavesADownloadThatNothingFetches) {
+  std::set<bool> finished;
+  for (std::uint64_t after = 0; after <= kLast; after += kStep) {
+    Ending run;
+    run.RunToTheEnd(after);
+    const auto window = run.WindowOf();
+    ASSERT_TRUE(window);
+    run.sim.Do([&] { window->Command2.Click(); });
+    run.sim.RunFor(20'000);
+    ASSERT_FALSE(run.Record().Active) << after;
+    finished.insert(run.Record().Finished);
+    if (run.Record().Finished) continue;
+    run.sim.Do([&] { run.app.ResumeAll(); });
+    ASSERT_TRUE(run.RunUntilFinished()) << after;
+    ASSERT_EQ(run.InFolder(), Names{"a.bin"}) << after;
+  }
+  EXPECT_EQ(finished.size(), 2U);
+}
+
 TEST(WebEnd, PauseNeverStopsARename) {
   std::set<std::string> seen;
   for (std::uint64_t after = 0; after <= kLast; after += kStep) {

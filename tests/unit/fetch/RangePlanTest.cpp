@@ -85,7 +85,7 @@ TEST(RangePlan, TakesOverARequestAsItWasMade) {
   plan.Adopt(1, {20 * kMiB, 25 * kMiB});  // held already
   EXPECT_EQ(plan.PieceOf(1), (Range{20 * kMiB, 20 * kMiB}));
   EXPECT_EQ(plan.Next(1), LaneNext::Close);
-  RangePlan unknown(-1, {}, {.lanes = 2, .inOrder = true});
+  RangePlan unknown(-1, {}, {.lanes = 2});
   unknown.Adopt(0, {0, -1});
   EXPECT_EQ(unknown.Received(0, 20 * kMiB).needed, (Ranges{{0, 20 * kMiB}}));
   EXPECT_EQ(unknown.Next(0), LaneNext::Continue);
@@ -219,16 +219,6 @@ TEST(RangePlan, RunsTheLastPieceTwice) {
   EXPECT_EQ(plan.Next(0), LaneNext::Continue);
   EXPECT_EQ(plan.Received(0, kMiB / 2).needed, (Ranges{{4 * kMiB, 4 * kMiB + kMiB / 4}}));
   EXPECT_TRUE(plan.Complete());
-  EXPECT_EQ(plan.Next(0), LaneNext::Close);
-}
-
-TEST(RangePlan, FillsAFileInOrderWhereGapsAreDear) {
-  RangePlan plan(100 * kMiB, {}, {.lanes = 3, .inOrder = true});
-  plan.Adopt(0, {0, -1});
-  EXPECT_EQ(Give(plan, {1, 2}), (Pieces{{1, {8 * kMiB, 16 * kMiB}}, {2, {16 * kMiB, 24 * kMiB}}}));
-  (void)plan.Received(1, 8 * kMiB);
-  EXPECT_EQ(Give(plan, {1}), (Pieces{{1, {24 * kMiB, 32 * kMiB}}}));
-  (void)plan.Received(0, 8 * kMiB);
   EXPECT_EQ(plan.Next(0), LaneNext::Close);
 }
 
@@ -391,9 +381,7 @@ TEST(RangePlanRuns, EveryByteIsNeededOnceWhateverHappens) {
   for (unsigned seed = 0; seed < 300; ++seed) {
     std::mt19937 random(seed);
     const auto total = static_cast<std::int64_t>(random() % static_cast<unsigned>(24 * kMiB));
-    const bool inOrder = seed % 3 == 1;
-    const bool open = seed % 3 == 2;
-    RangePlan plan(total, {}, {.lanes = 5, .inOrder = inOrder, .openRequests = open});
+    RangePlan plan(total, {}, {.lanes = 5, .openRequests = seed % 3 == 2});
     IntervalSet seen;
     plan.Adopt(0, {0, -1});
     for (int step = 0; step < 3000 && !plan.Complete(); ++step) {
