@@ -295,7 +295,7 @@ void WebEngine::LaneReceived(WebLane& lane, std::unique_ptr<FetchBlock> block) {
   lane.received += length;
   lane.meter.Received(now, length);
   meter_.Received(now, length);
-  rounds_.Received();
+  if (!lane.sample) rounds_.Received();  // what is held already is no progress
   backOff_.Received(length);
   lane.backOff.Received(length);
   if (lane.sample) return PutSample(lane, std::move(block));
