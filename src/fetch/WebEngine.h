@@ -118,6 +118,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void TakeSample(WebLane& lane, const ReplyReading& reading);
+  Range LongestHeld() const;
+  bool MayChangeUnseen() const;  // while no lane is open
   void Redirect(WebLane& lane, const ReplyReading& reading);
   void HasChanged();
   void AskByHttp2(WebLane& lane, const AskedFor& asked);

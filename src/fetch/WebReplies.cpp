@@ -210,14 +210,24 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   program_.platform.tasks.Spawn(CreatePart());
 }
 
-// Bytes that are held, to see whether this server has the same version. Versions differ rather at the end of what is
-// held than at its beginning.
-void WebEngine::AskForSample(WebLane& lane) {
-  const bool alone = !OthersAreOpen(lane);
+Range WebEngine::LongestHeld() const {
   Range longest;
   for (const Range& range : written_.Ranges()) {
     if (range.Length() > longest.Length()) longest = range;
   }
+  return longest;
+}
+
+// The server may come back with another version, and no validator would show it.
+bool WebEngine::MayChangeUnseen() const {
+  return part_ && IsHttp(current_.scheme) && IfRangeOf(facts_.validator).empty() && LongestHeld().Length() >= kSample;
+}
+
+// Bytes that are held, to see whether this server has the same version. Versions differ rather at the end of what is
+// held than at its beginning.
+void WebEngine::AskForSample(WebLane& lane) {
+  const bool alone = !OthersAreOpen(lane);
+  const Range longest = LongestHeld();
   const bool little = longest.Length() < (facts_.total < 0 ? kSample : std::min(kSample, facts_.total));
   if (!part_ || (little && !alone)) return LaneLost(lane, Say(WebText::Changed), RoundCause::Failure);  // more will be
   if (little) return CookiesAreGone() ? HasChanged() : BeginAnewUnasked();
@@ -451,6 +461,7 @@ void WebEngine::RoundEnded(RoundCause cause, std::int64_t wait) {
   if (state_ == FetchState::Holding) return;
   // It served until now: what it has refused meanwhile says nothing of how many connections it takes.
   if (cause == RoundCause::Failure && rounds_.Count() == 0) services_->hosts.Forget(OriginOf(current_));
+  if (MayChangeUnseen()) proven_ = false;
   rounds_.Ended(cause);
   if (rounds_.Spent()) return Rest(FetchEvent::GivenUp, Say(WebText::TooManyTries, {lastReason_}));
   Take(FetchEvent::LastLaneLost);

@@ -76,7 +76,8 @@ FetchOutcome NoHandshake(const CurlEnd& end) {
   if (Says(end, "no application protocol")) {
     return {FetchEnd::OtherHttp, "the server does not speak this version of HTTP"};
   }
-  for (const char* const closed : {"reset by peer", "unexpected eof", "SSL_ERROR_SYSCALL", "Broken pipe"}) {
+  for (const char* const closed :
+       {"reset by peer", "unexpected eof", "SSL_ERROR_SYSCALL", "SSL_ERROR_ZERO_RETURN", "Broken pipe"}) {
     if (Says(end, closed)) return {FetchEnd::Lost, "the connection was closed before it was secured"};
   }
   if (Says(end, "wrong version number")) return {FetchEnd::NotTrusted, "the server does not speak TLS"};

@@ -66,6 +66,19 @@ std::string_view Trimmed(std::string_view text) {
   return text;
 }
 
+// Whether libcurl can read the length in a reply to SIZE, "213 1234", where it takes the last digits for it: a sign it
+// overlooks, and what is beyond 64 bits, or no number, it takes for 0.
+bool HasLength(std::string_view line) {
+  constexpr std::string_view kDigits = "0123456789";
+  line = line.substr(0, line.find('\r'));
+  const std::size_t before = line.find_last_not_of(kDigits);
+  const std::string_view digits = before == std::string_view::npos ? line : line.substr(before + 1);
+  std::int64_t length = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), length);
+  return error == std::errc() && end == digits.data() + digits.size() &&
+         (before == std::string_view::npos || line[before] != '-');
+}
+
 // Of an IPv6 literal.
 std::string WithoutBrackets(const std::string& host) {
   return host.starts_with('[') ? host.substr(1, host.size() - 2) : host;
@@ -284,6 +297,7 @@ void CurlTransfer::HeaderLine(std::string_view line) {
 
 // "150 Opening BINARY mode data connection for file (1234 bytes)."
 void CurlTransfer::FtpLine(std::string_view line) {
+  if (line.starts_with("213 ")) hasLength_ = HasLength(line);  // of SIZE, which comes after MDTM
   if (!line.starts_with("150 ") && !line.starts_with("125 ")) return;
   const std::string_view::size_type bytes = line.rfind(" bytes");
   const std::string_view::size_type open = bytes == std::string_view::npos ? bytes : line.rfind('(', bytes);
@@ -314,6 +328,8 @@ void CurlTransfer::Answer() {
     }
   } else {
     length_ = Info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T);
+    if (length_ >= 0 && !hasLength_)
+      return Refuse(CURLE_FTP_COULDNT_RETR_FILE, FetchEnd::Unsupported, "the length of the file cannot be read");
     const std::int64_t from = request_.ranged ? request_.from : 0;
     // Some servers announce the whole file, some the rest; any other length belongs to another file or mode.
     if (announced_ >= 0 && announced_ != length_ && announced_ != length_ + from) length_ = -1;
@@ -333,6 +349,7 @@ std::size_t CurlTransfer::Data(std::string_view bytes) {
   if (bytes.empty()) return 0;
   if (channel_->Dropped()) return kEndTransfer;
   if (!answered_) Answer();
+  if (!refusal_.reason.empty()) return kEndTransfer;
   if (!coding_.empty()) return kEndTransfer;  // libcurl has decoded it without being asked
   if (!channel_->Reading()) return CURL_WRITEFUNC_PAUSE;
   if (block_ && block_->Room() < bytes.size()) HandOn();

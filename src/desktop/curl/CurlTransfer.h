@@ -102,6 +102,7 @@ class CurlTransfer {
   bool answered_ = false;
   std::string coding_;           // a transfer coding that is not decoded here
   std::int64_t announced_ = -1;  // ftp: the length in the reply to RETR
+  bool hasLength_ = true;        // ftp: the reply to SIZE can be read
   std::int64_t length_ = -1;     // ftp and sftp: from the start of the range
   std::int64_t received_ = 0;
   int socketError_ = 0;

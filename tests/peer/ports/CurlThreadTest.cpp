@@ -190,6 +190,21 @@ TEST_F(CurlFtp, LengthIsUnknownIfTheServerContradictsItself) {
   }
 }
 
+TEST_F(CurlFtp, ALengthThatCannotBeReadIsRefused) {
+  for (const char* const size : {"-1294967296", "size is -5", "99999999999999999999", "many"}) {
+    OddFtpServer server;
+    server.content = "content";
+    server.size = size;
+    Get(server.Url());
+    ExpectRefusal(FetchEnd::Unsupported);
+  }
+  OddFtpServer server;
+  server.content = "content";
+  server.size = "size is 7";
+  Get(server.Url());
+  ExpectContent("content");
+}
+
 TEST_F(CurlFtp, TooManyUsersIsARefusedConnection) {
   OddFtpServer server;
   server.greeting = "421";

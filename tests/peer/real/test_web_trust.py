@@ -2,7 +2,9 @@
 
 import os
 import shutil
+import socket
 import subprocess
+import threading
 import unittest
 
 import harness
@@ -25,6 +27,28 @@ class Certificates(Web):
         self.session.start()
         reason = self.refused(self.nginx.url(self.nginx.plain, "a.bin"))
         self.assertIn("127.0.0.1 is not trusted: the authority of the certificate is not known", reason)
+
+
+    def test_server_that_says_goodbye_in_the_handshake_is_tried_again(self):
+        hellos = []
+
+        def serve():
+            while True:
+                try:
+                    connection, _ = listener.accept()
+                except OSError:
+                    return
+                with connection:
+                    hellos.append(connection.recv(4096))
+                    connection.sendall(b"\x15\x03\x03\x00\x02\x01\x00")  # close_notify
+        listener = socket.create_server(("127.0.0.1", 0))
+        self.addCleanup(listener.close)
+        self.addCleanup(listener.shutdown, socket.SHUT_RDWR)
+        threading.Thread(target=serve, daemon=True).start()
+        self.session.start()
+        url = self.begin_url("https://127.0.0.1:%d/a.bin" % listener.getsockname()[1])
+        harness.wait_until(lambda: len(hellos) > 1, 20, "a second try")
+        self.assertEqual(self.state(url), "active")
 
 
 class Addresses(Web):
