@@ -41,11 +41,10 @@ bool IsFree(const DownloadFiles& files, const Files& all, const WantedPart& want
   return !all.Exists(path) || (wanted.replaces && files.StateOf(path) == wanted.replaces);
 }
 
-std::shared_ptr<DownloadFile> CreateAt(DownloadFiles& files, Files& all, const WantedPart& wanted, NewPart& made) {
+std::shared_ptr<DownloadFile> CreateAt(DownloadFiles& files, Files& all, NewPart& made) {
   std::unique_ptr<DownloadFile> file = files.Create(made.partPath);
   if (!file) return nullptr;
   try {
-    if (wanted.total > 0) file->Reserve(static_cast<std::uint64_t>(wanted.total));
     made.identity = file->State().identity;
   } catch (const Failure&) {
     file.reset();
@@ -92,7 +91,7 @@ NewPart CreateNewPart(DownloadFiles& files, Files& all, const WantedPart& wanted
   for (int tried = 0; tried < kMostNumbers; ++tried, name = FollowingName(name)) {
     made.path = wanted.keepsPath ? wanted.path : JoinFolder(folder, name);
     made.partPath = JoinFolder(folder, PartNameOf(name));
-    if (IsFree(files, all, wanted, made.path)) made.file = CreateAt(files, all, wanted, made);
+    if (IsFree(files, all, wanted, made.path)) made.file = CreateAt(files, all, made);
     if (made.file) return made;
   }
   throw Failure(FailureNumber::File, folder + ": no free name for " + NameOf(wanted.path));

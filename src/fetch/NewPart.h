@@ -49,8 +49,8 @@ struct NewPart {
   bool fillsGaps = false;      // as DownloadFiles::FillsGaps
 };
 
-// Creates the part file at the first name that is free for the file and for its part, with room for all of it. Belongs
-// into the background; Failure(File).
+// Creates the part file, empty, at the first name that is free for the file and for its part, where the disk has room
+// for all of it. Belongs into the background; Failure(File).
 NewPart CreateNewPart(DownloadFiles& files, Files& all, const WantedPart& wanted);
 
 }  // namespace pellora

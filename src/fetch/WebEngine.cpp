@@ -132,7 +132,7 @@ void WebEngine::Start() {
   if (const auto handed = services_->cookies.find(entry_.key); handed != services_->cookies.end()) {
     requests_.TakeHanded(handed->second);
   }
-  if (part_ || entry_.partPath.empty()) {
+  if (part_ || creating_ || entry_.partPath.empty()) {
     Open();
   } else {
     program_.platform.tasks.Spawn(AdoptPart(run_));

@@ -85,9 +85,9 @@ Task<> WebEngine::CreatePart() {
   } catch (const Failure& failure) {
     failed = Say(WebText::NotWritten, {failure.what()});
   }
-  creating_ = false;
   // Meanwhile the download may have begun anew, with another part file.
   if (!StillCurrent() || generation != partGeneration_) {
+    creating_ = false;
     if (made->file) {
       program_.platform.background.Run([made, files = &program_.platform.files] { files->Delete(made->partPath); },
                                        [](const std::exception_ptr&) {});
@@ -95,6 +95,7 @@ Task<> WebEngine::CreatePart() {
     co_return;
   }
   if (!failed.empty()) {
+    creating_ = false;
     factsKnown_ = false;
     entry_.path.clear();  // the settings may name another folder at the next try
     if (Fetching()) Rest(FetchEvent::DiskFailed, failed);
@@ -106,9 +107,27 @@ Task<> WebEngine::CreatePart() {
   entry_.part = made->identity;
   inOrder_ = made->fillsGaps;
   Record().FileName = NameOf(entry_.path);
-  part_ = std::make_shared<PartFile>(program_.platform, made->partPath, made->file, made->identity);
   entry_.held = {};
   WriteJournal(JournalStateNow());
+  // After the journal's line: what a kill leaves without an owner takes no room.
+  try {
+    Background::Work reserve = [made, total = facts_.total] {
+      if (total > 0) made->file->Reserve(static_cast<std::uint64_t>(total));
+    };
+    co_await InBackground(&program_.platform, std::move(reserve));
+  } catch (const Failure& failure) {
+    failed = Say(WebText::NotWritten, {failure.what()});
+  }
+  creating_ = false;
+  if (!StillCurrent() || generation != partGeneration_) co_return;
+  if (!failed.empty()) {
+    DeletePartFile(program_.platform, entry_.partPath, entry_.part);
+    DropPart();
+    entry_.path.clear();
+    if (Fetching()) Rest(FetchEvent::DiskFailed, failed);
+    co_return;
+  }
+  part_ = std::make_shared<PartFile>(program_.platform, made->partPath, made->file, made->identity);
   if (Fetching()) PartIsReady();
 }
 

@@ -302,5 +302,20 @@ TEST(WebLeftovers, DownloadResumedInItsWindowIsNotQueuedAnyMore) {
   EXPECT_EQ(run.rig.Record().Queued, 0);
 }
 
+TEST(WebLeftovers, KillBeforeTheJournalKnowsThePartLeavesNoRoomTaken) {
+  int unknown = 0;
+  for (std::uint64_t calls = 1; calls <= 40; ++calls) {
+    Session run;
+    run.Serve(1, 3'000'000);
+    run.rig.sim.disk().CutAt(run.rig.sim.disk().Calls() + calls);
+    run.rig.Start(kUrl);
+    run.rig.RunUntilFinished(1, 60'000);
+    if (!run.rig.sim.Killed() || !run.rig.sim.disk().Has(kPart) || run.JournalHas("a.bin.part")) continue;
+    EXPECT_EQ(run.rig.sim.disk().Get(kPart), "") << calls;
+    ++unknown;
+  }
+  EXPECT_GT(unknown, 0);
+}
+
 }  // namespace
 }  // namespace pellora
