@@ -288,7 +288,9 @@ bool PosixNetwork::HasConnection() const {
   if (getifaddrs(&first) != 0) return false;
   bool found = false;
   for (const ifaddrs* at = first; at != nullptr && !found; at = at->ifa_next) {
-    const bool up = (at->ifa_flags & IFF_UP) != 0 && (at->ifa_flags & IFF_LOOPBACK) == 0;
+    // An interface without a carrier (a cable that is out, a bridge of no machine) is up, but does not run.
+    constexpr unsigned kUsable = IFF_UP | IFF_RUNNING;
+    const bool up = (at->ifa_flags & kUsable) == kUsable && (at->ifa_flags & IFF_LOOPBACK) == 0;
     const int family = at->ifa_addr != nullptr ? at->ifa_addr->sa_family : AF_UNSPEC;
     found = up && (family == AF_INET || family == AF_INET6);
   }

@@ -54,9 +54,9 @@ Validator ReadValidator(const FetchAnswer& answer);
 // section 13.1.5).
 std::string IfRangeOf(const Validator& validator);
 
-// Seconds to wait, from a number or from a date read against the answer's own Date; 0 for a past one, and a hundred years
-// at most, so that there is a date for their end. Nothing without the header, with an unreadable one, or with a date in
-// an answer without Date.
+// Seconds to wait, from a number or from a date read against the answer's own Date; 0 for a past one, and a hundred
+// years at most, so that there is a date for their end. Nothing without the header, with an unreadable one, or with a
+// date in an answer without Date.
 std::optional<std::int64_t> RetryAfter(const FetchAnswer& answer);
 
 }  // namespace pellora

@@ -21,16 +21,12 @@ constexpr std::array<std::string_view, kFetchEvents> kFetchTable = {
     "!R!!!!!!!",  // FirstAnswerRight
     "!FF!!!!!!",  // AllBytesHeld
     "!HH!!!!!!",  // LastLaneLost
-    "!SSSS!!!!",  // GivenUp
-    "!AA!!!!!!",  // Question
-    "----O----",  // AnswerYes
+    "!SSSSS!!!",  // GivenUp
+    "!AA!!A!!!",  // Question
     "----S----",  // AnswerNo
     "---O-----",  // NetworkOrTimeBack
     "!SSSSS--!",  // DiskFailed
     "!!!!!DD!!",  // Renamed
-    "!!!!!S-!!",  // HashWrong
-    "WPPPPPPSD",  // Reloaded
-    "!!!!!DD!D",  // ReloadedRenamed
 };
 
 constexpr std::string_view kLaneLetters = "ICTBX";
@@ -38,15 +34,9 @@ constexpr std::array<std::string_view, kLaneEvents> kLaneTable = {
     // ICTBX
     "C!!--",  // PieceGiven
     "!T!!!",  // RightAnswer
-    "!X!!!",  // WrongAnswer
-    "!!T!!",  // Block
-    "!!I!!",  // EndReached
-    "!BB!!",  // Lost
-    "!B!!!",  // Busy
-    "!X!!!",  // BusyWhileOthersFlow
-    "!!!C!",  // Due
-    "----C",  // SiblingEnded
-    "----B",  // LastSiblingLost
+    "B!!!!",  // Lost
+    "X!!!!",  // OneMore
+    "!!!II",  // Again
     "IIIII",  // Stop
 };
 

@@ -29,17 +29,13 @@ enum class FetchEvent : std::uint8_t {
   AllBytesHeld,
   LastLaneLost,  // and tries are left
   GivenUp,       // tries spent, or refused for good
-  Question,      // login, key or changed file, and no lane flows
-  AnswerYes,
-  AnswerNo,
+  Question,      // key, changed file or missing part, and no lane flows
+  AnswerNo,      // a yes is a pause, and a start
   NetworkOrTimeBack,
   DiskFailed,  // a write or flush failed, or the part file is another
   Renamed,
-  HashWrong,
-  Reloaded,         // the program was ended and is started again
-  ReloadedRenamed,  // the same, and the file has been renamed
 };
-inline constexpr int kFetchEvents = 16;
+inline constexpr int kFetchEvents = 12;
 
 // The same state where the event means nothing.
 FetchState StateAfter(FetchState state, FetchEvent event);
@@ -56,18 +52,12 @@ inline constexpr int kLaneStates = 5;
 enum class LaneEvent : std::uint8_t {
   PieceGiven,
   RightAnswer,
-  WrongAnswer,
-  Block,
-  EndReached,
-  Lost,                 // ended early, lost or silent
-  Busy,                 // 429 or 503, and no other lane flows
-  BusyWhileOthersFlow,  // the same, and others do
-  Due,                  // the wait is over
-  SiblingEnded,
-  LastSiblingLost,  // the last lane that flowed
-  Stop,             // pause, stop or unload
+  Lost,     // ended early, refused or silent, after Stop; others are open
+  OneMore,  // the server takes no more connections, or this one has been refused for good; after Stop
+  Again,    // the wait is over, or there is room
+  Stop,     // closed: its piece is done or given back
 };
-inline constexpr int kLaneEvents = 12;
+inline constexpr int kLaneEvents = 6;
 
 LaneState StateAfter(LaneState state, LaneEvent event);
 

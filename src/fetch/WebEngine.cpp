@@ -261,13 +261,13 @@ void WebEngine::CheckLanes(std::int64_t now) {
       LaneLost(lane, Say(WebText::Silent, {lane.address.host}), RoundCause::Failure);
     } else if (lane.state == LaneState::BackingOff) {
       if (now >= lane.due) {
-        lane.state = LaneState::Idle;
+        lane.Take(LaneEvent::Again);
         OpenLanes();
       } else {
         lane.text = RetryIn(lane.due - now);
       }
     } else if (lane.state == LaneState::Refused && !oneLane_ && RoomForLanes() > 0) {
-      lane.state = LaneState::Idle;
+      lane.Take(LaneEvent::Again);
       OpenLanes();
     } else if (lane.Flows() && plan_) {
       plan_->SetRate(lane.Number(), lane.meter.BytesPerSecond(now));
@@ -358,7 +358,7 @@ void WebEngine::OpenLanes() {
     if (room-- > 0) {
       idle.push_back(number);
     } else {
-      lane.state = LaneState::Refused;
+      lane.Take(LaneEvent::OneMore);
     }
   }
   for (const Piece& piece : plan_->Give(idle)) {

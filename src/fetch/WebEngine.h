@@ -204,7 +204,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::string lastReason_;
 
   std::shared_ptr<PartFile> part_;
-  bool creating_ = false;  // it, and then its room
+  bool creating_ = false;                                           // it, and then its room
   std::vector<std::pair<int, std::unique_ptr<FetchBlock>>> early_;  // came before the part file was there
   struct EarlyEnd {
     int lane = 0;

@@ -415,9 +415,7 @@ Task<> WebEngine::Finish(Run run) {
   co_await InBackground(&program_.platform, std::move(nothing));
   if (!StillCurrent() || run != run_) co_return;
   if (differs_) {
-    // A comparison came after the last byte.
-    state_ = FetchState::Running;
-    HasChanged();
+    HasChanged();  // a comparison came after the last byte
     co_return;
   }
   if (!part_) co_return;  // a write has failed, and has stopped the download

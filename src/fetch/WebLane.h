@@ -65,8 +65,8 @@ class WebLane final : private FetchEvents {
   std::int64_t lastSign_ = 0;
 
  public:
+  LaneState state = LaneState::Idle;  // changed by Take alone
   // Of the engine.
-  LaneState state = LaneState::Idle;
   BackOff backOff;
   SpeedMeter meter;
   std::int64_t due = 0;       // of BackingOff

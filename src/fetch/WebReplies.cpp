@@ -281,7 +281,7 @@ void WebEngine::Ask(const std::string& reason, const std::string& question, std:
 }
 
 void WebEngine::HasChanged() {
-  if (!Fetching()) return;
+  if (!Fetching() && state_ != FetchState::Finishing) return;
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
   if (CookiesAreGone()) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));       // a login page, rather
   if (written_.Ranges().empty() && entry_.oldPartPath.empty()) return BeginAnewUnasked();  // nothing can be lost
@@ -295,7 +295,7 @@ void WebEngine::HasChanged() {
 // Of the part files so far the last one that holds something is kept until the new file is finished.
 void WebEngine::LeavePart() {
   EndRun();
-  state_ = FetchState::Paused;
+  Take(FetchEvent::Pause);
   std::string uselessPath = entry_.partPath;
   FileIdentity useless = entry_.part;
   if (!written_.Ranges().empty()) {
@@ -332,7 +332,7 @@ void WebEngine::AskAboutKey(const WebLane& lane, const HostKey& key) {
   services_->keys.WhenAccepted(OriginOf(address), key.fingerprint, [weak = weak_from_this(), run = run_] {
     const std::shared_ptr<WebEngine> self = weak.lock();
     if (!self || !self->StillCurrent() || run != self->run_ || self->state_ != FetchState::Asking) return;
-    self->state_ = FetchState::Paused;
+    self->Take(FetchEvent::Pause);
     self->StartOrQueue();
   });
 }
@@ -416,7 +416,7 @@ void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason
   }
   Release(lane);
   for (const auto& other : lanes_) {
-    if (other->state == LaneState::Refused) other->state = LaneState::Idle;
+    if (other->state == LaneState::Refused) other->Take(LaneEvent::Again);
   }
   OpenLanes();
 }
@@ -433,13 +433,13 @@ void WebEngine::Release(WebLane& lane) {
 void WebEngine::GoOnWithout(WebLane& lane) {
   oneLane_ = true;
   Release(lane);
-  lane.state = LaneState::Refused;
+  lane.Take(LaneEvent::OneMore);
 }
 
 void WebEngine::TakesNoMore(WebLane& lane) {
   Release(lane);
   services_->hosts.RefusedMore(OriginOf(lane.address), Now());
-  lane.state = LaneState::Refused;
+  lane.Take(LaneEvent::OneMore);
 }
 
 void WebEngine::LaneLost(WebLane& lane, const std::string& reason, RoundCause cause, std::int64_t retryAfterSeconds) {
@@ -447,7 +447,7 @@ void WebEngine::LaneLost(WebLane& lane, const std::string& reason, RoundCause ca
   ForgetUncompared();
   Release(lane);
   if (OthersAreOpen(lane)) {
-    lane.state = LaneState::BackingOff;
+    lane.Take(LaneEvent::Lost);
     lane.due = Now() + (retryAfterSeconds > 0 ? lane.backOff.NextAfter(retryAfterSeconds) : lane.backOff.Next());
     lane.text = RetryIn(lane.due - Now());
     return;

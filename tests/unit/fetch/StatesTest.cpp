@@ -38,39 +38,29 @@ TEST(States, OfADownloadFollowTheTable) {
   EXPECT_EQ(FetchRow(FetchEvent::FirstAnswerRight), "!R!!!!!!!");
   EXPECT_EQ(FetchRow(FetchEvent::AllBytesHeld), "!FF!!!!!!");
   EXPECT_EQ(FetchRow(FetchEvent::LastLaneLost), "!HH!!!!!!");
-  EXPECT_EQ(FetchRow(FetchEvent::GivenUp), "!SSSS!!!!");
-  EXPECT_EQ(FetchRow(FetchEvent::Question), "!AA!!!!!!");
-  EXPECT_EQ(FetchRow(FetchEvent::AnswerYes), "----O----");
+  EXPECT_EQ(FetchRow(FetchEvent::GivenUp), "!SSSSS!!!");
+  EXPECT_EQ(FetchRow(FetchEvent::Question), "!AA!!A!!!");
   EXPECT_EQ(FetchRow(FetchEvent::AnswerNo), "----S----");
   EXPECT_EQ(FetchRow(FetchEvent::NetworkOrTimeBack), "---O-----");
   EXPECT_EQ(FetchRow(FetchEvent::DiskFailed), "!SSSSS--!");
   EXPECT_EQ(FetchRow(FetchEvent::Renamed), "!!!!!DD!!");
-  EXPECT_EQ(FetchRow(FetchEvent::HashWrong), "!!!!!S-!!");
-  EXPECT_EQ(FetchRow(FetchEvent::Reloaded), "-PPPPP---");
-  EXPECT_EQ(FetchRow(FetchEvent::ReloadedRenamed), "!!!!!DD!-");
 }
 
 TEST(States, OfALaneFollowTheTable) {
   EXPECT_EQ(LaneRow(LaneEvent::PieceGiven), "C!!--");
   EXPECT_EQ(LaneRow(LaneEvent::RightAnswer), "!T!!!");
-  EXPECT_EQ(LaneRow(LaneEvent::WrongAnswer), "!X!!!");
-  EXPECT_EQ(LaneRow(LaneEvent::Block), "!!-!!");
-  EXPECT_EQ(LaneRow(LaneEvent::EndReached), "!!I!!");
-  EXPECT_EQ(LaneRow(LaneEvent::Lost), "!BB!!");
-  EXPECT_EQ(LaneRow(LaneEvent::Busy), "!B!!!");
-  EXPECT_EQ(LaneRow(LaneEvent::BusyWhileOthersFlow), "!X!!!");
-  EXPECT_EQ(LaneRow(LaneEvent::Due), "!!!C!");
-  EXPECT_EQ(LaneRow(LaneEvent::SiblingEnded), "----C");
-  EXPECT_EQ(LaneRow(LaneEvent::LastSiblingLost), "----B");
+  EXPECT_EQ(LaneRow(LaneEvent::Lost), "B!!!!");
+  EXPECT_EQ(LaneRow(LaneEvent::OneMore), "X!!!!");
+  EXPECT_EQ(LaneRow(LaneEvent::Again), "!!!II");
   EXPECT_EQ(LaneRow(LaneEvent::Stop), "-IIII");
 }
 
 TEST(States, SayWhatCouldNotHappen) {
   try {
-    (void)StateAfter(LaneState::BackingOff, LaneEvent::Block);
+    (void)StateAfter(LaneState::BackingOff, LaneEvent::Lost);
     FAIL();
   } catch (const Failure& failure) {
-    EXPECT_STREQ(failure.what(), "no event 3 in state B");
+    EXPECT_STREQ(failure.what(), "no event 2 in state B");
   }
 }
 
