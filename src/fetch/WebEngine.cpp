@@ -211,6 +211,7 @@ void WebEngine::Rest(FetchEvent event, const std::string& reason) {
   Announce(reason.empty() ? program_.Text(kTextWebPaused) : reason);
   WriteJournal(JournalStateNow());
   Claim();
+  ClosePartAtRest();
   Draw();
   program_.lists->RefreshRows(kAllRows, kForced);
 }

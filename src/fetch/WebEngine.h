@@ -154,6 +154,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void ComparedOther();
   bool Compares() const;    // and has not yet reached the end of what is held
   void ForgetUncompared();  // what an unfinished comparison has let in
+  void ClosePartAtRest();
   void PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block);
   void SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason);
   void AfterArrival(WebLane& lane, bool surplus);
@@ -221,6 +222,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool renaming_ = false;        // the journal says so: it ends before anything else
   bool unconfirmed_ = false;     // the body ended with its connection
   bool differs_ = false;         // a comparison has failed in this generation
+  int puts_ = 0;                 // that are under way
   bool claiming_ = false;
   bool unclaimed_ = false;  // something was written since the last claim
   std::int64_t lastClaim_ = 0;

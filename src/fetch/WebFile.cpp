@@ -250,10 +250,13 @@ void WebEngine::PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block) {
     PartFile::Done done = [weak = weak_from_this(), generation = partGeneration_, written = arrival.needed, comparedTo](
                               PartFile::Result result, const std::string& reason) {
       const std::shared_ptr<WebEngine> self = weak.lock();
-      if (!self || !self->StillCurrent()) return;
+      if (!self) return;
+      --self->puts_;
+      if (!self->StillCurrent()) return;
       if (generation == self->partGeneration_) self->comparedTo_ = std::max(self->comparedTo_, comparedTo);
       self->PutDone(generation, written, result, reason);
     };
+    ++puts_;
     part_->Put(std::move(block), offset, std::move(held), std::move(needed), std::move(done));
   }
   AfterArrival(lane, arrival.surplus);
@@ -268,6 +271,7 @@ void WebEngine::PutDone(std::uint32_t generation, const std::vector<Range>& writ
   unclaimed_ = true;
   if (Fetching() || state_ == FetchState::Finishing) return;
   Claim();  // no pulse does
+  ClosePartAtRest();
   Draw();
 }
 
@@ -278,6 +282,12 @@ void WebEngine::ComparedOther() {
   unclaimed_ = true;
   differs_ = true;
   if (Fetching()) HasChanged();
+}
+
+// Its disk may be removed then.
+void WebEngine::ClosePartAtRest() {
+  const bool rests = !Fetching() && state_ != FetchState::Finishing && state_ != FetchState::Done;
+  if (rests && puts_ == 0 && !claiming_ && !unclaimed_) part_.reset();
 }
 
 bool WebEngine::Compares() const {
@@ -379,7 +389,9 @@ void WebEngine::Claim() {
                  if (result != PartFile::Result::Good) return self->DiskFailed(reason);
                  self->entry_.held = claim;
                  self->WriteJournal(self->JournalStateNow());
-                 if (!self->pulse_.Enabled()) self->Claim();  // what was written meanwhile
+                 if (self->pulse_.Enabled()) return;
+                 self->Claim();  // what was written meanwhile
+                 self->ClosePartAtRest();
                });
 }
 

@@ -317,5 +317,19 @@ TEST(WebLeftovers, KillBeforeTheJournalKnowsThePartLeavesNoRoomTaken) {
   EXPECT_GT(unknown, 0);
 }
 
+TEST(WebLeftovers, PausedDownloadHoldsNoFile) {
+  Session run;
+  run.Serve(1, 3'000'000);
+  run.rig.Start(kUrl);
+  ASSERT_TRUE(run.rig.RunUntilReceived(1'000'000));
+  const FileIdentity part = run.rig.sim.downloadFiles().StateOf(kPart)->identity;
+  EXPECT_EQ(run.rig.sim.downloadFiles().Adopt(kPart, part), nullptr);
+  run.rig.Pause();
+  run.rig.sim.RunFor(1000);
+  EXPECT_NE(run.rig.sim.downloadFiles().Adopt(kPart, part), nullptr);
+  run.rig.Resume();
+  EXPECT_TRUE(run.rig.RunUntilFinished());
+}
+
 }  // namespace
 }  // namespace pellora
