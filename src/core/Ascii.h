@@ -10,6 +10,7 @@ namespace pellora {
 constexpr char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 constexpr char ToUpper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c; }
 constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+constexpr bool IsControl(char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; }
 
 inline std::string ToLower(std::string_view text) {
   std::string result(text);
@@ -33,6 +34,13 @@ constexpr std::string_view TrimTrailingBlanks(std::string_view text) {
 }
 
 constexpr std::string_view TrimBlanks(std::string_view text) { return TrimTrailingBlanks(TrimLeadingBlanks(text)); }
+
+constexpr bool HasControls(std::string_view text) {
+  for (const char c : text) {
+    if (IsControl(c)) return true;
+  }
+  return false;
+}
 
 constexpr bool EqualsNoCase(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;

@@ -30,8 +30,6 @@ constexpr std::string_view kEncoded = "\"<>\\^`{|}";
 // What no host holds once it is decoded, besides controls, blanks and bytes above 126.
 constexpr std::string_view kNotInHosts = "\"#%/:<>?@[\\]^`{|}";
 
-bool IsControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
-bool HasControl(std::string_view text) { return std::any_of(text.begin(), text.end(), IsControl); }
 bool IsAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
@@ -168,7 +166,7 @@ bool TakeLogin(WebAddress& address, std::string_view text) {
   const std::size_t colon = std::min(text.find(':'), text.size());
   address.user = PercentDecoded(text.substr(0, colon));
   if (colon < text.size()) address.password = PercentDecoded(text.substr(colon + 1));
-  return !HasControl(address.user) && !HasControl(address.password);
+  return !HasControls(address.user) && !HasControls(address.password);
 }
 
 // "user:password@host:port". A login ends at the last "@": people paste passwords that hold one.
@@ -199,7 +197,7 @@ std::string_view CutAt(std::string_view text, std::string_view marks, std::strin
 bool TakePath(WebAddress& address, std::string_view path) {
   address.path = "/";
   if (!path.empty()) address.path = WithoutDots(Encoded(path));
-  const bool control = HasControl(PercentDecoded(address.path));
+  const bool control = HasControls(PercentDecoded(address.path));
   return IsHttp(address.scheme) || !control;
 }
 
@@ -240,7 +238,7 @@ bool IsEncrypted(WebScheme scheme) { return scheme != WebScheme::Http && scheme 
 
 std::optional<WebAddress> ParseWebAddress(std::string_view text) {
   text = TrimBlanks(text);
-  if (text.size() > kLongestWebAddress || HasControl(text)) return {};
+  if (text.size() > kLongestWebAddress || HasControls(text)) return {};
   const std::size_t length = SchemeLength(text);
   const auto* const row = std::find_if(kSchemes.begin(), kSchemes.end(), [&](const SchemeRow& candidate) {
     return EqualsNoCase(candidate.name, text.substr(0, length));

@@ -4,6 +4,7 @@
 // journal has them.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 
@@ -27,5 +28,12 @@ struct WebFigures {
   bool yields = false;
   double notBefore = 0;  // while queued: a date and time, before which the queue passes it over; in days like DateAdded
 };
+
+// Of an unfinished download whose size is known: below 100, which is for a file that has its name.
+inline float UnfinishedPercent(const WebFigures& figures) {
+  constexpr float kMost = 99.9F;
+  const double percent = static_cast<double>(figures.received) * 100 / static_cast<double>(figures.size);
+  return std::min(kMost, static_cast<float>(percent));
+}
 
 }  // namespace pellora

@@ -30,10 +30,6 @@ std::string_view NextOf(std::string_view& rest, char separator) {
   return member;
 }
 
-bool HasControls(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), [](char c) { return (c >= 0 && c < ' ') || c == 0x7F; });
-}
-
 // Of a cookie whose server names no path (RFC 6265, section 5.1.4).
 std::string DefaultPath(const std::string& path) {
   const std::size_t slash = path.rfind('/');

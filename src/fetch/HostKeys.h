@@ -42,7 +42,7 @@ class HostKeys {
  public:
   std::string AcceptedFor(const std::string& origin) const;  // a fingerprint; or empty
 
-  // Whoever waits for this is called.
+  // Calls what waits for this key.
   void Accept(const std::string& origin, const std::string& fingerprint);
   void WhenAccepted(const std::string& origin, const std::string& fingerprint, std::function<void()> call);
 

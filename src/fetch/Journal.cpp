@@ -126,7 +126,7 @@ void Journal::Append(std::string line, Done done) {
   }
   appended_ += line.size();
   std::string whole;
-  if (appended_ > kRewriteAbove || *behind_) {
+  if (appended_ > kRewriteAbove || *lacksLine_) {
     whole = WholeJournal(Entries(), nextId_);
     appended_ = 0;
   }
@@ -136,8 +136,8 @@ void Journal::Append(std::string line, Done done) {
         *rewritten = !whole.empty() && Skip([&] { store->Rewrite(whole); });
         if (!*rewritten) store->Append(line);
       },
-      [behind = behind_, rewritten, done = std::move(done)](const std::exception_ptr& failure) {
-        if (failure != nullptr || *rewritten) *behind = failure != nullptr;
+      [lacksLine = lacksLine_, rewritten, done = std::move(done)](const std::exception_ptr& failure) {
+        if (failure != nullptr || *rewritten) *lacksLine = failure != nullptr;
         if (done) done(failure == nullptr);
       });
 }

@@ -55,7 +55,7 @@ class Journal {
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten
   bool readable_ = true;
   // A line could not be written: the next one rewrites the whole file, or a deleted download would come back.
-  const std::shared_ptr<bool> behind_ = std::make_shared<bool>(false);
+  const std::shared_ptr<bool> lacksLine_ = std::make_shared<bool>(false);
   bool damaged_ = false;
 };
 

@@ -18,10 +18,6 @@ namespace {
 constexpr std::uint64_t kLongestNetrc = std::uint64_t{1} << 20;
 constexpr std::string_view kBlanks = " \t\r\n";
 
-bool HasControl(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; });
-}
-
 class Words {
  public:
   explicit Words(std::string_view text) : rest_(text) {}
@@ -71,7 +67,7 @@ struct Entry {
 };
 
 bool IsFor(const Entry& entry, std::string_view user) {
-  const bool usable = !HasControl(entry.login.user) && !HasControl(entry.login.password);
+  const bool usable = !HasControls(entry.login.user) && !HasControls(entry.login.password);
   return entry.fits && usable && (user.empty() ? !entry.login.user.empty() : entry.login.user == user);
 }
 

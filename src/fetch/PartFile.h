@@ -25,7 +25,7 @@ class PartFile {
     Good,
     Differs,   // of Put: what was to be compared is not the same, and nothing was written
     Failed,    // with a reason; it is not known what of the call was done
-    Replaced,  // of Flush: the path leads to no file, to another, or to one that somebody has cut
+    Replaced,  // of Flush: the path leads to no file, to another, or to one that was cut
   };
   using Done = std::function<void(Result result, const std::string& reason)>;
 

@@ -8,12 +8,6 @@
 
 namespace pellora {
 
-namespace {
-
-constexpr float kMostUnfinished = 99.9F;  // percent: 100 is for a file that has its name
-
-}  // namespace
-
 std::uint32_t WebEngine::SilentFor() const {
   return Fetching() ? static_cast<std::uint32_t>(std::max<std::int64_t>(0, Now() - lastByte_)) : 0;
 }
@@ -91,8 +85,7 @@ void WebEngine::WriteFigures() {
   if (record.Finished) {
     record.Percent = 100.0F;
   } else if (figures.size > 0) {
-    const double percent = static_cast<double>(figures.received) * 100 / static_cast<double>(figures.size);
-    record.Percent = std::min(kMostUnfinished, static_cast<float>(percent));
+    record.Percent = UnfinishedPercent(figures);
   }
   record.RemainingSeconds =
       figures.bytesPerSecond > 0 && figures.size > 0

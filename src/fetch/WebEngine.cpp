@@ -99,7 +99,7 @@ void WebEngine::Start() {
   DownloadRecord& record = Record();
   if (record.Finished || Fetching() || state_ == FetchState::Finishing || state_ == FetchState::Asking) return;
   ++run_;
-  // What waited for a place only goes on.
+  // A download that waited for a place keeps its count of failures.
   if (state_ != FetchState::Waiting) {
     rounds_ = {};
     backOff_.Restart();

@@ -76,10 +76,7 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
     return;
   }
   // The list may be older than the journal, or lack the record.
-  if (figures.size > 0) {
-    const double percent = static_cast<double>(figures.received) * 100 / static_cast<double>(figures.size);
-    record.Percent = std::min(99.9F, static_cast<float>(percent));
-  }
+  if (figures.size > 0) record.Percent = UnfinishedPercent(figures);
   figures.standing = entry.state == JournalState::Stopped ? WebStanding::Stopped : WebStanding::Paused;
   if (entry.state == JournalState::Stopped) figures.reason = entry.reason;
   record.Paused = true;

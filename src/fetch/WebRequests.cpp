@@ -1,11 +1,11 @@
 #include "fetch/WebRequests.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string_view>
 #include <utility>
 
+#include "core/Ascii.h"
 #include "core/Program.h"
 #include "core/Version.h"
 #include "fetch/EnvironmentProxy.h"
@@ -20,8 +20,7 @@ namespace {
 
 // A value with a control character could end its line, and is not sent.
 void AddHeader(FetchRequest& request, const char* name, std::string value) {
-  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
-  if (value.empty() || std::any_of(value.begin(), value.end(), isControl)) return;
+  if (value.empty() || HasControls(value)) return;
   request.headers.push_back({name, std::move(value)});
 }
 

@@ -1,4 +1,4 @@
-// What pauses, kills, changed files and failing disks leave behind: one right file, no part file, and the right entry
+// After pauses, kills, changed files and failing disks there is one right file, no part file, and the right entry
 // in the list.
 #include "WebRig.h"
 #include "core/ListFile.h"

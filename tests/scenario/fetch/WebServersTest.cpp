@@ -156,7 +156,7 @@ TEST_F(WebServers, AnAnswerWithoutTheValidatorOfTheFirstIsComparedFirst) {
   origin.ChangeAfter(1, "/a.bin", wrong, {{}});
   origin.Always({.wire = {.bytesPerSecond = 300'000}});
   Start(kUrl);
-  ExpectTheFile();  // by its first connection, on which the old version goes on
+  ExpectTheFile();  // from its first connection, which continues with the old version
 }
 
 TEST_F(WebServers, AFileThatChangesBeforeMuchOfItIsHeldBeginsAnewUnasked) {

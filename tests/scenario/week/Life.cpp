@@ -360,7 +360,7 @@ bool Life::SettleRound() {
   }
   sim_->RunFor(1000);
   Do([this] { app_->mainWindow().resumeall(); });
-  const int seconds = web_ ? 600 : 90;  // the web engine goes on by itself
+  const int seconds = web_ ? 600 : 90;  // the web engine retries by itself
   for (int second = 0; second < seconds && !sim_->Ended(); ++second) {
     sim_->RunFor(1000);
     AnswerInWindows();

@@ -127,7 +127,7 @@ class Planner {
   std::uint32_t length_ = 0;
 };
 
-// What a life with the web engine has besides, from chances of its own.
+// Further events of a run with the web engine, from a separate random stream.
 class WebPlanner {
  public:
   explicit WebPlanner(LifePlan& plan) : random_(plan.seed * 0xD1B54A32D192ED03ULL + 5), plan_(plan) {}

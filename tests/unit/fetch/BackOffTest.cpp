@@ -19,6 +19,14 @@ std::int64_t Step(std::int64_t milliseconds) {
   return -1;
 }
 
+TEST(BackOff, StartsOverWhenTheUserResumes) {
+  BackOff backOff(1);
+  for (int i = 0; i < 6; ++i) (void)backOff.Next();
+  EXPECT_GT(backOff.Next(), 40'000);
+  backOff.Restart();
+  EXPECT_LE(backOff.Next(), 1000);
+}
+
 TEST(BackOff, DoublesUpToAMinute) {
   for (std::uint64_t seed = 0; seed < 100; ++seed) {
     BackOff backOff(seed);

@@ -62,6 +62,13 @@ TEST_F(HostMemoryTest, ForgetsARefusalAfterTenMinutes) {
   EXPECT_EQ(memory.Room("https://a", kTenMinutes + 1000), kAny);
 }
 
+TEST_F(HostMemoryTest, ForgetsARefusalOnRequest) {
+  Open(2);
+  memory.RefusedMore("https://a", 0);
+  memory.Forget("https://a");
+  EXPECT_EQ(memory.Room("https://a", 0), kAny);
+}
+
 TEST_F(HostMemoryTest, BindsAHostUntilItsTime) {
   EXPECT_EQ(memory.WaitFor("https://a", 1000), 0);
   memory.SetWait("https://a", 31000);
