@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cstdint>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 #include "core/Dates.h"
 #include "core/Numbers.h"
@@ -130,7 +133,30 @@ struct WebKey {
   std::string (*write)(const Settings& settings);
 };
 
-constexpr std::array<WebKey, 2> kWebKeys = {{
+template <std::int32_t Settings::*Member, std::int32_t Most>
+constexpr WebKey NumberRow(const char* name) {
+  return {name,
+          [](Settings& settings, const std::string& text) {
+            std::int32_t value = 0;
+            const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+            const bool whole = error == std::errc() && end == text.data() + text.size();
+            if (whole && value >= 0 && value <= Most) settings.*Member = value;
+          },
+          [](const Settings& settings) { return std::to_string(settings.*Member); }};
+}
+
+template <bool Settings::*Member>
+constexpr WebKey FlagRow(const char* name) {
+  return {name,
+          [](Settings& settings, const std::string& text) {
+            if (text == Flag::Write(true) || text == Flag::Write(false)) settings.*Member = text == Flag::Write(true);
+          },
+          [](const Settings& settings) { return Flag::Write(settings.*Member); }};
+}
+
+constexpr std::int32_t kLastHour = 23;
+
+constexpr std::array<WebKey, 8> kWebKeys = {{
     {"WebEngine",
      [](Settings& settings, const std::string& text) {
        for (const std::int32_t value : {kWebEngineOff, kWebEngineNewSchemes, kWebEngineAll}) {
@@ -144,6 +170,12 @@ constexpr std::array<WebKey, 2> kWebKeys = {{
        if (text.starts_with('/')) settings.ExtraCertificates = text;
      },
      [](const Settings& settings) { return settings.ExtraCertificates; }},
+    NumberRow<&Settings::SpeedLimit, kHighestSpeedLimit>("SpeedLimit"),
+    FlagRow<&Settings::SpeedLimitTimed>("SpeedLimitTimed"),
+    NumberRow<&Settings::SpeedLimitFrom, kLastHour>("SpeedLimitFrom"),
+    NumberRow<&Settings::SpeedLimitTo, kLastHour>("SpeedLimitTo"),
+    FlagRow<&Settings::StayAwake>("StayAwake"),
+    FlagRow<&Settings::SeekChecksums>("SeekChecksums"),
 }};
 
 }  // namespace
@@ -158,9 +190,9 @@ void LoadSettings(Settings& settings, const SettingsStore& store, const Machine&
 
 void LoadWebSettings(Settings& settings, const SettingsStore& store) {
   const Settings absent;
-  settings.WebEngine = absent.WebEngine;
-  settings.ExtraCertificates = absent.ExtraCertificates;
+  settings.ExtraCertificates = absent.ExtraCertificates;  // no text that is read says that there is none
   for (const WebKey& key : kWebKeys) {
+    key.read(settings, key.write(absent));
     Skip([&] {
       if (const std::optional<std::string> text = store.Get(kApplication, key.name)) key.read(settings, *text);
     });

@@ -17,6 +17,8 @@ inline constexpr std::int32_t kWebEngineOff = 0;
 inline constexpr std::int32_t kWebEngineNewSchemes = 1;  // what the classic engine refuses: https, ftps, sftp
 inline constexpr std::int32_t kWebEngineAll = 2;
 
+inline constexpr std::int32_t kHighestSpeedLimit = 10'000'000;  // KiB/s
+
 struct Settings {
   bool BrowserIngeration = false;
   bool CheckClipboard = false;
@@ -43,6 +45,12 @@ struct Settings {
   // Read by LoadWebSettings.
   std::int32_t WebEngine = kWebEngineNewSchemes;  // which downloads are the web engine's
   std::string ExtraCertificates;                  // full path of a PEM file, trusted besides the system's; or empty
+  std::int32_t SpeedLimit = 0;                    // KiB/s of all downloads together; 0: none
+  bool SpeedLimitTimed = false;                   // it applies from SpeedLimitFrom to SpeedLimitTo only
+  std::int32_t SpeedLimitFrom = 8;                // hours of the day, 0 to 23; may be later than the other one
+  std::int32_t SpeedLimitTo = 18;
+  bool StayAwake = true;       // the desktop is asked not to suspend while bytes flow
+  bool SeekChecksums = false;  // looks for lists of checksums beside the files of the web engine
 };
 
 // Reads every key in a fixed order. The first text that does not convert throws Failure, and the keys after it stay

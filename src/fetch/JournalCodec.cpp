@@ -195,6 +195,10 @@ constexpr std::array kFields = {
             e.referrer = WithoutPassword(PercentDecoded(t));
             return true;
           }},
+    Field{"checksum", [](const E& e) { return e.checksum ? ChecksumText(*e.checksum) : std::string(); },
+          [](E& e, Text t) { return (e.checksum = ParseChecksum(t)).has_value(); }},
+    Field{"limit", [](const E& e) { return When(e.speedLimit > 0, std::to_string(e.speedLimit)); },
+          [](E& e, Text t) { return Take(e.speedLimit, t); }},
     Field{"startat",
           [](const E& e) {
             return When(e.startAt.has_value(), Hex(std::bit_cast<std::uint64_t>(e.startAt.value_or(0)), 16));

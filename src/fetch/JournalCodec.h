@@ -18,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/Checksum.h"
 #include "fetch/IntervalSet.h"
 #include "fetch/ReplyCheck.h"
 #include "ports/DownloadFiles.h"
@@ -61,6 +62,8 @@ struct JournalEntry {
   std::string oldPartPath;            // "begin anew": goes once the new file is finished
   FileIdentity oldPart;
   std::string referrer;
+  std::optional<Checksum> checksum;                         // of the whole file, as the user or its source has it
+  std::int64_t speedLimit = 0;                              // bytes per second; 0: none
   std::optional<double> startAt;                            // begin later: days since 30 December 1899
   std::optional<std::int64_t> queuePlace;                   // lower ones start first
   std::vector<std::pair<std::string, std::string>> others;  // of a later version: names and encoded values

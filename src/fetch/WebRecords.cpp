@@ -176,7 +176,9 @@ void RestoreWebRecords(Program& program, WebServices& services) {
 
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add) {
   const HandOver& handOver = add.handOver;
-  if (!add.replaced && handOver.referrer.empty() && handOver.cookies.empty()) return;
+  const bool isPlain = !add.replaced && handOver.referrer.empty() && handOver.cookies.empty() && !add.checksum &&
+                       add.speedLimit == 0 && !add.startAt && !add.quiet;
+  if (isPlain) return;
   const DownloadRecord& record = program.Download(index);
   JournalEntry entry;
   entry.key = JournalKeyOf(record.URL, record.DateAdded);
@@ -185,6 +187,10 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   entry.replaces = add.replaced;
   entry.referrer = handOver.referrer;
   entry.hadCookies = !handOver.cookies.empty();
+  entry.checksum = add.checksum;
+  entry.speedLimit = add.speedLimit;
+  entry.startAt = add.startAt;
+  entry.quiet = add.quiet;
   if (entry.hadCookies) services.cookies[entry.key] = handOver.cookies;
   services.listed.insert(entry.key);
   services.journal.Put(entry);

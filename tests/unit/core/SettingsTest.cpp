@@ -307,6 +307,40 @@ TEST_F(SettingsTest, WebKeysHaveTheirOwnDefaultsWhereAbsentOrBad) {
   EXPECT_EQ(settings.ExtraCertificates, "/home/u/ca.pem");
 }
 
+TEST_F(SettingsTest, NumbersAndSwitchesOfTheWebEngineAreReadOnlyAsTheyAreWritten) {
+  const auto load = [&] {
+    settings.SpeedLimit = 7;
+    settings.SpeedLimitFrom = 7;
+    settings.StayAwake = false;
+    LoadWebSettings(settings, store);
+  };
+  load();
+  EXPECT_EQ(settings.SpeedLimit, 0);
+  EXPECT_EQ(settings.SpeedLimitFrom, 8);
+  EXPECT_EQ(settings.SpeedLimitTo, 18);
+  EXPECT_TRUE(settings.StayAwake);
+  EXPECT_FALSE(settings.SpeedLimitTimed);
+  EXPECT_FALSE(settings.SeekChecksums);
+  Store("SpeedLimit", "10000000");
+  Store("SpeedLimitFrom", "23");
+  Store("StayAwake", "False");
+  Store("SeekChecksums", "True");
+  load();
+  EXPECT_EQ(settings.SpeedLimit, 10'000'000);
+  EXPECT_EQ(settings.SpeedLimitFrom, 23);
+  EXPECT_FALSE(settings.StayAwake);
+  EXPECT_TRUE(settings.SeekChecksums);
+  for (const char* bad : {"", "-1", "10000001", "99999999999", "1x", " 1"}) {
+    Store("SpeedLimit", bad);
+    Store("SpeedLimitFrom", bad);
+    Store("StayAwake", bad);
+    load();
+    EXPECT_EQ(settings.SpeedLimit, 0) << bad;
+    EXPECT_EQ(settings.SpeedLimitFrom, 8) << bad;
+    EXPECT_TRUE(settings.StayAwake) << bad;
+  }
+}
+
 TEST_F(SettingsTest, WebKeysAreReadAfterAKeyThatEndsTheLoad) {
   Store("ProxyPort", "abc");
   Store("WebEngine", "2");

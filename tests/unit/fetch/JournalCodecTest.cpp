@@ -37,6 +37,8 @@ JournalEntry Full() {
   entry.oldPartPath = "/home/old.part";
   entry.oldPart = {1, 2};
   entry.referrer = "https://page/?a b";
+  entry.checksum = ParseChecksum("900150983cd24fb0d6963f7d28e17f72");
+  entry.speedLimit = 102400;
   entry.startAt = 45001.25;
   entry.queuePlace = 3;
   entry.others = {{"later", "a%20b"}, {"more", ""}};

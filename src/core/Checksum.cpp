@@ -1,0 +1,58 @@
+#include "core/Checksum.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "core/Ascii.h"
+
+namespace pellora {
+
+namespace {
+
+struct Kind {
+  ChecksumKind kind;
+  std::string_view name;
+  std::string_view plainName;
+  std::size_t digits;
+};
+constexpr std::array kKinds = {Kind{ChecksumKind::Md5, "md5", "md5", 32}, Kind{ChecksumKind::Sha1, "sha-1", "sha1", 40},
+                               Kind{ChecksumKind::Sha256, "sha-256", "sha256", 64},
+                               Kind{ChecksumKind::Sha512, "sha-512", "sha512", 128}};
+
+const Kind& Of(ChecksumKind kind) { return kKinds.at(static_cast<std::size_t>(kind)); }
+
+std::string_view WithoutBlanks(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  const std::size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
+}  // namespace
+
+std::size_t HexDigitsOf(ChecksumKind kind) { return Of(kind).digits; }
+
+std::string_view NameOf(ChecksumKind kind) { return Of(kind).name; }
+
+std::optional<Checksum> ParseChecksum(std::string_view text) {
+  text = WithoutBlanks(text);
+  std::string_view name;
+  if (const std::size_t mark = text.find_first_of(":="); mark != std::string_view::npos) {
+    name = WithoutBlanks(text.substr(0, mark));
+    text = WithoutBlanks(text.substr(mark + 1));
+    if (name.empty()) return {};
+  }
+  const auto* const kind = std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& known) {
+    const bool named = name.empty() || EqualsNoCase(name, known.name) || EqualsNoCase(name, known.plainName);
+    return named && known.digits == text.size();
+  });
+  if (kind == kKinds.end()) return {};
+  std::string hex = ToLower(text);
+  if (hex.find_first_not_of("0123456789abcdef") != std::string::npos) return {};
+  return Checksum{kind->kind, std::move(hex)};
+}
+
+std::string ChecksumText(const Checksum& checksum) { return std::string(NameOf(checksum.kind)) + ":" + checksum.hex; }
+
+}  // namespace pellora
