@@ -169,7 +169,8 @@ Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t k
   if (listed() != 0 && !claim.emplace(program->askedUrls, address.listed).Has()) co_return;
 
   std::optional<std::string> path;
-  WebAdd add{std::move(handOver), std::nullopt};
+  WebAdd add;
+  add.handOver = std::move(handOver);
   if (kind != 0) {
     path = UpdatePath(*program, address.parsed.fileName);
   } else if (program->settings.SaveAs) {
