@@ -16,6 +16,8 @@
 #include <string_view>
 #include <vector>
 
+#include "ports/Throttle.h"
+
 namespace pellora {
 
 struct FetchHeader {
@@ -46,6 +48,9 @@ struct FetchRequest {
   std::vector<std::string> knownHosts;  // sftp: files of host keys, in OpenSSH's format; some may be missing
   std::string acceptedKey;  // sftp: "SHA256:..." of a key that the user has accepted for this host; empty: none
   bool http2 = false;       // else HTTP/1.1
+  // Allows the bytes of the file; null: as fast as they come. What it does not allow waits in the kernel, but for one
+  // portion. With HTTP/2 the server may send what its window has room for, which waits in memory.
+  std::shared_ptr<Throttle> throttle;
 };
 
 struct FetchAnswer {

@@ -12,6 +12,7 @@ namespace pellora {
 namespace {
 
 constexpr SimLoop::Micros kGather = 100 * SimLoop::kMillisecond;
+constexpr SimLoop::Micros kRetry = 20 * SimLoop::kMillisecond;
 constexpr SimLoop::Micros kLookUp = 20 * SimLoop::kMillisecond;
 constexpr SimLoop::Micros kFinalReply = 60 * SimLoop::kSecond;
 
@@ -112,7 +113,7 @@ void SimFetch::Cancel() {
 void SimFetch::SetReading(bool reading) {
   if (!events_ || reading_ == reading) return;
   reading_ = reading;
-  if (link_ && link_->connection && !starved_) link_->connection->SetReading(reading);
+  if (link_ && link_->connection && !starved_ && !throttled_) link_->connection->SetReading(reading);
   if (!reading) return;
   Pump();
   Later(0, &SimFetch::Read);
@@ -121,9 +122,18 @@ void SimFetch::SetReading(bool reading) {
 void SimFetch::Resume() {
   if (!starved_) return;
   starved_ = false;
+  ReadOn();
+}
+
+void SimFetch::Retry() {
+  throttled_ = false;
+  ReadOn();
+}
+
+void SimFetch::ReadOn() {
   if (!reading_ || !link_) return;
   Read();
-  if (link_ && !starved_) link_->connection->SetReading(true);
+  if (link_ && !starved_ && !throttled_) link_->connection->SetReading(true);
 }
 
 void SimFetch::Connected() {
@@ -244,7 +254,7 @@ void SimFetch::PeerClosed() {
 void SimFetch::Read() {
   std::string_view input = pending_;
   bool more = true;
-  while (more && reading_ && !starved_ && link_) {
+  while (more && reading_ && !starved_ && !throttled_ && link_) {
     if (part_ == Part::Proxy) {
       more = ReadProxy(input);
     } else if (part_ != Part::Reply) {
@@ -272,7 +282,7 @@ bool SimFetch::ReadProxy(std::string_view& input) {
 
 bool SimFetch::ReadHttp(std::string_view& input) {
   std::string_view body;
-  switch (reader_.Next(input, Room(), body)) {
+  switch (reader_.Next(input, std::min(Room(), Allowed()), body)) {
     case SimHttpReader::Step::More:
       return false;
     case SimHttpReader::Step::Head:
@@ -280,7 +290,7 @@ bool SimFetch::ReadHttp(std::string_view& input) {
     case SimHttpReader::Step::Body:
       return Gather(body);
     case SimHttpReader::Step::Room:
-      return TakeBlock();
+      return Room() == 0 ? TakeBlock() : AskThrottle(input.size());
     case SimHttpReader::Step::End:
       End(FetchEnd::Whole);
       return false;
@@ -314,7 +324,8 @@ bool SimFetch::ReadFile(std::string_view& input) {
   }
   if (input.empty()) return false;
   if (Room() == 0 && !TakeBlock()) return false;
-  std::size_t size = std::min(input.size(), Room());
+  if (Allowed() == 0 && !AskThrottle(input.size())) return false;
+  std::size_t size = std::min({input.size(), Room(), Allowed()});
   if (fileLeft_ >= 0) size = std::min(size, static_cast<std::size_t>(fileLeft_));
   const std::string_view bytes = input.substr(0, size);
   input.remove_prefix(size == 0 ? input.size() : size);
@@ -363,7 +374,21 @@ bool SimFetch::TakeBlock() {
   return true;
 }
 
+bool SimFetch::AskThrottle(std::size_t bytes) {
+  constexpr std::size_t kMostAtOnce = std::size_t{16} << 10;
+  const std::size_t portion = std::min({bytes, kMostAtOnce, request_.throttle->Portion()});
+  if (request_.throttle->Take(portion)) {
+    allowed_ += portion;
+    return true;
+  }
+  throttled_ = true;
+  link_->connection->SetReading(false);
+  Later(kRetry, &SimFetch::Retry);
+  return false;
+}
+
 bool SimFetch::Gather(std::string_view bytes) {
+  allowed_ -= std::min(allowed_, bytes.size());
   *blockBytes_ += bytes;
   if (Room() == 0) HandOn();
   if (!url_.IsHttp() && fileLeft_ == 0) Later(kFinalReply, &SimFetch::MissFinalReply);

@@ -94,7 +94,8 @@ CurlTransfer::CurlTransfer(FetchRequest request, std::shared_ptr<FetchChannel> c
       ready_(std::move(ready)),
       sockets_(sockets),
       easy_(curl_easy_init()),
-      capacity_(kFirstBlock) {
+      capacity_(kFirstBlock),
+      portion_(kReceiveBuffer) {
   CURLU* const url = curl_url();
   if (curl_url_set(url, CURLUPART_URL, request_.url.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK) {
     scheme_ = Part(url, CURLUPART_SCHEME);
@@ -351,17 +352,47 @@ std::size_t CurlTransfer::Data(std::string_view bytes) {
   if (!answered_) Answer();
   if (!refusal_.reason.empty()) return kEndTransfer;
   if (!coding_.empty()) return kEndTransfer;  // libcurl has decoded it without being asked
-  if (!channel_->Reading()) return CURL_WRITEFUNC_PAUSE;
+  if (!channel_->Reading() || !Allows(bytes.size())) return CURL_WRITEFUNC_PAUSE;
   if (block_ && block_->Room() < bytes.size()) HandOn();
   if (!block_) {
     block_ = pool_->Take(std::max(capacity_, bytes.size()), channel_);
     if (!block_) return CURL_WRITEFUNC_PAUSE;
   }
   block_->Append(bytes);
+  allowed_ -= std::min(allowed_, bytes.size());
   received_ += static_cast<std::int64_t>(bytes.size());
   // After the last byte libcurl may wait long for the server to confirm it.
   if (block_->Room() == 0 || received_ == length_) HandOn();
   return bytes.size();
+}
+
+// What is allowed stays so while there is no block for it.
+bool CurlTransfer::Allows(std::size_t bytes) {
+  if (!request_.throttle || allowed_ >= bytes) return true;
+  if (!request_.throttle->Take(bytes - allowed_)) {
+    refused_ = bytes;
+    return false;
+  }
+  allowed_ = bytes;
+  refused_ = 0;
+  return true;
+}
+
+void CurlTransfer::Retry() {
+  if (refused_ == 0 || !channel_->Reading()) return;
+  ReadInPortions();
+  if (!Allows(refused_)) return;
+  refused_ = 0;
+  curl_easy_pause(easy_, CURLPAUSE_CONT);
+}
+
+// No more than at the beginning, when libcurl allocates its buffer.
+void CurlTransfer::ReadInPortions() {
+  if (!request_.throttle) return;
+  const long portion = static_cast<long>(std::min<std::size_t>(request_.throttle->Portion(), kReceiveBuffer));
+  if (portion == portion_) return;
+  portion_ = portion;
+  curl_easy_setopt(easy_, CURLOPT_BUFFERSIZE, portion);
 }
 
 void CurlTransfer::HandOn() {
@@ -375,6 +406,7 @@ void CurlTransfer::HandOn() {
 }
 
 void CurlTransfer::Tick() {
+  ReadInPortions();
   if (!block_) return;
   if (ticked_) return HandOn();
   ticked_ = true;
