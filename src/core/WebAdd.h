@@ -4,8 +4,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/Checksum.h"
+#include "core/Mirror.h"
+#include "core/Pieces.h"
 #include "ports/DownloadFiles.h"
 
 namespace pellora {
@@ -25,6 +28,11 @@ struct WebAdd {
   std::int64_t speedLimit = 0;       // bytes per second; 0: none
   std::optional<double> startAt;     // not before this date and time, in days like DateAdded
   bool quiet = false;                // added among many: no window opens by itself
+  // As a Metalink has them.
+  std::int64_t size = -1;  // the file is to have; -1: not known
+  std::optional<PieceHashes> pieces;
+  std::vector<Mirror> mirrors;  // besides the address
+  bool hashesAreSafe = true;    // checksum and pieces are the user's, or came by an encrypted connection
   // The user has confirmed that this file, which the save dialog found at the record's SavePath, be replaced.
   std::optional<FileState> replaced;
 };
