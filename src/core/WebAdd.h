@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/Checksum.h"
+#include "core/Pieces.h"
 #include "ports/DownloadFiles.h"
 
 namespace pellora {
@@ -22,9 +23,10 @@ struct WebAdd {
   std::string user;
   std::string password;
   std::optional<Checksum> checksum;  // of the whole file
-  std::int64_t speedLimit = 0;       // bytes per second; 0: none
-  std::optional<double> startAt;     // not before this date and time, in days like DateAdded
-  bool quiet = false;                // added among many: no window opens by itself
+  std::optional<PieceHashes> pieces;
+  std::int64_t speedLimit = 0;    // bytes per second; 0: none
+  std::optional<double> startAt;  // not before this date and time, in days like DateAdded
+  bool quiet = false;             // added among many: no window opens by itself
   // The user has confirmed that this file, which the save dialog found at the record's SavePath, be replaced.
   std::optional<FileState> replaced;
 };
