@@ -164,7 +164,9 @@ class Reader final : private XmlEvents {
 
   void TakeMirror(std::string_view text) {
     const std::optional<WebAddress> address = ParseWebAddress(text);
-    if (!address || !file_.addresses.insert(address->user + "@" + WireUrl(*address)).second) return;
+    if (!address || text.size() > kLongestMirror ||
+        !file_.addresses.insert(address->user + "@" + WireUrl(*address)).second)
+      return;
     mirror_.url = WithoutPassword(text);
     file_.mirrors.push_back(std::move(mirror_));
   }
@@ -177,7 +179,7 @@ class Reader final : private XmlEvents {
       file.checksums.push_back(std::move(row->second));
     }
     for (auto row = file_.pieces.rbegin(); row != file_.pieces.rend() && !file.pieces; ++row) {
-      if (Covers(row->second, file.size)) file.pieces = std::move(row->second);
+      if (AreOfFile(row->second, file.size)) file.pieces = std::move(row->second);
     }
     file.mirrors = std::move(file_.mirrors);
     std::stable_sort(file.mirrors.begin(), file.mirrors.end(),
@@ -185,11 +187,6 @@ class Reader final : private XmlEvents {
     if (file.mirrors.size() > kMostMirrors) file.mirrors.resize(kMostMirrors);
     file.name = file_.name.empty() ? NameFrom(file.mirrors.front()) : std::move(file_.name);
     if (file.name.empty()) files_.pop_back();
-  }
-
-  static bool Covers(const PieceHashes& pieces, std::int64_t size) {
-    if (size <= 0 || pieces.length <= 0) return false;
-    return static_cast<std::int64_t>(pieces.hex.size()) == (size - 1) / pieces.length + 1;
   }
 
   static std::string NameFrom(const Mirror& mirror) {

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "core/Checksum.h"
+#include "core/Pieces.h"
 #include "fetch/IntervalSet.h"
 #include "fetch/ReplyCheck.h"
 #include "ports/DownloadFiles.h"
@@ -63,6 +64,8 @@ struct JournalEntry {
   FileIdentity oldPart;
   std::string referrer;
   std::optional<Checksum> checksum;                         // of the whole file, as the user or its source has it
+  std::optional<PieceHashes> pieces;                        // of the file
+  std::optional<Checksum> foundChecksum;                    // of the whole file, as the replies or a list beside it say
   std::int64_t speedLimit = 0;                              // bytes per second; 0: none
   std::optional<double> startAt;                            // begin later: days since 30 December 1899
   std::optional<std::int64_t> queuePlace;                   // lower ones start first

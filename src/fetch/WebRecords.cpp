@@ -177,7 +177,7 @@ void RestoreWebRecords(Program& program, WebServices& services) {
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add) {
   const HandOver& handOver = add.handOver;
   const bool isPlain = !add.replaced && handOver.referrer.empty() && handOver.cookies.empty() && !add.checksum &&
-                       add.speedLimit == 0 && !add.startAt && !add.quiet;
+                       !add.pieces && add.speedLimit == 0 && !add.startAt && !add.quiet;
   if (isPlain) return;
   const DownloadRecord& record = program.Download(index);
   JournalEntry entry;
@@ -188,6 +188,7 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   entry.referrer = handOver.referrer;
   entry.hadCookies = !handOver.cookies.empty();
   entry.checksum = add.checksum;
+  if (add.pieces && AreFewEnough(*add.pieces)) entry.pieces = add.pieces;
   entry.speedLimit = add.speedLimit;
   entry.startAt = add.startAt;
   entry.quiet = add.quiet;
