@@ -177,7 +177,8 @@ void RestoreWebRecords(Program& program, WebServices& services) {
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add) {
   const HandOver& handOver = add.handOver;
   const bool isPlain = !add.replaced && handOver.referrer.empty() && handOver.cookies.empty() && !add.checksum &&
-                       !add.pieces && add.speedLimit == 0 && !add.startAt && !add.quiet;
+                       !add.pieces && add.size < 0 && add.mirrors.empty() && add.speedLimit == 0 && !add.startAt &&
+                       !add.quiet;
   if (isPlain) return;
   const DownloadRecord& record = program.Download(index);
   JournalEntry entry;
@@ -189,6 +190,9 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   entry.hadCookies = !handOver.cookies.empty();
   entry.checksum = add.checksum;
   if (add.pieces && AreFewEnough(*add.pieces)) entry.pieces = add.pieces;
+  entry.hashesAreSafe = add.hashesAreSafe;
+  entry.size = add.size;
+  entry.mirrors = add.mirrors;
   entry.speedLimit = add.speedLimit;
   entry.startAt = add.startAt;
   entry.quiet = add.quiet;
