@@ -4,8 +4,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/Checksum.h"
+#include "core/Mirror.h"
+#include "core/Pieces.h"
 #include "ports/DownloadFiles.h"
 
 namespace pellora {
@@ -22,9 +25,13 @@ struct WebAdd {
   std::string user;
   std::string password;
   std::optional<Checksum> checksum;  // of the whole file
-  std::int64_t speedLimit = 0;       // bytes per second; 0: none
-  std::optional<double> startAt;     // not before this date and time, in days like DateAdded
-  bool quiet = false;                // added among many: no window opens by itself
+  std::optional<PieceHashes> pieces;
+  bool hashesAreSafe = true;      // checksum and pieces are the user's, or came by an encrypted connection
+  std::int64_t size = -1;         // that the file is to have, bytes; -1: not known
+  std::vector<Mirror> mirrors;    // besides the address
+  std::int64_t speedLimit = 0;    // bytes per second; 0: none
+  std::optional<double> startAt;  // not before this date and time, in days like DateAdded
+  bool quiet = false;             // added among many: no window opens by itself
   // The user has confirmed that this file, which the save dialog found at the record's SavePath, be replaced.
   std::optional<FileState> replaced;
 };

@@ -74,6 +74,11 @@ constexpr std::array kEnglish = {
     English{WebText::JournalUnreadable,
             "The journal %1 cannot be read. Until it can be, the web engine starts no download."},
     English{WebText::AskBeginAnewWithoutPart, "Begin anew?"},
+    English{WebText::MirrorLeftOut, "%1 is left out: %2"},
+    English{WebText::OtherSize, "The file there does not have the length that was announced."},
+    English{WebText::OtherBytes, "The file there has other contents."},
+    English{WebText::MirrorUnsafe, "It is not encrypted, and no checksum from a safe source is known."},
+    English{WebText::BadMetalink, "This Metalink names no file that Pellora can download."},
 };
 
 }  // namespace

@@ -80,6 +80,13 @@ enum class WebText : std::int16_t {
   JournalUnreadable = 865,  // %1: its path
 
   AskBeginAnewWithoutPart = 866,
+
+  // Mirrors.
+  MirrorLeftOut = 907,  // %1: host, %2: why
+  OtherSize = 908,
+  OtherBytes = 909,
+  MirrorUnsafe = 910,
+  BadMetalink = 911,
 };
 
 // Writes the English texts, over whatever is there.

@@ -31,12 +31,12 @@ struct Adopted {
 }  // namespace
 
 // The first answer of all decides.
-void WebEngine::ChooseName(const FetchAnswer& answer) {
+void WebEngine::ChooseName(const WebLane& lane, const FetchAnswer& answer) {
   DownloadRecord& record = Record();
   if (entry_.path.empty()) {
     entry_.path = record.HasSavePath
                       ? record.SavePath
-                      : JoinFolder(program_.settings.DownloadFolder, FileNameFromReply(answer, current_));
+                      : JoinFolder(program_.settings.DownloadFolder, FileNameFromReply(answer, SourceOf(lane).current));
   }
   record.FileName = NameOf(entry_.path);
 }
@@ -192,8 +192,9 @@ void WebEngine::DropPart() {
   entry_.held = {};
   written_ = {};
   facts_ = {};
-  twins_.clear();
-  factsKnown_ = proven_ = false;
+  sources_.ForgetFile();
+  entry_.factsFrom = 0;
+  factsKnown_ = false;
 }
 
 void WebEngine::PartIsReady() {
@@ -241,6 +242,8 @@ void WebEngine::PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block) {
   // What is only compared ends no row of failures.
   if (!arrival.needed.empty()) {
     rounds_.Received();
+    SourceOf(lane).failures = 0;
+    for (const Range& range : arrival.needed) SourceOf(lane).delivered.Add(range);
     backOff_.Received(length);
     lane.backOff.Received(length);
   }
@@ -281,7 +284,8 @@ void WebEngine::ComparedOther() {
   written_ = heldBefore_;
   unclaimed_ = true;
   differs_ = true;
-  if (Fetching()) HasChanged();
+  if (!Fetching() || LeaveOut(sources_.MainNumber(), Say(WebText::OtherBytes), true)) return;
+  HasChanged();
 }
 
 // Its disk may be removed then.
@@ -322,10 +326,10 @@ void WebEngine::PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block) {
 void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason) {
   WebLane& lane = LaneOf(number);
   if (result == PartFile::Result::Failed) return DiskFailed(reason);
-  if (result == PartFile::Result::Differs) return OthersAreOpen(lane) ? GoOnWithout(lane) : HasChanged();
+  if (result == PartFile::Result::Differs) return IsOther(lane, Say(WebText::OtherBytes));
   if (!last) return;
-  twins_.push_back(lane.sampled);
-  proven_ = true;
+  SourceOf(lane).twins.push_back(lane.sampled);
+  Proven(lane, lane.sampled);
   Release(lane);
   if (state_ == FetchState::Opening) {
     Open();
@@ -531,7 +535,7 @@ void WebEngine::Finished() {
   entry_.partPath.clear();
   written_ = entry_.held;
   if (unconfirmed_) note_ = Say(WebText::LengthNotConfirmed);
-  entry_.reason = note_;
+  entry_.reason = Notes();
   DeletePartFile(program_.platform, entry_.oldPartPath, entry_.oldPart);
   entry_.oldPartPath.clear();
   WriteJournal(JournalState::Finished);

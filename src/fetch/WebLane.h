@@ -74,6 +74,7 @@ class WebLane final : private FetchEvents {
   bool compares = false;      // its bytes are compared with those that are held
   bool endProves = false;     // the length of what it compares is not stated: only its end tells it
   bool sample = false;        // and for nothing else
+  int source = 0;             // of its request (Sources)
   WebAddress address;         // of its request
   int asks = 0;               // requests for its piece, without redirects
   int redirects = 0;          // and these

@@ -181,7 +181,8 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   program.speed->SetLimitOf(index, add.speedLimit);
   const HandOver& handOver = add.handOver;
   const bool isPlain = !add.replaced && handOver.referrer.empty() && handOver.cookies.empty() && !add.checksum &&
-                       add.speedLimit == 0 && !add.startAt && !add.quiet;
+                       !add.pieces && add.size < 0 && add.mirrors.empty() && add.speedLimit == 0 && !add.startAt &&
+                       !add.quiet;
   if (isPlain) return;
   const DownloadRecord& record = program.Download(index);
   JournalEntry entry;
@@ -192,6 +193,10 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   entry.referrer = handOver.referrer;
   entry.hadCookies = !handOver.cookies.empty();
   entry.checksum = add.checksum;
+  if (add.pieces && AreFewEnough(*add.pieces)) entry.pieces = add.pieces;
+  entry.hashesAreSafe = add.hashesAreSafe;
+  entry.size = add.size;
+  entry.mirrors = add.mirrors;
   entry.speedLimit = add.speedLimit;
   entry.startAt = add.startAt;
   entry.quiet = add.quiet;

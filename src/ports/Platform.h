@@ -9,6 +9,7 @@ class BrowserMenu;
 class Clipboard;
 class Clock;
 class Dialogs;
+class Digests;
 class DownloadFiles;
 class EventGate;
 class EventLoop;
@@ -49,6 +50,7 @@ struct Platform {
   Fetcher* fetcher = nullptr;              // null where the program was built without it: no https
   DownloadFiles* downloadFiles = nullptr;  // null where there is no fetcher
   Unzip* unzip = nullptr;                  // null where no archive can be unpacked: update packages stay packed
+  Digests* digests = nullptr;              // null where there is no fetcher
 };
 
 }  // namespace pellora
