@@ -34,9 +34,8 @@ struct Adopted {
 void WebEngine::ChooseName(const FetchAnswer& answer) {
   DownloadRecord& record = Record();
   if (entry_.path.empty()) {
-    entry_.path = record.HasSavePath
-                      ? record.SavePath
-                      : JoinFolder(program_.settings.DownloadFolder, FileNameFromReply(answer, current_));
+    const std::string& folder = entry_.folder.empty() ? program_.settings.DownloadFolder : entry_.folder;
+    entry_.path = record.HasSavePath ? record.SavePath : JoinFolder(folder, FileNameFromReply(answer, current_));
   }
   record.FileName = NameOf(entry_.path);
 }
