@@ -29,6 +29,7 @@ namespace pellora {
 class Basket;
 class Catcher;
 class Engine;
+class SpeedLimits;
 class Window;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
@@ -41,10 +42,14 @@ using LangStringArray = std::array<std::string, kLangStringCount>;
 class Program {
  public:
   explicit Program(Platform& thePlatform);
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
 
   Platform& platform;
   Boxes boxes;
   Settings settings;
+  const std::unique_ptr<SpeedLimits> speed;
   LangStringArray LangStrings;
   bool languageRead = false;  // until then windows keep their designed captions
 
@@ -75,6 +80,8 @@ class Program {
   std::function<bool(const std::string& url, double added)> hasJournalEntry;
   // A record was added for the web engine; may be empty.
   std::function<void(std::int16_t index, const WebAdd& add)> webAdded;
+  // The limit of speed of a record was set; may be empty.
+  std::function<void(std::int16_t index)> speedLimitSet;
   // True if the record had stopped for want of cookies and has these now; may be empty.
   std::function<bool(std::int16_t index, const HandOver& handOver)> takesHandOver;
   // The windows that a language is applied to, in that order; created if need be.
