@@ -48,6 +48,7 @@ std::uint32_t Program::Serial(int index) const {
 }
 
 void Program::RaiseSerial(int index) {
+  quiet_.erase(Serial(index));
   At(serials_, index) = nextSerial_++;
   webFigures_.erase(index);
   speed->Forget(index);
@@ -59,6 +60,8 @@ WebFigures* Program::Web(int index) {
 }
 
 WebFigures& Program::AddWeb(int index) { return webFigures_[index]; }
+
+void Program::SetQuiet(int index) { quiet_.insert(Serial(index)); }
 
 void Program::ResizeDownloads(std::int16_t count) {
   const auto size = static_cast<std::size_t>(count) + 1;

@@ -17,10 +17,13 @@ namespace pellora {
 struct HandOver {
   std::string referrer;  // the address of the page
   std::string cookies;   // "name=value; name=value", of the download's address; empty: none
+
+  bool operator==(const HandOver&) const = default;
 };
 
 struct WebAdd {
   HandOver handOver;
+  std::string folder;  // of the file, absolute; empty: that of the settings
   // Login for the address's origin, kept in memory alone; empty: the one in the address, or none.
   std::string user;
   std::string password;
@@ -31,9 +34,11 @@ struct WebAdd {
   std::vector<Mirror> mirrors;    // besides the address
   std::int64_t speedLimit = 0;    // bytes per second; 0: none
   std::optional<double> startAt;  // not before this date and time, in days like DateAdded
-  bool quiet = false;             // added among many: no window opens by itself
+  bool quiet = false;             // added among many: no window opens by itself; in this run for either engine
   // The user has confirmed that this file, which the save dialog found at the record's SavePath, be replaced.
   std::optional<FileState> replaced;
+
+  bool operator==(const WebAdd&) const = default;
 };
 
 }  // namespace pellora
