@@ -80,6 +80,21 @@ enum class WebText : std::int16_t {
   JournalUnreadable = 865,  // %1: its path
 
   AskBeginAnewWithoutPart = 866,
+
+  // Logins. The first two are buttons, the next four the window's captions.
+  LogIn = 877,
+  NotNow = 878,
+  LoginTitle = 879,
+  UserName = 880,
+  Password = 881,
+  Remember = 882,
+  WrongLogin = 883,
+  ProxyLoginNeeded = 884,  // %1: host
+  WrongProxyLogin = 885,   // %1: host
+  NotRemembered = 886,
+  ClassicProxy = 887,
+  SentUnencrypted = 888,
+  Realm = 889,  // %1: what the server calls it
 };
 
 // Writes the English texts, over whatever is there.

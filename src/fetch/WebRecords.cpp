@@ -178,10 +178,12 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   const HandOver& handOver = add.handOver;
   const bool isPlain = !add.replaced && handOver.referrer.empty() && handOver.cookies.empty() && !add.checksum &&
                        add.speedLimit == 0 && !add.startAt && !add.quiet;
-  if (isPlain) return;
   const DownloadRecord& record = program.Download(index);
+  const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
+  if (!add.user.empty()) services.addedLogins[key] = {add.user, add.password};
+  if (isPlain) return;
   JournalEntry entry;
-  entry.key = JournalKeyOf(record.URL, record.DateAdded);
+  entry.key = key;
   entry.id = services.journal.NewId();
   if (add.replaced) entry.path = record.SavePath;
   entry.replaces = add.replaced;
@@ -214,6 +216,7 @@ void SweepJournal(Program& program, WebServices& services) {
       services.listed.insert(entry.key);
     } else if (services.listed.erase(entry.key) > 0) {
       services.cookies.erase(entry.key);
+      services.addedLogins.erase(entry.key);
       Drop(program.platform, services.journal, entry);
     }
   }

@@ -19,6 +19,7 @@ class Locale;
 class Machine;
 class Media;
 class Network;
+class Secrets;
 class SettingsStore;
 class Shell;
 class TaskLoop;
@@ -49,6 +50,7 @@ struct Platform {
   Fetcher* fetcher = nullptr;              // null where the program was built without it: no https
   DownloadFiles* downloadFiles = nullptr;  // null where there is no fetcher
   Unzip* unzip = nullptr;                  // null where no archive can be unpacked: update packages stay packed
+  Secrets* secrets = nullptr;              // null where the desktop keeps no passwords
 };
 
 }  // namespace pellora

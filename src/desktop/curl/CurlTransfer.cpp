@@ -79,6 +79,19 @@ bool HasLength(std::string_view line) {
          (before == std::string_view::npos || line[before] != '-');
 }
 
+unsigned long CurlAuthOf(FetchAuth auth) {
+  switch (auth) {
+    case FetchAuth::Digest:
+      return CURLAUTH_DIGEST;
+    case FetchAuth::Ntlm:
+      return CURLAUTH_NTLM;
+    case FetchAuth::Negotiate:
+      return CURLAUTH_NEGOTIATE;
+    default:
+      return CURLAUTH_BASIC;
+  }
+}
+
 // Of an IPv6 literal.
 std::string WithoutBrackets(const std::string& host) {
   return host.starts_with('[') ? host.substr(1, host.size() - 2) : host;
@@ -154,7 +167,7 @@ void CurlTransfer::SetCommon() {
   Set(CURLOPT_OPENSOCKETDATA, this);
   Set(CURLOPT_CLOSESOCKETFUNCTION, &OnCloseSocket);
   Set(CURLOPT_CLOSESOCKETDATA, sockets_);
-  if (request_.user.empty()) return;
+  if (request_.user.empty() && request_.auth == FetchAuth::Basic) return;
   Set(CURLOPT_USERNAME, request_.user.c_str());
   Set(CURLOPT_PASSWORD, request_.password.c_str());
 }
@@ -200,7 +213,7 @@ void CurlTransfer::SetHttp() {
   Set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
   Set(CURLOPT_FOLLOWLOCATION, 0L);
   Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));  // none of these goes to a proxy
-  Set(CURLOPT_HTTPAUTH, static_cast<long>(request_.digest ? CURLAUTH_DIGEST : CURLAUTH_BASIC));
+  Set(CURLOPT_HTTPAUTH, static_cast<long>(CurlAuthOf(request_.auth)));
   if (request_.ranged) {
     const std::string to = request_.to < 0 ? "" : std::to_string(request_.to);
     AddHeader("Range", "bytes=" + std::to_string(request_.from) + "-" + to);
@@ -307,8 +320,9 @@ void CurlTransfer::FtpLine(std::string_view line) {
 
 void CurlTransfer::HeadEnded() {
   const long status = Info<long>(CURLINFO_RESPONSE_CODE);
-  if (status / 100 == 1) return;                 // another head follows
-  if (request_.digest && status == 401) return;  // the request is repeated, unless this was the last time
+  if (status / 100 == 1) return;  // another head follows
+  if (request_.auth != FetchAuth::Basic && status == 401)
+    return;  // the request is repeated, unless this was the last time
   if (!request_.proxy.empty() && status == 407) return;
   Answer();
 }
@@ -437,9 +451,10 @@ FetchOutcome CurlTransfer::Outcome(CURLcode code) const {
   end.verification = Info<long>(CURLINFO_SSL_VERIFYRESULT);
   end.proxyStatus = Info<long>(CURLINFO_HTTP_CONNECTCODE);
   if (!IsHttp()) end.status = Info<long>(CURLINFO_RESPONSE_CODE);
+  end.proxyError = Info<long>(CURLINFO_PROXY_ERROR);
   end.detail = error_.data();
   const bool refused = end.proxied && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
-  if (refused) return {FetchEnd::Proxy, "the proxy refuses the login"};
+  if (refused) return {FetchEnd::ProxyLogin, "the proxy refuses the login"};
   return OutcomeOf(end);
 }
 
