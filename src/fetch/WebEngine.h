@@ -154,6 +154,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void LoginRefused(WebLane& lane);  // by a server of ftp or sftp
   void ServerDemands(WebLane& lane, bool refused, bool unencrypted);
   void ProxyDemands(WebLane& lane);
+  std::string UserAt(const LoginPlace& place) const;  // whom the address names
   void LoginMissing(LoginDemand demand);
   Task<> SeekLogin(Run run, LoginDemand demand);
   void AskForLogin(const LoginDemand& demand);

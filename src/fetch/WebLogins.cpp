@@ -58,6 +58,10 @@ void WebEngine::LoginsAccepted(const WebLane& lane) {
   if (proxy && proxy->login != Login()) services_->logins.Accepted(PlaceOf(*proxy), proxy->login);
 }
 
+std::string WebEngine::UserAt(const LoginPlace& place) const {
+  return place == requests_.PlaceAt(given_) ? given_.user : std::string();
+}
+
 void WebEngine::LoginMissing(LoginDemand demand) {
   if (!services_->logins.MaySeek(demand.place)) return AskForLogin(demand);
   for (const auto& lane : lanes_) Release(*lane);
@@ -68,7 +72,7 @@ void WebEngine::LoginMissing(LoginDemand demand) {
 Task<> WebEngine::SeekLogin(Run run, LoginDemand demand) {
   const auto hold = Hold();
   const LoginPlace place = demand.place;
-  const std::string user = demand.place.host == given_.host ? given_.user : std::string();
+  const std::string user = UserAt(place);
   co_await services_->logins.Seek(place, user);
   if (!StillCurrent() || run != run_ || !seeksLogin_) co_return;
   seeksLogin_ = false;
@@ -107,7 +111,7 @@ void WebEngine::ShowLoginQuestion(const LoginDemand& demand) {
 void WebEngine::OpenLoginWindow(const LoginDemand& demand) {
   if (!services_->logins.ask) return;
   LoginQuestion question{demand.place, demand.reason, demand.refused.user, demand.unencrypted, {}};
-  if (question.user.empty() && demand.place.host == given_.host) question.user = given_.user;
+  if (question.user.empty()) question.user = UserAt(demand.place);
   question.cancelled = [weak = weak_from_this(), run = run_, reason = demand.reason] {
     const std::shared_ptr<WebEngine> self = weak.lock();
     if (!self || !self->StillCurrent() || run != self->run_ || self->state_ != FetchState::Asking) return;

@@ -318,12 +318,17 @@ void CurlTransfer::FtpLine(std::string_view line) {
   std::from_chars(line.data() + open + 1, line.data() + bytes, announced_);
 }
 
+// A login is wanted, or another one; the last reply says so.
+bool CurlTransfer::RefusedByProxy() const {
+  return !request_.proxy.empty() && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
+}
+
 void CurlTransfer::HeadEnded() {
   const long status = Info<long>(CURLINFO_RESPONSE_CODE);
   if (status / 100 == 1) return;  // another head follows
   if (request_.auth != FetchAuth::Basic && status == 401)
     return;  // the request is repeated, unless this was the last time
-  if (!request_.proxy.empty() && status == 407) return;
+  if (RefusedByProxy()) return;
   Answer();
 }
 
@@ -362,6 +367,7 @@ std::size_t CurlTransfer::Data(std::string_view bytes) {
   constexpr std::size_t kEndTransfer = 0;
   if (bytes.empty()) return 0;
   if (channel_->Dropped()) return kEndTransfer;
+  if (!answered_ && RefusedByProxy()) return bytes.size();  // its page
   if (!answered_) Answer();
   if (!refusal_.reason.empty()) return kEndTransfer;
   if (!coding_.empty()) return kEndTransfer;  // libcurl has decoded it without being asked
@@ -429,8 +435,7 @@ void CurlTransfer::Finish(CURLcode code) {
   HandOn();
   if (code == CURLE_OK) code = setup_;
   const bool headOfHttp = IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) / 100 > 1;
-  const bool refusedByProxy = !request_.proxy.empty() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
-  if (!answered_ && code == CURLE_OK && !refusedByProxy && (headOfHttp || !IsHttp())) Answer();
+  if (!answered_ && code == CURLE_OK && !RefusedByProxy() && (headOfHttp || !IsHttp())) Answer();
   channel_->Put(Outcome(code));
   ready_();
 }
@@ -453,8 +458,7 @@ FetchOutcome CurlTransfer::Outcome(CURLcode code) const {
   if (!IsHttp()) end.status = Info<long>(CURLINFO_RESPONSE_CODE);
   end.proxyError = Info<long>(CURLINFO_PROXY_ERROR);
   end.detail = error_.data();
-  const bool refused = end.proxied && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
-  if (refused) return {FetchEnd::ProxyLogin, "the proxy refuses the login"};
+  if (RefusedByProxy()) return {FetchEnd::ProxyLogin, "the proxy refuses the login"};
   return OutcomeOf(end);
 }
 
