@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/LoginWindows.h"
 #include "app/NewTransferWindow.h"
 #include "async/TaskLoop.h"
 #include "capture/DownloadBasket.h"
@@ -80,8 +81,8 @@ std::string ReasonOf(Act&& act) {
   }
 }
 
-Task<> Say(Program* program, std::string text) {
-  BoxRequest request{std::move(text), kProgramName, kCritical};
+Task<> Say(Program* program, std::string text, int style = kCritical) {
+  BoxRequest request{std::move(text), kProgramName, style};
   (void)co_await program->boxes.Ask(program, std::move(request));
 }
 
@@ -136,6 +137,7 @@ struct App::Parts {
   void Stop() {
     if (stopped) return;
     stopped = true;
+    if (loginWindows) loginWindows->UnloadAll();
     std::vector<std::shared_ptr<Window>> windows;
     if (mainWindow) {
       mainWindow->StopTimers();
@@ -162,6 +164,11 @@ struct App::Parts {
     if (platform.fetcher == nullptr || platform.downloadFiles == nullptr) return;
     const auto seed = std::bit_cast<std::uint64_t>(platform.clock.Now());
     web = std::make_shared<WebServices>(platform, JoinFolder(FolderOf(ListPath(program)), kJournalName), seed);
+    loginWindows = std::make_unique<LoginWindows>(program, web->logins);
+    web->logins.ask = [this](LoginQuestion question) { loginWindows->Ask(std::move(question)); };
+    web->logins.notRemembered = [this] {
+      program.platform.tasks.Spawn(Say(&program, TextOf(program, WebText::NotRemembered), kInformation));
+    };
     program.newWebEngine = [this](Program&) { return std::make_shared<WebEngine>(program, web); };
     program.listSaved = [this] { SweepJournal(program, *web); };
     program.webAdded = [this](std::int16_t index, const WebAdd& add) { RememberAdd(program, *web, index, add); };
@@ -176,6 +183,7 @@ struct App::Parts {
 
   Program program;
   std::shared_ptr<WebServices> web;  // null without a fetcher
+  std::unique_ptr<LoginWindows> loginWindows;
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;

@@ -112,6 +112,22 @@ constexpr std::array kEnglish = {
     English{WebText::CheckAll, "All"},
     English{WebText::CheckNone, "None"},
     English{WebText::CheckedInAll, "Chosen: %1, together %2"},
+    English{WebText::LogIn, "Log In..."},
+    English{WebText::NotNow, "Not Now"},
+    English{WebText::LoginTitle, "Log In"},
+    English{WebText::LoginUser, "User name :"},
+    English{WebText::LoginPassword, "Password :"},
+    English{WebText::Remember, "Remember in the desktop's password store"},
+    English{WebText::WrongLogin, "The server refused this user name and password."},
+    English{WebText::ProxyLoginNeeded, "The proxy %1 requires a user name and a password."},
+    English{WebText::WrongProxyLogin, "The proxy %1 refused this user name and password."},
+    English{WebText::NotRemembered,
+            "The desktop's password store did not take the login. Pellora keeps it until the program ends."},
+    English{WebText::ClassicProxy,
+            "The classic engine can use the proxy of the options only if its server is a plain name, without a scheme "
+            "and a login."},
+    English{WebText::SentUnencrypted, "The password is sent without encryption: others on the way can read it."},
+    English{WebText::Realm, "Area: %1"},
 };
 
 }  // namespace

@@ -115,6 +115,20 @@ enum class WebText : std::int16_t {
   CheckAll = 940,
   CheckNone = 941,
   CheckedInAll = 942,  // %1: how many, %2: their size
+  // Logins. The first two are buttons, the next four the window's captions.
+  LogIn = 877,
+  NotNow = 878,
+  LoginTitle = 879,
+  LoginUser = 880,
+  LoginPassword = 881,
+  Remember = 882,
+  WrongLogin = 883,
+  ProxyLoginNeeded = 884,  // %1: host
+  WrongProxyLogin = 885,   // %1: host
+  NotRemembered = 886,
+  ClassicProxy = 887,
+  SentUnencrypted = 888,
+  Realm = 889,  // %1: what the server calls it
 };
 
 // Writes the English texts, over whatever is there.

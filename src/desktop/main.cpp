@@ -36,6 +36,7 @@
 #include "desktop/QtClipboard.h"
 #include "desktop/QtEventLoop.h"
 #include "desktop/Registration.h"
+#include "desktop/SecretService.h"
 #include "desktop/SingleInstance.h"
 #include "desktop/Spawn.h"
 #include "desktop/SystemClock.h"
@@ -143,11 +144,19 @@ BusActions BusActionsOf(App& app) {
   return actions;
 }
 
+// Without a display nobody would see what the password store asks.
+bool CanPrompt() {
+  const QString name = QGuiApplication::platformName();
+  return name != QLatin1String("offscreen") && name != QLatin1String("minimal");
+}
+
 int RunProgram(QApplication& application) {
   Desktop desktop;
   const std::string program = desktop.machine.ProgramFolder() + "/Pellora";
   RegisterProgram(program, QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString());
 
+  SecretService secrets(desktop.gate, QDBusConnection::sessionBus(), CanPrompt());
+  desktop.platform.secrets = &secrets;
   App app(desktop.platform);
   desktop.dialogs.SetAnswerTexts([&app](int answer) {
     return app.program().Text(answer == kAnswerYes ? kTextYes : answer == kAnswerNo ? kTextNo : kTextOk);

@@ -26,7 +26,7 @@ constexpr int kSpareLanes = 1;                 // relieve a slow one
 WebEngine::WebEngine(Program& program, std::shared_ptr<WebServices> services)
     : program_(program),
       services_(std::move(services)),
-      requests_(program, services_->keys),
+      requests_(program, services_->keys, services_->logins),
       pulse_(program.platform, kPulse),
       backOff_(services_->NextSeed()) {
   pulse_.OnTimer = [this] { Pulse(); };
@@ -78,6 +78,7 @@ bool WebEngine::Fetching() const {
 Task<> WebEngine::InitConnection() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
+  requests_.ForgetRefusals();
   Start();
   co_await program_.platform.tasks.Yield();
   if (!StillCurrent()) co_return;
@@ -126,6 +127,10 @@ void WebEngine::Start(Sense sense) {
   given_ = *address;
   if (!record.UserName.empty()) given_.user = record.UserName;
   if (!record.Password.empty()) given_.password = record.Password;
+  if (const auto added = services_->addedLogins.find(entry_.key); added != services_->addedLogins.end()) {
+    given_.user = added->second.user;
+    given_.password = added->second.password;
+  }
   if (sense == Sense::AsWished) BeginSources();
   requests_.Begin(given_);
   if (CookiesAreGone() && !factsKnown_) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));
@@ -180,6 +185,7 @@ void WebEngine::ContinueOrQueue() {
 
 void WebEngine::EndRun() {
   ++run_;
+  seeksLogin_ = false;
   pulse_.SetEnabled(false);
   for (const auto& lane : lanes_) {
     lane->Close();
@@ -282,7 +288,7 @@ void WebEngine::CheckLanes(std::int64_t now) {
 void WebEngine::EndIdleRound() {
   const bool waits = std::any_of(lanes_.begin(), lanes_.end(),
                                  [](const auto& lane) { return lane->Open() || lane->state == LaneState::BackingOff; });
-  if (waits || !part_ || earlyEnd_) return;
+  if (waits || !part_ || earlyEnd_ || seeksLogin_) return;
   const std::int64_t wait = services_->hosts.WaitFor(OriginOf(sources_.Main().current), Now());
   if (wait > 0) lastReason_ = Say(WebText::AskedToWait, {Moment(wait)});
   RoundEnded(wait > 0 ? RoundCause::RetryAfter : RoundCause::Failure,
@@ -422,6 +428,9 @@ void WebEngine::BeginRequest(WebLane& lane, AskedFor asked) {
   if (lane.state == LaneState::Idle) lane.Take(LaneEvent::PieceGiven);
   lane.Close();
   FetchRequest request = MakeRequest(lane, asked);
+  lane.login = {request.user, request.password};
+  lane.auth = request.auth;
+  lane.proxy = request.proxy;
   auto connection = std::make_unique<HostMemory::Connection>(services_->hosts, OriginOf(lane.address));
   lane.Begin(*program_.platform.fetcher, std::move(request), asked, std::move(connection), Now());
   if (view_ != nullptr) view_->ShowLanes(LaneCount());
@@ -433,7 +442,6 @@ void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
   BeginRequest(lane, asked);
 }
 
-// The address's own login goes to its origin; the user's ~/.netrc names others. A default is meant for anonymous FTP,
 FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
   const Source& source = SourceOf(lane);
   const std::string ifRange =

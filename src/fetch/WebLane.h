@@ -13,6 +13,7 @@
 #include "fetch/SpeedMeter.h"
 #include "fetch/States.h"
 #include "ports/Fetcher.h"
+#include "ports/Login.h"
 
 namespace pellora {
 
@@ -76,6 +77,9 @@ class WebLane final : private FetchEvents {
   bool sample = false;        // and for nothing else
   int source = 0;             // of its request (Sources)
   WebAddress address;         // of its request
+  Login login;                // and what that has
+  FetchAuth auth = FetchAuth::Basic;
+  std::string proxy;
   int asks = 0;               // requests for its piece, without redirects
   int redirects = 0;          // and these
   std::int64_t sampleAt = 0;  // bytes of the sample that have arrived

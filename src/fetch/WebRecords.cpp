@@ -185,9 +185,11 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   program.speed->SetLimitOf(index, add.speedLimit);
   const HandOver& handOver = add.handOver;
   const DownloadRecord& record = program.Download(index);
+  const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
+  if (!add.user.empty()) services.addedLogins[key] = {add.user, add.password};
   if (add == WebAdd() && !record.HasSavePath) return;
   JournalEntry entry;
-  entry.key = JournalKeyOf(record.URL, record.DateAdded);
+  entry.key = key;
   entry.id = services.journal.NewId();
   if (record.HasSavePath && record.SavePath.starts_with('/')) entry.path = record.SavePath;
   entry.replaces = add.replaced;
@@ -242,6 +244,7 @@ void SweepJournal(Program& program, WebServices& services) {
       services.listed.insert(entry.key);
     } else if (services.listed.erase(entry.key) > 0) {
       services.cookies.erase(entry.key);
+      services.addedLogins.erase(entry.key);
       Drop(program.platform, services.journal, entry);
     }
   }

@@ -25,6 +25,14 @@ struct FetchHeader {
   std::string value;
 };
 
+// How a server of http or https gets the login. All but Basic answer its challenge, for which the request is repeated.
+enum class FetchAuth : std::uint8_t {
+  Basic,   // at once (RFC 7617)
+  Digest,  // RFC 7616
+  Ntlm,
+  Negotiate,  // RFC 4559: by a ticket of the user's session, whatever the login is
+};
+
 struct FetchRequest {
   // Absolute, percent-encoded, without login and fragment; the host in ASCII.
   std::string url;
@@ -38,9 +46,7 @@ struct FetchRequest {
   std::vector<FetchHeader> headers;
   std::string user;  // of the server; empty: none is sent (ftp and ftps: anonymous)
   std::string password;
-  // http and https: answers the server's challenge (RFC 7616), for which the request is repeated once. Else the login
-  // is sent at once (RFC 7617).
-  bool digest = false;
+  FetchAuth auth = FetchAuth::Basic;
   std::string key;           // sftp: file of the user's private key, tried before the password; empty: none
   std::string proxy;         // as a URL with its login; empty: direct
   std::string address;       // numeric: the connection goes there, and the host is not looked up; empty: it is
@@ -76,6 +82,7 @@ enum class FetchEnd {
   Unsupported,  // the scheme or the protocol version
   OtherHttp,    // the server speaks another version of HTTP than the one asked for
   Proxy,        // the proxy refuses, or does not answer
+  ProxyLogin,   // the proxy demands a login, or refuses the one that it got
   Other,
 };
 

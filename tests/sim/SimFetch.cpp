@@ -14,6 +14,7 @@ namespace {
 constexpr SimLoop::Micros kGather = 100 * SimLoop::kMillisecond;
 constexpr SimLoop::Micros kRetry = 20 * SimLoop::kMillisecond;
 constexpr SimLoop::Micros kLookUp = 20 * SimLoop::kMillisecond;
+constexpr int kProxyLogin = 407;
 constexpr SimLoop::Micros kFinalReply = 60 * SimLoop::kSecond;
 
 const char* WhatIsWrong(SimTls tls) {
@@ -210,7 +211,8 @@ std::string SimFetch::HttpRequestText() const {
     text += "Proxy-Authorization: Basic " + SimBase64(proxy_->login) + "\r\n";
   }
   if (!request_.user.empty()) {
-    text += "Authorization: Basic " + SimBase64(request_.user + ":" + request_.password) + "\r\n";
+    text += "Authorization: " + SimAuthName(request_.auth) + " " + SimBase64(request_.user + ":" + request_.password) +
+            "\r\n";
   }
   if (request_.ranged) {
     text += "Range: bytes=" + std::to_string(request_.from) + "-" +
@@ -271,6 +273,10 @@ bool SimFetch::ReadProxy(std::string_view& input) {
   std::string_view body;
   const SimHttpReader::Step step = reader_.Next(input, 0, body);
   if (step == SimHttpReader::Step::More) return false;
+  if (reader_.Status() == kProxyLogin) {
+    EndForProxyLogin();
+    return false;
+  }
   if (step == SimHttpReader::Step::Broken || reader_.Status() >= 300) {
     End(FetchEnd::Proxy, "the proxy refuses (" + std::to_string(reader_.Status()) + ")");
     return false;
@@ -301,7 +307,13 @@ bool SimFetch::ReadHttp(std::string_view& input) {
   return false;
 }
 
+void SimFetch::EndForProxyLogin() { End(FetchEnd::ProxyLogin, "the proxy refuses the login"); }
+
 bool SimFetch::AnswerHttp() {
+  if (proxy_ && reader_.Status() == kProxyLogin) {
+    EndForProxyLogin();
+    return false;
+  }
   FetchAnswer answer;
   answer.status = reader_.Status();
   answer.headers = reader_.Headers();

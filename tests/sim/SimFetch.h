@@ -120,6 +120,7 @@ class SimFetch final : public std::enable_shared_from_this<SimFetch> {
   bool ReadProxy(std::string_view& input);
   bool ReadHttp(std::string_view& input);
   bool AnswerHttp();
+  void EndForProxyLogin();
   bool ReadFile(std::string_view& input);
   bool AnswerFile(const std::string& line);
   bool Gather(std::string_view bytes);

@@ -79,6 +79,19 @@ bool HasLength(std::string_view line) {
          (before == std::string_view::npos || line[before] != '-');
 }
 
+unsigned long CurlAuthOf(FetchAuth auth) {
+  switch (auth) {
+    case FetchAuth::Digest:
+      return CURLAUTH_DIGEST;
+    case FetchAuth::Ntlm:
+      return CURLAUTH_NTLM;
+    case FetchAuth::Negotiate:
+      return CURLAUTH_NEGOTIATE;
+    default:
+      return CURLAUTH_BASIC;
+  }
+}
+
 // Of an IPv6 literal.
 std::string WithoutBrackets(const std::string& host) {
   return host.starts_with('[') ? host.substr(1, host.size() - 2) : host;
@@ -155,7 +168,7 @@ void CurlTransfer::SetCommon() {
   Set(CURLOPT_OPENSOCKETDATA, this);
   Set(CURLOPT_CLOSESOCKETFUNCTION, &OnCloseSocket);
   Set(CURLOPT_CLOSESOCKETDATA, sockets_);
-  if (request_.user.empty()) return;
+  if (request_.user.empty() && request_.auth == FetchAuth::Basic) return;
   Set(CURLOPT_USERNAME, request_.user.c_str());
   Set(CURLOPT_PASSWORD, request_.password.c_str());
 }
@@ -201,7 +214,7 @@ void CurlTransfer::SetHttp() {
   Set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
   Set(CURLOPT_FOLLOWLOCATION, 0L);
   Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));  // none of these goes to a proxy
-  Set(CURLOPT_HTTPAUTH, static_cast<long>(request_.digest ? CURLAUTH_DIGEST : CURLAUTH_BASIC));
+  Set(CURLOPT_HTTPAUTH, static_cast<long>(CurlAuthOf(request_.auth)));
   if (request_.ranged) {
     const std::string to = request_.to < 0 ? "" : std::to_string(request_.to);
     AddHeader("Range", "bytes=" + std::to_string(request_.from) + "-" + to);
@@ -306,11 +319,17 @@ void CurlTransfer::FtpLine(std::string_view line) {
   std::from_chars(line.data() + open + 1, line.data() + bytes, announced_);
 }
 
+// A login is wanted, or another one; the last reply says so.
+bool CurlTransfer::RefusedByProxy() const {
+  return !request_.proxy.empty() && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
+}
+
 void CurlTransfer::HeadEnded() {
   const long status = Info<long>(CURLINFO_RESPONSE_CODE);
-  if (status / 100 == 1) return;                 // another head follows
-  if (request_.digest && status == 401) return;  // the request is repeated, unless this was the last time
-  if (!request_.proxy.empty() && status == 407) return;
+  if (status / 100 == 1) return;  // another head follows
+  if (request_.auth != FetchAuth::Basic && status == 401)
+    return;  // the request is repeated, unless this was the last time
+  if (RefusedByProxy()) return;
   Answer();
 }
 
@@ -349,6 +368,7 @@ std::size_t CurlTransfer::Data(std::string_view bytes) {
   constexpr std::size_t kEndTransfer = 0;
   if (bytes.empty()) return 0;
   if (channel_->Dropped()) return kEndTransfer;
+  if (!answered_ && RefusedByProxy()) return bytes.size();  // its page
   if (!answered_) Answer();
   if (!refusal_.reason.empty()) return kEndTransfer;
   if (!coding_.empty()) return kEndTransfer;  // libcurl has decoded it without being asked
@@ -447,8 +467,7 @@ void CurlTransfer::Finish(CURLcode code) {
   HandOn();
   if (code == CURLE_OK) code = setup_;
   const bool headOfHttp = IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) / 100 > 1;
-  const bool refusedByProxy = !request_.proxy.empty() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
-  if (!answered_ && code == CURLE_OK && !refusedByProxy && (headOfHttp || !IsHttp())) Answer();
+  if (!answered_ && code == CURLE_OK && !RefusedByProxy() && (headOfHttp || !IsHttp())) Answer();
   channel_->Put(Outcome(code));
   ready_();
 }
@@ -469,9 +488,9 @@ FetchOutcome CurlTransfer::Outcome(CURLcode code) const {
   end.verification = Info<long>(CURLINFO_SSL_VERIFYRESULT);
   end.proxyStatus = Info<long>(CURLINFO_HTTP_CONNECTCODE);
   if (!IsHttp()) end.status = Info<long>(CURLINFO_RESPONSE_CODE);
+  end.proxyError = Info<long>(CURLINFO_PROXY_ERROR);
   end.detail = error_.data();
-  const bool refused = end.proxied && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
-  if (refused) return {FetchEnd::Proxy, "the proxy refuses the login"};
+  if (RefusedByProxy()) return {FetchEnd::ProxyLogin, "the proxy refuses the login"};
   return OutcomeOf(end);
 }
 

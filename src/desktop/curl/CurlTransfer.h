@@ -75,6 +75,7 @@ class CurlTransfer {
 
   void HeaderLine(std::string_view line);
   void FtpLine(std::string_view line);
+  bool RefusedByProxy() const;
   void HeadEnded();
   void Answer();
   std::size_t Data(std::string_view bytes);

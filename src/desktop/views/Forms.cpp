@@ -13,6 +13,7 @@
 #include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
 #include "ui_AskLine.h"
+#include "ui_AskLogin.h"
 #include "ui_DownloadBasket.h"
 #include "ui_Extract.h"
 #include "ui_Form1.h"
@@ -46,7 +47,8 @@ constexpr std::array<Form, 9> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, 
                                          {"options", &Make<::Ui::options, QDialog>},
                                          {"DownloadBasket", &Make<::Ui::DownloadBasket, BasketForm>},
                                          {"Form2", &Make<::Ui::Form2, QWidget>},
-                                         {"Extract", &Make<::Ui::Extract, QDialog>}}};
+                                         {"Extract", &Make<::Ui::Extract, QDialog>},
+                                         {"AskLogin", &Make<::Ui::AskLogin, QDialog>}}};
 
 // Dims a label relative to its neighbours on every palette, even after a change. Themes that do not set PlaceholderText
 // leave it black on a dark window.

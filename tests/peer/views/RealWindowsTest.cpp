@@ -1,6 +1,7 @@
 // The program's own windows have a widget for each control of their models.
 #include <gtest/gtest.h>
 
+#include <QLineEdit>
 #include <algorithm>
 #include <set>
 #include <string>
@@ -12,6 +13,7 @@
 #include "mainwin/AskLine.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
+#include "transferwin/AskLogin.h"
 #include "transferwin/TransferWindow.h"
 
 namespace pellora {
@@ -63,6 +65,14 @@ TEST_F(RealWindows, DialogsHaveAWidgetForEveryControl) {
     Open(*window);
     EXPECT_EQ(WithoutWidget(*window, {}), Names{});
   }
+}
+
+TEST_F(RealWindows, AskLoginHasAWidgetForEveryControl) {
+  const auto window = std::make_shared<AskLogin>(stage.app->program(), AskLogin::Question{.reason = "a", .where = "b"});
+  Open(*window);
+  EXPECT_EQ(WithoutWidget(*window, {}), Names{});
+  EXPECT_EQ(stage.Find<QLineEdit>(*window, "Text2")->echoMode(), QLineEdit::Password);
+  window->Unload();
 }
 
 TEST_F(RealWindows, AWidgetThatIsMissingIsFound) {
