@@ -79,6 +79,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void Pulse();
   void CheckLanes(std::int64_t now);
   void RelieveSlowLane();
+  void FitLanesToSpeed();
   void EndIdleRound();
   void Announce(std::string state);  // in the window and the figures
   void AnnounceRetry(std::int64_t wait);
@@ -103,6 +104,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   int MostLanes() const;  // that are wanted
   int RoomForLanes() const;
   bool AnyIsOpen() const;
+  int OpenCount() const;
   bool OthersFlow(const WebLane& lane) const;
   bool OthersAreOpen(const WebLane& lane) const;
   RangePlan NewPlan() const;
@@ -174,6 +176,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   const std::shared_ptr<WebServices> services_;
   WebRequests requests_;
   Slot slot_;
+  std::shared_ptr<SpeedShare> speed_;
+  int speedLanes_ = 0;  // that the limit of speed allowed at the last pulse
   EngineView* view_ = nullptr;
   Timer pulse_;
   bool retired_ = false;
