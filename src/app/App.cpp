@@ -233,7 +233,7 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
     return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown,
-                                                parts->catcher, window.form1};
+                                                parts->catcher,    window.form1,         window.askLine};
   };
 }
 

@@ -20,6 +20,7 @@
 #include "core/Program.h"
 #include "core/Queue.h"
 #include "core/RecordLife.h"
+#include "mainwin/AskLine.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "ports/Media.h"
@@ -161,6 +162,7 @@ class MainWindow final : public Window, public Lists {
   const std::shared_ptr<Form1> form1;
   const std::shared_ptr<WantDown> wantDown;
   const std::shared_ptr<options> optionsWindow;
+  const std::shared_ptr<AskLine> askLine;
 
   // Only once the list was read.
   void StartTimers();

@@ -12,6 +12,7 @@
 
 #include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
+#include "ui_AskLine.h"
 #include "ui_DownloadBasket.h"
 #include "ui_Extract.h"
 #include "ui_Form1.h"
@@ -37,10 +38,11 @@ struct Form {
   QWidget* (*make)();
 };
 
-constexpr std::array<Form, 8> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
+constexpr std::array<Form, 9> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
                                          {"TransferWindow", &Make<::Ui::TransferWindow, QWidget>},
                                          {"Form1", &Make<::Ui::Form1, QDialog>},
                                          {"WantDown", &Make<::Ui::WantDown, QDialog>},
+                                         {"AskLine", &Make<::Ui::AskLine, QDialog>},
                                          {"options", &Make<::Ui::options, QDialog>},
                                          {"DownloadBasket", &Make<::Ui::DownloadBasket, BasketForm>},
                                          {"Form2", &Make<::Ui::Form2, QWidget>},

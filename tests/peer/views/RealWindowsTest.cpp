@@ -9,6 +9,7 @@
 #include "AppStage.h"
 #include "app/NewTransferWindow.h"
 #include "desktop/views/ObjectNames.h"
+#include "mainwin/AskLine.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "transferwin/TransferWindow.h"
@@ -56,8 +57,9 @@ TEST_F(RealWindows, TransferWindowHasAWidgetForEveryControl) {
 }
 
 TEST_F(RealWindows, DialogsHaveAWidgetForEveryControl) {
-  for (Window* const window :
-       {static_cast<Window*>(stage.Main().form1.get()), static_cast<Window*>(stage.Main().wantDown.get())}) {
+  const std::vector<Window*> windows = {stage.Main().form1.get(), stage.Main().wantDown.get(),
+                                        stage.Main().askLine.get()};
+  for (Window* const window : windows) {
     Open(*window);
     EXPECT_EQ(WithoutWidget(*window, {}), Names{});
   }
