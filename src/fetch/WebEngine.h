@@ -82,6 +82,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void Pulse();
   void CheckLanes(std::int64_t now);
   void RelieveSlowLane();
+  void FitLanesToSpeed();
   void EndIdleRound();
   void Announce(std::string state);  // in the window and the figures
   void AnnounceRetry(std::int64_t wait);
@@ -105,6 +106,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   WebLane& LaneOf(int number);
   int MostLanes() const;  // that are wanted
   bool AnyIsOpen() const;
+  int OpenCount() const;
   bool OthersFlow(const WebLane& lane) const;  // from its source
   bool OthersAreOpen(const WebLane& lane) const;
   bool OthersOfSource(const WebLane& lane) const;  // are open
@@ -227,6 +229,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   const std::shared_ptr<WebServices> services_;
   WebRequests requests_;
   Slot slot_;
+  std::shared_ptr<SpeedShare> speed_;
+  int speedLanes_ = 0;  // that the limit of speed allowed at the last pulse
   EngineView* view_ = nullptr;
   Timer pulse_;
   bool retired_ = false;

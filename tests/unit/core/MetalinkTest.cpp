@@ -46,7 +46,7 @@ TEST(Metalink, AFileHasNameSizeChecksumsPiecesAndMirrors) {
   EXPECT_EQ(*file.pieces, (PieceHashes{ChecksumKind::Sha256, 262'144, {a, std::string(64, 'b')}}));
   const std::vector<Mirror> mirrors = {{"http://u@e.example/a%20b.iso?x=1&y", 1, "at"},
                                        {"https://d.example/a.iso", 2, "de"},
-                                       {"ftp://f.example/a.iso", kLastPriority, ""}};
+                                       {"ftp://f.example/a.iso", kLastPriority, "", ""}};
   EXPECT_EQ(file.mirrors, mirrors);
 }
 
