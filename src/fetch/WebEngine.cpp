@@ -116,6 +116,7 @@ void WebEngine::Start() {
   proven_ = false;
   statedTotal_ = -1;
   peer_.clear();
+  checked_.clear();
   lastByte_ = lastPulse_ = lastClaim_ = Now();
   meter_.Start(lastByte_);
   pulse_.SetEnabled(true);
@@ -188,6 +189,8 @@ void WebEngine::EndRun() {
   plan_.reset();
   early_.clear();
   earlyEnd_.reset();
+  seek_.reset();
+  check_.clear();
 }
 
 void WebEngine::PauseDownload() {
