@@ -5,7 +5,7 @@
 // at once. RangePlan divides the file, CheckReply judges each answer, Sources says which server is asked, PartFile
 // writes, and the journal says what is on the disk. WebEngine.cpp has its life, WebReplies.cpp what answers and ends
 // mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file up to its
-// name, WebDrawing.cpp what is shown.
+// name, WebChecks.cpp its checksums, WebDrawing.cpp what is shown.
 //
 // Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
 // changes nothing.
@@ -27,6 +27,7 @@
 #include "core/Program.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
+#include "fetch/ListSeek.h"
 #include "fetch/PartFile.h"
 #include "fetch/RangePlan.h"
 #include "fetch/Sources.h"
@@ -222,8 +223,25 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   JournalState JournalStateNow() const;
   void DropPart();
   Task<> Finish(Run run);
+  Task<bool> FlushWhole(Run run);
   Task<bool> PublishAs(Run run, std::string path);
   void Finished();
+
+  // Checksums
+  using Digits = std::vector<std::string>;
+  Task<bool> CheckFile(Run run);
+  Task<bool> CheckSums(Run run, std::vector<Checksum> wanted);
+  Task<bool> CheckPieces(Run run);
+  Task<Digits> HashRanges(Run run, std::vector<Range> ranges, std::vector<ChecksumKind> kinds);
+  Task<std::optional<std::vector<Range>>> WrongPieces(Run run);
+  Task<> SeekList(Run run);
+  bool SeeksList() const;
+  bool HasPieces() const;
+  std::vector<Checksum> WantedChecksums() const;
+  bool Judge(const Checksum& wanted, const std::string& digits);
+  void ShowCheck(std::string state);
+  void AskAboutWrong(const std::string& reason, const std::vector<Range>& wrong);
+  void FetchAgain(const std::vector<Range>& wrong);
 
   Program& program_;
   const std::shared_ptr<WebServices> services_;
@@ -287,6 +305,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   SpeedMeter meter_;
   double elapsed_ = 0;  // seconds of fetching
   std::string announced_;
+  std::string check_;    // state of a check under way
+  std::string checked_;  // which checksum was right
+  std::unique_ptr<ListSeek> seek_;
   std::string note_;  // what is to be known of the file, which is or will be complete
 };
 

@@ -61,7 +61,10 @@ SimPlatform::SimPlatform(SimOptions options)
                              nullptr,
                              options.web ? &fetcher_ : nullptr,
                              options.web ? &downloadFiles_ : nullptr}) {
-  if (options.web) platform_->secrets = &secrets_;
+  if (options.web) {
+    platform_->secrets = &secrets_;
+    platform_->digests = &digests_;
+  }
   disk_.SetState(std::move(options.disk));
   for (const char* folder : {"/prog", "/home/u/Documents", "/tmp"}) disk_.MakeFolder(folder);
 }

@@ -32,6 +32,7 @@
 #include "SimBackground.h"
 #include "SimContent.h"
 #include "SimDesktop.h"
+#include "SimDigests.h"
 #include "SimDisk.h"
 #include "SimDownloadFiles.h"
 #include "SimFetcher.h"
@@ -90,6 +91,7 @@ class SimPlatform {
   SimFetcher& fetcher() { return fetcher_; }
   SimDownloadFiles& downloadFiles() { return downloadFiles_; }
   SimSecrets& secrets() { return secrets_; }
+  SimDigests& digests() { return digests_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
 
@@ -146,6 +148,7 @@ class SimPlatform {
   SimFetcher fetcher_;
   SimDownloadFiles downloadFiles_;
   SimSecrets secrets_;
+  SimDigests digests_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;
 };

@@ -32,7 +32,7 @@ constexpr Span kRequired[] = {
     {250, 251}, {270, 276}, {280, 289}, {300, 303}, {400, 403}, {405, 413}, {500, 503}, {510, 513},
     {515, 516}, {520, 528}, {530, 531}, {534, 537}, {600, 602}, {604, 616}, {621, 627}, {629, 636},
     {648, 648}, {669, 670}, {693, 693}, {695, 704}, {786, 787}, {791, 792}, {796, 799}, {800, 814},
-    {820, 850}, {860, 866}, {877, 889}, {907, 911}, {917, 942}, {951, 951},
+    {820, 850}, {860, 866}, {877, 889}, {892, 903}, {907, 911}, {917, 942}, {951, 951},
 };
 
 std::string ReadFile(const std::string& name) {
@@ -212,7 +212,7 @@ TEST_P(LanguageFile, KeepsNamesAndFiguresWhereEnglishHasThem) {
 
 TEST_P(LanguageFile, HasPlacesForValuesWhereEnglishHasThem) {
   for (std::size_t number = 0; number < texts.size(); ++number) {
-    for (const std::string_view place : {"%1", "%2"}) {
+    for (const std::string_view place : {"%1", "%2", "%3"}) {
       const auto count = [&](const std::string& text) {
         int found = 0;
         for (std::size_t at = text.find(place); at != std::string::npos; at = text.find(place, at + 1)) ++found;
