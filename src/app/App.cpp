@@ -23,6 +23,7 @@
 #include "core/Stop.h"
 #include "core/WebTexts.h"
 #include "fetch/WebEngine.h"
+#include "fetch/WebProspects.h"
 #include "fetch/WebRecords.h"
 #include "fetch/WebServices.h"
 #include "lang/Language.h"
@@ -176,6 +177,8 @@ struct App::Parts {
     program.takesHandOver = [this](std::int16_t index, const HandOver& handOver) {
       return TakeHandOver(program, *web, index, handOver);
     };
+    prospects = NewWebProspects(program, *web);
+    program.prospects = prospects.get();
     program.hasJournalEntry = [this](const std::string& url, double added) {
       return web->journal.Find(JournalKeyOf(url, added)) != nullptr;
     };
@@ -184,6 +187,7 @@ struct App::Parts {
   Program program;
   std::shared_ptr<WebServices> web;  // null without a fetcher
   std::unique_ptr<LoginWindows> loginWindows;
+  std::unique_ptr<Prospects> prospects;  // null without a fetcher
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
@@ -241,7 +245,8 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
     return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown,
-                                                parts->catcher,    window.form1,         window.askLine};
+                                                parts->catcher,    window.form1,         window.askLine,
+                                                window.addList};
   };
 }
 

@@ -58,6 +58,7 @@ MainWindow::MainWindow(Program& program)
       wantDown(std::make_shared<WantDown>(program)),
       optionsWindow(std::make_shared<options>(program)),
       askLine(std::make_shared<AskLine>(program)),
+      addList(std::make_shared<AddList>(program)),
       program_(program),
       timerC_(program.platform, kTickMilliseconds),
       timer5_(program.platform, kSaveMilliseconds),

@@ -12,6 +12,7 @@
 
 #include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
+#include "ui_AddList.h"
 #include "ui_AskLine.h"
 #include "ui_AskLogin.h"
 #include "ui_DownloadBasket.h"
@@ -42,6 +43,7 @@ struct Form {
 constexpr std::array<Form, 9> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
                                          {"TransferWindow", &Make<::Ui::TransferWindow, QWidget>},
                                          {"Form1", &Make<::Ui::Form1, QDialog>},
+                                         {"AddList", &Make<::Ui::AddList, QDialog>},
                                          {"WantDown", &Make<::Ui::WantDown, QDialog>},
                                          {"AskLine", &Make<::Ui::AskLine, QDialog>},
                                          {"options", &Make<::Ui::options, QDialog>},

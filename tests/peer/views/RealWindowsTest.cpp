@@ -10,6 +10,7 @@
 #include "AppStage.h"
 #include "app/NewTransferWindow.h"
 #include "desktop/views/ObjectNames.h"
+#include "mainwin/AddList.h"
 #include "mainwin/AskLine.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
@@ -60,7 +61,7 @@ TEST_F(RealWindows, TransferWindowHasAWidgetForEveryControl) {
 
 TEST_F(RealWindows, DialogsHaveAWidgetForEveryControl) {
   const std::vector<Window*> windows = {stage.Main().form1.get(), stage.Main().wantDown.get(),
-                                        stage.Main().askLine.get()};
+                                        stage.Main().askLine.get(), stage.Main().addList.get()};
   for (Window* const window : windows) {
     Open(*window);
     EXPECT_EQ(WithoutWidget(*window, {}), Names{});
