@@ -22,6 +22,7 @@
 #include "core/Stop.h"
 #include "core/WebTexts.h"
 #include "fetch/WebEngine.h"
+#include "fetch/WebProspects.h"
 #include "fetch/WebRecords.h"
 #include "fetch/WebServices.h"
 #include "lang/Language.h"
@@ -169,13 +170,16 @@ struct App::Parts {
     program.takesHandOver = [this](std::int16_t index, const HandOver& handOver) {
       return TakeHandOver(program, *web, index, handOver);
     };
+    prospects = NewWebProspects(program, *web);
+    program.prospects = prospects.get();
     program.hasJournalEntry = [this](const std::string& url, double added) {
       return web->journal.Find(JournalKeyOf(url, added)) != nullptr;
     };
   }
 
   Program program;
-  std::shared_ptr<WebServices> web;  // null without a fetcher
+  std::shared_ptr<WebServices> web;      // null without a fetcher
+  std::unique_ptr<Prospects> prospects;  // likewise
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
@@ -233,7 +237,7 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
     return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown,
-                                                parts->catcher, window.form1};
+                                                parts->catcher,    window.form1,         window.addList};
   };
 }
 
