@@ -14,6 +14,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "async/Boxes.h"
@@ -29,8 +30,8 @@ namespace pellora {
 class Basket;
 class Catcher;
 class Engine;
-class SpeedLimits;
 class Prospects;
+class SpeedLimits;
 class Window;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
@@ -56,11 +57,16 @@ class Program {
 
   std::int16_t DownloadCount = 0;
   bool ShowTransferWindow = false;
+  bool headless = false;         // nobody sees a window or answers a question
   bool listLoaded = false;       // no save before the list was read
   bool keepDamagedList = false;  // to be copied aside before the next save
   std::string listBytes;         // of the last save, kept for their memory
   // Listed URLs about whose second add the user is being asked. Shared with those adds, which may outlive this.
   const std::shared_ptr<std::set<std::string>> askedUrls = std::make_shared<std::set<std::string>>();
+
+  // The bits of every DateAdded of this run's adds, also of those that have left the list: scripts name downloads by
+  // them.
+  std::unordered_set<std::uint64_t> datesGiven;
 
   // Held by the join that has its turn; expired while there is none.
   std::weak_ptr<int> joinTurn;

@@ -155,7 +155,7 @@ void MainWindow::ConnectHints() {
 }
 
 void MainWindow::OnLoad() {
-  Show();
+  if (!program_.headless) Show();
   if (program_.catcher) program_.catcher->LoadWindow();
   form1->Load();
   ShowVersion();
