@@ -31,11 +31,8 @@
 #include "desktop/LibarchiveUnzip.h"
 #include "desktop/LocaleFormats.h"
 #include "desktop/NewFetcher.h"
-<<<<<<< HEAD
-#include "desktop/OpenSslDigests.h"
-    =======
 #include "desktop/NoTray.h"
-    >>>>>>> refs/heads/scripts
+#include "desktop/OpenSslDigests.h"
 #include "desktop/PosixDownloadFiles.h"
 #include "desktop/PosixFiles.h"
 #include "desktop/PosixFolders.h"
@@ -56,209 +53,197 @@
 #include "desktop/views/QtWindowSystem.h"
 #include "ports/Platform.h"
 
-    namespace pellora {
-  namespace {
+namespace pellora {
+namespace {
 
-  // The ports of the desktop; each may use those above it.
-  struct Desktop {
-    explicit Desktop(bool runsHeadless) : headless(runsHeadless) {}
+// The ports of the desktop; each may use those above it.
+struct Desktop {
+  explicit Desktop(bool runsHeadless) : headless(runsHeadless) {}
 
-    const bool headless;
-    EventGate gate;
-    QtEventLoop events{gate};
-    SystemClock clock;
-    PosixNetwork network{gate, events};
-    // Never destroyed: when the program ends, a file operation in the background may still be using it.
-    PosixFiles& files = *new PosixFiles;
-    PosixDownloadFiles& downloadFiles = *new PosixDownloadFiles;
-    OpenSslDigests digests;  // before the fetcher
-    std::unique_ptr<Fetcher> fetcher = NewFetcher(gate, events);
-    FileWorker background{gate};
-    PosixFolders folders;
-    LibarchiveUnzip unzip;
-    IniSettings settings{IniSettings::DefaultFolder()};
-    QtClipboard clipboard;
-    QtDialogs dialogs{gate};
-    HeadlessDialogs noDialogs{events};
-    DesktopShell shell;
-    DesktopMachine machine{network};
-    LocaleFormats locale;
-    QtWindowSystem windows{gate};
-    XdgAutoStart autoStart{machine.ProgramFolder() + "/Pellora",
-                           QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
-    NoTray noTray;
-    const std::unique_ptr<Tray> tray = headless ? nullptr : std::make_unique<QtTray>(windows, gate);
-    BrowserManifests browsers{machine.ProgramFolder(), QDir::homePath().toStdString(),
-                              QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
-    PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
-    TaskLoop tasks{gate, events};
-<<<<<<< HEAD
-    Platform platform{
-        gate,      events,     tasks,      clock,     network,  files,         settings,
-        clipboard, dialogs,    shell,      machine,   locale,   tray,          windows,
-        media,     background, &autoStart, &browsers, &folders, fetcher.get(), fetcher ? &downloadFiles : nullptr,
-        &unzip,    &digests};
-=======
-    Platform platform{gate,
-                      events,
-                      tasks,
-                      clock,
-                      network,
-                      files,
-                      settings,
-                      clipboard,
-                      headless ? static_cast<Dialogs&>(noDialogs) : dialogs,
-                      shell,
-                      machine,
-                      locale,
-                      tray ? *tray : noTray,
-                      windows,
-                      media,
-                      background,
-                      &autoStart,
-                      &browsers,
-                      &folders,
-                      fetcher.get(),
-                      fetcher ? &downloadFiles : nullptr,
-                      &unzip};
->>>>>>> refs/heads/scripts
+  const bool headless;
+  EventGate gate;
+  QtEventLoop events{gate};
+  SystemClock clock;
+  PosixNetwork network{gate, events};
+  // Never destroyed: when the program ends, a file operation in the background may still be using it.
+  PosixFiles& files = *new PosixFiles;
+  PosixDownloadFiles& downloadFiles = *new PosixDownloadFiles;
+  OpenSslDigests digests;  // before the fetcher
+  std::unique_ptr<Fetcher> fetcher = NewFetcher(gate, events);
+  FileWorker background{gate};
+  PosixFolders folders;
+  LibarchiveUnzip unzip;
+  IniSettings settings{IniSettings::DefaultFolder()};
+  QtClipboard clipboard;
+  QtDialogs dialogs{gate};
+  HeadlessDialogs noDialogs{events};
+  DesktopShell shell;
+  DesktopMachine machine{network};
+  LocaleFormats locale;
+  QtWindowSystem windows{gate};
+  XdgAutoStart autoStart{machine.ProgramFolder() + "/Pellora",
+                         QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
+  NoTray noTray;
+  const std::unique_ptr<Tray> tray = headless ? nullptr : std::make_unique<QtTray>(windows, gate);
+  BrowserManifests browsers{machine.ProgramFolder(), QDir::homePath().toStdString(),
+                            QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
+  PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
+  TaskLoop tasks{gate, events};
+  Platform platform{gate,
+                    events,
+                    tasks,
+                    clock,
+                    network,
+                    files,
+                    settings,
+                    clipboard,
+                    headless ? static_cast<Dialogs&>(noDialogs) : dialogs,
+                    shell,
+                    machine,
+                    locale,
+                    tray ? *tray : noTray,
+                    windows,
+                    media,
+                    background,
+                    &autoStart,
+                    &browsers,
+                    &folders,
+                    fetcher.get(),
+                    fetcher ? &downloadFiles : nullptr,
+                    &unzip,
+                    &digests};
+};
+
+constexpr int kTextAskKeepTimedOut = 523;
+constexpr int kTextYes = 406;
+constexpr int kTextNo = 407;
+constexpr int kTextOk = 635;
+
+bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }
+
+// On request, or if the bus has started the program where there is no display.
+bool RunsHeadless(int argc, char** argv) {
+  const auto isOption = [](const char* argument) { return std::string_view(argument) == "--headless"; };
+  if (std::any_of(argv, argv + argc, isOption)) return true;
+  constexpr std::array kDisplays{"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"};
+  return StartedByBus() && std::all_of(kDisplays.begin(), kDisplays.end(), qEnvironmentVariableIsEmpty);
+}
+
+// Empty if the runtime folder cannot be trusted; the lock beside the list must do then.
+std::string RuntimeFolderIfSafe() {
+  std::string folder;
+  Skip([&] { folder = SingleInstance::RuntimeFolder(); });
+  return folder;
+}
+
+// A second start says so, raises the first copy and ends. It shows nothing if the first copy cannot be reached, or if
+// the bus started it and no user is waiting.
+int RunSecondCopy(bool headless) {
+  if (StartedByBus()) return 0;
+  const QDBusConnection bus = QDBusConnection::sessionBus();
+  if (!RunningCopyFound(bus)) {
+    std::fputs("Pellora: runs already, but not on this session bus\n", stderr);
+    return 0;
+  }
+  if (headless) {
+    std::fputs("Pellora: runs already\n", stderr);
+    return 0;
+  }
+  Desktop desktop(headless);
+  const char* const text =
+      RunningCopyIsHeadless(bus) ? "Pellora runs already, without windows. \"pelloractl quit\" ends it." : "found";
+  desktop.events.Post([&desktop, &bus, text] {
+    desktop.dialogs.Ask({text, kProgramName, kOkOnly}, [&](int) {
+      RaiseRunningCopy(bus);
+      desktop.machine.End(0);
+    });
+  });
+  return QApplication::exec();
+}
+
+QList<DownloadRow> Rows(const App& app) {
+  QList<DownloadRow> rows;
+  for (const DownloadInfo& info : app.List()) {
+    rows.append({info.index, WholeText(info.name), WholeText(info.url), WholeText(info.state), info.received, info.size,
+                 info.percent, WholeText(info.savedPath), WholeText(info.id), info.silentSeconds, info.bytesPerSecond,
+                 WholeText(info.reason), info.limit});
+  }
+  return rows;
+}
+
+// `app` must outlive the result.
+BusActions BusActionsOf(App& app) {
+  BusActions actions;
+  actions.menuUrl = [&app](std::string url, std::string refURL, std::string cookie) {
+    app.MenuURL(std::move(url), std::move(refURL), std::move(cookie));
   };
+  actions.leechUrl = [&app](const std::string& url, const std::string& refURL) { app.LeechURL(url, refURL); };
+  actions.show = [&app] { app.ShowMainWindow(); };
+  actions.resumeAll = [&app] { app.ResumeAll(); };
+  actions.list = [&app] { return Rows(app); };
+  actions.add = [&app](ScriptedAdd wanted, const BusActions::Added& added) {
+    app.Add(std::move(wanted), [added](const AddAnswer& answer) { added(answer.id, answer.reason); });
+  };
+  actions.pause = [&app](const std::string& id) { return app.Pause(id); };
+  actions.pauseAll = [&app] { return app.PauseAll(); };
+  actions.resume = [&app](const std::string& id) { return app.Resume(id); };
+  actions.remove = [&app](const std::string& id) { return app.Remove(id); };
+  actions.showWindow = [&app](const std::string& id) { return app.ShowWindow(id); };
+  actions.setLimit = [&app](const std::string& id, std::int32_t limit) { return app.SetLimit(id, limit); };
+  actions.limit = [&app] { return app.Limit(); };
+  actions.headless = [&app] { return app.program().headless; };
+  actions.quit = [&app] { app.SaveAndQuit(); };
+  return actions;
+}
 
-  constexpr int kTextAskKeepTimedOut = 523;
-  constexpr int kTextYes = 406;
-  constexpr int kTextNo = 407;
-  constexpr int kTextOk = 635;
+// Without a display nobody would see what the password store asks.
+bool CanPrompt() {
+  const QString name = QGuiApplication::platformName();
+  return name != QLatin1String("offscreen") && name != QLatin1String("minimal");
+}
 
-  bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }
+int RunProgram(QApplication& application, bool headless) {
+  Desktop desktop(headless);
+  const std::string program = desktop.machine.ProgramFolder() + "/Pellora";
+  RegisterProgram(program, QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString());
 
-  // On request, or if the bus has started the program where there is no display.
-  bool RunsHeadless(int argc, char** argv) {
-    const auto isOption = [](const char* argument) { return std::string_view(argument) == "--headless"; };
-    if (std::any_of(argv, argv + argc, isOption)) return true;
-    constexpr std::array kDisplays{"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"};
-    return StartedByBus() && std::all_of(kDisplays.begin(), kDisplays.end(), qEnvironmentVariableIsEmpty);
-  }
+  SecretService secrets(desktop.gate, QDBusConnection::sessionBus(), CanPrompt());
+  desktop.platform.secrets = &secrets;
+  App app(desktop.platform);
+  if (headless) app.SetHeadless();
+  // The one question whose No loses something.
+  desktop.noDialogs.SetYes(
+      [&app](const std::string& text) { return text == app.program().Text(kTextAskKeepTimedOut); });
+  desktop.dialogs.SetAnswerTexts([&app](int answer) {
+    return app.program().Text(answer == kAnswerYes ? kTextYes : answer == kAnswerNo ? kTextNo : kTextOk);
+  });
+  const auto saveAndQuit = [&] { desktop.gate.Deliver([&] { app.SaveAndQuit(); }); };
+  const EndSignals endSignals(saveAndQuit);
+  QObject::connect(
+      &application, &QGuiApplication::commitDataRequest, &application, [&](QSessionManager&) { saveAndQuit(); },
+      Qt::DirectConnection);
 
-  // Empty if the runtime folder cannot be trusted; the lock beside the list must do then.
-  std::string RuntimeFolderIfSafe() {
-    std::string folder;
-    Skip([&] { folder = SingleInstance::RuntimeFolder(); });
-    return folder;
-  }
+  BusService service(desktop.events, BusActionsOf(app));
+  QDBusConnection bus = QDBusConnection::sessionBus();
+  if (!service.Register(bus)) std::fputs("Pellora: not reachable over the session bus\n", stderr);
+  std::unique_ptr<BusWatch> busWatch;
+  if (StartedByBus()) busWatch = std::make_unique<BusWatch>(bus, saveAndQuit);
 
-  // A second start says so, raises the first copy and ends. It shows nothing if the first copy cannot be reached, or if
-  // the bus started it and no user is waiting.
-  int RunSecondCopy(bool headless) {
-    if (StartedByBus()) return 0;
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!RunningCopyFound(bus)) {
-      std::fputs("Pellora: runs already, but not on this session bus\n", stderr);
-      return 0;
-    }
-    if (headless) {
-      std::fputs("Pellora: runs already\n", stderr);
-      return 0;
-    }
-    Desktop desktop(headless);
-    const char* const text =
-        RunningCopyIsHeadless(bus) ? "Pellora runs already, without windows. \"pelloractl quit\" ends it." : "found";
-    desktop.events.Post([&desktop, &bus, text] {
-      desktop.dialogs.Ask({text, kProgramName, kOkOnly}, [&](int) {
-        RaiseRunningCopy(bus);
-        desktop.machine.End(0);
-      });
-    });
-    return QApplication::exec();
-  }
+  desktop.events.Post([&app] { app.Start(); });
+  const int code = QApplication::exec();
+  // Waiting tasks and loaded windows refer to the App and the ports, so they are destroyed first.
+  desktop.tasks.Clear();
+  desktop.gate.LetGoOfAll();
+  return code;
+}
 
-  QList<DownloadRow> Rows(const App& app) {
-    QList<DownloadRow> rows;
-    for (const DownloadInfo& info : app.List()) {
-      rows.append({info.index, WholeText(info.name), WholeText(info.url), WholeText(info.state), info.received,
-                   info.size, info.percent, WholeText(info.savedPath), WholeText(info.id), info.silentSeconds,
-                   info.bytesPerSecond, WholeText(info.reason), info.limit});
-    }
-    return rows;
-  }
+// A service manager or a bus may start the program without HOME; Qt would use "/" then.
+void SetMissingHome() {
+  if (!qEnvironmentVariableIsEmpty("HOME")) return;
+  if (const passwd* const user = getpwuid(getuid())) qputenv("HOME", user->pw_dir);
+}
 
-  // `app` must outlive the result.
-  BusActions BusActionsOf(App& app) {
-    BusActions actions;
-    actions.menuUrl = [&app](std::string url, std::string refURL, std::string cookie) {
-      app.MenuURL(std::move(url), std::move(refURL), std::move(cookie));
-    };
-    actions.leechUrl = [&app](const std::string& url, const std::string& refURL) { app.LeechURL(url, refURL); };
-    actions.show = [&app] { app.ShowMainWindow(); };
-    actions.resumeAll = [&app] { app.ResumeAll(); };
-    actions.list = [&app] { return Rows(app); };
-    actions.add = [&app](ScriptedAdd wanted, const BusActions::Added& added) {
-      app.Add(std::move(wanted), [added](const AddAnswer& answer) { added(answer.id, answer.reason); });
-    };
-    actions.pause = [&app](const std::string& id) { return app.Pause(id); };
-    actions.pauseAll = [&app] { return app.PauseAll(); };
-    actions.resume = [&app](const std::string& id) { return app.Resume(id); };
-    actions.remove = [&app](const std::string& id) { return app.Remove(id); };
-    actions.showWindow = [&app](const std::string& id) { return app.ShowWindow(id); };
-    actions.setLimit = [&app](const std::string& id, std::int32_t limit) { return app.SetLimit(id, limit); };
-    actions.limit = [&app] { return app.Limit(); };
-    actions.headless = [&app] { return app.program().headless; };
-    actions.quit = [&app] { app.SaveAndQuit(); };
-    return actions;
-  }
-
-<<<<<<< HEAD
-  // Without a display nobody would see what the password store asks.
-  bool CanPrompt() {
-    const QString name = QGuiApplication::platformName();
-    return name != QLatin1String("offscreen") && name != QLatin1String("minimal");
-  }
-
-  int RunProgram(QApplication& application) {
-    Desktop desktop;
-=======
-  int RunProgram(QApplication& application, bool headless) {
-    Desktop desktop(headless);
->>>>>>> refs/heads/scripts
-    const std::string program = desktop.machine.ProgramFolder() + "/Pellora";
-    RegisterProgram(program, QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString());
-
-    SecretService secrets(desktop.gate, QDBusConnection::sessionBus(), CanPrompt());
-    desktop.platform.secrets = &secrets;
-    App app(desktop.platform);
-    if (headless) app.SetHeadless();
-    // The one question whose No loses something.
-    desktop.noDialogs.SetYes(
-        [&app](const std::string& text) { return text == app.program().Text(kTextAskKeepTimedOut); });
-    desktop.dialogs.SetAnswerTexts([&app](int answer) {
-      return app.program().Text(answer == kAnswerYes ? kTextYes : answer == kAnswerNo ? kTextNo : kTextOk);
-    });
-    const auto saveAndQuit = [&] { desktop.gate.Deliver([&] { app.SaveAndQuit(); }); };
-    const EndSignals endSignals(saveAndQuit);
-    QObject::connect(
-        &application, &QGuiApplication::commitDataRequest, &application, [&](QSessionManager&) { saveAndQuit(); },
-        Qt::DirectConnection);
-
-    BusService service(desktop.events, BusActionsOf(app));
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!service.Register(bus)) std::fputs("Pellora: not reachable over the session bus\n", stderr);
-    std::unique_ptr<BusWatch> busWatch;
-    if (StartedByBus()) busWatch = std::make_unique<BusWatch>(bus, saveAndQuit);
-
-    desktop.events.Post([&app] { app.Start(); });
-    const int code = QApplication::exec();
-    // Waiting tasks and loaded windows refer to the App and the ports, so they are destroyed first.
-    desktop.tasks.Clear();
-    desktop.gate.LetGoOfAll();
-    return code;
-  }
-
-  // A service manager or a bus may start the program without HOME; Qt would use "/" then.
-  void SetMissingHome() {
-    if (!qEnvironmentVariableIsEmpty("HOME")) return;
-    if (const passwd* const user = getpwuid(getuid())) qputenv("HOME", user->pw_dir);
-  }
-
-  }  // namespace
+}  // namespace
 }  // namespace pellora
 
 int main(int argc, char** argv) {
