@@ -16,27 +16,27 @@ STORE = ("application", "pellora", "host", "127.0.0.1")
 class Logins(Web):
     more_settings = {"WebEngine": 2}
 
-    def ask(self, url):
+    def ask(self, url, title="127.0.0.1"):
         """Begins the download and opens the window of its login."""
         self.begin_url(url)
         self.wait_state(url, "failed")
         self.assertEqual(self.session.titled("Log In"), [], "no window comes unasked")
-        self.click_log_in()
+        self.click_log_in(title)
 
-    def click_log_in(self):
-        self.screen.click("push button", "Log In...", "127.0.0.1")
+    def click_log_in(self, title="127.0.0.1"):
+        self.screen.click("push button", "Log In...", title)
         self.screen.wait("push button", "OK", "Log In")
 
     def type_login(self, user, password, remember=False):
         self.screen.raise_window("Log In")
-        self.screen.wait("text", "User name :", "Log In", "focused" if user else None)
+        self.screen.wait("text", "User name :", "Log In", "FOCUSED" if user else None)
         if user:
             self.screen.type(user)
             self.screen.keys("Tab")
         self.screen.type(password)
         if remember:
             self.screen.click("check box", "Remember in the desktop's password store", "Log In")
-            self.screen.wait("check box", "Remember in the desktop's password store", "Log In", "checked")
+            self.screen.wait("check box", "Remember in the desktop's password store", "Log In", "CHECKED")
         self.session.save_screenshot("login")
         self.screen.click("push button", "OK", "Log In")
         self.screen.wait_gone("push button", "OK", "Log In")
@@ -96,7 +96,7 @@ class Questions(Logins):
     def test_plain_http_with_basic_says_that_others_can_read_it(self):
         self.start_with_screen()
         url = self.nginx.url(self.nginx.clear, "private/a.bin")
-        self.ask(url)
+        self.ask(url, "a.bin")  # an http address has its name at once
         self.assertIn("The password is sent without encryption: others on the way can read it.", self.texts("Log In"))
         self.type_login("joe", "s3cret")
         self.finish(url, DATA)
@@ -124,7 +124,7 @@ class Digest(Logins):
         self.session.menu_url(url.replace("//", "//joe:wrong@"))
         listed = url.replace("//", "//joe@")
         self.wait_state(listed, "failed")
-        self.click_log_in()
+        self.click_log_in("a.bin")
         self.type_login("", "s3cret")
         self.finish(listed, DATA)
 
