@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/LoginWindows.h"
 #include "app/NewTransferWindow.h"
 #include "async/TaskLoop.h"
 #include "capture/DownloadBasket.h"
@@ -70,8 +71,8 @@ std::string ReasonOf(Act&& act) {
   }
 }
 
-Task<> Say(Program* program, std::string text) {
-  BoxRequest request{std::move(text), kProgramName, kCritical};
+Task<> Say(Program* program, std::string text, int style = kCritical) {
+  BoxRequest request{std::move(text), kProgramName, style};
   (void)co_await program->boxes.Ask(program, std::move(request));
 }
 
@@ -117,6 +118,7 @@ struct App::Parts {
   void Stop() {
     if (stopped) return;
     stopped = true;
+    if (loginWindows) loginWindows->UnloadAll();
     std::vector<std::shared_ptr<Window>> windows;
     if (mainWindow) {
       mainWindow->StopTimers();
@@ -143,6 +145,11 @@ struct App::Parts {
     if (platform.fetcher == nullptr || platform.downloadFiles == nullptr) return;
     const auto seed = std::bit_cast<std::uint64_t>(platform.clock.Now());
     web = std::make_shared<WebServices>(platform, JoinFolder(FolderOf(ListPath(program)), kJournalName), seed);
+    loginWindows = std::make_unique<LoginWindows>(program, web->logins);
+    web->logins.ask = [this](LoginQuestion question) { loginWindows->Ask(std::move(question)); };
+    web->logins.notRemembered = [this] {
+      program.platform.tasks.Spawn(Say(&program, TextOf(program, WebText::NotRemembered), kInformation));
+    };
     program.newWebEngine = [this](Program&) { return std::make_shared<WebEngine>(program, web); };
     program.listSaved = [this] { SweepJournal(program, *web); };
     program.webAdded = [this](std::int16_t index, const WebAdd& add) { RememberAdd(program, *web, index, add); };
@@ -158,8 +165,9 @@ struct App::Parts {
   }
 
   Program program;
-  std::shared_ptr<WebServices> web;      // null without a fetcher
-  std::unique_ptr<Prospects> prospects;  // likewise
+  std::shared_ptr<WebServices> web;  // null without a fetcher
+  std::unique_ptr<LoginWindows> loginWindows;
+  std::unique_ptr<Prospects> prospects;  // null without a fetcher
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
@@ -216,7 +224,8 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
     return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown,
-                                                parts->catcher,    window.form1,         window.addList};
+                                                parts->catcher,    window.form1,         window.askLine,
+                                                window.addList};
   };
 }
 

@@ -142,22 +142,22 @@ void SpeedBudget::Core::TakeBackUnused(std::int64_t milliseconds) {
   }
 }
 
-// What has been granted and not taken is saved as well. One portion can always be saved up for.
+// What has been granted and not taken is saved as well. One portion beyond that can always be saved up for.
 void SpeedBudget::Core::LimitPots() {
-  std::int64_t mostForAll = pot.rate / kSavedPartOfSecond;
+  std::int64_t longest = 0;
   std::int64_t heldByAll = 0;
   for (SpeedShare* const share : shares) {
-    std::int64_t most = share->pot_.rate / kSavedPartOfSecond;
+    std::int64_t portion = 0;
     std::int64_t held = 0;
     for (const SpeedLane* const lane : share->lanes_) {
-      most = std::max(most, lane->Need());
+      if (lane->unused_ <= kKeptUnused) portion = std::max(portion, lane->wanted_);
       held += std::max(lane->granted_, std::int64_t{0});
     }
-    share->pot_.bytes = std::min(share->pot_.bytes, std::max(most - held, std::int64_t{0}));
-    mostForAll = std::max(mostForAll, most);
+    share->pot_.KeepAtMost(share->pot_.rate / kSavedPartOfSecond + portion - held);
+    longest = std::max(longest, portion);
     heldByAll += held;
   }
-  pot.bytes = std::min(pot.bytes, std::max(mostForAll - heldByAll, std::int64_t{0}));
+  pot.KeepAtMost(pot.rate / kSavedPartOfSecond + longest - heldByAll);
 }
 
 // A lane may take several portions until the next call: as many as its part of the pot has, and one more.

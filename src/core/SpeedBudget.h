@@ -8,6 +8,7 @@
 // Shares and lanes may outlive the budget. Lanes may be used from any thread.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -32,6 +33,7 @@ struct SpeedPot {
   std::int64_t Available() const;
   void Fill(std::int64_t milliseconds);
   void Take(std::int64_t some) { bytes -= Limits() ? some : 0; }
+  void KeepAtMost(std::int64_t some) { bytes = std::min(bytes, std::max(some, std::int64_t{0})); }
   void Empty() { bytes = fraction = 0; }
 };
 
@@ -47,7 +49,8 @@ class SpeedBudget {
   std::shared_ptr<SpeedShare> NewShare();
   // To be called at short intervals while it is in use, with the time since the last call.
   void Pass(std::int64_t milliseconds);
-  bool InUse() const;  // there is a limit, and a lane
+  bool Limited() const { return core_->limited.load(std::memory_order_relaxed); }  // in any way
+  bool InUse() const;                                                              // there is a limit, and a lane
 
  private:
   friend class SpeedLane;

@@ -28,6 +28,8 @@ class SpeedLimits {
   // To be called when the settings may have changed, and twice a second for the timetable.
   void Update();
 
+  bool AnyLimit() const { return budget_.Limited(); }
+
   // Of the record at that index, bytes per second; 0: none.
   std::int64_t LimitOf(int index) const;
   void SetLimitOf(int index, std::int64_t bytesPerSecond);

@@ -32,6 +32,7 @@
 #include "desktop/LocaleFormats.h"
 #include "desktop/NewFetcher.h"
 #include "desktop/NoTray.h"
+#include "desktop/OpenSslDigests.h"
 #include "desktop/PosixDownloadFiles.h"
 #include "desktop/PosixFiles.h"
 #include "desktop/PosixFolders.h"
@@ -41,6 +42,7 @@
 #include "desktop/QtClipboard.h"
 #include "desktop/QtEventLoop.h"
 #include "desktop/Registration.h"
+#include "desktop/SecretService.h"
 #include "desktop/SingleInstance.h"
 #include "desktop/Spawn.h"
 #include "desktop/SystemClock.h"
@@ -66,6 +68,7 @@ struct Desktop {
   // Never destroyed: when the program ends, a file operation in the background may still be using it.
   PosixFiles& files = *new PosixFiles;
   PosixDownloadFiles& downloadFiles = *new PosixDownloadFiles;
+  OpenSslDigests digests;  // before the fetcher
   std::unique_ptr<Fetcher> fetcher = NewFetcher(gate, events);
   FileWorker background{gate};
   PosixFolders folders;
@@ -107,7 +110,8 @@ struct Desktop {
                     &folders,
                     fetcher.get(),
                     fetcher ? &downloadFiles : nullptr,
-                    &unzip};
+                    &unzip,
+                    &digests};
 };
 
 constexpr int kTextAskKeepTimedOut = 523;
@@ -192,11 +196,19 @@ BusActions BusActionsOf(App& app) {
   return actions;
 }
 
+// Without a display nobody would see what the password store asks.
+bool CanPrompt() {
+  const QString name = QGuiApplication::platformName();
+  return name != QLatin1String("offscreen") && name != QLatin1String("minimal");
+}
+
 int RunProgram(QApplication& application, bool headless) {
   Desktop desktop(headless);
   const std::string program = desktop.machine.ProgramFolder() + "/Pellora";
   RegisterProgram(program, QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString());
 
+  SecretService secrets(desktop.gate, QDBusConnection::sessionBus(), CanPrompt());
+  desktop.platform.secrets = &secrets;
   App app(desktop.platform);
   if (headless) app.SetHeadless();
   // The one question whose No loses something.

@@ -19,6 +19,8 @@
 #include <vector>
 
 #include "core/Checksum.h"
+#include "core/Mirror.h"
+#include "core/Pieces.h"
 #include "fetch/IntervalSet.h"
 #include "fetch/ReplyCheck.h"
 #include "ports/DownloadFiles.h"
@@ -63,10 +65,16 @@ struct JournalEntry {
   std::string oldPartPath;            // "begin anew": goes once the new file is finished
   FileIdentity oldPart;
   std::string referrer;
-  std::optional<Checksum> checksum;                         // of the whole file, as the user or its source has it
-  std::int64_t speedLimit = 0;                              // bytes per second; 0: none
-  std::optional<double> startAt;                            // begin later: days since 30 December 1899
-  std::optional<std::int64_t> queuePlace;                   // lower ones start first
+  std::optional<Checksum> checksum;        // of the whole file, as the user or its source has it
+  std::optional<PieceHashes> pieces;       // of the file
+  std::optional<Checksum> foundChecksum;   // of the whole file, as the replies or a list beside it say
+  std::int64_t speedLimit = 0;             // bytes per second; 0: none
+  std::optional<double> startAt;           // begin later: days since 30 December 1899
+  std::optional<std::int64_t> queuePlace;  // lower ones start first
+  bool hashesAreSafe = true;               // as in WebAdd
+  std::int64_t size = -1;                  // that the file is to have; -1: not known
+  std::vector<Mirror> mirrors;
+  std::uint64_t factsFrom = 0;  // the facts are those of the address, 0, or a mirror, from 1
   std::vector<std::pair<std::string, std::string>> others;  // of a later version: names and encoded values
 
   bool operator==(const JournalEntry&) const = default;

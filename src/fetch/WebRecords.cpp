@@ -184,12 +184,12 @@ void RestoreWebRecords(Program& program, WebServices& services) {
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add) {
   program.speed->SetLimitOf(index, add.speedLimit);
   const HandOver& handOver = add.handOver;
-  const bool isPlain = !add.replaced && handOver.referrer.empty() && handOver.cookies.empty() && !add.checksum &&
-                       add.speedLimit == 0 && !add.startAt && !add.quiet && add.folder.empty();
   const DownloadRecord& record = program.Download(index);
-  if (isPlain && !record.HasSavePath) return;
+  const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
+  if (!add.user.empty()) services.addedLogins[key] = {add.user, add.password};
+  if (add == WebAdd() && !record.HasSavePath) return;
   JournalEntry entry;
-  entry.key = JournalKeyOf(record.URL, record.DateAdded);
+  entry.key = key;
   entry.id = services.journal.NewId();
   if (record.HasSavePath && record.SavePath.starts_with('/')) entry.path = record.SavePath;
   entry.replaces = add.replaced;
@@ -197,6 +197,10 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   entry.referrer = handOver.referrer;
   entry.hadCookies = !handOver.cookies.empty();
   entry.checksum = add.checksum;
+  if (add.pieces && AreFewEnough(*add.pieces)) entry.pieces = add.pieces;
+  entry.hashesAreSafe = add.hashesAreSafe;
+  entry.size = add.size;
+  entry.mirrors = add.mirrors;
   entry.speedLimit = add.speedLimit;
   entry.startAt = add.startAt;
   entry.quiet = add.quiet;
@@ -240,6 +244,7 @@ void SweepJournal(Program& program, WebServices& services) {
       services.listed.insert(entry.key);
     } else if (services.listed.erase(entry.key) > 0) {
       services.cookies.erase(entry.key);
+      services.addedLogins.erase(entry.key);
       Drop(program.platform, services.journal, entry);
     }
   }

@@ -9,6 +9,7 @@ class BrowserMenu;
 class Clipboard;
 class Clock;
 class Dialogs;
+class Digests;
 class DownloadFiles;
 class EventGate;
 class EventLoop;
@@ -19,6 +20,7 @@ class Locale;
 class Machine;
 class Media;
 class Network;
+class Secrets;
 class SettingsStore;
 class Shell;
 class TaskLoop;
@@ -49,6 +51,8 @@ struct Platform {
   Fetcher* fetcher = nullptr;              // null where the program was built without it: no https
   DownloadFiles* downloadFiles = nullptr;  // null where there is no fetcher
   Unzip* unzip = nullptr;                  // null where no archive can be unpacked: update packages stay packed
+  Digests* digests = nullptr;              // null where there is no fetcher
+  Secrets* secrets = nullptr;              // null where the desktop keeps no passwords
 };
 
 }  // namespace pellora
