@@ -18,6 +18,7 @@
 #include "core/Version.h"
 #include "desktop/BrowserManifests.h"
 #include "desktop/BusService.h"
+#include "desktop/DesktopInhibit.h"
 #include "desktop/DesktopMachine.h"
 #include "desktop/DesktopShell.h"
 #include "desktop/DisplayText.h"
@@ -75,12 +76,13 @@ struct Desktop {
   BrowserManifests browsers{machine.ProgramFolder(), QDir::homePath().toStdString(),
                             QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
   PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
+  DesktopInhibit inhibit;
   TaskLoop tasks{gate, events};
   Platform platform{
       gate,      events,     tasks,      clock,     network,  files,         settings,
       clipboard, dialogs,    shell,      machine,   locale,   tray,          windows,
       media,     background, &autoStart, &browsers, &folders, fetcher.get(), fetcher ? &downloadFiles : nullptr,
-      &unzip};
+      &unzip,    &inhibit};
 };
 
 constexpr int kTextYes = 406;

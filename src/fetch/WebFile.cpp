@@ -269,6 +269,7 @@ void WebEngine::PutDone(std::uint32_t generation, const std::vector<Range>& writ
   if (result == PartFile::Result::Differs) return ComparedOther();
   for (const Range& range : written) written_.Add(range);
   unclaimed_ = true;
+  TakeNewAddress();
   if (Fetching() || state_ == FetchState::Finishing) return;
   Claim();  // no pulse does
   ClosePartAtRest();
@@ -326,6 +327,7 @@ void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, c
   if (!last) return;
   twins_.push_back(lane.sampled);
   proven_ = true;
+  TakeNewAddress();
   Release(lane);
   if (state_ == FetchState::Opening) {
     Open();
@@ -414,6 +416,7 @@ JournalState WebEngine::JournalStateNow() const {
 void WebEngine::WriteJournal(JournalState state, Journal::Done done) {
   entry_.state = state;
   entry_.facts = facts_;
+  entry_.queuePlace = program_.QueuePlace(slot_.Index());
   services_->listed.insert(entry_.key);
   services_->journal.Put(entry_, std::move(done));
 }
@@ -431,6 +434,8 @@ Task<> WebEngine::Finish(Run run) {
     co_return;
   }
   if (!part_) co_return;  // a write has failed, and has stopped the download
+  for (const auto& lane : lanes_) lane->compares = false;
+  TakeNewAddress();
   struct Flushed {
     std::optional<PartFile::Result> result;
     std::string reason;
@@ -517,6 +522,7 @@ void WebEngine::Finished() {
   Take(FetchEvent::Renamed);
   EndRun();
   services_->cookies.erase(entry_.key);
+  services_->newAddresses.erase(entry_.key);
   part_.reset();
   record.SavePath = entry_.path;
   record.HasSavePath = true;

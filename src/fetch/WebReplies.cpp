@@ -126,7 +126,9 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
       unranged_ = true;
       return OpenWhole(lane);
     case ReplyVerdict::Changed:
-      return OthersAreOpen(lane) ? GoOnWithout(lane) : HasChanged();
+      if (OthersAreOpen(lane)) return GoOnWithout(lane);
+      return HasChanged(
+          Say(WebText::OtherSizeThere, {std::to_string(reading.facts.total), std::to_string(facts_.total)}));
     case ReplyVerdict::Redirect:
       return Redirect(lane, reading);
     case ReplyVerdict::Http2:
@@ -179,6 +181,7 @@ void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyRe
   }
   lane.Take(LaneEvent::RightAnswer);
   services_->hosts.Accepted(OriginOf(lane.address));
+  TakeNewAddress();
   if (!opened) return;
   Take(FetchEvent::FirstAnswerRight);
   Announce(program_.Text(kTextWebDownloading));
@@ -197,6 +200,7 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   // A server that takes ranges may still answer the first request with 200, but then it says so.
   oneLane_ |= answer.status == 200 && !EqualsNoCase(HeaderOf(answer, "Accept-Ranges"), "bytes");
   ChooseName(answer);
+  TakeNewAddress();
   plan_.emplace(NewPlan());
   lane.Take(LaneEvent::RightAnswer);
   Take(FetchEvent::FirstAnswerRight);
@@ -280,11 +284,14 @@ void WebEngine::Ask(const std::string& reason, const std::string& question, std:
   Draw();
 }
 
-void WebEngine::HasChanged() {
+void WebEngine::HasChanged(const std::string& atNewAddress) {
   if (!Fetching() && state_ != FetchState::Finishing) return;
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
   if (CookiesAreGone()) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));       // a login page, rather
   if (written_.Ranges().empty() && entry_.oldPartPath.empty()) return BeginAnewUnasked();  // nothing can be lost
+  if (NewAddress() != nullptr) {
+    return Rest(FetchEvent::GivenUp, atNewAddress.empty() ? Say(WebText::OtherBytesThere) : atNewAddress);
+  }
   Ask(Say(WebText::Changed), Say(WebText::AskBeginAnew), Say(WebText::BeginAnew), Say(WebText::KeepPart),
       [this](bool yes) {
         if (yes) return BeginAnew();

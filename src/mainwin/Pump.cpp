@@ -32,6 +32,7 @@ std::int32_t RoundedSpeed(float speed) {
 void MainWindow::Tick() {
   WatchConnection();
   AttachPreview();
+  stayAwake_.Watch();
   // A tick that asks a question does nothing else; the next ones do while it is open.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 

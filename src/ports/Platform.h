@@ -15,6 +15,7 @@ class EventLoop;
 class Fetcher;
 class Files;
 class Folders;
+class Inhibit;
 class Locale;
 class Machine;
 class Media;
@@ -49,6 +50,7 @@ struct Platform {
   Fetcher* fetcher = nullptr;              // null where the program was built without it: no https
   DownloadFiles* downloadFiles = nullptr;  // null where there is no fetcher
   Unzip* unzip = nullptr;                  // null where no archive can be unpacked: update packages stay packed
+  Inhibit* inhibit = nullptr;              // null where nobody can be asked not to suspend
 };
 
 }  // namespace pellora
