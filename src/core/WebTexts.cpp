@@ -74,6 +74,16 @@ constexpr std::array kEnglish = {
     English{WebText::JournalUnreadable,
             "The journal %1 cannot be read. Until it can be, the web engine starts no download."},
     English{WebText::AskBeginAnewWithoutPart, "Begin anew?"},
+    English{WebText::SpeedLimit, "Speed limit of all downloads (KiB/s, empty : none) :"},
+    English{WebText::SpeedLimitTimed, "Only from"},
+    English{WebText::SpeedLimitTo, "to"},
+    English{WebText::SpeedLimitClock, "o'clock"},
+    English{WebText::BadSpeedLimit, "A speed limit is a whole number of KiB/s from 1 to 10000000, or empty for none."},
+    English{WebText::SpeedLimitEntry, "Speed limit..."},
+    English{WebText::SpeedLimitQuestion, "Speed limit of this download (KiB/s, empty : none) :"},
+    English{WebText::LimitSpeed, "&Limit speed"},
+    English{WebText::BadSpeedLimitHours, "The hours of the speed limit are whole numbers from 0 to 23."},
+    English{WebText::SpeedLimitTitle, "Speed limit"},
 };
 
 }  // namespace

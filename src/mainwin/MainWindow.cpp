@@ -110,6 +110,7 @@ void MainWindow::ConnectEvents() {
   opene.OnClick = [this] { OpenOrRestart(ListView1); };
   resumed.OnClick = [this] { OpenOrRestart(ListView1); };
   shedulded.OnClick = [this] { ToggleScheduled(); };
+  speedlimit.OnClick = [this] { platform_.tasks.Spawn(AskSpeedLimit()); };
 
   ListView2.OnClick = [this] { SelectFinished(); };
   ListView2.OnDoubleClick = [this] {

@@ -79,6 +79,7 @@ class MainWindow final : public Window, public Lists {
   Menu stopall{this, "stopall", "Stop &All downloads", 288};
   Menu properties{this, "properties", "&Properties", 285};  // opens nothing
   Menu shedulded{this, "shedulded", "Schedulded", 287};
+  Menu speedlimit{this, "speedlimit", "Speed limit...", 872};
   // Popup of ListView2.
   Menu pop2{this, "pop2", "pop2"};
   Menu openfile2{this, "openfile2", "&Open file", 284};
@@ -229,6 +230,7 @@ class MainWindow final : public Window, public Lists {
   Task<bool> Confirm(std::string text, std::string title);
   void ShowOptions();
   Task<> DeleteSelected();
+  Task<> AskSpeedLimit();
   Task<> Quit();
   void PauseSelected();
   void PauseAll();

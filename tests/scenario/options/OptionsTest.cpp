@@ -78,6 +78,13 @@ TEST_F(Options, HaveTheirControlsWithNumbersAndCaptions) {
       {"Label10", "806", "An http address that leads to https needs \"All downloads\"."},
       {"Label11", "807", "Additional certificates (PEM file) :"},
       {"Text11", "", ""},
+      {"Label12", "867", "Speed limit of all downloads (KiB/s, empty : none) :"},
+      {"Text12", "", ""},
+      {"Check13", "868", "Only from"},
+      {"Text13", "", ""},
+      {"Label13", "869", "to"},
+      {"Text14", "", ""},
+      {"Label14", "870", "o'clock"},
       {"OK", "635", "OK"},
       {"Command1", "636", "Cancel"},
   };
