@@ -154,6 +154,16 @@ constexpr std::array kEnglish = {
     English{WebText::NumberInQueue, "Number %1 in the queue"},
     English{WebText::StayAwake, "Keep the computer awake while data arrives"},
     English{WebText::AwakeBecause, "Downloads are running"},
+    English{WebText::SpeedLimit, "Speed limit of all downloads (KiB/s, empty : none) :"},
+    English{WebText::SpeedLimitTimed, "Only from"},
+    English{WebText::SpeedLimitTo, "to"},
+    English{WebText::SpeedLimitClock, "o'clock"},
+    English{WebText::BadSpeedLimit, "A speed limit is a whole number of KiB/s from 1 to 10000000, or empty for none."},
+    English{WebText::SpeedLimitEntry, "Speed limit..."},
+    English{WebText::SpeedLimitQuestion, "Speed limit of this download (KiB/s, empty : none) :"},
+    English{WebText::LimitSpeed, "&Limit speed"},
+    English{WebText::BadSpeedLimitHours, "The hours of the speed limit are whole numbers from 0 to 23."},
+    English{WebText::SpeedLimitTitle, "Speed limit"},
 };
 
 }  // namespace

@@ -160,6 +160,18 @@ enum class WebText : std::int16_t {
   // Staying awake.
   StayAwake = 955,
   AwakeBecause = 956,  // as the desktop shows it
+  // Limits of speed. Of the options:
+  SpeedLimit = 867,
+  SpeedLimitTimed = 868,
+  SpeedLimitTo = 869,
+  SpeedLimitClock = 870,
+  BadSpeedLimit = 871,
+  BadSpeedLimitHours = 875,
+  // Of one download: in the popup, above its field, the window's title.
+  SpeedLimitEntry = 872,
+  SpeedLimitQuestion = 873,
+  SpeedLimitTitle = 876,
+  LimitSpeed = 874,  // in the menu of the tray icon
 };
 
 // Writes the English texts, over whatever is there.
