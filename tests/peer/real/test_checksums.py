@@ -34,7 +34,7 @@ class ChecksumCase(Case):
         cls.nginx = DigestNginx()
         cls.addClassCleanup(cls.nginx.close)
         cls.nginx.put("a.bin", DATA)
-        cls.settings = {"MaxSegments": 4, "ExtraCertificates": cls.nginx.authority, "SeekChecksums": 1}
+        cls.settings = {"MaxSegments": 4, "ExtraCertificates": cls.nginx.authority, "SeekChecksums": True}
 
     def setUp(self):
         super().setUp()
