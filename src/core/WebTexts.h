@@ -81,6 +81,54 @@ enum class WebText : std::int16_t {
 
   AskBeginAnewWithoutPart = 866,
 
+  // Mirrors.
+  MirrorLeftOut = 907,  // %1: host, %2: why
+  OtherSize = 908,
+  OtherBytes = 909,
+  MirrorUnsafe = 910,
+  BadMetalink = 911,
+  // The add dialog's fold, and what is wrong with its fields.
+  More = 917,
+  SaveInFolder = 918,
+  SaveAsName = 919,
+  UserName = 920,
+  Password = 921,
+  ChecksumField = 922,
+  ReferringPage = 923,
+  Cookies = 924,
+  SpeedLimitField = 925,
+  BeginAt = 926,
+  OnlyWebEngine = 927,
+  BadChecksum = 928,
+  BadFolder = 929,    // %1: the folder
+  BadFileName = 930,  // %1: the name
+  BadSpeedLimit = 931,
+  BadBeginAt = 932,
+  BadPage = 933,    // or cookies
+  NameTaken = 934,  // %1: the name, %2: the one that it gets
+  ListedTwice = 935,
+  TooManyAddresses = 936,  // %1: how many were taken
+  BeginsAt = 937,          // %1: date and time
+  // The window for many addresses.
+  AddListCaption = 938,
+  DownloadChecked = 939,
+  CheckAll = 940,
+  CheckNone = 941,
+  CheckedInAll = 942,  // %1: how many, %2: their size
+  // Logins. The first two are buttons, the next four the window's captions.
+  LogIn = 877,
+  NotNow = 878,
+  LoginTitle = 879,
+  LoginUser = 880,
+  LoginPassword = 881,
+  Remember = 882,
+  WrongLogin = 883,
+  ProxyLoginNeeded = 884,  // %1: host
+  WrongProxyLogin = 885,   // %1: host
+  NotRemembered = 886,
+  ClassicProxy = 887,
+  SentUnencrypted = 888,
+  Realm = 889,  // %1: what the server calls it
   // Checksums. %1 of the first ones: the kind, "SHA-256".
   Checking = 892,          // a state; %1: percent
   SeekingChecksums = 893,  // a state
@@ -94,6 +142,24 @@ enum class WebText : std::int16_t {
   AskFetchPieces = 901,  // %1: size with its unit
   FetchPieces = 902,     // its button
   SeekChecksums = 903,   // in the options
+  // Another address.
+  ChangeAddress = 943,
+  NewAddressOf = 944,     // %1: name of the file
+  AddressIsListed = 945,  // why it is refused
+  AddressKept = 946,      // %1: why
+  OtherSizeThere = 947,   // %1: bytes there, %2: bytes here
+  OtherBytesThere = 948,
+
+  // Order of the queue.
+  MoveFirst = 949,
+  MoveUp = 950,
+  MoveDown = 952,
+  MoveLast = 953,
+  NumberInQueue = 954,  // %1: number
+
+  // Staying awake.
+  StayAwake = 955,
+  AwakeBecause = 956,  // as the desktop shows it
 };
 
 // Writes the English texts, over whatever is there.

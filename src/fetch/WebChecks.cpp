@@ -190,15 +190,17 @@ bool WebEngine::HasPieces() const { return entry_.pieces && AreOfFile(*entry_.pi
 // Where nothing as good is known.
 bool WebEngine::SeeksList() const {
   const bool known = entry_.checksum || (entry_.foundChecksum && entry_.foundChecksum->kind >= ChecksumKind::Sha256);
-  return program_.settings.SeekChecksums && !known && !ListPlaces(current_).empty() &&
-         services_->hosts.WaitFor(OriginOf(current_), Now()) == 0;
+  const WebAddress& current = sources_.Main().current;
+  return program_.settings.SeekChecksums && !known && !ListPlaces(current).empty() &&
+         services_->hosts.WaitFor(OriginOf(current), Now()) == 0;
 }
 
 Task<> WebEngine::SeekList(Run run) {
   const auto hold = Hold();
   ShowCheck(Say(WebText::SeekingChecksums));
-  std::vector<std::string> names = {PercentDecoded(LastPathPart(current_)), NameOf(entry_.path)};
-  seek_ = std::make_unique<ListSeek>(program_.platform, services_->hosts, ListPlaces(current_), std::move(names),
+  const WebAddress& current = sources_.Main().current;
+  std::vector<std::string> names = {PercentDecoded(LastPathPart(current)), NameOf(entry_.path)};
+  seek_ = std::make_unique<ListSeek>(program_.platform, services_->hosts, ListPlaces(current), std::move(names),
                                      [this](const WebAddress& address) {
                                        const AskedFor whole{RequestKind::First, false, 0, -1};
                                        return requests_.Make(address, whole, entry_.referrer, {});

@@ -79,7 +79,7 @@ void WebEngine::WriteFigures() {
   figures.reason = figures.standing == WebStanding::Stopped ? entry_.reason
                    : state_ == FetchState::Holding          ? announced_
                    : !check_.empty()                        ? check_
-                                                            : note_;
+                                                            : Notes();
   record.Received = HeldToInt32(figures.received);
   record.FileSize = HeldToInt32(std::max<std::int64_t>(0, figures.size));
   record.ElapsedSeconds = static_cast<float>(elapsed_);

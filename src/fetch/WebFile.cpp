@@ -6,6 +6,7 @@
 #include "async/TaskLoop.h"
 #include "core/FileNames.h"
 #include "core/ListFile.h"
+#include "core/SpeedLimits.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/NewPart.h"
 #include "fetch/WebEngine.h"
@@ -31,12 +32,12 @@ struct Adopted {
 }  // namespace
 
 // The first answer of all decides.
-void WebEngine::ChooseName(const FetchAnswer& answer) {
+void WebEngine::ChooseName(const WebLane& lane, const FetchAnswer& answer) {
   DownloadRecord& record = Record();
   if (entry_.path.empty()) {
-    entry_.path = record.HasSavePath
-                      ? record.SavePath
-                      : JoinFolder(program_.settings.DownloadFolder, FileNameFromReply(answer, current_));
+    const std::string& folder = entry_.folder.empty() ? program_.settings.DownloadFolder : entry_.folder;
+    entry_.path =
+        record.HasSavePath ? record.SavePath : JoinFolder(folder, FileNameFromReply(answer, SourceOf(lane).current));
   }
   record.FileName = NameOf(entry_.path);
 }
@@ -192,9 +193,10 @@ void WebEngine::DropPart() {
   entry_.held = {};
   written_ = {};
   facts_ = {};
+  sources_.ForgetFile();
+  entry_.factsFrom = 0;
   entry_.foundChecksum.reset();
-  twins_.clear();
-  factsKnown_ = proven_ = false;
+  factsKnown_ = false;
 }
 
 void WebEngine::PartIsReady() {
@@ -242,6 +244,8 @@ void WebEngine::PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block) {
   // What is only compared ends no row of failures.
   if (!arrival.needed.empty()) {
     rounds_.Received();
+    SourceOf(lane).failures = 0;
+    for (const Range& range : arrival.needed) SourceOf(lane).delivered.Add(range);
     backOff_.Received(length);
     lane.backOff.Received(length);
   }
@@ -270,6 +274,7 @@ void WebEngine::PutDone(std::uint32_t generation, const std::vector<Range>& writ
   if (result == PartFile::Result::Differs) return ComparedOther();
   for (const Range& range : written) written_.Add(range);
   unclaimed_ = true;
+  TakeNewAddress();
   if (Fetching() || state_ == FetchState::Finishing) return;
   Claim();  // no pulse does
   ClosePartAtRest();
@@ -282,7 +287,8 @@ void WebEngine::ComparedOther() {
   written_ = heldBefore_;
   unclaimed_ = true;
   differs_ = true;
-  if (Fetching()) HasChanged();
+  if (!Fetching() || LeaveOut(sources_.MainNumber(), Say(WebText::OtherBytes), true)) return;
+  HasChanged();
 }
 
 // Its disk may be removed then.
@@ -323,10 +329,11 @@ void WebEngine::PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block) {
 void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason) {
   WebLane& lane = LaneOf(number);
   if (result == PartFile::Result::Failed) return DiskFailed(reason);
-  if (result == PartFile::Result::Differs) return OthersAreOpen(lane) ? GoOnWithout(lane) : HasChanged();
+  if (result == PartFile::Result::Differs) return IsOther(lane, Say(WebText::OtherBytes));
   if (!last) return;
-  twins_.push_back(lane.sampled);
-  proven_ = true;
+  SourceOf(lane).twins.push_back(lane.sampled);
+  Proven(lane, lane.sampled);
+  TakeNewAddress();
   Release(lane);
   if (state_ == FetchState::Opening) {
     Open();
@@ -415,6 +422,8 @@ JournalState WebEngine::JournalStateNow() const {
 void WebEngine::WriteJournal(JournalState state, Journal::Done done) {
   entry_.state = state;
   entry_.facts = facts_;
+  if (Current()) entry_.speedLimit = program_.speed->LimitOf(slot_.Index());
+  entry_.queuePlace = program_.QueuePlace(slot_.Index());
   services_->listed.insert(entry_.key);
   services_->journal.Put(entry_, std::move(done));
 }
@@ -433,6 +442,7 @@ Task<> WebEngine::Finish(Run run) {
   }
   if (!part_) co_return;  // a write has failed, and has stopped the download
   for (const auto& lane : lanes_) lane->compares = lane->endProves = false;
+  TakeNewAddress();
   const bool flushed = co_await FlushWhole(run);
   if (!flushed) co_return;
   entry_.held = IntervalSet({{0, facts_.total}});
@@ -523,6 +533,7 @@ void WebEngine::Finished() {
   Take(FetchEvent::Renamed);
   EndRun();
   services_->cookies.erase(entry_.key);
+  services_->newAddresses.erase(entry_.key);
   part_.reset();
   record.SavePath = entry_.path;
   record.HasSavePath = true;
@@ -542,7 +553,7 @@ void WebEngine::Finished() {
     done += " " + checked_;
     note_ += (note_.empty() ? "" : " ") + checked_;
   }
-  entry_.reason = note_;
+  entry_.reason = Notes();
   DeletePartFile(program_.platform, entry_.oldPartPath, entry_.oldPart);
   entry_.oldPartPath.clear();
   WriteJournal(JournalState::Finished);

@@ -7,9 +7,11 @@
 #include <string>
 #include <utility>
 
+#include "core/EngineChoice.h"
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
+#include "fetch/Logins.h"
 #include "ports/Clock.h"
 #include "ports/Platform.h"
 
@@ -17,7 +19,7 @@ namespace pellora {
 
 struct WebServices {
   WebServices(const Platform& thePlatform, std::string journalPath, std::uint64_t theSeed)
-      : platform(thePlatform), journal(thePlatform, std::move(journalPath)), seed(theSeed) {}
+      : platform(thePlatform), journal(thePlatform, std::move(journalPath)), logins(thePlatform), seed(theSeed) {}
 
   // Milliseconds of a clock that never goes back and does not wrap.
   std::int64_t Now() {
@@ -32,9 +34,14 @@ struct WebServices {
   Journal journal;
   HostMemory hosts;
   HostKeys keys;
+  Logins logins;
   std::set<JournalKey> listed;                // journal entries that had a record when the list was last saved
   std::map<JournalKey, std::string> cookies;  // that were handed over
-  std::uint64_t seed;                         // of the chances of waits
+  std::map<JournalKey, Login> addedLogins;    // that came with an add
+  // Of records whose address the user is changing: tried at the next start, and kept if it has the same file.
+  std::map<JournalKey, AddressReading> newAddresses;
+  std::set<JournalKey> superseded;  // former addresses, in the journal until the list is saved with the new ones
+  std::uint64_t seed;               // of the chances of waits
 
  private:
   std::int64_t now_ = 0;

@@ -9,6 +9,7 @@
 #include "core/Capture.h"
 #include "core/Numbers.h"
 #include "core/Queue.h"
+#include "core/SpeedLimits.h"
 #include "lang/Format.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Clock.h"
@@ -30,8 +31,10 @@ std::int32_t RoundedSpeed(float speed) {
 }  // namespace
 
 void MainWindow::Tick() {
+  program_.speed->Update();
   WatchConnection();
   AttachPreview();
+  stayAwake_.Watch();
   // A tick that asks a question does nothing else; the next ones do while it is open.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 
@@ -107,7 +110,7 @@ void MainWindow::LeaveQueue(std::int16_t index) {
   program_.Download(index).Queued = 0;
   missedAll_ = true;  // its row must no longer show it as queued
   const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(index);
-  if (transfer && program_.ShowTransferWindow) transfer->ShowWindow();
+  if (transfer && program_.ShowTransferWindow && !program_.IsQuiet(index)) transfer->ShowWindow();
 }
 
 // Starts what has a place, in the queue's order, until it is the turn of a record of the classic engine, of which the
@@ -118,7 +121,7 @@ void MainWindow::StartQueuedWeb() {
     if (turn->starts) {
       platform_.tasks.Spawn(StartRecord(turn->index, Start::Queued));
     } else if (turn->resumes) {
-      platform_.tasks.Spawn(ResumeTransfer(turn->index));
+      platform_.tasks.Spawn(ResumeTransfer(turn->index, !program_.IsQuiet(turn->index)));
     } else {
       LeaveQueue(turn->index);
     }

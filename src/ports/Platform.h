@@ -16,10 +16,12 @@ class EventLoop;
 class Fetcher;
 class Files;
 class Folders;
+class Inhibit;
 class Locale;
 class Machine;
 class Media;
 class Network;
+class Secrets;
 class SettingsStore;
 class Shell;
 class TaskLoop;
@@ -51,6 +53,8 @@ struct Platform {
   DownloadFiles* downloadFiles = nullptr;  // null where there is no fetcher
   Unzip* unzip = nullptr;                  // null where no archive can be unpacked: update packages stay packed
   Digests* digests = nullptr;              // null where there is no fetcher
+  Secrets* secrets = nullptr;              // null where the desktop keeps no passwords
+  Inhibit* inhibit = nullptr;              // null where nobody can be asked not to suspend
 };
 
 }  // namespace pellora

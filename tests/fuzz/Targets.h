@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/CookieFile.h"
 #include "core/IniText.h"
 #include "core/ListCodec.h"
 #include "core/Numbers.h"
@@ -95,6 +96,10 @@ void FuzzReply(std::string_view bytes, const ReplyReaders& readers = {});
 
 // After the first byte, a journal; if that byte is odd, each of its lines gets the right sum.
 void FuzzJournal(std::string_view bytes, const std::function<JournalReading(std::string_view)>& read = ReadJournal);
+
+// An address and, after byte 1, a file of cookies.
+using CookieReader = std::function<std::string(std::string_view, const WebAddress&, std::int64_t)>;
+void FuzzCookies(std::string_view bytes, const CookieReader& read = CookiesFor);
 
 // A number, flag or date typed by the user or read from a file.
 void FuzzNumbers(std::string_view bytes, const std::function<double(std::string_view)>& prefix = NumericPrefix);

@@ -34,6 +34,7 @@ const Target kTargets[] = {
     {"webaddress", [](std::string_view bytes) { FuzzWebAddress(bytes); }, 4000},
     {"reply", [](std::string_view bytes) { FuzzReply(bytes); }, 6000},
     {"journal", [](std::string_view bytes) { FuzzJournal(bytes); }, 2000},
+    {"cookies", [](std::string_view bytes) { FuzzCookies(bytes); }, 6000},
     {"preview", [](std::string_view bytes) { FuzzPreview(bytes); }, 10000},
 };
 
