@@ -158,7 +158,9 @@ DownloadRecord RecordFor(const Program& program, const AddRequest& request, cons
     record.SavePath = *path;
     record.HasSavePath = true;
   }
-  if (address.engine == EngineName::Web && !request.web.user.empty()) {
+  if (address.engine != EngineName::Web) return record;
+  if (path) record.FileName = NameOf(*path);
+  if (!request.web.user.empty()) {
     record.UserName = request.web.user;
     record.Password = request.web.password;
   }
