@@ -243,9 +243,11 @@ void App::Start() { parts_->program.platform.tasks.Spawn(Parts::Start(parts_.get
 // `parts` as the caller: many calls with a bad URL show one message.
 void App::MenuURL(std::string url, std::string refURL, std::string cookie) {
   Parts* const parts = parts_.get();
-  parts->WhenStarted([parts, url = std::move(url), handOver = HandOver{std::move(refURL), std::move(cookie)}] {
+  AddRequest request{.url = std::move(url), .caller = parts};
+  request.web.handOver = {std::move(refURL), std::move(cookie)};
+  parts->WhenStarted([parts, request = std::move(request)] {
     Program& program = parts->program;
-    program.platform.tasks.Spawn(AddDownload(&program, url, false, 0, parts, handOver));
+    program.platform.tasks.Spawn(AddDownload(&program, request));
   });
 }
 
@@ -256,7 +258,7 @@ void App::Add(std::string url, std::function<void(AddAnswer)> answered) {
   parts->WhenStarted([parts, url = std::move(url), answered = std::move(answered)] {
     AddAnswer answer;
     answer.reason = ReasonOf([&] {
-      AddOutcome outcome = AddWithoutAsking(parts->program, url);
+      AddOutcome outcome = AddWithoutAsking(parts->program, {.url = url});
       if (outcome.index != 0) answer.id = parts->IdOf(outcome.index);
       return outcome.reason;
     });

@@ -112,7 +112,7 @@ int DownloadBasket::OLEDragDrop(const DataObject& data, int effect) {
 // Passes the text on unchanged. Never starts a dropped link at once.
 bool DownloadBasket::TakeText(const std::string& text) {
   if (!TakesScheme(program_, TrimBlanks(text))) return false;
-  platform_.tasks.Spawn(AddDownload(&program_, text, true, 0, this));
+  platform_.tasks.Spawn(AddDownload(&program_, {.url = text, .later = true, .caller = this}));
   return true;
 }
 
@@ -128,7 +128,8 @@ bool DownloadBasket::TakeLinks(const std::string& list) {
 Task<> DownloadBasket::AddEach(std::vector<std::string> links) {
   const auto hold = Hold();
   for (const std::string& link : links) {
-    platform_.tasks.Spawn(AddDownload(&program_, link, true, 0, this));
+    AddRequest request{.url = link, .later = true, .caller = this};
+    platform_.tasks.Spawn(AddDownload(&program_, std::move(request)));
     co_await platform_.tasks.Yield();
   }
 }

@@ -42,6 +42,7 @@ std::uint32_t Program::Serial(int index) const {
 }
 
 void Program::RaiseSerial(int index) {
+  quiet_.erase(Serial(index));
   At(serials_, index) = nextSerial_++;
   webFigures_.erase(index);
 }
@@ -52,6 +53,8 @@ WebFigures* Program::Web(int index) {
 }
 
 WebFigures& Program::AddWeb(int index) { return webFigures_[index]; }
+
+void Program::SetQuiet(int index) { quiet_.insert(Serial(index)); }
 
 void Program::ResizeDownloads(std::int16_t count) {
   const auto size = static_cast<std::size_t>(count) + 1;

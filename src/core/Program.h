@@ -95,6 +95,10 @@ class Program {
   // True while the slot has that serial.
   bool Holds(int index, std::uint32_t serial) const { return serial != 0 && Serial(index) == serial; }
 
+  // A record that was added among many: its transfer window opens only if the user asks for it. RaiseSerial ends that.
+  bool IsQuiet(int index) const { return quiet_.contains(Serial(index)); }
+  void SetQuiet(int index);
+
   // Makes records 1 to `count`; the parallel arrays grow along and never shrink. New elements are blank.
   void ResizeDownloads(std::int16_t count);
 
@@ -121,6 +125,7 @@ class Program {
   std::deque<std::shared_ptr<ZipViewer>> zipViewers_{1};
   std::deque<std::uint32_t> serials_{1};
   std::map<int, WebFigures> webFigures_;  // by index
+  std::set<std::uint32_t> quiet_;         // serials
   std::uint32_t nextSerial_ = 1;
   std::uint64_t socketTotal_ = 0;
   std::uint64_t webTotal_ = 0;

@@ -21,6 +21,7 @@ struct HandOver {
 
 struct WebAdd {
   HandOver handOver;
+  std::string folder;  // of the file, absolute; empty: that of the settings
   // Login for the address's origin, kept in memory alone; empty: the one in the address, or none.
   std::string user;
   std::string password;
@@ -31,7 +32,7 @@ struct WebAdd {
   std::vector<Mirror> mirrors;    // besides the address
   std::int64_t speedLimit = 0;    // bytes per second; 0: none
   std::optional<double> startAt;  // not before this date and time, in days like DateAdded
-  bool quiet = false;             // added among many: no window opens by itself
+  bool quiet = false;             // added among many: no window opens by itself; in this run for either engine
   // The user has confirmed that this file, which the save dialog found at the record's SavePath, be replaced.
   std::optional<FileState> replaced;
 };

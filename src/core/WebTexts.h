@@ -87,6 +87,35 @@ enum class WebText : std::int16_t {
   OtherBytes = 909,
   MirrorUnsafe = 910,
   BadMetalink = 911,
+
+  // The add dialog's fold, and what is wrong with its fields.
+  More = 917,
+  SaveInFolder = 918,
+  SaveAsName = 919,
+  UserName = 920,
+  Password = 921,
+  ChecksumField = 922,
+  ReferringPage = 923,
+  Cookies = 924,
+  SpeedLimitField = 925,
+  BeginAt = 926,
+  OnlyWebEngine = 927,
+  BadChecksum = 928,
+  BadFolder = 929,    // %1: the folder
+  BadFileName = 930,  // %1: the name
+  BadSpeedLimit = 931,
+  BadBeginAt = 932,
+  BadPage = 933,    // or cookies
+  NameTaken = 934,  // %1: the name, %2: the one that it gets
+  ListedTwice = 935,
+  TooManyAddresses = 936,  // %1: how many were taken
+  BeginsAt = 937,          // %1: date and time
+  // The window for many addresses.
+  AddListCaption = 938,
+  DownloadChecked = 939,
+  CheckAll = 940,
+  CheckNone = 941,
+  CheckedInAll = 942,  // %1: how many, %2: their size
 };
 
 // Writes the English texts, over whatever is there.

@@ -195,6 +195,7 @@ constexpr std::array kFields = {
           [](E& e, Text t) { return TakeState(e.state, t); }},
     Field{"reason", [](const E& e) { return Encoded(e.reason); }, [](E& e, Text t) { return TakeText(e.reason, t); }},
     Field{"path", [](const E& e) { return Encoded(e.path); }, [](E& e, Text t) { return TakePath(e.path, t); }},
+    Field{"folder", [](const E& e) { return Encoded(e.folder); }, [](E& e, Text t) { return TakePath(e.folder, t); }},
     Field{"part", [](const E& e) { return Encoded(e.partPath); }, [](E& e, Text t) { return TakePath(e.partPath, t); }},
     Field{"partid", [](const E& e) { return When(!e.partPath.empty(), IdentityText(e.part)); },
           [](E& e, Text t) { return TakeIdentity(e.part, t); }},

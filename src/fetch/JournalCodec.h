@@ -53,6 +53,7 @@ struct JournalEntry {
   JournalState state = JournalState::Paused;
   std::string reason;       // of Stopped, for the user
   std::string path;         // of the finished file; absolute; empty until the first answer
+  std::string folder;       // that the user has named for it; absolute; empty: that of the settings
   std::string partPath;     // absolute; empty while there is none
   FileIdentity part;        // the part file was this one
   FileFacts facts;          // of the first answer

@@ -110,6 +110,8 @@ void WebEngine::Start(Sense sense) {
   record.Queued = 0;  // resumed in its window
   record.ConnectState = kConnectTried;
   TheFigures().standing = WebStanding::Active;
+  TheFigures().notBefore = 0;
+  entry_.startAt.reset();
   entry_.reason.clear();
   ShowCommand3(Command3Means::Pause);
   oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = renaming_ = false;

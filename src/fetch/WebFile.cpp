@@ -34,9 +34,9 @@ struct Adopted {
 void WebEngine::ChooseName(const WebLane& lane, const FetchAnswer& answer) {
   DownloadRecord& record = Record();
   if (entry_.path.empty()) {
-    entry_.path = record.HasSavePath
-                      ? record.SavePath
-                      : JoinFolder(program_.settings.DownloadFolder, FileNameFromReply(answer, SourceOf(lane).current));
+    const std::string& folder = entry_.folder.empty() ? program_.settings.DownloadFolder : entry_.folder;
+    entry_.path =
+        record.HasSavePath ? record.SavePath : JoinFolder(folder, FileNameFromReply(answer, SourceOf(lane).current));
   }
   record.FileName = NameOf(entry_.path);
 }

@@ -9,6 +9,7 @@
 #include "core/FileNames.h"
 #include "core/Numbers.h"
 #include "core/Program.h"
+#include "core/RecordLife.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
 #include "fetch/PartFile.h"
@@ -53,6 +54,7 @@ DownloadRecord RecordOf(const JournalEntry& entry) {
   record.InUse = true;
   record.Valid = true;
   record.Paused = true;
+  record.Queued = entry.startAt ? 1 : 0;
   return record;
 }
 
@@ -61,6 +63,7 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   WebFigures& figures = program.AddWeb(index);
   figures.received = entry.held.Bytes();
   figures.size = entry.facts.total;
+  if (entry.quiet) program.SetQuiet(index);
   record.Active = false;
   record.Received = HeldToInt32(figures.received);
   record.FileSize = HeldToInt32(std::max<std::int64_t>(0, figures.size));
@@ -80,6 +83,7 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   figures.standing = entry.state == JournalState::Stopped ? WebStanding::Stopped : WebStanding::Paused;
   if (entry.state == JournalState::Stopped) figures.reason = entry.reason;
   record.Paused = true;
+  if (entry.startAt && record.Queued != 0) QueueUntil(program, index, *entry.startAt);
 }
 
 std::map<JournalKey, int> ListedIn(Program& program) {
@@ -178,14 +182,15 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   const HandOver& handOver = add.handOver;
   const bool isPlain = !add.replaced && handOver.referrer.empty() && handOver.cookies.empty() && !add.checksum &&
                        !add.pieces && add.size < 0 && add.mirrors.empty() && add.speedLimit == 0 && !add.startAt &&
-                       !add.quiet;
-  if (isPlain) return;
+                       !add.quiet && add.folder.empty();
   const DownloadRecord& record = program.Download(index);
+  if (isPlain && !record.HasSavePath) return;
   JournalEntry entry;
   entry.key = JournalKeyOf(record.URL, record.DateAdded);
   entry.id = services.journal.NewId();
-  if (add.replaced) entry.path = record.SavePath;
+  if (record.HasSavePath && record.SavePath.starts_with('/')) entry.path = record.SavePath;
   entry.replaces = add.replaced;
+  entry.folder = add.folder;
   entry.referrer = handOver.referrer;
   entry.hadCookies = !handOver.cookies.empty();
   entry.checksum = add.checksum;

@@ -162,8 +162,9 @@ Task<> MainWindow::ResumeAll() {
     const DownloadRecord& record = program_.Download(i);
     // A redirect that led nowhere leaves no host.
     if (!record.InUse || record.Finished || record.Active || record.Host.empty()) continue;
+    if (WaitsForItsTime(program_, i)) continue;
     try {
-      co_await Restart(static_cast<std::int16_t>(i));
+      co_await RestartRecord(static_cast<std::int16_t>(i), !program_.IsQuiet(i));
     } catch (const Failure&) {  // NOLINT(bugprone-empty-catch): that record is not started, the next one is
     }
   }

@@ -13,6 +13,7 @@
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
 #include "core/EngineChoice.h"
+#include "core/FileNames.h"
 #include "core/Program.h"
 #include "core/Queue.h"
 #include "core/RecordLife.h"
@@ -139,6 +140,45 @@ Task<std::optional<FileState>> ConfirmedReplacing(Program* program, std::string 
   co_return *found;
 }
 
+// Where the request wants the file; nothing leaves it to the settings, or its name to the server's answer.
+std::optional<std::string> WantedPath(const Program& program, const AddRequest& request,
+                                      const AddressReading& address) {
+  const bool named = !request.name.empty();
+  const bool needsName = address.engine == EngineName::Classic && !request.folder.empty();
+  if (!named && !needsName) return std::nullopt;
+  return JoinFolder(request.folder.empty() ? program.settings.DownloadFolder : request.folder,
+                    named ? request.name : address.suggestedName);
+}
+
+DownloadRecord RecordFor(const Program& program, const AddRequest& request, const AddressReading& address,
+                         const std::optional<std::string>& path) {
+  DownloadRecord record = NewRecord(program, address.listed, address.parsed, request.kind);
+  if (path) {
+    record.SavePath = *path;
+    record.HasSavePath = true;
+  }
+  if (address.engine == EngineName::Web && !request.web.user.empty()) {
+    record.UserName = request.web.user;
+    record.Password = request.web.password;
+  }
+  return record;
+}
+
+void TellWebEngine(Program& program, std::int16_t index, const AddRequest& request, const AddressReading& address) {
+  if (address.engine != EngineName::Web || !program.webAdded) return;
+  WebAdd add = request.web;
+  add.folder = request.folder;
+  program.webAdded(index, add);
+}
+
+// What queue and windows must know before it begins. True if it does not begin at once.
+bool IsPutOff(Program& program, std::int16_t index, const AddRequest& request, EngineName engine) {
+  if (request.web.quiet) program.SetQuiet(index);
+  const bool timed = engine == EngineName::Web && request.web.startAt.has_value();
+  if (timed) QueueUntil(program, index, *request.web.startAt);
+  return timed || QueueIfBusy(program, index) || request.later;
+}
+
 Task<> StartPlaced(Program* program, std::int16_t index) {
   co_await StartTransfer(program, index, Start::Added);
   program->lists->RefreshRows(kAllRows, kUnforced);
@@ -146,89 +186,88 @@ Task<> StartPlaced(Program* program, std::int16_t index) {
 
 }  // namespace
 
-Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller,
-                   HandOver handOver) {
+Task<> AddDownload(Program* program, AddRequest request) {
   Boxes& boxes = program->boxes;
-  const AddressReading address = ReadAddress(*program, url, kind);
+  const AddressReading address = ReadAddress(*program, request.url, request.kind);
   if (address.engine == EngineName::None) {
     const std::string& text = address.refusedByWeb ? TextOf(*program, WebText::BadAddress) : program->Text(kBadUrl);
-    if (boxes.IsOpen(caller, text)) co_return;
-    BoxRequest request{text, kProgramName, kCritical};
-    (void)co_await boxes.Ask(caller, std::move(request));
+    if (boxes.IsOpen(request.caller, text)) co_return;
+    BoxRequest box{text, kProgramName, kCritical};
+    (void)co_await boxes.Ask(request.caller, std::move(box));
     co_return;
   }
 
   // A listed URL that is added many times raises one question at a time.
   std::optional<Claim> claim;
   const auto listed = [&] { return FindListed(*program, address.listed, address.engine); };
-  const bool continues = listed() != 0 && program->takesHandOver && program->takesHandOver(listed(), handOver);
+  const bool continues =
+      listed() != 0 && program->takesHandOver && program->takesHandOver(listed(), request.web.handOver);
   if (continues) {
     co_await program->lists->Restart(listed());
     co_return;
   }
   if (listed() != 0 && !claim.emplace(program->askedUrls, address.listed).Has()) co_return;
 
-  std::optional<std::string> path;
-  WebAdd add;
-  add.handOver = std::move(handOver);
-  if (kind != 0) {
+  std::optional<std::string> path = WantedPath(*program, request, address);
+  const bool asksPath = program->settings.SaveAs && request.folder.empty() && request.name.empty();
+  if (request.kind != 0) {
     path = UpdatePath(*program, address.parsed.fileName);
-  } else if (program->settings.SaveAs) {
-    SaveRequest request{program->Text(kSaveTitle) + address.suggestedName, address.suggestedName,
-                        program->Text(kAllFiles) + " (*.*)|*.*"};
-    path = co_await boxes.AskSavePath(std::move(request));
+  } else if (asksPath) {
+    SaveRequest save{program->Text(kSaveTitle) + address.suggestedName, address.suggestedName,
+                     program->Text(kAllFiles) + " (*.*)|*.*"};
+    path = co_await boxes.AskSavePath(std::move(save));
     if (!path) co_return;
-    if (address.engine == EngineName::Web) add.replaced = co_await ConfirmedReplacing(program, *path);
+    if (address.engine == EngineName::Web) request.web.replaced = co_await ConfirmedReplacing(program, *path);
   }
 
   if (listed() != 0) {
     if (!claim && !claim.emplace(program->askedUrls, address.listed).Has()) co_return;
-    BoxRequest request{program->Text(kAskDuplicate), kProgramName, kYesNo | kQuestion};
-    const int answer = co_await boxes.Ask(caller, std::move(request));
+    BoxRequest box{program->Text(kAskDuplicate), kProgramName, kYesNo | kQuestion};
+    const int answer = co_await boxes.Ask(request.caller, std::move(box));
     if (answer == kAnswerNo) co_return;
   }
   claim.reset();
 
   // The list may have changed since the question.
-  DownloadRecord record = NewRecord(*program, address.listed, address.parsed, kind);
-  if (path) {
-    record.SavePath = *path;
-    record.HasSavePath = true;
-  }
   const std::int16_t former = listed();
   const bool wasFinished = former != 0 && program->Download(former).Finished;
-  const std::int16_t index = PlaceRecord(*program, std::move(record), address.engine);
+  const std::int16_t index = PlaceRecord(*program, RecordFor(*program, request, address, path), address.engine);
   if (index == 0) {
     program->lists->Status(ListIsFull());
     co_return;
   }
-  if (address.engine == EngineName::Web && program->webAdded) program->webAdded(index, add);
-  const bool queued = QueueIfBusy(*program, index);
+  TellWebEngine(*program, index, request, address);
+  const bool putOff = IsPutOff(*program, index, request, address.engine);
   // It moves from the finished files to the current downloads.
   if (wasFinished) {
     program->lists->RefreshDownList();
     program->lists->RefreshRows(kAllRows, kForced);
   }
-  if (!later && !queued) {
+  if (!putOff) {
     co_await StartPlaced(program, index);
   } else {
     program->lists->RefreshRows(kAllRows, kUnforced);
   }
 }
 
-Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller) {
-  HandOver none;
-  return AddDownload(program, std::move(url), later, kind, caller, std::move(none));
+std::string FaultOfPlace(const std::string& folder, const std::string& name) {
+  if (!folder.empty() && !folder.starts_with('/')) return "The folder must be given in full, from \"/\" on.";
+  if (folder.find('\0') != std::string::npos) return "The folder's name is malformed.";
+  const bool isFileName = IsStorableName(name) && name.find('/') == std::string::npos && name != "." && name != "..";
+  return isFileName ? std::string() : "This cannot be the name of a file: " + name;
 }
 
-AddOutcome AddWithoutAsking(Program& program, const std::string& url) {
-  const AddressReading address = ReadAddress(program, url);
+AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
+  const std::string fault = FaultOfPlace(request.folder, request.name);
+  if (!fault.empty()) return {0, fault};
+  const AddressReading address = ReadAddress(program, request.url, request.kind);
   if (address.engine == EngineName::None) return {0, Refusal(program)};
   if (FindListed(program, address.listed, address.engine) != 0) return {0, "It is in the list already."};
-  const std::int16_t index =
-      PlaceRecord(program, NewRecord(program, address.listed, address.parsed, 0), address.engine);
+  const std::optional<std::string> path = WantedPath(program, request, address);
+  const std::int16_t index = PlaceRecord(program, RecordFor(program, request, address, path), address.engine);
   if (index == 0) return {0, ListIsFull()};
-  if (QueueIfBusy(program, index)) {
+  TellWebEngine(program, index, request, address);
+  if (IsPutOff(program, index, request, address.engine)) {
     program.lists->RefreshRows(kAllRows, kUnforced);
   } else {
     program.platform.tasks.Spawn(StartPlaced(&program, index));

@@ -243,7 +243,8 @@ class MainWindow final : public Window, public Lists {
 
   // Starting a record.
   Task<> StartRecord(std::int16_t index, Start start);
-  Task<> ResumeTransfer(std::int16_t index);
+  Task<> ResumeTransfer(std::int16_t index, bool shows);
+  Task<> RestartRecord(std::int16_t index, bool shows);  // `shows`: its window, once it is resumed
 
   // The tick.
   void Tick();

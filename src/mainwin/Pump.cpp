@@ -107,7 +107,7 @@ void MainWindow::LeaveQueue(std::int16_t index) {
   program_.Download(index).Queued = 0;
   missedAll_ = true;  // its row must no longer show it as queued
   const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(index);
-  if (transfer && program_.ShowTransferWindow) transfer->ShowWindow();
+  if (transfer && program_.ShowTransferWindow && !program_.IsQuiet(index)) transfer->ShowWindow();
 }
 
 // Starts what has a place, in the queue's order, until it is the turn of a record of the classic engine, of which the
@@ -118,7 +118,7 @@ void MainWindow::StartQueuedWeb() {
     if (turn->starts) {
       platform_.tasks.Spawn(StartRecord(turn->index, Start::Queued));
     } else if (turn->resumes) {
-      platform_.tasks.Spawn(ResumeTransfer(turn->index));
+      platform_.tasks.Spawn(ResumeTransfer(turn->index, !program_.IsQuiet(turn->index)));
     } else {
       LeaveQueue(turn->index);
     }

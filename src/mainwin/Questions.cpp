@@ -62,7 +62,8 @@ Task<> MainWindow::AddAction() {
   if (answer == "CANCEL") co_return;
   // In any case, like the parser: an address that it accepts must not vanish without a message.
   if (!TakesScheme(program_, url)) co_return;
-  co_await AddDownload(&program_, url, answer == "LATER", 0, this);
+  AddRequest request{.url = url, .later = answer == "LATER", .caller = this};
+  co_await AddDownload(&program_, std::move(request));
 }
 
 // The URL to ask about in a new clipboard text. The clipboard is not read while the question is open, so that a text
@@ -100,7 +101,9 @@ Task<> MainWindow::AskClipboard(std::string url) {
     wantDown->Hide();
     wantDown->Unload();
   }
-  if (yes) co_await AddDownload(&program_, url, false, 0, this);
+  if (!yes) co_return;
+  AddRequest request{.url = url, .caller = this};
+  co_await AddDownload(&program_, std::move(request));
 }
 
 }  // namespace pellora

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "async/TaskLoop.h"
+#include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "lang/Language.h"
 #include "ports/Failure.h"
@@ -43,7 +44,8 @@ void TransferWindow::SetRecordIndex(std::int16_t index) {
 Task<> TransferWindow::InitConnection() {
   const auto hold = Hold();
   if (!engine_->StillCurrent()) co_return;
-  Load();
+  // Those of the web engine are built once they are shown: there may be many that never are.
+  if (ChooseEngine(program_, RecordIndex).engine != EngineName::Web) Load();
   co_await engine_->InitConnection();
 }
 
@@ -142,7 +144,7 @@ void TransferWindow::ToggleDetails() {
 
 void TransferWindow::ShowCommand3(Command3Means means) {
   EndQuestion();
-  Command3.Caption = means == Command3Means::Pause ? "Pause Download" : "Resume Download";
+  Command3.Caption = means == Command3Means::Pause ? kPauseCaption : "Resume Download";
 }
 
 void TransferWindow::OfferFile() {
@@ -159,8 +161,12 @@ void TransferWindow::EngineRetired() {
 }
 
 void TransferWindow::OnLoad() {
-  FinishedMode = 0;
+  const std::string first = Command1.Caption;
+  const std::string third = Command3.Caption;
   ApplyLanguage(*this, program_);
+  // The engine may have changed them before the window was built.
+  if (first != kStartCaption) Command1.Caption = first;
+  if (third != kPauseCaption) Command3.Caption = third;
 }
 
 // Closing the window never stops a download.

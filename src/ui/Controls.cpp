@@ -148,6 +148,14 @@ void ListView::ClickColumn(int column) {
   if (OnColumnClick) Fire([this, column] { OnColumnClick(column); });
 }
 
+void ListView::CheckByUser(std::size_t row, bool checked) {
+  if (row >= rows_.size() || !rows_[row].checked) return;
+  ListRow changed = rows_[row];
+  changed.checked = checked;
+  SetRow(row, std::move(changed));
+  if (OnCheck) Fire([this, row] { OnCheck(row); });
+}
+
 void ListView::SetRow(std::size_t at, ListRow row) {
   if (rows_.at(at) == row) return;
   rows_[at] = std::move(row);

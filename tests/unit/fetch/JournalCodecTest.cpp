@@ -24,6 +24,7 @@ JournalEntry Full() {
   entry.path =
       "/home/b\xC3\xB6"
       "b/my files/a b.zip";
+  entry.folder = "/home/b\xFF b";
   entry.partPath =
       "/home/b\xC3\xB6"
       "b/my files/a b.zip.part";
