@@ -156,6 +156,17 @@ struct App::Parts {
     }
   }
 
+  // Those of a Metalink.
+  void AddFiles(std::vector<MetalinkAdd> adds) {
+    for (MetalinkAdd& file : adds) {
+      AddRequest request;
+      request.url = std::move(file.url);
+      request.name = std::move(file.name);
+      request.web = std::move(file.add);
+      program.platform.tasks.Spawn(AddDownload(&program, std::move(request)));
+    }
+  }
+
   // The web engine's journal lies beside the list.
   void MakeWebServices() {
     const Platform& platform = program.platform;
@@ -167,6 +178,12 @@ struct App::Parts {
     program.webAdded = [this](std::int16_t index, const WebAdd& add) { RememberAdd(program, *web, index, add); };
     program.takesHandOver = [this](std::int16_t index, const HandOver& handOver) {
       return TakeHandOver(program, *web, index, handOver);
+    };
+    web->metalinkArrived = [this](std::int16_t index, std::vector<MetalinkAdd> adds) {
+      EmptyPlace(program, index);
+      Release(program, index, kDeleted);
+      Main().RefreshRows(kAllRows, kUnforced);
+      AddFiles(std::move(adds));
     };
     program.hasJournalEntry = [this](const std::string& url, double added) {
       return web->journal.Find(JournalKeyOf(url, added)) != nullptr;

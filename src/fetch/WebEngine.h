@@ -168,6 +168,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void HoldFor(std::int64_t wait, RoundCause cause);
   bool MainHasFailed(RoundCause cause) const;
   std::string Notes() const;
+  Task<bool> TakeMetalink(Run run);
 
   // The part file
   void ChooseName(const WebLane& lane, const FetchAnswer& answer);
@@ -247,6 +248,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::int64_t comparedTo_ = 0;  // byte of the file
   bool renaming_ = false;        // the journal says so: it ends before anything else
   bool unconfirmed_ = false;     // the body ended with its connection
+  bool isMetalink_ = false;      // by its type
   bool differs_ = false;         // a comparison has failed in this generation
   int puts_ = 0;                 // that are under way
   bool claiming_ = false;

@@ -455,6 +455,8 @@ Task<> WebEngine::Finish(Run run) {
     co_return;
   }
   entry_.held = IntervalSet({{0, facts_.total}});
+  const bool taken = co_await TakeMetalink(run);
+  if (taken || !StillCurrent() || run != run_) co_return;
   const std::string folder = FolderOf(entry_.path);
   std::string name = NameOf(entry_.path);
   for (int tried = 0; tried < kMostNumbers; ++tried) {

@@ -215,6 +215,8 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   written_ = {};
   // A server that takes ranges may still answer the first request with 200, but then it says so.
   oneLane_ |= answer.status == 200 && !EqualsNoCase(HeaderOf(answer, "Accept-Ranges"), "bytes");
+  const std::vector<std::string> types = ListMembers(answer, "Content-Type");
+  isMetalink_ = !types.empty() && types.front() == kMetalinkType;
   ChooseName(lane, answer);
   TakeLinks(lane, answer);
   plan_.emplace(NewPlan());

@@ -2,11 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "core/Metalink.h"
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
@@ -35,6 +38,9 @@ struct WebServices {
   std::set<JournalKey> listed;                // journal entries that had a record when the list was last saved
   std::map<JournalKey, std::string> cookies;  // that were handed over
   std::uint64_t seed;                         // of the chances of waits
+  // A download was a Metalink: its record is to go, and these files are to be added in its place. Empty: it is a file
+  // like any other.
+  std::function<void(std::int16_t index, std::vector<MetalinkAdd> adds)> metalinkArrived;
 
  private:
   std::int64_t now_ = 0;
