@@ -62,4 +62,12 @@ std::optional<Checksum> ParseChecksum(std::string_view text) {
 
 std::string ChecksumText(const Checksum& checksum) { return std::string(NameOf(checksum.kind)) + ":" + checksum.hex; }
 
+// The kinds are in the order of their strength.
+void StrongestChecksum::Take(const Checksum& checksum) {
+  if (best_ && checksum.kind < best_->kind) return;
+  const bool same = best_ && checksum.kind == best_->kind;
+  contradicted_ = same && (contradicted_ || checksum != *best_);
+  best_ = checksum;
+}
+
 }  // namespace pellora

@@ -31,4 +31,15 @@ std::optional<Checksum> ParseChecksum(std::string_view text);
 // "sha-256:DIGITS"
 std::string ChecksumText(const Checksum& checksum);
 
+// The strongest of several; two of one kind that contradict each other are none.
+class StrongestChecksum {
+ public:
+  void Take(const Checksum& checksum);
+  std::optional<Checksum> Result() const { return contradicted_ ? std::nullopt : best_; }
+
+ private:
+  std::optional<Checksum> best_;
+  bool contradicted_ = false;
+};
+
 }  // namespace pellora

@@ -112,6 +112,18 @@ constexpr std::array kEnglish = {
     English{WebText::CheckAll, "All"},
     English{WebText::CheckNone, "None"},
     English{WebText::CheckedInAll, "Chosen: %1, together %2"},
+    English{WebText::Checking, "Checking %1 %"},
+    English{WebText::SeekingChecksums, "Looking for a checksum"},
+    English{WebText::ChecksumRight, "%1 checked"},
+    English{WebText::ChecksumWrong, "The checksum is wrong: the file's %1 is %2 instead of %3."},
+    English{WebText::ChecksumNotComputed, "This system does not compute %1, so the file could not be checked."},
+    English{WebText::PiecesWrong, "%1 of the file's %2 pieces have a wrong checksum."},
+    English{WebText::NotRead, "The file could not be read: %1"},
+    English{WebText::AskFetchAgain, "Fetch it again? The part that is here is kept until the new file is complete."},
+    English{WebText::FetchAgain, "Fetch Again"},
+    English{WebText::AskFetchPieces, "Fetch the wrong pieces again, %1?"},
+    English{WebText::FetchPieces, "Fetch Wrong Pieces Again"},
+    English{WebText::SeekChecksums, "Look for checksums beside the file (SHA256SUMS)"},
 };
 
 }  // namespace
@@ -125,7 +137,7 @@ const std::string& TextOf(const Program& program, WebText text) { return program
 std::string FillText(std::string_view text, std::initializer_list<std::string_view> values) {
   std::string filled;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    const bool place = text[at] == '%' && at + 1 < text.size() && (text[at + 1] == '1' || text[at + 1] == '2');
+    const bool place = text[at] == '%' && at + 1 < text.size() && (text[at + 1] >= '1' && text[at + 1] <= '3');
     if (!place) {
       filled += text[at];
       continue;

@@ -1,7 +1,7 @@
 // WebTexts: the numbered texts that came with the web engine, and their English.
 //
 // A language file of a user's own may lack them: English is filled in at the start and before each file is read.
-// "%1" and "%2" in a text are places for values, in any order.
+// "%1", "%2" and "%3" in a text are places for values, in any order.
 #pragma once
 
 #include <cstdint>
@@ -116,6 +116,19 @@ enum class WebText : std::int16_t {
   CheckAll = 940,
   CheckNone = 941,
   CheckedInAll = 942,  // %1: how many, %2: their size
+  // Checksums. %1 of the first ones: the kind, "SHA-256".
+  Checking = 892,          // a state; %1: percent
+  SeekingChecksums = 893,  // a state
+  ChecksumRight = 894,
+  ChecksumWrong = 895,        // %2: computed, %3: wanted
+  ChecksumNotComputed = 896,  // by this system
+  PiecesWrong = 897,          // %1: how many, %2: of how many
+  NotRead = 898,              // the part file; %1: why
+  AskFetchAgain = 899,
+  FetchAgain = 900,      // its button
+  AskFetchPieces = 901,  // %1: size with its unit
+  FetchPieces = 902,     // its button
+  SeekChecksums = 903,   // in the options
 };
 
 // Writes the English texts, over whatever is there.
@@ -123,8 +136,8 @@ void FillWebTexts(LangStringArray& texts);
 
 const std::string& TextOf(const Program& program, WebText text);
 
-// `text` with the first value in place of each "%1", the second in place of each "%2". What is inserted is not searched
-// again. A place without a value becomes empty.
+// `text` with the first value in place of each "%1", the second and third in place of each "%2" and "%3". What is
+// inserted is not searched again. A place without a value becomes empty.
 std::string FillText(std::string_view text, std::initializer_list<std::string_view> values);
 
 }  // namespace pellora

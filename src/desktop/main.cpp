@@ -27,6 +27,7 @@
 #include "desktop/LibarchiveUnzip.h"
 #include "desktop/LocaleFormats.h"
 #include "desktop/NewFetcher.h"
+#include "desktop/OpenSslDigests.h"
 #include "desktop/PosixDownloadFiles.h"
 #include "desktop/PosixFiles.h"
 #include "desktop/PosixFolders.h"
@@ -58,6 +59,7 @@ struct Desktop {
   // Never destroyed: when the program ends, a file operation in the background may still be using it.
   PosixFiles& files = *new PosixFiles;
   PosixDownloadFiles& downloadFiles = *new PosixDownloadFiles;
+  OpenSslDigests digests;  // before the fetcher
   std::unique_ptr<Fetcher> fetcher = NewFetcher(gate, events);
   FileWorker background{gate};
   PosixFolders folders;
@@ -80,7 +82,7 @@ struct Desktop {
       gate,      events,     tasks,      clock,     network,  files,         settings,
       clipboard, dialogs,    shell,      machine,   locale,   tray,          windows,
       media,     background, &autoStart, &browsers, &folders, fetcher.get(), fetcher ? &downloadFiles : nullptr,
-      &unzip};
+      &unzip,    &digests};
 };
 
 constexpr int kTextYes = 406;

@@ -116,6 +116,7 @@ void WebEngine::Start(Sense sense) {
   ShowCommand3(Command3Means::Pause);
   oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = renaming_ = false;
   statedTotal_ = -1;
+  checked_.clear();
   lastByte_ = lastPulse_ = lastClaim_ = Now();
   meter_.Start(lastByte_);
   pulse_.SetEnabled(true);
@@ -188,6 +189,8 @@ void WebEngine::EndRun() {
   plan_.reset();
   early_.clear();
   earlyEnd_.reset();
+  seek_.reset();
+  check_.clear();
 }
 
 void WebEngine::PauseDownload() {

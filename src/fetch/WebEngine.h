@@ -4,7 +4,8 @@
 // The first request is the first range from byte 0; its answer gives size, name and validator, and further lanes open
 // at once. RangePlan divides the file, CheckReply judges each answer, Sources says which server is asked, PartFile
 // writes, and the journal says what is on the disk. WebEngine.cpp has its life, WebReplies.cpp what answers and ends
-// mean, WebMirrors.cpp what several sources do, WebFile.cpp the part file up to its name, WebDrawing.cpp what is shown.
+// mean, WebMirrors.cpp what several sources do, WebFile.cpp the part file up to its name, WebChecks.cpp its checksums,
+// WebDrawing.cpp what is shown.
 //
 // Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
 // changes nothing.
@@ -26,6 +27,7 @@
 #include "core/Program.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
+#include "fetch/ListSeek.h"
 #include "fetch/PartFile.h"
 #include "fetch/RangePlan.h"
 #include "fetch/Sources.h"
@@ -167,6 +169,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void ForgetMain();  // what only it could not do
   void HoldFor(std::int64_t wait, RoundCause cause);
   bool MainHasFailed(RoundCause cause) const;
+  // What is wrong, or came from mirrors where it is not known what is, is fetched from other sources, without asking.
+  // False if there are none.
+  bool FetchElsewhere(const std::vector<Range>& wrong);
   std::string Notes() const;
   Task<bool> TakeMetalink(Run run);
 
@@ -197,8 +202,26 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   JournalState JournalStateNow() const;
   void DropPart();
   Task<> Finish(Run run);
+  Task<bool> FlushWhole(Run run);
   Task<bool> PublishAs(Run run, std::string path);
   void Finished();
+
+  // Checksums
+  using Digits = std::vector<std::string>;
+  Task<bool> CheckFile(Run run);
+  Task<bool> CheckSums(Run run, std::vector<Checksum> wanted);
+  Task<bool> CheckPieces(Run run);
+  Task<Digits> HashRanges(Run run, std::vector<Range> ranges, std::vector<ChecksumKind> kinds);
+  Task<std::optional<std::vector<Range>>> WrongPieces(Run run);
+  Task<> SeekList(Run run);
+  bool SeeksList() const;
+  bool HasPieces() const;
+  std::vector<Checksum> WantedChecksums() const;
+  bool Judge(const Checksum& wanted, const std::string& digits);
+  void ShowCheck(std::string state);
+  void AskAboutWrong(const std::string& reason, const std::vector<Range>& wrong);
+  void FetchAgain(const std::vector<Range>& wrong);
+  void ForgetRanges(const std::vector<Range>& wrong);
 
   Program& program_;
   const std::shared_ptr<WebServices> services_;
@@ -260,6 +283,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   SpeedMeter meter_;
   double elapsed_ = 0;  // seconds of fetching
   std::string announced_;
+  std::string check_;    // state of a check under way
+  std::string checked_;  // which checksum was right
+  std::unique_ptr<ListSeek> seek_;
   std::string note_;  // what is to be known of the file, which is or will be complete
 };
 

@@ -192,6 +192,7 @@ void WebEngine::DropPart() {
   entry_.held = {};
   written_ = {};
   facts_ = {};
+  entry_.foundChecksum.reset();
   sources_.ForgetFile();
   entry_.factsFrom = 0;
   factsKnown_ = false;
@@ -435,26 +436,12 @@ Task<> WebEngine::Finish(Run run) {
     co_return;
   }
   if (!part_) co_return;  // a write has failed, and has stopped the download
-  struct Flushed {
-    std::optional<PartFile::Result> result;
-    std::string reason;
-  };
-  const auto flushed = std::make_shared<Flushed>();
-  part_->Flush(facts_.total, true, [flushed](PartFile::Result result, const std::string& reason) {
-    *flushed = {result, reason};
-  });
-  std::function<bool()> over = [flushed] { return flushed->result.has_value(); };
-  co_await program_.platform.tasks.UntilEvent(std::move(over));
-  if (!StillCurrent() || run != run_) co_return;
-  if (flushed->result == PartFile::Result::Replaced) {
-    PartReplaced();
-    co_return;
-  }
-  if (flushed->result != PartFile::Result::Good) {
-    DiskFailed(flushed->reason);
-    co_return;
-  }
+  for (const auto& lane : lanes_) lane->compares = lane->endProves = false;
+  const bool flushed = co_await FlushWhole(run);
+  if (!flushed) co_return;
   entry_.held = IntervalSet({{0, facts_.total}});
+  const bool right = co_await CheckFile(run);
+  if (!right) co_return;
   const bool taken = co_await TakeMetalink(run);
   if (taken || !StillCurrent() || run != run_) co_return;
   const std::string folder = FolderOf(entry_.path);
@@ -473,6 +460,25 @@ Task<> WebEngine::Finish(Run run) {
     while (claimed.contains(JoinFolder(folder, name)));
   }
   DiskFailed(entry_.path);
+}
+
+// False: it has failed, or the run is over.
+Task<bool> WebEngine::FlushWhole(Run run) {
+  const auto hold = Hold();
+  struct Flushed {
+    std::optional<PartFile::Result> result;
+    std::string reason;
+  };
+  const auto flushed = std::make_shared<Flushed>();
+  part_->Flush(facts_.total, true, [flushed](PartFile::Result result, const std::string& reason) {
+    *flushed = {result, reason};
+  });
+  std::function<bool()> over = [flushed] { return flushed->result.has_value(); };
+  co_await program_.platform.tasks.UntilEvent(std::move(over));
+  if (!StillCurrent() || run != run_) co_return false;
+  if (flushed->result == PartFile::Result::Replaced) PartReplaced();
+  if (flushed->result == PartFile::Result::Failed) DiskFailed(flushed->reason);
+  co_return flushed->result == PartFile::Result::Good;
 }
 
 // The journal names the new name before the file gets it, so that a start after a kill finds the file there.
@@ -536,13 +542,18 @@ void WebEngine::Finished() {
   figures.standing = WebStanding::Finished;
   entry_.partPath.clear();
   written_ = entry_.held;
-  if (unconfirmed_) note_ = Say(WebText::LengthNotConfirmed);
+  if (unconfirmed_ && checked_.empty()) note_ = Say(WebText::LengthNotConfirmed);
+  std::string done = note_.empty() ? program_.Text(kTextWebComplete) : note_;
+  if (!checked_.empty()) {
+    done += " " + checked_;
+    note_ += (note_.empty() ? "" : " ") + checked_;
+  }
   entry_.reason = Notes();
   DeletePartFile(program_.platform, entry_.oldPartPath, entry_.oldPart);
   entry_.oldPartPath.clear();
   WriteJournal(JournalState::Finished);
   (void)SaveListBeforeTouchingParts(program_);
-  Announce(note_.empty() ? program_.Text(kTextWebComplete) : note_);
+  Announce(std::move(done));
   if (view_ != nullptr) view_->SetFinished();
   Draw();
   program_.lists->RefreshFinishedSoon();

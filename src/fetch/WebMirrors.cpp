@@ -141,6 +141,17 @@ void WebEngine::HoldFor(std::int64_t wait, RoundCause cause) {
   AnnounceRetry(wait);
 }
 
+bool WebEngine::FetchElsewhere(const std::vector<Range>& wrong) {
+  const std::vector<int> suspects = sources_.Suspects(wrong);
+  if (suspects.empty() || state_ != FetchState::Finishing) return false;
+  const std::vector<Range> ranges = wrong.empty() ? sources_.DeliveredBy(suspects) : wrong;
+  for (const int number : suspects) (void)LeaveOut(number, Say(WebText::OtherBytes), true);
+  sources_.ForgetDelivered(ranges);
+  ForgetRanges(ranges);
+  Start(Sense::Anew);
+  return true;
+}
+
 // A Metalink is read, not kept: its files are added in its place. False if it is none, or names no file; it may have a
 // note then. The run may be over.
 Task<bool> WebEngine::TakeMetalink(Run run) {

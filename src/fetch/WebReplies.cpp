@@ -3,6 +3,7 @@
 
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
+#include "fetch/DigestHeaders.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/WebEngine.h"
 #include "fetch/WebWords.h"
@@ -178,6 +179,8 @@ void WebEngine::WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const Repl
 
 void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
   lane.proof = reading.proof;
+  const bool finds = lane.source == 0 && (!factsKnown_ || !(entry_.foundChecksum || lane.compares));
+  if (finds) entry_.foundChecksum = ChecksumIn(answer);  // a mirror proves nothing by its own word
   if (!factsKnown_) return TakeFirstBody(lane, answer, reading);
   const bool opened = state_ == FetchState::Opening;
   Proven(lane, reading.facts);

@@ -59,7 +59,9 @@ SimPlatform::SimPlatform(SimOptions options)
                              &browserMenu_,
                              nullptr,
                              options.web ? &fetcher_ : nullptr,
-                             options.web ? &downloadFiles_ : nullptr}) {
+                             options.web ? &downloadFiles_ : nullptr,
+                             nullptr,
+                             options.web ? &digests_ : nullptr}) {
   disk_.SetState(std::move(options.disk));
   for (const char* folder : {"/prog", "/home/u/Documents", "/tmp"}) disk_.MakeFolder(folder);
 }

@@ -32,6 +32,7 @@
 #include "SimBackground.h"
 #include "SimContent.h"
 #include "SimDesktop.h"
+#include "SimDigests.h"
 #include "SimDisk.h"
 #include "SimDownloadFiles.h"
 #include "SimFetcher.h"
@@ -88,6 +89,7 @@ class SimPlatform {
   SimBackground& background() { return background_; }
   SimFetcher& fetcher() { return fetcher_; }
   SimDownloadFiles& downloadFiles() { return downloadFiles_; }
+  SimDigests& digests() { return digests_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
 
@@ -143,6 +145,7 @@ class SimPlatform {
   SimBackground background_;
   SimFetcher fetcher_;
   SimDownloadFiles downloadFiles_;
+  SimDigests digests_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;
 };

@@ -78,6 +78,7 @@ TEST_F(Options, HaveTheirControlsWithNumbersAndCaptions) {
       {"Label10", "806", "An http address that leads to https needs \"All downloads\"."},
       {"Label11", "807", "Additional certificates (PEM file) :"},
       {"Text11", "", ""},
+      {"Check12", "903", "Look for checksums beside the file (SHA256SUMS)"},
       {"OK", "635", "OK"},
       {"Command1", "636", "Cancel"},
   };
