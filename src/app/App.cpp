@@ -22,6 +22,7 @@
 #include "core/Stop.h"
 #include "core/WebTexts.h"
 #include "fetch/WebEngine.h"
+#include "fetch/WebProspects.h"
 #include "fetch/WebRecords.h"
 #include "fetch/WebServices.h"
 #include "lang/Language.h"
@@ -156,15 +157,18 @@ struct App::Parts {
     }
   }
 
-  // Those of a Metalink.
-  void AddFiles(std::vector<MetalinkAdd> adds) {
-    for (MetalinkAdd& file : adds) {
-      AddRequest request;
-      request.url = std::move(file.url);
-      request.name = std::move(file.name);
-      request.web = std::move(file.add);
-      program.platform.tasks.Spawn(AddDownload(&program, std::move(request)));
+  // Those of a Metalink: several are shown first.
+  void AddFiles(std::vector<MetalinkAdd> files) {
+    std::vector<ListedAdd> adds;
+    for (MetalinkAdd& file : files) {
+      ListedAdd& add = adds.emplace_back();
+      add.request.url = std::move(file.url);
+      add.request.name = std::move(file.name);
+      add.request.web = std::move(file.add);
+      add.size = add.request.web.size;
     }
+    if (adds.size() != 1) return Main().addList->Offer(std::move(adds), false);
+    program.platform.tasks.Spawn(AddDownload(&program, std::move(adds.front().request)));
   }
 
   // The web engine's journal lies beside the list.
@@ -185,13 +189,16 @@ struct App::Parts {
       Main().RefreshRows(kAllRows, kUnforced);
       AddFiles(std::move(adds));
     };
+    prospects = NewWebProspects(program, *web);
+    program.prospects = prospects.get();
     program.hasJournalEntry = [this](const std::string& url, double added) {
       return web->journal.Find(JournalKeyOf(url, added)) != nullptr;
     };
   }
 
   Program program;
-  std::shared_ptr<WebServices> web;  // null without a fetcher
+  std::shared_ptr<WebServices> web;      // null without a fetcher
+  std::unique_ptr<Prospects> prospects;  // likewise
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
@@ -249,7 +256,7 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
     return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown,
-                                                parts->catcher, window.form1};
+                                                parts->catcher,    window.form1,         window.addList};
   };
 }
 

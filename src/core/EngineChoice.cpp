@@ -140,7 +140,9 @@ std::int16_t FindListed(Program& program, const std::string& url, EngineName eng
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
     if (!record.InUse) continue;
-    if (record.URL == url || (cut && WithoutPassword(record.URL) == wanted)) return static_cast<std::int16_t>(i);
+    const bool hasLogin = cut && record.URL.find('@') != std::string::npos;  // else there is nothing to be cut
+    const bool same = hasLogin ? WithoutPassword(record.URL) == wanted : cut && record.URL == wanted;
+    if (same || record.URL == url) return static_cast<std::int16_t>(i);
   }
   return 0;
 }

@@ -29,6 +29,7 @@ namespace pellora {
 class Basket;
 class Catcher;
 class Engine;
+class Prospects;
 class Window;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
@@ -77,6 +78,7 @@ class Program {
   std::function<void(std::int16_t index, const WebAdd& add)> webAdded;
   // True if the record had stopped for want of cookies and has these now; may be empty.
   std::function<bool(std::int16_t index, const HandOver& handOver)> takesHandOver;
+  Prospects* prospects = nullptr;  // null where there is no web engine
   // The windows that a language is applied to, in that order; created if need be.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;
 

@@ -11,6 +11,21 @@
 
 namespace pellora {
 
+namespace {
+
+// Neighbouring pieces may be of different sources.
+std::vector<Range> InPieces(const std::vector<Range>& ranges, std::int64_t length) {
+  std::vector<Range> pieces;
+  for (const Range& range : ranges) {
+    const std::int64_t step = length > 0 ? length : range.Length();
+    for (std::int64_t at = range.begin; at < range.end; at += step)
+      pieces.push_back({at, std::min(at + step, range.end)});
+  }
+  return pieces;
+}
+
+}  // namespace
+
 void WebEngine::BeginSources() {
   sources_.Begin(given_, entry_.mirrors);
   const auto from = static_cast<int>(std::min<std::uint64_t>(entry_.factsFrom, kMostMirrors));
@@ -142,7 +157,7 @@ void WebEngine::HoldFor(std::int64_t wait, RoundCause cause) {
 }
 
 bool WebEngine::FetchElsewhere(const std::vector<Range>& wrong) {
-  const std::vector<int> suspects = sources_.Suspects(wrong);
+  const std::vector<int> suspects = sources_.Suspects(InPieces(wrong, entry_.pieces ? entry_.pieces->length : 0));
   if (suspects.empty() || state_ != FetchState::Finishing) return false;
   const std::vector<Range> ranges = wrong.empty() ? sources_.DeliveredBy(suspects) : wrong;
   for (const int number : suspects) (void)LeaveOut(number, Say(WebText::OtherBytes), true);

@@ -12,6 +12,7 @@
 #include "async/Boxes.h"
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
+#include "core/Ascii.h"
 #include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "core/Program.h"
@@ -250,6 +251,10 @@ Task<> AddDownload(Program* program, AddRequest request) {
   }
 }
 
+std::optional<std::string> PathAskedFor(const Program& program, const AddRequest& request) {
+  return WantedPath(program, request, ReadAddress(program, request.url, request.kind));
+}
+
 std::string FaultOfPlace(const std::string& folder, const std::string& name) {
   if (!folder.empty() && !folder.starts_with('/')) return "The folder must be given in full, from \"/\" on.";
   if (folder.find('\0') != std::string::npos) return "The folder's name is malformed.";
@@ -260,6 +265,10 @@ std::string FaultOfPlace(const std::string& folder, const std::string& name) {
 AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
   const std::string fault = FaultOfPlace(request.folder, request.name);
   if (!fault.empty()) return {0, fault};
+  const WebAdd& web = request.web;
+  for (const std::string& text : {web.user, web.password, web.handOver.cookies, web.handOver.referrer}) {
+    if (HasControls(text)) return {0, "Logins, cookies and pages cannot have control characters."};
+  }
   const AddressReading address = ReadAddress(program, request.url, request.kind);
   if (address.engine == EngineName::None) return {0, Refusal(program)};
   if (FindListed(program, address.listed, address.engine) != 0) return {0, "It is in the list already."};

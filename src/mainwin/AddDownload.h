@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "async/Task.h"
@@ -28,6 +29,9 @@ struct AddRequest {
 // it, or queues it while all transfer slots are busy. A listed download that has stopped for want of cookies takes
 // those of `web` and continues.
 Task<> AddDownload(Program* program, AddRequest request);
+
+// The path that the request asks for; nothing if it is the settings' to say, or the server's.
+std::optional<std::string> PathAskedFor(const Program& program, const AddRequest& request);
 
 // Why a file cannot be saved there, in English; empty if it can, or if both are empty.
 std::string FaultOfPlace(const std::string& folder, const std::string& name);

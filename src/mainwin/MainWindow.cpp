@@ -57,6 +57,7 @@ MainWindow::MainWindow(Program& program)
       form1(std::make_shared<Form1>(program)),
       wantDown(std::make_shared<WantDown>(program)),
       optionsWindow(std::make_shared<options>(program)),
+      addList(std::make_shared<AddList>(program)),
       program_(program),
       timerC_(program.platform, kTickMilliseconds),
       timer5_(program.platform, kSaveMilliseconds),

@@ -1,7 +1,8 @@
 // MainWindow: the two lists with all their actions, the queue pump and the scheduler, the clipboard watch and the
 // layout. Its files: MainWindow.cpp (events and hints), Rows.cpp (list rows), Actions.cpp and ListActions.cpp (the
 // user's actions), Pump.cpp (the 500 ms tick), StartRecord.cpp (starting one record), Questions.cpp (add dialog and
-// clipboard question), Preview.cpp (side pane and media preview), VersionCheck.cpp, Layout.cpp.
+// clipboard question), Drops.cpp (what is dropped, files of addresses), Preview.cpp (side pane and media preview),
+// VersionCheck.cpp, Layout.cpp.
 //
 // The popups: a view reports a right click to the list, which sets the entries, and then opens `popup` over ListView1
 // if a row is selected there, or `pop2` over ListView2 in any case.
@@ -20,10 +21,12 @@
 #include "core/Program.h"
 #include "core/Queue.h"
 #include "core/RecordLife.h"
+#include "mainwin/AddList.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "ports/Media.h"
 #include "ui/Controls.h"
+#include "ui/DataObject.h"
 #include "ui/LinkLabel.h"
 #include "ui/MediaSurface.h"
 #include "ui/Window.h"
@@ -32,7 +35,7 @@ namespace pellora {
 
 class options;
 
-class MainWindow final : public Window, public Lists {
+class MainWindow final : public Window, public Lists, public DropTarget {
  public:
   // Numbers of RunAction.
   enum Action {
@@ -161,6 +164,7 @@ class MainWindow final : public Window, public Lists {
   const std::shared_ptr<Form1> form1;
   const std::shared_ptr<WantDown> wantDown;
   const std::shared_ptr<options> optionsWindow;
+  const std::shared_ptr<AddList> addList;
 
   // Only once the list was read.
   void StartTimers();
@@ -180,6 +184,10 @@ class MainWindow final : public Window, public Lists {
   // Also checks or unchecks its menu entry.
   void ShowBasket(bool shown);
   void Resize();
+  // What was dropped, here or on the basket: an address, or several addresses and files of addresses, which are shown
+  // for a choice. False if there is none. `later`: they are not started at once. `caller` as in AddRequest.
+  bool TakeDropped(const DataObject& data, bool later, const void* caller);
+  bool TakeDrop(const DataObject& data) override;
   // Renders a file into Picture3 in place of the previous one. An unsupported type leaves an empty graph.
   Task<> LoadMedia(std::string path);
 
@@ -286,6 +294,10 @@ class MainWindow final : public Window, public Lists {
 
   // Questions.
   Task<> AddAction();
+  Task<std::string> FaultOf(FieldsReading asked);
+  Task<> Offer(std::vector<std::string> addresses, std::vector<std::string> files, bool later, bool cut);
+  bool TakeText(const std::string& text, bool later, const void* caller);
+  bool OfferText(const std::string& text, bool later);
   Task<> AskClipboard(std::string url);
 
   Program& program_;

@@ -12,6 +12,7 @@
 
 #include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
+#include "ui_AddList.h"
 #include "ui_DownloadBasket.h"
 #include "ui_Extract.h"
 #include "ui_Form1.h"
@@ -37,9 +38,10 @@ struct Form {
   QWidget* (*make)();
 };
 
-constexpr std::array<Form, 8> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
+constexpr std::array<Form, 9> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
                                          {"TransferWindow", &Make<::Ui::TransferWindow, QWidget>},
                                          {"Form1", &Make<::Ui::Form1, QDialog>},
+                                         {"AddList", &Make<::Ui::AddList, QDialog>},
                                          {"WantDown", &Make<::Ui::WantDown, QDialog>},
                                          {"options", &Make<::Ui::options, QDialog>},
                                          {"DownloadBasket", &Make<::Ui::DownloadBasket, BasketForm>},

@@ -9,6 +9,7 @@
 #include "AppStage.h"
 #include "app/NewTransferWindow.h"
 #include "desktop/views/ObjectNames.h"
+#include "mainwin/AddList.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "transferwin/TransferWindow.h"
@@ -57,7 +58,8 @@ TEST_F(RealWindows, TransferWindowHasAWidgetForEveryControl) {
 
 TEST_F(RealWindows, DialogsHaveAWidgetForEveryControl) {
   for (Window* const window :
-       {static_cast<Window*>(stage.Main().form1.get()), static_cast<Window*>(stage.Main().wantDown.get())}) {
+       {static_cast<Window*>(stage.Main().form1.get()), static_cast<Window*>(stage.Main().wantDown.get()),
+        static_cast<Window*>(stage.Main().addList.get())}) {
     Open(*window);
     EXPECT_EQ(WithoutWidget(*window, {}), Names{});
   }
