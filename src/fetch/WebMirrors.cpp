@@ -7,6 +7,7 @@
 #include "fetch/LinkHeader.h"
 #include "fetch/WebEngine.h"
 #include "ports/Background.h"
+#include "ports/Failure.h"
 #include "ports/Files.h"
 
 namespace pellora {
