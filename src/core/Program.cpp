@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "async/TaskLoop.h"
+#include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
@@ -30,7 +31,12 @@ Task<> SayAndEnd(Program* program, std::string reason) {
 
 }  // namespace
 
-Program::Program(Platform& thePlatform) : platform(thePlatform), boxes(thePlatform) { FillWebTexts(LangStrings); }
+Program::Program(Platform& thePlatform)
+    : platform(thePlatform), boxes(thePlatform), speed(std::make_unique<SpeedLimits>(thePlatform, settings)) {
+  FillWebTexts(LangStrings);
+}
+
+Program::~Program() = default;
 
 DownloadRecord& Program::Download(int index) { return At(downloads_, index); }
 std::shared_ptr<Transfer>& Program::TransferWindowAt(int index) { return At(transferWindows_, index); }
@@ -45,6 +51,7 @@ void Program::RaiseSerial(int index) {
   quiet_.erase(Serial(index));
   At(serials_, index) = nextSerial_++;
   webFigures_.erase(index);
+  speed->Forget(index);
 }
 
 WebFigures* Program::Web(int index) {

@@ -14,6 +14,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "async/Boxes.h"
@@ -30,6 +31,7 @@ class Basket;
 class Catcher;
 class Engine;
 class Prospects;
+class SpeedLimits;
 class Window;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
@@ -42,20 +44,29 @@ using LangStringArray = std::array<std::string, kLangStringCount>;
 class Program {
  public:
   explicit Program(Platform& thePlatform);
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
 
   Platform& platform;
   Boxes boxes;
   Settings settings;
+  const std::unique_ptr<SpeedLimits> speed;
   LangStringArray LangStrings;
   bool languageRead = false;  // until then windows keep their designed captions
 
   std::int16_t DownloadCount = 0;
   bool ShowTransferWindow = false;
+  bool headless = false;         // nobody sees a window or answers a question
   bool listLoaded = false;       // no save before the list was read
   bool keepDamagedList = false;  // to be copied aside before the next save
   std::string listBytes;         // of the last save, kept for their memory
   // Listed URLs about whose second add the user is being asked. Shared with those adds, which may outlive this.
   const std::shared_ptr<std::set<std::string>> askedUrls = std::make_shared<std::set<std::string>>();
+
+  // The bits of every DateAdded of this run's adds, also of those that have left the list: scripts name downloads by
+  // them.
+  std::unordered_set<std::uint64_t> datesGiven;
 
   // Held by the join that has its turn; expired while there is none.
   std::weak_ptr<int> joinTurn;
@@ -76,6 +87,8 @@ class Program {
   std::function<bool(const std::string& url, double added)> hasJournalEntry;
   // A record was added for the web engine; may be empty.
   std::function<void(std::int16_t index, const WebAdd& add)> webAdded;
+  // The limit of speed of a record was set; may be empty.
+  std::function<void(std::int16_t index)> speedLimitSet;
   // True if the record had stopped for want of cookies and has these now; may be empty.
   std::function<bool(std::int16_t index, const HandOver& handOver)> takesHandOver;
   Prospects* prospects = nullptr;  // null where there is no web engine

@@ -17,6 +17,8 @@ namespace pellora {
 struct HandOver {
   std::string referrer;  // the address of the page
   std::string cookies;   // "name=value; name=value", of the download's address; empty: none
+
+  bool operator==(const HandOver&) const = default;
 };
 
 struct WebAdd {
@@ -35,6 +37,8 @@ struct WebAdd {
   bool quiet = false;             // added among many: no window opens by itself; in this run for either engine
   // The user has confirmed that this file, which the save dialog found at the record's SavePath, be replaced.
   std::optional<FileState> replaced;
+
+  bool operator==(const WebAdd&) const = default;
 };
 
 }  // namespace pellora

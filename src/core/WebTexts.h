@@ -87,7 +87,6 @@ enum class WebText : std::int16_t {
   OtherBytes = 909,
   MirrorUnsafe = 910,
   BadMetalink = 911,
-
   // The add dialog's fold, and what is wrong with its fields.
   More = 917,
   SaveInFolder = 918,
@@ -116,6 +115,20 @@ enum class WebText : std::int16_t {
   CheckAll = 940,
   CheckNone = 941,
   CheckedInAll = 942,  // %1: how many, %2: their size
+  // Logins. The first two are buttons, the next four the window's captions.
+  LogIn = 877,
+  NotNow = 878,
+  LoginTitle = 879,
+  LoginUser = 880,
+  LoginPassword = 881,
+  Remember = 882,
+  WrongLogin = 883,
+  ProxyLoginNeeded = 884,  // %1: host
+  WrongProxyLogin = 885,   // %1: host
+  NotRemembered = 886,
+  ClassicProxy = 887,
+  SentUnencrypted = 888,
+  Realm = 889,  // %1: what the server calls it
   // Checksums. %1 of the first ones: the kind, "SHA-256".
   Checking = 892,          // a state; %1: percent
   SeekingChecksums = 893,  // a state

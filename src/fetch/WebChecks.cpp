@@ -189,16 +189,18 @@ bool WebEngine::HasPieces() const { return entry_.pieces && AreOfFile(*entry_.pi
 // Where nothing as good is known.
 bool WebEngine::SeeksList() const {
   const bool known = entry_.checksum || (entry_.foundChecksum && entry_.foundChecksum->kind >= ChecksumKind::Sha256);
-  return program_.settings.SeekChecksums && !known && !ListPlaces(sources_.At(0).current).empty() &&
-         services_->hosts.WaitFor(OriginOf(sources_.At(0).current), Now()) == 0;
+  const WebAddress& current = sources_.At(0).current;
+  return program_.settings.SeekChecksums && !known && !ListPlaces(current).empty() &&
+         services_->hosts.WaitFor(OriginOf(current), Now()) == 0;
 }
 
 Task<> WebEngine::SeekList(Run run) {
   const auto hold = Hold();
   ShowCheck(Say(WebText::SeekingChecksums));
-  std::vector<std::string> names = {PercentDecoded(LastPathPart(sources_.At(0).current)), NameOf(entry_.path)};
-  seek_ = std::make_unique<ListSeek>(program_.platform, services_->hosts, ListPlaces(sources_.At(0).current),
-                                     std::move(names), [this](const WebAddress& address) {
+  const WebAddress& current = sources_.At(0).current;
+  std::vector<std::string> names = {PercentDecoded(LastPathPart(current)), NameOf(entry_.path)};
+  seek_ = std::make_unique<ListSeek>(program_.platform, services_->hosts, ListPlaces(current), std::move(names),
+                                     [this](const WebAddress& address) {
                                        const AskedFor whole{RequestKind::First, false, 0, -1};
                                        return requests_.Make(address, whole, entry_.referrer, {});
                                      });

@@ -6,6 +6,7 @@
 #include "core/DateTexts.h"
 #include "core/Queue.h"
 #include "core/RecordLife.h"
+#include "core/SpeedLimits.h"
 #include "fetch/WebWords.h"
 #include "ports/Locale.h"
 #include "ports/Network.h"
@@ -26,7 +27,7 @@ constexpr int kSpareLanes = 1;                 // relieve a slow one
 WebEngine::WebEngine(Program& program, std::shared_ptr<WebServices> services)
     : program_(program),
       services_(std::move(services)),
-      requests_(program, services_->keys),
+      requests_(program, services_->keys, services_->logins),
       pulse_(program.platform, kPulse),
       backOff_(services_->NextSeed()) {
   pulse_.OnTimer = [this] { Pulse(); };
@@ -38,6 +39,7 @@ void WebEngine::Begin(const Slot& slot, EngineView& view) {
   slot_ = slot;
   view_ = &view;
   elapsed_ = Record().ElapsedSeconds;
+  speed_ = program_.speed->ShareOf(slot.Index());
   entry_.key = JournalKeyOf(Record().URL, Record().DateAdded);
   const JournalEntry* const known = services_->journal.Find(entry_.key);
   if (known == nullptr) {
@@ -78,6 +80,7 @@ bool WebEngine::Fetching() const {
 Task<> WebEngine::InitConnection() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
+  requests_.ForgetRefusals();
   Start();
   co_await program_.platform.tasks.Yield();
   if (!StillCurrent()) co_return;
@@ -119,6 +122,7 @@ void WebEngine::Start(Sense sense) {
   checked_.clear();
   lastByte_ = lastPulse_ = lastClaim_ = Now();
   meter_.Start(lastByte_);
+  speedLanes_ = speed_->MostLanes();
   pulse_.SetEnabled(true);
   Announce(Say(WebText::Connecting));
   if (!services_->journal.Readable()) return StopWithoutJournal();
@@ -127,6 +131,10 @@ void WebEngine::Start(Sense sense) {
   given_ = *address;
   if (!record.UserName.empty()) given_.user = record.UserName;
   if (!record.Password.empty()) given_.password = record.Password;
+  if (const auto added = services_->addedLogins.find(entry_.key); added != services_->addedLogins.end()) {
+    given_.user = added->second.user;
+    given_.password = added->second.password;
+  }
   if (sense == Sense::AsWished) BeginSources();
   requests_.Begin(given_);
   if (CookiesAreGone() && !factsKnown_) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));
@@ -181,6 +189,7 @@ void WebEngine::ContinueOrQueue() {
 
 void WebEngine::EndRun() {
   ++run_;
+  seeksLogin_ = false;
   pulse_.SetEnabled(false);
   for (const auto& lane : lanes_) {
     lane->Close();
@@ -260,7 +269,7 @@ void WebEngine::CheckLanes(std::int64_t now) {
   const bool starved = program_.platform.fetcher->Starved();
   for (std::size_t i = 0; i < lanes_.size() && (state_ == FetchState::Opening || state_ == FetchState::Running); ++i) {
     WebLane& lane = *lanes_[i];
-    if (starved) lane.Sign(now);
+    if (starved || lane.HeldUp()) lane.Sign(now);
     if (lane.Overdue(now)) {
       LaneLost(lane, Say(WebText::Silent, {lane.address.host}), RoundCause::Failure);
     } else if (lane.state == LaneState::BackingOff) {
@@ -277,6 +286,7 @@ void WebEngine::CheckLanes(std::int64_t now) {
       plan_->SetRate(lane.Number(), lane.meter.BytesPerSecond(now));
     }
   }
+  if (state_ == FetchState::Running) FitLanesToSpeed();
   if (state_ == FetchState::Running) RelieveSlowLane();
   if (state_ == FetchState::Running) EndIdleRound();
 }
@@ -285,17 +295,28 @@ void WebEngine::CheckLanes(std::int64_t now) {
 void WebEngine::EndIdleRound() {
   const bool waits = std::any_of(lanes_.begin(), lanes_.end(),
                                  [](const auto& lane) { return lane->Open() || lane->state == LaneState::BackingOff; });
-  if (waits || !part_ || earlyEnd_) return;
+  if (waits || !part_ || earlyEnd_ || seeksLogin_) return;
   const std::int64_t wait = services_->hosts.WaitFor(OriginOf(sources_.Main().current), Now());
   if (wait > 0) lastReason_ = Say(WebText::AskedToWait, {Moment(wait)});
   RoundEnded(wait > 0 ? RoundCause::RetryAfter : RoundCause::Failure,
              wait > 0 ? backOff_.NextAfter(SecondsOf(wait)) : backOff_.Next());
 }
 
+// A limit that was set, lifted or is shared with more downloads now allows another number of lanes. What a closed lane
+// had to fetch goes to the others.
+void WebEngine::FitLanesToSpeed() {
+  const int before = std::exchange(speedLanes_, speed_->MostLanes());
+  for (std::size_t i = lanes_.size(); i > 1 && OpenCount() > speedLanes_; --i) {
+    WebLane& lane = *lanes_[i - 1];
+    if (lane.Open() && !lane.compares && !lane.sample) Release(lane);
+  }
+  if (speedLanes_ > before) OpenLanes();
+}
+
 // A slow lane's rest goes to a new connection; the slow one flows on until that delivers.
 void WebEngine::RelieveSlowLane() {
   const std::optional<int> source = SourceForLane();
-  if (!plan_ || oneLane_ || inOrder_ || !part_ || !source) return;
+  if (!plan_ || oneLane_ || inOrder_ || !part_ || !source || OpenCount() >= speedLanes_) return;
   const std::optional<int> slow = plan_->SlowLane();
   if (!slow) return;
   for (int number = 0; number < MostLanes() + kSpareLanes; ++number) {
@@ -390,11 +411,16 @@ WebLane& WebEngine::LaneOf(int number) {
 }
 
 int WebEngine::MostLanes() const {
-  return oneLane_ || inOrder_ || facts_.total < 0 ? 1 : std::clamp(program_.settings.MaxSegments, 1, kMaxLanes);
+  if (oneLane_ || inOrder_ || facts_.total < 0) return 1;
+  return std::min(std::clamp(program_.settings.MaxSegments, 1, kMaxLanes), speed_->MostLanes());
 }
 
 bool WebEngine::AnyIsOpen() const {
   return std::any_of(lanes_.begin(), lanes_.end(), [](const auto& lane) { return lane->Open(); });
+}
+
+int WebEngine::OpenCount() const {
+  return static_cast<int>(std::count_if(lanes_.begin(), lanes_.end(), [](const auto& lane) { return lane->Open(); }));
 }
 
 bool WebEngine::OthersFlow(const WebLane& lane) const {
@@ -425,8 +451,12 @@ void WebEngine::BeginRequest(WebLane& lane, AskedFor asked) {
   if (lane.state == LaneState::Idle) lane.Take(LaneEvent::PieceGiven);
   lane.Close();
   FetchRequest request = MakeRequest(lane, asked);
+  lane.login = {request.user, request.password};
+  lane.auth = request.auth;
+  lane.proxy = request.proxy;
   auto connection = std::make_unique<HostMemory::Connection>(services_->hosts, OriginOf(lane.address));
-  lane.Begin(*program_.platform.fetcher, std::move(request), asked, std::move(connection), Now());
+  lane.Begin(*program_.platform.fetcher, std::move(request), asked, std::move(connection),
+             program_.speed->NewLane(*speed_), Now());
   if (view_ != nullptr) view_->ShowLanes(LaneCount());
 }
 
@@ -436,7 +466,6 @@ void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
   BeginRequest(lane, asked);
 }
 
-// The address's own login goes to its origin; the user's ~/.netrc names others. A default is meant for anonymous FTP,
 FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
   const Source& source = SourceOf(lane);
   const std::string ifRange =

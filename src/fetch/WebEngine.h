@@ -4,8 +4,8 @@
 // The first request is the first range from byte 0; its answer gives size, name and validator, and further lanes open
 // at once. RangePlan divides the file, CheckReply judges each answer, Sources says which server is asked, PartFile
 // writes, and the journal says what is on the disk. WebEngine.cpp has its life, WebReplies.cpp what answers and ends
-// mean, WebMirrors.cpp what several sources do, WebFile.cpp the part file up to its name, WebChecks.cpp its checksums,
-// WebDrawing.cpp what is shown.
+// mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file up to its
+// name, WebChecks.cpp its checksums, WebDrawing.cpp what is shown.
 //
 // Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
 // changes nothing.
@@ -83,6 +83,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void Pulse();
   void CheckLanes(std::int64_t now);
   void RelieveSlowLane();
+  void FitLanesToSpeed();
   void EndIdleRound();
   void Announce(std::string state);  // in the window and the figures
   void AnnounceRetry(std::int64_t wait);
@@ -106,6 +107,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   WebLane& LaneOf(int number);
   int MostLanes() const;  // that are wanted
   bool AnyIsOpen() const;
+  int OpenCount() const;
   bool OthersFlow(const WebLane& lane) const;  // from its source
   bool OthersAreOpen(const WebLane& lane) const;
   bool OthersOfSource(const WebLane& lane) const;  // are open
@@ -132,6 +134,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   RoundCause CauseOf(FetchEnd end) const;
   void Ask(const std::string& reason, const std::string& question, std::string yes, std::string no,
            std::function<void(bool)> answer);
+  void RestAsking(const std::string& reason, const std::string& question);
+  void ShowQuestion(std::string yes, std::string no, std::function<void(bool)> answer);
   void AskAboutKey(const WebLane& lane, const HostKey& key);
   void BeginAnew();
   void BeginAnewUnasked();  // its rounds count on, and it keeps its place
@@ -144,6 +148,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   // While others are open: no further lanes in this run, from its source if others of that are open, which else is left
   // out because of `fault`.
   void GoOnWithout(WebLane& lane, const std::string& fault);
+  bool AskGivenOnceMore(WebLane& lane);
   void TakesNoMore(WebLane& lane);  // the server takes fewer connections than are open with this one
   void WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void Release(WebLane& lane);
@@ -174,6 +179,26 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool FetchElsewhere(const std::vector<Range>& wrong);
   std::string Notes() const;
   Task<bool> TakeMetalink(Run run);
+
+  // Logins
+  struct LoginDemand {
+    LoginPlace place;
+    Login refused;  // or empty
+    std::string reason;
+    bool unencrypted = false;
+  };
+  void LoginDemanded(WebLane& lane, const FetchAnswer& answer);
+  void LoginRefused(WebLane& lane);  // by a server of ftp or sftp
+  void ServerDemands(WebLane& lane, bool refused, bool unencrypted);
+  void ProxyDemands(WebLane& lane);
+  std::string UserAt(const LoginPlace& place) const;  // whom the address names
+  void LoginMissing(LoginDemand demand);
+  Task<> SeekLogin(Run run, LoginDemand demand);
+  void AskForLogin(const LoginDemand& demand);
+  void ShowLoginQuestion(const LoginDemand& demand);
+  void OpenLoginWindow(const LoginDemand& demand);
+  void TakeRefusal(const LoginPlace& place, const Login& login);
+  void LoginsAccepted(const WebLane& lane);
 
   // The part file
   void ChooseName(const WebLane& lane, const FetchAnswer& answer);
@@ -227,6 +252,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   const std::shared_ptr<WebServices> services_;
   WebRequests requests_;
   Slot slot_;
+  std::shared_ptr<SpeedShare> speed_;
+  int speedLanes_ = 0;  // that the limit of speed allowed at the last pulse
   EngineView* view_ = nullptr;
   Timer pulse_;
   bool retired_ = false;
@@ -253,6 +280,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::int64_t holdUntil_ = 0;
   RoundCause holdCause_ = RoundCause::Failure;
   std::string lastReason_;
+  bool seeksLogin_ = false;  // in the desktop's store, and no lane is open
 
   std::shared_ptr<PartFile> part_;
   bool creating_ = false;                                           // it, and then its room

@@ -6,6 +6,7 @@
 #include "async/TaskLoop.h"
 #include "core/FileNames.h"
 #include "core/ListFile.h"
+#include "core/SpeedLimits.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/NewPart.h"
 #include "fetch/WebEngine.h"
@@ -192,9 +193,9 @@ void WebEngine::DropPart() {
   entry_.held = {};
   written_ = {};
   facts_ = {};
-  entry_.foundChecksum.reset();
   sources_.ForgetFile();
   entry_.factsFrom = 0;
+  entry_.foundChecksum.reset();
   factsKnown_ = false;
 }
 
@@ -419,6 +420,7 @@ JournalState WebEngine::JournalStateNow() const {
 void WebEngine::WriteJournal(JournalState state, Journal::Done done) {
   entry_.state = state;
   entry_.facts = facts_;
+  if (Current()) entry_.speedLimit = program_.speed->LimitOf(slot_.Index());
   services_->listed.insert(entry_.key);
   services_->journal.Put(entry_, std::move(done));
 }

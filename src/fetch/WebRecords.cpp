@@ -6,10 +6,12 @@
 #include <optional>
 #include <vector>
 
+#include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "core/Numbers.h"
 #include "core/Program.h"
 #include "core/RecordLife.h"
+#include "core/SpeedLimits.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
 #include "fetch/PartFile.h"
@@ -61,6 +63,7 @@ DownloadRecord RecordOf(const JournalEntry& entry) {
 void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   DownloadRecord& record = program.Download(index);
   WebFigures& figures = program.AddWeb(index);
+  program.speed->SetLimitOf(index, entry.speedLimit);
   figures.received = entry.held.Bytes();
   figures.size = entry.facts.total;
   if (entry.quiet) program.SetQuiet(index);
@@ -179,14 +182,14 @@ void RestoreWebRecords(Program& program, WebServices& services) {
 }
 
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add) {
+  program.speed->SetLimitOf(index, add.speedLimit);
   const HandOver& handOver = add.handOver;
-  const bool isPlain = !add.replaced && handOver.referrer.empty() && handOver.cookies.empty() && !add.checksum &&
-                       !add.pieces && add.size < 0 && add.mirrors.empty() && add.speedLimit == 0 && !add.startAt &&
-                       !add.quiet && add.folder.empty();
   const DownloadRecord& record = program.Download(index);
-  if (isPlain && !record.HasSavePath) return;
+  const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
+  if (!add.user.empty()) services.addedLogins[key] = {add.user, add.password};
+  if (add == WebAdd() && !record.HasSavePath) return;
   JournalEntry entry;
-  entry.key = JournalKeyOf(record.URL, record.DateAdded);
+  entry.key = key;
   entry.id = services.journal.NewId();
   if (record.HasSavePath && record.SavePath.starts_with('/')) entry.path = record.SavePath;
   entry.replaces = add.replaced;
@@ -203,6 +206,23 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   entry.quiet = add.quiet;
   if (entry.hadCookies) services.cookies[entry.key] = handOver.cookies;
   services.listed.insert(entry.key);
+  services.journal.Put(entry);
+}
+
+void KeepSpeedLimit(Program& program, WebServices& services, std::int16_t index) {
+  const DownloadRecord& record = program.Download(index);
+  const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
+  const JournalEntry* const known = services.journal.Find(key);
+  if (known == nullptr && ChooseEngine(program, index).engine != EngineName::Web) return;
+  JournalEntry entry;
+  if (known != nullptr) {
+    entry = *known;
+  } else {
+    entry.key = key;
+    entry.id = services.journal.NewId();
+    services.listed.insert(key);
+  }
+  entry.speedLimit = program.speed->LimitOf(index);
   services.journal.Put(entry);
 }
 
@@ -224,6 +244,7 @@ void SweepJournal(Program& program, WebServices& services) {
       services.listed.insert(entry.key);
     } else if (services.listed.erase(entry.key) > 0) {
       services.cookies.erase(entry.key);
+      services.addedLogins.erase(entry.key);
       Drop(program.platform, services.journal, entry);
     }
   }

@@ -18,6 +18,9 @@ void RestoreWebRecords(Program& program, WebServices& services);
 // What was given with an add, before its download begins. The journal keeps no cookies, but that there were some.
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add);
 
+// Keeps the record's limit of speed, if the record is the web engine's.
+void KeepSpeedLimit(Program& program, WebServices& services, std::int16_t index);
+
 // True if the record had stopped for want of cookies: it has these now.
 bool TakeHandOver(Program& program, WebServices& services, std::int16_t index, const HandOver& handOver);
 

@@ -67,6 +67,7 @@ std::string WebEngine::ReasonFor(const WebLane& lane, FetchEnd end, const std::s
     case FetchEnd::OtherHttp:
       return Say(WebText::Unsupported);
     case FetchEnd::Proxy:
+    case FetchEnd::ProxyLogin:
       return Say(WebText::NoProxy, {detail});
     default:
       return Say(WebText::ConnectionLost, {host});
@@ -91,6 +92,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
   if (!StillCurrent()) return;
   lane.Sign(Now());
   requests_.TakeCookies(lane.address, answer);
+  if (answer.status / 100 == 2 || answer.status == 0) LoginsAccepted(lane);
   const ReplyReading reading = Read(lane, answer);
   if (lane.sample) return TakeSample(lane, reading);
   AskedFor asked = lane.Asked();
@@ -140,6 +142,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::WaitTooLong:
       return GiveUp(lane, Say(WebText::AskedToWait, {Moment(reading.retryAfter.value_or(0) * 1000)}));
     case ReplyVerdict::Login:
+      return LoginDemanded(lane, answer);
     case ReplyVerdict::Refused:
       return Refused(lane, ReasonFor(reading, answer));
   }
@@ -148,13 +151,17 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
 // One lane may be refused where others were let in. The address of a redirect may have expired: then the given one is
 // asked once more.
 void WebEngine::Refused(WebLane& lane, const std::string& reason) {
+  if (!OthersAreOpen(lane) && AskGivenOnceMore(lane)) return;
+  GiveUp(lane, CookiesAreGone() ? Say(WebText::CookiesGone) : reason);
+}
+
+bool WebEngine::AskGivenOnceMore(WebLane& lane) {
   Source& source = SourceOf(lane);
-  if (OthersAreOpen(lane) || lane.redirects > 0 || lane.address == source.given) {
-    return GiveUp(lane, CookiesAreGone() ? Say(WebText::CookiesGone) : reason);
-  }
+  if (lane.redirects > 0 || lane.address == source.given) return false;
   lane.address = source.current = source.given;
   source.peer.clear();
   AskAgain(lane, lane.Asked());
+  return true;
 }
 
 // This lane and, if no other of it is open, its source are of no use.
@@ -292,16 +299,24 @@ void WebEngine::Redirect(WebLane& lane, const ReplyReading& reading) {
 // The question is in the window, where it holds nothing else up; the row has its reason.
 void WebEngine::Ask(const std::string& reason, const std::string& question, std::string yes, std::string no,
                     std::function<void(bool)> answer) {
+  RestAsking(reason, question);
+  ShowQuestion(std::move(yes), std::move(no), std::move(answer));
+  Draw();
+}
+
+void WebEngine::RestAsking(const std::string& reason, const std::string& question) {
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
   Rest(FetchEvent::Question, reason);
-  Announce(reason + " " + question);
+  Announce(question.empty() ? reason : reason + " " + question);
+}
+
+void WebEngine::ShowQuestion(std::string yes, std::string no, std::function<void(bool)> answer) {
   EngineQuestion asked{std::move(yes), std::move(no), {}};
   asked.answer = [weak = weak_from_this(), run = run_, answer = std::move(answer)](bool isYes) {
     const std::shared_ptr<WebEngine> self = weak.lock();
     if (self && self->StillCurrent() && run == self->run_ && self->state_ == FetchState::Asking) answer(isYes);
   };
   if (view_ != nullptr) view_->ShowQuestion(std::move(asked));
-  Draw();
 }
 
 void WebEngine::HasChanged() {
@@ -386,9 +401,12 @@ void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& 
   switch (end) {
     case FetchEnd::NotTrusted:
     case FetchEnd::Unsupported:
-    case FetchEnd::NoLogin:
     case FetchEnd::NotFound:
       return Refused(lane, sentence);
+    case FetchEnd::NoLogin:
+      return LoginRefused(lane);
+    case FetchEnd::ProxyLogin:
+      return ProxyDemands(lane);
     case FetchEnd::OtherHttp:
       if (http2_ || OthersAreOpen(lane)) return Refused(lane, sentence);
       return AskByHttp2(lane, lane.Asked());

@@ -13,6 +13,7 @@
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
+#include "fetch/Logins.h"
 #include "ports/Clock.h"
 #include "ports/Platform.h"
 
@@ -20,7 +21,7 @@ namespace pellora {
 
 struct WebServices {
   WebServices(const Platform& thePlatform, std::string journalPath, std::uint64_t theSeed)
-      : platform(thePlatform), journal(thePlatform, std::move(journalPath)), seed(theSeed) {}
+      : platform(thePlatform), journal(thePlatform, std::move(journalPath)), logins(thePlatform), seed(theSeed) {}
 
   // Milliseconds of a clock that never goes back and does not wrap.
   std::int64_t Now() {
@@ -35,8 +36,10 @@ struct WebServices {
   Journal journal;
   HostMemory hosts;
   HostKeys keys;
+  Logins logins;
   std::set<JournalKey> listed;                // journal entries that had a record when the list was last saved
   std::map<JournalKey, std::string> cookies;  // that were handed over
+  std::map<JournalKey, Login> addedLogins;    // that came with an add
   std::uint64_t seed;                         // of the chances of waits
   // A download was a Metalink: its record is to go, and these files are to be added in its place. Empty: it is a file
   // like any other.

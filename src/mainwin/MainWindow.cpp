@@ -57,6 +57,7 @@ MainWindow::MainWindow(Program& program)
       form1(std::make_shared<Form1>(program)),
       wantDown(std::make_shared<WantDown>(program)),
       optionsWindow(std::make_shared<options>(program)),
+      askLine(std::make_shared<AskLine>(program)),
       addList(std::make_shared<AddList>(program)),
       program_(program),
       timerC_(program.platform, kTickMilliseconds),
@@ -154,7 +155,7 @@ void MainWindow::ConnectHints() {
 }
 
 void MainWindow::OnLoad() {
-  Show();
+  if (!program_.headless) Show();
   if (program_.catcher) program_.catcher->LoadWindow();
   form1->Load();
   ShowVersion();

@@ -22,6 +22,7 @@
 #include "core/Queue.h"
 #include "core/RecordLife.h"
 #include "mainwin/AddList.h"
+#include "mainwin/AskLine.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "ports/Media.h"
@@ -164,6 +165,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   const std::shared_ptr<Form1> form1;
   const std::shared_ptr<WantDown> wantDown;
   const std::shared_ptr<options> optionsWindow;
+  const std::shared_ptr<AskLine> askLine;
   const std::shared_ptr<AddList> addList;
 
   // Only once the list was read.

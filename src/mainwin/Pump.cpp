@@ -9,6 +9,7 @@
 #include "core/Capture.h"
 #include "core/Numbers.h"
 #include "core/Queue.h"
+#include "core/SpeedLimits.h"
 #include "lang/Format.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Clock.h"
@@ -30,6 +31,7 @@ std::int32_t RoundedSpeed(float speed) {
 }  // namespace
 
 void MainWindow::Tick() {
+  program_.speed->Update();
   WatchConnection();
   AttachPreview();
   // A tick that asks a question does nothing else; the next ones do while it is open.

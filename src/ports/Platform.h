@@ -20,6 +20,7 @@ class Locale;
 class Machine;
 class Media;
 class Network;
+class Secrets;
 class SettingsStore;
 class Shell;
 class TaskLoop;
@@ -51,6 +52,7 @@ struct Platform {
   DownloadFiles* downloadFiles = nullptr;  // null where there is no fetcher
   Unzip* unzip = nullptr;                  // null where no archive can be unpacked: update packages stay packed
   Digests* digests = nullptr;              // null where there is no fetcher
+  Secrets* secrets = nullptr;              // null where the desktop keeps no passwords
 };
 
 }  // namespace pellora

@@ -50,7 +50,7 @@ Task<> TransferWindow::InitConnection() {
 }
 
 void TransferWindow::ShowWindow() {
-  if (!engineRetired_) Show();
+  if (!engineRetired_ && !program_.headless) Show();
 }
 
 // It may be hidden because another download has its slot. One that is paused, or waits for a silent server,

@@ -41,6 +41,7 @@
 #include "SimMedia.h"
 #include "SimNetwork.h"
 #include "SimRandom.h"
+#include "SimSecrets.h"
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
 #include "ports/Platform.h"
@@ -89,6 +90,7 @@ class SimPlatform {
   SimBackground& background() { return background_; }
   SimFetcher& fetcher() { return fetcher_; }
   SimDownloadFiles& downloadFiles() { return downloadFiles_; }
+  SimSecrets& secrets() { return secrets_; }
   SimDigests& digests() { return digests_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
@@ -145,6 +147,7 @@ class SimPlatform {
   SimBackground background_;
   SimFetcher fetcher_;
   SimDownloadFiles downloadFiles_;
+  SimSecrets secrets_;
   SimDigests digests_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;

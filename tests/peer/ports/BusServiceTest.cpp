@@ -3,6 +3,8 @@
 #include <QDBusConnectionInterface>
 #include <QDBusPendingCall>
 #include <QDBusPendingReply>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QStandardPaths>
 #include <chrono>
@@ -55,16 +57,26 @@ class BusServiceTest : public testing::Test {
     door.show = [this] { calls.push_back("show"); };
     door.resumeAll = [this] { calls.push_back("resume"); };
     door.list = [this] { return rows; };
-    door.add = [this](const std::string& url, const BusActions::Added& added) {
-      calls.push_back("add " + url);
-      if (url.starts_with("https")) {
+    door.add = [this](const ScriptedAdd& wanted, const BusActions::Added& added) {
+      calls.push_back("add " + wanted.url);
+      requests.push_back(wanted);
+      if (wanted.url.starts_with("https")) {
         added("", "Not this one.");
       } else {
         added(std::to_string(calls.size()) + "-7-x", "");
       }
     };
     door.pause = [this](const std::string& id) { return Change("pause", id); };
+    door.pauseAll = [this] { return Change("pause", "all"); };
+    door.resume = [this](const std::string& id) { return Change("resume", id); };
     door.remove = [this](const std::string& id) { return Change("remove", id); };
+    door.showWindow = [this](const std::string& id) { return Change("show", id); };
+    door.setLimit = [this](const std::string& id, std::int32_t limit) {
+      if (id.empty()) total = limit;
+      return Change("limit " + std::to_string(limit), id);
+    };
+    door.limit = [this] { return total; };
+    door.headless = [this] { return headless; };
     door.quit = [this] {
       calls.push_back("quit");
       QDBusConnection(names.first()).unregisterService(kBusName);
@@ -83,12 +95,16 @@ class BusServiceTest : public testing::Test {
     QString err;
   };
   // Runs pelloractl on the test's bus; `meanwhile` runs once it is up.
-  Result Control(const QStringList& arguments, const std::function<void()>& meanwhile = {}) {
+  Result Control(const QStringList& arguments, const std::function<void()>& meanwhile = {},
+                 const QByteArray& input = {}) {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("DBUS_SESSION_BUS_ADDRESS", address);
     process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(QString::fromStdString(data.Path()));
     process.start(PELLORACTL, arguments);
+    process.write(input);
+    process.closeWriteChannel();
     if (meanwhile) {
       RunFor(700);
       meanwhile();
@@ -123,7 +139,22 @@ class BusServiceTest : public testing::Test {
   std::unique_ptr<BusService> service;
   QList<DownloadRow> rows;
   std::vector<std::string> calls;
+  std::vector<ScriptedAdd> requests;
+  std::int32_t total = 0;  // limit
+  bool headless = false;
 };
+
+// The objects in the lines of an output.
+std::vector<QJsonObject> ObjectsIn(const QString& out) {
+  std::vector<QJsonObject> objects;
+  for (const QString& line : out.split('\n', Qt::SkipEmptyParts)) {
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(line.toUtf8(), &error);
+    EXPECT_TRUE(document.isObject()) << line.toStdString() << error.errorString().toStdString();
+    objects.push_back(document.object());
+  }
+  return objects;
+}
 
 TEST_F(BusServiceTest, PassesUrlsInOrderAndPrintsTheirIds) {
   StartService();
@@ -155,7 +186,189 @@ TEST_F(BusServiceTest, RefusesARequestWithoutAUrlOrWithAnUnknownOption) {
   EXPECT_EQ(reason({}), "The request names no address.");
   EXPECT_EQ(reason({{kUrlKey, 7}}), "The request names no address.");
   EXPECT_EQ(reason({{kUrlKey, "http://a/1"}, {"speed", 1}}), "Pellora does not know the option \"speed\".");
+  EXPECT_EQ(reason({{kUrlKey, "http://a/1"}, {kLaterKey, "yes"}}), "The option \"later\" has a value of another type.");
+  EXPECT_EQ(reason({{kUrlKey, "http://a/1"}, {kLimitKey, "1"}}), "The option \"limit\" has a value of another type.");
   EXPECT_TRUE(calls.empty());
+}
+
+TEST_F(BusServiceTest, PassesAllOptionsOfAnAdd) {
+  StartService();
+  const std::string cookies = data.Path("cookies");
+  Put(cookies, "# Netscape\n.b.example\tTRUE\t/\tFALSE\t0\tn\tv\n");
+  const Result result = Control({"add",
+                                 "--output",
+                                 "x.zip",
+                                 "--folder",
+                                 "sub/../there",
+                                 "--user",
+                                 "joe",
+                                 "--password-stdin",
+                                 "--checksum",
+                                 std::string(32, 'a').c_str(),
+                                 "--referer=http://b.example/page",
+                                 "--cookies",
+                                 QString::fromStdString(cookies),
+                                 "--limit",
+                                 "100",
+                                 "--at",
+                                 "2099-01-01 10:00",
+                                 "--on-duplicate",
+                                 "yes",
+                                 "http://a.b.example/1"},
+                                {}, "pass word\nmore");
+  EXPECT_EQ(result.code, 0) << result.err.toStdString();
+  ASSERT_EQ(requests.size(), 1U);
+  const ScriptedAdd& wanted = requests[0];
+  EXPECT_EQ(wanted.url, "http://a.b.example/1");
+  EXPECT_EQ(wanted.name, "x.zip");
+  EXPECT_EQ(wanted.folder, data.Path() + "/there");
+  EXPECT_EQ(wanted.user, "joe");
+  EXPECT_EQ(wanted.password, "pass word");
+  EXPECT_EQ(wanted.checksum, std::string(32, 'a'));
+  EXPECT_EQ(wanted.referrer, "http://b.example/page");
+  EXPECT_EQ(wanted.cookies, "n=v");
+  EXPECT_EQ(wanted.limit, 100);
+  EXPECT_EQ(wanted.at, "2099-01-01 10:00");
+  EXPECT_TRUE(wanted.duplicate);
+  EXPECT_FALSE(wanted.later);
+  EXPECT_FALSE(wanted.quiet);
+}
+
+TEST_F(BusServiceTest, PassesNothingThatIsNotGiven) {
+  StartService();
+  EXPECT_EQ(Control({"add", "--later", "http://a/1"}).code, 0);
+  ASSERT_EQ(requests.size(), 1U);
+  EXPECT_TRUE(requests[0].later);
+  EXPECT_EQ(requests[0].folder + requests[0].name + requests[0].user + requests[0].password + requests[0].at, "");
+  EXPECT_EQ(requests[0].limit, 0);
+}
+
+TEST_F(BusServiceTest, ResolvesAPathAgainstTheCurrentFolder) {
+  StartService();
+  EXPECT_EQ(Control({"add", "-o", "./x.zip", "http://a/1"}).code, 0);
+  EXPECT_EQ(Control({"add", "-o", "/d/../e/y.zip", "http://a/2"}).code, 0);
+  ASSERT_EQ(requests.size(), 2U);
+  EXPECT_EQ(requests[0].folder + " " + requests[0].name, data.Path() + " x.zip");
+  EXPECT_EQ(requests[1].folder + " " + requests[1].name, "/e y.zip");
+}
+
+TEST_F(BusServiceTest, ReadsAddressesFromAFileOrTheStandardInput) {
+  StartService();
+  const std::string file = data.Path("urls");
+  Put(file, "# mine\nhttp://a/1\n\nhttp://a/2\r\n");
+  EXPECT_EQ(Control({"add", "-i", QString::fromStdString(file), "http://a/0"}).code, 0);
+  EXPECT_EQ(calls, (std::vector<std::string>{"add http://a/0", "add http://a/1", "add http://a/2"}));
+  EXPECT_TRUE(requests.at(2).quiet);
+  calls.clear();
+  EXPECT_EQ(Control({"add", "--input=-"}, {}, "http://a/3\n").code, 0);
+  EXPECT_EQ(calls, (std::vector<std::string>{"add http://a/3"}));
+}
+
+TEST_F(BusServiceTest, WarnsOfAPasswordInAnArgumentAndRepeatsItNowhere) {
+  StartService();
+  const Result result = Control({"add", "--json", "https://joe:secret@a/1"});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_TRUE(result.err.contains("warning: the process list shows the password")) << result.err.toStdString();
+  EXPECT_FALSE((result.err + result.out).contains("secret"));
+  const Result list = Control({"add", "-i", "-"}, {}, "http://joe:secret@a/1\n");
+  EXPECT_EQ(list.code, 0);
+  EXPECT_EQ(list.err, "");
+}
+
+TEST_F(BusServiceTest, PrintsAnObjectForEachAddedUrl) {
+  StartService();
+  const Result result = Control({"add", "--json", "http://a/1", "https://a/2"});
+  EXPECT_EQ(result.code, 1);
+  const std::vector<QJsonObject> objects = ObjectsIn(result.out);
+  ASSERT_EQ(objects.size(), 2U);
+  EXPECT_EQ(objects[0], (QJsonObject{{"url", "http://a/1"}, {"id", "1-7-x"}}));
+  EXPECT_EQ(objects[1], (QJsonObject{{"url", "https://a/2"}, {"reason", "Not this one."}}));
+}
+
+TEST_F(BusServiceTest, ListsObjectsWhoseTextsAreEscaped) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 5'000'000'000), Row(2, "b.zip", "failed", 0)};
+  rows[0].size = 9'007'199'254'740'993;  // no double has it
+  rows[0].bytesPerSecond = 1.5;
+  rows[0].silentSeconds = 3;
+  rows[0].limit = 7;
+  rows[1].name = QString::fromUtf8("\"\\ \n\t\x01 ü \u2028 \U0001F600");
+  rows[1].size = 0;
+  rows[1].reason = "Why.";
+  const Result result = Control({"list", "--json"});
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.out.count('\n'), 2);
+  for (const QChar c : result.out) EXPECT_TRUE(c >= ' ' || c == '\n');
+  const std::vector<QJsonObject> objects = ObjectsIn(result.out);
+  ASSERT_EQ(objects.size(), 2U);
+  EXPECT_EQ(objects[0]["id"], "1-7-x");
+  EXPECT_EQ(objects[0]["index"], 1);
+  EXPECT_EQ(objects[0]["size"].toInteger(), 9'007'199'254'740'993);
+  EXPECT_EQ(objects[0]["received"].toInteger(), 5'000'000'000);
+  EXPECT_EQ(objects[0]["speed"], 1.5);
+  EXPECT_EQ(objects[0]["silent"], 3);
+  EXPECT_EQ(objects[0]["limit"], 7);
+  EXPECT_TRUE(objects[0]["reason"].isNull());
+  EXPECT_EQ(objects[1]["name"].toString(), rows[1].name);
+  EXPECT_EQ(objects[1]["reason"], "Why.");
+  for (const char* const key : {"size", "path", "speed", "silent", "limit"}) {
+    EXPECT_TRUE(objects[1].contains(key) && objects[1][key].isNull()) << key;
+  }
+}
+
+TEST_F(BusServiceTest, PrintsAnObjectForEachDownloadThatHasEnded) {
+  StartService();
+  rows = {Row(1, "a.zip", "finished", 1000), Row(2, "b.zip", "paused", 3)};
+  const Result result = Control({"wait", "--json", "1-7-x", "2"});
+  EXPECT_EQ(result.code, 1);
+  const std::vector<QJsonObject> objects = ObjectsIn(result.out);
+  ASSERT_EQ(objects.size(), 2U);
+  EXPECT_EQ(objects[0]["outcome"], "finished");
+  EXPECT_EQ(objects[0]["path"], "/d/a.zip");
+  EXPECT_EQ(objects[0]["given"], "1-7-x");
+  EXPECT_EQ(objects[1]["outcome"], "failed");
+  EXPECT_EQ(objects[1]["reason"], "it is paused");
+}
+
+TEST_F(BusServiceTest, SetsAndPrintsLimits) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 1)};
+  EXPECT_EQ(Control({"limit"}).out, "off\n");
+  EXPECT_EQ(Control({"limit", "250"}).code, 0);
+  EXPECT_EQ(Control({"limit"}).out, "250\n");
+  EXPECT_EQ(Control({"limit", "1-7-x", "20"}).code, 0);
+  EXPECT_EQ(Control({"limit", "http://host/a.zip", "off"}).code, 0);
+  EXPECT_EQ(Control({"limit", "off"}).code, 0);
+  EXPECT_EQ(Control({"limit", "1-8-x", "20"}).code, 1);
+  EXPECT_EQ(calls, (std::vector<std::string>{"limit 250 ", "limit 20 1-7-x", "limit 0 1-7-x", "limit 0 "}));
+}
+
+TEST_F(BusServiceTest, ShowsTheMainWindowOrThatOfADownload) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 1), Row(2, "b.zip", "paused", 1)};
+  EXPECT_EQ(Control({"open"}).code, 0);
+  EXPECT_EQ(Control({"open", "http://host/a.zip"}).code, 0);
+  const Result refused = Control({"open", "2-7-x"});
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_EQ(refused.err, "pelloractl: 2-7-x: It is not running.\n");
+  EXPECT_EQ(calls, (std::vector<std::string>{"show ", "show 1-7-x", "show 2-7-x"}));
+}
+
+TEST_F(BusServiceTest, PausesAllAndResumesSome) {
+  StartService();
+  rows = {Row(1, "a.zip", "paused", 1), Row(3, "c.zip", "paused", 1)};
+  EXPECT_EQ(Control({"pause", "--all"}).code, 0);
+  EXPECT_EQ(Control({"resume", "3-7-x", "http://host/a.zip"}).code, 0);
+  EXPECT_EQ(calls, (std::vector<std::string>{"pause all", "resume 3-7-x", "resume 1-7-x"}));
+}
+
+TEST_F(BusServiceTest, KnowsThatTheRunningCopyHasNoWindows) {
+  headless = true;
+  StartService();
+  const QDBusConnection bus = Bus();
+  std::future<bool> found = std::async(std::launch::async, [&] { return RunningCopyIsHeadless(bus); });
+  ASSERT_TRUE(RunUntil([&] { return found.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+  EXPECT_TRUE(found.get());
 }
 
 TEST_F(BusServiceTest, PausesAndRemovesByIdOrUrlAndNotByIndex) {
@@ -310,13 +523,12 @@ TEST_F(BusServiceTest, WaitsUntilAllAreFinishedAndPrintsTheirPaths) {
   EXPECT_EQ(result.out, "a.zip: finished, /d/a.zip\nb.zip: finished, /d/b.zip\n");
 }
 
-TEST_F(BusServiceTest, ShowsProgressLineByLine) {
+TEST_F(BusServiceTest, ShowsNoProgressWhereThereIsNoTerminal) {
   StartService();
   rows = {Row(1, "a.zip", "active", 10)};
-  const Result result =
-      Control({"wait", "--progress", "http://host/a.zip"}, [&] { rows = {Row(1, "a.zip", "finished", 1000)}; });
+  const Result result = Control({"wait", "--progress"}, [&] { rows = {Row(1, "a.zip", "finished", 1000)}; });
   EXPECT_EQ(result.code, 0);
-  EXPECT_EQ(result.out, "a.zip: 1.0%, 10 of 1000 bytes, active\na.zip: finished, /d/a.zip\n");
+  EXPECT_EQ(result.out, "a.zip: finished, /d/a.zip\n");
 }
 
 TEST_F(BusServiceTest, ReportsADownloadThatDisappears) {
@@ -345,21 +557,63 @@ TEST_F(BusServiceTest, ReportsThatTheProgramIsNotRunning) {
 }
 
 TEST_F(BusServiceTest, RefusesWrongArguments) {
-  for (const QStringList& arguments : std::vector<QStringList>{{},
-                                                               {"fetch"},
-                                                               {"add"},
-                                                               {"add", "-x"},
-                                                               {"list", "1"},
-                                                               {"pause"},
-                                                               {"remove"},
-                                                               {"pause", "-a"},
-                                                               {"quit", "1"},
-                                                               {"resume", "1"},
-                                                               {"wait", "--fast"},
-                                                               {"wait", "--timeout", "soon"}}) {
+  const std::vector<QStringList> wrong{{},
+                                       {"fetch"},
+                                       {"add"},
+                                       {"add", "-x"},
+                                       {"add", "--user", "a:b", "http://a/1"},
+                                       {"add", "--limit", "fast", "http://a/1"},
+                                       {"add", "--limit"},
+                                       {"add", "--later=1", "http://a/1"},
+                                       {"add", "--later", "--later", "http://a/1"},
+                                       {"add", "--later", "--at", "2099-01-01 10:00", "http://a/1"},
+                                       {"add", "--on-duplicate", "ask", "http://a/1"},
+                                       {"add", "--output", "x", "http://a/1", "http://a/2"},
+                                       {"add", "--checksum", "x", "http://a/1", "http://a/2"},
+                                       {"add", "--output", "a/", "http://a/1"},
+                                       {"add", "--output", "a/b", "--folder", "c", "http://a/1"},
+                                       {"add", "--cookies", "/nowhere", "http://a/1"},
+                                       {"add", "-i", "/nowhere"},
+                                       {"add", "-i", "-", "--password-stdin"},
+                                       {"add", "-i", "-"},
+                                       {"add", "--password-stdin", "http://a/1"},
+                                       {"list", "1"},
+                                       {"pause"},
+                                       {"pause", "--all", "1"},
+                                       {"remove"},
+                                       {"pause", "-a"},
+                                       {"limit", "fast"},
+                                       {"limit", "1", "2", "3"},
+                                       {"open", "1", "2"},
+                                       {"quit", "1"},
+                                       {"wait", "--progress", "--json"},
+                                       {"wait", "--fast"},
+                                       {"wait", "--timeout", "soon"}};
+  for (const QStringList& arguments : wrong) {
     EXPECT_EQ(Control(arguments).code, 2) << arguments.join(' ').toStdString();
   }
-  EXPECT_EQ(Control({"--help"}).code, 0);
+}
+
+TEST_F(BusServiceTest, RefusesAPasswordAsAnArgumentAndSaysWhy) {
+  for (const QStringList& arguments : {QStringList{"add", "--password", "secret", "http://a/1"},
+                                       QStringList{"add", "--password=secret", "http://a/1"}}) {
+    const Result result = Control(arguments);
+    EXPECT_EQ(result.code, 2);
+    EXPECT_EQ(result.err,
+              "pelloractl: there is no --password: the process list shows arguments; use --password-stdin\n");
+  }
+}
+
+TEST_F(BusServiceTest, EveryCommandHasItsHelp) {
+  const Result all = Control({"--help"});
+  EXPECT_EQ(all.code, 0);
+  for (const QString command : {"add", "list", "wait", "pause", "resume", "remove", "limit", "open", "quit"}) {
+    const Result help = Control({command, "--help"});
+    EXPECT_EQ(help.code, 0);
+    EXPECT_TRUE(help.out.startsWith("Usage: pelloractl " + command)) << help.out.toStdString();
+    EXPECT_TRUE(all.out.contains("\n  " + command + " ")) << command.toStdString();
+  }
+  for (const char* const code : {"  0  ", "  1  ", "  2  ", "  3  ", "  4  "}) EXPECT_TRUE(all.out.contains(code));
 }
 
 }  // namespace

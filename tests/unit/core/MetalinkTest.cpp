@@ -44,9 +44,9 @@ TEST(Metalink, AFileHasNameSizeChecksumsPiecesAndMirrors) {
   EXPECT_EQ(file.checksums[1], (Checksum{ChecksumKind::Md5, std::string(32, '1')}));
   ASSERT_TRUE(file.pieces);
   EXPECT_EQ(*file.pieces, (PieceHashes{ChecksumKind::Sha256, 262'144, {a, std::string(64, 'b')}}));
-  const std::vector<Mirror> mirrors = {{"http://u@e.example/a%20b.iso?x=1&y", 1, "at"},
-                                       {"https://d.example/a.iso", 2, "de"},
-                                       {"ftp://f.example/a.iso", kLastPriority, ""}};
+  const std::vector<Mirror> mirrors = {{"http://u@e.example/a%20b.iso?x=1&y", 1, "at", ""},
+                                       {"https://d.example/a.iso", 2, "de", ""},
+                                       {"ftp://f.example/a.iso", kLastPriority, "", ""}};
   EXPECT_EQ(file.mirrors, mirrors);
 }
 
