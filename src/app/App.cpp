@@ -29,6 +29,7 @@
 #include "lang/Language.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
+#include "mainwin/MetalinkAdds.h"
 #include "options/Options.h"
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
@@ -141,14 +142,7 @@ struct App::Parts {
 
   // Those of a Metalink: several are shown first.
   void AddFiles(std::vector<MetalinkAdd> files) {
-    std::vector<ListedAdd> adds;
-    for (MetalinkAdd& file : files) {
-      ListedAdd& add = adds.emplace_back();
-      add.request.url = std::move(file.url);
-      add.request.name = std::move(file.name);
-      add.request.web = std::move(file.add);
-      add.size = add.request.web.size;
-    }
+    std::vector<ListedAdd> adds = ListedAddsOf(std::move(files), false);
     if (adds.size() != 1) return Main().addList->Offer(std::move(adds), false);
     program.platform.tasks.Spawn(AddDownload(&program, std::move(adds.front().request)));
   }

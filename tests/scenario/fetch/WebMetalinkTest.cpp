@@ -24,6 +24,20 @@ class WebMetalink : public testing::Test, public WebApp {
   static std::string Document(const std::string& files) {
     return "<metalink xmlns=\"urn:ietf:params:xml:ns:metalink\">" + files + "</metalink>";
   }
+  bool Drop(const std::string& text) {
+    class Dropped final : public DataObject {
+     public:
+      explicit Dropped(std::string text) : text_(std::move(text)) {}
+      bool GetFormat(int format) const override { return format == kTextFormat; }
+      std::string GetData(int) const override { return text_; }
+
+     private:
+      std::string text_;
+    };
+    const bool taken = window().TakeDrop(Dropped(text));
+    sim.RunReady();
+    return taken;
+  }
   int Listed() {
     int count = 0;
     for (int i = 1; i <= program().DownloadCount; ++i) count += Record(i).InUse ? 1 : 0;
@@ -62,6 +76,18 @@ TEST_F(WebMetalink, SeveralFilesAreShownFirst) {
   EXPECT_EQ(Listed(), 0);
   EXPECT_TRUE(window().addList->Visible());
   EXPECT_EQ(window().addList->ListView1.Rows().size(), 2U);
+}
+
+TEST_F(WebMetalink, ALocalOneIsShownWhenItIsDropped) {
+  sim.disk().Put("/home/u/x.META4", Document(File("a.iso", right)));
+  sim.disk().Put("/home/u/bad.meta4", "no document");
+  EXPECT_TRUE(Drop("file:///home/u/x.META4"));
+  EXPECT_TRUE(Drop("file:///home/u/bad.meta4"));
+  sim.RunFor(2000);
+  ASSERT_EQ(window().addList->ListView1.Rows().size(), 1U);
+  sim.Do([&] { window().addList->Command1.Click(); });
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(Folder() + "/a.iso"); }, 600'000));
+  EXPECT_FALSE(mirror.Requests().empty());
 }
 
 TEST_F(WebMetalink, OneThatNamesNoFileIsKeptWithANote) {
