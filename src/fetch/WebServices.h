@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/EngineChoice.h"
 #include "core/Metalink.h"
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
@@ -40,7 +41,10 @@ struct WebServices {
   std::set<JournalKey> listed;                // journal entries that had a record when the list was last saved
   std::map<JournalKey, std::string> cookies;  // that were handed over
   std::map<JournalKey, Login> addedLogins;    // that came with an add
-  std::uint64_t seed;                         // of the chances of waits
+  // Of records whose address the user is changing: tried at the next start, and kept if it has the same file.
+  std::map<JournalKey, AddressReading> newAddresses;
+  std::set<JournalKey> superseded;  // former addresses, in the journal until the list is saved with the new ones
+  std::uint64_t seed;               // of the chances of waits
   // A download was a Metalink: its record is to go, and these files are to be added in its place. Empty: it is a file
   // like any other.
   std::function<void(std::int16_t index, std::vector<MetalinkAdd> adds)> metalinkArrived;

@@ -66,8 +66,7 @@ int RunAdd(Client& client, const Arguments& arguments) {
   const AddPlan plan = PlanAdd(arguments);
   if (!plan.error.isEmpty()) return Complain(plan.error, kUsage);
   if (plan.showsPassword) {
-    Complain("warning: the process list shows the password in the URL; --user and --password-stdin keep it secret",
-             kOk);
+    Complain("warning: the process list shows the password in the URL; use --user and --password-stdin", kOk);
   }
   ExitCode code = kOk;
   for (const QString& url : plan.urls) {

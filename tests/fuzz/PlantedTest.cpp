@@ -155,6 +155,17 @@ TEST(FuzzOracles, DetectAJournalWithATornTail) {
             1U);
 }
 
+TEST(FuzzOracles, DetectCookiesOfAnotherHost) {
+  const auto wrong = [](std::string_view file, const WebAddress& address, std::int64_t now) {
+    WebAddress other = address;
+    other.host = "bank.example";
+    return CookiesFor(file, other, now);
+  };
+  EXPECT_EQ(Catch("cookies", [&](std::string_view bytes) { FuzzCookies(bytes, wrong); })
+                .count("only cookies of this host, path and scheme are sent"),
+            1U);
+}
+
 TEST(FuzzOracles, DetectAListThatLosesAField) {
   int reads = 0;
   const auto wrong = [&reads](std::string_view bytes) {

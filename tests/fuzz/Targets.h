@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/ChecksumList.h"
+#include "core/CookieFile.h"
 #include "core/IniText.h"
 #include "core/ListCodec.h"
 #include "core/Metalink.h"
@@ -133,6 +134,10 @@ void FuzzSums(std::string_view bytes, const SumsReader& read = ListedChecksum);
 // A list of addresses.
 using UrlListReader = std::function<UrlListReading(std::string_view)>;
 void FuzzUrls(std::string_view bytes, const UrlListReader& read = ReadUrlList);
+
+// An address and, after byte 1, a file of cookies.
+using CookieReader = std::function<std::string(std::string_view, const WebAddress&, std::int64_t)>;
+void FuzzCookies(std::string_view bytes, const CookieReader& read = CookiesFor);
 
 // A number, flag or date typed by the user or read from a file.
 void FuzzNumbers(std::string_view bytes, const std::function<double(std::string_view)>& prefix = NumericPrefix);

@@ -41,6 +41,7 @@ const Target kTargets[] = {
     {"digests", [](std::string_view bytes) { FuzzDigests(bytes); }, 6000},
     {"sums", [](std::string_view bytes) { FuzzSums(bytes); }, 4000},
     {"urls", [](std::string_view bytes) { FuzzUrls(bytes); }, 6000},
+    {"cookies", [](std::string_view bytes) { FuzzCookies(bytes); }, 6000},
     {"preview", [](std::string_view bytes) { FuzzPreview(bytes); }, 10000},
 };
 

@@ -347,7 +347,22 @@ def url_lists():
     })
 
 
+def cookies():
+    row = lambda *fields: "\t".join(fields) + "\n"
+    own = row("dl.site.example", "FALSE", "/", "FALSE", "0", "a", "1")
+    url = "https://dl.site.example/d/f.zip\1"
+    write("cookies", {
+        "own": url + own, "domain": url + row(".site.example", "TRUE", "/d", "TRUE", "2000000000", "b", "x=y z"),
+        "other": url + row("bank.example", "FALSE", "/", "FALSE", "0", "c", "2") + own, "above": url + row(".example", "TRUE", "/", "FALSE", "0", "d", "3"),
+        "http-only": url + "# Netscape HTTP Cookie File\n#HttpOnly_" + own, "ended": url + row("dl.site.example", "FALSE", "/", "FALSE", "1", "e", "4"),
+        "clear": "http://dl.site.example/\1" + row("dl.site.example", "FALSE", "/", "TRUE", "0", "f", "5") + own,
+        "numeric": "http://127.0.0.1/\1" + row("127.0.0.1", "TRUE", "/", "FALSE", "0.5", "g", "6"), "twice": url + own + own.replace("/", "/d"),
+        "crlf": url + own.replace("\n", "\r\n"), "injection": url + own.replace("1\n", "1\rX: y; z=1\n"), "few": url + "dl.site.example\tFALSE\n",
+        "bank": "https://bank.example/\1" + row("bank.example", "FALSE", "/", "FALSE", "0", "c", "2"), "empty": url,
+    })
+
+
 if __name__ == "__main__":
     for seeds in (urls, headers, segments, ftp, lists, zips, languages, settings, versions, numbers, frames, tgas, previews,
-                  web_addresses, replies, journals, metalinks, links, netrcs, no_proxies, digests, sums, url_lists):
+                  web_addresses, replies, journals, metalinks, links, netrcs, no_proxies, digests, sums, url_lists, cookies):
         seeds()
