@@ -74,6 +74,11 @@ constexpr std::array kEnglish = {
     English{WebText::JournalUnreadable,
             "The journal %1 cannot be read. Until it can be, the web engine starts no download."},
     English{WebText::AskBeginAnewWithoutPart, "Begin anew?"},
+    English{WebText::MirrorLeftOut, "%1 is left out: %2"},
+    English{WebText::OtherSize, "The file there does not have the length that was announced."},
+    English{WebText::OtherBytes, "The file there has other contents."},
+    English{WebText::MirrorUnsafe, "It is not encrypted, and no checksum from a safe source is known."},
+    English{WebText::BadMetalink, "This Metalink names no file that Pellora can download."},
     English{WebText::More, "More"},
     English{WebText::SaveInFolder, "Folder :"},
     English{WebText::SaveAsName, "File name :"},
@@ -107,6 +112,48 @@ constexpr std::array kEnglish = {
     English{WebText::CheckAll, "All"},
     English{WebText::CheckNone, "None"},
     English{WebText::CheckedInAll, "Chosen: %1, together %2"},
+    English{WebText::LogIn, "Log In..."},
+    English{WebText::NotNow, "Not Now"},
+    English{WebText::LoginTitle, "Log In"},
+    English{WebText::LoginUser, "User name :"},
+    English{WebText::LoginPassword, "Password :"},
+    English{WebText::Remember, "Remember in the desktop's password store"},
+    English{WebText::WrongLogin, "The server refused this user name and password."},
+    English{WebText::ProxyLoginNeeded, "The proxy %1 requires a user name and a password."},
+    English{WebText::WrongProxyLogin, "The proxy %1 refused this user name and password."},
+    English{WebText::NotRemembered,
+            "The desktop's password store did not take the login. Pellora keeps it until the program ends."},
+    English{WebText::ClassicProxy,
+            "The classic engine can use the proxy of the options only if its server is a plain name, without a scheme "
+            "and a login."},
+    English{WebText::SentUnencrypted, "The password is sent without encryption: others on the way can read it."},
+    English{WebText::Realm, "Area: %1"},
+    English{WebText::Checking, "Checking %1 %"},
+    English{WebText::SeekingChecksums, "Looking for a checksum"},
+    English{WebText::ChecksumRight, "%1 checked"},
+    English{WebText::ChecksumWrong, "The checksum is wrong: the file's %1 is %2 instead of %3."},
+    English{WebText::ChecksumNotComputed, "This system does not compute %1, so the file could not be checked."},
+    English{WebText::PiecesWrong, "%1 of the file's %2 pieces have a wrong checksum."},
+    English{WebText::NotRead, "The file could not be read: %1"},
+    English{WebText::AskFetchAgain, "Fetch it again? The part that is here is kept until the new file is complete."},
+    English{WebText::FetchAgain, "Fetch Again"},
+    English{WebText::AskFetchPieces, "Fetch the wrong pieces again, %1?"},
+    English{WebText::FetchPieces, "Fetch Wrong Pieces Again"},
+    English{WebText::SeekChecksums, "Look for checksums beside the file (SHA256SUMS)"},
+    English{WebText::ChangeAddress, "&Change Address..."},
+    English{WebText::NewAddressOf, "New address of %1 :"},
+    English{WebText::AddressIsListed, "This address is in the list already."},
+    English{WebText::AddressKept, "The former address was kept. %1"},
+    English{WebText::OtherSizeThere, "At the new address the file has %1 bytes instead of %2."},
+    English{WebText::OtherBytesThere,
+            "At the new address there is another file: its bytes differ from those that are here."},
+    English{WebText::MoveFirst, "&First in the Queue"},
+    English{WebText::MoveUp, "&Up in the Queue"},
+    English{WebText::MoveDown, "Do&wn in the Queue"},
+    English{WebText::MoveLast, "&Last in the Queue"},
+    English{WebText::NumberInQueue, "Number %1 in the queue"},
+    English{WebText::StayAwake, "Keep the computer awake while data arrives"},
+    English{WebText::AwakeBecause, "Downloads are running"},
 };
 
 }  // namespace
@@ -120,7 +167,7 @@ const std::string& TextOf(const Program& program, WebText text) { return program
 std::string FillText(std::string_view text, std::initializer_list<std::string_view> values) {
   std::string filled;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    const bool place = text[at] == '%' && at + 1 < text.size() && (text[at + 1] == '1' || text[at + 1] == '2');
+    const bool place = text[at] == '%' && at + 1 < text.size() && (text[at + 1] >= '1' && text[at + 1] <= '3');
     if (!place) {
       filled += text[at];
       continue;

@@ -87,18 +87,17 @@ std::string ListIsFull() { return "The list is full: it holds " + std::to_string
 bool IsDateTaken(Program& program, const DownloadRecord& added) {
   if (program.hasJournalEntry && program.hasJournalEntry(added.URL, added.DateAdded)) return true;
   for (int i = 1; i <= program.DownloadCount; ++i) {
-    const DownloadRecord& record = program.Download(i);
-    const bool sameDate =
-        std::bit_cast<std::uint64_t>(record.DateAdded) == std::bit_cast<std::uint64_t>(added.DateAdded);
-    if (sameDate && record.URL == added.URL) return true;
+    const double listed = program.Download(i).DateAdded;
+    if (std::bit_cast<std::uint64_t>(listed) == std::bit_cast<std::uint64_t>(added.DateAdded)) return true;
   }
   return false;
 }
 
-// The web engine's journal knows a download by its address and this date: another add within the same millisecond must
-// not take up the first one's progress.
+// Scripts name a download by this date, and the web engine's journal by its address and this date: another add within
+// the same millisecond must take over neither.
 void MakeDateUnique(Program& program, DownloadRecord& added) {
-  while (IsDateTaken(program, added)) {
+  while (!program.datesGiven.insert(std::bit_cast<std::uint64_t>(added.DateAdded)).second ||
+         IsDateTaken(program, added)) {
     added.DateAdded = std::nextafter(added.DateAdded, std::numeric_limits<double>::max());
   }
 }
@@ -106,7 +105,7 @@ void MakeDateUnique(Program& program, DownloadRecord& added) {
 // Puts the record into the slot of the listed one with its URL, or into a free one; 0 if the list is full. Nothing else
 // may run before the record's transfer is in its place, or two adds would take one slot.
 std::int16_t PlaceRecord(Program& program, DownloadRecord record, EngineName engine) {
-  if (engine == EngineName::Web) MakeDateUnique(program, record);
+  MakeDateUnique(program, record);
   std::int16_t index = FindListed(program, record.URL, engine);
   const bool overwrite = index != 0;
   if (!overwrite) index = FreeSlot(program);
@@ -158,9 +157,10 @@ DownloadRecord RecordFor(const Program& program, const AddRequest& request, cons
     record.SavePath = *path;
     record.HasSavePath = true;
   }
-  if (address.engine != EngineName::Web) return record;
-  if (path) record.FileName = NameOf(*path);
-  if (!request.web.user.empty()) {
+  const bool web = address.engine == EngineName::Web;
+  if (web && path) record.FileName = NameOf(*path);
+  // The classic engine logs in to FTP servers alone.
+  if ((web || record.Protocol == kFtp) && !request.web.user.empty()) {
     record.UserName = request.web.user;
     record.Password = request.web.password;
   }
@@ -212,7 +212,8 @@ Task<> AddDownload(Program* program, AddRequest request) {
   if (listed() != 0 && !claim.emplace(program->askedUrls, address.listed).Has()) co_return;
 
   std::optional<std::string> path = WantedPath(*program, request, address);
-  const bool asksPath = program->settings.SaveAs && request.folder.empty() && request.name.empty();
+  const bool asksPath =
+      program->settings.SaveAs && !program->headless && request.folder.empty() && request.name.empty();
   if (request.kind != 0) {
     path = UpdatePath(*program, address.parsed.fileName);
   } else if (asksPath) {
@@ -273,12 +274,21 @@ AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
   }
   const AddressReading address = ReadAddress(program, request.url, request.kind);
   if (address.engine == EngineName::None) return {0, Refusal(program)};
-  if (FindListed(program, address.listed, address.engine) != 0) return {0, "It is in the list already."};
+  const std::int16_t former = FindListed(program, address.listed, address.engine);
+  if (former != 0 && program.takesHandOver && program.takesHandOver(former, request.web.handOver)) {
+    program.platform.tasks.Spawn(program.lists->Restart(former));
+    return {former, {}};
+  }
+  if (former != 0 && !request.duplicate) return {0, "It is in the list already."};
+  const bool wasFinished = former != 0 && program.Download(former).Finished;
   const std::optional<std::string> path = WantedPath(program, request, address);
   const std::int16_t index = PlaceRecord(program, RecordFor(program, request, address, path), address.engine);
   if (index == 0) return {0, ListIsFull()};
   TellWebEngine(program, index, request, address);
-  if (IsPutOff(program, index, request, address.engine)) {
+  const bool putOff = IsPutOff(program, index, request, address.engine);
+  if (request.later && !request.web.startAt) program.Download(index).Queued = 0;
+  if (wasFinished) program.lists->RefreshDownList();
+  if (putOff) {
     program.lists->RefreshRows(kAllRows, kUnforced);
   } else {
     program.platform.tasks.Spawn(StartPlaced(&program, index));

@@ -22,7 +22,8 @@ struct AddRequest {
   // empty is that of the settings and of the server.
   std::string folder{};
   std::string name{};
-  WebAdd web{};  // for downloads of the web engine; those of the classic engine ignore it
+  bool duplicate = false;  // of AddWithoutAsking: a listed download of this address begins anew
+  WebAdd web{};            // for the web engine; the classic one ignores all but the login for an FTP server
 };
 
 // Parses the address, asks for a path or about a duplicate if necessary, takes a slot and fills its record; then starts
@@ -42,8 +43,8 @@ struct AddOutcome {
   std::string reason;
 };
 
-// The same for scripts, which may run unattended: never asks, refuses a listed address, and ignores the setting
-// "SaveAs".
+// The same for scripts, which may run unattended: never asks, refuses a listed address unless it is to begin anew, and
+// ignores the setting "SaveAs". One that is added for later is not queued either.
 AddOutcome AddWithoutAsking(Program& program, const AddRequest& request);
 
 }  // namespace pellora

@@ -18,10 +18,14 @@
 
 #include "async/Timer.h"
 #include "async/Winsock.h"
+#include "core/Metalink.h"
 #include "core/Program.h"
 #include "core/Queue.h"
+#include "core/QueueOrder.h"
 #include "core/RecordLife.h"
+#include "core/StayAwake.h"
 #include "mainwin/AddList.h"
+#include "mainwin/AskLine.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "ports/Media.h"
@@ -81,6 +85,11 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Menu stopall{this, "stopall", "Stop &All downloads", 288};
   Menu properties{this, "properties", "&Properties", 285};  // opens nothing
   Menu shedulded{this, "shedulded", "Schedulded", 287};
+  Menu changeaddress{this, "changeaddress", "&Change Address...", 943};
+  Menu queuefirst{this, "queuefirst", "&First in the Queue", 949};
+  Menu queueup{this, "queueup", "&Up in the Queue", 950};
+  Menu queuedown{this, "queuedown", "Do&wn in the Queue", 952};
+  Menu queuelast{this, "queuelast", "&Last in the Queue", 953};
   // Popup of ListView2.
   Menu pop2{this, "pop2", "pop2"};
   Menu openfile2{this, "openfile2", "&Open file", 284};
@@ -164,6 +173,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   const std::shared_ptr<Form1> form1;
   const std::shared_ptr<WantDown> wantDown;
   const std::shared_ptr<options> optionsWindow;
+  const std::shared_ptr<AskLine> askLine;
   const std::shared_ptr<AddList> addList;
 
   // Only once the list was read.
@@ -244,6 +254,10 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   void PreparePopup();
   void PrepareFinishedPopup();
   void ToggleScheduled();
+  bool MayChangeAddress(int index);
+  Task<> ChangeAddress();
+  std::string AddressRefusal(int index, const std::string& url);
+  void MoveInQueue(QueueMove move);
   void OpenOrRestart(const ListView& list);
   Task<> OpenFile(std::int16_t index);
   void ClearSelected();
@@ -298,6 +312,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Task<> Offer(std::vector<std::string> addresses, std::vector<std::string> files, bool later, bool cut);
   bool TakeText(const std::string& text, bool later, const void* caller);
   bool OfferText(const std::string& text, bool later);
+  void OfferMetalink(const std::vector<MetalinkFile>& files, bool later);
   Task<> AskClipboard(std::string url);
 
   Program& program_;
@@ -320,6 +335,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   std::uint64_t finishedGeneration_ = 0;  // number of the last rebuild of ListView2
 
   bool pumpPosted_ = false;  // an event that starts queued records of the web engine
+  StayAwake stayAwake_;
   std::uint64_t resumeGeneration_ = 0;
   bool adding_ = false;           // the add dialog is open
   bool askingClipboard_ = false;  // the clipboard question is open

@@ -9,6 +9,7 @@
 #include "core/Capture.h"
 #include "core/Numbers.h"
 #include "core/Queue.h"
+#include "core/SpeedLimits.h"
 #include "lang/Format.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Clock.h"
@@ -30,8 +31,10 @@ std::int32_t RoundedSpeed(float speed) {
 }  // namespace
 
 void MainWindow::Tick() {
+  program_.speed->Update();
   WatchConnection();
   AttachPreview();
+  stayAwake_.Watch();
   // A tick that asks a question does nothing else; the next ones do while it is open.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 

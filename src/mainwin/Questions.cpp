@@ -107,7 +107,7 @@ Task<std::string> MainWindow::FaultOf(FieldsReading asked) {
 // The URL to ask about in a new clipboard text. The clipboard is not read while the question is open, so that a text
 // copied meanwhile is new to the first tick after the answer.
 std::optional<std::string> MainWindow::ClipboardUrl() {
-  if (!program_.settings.CheckClipboard || askingClipboard_) return std::nullopt;
+  if (!program_.settings.CheckClipboard || program_.headless || askingClipboard_) return std::nullopt;
   std::optional<std::string> text;
   Skip([&] { text = platform_.clipboard.Text(); });
   if (!text || *text == lastClipboard_) return std::nullopt;

@@ -8,6 +8,7 @@
 #include "core/DateTexts.h"
 #include "core/Dates.h"
 #include "core/Numbers.h"
+#include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
 #include "lang/Language.h"
 #include "options/Options.h"
@@ -67,6 +68,7 @@ void options::Accept() {
   if (platform_.autoStart != nullptr) SetAutoStart(*platform_.autoStart, program_.settings.AutoStart);
   ApplyChosenLanguage();
   if (program_.settings.ProxyPort == 0) program_.settings.ProxyPort = kPortForNone;
+  program_.speed->Update();
   Skip([&] { SaveSettings(program_.settings, platform_.settings); });
   Unload();
 }

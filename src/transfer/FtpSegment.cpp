@@ -256,13 +256,18 @@ void FtpSegment::DataArrived(std::size_t bytes) {
   const std::int64_t counted = complete ? length + span - received : length;
   segment.ReceivedNow = static_cast<std::int32_t>(complete ? span + 1 : received);
   if (engine_.Account(engine_.Tick(), counted)) engine_.RefreshList(0);
-  if (complete) engine_.Tasks().Spawn(Completed());
+  if (complete) {
+    engine_.Tasks().Spawn(Completed());
+  } else {
+    engine_.Brake().Read(index_, FTP, bytes);
+  }
 }
 
 Task<> FtpSegment::Completed() {
   const auto hold = engine_.Hold();
   CloseData();
   WS1().Close();
+  engine_.Brake().Forget(index_);
   Segment().State = kSegmentComplete;
   engine_.RefreshList(0);
   if (engine_.NextToRelease() != nullptr) {

@@ -238,7 +238,11 @@ void ClassicEngine::SegmentDataArrived(int index, std::size_t bytes) {
     return;
   }
   Account(tick, length);
-  if (segment.ReceivedNow > std::int64_t{segment.RangeEnd} - segment.RangeStart) SegmentCompleted(index, segment);
+  if (segment.ReceivedNow > std::int64_t{segment.RangeEnd} - segment.RangeStart) {
+    SegmentCompleted(index, segment);
+  } else {
+    brake_.Read(index, WS1(index), bytes);
+  }
 }
 
 void ClassicEngine::OpenPart(int index, const SegmentRecord& segment, std::uint32_t tick) {
@@ -304,6 +308,7 @@ Task<> ClassicEngine::AskUnknownSize() {
 void ClassicEngine::SegmentCompleted(int index, SegmentRecord& segment) {
   const auto entry = static_cast<std::size_t>(index);
   WS1(index).Close();
+  brake_.Forget(index);
   segmentFiles_[entry].reset();
   segmentReopenTick_[entry] = 0;
   segment.State = kSegmentComplete;

@@ -50,7 +50,7 @@ Task<> TransferWindow::InitConnection() {
 }
 
 void TransferWindow::ShowWindow() {
-  if (!engineRetired_) Show();
+  if (!engineRetired_ && !program_.headless) Show();
 }
 
 // It may be hidden because another download has its slot. One that is paused, or waits for a silent server,
@@ -66,14 +66,11 @@ Task<> TransferWindow::EndIfDropped() {
   (void)engine_->StillCurrent();
 }
 
-// A download that has a question is resumed by the answer.
+// A download that has a question is resumed by the answer, unless another address has answered it.
 Task<> TransferWindow::ResumeDownload() {
   const auto hold = Hold();
-  if (question_) {
-    ShowWindow();
-  } else {
-    co_await engine_->ResumeDownload();
-  }
+  co_await engine_->ResumeDownload();
+  if (question_) ShowWindow();
 }
 
 void TransferWindow::ShowQuestion(EngineQuestion question) {

@@ -79,6 +79,19 @@ bool HasLength(std::string_view line) {
          (before == std::string_view::npos || line[before] != '-');
 }
 
+unsigned long CurlAuthOf(FetchAuth auth) {
+  switch (auth) {
+    case FetchAuth::Digest:
+      return CURLAUTH_DIGEST;
+    case FetchAuth::Ntlm:
+      return CURLAUTH_NTLM;
+    case FetchAuth::Negotiate:
+      return CURLAUTH_NEGOTIATE;
+    default:
+      return CURLAUTH_BASIC;
+  }
+}
+
 // Of an IPv6 literal.
 std::string WithoutBrackets(const std::string& host) {
   return host.starts_with('[') ? host.substr(1, host.size() - 2) : host;
@@ -94,7 +107,8 @@ CurlTransfer::CurlTransfer(FetchRequest request, std::shared_ptr<FetchChannel> c
       ready_(std::move(ready)),
       sockets_(sockets),
       easy_(curl_easy_init()),
-      capacity_(kFirstBlock) {
+      capacity_(kFirstBlock),
+      portion_(kReceiveBuffer) {
   CURLU* const url = curl_url();
   if (curl_url_set(url, CURLUPART_URL, request_.url.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK) {
     scheme_ = Part(url, CURLUPART_SCHEME);
@@ -154,7 +168,7 @@ void CurlTransfer::SetCommon() {
   Set(CURLOPT_OPENSOCKETDATA, this);
   Set(CURLOPT_CLOSESOCKETFUNCTION, &OnCloseSocket);
   Set(CURLOPT_CLOSESOCKETDATA, sockets_);
-  if (request_.user.empty()) return;
+  if (request_.user.empty() && request_.auth == FetchAuth::Basic) return;
   Set(CURLOPT_USERNAME, request_.user.c_str());
   Set(CURLOPT_PASSWORD, request_.password.c_str());
 }
@@ -200,7 +214,7 @@ void CurlTransfer::SetHttp() {
   Set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
   Set(CURLOPT_FOLLOWLOCATION, 0L);
   Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));  // none of these goes to a proxy
-  Set(CURLOPT_HTTPAUTH, static_cast<long>(request_.digest ? CURLAUTH_DIGEST : CURLAUTH_BASIC));
+  Set(CURLOPT_HTTPAUTH, static_cast<long>(CurlAuthOf(request_.auth)));
   if (request_.ranged) {
     const std::string to = request_.to < 0 ? "" : std::to_string(request_.to);
     AddHeader("Range", "bytes=" + std::to_string(request_.from) + "-" + to);
@@ -305,11 +319,17 @@ void CurlTransfer::FtpLine(std::string_view line) {
   std::from_chars(line.data() + open + 1, line.data() + bytes, announced_);
 }
 
+// A login is wanted, or another one; the last reply says so.
+bool CurlTransfer::RefusedByProxy() const {
+  return !request_.proxy.empty() && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
+}
+
 void CurlTransfer::HeadEnded() {
   const long status = Info<long>(CURLINFO_RESPONSE_CODE);
-  if (status / 100 == 1) return;                 // another head follows
-  if (request_.digest && status == 401) return;  // the request is repeated, unless this was the last time
-  if (!request_.proxy.empty() && status == 407) return;
+  if (status / 100 == 1) return;  // another head follows
+  if (request_.auth != FetchAuth::Basic && status == 401)
+    return;  // the request is repeated, unless this was the last time
+  if (RefusedByProxy()) return;
   Answer();
 }
 
@@ -348,20 +368,51 @@ std::size_t CurlTransfer::Data(std::string_view bytes) {
   constexpr std::size_t kEndTransfer = 0;
   if (bytes.empty()) return 0;
   if (channel_->Dropped()) return kEndTransfer;
+  if (!answered_ && RefusedByProxy()) return bytes.size();  // its page
   if (!answered_) Answer();
   if (!refusal_.reason.empty()) return kEndTransfer;
   if (!coding_.empty()) return kEndTransfer;  // libcurl has decoded it without being asked
-  if (!channel_->Reading()) return CURL_WRITEFUNC_PAUSE;
+  if (!channel_->Reading() || !Allows(bytes.size())) return CURL_WRITEFUNC_PAUSE;
   if (block_ && block_->Room() < bytes.size()) HandOn();
   if (!block_) {
     block_ = pool_->Take(std::max(capacity_, bytes.size()), channel_);
     if (!block_) return CURL_WRITEFUNC_PAUSE;
   }
   block_->Append(bytes);
+  allowed_ -= std::min(allowed_, bytes.size());
   received_ += static_cast<std::int64_t>(bytes.size());
   // After the last byte libcurl may wait long for the server to confirm it.
   if (block_->Room() == 0 || received_ == length_) HandOn();
   return bytes.size();
+}
+
+// What is allowed stays so while there is no block for it.
+bool CurlTransfer::Allows(std::size_t bytes) {
+  if (!request_.throttle || allowed_ >= bytes) return true;
+  if (!request_.throttle->Take(bytes - allowed_)) {
+    refused_ = bytes;
+    return false;
+  }
+  allowed_ = bytes;
+  refused_ = 0;
+  return true;
+}
+
+void CurlTransfer::Retry() {
+  if (refused_ == 0 || !channel_->Reading()) return;
+  ReadInPortions();
+  if (!Allows(refused_)) return;
+  refused_ = 0;
+  curl_easy_pause(easy_, CURLPAUSE_CONT);
+}
+
+// No more than at the beginning, when libcurl allocates its buffer.
+void CurlTransfer::ReadInPortions() {
+  if (!request_.throttle) return;
+  const long portion = static_cast<long>(std::min<std::size_t>(request_.throttle->Portion(), kReceiveBuffer));
+  if (portion == portion_) return;
+  portion_ = portion;
+  curl_easy_setopt(easy_, CURLOPT_BUFFERSIZE, portion);
 }
 
 void CurlTransfer::HandOn() {
@@ -375,6 +426,7 @@ void CurlTransfer::HandOn() {
 }
 
 void CurlTransfer::Tick() {
+  ReadInPortions();
   if (!block_) return;
   if (ticked_) return HandOn();
   ticked_ = true;
@@ -415,8 +467,7 @@ void CurlTransfer::Finish(CURLcode code) {
   HandOn();
   if (code == CURLE_OK) code = setup_;
   const bool headOfHttp = IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) / 100 > 1;
-  const bool refusedByProxy = !request_.proxy.empty() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
-  if (!answered_ && code == CURLE_OK && !refusedByProxy && (headOfHttp || !IsHttp())) Answer();
+  if (!answered_ && code == CURLE_OK && !RefusedByProxy() && (headOfHttp || !IsHttp())) Answer();
   channel_->Put(Outcome(code));
   ready_();
 }
@@ -437,9 +488,9 @@ FetchOutcome CurlTransfer::Outcome(CURLcode code) const {
   end.verification = Info<long>(CURLINFO_SSL_VERIFYRESULT);
   end.proxyStatus = Info<long>(CURLINFO_HTTP_CONNECTCODE);
   if (!IsHttp()) end.status = Info<long>(CURLINFO_RESPONSE_CODE);
+  end.proxyError = Info<long>(CURLINFO_PROXY_ERROR);
   end.detail = error_.data();
-  const bool refused = end.proxied && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
-  if (refused) return {FetchEnd::Proxy, "the proxy refuses the login"};
+  if (RefusedByProxy()) return {FetchEnd::ProxyLogin, "the proxy refuses the login"};
   return OutcomeOf(end);
 }
 

@@ -13,6 +13,8 @@
 #include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
 #include "ui_AddList.h"
+#include "ui_AskLine.h"
+#include "ui_AskLogin.h"
 #include "ui_DownloadBasket.h"
 #include "ui_Extract.h"
 #include "ui_Form1.h"
@@ -43,10 +45,12 @@ constexpr std::array<Form, 9> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, 
                                          {"Form1", &Make<::Ui::Form1, QDialog>},
                                          {"AddList", &Make<::Ui::AddList, QDialog>},
                                          {"WantDown", &Make<::Ui::WantDown, QDialog>},
+                                         {"AskLine", &Make<::Ui::AskLine, QDialog>},
                                          {"options", &Make<::Ui::options, QDialog>},
                                          {"DownloadBasket", &Make<::Ui::DownloadBasket, BasketForm>},
                                          {"Form2", &Make<::Ui::Form2, QWidget>},
-                                         {"Extract", &Make<::Ui::Extract, QDialog>}}};
+                                         {"Extract", &Make<::Ui::Extract, QDialog>},
+                                         {"AskLogin", &Make<::Ui::AskLogin, QDialog>}}};
 
 // Dims a label relative to its neighbours on every palette, even after a change. Themes that do not set PlaceholderText
 // leave it black on a dark window.

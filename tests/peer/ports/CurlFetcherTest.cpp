@@ -122,8 +122,26 @@ TEST_F(CurlFetcherTest, AProxyThatRefusesIsNamed) {
   request.url = "http://login.invalid/file";
   GetBy(request);
   EXPECT_EQ(events.log, "E");
-  EXPECT_EQ(events.end, FetchEnd::Proxy);
+  EXPECT_EQ(events.end, FetchEnd::ProxyLogin);
   EXPECT_EQ(events.reason, "the proxy refuses the login");
+  request.url = "https://login.invalid/file";
+  GetBy(request);
+  EXPECT_EQ(events.log, "E");
+  EXPECT_EQ(events.end, FetchEnd::ProxyLogin);
+}
+
+// What libcurl was built without would be refused, and never sent in another way.
+TEST_F(CurlFetcherTest, AnswersNtlmAndNegotiateWithoutTheLoginInTheirFirstWord) {
+  for (const FetchAuth auth : {FetchAuth::Ntlm, FetchAuth::Negotiate}) {
+    FetchRequest request = RequestFor(stage.Url(Reply::Echo));
+    request.auth = auth;
+    request.user = "joe";
+    request.password = "word";
+    GetBy(request);
+    EXPECT_EQ(events.log, "ADE") << events.reason;
+    EXPECT_EQ(events.content.find("Basic"), std::string::npos) << events.content;
+    EXPECT_EQ(events.content.find("word"), std::string::npos) << events.content;
+  }
 }
 
 TEST_F(CurlFetcherTest, NeverGoesPastAProxyWhoseLoginHoldsAControlCharacter) {
@@ -139,7 +157,7 @@ TEST_F(CurlFetcherTest, NeverGoesPastAProxyWhoseLoginHoldsAControlCharacter) {
 TEST_F(CurlFetcherTest, AnswersAChallengeOnceIfAsked) {
   const std::string here = stage.odd.Url(Reply::Echo);
   FetchRequest request = RequestFor(here.substr(0, here.rfind('/')) + "/digest");
-  request.digest = true;
+  request.auth = FetchAuth::Digest;
   request.user = "joe";
   request.password = "word";
   GetBy(request);

@@ -78,6 +78,8 @@ TEST_F(Options, HaveTheirControlsWithNumbersAndCaptions) {
       {"Label10", "806", "An http address that leads to https needs \"All downloads\"."},
       {"Label11", "807", "Additional certificates (PEM file) :"},
       {"Text11", "", ""},
+      {"Check12", "903", "Look for checksums beside the file (SHA256SUMS)"},
+      {"Check14", "955", "Keep the computer awake while data arrives"},
       {"OK", "635", "OK"},
       {"Command1", "636", "Cancel"},
   };
