@@ -190,7 +190,8 @@ void WebEngine::WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const Repl
 
 void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
   lane.proof = reading.proof;
-  if (!factsKnown_ || !(entry_.foundChecksum || lane.compares)) entry_.foundChecksum = ChecksumIn(answer);
+  const bool finds = lane.source == 0 && (!factsKnown_ || !(entry_.foundChecksum || lane.compares));
+  if (finds) entry_.foundChecksum = ChecksumIn(answer);  // a mirror proves nothing by its own word
   if (!factsKnown_) return TakeFirstBody(lane, answer, reading);
   const bool opened = state_ == FetchState::Opening;
   Proven(lane, reading.facts);
@@ -229,6 +230,8 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   written_ = {};
   // A server that takes ranges may still answer the first request with 200, but then it says so.
   oneLane_ |= answer.status == 200 && !EqualsNoCase(HeaderOf(answer, "Accept-Ranges"), "bytes");
+  const std::vector<std::string> types = ListMembers(answer, "Content-Type");
+  isMetalink_ = !types.empty() && types.front() == kMetalinkType;
   ChooseName(lane, answer);
   TakeLinks(lane, answer);
   TakeNewAddress();

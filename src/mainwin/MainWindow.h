@@ -18,6 +18,7 @@
 
 #include "async/Timer.h"
 #include "async/Winsock.h"
+#include "core/Metalink.h"
 #include "core/Program.h"
 #include "core/Queue.h"
 #include "core/QueueOrder.h"
@@ -313,6 +314,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Task<> Offer(std::vector<std::string> addresses, std::vector<std::string> files, bool later, bool cut);
   bool TakeText(const std::string& text, bool later, const void* caller);
   bool OfferText(const std::string& text, bool later);
+  void OfferMetalink(const std::vector<MetalinkFile>& files, bool later);
   Task<> AskClipboard(std::string url);
 
   Program& program_;

@@ -40,7 +40,7 @@ class Adding(Case):
         self.session.press(self.session.window(DIALOG), "ctrl+a", "ctrl+v")
 
     def type_into(self, field, text):
-        self.screen.click("text", field, DIALOG)
+        self.screen.click("password text" if field == "Password" else "text", field, DIALOG)
         self.screen.keys("ctrl+a")
         self.screen.type(text)
 
@@ -87,7 +87,7 @@ class Adding(Case):
 
     def test_pasted_addresses_are_judged_before_and_come_without_windows(self):
         self.paste(self.url("a.bin"), self.url("b.bin"), self.url("a.bin"), self.url("none.bin"), self.url("c.bin"))
-        self.screen.wait("label", "Chosen: 3, together 878.9 KB", LIST)
+        self.screen.wait("label", "Chosen: 3, together 878.9 kb", LIST)
         self.session.save_screenshot("adding-list")
         self.screen.click("push button", "Download", LIST)
         found = self.finished(3)
@@ -118,7 +118,7 @@ class Adding(Case):
         with open(path, "w", encoding="utf-8") as f:
             f.write("# files\n%s\n  out=x\n%s\n" % (self.url("a.bin"), self.url("b.bin")))
         self.assertTrue(self.drop("file://%s\r\n" % path.replace(" ", "%20")))
-        self.screen.wait("label", "Chosen: 2, together 585.9 KB", LIST)
+        self.screen.wait("label", "Chosen: 2, together 585.9 kb", LIST)
         self.session.close_window(self.session.window(LIST))
         self.assertEqual(self.session.companion.downloads(), [])
 
