@@ -154,6 +154,10 @@ struct App::Parts {
     program.listSaved = [this] { SweepJournal(program, *web); };
     program.webAdded = [this](std::int16_t index, const WebAdd& add) { RememberAdd(program, *web, index, add); };
     program.speedLimitSet = [this](std::int16_t index) { KeepSpeedLimit(program, *web, index); };
+    program.takeAddress = [this](std::int16_t index, const AddressReading& address) {
+      RememberAddress(program, *web, index, address);
+    };
+    program.queuePlaceSet = [this](std::int16_t index) { RememberPlace(program, *web, index); };
     program.takesHandOver = [this](std::int16_t index, const HandOver& handOver) {
       return TakeHandOver(program, *web, index, handOver);
     };

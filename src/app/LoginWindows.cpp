@@ -1,9 +1,11 @@
 #include "app/LoginWindows.h"
 
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "core/Program.h"
+#include "core/WebAddress.h"
 #include "ports/Failure.h"
 #include "transferwin/AskLogin.h"
 
@@ -14,7 +16,9 @@ namespace {
 std::string NameOf(const LoginPlace& place) {
   const bool six = place.host.find(':') != std::string::npos;
   const std::string host = (six ? "[" + place.host + "]" : place.host) + ":" + std::to_string(place.port);
-  return place.scheme == "proxy" ? host : place.scheme + "://" + host;
+  if (place.scheme == "proxy") return host;
+  const std::optional<WebAddress> address = ParseWebAddress(place.scheme + "://" + host + "/");
+  return address ? OriginOf(*address) : host;
 }
 
 }  // namespace

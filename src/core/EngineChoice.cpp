@@ -72,6 +72,21 @@ std::string SuggestedName(const WebAddress& address) {
   return name.empty() ? address.host : name;
 }
 
+AddressReading ReadForWeb(const std::string& url) {
+  AddressReading reading;
+  reading.listed = url;
+  const std::optional<WebAddress> address = ParseWebAddress(url);
+  if (!address) {
+    reading.refusedByWeb = true;
+    return reading;
+  }
+  reading.engine = EngineName::Web;
+  reading.parsed = FieldsOf(*address, HasNewScheme(TrimBlanks(url)));
+  reading.listed = WithoutPassword(TrimBlanks(url));
+  reading.suggestedName = SuggestedName(*address);
+  return reading;
+}
+
 }  // namespace
 
 EngineChoice ChooseEngine(Program& program, int index) {
@@ -97,15 +112,12 @@ AddressReading ReadAddress(const Program& program, const std::string& url, std::
     return reading;
   }
   if (choice.engine == EngineName::None) return reading;
-  const std::optional<WebAddress> address = ParseWebAddress(url);
-  if (!address) {
-    reading.refusedByWeb = true;
-    return reading;
-  }
-  reading.engine = EngineName::Web;
-  reading.parsed = FieldsOf(*address, newScheme);
-  reading.listed = WithoutPassword(TrimBlanks(url));
-  reading.suggestedName = SuggestedName(*address);
+  return ReadForWeb(url);
+}
+
+AddressReading ReadOtherAddress(const Program& program, const std::string& url) {
+  AddressReading reading;
+  if (IsAvailable(program, url)) reading = ReadForWeb(url);
   return reading;
 }
 

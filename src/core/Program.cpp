@@ -52,6 +52,7 @@ void Program::RaiseSerial(int index) {
   At(serials_, index) = nextSerial_++;
   webFigures_.erase(index);
   speed->Forget(index);
+  queuePlaces_.erase(index);
 }
 
 WebFigures* Program::Web(int index) {
@@ -62,6 +63,12 @@ WebFigures* Program::Web(int index) {
 WebFigures& Program::AddWeb(int index) { return webFigures_[index]; }
 
 void Program::SetQuiet(int index) { quiet_.insert(Serial(index)); }
+
+std::optional<std::int64_t> Program::QueuePlace(int index) const {
+  const auto at = queuePlaces_.find(index);
+  if (at == queuePlaces_.end()) return std::nullopt;
+  return at->second;
+}
 
 void Program::ResizeDownloads(std::int16_t count) {
   const auto size = static_cast<std::size_t>(count) + 1;

@@ -12,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <unordered_set>
@@ -33,6 +34,7 @@ class Engine;
 class Prospects;
 class SpeedLimits;
 class Window;
+struct AddressReading;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
 inline constexpr const char* kProgramName = "Pellora !";
@@ -91,6 +93,10 @@ class Program {
   std::function<void(std::int16_t index)> speedLimitSet;
   // True if the record had stopped for want of cookies and has these now; may be empty.
   std::function<bool(std::int16_t index, const HandOver& handOver)> takesHandOver;
+  // A record of the web engine that is not running is to continue from this address at its next start; may be empty.
+  std::function<void(std::int16_t index, const AddressReading& address)> takeAddress;
+  // A record's place in the queue was set, and is to be kept over restarts; may be empty.
+  std::function<void(std::int16_t index)> queuePlaceSet;
   Prospects* prospects = nullptr;  // null where there is no web engine
   // The windows that a language is applied to, in that order; created if need be.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;
@@ -104,6 +110,11 @@ class Program {
   // Figures of a record that the web engine has begun; null for any other. RaiseSerial drops them.
   WebFigures* Web(int index);
   WebFigures& AddWeb(int index);  // those it has, or new ones
+
+  // Where the user has moved a record in the queue (core/QueueOrder). RaiseSerial drops it.
+  std::optional<std::int64_t> QueuePlace(int index) const;
+  void SetQueuePlace(int index, std::int64_t place) { queuePlaces_[index] = place; }
+  bool HasQueuePlaces() const { return !queuePlaces_.empty(); }
 
   std::uint32_t Serial(int index) const;  // 0 for a slot that does not exist
   void RaiseSerial(int index);
@@ -139,8 +150,9 @@ class Program {
   std::deque<std::shared_ptr<Transfer>> transferWindows_{1};
   std::deque<std::shared_ptr<ZipViewer>> zipViewers_{1};
   std::deque<std::uint32_t> serials_{1};
-  std::map<int, WebFigures> webFigures_;  // by index
-  std::set<std::uint32_t> quiet_;         // serials
+  std::map<int, WebFigures> webFigures_;     // by index
+  std::map<int, std::int64_t> queuePlaces_;  // by index
+  std::set<std::uint32_t> quiet_;            // serials
   std::uint32_t nextSerial_ = 1;
   std::uint64_t socketTotal_ = 0;
   std::uint64_t webTotal_ = 0;

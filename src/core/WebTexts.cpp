@@ -140,6 +140,20 @@ constexpr std::array kEnglish = {
     English{WebText::AskFetchPieces, "Fetch the wrong pieces again, %1?"},
     English{WebText::FetchPieces, "Fetch Wrong Pieces Again"},
     English{WebText::SeekChecksums, "Look for checksums beside the file (SHA256SUMS)"},
+    English{WebText::ChangeAddress, "&Change Address..."},
+    English{WebText::NewAddressOf, "New address of %1 :"},
+    English{WebText::AddressIsListed, "This address is in the list already."},
+    English{WebText::AddressKept, "The former address was kept. %1"},
+    English{WebText::OtherSizeThere, "At the new address the file has %1 bytes instead of %2."},
+    English{WebText::OtherBytesThere,
+            "At the new address there is another file: its bytes differ from those that are here."},
+    English{WebText::MoveFirst, "&First in the Queue"},
+    English{WebText::MoveUp, "&Up in the Queue"},
+    English{WebText::MoveDown, "Do&wn in the Queue"},
+    English{WebText::MoveLast, "&Last in the Queue"},
+    English{WebText::NumberInQueue, "Number %1 in the queue"},
+    English{WebText::StayAwake, "Keep the computer awake while data arrives"},
+    English{WebText::AwakeBecause, "Downloads are running"},
 };
 
 }  // namespace

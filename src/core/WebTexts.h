@@ -142,6 +142,24 @@ enum class WebText : std::int16_t {
   AskFetchPieces = 901,  // %1: size with its unit
   FetchPieces = 902,     // its button
   SeekChecksums = 903,   // in the options
+  // Another address.
+  ChangeAddress = 943,
+  NewAddressOf = 944,     // %1: name of the file
+  AddressIsListed = 945,  // why it is refused
+  AddressKept = 946,      // %1: why
+  OtherSizeThere = 947,   // %1: bytes there, %2: bytes here
+  OtherBytesThere = 948,
+
+  // Order of the queue.
+  MoveFirst = 949,
+  MoveUp = 950,
+  MoveDown = 952,
+  MoveLast = 953,
+  NumberInQueue = 954,  // %1: number
+
+  // Staying awake.
+  StayAwake = 955,
+  AwakeBecause = 956,  // as the desktop shows it
 };
 
 // Writes the English texts, over whatever is there.

@@ -4,6 +4,7 @@
 #include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QTimer>
 #include <utility>
 
 #include "async/EventGate.h"
@@ -118,7 +119,11 @@ void SecretService::Search(const Attributes& attributes,
 
 void SecretService::Prompt(const Path& prompt, SecretPrompt::Done done) {
   if (!mayPrompt_) return done(true, {});
-  new SecretPrompt(&receiver_, bus_, prompt.path(), done);
+  auto* const waiting = new SecretPrompt(&receiver_, bus_, prompt.path(), done);
+  // A window that nobody answers would stay behind all others.
+  QTimer::singleShot(kReplyWithin, waiting, [this, prompt] {
+    Call(prompt.path(), kPromptInterface, "Dismiss", {}, [](const QDBusMessage&) {});
+  });
   Call(prompt.path(), kPromptInterface, "Prompt", {QString()}, [done](const QDBusMessage& reply) {
     if (reply.type() == QDBusMessage::ErrorMessage) done(true, {});
   });

@@ -21,6 +21,7 @@
 #include "core/Version.h"
 #include "desktop/BrowserManifests.h"
 #include "desktop/BusService.h"
+#include "desktop/DesktopInhibit.h"
 #include "desktop/DesktopMachine.h"
 #include "desktop/DesktopShell.h"
 #include "desktop/DisplayText.h"
@@ -88,6 +89,7 @@ struct Desktop {
   BrowserManifests browsers{machine.ProgramFolder(), QDir::homePath().toStdString(),
                             QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
   PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
+  DesktopInhibit inhibit;
   TaskLoop tasks{gate, events};
   Platform platform{gate,
                     events,
@@ -209,6 +211,7 @@ int RunProgram(QApplication& application, bool headless) {
 
   SecretService secrets(desktop.gate, QDBusConnection::sessionBus(), CanPrompt());
   desktop.platform.secrets = &secrets;
+  desktop.platform.inhibit = &desktop.inhibit;
   App app(desktop.platform);
   if (headless) app.SetHeadless();
   // The one question whose No loses something.

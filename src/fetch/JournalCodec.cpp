@@ -153,8 +153,8 @@ bool TakeMirrors(std::vector<Mirror>& mirrors, const std::string& text) {
   return lines.empty();
 }
 
-constexpr std::array<std::string_view, 7> kStates = {"paused",   "waiting",  "active", "stopped",
-                                                     "renaming", "finished", "gone"};
+constexpr std::array<std::string_view, 8> kStates = {"paused",   "waiting",  "active", "stopped",
+                                                     "renaming", "finished", "gone",   "listed"};
 
 bool TakeState(JournalState& state, std::string_view text) {
   const auto* const found = std::find(kStates.begin(), kStates.end(), text);

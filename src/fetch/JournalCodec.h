@@ -45,6 +45,9 @@ enum class JournalState : std::uint8_t {
   Renaming,  // from the part file to `path`: `renamed` is what the file is to be found by
   Finished,
   Gone,  // deleted or reset: part file and record are to go
+  // Nothing but what the user has set for a listed record. The web engine has not begun it, and either engine may; the
+  // entry makes no record, and none the web engine's.
+  Listed,
 };
 
 struct JournalEntry {
@@ -89,7 +92,8 @@ std::string WholeJournal(std::span<const JournalEntry> entries, std::uint64_t ne
 
 struct JournalReading {
   // One for each key, as its last good line has it, in the order of the first ones; those that are Gone too. Two of the
-  // same id are one download whose address was being changed: the list says which of them it is.
+  // same id are one download whose address was being changed: the list says which of them it is. The former address of
+  // one that was changed is Gone with the id 0.
   std::vector<JournalEntry> entries;
   std::uint64_t nextId = 1;  // above every id that was read
   std::size_t badLines = 0;  // whole lines that count for nothing

@@ -100,7 +100,12 @@ Task<> WebEngine::ResumeDownload() {
 
 void WebEngine::Start(Sense sense) {
   DownloadRecord& record = Record();
-  if (record.Finished || Fetching() || state_ == FetchState::Finishing || state_ == FetchState::Asking) return;
+  if (record.Finished || Fetching() || state_ == FetchState::Finishing) return;
+  const AddressReading* const fresh = NewAddress();
+  if (state_ == FetchState::Asking) {
+    if (fresh == nullptr) return;
+    Take(FetchEvent::AnswerNo);  // the question was about the former address
+  }
   ++run_;
   // A download that waited for a place keeps its count of failures.
   if (state_ != FetchState::Waiting && sense == Sense::AsWished) {
@@ -126,26 +131,35 @@ void WebEngine::Start(Sense sense) {
   pulse_.SetEnabled(true);
   Announce(Say(WebText::Connecting));
   if (!services_->journal.Readable()) return StopWithoutJournal();
-  const std::optional<WebAddress> address = ParseWebAddress(record.URL);
+  const std::optional<WebAddress> address = ParseWebAddress(fresh != nullptr ? fresh->listed : record.URL);
   if (!address) return Rest(FetchEvent::GivenUp, Say(WebText::Unsupported));
   given_ = *address;
-  if (!record.UserName.empty()) given_.user = record.UserName;
-  if (!record.Password.empty()) given_.password = record.Password;
-  if (const auto added = services_->addedLogins.find(entry_.key); added != services_->addedLogins.end()) {
-    given_.user = added->second.user;
-    given_.password = added->second.password;
+  if (fresh != nullptr) {
+    UseNewAddress(*fresh);
+  } else {
+    UseListedLogin();
   }
   if (sense == Sense::AsWished) BeginSources();
   requests_.Begin(given_);
   if (CookiesAreGone() && !factsKnown_) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));
-  if (const auto handed = services_->cookies.find(entry_.key); handed != services_->cookies.end()) {
-    requests_.TakeHanded(handed->second);
-  }
+  const auto handed = services_->cookies.find(entry_.key);
+  if (handed != services_->cookies.end() && SharesSecretsOfListed()) requests_.TakeHanded(handed->second);
   if (part_ || creating_ || entry_.partPath.empty()) {
     Open();
   } else {
     program_.platform.tasks.Spawn(AdoptPart(run_));
   }
+}
+
+// That of the record's address, or that came with its add.
+void WebEngine::UseListedLogin() {
+  const DownloadRecord& record = Record();
+  if (!record.UserName.empty()) given_.user = record.UserName;
+  if (!record.Password.empty()) given_.password = record.Password;
+  const auto added = services_->addedLogins.find(entry_.key);
+  if (added == services_->addedLogins.end()) return;
+  given_.user = added->second.user;
+  given_.password = added->second.password;
 }
 
 void WebEngine::StopWithoutJournal() {
@@ -155,7 +169,9 @@ void WebEngine::StopWithoutJournal() {
 }
 
 // Without them the server may send something else under this address.
-bool WebEngine::CookiesAreGone() const { return entry_.hadCookies && !services_->cookies.contains(entry_.key); }
+bool WebEngine::CookiesAreGone() const {
+  return entry_.hadCookies && NewAddress() == nullptr && !services_->cookies.contains(entry_.key);
+}
 
 bool WebEngine::HasPlace() const { return !Queue(program_).IsFull(program_.settings.MaxSimulDownlads); }
 
@@ -208,7 +224,9 @@ void WebEngine::PauseDownload() {
   Rest(FetchEvent::Pause, {});
 }
 
-void WebEngine::Rest(FetchEvent event, const std::string& reason) {
+void WebEngine::Rest(FetchEvent event, const std::string& given) {
+  const bool fails = event != FetchEvent::Pause && event != FetchEvent::Question;
+  const std::string reason = fails && NewAddress() != nullptr ? KeepFormerAddress(given) : given;
   ForgetUncompared();
   Take(event);
   EndRun();

@@ -5,7 +5,7 @@
 // at once. RangePlan divides the file, CheckReply judges each answer, Sources says which server is asked, PartFile
 // writes, and the journal says what is on the disk. WebEngine.cpp has its life, WebReplies.cpp what answers and ends
 // mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file up to its
-// name, WebChecks.cpp its checksums, WebDrawing.cpp what is shown.
+// name, WebChecks.cpp its checksums, WebAddressChange.cpp another address for it, WebDrawing.cpp what is shown.
 //
 // Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
 // changes nothing.
@@ -94,6 +94,17 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void ShowCommand3(Command3Means means);
   WebFigures& TheFigures() { return program_.AddWeb(slot_.Index()); }
 
+  // Another address, given by the user (WebAddressChange.cpp)
+  const AddressReading* NewAddress() const;  // that is to be tried; null if there is none
+  void UseNewAddress(const AddressReading& address);
+  void UseListedLogin();
+  bool SharesSecretsOfListed();  // what belongs to the record's address may go to the one that is used
+  bool NewAddressIsProven() const;
+  void TakeNewAddress();  // if it is proven
+  void NewAddressJournaled(const JournalKey& key, bool written);
+  void MoveTo(const JournalKey& key);
+  std::string KeepFormerAddress(const std::string& reason);  // returns what to say
+
   // Requests
   void Open();                    // the first request of a run, or after a wait
   void OpenFromGiven();           // the same; redirects are followed anew
@@ -127,7 +138,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Range LongestHeld() const;
   bool MayChangeUnseen() const;  // while no lane is open
   void Redirect(WebLane& lane, const ReplyReading& reading);
-  void HasChanged();
+  void HasChanged(const std::string& atNewAddress = {});
   void AskByHttp2(WebLane& lane, const AskedFor& asked);
   void EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason);
   void EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason);
@@ -278,6 +289,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool seeksLogin_ = false;  // in the desktop's store, and no lane is open
 
   std::shared_ptr<PartFile> part_;
+  bool movingKey_ = false;                                          // the journal is to have the new address
   bool creating_ = false;                                           // it, and then its room
   std::vector<std::pair<int, std::unique_ptr<FetchBlock>>> early_;  // came before the part file was there
   struct EarlyEnd {

@@ -274,6 +274,7 @@ void WebEngine::PutDone(std::uint32_t generation, const std::vector<Range>& writ
   if (result == PartFile::Result::Differs) return ComparedOther();
   for (const Range& range : written) written_.Add(range);
   unclaimed_ = true;
+  TakeNewAddress();
   if (Fetching() || state_ == FetchState::Finishing) return;
   Claim();  // no pulse does
   ClosePartAtRest();
@@ -332,6 +333,7 @@ void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, c
   if (!last) return;
   SourceOf(lane).twins.push_back(lane.sampled);
   Proven(lane, lane.sampled);
+  TakeNewAddress();
   Release(lane);
   if (state_ == FetchState::Opening) {
     Open();
@@ -421,6 +423,7 @@ void WebEngine::WriteJournal(JournalState state, Journal::Done done) {
   entry_.state = state;
   entry_.facts = facts_;
   if (Current()) entry_.speedLimit = program_.speed->LimitOf(slot_.Index());
+  entry_.queuePlace = program_.QueuePlace(slot_.Index());
   services_->listed.insert(entry_.key);
   services_->journal.Put(entry_, std::move(done));
 }
@@ -439,6 +442,7 @@ Task<> WebEngine::Finish(Run run) {
   }
   if (!part_) co_return;  // a write has failed, and has stopped the download
   for (const auto& lane : lanes_) lane->compares = lane->endProves = false;
+  TakeNewAddress();
   const bool flushed = co_await FlushWhole(run);
   if (!flushed) co_return;
   entry_.held = IntervalSet({{0, facts_.total}});
@@ -529,6 +533,7 @@ void WebEngine::Finished() {
   Take(FetchEvent::Renamed);
   EndRun();
   services_->cookies.erase(entry_.key);
+  services_->newAddresses.erase(entry_.key);
   part_.reset();
   record.SavePath = entry_.path;
   record.HasSavePath = true;

@@ -8,7 +8,8 @@
 namespace pellora {
 
 void WebEngine::BeginSources() {
-  sources_.Begin(given_, entry_.mirrors);
+  // Another address must show by itself that it has the same file.
+  sources_.Begin(given_, NewAddress() == nullptr ? entry_.mirrors : std::vector<Mirror>());
   const auto from = static_cast<int>(std::min<std::uint64_t>(entry_.factsFrom, kMostMirrors));
   if (factsKnown_ && from < sources_.Count()) sources_.At(from).facts = facts_;
   for (int number = 1; number < sources_.Count(); ++number) {
@@ -72,7 +73,8 @@ void WebEngine::Proven(const WebLane& lane, const FileFacts& facts) {
 }
 
 void WebEngine::TakeLinks(const WebLane& lane, const FetchAnswer& answer) {
-  if (!IsHttp(lane.address.scheme)) return;
+  const bool areKnown = sources_.Count() == static_cast<int>(entry_.mirrors.size()) + 1;
+  if (!IsHttp(lane.address.scheme) || !areKnown) return;
   for (const Mirror& mirror : MirrorsIn(answer, lane.address)) {
     const auto isKnown = [&](const Mirror& known) { return known.url == mirror.url; };
     if (entry_.mirrors.size() == kMostMirrors || mirror.url == WireUrl(given_)) continue;

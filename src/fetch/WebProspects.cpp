@@ -27,7 +27,7 @@ class WebInquiry final : public Inquiry, private FetchEvents {
 
   WebInquiry(const Program& program, const WebServices& services, const WebAddress& given, const WebAdd& add, Told told)
       : program_(program),
-        requests_(program, services.keys),
+        requests_(program, services.keys, services.logins),
         address_(given),
         referrer_(add.handOver.referrer),
         told_(std::move(told)) {

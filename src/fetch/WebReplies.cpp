@@ -129,6 +129,10 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
       oneLane_ = unranged_ = true;
       return OpenWhole(lane);
     case ReplyVerdict::Changed:
+      if (NewAddress() != nullptr && !OthersOfSource(lane)) {
+        return HasChanged(
+            Say(WebText::OtherSizeThere, {std::to_string(reading.facts.total), std::to_string(facts_.total)}));
+      }
       return IsOther(lane, ReasonFor(reading, answer));
     case ReplyVerdict::Redirect:
       return Redirect(lane, reading);
@@ -200,6 +204,7 @@ void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyRe
   }
   lane.Take(LaneEvent::RightAnswer);
   services_->hosts.Accepted(OriginOf(lane.address));
+  TakeNewAddress();
   if (!opened) return;
   Take(FetchEvent::FirstAnswerRight);
   Announce(program_.Text(kTextWebDownloading));
@@ -226,6 +231,7 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   oneLane_ |= answer.status == 200 && !EqualsNoCase(HeaderOf(answer, "Accept-Ranges"), "bytes");
   ChooseName(lane, answer);
   TakeLinks(lane, answer);
+  TakeNewAddress();
   plan_.emplace(NewPlan());
   lane.Take(LaneEvent::RightAnswer);
   Take(FetchEvent::FirstAnswerRight);
@@ -316,11 +322,14 @@ void WebEngine::ShowQuestion(std::string yes, std::string no, std::function<void
   if (view_ != nullptr) view_->ShowQuestion(std::move(asked));
 }
 
-void WebEngine::HasChanged() {
+void WebEngine::HasChanged(const std::string& atNewAddress) {
   if (!Fetching() && state_ != FetchState::Finishing) return;
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
   if (CookiesAreGone()) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));       // a login page, rather
   if (written_.Ranges().empty() && entry_.oldPartPath.empty()) return BeginAnewUnasked();  // nothing can be lost
+  if (NewAddress() != nullptr) {
+    return Rest(FetchEvent::GivenUp, atNewAddress.empty() ? Say(WebText::OtherBytesThere) : atNewAddress);
+  }
   Ask(Say(WebText::Changed), Say(WebText::AskBeginAnew), Say(WebText::BeginAnew), Say(WebText::KeepPart),
       [this](bool yes) {
         if (yes) return BeginAnew();

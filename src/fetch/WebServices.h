@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "core/EngineChoice.h"
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
@@ -37,7 +38,10 @@ struct WebServices {
   std::set<JournalKey> listed;                // journal entries that had a record when the list was last saved
   std::map<JournalKey, std::string> cookies;  // that were handed over
   std::map<JournalKey, Login> addedLogins;    // that came with an add
-  std::uint64_t seed;                         // of the chances of waits
+  // Of records whose address the user is changing: tried at the next start, and kept if it has the same file.
+  std::map<JournalKey, AddressReading> newAddresses;
+  std::set<JournalKey> superseded;  // former addresses, in the journal until the list is saved with the new ones
+  std::uint64_t seed;               // of the chances of waits
 
  private:
   std::int64_t now_ = 0;

@@ -50,6 +50,19 @@ constexpr std::array<Command, 12> kCommands{{
     {MainWindow::kPauseAll, &MainWindow::stopall, ""},
 }};
 
+QueueMove QueueMoveOf(RowMove move) {
+  switch (move) {
+    case RowMove::First:
+      return QueueMove::First;
+    case RowMove::Up:
+      return QueueMove::Up;
+    case RowMove::Down:
+      return QueueMove::Down;
+    default:
+      return QueueMove::Last;
+  }
+}
+
 }  // namespace
 
 MainWindow::MainWindow(Program& program)
@@ -63,7 +76,8 @@ MainWindow::MainWindow(Program& program)
       timerC_(program.platform, kTickMilliseconds),
       timer5_(program.platform, kSaveMilliseconds),
       timer1_(program.platform, kIdleTimerMilliseconds),
-      preview_(program.platform, kPreviewTimerMilliseconds) {
+      preview_(program.platform, kPreviewTimerMilliseconds),
+      stayAwake_(program) {
   Width = 800;
   Height = 600;
   // The updater is a separate program, and may be missing.
@@ -111,6 +125,12 @@ void MainWindow::ConnectEvents() {
   opene.OnClick = [this] { OpenOrRestart(ListView1); };
   resumed.OnClick = [this] { OpenOrRestart(ListView1); };
   shedulded.OnClick = [this] { ToggleScheduled(); };
+  changeaddress.OnClick = [this] { platform_.tasks.Spawn(ChangeAddress()); };
+  queuefirst.OnClick = [this] { MoveInQueue(QueueMove::First); };
+  queueup.OnClick = [this] { MoveInQueue(QueueMove::Up); };
+  queuedown.OnClick = [this] { MoveInQueue(QueueMove::Down); };
+  queuelast.OnClick = [this] { MoveInQueue(QueueMove::Last); };
+  ListView1.OnMoveKey = [this](RowMove move) { MoveInQueue(QueueMoveOf(move)); };
 
   ListView2.OnClick = [this] { SelectFinished(); };
   ListView2.OnDoubleClick = [this] {
@@ -194,6 +214,7 @@ void MainWindow::StartTimers() {
 }
 
 void MainWindow::StopTimers() {
+  stayAwake_.End();
   timerC_.SetEnabled(false);
   timer5_.SetEnabled(false);
   timer1_.SetEnabled(false);

@@ -20,7 +20,9 @@
 #include "async/Winsock.h"
 #include "core/Program.h"
 #include "core/Queue.h"
+#include "core/QueueOrder.h"
 #include "core/RecordLife.h"
+#include "core/StayAwake.h"
 #include "mainwin/AddList.h"
 #include "mainwin/AskLine.h"
 #include "mainwin/Form1.h"
@@ -82,6 +84,11 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Menu stopall{this, "stopall", "Stop &All downloads", 288};
   Menu properties{this, "properties", "&Properties", 285};  // opens nothing
   Menu shedulded{this, "shedulded", "Schedulded", 287};
+  Menu changeaddress{this, "changeaddress", "&Change Address...", 943};
+  Menu queuefirst{this, "queuefirst", "&First in the Queue", 949};
+  Menu queueup{this, "queueup", "&Up in the Queue", 950};
+  Menu queuedown{this, "queuedown", "Do&wn in the Queue", 952};
+  Menu queuelast{this, "queuelast", "&Last in the Queue", 953};
   // Popup of ListView2.
   Menu pop2{this, "pop2", "pop2"};
   Menu openfile2{this, "openfile2", "&Open file", 284};
@@ -246,6 +253,10 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   void PreparePopup();
   void PrepareFinishedPopup();
   void ToggleScheduled();
+  bool MayChangeAddress(int index);
+  Task<> ChangeAddress();
+  std::string AddressRefusal(int index, const std::string& url);
+  void MoveInQueue(QueueMove move);
   void OpenOrRestart(const ListView& list);
   Task<> OpenFile(std::int16_t index);
   void ClearSelected();
@@ -322,6 +333,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   std::uint64_t finishedGeneration_ = 0;  // number of the last rebuild of ListView2
 
   bool pumpPosted_ = false;  // an event that starts queued records of the web engine
+  StayAwake stayAwake_;
   std::uint64_t resumeGeneration_ = 0;
   bool adding_ = false;           // the add dialog is open
   bool askingClipboard_ = false;  // the clipboard question is open

@@ -34,6 +34,7 @@ void MainWindow::Tick() {
   program_.speed->Update();
   WatchConnection();
   AttachPreview();
+  stayAwake_.Watch();
   // A tick that asks a question does nothing else; the next ones do while it is open.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 

@@ -89,6 +89,7 @@ class options final : public Window {
   Label Label11{this, "Label11", "Additional certificates (PEM file) :", 807};
   TextBox Text11{this, "Text11"};
   CheckBox Check12{this, "Check12", "Look for checksums beside the file (SHA256SUMS)", 903};
+  CheckBox Check14{this, "Check14", "Keep the computer awake while data arrives", 955};
 
   CommandButton OK{this, "OK", "OK", 635};
   CommandButton Command1{this, "Command1", "Cancel", 636};
@@ -107,7 +108,7 @@ class options final : public Window {
 
  private:
   // The controls whose value is the setting itself; at OK the others are converted, by other rules than the store's.
-  std::array<std::pair<CheckBox*, bool*>, 11> Switches();
+  std::array<std::pair<CheckBox*, bool*>, 12> Switches();
   std::array<std::pair<TextBox*, std::string*>, 5> Texts();
   // The button of each value of WebEngine.
   std::array<std::pair<OptionButton*, std::int32_t>, 3> WebChoices();

@@ -16,6 +16,7 @@ class EventLoop;
 class Fetcher;
 class Files;
 class Folders;
+class Inhibit;
 class Locale;
 class Machine;
 class Media;
@@ -53,6 +54,7 @@ struct Platform {
   Unzip* unzip = nullptr;                  // null where no archive can be unpacked: update packages stay packed
   Digests* digests = nullptr;              // null where there is no fetcher
   Secrets* secrets = nullptr;              // null where the desktop keeps no passwords
+  Inhibit* inhibit = nullptr;              // null where nobody can be asked not to suspend
 };
 
 }  // namespace pellora

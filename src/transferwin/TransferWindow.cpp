@@ -66,14 +66,11 @@ Task<> TransferWindow::EndIfDropped() {
   (void)engine_->StillCurrent();
 }
 
-// A download that has a question is resumed by the answer.
+// A download that has a question is resumed by the answer, unless another address has answered it.
 Task<> TransferWindow::ResumeDownload() {
   const auto hold = Hold();
-  if (question_) {
-    ShowWindow();
-  } else {
-    co_await engine_->ResumeDownload();
-  }
+  co_await engine_->ResumeDownload();
+  if (question_) ShowWindow();
 }
 
 void TransferWindow::ShowQuestion(EngineQuestion question) {

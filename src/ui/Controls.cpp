@@ -144,6 +144,11 @@ void ListView::SortBy(int column, bool descending) {
   PropertyChanged();
 }
 
+void ListView::PressMove(RowMove move) {
+  if (!OnMoveKey) return;
+  Fire([this, move] { OnMoveKey(move); });
+}
+
 void ListView::ClickColumn(int column) {
   if (OnColumnClick) Fire([this, column] { OnColumnClick(column); });
 }

@@ -246,6 +246,9 @@ struct ListRow {
   bool operator==(const ListRow&) const = default;
 };
 
+// Where a key moves the selected row.
+enum class RowMove : std::uint8_t { First, Up, Down, Last };
+
 enum ListDisplay : int { kIconDisplay = 0, kSmallIconDisplay = 1, kListDisplay = 2, kReportDisplay = 3 };
 
 // Rows are kept by value; a view reads them by number, so that many rows cost it nothing. Replacing the rows keeps the
@@ -284,6 +287,7 @@ class ListView : public Control {
   std::function<void()> OnDoubleClick;  // on the selected row
   std::function<void()> OnRightClick;   // before a menu opens; the row under the pointer, or none, is selected
   std::function<void()> OnDeleteKey;
+  std::function<void(RowMove move)> OnMoveKey;  // Alt with Home, Up, Down or End
   std::function<void(int column)> OnColumnClick;
   std::function<void(std::size_t row)> OnCheck;  // the user has set or cleared its check mark
 
@@ -293,6 +297,7 @@ class ListView : public Control {
   void DoubleClick() { Fire(OnDoubleClick); }
   void RightClick() { Fire(OnRightClick); }
   void PressDelete() { Fire(OnDeleteKey); }
+  void PressMove(RowMove move);
   void ClickColumn(int column);
   void CheckByUser(std::size_t row, bool checked);  // ignored for a row without a box
 

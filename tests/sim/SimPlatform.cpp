@@ -61,6 +61,7 @@ SimPlatform::SimPlatform(SimOptions options)
                              nullptr,
                              options.web ? &fetcher_ : nullptr,
                              options.web ? &downloadFiles_ : nullptr}) {
+  platform_->inhibit = &inhibit_;
   if (options.web) {
     platform_->secrets = &secrets_;
     platform_->digests = &digests_;

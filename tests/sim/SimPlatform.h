@@ -84,6 +84,7 @@ class SimPlatform {
   SimLocale& locale() { return locale_; }
   SimAutoStart& autoStart() { return autoStart_; }
   SimTray& tray() { return tray_; }
+  SimInhibit& inhibit() { return inhibit_; }
   SimBrowserMenu& browserMenu() { return browserMenu_; }
   SimWindows& windows() { return windows_; }
   SimMedia& media() { return media_; }
@@ -141,6 +142,7 @@ class SimPlatform {
   SimLocale locale_;
   SimAutoStart autoStart_;
   SimTray tray_;
+  SimInhibit inhibit_;
   SimBrowserMenu browserMenu_;
   SimWindows windows_;
   SimMedia media_;

@@ -99,10 +99,11 @@ FetchOutcome NoKeyExchange(const CurlEnd& end) {
 }
 
 constexpr int kFtpTooMany = 421;
+constexpr int kLoginRequired = 401;  // from a proxy: some say this to a wrong one
 constexpr int kProxyLoginRequired = 407;
 
 bool WantsOtherLogin(const CurlEnd& end) {
-  if (end.proxyStatus == kProxyLoginRequired) return true;
+  if (end.proxyStatus == kProxyLoginRequired || end.proxyStatus == kLoginRequired) return true;
   if (end.code != CURLE_PROXY) return false;
   return end.proxyError == CURLPX_NO_AUTH || end.proxyError == CURLPX_USER_REJECTED;
 }

@@ -10,33 +10,34 @@ from test_web import DATA, Web
 
 NEEDED = "The server requires a user name and a password."
 WRONG = "The server refused this user name and password."
+PROMPT = "Unlock Login Keyring"
 STORE = ("application", "pellora", "host", "127.0.0.1")
 
 
 class Logins(Web):
     more_settings = {"WebEngine": 2}
 
-    def ask(self, url):
+    def ask(self, url, title="127.0.0.1"):
         """Begins the download and opens the window of its login."""
         self.begin_url(url)
         self.wait_state(url, "failed")
         self.assertEqual(self.session.titled("Log In"), [], "no window comes unasked")
-        self.click_log_in()
+        self.click_log_in(title)
 
-    def click_log_in(self):
-        self.screen.click("push button", "Log In...", "127.0.0.1")
+    def click_log_in(self, title="127.0.0.1"):
+        self.screen.click("push button", "Log In...", title)
         self.screen.wait("push button", "OK", "Log In")
 
     def type_login(self, user, password, remember=False):
         self.screen.raise_window("Log In")
-        self.screen.wait("text", "User name :", "Log In", "focused" if user else None)
+        self.screen.wait("text", "User name :", "Log In", "FOCUSED" if user else None)
         if user:
             self.screen.type(user)
             self.screen.keys("Tab")
         self.screen.type(password)
         if remember:
             self.screen.click("check box", "Remember in the desktop's password store", "Log In")
-            self.screen.wait("check box", "Remember in the desktop's password store", "Log In", "checked")
+            self.screen.wait("check box", "Remember in the desktop's password store", "Log In", "CHECKED")
         self.session.save_screenshot("login")
         self.screen.click("push button", "OK", "Log In")
         self.screen.wait_gone("push button", "OK", "Log In")
@@ -96,7 +97,7 @@ class Questions(Logins):
     def test_plain_http_with_basic_says_that_others_can_read_it(self):
         self.start_with_screen()
         url = self.nginx.url(self.nginx.clear, "private/a.bin")
-        self.ask(url)
+        self.ask(url, "a.bin")  # an http address has its name at once
         self.assertIn("The password is sent without encryption: others on the way can read it.", self.texts("Log In"))
         self.type_login("joe", "s3cret")
         self.finish(url, DATA)
@@ -124,7 +125,7 @@ class Digest(Logins):
         self.session.menu_url(url.replace("//", "//joe:wrong@"))
         listed = url.replace("//", "//joe@")
         self.wait_state(listed, "failed")
-        self.click_log_in()
+        self.click_log_in("a.bin")
         self.type_login("", "s3cret")
         self.finish(listed, DATA)
 
@@ -132,17 +133,20 @@ class Digest(Logins):
 class PasswordStore(Logins):
     def setUp(self):
         super().setUp()
-        self.start_store()
+        self.start_store("--unlock")
         self.url = self.nginx.url(self.nginx.plain, "private/a.bin")
 
-    def start_store(self):
-        self.store = subprocess.Popen(["gnome-keyring-daemon", "--foreground", "--unlock", "--components=secrets"],
+    def start_store(self, *options):
+        self.store = subprocess.Popen(["gnome-keyring-daemon", "--foreground", "--components=secrets", *options],
                                       env=self.session.env, stdin=subprocess.PIPE, stdout=self.session.log,
                                       stderr=self.session.log)
         self.addCleanup(harness.end_process, self.store)
         self.store.stdin.write(b"opensesame")
         self.store.stdin.close()
-        harness.wait_until(lambda: self.session.call_bus("NameHasOwner", "org.freedesktop.secrets"), 20, "the store")
+        harness.wait_until(self.has_store, 20, "the store")
+
+    def has_store(self):
+        return self.session.call_bus("NameHasOwner", "org.freedesktop.secrets")
 
     def tool(self, *arguments, **options):
         return subprocess.run(["secret-tool", *arguments], env=self.session.env, check=False, capture_output=True,
@@ -165,12 +169,45 @@ class PasswordStore(Logins):
         small = self.begin_url(self.nginx.url(self.nginx.plain, "private/small.bin"))
         self.finish(small, DATA[:1000])
 
-    def test_login_that_another_program_has_stored_is_used(self):
+    def store_login(self):
         stored = self.tool("store", "--label=files", *STORE, "scheme", "https", "port", str(self.nginx.plain), "realm",
                            "files", "user", "joe", input=b"s3cret")
         self.assertEqual(stored.returncode, 0, stored.stderr)
+
+    def test_login_that_another_program_has_stored_is_used(self):
+        self.store_login()
         self.session.start()
         self.finish(self.begin_url(self.url), DATA)
+
+    def lock_store(self):
+        self.store_login()
+        harness.end_process(self.store)
+        harness.wait_until(lambda: not self.has_store(), 20, "the end of the store")
+        self.start_store()
+
+    def answer_prompt(self, password, key):
+        """In the desktop's own window."""
+        self.screen.wait("dialog", PROMPT)
+        harness.wait_until(lambda: self.screen.find("password text", "", PROMPT), 20, "its field")
+        self.screen.type(password)
+        self.screen.keys(key)
+        self.screen.wait_gone("dialog", PROMPT)
+
+    def test_locked_store_asks_for_its_own_password(self):
+        self.lock_store()
+        self.start_with_screen()
+        self.begin_url(self.url)
+        self.answer_prompt("opensesame", "Return")
+        self.finish(self.url, DATA)
+
+    def test_store_that_stays_locked_leads_to_the_question(self):
+        self.lock_store()
+        self.start_with_screen()
+        self.begin_url(self.url)
+        self.answer_prompt("", "Escape")
+        self.click_log_in()
+        self.type_login("joe", "s3cret")
+        self.finish(self.url, DATA)
 
 
 class NoPasswordStore(Logins):

@@ -46,7 +46,7 @@ TEST_F(WebAskLogin, IsOpenedByTheButtonAndGoneWithTheAnswer) {
   Decide(true);
   ASSERT_NE(Window(), nullptr);
   EXPECT_EQ(Window()->Label1.Caption(), "The server requires a user name and a password.");
-  EXPECT_EQ(Window()->Label2.Caption(), "https://o.example:443");
+  EXPECT_EQ(Window()->Label2.Caption(), "https://o.example");
   EXPECT_EQ(Window()->Label3.Caption(), "Area: origin");
   EXPECT_FALSE(Window()->Label6.Visible());
   EXPECT_TRUE(Window()->Check1.Enabled());

@@ -79,6 +79,7 @@ TEST_F(Options, HaveTheirControlsWithNumbersAndCaptions) {
       {"Label11", "807", "Additional certificates (PEM file) :"},
       {"Text11", "", ""},
       {"Check12", "903", "Look for checksums beside the file (SHA256SUMS)"},
+      {"Check14", "955", "Keep the computer awake while data arrives"},
       {"OK", "635", "OK"},
       {"Command1", "636", "Cancel"},
   };

@@ -32,7 +32,7 @@ constexpr Span kRequired[] = {
     {250, 251}, {270, 276}, {280, 289}, {300, 303}, {400, 403}, {405, 413}, {500, 503}, {510, 513},
     {515, 516}, {520, 528}, {530, 531}, {534, 537}, {600, 602}, {604, 616}, {621, 627}, {629, 636},
     {648, 648}, {669, 670}, {693, 693}, {695, 704}, {786, 787}, {791, 792}, {796, 799}, {800, 814},
-    {820, 850}, {860, 866}, {877, 889}, {892, 903}, {907, 911}, {917, 942}, {951, 951},
+    {820, 850}, {860, 866}, {877, 889}, {892, 903}, {907, 911}, {917, 956},
 };
 
 std::string ReadFile(const std::string& name) {
@@ -234,7 +234,8 @@ TEST(WebTexts, AreTheShippedEnglishOnes) {
   LangStringArray built;
   FillWebTexts(built);
   built[805] = shipped[805];  // belongs to the basket
-  for (std::size_t number = 800; number < 951; ++number) EXPECT_EQ(built[number], shipped[number]) << number;
+  built[951] = shipped[951];  // is the same in every language
+  for (std::size_t number = 800; number < 957; ++number) EXPECT_EQ(built[number], shipped[number]) << number;
 }
 
 TEST_P(LanguageFile, EndsItsMessagesAsSentences) {
@@ -289,7 +290,7 @@ TEST(LanguageFiles, TranslateEverythingButNamesAndSigns) {
   const std::map<std::string, std::set<std::size_t>> kSame = {
       {"french.txt", {4, 5, 6, 103, 202, 203, 251, 635, 704, 787, 791, 924, 951}},
       {"german.txt", {4, 5, 6, 107, 202, 204, 205, 251, 635, 704, 924, 951}},
-      {"italian.txt", {4, 5, 6, 107, 202, 204, 407, 635, 704, 786, 921, 951}},
+      {"italian.txt", {4, 5, 6, 107, 202, 204, 407, 635, 704, 786, 889, 921, 951}},
       {"polish.txt", {4, 5, 6, 202, 635, 704, 951}},
       {"portuguese.txt", {0, 4, 5, 6, 202, 205, 635, 704, 924, 951}},
       {"spanish.txt", {0, 4, 5, 6, 202, 407, 600, 704, 924, 951}}};
