@@ -82,8 +82,6 @@ constexpr std::array kEnglish = {
     English{WebText::More, "More"},
     English{WebText::SaveInFolder, "Folder :"},
     English{WebText::SaveAsName, "File name :"},
-    English{WebText::UserName, "User name :"},
-    English{WebText::Password, "Password :"},
     English{WebText::ChecksumField, "Checksum :"},
     English{WebText::ReferringPage, "Referring page :"},
     English{WebText::Cookies, "Cookies :"},
@@ -98,7 +96,6 @@ constexpr std::array kEnglish = {
             "No file can be saved in the folder %1. Please give the full path of a folder that exists and that you may "
             "write to."},
     English{WebText::BadFileName, "%1 cannot be the name of a file, or a file with this name exists."},
-    English{WebText::BadSpeedLimit, "The speed limit must be a whole number of KiB per second."},
     English{WebText::BadBeginAt, "This is not a date and a time to come. Please write them as in the proposal."},
     English{WebText::BadPage,
             "The referring page must be an address that begins with http:// or https://, and cookies have the form "
@@ -115,8 +112,8 @@ constexpr std::array kEnglish = {
     English{WebText::LogIn, "Log In..."},
     English{WebText::NotNow, "Not Now"},
     English{WebText::LoginTitle, "Log In"},
-    English{WebText::LoginUser, "User name :"},
-    English{WebText::LoginPassword, "Password :"},
+    English{WebText::UserName, "User name :"},
+    English{WebText::Password, "Password :"},
     English{WebText::Remember, "Remember in the desktop's password store"},
     English{WebText::WrongLogin, "The server refused this user name and password."},
     English{WebText::ProxyLoginNeeded, "The proxy %1 requires a user name and a password."},
