@@ -41,19 +41,24 @@ std::string Part(CURLU* url, CURLUPart part) {
   return result;
 }
 
-// libcurl takes no notice of a proxy with a control character in its login, and connects without it.
-bool HasUsableLogin(const std::string& proxy) {
-  CURLU* const url = curl_url();
-  bool usable = true;
-  if (curl_url_set(url, CURLUPART_URL, proxy.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK) {
-    for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD}) {
-      char* text = nullptr;
-      usable = usable && curl_url_get(url, part, &text, CURLU_URLDECODE) != CURLUE_URLDECODE;
-      curl_free(text);
-    }
+// libcurl reports an address that it cannot use like a proxy that does not answer. Of one with a control character in
+// its login it takes no notice, and connects without it.
+const char* FaultOfProxy(const std::string& proxy) {
+  constexpr std::array<std::string_view, 6> kSchemes{"http", "https", "socks4", "socks4a", "socks5", "socks5h"};
+  const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), &curl_url_cleanup);
+  if (curl_url_set(url.get(), CURLUPART_URL, proxy.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
+    return "its address cannot be read";
   }
-  curl_url_cleanup(url);
-  return usable;
+  if (std::find(kSchemes.begin(), kSchemes.end(), Part(url.get(), CURLUPART_SCHEME)) == kSchemes.end()) {
+    return "a proxy of this kind cannot be used";
+  }
+  for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD}) {
+    char* text = nullptr;
+    const bool unusable = curl_url_get(url.get(), part, &text, CURLU_URLDECODE) == CURLUE_URLDECODE;
+    curl_free(text);
+    if (unusable) return "its login holds a control character";
+  }
+  return nullptr;
 }
 
 bool EqualNames(std::string_view a, std::string_view b) {
@@ -183,9 +188,7 @@ void CurlTransfer::SetConnection() {
   Set(CURLOPT_PROXY, request_.proxy.c_str());
   Set(CURLOPT_NOPROXY, "");
   if (!request_.proxy.empty()) {
-    if (!HasUsableLogin(request_.proxy)) {
-      Refuse(CURLE_PROXY, FetchEnd::Proxy, "its login holds a control character");
-    }
+    if (const char* const fault = FaultOfProxy(request_.proxy)) Refuse(CURLE_PROXY, FetchEnd::Proxy, fault);
     Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     Set(CURLOPT_HTTPPROXYTUNNEL, IsHttp() ? 0L : 1L);  // a proxy must not speak ftp in our name
     Set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
