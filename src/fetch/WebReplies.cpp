@@ -190,7 +190,9 @@ void WebEngine::WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const Repl
 
 void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
   lane.proof = reading.proof;
-  if (!factsKnown_ || !(entry_.foundChecksum || lane.compares)) entry_.foundChecksum = ChecksumIn(answer);
+  // A mirror's would be held against the bytes of all.
+  const bool mayName = !entry_.foundChecksum && !lane.compares && lane.source == 0;
+  if (!factsKnown_ || mayName) entry_.foundChecksum = ChecksumIn(answer);
   if (!factsKnown_) return TakeFirstBody(lane, answer, reading);
   const bool opened = state_ == FetchState::Opening;
   Proven(lane, reading.facts);
