@@ -29,6 +29,7 @@
 #include "lang/Language.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
+#include "mainwin/MetalinkAdds.h"
 #include "options/Options.h"
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
@@ -139,6 +140,13 @@ struct App::Parts {
     }
   }
 
+  // Those of a Metalink: several are shown first.
+  void AddFiles(std::vector<MetalinkAdd> files) {
+    std::vector<ListedAdd> adds = ListedAddsOf(std::move(files), false);
+    if (adds.size() != 1) return Main().addList->Offer(std::move(adds), false);
+    program.platform.tasks.Spawn(AddDownload(&program, std::move(adds.front().request)));
+  }
+
   // The web engine's journal lies beside the list.
   void MakeWebServices() {
     const Platform& platform = program.platform;
@@ -160,6 +168,12 @@ struct App::Parts {
     program.queuePlaceSet = [this](std::int16_t index) { RememberPlace(program, *web, index); };
     program.takesHandOver = [this](std::int16_t index, const HandOver& handOver) {
       return TakeHandOver(program, *web, index, handOver);
+    };
+    web->metalinkArrived = [this](std::int16_t index, std::vector<MetalinkAdd> adds) {
+      EmptyPlace(program, index);
+      Release(program, index, kDeleted);
+      Main().RefreshRows(kAllRows, kUnforced);
+      AddFiles(std::move(adds));
     };
     prospects = NewWebProspects(program, *web);
     program.prospects = prospects.get();

@@ -93,10 +93,10 @@ std::optional<Link> TakeLink(std::string_view& text) {
 }
 
 bool HasRelation(std::string_view relations, std::string_view wanted) {
-  while (!relations.empty()) {
-    const std::string_view one = TakeToken(relations);
+  for (SkipBlanks(relations); !relations.empty(); SkipBlanks(relations)) {
+    const std::string_view one = relations.substr(0, relations.find_first_of(" \t"));
     if (EqualsNoCase(one, wanted)) return true;
-    if (one.empty() && !relations.empty()) relations.remove_prefix(1);
+    relations.remove_prefix(one.size());
   }
   return false;
 }

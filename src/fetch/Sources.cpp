@@ -1,6 +1,8 @@
 #include "fetch/Sources.h"
 
 #include <algorithm>
+#include <limits>
+#include <set>
 #include <utility>
 
 namespace pellora {
@@ -71,6 +73,51 @@ bool Sources::MoveOn(const std::string& fault) {
   }
   TakeFirstAsMain();
   return others;
+}
+
+std::vector<int> Sources::WhoDelivered(Range range) const {
+  std::vector<int> numbers;
+  for (int number = 0; number < Count(); ++number) {
+    const std::vector<Range>& delivered = At(number).delivered.Ranges();
+    const bool any = std::any_of(delivered.begin(), delivered.end(),
+                                 [&](const Range& one) { return one.begin < range.end && range.begin < one.end; });
+    if (any) numbers.push_back(number);
+  }
+  return numbers;
+}
+
+std::vector<int> Sources::Suspects(const std::vector<Range>& wrong) const {
+  constexpr Range kAll{0, std::numeric_limits<std::int64_t>::max()};
+  std::set<int> alone;
+  std::set<int> together;
+  for (const Range& range : wrong.empty() ? std::vector<Range>{kAll} : wrong) {
+    const std::vector<int> numbers = WhoDelivered(range);
+    if (numbers.size() == 1 && !wrong.empty()) alone.insert(numbers.front());
+    if (numbers.size() > 1) together.insert(numbers.begin() + 1, numbers.end());
+  }
+  const std::set<int>& suspects = alone.empty() ? together : alone;
+  const bool othersAreLeft = [&] {
+    for (int number = 0; number < Count(); ++number) {
+      if (At(number).state != SourceState::LeftOut && !suspects.contains(number)) return true;
+    }
+    return false;
+  }();
+  return othersAreLeft ? std::vector<int>(suspects.begin(), suspects.end()) : std::vector<int>();
+}
+
+std::vector<Range> Sources::DeliveredBy(const std::vector<int>& numbers) const {
+  std::vector<Range> ranges;
+  for (const int number : numbers) {
+    const std::vector<Range>& delivered = At(number).delivered.Ranges();
+    ranges.insert(ranges.end(), delivered.begin(), delivered.end());
+  }
+  return ranges;
+}
+
+void Sources::ForgetDelivered(const std::vector<Range>& ranges) {
+  for (Source& source : sources_) {
+    for (const Range& range : ranges) source.delivered.Remove(range);
+  }
 }
 
 std::optional<int> Sources::ForLane(const std::vector<int>& open, const std::vector<int>& room, bool spread) const {

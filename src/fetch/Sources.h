@@ -60,12 +60,20 @@ class Sources {
   // are in use again, and the first one is the main one.
   bool MoveOn(const std::string& fault);
 
+  // Who has delivered wrong bytes: the sources that alone delivered bytes of a wrong range, else all but the first that
+  // delivered any. Without ranges: all but the first that delivered anything. Never all that are left.
+  std::vector<int> Suspects(const std::vector<Range>& wrong) const;
+  // What of the file these have delivered.
+  std::vector<Range> DeliveredBy(const std::vector<int>& numbers) const;
+  void ForgetDelivered(const std::vector<Range>& ranges);
+
   // The source in use with the fewest open lanes, the first of such, for a further lane; `open` and `room` are the
   // lanes of each source that are open and that it takes besides. `spread`: else the main one alone.
   std::optional<int> ForLane(const std::vector<int>& open, const std::vector<int>& room, bool spread) const;
 
  private:
   void TakeFirstAsMain();
+  std::vector<int> WhoDelivered(Range range) const;
 
   std::vector<Source> sources_ = std::vector<Source>(1);
   int main_ = 0;

@@ -195,7 +195,7 @@ bool WebEngine::HasPieces() const { return entry_.pieces && AreOfFile(*entry_.pi
 // Where nothing as good is known.
 bool WebEngine::SeeksList() const {
   const bool known = entry_.checksum || (entry_.foundChecksum && entry_.foundChecksum->kind >= ChecksumKind::Sha256);
-  const WebAddress& current = sources_.Main().current;
+  const WebAddress& current = sources_.At(0).current;
   return program_.settings.SeekChecksums && !known && !ListPlaces(current).empty() &&
          services_->hosts.WaitFor(OriginOf(current), Now()) == 0;
 }
@@ -203,7 +203,7 @@ bool WebEngine::SeeksList() const {
 Task<> WebEngine::SeekList(Run run) {
   const auto hold = Hold();
   ShowCheck(Say(WebText::SeekingChecksums));
-  const WebAddress& current = sources_.Main().current;
+  const WebAddress& current = sources_.At(0).current;
   std::vector<std::string> names = {PercentDecoded(LastPathPart(current)), NameOf(entry_.path)};
   seek_ = std::make_unique<ListSeek>(program_.platform, services_->hosts, ListPlaces(current), std::move(names),
                                      [this](const WebAddress& address) {
@@ -220,6 +220,7 @@ Task<> WebEngine::SeekList(Run run) {
 }
 
 void WebEngine::AskAboutWrong(const std::string& reason, const std::vector<Range>& wrong) {
+  if (FetchElsewhere(wrong)) return;
   const std::int64_t bytes = IntervalSet(wrong).Bytes();
   const bool pieces = !wrong.empty();
   const std::string question = pieces ? Say(WebText::AskFetchPieces, {Size(bytes)}) : Say(WebText::AskFetchAgain);
@@ -232,11 +233,16 @@ void WebEngine::AskAboutWrong(const std::string& reason, const std::vector<Range
 
 void WebEngine::FetchAgain(const std::vector<Range>& wrong) {
   if (wrong.empty()) return BeginAnew();
+  ForgetRanges(wrong);
+  StartOrQueue();
+}
+
+// They are missing again.
+void WebEngine::ForgetRanges(const std::vector<Range>& wrong) {
   Take(FetchEvent::Pause);
   for (const Range& range : wrong) written_.Remove(range);
   entry_.held = written_;
   WriteJournal(JournalStateNow());
-  StartOrQueue();
 }
 
 }  // namespace pellora

@@ -185,7 +185,11 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void ForgetMain();  // what only it could not do
   void HoldFor(std::int64_t wait, RoundCause cause);
   bool MainHasFailed(RoundCause cause) const;
+  // What is wrong, or came from mirrors where it is not known what is, is fetched from other sources, without asking.
+  // False if there are none.
+  bool FetchElsewhere(const std::vector<Range>& wrong);
   std::string Notes() const;
+  Task<bool> TakeMetalink(Run run);
 
   // Logins
   struct LoginDemand {
@@ -253,6 +257,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void ShowCheck(std::string state);
   void AskAboutWrong(const std::string& reason, const std::vector<Range>& wrong);
   void FetchAgain(const std::vector<Range>& wrong);
+  void ForgetRanges(const std::vector<Range>& wrong);
 
   Program& program_;
   const std::shared_ptr<WebServices> services_;
@@ -306,6 +311,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::int64_t comparedTo_ = 0;  // byte of the file
   bool renaming_ = false;        // the journal says so: it ends before anything else
   bool unconfirmed_ = false;     // the body ended with its connection
+  bool isMetalink_ = false;      // by its type
   bool differs_ = false;         // a comparison has failed in this generation
   int puts_ = 0;                 // that are under way
   bool claiming_ = false;

@@ -448,6 +448,8 @@ Task<> WebEngine::Finish(Run run) {
   entry_.held = IntervalSet({{0, facts_.total}});
   const bool right = co_await CheckFile(run);
   if (!right) co_return;
+  const bool taken = co_await TakeMetalink(run);
+  if (taken || !StillCurrent() || run != run_) co_return;
   const std::string folder = FolderOf(entry_.path);
   std::string name = NameOf(entry_.path);
   for (int tried = 0; tried < kMostNumbers; ++tried) {

@@ -1,11 +1,31 @@
 // What a download does with several sources.
 #include <algorithm>
 
+#include "async/InBackground.h"
+#include "core/Metalink.h"
 #include "core/WebTexts.h"
 #include "fetch/LinkHeader.h"
 #include "fetch/WebEngine.h"
+#include "ports/Background.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
 
 namespace pellora {
+
+namespace {
+
+// Neighbouring pieces may be of different sources.
+std::vector<Range> InPieces(const std::vector<Range>& ranges, std::int64_t length) {
+  std::vector<Range> pieces;
+  for (const Range& range : ranges) {
+    const std::int64_t step = length > 0 ? length : range.Length();
+    for (std::int64_t at = range.begin; at < range.end; at += step)
+      pieces.push_back({at, std::min(at + step, range.end)});
+  }
+  return pieces;
+}
+
+}  // namespace
 
 void WebEngine::BeginSources() {
   // Another address must show by itself that it has the same file.
@@ -137,6 +157,48 @@ void WebEngine::HoldFor(std::int64_t wait, RoundCause cause) {
   holdCause_ = cause;
   holdUntil_ = Now() + wait;
   AnnounceRetry(wait);
+}
+
+bool WebEngine::FetchElsewhere(const std::vector<Range>& wrong) {
+  const std::vector<int> suspects = sources_.Suspects(InPieces(wrong, entry_.pieces ? entry_.pieces->length : 0));
+  if (suspects.empty() || state_ != FetchState::Finishing) return false;
+  const std::vector<Range> ranges = wrong.empty() ? sources_.DeliveredBy(suspects) : wrong;
+  for (const int number : suspects) (void)LeaveOut(number, Say(WebText::OtherBytes), true);
+  sources_.ForgetDelivered(ranges);
+  ForgetRanges(ranges);
+  Start(Sense::Anew);
+  return true;
+}
+
+// A Metalink is read, not kept: its files are added in its place. False if it is none, or names no file; it may have a
+// note then. The run may be over.
+Task<bool> WebEngine::TakeMetalink(Run run) {
+  const auto hold = Hold();
+  if (!services_->metalinkArrived || !(isMetalink_ || NamesMetalink(Record().URL))) co_return false;
+  if (facts_.total > static_cast<std::int64_t>(kLongestMetalink)) co_return false;
+  const auto read = std::make_shared<std::optional<std::vector<MetalinkFile>>>();
+  try {
+    Background::Work work = [read, files = &program_.platform.files, path = entry_.partPath, total = facts_.total] {
+      std::string bytes(static_cast<std::size_t>(total), '\0');
+      bytes.resize(files->OpenForReading(path)->ReadAt(0, bytes));
+      *read = ReadMetalink(bytes);
+    };
+    co_await InBackground(&program_.platform, std::move(work));
+  } catch (const Failure&) {
+    read->reset();  // what cannot be read can still be kept
+  }
+  if (!StillCurrent() || run != run_) co_return false;
+  std::vector<MetalinkAdd> adds;
+  for (const MetalinkFile& file : read->value_or(std::vector<MetalinkFile>())) {
+    adds.push_back(AddOf(file, IsEncrypted(given_.scheme)));
+  }
+  if (adds.empty()) {
+    note_ = Say(WebText::BadMetalink);
+    co_return false;
+  }
+  part_.reset();
+  services_->metalinkArrived(slot_.Index(), std::move(adds));
+  co_return true;
 }
 
 // What is to be known of the file and of its sources.

@@ -190,9 +190,8 @@ void WebEngine::WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const Repl
 
 void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
   lane.proof = reading.proof;
-  // A mirror's would be held against the bytes of all.
-  const bool mayName = !entry_.foundChecksum && !lane.compares && lane.source == 0;
-  if (!factsKnown_ || mayName) entry_.foundChecksum = ChecksumIn(answer);
+  const bool finds = lane.source == 0 && (!factsKnown_ || !(entry_.foundChecksum || lane.compares));
+  if (finds) entry_.foundChecksum = ChecksumIn(answer);  // a mirror proves nothing by its own word
   if (!factsKnown_) return TakeFirstBody(lane, answer, reading);
   const bool opened = state_ == FetchState::Opening;
   Proven(lane, reading.facts);
@@ -231,6 +230,8 @@ void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const Re
   written_ = {};
   // A server that takes ranges may still answer the first request with 200, but then it says so.
   oneLane_ |= answer.status == 200 && !EqualsNoCase(HeaderOf(answer, "Accept-Ranges"), "bytes");
+  const std::vector<std::string> types = ListMembers(answer, "Content-Type");
+  isMetalink_ = !types.empty() && types.front() == kMetalinkType;
   ChooseName(lane, answer);
   TakeLinks(lane, answer);
   TakeNewAddress();
@@ -448,6 +449,7 @@ void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason
       if (lane.proof != LengthProof::UntilClose) return ComparedOther();
       return LaneLost(lane, ReasonFor(lane, FetchEnd::Lost, {}), RoundCause::Failure);
     }
+    if (entry_.size >= 0 && length != entry_.size) return Rest(FetchEvent::GivenUp, Say(WebText::OtherSize));
     facts_.total = length;
     unconfirmed_ = lane.proof == LengthProof::UntilClose;
     plan_->SetTotal(facts_.total);

@@ -2,12 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "core/EngineChoice.h"
+#include "core/Metalink.h"
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
@@ -42,6 +45,9 @@ struct WebServices {
   std::map<JournalKey, AddressReading> newAddresses;
   std::set<JournalKey> superseded;  // former addresses, in the journal until the list is saved with the new ones
   std::uint64_t seed;               // of the chances of waits
+  // A download was a Metalink: its record is to go, and these files are to be added in its place. Empty: it is a file
+  // like any other.
+  std::function<void(std::int16_t index, std::vector<MetalinkAdd> adds)> metalinkArrived;
 
  private:
   std::int64_t now_ = 0;

@@ -12,10 +12,13 @@
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "core/EngineChoice.h"
+#include "core/Metalink.h"
 #include "core/Percent.h"
 #include "core/UrlList.h"
+#include "core/WebTexts.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
+#include "mainwin/MetalinkAdds.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
 
@@ -25,7 +28,8 @@ namespace {
 
 constexpr std::string_view kFileScheme = "file://";
 constexpr std::string_view kThisHost = "localhost";
-constexpr std::array<std::string_view, 1> kListEndings = {".txt"};
+constexpr std::string_view kMetalinkEnding = ".meta4";
+constexpr std::array<std::string_view, 2> kListEndings = {".txt", kMetalinkEnding};
 
 // The path of a local file of addresses, given as it is or as a link; nothing for anything else.
 std::optional<std::string> ListFileOf(std::string_view text) {
@@ -40,10 +44,13 @@ std::optional<std::string> ListFileOf(std::string_view text) {
   return list && path.starts_with('/') && !HasControls(path) ? std::optional(path) : std::nullopt;
 }
 
+bool IsMetalink(const std::string& path) { return EndsWithNoCase(path, kMetalinkEnding); }
+
 // As much of it as is taken from a list, and one byte more.
 std::string BeginningOf(Files& files, const std::string& path) {
+  const std::size_t longest = IsMetalink(path) ? kLongestMetalink : kLongestUrlList;
   const std::unique_ptr<File> file = files.OpenForReading(path);
-  std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(file->Length(), kLongestUrlList + 1)), '\0');
+  std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(file->Length(), longest + 1)), '\0');
   bytes.resize(file->ReadAt(0, bytes));
   return bytes;
 }
@@ -103,16 +110,32 @@ bool MainWindow::OfferText(const std::string& text, bool later) {
   return true;
 }
 
+// The user's own file: its checksums are as safe as the addresses in it.
+void MainWindow::OfferMetalink(const std::vector<MetalinkFile>& files, bool later) {
+  if (files.empty()) return Status(TextOf(program_, WebText::BadMetalink));
+  std::vector<MetalinkAdd> adds;
+  for (const MetalinkFile& file : files) adds.push_back(AddOf(file, true));
+  addList->Offer(ListedAddsOf(std::move(adds), later), false);
+}
+
 Task<> MainWindow::Offer(std::vector<std::string> addresses, std::vector<std::string> files, bool later, bool cut) {
   const auto hold = Hold();
   if (!addresses.empty()) addList->Offer(AddsOf(addresses, later), cut);
   for (const std::string& path : files) {
     const auto bytes = std::make_shared<std::string>();
-    Background::Work read = [from = &platform_.files, bytes, path] { *bytes = BeginningOf(*from, path); };
+    const auto listed = std::make_shared<std::vector<MetalinkFile>>();
+    Background::Work read = [from = &platform_.files, bytes, listed, path] {
+      *bytes = BeginningOf(*from, path);
+      if (IsMetalink(path)) *listed = ReadMetalink(*bytes).value_or(std::vector<MetalinkFile>());
+    };
     try {
       co_await InBackground(&platform_, std::move(read));
     } catch (const Failure& failure) {
       Status(failure.what());
+      continue;
+    }
+    if (IsMetalink(path)) {
+      OfferMetalink(*listed, later);
       continue;
     }
     const UrlListReading reading = ReadUrlList(*bytes);
