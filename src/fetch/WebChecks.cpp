@@ -22,9 +22,10 @@ constexpr std::int64_t kRefreshEvery = 200;             // ms
 
 std::string ShownKind(ChecksumKind kind) { return ToUpper(NameOf(kind)); }
 
+// All digits would fill the window.
 std::string Shortened(const std::string& digits) {
-  constexpr std::size_t kShown = 16;
-  return digits.size() <= kShown ? digits : digits.substr(0, kShown) + "...";
+  constexpr std::size_t kShown = 8;  // at each end
+  return digits.substr(0, kShown) + "..." + digits.substr(digits.size() - kShown);
 }
 
 std::string Size(std::int64_t bytes) {

@@ -157,9 +157,10 @@ DownloadRecord RecordFor(const Program& program, const AddRequest& request, cons
     record.SavePath = *path;
     record.HasSavePath = true;
   }
+  const bool web = address.engine == EngineName::Web;
+  if (web && path) record.FileName = NameOf(*path);
   // The classic engine logs in to FTP servers alone.
-  const bool logsIn = address.engine == EngineName::Web || record.Protocol == kFtp;
-  if (logsIn && !request.web.user.empty()) {
+  if ((web || record.Protocol == kFtp) && !request.web.user.empty()) {
     record.UserName = request.web.user;
     record.Password = request.web.password;
   }
@@ -285,7 +286,7 @@ AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
   if (index == 0) return {0, ListIsFull()};
   TellWebEngine(program, index, request, address);
   const bool putOff = IsPutOff(program, index, request, address.engine);
-  if (request.later) program.Download(index).Queued = 0;
+  if (request.later && !request.web.startAt) program.Download(index).Queued = 0;
   if (wasFinished) program.lists->RefreshDownList();
   if (putOff) {
     program.lists->RefreshRows(kAllRows, kUnforced);

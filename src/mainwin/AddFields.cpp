@@ -1,6 +1,7 @@
 #include "mainwin/AddFields.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <optional>
@@ -10,7 +11,6 @@
 #include "core/DateTexts.h"
 #include "core/EngineChoice.h"
 #include "core/FileNames.h"
-#include "core/Numbers.h"
 #include "core/Program.h"
 #include "core/Prospects.h"
 #include "core/WebAddress.h"
@@ -45,9 +45,11 @@ bool NeedsWebEngine(const AddFields& fields) {
 
 std::optional<std::int64_t> BytesASecond(const std::string& text) {
   if (text.empty()) return 0;
-  const bool digits = std::all_of(text.begin(), text.end(), [](char c) { return IsDigit(c); });
-  if (!digits || text.size() > kMostDigits) return std::nullopt;
-  return std::stoll(text) * kBytesOfKiB;
+  std::int64_t kibibytes = 0;
+  const char* const end = text.data() + text.size();
+  const auto [read, fault] = std::from_chars(text.data(), end, kibibytes);
+  if (fault != std::errc() || read != end || kibibytes < 0 || text.size() > kMostDigits) return std::nullopt;
+  return kibibytes * kBytesOfKiB;
 }
 
 std::optional<double> MomentOf(const Program& program, const std::string& text) {

@@ -119,31 +119,38 @@ void AddList::ReadItem(Item& item) {
   item.checked = false;
   item.state = State::Refused;
   if (address.engine == EngineName::None) {
-    item.note = address.refusedByWeb ? TextOf(program_, WebText::BadAddress) : program_.Text(kBadUrl);
+    item.problem = address.refusedByWeb ? TextOf(program_, WebText::BadAddress) : program_.Text(kBadUrl);
     return;
   }
-  item.name = !request.name.empty() ? request.name
-              : web                 ? program_.prospects->NameOf(request.url)
-                                    : address.suggestedName;
-  item.listed = address.listed;
-  if (!listed_.insert(item.listed).second) {
-    item.note = TextOf(program_, WebText::ListedTwice);
+  item.named = !request.name.empty();
+  item.name = item.named ? request.name : web ? program_.prospects->NameOf(request.url) : address.suggestedName;
+  if (!listed_.insert(address.listed).second) {
+    item.problem = TextOf(program_, WebText::ListedTwice);
     return;
   }
   item.state = State::Ready;
   item.checked = true;
   item.asks = web && item.add.size < 0;
-  if (web && !item.asks) JudgeName(item);
+  if (web) JudgeName(item);
 }
 
-// Once its name is known: the first of several of that name keeps it.
-void AddList::JudgeName(Item& item) {
+std::string AddList::SaveFolderOf(const Item& item) const {
   const std::string& asked = item.add.request.folder;
-  const std::string& folder = asked.empty() ? program_.settings.DownloadFolder : asked;
-  std::string free = item.name;
-  Skip([&] { free = program_.prospects->FreeName(folder, item.name, taken_); });
-  taken_.insert(JoinFolder(folder, free));
-  if (free != item.name) item.note = FillText(TextOf(program_, WebText::NameTaken), {item.name, free});
+  return asked.empty() ? program_.settings.DownloadFolder : asked;
+}
+
+// In the order of the rows, so that the first of several of one name keeps it.
+void AddList::JudgeName(Item& item) {
+  const std::string folder = SaveFolderOf(item);
+  if (!item.free.empty()) taken_.erase(JoinFolder(folder, item.free));
+  item.free = item.name;
+  Skip([&] { item.free = program_.prospects->FreeName(folder, item.name, taken_); });
+  taken_.insert(JoinFolder(folder, item.free));
+}
+
+std::string AddList::NoteOf(const Item& item) const {
+  if (!item.problem.empty() || item.free.empty() || item.free == item.name) return item.problem;
+  return FillText(TextOf(program_, WebText::NameTaken), {item.name, item.free});
 }
 
 void AddList::ShowRow(std::size_t at) {
@@ -153,8 +160,8 @@ void AddList::ShowRow(std::size_t at) {
   row.subItems[kSize] = item.add.size < 0
                             ? std::string()
                             : FormatSize(item.add.size, program_.LangStrings, platform_.locale.DecimalSeparator());
-  row.subItems[kNote] = item.note;
-  row.toolTip = item.note;
+  row.subItems[kNote] = NoteOf(item);
+  row.toolTip = row.subItems[kNote];
   row.checked.reset();
   if (item.state == State::Ready) row.checked = item.checked;
   ListView1.SetRow(at, std::move(row));
@@ -213,10 +220,14 @@ void AddList::Told(std::size_t slot, const Prospect& prospect) {
   Item& item = items_.at(slots_.at(slot).item);
   slots_[slot].inquiry.reset();
   item.add.size = prospect.size;
-  item.note = prospect.problem;
-  if (!prospect.name.empty() && item.add.request.name.empty()) item.name = prospect.name;
+  item.problem = prospect.problem;
   if (!prospect.problem.empty()) item.checked = false;
-  if (prospect.problem.empty()) JudgeName(item);
+  if (!prospect.name.empty() && item.add.request.name.empty()) {
+    item.named = true;
+    const bool other = item.name != prospect.name;
+    item.name = prospect.name;
+    if (other) JudgeName(item);
+  }
   ShowRow(slots_[slot].item);
   ShowSum();
   AskServers();
@@ -265,9 +276,10 @@ Task<> AddList::AddChecked() {
     if (item.state != State::Ready || !item.checked) continue;
     AddRequest request = item.add.request;
     request.web.quiet = true;
-    item.note = AddWithoutAsking(program_, request).reason;
-    item.state = item.note.empty() ? State::Added : State::Refused;
-    all = all && item.note.empty();
+    if (item.named && !item.free.empty()) request.name = item.free;  // as it was told
+    item.problem = AddWithoutAsking(program_, request).reason;
+    item.state = item.problem.empty() ? State::Added : State::Refused;
+    all = all && item.problem.empty();
     ShowRow(at);
     if (++done % kAddsInOneGo != 0) continue;
     co_await platform_.tasks.Yield();

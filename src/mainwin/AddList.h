@@ -63,10 +63,11 @@ class AddList final : public Window {
   struct Item {
     ListedAdd add;
     State state = State::Unread;
-    bool asks = false;   // its server is to be asked
-    std::string listed;  // as it would be listed
+    bool asks = false;  // its server is to be asked
     std::string name;
-    std::string note;
+    bool named = false;   // by its source or its server
+    std::string free;     // the name that it would be saved as; empty: not known
+    std::string problem;  // why it cannot be added, or could not be fetched now
     bool checked = true;
   };
   // One of the questions that are open.
@@ -79,7 +80,9 @@ class AddList final : public Window {
 
   Task<> ReadItems();
   void ReadItem(Item& item);
+  std::string SaveFolderOf(const Item& item) const;
   void JudgeName(Item& item);
+  std::string NoteOf(const Item& item) const;
   void ForgetAll();
   void ShowRow(std::size_t at);
   void ShowSum();

@@ -96,7 +96,11 @@ Task<std::string> MainWindow::FaultOf(FieldsReading asked) {
   if (!asked.fault.empty() || folder.empty()) co_return asked.fault;
   const auto writable = std::make_shared<bool>(false);
   Background::Work look = [platform = &platform_, writable, folder] { *writable = CanWriteIn(*platform, folder); };
-  co_await InBackground(&platform_, std::move(look));
+  try {
+    co_await InBackground(&platform_, std::move(look));
+  } catch (const Failure&) {
+    *writable = false;
+  }
   co_return *writable ? std::string() : FillText(TextOf(program_, WebText::BadFolder), {folder});
 }
 

@@ -107,8 +107,7 @@ CurlTransfer::CurlTransfer(FetchRequest request, std::shared_ptr<FetchChannel> c
       ready_(std::move(ready)),
       sockets_(sockets),
       easy_(curl_easy_init()),
-      capacity_(kFirstBlock),
-      portion_(kReceiveBuffer) {
+      capacity_(kFirstBlock) {
   CURLU* const url = curl_url();
   if (curl_url_set(url, CURLUPART_URL, request_.url.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK) {
     scheme_ = Part(url, CURLUPART_SCHEME);
@@ -149,6 +148,12 @@ Value CurlTransfer::Info(CURLINFO info) const {
   return value;
 }
 
+// Of a slow request it is short, since what libcurl has read is taken as a whole. It cannot be changed later.
+long CurlTransfer::ReceiveBuffer() const {
+  if (!request_.throttle) return kReceiveBuffer;
+  return static_cast<long>(std::min<std::size_t>(request_.throttle->Portion(), kReceiveBuffer));
+}
+
 void CurlTransfer::SetCommon() {
   Set(CURLOPT_PRIVATE, this);
   Set(CURLOPT_URL, request_.url.c_str());
@@ -159,7 +164,7 @@ void CurlTransfer::SetCommon() {
   Set(CURLOPT_NOSIGNAL, 1L);
   Set(CURLOPT_QUICK_EXIT, 1L);  // a handle that is removed does not wait for its lookup
   Set(CURLOPT_ERRORBUFFER, error_.data());
-  Set(CURLOPT_BUFFERSIZE, kReceiveBuffer);
+  Set(CURLOPT_BUFFERSIZE, ReceiveBuffer());
   Set(CURLOPT_HEADERFUNCTION, &OnHeader);
   Set(CURLOPT_HEADERDATA, this);
   Set(CURLOPT_WRITEFUNCTION, &OnData);
@@ -400,19 +405,9 @@ bool CurlTransfer::Allows(std::size_t bytes) {
 
 void CurlTransfer::Retry() {
   if (refused_ == 0 || !channel_->Reading()) return;
-  ReadInPortions();
   if (!Allows(refused_)) return;
   refused_ = 0;
   curl_easy_pause(easy_, CURLPAUSE_CONT);
-}
-
-// No more than at the beginning, when libcurl allocates its buffer.
-void CurlTransfer::ReadInPortions() {
-  if (!request_.throttle) return;
-  const long portion = static_cast<long>(std::min<std::size_t>(request_.throttle->Portion(), kReceiveBuffer));
-  if (portion == portion_) return;
-  portion_ = portion;
-  curl_easy_setopt(easy_, CURLOPT_BUFFERSIZE, portion);
 }
 
 void CurlTransfer::HandOn() {
@@ -426,7 +421,6 @@ void CurlTransfer::HandOn() {
 }
 
 void CurlTransfer::Tick() {
-  ReadInPortions();
   if (!block_) return;
   if (ticked_) return HandOn();
   ticked_ = true;

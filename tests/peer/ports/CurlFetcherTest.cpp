@@ -139,6 +139,7 @@ TEST_F(CurlFetcherTest, AnswersNtlmAndNegotiateWithoutTheLoginInTheirFirstWord) 
     request.password = "word";
     GetBy(request);
     EXPECT_EQ(events.log, "ADE") << events.reason;
+    EXPECT_EQ(auth == FetchAuth::Ntlm, events.content.find("Authorization: NTLM ") != std::string::npos);
     EXPECT_EQ(events.content.find("Basic"), std::string::npos) << events.content;
     EXPECT_EQ(events.content.find("word"), std::string::npos) << events.content;
   }

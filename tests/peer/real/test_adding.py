@@ -38,15 +38,28 @@ class Adding(Case):
         self.session.choose("alt+f", "a")
         self.screen.wait("text", "URL of the file to download", DIALOG)
         self.session.press(self.session.window(DIALOG), "ctrl+a", "ctrl+v")
+        if len(lines) == 1:
+            harness.wait_until(lambda: self.screen.wait("text", "URL of the file to download", DIALOG).text == lines[0],
+                               20, "the pasted address")
 
     def type_into(self, field, text):
-        self.screen.click("text", field, DIALOG)
+        role = "password text" if field == "Password" else "text"
+
+        def has(state):
+            return state in self.screen.wait(role, field, DIALOG).states
+        harness.act_until(lambda: has("FOCUSED"), lambda: self.screen.click(role, field, DIALOG), field)
         self.screen.keys("ctrl+a")
         self.screen.type(text)
+        if role == "text":  # a password is not told
+            harness.wait_until(lambda: self.screen.wait(role, field, DIALOG).text == text, 20, text)
+
+    def check(self, name):
+        harness.act_until(lambda: "CHECKED" in self.screen.wait("check box", name, DIALOG).states,
+                          lambda: self.screen.click("check box", name, DIALOG), name)
 
     def unfold(self):
-        self.screen.click("check box", "More", DIALOG)
-        self.screen.wait("text", "File name", DIALOG)
+        self.check("More")
+        self.screen.steady("text", "File name", DIALOG)
 
     def finished(self, count):
         def there():
@@ -87,7 +100,7 @@ class Adding(Case):
 
     def test_pasted_addresses_are_judged_before_and_come_without_windows(self):
         self.paste(self.url("a.bin"), self.url("b.bin"), self.url("a.bin"), self.url("none.bin"), self.url("c.bin"))
-        self.screen.wait("label", "Chosen: 3, together 878.9 KB", LIST)
+        self.screen.wait("label", "Chosen: 3, together 878.9 kb", LIST)
         self.session.save_screenshot("adding-list")
         self.screen.click("push button", "Download", LIST)
         found = self.finished(3)
@@ -118,14 +131,14 @@ class Adding(Case):
         with open(path, "w", encoding="utf-8") as f:
             f.write("# files\n%s\n  out=x\n%s\n" % (self.url("a.bin"), self.url("b.bin")))
         self.assertTrue(self.drop("file://%s\r\n" % path.replace(" ", "%20")))
-        self.screen.wait("label", "Chosen: 2, together 585.9 KB", LIST)
+        self.screen.wait("label", "Chosen: 2, together 585.9 kb", LIST)
         self.session.close_window(self.session.window(LIST))
         self.assertEqual(self.session.companion.downloads(), [])
 
     def test_begins_later_and_not_before(self):
         self.paste(self.url("a.bin"))
         self.unfold()
-        self.screen.click("check box", "Begin on (date, time) :", DIALOG)
+        self.check("Begin on (date, time) :")
         moment = time.time() + 20
         self.type_into("Begin on", time.strftime("%Y-%m-%d %H:%M:%S", time.localtime(moment)))
         self.session.save_screenshot("adding-later")

@@ -415,6 +415,17 @@ class Options(Scripts):
         self.assertEqual(self.control("limit", identity, "off"), (0, [], []))
         self.assertIsNone(limit())
 
+    def test_file_without_its_checksum_does_not_appear(self):
+        good, bad = self.serve("/good.bin"), self.serve("/bad.bin")
+        digest = self.origin.digest(good)
+        self.assertEqual(len(digest), 64)
+        code, [identity], _ = self.control("add", "--checksum", digest.upper(), good)
+        self.assertEqual((code, self.control("wait", identity)[0]), (0, 0))
+        code, [identity], _ = self.control("add", "--checksum", "sha-256:" + "0" * 64, bad)
+        self.assertEqual((code, self.control("wait", identity)[0]), (0, 1))
+        self.assertIn("checksum", self.companion.find(bad).reason)
+        self.assertNotIn("bad.bin", os.listdir(self.session.downloads))
+
     def test_wrong_checksum_text_is_refused(self):
         code, _, [complaint] = self.control("add", "--checksum", "abc", self.serve("/a.bin"))
         self.assertEqual((code, complaint.endswith("This is no checksum: abc")), (1, True))

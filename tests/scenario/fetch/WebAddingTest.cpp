@@ -1,5 +1,8 @@
 // What an add asks for besides the address: place, login, page, begin at a time, quiet.
+#include <functional>
+
 #include "WebApp.h"
+#include "core/FileNames.h"
 #include "core/WebTexts.h"
 #include "mainwin/AddDownload.h"
 
@@ -18,10 +21,20 @@ class WebAdding : public testing::Test {
     }
     AddOutcome Ask(AddRequest request) {
       AddOutcome outcome;
-      if (request.url.empty()) request.url = kUrl;
       sim.Do([&] { outcome = AddWithoutAsking(program(), request); });
       sim.RunReady();
       return outcome;
+    }
+    AddOutcome Want(const std::function<void(WebAdd&)>& set, const std::string& url = kUrl) {
+      AddRequest request{.url = url};
+      set(request.web);
+      return Ask(std::move(request));
+    }
+    AddOutcome BeginLater() {
+      return Want([this](WebAdd& web) { web.startAt = Now() + kHour; });
+    }
+    AddOutcome AddQuiet() {
+      return Want([](WebAdd& web) { web.quiet = true; });
     }
     std::string Journal() { return sim.disk().Get("/prog/Pellora.fetch"); }
     double Now() { return sim.loop().Now(); }
@@ -29,6 +42,7 @@ class WebAdding : public testing::Test {
     SimHttpServer origin;
   };
   static std::unique_ptr<Run> Restart(Run& run) {
+    run.sim.RunFor(100);  // the journal's line reaches the disk
     run.sim.Do([&] { run.app.SaveAndQuit(); });
     run.sim.RunFor(2000);
     return Again(run);
@@ -42,7 +56,7 @@ class WebAdding : public testing::Test {
 TEST_F(WebAdding, SavesUnderTheNameAndInTheFolderAskedFor) {
   Run run;
   run.sim.platform().files.CreateFolder("/home/u/other");
-  EXPECT_EQ(run.Ask({.folder = "/home/u/other", .name = "mine.iso"}).reason, "");
+  EXPECT_EQ(run.Ask({.url = kUrl, .folder = "/home/u/other", .name = "mine.iso"}).reason, "");
   EXPECT_EQ(run.Record().FileName, "mine.iso");
   ASSERT_TRUE(run.RunUntilFinished()) << run.Web().reason;
   EXPECT_EQ(run.Record().SavePath, "/home/u/other/mine.iso");
@@ -51,9 +65,9 @@ TEST_F(WebAdding, SavesUnderTheNameAndInTheFolderAskedFor) {
 
 TEST_F(WebAdding, NameAloneGoesIntoTheFolderOfTheSettings) {
   Run run;
-  run.Ask({.name = "mine.iso"});
+  run.Ask({.url = kUrl, .name = "mine.iso"});
   ASSERT_TRUE(run.RunUntilFinished());
-  EXPECT_EQ(run.Record().SavePath, run.Folder() + "/mine.iso");
+  EXPECT_EQ(run.Record().SavePath, JoinFolder(run.Folder(), "mine.iso"));
 }
 
 TEST_F(WebAdding, FolderAloneKeepsTheServersNameAfterARestartToo) {
@@ -61,7 +75,7 @@ TEST_F(WebAdding, FolderAloneKeepsTheServersNameAfterARestartToo) {
   first.sim.platform().files.CreateFolder("/home/u/other");
   first.origin.Always({.wire = {.bytesPerSecond = 20'000}});
   first.program().settings.MaxSimulDownlads = 0;  // it is queued
-  first.Ask({.folder = "/home/u/other"});
+  first.Ask({.url = kUrl, .folder = "/home/u/other"});
   EXPECT_FALSE(first.Begun());
   const auto next = Restart(first);
   ASSERT_TRUE(next->RunUntilFinished()) << next->StateWord();
@@ -70,15 +84,18 @@ TEST_F(WebAdding, FolderAloneKeepsTheServersNameAfterARestartToo) {
 
 TEST_F(WebAdding, PlaceThatIsNoneIsRefused) {
   Run run;
-  for (const char* name : {"a/b", ".", ".."}) EXPECT_NE(run.Ask({.name = name}).reason, "") << name;
-  EXPECT_NE(run.Ask({.folder = "relative"}).reason, "");
-  EXPECT_NE(run.Ask({.name = std::string("a\0b", 3)}).reason, "");
+  for (const char* name : {"a/b", ".", ".."}) EXPECT_NE(run.Ask({.url = kUrl, .name = name}).reason, "") << name;
+  EXPECT_NE(run.Ask({.url = kUrl, .folder = "relative"}).reason, "");
+  EXPECT_NE(run.Ask({.url = kUrl, .name = std::string("a\0b", 3)}).reason, "");
   EXPECT_EQ(run.program().DownloadCount, 0);
 }
 
 TEST_F(WebAdding, LoginIsSentAndNotWritten) {
   Run run;
-  run.Ask({.web = {.user = "bob", .password = "s3cret"}});
+  run.Want([](WebAdd& web) {
+    web.user = "bob";
+    web.password = "s3cret";
+  });
   ASSERT_TRUE(run.RunUntilFinished());
   EXPECT_TRUE(run.origin.Requests().at(0).Header("Authorization"));
   run.sim.RunFor(6000);
@@ -91,7 +108,11 @@ TEST_F(WebAdding, JournalKeepsWhatWasAskedFor) {
   Run run;
   const std::string md5(32, 'a');
   run.program().settings.MaxSimulDownlads = 0;
-  run.Ask({.web = {.handOver = {"https://page.example/", ""}, .checksum = ParseChecksum(md5), .speedLimit = 102400}});
+  run.Want([&](WebAdd& web) {
+    web.handOver.referrer = "https://page.example/";
+    web.checksum = ParseChecksum(md5);
+    web.speedLimit = 102400;
+  });
   run.sim.RunFor(100);
   for (const std::string& part : {"checksum=md5:" + md5, std::string("limit=102400"), std::string("referrer=")}) {
     EXPECT_NE(run.Journal().find(part), std::string::npos) << part << "\n" << run.Journal();
@@ -100,7 +121,7 @@ TEST_F(WebAdding, JournalKeepsWhatWasAskedFor) {
 
 TEST_F(WebAdding, BeginsAtItsTimeAndNotBefore) {
   Run run;
-  run.Ask({.web = {.startAt = run.Now() + kHour}});
+  run.BeginLater();
   EXPECT_EQ(run.StateWord(), "queued");
   EXPECT_NE(run.Web().reason, "");
   run.sim.RunFor(3'590'000);
@@ -113,14 +134,14 @@ TEST_F(WebAdding, BeginsAtItsTimeAndNotBefore) {
 TEST_F(WebAdding, OthersAreNotHeldUpByWhatBeginsLater) {
   Run run;
   run.program().settings.MaxSimulDownlads = 1;
-  run.Ask({.web = {.startAt = run.Now() + kHour}});
+  run.BeginLater();
   run.Ask({.url = "https://o.example/b.bin"});
   EXPECT_TRUE(run.RunUntilFinished(2, 60'000));
 }
 
 TEST_F(WebAdding, TimeToBeginOutlivesAQuit) {
   Run first;
-  first.Ask({.web = {.startAt = first.Now() + kHour}});
+  first.BeginLater();
   const auto next = Restart(first);
   EXPECT_EQ(next->StateWord(), "queued");
   next->sim.RunFor(1'800'000);
@@ -132,7 +153,7 @@ TEST_F(WebAdding, TimeToBeginOutlivesAQuit) {
 TEST_F(WebAdding, TimeToBeginOutlivesAKillBeforeTheListWasSaved) {
   Run first;
   first.sim.RunFor(6000);
-  first.Ask({.web = {.startAt = first.Now() + kHour}});
+  first.BeginLater();
   first.sim.RunFor(50);
   const auto next = Again(first);
   ASSERT_EQ(next->program().DownloadCount, 1);
@@ -143,7 +164,7 @@ TEST_F(WebAdding, TimeToBeginOutlivesAKillBeforeTheListWasSaved) {
 
 TEST_F(WebAdding, ResumeAllLeavesWhatBeginsLaterAndTheUserMayStartItNow) {
   Run run;
-  run.Ask({.web = {.startAt = run.Now() + kHour}});
+  run.BeginLater();
   run.sim.Do([&] { run.app.ResumeAll(); });
   run.sim.RunFor(5000);
   EXPECT_FALSE(run.Begun());
@@ -154,7 +175,7 @@ TEST_F(WebAdding, ResumeAllLeavesWhatBeginsLaterAndTheUserMayStartItNow) {
 TEST_F(WebAdding, BegunBeforeItsTimeItNeverWaitsForItAgain) {
   Run first;
   first.origin.Always({.wire = {.bytesPerSecond = 5'000}});
-  first.Ask({.web = {.startAt = first.Now() + kHour}});
+  first.BeginLater();
   first.sim.Do([&] { first.sim.tasks().Spawn(first.window().Restart(1)); });
   ASSERT_TRUE(first.RunUntilReceived(10'000));
   first.sim.RunFor(5000);
@@ -166,7 +187,7 @@ TEST_F(WebAdding, BegunBeforeItsTimeItNeverWaitsForItAgain) {
 TEST_F(WebAdding, QuietOnesOpenNoWindowUntilTheUserAsks) {
   Run run;
   run.origin.Always({.wire = {.bytesPerSecond = 5'000}});
-  run.Ask({.web = {.quiet = true}});
+  run.AddQuiet();
   run.Ask({.url = "https://o.example/b.bin"});
   run.sim.RunFor(5000);
   ASSERT_NE(run.WindowOf(1), nullptr);
@@ -181,7 +202,7 @@ TEST_F(WebAdding, QuietOnesOpenNoWindowUntilTheUserAsks) {
 TEST_F(WebAdding, QuietStaysQuietAfterARestart) {
   Run first;
   first.origin.Always({.wire = {.bytesPerSecond = 5'000}});
-  first.Ask({.web = {.quiet = true}});
+  first.AddQuiet();
   first.sim.RunFor(5000);
   const auto next = Restart(first);
   next->sim.Do([&] { next->app.ResumeAll(); });
@@ -194,7 +215,7 @@ TEST_F(WebAdding, QuietStaysQuietAfterARestart) {
 
 TEST_F(WebAdding, WindowBuiltLateShowsWhatWasFinishedBefore) {
   Run run;
-  run.Ask({.web = {.quiet = true}});
+  run.AddQuiet();
   ASSERT_TRUE(run.RunUntilFinished());
   run.sim.RunFor(1000);
   run.sim.Do([&] { run.WindowOf()->ShowWindow(); });
