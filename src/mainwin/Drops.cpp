@@ -44,6 +44,11 @@ std::optional<std::string> ListFileOf(std::string_view text) {
   return list && path.starts_with('/') && !HasControls(path) ? std::optional(path) : std::nullopt;
 }
 
+// A local file that is none of addresses.
+bool IsUnlistedFile(const std::string& address) {
+  return StartsWithNoCase(address, kFileScheme) && !ListFileOf(address);
+}
+
 bool IsMetalink(const std::string& path) { return EndsWithNoCase(path, kMetalinkEnding); }
 
 // As much of it as is taken from a list, and one byte more.
@@ -85,6 +90,7 @@ bool MainWindow::TakeDropped(const DataObject& data, bool later, const void* cal
 bool MainWindow::TakeText(const std::string& text, bool later, const void* caller) {
   const bool oneLine = text.find_first_of("\r\n") == std::string::npos;
   std::vector<std::string> addresses = ReadUrlList(text).addresses;
+  std::erase_if(addresses, [](const auto& address) { return IsUnlistedFile(address); });
   const bool single = addresses.size() == 1 && TakesScheme(program_, addresses.front());
   if (!single && !(oneLine && TakesScheme(program_, TrimBlanks(text)))) return OfferText(text, later);
   // A single line is passed on unchanged.

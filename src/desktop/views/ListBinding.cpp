@@ -154,7 +154,8 @@ class ListWatcher : public QObject {
       control_.PressDelete();
       return true;
     }
-    if (key.key() == Qt::Key_Return || key.key() == Qt::Key_Enter) {
+    // Else it is the dialog's, whose default button it presses.
+    if (control_.OnDoubleClick && (key.key() == Qt::Key_Return || key.key() == Qt::Key_Enter)) {
       if (!control_.Selection().empty()) control_.DoubleClick();
       return true;
     }

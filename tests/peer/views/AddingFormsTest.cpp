@@ -116,6 +116,17 @@ TEST_F(AddingForms, CheckMarksFollowTheSpaceBarAndTheModel) {
   EXPECT_TRUE(checked(1));
 }
 
+TEST_F(AddingForms, ReturnInTheListDownloads) {
+  Offer(2);
+  auto& view = *stage.Find<QTreeView>(List(), "ListView1");
+  view.setFocus();
+  view.setCurrentIndex(view.model()->index(0, 0));
+  stage.Do([&] { QTest::keyClick(&view, Qt::Key_Return); });
+  stage.sim.RunFor(100);
+  EXPECT_EQ(stage.app->program().DownloadCount, 2);
+  EXPECT_FALSE(List().Loaded());
+}
+
 TEST_F(AddingForms, MainWindowTakesDroppedTextLinksAndNothingElse) {
   QWidget& form = *stage.Form(stage.Main());
   QMimeData text;

@@ -159,6 +159,9 @@ TEST_F(WebAddList, OneDroppedAddressStartsAtOnce) {
   EXPECT_TRUE(run.Drop("https://o.example/a.bin\r\n", kLinksFormat));
   EXPECT_FALSE(run.List().Loaded());
   EXPECT_TRUE(run.RunUntilFinished());
+  EXPECT_TRUE(run.Drop("file:///etc/passwd\r\nhttps://o.example/b.bin\r\n", kLinksFormat));
+  EXPECT_FALSE(run.List().Loaded());
+  EXPECT_TRUE(run.RunUntilFinished(2));
   EXPECT_FALSE(run.Drop("some words"));
   EXPECT_FALSE(run.Drop("gopher://h/a\ngopher://h/b"));
 }
