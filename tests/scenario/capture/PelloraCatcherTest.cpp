@@ -105,8 +105,8 @@ TEST_F(TrayIcon, OffersToLimitTheSpeedOnceThereWasALimit) {
   Do([&] { catcher().limitspeed.Click(); });
   EXPECT_EQ(program().settings.SpeedLimit, 0);
   EXPECT_FALSE(catcher().limitspeed.Checked());
-  EXPECT_EQ(sim.settings().Get("Pellora", "SpeedLimit"), "0");
   Do([&] { catcher().limitspeed.Click(); });
+  EXPECT_EQ(sim.settings().Get("Pellora", "SpeedLimit"), "300");
   EXPECT_EQ(program().settings.SpeedLimit, 300);
   EXPECT_TRUE(catcher().limitspeed.Checked());
   Do([&] { sim.tray().Mouse(kTrayRightDown); });

@@ -44,6 +44,7 @@ TEST_F(SpeedOptions, StoreTheLimitAndItsHours) {
 }
 
 TEST_F(SpeedOptions, AnEmptyFieldOrZeroLiftsTheLimit) {
+  Start();
   for (const char* const none : {"", "0", " "}) {
     Set().SpeedLimit = 500;
     Show();
