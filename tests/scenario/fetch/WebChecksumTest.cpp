@@ -1,78 +1,11 @@
 // Checksums of finished files: where they come from, and what right and wrong ones lead to.
 #include <algorithm>
 
-#include "SimDigests.h"
-#include "WebApp.h"
-#include "WebRig.h"
+#include "WebChecksumRig.h"
 #include "core/Ascii.h"
 
-namespace pellora {
+namespace pellora::checksums {
 namespace {
-
-using enum ChecksumKind;
-using Names = std::vector<std::string>;
-constexpr const char* kUrl = "https://o.example/dir/a.bin";
-constexpr std::int64_t kLength = 3'000'000;
-const SimContent kContent = SimContent::Generated(kLength, 7);
-const SimContent kOther = SimContent::Generated(kLength, 8);
-
-Checksum SumOf(ChecksumKind kind, const SimContent& content = kContent) {
-  return {kind, SimDigitsOf(kind, content.All())};
-}
-Checksum WrongSum(ChecksumKind kind) { return {kind, std::string(HexDigitsOf(kind), '0')}; }
-
-std::string Shown(const Checksum& checksum) {
-  return checksum.hex.substr(0, 8) + "..." + checksum.hex.substr(checksum.hex.size() - 8);
-}
-
-std::string Base64(const std::string& hex) {
-  std::string bits;
-  for (const char digit : hex) {
-    const auto value = static_cast<unsigned>(std::string("0123456789abcdef").find(digit));
-    for (unsigned bit = 8; bit > 0; bit /= 2) bits += (value & bit) != 0 ? '1' : '0';
-  }
-  while (bits.size() % 6 != 0) bits += '0';
-  std::string text;
-  for (std::size_t at = 0; at < bits.size(); at += 6) {
-    text +=
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"[std::stoul(bits.substr(at, 6), nullptr, 2)];
-  }
-  while (text.size() % 4 != 0) text += '=';
-  return text;
-}
-
-void Serve(SimHttpServer& origin, const SimContent& content = kContent) {
-  origin.File("/dir/a.bin", content);
-  origin.Traits("/dir/a.bin").validators = {{.etag = "\"1\"", .modified = 1'700'000'000}};
-}
-
-struct ChecksumRig : WebRig {
-  explicit ChecksumRig(SimOptions options = {}, const SimContent& content = kContent)
-      : WebRig(std::move(options)), origin(sim.network(), "o.example", 443) {
-    Serve(origin, content);
-  }
-  void StartWith(const Checksum& checksum) {
-    WebAdd add;
-    add.checksum = checksum;
-    Start(kUrl, add);
-  }
-  void Head(const std::string& line, std::uint64_t bytesPerSecond = 0) {
-    HttpFault fault;
-    fault.wire.bytesPerSecond = bytesPerSecond;
-    fault.extraHeaders = line + "\r\n";
-    origin.Always(fault);
-  }
-  // In the middle of the check, which takes half a second for each of its three parts.
-  bool RunIntoCheck() {
-    if (!RunUntilReceived(kLength)) return false;
-    sim.background().SetMaxDelay(1000);
-    return sim.RunUntil([&] { return Web().reason == "Checking 34 %"; }, 60'000);
-  }
-  bool IsWhole() { return InFolder() == Names{"a.bin"} && sim.disk().Holds("/home/u/dl/a.bin", kContent); }
-  bool HasPartOnly() { return InFolder() == Names{"a.bin.part"}; }
-
-  SimHttpServer origin;
-};
 
 TEST(WebChecksum, RightOneOfTheUserFinishesAndTheRowSaysSo) {
   for (const ChecksumKind kind : {Md5, Sha1, Sha256, Sha512}) {
@@ -546,85 +479,5 @@ TEST(WebChecksumPieces, SurviveAKill) {
   EXPECT_EQ(next.WindowOf()->Command1.Caption(), "Fetch Wrong Pieces Again");
 }
 
-// The whole program
-
-class Checking : public WebApp {
- public:
-  explicit Checking(SimOptions options = {}) : WebApp(std::move(options)), origin(sim.network(), "o.example", 443) {
-    Serve(origin);
-    HttpFault fault;
-    fault.extraHeaders = "Digest: SHA-256=" + Base64(SumOf(Sha256).hex) + "\r\n";
-    origin.Always(fault);
-    Start();
-  }
-  bool RunIntoCheck() {
-    Add(kUrl);
-    if (!RunUntilReceived(kLength)) return false;
-    sim.background().SetMaxDelay(1000);
-    return sim.RunUntil([&] { return Web().reason == "Checking 34 %"; }, 60'000);
-  }
-  Names InFolder() { return sim.platform().files.FilesIn(Folder()); }
-
-  SimHttpServer origin;
-};
-
-TEST(WebChecksumProgram, CheckIsActiveForScripts) {
-  Checking run;
-  ASSERT_TRUE(run.RunIntoCheck());
-  EXPECT_EQ(run.StateWord(), "active");
-  EXPECT_EQ(run.app.List().front().reason, "Checking 34 %");
-  ASSERT_TRUE(run.RunUntilFinished());
-  run.sim.RunFor(5000);
-  EXPECT_EQ(run.StateWord(), "finished");
-  EXPECT_EQ(run.app.List().front().reason, "SHA-256 checked");
-  ASSERT_EQ(run.window().ListView2.Rows().size(), 1U);
-  EXPECT_EQ(run.window().ListView2.Rows()[0].toolTip, "SHA-256 checked");
-}
-
-TEST(WebChecksumProgram, WrongOneIsFailedForScripts) {
-  Checking run;
-  HttpFault fault;
-  fault.extraHeaders = "Digest: SHA-256=" + Base64(WrongSum(Sha256).hex) + "\r\n";
-  run.origin.Always(fault);
-  run.Add(kUrl);
-  ASSERT_TRUE(run.sim.RunUntil([&] { return run.StateWord() == "failed"; }, 60'000));
-  EXPECT_TRUE(run.app.List().front().reason.starts_with("The checksum is wrong")) << run.app.List().front().reason;
-}
-
-TEST(WebChecksumProgram, DeletedInMidCheckLeavesNothing) {
-  Checking run;
-  ASSERT_TRUE(run.RunIntoCheck());
-  run.sim.Do([&] { EXPECT_EQ(run.app.Remove(run.app.List().front().id), ""); });
-  run.sim.RunFor(30'000);
-  EXPECT_EQ(run.InFolder(), Names{});
-  EXPECT_TRUE(run.app.List().empty());
-}
-
-TEST(WebChecksumProgram, ResetListInMidCheckLeavesNothing) {
-  Checking run;
-  ASSERT_TRUE(run.RunIntoCheck());
-  run.sim.dialogs().AutoAnswer("", kAnswerYes);
-  run.sim.Do([&] { run.window().RunAction(MainWindow::kResetList); });
-  run.sim.RunFor(30'000);
-  EXPECT_EQ(run.InFolder(), Names{});
-}
-
-TEST(WebChecksumProgram, QuittingInMidCheckWaitsForNothingAndFinishesLater) {
-  Checking run;
-  ASSERT_TRUE(run.RunIntoCheck());
-  run.sim.Do([&] { run.app.SaveAndQuit(); });
-  const double before = run.sim.Elapsed();
-  run.sim.RunUntil([&] { return run.sim.Ended(); }, 5000);
-  EXPECT_TRUE(run.sim.Ended());
-  EXPECT_LT(run.sim.Elapsed() - before, 1000);
-  run.sim.DropProgram();
-  Checking next({.disk = run.sim.disk().TakeState()});
-  EXPECT_EQ(next.StateWord(), "paused");
-  next.sim.Do([&] { next.app.ResumeAll(); });
-  ASSERT_TRUE(next.RunUntilFinished());
-  EXPECT_EQ(next.InFolder(), Names{"a.bin"});
-  EXPECT_TRUE(next.origin.Requests().empty());
-}
-
 }  // namespace
-}  // namespace pellora
+}  // namespace pellora::checksums
