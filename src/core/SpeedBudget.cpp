@@ -11,6 +11,7 @@ namespace {
 constexpr std::int64_t kMuch = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kLongestStep = 1000;     // ms; a suspend saves nothing
 constexpr std::int64_t kSavedPartOfSecond = 4;  // a quarter
+constexpr std::int64_t kMostTurns = 8;          // of a lane in one step
 constexpr std::int64_t kKeptUnused = 500;       // ms
 constexpr std::int64_t kSlowestLane = std::int64_t{16} << 10;
 constexpr std::int64_t kPortionsPerSecond = 64;
@@ -32,7 +33,7 @@ SpeedBudget::SpeedBudget() : core_(std::make_shared<Core>()) {}
 SpeedBudget::~SpeedBudget() { SetRate(0); }
 
 void SpeedBudget::SetRate(std::int64_t bytesPerSecond) {
-  const std::lock_guard lock(core_->mutex);
+  const Lock::Guard guard(core_->lock);
   if (core_->pot.rate == bytesPerSecond) return;
   core_->pot.rate = bytesPerSecond;
   core_->LimitsChanged();
@@ -42,13 +43,13 @@ std::shared_ptr<SpeedShare> SpeedBudget::NewShare() { return std::make_shared<Sp
 
 bool SpeedBudget::InUse() const {
   if (!core_->limited) return false;
-  const std::lock_guard lock(core_->mutex);
+  const Lock::Guard guard(core_->lock);
   return std::any_of(core_->shares.begin(), core_->shares.end(),
                      [](const auto* share) { return !share->lanes_.empty(); });
 }
 
 void SpeedBudget::Pass(std::int64_t milliseconds) {
-  const std::lock_guard lock(core_->mutex);
+  const Lock::Guard guard(core_->lock);
   const std::int64_t passed = std::min(milliseconds, kLongestStep);
   core_->pot.Fill(passed);
   for (SpeedShare* const share : core_->shares) share->pot_.Fill(passed);
@@ -172,6 +173,7 @@ void SpeedBudget::Core::SetMost(const std::vector<SpeedLane*>& waiting) {
     const SpeedShare* const share = lane->share_.get();
     const std::int64_t part = std::min(pot.Limits() ? pot.Available() / waits : kMuch, share->pot_.Available());
     lane->most_ = lane->wanted_ + part / of(share);
+    lane->more_ = std::max(lane->wanted_, lane->most_ / kMostTurns);
   }
 }
 
@@ -211,18 +213,18 @@ std::vector<SpeedLane*> SpeedBudget::Core::Waiting() const {
 }
 
 SpeedShare::SpeedShare(std::shared_ptr<SpeedBudget::Core> core) : core_(std::move(core)) {
-  const std::lock_guard lock(core_->mutex);
+  const Lock::Guard guard(core_->lock);
   core_->shares.push_back(this);
 }
 
 SpeedShare::~SpeedShare() {
-  const std::lock_guard lock(core_->mutex);
+  const Lock::Guard guard(core_->lock);
   std::erase(core_->shares, this);
   if (pot_.Limits()) core_->LimitsChanged();
 }
 
 void SpeedShare::SetRate(std::int64_t bytesPerSecond) {
-  const std::lock_guard lock(core_->mutex);
+  const Lock::Guard guard(core_->lock);
   if (pot_.rate == bytesPerSecond) return;
   pot_.rate = bytesPerSecond;
   core_->LimitsChanged();
@@ -239,7 +241,7 @@ std::int64_t SpeedShare::Rate() const {
 }
 
 int SpeedShare::MostLanes() const {
-  const std::lock_guard lock(core_->mutex);
+  const Lock::Guard guard(core_->lock);
   const std::int64_t rate = Rate();
   constexpr std::int64_t kMany = std::numeric_limits<int>::max();
   return rate == 0 ? static_cast<int>(kMany)
@@ -247,19 +249,19 @@ int SpeedShare::MostLanes() const {
 }
 
 SpeedLane::SpeedLane(std::shared_ptr<SpeedShare> share) : share_(std::move(share)), unused_(kKeptUnused + 1) {
-  const std::lock_guard lock(TheCore().mutex);
+  const Lock::Guard guard(TheCore().lock);
   share_->lanes_.push_back(this);
 }
 
 SpeedLane::~SpeedLane() {
-  const std::lock_guard lock(TheCore().mutex);
+  const Lock::Guard guard(TheCore().lock);
   if (granted_ > 0) TheCore().Grant(*this, -granted_);
   std::erase(share_->lanes_, this);
 }
 
 std::int64_t SpeedLane::Wish() const {
   if (!waits_ || Need() > 0) return Need();
-  return granted_ + wanted_ <= most_ ? wanted_ : 0;
+  return granted_ + more_ <= most_ ? more_ : 0;
 }
 
 bool SpeedLane::CanBeServed(std::int64_t need) const {
@@ -268,13 +270,13 @@ bool SpeedLane::CanBeServed(std::int64_t need) const {
 
 bool SpeedLane::Take(std::size_t bytes) {
   if (!TheCore().limited.load(std::memory_order_relaxed)) return true;
-  const std::lock_guard lock(TheCore().mutex);
+  const Lock::Guard guard(TheCore().lock);
   return TheCore().Take(*this, static_cast<std::int64_t>(bytes));
 }
 
 std::size_t SpeedLane::Portion() const {
   if (!TheCore().limited.load(std::memory_order_relaxed)) return kMostPortion;
-  const std::lock_guard lock(TheCore().mutex);
+  const Lock::Guard guard(TheCore().lock);
   const std::int64_t rate = share_->Rate();
   const std::int64_t portion = std::clamp(rate / kPortionsPerSecond, kLeastPortion, kMostPortion);
   return static_cast<std::size_t>(rate == 0 ? kMostPortion : portion);
@@ -282,12 +284,12 @@ std::size_t SpeedLane::Portion() const {
 
 bool SpeedLane::Spend(std::size_t bytes) {
   if (!TheCore().limited.load(std::memory_order_relaxed)) return true;
-  const std::lock_guard lock(TheCore().mutex);
+  const Lock::Guard guard(TheCore().lock);
   return TheCore().Spend(*this, static_cast<std::int64_t>(bytes));
 }
 
 bool SpeedLane::MayGoOn() {
-  const std::lock_guard lock(TheCore().mutex);
+  const Lock::Guard guard(TheCore().lock);
   unused_ = 0;
   if (waits_ && granted_ < wanted_) return false;
   waits_ = false;
@@ -296,7 +298,7 @@ bool SpeedLane::MayGoOn() {
 
 bool SpeedLane::Waits() const {
   if (!TheCore().limited.load(std::memory_order_relaxed)) return false;
-  const std::lock_guard lock(TheCore().mutex);
+  const Lock::Guard guard(TheCore().lock);
   return waits_;
 }
 

@@ -13,9 +13,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "ports/Lock.h"
 #include "ports/Throttle.h"
 
 namespace pellora {
@@ -57,7 +57,7 @@ class SpeedBudget {
   friend class SpeedShare;
 
   struct Core {
-    mutable std::mutex mutex;
+    Lock lock;
     std::atomic<bool> limited = false;  // by any limit
     SpeedPot pot;
     std::int64_t reached = 0;  // what the share that was served last had
@@ -138,6 +138,7 @@ class SpeedLane final : public Throttle {
   std::int64_t served_ = 0;
   std::int64_t wanted_ = 0;
   std::int64_t most_ = 0;  // to be granted until the next Pass
+  std::int64_t more_ = 0;  // at once, beyond what it wants
   bool waits_ = false;
   std::int64_t unused_;  // ms since it asked
 };

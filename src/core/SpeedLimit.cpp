@@ -1,7 +1,10 @@
 #include "core/SpeedLimit.h"
 
 #include <algorithm>
+#include <charconv>
+#include <system_error>
 
+#include "core/Ascii.h"
 #include "core/Program.h"
 #include "core/SpeedLimits.h"
 
@@ -21,5 +24,19 @@ void SetSpeedLimitOf(Program& program, std::int16_t index, std::int64_t bytesPer
 }
 
 std::int64_t SpeedLimitOf(const Program& program, std::int16_t index) { return program.speed->LimitOf(index); }
+
+std::optional<std::int32_t> ReadSpeedLimit(std::string_view text) {
+  const std::string_view digits = TrimBlanks(text);
+  if (digits.empty()) return 0;
+  if (digits.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
+  std::int32_t value = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  if (error != std::errc() || value > kHighestSpeedLimit) return std::nullopt;
+  return value;
+}
+
+std::string SpeedLimitText(std::int64_t kibPerSecond) {
+  return kibPerSecond > 0 ? std::to_string(kibPerSecond) : std::string();
+}
 
 }  // namespace pellora

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace pellora {
 
@@ -15,5 +18,9 @@ void SetSpeedLimit(Program& program, std::int32_t kibPerSecond);
 // others until the program ends. Failure(OutOfRange) for a record that does not exist.
 void SetSpeedLimitOf(Program& program, std::int16_t index, std::int64_t bytesPerSecond);
 std::int64_t SpeedLimitOf(const Program& program, std::int16_t index);
+
+// As the user writes a limit: KiB/s in digits, empty or 0 for none. nullopt: anything else, or more than the highest.
+std::optional<std::int32_t> ReadSpeedLimit(std::string_view text);
+std::string SpeedLimitText(std::int64_t kibPerSecond);
 
 }  // namespace pellora

@@ -82,8 +82,6 @@ constexpr std::array kEnglish = {
     English{WebText::More, "More"},
     English{WebText::SaveInFolder, "Folder :"},
     English{WebText::SaveAsName, "File name :"},
-    English{WebText::UserName, "User name :"},
-    English{WebText::Password, "Password :"},
     English{WebText::ChecksumField, "Checksum :"},
     English{WebText::ReferringPage, "Referring page :"},
     English{WebText::Cookies, "Cookies :"},
@@ -98,7 +96,6 @@ constexpr std::array kEnglish = {
             "No file can be saved in the folder %1. Please give the full path of a folder that exists and that you may "
             "write to."},
     English{WebText::BadFileName, "%1 cannot be the name of a file, or a file with this name exists."},
-    English{WebText::BadSpeedLimit, "The speed limit must be a whole number of KiB per second."},
     English{WebText::BadBeginAt, "This is not a date and a time to come. Please write them as in the proposal."},
     English{WebText::BadPage,
             "The referring page must be an address that begins with http:// or https://, and cookies have the form "
@@ -115,8 +112,8 @@ constexpr std::array kEnglish = {
     English{WebText::LogIn, "Log In..."},
     English{WebText::NotNow, "Not Now"},
     English{WebText::LoginTitle, "Log In"},
-    English{WebText::LoginUser, "User name :"},
-    English{WebText::LoginPassword, "Password :"},
+    English{WebText::UserName, "User name :"},
+    English{WebText::Password, "Password :"},
     English{WebText::Remember, "Remember in the desktop's password store"},
     English{WebText::WrongLogin, "The server refused this user name and password."},
     English{WebText::ProxyLoginNeeded, "The proxy %1 requires a user name and a password."},
@@ -154,6 +151,16 @@ constexpr std::array kEnglish = {
     English{WebText::NumberInQueue, "Number %1 in the queue"},
     English{WebText::StayAwake, "Keep the computer awake while data arrives"},
     English{WebText::AwakeBecause, "Downloads are running"},
+    English{WebText::SpeedLimit, "Speed limit of all downloads (KiB/s, empty : none) :"},
+    English{WebText::SpeedLimitTimed, "Only from"},
+    English{WebText::SpeedLimitTo, "to"},
+    English{WebText::SpeedLimitClock, "o'clock"},
+    English{WebText::BadSpeedLimit, "A speed limit is a whole number of KiB/s from 1 to 10000000, or empty for none."},
+    English{WebText::SpeedLimitEntry, "Speed limit..."},
+    English{WebText::SpeedLimitQuestion, "Speed limit of this download (KiB/s, empty : none) :"},
+    English{WebText::LimitSpeed, "&Limit speed"},
+    English{WebText::BadSpeedLimitHours, "The hours of the speed limit are whole numbers from 0 to 23."},
+    English{WebText::SpeedLimitTitle, "Speed limit"},
 };
 
 }  // namespace

@@ -91,8 +91,6 @@ enum class WebText : std::int16_t {
   More = 917,
   SaveInFolder = 918,
   SaveAsName = 919,
-  UserName = 920,
-  Password = 921,
   ChecksumField = 922,
   ReferringPage = 923,
   Cookies = 924,
@@ -102,7 +100,6 @@ enum class WebText : std::int16_t {
   BadChecksum = 928,
   BadFolder = 929,    // %1: the folder
   BadFileName = 930,  // %1: the name
-  BadSpeedLimit = 931,
   BadBeginAt = 932,
   BadPage = 933,    // or cookies
   NameTaken = 934,  // %1: the name, %2: the one that it gets
@@ -119,8 +116,8 @@ enum class WebText : std::int16_t {
   LogIn = 877,
   NotNow = 878,
   LoginTitle = 879,
-  LoginUser = 880,
-  LoginPassword = 881,
+  UserName = 880,
+  Password = 881,
   Remember = 882,
   WrongLogin = 883,
   ProxyLoginNeeded = 884,  // %1: host
@@ -160,6 +157,18 @@ enum class WebText : std::int16_t {
   // Staying awake.
   StayAwake = 955,
   AwakeBecause = 956,  // as the desktop shows it
+  // Limits of speed. Of the options:
+  SpeedLimit = 867,
+  SpeedLimitTimed = 868,
+  SpeedLimitTo = 869,
+  SpeedLimitClock = 870,
+  BadSpeedLimit = 871,
+  BadSpeedLimitHours = 875,
+  // Of one download: in the popup, above its field, the window's title.
+  SpeedLimitEntry = 872,
+  SpeedLimitQuestion = 873,
+  SpeedLimitTitle = 876,
+  LimitSpeed = 874,  // in the menu of the tray icon
 };
 
 // Writes the English texts, over whatever is there.

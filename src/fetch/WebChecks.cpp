@@ -17,19 +17,24 @@ namespace pellora {
 
 namespace {
 
-constexpr std::int64_t kChunk = std::int64_t{1} << 20;  // read in one work; other downloads write in between
-constexpr std::int64_t kRefreshEvery = 200;             // ms
+constexpr std::int64_t kMebibyte = std::int64_t{1} << 20;
+constexpr std::int64_t kRefreshEvery = 200;  // ms
+
+// Read in one work. Other downloads write in between, and a small file shows its progress too; each work costs a trip
+// to its thread and back.
+std::int64_t ChunkOf(std::int64_t total) { return std::clamp(total / 64, kMebibyte, 4 * kMebibyte); }
 
 std::string ShownKind(ChecksumKind kind) { return ToUpper(NameOf(kind)); }
 
+// All digits would fill the window.
 std::string Shortened(const std::string& digits) {
-  constexpr std::size_t kShown = 16;
-  return digits.size() <= kShown ? digits : digits.substr(0, kShown) + "...";
+  constexpr std::size_t kShown = 8;  // at each end
+  return digits.substr(0, kShown) + "..." + digits.substr(digits.size() - kShown);
 }
 
 std::string Size(std::int64_t bytes) {
-  constexpr std::int64_t kMegabyte = 1'000'000;
-  return std::to_string((bytes + kMegabyte - 1) / kMegabyte) + " MB";
+  constexpr std::int64_t kUnit = 1'000'000;
+  return std::to_string((bytes + kUnit - 1) / kUnit) + " MB";
 }
 
 std::shared_ptr<PartFile::Sums> NewSums(Digests* digests, const std::vector<ChecksumKind>& kinds) {
@@ -143,13 +148,14 @@ Task<std::optional<std::vector<Range>>> WebEngine::WrongPieces(Run run) {
 Task<WebEngine::Digits> WebEngine::HashRanges(Run run, std::vector<Range> ranges, std::vector<ChecksumKind> kinds) {
   const auto hold = Hold();
   Digits digits;
+  const std::int64_t chunkLength = ChunkOf(facts_.total);
   for (const Range range : ranges) {
     const std::shared_ptr<PartFile::Sums> sums = NewSums(program_.platform.digests, kinds);
-    for (std::int64_t at = range.begin; at < range.end; at += kChunk) {
+    for (std::int64_t at = range.begin; at < range.end; at += chunkLength) {
       const std::int64_t percent = at * 100 / facts_.total;
       ShowCheck(Say(WebText::Checking, {std::to_string(percent)}));
       const auto hashed = std::make_shared<Hashed>();
-      const Range chunk{at, std::min(at + kChunk, range.end)};
+      const Range chunk{at, std::min(at + chunkLength, range.end)};
       part_->Hash(chunk, sums, [hashed](PartFile::Result result, const std::string& reason) {
         hashed->result = result;
         hashed->reason = reason;

@@ -449,6 +449,7 @@ void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason
       if (lane.proof != LengthProof::UntilClose) return ComparedOther();
       return LaneLost(lane, ReasonFor(lane, FetchEnd::Lost, {}), RoundCause::Failure);
     }
+    if (entry_.size >= 0 && length != entry_.size) return Rest(FetchEvent::GivenUp, Say(WebText::OtherSize));
     facts_.total = length;
     unconfirmed_ = lane.proof == LengthProof::UntilClose;
     plan_->SetTotal(facts_.total);

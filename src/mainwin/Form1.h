@@ -29,9 +29,9 @@ class Form1 final : public Window {
   CommandButton Command4{this, "Command4", "..."};
   Label Label2{this, "Label2", "File name :", 919};
   TextBox Text3{this, "Text3"};
-  Label Label3{this, "Label3", "User name :", 920};
+  Label Label3{this, "Label3", "User name :", 880};
   TextBox Text4{this, "Text4"};
-  Label Label4{this, "Label4", "Password :", 921};
+  Label Label4{this, "Label4", "Password :", 881};
   TextBox Text5{this, "Text5"};
   Label Label5{this, "Label5", "Checksum :", 922};
   TextBox Text6{this, "Text6"};

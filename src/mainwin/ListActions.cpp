@@ -10,7 +10,9 @@
 #include "core/FileNames.h"
 #include "core/QueueOrder.h"
 #include "core/RecordLife.h"
+#include "core/SpeedLimit.h"
 #include "core/WebTexts.h"
+#include "mainwin/AskLine.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
@@ -23,6 +25,7 @@ namespace pellora {
 namespace {
 
 constexpr int kAskClearAll = 408;
+constexpr std::int64_t kKiB = 1024;
 
 // Of the window that a menu entry opens: without access key and dots.
 std::string TitleOf(std::string caption) {
@@ -42,6 +45,7 @@ void MainWindow::PreparePopup() {
   stopdl.Enabled = !record.Finished && record.Active;
   stopall.Enabled = true;
   properties.Enabled = true;
+  speedlimit.Enabled = !record.Finished;
   if (!record.Finished && !record.Active) shedulded.Checked = record.Scheduled == 1;
   changeaddress.Visible = IsWebRecord(program_, pick->index);
   changeaddress.Enabled = MayChangeAddress(pick->index);
@@ -57,6 +61,23 @@ void MainWindow::PrepareFinishedPopup() {
   openfile2.Enabled = selected;
   cleardown2.Enabled = selected;
   clearall.Enabled = !ListView2.Rows().empty();
+}
+
+// The limit of the selected download, which may have been deleted meanwhile.
+Task<> MainWindow::AskSpeedLimit() {
+  const auto hold = Hold();
+  const std::optional<Pick> pick = Selected(ListView1);
+  if (!pick || program_.Download(pick->index).Finished) co_return;
+  LineQuestion question;
+  question.title = TextOf(program_, WebText::SpeedLimitTitle);
+  question.caption = TextOf(program_, WebText::SpeedLimitQuestion);
+  question.text = SpeedLimitText((SpeedLimitOf(program_, pick->index) + kKiB - 1) / kKiB);
+  question.refusal = [this](const std::string& text) {
+    return ReadSpeedLimit(text) ? std::string() : TextOf(program_, WebText::BadSpeedLimit);
+  };
+  const std::optional<std::string> line = co_await askLine->Ask(std::move(question));
+  if (!line || !program_.Holds(pick->index, pick->serial)) co_return;
+  SetSpeedLimitOf(program_, pick->index, ReadSpeedLimit(*line).value_or(0) * kKiB);
 }
 
 void MainWindow::ToggleScheduled() {

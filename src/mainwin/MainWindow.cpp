@@ -131,6 +131,7 @@ void MainWindow::ConnectEvents() {
   queuedown.OnClick = [this] { MoveInQueue(QueueMove::Down); };
   queuelast.OnClick = [this] { MoveInQueue(QueueMove::Last); };
   ListView1.OnMoveKey = [this](RowMove move) { MoveInQueue(QueueMoveOf(move)); };
+  speedlimit.OnClick = [this] { platform_.tasks.Spawn(AskSpeedLimit()); };
 
   ListView2.OnClick = [this] { SelectFinished(); };
   ListView2.OnDoubleClick = [this] {

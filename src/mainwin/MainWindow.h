@@ -85,6 +85,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Menu stopall{this, "stopall", "Stop &All downloads", 288};
   Menu properties{this, "properties", "&Properties", 285};  // opens nothing
   Menu shedulded{this, "shedulded", "Schedulded", 287};
+  Menu speedlimit{this, "speedlimit", "Speed limit...", 872};
   Menu changeaddress{this, "changeaddress", "&Change Address...", 943};
   Menu queuefirst{this, "queuefirst", "&First in the Queue", 949};
   Menu queueup{this, "queueup", "&Up in the Queue", 950};
@@ -245,6 +246,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Task<bool> Confirm(std::string text, std::string title);
   void ShowOptions();
   Task<> DeleteSelected();
+  Task<> AskSpeedLimit();
   Task<> Quit();
   void PauseSelected();
   void PauseAll();

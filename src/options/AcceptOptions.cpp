@@ -8,7 +8,6 @@
 #include "core/DateTexts.h"
 #include "core/Dates.h"
 #include "core/Numbers.h"
-#include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
 #include "lang/Language.h"
 #include "options/Options.h"
@@ -68,7 +67,6 @@ void options::Accept() {
   if (platform_.autoStart != nullptr) SetAutoStart(*platform_.autoStart, program_.settings.AutoStart);
   ApplyChosenLanguage();
   if (program_.settings.ProxyPort == 0) program_.settings.ProxyPort = kPortForNone;
-  program_.speed->Update();
   Skip([&] { SaveSettings(program_.settings, platform_.settings); });
   Unload();
 }
@@ -96,6 +94,7 @@ std::optional<BoxRequest> options::Refusal() {
   if (!IsWithin(Text3, 1, 8)) return box(kBadSegments, kWarning);
   if (!IsWithin(Text4, 1, 99)) return box(kBadDownloads, kWarning);
   if (HasBadCertificates()) return box(static_cast<int>(WebText::BadCertificates), kInformation);
+  if (const std::optional<WebText> fault = SpeedLimitFault()) return box(static_cast<int>(*fault), kInformation);
   return std::nullopt;
 }
 
@@ -129,6 +128,7 @@ void options::ApplyControls() {
   for (const auto& [button, value] : WebChoices()) {
     if (button->Value) settings.WebEngine = value;
   }
+  ApplySpeedLimit();
   ApplyScheduleControls();
 }
 

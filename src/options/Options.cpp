@@ -142,6 +142,7 @@ void options::RefreshFromOptions() {
   Option2.Value = settings.ScheduleOption == 1;
   Option1.Value = settings.ScheduleOption != 1;
   for (const auto& [button, value] : WebChoices()) button->Value = settings.WebEngine == value;
+  ShowSpeedLimit();
   ListLanguages();
 }
 

@@ -47,8 +47,8 @@ std::string ReadLine() {
 }
 
 std::string ReadLineOfTerminal() {
-  std::fputs("Password: ", stderr);
   const EchoOff echoOff;
+  std::fputs("Password: ", stderr);
   std::string line = ReadLine();
   std::fputs("\n", stderr);
   return line;

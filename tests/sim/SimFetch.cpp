@@ -379,10 +379,6 @@ bool SimFetch::TakeBlock() {
     link_->connection->SetReading(false);
     return false;
   }
-  loop_.Arrive(source_, loop_.Time() + kGather, [weak = weak_from_this(), number = ++blockNumber_] {
-    const std::shared_ptr<SimFetch> self = weak.lock();
-    if (self && self->block_ && self->blockNumber_ == number) self->HandOn();
-  });
   return true;
 }
 
@@ -401,10 +397,18 @@ bool SimFetch::AskThrottle(std::size_t bytes) {
 
 bool SimFetch::Gather(std::string_view bytes) {
   allowed_ -= std::min(allowed_, bytes.size());
+  if (blockBytes_->empty()) HandOnLater();
   *blockBytes_ += bytes;
   if (Room() == 0) HandOn();
   if (!url_.IsHttp() && fileLeft_ == 0) Later(kFinalReply, &SimFetch::MissFinalReply);
   return true;
+}
+
+void SimFetch::HandOnLater() {
+  loop_.Arrive(source_, loop_.Time() + kGather, [weak = weak_from_this(), number = ++blockNumber_] {
+    const std::shared_ptr<SimFetch> self = weak.lock();
+    if (self && self->block_ && self->blockNumber_ == number) self->HandOn();
+  });
 }
 
 void SimFetch::MissFinalReply() { End(FetchEnd::Other, "the end is not confirmed"); }

@@ -130,6 +130,7 @@ class SimFetch final : public std::enable_shared_from_this<SimFetch> {
   std::size_t Allowed() const { return request_.throttle ? allowed_ : std::size_t{1} << 30; }
   void MissFinalReply();
   void HandOn();
+  void HandOnLater();
   void Answer(FetchAnswer answer);
   void Queue(Event event);
   void Pump();

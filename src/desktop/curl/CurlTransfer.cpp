@@ -41,19 +41,24 @@ std::string Part(CURLU* url, CURLUPart part) {
   return result;
 }
 
-// libcurl takes no notice of a proxy with a control character in its login, and connects without it.
-bool HasUsableLogin(const std::string& proxy) {
-  CURLU* const url = curl_url();
-  bool usable = true;
-  if (curl_url_set(url, CURLUPART_URL, proxy.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK) {
-    for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD}) {
-      char* text = nullptr;
-      usable = usable && curl_url_get(url, part, &text, CURLU_URLDECODE) != CURLUE_URLDECODE;
-      curl_free(text);
-    }
+// libcurl reports an address that it cannot use like a proxy that does not answer. Of one with a control character in
+// its login it takes no notice, and connects without it.
+const char* FaultOfProxy(const std::string& proxy) {
+  constexpr std::array<std::string_view, 6> kSchemes{"http", "https", "socks4", "socks4a", "socks5", "socks5h"};
+  const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), &curl_url_cleanup);
+  if (curl_url_set(url.get(), CURLUPART_URL, proxy.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
+    return "its address cannot be read";
   }
-  curl_url_cleanup(url);
-  return usable;
+  if (std::find(kSchemes.begin(), kSchemes.end(), Part(url.get(), CURLUPART_SCHEME)) == kSchemes.end()) {
+    return "a proxy of this kind cannot be used";
+  }
+  for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD}) {
+    char* text = nullptr;
+    const bool unusable = curl_url_get(url.get(), part, &text, CURLU_URLDECODE) == CURLUE_URLDECODE;
+    curl_free(text);
+    if (unusable) return "its login holds a control character";
+  }
+  return nullptr;
 }
 
 bool EqualNames(std::string_view a, std::string_view b) {
@@ -107,8 +112,7 @@ CurlTransfer::CurlTransfer(FetchRequest request, std::shared_ptr<FetchChannel> c
       ready_(std::move(ready)),
       sockets_(sockets),
       easy_(curl_easy_init()),
-      capacity_(kFirstBlock),
-      portion_(kReceiveBuffer) {
+      capacity_(kFirstBlock) {
   CURLU* const url = curl_url();
   if (curl_url_set(url, CURLUPART_URL, request_.url.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK) {
     scheme_ = Part(url, CURLUPART_SCHEME);
@@ -149,6 +153,12 @@ Value CurlTransfer::Info(CURLINFO info) const {
   return value;
 }
 
+// Of a slow request it is short, since what libcurl has read is taken as a whole. It cannot be changed later.
+long CurlTransfer::ReceiveBuffer() const {
+  if (!request_.throttle) return kReceiveBuffer;
+  return static_cast<long>(std::min<std::size_t>(request_.throttle->Portion(), kReceiveBuffer));
+}
+
 void CurlTransfer::SetCommon() {
   Set(CURLOPT_PRIVATE, this);
   Set(CURLOPT_URL, request_.url.c_str());
@@ -159,7 +169,7 @@ void CurlTransfer::SetCommon() {
   Set(CURLOPT_NOSIGNAL, 1L);
   Set(CURLOPT_QUICK_EXIT, 1L);  // a handle that is removed does not wait for its lookup
   Set(CURLOPT_ERRORBUFFER, error_.data());
-  Set(CURLOPT_BUFFERSIZE, kReceiveBuffer);
+  Set(CURLOPT_BUFFERSIZE, ReceiveBuffer());
   Set(CURLOPT_HEADERFUNCTION, &OnHeader);
   Set(CURLOPT_HEADERDATA, this);
   Set(CURLOPT_WRITEFUNCTION, &OnData);
@@ -178,9 +188,7 @@ void CurlTransfer::SetConnection() {
   Set(CURLOPT_PROXY, request_.proxy.c_str());
   Set(CURLOPT_NOPROXY, "");
   if (!request_.proxy.empty()) {
-    if (!HasUsableLogin(request_.proxy)) {
-      Refuse(CURLE_PROXY, FetchEnd::Proxy, "its login holds a control character");
-    }
+    if (const char* const fault = FaultOfProxy(request_.proxy)) Refuse(CURLE_PROXY, FetchEnd::Proxy, fault);
     Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     Set(CURLOPT_HTTPPROXYTUNNEL, IsHttp() ? 0L : 1L);  // a proxy must not speak ftp in our name
     Set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
@@ -400,19 +408,9 @@ bool CurlTransfer::Allows(std::size_t bytes) {
 
 void CurlTransfer::Retry() {
   if (refused_ == 0 || !channel_->Reading()) return;
-  ReadInPortions();
   if (!Allows(refused_)) return;
   refused_ = 0;
   curl_easy_pause(easy_, CURLPAUSE_CONT);
-}
-
-// No more than at the beginning, when libcurl allocates its buffer.
-void CurlTransfer::ReadInPortions() {
-  if (!request_.throttle) return;
-  const long portion = static_cast<long>(std::min<std::size_t>(request_.throttle->Portion(), kReceiveBuffer));
-  if (portion == portion_) return;
-  portion_ = portion;
-  curl_easy_setopt(easy_, CURLOPT_BUFFERSIZE, portion);
 }
 
 void CurlTransfer::HandOn() {
@@ -426,7 +424,6 @@ void CurlTransfer::HandOn() {
 }
 
 void CurlTransfer::Tick() {
-  ReadInPortions();
   if (!block_) return;
   if (ticked_) return HandOn();
   ticked_ = true;

@@ -55,6 +55,7 @@ class CurlTransfer {
 
   template <class Value>
   void Set(CURLoption option, Value value);
+  long ReceiveBuffer() const;
   void SetCommon();
   void SetConnection();
   void SetHttp();
@@ -80,7 +81,6 @@ class CurlTransfer {
   void Answer();
   std::size_t Data(std::string_view bytes);
   bool Allows(std::size_t bytes);
-  void ReadInPortions();
   void HandOn();
   curl_khstat JudgeKey(const curl_khkey& found, curl_khmatch match);
   FetchOutcome Outcome(CURLcode code) const;
@@ -118,7 +118,6 @@ class CurlTransfer {
   std::size_t capacity_;
   std::size_t refused_ = 0;  // bytes that wait for the throttle
   std::size_t allowed_ = 0;  // and not taken yet
-  long portion_;             // that libcurl reads at once
 };
 
 }  // namespace pellora

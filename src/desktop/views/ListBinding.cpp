@@ -149,7 +149,7 @@ class ListWatcher : public QObject {
   }
 
   bool PressKey(const QKeyEvent& key) {
-    if ((key.modifiers() & ~Qt::KeypadModifier) == Qt::AltModifier) return PressMoveKey(key.key());
+    if ((key.modifiers() & ~Qt::KeypadModifier) == Qt::AltModifier && PressMoveKey(key.key())) return true;
     if (key.key() == Qt::Key_Delete && key.modifiers() == Qt::NoModifier) {
       control_.PressDelete();
       return true;

@@ -91,7 +91,7 @@ class Mirrors(Case):
         self.session.start()
         url = self.first.url(self.first.slow, "linked/a.bin")
         self.session.menu_url(url)
-        harness.wait_until(lambda: self.session.companion.find(url).received > 6_000_000, 60, "a part of the file")
+        harness.wait_until(lambda: self.received(url) > 6_000_000, 60, "a part of the file")
         before = self.requests(self.second, "/b.bin")
         self.first.close()
         try:
@@ -105,7 +105,7 @@ class Mirrors(Case):
         self.session.start()
         url = self.first.url(self.first.slow, "linked/a.bin")
         self.session.menu_url(url)
-        harness.wait_until(lambda: self.session.companion.find(url).received > 6_000_000, 60, "a part of the file")
+        harness.wait_until(lambda: self.received(url) > 6_000_000, 60, "a part of the file")
         harness.wait_until(lambda: b"mirrors=" in self.journal(), 30, "the mirrors in the journal")
         self.session.kill()
         self.first.close()

@@ -7,6 +7,7 @@ import os
 import pty
 import subprocess
 import sys
+import termios
 import threading
 import time
 import unittest
@@ -339,6 +340,27 @@ class Options(Scripts):
         self.session.process.wait(20)
         self.assertEqual(self.traces(self.SECRET.encode()), [])
 
+    def test_password_is_not_shown_on_a_terminal(self):
+        url = self.serve_to_joe("/a.bin")
+        here, there = pty.openpty()
+        self.addCleanup(os.close, here)
+        child = subprocess.Popen([self.companion.path, "add", "--user", "joe", "--password-stdin", url],
+                                 env=self.session.env, stdin=there, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.assertEqual(child.stderr.read(len("Password: ")), b"Password: ")
+        harness.wait_until(lambda: not termios.tcgetattr(there)[3] & termios.ECHO, 20, "a terminal without echo")
+        os.write(here, self.SECRET.encode() + b"\n")
+        identity = child.communicate(timeout=60)[0].decode().strip()
+        self.assertEqual(child.returncode, 0)
+        self.assertTrue(termios.tcgetattr(there)[3] & termios.ECHO)
+        os.set_blocking(here, False)
+        try:
+            echoed = os.read(here, 65536)
+        except BlockingIOError:
+            echoed = b""
+        os.close(there)
+        self.assertNotIn(self.SECRET.encode(), echoed)
+        self.assertEqual(self.control("wait", identity)[0], 0)
+
     def test_cookies_and_page_reach_the_address_alone(self):
         url = self.serve("/a.bin")
         cookies = os.path.join(self.session.home, "cookies.txt")
@@ -414,6 +436,17 @@ class Options(Scripts):
         self.assertEqual(limit(), 50)
         self.assertEqual(self.control("limit", identity, "off"), (0, [], []))
         self.assertIsNone(limit())
+
+    def test_file_without_its_checksum_does_not_appear(self):
+        good, bad = self.serve("/good.bin"), self.serve("/bad.bin")
+        digest = self.origin.digest(good)
+        self.assertEqual(len(digest), 64)
+        code, [identity], _ = self.control("add", "--checksum", digest.upper(), good)
+        self.assertEqual((code, self.control("wait", identity)[0]), (0, 0))
+        code, [identity], _ = self.control("add", "--checksum", "sha-256:" + "0" * 64, bad)
+        self.assertEqual((code, self.control("wait", identity)[0]), (0, 1))
+        self.assertIn("checksum", self.companion.find(bad).reason)
+        self.assertNotIn("bad.bin", os.listdir(self.session.downloads))
 
     def test_wrong_checksum_text_is_refused(self):
         code, _, [complaint] = self.control("add", "--checksum", "abc", self.serve("/a.bin"))

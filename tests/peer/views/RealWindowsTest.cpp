@@ -69,7 +69,9 @@ TEST_F(RealWindows, DialogsHaveAWidgetForEveryControl) {
 }
 
 TEST_F(RealWindows, AskLoginHasAWidgetForEveryControl) {
-  const auto window = std::make_shared<AskLogin>(stage.app->program(), AskLogin::Question{.reason = "a", .where = "b"});
+  AskLogin::Question question;
+  question.reason = "a";
+  const auto window = std::make_shared<AskLogin>(stage.app->program(), question);
   Open(*window);
   EXPECT_EQ(WithoutWidget(*window, {}), Names{});
   EXPECT_EQ(stage.Find<QLineEdit>(*window, "Text2")->echoMode(), QLineEdit::Password);

@@ -21,12 +21,19 @@ class WebAskLogin : public testing::Test, public WebApp {
     Add(url);
     ASSERT_TRUE(sim.RunUntil([&] { return WindowOf(index) && WindowOf(index)->Asks(); }));
   }
+  // A click on the button in the download's window.
+  void Open(int index = 1) {
+    ASSERT_NE(WindowOf(index), nullptr);
+    Decide(true, index);
+    ASSERT_NE(Window(), nullptr);
+  }
   AskLogin* Window() { return sim.windows().Only<AskLogin>(); }
   void Click(CommandButton& button) {
     sim.Do([&] { button.Click(); });
     sim.RunFor(100);
   }
   void Give(const std::string& user, const std::string& password, bool remember = false) {
+    ASSERT_NE(Window(), nullptr);
     sim.Do([&] {
       Window()->Text1.SetByUser(user);
       Window()->Text2.SetByUser(password);
@@ -43,7 +50,7 @@ TEST_F(WebAskLogin, IsOpenedByTheButtonAndGoneWithTheAnswer) {
   Start();
   Begin("https://o.example/a.bin");
   EXPECT_EQ(Window(), nullptr);
-  Decide(true);
+  Open();
   ASSERT_NE(Window(), nullptr);
   EXPECT_EQ(Window()->Label1.Caption(), "The server requires a user name and a password.");
   EXPECT_EQ(Window()->Label2.Caption(), "https://o.example");
@@ -53,29 +60,31 @@ TEST_F(WebAskLogin, IsOpenedByTheButtonAndGoneWithTheAnswer) {
   Give("joe", "s3cret", true);
   EXPECT_EQ(Window(), nullptr);
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
-  EXPECT_EQ(sim.secrets().stored.begin()->second, (std::vector<Login>{{"joe", "s3cret"}}));
+  const SecretPlace place{"https", "o.example", 443, "origin"};
+  EXPECT_EQ(sim.secrets().stored[place], (std::vector<Login>{{"joe", "s3cret"}}));
 }
 
 TEST_F(WebAskLogin, TwoDownloadsOfOnePlaceShareOne) {
   Start();
   Begin("https://o.example/a.bin");
   Begin("https://o.example/b.bin", 2);
-  Decide(true, 1);
-  Decide(true, 2);
-  ASSERT_NE(Window(), nullptr);
+  Open(1);
+  Open(2);
   Give("joe", "s3cret");
-  ASSERT_TRUE(RunUntilFinished(1) && RunUntilFinished(2)) << sim.Replay();
+  ASSERT_TRUE(program().DownloadCount == 2 && RunUntilFinished(1) && RunUntilFinished(2)) << sim.Replay();
 }
 
 TEST_F(WebAskLogin, CancelStopsThoseThatHaveOpenedIt) {
   Start();
   Begin("https://o.example/a.bin");
   Begin("https://o.example/b.bin", 2);
-  Decide(true, 1);
-  Decide(true, 2);
+  Open(1);
+  Open(2);
+  ASSERT_NE(Window(), nullptr);
   Click(Window()->Command2);
   EXPECT_EQ(Window(), nullptr);
   for (const int index : {1, 2}) {
+    ASSERT_NE(WindowOf(index), nullptr);
     EXPECT_FALSE(WindowOf(index)->Asks());
     EXPECT_EQ(StateWord(index), "failed");
     EXPECT_EQ(Web(index).reason, "The server requires a user name and a password.");
@@ -85,17 +94,19 @@ TEST_F(WebAskLogin, CancelStopsThoseThatHaveOpenedIt) {
 TEST_F(WebAskLogin, ClosingItIsACancel) {
   Start();
   Begin("https://o.example/a.bin");
-  Decide(true);
+  Open();
+  ASSERT_NE(Window(), nullptr);
   sim.Do([&] { Window()->ViewClosed(); });
   sim.RunFor(100);
   EXPECT_EQ(Window(), nullptr);
+  ASSERT_NE(WindowOf(), nullptr);
   EXPECT_FALSE(WindowOf()->Asks());
 }
 
 TEST_F(WebAskLogin, QuitClosesIt) {
   Start();
   Begin("https://o.example/a.bin");
-  Decide(true);
+  Open();
   sim.Do([&] { app.SaveAndQuit(); });
   EXPECT_TRUE(sim.RunUntil([&] { return sim.Ended(); }, 10'000));
 }
@@ -104,7 +115,7 @@ TEST_F(WebAskLogin, StoreThatTakesNothingIsSaidOnce) {
   sim.secrets().absent = true;
   Start();
   Begin("https://o.example/a.bin");
-  Decide(true);
+  Open();
   Give("joe", "s3cret", true);
   ASSERT_TRUE(RunUntilFinished());
   sim.RunFor(1000);

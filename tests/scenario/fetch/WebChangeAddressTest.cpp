@@ -298,6 +298,25 @@ TEST(WebChangeAddress, DeletionMeanwhileLeavesNothing) {
   }
 }
 
+// The lines that such a deletion leaves, after kills at the worst moments.
+TEST(WebChangeAddress, DeletedDownloadDoesNotComeBackWithTheOtherAddress) {
+  Session run;
+  run.Begin();
+  JournalEntry old = run.rig.services->journal.Entries().front();
+  JournalEntry moved = old;
+  moved.key.url = kNew;
+  JournalEntry gone = old;
+  gone.state = JournalState::Gone;
+  SimPlatform editor({.disk = run.rig.sim.disk().TakeState()});
+  editor.disk().Lose("/prog/Pellora.dat");
+  editor.disk().Put(kJournal, SimContent(JournalLine(old) + JournalLine(moved) + JournalLine(gone)));
+  Session next(editor.disk().TakeState());
+  next.rig.Load();
+  next.rig.sim.RunFor(5000);
+  EXPECT_TRUE(next.Listed().empty());
+  EXPECT_FALSE(next.rig.sim.disk().Has(kPart));
+}
+
 // A kill at each call to the disk from the change on, with or without a torn write and a power cut: one record with
 // one of both addresses, what was held is held, and the file becomes right from either.
 class WebChangeAddressKills : public testing::TestWithParam<int> {};

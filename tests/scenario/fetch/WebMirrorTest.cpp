@@ -1,5 +1,6 @@
 // Downloads that have mirrors.
 #include <algorithm>
+#include <cstdlib>
 
 #include "SimDigests.h"
 #include "WebRig.h"
@@ -139,6 +140,16 @@ TEST_F(WebMirror, TheAnnouncedLengthIsDemandedOfEachSource) {
   EXPECT_EQ(Web(2).reason, "The file there does not have the length that was announced.");
 }
 
+TEST_F(WebMirror, TheAnnouncedLengthIsDemandedOfAFileOfUnknownLengthToo) {
+  origin.Always({.wire = {.bytesPerSecond = 3'000'000}, .ignoreRange = true, .chunked = true});
+  WebAdd add;
+  add.size = kLength - 1;
+  Start(kUrl, add);
+  ASSERT_TRUE(RunUntilStopped());
+  EXPECT_EQ(Web().reason, "The file there does not have the length that was announced.");
+  EXPECT_FALSE(sim.disk().Has(kOutput));
+}
+
 TEST_F(WebMirror, AnUnencryptedOneOfAnEncryptedAddressNeedsAChecksum) {
   SimHttpServer plain(sim.network(), "m.example", 80);
   Serve(plain, "/pub/b.bin", content, "\"m\"");
@@ -213,7 +224,8 @@ TEST_F(WebMirror, ThereAreNeverMoreThanEightLanes) {
   Start(kUrl, Checked({kMirror}));
   ASSERT_TRUE(RunUntilReceived(2'000'000));
   EXPECT_LE(origin.Open() + mirror.Open(), 8);
-  EXPECT_EQ(origin.Open(), mirror.Open());
+  EXPECT_GE(origin.Open() + mirror.Open(), 6);
+  EXPECT_LE(std::abs(origin.Open() - mirror.Open()), 1);
   ExpectTheFile(*this);
 }
 
@@ -222,7 +234,7 @@ TEST_F(WebMirror, ALaneThatLiesAboutTheLengthIsLeftOut) {
   Start(kUrl, Checked({kMirror}));
   ExpectTheFile(*this);
   EXPECT_TRUE(Notes("m.example is left out: ")) << Web().reason;
-  EXPECT_EQ(Asked(mirror), 1);
+  EXPECT_LE(Asked(mirror), 2) << "once by each of its lanes";
 }
 
 TEST_F(WebMirror, ALaneThatIsRefusedIsLeftOutWithItsReason) {

@@ -86,8 +86,9 @@ TEST(JournalCodec, ReadsWhatItWrites) {
 }
 
 TEST(JournalCodec, ReadsEveryState) {
-  for (const JournalState state : {JournalState::Paused, JournalState::Waiting, JournalState::Active,
-                                   JournalState::Stopped, JournalState::Finished, JournalState::Gone}) {
+  for (const JournalState state :
+       {JournalState::Paused, JournalState::Waiting, JournalState::Active, JournalState::Stopped,
+        JournalState::Finished, JournalState::Gone, JournalState::Listed}) {
     JournalEntry entry = Named("https://site/f");
     entry.state = state;
     EXPECT_EQ(ReadJournal(JournalLine(entry)).entries.at(0).state, state);

@@ -93,5 +93,43 @@ TEST_F(SourcesOf, HttpIsWhatAllInUseSpeak) {
   EXPECT_TRUE(sources.AllAreHttp());
 }
 
+using Numbers = std::vector<int>;
+
+TEST_F(SourcesOf, WhoAloneDeliveredAWrongRangeIsSuspected) {
+  sources.At(0).delivered = IntervalSet({{0, 150}});
+  sources.At(1).delivered = IntervalSet({{150, 300}});
+  EXPECT_EQ(sources.Suspects({{100, 200}, {200, 300}}), Numbers{1}) << "the first range is of both";
+  EXPECT_EQ(sources.Suspects({{0, 100}}), Numbers{0});
+  EXPECT_EQ(sources.Suspects({{0, 100}, {200, 300}}), (Numbers{0, 1}));
+}
+
+TEST_F(SourcesOf, OfThoseWhoDeliveredItTogetherAllButTheFirstAreSuspected) {
+  sources.At(1).delivered = IntervalSet({{0, 10}});
+  sources.At(2).delivered = IntervalSet({{10, 20}});
+  EXPECT_EQ(sources.Suspects({{0, 20}}), Numbers{2});
+  EXPECT_EQ(sources.Suspects({}), Numbers{2}) << "the whole file is wrong";
+  sources.At(0).delivered = IntervalSet({{20, 30}});
+  EXPECT_EQ(sources.Suspects({}), (Numbers{1, 2}));
+  EXPECT_EQ(sources.DeliveredBy({1, 2}), (std::vector<Range>{{0, 10}, {10, 20}}));
+}
+
+TEST_F(SourcesOf, NobodyIsSuspectedWhereNobodyElseIsLeftOrNothingIsKnown) {
+  EXPECT_EQ(sources.Suspects({{0, 20}}), Numbers{});
+  sources.At(0).delivered = IntervalSet({{0, 20}});
+  EXPECT_EQ(sources.Suspects({{0, 20}}), Numbers{0});
+  EXPECT_EQ(sources.Suspects({}), Numbers{}) << "one source delivered all";
+  sources.LeaveOut(1, "wrong");
+  sources.LeaveOut(2, "wrong");
+  EXPECT_EQ(sources.Suspects({{0, 20}}), Numbers{});
+}
+
+TEST_F(SourcesOf, WhatIsFetchedAgainWasDeliveredByNobody) {
+  sources.At(0).delivered = IntervalSet({{0, 20}});
+  sources.At(1).delivered = IntervalSet({{20, 40}});
+  sources.ForgetDelivered({{10, 30}});
+  EXPECT_EQ(sources.At(0).delivered, IntervalSet({{0, 10}}));
+  EXPECT_EQ(sources.At(1).delivered, IntervalSet({{30, 40}}));
+}
+
 }  // namespace
 }  // namespace pellora
