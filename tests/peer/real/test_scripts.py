@@ -406,6 +406,7 @@ class Options(Scripts):
 
     def test_lists_of_addresses_open_no_windows(self):
         urls = [self.serve("/%d.bin" % i) for i in range(5)]
+        self.session.window(harness.MAIN)
         before = self.session.own_windows()
         code, ids, complaints = self.control("add", "-i", "-", given="\n".join(["# mine", *urls]).encode())
         self.assertEqual((code, len(set(ids)), complaints), (0, 5, []))
