@@ -245,19 +245,5 @@ TEST_F(TimeOutsNearTickWrap, ReconnectASilentSegment) {
   EXPECT_EQ(Output(), content.All());
 }
 
-// The machine sleeps for hours, and its connections are dead when it wakes up.
-TEST_F(TimeOuts, DownloadContinuesByItselfAfterASuspend) {
-  const SimContent content = Serve("/a.bin", 4'000'000);
-  Wire(10, 200'000);
-  Start("http://o.example/a.bin");
-  ASSERT_TRUE(sim.RunUntil([&] { return Record().Received > 1'000'000; }, 60'000));
-  sim.network().SetOnline(false);
-  sim.Stall(8 * 3'600'000);
-  sim.network().SetOnline(true);
-  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
-  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
-  EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.bin", content));
-}
-
 }  // namespace
 }  // namespace pellora
