@@ -49,6 +49,7 @@ struct EngineQuestion {
   std::string yes;  // captions of the buttons
   std::string no;
   std::function<void(bool)> answer;  // called once, or never
+  bool resumable = false;            // a resume tries again; else it shows the question
 };
 
 // Called from the engine's events, at once.

@@ -287,7 +287,7 @@ void WebEngine::RestAsking(const std::string& reason, const std::string& questio
 }
 
 void WebEngine::ShowQuestion(std::string yes, std::string no, std::function<void(bool)> answer) {
-  EngineQuestion asked{std::move(yes), std::move(no), {}};
+  EngineQuestion asked{std::move(yes), std::move(no), {}, asksForLogin_};
   asked.answer = [weak = weak_from_this(), run = run_, answer = std::move(answer)](bool isYes) {
     const std::shared_ptr<WebEngine> self = weak.lock();
     if (self && self->StillCurrent() && run == self->run_ && self->state_ == FetchState::Asking) answer(isYes);

@@ -67,7 +67,7 @@ Task<> TransferWindow::EndIfDropped() {
 // A download that has a question is resumed by the answer.
 Task<> TransferWindow::ResumeDownload() {
   const auto hold = Hold();
-  if (question_) {
+  if (question_ && !question_->asked.resumable) {
     ShowWindow();
   } else {
     co_await engine_->ResumeDownload();
