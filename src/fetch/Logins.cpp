@@ -101,7 +101,10 @@ Task<> Logins::Seek(LoginPlace place, std::string user) {
   co_await platform_.tasks.Until(std::move(over));
   seeking_.erase(place);
   if (!answer->there) storeFailed_ = true;
-  if (!answer->value) co_return;
+  if (!answer->value) {
+    sought_.erase(place);
+    co_return;
+  }
   found_[place] = *answer->value;
   given_.emplace(place, *answer->value);  // unless the user was faster
 }

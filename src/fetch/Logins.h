@@ -49,7 +49,7 @@ class Logins {
   void Accepted(const LoginPlace& place, const Login& login);
   void Refused(const LoginPlace& place, const Login& login);
 
-  // The store may have a login that nobody has asked it for yet.
+  // The store may have a login that it has not yielded yet.
   bool MaySeek(const LoginPlace& place) const;
   // Afterwards GivenFor has what the store has for this user; if empty, for any.
   Task<> Seek(LoginPlace place, std::string user);

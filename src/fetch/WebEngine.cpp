@@ -94,6 +94,7 @@ Task<> WebEngine::InitConnection() {
 Task<> WebEngine::ResumeDownload() {
   const auto hold = Hold();
   if (!StillCurrent() || Record().Finished) co_return;
+  if (state_ == FetchState::Asking && asksForLogin_) Take(FetchEvent::Pause);
   co_await InitConnection();
   if (StillCurrent()) program_.lists->RefreshRows(kAllRows, kForced);
 }
@@ -205,7 +206,7 @@ void WebEngine::ContinueOrQueue() {
 
 void WebEngine::EndRun() {
   ++run_;
-  seeksLogin_ = false;
+  seeksLogin_ = asksForLogin_ = false;
   pulse_.SetEnabled(false);
   for (const auto& lane : lanes_) {
     lane->Close();

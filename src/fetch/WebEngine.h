@@ -291,6 +291,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::int64_t holdUntil_ = 0;
   RoundCause holdCause_ = RoundCause::Failure;
   std::string lastReason_;
+  bool asksForLogin_ = false;
   bool seeksLogin_ = false;  // in the desktop's store, and no lane is open
 
   std::shared_ptr<PartFile> part_;

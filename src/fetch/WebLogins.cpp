@@ -90,6 +90,7 @@ Task<> WebEngine::SeekLogin(Run run, LoginDemand demand) {
 // Downloads of one place share the answer.
 void WebEngine::AskForLogin(const LoginDemand& demand) {
   RestAsking(demand.reason, {});
+  asksForLogin_ = true;
   ShowLoginQuestion(demand);
   Draw();
   services_->logins.WhenGiven(demand.place, [weak = weak_from_this(), run = run_] {

@@ -66,7 +66,7 @@ Task<> TransferWindow::EndIfDropped() {
   (void)engine_->StillCurrent();
 }
 
-// A download that has a question is resumed by the answer, unless another address has answered it.
+// The engine may be able to try again; else a download that has a question is resumed by the answer.
 Task<> TransferWindow::ResumeDownload() {
   const auto hold = Hold();
   co_await engine_->ResumeDownload();

@@ -196,7 +196,7 @@ TEST_F(SimHttpSiteTest, TunnelsAsAProxy) {
   sim.fetcher().CloseKept();
   SimFetchRecorder refused(sim, request);
   sim.RunFor(10'000);
-  EXPECT_EQ(refused.end, FetchEnd::Proxy);
+  EXPECT_EQ(refused.end, FetchEnd::ProxyLogin);
   EXPECT_NE(refused.reason.find("407"), std::string::npos);
 }
 

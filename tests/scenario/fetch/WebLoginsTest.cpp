@@ -111,6 +111,23 @@ TEST_F(WebLogins, NoMeansStoppedWithTheReasonAndResumeAsksAgain) {
   ASSERT_TRUE(RunUntilFinished());
 }
 
+TEST_F(WebLogins, ResumeLooksForALoginAgain) {
+  for (const bool inStore : {true, false}) {
+    const char* const path = inStore ? "/a.bin" : "/b.bin";
+    origin.Traits(path) = {.login = "joe:s3cret", .realm = path};
+    const std::int16_t index = Start(std::string("https://o.example") + path);
+    ASSERT_TRUE(RunUntilAsked(index));
+    if (inStore) {
+      sim.secrets().stored[{"https", "o.example", 443, path}] = {kJoe};
+    } else {
+      sim.disk().Put("/home/u/.netrc", "machine o.example login joe password s3cret\n");
+      sim.disk().SetOpenToOthers("/home/u/.netrc", false);
+    }
+    Resume(index);
+    ASSERT_TRUE(RunUntilFinished(index, 20'000)) << path;
+  }
+}
+
 TEST_F(WebLogins, NothingIsSentByHttpBeforeTheServerSaysHow) {
   clear.Traits("/a.bin").auth = FetchAuth::Digest;
   program.settings.WebEngine = 2;
