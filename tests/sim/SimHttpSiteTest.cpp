@@ -197,7 +197,6 @@ TEST_F(SimHttpSiteTest, TunnelsAsAProxy) {
   SimFetchRecorder refused(sim, request);
   sim.RunFor(10'000);
   EXPECT_EQ(refused.end, FetchEnd::ProxyLogin);
-  EXPECT_NE(refused.reason.find("407"), std::string::npos);
 }
 
 }  // namespace

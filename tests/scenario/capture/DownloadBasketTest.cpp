@@ -1,8 +1,11 @@
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "MainWindowFixture.h"
 #include "capture/DownloadBasket.h"
 #include "capture/PelloraCatcher.h"
+#include "mainwin/AddList.h"
 
 namespace pellora {
 namespace {
