@@ -255,7 +255,7 @@ SpeedLane::SpeedLane(std::shared_ptr<SpeedShare> share) : share_(std::move(share
 
 SpeedLane::~SpeedLane() {
   const Lock::Guard guard(TheCore().lock);
-  if (granted_ > 0) TheCore().Grant(*this, -granted_);
+  TheCore().Grant(*this, -granted_);  // what it owes is the others' to wait for
   std::erase(share_->lanes_, this);
 }
 

@@ -188,6 +188,7 @@ void ClassicEngine::ConnectSegment(int i, bool keptPlan) {
   segment.State = kSegmentUnconnected;
   if (keptPlan) segment.LastActivity = static_cast<float>(Tick());
   WS1(i - 1).Connect(record.Host, record.Port);
+  brake_.Open(WS1(i - 1));
 }
 
 Task<> ClassicEngine::SegmentConnected(int index) {
@@ -238,11 +239,8 @@ void ClassicEngine::SegmentDataArrived(int index, std::size_t bytes) {
     return;
   }
   Account(tick, length);
-  if (segment.ReceivedNow > std::int64_t{segment.RangeEnd} - segment.RangeStart) {
-    SegmentCompleted(index, segment);
-  } else {
-    brake_.Read(index, WS1(index), bytes);
-  }
+  brake_.Read(index, WS1(index), bytes);
+  if (segment.ReceivedNow > std::int64_t{segment.RangeEnd} - segment.RangeStart) SegmentCompleted(index, segment);
 }
 
 void ClassicEngine::OpenPart(int index, const SegmentRecord& segment, std::uint32_t tick) {

@@ -9,6 +9,7 @@ namespace pellora {
 namespace {
 
 constexpr std::int32_t kLongestHold = 900;  // ms: with a retry, below a second
+constexpr std::size_t kFirstBlock = std::size_t{64} << 10;
 constexpr std::size_t kLeastBlock = std::size_t{1} << 10;
 constexpr std::size_t kPortions = 4;  // in a block, since a socket is read at most every other step
 
@@ -19,6 +20,10 @@ SpeedBrake::SpeedBrake(Program& program) : program_(program), retries_(program.p
 }
 
 void SpeedBrake::Begin(int index) { share_ = program_.speed->ShareOf(index); }
+
+void SpeedBrake::Open(Winsock& socket) {
+  if (program_.speed->AnyLimit()) socket.ReadAtMost(kFirstBlock);
+}
 
 void SpeedBrake::Read(int i, Winsock& socket, std::size_t bytes) {
   Segment& segment = segments_.at(static_cast<std::size_t>(i));

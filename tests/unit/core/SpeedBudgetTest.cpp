@@ -251,5 +251,17 @@ TEST_F(SpeedBudgetTest, IsInUseWhileThereIsALimitAndAConnection) {
   EXPECT_FALSE(budget.InUse());
 }
 
+TEST_F(SpeedBudgetTest, WhatAClosedConnectionOwesIsWaitedForByTheOthers) {
+  budget.SetRate(100 * kKiB);
+  const std::shared_ptr<SpeedShare> share = budget.NewShare();
+  share->NewLane()->Spend(200 * kKiB);
+  Stream& other = Add(share);
+  RunFor(1500);
+  EXPECT_EQ(other.taken, 0);
+  RunFor(2500);
+  EXPECT_GT(other.taken, 150 * kKiB);
+  EXPECT_LE(other.taken, 201 * kKiB);
+}
+
 }  // namespace
 }  // namespace pellora
