@@ -13,6 +13,7 @@
 #include "core/WebTexts.h"
 #include "lang/Format.h"
 #include "lang/Language.h"
+#include "mainwin/MetalinkAdds.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
 #include "ports/Locale.h"
@@ -126,6 +127,10 @@ void AddList::ReadItem(Item& item) {
   item.name = item.named ? request.name : web ? program_.prospects->NameOf(request.url) : address.suggestedName;
   if (!listed_.insert(address.listed).second) {
     item.problem = TextOf(program_, WebText::ListedTwice);
+    return;
+  }
+  if (LosesChecksum(program_, request)) {
+    item.problem = TextOf(program_, WebText::OnlyWebEngine);
     return;
   }
   item.classic = address.engine == EngineName::Classic;
