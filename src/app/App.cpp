@@ -140,11 +140,22 @@ struct App::Parts {
     }
   }
 
-  // Those of a Metalink: several are shown first.
+  // Those of a Metalink: several are shown first, and one that cannot be added.
   void AddFiles(std::vector<MetalinkAdd> files) {
-    std::vector<ListedAdd> adds = ListedAddsOf(std::move(files), false);
-    if (adds.size() != 1) return Main().addList->Offer(std::move(adds), false);
+    std::vector<ListedAdd> adds = ListedAddsOf(program, std::move(files), false);
+    if (program.headless) return AddUnasked(adds);
+    if (adds.size() != 1 || LosesChecksum(program, adds.front().request))
+      return Main().addList->Offer(std::move(adds), false);
     program.platform.tasks.Spawn(AddDownload(&program, std::move(adds.front().request)));
+  }
+
+  // Nobody could choose among them.
+  void AddUnasked(const std::vector<ListedAdd>& adds) {
+    for (const ListedAdd& add : adds) {
+      const std::string reason = LosesChecksum(program, add.request) ? TextOf(program, WebText::OnlyWebEngine)
+                                                                     : AddWithoutAsking(program, add.request).reason;
+      if (!reason.empty()) program.platform.tasks.Spawn(Say(&program, add.request.name + ": " + reason));
+    }
   }
 
   // The web engine's journal lies beside the list.

@@ -3,6 +3,7 @@
 
 #include "async/InBackground.h"
 #include "core/Metalink.h"
+#include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
 #include "fetch/LinkHeader.h"
 #include "fetch/WebEngine.h"
@@ -190,7 +191,10 @@ Task<bool> WebEngine::TakeMetalink(Run run) {
   if (!StillCurrent() || run != run_) co_return false;
   std::vector<MetalinkAdd> adds;
   for (const MetalinkFile& file : read->value_or(std::vector<MetalinkFile>())) {
-    adds.push_back(AddOf(file, IsEncrypted(given_.scheme)));
+    WebAdd& add = adds.emplace_back(AddOf(file, IsEncrypted(given_.scheme))).add;
+    add.folder = entry_.folder;
+    add.speedLimit = program_.speed->LimitOf(slot_.Index());
+    add.quiet = entry_.quiet;
   }
   if (adds.empty()) {
     note_ = Say(WebText::BadMetalink);

@@ -1,7 +1,6 @@
 #include "mainwin/AddFields.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <optional>
@@ -13,6 +12,7 @@
 #include "core/FileNames.h"
 #include "core/Program.h"
 #include "core/Prospects.h"
+#include "core/SpeedLimit.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
 #include "ports/Clock.h"
@@ -26,7 +26,6 @@ namespace pellora {
 namespace {
 
 constexpr std::int64_t kBytesOfKiB = 1024;
-constexpr std::size_t kMostDigits = 9;
 
 std::string Trimmed(const std::string& text) { return std::string(TrimBlanks(text)); }
 
@@ -41,15 +40,6 @@ bool NeedsWebEngine(const AddFields& fields) {
                                       &fields.page, &fields.cookies,  &fields.speedLimit};
   return fields.beginsLater ||
          std::any_of(std::begin(texts), std::end(texts), [](const auto* text) { return !TrimBlanks(*text).empty(); });
-}
-
-std::optional<std::int64_t> BytesASecond(const std::string& text) {
-  if (text.empty()) return 0;
-  std::int64_t kibibytes = 0;
-  const char* const end = text.data() + text.size();
-  const auto [read, fault] = std::from_chars(text.data(), end, kibibytes);
-  if (fault != std::errc() || read != end || kibibytes < 0 || text.size() > kMostDigits) return std::nullopt;
-  return kibibytes * kBytesOfKiB;
 }
 
 std::optional<double> MomentOf(const Program& program, const std::string& text) {
@@ -127,9 +117,9 @@ class Reader {
   }
 
   void ReadLimit() {
-    const std::optional<std::int64_t> limit = BytesASecond(Trimmed(fields_.speedLimit));
+    const std::optional<std::int32_t> limit = ReadSpeedLimit(fields_.speedLimit);
     if (!limit) return Fail(WebText::BadSpeedLimit);
-    reading_.request.web.speedLimit = *limit;
+    reading_.request.web.speedLimit = *limit * kBytesOfKiB;
   }
 
   void ReadMoment() {

@@ -13,6 +13,7 @@
 #include "core/WebTexts.h"
 #include "lang/Format.h"
 #include "lang/Language.h"
+#include "mainwin/MetalinkAdds.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
 #include "ports/Locale.h"
@@ -128,10 +129,15 @@ void AddList::ReadItem(Item& item) {
     item.problem = TextOf(program_, WebText::ListedTwice);
     return;
   }
+  if (LosesChecksum(program_, request)) {
+    item.problem = TextOf(program_, WebText::OnlyWebEngine);
+    return;
+  }
+  item.classic = address.engine == EngineName::Classic;
   item.state = State::Ready;
   item.checked = true;
   item.asks = web && item.add.size < 0;
-  if (web) JudgeName(item);
+  if (program_.prospects != nullptr && !item.name.empty()) JudgeName(item);
 }
 
 std::string AddList::SaveFolderOf(const Item& item) const {
@@ -276,7 +282,8 @@ Task<> AddList::AddChecked() {
     if (item.state != State::Ready || !item.checked) continue;
     AddRequest request = item.add.request;
     request.web.quiet = true;
-    if (item.named && !item.free.empty()) request.name = item.free;  // as it was told
+    const bool renamed = item.classic && item.free != item.name;
+    if ((item.named || renamed) && !item.free.empty()) request.name = item.free;  // as the row says
     item.problem = AddWithoutAsking(program_, request).reason;
     item.state = item.problem.empty() ? State::Added : State::Refused;
     all = all && item.problem.empty();

@@ -63,7 +63,8 @@ class AddList final : public Window {
   struct Item {
     ListedAdd add;
     State state = State::Unread;
-    bool asks = false;  // its server is to be asked
+    bool asks = false;     // its server is to be asked
+    bool classic = false;  // for the classic engine, which would write over a file of its name
     std::string name;
     bool named = false;   // by its source or its server
     std::string free;     // the name that it would be saved as; empty: not known

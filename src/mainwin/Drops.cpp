@@ -121,7 +121,7 @@ void MainWindow::OfferMetalink(const std::vector<MetalinkFile>& files, bool late
   if (files.empty()) return Status(TextOf(program_, WebText::BadMetalink));
   std::vector<MetalinkAdd> adds;
   for (const MetalinkFile& file : files) adds.push_back(AddOf(file, true));
-  addList->Offer(ListedAddsOf(std::move(adds), later), false);
+  addList->Offer(ListedAddsOf(program_, std::move(adds), later), false);
 }
 
 Task<> MainWindow::Offer(std::vector<std::string> addresses, std::vector<std::string> files, bool later, bool cut) {

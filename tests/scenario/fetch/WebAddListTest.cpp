@@ -118,6 +118,21 @@ TEST_F(WebAddList, NamesThatAreTakenAreToldBeforeAndUsedAfter) {
   EXPECT_EQ(run.Record(2).SavePath, JoinFolder(run.Folder(), "a (3).bin"));
 }
 
+// The classic engine would write over the file, and both downloads into one.
+TEST_F(WebAddList, ClassicDownloadsGetFreeNamesToo) {
+  Run run;
+  run.sim.disk().Put(JoinFolder(run.Folder(), "a.bin"), SimContent("here"));
+  run.Drop("http://o.example/a.bin\nhttp://o.example/d/a.bin\nhttp://o.example/c.bin");
+  run.sim.RunFor(5000);
+  EXPECT_EQ(run.Note(0), FillText(run.Told(WebText::NameTaken), {"a.bin", "a (2).bin"}));
+  EXPECT_EQ(run.Note(1), FillText(run.Told(WebText::NameTaken), {"a.bin", "a (3).bin"}));
+  EXPECT_EQ(run.Note(2), "");
+  run.Download();
+  EXPECT_EQ(run.Record(1).SavePath, JoinFolder(run.Folder(), "a (2).bin"));
+  EXPECT_EQ(run.Record(2).SavePath, JoinFolder(run.Folder(), "a (3).bin"));
+  EXPECT_FALSE(run.Record(3).HasSavePath);
+}
+
 TEST_F(WebAddList, TooLittleRoomForAllIsToldBefore) {
   Run run;
   run.sim.disk().SetCapacity(run.sim.disk().Used() + 150'000);

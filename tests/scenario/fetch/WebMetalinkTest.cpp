@@ -2,6 +2,8 @@
 #include "SimDigests.h"
 #include "WebApp.h"
 #include "core/Metalink.h"
+#include "core/SpeedLimits.h"
+#include "core/WebTexts.h"
 
 namespace pellora {
 namespace {
@@ -76,6 +78,47 @@ TEST_F(WebMetalink, SeveralFilesAreShownFirst) {
   EXPECT_EQ(Listed(), 0);
   EXPECT_TRUE(window().addList->Visible());
   EXPECT_EQ(window().addList->ListView1.Rows().size(), 2U);
+}
+
+TEST_F(WebMetalink, FilesAreAddedUnaskedWithoutWindows) {
+  const std::string other = "<file name=\"b.iso\"><url>https://m.example/b</url></file>";
+  origin.File("/files.meta4", Document(File("a.iso", right) + other));
+  app.SetHeadless();
+  Add(kUrl);
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(Folder() + "/b.iso"); }, 600'000));
+  EXPECT_TRUE(sim.disk().Has(Folder() + "/a.iso"));
+  EXPECT_FALSE(window().addList->Visible());
+}
+
+TEST_F(WebMetalink, FilesGoToTheFolderOfTheMetalinkWithItsSpeedLimit) {
+  origin.File("/files.meta4", Document(File("a.iso", right)));
+  sim.platform().files.CreateFolder("/home/u/other");
+  sim.Do([&] { app.Add({.url = kUrl, .folder = "/home/u/other", .limit = 400}, [](const AddAnswer&) {}); });
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has("/home/u/other/a.iso"); }, 600'000)) << Web().reason;
+  EXPECT_EQ(program().speed->LimitOf(1), 400 * 1024);
+}
+
+// Where http goes to the classic engine, that would ignore checksum and mirrors, and write over a file of the name.
+TEST_F(WebMetalink, AddressesOfTheClassicEngineDoNotTakeTheFileFromTheWebEngine) {
+  const std::string url = "<url priority=\"1\">http://o.example/a.bin</url>";
+  std::string file = File("a.iso", right);
+  file.insert(file.find("<url"), url);
+  origin.File("/files.meta4", Document(file));
+  Add(kUrl);
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(Folder() + "/a.iso"); }, 600'000));
+  EXPECT_EQ(Record(1).URL, "https://o.example/a.bin");
+}
+
+TEST_F(WebMetalink, FileOfTheClassicEngineAloneIsRefusedWithItsChecksum) {
+  origin.File("/files.meta4", Document("<file name=\"a.iso\"><hash type=\"sha-256\">" + right +
+                                       "</hash><url>http://o.example/a.bin</url></file>"));
+  Add(kUrl);
+  sim.RunFor(20'000);
+  EXPECT_EQ(Listed(), 0);
+  ASSERT_TRUE(window().addList->Visible());
+  const ListRow& row = window().addList->ListView1.Rows().at(0);
+  EXPECT_EQ(row.subItems.at(2), TextOf(program(), WebText::OnlyWebEngine));
+  EXPECT_FALSE(row.checked);
 }
 
 TEST_F(WebMetalink, ALocalOneIsShownWhenItIsDropped) {

@@ -131,6 +131,7 @@ TEST_F(AddMore, BadFieldsAreToldAndTheDialogStays) {
        {Bad{&form().Text6, "123", Told(WebText::BadChecksum)}, Bad{&form().Text9, "-5", Told(WebText::BadSpeedLimit)},
         Bad{&form().Text9, "1.5", Told(WebText::BadSpeedLimit)},
         Bad{&form().Text9, "99999999999999999999", Told(WebText::BadSpeedLimit)},
+        Bad{&form().Text9, "10000001", Told(WebText::BadSpeedLimit)},
         Bad{&form().Text7, "page", Told(WebText::BadPage)}, Bad{&form().Text8, "a\rb=c", Told(WebText::BadPage)},
         Bad{&form().Text8, "abc", Told(WebText::BadPage)},
         Bad{&form().Text3, "a/b", FillText(Told(WebText::BadFileName), {"a/b"})},
