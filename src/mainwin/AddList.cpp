@@ -62,6 +62,7 @@ void AddList::ForgetAll() {
   read_ = asked_ = 0;
   listed_.clear();
   taken_.clear();
+  lastGiven_.clear();
   reading_ = adding_ = cut_ = false;
   room_ = -1;
   ListView1.SetRows({});
@@ -148,10 +149,15 @@ std::string AddList::SaveFolderOf(const Item& item) const {
 // In the order of the rows, so that the first of several of one name keeps it.
 void AddList::JudgeName(Item& item) {
   const std::string folder = SaveFolderOf(item);
-  if (!item.free.empty()) taken_.erase(JoinFolder(folder, item.free));
-  item.free = item.name;
-  Skip([&] { item.free = program_.prospects->FreeName(folder, item.name, taken_); });
+  if (!item.free.empty()) {
+    taken_.erase(JoinFolder(folder, item.free));
+    lastGiven_.erase(JoinFolder(folder, item.judged));
+  }
+  item.judged = item.free = item.name;
+  std::string& last = lastGiven_.try_emplace(JoinFolder(folder, item.name), item.name).first->second;
+  Skip([&] { item.free = program_.prospects->FreeName(folder, last, taken_); });
   taken_.insert(JoinFolder(folder, item.free));
+  last = item.free;
 }
 
 std::string AddList::NoteOf(const Item& item) const {

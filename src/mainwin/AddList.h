@@ -8,6 +8,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -68,6 +69,7 @@ class AddList final : public Window {
     std::string name;
     bool named = false;   // by its source or its server
     std::string free;     // the name that it would be saved as; empty: not known
+    std::string judged;   // the name in whose place it has that
     std::string problem;  // why it cannot be added, or could not be fetched now
     bool checked = true;
   };
@@ -106,6 +108,8 @@ class AddList final : public Window {
   std::uint64_t generation_ = 0;  // of the window's opening: tasks of earlier ones end
   std::set<std::string> listed_;  // addresses in the program's list and in this
   std::set<std::string> taken_;   // paths
+  // By the path that was wanted: the name that its last item got. No earlier one is free.
+  std::map<std::string, std::string> lastGiven_;
   std::array<Slot, kInquiries> slots_;
   std::int64_t room_ = -1;  // bytes in the folder of downloads; -1: not known
 };

@@ -1,4 +1,6 @@
 // The window for many addresses: what it knows of them before, and what it adds.
+#include <chrono>
+
 #include "WebApp.h"
 #include "capture/DownloadBasket.h"
 #include "core/FileNames.h"
@@ -265,6 +267,18 @@ TEST_F(WebAddList, ClosedInTheMiddleItAddsNoMore) {
   run.sim.RunFor(2000);
   EXPECT_LT(run.program().DownloadCount, 200);
   EXPECT_FALSE(run.List().Loaded());
+}
+
+TEST_F(WebAddList, ManyOfOneNameGetTheirNamesWithoutAFreeze) {
+  Run run;
+  std::string urls;
+  for (int i = 0; i < 10'000; ++i) urls += "https://o.example/" + std::to_string(i) + "/setup.exe\n";
+  const auto began = std::chrono::steady_clock::now();
+  run.Drop(urls);
+  run.sim.RunFor(1);
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+  EXPECT_EQ(run.Note(9'999), FillText(run.Told(WebText::NameTaken), {"setup.exe", "setup (10000).exe"}));
+  EXPECT_LT(took.count(), 20.0);
 }
 
 }  // namespace
