@@ -60,8 +60,9 @@ void Logins::WhenGiven(const LoginPlace& place, std::function<void()> call) {
 }
 
 void Logins::Accepted(const LoginPlace& place, const Login& login) {
-  if (const auto stale = stale_.find(place); stale != stale_.end()) {
-    if (platform_.secrets != nullptr) platform_.secrets->Delete(place, stale->second.user);
+  if (const auto stale = stale_.find(place); stale != stale_.end() && stale->second.user == login.user) {
+    const bool replaced = stale->second != login;  // else the refusal has passed
+    if (replaced && platform_.secrets != nullptr) platform_.secrets->Delete(place, login.user);
     stale_.erase(stale);
   }
   const auto wish = toRemember_.find(place);
@@ -119,7 +120,9 @@ Task<> Logins::Remember(LoginPlace place, Login login) {
     std::function<bool()> over = Within(platform_, answer);
     co_await platform_.tasks.Until(std::move(over));
   }
-  if (answer->value || std::exchange(storeFailed_, true)) co_return;
+  if (answer->value) co_return;
+  storeFailed_ = true;
+  if (std::exchange(failureSaid_, true)) co_return;
   if (notRemembered) notRemembered();
 }
 

@@ -72,6 +72,7 @@ class Logins {
   std::set<LoginPlace> sought_;
   std::set<LoginPlace> seeking_;
   bool storeFailed_ = false;
+  bool failureSaid_ = false;  // that a login could not be stored
 };
 
 }  // namespace pellora
