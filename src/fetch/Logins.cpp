@@ -60,12 +60,13 @@ void Logins::WhenGiven(const LoginPlace& place, std::function<void()> call) {
 }
 
 void Logins::Accepted(const LoginPlace& place, const Login& login) {
-  if (const auto stale = stale_.find(place); stale != stale_.end() && stale->second.user == login.user) {
+  const auto wish = toRemember_.find(place);
+  const auto stale = stale_.find(place);
+  if (stale != stale_.end() && (stale->second.user == login.user || wish != toRemember_.end())) {
     const bool replaced = stale->second != login;  // else the refusal has passed
-    if (replaced && platform_.secrets != nullptr) platform_.secrets->Delete(place, login.user);
+    if (replaced && platform_.secrets != nullptr) platform_.secrets->Delete(place, stale->second.user);
     stale_.erase(stale);
   }
-  const auto wish = toRemember_.find(place);
   if (wish == toRemember_.end() || wish->second != login) return;
   toRemember_.erase(wish);
   platform_.tasks.Spawn(Remember(place, login));

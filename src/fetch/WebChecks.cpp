@@ -237,10 +237,11 @@ void WebEngine::FetchAgain(const std::vector<Range>& wrong) {
   StartOrQueue();
 }
 
-// They are missing again.
+// They are missing again. Where nothing is left, the length that came with them may be wrong as well.
 void WebEngine::ForgetRanges(const std::vector<Range>& wrong) {
-  Take(FetchEvent::Pause);
   for (const Range& range : wrong) written_.Remove(range);
+  if (written_.Ranges().empty()) return LeavePart();
+  Take(FetchEvent::Pause);
   entry_.held = written_;
   WriteJournal(JournalStateNow());
 }

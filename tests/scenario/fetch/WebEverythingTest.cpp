@@ -229,12 +229,7 @@ class Session {
     }
     if (rig.program.Web(index) == nullptr) return "no figures";
     const WebFigures& web = rig.Web(index);
-    std::string requests;
-    for (const HttpRequest& request : origin_.Requests()) requests += request.bytes.substr(0, 200) + "|";
-    return std::to_string(sly_.Requests().size()) + " sly, " + std::to_string(fresh_.Requests().size()) + " fresh, " +
-           std::to_string(right_.Requests().size()) + " right, login " + std::to_string(world_.login) + " at " +
-           rig.Record(index).URL + " mirrors " + std::to_string(world_.add.mirrors.size()) + requests.substr(0, 900) +
-           " not finished: standing " + std::to_string(static_cast<int>(web.standing)) + " " + web.reason;
+    return "not finished: standing " + std::to_string(static_cast<int>(web.standing)) + " " + web.reason;
   }
 
   WebRig rig;
