@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdint>
 #include <functional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -140,10 +142,10 @@ struct App::Parts {
     }
   }
 
-  // Those of a Metalink: several are shown first, and one that cannot be added.
-  void AddFiles(std::vector<MetalinkAdd> files) {
+  // Those of a Metalink: several are shown first, and one that cannot be added, unless a script has added it.
+  void AddFiles(std::vector<MetalinkAdd> files, bool unasked) {
     std::vector<ListedAdd> adds = ListedAddsOf(program, std::move(files), false);
-    if (program.headless) return AddUnasked(adds);
+    if (program.headless || unasked) return AddUnasked(adds);
     if (adds.size() != 1 || LosesChecksum(program, adds.front().request))
       return Main().addList->Offer(std::move(adds), false);
     program.platform.tasks.Spawn(AddDownload(&program, std::move(adds.front().request)));
@@ -154,7 +156,13 @@ struct App::Parts {
     for (const ListedAdd& add : adds) {
       const std::string reason = LosesChecksum(program, add.request) ? TextOf(program, WebText::OnlyWebEngine)
                                                                      : AddWithoutAsking(program, add.request).reason;
-      if (!reason.empty()) program.platform.tasks.Spawn(Say(&program, add.request.name + ": " + reason));
+      if (reason.empty()) continue;
+      std::string text = add.request.name + ": " + reason;
+      if (!program.headless) {
+        Main().Status(text);
+      } else {
+        program.platform.tasks.Spawn(Say(&program, std::move(text)));
+      }
     }
   }
 
@@ -181,10 +189,11 @@ struct App::Parts {
       return TakeHandOver(program, *web, index, handOver);
     };
     web->metalinkArrived = [this](std::int16_t index, std::vector<MetalinkAdd> adds) {
+      const bool isScripted = scripted.contains(program.Serial(index));
       EmptyPlace(program, index);
       Release(program, index, kDeleted);
       Main().RefreshRows(kAllRows, kUnforced);
-      AddFiles(std::move(adds));
+      AddFiles(std::move(adds), isScripted);
     };
     prospects = NewWebProspects(program, *web);
     program.prospects = prospects.get();
@@ -200,6 +209,7 @@ struct App::Parts {
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
+  std::set<std::uint32_t> scripted;  // serials of records that scripts have added in this run
   std::vector<std::function<void()>> earlyCalls;
   bool started = false;
   bool stopped = false;
@@ -287,7 +297,10 @@ void App::Add(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) {
     AddAnswer answer;
     answer.reason = ReasonOf([&] {
       AddOutcome outcome = AddForScript(parts->program, wanted);
-      if (outcome.index != 0) answer.id = DownloadIds(parts->program).Of(outcome.index);
+      if (outcome.index != 0) {
+        answer.id = DownloadIds(parts->program).Of(outcome.index);
+        parts->scripted.insert(parts->program.Serial(outcome.index));
+      }
       return outcome.reason;
     });
     answered(std::move(answer));

@@ -90,6 +90,15 @@ TEST_F(WebMetalink, FilesAreAddedUnaskedWithoutWindows) {
   EXPECT_FALSE(window().addList->Visible());
 }
 
+TEST_F(WebMetalink, FilesOfOneThatAScriptHasAddedAreAddedUnasked) {
+  const std::string other = "<file name=\"b.iso\"><url>https://m.example/b</url></file>";
+  origin.File("/files.meta4", Document(File("a.iso", right) + other));
+  sim.Do([&] { app.Add({.url = kUrl}, [](const AddAnswer&) {}); });
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(Folder() + "/b.iso"); }, 600'000));
+  EXPECT_TRUE(sim.RunUntil([&] { return sim.disk().Has(Folder() + "/a.iso"); }, 600'000));
+  EXPECT_FALSE(window().addList->Visible());
+}
+
 TEST_F(WebMetalink, FilesGoToTheFolderOfTheMetalinkWithItsSpeedLimit) {
   origin.File("/files.meta4", Document(File("a.iso", right)));
   sim.platform().files.CreateFolder("/home/u/other");
