@@ -59,9 +59,9 @@ namespace {
 
 // The ports of the desktop; each may use those above it.
 struct Desktop {
-  explicit Desktop(bool runsHeadless) : headless(runsHeadless) {}
+  explicit Desktop(bool isHeadless) : headless{isHeadless} {}
 
-  const bool headless;
+  bool headless = false;
   EventGate gate;
   QtEventLoop events{gate};
   SystemClock clock;

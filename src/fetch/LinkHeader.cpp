@@ -64,7 +64,8 @@ void SetParameter(Link& link, std::string_view name, std::string value) {
 
 // The next link of a header, cut off its front.
 std::optional<Link> TakeLink(std::string_view& text) {
-  while (Take(text, ',')) continue;
+  bool more = true;
+  while (more) more = Take(text, ',');
   if (!Take(text, '<')) return {};
   const std::size_t end = text.find('>');
   if (end == std::string_view::npos) return {};

@@ -213,10 +213,9 @@ Task<> WebEngine::SeekList(Run run) {
   std::function<bool()> over = [this, run] { return run != run_ || !seek_ || seek_->Over(); };
   co_await program_.platform.tasks.UntilEvent(std::move(over));
   if (run != run_ || !seek_) co_return;
-  const std::optional<Checksum> found = seek_->Found();
+  if (seek_->Found()) entry_.foundChecksum = seek_->Found();
   seek_.reset();
   check_.clear();
-  if (found) entry_.foundChecksum = found;
 }
 
 void WebEngine::AskAboutWrong(const std::string& reason, const std::vector<Range>& wrong) {

@@ -79,7 +79,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void EndRun();  // closes all lanes
   bool CookiesAreGone() const;
   // Ends the run and takes the record out of work: paused, without a reason; else stopped, or asking.
-  void Rest(FetchEvent event, const std::string& reason);
+  void Rest(FetchEvent event, const std::string& given);  // the reason, or empty
   void Pulse();
   void CheckLanes(std::int64_t now);
   void RelieveSlowLane();

@@ -32,6 +32,6 @@ std::optional<int> SpeedLimitIn(const QString& text);
 
 // Reads from the standard input what the arguments say: the addresses, or the password, without echo on a terminal.
 // Relative paths are those of the current folder.
-AddPlan PlanAdd(const Arguments& arguments);
+AddPlan PlanAdd(const Arguments& given);
 
 }  // namespace pellora

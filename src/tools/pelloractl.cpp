@@ -157,10 +157,13 @@ int ChangeEach(Client& client, const QStringList& named, const char* method, con
   for (const QString& name : named) {
     const QString id = IdOf(*rows, name);
     if (id.isEmpty()) {
-      code = Answered(name, {{kReasonKey, "No listed download has this id or URL."}});
+      (void)Answered(name, {{kReasonKey, "No listed download has this id or URL."}});
+      code = kNotDone;
       continue;
     }
-    const std::optional<QVariantMap> answer = client.Ask(method, QVariantList{id} + more);
+    QVariantList arguments{id};
+    arguments += more;
+    const std::optional<QVariantMap> answer = client.Ask(method, arguments);
     if (!answer) return Complain(client.Error(), kNotReachable);
     if (Answered(name, *answer) != kOk) code = kNotDone;
   }

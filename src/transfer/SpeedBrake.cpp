@@ -21,7 +21,7 @@ SpeedBrake::SpeedBrake(Program& program) : program_(program), retries_(program.p
 
 void SpeedBrake::Begin(int index) { share_ = program_.speed->ShareOf(index); }
 
-void SpeedBrake::Open(Winsock& socket) {
+void SpeedBrake::Open(Winsock& socket) const {
   if (program_.speed->AnyLimit()) socket.ReadAtMost(kFirstBlock);
 }
 

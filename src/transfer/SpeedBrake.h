@@ -26,7 +26,7 @@ class SpeedBrake {
   // That of the record at `index`.
   void Begin(int index);
   // Its first block is read at once, but is not a long one.
-  void Open(Winsock& socket);
+  void Open(Winsock& socket) const;
   // Segment `i` has read so many bytes of the file from the socket, which must live as long as this.
   void Read(int i, Winsock& socket, std::size_t bytes);
   void Forget(int i);  // it reads no more
