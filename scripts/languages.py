@@ -38,7 +38,7 @@ LENGTHS = {**dict.fromkeys(range(LAST + 1), 400),  # messages and tool tips
            **dict.fromkeys(range(524, 529), 30),  # states of segments
            **dict.fromkeys(range(810, 815), 31)}  # states of the web engine's
 # These texts name others of the same file.
-QUOTED = {806: 803, 820: 800, 927: 800}
+QUOTED = {806: 803, 820: 800, 912: 800, 927: 800}
 UNITS = range(0, 7)
 # Entries of one menu; no two may have the same access key, nor that of "Show download &Basket", which stays English.
 MENUS = ((786, 119, 787, 699), (110, 111, 112, 118), (114, 115, 116), (121, 113),

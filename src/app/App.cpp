@@ -154,7 +154,7 @@ struct App::Parts {
   // Nobody could choose among them.
   void AddUnasked(const std::vector<ListedAdd>& adds) {
     for (const ListedAdd& add : adds) {
-      const std::string reason = LosesChecksum(program, add.request) ? TextOf(program, WebText::OnlyWebEngine)
+      const std::string reason = LosesChecksum(program, add.request) ? TextOf(program, WebText::ChecksumLost)
                                                                      : AddWithoutAsking(program, add.request).reason;
       if (reason.empty()) continue;
       std::string text = add.request.name + ": " + reason;

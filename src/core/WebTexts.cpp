@@ -79,6 +79,11 @@ constexpr std::array kEnglish = {
     English{WebText::OtherBytes, "The file there has other contents."},
     English{WebText::MirrorUnsafe, "It is not encrypted, and no checksum from a safe source is known."},
     English{WebText::BadMetalink, "This Metalink names no file that Pellora can download."},
+    English{
+        WebText::ChecksumLost,
+        "The classic engine would ignore its checksum. Page \"Transfers\" of the options can give this file to the web "
+        "engine."},
+    English{WebText::WillBeOverwritten, "%1 exists, and the classic engine will write over it."},
     English{WebText::More, "More"},
     English{WebText::SaveInFolder, "Folder :"},
     English{WebText::SaveAsName, "File name :"},
@@ -87,9 +92,10 @@ constexpr std::array kEnglish = {
     English{WebText::Cookies, "Cookies :"},
     English{WebText::SpeedLimitField, "Speed limit (KiB/s) :"},
     English{WebText::BeginAt, "Begin on (date, time) :"},
-    English{WebText::OnlyWebEngine,
-            "The classic engine takes only folder and file name. The other fields are for downloads of the web engine: "
-            "page \"Transfers\" of the options says which these are."},
+    English{
+        WebText::OnlyWebEngine,
+        "The classic engine takes only folder, file name, speed limit and, for ftp, a login. The other fields are for "
+        "downloads of the web engine: page \"Transfers\" of the options says which these are."},
     English{WebText::BadChecksum,
             "This is no checksum. It must have 32, 40, 64 or 128 hexadecimal digits (MD5, SHA-1, SHA-256 or SHA-512)."},
     English{WebText::BadFolder,

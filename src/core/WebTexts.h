@@ -87,6 +87,8 @@ enum class WebText : std::int16_t {
   OtherBytes = 909,
   MirrorUnsafe = 910,
   BadMetalink = 911,
+  ChecksumLost = 912,
+  WillBeOverwritten = 913,  // %1: the name
   // The add dialog's fold, and what is wrong with its fields.
   More = 917,
   SaveInFolder = 918,

@@ -235,7 +235,6 @@ void RestoreWebRecords(Program& program, WebServices& services) {
 }
 
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add) {
-  program.speed->SetLimitOf(index, add.speedLimit);
   const HandOver& handOver = add.handOver;
   const DownloadRecord& record = program.Download(index);
   const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);

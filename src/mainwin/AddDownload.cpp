@@ -19,6 +19,7 @@
 #include "core/Queue.h"
 #include "core/RecordLife.h"
 #include "core/Scheme.h"
+#include "core/SpeedLimits.h"
 #include "ports/Dialogs.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
@@ -167,7 +168,8 @@ DownloadRecord RecordFor(const Program& program, const AddRequest& request, cons
   return record;
 }
 
-void TellWebEngine(Program& program, std::int16_t index, const AddRequest& request, const AddressReading& address) {
+void TellEngines(Program& program, std::int16_t index, const AddRequest& request, const AddressReading& address) {
+  program.speed->SetLimitOf(index, request.web.speedLimit);
   if (address.engine != EngineName::Web || !program.webAdded) return;
   WebAdd add = request.web;
   add.folder = request.folder;
@@ -240,7 +242,7 @@ Task<> AddDownload(Program* program, AddRequest request) {
     program->lists->Status(ListIsFull());
     co_return;
   }
-  TellWebEngine(*program, index, request, address);
+  TellEngines(*program, index, request, address);
   const bool putOff = IsPutOff(*program, index, request, address.engine);
   // It moves from the finished files to the current downloads.
   if (wasFinished) {
@@ -284,7 +286,7 @@ AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
   const std::optional<std::string> path = WantedPath(program, request, address);
   const std::int16_t index = PlaceRecord(program, RecordFor(program, request, address, path), address.engine);
   if (index == 0) return {0, ListIsFull()};
-  TellWebEngine(program, index, request, address);
+  TellEngines(program, index, request, address);
   const bool putOff = IsPutOff(program, index, request, address.engine);
   if (request.later && !request.web.startAt) program.Download(index).Queued = 0;
   if (wasFinished) program.lists->RefreshDownList();

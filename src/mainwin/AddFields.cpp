@@ -35,11 +35,13 @@ std::string WithoutControls(std::string text) {
   return text;
 }
 
-bool NeedsWebEngine(const AddFields& fields) {
-  const std::string* const texts[] = {&fields.user, &fields.password, &fields.checksum,
-                                      &fields.page, &fields.cookies,  &fields.speedLimit};
-  return fields.beginsLater ||
-         std::any_of(std::begin(texts), std::end(texts), [](const auto* text) { return !TrimBlanks(*text).empty(); });
+bool IsFilled(const std::string& field) { return !TrimBlanks(field).empty(); }
+
+// The classic engine logs in to ftp servers.
+bool NeedsWebEngine(const AddFields& fields, bool isFtp) {
+  const bool logsIn = IsFilled(fields.user) || IsFilled(fields.password);
+  return fields.beginsLater || IsFilled(fields.checksum) || IsFilled(fields.page) || IsFilled(fields.cookies) ||
+         (logsIn && !isFtp);
 }
 
 std::optional<double> MomentOf(const Program& program, const std::string& text) {
@@ -71,7 +73,7 @@ class Reader {
 
   FieldsReading Read() && {
     const bool classic = address_.engine == EngineName::Classic;
-    if (classic && NeedsWebEngine(fields_)) Fail(WebText::OnlyWebEngine);
+    if (classic && NeedsWebEngine(fields_, address_.parsed.protocol == kFtp)) Fail(WebText::OnlyWebEngine);
     ReadPlace();
     ReadChecksum();
     ReadPage();
@@ -140,11 +142,25 @@ FieldsReading ReadAddFields(Program& program, const std::string& url, const AddF
   return Reader(program, url, fields).Read();
 }
 
+namespace {
+
+// It writes over a file of the name; what the user types is refused then.
+std::string ForetoldOfClassic(const Program& program, const AddressReading& address, const std::string& folder,
+                              const std::string& name) {
+  const std::string& file = address.parsed.fileName;
+  if (!folder.empty() || !name.empty() || file.empty()) return {};
+  if (!program.platform.files.Exists(JoinFolder(program.settings.DownloadFolder, file))) return {};
+  return FillText(TextOf(program, WebText::WillBeOverwritten), {file});
+}
+
+}  // namespace
+
 std::string ForetoldOf(Program& program, const std::string& url, const std::string& folder, const std::string& name) {
   const AddressReading address = ReadAddress(program, url);
   if (address.engine == EngineName::None) return {};
   if (FindListed(program, address.listed, address.engine) != 0) return TextOf(program, WebText::ListedTwice);
-  if (address.engine != EngineName::Web || program.prospects == nullptr) return {};
+  if (address.engine == EngineName::Classic) return ForetoldOfClassic(program, address, folder, name);
+  if (program.prospects == nullptr) return {};
   const std::string wanted = name.empty() ? program.prospects->NameOf(url) : name;
   const std::string& into = folder.empty() ? program.settings.DownloadFolder : folder;
   if (wanted.empty() || !FaultOfPlace(into, wanted).empty()) return {};

@@ -131,7 +131,7 @@ void AddList::ReadItem(Item& item) {
     return;
   }
   if (LosesChecksum(program_, request)) {
-    item.problem = TextOf(program_, WebText::OnlyWebEngine);
+    item.problem = TextOf(program_, WebText::ChecksumLost);
     return;
   }
   item.classic = address.engine == EngineName::Classic;

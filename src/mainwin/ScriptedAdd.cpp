@@ -8,7 +8,6 @@
 #include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "core/Program.h"
-#include "core/SpeedLimit.h"
 #include "core/WebAddress.h"
 #include "ports/Clock.h"
 #include "ports/Failure.h"
@@ -111,9 +110,7 @@ AddOutcome AddForScript(Program& program, const ScriptedAdd& wanted) {
   const AddressReading address = ReadAddress(program, wanted.url);
   std::string fault = TakeOptions(program, wanted, address, request);
   if (!fault.empty()) return {0, std::move(fault)};
-  AddOutcome outcome = AddWithoutAsking(program, request);
-  if (outcome.index != 0 && wanted.limit > 0) SetSpeedLimitOf(program, outcome.index, wanted.limit * kKilobyte);
-  return outcome;
+  return AddWithoutAsking(program, request);
 }
 
 }  // namespace pellora

@@ -126,7 +126,7 @@ TEST_F(WebMetalink, FileOfTheClassicEngineAloneIsRefusedWithItsChecksum) {
   EXPECT_EQ(Listed(), 0);
   ASSERT_TRUE(window().addList->Visible());
   const ListRow& row = window().addList->ListView1.Rows().at(0);
-  EXPECT_EQ(row.subItems.at(2), TextOf(program(), WebText::OnlyWebEngine));
+  EXPECT_EQ(row.subItems.at(2), TextOf(program(), WebText::ChecksumLost));
   EXPECT_FALSE(row.checked);
 }
 

@@ -1,5 +1,6 @@
 // The add dialog's fold "More".
 #include "WebFixture.h"
+#include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
 
 namespace pellora {
@@ -160,9 +161,32 @@ TEST_F(AddMore, ClassicEngineTakesThePlaceAndRefusesTheRest) {
   Type(form().Text3, "there.zip");  // it would be written over
   ExpectFault(FillText(Told(WebText::BadFileName), {"there.zip"}));
   Type(form().Text3, "new.zip");
+  Type(form().Text4, "joe");
+  ExpectFault(Told(WebText::OnlyWebEngine));
+  Type(form().Text4, "");
+  Type(form().Text9, "100");
   Press(form().Command2);
   ASSERT_EQ(program().DownloadCount, 1) << Box();
   EXPECT_EQ(Rec(1).SavePath, "/home/u/new.zip");
+  EXPECT_EQ(program().speed->LimitOf(1), 100 * 1024);
+}
+
+TEST_F(AddMore, ClassicEngineTakesALoginForFtp) {
+  Unfold("ftp://h.example/a.zip");
+  Type(form().Text4, "joe");
+  Type(form().Text5, "pw");
+  Press(form().Command2);
+  ASSERT_EQ(program().DownloadCount, 1) << Box();
+  EXPECT_EQ(Rec(1).UserName, "joe");
+  EXPECT_EQ(Rec(1).Password, "pw");
+}
+
+TEST_F(AddMore, SaysThatTheClassicEngineWillWriteOverAFile) {
+  sim.disk().Put(program().settings.DownloadFolder + "a.zip", SimContent("x"));
+  Unfold("http://h.example/a.zip");
+  EXPECT_EQ(form().Label9.Caption(), FillText(Told(WebText::WillBeOverwritten), {"a.zip"}));
+  Type(form().Text2, "/home/u");
+  EXPECT_EQ(form().Label9.Caption(), "");
 }
 
 TEST_F(AddMore, ClosedWhileAMessageIsOpenItAddsNothing) {
