@@ -22,6 +22,7 @@
 #include "core/OrphanedParts.h"
 #include "core/RecordLife.h"
 #include "core/SpeedLimit.h"
+#include "core/SpeedLimits.h"
 #include "core/Stop.h"
 #include "core/WebTexts.h"
 #include "fetch/WebEngine.h"
@@ -225,6 +226,7 @@ Task<> App::Parts::Start(Parts* parts) {
   TryAndReport(program, "The settings cannot be read.",
                [&] { LoadSettings(program.settings, platform.settings, platform.machine, platform.clock); });
   LoadWebSettings(program.settings, platform.settings);
+  program.speed->Update();  // the first download may begin before the first tick
   Skip([&] { LoadLanguage(program, program.settings.Language); });
   if (platform.browserMenu) SetBrowserMenu(*platform.browserMenu, program.settings.BrowserIngeration);
   Skip([&] { platform.settings.Set("Pellora", "AppPath", platform.machine.ProgramFolder()); });

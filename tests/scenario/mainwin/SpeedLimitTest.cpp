@@ -1,6 +1,7 @@
 // The limit of speed of one download, asked for from the popup.
 #include "MainWindowFixture.h"
 #include "core/SpeedLimit.h"
+#include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
 #include "mainwin/AskLine.h"
 
@@ -93,6 +94,16 @@ TEST_F(SpeedLimitEntry, IsThereForWhatIsNotFinished) {
   Rec(index).Finished = true;
   Do([&] { window().ListView1.RightClick(); });
   EXPECT_FALSE(window().speedlimit.Enabled());
+}
+
+class SpeedLimitAtTheStart : public MainWindowFixture {};
+
+TEST_F(SpeedLimitAtTheStart, HoldsBeforeTheFirstTick) {
+  sim.settings().Set("Pellora", "SpeedLimit", "100");
+  const double begin = sim.Elapsed();
+  Start();
+  EXPECT_TRUE(program().speed->AnyLimit());
+  EXPECT_LT(sim.Elapsed() - begin, 500);
 }
 
 }  // namespace
