@@ -50,7 +50,7 @@ class App {
   App& operator=(const App&) = delete;
 
   // Before Start, for a run without a display: no window is shown and nothing is watched for, and what ran when the
-  // last such run ended goes on. Questions are for the Dialogs of such a platform to answer.
+  // last such run ended continues. Questions are for the Dialogs of such a platform to answer.
   void SetHeadless();
 
   // The start sequence after the single-instance check, as a task: folders, settings, language, list, windows. Failures

@@ -17,7 +17,7 @@ struct Prospect {
   std::string problem{};   // why it could not be fetched now, in one sentence; empty if it could
 };
 
-// A question to a server. Destroying it ends it, and nothing is told any more.
+// A question to a server. Destroying it ends it, and no call follows.
 class Inquiry {
  public:
   virtual ~Inquiry() = default;
@@ -26,11 +26,11 @@ class Inquiry {
 class Prospects {
  public:
   virtual ~Prospects() = default;
-  // Asks the server of an address that the web engine takes for one byte. `told` is called once, in an event of its
-  // own.
+  // Asks the server of an address that the web engine takes for one byte. `done` is called once, in a later
+  // event.
   virtual std::unique_ptr<Inquiry> Ask(const std::string& url, const WebAdd& add,
-                                       std::function<void(const Prospect& prospect)> told) = 0;
-  // What the file will be called as far as its address tells it.
+                                       std::function<void(const Prospect& prospect)> done) = 0;
+  // What the file will be called as far as its address shows it.
   virtual std::string NameOf(const std::string& url) const = 0;
   // The first of "NAME", "NAME (2)", ... that neither is in the folder nor makes a path of `taken`.
   virtual std::string FreeName(const std::string& folder, const std::string& name,

@@ -1,6 +1,6 @@
 // SpeedBudget: divides the bytes that limits of speed allow among downloads and their connections.
 //
-// Time adds bytes to a pot for all and to one for each download with a limit of its own. A connection takes its bytes
+// Time adds bytes to a pot for all and to one for each download with a separate limit. A connection takes its bytes
 // from both, or waits; what the pots have then goes to those that wait, download by download and connection by
 // connection, those first that had least. So what one does not use is the others' at once. Nothing is saved for longer
 // than a quarter of a second.
@@ -89,7 +89,7 @@ class SpeedShare : public std::enable_shared_from_this<SpeedShare> {
   SpeedShare(const SpeedShare&) = delete;
   SpeedShare& operator=(const SpeedShare&) = delete;
 
-  void SetRate(std::int64_t bytesPerSecond);  // 0: no limit of its own
+  void SetRate(std::int64_t bytesPerSecond);  // 0: no separate limit
   std::shared_ptr<SpeedLane> NewLane();
   // With more connections than this, each would get less than 16 KiB/s. At least 1.
   int MostLanes() const;

@@ -23,14 +23,14 @@ constexpr AskedFor kOneByte{RequestKind::First, true, 0, 0};
 
 class WebInquiry final : public Inquiry, private FetchEvents {
  public:
-  using Told = std::function<void(const Prospect& prospect)>;
+  using Done = std::function<void(const Prospect& prospect)>;
 
-  WebInquiry(const Program& program, const WebServices& services, const WebAddress& given, const WebAdd& add, Told told)
+  WebInquiry(const Program& program, const WebServices& services, const WebAddress& given, const WebAdd& add, Done done)
       : program_(program),
         requests_(program, services.keys, services.logins),
         address_(given),
         referrer_(add.handOver.referrer),
-        told_(std::move(told)) {
+        done_(std::move(done)) {
     if (!add.user.empty()) {
       address_.user = add.user;
       address_.password = add.password;
@@ -43,10 +43,10 @@ class WebInquiry final : public Inquiry, private FetchEvents {
  private:
   void Begin() { fetch_ = program_.platform.fetcher->Begin(requests_.Make(address_, kOneByte, referrer_, {}), *this); }
 
-  // The last thing that it does: `told` may destroy this.
+  // The last thing that it does: `done` may destroy this.
   void Tell(const Prospect& prospect) {
     fetch_.reset();
-    if (const Told told = std::exchange(told_, {})) told(prospect);
+    if (const Done done = std::exchange(done_, {})) done(prospect);
   }
 
   std::string Say(WebText text, std::initializer_list<std::string_view> values = {}) const {
@@ -122,7 +122,7 @@ class WebInquiry final : public Inquiry, private FetchEvents {
   WebRequests requests_;
   WebAddress address_;
   const std::string referrer_;
-  Told told_;
+  Done done_;
   int redirects_ = 0;
   std::unique_ptr<Fetch> fetch_;
 };
@@ -131,10 +131,10 @@ class WebProspects final : public Prospects {
  public:
   WebProspects(Program& program, WebServices& services) : program_(program), services_(services) {}
 
-  std::unique_ptr<Inquiry> Ask(const std::string& url, const WebAdd& add, WebInquiry::Told told) override {
+  std::unique_ptr<Inquiry> Ask(const std::string& url, const WebAdd& add, WebInquiry::Done done) override {
     const std::optional<WebAddress> address = ParseWebAddress(url);
     if (!address) return nullptr;
-    return std::make_unique<WebInquiry>(program_, services_, *address, add, std::move(told));
+    return std::make_unique<WebInquiry>(program_, services_, *address, add, std::move(done));
   }
 
   std::string NameOf(const std::string& url) const override {
