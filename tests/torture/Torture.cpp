@@ -134,20 +134,28 @@ void Torture::OnMachineDestroyed() {
   if (++gone_ == 2) EndChild(false);
 }
 
+// A machine that is short of memory or processes refuses a fork, or kills the child: neither says anything about the
+// program, whose own faults end in other signals.
 bool Torture::Fork(Role role) {
-  *shared_ = Report();
-  const int output = memfd_create("output", MFD_CLOEXEC);
-  const pid_t child = fork();
-  if (child == 0) {
-    BeginChild(role, output);
-    return true;
-  }
+  constexpr int kTries = 20;
   int status = 0;
-  while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  if (child < 0) {
-    std::perror("fork");
-    _exit(2);
+  int output = -1;
+  for (int tried = 1;; ++tried) {
+    *shared_ = Report();
+    output = memfd_create("output", MFD_CLOEXEC);
+    const pid_t child = fork();
+    if (child == 0) {
+      BeginChild(role, output);
+      return true;
+    }
+    const int refused = errno;
+    while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (child > 0 && !(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)) break;
+    std::fprintf(stderr, "%s\n", child > 0 ? "a run was killed" : std::strerror(refused));
+    if (tried == kTries) _exit(2);
+    close(output);
+    usleep(250'000);
   }
   TakeReport(role, status, output);
   close(output);
