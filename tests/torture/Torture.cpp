@@ -13,7 +13,9 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <map>
 #include <string_view>
+#include <utility>
 
 // Available if the leak sanitizer is linked.
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the sanitizer's
@@ -31,10 +33,13 @@ constexpr const char* kLogicError =
 
 Report* ownReport = nullptr;
 
+// One sample may be of a helper that the loop only passes through.
 void TooSlow(int) {
-  ownReport->slow = true;
-  ownReport->frameCount = backtrace(ownReport->frames, Report::kMaxFrames);
-  _exit(kSlowCode);
+  Report::Sample& sample = ownReport->slow[ownReport->slowCount++];
+  sample.frameCount = backtrace(sample.frames, Report::kMaxFrames);
+  if (ownReport->slowCount == Report::kSamples) _exit(kSlowCode);
+  const itimerval next{{0, 0}, {0, 10'000}};
+  setitimer(ITIMER_PROF, &next, nullptr);
 }
 
 // With a sanitizer, that prints where a crash was; otherwise this does.
@@ -195,6 +200,20 @@ void Torture::Note(const std::string& kind, const std::string& text, const Stack
   findings_.Add(place.whose, kind, place.text, first);
 }
 
+Stack Torture::UsualStack(const Report& report) {
+  std::map<std::string, int> seen;
+  Stack usual;
+  int most = 0;
+  for (int i = 0; i < report.slowCount; ++i) {
+    Stack stack = OffsetsOf(report.slow[i].frames, report.slow[i].frameCount);
+    const int times = ++seen[places_.Find(stack, true).text];
+    if (times <= most) continue;
+    most = times;
+    usual = std::move(stack);
+  }
+  return usual;
+}
+
 void Torture::TakeReport(Role role, int status, int output) {
   const Report& report = *shared_;
   if (role == Role::Counting) {
@@ -213,9 +232,9 @@ void Torture::TakeReport(Role role, int status, int output) {
       Note(std::string(kException) + report.thrown, "", OffsetsOf(report.frames, report.frameCount), role);
     }
   }
-  if (report.slow) Note(kNoEnd, "", OffsetsOf(report.frames, report.frameCount), role);
+  if (report.slowCount > 0) Note(kNoEnd, "", UsualStack(report), role);
   if (report.runaway) Note("events without end", "", {}, role);
-  if (!quiet && !report.slow) {
+  if (!quiet && report.slowCount == 0) {
     Stack stack;
     std::string text = ReadSanitizer(ReadAll(output), stack);
     if (text.empty()) text = "ended with status " + std::to_string(status) + "\n" + ReadAll(output).substr(0, 2000);
