@@ -156,7 +156,7 @@ constexpr WebKey FlagRow(const char* name) {
 
 constexpr std::int32_t kLastHour = 23;
 
-constexpr std::array<WebKey, 8> kWebKeys = {{
+constexpr std::array<WebKey, 9> kWebKeys = {{
     {"WebEngine",
      [](Settings& settings, const std::string& text) {
        for (const std::int32_t value : {kWebEngineOff, kWebEngineNewSchemes, kWebEngineAll}) {
@@ -176,6 +176,7 @@ constexpr std::array<WebKey, 8> kWebKeys = {{
     NumberRow<&Settings::SpeedLimitTo, kLastHour>("SpeedLimitTo"),
     FlagRow<&Settings::StayAwake>("StayAwake"),
     FlagRow<&Settings::SeekChecksums>("SeekChecksums"),
+    FlagRow<&Settings::ShowNotices>("ShowNotices"),
 }};
 
 }  // namespace

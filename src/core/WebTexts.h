@@ -159,6 +159,15 @@ enum class WebText : std::int16_t {
   // Staying awake.
   StayAwake = 955,
   AwakeBecause = 956,  // as the desktop shows it
+
+  // Notices of the desktop.
+  ShowNotices = 851,  // in the options
+  NoticeFinished = 852,
+  NoticeStopped = 853,
+  NoticeManyFinished = 854,  // %1: number
+  NoticeManyStopped = 855,   // %1: number
+  NoticeOpen = 856,          // a button
+  NoticeOpenFolder = 857,    // a button
   // Limits of speed. Of the options:
   SpeedLimit = 867,
   SpeedLimitTimed = 868,

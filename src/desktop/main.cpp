@@ -23,6 +23,7 @@
 #include "desktop/BusService.h"
 #include "desktop/DesktopInhibit.h"
 #include "desktop/DesktopMachine.h"
+#include "desktop/DesktopNotices.h"
 #include "desktop/DesktopShell.h"
 #include "desktop/DisplayText.h"
 #include "desktop/EndSignals.h"
@@ -212,6 +213,8 @@ int RunProgram(QApplication& application, bool headless) {
   SecretService secrets(desktop.gate, QDBusConnection::sessionBus(), CanPrompt());
   desktop.platform.secrets = &secrets;
   desktop.platform.inhibit = &desktop.inhibit;
+  DesktopNotices notices(desktop.gate, QDBusConnection::sessionBus(), QGuiApplication::desktopFileName());
+  desktop.platform.notices = &notices;
   App app(desktop.platform);
   if (headless) app.SetHeadless();
   // The one question whose No loses something.

@@ -18,6 +18,7 @@
 
 #include "async/Timer.h"
 #include "async/Winsock.h"
+#include "core/DownloadNotices.h"
 #include "core/Metalink.h"
 #include "core/Program.h"
 #include "core/Queue.h"
@@ -338,6 +339,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
 
   bool pumpPosted_ = false;  // an event that starts queued records of the web engine
   StayAwake stayAwake_;
+  DownloadNotices notices_;
   std::uint64_t resumeGeneration_ = 0;
   bool adding_ = false;           // the add dialog is open
   bool askingClipboard_ = false;  // the clipboard question is open

@@ -21,6 +21,7 @@ class Locale;
 class Machine;
 class Media;
 class Network;
+class Notices;
 class Secrets;
 class SettingsStore;
 class Shell;
@@ -54,6 +55,7 @@ struct Platform {
   Unzip* unzip = nullptr;                  // null where no archive can be unpacked: update packages stay packed
   Digests* digests = nullptr;              // null where there is no fetcher
   Secrets* secrets = nullptr;              // null where the desktop keeps no passwords
+  Notices* notices = nullptr;              // null where the desktop shows none
   Inhibit* inhibit = nullptr;              // null where nobody can be asked not to suspend
 };
 

@@ -21,6 +21,7 @@
 #include "ports/Inhibit.h"
 #include "ports/Locale.h"
 #include "ports/Machine.h"
+#include "ports/Notices.h"
 #include "ports/SettingsStore.h"
 #include "ports/Shell.h"
 #include "ports/Tray.h"
@@ -159,6 +160,18 @@ class SimInhibit final : public Inhibit {
   int holds = 0;
   std::string reason;  // of the last hold
   bool fails = false;
+};
+
+// A desktop that shows messages and a taskbar.
+class SimNotices final : public Notices {
+ public:
+  void Show(const Notice& notice, std::function<void(const std::string& key)> chosen) override;
+  void ShowTaskbar(const TaskbarState& state) override;
+
+  std::vector<Notice> shown;
+  std::vector<std::function<void(const std::string& key)>> chosen;  // of each
+  TaskbarState taskbar;
+  int taskbarChanges = 0;
 };
 
 // Decimal point, and dates as 2026-11-21 00:16:00.

@@ -62,6 +62,7 @@ SimPlatform::SimPlatform(SimOptions options)
                              options.web ? &fetcher_ : nullptr,
                              options.web ? &downloadFiles_ : nullptr}) {
   platform_->inhibit = &inhibit_;
+  platform_->notices = &notices_;
   if (options.web) {
     platform_->secrets = &secrets_;
     platform_->digests = &digests_;

@@ -85,6 +85,7 @@ class SimPlatform {
   SimAutoStart& autoStart() { return autoStart_; }
   SimTray& tray() { return tray_; }
   SimInhibit& inhibit() { return inhibit_; }
+  SimNotices& notices() { return notices_; }
   SimBrowserMenu& browserMenu() { return browserMenu_; }
   SimWindows& windows() { return windows_; }
   SimMedia& media() { return media_; }
@@ -143,6 +144,7 @@ class SimPlatform {
   SimAutoStart autoStart_;
   SimTray tray_;
   SimInhibit inhibit_;
+  SimNotices notices_;
   SimBrowserMenu browserMenu_;
   SimWindows windows_;
   SimMedia media_;

@@ -87,6 +87,7 @@ TEST_F(Options, HaveTheirControlsWithNumbersAndCaptions) {
       {"Label14", "870", "o'clock"},
       {"Check12", "903", "Look for checksums beside the file (SHA256SUMS)"},
       {"Check14", "955", "Keep the computer awake while data arrives"},
+      {"Check15", "851", "Show a notice when downloads finish or stop"},
       {"OK", "635", "OK"},
       {"Command1", "636", "Cancel"},
   };
