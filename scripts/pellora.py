@@ -31,9 +31,10 @@ class Companion:
         self.env = env
         self.slowness = slowness  # factor for all time-outs
 
-    def run(self, *arguments, timeout=60):
-        return subprocess.run([self.path, *arguments], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
-                              timeout=timeout, check=False)
+    def run(self, *arguments, timeout=60, given=b""):
+        """`given` is its standard input."""
+        return subprocess.run([self.path, *arguments], env=self.env, input=given, capture_output=True, timeout=timeout,
+                              check=False)
 
     def add(self, *urls):
         """The ids of the downloads."""

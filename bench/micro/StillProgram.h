@@ -31,6 +31,7 @@ class StillNetwork final : public Network {
     void Send(std::string_view) override {}
     void Close() override {}
     void SetReading(bool) override {}
+    void ReadAtMost(std::size_t) override {}
   };
 };
 

@@ -2,31 +2,37 @@
 
 #include <algorithm>
 #include <bit>
-#include <charconv>
+#include <cstdint>
 #include <functional>
+#include <set>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "app/LoginWindows.h"
 #include "app/NewTransferWindow.h"
 #include "async/TaskLoop.h"
 #include "capture/DownloadBasket.h"
 #include "capture/PelloraCatcher.h"
 #include "capture/SetBrowserMenu.h"
+#include "core/DownloadIds.h"
 #include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "core/ListFile.h"
 #include "core/OrphanedParts.h"
 #include "core/RecordLife.h"
+#include "core/SpeedLimit.h"
+#include "core/SpeedLimits.h"
 #include "core/Stop.h"
 #include "core/WebTexts.h"
 #include "fetch/WebEngine.h"
+#include "fetch/WebProspects.h"
 #include "fetch/WebRecords.h"
 #include "fetch/WebServices.h"
 #include "lang/Language.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
+#include "mainwin/MetalinkAdds.h"
 #include "options/Options.h"
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
@@ -59,17 +65,6 @@ const char* StateWord(Program& program, int index) {
   return record.Paused ? "paused" : "waiting";
 }
 
-// Tells this run's ids from those of other runs, which have the same serials.
-std::string RunMark(const Clock& clock) {
-  constexpr double kMillisecondsOfADay = 86400e3;
-  constexpr std::string_view kDigits = "0123456789abcdefghijklmnopqrstuvwxyz";
-  std::string mark;
-  for (auto rest = static_cast<std::uint64_t>(clock.Now() * kMillisecondsOfADay); rest > 0; rest /= kDigits.size()) {
-    mark.insert(mark.begin(), kDigits[rest % kDigits.size()]);
-  }
-  return mark;
-}
-
 // What `act` returns, or the reason of its Failure.
 template <class Act>
 std::string ReasonOf(Act&& act) {
@@ -80,8 +75,8 @@ std::string ReasonOf(Act&& act) {
   }
 }
 
-Task<> Say(Program* program, std::string text) {
-  BoxRequest request{std::move(text), kProgramName, kCritical};
+Task<> Say(Program* program, std::string text, int style = kCritical) {
+  BoxRequest request{std::move(text), kProgramName, style};
   (void)co_await program->boxes.Ask(program, std::move(request));
 }
 
@@ -99,19 +94,7 @@ void TryAndReport(Program& program, const std::string& what, Step&& step) {
 }  // namespace
 
 struct App::Parts {
-  explicit Parts(Platform& platform) : program(platform), runMark(RunMark(platform.clock)) {}
-
-  std::string IdOf(int index) const {
-    return std::to_string(index) + "-" + std::to_string(program.Serial(index)) + "-" + runMark;
-  }
-
-  // The listed record with that id, or 0.
-  std::int16_t Find(const std::string& id) {
-    std::int16_t index = 0;
-    (void)std::from_chars(id.data(), id.data() + id.size(), index);
-    const bool there = index >= 1 && index <= program.DownloadCount && program.Download(index).InUse;
-    return there && IdOf(index) == id ? index : std::int16_t{0};
-  }
+  explicit Parts(Platform& platform) : program(platform) {}
 
   // Runs a call from outside, or keeps it until the start sequence is over. Ignores it once the program is ending.
   void WhenStarted(std::function<void()> call) {
@@ -119,6 +102,9 @@ struct App::Parts {
     if (!started) return earlyCalls.push_back(std::move(call));
     call();
   }
+
+  template <class Act>
+  std::string WithRecord(const std::string& id, Act&& act);
 
   // Created at first use, together with the tray icon's window and the basket.
   MainWindow& Main() {
@@ -136,6 +122,7 @@ struct App::Parts {
   void Stop() {
     if (stopped) return;
     stopped = true;
+    if (loginWindows) loginWindows->UnloadAll();
     std::vector<std::shared_ptr<Window>> windows;
     if (mainWindow) {
       mainWindow->StopTimers();
@@ -156,18 +143,61 @@ struct App::Parts {
     }
   }
 
+  // Those of a Metalink: several are shown first, and one that cannot be added, unless a script has added it.
+  void AddFiles(std::vector<MetalinkAdd> files, bool unasked) {
+    std::vector<ListedAdd> adds = ListedAddsOf(program, std::move(files), false);
+    if (program.headless || unasked) return AddUnasked(adds);
+    if (adds.size() != 1 || LosesChecksum(program, adds.front().request))
+      return Main().addList->Offer(std::move(adds), false);
+    program.platform.tasks.Spawn(AddDownload(&program, std::move(adds.front().request)));
+  }
+
+  // Nobody could choose among them.
+  void AddUnasked(const std::vector<ListedAdd>& adds) {
+    for (const ListedAdd& add : adds) {
+      const std::string reason = LosesChecksum(program, add.request) ? TextOf(program, WebText::ChecksumLost)
+                                                                     : AddWithoutAsking(program, add.request).reason;
+      if (reason.empty()) continue;
+      std::string text = add.request.name + ": " + reason;
+      if (!program.headless) {
+        Main().Status(text);
+      } else {
+        program.platform.tasks.Spawn(Say(&program, std::move(text)));
+      }
+    }
+  }
+
   // The web engine's journal lies beside the list.
   void MakeWebServices() {
     const Platform& platform = program.platform;
     if (platform.fetcher == nullptr || platform.downloadFiles == nullptr) return;
     const auto seed = std::bit_cast<std::uint64_t>(platform.clock.Now());
     web = std::make_shared<WebServices>(platform, JoinFolder(FolderOf(ListPath(program)), kJournalName), seed);
+    loginWindows = std::make_unique<LoginWindows>(program, web->logins);
+    web->logins.ask = [this](LoginQuestion question) { loginWindows->Ask(std::move(question)); };
+    web->logins.notRemembered = [this] {
+      program.platform.tasks.Spawn(Say(&program, TextOf(program, WebText::NotRemembered), kInformation));
+    };
     program.newWebEngine = [this](Program&) { return std::make_shared<WebEngine>(program, web); };
     program.listSaved = [this] { SweepJournal(program, *web); };
     program.webAdded = [this](std::int16_t index, const WebAdd& add) { RememberAdd(program, *web, index, add); };
+    program.speedLimitSet = [this](std::int16_t index) { KeepSpeedLimit(program, *web, index); };
+    program.takeAddress = [this](std::int16_t index, const AddressReading& address) {
+      RememberAddress(program, *web, index, address);
+    };
+    program.queuePlaceSet = [this](std::int16_t index) { RememberPlace(program, *web, index); };
     program.takesHandOver = [this](std::int16_t index, const HandOver& handOver) {
       return TakeHandOver(program, *web, index, handOver);
     };
+    web->metalinkArrived = [this](std::int16_t index, std::vector<MetalinkAdd> adds) {
+      const bool isScripted = scripted.contains(program.Serial(index));
+      EmptyPlace(program, index);
+      Release(program, index, kDeleted);
+      Main().RefreshRows(kAllRows, kUnforced);
+      AddFiles(std::move(adds), isScripted);
+    };
+    prospects = NewWebProspects(program, *web);
+    program.prospects = prospects.get();
     program.hasJournalEntry = [this](const std::string& url, double added) {
       return web->journal.Find(JournalKeyOf(url, added)) != nullptr;
     };
@@ -175,10 +205,12 @@ struct App::Parts {
 
   Program program;
   std::shared_ptr<WebServices> web;  // null without a fetcher
+  std::unique_ptr<LoginWindows> loginWindows;
+  std::unique_ptr<Prospects> prospects;  // null without a fetcher
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
-  const std::string runMark;
+  std::set<std::uint32_t> scripted;  // serials of records that scripts have added in this run
   std::vector<std::function<void()>> earlyCalls;
   bool started = false;
   bool stopped = false;
@@ -194,10 +226,11 @@ Task<> App::Parts::Start(Parts* parts) {
   TryAndReport(program, "The settings cannot be read.",
                [&] { LoadSettings(program.settings, platform.settings, platform.machine, platform.clock); });
   LoadWebSettings(program.settings, platform.settings);
+  program.speed->Update();  // the first download may begin before the first tick
   Skip([&] { LoadLanguage(program, program.settings.Language); });
   if (platform.browserMenu) SetBrowserMenu(*platform.browserMenu, program.settings.BrowserIngeration);
   Skip([&] { platform.settings.Set("Pellora", "AppPath", platform.machine.ProgramFolder()); });
-  program.ShowTransferWindow = true;
+  program.ShowTransferWindow = !program.headless;
   TryAndReport(program, "The list cannot be read, and is left as it is: downloads added now are not saved.",
                [&] { LoadList(program); });
   if (parts->web) {
@@ -208,7 +241,7 @@ Task<> App::Parts::Start(Parts* parts) {
   MainWindow& window = parts->Main();
   Skip([&] { window.RefreshRows(kAllRows, kUnforced); });
   Skip([&] { window.Load(); });
-  Skip([&] { window.Show(); });
+  if (!program.headless) Skip([&] { window.Show(); });
   window.StartTimers();
   co_await platform.tasks.Yield();
   if (parts->stopped) co_return;
@@ -232,49 +265,118 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
     return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown,
-                                                parts->catcher, window.form1};
+                                                parts->catcher,    window.form1,         window.askLine,
+                                                window.addList};
   };
 }
 
 App::~App() = default;
+
+void App::SetHeadless() {
+  Program& program = parts_->program;
+  program.headless = true;
+  program.newZipViewer = {};
+}
 
 void App::Start() { parts_->program.platform.tasks.Spawn(Parts::Start(parts_.get())); }
 
 // `parts` as the caller: many calls with a bad URL show one message.
 void App::MenuURL(std::string url, std::string refURL, std::string cookie) {
   Parts* const parts = parts_.get();
-  parts->WhenStarted([parts, url = std::move(url), handOver = HandOver{std::move(refURL), std::move(cookie)}] {
+  AddRequest request{.url = std::move(url), .caller = parts};
+  request.web.handOver = {std::move(refURL), std::move(cookie)};
+  parts->WhenStarted([parts, request = std::move(request)] {
     Program& program = parts->program;
-    program.platform.tasks.Spawn(AddDownload(&program, url, false, 0, parts, handOver));
+    program.platform.tasks.Spawn(AddDownload(&program, request));
   });
 }
 
 void App::LeechURL(const std::string&, const std::string&) {}
 
-void App::Add(std::string url, std::function<void(AddAnswer)> answered) {
+void App::Add(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) {
   Parts* const parts = parts_.get();
-  parts->WhenStarted([parts, url = std::move(url), answered = std::move(answered)] {
+  parts->WhenStarted([parts, wanted = std::move(wanted), answered = std::move(answered)] {
     AddAnswer answer;
     answer.reason = ReasonOf([&] {
-      AddOutcome outcome = AddWithoutAsking(parts->program, url);
-      if (outcome.index != 0) answer.id = parts->IdOf(outcome.index);
+      AddOutcome outcome = AddForScript(parts->program, wanted);
+      if (outcome.index != 0) {
+        answer.id = DownloadIds(parts->program).Of(outcome.index);
+        parts->scripted.insert(parts->program.Serial(outcome.index));
+      }
       return outcome.reason;
     });
     answered(std::move(answer));
   });
 }
 
-std::string App::Pause(const std::string& id) {
-  const std::int16_t index = parts_->Find(id);
+// Runs `act` on the listed record with that id.
+template <class Act>
+std::string App::Parts::WithRecord(const std::string& id, Act&& act) {
+  const std::int16_t index = DownloadIds(program).Find(id);
   if (index == 0) return kNoSuchDownload;
-  return ReasonOf([&]() -> std::string { return parts_->Main().PauseRecord(index) ? "" : "It is not running."; });
+  return ReasonOf([&] { return std::forward<Act>(act)(index); });
+}
+
+std::string App::Pause(const std::string& id) {
+  return parts_->WithRecord(id, [this](std::int16_t index) -> std::string {
+    return parts_->Main().PauseRecord(index) ? "" : "It is not running.";
+  });
+}
+
+std::string App::PauseAll() {
+  return ReasonOf([this]() -> std::string {
+    parts_->Main().pauseall();
+    return "";
+  });
+}
+
+std::string App::Resume(const std::string& id) {
+  return parts_->WithRecord(id, [this](std::int16_t index) -> std::string {
+    Program& program = parts_->program;
+    const DownloadRecord& record = program.Download(index);
+    if (record.Finished) return "It is finished.";
+    if (record.Active) return "It is running already.";
+    if (ChooseEngine(program, index).engine == EngineName::None) return pellora::ReasonOf(program, index);
+    program.platform.tasks.Spawn(parts_->Main().Restart(index));
+    return "";
+  });
 }
 
 std::string App::Remove(const std::string& id) {
-  const std::int16_t index = parts_->Find(id);
-  if (index == 0) return kNoSuchDownload;
-  return ReasonOf([&]() -> std::string {
+  return parts_->WithRecord(id, [this](std::int16_t index) -> std::string {
     parts_->Main().RemoveRecord(index);
+    return "";
+  });
+}
+
+std::string App::SetLimit(const std::string& id, std::int32_t limit) {
+  constexpr std::int64_t kKilobyte = 1024;
+  if (limit < 0 || limit > kHighestSpeedLimit) return "This is no limit of speed.";
+  Program& program = parts_->program;
+  if (!id.empty()) {
+    return parts_->WithRecord(id, [&program, limit](std::int16_t index) -> std::string {
+      SetSpeedLimitOf(program, index, limit * kKilobyte);
+      return "";
+    });
+  }
+  return ReasonOf([&program, limit]() -> std::string {
+    SetSpeedLimit(program, limit);
+    return "";
+  });
+}
+
+std::int32_t App::Limit() const { return parts_->program.settings.SpeedLimit; }
+
+std::string App::ShowWindow(const std::string& id) {
+  if (parts_->program.headless) return "Pellora runs without windows.";
+  if (id.empty()) {
+    ShowMainWindow();
+    return {};
+  }
+  return parts_->WithRecord(id, [this](std::int16_t index) -> std::string {
+    const std::shared_ptr<Transfer> transfer = parts_->program.TransferWindowAt(index);
+    if (!transfer) return "It has no window before it is started.";
+    transfer->ShowWindow();
     return "";
   });
 }
@@ -285,7 +387,7 @@ void App::ResumeAll() {
 }
 
 void App::ShowMainWindow() {
-  if (parts_->stopped) return;
+  if (parts_->stopped || parts_->program.headless) return;
   MainWindow& window = parts_->Main();
   if (!window.Loaded()) return;  // the start sequence is about to show it
   window.Show();
@@ -296,6 +398,7 @@ void App::SaveAndQuit() { parts_->Stop(); }
 
 std::vector<DownloadInfo> App::List() const {
   Program& program = parts_->program;
+  const DownloadIds ids(program);
   std::vector<DownloadInfo> list;
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
@@ -303,7 +406,7 @@ std::vector<DownloadInfo> App::List() const {
     DownloadInfo info;
     info.index = static_cast<std::int16_t>(i);
     info.name = record.FileName;
-    info.id = parts_->IdOf(i);
+    info.id = ids.Of(i);
     info.url = record.URL;
     info.state = StateWord(program, i);
     info.received = record.Received;
@@ -314,6 +417,7 @@ std::vector<DownloadInfo> App::List() const {
       info.size = std::max(figures->size, std::int64_t{0});
       if (record.Active) info.bytesPerSecond = figures->bytesPerSecond;
     }
+    info.limit = static_cast<std::int32_t>(SpeedLimitOf(program, i) / 1024);
     info.percent = static_cast<double>(record.Percent);
     if (record.Finished) info.savedPath = record.SavePath;
     const std::shared_ptr<Transfer>& transfer = program.TransferWindowAt(i);

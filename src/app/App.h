@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/Program.h"
+#include "mainwin/ScriptedAdd.h"
 
 namespace pellora {
 
@@ -20,7 +21,7 @@ class PelloraCatcher;
 // What a script sees of one listed record.
 struct DownloadInfo {
   std::int16_t index = 0;
-  std::string id;  // unique: no other record has it, in this slot or in another run
+  std::string id;  // DownloadIds
   std::string name;
   std::string url;
   std::string state;          // one of "finished", "active", "scheduled", "failed", "queued", "paused", "waiting"
@@ -31,6 +32,7 @@ struct DownloadInfo {
   // Whole seconds since the last byte, or since the start or resume; none unless active.
   std::optional<std::uint32_t> silentSeconds;
   std::optional<double> bytesPerSecond;  // of the web engine's, while active
+  std::int32_t limit = 0;                // KiB/s; 0: none
   std::string reason;                    // why it was stopped, waits or cannot be started; else empty
 };
 
@@ -47,6 +49,10 @@ class App {
   App(const App&) = delete;
   App& operator=(const App&) = delete;
 
+  // Before Start, for a run without a display: no window is shown and nothing is watched for, and what ran when the
+  // last such run ended continues. Questions are for the Dialogs of such a platform to answer.
+  void SetHeadless();
+
   // The start sequence after the single-instance check, as a task: folders, settings, language, list, windows. Failures
   // are ignored step by step.
   void Start();
@@ -58,11 +64,18 @@ class App {
 
   // For scripts: adds an address without asking, and starts or queues it. Calls before the end of the start sequence
   // are answered at its end, or never if the program ends first.
-  void Add(std::string url, std::function<void(AddAnswer)> answered);
+  void Add(ScriptedAdd wanted, std::function<void(AddAnswer)> answered);
   // For scripts, without asking. Each returns why nothing was done, or an empty text. Removing a finished download
   // keeps its file; removing an unfinished one deletes its parts.
   std::string Pause(const std::string& id);
+  std::string PauseAll();  // all that are running, like the toolbar
+  std::string Resume(const std::string& id);
   std::string Remove(const std::string& id);
+  // KiB/s; 0: none. Of all downloads together if the id is empty.
+  std::string SetLimit(const std::string& id, std::int32_t limit);
+  std::int32_t Limit() const;
+  // That of a download, or the main window if the id is empty.
+  std::string ShowWindow(const std::string& id);
 
   // Starts or queues every waiting download, like the toolbar; at the end of the start sequence if called during it.
   void ResumeAll();

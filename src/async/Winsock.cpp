@@ -33,6 +33,7 @@ void Winsock::Close() {
   block_ = {};
   if (state_ == SocketState::Closed) return;
   ++number_;
+  held_ = false;
   state_ = SocketState::Closed;
   connection_->Close();
   // The connection may be the one whose event is being handled.
@@ -42,7 +43,21 @@ void Winsock::Close() {
 void Winsock::SetReading(bool reading) {
   if (reading_ == reading) return;
   reading_ = reading;
-  if (connection_) connection_->SetReading(reading);
+  ApplyReading();
+}
+
+void Winsock::Hold(bool held) {
+  if (held_ == held || !connection_) return;
+  held_ = held;
+  ApplyReading();
+}
+
+void Winsock::ReadAtMost(std::size_t bytes) {
+  if (connection_) connection_->ReadAtMost(bytes);
+}
+
+void Winsock::ApplyReading() {
+  if (connection_) connection_->SetReading(reading_ && !held_);
 }
 
 void Winsock::Connected() {

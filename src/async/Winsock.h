@@ -41,6 +41,10 @@ class Winsock final : private ConnectionEvents {  // NOLINT(cppcoreguidelines-vi
   std::uint32_t Number() const { return number_; }
   // While False, data waits in the kernel; applies to later connections too.
   void SetReading(bool reading);
+  // While True, data of this connection waits in the kernel, whatever SetReading says; no other connection begins so.
+  void Hold(bool held);
+  bool Held() const { return held_; }
+  void ReadAtMost(std::size_t bytes);  // as Connection has it, of this connection
 
   // Events. Set once, before the first Connect.
   std::function<void()> OnConnect;
@@ -49,6 +53,7 @@ class Winsock final : private ConnectionEvents {  // NOLINT(cppcoreguidelines-vi
   std::function<void()> OnError;
 
  private:
+  void ApplyReading();
   void Connected() override;
   void DataArrived(std::string_view block) override;
   void PeerClosed() override;
@@ -60,6 +65,7 @@ class Winsock final : private ConnectionEvents {  // NOLINT(cppcoreguidelines-vi
   SocketState state_ = SocketState::Closed;
   std::uint32_t number_ = 0;
   bool reading_ = true;
+  bool held_ = false;
 };
 
 }  // namespace pellora

@@ -5,11 +5,7 @@
 
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
-#include "capture/LinkList.h"
 #include "capture/PelloraCatcher.h"
-#include "core/Ascii.h"
-#include "core/EngineChoice.h"
-#include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Platform.h"
 #include "ui/Views.h"
@@ -94,43 +90,13 @@ void DownloadBasket::MouseUp(int button, float, float) {
   platform_.gate.Deliver([this] { catcher_->ShowPopupOfBasket(); });
 }
 
-// A drag without a text may still offer links.
+// Never starts a dropped link at once.
 int DownloadBasket::OLEDragDrop(const DataObject& data, int effect) {
   const auto hold = Hold();
   platform_.gate.Deliver([&] {
-    bool taken = false;
-    if (data.GetFormat(kTextFormat)) {
-      taken = TakeText(data.GetData(kTextFormat));
-    } else if (data.GetFormat(kLinksFormat)) {
-      taken = TakeLinks(data.GetData(kLinksFormat));
-    }
-    if (taken) effect = kDropCopy;
+    if (main_->TakeDropped(data, true, this)) effect = kDropCopy;
   });
   return effect;
-}
-
-// Passes the text on unchanged. Never starts a dropped link at once.
-bool DownloadBasket::TakeText(const std::string& text) {
-  if (!TakesScheme(program_, TrimBlanks(text))) return false;
-  platform_.tasks.Spawn(AddDownload(&program_, text, true, 0, this));
-  return true;
-}
-
-bool DownloadBasket::TakeLinks(const std::string& list) {
-  std::vector<std::string> links =
-      LinksToAdd(list, [this](std::string_view link) { return TakesScheme(program_, link); });
-  if (links.empty()) return false;
-  platform_.tasks.Spawn(AddEach(std::move(links)));
-  return true;
-}
-
-// Each as a separate task: one that asks does not hold up the next. The windows stay responsive in between.
-Task<> DownloadBasket::AddEach(std::vector<std::string> links) {
-  const auto hold = Hold();
-  for (const std::string& link : links) {
-    platform_.tasks.Spawn(AddDownload(&program_, link, true, 0, this));
-    co_await platform_.tasks.Yield();
-  }
 }
 
 int DownloadBasket::OLEDragOver(const DataObject& data, int effect) {

@@ -3,12 +3,11 @@
 #pragma once
 
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "async/Task.h"
 #include "core/Capture.h"
 #include "core/Program.h"
+#include "ui/DataObject.h"
 #include "ui/Property.h"
 #include "ui/Window.h"
 
@@ -17,18 +16,7 @@ namespace pellora {
 class MainWindow;
 class PelloraCatcher;
 
-// What a drag offers. Getting data may mean a request to another program.
-class DataObject {
- public:
-  virtual ~DataObject() = default;
-  virtual bool GetFormat(int format) const = 0;
-  virtual std::string GetData(int format) const = 0;
-};
-inline constexpr int kTextFormat = 1;
-inline constexpr int kLinksFormat = 2;  // a list of links, as text/uri-list has it
-
 enum MouseButton : int { kLeftButton = 1, kRightButton = 2, kMiddleButton = 4 };
-enum DropEffect : int { kDropNone = 0, kDropCopy = 1 };
 
 class DownloadBasket final : public Window, public Basket {
  public:
@@ -62,10 +50,6 @@ class DownloadBasket final : public Window, public Basket {
 
  private:
   Task<> ShowOnTop();
-  // False if the text is no address.
-  bool TakeText(const std::string& text);
-  bool TakeLinks(const std::string& list);
-  Task<> AddEach(std::vector<std::string> links);
   // Only within the screen; each axis separately.
   void MoveTo(double left, double top);
 

@@ -5,8 +5,10 @@
 
 #include "async/EventGate.h"
 #include "capture/TrayTip.h"
+#include "core/SpeedLimit.h"
 #include "lang/Language.h"
 #include "mainwin/MainWindow.h"
+#include "ports/Failure.h"
 #include "ports/Platform.h"
 
 namespace pellora {
@@ -21,6 +23,7 @@ PelloraCatcher::PelloraCatcher(Program& program, std::shared_ptr<MainWindow> mai
   Tag = TagText(kCaptionNumber);
   pop.Visible = false;
   closebasket.Visible = false;
+  limitspeed.Visible = false;
   for (int i = 0; i < Picture1.Count(); ++i) Picture1(i).Image = "tray-" + std::to_string(i + 1);
 
   openwin.OnClick = [this] {
@@ -30,6 +33,7 @@ PelloraCatcher::PelloraCatcher(Program& program, std::shared_ptr<MainWindow> mai
   };
   pauseall.OnClick = [this] { main_->pauseall(); };
   resumeall.OnClick = [this] { main_->resumeall(); };
+  limitspeed.OnClick = [this] { ToggleLimit(); };
   closebasket.OnClick = [this] { main_->ShowBasket(false); };
   exitmenu.OnClick = [this] { program_.saveAndQuit(); };
 }
@@ -42,7 +46,23 @@ void PelloraCatcher::OnLoad() {
 
 void PelloraCatcher::OnUnload() { platform_.tray.Delete(); }
 
-void PelloraCatcher::refreshMessage(const std::string& text) { platform_.tray.SetTip(TrayTip(text)); }
+void PelloraCatcher::refreshMessage(const std::string& text) {
+  platform_.tray.SetTip(TrayTip(text));
+  ShowLimit();
+}
+
+void PelloraCatcher::ShowLimit() {
+  const std::int32_t limit = program_.settings.SpeedLimit;
+  if (limit > 0) limit_ = limit;
+  limitspeed.Visible = limit_ > 0;
+  limitspeed.Checked = limit > 0;
+}
+
+void PelloraCatcher::ToggleLimit() {
+  const bool limited = program_.settings.SpeedLimit > 0;
+  Skip([&] { SetSpeedLimit(program_, limited ? 0 : limit_); });
+  ShowLimit();
+}
 
 void PelloraCatcher::refreshIcon(int level) {
   level = std::min(level, Picture1.Count());
@@ -64,7 +84,8 @@ void PelloraCatcher::TrayMouseEvent(int message) {
 }
 
 void PelloraCatcher::ShowPopup() {
-  platform_.windows.PopUp({&openwin, &pauseall, &resumeall, &b, &closebasket, &exitmenu}, openwin);
+  ShowLimit();
+  platform_.windows.PopUp({&openwin, &pauseall, &resumeall, &limitspeed, &b, &closebasket, &exitmenu}, openwin);
 }
 
 void PelloraCatcher::ShowPopupOfBasket() {

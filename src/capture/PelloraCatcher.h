@@ -3,6 +3,7 @@
 // shown.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "core/Capture.h"
@@ -24,6 +25,8 @@ class PelloraCatcher final : public Window, public Catcher, public TrayEvents {
   Menu openwin{this, "openwin", "&Open Pellora!", 700};
   Menu pauseall{this, "pauseall", "&Pause all downloads", 701};
   Menu resumeall{this, "resumeall", "&Resume all downloads", 702};
+  Menu limitspeed{this, "limitspeed", "&Limit speed",
+                  874};  // checked while there is a limit; visible once there was one
   Menu b{this, "b", "-"};
   Menu closebasket{this, "closebasket", "&Close Basket", 805};  // visible only in the basket's popup
   Menu exitmenu{this, "exitmenu", "&Exit", 703};
@@ -44,8 +47,12 @@ class PelloraCatcher final : public Window, public Catcher, public TrayEvents {
   void OnUnload() override;
 
  private:
+  void ShowLimit();
+  void ToggleLimit();
+
   Program& program_;
   const std::shared_ptr<MainWindow> main_;
+  std::int32_t limit_ = 0;  // KiB/s, the last one
 };
 
 }  // namespace pellora

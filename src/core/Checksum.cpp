@@ -35,6 +35,14 @@ std::size_t HexDigitsOf(ChecksumKind kind) { return Of(kind).digits; }
 
 std::string_view NameOf(ChecksumKind kind) { return Of(kind).name; }
 
+std::optional<ChecksumKind> ChecksumKindNamed(std::string_view name) {
+  const auto* const kind = std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& known) {
+    return EqualsNoCase(name, known.name) || EqualsNoCase(name, known.plainName);
+  });
+  if (kind == kKinds.end()) return {};
+  return kind->kind;
+}
+
 std::optional<Checksum> ParseChecksum(std::string_view text) {
   text = WithoutBlanks(text);
   std::string_view name;
@@ -44,8 +52,7 @@ std::optional<Checksum> ParseChecksum(std::string_view text) {
     if (name.empty()) return {};
   }
   const auto* const kind = std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& known) {
-    const bool named = name.empty() || EqualsNoCase(name, known.name) || EqualsNoCase(name, known.plainName);
-    return named && known.digits == text.size();
+    return known.digits == text.size() && (name.empty() || ChecksumKindNamed(name) == known.kind);
   });
   if (kind == kKinds.end()) return {};
   std::string hex = ToLower(text);
@@ -54,5 +61,13 @@ std::optional<Checksum> ParseChecksum(std::string_view text) {
 }
 
 std::string ChecksumText(const Checksum& checksum) { return std::string(NameOf(checksum.kind)) + ":" + checksum.hex; }
+
+// The kinds are in the order of their strength.
+void StrongestChecksum::Take(const Checksum& checksum) {
+  if (best_ && checksum.kind < best_->kind) return;
+  const bool same = best_ && checksum.kind == best_->kind;
+  contradicted_ = same && (contradicted_ || checksum != *best_);
+  best_ = checksum;
+}
 
 }  // namespace pellora

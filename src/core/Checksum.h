@@ -2,14 +2,15 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "ports/Digest.h"
+
 namespace pellora {
 
-enum class ChecksumKind : std::uint8_t { Md5, Sha1, Sha256, Sha512 };
+using ChecksumKind = DigestKind;
 
 struct Checksum {
   ChecksumKind kind = ChecksumKind::Sha256;
@@ -21,11 +22,24 @@ struct Checksum {
 std::size_t HexDigitsOf(ChecksumKind kind);
 // "md5", "sha-1", "sha-256", "sha-512"
 std::string_view NameOf(ChecksumKind kind);
+// By that name, with or without its hyphen, in any case.
+std::optional<ChecksumKind> ChecksumKindNamed(std::string_view name);
 
 // Hexadecimal digits in any case, with blanks around them, or "NAME:digits" or "NAME=digits", the name with or without
 // its hyphen, in any case. Digits alone have the kind of their number. Nothing if it is neither.
 std::optional<Checksum> ParseChecksum(std::string_view text);
 // "sha-256:DIGITS"
 std::string ChecksumText(const Checksum& checksum);
+
+// The strongest of several; two of one kind that contradict each other are none.
+class StrongestChecksum {
+ public:
+  void Take(const Checksum& checksum);
+  std::optional<Checksum> Result() const { return contradicted_ ? std::nullopt : best_; }
+
+ private:
+  std::optional<Checksum> best_;
+  bool contradicted_ = false;
+};
 
 }  // namespace pellora

@@ -5,6 +5,7 @@
 #include "core/Ascii.h"
 #include "core/Percent.h"
 #include "core/Program.h"
+#include "core/ProxyServer.h"
 #include "core/RecordLife.h"
 #include "core/Scheme.h"
 #include "core/WebAddress.h"
@@ -45,6 +46,9 @@ bool HasNewSchemeRecord(const DownloadRecord& record) {
   return record.Port == 0 && HasNewScheme(TrimBlanks(record.URL));
 }
 
+// Anything else it would take for a host's name, and look that up. It never connects directly instead.
+bool CanClassicConnect(const Settings& settings) { return !settings.ProxyHTTP || IsPlainProxy(settings.ProxyServer); }
+
 // The port of a new scheme stays out of the list: no version that knows only the classic engine can connect.
 ParsedUrl FieldsOf(const WebAddress& address, bool newScheme) {
   ParsedUrl fields;
@@ -68,15 +72,32 @@ std::string SuggestedName(const WebAddress& address) {
   return name.empty() ? address.host : name;
 }
 
+AddressReading ReadForWeb(const std::string& url) {
+  AddressReading reading;
+  reading.listed = url;
+  const std::optional<WebAddress> address = ParseWebAddress(url);
+  if (!address) {
+    reading.refusedByWeb = true;
+    return reading;
+  }
+  reading.engine = EngineName::Web;
+  reading.parsed = FieldsOf(*address, HasNewScheme(TrimBlanks(url)));
+  reading.listed = WithoutPassword(TrimBlanks(url));
+  reading.suggestedName = SuggestedName(*address);
+  return reading;
+}
+
 }  // namespace
 
 EngineChoice ChooseEngine(Program& program, int index) {
   const DownloadRecord& record = program.Download(index);
-  return Choose(program, {.url = record.URL,
-                          .newScheme = HasNewSchemeRecord(record),
-                          .update = IsUpdate(record),
-                          .begunByWeb = program.Web(index) != nullptr,
-                          .begunByClassic = record.SegmentCount > 0});
+  const EngineChoice choice = Choose(program, {.url = record.URL,
+                                               .newScheme = HasNewSchemeRecord(record),
+                                               .update = IsUpdate(record),
+                                               .begunByWeb = program.Web(index) != nullptr,
+                                               .begunByClassic = record.SegmentCount > 0});
+  if (choice.engine != EngineName::Classic || CanClassicConnect(program.settings)) return choice;
+  return {EngineName::None, WebText::ClassicProxy};
 }
 
 AddressReading ReadAddress(const Program& program, const std::string& url, std::int16_t kind) {
@@ -91,15 +112,12 @@ AddressReading ReadAddress(const Program& program, const std::string& url, std::
     return reading;
   }
   if (choice.engine == EngineName::None) return reading;
-  const std::optional<WebAddress> address = ParseWebAddress(url);
-  if (!address) {
-    reading.refusedByWeb = true;
-    return reading;
-  }
-  reading.engine = EngineName::Web;
-  reading.parsed = FieldsOf(*address, newScheme);
-  reading.listed = WithoutPassword(TrimBlanks(url));
-  reading.suggestedName = SuggestedName(*address);
+  return ReadForWeb(url);
+}
+
+AddressReading ReadOtherAddress(const Program& program, const std::string& url) {
+  AddressReading reading;
+  if (IsAvailable(program, url)) reading = ReadForWeb(url);
   return reading;
 }
 
@@ -140,7 +158,9 @@ std::int16_t FindListed(Program& program, const std::string& url, EngineName eng
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
     if (!record.InUse) continue;
-    if (record.URL == url || (cut && WithoutPassword(record.URL) == wanted)) return static_cast<std::int16_t>(i);
+    const bool hasLogin = cut && record.URL.find('@') != std::string::npos;  // else there is nothing to be cut
+    const bool same = hasLogin ? WithoutPassword(record.URL) == wanted : cut && record.URL == wanted;
+    if (same || record.URL == url) return static_cast<std::int16_t>(i);
   }
   return 0;
 }

@@ -39,6 +39,8 @@ struct AddressReading {
   std::string suggestedName;  // of the file, for the save dialog
 };
 AddressReading ReadAddress(const Program& program, const std::string& url, std::int16_t kind = 0);
+// Another address for a record of the web engine, with which it stays whatever its scheme is then. Web or None.
+AddressReading ReadOtherAddress(const Program& program, const std::string& url);
 
 // True if the text begins with a scheme that one of the engines takes now, in any case or in lower case only.
 bool TakesScheme(const Program& program, std::string_view text);

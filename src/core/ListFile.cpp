@@ -147,6 +147,7 @@ void LoadList(Program& program) {
     if (!record.Active) continue;
     record.Active = false;
     record.Paused = true;
+    if (program.headless) record.Queued = 1;  // it ran when the program was killed
   }
 
   program.keepDamagedList = unreached || (!decoder.Sound() && HoldsAnything(bytes));

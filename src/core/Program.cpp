@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "async/TaskLoop.h"
+#include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
@@ -30,7 +31,12 @@ Task<> SayAndEnd(Program* program, std::string reason) {
 
 }  // namespace
 
-Program::Program(Platform& thePlatform) : platform(thePlatform), boxes(thePlatform) { FillWebTexts(LangStrings); }
+Program::Program(Platform& thePlatform)
+    : platform(thePlatform), boxes(thePlatform), speed(std::make_unique<SpeedLimits>(thePlatform, settings)) {
+  FillWebTexts(LangStrings);
+}
+
+Program::~Program() = default;
 
 DownloadRecord& Program::Download(int index) { return At(downloads_, index); }
 std::shared_ptr<Transfer>& Program::TransferWindowAt(int index) { return At(transferWindows_, index); }
@@ -42,8 +48,11 @@ std::uint32_t Program::Serial(int index) const {
 }
 
 void Program::RaiseSerial(int index) {
+  quiet_.erase(Serial(index));
   At(serials_, index) = nextSerial_++;
   webFigures_.erase(index);
+  speed->Forget(index);
+  queuePlaces_.erase(index);
 }
 
 WebFigures* Program::Web(int index) {
@@ -52,6 +61,14 @@ WebFigures* Program::Web(int index) {
 }
 
 WebFigures& Program::AddWeb(int index) { return webFigures_[index]; }
+
+void Program::SetQuiet(int index) { quiet_.insert(Serial(index)); }
+
+std::optional<std::int64_t> Program::QueuePlace(int index) const {
+  const auto at = queuePlaces_.find(index);
+  if (at == queuePlaces_.end()) return std::nullopt;
+  return at->second;
+}
 
 void Program::ResizeDownloads(std::int16_t count) {
   const auto size = static_cast<std::size_t>(count) + 1;

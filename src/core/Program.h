@@ -12,8 +12,10 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "async/Boxes.h"
@@ -29,7 +31,10 @@ namespace pellora {
 class Basket;
 class Catcher;
 class Engine;
+class Prospects;
+class SpeedLimits;
 class Window;
+struct AddressReading;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
 inline constexpr const char* kProgramName = "Pellora !";
@@ -41,20 +46,29 @@ using LangStringArray = std::array<std::string, kLangStringCount>;
 class Program {
  public:
   explicit Program(Platform& thePlatform);
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
 
   Platform& platform;
   Boxes boxes;
   Settings settings;
+  const std::unique_ptr<SpeedLimits> speed;
   LangStringArray LangStrings;
   bool languageRead = false;  // until then windows keep their designed captions
 
   std::int16_t DownloadCount = 0;
   bool ShowTransferWindow = false;
+  bool headless = false;         // nobody sees a window or answers a question
   bool listLoaded = false;       // no save before the list was read
   bool keepDamagedList = false;  // to be copied aside before the next save
   std::string listBytes;         // of the last save, kept for their memory
   // Listed URLs about whose second add the user is being asked. Shared with those adds, which may outlive this.
   const std::shared_ptr<std::set<std::string>> askedUrls = std::make_shared<std::set<std::string>>();
+
+  // The bits of every DateAdded of this run's adds, also of those that have left the list: scripts name downloads by
+  // them.
+  std::unordered_set<std::uint64_t> datesGiven;
 
   // Held by the join that has its turn; expired while there is none.
   std::weak_ptr<int> joinTurn;
@@ -75,8 +89,15 @@ class Program {
   std::function<bool(const std::string& url, double added)> hasJournalEntry;
   // A record was added for the web engine; may be empty.
   std::function<void(std::int16_t index, const WebAdd& add)> webAdded;
+  // The limit of speed of a record was set; may be empty.
+  std::function<void(std::int16_t index)> speedLimitSet;
   // True if the record had stopped for want of cookies and has these now; may be empty.
   std::function<bool(std::int16_t index, const HandOver& handOver)> takesHandOver;
+  // A record of the web engine that is not running is to continue from this address at its next start; may be empty.
+  std::function<void(std::int16_t index, const AddressReading& address)> takeAddress;
+  // A record's place in the queue was set, and is to be kept over restarts; may be empty.
+  std::function<void(std::int16_t index)> queuePlaceSet;
+  Prospects* prospects = nullptr;  // null where there is no web engine
   // The windows that a language is applied to, in that order; created if need be.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;
 
@@ -90,10 +111,19 @@ class Program {
   WebFigures* Web(int index);
   WebFigures& AddWeb(int index);  // those it has, or new ones
 
+  // Where the user has moved a record in the queue (core/QueueOrder). RaiseSerial drops it.
+  std::optional<std::int64_t> QueuePlace(int index) const;
+  void SetQueuePlace(int index, std::int64_t place) { queuePlaces_[index] = place; }
+  bool HasQueuePlaces() const { return !queuePlaces_.empty(); }
+
   std::uint32_t Serial(int index) const;  // 0 for a slot that does not exist
   void RaiseSerial(int index);
   // True while the slot has that serial.
   bool Holds(int index, std::uint32_t serial) const { return serial != 0 && Serial(index) == serial; }
+
+  // A record that was added among many: its transfer window opens only if the user asks for it. RaiseSerial ends that.
+  bool IsQuiet(int index) const { return quiet_.contains(Serial(index)); }
+  void SetQuiet(int index);
 
   // Makes records 1 to `count`; the parallel arrays grow along and never shrink. New elements are blank.
   void ResizeDownloads(std::int16_t count);
@@ -120,7 +150,9 @@ class Program {
   std::deque<std::shared_ptr<Transfer>> transferWindows_{1};
   std::deque<std::shared_ptr<ZipViewer>> zipViewers_{1};
   std::deque<std::uint32_t> serials_{1};
-  std::map<int, WebFigures> webFigures_;  // by index
+  std::map<int, WebFigures> webFigures_;     // by index
+  std::map<int, std::int64_t> queuePlaces_;  // by index
+  std::set<std::uint32_t> quiet_;            // serials
   std::uint32_t nextSerial_ = 1;
   std::uint64_t socketTotal_ = 0;
   std::uint64_t webTotal_ = 0;

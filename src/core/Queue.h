@@ -27,8 +27,8 @@ class Queue {
     bool resumes;
     EngineName engine;
   };
-  // The one with the lowest number, whenever it was queued, of those that need not wait until a later moment than
-  // `now`. None if IsFull or nothing is queued.
+  // The first in QueueOrder, of those that need not wait until a later moment than `now`: the one with the lowest
+  // number, whenever it was queued, unless the user has moved some. None if IsFull or nothing is queued.
   std::optional<Turn> Next(int most, double now) const;
 
   // Once the scheduled moment has passed, queues the scheduled records and moves a daily schedule to its next
@@ -36,6 +36,7 @@ class Queue {
   bool ApplySchedule(Settings& settings, double now);
 
  private:
+  int FirstInLine(double now) const;
   bool QueueScheduled();
 
   Program& program_;

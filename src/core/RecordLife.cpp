@@ -4,11 +4,14 @@
 #include <memory>
 #include <utility>
 
+#include "core/DateTexts.h"
 #include "core/EngineChoice.h"
 #include "core/ParseUrl.h"
 #include "core/Program.h"
+#include "core/WebTexts.h"
 #include "ports/Clock.h"
 #include "ports/Failure.h"
+#include "ports/Locale.h"
 
 namespace pellora {
 
@@ -69,6 +72,22 @@ void EmptyPlace(Program& program, std::int16_t index, Evicted evicted) {
   if (viewer) Skip([&] { viewer->UnloadWindow(); });
 }
 
+void QueueUntil(Program& program, int index, double at) {
+  DownloadRecord& record = program.Download(index);
+  record.Queued = 1;
+  record.Active = record.Paused = false;
+  WebFigures& figures = program.AddWeb(index);
+  figures.standing = WebStanding::Paused;
+  figures.notBefore = at;
+  const DateForms forms = program.platform.locale.ShortForms();
+  figures.reason = FillText(TextOf(program, WebText::BeginsAt), {ShortDate(at, forms) + " " + ShortTime(at, forms)});
+}
+
+bool WaitsForItsTime(Program& program, int index) {
+  const WebFigures* const figures = program.Web(index);
+  return figures != nullptr && program.Download(index).Queued != 0 && program.platform.clock.Now() < figures->notBefore;
+}
+
 Task<> StartTransfer(Program* program, std::int16_t index, Start start) {
   if (start == Start::Queued) program->Download(index).Queued = 0;
   const EngineName engine = ChooseEngine(*program, index).engine;
@@ -81,7 +100,7 @@ Task<> StartTransfer(Program* program, std::int16_t index, Start start) {
   transfer->SetRecordIndex(index);
   co_await transfer->InitConnection();
   // Meanwhile the record may have ended and its slot been taken by another.
-  if (!program->ShowTransferWindow || !program->Holds(index, serial)) co_return;
+  if (!program->ShowTransferWindow || !program->Holds(index, serial) || program->IsQuiet(index)) co_return;
   if (program->TransferWindowAt(index) == transfer) transfer->ShowWindow();
 }
 

@@ -79,9 +79,15 @@ enum class Start {
   Queued,  // it leaves the queue
 };
 
+// The queue starts this record of the web engine at that date and time, in days like DateAdded.
+void QueueUntil(Program& program, int index, double at);
+// True while it waits for that.
+bool WaitsForItsTime(Program& program, int index);
+
 // Puts a new transfer into the record's place and starts it, continuing the plan if there is one; not if ChooseEngine
 // says that no engine may fetch it now. Nothing else runs
-// before the transfer is in its place. Its window is shown if windows are and it still has its place then.
+// before the transfer is in its place. Its window is shown if windows are, the record is not quiet and it still has its
+// place then.
 Task<> StartTransfer(Program* program, std::int16_t index, Start start);
 
 }  // namespace pellora

@@ -19,6 +19,7 @@ void SaveAndQuit(Program& program, const std::function<void()>& unloadWindows) {
     if (!transfer) continue;
     Skip([&] { transfer->PauseDownload(); });
     record.Active = false;
+    if (program.headless) record.Queued = 1;  // the next start goes on with it
     Skip([&] { transfer->UnloadWindow(); });
   }
   if (unloadWindows) unloadWindows();

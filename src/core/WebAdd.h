@@ -4,8 +4,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/Checksum.h"
+#include "core/Mirror.h"
+#include "core/Pieces.h"
 #include "ports/DownloadFiles.h"
 
 namespace pellora {
@@ -14,19 +17,28 @@ namespace pellora {
 struct HandOver {
   std::string referrer;  // the address of the page
   std::string cookies;   // "name=value; name=value", of the download's address; empty: none
+
+  bool operator==(const HandOver&) const = default;
 };
 
 struct WebAdd {
   HandOver handOver;
+  std::string folder;  // of the file, absolute; empty: that of the settings
   // Login for the address's origin, kept in memory alone; empty: the one in the address, or none.
   std::string user;
   std::string password;
   std::optional<Checksum> checksum;  // of the whole file
-  std::int64_t speedLimit = 0;       // bytes per second; 0: none
-  std::optional<double> startAt;     // not before this date and time, in days like DateAdded
-  bool quiet = false;                // added among many: no window opens by itself
+  std::optional<PieceHashes> pieces;
+  bool hashesAreSafe = true;      // checksum and pieces are the user's, or came by an encrypted connection
+  std::int64_t size = -1;         // that the file is to have, bytes; -1: not known
+  std::vector<Mirror> mirrors;    // besides the address
+  std::int64_t speedLimit = 0;    // bytes per second; 0: none
+  std::optional<double> startAt;  // not before this date and time, in days like DateAdded
+  bool quiet = false;             // added among many: no window opens by itself; in this run for either engine
   // The user has confirmed that this file, which the save dialog found at the record's SavePath, be replaced.
   std::optional<FileState> replaced;
+
+  bool operator==(const WebAdd&) const = default;
 };
 
 }  // namespace pellora

@@ -1,7 +1,7 @@
 // WebTexts: the numbered texts that came with the web engine, and their English.
 //
 // A language file of a user's own may lack them: English is filled in at the start and before each file is read.
-// "%1" and "%2" in a text are places for values, in any order.
+// "%1", "%2" and "%3" in a text are places for values, in any order.
 #pragma once
 
 #include <cstdint>
@@ -80,6 +80,97 @@ enum class WebText : std::int16_t {
   JournalUnreadable = 865,  // %1: its path
 
   AskBeginAnewWithoutPart = 866,
+
+  // Mirrors.
+  MirrorLeftOut = 907,  // %1: host, %2: why
+  OtherSize = 908,
+  OtherBytes = 909,
+  MirrorUnsafe = 910,
+  BadMetalink = 911,
+  ChecksumLost = 912,
+  WillBeOverwritten = 913,  // %1: the name
+  // The add dialog's fold, and what is wrong with its fields.
+  More = 917,
+  SaveInFolder = 918,
+  SaveAsName = 919,
+  ChecksumField = 922,
+  ReferringPage = 923,
+  Cookies = 924,
+  SpeedLimitField = 925,
+  BeginAt = 926,
+  OnlyWebEngine = 927,
+  BadChecksum = 928,
+  BadFolder = 929,    // %1: the folder
+  BadFileName = 930,  // %1: the name
+  BadBeginAt = 932,
+  BadPage = 933,    // or cookies
+  NameTaken = 934,  // %1: the name, %2: the one that it gets
+  ListedTwice = 935,
+  TooManyAddresses = 936,  // %1: how many were taken
+  BeginsAt = 937,          // %1: date and time
+  // The window for many addresses.
+  AddListCaption = 938,
+  DownloadChecked = 939,
+  CheckAll = 940,
+  CheckNone = 941,
+  CheckedInAll = 942,  // %1: how many, %2: their size
+  // Logins. The first two are buttons, the next four the window's captions.
+  LogIn = 877,
+  NotNow = 878,
+  LoginTitle = 879,
+  UserName = 880,
+  Password = 881,
+  Remember = 882,
+  WrongLogin = 883,
+  ProxyLoginNeeded = 884,  // %1: host
+  WrongProxyLogin = 885,   // %1: host
+  NotRemembered = 886,
+  ClassicProxy = 887,
+  SentUnencrypted = 888,
+  Realm = 889,  // %1: what the server calls it
+  // Checksums. %1 of the first ones: the kind, "SHA-256".
+  Checking = 892,          // a state; %1: percent
+  SeekingChecksums = 893,  // a state
+  ChecksumRight = 894,
+  ChecksumWrong = 895,        // %2: computed, %3: wanted
+  ChecksumNotComputed = 896,  // by this system
+  PiecesWrong = 897,          // %1: how many, %2: of how many
+  NotRead = 898,              // the part file; %1: why
+  AskFetchAgain = 899,
+  FetchAgain = 900,      // its button
+  AskFetchPieces = 901,  // %1: size with its unit
+  FetchPieces = 902,     // its button
+  SeekChecksums = 903,   // in the options
+  // Another address.
+  ChangeAddress = 943,
+  NewAddressOf = 944,     // %1: name of the file
+  AddressIsListed = 945,  // why it is refused
+  AddressKept = 946,      // %1: why
+  OtherSizeThere = 947,   // %1: bytes there, %2: bytes here
+  OtherBytesThere = 948,
+
+  // Order of the queue.
+  MoveFirst = 949,
+  MoveUp = 950,
+  MoveDown = 952,
+  MoveLast = 953,
+  NumberInQueue = 954,  // %1: number
+
+  // Staying awake.
+  StayAwake = 955,
+  AwakeBecause = 956,  // as the desktop shows it
+  // Limits of speed. Of the options:
+  SpeedLimit = 867,
+  SpeedLimitTimed = 868,
+  SpeedLimitTo = 869,
+  SpeedLimitClock = 870,
+  BadSpeedLimit = 871,
+  BadSpeedLimitHours = 875,
+  // Of one download: in the popup, above its field, the window's title.
+  SpeedLimitEntry = 872,
+  SpeedLimitQuestion = 873,
+  SpeedLimitTitle = 876,
+  LimitSpeed = 874,  // in the menu of the tray icon
 };
 
 // Writes the English texts, over whatever is there.
@@ -87,8 +178,8 @@ void FillWebTexts(LangStringArray& texts);
 
 const std::string& TextOf(const Program& program, WebText text);
 
-// `text` with the first value in place of each "%1", the second in place of each "%2". What is inserted is not searched
-// again. A place without a value becomes empty.
+// `text` with the first value in place of each "%1", the second and third in place of each "%2" and "%3". What is
+// inserted is not searched again. A place without a value becomes empty.
 std::string FillText(std::string_view text, std::initializer_list<std::string_view> values);
 
 }  // namespace pellora

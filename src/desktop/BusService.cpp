@@ -2,6 +2,8 @@
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusReply>
+#include <map>
 #include <utility>
 
 #include "ports/EventLoop.h"
@@ -12,18 +14,63 @@ namespace {
 
 // Desktops with focus stealing prevention raise a window only with the token of the user's click.
 void TakeActivationToken(const QVariantMap& platformData) {
-  const QString token = platformData.value("activation-token").toString();
+  const QString token = platformData.value(kTokenKey).toString();
   if (!token.isEmpty()) qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
 }
 
-// The URL of a request, or why it has none. Unknown options, as a later version may send them, are refused.
-QString UrlOf(const QVariantMap& request, QString& reason) {
-  for (auto option = request.begin(); option != request.end(); ++option) {
-    if (option.key() != kUrlKey) reason = "Pellora does not know the option \"" + option.key() + "\".";
+// Takes the value of one key into its member. False if the value has another type.
+using Take = std::function<bool(ScriptedAdd& request, const QVariant& value)>;
+
+Take IntoText(std::string ScriptedAdd::*member) {
+  return [member](ScriptedAdd& request, const QVariant& value) {
+    request.*member = value.toString().toStdString();
+    return value.typeId() == QMetaType::QString;
+  };
+}
+
+Take IntoFlag(bool ScriptedAdd::*member) {
+  return [member](ScriptedAdd& request, const QVariant& value) {
+    request.*member = value.toBool();
+    return value.typeId() == QMetaType::Bool;
+  };
+}
+
+bool TakeLimit(ScriptedAdd& request, const QVariant& value) {
+  request.limit = value.toInt();
+  return value.typeId() == QMetaType::Int;
+}
+
+const std::map<QString, Take>& RequestKeys() {
+  static const std::map<QString, Take> keys{{kUrlKey, IntoText(&ScriptedAdd::url)},
+                                            {kFolderKey, IntoText(&ScriptedAdd::folder)},
+                                            {kNameKey, IntoText(&ScriptedAdd::name)},
+                                            {kUserKey, IntoText(&ScriptedAdd::user)},
+                                            {kPasswordKey, IntoText(&ScriptedAdd::password)},
+                                            {kChecksumKey, IntoText(&ScriptedAdd::checksum)},
+                                            {kReferrerKey, IntoText(&ScriptedAdd::referrer)},
+                                            {kCookiesKey, IntoText(&ScriptedAdd::cookies)},
+                                            {kAtKey, IntoText(&ScriptedAdd::at)},
+                                            {kLimitKey, TakeLimit},
+                                            {kLaterKey, IntoFlag(&ScriptedAdd::later)},
+                                            {kDuplicateKey, IntoFlag(&ScriptedAdd::duplicate)},
+                                            {kQuietKey, IntoFlag(&ScriptedAdd::quiet)}};
+  return keys;
+}
+
+// What a request says, or why it is none. Unknown options, as a later version may send them, are refused: without them
+// the download would be another one.
+ScriptedAdd RequestIn(const QVariantMap& map, QString& reason) {
+  ScriptedAdd request;
+  if (map.value(kUrlKey).typeId() != QMetaType::QString) reason = "The request names no address.";
+  for (auto option = map.begin(); option != map.end() && reason.isEmpty(); ++option) {
+    const auto known = RequestKeys().find(option.key());
+    if (known == RequestKeys().end()) {
+      reason = "Pellora does not know the option \"" + option.key() + "\".";
+    } else if (!known->second(request, option.value())) {
+      reason = "The option \"" + option.key() + "\" has a value of another type.";
+    }
   }
-  const QVariant url = request.value(kUrlKey);
-  if (url.typeId() != QMetaType::QString) reason = "The request names no address.";
-  return url.toString();
+  return request;
 }
 
 QVariantMap Reason(const QString& reason) {
@@ -66,7 +113,7 @@ void BusService::ResumeAll() { events_.Post(actions_.resumeAll); }
 void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
   call.setDelayedReply(true);
   QString refusal;
-  const QString url = UrlOf(request, refusal);
+  ScriptedAdd wanted = RequestIn(request, refusal);
   if (!refusal.isEmpty()) {
     bus_.send(call.createReply(Reason(refusal)));
     return;
@@ -76,14 +123,35 @@ void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
         reason.empty() ? QVariantMap{{kIdKey, QString::fromStdString(id)}} : Reason(QString::fromStdString(reason));
     bus.send(call.createReply(answer));
   };
-  events_.Post([add = actions_.add, u = url.toStdString(), added] { add(u, added); });
+  events_.Post([add = actions_.add, wanted = std::move(wanted), added] { add(wanted, added); });
+}
+
+void BusService::ReplyAfter(std::function<std::string()> act, const QDBusMessage& call) {
+  call.setDelayedReply(true);
+  events_.Post(
+      [bus = bus_, act = std::move(act), call] { bus.send(call.createReply(Reason(QString::fromStdString(act())))); });
 }
 
 void BusService::Change(const std::function<std::string(const std::string&)>& change, const QString& id,
                         const QDBusMessage& call) {
+  ReplyAfter([change, text = id.toStdString()] { return change(text); }, call);
+}
+
+void BusService::PauseAll(const QDBusMessage& call) { ReplyAfter(actions_.pauseAll, call); }
+
+void BusService::ShowWindow(const QString& id, const QVariantMap& platformData, const QDBusMessage& call) {
+  TakeActivationToken(platformData);
+  Change(actions_.showWindow, id, call);
+}
+
+void BusService::SetLimit(const QString& id, int limit, const QDBusMessage& call) {
+  ReplyAfter([set = actions_.setLimit, text = id.toStdString(), limit] { return set(text, limit); }, call);
+}
+
+void BusService::Limit(const QDBusMessage& call) {
   call.setDelayedReply(true);
-  events_.Post([bus = bus_, change, text = id.toStdString(), call] {
-    bus.send(call.createReply(Reason(QString::fromStdString(change(text)))));
+  events_.Post([bus = bus_, limit = actions_.limit, call] {
+    bus.send(call.createReply(QVariantMap{{kLimitKey, limit()}}));
   });
 }
 
@@ -113,8 +181,34 @@ QVariantMap DownloadsAdaptor::Pause(const QString& id, const QDBusMessage& call)
   return {};
 }
 
+QVariantMap DownloadsAdaptor::PauseAll(const QDBusMessage& call) {
+  service_->PauseAll(call);
+  return {};
+}
+
+QVariantMap DownloadsAdaptor::Resume(const QString& id, const QDBusMessage& call) {
+  service_->Resume(id, call);
+  return {};
+}
+
 QVariantMap DownloadsAdaptor::Remove(const QString& id, const QDBusMessage& call) {
   service_->Remove(id, call);
+  return {};
+}
+
+QVariantMap DownloadsAdaptor::ShowWindow(const QString& id, const QVariantMap& platform_data,
+                                         const QDBusMessage& call) {
+  service_->ShowWindow(id, platform_data, call);
+  return {};
+}
+
+QVariantMap DownloadsAdaptor::SetLimit(const QString& id, int limit, const QDBusMessage& call) {
+  service_->SetLimit(id, limit, call);
+  return {};
+}
+
+QVariantMap DownloadsAdaptor::Limit(const QDBusMessage& call) {
+  service_->Limit(call);
   return {};
 }
 
@@ -144,13 +238,19 @@ bool RunningCopyFound(const QDBusConnection& bus) {
   return bus.interface()->isServiceRegistered(kBusName).value();
 }
 
+bool RunningCopyIsHeadless(const QDBusConnection& bus) {
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "Headless");
+  call.setAutoStartService(false);
+  return QDBusReply<bool>(bus.call(call, QDBus::Block, 5000)).value();
+}
+
 bool RaiseRunningCopy(const QDBusConnection& bus) {
   if (!bus.isConnected()) return false;
   QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kApplicationInterface, "Activate");
   call.setAutoStartService(false);
   QVariantMap platformData;
   const QByteArray token = qgetenv("XDG_ACTIVATION_TOKEN");
-  if (!token.isEmpty()) platformData["activation-token"] = QString::fromUtf8(token);
+  if (!token.isEmpty()) platformData[kTokenKey] = QString::fromUtf8(token);
   call << platformData;
   return bus.call(call, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
 }

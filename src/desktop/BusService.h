@@ -1,8 +1,8 @@
 // BusService: the program on the session bus: the automation interface, the downloads for scripts, and raising the
 // window when the program is started again.
 //
-// A call is posted as an event and answered at once. List and Details are answered from the program's state; Add, Pause
-// and Remove after their event has run.
+// A call is posted as an event and answered at once. List and Details are answered from the program's state; Add and
+// the methods that change or show downloads after their event has run.
 #pragma once
 
 #include <QDBusAbstractAdaptor>
@@ -16,6 +16,7 @@
 #include <string>
 
 #include "desktop/BusTypes.h"
+#include "mainwin/ScriptedAdd.h"
 
 namespace pellora {
 
@@ -30,10 +31,17 @@ struct BusActions {
   std::function<QList<DownloadRow>()> list;
   // Gets the id of the new record, or the reason why there is none. Shows no question.
   using Added = std::function<void(const std::string& id, const std::string& reason)>;
-  std::function<void(std::string url, Added added)> add;
-  // By id; both return why nothing was done, or an empty string.
+  std::function<void(ScriptedAdd request, Added added)> add;
+  // Each returns why nothing was done, or an empty text.
   std::function<std::string(const std::string& id)> pause;
+  std::function<std::string()> pauseAll;
+  std::function<std::string(const std::string& id)> resume;
   std::function<std::string(const std::string& id)> remove;
+  std::function<std::string(const std::string& id)> showWindow;  // empty: the main window
+  // KiB/s; 0: none. Of all downloads together if the id is empty.
+  std::function<std::string(const std::string& id, std::int32_t limit)> setLimit;
+  std::function<std::int32_t()> limit;  // of all downloads together
+  std::function<bool()> headless;
   std::function<void()> quit;
 };
 
@@ -53,10 +61,18 @@ class BusService final : public QObject {
   // These reply to `call` later.
   void Add(const QVariantMap& request, const QDBusMessage& call);
   void Pause(const QString& id, const QDBusMessage& call) { Change(actions_.pause, id, call); }
+  void PauseAll(const QDBusMessage& call);
+  void Resume(const QString& id, const QDBusMessage& call) { Change(actions_.resume, id, call); }
   void Remove(const QString& id, const QDBusMessage& call) { Change(actions_.remove, id, call); }
+  void ShowWindow(const QString& id, const QVariantMap& platformData, const QDBusMessage& call);
+  void SetLimit(const QString& id, int limit, const QDBusMessage& call);
+  void Limit(const QDBusMessage& call);
+  bool Headless() const { return actions_.headless(); }
   void Quit();
 
  private:
+  // Replies with the reason that `act` returns.
+  void ReplyAfter(std::function<std::string()> act, const QDBusMessage& call);
   void Change(const std::function<std::string(const std::string&)>& change, const QString& id,
               const QDBusMessage& call);
 
@@ -86,11 +102,21 @@ class DownloadsAdaptor final : public QDBusAbstractAdaptor {
  public Q_SLOTS:
   QList<pellora::DownloadRow> List() const;
   QList<pellora::DetailRow> Details() const;
-  // The request has the key "url". The reply has the key "id", or "reason" if the URL was refused.
+  // The request has the key "url", and may have the others of BusTypes.h. The reply has the key "id", or "reason" if
+  // it was refused; nothing is asked.
   QVariantMap Add(const QVariantMap& request, const QDBusMessage& call);
   // By id. The reply is empty, or has the key "reason".
   QVariantMap Pause(const QString& id, const QDBusMessage& call);
+  QVariantMap PauseAll(const QDBusMessage& call);
+  QVariantMap Resume(const QString& id, const QDBusMessage& call);
   QVariantMap Remove(const QString& id, const QDBusMessage& call);
+  // That of a download, or the main window if the id is empty.
+  QVariantMap ShowWindow(const QString& id, const QVariantMap& platform_data, const QDBusMessage& call);
+  // KiB/s; 0: none. Of all downloads together if the id is empty.
+  QVariantMap SetLimit(const QString& id, int limit, const QDBusMessage& call);
+  // The reply has the key "limit": that of all downloads together.
+  QVariantMap Limit(const QDBusMessage& call);
+  bool Headless() const { return service_->Headless(); }  // True: it shows no windows
   // Pauses all downloads, saves the list and ends the program without a question.
   void Quit();
 
@@ -127,6 +153,9 @@ class BusWatch final : public QObject {
 
 // Whether a running copy of the program is on the bus.
 bool RunningCopyFound(const QDBusConnection& bus);
+
+// Whether the running copy shows no windows.
+bool RunningCopyIsHeadless(const QDBusConnection& bus);
 
 // Shows the window of the running copy. False if there is none on the bus.
 bool RaiseRunningCopy(const QDBusConnection& bus);

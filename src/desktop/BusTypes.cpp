@@ -38,6 +38,7 @@ QDBusArgument& operator<<(QDBusArgument& argument, const DetailRow& detail) {
   if (row.silentSeconds) more.insert(kSilentKey, *row.silentSeconds);
   if (row.bytesPerSecond) more.insert(kSpeedKey, *row.bytesPerSecond);
   if (!row.reason.isEmpty()) more.insert(kReasonKey, row.reason);
+  if (row.limit > 0) more.insert(kLimitKey, row.limit);
   argument.beginStructure();
   argument << row.id << row.index << row.name << row.url << row.state << qlonglong{row.received} << qlonglong{row.size}
            << row.percent << row.savedPath << more;
@@ -57,6 +58,7 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, DetailRow& detail
   row.received = received;
   row.size = size;
   row.reason = more.value(kReasonKey).toString();
+  row.limit = more.value(kLimitKey).toInt();
   if (more.contains(kSpeedKey)) row.bytesPerSecond = more.value(kSpeedKey).toDouble();
   if (more.contains(kSilentKey)) row.silentSeconds = more.value(kSilentKey).toUInt();
   return argument;

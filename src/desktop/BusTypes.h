@@ -18,13 +18,26 @@ inline constexpr const char* kApplicationInterface = "org.freedesktop.Applicatio
 // The action of the application interface that starts all waiting downloads.
 inline constexpr const char* kResumeAllAction = "resume-all";
 
-// Keys of the requests and replies of the downloads interface.
+// Keys of the requests and replies of the downloads interface. All values of Add are texts but those with another type.
 inline constexpr const char* kUrlKey = "url";
+inline constexpr const char* kFolderKey = "folder";  // of the file, absolute
+inline constexpr const char* kNameKey = "name";      // of the file
+inline constexpr const char* kUserKey = "user";
+inline constexpr const char* kPasswordKey = "password";
+inline constexpr const char* kChecksumKey = "checksum";    // ParseChecksum
+inline constexpr const char* kReferrerKey = "referrer";    // address of the page
+inline constexpr const char* kCookiesKey = "cookies";      // "name=value; name=value"
+inline constexpr const char* kLimitKey = "limit";          // int, KiB/s; 0: none
+inline constexpr const char* kLaterKey = "later";          // bool: it is not started
+inline constexpr const char* kAtKey = "at";                // "YYYY-MM-DD HH:MM": not before then
+inline constexpr const char* kDuplicateKey = "duplicate";  // bool: a listed download of this address begins anew
+inline constexpr const char* kQuietKey = "quiet";          // bool: no window opens
 inline constexpr const char* kIdKey = "id";
-inline constexpr const char* kReasonKey =
-    "reason";  // why nothing was done, or why a download does not go on, in one sentence
+// Why nothing was done, or why a download does not go on, in one sentence.
+inline constexpr const char* kReasonKey = "reason";
 inline constexpr const char* kSilentKey = "silent";
 inline constexpr const char* kSpeedKey = "speed";
+inline constexpr const char* kTokenKey = "activation-token";  // of the user's action, for the desktop
 
 // One record of the list, (isssiids) on the bus, where bytes are held at the largest 32-bit value.
 struct DownloadRow {
@@ -37,10 +50,11 @@ struct DownloadRow {
   double percent = 0;
   QString savedPath;  // empty until finished
   // In a DetailRow only:
-  QString id;                              // unique to this record while the program runs
+  QString id;                              // of this download for good
   std::optional<uint> silentSeconds;       // since the last byte; nullopt unless active
   std::optional<double> bytesPerSecond{};  // over the last seconds; nullopt unless the web engine is fetching it
   QString reason{};                        // why it was stopped, waits or cannot be started, in one sentence
+  int limit = 0;                           // KiB/s; 0: none
 };
 
 // A record in full, (sisssxxdsa{sv}) on the bus: id, index, name, URL, state, received, size, percent, path, and a map

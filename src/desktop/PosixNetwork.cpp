@@ -7,6 +7,7 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -92,6 +93,8 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
     reading_ = reading;
     if (readable_) readable_->setEnabled(reading);
   }
+
+  void ReadAtMost(std::size_t bytes) { most_ = bytes; }
 
  private:
   SocketNotifier Watch(QSocketNotifier::Type type, void (Link::*handler)()) {
@@ -195,9 +198,10 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
   void Readable() {
     const auto hold = shared_from_this();
     std::vector<char>& buffer = network_.buffer_;
+    const std::size_t most = most_ == 0 ? buffer.size() : std::min(most_, buffer.size());
     ssize_t count = 0;
     do {
-      count = recv(fd_, buffer.data(), buffer.size(), 0);
+      count = recv(fd_, buffer.data(), most, 0);
     } while (count < 0 && errno == EINTR);
     if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
     ConnectionEvents* const events = events_;
@@ -256,6 +260,7 @@ class PosixNetwork::Link : public std::enable_shared_from_this<Link> {
   std::unique_ptr<Alarm> connectTimer_;
   std::string outgoing_;
   bool reading_ = true;
+  std::size_t most_ = 0;  // bytes of a block; 0: as many as there is memory for
   bool connected_ = false;
   bool gone_ = false;  // nothing more can be sent
 };
@@ -267,6 +272,7 @@ class PosixNetwork::Handle final : public Connection {
   void Send(std::string_view bytes) override { link_->Send(bytes); }
   void Close() override { link_->Close(); }
   void SetReading(bool reading) override { link_->SetReading(reading); }
+  void ReadAtMost(std::size_t bytes) override { link_->ReadAtMost(bytes); }
 
  private:
   std::shared_ptr<Link> link_;

@@ -7,9 +7,12 @@
 #include <QDir>
 #include <QSessionManager>
 #include <QStandardPaths>
+#include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "app/App.h"
@@ -18,15 +21,19 @@
 #include "core/Version.h"
 #include "desktop/BrowserManifests.h"
 #include "desktop/BusService.h"
+#include "desktop/DesktopInhibit.h"
 #include "desktop/DesktopMachine.h"
 #include "desktop/DesktopShell.h"
 #include "desktop/DisplayText.h"
 #include "desktop/EndSignals.h"
 #include "desktop/FileWorker.h"
+#include "desktop/HeadlessDialogs.h"
 #include "desktop/IniSettings.h"
 #include "desktop/LibarchiveUnzip.h"
 #include "desktop/LocaleFormats.h"
 #include "desktop/NewFetcher.h"
+#include "desktop/NoTray.h"
+#include "desktop/OpenSslDigests.h"
 #include "desktop/PosixDownloadFiles.h"
 #include "desktop/PosixFiles.h"
 #include "desktop/PosixFolders.h"
@@ -36,6 +43,7 @@
 #include "desktop/QtClipboard.h"
 #include "desktop/QtEventLoop.h"
 #include "desktop/Registration.h"
+#include "desktop/SecretService.h"
 #include "desktop/SingleInstance.h"
 #include "desktop/Spawn.h"
 #include "desktop/SystemClock.h"
@@ -51,6 +59,9 @@ namespace {
 
 // The ports of the desktop; each may use those above it.
 struct Desktop {
+  explicit Desktop(bool isHeadless) : headless{isHeadless} {}
+
+  bool headless = false;
   EventGate gate;
   QtEventLoop events{gate};
   SystemClock clock;
@@ -58,6 +69,7 @@ struct Desktop {
   // Never destroyed: when the program ends, a file operation in the background may still be using it.
   PosixFiles& files = *new PosixFiles;
   PosixDownloadFiles& downloadFiles = *new PosixDownloadFiles;
+  OpenSslDigests digests;  // before the fetcher
   std::unique_ptr<Fetcher> fetcher = NewFetcher(gate, events);
   FileWorker background{gate};
   PosixFolders folders;
@@ -65,29 +77,59 @@ struct Desktop {
   IniSettings settings{IniSettings::DefaultFolder()};
   QtClipboard clipboard;
   QtDialogs dialogs{gate};
+  HeadlessDialogs noDialogs{events};
   DesktopShell shell;
   DesktopMachine machine{network};
   LocaleFormats locale;
   QtWindowSystem windows{gate};
   XdgAutoStart autoStart{machine.ProgramFolder() + "/Pellora",
                          QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
-  QtTray tray{windows, gate};
+  NoTray noTray;
+  const std::unique_ptr<Tray> tray = headless ? nullptr : std::make_unique<QtTray>(windows, gate);
   BrowserManifests browsers{machine.ProgramFolder(), QDir::homePath().toStdString(),
                             QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
   PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
+  DesktopInhibit inhibit;
   TaskLoop tasks{gate, events};
-  Platform platform{
-      gate,      events,     tasks,      clock,     network,  files,         settings,
-      clipboard, dialogs,    shell,      machine,   locale,   tray,          windows,
-      media,     background, &autoStart, &browsers, &folders, fetcher.get(), fetcher ? &downloadFiles : nullptr,
-      &unzip};
+  Platform platform{gate,
+                    events,
+                    tasks,
+                    clock,
+                    network,
+                    files,
+                    settings,
+                    clipboard,
+                    headless ? static_cast<Dialogs&>(noDialogs) : dialogs,
+                    shell,
+                    machine,
+                    locale,
+                    tray ? *tray : noTray,
+                    windows,
+                    media,
+                    background,
+                    &autoStart,
+                    &browsers,
+                    &folders,
+                    fetcher.get(),
+                    fetcher ? &downloadFiles : nullptr,
+                    &unzip,
+                    &digests};
 };
 
+constexpr int kTextAskKeepTimedOut = 523;
 constexpr int kTextYes = 406;
 constexpr int kTextNo = 407;
 constexpr int kTextOk = 635;
 
 bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }
+
+// On request, or if the bus has started the program where there is no display.
+bool RunsHeadless(int argc, char** argv) {
+  const auto isOption = [](const char* argument) { return std::string_view(argument) == "--headless"; };
+  if (std::any_of(argv, argv + argc, isOption)) return true;
+  constexpr std::array kDisplays{"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"};
+  return StartedByBus() && std::all_of(kDisplays.begin(), kDisplays.end(), qEnvironmentVariableIsEmpty);
+}
 
 // Empty if the runtime folder cannot be trusted; the lock beside the list must do then.
 std::string RuntimeFolderIfSafe() {
@@ -98,16 +140,23 @@ std::string RuntimeFolderIfSafe() {
 
 // A second start says so, raises the first copy and ends. It shows nothing if the first copy cannot be reached, or if
 // the bus started it and no user is waiting.
-int RunSecondCopy() {
+int RunSecondCopy(bool headless) {
   if (StartedByBus()) return 0;
-  if (!RunningCopyFound(QDBusConnection::sessionBus())) {
+  const QDBusConnection bus = QDBusConnection::sessionBus();
+  if (!RunningCopyFound(bus)) {
     std::fputs("Pellora: runs already, but not on this session bus\n", stderr);
     return 0;
   }
-  Desktop desktop;
-  desktop.events.Post([&] {
-    desktop.dialogs.Ask({"found", kProgramName, kOkOnly}, [&](int) {
-      RaiseRunningCopy(QDBusConnection::sessionBus());
+  if (headless) {
+    std::fputs("Pellora: runs already\n", stderr);
+    return 0;
+  }
+  Desktop desktop(headless);
+  const char* const text =
+      RunningCopyIsHeadless(bus) ? "Pellora runs already, without windows. \"pelloractl quit\" ends it." : "found";
+  desktop.events.Post([&desktop, &bus, text] {
+    desktop.dialogs.Ask({text, kProgramName, kOkOnly}, [&](int) {
+      RaiseRunningCopy(bus);
       desktop.machine.End(0);
     });
   });
@@ -119,7 +168,7 @@ QList<DownloadRow> Rows(const App& app) {
   for (const DownloadInfo& info : app.List()) {
     rows.append({info.index, WholeText(info.name), WholeText(info.url), WholeText(info.state), info.received, info.size,
                  info.percent, WholeText(info.savedPath), WholeText(info.id), info.silentSeconds, info.bytesPerSecond,
-                 WholeText(info.reason)});
+                 WholeText(info.reason), info.limit});
   }
   return rows;
 }
@@ -134,21 +183,40 @@ BusActions BusActionsOf(App& app) {
   actions.show = [&app] { app.ShowMainWindow(); };
   actions.resumeAll = [&app] { app.ResumeAll(); };
   actions.list = [&app] { return Rows(app); };
-  actions.add = [&app](std::string url, const BusActions::Added& added) {
-    app.Add(std::move(url), [added](const AddAnswer& answer) { added(answer.id, answer.reason); });
+  actions.add = [&app](ScriptedAdd wanted, const BusActions::Added& added) {
+    app.Add(std::move(wanted), [added](const AddAnswer& answer) { added(answer.id, answer.reason); });
   };
   actions.pause = [&app](const std::string& id) { return app.Pause(id); };
+  actions.pauseAll = [&app] { return app.PauseAll(); };
+  actions.resume = [&app](const std::string& id) { return app.Resume(id); };
   actions.remove = [&app](const std::string& id) { return app.Remove(id); };
+  actions.showWindow = [&app](const std::string& id) { return app.ShowWindow(id); };
+  actions.setLimit = [&app](const std::string& id, std::int32_t limit) { return app.SetLimit(id, limit); };
+  actions.limit = [&app] { return app.Limit(); };
+  actions.headless = [&app] { return app.program().headless; };
   actions.quit = [&app] { app.SaveAndQuit(); };
   return actions;
 }
 
-int RunProgram(QApplication& application) {
-  Desktop desktop;
+// Without a display nobody would see what the password store asks.
+bool CanPrompt() {
+  const QString name = QGuiApplication::platformName();
+  return name != QLatin1String("offscreen") && name != QLatin1String("minimal");
+}
+
+int RunProgram(QApplication& application, bool headless) {
+  Desktop desktop(headless);
   const std::string program = desktop.machine.ProgramFolder() + "/Pellora";
   RegisterProgram(program, QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString());
 
+  SecretService secrets(desktop.gate, QDBusConnection::sessionBus(), CanPrompt());
+  desktop.platform.secrets = &secrets;
+  desktop.platform.inhibit = &desktop.inhibit;
   App app(desktop.platform);
+  if (headless) app.SetHeadless();
+  // The one question whose No loses something.
+  desktop.noDialogs.SetYes(
+      [&app](const std::string& text) { return text == app.program().Text(kTextAskKeepTimedOut); });
   desktop.dialogs.SetAnswerTexts([&app](int answer) {
     return app.program().Text(answer == kAnswerYes ? kTextYes : answer == kAnswerNo ? kTextNo : kTextOk);
   });
@@ -189,6 +257,8 @@ int main(int argc, char** argv) {
   // started from here.
   const bool chosen = qEnvironmentVariableIsSet("QT_NO_GLIB");
   qputenv("QT_NO_GLIB", "1");
+  const bool headless = pellora::RunsHeadless(argc, argv);
+  if (headless) qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication application(argc, argv);
   if (!chosen) qunsetenv("QT_NO_GLIB");
   QApplication::setApplicationName("Pellora");
@@ -198,7 +268,7 @@ int main(int argc, char** argv) {
   QApplication::setWindowIcon(pellora::ProgramIcon(64));
 
   const pellora::SingleInstance lock(pellora::RuntimeFolderIfSafe(), pellora::DesktopMachine::FolderOfThisProgram());
-  if (lock.AnotherRuns()) return pellora::RunSecondCopy();
+  if (lock.AnotherRuns()) return pellora::RunSecondCopy(headless);
   pellora::RaiseOpenFileLimit();
-  return pellora::RunProgram(application);
+  return pellora::RunProgram(application, headless);
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace pellora {
 
@@ -28,6 +29,18 @@ std::vector<Range> IntervalSet::Add(Range range) {
   }
   ranges_.insert(ranges_.erase(first, last), range);
   return added;
+}
+
+void IntervalSet::Remove(Range range) {
+  if (range.end <= range.begin) return;
+  std::vector<Range> kept;
+  for (const Range& held : ranges_) {
+    const Range before{held.begin, std::min(held.end, range.begin)};
+    const Range after{std::max(held.begin, range.end), held.end};
+    if (before.Length() > 0) kept.push_back(before);
+    if (after.Length() > 0) kept.push_back(after);
+  }
+  ranges_ = std::move(kept);
 }
 
 void IntervalSet::CutTo(std::int64_t length) {

@@ -24,6 +24,7 @@ class IntervalSet {
 
   // Returns the parts of `range` that were not in the set. An empty range adds nothing.
   std::vector<Range> Add(Range range);
+  void Remove(Range range);
   // Drops all bytes from `length` on.
   void CutTo(std::int64_t length);
 

@@ -18,6 +18,14 @@ bool HasPart(const Files& files, const JournalEntry& entry) {
          (!entry.oldPartPath.empty() && files.Exists(entry.oldPartPath));
 }
 
+std::set<std::uint64_t> IdsOfDeleted(const std::vector<JournalEntry>& entries) {
+  std::set<std::uint64_t> ids;
+  for (const JournalEntry& entry : entries) {
+    if (entry.state == JournalState::Gone && entry.id != 0) ids.insert(entry.id);
+  }
+  return ids;
+}
+
 }  // namespace
 
 // Used by works alone, which run one at a time.
@@ -62,7 +70,10 @@ void Journal::Open() {
   nextId_ = reading.nextId;
   damaged_ = reading.badLines > 0;
   std::vector<JournalEntry> kept;
+  const std::set<std::uint64_t> deleted = IdsOfDeleted(reading.entries);
   for (JournalEntry& entry : reading.entries) {
+    // Its address was being changed when the download was deleted.
+    if (entry.state != JournalState::Gone && deleted.contains(entry.id)) continue;
     if (entry.state == JournalState::Gone) {
       // Its line stays until its part file is gone too.
       if (!HasPart(platform_.files, entry)) continue;
@@ -96,8 +107,10 @@ std::vector<JournalEntry> Journal::Entries() const {
 
 std::set<std::string> Journal::ClaimedPaths(const JournalKey& own) const {
   std::set<std::string> paths;
+  const JournalEntry* const mine = Find(own);
   for (const auto& [key, entry] : entries_) {
-    if (!(key == own) && entry.state != JournalState::Finished && !entry.path.empty()) paths.insert(entry.path);
+    const bool isOwn = key == own || (mine != nullptr && entry.id == mine->id);
+    if (!isOwn && entry.state != JournalState::Finished && !entry.path.empty()) paths.insert(entry.path);
   }
   return paths;
 }
@@ -117,6 +130,14 @@ void Journal::Remove(const JournalKey& key, Done done) {
   entries_.erase(at);
   gone.state = JournalState::Gone;
   Append(JournalLine(gone), std::move(done));
+}
+
+void Journal::Drop(const JournalKey& key) {
+  if (entries_.erase(key) == 0) return;
+  JournalEntry dropped;
+  dropped.key = key;
+  dropped.state = JournalState::Gone;
+  Append(JournalLine(dropped), {});
 }
 
 void Journal::Append(std::string line, Done done) {

@@ -42,6 +42,8 @@ class Journal {
   void Put(const JournalEntry& entry, Done done = {});
   // Writes that the download is gone, and forgets it.
   void Remove(const JournalKey& key, Done done = {});
+  // Forgets an entry whose download, if there is one, has another entry now. Its part file stays.
+  void Drop(const JournalKey& key);
 
  private:
   struct Store;

@@ -122,8 +122,39 @@ bool TakeRanges(IntervalSet& held, std::string_view text) {
   return true;
 }
 
-constexpr std::array<std::string_view, 7> kStates = {"paused",   "waiting",  "active", "stopped",
-                                                     "renaming", "finished", "gone"};
+// A line for each mirror: "PRIORITY LOCATION ADDRESS FAULT", "-" for no location.
+std::string MirrorsText(const std::vector<Mirror>& mirrors) {
+  std::string text;
+  for (const Mirror& mirror : mirrors) {
+    text.append(std::to_string(mirror.priority)).append(" ").append(mirror.location.empty() ? "-" : mirror.location);
+    text.append(" ").append(Encoded(WithoutPassword(mirror.url))).append(" ").append(Encoded(mirror.fault)) += '\n';
+  }
+  return text;
+}
+
+std::string_view NextWord(std::string_view& line) {
+  const std::string_view word = line.substr(0, line.find(' '));
+  line.remove_prefix(std::min(word.size() + 1, line.size()));
+  return word;
+}
+
+bool TakeMirrors(std::vector<Mirror>& mirrors, const std::string& text) {
+  std::string_view lines = text;
+  while (!lines.empty() && mirrors.size() < kMostMirrors) {
+    std::string_view line = lines.substr(0, lines.find('\n'));
+    lines.remove_prefix(std::min(line.size() + 1, lines.size()));
+    Mirror& mirror = mirrors.emplace_back();
+    if (!Take(mirror.priority, NextWord(line))) return false;
+    mirror.location = NextWord(line);
+    if (mirror.location == "-") mirror.location.clear();
+    mirror.url = WithoutPassword(PercentDecoded(NextWord(line)));
+    mirror.fault = PercentDecoded(NextWord(line));
+  }
+  return lines.empty();
+}
+
+constexpr std::array<std::string_view, 8> kStates = {"paused",   "waiting",  "active", "stopped",
+                                                     "renaming", "finished", "gone",   "listed"};
 
 bool TakeState(JournalState& state, std::string_view text) {
   const auto* const found = std::find(kStates.begin(), kStates.end(), text);
@@ -164,6 +195,7 @@ constexpr std::array kFields = {
           [](E& e, Text t) { return TakeState(e.state, t); }},
     Field{"reason", [](const E& e) { return Encoded(e.reason); }, [](E& e, Text t) { return TakeText(e.reason, t); }},
     Field{"path", [](const E& e) { return Encoded(e.path); }, [](E& e, Text t) { return TakePath(e.path, t); }},
+    Field{"folder", [](const E& e) { return Encoded(e.folder); }, [](E& e, Text t) { return TakePath(e.folder, t); }},
     Field{"part", [](const E& e) { return Encoded(e.partPath); }, [](E& e, Text t) { return TakePath(e.partPath, t); }},
     Field{"partid", [](const E& e) { return When(!e.partPath.empty(), IdentityText(e.part)); },
           [](E& e, Text t) { return TakeIdentity(e.part, t); }},
@@ -195,8 +227,22 @@ constexpr std::array kFields = {
             e.referrer = WithoutPassword(PercentDecoded(t));
             return true;
           }},
+    Field{"unsafe", [](const E& e) { return Flag(!e.hashesAreSafe); },
+          [](E& e, Text t) {
+            e.hashesAreSafe = false;
+            return t == "1";
+          }},
+    Field{"size", [](const E& e) { return Known(e.size); }, [](E& e, Text t) { return Take(e.size, t); }},
+    Field{"mirrors", [](const E& e) { return Encoded(MirrorsText(e.mirrors)); },
+          [](E& e, Text t) { return TakeMirrors(e.mirrors, PercentDecoded(t)); }},
+    Field{"from", [](const E& e) { return When(e.factsFrom > 0, std::to_string(e.factsFrom)); },
+          [](E& e, Text t) { return Take(e.factsFrom, t); }},
     Field{"checksum", [](const E& e) { return e.checksum ? ChecksumText(*e.checksum) : std::string(); },
           [](E& e, Text t) { return (e.checksum = ParseChecksum(t)).has_value(); }},
+    Field{"pieces", [](const E& e) { return e.pieces ? PiecesText(*e.pieces) : std::string(); },
+          [](E& e, Text t) { return (e.pieces = ParsePieces(t)).has_value(); }},
+    Field{"found", [](const E& e) { return e.foundChecksum ? ChecksumText(*e.foundChecksum) : std::string(); },
+          [](E& e, Text t) { return (e.foundChecksum = ParseChecksum(t)).has_value(); }},
     Field{"limit", [](const E& e) { return When(e.speedLimit > 0, std::to_string(e.speedLimit)); },
           [](E& e, Text t) { return Take(e.speedLimit, t); }},
     Field{"startat",

@@ -19,6 +19,8 @@
 #include <vector>
 
 #include "core/Checksum.h"
+#include "core/Mirror.h"
+#include "core/Pieces.h"
 #include "fetch/IntervalSet.h"
 #include "fetch/ReplyCheck.h"
 #include "ports/DownloadFiles.h"
@@ -43,6 +45,9 @@ enum class JournalState : std::uint8_t {
   Renaming,  // from the part file to `path`: `renamed` is what the file is to be found by
   Finished,
   Gone,  // deleted or reset: part file and record are to go
+  // Nothing but what the user has set for a listed record. The web engine has not begun it, and either engine may; the
+  // entry makes no record, and none the web engine's.
+  Listed,
 };
 
 struct JournalEntry {
@@ -51,6 +56,7 @@ struct JournalEntry {
   JournalState state = JournalState::Paused;
   std::string reason;       // of Stopped, for the user
   std::string path;         // of the finished file; absolute; empty until the first answer
+  std::string folder;       // that the user has named for it; absolute; empty: that of the settings
   std::string partPath;     // absolute; empty while there is none
   FileIdentity part;        // the part file was this one
   FileFacts facts;          // of the first answer
@@ -62,10 +68,16 @@ struct JournalEntry {
   std::string oldPartPath;            // "begin anew": goes once the new file is finished
   FileIdentity oldPart;
   std::string referrer;
-  std::optional<Checksum> checksum;                         // of the whole file, as the user or its source has it
-  std::int64_t speedLimit = 0;                              // bytes per second; 0: none
-  std::optional<double> startAt;                            // begin later: days since 30 December 1899
-  std::optional<std::int64_t> queuePlace;                   // lower ones start first
+  std::optional<Checksum> checksum;        // of the whole file, as the user or its source has it
+  std::optional<PieceHashes> pieces;       // of the file
+  std::optional<Checksum> foundChecksum;   // of the whole file, as the replies or a list beside it say
+  std::int64_t speedLimit = 0;             // bytes per second; 0: none
+  std::optional<double> startAt;           // begin later: days since 30 December 1899
+  std::optional<std::int64_t> queuePlace;  // lower ones start first
+  bool hashesAreSafe = true;               // as in WebAdd
+  std::int64_t size = -1;                  // that the file is to have; -1: not known
+  std::vector<Mirror> mirrors;
+  std::uint64_t factsFrom = 0;  // the facts are those of the address, 0, or a mirror, from 1
   std::vector<std::pair<std::string, std::string>> others;  // of a later version: names and encoded values
 
   bool operator==(const JournalEntry&) const = default;
@@ -80,7 +92,8 @@ std::string WholeJournal(std::span<const JournalEntry> entries, std::uint64_t ne
 
 struct JournalReading {
   // One for each key, as its last good line has it, in the order of the first ones; those that are Gone too. Two of the
-  // same id are one download whose address was being changed: the list says which of them it is.
+  // same id are one download whose address was being changed: the list says which of them it is. The former address of
+  // one that was changed is Gone with the id 0.
   std::vector<JournalEntry> entries;
   std::uint64_t nextId = 1;  // above every id that was read
   std::size_t badLines = 0;  // whole lines that count for nothing

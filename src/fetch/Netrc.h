@@ -11,15 +11,13 @@
 #include <string>
 #include <string_view>
 
+#include "ports/Login.h"
+
 namespace pellora {
 
 struct Platform;
 
-struct NetrcLogin {
-  std::string user;
-  std::string password;
-  bool operator==(const NetrcLogin&) const = default;
-};
+using NetrcLogin = Login;
 
 // The login for this host: that of the first fitting machine, else of the default. With `user`, the first entry for
 // this user. Empty if there is none. A login with a control character is none.

@@ -23,6 +23,20 @@ bool HasBytes(DownloadFile& file, std::int64_t offset, std::string_view bytes) {
   return std::string_view(read.data(), count) == bytes;
 }
 
+PartFile::Result AddBytes(DownloadFile& file, const Range& range, const PartFile::Sums& sums) {
+  constexpr std::int64_t kBuffer = std::int64_t{256} << 10;
+  std::vector<char> buffer(static_cast<std::size_t>(std::min(range.Length(), kBuffer)));
+  for (std::int64_t at = range.begin; at < range.end; at += kBuffer) {
+    const auto wanted = static_cast<std::size_t>(std::min(range.end - at, kBuffer));
+    const std::size_t count = file.ReadAt(static_cast<std::uint64_t>(at), std::span<char>(buffer.data(), wanted));
+    if (count != wanted) return PartFile::Result::Replaced;
+    for (const auto& sum : sums) {
+      if (sum) sum->Add({buffer.data(), count});
+    }
+  }
+  return PartFile::Result::Good;
+}
+
 }  // namespace
 
 PartFile::PartFile(const Platform& platform, std::string path, std::shared_ptr<DownloadFile> file,
@@ -61,6 +75,10 @@ void PartFile::Put(std::unique_ptr<FetchBlock> block, std::int64_t offset, std::
       },
       // The last to hold the block: it is freed here.
       [shared, done = std::move(done)](Result result, const std::string& reason) { done(result, reason); });
+}
+
+void PartFile::Hash(Range range, std::shared_ptr<const Sums> sums, Done done) {
+  Run([file = file_, range, sums = std::move(sums)] { return AddBytes(*file, range, *sums); }, std::move(done));
 }
 
 void PartFile::Flush(std::int64_t length, bool exactly, Done done) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "fetch/IntervalSet.h"
+#include "ports/Digest.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Fetcher.h"
 #include "ports/Platform.h"
@@ -25,8 +26,9 @@ class PartFile {
     Good,
     Differs,   // of Put: what was to be compared is not the same, and nothing was written
     Failed,    // with a reason; it is not known what of the call was done
-    Replaced,  // of Flush: the path leads to no file, to another, or to one that was cut
+    Replaced,  // of Flush and Hash: the path leads to no file, to another, or to one that was cut
   };
+  using Sums = std::vector<std::unique_ptr<Digest>>;
   using Done = std::function<void(Result result, const std::string& reason)>;
 
   // `file` is what `path` led to when it was opened.
@@ -42,6 +44,9 @@ class PartFile {
   // Compares `held` ranges of the block, which begins at `offset`, with the file, then writes the `needed` ones.
   void Put(std::unique_ptr<FetchBlock> block, std::int64_t offset, std::vector<Range> held, std::vector<Range> needed,
            Done done);
+  // Adds the bytes of `range` to each of `sums`, which nothing else uses until `done`. Replaced if the file ends
+  // before. Ranges are best short: other work waits meanwhile.
+  void Hash(Range range, std::shared_ptr<const Sums> sums, Done done);
   // Makes sure that everything put before is on the disk, that the path still leads to this file, and that it is at
   // least `length` long. Longer ones are cut if `exactly`.
   void Flush(std::int64_t length, bool exactly, Done done);

@@ -78,7 +78,8 @@ void WebEngine::WriteFigures() {
   figures.bytesPerSecond = std::max(0.0, rate);
   figures.reason = figures.standing == WebStanding::Stopped ? entry_.reason
                    : state_ == FetchState::Holding          ? announced_
-                                                            : note_;
+                   : !check_.empty()                        ? check_
+                                                            : Notes();
   record.Received = HeldToInt32(figures.received);
   record.FileSize = HeldToInt32(std::max<std::int64_t>(0, figures.size));
   record.ElapsedSeconds = static_cast<float>(elapsed_);

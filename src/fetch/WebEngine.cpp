@@ -6,6 +6,7 @@
 #include "core/DateTexts.h"
 #include "core/Queue.h"
 #include "core/RecordLife.h"
+#include "core/SpeedLimits.h"
 #include "fetch/WebWords.h"
 #include "ports/Locale.h"
 #include "ports/Network.h"
@@ -26,7 +27,7 @@ constexpr int kSpareLanes = 1;                 // relieve a slow one
 WebEngine::WebEngine(Program& program, std::shared_ptr<WebServices> services)
     : program_(program),
       services_(std::move(services)),
-      requests_(program, services_->keys),
+      requests_(program, services_->keys, services_->logins),
       pulse_(program.platform, kPulse),
       backOff_(services_->NextSeed()) {
   pulse_.OnTimer = [this] { Pulse(); };
@@ -38,6 +39,7 @@ void WebEngine::Begin(const Slot& slot, EngineView& view) {
   slot_ = slot;
   view_ = &view;
   elapsed_ = Record().ElapsedSeconds;
+  speed_ = program_.speed->ShareOf(slot.Index());
   entry_.key = JournalKeyOf(Record().URL, Record().DateAdded);
   const JournalEntry* const known = services_->journal.Find(entry_.key);
   if (known == nullptr) {
@@ -78,6 +80,7 @@ bool WebEngine::Fetching() const {
 Task<> WebEngine::InitConnection() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
+  requests_.ForgetRefusals();
   Start();
   co_await program_.platform.tasks.Yield();
   if (!StillCurrent()) co_return;
@@ -91,16 +94,22 @@ Task<> WebEngine::InitConnection() {
 Task<> WebEngine::ResumeDownload() {
   const auto hold = Hold();
   if (!StillCurrent() || Record().Finished) co_return;
+  if (state_ == FetchState::Asking && asksForLogin_) Take(FetchEvent::Pause);
   co_await InitConnection();
   if (StillCurrent()) program_.lists->RefreshRows(kAllRows, kForced);
 }
 
-void WebEngine::Start() {
+void WebEngine::Start(Sense sense) {
   DownloadRecord& record = Record();
-  if (record.Finished || Fetching() || state_ == FetchState::Finishing || state_ == FetchState::Asking) return;
+  if (record.Finished || Fetching() || state_ == FetchState::Finishing) return;
+  const AddressReading* const fresh = NewAddress();
+  if (state_ == FetchState::Asking) {
+    if (fresh == nullptr) return;
+    Take(FetchEvent::AnswerNo);  // the question was about the former address
+  }
   ++run_;
   // A download that waited for a place keeps its count of failures.
-  if (state_ != FetchState::Waiting) {
+  if (state_ != FetchState::Waiting && sense == Sense::AsWished) {
     rounds_ = {};
     backOff_.Restart();
   }
@@ -110,33 +119,48 @@ void WebEngine::Start() {
   record.Queued = 0;  // resumed in its window
   record.ConnectState = kConnectTried;
   TheFigures().standing = WebStanding::Active;
+  TheFigures().notBefore = 0;
+  entry_.startAt.reset();
   entry_.reason.clear();
   ShowCommand3(Command3Means::Pause);
   oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = renaming_ = false;
-  proven_ = false;
   statedTotal_ = -1;
-  peer_.clear();
+  checked_.clear();
   lastByte_ = lastPulse_ = lastClaim_ = Now();
   meter_.Start(lastByte_);
+  speedLanes_ = speed_->MostLanes();
   pulse_.SetEnabled(true);
   Announce(Say(WebText::Connecting));
   if (!services_->journal.Readable()) return StopWithoutJournal();
-  const std::optional<WebAddress> address = ParseWebAddress(record.URL);
+  const std::optional<WebAddress> address = ParseWebAddress(fresh != nullptr ? fresh->listed : record.URL);
   if (!address) return Rest(FetchEvent::GivenUp, Say(WebText::Unsupported));
   given_ = *address;
-  if (!record.UserName.empty()) given_.user = record.UserName;
-  if (!record.Password.empty()) given_.password = record.Password;
-  current_ = given_;
+  if (fresh != nullptr) {
+    UseNewAddress(*fresh);
+  } else {
+    UseListedLogin();
+  }
+  if (sense == Sense::AsWished) BeginSources();
   requests_.Begin(given_);
   if (CookiesAreGone() && !factsKnown_) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));
-  if (const auto handed = services_->cookies.find(entry_.key); handed != services_->cookies.end()) {
-    requests_.TakeHanded(handed->second);
-  }
+  const auto handed = services_->cookies.find(entry_.key);
+  if (handed != services_->cookies.end() && SharesSecretsOfListed()) requests_.TakeHanded(handed->second);
   if (part_ || creating_ || entry_.partPath.empty()) {
     Open();
   } else {
     program_.platform.tasks.Spawn(AdoptPart(run_));
   }
+}
+
+// That of the record's address, or that came with its add.
+void WebEngine::UseListedLogin() {
+  const DownloadRecord& record = Record();
+  if (!record.UserName.empty()) given_.user = record.UserName;
+  if (!record.Password.empty()) given_.password = record.Password;
+  const auto added = services_->addedLogins.find(entry_.key);
+  if (added == services_->addedLogins.end()) return;
+  given_.user = added->second.user;
+  given_.password = added->second.password;
 }
 
 void WebEngine::StopWithoutJournal() {
@@ -146,7 +170,9 @@ void WebEngine::StopWithoutJournal() {
 }
 
 // Without them the server may send something else under this address.
-bool WebEngine::CookiesAreGone() const { return entry_.hadCookies && !services_->cookies.contains(entry_.key); }
+bool WebEngine::CookiesAreGone() const {
+  return entry_.hadCookies && NewAddress() == nullptr && !services_->cookies.contains(entry_.key);
+}
 
 bool WebEngine::HasPlace() const { return !Queue(program_).IsFull(program_.settings.MaxSimulDownlads); }
 
@@ -180,6 +206,7 @@ void WebEngine::ContinueOrQueue() {
 
 void WebEngine::EndRun() {
   ++run_;
+  seeksLogin_ = asksForLogin_ = false;
   pulse_.SetEnabled(false);
   for (const auto& lane : lanes_) {
     lane->Close();
@@ -188,6 +215,8 @@ void WebEngine::EndRun() {
   plan_.reset();
   early_.clear();
   earlyEnd_.reset();
+  seek_.reset();
+  check_.clear();
 }
 
 void WebEngine::PauseDownload() {
@@ -196,7 +225,9 @@ void WebEngine::PauseDownload() {
   Rest(FetchEvent::Pause, {});
 }
 
-void WebEngine::Rest(FetchEvent event, const std::string& reason) {
+void WebEngine::Rest(FetchEvent event, const std::string& given) {
+  const bool fails = event != FetchEvent::Pause && event != FetchEvent::Question;
+  const std::string reason = fails && NewAddress() != nullptr ? KeepFormerAddress(given) : given;
   ForgetUncompared();
   Take(event);
   EndRun();
@@ -257,7 +288,7 @@ void WebEngine::CheckLanes(std::int64_t now) {
   const bool starved = program_.platform.fetcher->Starved();
   for (std::size_t i = 0; i < lanes_.size() && (state_ == FetchState::Opening || state_ == FetchState::Running); ++i) {
     WebLane& lane = *lanes_[i];
-    if (starved) lane.Sign(now);
+    if (starved || lane.HeldUp()) lane.Sign(now);
     if (lane.Overdue(now)) {
       LaneLost(lane, Say(WebText::Silent, {lane.address.host}), RoundCause::Failure);
     } else if (lane.state == LaneState::BackingOff) {
@@ -267,13 +298,14 @@ void WebEngine::CheckLanes(std::int64_t now) {
       } else {
         lane.text = RetryIn(lane.due - now);
       }
-    } else if (lane.state == LaneState::Refused && !oneLane_ && RoomForLanes() > 0) {
+    } else if (lane.state == LaneState::Refused && !oneLane_ && SourceForLane()) {
       lane.Take(LaneEvent::Again);
       OpenLanes();
     } else if (lane.Flows() && plan_) {
       plan_->SetRate(lane.Number(), lane.meter.BytesPerSecond(now));
     }
   }
+  if (state_ == FetchState::Running) FitLanesToSpeed();
   if (state_ == FetchState::Running) RelieveSlowLane();
   if (state_ == FetchState::Running) EndIdleRound();
 }
@@ -282,43 +314,57 @@ void WebEngine::CheckLanes(std::int64_t now) {
 void WebEngine::EndIdleRound() {
   const bool waits = std::any_of(lanes_.begin(), lanes_.end(),
                                  [](const auto& lane) { return lane->Open() || lane->state == LaneState::BackingOff; });
-  if (waits || !part_ || earlyEnd_) return;
-  const std::int64_t wait = services_->hosts.WaitFor(OriginOf(current_), Now());
+  if (waits || !part_ || earlyEnd_ || seeksLogin_) return;
+  const std::int64_t wait = services_->hosts.WaitFor(OriginOf(sources_.Main().current), Now());
   if (wait > 0) lastReason_ = Say(WebText::AskedToWait, {Moment(wait)});
   RoundEnded(wait > 0 ? RoundCause::RetryAfter : RoundCause::Failure,
              wait > 0 ? backOff_.NextAfter(SecondsOf(wait)) : backOff_.Next());
 }
 
+// A limit that was set, lifted or is shared with more downloads now allows another number of lanes. What a closed lane
+// had to fetch goes to the others.
+void WebEngine::FitLanesToSpeed() {
+  const int before = std::exchange(speedLanes_, speed_->MostLanes());
+  for (std::size_t i = lanes_.size(); i > 1 && OpenCount() > speedLanes_; --i) {
+    WebLane& lane = *lanes_[i - 1];
+    if (lane.Open() && !lane.compares && !lane.sample) Release(lane);
+  }
+  if (speedLanes_ > before) OpenLanes();
+}
+
 // A slow lane's rest goes to a new connection; the slow one flows on until that delivers.
 void WebEngine::RelieveSlowLane() {
-  if (!plan_ || oneLane_ || inOrder_ || !part_ || RoomForLanes() == 0) return;
+  const std::optional<int> source = SourceForLane();
+  if (!plan_ || oneLane_ || inOrder_ || !part_ || !source || OpenCount() >= speedLanes_) return;
   const std::optional<int> slow = plan_->SlowLane();
   if (!slow) return;
   for (int number = 0; number < MostLanes() + kSpareLanes; ++number) {
     WebLane& by = LaneOf(number);
     if (by.Open() || by.state != LaneState::Idle) continue;
     const std::optional<Piece> piece = plan_->Relieve(*slow, number);
-    if (piece) BeginPiece(by, {RequestKind::Later, true, piece->range.begin, piece->range.end - 1});
+    if (piece) BeginPiece(by, {RequestKind::Later, true, piece->range.begin, piece->range.end - 1}, *source);
     return;
   }
 }
 
 void WebEngine::OpenFromGiven() {
-  current_ = given_;
-  peer_.clear();
+  sources_.Main().current = sources_.Main().given;
+  sources_.Main().peer.clear();
   Open();
 }
 
 void WebEngine::Open() {
   for (const auto& lane : lanes_) Release(*lane);
-  if (const std::int64_t wait = services_->hosts.WaitFor(OriginOf(current_), Now()); wait > 0) {
+  const int main = sources_.MainNumber();
+  const Source& source = sources_.Main();
+  if (const std::int64_t wait = services_->hosts.WaitFor(OriginOf(source.current), Now()); wait > 0) {
     lastReason_ = Say(WebText::AskedToWait, {Moment(wait)});
     return RoundEnded(RoundCause::RetryAfter, backOff_.NextAfter(SecondsOf(wait)));
   }
   WebLane& first = LaneOf(0);
   if (!factsKnown_) {
     plan_.reset();
-    return BeginPiece(first, {RequestKind::First, !unranged_, 0, -1});
+    return BeginPiece(first, {RequestKind::First, !unranged_, 0, -1}, main);
   }
   heldBefore_ = written_;
   comparedTo_ = 0;
@@ -327,16 +373,17 @@ void WebEngine::Open() {
   if (unranged_) return OpenWhole(first);
   const std::vector<Piece> pieces = plan_->Give(std::vector<int>{0});
   if (pieces.empty()) return OpenWhole(first);
-  AskedFor asked{proven_ ? RequestKind::Later : RequestKind::Resumed, true, pieces.front().range.begin,
+  AskedFor asked{source.proven ? RequestKind::Later : RequestKind::Resumed, true, pieces.front().range.begin,
                  facts_.total < 0 ? -1 : pieces.front().range.end - 1};
-  asked.conditional = !proven_ && !unconditional_ && IsHttp(current_.scheme) && !IfRangeOf(facts_.validator).empty();
-  BeginPiece(first, asked);
+  asked.conditional = !source.proven && !unconditional_ && IsHttp(source.current.scheme) && source.facts &&
+                      !IfRangeOf(source.facts->validator).empty();
+  BeginPiece(first, asked, main);
 }
 
 RangePlan WebEngine::NewPlan() const {
   RangePlan::Shape shape;
   shape.lanes = kMaxLanes + kSpareLanes;
-  shape.openRequests = !IsHttp(current_.scheme);
+  shape.openRequests = !sources_.AllAreHttp() || !IsHttp(sources_.Main().current.scheme);
   return {facts_.total, written_, shape};
 }
 
@@ -346,17 +393,21 @@ void WebEngine::OpenWhole(WebLane& lane) {
   oneLane_ = true;
   heldBefore_ = written_;
   comparedTo_ = 0;
-  BeginPiece(lane, {RequestKind::Resumed, false, 0, -1});
+  BeginPiece(lane, {RequestKind::Resumed, false, 0, -1}, sources_.MainNumber());
 }
 
 void WebEngine::OpenLanes() {
   if (!plan_ || state_ != FetchState::Running || !part_ || (oneLane_ && AnyIsOpen())) return;
   std::vector<int> idle;
-  int room = RoomForLanes();
+  std::vector<int> open = OpenLanesOfSources();
+  std::vector<int> room = RoomOfSources(open);
   for (int number = 0; number < MostLanes(); ++number) {
     WebLane& lane = LaneOf(number);
     if (lane.Open() || lane.state != LaneState::Idle) continue;
-    if (room-- > 0) {
+    if (const std::optional<int> source = sources_.ForLane(open, room, HasHashes())) {
+      lane.source = *source;
+      ++open[static_cast<std::size_t>(*source)];
+      --room[static_cast<std::size_t>(*source)];
       idle.push_back(number);
     } else {
       lane.Take(LaneEvent::OneMore);
@@ -364,8 +415,9 @@ void WebEngine::OpenLanes() {
   }
   for (const Piece& piece : plan_->Give(idle)) {
     if (state_ != FetchState::Running) return;
-    BeginPiece(LaneOf(piece.lane),
-               {RequestKind::Later, true, piece.range.begin, facts_.total < 0 ? -1 : piece.range.end - 1});
+    WebLane& lane = LaneOf(piece.lane);
+    BeginPiece(lane, {RequestKind::Later, true, piece.range.begin, facts_.total < 0 ? -1 : piece.range.end - 1},
+               lane.source);
   }
 }
 
@@ -378,23 +430,22 @@ WebLane& WebEngine::LaneOf(int number) {
 }
 
 int WebEngine::MostLanes() const {
-  return oneLane_ || inOrder_ || facts_.total < 0 ? 1 : std::clamp(program_.settings.MaxSegments, 1, kMaxLanes);
-}
-
-int WebEngine::RoomForLanes() const {
-  const std::string origin = OriginOf(current_);
-  if (services_->hosts.WaitFor(origin, Now()) > 0) return 0;
-  const int room = services_->hosts.Room(origin, Now());
-  return AnyIsOpen() ? room : std::max(room, 1);
+  if (oneLane_ || inOrder_ || facts_.total < 0) return 1;
+  return std::min(std::clamp(program_.settings.MaxSegments, 1, kMaxLanes), speed_->MostLanes());
 }
 
 bool WebEngine::AnyIsOpen() const {
   return std::any_of(lanes_.begin(), lanes_.end(), [](const auto& lane) { return lane->Open(); });
 }
 
+int WebEngine::OpenCount() const {
+  return static_cast<int>(std::count_if(lanes_.begin(), lanes_.end(), [](const auto& lane) { return lane->Open(); }));
+}
+
 bool WebEngine::OthersFlow(const WebLane& lane) const {
-  return std::any_of(lanes_.begin(), lanes_.end(),
-                     [&](const auto& other) { return other.get() != &lane && other->Open() && other->Flows(); });
+  return std::any_of(lanes_.begin(), lanes_.end(), [&](const auto& other) {
+    return other.get() != &lane && other->source == lane.source && other->Open() && other->Flows();
+  });
 }
 
 bool WebEngine::OthersAreOpen(const WebLane& lane) const {
@@ -402,8 +453,15 @@ bool WebEngine::OthersAreOpen(const WebLane& lane) const {
                      [&](const auto& other) { return other.get() != &lane && other->Open(); });
 }
 
-void WebEngine::BeginPiece(WebLane& lane, AskedFor asked) {
-  lane.address = current_;
+bool WebEngine::OthersOfSource(const WebLane& lane) const {
+  return std::any_of(lanes_.begin(), lanes_.end(), [&](const auto& other) {
+    return other.get() != &lane && other->Open() && other->source == lane.source;
+  });
+}
+
+void WebEngine::BeginPiece(WebLane& lane, AskedFor asked, int source) {
+  lane.source = source;
+  lane.address = sources_.At(source).current;
   lane.asks = lane.redirects = 0;
   BeginRequest(lane, asked);
 }
@@ -412,8 +470,12 @@ void WebEngine::BeginRequest(WebLane& lane, AskedFor asked) {
   if (lane.state == LaneState::Idle) lane.Take(LaneEvent::PieceGiven);
   lane.Close();
   FetchRequest request = MakeRequest(lane, asked);
+  lane.login = {request.user, request.password};
+  lane.auth = request.auth;
+  lane.proxy = request.proxy;
   auto connection = std::make_unique<HostMemory::Connection>(services_->hosts, OriginOf(lane.address));
-  lane.Begin(*program_.platform.fetcher, std::move(request), asked, std::move(connection), Now());
+  lane.Begin(*program_.platform.fetcher, std::move(request), asked, std::move(connection),
+             program_.speed->NewLane(*speed_), Now());
   if (view_ != nullptr) view_->ShowLanes(LaneCount());
 }
 
@@ -423,12 +485,13 @@ void WebEngine::AskAgain(WebLane& lane, AskedFor asked) {
   BeginRequest(lane, asked);
 }
 
-// The address's own login goes to its origin; the user's ~/.netrc names others. A default is meant for anonymous FTP,
 FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) const {
-  const std::string ifRange = asked.conditional ? IfRangeOf(facts_.validator) : std::string();
+  const Source& source = SourceOf(lane);
+  const std::string ifRange =
+      asked.conditional ? IfRangeOf(source.facts.value_or(FileFacts()).validator) : std::string();
   FetchRequest request = requests_.Make(lane.address, asked, entry_.referrer, ifRange);
   request.http2 = http2_;
-  if (request.proxy.empty() && lane.address == current_) request.address = peer_;
+  if (request.proxy.empty() && lane.address == source.current) request.address = source.peer;
   return request;
 }
 

@@ -2,9 +2,10 @@
 // file's.
 //
 // The first request is the first range from byte 0; its answer gives size, name and validator, and further lanes open
-// at once. RangePlan divides the file, CheckReply judges each answer, PartFile writes, and the journal says what is on
-// the disk. WebEngine.cpp has its life, WebReplies.cpp what answers and ends mean, WebFile.cpp the part file up to its
-// name, WebDrawing.cpp what is shown.
+// at once. RangePlan divides the file, CheckReply judges each answer, Sources says which server is asked, PartFile
+// writes, and the journal says what is on the disk. WebEngine.cpp has its life, WebReplies.cpp what answers and ends
+// mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file up to its
+// name, WebChecks.cpp its checksums, WebAddressChange.cpp another address for it, WebDrawing.cpp what is shown.
 //
 // Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
 // changes nothing.
@@ -26,8 +27,10 @@
 #include "core/Program.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
+#include "fetch/ListSeek.h"
 #include "fetch/PartFile.h"
 #include "fetch/RangePlan.h"
+#include "fetch/Sources.h"
 #include "fetch/WebLane.h"
 #include "fetch/WebRequests.h"
 #include "fetch/WebServices.h"
@@ -65,8 +68,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   DownloadRecord& Record() { return slot_.Record(); }
   std::int64_t Now() const { return services_->Now(); }
   void Take(FetchEvent event) { state_ = StateAfter(state_, event); }
-  bool Fetching() const;  // Opening, Running or Holding
-  void Start();
+  bool Fetching() const;                               // Opening, Running or Holding
+  enum class Sense : std::uint8_t { AsWished, Anew };  // Anew: what it learned of its sources and failures still counts
+  void Start(Sense sense = Sense::AsWished);
   void StartOrQueue();     // as there is a place or not
   void WaitForPlace();     // in the queue, which resumes it
   void ContinueOrQueue();  // after a wait
@@ -75,10 +79,11 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void EndRun();  // closes all lanes
   bool CookiesAreGone() const;
   // Ends the run and takes the record out of work: paused, without a reason; else stopped, or asking.
-  void Rest(FetchEvent event, const std::string& reason);
+  void Rest(FetchEvent event, const std::string& given);  // the reason, or empty
   void Pulse();
   void CheckLanes(std::int64_t now);
   void RelieveSlowLane();
+  void FitLanesToSpeed();
   void EndIdleRound();
   void Announce(std::string state);  // in the window and the figures
   void AnnounceRetry(std::int64_t wait);
@@ -89,22 +94,34 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void ShowCommand3(Command3Means means);
   WebFigures& TheFigures() { return program_.AddWeb(slot_.Index()); }
 
+  // Another address, given by the user (WebAddressChange.cpp)
+  const AddressReading* NewAddress() const;  // that is to be tried; null if there is none
+  void UseNewAddress(const AddressReading& address);
+  void UseListedLogin();
+  bool SharesSecretsOfListed();  // what belongs to the record's address may go to the one that is used
+  bool NewAddressIsProven() const;
+  void TakeNewAddress();  // if it is proven
+  void NewAddressJournaled(const JournalKey& key, bool written);
+  void MoveTo(const JournalKey& key);
+  std::string KeepFormerAddress(const std::string& reason);  // returns what to say
+
   // Requests
   void Open();                    // the first request of a run, or after a wait
   void OpenFromGiven();           // the same; redirects are followed anew
   void OpenLanes();               // pieces for all lanes that have none
   void OpenWhole(WebLane& lane);  // without Range, comparing what is held
-  void BeginPiece(WebLane& lane, AskedFor asked);
+  void BeginPiece(WebLane& lane, AskedFor asked, int source);
   void BeginRequest(WebLane& lane, AskedFor asked);  // at the lane's address
   void AskForSample(WebLane& lane);
   FetchRequest MakeRequest(const WebLane& lane, const AskedFor& asked) const;
   void AskAgain(WebLane& lane, AskedFor asked);
   WebLane& LaneOf(int number);
   int MostLanes() const;  // that are wanted
-  int RoomForLanes() const;
   bool AnyIsOpen() const;
-  bool OthersFlow(const WebLane& lane) const;
+  int OpenCount() const;
+  bool OthersFlow(const WebLane& lane) const;  // from its source
   bool OthersAreOpen(const WebLane& lane) const;
+  bool OthersOfSource(const WebLane& lane) const;  // are open
   RangePlan NewPlan() const;
 
   // Replies (WebLaneOwner)
@@ -121,13 +138,15 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Range LongestHeld() const;
   bool MayChangeUnseen() const;  // while no lane is open
   void Redirect(WebLane& lane, const ReplyReading& reading);
-  void HasChanged();
+  void HasChanged(const std::string& atNewAddress = {});
   void AskByHttp2(WebLane& lane, const AskedFor& asked);
   void EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& reason);
   void EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason);
   RoundCause CauseOf(FetchEnd end) const;
   void Ask(const std::string& reason, const std::string& question, std::string yes, std::string no,
            std::function<void(bool)> answer);
+  void RestAsking(const std::string& reason, const std::string& question);
+  void ShowQuestion(std::string yes, std::string no, std::function<void(bool)> answer);
   void AskAboutKey(const WebLane& lane, const HostKey& key);
   void BeginAnew();
   void BeginAnewUnasked();  // its rounds count on, and it keeps its place
@@ -135,13 +154,65 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void LaneLost(WebLane& lane, const std::string& reason, RoundCause cause, std::int64_t retryAfterSeconds = 0);
   void RoundEnded(RoundCause cause, std::int64_t wait);
   void Refused(WebLane& lane, const std::string& reason);
-  void GoOnWithout(WebLane& lane);  // and open no further lanes in this run
+  void GiveUp(WebLane& lane, const std::string& reason);
+  void IsOther(WebLane& lane, const std::string& fault);
+  // While others are open: no further lanes in this run, from its source if others of that are open, which else is left
+  // out because of `fault`.
+  void GoOnWithout(WebLane& lane, const std::string& fault);
+  bool AskGivenOnceMore(WebLane& lane);
   void TakesNoMore(WebLane& lane);  // the server takes fewer connections than are open with this one
   void WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void Release(WebLane& lane);
 
+  // Mirrors
+  void BeginSources();
+  Source& SourceOf(const WebLane& lane) { return sources_.At(lane.source); }
+  const Source& SourceOf(const WebLane& lane) const { return sources_.At(lane.source); }
+  FileFacts KnownOf(const WebLane& lane) const;  // what its answers are compared with
+  bool HasHashes() const;                        // that prove the file in the end
+  bool MayUse(const Source& source) const;
+  std::optional<int> SourceForLane() const;
+  std::vector<int> OpenLanesOfSources() const;
+  std::vector<int> RoomOfSources(const std::vector<int>& open) const;
+  ReplyReading ReadOfMirror(const WebLane& lane, ReplyReading reading) const;
+  void Proven(const WebLane& lane, const FileFacts& facts);
+  void TakeLinks(const WebLane& lane, const FetchAnswer& answer);
+  // The source has failed or lies: others continue. False, and nothing is done, if there are none.
+  bool LeaveOut(int source, const std::string& fault, bool forGood = false);
+  bool RestSource(int source, const std::string& fault);  // the same, until others fail
+  bool MoveToOther();                                     // the main source has failed; False if all have
+  void GoOnWithoutSource(int source);
+  void ForgetMain();  // what only it could not do
+  void HoldFor(std::int64_t wait, RoundCause cause);
+  bool MainHasFailed(RoundCause cause) const;
+  // What is wrong, or came from mirrors where it is not known what is, is fetched from other sources, without asking.
+  // False if there are none.
+  bool FetchElsewhere(const std::vector<Range>& wrong);
+  std::string Notes() const;
+  Task<bool> TakeMetalink(Run run);
+
+  // Logins
+  struct LoginDemand {
+    LoginPlace place;
+    Login refused;  // or empty
+    std::string reason;
+    bool unencrypted = false;
+  };
+  void LoginDemanded(WebLane& lane, const FetchAnswer& answer);
+  void LoginRefused(WebLane& lane);  // by a server of ftp or sftp
+  void ServerDemands(WebLane& lane, bool refused, bool unencrypted);
+  void ProxyDemands(WebLane& lane);
+  std::string UserAt(const LoginPlace& place) const;  // whom the address names
+  void LoginMissing(LoginDemand demand);
+  Task<> SeekLogin(Run run, LoginDemand demand);
+  void AskForLogin(const LoginDemand& demand);
+  void ShowLoginQuestion(const LoginDemand& demand);
+  void OpenLoginWindow(const LoginDemand& demand);
+  void TakeRefusal(const LoginPlace& place, const Login& login);
+  void LoginsAccepted(const WebLane& lane);
+
   // The part file
-  void ChooseName(const FetchAnswer& answer);
+  void ChooseName(const WebLane& lane, const FetchAnswer& answer);
   void ForgetReplacing();
   Task<> CreatePart();
   std::string NoRoomFor(const NewPart& part) const;
@@ -167,30 +238,47 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   JournalState JournalStateNow() const;
   void DropPart();
   Task<> Finish(Run run);
+  Task<bool> FlushWhole(Run run);
   Task<bool> PublishAs(Run run, std::string path);
   void Finished();
+
+  // Checksums
+  using Digits = std::vector<std::string>;
+  Task<bool> CheckFile(Run run);
+  Task<bool> CheckSums(Run run, std::vector<Checksum> wanted);
+  Task<bool> CheckPieces(Run run);
+  Task<Digits> HashRanges(Run run, std::vector<Range> ranges, std::vector<ChecksumKind> kinds);
+  Task<std::optional<std::vector<Range>>> WrongPieces(Run run);
+  Task<> SeekList(Run run);
+  bool SeeksList() const;
+  bool HasPieces() const;
+  std::vector<Checksum> WantedChecksums() const;
+  bool Judge(const Checksum& wanted, const std::string& digits);
+  void ShowCheck(std::string state);
+  void AskAboutWrong(const std::string& reason, const std::vector<Range>& wrong);
+  void FetchAgain(const std::vector<Range>& wrong);
+  void ForgetRanges(const std::vector<Range>& wrong);
 
   Program& program_;
   const std::shared_ptr<WebServices> services_;
   WebRequests requests_;
   Slot slot_;
+  std::shared_ptr<SpeedShare> speed_;
+  int speedLanes_ = 0;  // that the limit of speed allowed at the last pulse
   EngineView* view_ = nullptr;
   Timer pulse_;
   bool retired_ = false;
   FetchState state_ = FetchState::Paused;
   Run run_ = 0;
 
-  WebAddress given_;    // with the login
-  WebAddress current_;  // where redirects have led the first answer to
-  std::string peer_;    // numeric address of the first answer's server
+  WebAddress given_;  // with the login
+  Sources sources_;
   bool http2_ = false;
 
   std::vector<std::unique_ptr<WebLane>> lanes_;
   std::optional<RangePlan> plan_;
   FileFacts facts_;
   bool factsKnown_ = false;
-  bool proven_ = false;            // an answer of this run of the program has agreed with the facts
-  std::vector<FileFacts> twins_;   // of servers whose sample was the same
   std::int64_t statedTotal_ = -1;  // by an answer whose body contradicted it
   bool oneLane_ = false;
   // The disk fills gaps with zeros at once, which takes as long as a download: one lane writes from the start to the
@@ -203,8 +291,11 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::int64_t holdUntil_ = 0;
   RoundCause holdCause_ = RoundCause::Failure;
   std::string lastReason_;
+  bool asksForLogin_ = false;
+  bool seeksLogin_ = false;  // in the desktop's store, and no lane is open
 
   std::shared_ptr<PartFile> part_;
+  bool movingKey_ = false;                                          // the journal is to have the new address
   bool creating_ = false;                                           // it, and then its room
   std::vector<std::pair<int, std::unique_ptr<FetchBlock>>> early_;  // came before the part file was there
   struct EarlyEnd {
@@ -221,6 +312,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::int64_t comparedTo_ = 0;  // byte of the file
   bool renaming_ = false;        // the journal says so: it ends before anything else
   bool unconfirmed_ = false;     // the body ended with its connection
+  bool isMetalink_ = false;      // by its type
   bool differs_ = false;         // a comparison has failed in this generation
   int puts_ = 0;                 // that are under way
   bool claiming_ = false;
@@ -232,6 +324,9 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   SpeedMeter meter_;
   double elapsed_ = 0;  // seconds of fetching
   std::string announced_;
+  std::string check_;    // state of a check under way
+  std::string checked_;  // which checksum was right
+  std::unique_ptr<ListSeek> seek_;
   std::string note_;  // what is to be known of the file, which is or will be complete
 };
 

@@ -6,6 +6,7 @@
 #include "async/TaskLoop.h"
 #include "core/FileNames.h"
 #include "core/ListFile.h"
+#include "core/SpeedLimits.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/NewPart.h"
 #include "fetch/WebEngine.h"
@@ -31,12 +32,12 @@ struct Adopted {
 }  // namespace
 
 // The first answer of all decides.
-void WebEngine::ChooseName(const FetchAnswer& answer) {
+void WebEngine::ChooseName(const WebLane& lane, const FetchAnswer& answer) {
   DownloadRecord& record = Record();
   if (entry_.path.empty()) {
-    entry_.path = record.HasSavePath
-                      ? record.SavePath
-                      : JoinFolder(program_.settings.DownloadFolder, FileNameFromReply(answer, current_));
+    const std::string& folder = entry_.folder.empty() ? program_.settings.DownloadFolder : entry_.folder;
+    entry_.path =
+        record.HasSavePath ? record.SavePath : JoinFolder(folder, FileNameFromReply(answer, SourceOf(lane).current));
   }
   record.FileName = NameOf(entry_.path);
 }
@@ -192,8 +193,10 @@ void WebEngine::DropPart() {
   entry_.held = {};
   written_ = {};
   facts_ = {};
-  twins_.clear();
-  factsKnown_ = proven_ = false;
+  sources_.ForgetFile();
+  entry_.factsFrom = 0;
+  entry_.foundChecksum.reset();
+  factsKnown_ = false;
 }
 
 void WebEngine::PartIsReady() {
@@ -241,6 +244,8 @@ void WebEngine::PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block) {
   // What is only compared ends no row of failures.
   if (!arrival.needed.empty()) {
     rounds_.Received();
+    SourceOf(lane).failures = 0;
+    for (const Range& range : arrival.needed) SourceOf(lane).delivered.Add(range);
     backOff_.Received(length);
     lane.backOff.Received(length);
   }
@@ -269,6 +274,7 @@ void WebEngine::PutDone(std::uint32_t generation, const std::vector<Range>& writ
   if (result == PartFile::Result::Differs) return ComparedOther();
   for (const Range& range : written) written_.Add(range);
   unclaimed_ = true;
+  TakeNewAddress();
   if (Fetching() || state_ == FetchState::Finishing) return;
   Claim();  // no pulse does
   ClosePartAtRest();
@@ -281,7 +287,8 @@ void WebEngine::ComparedOther() {
   written_ = heldBefore_;
   unclaimed_ = true;
   differs_ = true;
-  if (Fetching()) HasChanged();
+  if (!Fetching() || LeaveOut(sources_.MainNumber(), Say(WebText::OtherBytes), true)) return;
+  HasChanged();
 }
 
 // Its disk may be removed then.
@@ -322,10 +329,11 @@ void WebEngine::PutSample(WebLane& lane, std::unique_ptr<FetchBlock> block) {
 void WebEngine::SampleCompared(int number, bool last, PartFile::Result result, const std::string& reason) {
   WebLane& lane = LaneOf(number);
   if (result == PartFile::Result::Failed) return DiskFailed(reason);
-  if (result == PartFile::Result::Differs) return OthersAreOpen(lane) ? GoOnWithout(lane) : HasChanged();
+  if (result == PartFile::Result::Differs) return IsOther(lane, Say(WebText::OtherBytes));
   if (!last) return;
-  twins_.push_back(lane.sampled);
-  proven_ = true;
+  SourceOf(lane).twins.push_back(lane.sampled);
+  Proven(lane, lane.sampled);
+  TakeNewAddress();
   Release(lane);
   if (state_ == FetchState::Opening) {
     Open();
@@ -414,6 +422,8 @@ JournalState WebEngine::JournalStateNow() const {
 void WebEngine::WriteJournal(JournalState state, Journal::Done done) {
   entry_.state = state;
   entry_.facts = facts_;
+  if (Current()) entry_.speedLimit = program_.speed->LimitOf(slot_.Index());
+  entry_.queuePlace = program_.QueuePlace(slot_.Index());
   services_->listed.insert(entry_.key);
   services_->journal.Put(entry_, std::move(done));
 }
@@ -431,26 +441,15 @@ Task<> WebEngine::Finish(Run run) {
     co_return;
   }
   if (!part_) co_return;  // a write has failed, and has stopped the download
-  struct Flushed {
-    std::optional<PartFile::Result> result;
-    std::string reason;
-  };
-  const auto flushed = std::make_shared<Flushed>();
-  part_->Flush(facts_.total, true, [flushed](PartFile::Result result, const std::string& reason) {
-    *flushed = {result, reason};
-  });
-  std::function<bool()> over = [flushed] { return flushed->result.has_value(); };
-  co_await program_.platform.tasks.UntilEvent(std::move(over));
-  if (!StillCurrent() || run != run_) co_return;
-  if (flushed->result == PartFile::Result::Replaced) {
-    PartReplaced();
-    co_return;
-  }
-  if (flushed->result != PartFile::Result::Good) {
-    DiskFailed(flushed->reason);
-    co_return;
-  }
+  for (const auto& lane : lanes_) lane->compares = lane->endProves = false;
+  TakeNewAddress();
+  const bool flushed = co_await FlushWhole(run);
+  if (!flushed) co_return;
   entry_.held = IntervalSet({{0, facts_.total}});
+  const bool right = co_await CheckFile(run);
+  if (!right) co_return;
+  const bool taken = co_await TakeMetalink(run);
+  if (taken || !StillCurrent() || run != run_) co_return;
   const std::string folder = FolderOf(entry_.path);
   std::string name = NameOf(entry_.path);
   for (int tried = 0; tried < kMostNumbers; ++tried) {
@@ -467,6 +466,25 @@ Task<> WebEngine::Finish(Run run) {
     while (claimed.contains(JoinFolder(folder, name)));
   }
   DiskFailed(entry_.path);
+}
+
+// False: it has failed, or the run is over.
+Task<bool> WebEngine::FlushWhole(Run run) {
+  const auto hold = Hold();
+  struct Flushed {
+    std::optional<PartFile::Result> result;
+    std::string reason;
+  };
+  const auto flushed = std::make_shared<Flushed>();
+  part_->Flush(facts_.total, true, [flushed](PartFile::Result result, const std::string& reason) {
+    *flushed = {result, reason};
+  });
+  std::function<bool()> over = [flushed] { return flushed->result.has_value(); };
+  co_await program_.platform.tasks.UntilEvent(std::move(over));
+  if (!StillCurrent() || run != run_) co_return false;
+  if (flushed->result == PartFile::Result::Replaced) PartReplaced();
+  if (flushed->result == PartFile::Result::Failed) DiskFailed(flushed->reason);
+  co_return flushed->result == PartFile::Result::Good;
 }
 
 // The journal names the new name before the file gets it, so that a start after a kill finds the file there.
@@ -517,6 +535,7 @@ void WebEngine::Finished() {
   Take(FetchEvent::Renamed);
   EndRun();
   services_->cookies.erase(entry_.key);
+  services_->newAddresses.erase(entry_.key);
   part_.reset();
   record.SavePath = entry_.path;
   record.HasSavePath = true;
@@ -530,13 +549,18 @@ void WebEngine::Finished() {
   figures.standing = WebStanding::Finished;
   entry_.partPath.clear();
   written_ = entry_.held;
-  if (unconfirmed_) note_ = Say(WebText::LengthNotConfirmed);
-  entry_.reason = note_;
+  if (unconfirmed_ && checked_.empty()) note_ = Say(WebText::LengthNotConfirmed);
+  std::string done = note_.empty() ? program_.Text(kTextWebComplete) : note_;
+  if (!checked_.empty()) {
+    done += " " + checked_;
+    note_ += (note_.empty() ? "" : " ") + checked_;
+  }
+  entry_.reason = Notes();
   DeletePartFile(program_.platform, entry_.oldPartPath, entry_.oldPart);
   entry_.oldPartPath.clear();
   WriteJournal(JournalState::Finished);
   (void)SaveListBeforeTouchingParts(program_);
-  Announce(note_.empty() ? program_.Text(kTextWebComplete) : note_);
+  Announce(std::move(done));
   if (view_ != nullptr) view_->SetFinished();
   Draw();
   program_.lists->RefreshFinishedSoon();

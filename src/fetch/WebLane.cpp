@@ -12,7 +12,8 @@ constexpr std::int64_t kBytesWithin = 20'000;
 }  // namespace
 
 void WebLane::Begin(Fetcher& fetcher, FetchRequest request, const AskedFor& asked,
-                    std::unique_ptr<HostMemory::Connection> connection, std::int64_t now) {
+                    std::unique_ptr<HostMemory::Connection> connection, std::shared_ptr<SpeedLane> speed,
+                    std::int64_t now) {
   asked_ = asked;
   answered_ = false;
   reading_ = true;
@@ -22,12 +23,15 @@ void WebLane::Begin(Fetcher& fetcher, FetchRequest request, const AskedFor& aske
   sampleAt = 0;
   meter.Start(now);
   connection_ = std::move(connection);
+  speed_ = std::move(speed);
+  request.throttle = speed_;
   fetch_ = fetcher.Begin(std::move(request), *this);
 }
 
 void WebLane::Close() {
   fetch_.reset();
   connection_.reset();
+  speed_.reset();
 }
 
 void WebLane::SetReading(bool reading, std::int64_t now) {
@@ -52,6 +56,7 @@ void WebLane::DataArrived(std::unique_ptr<FetchBlock> block) { owner_.LaneReceiv
 void WebLane::Ended(FetchEnd end, const std::string& reason) {
   const std::unique_ptr<Fetch> ended = std::move(fetch_);
   connection_.reset();
+  speed_.reset();
   owner_.LaneEnded(*this, end, reason);
 }
 

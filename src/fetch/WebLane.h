@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "core/SpeedBudget.h"
 #include "core/WebAddress.h"
 #include "fetch/BackOff.h"
 #include "fetch/HostMemory.h"
@@ -13,6 +14,7 @@
 #include "fetch/SpeedMeter.h"
 #include "fetch/States.h"
 #include "ports/Fetcher.h"
+#include "ports/Login.h"
 
 namespace pellora {
 
@@ -35,7 +37,7 @@ class WebLane final : private FetchEvents {
 
   // The lane is closed. `asked` says what the request is for.
   void Begin(Fetcher& fetcher, FetchRequest request, const AskedFor& asked,
-             std::unique_ptr<HostMemory::Connection> connection, std::int64_t now);
+             std::unique_ptr<HostMemory::Connection> connection, std::shared_ptr<SpeedLane> speed, std::int64_t now);
   void Close();  // no event follows
   bool Open() const { return fetch_ != nullptr; }
   void SetReading(bool reading, std::int64_t now);
@@ -48,6 +50,8 @@ class WebLane final : private FetchEvents {
   // The server has been silent for longer than it may: 120 s before its answer, 20 s between bytes. Time in which the
   // lane was not read does not count.
   bool Overdue(std::int64_t now) const;
+  // Its server has sent something that the limit of speed does not allow yet.
+  bool HeldUp() const { return speed_ && speed_->Waits(); }
   void Take(LaneEvent event) { state = StateAfter(state, event); }
 
  private:
@@ -59,6 +63,7 @@ class WebLane final : private FetchEvents {
   WebLaneOwner& owner_;
   std::unique_ptr<Fetch> fetch_;
   std::unique_ptr<HostMemory::Connection> connection_;  // while fetch_ is there
+  std::shared_ptr<SpeedLane> speed_;                    // likewise
   AskedFor asked_;
   bool answered_ = false;
   bool reading_ = true;
@@ -74,7 +79,11 @@ class WebLane final : private FetchEvents {
   bool compares = false;      // its bytes are compared with those that are held
   bool endProves = false;     // the length of what it compares is not stated: only its end tells it
   bool sample = false;        // and for nothing else
+  int source = 0;             // of its request (Sources)
   WebAddress address;         // of its request
+  Login login;                // and what that has
+  FetchAuth auth = FetchAuth::Basic;
+  std::string proxy;
   int asks = 0;               // requests for its piece, without redirects
   int redirects = 0;          // and these
   std::int64_t sampleAt = 0;  // bytes of the sample that have arrived

@@ -4,11 +4,16 @@
 #include <bit>
 #include <map>
 #include <optional>
+#include <tuple>
+#include <utility>
 #include <vector>
 
+#include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "core/Numbers.h"
 #include "core/Program.h"
+#include "core/RecordLife.h"
+#include "core/SpeedLimits.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
 #include "fetch/PartFile.h"
@@ -53,14 +58,17 @@ DownloadRecord RecordOf(const JournalEntry& entry) {
   record.InUse = true;
   record.Valid = true;
   record.Paused = true;
+  record.Queued = entry.startAt ? 1 : 0;
   return record;
 }
 
 void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   DownloadRecord& record = program.Download(index);
   WebFigures& figures = program.AddWeb(index);
+  program.speed->SetLimitOf(index, entry.speedLimit);
   figures.received = entry.held.Bytes();
   figures.size = entry.facts.total;
+  if (entry.quiet) program.SetQuiet(index);
   record.Active = false;
   record.Received = HeldToInt32(figures.received);
   record.FileSize = HeldToInt32(std::max<std::int64_t>(0, figures.size));
@@ -80,6 +88,13 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   figures.standing = entry.state == JournalState::Stopped ? WebStanding::Stopped : WebStanding::Paused;
   if (entry.state == JournalState::Stopped) figures.reason = entry.reason;
   record.Paused = true;
+  if (entry.startAt && record.Queued != 0) QueueUntil(program, index, *entry.startAt);
+}
+
+// What the user has set for a record that the web engine has not begun.
+void TakeSettings(Program& program, WebServices& services, const JournalEntry& entry, int index) {
+  services.listed.insert(entry.key);
+  if (entry.queuePlace) program.SetQueuePlace(index, *entry.queuePlace);
 }
 
 std::map<JournalKey, int> ListedIn(Program& program) {
@@ -113,6 +128,41 @@ void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry)
   journal.Remove(entry.key);
   DeletePartFile(platform, entry.partPath, entry.part);
   DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
+}
+
+bool HasMore(const JournalEntry& a, const JournalEntry& b) {
+  const auto progress = [](const JournalEntry& entry) {
+    const bool begun = entry.state != JournalState::Listed;
+    return std::tuple(entry.state == JournalState::Finished, entry.state == JournalState::Renaming, entry.held.Bytes(),
+                      !entry.partPath.empty(), begun);
+  };
+  return progress(a) > progress(b);
+}
+
+// A kill came while the address of a download was being changed. Both entries are about the same bytes.
+JournalEntry Merged(const JournalEntry& a, const JournalEntry& b) {
+  JournalEntry merged = HasMore(a, b) ? a : b;
+  const JournalEntry& other = HasMore(a, b) ? b : a;
+  if (merged.partPath != other.partPath || !(merged.part == other.part)) return merged;
+  for (const Range& range : other.held.Ranges()) merged.held.Add(range);
+  return merged;
+}
+
+// The list says which of its two addresses such a download has.
+void MergeChangedAddresses(Journal& journal, const std::map<JournalKey, int>& listed) {
+  std::map<std::uint64_t, JournalEntry> known;
+  for (const JournalEntry& entry : journal.Entries()) {
+    const auto [at, isFirst] = known.try_emplace(entry.id, entry);
+    if (isFirst || entry.id == 0) continue;
+    JournalEntry& other = at->second;
+    JournalEntry merged = Merged(entry, other);
+    if (listed.contains(entry.key)) merged.key = entry.key;
+    if (listed.contains(other.key)) merged.key = other.key;
+    const JournalKey dropped = merged.key == entry.key ? other.key : entry.key;
+    journal.Put(merged);
+    journal.Drop(dropped);
+    other = std::move(merged);
+  }
 }
 
 // What a kill kept from being written, or from being deleted.
@@ -152,7 +202,17 @@ void RestoreWebRecords(Program& program, WebServices& services) {
   if (!program.listLoaded) return;
   DeletePartsOfGone(program.platform, journal);
   const std::map<JournalKey, int> listed = ListedIn(program);
+  MergeChangedAddresses(journal, listed);
   for (JournalEntry entry : journal.Entries()) {
+    if (entry.state == JournalState::Listed) {
+      const auto record = listed.find(entry.key);
+      if (record == listed.end()) {
+        journal.Drop(entry.key);
+      } else {
+        TakeSettings(program, services, entry, record->second);
+      }
+      continue;
+    }
     if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
     const auto at = listed.find(entry.key);
     if (at != listed.end() && program.Download(at->second).Finished && entry.state != JournalState::Finished) {
@@ -161,7 +221,7 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       PutFinished(program.platform, journal, entry);
     }
     if (at != listed.end()) {
-      services.listed.insert(entry.key);
+      TakeSettings(program, services, entry, at->second);
       TakeFigures(program, at->second, entry);
     } else if (program.DownloadCount < kMaxRecords) {
       services.listed.insert(entry.key);
@@ -176,23 +236,45 @@ void RestoreWebRecords(Program& program, WebServices& services) {
 
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add) {
   const HandOver& handOver = add.handOver;
-  const bool isPlain = !add.replaced && handOver.referrer.empty() && handOver.cookies.empty() && !add.checksum &&
-                       add.speedLimit == 0 && !add.startAt && !add.quiet;
-  if (isPlain) return;
   const DownloadRecord& record = program.Download(index);
+  const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
+  if (!add.user.empty()) services.addedLogins[key] = {add.user, add.password};
+  if (add == WebAdd() && !record.HasSavePath) return;
   JournalEntry entry;
-  entry.key = JournalKeyOf(record.URL, record.DateAdded);
+  entry.key = key;
   entry.id = services.journal.NewId();
-  if (add.replaced) entry.path = record.SavePath;
+  if (record.HasSavePath && record.SavePath.starts_with('/')) entry.path = record.SavePath;
   entry.replaces = add.replaced;
+  entry.folder = add.folder;
   entry.referrer = handOver.referrer;
   entry.hadCookies = !handOver.cookies.empty();
   entry.checksum = add.checksum;
+  if (add.pieces && AreFewEnough(*add.pieces)) entry.pieces = add.pieces;
+  entry.hashesAreSafe = add.hashesAreSafe;
+  entry.size = add.size;
+  entry.mirrors = add.mirrors;
   entry.speedLimit = add.speedLimit;
   entry.startAt = add.startAt;
   entry.quiet = add.quiet;
   if (entry.hadCookies) services.cookies[entry.key] = handOver.cookies;
   services.listed.insert(entry.key);
+  services.journal.Put(entry);
+}
+
+void KeepSpeedLimit(Program& program, WebServices& services, std::int16_t index) {
+  const DownloadRecord& record = program.Download(index);
+  const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
+  const JournalEntry* const known = services.journal.Find(key);
+  if (known == nullptr && ChooseEngine(program, index).engine != EngineName::Web) return;
+  JournalEntry entry;
+  if (known != nullptr) {
+    entry = *known;
+  } else {
+    entry.key = key;
+    entry.id = services.journal.NewId();
+    services.listed.insert(key);
+  }
+  entry.speedLimit = program.speed->LimitOf(index);
   services.journal.Put(entry);
 }
 
@@ -206,16 +288,51 @@ bool TakeHandOver(Program& program, WebServices& services, std::int16_t index, c
   return true;
 }
 
+void RememberAddress(Program& program, WebServices& services, std::int16_t index, const AddressReading& address) {
+  const DownloadRecord& record = program.Download(index);
+  services.newAddresses.insert_or_assign(JournalKeyOf(record.URL, record.DateAdded), address);
+}
+
+void RememberPlace(Program& program, WebServices& services, std::int16_t index) {
+  const DownloadRecord& record = program.Download(index);
+  JournalEntry entry;
+  entry.key = JournalKeyOf(record.URL, record.DateAdded);
+  if (const JournalEntry* const known = services.journal.Find(entry.key)) {
+    entry = *known;
+  } else {
+    entry.id = services.journal.NewId();
+    entry.state = JournalState::Listed;
+  }
+  entry.queuePlace = program.QueuePlace(index);
+  services.listed.insert(entry.key);
+  services.journal.Put(entry);
+}
+
 void SweepJournal(Program& program, WebServices& services) {
   if (!program.listLoaded) return;
   const std::map<JournalKey, int> listed = ListedIn(program);
+  for (const JournalKey& former : std::exchange(services.superseded, {})) {
+    if (!listed.contains(former)) services.journal.Drop(former);
+  }
   for (const JournalEntry& entry : services.journal.Entries()) {
-    if (listed.contains(entry.key)) {
+    const auto at = listed.find(entry.key);
+    if (at != listed.end()) {
       services.listed.insert(entry.key);
+      const bool isOver = entry.state == JournalState::Listed && program.Download(at->second).Finished;
+      if (isOver) services.journal.Drop(entry.key);
     } else if (services.listed.erase(entry.key) > 0) {
       services.cookies.erase(entry.key);
+      services.addedLogins.erase(entry.key);
+      services.newAddresses.erase(entry.key);
       Drop(program.platform, services.journal, entry);
     }
+  }
+  if (!program.HasQueuePlaces()) return;
+  // A redirect has given a record of the classic engine another address.
+  for (const auto& [key, index] : listed) {
+    const bool lacks = program.QueuePlace(index) && !program.Download(index).Finished;
+    if (lacks && services.journal.Find(key) == nullptr)
+      RememberPlace(program, services, static_cast<std::int16_t>(index));
   }
 }
 

@@ -6,6 +6,7 @@
 namespace pellora {
 
 class Program;
+struct AddressReading;
 struct HandOver;
 struct WebAdd;
 struct WebServices;
@@ -18,8 +19,19 @@ void RestoreWebRecords(Program& program, WebServices& services);
 // What was given with an add, before its download begins. The journal keeps no cookies, but that there were some.
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add);
 
+// Keeps the record's limit of speed, if the record is the web engine's.
+void KeepSpeedLimit(Program& program, WebServices& services, std::int16_t index);
+
 // True if the record had stopped for want of cookies: it has these now.
 bool TakeHandOver(Program& program, WebServices& services, std::int16_t index, const HandOver& handOver);
+
+// From now on the record is tried at this address: its next start takes it, if the file there is the one that has been
+// begun.
+void RememberAddress(Program& program, WebServices& services, std::int16_t index, const AddressReading& address);
+
+// Keeps a record's place in the queue over restarts. A record that the web engine has not begun gets an entry for it
+// that leaves open which engine does.
+void RememberPlace(Program& program, WebServices& services, std::int16_t index);
 
 // After the list was saved: what was listed and is not any more leaves the journal, and then its part file is deleted,
 // in the background.

@@ -3,6 +3,7 @@
 
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
+#include "fetch/DigestHeaders.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/WebEngine.h"
 #include "fetch/WebWords.h"
@@ -15,6 +16,7 @@ namespace {
 constexpr int kMostRedirects = 20;
 constexpr std::int64_t kKeepsPlaceFor = 60'000;  // ms; in a longer wait another download has the place
 constexpr std::int64_t kSample = std::int64_t{64} << 10;
+constexpr int kMostFailures = 3;  // of a source in a row, while others flow
 
 }  // namespace
 
@@ -65,6 +67,7 @@ std::string WebEngine::ReasonFor(const WebLane& lane, FetchEnd end, const std::s
     case FetchEnd::OtherHttp:
       return Say(WebText::Unsupported);
     case FetchEnd::Proxy:
+    case FetchEnd::ProxyLogin:
       return Say(WebText::NoProxy, {detail});
     default:
       return Say(WebText::ConnectionLost, {host});
@@ -76,9 +79,9 @@ ReplyReading WebEngine::Read(const WebLane& lane, const FetchAnswer& answer) con
   AskedFor asked = lane.Asked();
   const std::string name = FileNameFromReply(answer, lane.address);
   asked.fileName = name;
-  const ReplyReading reading = CheckReply(answer, asked, facts_);
+  const ReplyReading reading = ReadOfMirror(lane, CheckReply(answer, asked, KnownOf(lane)));
   if (reading.verdict != ReplyVerdict::Changed && reading.verdict != ReplyVerdict::CompareSample) return reading;
-  for (const FileFacts& twin : twins_) {
+  for (const FileFacts& twin : SourceOf(lane).twins) {
     const ReplyReading again = CheckReply(answer, asked, twin);
     if (again.verdict == ReplyVerdict::Body) return again;
   }
@@ -89,6 +92,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
   if (!StillCurrent()) return;
   lane.Sign(Now());
   requests_.TakeCookies(lane.address, answer);
+  if (answer.status / 100 == 2 || answer.status == 0) LoginsAccepted(lane);
   const ReplyReading reading = Read(lane, answer);
   if (lane.sample) return TakeSample(lane, reading);
   AskedFor asked = lane.Asked();
@@ -121,12 +125,15 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
       asked.conditional = false;
       return AskAgain(lane, asked);
     case ReplyVerdict::OneLane:
-      oneLane_ = true;
-      if (OthersAreOpen(lane)) return GoOnWithout(lane);
-      unranged_ = true;
+      if (OthersAreOpen(lane)) return GoOnWithout(lane, ReasonFor(reading, answer));
+      oneLane_ = unranged_ = true;
       return OpenWhole(lane);
     case ReplyVerdict::Changed:
-      return OthersAreOpen(lane) ? GoOnWithout(lane) : HasChanged();
+      if (NewAddress() != nullptr && !OthersOfSource(lane)) {
+        return HasChanged(
+            Say(WebText::OtherSizeThere, {std::to_string(reading.facts.total), std::to_string(facts_.total)}));
+      }
+      return IsOther(lane, ReasonFor(reading, answer));
     case ReplyVerdict::Redirect:
       return Redirect(lane, reading);
     case ReplyVerdict::Http2:
@@ -137,9 +144,9 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::Again:
       return LaneLost(lane, ReasonFor(reading, answer), RoundCause::Failure);
     case ReplyVerdict::WaitTooLong:
-      if (OthersAreOpen(lane)) return GoOnWithout(lane);
-      return Rest(FetchEvent::GivenUp, Say(WebText::AskedToWait, {Moment(reading.retryAfter.value_or(0) * 1000)}));
+      return GiveUp(lane, Say(WebText::AskedToWait, {Moment(reading.retryAfter.value_or(0) * 1000)}));
     case ReplyVerdict::Login:
+      return LoginDemanded(lane, answer);
     case ReplyVerdict::Refused:
       return Refused(lane, ReasonFor(reading, answer));
   }
@@ -148,13 +155,29 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
 // One lane may be refused where others were let in. The address of a redirect may have expired: then the given one is
 // asked once more.
 void WebEngine::Refused(WebLane& lane, const std::string& reason) {
-  if (OthersAreOpen(lane)) return GoOnWithout(lane);
-  if (lane.redirects > 0 || lane.address == given_) {
-    return Rest(FetchEvent::GivenUp, CookiesAreGone() ? Say(WebText::CookiesGone) : reason);
-  }
-  lane.address = current_ = given_;
-  peer_.clear();
+  if (!OthersAreOpen(lane) && AskGivenOnceMore(lane)) return;
+  GiveUp(lane, CookiesAreGone() ? Say(WebText::CookiesGone) : reason);
+}
+
+bool WebEngine::AskGivenOnceMore(WebLane& lane) {
+  Source& source = SourceOf(lane);
+  if (lane.redirects > 0 || lane.address == source.given) return false;
+  lane.address = source.current = source.given;
+  source.peer.clear();
   AskAgain(lane, lane.Asked());
+  return true;
+}
+
+// This lane and, if no other of it is open, its source are of no use.
+void WebEngine::GiveUp(WebLane& lane, const std::string& reason) {
+  if (OthersAreOpen(lane)) return GoOnWithout(lane, reason);
+  if (!LeaveOut(lane.source, reason)) Rest(FetchEvent::GivenUp, reason);
+}
+
+// Its source has another file, or another version of it.
+void WebEngine::IsOther(WebLane& lane, const std::string& fault) {
+  if (OthersOfSource(lane)) return GoOnWithout(lane, fault);
+  if (!LeaveOut(lane.source, fault, true)) HasChanged();
 }
 
 void WebEngine::WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
@@ -167,10 +190,13 @@ void WebEngine::WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const Repl
 
 void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
   lane.proof = reading.proof;
+  const bool finds = lane.source == 0 && (!factsKnown_ || !(entry_.foundChecksum || lane.compares));
+  if (finds) entry_.foundChecksum = ChecksumIn(answer);  // a mirror proves nothing by its own word
   if (!factsKnown_) return TakeFirstBody(lane, answer, reading);
   const bool opened = state_ == FetchState::Opening;
-  proven_ = !lane.compares;
-  if (opened) peer_ = answer.peerAddress;
+  Proven(lane, reading.facts);
+  SourceOf(lane).proven = !lane.compares;
+  if (opened || SourceOf(lane).peer.empty()) SourceOf(lane).peer = answer.peerAddress;
   if (lane.compares) {
     plan_.emplace(NewPlan());
     plan_->Adopt(lane.Number(), {0, facts_.total});
@@ -179,6 +205,7 @@ void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyRe
   }
   lane.Take(LaneEvent::RightAnswer);
   services_->hosts.Accepted(OriginOf(lane.address));
+  TakeNewAddress();
   if (!opened) return;
   Take(FetchEvent::FirstAnswerRight);
   Announce(program_.Text(kTextWebDownloading));
@@ -186,17 +213,28 @@ void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyRe
 }
 
 void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
+  const std::int64_t total = reading.verdict == ReplyVerdict::Empty ? 0 : reading.facts.total;
+  if (entry_.size >= 0 && total >= 0 && total != entry_.size) {
+    if (!LeaveOut(lane.source, Say(WebText::OtherSize), true)) Rest(FetchEvent::GivenUp, Say(WebText::OtherSize));
+    return;
+  }
   facts_ = reading.facts;
-  if (reading.verdict == ReplyVerdict::Empty) facts_.total = 0;
+  facts_.total = total;
   if (statedTotal_ >= 0 && facts_.total >= 0 && facts_.total != statedTotal_) {
     return Rest(FetchEvent::GivenUp, Say(WebText::WrongAnswers));
   }
-  factsKnown_ = proven_ = true;
-  peer_ = answer.peerAddress;
+  factsKnown_ = true;
+  entry_.factsFrom = static_cast<std::uint64_t>(lane.source);
+  Proven(lane, facts_);
+  SourceOf(lane).peer = answer.peerAddress;
   written_ = {};
   // A server that takes ranges may still answer the first request with 200, but then it says so.
   oneLane_ |= answer.status == 200 && !EqualsNoCase(HeaderOf(answer, "Accept-Ranges"), "bytes");
-  ChooseName(answer);
+  const std::vector<std::string> types = ListMembers(answer, "Content-Type");
+  isMetalink_ = !types.empty() && types.front() == kMetalinkType;
+  ChooseName(lane, answer);
+  TakeLinks(lane, answer);
+  TakeNewAddress();
   plan_.emplace(NewPlan());
   lane.Take(LaneEvent::RightAnswer);
   Take(FetchEvent::FirstAnswerRight);
@@ -220,7 +258,9 @@ Range WebEngine::LongestHeld() const {
 
 // The server may come back with another version, and no validator would show it.
 bool WebEngine::MayChangeUnseen() const {
-  return part_ && IsHttp(current_.scheme) && IfRangeOf(facts_.validator).empty() && LongestHeld().Length() >= kSample;
+  const Source& main = sources_.Main();
+  return part_ && IsHttp(main.current.scheme) && LongestHeld().Length() >= kSample &&
+         (!main.facts || IfRangeOf(main.facts->validator).empty());
 }
 
 // Bytes that are held, to see whether this server has the same version. Versions differ rather at the end of what is
@@ -231,7 +271,7 @@ void WebEngine::AskForSample(WebLane& lane) {
   const bool little = longest.Length() < (facts_.total < 0 ? kSample : std::min(kSample, facts_.total));
   if (!part_ || (little && !alone)) return LaneLost(lane, Say(WebText::Changed), RoundCause::Failure);  // more will be
   if (little) return CookiesAreGone() ? HasChanged() : BeginAnewUnasked();
-  if (++lane.asks > 2) return alone ? HasChanged() : GoOnWithout(lane);
+  if (++lane.asks > 2) return IsOther(lane, Say(WebText::Changed));
   if (plan_) plan_->Release(lane.Number());
   BeginRequest(lane, {RequestKind::Later, true, std::max(longest.begin, longest.end - kSample), longest.end - 1});
   lane.sample = true;
@@ -240,24 +280,21 @@ void WebEngine::AskForSample(WebLane& lane) {
 void WebEngine::TakeSample(WebLane& lane, const ReplyReading& reading) {
   const bool fits = reading.verdict == ReplyVerdict::Body || reading.verdict == ReplyVerdict::CompareSample;
   if (fits && reading.facts == lane.sampled) return;
-  if (OthersAreOpen(lane)) return GoOnWithout(lane);
-  HasChanged();
+  IsOther(lane, Say(WebText::Changed));
 }
 
 // Where the first answer comes from is where all further lanes go.
 void WebEngine::Redirect(WebLane& lane, const ReplyReading& reading) {
-  const bool others = OthersAreOpen(lane);
   const ResolvedRedirect target = ResolveRedirect(lane.address, reading.location);
   const bool wrong =
       target.fault != RedirectFault::None || !program_.platform.fetcher->Supports(SchemeName(target.address.scheme));
   if (++lane.redirects > kMostRedirects || wrong) {
-    if (others) return GoOnWithout(lane);
-    return Rest(FetchEvent::GivenUp, Say(wrong ? WebText::Unsupported : WebText::WrongAnswers));
+    return GiveUp(lane, Say(wrong ? WebText::Unsupported : WebText::WrongAnswers));
   }
   lane.address = target.address;
-  if (!others) {
-    current_ = target.address;
-    peer_.clear();
+  if (!OthersOfSource(lane)) {
+    SourceOf(lane).current = target.address;
+    SourceOf(lane).peer.clear();
   }
   if (const std::int64_t wait = services_->hosts.WaitFor(OriginOf(lane.address), Now()); wait > 0) {
     return LaneLost(lane, Say(WebText::AskedToWait, {Moment(wait)}), RoundCause::RetryAfter, SecondsOf(wait));
@@ -268,23 +305,34 @@ void WebEngine::Redirect(WebLane& lane, const ReplyReading& reading) {
 // The question is in the window, where it holds nothing else up; the row has its reason.
 void WebEngine::Ask(const std::string& reason, const std::string& question, std::string yes, std::string no,
                     std::function<void(bool)> answer) {
+  RestAsking(reason, question);
+  ShowQuestion(std::move(yes), std::move(no), std::move(answer));
+  Draw();
+}
+
+void WebEngine::RestAsking(const std::string& reason, const std::string& question) {
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
   Rest(FetchEvent::Question, reason);
-  Announce(reason + " " + question);
+  Announce(question.empty() ? reason : reason + " " + question);
+}
+
+void WebEngine::ShowQuestion(std::string yes, std::string no, std::function<void(bool)> answer) {
   EngineQuestion asked{std::move(yes), std::move(no), {}};
   asked.answer = [weak = weak_from_this(), run = run_, answer = std::move(answer)](bool isYes) {
     const std::shared_ptr<WebEngine> self = weak.lock();
     if (self && self->StillCurrent() && run == self->run_ && self->state_ == FetchState::Asking) answer(isYes);
   };
   if (view_ != nullptr) view_->ShowQuestion(std::move(asked));
-  Draw();
 }
 
-void WebEngine::HasChanged() {
+void WebEngine::HasChanged(const std::string& atNewAddress) {
   if (!Fetching() && state_ != FetchState::Finishing) return;
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
   if (CookiesAreGone()) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));       // a login page, rather
   if (written_.Ranges().empty() && entry_.oldPartPath.empty()) return BeginAnewUnasked();  // nothing can be lost
+  if (NewAddress() != nullptr) {
+    return Rest(FetchEvent::GivenUp, atNewAddress.empty() ? Say(WebText::OtherBytesThere) : atNewAddress);
+  }
   Ask(Say(WebText::Changed), Say(WebText::AskBeginAnew), Say(WebText::BeginAnew), Say(WebText::KeepPart),
       [this](bool yes) {
         if (yes) return BeginAnew();
@@ -313,10 +361,8 @@ void WebEngine::BeginAnew() {
 }
 
 void WebEngine::BeginAnewUnasked() {
-  const Rounds rounds = rounds_;
   LeavePart();
-  Start();
-  rounds_ = rounds;
+  Start(Sense::Anew);
 }
 
 // Whether the user trusts the server, whose key is then kept. Downloads from one server ask once.
@@ -364,14 +410,17 @@ void WebEngine::EndedUnanswered(WebLane& lane, FetchEnd end, const std::string& 
   switch (end) {
     case FetchEnd::NotTrusted:
     case FetchEnd::Unsupported:
-    case FetchEnd::NoLogin:
     case FetchEnd::NotFound:
       return Refused(lane, sentence);
+    case FetchEnd::NoLogin:
+      return LoginRefused(lane);
+    case FetchEnd::ProxyLogin:
+      return ProxyDemands(lane);
     case FetchEnd::OtherHttp:
       if (http2_ || OthersAreOpen(lane)) return Refused(lane, sentence);
       return AskByHttp2(lane, lane.Asked());
     case FetchEnd::UnknownKey: {
-      if (OthersAreOpen(lane)) return GoOnWithout(lane);
+      if (OthersAreOpen(lane)) return GoOnWithout(lane, sentence);
       const HostKey key = ReadHostKey(reason);
       if (services_->keys.AcceptedFor(OriginOf(lane.address)) != key.fingerprint) return AskAboutKey(lane, key);
       break;  // accepted for another download meanwhile
@@ -400,6 +449,7 @@ void WebEngine::EndedFlow(WebLane& lane, FetchEnd end, const std::string& reason
       if (lane.proof != LengthProof::UntilClose) return ComparedOther();
       return LaneLost(lane, ReasonFor(lane, FetchEnd::Lost, {}), RoundCause::Failure);
     }
+    if (entry_.size >= 0 && length != entry_.size) return Rest(FetchEvent::GivenUp, Say(WebText::OtherSize));
     facts_.total = length;
     unconfirmed_ = lane.proof == LengthProof::UntilClose;
     plan_->SetTotal(facts_.total);
@@ -430,8 +480,10 @@ void WebEngine::Release(WebLane& lane) {
   lane.Take(LaneEvent::Stop);
 }
 
-void WebEngine::GoOnWithout(WebLane& lane) {
-  oneLane_ = true;
+void WebEngine::GoOnWithout(WebLane& lane, const std::string& fault) {
+  if (!OthersOfSource(lane) && LeaveOut(lane.source, fault)) return;
+  SourceOf(lane).single = true;
+  if (!sources_.HasOthers(lane.source)) oneLane_ = true;
   Release(lane);
   lane.Take(LaneEvent::OneMore);
 }
@@ -446,7 +498,11 @@ void WebEngine::LaneLost(WebLane& lane, const std::string& reason, RoundCause ca
   lastReason_ = reason;
   ForgetUncompared();
   Release(lane);
+  Source& source = SourceOf(lane);
+  const bool failed = cause == RoundCause::Failure || cause == RoundCause::NoNames;
+  if (failed && !OthersOfSource(lane)) ++source.failures;
   if (OthersAreOpen(lane)) {
+    if (source.failures >= kMostFailures && RestSource(lane.source, reason)) return;
     lane.Take(LaneEvent::Lost);
     lane.due = Now() + (retryAfterSeconds > 0 ? lane.backOff.NextAfter(retryAfterSeconds) : lane.backOff.Next());
     lane.text = RetryIn(lane.due - Now());
@@ -460,14 +516,17 @@ void WebEngine::RoundEnded(RoundCause cause, std::int64_t wait) {
   for (const auto& lane : lanes_) Release(*lane);
   if (state_ == FetchState::Holding) return;
   // It served until now: what it has refused meanwhile says nothing of how many connections it takes.
-  if (cause == RoundCause::Failure && rounds_.Count() == 0) services_->hosts.Forget(OriginOf(current_));
-  if (MayChangeUnseen()) proven_ = false;
-  rounds_.Ended(cause);
+  if (cause == RoundCause::Failure && rounds_.Count() == 0) {
+    services_->hosts.Forget(OriginOf(sources_.Main().current));
+  }
+  if (MayChangeUnseen()) sources_.Main().proven = false;
+  if (MainHasFailed(cause) && MoveToOther()) {
+    wait = 0;
+  } else {
+    rounds_.Ended(cause);
+  }
   if (rounds_.Spent()) return Rest(FetchEvent::GivenUp, Say(WebText::TooManyTries, {lastReason_}));
-  Take(FetchEvent::LastLaneLost);
-  holdCause_ = cause;
-  holdUntil_ = Now() + wait;
-  AnnounceRetry(wait);
+  HoldFor(wait, cause);
   if (wait > kKeepsPlaceFor) {
     TheFigures().yields = true;
     program_.lists->RefreshRows(kAllRows, kUnforced);  // another may start

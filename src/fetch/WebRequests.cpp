@@ -7,6 +7,7 @@
 
 #include "core/Ascii.h"
 #include "core/Program.h"
+#include "core/ProxyServer.h"
 #include "core/Version.h"
 #include "fetch/EnvironmentProxy.h"
 #include "fetch/HttpDate.h"
@@ -40,25 +41,65 @@ void WebRequests::TakeCookies(const WebAddress& from, const FetchAnswer& answer)
   for (const std::string_view cookie : HeadersOf(answer, "Set-Cookie")) cookies_.Take(from, cookie, now);
 }
 
-// not for every web site.
-NetrcLogin WebRequests::LoginFor(const WebAddress& address) const {
+void WebRequests::TakeChallenge(const WebAddress& from, const Challenge& challenge) {
+  challenges_[OriginOf(from)] = challenge;
+}
+
+const Challenge* WebRequests::ChallengeOf(const WebAddress& address) const {
+  const auto found = challenges_.find(OriginOf(address));
+  return found == challenges_.end() ? nullptr : &found->second;
+}
+
+LoginPlace WebRequests::PlaceAt(const WebAddress& address) const {
+  const Challenge* const challenge = ChallengeOf(address);
+  return PlaceOf(address, challenge != nullptr ? challenge->realm : std::string());
+}
+
+void WebRequests::TakeRefusal(const LoginPlace& place, const Login& login) {
+  refused_.insert({place, {login.user, login.password}});
+}
+
+bool WebRequests::IsUsable(const LoginPlace& place, const Login& login) const {
+  return login != Login() && !refused_.contains({place, {login.user, login.password}});
+}
+
+bool WebRequests::HasLoginFor(const WebAddress& address) const { return FirstOf(address) != Login(); }
+
+bool WebRequests::HasOtherProxyLogin(const LoginPlace& proxy) const { return IsUsable(proxy, logins_.GivenFor(proxy)); }
+
+// A default is meant for anonymous FTP, not for every web site.
+Login WebRequests::FirstOf(const WebAddress& address) const {
   const bool own = SharesSecrets(given_, address);
-  if (own && !given_.password.empty()) return {given_.user, given_.password};
   const std::string user = own ? given_.user : std::string();
   const bool withDefault = address.scheme == WebScheme::Ftp || address.scheme == WebScheme::Ftps;
-  NetrcLogin login = LoginIn(netrc_, address.host, user, withDefault);
-  if (login.user.empty()) login.user = user;
-  return login;
+  const LoginPlace place = PlaceAt(address);
+  const Login ownLogin = own ? Login{given_.user, given_.password} : Login();
+  const Login complete = ownLogin.password.empty() ? Login() : ownLogin;
+  for (const Login& login :
+       {complete, logins_.GivenFor(place), LoginIn(netrc_, address.host, user, withDefault), ownLogin}) {
+    if (IsUsable(place, login)) return login;
+  }
+  return {};
+}
+
+Login WebRequests::LoginFor(const WebAddress& address) const {
+  if (address.scheme == WebScheme::Http && ChallengeOf(address) == nullptr) return {};
+  return FirstOf(address);
 }
 
 std::string WebRequests::ProxyFor(const WebAddress& address) const {
   const Settings& settings = program_.settings;
-  if (!settings.ProxyHTTP) {
-    return EnvironmentProxy(address,
-                            [this](const std::string& name) { return program_.platform.machine.Variable(name); });
-  }
-  if (!IsHttp(address.scheme)) return {};
-  return "http://" + settings.ProxyServer + ":" + std::to_string(settings.ProxyPort);
+  std::string url = settings.ProxyHTTP ? ProxyOf(settings) : EnvironmentProxy(address, [this](const std::string& name) {
+    return program_.platform.machine.Variable(name);
+  });
+  std::optional<ProxyServer> proxy = ParseProxy(url, PortOfProxies(url));
+  if (!proxy) return url;
+  const LoginPlace place = PlaceOf(*proxy);
+  if (IsUsable(place, proxy->login)) return url;
+  const Login given = logins_.GivenFor(place);
+  if (proxy->login == Login() && given == Login()) return url;
+  proxy->login = IsUsable(place, given) ? given : Login();
+  return UrlOf(*proxy);
 }
 
 FetchRequest WebRequests::Make(const WebAddress& address, const AskedFor& asked, const std::string& referrer,
@@ -69,9 +110,10 @@ FetchRequest WebRequests::Make(const WebAddress& address, const AskedFor& asked,
   request.from = asked.from;
   request.to = asked.to;
   request.certificates = program_.settings.ExtraCertificates;
-  NetrcLogin login = LoginFor(address);
+  Login login = LoginFor(address);
   request.user = std::move(login.user);
   request.password = std::move(login.password);
+  if (const Challenge* const challenge = ChallengeOf(address)) request.auth = challenge->auth;
   if (address.scheme == WebScheme::Sftp) {
     request.knownHosts = KnownHostsFiles(program_.platform);
     request.acceptedKey = keys_.AcceptedFor(OriginOf(address));

@@ -2,14 +2,19 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "core/EngineChoice.h"
+#include "core/Metalink.h"
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
+#include "fetch/Logins.h"
 #include "ports/Clock.h"
 #include "ports/Platform.h"
 
@@ -17,7 +22,7 @@ namespace pellora {
 
 struct WebServices {
   WebServices(const Platform& thePlatform, std::string journalPath, std::uint64_t theSeed)
-      : platform(thePlatform), journal(thePlatform, std::move(journalPath)), seed(theSeed) {}
+      : platform(thePlatform), journal(thePlatform, std::move(journalPath)), logins(thePlatform), seed(theSeed) {}
 
   // Milliseconds of a clock that never goes back and does not wrap.
   std::int64_t Now() {
@@ -32,9 +37,17 @@ struct WebServices {
   Journal journal;
   HostMemory hosts;
   HostKeys keys;
+  Logins logins;
   std::set<JournalKey> listed;                // journal entries that had a record when the list was last saved
   std::map<JournalKey, std::string> cookies;  // that were handed over
-  std::uint64_t seed;                         // of the chances of waits
+  std::map<JournalKey, Login> addedLogins;    // that came with an add
+  // Of records whose address the user is changing: tried at the next start, and kept if it has the same file.
+  std::map<JournalKey, AddressReading> newAddresses;
+  std::set<JournalKey> superseded;  // former addresses, in the journal until the list is saved with the new ones
+  std::uint64_t seed;               // of the chances of waits
+  // A download was a Metalink: its record is to go, and these files are to be added in its place. Empty: it is a file
+  // like any other.
+  std::function<void(std::int16_t index, std::vector<MetalinkAdd> adds)> metalinkArrived;
 
  private:
   std::int64_t now_ = 0;

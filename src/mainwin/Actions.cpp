@@ -2,12 +2,14 @@
 #include <string>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "async/Boxes.h"
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "core/ListFile.h"
 #include "core/PartFiles.h"
+#include "core/QueueOrder.h"
 #include "core/RecordLife.h"
 #include "mainwin/MainWindow.h"
 #include "options/Options.h"
@@ -153,17 +155,21 @@ bool MainWindow::PauseRunning() {
   return forced && Skip([this] { RefreshRows(kAllRows, kForced); });
 }
 
-// Starts or queues every waiting record, whether it was paused or not. Starting one may take seconds, so the count of
-// records and EndResumeAll are checked each time.
+// Starts or queues every waiting record in the order of the queue, whether it was paused or not. Starting one may take
+// seconds, so the count of records and EndResumeAll are checked each time.
 Task<> MainWindow::ResumeAll() {
   const auto hold = Hold();
   const std::uint64_t generation = ++resumeGeneration_;
-  for (int i = 1; i <= program_.DownloadCount && generation == resumeGeneration_; ++i) {
+  const std::vector<std::int16_t> arranged = QueueOrder(program_).Arranged();
+  for (int at = 1; at <= program_.DownloadCount && generation == resumeGeneration_; ++at) {
+    const int i = at <= static_cast<int>(arranged.size()) ? arranged[static_cast<std::size_t>(at) - 1] : at;
+    if (i > program_.DownloadCount) continue;
     const DownloadRecord& record = program_.Download(i);
     // A redirect that led nowhere leaves no host.
     if (!record.InUse || record.Finished || record.Active || record.Host.empty()) continue;
+    if (WaitsForItsTime(program_, i)) continue;
     try {
-      co_await Restart(static_cast<std::int16_t>(i));
+      co_await RestartRecord(static_cast<std::int16_t>(i), !program_.IsQuiet(i));
     } catch (const Failure&) {  // NOLINT(bugprone-empty-catch): that record is not started, the next one is
     }
   }

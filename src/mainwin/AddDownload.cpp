@@ -12,11 +12,14 @@
 #include "async/Boxes.h"
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
+#include "core/Ascii.h"
 #include "core/EngineChoice.h"
+#include "core/FileNames.h"
 #include "core/Program.h"
 #include "core/Queue.h"
 #include "core/RecordLife.h"
 #include "core/Scheme.h"
+#include "core/SpeedLimits.h"
 #include "ports/Dialogs.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
@@ -85,18 +88,17 @@ std::string ListIsFull() { return "The list is full: it holds " + std::to_string
 bool IsDateTaken(Program& program, const DownloadRecord& added) {
   if (program.hasJournalEntry && program.hasJournalEntry(added.URL, added.DateAdded)) return true;
   for (int i = 1; i <= program.DownloadCount; ++i) {
-    const DownloadRecord& record = program.Download(i);
-    const bool sameDate =
-        std::bit_cast<std::uint64_t>(record.DateAdded) == std::bit_cast<std::uint64_t>(added.DateAdded);
-    if (sameDate && record.URL == added.URL) return true;
+    const double listed = program.Download(i).DateAdded;
+    if (std::bit_cast<std::uint64_t>(listed) == std::bit_cast<std::uint64_t>(added.DateAdded)) return true;
   }
   return false;
 }
 
-// The web engine's journal knows a download by its address and this date: another add within the same millisecond must
-// not take up the first one's progress.
+// Scripts name a download by this date, and the web engine's journal by its address and this date: another add within
+// the same millisecond must take over neither.
 void MakeDateUnique(Program& program, DownloadRecord& added) {
-  while (IsDateTaken(program, added)) {
+  while (!program.datesGiven.insert(std::bit_cast<std::uint64_t>(added.DateAdded)).second ||
+         IsDateTaken(program, added)) {
     added.DateAdded = std::nextafter(added.DateAdded, std::numeric_limits<double>::max());
   }
 }
@@ -104,7 +106,7 @@ void MakeDateUnique(Program& program, DownloadRecord& added) {
 // Puts the record into the slot of the listed one with its URL, or into a free one; 0 if the list is full. Nothing else
 // may run before the record's transfer is in its place, or two adds would take one slot.
 std::int16_t PlaceRecord(Program& program, DownloadRecord record, EngineName engine) {
-  if (engine == EngineName::Web) MakeDateUnique(program, record);
+  MakeDateUnique(program, record);
   std::int16_t index = FindListed(program, record.URL, engine);
   const bool overwrite = index != 0;
   if (!overwrite) index = FreeSlot(program);
@@ -139,6 +141,49 @@ Task<std::optional<FileState>> ConfirmedReplacing(Program* program, std::string 
   co_return *found;
 }
 
+// Where the request wants the file; nothing leaves it to the settings, or its name to the server's answer.
+std::optional<std::string> WantedPath(const Program& program, const AddRequest& request,
+                                      const AddressReading& address) {
+  const bool named = !request.name.empty();
+  const bool needsName = address.engine == EngineName::Classic && !request.folder.empty();
+  if (!named && !needsName) return std::nullopt;
+  return JoinFolder(request.folder.empty() ? program.settings.DownloadFolder : request.folder,
+                    named ? request.name : address.suggestedName);
+}
+
+DownloadRecord RecordFor(const Program& program, const AddRequest& request, const AddressReading& address,
+                         const std::optional<std::string>& path) {
+  DownloadRecord record = NewRecord(program, address.listed, address.parsed, request.kind);
+  if (path) {
+    record.SavePath = *path;
+    record.HasSavePath = true;
+  }
+  const bool web = address.engine == EngineName::Web;
+  if (web && path) record.FileName = NameOf(*path);
+  // The classic engine logs in to FTP servers alone.
+  if ((web || record.Protocol == kFtp) && !request.web.user.empty()) {
+    record.UserName = request.web.user;
+    record.Password = request.web.password;
+  }
+  return record;
+}
+
+void TellEngines(Program& program, std::int16_t index, const AddRequest& request, const AddressReading& address) {
+  program.speed->SetLimitOf(index, request.web.speedLimit);
+  if (address.engine != EngineName::Web || !program.webAdded) return;
+  WebAdd add = request.web;
+  add.folder = request.folder;
+  program.webAdded(index, add);
+}
+
+// What queue and windows must know before it begins. True if it does not begin at once.
+bool IsPutOff(Program& program, std::int16_t index, const AddRequest& request, EngineName engine) {
+  if (request.web.quiet) program.SetQuiet(index);
+  const bool timed = engine == EngineName::Web && request.web.startAt.has_value();
+  if (timed) QueueUntil(program, index, *request.web.startAt);
+  return timed || QueueIfBusy(program, index) || request.later;
+}
+
 Task<> StartPlaced(Program* program, std::int16_t index) {
   co_await StartTransfer(program, index, Start::Added);
   program->lists->RefreshRows(kAllRows, kUnforced);
@@ -146,89 +191,106 @@ Task<> StartPlaced(Program* program, std::int16_t index) {
 
 }  // namespace
 
-Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller,
-                   HandOver handOver) {
+Task<> AddDownload(Program* program, AddRequest request) {
   Boxes& boxes = program->boxes;
-  const AddressReading address = ReadAddress(*program, url, kind);
+  const AddressReading address = ReadAddress(*program, request.url, request.kind);
   if (address.engine == EngineName::None) {
     const std::string& text = address.refusedByWeb ? TextOf(*program, WebText::BadAddress) : program->Text(kBadUrl);
-    if (boxes.IsOpen(caller, text)) co_return;
-    BoxRequest request{text, kProgramName, kCritical};
-    (void)co_await boxes.Ask(caller, std::move(request));
+    if (boxes.IsOpen(request.caller, text)) co_return;
+    BoxRequest box{text, kProgramName, kCritical};
+    (void)co_await boxes.Ask(request.caller, std::move(box));
     co_return;
   }
 
   // A listed URL that is added many times raises one question at a time.
   std::optional<Claim> claim;
   const auto listed = [&] { return FindListed(*program, address.listed, address.engine); };
-  const bool continues = listed() != 0 && program->takesHandOver && program->takesHandOver(listed(), handOver);
+  const bool continues =
+      listed() != 0 && program->takesHandOver && program->takesHandOver(listed(), request.web.handOver);
   if (continues) {
     co_await program->lists->Restart(listed());
     co_return;
   }
   if (listed() != 0 && !claim.emplace(program->askedUrls, address.listed).Has()) co_return;
 
-  std::optional<std::string> path;
-  WebAdd add;
-  add.handOver = std::move(handOver);
-  if (kind != 0) {
+  std::optional<std::string> path = WantedPath(*program, request, address);
+  const bool asksPath =
+      program->settings.SaveAs && !program->headless && request.folder.empty() && request.name.empty();
+  if (request.kind != 0) {
     path = UpdatePath(*program, address.parsed.fileName);
-  } else if (program->settings.SaveAs) {
-    SaveRequest request{program->Text(kSaveTitle) + address.suggestedName, address.suggestedName,
-                        program->Text(kAllFiles) + " (*.*)|*.*"};
-    path = co_await boxes.AskSavePath(std::move(request));
+  } else if (asksPath) {
+    SaveRequest save{program->Text(kSaveTitle) + address.suggestedName, address.suggestedName,
+                     program->Text(kAllFiles) + " (*.*)|*.*"};
+    path = co_await boxes.AskSavePath(std::move(save));
     if (!path) co_return;
-    if (address.engine == EngineName::Web) add.replaced = co_await ConfirmedReplacing(program, *path);
+    if (address.engine == EngineName::Web) request.web.replaced = co_await ConfirmedReplacing(program, *path);
   }
 
   if (listed() != 0) {
     if (!claim && !claim.emplace(program->askedUrls, address.listed).Has()) co_return;
-    BoxRequest request{program->Text(kAskDuplicate), kProgramName, kYesNo | kQuestion};
-    const int answer = co_await boxes.Ask(caller, std::move(request));
+    BoxRequest box{program->Text(kAskDuplicate), kProgramName, kYesNo | kQuestion};
+    const int answer = co_await boxes.Ask(request.caller, std::move(box));
     if (answer == kAnswerNo) co_return;
   }
   claim.reset();
 
   // The list may have changed since the question.
-  DownloadRecord record = NewRecord(*program, address.listed, address.parsed, kind);
-  if (path) {
-    record.SavePath = *path;
-    record.HasSavePath = true;
-  }
   const std::int16_t former = listed();
   const bool wasFinished = former != 0 && program->Download(former).Finished;
-  const std::int16_t index = PlaceRecord(*program, std::move(record), address.engine);
+  const std::int16_t index = PlaceRecord(*program, RecordFor(*program, request, address, path), address.engine);
   if (index == 0) {
     program->lists->Status(ListIsFull());
     co_return;
   }
-  if (address.engine == EngineName::Web && program->webAdded) program->webAdded(index, add);
-  const bool queued = QueueIfBusy(*program, index);
+  TellEngines(*program, index, request, address);
+  const bool putOff = IsPutOff(*program, index, request, address.engine);
   // It moves from the finished files to the current downloads.
   if (wasFinished) {
     program->lists->RefreshDownList();
     program->lists->RefreshRows(kAllRows, kForced);
   }
-  if (!later && !queued) {
+  if (!putOff) {
     co_await StartPlaced(program, index);
   } else {
     program->lists->RefreshRows(kAllRows, kUnforced);
   }
 }
 
-Task<> AddDownload(Program* program, std::string url, bool later, std::int16_t kind, const void* caller) {
-  HandOver none;
-  return AddDownload(program, std::move(url), later, kind, caller, std::move(none));
+std::optional<std::string> PathAskedFor(const Program& program, const AddRequest& request) {
+  return WantedPath(program, request, ReadAddress(program, request.url, request.kind));
 }
 
-AddOutcome AddWithoutAsking(Program& program, const std::string& url) {
-  const AddressReading address = ReadAddress(program, url);
+std::string FaultOfPlace(const std::string& folder, const std::string& name) {
+  if (!folder.empty() && !folder.starts_with('/')) return "The folder must be given in full, from \"/\" on.";
+  if (folder.find('\0') != std::string::npos) return "The folder's name is malformed.";
+  const bool isFileName = IsStorableName(name) && name.find('/') == std::string::npos && name != "." && name != "..";
+  return isFileName ? std::string() : "This cannot be the name of a file: " + name;
+}
+
+AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
+  const std::string fault = FaultOfPlace(request.folder, request.name);
+  if (!fault.empty()) return {0, fault};
+  const WebAdd& web = request.web;
+  for (const std::string& text : {web.user, web.password, web.handOver.cookies, web.handOver.referrer}) {
+    if (HasControls(text)) return {0, "Logins, cookies and pages cannot have control characters."};
+  }
+  const AddressReading address = ReadAddress(program, request.url, request.kind);
   if (address.engine == EngineName::None) return {0, Refusal(program)};
-  if (FindListed(program, address.listed, address.engine) != 0) return {0, "It is in the list already."};
-  const std::int16_t index =
-      PlaceRecord(program, NewRecord(program, address.listed, address.parsed, 0), address.engine);
+  const std::int16_t former = FindListed(program, address.listed, address.engine);
+  if (former != 0 && program.takesHandOver && program.takesHandOver(former, request.web.handOver)) {
+    program.platform.tasks.Spawn(program.lists->Restart(former));
+    return {former, {}};
+  }
+  if (former != 0 && !request.duplicate) return {0, "It is in the list already."};
+  const bool wasFinished = former != 0 && program.Download(former).Finished;
+  const std::optional<std::string> path = WantedPath(program, request, address);
+  const std::int16_t index = PlaceRecord(program, RecordFor(program, request, address, path), address.engine);
   if (index == 0) return {0, ListIsFull()};
-  if (QueueIfBusy(program, index)) {
+  TellEngines(program, index, request, address);
+  const bool putOff = IsPutOff(program, index, request, address.engine);
+  if (request.later && !request.web.startAt) program.Download(index).Queued = 0;
+  if (wasFinished) program.lists->RefreshDownList();
+  if (putOff) {
     program.lists->RefreshRows(kAllRows, kUnforced);
   } else {
     program.platform.tasks.Spawn(StartPlaced(&program, index));

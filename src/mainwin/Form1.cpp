@@ -1,19 +1,50 @@
 #include "mainwin/Form1.h"
 
+#include <cmath>
+#include <utility>
+
+#include "async/Boxes.h"
+#include "async/TaskLoop.h"
+#include "core/Ascii.h"
+#include "core/DateTexts.h"
+#include "core/UrlList.h"
 #include "lang/Language.h"
+#include "ports/Clock.h"
+#include "ports/Dialogs.h"
+#include "ports/Failure.h"
+#include "ports/Locale.h"
 
 namespace pellora {
 
 namespace {
+
 constexpr int kCaptionNumber = 695;
+constexpr double kHoursOfADay = 24;
+
+bool HasSeveral(const std::string& text) {
+  return text.find_first_of("\r\n") != std::string::npos && ReadUrlList(text).addresses.size() > 1;
 }
+
+}  // namespace
 
 Form1::Form1(Program& program)
     : Window(program.platform, "Form1", "Enter the URL of the file to download"), program_(program) {
   Tag = TagText(kCaptionNumber);
-  Command1.OnClick = [this] { Tag = "NOW"; };
-  Command2.OnClick = [this] { Tag = "LATER"; };
+  Height = kFoldedHeight;
+  Command1.OnClick = [this] { Answer("NOW"); };
+  Command2.OnClick = [this] { Answer("LATER"); };
   Command3.OnClick = [this] { Unload(); };
+  Command4.OnClick = [this] { platform_.tasks.Spawn(Browse()); };
+  Check1.OnClick = [this] {
+    Height = Check1.Value ? kUnfoldedHeight : kFoldedHeight;
+    Foretell();
+  };
+  Check2.OnClick = [this] { Text10.Enabled = Check2.Value(); };
+  Text1.OnChange = [this] {
+    if (HasSeveral(Text1.Text)) return Answer("LIST");
+    Foretell();
+  };
+  Text2.OnChange = Text3.OnChange = [this] { Foretell(); };
 }
 
 // From here on the Tag is the answer.
@@ -27,5 +58,65 @@ void Form1::OnLoad() {
 void Form1::OnQueryUnload(bool&, UnloadMode) { Tag = "CANCEL"; }
 
 void Form1::SelectText() { Text1.SelectAll = Text1.SelectAll() + 1; }
+
+void Form1::Answer(const char* answer) { Tag = HasSeveral(Text1.Text) ? "LIST" : answer; }
+
+// What surrounds a copied address, such as a comment in the next line, is left out.
+std::string Form1::Url() const {
+  const bool oneLine = Text1.Text().find_first_of("\r\n") == std::string::npos;
+  const UrlListReading reading = oneLine ? UrlListReading() : ReadUrlList(Text1.Text());
+  return reading.addresses.size() == 1 ? reading.addresses.front() : std::string(TrimBlanks(Text1.Text()));
+}
+
+// The proposed time is a full hour, an hour ahead at least.
+void Form1::EmptyFold() {
+  Check1.Value = false;
+  Check2.Value = false;
+  Height = kFoldedHeight;
+  for (TextBox* const box : {&Text2, &Text3, &Text4, &Text5, &Text6, &Text7, &Text8, &Text9}) box->Text = "";
+  const double proposed = std::ceil((platform_.clock.Now() + 1 / kHoursOfADay) * kHoursOfADay) / kHoursOfADay;
+  const DateForms forms = platform_.locale.ShortForms();
+  Skip([&] { Text10.Text = ShortDate(proposed, forms) + " " + ShortTime(proposed, forms); });
+  Text10.Enabled = false;
+  Label9.Caption = "";
+}
+
+void Form1::Foretell() {
+  std::string foretold;
+  if (Check1.Value) {
+    Skip([&] {
+      foretold =
+          ForetoldOf(program_, Url(), std::string(TrimBlanks(Text2.Text())), std::string(TrimBlanks(Text3.Text())));
+    });
+  }
+  Label9.Caption = std::move(foretold);
+}
+
+FieldsReading Form1::Request() const {
+  AddFields fields;
+  if (Check1.Value()) {
+    fields = {.folder = Text2.Text,
+              .name = Text3.Text,
+              .user = Text4.Text,
+              .password = Text5.Text,
+              .checksum = Text6.Text,
+              .page = Text7.Text,
+              .cookies = Text8.Text,
+              .speedLimit = Text9.Text,
+              .beginsLater = Check2.Value,
+              .beginAt = Text10.Text};
+  }
+  return ReadAddFields(program_, Url(), fields);
+}
+
+Task<> Form1::Browse() {
+  const auto hold = Hold();
+  const std::string& shown = Text2.Text;
+  FolderRequest request{Label1.Caption, shown.empty() ? program_.settings.DownloadFolder : shown};
+  const std::optional<std::string> folder = co_await program_.boxes.AskFolder(std::move(request));
+  if (!folder || !Loaded()) co_return;
+  Text2.Text = *folder;
+  Foretell();
+}
 
 }  // namespace pellora

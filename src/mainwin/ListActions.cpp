@@ -6,8 +6,13 @@
 
 #include "async/Boxes.h"
 #include "async/TaskLoop.h"
+#include "core/EngineChoice.h"
 #include "core/FileNames.h"
+#include "core/QueueOrder.h"
 #include "core/RecordLife.h"
+#include "core/SpeedLimit.h"
+#include "core/WebTexts.h"
+#include "mainwin/AskLine.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
@@ -20,6 +25,14 @@ namespace pellora {
 namespace {
 
 constexpr int kAskClearAll = 408;
+constexpr std::int64_t kKiB = 1024;
+
+// Of the window that a menu entry opens: without access key and dots.
+std::string TitleOf(std::string caption) {
+  std::erase(caption, '&');
+  while (caption.ends_with('.')) caption.pop_back();
+  return caption;
+}
 
 }  // namespace
 
@@ -32,7 +45,15 @@ void MainWindow::PreparePopup() {
   stopdl.Enabled = !record.Finished && record.Active;
   stopall.Enabled = true;
   properties.Enabled = true;
+  speedlimit.Enabled = !record.Finished;
   if (!record.Finished && !record.Active) shedulded.Checked = record.Scheduled == 1;
+  changeaddress.Visible = IsWebRecord(program_, pick->index);
+  changeaddress.Enabled = MayChangeAddress(pick->index);
+  const QueueOrder order(program_);
+  const int number = order.NumberOf(pick->index);
+  const int last = static_cast<int>(order.Queued().size());
+  for (Menu* const entry : {&queuefirst, &queueup}) entry->Enabled = number > 1;
+  for (Menu* const entry : {&queuedown, &queuelast}) entry->Enabled = number > 0 && number < last;
 }
 
 void MainWindow::PrepareFinishedPopup() {
@@ -42,6 +63,23 @@ void MainWindow::PrepareFinishedPopup() {
   clearall.Enabled = !ListView2.Rows().empty();
 }
 
+// The limit of the selected download, which may have been deleted meanwhile.
+Task<> MainWindow::AskSpeedLimit() {
+  const auto hold = Hold();
+  const std::optional<Pick> pick = Selected(ListView1);
+  if (!pick || program_.Download(pick->index).Finished) co_return;
+  LineQuestion question;
+  question.title = TextOf(program_, WebText::SpeedLimitTitle);
+  question.caption = TextOf(program_, WebText::SpeedLimitQuestion);
+  question.text = SpeedLimitText((SpeedLimitOf(program_, pick->index) + kKiB - 1) / kKiB);
+  question.refusal = [this](const std::string& text) {
+    return ReadSpeedLimit(text) ? std::string() : TextOf(program_, WebText::BadSpeedLimit);
+  };
+  const std::optional<std::string> line = co_await askLine->Ask(std::move(question));
+  if (!line || !program_.Holds(pick->index, pick->serial)) co_return;
+  SetSpeedLimitOf(program_, pick->index, ReadSpeedLimit(*line).value_or(0) * kKiB);
+}
+
 void MainWindow::ToggleScheduled() {
   const std::optional<Pick> pick = Selected(ListView1);
   if (!pick) return;
@@ -49,6 +87,47 @@ void MainWindow::ToggleScheduled() {
   if (record.Active || record.Finished) return;
   record.Scheduled = record.Scheduled == 1 ? std::int16_t{0} : std::int16_t{1};
   RefreshRows(kAllRows, kUnforced);
+}
+
+bool MainWindow::MayChangeAddress(int index) {
+  const DownloadRecord& record = program_.Download(index);
+  return program_.takeAddress && record.InUse && IsWebRecord(program_, index) && !record.Active && !record.Finished;
+}
+
+// Why the record cannot have this address.
+std::string MainWindow::AddressRefusal(int index, const std::string& url) {
+  const AddressReading reading = ReadOtherAddress(program_, url);
+  if (reading.engine != EngineName::Web) return TextOf(program_, WebText::BadAddress);
+  const int listed = FindListed(program_, reading.listed, EngineName::Web);
+  return listed == 0 || listed == index ? std::string() : TextOf(program_, WebText::AddressIsListed);
+}
+
+// The engine tries the address at the record's next start, which is now or when it is its turn.
+Task<> MainWindow::ChangeAddress() {
+  const auto hold = Hold();
+  const std::optional<Pick> pick = Selected(ListView1);
+  if (!pick || !MayChangeAddress(pick->index)) co_return;
+  const DownloadRecord& record = program_.Download(pick->index);
+  const std::string& name = record.FileName.empty() ? record.Host : record.FileName;
+  LineQuestion question;
+  question.title = TitleOf(changeaddress.Caption);
+  question.caption = FillText(TextOf(program_, WebText::NewAddressOf), {name});
+  question.text = record.URL;
+  question.refusal = [this, index = pick->index](const std::string& url) { return AddressRefusal(index, url); };
+  const std::optional<std::string> url = co_await askLine->Ask(std::move(question));
+  if (!url || !program_.Holds(pick->index, pick->serial) || !MayChangeAddress(pick->index)) co_return;
+  program_.takeAddress(pick->index, ReadOtherAddress(program_, *url));
+  co_await Restart(pick->index);
+}
+
+void MainWindow::MoveInQueue(QueueMove move) {
+  const std::optional<Pick> pick = Selected(ListView1);
+  if (!pick) return;
+  QueueOrder order(program_);
+  (void)order.Move(pick->index, move);
+  const int number = order.NumberOf(pick->index);
+  if (number > 0) Status(FillText(TextOf(program_, WebText::NumberInQueue), {std::to_string(number)}));
+  PumpSoon();
 }
 
 void MainWindow::OpenOrRestart(const ListView& list) {

@@ -50,6 +50,19 @@ constexpr std::array<Command, 12> kCommands{{
     {MainWindow::kPauseAll, &MainWindow::stopall, ""},
 }};
 
+QueueMove QueueMoveOf(RowMove move) {
+  switch (move) {
+    case RowMove::First:
+      return QueueMove::First;
+    case RowMove::Up:
+      return QueueMove::Up;
+    case RowMove::Down:
+      return QueueMove::Down;
+    default:
+      return QueueMove::Last;
+  }
+}
+
 }  // namespace
 
 MainWindow::MainWindow(Program& program)
@@ -57,11 +70,14 @@ MainWindow::MainWindow(Program& program)
       form1(std::make_shared<Form1>(program)),
       wantDown(std::make_shared<WantDown>(program)),
       optionsWindow(std::make_shared<options>(program)),
+      askLine(std::make_shared<AskLine>(program)),
+      addList(std::make_shared<AddList>(program)),
       program_(program),
       timerC_(program.platform, kTickMilliseconds),
       timer5_(program.platform, kSaveMilliseconds),
       timer1_(program.platform, kIdleTimerMilliseconds),
-      preview_(program.platform, kPreviewTimerMilliseconds) {
+      preview_(program.platform, kPreviewTimerMilliseconds),
+      stayAwake_(program) {
   Width = 800;
   Height = 600;
   // The updater is a separate program, and may be missing.
@@ -109,6 +125,13 @@ void MainWindow::ConnectEvents() {
   opene.OnClick = [this] { OpenOrRestart(ListView1); };
   resumed.OnClick = [this] { OpenOrRestart(ListView1); };
   shedulded.OnClick = [this] { ToggleScheduled(); };
+  changeaddress.OnClick = [this] { platform_.tasks.Spawn(ChangeAddress()); };
+  queuefirst.OnClick = [this] { MoveInQueue(QueueMove::First); };
+  queueup.OnClick = [this] { MoveInQueue(QueueMove::Up); };
+  queuedown.OnClick = [this] { MoveInQueue(QueueMove::Down); };
+  queuelast.OnClick = [this] { MoveInQueue(QueueMove::Last); };
+  ListView1.OnMoveKey = [this](RowMove move) { MoveInQueue(QueueMoveOf(move)); };
+  speedlimit.OnClick = [this] { platform_.tasks.Spawn(AskSpeedLimit()); };
 
   ListView2.OnClick = [this] { SelectFinished(); };
   ListView2.OnDoubleClick = [this] {
@@ -153,7 +176,7 @@ void MainWindow::ConnectHints() {
 }
 
 void MainWindow::OnLoad() {
-  Show();
+  if (!program_.headless) Show();
   if (program_.catcher) program_.catcher->LoadWindow();
   form1->Load();
   ShowVersion();
@@ -192,6 +215,7 @@ void MainWindow::StartTimers() {
 }
 
 void MainWindow::StopTimers() {
+  stayAwake_.End();
   timerC_.SetEnabled(false);
   timer5_.SetEnabled(false);
   timer1_.SetEnabled(false);

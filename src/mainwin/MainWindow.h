@@ -1,7 +1,8 @@
 // MainWindow: the two lists with all their actions, the queue pump and the scheduler, the clipboard watch and the
 // layout. Its files: MainWindow.cpp (events and hints), Rows.cpp (list rows), Actions.cpp and ListActions.cpp (the
 // user's actions), Pump.cpp (the 500 ms tick), StartRecord.cpp (starting one record), Questions.cpp (add dialog and
-// clipboard question), Preview.cpp (side pane and media preview), VersionCheck.cpp, Layout.cpp.
+// clipboard question), Drops.cpp (what is dropped, files of addresses), Preview.cpp (side pane and media preview),
+// VersionCheck.cpp, Layout.cpp.
 //
 // The popups: a view reports a right click to the list, which sets the entries, and then opens `popup` over ListView1
 // if a row is selected there, or `pop2` over ListView2 in any case.
@@ -17,13 +18,19 @@
 
 #include "async/Timer.h"
 #include "async/Winsock.h"
+#include "core/Metalink.h"
 #include "core/Program.h"
 #include "core/Queue.h"
+#include "core/QueueOrder.h"
 #include "core/RecordLife.h"
+#include "core/StayAwake.h"
+#include "mainwin/AddList.h"
+#include "mainwin/AskLine.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "ports/Media.h"
 #include "ui/Controls.h"
+#include "ui/DataObject.h"
 #include "ui/LinkLabel.h"
 #include "ui/MediaSurface.h"
 #include "ui/Window.h"
@@ -32,7 +39,7 @@ namespace pellora {
 
 class options;
 
-class MainWindow final : public Window, public Lists {
+class MainWindow final : public Window, public Lists, public DropTarget {
  public:
   // Numbers of RunAction.
   enum Action {
@@ -78,6 +85,12 @@ class MainWindow final : public Window, public Lists {
   Menu stopall{this, "stopall", "Stop &All downloads", 288};
   Menu properties{this, "properties", "&Properties", 285};  // opens nothing
   Menu shedulded{this, "shedulded", "Schedulded", 287};
+  Menu speedlimit{this, "speedlimit", "Speed limit...", 872};
+  Menu changeaddress{this, "changeaddress", "&Change Address...", 943};
+  Menu queuefirst{this, "queuefirst", "&First in the Queue", 949};
+  Menu queueup{this, "queueup", "&Up in the Queue", 950};
+  Menu queuedown{this, "queuedown", "Do&wn in the Queue", 952};
+  Menu queuelast{this, "queuelast", "&Last in the Queue", 953};
   // Popup of ListView2.
   Menu pop2{this, "pop2", "pop2"};
   Menu openfile2{this, "openfile2", "&Open file", 284};
@@ -161,6 +174,8 @@ class MainWindow final : public Window, public Lists {
   const std::shared_ptr<Form1> form1;
   const std::shared_ptr<WantDown> wantDown;
   const std::shared_ptr<options> optionsWindow;
+  const std::shared_ptr<AskLine> askLine;
+  const std::shared_ptr<AddList> addList;
 
   // Only once the list was read.
   void StartTimers();
@@ -180,6 +195,10 @@ class MainWindow final : public Window, public Lists {
   // Also checks or unchecks its menu entry.
   void ShowBasket(bool shown);
   void Resize();
+  // What was dropped, here or on the basket: an address, or several addresses and files of addresses, which are shown
+  // for a choice. False if there is none. `later`: they are not started at once. `caller` as in AddRequest.
+  bool TakeDropped(const DataObject& data, bool later, const void* caller);
+  bool TakeDrop(const DataObject& data) override;
   // Renders a file into Picture3 in place of the previous one. An unsupported type leaves an empty graph.
   Task<> LoadMedia(std::string path);
 
@@ -227,6 +246,7 @@ class MainWindow final : public Window, public Lists {
   Task<bool> Confirm(std::string text, std::string title);
   void ShowOptions();
   Task<> DeleteSelected();
+  Task<> AskSpeedLimit();
   Task<> Quit();
   void PauseSelected();
   void PauseAll();
@@ -236,6 +256,10 @@ class MainWindow final : public Window, public Lists {
   void PreparePopup();
   void PrepareFinishedPopup();
   void ToggleScheduled();
+  bool MayChangeAddress(int index);
+  Task<> ChangeAddress();
+  std::string AddressRefusal(int index, const std::string& url);
+  void MoveInQueue(QueueMove move);
   void OpenOrRestart(const ListView& list);
   Task<> OpenFile(std::int16_t index);
   void ClearSelected();
@@ -243,7 +267,8 @@ class MainWindow final : public Window, public Lists {
 
   // Starting a record.
   Task<> StartRecord(std::int16_t index, Start start);
-  Task<> ResumeTransfer(std::int16_t index);
+  Task<> ResumeTransfer(std::int16_t index, bool shows);
+  Task<> RestartRecord(std::int16_t index, bool shows);  // `shows`: its window, once it is resumed
 
   // The tick.
   void Tick();
@@ -285,6 +310,11 @@ class MainWindow final : public Window, public Lists {
 
   // Questions.
   Task<> AddAction();
+  Task<std::string> FaultOf(FieldsReading asked);
+  Task<> Offer(std::vector<std::string> addresses, std::vector<std::string> files, bool later, bool cut);
+  bool TakeText(const std::string& text, bool later, const void* caller);
+  bool OfferText(const std::string& text, bool later);
+  void OfferMetalink(const std::vector<MetalinkFile>& files, bool later);
   Task<> AskClipboard(std::string url);
 
   Program& program_;
@@ -307,6 +337,7 @@ class MainWindow final : public Window, public Lists {
   std::uint64_t finishedGeneration_ = 0;  // number of the last rebuild of ListView2
 
   bool pumpPosted_ = false;  // an event that starts queued records of the web engine
+  StayAwake stayAwake_;
   std::uint64_t resumeGeneration_ = 0;
   bool adding_ = false;           // the add dialog is open
   bool askingClipboard_ = false;  // the clipboard question is open

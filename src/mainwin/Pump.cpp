@@ -3,15 +3,19 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <string>
 
 #include "async/TaskLoop.h"
 #include "core/Capture.h"
 #include "core/Numbers.h"
 #include "core/Queue.h"
+#include "core/SpeedLimits.h"
+#include "core/Transfer.h"
 #include "lang/Format.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Clock.h"
+#include "ports/Failure.h"
 #include "ports/Locale.h"
 #include "ports/Machine.h"
 #include "ports/Platform.h"
@@ -21,6 +25,24 @@ namespace pellora {
 namespace {
 
 constexpr int kTextKilobytes = 1;
+constexpr std::uint32_t kAsleep = 120'000;  // ms between two ticks: the machine was suspended
+
+bool IsReceiving(const DownloadRecord& record) {
+  return std::any_of(record.Segments.begin(), record.Segments.end(), [](const SegmentRecord& segment) {
+    return segment.State == kSegmentReceiving || segment.State == kSegmentRetrieving;
+  });
+}
+
+// The connections of the classic engine may have died meanwhile, and would be silent for ever. The web engine makes its
+// own anew.
+void ReconnectClassic(Program& program) {
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    const DownloadRecord& record = program.Download(i);
+    const std::shared_ptr<Transfer> transfer = program.TransferWindowAt(i);
+    if (!record.InUse || !record.Active || program.Web(i) != nullptr || !transfer || !IsReceiving(record)) continue;
+    if (Skip([&] { transfer->PauseDownload(); })) program.platform.tasks.Spawn(transfer->ResumeDownload());
+  }
+}
 
 std::int32_t RoundedSpeed(float speed) {
   const std::int64_t most = std::numeric_limits<std::int32_t>::max();
@@ -30,8 +52,12 @@ std::int32_t RoundedSpeed(float speed) {
 }  // namespace
 
 void MainWindow::Tick() {
+  const std::uint32_t passed = platform_.clock.TickCount() - lastTickCount_;
+  if (lastTickCount_ != 0 && passed > kAsleep) ReconnectClassic(program_);
+  program_.speed->Update();
   WatchConnection();
   AttachPreview();
+  stayAwake_.Watch();
   // A tick that asks a question does nothing else; the next ones do while it is open.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 
@@ -107,7 +133,7 @@ void MainWindow::LeaveQueue(std::int16_t index) {
   program_.Download(index).Queued = 0;
   missedAll_ = true;  // its row must no longer show it as queued
   const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(index);
-  if (transfer && program_.ShowTransferWindow) transfer->ShowWindow();
+  if (transfer && program_.ShowTransferWindow && !program_.IsQuiet(index)) transfer->ShowWindow();
 }
 
 // Starts what has a place, in the queue's order, until it is the turn of a record of the classic engine, of which the
@@ -118,7 +144,7 @@ void MainWindow::StartQueuedWeb() {
     if (turn->starts) {
       platform_.tasks.Spawn(StartRecord(turn->index, Start::Queued));
     } else if (turn->resumes) {
-      platform_.tasks.Spawn(ResumeTransfer(turn->index));
+      platform_.tasks.Spawn(ResumeTransfer(turn->index, !program_.IsQuiet(turn->index)));
     } else {
       LeaveQueue(turn->index);
     }

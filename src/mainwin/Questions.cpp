@@ -1,17 +1,22 @@
 // Questions: the add dialog and the question about a URL on the clipboard. Neither is modal; their answer is the Tag of
 // their window.
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 
+#include "async/Boxes.h"
+#include "async/InBackground.h"
 #include "async/TaskLoop.h"
 #include "core/Ascii.h"
 #include "core/EngineChoice.h"
 #include "core/Scheme.h"
+#include "core/WebTexts.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/ClipboardUrl.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Clipboard.h"
+#include "ports/Dialogs.h"
 #include "ports/Failure.h"
 #include "ports/Platform.h"
 
@@ -43,32 +48,66 @@ Task<> MainWindow::AddAction() {
     co_return;
   }
   std::string answer;
-  std::string url;
+  std::string text;
+  FieldsReading asked;
   {
     const ScopedFlag open(adding_);
     form1->Load();  // sets the Tag
     form1->Tag = "";
+    form1->EmptyFold();
     form1->Show();
     const std::optional<std::string> clipboard = platform_.clipboard.Text();
     const std::string_view offered = clipboard ? TrimCopiedText(*clipboard) : std::string_view{};
     form1->Text1.Text = std::string(TakesLowerCaseScheme(program_, offered) ? offered : kHttpScheme);
     form1->SelectText();
-    std::function<bool()> answered = [this] { return !form1->Tag().empty(); };
-    co_await platform_.tasks.UntilEvent(std::move(answered));
-    answer = form1->Tag;
-    url = TrimBlanks(form1->Text1.Text());
+    // Until nothing is wrong with what was typed.
+    for (std::string fault = "unanswered"; !fault.empty();) {
+      std::function<bool()> answered = [this] { return !form1->Tag().empty(); };
+      co_await platform_.tasks.UntilEvent(std::move(answered));
+      answer = form1->Tag;
+      fault.clear();
+      if (answer != "NOW" && answer != "LATER") break;
+      asked = form1->Request();
+      fault = co_await FaultOf(asked);
+      if (fault.empty()) break;
+      form1->Tag = "";
+      BoxRequest box{fault, kProgramName, kCritical};
+      (void)co_await program_.boxes.Ask(this, std::move(box));
+    }
+    text = form1->Text1.Text;
+    form1->EmptyFold();
     form1->Hide();
   }
   if (answer == "CANCEL") co_return;
-  // In any case, like the parser: an address that it accepts must not vanish without a message.
-  if (!TakesScheme(program_, url)) co_return;
-  co_await AddDownload(&program_, url, answer == "LATER", 0, this);
+  if (answer == "LIST" || !TakesScheme(program_, asked.request.url)) {
+    // In any case, like the parser: an address that it accepts must not vanish without a message.
+    (void)OfferText(text, answer == "LATER");
+    co_return;
+  }
+  asked.request.later = answer == "LATER";
+  asked.request.caller = this;
+  co_await AddDownload(&program_, std::move(asked.request));
+}
+
+// What is wrong with it, for the user; empty if nothing is.
+Task<std::string> MainWindow::FaultOf(FieldsReading asked) {
+  const auto hold = Hold();
+  const std::string folder = asked.request.folder;
+  if (!asked.fault.empty() || folder.empty()) co_return asked.fault;
+  const auto writable = std::make_shared<bool>(false);
+  Background::Work look = [platform = &platform_, writable, folder] { *writable = CanWriteIn(*platform, folder); };
+  try {
+    co_await InBackground(&platform_, std::move(look));
+  } catch (const Failure&) {
+    *writable = false;
+  }
+  co_return *writable ? std::string() : FillText(TextOf(program_, WebText::BadFolder), {folder});
 }
 
 // The URL to ask about in a new clipboard text. The clipboard is not read while the question is open, so that a text
 // copied meanwhile is new to the first tick after the answer.
 std::optional<std::string> MainWindow::ClipboardUrl() {
-  if (!program_.settings.CheckClipboard || askingClipboard_) return std::nullopt;
+  if (!program_.settings.CheckClipboard || program_.headless || askingClipboard_) return std::nullopt;
   std::optional<std::string> text;
   Skip([&] { text = platform_.clipboard.Text(); });
   if (!text || *text == lastClipboard_) return std::nullopt;
@@ -100,7 +139,9 @@ Task<> MainWindow::AskClipboard(std::string url) {
     wantDown->Hide();
     wantDown->Unload();
   }
-  if (yes) co_await AddDownload(&program_, url, false, 0, this);
+  if (!yes) co_return;
+  AddRequest request{.url = url, .caller = this};
+  co_await AddDownload(&program_, std::move(request));
 }
 
 }  // namespace pellora

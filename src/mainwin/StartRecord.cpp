@@ -14,7 +14,7 @@ Task<> MainWindow::StartRecord(std::int16_t index, Start start) {
   co_await StartTransfer(&program_, index, start);
 }
 
-Task<> MainWindow::ResumeTransfer(std::int16_t index) {
+Task<> MainWindow::ResumeTransfer(std::int16_t index, bool shows) {
   const auto hold = Hold();
   const std::shared_ptr<Transfer> transfer = program_.TransferWindowAt(index);
   const std::uint32_t serial = program_.Serial(index);
@@ -23,10 +23,12 @@ Task<> MainWindow::ResumeTransfer(std::int16_t index) {
     program_.Download(index).Queued = 0;
   }
   co_await transfer->ResumeDownload();
-  if (program_.Holds(index, serial) && program_.TransferWindowAt(index) == transfer) transfer->ShowWindow();
+  if (shows && program_.Holds(index, serial) && program_.TransferWindowAt(index) == transfer) transfer->ShowWindow();
 }
 
-Task<> MainWindow::Restart(std::int16_t index) {
+Task<> MainWindow::Restart(std::int16_t index) { return RestartRecord(index, true); }
+
+Task<> MainWindow::RestartRecord(std::int16_t index, bool shows) {
   const auto hold = Hold();
   const bool hasTransfer = program_.TransferWindowAt(index) != nullptr;
   const bool web = program_.Web(index) != nullptr;
@@ -38,7 +40,7 @@ Task<> MainWindow::Restart(std::int16_t index) {
   const bool full = Queue(program_).IsFull(program_.settings.MaxSimulDownlads);
   // With the classic engine a resumed download takes no heed of the limit.
   if (hasTransfer && (!web || !full || program_.Download(index).Active)) {
-    co_await ResumeTransfer(index);
+    co_await ResumeTransfer(index, shows);
     co_return;
   }
   if (!full) {
@@ -46,6 +48,7 @@ Task<> MainWindow::Restart(std::int16_t index) {
     co_return;
   }
   program_.Download(index).Queued = 1;
+  if (WebFigures* const figures = program_.Web(index)) figures->notBefore = 0;
   RefreshRows(kAllRows, kUnforced);
 }
 

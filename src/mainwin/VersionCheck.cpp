@@ -119,7 +119,8 @@ Task<> MainWindow::OfferVersion(float version, std::string notes) {
   }
   if (answer != kAnswerYes) co_return;
   const std::string url = kPackageSite + VersionDigits(version) + ".zip";
-  co_await AddDownload(&program_, url, false, kUpdateKind, this);
+  AddRequest request{.url = url, .kind = kUpdateKind, .caller = this};
+  co_await AddDownload(&program_, std::move(request));
 }
 
 }  // namespace pellora

@@ -94,6 +94,7 @@ std::optional<BoxRequest> options::Refusal() {
   if (!IsWithin(Text3, 1, 8)) return box(kBadSegments, kWarning);
   if (!IsWithin(Text4, 1, 99)) return box(kBadDownloads, kWarning);
   if (HasBadCertificates()) return box(static_cast<int>(WebText::BadCertificates), kInformation);
+  if (const std::optional<WebText> fault = SpeedLimitFault()) return box(static_cast<int>(*fault), kInformation);
   return std::nullopt;
 }
 
@@ -127,6 +128,7 @@ void options::ApplyControls() {
   for (const auto& [button, value] : WebChoices()) {
     if (button->Value) settings.WebEngine = value;
   }
+  ApplySpeedLimit();
   ApplyScheduleControls();
 }
 

@@ -63,7 +63,7 @@ options::options(Program& program) : Window(program.platform, "options", "Pellor
   ConnectEvents();
 }
 
-std::array<std::pair<CheckBox*, bool*>, 10> options::Switches() {
+std::array<std::pair<CheckBox*, bool*>, 12> options::Switches() {
   Settings& settings = program_.settings;
   return {{{&Check1, &settings.CheckClipboard},
            {&Check2, &settings.BrowserIngeration},
@@ -74,7 +74,9 @@ std::array<std::pair<CheckBox*, bool*>, 10> options::Switches() {
            {&Check7, &settings.Schedule},
            {&Check8, &settings.ProxyHTTP},
            {&Check9, &settings.ProxyFTP},
-           {&Check10, &settings.AutoStart}}};
+           {&Check10, &settings.AutoStart},
+           {&Check12, &settings.SeekChecksums},
+           {&Check14, &settings.StayAwake}}};
 }
 
 std::array<std::pair<TextBox*, std::string*>, 5> options::Texts() {
@@ -140,6 +142,7 @@ void options::RefreshFromOptions() {
   Option2.Value = settings.ScheduleOption == 1;
   Option1.Value = settings.ScheduleOption != 1;
   for (const auto& [button, value] : WebChoices()) button->Value = settings.WebEngine == value;
+  ShowSpeedLimit();
   ListLanguages();
 }
 

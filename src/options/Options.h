@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "core/Program.h"
+#include "core/WebTexts.h"
 #include "ports/Dialogs.h"
 #include "ports/Files.h"
 #include "ui/Controls.h"
@@ -88,6 +89,15 @@ class options final : public Window {
   Label Label10{this, "Label10", "An http address that leads to https needs \"All downloads\".", 806};
   Label Label11{this, "Label11", "Additional certificates (PEM file) :", 807};
   TextBox Text11{this, "Text11"};
+  Label Label12{this, "Label12", "Speed limit of all downloads (KiB/s, empty : none) :", 867};
+  TextBox Text12{this, "Text12"};
+  CheckBox Check13{this, "Check13", "Only from", 868};
+  TextBox Text13{this, "Text13"};  // an hour
+  Label Label13{this, "Label13", "to", 869};
+  TextBox Text14{this, "Text14"};  // another one
+  Label Label14{this, "Label14", "o'clock", 870};
+  CheckBox Check12{this, "Check12", "Look for checksums beside the file (SHA256SUMS)", 903};
+  CheckBox Check14{this, "Check14", "Keep the computer awake while data arrives", 955};
 
   CommandButton OK{this, "OK", "OK", 635};
   CommandButton Command1{this, "Command1", "Cancel", 636};
@@ -106,7 +116,7 @@ class options final : public Window {
 
  private:
   // The controls whose value is the setting itself; at OK the others are converted, by other rules than the store's.
-  std::array<std::pair<CheckBox*, bool*>, 10> Switches();
+  std::array<std::pair<CheckBox*, bool*>, 12> Switches();
   std::array<std::pair<TextBox*, std::string*>, 5> Texts();
   // The button of each value of WebEngine.
   std::array<std::pair<OptionButton*, std::int32_t>, 3> WebChoices();
@@ -122,8 +132,11 @@ class options final : public Window {
   // says why OK is refused, if it is.
   std::optional<BoxRequest> Refusal();
   bool HasBadCertificates();
+  std::optional<WebText> SpeedLimitFault();  // what its message says
   bool WriteTestFile(const std::string& folder, FileKind kind);
+  void ShowSpeedLimit();
   void ApplyControls();
+  void ApplySpeedLimit();
   void ApplyScheduleControls();
   void ApplyChosenLanguage();
 

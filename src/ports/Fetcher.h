@@ -16,11 +16,21 @@
 #include <string_view>
 #include <vector>
 
+#include "ports/Throttle.h"
+
 namespace pellora {
 
 struct FetchHeader {
   std::string name;
   std::string value;
+};
+
+// How a server of http or https gets the login. All but Basic answer its challenge, for which the request is repeated.
+enum class FetchAuth : std::uint8_t {
+  Basic,   // at once (RFC 7617)
+  Digest,  // RFC 7616
+  Ntlm,
+  Negotiate,  // RFC 4559: by a ticket of the user's session, whatever the login is
 };
 
 struct FetchRequest {
@@ -36,9 +46,7 @@ struct FetchRequest {
   std::vector<FetchHeader> headers;
   std::string user;  // of the server; empty: none is sent (ftp and ftps: anonymous)
   std::string password;
-  // http and https: answers the server's challenge (RFC 7616), for which the request is repeated once. Else the login
-  // is sent at once (RFC 7617).
-  bool digest = false;
+  FetchAuth auth = FetchAuth::Basic;
   std::string key;           // sftp: file of the user's private key, tried before the password; empty: none
   std::string proxy;         // as a URL with its login; empty: direct
   std::string address;       // numeric: the connection goes there, and the host is not looked up; empty: it is
@@ -46,6 +54,9 @@ struct FetchRequest {
   std::vector<std::string> knownHosts;  // sftp: files of host keys, in OpenSSH's format; some may be missing
   std::string acceptedKey;  // sftp: "SHA256:..." of a key that the user has accepted for this host; empty: none
   bool http2 = false;       // else HTTP/1.1
+  // Allows the bytes of the file; null: as fast as they come. What it does not allow waits in the kernel, but for one
+  // portion. With HTTP/2 the server may send what its window has room for, which waits in memory.
+  std::shared_ptr<Throttle> throttle;
 };
 
 struct FetchAnswer {
@@ -71,6 +82,7 @@ enum class FetchEnd {
   Unsupported,  // the scheme or the protocol version
   OtherHttp,    // the server speaks another version of HTTP than the one asked for
   Proxy,        // the proxy refuses, or does not answer
+  ProxyLogin,   // the proxy demands a login, or refuses the one that it got
   Other,
 };
 

@@ -2,11 +2,13 @@
 //
 // One Connection is one attempt: it resolves the name, connects, delivers and ends. Its events come through the
 // EventGate, in the order Connected, DataArrived..., PeerClosed, never inside the call that caused them and never after
-// Close or the Connection's destruction. All bytes of one readiness are one block. A failed attempt reports
+// Close or the Connection's destruction. All bytes of one readiness are one block,
+// but for ReadAtMost. A failed attempt reports
 // ConnectionFailed once and does nothing more; so does a host "" or a port outside 1 to 65535, which are never taken
 // for loopback or cut to 16 bits.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -36,6 +38,8 @@ class Connection {
   virtual void Close() = 0;
   // While False, data waits in the kernel.
   virtual void SetReading(bool reading) = 0;
+  // Of one readiness; the rest is the next block. 0: all.
+  virtual void ReadAtMost(std::size_t bytes) = 0;
 };
 
 class Network {

@@ -9,16 +9,19 @@ class BrowserMenu;
 class Clipboard;
 class Clock;
 class Dialogs;
+class Digests;
 class DownloadFiles;
 class EventGate;
 class EventLoop;
 class Fetcher;
 class Files;
 class Folders;
+class Inhibit;
 class Locale;
 class Machine;
 class Media;
 class Network;
+class Secrets;
 class SettingsStore;
 class Shell;
 class TaskLoop;
@@ -49,6 +52,9 @@ struct Platform {
   Fetcher* fetcher = nullptr;              // null where the program was built without it: no https
   DownloadFiles* downloadFiles = nullptr;  // null where there is no fetcher
   Unzip* unzip = nullptr;                  // null where no archive can be unpacked: update packages stay packed
+  Digests* digests = nullptr;              // null where there is no fetcher
+  Secrets* secrets = nullptr;              // null where the desktop keeps no passwords
+  Inhibit* inhibit = nullptr;              // null where nobody can be asked not to suspend
 };
 
 }  // namespace pellora

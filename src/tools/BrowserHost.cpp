@@ -12,6 +12,7 @@
 #include <QVariantMap>
 #include <csignal>
 
+#include "core/WebAddress.h"
 #include "desktop/BusTypes.h"
 #include "tools/HostFrames.h"
 
@@ -32,7 +33,11 @@ QDBusConnection SessionBus() {
 QDBusMessage CallFor(const HostRequest& request) {
   if (request.newScheme) {
     QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "Add");
-    call << QVariantMap{{kUrlKey, request.url}};
+    QVariantMap wanted{{kUrlKey, request.url}};
+    // Pages of the browser itself are none that a server is told.
+    if (ParseWebAddress(request.referrer.toStdString())) wanted.insert(kReferrerKey, request.referrer);
+    if (!request.cookie.isEmpty()) wanted.insert(kCookiesKey, request.cookie);
+    call << wanted;
     return call;
   }
   QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kAutomationInterface, "MenuURL");

@@ -1,367 +1,289 @@
-// pelloractl: adds URLs to Pellora, lists, pauses and removes its downloads and waits for them. It uses only the
-// session bus, and never makes the program show a question.
-#include <unistd.h>
-
+// pelloractl: adds URLs to Pellora, lists and changes its downloads and waits for them. It uses only the session bus,
+// and never makes the program show a question.
 #include <QCoreApplication>
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
-#include <QDBusError>
-#include <QDBusMessage>
-#include <QDBusReply>
 #include <QElapsedTimer>
 #include <QStringList>
 #include <QThread>
 #include <QVariantMap>
+#include <algorithm>
 #include <cstdio>
-#include <map>
 #include <optional>
 
+#include "core/WebAddress.h"
 #include "desktop/BusTypes.h"
+#include "tools/AddPlan.h"
+#include "tools/Arguments.h"
+#include "tools/Client.h"
+#include "tools/Help.h"
+#include "tools/Progress.h"
+#include "tools/RowJson.h"
 #include "tools/WaitList.h"
 
 namespace pellora {
 namespace {
 
-enum ExitCode { kOk = 0, kNotFinished = 1, kUsage = 2, kNotReachable = 3, kTimedOut = 4 };
+enum ExitCode { kOk = 0, kNotDone = 1, kUsage = 2, kNotReachable = 3, kTimedOut = 4 };
 
-constexpr int kCallMilliseconds = 30000;  // for a reply; a call may have to start the program first
 constexpr int kPollMilliseconds = 200;
-constexpr int kLineMilliseconds = 1000;     // between two lines of one download
 constexpr int kListedMilliseconds = 10000;  // until an added download must be listed
 constexpr int kQuitMilliseconds = 60000;    // until the program must have ended
-
-constexpr const char* kHelp =
-    "Usage: pelloractl add URL...\n"
-    "       pelloractl list\n"
-    "       pelloractl wait [--progress] [--timeout SECONDS] [ID, INDEX or URL]...\n"
-    "       pelloractl pause ID or URL...\n"
-    "       pelloractl remove ID or URL...\n"
-    "       pelloractl resume\n"
-    "       pelloractl quit\n"
-    "\n"
-    "add    adds the URLs to Pellora and prints the id of each; the session bus starts Pellora if necessary.\n"
-    "       Pellora shows no question: a URL that is refused or already listed is reported on standard error.\n"
-    "list   prints each listed download: index, state, percent, bytes received, size, URL, saved path, id, and\n"
-    "       \"no byte for N s\" if it is active and its server has been silent for ten seconds or more;\n"
-    "       then, where there is one, the reason why it has failed or waits.\n"
-    "wait   returns when each of the given downloads, or of all now listed, has ended.\n"
-    "       --progress shows their progress; --timeout gives up after that many seconds.\n"
-    "pause  stops running downloads; what they have received is kept.\n"
-    "remove takes downloads out of the list and deletes the parts of unfinished ones; finished files stay.\n"
-    "resume starts every waiting or paused download, as many at once as the settings allow.\n"
-    "quit   pauses everything, saves the list, ends Pellora and returns when it has ended.\n"
-    "\n"
-    "An id belongs to one download until Pellora ends, even after another download has taken its index.\n"
-    "\n"
-    "Exit code: 0 if everything was done (wait: everything is finished), 1 if a download failed, was paused\n"
-    "or left the list, or something was refused, 2 for wrong arguments, 3 if Pellora cannot be reached, 4 on\n"
-    "a timeout.\n";
 
 int Complain(const QString& text, ExitCode code) {
   std::fprintf(stderr, "pelloractl: %s\n", qUtf8Printable(text));
   return code;
 }
 
-void Print(const QString& line) {
-  std::printf("%s\n", qUtf8Printable(line));
+void PrintLine(const QByteArray& line) {
+  std::printf("%s\n", line.constData());
   std::fflush(stdout);
 }
 
-class Bus {
- public:
-  bool Connected() const { return bus_.isConnected(); }
-  bool ProgramRuns() const {
-    const QDBusReply<bool> owned = bus_.interface()->isServiceRegistered(kBusName);
-    return owned.isValid() && owned.value();
-  }
-  // The reply to Add, Pause or Remove; nullopt if the program cannot be reached, with the reason in Error.
-  std::optional<QVariantMap> Add(const QString& url) {
-    QDBusMessage call = Call(kDownloadsInterface, "Add");
-    call << QVariantMap{{kUrlKey, url}};
-    call.setAutoStartService(true);
-    return Ask<QVariantMap>(call);
-  }
-  std::optional<QVariantMap> Change(const char* method, const QString& id) {
-    QDBusMessage call = Call(kDownloadsInterface, method);
-    call << id;
-    return Ask<QVariantMap>(call);
-  }
-  std::optional<QList<DownloadRow>> List() {
-    const std::optional<QList<DetailRow>> details = Ask<QList<DetailRow>>(Call(kDownloadsInterface, "Details"));
-    if (!details) return std::nullopt;
-    QList<DownloadRow> rows;
-    for (const DetailRow& detail : *details) rows.append(detail.row);
-    return rows;
-  }
-  bool ResumeAll() {
-    QDBusMessage call = Call(kApplicationInterface, "ActivateAction");
-    call << QString(kResumeAllAction) << QVariantList() << QVariantMap();
-    return Tell(call);
-  }
-  bool Quit() { return Tell(Call(kDownloadsInterface, "Quit")); }
-  const QString& Error() const { return error_; }
-
- private:
-  static QDBusMessage Call(const char* interface, const char* method) {
-    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, interface, method);
-    call.setAutoStartService(false);
-    return call;
-  }
-  bool Tell(const QDBusMessage& call) {
-    const QDBusMessage reply = bus_.call(call, QDBus::Block, kCallMilliseconds);
-    return reply.type() == QDBusMessage::ReplyMessage || Failed(QDBusError(reply), call);
-  }
-  template <class Answer>
-  std::optional<Answer> Ask(const QDBusMessage& call) {
-    const QDBusReply<Answer> reply = bus_.call(call, QDBus::Block, kCallMilliseconds);
-    if (reply.isValid()) return reply.value();
-    Failed(reply.error(), call);
-    return std::nullopt;
-  }
-  // False, with the reason in Error.
-  bool Failed(const QDBusError& error, const QDBusMessage& call) {
-    if (ProgramRuns()) {
-      error_ = "Pellora does not reply: " + error.message();
-    } else if (call.autoStartService()) {
-      error_ = "Pellora is not running, and the bus does not know how to start it. Start Pellora once by hand.";
-    } else {
-      error_ = "Pellora is not running.";
-    }
-    return false;
-  }
-
-  QDBusConnection bus_ = QDBusConnection::sessionBus();
-  QString error_;
-};
-
-// One line for each download: rewritten in place on a terminal, otherwise printed when it has changed.
-class Progress {
- public:
-  explicit Progress(bool wanted) : wanted_(wanted), terminal_(isatty(STDOUT_FILENO) == 1) { clock_.start(); }
-
-  void Show(const WaitList& waits) {
-    if (!wanted_) return ShowEnded(waits);
-    if (terminal_) return Redraw(waits);
-    const auto& items = waits.Items();
-    for (std::size_t i = 0; i < items.size(); ++i) {
-      Shown& shown = shown_[i];
-      const QString line = ProgressLine(items[i]);
-      const bool due = shown.at < 0 || clock_.elapsed() - shown.at >= kLineMilliseconds;
-      if (line == shown.line || (!due && items[i].outcome == Awaited::Outcome::Open)) continue;
-      shown = {line, clock_.elapsed()};
-      Print(line);
-    }
-  }
-
- private:
-  struct Shown {
-    QString line;
-    qint64 at = -1;
-  };
-
-  void ShowEnded(const WaitList& waits) {
-    const auto& items = waits.Items();
-    for (std::size_t i = 0; i < items.size(); ++i) {
-      if (items[i].outcome == Awaited::Outcome::Open || shown_[i].at >= 0) continue;
-      shown_[i].at = clock_.elapsed();
-      Print(ProgressLine(items[i]));
-    }
-  }
-
-  void Redraw(const WaitList& waits) {
-    if (drawn_ > 0) std::printf("\x1b[%zuA", drawn_);
-    drawn_ = waits.Items().size();
-    for (const Awaited& item : waits.Items()) std::printf("\r\x1b[K%s\n", qUtf8Printable(ProgressLine(item)));
-    std::fflush(stdout);
-  }
-
-  bool wanted_;
-  bool terminal_;
-  QElapsedTimer clock_;
-  std::map<std::size_t, Shown> shown_;
-  std::size_t drawn_ = 0;
-};
-
-struct WaitOptions {
-  bool progress = false;
-  double timeoutSeconds = 0;  // 0: none
-  QStringList given;
-};
-
-int Wait(Bus& bus, const WaitOptions& options) {
-  std::optional<QList<DownloadRow>> rows = bus.List();
-  if (!rows) return Complain(bus.Error(), kNotReachable);
-  WaitList waits = options.given.isEmpty() ? WaitList(*rows) : WaitList(options.given);
-  Progress progress(options.progress);
-  QElapsedTimer clock;
-  clock.start();
-  for (;;) {
-    waits.Update(*rows);
-    if (clock.elapsed() >= kListedMilliseconds) waits.Expire();
-    const bool late =
-        options.timeoutSeconds > 0 && static_cast<double>(clock.elapsed()) >= options.timeoutSeconds * 1000;
-    const bool done = waits.Done();
-    if (late && !done) waits.GiveUp("timed out");
-    progress.Show(waits);
-    if (late && !done) return kTimedOut;
-    if (done) return waits.AllFinished() ? kOk : kNotFinished;
-    QThread::msleep(kPollMilliseconds);
-    rows = bus.List();
-    if (rows) continue;
-    waits.GiveUp("Pellora has ended");
-    progress.Show(waits);
-    return Complain(bus.Error(), kNotReachable);
-  }
-}
-
-int RunWait(Bus& bus, const QStringList& arguments) {
-  WaitOptions options;
-  for (qsizetype i = 0; i < arguments.size(); ++i) {
-    const QString& argument = arguments[i];
-    if (argument == "--progress") {
-      options.progress = true;
-    } else if (argument == "--timeout") {
-      bool good = false;
-      options.timeoutSeconds = i + 1 < arguments.size() ? arguments[++i].toDouble(&good) : 0;
-      if (!good || !(options.timeoutSeconds > 0)) return Complain("--timeout needs a number of seconds", kUsage);
-    } else if (argument.startsWith("-")) {
-      return Complain("unknown option " + argument, kUsage);
-    } else {
-      options.given << argument;
-    }
-  }
-  return Wait(bus, options);
-}
-
-int RunList(Bus& bus, const QStringList& arguments) {
-  if (!arguments.isEmpty()) return Complain("list takes no arguments", kUsage);
-  const std::optional<QList<DownloadRow>> rows = bus.List();
-  if (!rows) return Complain(bus.Error(), kNotReachable);
-  for (const DownloadRow& row : *rows) {
-    QStringList fields{QString::number(row.index),
-                       row.state,
-                       QString::number(row.percent, 'f', 1) + "%",
-                       QString::number(row.received),
-                       QString::number(row.size),
-                       Printable(row.url),
-                       Printable(row.savedPath),
-                       row.id,
-                       SilenceText(row)};
-    if (!row.reason.isEmpty()) fields << Printable(row.reason);
-    Print(fields.join('\t'));
-  }
-  return kOk;
-}
-
-// False, with a message, if there are none or one of them is an option.
-bool AreOperands(const QStringList& arguments, const QString& wanted) {
-  if (arguments.isEmpty()) {
-    Complain(wanted, kUsage);
-    return false;
-  }
-  for (const QString& argument : arguments) {
-    if (!argument.startsWith("-")) continue;
-    Complain("unknown option " + argument, kUsage);
-    return false;
-  }
-  return true;
+QString WithoutPassword(const QString& url) {
+  return QString::fromStdString(pellora::WithoutPassword(url.toStdString()));
 }
 
 // Reports the reason in a reply, if the request for one download was refused.
 ExitCode Answered(const QString& given, const QVariantMap& answer) {
   const QString reason = answer.value(kReasonKey).toString();
   if (reason.isEmpty()) return kOk;
-  Complain(Printable(given) + ": " + reason, kNotFinished);
-  return kNotFinished;
+  Complain(Printable(WithoutPassword(given)) + ": " + reason, kNotDone);
+  return kNotDone;
 }
 
-int RunAdd(Bus& bus, const QStringList& arguments) {
-  if (!AreOperands(arguments, "add needs at least one URL")) return kUsage;
-  ExitCode code = kOk;
-  for (const QString& url : arguments) {
-    const std::optional<QVariantMap> answer = bus.Add(url);
-    if (!answer) return Complain(bus.Error(), kNotReachable);
-    if (Answered(url, *answer) == kOk) {
-      Print(answer->value(kIdKey).toString());
-    } else {
-      code = kNotFinished;
+void PrintAdded(const QString& url, const QVariantMap& answer, bool json) {
+  if (json) {
+    QJsonObject object{{"url", WithoutPassword(url)}};
+    for (const char* const key : {kIdKey, kReasonKey}) {
+      if (answer.contains(key)) object.insert(key, answer.value(key).toString());
     }
+    PrintLine(JsonLine(object));
+  } else if (answer.contains(kIdKey)) {
+    PrintLine(answer.value(kIdKey).toString().toUtf8());
+  }
+}
+
+int RunAdd(Client& client, const Arguments& arguments) {
+  const AddPlan plan = PlanAdd(arguments);
+  if (!plan.error.isEmpty()) return Complain(plan.error, kUsage);
+  if (plan.showsPassword) {
+    Complain("warning: the process list shows the password in the URL; use --user and --password-stdin", kOk);
+  }
+  ExitCode code = kOk;
+  for (const QString& url : plan.urls) {
+    const std::optional<QVariantMap> answer = client.Ask("Add", {plan.RequestFor(url)}, IfNotRunning::Start);
+    if (!answer) return Complain(client.Error(), kNotReachable);
+    PrintAdded(url, *answer, arguments.Has("--json"));
+    if (Answered(url, *answer) != kOk) code = kNotDone;
   }
   return code;
+}
+
+QByteArray LineOf(const DownloadRow& row) {
+  QStringList fields{QString::number(row.index),
+                     row.state,
+                     QString::number(row.percent, 'f', 1) + "%",
+                     QString::number(row.received),
+                     QString::number(row.size),
+                     Printable(row.url),
+                     Printable(row.savedPath),
+                     row.id,
+                     SilenceText(row)};
+  if (!row.reason.isEmpty()) fields << Printable(row.reason);
+  return fields.join('\t').toUtf8();
+}
+
+int RunList(Client& client, const Arguments& arguments) {
+  const std::optional<QList<DownloadRow>> rows = client.List();
+  if (!rows) return Complain(client.Error(), kNotReachable);
+  for (const DownloadRow& row : *rows) PrintLine(arguments.Has("--json") ? JsonLine(JsonOf(row)) : LineOf(row));
+  return kOk;
+}
+
+int Wait(Client& client, const QStringList& given, WaitForm form, double seconds) {
+  std::optional<QList<DownloadRow>> rows = client.List();
+  if (!rows) return Complain(client.Error(), kNotReachable);
+  WaitList waits = given.isEmpty() ? WaitList(*rows) : WaitList(given);
+  Progress progress(form);
+  QElapsedTimer clock;
+  clock.start();
+  for (;;) {
+    waits.Update(*rows);
+    if (clock.elapsed() >= kListedMilliseconds) waits.Expire();
+    const bool late = seconds > 0 && static_cast<double>(clock.elapsed()) >= seconds * 1000;
+    const bool done = waits.Done();
+    if (late && !done) waits.GiveUp("timed out");
+    progress.Show(waits);
+    if (late && !done) return kTimedOut;
+    if (done) return waits.AllFinished() ? kOk : kNotDone;
+    QThread::msleep(kPollMilliseconds);
+    rows = client.List();
+    if (rows) continue;
+    waits.GiveUp("Pellora has ended");
+    progress.Show(waits);
+    return Complain(client.Error(), kNotReachable);
+  }
+}
+
+int RunWait(Client& client, const Arguments& arguments) {
+  if (arguments.Has("--progress") && arguments.Has("--json")) {
+    return Complain("--progress and --json exclude each other", kUsage);
+  }
+  double seconds = 0;
+  if (arguments.Has("--timeout")) {
+    bool good = false;
+    seconds = arguments.Value("--timeout").toDouble(&good);
+    if (!good || !(seconds > 0)) return Complain("--timeout needs a number of seconds", kUsage);
+  }
+  WaitForm form = WaitForm::Ends;
+  if (arguments.Has("--progress")) form = WaitForm::Progress;
+  if (arguments.Has("--json")) form = WaitForm::Json;
+  return Wait(client, arguments.operands, form, seconds);
 }
 
 // The id of the listed download with this id or URL. An index is not accepted, since another download may have taken
 // it.
 QString IdOf(const QList<DownloadRow>& rows, const QString& named) {
-  for (const DownloadRow& row : rows) {
-    if (IsNamed(row, named)) return row.id;
-  }
-  return {};
+  const auto byId = std::find_if(rows.begin(), rows.end(), [&](const DownloadRow& row) { return row.id == named; });
+  if (byId != rows.end()) return byId->id;
+  const auto row = std::find_if(rows.begin(), rows.end(), [&](const DownloadRow& r) { return IsNamed(r, named); });
+  return row != rows.end() ? row->id : QString();
 }
 
-int ChangeEach(Bus& bus, const QStringList& arguments, const char* method, const QString& wanted) {
-  if (!AreOperands(arguments, wanted)) return kUsage;
-  const std::optional<QList<DownloadRow>> rows = bus.List();
-  if (!rows) return Complain(bus.Error(), kNotReachable);
+// Calls the method for each of the downloads, by its id and these arguments.
+int ChangeEach(Client& client, const QStringList& named, const char* method, const QVariantList& more = {}) {
+  const std::optional<QList<DownloadRow>> rows = client.List();
+  if (!rows) return Complain(client.Error(), kNotReachable);
   ExitCode code = kOk;
-  for (const QString& named : arguments) {
-    const QString id = IdOf(*rows, named);
+  for (const QString& name : named) {
+    const QString id = IdOf(*rows, name);
     if (id.isEmpty()) {
-      code = Answered(named, {{kReasonKey, "No listed download has this id or URL."}});
+      (void)Answered(name, {{kReasonKey, "No listed download has this id or URL."}});
+      code = kNotDone;
       continue;
     }
-    const std::optional<QVariantMap> answer = bus.Change(method, id);
-    if (!answer) return Complain(bus.Error(), kNotReachable);
-    if (Answered(named, *answer) != kOk) code = kNotFinished;
+    QVariantList arguments{id};
+    arguments += more;
+    const std::optional<QVariantMap> answer = client.Ask(method, arguments);
+    if (!answer) return Complain(client.Error(), kNotReachable);
+    if (Answered(name, *answer) != kOk) code = kNotDone;
   }
   return code;
 }
 
-int RunPause(Bus& bus, const QStringList& arguments) {
-  return ChangeEach(bus, arguments, "Pause", "pause needs at least one id or URL");
+// A call about the program as a whole.
+int ChangeProgram(Client& client, const char* method, const QVariantList& arguments,
+                  IfNotRunning ifNotRunning = IfNotRunning::Fail) {
+  const std::optional<QVariantMap> answer = client.Ask(method, arguments, ifNotRunning);
+  if (!answer) return Complain(client.Error(), kNotReachable);
+  const QString reason = answer->value(kReasonKey).toString();
+  return reason.isEmpty() ? kOk : Complain(reason, kNotDone);
 }
 
-int RunRemove(Bus& bus, const QStringList& arguments) {
-  return ChangeEach(bus, arguments, "Remove", "remove needs at least one id or URL");
+int RunPause(Client& client, const Arguments& arguments) {
+  const bool all = arguments.Has("--all");
+  if (all == !arguments.operands.isEmpty()) return Complain("pause needs ids or URLs, or --all", kUsage);
+  return all ? ChangeProgram(client, "PauseAll", {}) : ChangeEach(client, arguments.operands, "Pause");
 }
 
-int RunResume(Bus& bus, const QStringList& arguments) {
-  if (!arguments.isEmpty()) return Complain("resume takes no arguments", kUsage);
-  return bus.ResumeAll() ? kOk : Complain(bus.Error(), kNotReachable);
+int RunResume(Client& client, const Arguments& arguments) {
+  if (!arguments.operands.isEmpty()) return ChangeEach(client, arguments.operands, "Resume");
+  return client.ResumeAll() ? kOk : Complain(client.Error(), kNotReachable);
 }
 
-int RunQuit(Bus& bus, const QStringList& arguments) {
-  if (!arguments.isEmpty()) return Complain("quit takes no arguments", kUsage);
-  if (!bus.Quit()) return Complain(bus.Error(), kNotReachable);
+int RunRemove(Client& client, const Arguments& arguments) {
+  if (arguments.operands.isEmpty()) return Complain("remove needs at least one id or URL", kUsage);
+  return ChangeEach(client, arguments.operands, "Remove");
+}
+
+int PrintLimit(Client& client) {
+  const std::optional<QVariantMap> answer = client.Ask("Limit", {});
+  if (!answer) return Complain(client.Error(), kNotReachable);
+  const int limit = answer->value(kLimitKey).toInt();
+  PrintLine(limit > 0 ? QByteArray::number(limit) : QByteArray("off"));
+  return kOk;
+}
+
+int RunLimit(Client& client, const Arguments& arguments) {
+  const QStringList& given = arguments.operands;
+  if (given.isEmpty()) return PrintLimit(client);
+  const std::optional<int> limit = SpeedLimitIn(given.last());
+  if (given.size() > 2 || !limit) {
+    return Complain("limit needs a number of KiB/s or \"off\", after the id or URL if it is for one download", kUsage);
+  }
+  if (given.size() == 1) return ChangeProgram(client, "SetLimit", {QString(), *limit});
+  return ChangeEach(client, {given.first()}, "SetLimit", {*limit});
+}
+
+// A desktop raises a window only with the token of the user's action.
+QVariantMap PlatformData() {
+  const QString token = qEnvironmentVariable("XDG_ACTIVATION_TOKEN");
+  return token.isEmpty() ? QVariantMap() : QVariantMap{{kTokenKey, token}};
+}
+
+int RunOpen(Client& client, const Arguments& arguments) {
+  if (arguments.operands.size() > 1) return Complain("open takes one id or URL", kUsage);
+  if (!arguments.operands.isEmpty()) return ChangeEach(client, arguments.operands, "ShowWindow", {PlatformData()});
+  return ChangeProgram(client, "ShowWindow", {QString(), PlatformData()}, IfNotRunning::Start);
+}
+
+int RunQuit(Client& client, const Arguments&) {
+  if (!client.Quit()) return Complain(client.Error(), kNotReachable);
   QElapsedTimer clock;
   clock.start();
-  while (bus.ProgramRuns()) {
+  while (client.ProgramRuns()) {
     if (clock.elapsed() >= kQuitMilliseconds) return Complain("Pellora has not ended", kTimedOut);
     QThread::msleep(kPollMilliseconds);
   }
   return kOk;
 }
 
+struct Command {
+  const char* name;
+  const char* help;
+  QList<OptionRule> options;
+  bool takesOperands;
+  int (*run)(Client& client, const Arguments& arguments);
+};
+
+QList<Command> Commands() {
+  return {{"add", kAddHelp, AddOptions(), true, RunAdd},
+          {"list", kListHelp, {{"--json"}}, false, RunList},
+          {"wait", kWaitHelp, {{"--progress"}, {"--timeout", true}, {"--json"}}, true, RunWait},
+          {"pause", kPauseHelp, {{"--all"}}, true, RunPause},
+          {"resume", kResumeHelp, {}, true, RunResume},
+          {"remove", kRemoveHelp, {}, true, RunRemove},
+          {"limit", kLimitHelp, {}, true, RunLimit},
+          {"open", kOpenHelp, {}, true, RunOpen},
+          {"quit", kQuitHelp, {}, false, RunQuit}};
+}
+
+int RunCommand(const Command& command, const QStringList& given) {
+  const Arguments arguments = ParseArguments(given, command.options);
+  if (arguments.Has("--help") || given == QStringList{"-h"}) {
+    std::fputs(command.help, stdout);
+    return kOk;
+  }
+  if (!arguments.error.isEmpty()) return Complain(arguments.error, kUsage);
+  if (!command.takesOperands && !arguments.operands.isEmpty()) {
+    return Complain(QString(command.name) + " takes no arguments", kUsage);
+  }
+  Client client;
+  if (!client.Connected()) return Complain("there is no session bus", kNotReachable);
+  return command.run(client, arguments);
+}
+
 int Run(QStringList arguments) {
-  if (arguments.contains("--help") || arguments.contains("-h")) {
+  const QString name = arguments.isEmpty() ? QString() : arguments.takeFirst();
+  if (name == "--help" || name == "-h") {
     std::fputs(kHelp, stdout);
     return kOk;
   }
-  using Command = int (*)(Bus&, const QStringList&);
-  const std::map<QString, Command> commands{{"add", RunAdd},     {"list", RunList},     {"wait", RunWait},
-                                            {"pause", RunPause}, {"remove", RunRemove}, {"resume", RunResume},
-                                            {"quit", RunQuit}};
-  const QString name = arguments.isEmpty() ? QString() : arguments.takeFirst();
-  const auto command = commands.find(name);
-  if (command == commands.end()) {
-    if (!name.isEmpty()) Complain("unknown command " + name, kUsage);
-    std::fputs(kHelp, stderr);
-    return kUsage;
+  for (const Command& command : Commands()) {
+    if (name == command.name) return RunCommand(command, arguments);
   }
-  RegisterBusTypes();
-  Bus bus;
-  if (!bus.Connected()) return Complain("there is no session bus", kNotReachable);
-  return command->second(bus, arguments);
+  if (!name.isEmpty()) Complain("unknown command " + name, kUsage);
+  std::fputs(kHelp, stderr);
+  return kUsage;
 }
 
 }  // namespace

@@ -24,7 +24,8 @@ ClassicEngine::ClassicEngine(Program& program)
       httpProbe_(*this, WS),
       ftpProbe_(*this, WS),
       TimeOut(program.platform, kTimeOutInterval),
-      SegTimeOut(program.platform, kSegTimeOutInterval) {
+      SegTimeOut(program.platform, kSegTimeOutInterval),
+      brake_(program) {
   for (int i = 0; i < kMaxLanes; ++i) {
     const auto entry = static_cast<std::size_t>(i);
     ws1_[entry] = std::make_unique<Winsock>(program.platform);
@@ -59,6 +60,7 @@ void ClassicEngine::Begin(const Slot& slot, EngineView& view) {
   slot_ = slot;
   view_ = &view;
   elapsedSeconds_ = Record().ElapsedSeconds;
+  brake_.Begin(slot.Index());
 }
 
 bool ClassicEngine::StillCurrent() {
@@ -101,6 +103,7 @@ void ClassicEngine::CloseEverything() {
     WS1(i).Close();
     Ftp(i).Forget();
   }
+  brake_.ForgetAll();
   for (auto& file : segmentFiles_) file.reset();
 }
 
@@ -189,6 +192,7 @@ void ClassicEngine::PauseDownload() {
     segmentFiles_[static_cast<std::size_t>(i)].reset();
     if (record.Protocol == kFtp) Ftp(i - 1).Forget();
   }
+  brake_.ForgetAll();
   for (int i = 1; i <= record.SegmentCount; ++i) {
     SegmentRecord& segment = record.Segment(i);
     if (segment.State == kSegmentComplete) continue;

@@ -25,6 +25,7 @@
 #include "transfer/FtpProbe.h"
 #include "transfer/FtpSegment.h"
 #include "transfer/HttpProbe.h"
+#include "transfer/SpeedBrake.h"
 
 namespace pellora {
 
@@ -70,6 +71,7 @@ class ClassicEngine final : public Engine, public std::enable_shared_from_this<C
   void EndRecord(const RecordEnd& end);                       // releases it, and retires
   void CountReceived(std::uint32_t tick, std::size_t bytes);  // first thing of whatever takes bytes from a socket
   bool Account(std::uint32_t tick, std::int64_t bytes);       // True: a drawing was due, and is done
+  SpeedBrake& Brake() { return brake_; }
   void PartFailed(const Failure& failure);
   void SayUnknownSize();
   void CompleteIfAllEnded();
@@ -133,6 +135,7 @@ class ClassicEngine final : public Engine, public std::enable_shared_from_this<C
   FtpProbe ftpProbe_;
   Timer TimeOut;
   Timer SegTimeOut;
+  SpeedBrake brake_;
 
   bool retired_ = false;
   bool questionOpen_ = false;

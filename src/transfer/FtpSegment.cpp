@@ -218,6 +218,7 @@ void FtpSegment::RetryData() {
   dataTried_ = engine_.Tick();
   FTP.Close();
   FTP.Connect();
+  engine_.Brake().Open(FTP);
 }
 
 bool FtpSegment::WritePart(std::string_view data) {
@@ -256,6 +257,7 @@ void FtpSegment::DataArrived(std::size_t bytes) {
   const std::int64_t counted = complete ? length + span - received : length;
   segment.ReceivedNow = static_cast<std::int32_t>(complete ? span + 1 : received);
   if (engine_.Account(engine_.Tick(), counted)) engine_.RefreshList(0);
+  engine_.Brake().Read(index_, FTP, bytes);
   if (complete) engine_.Tasks().Spawn(Completed());
 }
 
@@ -263,6 +265,7 @@ Task<> FtpSegment::Completed() {
   const auto hold = engine_.Hold();
   CloseData();
   WS1().Close();
+  engine_.Brake().Forget(index_);
   Segment().State = kSegmentComplete;
   engine_.RefreshList(0);
   if (engine_.NextToRelease() != nullptr) {

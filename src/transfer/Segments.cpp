@@ -188,6 +188,7 @@ void ClassicEngine::ConnectSegment(int i, bool keptPlan) {
   segment.State = kSegmentUnconnected;
   if (keptPlan) segment.LastActivity = static_cast<float>(Tick());
   WS1(i - 1).Connect(record.Host, record.Port);
+  brake_.Open(WS1(i - 1));
 }
 
 Task<> ClassicEngine::SegmentConnected(int index) {
@@ -238,6 +239,7 @@ void ClassicEngine::SegmentDataArrived(int index, std::size_t bytes) {
     return;
   }
   Account(tick, length);
+  brake_.Read(index, WS1(index), bytes);
   if (segment.ReceivedNow > std::int64_t{segment.RangeEnd} - segment.RangeStart) SegmentCompleted(index, segment);
 }
 
@@ -304,6 +306,7 @@ Task<> ClassicEngine::AskUnknownSize() {
 void ClassicEngine::SegmentCompleted(int index, SegmentRecord& segment) {
   const auto entry = static_cast<std::size_t>(index);
   WS1(index).Close();
+  brake_.Forget(index);
   segmentFiles_[entry].reset();
   segmentReopenTick_[entry] = 0;
   segment.State = kSegmentComplete;

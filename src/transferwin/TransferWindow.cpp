@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "async/TaskLoop.h"
+#include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "lang/Language.h"
 #include "ports/Failure.h"
@@ -43,12 +44,13 @@ void TransferWindow::SetRecordIndex(std::int16_t index) {
 Task<> TransferWindow::InitConnection() {
   const auto hold = Hold();
   if (!engine_->StillCurrent()) co_return;
-  Load();
+  // Those of the web engine are built once they are shown: there may be many that never are.
+  if (ChooseEngine(program_, RecordIndex).engine != EngineName::Web) Load();
   co_await engine_->InitConnection();
 }
 
 void TransferWindow::ShowWindow() {
-  if (!engineRetired_) Show();
+  if (!engineRetired_ && !program_.headless) Show();
 }
 
 // It may be hidden because another download has its slot. One that is paused, or waits for a silent server,
@@ -64,14 +66,11 @@ Task<> TransferWindow::EndIfDropped() {
   (void)engine_->StillCurrent();
 }
 
-// A download that has a question is resumed by the answer.
+// The engine may be able to try again; else a download that has a question is resumed by the answer.
 Task<> TransferWindow::ResumeDownload() {
   const auto hold = Hold();
-  if (question_) {
-    ShowWindow();
-  } else {
-    co_await engine_->ResumeDownload();
-  }
+  co_await engine_->ResumeDownload();
+  if (question_) ShowWindow();
 }
 
 void TransferWindow::ShowQuestion(EngineQuestion question) {
@@ -142,7 +141,7 @@ void TransferWindow::ToggleDetails() {
 
 void TransferWindow::ShowCommand3(Command3Means means) {
   EndQuestion();
-  Command3.Caption = means == Command3Means::Pause ? "Pause Download" : "Resume Download";
+  Command3.Caption = means == Command3Means::Pause ? kPauseCaption : "Resume Download";
 }
 
 void TransferWindow::OfferFile() {
@@ -159,8 +158,12 @@ void TransferWindow::EngineRetired() {
 }
 
 void TransferWindow::OnLoad() {
-  FinishedMode = 0;
+  const std::string first = Command1.Caption;
+  const std::string third = Command3.Caption;
   ApplyLanguage(*this, program_);
+  // The engine may have changed them before the window was built.
+  if (first != kStartCaption) Command1.Caption = first;
+  if (third != kPauseCaption) Command3.Caption = third;
 }
 
 // Closing the window never stops a download.

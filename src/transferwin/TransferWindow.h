@@ -45,6 +45,9 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   bool DisplayIdle = false;       // minimised: the labels need no drawing
   bool DetailsHidden = false;
 
+  static constexpr const char* kStartCaption = "Start Download";
+  static constexpr const char* kPauseCaption = "Pause Download";
+
   // Controls. Command1 and Command3 also answer a question.
   Label Label2{this, "Label2", "Downloading file :", 500};
   Label Label3{this, "Label3"};  // the URL
@@ -57,9 +60,9 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   Label Label6{this, "Label6", "Estimated time :", 670};
   Label Label5{this, "Label5", "Time Elapsed :", 669};
   ProgressBar PB{this, "PB"};
-  CommandButton Command1{this, "Command1", "Start Download", 501};  // inert until "Open File"
+  CommandButton Command1{this, "Command1", kStartCaption, 501};  // inert until "Open File"
   CommandButton Command2{this, "Command2", "Cancel", 503};
-  CommandButton Command3{this, "Command3", "Pause Download", 502};  // pause and resume; then "Open Folder"
+  CommandButton Command3{this, "Command3", kPauseCaption, 502};  // pause and resume; then "Open Folder"
   CommandButton Command4{this, "Command4", "Hide Details", 515};
   Frame Frame1{this, "Frame1", "Segmented Downloads :"};
   Frame Frame2{this, "Frame2"};

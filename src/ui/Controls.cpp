@@ -144,8 +144,21 @@ void ListView::SortBy(int column, bool descending) {
   PropertyChanged();
 }
 
+void ListView::PressMove(RowMove move) {
+  if (!OnMoveKey) return;
+  Fire([this, move] { OnMoveKey(move); });
+}
+
 void ListView::ClickColumn(int column) {
   if (OnColumnClick) Fire([this, column] { OnColumnClick(column); });
+}
+
+void ListView::CheckByUser(std::size_t row, bool checked) {
+  if (row >= rows_.size() || !rows_[row].checked) return;
+  ListRow changed = rows_[row];
+  changed.checked = checked;
+  SetRow(row, std::move(changed));
+  if (OnCheck) Fire([this, row] { OnCheck(row); });
 }
 
 void ListView::SetRow(std::size_t at, ListRow row) {

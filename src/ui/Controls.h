@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -110,9 +111,13 @@ class TextBox : public Control {
   TextBox(Window* window, std::string name, std::string text = "")
       : Control(window, std::move(name), "TextBox", 0), Text(this, std::move(text)), SelectAll(this, 0) {}
   Property<std::string> Text;
-  Property<int> SelectAll;  // each new value asks the view to select the whole text
+  Property<int> SelectAll;         // each new value asks the view to select the whole text
+  std::function<void()> OnChange;  // the user has changed the text
   // From the view.
-  void SetByUser(std::string text) { Text = std::move(text); }
+  void SetByUser(std::string text) {
+    Text = std::move(text);
+    Fire(OnChange);
+  }
 };
 
 class ComboBox : public Control {
@@ -236,9 +241,13 @@ struct ListRow {
   std::vector<std::string> subItems;
   std::int16_t record = 0;
   std::uint32_t serial = 0;
-  std::string toolTip{};  // of the whole row
+  std::string toolTip{};          // of the whole row
+  std::optional<bool> checked{};  // its check mark; none: it has no box for one
   bool operator==(const ListRow&) const = default;
 };
+
+// Where a key moves the selected row.
+enum class RowMove : std::uint8_t { First, Up, Down, Last };
 
 enum ListDisplay : int { kIconDisplay = 0, kSmallIconDisplay = 1, kListDisplay = 2, kReportDisplay = 3 };
 
@@ -278,7 +287,9 @@ class ListView : public Control {
   std::function<void()> OnDoubleClick;  // on the selected row
   std::function<void()> OnRightClick;   // before a menu opens; the row under the pointer, or none, is selected
   std::function<void()> OnDeleteKey;
+  std::function<void(RowMove move)> OnMoveKey;  // Alt with Home, Up, Down or End
   std::function<void(int column)> OnColumnClick;
+  std::function<void(std::size_t row)> OnCheck;  // the user has set or cleared its check mark
 
   // From the view.
   void SelectByUser(std::vector<std::size_t> rows) { Select(std::move(rows)); }
@@ -286,7 +297,9 @@ class ListView : public Control {
   void DoubleClick() { Fire(OnDoubleClick); }
   void RightClick() { Fire(OnRightClick); }
   void PressDelete() { Fire(OnDeleteKey); }
+  void PressMove(RowMove move);
   void ClickColumn(int column);
+  void CheckByUser(std::size_t row, bool checked);  // ignored for a row without a box
 
  private:
   void SortRows();

@@ -1,6 +1,7 @@
 // Tests the oracles: a reader with a planted mistake is detected with the stored inputs of its target.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <set>
 #include <string>
@@ -154,6 +155,17 @@ TEST(FuzzOracles, DetectAJournalWithATornTail) {
             1U);
 }
 
+TEST(FuzzOracles, DetectCookiesOfAnotherHost) {
+  const auto wrong = [](std::string_view file, const WebAddress& address, std::int64_t now) {
+    WebAddress other = address;
+    other.host = "bank.example";
+    return CookiesFor(file, other, now);
+  };
+  EXPECT_EQ(Catch("cookies", [&](std::string_view bytes) { FuzzCookies(bytes, wrong); })
+                .count("only cookies of this host, path and scheme are sent"),
+            1U);
+}
+
 TEST(FuzzOracles, DetectAListThatLosesAField) {
   int reads = 0;
   const auto wrong = [&reads](std::string_view bytes) {
@@ -260,6 +272,86 @@ TEST(FuzzOracles, DetectAPartialPreviewFrameReportedAsTheEnd) {
   };
   EXPECT_EQ(Catch("preview", [&](std::string_view bytes) { FuzzPreview(bytes, wrong); })
                 .count("pieces give the same messages"),
+            1U);
+}
+
+TEST(FuzzOracles, DetectMirrorsInTheOrderOfTheDocument) {
+  const auto wrong = [](std::string_view bytes) {
+    auto files = ReadMetalink(bytes);
+    if (files) {
+      for (MetalinkFile& file : *files) std::reverse(file.mirrors.begin(), file.mirrors.end());
+    }
+    return files;
+  };
+  EXPECT_EQ(Catch("metalink", [&](std::string_view bytes) { FuzzMetalink(bytes, wrong); })
+                .count("mirrors are in the order of their priority"),
+            1U);
+}
+
+TEST(FuzzOracles, DetectAMetalinkThatLeadsOutOfItsFolder) {
+  const auto wrong = [](std::string_view bytes) {
+    auto files = ReadMetalink(bytes);
+    if (files && bytes.find("../") != std::string_view::npos) {
+      for (MetalinkFile& file : *files) file.name = "../" + file.name;
+    }
+    return files;
+  };
+  EXPECT_EQ(Catch("metalink", [&](std::string_view bytes) { FuzzMetalink(bytes, wrong); }).count("a name is harmless"),
+            1U);
+}
+
+TEST(FuzzOracles, DetectALinkHeaderReadToItsFirstComma) {
+  const auto wrong = [](const FetchAnswer& answer, const WebAddress& base) {
+    FetchAnswer cut = answer;
+    for (FetchHeader& header : cut.headers) header.value = header.value.substr(0, header.value.find(','));
+    return MirrorsIn(cut, base);
+  };
+  EXPECT_EQ(Catch("link", [&](std::string_view bytes) { FuzzLink(bytes, wrong); })
+                .count("mirrors in one header are read as they were"),
+            1U);
+}
+
+TEST(FuzzOracles, DetectAPasswordOfAnotherHost) {
+  const auto wrong = [](std::string_view netrc, std::string_view host, std::string_view user, bool) {
+    return LoginIn(netrc, host, user, true);
+  };
+  EXPECT_EQ(
+      Catch("netrc", [&](std::string_view bytes) { FuzzNetrc(bytes, wrong); }).count("plain words mean what they say"),
+      1U);
+}
+
+TEST(FuzzOracles, DetectAnExceptedEndOfAName) {
+  const auto wrong = [](std::string_view list, const WebAddress& to) {
+    return IsExcepted(list, to) || (!list.empty() && to.host.ends_with(list));
+  };
+  EXPECT_EQ(Catch("noproxy", [&](std::string_view bytes) { FuzzNoProxy(bytes, wrong); })
+                .count("a name excepts itself and what is below it"),
+            1U);
+}
+
+TEST(FuzzOracles, DetectADigestOfTheWrongLength) {
+  DigestReaders wrong;
+  wrong.digest = [](std::string_view value) {
+    std::vector<Checksum> checksums = ReadDigest(value);
+    for (Checksum& checksum : checksums) checksum.hex.resize(32, '0');
+    return checksums;
+  };
+  EXPECT_EQ(Catch("digests", [&](std::string_view bytes) { FuzzDigests(bytes, wrong); })
+                .count("a checksum has its kind's length"),
+            1U);
+}
+
+TEST(FuzzOracles, DetectAChecksumOfAnotherFile) {
+  const auto wrong = [](std::string_view list, std::string_view) { return ListedChecksum(list, "b.iso"); };
+  EXPECT_EQ(
+      Catch("sums", [&](std::string_view bytes) { FuzzSums(bytes, wrong); }).count("plain lines mean what they say"),
+      1U);
+}
+
+TEST(FuzzOracles, DetectAnAddressLostAfterAnEmptyLine) {
+  const auto wrong = [](std::string_view text) { return ReadUrlList(text.substr(0, text.find("\n\n"))); };
+  EXPECT_EQ(Catch("urls", [&](std::string_view bytes) { FuzzUrls(bytes, wrong); })
+                .count("every line that begins like an address is one"),
             1U);
 }
 

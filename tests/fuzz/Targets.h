@@ -8,15 +8,23 @@
 #include <string_view>
 #include <vector>
 
+#include "core/ChecksumList.h"
+#include "core/CookieFile.h"
 #include "core/IniText.h"
 #include "core/ListCodec.h"
+#include "core/Metalink.h"
 #include "core/Numbers.h"
 #include "core/ParseUrl.h"
 #include "core/Program.h"
+#include "core/UrlList.h"
 #include "core/WebAddress.h"
 #include "desktop/PreviewFrames.h"
+#include "fetch/DigestHeaders.h"
+#include "fetch/EnvironmentProxy.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/JournalCodec.h"
+#include "fetch/LinkHeader.h"
+#include "fetch/Netrc.h"
 #include "fetch/ReplyCheck.h"
 #include "lang/Language.h"
 #include "mainwin/VersionReply.h"
@@ -95,6 +103,41 @@ void FuzzReply(std::string_view bytes, const ReplyReaders& readers = {});
 
 // After the first byte, a journal; if that byte is odd, each of its lines gets the right sum.
 void FuzzJournal(std::string_view bytes, const std::function<JournalReading(std::string_view)>& read = ReadJournal);
+
+// A Metalink document.
+using MetalinkReader = std::function<std::optional<std::vector<MetalinkFile>>(std::string_view)>;
+void FuzzMetalink(std::string_view bytes, const MetalinkReader& read = ReadMetalink);
+
+// The values of Link headers, a line each.
+using LinkReader = std::function<std::vector<Mirror>(const FetchAnswer&, const WebAddress&)>;
+void FuzzLink(std::string_view bytes, const LinkReader& read = MirrorsIn);
+
+// The first byte chooses whose login is wanted; the rest is a file of logins.
+using NetrcReader = std::function<NetrcLogin(std::string_view, std::string_view, std::string_view, bool)>;
+void FuzzNetrc(std::string_view bytes, const NetrcReader& read = LoginIn);
+
+// A list of hosts without a proxy and, after byte 1, a host.
+using NoProxyReader = std::function<bool(std::string_view, const WebAddress&)>;
+void FuzzNoProxy(std::string_view bytes, const NoProxyReader& excepted = IsExcepted);
+
+// The value of a header Repr-Digest or Digest.
+struct DigestReaders {
+  std::function<std::vector<Checksum>(std::string_view)> repr = ReadReprDigest;
+  std::function<std::vector<Checksum>(std::string_view)> digest = ReadDigest;
+};
+void FuzzDigests(std::string_view bytes, const DigestReaders& readers = {});
+
+// A list of checksums, searched for "a file.iso".
+using SumsReader = std::function<std::optional<Checksum>(std::string_view, std::string_view)>;
+void FuzzSums(std::string_view bytes, const SumsReader& read = ListedChecksum);
+
+// A list of addresses.
+using UrlListReader = std::function<UrlListReading(std::string_view)>;
+void FuzzUrls(std::string_view bytes, const UrlListReader& read = ReadUrlList);
+
+// An address and, after byte 1, a file of cookies.
+using CookieReader = std::function<std::string(std::string_view, const WebAddress&, std::int64_t)>;
+void FuzzCookies(std::string_view bytes, const CookieReader& read = CookiesFor);
 
 // A number, flag or date typed by the user or read from a file.
 void FuzzNumbers(std::string_view bytes, const std::function<double(std::string_view)>& prefix = NumericPrefix);

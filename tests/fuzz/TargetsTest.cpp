@@ -34,6 +34,14 @@ const Target kTargets[] = {
     {"webaddress", [](std::string_view bytes) { FuzzWebAddress(bytes); }, 4000},
     {"reply", [](std::string_view bytes) { FuzzReply(bytes); }, 6000},
     {"journal", [](std::string_view bytes) { FuzzJournal(bytes); }, 2000},
+    {"metalink", [](std::string_view bytes) { FuzzMetalink(bytes); }, 3000},
+    {"link", [](std::string_view bytes) { FuzzLink(bytes); }, 4000},
+    {"netrc", [](std::string_view bytes) { FuzzNetrc(bytes); }, 6000},
+    {"noproxy", [](std::string_view bytes) { FuzzNoProxy(bytes); }, 4000},
+    {"digests", [](std::string_view bytes) { FuzzDigests(bytes); }, 6000},
+    {"sums", [](std::string_view bytes) { FuzzSums(bytes); }, 4000},
+    {"urls", [](std::string_view bytes) { FuzzUrls(bytes); }, 6000},
+    {"cookies", [](std::string_view bytes) { FuzzCookies(bytes); }, 6000},
     {"preview", [](std::string_view bytes) { FuzzPreview(bytes); }, 10000},
 };
 

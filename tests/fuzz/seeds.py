@@ -272,7 +272,97 @@ def journals():
     })
 
 
+def metalinks():
+    document = lambda inside: '<?xml version="1.0"?><metalink xmlns="urn:ietf:params:xml:ns:metalink">%s</metalink>' % inside
+    file = lambda inside, name="a.iso": document('<file name="%s">%s</file>' % (name, inside))
+    url = '<url priority="%d" location="de">https://m%d.example/a.iso</url>'
+    sha = '<hash type="sha-256">' + "0a" * 32 + "</hash>"
+    pieces = '<pieces type="sha-1" length="100"><hash>%s</hash><hash>%s</hash></pieces>' % ("1b" * 20, "2C" * 20)
+    bomb = "".join('<!ENTITY e%d "&e%d;&e%d;">' % (i, i - 1, i - 1) for i in range(1, 30))
+    write("metalink", {
+        "whole": file("<size>150</size>" + sha + pieces + url % (2, 2) + url % (1, 1)), "two-files": document(2 * ('<file name="b">' + url % (1, 1) + "</file>")),
+        "folders": file(url % (1, 1) + url % (3, 3), "../../a/b.iso"), "no-url": file(sha), "doctype": "<!DOCTYPE metalink>" + file(url % (1, 1)),
+        "bomb": '<!DOCTYPE m [<!ENTITY e0 "x">' + bomb + "]>" + file("<url>&e29;</url>"), "deep": "<a>" * 60, "empty": b"", "none": document(""),
+        "negative": file("<size>-5</size>" + url % (-1, 1)), "entities": file("<url>http&#x3a;//m/a?b&amp;c</url>", "a&#10;&lt;b"),
+        "other-namespace": file(url % (1, 1)).replace("urn:ietf", "urn:x"), "latin": file(url % (1, 1), "\u00e4").replace('"1.0"', '"1.0" encoding="ISO-8859-1"').encode("latin-1"),
+        "utf16": file(url % (1, 1)).encode("utf-16"), "schemes": file("<url>file:///etc/passwd</url><url>ftp://u:p@s/f</url><url>sftp://s/f</url>"),
+        "cdata": file("<url><![CDATA[https://m/a]]></url><!-- x -->"), "bad-utf8": file(url % (1, 1)).encode().replace(b"a.iso", b"\xff", 1),
+        "twice": file(2 * (url % (1, 1))), "torn": file(url % (1, 1))[:-20], "pieces-short": file("<size>250</size>" + pieces + url % (1, 1)),
+    })
+
+
+def links():
+    duplicate = "<https://m%d.example/a>; rel=duplicate; pri=%d"
+    write("link", {
+        "one": duplicate % (1, 1), "several": ", ".join(duplicate % (i, 9 - i) for i in range(9)), "lines": "\n".join(duplicate % (i, i) for i in range(5)),
+        "geo": "</b>; rel=\"x duplicate\"; geo=DE; pref", "quotes": '<http://m/a,b;c>; title="a\\"; rel=x"; REL=Duplicate', "other": "</n>; rel=next",
+        "anchor": '</b>; anchor="/c"; rel=duplicate', "self": "<a.bin?x=1>; rel=duplicate", "open": '<https://m/a>; rel="duplicate', "schemes": "<file:///a>; rel=duplicate, <ftp://s/f>; rel=duplicate",
+        "empty": b"", "commas": ",,<//m/a>;rel=duplicate,,", "password": "<https://u:p@m/a>; rel=duplicate; pri=99999999999",
+    })
+
+
+def netrcs():
+    at = lambda choice, text: bytes([choice]) + text.encode()
+    entry = "machine site login bob password secret\n"
+    write("netrc", {
+        "one": at(0, entry), "user": at(2, "machine site login al password x\n" + entry), "default": at(4, "default login anonymous password a@b"),
+        "not-default": at(0, "default login anonymous password a@b"), "other": at(1, entry + "machine Other.Example\n\tlogin u\n\tpassword p"),
+        "quoted": at(0, 'machine "site" login "a \\"b" password "x\\ny"'), "comment": at(0, "# x\nmachine site # y\nlogin bob"), "macro": at(0, "macdef init\nmachine site login no\n\n" + entry),
+        "account": at(0, "machine site account machine login bob"), "cut": at(0, "machine site login"), "control": at(0, "machine site login a\x01b password c"), "empty": b"",
+        "login-first": at(0, "login x machine site password p"), "nameless": at(0, "machine site password p machine site login q"),
+    })
+
+
+def no_proxies():
+    write("noproxy", {
+        "name": "example.com\1www.example.com", "end": "ample\1example", "star": "*\1h", "list": "a, b\tc,d\1c", "port": "h:443,h:80\1h", "other-port": "h:80\1h:81",
+        "dot": ".example\1a.example.", "wild": "*.example\1a.example", "ipv4": "127.0.0.1\1127.0.0.1", "ipv4-end": "0.1\1127.0.0.1", "ipv6": "[::1]:443, ::1\1[::1]", "open": "[::1\1[::1]",
+        "case": "EXAMPLE\1a.example", "empty": "\1h", "commas": ",, ,\1h", "colon": ":\1h",
+    })
+
+
+def digests():
+    sha = "n4bQgYhMfWWaL+qgxVrQFaO/TxsrC4Is0V1sFbDwCgg="
+    write("digests", {
+        "repr": "sha-256=:%s:" % sha, "digest": "SHA-256=%s,md5=1B2M2Y8AsgTpgAmY7PhCfg==" % sha, "both": "sha-256=:%s:, md5=:1B2M2Y8AsgTpgAmY7PhCfg==:" % sha,
+        "twice": "sha-256=:%s:, sha-256=:%s:" % (sha, sha.replace("n", "m")), "differ": "sha-256=%s,SHA-256=%s" % (sha, sha.replace("n", "m")), "parameters": 'sha-256=:%s:;a;b="c\\"";d=1, x=(1)' % sha,
+        "short": "sha-256=:AAAA:", "open": "sha-256=:" + sha, "no-padding": "sha-256=:%s:" % sha.rstrip("="), "sha": "sha=2jmj7l5rSw0yVb/vlWAYkK/YBwk=", "empty": b"", "blanks": " sha-256 = %s " % sha, "unknown": "crc32c=:AAAAAA==:, sha-512=1",
+    })
+
+
+def sums():
+    sha, md5 = "9f" * 32, "AB" * 16
+    write("sums", {
+        "gnu": "%s  a file.iso\n" % sha, "binary": "%s *a file.iso\n" % sha, "bsd": "SHA256 (a file.iso) = %s\n" % sha, "openssl": "SHA2-256(a file.iso)= %s\n" % sha, "strongest": "%s  a file.iso\n%s  a file.iso\n" % (md5, sha),
+        "differ": "%s  a file.iso\n%s  a file.iso\n" % (sha, sha.replace("9", "8")), "folder": "%s  ./a file.iso\n%s  x/a file.iso" % (sha, md5), "escaped": "\\%s  a\\nb\n\\%s  a file.iso" % (sha, md5),
+        "other": "%s  b.iso\n%s  a file.iso" % (sha, md5), "crlf": "%s  a file.iso\r\n" % sha, "mark": b"\xef\xbb\xbf" + ("%s  a file.iso" % sha).encode(), "alone": sha, "empty": b"", "short": "9f  a file.iso", "signed": "-----BEGIN PGP SIGNED MESSAGE-----\nHash: SHA512\n\n%s  a file.iso\n-----BEGIN" % sha,
+        "weaker-later": "%s  a file.iso\n%s  a file.iso" % (sha, md5), "b-alone": "%s  b.iso" % sha,
+    })
+
+
+def url_lists():
+    write("urls", {
+        "lines": "https://a/b\nftp://c/d\n", "crlf": "https://a/b\r\nhttp://c/d\r\n", "cr": "https://a/b\rhttps://c/d", "mirrors": "https://a/b\thttps://c/b\n  out=x\n", "comments": "# https://a/b\n\n  https://c/d  \n", "empty-line": "https://a/b\n\nhttps://c/d",
+        "words": "hello\n://x\n1:/y\nmailto:x\n", "mark": b"\xef\xbb\xbfhttps://a/b", "nul": b"https://a/b\n\0https://c/d", "empty": b"", "not-utf8": b"https://\xff\n", "spaces": "https://a/b c\n\v\fx+y-z.1://a", "html": '<a href="https://a/b">', "same": "https://a/b\nhttps://a/b", "cut": "https://a/b\t",
+    })
+
+
+def cookies():
+    row = lambda *fields: "\t".join(fields) + "\n"
+    own = row("dl.site.example", "FALSE", "/", "FALSE", "0", "a", "1")
+    url = "https://dl.site.example/d/f.zip\1"
+    write("cookies", {
+        "own": url + own, "domain": url + row(".site.example", "TRUE", "/d", "TRUE", "2000000000", "b", "x=y z"),
+        "other": url + row("bank.example", "FALSE", "/", "FALSE", "0", "c", "2") + own, "above": url + row(".example", "TRUE", "/", "FALSE", "0", "d", "3"),
+        "http-only": url + "# Netscape HTTP Cookie File\n#HttpOnly_" + own, "ended": url + row("dl.site.example", "FALSE", "/", "FALSE", "1", "e", "4"),
+        "clear": "http://dl.site.example/\1" + row("dl.site.example", "FALSE", "/", "TRUE", "0", "f", "5") + own,
+        "numeric": "http://127.0.0.1/\1" + row("127.0.0.1", "TRUE", "/", "FALSE", "0.5", "g", "6"), "twice": url + own + own.replace("/", "/d"),
+        "crlf": url + own.replace("\n", "\r\n"), "injection": url + own.replace("1\n", "1\rX: y; z=1\n"), "few": url + "dl.site.example\tFALSE\n",
+        "bank": "https://bank.example/\1" + row("bank.example", "FALSE", "/", "FALSE", "0", "c", "2"), "empty": url,
+    })
+
+
 if __name__ == "__main__":
     for seeds in (urls, headers, segments, ftp, lists, zips, languages, settings, versions, numbers, frames, tgas, previews,
-                  web_addresses, replies, journals):
+                  web_addresses, replies, journals, metalinks, links, netrcs, no_proxies, digests, sums, url_lists, cookies):
         seeds()

@@ -174,6 +174,16 @@ void SimAutoStart::SetEntry(bool aPresent) {
   present = aPresent;
 }
 
+void SimInhibit::Hold(const std::string& aReason) {
+  if (held) throw std::logic_error("Inhibit: held already");
+  if (SimFails("inhibit") || fails) throw Failure(FailureNumber::File, "the desktop cannot be asked");
+  held = true;
+  ++holds;
+  reason = aReason;
+}
+
+void SimInhibit::Release() { held = false; }
+
 std::string SimLocale::DateTimeText(double serial) const {
   constexpr double kLastDay = 2958465;  // 9999-12-31
   if (!(serial > -657435.0) || !(serial < kLastDay + 1)) return "";

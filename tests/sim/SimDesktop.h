@@ -18,6 +18,7 @@
 #include "ports/BrowserMenu.h"
 #include "ports/Clipboard.h"
 #include "ports/Dialogs.h"
+#include "ports/Inhibit.h"
 #include "ports/Locale.h"
 #include "ports/Machine.h"
 #include "ports/SettingsStore.h"
@@ -147,6 +148,17 @@ class SimAutoStart final : public AutoStart {
   bool present = false;
   int writes = 0;
   bool failWrites = false;
+};
+
+class SimInhibit final : public Inhibit {
+ public:
+  void Hold(const std::string& reason) override;
+  void Release() override;
+
+  bool held = false;
+  int holds = 0;
+  std::string reason;  // of the last hold
+  bool fails = false;
 };
 
 // Decimal point, and dates as 2026-11-21 00:16:00.

@@ -12,7 +12,9 @@ namespace pellora {
 namespace {
 
 constexpr SimLoop::Micros kGather = 100 * SimLoop::kMillisecond;
+constexpr SimLoop::Micros kRetry = 20 * SimLoop::kMillisecond;
 constexpr SimLoop::Micros kLookUp = 20 * SimLoop::kMillisecond;
+constexpr int kProxyLogin = 407;
 constexpr SimLoop::Micros kFinalReply = 60 * SimLoop::kSecond;
 
 const char* WhatIsWrong(SimTls tls) {
@@ -112,7 +114,7 @@ void SimFetch::Cancel() {
 void SimFetch::SetReading(bool reading) {
   if (!events_ || reading_ == reading) return;
   reading_ = reading;
-  if (link_ && link_->connection && !starved_) link_->connection->SetReading(reading);
+  if (link_ && link_->connection && !starved_ && !throttled_) link_->connection->SetReading(reading);
   if (!reading) return;
   Pump();
   Later(0, &SimFetch::Read);
@@ -121,9 +123,18 @@ void SimFetch::SetReading(bool reading) {
 void SimFetch::Resume() {
   if (!starved_) return;
   starved_ = false;
+  ReadOn();
+}
+
+void SimFetch::Retry() {
+  throttled_ = false;
+  ReadOn();
+}
+
+void SimFetch::ReadOn() {
   if (!reading_ || !link_) return;
   Read();
-  if (link_ && !starved_) link_->connection->SetReading(true);
+  if (link_ && !starved_ && !throttled_) link_->connection->SetReading(true);
 }
 
 void SimFetch::Connected() {
@@ -200,7 +211,8 @@ std::string SimFetch::HttpRequestText() const {
     text += "Proxy-Authorization: Basic " + SimBase64(proxy_->login) + "\r\n";
   }
   if (!request_.user.empty()) {
-    text += "Authorization: Basic " + SimBase64(request_.user + ":" + request_.password) + "\r\n";
+    text += "Authorization: " + SimAuthName(request_.auth) + " " + SimBase64(request_.user + ":" + request_.password) +
+            "\r\n";
   }
   if (request_.ranged) {
     text += "Range: bytes=" + std::to_string(request_.from) + "-" +
@@ -244,7 +256,7 @@ void SimFetch::PeerClosed() {
 void SimFetch::Read() {
   std::string_view input = pending_;
   bool more = true;
-  while (more && reading_ && !starved_ && link_) {
+  while (more && reading_ && !starved_ && !throttled_ && link_) {
     if (part_ == Part::Proxy) {
       more = ReadProxy(input);
     } else if (part_ != Part::Reply) {
@@ -261,6 +273,10 @@ bool SimFetch::ReadProxy(std::string_view& input) {
   std::string_view body;
   const SimHttpReader::Step step = reader_.Next(input, 0, body);
   if (step == SimHttpReader::Step::More) return false;
+  if (reader_.Status() == kProxyLogin) {
+    EndForProxyLogin();
+    return false;
+  }
   if (step == SimHttpReader::Step::Broken || reader_.Status() >= 300) {
     End(FetchEnd::Proxy, "the proxy refuses (" + std::to_string(reader_.Status()) + ")");
     return false;
@@ -272,7 +288,7 @@ bool SimFetch::ReadProxy(std::string_view& input) {
 
 bool SimFetch::ReadHttp(std::string_view& input) {
   std::string_view body;
-  switch (reader_.Next(input, Room(), body)) {
+  switch (reader_.Next(input, std::min(Room(), Allowed()), body)) {
     case SimHttpReader::Step::More:
       return false;
     case SimHttpReader::Step::Head:
@@ -280,7 +296,7 @@ bool SimFetch::ReadHttp(std::string_view& input) {
     case SimHttpReader::Step::Body:
       return Gather(body);
     case SimHttpReader::Step::Room:
-      return TakeBlock();
+      return Room() == 0 ? TakeBlock() : AskThrottle(input.size());
     case SimHttpReader::Step::End:
       End(FetchEnd::Whole);
       return false;
@@ -291,7 +307,13 @@ bool SimFetch::ReadHttp(std::string_view& input) {
   return false;
 }
 
+void SimFetch::EndForProxyLogin() { End(FetchEnd::ProxyLogin, "the proxy refuses the login"); }
+
 bool SimFetch::AnswerHttp() {
+  if (proxy_ && reader_.Status() == kProxyLogin) {
+    EndForProxyLogin();
+    return false;
+  }
   FetchAnswer answer;
   answer.status = reader_.Status();
   answer.headers = reader_.Headers();
@@ -314,7 +336,8 @@ bool SimFetch::ReadFile(std::string_view& input) {
   }
   if (input.empty()) return false;
   if (Room() == 0 && !TakeBlock()) return false;
-  std::size_t size = std::min(input.size(), Room());
+  if (Allowed() == 0 && !AskThrottle(input.size())) return false;
+  std::size_t size = std::min({input.size(), Room(), Allowed()});
   if (fileLeft_ >= 0) size = std::min(size, static_cast<std::size_t>(fileLeft_));
   const std::string_view bytes = input.substr(0, size);
   input.remove_prefix(size == 0 ? input.size() : size);
@@ -356,18 +379,36 @@ bool SimFetch::TakeBlock() {
     link_->connection->SetReading(false);
     return false;
   }
-  loop_.Arrive(source_, loop_.Time() + kGather, [weak = weak_from_this(), number = ++blockNumber_] {
-    const std::shared_ptr<SimFetch> self = weak.lock();
-    if (self && self->block_ && self->blockNumber_ == number) self->HandOn();
-  });
   return true;
 }
 
+bool SimFetch::AskThrottle(std::size_t bytes) {
+  constexpr std::size_t kMostAtOnce = std::size_t{16} << 10;
+  const std::size_t portion = std::min({bytes, kMostAtOnce, request_.throttle->Portion()});
+  if (request_.throttle->Take(portion)) {
+    allowed_ += portion;
+    return true;
+  }
+  throttled_ = true;
+  link_->connection->SetReading(false);
+  Later(kRetry, &SimFetch::Retry);
+  return false;
+}
+
 bool SimFetch::Gather(std::string_view bytes) {
+  allowed_ -= std::min(allowed_, bytes.size());
+  if (blockBytes_->empty()) HandOnLater();
   *blockBytes_ += bytes;
   if (Room() == 0) HandOn();
   if (!url_.IsHttp() && fileLeft_ == 0) Later(kFinalReply, &SimFetch::MissFinalReply);
   return true;
+}
+
+void SimFetch::HandOnLater() {
+  loop_.Arrive(source_, loop_.Time() + kGather, [weak = weak_from_this(), number = ++blockNumber_] {
+    const std::shared_ptr<SimFetch> self = weak.lock();
+    if (self && self->block_ && self->blockNumber_ == number) self->HandOn();
+  });
 }
 
 void SimFetch::MissFinalReply() { End(FetchEnd::Other, "the end is not confirmed"); }

@@ -87,6 +87,7 @@ class SimFetch final : public std::enable_shared_from_this<SimFetch> {
   void Cancel();
   void SetReading(bool reading);
   void Resume();  // a block is free
+  void Retry();   // of the throttle
   bool IsRunning() const { return events_ != nullptr; }
 
   // Of the link.
@@ -119,12 +120,17 @@ class SimFetch final : public std::enable_shared_from_this<SimFetch> {
   bool ReadProxy(std::string_view& input);
   bool ReadHttp(std::string_view& input);
   bool AnswerHttp();
+  void EndForProxyLogin();
   bool ReadFile(std::string_view& input);
   bool AnswerFile(const std::string& line);
   bool Gather(std::string_view bytes);
   bool TakeBlock();
+  bool AskThrottle(std::size_t bytes);
+  void ReadOn();
+  std::size_t Allowed() const { return request_.throttle ? allowed_ : std::size_t{1} << 30; }
   void MissFinalReply();
   void HandOn();
+  void HandOnLater();
   void Answer(FetchAnswer answer);
   void Queue(Event event);
   void Pump();
@@ -145,7 +151,9 @@ class SimFetch final : public std::enable_shared_from_this<SimFetch> {
   std::unique_ptr<SimFetchLink> link_;
   std::string pending_;  // arrived, and not read yet
   bool reading_ = true;
-  bool starved_ = false;  // waits for a block
+  bool starved_ = false;     // waits for a block
+  bool throttled_ = false;   // waits for the throttle
+  std::size_t allowed_ = 0;  // by the throttle, and not read yet
   SimHttpReader reader_;
   std::string fileLine_;
   std::int64_t fileLeft_ = -1;         // -1: not known

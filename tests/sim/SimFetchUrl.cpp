@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "core/Percent.h"
+
 namespace pellora {
 
 namespace {
@@ -27,7 +29,7 @@ std::optional<FetchUrl> SplitFetchUrl(const std::string& text) {
   const std::size_t end = std::min(text.find_first_of("/?", begin), text.size());
   std::string authority = text.substr(begin, end - begin);
   if (const std::size_t at = authority.rfind('@'); at != std::string::npos) {
-    url.login = authority.substr(0, at);
+    url.login = PercentDecoded(authority.substr(0, at));
     authority.erase(0, at + 1);
   }
   url.target = text.substr(end);

@@ -76,6 +76,7 @@ SimFetcher::~SimFetcher() { Drop(); }
 std::unique_ptr<Fetch> SimFetcher::Begin(FetchRequest request, FetchEvents& events) {
   SimFetchLog& log = log_.emplace_back();
   log.request = request;
+  log.request.throttle = nullptr;  // ends with the request
   log.beganAt = loop_.Time() / SimLoop::kMillisecond;
   loop_.Trace().Note(loop_.Time(), "fetch", log_.size(), static_cast<std::uint64_t>(request.from), request.url);
   const auto fetch = std::make_shared<SimFetch>(*this, std::move(request), events, log);

@@ -177,10 +177,21 @@ void SimHttpServer::Reply(SimPeer& peer, const HttpRequest& request, const HttpF
     if (fault.closeAfterReply) peer.Close();
     return;
   }
+  if (RefusesAsProxy(peer, request)) return;
   if (tunnels && request.method == "CONNECT" && fault.status == 0) {
     return peer.Send("HTTP/1.1 200 Connection established\r\n\r\n");
   }
   SendAnswer(peer, request, Choose(peer, request, fault), fault);
+}
+
+bool SimHttpServer::RefusesAsProxy(SimPeer& peer, const HttpRequest& request) {
+  const bool proxied = request.method == "CONNECT" || !request.target.starts_with('/');
+  if (proxyLogin.empty() || !proxied) return false;
+  if (request.Header("Proxy-Authorization") == "Basic " + SimBase64(proxyLogin)) return false;
+  peer.Send(
+      "HTTP/1.1 407 Proxy Authentication Required\r\nProxy-Authenticate: Basic realm=\"proxy\"\r\n"
+      "Content-Length: 0\r\n\r\n");
+  return true;
 }
 
 SimHttpServer::Answer SimHttpServer::Choose(SimPeer& peer, const HttpRequest& request, const HttpFault& fault) {
@@ -220,9 +231,10 @@ bool SimHttpServer::IsBusyWithout(const SimPeer& peer) const {
 
 std::optional<SimHttpServer::Answer> SimHttpServer::Refuse(const HttpRequest& request, HttpTraits& traits) const {
   if (++traits.served > traits.uses) return ErrorPage(403, "Forbidden", "text/html", "<html>this link was used</html>");
-  if (!traits.login.empty() && request.Header("Authorization") != "Basic " + SimBase64(traits.login)) {
+  const std::string scheme = SimAuthName(traits.auth);
+  if (!traits.login.empty() && request.Header("Authorization") != scheme + " " + SimBase64(traits.login)) {
     Answer answer = ErrorPage(401, "Unauthorized", "text/html", "<html>log in</html>");
-    answer.lines = "WWW-Authenticate: Basic realm=\"origin\"\r\n";
+    answer.lines = "WWW-Authenticate: " + scheme + " realm=\"" + traits.realm + "\"\r\n";
     return answer;
   }
   const std::string cookies = "; " + request.Header("Cookie").value_or("") + ";";

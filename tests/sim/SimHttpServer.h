@@ -30,6 +30,7 @@
 #include "SimContent.h"
 #include "SimHttpFault.h"
 #include "SimNetwork.h"
+#include "ports/Fetcher.h"
 
 namespace pellora {
 
@@ -57,9 +58,11 @@ struct HttpTraits {
   std::vector<std::string> setCookies = {};  // values of Set-Cookie
   std::string cookie = {};                   // "name=value" that a request must have
   int withoutCookie = 403;                   // the status of its refusal; 200: a login page
-  std::string login = {};                    // "user:password" of a Basic login
-  int uses = INT_MAX;                        // requests after so many get 403
-  int served = 0;                            // requests so far
+  std::string login = {};                    // "user:password" that a request must have,
+  FetchAuth auth = FetchAuth::Basic;         // in this way
+  std::string realm = "origin";
+  int uses = INT_MAX;  // requests after so many get 403
+  int served = 0;      // requests so far
 };
 
 // What becomes of connections, or requests, above the limit.
@@ -104,7 +107,8 @@ class SimHttpServer final : public SimServer {
   // Replaces the faults by those of a name in SimHttpMisbehaviour.cpp. False if there are none.
   bool Misbehave(std::string_view name);
   static std::vector<std::string> Misbehaviours();
-  bool tunnels = false;  // as a proxy: CONNECT succeeds, and leads to this server
+  std::string proxyLogin;  // as a proxy: "user:password" that it demands, by Basic; empty: none
+  bool tunnels = false;    // as a proxy: CONNECT succeeds, and leads to this server
   void NoFaults() {
     const HttpFault none;  // not a temporary, of which g++ 12 warns at -O3
     always_ = none;
@@ -145,6 +149,7 @@ class SimHttpServer final : public SimServer {
   std::optional<HttpFault> Chosen(const HttpRequest& request) const;
   void Reply(SimPeer& peer, const HttpRequest& request, const HttpFault& fault);
   Answer Choose(SimPeer& peer, const HttpRequest& request, const HttpFault& fault);
+  bool RefusesAsProxy(SimPeer& peer, const HttpRequest& request);
   std::optional<Answer> Refuse(const HttpRequest& request, HttpTraits& traits) const;
   void Describe(Answer& answer, const HttpRequest& request, const HttpTraits& traits) const;
   void ApplyChanges();

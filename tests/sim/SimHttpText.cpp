@@ -49,4 +49,17 @@ std::string SimBase64(std::string_view bytes) {
   return text;
 }
 
+std::string SimAuthName(FetchAuth auth) {
+  switch (auth) {
+    case FetchAuth::Digest:
+      return "Digest";
+    case FetchAuth::Ntlm:
+      return "NTLM";
+    case FetchAuth::Negotiate:
+      return "Negotiate";
+    default:
+      return "Basic";
+  }
+}
+
 }  // namespace pellora

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "ports/Fetcher.h"
+
 namespace pellora {
 
 // Equality without case, of ASCII.
@@ -13,5 +15,7 @@ bool SameWithoutCase(std::string_view a, std::string_view b);
 std::string SimHttpDate(std::int64_t seconds);
 // Of Basic logins (RFC 7617).
 std::string SimBase64(std::string_view bytes);
+// "Basic", "Digest", ...: the simulated servers take what follows the name for a Basic login in all of them.
+std::string SimAuthName(FetchAuth auth);
 
 }  // namespace pellora

@@ -21,6 +21,7 @@ class SimConnection final : public Connection {
   void Send(std::string_view bytes) override { peer_->ClientSends(std::string(bytes)); }
   void Close() override { peer_->ClientCloses(); }
   void SetReading(bool reading) override { peer_->SetReading(reading); }
+  void ReadAtMost(std::size_t bytes) override { peer_->ReadAtMost(bytes); }
 
  private:
   std::shared_ptr<SimPeer> peer_;
@@ -237,6 +238,7 @@ std::uint64_t SimPeer::BlockSize() {
   for (const std::uint64_t split : wire.splitAt) {
     if (split > delivered_) size = std::min(size, split - delivered_);
   }
+  if (most_ > 0) size = std::min(size, most_);
   if (wire.dropAfter) size = std::min(size, *wire.dropAfter - delivered_);
   if (wire.hangAfter) size = std::min(size, *wire.hangAfter - delivered_);
   return size;

@@ -174,6 +174,7 @@ class SimPeer : public std::enable_shared_from_this<SimPeer> {
   void ClientSends(std::string bytes);
   void ClientCloses();
   void SetReading(bool reading);
+  void ReadAtMost(std::size_t bytes) { most_ = bytes; }
   void Pump();
   void DeliverBlock();
   void EndOfStream();
@@ -199,10 +200,11 @@ class SimPeer : public std::enable_shared_from_this<SimPeer> {
   SimLoop::Micros lastToServer_ = 0;
   bool connected_ = false;
   bool reading_ = true;
-  bool underWay_ = false;  // a block or the end of the stream is scheduled
-  bool closing_ = false;   // the server closes after its bytes
-  bool over_ = false;      // nothing more goes to the program
-  bool lost_ = false;      // nothing more comes from it
+  std::uint64_t most_ = 0;  // bytes of a block; 0: no limit of the program's
+  bool underWay_ = false;   // a block or the end of the stream is scheduled
+  bool closing_ = false;    // the server closes after its bytes
+  bool over_ = false;       // nothing more goes to the program
+  bool lost_ = false;       // nothing more comes from it
 };
 
 }  // namespace pellora

@@ -38,6 +38,7 @@ SimPlatform::SimPlatform(SimOptions options)
       background_(loop_, options.seed + kBackgroundSeed),
       fetcher_(loop_, network_, disk_),
       downloadFiles_(disk_),
+      secrets_(loop_),
       tasks_(std::make_unique<TaskLoop>(gate_, loop_)),
       platform_(new Platform{gate_,
                              loop_,
@@ -60,6 +61,11 @@ SimPlatform::SimPlatform(SimOptions options)
                              nullptr,
                              options.web ? &fetcher_ : nullptr,
                              options.web ? &downloadFiles_ : nullptr}) {
+  platform_->inhibit = &inhibit_;
+  if (options.web) {
+    platform_->secrets = &secrets_;
+    platform_->digests = &digests_;
+  }
   disk_.SetState(std::move(options.disk));
   for (const char* folder : {"/prog", "/home/u/Documents", "/tmp"}) disk_.MakeFolder(folder);
 }

@@ -32,6 +32,7 @@
 #include "SimBackground.h"
 #include "SimContent.h"
 #include "SimDesktop.h"
+#include "SimDigests.h"
 #include "SimDisk.h"
 #include "SimDownloadFiles.h"
 #include "SimFetcher.h"
@@ -40,6 +41,7 @@
 #include "SimMedia.h"
 #include "SimNetwork.h"
 #include "SimRandom.h"
+#include "SimSecrets.h"
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
 #include "ports/Platform.h"
@@ -82,12 +84,15 @@ class SimPlatform {
   SimLocale& locale() { return locale_; }
   SimAutoStart& autoStart() { return autoStart_; }
   SimTray& tray() { return tray_; }
+  SimInhibit& inhibit() { return inhibit_; }
   SimBrowserMenu& browserMenu() { return browserMenu_; }
   SimWindows& windows() { return windows_; }
   SimMedia& media() { return media_; }
   SimBackground& background() { return background_; }
   SimFetcher& fetcher() { return fetcher_; }
   SimDownloadFiles& downloadFiles() { return downloadFiles_; }
+  SimSecrets& secrets() { return secrets_; }
+  SimDigests& digests() { return digests_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
 
@@ -137,12 +142,15 @@ class SimPlatform {
   SimLocale locale_;
   SimAutoStart autoStart_;
   SimTray tray_;
+  SimInhibit inhibit_;
   SimBrowserMenu browserMenu_;
   SimWindows windows_;
   SimMedia media_;
   SimBackground background_;
   SimFetcher fetcher_;
   SimDownloadFiles downloadFiles_;
+  SimSecrets secrets_;
+  SimDigests digests_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;
 };

@@ -11,6 +11,7 @@ namespace pellora {
 namespace {
 
 constexpr std::uint32_t kTickMilliseconds = 50;
+constexpr std::uint32_t kRetryMilliseconds = 20;
 constexpr std::size_t kKeptConnections = 32;
 
 CurlTransfer& TransferOf(CURL* easy) {
@@ -27,7 +28,8 @@ CurlLoop::CurlLoop(EventGate& gate, EventLoop& events, std::shared_ptr<FetchPool
       desk_(std::move(desk)),
       multi_(curl_multi_init()),
       timer_(events.NewAlarm([this] { Act(CURL_SOCKET_TIMEOUT, 0); })),
-      ticks_(events.NewAlarm([this] { Tick(); })) {
+      ticks_(events.NewAlarm([this] { Tick(); })),
+      retries_(events.NewAlarm([this] { Retry(); })) {
   curl_multi_setopt(multi_, CURLMOPT_SOCKETFUNCTION, &OnSocket);
   curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(multi_, CURLMOPT_TIMERFUNCTION, &OnTimer);
@@ -137,10 +139,26 @@ void CurlLoop::Tick() {
   DeliverReady();
 }
 
+void CurlLoop::Retry() {
+  const auto hold = shared_from_this();
+  retrying_ = false;
+  for (const auto& [channel, transfer] : transfers_) transfer->Retry();
+  StartTicks();
+  DeliverReady();
+}
+
 void CurlLoop::StartTicks() {
-  if (ticking_) return;
-  ticking_ = std::any_of(transfers_.begin(), transfers_.end(), [](const auto& one) { return one.second->Gathers(); });
-  if (ticking_) ticks_->Start(kTickMilliseconds, false);
+  const auto any = [this](bool (CurlTransfer::*is)() const) {
+    return std::any_of(transfers_.begin(), transfers_.end(), [is](const auto& one) { return ((*one.second).*is)(); });
+  };
+  if (!ticking_) {
+    ticking_ = any(&CurlTransfer::Gathers);
+    if (ticking_) ticks_->Start(kTickMilliseconds, false);
+  }
+  if (!retrying_) {
+    retrying_ = any(&CurlTransfer::Throttled);
+    if (retrying_) retries_->Start(kRetryMilliseconds, false);
+  }
 }
 
 void CurlLoop::DeliverReady() {

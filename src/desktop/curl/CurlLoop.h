@@ -43,6 +43,7 @@ class CurlLoop final : public FetchDriver, public std::enable_shared_from_this<C
   void DeliverReady();
   void LeaveReady();
   void StartTicks();
+  void Retry();
   void LimitKeptConnections();
 
   EventGate& gate_;
@@ -52,6 +53,8 @@ class CurlLoop final : public FetchDriver, public std::enable_shared_from_this<C
   std::unique_ptr<Alarm> timer_;
   std::unique_ptr<Alarm> ticks_;
   bool ticking_ = false;
+  std::unique_ptr<Alarm> retries_;  // while a throttle holds a transfer up
+  bool retrying_ = false;
   std::map<int, Watch> watches_;
   std::map<const FetchChannel*, std::unique_ptr<CurlTransfer>> transfers_;
   std::vector<std::shared_ptr<FetchChannel>> ready_;  // with events to deliver

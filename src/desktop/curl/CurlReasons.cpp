@@ -99,11 +99,20 @@ FetchOutcome NoKeyExchange(const CurlEnd& end) {
 }
 
 constexpr int kFtpTooMany = 421;
+constexpr int kLoginRequired = 401;  // from a proxy: some say this to a wrong one
+constexpr int kProxyLoginRequired = 407;
+
+bool WantsOtherLogin(const CurlEnd& end) {
+  if (end.proxyStatus == kProxyLoginRequired || end.proxyStatus == kLoginRequired) return true;
+  if (end.code != CURLE_PROXY) return false;
+  return end.proxyError == CURLPX_NO_AUTH || end.proxyError == CURLPX_USER_REJECTED;
+}
 
 }  // namespace
 
 FetchOutcome OutcomeOf(const CurlEnd& end) {
   if (end.code == CURLE_OK) return {};
+  if (end.proxied && WantsOtherLogin(end)) return {FetchEnd::ProxyLogin, "the proxy refuses the login"};
   if (end.proxied && end.proxyStatus / 100 != 2 && end.proxyStatus != 0) {
     return {FetchEnd::Proxy, "the proxy refuses (" + std::to_string(end.proxyStatus) + ")"};
   }

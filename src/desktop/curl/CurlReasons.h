@@ -17,6 +17,7 @@ struct CurlEnd {
   long systemError = 0;       // an errno of the connection
   long verification = 0;      // OpenSSL's result of the certificate's check; 0: right
   long proxyStatus = 0;       // of the reply to CONNECT
+  long proxyError = 0;        // a CURLproxycode: what a SOCKS proxy said
   long status = 0;            // of the last reply of an ftp server
   std::string detail;         // libcurl's words
 };

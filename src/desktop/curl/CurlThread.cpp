@@ -10,6 +10,7 @@ namespace pellora {
 namespace {
 
 constexpr std::chrono::milliseconds kTick(50);
+constexpr std::chrono::milliseconds kRetry(20);
 constexpr std::chrono::milliseconds kLongWait(10000);
 
 }  // namespace
@@ -77,6 +78,7 @@ void CurlThread::Carry(CurlTransfer& transfer) {
   auto tick = std::chrono::steady_clock::now() + kTick;
   while (!channel_->Dropped()) {
     if (changed_.exchange(false)) transfer.ApplyReading();
+    transfer.Retry();
     curl_multi_perform(multi_, &running);
     if (running == 0) break;
     const auto now = std::chrono::steady_clock::now();
@@ -84,7 +86,7 @@ void CurlThread::Carry(CurlTransfer& transfer) {
       transfer.Tick();
       tick = now + kTick;
     }
-    const auto wait = transfer.Gathers() ? kTick : kLongWait;
+    const auto wait = transfer.Throttled() ? kRetry : transfer.Gathers() ? kTick : kLongWait;
     curl_multi_poll(multi_, nullptr, 0, static_cast<int>(wait.count()), nullptr);
   }
   int left = 0;

@@ -41,19 +41,24 @@ std::string Part(CURLU* url, CURLUPart part) {
   return result;
 }
 
-// libcurl takes no notice of a proxy with a control character in its login, and connects without it.
-bool HasUsableLogin(const std::string& proxy) {
-  CURLU* const url = curl_url();
-  bool usable = true;
-  if (curl_url_set(url, CURLUPART_URL, proxy.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK) {
-    for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD}) {
-      char* text = nullptr;
-      usable = usable && curl_url_get(url, part, &text, CURLU_URLDECODE) != CURLUE_URLDECODE;
-      curl_free(text);
-    }
+// libcurl reports an address that it cannot use like a proxy that does not answer. Of one with a control character in
+// its login it takes no notice, and connects without it.
+const char* FaultOfProxy(const std::string& proxy) {
+  constexpr std::array<std::string_view, 6> kSchemes{"http", "https", "socks4", "socks4a", "socks5", "socks5h"};
+  const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url(curl_url(), &curl_url_cleanup);
+  if (curl_url_set(url.get(), CURLUPART_URL, proxy.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
+    return "its address cannot be read";
   }
-  curl_url_cleanup(url);
-  return usable;
+  if (std::find(kSchemes.begin(), kSchemes.end(), Part(url.get(), CURLUPART_SCHEME)) == kSchemes.end()) {
+    return "a proxy of this kind cannot be used";
+  }
+  for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD}) {
+    char* text = nullptr;
+    const bool unusable = curl_url_get(url.get(), part, &text, CURLU_URLDECODE) == CURLUE_URLDECODE;
+    curl_free(text);
+    if (unusable) return "its login holds a control character";
+  }
+  return nullptr;
 }
 
 bool EqualNames(std::string_view a, std::string_view b) {
@@ -77,6 +82,19 @@ bool HasLength(std::string_view line) {
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), length);
   return error == std::errc() && end == digits.data() + digits.size() &&
          (before == std::string_view::npos || line[before] != '-');
+}
+
+unsigned long CurlAuthOf(FetchAuth auth) {
+  switch (auth) {
+    case FetchAuth::Digest:
+      return CURLAUTH_DIGEST;
+    case FetchAuth::Ntlm:
+      return CURLAUTH_NTLM;
+    case FetchAuth::Negotiate:
+      return CURLAUTH_NEGOTIATE;
+    default:
+      return CURLAUTH_BASIC;
+  }
 }
 
 // Of an IPv6 literal.
@@ -135,6 +153,12 @@ Value CurlTransfer::Info(CURLINFO info) const {
   return value;
 }
 
+// Of a slow request it is short, since what libcurl has read is taken as a whole. It cannot be changed later.
+long CurlTransfer::ReceiveBuffer() const {
+  if (!request_.throttle) return kReceiveBuffer;
+  return static_cast<long>(std::min<std::size_t>(request_.throttle->Portion(), kReceiveBuffer));
+}
+
 void CurlTransfer::SetCommon() {
   Set(CURLOPT_PRIVATE, this);
   Set(CURLOPT_URL, request_.url.c_str());
@@ -145,7 +169,7 @@ void CurlTransfer::SetCommon() {
   Set(CURLOPT_NOSIGNAL, 1L);
   Set(CURLOPT_QUICK_EXIT, 1L);  // a handle that is removed does not wait for its lookup
   Set(CURLOPT_ERRORBUFFER, error_.data());
-  Set(CURLOPT_BUFFERSIZE, kReceiveBuffer);
+  Set(CURLOPT_BUFFERSIZE, ReceiveBuffer());
   Set(CURLOPT_HEADERFUNCTION, &OnHeader);
   Set(CURLOPT_HEADERDATA, this);
   Set(CURLOPT_WRITEFUNCTION, &OnData);
@@ -154,7 +178,7 @@ void CurlTransfer::SetCommon() {
   Set(CURLOPT_OPENSOCKETDATA, this);
   Set(CURLOPT_CLOSESOCKETFUNCTION, &OnCloseSocket);
   Set(CURLOPT_CLOSESOCKETDATA, sockets_);
-  if (request_.user.empty()) return;
+  if (request_.user.empty() && request_.auth == FetchAuth::Basic) return;
   Set(CURLOPT_USERNAME, request_.user.c_str());
   Set(CURLOPT_PASSWORD, request_.password.c_str());
 }
@@ -164,9 +188,7 @@ void CurlTransfer::SetConnection() {
   Set(CURLOPT_PROXY, request_.proxy.c_str());
   Set(CURLOPT_NOPROXY, "");
   if (!request_.proxy.empty()) {
-    if (!HasUsableLogin(request_.proxy)) {
-      Refuse(CURLE_PROXY, FetchEnd::Proxy, "its login holds a control character");
-    }
+    if (const char* const fault = FaultOfProxy(request_.proxy)) Refuse(CURLE_PROXY, FetchEnd::Proxy, fault);
     Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     Set(CURLOPT_HTTPPROXYTUNNEL, IsHttp() ? 0L : 1L);  // a proxy must not speak ftp in our name
     Set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
@@ -200,7 +222,7 @@ void CurlTransfer::SetHttp() {
   Set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
   Set(CURLOPT_FOLLOWLOCATION, 0L);
   Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));  // none of these goes to a proxy
-  Set(CURLOPT_HTTPAUTH, static_cast<long>(request_.digest ? CURLAUTH_DIGEST : CURLAUTH_BASIC));
+  Set(CURLOPT_HTTPAUTH, static_cast<long>(CurlAuthOf(request_.auth)));
   if (request_.ranged) {
     const std::string to = request_.to < 0 ? "" : std::to_string(request_.to);
     AddHeader("Range", "bytes=" + std::to_string(request_.from) + "-" + to);
@@ -305,11 +327,17 @@ void CurlTransfer::FtpLine(std::string_view line) {
   std::from_chars(line.data() + open + 1, line.data() + bytes, announced_);
 }
 
+// A login is wanted, or another one; the last reply says so.
+bool CurlTransfer::RefusedByProxy() const {
+  return !request_.proxy.empty() && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
+}
+
 void CurlTransfer::HeadEnded() {
   const long status = Info<long>(CURLINFO_RESPONSE_CODE);
-  if (status / 100 == 1) return;                 // another head follows
-  if (request_.digest && status == 401) return;  // the request is repeated, unless this was the last time
-  if (!request_.proxy.empty() && status == 407) return;
+  if (status / 100 == 1) return;  // another head follows
+  if (request_.auth != FetchAuth::Basic && status == 401)
+    return;  // the request is repeated, unless this was the last time
+  if (RefusedByProxy()) return;
   Answer();
 }
 
@@ -348,20 +376,41 @@ std::size_t CurlTransfer::Data(std::string_view bytes) {
   constexpr std::size_t kEndTransfer = 0;
   if (bytes.empty()) return 0;
   if (channel_->Dropped()) return kEndTransfer;
+  if (!answered_ && RefusedByProxy()) return bytes.size();  // its page
   if (!answered_) Answer();
   if (!refusal_.reason.empty()) return kEndTransfer;
   if (!coding_.empty()) return kEndTransfer;  // libcurl has decoded it without being asked
-  if (!channel_->Reading()) return CURL_WRITEFUNC_PAUSE;
+  if (!channel_->Reading() || !Allows(bytes.size())) return CURL_WRITEFUNC_PAUSE;
   if (block_ && block_->Room() < bytes.size()) HandOn();
   if (!block_) {
     block_ = pool_->Take(std::max(capacity_, bytes.size()), channel_);
     if (!block_) return CURL_WRITEFUNC_PAUSE;
   }
   block_->Append(bytes);
+  allowed_ -= std::min(allowed_, bytes.size());
   received_ += static_cast<std::int64_t>(bytes.size());
   // After the last byte libcurl may wait long for the server to confirm it.
   if (block_->Room() == 0 || received_ == length_) HandOn();
   return bytes.size();
+}
+
+// What is allowed stays so while there is no block for it.
+bool CurlTransfer::Allows(std::size_t bytes) {
+  if (!request_.throttle || allowed_ >= bytes) return true;
+  if (!request_.throttle->Take(bytes - allowed_)) {
+    refused_ = bytes;
+    return false;
+  }
+  allowed_ = bytes;
+  refused_ = 0;
+  return true;
+}
+
+void CurlTransfer::Retry() {
+  if (refused_ == 0 || !channel_->Reading()) return;
+  if (!Allows(refused_)) return;
+  refused_ = 0;
+  curl_easy_pause(easy_, CURLPAUSE_CONT);
 }
 
 void CurlTransfer::HandOn() {
@@ -415,8 +464,7 @@ void CurlTransfer::Finish(CURLcode code) {
   HandOn();
   if (code == CURLE_OK) code = setup_;
   const bool headOfHttp = IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) / 100 > 1;
-  const bool refusedByProxy = !request_.proxy.empty() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
-  if (!answered_ && code == CURLE_OK && !refusedByProxy && (headOfHttp || !IsHttp())) Answer();
+  if (!answered_ && code == CURLE_OK && !RefusedByProxy() && (headOfHttp || !IsHttp())) Answer();
   channel_->Put(Outcome(code));
   ready_();
 }
@@ -437,9 +485,9 @@ FetchOutcome CurlTransfer::Outcome(CURLcode code) const {
   end.verification = Info<long>(CURLINFO_SSL_VERIFYRESULT);
   end.proxyStatus = Info<long>(CURLINFO_HTTP_CONNECTCODE);
   if (!IsHttp()) end.status = Info<long>(CURLINFO_RESPONSE_CODE);
+  end.proxyError = Info<long>(CURLINFO_PROXY_ERROR);
   end.detail = error_.data();
-  const bool refused = end.proxied && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
-  if (refused) return {FetchEnd::Proxy, "the proxy refuses the login"};
+  if (RefusedByProxy()) return {FetchEnd::ProxyLogin, "the proxy refuses the login"};
   return OutcomeOf(end);
 }
 

@@ -42,6 +42,9 @@ class CurlTransfer {
   // To be called at equal intervals: hands on what was gathered since the last call but one.
   void Tick();
   bool Gathers() const { return block_ != nullptr; }
+  // The throttle has refused: Retry is to be called soon, outside of callbacks.
+  bool Throttled() const { return refused_ > 0; }
+  void Retry();
   void Finish(CURLcode code);
 
  private:
@@ -52,6 +55,7 @@ class CurlTransfer {
 
   template <class Value>
   void Set(CURLoption option, Value value);
+  long ReceiveBuffer() const;
   void SetCommon();
   void SetConnection();
   void SetHttp();
@@ -72,9 +76,11 @@ class CurlTransfer {
 
   void HeaderLine(std::string_view line);
   void FtpLine(std::string_view line);
+  bool RefusedByProxy() const;
   void HeadEnded();
   void Answer();
   std::size_t Data(std::string_view bytes);
+  bool Allows(std::size_t bytes);
   void HandOn();
   curl_khstat JudgeKey(const curl_khkey& found, curl_khmatch match);
   FetchOutcome Outcome(CURLcode code) const;
@@ -110,6 +116,8 @@ class CurlTransfer {
   std::unique_ptr<PoolBlock> block_;
   bool ticked_ = false;  // the block was there at the last tick
   std::size_t capacity_;
+  std::size_t refused_ = 0;  // bytes that wait for the throttle
+  std::size_t allowed_ = 0;  // and not taken yet
 };
 
 }  // namespace pellora

@@ -3,38 +3,17 @@
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QGuiApplication>
-#include <QMimeData>
 #include <QMouseEvent>
 #include <QScreen>
 #include <QWindow>
 #include <cmath>
 
 #include "capture/DownloadBasket.h"
+#include "desktop/views/DraggedData.h"
 
 namespace pellora {
 
 namespace {
-
-constexpr QLatin1String kLinkList("text/uri-list");
-
-class DraggedData final : public DataObject {
- public:
-  explicit DraggedData(const QMimeData& data) : data_(data) {}
-  // Checks the formats by name: QMimeData would offer a list of links as text, decoded and without passwords.
-  bool GetFormat(int format) const override {
-    return (format == kTextFormat && data_.hasFormat(QStringLiteral("text/plain"))) ||
-           (format == kLinksFormat && data_.hasFormat(kLinkList));
-  }
-  std::string GetData(int format) const override {
-    if (format == kLinksFormat) return data_.data(kLinkList).toStdString();
-    if (format != kTextFormat) return {};
-    const QString text = data_.text();
-    return text.left(text.indexOf(QChar(u'\0'))).toStdString();  // some programs include the terminating NUL
-  }
-
- private:
-  const QMimeData& data_;
-};
 
 int ButtonNumber(Qt::MouseButton button) {
   switch (button) {

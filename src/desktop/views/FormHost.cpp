@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QDialog>
+#include <QDropEvent>
 #include <QKeyEvent>
 #include <QLayout>
 #include <QMouseEvent>
@@ -14,11 +15,13 @@
 #include <utility>
 
 #include "desktop/DisplayText.h"
+#include "desktop/views/DraggedData.h"
 #include "desktop/views/Forms.h"
 #include "desktop/views/Icons.h"
 #include "desktop/views/ObjectNames.h"
 #include "desktop/views/Widgets.h"
 #include "ui/Controls.h"
+#include "ui/DataObject.h"
 #include "ui/Window.h"
 
 namespace pellora {
@@ -123,6 +126,7 @@ void FormHost::Build() {
   const QString fold = root_->property("foldWidget").toString();
   if (!fold.isEmpty()) fold_ = root_->findChild<QWidget*>(fold);
   follower_ = dynamic_cast<WindowFollower*>(root_);
+  if (dynamic_cast<DropTarget*>(window_) != nullptr) root_->setAcceptDrops(true);
   windowDirty_ = true;
 }
 
@@ -315,6 +319,10 @@ bool FormHost::OnFormEvent(QEvent& event) {
     case QEvent::WindowStateChange:
       ReportState();
       return false;
+    case QEvent::DragEnter:
+    case QEvent::DragMove:
+    case QEvent::Drop:
+      return OnDrag(static_cast<QDropEvent&>(event));
     case QEvent::WindowActivate:
       window_->ViewActivated();
       return false;
@@ -324,6 +332,19 @@ bool FormHost::OnFormEvent(QEvent& event) {
     default:
       return false;
   }
+}
+
+// A drag may be over any part of the window. What it holds is only looked at once it is dropped.
+bool FormHost::OnDrag(QDropEvent& event) {
+  auto* const target = dynamic_cast<DropTarget*>(window_);
+  if (target == nullptr) return false;
+  event.setDropAction(Qt::CopyAction);
+  event.accept();
+  if (event.type() == QEvent::Drop && !target->TakeDrop(DraggedData(*event.mimeData()))) {
+    event.setDropAction(Qt::IgnoreAction);
+    event.ignore();
+  }
+  return true;
 }
 
 void FormHost::ReportSize() {

@@ -16,6 +16,7 @@
 
 #include "desktop/views/Bindings.h"
 
+class QDropEvent;
 class QMouseEvent;
 class QSize;
 class QWidget;
@@ -82,6 +83,7 @@ class FormHost : public QObject {
   void OnScreenEvent(QEvent& event);
   void OnMouseMove(const QMouseEvent& move);
   bool OnFormEvent(QEvent& event);
+  bool OnDrag(QDropEvent& event);
   void ReportSize();
   void ReportState();
 

@@ -12,6 +12,9 @@
 
 #include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
+#include "ui_AddList.h"
+#include "ui_AskLine.h"
+#include "ui_AskLogin.h"
 #include "ui_DownloadBasket.h"
 #include "ui_Extract.h"
 #include "ui_Form1.h"
@@ -37,14 +40,17 @@ struct Form {
   QWidget* (*make)();
 };
 
-constexpr std::array<Form, 8> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
-                                         {"TransferWindow", &Make<::Ui::TransferWindow, QWidget>},
-                                         {"Form1", &Make<::Ui::Form1, QDialog>},
-                                         {"WantDown", &Make<::Ui::WantDown, QDialog>},
-                                         {"options", &Make<::Ui::options, QDialog>},
-                                         {"DownloadBasket", &Make<::Ui::DownloadBasket, BasketForm>},
-                                         {"Form2", &Make<::Ui::Form2, QWidget>},
-                                         {"Extract", &Make<::Ui::Extract, QDialog>}}};
+constexpr std::array<Form, 11> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
+                                          {"TransferWindow", &Make<::Ui::TransferWindow, QWidget>},
+                                          {"Form1", &Make<::Ui::Form1, QDialog>},
+                                          {"AddList", &Make<::Ui::AddList, QDialog>},
+                                          {"WantDown", &Make<::Ui::WantDown, QDialog>},
+                                          {"AskLine", &Make<::Ui::AskLine, QDialog>},
+                                          {"options", &Make<::Ui::options, QDialog>},
+                                          {"DownloadBasket", &Make<::Ui::DownloadBasket, BasketForm>},
+                                          {"Form2", &Make<::Ui::Form2, QWidget>},
+                                          {"Extract", &Make<::Ui::Extract, QDialog>},
+                                          {"AskLogin", &Make<::Ui::AskLogin, QDialog>}}};
 
 // Dims a label relative to its neighbours on every palette, even after a change. Themes that do not set PlaceholderText
 // leave it black on a dark window.

@@ -15,6 +15,7 @@
 #include <QStyledItemDelegate>
 #include <QTreeView>
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 #include "async/EventGate.h"
@@ -24,6 +25,21 @@
 namespace pellora {
 
 namespace {
+
+std::optional<RowMove> MoveOf(int key) {
+  switch (key) {
+    case Qt::Key_Home:
+      return RowMove::First;
+    case Qt::Key_Up:
+      return RowMove::Up;
+    case Qt::Key_Down:
+      return RowMove::Down;
+    case Qt::Key_End:
+      return RowMove::Last;
+    default:
+      return std::nullopt;
+  }
+}
 
 // Watches the view's events. Owned by the context's receiver, so it is destroyed with the bindings.
 class ListWatcher : public QObject {
@@ -133,15 +149,24 @@ class ListWatcher : public QObject {
   }
 
   bool PressKey(const QKeyEvent& key) {
+    if ((key.modifiers() & ~Qt::KeypadModifier) == Qt::AltModifier && PressMoveKey(key.key())) return true;
     if (key.key() == Qt::Key_Delete && key.modifiers() == Qt::NoModifier) {
       control_.PressDelete();
       return true;
     }
-    if (key.key() == Qt::Key_Return || key.key() == Qt::Key_Enter) {
+    // Else it is the dialog's, whose default button it presses.
+    if (control_.OnDoubleClick && (key.key() == Qt::Key_Return || key.key() == Qt::Key_Enter)) {
       if (!control_.Selection().empty()) control_.DoubleClick();
       return true;
     }
     return false;
+  }
+
+  bool PressMoveKey(int key) {
+    const std::optional<RowMove> move = MoveOf(key);
+    if (!move || !control_.OnMoveKey) return false;
+    control_.PressMove(*move);
+    return true;
   }
 
   void OpenPopup(const QContextMenuEvent& event) {

@@ -92,11 +92,25 @@ QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
       if (!row.toolTip.empty()) return PlainTip(DisplayLine(row.toolTip));
       // The icon displays cut long names.
       return list_->View() == kReportDisplay ? QVariant() : QVariant(PlainTip(DisplayLine(row.text)));
+    case Qt::CheckStateRole:
+      if (column != 0 || !row.checked) return {};
+      return *row.checked ? Qt::Checked : Qt::Unchecked;
     case Qt::DecorationRole:
       return column == 0 ? QVariant(RowIcon(row.icon)) : QVariant();
     default:
       return {};
   }
+}
+
+Qt::ItemFlags ListRowsModel::flags(const QModelIndex& index) const {
+  const Qt::ItemFlags usual = QAbstractTableModel::flags(index);
+  return data(index, Qt::CheckStateRole).isValid() ? usual | Qt::ItemIsUserCheckable : usual;
+}
+
+bool ListRowsModel::setData(const QModelIndex& index, const QVariant& value, int role) {
+  if (list_ == nullptr || role != Qt::CheckStateRole || !index.isValid()) return false;
+  list_->CheckByUser(static_cast<std::size_t>(index.row()), value.toInt() == Qt::Checked);
+  return true;
 }
 
 QVariant ListRowsModel::headerData(int section, Qt::Orientation orientation, int role) const {

@@ -66,6 +66,8 @@ void QtWindowSystem::PopUp(const std::vector<Menu*>& entries, const Menu& standa
     QAction* const action = menu->addAction(caption);
     action->setObjectName(ObjectName(entry->Name));
     action->setEnabled(entry->Enabled);
+    action->setCheckable(entry->Checked);
+    action->setChecked(entry->Checked);
     if (entry == &standard) menu->setDefaultAction(action);
     // The entry's window may be unloaded while the menu is open.
     QObject::connect(action, &QAction::triggered, action, [entry, window = entry->Owner().weak_from_this()] {

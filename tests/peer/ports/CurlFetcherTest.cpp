@@ -122,8 +122,45 @@ TEST_F(CurlFetcherTest, AProxyThatRefusesIsNamed) {
   request.url = "http://login.invalid/file";
   GetBy(request);
   EXPECT_EQ(events.log, "E");
-  EXPECT_EQ(events.end, FetchEnd::Proxy);
+  EXPECT_EQ(events.end, FetchEnd::ProxyLogin);
   EXPECT_EQ(events.reason, "the proxy refuses the login");
+  request.url = "https://login.invalid/file";
+  GetBy(request);
+  EXPECT_EQ(events.log, "E");
+  EXPECT_EQ(events.end, FetchEnd::ProxyLogin);
+}
+
+// What libcurl was built without would be refused, and never sent in another way.
+TEST_F(CurlFetcherTest, AnswersNtlmAndNegotiateWithoutTheLoginInTheirFirstWord) {
+  for (const FetchAuth auth : {FetchAuth::Ntlm, FetchAuth::Negotiate}) {
+    FetchRequest request = RequestFor(stage.Url(Reply::Echo));
+    request.auth = auth;
+    request.user = "joe";
+    request.password = "word";
+    GetBy(request);
+    EXPECT_EQ(events.log, "ADE") << events.reason;
+    EXPECT_EQ(auth == FetchAuth::Ntlm, events.content.find("Authorization: NTLM ") != std::string::npos);
+    EXPECT_EQ(events.content.find("Basic"), std::string::npos) << events.content;
+    EXPECT_EQ(events.content.find("word"), std::string::npos) << events.content;
+  }
+}
+
+TEST_F(CurlFetcherTest, SaysWhatIsWrongWithAProxyWithoutItsLogin) {
+  const std::string here = "@127.0.0.1:" + std::to_string(FreePort());
+  const std::pair<std::string, std::string> cases[] = {
+      {"gopher://ann:s3cret" + here, "a proxy of this kind cannot be used"},
+      {"http://ann:s3cret w" + here, "its address cannot be read"},
+      {"socks5h://ann:s3cret@", "its address cannot be read"},
+      {"http://ann:s3cret@h:99999", "its address cannot be read"},
+      {"http://ann:s3cret" + here, "no connection to the proxy: the connection is refused"}};
+  for (const auto& [proxy, reason] : cases) {
+    FetchRequest request = RequestFor(stage.Url(Reply::Echo));
+    request.proxy = proxy;
+    GetBy(request);
+    EXPECT_EQ(events.log, "E");
+    EXPECT_EQ(events.end, FetchEnd::Proxy);
+    EXPECT_EQ(events.reason, reason) << proxy;
+  }
 }
 
 TEST_F(CurlFetcherTest, NeverGoesPastAProxyWhoseLoginHoldsAControlCharacter) {
@@ -139,7 +176,7 @@ TEST_F(CurlFetcherTest, NeverGoesPastAProxyWhoseLoginHoldsAControlCharacter) {
 TEST_F(CurlFetcherTest, AnswersAChallengeOnceIfAsked) {
   const std::string here = stage.odd.Url(Reply::Echo);
   FetchRequest request = RequestFor(here.substr(0, here.rfind('/')) + "/digest");
-  request.digest = true;
+  request.auth = FetchAuth::Digest;
   request.user = "joe";
   request.password = "word";
   GetBy(request);

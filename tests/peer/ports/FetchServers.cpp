@@ -117,8 +117,11 @@ std::string TextOf(Reply reply, const std::string& head) {
 // Replies to what only some requests are, whatever the path; empty for all others.
 std::string SpecialReply(const std::string& head) {
   const std::string empty = "Content-Length: 0\r\n\r\n";
+  if (head.starts_with("CONNECT login.invalid:")) return "HTTP/1.1 407 Proxy Authentication Required\r\n" + empty;
   if (head.starts_with("CONNECT ")) return "HTTP/1.1 403 Forbidden\r\n" + empty;
-  if (head.starts_with("GET http://login.invalid/")) return "HTTP/1.1 407 Proxy Authentication Required\r\n" + empty;
+  if (head.starts_with("GET http://login.invalid/")) {
+    return "HTTP/1.1 407 Proxy Authentication Required\r\n" + WithLength("log in");
+  }
   if (!head.starts_with("GET /digest ")) return {};
   if (head.find("Authorization: Digest username=\"joe\"") != std::string::npos) {
     return "HTTP/1.1 200 OK\r\n" + WithLength("in");

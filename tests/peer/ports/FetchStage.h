@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -109,6 +110,25 @@ class FetchRecorder final : public FetchEvents {
   std::function<void()> onAnswer;
   std::function<void()> onData;
   std::function<void()> onEnd;
+};
+
+// Allows what the test says, and counts.
+class StubThrottle final : public Throttle {
+ public:
+  bool Take(std::size_t bytes) override {
+    ++asked;
+    const auto size = static_cast<std::int64_t>(bytes);
+    if (allowed < size) return false;
+    allowed -= size;
+    taken += size;
+    return true;
+  }
+  std::size_t Portion() const override { return portion; }
+
+  std::atomic<std::int64_t> allowed = 0;
+  std::atomic<std::int64_t> taken = 0;
+  std::atomic<int> asked = 0;
+  std::atomic<std::size_t> portion = std::size_t{16} << 10;
 };
 
 // Bytes of which no two places look the same.

@@ -403,6 +403,76 @@ TEST_P(FetcherContract, WhatBeginsPausesAndEndsInAnyOrderLeavesThePoolWhole) {
   events.blocks.clear();
 }
 
+TEST_P(FetcherContract, TakesNoByteThatTheThrottleRefuses) {
+  const std::string content = SomeContent(300001);
+  for (const std::string& url : {stage->Url("file", content), stage->SecureUrl(Certificate::Right, "file", content)}) {
+    events = {};
+    FetchRequest request = RequestFor(url);
+    const auto throttle = std::make_shared<StubThrottle>();
+    request.throttle = throttle;
+    Begin(request);
+    ASSERT_TRUE(stage->RunUntil([&] { return events.answers == 1 && throttle->asked > 2; })) << url;
+    EXPECT_EQ(events.received, 0);
+    throttle->allowed = 100000;
+    ASSERT_TRUE(stage->RunUntil([&] { return events.received > 80000; })) << url;
+    stage->RunFor(300);
+    EXPECT_LE(events.received, 100000);
+    EXPECT_EQ(events.log, "AD");
+    throttle->allowed = std::int64_t{1} << 40;
+    ASSERT_TRUE(stage->RunUntil([this] { return events.HasEnded(); })) << url;
+    EXPECT_EQ(events.end, FetchEnd::Whole) << events.reason;
+    EXPECT_TRUE(events.content == content);
+    EXPECT_EQ(throttle->taken, 300001);
+  }
+}
+
+TEST_P(FetcherContract, AsksTheThrottleForPortionsOfItsSize) {
+  const std::string content = SomeContent(300001);
+  FetchRequest request = RequestFor(stage->Url("file", content));
+  const auto throttle = std::make_shared<StubThrottle>();
+  throttle->portion = 1 << 10;
+  request.throttle = throttle;
+  Begin(request);
+  throttle->allowed = 100000;
+  ASSERT_TRUE(stage->RunUntil([&] { return throttle->allowed < (1 << 10); }));
+  EXPECT_GT(throttle->asked, 90);
+  throttle->allowed = std::int64_t{1} << 40;
+  ASSERT_TRUE(stage->RunUntil([this] { return events.HasEnded(); }));
+  EXPECT_TRUE(events.content == content);
+}
+
+TEST_P(FetcherContract, WhatTheThrottleHoldsUpHoldsNoOtherUp) {
+  FetchRequest request = RequestFor(stage->Url("file", SomeContent(300000)));
+  const auto throttle = std::make_shared<StubThrottle>();
+  request.throttle = throttle;
+  FetchRecorder held;
+  auto slow = stage->Port().Begin(request, held);
+  ASSERT_TRUE(stage->RunUntil([&] { return throttle->asked > 1; }));
+  Get(stage->Url("other", "content"));
+  EXPECT_EQ(events.content, "content");
+  EXPECT_FALSE(stage->Port().Starved());
+  slow->SetReading(false);
+  throttle->allowed = std::int64_t{1} << 40;
+  stage->RunFor(200);
+  EXPECT_EQ(held.received, 0);
+  slow->SetReading(true);
+  EXPECT_TRUE(stage->RunUntil([&] { return held.HasEnded(); }));
+  EXPECT_EQ(held.received, 300000);
+}
+
+TEST_P(FetcherContract, AFetchThatTheThrottleHoldsUpCanBeDropped) {
+  FetchRequest request = RequestFor(stage->Url("file", SomeContent(300000)));
+  const auto throttle = std::make_shared<StubThrottle>();
+  request.throttle = throttle;
+  Begin(request);
+  request.throttle = nullptr;
+  ASSERT_TRUE(stage->RunUntil([&] { return throttle->asked > 1; }));
+  fetch.reset();
+  stage->RunFor(100);
+  EXPECT_EQ(events.received, 0);
+  EXPECT_EQ(throttle.use_count(), 1);
+}
+
 TEST_P(FetcherContract, ManyFetchesRunBesideEachOther) {
   constexpr int kFetches = 40;
   const std::string content = SomeContent(200000);

@@ -150,6 +150,7 @@ class Session:
     """One user of the program. `settings` are keys of [Options]; the folders are in the session's home."""
 
     prefix = ()  # a command that runs the program
+    arguments = ()  # of the program
     bound = False  # whether access rights apply to the program even if root runs the tests
 
     def __init__(self, name, stage=None, **settings):
@@ -213,7 +214,7 @@ class Session:
         return self
 
     def launch(self):
-        command = [*self.prefix, os.path.join(self.program, "Pellora")]
+        command = [*self.prefix, os.path.join(self.program, "Pellora"), *self.arguments]
         if self.bound:
             command = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] + command
         return subprocess.Popen(command, env=self.env, cwd=self.home,

@@ -135,7 +135,8 @@ class Tinyproxy:
     address = "127.0.0.1"
     prefix = ()  # a command that runs the proxy elsewhere
 
-    def __init__(self):
+    def __init__(self, login=None):
+        """`login`: user and password that it demands."""
         self.folder = harness.Stage.get().new_folder("tinyproxy")
         self.port = free_port()
         self.log = os.path.join(self.folder, "tinyproxy.log")
@@ -143,6 +144,8 @@ class Tinyproxy:
         with open(config, "w", encoding="ascii") as f:
             f.write("Port %d\nListen %s\nTimeout 60\nMaxClients 50\nLogLevel Connect\n"
                     "LogFile \"%s\"\nPidFile \"%s/tinyproxy.pid\"\n" % (self.port, self.address, self.log, self.folder))
+            if login:
+                f.write("BasicAuth %s %s\n" % login)
         self.process = subprocess.Popen([*self.prefix, "tinyproxy", "-d", "-c", config], stdin=subprocess.DEVNULL,
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         wait_port(self.port, self.process, self.address)

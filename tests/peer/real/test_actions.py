@@ -137,6 +137,10 @@ class CopiedText(Base):
         self.stop()
 
 
+# Keys to the check mark above "Speed limit...", which is the last entry of a row of the classic engine.
+SCHEDULED = ("Up", "Up", "Return")
+
+
 class RunningDownloads(Base):
     def test_toolbar_pauses_and_resumes(self):
         url = self.slow()
@@ -156,14 +160,14 @@ class RunningDownloads(Base):
         self.popup("slow.bin", "s")
         self.wait_state(url, "paused")
         self.assertEqual(self.opened(), [])
-        self.popup("slow.bin", "Up", "Return")
+        self.popup("slow.bin", *SCHEDULED)
         self.wait_state(url, "scheduled")
-        self.popup("slow.bin", "Up", "Return")
+        self.popup("slow.bin", *SCHEDULED)
         self.wait_state(url, "paused")
         self.popup("slow.bin", "s", "Escape")  # no longer running
         self.popup("slow.bin", "r")
         self.wait_state(url, "active")
-        self.popup("slow.bin", "Up", "Return")  # a running download cannot be scheduled
+        self.popup("slow.bin", *SCHEDULED)  # a running download cannot be scheduled
         self.popup("slow.bin", "a")
         self.wait_state(url, "paused")
 

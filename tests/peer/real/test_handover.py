@@ -10,6 +10,7 @@ import time
 import unittest
 
 import harness
+import webservers
 from case import Case
 
 HOST = "pellora-browser-host"
@@ -98,6 +99,33 @@ class Host(HandOver):
             self.assertEqual(ended, code, data[:20])
             self.assertEqual([a["ok"] for a in answers], [False] if data else [], data[:20])
         self.assertLess(time.monotonic() - began, 120)
+
+
+class WebEngineOn(HandOver):
+    @classmethod
+    def setUpClass(cls):
+        cls.nginx = webservers.TlsNginx()
+        cls.addClassCleanup(cls.nginx.close)
+        cls.nginx.put("small.bin", b"file")
+        cls.settings = {"MaxSegments": 4, "ExtraCertificates": cls.nginx.authority}
+
+    def test_hands_the_page_over_with_an_https_address(self):
+        self.session.start()
+        url = self.nginx.url(self.nginx.plain, "small.bin")
+        page = self.nginx.url(self.nginx.plain, "page")
+        answers, code = self.host(frame({"url": url, "referrer": page, "cookie": "k=v"}))
+        self.assertEqual((answers, code), ([{"ok": True}], 0))
+        self.session.companion.wait_finished([url], 30)
+        self.assertIn('"%s"' % page, self.nginx.log()[-1])
+        [answer], _ = self.host(frame({"url": url}))
+        self.assertEqual(answer, {"ok": False, "error": "It is in the list already."})
+
+    def test_takes_links_of_the_browsers_own_pages(self):
+        self.session.start()
+        url = self.nginx.url(self.nginx.plain, "small.bin")
+        self.assertEqual(self.host(frame({"url": url, "referrer": "about:home"})), ([{"ok": True}], 0))
+        self.session.companion.wait_finished([url], 30)
+        self.assertNotIn("about:home", self.nginx.log()[-1])
 
 
 class WebEngineOff(HandOver):

@@ -17,6 +17,7 @@
 #include "capture/PelloraCatcher.h"
 #include "core/Program.h"
 #include "desktop/views/BasketForm.h"
+#include "mainwin/AddList.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Tray.h"
 
@@ -107,14 +108,15 @@ TEST_F(BasketWidget, ReadsADroppedTextUpToItsNul) {
   EXPECT_EQ(app->program().Download(1).URL, "http://origin.example/a.zip");
 }
 
-TEST_F(BasketWidget, AcceptsEachLinkOfAListWithoutText) {
+TEST_F(BasketWidget, OffersTheLinksOfAListWithoutText) {
   QMimeData links;
   links.setUrls(
       {QUrl(QStringLiteral("http://origin.example/a.zip")), QUrl(QStringLiteral("http://origin.example/b.zip"))});
   EXPECT_TRUE(Drop(links));
-  ASSERT_EQ(app->program().DownloadCount, 2);
-  EXPECT_EQ(app->program().Download(1).URL, "http://origin.example/a.zip");
-  EXPECT_EQ(app->program().Download(2).URL, "http://origin.example/b.zip");
+  EXPECT_EQ(app->program().DownloadCount, 0);
+  const AddList& list = *app->mainWindow().addList;
+  EXPECT_TRUE(list.Visible());
+  EXPECT_EQ(list.ListView1.Rows().size(), 2U);
 }
 
 TEST_F(BasketWidget, AcceptsALinkOfAListUnchanged) {

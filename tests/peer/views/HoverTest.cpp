@@ -131,7 +131,8 @@ TEST_F(Hover, DialogControlsGetTheMovesOverThem) {
   MainWindow& main = stage.Main();
   const std::vector<std::pair<Window*, std::set<std::string>>> dialogs = {
       {main.form1.get(), {"Text1", "Command1", "Command2", "Command3"}},
-      {main.wantDown.get(), {"Label1", "Label2", "Command1", "Command2"}}};
+      {main.wantDown.get(), {"Label1", "Label2", "Command1", "Command2"}},
+      {main.askLine.get(), {"Label1", "Text1", "Command1", "Command2"}}};
   for (const auto& [window, names] : dialogs) {
     ShowAlone(*window);
     const std::set<std::string> met = WalkOver(*window);

@@ -14,6 +14,8 @@
 #include "core/Program.h"
 #include "desktop/LocaleFormats.h"
 #include "desktop/PosixFiles.h"
+#include "desktop/QtEventLoop.h"
+#include "desktop/SystemClock.h"
 #include "lang/Language.h"
 #include "options/Options.h"
 
@@ -42,9 +44,9 @@ class OptionsStage {
  public:
   explicit OptionsStage(const QString& languages)
       : platform{stage.gate,
-                 Unused<EventLoop>(),
+                 events,
                  Unused<TaskLoop>(),
-                 Unused<Clock>(),
+                 clock,
                  Unused<Network>(),
                  files,
                  Unused<SettingsStore>(),
@@ -103,6 +105,8 @@ class OptionsStage {
   PosixFiles files;
   OptionsMachine machine{folder.path().toStdString()};
   FixedForms locale;
+  QtEventLoop events{stage.gate};
+  SystemClock clock;
   SimSchemes fetcher;
   Platform platform;
   Program program{platform};

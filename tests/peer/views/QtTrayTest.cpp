@@ -135,7 +135,7 @@ TEST_F(TrayMenu, NeverShowsCloseBasketEvenWhileThePopupDoes) {
 TEST_F(TrayMenu, IsEmptyAfterExitEndedTheProgram) {
   for (QWidget* const widget : QApplication::allWidgets()) {
     auto* const menu = qobject_cast<QMenu*>(widget);
-    if (menu == nullptr || menu->defaultAction() == nullptr || menu->actions().size() != 6) continue;
+    if (menu == nullptr || menu->defaultAction() == nullptr || menu->actions().size() != 7) continue;
     menu->actions().back()->trigger();
     break;
   }

@@ -1,6 +1,7 @@
 // The program's own windows have a widget for each control of their models.
 #include <gtest/gtest.h>
 
+#include <QLineEdit>
 #include <algorithm>
 #include <set>
 #include <string>
@@ -9,8 +10,11 @@
 #include "AppStage.h"
 #include "app/NewTransferWindow.h"
 #include "desktop/views/ObjectNames.h"
+#include "mainwin/AddList.h"
+#include "mainwin/AskLine.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
+#include "transferwin/AskLogin.h"
 #include "transferwin/TransferWindow.h"
 
 namespace pellora {
@@ -56,11 +60,22 @@ TEST_F(RealWindows, TransferWindowHasAWidgetForEveryControl) {
 }
 
 TEST_F(RealWindows, DialogsHaveAWidgetForEveryControl) {
-  for (Window* const window :
-       {static_cast<Window*>(stage.Main().form1.get()), static_cast<Window*>(stage.Main().wantDown.get())}) {
+  const std::vector<Window*> windows = {stage.Main().form1.get(), stage.Main().wantDown.get(),
+                                        stage.Main().askLine.get(), stage.Main().addList.get()};
+  for (Window* const window : windows) {
     Open(*window);
     EXPECT_EQ(WithoutWidget(*window, {}), Names{});
   }
+}
+
+TEST_F(RealWindows, AskLoginHasAWidgetForEveryControl) {
+  AskLogin::Question question;
+  question.reason = "a";
+  const auto window = std::make_shared<AskLogin>(stage.app->program(), question);
+  Open(*window);
+  EXPECT_EQ(WithoutWidget(*window, {}), Names{});
+  EXPECT_EQ(stage.Find<QLineEdit>(*window, "Text2")->echoMode(), QLineEdit::Password);
+  window->Unload();
 }
 
 TEST_F(RealWindows, AWidgetThatIsMissingIsFound) {

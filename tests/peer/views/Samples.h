@@ -128,7 +128,9 @@ struct SampleMain : Window {
 };
 
 struct SampleForm1 : Window {
-  explicit SampleForm1(Platform& given) : Window(given, "Form1", "Enter the URL of the file to download") {}
+  explicit SampleForm1(Platform& given) : Window(given, "Form1", "Enter the URL of the file to download") {
+    Height = 118;  // folded
+  }
   TextBox Text1{this, "Text1", "http://"};
   CommandButton Command1{this, "Command1", "Download Now !", 696};
   CommandButton Command2{this, "Command2", "Download Later !", 697};

@@ -9,11 +9,15 @@
 #include <QStyleFactory>
 #include <cstdio>
 
+#include "AppStage.h"
 #include "OptionsStage.h"
 #include "Samples.h"
 #include "Stage.h"
 #include "ZipStage.h"
+#include "async/TaskLoop.h"
 #include "desktop/views/QtDialogs.h"
+#include "lang/Language.h"
+#include "mainwin/AskLine.h"
 #include "zipview/Extract.h"
 
 namespace {
@@ -154,6 +158,27 @@ void DrawDialogs(Stage& stage, Painter& painter) {
   if (QWidget* box = QApplication::activeModalWidget()) painter.Save(*box, QStringLiteral("box"));
 }
 
+Task<> AskAndForget(std::shared_ptr<AskLine> window, LineQuestion question) {
+  (void)co_await window->Ask(std::move(question));
+}
+
+// `language` is a file of the program's.
+void DrawAskLine(Painter& painter, const char* language, const LineQuestion& question) {
+  AppStage stage;
+  QFile file(QStringLiteral(PELLORA_LANGUAGES "/%1.txt").arg(QLatin1String(language)));
+  if (file.open(QIODevice::ReadOnly)) {
+    stage.sim.disk().Put("/prog/chosen.txt", SimContent(file.readAll().toStdString()));
+  }
+  stage.Do([&] { LoadLanguage(stage.app->program(), "chosen"); });
+  AskLine& window = *stage.Main().askLine;
+  stage.Do([&] { stage.sim.tasks().Spawn(AskAndForget(stage.Main().askLine, question)); });
+  painter.SaveWindow(window, QStringLiteral("ask-line-%1").arg(QLatin1String(language)));
+  stage.Do([&] { window.Text1.SetByUser("nowhere"); });
+  stage.Do([&] { window.Command1.Click(); });
+  painter.SaveWindow(window, QStringLiteral("ask-line-refused-%1").arg(QLatin1String(language)));
+  stage.Do([&] { window.Unload(); });
+}
+
 void DrawOptions(Painter& painter, const char* language, const QLocale& locale) {
   OptionsStage options(QStringLiteral(PELLORA_LANGUAGES));
   options.locale.locale = locale;
@@ -183,6 +208,16 @@ int main(int argc, char** argv) {
     DrawTransfer(stage, painter);
     DrawMain(stage, painter);
     DrawDialogs(stage, painter);
+    DrawAskLine(painter, "english",
+                {"Change address", "New address of archive-2026-11.zip :",
+                 "https://files.example.com/pub/releases/2026/november/archive-2026-11.zip",
+                 [](const std::string&) { return "This is not an address that Pellora can download."; }});
+    DrawAskLine(painter, "german",
+                {"Adresse \u00e4ndern", "Neue Adresse von archiv-2026-11.zip :",
+                 "https://dateien.example.com/archiv-2026-11.zip", [](const std::string&) {
+                   return "Dies ist keine Adresse, die Pellora herunterladen kann. Sie muss einen Server nennen und "
+                          "kann einen Port und einen Pfad enthalten.";
+                 }});
     DrawOptions(painter, "english", QLocale(QLocale::English, QLocale::UnitedStates));
     DrawOptions(painter, "german", QLocale(QLocale::German, QLocale::Germany));
     DrawZip(painter);

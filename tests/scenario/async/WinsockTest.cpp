@@ -153,6 +153,21 @@ TEST_F(WinsockTest, DisabledReadingAppliesToLaterConnections) {
   EXPECT_EQ(log, "CD11");
 }
 
+TEST_F(WinsockTest, AHeldConnectionIsNotReadAndTheNextOneIs) {
+  Connect();
+  ASSERT_TRUE(sim.RunUntil([this] { return socket->State() == SocketState::Connected; }));
+  socket->Hold(true);
+  socket->SetReading(false);
+  socket->SetReading(true);
+  sim.RunFor(10'000);
+  EXPECT_EQ(log, "C");
+  socket->Close();
+  EXPECT_FALSE(socket->Held());
+  Connect();
+  sim.RunUntilIdle();
+  EXPECT_EQ(log, "CCD11");
+}
+
 TEST_F(WinsockTest, DataIsGoneAfterItsHandler) {
   Connect();
   sim.RunUntilIdle();

@@ -1,8 +1,11 @@
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "MainWindowFixture.h"
 #include "capture/DownloadBasket.h"
 #include "capture/PelloraCatcher.h"
+#include "mainwin/AddList.h"
 
 namespace pellora {
 namespace {
@@ -37,6 +40,13 @@ class DropBasket : public MainWindowFixture {
     Start();
     Do([&] { window().sdb.Click(); });
     sim.RunFor(1);
+  }
+  // Addresses in the list window.
+  std::vector<std::string> Offered() {
+    constexpr std::size_t kUrl = 1;
+    std::vector<std::string> addresses;
+    for (const ListRow& row : window().addList->ListView1.Rows()) addresses.push_back(row.subItems.at(kUrl));
+    return addresses;
   }
   int Drop(std::optional<std::string> text, std::optional<std::string> links = std::nullopt) {
     const Dragged data(std::move(text), std::move(links));
@@ -234,18 +244,21 @@ TEST_F(DropBasket, ReportsABadUrlWithASupportedScheme) {
   EXPECT_EQ(Box(), Text(400));
 }
 
-TEST_F(DropBasket, TreatsSeveralLinesAsOneText) {
+TEST_F(DropBasket, OffersSeveralLinesInTheList) {
   Open();
   EXPECT_EQ(Drop("http://origin.example/a.zip\nhttp://origin.example/b.zip"), kDropCopy);
-  EXPECT_EQ(program().DownloadCount, 1);
-  EXPECT_EQ(Rec(1).URL, "http://origin.example/a.zip\nhttp://origin.example/b.zip");
+  sim.RunReady();
+  EXPECT_EQ(program().DownloadCount, 0);
+  EXPECT_EQ(Offered(), (std::vector<std::string>{"http://origin.example/a.zip", "http://origin.example/b.zip"}));
 }
 
-TEST_F(DropBasket, AcceptsEachLinkOfADropWithoutText) {
+TEST_F(DropBasket, AddsTheLinksOfADropWithoutTextForLater) {
   Open();
   EXPECT_EQ(Drop(std::nullopt, "# links\r\nhttp://origin.example/a.zip\r\nftp://me:pw@origin.example/b%20.zip\r\n"),
             kDropCopy);
-  sim.RunReady();
+  sim.RunFor(1000);
+  Do([&] { window().addList->Command1.Click(); });
+  sim.RunFor(1000);
   ASSERT_EQ(program().DownloadCount, 2);
   EXPECT_EQ(Rec(1).URL, "http://origin.example/a.zip");
   EXPECT_EQ(Rec(2).URL, "ftp://me:pw@origin.example/b%20.zip");
@@ -260,25 +273,27 @@ TEST_F(DropBasket, IgnoresADropOfFiles) {
   EXPECT_TRUE(sim.dialogs().Boxes().empty());
 }
 
-TEST_F(DropBasket, PrefersTextOverLinks) {
+TEST_F(DropBasket, PrefersTextOverLinksIfItIsAnAddress) {
   Open();
   EXPECT_EQ(Drop("http://origin.example/text.zip", "http://origin.example/link.zip\r\n"), kDropCopy);
-  EXPECT_EQ(Drop("words", "http://origin.example/link.zip\r\n"), kDropNone);
+  EXPECT_EQ(Drop("words", "http://origin.example/other.zip\r\n"), kDropCopy);
   sim.RunReady();
-  ASSERT_EQ(program().DownloadCount, 1);
+  ASSERT_EQ(program().DownloadCount, 2);
   EXPECT_EQ(Rec(1).URL, "http://origin.example/text.zip");
+  EXPECT_EQ(Rec(2).URL, "http://origin.example/other.zip");
 }
 
-TEST_F(DropBasket, AddsTheOtherLinksWhileOneOfThemAsks) {
+TEST_F(DropBasket, SaysInTheListWhichLinksCannotBeAdded) {
   Open();
   Record("http://origin.example/a.zip");
   Drop(std::nullopt, "http://origin.example/a.zip\nhttp://origin.example\nhttp://origin.example/b.zip\n");
-  sim.RunReady();
-  EXPECT_EQ(program().DownloadCount, 2);
+  sim.RunFor(1000);
+  ASSERT_EQ(Offered().size(), 3U);
+  Do([&] { window().addList->Command1.Click(); });
+  sim.RunFor(1000);
+  ASSERT_EQ(program().DownloadCount, 2);
   EXPECT_EQ(Rec(2).URL, "http://origin.example/b.zip");
-  EXPECT_EQ(sim.dialogs().OpenCount(), 1U);
-  Answer(kAnswerNo);
-  EXPECT_EQ(Box(), Text(400));
+  EXPECT_TRUE(sim.dialogs().Boxes().empty());
 }
 
 TEST_F(DropBasket, ReportsATextOf10MebibytesAsBad) {

@@ -94,6 +94,27 @@ TEST_F(TrayIcon, OpensItsMenuOnRightClickWithoutCloseBasket) {
   EXPECT_EQ(sim.windows().popups[0].standard, "openwin");
 }
 
+TEST_F(TrayIcon, OffersToLimitTheSpeedOnceThereWasALimit) {
+  Start();
+  sim.RunFor(1000);
+  EXPECT_FALSE(catcher().limitspeed.Visible());
+  program().settings.SpeedLimit = 300;
+  sim.RunFor(1000);
+  EXPECT_TRUE(catcher().limitspeed.Visible());
+  EXPECT_TRUE(catcher().limitspeed.Checked());
+  Do([&] { catcher().limitspeed.Click(); });
+  EXPECT_EQ(program().settings.SpeedLimit, 0);
+  EXPECT_FALSE(catcher().limitspeed.Checked());
+  Do([&] { catcher().limitspeed.Click(); });
+  EXPECT_EQ(sim.settings().Get("Pellora", "SpeedLimit"), "300");
+  EXPECT_EQ(program().settings.SpeedLimit, 300);
+  EXPECT_TRUE(catcher().limitspeed.Checked());
+  Do([&] { sim.tray().Mouse(kTrayRightDown); });
+  EXPECT_EQ(sim.windows().popups.back().captions,
+            (std::vector<std::string>{"&Open Pellora!", "&Pause all downloads", "&Resume all downloads", Text(874), "-",
+                                      "&Exit"}));
+}
+
 TEST_F(TrayIcon, ShowsItsMenuInTheChosenLanguage) {
   sim.settings().values[{"Pellora", "Language"}] = "other";
   sim.disk().Put("/prog/other.txt", SimContent(std::string("700=Auf\n703=Ende\n704=Anderer Titel\n")));

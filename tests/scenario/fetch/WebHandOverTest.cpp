@@ -24,6 +24,13 @@ class WebHandOver : public testing::Test {
       sim.Do([&] { app.MenuURL(url, kPage, kCookies); });
       sim.RunReady();
     }
+    // As a script does. Returns the reason of a refusal.
+    std::string AddAs(const ScriptedAdd& wanted) {
+      std::string reason = "no answer";
+      sim.Do([&] { app.Add(wanted, [&reason](const AddAnswer& answer) { reason = answer.reason; }); });
+      sim.RunReady();
+      return reason;
+    }
     void Resume() {
       sim.Do([&] { app.ResumeAll(); });
     }
@@ -83,6 +90,29 @@ TEST_F(WebHandOver, RestartedDownloadAsksForANewHandOverAndContinuesWithIt) {
   EXPECT_EQ(next->Web().reason, TextOf(next->program(), WebText::CookiesGone));
   next->HandOver();
   EXPECT_EQ(next->sim.dialogs().OpenCount(), 0U);
+  ASSERT_TRUE(next->RunUntilFinished()) << next->Web().reason;
+  EXPECT_EQ(next->program().DownloadCount, 1);
+  EXPECT_TRUE(next->sim.disk().Holds(next->Record().SavePath, SimContent::Generated(8'000'000, 7)));
+}
+
+TEST_F(WebHandOver, ScriptHandsOverCookiesAndPage) {
+  Run run;
+  EXPECT_EQ(run.AddAs({.url = kUrl, .referrer = kPage, .cookies = kCookies}), "");
+  ASSERT_TRUE(run.RunUntilFinished()) << run.Web().reason;
+  for (const HttpRequest& request : run.origin.Requests()) {
+    EXPECT_EQ(request.Header("Cookie"), kCookies);
+    EXPECT_EQ(request.Header("Referer"), kPage);
+  }
+  EXPECT_EQ(run.AddAs({.url = kUrl, .cookies = kCookies}), "It is in the list already.");
+}
+
+TEST_F(WebHandOver, RestartedDownloadContinuesWithTheCookiesOfAScript) {
+  const std::unique_ptr<Run> next = Restarted();
+  next->Resume();
+  ASSERT_TRUE(next->RunUntilStopped()) << next->StateWord();
+  const std::string id = next->app.List().at(0).id;
+  EXPECT_EQ(next->AddAs({.url = kUrl, .cookies = kCookies}), "");
+  EXPECT_EQ(next->app.List().at(0).id, id);
   ASSERT_TRUE(next->RunUntilFinished()) << next->Web().reason;
   EXPECT_EQ(next->program().DownloadCount, 1);
   EXPECT_TRUE(next->sim.disk().Holds(next->Record().SavePath, SimContent::Generated(8'000'000, 7)));

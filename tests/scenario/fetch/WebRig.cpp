@@ -40,7 +40,7 @@ WebRig::WebRig(SimOptions options) : sim(WithWeb(std::move(options))), program(s
   }
 }
 
-std::int16_t WebRig::Start(const std::string& url) {
+std::int16_t WebRig::Start(const std::string& url, const WebAdd& add) {
   const std::optional<WebAddress> address = ParseWebAddress(url);
   EXPECT_TRUE(address) << url;
   program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
@@ -55,7 +55,10 @@ std::int16_t WebRig::Start(const std::string& url) {
   record.InUse = true;
   record.Valid = true;
   record.DateAdded = sim.platform().clock.Now();
-  sim.Do([&] { sim.tasks().Spawn(StartTransfer(&program, index, pellora::Start::Added)); });
+  sim.Do([&] {
+    RememberAdd(program, *services, index, add);
+    sim.tasks().Spawn(StartTransfer(&program, index, pellora::Start::Added));
+  });
   return index;
 }
 

@@ -15,6 +15,7 @@
 #include "core/Program.h"
 #include "core/RecordLife.h"
 #include "core/Transfer.h"
+#include "core/WebAdd.h"
 #include "fetch/WebServices.h"
 #include "transferwin/TransferWindow.h"
 
@@ -41,7 +42,7 @@ class WebRig {
   WebRig& operator=(const WebRig&) = delete;
 
   // A new record and its window, with the first request under way. Returns the record's index.
-  std::int16_t Start(const std::string& url);
+  std::int16_t Start(const std::string& url, const WebAdd& add = {});
   void Pause(std::int16_t index = 1);
   void Resume(std::int16_t index = 1);
   void Answer(bool yes, std::int16_t index = 1);  // the question in the record's window

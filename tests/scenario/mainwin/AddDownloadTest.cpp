@@ -281,7 +281,7 @@ TEST_F(AddingDownloads, AsksForPathsInTurnAndThenFindsTheDuplicate) {
 
 TEST_F(AddingDownloads, SavesAnUpdateWhereItIsUnpackedWithoutAsking) {
   program().settings.SaveAs = true;
-  Do([&] { sim.tasks().Spawn(AddDownload(&program(), "http://h/new.zip", false, -1, this)); });
+  Do([&] { sim.tasks().Spawn(AddDownload(&program(), {.url = "http://h/new.zip", .kind = -1, .caller = this})); });
   EXPECT_EQ(Rec(1).DownloadKind, 1);
   EXPECT_EQ(Rec(1).SavePath, "/prog/downloads/new.zip");
   EXPECT_TRUE(Rec(1).HasSavePath);

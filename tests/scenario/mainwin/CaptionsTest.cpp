@@ -9,6 +9,8 @@
 #include "capture/PelloraCatcher.h"
 #include "core/Ascii.h"
 #include "lang/Language.h"
+#include "mainwin/AddList.h"
+#include "mainwin/AskLine.h"
 #include "mainwin/Form1.h"
 #include "mainwin/WantDown.h"
 #include "options/Options.h"
@@ -54,7 +56,8 @@ TEST_F(Captions, MatchTheirDesignInEnglish) {
   ReadLanguage(sim.disk().Get("/prog/english.txt"), texts);
   const std::vector<std::shared_ptr<Window>> windows = {
       std::make_shared<MainWindow>(program()), std::make_shared<Form1>(program()),
-      std::make_shared<WantDown>(program()), NewTransferWindow(program(), 0)};
+      std::make_shared<WantDown>(program()),   std::make_shared<AskLine>(program()),
+      std::make_shared<AddList>(program()),    NewTransferWindow(program(), 0)};
   // Buttons of the hidden strip designed with other captions than the toolbar's of the same number.
   const std::set<std::string> toolbarWins = {"Command1(4)", "Command1(8)"};
   for (const std::shared_ptr<Window>& window : windows) {
@@ -80,8 +83,10 @@ TEST_F(Captions, StayAsDesignedInEveryWindowThatLoadsWithoutALanguageFile) {
   sim.disk().Lose("/prog/english.txt");
   Start();
   const std::vector<std::shared_ptr<Window>> windows = {
-      std::make_shared<Form1>(program()), std::make_shared<WantDown>(program()), std::make_shared<options>(program()),
-      std::make_shared<PelloraCatcher>(program(), nullptr), NewTransferWindow(program(), 0)};
+      std::make_shared<Form1>(program()),   std::make_shared<WantDown>(program()),
+      std::make_shared<AskLine>(program()), std::make_shared<options>(program()),
+      std::make_shared<AddList>(program()), std::make_shared<PelloraCatcher>(program(), nullptr),
+      NewTransferWindow(program(), 0)};
   for (const std::shared_ptr<Window>& window : windows) {
     const Shown designed = ShownBy(*window);
     Do([&] { window->Load(); });

@@ -92,7 +92,7 @@ void MainWindowFixture::Add(const std::string& url) {
 }
 
 void MainWindowFixture::AddLater(const std::string& url) {
-  Do([&] { sim.tasks().Spawn(AddDownload(&program(), url, true, 0, this)); });
+  Do([&] { sim.tasks().Spawn(AddDownload(&program(), {.url = url, .later = true, .caller = this})); });
 }
 
 FakeTransfer& MainWindowFixture::Transferring(std::int16_t index) {

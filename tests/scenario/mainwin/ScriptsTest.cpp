@@ -1,4 +1,7 @@
 // Calls of scripts: adding without a question, pausing and removing by id.
+#include <set>
+#include <utility>
+
 #include "MainWindowFixture.h"
 
 namespace pellora {
@@ -8,9 +11,11 @@ class Scripts : public MainWindowFixture {
  protected:
   void SetUp() override { sim.settings().values[{"Pellora", "CheckClipboard"}] = "False"; }
 
-  void AddFromScript(const std::string& url) {
-    Do([&] { app->Add(url, [this](const AddAnswer& answer) { answers.push_back(answer); }); });
+  AddAnswer AddAs(const ScriptedAdd& wanted) {
+    Do([&] { app->Add(wanted, [this](const AddAnswer& answer) { answers.push_back(answer); }); });
+    return answers.empty() ? AddAnswer() : answers.back();
   }
+  void AddFromScript(const std::string& url) { (void)AddAs({.url = url}); }
   std::string IdOf(int index) {
     for (const DownloadInfo& info : app->List()) {
       if (info.index == index) return info.id;
@@ -98,16 +103,250 @@ TEST_F(Scripts, ReuseAFreeSlotUnderAnotherId) {
   EXPECT_TRUE(Rec(1).InUse);
 }
 
-TEST_F(Scripts, GetOtherIdsInAnotherRun) {
+TEST_F(Scripts, FindTheirIdsInTheNextRun) {
   Start();
-  Record("http://h/a.zip");
-  OtherRun later(SimOptions{.startSerial = 46000.41});
-  later.app.program().newTransferWindow = [&](std::int16_t) {
-    return std::make_shared<FakeTransfer>(later.app.program());
+  AddFromScript("http://h/a.zip");
+  AddFromScript("http://h/b.zip");
+  ASSERT_NE(answers.at(0).id, answers.at(1).id);
+  Do([&] { app->SaveAndQuit(); });
+  OtherRun next(SimOptions{.disk = sim.disk().TakeState()});
+  next.Start();
+  const std::vector<DownloadInfo> list = next.app.List();
+  ASSERT_EQ(list.size(), 2U);
+  EXPECT_EQ(list[0].id, answers[0].id);
+  EXPECT_EQ(list[1].id, answers[1].id);
+  std::string reason = "not removed";
+  next.sim.Do([&] { reason = next.app.Remove(answers[0].id); });
+  EXPECT_EQ(reason, "");
+  ASSERT_EQ(next.app.List().size(), 1U);
+  EXPECT_EQ(next.app.List()[0].url, "http://h/b.zip");
+}
+
+TEST_F(Scripts, GetNewIdsForAUrlThatIsAddedAndRemovedWithinOneMoment) {
+  Start();
+  std::set<std::string> ids;
+  for (int i = 0; i < 50; ++i) {
+    AddFromScript("http://h/a.zip");
+    EXPECT_TRUE(ids.insert(answers.back().id).second) << answers.back().id;
+    EXPECT_EQ(Remove(answers.back().id), "");
+  }
+  EXPECT_EQ(ids.size(), 50U);
+}
+
+TEST_F(Scripts, KeepTheIdOfADownloadWhoseRedirectChangesItsAddress) {
+  Start();
+  AddFromScript("http://h/a.zip");
+  Rec(1).URL = "http://elsewhere/b.zip";
+  EXPECT_EQ(IdOf(1), answers.at(0).id);
+}
+
+TEST_F(Scripts, BeginAListedDownloadAnewIfTheySaySo) {
+  Start();
+  const std::int16_t index = Finished("a.zip");
+  const std::string former = IdOf(index);
+  EXPECT_EQ(AddAs({.url = "http://h/a.zip", .duplicate = true}).reason, "");
+  EXPECT_EQ(program().DownloadCount, 1);
+  EXPECT_FALSE(Rec(index).Finished);
+  ASSERT_NE(InSlot(index), nullptr);
+  EXPECT_NE(answers.back().id, former);
+  EXPECT_EQ(Remove(former), "There is no such download.");
+  EXPECT_TRUE(window().ListView2.Rows().empty());
+  EXPECT_TRUE(sim.dialogs().Boxes().empty());
+}
+
+TEST_F(Scripts, AddForLaterWithoutStartingOrQueueing) {
+  sim.settings().values[{"Pellora", "MaxSimulDownlads"}] = "1";
+  Start();
+  Transferring(Record("http://h/a"));
+  EXPECT_EQ(AddAs({.url = "http://h/b", .later = true}).reason, "");
+  EXPECT_EQ(Rec(2).Queued, 0);
+  EXPECT_EQ(InSlot(2), nullptr);
+  EXPECT_EQ(app->List().at(1).state, "waiting");
+}
+
+TEST_F(Scripts, SayWhereTheFileGoes) {
+  sim.disk().Put("/there/x", "x");
+  sim.disk().CreateFolder("/there");
+  Start();
+  EXPECT_EQ(AddAs({.url = "http://h/a.zip", .folder = "/there", .name = "b.zip"}).reason, "");
+  EXPECT_TRUE(Rec(1).HasSavePath);
+  EXPECT_EQ(Rec(1).SavePath, "/there/b.zip");
+  EXPECT_EQ(AddAs({.url = "http://h/c.zip", .folder = "/there"}).reason, "");
+  EXPECT_EQ(Rec(2).SavePath, "/there/c.zip");
+  for (const auto& [folder, name] :
+       {std::pair{"there", "b"}, {"/nowhere", "b"}, {"/there", "b/c"}, {"/there", ".."}, {"/there", "x"}}) {
+    EXPECT_NE(AddAs({.url = "http://h/d.zip", .folder = folder, .name = name}).reason, "") << folder << " " << name;
+  }
+  EXPECT_EQ(program().DownloadCount, 2);
+}
+
+TEST_F(Scripts, LogInToFtpServers) {
+  Start();
+  EXPECT_EQ(AddAs({.url = "ftp://h/a.zip", .user = "joe", .password = "secret"}).reason, "");
+  EXPECT_EQ(Rec(1).UserName, "joe");
+  EXPECT_EQ(Rec(1).Password, "secret");
+}
+
+// The classic engine would ignore them, and the file be another one than the script expects.
+TEST_F(Scripts, AreRefusedWhatTheClassicEngineDoesNotKnow) {
+  Start();
+  const std::string url = "http://h/a.zip";
+  for (const ScriptedAdd& wanted :
+       {ScriptedAdd{.url = url, .user = "joe", .password = "x"},
+        ScriptedAdd{.url = url, .checksum = std::string(32, 'a')}, ScriptedAdd{.url = url, .referrer = "http://h/page"},
+        ScriptedAdd{.url = url, .cookies = "a=b"}, ScriptedAdd{.url = url, .at = "9000-01-01 00:00"}}) {
+    EXPECT_NE(AddAs(wanted).reason.find("The engine that fetches this address knows no "), std::string::npos);
+  }
+  EXPECT_EQ(program().DownloadCount, 0);
+}
+
+TEST_F(Scripts, AreRefusedMalformedOptions) {
+  Start();
+  const std::string url = "http://h/a.zip";
+  for (const ScriptedAdd& wanted :
+       {ScriptedAdd{.url = url, .checksum = "abc"}, ScriptedAdd{.url = url, .at = "soon"},
+        ScriptedAdd{.url = url, .at = "2000-01-01 00:00"}, ScriptedAdd{.url = url, .at = "12:00"},
+        ScriptedAdd{.url = url, .limit = -1}, ScriptedAdd{.url = url, .limit = 1LL << 40},
+        ScriptedAdd{.url = url, .cookies = "a=b\r\nX: y"}, ScriptedAdd{.url = url, .referrer = "page"},
+        ScriptedAdd{.url = url, .at = "9000-01-01 00:00", .later = true},
+        ScriptedAdd{.url = url, .password = "secret"}}) {
+    EXPECT_EQ(AddAs(wanted).id, "");
+    EXPECT_NE(answers.back().reason, "");
+  }
+  EXPECT_EQ(program().DownloadCount, 0);
+  EXPECT_TRUE(sim.dialogs().Boxes().empty());
+}
+
+TEST_F(Scripts, LimitAllDownloadsAndEachOne) {
+  Start();
+  EXPECT_EQ(AddAs({.url = "http://h/a.zip", .limit = 7}).reason, "");
+  EXPECT_EQ(app->List().at(0).limit, 7);
+  std::string reason;
+  Do([&] { reason = app->SetLimit(IdOf(1), 0); });
+  EXPECT_EQ(reason, "");
+  EXPECT_EQ(app->List().at(0).limit, 0);
+  Do([&] { reason = app->SetLimit("", 100); });
+  EXPECT_EQ(reason, "");
+  EXPECT_EQ(app->Limit(), 100);
+  Do([&] { reason = app->SetLimit("", -1); });
+  EXPECT_NE(reason, "");
+  Do([&] { reason = app->SetLimit("dx", 1); });
+  EXPECT_EQ(reason, "There is no such download.");
+  EXPECT_EQ(app->Limit(), 100);
+}
+
+TEST_F(Scripts, ResumeOneDownload) {
+  Start();
+  Record("http://h/a.zip", [](auto& r) { r.Paused = true; });
+  Record("http://h/b.zip", [](auto& r) { r.Paused = true; });
+  Finished("c.zip");
+  const auto resume = [&](int index) {
+    std::string reason;
+    Do([&] { reason = app->Resume(IdOf(index)); });
+    return reason;
   };
-  later.Start();
-  later.sim.Do([&] { later.app.Add("http://h/b.zip", [](const AddAnswer&) {}); });
-  EXPECT_NE(later.app.List().at(0).id, IdOf(1));
+  EXPECT_EQ(resume(2), "");
+  EXPECT_EQ(InSlot(1), nullptr);
+  ASSERT_NE(InSlot(2), nullptr);
+  Rec(2).Active = true;
+  EXPECT_EQ(resume(2), "It is running already.");
+  EXPECT_EQ(resume(3), "It is finished.");
+}
+
+TEST_F(Scripts, PauseAllThatRun) {
+  Start();
+  Transferring(Record("http://h/a.zip"));
+  Transferring(Record("http://h/b.zip"));
+  std::string reason = "none";
+  Do([&] { reason = app->PauseAll(); });
+  EXPECT_EQ(reason, "");
+  EXPECT_TRUE(Rec(1).Paused);
+  EXPECT_TRUE(Rec(2).Paused);
+}
+
+TEST_F(Scripts, ShowTheWindowOfADownload) {
+  Start();
+  FakeTransfer& transfer = Transferring(Record("http://h/a.zip"));
+  Record("http://h/b.zip");
+  EXPECT_EQ(app->ShowWindow(IdOf(1)), "");
+  EXPECT_TRUE(transfer.shown);
+  EXPECT_EQ(app->ShowWindow(IdOf(2)), "It has no window before it is started.");
+  Do([&] { window().Hide(); });
+  EXPECT_EQ(app->ShowWindow(""), "");
+  EXPECT_TRUE(window().Visible());
+}
+
+class Headless : public Scripts {
+ protected:
+  void StartHeadless() {
+    app->SetHeadless();
+    Start();
+  }
+};
+
+TEST_F(Headless, ShowNoWindowAndSaySo) {
+  StartHeadless();
+  AddFromScript("http://h/a.zip");
+  ASSERT_NE(InSlot(1), nullptr);
+  EXPECT_FALSE(window().Visible());
+  EXPECT_FALSE(InSlot(1)->shown);
+  Do([&] { app->ShowMainWindow(); });
+  EXPECT_FALSE(window().Visible());
+  EXPECT_EQ(app->ShowWindow(""), "Pellora runs without windows.");
+  EXPECT_EQ(app->ShowWindow(IdOf(1)), "Pellora runs without windows.");
+}
+
+TEST_F(Headless, NeitherWatchTheClipboardNorAskForAPath) {
+  sim.settings().values[{"Pellora", "CheckClipboard"}] = "True";
+  sim.settings().values[{"Pellora", "SaveAs"}] = "True";
+  StartHeadless();
+  sim.clipboard().text = "http://h/copied.zip";
+  sim.RunFor(2000);
+  EXPECT_FALSE(window().wantDown->Visible());
+  Add("http://h/a.zip");
+  EXPECT_EQ(program().DownloadCount, 1);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
+  // A limit saves all settings: those that do not count here must stay as they are.
+  std::string reason = "none";
+  Do([&] { reason = app->SetLimit("", 10); });
+  EXPECT_EQ(reason, "");
+  EXPECT_EQ((sim.settings().values[{"Pellora", "SaveAs"}]), "True");
+}
+
+TEST_F(Headless, GoOnAtTheNextStartWithWhatRan) {
+  StartHeadless();
+  AddFromScript("http://h/running.zip");
+  Record("http://h/paused.zip", [](auto& r) { r.Paused = true; });
+  Rec(1).Active = true;
+  Do([&] { app->SaveAndQuit(); });
+  OtherRun next(SimOptions{.disk = sim.disk().TakeState()});
+  int started = 0;
+  next.app.program().newTransferWindow = [&](std::int16_t index) {
+    EXPECT_EQ(index, 1);
+    ++started;
+    return std::make_shared<FakeTransfer>(next.app.program());
+  };
+  next.app.SetHeadless();
+  next.Start(3000);
+  EXPECT_EQ(started, 1);
+  EXPECT_EQ(next.app.List().at(1).state, "paused");
+}
+
+TEST_F(Headless, GoOnWithWhatRanWhenItWasKilled) {
+  Start();  // with windows
+  Transferring(Record("http://h/a.zip"));
+  Record("http://h/b.zip", [](auto& r) { r.Paused = true; });
+  sim.RunFor(5100);
+  OtherRun next(SimOptions{.disk = sim.disk().TakeState()});
+  int started = 0;
+  next.app.program().newTransferWindow = [&](std::int16_t index) {
+    EXPECT_EQ(index, 1);
+    ++started;
+    return std::make_shared<FakeTransfer>(next.app.program());
+  };
+  next.app.SetHeadless();
+  next.Start(3000);
+  EXPECT_EQ(started, 1);
 }
 
 TEST_F(Scripts, GetAnswersOnceTheStartCompletes) {

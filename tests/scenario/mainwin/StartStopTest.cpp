@@ -254,7 +254,10 @@ TEST_F(StartStop, IgnoresTheReferringPageAndCookieOfARecord) {
   program().ResizeDownloads(0);
   Do([&] { app->MenuURL("http://h/a.zip", "", ""); });
   ASSERT_EQ(program().DownloadCount, 1);
-  EXPECT_EQ(Rec(1), with);
+  DownloadRecord without = Rec(1);
+  EXPECT_NE(without.DateAdded, with.DateAdded);  // no two adds have the same, by which scripts name them
+  without.DateAdded = with.DateAdded;
+  EXPECT_EQ(without, with);
 }
 
 TEST_F(StartStop, NeverListsCountsOrStartsTheRecordAtIndexZero) {

@@ -103,7 +103,7 @@ DownloadInfo WebFixture::InfoOf(int index) {
 
 std::vector<AddAnswer> WebFixture::AddFromScript(const std::string& url) {
   std::vector<AddAnswer> answers;
-  Do([&] { app->Add(url, [&answers](const AddAnswer& answer) { answers.push_back(answer); }); });
+  Do([&] { app->Add({.url = url}, [&answers](const AddAnswer& answer) { answers.push_back(answer); }); });
   return answers;
 }
 

@@ -90,6 +90,20 @@ TEST_F(WebOptions, ChangeNothingAtCancel) {
   EXPECT_EQ(Set().ExtraCertificates, "");
 }
 
+TEST_F(WebOptions, LookForChecksumsOnlyIfChosen) {
+  Open();
+  EXPECT_FALSE(Dialog().Check12.Value());
+  Accepts();
+  EXPECT_EQ(Stored("SeekChecksums"), std::nullopt);
+  Show();
+  Tick(Dialog().Check12, true);
+  Accepts();
+  EXPECT_TRUE(Set().SeekChecksums);
+  EXPECT_EQ(Stored("SeekChecksums"), "True");
+  Show();
+  EXPECT_TRUE(Dialog().Check12.Value());
+}
+
 TEST_F(WebOptions, RefuseCertificatesThatCannotBeReadOrAreNone) {
   Open();
   for (const char* path : {"/c/missing.pem", "ca.pem", "/c/ca.der", "/c"}) {

@@ -273,7 +273,7 @@ void Life::ActByScript(std::uint64_t salt) {
       case 1:
         return random.Coin() ? (void)app_->Remove(id) : app_->ResumeAll();
       default:
-        return app_->Add(UrlToAdd(random), [](const AddAnswer&) {});
+        return app_->Add({.url = UrlToAdd(random)}, [](const AddAnswer&) {});
     }
   });
 }

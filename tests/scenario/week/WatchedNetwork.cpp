@@ -75,6 +75,9 @@ class WatchedConnection final : public Connection {
   void SetReading(bool reading) override {
     if (connection_) connection_->SetReading(reading);
   }
+  void ReadAtMost(std::size_t bytes) override {
+    if (connection_) connection_->ReadAtMost(bytes);
+  }
 
  private:
   bool StaysOpen() {

@@ -58,6 +58,20 @@ TEST(IntervalSet, CutsAtALength) {
   EXPECT_EQ(set.Ranges(), Ranges{});
 }
 
+TEST(IntervalSet, RemovesWhatIsInARange) {
+  IntervalSet set(Ranges{{0, 10}, {20, 30}, {40, 50}});
+  set.Remove({5, 5});
+  EXPECT_EQ(set.Bytes(), 30);
+  set.Remove({10, 20});
+  EXPECT_EQ(set.Bytes(), 30);
+  set.Remove({25, 45});
+  EXPECT_EQ(set.Ranges(), (Ranges{{0, 10}, {20, 25}, {45, 50}}));
+  set.Remove({2, 3});
+  EXPECT_EQ(set.Ranges(), (Ranges{{0, 2}, {3, 10}, {20, 25}, {45, 50}}));
+  set.Remove({-5, 100});
+  EXPECT_EQ(set.Ranges(), Ranges{});
+}
+
 TEST(IntervalSet, AgreesWithAMapOfBytes) {
   std::mt19937 random(4711);
   for (int round = 0; round < 200; ++round) {

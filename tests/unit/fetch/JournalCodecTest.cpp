@@ -24,6 +24,7 @@ JournalEntry Full() {
   entry.path =
       "/home/b\xC3\xB6"
       "b/my files/a b.zip";
+  entry.folder = "/home/b\xFF b";
   entry.partPath =
       "/home/b\xC3\xB6"
       "b/my files/a b.zip.part";
@@ -38,6 +39,13 @@ JournalEntry Full() {
   entry.oldPart = {1, 2};
   entry.referrer = "https://page/?a b";
   entry.checksum = ParseChecksum("900150983cd24fb0d6963f7d28e17f72");
+  entry.foundChecksum = ParseChecksum("a9993e364706816aba3e25717850c26c9cd0d89d");
+  entry.pieces = PieceHashes{ChecksumKind::Md5, 262144, {std::string(32, '1'), std::string(32, 'f')}};
+  entry.hashesAreSafe = false;
+  entry.size = 8589934592;
+  entry.mirrors = {{"https://bob@m.example/a%20b?x y", 3, "de", ""},
+                   {"ftp://n.example/a", kLastPriority, "", "no: 50%\nx"}};
+  entry.factsFrom = 2;
   entry.speedLimit = 102400;
   entry.startAt = 45001.25;
   entry.queuePlace = 3;
@@ -78,8 +86,9 @@ TEST(JournalCodec, ReadsWhatItWrites) {
 }
 
 TEST(JournalCodec, ReadsEveryState) {
-  for (const JournalState state : {JournalState::Paused, JournalState::Waiting, JournalState::Active,
-                                   JournalState::Stopped, JournalState::Finished, JournalState::Gone}) {
+  for (const JournalState state :
+       {JournalState::Paused, JournalState::Waiting, JournalState::Active, JournalState::Stopped,
+        JournalState::Finished, JournalState::Gone, JournalState::Listed}) {
     JournalEntry entry = Named("https://site/f");
     entry.state = state;
     EXPECT_EQ(ReadJournal(JournalLine(entry)).entries.at(0).state, state);

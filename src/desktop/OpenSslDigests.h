@@ -1,0 +1,16 @@
+// OpenSslDigests: checksums by OpenSSL, which uses the processor's instructions for them.
+#pragma once
+
+#include "ports/Digest.h"
+
+namespace pellora {
+
+class OpenSslDigests final : public Digests {
+ public:
+  // Before all other uses of OpenSSL in the process.
+  OpenSslDigests();
+
+  std::unique_ptr<Digest> Begin(DigestKind kind) override;
+};
+
+}  // namespace pellora

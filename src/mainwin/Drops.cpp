@@ -1,0 +1,152 @@
+// Drops: what is dropped on the main window or the basket, and files of addresses.
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "async/EventGate.h"
+#include "async/InBackground.h"
+#include "async/TaskLoop.h"
+#include "core/Ascii.h"
+#include "core/EngineChoice.h"
+#include "core/Metalink.h"
+#include "core/Percent.h"
+#include "core/UrlList.h"
+#include "core/WebTexts.h"
+#include "mainwin/AddDownload.h"
+#include "mainwin/MainWindow.h"
+#include "mainwin/MetalinkAdds.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr std::string_view kFileScheme = "file://";
+constexpr std::string_view kThisHost = "localhost";
+constexpr std::string_view kMetalinkEnding = ".meta4";
+constexpr std::array<std::string_view, 2> kListEndings = {".txt", kMetalinkEnding};
+
+// The path of a local file of addresses, given as it is or as a link; nothing for anything else.
+std::optional<std::string> ListFileOf(std::string_view text) {
+  std::string path(text);
+  if (StartsWithNoCase(text, kFileScheme)) {
+    text.remove_prefix(kFileScheme.size());
+    if (StartsWithNoCase(text, kThisHost)) text.remove_prefix(kThisHost.size());
+    path = PercentDecoded(text);
+  }
+  const bool list = std::any_of(kListEndings.begin(), kListEndings.end(),
+                                [&](std::string_view ending) { return EndsWithNoCase(path, ending); });
+  return list && path.starts_with('/') && !HasControls(path) ? std::optional(path) : std::nullopt;
+}
+
+// A local file that is none of addresses.
+bool IsUnlistedFile(const std::string& address) {
+  return StartsWithNoCase(address, kFileScheme) && !ListFileOf(address);
+}
+
+bool IsMetalink(const std::string& path) { return EndsWithNoCase(path, kMetalinkEnding); }
+
+// As much of it as is taken from a list, and one byte more.
+std::string BeginningOf(Files& files, const std::string& path) {
+  const std::size_t longest = IsMetalink(path) ? kLongestMetalink : kLongestUrlList;
+  const std::unique_ptr<File> file = files.OpenForReading(path);
+  std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(file->Length(), longest + 1)), '\0');
+  bytes.resize(file->ReadAt(0, bytes));
+  return bytes;
+}
+
+std::vector<ListedAdd> AddsOf(const std::vector<std::string>& addresses, bool later) {
+  std::vector<ListedAdd> adds;
+  for (const std::string& address : addresses) {
+    ListedAdd& add = adds.emplace_back();
+    add.request.url = address;
+    add.request.later = later;
+  }
+  return adds;
+}
+
+}  // namespace
+
+bool MainWindow::TakeDrop(const DataObject& data) {
+  const auto hold = Hold();
+  bool taken = false;
+  platform_.gate.Deliver([&] { taken = TakeDropped(data, false, this); });
+  return taken;
+}
+
+// A drag without a text that can be taken may still offer links.
+bool MainWindow::TakeDropped(const DataObject& data, bool later, const void* caller) {
+  for (const int format : {kTextFormat, kLinksFormat}) {
+    if (data.GetFormat(format) && TakeText(data.GetData(format), later, caller)) return true;
+  }
+  return false;
+}
+
+bool MainWindow::TakeText(const std::string& text, bool later, const void* caller) {
+  const bool oneLine = text.find_first_of("\r\n") == std::string::npos;
+  std::vector<std::string> addresses = ReadUrlList(text).addresses;
+  std::erase_if(addresses, [](const auto& address) { return IsUnlistedFile(address); });
+  const bool single = addresses.size() == 1 && TakesScheme(program_, addresses.front());
+  if (!single && !(oneLine && TakesScheme(program_, TrimBlanks(text)))) return OfferText(text, later);
+  // A single line is passed on unchanged.
+  AddRequest request{.url = oneLine ? text : addresses.front(), .later = later, .caller = caller};
+  platform_.tasks.Spawn(AddDownload(&program_, std::move(request)));
+  return true;
+}
+
+// Shows all of its addresses, and those in the files that it names, if it names a file or any can be taken.
+bool MainWindow::OfferText(const std::string& text, bool later) {
+  UrlListReading reading = ReadUrlList(text);
+  std::vector<std::string> files;
+  for (const std::string& address : reading.addresses) {
+    if (std::optional<std::string> path = ListFileOf(address)) files.push_back(std::move(*path));
+  }
+  if (std::optional<std::string> path = ListFileOf(TrimBlanks(text))) files.assign(1, std::move(*path));
+  std::erase_if(reading.addresses, [](const auto& address) { return StartsWithNoCase(address, kFileScheme); });
+  const bool any = std::any_of(reading.addresses.begin(), reading.addresses.end(),
+                               [this](const auto& address) { return TakesScheme(program_, address); });
+  if (!any) reading.addresses.clear();
+  if (files.empty() && !any) return false;
+  platform_.tasks.Spawn(Offer(std::move(reading.addresses), std::move(files), later, reading.cut));
+  return true;
+}
+
+// The user's own file: its checksums are as safe as the addresses in it.
+void MainWindow::OfferMetalink(const std::vector<MetalinkFile>& files, bool later) {
+  if (files.empty()) return Status(TextOf(program_, WebText::BadMetalink));
+  std::vector<MetalinkAdd> adds;
+  for (const MetalinkFile& file : files) adds.push_back(AddOf(file, true));
+  addList->Offer(ListedAddsOf(program_, std::move(adds), later), false);
+}
+
+Task<> MainWindow::Offer(std::vector<std::string> addresses, std::vector<std::string> files, bool later, bool cut) {
+  const auto hold = Hold();
+  if (!addresses.empty()) addList->Offer(AddsOf(addresses, later), cut);
+  for (const std::string& path : files) {
+    const auto bytes = std::make_shared<std::string>();
+    const auto listed = std::make_shared<std::vector<MetalinkFile>>();
+    Background::Work read = [from = &platform_.files, bytes, listed, path] {
+      *bytes = BeginningOf(*from, path);
+      if (IsMetalink(path)) *listed = ReadMetalink(*bytes).value_or(std::vector<MetalinkFile>());
+    };
+    try {
+      co_await InBackground(&platform_, std::move(read));
+    } catch (const Failure& failure) {
+      Status(failure.what());
+      continue;
+    }
+    if (IsMetalink(path)) {
+      OfferMetalink(*listed, later);
+      continue;
+    }
+    const UrlListReading reading = ReadUrlList(*bytes);
+    addList->Offer(AddsOf(reading.addresses, later), reading.cut);
+  }
+}
+
+}  // namespace pellora

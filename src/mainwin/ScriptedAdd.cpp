@@ -1,0 +1,116 @@
+#include "mainwin/ScriptedAdd.h"
+
+#include <optional>
+#include <utility>
+
+#include "core/Ascii.h"
+#include "core/Dates.h"
+#include "core/EngineChoice.h"
+#include "core/FileNames.h"
+#include "core/Program.h"
+#include "core/WebAddress.h"
+#include "ports/Clock.h"
+#include "ports/Failure.h"
+#include "ports/Files.h"
+#include "ports/Platform.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr std::int64_t kKilobyte = 1024;
+
+// A text that would be sent in a line, or that names the user.
+bool IsMalformed(const ScriptedAdd& wanted) {
+  return HasControls(wanted.user) || HasControls(wanted.password) || HasControls(wanted.referrer) ||
+         HasControls(wanted.cookies);
+}
+
+std::string FaultOfLogin(const ScriptedAdd& wanted, const AddressReading& address) {
+  if (wanted.password.empty() || !wanted.user.empty() || !address.parsed.user.empty()) return {};
+  return "There is a password, and no user.";
+}
+
+// What the classic engine would ignore.
+std::string FaultOfEngine(const ScriptedAdd& wanted, const AddressReading& address) {
+  if (address.engine != EngineName::Classic) return {};
+  const char* what = nullptr;
+  if (!wanted.user.empty() && address.parsed.protocol != kFtp) what = "logins for web servers";
+  if (!wanted.checksum.empty()) what = "checksums";
+  if (!wanted.referrer.empty()) what = "referring pages";
+  if (!wanted.cookies.empty()) what = "cookies";
+  if (!wanted.at.empty()) what = "downloads that begin later";
+  if (what == nullptr) return {};
+  return std::string("The engine that fetches this address knows no ") + what +
+         "; with the option \"All downloads\" the other one fetches it.";
+}
+
+// The folder is to be there: a mistyped one is not created.
+std::string FaultOfFolder(const Program& program, const ScriptedAdd& wanted, const AddressReading& address) {
+  const Files& files = program.platform.files;
+  if (!wanted.folder.empty() && !files.Exists(wanted.folder)) return "There is no folder " + wanted.folder + ".";
+  // The classic engine writes over what is there: nobody has allowed that here.
+  const std::string folder = wanted.folder.empty() ? program.settings.DownloadFolder : wanted.folder;
+  const std::string name = wanted.name.empty() ? address.suggestedName : wanted.name;
+  const bool chosen = !wanted.folder.empty() || !wanted.name.empty();
+  const std::string path = JoinFolder(folder, name);
+  if (!chosen || address.engine != EngineName::Classic || !files.Exists(path)) return {};
+  return "There is a file " + path + " already.";
+}
+
+// Takes the moment, which must be to come.
+std::string TakeMoment(const Program& program, const std::string& text, std::optional<double>& moment) {
+  if (text.empty()) return {};
+  DateTimeReading reading;
+  if (!Skip([&] { reading = ReadDateTime(text); }) || !reading.hasDate || !reading.hasTime) {
+    return "This is no date and time as in \"2031-12-24 18:00\": " + text;
+  }
+  if (reading.serial <= program.platform.clock.Now()) return "The moment to begin is in the past: " + text;
+  moment = reading.serial;
+  return {};
+}
+
+std::string TakeChecksum(const std::string& text, std::optional<Checksum>& checksum) {
+  if (text.empty()) return {};
+  checksum = ParseChecksum(text);
+  return checksum ? std::string() : "This is no checksum: " + text;
+}
+
+// Fills `request`. Returns why it is refused.
+std::string TakeOptions(const Program& program, const ScriptedAdd& wanted, const AddressReading& address,
+                        AddRequest& request) {
+  if (IsMalformed(wanted)) return "A control character is in the login, the referring page or the cookies.";
+  if (wanted.later && !wanted.at.empty()) return "It cannot both begin at a time and not begin.";
+  if (!wanted.referrer.empty() && !ParseWebAddress(wanted.referrer)) return "The referring page is no address.";
+  if (wanted.limit < 0 || wanted.limit > kHighestSpeedLimit) return "This is no limit of speed.";
+  std::string fault = TakeChecksum(wanted.checksum, request.web.checksum);
+  if (fault.empty()) fault = TakeMoment(program, wanted.at, request.web.startAt);
+  if (fault.empty()) fault = FaultOfPlace(wanted.folder, wanted.name);
+  if (fault.empty() && address.engine == EngineName::None) return {};  // that is refused by the add
+  if (fault.empty()) fault = FaultOfLogin(wanted, address);
+  if (fault.empty()) fault = FaultOfEngine(wanted, address);
+  if (fault.empty()) fault = FaultOfFolder(program, wanted, address);
+  request.folder = wanted.folder;
+  request.name = wanted.name;
+  request.later = wanted.later;
+  request.duplicate = wanted.duplicate;
+  request.web.handOver = {wanted.referrer, wanted.cookies};
+  request.web.user = wanted.user;
+  request.web.password = wanted.password;
+  request.web.speedLimit = wanted.limit * kKilobyte;
+  request.web.quiet = wanted.quiet;
+  return fault;
+}
+
+}  // namespace
+
+AddOutcome AddForScript(Program& program, const ScriptedAdd& wanted) {
+  AddRequest request;
+  request.url = wanted.url;
+  const AddressReading address = ReadAddress(program, wanted.url);
+  std::string fault = TakeOptions(program, wanted, address, request);
+  if (!fault.empty()) return {0, std::move(fault)};
+  return AddWithoutAsking(program, request);
+}
+
+}  // namespace pellora

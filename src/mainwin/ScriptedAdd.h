@@ -1,0 +1,33 @@
+// ScriptedAdd: adding a download for a script, from the texts of its request. Nothing is ever asked: what cannot be
+// done as requested is refused with a reason.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "mainwin/AddDownload.h"
+
+namespace pellora {
+
+class Program;
+
+// What is empty is not given.
+struct ScriptedAdd {
+  std::string url;
+  std::string folder{};  // of the file, absolute
+  std::string name{};    // of the file
+  std::string user{};
+  std::string password{};
+  std::string checksum{};  // ParseChecksum
+  std::string referrer{};  // address of the page
+  std::string cookies{};   // "name=value; name=value"
+  std::string at{};        // "YYYY-MM-DD HH:MM": not before then
+  std::int64_t limit = 0;  // KiB/s; 0: none
+  bool later = false;      // it is not started
+  bool duplicate = false;  // a listed download of this address begins anew
+  bool quiet = false;      // no window opens
+};
+
+AddOutcome AddForScript(Program& program, const ScriptedAdd& wanted);
+
+}  // namespace pellora

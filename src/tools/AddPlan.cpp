@@ -1,0 +1,179 @@
+#include "tools/AddPlan.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/CookieFile.h"
+#include "core/Settings.h"
+#include "core/UrlList.h"
+#include "core/WebAddress.h"
+#include "desktop/BusTypes.h"
+#include "tools/Password.h"
+
+namespace pellora {
+
+namespace {
+
+// A file or the standard input, "-". Nothing if it cannot be read or is far too long.
+std::optional<QByteArray> ReadWhole(const QString& name) {
+  constexpr qint64 kMost = 16 << 20;
+  QFile file(name);
+  const bool open = name == "-" ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
+  if (!open) return std::nullopt;
+  QByteArray bytes;
+  for (QByteArray block; bytes.size() <= kMost; bytes += block) {
+    block = file.read(kMost + 1 - bytes.size());
+    if (block.isEmpty()) break;
+  }
+  if (file.error() != QFileDevice::NoError || bytes.size() > kMost) return std::nullopt;
+  return bytes;
+}
+
+QString Absolute(const QString& path) { return QDir::cleanPath(QDir::current().absoluteFilePath(path)); }
+
+// "NAME" is a name in the folder; "./NAME" and other paths say the folder too.
+QString TakePlace(QVariantMap& request, const QString& output, const QString& folder) {
+  if (!folder.isEmpty()) request.insert(kFolderKey, Absolute(folder));
+  if (output.isEmpty()) return {};
+  if (output.endsWith('/')) return "--output needs the name of a file";
+  if (!output.contains('/')) {
+    request.insert(kNameKey, output);
+    return {};
+  }
+  if (!folder.isEmpty()) return "--output names a folder already, so --folder has no meaning";
+  const QFileInfo path(Absolute(output));
+  request.insert(kFolderKey, path.path());
+  request.insert(kNameKey, path.fileName());
+  return {};
+}
+
+QString TakeLimit(QVariantMap& request, const QString& text) {
+  const std::optional<int> limit = SpeedLimitIn(text);
+  if (!limit) return "--limit needs a number of KiB/s";
+  request.insert(kLimitKey, *limit);
+  return {};
+}
+
+QString TakeDuplicate(QVariantMap& request, const QString& text) {
+  if (text != "yes" && text != "no") return "--on-duplicate needs \"yes\" or \"no\"";
+  if (text == "yes") request.insert(kDuplicateKey, true);
+  return {};
+}
+
+QString TakeCookieFile(AddPlan& plan, const QString& name) {
+  const std::optional<QByteArray> file = ReadWhole(name);
+  if (!file) return "the cookies in " + name + " cannot be read";
+  plan.cookieFile = *file;
+  if (!HoldsCookies(plan.cookieFile.toStdString())) return name + " holds no cookies in the format of Netscape";
+  return {};
+}
+
+QString TakeList(AddPlan& plan, const QString& name) {
+  const std::optional<QByteArray> list = ReadWhole(name);
+  if (!list) return "the addresses in " + name + " cannot be read";
+  const UrlListReading reading = ReadUrlList(list->toStdString());
+  if (reading.cut) return name + " holds too many addresses; at most " + QString::number(kMostAddresses) + " are read";
+  if (reading.addresses.empty()) return name + " holds no addresses";
+  for (const std::string& url : reading.addresses) plan.urls << QString::fromStdString(url);
+  plan.common.insert(kQuietKey, true);
+  return {};
+}
+
+QString TakePassword(AddPlan& plan) {
+  const std::optional<QString> password = ReadPassword();
+  if (!password) return "there is no password on the standard input";
+  plan.common.insert(kPasswordKey, *password);
+  return {};
+}
+
+// What contradicts itself, before anything is read.
+QString Contradiction(const Arguments& arguments) {
+  const QString list = arguments.Value("--input");
+  if (arguments.operands.isEmpty() && list.isEmpty()) return "add needs at least one URL";
+  if (arguments.Has("--later") && arguments.Has("--at")) return "--later and --at exclude each other";
+  const bool readsPassword = arguments.Has("--password-stdin");
+  const bool readsCookies = arguments.Value("--cookies") == "-";
+  if (int{readsPassword} + int{list == "-"} + int{readsCookies} > 1) return "the standard input is needed twice";
+  if (arguments.Value("--user").contains(':')) return "--user is a name alone; --password-stdin reads the password";
+  return {};
+}
+
+}  // namespace
+
+QList<OptionRule> AddOptions() {
+  return {{"--input", true},
+          {"-i", true},
+          {"--output", true},
+          {"-o", true},
+          {"--folder", true},
+          {"--user", true},
+          {"--password-stdin"},
+          {"--checksum", true},
+          {"--referer", true},
+          {"--cookies", true},
+          {"--limit", true},
+          {"--later"},
+          {"--at", true},
+          {"--on-duplicate", true},
+          {"--json"}};
+}
+
+std::optional<int> SpeedLimitIn(const QString& text) {
+  bool good = false;
+  const int limit = text.toInt(&good);
+  if (text == "off") return 0;
+  return good && limit >= 0 && limit <= kHighestSpeedLimit ? std::optional(limit) : std::nullopt;
+}
+
+QVariantMap AddPlan::RequestFor(const QString& url) const {
+  QVariantMap request = common;
+  request.insert(kUrlKey, url);
+  const std::optional<WebAddress> address = ParseWebAddress(url.toStdString());
+  if (cookieFile.isEmpty() || !address) return request;
+  const std::string cookies = CookiesFor(cookieFile.toStdString(), *address, QDateTime::currentSecsSinceEpoch());
+  if (!cookies.empty()) request.insert(kCookiesKey, QString::fromStdString(cookies));
+  return request;
+}
+
+AddPlan PlanAdd(const Arguments& given) {
+  AddPlan plan;
+  Arguments arguments = given;
+  for (const auto& [brief, name] : {std::pair{"-i", "--input"}, std::pair{"-o", "--output"}}) {
+    if (!arguments.Has(brief)) continue;
+    if (arguments.Has(name)) plan.error = QString(name) + " is given twice";
+    arguments.options.insert(name, arguments.Value(brief));
+  }
+  const auto take = [&](const QString& error) {
+    if (plan.error.isEmpty()) plan.error = error;
+  };
+  take(Contradiction(arguments));
+  plan.urls = arguments.operands;
+  plan.showsPassword = std::any_of(plan.urls.begin(), plan.urls.end(), [](const QString& url) {
+    return WithoutPassword(url.toStdString()) != url.toStdString();
+  });
+  take(TakePlace(plan.common, arguments.Value("--output"), arguments.Value("--folder")));
+  constexpr std::pair<const char*, const char*> kTexts[] = {
+      {"--user", kUserKey}, {"--checksum", kChecksumKey}, {"--referer", kReferrerKey}, {"--at", kAtKey}};
+  for (const auto& [option, key] : kTexts) {
+    if (arguments.Has(option)) plan.common.insert(key, arguments.Value(option));
+  }
+  if (arguments.Has("--later")) plan.common.insert(kLaterKey, true);
+  if (arguments.Has("--limit")) take(TakeLimit(plan.common, arguments.Value("--limit")));
+  if (arguments.Has("--on-duplicate")) take(TakeDuplicate(plan.common, arguments.Value("--on-duplicate")));
+  if (plan.error.isEmpty() && arguments.Has("--cookies")) take(TakeCookieFile(plan, arguments.Value("--cookies")));
+  if (plan.error.isEmpty() && arguments.Has("--input")) take(TakeList(plan, arguments.Value("--input")));
+  const bool many = plan.urls.size() > 1;
+  if (many && arguments.Has("--output")) take("--output is for one URL; --folder takes any number");
+  if (many && arguments.Has("--checksum")) take("--checksum is for one URL");
+  if (plan.error.isEmpty() && arguments.Has("--password-stdin")) take(TakePassword(plan));
+  return plan;
+}
+
+}  // namespace pellora

@@ -1,0 +1,37 @@
+// AddPlan: what `pelloractl add` is to ask the program for, made from its arguments and from the files and the standard
+// input that they name.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+#include <optional>
+
+#include "tools/Arguments.h"
+
+namespace pellora {
+
+QList<OptionRule> AddOptions();
+
+struct AddPlan {
+  QStringList urls;
+  QString error;  // in one sentence, if there is no plan
+  // Passwords in addresses that were given as arguments, where the process list shows them.
+  bool showsPassword = false;
+
+  // For the program, about one of the addresses.
+  QVariantMap RequestFor(const QString& url) const;
+
+  QVariantMap common;  // of all addresses
+  QByteArray cookieFile;
+};
+
+// KiB/s, or "off", which is 0.
+std::optional<int> SpeedLimitIn(const QString& text);
+
+// Reads from the standard input what the arguments say: the addresses, or the password, without echo on a terminal.
+// Relative paths are those of the current folder.
+AddPlan PlanAdd(const Arguments& given);
+
+}  // namespace pellora

@@ -1,0 +1,35 @@
+// A machine that sleeps for hours: its connections are dead when it wakes up, and all downloads continue.
+#include "WebApp.h"
+
+namespace pellora {
+namespace {
+
+class Suspend : public testing::TestWithParam<const char*> {};
+
+TEST_P(Suspend, DownloadContinuesByItself) {
+  const std::string url = GetParam();
+  WebApp run;
+  run.program().LangStrings.at(951) = "\"";  // as every language has it
+  SimHttpServer classic(run.sim.network(), "o.example", 80);
+  SimHttpServer web(run.sim.network(), "o.example", 443);
+  const SimContent content = SimContent::Generated(8'000'000, 7);
+  for (SimHttpServer* const server : {&classic, &web}) {
+    server->File("/a.bin", content);
+    server->Traits("/a.bin").validators = {{.etag = "\"1\""}};
+    server->Always({.wire = {.bytesPerSecond = 200'000}});
+  }
+  run.Start();
+  run.Add(url);
+  ASSERT_TRUE(run.sim.RunUntil([&] { return run.Record().Received > 2'000'000; }, 60'000));
+  run.sim.network().SetOnline(false);
+  run.sim.Stall(8 * 3'600'000);
+  run.sim.network().SetOnline(true);
+  ASSERT_TRUE(run.RunUntilFinished()) << run.StateWord();
+  EXPECT_TRUE(run.sim.disk().Holds(run.Record().SavePath, content));
+  EXPECT_EQ(run.sim.dialogs().OpenCount(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Engines, Suspend, testing::Values("http://o.example/a.bin", "https://o.example/a.bin"));
+
+}  // namespace
+}  // namespace pellora
