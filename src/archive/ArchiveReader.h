@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "archive/ArchiveDirectory.h"
-#include "fetch/IntervalSet.h"
+#include "core/IntervalSet.h"
 
 namespace pellora {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "archive/ArchiveDirectory.h"
-#include "fetch/IntervalSet.h"
+#include "core/IntervalSet.h"
 
 namespace pellora {
 

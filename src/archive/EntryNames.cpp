@@ -4,8 +4,8 @@
 #include <array>
 
 #include "core/Ascii.h"
+#include "core/Crc32.h"
 #include "core/Utf8.h"
-#include "fetch/Crc32.h"
 
 namespace pellora {
 

@@ -7,9 +7,9 @@
 #include <limits>
 #include <map>
 
+#include "core/Crc32.h"
 #include "core/Percent.h"
 #include "core/WebAddress.h"
-#include "fetch/Crc32.h"
 
 namespace pellora {
 

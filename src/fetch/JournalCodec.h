@@ -19,9 +19,9 @@
 #include <vector>
 
 #include "core/Checksum.h"
+#include "core/IntervalSet.h"
 #include "core/Mirror.h"
 #include "core/Pieces.h"
-#include "fetch/IntervalSet.h"
 #include "fetch/ReplyCheck.h"
 #include "ports/DownloadFiles.h"
 

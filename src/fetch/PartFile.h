@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "fetch/IntervalSet.h"
+#include "core/IntervalSet.h"
 #include "ports/Digest.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Fetcher.h"

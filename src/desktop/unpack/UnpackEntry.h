@@ -7,20 +7,9 @@
 #include <string_view>
 
 #include "desktop/unpack/Protocol.h"
+#include "ports/Unpacker.h"
 
 namespace pellora {
-
-struct PackedEntry {
-  std::uint16_t method = 0;  // of packing, also for an entry that is encrypted by AES
-  std::uint16_t flags = 0;
-  std::uint16_t dosTime = 0;
-  std::uint16_t dosDate = 0;
-  std::uint32_t crc = 0;
-  std::uint64_t packed = 0;
-  std::uint64_t size = 0;
-  std::string aes;       // data of extra field 0x9901; empty: none
-  std::string password;  // empty: none
-};
 
 // Of a line without its line feed; nothing if it is none.
 std::optional<PackedEntry> ParseOrder(std::string_view line);

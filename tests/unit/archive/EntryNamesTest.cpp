@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "archive/EntryNames.h"
-#include "fetch/Crc32.h"
+#include "core/Crc32.h"
 
 namespace pellora {
 namespace {
