@@ -113,6 +113,8 @@ struct Desktop {
                     fetcher.get(),
                     fetcher ? &downloadFiles : nullptr,
                     &unzip,
+                    nullptr,
+                    nullptr,
                     &digests};
 };
 
