@@ -33,8 +33,8 @@ void LoginWindows::Ask(LoginQuestion question) {
     open->second.window->Raise();
     return;
   }
-  AskLogin::Question asked{question.reason, NameOf(place), place.realm, question.user, question.unencrypted,
-                           logins_.CanRemember()};
+  AskLogin::Question asked{question.reason, NameOf(place),        place.realm,
+                           question.user,   question.unencrypted, logins_.CanRemember()};
   if (place.scheme == kArchivePlace) {
     asked.realm.clear();
     asked.onlyPassword = true;

@@ -143,9 +143,4 @@ std::vector<Range> Extraction::TakeAgain() {
   return ranges;
 }
 
-void Extraction::TryAgain(std::set<std::size_t>& aside) {
-  ready_.merge(aside);
-  aside.clear();
-}
-
 }  // namespace pellora

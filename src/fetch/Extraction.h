@@ -56,12 +56,10 @@ class Extraction {
   // What is to be fetched once more, and has to be forgotten before.
   std::vector<Range> TakeAgain();
   bool WantsPassword() const { return !locked_.empty(); }
-  void HasPassword() { TryAgain(locked_); }
   bool HasChanged() const { return changed_; }  // the archive: entries are not where they were
   const std::set<std::size_t>& Damaged() const { return damaged_; }
 
  private:
-  void TryAgain(std::set<std::size_t>& aside);
   void FindNeeded();
 
   const std::shared_ptr<const Selection> selection_;

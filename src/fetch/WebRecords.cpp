@@ -200,6 +200,8 @@ void MergeChangedAddresses(Journal& journal, const std::map<JournalKey, int>& li
 // What a kill kept from being written, or from being deleted.
 void PutFinished(const Platform& platform, Journal& journal, JournalEntry& entry) {
   DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
+  if (!entry.selection.empty()) DeletePartFile(platform, entry.partPath, entry.part);
+  DeleteSelection(platform, journal, std::exchange(entry.selection, {}));
   entry.state = JournalState::Finished;
   entry.partPath.clear();
   entry.oldPartPath.clear();

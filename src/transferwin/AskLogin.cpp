@@ -16,7 +16,9 @@ AskLogin::AskLogin(Program& program, const Question& question)
   Label3.Visible = !question.realm.empty();
   Label6.Visible = question.unencrypted;
   Text1.Text = question.user;
-  Label4.Visible = Text1.Visible = Check1.Visible = !question.onlyPassword;
+  Label4.Visible = !question.onlyPassword;
+  Text1.Visible = !question.onlyPassword;
+  Check1.Visible = !question.onlyPassword;
   Check1.Enabled = question.canRemember;
   Command1.OnClick = [this] {
     const auto hold = Hold();
