@@ -50,7 +50,7 @@ READERS = (
     ("web addresses", "core/WebAddress.cpp", "core/Percent.cpp", "core/Utf8.cpp"),
     ("replies to ranges", "fetch/ReplyHeads.cpp", "fetch/ReplyCheck.cpp", "fetch/HttpDate.cpp"),
     ("names of files", "fetch/FileNameFromReply.cpp"),
-    ("plan of ranges", "fetch/RangePlan.cpp", "fetch/IntervalSet.cpp"),
+    ("plan of ranges", "fetch/RangePlan.cpp", "core/IntervalSet.cpp"),
     ("journal", "fetch/JournalCodec.cpp"),
 )
 

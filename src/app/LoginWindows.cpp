@@ -6,6 +6,7 @@
 
 #include "core/Program.h"
 #include "core/WebAddress.h"
+#include "fetch/SelectionFiles.h"
 #include "ports/Failure.h"
 #include "transferwin/AskLogin.h"
 
@@ -16,6 +17,7 @@ namespace {
 std::string NameOf(const LoginPlace& place) {
   const bool six = place.host.find(':') != std::string::npos;
   const std::string host = (six ? "[" + place.host + "]" : place.host) + ":" + std::to_string(place.port);
+  if (place.scheme == kArchivePlace) return place.host;
   if (place.scheme == "proxy") return host;
   const std::optional<WebAddress> address = ParseWebAddress(place.scheme + "://" + host + "/");
   return address ? OriginOf(*address) : host;
@@ -31,9 +33,13 @@ void LoginWindows::Ask(LoginQuestion question) {
     open->second.window->Raise();
     return;
   }
-  const auto window = std::make_shared<AskLogin>(
-      program_, AskLogin::Question{question.reason, NameOf(place), place.realm, question.user, question.unencrypted,
-                                   logins_.CanRemember()});
+  AskLogin::Question asked{question.reason, NameOf(place),        place.realm,
+                           question.user,   question.unencrypted, logins_.CanRemember()};
+  if (place.scheme == kArchivePlace) {
+    asked.realm.clear();
+    asked.onlyPassword = true;
+  }
+  const auto window = std::make_shared<AskLogin>(program_, asked);
   window->OnLogin = [this, place](const Login& login, bool remember) {
     open_.erase(place);
     logins_.Give(place, login, remember);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,6 +13,8 @@
 #include "ports/DownloadFiles.h"
 
 namespace pellora {
+
+struct Selection;
 
 // By a browser. The cookies are kept in memory alone.
 struct HandOver {
@@ -35,6 +38,9 @@ struct WebAdd {
   std::int64_t speedLimit = 0;    // bytes per second; 0: none
   std::optional<double> startAt;  // not before this date and time, in days like DateAdded
   bool quiet = false;             // added among many: no window opens by itself; in this run for either engine
+  // Only this of the archive at the address is fetched, and unpacked; null: the file as it is.
+  std::shared_ptr<const Selection> selection;
+  std::string archivePassword;  // kept in memory alone
   // The user has confirmed that this file, which the save dialog found at the record's SavePath, be replaced.
   std::optional<FileState> replaced;
 

@@ -174,6 +174,18 @@ constexpr std::array kEnglish = {
     English{WebText::LimitSpeed, "&Limit speed"},
     English{WebText::BadSpeedLimitHours, "The hours of the speed limit are whole numbers from 0 to 23."},
     English{WebText::SpeedLimitTitle, "Speed limit"},
+    English{WebText::FilesOf, "%1 files of %2"},
+    English{WebText::Unpacking, "Unpacking %1: %2 %"},
+    English{WebText::EntryDamaged, "%1 is damaged in the archive. All other files have been unpacked."},
+    English{WebText::EntriesDamaged,
+            "%1 and %2 more files are damaged in the archive. All other files have been unpacked."},
+    English{WebText::ArchiveChanged,
+            "The archive on the server has changed. Delete this download and choose the files again."},
+    English{WebText::SelectionLost,
+            "It is not known any more which files were chosen. Delete this download and choose them again."},
+    English{WebText::ArchivePassword, "The password of the archive is missing or wrong, or files in it are damaged."},
+    English{WebText::EnterPassword, "Password..."},
+    English{WebText::NoUnpacker, "The files cannot be unpacked: %1"},
 };
 
 }  // namespace

@@ -168,6 +168,16 @@ enum class WebText : std::int16_t {
   NoticeManyStopped = 855,   // %1: number
   NoticeOpen = 856,          // a button
   NoticeOpenFolder = 857,    // a button
+  // Chosen entries of an archive.
+  FilesOf = 980,         // what the list calls it; %1: how many, %2: the archive
+  Unpacking = 981,       // a state; %1: name, %2: percent
+  EntryDamaged = 982,    // %1: name
+  EntriesDamaged = 983,  // %1: name, %2: how many more
+  ArchiveChanged = 984,
+  SelectionLost = 985,
+  ArchivePassword = 986,  // is missing or wrong
+  EnterPassword = 987,    // its button
+  NoUnpacker = 988,       // %1: why
   // Limits of speed. Of the options:
   SpeedLimit = 867,
   SpeedLimitTimed = 868,

@@ -114,6 +114,8 @@ struct Desktop {
                     fetcher.get(),
                     fetcher ? &downloadFiles : nullptr,
                     &unzip,
+                    nullptr,
+                    nullptr,
                     &digests};
 };
 

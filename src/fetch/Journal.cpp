@@ -110,7 +110,9 @@ std::set<std::string> Journal::ClaimedPaths(const JournalKey& own) const {
   const JournalEntry* const mine = Find(own);
   for (const auto& [key, entry] : entries_) {
     const bool isOwn = key == own || (mine != nullptr && entry.id == mine->id);
-    if (!isOwn && entry.state != JournalState::Finished && !entry.path.empty()) paths.insert(entry.path);
+    // What is chosen of an archive is not written under the archive's name.
+    if (!isOwn && entry.selection.empty() && entry.state != JournalState::Finished && !entry.path.empty())
+      paths.insert(entry.path);
   }
   return paths;
 }

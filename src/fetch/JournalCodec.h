@@ -1,8 +1,7 @@
 // JournalCodec: the journal of the web engine's downloads, as pure functions.
 //
 // One line says all about one download at one moment, so that the last line of each counts and any line rebuilds its
-// record. A line is its CRC-32 as eight hexadecimal digits, then fields " name=value", then a line feed; in values
-// every byte up to 0x20, 0x7F and "%" is "%XX". A download is known by its address without password and the bits of its
+// record. Lines are those of FieldLines. A download is known by its address without password and the bits of its
 // DateAdded. There are no passwords and no cookies in a journal.
 //
 // A line that is cut, damaged or senseless counts for nothing, wherever it is. Fields that a later version has added
@@ -19,9 +18,9 @@
 #include <vector>
 
 #include "core/Checksum.h"
+#include "core/IntervalSet.h"
 #include "core/Mirror.h"
 #include "core/Pieces.h"
-#include "fetch/IntervalSet.h"
 #include "fetch/ReplyCheck.h"
 #include "ports/DownloadFiles.h"
 
@@ -77,6 +76,11 @@ struct JournalEntry {
   bool hashesAreSafe = true;               // as in WebAdd
   std::int64_t size = -1;                  // that the file is to have; -1: not known
   std::vector<Mirror> mirrors;
+  std::string title;            // what the list calls it, if not by its file's name: of chosen entries of an archive
+  std::string selection;        // these: the name of a file beside the journal; empty: the file as it is
+  std::int64_t toFetch = -1;    // bytes of the archive that are to be fetched for them
+  IntervalSet unpacked;         // numbers of those that have been unpacked
+  IntervalSet begun;            // numbers of those that may have been
   std::uint64_t factsFrom = 0;  // the facts are those of the address, 0, or a mirror, from 1
   std::vector<std::pair<std::string, std::string>> others;  // of a later version: names and encoded values
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "core/IntervalSet.h"
 #include "core/Pieces.h"
-#include "fetch/IntervalSet.h"
 
 namespace pellora {
 

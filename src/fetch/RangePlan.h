@@ -16,7 +16,7 @@
 #include <span>
 #include <vector>
 
-#include "fetch/IntervalSet.h"
+#include "core/IntervalSet.h"
 
 namespace pellora {
 

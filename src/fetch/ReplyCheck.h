@@ -14,20 +14,12 @@
 #include <string>
 #include <string_view>
 
-#include "fetch/IntervalSet.h"
+#include "core/FileFacts.h"
+#include "core/IntervalSet.h"
 #include "fetch/ReplyHeads.h"
 #include "ports/Fetcher.h"
 
 namespace pellora {
-
-// What is known of a file from the first answer, and kept over restarts.
-struct FileFacts {
-  std::int64_t total = -1;     // bytes; -1: not known
-  Validator validator;         // of http and https
-  std::int64_t modified = -1;  // of ftp, ftps and sftp, seconds since 1970; -1: not known
-
-  bool operator==(const FileFacts&) const = default;
-};
 
 enum class RequestKind : std::uint8_t {
   First,    // nothing of the file is held

@@ -9,7 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "fetch/IntervalSet.h"
+#include "core/FileFacts.h"
+#include "core/IntervalSet.h"
 #include "ports/Fetcher.h"
 
 namespace pellora {
@@ -40,15 +41,6 @@ LengthReading ReadContentLength(const FetchAnswer& answer);
 // The members of a list "a, b;x=1" in lower case and without parameters; empty members are dropped.
 std::vector<std::string> ListMembers(const FetchAnswer& answer, std::string_view name);
 
-// What distinguishes the versions of a file (RFC 9110, section 8.8).
-struct Validator {
-  std::string etag;  // with its quotes, without "W/"; empty: none
-  bool weak = false;
-  std::string lastModified;  // as sent; empty: none
-  bool settled = false;      // the answer's Date is 60 s or more after lastModified, so that this date is strong
-
-  bool operator==(const Validator&) const = default;
-};
 Validator ReadValidator(const FetchAnswer& answer);
 // What If-Range may send: a strong entity tag, else a settled date; empty if there is neither (RFC 9110,
 // section 13.1.5).

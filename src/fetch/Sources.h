@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "core/IntervalSet.h"
 #include "core/Mirror.h"
 #include "core/WebAddress.h"
-#include "fetch/IntervalSet.h"
 #include "fetch/ReplyCheck.h"
 
 namespace pellora {

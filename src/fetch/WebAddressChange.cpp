@@ -74,6 +74,10 @@ void WebEngine::MoveTo(const JournalKey& key) {
     cookies.key() = key;
     services_->cookies.insert(std::move(cookies));
   }
+  if (auto selection = services_->selections.extract(entry_.key); !selection.empty()) {
+    selection.key() = key;
+    services_->selections.insert(std::move(selection));
+  }
   auto login = services_->addedLogins.extract(entry_.key);
   if (!login.empty() && SharesSecretsOfListed()) {
     login.key() = key;

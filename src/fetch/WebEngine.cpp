@@ -145,7 +145,9 @@ void WebEngine::Start(Sense sense) {
   if (CookiesAreGone() && !factsKnown_) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));
   const auto handed = services_->cookies.find(entry_.key);
   if (handed != services_->cookies.end() && SharesSecretsOfListed()) requests_.TakeHanded(handed->second);
-  if (part_ || creating_ || entry_.partPath.empty()) {
+  if (IsSelection()) {
+    program_.platform.tasks.Spawn(OpenSelection(run_, sense == Sense::AsWished));
+  } else if (part_ || creating_ || entry_.partPath.empty()) {
     Open();
   } else {
     program_.platform.tasks.Spawn(AdoptPart(run_));
@@ -280,6 +282,7 @@ void WebEngine::Pulse() {
   } else {
     CheckLanes(now);
   }
+  UnpackSoon();
   if (now - lastClaim_ >= kClaimEvery) Claim();
   if (now - lastDraw_ >= kRefreshEvery) Draw();
 }
@@ -384,7 +387,7 @@ RangePlan WebEngine::NewPlan() const {
   RangePlan::Shape shape;
   shape.lanes = kMaxLanes + kSpareLanes;
   shape.openRequests = !sources_.AllAreHttp() || !IsHttp(sources_.Main().current.scheme);
-  return {facts_.total, written_, shape};
+  return {facts_.total, extraction_ ? extraction_->HeldOrUnwanted(written_) : written_, shape};
 }
 
 // The body is compared with what is held, and what is missing is taken.

@@ -5,7 +5,9 @@
 // at once. RangePlan divides the file, CheckReply judges each answer, Sources says which server is asked, PartFile
 // writes, and the journal says what is on the disk. WebEngine.cpp has its life, WebReplies.cpp what answers and ends
 // mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file up to its
-// name, WebChecks.cpp its checksums, WebAddressChange.cpp another address for it, WebDrawing.cpp what is shown.
+// name, WebSelection.cpp
+// what is chosen of an archive, WebChecks.cpp its checksums, WebAddressChange.cpp another address for it,
+// WebDrawing.cpp what is shown.
 //
 // Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
 // changes nothing.
@@ -27,6 +29,7 @@
 #include "core/Program.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
+#include "fetch/Extraction.h"
 #include "fetch/ListSeek.h"
 #include "fetch/PartFile.h"
 #include "fetch/RangePlan.h"
@@ -37,7 +40,12 @@
 
 namespace pellora {
 
+class EntryUnpacking;
+class OutputFolder;
+class UnpackedFiles;
 struct NewPart;
+struct WantedPart;
+enum class EntryEnd : std::uint8_t;
 
 class WebEngine final : public Engine, public std::enable_shared_from_this<WebEngine>, private WebLaneOwner {
  public:
@@ -242,6 +250,34 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Task<bool> PublishAs(Run run, std::string path);
   void Finished();
 
+  // What is chosen of an archive (WebSelection.cpp)
+  bool IsSelection() const { return !entry_.selection.empty(); }
+  Task<> OpenSelection(Run run, bool asWished);
+  Task<bool> LoadSelection(Run run);
+  Task<bool> FindCopies(Run run);
+  Task<bool> HasCopy(SelectedEntry entry);
+  void OpenSelectionsPart();
+  void TakeRoomOfSelection(WantedPart& wanted) const;
+  void UseFactsOfSelection();
+  static ReplyReading ReadOfSelection(ReplyReading reading);
+  bool TakesNoParts(WebLane& lane, const ReplyReading& reading);  // True: that was all
+  void WriteFiguresOfSelection(WebFigures& figures) const;
+  void EntriesArrived(const std::vector<Range>& written);
+  void UnpackSoon();
+  Task<> UnpackEntries(Run run);
+  Task<> UnpackEntry(Run run, std::size_t number);
+  void MarkBegun(std::size_t number);
+  void ShowUnpacking(const SelectedEntry& entry, std::int64_t plain);
+  void EntryFailed(std::size_t number, EntryEnd end, const EntryUnpacking& work);
+  void EntryIsUnpacked(Run run, std::size_t number);
+  Task<> FinishSelection(Run run);
+  Task<bool> MakeFolders(Run run);
+  bool FetchEntriesAgain();
+  void StopForDamaged();
+  LoginPlace PlaceOfPassword() const;
+  void AskForArchivePassword();
+  Task<> SelectionIsUnpacked(Run run);
+
   // Checksums
   using Digits = std::vector<std::string>;
   Task<bool> CheckFile(Run run);
@@ -324,8 +360,13 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   SpeedMeter meter_;
   double elapsed_ = 0;  // seconds of fetching
   std::string announced_;
-  std::string check_;    // state of a check under way
-  std::string checked_;  // which checksum was right
+  std::string check_;                       // state of a check under way
+  std::string checked_;                     // which checksum was right
+  std::unique_ptr<Extraction> extraction_;  // null: the whole file, or not read yet
+  std::shared_ptr<OutputFolder> outputs_;   // of the extraction
+  std::shared_ptr<UnpackedFiles> outputFiles_;
+  bool unpacking_ = false;
+  std::int64_t lastUnpacked_ = 0;
   std::unique_ptr<ListSeek> seek_;
   std::string note_;  // what is to be known of the file, which is or will be complete
 };

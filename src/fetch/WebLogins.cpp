@@ -8,6 +8,7 @@
 #include "core/ProxyServer.h"
 #include "fetch/Challenge.h"
 #include "fetch/ReplyHeads.h"
+#include "fetch/SelectionFiles.h"
 #include "fetch/WebEngine.h"
 
 namespace pellora {
@@ -103,11 +104,13 @@ void WebEngine::AskForLogin(const LoginDemand& demand) {
 
 // It stays until it is settled, so that a second click finds the window again.
 void WebEngine::ShowLoginQuestion(const LoginDemand& demand) {
-  ShowQuestion(Say(WebText::LogIn), Say(WebText::NotNow), [this, demand](bool yes) {
-    if (!yes) return Rest(FetchEvent::AnswerNo, demand.reason);
-    ShowLoginQuestion(demand);
-    OpenLoginWindow(demand);
-  });
+  const bool ofArchive = demand.place.scheme == kArchivePlace;
+  ShowQuestion(Say(ofArchive ? WebText::EnterPassword : WebText::LogIn), Say(WebText::NotNow),
+               [this, demand](bool yes) {
+                 if (!yes) return Rest(FetchEvent::AnswerNo, demand.reason);
+                 ShowLoginQuestion(demand);
+                 OpenLoginWindow(demand);
+               });
 }
 
 void WebEngine::OpenLoginWindow(const LoginDemand& demand) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -11,6 +12,7 @@
 
 #include "core/EngineChoice.h"
 #include "core/Metalink.h"
+#include "core/Selection.h"
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
@@ -40,7 +42,8 @@ struct WebServices {
   Logins logins;
   std::set<JournalKey> listed;                // journal entries that had a record when the list was last saved
   std::map<JournalKey, std::string> cookies;  // that were handed over
-  std::map<JournalKey, Login> addedLogins;    // that came with an add
+  std::map<JournalKey, std::shared_ptr<const Selection>> selections;  // that came with an add
+  std::map<JournalKey, Login> addedLogins;                            // that came with an add
   // Of records whose address the user is changing: tried at the next start, and kept if it has the same file.
   std::map<JournalKey, AddressReading> newAddresses;
   std::set<JournalKey> superseded;  // former addresses, in the journal until the list is saved with the new ones

@@ -140,10 +140,18 @@ void MainWindow::OpenOrRestart(const ListView& list) {
   }
 }
 
+// What was unpacked from an archive is a folder.
+bool MainWindow::HasFile(std::int16_t index) const {
+  const std::string& path = program_.Download(index).SavePath;
+  const WebFigures* const figures = program_.Web(index);
+  if (figures != nullptr && figures->inFolder) return platform_.files.Exists(path);
+  return Skip([&] { (void)platform_.files.LengthOf(path); });
+}
+
 Task<> MainWindow::OpenFile(std::int16_t index) {
   const auto hold = Hold();
   const std::string path = program_.Download(index).SavePath;
-  if (Skip([&] { (void)platform_.files.LengthOf(path); })) {
+  if (HasFile(index)) {
     platform_.shell.OpenPath(path, FolderOf(path));
     co_return;
   }

@@ -262,6 +262,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   std::string AddressRefusal(int index, const std::string& url);
   void MoveInQueue(QueueMove move);
   void OpenOrRestart(const ListView& list);
+  bool HasFile(std::int16_t index) const;  // finished, and it is still there
   Task<> OpenFile(std::int16_t index);
   void ClearSelected();
   Task<> ClearAll();

@@ -22,11 +22,13 @@ class Machine;
 class Media;
 class Network;
 class Notices;
+class OutputFolders;
 class Secrets;
 class SettingsStore;
 class Shell;
 class TaskLoop;
 class Tray;
+class Unpacker;
 class Unzip;
 class WindowSystem;
 
@@ -53,6 +55,8 @@ struct Platform {
   Fetcher* fetcher = nullptr;              // null where the program was built without it: no https
   DownloadFiles* downloadFiles = nullptr;  // null where there is no fetcher
   Unzip* unzip = nullptr;                  // null where no archive can be unpacked: update packages stay packed
+  Unpacker* unpacker = nullptr;            // null where no entry of an archive can be unpacked by itself
+  OutputFolders* outputs = nullptr;        // null where there is no unpacker
   Digests* digests = nullptr;              // null where there is no fetcher
   Secrets* secrets = nullptr;              // null where the desktop keeps no passwords
   Notices* notices = nullptr;              // null where the desktop shows none

@@ -3,7 +3,7 @@
 
 #include "Oracle.h"
 #include "Targets.h"
-#include "fetch/Crc32.h"
+#include "core/Crc32.h"
 
 namespace pellora {
 

@@ -40,8 +40,10 @@
 #include "SimLoop.h"
 #include "SimMedia.h"
 #include "SimNetwork.h"
+#include "SimOutputFolders.h"
 #include "SimRandom.h"
 #include "SimSecrets.h"
+#include "SimUnpacker.h"
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
 #include "ports/Platform.h"
@@ -94,6 +96,8 @@ class SimPlatform {
   SimDownloadFiles& downloadFiles() { return downloadFiles_; }
   SimSecrets& secrets() { return secrets_; }
   SimDigests& digests() { return digests_; }
+  SimUnpacker& unpacker() { return unpacker_; }
+  SimOutputFolders& outputs() { return outputs_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
 
@@ -153,6 +157,8 @@ class SimPlatform {
   SimDownloadFiles downloadFiles_;
   SimSecrets secrets_;
   SimDigests digests_;
+  SimUnpacker unpacker_;
+  SimOutputFolders outputs_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;
 };

@@ -19,8 +19,8 @@
 #include <vector>
 
 #include "desktop/preview/Channel.h"
-#include "desktop/preview/Confine.h"
-#include "desktop/preview/Environment.h"
+#include "desktop/confine/Confine.h"
+#include "desktop/confine/Environment.h"
 #include "desktop/preview/MediaLibrary.h"
 #include "desktop/preview/Player.h"
 #include "desktop/preview/Plugins.h"

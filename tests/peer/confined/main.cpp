@@ -20,8 +20,8 @@
 #include <thread>
 
 #include "Ways.h"
-#include "desktop/preview/Confine.h"
-#include "desktop/preview/Environment.h"
+#include "desktop/confine/Confine.h"
+#include "desktop/confine/Environment.h"
 
 namespace pellora {
 namespace {

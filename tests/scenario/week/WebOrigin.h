@@ -18,7 +18,7 @@
 #include "SimFileServer.h"
 #include "SimHttpServer.h"
 #include "SimPlatform.h"
-#include "fetch/IntervalSet.h"
+#include "core/IntervalSet.h"
 
 namespace pellora {
 

@@ -4,7 +4,7 @@
 #include <random>
 #include <string>
 
-#include "fetch/Crc32.h"
+#include "core/Crc32.h"
 #include "fetch/JournalCodec.h"
 
 namespace pellora {

@@ -1,4 +1,4 @@
-#include "desktop/preview/FileAccess.h"
+#include "desktop/confine/FileAccess.h"
 
 #include <fcntl.h>
 #include <linux/landlock.h>
@@ -12,7 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "desktop/preview/Confine.h"
+#include "desktop/confine/Confine.h"
 
 namespace pellora {
 

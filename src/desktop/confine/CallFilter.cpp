@@ -1,4 +1,4 @@
-#include "desktop/preview/CallFilter.h"
+#include "desktop/confine/CallFilter.h"
 
 #include <fcntl.h>
 #include <linux/sched.h>
@@ -16,7 +16,7 @@
 #include <span>
 #include <utility>
 
-#include "desktop/preview/Confine.h"
+#include "desktop/confine/Confine.h"
 
 namespace pellora {
 
@@ -45,6 +45,13 @@ constexpr std::array kCalls = {
     // process and machine
     SCMP_SYS(getpid), SCMP_SYS(gettid), SCMP_SYS(getuid), SCMP_SYS(geteuid), SCMP_SYS(getgid), SCMP_SYS(getegid),
     SCMP_SYS(getrusage), SCMP_SYS(getrandom), SCMP_SYS(sysinfo), SCMP_SYS(uname), SCMP_SYS(getcpu)};
+
+// What decoding from one stream into another needs.
+constexpr std::array kUnpackingCalls = {
+    SCMP_SYS(read),      SCMP_SYS(write),         SCMP_SYS(fstat),  SCMP_SYS(newfstatat),
+    SCMP_SYS(close),     SCMP_SYS(mmap),          SCMP_SYS(munmap), SCMP_SYS(mremap),
+    SCMP_SYS(madvise),   SCMP_SYS(brk),           SCMP_SYS(futex),  SCMP_SYS(rt_sigreturn),
+    SCMP_SYS(getrandom), SCMP_SYS(clock_gettime), SCMP_SYS(exit),   SCMP_SYS(exit_group)};
 
 // What media needs in addition: it may use existing connections, but neither make one nor pass descriptors on.
 constexpr std::array kMediaCalls = {
@@ -130,6 +137,10 @@ void AllowSomeArguments(Filter& filter) {
 
 void RestrictCalls(Work work) {
   Filter filter;
+  if (work == Work::Unpacking) {
+    filter.Allow(kUnpackingCalls);
+    return filter.Load();
+  }
   filter.Allow(kCalls);
   AllowReading(filter);
   AllowThreads(filter);

@@ -1,4 +1,4 @@
-#include "desktop/preview/Confine.h"
+#include "desktop/confine/Confine.h"
 
 #include <linux/capability.h>
 #include <malloc.h>
@@ -13,7 +13,7 @@
 #include <csignal>
 #include <cstring>
 
-#include "desktop/preview/FileAccess.h"
+#include "desktop/confine/FileAccess.h"
 #include "desktop/preview/Protocol.h"
 
 namespace pellora {
@@ -21,9 +21,9 @@ namespace pellora {
 namespace {
 
 // Limits of the address space. A picture takes up to 256 MiB decoded and as much again when scaled to the pane, plus
-// 220 MiB for libraries. A film took 0.7 GiB and one of 3840 x 2160 pixels 1 GiB with two processors; with more
-// processors, more frames are decoded at once.
-constexpr rlim_t kMaxPictureMemory = rlim_t{1} << 30;
+// 220 MiB for libraries; a decoder of archives up to 256 MiB. A film took 0.7 GiB and one of 3840 x 2160 pixels 1 GiB
+// with two processors; with more processors, more frames are decoded at once.
+constexpr rlim_t kMaxMemory = rlim_t{1} << 30;
 constexpr rlim_t kMaxMediaMemory = rlim_t{3} << 30;
 constexpr int kMaxHeaps = 4;  // each reserves 64 MiB; the C library would use eight for each processor
 constexpr rlim_t kMaxFiles = 256;
@@ -78,13 +78,17 @@ void RestrictProcess(Work work, int file, const std::vector<std::string>& places
   mallopt(M_ARENA_MAX, kMaxHeaps);
   SetHardLimit(RLIMIT_CORE, 0, "the limit of core files");
   SetHardLimit(RLIMIT_NOFILE, kMaxFiles, "the limit of open files");
-  SetHardLimit(RLIMIT_AS, work == Work::Picture ? kMaxPictureMemory : kMaxMediaMemory, "the limit of memory");
+  SetHardLimit(RLIMIT_AS, work == Work::Media ? kMaxMediaMemory : kMaxMemory, "the limit of memory");
   // Soft, because the program raises this limit as long as frames arrive.
   SetSoftLimit(RLIMIT_CPU, static_cast<rlim_t>(kPreviewProcessorTime.count()), "the limit of processor time");
   // Soft, because LiftFileSizeLimit must be able to raise it for reporting a failure to a file.
   SetSoftLimit(RLIMIT_FSIZE, 0, "the limit of file sizes");
   setpriority(PRIO_PROCESS, 0, kNice);
   RestrictFileAccess(file, places);
+}
+
+void LimitProcessorTime(std::chrono::seconds most) {
+  SetSoftLimit(RLIMIT_CPU, static_cast<rlim_t>(most.count()), "the limit of processor time");
 }
 
 void LiftFileSizeLimit() {

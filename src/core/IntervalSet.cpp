@@ -1,4 +1,4 @@
-#include "fetch/IntervalSet.h"
+#include "core/IntervalSet.h"
 
 #include <algorithm>
 #include <numeric>

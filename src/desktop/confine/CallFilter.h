@@ -1,11 +1,12 @@
-// CallFilter: allows only the system calls that rendering needs.
+// CallFilter: allows only the system calls that a work needs.
 #pragma once
 
 namespace pellora {
 
 enum class Work {
-  Picture,  // Qt's readers and our own
-  Media,    // the media library: threads, plugins, an existing connection to a sound server
+  Picture,    // Qt's readers and our own
+  Unpacking,  // decoders of archives: from standard input to standard output
+  Media,      // the media library: threads, plugins, an existing connection to a sound server
 };
 
 // Restricts every thread of the process, including those already running, to the calls that `work` needs. Opening a

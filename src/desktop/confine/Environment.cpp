@@ -1,4 +1,4 @@
-#include "desktop/preview/Environment.h"
+#include "desktop/confine/Environment.h"
 
 #include <pwd.h>
 #include <unistd.h>

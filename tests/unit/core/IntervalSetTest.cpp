@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <random>
 
-#include "fetch/IntervalSet.h"
+#include "core/IntervalSet.h"
 
 namespace pellora {
 namespace {

@@ -1,0 +1,66 @@
+// OutputFolders: files below a folder that the user has chosen, by names from somewhere else. Nothing is ever made,
+// read or replaced outside of it: no link below the folder is followed, and no name leads out of it.
+//
+// A file has no name until it is complete. All calls may wait for a disk: they belong to Background works. Paths are
+// the parts of a path below the folder: never empty, "." or "..", without "/". Every operation throws Failure(File)
+// unless it says otherwise.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ports/DownloadFiles.h"
+
+namespace pellora {
+
+using OutputPath = std::vector<std::string>;
+
+struct OutputTraits {
+  std::uint16_t mode = 0;                // Unix permissions, without those for other users' identities; 0: not known
+  std::optional<std::int64_t> modified;  // seconds since 1970
+};
+
+class OutputFile {
+ public:
+  virtual ~OutputFile() = default;                 // deleted, unless it was published
+  virtual void Write(std::string_view bytes) = 0;  // after what was written before
+  // Waits until its bytes are on the disk, gives it this name in its folder, and waits until the name is on the disk as
+  // well. Its rights become those of `traits` less what the umask takes, always with reading and writing for the user.
+  // False, and nothing has changed, if something has the name and `replaced` is nothing or another file than that which
+  // is there.
+  virtual bool Publish(const std::string& name, const OutputTraits& traits,
+                       const std::optional<FileIdentity>& replaced) = 0;
+};
+
+enum class OutputName : std::uint8_t { Free, File, Folder, Other };  // Other: a link, a device, ...
+
+struct OutputFound {
+  OutputName what = OutputName::Free;
+  FileIdentity identity;     // of a File
+  std::uint64_t length = 0;  // of a File
+};
+
+class OutputFolder {
+ public:
+  virtual ~OutputFolder() = default;
+  // A file for the user alone, without a name, in the folder of `path`, which is made with all above it.
+  virtual std::unique_ptr<OutputFile> Create(const OutputPath& path) = 0;
+  // Existing ones are no failure. The folder is on the disk, but for its traits.
+  virtual void MakeFolder(const OutputPath& path) = 0;
+  // Of a folder that is there; always with all rights for the user. Last, as new files change a folder's time.
+  virtual void SetTraits(const OutputPath& path, const OutputTraits& traits) = 0;
+  virtual OutputFound LookAt(const OutputPath& path) = 0;
+};
+
+class OutputFolders {
+ public:
+  virtual ~OutputFolders() = default;
+  // The folder is made if it is missing. Its own path may lead over links, as the user has chosen it.
+  virtual std::shared_ptr<OutputFolder> Open(const std::string& folder) = 0;
+};
+
+}  // namespace pellora
