@@ -143,6 +143,14 @@ TEST(ArchiveReader, AnEmptyArchiveWithADirectoryBeyondTheFileIsNone) {
   EXPECT_EQ(reading.requests, 1);
 }
 
+TEST(ArchiveReader, AnEmptyArchiveAfterSomethingElseIsReadWithOneRequest) {
+  TestArchive archive;
+  archive.before = std::string(200'000, 'x');
+  const Reading reading = ReadAll(archive.Bytes());
+  EXPECT_EQ(reading.fault, ArchiveFault::None);
+  EXPECT_EQ(reading.requests, 1);
+}
+
 TEST(ArchiveReader, WhatIsNoArchiveIsSaidToBeNone) {
   for (const std::string& file :
        {std::string(), std::string(1, 'P'), std::string(300000, 'x'), std::string("PK\5\6")}) {
