@@ -167,6 +167,9 @@ constexpr std::array kEnglish = {
     English{WebText::LimitSpeed, "&Limit speed"},
     English{WebText::BadSpeedLimitHours, "The hours of the speed limit are whole numbers from 0 to 23."},
     English{WebText::SpeedLimitTitle, "Speed limit"},
+    English{WebText::ListNotSaved,
+            "The list of downloads cannot be saved: what changes in it now is lost when Pellora ends."},
+    English{WebText::UpdatedByPackages, "Pellora was installed as a package: the package manager updates it."},
 };
 
 }  // namespace
