@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-"""Packages what build/release holds, and checks the packages: run.py [--keep FOLDER]. The last line is "N passed, N
-failed".
+"""Packages what build/release holds, and checks the packages: run.py [--keep FOLDER], or those that are built: run.py
+--packages FOLDER. The last line is "N passed, N failed".
 
 Installation, a download and removal happen on an overlay over this machine (machine.py), which is left alone; without
 root a line says that they were left out.
 """
 
 import argparse
+import glob
 import os
 import re
 import subprocess
@@ -40,21 +41,23 @@ class Checks:
         return text
 
 
-def is_optimised():
+def is_optimised(given):
     """A build for quick tests is not hardened."""
+    if given:
+        return True
     with open(os.path.join(BUILD, "compile_commands.json"), encoding="utf-8") as f:
         return "-O0" not in f.read()
 
 
-def check_contents(checks, packages, folder):
+def check_contents(checks, packages, folder, optimised):
     # Without optimisation no function is fortified.
-    suppressed = [] if is_optimised() else ["--suppress-tags", "hardening-no-fortify-functions"]
+    suppressed = [] if optimised else ["--suppress-tags", "hardening-no-fortify-functions"]
     checks.command("lintian finds nothing, pedantic", "lintian", "--info", "--display-info", "--pedantic",
                    "--fail-on", EVERY_TAG, "--allow-root", *suppressed, *packages)
     unpacked = os.path.join(folder, "unpacked")
     for package in packages:
         checks.command("%s unpacks" % os.path.basename(package), "dpkg-deb", "--extract", package, unpacked)
-    if is_optimised():
+    if optimised:
         checks.command("the packaged programs are hardened", sys.executable, os.path.join(ROOT, "scripts/hardening.py"),
                        os.path.join(unpacked, "usr/lib/pellora"))
     else:
@@ -87,17 +90,19 @@ def check_on_machine(checks, packages, folder):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--keep", metavar="FOLDER", help="puts the packages there")
+    parser.add_argument("--packages", metavar="FOLDER", help="checks the packages there")
     arguments = parser.parse_args()
     checks = Checks()
     with tempfile.TemporaryDirectory(prefix="pellora-package.") as folder:
         os.chmod(folder, 0o755)
-        target = arguments.keep or os.path.join(folder, "packages")
-        text = checks.command("the packages are built", sys.executable, os.path.join(ROOT, "scripts/package.py"), target,
-                              "--built", BUILD)
-        packages = re.findall(r"^/.*\.deb$", text, re.MULTILINE)
-        checks.note(len(packages) == 2, "there are two of them", text)
+        target = arguments.packages or arguments.keep or os.path.join(folder, "packages")
+        if not arguments.packages:
+            checks.command("the packages are built", sys.executable, os.path.join(ROOT, "scripts/package.py"), target,
+                           "--built", BUILD)
+        packages = [path for path in sorted(glob.glob(os.path.join(target, "*.deb"))) if "-dbgsym_" not in path]
+        checks.note(len(packages) == 2, "there are two of them", str(packages))
         if len(packages) == 2:
-            check_contents(checks, packages, folder)
+            check_contents(checks, packages, folder, is_optimised(arguments.packages))
             check_on_machine(checks, packages, folder)
     print("%d passed, %d failed" % (checks.passed, checks.failed))
     return 1 if checks.failed else 0
