@@ -49,8 +49,6 @@ namespace pellora {
 
 namespace {
 
-constexpr const char* kJournalName = "Pellora.fetch";
-
 constexpr const char* kNoSuchDownload = "There is no such download.";
 
 // One of seven words, also for the web engine: what waits for a server is active, what was stopped has failed.
@@ -167,12 +165,11 @@ struct App::Parts {
     }
   }
 
-  // The web engine's journal lies beside the list.
   void MakeWebServices() {
     const Platform& platform = program.platform;
     if (platform.fetcher == nullptr || platform.downloadFiles == nullptr) return;
     const auto seed = std::bit_cast<std::uint64_t>(platform.clock.Now());
-    web = std::make_shared<WebServices>(platform, JoinFolder(FolderOf(ListPath(program)), kJournalName), seed);
+    web = std::make_shared<WebServices>(platform, JournalPath(program), seed);
     loginWindows = std::make_unique<LoginWindows>(program, web->logins);
     web->logins.ask = [this](LoginQuestion question) { loginWindows->Ask(std::move(question)); };
     web->logins.notRemembered = [this] {
@@ -231,8 +228,10 @@ Task<> App::Parts::Start(Parts* parts) {
   if (platform.browserMenu) SetBrowserMenu(*platform.browserMenu, program.settings.BrowserIngeration);
   Skip([&] { platform.settings.Set("Pellora", "AppPath", platform.machine.ProgramFolder()); });
   program.ShowTransferWindow = !program.headless;
-  TryAndReport(program, "The list cannot be read, and is left as it is: downloads added now are not saved.",
-               [&] { LoadList(program); });
+  TryAndReport(program, "The list cannot be read, and is left as it is: downloads added now are not saved.", [&] {
+    AdoptList(program);
+    LoadList(program);
+  });
   if (parts->web) {
     const std::string unreadable = FillText(TextOf(program, WebText::JournalUnreadable), {parts->web->journal.Path()});
     TryAndReport(program, unreadable, [&] { RestoreWebRecords(program, *parts->web); });
@@ -262,6 +261,11 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
     };
   }
   program.saveAndQuit = [parts] { parts->Stop(); };
+  program.listNotSaved = [parts](const std::string& reason) {
+    if (parts->stopped) return;  // nobody could read it any more
+    Program& own = parts->program;
+    own.platform.tasks.Spawn(Say(&own, TextOf(own, WebText::ListNotSaved) + "\n" + reason));
+  };
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
     return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown,
@@ -384,6 +388,25 @@ std::string App::ShowWindow(const std::string& id) {
 void App::ResumeAll() {
   Parts* const parts = parts_.get();
   parts->WhenStarted([parts] { parts->Main().resumeall(); });
+}
+
+void App::Open(std::vector<std::string> addresses) {
+  Parts* const parts = parts_.get();
+  parts->WhenStarted([this, parts, addresses = std::move(addresses)] {
+    for (const std::string& address : addresses) {
+      // Nobody could choose among those of a file.
+      if (parts->program.headless || !parts->Main().TakeText(address, false, parts)) MenuURL(address, {}, {});
+    }
+  });
+}
+
+void App::AskForUrl() {
+  Parts* const parts = parts_.get();
+  parts->WhenStarted([this, parts] {
+    if (parts->program.headless) return;
+    ShowMainWindow();
+    parts->Main().RunAction(MainWindow::kAdd);
+  });
 }
 
 void App::ShowMainWindow() {

@@ -80,6 +80,12 @@ class App {
   // Starts or queues every waiting download, like the toolbar; at the end of the start sequence if called during it.
   void ResumeAll();
 
+  // For the desktop: an address, or a local file of addresses, as dropped on the main window. Several are taken one by
+  // one. At the end of the start sequence if called during it, like the next.
+  void Open(std::vector<std::string> addresses);
+  // For the desktop: the dialog for a new address.
+  void AskForUrl();
+
   // For a second start: shows and raises the main window.
   void ShowMainWindow();
   // For the session's end or a termination signal: pauses, saves and ends without asking.

@@ -186,6 +186,9 @@ constexpr std::array kEnglish = {
     English{WebText::ArchivePassword, "The password of the archive is missing or wrong, or files in it are damaged."},
     English{WebText::EnterPassword, "Password..."},
     English{WebText::NoUnpacker, "The files cannot be unpacked: %1"},
+    English{WebText::ListNotSaved,
+            "The list of downloads cannot be saved: what changes in it now is lost when Pellora ends."},
+    English{WebText::UpdatedByPackages, "Pellora was installed as a package: the package manager updates it."},
 };
 
 }  // namespace

@@ -189,6 +189,10 @@ enum class WebText : std::int16_t {
   SpeedLimitEntry = 872,
   SpeedLimitQuestion = 873,
   SpeedLimitTitle = 876,
+
+  // An installed program, and the list.
+  ListNotSaved = 973,
+  UpdatedByPackages = 974,
   LimitSpeed = 874,  // in the menu of the tray icon
 };
 

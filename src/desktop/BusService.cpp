@@ -77,6 +77,20 @@ QVariantMap Reason(const QString& reason) {
   return reason.isEmpty() ? QVariantMap() : QVariantMap{{kReasonKey, reason}};
 }
 
+// A call of the running copy's application interface, whose last argument is the token of the user's action. False if
+// there is no copy on the bus.
+bool CallApplication(const QDBusConnection& bus, const char* method, QVariantList arguments) {
+  if (!bus.isConnected()) return false;
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kApplicationInterface, method);
+  call.setAutoStartService(false);
+  QVariantMap platformData;
+  const QByteArray token = qgetenv("XDG_ACTIVATION_TOKEN");
+  if (!token.isEmpty()) platformData[kTokenKey] = QString::fromUtf8(token);
+  arguments.append(platformData);
+  call.setArguments(arguments);
+  return bus.call(call, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
+}
+
 }  // namespace
 
 BusService::BusService(EventLoop& events, BusActions actions) : events_(events), actions_(std::move(actions)) {
@@ -109,6 +123,14 @@ void BusService::LeechURL(const QString& url, const QString& refURL) {
 void BusService::Show() { events_.Post(actions_.show); }
 
 void BusService::ResumeAll() { events_.Post(actions_.resumeAll); }
+
+void BusService::AddUrl() { events_.Post(actions_.addUrl); }
+
+void BusService::Open(const QStringList& addresses) {
+  std::vector<std::string> texts;
+  for (const QString& address : addresses) texts.push_back(address.toStdString());
+  events_.Post([open = actions_.open, texts = std::move(texts)] { open(texts); });
+}
 
 void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
   call.setDelayedReply(true);
@@ -221,11 +243,14 @@ void ApplicationAdaptor::Activate(const QVariantMap& platform_data) {
 
 void ApplicationAdaptor::Open(const QStringList& uris, const QVariantMap& platform_data) {
   TakeActivationToken(platform_data);
-  for (const QString& uri : uris) service_->MenuURL(uri, {}, {});
+  service_->Open(uris);
 }
 
-void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVariantList&, const QVariantMap&) {
+void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVariantList&,
+                                        const QVariantMap& platform_data) {
+  TakeActivationToken(platform_data);
   if (action_name == kResumeAllAction) service_->ResumeAll();
+  if (action_name == kAddUrlAction) service_->AddUrl();
 }
 
 BusWatch::BusWatch(QDBusConnection bus, std::function<void()> ended) : ended_(std::move(ended)) {
@@ -244,15 +269,14 @@ bool RunningCopyIsHeadless(const QDBusConnection& bus) {
   return QDBusReply<bool>(bus.call(call, QDBus::Block, 5000)).value();
 }
 
-bool RaiseRunningCopy(const QDBusConnection& bus) {
-  if (!bus.isConnected()) return false;
-  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kApplicationInterface, "Activate");
-  call.setAutoStartService(false);
-  QVariantMap platformData;
-  const QByteArray token = qgetenv("XDG_ACTIVATION_TOKEN");
-  if (!token.isEmpty()) platformData[kTokenKey] = QString::fromUtf8(token);
-  call << platformData;
-  return bus.call(call, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
+bool RaiseRunningCopy(const QDBusConnection& bus) { return CallApplication(bus, "Activate", {}); }
+
+bool OpenInRunningCopy(const QDBusConnection& bus, const QStringList& addresses) {
+  return CallApplication(bus, "Open", {addresses});
+}
+
+bool AddUrlInRunningCopy(const QDBusConnection& bus) {
+  return CallApplication(bus, "ActivateAction", {QString(kAddUrlAction), QVariantList()});
 }
 
 }  // namespace pellora

@@ -14,6 +14,7 @@
 #include <QVariantMap>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "desktop/BusTypes.h"
 #include "mainwin/ScriptedAdd.h"
@@ -28,6 +29,8 @@ struct BusActions {
   std::function<void(std::string url, std::string refURL)> leechUrl;
   std::function<void()> show;
   std::function<void()> resumeAll;
+  std::function<void()> addUrl;
+  std::function<void(std::vector<std::string> addresses)> open;
   std::function<QList<DownloadRow>()> list;
   // Gets the id of the new record, or the reason why there is none. Shows no question.
   using Added = std::function<void(const std::string& id, const std::string& reason)>;
@@ -57,6 +60,8 @@ class BusService final : public QObject {
   void LeechURL(const QString& url, const QString& refURL);
   void Show();
   void ResumeAll();
+  void AddUrl();
+  void Open(const QStringList& addresses);
   QList<DownloadRow> List() const { return actions_.list(); }
   // These reply to `call` later.
   void Add(const QVariantMap& request, const QDBusMessage& call);
@@ -159,5 +164,11 @@ bool RunningCopyIsHeadless(const QDBusConnection& bus);
 
 // Shows the window of the running copy. False if there is none on the bus.
 bool RaiseRunningCopy(const QDBusConnection& bus);
+
+// Has the running copy open these addresses and files. False as above.
+bool OpenInRunningCopy(const QDBusConnection& bus, const QStringList& addresses);
+
+// Has the running copy ask for an address. False as above.
+bool AddUrlInRunningCopy(const QDBusConnection& bus);
 
 }  // namespace pellora

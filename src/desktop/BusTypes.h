@@ -15,8 +15,9 @@ inline constexpr const char* kAutomationInterface = "PelloraProject.Pellora";
 inline constexpr const char* kDownloadsInterface = "PelloraProject.Downloads";
 inline constexpr const char* kApplicationInterface = "org.freedesktop.Application";
 
-// The action of the application interface that starts all waiting downloads.
+// Actions of the application interface: start all waiting downloads; ask for an address.
 inline constexpr const char* kResumeAllAction = "resume-all";
+inline constexpr const char* kAddUrlAction = "add-url";
 
 // Keys of the requests and replies of the downloads interface. All values of Add are texts but those with another type.
 inline constexpr const char* kUrlKey = "url";

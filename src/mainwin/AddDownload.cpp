@@ -66,7 +66,7 @@ std::int16_t FreeSlot(Program& program) {
 
 // The program's own update is unpacked from here.
 std::string UpdatePath(Program& program, const std::string& fileName) {
-  const std::string folder = program.platform.machine.ProgramFolder();
+  const std::string folder = program.platform.machine.DataFolder();
   for (const char* name : {"/downloads", "/temp"}) {
     Skip([&] { program.platform.files.CreateFolder(folder + name); });
   }

@@ -200,6 +200,8 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   // for a choice. False if there is none. `later`: they are not started at once. `caller` as in AddRequest.
   bool TakeDropped(const DataObject& data, bool later, const void* caller);
   bool TakeDrop(const DataObject& data) override;
+  // The same for a text.
+  bool TakeText(const std::string& text, bool later, const void* caller);
   // Renders a file into Picture3 in place of the previous one. An unsupported type leaves an empty graph.
   Task<> LoadMedia(std::string path);
 
@@ -307,6 +309,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   // Version check.
   void ConnectVersionCheck();
   void CheckVersion();
+  Task<> SayWhoUpdates();
   void VersionArrived(const std::string& block);
   Task<> OfferVersion(float version, std::string notes);
 
@@ -314,7 +317,6 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Task<> AddAction();
   Task<std::string> FaultOf(FieldsReading asked);
   Task<> Offer(std::vector<std::string> addresses, std::vector<std::string> files, bool later, bool cut);
-  bool TakeText(const std::string& text, bool later, const void* caller);
   bool OfferText(const std::string& text, bool later);
   void OfferMetalink(const std::vector<MetalinkFile>& files, bool later);
   Task<> AskClipboard(std::string url);

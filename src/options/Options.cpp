@@ -149,7 +149,7 @@ void options::RefreshFromOptions() {
 
 void options::ListLanguages() {
   LanguageCount = 0;
-  const std::string folder = platform_.machine.ProgramFolder();
+  const std::string folder = platform_.machine.LanguageFolder();
   std::vector<std::string> rows;
   for (const std::string& file : platform_.files.FilesIn(folder)) {
     if (LanguageCount == kMostLanguages) break;

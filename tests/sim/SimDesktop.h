@@ -124,6 +124,9 @@ class SimMachine final : public Machine {
  public:
   explicit SimMachine(SimLoop& loop) : loop_(loop) {}
   std::string ProgramFolder() const override { return programFolder; }
+  std::string LanguageFolder() const override { return languageFolder.empty() ? programFolder : languageFolder; }
+  std::string DataFolder() const override { return dataFolder.empty() ? programFolder : dataFolder; }
+  bool IsPackaged() const override { return packaged; }
   std::string DocumentsFolder() const override;
   std::string HomeFolder() const override { return homeFolder; }
   std::string Variable(const std::string& name) const override;
@@ -131,6 +134,9 @@ class SimMachine final : public Machine {
   void End(int code) override;
 
   std::string programFolder = "/prog";
+  std::string languageFolder;  // the program's if empty, and so is the next
+  std::string dataFolder;
+  bool packaged = false;
   std::string documentsFolder = "/home/u/Documents";
   std::string homeFolder = "/home/u";
   std::map<std::string, std::string> variables;

@@ -53,6 +53,10 @@ class BusFixture : public testing::Test {
     };
     door.show = [this] { calls.push_back("show"); };
     door.resumeAll = [this] { calls.push_back("resume"); };
+    door.addUrl = [this] { calls.push_back("add-url"); };
+    door.open = [this](const std::vector<std::string>& addresses) {
+      for (const std::string& each : addresses) calls.push_back("open " + each);
+    };
     door.list = [this] { return rows; };
     door.add = [this](const ScriptedAdd& wanted, const BusActions::Added& added) {
       calls.push_back("add " + wanted.url);

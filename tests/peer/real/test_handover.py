@@ -183,7 +183,7 @@ class Entries(HandOver):
         self.session.start()
         self.assertIn(" ", self.session.program)
         self.stop()
-        entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/pellora.desktop")
+        entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/org.pelloraproject.pellora.desktop")
         result = subprocess.run(["desktop-file-validate", entry], capture_output=True, check=False)
         self.assertEqual((result.returncode, result.stdout + result.stderr), (0, b""))
         with open(entry, encoding="utf-8") as f:
@@ -199,7 +199,7 @@ class Entries(HandOver):
         self.session.move_program("a \"b\" 'c' 50% %u $HOME `d` \\e\\n #f;g=h &i \u00e4 ")
         self.session.start()
         self.stop()
-        entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/pellora.desktop")
+        entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/org.pelloraproject.pellora.desktop")
         result = subprocess.run(["desktop-file-validate", entry], capture_output=True, check=False)
         self.assertEqual((result.returncode, result.stdout + result.stderr), (0, b""))
 
@@ -229,7 +229,7 @@ class Entries(HandOver):
         with open(manifest, encoding="utf-8") as f:
             self.assertEqual(json.load(f)["path"], os.path.join(self.session.program, HOST))
         self.stop()
-        for name in ("applications/pellora.desktop", "dbus-1/services/PelloraProject.Pellora.service"):
+        for name in ("applications/org.pelloraproject.pellora.desktop", "dbus-1/services/PelloraProject.Pellora.service"):
             self.assertFalse(os.path.exists(os.path.join(self.session.env["XDG_DATA_HOME"], name)), name)
 
 
