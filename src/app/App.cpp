@@ -128,9 +128,11 @@ struct App::Parts {
       mainWindow->EndRefreshes();
       windows = {catcher, mainWindow->wantDown};
     }
-    pellora::SaveAndQuit(program, [&windows] {
+    PauseAndSave(program, [&windows] {
       for (const auto& window : windows) Skip([&] { window->Unload(); });
     });
+    if (web) web->journal.Finish();  // what was added, paused or removed just now
+    End(program);
   }
 
   void CreateFolders() {
@@ -141,22 +143,56 @@ struct App::Parts {
     }
   }
 
-  // Those of a Metalink: several are shown first, and one that cannot be added, unless a script has added it.
-  void AddFiles(std::vector<MetalinkAdd> files, bool unasked) {
-    std::vector<ListedAdd> adds = ListedAddsOf(program, std::move(files), false);
-    if (program.headless || unasked) return AddUnasked(adds);
+  // Returns why something was refused.
+  std::string AddForScript(const ScriptedAdd& wanted, std::vector<std::string>& ids) {
+    const std::vector<AddOutcome> outcomes = pellora::AddForScript(program, wanted);
+    const DownloadIds known(program);
+    std::string reasons;
+    for (const AddOutcome& outcome : outcomes) {
+      if (outcome.index == 0) {
+        if (!reasons.empty()) reasons += '\n';
+        reasons += outcome.reason;
+        continue;
+      }
+      ids.push_back(known.Of(outcome.index));
+      scripted.insert(program.Serial(outcome.index));
+    }
+    return reasons;
+  }
+
+  // In the place of the Metalink at `index`.
+  void ReplaceByFiles(std::int16_t index, const MetalinkFiles& metalink) {
+    std::vector<ListedAdd> adds = ListedAddsOf(program, metalink);
+    const bool isScripted = scripted.contains(program.Serial(index));
+    const double added = program.Download(index).DateAdded;
+    for (ListedAdd& add : adds) add.request.queuePlace = program.QueuePlace(index);
+    EmptyPlace(program, index);
+    Release(program, index, kDeleted);
+    Main().RefreshRows(kAllRows, kUnforced);
+    AddFiles(std::move(adds), isScripted, added);
+  }
+
+  // Several are shown first, and one that cannot be added, unless a script has added the Metalink.
+  void AddFiles(std::vector<ListedAdd> adds, bool unasked, double added) {
+    if (program.headless || unasked) return AddUnasked(std::move(adds), added);
     if (adds.size() != 1 || LosesChecksum(program, adds.front().request))
       return Main().addList->Offer(std::move(adds), false);
+    adds.front().request.added = added;
     program.platform.tasks.Spawn(AddDownload(&program, std::move(adds.front().request)));
   }
 
-  // Nobody could choose among them.
-  void AddUnasked(const std::vector<ListedAdd>& adds) {
-    for (const ListedAdd& add : adds) {
-      const std::string reason = LosesChecksum(program, add.request) ? TextOf(program, WebText::ChecksumLost)
-                                                                     : AddWithoutAsking(program, add.request).reason;
-      if (reason.empty()) continue;
-      std::string text = add.request.name + ": " + reason;
+  // Nobody could choose among them. The first that is added keeps the id.
+  void AddUnasked(std::vector<ListedAdd> adds, double added) {
+    bool any = false;
+    for (ListedAdd& add : adds) {
+      if (!any) add.request.added = added;
+      const AddOutcome outcome = AddFileUnasked(program, add.request);
+      if (outcome.index != 0) {
+        any = true;
+        scripted.insert(program.Serial(outcome.index));
+        continue;
+      }
+      std::string text = add.request.name + ": " + outcome.reason;
       if (!program.headless) {
         Main().Status(text);
       } else {
@@ -186,12 +222,8 @@ struct App::Parts {
     program.takesHandOver = [this](std::int16_t index, const HandOver& handOver) {
       return TakeHandOver(program, *web, index, handOver);
     };
-    web->metalinkArrived = [this](std::int16_t index, std::vector<MetalinkAdd> adds) {
-      const bool isScripted = scripted.contains(program.Serial(index));
-      EmptyPlace(program, index);
-      Release(program, index, kDeleted);
-      Main().RefreshRows(kAllRows, kUnforced);
-      AddFiles(std::move(adds), isScripted);
+    web->metalinkArrived = [this](std::int16_t index, const MetalinkFiles& metalink) {
+      ReplaceByFiles(index, metalink);
     };
     prospects = NewWebProspects(program, *web);
     program.prospects = prospects.get();
@@ -301,14 +333,8 @@ void App::Add(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) {
   Parts* const parts = parts_.get();
   parts->WhenStarted([parts, wanted = std::move(wanted), answered = std::move(answered)] {
     AddAnswer answer;
-    answer.reason = ReasonOf([&] {
-      AddOutcome outcome = AddForScript(parts->program, wanted);
-      if (outcome.index != 0) {
-        answer.id = DownloadIds(parts->program).Of(outcome.index);
-        parts->scripted.insert(parts->program.Serial(outcome.index));
-      }
-      return outcome.reason;
-    });
+    answer.reason = ReasonOf([&] { return parts->AddForScript(wanted, answer.ids); });
+    if (!answer.ids.empty()) answer.id = answer.ids.front();
     answered(std::move(answer));
   });
 }

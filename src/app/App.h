@@ -36,10 +36,11 @@ struct DownloadInfo {
   std::string reason;                    // why it was stopped, waits or cannot be started; else empty
 };
 
-// The result of an address that a script has added.
+// The result of an address, or a Metalink, that a script has added.
 struct AddAnswer {
-  std::string id;      // empty if it was refused
-  std::string reason;  // in one sentence
+  std::string id;                // empty if it was refused
+  std::string reason;            // in one sentence; of a Metalink a line for each file that was refused
+  std::vector<std::string> ids;  // of a Metalink's files, the first one too
 };
 
 class App {

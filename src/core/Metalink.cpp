@@ -207,6 +207,14 @@ class Reader final : private XmlEvents {
 
 std::optional<std::vector<MetalinkFile>> ReadMetalink(std::string_view bytes) { return Reader().Read(bytes); }
 
+bool LooksLikeMetalink(std::string_view bytes) {
+  constexpr std::size_t kRootIsWithin = 4096;  // bytes
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (bytes.starts_with(kByteOrderMark)) bytes.remove_prefix(kByteOrderMark.size());
+  bytes = Trimmed(bytes.substr(0, kRootIsWithin));
+  return bytes.starts_with('<') && bytes.find("<metalink") != std::string_view::npos;
+}
+
 bool NamesMetalink(std::string_view url) {
   const std::optional<WebAddress> address = ParseWebAddress(url);
   return address && EndsWithNoCase(PercentDecoded(LastPathPart(*address)), ".meta4");

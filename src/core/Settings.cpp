@@ -171,6 +171,7 @@ constexpr std::array<WebKey, 9> kWebKeys = {{
      },
      [](const Settings& settings) { return settings.ExtraCertificates; }},
     NumberRow<&Settings::SpeedLimit, kHighestSpeedLimit>("SpeedLimit"),
+    NumberRow<&Settings::FormerSpeedLimit, kHighestSpeedLimit>("FormerSpeedLimit"),
     FlagRow<&Settings::SpeedLimitTimed>("SpeedLimitTimed"),
     NumberRow<&Settings::SpeedLimitFrom, kLastHour>("SpeedLimitFrom"),
     NumberRow<&Settings::SpeedLimitTo, kLastHour>("SpeedLimitTo"),

@@ -11,7 +11,9 @@
 namespace pellora {
 
 void SetSpeedLimit(Program& program, std::int32_t kibPerSecond) {
-  program.settings.SpeedLimit = std::clamp(kibPerSecond, 0, kHighestSpeedLimit);
+  Settings& settings = program.settings;
+  if (settings.SpeedLimit > 0) settings.FormerSpeedLimit = settings.SpeedLimit;
+  settings.SpeedLimit = std::clamp(kibPerSecond, 0, kHighestSpeedLimit);
   program.speed->Update();
   SaveSettings(program.settings, program.platform.settings);
 }

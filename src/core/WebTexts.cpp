@@ -84,6 +84,9 @@ constexpr std::array kEnglish = {
         "The classic engine would ignore its checksum. Page \"Transfers\" of the options can give this file to the web "
         "engine."},
     English{WebText::WillBeOverwritten, "%1 exists, and the classic engine will write over it."},
+    English{WebText::NotForSeveral, "Name and checksum are for a single file, and are not used here."},
+    English{WebText::NotForSeveralServers, "Login and cookies are for a single server, and are not used here."},
+    English{WebText::LimitNotStored, "The limit of speed applies, but cannot be stored: %1"},
     English{WebText::More, "More"},
     English{WebText::SaveInFolder, "Folder :"},
     English{WebText::SaveAsName, "File name :"},

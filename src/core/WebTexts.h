@@ -89,6 +89,9 @@ enum class WebText : std::int16_t {
   BadMetalink = 911,
   ChecksumLost = 912,
   WillBeOverwritten = 913,  // %1: the name
+  // What was typed in the fold of the add dialog and is not used.
+  NotForSeveral = 914,
+  NotForSeveralServers = 915,
   // The add dialog's fold, and what is wrong with its fields.
   More = 917,
   SaveInFolder = 918,
@@ -193,7 +196,8 @@ enum class WebText : std::int16_t {
   // An installed program, and the list.
   ListNotSaved = 973,
   UpdatedByPackages = 974,
-  LimitSpeed = 874,  // in the menu of the tray icon
+  LimitNotStored = 916,  // %1: why
+  LimitSpeed = 874,      // in the menu of the tray icon
 };
 
 // Writes the English texts, over whatever is there.

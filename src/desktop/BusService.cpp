@@ -35,6 +35,11 @@ Take IntoFlag(bool ScriptedAdd::*member) {
   };
 }
 
+bool TakeMetalink(ScriptedAdd& request, const QVariant& value) {
+  request.metalink = value.toByteArray().toStdString();
+  return value.typeId() == QMetaType::QByteArray && !request.metalink.empty();
+}
+
 bool TakeLimit(ScriptedAdd& request, const QVariant& value) {
   request.limit = value.toInt();
   return value.typeId() == QMetaType::Int;
@@ -51,6 +56,7 @@ const std::map<QString, Take>& RequestKeys() {
                                             {kCookiesKey, IntoText(&ScriptedAdd::cookies)},
                                             {kAtKey, IntoText(&ScriptedAdd::at)},
                                             {kLimitKey, TakeLimit},
+                                            {kMetalinkKey, TakeMetalink},
                                             {kLaterKey, IntoFlag(&ScriptedAdd::later)},
                                             {kDuplicateKey, IntoFlag(&ScriptedAdd::duplicate)},
                                             {kQuietKey, IntoFlag(&ScriptedAdd::quiet)}};
@@ -140,9 +146,12 @@ void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
     bus_.send(call.createReply(Reason(refusal)));
     return;
   }
-  const BusActions::Added added = [bus = bus_, call](const std::string& id, const std::string& reason) {
-    const QVariantMap answer =
-        reason.empty() ? QVariantMap{{kIdKey, QString::fromStdString(id)}} : Reason(QString::fromStdString(reason));
+  const BusActions::Added added = [bus = bus_, call](const std::vector<std::string>& ids, const std::string& reason) {
+    QVariantMap answer = Reason(QString::fromStdString(reason));
+    QStringList texts;
+    for (const std::string& id : ids) texts << QString::fromStdString(id);
+    if (!texts.isEmpty()) answer.insert(kIdKey, texts.first());
+    if (texts.size() > 1) answer.insert(kIdsKey, texts);
     bus.send(call.createReply(answer));
   };
   events_.Post([add = actions_.add, wanted = std::move(wanted), added] { add(wanted, added); });

@@ -32,8 +32,8 @@ struct BusActions {
   std::function<void()> addUrl;
   std::function<void(std::vector<std::string> addresses)> open;
   std::function<QList<DownloadRow>()> list;
-  // Gets the id of the new record, or the reason why there is none. Shows no question.
-  using Added = std::function<void(const std::string& id, const std::string& reason)>;
+  // Gets the ids of the new records, and the reason why there are none or fewer than requested. Shows no question.
+  using Added = std::function<void(const std::vector<std::string>& ids, const std::string& reason)>;
   std::function<void(ScriptedAdd request, Added added)> add;
   // Each returns why nothing was done, or an empty text.
   std::function<std::string(const std::string& id)> pause;
@@ -108,7 +108,7 @@ class DownloadsAdaptor final : public QDBusAbstractAdaptor {
   QList<pellora::DownloadRow> List() const;
   QList<pellora::DetailRow> Details() const;
   // The request has the key "url", and may have the others of BusTypes.h. The reply has the key "id", or "reason" if
-  // it was refused; nothing is asked.
+  // it was refused; that to a Metalink has both, and "ids", if some of its files were. Nothing is asked.
   QVariantMap Add(const QVariantMap& request, const QDBusMessage& call);
   // By id. The reply is empty, or has the key "reason".
   QVariantMap Pause(const QString& id, const QDBusMessage& call);

@@ -242,7 +242,7 @@ BusActions BusActionsOf(App& app) {
   actions.open = [&app](std::vector<std::string> addresses) { app.Open(std::move(addresses)); };
   actions.list = [&app] { return Rows(app); };
   actions.add = [&app](ScriptedAdd wanted, const BusActions::Added& added) {
-    app.Add(std::move(wanted), [added](const AddAnswer& answer) { added(answer.id, answer.reason); });
+    app.Add(std::move(wanted), [added](const AddAnswer& answer) { added(answer.ids, answer.reason); });
   };
   actions.pause = [&app](const std::string& id) { return app.Pause(id); };
   actions.pauseAll = [&app] { return app.PauseAll(); };

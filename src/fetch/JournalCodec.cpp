@@ -167,6 +167,11 @@ constexpr std::array kFields = {
           [](E& e, Text t) { return (e.checksum = ParseChecksum(t)).has_value(); }},
     Field{"pieces", [](const E& e) { return e.pieces ? PiecesText(*e.pieces) : std::string(); },
           [](E& e, Text t) { return (e.pieces = ParsePieces(t)).has_value(); }},
+    Field{"piecesfound", [](const E& e) { return Flag(e.piecesWereFound); },
+          [](E& e, Text t) {
+            e.piecesWereFound = true;
+            return t == "1";
+          }},
     Field{"found", [](const E& e) { return e.foundChecksum ? ChecksumText(*e.foundChecksum) : std::string(); },
           [](E& e, Text t) { return (e.foundChecksum = ParseChecksum(t)).has_value(); }},
     Field{"limit", [](const E& e) { return When(e.speedLimit > 0, std::to_string(e.speedLimit)); },

@@ -69,6 +69,7 @@ struct JournalEntry {
   std::string referrer;
   std::optional<Checksum> checksum;        // of the whole file, as the user or its source has it
   std::optional<PieceHashes> pieces;       // of the file
+  bool piecesWereFound = false;            // as foundChecksum
   std::optional<Checksum> foundChecksum;   // of the whole file, as the replies or a list beside it say
   std::int64_t speedLimit = 0;             // bytes per second; 0: none
   std::optional<double> startAt;           // begin later: days since 30 December 1899

@@ -218,6 +218,7 @@ void WebEngine::EndRun() {
   early_.clear();
   earlyEnd_.reset();
   seek_.reset();
+  describing_.reset();
   check_.clear();
 }
 
@@ -496,6 +497,10 @@ FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) 
   request.http2 = http2_;
   if (request.proxy.empty() && lane.address == source.current) request.address = source.peer;
   return request;
+}
+
+FetchRequest WebEngine::MakeSmallRequest(const WebAddress& address) const {
+  return requests_.Make(address, AskedFor{RequestKind::First, false, 0, -1}, entry_.referrer, {});
 }
 
 }  // namespace pellora

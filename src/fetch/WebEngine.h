@@ -122,6 +122,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void BeginRequest(WebLane& lane, AskedFor asked);  // at the lane's address
   void AskForSample(WebLane& lane);
   FetchRequest MakeRequest(const WebLane& lane, const AskedFor& asked) const;
+  FetchRequest MakeSmallRequest(const WebAddress& address) const;  // for a document beside the file
   void AskAgain(WebLane& lane, AskedFor asked);
   WebLane& LaneOf(int number);
   int MostLanes() const;  // that are wanted
@@ -177,6 +178,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Source& SourceOf(const WebLane& lane) { return sources_.At(lane.source); }
   const Source& SourceOf(const WebLane& lane) const { return sources_.At(lane.source); }
   FileFacts KnownOf(const WebLane& lane) const;  // what its answers are compared with
+  bool Computes(ChecksumKind kind) const;        // the system does
   bool HasHashes() const;                        // that prove the file in the end
   bool MayUse(const Source& source) const;
   std::optional<int> SourceForLane() const;
@@ -185,6 +187,10 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   ReplyReading ReadOfMirror(const WebLane& lane, ReplyReading reading) const;
   void Proven(const WebLane& lane, const FileFacts& facts);
   void TakeLinks(const WebLane& lane, const FetchAnswer& answer);
+  void AddMirrors(const std::vector<Mirror>& mirrors);
+  void SeekDescription(const WebLane& lane, const FetchAnswer& answer);
+  void TakeDescription(const std::string& document);
+  void SpreadLanes();
   // The source has failed or lies: others continue. False, and nothing is done, if there are none.
   bool LeaveOut(int source, const std::string& fault, bool forGood = false);
   bool RestSource(int source, const std::string& fault);  // the same, until others fail
@@ -198,6 +204,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool FetchElsewhere(const std::vector<Range>& wrong);
   std::string Notes() const;
   Task<bool> TakeMetalink(Run run);
+  MetalinkFiles AsMetalink(std::vector<MetalinkFile> files) const;
 
   // Logins
   struct LoginDemand {
@@ -286,6 +293,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Task<Digits> HashRanges(Run run, std::vector<Range> ranges, std::vector<ChecksumKind> kinds);
   Task<std::optional<std::vector<Range>>> WrongPieces(Run run);
   Task<> SeekList(Run run);
+  std::vector<std::string> NamesOfAddress() const;  // where it led to, and as it was given
   bool SeeksList() const;
   bool HasPieces() const;
   std::vector<Checksum> WantedChecksums() const;
@@ -368,7 +376,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool unpacking_ = false;
   std::int64_t lastUnpacked_ = 0;
   std::unique_ptr<ListSeek> seek_;
-  std::string note_;  // what is to be known of the file, which is or will be complete
+  std::unique_ptr<SmallFetch> describing_;  // the Metalink of the file
+  std::string note_;                        // what is to be known of the file, which is or will be complete
 };
 
 }  // namespace pellora

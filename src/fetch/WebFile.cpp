@@ -198,6 +198,7 @@ void WebEngine::DropPart() {
   sources_.ForgetFile();
   entry_.factsFrom = 0;
   entry_.foundChecksum.reset();
+  if (std::exchange(entry_.piecesWereFound, false)) entry_.pieces.reset();
   factsKnown_ = false;
 }
 

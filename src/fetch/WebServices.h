@@ -50,7 +50,7 @@ struct WebServices {
   std::uint64_t seed;               // of the chances of waits
   // A download was a Metalink: its record is to go, and these files are to be added in its place. Empty: it is a file
   // like any other.
-  std::function<void(std::int16_t index, std::vector<MetalinkAdd> adds)> metalinkArrived;
+  std::function<void(std::int16_t index, MetalinkFiles files)> metalinkArrived;
 
  private:
   std::int64_t now_ = 0;

@@ -105,8 +105,12 @@ void MakeDateUnique(Program& program, DownloadRecord& added) {
 
 // Puts the record into the slot of the listed one with its URL, or into a free one; 0 if the list is full. Nothing else
 // may run before the record's transfer is in its place, or two adds would take one slot.
-std::int16_t PlaceRecord(Program& program, DownloadRecord record, EngineName engine) {
-  MakeDateUnique(program, record);
+std::int16_t PlaceRecord(Program& program, DownloadRecord record, const AddRequest& request, EngineName engine) {
+  if (request.added) {
+    record.DateAdded = *request.added;
+  } else {
+    MakeDateUnique(program, record);
+  }
   std::int16_t index = FindListed(program, record.URL, engine);
   const bool overwrite = index != 0;
   if (!overwrite) index = FreeSlot(program);
@@ -170,10 +174,14 @@ DownloadRecord RecordFor(const Program& program, const AddRequest& request, cons
 
 void TellEngines(Program& program, std::int16_t index, const AddRequest& request, const AddressReading& address) {
   program.speed->SetLimitOf(index, request.web.speedLimit);
-  if (address.engine != EngineName::Web || !program.webAdded) return;
-  WebAdd add = request.web;
-  add.folder = request.folder;
-  program.webAdded(index, add);
+  if (address.engine == EngineName::Web && program.webAdded) {
+    WebAdd add = request.web;
+    add.folder = request.folder;
+    program.webAdded(index, add);
+  }
+  if (!request.queuePlace) return;
+  program.SetQueuePlace(index, *request.queuePlace);
+  if (program.queuePlaceSet) program.queuePlaceSet(index);
 }
 
 // What queue and windows must know before it begins. True if it does not begin at once.
@@ -237,7 +245,8 @@ Task<> AddDownload(Program* program, AddRequest request) {
   // The list may have changed since the question.
   const std::int16_t former = listed();
   const bool wasFinished = former != 0 && program->Download(former).Finished;
-  const std::int16_t index = PlaceRecord(*program, RecordFor(*program, request, address, path), address.engine);
+  const std::int16_t index =
+      PlaceRecord(*program, RecordFor(*program, request, address, path), request, address.engine);
   if (index == 0) {
     program->lists->Status(ListIsFull());
     co_return;
@@ -284,7 +293,7 @@ AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
   if (former != 0 && !request.duplicate) return {0, "It is in the list already."};
   const bool wasFinished = former != 0 && program.Download(former).Finished;
   const std::optional<std::string> path = WantedPath(program, request, address);
-  const std::int16_t index = PlaceRecord(program, RecordFor(program, request, address, path), address.engine);
+  const std::int16_t index = PlaceRecord(program, RecordFor(program, request, address, path), request, address.engine);
   if (index == 0) return {0, ListIsFull()};
   TellEngines(program, index, request, address);
   const bool putOff = IsPutOff(program, index, request, address.engine);

@@ -13,6 +13,7 @@
 #include "core/WebTexts.h"
 #include "lang/Format.h"
 #include "lang/Language.h"
+#include "mainwin/AddFields.h"
 #include "mainwin/MetalinkAdds.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
@@ -31,6 +32,8 @@ constexpr std::int64_t kMegabyte = 1'000'000;
 enum SubItem : std::size_t { kSize, kUrl, kNote, kSubItems };
 
 std::string Megabytes(std::int64_t bytes) { return std::to_string(bytes / kMegabyte) + " MB"; }
+
+std::string Joined(const std::string& a, const std::string& b) { return a.empty() || b.empty() ? a + b : a + " " + b; }
 
 }  // namespace
 
@@ -65,10 +68,11 @@ void AddList::ForgetAll() {
   lastGiven_.clear();
   reading_ = adding_ = cut_ = false;
   room_ = -1;
+  notes_.clear();
   ListView1.SetRows({});
 }
 
-void AddList::Offer(std::vector<ListedAdd> adds, bool cut) {
+void AddList::Offer(std::vector<ListedAdd> adds, bool cut, const std::string& note) {
   if (items_.empty()) {
     for (int i = 1; i <= program_.DownloadCount; ++i) {
       const DownloadRecord& record = program_.Download(i);
@@ -77,8 +81,10 @@ void AddList::Offer(std::vector<ListedAdd> adds, bool cut) {
       listed_.insert(WithoutPassword(record.URL));
     }
     if (program_.prospects != nullptr) taken_ = program_.prospects->TakenPaths();
-    platform_.tasks.Spawn(MeasureRoom());
+    const std::string folder = adds.empty() ? std::string() : adds.front().request.folder;
+    platform_.tasks.Spawn(MeasureRoom(folder.empty() ? program_.settings.DownloadFolder : folder));
   }
+  if (notes_.find(note) == std::string::npos) notes_ = Joined(notes_, note);
   const std::size_t room = kMostAddresses - std::min(items_.size(), kMostAddresses);
   cut_ = cut_ || cut || adds.size() > room;
   adds.resize(std::min(adds.size(), room));
@@ -132,6 +138,10 @@ void AddList::ReadItem(Item& item) {
   }
   if (LosesChecksum(program_, request)) {
     item.problem = TextOf(program_, WebText::ChecksumLost);
+    return;
+  }
+  if (AsksTooMuchOfClassic(address, request)) {
+    item.problem = TextOf(program_, WebText::OnlyWebEngine);
     return;
   }
   item.classic = address.engine == EngineName::Classic;
@@ -195,7 +205,7 @@ void AddList::ShowSum() {
   } else if (cut_) {
     note = FillText(TextOf(program_, WebText::TooManyAddresses), {std::to_string(items_.size())});
   }
-  Label2.Caption = note;
+  Label2.Caption = Joined(note, notes_);
   Command1.Enabled = count > 0 && !reading_ && !adding_;
 }
 
@@ -255,14 +265,14 @@ void AddList::DropSilent() {
   if (any) AskServers();
 }
 
-Task<> AddList::MeasureRoom() {
+Task<> AddList::MeasureRoom(std::string folder) {
   const auto hold = Hold();
   const std::uint64_t generation = generation_;
   DownloadFiles* const files = platform_.downloadFiles;
   if (files == nullptr) co_return;
   const auto room = std::make_shared<std::int64_t>(-1);
   try {
-    Background::Work measure = [files, room, folder = program_.settings.DownloadFolder] {
+    Background::Work measure = [files, room, folder = std::move(folder)] {
       constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
       *room = static_cast<std::int64_t>(std::min(files->RoomIn(folder), kMost));
     };

@@ -41,7 +41,7 @@ Form1::Form1(Program& program)
   };
   Check2.OnClick = [this] { Text10.Enabled = Check2.Value(); };
   Text1.OnChange = [this] {
-    if (HasSeveral(Text1.Text)) return Answer("LIST");
+    if (NamesSeveral()) return Answer("LIST");
     Foretell();
   };
   Text2.OnChange = Text3.OnChange = [this] { Foretell(); };
@@ -59,7 +59,9 @@ void Form1::OnQueryUnload(bool&, UnloadMode) { Tag = "CANCEL"; }
 
 void Form1::SelectText() { Text1.SelectAll = Text1.SelectAll() + 1; }
 
-void Form1::Answer(const char* answer) { Tag = HasSeveral(Text1.Text) ? "LIST" : answer; }
+void Form1::Answer(const char* answer) { Tag = answer; }
+
+bool Form1::NamesSeveral() const { return HasSeveral(Text1.Text); }
 
 // What surrounds a copied address, such as a comment in the next line, is left out.
 std::string Form1::Url() const {

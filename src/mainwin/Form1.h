@@ -49,6 +49,8 @@ class Form1 final : public Window {
   void SelectText();
   // Closes the fold and empties it: a password is not kept, and the next download has other wishes.
   void EmptyFold();
+  // Several addresses were typed or pasted.
+  bool NamesSeveral() const;
   // What is asked for, or what is wrong with it.
   FieldsReading Request() const;
 

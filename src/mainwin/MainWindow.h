@@ -316,9 +316,13 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   // Questions.
   Task<> AddAction();
   Task<std::string> FaultOf(FieldsReading asked);
-  Task<> Offer(std::vector<std::string> addresses, std::vector<std::string> files, bool later, bool cut);
-  bool OfferText(const std::string& text, bool later);
-  void OfferMetalink(const std::vector<MetalinkFile>& files, bool later);
+  // `common` is what is asked for each of them, without address.
+  Task<> Offer(std::vector<std::string> addresses, std::vector<std::string> files, AddRequest common, bool cut);
+  bool TakeText(const std::string& text, bool later, const void* caller);
+  bool OfferText(const std::string& text, const AddRequest& common);
+  void OfferAddresses(const std::vector<std::string>& addresses, const AddRequest& common, bool cut);
+  void OfferMetalink(std::vector<MetalinkFile> files, const AddRequest& common);
+  std::string NoteOnSeveral(const AddRequest& common, bool dropsSecrets) const;
   Task<> AskClipboard(std::string url);
 
   Program& program_;

@@ -7,8 +7,10 @@
 #include "core/Dates.h"
 #include "core/EngineChoice.h"
 #include "core/FileNames.h"
+#include "core/Metalink.h"
 #include "core/Program.h"
 #include "core/WebAddress.h"
+#include "mainwin/MetalinkAdds.h"
 #include "ports/Clock.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -71,7 +73,7 @@ std::string TakeMoment(const Program& program, const std::string& text, std::opt
 }
 
 std::string TakeChecksum(const std::string& text, std::optional<Checksum>& checksum) {
-  if (text.empty()) return {};
+  if (text.empty()) return {};  // a Metalink's stays
   checksum = ParseChecksum(text);
   return checksum ? std::string() : "This is no checksum: " + text;
 }
@@ -102,15 +104,49 @@ std::string TakeOptions(const Program& program, const ScriptedAdd& wanted, const
   return fault;
 }
 
-}  // namespace
-
-AddOutcome AddForScript(Program& program, const ScriptedAdd& wanted) {
+AddOutcome AddOne(Program& program, const ScriptedAdd& wanted) {
   AddRequest request;
   request.url = wanted.url;
-  const AddressReading address = ReadAddress(program, wanted.url);
-  std::string fault = TakeOptions(program, wanted, address, request);
+  std::string fault = TakeOptions(program, wanted, ReadAddress(program, wanted.url), request);
   if (!fault.empty()) return {0, std::move(fault)};
   return AddWithoutAsking(program, request);
+}
+
+// What cannot be for each of several files.
+std::string FaultOfSeveral(const ScriptedAdd& wanted, const std::vector<ListedAdd>& files) {
+  if (files.size() < 2) return {};
+  if (!wanted.name.empty()) return "The name is for one file, and the Metalink has several.";
+  if (!wanted.checksum.empty()) return "The checksum is for one file, and the Metalink has several.";
+  const bool hasSecrets = !wanted.user.empty() || !wanted.password.empty() || !wanted.cookies.empty();
+  if (hasSecrets && !AreOfOneServer(files)) return "The login or the cookies would go to several servers.";
+  return {};
+}
+
+AddOutcome AddFile(Program& program, const ScriptedAdd& metalink, const AddRequest& file, bool quiet) {
+  ScriptedAdd wanted = metalink;
+  wanted.url = file.url;
+  if (wanted.name.empty()) wanted.name = file.name;
+  wanted.quiet |= quiet;
+  AddRequest request = file;
+  std::string fault = TakeOptions(program, wanted, ReadAddress(program, wanted.url), request);
+  if (!fault.empty()) return {0, file.name + ": " + fault};
+  AddOutcome outcome = AddFileUnasked(program, request);
+  if (!outcome.reason.empty()) outcome.reason = file.name + ": " + outcome.reason;
+  return outcome;
+}
+
+}  // namespace
+
+std::vector<AddOutcome> AddForScript(Program& program, const ScriptedAdd& wanted) {
+  if (wanted.metalink.empty()) return {AddOne(program, wanted)};
+  const MetalinkFiles metalink{.files = ReadMetalink(wanted.metalink).value_or(std::vector<MetalinkFile>())};
+  const std::vector<ListedAdd> files = ListedAddsOf(program, metalink);
+  if (files.empty()) return {{0, "This Metalink names no file that Pellora can download."}};
+  std::string fault = FaultOfSeveral(wanted, files);
+  if (!fault.empty()) return {{0, std::move(fault)}};
+  std::vector<AddOutcome> outcomes;
+  for (const ListedAdd& file : files) outcomes.push_back(AddFile(program, wanted, file.request, files.size() > 1));
+  return outcomes;
 }
 
 }  // namespace pellora

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
@@ -23,7 +24,8 @@ struct AddPlan {
   // For the program, about one of the addresses.
   QVariantMap RequestFor(const QString& url) const;
 
-  QVariantMap common;  // of all addresses
+  QVariantMap common;                   // of all addresses
+  QMap<QString, QByteArray> metalinks;  // local files, by the names that `urls` has for them
   QByteArray cookieFile;
 };
 

@@ -61,10 +61,12 @@ class BusFixture : public testing::Test {
     door.add = [this](const ScriptedAdd& wanted, const BusActions::Added& added) {
       calls.push_back("add " + wanted.url);
       requests.push_back(wanted);
-      if (wanted.url.starts_with("https")) {
-        added("", "Not this one.");
+      if (!ids.empty()) {
+        added(ids, "");
+      } else if (wanted.url.starts_with("https")) {
+        added({}, "Not this one.");
       } else {
-        added(std::to_string(calls.size()) + "-7-x", "");
+        added({std::to_string(calls.size()) + "-7-x"}, "");
       }
     };
     door.pause = [this](const std::string& id) { return Change("pause", id); };
@@ -141,6 +143,7 @@ class BusFixture : public testing::Test {
   QList<DownloadRow> rows;
   std::vector<std::string> calls;
   std::vector<ScriptedAdd> requests;
+  std::vector<std::string> ids;  // of each add; empty: one that follows from the calls
   std::int32_t total = 0;  // limit
   bool headless = false;
 };

@@ -1,9 +1,11 @@
 // The window for many addresses: what it knows of them before, and what it adds.
 #include <chrono>
+#include <functional>
 
 #include "WebApp.h"
 #include "capture/DownloadBasket.h"
 #include "core/FileNames.h"
+#include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
 #include "lang/Format.h"
 #include "mainwin/AddList.h"
@@ -222,6 +224,101 @@ TEST_F(WebAddList, SeveralPastedIntoTheDialogOpenTheList) {
   EXPECT_FALSE(run.window().form1->Visible());
   ASSERT_TRUE(run.List().Visible());
   EXPECT_EQ(run.List().ListView1.Rows().size(), 2U);
+}
+
+class WebAddListFold : public WebAddList {
+ protected:
+  // Unfolds the dialog, types, and pastes the addresses.
+  static void Paste(Run& run, const std::function<void(Form1&)>& type, const std::string& addresses) {
+    run.sim.platform().files.CreateFolder("/home/u/other");
+    run.sim.Do([&] { run.window().RunAction(MainWindow::kAdd); });
+    Form1& form = *run.window().form1;
+    run.sim.Do([&] {
+      form.Check1.SetByUser(true);
+      type(form);
+    });
+    run.sim.Do([&] { form.Text1.SetByUser(addresses); });
+    run.sim.RunFor(200);
+  }
+  static constexpr const char* kOfOneServer = "https://o.example/a.bin\nhttps://o.example/b.bin\n";
+};
+
+TEST_F(WebAddListFold, AppliesToAllPastedAddresses) {
+  Run run;
+  Paste(
+      run,
+      [](Form1& form) {
+        form.Text2.SetByUser("/home/u/other");
+        form.Text4.SetByUser("joe");
+        form.Text5.SetByUser("s3cret");
+        form.Text7.SetByUser("https://page.example/list");
+        form.Text8.SetByUser("sid=1");
+        form.Text9.SetByUser("400");
+      },
+      kOfOneServer);
+  ASSERT_TRUE(run.List().Visible());
+  EXPECT_EQ(run.List().Label2.Caption(), "");
+  run.Download();
+  ASSERT_TRUE(run.RunUntilFinished(1));
+  ASSERT_TRUE(run.RunUntilFinished(2));
+  EXPECT_TRUE(run.sim.disk().Has("/home/u/other/a.bin"));
+  EXPECT_TRUE(run.sim.disk().Has("/home/u/other/b.bin"));
+  for (const int index : {1, 2}) EXPECT_EQ(run.program().speed->LimitOf(index), 400 * 1024);
+  for (const HttpRequest& request : run.origin.Requests()) {
+    EXPECT_TRUE(request.Header("Authorization")) << request.bytes;
+    EXPECT_EQ(request.Header("Cookie"), "sid=1");
+    EXPECT_EQ(request.Header("Referer"), "https://page.example/");
+  }
+}
+
+TEST_F(WebAddListFold, SaysWhatIsForOneFileOrOneServerAlone) {
+  Run run;
+  SimHttpServer other(run.sim.network(), "p.example", 443);
+  other.File("/c.bin", SimContent::Generated(100'000, 7));
+  Paste(
+      run,
+      [](Form1& form) {
+        form.Text3.SetByUser("mine.iso");
+        form.Text4.SetByUser("joe");
+        form.Text5.SetByUser("s3cret");
+        form.Text6.SetByUser(std::string(32, 'a'));
+      },
+      "https://o.example/a.bin\nhttps://p.example/c.bin\n");
+  EXPECT_EQ(run.List().Label2.Caption(),
+            run.Told(WebText::NotForSeveral) + " " + run.Told(WebText::NotForSeveralServers));
+  run.Download();
+  ASSERT_TRUE(run.RunUntilFinished(1));
+  ASSERT_TRUE(run.RunUntilFinished(2));
+  EXPECT_TRUE(run.sim.disk().Has(run.Folder() + "/a.bin"));
+  for (const SimHttpServer* const server : {&run.origin, &other}) {
+    for (const HttpRequest& request : server->Requests()) EXPECT_FALSE(request.Header("Authorization"));
+  }
+}
+
+TEST_F(WebAddListFold, WhatTheClassicEngineWouldIgnoreRefusesItsRows) {
+  Run run;
+  Paste(
+      run, [](Form1& form) { form.Text7.SetByUser("https://page.example/list"); },
+      "https://o.example/a.bin\nhttp://o.example/b.bin\n");
+  EXPECT_EQ(run.Note(0), "");
+  EXPECT_EQ(run.Note(1), run.Told(WebText::OnlyWebEngine));
+}
+
+TEST_F(WebAddListFold, BadFieldIsToldAndTheDialogStays) {
+  Run run;
+  Paste(
+      run, [](Form1& form) { form.Text9.SetByUser("fast"); }, kOfOneServer);
+  EXPECT_TRUE(run.window().form1->Visible());
+  EXPECT_FALSE(run.List().Visible());
+  run.Answer(kAnswerOk);
+  run.sim.Do([&] { run.window().form1->Text9.SetByUser("400"); });
+  run.sim.Do([&] { run.window().form1->Command2.Click(); });
+  run.sim.RunFor(200);
+  ASSERT_TRUE(run.List().Visible());
+  run.Download();
+  run.sim.RunFor(2000);
+  EXPECT_EQ(run.program().DownloadCount, 2);
+  EXPECT_TRUE(run.origin.Requests().empty() || run.StateWord() != "finished") << "it was added for later";
 }
 
 TEST_F(WebAddList, AllAndNoneCheckWhatCanBeAdded) {

@@ -41,6 +41,7 @@ JournalEntry Full() {
   entry.checksum = ParseChecksum("900150983cd24fb0d6963f7d28e17f72");
   entry.foundChecksum = ParseChecksum("a9993e364706816aba3e25717850c26c9cd0d89d");
   entry.pieces = PieceHashes{ChecksumKind::Md5, 262144, {std::string(32, '1'), std::string(32, 'f')}};
+  entry.piecesWereFound = true;
   entry.hashesAreSafe = false;
   entry.size = 8589934592;
   entry.mirrors = {{"https://bob@m.example/a%20b?x y", 3, "de", ""},
