@@ -156,7 +156,7 @@ constexpr WebKey FlagRow(const char* name) {
 
 constexpr std::int32_t kLastHour = 23;
 
-constexpr std::array<WebKey, 9> kWebKeys = {{
+constexpr std::array<WebKey, 10> kWebKeys = {{
     {"WebEngine",
      [](Settings& settings, const std::string& text) {
        for (const std::int32_t value : {kWebEngineOff, kWebEngineNewSchemes, kWebEngineAll}) {
