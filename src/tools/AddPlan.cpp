@@ -70,8 +70,8 @@ QString TakeDuplicate(QVariantMap& request, const QString& text) {
 QString TakeCookieFile(AddPlan& plan, const QString& name) {
   const std::optional<QByteArray> file = ReadWhole(name);
   if (!file) return "the cookies in " + name + " cannot be read";
-  plan.cookieFile = *file;
-  if (!HoldsCookies(plan.cookieFile.toStdString())) return name + " holds no cookies in the format of Netscape";
+  plan.cookies = ReadCookieFile(file->toStdString());
+  if (plan.cookies.empty()) return name + " holds no cookies in the format of Netscape";
   return {};
 }
 
@@ -136,9 +136,9 @@ QVariantMap AddPlan::RequestFor(const QString& url) const {
   QVariantMap request = common;
   request.insert(kUrlKey, url);
   const std::optional<WebAddress> address = ParseWebAddress(url.toStdString());
-  if (cookieFile.isEmpty() || !address) return request;
-  const std::string cookies = CookiesFor(cookieFile.toStdString(), *address, QDateTime::currentSecsSinceEpoch());
-  if (!cookies.empty()) request.insert(kCookiesKey, QString::fromStdString(cookies));
+  if (!address) return request;
+  const std::string fitting = CookiesFor(cookies, *address, QDateTime::currentSecsSinceEpoch());
+  if (!fitting.empty()) request.insert(kCookiesKey, QString::fromStdString(fitting));
   return request;
 }
 

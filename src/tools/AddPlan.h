@@ -2,12 +2,13 @@
 // input that they name.
 #pragma once
 
-#include <QByteArray>
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
 #include <optional>
+#include <vector>
 
+#include "core/CookieFile.h"
 #include "tools/Arguments.h"
 
 namespace pellora {
@@ -23,8 +24,8 @@ struct AddPlan {
   // For the program, about one of the addresses.
   QVariantMap RequestFor(const QString& url) const;
 
-  QVariantMap common;  // of all addresses
-  QByteArray cookieFile;
+  QVariantMap common;                 // of all addresses
+  std::vector<ListedCookie> cookies;  // of the file that the arguments name
 };
 
 // KiB/s, or "off", which is 0.
