@@ -208,7 +208,7 @@ Task<> WebEngine::SeekList(Run run) {
   seek_ = std::make_unique<ListSeek>(program_.platform, services_->hosts, ListPlaces(current), std::move(names),
                                      [this](const WebAddress& address) {
                                        const AskedFor whole{RequestKind::First, false, 0, -1};
-                                       return requests_.Make(address, whole, entry_.referrer, {});
+                                       return requests_.Make(address, whole, Handed().referrer, {});
                                      });
   std::function<bool()> over = [this, run] { return run != run_ || !seek_ || seek_->Over(); };
   co_await program_.platform.tasks.UntilEvent(std::move(over));

@@ -11,6 +11,7 @@
 
 #include "core/EngineChoice.h"
 #include "core/Metalink.h"
+#include "fetch/HandOvers.h"
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
@@ -38,9 +39,9 @@ struct WebServices {
   HostMemory hosts;
   HostKeys keys;
   Logins logins;
-  std::set<JournalKey> listed;                // journal entries that had a record when the list was last saved
-  std::map<JournalKey, std::string> cookies;  // that were handed over
-  std::map<JournalKey, Login> addedLogins;    // that came with an add
+  HandOvers handOvers;
+  std::set<JournalKey> listed;              // journal entries that had a record when the list was last saved
+  std::map<JournalKey, Login> addedLogins;  // that came with an add
   // Of records whose address the user is changing: tried at the next start, and kept if it has the same file.
   std::map<JournalKey, AddressReading> newAddresses;
   std::set<JournalKey> superseded;  // former addresses, in the journal until the list is saved with the new ones
