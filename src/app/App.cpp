@@ -300,9 +300,12 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
   };
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
-    return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown,
-                                                parts->catcher,    window.form1,         window.askLine,
-                                                window.addList};
+    std::vector<std::shared_ptr<Window>> windows{parts->mainWindow, window.optionsWindow, window.wantDown,
+                                                 parts->catcher,    window.form1,         window.askLine,
+                                                 window.addList};
+    if (!parts->loginWindows) return windows;
+    for (std::shared_ptr<Window>& login : parts->loginWindows->Windows()) windows.push_back(std::move(login));
+    return windows;
   };
 }
 
@@ -380,12 +383,11 @@ std::string App::Remove(const std::string& id) {
 }
 
 std::string App::SetLimit(const std::string& id, std::int32_t limit) {
-  constexpr std::int64_t kKilobyte = 1024;
   if (limit < 0 || limit > kHighestSpeedLimit) return "This is no limit of speed.";
   Program& program = parts_->program;
   if (!id.empty()) {
     return parts_->WithRecord(id, [&program, limit](std::int16_t index) -> std::string {
-      SetSpeedLimitOf(program, index, limit * kKilobyte);
+      SetSpeedLimitOf(program, index, limit * kBytesOfKiB);
       return "";
     });
   }
@@ -466,7 +468,7 @@ std::vector<DownloadInfo> App::List() const {
       info.size = std::max(figures->size, std::int64_t{0});
       if (record.Active) info.bytesPerSecond = figures->bytesPerSecond;
     }
-    info.limit = static_cast<std::int32_t>(SpeedLimitOf(program, i) / 1024);
+    info.limit = static_cast<std::int32_t>(SpeedLimitOf(program, i) / kBytesOfKiB);
     info.percent = static_cast<double>(record.Percent);
     if (record.Finished) info.savedPath = record.SavePath;
     const std::shared_ptr<Transfer>& transfer = program.TransferWindowAt(i);

@@ -26,8 +26,9 @@ std::string NameOf(const LoginPlace& place) {
 }  // namespace
 
 void LoginWindows::Ask(LoginQuestion question) {
-  const LoginPlace place = question.place;
-  if (const auto open = open_.find(place); open != open_.end()) {
+  const LoginPlace& place = question.place;
+  const LoginWish wish(place, question.named);
+  if (const auto open = open_.find(wish); open != open_.end()) {
     open->second.cancelled.push_back(std::move(question.cancelled));
     open->second.window->Show();
     open->second.window->Raise();
@@ -40,17 +41,17 @@ void LoginWindows::Ask(LoginQuestion question) {
     asked.onlyPassword = true;
   }
   const auto window = std::make_shared<AskLogin>(program_, asked);
-  window->OnLogin = [this, place](const Login& login, bool remember) {
-    open_.erase(place);
-    logins_.Give(place, login, remember);
+  window->OnLogin = [this, wish](const Login& login, bool remember) {
+    open_.erase(wish);
+    logins_.Give(wish, login, remember);
   };
-  window->OnCancel = [this, place] { Cancelled(place); };
-  open_[place] = {window, {std::move(question.cancelled)}};
+  window->OnCancel = [this, wish] { Cancelled(wish); };
+  open_[wish] = {window, {std::move(question.cancelled)}};
   window->Show();
 }
 
-void LoginWindows::Cancelled(const LoginPlace& place) {
-  const auto open = open_.find(place);
+void LoginWindows::Cancelled(const LoginWish& wish) {
+  const auto open = open_.find(wish);
   if (open == open_.end()) return;
   const Open ended = std::move(open->second);
   open_.erase(open);
@@ -59,8 +60,14 @@ void LoginWindows::Cancelled(const LoginPlace& place) {
   }
 }
 
+std::vector<std::shared_ptr<Window>> LoginWindows::Windows() const {
+  std::vector<std::shared_ptr<Window>> windows;
+  for (const auto& [wish, open] : open_) windows.push_back(open.window);
+  return windows;
+}
+
 void LoginWindows::UnloadAll() {
-  for (auto& [place, open] : std::exchange(open_, {})) {
+  for (auto& [wish, open] : std::exchange(open_, {})) {
     const std::shared_ptr<AskLogin> window = open.window;
     Skip([&] { window->Unload(); });
   }

@@ -19,7 +19,7 @@ void SetSpeedLimit(Program& program, std::int32_t kibPerSecond) {
 }
 
 void SetSpeedLimitOf(Program& program, std::int16_t index, std::int64_t bytesPerSecond) {
-  constexpr std::int64_t kHighest = std::int64_t{kHighestSpeedLimit} * 1024;
+  constexpr std::int64_t kHighest = std::int64_t{kHighestSpeedLimit} * kBytesOfKiB;
   if (!program.Download(index).InUse) return;
   program.speed->SetLimitOf(index, std::clamp(bytesPerSecond, std::int64_t{0}, kHighest));
   if (program.speedLimitSet) program.speedLimitSet(index);

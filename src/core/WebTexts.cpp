@@ -74,6 +74,9 @@ constexpr std::array kEnglish = {
     English{WebText::JournalUnreadable,
             "The journal %1 cannot be read. Until it can be, the web engine starts no download."},
     English{WebText::AskBeginAnewWithoutPart, "Begin anew?"},
+    English{WebText::PageGone,
+            "The server refused the download with status %1. It may require the page that the download began from, "
+            "which is not kept. Start it from the browser again."},
     English{WebText::MirrorLeftOut, "%1 is left out: %2"},
     English{WebText::OtherSize, "The file there does not have the length that was announced."},
     English{WebText::OtherBytes, "The file there has other contents."},
@@ -146,6 +149,8 @@ constexpr std::array kEnglish = {
     English{WebText::AskFetchPieces, "Fetch the wrong pieces again, %1?"},
     English{WebText::FetchPieces, "Fetch Wrong Pieces Again"},
     English{WebText::SeekChecksums, "Look for checksums beside the file (SHA256SUMS)"},
+    English{WebText::RoomFree, "%1 free"},
+    English{WebText::NoRoomIn, "There is too little room in %1: %2 are needed, %3 are free."},
     English{WebText::ChangeAddress, "&Change Address..."},
     English{WebText::NewAddressOf, "New address of %1 :"},
     English{WebText::AddressIsListed, "This address is in the list already."},

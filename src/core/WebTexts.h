@@ -81,6 +81,8 @@ enum class WebText : std::int16_t {
 
   AskBeginAnewWithoutPart = 866,
 
+  PageGone = 890,  // %1: status
+
   // Mirrors.
   MirrorLeftOut = 907,  // %1: host, %2: why
   OtherSize = 908,
@@ -144,6 +146,9 @@ enum class WebText : std::int16_t {
   AskFetchPieces = 901,  // %1: size with its unit
   FetchPieces = 902,     // its button
   SeekChecksums = 903,   // in the options
+  // Room before the start.
+  RoomFree = 904,  // %1: size with its unit
+  NoRoomIn = 905,  // %1: folder, %2 and %3 as in NoRoom
   // Another address.
   ChangeAddress = 943,
   NewAddressOf = 944,     // %1: name of the file

@@ -148,11 +148,8 @@ constexpr std::array kFields = {
           [](E& e, Text t) { return TakePath(e.oldPartPath, t); }},
     Field{"oldpartid", [](const E& e) { return When(!e.oldPartPath.empty(), IdentityText(e.oldPart)); },
           [](E& e, Text t) { return TakeIdentity(e.oldPart, t); }},
-    Field{"referrer", [](const E& e) { return Encoded(WithoutPassword(e.referrer)); },
-          [](E& e, Text t) {
-            e.referrer = WithoutPassword(PercentDecoded(t));
-            return true;
-          }},
+    // Earlier versions wrote the address itself.
+    Field{"referrer", [](const E& e) { return Flag(e.hadPage); }, [](E& e, Text t) { return e.hadPage = !t.empty(); }},
     Field{"unsafe", [](const E& e) { return Flag(!e.hashesAreSafe); },
           [](E& e, Text t) {
             e.hashesAreSafe = false;

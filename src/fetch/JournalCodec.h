@@ -2,7 +2,7 @@
 //
 // One line says all about one download at one moment, so that the last line of each counts and any line rebuilds its
 // record. Lines are those of FieldLines. A download is known by its address without password and the bits of its
-// DateAdded. There are no passwords and no cookies in a journal.
+// DateAdded. There are no passwords, cookies and referring pages in a journal.
 //
 // A line that is cut, damaged or senseless counts for nothing, wherever it is. Fields that a later version has added
 // are kept and written again.
@@ -61,12 +61,12 @@ struct JournalEntry {
   FileFacts facts;          // of the first answer
   IntervalSet held;         // bytes of the part file that are on the disk
   bool hadCookies = false;  // the hand-over had some: without them the server may answer something else
+  bool hadPage = false;     // the hand-over named the page: without it the server may refuse
   bool quiet = false;       // added among many: no window opens by itself
   std::optional<FileState> renamed;
   std::optional<FileState> replaces;  // the user has allowed that this very file at `path` be replaced
   std::string oldPartPath;            // "begin anew": goes once the new file is finished
   FileIdentity oldPart;
-  std::string referrer;
   std::optional<Checksum> checksum;        // of the whole file, as the user or its source has it
   std::optional<PieceHashes> pieces;       // of the file
   bool piecesWereFound = false;            // as foundChecksum
@@ -88,7 +88,7 @@ struct JournalEntry {
   bool operator==(const JournalEntry&) const = default;
 };
 
-// A whole line, with its line feed. Passwords in `key.url` and `referrer` are cut.
+// A whole line, with its line feed. The password in `key.url` is cut.
 std::string JournalLine(const JournalEntry& entry);
 // A line that keeps ids from returning once the entries that had them are dropped.
 std::string NextIdLine(std::uint64_t nextId);

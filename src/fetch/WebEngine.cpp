@@ -143,8 +143,7 @@ void WebEngine::Start(Sense sense) {
   if (sense == Sense::AsWished) BeginSources();
   requests_.Begin(given_);
   if (CookiesAreGone() && !factsKnown_) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));
-  const auto handed = services_->cookies.find(entry_.key);
-  if (handed != services_->cookies.end() && SharesSecretsOfListed()) requests_.TakeHanded(handed->second);
+  TakeHandedOver();
   if (IsSelection()) {
     program_.platform.tasks.Spawn(OpenSelection(run_, sense == Sense::AsWished));
   } else if (part_ || creating_ || entry_.partPath.empty()) {
@@ -171,14 +170,30 @@ void WebEngine::StopWithoutJournal() {
   Rest(FetchEvent::GivenUp, reason);
 }
 
+const HandOver& WebEngine::Handed() const { return services_->handOvers.Of(entry_.key); }
+
+void WebEngine::TakeHandedOver() {
+  const HandOver& handed = Handed();
+  entry_.hadCookies = entry_.hadCookies || !handed.cookies.empty();
+  entry_.hadPage = entry_.hadPage || !handed.referrer.empty();
+  if (!handed.cookies.empty() && SharesSecretsOfListed()) requests_.TakeHanded(handed.cookies);
+}
+
 // Without them the server may send something else under this address.
 bool WebEngine::CookiesAreGone() const {
-  return entry_.hadCookies && NewAddress() == nullptr && !services_->cookies.contains(entry_.key);
+  return entry_.hadCookies && NewAddress() == nullptr && Handed().cookies.empty();
 }
+
+// Most servers do without it.
+bool WebEngine::PageIsGone() const { return entry_.hadPage && NewAddress() == nullptr && Handed().referrer.empty(); }
+
+bool WebEngine::MissesPage(const WebLane& lane) const { return PageIsGone() && lane.source == 0; }
+
+std::string WebEngine::PageGone(int status) const { return Say(WebText::PageGone, {std::to_string(status)}); }
 
 bool WebEngine::HasPlace() const { return !Queue(program_).IsFull(program_.settings.MaxSimulDownlads); }
 
-void WebEngine::StartOrQueue() { HasPlace() ? Start() : WaitForPlace(); }
+void WebEngine::StartOrQueue(Sense sense) { HasPlace() ? Start(sense) : WaitForPlace(); }
 
 void WebEngine::WaitForPlace() {
   Take(FetchEvent::StartNoPlace);
@@ -493,14 +508,14 @@ FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) 
   const Source& source = SourceOf(lane);
   const std::string ifRange =
       asked.conditional ? IfRangeOf(source.facts.value_or(FileFacts()).validator) : std::string();
-  FetchRequest request = requests_.Make(lane.address, asked, entry_.referrer, ifRange);
+  FetchRequest request = requests_.Make(lane.address, asked, Handed().referrer, ifRange);
   request.http2 = http2_;
   if (request.proxy.empty() && lane.address == source.current) request.address = source.peer;
   return request;
 }
 
 FetchRequest WebEngine::MakeSmallRequest(const WebAddress& address) const {
-  return requests_.Make(address, AskedFor{RequestKind::First, false, 0, -1}, entry_.referrer, {});
+  return requests_.Make(address, AskedFor{RequestKind::First, false, 0, -1}, Handed().referrer, {});
 }
 
 }  // namespace pellora

@@ -3,11 +3,10 @@
 //
 // The first request is the first range from byte 0; its answer gives size, name and validator, and further lanes open
 // at once. RangePlan divides the file, CheckReply judges each answer, Sources says which server is asked, PartFile
-// writes, and the journal says what is on the disk. WebEngine.cpp has its life, WebReplies.cpp what answers and ends
-// mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file up to its
-// name, WebSelection.cpp
-// what is chosen of an archive, WebChecks.cpp its checksums, WebAddressChange.cpp another address for it,
-// WebDrawing.cpp what is shown.
+// writes, and the journal says what is on the disk. WebEngine.cpp starts and ends its runs, WebReplies.cpp what answers
+// and ends mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file up
+// to its name, WebSelection.cpp what is chosen of an archive, WebChecks.cpp its checksums, WebAddressChange.cpp another
+// address for it, WebDrawing.cpp what is shown.
 //
 // Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
 // changes nothing.
@@ -79,13 +78,18 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool Fetching() const;                               // Opening, Running or Holding
   enum class Sense : std::uint8_t { AsWished, Anew };  // Anew: what it learned of its sources and failures still counts
   void Start(Sense sense = Sense::AsWished);
-  void StartOrQueue();     // as there is a place or not
-  void WaitForPlace();     // in the queue, which resumes it
-  void ContinueOrQueue();  // after a wait
+  void StartOrQueue(Sense sense = Sense::AsWished);  // as there is a place or not
+  void WaitForPlace();                               // in the queue, which resumes it
+  void ContinueOrQueue();                            // after a wait
   bool HasPlace() const;
   void StopWithoutJournal();
-  void EndRun();  // closes all lanes
+  void EndRun();                   // closes all lanes
+  const HandOver& Handed() const;  // by the browser; empty after a restart
+  void TakeHandedOver();
   bool CookiesAreGone() const;
+  bool PageIsGone() const;
+  bool MissesPage(const WebLane& lane) const;  // the server may refuse it therefore
+  std::string PageGone(int status) const;
   // Ends the run and takes the record out of work: paused, without a reason; else stopped, or asking.
   void Rest(FetchEvent event, const std::string& given);  // the reason, or empty
   void Pulse();
@@ -208,19 +212,22 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   // Logins
   struct LoginDemand {
-    LoginPlace place;
+    LoginWish wish;
     Login refused;  // or empty
     std::string reason;
     bool unencrypted = false;
+    bool ofOwnAddress = false;  // not by a mirror or a proxy
+    std::string inRow{};        // in place of the reason
   };
   void LoginDemanded(WebLane& lane, const FetchAnswer& answer);
   void LoginRefused(WebLane& lane);  // by a server of ftp or sftp
   void ServerDemands(WebLane& lane, bool refused, bool unencrypted);
   void ProxyDemands(WebLane& lane);
-  std::string UserAt(const LoginPlace& place) const;  // whom the address names
+  bool IsWorthAsking(const WebLane& lane) const;
   void LoginMissing(LoginDemand demand);
   Task<> SeekLogin(Run run, LoginDemand demand);
   void AskForLogin(const LoginDemand& demand);
+  void LoginDenied(const LoginDemand& demand);
   void ShowLoginQuestion(const LoginDemand& demand);
   void OpenLoginWindow(const LoginDemand& demand);
   void TakeRefusal(const LoginPlace& place, const Login& login);

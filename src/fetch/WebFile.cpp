@@ -541,7 +541,7 @@ void WebEngine::Finished() {
   DownloadRecord& record = Record();
   Take(FetchEvent::Renamed);
   EndRun();
-  services_->cookies.erase(entry_.key);
+  services_->handOvers.Forget(entry_.key);
   services_->newAddresses.erase(entry_.key);
   part_.reset();
   record.SavePath = entry_.path;

@@ -275,9 +275,7 @@ MetalinkFiles WebEngine::AsMetalink(std::vector<MetalinkFile> files) const {
   add.folder = entry_.folder;
   add.speedLimit = program_.speed->LimitOf(slot_.Index());
   add.quiet = entry_.quiet;
-  add.handOver.referrer = entry_.referrer;
-  const auto cookies = services_->cookies.find(entry_.key);
-  if (cookies != services_->cookies.end()) add.handOver.cookies = cookies->second;
+  add.handOver = Handed();
   add.user = given_.user;
   add.password = given_.password;
   return metalink;

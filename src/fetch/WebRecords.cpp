@@ -154,7 +154,7 @@ void RememberSelection(Program& program, WebServices& services, int index, const
   program.Download(index).FileName = entry.title;
   services.selections[entry.key] = add.selection;
   if (!add.archivePassword.empty()) {
-    services.logins.Give(PasswordPlace(*add.selection, entry.id), {{}, add.archivePassword}, false);
+    services.logins.Give({PasswordPlace(*add.selection, entry.id), {}}, {{}, add.archivePassword}, false);
   }
   program.platform.background.Run(
       [files = program.platform.downloadFiles, path = SelectionPath(services.journal, entry.selection),
@@ -281,7 +281,7 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   if (record.HasSavePath && record.SavePath.starts_with('/')) entry.path = record.SavePath;
   entry.replaces = add.replaced;
   entry.folder = add.folder;
-  entry.referrer = handOver.referrer;
+  entry.hadPage = !handOver.referrer.empty();
   entry.hadCookies = !handOver.cookies.empty();
   entry.checksum = add.checksum;
   if (add.pieces && AreFewEnough(*add.pieces)) entry.pieces = add.pieces;
@@ -292,7 +292,7 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   entry.startAt = add.startAt;
   entry.quiet = add.quiet;
   if (add.selection) RememberSelection(program, services, index, add, entry);
-  if (entry.hadCookies) services.cookies[entry.key] = handOver.cookies;
+  services.handOvers.Keep(entry.key, handOver);
   services.listed.insert(entry.key);
   services.journal.Put(entry);
 }
@@ -318,10 +318,12 @@ bool TakeHandOver(Program& program, WebServices& services, std::int16_t index, c
   const DownloadRecord& record = program.Download(index);
   const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
   const JournalEntry* const entry = services.journal.Find(key);
-  if (entry == nullptr || !entry->hadCookies || handOver.cookies.empty()) return false;
-  if (record.Finished || record.Active || services.cookies.contains(key)) return false;
-  services.cookies[key] = handOver.cookies;
-  return true;
+  if (entry == nullptr || record.Finished || record.Active) return false;
+  const bool lacksCookies = entry->hadCookies && !services.handOvers.HasCookies(key);
+  const bool lacksPage = entry->hadPage && !services.handOvers.HasPage(key);
+  const bool takes = lacksCookies ? !handOver.cookies.empty() : lacksPage && handOver != HandOver();
+  if (takes) services.handOvers.Keep(key, handOver);
+  return takes;
 }
 
 void RememberAddress(Program& program, WebServices& services, std::int16_t index, const AddressReading& address) {
@@ -357,7 +359,7 @@ void SweepJournal(Program& program, WebServices& services) {
       const bool isOver = entry.state == JournalState::Listed && program.Download(at->second).Finished;
       if (isOver) services.journal.Drop(entry.key);
     } else if (services.listed.erase(entry.key) > 0) {
-      services.cookies.erase(entry.key);
+      services.handOvers.Forget(entry.key);
       services.selections.erase(entry.key);
       services.addedLogins.erase(entry.key);
       services.newAddresses.erase(entry.key);

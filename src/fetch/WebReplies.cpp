@@ -150,6 +150,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::Login:
       return LoginDemanded(lane, answer);
     case ReplyVerdict::Refused:
+      if (reading.reason == ReplyReason::Forbidden && MissesPage(lane)) return Refused(lane, PageGone(answer.status));
       return Refused(lane, ReasonFor(reading, answer));
   }
 }
@@ -272,7 +273,7 @@ void WebEngine::AskForSample(WebLane& lane) {
   const Range longest = LongestHeld();
   const bool little = longest.Length() < (facts_.total < 0 ? kSample : std::min(kSample, facts_.total));
   if (!part_ || (little && !alone)) return LaneLost(lane, Say(WebText::Changed), RoundCause::Failure);  // more will be
-  if (little) return CookiesAreGone() || IsSelection() ? HasChanged() : BeginAnewUnasked();
+  if (little) return CookiesAreGone() || PageIsGone() || IsSelection() ? HasChanged() : BeginAnewUnasked();
   if (++lane.asks > 2) return IsOther(lane, Say(WebText::Changed));
   if (plan_) plan_->Release(lane.Number());
   BeginRequest(lane, {RequestKind::Later, true, std::max(longest.begin, longest.end - kSample), longest.end - 1});

@@ -311,7 +311,7 @@ Task<> WebEngine::UnpackEntry(Run run, std::size_t number) {
   const auto hold = Hold();
   MarkBegun(number);
   const SelectedEntry entry = extraction_->Entry(number);
-  const Login login = services_->logins.GivenFor(PlaceOfPassword());
+  const Login login = services_->logins.GivenFor({PlaceOfPassword(), {}});
   auto work = std::make_shared<EntryUnpacking>(*program_.platform.unpacker, outputs_, part_->Opened(), entry,
                                                login.password, extraction_->Chosen().existing, outputFiles_);
   const auto end = std::make_shared<EntryEnd>(EntryEnd::None);
@@ -488,8 +488,8 @@ LoginPlace WebEngine::PlaceOfPassword() const { return PasswordPlace(extraction_
 
 void WebEngine::AskForArchivePassword() {
   const LoginPlace place = PlaceOfPassword();
-  services_->logins.Refused(place, services_->logins.GivenFor(place));
-  AskForLogin({place, {}, Say(WebText::ArchivePassword), false});
+  services_->logins.Refused(place, services_->logins.GivenFor({place, {}}));
+  AskForLogin({{place, {}}, {}, Say(WebText::ArchivePassword)});
 }
 
 }  // namespace pellora

@@ -13,6 +13,7 @@
 #include "core/EngineChoice.h"
 #include "core/Metalink.h"
 #include "core/Selection.h"
+#include "fetch/HandOvers.h"
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
@@ -40,8 +41,8 @@ struct WebServices {
   HostMemory hosts;
   HostKeys keys;
   Logins logins;
-  std::set<JournalKey> listed;                // journal entries that had a record when the list was last saved
-  std::map<JournalKey, std::string> cookies;  // that were handed over
+  HandOvers handOvers;
+  std::set<JournalKey> listed;  // journal entries that had a record when the list was last saved
   std::map<JournalKey, std::shared_ptr<const Selection>> selections;  // that came with an add
   std::map<JournalKey, Login> addedLogins;                            // that came with an add
   // Of records whose address the user is changing: tried at the next start, and kept if it has the same file.

@@ -25,8 +25,6 @@ namespace pellora {
 
 namespace {
 
-constexpr std::int64_t kBytesOfKiB = 1024;
-
 std::string Trimmed(const std::string& text) { return std::string(TrimBlanks(text)); }
 
 // What is pasted may have a line end.

@@ -19,6 +19,7 @@
 #include "core/Program.h"
 #include "core/Prospects.h"
 #include "mainwin/AddDownload.h"
+#include "mainwin/FolderRoom.h"
 #include "ui/Controls.h"
 #include "ui/Window.h"
 
@@ -92,9 +93,10 @@ class AddList final : public Window {
   void CheckEach(bool checked);
   void AskServers();
   void AskServer(Slot& slot, std::size_t item);
-  void Told(std::size_t slot, const Prospect& prospect);
+  void TakeProspect(std::size_t slot, const Prospect& prospect);
   void DropSilent();
-  Task<> MeasureRoom(std::string folder);
+  Task<> MeasureRooms();
+  std::string RoomNote() const;
   Task<> AddChecked();
 
   Program& program_;
@@ -112,7 +114,8 @@ class AddList final : public Window {
   // By the path that was wanted: the name that its last item got. No earlier one is free.
   std::map<std::string, std::string> lastGiven_;
   std::array<Slot, kInquiries> slots_;
-  std::int64_t room_ = -1;  // bytes in the folder of the first of them; -1: not known
+  std::map<std::string, FolderRoom> rooms_;  // by the folders that adds go to
+  bool measuring_ = false;
 };
 
 }  // namespace pellora

@@ -14,7 +14,7 @@ namespace pellora {
 class Form1 final : public Window {
  public:
   static constexpr int kFoldedHeight = 118;
-  static constexpr int kUnfoldedHeight = 480;
+  static constexpr int kUnfoldedHeight = 504;
 
   explicit Form1(Program& program);
 
@@ -43,7 +43,8 @@ class Form1 final : public Window {
   TextBox Text9{this, "Text9"};
   CheckBox Check2{this, "Check2", "Begin on (date, time) :", 926};
   TextBox Text10{this, "Text10"};
-  Label Label9{this, "Label9"};  // what the download would meet: a name that is taken, or itself in the list
+  Label Label10{this, "Label10"};  // the room that is free in the folder
+  Label Label9{this, "Label9"};    // what the download would meet: a name that is taken, or itself in the list
 
   // Selects all of Text1 in the view.
   void SelectText();
@@ -61,10 +62,14 @@ class Form1 final : public Window {
  private:
   std::string Url() const;
   void Foretell();
+  std::string Folder() const;
+  void ShowRoom();
+  Task<> MeasureRoom();
   void Answer(const char* answer);
   Task<> Browse();
 
   Program& program_;
+  bool measuring_ = false;
 };
 
 }  // namespace pellora

@@ -3,12 +3,12 @@
 #include <optional>
 #include <utility>
 
-#include "core/Ascii.h"
 #include "core/Dates.h"
 #include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "core/Metalink.h"
 #include "core/Program.h"
+#include "core/SpeedLimit.h"
 #include "core/WebAddress.h"
 #include "mainwin/MetalinkAdds.h"
 #include "ports/Clock.h"
@@ -19,14 +19,6 @@
 namespace pellora {
 
 namespace {
-
-constexpr std::int64_t kKilobyte = 1024;
-
-// A text that would be sent in a line, or that names the user.
-bool IsMalformed(const ScriptedAdd& wanted) {
-  return HasControls(wanted.user) || HasControls(wanted.password) || HasControls(wanted.referrer) ||
-         HasControls(wanted.cookies);
-}
 
 std::string FaultOfLogin(const ScriptedAdd& wanted, const AddressReading& address) {
   if (wanted.password.empty() || !wanted.user.empty() || !address.parsed.user.empty()) return {};
@@ -81,7 +73,6 @@ std::string TakeChecksum(const std::string& text, std::optional<Checksum>& check
 // Fills `request`. Returns why it is refused.
 std::string TakeOptions(const Program& program, const ScriptedAdd& wanted, const AddressReading& address,
                         AddRequest& request) {
-  if (IsMalformed(wanted)) return "A control character is in the login, the referring page or the cookies.";
   if (wanted.later && !wanted.at.empty()) return "It cannot both begin at a time and not begin.";
   if (!wanted.referrer.empty() && !ParseWebAddress(wanted.referrer)) return "The referring page is no address.";
   if (wanted.limit < 0 || wanted.limit > kHighestSpeedLimit) return "This is no limit of speed.";
@@ -99,7 +90,7 @@ std::string TakeOptions(const Program& program, const ScriptedAdd& wanted, const
   request.web.handOver = {wanted.referrer, wanted.cookies};
   request.web.user = wanted.user;
   request.web.password = wanted.password;
-  request.web.speedLimit = wanted.limit * kKilobyte;
+  request.web.speedLimit = wanted.limit * kBytesOfKiB;
   request.web.quiet = wanted.quiet;
   return fault;
 }

@@ -72,8 +72,8 @@ QString TakeDuplicate(QVariantMap& request, const QString& text) {
 QString TakeCookieFile(AddPlan& plan, const QString& name) {
   const std::optional<QByteArray> file = ReadWhole(name);
   if (!file) return "the cookies in " + name + " cannot be read";
-  plan.cookieFile = *file;
-  if (!HoldsCookies(plan.cookieFile.toStdString())) return name + " holds no cookies in the format of Netscape";
+  plan.cookies = ReadCookieFile(file->toStdString());
+  if (plan.cookies.empty()) return name + " holds no cookies in the format of Netscape";
   return {};
 }
 
@@ -171,9 +171,9 @@ QVariantMap AddPlan::RequestFor(const QString& url) const {
   request.insert(kUrlKey, url);
   if (metalinks.contains(url)) request.insert(kMetalinkKey, metalinks.value(url));
   const std::optional<WebAddress> address = ParseWebAddress(url.toStdString());
-  if (cookieFile.isEmpty() || !address) return request;
-  const std::string cookies = CookiesFor(cookieFile.toStdString(), *address, QDateTime::currentSecsSinceEpoch());
-  if (!cookies.empty()) request.insert(kCookiesKey, QString::fromStdString(cookies));
+  if (!address) return request;
+  const std::string fitting = CookiesFor(cookies, *address, QDateTime::currentSecsSinceEpoch());
+  if (!fitting.empty()) request.insert(kCookiesKey, QString::fromStdString(fitting));
   return request;
 }
 
@@ -206,7 +206,7 @@ AddPlan PlanAdd(const Arguments& given) {
   if (arguments.Has("--on-duplicate")) take(TakeDuplicate(plan.common, arguments.Value("--on-duplicate")));
   if (plan.error.isEmpty() && arguments.Has("--cookies")) take(TakeCookieFile(plan, arguments.Value("--cookies")));
   if (plan.error.isEmpty() && arguments.Has("--input")) take(TakeList(plan, arguments.Value("--input")));
-  if (!plan.metalinks.isEmpty() && !plan.cookieFile.isEmpty()) take("--cookies is for URLs, not for a Metalink");
+  if (!plan.metalinks.isEmpty() && !plan.cookies.empty()) take("--cookies is for URLs, not for a Metalink");
   const bool many = plan.urls.size() > 1;
   if (many && arguments.Has("--output")) take("--output is for one URL; --folder takes any number");
   if (many && arguments.Has("--checksum")) take("--checksum is for one URL");

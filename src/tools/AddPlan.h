@@ -8,7 +8,9 @@
 #include <QStringList>
 #include <QVariantMap>
 #include <optional>
+#include <vector>
 
+#include "core/CookieFile.h"
 #include "tools/Arguments.h"
 
 namespace pellora {
@@ -26,7 +28,7 @@ struct AddPlan {
 
   QVariantMap common;                   // of all addresses
   QMap<QString, QByteArray> metalinks;  // local files, by the names that `urls` has for them
-  QByteArray cookieFile;
+  std::vector<ListedCookie> cookies;    // of the file that the arguments name
 };
 
 // KiB/s, or "off", which is 0.

@@ -156,10 +156,10 @@ TEST(FuzzOracles, DetectAJournalWithATornTail) {
 }
 
 TEST(FuzzOracles, DetectCookiesOfAnotherHost) {
-  const auto wrong = [](std::string_view file, const WebAddress& address, std::int64_t now) {
+  const auto wrong = [](const std::vector<ListedCookie>& cookies, const WebAddress& address, std::int64_t now) {
     WebAddress other = address;
     other.host = "bank.example";
-    return CookiesFor(file, other, now);
+    return CookiesFor(cookies, other, now);
   };
   EXPECT_EQ(Catch("cookies", [&](std::string_view bytes) { FuzzCookies(bytes, wrong); })
                 .count("only cookies of this host, path and scheme are sent"),

@@ -147,8 +147,8 @@ using UrlListReader = std::function<UrlListReading(std::string_view)>;
 void FuzzUrls(std::string_view bytes, const UrlListReader& read = ReadUrlList);
 
 // An address and, after byte 1, a file of cookies.
-using CookieReader = std::function<std::string(std::string_view, const WebAddress&, std::int64_t)>;
-void FuzzCookies(std::string_view bytes, const CookieReader& read = CookiesFor);
+using CookieChooser = std::function<std::string(const std::vector<ListedCookie>&, const WebAddress&, std::int64_t)>;
+void FuzzCookies(std::string_view bytes, const CookieChooser& choose = CookiesFor);
 
 // A number, flag or date typed by the user or read from a file.
 void FuzzNumbers(std::string_view bytes, const std::function<double(std::string_view)>& prefix = NumericPrefix);

@@ -10,6 +10,7 @@ import time
 import unittest
 
 import harness
+import loginservers
 import webservers
 from case import Case
 
@@ -126,6 +127,37 @@ class WebEngineOn(HandOver):
         self.assertEqual(self.host(frame({"url": url, "referrer": "about:home"})), ([{"ok": True}], 0))
         self.session.companion.wait_finished([url], 30)
         self.assertNotIn("about:home", self.nginx.log()[-1])
+
+
+class LostPage(HandOver):
+    settings = {"MaxSegments": 1, "WebEngine": 2}
+
+    def test_server_that_requires_the_page_gets_it_by_a_new_hand_over(self):
+        data = bytes(range(256)) * 40_000
+        page = "http://pages.example/list-of-files"
+        server = loginservers.PageServer(data, "http://pages.example/")
+        self.addCleanup(server.close)
+        server.slow = True
+        self.session.start()
+        url = server.url("a.bin")
+        handed = frame({"url": url, "referrer": page})
+        self.assertEqual(self.host(handed), ([{"ok": True}], 0))
+        companion = self.session.companion
+        harness.wait_until(lambda: companion.find(url).received > 100_000, 30, "some bytes")
+        self.stop()
+        self.assertEqual(loginservers.bytes_in_files(self.session.root, page.encode()), [])
+        server.slow = False
+        self.session.start()
+        self.assertEqual(companion.run("resume").returncode, 0)
+        harness.wait_until(lambda: companion.find(url).state == "failed", 30, "the refusal")
+        self.assertIn("the page that the download began from", companion.find(url).reason)
+        self.assertEqual(server.seen[-1], "")
+        self.assertEqual(self.host(handed), ([{"ok": True}], 0))
+        companion.wait_finished([url], 30)
+        self.assertEqual(self.session.dialogs(), [])
+        self.assertEqual(len(companion.downloads()), 1)
+        with open(companion.find(url).saved_path, "rb") as f:
+            self.assertEqual(f.read(), data)
 
 
 class WebEngineOff(HandOver):

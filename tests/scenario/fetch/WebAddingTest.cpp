@@ -114,9 +114,10 @@ TEST_F(WebAdding, JournalKeepsWhatWasAskedFor) {
     web.speedLimit = 102400;
   });
   run.sim.RunFor(100);
-  for (const std::string& part : {"checksum=md5:" + md5, std::string("limit=102400"), std::string("referrer=")}) {
+  for (const std::string& part : {"checksum=md5:" + md5, std::string("limit=102400"), std::string("referrer=1")}) {
     EXPECT_NE(run.Journal().find(part), std::string::npos) << part << "\n" << run.Journal();
   }
+  EXPECT_EQ(run.Journal().find("page.example"), std::string::npos) << run.Journal();
 }
 
 TEST_F(WebAdding, BeginsAtItsTimeAndNotBefore) {
