@@ -329,7 +329,7 @@ TEST_F(WebAddListFold, WhatTheClassicEngineWouldIgnoreRefusesItsRows) {
   EXPECT_EQ(run.Note(1), run.Told(WebText::OnlyWebEngine));
 }
 
-TEST_F(WebAddListFold, BadFieldIsToldAndTheDialogStays) {
+TEST_F(WebAddListFold, BadFieldIsReportedAndTheDialogStays) {
   Run run;
   Paste(
       run, [](Form1& form) { form.Text9.SetByUser("fast"); }, kOfOneServer);
