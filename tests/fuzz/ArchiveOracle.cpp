@@ -42,10 +42,13 @@ bool IsPlain(std::string_view name) {
          std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c < '\x7F' && c != '\\'; });
 }
 
-// One end record, and in the directory only files at places of their own, with names and sizes that nothing else says.
+// One end record right after the directory, and in that only files at places of their own, with names and sizes that
+// nothing else says.
 bool IsUnambiguous(const ArchiveDirectory& directory, std::string_view file) {
-  if (file.find("PK\5\6") != file.rfind("PK\5\6") || file.find("PK\6\6") != std::string_view::npos) return false;
+  if (file.find("PK\5\6") != file.rfind("PK\5\6")) return false;
+  if (file.find("PK\6\6") != std::string_view::npos || file.find("PK\6\7") != std::string_view::npos) return false;
   const EntryLayout layout(directory);
+  auto at = static_cast<std::size_t>(directory.Begin());
   for (std::size_t i = 0; i < directory.Count(); ++i) {
     const ArchiveEntry entry = directory.Entry(i);
     const bool plain = layout.IsSound(i) && entry.kind == EntryKind::File && entry.extraLength == 0 &&
@@ -57,8 +60,10 @@ bool IsUnambiguous(const ArchiveDirectory& directory, std::string_view file) {
     const bool agrees = local.starts_with("PK\3\4") && local.substr(4, 26) == record.substr(6, 26) &&
                         local.substr(30, entry.rawName.size()) == entry.rawName;
     if (!agrees) return false;
+    at += 46 + entry.rawName.size() + static_cast<unsigned char>(record[32]) +
+          256U * static_cast<unsigned char>(record[33]);
   }
-  return true;
+  return file.substr(at).starts_with("PK\5\6");
 }
 
 }  // namespace

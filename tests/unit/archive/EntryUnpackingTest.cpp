@@ -72,6 +72,7 @@ struct Rig {
   std::string password;
   std::string name;
   std::string reason;
+  std::int64_t plain = 0;
   Range needs;
   int steps = 0;
 
@@ -94,6 +95,7 @@ struct Rig {
     EXPECT_EQ(sim.outputs().Unnamed(), 0);
     name = unpacking.Name();
     reason = unpacking.Reason();
+    plain = unpacking.Plain();
     needs = unpacking.Needs();
     return end;
   }
@@ -213,6 +215,8 @@ TEST(EntryUnpacking, NothingBeyondTheNextEntryIsNeeded) {
   --selected.reach;
   Rig rig;
   EXPECT_EQ(rig.Run(entry, selected), EntryEnd::Other);
+  selected.range.end = selected.reach = kAt + 100;  // not even the extra fields
+  EXPECT_EQ(rig.Run(entry, selected), EntryEnd::Other);
   selected.reach = kAt + 39;  // not even the name
   EXPECT_EQ(rig.Run(entry, selected), EntryEnd::Other);
   selected = entry.Selected();
@@ -274,6 +278,23 @@ TEST(EntryUnpacking, UnpackerIsNotBelievedEither) {
   }
 }
 
+TEST(EntryUnpacking, NothingIsWrittenBeyondTheSize) {
+  Rig rig;
+  rig.sim.unpacker().fault.more = std::string(1'000'000, 'x');
+  const Entry entry;
+  EXPECT_EQ(rig.Run(entry), EntryEnd::Damaged);
+  EXPECT_LE(rig.plain, 200'000);
+}
+
+TEST(EntryUnpacking, StoredEntryHasAsManyBytesAsItIsPacked) {
+  Rig rig;
+  const Entry entry{.plain = "content", .method = 0};
+  SelectedEntry selected = entry.Selected();
+  selected.packed.size = 0;
+  selected.packed.crc = 0;
+  EXPECT_EQ(rig.Run(entry, selected), EntryEnd::Damaged);
+}
+
 TEST(EntryUnpacking, UnpackerThatCannotStartIsReported) {
   Rig rig;
   rig.sim.unpacker().refuses = "cannot be confined";
@@ -325,6 +346,8 @@ TEST(EntryUnpacking, OnlyAe2HasNoSum) {
     Rig rig;
     rig.password = "secret";
     EXPECT_EQ(rig.Run(entry), version == 2 ? EntryEnd::Unpacked : EntryEnd::WrongPassword);
+    rig.sim.unpacker().fault.fewer = 1;
+    EXPECT_EQ(rig.Run(entry), EntryEnd::WrongPassword);
     entry.localMethod = 8;
     EXPECT_EQ(rig.Run(entry), EntryEnd::Other);
   }
