@@ -38,6 +38,7 @@
 #include "desktop/PosixFiles.h"
 #include "desktop/PosixFolders.h"
 #include "desktop/PosixNetwork.h"
+#include "desktop/PosixOutputFolders.h"
 #include "desktop/PreviewMedia.h"
 #include "desktop/ProgramIcon.h"
 #include "desktop/QtClipboard.h"
@@ -47,8 +48,10 @@
 #include "desktop/SingleInstance.h"
 #include "desktop/Spawn.h"
 #include "desktop/SystemClock.h"
+#include "desktop/UnpackerProcess.h"
 #include "desktop/XdgAutoStart.h"
 #include "desktop/preview/Protocol.h"
+#include "desktop/unpack/Protocol.h"
 #include "desktop/views/QtDialogs.h"
 #include "desktop/views/QtTray.h"
 #include "desktop/views/QtWindowSystem.h"
@@ -69,6 +72,7 @@ struct Desktop {
   // Never destroyed: when the program ends, a file operation in the background may still be using it.
   PosixFiles& files = *new PosixFiles;
   PosixDownloadFiles& downloadFiles = *new PosixDownloadFiles;
+  PosixOutputFolders& outputs = *new PosixOutputFolders;
   OpenSslDigests digests;  // before the fetcher
   std::unique_ptr<Fetcher> fetcher = NewFetcher(gate, events);
   FileWorker background{gate};
@@ -80,6 +84,7 @@ struct Desktop {
   HeadlessDialogs noDialogs{events};
   DesktopShell shell;
   DesktopMachine machine{network};
+  UnpackerProcess& unpacker = *new UnpackerProcess(machine.ProgramFolder() + "/" + kUnpackProgram);  // likewise
   LocaleFormats locale;
   QtWindowSystem windows{gate};
   XdgAutoStart autoStart{machine.ProgramFolder() + "/Pellora",
@@ -113,8 +118,8 @@ struct Desktop {
                     fetcher.get(),
                     fetcher ? &downloadFiles : nullptr,
                     &unzip,
-                    nullptr,
-                    nullptr,
+                    &unpacker,
+                    &outputs,
                     &digests};
 };
 

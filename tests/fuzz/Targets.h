@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "archive/ArchiveDirectory.h"
+#include "archive/EntryLayout.h"
 #include "core/ChecksumList.h"
 #include "core/CookieFile.h"
 #include "core/IniText.h"
@@ -70,6 +72,15 @@ struct ZipReaders {
   std::function<std::vector<ZipEntry>(std::string_view, std::int16_t)> read = ReadDirectory;
 };
 void FuzzZip(std::string_view bytes, const ZipReaders& readers = {});
+
+// An archive after a byte that is odd if something precedes it. libarchive reads the same bytes.
+using ArchiveEntryReader = std::function<ArchiveEntry(const ArchiveDirectory&, std::size_t)>;
+using ArchiveRangeReader = std::function<Range(const EntryLayout&, std::size_t)>;
+struct ArchiveReaders {
+  ArchiveEntryReader entry = &ArchiveDirectory::Entry;
+  ArchiveRangeReader range = &EntryLayout::RangeOf;
+};
+void FuzzArchive(std::string_view bytes, const ArchiveReaders& readers = {});
 
 // A language file.
 void FuzzLanguage(std::string_view bytes,

@@ -58,7 +58,8 @@ class SimOutputFile final : public OutputFile {
     const std::string to = folders_.AsOnDisk(folder_ + "/" + name);
     const std::shared_ptr<SimFileData> there = disk_.Find(to);
     if (disk_.state_.links.contains(to) || disk_.state_.folders.contains(to)) return false;
-    if (there && (!replaced || !(*replaced == FileIdentity{kDevice, there->inode}))) return false;
+    if ((there != nullptr) != replaced.has_value()) return false;
+    if (there && !(*replaced == FileIdentity{kDevice, there->inode})) return false;
     if (there) disk_.Remove(to);
     disk_.state_.files[to] = data_;
     disk_.made_.insert(to);

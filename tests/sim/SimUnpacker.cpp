@@ -101,7 +101,9 @@ class SimUnpacking final : public Unpacking {
       if (given_ + made.size() >= fault_.at) return Stumble(taken, made);
       ++eaten_;
       if (!decoder_.Take(packed[taken++], made)) return Stumble(taken, made, UnpackState::Damaged);
-      if (given_ + made.size() > entry_.size) return Stumble(taken, made, UnpackState::Damaged);
+      if (given_ + made.size() <= entry_.size) continue;
+      made.pop_back();
+      return Stumble(taken, made, UnpackState::Damaged);
     }
     if (eaten_ == entry_.packed || entry_.size == 0) Complete(made);
     given_ += made.size();
