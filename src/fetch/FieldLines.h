@@ -19,7 +19,7 @@ namespace pellora::fields {
 
 std::string Hex(std::uint64_t value, std::size_t digits);
 std::string Encoded(std::string_view value);
-std::string RangesText(const IntervalSet& ranges);
+std::string RangesText(const IntervalSet& held);
 
 // Of values. False: no writer of this format writes such a one.
 template <class Number>
@@ -33,7 +33,7 @@ bool TakeText(std::string& out, std::string_view text);
 // Of this computer, and with no NUL in it, which would end it earlier.
 bool TakePath(std::string& out, std::string_view text);
 // In rising order and apart, as they are written, so that reading takes linear time.
-bool TakeRanges(IntervalSet& ranges, std::string_view text);
+bool TakeRanges(IntervalSet& held, std::string_view text);
 
 std::vector<std::string_view> PartsOf(std::string_view text);  // between ":"
 

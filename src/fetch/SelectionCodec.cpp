@@ -190,7 +190,8 @@ std::optional<Selection> ReadSelection(std::string_view text) {
   Head head;
   const std::optional<Text> first = NextLine(text);
   if (!first || !TakeLine(kHeadFields, head, *first)) return {};
-  Selection& read = head.selection;
+  std::optional<Selection> result = std::move(head.selection);
+  Selection& read = *result;
   if (read.folder.empty() || read.facts.total < 0 || head.entries == 0) return {};
   std::int64_t from = 0;
   while (const std::optional<Text> line = NextLine(text)) {
@@ -199,7 +200,7 @@ std::optional<Selection> ReadSelection(std::string_view text) {
     from = entry.range.end;
   }
   if (!text.empty() || read.entries.size() != head.entries) return {};
-  return std::move(read);
+  return result;
 }
 
 }  // namespace pellora

@@ -6,6 +6,7 @@
 // kept until all is unpacked.
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "archive/EntryUnpacking.h"
 #include "async/InBackground.h"
@@ -33,11 +34,14 @@ constexpr std::size_t kInOneWork = 256;        // folders or files that are look
 // The file that an entry has become before a kill, by the names that it may have.
 class CopySearch {
  public:
-  CopySearch(DownloadFiles& downloads, Files& files, const std::string& folder, const SelectedEntry& entry)
-      : downloads_(downloads), files_(files), size_(entry.packed.size), crc_(entry.packed.crc) {
-    folder_ = folder;
+  CopySearch(DownloadFiles& downloads, Files& files, std::string folder, const SelectedEntry& entry)
+      : downloads_(downloads),
+        files_(files),
+        size_(entry.packed.size),
+        crc_(entry.packed.crc),
+        folder_(std::move(folder)),
+        name_(entry.path.back()) {
     for (std::size_t i = 0; i + 1 < entry.path.size(); ++i) folder_ = JoinFolder(folder_, entry.path[i]);
-    name_ = entry.path.back();
   }
 
   // For works. True once it is over; each step reads 4 MiB at most.
