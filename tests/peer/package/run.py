@@ -49,6 +49,23 @@ def is_optimised(given):
         return "-O0" not in f.read()
 
 
+def text_of(name):
+    with open(os.path.join(ROOT, name), encoding="utf-8") as f:
+        return f.read()
+
+
+def check_versions(checks, packages):
+    """The version is written in more than one place."""
+    version = re.search(r"project\(Pellora VERSION (\S+)", text_of("CMakeLists.txt")).group(1)
+    wrong = [path for path in packages if "_%s_" % version not in os.path.basename(path)]
+    if 'version="%s"' % version not in text_of("assets/desktop/org.pelloraproject.pellora.metainfo.xml"):
+        wrong.append("the data of the software centre")
+    manuals = sorted(glob.glob(os.path.join(ROOT, "docs/man/*.1")))
+    wrong += [path for path in manuals if '"Pellora %s"' % version.rpartition(".")[0] not in text_of(path)]
+    checks.note(not wrong, "packages, manual pages and data of the software centre have version " + version,
+                "\n".join(wrong))
+
+
 def check_contents(checks, packages, folder, optimised):
     # Without optimisation no function is fortified.
     suppressed = [] if optimised else ["--suppress-tags", "hardening-no-fortify-functions"]
@@ -102,6 +119,7 @@ def main():
         packages = [path for path in sorted(glob.glob(os.path.join(target, "*.deb"))) if "-dbgsym_" not in path]
         checks.note(len(packages) == 2, "there are two of them", str(packages))
         if len(packages) == 2:
+            check_versions(checks, packages)
             check_contents(checks, packages, folder, is_optimised(arguments.packages))
             check_on_machine(checks, packages, folder)
     print("%d passed, %d failed" % (checks.passed, checks.failed))
