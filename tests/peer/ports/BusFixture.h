@@ -144,7 +144,7 @@ class BusFixture : public testing::Test {
   std::vector<std::string> calls;
   std::vector<ScriptedAdd> requests;
   std::vector<std::string> ids;  // of each add; empty: one that follows from the calls
-  std::int32_t total = 0;  // limit
+  std::int32_t total = 0;        // limit
   bool headless = false;
 };
 

@@ -149,8 +149,8 @@ TEST_F(Pelloractl, PrintsTheIdsOfAMetalinksFiles) {
   const std::vector<QJsonObject> objects = ObjectsIn(Control({"add", "--json", QString::fromStdString(file)}).out);
   ASSERT_EQ(objects.size(), 2U);
   EXPECT_EQ(objects[1], (QJsonObject{{"url", QString::fromStdString(file)}, {"id", "dy"}}));
-  const Result cookies = Control({"add", "--cookies", "-", QString::fromStdString(file)}, {},
-                                 "a.example\tFALSE\t/\tFALSE\t0\tn\tv\n");
+  const Result cookies =
+      Control({"add", "--cookies", "-", QString::fromStdString(file)}, {}, "a.example\tFALSE\t/\tFALSE\t0\tn\tv\n");
   EXPECT_EQ(cookies.code, 2) << cookies.err.toStdString();
   EXPECT_EQ(Control({"add", "/nowhere/x.meta4"}).code, 2);
 }
