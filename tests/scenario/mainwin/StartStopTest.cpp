@@ -357,6 +357,7 @@ TEST_F(StartStop, LeavesAListBesideTheProgramAloneThatCannotBeCopied) {
   next.Start(6000);
   EXPECT_FALSE(next.app.program().listLoaded);
   EXPECT_FALSE(next.sim.disk().Has("/data/Pellora.dat"));
+  ASSERT_GT(next.sim.dialogs().OpenCount(), 0U);
   EXPECT_NE(next.sim.dialogs().Next().text.find("cannot be read"), std::string::npos);
 }
 

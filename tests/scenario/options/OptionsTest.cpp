@@ -271,6 +271,14 @@ TEST_F(Options, ListTheNameEachLanguageFileGivesItself) {
   }
 }
 
+TEST_F(Options, ListTheLanguagesOfAnInstalledProgramFromItsFolder) {
+  sim.disk().MakeFolder("/usr/share/pellora/languages");
+  sim.disk().Put("/usr/share/pellora/languages/danish.txt", SimContent("LANG=Dansk\n"));
+  sim.machine().languageFolder = "/usr/share/pellora/languages";
+  Open();
+  EXPECT_EQ(Dialog().Combo1.Items(), (Lines{"Dansk"}));
+}
+
 TEST_F(Options, ListNoLanguageFileAboveOneMebibyteOrUnreadable) {
   sim.disk().Put("/prog/big.txt", SimContent("LANG=Big\n" + std::string(1 << 20, '\n')));
   sim.disk().Put("/prog/bad.txt", SimContent("LANG=Bad\n"));

@@ -160,5 +160,16 @@ TEST(AppViewers, AreNotCreatedByLoadingALanguage) {
   sim.DropProgram();
 }
 
+TEST_F(UpdateHandOver, UnpacksIntoTheDataFolderAndStartsTheUpdaterBesideTheProgram) {
+  sim.disk().MakeFolder("/data");
+  sim.machine().dataFolder = "/data";
+  StartPackage();
+  EXPECT_TRUE(RunUntilEnded()) << sim.Replay();
+  ASSERT_EQ(unzip.unpacked.size(), 1U);
+  EXPECT_EQ(unzip.unpacked[0].second, "/data/temp");
+  ASSERT_EQ(sim.shell().started.size(), 1U);
+  EXPECT_EQ(sim.shell().started[0].first, "/prog/updater");
+}
+
 }  // namespace
 }  // namespace pellora
