@@ -203,9 +203,7 @@ std::optional<std::vector<MetalinkFile>> ReadMetalink(std::string_view bytes) { 
 
 bool LooksLikeMetalink(std::string_view bytes) {
   constexpr std::size_t kRootIsWithin = 4096;  // bytes
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  if (bytes.starts_with(kByteOrderMark)) bytes.remove_prefix(kByteOrderMark.size());
-  bytes = Trimmed(bytes.substr(0, kRootIsWithin));
+  bytes = Trimmed(WithoutByteOrderMark(bytes).substr(0, kRootIsWithin), kBlanksAndEnds);
   return bytes.starts_with('<') && bytes.find("<metalink") != std::string_view::npos;
 }
 

@@ -201,7 +201,6 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   bool TakeDropped(const DataObject& data, bool later, const void* caller);
   bool TakeDrop(const DataObject& data) override;
   // The same for a text.
-  bool TakeText(const std::string& text, bool later, const void* caller);
   // Renders a file into Picture3 in place of the previous one. An unsupported type leaves an empty graph.
   Task<> LoadMedia(std::string path);
 
