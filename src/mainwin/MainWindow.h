@@ -201,6 +201,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   bool TakeDropped(const DataObject& data, bool later, const void* caller);
   bool TakeDrop(const DataObject& data) override;
   // The same for a text.
+  bool TakeText(const std::string& text, bool later, const void* caller);
   // Renders a file into Picture3 in place of the previous one. An unsupported type leaves an empty graph.
   Task<> LoadMedia(std::string path);
 
@@ -317,7 +318,6 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Task<std::string> FaultOf(FieldsReading asked);
   // `common` is what is asked for each of them, without address.
   Task<> Offer(std::vector<std::string> addresses, std::vector<std::string> files, AddRequest common, bool cut);
-  bool TakeText(const std::string& text, bool later, const void* caller);
   bool OfferText(const std::string& text, const AddRequest& common);
   void OfferAddresses(const std::vector<std::string>& addresses, const AddRequest& common, bool cut);
   void OfferMetalink(std::vector<MetalinkFile> files, const AddRequest& common);
