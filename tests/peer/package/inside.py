@@ -81,9 +81,12 @@ class Files(http.server.BaseHTTPRequestHandler):
 @functools.lru_cache(None)
 def server():
     """The address of an https server whose certificate the user has in a file of their own."""
-    certificate, key = HOME + "/server.pem", "/tmp/server.key"
+    return serve_https("localhost", "DNS:localhost", HOME + "/server.pem", "/tmp/server.key")
+
+
+def serve_https(host, alternative, certificate, key):
     run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=localhost", "-addext",
-        "subjectAltName=DNS:localhost", "-keyout", key, "-out", certificate)
+        "subjectAltName=" + alternative, "-keyout", key, "-out", certificate)
     os.chmod(certificate, 0o644)
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(certificate, key)
@@ -91,7 +94,7 @@ def server():
     listener.daemon_threads = True
     listener.socket = context.wrap_socket(listener.socket, server_side=True)
     threading.Thread(target=listener.serve_forever, daemon=True).start()
-    return "https://localhost:%d" % listener.server_address[1]
+    return "https://%s:%d" % (host, listener.server_address[1])
 
 
 def plain_server():

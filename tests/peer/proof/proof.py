@@ -7,6 +7,7 @@
     links      a link that goes down and up, is slow and drops packets               about 8 min, as root
     limits     full and read-only folders, 64 descriptors, fifty downloads at once   about 6 min, as root
     package    the packages built twice from the clean tree, and compared           about 20 min
+    bare       the package on a bare system                                          about 2 min, as root
     sizes      a file above 4 GiB, killed and resumed                                about 2 min
     soak       fifty records, added, paused and deleted continuously                 2 h
 
@@ -20,7 +21,7 @@ import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(HERE)))
-NAMES = ("syscalls", "kills", "lists", "links", "limits", "package", "sizes", "soak")
+NAMES = ("syscalls", "kills", "lists", "links", "limits", "package", "bare", "sizes", "soak")
 
 
 def main():
