@@ -310,7 +310,7 @@ TEST_F(WebAddListFold, SaysWhatIsForOneFileOrOneServerAlone) {
       },
       "https://o.example/a.bin\nhttps://p.example/c.bin\n");
   EXPECT_EQ(run.List().Label2.Caption(),
-            run.Told(WebText::NotForSeveral) + " " + run.Told(WebText::NotForSeveralServers));
+            run.Said(WebText::NotForSeveral) + " " + run.Said(WebText::NotForSeveralServers));
   run.Download();
   ASSERT_TRUE(run.RunUntilFinished(1));
   ASSERT_TRUE(run.RunUntilFinished(2));
@@ -326,7 +326,7 @@ TEST_F(WebAddListFold, WhatTheClassicEngineWouldIgnoreRefusesItsRows) {
       run, [](Form1& form) { form.Text7.SetByUser("https://page.example/list"); },
       "https://o.example/a.bin\nhttp://o.example/b.bin\n");
   EXPECT_EQ(run.Note(0), "");
-  EXPECT_EQ(run.Note(1), run.Told(WebText::OnlyWebEngine));
+  EXPECT_EQ(run.Note(1), run.Said(WebText::OnlyWebEngine));
 }
 
 TEST_F(WebAddListFold, BadFieldIsReportedAndTheDialogStays) {

@@ -127,13 +127,13 @@ TEST(WebSelection, MissingPasswordIsAskedForOnceAllOthersAreUnpacked) {
   run.rig.Answer(true);
   ASSERT_EQ(asked.size(), 1U);
   EXPECT_EQ(asked[0].place.host, "big.zip");
-  run.rig.sim.Do([&] { run.rig.services->logins.Give(asked[0].place, {{}, "wrong"}, false); });
+  run.rig.sim.Do([&] { run.rig.services->logins.Give({asked[0].place, {}}, {{}, "wrong"}, false); });
   ASSERT_TRUE(run.rig.RunUntilAsked());
   EXPECT_FALSE(run.rig.sim.disk().Has(run.PathOf(1)));
   run.rig.Answer(true);
   ASSERT_EQ(asked.size(), 2U);
   const std::size_t requests = run.origin.Requests().size();
-  run.rig.sim.Do([&] { run.rig.services->logins.Give(asked[1].place, {{}, "open sesame"}, false); });
+  run.rig.sim.Do([&] { run.rig.services->logins.Give({asked[1].place, {}}, {{}, "open sesame"}, false); });
   ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
   EXPECT_TRUE(run.IsUnpacked(1, 100'000));
   EXPECT_EQ(run.origin.Requests().size(), requests);

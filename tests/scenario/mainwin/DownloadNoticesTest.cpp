@@ -56,7 +56,7 @@ TEST_F(Notes, OpenNoFileThatIsGone) {
   Start();
   Finish(Running("a.bin"));
   sim.RunFor(6000);
-  sim.disk().Remove("/d/a.bin");
+  sim.disk().Delete("/d/a.bin");
   Choose(Shown()[0].buttons[0].key);
   EXPECT_TRUE(sim.shell().opened.empty());
 }

@@ -11,7 +11,10 @@ class UpdateHandOver : public ZipFixture {
  protected:
   UpdateHandOver() {
     program.settings.AutoPreviewZIP = false;
-    program.saveAndQuit = [this] { SaveAndQuit(program, {}); };
+    program.saveAndQuit = [this] {
+      PauseAndSave(program, {});
+      End(program);
+    };
     program.handOverUpdate = [this](std::int16_t index) {
       program.platform.tasks.Spawn(HandOverUpdate(&program, &unzip, index));
     };
