@@ -16,7 +16,7 @@ USER = 54321  # nobody has it
 HOME = "/home/pellora-check"
 UPPER = "/overlay/upper"
 # The package manager's own records, and caches that its triggers renew.
-OF_DPKG = ("var/lib/dpkg", "var/log", "var/cache", "var/lib/systemd", "usr/share/icons/hicolor/icon-theme.cache",
+OF_DPKG = ("var/lib/dpkg", "var/log", "var/cache", "usr/share/icons/hicolor/icon-theme.cache",
            "usr/share/applications/mimeinfo.cache", "etc/ld.so.cache")
 CONTENT = bytes(range(256)) * 8192
 
