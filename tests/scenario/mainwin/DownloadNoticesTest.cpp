@@ -7,6 +7,10 @@ namespace {
 
 class Notes : public MainWindowFixture {
  protected:
+  void StartAndLook() {
+    Start();
+    sim.RunFor(600);  // the first tick
+  }
   std::int16_t Running(const std::string& name) {
     const std::int16_t index = Record("http://h/" + name);
     Transferring(index);
@@ -35,7 +39,7 @@ class Notes : public MainWindowFixture {
 };
 
 TEST_F(Notes, NameAFinishedDownloadAndOpenIt) {
-  Start();
+  StartAndLook();
   Finish(Running("a.bin"));
   sim.RunFor(4000);
   EXPECT_TRUE(Shown().empty());
@@ -53,7 +57,7 @@ TEST_F(Notes, NameAFinishedDownloadAndOpenIt) {
 }
 
 TEST_F(Notes, OpenNoFileThatIsGone) {
-  Start();
+  StartAndLook();
   Finish(Running("a.bin"));
   sim.RunFor(6000);
   sim.disk().Delete("/d/a.bin");
@@ -62,7 +66,7 @@ TEST_F(Notes, OpenNoFileThatIsGone) {
 }
 
 TEST_F(Notes, OfFiveSecondsAreOne) {
-  Start();
+  StartAndLook();
   const std::int16_t first = Running("a");
   const std::int16_t second = Running("b");
   const std::int16_t third = Running("c");
@@ -81,7 +85,7 @@ TEST_F(Notes, OfFiveSecondsAreOne) {
 }
 
 TEST_F(Notes, HaveFiveLinesAtMost) {
-  Start();
+  StartAndLook();
   for (int i = 0; i < 8; ++i) Finish(Running(std::to_string(i)));
   sim.RunFor(6000);
   ASSERT_EQ(Shown().size(), 1U);
@@ -98,7 +102,7 @@ TEST_F(Notes, SayNothingOfWhatWasListedBefore) {
 }
 
 TEST_F(Notes, ComeAgainForADownloadThatStopsAgain) {
-  Start();
+  StartAndLook();
   const std::int16_t index = Running("a");
   Fail(index, "first");
   sim.RunFor(6000);
@@ -113,7 +117,7 @@ TEST_F(Notes, ComeAgainForADownloadThatStopsAgain) {
 }
 
 TEST_F(Notes, OfAPauseByTheUserDoNotCome) {
-  Start();
+  StartAndLook();
   const std::int16_t index = Running("a");
   sim.RunFor(1000);
   Rec(index).Active = false;
@@ -123,7 +127,7 @@ TEST_F(Notes, OfAPauseByTheUserDoNotCome) {
 }
 
 TEST_F(Notes, FollowTheirSetting) {
-  Start();
+  StartAndLook();
   program().settings.ShowNotices = false;
   Finish(Running("a"));
   sim.RunFor(10'000);
@@ -136,7 +140,7 @@ TEST_F(Notes, FollowTheirSetting) {
 class Taskbar : public Notes {};
 
 TEST_F(Taskbar, ShowsHowManyRunAndHowFarTheyAre) {
-  Start();
+  StartAndLook();
   const std::int16_t first = Running("a");
   Rec(first).FileSize = 1000;
   Rec(first).Received = 250;
@@ -155,14 +159,14 @@ TEST_F(Taskbar, ShowsHowManyRunAndHowFarTheyAre) {
 }
 
 TEST_F(Taskbar, ShowsNoProgressOfUnknownSizes) {
-  Start();
+  StartAndLook();
   Running("a");
   sim.RunFor(1000);
   EXPECT_EQ(sim.notices().taskbar, (TaskbarState{1, std::nullopt}));
 }
 
 TEST_F(Taskbar, IsEmptyOnceTheProgramHasEnded) {
-  Start();
+  StartAndLook();
   Running("a");
   sim.RunFor(1000);
   Do([&] { app->SaveAndQuit(); });
