@@ -18,9 +18,9 @@
 #include <string_view>
 #include <vector>
 
-#include "desktop/preview/Channel.h"
 #include "desktop/confine/Confine.h"
 #include "desktop/confine/Environment.h"
+#include "desktop/preview/Channel.h"
 #include "desktop/preview/MediaLibrary.h"
 #include "desktop/preview/Player.h"
 #include "desktop/preview/Plugins.h"
