@@ -22,14 +22,15 @@ bool HasSignature(std::string_view text, std::size_t at, std::string_view signat
   return at <= text.size() && text.substr(at).starts_with(signature);
 }
 
-// The ZIP64 end record whose locator is at `locator`: it lies right before that, also where the locator tells
+// The ZIP64 end record whose locator is at `locator`: it lies right before that, also where the locator says
 // otherwise, or, with an extension of its own, where the locator says.
 std::optional<std::size_t> FindEnd64(std::string_view tail, std::int64_t tailAt, std::size_t locator) {
   if (locator >= kEnd64Length && HasSignature(tail, locator - kEnd64Length, kEnd64Signature)) {
     return locator - kEnd64Length;
   }
   const std::int64_t stated = LittleEndian64(tail, locator + 8) - tailAt;
-  if (stated < 0 || stated + static_cast<std::int64_t>(kEnd64Length) > static_cast<std::int64_t>(locator)) return {};
+  const auto latest = static_cast<std::int64_t>(locator) - static_cast<std::int64_t>(kEnd64Length);
+  if (stated < 0 || stated > latest) return {};
   const auto at = static_cast<std::size_t>(stated);
   if (!HasSignature(tail, at, kEnd64Signature)) return {};
   return at;
