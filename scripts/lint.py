@@ -10,6 +10,7 @@ import os
 import re
 import subprocess
 import sys
+import xml.etree.ElementTree
 
 import layers
 
@@ -194,6 +195,19 @@ def check_newlines(names):
     return broken
 
 
+def check_forms(names):
+    """A merge can lose one line of a form, which only a build of the desktop program would notice."""
+    broken = []
+    for name in names:
+        if not name.endswith((".ui", ".qrc")):
+            continue
+        try:
+            xml.etree.ElementTree.fromstring(text_of(name))
+        except xml.etree.ElementTree.ParseError as error:
+            broken.append("%s: %s" % (name, error))
+    return broken
+
+
 def check_ctest(names, build):
     """ctest runs every TEST in the tracked files below tests/, and each test file has some."""
     out = subprocess.run(["ctest", "-N"], cwd=os.path.join(ROOT, build), capture_output=True, check=True,
@@ -235,6 +249,7 @@ def main():
         ("the browsers' extension has the permissions that it uses and no others", lambda: check_extension(names)),
         ("src and the extension name no version", lambda: check_version(names)),
         ("text files end in a newline and have no carriage returns", lambda: check_newlines(names)),
+        ("forms and lists of resources are well-formed XML", lambda: check_forms(names)),
     ]
     if arguments.ctest:
         rules.append(("ctest runs every test that is written", lambda: check_ctest(names, arguments.ctest)))

@@ -10,10 +10,14 @@
 
 namespace pellora {
 
+void ChangeSpeedLimit(Settings& settings, std::int32_t kibPerSecond) {
+  const std::int32_t limit = std::clamp(kibPerSecond, 0, kHighestSpeedLimit);
+  if (settings.SpeedLimit > 0 && settings.SpeedLimit != limit) settings.FormerSpeedLimit = settings.SpeedLimit;
+  settings.SpeedLimit = limit;
+}
+
 void SetSpeedLimit(Program& program, std::int32_t kibPerSecond) {
-  Settings& settings = program.settings;
-  if (settings.SpeedLimit > 0) settings.FormerSpeedLimit = settings.SpeedLimit;
-  settings.SpeedLimit = std::clamp(kibPerSecond, 0, kHighestSpeedLimit);
+  ChangeSpeedLimit(program.settings, kibPerSecond);
   program.speed->Update();
   SaveSettings(program.settings, program.platform.settings);
 }

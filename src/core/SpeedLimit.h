@@ -9,8 +9,12 @@
 namespace pellora {
 
 class Program;
+struct Settings;
 
 inline constexpr std::int64_t kBytesOfKiB = 1024;  // limits are in KiB/s for the user, in bytes for the engines
+
+// Of all downloads together; a limit that this replaces becomes the former one. Neither in force nor saved by this.
+void ChangeSpeedLimit(Settings& settings, std::int32_t kibPerSecond);
 
 // Of all downloads together, in force at once. 0: none; what is out of range is held to it. The limit counts even if
 // the settings cannot be saved, which is a Failure.

@@ -40,7 +40,7 @@ std::optional<WebText> options::SpeedLimitFault() {
 
 void options::ApplySpeedLimit() {
   Settings& settings = program_.settings;
-  settings.SpeedLimit = ReadSpeedLimit(Text12.Text()).value_or(settings.SpeedLimit);
+  ChangeSpeedLimit(settings, ReadSpeedLimit(Text12.Text()).value_or(settings.SpeedLimit));
   settings.SpeedLimitTimed = Check13.Value;
   settings.SpeedLimitFrom = ReadHour(Text13).value_or(settings.SpeedLimitFrom);
   settings.SpeedLimitTo = ReadHour(Text14).value_or(settings.SpeedLimitTo);

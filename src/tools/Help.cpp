@@ -110,13 +110,15 @@ const char* const kRemoveHelp =
     "Takes downloads out of the list. What an unfinished one has received is deleted; finished files stay.\n";
 
 const char* const kLimitHelp =
-    "Usage: pelloractl limit\n"
+    "Usage: pelloractl limit [--json]\n"
     "       pelloractl limit KIB|off\n"
     "       pelloractl limit ID or URL KIB|off\n"
     "\n"
     "Without an argument, prints the limit of all downloads together, in KiB/s, or \"off\". Else sets this limit, or "
     "that\n"
-    "of one download. Both count at once. That of a download of the classic engine lasts until Pellora ends.\n";
+    "of one download. Both count at once. That of a download of the classic engine lasts until Pellora ends.\n"
+    "\n"
+    "  --json  prints an object: limit, which is null for \"off\"\n";
 
 const char* const kOpenHelp =
     "Usage: pelloractl open [ID or URL]\n"

@@ -15,7 +15,7 @@ void Fail(Awaited& item, const QString& reason) {
 
 QString NameOf(const Awaited& item) {
   if (!item.last.name.isEmpty()) return item.last.name;
-  return item.last.url.isEmpty() ? item.given : item.last.url;
+  return item.last.url.isEmpty() ? QString::fromStdString(WithoutPassword(item.given.toStdString())) : item.last.url;
 }
 
 }  // namespace

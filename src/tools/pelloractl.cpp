@@ -197,17 +197,23 @@ int RunRemove(Client& client, const Arguments& arguments) {
   return ChangeEach(client, arguments.operands, "Remove");
 }
 
-int PrintLimit(Client& client) {
+int PrintLimit(Client& client, bool json) {
   const std::optional<QVariantMap> answer = client.Ask("Limit", {});
   if (!answer) return Complain(client.Error(), kNotReachable);
   const int limit = answer->value(kLimitKey).toInt();
-  PrintLine(limit > 0 ? QByteArray::number(limit) : QByteArray("off"));
+  if (json) {
+    PrintLine(JsonLine({{kLimitKey, limit > 0 ? QJsonValue(limit) : QJsonValue()}}));
+  } else {
+    PrintLine(limit > 0 ? QByteArray::number(limit) : QByteArray("off"));
+  }
   return kOk;
 }
 
 int RunLimit(Client& client, const Arguments& arguments) {
   const QStringList& given = arguments.operands;
-  if (given.isEmpty()) return PrintLimit(client);
+  const bool json = arguments.Has("--json");
+  if (given.isEmpty()) return PrintLimit(client, json);
+  if (json) return Complain("--json is for the limit that is printed, not for one that is set", kUsage);
   const std::optional<int> limit = SpeedLimitIn(given.last());
   if (given.size() > 2 || !limit) {
     return Complain("limit needs a number of KiB/s or \"off\", after the id or URL if it is for one download", kUsage);
@@ -254,7 +260,7 @@ QList<Command> Commands() {
           {"pause", kPauseHelp, {{"--all"}}, true, RunPause},
           {"resume", kResumeHelp, {}, true, RunResume},
           {"remove", kRemoveHelp, {}, true, RunRemove},
-          {"limit", kLimitHelp, {}, true, RunLimit},
+          {"limit", kLimitHelp, {{"--json"}}, true, RunLimit},
           {"open", kOpenHelp, {}, true, RunOpen},
           {"quit", kQuitHelp, {}, false, RunQuit}};
 }

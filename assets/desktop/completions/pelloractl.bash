@@ -33,7 +33,7 @@ _pelloractl() {
       options="--input --output --folder --user --password-stdin --checksum --referer --cookies --limit --later --at
         --on-duplicate --json"
       ;;
-    list) options="--json" ;;
+    list | limit) options="--json" ;;
     wait) options="--progress --timeout --json" ;;
     pause) options="--all" ;;
   esac

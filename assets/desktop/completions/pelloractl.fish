@@ -29,7 +29,7 @@ complete -c pelloractl -n '__fish_seen_subcommand_from add' -l limit -x -d 'High
 complete -c pelloractl -n '__fish_seen_subcommand_from add' -l later -d 'Do not start it'
 complete -c pelloractl -n '__fish_seen_subcommand_from add' -l at -x -d 'Time to start it'
 complete -c pelloractl -n '__fish_seen_subcommand_from add' -l on-duplicate -x -a 'no yes' -d 'For a URL in the list'
-complete -c pelloractl -n '__fish_seen_subcommand_from add list wait' -l json -d 'Print an object a line'
+complete -c pelloractl -n '__fish_seen_subcommand_from add list wait limit' -l json -d 'Print an object a line'
 complete -c pelloractl -n '__fish_seen_subcommand_from wait' -l progress -d 'Draw a line for each download'
 complete -c pelloractl -n '__fish_seen_subcommand_from wait' -l timeout -x -d 'Give up after that time'
 complete -c pelloractl -n '__fish_seen_subcommand_from pause' -l all -d 'Stop all that are running'

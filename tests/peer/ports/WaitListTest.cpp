@@ -69,6 +69,13 @@ TEST(WaitList, FindsAUrlThatIsListedWithoutItsPassword) {
   EXPECT_TRUE(waits.AllFinished());
 }
 
+TEST(WaitList, ShowsNoPasswordOfAUrlThatIsNotListed) {
+  WaitList waits(QStringList{"https://joe:secret@a/1"});
+  EXPECT_EQ(ProgressLine(waits.Items()[0]), "https://joe@a/1: waiting to be listed");
+  waits.Expire();
+  EXPECT_EQ(ProgressLine(waits.Items()[0]), "https://joe@a/1: not finished, it is not in the list");
+}
+
 TEST(WaitList, WaitsForAUrlToBeListedUntilItExpires) {
   WaitList waits(QStringList{"http://a/1"});
   waits.Update({});

@@ -430,7 +430,11 @@ class Options(Scripts):
         self.assertEqual(self.control("limit"), (0, ["off"], []))
         self.assertEqual(self.control("limit", "300"), (0, [], []))
         self.assertEqual(self.control("limit"), (0, ["300"], []))
+        self.assertEqual(self.control("limit", "--json"), (0, ['{"limit":300}'], []))
         self.assertEqual(self.control("limit", "off"), (0, [], []))
+        self.assertEqual(self.control("limit", "--json"), (0, ['{"limit":null}'], []))
+        self.assertEqual(self.control("limit", "--json", "300")[0], 2)
+        self.assertEqual(self.control("limit"), (0, ["off"], []))
         code, [identity], _ = self.control("add", "--limit", "50", self.serve("/a.bin", 4000000))
         self.assertEqual(code, 0)
         limit = lambda: json.loads(self.control("list", "--json")[1][0])["limit"]

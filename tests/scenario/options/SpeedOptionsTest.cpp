@@ -54,6 +54,18 @@ TEST_F(SpeedOptions, AnEmptyFieldOrZeroLiftsTheLimit) {
   }
 }
 
+TEST_F(SpeedOptions, StoreTheFormerLimitWhenTheyLiftIt) {
+  Open();
+  Type(Dialog().Text12, "500");
+  Accepts();
+  EXPECT_EQ(Stored("FormerSpeedLimit"), std::nullopt);
+  Show();
+  Type(Dialog().Text12, "");
+  Accepts();
+  EXPECT_EQ(Stored("SpeedLimit"), "0");
+  EXPECT_EQ(Stored("FormerSpeedLimit"), "500");
+}
+
 TEST_F(SpeedOptions, RefuseWhatIsNoLimitAndSayWhy) {
   Open();
   for (const char* const bad : {"-1", "1.5", "fast", "10000001", "99999999999999999999", "5 MB"}) {

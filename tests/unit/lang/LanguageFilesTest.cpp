@@ -229,6 +229,16 @@ TEST_P(LanguageFile, NamesThePageAndTheChoiceOfTheWebEngineAsTheyAre) {
   EXPECT_NE(Text(927).find(Text(800)), std::string::npos) << Text(927);
 }
 
+TEST_P(LanguageFile, QuotesThePageInTheSameWayEverywhere) {
+  const std::string& text = texts[820];
+  const std::size_t page = text.find(texts[800]);
+  const std::size_t before = text.rfind(' ', page) + 1;
+  const std::string quoted = text.substr(before, text.find(' ', page + texts[800].size()) - before);
+  for (const int number : {912, 927}) {
+    EXPECT_NE(texts[static_cast<std::size_t>(number)].find(quoted), std::string::npos) << number << " " << quoted;
+  }
+}
+
 TEST(WebTexts, AreTheShippedEnglishOnes) {
   const LangStringArray shipped = Load("english.txt");
   LangStringArray built;
