@@ -15,6 +15,7 @@ namespace {
 constexpr std::int64_t kStep = std::int64_t{1} << 32;
 // A million records can be moved to the front before a rank would be negative, which no place may be.
 constexpr std::int64_t kFirstSlot = std::int64_t{1} << 20;
+constexpr std::int64_t kHighest = std::numeric_limits<std::int64_t>::max();
 
 std::ptrdiff_t Target(std::ptrdiff_t at, std::ptrdiff_t last, QueueMove move) {
   switch (move) {
@@ -82,13 +83,9 @@ bool QueueOrder::Move(std::int16_t index, QueueMove move) {
   line.insert(line.begin() + to, index);
 
   const auto rankAt = [&](std::ptrdiff_t place) { return Rank(line[static_cast<std::size_t>(place)]); };
-  if (to == last) {
-    SetPlace(index, rankAt(to - 1) + kStep);
-    return true;
-  }
-  const std::int64_t after = to == 0 ? LowestRank() : rankAt(to + 1);
+  const std::int64_t after = to == 0 ? LowestRank() : rankAt(std::min(to + 1, last));
   const std::int64_t before = to == 0 ? after - 2 * kStep : rankAt(to - 1);
-  const std::int64_t place = before + (after - before) / 2;
+  const std::int64_t place = to == last ? std::min(before, kHighest - kStep) + kStep : before + (after - before) / 2;
   if (place > before && place >= 0) {
     SetPlace(index, place);
     return true;
@@ -100,7 +97,7 @@ bool QueueOrder::Move(std::int16_t index, QueueMove move) {
 
 // Of all that may be queued some time: the first one stays the first.
 std::int64_t QueueOrder::LowestRank() const {
-  std::int64_t lowest = std::numeric_limits<std::int64_t>::max();
+  std::int64_t lowest = kHighest;
   for (int i = 1; i <= program_.DownloadCount; ++i) {
     const DownloadRecord& record = program_.Download(i);
     if (record.InUse && !record.Finished) lowest = std::min(lowest, Rank(i));

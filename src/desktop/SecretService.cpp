@@ -58,11 +58,20 @@ QMap<QString, QString> AttributesOf(const SecretPlace& place, const std::string&
 
 bool IsNone(const QDBusObjectPath& path) { return path.path().isEmpty() || path.path() == QLatin1String("/"); }
 
+// A default value if the service has sent another type: QtDBus would look for the end of a list of others forever.
+template <class Value>
+Value As(const QVariant& value) {
+  if (value.metaType() != QMetaType::fromType<QDBusArgument>()) return qvariant_cast<Value>(value);
+  const auto argument = qvariant_cast<QDBusArgument>(value);
+  const QString wanted = QString::fromLatin1(QDBusMetaType::typeToSignature(QMetaType::fromType<Value>()));
+  return argument.currentSignature() == wanted ? qdbus_cast<Value>(argument) : Value();
+}
+
 // The argument at `index`; a default value if the reply is an error or has none of this type.
 template <class Value>
 Value Argument(const QDBusMessage& reply, int index) {
   if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().size() <= index) return {};
-  return qdbus_cast<Value>(reply.arguments().at(index));
+  return As<Value>(reply.arguments().at(index));
 }
 
 QVariant Boxed(const QString& text) { return QVariant::fromValue(QDBusVariant(text)); }
@@ -141,7 +150,7 @@ void SecretService::Unlock(const Path& object, std::function<void(bool unlocked)
 
 void SecretService::Read(const Path& item, const Path& session, std::function<void(std::optional<Login> login)> done) {
   const auto withAttributes = [this, item, session, done = std::move(done)](const QDBusMessage& reply) {
-    const auto attributes = qdbus_cast<Attributes>(Argument<QDBusVariant>(reply, 0).variant());
+    const auto attributes = As<Attributes>(Argument<QDBusVariant>(reply, 0).variant());
     const std::string user = ModelText(attributes.value(kUser));
     Call(item.path(), kItemInterface, "GetSecret", {QVariant::fromValue(session)},
          [user, done](const QDBusMessage& secret) {
@@ -184,7 +193,7 @@ void SecretService::FindCollection(std::function<void(const Path& collection)> f
                 const auto prompt = Argument<Path>(created, 1);
                 if (!IsNone(collection) || IsNone(prompt)) return found(collection);
                 Prompt(prompt, [found](bool dismissed, const QVariant& result) {
-                  found(dismissed ? Path() : qdbus_cast<Path>(result));
+                  found(dismissed ? Path() : As<Path>(result));
                 });
               });
        });

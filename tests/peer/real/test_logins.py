@@ -4,6 +4,7 @@ import os
 import subprocess
 import unittest
 
+import bus
 import harness
 import loginservers
 import ntlm
@@ -241,6 +242,51 @@ class PasswordStore(Logins):
         self.click_log_in()
         self.type_login("joe", "s3cret")
         self.finish(self.url, DATA)
+
+
+class LyingPasswordStore(Logins):
+    """What the store answers is of other types than it should be."""
+
+    SERVICE = "org.freedesktop.Secret.Service"
+    ITEM = "org.freedesktop.Secret.Item"
+    FOUND = ("aoao", (["/item"], []))
+    ATTRIBUTES = ("v", (("a{ss}", {"user": "joe"}),))
+
+    def expect_question_after(self, searched, attributes=ATTRIBUTES, secret=("s", ("s3cret",))):
+        store = bus.Peer(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(store.close)
+        asked = []
+
+        def answer(name, reply):
+            def method(_sender, _arguments):
+                asked.append(name)
+                return reply
+            return method
+        session = ("vo", (("s", ""), "/session"))
+        store.serve({(self.SERVICE, "OpenSession"): answer("OpenSession", session),
+                     (self.SERVICE, "SearchItems"): answer("SearchItems", searched),
+                     (self.ITEM, "GetSecret"): answer("GetSecret", secret),
+                     ("org.freedesktop.DBus.Properties", "Get"): answer("Get", attributes)})
+        store.take_name("org.freedesktop.secrets")
+        self.session.start()
+        url = self.begin_url(self.nginx.url(self.nginx.plain, "private/a.bin"))
+        self.wait_state(url, "failed")
+        self.assertEqual(self.session.companion.find(url).reason, NEEDED)
+        self.assertLess(self.session.response_seconds(), harness.PROMPT)
+        self.assertEqual(asked[:2], ["OpenSession", "SearchItems"])
+        return asked
+
+    def test_items_that_are_numbers_are_none(self):
+        self.assertNotIn("GetSecret", self.expect_question_after(("aiai", ([1, 2], [3]))))
+
+    def test_items_that_are_structures_are_none(self):
+        self.assertNotIn("GetSecret", self.expect_question_after(("a(oo)a(oo)", ([("/a", "/b")], []))))
+
+    def test_attributes_that_are_numbers_name_no_user(self):
+        self.assertIn("Get", self.expect_question_after(self.FOUND, ("v", (("ai", [1, 2]),))))
+
+    def test_secret_without_a_value_is_none(self):
+        self.assertIn("GetSecret", self.expect_question_after(self.FOUND, secret=("(ii)", ((1, 2),))))
 
 
 class NoPasswordStore(Logins):

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "SimPlatform.h"
@@ -130,6 +131,14 @@ TEST_F(QueueOrderTest, FindsAPlaceHoweverOftenRecordsAreMoved) {
     ASSERT_EQ(order.Queued().front(), last);
     ASSERT_GE(program.QueuePlace(last).value_or(-1), 0);
   }
+}
+
+// As a damaged journal may have it.
+TEST_F(QueueOrderTest, FindsAPlaceAfterTheHighest) {
+  program.SetQueuePlace(5, std::numeric_limits<std::int64_t>::max());
+  EXPECT_TRUE(order.Move(1, QueueMove::Last));
+  EXPECT_EQ(order.Queued(), (Line{2, 3, 4, 5, 1}));
+  for (const std::int16_t index : order.Queued()) EXPECT_GE(program.QueuePlace(index).value_or(0), 0);
 }
 
 }  // namespace
