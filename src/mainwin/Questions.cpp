@@ -24,6 +24,8 @@ namespace pellora {
 
 namespace {
 
+constexpr int kBadUrl = 400;  // text
+
 // True for as long as this lives.
 class ScopedFlag {
  public:
@@ -84,7 +86,11 @@ Task<> MainWindow::AddAction() {
   asked.request.later = answer == "LATER";
   if (several || !TakesScheme(program_, asked.request.url)) {
     // In any case, like the parser: an address that it accepts must not vanish without a message.
-    (void)OfferText(text, asked.request);
+    const bool taken = OfferText(text, asked.request);
+    if (!taken && several) {
+      BoxRequest box{program_.Text(kBadUrl), kProgramName, kCritical};
+      (void)co_await program_.boxes.Ask(this, std::move(box));
+    }
     co_return;
   }
   asked.request.caller = this;

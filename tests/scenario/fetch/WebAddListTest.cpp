@@ -329,6 +329,15 @@ TEST_F(WebAddListFold, WhatTheClassicEngineWouldIgnoreRefusesItsRows) {
   EXPECT_EQ(run.Note(1), run.Said(WebText::OnlyWebEngine));
 }
 
+TEST_F(WebAddListFold, LinesThatNoEngineTakesAreRefusedWithAWord) {
+  Run run;
+  run.program().settings.WebEngine = kWebEngineOff;
+  Paste(
+      run, [](Form1&) {}, "https://o.example/a.bin\nhttps://o.example/b.bin\n");
+  ASSERT_EQ(run.sim.dialogs().OpenCount(), 1U);
+  EXPECT_EQ(run.sim.dialogs().Next().text, run.program().Text(400));
+}
+
 TEST_F(WebAddListFold, BadFieldIsReportedAndTheDialogStays) {
   Run run;
   Paste(
