@@ -8,6 +8,7 @@
 #include "async/Boxes.h"
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
+#include "core/ArchiveLook.h"
 #include "core/Ascii.h"
 #include "core/EngineChoice.h"
 #include "core/Scheme.h"
@@ -66,9 +67,10 @@ Task<> MainWindow::AddAction() {
       co_await platform_.tasks.UntilEvent(std::move(answered));
       answer = form1->Tag;
       fault.clear();
-      if (answer != "NOW" && answer != "LATER") break;
+      if (answer != "NOW" && answer != "LATER" && answer != "INSIDE") break;
       asked = form1->Request();
       fault = co_await FaultOf(asked);
+      if (fault.empty() && answer == "INSIDE") fault = FaultOfLook(asked.request.url);
       if (fault.empty()) break;
       form1->Tag = "";
       BoxRequest box{fault, kProgramName, kCritical};
@@ -82,6 +84,14 @@ Task<> MainWindow::AddAction() {
   if (answer == "LIST" || !TakesScheme(program_, asked.request.url)) {
     // In any case, like the parser: an address that it accepts must not vanish without a message.
     (void)OfferText(text, answer == "LATER");
+    co_return;
+  }
+  if (answer == "INSIDE") {
+    ArchiveLook look;
+    look.url = asked.request.url;
+    look.add = asked.request.web;
+    look.add.folder = asked.request.folder;
+    program_.lookInside(look);
     co_return;
   }
   asked.request.later = answer == "LATER";
@@ -102,6 +112,13 @@ Task<std::string> MainWindow::FaultOf(FieldsReading asked) {
     *writable = false;
   }
   co_return *writable ? std::string() : FillText(TextOf(program_, WebText::BadFolder), {folder});
+}
+
+// Why nobody can look inside the archive there; empty if somebody can.
+std::string MainWindow::FaultOfLook(const std::string& url) const {
+  const EngineName engine = ReadAddress(program_, url).engine;
+  if (engine == EngineName::Web && program_.lookInside) return {};
+  return TextOf(program_, engine == EngineName::Classic ? WebText::OnlyWebEngine : WebText::BadAddress);
 }
 
 // The URL to ask about in a new clipboard text. The clipboard is not read while the question is open, so that a text
