@@ -60,8 +60,15 @@ def probes_the_stack(path):
 
 
 def has_landing_marks(path):
-    main = re.search(r"<main>:\n(.*)", code_of(path))
-    return main is not None and "endbr64" in main.group(1)
+    """In the first line of main. A stripped file does not name it, but its entry point hands its address on."""
+    code = code_of(path)
+    main = re.search(r"<main>:\n(.*)", code)
+    if main is None:
+        entry = re.search(r"Entry point address:\s+0x([0-9a-f]+)", output_of("readelf", "--file-header", path)).group(1)
+        start = code.find("\n%8s:" % entry)
+        address = re.search(r"\blea +\S+\(%rip\),%rdi +# (?:0x)?([0-9a-f]+)", code[start:start + 2000])
+        main = address and re.search(r"^ *%s:\t(.*)" % address.group(1), code, re.MULTILINE)
+    return bool(main) and "endbr64" in main.group(1)
 
 
 EACH_EXECUTABLE = (

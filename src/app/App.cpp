@@ -50,8 +50,6 @@ namespace pellora {
 
 namespace {
 
-constexpr const char* kJournalName = "Pellora.fetch";
-
 constexpr const char* kNoSuchDownload = "There is no such download.";
 constexpr const char* kNoWebEngine = "This copy of Pellora does not have the engine that looks inside archives.";
 
@@ -133,9 +131,11 @@ struct App::Parts {
       mainWindow->EndRefreshes();
       windows = {catcher, mainWindow->wantDown};
     }
-    pellora::SaveAndQuit(program, [&windows] {
+    PauseAndSave(program, [&windows] {
       for (const auto& window : windows) Skip([&] { window->Unload(); });
     });
+    if (web) web->journal.Finish();  // what was added, paused or removed just now
+    End(program);
   }
 
   void CreateFolders() {
@@ -146,22 +146,56 @@ struct App::Parts {
     }
   }
 
-  // Those of a Metalink: several are shown first, and one that cannot be added, unless a script has added it.
-  void AddFiles(std::vector<MetalinkAdd> files, bool unasked) {
-    std::vector<ListedAdd> adds = ListedAddsOf(program, std::move(files), false);
-    if (program.headless || unasked) return AddUnasked(adds);
+  // Returns why something was refused.
+  std::string AddForScript(const ScriptedAdd& wanted, std::vector<std::string>& ids) {
+    const std::vector<AddOutcome> outcomes = pellora::AddForScript(program, wanted);
+    const DownloadIds known(program);
+    std::string reasons;
+    for (const AddOutcome& outcome : outcomes) {
+      if (outcome.index == 0) {
+        if (!reasons.empty()) reasons += '\n';
+        reasons += outcome.reason;
+        continue;
+      }
+      ids.push_back(known.Of(outcome.index));
+      scripted.insert(program.Serial(outcome.index));
+    }
+    return reasons;
+  }
+
+  // In the place of the Metalink at `index`.
+  void ReplaceByFiles(std::int16_t index, const MetalinkFiles& metalink) {
+    std::vector<ListedAdd> adds = ListedAddsOf(program, metalink);
+    const bool isScripted = scripted.contains(program.Serial(index));
+    const double added = program.Download(index).DateAdded;
+    for (ListedAdd& add : adds) add.request.queuePlace = program.QueuePlace(index);
+    EmptyPlace(program, index);
+    Release(program, index, kDeleted);
+    Main().RefreshRows(kAllRows, kUnforced);
+    AddFiles(std::move(adds), isScripted, added);
+  }
+
+  // Several are shown first, and one that cannot be added, unless a script has added the Metalink.
+  void AddFiles(std::vector<ListedAdd> adds, bool unasked, double added) {
+    if (program.headless || unasked) return AddUnasked(std::move(adds), added);
     if (adds.size() != 1 || LosesChecksum(program, adds.front().request))
       return Main().addList->Offer(std::move(adds), false);
+    adds.front().request.added = added;
     program.platform.tasks.Spawn(AddDownload(&program, std::move(adds.front().request)));
   }
 
-  // Nobody could choose among them.
-  void AddUnasked(const std::vector<ListedAdd>& adds) {
-    for (const ListedAdd& add : adds) {
-      const std::string reason = LosesChecksum(program, add.request) ? TextOf(program, WebText::ChecksumLost)
-                                                                     : AddWithoutAsking(program, add.request).reason;
-      if (reason.empty()) continue;
-      std::string text = add.request.name + ": " + reason;
+  // Nobody could choose among them. The first that is added keeps the id.
+  void AddUnasked(std::vector<ListedAdd> adds, double added) {
+    bool any = false;
+    for (ListedAdd& add : adds) {
+      if (!any) add.request.added = added;
+      const AddOutcome outcome = AddFileUnasked(program, add.request);
+      if (outcome.index != 0) {
+        any = true;
+        scripted.insert(program.Serial(outcome.index));
+        continue;
+      }
+      std::string text = add.request.name + ": " + outcome.reason;
       if (!program.headless) {
         Main().Status(text);
       } else {
@@ -170,12 +204,11 @@ struct App::Parts {
     }
   }
 
-  // The web engine's journal lies beside the list.
   void MakeWebServices() {
     const Platform& platform = program.platform;
     if (platform.fetcher == nullptr || platform.downloadFiles == nullptr) return;
     const auto seed = std::bit_cast<std::uint64_t>(platform.clock.Now());
-    web = std::make_shared<WebServices>(platform, JoinFolder(FolderOf(ListPath(program)), kJournalName), seed);
+    web = std::make_shared<WebServices>(platform, JournalPath(program), seed);
     loginWindows = std::make_unique<LoginWindows>(program, web->logins);
     web->logins.ask = [this](LoginQuestion question) { loginWindows->Ask(std::move(question)); };
     web->logins.notRemembered = [this] {
@@ -192,12 +225,8 @@ struct App::Parts {
     program.takesHandOver = [this](std::int16_t index, const HandOver& handOver) {
       return TakeHandOver(program, *web, index, handOver);
     };
-    web->metalinkArrived = [this](std::int16_t index, std::vector<MetalinkAdd> adds) {
-      const bool isScripted = scripted.contains(program.Serial(index));
-      EmptyPlace(program, index);
-      Release(program, index, kDeleted);
-      Main().RefreshRows(kAllRows, kUnforced);
-      AddFiles(std::move(adds), isScripted);
+    web->metalinkArrived = [this](std::int16_t index, const MetalinkFiles& metalink) {
+      ReplaceByFiles(index, metalink);
     };
     prospects = NewWebProspects(program, *web);
     program.prospects = prospects.get();
@@ -245,8 +274,10 @@ Task<> App::Parts::Start(Parts* parts) {
   if (platform.browserMenu) SetBrowserMenu(*platform.browserMenu, program.settings.BrowserIngeration);
   Skip([&] { platform.settings.Set("Pellora", "AppPath", platform.machine.ProgramFolder()); });
   program.ShowTransferWindow = !program.headless;
-  TryAndReport(program, "The list cannot be read, and is left as it is: downloads added now are not saved.",
-               [&] { LoadList(program); });
+  TryAndReport(program, "The list cannot be read, and is left as it is: downloads added now are not saved.", [&] {
+    AdoptList(program);
+    LoadList(program);
+  });
   if (parts->web) {
     const std::string unreadable = FillText(TextOf(program, WebText::JournalUnreadable), {parts->web->journal.Path()});
     TryAndReport(program, unreadable, [&] { RestoreWebRecords(program, *parts->web); });
@@ -276,11 +307,19 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
     };
   }
   program.saveAndQuit = [parts] { parts->Stop(); };
+  program.listNotSaved = [parts](const std::string& reason) {
+    if (parts->stopped) return;  // nobody could read it any more
+    Program& own = parts->program;
+    own.platform.tasks.Spawn(Say(&own, TextOf(own, WebText::ListNotSaved) + "\n" + reason));
+  };
   program.languageWindows = [parts] {
     MainWindow& window = parts->Main();
-    return std::vector<std::shared_ptr<Window>>{parts->mainWindow, window.optionsWindow, window.wantDown,
-                                                parts->catcher,    window.form1,         window.askLine,
-                                                window.addList};
+    std::vector<std::shared_ptr<Window>> windows{parts->mainWindow, window.optionsWindow, window.wantDown,
+                                                 parts->catcher,    window.form1,         window.askLine,
+                                                 window.addList};
+    if (!parts->loginWindows) return windows;
+    for (std::shared_ptr<Window>& login : parts->loginWindows->Windows()) windows.push_back(std::move(login));
+    return windows;
   };
 }
 
@@ -312,14 +351,8 @@ void App::Add(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) {
   Parts* const parts = parts_.get();
   parts->WhenStarted([parts, wanted = std::move(wanted), answered = std::move(answered)] {
     AddAnswer answer;
-    answer.reason = ReasonOf([&] {
-      AddOutcome outcome = AddForScript(parts->program, wanted);
-      if (outcome.index != 0) {
-        answer.id = DownloadIds(parts->program).Of(outcome.index);
-        parts->scripted.insert(parts->program.Serial(outcome.index));
-      }
-      return outcome.reason;
-    });
+    answer.reason = ReasonOf([&] { return parts->AddForScript(wanted, answer.ids); });
+    if (!answer.ids.empty()) answer.id = answer.ids.front();
     answered(std::move(answer));
   });
 }
@@ -388,12 +421,11 @@ std::string App::Remove(const std::string& id) {
 }
 
 std::string App::SetLimit(const std::string& id, std::int32_t limit) {
-  constexpr std::int64_t kKilobyte = 1024;
   if (limit < 0 || limit > kHighestSpeedLimit) return "This is no limit of speed.";
   Program& program = parts_->program;
   if (!id.empty()) {
     return parts_->WithRecord(id, [&program, limit](std::int16_t index) -> std::string {
-      SetSpeedLimitOf(program, index, limit * kKilobyte);
+      SetSpeedLimitOf(program, index, limit * kBytesOfKiB);
       return "";
     });
   }
@@ -422,6 +454,25 @@ std::string App::ShowWindow(const std::string& id) {
 void App::ResumeAll() {
   Parts* const parts = parts_.get();
   parts->WhenStarted([parts] { parts->Main().resumeall(); });
+}
+
+void App::Open(std::vector<std::string> addresses) {
+  Parts* const parts = parts_.get();
+  parts->WhenStarted([this, parts, addresses = std::move(addresses)] {
+    for (const std::string& address : addresses) {
+      // Nobody could choose among those of a file.
+      if (parts->program.headless || !parts->Main().TakeText(address, false, parts)) MenuURL(address, {}, {});
+    }
+  });
+}
+
+void App::AskForUrl() {
+  Parts* const parts = parts_.get();
+  parts->WhenStarted([this, parts] {
+    if (parts->program.headless) return;
+    ShowMainWindow();
+    parts->Main().RunAction(MainWindow::kAdd);
+  });
 }
 
 void App::ShowMainWindow() {
@@ -455,7 +506,7 @@ std::vector<DownloadInfo> App::List() const {
       info.size = std::max(figures->size, std::int64_t{0});
       if (record.Active) info.bytesPerSecond = figures->bytesPerSecond;
     }
-    info.limit = static_cast<std::int32_t>(SpeedLimitOf(program, i) / 1024);
+    info.limit = static_cast<std::int32_t>(SpeedLimitOf(program, i) / kBytesOfKiB);
     info.percent = static_cast<double>(record.Percent);
     if (record.Finished) info.savedPath = record.SavePath;
     const std::shared_ptr<Transfer>& transfer = program.TransferWindowAt(i);

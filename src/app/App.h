@@ -37,10 +37,11 @@ struct DownloadInfo {
   std::string reason;                    // why it was stopped, waits or cannot be started; else empty
 };
 
-// The result of an address that a script has added.
+// The result of an address, or a Metalink, that a script has added.
 struct AddAnswer {
-  std::string id;      // empty if it was refused
-  std::string reason;  // in one sentence
+  std::string id;                // empty if it was refused
+  std::string reason;            // in one sentence; of a Metalink a line for each file that was refused
+  std::vector<std::string> ids;  // of a Metalink's files, the first one too
 };
 
 class App {
@@ -84,6 +85,12 @@ class App {
 
   // Starts or queues every waiting download, like the toolbar; at the end of the start sequence if called during it.
   void ResumeAll();
+
+  // For the desktop: an address, or a local file of addresses, as dropped on the main window. Several are taken one by
+  // one. At the end of the start sequence if called during it, like the next.
+  void Open(std::vector<std::string> addresses);
+  // For the desktop: the dialog for a new address.
+  void AskForUrl();
 
   // For a second start: shows and raises the main window.
   void ShowMainWindow();

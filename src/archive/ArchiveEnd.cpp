@@ -61,8 +61,9 @@ ArchiveEnd ReadEnd(std::string_view tail, std::int64_t tailAt, std::size_t at) {
 // Of an end that other bytes would hardly have.
 bool IsPlausible(const ArchiveEnd& end) {
   if (end.split) return true;  // said to the user, if nothing better is found
+  if (end.directorySize > end.begin) return false;
   if (end.entries == 0) return end.directorySize == 0 || !end.zip64;
-  return end.directorySize <= end.begin && end.directorySize / kShortestEntry >= end.entries;
+  return end.directorySize / kShortestEntry >= end.entries;
 }
 
 }  // namespace

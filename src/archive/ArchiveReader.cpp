@@ -47,7 +47,7 @@ void ArchiveReader::FindPlaces() {
       continue;
     }
     const std::int64_t before = end.begin - end.directorySize;
-    if (end.directoryOffset != before && end.directoryOffset < before) {
+    if (end.directorySize > 0 && end.directoryOffset < before) {
       places_.push_back({{end.directoryOffset, end.directoryOffset + end.directorySize}, end});
     }
     places_.push_back({{before, end.begin}, end});

@@ -3,11 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "async/Boxes.h"
 #include "async/EventGate.h"
+#include "async/TaskLoop.h"
 #include "capture/TrayTip.h"
 #include "core/SpeedLimit.h"
+#include "core/WebTexts.h"
 #include "lang/Language.h"
 #include "mainwin/MainWindow.h"
+#include "ports/Dialogs.h"
 #include "ports/Failure.h"
 #include "ports/Platform.h"
 
@@ -33,7 +37,7 @@ PelloraCatcher::PelloraCatcher(Program& program, std::shared_ptr<MainWindow> mai
   };
   pauseall.OnClick = [this] { main_->pauseall(); };
   resumeall.OnClick = [this] { main_->resumeall(); };
-  limitspeed.OnClick = [this] { ToggleLimit(); };
+  limitspeed.OnClick = [this] { platform_.tasks.Spawn(ToggleLimit()); };
   closebasket.OnClick = [this] { main_->ShowBasket(false); };
   exitmenu.OnClick = [this] { program_.saveAndQuit(); };
 }
@@ -52,16 +56,27 @@ void PelloraCatcher::refreshMessage(const std::string& text) {
 }
 
 void PelloraCatcher::ShowLimit() {
-  const std::int32_t limit = program_.settings.SpeedLimit;
+  const Settings& settings = program_.settings;
+  const std::int32_t limit = settings.SpeedLimit;
   if (limit > 0) limit_ = limit;
+  if (limit_ == 0) limit_ = settings.FormerSpeedLimit;
   limitspeed.Visible = limit_ > 0;
   limitspeed.Checked = limit > 0;
 }
 
-void PelloraCatcher::ToggleLimit() {
+Task<> PelloraCatcher::ToggleLimit() {
+  const auto hold = Hold();
   const bool limited = program_.settings.SpeedLimit > 0;
-  Skip([&] { SetSpeedLimit(program_, limited ? 0 : limit_); });
+  std::string reason;
+  try {
+    SetSpeedLimit(program_, limited ? 0 : limit_);
+  } catch (const Failure& failure) {
+    reason = failure.what();
+  }
   ShowLimit();
+  if (reason.empty()) co_return;
+  BoxRequest box{FillText(TextOf(program_, WebText::LimitNotStored), {reason}), kProgramName, kCritical};
+  (void)co_await program_.boxes.Ask(this, std::move(box));
 }
 
 void PelloraCatcher::refreshIcon(int level) {

@@ -48,7 +48,7 @@ class PelloraCatcher final : public Window, public Catcher, public TrayEvents {
 
  private:
   void ShowLimit();
-  void ToggleLimit();
+  Task<> ToggleLimit();
 
   Program& program_;
   const std::shared_ptr<MainWindow> main_;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/Ascii.h"
+#include "core/TextPieces.h"
 
 namespace pellora {
 
@@ -22,13 +23,6 @@ constexpr std::array kKinds = {Kind{ChecksumKind::Md5, "md5", "md5", 32}, Kind{C
 
 const Kind& Of(ChecksumKind kind) { return kKinds.at(static_cast<std::size_t>(kind)); }
 
-std::string_view WithoutBlanks(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n";
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
-
 }  // namespace
 
 std::size_t HexDigitsOf(ChecksumKind kind) { return Of(kind).digits; }
@@ -44,11 +38,11 @@ std::optional<ChecksumKind> ChecksumKindNamed(std::string_view name) {
 }
 
 std::optional<Checksum> ParseChecksum(std::string_view text) {
-  text = WithoutBlanks(text);
+  text = Trimmed(text, kBlanksAndEnds);
   std::string_view name;
   if (const std::size_t mark = text.find_first_of(":="); mark != std::string_view::npos) {
-    name = WithoutBlanks(text.substr(0, mark));
-    text = WithoutBlanks(text.substr(mark + 1));
+    name = Trimmed(text.substr(0, mark), kBlanksAndEnds);
+    text = Trimmed(text.substr(mark + 1), kBlanksAndEnds);
     if (name.empty()) return {};
   }
   const auto* const kind = std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& known) {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "core/Ascii.h"
+#include "core/TextPieces.h"
 
 namespace pellora {
 
@@ -12,15 +13,6 @@ struct Line {
   Checksum checksum;
   std::string_view name;
 };
-
-// Cuts the next line off the front, and returns it without its end.
-std::string_view NextLine(std::string_view& list) {
-  const std::size_t end = list.find('\n');
-  std::string_view line = list.substr(0, end);
-  list.remove_prefix(end == std::string_view::npos ? list.size() : end + 1);
-  if (line.ends_with('\r')) line.remove_suffix(1);
-  return line;
-}
 
 // Digits alone have the kind of their number.
 std::optional<Checksum> ChecksumOfDigits(std::string_view digits) {
@@ -85,17 +77,11 @@ bool Names(std::string_view listed, bool escaped, std::string_view name) {
   return bare == name || (bare.starts_with("./") && bare.substr(2) == name);
 }
 
-std::string_view WithoutMark(std::string_view list) {
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  if (list.starts_with(kByteOrderMark)) list.remove_prefix(kByteOrderMark.size());
-  return list;
-}
-
 }  // namespace
 
 std::optional<Checksum> ListedChecksum(std::string_view list, std::string_view name) {
   StrongestChecksum strongest;
-  list = WithoutMark(list);
+  list = WithoutByteOrderMark(list);
   while (!list.empty()) {
     std::string_view text = NextLine(list);
     const bool escaped = text.starts_with('\\');
@@ -109,7 +95,7 @@ std::optional<Checksum> ListedChecksum(std::string_view list, std::string_view n
 
 std::optional<Checksum> ListedChecksumOfOne(std::string_view list, std::string_view name) {
   if (std::optional<Checksum> listed = ListedChecksum(list, name)) return listed;
-  return ChecksumOfDigits(WithoutMark(list));
+  return ChecksumOfDigits(WithoutByteOrderMark(list));
 }
 
 }  // namespace pellora

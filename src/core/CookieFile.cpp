@@ -5,34 +5,17 @@
 #include <charconv>
 #include <optional>
 #include <set>
-#include <vector>
+#include <utility>
 
 #include "core/Ascii.h"
+#include "core/CookiePath.h"
+#include "core/TextPieces.h"
 
 namespace pellora {
 
 namespace {
 
 enum Field : std::size_t { kDomain, kSubdomains, kPath, kSecure, kEnd, kName, kValue, kFields };
-
-struct ListedCookie {
-  std::string domain;  // in lower case, without a dot before it
-  bool subdomains = false;
-  std::string_view path;
-  bool secure = false;
-  std::int64_t end = 0;  // 0: none
-  std::string_view name;
-  std::string_view value;
-};
-
-// Takes the first line from `rest`, without its end.
-std::string_view NextLine(std::string_view& rest) {
-  const std::size_t end = rest.find('\n');
-  std::string_view line = rest.substr(0, end);
-  rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
-  if (line.ends_with('\r')) line.remove_suffix(1);
-  return line;
-}
 
 std::optional<std::array<std::string_view, kFields>> FieldsOf(std::string_view line) {
   std::array<std::string_view, kFields> fields;
@@ -68,16 +51,13 @@ std::optional<ListedCookie> CookieIn(std::string_view line) {
   if (!fields) return std::nullopt;
   const auto& field = *fields;
   const std::optional<std::int64_t> end = EndIn(field[kEnd]);
-  ListedCookie cookie{ToLower(field[kDomain]),
-                      EqualsNoCase(field[kSubdomains], "TRUE"),
-                      field[kPath],
-                      EqualsNoCase(field[kSecure], "TRUE"),
-                      end.value_or(0),
-                      field[kName],
-                      field[kValue]};
+  ListedCookie cookie{ToLower(field[kDomain]),   EqualsNoCase(field[kSubdomains], "TRUE"),
+                      std::string(field[kPath]), EqualsNoCase(field[kSecure], "TRUE"),
+                      end.value_or(0),           std::string(field[kName]),
+                      std::string(field[kValue])};
   if (cookie.domain.starts_with('.')) cookie.domain.erase(0, 1);
   const bool whole = end && !cookie.domain.empty() && cookie.path.starts_with('/') && !cookie.name.empty() &&
-                     cookie.name.find('=') == std::string_view::npos && !CannotBeSent(cookie.name) &&
+                     cookie.name.find('=') == std::string::npos && !CannotBeSent(cookie.name) &&
                      !CannotBeSent(cookie.value);
   return whole ? std::optional(cookie) : std::nullopt;
 }
@@ -93,41 +73,35 @@ bool DomainFits(const ListedCookie& cookie, std::string_view host) {
   return host.ends_with("." + cookie.domain);
 }
 
-// RFC 6265, section 5.1.4
-bool PathFits(std::string_view cookie, std::string_view path) {
-  if (!path.starts_with(cookie)) return false;
-  return path.size() == cookie.size() || cookie.ends_with('/') || path[cookie.size()] == '/';
-}
-
 bool Fits(const ListedCookie& cookie, const WebAddress& address, std::int64_t now) {
   if (!IsHttp(address.scheme) || (cookie.secure && !IsEncrypted(address.scheme))) return false;
   if (cookie.end != 0 && cookie.end <= now) return false;
-  return DomainFits(cookie, address.host) && PathFits(cookie.path, address.path);
+  return DomainFits(cookie, address.host) && CookiePathFits(cookie.path, address.path);
 }
 
 }  // namespace
 
-bool HoldsCookies(std::string_view file) {
+std::vector<ListedCookie> ReadCookieFile(std::string_view file) {
+  std::vector<ListedCookie> cookies;
   while (!file.empty()) {
-    if (CookieIn(NextLine(file))) return true;
+    if (std::optional<ListedCookie> cookie = CookieIn(NextLine(file))) cookies.push_back(std::move(*cookie));
   }
-  return false;
+  return cookies;
 }
 
-std::string CookiesFor(std::string_view file, const WebAddress& address, std::int64_t now) {
-  std::vector<ListedCookie> fitting;
-  while (!file.empty()) {
-    std::optional<ListedCookie> cookie = CookieIn(NextLine(file));
-    if (cookie && Fits(*cookie, address, now)) fitting.push_back(std::move(*cookie));
+std::string CookiesFor(const std::vector<ListedCookie>& cookies, const WebAddress& address, std::int64_t now) {
+  std::vector<const ListedCookie*> fitting;
+  for (const ListedCookie& cookie : cookies) {
+    if (Fits(cookie, address, now)) fitting.push_back(&cookie);
   }
   std::stable_sort(fitting.begin(), fitting.end(),
-                   [](const ListedCookie& a, const ListedCookie& b) { return a.path.size() > b.path.size(); });
+                   [](const ListedCookie* a, const ListedCookie* b) { return a->path.size() > b->path.size(); });
   std::string pairs;
   std::set<std::string_view> names;
-  for (const ListedCookie& cookie : fitting) {
-    if (!names.insert(cookie.name).second) continue;
+  for (const ListedCookie* const cookie : fitting) {
+    if (!names.insert(cookie->name).second) continue;
     if (!pairs.empty()) pairs += "; ";
-    pairs.append(cookie.name).append("=").append(cookie.value);
+    pairs.append(cookie->name).append("=").append(cookie->value);
   }
   return pairs;
 }

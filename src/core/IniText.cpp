@@ -2,19 +2,14 @@
 
 #include <algorithm>
 
+#include "core/TextPieces.h"
+
 namespace pellora {
 
 namespace {
 
 constexpr std::string_view kSection = "[Options]";
 constexpr std::string_view kBlanks = " \t\r";
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // some editors begin a file with it
-
-std::string_view Trim(std::string_view text) {
-  const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 // Where the lines of interest are in the file.
 struct Place {
@@ -32,8 +27,8 @@ Place Find(std::string_view content, std::string_view key) {
   for (std::size_t start = 0; start < content.size();) {
     const std::size_t end = std::min(content.find('\n', start), content.size());
     const std::size_t next = std::min(end + 1, content.size());
-    std::string_view line = Trim(content.substr(start, end - start));
-    if (start == 0 && line.starts_with(kByteOrderMark)) line = Trim(line.substr(kByteOrderMark.size()));
+    std::string_view line = Trimmed(content.substr(start, end - start), kBlanks);
+    if (start == 0) line = Trimmed(WithoutByteOrderMark(line), kBlanks);
     if (!line.empty() && line.front() == '[') {
       inSection = line == kSection;
       if (inSection) {
@@ -43,11 +38,11 @@ Place Find(std::string_view content, std::string_view key) {
     } else if (inSection && !line.empty()) {
       place.sectionEnd = next;
       const std::size_t equals = line.find('=');
-      if (equals != std::string_view::npos && Trim(line.substr(0, equals)) == key) {
+      if (equals != std::string_view::npos && Trimmed(line.substr(0, equals), kBlanks) == key) {
         place.hasKey = true;
         place.lineStart = start;
         place.lineEnd = end;
-        place.value = Trim(line.substr(equals + 1));
+        place.value = Trimmed(line.substr(equals + 1), kBlanks);
       }
     }
     start = next;
@@ -72,7 +67,7 @@ std::string Unquote(std::string_view text) {
 }
 
 std::string Quote(std::string_view text) {
-  const bool plain = Trim(text) == text && text.find('\n') == std::string::npos &&
+  const bool plain = Trimmed(text, kBlanks) == text && text.find('\n') == std::string::npos &&
                      text.find('\r') == std::string::npos && (text.empty() || text.front() != '"');
   if (plain) return std::string(text);
   std::string quoted = "\"";

@@ -18,6 +18,8 @@ namespace {
 
 // More than any list needs; a longer file is read up to here.
 constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 30;
+constexpr const char* kListName = "/Pellora.dat";
+constexpr const char* kJournalName = "/Pellora.fetch";
 constexpr std::size_t kCopyBlock = std::size_t{1} << 20;
 
 std::string ReadBytes(File& file) {
@@ -26,23 +28,31 @@ std::string ReadBytes(File& file) {
   return bytes;
 }
 
+// The user learns of it once, until a save succeeds.
+void ReportUnsaved(Program& program, const std::string& reason) {
+  if (program.listUnsaved) return;
+  program.listUnsaved = true;
+  if (program.listNotSaved) program.listNotSaved(reason);
+}
+
 // Lists of earlier versions, and copies of them, may be open to other users although they hold passwords; opening one
-// closes it to them. Null for a list that cannot be opened for writing. Another user's link is a Failure: its target is
-// not the program's, not even to read.
-std::unique_ptr<File> OpenIfWritable(Files& files, const std::string& path) {
+// closes it to them. Null, with the reason in `denied`, for a list that cannot be opened for writing. Another user's
+// link is a Failure: its target is not the program's, not even to read.
+std::unique_ptr<File> OpenIfWritable(Files& files, const std::string& path, std::string& denied) {
   try {
     return files.Open(path, FileKind::List);
   } catch (const Failure& failure) {
     if (failure.Number() == FailureNumber::ForeignFile) throw;
+    denied = failure.what();
     return nullptr;
   }
 }
 
 // Creates a missing file. One that only seemed missing, because the disk failed for a moment, is read: taken for an
 // empty list it would be lost with the first save.
-std::optional<std::string> ReadOrCreate(Files& files, const std::string& path) {
+std::optional<std::string> ReadOrCreate(Files& files, const std::string& path, std::string& denied) {
   const bool found = files.Exists(path);
-  const std::unique_ptr<File> file = OpenIfWritable(files, path);
+  const std::unique_ptr<File> file = OpenIfWritable(files, path, denied);
   if (found) return ReadBytes(*files.OpenForReading(path));
   if (!file) return std::nullopt;
   return ReadBytes(*file);
@@ -60,7 +70,7 @@ std::string UnusedNameFor(const Files& files, const std::string& first) {
 
 void CloseCopiesToOthers(Files& files, const std::string& first) {
   for (int number = 1; files.Exists(NumberedName(first, number)); ++number) {
-    Skip([&] { (void)OpenIfWritable(files, NumberedName(first, number)); });
+    Skip([&] { (void)files.Open(NumberedName(first, number), FileKind::List); });
   }
 }
 
@@ -102,14 +112,7 @@ void AppendWithoutWebPassword(std::string& bytes, Program& program, int index) {
 // A file of zeros was reserved and never written.
 bool HoldsAnything(const std::string& bytes) { return bytes.find_first_not_of('\0') != std::string::npos; }
 
-}  // namespace
-
-std::string ListPath(const Program& program) { return program.platform.machine.ProgramFolder() + "/Pellora.dat"; }
-
-std::string DamagedListPath(const Program& program) { return ListPath(program) + ".damaged"; }
-
-void SaveList(Program& program) {
-  if (!program.listLoaded || program.Ending()) return;
+void WriteList(Program& program) {
   if (program.keepDamagedList) CopyAside(program);
 
   std::string& bytes = program.listBytes;
@@ -120,6 +123,41 @@ void SaveList(Program& program) {
   const std::unique_ptr<File> file = program.platform.files.Open(ListPath(program), FileKind::List);
   file->Reserve(bytes.size());
   file->WriteAt(0, bytes);
+}
+
+// An unfinished copy would be found in place of the original at the next start.
+void CopyWhole(Files& files, const std::string& from, const std::string& to) {
+  if (files.Exists(to)) files.Delete(to);  // it may be longer
+  try {
+    const std::unique_ptr<File> target = files.Open(to, FileKind::List);
+    const std::unique_ptr<File> source = files.OpenForReading(from);
+    target->Reserve(source->Length());
+    CopyBytes(*source, *target);
+  } catch (...) {
+    Skip([&] { files.Delete(to); });
+    throw;
+  }
+}
+
+bool HasList(const Files& files, const std::string& path) { return files.Exists(path) && files.LengthOf(path) > 0; }
+
+}  // namespace
+
+std::string ListPath(const Program& program) { return program.platform.machine.DataFolder() + kListName; }
+
+std::string JournalPath(const Program& program) { return program.platform.machine.DataFolder() + kJournalName; }
+
+std::string DamagedListPath(const Program& program) { return ListPath(program) + ".damaged"; }
+
+void SaveList(Program& program) {
+  if (!program.listLoaded || program.Ending()) return;
+  try {
+    WriteList(program);
+  } catch (const Failure& failure) {
+    ReportUnsaved(program, failure.what());
+    throw;
+  }
+  program.listUnsaved = false;
   if (program.listSaved) program.listSaved();
 }
 
@@ -127,10 +165,23 @@ bool SaveListBeforeTouchingParts(Program& program) {
   return !program.Ending() && Skip([&] { SaveList(program); });
 }
 
+void AdoptList(Program& program) {
+  const Machine& machine = program.platform.machine;
+  if (machine.DataFolder() == machine.ProgramFolder()) return;
+  Files& files = program.platform.files;
+  const std::string beside = machine.ProgramFolder() + kListName;
+  if (HasList(files, ListPath(program)) || !HasList(files, beside)) return;
+  // The list last: it says that everything was copied.
+  const std::string journal = machine.ProgramFolder() + kJournalName;
+  if (files.Exists(journal)) CopyWhole(files, journal, JournalPath(program));
+  CopyWhole(files, beside, ListPath(program));
+}
+
 void LoadList(Program& program) {
   Files& files = program.platform.files;
   const std::string path = ListPath(program);
-  std::optional<std::string> found = ReadOrCreate(files, path);
+  std::string denied;
+  std::optional<std::string> found = ReadOrCreate(files, path, denied);
   const bool unreached = !found;
   CloseCopiesToOthers(files, DamagedListPath(program));
   std::string bytes = std::move(found).value_or("");
@@ -153,6 +204,7 @@ void LoadList(Program& program) {
   program.keepDamagedList = unreached || (!decoder.Sound() && HoldsAnything(bytes));
   program.listLoaded = true;
   program.listBytes = std::move(bytes);  // gives the first save its memory
+  if (!denied.empty()) ReportUnsaved(program, denied);
   // Tried again before each save until it succeeds.
   if (program.keepDamagedList) Skip([&] { CopyAside(program); });
 }

@@ -10,6 +10,7 @@
 #include "core/Ascii.h"
 #include "core/HarmlessName.h"
 #include "core/Percent.h"
+#include "core/TextPieces.h"
 #include "core/WebAddress.h"
 #include "core/Xml.h"
 
@@ -18,13 +19,6 @@ namespace pellora {
 namespace {
 
 constexpr std::string_view kNamespace = "urn:ietf:params:xml:ns:metalink ";
-
-std::string_view Trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n";  // of XML
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 // Digits and nothing else.
 std::optional<std::int64_t> NumberIn(std::string_view text) {
@@ -37,7 +31,7 @@ std::optional<std::int64_t> NumberIn(std::string_view text) {
 std::string_view ValueOf(const std::vector<XmlAttribute>& attributes, std::string_view name) {
   const auto found = std::find_if(attributes.begin(), attributes.end(),
                                   [&](const XmlAttribute& attribute) { return attribute.name == name; });
-  return found == attributes.end() ? std::string_view() : Trimmed(found->value);
+  return found == attributes.end() ? std::string_view() : Trimmed(found->value, kBlanksAndEnds);
 }
 
 std::string LocationOf(std::string_view text) {
@@ -69,7 +63,7 @@ Place PlaceOf(Place from, std::string_view name) {
 
 // "md5", "sha-1", ...; nothing for other kinds. The kind is known by its number of digits alone.
 std::optional<Checksum> HashOf(std::string_view type, std::string_view digits) {
-  if (type.empty() || Trimmed(digits).find_first_of(":=") != std::string_view::npos) return {};
+  if (type.empty() || Trimmed(digits, kBlanksAndEnds).find_first_of(":=") != std::string_view::npos) return {};
   return ParseChecksum(std::string(type) + ":" + std::string(digits));
 }
 
@@ -130,7 +124,7 @@ class Reader final : private XmlEvents {
   void Ends(std::string_view, const std::string& text) override {
     switch (std::exchange(places_.back(), Place::Ignored)) {
       case Place::Size:
-        if (!file_.size) file_.size = NumberIn(Trimmed(text));
+        if (!file_.size) file_.size = NumberIn(Trimmed(text, kBlanksAndEnds));
         break;
       case Place::Hash:
         if (const std::optional<Checksum> hash = HashOf(type_, text)) file_.checksums.try_emplace(hash->kind, *hash);
@@ -142,7 +136,7 @@ class Reader final : private XmlEvents {
         if (pieces_.sound) file_.pieces.try_emplace(pieces_.pieces.kind, std::move(pieces_.pieces));
         break;
       case Place::Url:
-        TakeMirror(Trimmed(text));
+        TakeMirror(Trimmed(text, kBlanksAndEnds));
         break;
       case Place::File:
         TakeFile();
@@ -206,6 +200,12 @@ class Reader final : private XmlEvents {
 }  // namespace
 
 std::optional<std::vector<MetalinkFile>> ReadMetalink(std::string_view bytes) { return Reader().Read(bytes); }
+
+bool LooksLikeMetalink(std::string_view bytes) {
+  constexpr std::size_t kRootIsWithin = 4096;  // bytes
+  bytes = Trimmed(WithoutByteOrderMark(bytes).substr(0, kRootIsWithin), kBlanksAndEnds);
+  return bytes.starts_with('<') && bytes.find("<metalink") != std::string_view::npos;
+}
 
 bool NamesMetalink(std::string_view url) {
   const std::optional<WebAddress> address = ParseWebAddress(url);

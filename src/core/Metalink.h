@@ -35,8 +35,21 @@ struct MetalinkFile {
 // Nothing for what is no whole, well-formed Metalink document. None of its files may be left.
 std::optional<std::vector<MetalinkFile>> ReadMetalink(std::string_view bytes);
 
+// True for what begins like a Metalink: the beginning of an XML document, and its root's name soon.
+bool LooksLikeMetalink(std::string_view bytes);
+
 // True for an address whose path ends in ".meta4", in any case.
 bool NamesMetalink(std::string_view url);
+
+// What is to be added in the place of a Metalink.
+struct MetalinkFiles {
+  std::vector<MetalinkFile> files;
+  bool safe = true;  // as AddOf has it
+  // What the Metalink itself was added with: folder, limit, page, login and cookies. The last two are for its own
+  // address; that is empty for a local file, whose user names them for the files.
+  std::string url{};
+  WebAdd add{};
+};
 
 // A file as it is added.
 struct MetalinkAdd {

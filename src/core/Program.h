@@ -63,6 +63,7 @@ class Program {
   bool headless = false;         // nobody sees a window or answers a question
   bool listLoaded = false;       // no save before the list was read
   bool keepDamagedList = false;  // to be copied aside before the next save
+  bool listUnsaved = false;      // the list could not be saved, and listNotSaved was called
   std::string listBytes;         // of the last save, kept for their memory
   // Listed URLs about whose second add the user is being asked. Shared with those adds, which may outlive this.
   const std::shared_ptr<std::set<std::string>> askedUrls = std::make_shared<std::set<std::string>>();
@@ -85,7 +86,8 @@ class Program {
   // Unpacks a finished update package, starts the updater and ends the program; empty if nothing can unpack.
   std::function<void(std::int16_t index)> handOverUpdate;
   std::function<void()> saveAndQuit;
-  std::function<void()> listSaved;  // after each save of the list; may be empty
+  std::function<void()> listSaved;                              // after each save of the list; may be empty
+  std::function<void(const std::string& reason)> listNotSaved;  // once until a save succeeds; may be empty
   // The web engine's journal has an entry of this address and date, whether its record is listed or not; may be empty.
   std::function<bool(const std::string& url, double added)> hasJournalEntry;
   // A record was added for the web engine; may be empty.

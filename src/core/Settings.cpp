@@ -156,7 +156,7 @@ constexpr WebKey FlagRow(const char* name) {
 
 constexpr std::int32_t kLastHour = 23;
 
-constexpr std::array<WebKey, 8> kWebKeys = {{
+constexpr std::array<WebKey, 10> kWebKeys = {{
     {"WebEngine",
      [](Settings& settings, const std::string& text) {
        for (const std::int32_t value : {kWebEngineOff, kWebEngineNewSchemes, kWebEngineAll}) {
@@ -171,11 +171,13 @@ constexpr std::array<WebKey, 8> kWebKeys = {{
      },
      [](const Settings& settings) { return settings.ExtraCertificates; }},
     NumberRow<&Settings::SpeedLimit, kHighestSpeedLimit>("SpeedLimit"),
+    NumberRow<&Settings::FormerSpeedLimit, kHighestSpeedLimit>("FormerSpeedLimit"),
     FlagRow<&Settings::SpeedLimitTimed>("SpeedLimitTimed"),
     NumberRow<&Settings::SpeedLimitFrom, kLastHour>("SpeedLimitFrom"),
     NumberRow<&Settings::SpeedLimitTo, kLastHour>("SpeedLimitTo"),
     FlagRow<&Settings::StayAwake>("StayAwake"),
     FlagRow<&Settings::SeekChecksums>("SeekChecksums"),
+    FlagRow<&Settings::ShowNotices>("ShowNotices"),
 }};
 
 }  // namespace

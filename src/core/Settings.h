@@ -46,9 +46,11 @@ struct Settings {
   std::int32_t WebEngine = kWebEngineNewSchemes;  // which downloads are the web engine's
   std::string ExtraCertificates;                  // full path of a PEM file, trusted besides the system's; or empty
   std::int32_t SpeedLimit = 0;                    // KiB/s of all downloads together; 0: none
+  std::int32_t FormerSpeedLimit = 0;              // KiB/s, as it was before it was set to none; 0: never
   bool SpeedLimitTimed = false;                   // it applies from SpeedLimitFrom to SpeedLimitTo only
   std::int32_t SpeedLimitFrom = 8;                // hours of the day, 0 to 23; may be later than the other one
   std::int32_t SpeedLimitTo = 18;
+  bool ShowNotices = true;     // a message of the desktop when downloads finish or stop
   bool StayAwake = true;       // the desktop is asked not to suspend while bytes flow
   bool SeekChecksums = false;  // looks for lists of checksums beside the files of the web engine
 };

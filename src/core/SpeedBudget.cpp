@@ -191,7 +191,7 @@ SpeedLane* SpeedBudget::Core::NextInNeed() const {
   return next;
 }
 
-// What somebody waits for is granted whole: parts of it would be of no use. Debts are paid in parts.
+// What a caller waits for is granted whole: parts of it would be of no use. Debts are paid in parts.
 void SpeedBudget::Core::ServeNeeds() {
   while (SpeedLane* const lane = NextInNeed()) {
     const std::int64_t available = Available(*lane->share_);

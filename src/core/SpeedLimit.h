@@ -10,6 +10,8 @@ namespace pellora {
 
 class Program;
 
+inline constexpr std::int64_t kBytesOfKiB = 1024;  // limits are in KiB/s for the user, in bytes for the engines
+
 // Of all downloads together, in force at once. 0: none; what is out of range is held to it. The limit counts even if
 // the settings cannot be saved, which is a Failure.
 void SetSpeedLimit(Program& program, std::int32_t kibPerSecond);

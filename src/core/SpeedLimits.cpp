@@ -1,6 +1,7 @@
 #include "core/SpeedLimits.h"
 
 #include "core/Settings.h"
+#include "core/SpeedLimit.h"
 #include "ports/Clock.h"
 
 namespace pellora {
@@ -8,12 +9,11 @@ namespace pellora {
 namespace {
 
 constexpr double kSecondsOfAnHour = 3600;
-constexpr std::int64_t kKiB = 1024;
 
 }  // namespace
 
 std::int64_t SpeedLimitAt(const Settings& settings, double secondsSinceMidnight) {
-  const std::int64_t limit = std::int64_t{settings.SpeedLimit} * kKiB;
+  const std::int64_t limit = std::int64_t{settings.SpeedLimit} * kBytesOfKiB;
   if (!settings.SpeedLimitTimed || settings.SpeedLimitFrom == settings.SpeedLimitTo) return limit;
   const bool begun = secondsSinceMidnight >= settings.SpeedLimitFrom * kSecondsOfAnHour;
   const bool over = secondsSinceMidnight >= settings.SpeedLimitTo * kSecondsOfAnHour;

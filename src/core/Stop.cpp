@@ -11,7 +11,7 @@
 
 namespace pellora {
 
-void SaveAndQuit(Program& program, const std::function<void()>& unloadWindows) {
+void PauseAndSave(Program& program, const std::function<void()>& unloadWindows) {
   for (int i = 1; i <= program.DownloadCount; ++i) {
     DownloadRecord& record = program.Download(i);
     if (!record.InUse || !record.Active) continue;
@@ -24,6 +24,9 @@ void SaveAndQuit(Program& program, const std::function<void()>& unloadWindows) {
   }
   if (unloadWindows) unloadWindows();
   Skip([&] { SaveList(program); });
+}
+
+void End(Program& program) {
   // Non-zero after a part file failed, even if the user quit before closing its message.
   program.platform.machine.End(program.Ending() ? 1 : 0);
 }

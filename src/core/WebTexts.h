@@ -81,6 +81,8 @@ enum class WebText : std::int16_t {
 
   AskBeginAnewWithoutPart = 866,
 
+  PageGone = 890,  // %1: status
+
   // Mirrors.
   MirrorLeftOut = 907,  // %1: host, %2: why
   OtherSize = 908,
@@ -89,6 +91,9 @@ enum class WebText : std::int16_t {
   BadMetalink = 911,
   ChecksumLost = 912,
   WillBeOverwritten = 913,  // %1: the name
+  // What was typed in the fold of the add dialog and is not used.
+  NotForSeveral = 914,
+  NotForSeveralServers = 915,
   // The add dialog's fold, and what is wrong with its fields.
   More = 917,
   SaveInFolder = 918,
@@ -141,6 +146,9 @@ enum class WebText : std::int16_t {
   AskFetchPieces = 901,  // %1: size with its unit
   FetchPieces = 902,     // its button
   SeekChecksums = 903,   // in the options
+  // Room before the start.
+  RoomFree = 904,  // %1: size with its unit
+  NoRoomIn = 905,  // %1: folder, %2 and %3 as in NoRoom
   // Another address.
   ChangeAddress = 943,
   NewAddressOf = 944,     // %1: name of the file
@@ -185,10 +193,29 @@ enum class WebText : std::int16_t {
   NumberNew = 1012,
   ReplaceExisting = 1013,
   KeepExisting = 1014,
-  ArchivePassword = 1015,
+  PasswordOfArchive = 1015,
   RemarkColumn = 1016,
   FilesToUnpack = 1017,  // %1: how many
 
+
+  // Notices of the desktop.
+  ShowNotices = 851,  // in the options
+  NoticeFinished = 852,
+  NoticeStopped = 853,
+  NoticeManyFinished = 854,  // %1: number
+  NoticeManyStopped = 855,   // %1: number
+  NoticeOpen = 856,          // a button
+  NoticeOpenFolder = 857,    // a button
+  // Chosen entries of an archive.
+  FilesOf = 980,         // what the list calls it; %1: how many, %2: the archive
+  Unpacking = 981,       // a state; %1: name, %2: percent
+  EntryDamaged = 982,    // %1: name
+  EntriesDamaged = 983,  // %1: name, %2: how many more
+  ArchiveChanged = 984,
+  SelectionLost = 985,
+  ArchivePassword = 986,  // is missing or wrong
+  EnterPassword = 987,    // its button
+  NoUnpacker = 988,       // %1: why
   // Limits of speed. Of the options:
   SpeedLimit = 867,
   SpeedLimitTimed = 868,
@@ -200,7 +227,12 @@ enum class WebText : std::int16_t {
   SpeedLimitEntry = 872,
   SpeedLimitQuestion = 873,
   SpeedLimitTitle = 876,
-  LimitSpeed = 874,  // in the menu of the tray icon
+
+  // An installed program, and the list.
+  ListNotSaved = 973,
+  UpdatedByPackages = 974,
+  LimitNotStored = 916,  // %1: why
+  LimitSpeed = 874,      // in the menu of the tray icon
 };
 
 // Writes the English texts, over whatever is there.

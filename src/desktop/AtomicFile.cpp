@@ -108,6 +108,10 @@ class Draft {
 
 }  // namespace
 
+void RemoveFile(const std::string& path) {
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR) throw FileFailure(path, errno);
+}
+
 void FlushFolderOf(const std::string& path) {
   const std::string folder = FolderOf(path);
   const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

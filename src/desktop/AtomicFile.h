@@ -17,6 +17,9 @@ void ReplaceFile(const std::string& path, std::string_view content, unsigned mod
 // ReplaceFile unless the file has that content already.
 void UpdateFile(const std::string& path, std::string_view content, unsigned mode);
 
+// Removes the file if there is one. Failure(File).
+void RemoveFile(const std::string& path);
+
 // Puts the names in the folder of `path` on the disk, where the file system can.
 void FlushFolderOf(const std::string& path);
 

@@ -1,15 +1,13 @@
 #include "desktop/BrowserManifests.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <exception>
+#include <optional>
 #include <string_view>
 
 #include "desktop/AtomicFile.h"
-#include "desktop/FileFailure.h"
 #include "ports/Failure.h"
 
 namespace pellora {
@@ -49,10 +47,13 @@ std::string JsonText(const std::string& text) {
   return quoted + '"';
 }
 
+// The beginning of each manifest of the program's, whatever copy of it has written it.
+std::string ManifestHead() {
+  return "{\n  \"name\": " + JsonText(kHostName) + ",\n  \"description\": \"Hands links to Pellora\",\n  \"path\": ";
+}
+
 std::string ManifestText(const std::string& program, const std::string& allowed) {
-  return "{\n  \"name\": " + JsonText(kHostName) +
-         ",\n  \"description\": \"Hands links to Pellora\",\n  \"path\": " + JsonText(program) +
-         ",\n  \"type\": \"stdio\",\n  " + allowed + "\n}\n";
+  return ManifestHead() + JsonText(program) + ",\n  \"type\": \"stdio\",\n  " + allowed + "\n}\n";
 }
 
 bool IsFolder(const std::string& path) {
@@ -60,14 +61,16 @@ bool IsFolder(const std::string& path) {
   return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-void Remove(const std::string& path) {
-  if (::unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR) throw FileFailure(path, errno);
+void RemoveOwn(const std::string& path) {
+  const std::optional<std::string> text = ReadSmallFile(path);
+  if (text && text->starts_with(ManifestHead())) RemoveFile(path);
 }
 
 }  // namespace
 
 BrowserManifests::BrowserManifests(const std::string& programFolder, const std::string& home,
-                                   const std::string& configHome) {
+                                   const std::string& configHome, bool registers)
+    : registers_(registers) {
   const std::string program = programFolder + "/" + kHostProgram;
   const std::string gecko = ManifestText(program, "\"allowed_extensions\": [" + JsonText(kGeckoId) + "]");
   // Newer versions keep their profiles in the second folder but still look for hosts only in the first. They may look
@@ -85,13 +88,15 @@ BrowserManifests::BrowserManifests(const std::string& programFolder, const std::
 void BrowserManifests::SetEntry(bool present) {
   std::exception_ptr first;
   for (const Place& place : places_) {
-    if (!IsFolder(place.parent) && !(present && IsFolder(place.profiles))) continue;
+    if (!IsFolder(place.parent) && !(present && registers_ && IsFolder(place.profiles))) continue;
     const std::string path = place.parent + "/" + place.folder + "/" + kHostName + ".json";
     try {
-      if (present) {
+      if (!registers_) {
+        RemoveOwn(path);
+      } else if (present) {
         UpdateFile(path, place.text, 0644);
       } else {
-        Remove(path);
+        RemoveFile(path);
       }
     } catch (const Failure&) {  // continue with the other browsers
       if (!first) first = std::current_exception();

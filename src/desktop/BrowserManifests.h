@@ -19,8 +19,10 @@ inline constexpr const char* kHostProgram = "pellora-browser-host";
 
 class BrowserManifests final : public BrowserMenu {
  public:
-  // All folders without a trailing slash; `configHome` is $XDG_CONFIG_HOME.
-  BrowserManifests(const std::string& programFolder, const std::string& home, const std::string& configHome);
+  // All folders without a trailing slash; `configHome` is $XDG_CONFIG_HOME. One that does not register itself, since a
+  // package has registered a program for all users, removes the user's entries instead: these would win.
+  BrowserManifests(const std::string& programFolder, const std::string& home, const std::string& configHome,
+                   bool registers = true);
 
   // Handles all browsers, then throws the first Failure that occurred.
   void SetEntry(bool present) override;
@@ -33,6 +35,7 @@ class BrowserManifests final : public BrowserMenu {
     std::string profiles;  // if this folder exists, `parent` is created; may be empty
   };
   std::vector<Place> places_;
+  const bool registers_;
 };
 
 }  // namespace pellora

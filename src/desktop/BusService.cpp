@@ -35,6 +35,11 @@ Take IntoFlag(bool ScriptedAdd::*member) {
   };
 }
 
+bool TakeMetalink(ScriptedAdd& request, const QVariant& value) {
+  request.metalink = value.toByteArray().toStdString();
+  return value.typeId() == QMetaType::QByteArray && !request.metalink.empty();
+}
+
 bool TakeLimit(ScriptedAdd& request, const QVariant& value) {
   request.limit = value.toInt();
   return value.typeId() == QMetaType::Int;
@@ -51,6 +56,7 @@ const std::map<QString, Take>& RequestKeys() {
                                             {kCookiesKey, IntoText(&ScriptedAdd::cookies)},
                                             {kAtKey, IntoText(&ScriptedAdd::at)},
                                             {kLimitKey, TakeLimit},
+                                            {kMetalinkKey, TakeMetalink},
                                             {kLaterKey, IntoFlag(&ScriptedAdd::later)},
                                             {kDuplicateKey, IntoFlag(&ScriptedAdd::duplicate)},
                                             {kQuietKey, IntoFlag(&ScriptedAdd::quiet)}};
@@ -75,6 +81,20 @@ ScriptedAdd RequestIn(const QVariantMap& map, QString& reason) {
 
 QVariantMap Reason(const QString& reason) {
   return reason.isEmpty() ? QVariantMap() : QVariantMap{{kReasonKey, reason}};
+}
+
+// A call of the running copy's application interface, whose last argument is the token of the user's action. False if
+// there is no copy on the bus.
+bool CallApplication(const QDBusConnection& bus, const char* method, QVariantList arguments) {
+  if (!bus.isConnected()) return false;
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kApplicationInterface, method);
+  call.setAutoStartService(false);
+  QVariantMap platformData;
+  const QByteArray token = qgetenv("XDG_ACTIVATION_TOKEN");
+  if (!token.isEmpty()) platformData[kTokenKey] = QString::fromUtf8(token);
+  arguments.append(platformData);
+  call.setArguments(arguments);
+  return bus.call(call, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
 }
 
 }  // namespace
@@ -110,6 +130,14 @@ void BusService::Show() { events_.Post(actions_.show); }
 
 void BusService::ResumeAll() { events_.Post(actions_.resumeAll); }
 
+void BusService::AddUrl() { events_.Post(actions_.addUrl); }
+
+void BusService::Open(const QStringList& addresses) {
+  std::vector<std::string> texts;
+  for (const QString& address : addresses) texts.push_back(address.toStdString());
+  events_.Post([open = actions_.open, texts = std::move(texts)] { open(texts); });
+}
+
 void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
   call.setDelayedReply(true);
   QString refusal;
@@ -118,9 +146,12 @@ void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
     bus_.send(call.createReply(Reason(refusal)));
     return;
   }
-  const BusActions::Added added = [bus = bus_, call](const std::string& id, const std::string& reason) {
-    const QVariantMap answer =
-        reason.empty() ? QVariantMap{{kIdKey, QString::fromStdString(id)}} : Reason(QString::fromStdString(reason));
+  const BusActions::Added added = [bus = bus_, call](const std::vector<std::string>& ids, const std::string& reason) {
+    QVariantMap answer = Reason(QString::fromStdString(reason));
+    QStringList texts;
+    for (const std::string& id : ids) texts << QString::fromStdString(id);
+    if (!texts.isEmpty()) answer.insert(kIdKey, texts.first());
+    if (texts.size() > 1) answer.insert(kIdsKey, texts);
     bus.send(call.createReply(answer));
   };
   events_.Post([add = actions_.add, wanted = std::move(wanted), added] { add(wanted, added); });
@@ -221,11 +252,14 @@ void ApplicationAdaptor::Activate(const QVariantMap& platform_data) {
 
 void ApplicationAdaptor::Open(const QStringList& uris, const QVariantMap& platform_data) {
   TakeActivationToken(platform_data);
-  for (const QString& uri : uris) service_->MenuURL(uri, {}, {});
+  service_->Open(uris);
 }
 
-void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVariantList&, const QVariantMap&) {
+void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVariantList&,
+                                        const QVariantMap& platform_data) {
+  TakeActivationToken(platform_data);
   if (action_name == kResumeAllAction) service_->ResumeAll();
+  if (action_name == kAddUrlAction) service_->AddUrl();
 }
 
 BusWatch::BusWatch(QDBusConnection bus, std::function<void()> ended) : ended_(std::move(ended)) {
@@ -244,15 +278,14 @@ bool RunningCopyIsHeadless(const QDBusConnection& bus) {
   return QDBusReply<bool>(bus.call(call, QDBus::Block, 5000)).value();
 }
 
-bool RaiseRunningCopy(const QDBusConnection& bus) {
-  if (!bus.isConnected()) return false;
-  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kApplicationInterface, "Activate");
-  call.setAutoStartService(false);
-  QVariantMap platformData;
-  const QByteArray token = qgetenv("XDG_ACTIVATION_TOKEN");
-  if (!token.isEmpty()) platformData[kTokenKey] = QString::fromUtf8(token);
-  call << platformData;
-  return bus.call(call, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
+bool RaiseRunningCopy(const QDBusConnection& bus) { return CallApplication(bus, "Activate", {}); }
+
+bool OpenInRunningCopy(const QDBusConnection& bus, const QStringList& addresses) {
+  return CallApplication(bus, "Open", {addresses});
+}
+
+bool AddUrlInRunningCopy(const QDBusConnection& bus) {
+  return CallApplication(bus, "ActivateAction", {QString(kAddUrlAction), QVariantList()});
 }
 
 }  // namespace pellora

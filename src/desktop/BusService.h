@@ -14,6 +14,7 @@
 #include <QVariantMap>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "desktop/BusTypes.h"
 #include "mainwin/ScriptedAdd.h"
@@ -28,9 +29,11 @@ struct BusActions {
   std::function<void(std::string url, std::string refURL)> leechUrl;
   std::function<void()> show;
   std::function<void()> resumeAll;
+  std::function<void()> addUrl;
+  std::function<void(std::vector<std::string> addresses)> open;
   std::function<QList<DownloadRow>()> list;
-  // Gets the id of the new record, or the reason why there is none. Shows no question.
-  using Added = std::function<void(const std::string& id, const std::string& reason)>;
+  // Gets the ids of the new records, and the reason why there are none or fewer than requested. Shows no question.
+  using Added = std::function<void(const std::vector<std::string>& ids, const std::string& reason)>;
   std::function<void(ScriptedAdd request, Added added)> add;
   // Each returns why nothing was done, or an empty text.
   std::function<std::string(const std::string& id)> pause;
@@ -57,6 +60,8 @@ class BusService final : public QObject {
   void LeechURL(const QString& url, const QString& refURL);
   void Show();
   void ResumeAll();
+  void AddUrl();
+  void Open(const QStringList& addresses);
   QList<DownloadRow> List() const { return actions_.list(); }
   // These reply to `call` later.
   void Add(const QVariantMap& request, const QDBusMessage& call);
@@ -103,7 +108,7 @@ class DownloadsAdaptor final : public QDBusAbstractAdaptor {
   QList<pellora::DownloadRow> List() const;
   QList<pellora::DetailRow> Details() const;
   // The request has the key "url", and may have the others of BusTypes.h. The reply has the key "id", or "reason" if
-  // it was refused; nothing is asked.
+  // it was refused; that to a Metalink has both, and "ids", if some of its files were. Nothing is asked.
   QVariantMap Add(const QVariantMap& request, const QDBusMessage& call);
   // By id. The reply is empty, or has the key "reason".
   QVariantMap Pause(const QString& id, const QDBusMessage& call);
@@ -159,5 +164,11 @@ bool RunningCopyIsHeadless(const QDBusConnection& bus);
 
 // Shows the window of the running copy. False if there is none on the bus.
 bool RaiseRunningCopy(const QDBusConnection& bus);
+
+// Has the running copy open these addresses and files. False as above.
+bool OpenInRunningCopy(const QDBusConnection& bus, const QStringList& addresses);
+
+// Has the running copy ask for an address. False as above.
+bool AddUrlInRunningCopy(const QDBusConnection& bus);
 
 }  // namespace pellora

@@ -15,8 +15,9 @@ inline constexpr const char* kAutomationInterface = "PelloraProject.Pellora";
 inline constexpr const char* kDownloadsInterface = "PelloraProject.Downloads";
 inline constexpr const char* kApplicationInterface = "org.freedesktop.Application";
 
-// The action of the application interface that starts all waiting downloads.
+// Actions of the application interface: start all waiting downloads; ask for an address.
 inline constexpr const char* kResumeAllAction = "resume-all";
+inline constexpr const char* kAddUrlAction = "add-url";
 
 // Keys of the requests and replies of the downloads interface. All values of Add are texts but those with another type.
 inline constexpr const char* kUrlKey = "url";
@@ -32,7 +33,10 @@ inline constexpr const char* kLaterKey = "later";          // bool: it is not st
 inline constexpr const char* kAtKey = "at";                // "YYYY-MM-DD HH:MM": not before then
 inline constexpr const char* kDuplicateKey = "duplicate";  // bool: a listed download of this address begins anew
 inline constexpr const char* kQuietKey = "quiet";          // bool: no window opens
+// Bytes: a Metalink, whose files are added. The address is then only what the sender calls it.
+inline constexpr const char* kMetalinkKey = "metalink";
 inline constexpr const char* kIdKey = "id";
+inline constexpr const char* kIdsKey = "ids";  // texts: of a Metalink's files, the first one too
 // Why nothing was done, or why a download does not go on, in one sentence.
 inline constexpr const char* kReasonKey = "reason";
 inline constexpr const char* kSilentKey = "silent";

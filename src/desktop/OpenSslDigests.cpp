@@ -60,6 +60,8 @@ class OpenSslDigest final : public Digest {
 // At the end of the process OpenSSL would free what the thread for file work may still be using.
 OpenSslDigests::OpenSslDigests() { OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr); }
 
+bool OpenSslDigests::Computes(DigestKind kind) { return Begin(kind) != nullptr; }
+
 std::unique_ptr<Digest> OpenSslDigests::Begin(DigestKind kind) {
   Context context(EVP_MD_CTX_new());
   if (!context || EVP_DigestInit_ex(context.get(), AlgorithmOf(kind), nullptr) != 1) return nullptr;

@@ -10,6 +10,7 @@ class OpenSslDigests final : public Digests {
   // Before all other uses of OpenSSL in the process.
   OpenSslDigests();
 
+  bool Computes(DigestKind kind) override;
   std::unique_ptr<Digest> Begin(DigestKind kind) override;
 };
 

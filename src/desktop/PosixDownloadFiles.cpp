@@ -7,9 +7,7 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <limits>
 
@@ -21,67 +19,8 @@ namespace pellora {
 
 namespace {
 
-// The umask without changing it, which other threads would notice; the strictest if the system does not say.
-mode_t Umask() {
-  const std::string path = "/proc/self/status";
-  mode_t mask = 0077;
-  const int fd = OpenPath(path, O_RDONLY, 0);
-  if (fd < 0) return mask;
-  std::array<char, 512> buffer{};  // the umask is in the second line
-  const std::string_view text(buffer.data(), PosixFile(path, fd).ReadAt(0, buffer));
-  constexpr std::string_view kKey = "\nUmask:\t";
-  const std::string_view::size_type key = text.find(kKey);
-  if (key != std::string_view::npos) std::from_chars(text.data() + key + kKey.size(), text.end(), mask, 8);
-  return mask;
-}
-
 // File systems without access rights refuse the change.
-void OpenByUmask(const PosixFile& file) { file.SetRights(0666 & ~Umask()); }
-
-// Whether `error` says that the file system lacks an operation, rather than that it has failed.
-bool MeansCannot(int error) {
-  return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP || error == EPERM || error == EMLINK;
-}
-
-enum class Renamed { Yes, NameTaken, Cannot };
-
-Renamed ByError(int result, const std::string& path) {
-  if (result == 0) return Renamed::Yes;
-  if (errno == EEXIST) return Renamed::NameTaken;
-  if (MeansCannot(errno)) return Renamed::Cannot;
-  throw FileFailure(path, errno);
-}
-
-Renamed InOneStep(const std::string& from, const std::string& to) {
-  return ByError(renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE), to);
-}
-
-Renamed ByLink(const std::string& from, const std::string& to) {
-  const Renamed linked = ByError(link(from.c_str(), to.c_str()), to);
-  if (linked != Renamed::Yes || unlink(from.c_str()) == 0) return linked;
-  const int error = errno;
-  unlink(to.c_str());
-  throw FileFailure(from, error);
-}
-
-Renamed WithPlaceHolder(const std::string& from, const std::string& to) {
-  const int fd = OpenPath(to, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, kPrivateMode);
-  if (fd < 0 && errno == EEXIST) return Renamed::NameTaken;
-  if (fd < 0) throw FileFailure(to, errno);
-  close(fd);
-  if (rename(from.c_str(), to.c_str()) == 0) return Renamed::Yes;
-  const int error = errno;
-  unlink(to.c_str());
-  throw FileFailure(to, error);
-}
-
-bool RenameExclusively(ExclusiveRename best, const std::string& from, const std::string& to) {
-  Renamed result = Renamed::Cannot;
-  if (best == ExclusiveRename::InOneStep) result = InOneStep(from, to);
-  if (result == Renamed::Cannot && best != ExclusiveRename::PlaceHolder) result = ByLink(from, to);
-  if (result == Renamed::Cannot) result = WithPlaceHolder(from, to);
-  return result == Renamed::Yes;
-}
+void OpenByUmask(const PosixFile& file) { file.SetRights(0666 & ~ProcessUmask()); }
 
 // Opened before its name changes, so that the rights go to this file and to no other.
 PosixFile OpenToPublish(const std::string& part) {
@@ -173,7 +112,7 @@ bool PosixDownloadFiles::Publish(const std::string& part, const std::string& pat
   CheckPath(path);
   const PosixFile file = OpenToPublish(part);
   OpenByUmask(file);  // first: nothing would do it after a kill
-  if (!RenameExclusively(best_, part, path)) {
+  if (!RenameExclusively(best_, AT_FDCWD, part, path, path)) {
     file.SetRights(kPrivateMode);
     return false;
   }

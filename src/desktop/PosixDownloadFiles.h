@@ -2,17 +2,11 @@
 // nothing.
 #pragma once
 
+#include "desktop/ExclusiveRename.h"
 #include "desktop/PosixFiles.h"
 #include "ports/DownloadFiles.h"
 
 namespace pellora {
-
-// How a name is given to a file only if nothing has it, the best way first.
-enum class ExclusiveRename {
-  InOneStep,    // renameat2
-  ByLink,       // a second name, then the first is removed
-  PlaceHolder,  // an empty file, then a rename over it: for disks without hard links
-};
 
 // What a file system cannot do, by the number that statfs reports for it.
 struct DiskLimits {

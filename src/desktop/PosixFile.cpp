@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <limits>
 
 #include "desktop/FileFailure.h"
@@ -77,6 +78,19 @@ int OpenPath(const std::string& path, int flags, mode_t mode) {
     fd = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
   } while (fd < 0 && errno == EINTR);
   return fd;
+}
+
+mode_t ProcessUmask() {
+  const std::string path = "/proc/self/status";
+  mode_t mask = 0077;
+  const int fd = OpenPath(path, O_RDONLY, 0);
+  if (fd < 0) return mask;
+  std::array<char, 512> buffer{};  // the umask is in the second line
+  const std::string_view text(buffer.data(), PosixFile(path, fd).ReadAt(0, buffer));
+  constexpr std::string_view kKey = "\nUmask:\t";
+  const std::string_view::size_type key = text.find(kKey);
+  if (key != std::string_view::npos) std::from_chars(text.data() + key + kKey.size(), text.end(), mask, 8);
+  return mask;
 }
 
 PosixFile::PosixFile(std::string path, int fd) : path_(std::move(path)), fd_(fd) {}

@@ -19,6 +19,9 @@ FileState StateIn(const struct stat& status);
 // Close-on-exec, and O_NONBLOCK: opening must not hang if a pipe has just replaced the file.
 int OpenPath(const std::string& path, int flags, mode_t mode);
 
+// The umask without changing it, which other threads would notice; the strictest if the system does not say.
+mode_t ProcessUmask();
+
 class PosixFile final : public DownloadFile {
  public:
   PosixFile(std::string path, int fd);  // takes the descriptor

@@ -1,21 +1,31 @@
 #include "desktop/XdgAutoStart.h"
 
-#include <unistd.h>
-
-#include <cerrno>
+#include <optional>
 
 #include "desktop/AtomicFile.h"
-#include "desktop/FileFailure.h"
 #include "desktop/Registration.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 
+std::string XdgAutoStart::Text() const {
+  if (program_ == kInstalledCommand) return InstalledEntryText(program_);
+  return ApplicationEntryText(program_);
+}
+
 void XdgAutoStart::SetEntry(bool present) {
   if (present) {
-    UpdateFile(entry_, ApplicationEntryText(program_), 0644);
-  } else if (::unlink(entry_.c_str()) != 0 && errno != ENOENT) {
-    throw FileFailure(entry_, errno);
+    UpdateFile(entry_, Text(), 0644);
+  } else {
+    RemoveFile(entry_);
   }
+}
+
+void XdgAutoStart::TakeOver() {
+  Skip([this] {
+    const std::optional<std::string> found = ReadSmallFile(entry_);
+    if (found && IsApplicationEntry(*found)) UpdateFile(entry_, Text(), 0644);
+  });
 }
 
 }  // namespace pellora

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDir>
+#include <QFileInfo>
 #include <QSessionManager>
 #include <QStandardPaths>
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include <memory>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "app/App.h"
 #include "async/EventGate.h"
@@ -23,6 +25,7 @@
 #include "desktop/BusService.h"
 #include "desktop/DesktopInhibit.h"
 #include "desktop/DesktopMachine.h"
+#include "desktop/DesktopNotices.h"
 #include "desktop/DesktopShell.h"
 #include "desktop/DisplayText.h"
 #include "desktop/EndSignals.h"
@@ -38,8 +41,10 @@
 #include "desktop/PosixFiles.h"
 #include "desktop/PosixFolders.h"
 #include "desktop/PosixNetwork.h"
+#include "desktop/PosixOutputFolders.h"
 #include "desktop/PreviewMedia.h"
 #include "desktop/ProgramIcon.h"
+#include "desktop/ProgramPlaces.h"
 #include "desktop/QtClipboard.h"
 #include "desktop/QtEventLoop.h"
 #include "desktop/Registration.h"
@@ -47,8 +52,10 @@
 #include "desktop/SingleInstance.h"
 #include "desktop/Spawn.h"
 #include "desktop/SystemClock.h"
+#include "desktop/UnpackerProcess.h"
 #include "desktop/XdgAutoStart.h"
 #include "desktop/preview/Protocol.h"
+#include "desktop/unpack/Protocol.h"
 #include "desktop/views/QtDialogs.h"
 #include "desktop/views/QtTray.h"
 #include "desktop/views/QtWindowSystem.h"
@@ -59,9 +66,14 @@ namespace {
 
 // The ports of the desktop; each may use those above it.
 struct Desktop {
-  explicit Desktop(bool isHeadless) : headless{isHeadless} {}
+  Desktop(bool isHeadless, const ProgramPlaces& where)
+      : headless{isHeadless},
+        places{where},
+        registers{RegistersItself(where, qgetenv("XDG_DATA_DIRS").toStdString())} {}
 
   bool headless = false;
+  ProgramPlaces places;
+  bool registers = false;
   EventGate gate;
   QtEventLoop events{gate};
   SystemClock clock;
@@ -69,26 +81,29 @@ struct Desktop {
   // Never destroyed: when the program ends, a file operation in the background may still be using it.
   PosixFiles& files = *new PosixFiles;
   PosixDownloadFiles& downloadFiles = *new PosixDownloadFiles;
+  PosixOutputFolders& outputs = *new PosixOutputFolders;
   OpenSslDigests digests;  // before the fetcher
   std::unique_ptr<Fetcher> fetcher = NewFetcher(gate, events);
   FileWorker background{gate};
   PosixFolders folders;
   LibarchiveUnzip unzip;
-  IniSettings settings{IniSettings::DefaultFolder()};
+  IniSettings settings{IniSettings::DefaultFolder(), IniSettings::DefaultSystemFolders()};
   QtClipboard clipboard;
   QtDialogs dialogs{gate};
   HeadlessDialogs noDialogs{events};
   DesktopShell shell;
-  DesktopMachine machine{network};
+  DesktopMachine machine{network, places};
+  UnpackerProcess& unpacker = *new UnpackerProcess(places.program + "/" + kUnpackProgram);  // likewise
   LocaleFormats locale;
   QtWindowSystem windows{gate};
-  XdgAutoStart autoStart{machine.ProgramFolder() + "/Pellora",
+  XdgAutoStart autoStart{places.packaged ? kInstalledCommand : places.program + "/Pellora",
                          QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
   NoTray noTray;
   const std::unique_ptr<Tray> tray = headless ? nullptr : std::make_unique<QtTray>(windows, gate);
-  BrowserManifests browsers{machine.ProgramFolder(), QDir::homePath().toStdString(),
-                            QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
-  PreviewMedia media{gate, machine.ProgramFolder() + "/" + kPreviewProgram};
+  BrowserManifests browsers{places.program, QDir::homePath().toStdString(),
+                            QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString(),
+                            registers};
+  PreviewMedia media{gate, places.program + "/" + kPreviewProgram};
   DesktopInhibit inhibit;
   TaskLoop tasks{gate, events};
   Platform platform{gate,
@@ -113,6 +128,8 @@ struct Desktop {
                     fetcher.get(),
                     fetcher ? &downloadFiles : nullptr,
                     &unzip,
+                    &unpacker,
+                    &outputs,
                     &digests};
 };
 
@@ -121,7 +138,45 @@ constexpr int kTextYes = 406;
 constexpr int kTextNo = 407;
 constexpr int kTextOk = 635;
 
+constexpr const char* kUsage =
+    "Usage: pellora [--headless] [--add-url] [ADDRESS or FILE]...\n"
+    "\n"
+    "Starts Pellora, or raises the window of the copy that runs. Addresses are downloaded; those in a file (.meta4, "
+    ".txt)\n"
+    "are shown for a choice.\n"
+    "\n"
+    "  --headless  runs without windows and without a display; pelloractl controls it\n"
+    "  --add-url   asks for an address\n";
+
 bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }
+
+std::string DataHome() { return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString(); }
+
+// What the program is started for, by the desktop's entry: "Pellora [--add-url] [ADDRESS or FILE]...".
+struct Wish {
+  bool addUrl = false;
+  QStringList addresses;
+  bool IsEmpty() const { return !addUrl && addresses.isEmpty(); }
+};
+
+// Files are named by their full paths, since the copy that runs may be in another folder.
+Wish WishOf(const QStringList& arguments) {
+  Wish wish;
+  for (const QString& argument : arguments) {
+    if (argument.startsWith("--")) {
+      wish.addUrl = wish.addUrl || argument == "--add-url";
+    } else {
+      const bool isFile = !argument.contains("://") && QFileInfo::exists(argument);
+      wish.addresses.append(isFile ? QFileInfo(argument).absoluteFilePath() : argument);
+    }
+  }
+  return wish;
+}
+
+bool HandOver(const QDBusConnection& bus, const Wish& wish) {
+  const bool opened = wish.addresses.isEmpty() || OpenInRunningCopy(bus, wish.addresses);
+  return opened && (!wish.addUrl || AddUrlInRunningCopy(bus));
+}
 
 // On request, or if the bus has started the program where there is no display.
 bool RunsHeadless(int argc, char** argv) {
@@ -140,7 +195,7 @@ std::string RuntimeFolderIfSafe() {
 
 // A second start says so, raises the first copy and ends. It shows nothing if the first copy cannot be reached, or if
 // the bus started it and no user is waiting.
-int RunSecondCopy(bool headless) {
+int RunSecondCopy(bool headless, const ProgramPlaces& places, const Wish& wish) {
   if (StartedByBus()) return 0;
   const QDBusConnection bus = QDBusConnection::sessionBus();
   if (!RunningCopyFound(bus)) {
@@ -151,7 +206,8 @@ int RunSecondCopy(bool headless) {
     std::fputs("Pellora: runs already\n", stderr);
     return 0;
   }
-  Desktop desktop(headless);
+  if (!wish.IsEmpty()) return HandOver(bus, wish) ? 0 : 1;
+  Desktop desktop(headless, places);
   const char* const text =
       RunningCopyIsHeadless(bus) ? "Pellora runs already, without windows. \"pelloractl quit\" ends it." : "found";
   desktop.events.Post([&desktop, &bus, text] {
@@ -182,9 +238,11 @@ BusActions BusActionsOf(App& app) {
   actions.leechUrl = [&app](const std::string& url, const std::string& refURL) { app.LeechURL(url, refURL); };
   actions.show = [&app] { app.ShowMainWindow(); };
   actions.resumeAll = [&app] { app.ResumeAll(); };
+  actions.addUrl = [&app] { app.AskForUrl(); };
+  actions.open = [&app](std::vector<std::string> addresses) { app.Open(std::move(addresses)); };
   actions.list = [&app] { return Rows(app); };
   actions.add = [&app](ScriptedAdd wanted, const BusActions::Added& added) {
-    app.Add(std::move(wanted), [added](const AddAnswer& answer) { added(answer.id, answer.reason); });
+    app.Add(std::move(wanted), [added](const AddAnswer& answer) { added(answer.ids, answer.reason); });
   };
   actions.pause = [&app](const std::string& id) { return app.Pause(id); };
   actions.pauseAll = [&app] { return app.PauseAll(); };
@@ -204,14 +262,29 @@ bool CanPrompt() {
   return name != QLatin1String("offscreen") && name != QLatin1String("minimal");
 }
 
-int RunProgram(QApplication& application, bool headless) {
-  Desktop desktop(headless);
-  const std::string program = desktop.machine.ProgramFolder() + "/Pellora";
-  RegisterProgram(program, QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString());
+// An installed program has been registered by its package, for all users.
+void Register(Desktop& desktop) {
+  if (desktop.registers) return RegisterProgram(desktop.places.program + "/Pellora", DataHome());
+  UnregisterPrograms(DataHome());
+  if (!desktop.places.writable) desktop.autoStart.TakeOver();
+}
+
+void Fulfil(App& app, const Wish& wish) {
+  std::vector<std::string> addresses;
+  for (const QString& address : wish.addresses) addresses.push_back(address.toStdString());
+  if (!addresses.empty()) app.Open(std::move(addresses));
+  if (wish.addUrl) app.AskForUrl();
+}
+
+int RunProgram(QApplication& application, bool headless, const ProgramPlaces& places, const Wish& wish) {
+  Desktop desktop(headless, places);
+  Register(desktop);
 
   SecretService secrets(desktop.gate, QDBusConnection::sessionBus(), CanPrompt());
   desktop.platform.secrets = &secrets;
   desktop.platform.inhibit = &desktop.inhibit;
+  DesktopNotices notices(desktop.gate, QDBusConnection::sessionBus(), QGuiApplication::desktopFileName());
+  desktop.platform.notices = &notices;
   App app(desktop.platform);
   if (headless) app.SetHeadless();
   // The one question whose No loses something.
@@ -232,7 +305,10 @@ int RunProgram(QApplication& application, bool headless) {
   std::unique_ptr<BusWatch> busWatch;
   if (StartedByBus()) busWatch = std::make_unique<BusWatch>(bus, saveAndQuit);
 
-  desktop.events.Post([&app] { app.Start(); });
+  desktop.events.Post([&app, &wish] {
+    app.Start();
+    Fulfil(app, wish);
+  });
   const int code = QApplication::exec();
   // Waiting tasks and loaded windows refer to the App and the ports, so they are destroyed first.
   desktop.tasks.Clear();
@@ -246,10 +322,27 @@ void SetMissingHome() {
   if (const passwd* const user = getpwuid(getuid())) qputenv("HOME", user->pw_dir);
 }
 
+// Without a display Qt gets its platform as an argument: programs started from here would inherit a variable. The
+// result ends with a null, like argv, whose texts it refers to.
+std::vector<char*> QtArguments(int argc, char** argv, bool headless) {
+  std::vector<char*> arguments(argv, argv + argc);
+  if (headless) {
+    static std::array<char, 10> option{"-platform"};
+    static std::array<char, 10> offscreen{"offscreen"};
+    arguments.insert(arguments.end(), {option.data(), offscreen.data()});
+  }
+  arguments.push_back(nullptr);
+  return arguments;
+}
+
 }  // namespace
 }  // namespace pellora
 
 int main(int argc, char** argv) {
+  if (argc == 2 && std::string_view(argv[1]) == "--help") {
+    std::fputs(pellora::kUsage, stdout);
+    return 0;
+  }
   pellora::SetMissingHome();
   // Ignore SIGXFSZ so that exceeding the file size limit reports like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
@@ -258,17 +351,21 @@ int main(int argc, char** argv) {
   const bool chosen = qEnvironmentVariableIsSet("QT_NO_GLIB");
   qputenv("QT_NO_GLIB", "1");
   const bool headless = pellora::RunsHeadless(argc, argv);
-  if (headless) qputenv("QT_QPA_PLATFORM", "offscreen");
-  QApplication application(argc, argv);
+  std::vector<char*> arguments = pellora::QtArguments(argc, argv, headless);
+  int count = static_cast<int>(arguments.size()) - 1;
+  QApplication application(count, arguments.data());
   if (!chosen) qunsetenv("QT_NO_GLIB");
   QApplication::setApplicationName("Pellora");
   QApplication::setApplicationVersion(pellora::kVersionText);
-  QGuiApplication::setDesktopFileName("pellora");
+  QGuiApplication::setDesktopFileName(pellora::kDesktopId);
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setWindowIcon(pellora::ProgramIcon(64));
 
-  const pellora::SingleInstance lock(pellora::RuntimeFolderIfSafe(), pellora::DesktopMachine::FolderOfThisProgram());
-  if (lock.AnotherRuns()) return pellora::RunSecondCopy(headless);
+  const pellora::Wish wish = pellora::WishOf(QCoreApplication::arguments().mid(1));
+  const pellora::ProgramPlaces places =
+      pellora::FindPlaces(pellora::DesktopMachine::FolderOfThisProgram(), pellora::DataHome());
+  const pellora::SingleInstance lock(pellora::RuntimeFolderIfSafe(), places.data);
+  if (lock.AnotherRuns()) return pellora::RunSecondCopy(headless, places, wish);
   pellora::RaiseOpenFileLimit();
-  return pellora::RunProgram(application, headless);
+  return pellora::RunProgram(application, headless, places, wish);
 }

@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "core/Ascii.h"
+#include "core/CookiePath.h"
+#include "core/TextPieces.h"
 #include "fetch/HttpDate.h"
 #include "fetch/ReplyHeads.h"
 
@@ -16,29 +18,15 @@ constexpr std::size_t kLongestCookie = 4096;  // bytes of name and value
 constexpr std::size_t kMostCookies = 50;
 constexpr std::int64_t kYear = std::int64_t{365} * 24 * 60 * 60;  // s
 
-std::string_view Trim(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(" \t");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t") + 1 - first);
-}
-
 // The next member up to the separator, which is cut off `rest` too.
-std::string_view NextOf(std::string_view& rest, char separator) {
-  const std::size_t end = rest.find(separator);
-  const std::string_view member = Trim(rest.substr(0, end));
-  rest = end == std::string_view::npos ? std::string_view{} : rest.substr(end + 1);
-  return member;
+std::string_view NextOf(std::string_view& rest, std::string_view separator) {
+  return Trimmed(CutAt(rest, separator), kHttpBlanks);
 }
 
 // Of a cookie whose server names no path (RFC 6265, section 5.1.4).
 std::string DefaultPath(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
-}
-
-bool PathMatches(std::string_view path, std::string_view cookie) {
-  if (!path.starts_with(cookie)) return false;
-  return path.size() == cookie.size() || cookie.ends_with('/') || path[cookie.size()] == '/';
 }
 
 bool MaxAgeIsOver(std::string_view value) {
@@ -50,17 +38,18 @@ bool MaxAgeIsOver(std::string_view value) {
 
 void CookieJar::Take(const WebAddress& from, std::string_view header, std::int64_t now) {
   std::string_view rest = header;
-  std::string_view pair = NextOf(rest, ';');
+  std::string_view pair = NextOf(rest, ";");
   if (pair.find('=') == std::string_view::npos) return;
-  Cookie cookie{from, std::string(NextOf(pair, '=')), std::string(Trim(pair)), DefaultPath(from.path), false};
+  Cookie cookie{from, std::string(NextOf(pair, "=")), std::string(Trimmed(pair, kHttpBlanks)), DefaultPath(from.path),
+                false};
   const std::size_t size = cookie.name.size() + cookie.value.size();
   if (cookie.name.empty() || size > kLongestCookie || HasControls(cookie.name) || HasControls(cookie.value)) return;
   std::optional<bool> over;  // as Max-Age says, which counts more than Expires
   bool expired = false;
   while (!rest.empty()) {
-    std::string_view attribute = NextOf(rest, ';');
-    const std::string name = ToLower(NextOf(attribute, '='));
-    const std::string_view value = Trim(attribute);
+    std::string_view attribute = NextOf(rest, ";");
+    const std::string name = ToLower(NextOf(attribute, "="));
+    const std::string_view value = Trimmed(attribute, kHttpBlanks);
     if (name == "secure") cookie.secure = true;
     if (name == "path" && value.starts_with('/')) cookie.path = value;
     if (name == "max-age") over = MaxAgeIsOver(value);
@@ -78,13 +67,13 @@ void CookieJar::Take(const WebAddress& from, std::string_view header, std::int64
 }
 
 void CookieJar::TakeAll(const WebAddress& from, std::string_view pairs) {
-  while (!pairs.empty()) Take(from, std::string(NextOf(pairs, ';')) + "; Path=/", 0);
+  while (!pairs.empty()) Take(from, std::string(NextOf(pairs, ";")) + "; Path=/", 0);
 }
 
 std::string CookieJar::For(const WebAddress& to) const {
   std::vector<const Cookie*> sent;
   for (const Cookie& cookie : cookies_) {
-    if (!SharesSecrets(cookie.from, to) || !PathMatches(to.path, cookie.path)) continue;
+    if (!SharesSecrets(cookie.from, to) || !CookiePathFits(cookie.path, to.path)) continue;
     if (!cookie.secure || to.scheme == WebScheme::Https) sent.push_back(&cookie);
   }
   std::stable_sort(sent.begin(), sent.end(),

@@ -7,19 +7,12 @@
 #include <utility>
 
 #include "core/Ascii.h"
+#include "core/TextPieces.h"
 #include "fetch/ReplyHeads.h"
 
 namespace pellora {
 
 namespace {
-
-constexpr std::string_view kBlanks = " \t";
-
-std::string_view WithoutBlanks(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
 
 int Base64Value(char c) {
   constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -74,7 +67,7 @@ class Dictionary {
   // Those of known kinds, with their byte sequences; nothing if the text is no dictionary.
   std::optional<std::vector<std::pair<std::string_view, std::string_view>>> Read() {
     std::vector<std::pair<std::string_view, std::string_view>> members;
-    text_ = WithoutBlanks(text_);
+    text_ = Trimmed(text_, kHttpBlanks);
     while (!text_.empty()) {
       const std::string_view key = Key();
       if (key.empty()) return {};
@@ -105,7 +98,7 @@ class Dictionary {
     text_.remove_prefix(1);
     return true;
   }
-  void Skip() { text_.remove_prefix(std::min(text_.find_first_not_of(kBlanks), text_.size())); }
+  void Skip() { text_.remove_prefix(std::min(text_.find_first_not_of(kHttpBlanks), text_.size())); }
   std::string_view Cut(std::size_t length) {
     const std::string_view cut = text_.substr(0, length);
     text_.remove_prefix(cut.size());
@@ -179,7 +172,7 @@ std::vector<Checksum> ReadDigest(std::string_view value) {
     const std::size_t equals = member.find('=');
     if (equals == std::string_view::npos) continue;
     const std::optional<Checksum> checksum =
-        ChecksumOf(WithoutBlanks(member.substr(0, equals)), WithoutBlanks(member.substr(equals + 1)));
+        ChecksumOf(Trimmed(member.substr(0, equals), kHttpBlanks), Trimmed(member.substr(equals + 1), kHttpBlanks));
     if (checksum) checksums.push_back(*checksum);
   }
   return checksums;

@@ -7,6 +7,7 @@
 #include "core/Ascii.h"
 #include "core/HarmlessName.h"
 #include "core/Percent.h"
+#include "core/TextPieces.h"
 #include "core/Utf8.h"
 #include "fetch/ReplyHeads.h"
 
@@ -17,13 +18,6 @@ namespace {
 constexpr std::string_view kNameless = "index";
 
 // Content-Disposition
-
-std::string_view Trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t";
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 // The end of a parameter: the next ";" outside of quotes.
 std::size_t EndOfParameter(std::string_view text) {
@@ -135,7 +129,7 @@ constexpr std::array kTypes = {
 };
 
 std::string_view ExtensionOfType(std::string_view contentType) {
-  const std::string_view type = Trimmed(contentType.substr(0, contentType.find(';')));
+  const std::string_view type = Trimmed(contentType.substr(0, contentType.find(';')), kHttpBlanks);
   const auto* const row = std::find_if(kTypes.begin(), kTypes.end(),
                                        [&](const TypeRow& candidate) { return EqualsNoCase(candidate.type, type); });
   return row == kTypes.end() ? std::string_view() : row->extension;
@@ -152,8 +146,8 @@ std::string DispositionName(std::string_view value) {
     value.remove_prefix(std::min(end + 1, value.size()));
     const std::size_t equals = parameter.find('=');
     if (equals == std::string_view::npos) continue;  // the disposition's type
-    const std::string_view name = Trimmed(parameter.substr(0, equals));
-    const std::string text = Unquoted(Trimmed(parameter.substr(equals + 1)));
+    const std::string_view name = Trimmed(parameter.substr(0, equals), kHttpBlanks);
+    const std::string text = Unquoted(Trimmed(parameter.substr(equals + 1), kHttpBlanks));
     if (EqualsNoCase(name, "filename") && plain.empty()) plain = WithoutFolders(text);
     if (EqualsNoCase(name, "filename*") && extended.empty())
       extended = WithoutFolders(ExtendedValue(text).value_or(""));

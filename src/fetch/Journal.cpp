@@ -110,7 +110,9 @@ std::set<std::string> Journal::ClaimedPaths(const JournalKey& own) const {
   const JournalEntry* const mine = Find(own);
   for (const auto& [key, entry] : entries_) {
     const bool isOwn = key == own || (mine != nullptr && entry.id == mine->id);
-    if (!isOwn && entry.state != JournalState::Finished && !entry.path.empty()) paths.insert(entry.path);
+    // What is chosen of an archive is not written under the archive's name.
+    if (!isOwn && entry.selection.empty() && entry.state != JournalState::Finished && !entry.path.empty())
+      paths.insert(entry.path);
   }
   return paths;
 }
@@ -140,6 +142,18 @@ void Journal::Drop(const JournalKey& key) {
   Append(JournalLine(dropped), {});
 }
 
+// A work may be writing the first of these lines, at the same place or before it: a line that is there twice does no
+// harm. Nothing is flushed, as for the list: a busy disk would hold the user up.
+void Journal::Finish() {
+  if (!readable_ || pending_->empty()) return;
+  std::string lines;
+  for (const std::string& line : *pending_) lines += line;
+  Skip([&] {
+    const std::unique_ptr<DownloadFile> file = platform_.downloadFiles->OpenJournal(store_->path);
+    file->WriteAt(file->Length(), lines);
+  });
+}
+
 void Journal::Append(std::string line, Done done) {
   if (!readable_) {
     if (done) done(false);
@@ -152,12 +166,15 @@ void Journal::Append(std::string line, Done done) {
     appended_ = 0;
   }
   const auto rewritten = std::make_shared<bool>(false);
+  pending_->push_back(line);
   platform_.background.Run(
       [store = store_, line = std::move(line), whole = std::move(whole), rewritten] {
         *rewritten = !whole.empty() && Skip([&] { store->Rewrite(whole); });
         if (!*rewritten) store->Append(line);
       },
-      [lacksLine = lacksLine_, rewritten, done = std::move(done)](const std::exception_ptr& failure) {
+      [lacksLine = lacksLine_, pending = pending_, rewritten,
+       done = std::move(done)](const std::exception_ptr& failure) {
+        pending->pop_front();
         if (failure != nullptr || *rewritten) *lacksLine = failure != nullptr;
         if (done) done(failure == nullptr);
       });

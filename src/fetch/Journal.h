@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -44,6 +45,9 @@ class Journal {
   void Remove(const JournalKey& key, Done done = {});
   // Forgets an entry whose download, if there is one, has another entry now. Its part file stays.
   void Drop(const JournalKey& key);
+  // At the end of the program, which drops what Background has not begun: writes at once what is still to be written.
+  // It waits for no work, and what works write from now on may be lost.
+  void Finish();
 
  private:
   struct Store;
@@ -58,6 +62,8 @@ class Journal {
   bool readable_ = true;
   // A line could not be written: the next one rewrites the whole file, or a deleted download would come back.
   const std::shared_ptr<bool> lacksLine_ = std::make_shared<bool>(false);
+  // Lines whose works have not reported their ends.
+  const std::shared_ptr<std::deque<std::string>> pending_ = std::make_shared<std::deque<std::string>>();
   bool damaged_ = false;
 };
 

@@ -3,74 +3,22 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <charconv>
 #include <limits>
 #include <map>
 
-#include "core/Crc32.h"
 #include "core/Percent.h"
 #include "core/WebAddress.h"
+#include "fetch/FieldLines.h"
 
 namespace pellora {
 
+using namespace fields;
+
 namespace {
 
-constexpr std::size_t kCrcDigits = 8;
 constexpr std::string_view kNextId = "next";
 
 // Values
-
-std::string Hex(std::uint64_t value, std::size_t digits) {
-  std::string text(digits, '0');
-  for (std::size_t i = digits; i-- > 0; value >>= 4U) text[i] = "0123456789abcdef"[value & 15U];
-  return text;
-}
-
-std::string Encoded(std::string_view value) {
-  std::string text;
-  for (const char c : value) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte <= 0x20 || byte == 0x7F || c == '%') {
-      AppendPercent(text, c);
-    } else {
-      text += c;
-    }
-  }
-  return text;
-}
-
-template <class Number>
-bool Take(Number& number, std::string_view text, int base = 10) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-  return error == std::errc() && end == text.data() + text.size() && !text.starts_with('-');
-}
-
-bool TakeBits(std::uint64_t& bits, std::string_view text) { return text.size() == 16 && Take(bits, text, 16); }
-
-bool TakeFlag(bool& flag, std::string_view text) {
-  flag = true;
-  return text == "1";
-}
-
-bool TakeText(std::string& out, std::string_view text) {
-  out = PercentDecoded(text);
-  return true;
-}
-
-// Of this computer, and with no NUL in it, which would end it earlier.
-bool TakePath(std::string& out, std::string_view text) {
-  out = PercentDecoded(text);
-  return out.starts_with('/') && out.find('\0') == std::string::npos;
-}
-
-std::vector<std::string_view> PartsOf(std::string_view text) {
-  std::vector<std::string_view> parts;
-  while (true) {
-    parts.push_back(text.substr(0, text.find(':')));
-    if (parts.back().size() == text.size()) return parts;
-    text.remove_prefix(parts.back().size() + 1);
-  }
-}
 
 std::string IdentityText(const FileIdentity& identity) {
   return std::to_string(identity.device) + ":" + std::to_string(identity.inode);
@@ -92,34 +40,6 @@ bool TakeState(std::optional<FileState>& state, std::string_view text) {
   const std::vector<std::string_view> parts = PartsOf(text);
   return parts.size() == 4 && Take(taken.identity.device, parts[0]) && Take(taken.identity.inode, parts[1]) &&
          Take(taken.length, parts[2]) && Take(taken.modified, parts[3]);
-}
-
-std::string RangesText(const IntervalSet& held) {
-  std::string text;
-  for (const Range& range : held.Ranges()) {
-    if (!text.empty()) text += ',';
-    text.append(std::to_string(range.begin)).append("-").append(std::to_string(range.end));
-  }
-  return text;
-}
-
-// In rising order and apart, as they are written, so that reading takes linear time.
-bool TakeRanges(IntervalSet& held, std::string_view text) {
-  std::vector<Range> ranges;
-  while (true) {
-    const std::string_view item = text.substr(0, text.find(','));
-    const std::size_t dash = item.find('-');
-    Range range;
-    if (dash == std::string_view::npos || !Take(range.begin, item.substr(0, dash)) ||
-        !Take(range.end, item.substr(dash + 1)))
-      return false;
-    if (range.end <= range.begin || (!ranges.empty() && range.begin <= ranges.back().end)) return false;
-    ranges.push_back(range);
-    if (item.size() == text.size()) break;
-    text.remove_prefix(item.size() + 1);
-  }
-  held = IntervalSet(ranges);
-  return true;
 }
 
 // A line for each mirror: "PRIORITY LOCATION ADDRESS FAULT", "-" for no location.
@@ -151,6 +71,12 @@ bool TakeMirrors(std::vector<Mirror>& mirrors, const std::string& text) {
     mirror.fault = PercentDecoded(NextWord(line));
   }
   return lines.empty();
+}
+
+// Of a file in a folder that is known.
+bool IsPlainName(std::string_view name) {
+  return !name.empty() && !name.starts_with('.') && name.find('/') == std::string_view::npos &&
+         name.find('\0') == std::string_view::npos;
 }
 
 constexpr std::array<std::string_view, 8> kStates = {"paused",   "waiting",  "active", "stopped",
@@ -222,11 +148,8 @@ constexpr std::array kFields = {
           [](E& e, Text t) { return TakePath(e.oldPartPath, t); }},
     Field{"oldpartid", [](const E& e) { return When(!e.oldPartPath.empty(), IdentityText(e.oldPart)); },
           [](E& e, Text t) { return TakeIdentity(e.oldPart, t); }},
-    Field{"referrer", [](const E& e) { return Encoded(WithoutPassword(e.referrer)); },
-          [](E& e, Text t) {
-            e.referrer = WithoutPassword(PercentDecoded(t));
-            return true;
-          }},
+    // Earlier versions wrote the address itself.
+    Field{"referrer", [](const E& e) { return Flag(e.hadPage); }, [](E& e, Text t) { return e.hadPage = !t.empty(); }},
     Field{"unsafe", [](const E& e) { return Flag(!e.hashesAreSafe); },
           [](E& e, Text t) {
             e.hashesAreSafe = false;
@@ -241,6 +164,11 @@ constexpr std::array kFields = {
           [](E& e, Text t) { return (e.checksum = ParseChecksum(t)).has_value(); }},
     Field{"pieces", [](const E& e) { return e.pieces ? PiecesText(*e.pieces) : std::string(); },
           [](E& e, Text t) { return (e.pieces = ParsePieces(t)).has_value(); }},
+    Field{"piecesfound", [](const E& e) { return Flag(e.piecesWereFound); },
+          [](E& e, Text t) {
+            e.piecesWereFound = true;
+            return t == "1";
+          }},
     Field{"found", [](const E& e) { return e.foundChecksum ? ChecksumText(*e.foundChecksum) : std::string(); },
           [](E& e, Text t) { return (e.foundChecksum = ParseChecksum(t)).has_value(); }},
     Field{"limit", [](const E& e) { return When(e.speedLimit > 0, std::to_string(e.speedLimit)); },
@@ -255,37 +183,18 @@ constexpr std::array kFields = {
             e.startAt = std::bit_cast<double>(bits);
             return taken;
           }},
+    Field{"title", [](const E& e) { return Encoded(e.title); }, [](E& e, Text t) { return TakeText(e.title, t); }},
+    Field{"selection", [](const E& e) { return Encoded(e.selection); },
+          [](E& e, Text t) { return TakeText(e.selection, t) && IsPlainName(e.selection); }},
+    Field{"tofetch", [](const E& e) { return Known(e.toFetch); }, [](E& e, Text t) { return Take(e.toFetch, t); }},
+    Field{"unpacked", [](const E& e) { return RangesText(e.unpacked); },
+          [](E& e, Text t) { return TakeRanges(e.unpacked, t); }},
+    Field{"begun", [](const E& e) { return RangesText(e.begun); }, [](E& e, Text t) { return TakeRanges(e.begun, t); }},
     Field{"place", [](const E& e) { return Known(e.queuePlace.value_or(-1)); },
           [](E& e, Text t) { return Take(e.queuePlace.emplace(), t); }},
 };
 
 // Lines
-
-std::string Line(const std::string& fields) { return Hex(Crc32(fields), kCrcDigits) + fields + "\n"; }
-
-void AppendField(std::string& fields, std::string_view name, const std::string& value) {
-  if (!value.empty()) fields.append(" ").append(name).append("=").append(value);
-}
-
-// The fields of a line without line feed; nothing if its sum is wrong.
-std::optional<std::string_view> FieldsOf(std::string_view line) {
-  if (line.size() < kCrcDigits) return {};
-  std::uint32_t crc = 0;
-  const std::string_view fields = line.substr(kCrcDigits);
-  if (!Take(crc, line.substr(0, kCrcDigits), 16) || crc != Crc32(fields)) return {};
-  return fields;
-}
-
-// Cuts " name=value" off the front.
-std::optional<std::pair<std::string_view, std::string_view>> NextField(std::string_view& fields) {
-  if (!fields.starts_with(' ')) return {};
-  fields.remove_prefix(1);
-  const std::string_view field = fields.substr(0, fields.find(' '));
-  fields.remove_prefix(field.size());
-  const std::size_t equals = field.find('=');
-  if (equals == std::string_view::npos || equals == 0) return {};
-  return std::pair(field.substr(0, equals), field.substr(equals + 1));
-}
 
 bool TakeField(JournalEntry& entry, std::string_view name, std::string_view value) {
   const auto* const known =
@@ -330,7 +239,7 @@ class Reader {
   bool TakeNextId(std::string_view fields) {
     const auto field = NextField(fields);
     std::uint64_t next = 0;
-    if (!field || field->first != kNextId || !pellora::Take(next, field->second)) return false;
+    if (!field || field->first != kNextId || !fields::Take(next, field->second)) return false;
     reading_.nextId = std::max(reading_.nextId, next);
     return true;
   }

@@ -1,9 +1,8 @@
 // JournalCodec: the journal of the web engine's downloads, as pure functions.
 //
 // One line says all about one download at one moment, so that the last line of each counts and any line rebuilds its
-// record. A line is its CRC-32 as eight hexadecimal digits, then fields " name=value", then a line feed; in values
-// every byte up to 0x20, 0x7F and "%" is "%XX". A download is known by its address without password and the bits of its
-// DateAdded. There are no passwords and no cookies in a journal.
+// record. Lines are those of FieldLines. A download is known by its address without password and the bits of its
+// DateAdded. There are no passwords, cookies and referring pages in a journal.
 //
 // A line that is cut, damaged or senseless counts for nothing, wherever it is. Fields that a later version has added
 // are kept and written again.
@@ -62,14 +61,15 @@ struct JournalEntry {
   FileFacts facts;          // of the first answer
   IntervalSet held;         // bytes of the part file that are on the disk
   bool hadCookies = false;  // the hand-over had some: without them the server may answer something else
+  bool hadPage = false;     // the hand-over named the page: without it the server may refuse
   bool quiet = false;       // added among many: no window opens by itself
   std::optional<FileState> renamed;
   std::optional<FileState> replaces;  // the user has allowed that this very file at `path` be replaced
   std::string oldPartPath;            // "begin anew": goes once the new file is finished
   FileIdentity oldPart;
-  std::string referrer;
   std::optional<Checksum> checksum;        // of the whole file, as the user or its source has it
   std::optional<PieceHashes> pieces;       // of the file
+  bool piecesWereFound = false;            // as foundChecksum
   std::optional<Checksum> foundChecksum;   // of the whole file, as the replies or a list beside it say
   std::int64_t speedLimit = 0;             // bytes per second; 0: none
   std::optional<double> startAt;           // begin later: days since 30 December 1899
@@ -77,13 +77,18 @@ struct JournalEntry {
   bool hashesAreSafe = true;               // as in WebAdd
   std::int64_t size = -1;                  // that the file is to have; -1: not known
   std::vector<Mirror> mirrors;
+  std::string title;            // what the list calls it, if not by its file's name: of chosen entries of an archive
+  std::string selection;        // these: the name of a file beside the journal; empty: the file as it is
+  std::int64_t toFetch = -1;    // bytes of the archive that are to be fetched for them
+  IntervalSet unpacked;         // numbers of those that have been unpacked
+  IntervalSet begun;            // numbers of those that may have been
   std::uint64_t factsFrom = 0;  // the facts are those of the address, 0, or a mirror, from 1
   std::vector<std::pair<std::string, std::string>> others;  // of a later version: names and encoded values
 
   bool operator==(const JournalEntry&) const = default;
 };
 
-// A whole line, with its line feed. Passwords in `key.url` and `referrer` are cut.
+// A whole line, with its line feed. The password in `key.url` is cut.
 std::string JournalLine(const JournalEntry& entry);
 // A line that keeps ids from returning once the entries that had them are dropped.
 std::string NextIdLine(std::uint64_t nextId);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "core/Ascii.h"
+#include "core/Metalink.h"
 #include "fetch/ReplyHeads.h"
 
 namespace pellora {
@@ -49,14 +50,14 @@ std::optional<std::string> TakeQuoted(std::string_view& text) {
 
 struct Link {
   std::string_view target;
-  std::string rel, pri, geo;
+  std::string rel, pri, geo, type;
   bool anchored = false;  // says something of another file than the one that was asked for
 };
 
 // The first parameter of each name counts (RFC 8288, section 3.4.1).
 void SetParameter(Link& link, std::string_view name, std::string value) {
-  for (const auto& [known, place] :
-       {std::pair{"rel", &link.rel}, std::pair{"pri", &link.pri}, std::pair{"geo", &link.geo}}) {
+  for (const auto& [known, place] : {std::pair{"rel", &link.rel}, std::pair{"pri", &link.pri},
+                                     std::pair{"geo", &link.geo}, std::pair{"type", &link.type}}) {
     if (EqualsNoCase(name, known) && place->empty()) *place = value;
   }
   link.anchored |= EqualsNoCase(name, "anchor");
@@ -102,14 +103,18 @@ bool HasRelation(std::string_view relations, std::string_view wanted) {
   return false;
 }
 
-std::optional<Mirror> MirrorOf(const Link& link, const WebAddress& base) {
-  if (link.anchored || !HasRelation(link.rel, "duplicate") || link.target.empty()) return {};
+// Of a link of that relation to the file that was asked for.
+std::optional<WebAddress> TargetOf(const Link& link, std::string_view relation, const WebAddress& base) {
+  if (link.anchored || !HasRelation(link.rel, relation) || link.target.empty()) return {};
   std::optional<WebAddress> address = ParseWebAddress(link.target);
-  if (!address) {
-    const ResolvedRedirect resolved = ResolveRedirect(base, link.target);
-    if (resolved.fault != RedirectFault::None) return {};
-    address = resolved.address;
-  }
+  if (address) return address;
+  const ResolvedRedirect resolved = ResolveRedirect(base, link.target);
+  return resolved.fault == RedirectFault::None ? std::optional(resolved.address) : std::nullopt;
+}
+
+std::optional<Mirror> MirrorOf(const Link& link, const WebAddress& base) {
+  const std::optional<WebAddress> address = TargetOf(link, "duplicate", base);
+  if (!address) return {};
   Mirror mirror;
   mirror.url = WireUrl(*address);
   if (mirror.url.size() > kLongestMirror || mirror.url == WireUrl(base)) return {};
@@ -121,22 +126,37 @@ std::optional<Mirror> MirrorOf(const Link& link, const WebAddress& base) {
   return mirror;
 }
 
+std::vector<Link> LinksOf(const FetchAnswer& answer) {
+  std::vector<Link> links;
+  for (std::string_view text : HeadersOf(answer, "Link")) {
+    text = text.substr(0, kLongestHeader);
+    while (std::optional<Link> link = TakeLink(text)) links.push_back(std::move(*link));
+  }
+  return links;
+}
+
 }  // namespace
 
 std::vector<Mirror> MirrorsIn(const FetchAnswer& answer, const WebAddress& base) {
   std::vector<Mirror> mirrors;
   std::set<std::string> known;
-  for (std::string_view text : HeadersOf(answer, "Link")) {
-    text = text.substr(0, kLongestHeader);
-    while (const std::optional<Link> link = TakeLink(text)) {
-      std::optional<Mirror> mirror = MirrorOf(*link, base);
-      if (mirror && known.insert(mirror->url).second) mirrors.push_back(std::move(*mirror));
-    }
+  for (const Link& link : LinksOf(answer)) {
+    std::optional<Mirror> mirror = MirrorOf(link, base);
+    if (mirror && known.insert(mirror->url).second) mirrors.push_back(std::move(*mirror));
   }
   std::stable_sort(mirrors.begin(), mirrors.end(),
                    [](const Mirror& a, const Mirror& b) { return a.priority < b.priority; });
   if (mirrors.size() > kMostMirrors) mirrors.resize(kMostMirrors);
   return mirrors;
+}
+
+std::optional<WebAddress> DescriptionIn(const FetchAnswer& answer, const WebAddress& base) {
+  for (const Link& link : LinksOf(answer)) {
+    const std::optional<WebAddress> address = TargetOf(link, "describedby", base);
+    if (!address || !EqualsNoCase(link.type, kMetalinkType) || !IsHttp(address->scheme)) continue;
+    if (!IsEncrypted(base.scheme) || IsEncrypted(address->scheme)) return address;
+  }
+  return {};
 }
 
 }  // namespace pellora

@@ -4,14 +4,12 @@
 #include <utility>
 
 #include "core/ChecksumList.h"
-#include "fetch/ReplyHeads.h"
 
 namespace pellora {
 
 namespace {
 
 constexpr std::uint32_t kLimit = 10'000;  // ms
-constexpr std::size_t kMostBytes = std::size_t{1} << 20;
 
 }  // namespace
 
@@ -31,7 +29,7 @@ std::vector<ListPlace> ListPlaces(const WebAddress& file) {
 }
 
 ListSeek::ListSeek(Platform& platform, HostMemory& hosts, std::vector<ListPlace> places, std::vector<std::string> names,
-                   MakeRequest make)
+                   SmallFetch::MakeRequest make)
     : platform_(platform),
       hosts_(hosts),
       places_(std::move(places)),
@@ -44,41 +42,26 @@ ListSeek::ListSeek(Platform& platform, HostMemory& hosts, std::vector<ListPlace>
 }
 
 void ListSeek::BeginNext() {
-  EndRequest();
   if (next_ == places_.size()) return End();
-  const WebAddress& address = places_[next_++].address;
-  list_.clear();
-  connection_ = std::make_unique<HostMemory::Connection>(hosts_, OriginOf(address));
-  fetch_ = platform_.fetcher->Begin(make_(address), *this);
-}
-
-void ListSeek::EndRequest() {
-  fetch_.reset();
-  connection_.reset();
+  const ListPlace& place = places_[next_++];
+  fetch_ = std::make_unique<SmallFetch>(platform_, hosts_, make_, SmallFetch::Redirects::Refused,
+                                        [this, &place](std::optional<std::string> list) {
+                                          if (list) Read(place, *list);
+                                          found_ ? End() : BeginNext();
+                                        });
+  fetch_->Begin(place.address);
 }
 
 void ListSeek::End() {
-  EndRequest();
+  fetch_.reset();
   limit_.SetEnabled(false);
   over_ = true;
 }
 
-void ListSeek::Answered(const FetchAnswer& answer) {
-  if (answer.status != 200 || !ListMembers(answer, "Content-Encoding").empty()) BeginNext();
-}
-
-void ListSeek::DataArrived(std::unique_ptr<FetchBlock> block) {
-  if (list_.size() + block->Bytes().size() > kMostBytes) return BeginNext();
-  list_ += block->Bytes();
-}
-
-void ListSeek::Ended(FetchEnd end, const std::string&) {
-  const bool ofOne = places_[next_ - 1].ofOne;
+void ListSeek::Read(const ListPlace& place, std::string_view list) {
   for (const std::string& name : names_) {
-    if (end != FetchEnd::Whole || found_) break;
-    found_ = ofOne ? ListedChecksumOfOne(list_, name) : ListedChecksum(list_, name);
+    if (!found_) found_ = place.ofOne ? ListedChecksumOfOne(list, name) : ListedChecksum(list, name);
   }
-  found_ ? End() : BeginNext();
 }
 
 }  // namespace pellora

@@ -1,21 +1,21 @@
 // ListSeek: looks for a list of checksums beside a file, one place after the other.
 //
-// Redirects are not followed: a list counts only from the server and folder of the file. Lists above 1 MiB, and servers
-// that take longer than 10 s for all of them, are given up; what cannot be had changes nothing.
+// Redirects are not followed: a list counts only from the server and folder of the file. Servers that take longer than
+// 10 s for all of them are given up; what cannot be had changes nothing.
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "async/Timer.h"
 #include "core/Checksum.h"
 #include "core/WebAddress.h"
 #include "fetch/HostMemory.h"
-#include "ports/Fetcher.h"
+#include "fetch/SmallFetch.h"
 #include "ports/Platform.h"
 
 namespace pellora {
@@ -31,35 +31,30 @@ struct ListPlace {
 // name.
 std::vector<ListPlace> ListPlaces(const WebAddress& file);
 
-class ListSeek final : private FetchEvents {
+class ListSeek final {
  public:
-  using MakeRequest = std::function<FetchRequest(const WebAddress& address)>;
-
   // The first request begins at once. `names` are what the file may be called in a list.
   ListSeek(Platform& platform, HostMemory& hosts, std::vector<ListPlace> places, std::vector<std::string> names,
-           MakeRequest make);
+           SmallFetch::MakeRequest make);
+  ListSeek(const ListSeek&) = delete;
+  ListSeek& operator=(const ListSeek&) = delete;
 
   bool Over() const { return over_; }
   const std::optional<Checksum>& Found() const { return found_; }
 
  private:
   void BeginNext();
-  void EndRequest();
   void End();
-  void Answered(const FetchAnswer& answer) override;
-  void DataArrived(std::unique_ptr<FetchBlock> block) override;
-  void Ended(FetchEnd end, const std::string& reason) override;
+  void Read(const ListPlace& place, std::string_view list);
 
   Platform& platform_;
   HostMemory& hosts_;
   const std::vector<ListPlace> places_;
   const std::vector<std::string> names_;
-  const MakeRequest make_;
+  const SmallFetch::MakeRequest make_;
   Timer limit_;
   std::size_t next_ = 0;
-  std::unique_ptr<HostMemory::Connection> connection_;
-  std::unique_ptr<Fetch> fetch_;
-  std::string list_;
+  std::unique_ptr<SmallFetch> fetch_;
   std::optional<Checksum> found_;
   bool over_ = false;
 };

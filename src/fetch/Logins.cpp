@@ -39,76 +39,82 @@ LoginPlace PlaceOf(const WebAddress& address, const std::string& realm) {
 
 LoginPlace PlaceOf(const ProxyServer& proxy) { return {"proxy", proxy.host, proxy.port, {}}; }
 
-Login Logins::GivenFor(const LoginPlace& place) const {
-  const auto found = given_.find(place);
+Login Logins::GivenFor(const LoginWish& wish) const {
+  const auto found = given_.find(wish);
   return found == given_.end() ? Login() : found->second;
 }
 
-void Logins::Give(const LoginPlace& place, const Login& login, bool remember) {
-  given_[place] = login;
-  toRemember_.erase(place);
-  if (remember) toRemember_[place] = login;
-  const auto [first, last] = waiting_.equal_range(place);
+void Logins::Give(const LoginWish& asked, const Login& login, bool remember) {
+  const auto& [place, named] = asked;
+  given_[asked] = given_[{place, login.user}] = login;
+  given_.try_emplace({place, {}}, login);
+  std::erase_if(toRemember_, [&](const auto& one) { return one.first == place && one.second.user == login.user; });
+  if (remember) toRemember_.emplace_back(place, login);
   std::vector<std::function<void()>> calls;
-  for (auto waiting = first; waiting != last; ++waiting) calls.push_back(std::move(waiting->second));
-  waiting_.erase(first, last);
+  for (const std::string& user : std::set<std::string>{named, login.user, {}}) {
+    const auto [first, last] = waiting_.equal_range({place, user});
+    for (auto waiting = first; waiting != last; ++waiting) calls.push_back(std::move(waiting->second));
+    waiting_.erase(first, last);
+  }
   for (const auto& call : calls) call();
 }
 
-void Logins::WhenGiven(const LoginPlace& place, std::function<void()> call) {
-  waiting_.emplace(place, std::move(call));
+void Logins::WhenGiven(const LoginWish& wish, std::function<void()> call) { waiting_.emplace(wish, std::move(call)); }
+
+// A refused login leaves the store when its user has another, or another user's is to be kept in its place.
+void Logins::DeleteStale(const LoginPlace& place, const Login& accepted, bool another) {
+  std::erase_if(stale_, [&](const auto& stale) {
+    if (stale.first != place || (stale.second.user != accepted.user && !another)) return false;
+    const bool replaced = stale.second != accepted;  // else the refusal has passed
+    if (replaced && platform_.secrets != nullptr) platform_.secrets->Delete(place, stale.second.user);
+    return true;
+  });
 }
 
 void Logins::Accepted(const LoginPlace& place, const Login& login) {
-  const auto wish = toRemember_.find(place);
-  const auto stale = stale_.find(place);
-  if (stale != stale_.end() && (stale->second.user == login.user || wish != toRemember_.end())) {
-    const bool replaced = stale->second != login;  // else the refusal has passed
-    if (replaced && platform_.secrets != nullptr) platform_.secrets->Delete(place, stale->second.user);
-    stale_.erase(stale);
-  }
-  if (wish == toRemember_.end() || wish->second != login) return;
-  toRemember_.erase(wish);
-  platform_.tasks.Spawn(Remember(place, login));
+  const bool remembers = std::erase(toRemember_, std::pair(place, login)) > 0;
+  DeleteStale(place, login, remembers);
+  if (remembers) platform_.tasks.Spawn(Remember(place, login));
 }
 
 void Logins::Refused(const LoginPlace& place, const Login& login) {
-  const auto isIt = [&](const auto& entry) { return entry.first == place && entry.second == login; };
-  std::erase_if(given_, isIt);
-  std::erase_if(toRemember_, isIt);
-  if (std::erase_if(found_, isIt) > 0) stale_[place] = login;
+  std::erase_if(given_, [&](const auto& one) { return one.first.first == place && one.second == login; });
+  std::erase(toRemember_, std::pair(place, login));
+  if (std::erase(found_, std::pair(place, login)) > 0) stale_.emplace_back(place, login);
 }
 
 bool Logins::StoreAnswers() const { return platform_.secrets != nullptr && !storeFailed_; }
 
 bool Logins::CanRemember() const { return StoreAnswers(); }
 
-bool Logins::MaySeek(const LoginPlace& place) const {
-  return StoreAnswers() && (!sought_.contains(place) || seeking_.contains(place));
+bool Logins::MaySeek(const LoginWish& wish) const {
+  return StoreAnswers() && (!sought_.contains(wish) || seeking_.contains(wish));
 }
 
-Task<> Logins::Seek(LoginPlace place, std::string user) {
-  if (!sought_.insert(place).second) {
-    std::function<bool()> over = [this, place] { return !seeking_.contains(place); };
+Task<> Logins::Seek(LoginWish wish) {
+  if (!sought_.insert(wish).second) {
+    std::function<bool()> over = [this, wish] { return !seeking_.contains(wish); };
     co_await platform_.tasks.Until(std::move(over));
     co_return;
   }
-  seeking_.insert(place);
+  seeking_.insert(wish);
   const auto answer = std::make_shared<Awaited<std::optional<Login>>>();
-  platform_.secrets->LookUp(place, user, [answer](std::optional<Login> login) {
+  platform_.secrets->LookUp(wish.first, wish.second, [answer](std::optional<Login> login) {
     answer->there = true;
     answer->value = std::move(login);
   });
   std::function<bool()> over = Within(platform_, answer);
   co_await platform_.tasks.Until(std::move(over));
-  seeking_.erase(place);
+  seeking_.erase(wish);
   if (!answer->there) storeFailed_ = true;
   if (!answer->value) {
-    sought_.erase(place);
+    sought_.erase(wish);
     co_return;
   }
-  found_[place] = *answer->value;
-  given_.emplace(place, *answer->value);  // unless the user was faster
+  found_.emplace_back(wish.first, *answer->value);
+  // Unless the user was faster.
+  given_.emplace(wish, *answer->value);
+  given_.try_emplace(LoginWish(wish.first, answer->value->user), *answer->value);
 }
 
 Task<> Logins::Remember(LoginPlace place, Login login) {

@@ -17,6 +17,11 @@ std::uint64_t LengthOf(const WantedPart& wanted) {
   return static_cast<std::uint64_t>(std::max<std::int64_t>(0, wanted.total));
 }
 
+std::uint64_t NeedOf(const WantedPart& wanted, bool fillsGaps) {
+  const std::int64_t filled = wanted.filled >= 0 && !fillsGaps ? wanted.filled : wanted.total;
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(0, filled) + wanted.besides);
+}
+
 // A classic download whose write fails ends the program: its parts and the file that they are joined to have room
 // first.
 std::uint64_t ReservedFor(const std::vector<Need>& others, const DownloadFiles& files, const std::string& folder) {
@@ -33,6 +38,7 @@ void Measure(const DownloadFiles& files, const WantedPart& wanted, const std::st
   made.room = room - made.reserved;
   made.longest = files.LongestFileIn(folder);
   made.fillsGaps = files.FillsGaps(folder);
+  made.needed = NeedOf(wanted, made.fillsGaps);
 }
 
 bool IsFree(const DownloadFiles& files, const Files& all, const WantedPart& wanted, const std::string& path) {
@@ -86,7 +92,7 @@ NewPart CreateNewPart(DownloadFiles& files, Files& all, const WantedPart& wanted
   NewPart made;
   const std::string folder = FolderOf(wanted.path);
   Measure(files, wanted, folder, made);
-  if (LengthOf(wanted) > made.room || LengthOf(wanted) > made.longest) return made;
+  if (made.needed > made.room || LengthOf(wanted) > made.longest) return made;
   std::string name = NameOf(wanted.path);
   for (int tried = 0; tried < kMostNumbers; ++tried, name = FollowingName(name)) {
     made.path = wanted.keepsPath ? wanted.path : JoinFolder(folder, name);

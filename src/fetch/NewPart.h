@@ -36,6 +36,9 @@ struct WantedPart {
   std::optional<FileState> replaces;
   std::vector<Need> others;
   std::int64_t total = -1;  // bytes; -1: not known
+  // Of the total, bytes that will be written, if the disk keeps the gaps; -1: all.
+  std::int64_t filled = -1;
+  std::int64_t besides = 0;  // bytes that will be written to other files meanwhile
 };
 
 struct NewPart {
@@ -43,6 +46,7 @@ struct NewPart {
   std::string partPath;
   std::shared_ptr<DownloadFile> file;  // locked; null if there is no room for it
   FileIdentity identity;
+  std::uint64_t needed = 0;    // bytes, besides what others need
   std::uint64_t room = 0;      // on the disk, bytes
   std::uint64_t reserved = 0;  // of the disk's room: for running downloads of the classic engine
   std::uint64_t longest = 0;   // file that the disk takes

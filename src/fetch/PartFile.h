@@ -40,6 +40,8 @@ class PartFile {
 
   const std::string& Path() const { return path_; }
   const FileIdentity& Identity() const { return identity_; }
+  // For works alone.
+  const std::shared_ptr<DownloadFile>& Opened() const { return file_; }
 
   // Compares `held` ranges of the block, which begins at `offset`, with the file, then writes the `needed` ones.
   void Put(std::unique_ptr<FetchBlock> block, std::int64_t offset, std::vector<Range> held, std::vector<Range> needed,

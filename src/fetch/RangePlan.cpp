@@ -158,7 +158,7 @@ std::vector<std::int64_t> RangePlan::SharesOf(const Region& region) const {
 }
 
 bool RangePlan::Fits(const Region& region, int lane) const {
-  if (region.owner < 0 && region.takers.empty()) return true;  // somebody must fetch it, however small it is
+  if (region.owner < 0 && region.takers.empty()) return true;  // a lane must fetch it, however small it is
   Region more = region;
   more.takers.push_back(lane);
   const std::vector<std::int64_t> shares = SharesOf(more);

@@ -191,8 +191,7 @@ constexpr std::array kStatuses = {
 };
 
 ReplyReading WithoutBody(const FetchAnswer& answer) {
-  constexpr std::array kRedirects = {301, 302, 303, 307, 308};
-  if (std::find(kRedirects.begin(), kRedirects.end(), answer.status) != kRedirects.end()) {
+  if (IsRedirect(answer.status)) {
     const std::string_view location = HeaderOf(answer, "Location");
     if (location.empty()) return Verdict(ReplyVerdict::Refused, ReplyReason::BadRedirect);
     ReplyReading reading = Verdict(ReplyVerdict::Redirect, ReplyReason::Status);

@@ -1,6 +1,7 @@
 #include "fetch/ReplyHeads.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 
 #include "core/Ascii.h"
@@ -133,6 +134,11 @@ std::optional<std::int64_t> RetryAfter(const FetchAnswer& answer) {
   const std::optional<std::int64_t> now = ParseHttpDate(HeaderOf(answer, "Date"));
   if (!moment || !now) return {};
   return std::clamp<std::int64_t>(*moment - *now, 0, kLongestWait);
+}
+
+bool IsRedirect(int status) {
+  constexpr std::array kRedirects = {301, 302, 303, 307, 308};
+  return std::find(kRedirects.begin(), kRedirects.end(), status) != kRedirects.end();
 }
 
 }  // namespace pellora

@@ -51,4 +51,7 @@ std::string IfRangeOf(const Validator& validator);
 // date in an answer without Date.
 std::optional<std::int64_t> RetryAfter(const FetchAnswer& answer);
 
+// The status says that the file is at another address, which a header "Location" names.
+bool IsRedirect(int status);
+
 }  // namespace pellora

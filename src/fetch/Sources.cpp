@@ -38,6 +38,11 @@ bool Sources::HasOthers(int number) const {
   return false;
 }
 
+int Sources::InUse() const {
+  return static_cast<int>(std::count_if(sources_.begin(), sources_.end(),
+                                        [](const Source& source) { return source.state == SourceState::InUse; }));
+}
+
 bool Sources::AllAreHttp() const {
   return std::all_of(sources_.begin(), sources_.end(), [](const Source& source) {
     return source.state == SourceState::LeftOut || IsHttp(source.given.scheme);

@@ -51,7 +51,8 @@ class Sources {
   Source& Main() { return At(main_); }
   const Source& Main() const { return At(main_); }
   bool HasOthers(int number) const;  // that are not left out
-  bool AllAreHttp() const;           // of those that are not left out
+  int InUse() const;
+  bool AllAreHttp() const;  // of those that are not left out
 
   // For good. The main one becomes the first one that is left.
   void LeaveOut(int number, std::string fault);

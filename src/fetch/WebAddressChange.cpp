@@ -69,10 +69,10 @@ void WebEngine::MoveTo(const JournalKey& key) {
   const AddressReading address = *NewAddress();
   services_->newAddresses.erase(entry_.key);
   DownloadRecord& record = Record();
-  auto cookies = services_->cookies.extract(entry_.key);
-  if (!cookies.empty() && SharesSecretsOfListed()) {
-    cookies.key() = key;
-    services_->cookies.insert(std::move(cookies));
+  services_->handOvers.Move(entry_.key, key, SharesSecretsOfListed());
+  if (auto selection = services_->selections.extract(entry_.key); !selection.empty()) {
+    selection.key() = key;
+    services_->selections.insert(std::move(selection));
   }
   auto login = services_->addedLogins.extract(entry_.key);
   if (!login.empty() && SharesSecretsOfListed()) {
@@ -84,7 +84,8 @@ void WebEngine::MoveTo(const JournalKey& key) {
   if (!(key == entry_.key)) services_->superseded.insert(entry_.key);
   services_->superseded.erase(key);
   entry_.key = key;
-  entry_.hadCookies = services_->cookies.contains(key);
+  entry_.hadCookies = services_->handOvers.HasCookies(key);
+  entry_.hadPage = services_->handOvers.HasPage(key);
   record.URL = address.listed;
   record.Host = address.parsed.host;
   record.Port = address.parsed.port;

@@ -54,6 +54,7 @@ struct Hashed {
 // True: nothing is known against the file. Else the download rests, or the run is over.
 Task<bool> WebEngine::CheckFile(Run run) {
   const auto hold = Hold();
+  describing_.reset();  // too late
   if (SeeksList()) {
     co_await SeekList(run);
     if (!StillCurrent() || run != run_) co_return false;
@@ -185,7 +186,7 @@ std::vector<Checksum> WebEngine::WantedChecksums() const {
   std::vector<Checksum> wanted;
   const std::optional<Checksum>& own = entry_.checksum;
   const std::optional<Checksum>& found = entry_.foundChecksum;
-  if (found && (!own || own->kind < found->kind)) wanted.push_back(*found);
+  if (found && Computes(found->kind) && (!own || own->kind < found->kind)) wanted.push_back(*found);
   if (own) wanted.push_back(*own);
   return wanted;
 }
@@ -200,16 +201,22 @@ bool WebEngine::SeeksList() const {
          services_->hosts.WaitFor(OriginOf(current), Now()) == 0;
 }
 
+// A name on this disk could be that of another file there.
+std::vector<std::string> WebEngine::NamesOfAddress() const {
+  std::vector<std::string> names;
+  for (const WebAddress& address : {sources_.At(0).current, given_}) {
+    std::string name = PercentDecoded(LastPathPart(address));
+    if (!name.empty()) names.push_back(std::move(name));
+  }
+  return names;
+}
+
 Task<> WebEngine::SeekList(Run run) {
   const auto hold = Hold();
   ShowCheck(Say(WebText::SeekingChecksums));
   const WebAddress& current = sources_.At(0).current;
-  std::vector<std::string> names = {PercentDecoded(LastPathPart(current)), NameOf(entry_.path)};
-  seek_ = std::make_unique<ListSeek>(program_.platform, services_->hosts, ListPlaces(current), std::move(names),
-                                     [this](const WebAddress& address) {
-                                       const AskedFor whole{RequestKind::First, false, 0, -1};
-                                       return requests_.Make(address, whole, entry_.referrer, {});
-                                     });
+  seek_ = std::make_unique<ListSeek>(program_.platform, services_->hosts, ListPlaces(current), NamesOfAddress(),
+                                     [this](const WebAddress& address) { return MakeSmallRequest(address); });
   std::function<bool()> over = [this, run] { return run != run_ || !seek_ || seek_->Over(); };
   co_await program_.platform.tasks.UntilEvent(std::move(over));
   if (run != run_ || !seek_) co_return;

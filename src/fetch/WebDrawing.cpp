@@ -70,8 +70,12 @@ void WebEngine::WriteFigures() {
     figures.reason = entry_.reason;
     return;  // what the list says of it is all that is left
   }
-  figures.received = plan_ ? plan_->Held().Bytes() : written_.Bytes();
-  figures.size = factsKnown_ ? facts_.total : -1;
+  if (entry_.toFetch >= 0) {
+    WriteFiguresOfSelection(figures);
+  } else {
+    figures.received = plan_ ? plan_->Held().Bytes() : written_.Bytes();
+    figures.size = factsKnown_ ? facts_.total : -1;
+  }
   // While it runs, over the last seconds; then over all of its time.
   const double mean = elapsed_ > 0 ? static_cast<double>(figures.received) / elapsed_ : 0;
   const double rate = state_ == FetchState::Running ? meter_.BytesPerSecond(Now()) : record.Finished ? mean : 0;

@@ -143,9 +143,10 @@ void WebEngine::Start(Sense sense) {
   if (sense == Sense::AsWished) BeginSources();
   requests_.Begin(given_);
   if (CookiesAreGone() && !factsKnown_) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));
-  const auto handed = services_->cookies.find(entry_.key);
-  if (handed != services_->cookies.end() && SharesSecretsOfListed()) requests_.TakeHanded(handed->second);
-  if (part_ || creating_ || entry_.partPath.empty()) {
+  TakeHandedOver();
+  if (IsSelection()) {
+    program_.platform.tasks.Spawn(OpenSelection(run_, sense == Sense::AsWished));
+  } else if (part_ || creating_ || entry_.partPath.empty()) {
     Open();
   } else {
     program_.platform.tasks.Spawn(AdoptPart(run_));
@@ -169,14 +170,30 @@ void WebEngine::StopWithoutJournal() {
   Rest(FetchEvent::GivenUp, reason);
 }
 
+const HandOver& WebEngine::Handed() const { return services_->handOvers.Of(entry_.key); }
+
+void WebEngine::TakeHandedOver() {
+  const HandOver& handed = Handed();
+  entry_.hadCookies = entry_.hadCookies || !handed.cookies.empty();
+  entry_.hadPage = entry_.hadPage || !handed.referrer.empty();
+  if (!handed.cookies.empty() && SharesSecretsOfListed()) requests_.TakeHanded(handed.cookies);
+}
+
 // Without them the server may send something else under this address.
 bool WebEngine::CookiesAreGone() const {
-  return entry_.hadCookies && NewAddress() == nullptr && !services_->cookies.contains(entry_.key);
+  return entry_.hadCookies && NewAddress() == nullptr && Handed().cookies.empty();
 }
+
+// Most servers do without it.
+bool WebEngine::PageIsGone() const { return entry_.hadPage && NewAddress() == nullptr && Handed().referrer.empty(); }
+
+bool WebEngine::MissesPage(const WebLane& lane) const { return PageIsGone() && lane.source == 0; }
+
+std::string WebEngine::PageGone(int status) const { return Say(WebText::PageGone, {std::to_string(status)}); }
 
 bool WebEngine::HasPlace() const { return !Queue(program_).IsFull(program_.settings.MaxSimulDownlads); }
 
-void WebEngine::StartOrQueue() { HasPlace() ? Start() : WaitForPlace(); }
+void WebEngine::StartOrQueue(Sense sense) { HasPlace() ? Start(sense) : WaitForPlace(); }
 
 void WebEngine::WaitForPlace() {
   Take(FetchEvent::StartNoPlace);
@@ -216,6 +233,7 @@ void WebEngine::EndRun() {
   early_.clear();
   earlyEnd_.reset();
   seek_.reset();
+  describing_.reset();
   check_.clear();
 }
 
@@ -280,6 +298,7 @@ void WebEngine::Pulse() {
   } else {
     CheckLanes(now);
   }
+  UnpackSoon();
   if (now - lastClaim_ >= kClaimEvery) Claim();
   if (now - lastDraw_ >= kRefreshEvery) Draw();
 }
@@ -384,7 +403,7 @@ RangePlan WebEngine::NewPlan() const {
   RangePlan::Shape shape;
   shape.lanes = kMaxLanes + kSpareLanes;
   shape.openRequests = !sources_.AllAreHttp() || !IsHttp(sources_.Main().current.scheme);
-  return {facts_.total, written_, shape};
+  return {facts_.total, extraction_ ? extraction_->HeldOrUnwanted(written_) : written_, shape};
 }
 
 // The body is compared with what is held, and what is missing is taken.
@@ -489,10 +508,14 @@ FetchRequest WebEngine::MakeRequest(const WebLane& lane, const AskedFor& asked) 
   const Source& source = SourceOf(lane);
   const std::string ifRange =
       asked.conditional ? IfRangeOf(source.facts.value_or(FileFacts()).validator) : std::string();
-  FetchRequest request = requests_.Make(lane.address, asked, entry_.referrer, ifRange);
+  FetchRequest request = requests_.Make(lane.address, asked, Handed().referrer, ifRange);
   request.http2 = http2_;
   if (request.proxy.empty() && lane.address == source.current) request.address = source.peer;
   return request;
+}
+
+FetchRequest WebEngine::MakeSmallRequest(const WebAddress& address) const {
+  return requests_.Make(address, AskedFor{RequestKind::First, false, 0, -1}, Handed().referrer, {});
 }
 
 }  // namespace pellora

@@ -3,9 +3,10 @@
 //
 // The first request is the first range from byte 0; its answer gives size, name and validator, and further lanes open
 // at once. RangePlan divides the file, CheckReply judges each answer, Sources says which server is asked, PartFile
-// writes, and the journal says what is on the disk. WebEngine.cpp has its life, WebReplies.cpp what answers and ends
-// mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file up to its
-// name, WebChecks.cpp its checksums, WebAddressChange.cpp another address for it, WebDrawing.cpp what is shown.
+// writes, and the journal says what is on the disk. WebEngine.cpp starts and ends its runs, WebReplies.cpp what answers
+// and ends mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file up
+// to its name, WebSelection.cpp what is chosen of an archive, WebChecks.cpp its checksums, WebAddressChange.cpp another
+// address for it, WebDrawing.cpp what is shown.
 //
 // Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
 // changes nothing.
@@ -27,6 +28,7 @@
 #include "core/Program.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
+#include "fetch/Extraction.h"
 #include "fetch/ListSeek.h"
 #include "fetch/PartFile.h"
 #include "fetch/RangePlan.h"
@@ -37,7 +39,12 @@
 
 namespace pellora {
 
+class EntryUnpacking;
+class OutputFolder;
+class UnpackedFiles;
 struct NewPart;
+struct WantedPart;
+enum class EntryEnd : std::uint8_t;
 
 class WebEngine final : public Engine, public std::enable_shared_from_this<WebEngine>, private WebLaneOwner {
  public:
@@ -71,13 +78,18 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool Fetching() const;                               // Opening, Running or Holding
   enum class Sense : std::uint8_t { AsWished, Anew };  // Anew: what it learned of its sources and failures still counts
   void Start(Sense sense = Sense::AsWished);
-  void StartOrQueue();     // as there is a place or not
-  void WaitForPlace();     // in the queue, which resumes it
-  void ContinueOrQueue();  // after a wait
+  void StartOrQueue(Sense sense = Sense::AsWished);  // as there is a place or not
+  void WaitForPlace();                               // in the queue, which resumes it
+  void ContinueOrQueue();                            // after a wait
   bool HasPlace() const;
   void StopWithoutJournal();
-  void EndRun();  // closes all lanes
+  void EndRun();                   // closes all lanes
+  const HandOver& Handed() const;  // by the browser; empty after a restart
+  void TakeHandedOver();
   bool CookiesAreGone() const;
+  bool PageIsGone() const;
+  bool MissesPage(const WebLane& lane) const;  // the server may refuse it therefore
+  std::string PageGone(int status) const;
   // Ends the run and takes the record out of work: paused, without a reason; else stopped, or asking.
   void Rest(FetchEvent event, const std::string& given);  // the reason, or empty
   void Pulse();
@@ -114,6 +126,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void BeginRequest(WebLane& lane, AskedFor asked);  // at the lane's address
   void AskForSample(WebLane& lane);
   FetchRequest MakeRequest(const WebLane& lane, const AskedFor& asked) const;
+  FetchRequest MakeSmallRequest(const WebAddress& address) const;  // for a document beside the file
   void AskAgain(WebLane& lane, AskedFor asked);
   WebLane& LaneOf(int number);
   int MostLanes() const;  // that are wanted
@@ -170,6 +183,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Source& SourceOf(const WebLane& lane) { return sources_.At(lane.source); }
   const Source& SourceOf(const WebLane& lane) const { return sources_.At(lane.source); }
   FileFacts KnownOf(const WebLane& lane) const;  // what its answers are compared with
+  bool Computes(ChecksumKind kind) const;        // the system does
   bool HasHashes() const;                        // that prove the file in the end
   bool MayUse(const Source& source) const;
   std::optional<int> SourceForLane() const;
@@ -178,6 +192,10 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   ReplyReading ReadOfMirror(const WebLane& lane, ReplyReading reading) const;
   void Proven(const WebLane& lane, const FileFacts& facts);
   void TakeLinks(const WebLane& lane, const FetchAnswer& answer);
+  void AddMirrors(const std::vector<Mirror>& mirrors);
+  void SeekDescription(const WebLane& lane, const FetchAnswer& answer);
+  void TakeDescription(const std::string& document);
+  void SpreadLanes();
   // The source has failed or lies: others continue. False, and nothing is done, if there are none.
   bool LeaveOut(int source, const std::string& fault, bool forGood = false);
   bool RestSource(int source, const std::string& fault);  // the same, until others fail
@@ -191,22 +209,26 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool FetchElsewhere(const std::vector<Range>& wrong);
   std::string Notes() const;
   Task<bool> TakeMetalink(Run run);
+  MetalinkFiles AsMetalink(std::vector<MetalinkFile> files) const;
 
   // Logins
   struct LoginDemand {
-    LoginPlace place;
+    LoginWish wish;
     Login refused;  // or empty
     std::string reason;
     bool unencrypted = false;
+    bool ofOwnAddress = false;  // not by a mirror or a proxy
+    std::string inRow{};        // in place of the reason
   };
   void LoginDemanded(WebLane& lane, const FetchAnswer& answer);
   void LoginRefused(WebLane& lane);  // by a server of ftp or sftp
   void ServerDemands(WebLane& lane, bool refused, bool unencrypted);
   void ProxyDemands(WebLane& lane);
-  std::string UserAt(const LoginPlace& place) const;  // whom the address names
+  bool IsWorthAsking(const WebLane& lane) const;
   void LoginMissing(LoginDemand demand);
   Task<> SeekLogin(Run run, LoginDemand demand);
   void AskForLogin(const LoginDemand& demand);
+  void LoginDenied(const LoginDemand& demand);
   void ShowLoginQuestion(const LoginDemand& demand);
   void OpenLoginWindow(const LoginDemand& demand);
   void TakeRefusal(const LoginPlace& place, const Login& login);
@@ -243,6 +265,34 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Task<bool> PublishAs(Run run, std::string path);
   void Finished();
 
+  // What is chosen of an archive (WebSelection.cpp)
+  bool IsSelection() const { return !entry_.selection.empty(); }
+  Task<> OpenSelection(Run run, bool asWished);
+  Task<bool> LoadSelection(Run run);
+  Task<bool> FindCopies(Run run);
+  Task<bool> HasCopy(SelectedEntry entry);
+  void OpenSelectionsPart();
+  void TakeRoomOfSelection(WantedPart& wanted) const;
+  void UseFactsOfSelection();
+  static ReplyReading ReadOfSelection(ReplyReading reading);
+  bool TakesNoParts(WebLane& lane, const ReplyReading& reading);  // True: that was all
+  void WriteFiguresOfSelection(WebFigures& figures) const;
+  void EntriesArrived(const std::vector<Range>& written);
+  void UnpackSoon();
+  Task<> UnpackEntries(Run run);
+  Task<> UnpackEntry(Run run, std::size_t number);
+  void MarkBegun(std::size_t number);
+  void ShowUnpacking(const SelectedEntry& entry, std::int64_t plain);
+  void EntryFailed(std::size_t number, EntryEnd end, const EntryUnpacking& work);
+  void EntryIsUnpacked(Run run, std::size_t number);
+  Task<> FinishSelection(Run run);
+  Task<bool> MakeFolders(Run run);
+  bool FetchEntriesAgain();
+  void StopForDamaged();
+  LoginPlace PlaceOfPassword() const;
+  void AskForArchivePassword();
+  Task<> SelectionIsUnpacked(Run run);
+
   // Checksums
   using Digits = std::vector<std::string>;
   Task<bool> CheckFile(Run run);
@@ -251,6 +301,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Task<Digits> HashRanges(Run run, std::vector<Range> ranges, std::vector<ChecksumKind> kinds);
   Task<std::optional<std::vector<Range>>> WrongPieces(Run run);
   Task<> SeekList(Run run);
+  std::vector<std::string> NamesOfAddress() const;  // where it led to, and as it was given
   bool SeeksList() const;
   bool HasPieces() const;
   std::vector<Checksum> WantedChecksums() const;
@@ -326,10 +377,16 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   SpeedMeter meter_;
   double elapsed_ = 0;  // seconds of fetching
   std::string announced_;
-  std::string check_;    // state of a check under way
-  std::string checked_;  // which checksum was right
+  std::string check_;                       // state of a check under way
+  std::string checked_;                     // which checksum was right
+  std::unique_ptr<Extraction> extraction_;  // null: the whole file, or not read yet
+  std::shared_ptr<OutputFolder> outputs_;   // of the extraction
+  std::shared_ptr<UnpackedFiles> outputFiles_;
+  bool unpacking_ = false;
+  std::int64_t lastUnpacked_ = 0;
   std::unique_ptr<ListSeek> seek_;
-  std::string note_;  // what is to be known of the file, which is or will be complete
+  std::unique_ptr<SmallFetch> describing_;  // the Metalink of the file
+  std::string note_;                        // what is to be known of the file, which is or will be complete
 };
 
 }  // namespace pellora

@@ -9,6 +9,7 @@
 #include "core/SpeedLimits.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/NewPart.h"
+#include "fetch/SelectionFiles.h"
 #include "fetch/WebEngine.h"
 #include "fetch/WebWords.h"
 #include "ports/Background.h"
@@ -54,7 +55,7 @@ std::string WebEngine::NoRoomFor(const NewPart& part) const {
   const auto total = static_cast<std::uint64_t>(facts_.total);
   if (total > part.longest) return Say(WebText::TooLong, {megabytes(part.longest)});
   const WebText text = part.reserved > 0 ? WebText::NoRoomBeside : WebText::NoRoom;
-  return Say(text, {megabytes(total + kMegabyte - 1), megabytes(part.room)});
+  return Say(text, {megabytes(part.needed + kMegabyte - 1), megabytes(part.room)});
 }
 
 // The list is saved first: after a kill nothing else knows whose the part file is.
@@ -75,9 +76,10 @@ Task<> WebEngine::CreatePart() {
   std::string failed;
   try {
     // The former part of a download that begins anew keeps its name.
-    const WantedPart wanted{
+    WantedPart wanted{
         entry_.path,     !entry_.oldPartPath.empty(), ClaimedPaths(program_, services_->journal, entry_.key),
         entry_.replaces, NeedsOfClassic(program_),    facts_.total};
+    if (IsSelection()) TakeRoomOfSelection(wanted);
     Background::Work work = [made, files = program_.platform.downloadFiles, all = &program_.platform.files, wanted] {
       *made = CreateNewPart(*files, *all, wanted);
     };
@@ -107,12 +109,12 @@ Task<> WebEngine::CreatePart() {
   entry_.partPath = made->partPath;
   entry_.part = made->identity;
   inOrder_ = made->fillsGaps;
-  Record().FileName = NameOf(entry_.path);
+  if (entry_.title.empty()) Record().FileName = NameOf(entry_.path);
   entry_.held = {};
   WriteJournal(JournalStateNow());
   // After the journal's line: what a kill leaves without an owner takes no room.
   try {
-    Background::Work reserve = [made, total = facts_.total] {
+    Background::Work reserve = [made, total = IsSelection() ? 0 : facts_.total] {
       if (total > 0) made->file->Reserve(static_cast<std::uint64_t>(total));
     };
     co_await InBackground(&program_.platform, std::move(reserve));
@@ -171,7 +173,7 @@ Task<> WebEngine::AdoptPart(Run run) {
   } else {
     DropPart();
   }
-  Open();
+  IsSelection() ? OpenSelectionsPart() : Open();
 }
 
 void WebEngine::AskAboutPart() {
@@ -196,11 +198,13 @@ void WebEngine::DropPart() {
   sources_.ForgetFile();
   entry_.factsFrom = 0;
   entry_.foundChecksum.reset();
+  if (std::exchange(entry_.piecesWereFound, false)) entry_.pieces.reset();
   factsKnown_ = false;
 }
 
 void WebEngine::PartIsReady() {
   if (!plan_ || state_ == FetchState::Holding) return;
+  if (IsSelection() && state_ == FetchState::Opening && !AnyIsOpen() && !earlyEnd_) return Open();
   const Run run = run_;
   for (auto& [number, block] : std::exchange(early_, {})) {
     if (run == run_ && plan_) PutBlock(LaneOf(number), std::move(block));
@@ -274,6 +278,7 @@ void WebEngine::PutDone(std::uint32_t generation, const std::vector<Range>& writ
   if (result == PartFile::Result::Differs) return ComparedOther();
   for (const Range& range : written) written_.Add(range);
   unclaimed_ = true;
+  if (extraction_) EntriesArrived(written);
   TakeNewAddress();
   if (Fetching() || state_ == FetchState::Finishing) return;
   Claim();  // no pulse does
@@ -294,7 +299,9 @@ void WebEngine::ComparedOther() {
 // Its disk may be removed then.
 void WebEngine::ClosePartAtRest() {
   const bool rests = !Fetching() && state_ != FetchState::Finishing && state_ != FetchState::Done;
-  if (rests && puts_ == 0 && !claiming_ && !unclaimed_) part_.reset();
+  if (!rests || puts_ != 0 || claiming_ || unclaimed_) return;
+  part_.reset();
+  outputs_.reset();
 }
 
 bool WebEngine::Compares() const {
@@ -364,7 +371,7 @@ void WebEngine::AllHeld() {
   Take(FetchEvent::AllBytesHeld);
   TheFigures().yields = false;
   EndRun();
-  program_.platform.tasks.Spawn(Finish(run_));
+  program_.platform.tasks.Spawn(IsSelection() ? FinishSelection(run_) : Finish(run_));
 }
 
 void WebEngine::DiskFailed(const std::string& reason) { LosePart(Say(WebText::NotWritten, {reason})); }
@@ -534,12 +541,12 @@ void WebEngine::Finished() {
   DownloadRecord& record = Record();
   Take(FetchEvent::Renamed);
   EndRun();
-  services_->cookies.erase(entry_.key);
+  services_->handOvers.Forget(entry_.key);
   services_->newAddresses.erase(entry_.key);
   part_.reset();
   record.SavePath = entry_.path;
   record.HasSavePath = true;
-  record.FileName = NameOf(entry_.path);
+  record.FileName = entry_.title.empty() ? NameOf(entry_.path) : entry_.title;
   record.Valid = false;
   record.Finished = true;
   record.Active = false;
@@ -547,6 +554,7 @@ void WebEngine::Finished() {
   record.Percent = 100.0F;
   WebFigures& figures = TheFigures();
   figures.standing = WebStanding::Finished;
+  figures.inFolder = !entry_.title.empty();
   entry_.partPath.clear();
   written_ = entry_.held;
   if (unconfirmed_ && checked_.empty()) note_ = Say(WebText::LengthNotConfirmed);
@@ -558,7 +566,9 @@ void WebEngine::Finished() {
   entry_.reason = Notes();
   DeletePartFile(program_.platform, entry_.oldPartPath, entry_.oldPart);
   entry_.oldPartPath.clear();
+  const std::string selection = std::exchange(entry_.selection, {});
   WriteJournal(JournalState::Finished);
+  DeleteSelection(program_.platform, services_->journal, selection);
   (void)SaveListBeforeTouchingParts(program_);
   Announce(std::move(done));
   if (view_ != nullptr) view_->SetFinished();

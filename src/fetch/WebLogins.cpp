@@ -8,15 +8,24 @@
 #include "core/ProxyServer.h"
 #include "fetch/Challenge.h"
 #include "fetch/ReplyHeads.h"
+#include "fetch/SelectionFiles.h"
 #include "fetch/WebEngine.h"
 
 namespace pellora {
 
+namespace {
+
+constexpr int kUnauthorized = 401;
+
+}  // namespace
+
 void WebEngine::LoginDemanded(WebLane& lane, const FetchAnswer& answer) {
   const std::optional<Challenge> challenge = ReadChallenge(HeadersOf(answer, "WWW-Authenticate"));
-  if (!challenge) return Refused(lane, Say(WebText::LoginNeeded));
+  if (!challenge) return Refused(lane, MissesPage(lane) ? PageGone(answer.status) : Say(WebText::LoginNeeded));
   requests_.TakeChallenge(lane.address, *challenge);
   const bool answered = lane.auth == challenge->auth;  // else it went out in another way
+  // That needs a ticket, which only libcurl knows of, and no login.
+  if (!answered && challenge->auth == FetchAuth::Negotiate) return AskAgain(lane, lane.Asked());
   ServerDemands(lane, answered, lane.address.scheme == WebScheme::Http && challenge->auth == FetchAuth::Basic);
 }
 
@@ -30,9 +39,17 @@ void WebEngine::ServerDemands(WebLane& lane, bool refused, bool unencrypted) {
   if (sent != Login()) TakeRefusal(place, sent);
   if (requests_.HasLoginFor(lane.address)) return AskAgain(lane, lane.Asked());
   if (OthersAreOpen(lane)) return GoOnWithout(lane, reason);
-  if (AskGivenOnceMore(lane) || LeaveOut(lane.source, reason)) return;
+  if (AskGivenOnceMore(lane) || (!IsWorthAsking(lane) && LeaveOut(lane.source, reason))) return;
   if (CookiesAreGone()) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));
-  LoginMissing({place, sent, reason, unencrypted});
+  LoginDemand demand{{place, requests_.UserFor(lane.address)}, sent, reason, unencrypted};
+  if (MissesPage(lane) && IsHttp(lane.address.scheme)) demand.inRow = PageGone(kUnauthorized);
+  demand.ofOwnAddress = lane.source == 0;
+  LoginMissing(std::move(demand));
+}
+
+// A mirror does without a login. So does a download that nobody watches, if it has mirrors.
+bool WebEngine::IsWorthAsking(const WebLane& lane) const {
+  return lane.source == 0 && !entry_.quiet && !program_.headless;
 }
 
 void WebEngine::ProxyDemands(WebLane& lane) {
@@ -45,7 +62,7 @@ void WebEngine::ProxyDemands(WebLane& lane) {
   if (wrong) TakeRefusal(place, proxy->login);
   if (requests_.HasOtherProxyLogin(place)) return AskAgain(lane, lane.Asked());
   if (OthersAreOpen(lane)) return GoOnWithout(lane, reason);
-  LoginMissing({place, proxy->login, reason});
+  LoginMissing({{place, {}}, proxy->login, reason});
 }
 
 void WebEngine::TakeRefusal(const LoginPlace& place, const Login& login) {
@@ -59,12 +76,8 @@ void WebEngine::LoginsAccepted(const WebLane& lane) {
   if (proxy && proxy->login != Login()) services_->logins.Accepted(PlaceOf(*proxy), proxy->login);
 }
 
-std::string WebEngine::UserAt(const LoginPlace& place) const {
-  return place == requests_.PlaceAt(given_) ? given_.user : std::string();
-}
-
 void WebEngine::LoginMissing(LoginDemand demand) {
-  if (!services_->logins.MaySeek(demand.place)) return AskForLogin(demand);
+  if (!services_->logins.MaySeek(demand.wish)) return AskForLogin(demand);
   for (const auto& lane : lanes_) Release(*lane);
   seeksLogin_ = true;
   program_.platform.tasks.Spawn(SeekLogin(run_, std::move(demand)));
@@ -72,13 +85,11 @@ void WebEngine::LoginMissing(LoginDemand demand) {
 
 Task<> WebEngine::SeekLogin(Run run, LoginDemand demand) {
   const auto hold = Hold();
-  const LoginPlace place = demand.place;
-  const std::string user = UserAt(place);
-  co_await services_->logins.Seek(place, user);
+  co_await services_->logins.Seek(demand.wish);
   if (!StillCurrent() || run != run_ || !seeksLogin_) co_return;
   seeksLogin_ = false;
   if (state_ == FetchState::Holding) co_return;  // the next round knows what was found
-  if (services_->logins.GivenFor(place) == Login()) {
+  if (services_->logins.GivenFor(demand.wish) == Login()) {
     AskForLogin(demand);
     co_return;
   }
@@ -89,11 +100,11 @@ Task<> WebEngine::SeekLogin(Run run, LoginDemand demand) {
 
 // Downloads of one place share the answer.
 void WebEngine::AskForLogin(const LoginDemand& demand) {
-  RestAsking(demand.reason, {});
+  RestAsking(demand.inRow.empty() ? demand.reason : demand.inRow, {});
   asksForLogin_ = true;
   ShowLoginQuestion(demand);
   Draw();
-  services_->logins.WhenGiven(demand.place, [weak = weak_from_this(), run = run_] {
+  services_->logins.WhenGiven(demand.wish, [weak = weak_from_this(), run = run_] {
     const std::shared_ptr<WebEngine> self = weak.lock();
     if (!self || !self->StillCurrent() || run != self->run_ || self->state_ != FetchState::Asking) return;
     self->Take(FetchEvent::Pause);
@@ -101,23 +112,34 @@ void WebEngine::AskForLogin(const LoginDemand& demand) {
   });
 }
 
+// Then mirrors may have it.
+void WebEngine::LoginDenied(const LoginDemand& demand) {
+  if (!demand.ofOwnAddress || !sources_.HasOthers(0)) return Rest(FetchEvent::AnswerNo, demand.reason);
+  sources_.LeaveOut(0, demand.reason);
+  Take(FetchEvent::Pause);
+  StartOrQueue(Sense::Anew);
+}
+
 // It stays until it is settled, so that a second click finds the window again.
 void WebEngine::ShowLoginQuestion(const LoginDemand& demand) {
-  ShowQuestion(Say(WebText::LogIn), Say(WebText::NotNow), [this, demand](bool yes) {
-    if (!yes) return Rest(FetchEvent::AnswerNo, demand.reason);
-    ShowLoginQuestion(demand);
-    OpenLoginWindow(demand);
-  });
+  const bool ofArchive = demand.wish.first.scheme == kArchivePlace;
+  ShowQuestion(Say(ofArchive ? WebText::EnterPassword : WebText::LogIn), Say(WebText::NotNow),
+               [this, demand](bool yes) {
+                 if (!yes) return LoginDenied(demand);
+                 ShowLoginQuestion(demand);
+                 OpenLoginWindow(demand);
+               });
 }
 
 void WebEngine::OpenLoginWindow(const LoginDemand& demand) {
   if (!services_->logins.ask) return;
-  LoginQuestion question{demand.place, demand.reason, demand.refused.user, demand.unencrypted, {}};
-  if (question.user.empty()) question.user = UserAt(demand.place);
-  question.cancelled = [weak = weak_from_this(), run = run_, reason = demand.reason] {
+  const auto& [place, named] = demand.wish;
+  LoginQuestion question{place, named, demand.reason, demand.refused.user, demand.unencrypted, {}};
+  if (question.user.empty()) question.user = named;
+  question.cancelled = [weak = weak_from_this(), run = run_, demand] {
     const std::shared_ptr<WebEngine> self = weak.lock();
     if (!self || !self->StillCurrent() || run != self->run_ || self->state_ != FetchState::Asking) return;
-    self->Rest(FetchEvent::AnswerNo, reason);
+    self->LoginDenied(demand);
   };
   services_->logins.ask(std::move(question));
 }

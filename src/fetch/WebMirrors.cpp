@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "async/InBackground.h"
+#include "core/HarmlessName.h"
 #include "core/Metalink.h"
 #include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
@@ -41,7 +42,16 @@ void WebEngine::BeginSources() {
   }
 }
 
-bool WebEngine::HasHashes() const { return entry_.checksum || entry_.foundChecksum || entry_.pieces; }
+bool WebEngine::Computes(ChecksumKind kind) const {
+  Digests* const digests = program_.platform.digests;
+  return digests != nullptr && digests->Computes(kind);
+}
+
+bool WebEngine::HasHashes() const {
+  const auto counts = [this](const auto& hash) { return hash && Computes(hash->kind); };
+  const bool fits = facts_.total < 0 || HasPieces();
+  return counts(entry_.checksum) || counts(entry_.foundChecksum) || (counts(entry_.pieces) && fits);
+}
 
 // Whoever sees or changes what an unencrypted mirror sends must not get into a file that was asked for by TLS.
 bool WebEngine::MayUse(const Source& source) const {
@@ -96,7 +106,12 @@ void WebEngine::Proven(const WebLane& lane, const FileFacts& facts) {
 void WebEngine::TakeLinks(const WebLane& lane, const FetchAnswer& answer) {
   const bool areKnown = sources_.Count() == static_cast<int>(entry_.mirrors.size()) + 1;
   if (!IsHttp(lane.address.scheme) || !areKnown) return;
-  for (const Mirror& mirror : MirrorsIn(answer, lane.address)) {
+  AddMirrors(MirrorsIn(answer, lane.address));
+  SeekDescription(lane, answer);
+}
+
+void WebEngine::AddMirrors(const std::vector<Mirror>& mirrors) {
+  for (const Mirror& mirror : mirrors) {
     const auto isKnown = [&](const Mirror& known) { return known.url == mirror.url; };
     if (entry_.mirrors.size() == kMostMirrors || mirror.url == WireUrl(given_)) continue;
     if (std::any_of(entry_.mirrors.begin(), entry_.mirrors.end(), isKnown)) continue;
@@ -105,6 +120,56 @@ void WebEngine::TakeLinks(const WebLane& lane, const FetchAnswer& answer) {
     const int number = sources_.Count() - 1;
     if (!MayUse(sources_.At(number))) sources_.LeaveOut(number, Say(WebText::MirrorUnsafe));
   }
+}
+
+// Where nothing else proves the file. It is fetched while the file is, and nothing waits for it.
+void WebEngine::SeekDescription(const WebLane& lane, const FetchAnswer& answer) {
+  if (lane.source != 0 || facts_.total <= 0 || HasHashes()) return;
+  const std::optional<WebAddress> at = DescriptionIn(answer, lane.address);
+  if (!at || services_->hosts.WaitFor(OriginOf(*at), Now()) > 0) return;
+  describing_ = std::make_unique<SmallFetch>(
+      program_.platform, services_->hosts, [this](const WebAddress& address) { return MakeSmallRequest(address); },
+      SmallFetch::Redirects::Followed,
+      [this](const std::optional<std::string>& document) {
+        describing_.reset();
+        if (document && StillCurrent() && Fetching() && factsKnown_ && !HasHashes()) TakeDescription(*document);
+      });
+  if (!Skip([&] { describing_->Begin(*at); })) describing_.reset();
+}
+
+// Of its files the one that has this one's length and name.
+void WebEngine::TakeDescription(const std::string& document) {
+  const std::vector<MetalinkFile> files = ReadMetalink(document).value_or(std::vector<MetalinkFile>());
+  const std::vector<std::string> names = NamesOfAddress();
+  const auto describes = [&](const MetalinkFile& file) {
+    const auto isName = [&](const std::string& name) { return HarmlessName(name) == file.name; };
+    return file.size == facts_.total && std::any_of(names.begin(), names.end(), isName);
+  };
+  const auto file = std::find_if(files.begin(), files.end(), describes);
+  if (file == files.end()) return;
+  const auto computed = [this](const Checksum& checksum) { return Computes(checksum.kind); };
+  const auto checksum = std::find_if(file->checksums.begin(), file->checksums.end(), computed);
+  if (checksum != file->checksums.end()) entry_.foundChecksum = *checksum;
+  if (file->pieces && !entry_.pieces && AreFewEnough(*file->pieces)) {
+    entry_.pieces = file->pieces;
+    entry_.piecesWereFound = true;
+  }
+  entry_.hashesAreSafe = IsEncrypted(given_.scheme);  // then so is the document
+  AddMirrors(file->mirrors);
+  if (part_) WriteJournal(JournalStateNow());
+  SpreadLanes();
+}
+
+// Sources have come while all lanes are at one: it keeps its share of them.
+void WebEngine::SpreadLanes() {
+  const int sources = sources_.InUse();
+  const int share = (OpenCount() + sources - 1) / std::max(sources, 1);
+  int kept = 0;
+  for (const auto& lane : lanes_) {
+    const bool moves = lane->Open() && lane->source == sources_.MainNumber() && !lane->compares && !lane->sample;
+    if (moves && part_ && ++kept > share) Release(*lane);
+  }
+  OpenLanes();
 }
 
 bool WebEngine::LeaveOut(int source, const std::string& fault, bool forGood) {
@@ -189,20 +254,31 @@ Task<bool> WebEngine::TakeMetalink(Run run) {
     read->reset();  // what cannot be read can still be kept
   }
   if (!StillCurrent() || run != run_) co_return false;
-  std::vector<MetalinkAdd> adds;
-  for (const MetalinkFile& file : read->value_or(std::vector<MetalinkFile>())) {
-    WebAdd& add = adds.emplace_back(AddOf(file, IsEncrypted(given_.scheme))).add;
-    add.folder = entry_.folder;
-    add.speedLimit = program_.speed->LimitOf(slot_.Index());
-    add.quiet = entry_.quiet;
-  }
-  if (adds.empty()) {
+  MetalinkFiles files = AsMetalink(read->value_or(std::vector<MetalinkFile>()));
+  if (files.files.empty()) {
     note_ = Say(WebText::BadMetalink);
     co_return false;
   }
   part_.reset();
-  services_->metalinkArrived(slot_.Index(), std::move(adds));
+  services_->metalinkArrived(slot_.Index(), std::move(files));
   co_return true;
+}
+
+// With what this download was added with. It is not fetched again as a file of its own.
+MetalinkFiles WebEngine::AsMetalink(std::vector<MetalinkFile> files) const {
+  MetalinkFiles metalink{std::move(files), IsEncrypted(given_.scheme), WireUrl(given_), {}};
+  for (MetalinkFile& file : metalink.files) {
+    std::erase_if(file.mirrors, [&](const Mirror& mirror) { return mirror.url == metalink.url; });
+  }
+  std::erase_if(metalink.files, [](const MetalinkFile& file) { return file.mirrors.empty(); });
+  WebAdd& add = metalink.add;
+  add.folder = entry_.folder;
+  add.speedLimit = program_.speed->LimitOf(slot_.Index());
+  add.quiet = entry_.quiet;
+  add.handOver = Handed();
+  add.user = given_.user;
+  add.password = given_.password;
+  return metalink;
 }
 
 // What is to be known of the file and of its sources.

@@ -16,8 +16,11 @@
 #include "core/SpeedLimits.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
+#include "fetch/Extraction.h"
 #include "fetch/PartFile.h"
+#include "fetch/SelectionFiles.h"
 #include "fetch/WebServices.h"
+#include "ports/Background.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -54,7 +57,7 @@ DownloadRecord RecordOf(const JournalEntry& entry) {
     record.UserName = address->user;
     record.Path = address->path + address->query;
   }
-  record.FileName = NameOf(entry.path);
+  record.FileName = entry.title.empty() ? NameOf(entry.path) : entry.title;
   record.InUse = true;
   record.Valid = true;
   record.Paused = true;
@@ -68,6 +71,11 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   program.speed->SetLimitOf(index, entry.speedLimit);
   figures.received = entry.held.Bytes();
   figures.size = entry.facts.total;
+  if (entry.toFetch >= 0) {
+    figures.size = entry.toFetch;
+    figures.received = std::min(figures.received, figures.size);
+    figures.inFolder = entry.state == JournalState::Finished;
+  }
   if (entry.quiet) program.SetQuiet(index);
   record.Active = false;
   record.Received = HeldToInt32(figures.received);
@@ -80,7 +88,7 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
     record.Percent = 100.0F;
     record.SavePath = entry.path;
     record.HasSavePath = true;
-    record.FileName = NameOf(entry.path);
+    record.FileName = entry.title.empty() ? NameOf(entry.path) : entry.title;
     return;
   }
   // The list may be older than the journal, or lack the record.
@@ -128,6 +136,30 @@ void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry)
   journal.Remove(entry.key);
   DeletePartFile(platform, entry.partPath, entry.part);
   DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
+  DeleteSelection(platform, journal, entry.selection);
+}
+
+// What a row calls it.
+std::string TitleOf(const Program& program, const Selection& selection) {
+  if (selection.entries.size() == 1) return selection.entries.front().path.back();
+  return FillText(TextOf(program, WebText::FilesOf), {std::to_string(selection.entries.size()), selection.archive});
+}
+
+// It is on the disk before the journal's line names it.
+void RememberSelection(Program& program, WebServices& services, int index, const WebAdd& add, JournalEntry& entry) {
+  entry.title = TitleOf(program, *add.selection);
+  entry.selection = SelectionNameOf(services.journal, entry.id);
+  entry.toFetch = BytesToFetch(*add.selection);
+  entry.folder = add.selection->folder;
+  program.Download(index).FileName = entry.title;
+  services.selections[entry.key] = add.selection;
+  if (!add.archivePassword.empty()) {
+    services.logins.Give({PasswordPlace(*add.selection, entry.id), {}}, {{}, add.archivePassword}, false);
+  }
+  program.platform.background.Run(
+      [files = program.platform.downloadFiles, path = SelectionPath(services.journal, entry.selection),
+       selection = add.selection] { WriteSelection(*files, path, *selection); },
+      [](const std::exception_ptr&) {});  // the engine tries again, and says what is wrong
 }
 
 bool HasMore(const JournalEntry& a, const JournalEntry& b) {
@@ -168,6 +200,8 @@ void MergeChangedAddresses(Journal& journal, const std::map<JournalKey, int>& li
 // What a kill kept from being written, or from being deleted.
 void PutFinished(const Platform& platform, Journal& journal, JournalEntry& entry) {
   DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
+  if (!entry.selection.empty()) DeletePartFile(platform, entry.partPath, entry.part);
+  DeleteSelection(platform, journal, std::exchange(entry.selection, {}));
   entry.state = JournalState::Finished;
   entry.partPath.clear();
   entry.oldPartPath.clear();
@@ -201,6 +235,7 @@ void RestoreWebRecords(Program& program, WebServices& services) {
   }
   if (!program.listLoaded) return;
   DeletePartsOfGone(program.platform, journal);
+  DeleteOrphanedSelections(program.platform, journal);
   const std::map<JournalKey, int> listed = ListedIn(program);
   MergeChangedAddresses(journal, listed);
   for (JournalEntry entry : journal.Entries()) {
@@ -246,7 +281,7 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   if (record.HasSavePath && record.SavePath.starts_with('/')) entry.path = record.SavePath;
   entry.replaces = add.replaced;
   entry.folder = add.folder;
-  entry.referrer = handOver.referrer;
+  entry.hadPage = !handOver.referrer.empty();
   entry.hadCookies = !handOver.cookies.empty();
   entry.checksum = add.checksum;
   if (add.pieces && AreFewEnough(*add.pieces)) entry.pieces = add.pieces;
@@ -256,7 +291,8 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   entry.speedLimit = add.speedLimit;
   entry.startAt = add.startAt;
   entry.quiet = add.quiet;
-  if (entry.hadCookies) services.cookies[entry.key] = handOver.cookies;
+  if (add.selection) RememberSelection(program, services, index, add, entry);
+  services.handOvers.Keep(entry.key, handOver);
   services.listed.insert(entry.key);
   services.journal.Put(entry);
 }
@@ -299,10 +335,12 @@ bool TakeHandOver(Program& program, WebServices& services, std::int16_t index, c
   const DownloadRecord& record = program.Download(index);
   const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
   const JournalEntry* const entry = services.journal.Find(key);
-  if (entry == nullptr || !entry->hadCookies || handOver.cookies.empty()) return false;
-  if (record.Finished || record.Active || services.cookies.contains(key)) return false;
-  services.cookies[key] = handOver.cookies;
-  return true;
+  if (entry == nullptr || record.Finished || record.Active) return false;
+  const bool lacksCookies = entry->hadCookies && !services.handOvers.HasCookies(key);
+  const bool lacksPage = entry->hadPage && !services.handOvers.HasPage(key);
+  const bool takes = lacksCookies ? !handOver.cookies.empty() : lacksPage && handOver != HandOver();
+  if (takes) services.handOvers.Keep(key, handOver);
+  return takes;
 }
 
 void RememberAddress(Program& program, WebServices& services, std::int16_t index, const AddressReading& address) {
@@ -338,7 +376,8 @@ void SweepJournal(Program& program, WebServices& services) {
       const bool isOver = entry.state == JournalState::Listed && program.Download(at->second).Finished;
       if (isOver) services.journal.Drop(entry.key);
     } else if (services.listed.erase(entry.key) > 0) {
-      services.cookies.erase(entry.key);
+      services.handOvers.Forget(entry.key);
+      services.selections.erase(entry.key);
       services.addedLogins.erase(entry.key);
       services.newAddresses.erase(entry.key);
       Drop(program.platform, services.journal, entry);

@@ -16,7 +16,8 @@ struct WebServices;
 // Failure(File) for a journal that is there and cannot be read.
 void RestoreWebRecords(Program& program, WebServices& services);
 
-// What was given with an add, before its download begins. The journal keeps no cookies, but that there were some.
+// What was given with an add, before its download begins. The journal keeps neither cookies nor the page, but that
+// there were some.
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add);
 
 // Login and hand-over of a record, as they were given with its add.
@@ -25,7 +26,7 @@ WebAdd AddOf(Program& program, const WebServices& services, std::int16_t index);
 // Keeps the record's limit of speed, if the record is the web engine's.
 void KeepSpeedLimit(Program& program, WebServices& services, std::int16_t index);
 
-// True if the record had stopped for want of cookies: it has these now.
+// True if the record lacked cookies or a page that a restart has lost: it has these now.
 bool TakeHandOver(Program& program, WebServices& services, std::int16_t index, const HandOver& handOver);
 
 // From now on the record is tried at this address: its next start takes it, if the file there is the one that has been

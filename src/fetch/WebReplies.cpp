@@ -81,7 +81,8 @@ ReplyReading WebEngine::Read(const WebLane& lane, const FetchAnswer& answer) con
   AskedFor asked = lane.Asked();
   const std::string name = FileNameFromReply(answer, lane.address);
   asked.fileName = name;
-  const ReplyReading reading = ReadOfMirror(lane, CheckReply(answer, asked, KnownOf(lane)));
+  ReplyReading reading = ReadOfMirror(lane, CheckReply(answer, asked, KnownOf(lane)));
+  if (IsSelection()) reading = ReadOfSelection(std::move(reading));
   if (reading.verdict != ReplyVerdict::Changed && reading.verdict != ReplyVerdict::CompareSample) return reading;
   for (const FileFacts& twin : SourceOf(lane).twins) {
     const ReplyReading again = CheckReply(answer, asked, twin);
@@ -97,6 +98,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
   if (answer.status / 100 == 2 || answer.status == 0) LoginsAccepted(lane);
   const ReplyReading reading = Read(lane, answer);
   if (lane.sample) return TakeSample(lane, reading);
+  if (IsSelection() && TakesNoParts(lane, reading)) return;
   AskedFor asked = lane.Asked();
   switch (reading.verdict) {
     case ReplyVerdict::Body:
@@ -150,6 +152,7 @@ void WebEngine::LaneAnswered(WebLane& lane, const FetchAnswer& answer) {
     case ReplyVerdict::Login:
       return LoginDemanded(lane, answer);
     case ReplyVerdict::Refused:
+      if (reading.reason == ReplyReason::Forbidden && MissesPage(lane)) return Refused(lane, PageGone(answer.status));
       return Refused(lane, ReasonFor(reading, answer));
   }
 }
@@ -192,7 +195,7 @@ void WebEngine::WaitAsAsked(WebLane& lane, const FetchAnswer& answer, const Repl
 
 void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
   lane.proof = reading.proof;
-  const bool finds = lane.source == 0 && (!factsKnown_ || !(entry_.foundChecksum || lane.compares));
+  const bool finds = lane.source == 0 && !IsSelection() && (!factsKnown_ || !(entry_.foundChecksum || lane.compares));
   if (finds) entry_.foundChecksum = ChecksumIn(answer);  // a mirror proves nothing by its own word
   if (!factsKnown_) return TakeFirstBody(lane, answer, reading);
   const bool opened = state_ == FetchState::Opening;
@@ -285,7 +288,7 @@ void WebEngine::AskForSample(WebLane& lane) {
   const Range longest = LongestHeld();
   const bool little = longest.Length() < (facts_.total < 0 ? kSample : std::min(kSample, facts_.total));
   if (!part_ || (little && !alone)) return LaneLost(lane, Say(WebText::Changed), RoundCause::Failure);  // more will be
-  if (little) return CookiesAreGone() ? HasChanged() : BeginAnewUnasked();
+  if (little) return CookiesAreGone() || PageIsGone() || IsSelection() ? HasChanged() : BeginAnewUnasked();
   if (++lane.asks > 2) return IsOther(lane, Say(WebText::Changed));
   if (plan_) plan_->Release(lane.Number());
   BeginRequest(lane, {RequestKind::Later, true, std::max(longest.begin, longest.end - kSample), longest.end - 1});
@@ -343,8 +346,10 @@ void WebEngine::ShowQuestion(std::string yes, std::string no, std::function<void
 void WebEngine::HasChanged(const std::string& atNewAddress) {
   if (!Fetching() && state_ != FetchState::Finishing) return;
   if (state_ == FetchState::Holding) Take(FetchEvent::NetworkOrTimeBack);
-  if (CookiesAreGone()) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));       // a login page, rather
-  if (written_.Ranges().empty() && entry_.oldPartPath.empty()) return BeginAnewUnasked();  // nothing can be lost
+  if (CookiesAreGone()) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));  // a login page, rather
+  if (written_.Ranges().empty() && !IsSelection() && entry_.oldPartPath.empty())
+    return BeginAnewUnasked();  // nothing can be lost
+  if (IsSelection() && NewAddress() == nullptr) return Rest(FetchEvent::GivenUp, Say(WebText::ArchiveChanged));
   if (NewAddress() != nullptr) {
     return Rest(FetchEvent::GivenUp, atNewAddress.empty() ? Say(WebText::OtherBytesThere) : atNewAddress);
   }

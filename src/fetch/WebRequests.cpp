@@ -63,20 +63,26 @@ bool WebRequests::IsUsable(const LoginPlace& place, const Login& login) const {
   return login != Login() && !refused_.contains({place, {login.user, login.password}});
 }
 
+std::string WebRequests::UserFor(const WebAddress& address) const {
+  return SharesSecrets(given_, address) ? given_.user : std::string();
+}
+
 bool WebRequests::HasLoginFor(const WebAddress& address) const { return FirstOf(address) != Login(); }
 
-bool WebRequests::HasOtherProxyLogin(const LoginPlace& proxy) const { return IsUsable(proxy, logins_.GivenFor(proxy)); }
+bool WebRequests::HasOtherProxyLogin(const LoginPlace& proxy) const {
+  return IsUsable(proxy, logins_.GivenFor({proxy, {}}));
+}
 
 // A default is meant for anonymous FTP, not for every web site.
 Login WebRequests::FirstOf(const WebAddress& address) const {
   const bool own = SharesSecrets(given_, address);
-  const std::string user = own ? given_.user : std::string();
+  const std::string user = UserFor(address);
   const bool withDefault = address.scheme == WebScheme::Ftp || address.scheme == WebScheme::Ftps;
   const LoginPlace place = PlaceAt(address);
   const Login ownLogin = own ? Login{given_.user, given_.password} : Login();
   const Login complete = ownLogin.password.empty() ? Login() : ownLogin;
   for (const Login& login :
-       {complete, logins_.GivenFor(place), LoginIn(netrc_, address.host, user, withDefault), ownLogin}) {
+       {complete, logins_.GivenFor({place, user}), LoginIn(netrc_, address.host, user, withDefault), ownLogin}) {
     if (IsUsable(place, login)) return login;
   }
   return {};
@@ -96,7 +102,7 @@ std::string WebRequests::ProxyFor(const WebAddress& address) const {
   if (!proxy) return url;
   const LoginPlace place = PlaceOf(*proxy);
   if (IsUsable(place, proxy->login)) return url;
-  const Login given = logins_.GivenFor(place);
+  const Login given = logins_.GivenFor({place, {}});
   if (proxy->login == Login() && given == Login()) return url;
   proxy->login = IsUsable(place, given) ? given : Login();
   return UrlOf(*proxy);

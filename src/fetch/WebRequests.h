@@ -40,6 +40,8 @@ class WebRequests {
   // This login is not sent there again.
   void TakeRefusal(const LoginPlace& place, const Login& login);
   void ForgetRefusals() { refused_.clear(); }
+  // The user whom the download's address names, if that counts there; may be empty.
+  std::string UserFor(const WebAddress& address) const;
   bool HasLoginFor(const WebAddress& address) const;
   bool HasOtherProxyLogin(const LoginPlace& proxy) const;
 

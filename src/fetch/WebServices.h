@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -11,6 +12,8 @@
 
 #include "core/EngineChoice.h"
 #include "core/Metalink.h"
+#include "core/Selection.h"
+#include "fetch/HandOvers.h"
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
 #include "fetch/Journal.h"
@@ -38,16 +41,17 @@ struct WebServices {
   HostMemory hosts;
   HostKeys keys;
   Logins logins;
-  std::set<JournalKey> listed;                // journal entries that had a record when the list was last saved
-  std::map<JournalKey, std::string> cookies;  // that were handed over
-  std::map<JournalKey, Login> addedLogins;    // that came with an add
+  HandOvers handOvers;
+  std::set<JournalKey> listed;  // journal entries that had a record when the list was last saved
+  std::map<JournalKey, std::shared_ptr<const Selection>> selections;  // that came with an add
+  std::map<JournalKey, Login> addedLogins;                            // that came with an add
   // Of records whose address the user is changing: tried at the next start, and kept if it has the same file.
   std::map<JournalKey, AddressReading> newAddresses;
   std::set<JournalKey> superseded;  // former addresses, in the journal until the list is saved with the new ones
   std::uint64_t seed;               // of the chances of waits
   // A download was a Metalink: its record is to go, and these files are to be added in its place. Empty: it is a file
   // like any other.
-  std::function<void(std::int16_t index, std::vector<MetalinkAdd> adds)> metalinkArrived;
+  std::function<void(std::int16_t index, MetalinkFiles files)> metalinkArrived;
 
  private:
   std::int64_t now_ = 0;

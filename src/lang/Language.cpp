@@ -111,7 +111,7 @@ void ReadLanguage(std::string_view content, LangStringArray& texts) {
 }
 
 void LoadLanguage(Program& program, const std::string& name) {
-  const std::string path = program.platform.machine.ProgramFolder() + "/" + name + ".txt";
+  const std::string path = program.platform.machine.LanguageFolder() + "/" + name + ".txt";
   if (name.find('/') != std::string::npos || name.find('\0') != std::string::npos) {
     throw Failure(FailureNumber::File, path + ": not a name of a language");
   }

@@ -66,7 +66,7 @@ std::int16_t FreeSlot(Program& program) {
 
 // The program's own update is unpacked from here.
 std::string UpdatePath(Program& program, const std::string& fileName) {
-  const std::string folder = program.platform.machine.ProgramFolder();
+  const std::string folder = program.platform.machine.DataFolder();
   for (const char* name : {"/downloads", "/temp"}) {
     Skip([&] { program.platform.files.CreateFolder(folder + name); });
   }
@@ -110,8 +110,12 @@ std::int16_t FormerOf(Program& program, const AddRequest& request, const Address
 
 // Puts the record into the slot of the former one, or into a free one; 0 if the list is full. Nothing else
 // may run before the record's transfer is in its place, or two adds would take one slot.
-std::int16_t PlaceRecord(Program& program, DownloadRecord record, std::int16_t former) {
-  MakeDateUnique(program, record);
+std::int16_t PlaceRecord(Program& program, DownloadRecord record, std::int16_t former, const AddRequest& request) {
+  if (request.added) {
+    record.DateAdded = *request.added;
+  } else {
+    MakeDateUnique(program, record);
+  }
   std::int16_t index = former;
   const bool overwrite = index != 0;
   if (!overwrite) index = FreeSlot(program);
@@ -175,10 +179,14 @@ DownloadRecord RecordFor(const Program& program, const AddRequest& request, cons
 
 void TellEngines(Program& program, std::int16_t index, const AddRequest& request, const AddressReading& address) {
   program.speed->SetLimitOf(index, request.web.speedLimit);
-  if (address.engine != EngineName::Web || !program.webAdded) return;
-  WebAdd add = request.web;
-  add.folder = request.folder;
-  program.webAdded(index, add);
+  if (address.engine == EngineName::Web && program.webAdded) {
+    WebAdd add = request.web;
+    add.folder = request.folder;
+    program.webAdded(index, add);
+  }
+  if (!request.queuePlace) return;
+  program.SetQueuePlace(index, *request.queuePlace);
+  if (program.queuePlaceSet) program.queuePlaceSet(index);
 }
 
 // What queue and windows must know before it begins. True if it does not begin at once.
@@ -242,7 +250,7 @@ Task<> AddDownload(Program* program, AddRequest request) {
   // The list may have changed since the question.
   const std::int16_t former = listed();
   const bool wasFinished = former != 0 && program->Download(former).Finished;
-  const std::int16_t index = PlaceRecord(*program, RecordFor(*program, request, address, path), former);
+  const std::int16_t index = PlaceRecord(*program, RecordFor(*program, request, address, path), former, request);
   if (index == 0) {
     program->lists->Status(ListIsFull());
     co_return;
@@ -289,7 +297,7 @@ AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
   if (former != 0 && !request.duplicate) return {0, "It is in the list already."};
   const bool wasFinished = former != 0 && program.Download(former).Finished;
   const std::optional<std::string> path = WantedPath(program, request, address);
-  const std::int16_t index = PlaceRecord(program, RecordFor(program, request, address, path), former);
+  const std::int16_t index = PlaceRecord(program, RecordFor(program, request, address, path), former, request);
   if (index == 0) return {0, ListIsFull()};
   TellEngines(program, index, request, address);
   const bool putOff = IsPutOff(program, index, request, address.engine);

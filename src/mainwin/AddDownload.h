@@ -23,7 +23,10 @@ struct AddRequest {
   std::string folder{};
   std::string name{};
   bool duplicate = false;  // of AddWithoutAsking: a listed download of this address begins anew
-  WebAdd web{};            // for the web engine; the classic one ignores all but the login for an FTP server
+  // Of the download that this one replaces; it keeps the id, of which the first is a part, and the place in the queue.
+  std::optional<double> added{};
+  std::optional<std::int64_t> queuePlace{};
+  WebAdd web{};  // for the web engine; the classic one ignores all but the login for an FTP server
 };
 
 // Parses the address, asks for a path or about a duplicate if necessary, takes a slot and fills its record; then starts

@@ -25,23 +25,12 @@ namespace pellora {
 
 namespace {
 
-constexpr std::int64_t kBytesOfKiB = 1024;
-
 std::string Trimmed(const std::string& text) { return std::string(TrimBlanks(text)); }
 
 // What is pasted may have a line end.
 std::string WithoutControls(std::string text) {
   std::erase_if(text, [](char c) { return HasControls(std::string_view(&c, 1)); });
   return text;
-}
-
-bool IsFilled(const std::string& field) { return !TrimBlanks(field).empty(); }
-
-// The classic engine logs in to ftp servers.
-bool NeedsWebEngine(const AddFields& fields, bool isFtp) {
-  const bool logsIn = IsFilled(fields.user) || IsFilled(fields.password);
-  return fields.beginsLater || IsFilled(fields.checksum) || IsFilled(fields.page) || IsFilled(fields.cookies) ||
-         (logsIn && !isFtp);
 }
 
 std::optional<double> MomentOf(const Program& program, const std::string& text) {
@@ -72,8 +61,6 @@ class Reader {
   }
 
   FieldsReading Read() && {
-    const bool classic = address_.engine == EngineName::Classic;
-    if (classic && NeedsWebEngine(fields_, address_.parsed.protocol == kFtp)) Fail(WebText::OnlyWebEngine);
     ReadPlace();
     ReadChecksum();
     ReadPage();
@@ -81,6 +68,8 @@ class Reader {
     ReadMoment();
     reading_.request.web.user = WithoutControls(fields_.user);
     reading_.request.web.password = WithoutControls(fields_.password);
+    const bool losesChecksum = address_.engine == EngineName::Classic && reading_.request.web.checksum;
+    if (losesChecksum || AsksTooMuchOfClassic(address_, reading_.request)) Fail(WebText::OnlyWebEngine);
     return std::move(reading_);
   }
 
@@ -140,6 +129,13 @@ class Reader {
 
 FieldsReading ReadAddFields(Program& program, const std::string& url, const AddFields& fields) {
   return Reader(program, url, fields).Read();
+}
+
+// It logs in to ftp servers, and has limits of speed.
+bool AsksTooMuchOfClassic(const AddressReading& address, const AddRequest& request) {
+  if (address.engine != EngineName::Classic) return false;
+  const bool logsIn = !request.web.user.empty() || !request.web.password.empty();
+  return request.web.startAt || request.web.handOver != HandOver() || (logsIn && address.parsed.protocol != kFtp);
 }
 
 namespace {

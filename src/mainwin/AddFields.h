@@ -7,6 +7,7 @@
 
 namespace pellora {
 
+struct AddressReading;
 struct Platform;
 
 struct AddFields {
@@ -28,6 +29,9 @@ struct FieldsReading {
 };
 // Empty fields ask for nothing. Whether the folder can be written to is not examined.
 FieldsReading ReadAddFields(Program& program, const std::string& url, const AddFields& fields);
+
+// True if the classic engine, to which the address goes, would ignore a part of the request besides checksums.
+bool AsksTooMuchOfClassic(const AddressReading& address, const AddRequest& request);
 
 // What a download of that address would meet that the user may not want: it is listed, or its name is taken. Empty if
 // nothing is known.

@@ -4,7 +4,6 @@
 #include <limits>
 #include <utility>
 
-#include "async/InBackground.h"
 #include "async/TaskLoop.h"
 #include "core/EngineChoice.h"
 #include "core/FileNames.h"
@@ -13,8 +12,8 @@
 #include "core/WebTexts.h"
 #include "lang/Format.h"
 #include "lang/Language.h"
+#include "mainwin/AddFields.h"
 #include "mainwin/MetalinkAdds.h"
-#include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
 #include "ports/Locale.h"
 
@@ -30,7 +29,14 @@ constexpr std::int64_t kMegabyte = 1'000'000;
 
 enum SubItem : std::size_t { kSize, kUrl, kNote, kSubItems };
 
+// Of sizes; one that is not known counts for nothing.
+std::int64_t SumOf(std::int64_t a, std::int64_t b) {
+  return a + std::min(std::max<std::int64_t>(b, 0), std::numeric_limits<std::int64_t>::max() - a);
+}
+
 std::string Megabytes(std::int64_t bytes) { return std::to_string(bytes / kMegabyte) + " MB"; }
+
+std::string Joined(const std::string& a, const std::string& b) { return a.empty() || b.empty() ? a + b : a + " " + b; }
 
 }  // namespace
 
@@ -63,12 +69,13 @@ void AddList::ForgetAll() {
   listed_.clear();
   taken_.clear();
   lastGiven_.clear();
-  reading_ = adding_ = cut_ = false;
-  room_ = -1;
+  reading_ = adding_ = cut_ = measuring_ = false;
+  rooms_.clear();
+  notes_.clear();
   ListView1.SetRows({});
 }
 
-void AddList::Offer(std::vector<ListedAdd> adds, bool cut) {
+void AddList::Offer(std::vector<ListedAdd> adds, bool cut, const std::string& note) {
   if (items_.empty()) {
     for (int i = 1; i <= program_.DownloadCount; ++i) {
       const DownloadRecord& record = program_.Download(i);
@@ -77,8 +84,8 @@ void AddList::Offer(std::vector<ListedAdd> adds, bool cut) {
       listed_.insert(WithoutPassword(record.URL));
     }
     if (program_.prospects != nullptr) taken_ = program_.prospects->TakenPaths();
-    platform_.tasks.Spawn(MeasureRoom());
   }
+  if (notes_.find(note) == std::string::npos) notes_ = Joined(notes_, note);
   const std::size_t room = kMostAddresses - std::min(items_.size(), kMostAddresses);
   cut_ = cut_ || cut || adds.size() > room;
   adds.resize(std::min(adds.size(), room));
@@ -112,6 +119,7 @@ Task<> AddList::ReadItems() {
   }
   reading_ = false;
   ShowSum();
+  if (!measuring_) platform_.tasks.Spawn(MeasureRooms());
 }
 
 void AddList::ReadItem(Item& item) {
@@ -134,10 +142,15 @@ void AddList::ReadItem(Item& item) {
     item.problem = TextOf(program_, WebText::ChecksumLost);
     return;
   }
+  if (AsksTooMuchOfClassic(address, request)) {
+    item.problem = TextOf(program_, WebText::OnlyWebEngine);
+    return;
+  }
   item.classic = address.engine == EngineName::Classic;
   item.state = State::Ready;
   item.checked = true;
   item.asks = web && item.add.size < 0;
+  rooms_.try_emplace(SaveFolderOf(item));
   if (program_.prospects != nullptr && !item.name.empty()) JudgeName(item);
 }
 
@@ -185,17 +198,15 @@ void AddList::ShowSum() {
   for (const Item& item : items_) {
     if (item.state != State::Ready || !item.checked) continue;
     ++count;
-    bytes += std::min(std::max<std::int64_t>(item.add.size, 0), std::numeric_limits<std::int64_t>::max() - bytes);
+    bytes = SumOf(bytes, item.add.size);
   }
   const std::string size = FormatSize(bytes, program_.LangStrings, platform_.locale.DecimalSeparator());
   Label1.Caption = FillText(TextOf(program_, WebText::CheckedInAll), {std::to_string(count), size});
-  std::string note;
-  if (room_ >= 0 && bytes > room_) {
-    note = FillText(TextOf(program_, WebText::NoRoom), {Megabytes(bytes + kMegabyte - 1), Megabytes(room_)});
-  } else if (cut_) {
+  std::string note = RoomNote();
+  if (note.empty() && cut_) {
     note = FillText(TextOf(program_, WebText::TooManyAddresses), {std::to_string(items_.size())});
   }
-  Label2.Caption = note;
+  Label2.Caption = Joined(note, notes_);
   Command1.Enabled = count > 0 && !reading_ && !adding_;
 }
 
@@ -224,10 +235,10 @@ void AddList::AskServer(Slot& slot, std::size_t item) {
   slot.item = item;
   slot.seconds = 0;
   slot.inquiry = program_.prospects->Ask(request.url, request.web,
-                                         [this, number](const Prospect& prospect) { Told(number, prospect); });
+                                         [this, number](const Prospect& prospect) { TakeProspect(number, prospect); });
 }
 
-void AddList::Told(std::size_t slot, const Prospect& prospect) {
+void AddList::TakeProspect(std::size_t slot, const Prospect& prospect) {
   const auto hold = Hold();
   Item& item = items_.at(slots_.at(slot).item);
   slots_[slot].inquiry.reset();
@@ -255,24 +266,41 @@ void AddList::DropSilent() {
   if (any) AskServers();
 }
 
-Task<> AddList::MeasureRoom() {
+Task<> AddList::MeasureRooms() {
   const auto hold = Hold();
   const std::uint64_t generation = generation_;
-  DownloadFiles* const files = platform_.downloadFiles;
-  if (files == nullptr) co_return;
-  const auto room = std::make_shared<std::int64_t>(-1);
-  try {
-    Background::Work measure = [files, room, folder = program_.settings.DownloadFolder] {
-      constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
-      *room = static_cast<std::int64_t>(std::min(files->RoomIn(folder), kMost));
-    };
-    co_await InBackground(&platform_, std::move(measure));
-  } catch (const Failure&) {
-    co_return;
+  measuring_ = true;
+  std::set<std::string> measured;
+  for (auto next = rooms_.begin(); next != rooms_.end();) {
+    const std::string folder = next->first;
+    measured.insert(folder);
+    const FolderRoom room = co_await RoomOf(&platform_, folder);
+    if (generation != generation_) co_return;
+    rooms_[folder] = room;
+    ShowSum();
+    next = std::find_if(rooms_.begin(), rooms_.end(), [&](const auto& one) { return !measured.contains(one.first); });
   }
-  if (generation != generation_) co_return;
-  room_ = *room;
-  ShowSum();
+  measuring_ = false;
+}
+
+// Names the first disk that is too small for what is checked.
+std::string AddList::RoomNote() const {
+  std::map<std::uint64_t, std::int64_t> wanted;  // bytes by disk
+  for (const Item& item : items_) {
+    if (item.state != State::Ready || !item.checked) continue;
+    const auto room = rooms_.find(SaveFolderOf(item));  // none for a folder of the settings that has changed since
+    if (room == rooms_.end()) continue;
+    std::int64_t& bytes = wanted[room->second.disk];
+    bytes = SumOf(bytes, item.add.size);
+  }
+  for (const auto& [folder, room] : rooms_) {
+    const auto bytes = wanted.find(room.disk);
+    if (bytes == wanted.end() || room.bytes < 0 || bytes->second <= room.bytes) continue;
+    const std::string needed = Megabytes(SumOf(bytes->second, kMegabyte - 1));
+    if (wanted.size() == 1) return FillText(TextOf(program_, WebText::NoRoom), {needed, Megabytes(room.bytes)});
+    return FillText(TextOf(program_, WebText::NoRoomIn), {folder, needed, Megabytes(room.bytes)});
+  }
+  return {};
 }
 
 // What cannot be added stays, with the reason, and so does the window.

@@ -19,6 +19,7 @@
 #include "core/Program.h"
 #include "core/Prospects.h"
 #include "mainwin/AddDownload.h"
+#include "mainwin/FolderRoom.h"
 #include "ui/Controls.h"
 #include "ui/Window.h"
 
@@ -47,8 +48,8 @@ class AddList final : public Window {
   CommandButton Command1{this, "Command1", "Download", 939};
   CommandButton Command2{this, "Command2", "Cancel", 698};
 
-  // Shows the window with these after those that it has already. `cut`: there were more.
-  void Offer(std::vector<ListedAdd> adds, bool cut);
+  // Shows the window with these after those that it has already. `cut`: there were more. `note` is shown too.
+  void Offer(std::vector<ListedAdd> adds, bool cut, const std::string& note = std::string());
 
  protected:
   void OnLoad() override;
@@ -92,9 +93,10 @@ class AddList final : public Window {
   void CheckEach(bool checked);
   void AskServers();
   void AskServer(Slot& slot, std::size_t item);
-  void Told(std::size_t slot, const Prospect& prospect);
+  void TakeProspect(std::size_t slot, const Prospect& prospect);
   void DropSilent();
-  Task<> MeasureRoom();
+  Task<> MeasureRooms();
+  std::string RoomNote() const;
   Task<> AddChecked();
 
   Program& program_;
@@ -105,13 +107,15 @@ class AddList final : public Window {
   bool reading_ = false;
   bool adding_ = false;
   bool cut_ = false;
+  std::string notes_;
   std::uint64_t generation_ = 0;  // of the window's opening: tasks of earlier ones end
   std::set<std::string> listed_;  // addresses in the program's list and in this
   std::set<std::string> taken_;   // paths
   // By the path that was wanted: the name that its last item got. No earlier one is free.
   std::map<std::string, std::string> lastGiven_;
   std::array<Slot, kInquiries> slots_;
-  std::int64_t room_ = -1;  // bytes in the folder of downloads; -1: not known
+  std::map<std::string, FolderRoom> rooms_;  // by the folders that adds go to
+  bool measuring_ = false;
 };
 
 }  // namespace pellora

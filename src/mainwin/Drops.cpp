@@ -60,14 +60,22 @@ std::string BeginningOf(Files& files, const std::string& path) {
   return bytes;
 }
 
-std::vector<ListedAdd> AddsOf(const std::vector<std::string>& addresses, bool later) {
+// The name and the checksum are those of one file.
+std::vector<ListedAdd> AddsOf(const std::vector<std::string>& addresses, const AddRequest& common) {
   std::vector<ListedAdd> adds;
   for (const std::string& address : addresses) {
     ListedAdd& add = adds.emplace_back();
+    add.request = common;
     add.request.url = address;
-    add.request.later = later;
+    add.request.name.clear();
+    add.request.web.checksum.reset();
   }
   return adds;
+}
+
+bool HasSecrets(const AddRequest& request) {
+  const WebAdd& web = request.web;
+  return !web.user.empty() || !web.password.empty() || !web.handOver.cookies.empty();
 }
 
 }  // namespace
@@ -92,7 +100,8 @@ bool MainWindow::TakeText(const std::string& text, bool later, const void* calle
   std::vector<std::string> addresses = ReadUrlList(text).addresses;
   std::erase_if(addresses, [](const auto& address) { return IsUnlistedFile(address); });
   const bool single = addresses.size() == 1 && TakesScheme(program_, addresses.front());
-  if (!single && !(oneLine && TakesScheme(program_, TrimBlanks(text)))) return OfferText(text, later);
+  if (!single && !(oneLine && TakesScheme(program_, TrimBlanks(text))))
+    return OfferText(text, {.url = {}, .later = later, .caller = caller});
   // A single line is passed on unchanged.
   AddRequest request{.url = oneLine ? text : addresses.front(), .later = later, .caller = caller};
   platform_.tasks.Spawn(AddDownload(&program_, std::move(request)));
@@ -100,7 +109,7 @@ bool MainWindow::TakeText(const std::string& text, bool later, const void* calle
 }
 
 // Shows all of its addresses, and those in the files that it names, if it names a file or any can be taken.
-bool MainWindow::OfferText(const std::string& text, bool later) {
+bool MainWindow::OfferText(const std::string& text, const AddRequest& common) {
   UrlListReading reading = ReadUrlList(text);
   std::vector<std::string> files;
   for (const std::string& address : reading.addresses) {
@@ -112,21 +121,41 @@ bool MainWindow::OfferText(const std::string& text, bool later) {
                                [this](const auto& address) { return TakesScheme(program_, address); });
   if (!any) reading.addresses.clear();
   if (files.empty() && !any) return false;
-  platform_.tasks.Spawn(Offer(std::move(reading.addresses), std::move(files), later, reading.cut));
+  platform_.tasks.Spawn(Offer(std::move(reading.addresses), std::move(files), common, reading.cut));
   return true;
 }
 
-// The user's own file: its checksums are as safe as the addresses in it.
-void MainWindow::OfferMetalink(const std::vector<MetalinkFile>& files, bool later) {
-  if (files.empty()) return Status(TextOf(program_, WebText::BadMetalink));
-  std::vector<MetalinkAdd> adds;
-  for (const MetalinkFile& file : files) adds.push_back(AddOf(file, true));
-  addList->Offer(ListedAddsOf(program_, std::move(adds), later), false);
+// What was typed and is not used.
+std::string MainWindow::NoteOnSeveral(const AddRequest& common, bool dropsSecrets) const {
+  std::string note;
+  if (!common.name.empty() || common.web.checksum) note = TextOf(program_, WebText::NotForSeveral);
+  if (!dropsSecrets || !HasSecrets(common)) return note;
+  if (!note.empty()) note += ' ';
+  return note + TextOf(program_, WebText::NotForSeveralServers);
 }
 
-Task<> MainWindow::Offer(std::vector<std::string> addresses, std::vector<std::string> files, bool later, bool cut) {
+void MainWindow::OfferAddresses(const std::vector<std::string>& addresses, const AddRequest& common, bool cut) {
+  std::vector<ListedAdd> adds = AddsOf(addresses, common);
+  const bool severalServers = !AreOfOneServer(adds);
+  if (severalServers) DropSecrets(adds);
+  addList->Offer(std::move(adds), cut, NoteOnSeveral(common, severalServers));
+}
+
+// The user's own file: its checksums are as safe as the addresses in it.
+void MainWindow::OfferMetalink(std::vector<MetalinkFile> files, const AddRequest& common) {
+  if (files.empty()) return Status(TextOf(program_, WebText::BadMetalink));
+  MetalinkFiles metalink{.files = std::move(files), .add = common.web};
+  metalink.add.folder = common.folder;
+  std::vector<ListedAdd> adds = ListedAddsOf(program_, metalink);
+  for (ListedAdd& add : adds) add.request.later = common.later;
+  const bool severalServers = !AreOfOneServer(adds);
+  addList->Offer(std::move(adds), false, NoteOnSeveral(common, severalServers));
+}
+
+Task<> MainWindow::Offer(std::vector<std::string> addresses, std::vector<std::string> files, AddRequest common,
+                         bool cut) {
   const auto hold = Hold();
-  if (!addresses.empty()) addList->Offer(AddsOf(addresses, later), cut);
+  if (!addresses.empty()) OfferAddresses(addresses, common, cut);
   for (const std::string& path : files) {
     const auto bytes = std::make_shared<std::string>();
     const auto listed = std::make_shared<std::vector<MetalinkFile>>();
@@ -141,11 +170,11 @@ Task<> MainWindow::Offer(std::vector<std::string> addresses, std::vector<std::st
       continue;
     }
     if (IsMetalink(path)) {
-      OfferMetalink(*listed, later);
+      OfferMetalink(std::move(*listed), common);
       continue;
     }
     const UrlListReading reading = ReadUrlList(*bytes);
-    addList->Offer(AddsOf(reading.addresses, later), reading.cut);
+    OfferAddresses(reading.addresses, common, reading.cut);
   }
 }
 

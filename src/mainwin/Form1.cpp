@@ -8,7 +8,10 @@
 #include "core/Ascii.h"
 #include "core/DateTexts.h"
 #include "core/UrlList.h"
+#include "core/WebTexts.h"
+#include "lang/Format.h"
 #include "lang/Language.h"
+#include "mainwin/FolderRoom.h"
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
 #include "ports/Failure.h"
@@ -39,13 +42,18 @@ Form1::Form1(Program& program)
   Check1.OnClick = [this] {
     Height = Check1.Value ? kUnfoldedHeight : kFoldedHeight;
     Foretell();
+    ShowRoom();
   };
   Check2.OnClick = [this] { Text10.Enabled = Check2.Value(); };
   Text1.OnChange = [this] {
-    if (HasSeveral(Text1.Text)) return Answer("LIST");
+    if (NamesSeveral()) return Answer("LIST");
     Foretell();
   };
-  Text2.OnChange = Text3.OnChange = [this] { Foretell(); };
+  Text3.OnChange = [this] { Foretell(); };
+  Text2.OnChange = [this] {
+    Foretell();
+    ShowRoom();
+  };
 }
 
 // From here on the Tag is the answer.
@@ -60,7 +68,9 @@ void Form1::OnQueryUnload(bool&, UnloadMode) { Tag = "CANCEL"; }
 
 void Form1::SelectText() { Text1.SelectAll = Text1.SelectAll() + 1; }
 
-void Form1::Answer(const char* answer) { Tag = HasSeveral(Text1.Text) ? "LIST" : answer; }
+void Form1::Answer(const char* answer) { Tag = answer; }
+
+bool Form1::NamesSeveral() const { return HasSeveral(Text1.Text); }
 
 // What surrounds a copied address, such as a comment in the next line, is left out.
 std::string Form1::Url() const {
@@ -80,6 +90,7 @@ void Form1::EmptyFold() {
   Skip([&] { Text10.Text = ShortDate(proposed, forms) + " " + ShortTime(proposed, forms); });
   Text10.Enabled = false;
   Label9.Caption = "";
+  Label10.Caption = "";
 }
 
 void Form1::Foretell() {
@@ -91,6 +102,35 @@ void Form1::Foretell() {
     });
   }
   Label9.Caption = std::move(foretold);
+}
+
+std::string Form1::Folder() const {
+  const std::string typed(TrimBlanks(Text2.Text()));
+  return typed.empty() ? program_.settings.DownloadFolder : typed;
+}
+
+void Form1::ShowRoom() {
+  if (!Check1.Value()) {
+    Label10.Caption = "";
+  } else if (!measuring_) {
+    platform_.tasks.Spawn(MeasureRoom());
+  }
+}
+
+// Another folder may have been typed meanwhile.
+Task<> Form1::MeasureRoom() {
+  const auto hold = Hold();
+  measuring_ = true;
+  const std::string folder = Folder();
+  const FolderRoom room = co_await RoomOf(&platform_, folder);
+  measuring_ = false;
+  if (!Loaded() || !Check1.Value()) co_return;
+  if (folder != Folder()) {
+    ShowRoom();
+    co_return;
+  }
+  const std::string size = FormatSize(room.bytes, program_.LangStrings, platform_.locale.DecimalSeparator());
+  Label10.Caption = room.bytes >= 0 ? FillText(TextOf(program_, WebText::RoomFree), {size}) : std::string();
 }
 
 FieldsReading Form1::Request() const {
@@ -112,12 +152,12 @@ FieldsReading Form1::Request() const {
 
 Task<> Form1::Browse() {
   const auto hold = Hold();
-  const std::string& shown = Text2.Text;
-  FolderRequest request{Label1.Caption, shown.empty() ? program_.settings.DownloadFolder : shown};
+  FolderRequest request{Label1.Caption, Folder()};
   const std::optional<std::string> folder = co_await program_.boxes.AskFolder(std::move(request));
   if (!folder || !Loaded()) co_return;
   Text2.Text = *folder;
   Foretell();
+  ShowRoom();
 }
 
 }  // namespace pellora

@@ -14,7 +14,7 @@ namespace pellora {
 class Form1 final : public Window {
  public:
   static constexpr int kFoldedHeight = 118;
-  static constexpr int kUnfoldedHeight = 514;
+  static constexpr int kUnfoldedHeight = 538;
 
   explicit Form1(Program& program);
 
@@ -44,12 +44,15 @@ class Form1 final : public Window {
   CheckBox Check2{this, "Check2", "Begin on (date, time) :", 926};
   TextBox Text10{this, "Text10"};
   CommandButton Command5{this, "Command5", "Look &Inside...", 993};
-  Label Label9{this, "Label9"};  // what the download would meet: a name that is taken, or itself in the list
+  Label Label10{this, "Label10"};  // the room that is free in the folder
+  Label Label9{this, "Label9"};    // what the download would meet: a name that is taken, or itself in the list
 
   // Selects all of Text1 in the view.
   void SelectText();
   // Closes the fold and empties it: a password is not kept, and the next download has other wishes.
   void EmptyFold();
+  // Several addresses were typed or pasted.
+  bool NamesSeveral() const;
   // What is asked for, or what is wrong with it.
   FieldsReading Request() const;
 
@@ -60,10 +63,14 @@ class Form1 final : public Window {
  private:
   std::string Url() const;
   void Foretell();
+  std::string Folder() const;
+  void ShowRoom();
+  Task<> MeasureRoom();
   void Answer(const char* answer);
   Task<> Browse();
 
   Program& program_;
+  bool measuring_ = false;
 };
 
 }  // namespace pellora

@@ -28,7 +28,6 @@ namespace pellora {
 namespace {
 
 constexpr int kAskClearAll = 408;
-constexpr std::int64_t kKiB = 1024;
 
 // Of the window that a menu entry opens: without access key and dots.
 std::string TitleOf(std::string caption) {
@@ -75,13 +74,13 @@ Task<> MainWindow::AskSpeedLimit() {
   LineQuestion question;
   question.title = TextOf(program_, WebText::SpeedLimitTitle);
   question.caption = TextOf(program_, WebText::SpeedLimitQuestion);
-  question.text = SpeedLimitText((SpeedLimitOf(program_, pick->index) + kKiB - 1) / kKiB);
+  question.text = SpeedLimitText((SpeedLimitOf(program_, pick->index) + kBytesOfKiB - 1) / kBytesOfKiB);
   question.refusal = [this](const std::string& text) {
     return ReadSpeedLimit(text) ? std::string() : TextOf(program_, WebText::BadSpeedLimit);
   };
   const std::optional<std::string> line = co_await askLine->Ask(std::move(question));
   if (!line || !program_.Holds(pick->index, pick->serial)) co_return;
-  SetSpeedLimitOf(program_, pick->index, ReadSpeedLimit(*line).value_or(0) * kKiB);
+  SetSpeedLimitOf(program_, pick->index, ReadSpeedLimit(*line).value_or(0) * kBytesOfKiB);
 }
 
 void MainWindow::ToggleScheduled() {
@@ -159,10 +158,18 @@ void MainWindow::OpenOrRestart(const ListView& list) {
   }
 }
 
+// What was unpacked from an archive is a folder.
+bool MainWindow::HasFile(std::int16_t index) const {
+  const std::string& path = program_.Download(index).SavePath;
+  const WebFigures* const figures = program_.Web(index);
+  if (figures != nullptr && figures->inFolder) return platform_.files.Exists(path);
+  return Skip([&] { (void)platform_.files.LengthOf(path); });
+}
+
 Task<> MainWindow::OpenFile(std::int16_t index) {
   const auto hold = Hold();
   const std::string path = program_.Download(index).SavePath;
-  if (Skip([&] { (void)platform_.files.LengthOf(path); })) {
+  if (HasFile(index)) {
     platform_.shell.OpenPath(path, FolderOf(path));
     co_return;
   }

@@ -77,7 +77,8 @@ MainWindow::MainWindow(Program& program)
       timer5_(program.platform, kSaveMilliseconds),
       timer1_(program.platform, kIdleTimerMilliseconds),
       preview_(program.platform, kPreviewTimerMilliseconds),
-      stayAwake_(program) {
+      stayAwake_(program),
+      notices_(program) {
   Width = 800;
   Height = 600;
   // The updater is a separate program, and may be missing.
@@ -217,6 +218,7 @@ void MainWindow::StartTimers() {
 
 void MainWindow::StopTimers() {
   stayAwake_.End();
+  notices_.End();
   timerC_.SetEnabled(false);
   timer5_.SetEnabled(false);
   timer1_.SetEnabled(false);

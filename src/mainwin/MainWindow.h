@@ -18,6 +18,7 @@
 
 #include "async/Timer.h"
 #include "async/Winsock.h"
+#include "core/DownloadNotices.h"
 #include "core/Metalink.h"
 #include "core/Program.h"
 #include "core/Queue.h"
@@ -200,6 +201,8 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   // for a choice. False if there is none. `later`: they are not started at once. `caller` as in AddRequest.
   bool TakeDropped(const DataObject& data, bool later, const void* caller);
   bool TakeDrop(const DataObject& data) override;
+  // The same for a text.
+  bool TakeText(const std::string& text, bool later, const void* caller);
   // Renders a file into Picture3 in place of the previous one. An unsupported type leaves an empty graph.
   Task<> LoadMedia(std::string path);
 
@@ -264,6 +267,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   std::string AddressRefusal(int index, const std::string& url);
   void MoveInQueue(QueueMove move);
   void OpenOrRestart(const ListView& list);
+  bool HasFile(std::int16_t index) const;  // finished, and it is still there
   Task<> OpenFile(std::int16_t index);
   void ClearSelected();
   Task<> ClearAll();
@@ -308,6 +312,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   // Version check.
   void ConnectVersionCheck();
   void CheckVersion();
+  Task<> SayWhoUpdates();
   void VersionArrived(const std::string& block);
   Task<> OfferVersion(float version, std::string notes);
 
@@ -315,10 +320,12 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Task<> AddAction();
   Task<std::string> FaultOf(FieldsReading asked);
   std::string FaultOfLook(const std::string& url) const;
-  Task<> Offer(std::vector<std::string> addresses, std::vector<std::string> files, bool later, bool cut);
-  bool TakeText(const std::string& text, bool later, const void* caller);
-  bool OfferText(const std::string& text, bool later);
-  void OfferMetalink(const std::vector<MetalinkFile>& files, bool later);
+  // `common` is what is asked for each of them, without address.
+  Task<> Offer(std::vector<std::string> addresses, std::vector<std::string> files, AddRequest common, bool cut);
+  bool OfferText(const std::string& text, const AddRequest& common);
+  void OfferAddresses(const std::vector<std::string>& addresses, const AddRequest& common, bool cut);
+  void OfferMetalink(std::vector<MetalinkFile> files, const AddRequest& common);
+  std::string NoteOnSeveral(const AddRequest& common, bool dropsSecrets) const;
   Task<> AskClipboard(std::string url);
 
   Program& program_;
@@ -342,6 +349,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
 
   bool pumpPosted_ = false;  // an event that starts queued records of the web engine
   StayAwake stayAwake_;
+  DownloadNotices notices_;
   std::uint64_t resumeGeneration_ = 0;
   bool adding_ = false;           // the add dialog is open
   bool askingClipboard_ = false;  // the clipboard question is open

@@ -58,6 +58,7 @@ void MainWindow::Tick() {
   WatchConnection();
   AttachPreview();
   stayAwake_.Watch();
+  notices_.Watch();
   // A tick that asks a question does nothing else; the next ones do while it is open.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 

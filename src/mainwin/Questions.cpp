@@ -50,6 +50,7 @@ Task<> MainWindow::AddAction() {
   }
   std::string answer;
   std::string text;
+  bool several = false;
   FieldsReading asked;
   {
     const ScopedFlag open(adding_);
@@ -67,7 +68,7 @@ Task<> MainWindow::AddAction() {
       co_await platform_.tasks.UntilEvent(std::move(answered));
       answer = form1->Tag;
       fault.clear();
-      if (answer != "NOW" && answer != "LATER" && answer != "INSIDE") break;
+      if (answer == "CANCEL") break;
       asked = form1->Request();
       fault = co_await FaultOf(asked);
       if (fault.empty() && answer == "INSIDE") fault = FaultOfLook(asked.request.url);
@@ -77,13 +78,15 @@ Task<> MainWindow::AddAction() {
       (void)co_await program_.boxes.Ask(this, std::move(box));
     }
     text = form1->Text1.Text;
+    several = form1->NamesSeveral();
     form1->EmptyFold();
     form1->Hide();
   }
   if (answer == "CANCEL") co_return;
-  if (answer == "LIST" || !TakesScheme(program_, asked.request.url)) {
+  asked.request.later = answer == "LATER";
+  if (several || !TakesScheme(program_, asked.request.url)) {
     // In any case, like the parser: an address that it accepts must not vanish without a message.
-    (void)OfferText(text, answer == "LATER");
+    (void)OfferText(text, asked.request);
     co_return;
   }
   if (answer == "INSIDE") {
@@ -94,7 +97,6 @@ Task<> MainWindow::AddAction() {
     program_.lookInside(look);
     co_return;
   }
-  asked.request.later = answer == "LATER";
   asked.request.caller = this;
   co_await AddDownload(&program_, std::move(asked.request));
 }

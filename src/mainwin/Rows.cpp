@@ -259,8 +259,7 @@ void MainWindow::CheckFinishedFiles(std::size_t from, std::uint64_t generation) 
   for (std::size_t at = from; at < end; ++at) {
     ListRow row = ListView2.Rows()[at];
     if (!program_.Holds(row.record, row.serial)) continue;
-    const std::string& path = program_.Download(row.record).SavePath;
-    if (Skip([&] { (void)platform_.files.LengthOf(path); })) continue;
+    if (HasFile(row.record)) continue;
     row.icon = "notfound";
     ListView2.SetRow(at, std::move(row));
   }

@@ -3,12 +3,14 @@
 #include <optional>
 #include <utility>
 
-#include "core/Ascii.h"
 #include "core/Dates.h"
 #include "core/EngineChoice.h"
 #include "core/FileNames.h"
+#include "core/Metalink.h"
 #include "core/Program.h"
+#include "core/SpeedLimit.h"
 #include "core/WebAddress.h"
+#include "mainwin/MetalinkAdds.h"
 #include "ports/Clock.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -17,14 +19,6 @@
 namespace pellora {
 
 namespace {
-
-constexpr std::int64_t kKilobyte = 1024;
-
-// A text that would be sent in a line, or that names the user.
-bool IsMalformed(const ScriptedAdd& wanted) {
-  return HasControls(wanted.user) || HasControls(wanted.password) || HasControls(wanted.referrer) ||
-         HasControls(wanted.cookies);
-}
 
 std::string FaultOfLogin(const ScriptedAdd& wanted, const AddressReading& address) {
   if (wanted.password.empty() || !wanted.user.empty() || !address.parsed.user.empty()) return {};
@@ -71,7 +65,7 @@ std::string TakeMoment(const Program& program, const std::string& text, std::opt
 }
 
 std::string TakeChecksum(const std::string& text, std::optional<Checksum>& checksum) {
-  if (text.empty()) return {};
+  if (text.empty()) return {};  // a Metalink's stays
   checksum = ParseChecksum(text);
   return checksum ? std::string() : "This is no checksum: " + text;
 }
@@ -79,7 +73,6 @@ std::string TakeChecksum(const std::string& text, std::optional<Checksum>& check
 // Fills `request`. Returns why it is refused.
 std::string TakeOptions(const Program& program, const ScriptedAdd& wanted, const AddressReading& address,
                         AddRequest& request) {
-  if (IsMalformed(wanted)) return "A control character is in the login, the referring page or the cookies.";
   if (wanted.later && !wanted.at.empty()) return "It cannot both begin at a time and not begin.";
   if (!wanted.referrer.empty() && !ParseWebAddress(wanted.referrer)) return "The referring page is no address.";
   if (wanted.limit < 0 || wanted.limit > kHighestSpeedLimit) return "This is no limit of speed.";
@@ -97,20 +90,54 @@ std::string TakeOptions(const Program& program, const ScriptedAdd& wanted, const
   request.web.handOver = {wanted.referrer, wanted.cookies};
   request.web.user = wanted.user;
   request.web.password = wanted.password;
-  request.web.speedLimit = wanted.limit * kKilobyte;
+  request.web.speedLimit = wanted.limit * kBytesOfKiB;
   request.web.quiet = wanted.quiet;
   return fault;
 }
 
-}  // namespace
-
-AddOutcome AddForScript(Program& program, const ScriptedAdd& wanted) {
+AddOutcome AddOne(Program& program, const ScriptedAdd& wanted) {
   AddRequest request;
   request.url = wanted.url;
-  const AddressReading address = ReadAddress(program, wanted.url);
-  std::string fault = TakeOptions(program, wanted, address, request);
+  std::string fault = TakeOptions(program, wanted, ReadAddress(program, wanted.url), request);
   if (!fault.empty()) return {0, std::move(fault)};
   return AddWithoutAsking(program, request);
+}
+
+// What cannot be for each of several files.
+std::string FaultOfSeveral(const ScriptedAdd& wanted, const std::vector<ListedAdd>& files) {
+  if (files.size() < 2) return {};
+  if (!wanted.name.empty()) return "The name is for one file, and the Metalink has several.";
+  if (!wanted.checksum.empty()) return "The checksum is for one file, and the Metalink has several.";
+  const bool hasSecrets = !wanted.user.empty() || !wanted.password.empty() || !wanted.cookies.empty();
+  if (hasSecrets && !AreOfOneServer(files)) return "The login or the cookies would go to several servers.";
+  return {};
+}
+
+AddOutcome AddFile(Program& program, const ScriptedAdd& metalink, const AddRequest& file, bool quiet) {
+  ScriptedAdd wanted = metalink;
+  wanted.url = file.url;
+  if (wanted.name.empty()) wanted.name = file.name;
+  wanted.quiet |= quiet;
+  AddRequest request = file;
+  std::string fault = TakeOptions(program, wanted, ReadAddress(program, wanted.url), request);
+  if (!fault.empty()) return {0, file.name + ": " + fault};
+  AddOutcome outcome = AddFileUnasked(program, request);
+  if (!outcome.reason.empty()) outcome.reason = file.name + ": " + outcome.reason;
+  return outcome;
+}
+
+}  // namespace
+
+std::vector<AddOutcome> AddForScript(Program& program, const ScriptedAdd& wanted) {
+  if (wanted.metalink.empty()) return {AddOne(program, wanted)};
+  const MetalinkFiles metalink{.files = ReadMetalink(wanted.metalink).value_or(std::vector<MetalinkFile>())};
+  const std::vector<ListedAdd> files = ListedAddsOf(program, metalink);
+  if (files.empty()) return {{0, "This Metalink names no file that Pellora can download."}};
+  std::string fault = FaultOfSeveral(wanted, files);
+  if (!fault.empty()) return {{0, std::move(fault)}};
+  std::vector<AddOutcome> outcomes;
+  for (const ListedAdd& file : files) outcomes.push_back(AddFile(program, wanted, file.request, files.size() > 1));
+  return outcomes;
 }
 
 }  // namespace pellora

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "mainwin/AddDownload.h"
 
@@ -26,8 +27,10 @@ struct ScriptedAdd {
   bool later = false;      // it is not started
   bool duplicate = false;  // a listed download of this address begins anew
   bool quiet = false;      // no window opens
+  std::string metalink{};  // a Metalink's bytes: its files are added, and `url` is only what the script calls it
 };
 
-AddOutcome AddForScript(Program& program, const ScriptedAdd& wanted);
+// One outcome for each file that is added or refused; one for an address.
+std::vector<AddOutcome> AddForScript(Program& program, const ScriptedAdd& wanted);
 
 }  // namespace pellora

@@ -9,9 +9,11 @@
 #include "core/Addresses.h"
 #include "core/RecordLife.h"
 #include "core/Version.h"
+#include "core/WebTexts.h"
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
 #include "mainwin/VersionReply.h"
+#include "ports/Machine.h"
 #include "ports/Platform.h"
 
 namespace pellora {
@@ -90,10 +92,18 @@ void MainWindow::ConnectVersionCheck() {
 }
 
 void MainWindow::CheckVersion() {
+  if (platform_.machine.IsPackaged()) return platform_.tasks.Spawn(SayWhoUpdates());
   if (Label7.Tag() == kChecking) return;
   Label7.Caption = "Connecting...";
   Label7.Tag = kChecking;
   GetNewVersion.Connect();
+}
+
+Task<> MainWindow::SayWhoUpdates() {
+  const auto hold = Hold();
+  BoxRequest request{TextOf(program_, WebText::UpdatedByPackages), kProgramName, kInformation};
+  if (program_.boxes.IsOpen(this, request.text)) co_return;
+  (void)co_await program_.boxes.Ask(this, std::move(request));
 }
 
 // Each block is judged separately: one without a blank line usually shows no new version.

@@ -63,7 +63,7 @@ options::options(Program& program) : Window(program.platform, "options", "Pellor
   ConnectEvents();
 }
 
-std::array<std::pair<CheckBox*, bool*>, 12> options::Switches() {
+std::array<std::pair<CheckBox*, bool*>, 13> options::Switches() {
   Settings& settings = program_.settings;
   return {{{&Check1, &settings.CheckClipboard},
            {&Check2, &settings.BrowserIngeration},
@@ -76,7 +76,8 @@ std::array<std::pair<CheckBox*, bool*>, 12> options::Switches() {
            {&Check9, &settings.ProxyFTP},
            {&Check10, &settings.AutoStart},
            {&Check12, &settings.SeekChecksums},
-           {&Check14, &settings.StayAwake}}};
+           {&Check14, &settings.StayAwake},
+           {&Check15, &settings.ShowNotices}}};
 }
 
 std::array<std::pair<TextBox*, std::string*>, 5> options::Texts() {
@@ -148,7 +149,7 @@ void options::RefreshFromOptions() {
 
 void options::ListLanguages() {
   LanguageCount = 0;
-  const std::string folder = platform_.machine.ProgramFolder();
+  const std::string folder = platform_.machine.LanguageFolder();
   std::vector<std::string> rows;
   for (const std::string& file : platform_.files.FilesIn(folder)) {
     if (LanguageCount == kMostLanguages) break;

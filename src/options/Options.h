@@ -98,6 +98,7 @@ class options final : public Window {
   Label Label14{this, "Label14", "o'clock", 870};
   CheckBox Check12{this, "Check12", "Look for checksums beside the file (SHA256SUMS)", 903};
   CheckBox Check14{this, "Check14", "Keep the computer awake while data arrives", 955};
+  CheckBox Check15{this, "Check15", "Show a notice when downloads finish or stop", 851};
 
   CommandButton OK{this, "OK", "OK", 635};
   CommandButton Command1{this, "Command1", "Cancel", 636};
@@ -116,7 +117,7 @@ class options final : public Window {
 
  private:
   // The controls whose value is the setting itself; at OK the others are converted, by other rules than the store's.
-  std::array<std::pair<CheckBox*, bool*>, 12> Switches();
+  std::array<std::pair<CheckBox*, bool*>, 13> Switches();
   std::array<std::pair<TextBox*, std::string*>, 5> Texts();
   // The button of each value of WebEngine.
   std::array<std::pair<OptionButton*, std::int32_t>, 3> WebChoices();

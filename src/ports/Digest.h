@@ -24,7 +24,9 @@ class Digest {
 class Digests {
  public:
   virtual ~Digests() = default;
-  // Null if the system does not compute this kind: some forbid MD5.
+  // False if the system does not compute this kind: some forbid MD5.
+  virtual bool Computes(DigestKind kind) = 0;
+  // Null if it does not.
   virtual std::unique_ptr<Digest> Begin(DigestKind kind) = 0;
 };
 

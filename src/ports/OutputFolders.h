@@ -28,9 +28,9 @@ class OutputFile {
  public:
   virtual ~OutputFile() = default;                 // deleted, unless it was published
   virtual void Write(std::string_view bytes) = 0;  // after what was written before
-  // Waits until its bytes are on the disk, then gives it this name in its folder. Its rights become those of `traits`
-  // less what the umask takes, always with reading and writing for the user. False, and nothing has changed, if
-  // something has the name and `replaced` is nothing or another file than that which is there.
+  // Waits until its bytes are on the disk, gives it this name in its folder, and waits until the name is on the disk as
+  // well. Its rights become those of `traits` less what the umask takes, always with reading and writing for the user.
+  // False, and nothing has changed, if something has the name; or, with `replaced`, unless that file has it.
   virtual bool Publish(const std::string& name, const OutputTraits& traits,
                        const std::optional<FileIdentity>& replaced) = 0;
 };

@@ -21,6 +21,7 @@ class Locale;
 class Machine;
 class Media;
 class Network;
+class Notices;
 class OutputFolders;
 class Secrets;
 class SettingsStore;
@@ -58,6 +59,7 @@ struct Platform {
   OutputFolders* outputs = nullptr;        // null where there is no unpacker
   Digests* digests = nullptr;              // null where there is no fetcher
   Secrets* secrets = nullptr;              // null where the desktop keeps no passwords
+  Notices* notices = nullptr;              // null where the desktop shows none
   Inhibit* inhibit = nullptr;              // null where nobody can be asked not to suspend
 };
 

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QUrl>
 #include <algorithm>
 #include <iterator>
 #include <string>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "core/CookieFile.h"
+#include "core/Metalink.h"
 #include "core/Settings.h"
 #include "core/UrlList.h"
 #include "core/WebAddress.h"
@@ -70,14 +72,46 @@ QString TakeDuplicate(QVariantMap& request, const QString& text) {
 QString TakeCookieFile(AddPlan& plan, const QString& name) {
   const std::optional<QByteArray> file = ReadWhole(name);
   if (!file) return "the cookies in " + name + " cannot be read";
-  plan.cookieFile = *file;
-  if (!HoldsCookies(plan.cookieFile.toStdString())) return name + " holds no cookies in the format of Netscape";
+  plan.cookies = ReadCookieFile(file->toStdString());
+  if (plan.cookies.empty()) return name + " holds no cookies in the format of Netscape";
+  return {};
+}
+
+bool IsNamedLikeAMetalink(const QString& name) {
+  return name.endsWith(".meta4", Qt::CaseInsensitive) || name.endsWith(".metalink", Qt::CaseInsensitive);
+}
+
+bool IsMetalink(const QString& name, const QByteArray& bytes) {
+  return IsNamedLikeAMetalink(name) || LooksLikeMetalink(bytes.toStdString());
+}
+
+// The path of what is given as a path, or as the address of a file here; nothing for other addresses.
+QString LocalPath(const QString& given) {
+  const QUrl url(given);
+  if (url.isLocalFile()) return url.toLocalFile();
+  return given.contains("://") ? QString() : given;
+}
+
+// What was given is a Metalink, or else stays an address.
+QString TakeOperand(AddPlan& plan, const QString& given) {
+  plan.urls << given;
+  const QString path = LocalPath(given);
+  if (path.isEmpty() || (!IsNamedLikeAMetalink(path) && !QFileInfo(path).isFile())) return {};
+  const std::optional<QByteArray> bytes = ReadWhole(path);
+  if (!bytes && IsNamedLikeAMetalink(path)) return "the Metalink " + path + " cannot be read";
+  if (bytes && IsMetalink(path, *bytes)) plan.metalinks.insert(given, *bytes);
   return {};
 }
 
 QString TakeList(AddPlan& plan, const QString& name) {
   const std::optional<QByteArray> list = ReadWhole(name);
   if (!list) return "the addresses in " + name + " cannot be read";
+  if (IsMetalink(name, *list)) {
+    plan.urls << name;
+    plan.metalinks.insert(name, *list);
+    plan.common.insert(kQuietKey, true);
+    return {};
+  }
   const UrlListReading reading = ReadUrlList(list->toStdString());
   if (reading.cut) return name + " holds too many addresses; at most " + QString::number(kMostAddresses) + " are read";
   if (reading.addresses.empty()) return name + " holds no addresses";
@@ -135,10 +169,11 @@ std::optional<int> SpeedLimitIn(const QString& text) {
 QVariantMap AddPlan::RequestFor(const QString& url) const {
   QVariantMap request = common;
   request.insert(kUrlKey, url);
+  if (metalinks.contains(url)) request.insert(kMetalinkKey, metalinks.value(url));
   const std::optional<WebAddress> address = ParseWebAddress(url.toStdString());
-  if (cookieFile.isEmpty() || !address) return request;
-  const std::string cookies = CookiesFor(cookieFile.toStdString(), *address, QDateTime::currentSecsSinceEpoch());
-  if (!cookies.empty()) request.insert(kCookiesKey, QString::fromStdString(cookies));
+  if (!address) return request;
+  const std::string fitting = CookiesFor(cookies, *address, QDateTime::currentSecsSinceEpoch());
+  if (!fitting.empty()) request.insert(kCookiesKey, QString::fromStdString(fitting));
   return request;
 }
 
@@ -154,7 +189,9 @@ AddPlan PlanAdd(const Arguments& given) {
     if (plan.error.isEmpty()) plan.error = error;
   };
   take(Contradiction(arguments));
-  plan.urls = arguments.operands;
+  if (plan.error.isEmpty()) {
+    for (const QString& operand : arguments.operands) take(TakeOperand(plan, operand));
+  }
   plan.showsPassword = std::any_of(plan.urls.begin(), plan.urls.end(), [](const QString& url) {
     return WithoutPassword(url.toStdString()) != url.toStdString();
   });
@@ -169,6 +206,7 @@ AddPlan PlanAdd(const Arguments& given) {
   if (arguments.Has("--on-duplicate")) take(TakeDuplicate(plan.common, arguments.Value("--on-duplicate")));
   if (plan.error.isEmpty() && arguments.Has("--cookies")) take(TakeCookieFile(plan, arguments.Value("--cookies")));
   if (plan.error.isEmpty() && arguments.Has("--input")) take(TakeList(plan, arguments.Value("--input")));
+  if (!plan.metalinks.isEmpty() && !plan.cookies.empty()) take("--cookies is for URLs, not for a Metalink");
   const bool many = plan.urls.size() > 1;
   if (many && arguments.Has("--output")) take("--output is for one URL; --folder takes any number");
   if (many && arguments.Has("--checksum")) take("--checksum is for one URL");

@@ -3,11 +3,14 @@
 #pragma once
 
 #include <QByteArray>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
 #include <optional>
+#include <vector>
 
+#include "core/CookieFile.h"
 #include "tools/Arguments.h"
 
 namespace pellora {
@@ -23,8 +26,9 @@ struct AddPlan {
   // For the program, about one of the addresses.
   QVariantMap RequestFor(const QString& url) const;
 
-  QVariantMap common;  // of all addresses
-  QByteArray cookieFile;
+  QVariantMap common;                   // of all addresses
+  QMap<QString, QByteArray> metalinks;  // local files, by the names that `urls` has for them
+  std::vector<ListedCookie> cookies;    // of the file that the arguments name
 };
 
 // KiB/s, or "off", which is 0.

@@ -34,7 +34,7 @@ QDBusMessage CallFor(const HostRequest& request) {
   if (request.newScheme) {
     QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "Add");
     QVariantMap wanted{{kUrlKey, request.url}};
-    // Pages of the browser itself are none that a server is told.
+    // A page of the browser itself is not passed on: no server is to learn of it.
     if (ParseWebAddress(request.referrer.toStdString())) wanted.insert(kReferrerKey, request.referrer);
     if (!request.cookie.isEmpty()) wanted.insert(kCookiesKey, request.cookie);
     call << wanted;

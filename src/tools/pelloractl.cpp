@@ -50,16 +50,18 @@ ExitCode Answered(const QString& given, const QVariantMap& answer) {
   return kNotDone;
 }
 
+// The ids of a Metalink's files, or the one of an address.
+QStringList IdsIn(const QVariantMap& answer) {
+  if (answer.contains(kIdsKey)) return answer.value(kIdsKey).toStringList();
+  return answer.contains(kIdKey) ? QStringList{answer.value(kIdKey).toString()} : QStringList();
+}
+
 void PrintAdded(const QString& url, const QVariantMap& answer, bool json) {
-  if (json) {
-    QJsonObject object{{"url", WithoutPassword(url)}};
-    for (const char* const key : {kIdKey, kReasonKey}) {
-      if (answer.contains(key)) object.insert(key, answer.value(key).toString());
-    }
-    PrintLine(JsonLine(object));
-  } else if (answer.contains(kIdKey)) {
-    PrintLine(answer.value(kIdKey).toString().toUtf8());
+  for (const QString& id : IdsIn(answer)) {
+    PrintLine(json ? JsonLine({{"url", WithoutPassword(url)}, {kIdKey, id}}) : id.toUtf8());
   }
+  if (!json || !answer.contains(kReasonKey)) return;
+  PrintLine(JsonLine({{"url", WithoutPassword(url)}, {kReasonKey, answer.value(kReasonKey).toString()}}));
 }
 
 int RunAdd(Client& client, const Arguments& arguments) {

@@ -16,6 +16,9 @@ AskLogin::AskLogin(Program& program, const Question& question)
   Label3.Visible = !question.realm.empty();
   Label6.Visible = question.unencrypted;
   Text1.Text = question.user;
+  Label4.Visible = !question.onlyPassword;
+  Text1.Visible = !question.onlyPassword;
+  Check1.Visible = !question.onlyPassword;
   Check1.Enabled = question.canRemember;
   Command1.OnClick = [this] {
     const auto hold = Hold();
@@ -31,7 +34,7 @@ AskLogin::AskLogin(Program& program, const Question& question)
 void AskLogin::OnLoad() {
   ApplyLanguage(*this, program_);
   // The cursor is where something is missing.
-  TextBox& first = Text1.Text().empty() ? Text1 : Text2;
+  TextBox& first = Text1.Visible() && Text1.Text().empty() ? Text1 : Text2;
   first.SelectAll = first.SelectAll() + 1;
 }
 

@@ -21,6 +21,7 @@ class AskLogin final : public Window {
     std::string user;    // proposed
     bool unencrypted = false;
     bool canRemember = false;
+    bool onlyPassword = false;  // what is protected knows no users
   };
 
   AskLogin(Program& program, const Question& question);

@@ -102,7 +102,9 @@ void TransferWindow::OpenFile() {
 }
 
 void TransferWindow::OpenFolder() {
-  const std::string folder = FolderOf(slot_.Record().SavePath);
+  const WebFigures* const figures = program_.Web(RecordIndex);
+  const std::string& path = slot_.Record().SavePath;
+  const std::string folder = figures != nullptr && figures->inFolder ? path : FolderOf(path);
   program_.platform.shell.OpenPath(folder, folder);
 }
 

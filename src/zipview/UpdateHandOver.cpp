@@ -24,7 +24,7 @@ constexpr const char* kUpdater = "/updater";
 
 Task<> HandOverUpdate(Program* program, Unzip* unzip, std::int16_t index) {
   Platform& platform = program->platform;
-  const std::string folder = platform.machine.ProgramFolder();
+  const std::string folder = platform.machine.DataFolder();
   // The path is read before the slot is free and can be refilled. After a redirect the package no longer has the
   // record's name.
   const DownloadRecord& record = program->Download(index);
@@ -43,7 +43,7 @@ Task<> HandOverUpdate(Program* program, Unzip* unzip, std::int16_t index) {
     BoxRequest request{std::to_string(result), kProgramName, kOkOnly};
     (void)co_await program->boxes.Ask(program, std::move(request));
   }
-  Skip([&] { platform.shell.Start(folder + kUpdater, {}); });
+  Skip([&] { platform.shell.Start(platform.machine.ProgramFolder() + kUpdater, {}); });
   program->saveAndQuit();
 }
 

@@ -10,9 +10,9 @@ namespace pellora {
 class Program;
 class Unzip;
 
-// The package is where it was saved, or else "downloads/" and the record's FileName in the program's folder, whatever
-// the settings say; it is unpacked into "temp" there. If unpacking fails its number is shown, and the updater starts
-// all the same. Both pointers outlive the task.
+// The package is where it was saved, or else "downloads/" and the record's FileName in the program's data folder,
+// whatever the settings say; it is unpacked into "temp" there. If unpacking fails its number is shown, and the updater
+// starts all the same. Both pointers outlive the task.
 Task<> HandOverUpdate(Program* program, Unzip* unzip, std::int16_t index);
 
 }  // namespace pellora

@@ -42,8 +42,12 @@ void FuzzLink(std::string_view bytes, const LinkReader& read) {
   together.headers.push_back({"link", all});
   if (all.size() < 65536) Demand(read(together, base) == mirrors, "mirrors in one header are read as they were");
   Demand(read(apart, base) == mirrors, "mirrors in a header each are read as they were");
+  const std::optional<WebAddress> description = DescriptionIn(answer, base);
+  Demand(!description || (IsHttp(description->scheme) && IsEncrypted(description->scheme)),
+         "a description of an encrypted address is encrypted");
   std::string plain = LowerCase(std::string(bytes));
   std::erase(plain, '\\');  // of quoted strings
+  Demand(!description || plain.find("describedby") != std::string::npos, "only describedby names a description");
   Demand(mirrors.empty() || plain.find("duplicate") != std::string::npos, "only duplicates are mirrors");
 }
 

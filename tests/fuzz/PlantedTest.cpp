@@ -156,10 +156,10 @@ TEST(FuzzOracles, DetectAJournalWithATornTail) {
 }
 
 TEST(FuzzOracles, DetectCookiesOfAnotherHost) {
-  const auto wrong = [](std::string_view file, const WebAddress& address, std::int64_t now) {
+  const auto wrong = [](const std::vector<ListedCookie>& cookies, const WebAddress& address, std::int64_t now) {
     WebAddress other = address;
     other.host = "bank.example";
-    return CookiesFor(file, other, now);
+    return CookiesFor(cookies, other, now);
   };
   EXPECT_EQ(Catch("cookies", [&](std::string_view bytes) { FuzzCookies(bytes, wrong); })
                 .count("only cookies of this host, path and scheme are sent"),
@@ -363,6 +363,61 @@ TEST(AllocationMeter, CountsAllocationsEvenIfFreed) {
   }
   EXPECT_GE(meter.Bytes(), 100'000U);
   EXPECT_LE(meter.Bytes(), 110'000U);
+}
+
+TEST(FuzzOracles, DetectSizesWithoutTheirZip64Field) {
+  const auto wrong = [](const ArchiveDirectory& directory, std::size_t index) {
+    ArchiveEntry entry = directory.Entry(index);
+    entry.size &= 0xFFFFFFFF;
+    return entry;
+  };
+  EXPECT_EQ(Catch("archive", [&](std::string_view bytes) { FuzzArchive(bytes, {.entry = wrong}); })
+                .count("full sizes are those of the ZIP64 field"),
+            1U);
+}
+
+TEST(FuzzOracles, DetectEntriesInAnotherOrder) {
+  const auto wrong = [](const ArchiveDirectory& directory, std::size_t index) {
+    return directory.Entry(directory.Count() - 1 - index);
+  };
+  EXPECT_EQ(Catch("archive", [&](std::string_view bytes) { FuzzArchive(bytes, {.entry = wrong}); })
+                .count("a name follows the fixed part"),
+            1U);
+}
+
+TEST(FuzzOracles, DetectSizesThatLibarchiveDoesNotFind) {
+  const auto run = [](std::string_view bytes) {
+    // Right when each entry is compared with its record, which comes first.
+    std::size_t calls = 0;
+    const auto wrong = [&calls](const ArchiveDirectory& directory, std::size_t index) {
+      ArchiveEntry entry = directory.Entry(index);
+      if (calls++ >= directory.Count()) ++entry.size;
+      return entry;
+    };
+    FuzzArchive(bytes, {.entry = wrong});
+  };
+  EXPECT_EQ(Catch("archive", run).count("libarchive finds the same names and sizes"), 1U);
+}
+
+TEST(FuzzOracles, DetectLinksTakenForFiles) {
+  const auto wrong = [](const ArchiveDirectory& directory, std::size_t index) {
+    ArchiveEntry entry = directory.Entry(index);
+    entry.kind = EntryKind::File;
+    return entry;
+  };
+  EXPECT_EQ(Catch("archive", [&](std::string_view bytes) { FuzzArchive(bytes, {.entry = wrong}); })
+                .count("links and devices are neither files nor folders"),
+            1U);
+}
+
+TEST(FuzzOracles, DetectRangesBeyondTheNextEntry) {
+  const auto wrong = [](const EntryLayout& layout, std::size_t index) {
+    const Range range = layout.RangeOf(index);
+    return Range{range.begin, range.end + 512};
+  };
+  EXPECT_EQ(Catch("archive", [&](std::string_view bytes) { FuzzArchive(bytes, {.range = wrong}); })
+                .count("no more is fetched than belongs to an entry"),
+            1U);
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "archive/ArchiveDirectory.h"
+#include "archive/EntryLayout.h"
 #include "core/ChecksumList.h"
 #include "core/CookieFile.h"
 #include "core/IniText.h"
@@ -70,6 +72,15 @@ struct ZipReaders {
   std::function<std::vector<ZipEntry>(std::string_view, std::int16_t)> read = ReadDirectory;
 };
 void FuzzZip(std::string_view bytes, const ZipReaders& readers = {});
+
+// An archive after a byte that is odd if something precedes it. libarchive reads the same bytes.
+using ArchiveEntryReader = std::function<ArchiveEntry(const ArchiveDirectory&, std::size_t)>;
+using ArchiveRangeReader = std::function<Range(const EntryLayout&, std::size_t)>;
+struct ArchiveReaders {
+  ArchiveEntryReader entry = &ArchiveDirectory::Entry;
+  ArchiveRangeReader range = &EntryLayout::RangeOf;
+};
+void FuzzArchive(std::string_view bytes, const ArchiveReaders& readers = {});
 
 // A language file.
 void FuzzLanguage(std::string_view bytes,
@@ -136,8 +147,8 @@ using UrlListReader = std::function<UrlListReading(std::string_view)>;
 void FuzzUrls(std::string_view bytes, const UrlListReader& read = ReadUrlList);
 
 // An address and, after byte 1, a file of cookies.
-using CookieReader = std::function<std::string(std::string_view, const WebAddress&, std::int64_t)>;
-void FuzzCookies(std::string_view bytes, const CookieReader& read = CookiesFor);
+using CookieChooser = std::function<std::string(const std::vector<ListedCookie>&, const WebAddress&, std::int64_t)>;
+void FuzzCookies(std::string_view bytes, const CookieChooser& choose = CookiesFor);
 
 // A number, flag or date typed by the user or read from a file.
 void FuzzNumbers(std::string_view bytes, const std::function<double(std::string_view)>& prefix = NumericPrefix);

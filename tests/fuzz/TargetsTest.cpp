@@ -42,6 +42,7 @@ const Target kTargets[] = {
     {"sums", [](std::string_view bytes) { FuzzSums(bytes); }, 4000},
     {"urls", [](std::string_view bytes) { FuzzUrls(bytes); }, 6000},
     {"cookies", [](std::string_view bytes) { FuzzCookies(bytes); }, 6000},
+    {"archive", [](std::string_view bytes) { FuzzArchive(bytes); }, 4000},
     {"preview", [](std::string_view bytes) { FuzzPreview(bytes); }, 10000},
 };
 

@@ -8,6 +8,7 @@ These inputs have descriptive names; inputs added by a run of the fuzzer are nam
 
 import struct
 import sys
+import zlib
 
 import archive
 
@@ -362,7 +363,48 @@ def cookies():
     })
 
 
+def archives():
+    def entry(name, data=b"data", extra=b"", flags=0, made=0x31e, mode=0o100644, size=None, at=None, method=0):
+        return name, data, extra, flags, made, mode, size, at, method
+
+    def packed(entries, comment=b"", zip64=False, after=b"", padding=b"", count=None):
+        body, directory = b"", b""
+        for name, data, extra, flags, made, mode, size, at, method in entries:
+            fields = (flags, method, 0x6000, 0x5a8c, zlib.crc32(data), len(data), len(data) if size is None else size)
+            offset = len(body) if at is None else at
+            body += b"PK\3\4" + struct.pack("<HHHHHIIIHH", 20, *fields, len(name), 0) + name + data
+            directory += (b"PK\1\2" + struct.pack("<HHHHHHIIIHHHHHII", made, 20, *fields, len(name), len(extra), 0, 0, 0,
+                                                  mode << 16, offset) + name + extra)
+        body += padding
+        count = len(entries) if count is None else count
+        ends = b""
+        if zip64:
+            ends = (b"PK\6\6" + struct.pack("<QHHIIQQQQ", 44, 45, 45, 0, 0, count, count, len(directory), len(body))
+                    + b"PK\6\7" + struct.pack("<IQI", 0, len(body) + len(directory), 1))
+        ends += b"PK\5\6" + struct.pack("<HHHHIIH", 0, 0, count, count, len(directory), len(body), len(comment)) + comment
+        return body + directory + ends + after
+
+    plain = lambda content: b"\0" + content
+    two = [entry(b"a.txt"), entry(b"docs/b.txt", b"more " * 9)]
+    aes = struct.pack("<HHH2sBH", 0x9901, 7, 2, b"AE", 3, 8)
+    large = struct.pack("<HHQQ", 1, 16, 5 << 30, 4)
+    write("archive", {
+        "two": plain(packed(two)), "preceded": b"\1" + packed(two), "comment": plain(packed(two, b"PK\5\6 is no end")),
+        "zip64": plain(packed(two, zip64=True)), "preceded-zip64": b"\1" + packed(two, zip64=True),
+        "followed": plain(packed(two, after=b"zeros" + bytes(100))), "padded": plain(packed(two, padding=bytes(3000))),
+        "large": plain(packed([entry(b"l", extra=large, size=0xffffffff)])), "none": plain(packed([])),
+        "overlap": plain(packed(two + [entry(b"c", at=0)])), "outside": plain(packed(two + [entry(b"c", at=0xfffffff0)])),
+        "link": plain(packed([entry(b"l", b"/etc/passwd", mode=0o120777)])), "folder": plain(packed([entry(b"d/", b"", mode=0o40755)] + two)),
+        "encrypted": plain(packed([entry(b"e", b"x" * 20, flags=1)])), "aes": plain(packed([entry(b"e", b"x" * 40, aes, 1, method=99)])),
+        "names": plain(packed([entry(n, made=0x14) for n in (b"../a", b"/b", b"C:\\c", b"d\\..\\e", b"\x84.txt", b"f\0g", b"h" * 300)])),
+        "utf8": plain(packed([entry("\u00e4.txt".encode(), flags=0x800), entry("\u0416".encode())])), "lies": plain(packed(two, count=3)),
+        "set-id": plain(packed([entry(b"s", mode=0o106755)])), "twice": plain(packed(two) + packed(two)), "cut": plain(packed(two)[:-5]),
+        "empty": plain(b""),
+    })
+
+
 if __name__ == "__main__":
     for seeds in (urls, headers, segments, ftp, lists, zips, languages, settings, versions, numbers, frames, tgas, previews,
-                  web_addresses, replies, journals, metalinks, links, netrcs, no_proxies, digests, sums, url_lists, cookies):
+                  web_addresses, replies, journals, metalinks, links, netrcs, no_proxies, digests, sums, url_lists, cookies,
+                  archives):
         seeds()

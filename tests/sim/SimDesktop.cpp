@@ -184,6 +184,16 @@ void SimInhibit::Hold(const std::string& aReason) {
 
 void SimInhibit::Release() { held = false; }
 
+void SimNotices::Show(const Notice& notice, std::function<void(const std::string& key)> aChosen) {
+  shown.push_back(notice);
+  chosen.push_back(std::move(aChosen));
+}
+
+void SimNotices::ShowTaskbar(const TaskbarState& state) {
+  taskbar = state;
+  ++taskbarChanges;
+}
+
 std::string SimLocale::DateTimeText(double serial) const {
   constexpr double kLastDay = 2958465;  // 9999-12-31
   if (!(serial > -657435.0) || !(serial < kLastDay + 1)) return "";

@@ -21,6 +21,7 @@
 #include "ports/Inhibit.h"
 #include "ports/Locale.h"
 #include "ports/Machine.h"
+#include "ports/Notices.h"
 #include "ports/SettingsStore.h"
 #include "ports/Shell.h"
 #include "ports/Tray.h"
@@ -123,6 +124,9 @@ class SimMachine final : public Machine {
  public:
   explicit SimMachine(SimLoop& loop) : loop_(loop) {}
   std::string ProgramFolder() const override { return programFolder; }
+  std::string LanguageFolder() const override { return languageFolder.empty() ? programFolder : languageFolder; }
+  std::string DataFolder() const override { return dataFolder.empty() ? programFolder : dataFolder; }
+  bool IsPackaged() const override { return packaged; }
   std::string DocumentsFolder() const override;
   std::string HomeFolder() const override { return homeFolder; }
   std::string Variable(const std::string& name) const override;
@@ -130,6 +134,9 @@ class SimMachine final : public Machine {
   void End(int code) override;
 
   std::string programFolder = "/prog";
+  std::string languageFolder;  // the program's if empty, and so is the next
+  std::string dataFolder;
+  bool packaged = false;
   std::string documentsFolder = "/home/u/Documents";
   std::string homeFolder = "/home/u";
   std::map<std::string, std::string> variables;
@@ -159,6 +166,18 @@ class SimInhibit final : public Inhibit {
   int holds = 0;
   std::string reason;  // of the last hold
   bool fails = false;
+};
+
+// A desktop that shows messages and a taskbar.
+class SimNotices final : public Notices {
+ public:
+  void Show(const Notice& notice, std::function<void(const std::string& key)> chosen) override;
+  void ShowTaskbar(const TaskbarState& state) override;
+
+  std::vector<Notice> shown;
+  std::vector<std::function<void(const std::string& key)>> chosen;  // of each
+  TaskbarState taskbar;
+  int taskbarChanges = 0;
 };
 
 // Decimal point, and dates as 2026-11-21 00:16:00.

@@ -13,6 +13,7 @@ std::string SimDigitsOf(DigestKind kind, const std::string& bytes);
 
 class SimDigests final : public Digests {
  public:
+  bool Computes(DigestKind kind) override { return !forbidden.contains(kind); }
   std::unique_ptr<Digest> Begin(DigestKind kind) override;
 
   // For the test.

@@ -142,6 +142,9 @@ class SimDisk final : public Files {
   friend class SimFile;
   friend class SimDownloadFile;
   friend class SimDownloadFiles;
+  friend class SimOutputFile;
+  friend class SimOutputFolder;
+  friend class SimOutputFolders;
   struct Rule {
     Predicate matches;
     std::uint64_t left;

@@ -184,9 +184,14 @@ void SimDownloadFiles::DemandFolder(const std::string& path) const {
   if (!disk_.state_.folders.contains(disk_.Follow(path))) Fail(path, "no such folder");
 }
 
+bool SimDownloadFiles::IsOnOtherDisk(const std::string& folder) const {
+  return otherDisk_ && disk_.Follow(folder).starts_with(*otherDisk_);
+}
+
 std::uint64_t SimDownloadFiles::RoomIn(const std::string& folder) const {
   disk_.Enter(DiskCall::RoomIn, folder);
   DemandFolder(folder);
+  if (otherRoom_ && IsOnOtherDisk(folder)) return *otherRoom_;
   if (room_) return *room_;
   return disk_.capacity_ > disk_.used_ ? disk_.capacity_ - disk_.used_ : 0;
 }
@@ -194,7 +199,7 @@ std::uint64_t SimDownloadFiles::RoomIn(const std::string& folder) const {
 std::uint64_t SimDownloadFiles::DiskOf(const std::string& folder) const {
   disk_.Enter(DiskCall::DiskOf, folder);
   DemandFolder(folder);
-  return otherDisk_ && disk_.Follow(folder).starts_with(*otherDisk_) ? kDevice + 1 : kDevice;
+  return IsOnOtherDisk(folder) ? kDevice + 1 : kDevice;
 }
 
 std::uint64_t SimDownloadFiles::LongestFileIn(const std::string& folder) const {

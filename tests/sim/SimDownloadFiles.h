@@ -39,6 +39,7 @@ class SimDownloadFiles final : public DownloadFiles {
   void SetRoom(std::uint64_t bytes) { room_ = bytes; }
   // `folder` and what is in it count as another disk; its room is still that of the one.
   void PutOnAnotherDisk(const std::string& folder) { otherDisk_ = folder; }
+  void SetRoomOfOtherDisk(std::uint64_t bytes) { otherRoom_ = bytes; }
   // SimDisk::SetLongestFile, which this reports, makes longer files fail as well.
   void SetFillsGaps(bool fills) { fillsGaps_ = fills; }
   std::uint64_t GapBytes() const { return *gapBytes_; }  // zeros that writes beyond an end would have cost
@@ -52,12 +53,14 @@ class SimDownloadFiles final : public DownloadFiles {
   void RenameWithinFolder(const std::string& part, const std::string& path);
   void FlushFolder(const std::string& path);
   void DemandFolder(const std::string& path) const;
+  bool IsOnOtherDisk(const std::string& folder) const;
 
   SimDisk& disk_;
   std::shared_ptr<Locks> locks_ = std::make_shared<Locks>();
   std::shared_ptr<std::uint64_t> gapBytes_ = std::make_shared<std::uint64_t>(0);
   std::optional<std::uint64_t> room_;
   std::optional<std::string> otherDisk_;
+  std::optional<std::uint64_t> otherRoom_;
   bool fillsGaps_ = false;
 };
 

@@ -112,7 +112,7 @@ void ExamineFolders(Program& program, SimPlatform& sim, Lines& wrong) {
   std::set<std::string> given = sim.disk().Given();
   given.erase(sim.machine().documentsFolder);
   given.insert({WithoutSlash(program.settings.DownloadFolder), WithoutSlash(program.settings.TempFolder),
-                own + "downloads", own + "temp", sim.machine().programFolder});
+                own + "downloads", own + "temp", sim.machine().DataFolder()});
   for (const std::string& path : sim.disk().Made()) {
     if (path.ends_with("/temp.tst")) continue;  // written to test a folder that the user typed
     const std::string folder = WithoutSlash(path.substr(0, path.rfind('/') + 1));

@@ -244,6 +244,9 @@ std::optional<SimHttpServer::Answer> SimHttpServer::Refuse(const HttpRequest& re
     page.hasRanges = false;
     return page;
   }
+  if (!traits.referrer.empty() && request.Header("Referer") != traits.referrer) {
+    return ErrorPage(403, "Forbidden", "text/html", "<html>no links from elsewhere</html>");
+  }
   const std::string etag = ValidatorsOf(request).etag;
   if (const auto none = request.Header("If-None-Match"); none && !etag.empty() && (*none == etag || *none == "*")) {
     return ErrorPage(304, "Not Modified", "text/html", "");

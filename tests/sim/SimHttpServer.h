@@ -58,6 +58,7 @@ struct HttpTraits {
   std::vector<std::string> setCookies = {};  // values of Set-Cookie
   std::string cookie = {};                   // "name=value" that a request must have
   int withoutCookie = 403;                   // the status of its refusal; 200: a login page
+  std::string referrer = {};                 // Referer that a request must have; else 403
   std::string login = {};                    // "user:password" that a request must have,
   FetchAuth auth = FetchAuth::Basic;         // in this way
   std::string realm = "origin";

@@ -39,6 +39,7 @@ SimPlatform::SimPlatform(SimOptions options)
       fetcher_(loop_, network_, disk_),
       downloadFiles_(disk_),
       secrets_(loop_),
+      outputs_(disk_),
       tasks_(std::make_unique<TaskLoop>(gate_, loop_)),
       platform_(new Platform{gate_,
                              loop_,
@@ -62,9 +63,12 @@ SimPlatform::SimPlatform(SimOptions options)
                              options.web ? &fetcher_ : nullptr,
                              options.web ? &downloadFiles_ : nullptr}) {
   platform_->inhibit = &inhibit_;
+  platform_->notices = &notices_;
   if (options.web) {
     platform_->secrets = &secrets_;
     platform_->digests = &digests_;
+    platform_->unpacker = &unpacker_;
+    platform_->outputs = &outputs_;
   }
   disk_.SetState(std::move(options.disk));
   for (const char* folder : {"/prog", "/home/u/Documents", "/tmp"}) disk_.MakeFolder(folder);

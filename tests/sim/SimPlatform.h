@@ -40,8 +40,10 @@
 #include "SimLoop.h"
 #include "SimMedia.h"
 #include "SimNetwork.h"
+#include "SimOutputFolders.h"
 #include "SimRandom.h"
 #include "SimSecrets.h"
+#include "SimUnpacker.h"
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
 #include "ports/Platform.h"
@@ -85,6 +87,7 @@ class SimPlatform {
   SimAutoStart& autoStart() { return autoStart_; }
   SimTray& tray() { return tray_; }
   SimInhibit& inhibit() { return inhibit_; }
+  SimNotices& notices() { return notices_; }
   SimBrowserMenu& browserMenu() { return browserMenu_; }
   SimWindows& windows() { return windows_; }
   SimMedia& media() { return media_; }
@@ -93,6 +96,8 @@ class SimPlatform {
   SimDownloadFiles& downloadFiles() { return downloadFiles_; }
   SimSecrets& secrets() { return secrets_; }
   SimDigests& digests() { return digests_; }
+  SimUnpacker& unpacker() { return unpacker_; }
+  SimOutputFolders& outputs() { return outputs_; }
   SimRandom& random() { return random_; }
   SimTrace& trace() { return loop_.Trace(); }
 
@@ -143,6 +148,7 @@ class SimPlatform {
   SimAutoStart autoStart_;
   SimTray tray_;
   SimInhibit inhibit_;
+  SimNotices notices_;
   SimBrowserMenu browserMenu_;
   SimWindows windows_;
   SimMedia media_;
@@ -151,6 +157,8 @@ class SimPlatform {
   SimDownloadFiles downloadFiles_;
   SimSecrets secrets_;
   SimDigests digests_;
+  SimUnpacker unpacker_;
+  SimOutputFolders outputs_;
   std::unique_ptr<TaskLoop> tasks_;
   std::unique_ptr<Platform> platform_;
 };

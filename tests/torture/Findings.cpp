@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <string_view>
 #include <utility>
 
@@ -13,6 +14,7 @@ namespace pellora {
 namespace {
 
 constexpr std::string_view kOwnFolder = "tests/torture";
+constexpr std::string_view kThrows = "src/ports/Failure.";  // a part of every attempt, and never its cause
 
 std::string Hex(std::uintptr_t number) {
   std::array<char, 24> text{};
@@ -26,7 +28,8 @@ std::string Short(const std::string& function) { return function.substr(0, funct
 }  // namespace
 
 // The part from the last "src/<layer>/" or "tests/" on; the build gives the layers.
-std::string Places::Ours(const std::string& path) const {
+std::string Places::Ours(const std::string& given) const {
+  const std::string path = std::filesystem::path(given).lexically_normal();  // "tests/sim/../peer/X.h"
   constexpr std::array kOurs{PELLORA_FOLDERS, "tests/"};
   for (const char* const folder : kOurs) {
     const std::size_t at = path.rfind(std::string("/") + folder);
@@ -85,6 +88,7 @@ Place Places::Find(const Stack& stack, bool behindSimulator) {
       // The torture's own frames are between the fault and its cause.
       if (line.file.empty() || (line.file.starts_with(kOwnFolder) && line.file.rfind('/') == kOwnFolder.size()))
         continue;
+      if (line.file.starts_with(kThrows)) continue;
       const Whose whose = OwnerOf(line.file);
       if (model && whose != Whose::Test) return place;
       if (behindSimulator && whose == Whose::Simulator) continue;

@@ -33,7 +33,7 @@ class Places {
     std::string number;
   };
   void Look(const Stack& stack);
-  std::string Ours(const std::string& path) const;
+  std::string Ours(const std::string& given) const;
   Whose OwnerOf(const std::string& file) const;
 
   std::string program_;

@@ -12,6 +12,7 @@ using Stack = std::vector<std::uintptr_t>;
 
 struct Report {
   static constexpr int kMaxFrames = 48;
+  static constexpr int kSamples = 9;
   static constexpr std::size_t kMaxText = 16384;
 
   std::uint64_t calls = 0;
@@ -20,10 +21,16 @@ struct Report {
   bool cut = false;                 // its machine was stopped
   bool leaks = false;
   bool runaway = false;
-  bool slow = false;              // exceeded its processor time
   char thrown[128] = "";          // type of an exception that reached the test
-  void* frames[kMaxFrames] = {};  // of the exception, the crash, or where the time ran out
+  void* frames[kMaxFrames] = {};  // of the exception or the crash
   int frameCount = 0;
+  // Where a run was that has exceeded its processor time, at some moments from then on.
+  struct Sample {
+    void* frames[kMaxFrames];
+    int frameCount;
+  };
+  Sample slow[kSamples] = {};
+  int slowCount = 0;
   char wrong[kMaxText] = "";  // the violations found at the program's end, one a line
 
   std::vector<std::string> Wrong() const;

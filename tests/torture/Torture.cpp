@@ -13,7 +13,9 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <map>
 #include <string_view>
+#include <utility>
 
 // Available if the leak sanitizer is linked.
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the sanitizer's
@@ -31,10 +33,13 @@ constexpr const char* kLogicError =
 
 Report* ownReport = nullptr;
 
+// One sample may be of a helper that the loop only passes through.
 void TooSlow(int) {
-  ownReport->slow = true;
-  ownReport->frameCount = backtrace(ownReport->frames, Report::kMaxFrames);
-  _exit(kSlowCode);
+  Report::Sample& sample = ownReport->slow[ownReport->slowCount++];
+  sample.frameCount = backtrace(sample.frames, Report::kMaxFrames);
+  if (ownReport->slowCount == Report::kSamples) _exit(kSlowCode);
+  const itimerval next{{0, 0}, {0, 10'000}};
+  setitimer(ITIMER_PROF, &next, nullptr);
 }
 
 // With a sanitizer, that prints where a crash was; otherwise this does.
@@ -134,20 +139,28 @@ void Torture::OnMachineDestroyed() {
   if (++gone_ == 2) EndChild(false);
 }
 
+// A machine that is short of memory or processes refuses a fork, or kills the child: neither says anything about the
+// program, whose own faults end in other signals.
 bool Torture::Fork(Role role) {
-  *shared_ = Report();
-  const int output = memfd_create("output", MFD_CLOEXEC);
-  const pid_t child = fork();
-  if (child == 0) {
-    BeginChild(role, output);
-    return true;
-  }
+  constexpr int kTries = 20;
   int status = 0;
-  while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  if (child < 0) {
-    std::perror("fork");
-    _exit(2);
+  int output = -1;
+  for (int tried = 1;; ++tried) {
+    *shared_ = Report();
+    output = memfd_create("output", MFD_CLOEXEC);
+    const pid_t child = fork();
+    if (child == 0) {
+      BeginChild(role, output);
+      return true;
+    }
+    const int refused = errno;
+    while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (child > 0 && !(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)) break;
+    std::fprintf(stderr, "%s\n", child > 0 ? "a run was killed" : std::strerror(refused));
+    if (tried == kTries) _exit(2);
+    close(output);
+    usleep(250'000);
   }
   TakeReport(role, status, output);
   close(output);
@@ -187,6 +200,20 @@ void Torture::Note(const std::string& kind, const std::string& text, const Stack
   findings_.Add(place.whose, kind, place.text, first);
 }
 
+Stack Torture::UsualStack(const Report& report) {
+  std::map<std::string, int> seen;
+  Stack usual;
+  int most = 0;
+  for (int i = 0; i < report.slowCount; ++i) {
+    Stack stack = OffsetsOf(report.slow[i].frames, report.slow[i].frameCount);
+    const int times = ++seen[places_.Find(stack, true).text];
+    if (times <= most) continue;
+    most = times;
+    usual = std::move(stack);
+  }
+  return usual;
+}
+
 void Torture::TakeReport(Role role, int status, int output) {
   const Report& report = *shared_;
   if (role == Role::Counting) {
@@ -205,9 +232,9 @@ void Torture::TakeReport(Role role, int status, int output) {
       Note(std::string(kException) + report.thrown, "", OffsetsOf(report.frames, report.frameCount), role);
     }
   }
-  if (report.slow) Note(kNoEnd, "", OffsetsOf(report.frames, report.frameCount), role);
+  if (report.slowCount > 0) Note(kNoEnd, "", UsualStack(report), role);
   if (report.runaway) Note("events without end", "", {}, role);
-  if (!quiet && !report.slow) {
+  if (!quiet && report.slowCount == 0) {
     Stack stack;
     std::string text = ReadSanitizer(ReadAll(output), stack);
     if (text.empty()) text = "ended with status " + std::to_string(status) + "\n" + ReadAll(output).substr(0, 2000);

@@ -62,6 +62,7 @@ class Torture final : public SimTorturer, public ::testing::EmptyTestEventListen
   bool Fork(Role role);
   void BeginChild(Role role, int output);
   [[noreturn]] void EndChild(bool looksForLeaks);
+  Stack UsualStack(const Report& report);  // of a run without end
   void TakeReport(Role role, int status, int output);
   void Note(const std::string& kind, const std::string& text, const Stack& stack, Role role);
 

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "desktop/Descriptor.h"
 #include "desktop/confine/Confine.h"
 
 namespace pellora {
@@ -23,20 +24,6 @@ namespace {
 constexpr std::array kSystemPlaces = {"/usr",  "/lib",      "/lib64",       "/lib32",
                                       "/etc",  "/opt",      "/nix/store",   "/gnu",
                                       "/proc", "/dev/null", "/dev/urandom", "/sys/devices/system"};
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int Number() const { return number_; }
-
- private:
-  const int number_;
-};
 
 // All file rights known to this version of Landlock: a right that is not handled would stay allowed.
 std::uint64_t AllRights(long version) {

@@ -97,6 +97,14 @@ unsigned long CurlAuthOf(FetchAuth auth) {
   }
 }
 
+// libcurl chooses Negotiate wherever it is offered. That needs a ticket and makes no use of a login, so it is tried
+// only while there is none.
+unsigned long CurlAuthOfProxy(const std::string& proxy) {
+  constexpr unsigned long kByLogin = CURLAUTH_BASIC | CURLAUTH_DIGEST | CURLAUTH_NTLM;
+  const bool hasLogin = proxy.find('@') != std::string::npos;
+  return hasLogin ? kByLogin : kByLogin | CURLAUTH_NEGOTIATE;
+}
+
 // Of an IPv6 literal.
 std::string WithoutBrackets(const std::string& host) {
   return host.starts_with('[') ? host.substr(1, host.size() - 2) : host;
@@ -191,7 +199,7 @@ void CurlTransfer::SetConnection() {
     if (const char* const fault = FaultOfProxy(request_.proxy)) Refuse(CURLE_PROXY, FetchEnd::Proxy, fault);
     Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     Set(CURLOPT_HTTPPROXYTUNNEL, IsHttp() ? 0L : 1L);  // a proxy must not speak ftp in our name
-    Set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
+    Set(CURLOPT_PROXYAUTH, static_cast<long>(CurlAuthOfProxy(request_.proxy)));
   } else if (!request_.address.empty()) {
     const bool six = request_.address.find(':') != std::string::npos;
     const std::string there = "::" + (six ? "[" + request_.address + "]" : request_.address) + ":";

@@ -113,5 +113,33 @@ TEST_F(BrowserManifestsTest, NameTheExtensionByTheIdOfItsKey) {
   EXPECT_NE(Content(PELLORA_EXTENSION "/background.js").find(std::string("\"") + kHostName + "\""), std::string::npos);
 }
 
+class InstalledManifests : public BrowserManifestsTest {
+ protected:
+  void SetInstalled(bool present) {
+    BrowserManifests("/usr/lib/pellora", root.Path("home"), root.Path("config"), false).SetEntry(present);
+  }
+};
+
+TEST_F(InstalledManifests, AreNotWrittenAndThoseOfOtherCopiesAreRemoved) {
+  CreateFolder("home/.mozilla");
+  CreateFolder("config/chromium");
+  CreateFolder("config/mozilla");
+  for (const bool present : {true, false}) {
+    Set(true);
+    EXPECT_TRUE(Exists(firefox));
+    SetInstalled(present);
+    EXPECT_FALSE(Exists(firefox));
+    EXPECT_FALSE(Exists(chromium));
+  }
+}
+
+TEST_F(InstalledManifests, LeaveAUsersOwnEntryAlone) {
+  CreateFolder("config/chromium/NativeMessagingHosts");
+  const std::string own = R"({"name": "pelloraproject.pellora", "path": "/home/u/wrapper"})";
+  Put(root.Path(chromium), own);
+  SetInstalled(true);
+  EXPECT_EQ(Content(root.Path(chromium)), own);
+}
+
 }  // namespace
 }  // namespace pellora

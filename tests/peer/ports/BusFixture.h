@@ -53,14 +53,20 @@ class BusFixture : public testing::Test {
     };
     door.show = [this] { calls.push_back("show"); };
     door.resumeAll = [this] { calls.push_back("resume"); };
+    door.addUrl = [this] { calls.push_back("add-url"); };
+    door.open = [this](const std::vector<std::string>& addresses) {
+      for (const std::string& each : addresses) calls.push_back("open " + each);
+    };
     door.list = [this] { return rows; };
     door.add = [this](const ScriptedAdd& wanted, const BusActions::Added& added) {
       calls.push_back("add " + wanted.url);
       requests.push_back(wanted);
-      if (wanted.url.starts_with("https")) {
-        added("", "Not this one.");
+      if (!ids.empty()) {
+        added(ids, "");
+      } else if (wanted.url.starts_with("https")) {
+        added({}, "Not this one.");
       } else {
-        added(std::to_string(calls.size()) + "-7-x", "");
+        added({std::to_string(calls.size()) + "-7-x"}, "");
       }
     };
     door.pause = [this](const std::string& id) { return Change("pause", id); };
@@ -137,7 +143,8 @@ class BusFixture : public testing::Test {
   QList<DownloadRow> rows;
   std::vector<std::string> calls;
   std::vector<ScriptedAdd> requests;
-  std::int32_t total = 0;  // limit
+  std::vector<std::string> ids;  // of each add; empty: one that follows from the calls
+  std::int32_t total = 0;        // limit
   bool headless = false;
 };
 

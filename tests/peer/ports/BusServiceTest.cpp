@@ -79,6 +79,18 @@ TEST_F(BusServiceTest, SecondInstanceFindsTheFirstAndShowsIt) {
   EXPECT_EQ(calls, (std::vector<std::string>{"show"}));
 }
 
+TEST_F(BusServiceTest, SecondInstanceHandsItsArgumentsToTheFirst) {
+  StartService();
+  const QDBusConnection bus = Bus();
+  std::future<bool> handed = std::async(std::launch::async, [&] {
+    return OpenInRunningCopy(bus, {"http://h/a", "/home/u/b.meta4"}) && AddUrlInRunningCopy(bus);
+  });
+  ASSERT_TRUE(RunUntil([&] { return handed.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+  EXPECT_TRUE(handed.get());
+  ASSERT_TRUE(RunUntil([&] { return calls.size() == 3; }));
+  EXPECT_EQ(calls, (std::vector<std::string>{"open http://h/a", "open /home/u/b.meta4", "add-url"}));
+}
+
 TEST_F(BusServiceTest, DoesNotRunWithoutABus) {
   BusService lonely(events, {});
   EXPECT_FALSE(lonely.Register(QDBusConnection("pellora-test-none")));

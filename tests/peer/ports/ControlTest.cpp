@@ -111,6 +111,50 @@ TEST_F(Pelloractl, ReadsAddressesFromAFileOrTheStandardInput) {
   EXPECT_EQ(calls, (std::vector<std::string>{"add http://a/3"}));
 }
 
+TEST_F(Pelloractl, SendsLocalMetalinksWhole) {
+  StartService();
+  const std::string document = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<metalink>\xE4</metalink>";
+  const std::string named = data.Path("a b.Meta4");
+  const std::string other = data.Path("download");
+  const std::string none = data.Path("page.xml");
+  Put(named, "anything");
+  Put(other, document);
+  Put(none, "<?xml version=\"1.0\"?><html/>");
+  EXPECT_EQ(Control({"add", QString::fromStdString(named), "file://" + QString::fromStdString(other),
+                     QString::fromStdString(none), "http://a/x.meta4"})
+                .code,
+            0);
+  ASSERT_EQ(requests.size(), 4U);
+  EXPECT_EQ(requests[0].url, named);
+  EXPECT_EQ(requests[0].metalink, "anything");
+  EXPECT_EQ(requests[1].metalink, document);
+  EXPECT_EQ(requests[2].metalink, "");
+  EXPECT_EQ(requests[3].metalink, "");
+  requests.clear();
+  EXPECT_EQ(Control({"add", "-i", QString::fromStdString(other)}).code, 0);
+  EXPECT_EQ(Control({"add", "-i", "-"}, {}, document.c_str()).code, 0);
+  ASSERT_EQ(requests.size(), 2U);
+  for (const ScriptedAdd& wanted : requests) {
+    EXPECT_EQ(wanted.metalink, document);
+    EXPECT_TRUE(wanted.quiet);
+  }
+}
+
+TEST_F(Pelloractl, PrintsTheIdsOfAMetalinksFiles) {
+  StartService();
+  ids = {"dx", "dy"};
+  const std::string file = data.Path("x.meta4");
+  Put(file, "<metalink/>");
+  EXPECT_EQ(Control({"add", QString::fromStdString(file)}).out, "dx\ndy\n");
+  const std::vector<QJsonObject> objects = ObjectsIn(Control({"add", "--json", QString::fromStdString(file)}).out);
+  ASSERT_EQ(objects.size(), 2U);
+  EXPECT_EQ(objects[1], (QJsonObject{{"url", QString::fromStdString(file)}, {"id", "dy"}}));
+  const Result cookies =
+      Control({"add", "--cookies", "-", QString::fromStdString(file)}, {}, "a.example\tFALSE\t/\tFALSE\t0\tn\tv\n");
+  EXPECT_EQ(cookies.code, 2) << cookies.err.toStdString();
+  EXPECT_EQ(Control({"add", "/nowhere/x.meta4"}).code, 2);
+}
+
 TEST_F(Pelloractl, WarnsOfAPasswordInAnArgumentAndRepeatsItNowhere) {
   StartService();
   const Result result = Control({"add", "--json", "https://joe:secret@a/1"});

@@ -199,5 +199,57 @@ TEST_F(IniSettingsTest, DoesNotRewriteAnEqualText) {
   EXPECT_EQ(settings.Get("Pellora", "A"), "1");
 }
 
+class SystemSettings : public IniSettingsTest {
+ protected:
+  void SystemFile(const std::string& name, const std::string& content) {
+    PosixFiles().CreateFolder(folder.Path(name));
+    Put(folder.Path(name) + "/Pellora.ini", content);
+  }
+
+  IniSettings layered{folder.Path("config/pellora"), {folder.Path("first"), folder.Path("second")}};
+};
+
+TEST_F(SystemSettings, CountForKeysThatTheUsersFileLacks) {
+  SystemFile("first", "[Options]\nWebEngine=2\nMaxSegments=5\n");
+  EXPECT_EQ(layered.Get("Pellora", "WebEngine"), "2");
+  Write("[Options]\nWebEngine=0\n");
+  EXPECT_EQ(layered.Get("Pellora", "WebEngine"), "0");
+  EXPECT_EQ(layered.Get("Pellora", "MaxSegments"), "5");
+  EXPECT_FALSE(layered.Get("Pellora", "Language"));
+}
+
+TEST_F(SystemSettings, AreThoseOfTheFirstFolderThatHasTheKey) {
+  SystemFile("first", "[Options]\nMaxSegments=5\n");
+  SystemFile("second", "[Options]\nMaxSegments=6\nWebEngine=2\n");
+  EXPECT_EQ(layered.Get("Pellora", "MaxSegments"), "5");
+  EXPECT_EQ(layered.Get("Pellora", "WebEngine"), "2");
+}
+
+TEST_F(SystemSettings, OfAnUnreadableFileAreSkipped) {
+  PosixFiles().CreateFolder(folder.Path("first"));
+  PosixFiles().CreateFolder(folder.Path("first/Pellora.ini"));
+  SystemFile("second", "[Options]\nWebEngine=2\n");
+  EXPECT_EQ(layered.Get("Pellora", "WebEngine"), "2");
+}
+
+TEST_F(SystemSettings, AreNeverWrittenNorCopied) {
+  SystemFile("first", "[Options]\nWebEngine=2\n");
+  layered.Set("Pellora", "MaxSegments", "3");
+  EXPECT_EQ(Content(folder.Path("first/Pellora.ini")), "[Options]\nWebEngine=2\n");
+  EXPECT_EQ(Content(file).find("WebEngine"), std::string::npos);
+}
+
+TEST_F(SystemSettings, DoNotHideAnUnreadableFileOfTheUsers) {
+  SystemFile("first", "[Options]\nWebEngine=2\n");
+  PosixFiles().CreateFolder(folder.Path("config/pellora"));
+  PosixFiles().CreateFolder(file);
+  EXPECT_THROW((void)layered.Get("Pellora", "WebEngine"), Failure);
+}
+
+TEST_F(SystemSettings, AreOfThisApplicationAlone) {
+  SystemFile("first", "[Options]\nDownloadFolder=/x/\n");
+  EXPECT_FALSE(layered.Get("Brenmoor", "DownloadFolder"));
+}
+
 }  // namespace
 }  // namespace pellora

@@ -44,5 +44,28 @@ TEST(SetAutoStart, FailsQuietlyInAnUnwritableFolder) {
   EXPECT_EQ(Content(config.Path("autostart")), "a file where the folder should be");
 }
 
+TEST(SetAutoStart, OfAnInstalledProgramNamesItsCommandAlone) {
+  const Folder config;
+  XdgAutoStart autoStart(kInstalledCommand, config.Path());
+  SetAutoStart(autoStart, true);
+  const std::string entry = Content(config.Path("autostart/PelloraAutoStart.desktop"));
+  EXPECT_NE(entry.find("\nExec=pellora\nTryExec=pellora\n"), std::string::npos) << entry;
+}
+
+TEST(TakeOver, HasAnEntryOfAnotherCopyStartThisOne) {
+  const Folder config;
+  XdgAutoStart other("/home/u/Pellora/Pellora", config.Path());
+  XdgAutoStart autoStart(kInstalledCommand, config.Path());
+  autoStart.TakeOver();
+  EXPECT_FALSE(std::filesystem::exists(config.Path("autostart")));
+  SetAutoStart(other, true);
+  autoStart.TakeOver();
+  const std::string path = config.Path("autostart/PelloraAutoStart.desktop");
+  EXPECT_NE(Content(path).find("\nExec=pellora\n"), std::string::npos) << Content(path);
+  Put(path, "[Desktop Entry]\nName=Mine\n");
+  autoStart.TakeOver();
+  EXPECT_EQ(Content(path), "[Desktop Entry]\nName=Mine\n");
+}
+
 }  // namespace
 }  // namespace pellora

@@ -6,6 +6,8 @@
     lists      started with damaged lists                                            about 3 min
     links      a link that goes down and up, is slow and drops packets               about 8 min, as root
     limits     full and read-only folders, 64 descriptors, fifty downloads at once   about 6 min, as root
+    package    the packages built twice from the clean tree, and compared           about 20 min
+    bare       the package on a bare system                                          about 2 min, as root
     sizes      a file above 4 GiB, killed and resumed                                about 2 min
     soak       fifty records, added, paused and deleted continuously                 2 h
 
@@ -19,7 +21,7 @@ import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(HERE)))
-NAMES = ("syscalls", "kills", "lists", "links", "limits", "sizes", "soak")
+NAMES = ("syscalls", "kills", "lists", "links", "limits", "package", "bare", "sizes", "soak")
 
 
 def main():
@@ -27,7 +29,7 @@ def main():
     if not set(names) <= set(NAMES):
         print(__doc__)
         return 2
-    if subprocess.run(["bash", "-c", '. scripts/packages.sh && ensure_packages build display check proof && '
+    if subprocess.run(["bash", "-c", '. scripts/packages.sh && ensure_packages build display check package proof && '
                        'unpack_packages unpacked'], cwd=ROOT, env=dict(os.environ, ROOT=ROOT), check=False).returncode:
         return 1
     failed = []

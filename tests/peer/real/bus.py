@@ -6,7 +6,7 @@ import threading
 
 sys.path.append("/usr/lib/python3/dist-packages")  # Debian's modules, if another Python runs this
 from jeepney import (DBusAddress, DBusErrorResponse as BusError, HeaderFields, MatchRule, MessageFlag, new_error,
-                     new_method_call, new_method_return)
+                     new_method_call, new_method_return, new_signal)
 from jeepney.io import blocking
 from jeepney.io.threading import DBusRouter, open_dbus_connection
 from jeepney.wrappers import unwrap_msg
@@ -75,6 +75,9 @@ class Peer(Bus):
         rule = MatchRule(type="signal", interface=interface)
         self.call_daemon("AddMatch", rule.serialise())
         return self.router.filter(rule, bufsize=0).queue
+
+    def emit(self, path, interface, member, signature, *values):
+        self.connection.send(new_signal(DBusAddress(path, interface=interface), member, signature, values))
 
     def serve(self, methods):
         """Answers calls: `methods` maps (interface, method) to a function of (sender, arguments) that returns a signature

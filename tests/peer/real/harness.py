@@ -177,6 +177,7 @@ class Session:
 
         self.env = {k: v for k, v in stage.env.items() if not k.startswith(("DBUS_", "XDG_"))}
         self.env.update(HOME=self.home, XDG_RUNTIME_DIR=runtime, XDG_CONFIG_HOME=config, XDG_DATA_HOME=data,
+                        XDG_CONFIG_DIRS=os.path.join(self.root, "xdg"),
                         QT_QPA_PLATFORM="xcb", TMPDIR=runtime)
         self.log = open(os.path.join(self.root, "program.log"), "wb")
         self.bus, address = start_with_answer(

@@ -8,6 +8,7 @@ import secrets
 import select
 import socket
 import threading
+import time
 
 import origin
 
@@ -77,6 +78,57 @@ class DigestServer:
         wanted = self.digest(":".join((secret, self.nonce, values["nc"], values["cnonce"], "auth",
                                        self.digest("GET:" + path))))
         return values.get("username") == user and values.get("response") == wanted
+
+    def url(self, name):
+        return "http://127.0.0.1:%d/%s" % (self.port, name)
+
+    def close(self):
+        self.server.shutdown()
+        self.server.server_close()
+
+
+class PageServer:
+    """One file at every path, with ranges, for those who come from this page; others get 403. `seen` has the Referer of
+    each request. While `slow` it sends 100 KB a second."""
+
+    def __init__(self, data, page):
+        server = self
+        self.seen, self.slow = [], False
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            protocol_version = "HTTP/1.1"
+
+            def log_message(self, *_):
+                pass
+
+            def do_GET(self):  # the name is the library's
+                server.seen.append(self.headers.get("Referer", ""))
+                if server.seen[-1] != page:
+                    self.send_response(403)
+                    self.send_header("Content-Length", "0")
+                    return self.end_headers()
+                wanted = re.fullmatch(r"bytes=(\d+)-(\d*)", self.headers.get("Range", ""))
+                first = int(wanted[1]) if wanted else 0
+                last = int(wanted[2]) if wanted and wanted[2] else len(data) - 1
+                self.send_response(206 if wanted else 200)
+                self.send_header("ETag", '"1"')
+                if wanted:
+                    self.send_header("Content-Range", "bytes %d-%d/%d" % (first, last, len(data)))
+                self.send_header("Content-Length", str(last + 1 - first))
+                self.end_headers()
+                for at in range(first, last + 1, 10_000):
+                    self.wfile.write(data[at:min(at + 10_000, last + 1)])
+                    time.sleep(0.1 if server.slow else 0)
+
+        class Server(http.server.ThreadingHTTPServer):
+            daemon_threads = True
+
+            def handle_error(self, *_):
+                pass  # clients hang up
+
+        self.server = Server(("127.0.0.1", 0), Handler)
+        self.port = self.server.server_address[1]
+        threading.Thread(target=self.server.serve_forever, daemon=True).start()
 
     def url(self, name):
         return "http://127.0.0.1:%d/%s" % (self.port, name)

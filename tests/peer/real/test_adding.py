@@ -50,7 +50,7 @@ class Adding(Case):
         harness.act_until(lambda: has("FOCUSED"), lambda: self.screen.click(role, field, DIALOG), field)
         self.screen.keys("ctrl+a")
         self.screen.type(text)
-        if role == "text":  # a password is not told
+        if role == "text":  # a password is not shown
             harness.wait_until(lambda: self.screen.wait(role, field, DIALOG).text == text, 20, text)
 
     def check(self, name):
@@ -90,7 +90,7 @@ class Adding(Case):
                 with open(path, "rb") as f:
                     self.assertNotIn(b"s3cret", f.read(), path)
 
-    def test_bad_field_is_told_and_the_dialog_stays(self):
+    def test_bad_field_is_reported_and_the_dialog_stays(self):
         self.paste(self.url("a.bin"))
         self.unfold()
         self.type_into("Checksum", "123")

@@ -10,6 +10,7 @@ import time
 import unittest
 
 import harness
+import loginservers
 import webservers
 from case import Case
 
@@ -128,6 +129,37 @@ class WebEngineOn(HandOver):
         self.assertNotIn("about:home", self.nginx.log()[-1])
 
 
+class LostPage(HandOver):
+    settings = {"MaxSegments": 1, "WebEngine": 2}
+
+    def test_server_that_requires_the_page_gets_it_by_a_new_hand_over(self):
+        data = bytes(range(256)) * 40_000
+        page = "http://pages.example/list-of-files"
+        server = loginservers.PageServer(data, "http://pages.example/")
+        self.addCleanup(server.close)
+        server.slow = True
+        self.session.start()
+        url = server.url("a.bin")
+        handed = frame({"url": url, "referrer": page})
+        self.assertEqual(self.host(handed), ([{"ok": True}], 0))
+        companion = self.session.companion
+        harness.wait_until(lambda: companion.find(url).received > 100_000, 30, "some bytes")
+        self.stop()
+        self.assertEqual(loginservers.bytes_in_files(self.session.root, page.encode()), [])
+        server.slow = False
+        self.session.start()
+        self.assertEqual(companion.run("resume").returncode, 0)
+        harness.wait_until(lambda: companion.find(url).state == "failed", 30, "the refusal")
+        self.assertIn("the page that the download began from", companion.find(url).reason)
+        self.assertEqual(server.seen[-1], "")
+        self.assertEqual(self.host(handed), ([{"ok": True}], 0))
+        companion.wait_finished([url], 30)
+        self.assertEqual(self.session.dialogs(), [])
+        self.assertEqual(len(companion.downloads()), 1)
+        with open(companion.find(url).saved_path, "rb") as f:
+            self.assertEqual(f.read(), data)
+
+
 class WebEngineOff(HandOver):
     settings = {"MaxSegments": 4, "WebEngine": 0}
 
@@ -183,7 +215,7 @@ class Entries(HandOver):
         self.session.start()
         self.assertIn(" ", self.session.program)
         self.stop()
-        entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/pellora.desktop")
+        entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/org.pelloraproject.pellora.desktop")
         result = subprocess.run(["desktop-file-validate", entry], capture_output=True, check=False)
         self.assertEqual((result.returncode, result.stdout + result.stderr), (0, b""))
         with open(entry, encoding="utf-8") as f:
@@ -199,7 +231,7 @@ class Entries(HandOver):
         self.session.move_program("a \"b\" 'c' 50% %u $HOME `d` \\e\\n #f;g=h &i \u00e4 ")
         self.session.start()
         self.stop()
-        entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/pellora.desktop")
+        entry = os.path.join(self.session.env["XDG_DATA_HOME"], "applications/org.pelloraproject.pellora.desktop")
         result = subprocess.run(["desktop-file-validate", entry], capture_output=True, check=False)
         self.assertEqual((result.returncode, result.stdout + result.stderr), (0, b""))
 
@@ -229,7 +261,7 @@ class Entries(HandOver):
         with open(manifest, encoding="utf-8") as f:
             self.assertEqual(json.load(f)["path"], os.path.join(self.session.program, HOST))
         self.stop()
-        for name in ("applications/pellora.desktop", "dbus-1/services/PelloraProject.Pellora.service"):
+        for name in ("applications/org.pelloraproject.pellora.desktop", "dbus-1/services/PelloraProject.Pellora.service"):
             self.assertFalse(os.path.exists(os.path.join(self.session.env["XDG_DATA_HOME"], name)), name)
 
 

@@ -6,6 +6,7 @@ import unittest
 
 import harness
 import loginservers
+import ntlm
 from test_web import DATA, Web
 
 NEEDED = "The server requires a user name and a password."
@@ -128,6 +129,38 @@ class Digest(Logins):
         self.click_log_in("a.bin")
         self.type_login("", "s3cret")
         self.finish(listed, DATA)
+
+
+class Ntlm(Logins):
+    def test_login_is_asked_for_and_the_password_never_sent(self):
+        server = ntlm.Server(DATA)
+        self.addCleanup(server.close)
+        self.start_with_screen()
+        url = server.url("a.bin")
+        self.ask(url, "a.bin")
+        self.type_login("joe", "wrong")
+        self.screen.wait("push button", "Log In...", "a.bin")
+        self.assertIn(WRONG, self.texts("a.bin"))
+        self.click_log_in("a.bin")
+        self.type_login("", "s3cret")
+        self.finish(url, DATA)
+        self.assertEqual({given.split(" ")[0] for given in server.seen}, {"", "NTLM"})
+        self.check_nowhere(b"s3cret")
+
+    def test_negotiate_alone_gets_no_password_and_stops_with_the_reason(self):
+        """Without a ticket nothing can be done."""
+        server = ntlm.Server(DATA, offers=["Negotiate"])
+        self.addCleanup(server.close)
+        self.session.start()
+        url = server.url("a.bin")
+        self.session.menu_url(url.replace("//", "//joe:s3cret@"))
+        listed = url.replace("//", "//joe@")
+        self.wait_state(listed, "failed")
+        self.assertIn(self.session.companion.find(listed).reason, (NEEDED, WRONG))
+        self.assertLess(len(server.seen), 8)
+        for given in server.seen:
+            self.assertTrue(given == "" or given.startswith("Negotiate "), given)
+            self.assertNotIn("s3cret", given)
 
 
 class PasswordStore(Logins):

@@ -25,13 +25,17 @@ def metalink(urls, name="a.iso", data=DATA):
 
 
 class LinkNginx(TlsNginx):
-    """What is below /linked/ has a header that names the mirror at `other`."""
+    """What is below /linked/ has a header that names the mirror at `other`, below /described/ the Metalink /list.meta4."""
 
     other = ""
 
     def rules_of(self, name):
         return super().rules_of(name) + (" location /linked/ { add_header Link '<%s>; rel=duplicate'; "
-                                         "rewrite ^/linked(/.*)$ $1 break; }" % self.other)
+                                         "rewrite ^/linked(/.*)$ $1 break; } "
+                                         "location /described/ { "
+                                         "add_header Link '</list.meta4>; rel=describedby; type=\"%s\"'; "
+                                         "rewrite ^/described(/.*)$ $1 break; }" % (
+                                             self.other, "application/metalink4+xml"))
 
 
 class Mirrors(Case):
@@ -100,6 +104,50 @@ class Mirrors(Case):
             self.first.start()
         self.assertGreater(self.requests(self.second, "/b.bin"), before)
         self.assertIn("127.0.0.1 is left out: ", download.reason)
+
+    def test_metalink_that_describes_the_file_makes_mirrors_lanes(self):
+        self.session.start()
+        self.first.put("list.meta4", metalink([self.second.url(self.second.slow, "b.bin")], "a.bin"))
+        before = self.requests(self.second, "/b.bin")
+        url = self.first.url(self.first.slow, "described/a.bin")
+        self.session.menu_url(url)
+        self.assertEqual(self.finished(url).reason, "SHA-256 checked")
+        self.assertGreater(self.requests(self.second, "/b.bin"), before)
+
+    def test_login_goes_with_files_of_the_metalinks_own_server_alone(self):
+        self.session.start()
+        other = DATA[:5000]
+        self.second.put("c.bin", other)
+        mine = self.first.url(self.first.plain, "private/a.bin")
+        theirs = self.second.url(self.second.plain, "private/c.bin")
+        document = metalink([mine], "a.iso").replace(
+            b"</metalink>", b'<file name="c.iso"><url>%s</url></file></metalink>' % theirs.encode())
+        self.first.put("list.meta4", document)
+        added = self.session.companion.run("add", "--user", "joe", "--password-stdin",
+                                           self.first.url(self.first.plain, "private/list.meta4"), given=b"s3cret\n")
+        self.assertEqual(added.returncode, 0, added.stderr)
+        identity = added.stdout.decode().strip()
+        waited = self.session.companion.run("wait", "--timeout", "90", identity)
+        self.assertEqual(waited.returncode, 0, waited.stdout + waited.stderr)
+        self.assertEqual(self.session.companion.find(mine).id, identity)
+        self.finished(mine)
+        harness.wait_until(lambda: self.session.companion.find(theirs).reason, 30, "the demand for a login")
+        self.assertIn("user name", self.session.companion.find(theirs).reason)
+        self.assertNotIn("c.iso", os.listdir(self.session.downloads))
+
+    def test_scripts_add_local_metalinks(self):
+        self.session.start()
+        path = os.path.join(self.session.downloads, "..", "list.meta4")
+        url = self.first.url(self.first.slow, "a.bin")
+        with open(path, "wb") as f:
+            f.write(metalink([url, self.second.url(self.second.slow, "b.bin")]))
+        before = self.requests(self.second, "/b.bin")
+        added = self.session.companion.run("add", path)
+        self.assertEqual((added.returncode, added.stderr), (0, b""))
+        waited = self.session.companion.run("wait", "--timeout", "90", added.stdout.decode().strip())
+        self.assertEqual(waited.returncode, 0, waited.stdout + waited.stderr)
+        self.assertEqual(self.finished(url).reason, "SHA-256 checked")
+        self.assertGreater(self.requests(self.second, "/b.bin"), before)
 
     def test_mirrors_are_known_after_a_kill(self):
         self.session.start()

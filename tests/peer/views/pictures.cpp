@@ -15,9 +15,12 @@
 #include "Stage.h"
 #include "ZipStage.h"
 #include "async/TaskLoop.h"
+#include "core/WebTexts.h"
 #include "desktop/views/QtDialogs.h"
 #include "lang/Language.h"
 #include "mainwin/AskLine.h"
+#include "mainwin/Form1.h"
+#include "transferwin/AskLogin.h"
 #include "zipview/Extract.h"
 
 namespace {
@@ -163,13 +166,50 @@ Task<> AskAndForget(std::shared_ptr<AskLine> window, LineQuestion question) {
 }
 
 // `language` is a file of the program's.
-void DrawAskLine(Painter& painter, const char* language, const LineQuestion& question) {
-  AppStage stage;
+void Speak(AppStage& stage, const char* language) {
   QFile file(QStringLiteral(PELLORA_LANGUAGES "/%1.txt").arg(QLatin1String(language)));
   if (file.open(QIODevice::ReadOnly)) {
     stage.sim.disk().Put("/prog/chosen.txt", SimContent(file.readAll().toStdString()));
   }
   stage.Do([&] { LoadLanguage(stage.app->program(), "chosen"); });
+}
+
+// As long as it gets: every line is there.
+void DrawAskLogin(Painter& painter, const char* language) {
+  AppStage stage;
+  Speak(stage, language);
+  Program& program = stage.app->program();
+  AskLogin::Question question;
+  question.reason = TextOf(program, WebText::WrongLogin);
+  question.where = "http://downloads.archive.example.com:8080";
+  question.realm = "Members of the archive only: ask the office for a user name";
+  question.user = "joe";
+  question.unencrypted = question.canRemember = true;
+  const auto window = std::make_shared<AskLogin>(program, question);
+  stage.Do([&] { window->Show(); });
+  painter.SaveWindow(*window, QStringLiteral("ask-login-%1").arg(QLatin1String(language)));
+  stage.Do([&] { window->Unload(); });
+}
+
+void DrawAddFold(Painter& painter, const char* language) {
+  AppStage stage;
+  Speak(stage, language);
+  stage.platform.downloadFiles = &stage.sim.downloadFiles();
+  stage.sim.downloadFiles().SetRoom(52'000'000'000);
+  Form1& form = *stage.Main().form1;
+  stage.Do([&] { stage.Main().RunAction(MainWindow::kAdd); });
+  stage.Do([&] {
+    form.Text1.SetByUser("https://files.example.com/pub/releases/archive-2026-11.zip");
+    form.Check1.SetByUser(true);
+  });
+  stage.sim.RunFor(100);
+  painter.SaveWindow(form, QStringLiteral("add-fold-%1").arg(QLatin1String(language)));
+  stage.Do([&] { form.Unload(); });
+}
+
+void DrawAskLine(Painter& painter, const char* language, const LineQuestion& question) {
+  AppStage stage;
+  Speak(stage, language);
   AskLine& window = *stage.Main().askLine;
   stage.Do([&] { stage.sim.tasks().Spawn(AskAndForget(stage.Main().askLine, question)); });
   painter.SaveWindow(window, QStringLiteral("ask-line-%1").arg(QLatin1String(language)));
@@ -218,6 +258,10 @@ int main(int argc, char** argv) {
                    return "Dies ist keine Adresse, die Pellora herunterladen kann. Sie muss einen Server nennen und "
                           "kann einen Port und einen Pfad enthalten.";
                  }});
+    for (const char* const language : {"english", "german"}) {
+      DrawAskLogin(painter, language);
+      DrawAddFold(painter, language);
+    }
     DrawOptions(painter, "english", QLocale(QLocale::English, QLocale::UnitedStates));
     DrawOptions(painter, "german", QLocale(QLocale::German, QLocale::Germany));
     DrawZip(painter);

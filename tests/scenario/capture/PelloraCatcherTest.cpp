@@ -115,6 +115,35 @@ TEST_F(TrayIcon, OffersToLimitTheSpeedOnceThereWasALimit) {
                                       "&Exit"}));
 }
 
+TEST_F(TrayIcon, KnowsTheFormerLimitOfSpeedInTheNextRun) {
+  sim.settings().values[{"Pellora", "SpeedLimit"}] = "300";
+  Start();
+  sim.RunFor(1000);
+  Do([&] { catcher().limitspeed.Click(); });
+  EXPECT_EQ(sim.settings().Get("Pellora", "SpeedLimit"), "0");
+  EXPECT_EQ(sim.settings().Get("Pellora", "FormerSpeedLimit"), "300");
+}
+
+TEST_F(TrayIcon, OffersTheLimitOfSpeedOfTheFormerRun) {
+  sim.settings().values[{"Pellora", "FormerSpeedLimit"}] = "300";
+  Start();
+  sim.RunFor(1000);
+  EXPECT_TRUE(catcher().limitspeed.Visible());
+  EXPECT_FALSE(catcher().limitspeed.Checked());
+  Do([&] { catcher().limitspeed.Click(); });
+  EXPECT_EQ(program().settings.SpeedLimit, 300);
+}
+
+TEST_F(TrayIcon, SaysThatTheLimitOfSpeedCannotBeStored) {
+  sim.settings().values[{"Pellora", "SpeedLimit"}] = "300";
+  Start();
+  sim.RunFor(1000);
+  sim.settings().failWrites = true;
+  Do([&] { catcher().limitspeed.Click(); });
+  EXPECT_EQ(program().settings.SpeedLimit, 0);
+  EXPECT_TRUE(sim.dialogs().WasShown("The limit of speed applies, but cannot be stored: "));
+}
+
 TEST_F(TrayIcon, ShowsItsMenuInTheChosenLanguage) {
   sim.settings().values[{"Pellora", "Language"}] = "other";
   sim.disk().Put("/prog/other.txt", SimContent(std::string("700=Auf\n703=Ende\n704=Anderer Titel\n")));

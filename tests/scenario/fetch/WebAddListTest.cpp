@@ -1,9 +1,11 @@
 // The window for many addresses: what it knows of them before, and what it adds.
 #include <chrono>
+#include <functional>
 
 #include "WebApp.h"
 #include "capture/DownloadBasket.h"
 #include "core/FileNames.h"
+#include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
 #include "lang/Format.h"
 #include "mainwin/AddList.h"
@@ -36,7 +38,7 @@ class WebAddList : public testing::Test {
     AddList& List() { return *window().addList; }
     const ListRow& Row(std::size_t at) { return List().ListView1.Rows().at(at); }
     std::string Note(std::size_t at) { return Row(at).subItems.at(kNote); }
-    std::string Told(WebText text) { return TextOf(program(), text); }
+    std::string Said(WebText text) { return TextOf(program(), text); }
     bool Drop(const std::string& text, int format = kTextFormat) {
       bool taken = false;
       taken = window().TakeDrop(Dragged(format, text));
@@ -63,7 +65,7 @@ TEST_F(WebAddList, SeveralDroppedAddressesAreShownWithNamesAndSizes) {
   EXPECT_EQ(run.Row(0).subItems.at(kSize), FormatSize(100'000, run.program().LangStrings, "."));
   EXPECT_EQ(run.Row(1).subItems.at(kUrl), "https://joe@o.example/b.bin");
   EXPECT_EQ(run.List().Label1.Caption(),
-            FillText(run.Told(WebText::CheckedInAll), {"2", FormatSize(200'000, run.program().LangStrings, ".")}));
+            FillText(run.Said(WebText::CheckedInAll), {"2", FormatSize(200'000, run.program().LangStrings, ".")}));
   EXPECT_EQ(run.origin.Requests().size(), 2U);
   for (const HttpRequest& request : run.origin.Requests()) EXPECT_EQ(request.Header("Range"), "bytes=0-0");
 }
@@ -83,7 +85,7 @@ TEST_F(WebAddList, DownloadsWhatIsCheckedWithoutWindows) {
   for (const int index : {1, 2}) EXPECT_FALSE(run.WindowOf(index)->Visible()) << index;
 }
 
-TEST_F(WebAddList, DoublesMissingAndRefusedOnesAreToldBefore) {
+TEST_F(WebAddList, ShowsDoublesMissingAndRefusedOnesBefore) {
   Run run;
   run.Add("https://o.example/a.bin");
   ASSERT_TRUE(run.RunUntilFinished());
@@ -92,27 +94,27 @@ TEST_F(WebAddList, DoublesMissingAndRefusedOnesAreToldBefore) {
       "https://:80\ngopher://h/x\nhttps://nohost.example/x\n");
   run.sim.RunFor(10'000);
   ASSERT_EQ(run.List().ListView1.Rows().size(), 7U);
-  EXPECT_EQ(run.Note(0), run.Told(WebText::ListedTwice));
+  EXPECT_EQ(run.Note(0), run.Said(WebText::ListedTwice));
   EXPECT_EQ(run.Note(1), "");
-  EXPECT_EQ(run.Note(2), run.Told(WebText::ListedTwice));
-  EXPECT_EQ(run.Note(3), run.Told(WebText::NotFound));
+  EXPECT_EQ(run.Note(2), run.Said(WebText::ListedTwice));
+  EXPECT_EQ(run.Note(3), run.Said(WebText::NotFound));
   EXPECT_EQ(run.Row(3).checked, false);
-  EXPECT_EQ(run.Note(4), run.Told(WebText::BadAddress));
+  EXPECT_EQ(run.Note(4), run.Said(WebText::BadAddress));
   EXPECT_EQ(run.Note(5), run.program().Text(400));
-  EXPECT_EQ(run.Note(6), FillText(run.Told(WebText::NoHost), {"nohost.example"}));
+  EXPECT_EQ(run.Note(6), FillText(run.Said(WebText::NoHost), {"nohost.example"}));
   for (const std::size_t at : {0, 2, 4, 5}) EXPECT_FALSE(run.Row(at).checked) << at;
   run.Download();
   ASSERT_EQ(run.program().DownloadCount, 2);
   EXPECT_EQ(run.Record(2).URL, "https://o.example/b.bin");
 }
 
-TEST_F(WebAddList, NamesThatAreTakenAreToldBeforeAndUsedAfter) {
+TEST_F(WebAddList, ShowsTheFreeNamesBeforeAndUsesThemAfter) {
   Run run;
   run.sim.disk().Put(JoinFolder(run.Folder(), "a.bin"), SimContent("here"));
   run.Drop("https://o.example/a.bin\nhttps://o.example/d/a.bin");
   run.sim.RunFor(5000);
-  EXPECT_EQ(run.Note(0), FillText(run.Told(WebText::NameTaken), {"a.bin", "a (2).bin"}));
-  EXPECT_EQ(run.Note(1), FillText(run.Told(WebText::NameTaken), {"a.bin", "a (3).bin"}));
+  EXPECT_EQ(run.Note(0), FillText(run.Said(WebText::NameTaken), {"a.bin", "a (2).bin"}));
+  EXPECT_EQ(run.Note(1), FillText(run.Said(WebText::NameTaken), {"a.bin", "a (3).bin"}));
   run.Download();
   ASSERT_TRUE(run.RunUntilFinished(1));
   ASSERT_TRUE(run.RunUntilFinished(2));
@@ -126,8 +128,8 @@ TEST_F(WebAddList, ClassicDownloadsGetFreeNamesToo) {
   run.sim.disk().Put(JoinFolder(run.Folder(), "a.bin"), SimContent("here"));
   run.Drop("http://o.example/a.bin\nhttp://o.example/d/a.bin\nhttp://o.example/c.bin");
   run.sim.RunFor(5000);
-  EXPECT_EQ(run.Note(0), FillText(run.Told(WebText::NameTaken), {"a.bin", "a (2).bin"}));
-  EXPECT_EQ(run.Note(1), FillText(run.Told(WebText::NameTaken), {"a.bin", "a (3).bin"}));
+  EXPECT_EQ(run.Note(0), FillText(run.Said(WebText::NameTaken), {"a.bin", "a (2).bin"}));
+  EXPECT_EQ(run.Note(1), FillText(run.Said(WebText::NameTaken), {"a.bin", "a (3).bin"}));
   EXPECT_EQ(run.Note(2), "");
   run.Download();
   EXPECT_EQ(run.Record(1).SavePath, JoinFolder(run.Folder(), "a (2).bin"));
@@ -135,13 +137,38 @@ TEST_F(WebAddList, ClassicDownloadsGetFreeNamesToo) {
   EXPECT_FALSE(run.Record(3).HasSavePath);
 }
 
-TEST_F(WebAddList, TooLittleRoomForAllIsToldBefore) {
+TEST_F(WebAddList, ShowsTooLittleRoomBefore) {
   Run run;
   run.sim.disk().SetCapacity(run.sim.disk().Used() + 150'000);
   run.Drop("https://o.example/a.bin\nhttps://o.example/b.bin");
   run.sim.RunFor(5000);
-  EXPECT_EQ(run.List().Label2.Caption(), FillText(run.Told(WebText::NoRoom), {"1 MB", "0 MB"}));
+  EXPECT_EQ(run.List().Label2.Caption(), FillText(run.Said(WebText::NoRoom), {"1 MB", "0 MB"}));
   run.sim.Do([&] { run.List().ListView1.CheckByUser(0, false); });
+  EXPECT_EQ(run.List().Label2.Caption(), "");
+}
+
+// Each disk is compared with what goes to it.
+TEST_F(WebAddList, MeasuresTheFolderOfEachAdd) {
+  Run run;
+  for (const char* const folder : {"/media", "/media/stick"}) run.sim.platform().files.CreateFolder(folder);
+  run.sim.downloadFiles().PutOnAnotherDisk("/media");
+  run.sim.downloadFiles().SetRoom(150'000);
+  run.sim.downloadFiles().SetRoomOfOtherDisk(150'000);
+  const auto add = [](const std::string& url, const std::string& folder) {
+    ListedAdd listed;
+    listed.request.url = url;
+    listed.request.folder = folder;
+    return listed;
+  };
+  run.sim.Do([&] {
+    run.List().Offer({add("https://o.example/a.bin", ""), add("https://o.example/b.bin", "/media/stick")}, false);
+  });
+  run.sim.RunFor(5000);
+  EXPECT_EQ(run.List().Label2.Caption(), "") << "each has its own room";
+  run.sim.Do([&] { run.List().Offer({add("https://o.example/c.bin", "/media/stick/new")}, false); });
+  run.sim.RunFor(5000);
+  EXPECT_EQ(run.List().Label2.Caption(), FillText(run.Said(WebText::NoRoomIn), {"/media/stick", "1 MB", "0 MB"}));
+  run.sim.Do([&] { run.List().ListView1.CheckByUser(2, false); });
   EXPECT_EQ(run.List().Label2.Caption(), "");
 }
 
@@ -224,6 +251,101 @@ TEST_F(WebAddList, SeveralPastedIntoTheDialogOpenTheList) {
   EXPECT_EQ(run.List().ListView1.Rows().size(), 2U);
 }
 
+class WebAddListFold : public WebAddList {
+ protected:
+  // Unfolds the dialog, types, and pastes the addresses.
+  static void Paste(Run& run, const std::function<void(Form1&)>& type, const std::string& addresses) {
+    run.sim.platform().files.CreateFolder("/home/u/other");
+    run.sim.Do([&] { run.window().RunAction(MainWindow::kAdd); });
+    Form1& form = *run.window().form1;
+    run.sim.Do([&] {
+      form.Check1.SetByUser(true);
+      type(form);
+    });
+    run.sim.Do([&] { form.Text1.SetByUser(addresses); });
+    run.sim.RunFor(200);
+  }
+  static constexpr const char* kOfOneServer = "https://o.example/a.bin\nhttps://o.example/b.bin\n";
+};
+
+TEST_F(WebAddListFold, AppliesToAllPastedAddresses) {
+  Run run;
+  Paste(
+      run,
+      [](Form1& form) {
+        form.Text2.SetByUser("/home/u/other");
+        form.Text4.SetByUser("joe");
+        form.Text5.SetByUser("s3cret");
+        form.Text7.SetByUser("https://page.example/list");
+        form.Text8.SetByUser("sid=1");
+        form.Text9.SetByUser("400");
+      },
+      kOfOneServer);
+  ASSERT_TRUE(run.List().Visible());
+  EXPECT_EQ(run.List().Label2.Caption(), "");
+  run.Download();
+  ASSERT_TRUE(run.RunUntilFinished(1));
+  ASSERT_TRUE(run.RunUntilFinished(2));
+  EXPECT_TRUE(run.sim.disk().Has("/home/u/other/a.bin"));
+  EXPECT_TRUE(run.sim.disk().Has("/home/u/other/b.bin"));
+  for (const int index : {1, 2}) EXPECT_EQ(run.program().speed->LimitOf(index), 400 * 1024);
+  for (const HttpRequest& request : run.origin.Requests()) {
+    EXPECT_TRUE(request.Header("Authorization")) << request.bytes;
+    EXPECT_EQ(request.Header("Cookie"), "sid=1");
+    EXPECT_EQ(request.Header("Referer"), "https://page.example/");
+  }
+}
+
+TEST_F(WebAddListFold, SaysWhatIsForOneFileOrOneServerAlone) {
+  Run run;
+  SimHttpServer other(run.sim.network(), "p.example", 443);
+  other.File("/c.bin", SimContent::Generated(100'000, 7));
+  Paste(
+      run,
+      [](Form1& form) {
+        form.Text3.SetByUser("mine.iso");
+        form.Text4.SetByUser("joe");
+        form.Text5.SetByUser("s3cret");
+        form.Text6.SetByUser(std::string(32, 'a'));
+      },
+      "https://o.example/a.bin\nhttps://p.example/c.bin\n");
+  EXPECT_EQ(run.List().Label2.Caption(),
+            run.Said(WebText::NotForSeveral) + " " + run.Said(WebText::NotForSeveralServers));
+  run.Download();
+  ASSERT_TRUE(run.RunUntilFinished(1));
+  ASSERT_TRUE(run.RunUntilFinished(2));
+  EXPECT_TRUE(run.sim.disk().Has(run.Folder() + "/a.bin"));
+  for (const SimHttpServer* const server : {&run.origin, &other}) {
+    for (const HttpRequest& request : server->Requests()) EXPECT_FALSE(request.Header("Authorization"));
+  }
+}
+
+TEST_F(WebAddListFold, WhatTheClassicEngineWouldIgnoreRefusesItsRows) {
+  Run run;
+  Paste(
+      run, [](Form1& form) { form.Text7.SetByUser("https://page.example/list"); },
+      "https://o.example/a.bin\nhttp://o.example/b.bin\n");
+  EXPECT_EQ(run.Note(0), "");
+  EXPECT_EQ(run.Note(1), run.Said(WebText::OnlyWebEngine));
+}
+
+TEST_F(WebAddListFold, BadFieldIsReportedAndTheDialogStays) {
+  Run run;
+  Paste(
+      run, [](Form1& form) { form.Text9.SetByUser("fast"); }, kOfOneServer);
+  EXPECT_TRUE(run.window().form1->Visible());
+  EXPECT_FALSE(run.List().Visible());
+  run.Answer(kAnswerOk);
+  run.sim.Do([&] { run.window().form1->Text9.SetByUser("400"); });
+  run.sim.Do([&] { run.window().form1->Command2.Click(); });
+  run.sim.RunFor(200);
+  ASSERT_TRUE(run.List().Visible());
+  run.Download();
+  run.sim.RunFor(2000);
+  EXPECT_EQ(run.program().DownloadCount, 2);
+  EXPECT_TRUE(run.origin.Requests().empty() || run.StateWord() != "finished") << "it was added for later";
+}
+
 TEST_F(WebAddList, AllAndNoneCheckWhatCanBeAdded) {
   Run run;
   run.Drop("https://o.example/a.bin\nhttps://o.example/a.bin\nhttps://o.example/b.bin");
@@ -277,7 +399,7 @@ TEST_F(WebAddList, ManyOfOneNameGetTheirNamesWithoutAFreeze) {
   run.Drop(urls);
   run.sim.RunFor(1);
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
-  EXPECT_EQ(run.Note(9'999), FillText(run.Told(WebText::NameTaken), {"setup.exe", "setup (10000).exe"}));
+  EXPECT_EQ(run.Note(9'999), FillText(run.Said(WebText::NameTaken), {"setup.exe", "setup (10000).exe"}));
   EXPECT_LT(took.count(), 20.0);
 }
 

@@ -114,9 +114,10 @@ TEST_F(WebAdding, JournalKeepsWhatWasAskedFor) {
     web.speedLimit = 102400;
   });
   run.sim.RunFor(100);
-  for (const std::string& part : {"checksum=md5:" + md5, std::string("limit=102400"), std::string("referrer=")}) {
+  for (const std::string& part : {"checksum=md5:" + md5, std::string("limit=102400"), std::string("referrer=1")}) {
     EXPECT_NE(run.Journal().find(part), std::string::npos) << part << "\n" << run.Journal();
   }
+  EXPECT_EQ(run.Journal().find("page.example"), std::string::npos) << run.Journal();
 }
 
 TEST_F(WebAdding, BeginsAtItsTimeAndNotBefore) {
@@ -137,6 +138,40 @@ TEST_F(WebAdding, OthersAreNotHeldUpByWhatBeginsLater) {
   run.BeginLater();
   run.Ask({.url = "https://o.example/b.bin"});
   EXPECT_TRUE(run.RunUntilFinished(2, 60'000));
+}
+
+TEST_F(WebAdding, AddOutlivesAQuitInTheSameMoment) {
+  Run first;
+  first.sim.background().SetMaxDelay(500);
+  const std::string md5(32, 'a');
+  first.sim.Do([&] {
+    AddRequest request{.url = kUrl};
+    request.web.startAt = first.Now() + kHour;
+    request.web.checksum = ParseChecksum(md5);
+    EXPECT_EQ(AddWithoutAsking(first.program(), request).reason, "");
+    first.app.SaveAndQuit();
+  });
+  EXPECT_TRUE(first.sim.Ended());
+  const auto next = Again(first);
+  ASSERT_EQ(next->program().DownloadCount, 1);
+  EXPECT_EQ(next->StateWord(), "queued");
+  EXPECT_NE(next->Journal().find("checksum=md5:" + md5), std::string::npos) << next->Journal();
+}
+
+TEST_F(WebAdding, DeletionOutlivesAQuitInTheSameMoment) {
+  Run first;
+  first.origin.Always({.wire = {.bytesPerSecond = 5'000}});
+  first.Ask({.url = kUrl});
+  ASSERT_TRUE(first.RunUntilReceived(20'000));
+  first.sim.RunFor(6000);
+  first.sim.background().SetMaxDelay(500);
+  first.sim.Do([&] {
+    first.window().RemoveRecord(1);
+    first.app.SaveAndQuit();
+  });
+  const auto next = Again(first);
+  EXPECT_EQ(next->app.List().size(), 0U);
+  EXPECT_FALSE(next->sim.disk().Has(next->Folder() + "/a.bin.part"));
 }
 
 TEST_F(WebAdding, TimeToBeginOutlivesAQuit) {

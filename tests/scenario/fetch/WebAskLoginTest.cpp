@@ -3,6 +3,7 @@
 #include "WebApp.h"
 #include "core/WebTexts.h"
 #include "fetch/Logins.h"
+#include "lang/Language.h"
 #include "transferwin/AskLogin.h"
 
 namespace pellora {
@@ -101,6 +102,29 @@ TEST_F(WebAskLogin, ClosingItIsACancel) {
   EXPECT_EQ(Window(), nullptr);
   ASSERT_NE(WindowOf(), nullptr);
   EXPECT_FALSE(WindowOf()->Asks());
+}
+
+TEST_F(WebAskLogin, TakesAnotherLanguageWhileItIsOpen) {
+  sim.disk().Put("/prog/german.txt", "879=Anmelden\n880=Benutzername:\n0=Bytes\n");
+  Start();
+  Begin("https://o.example/a.bin");
+  Open();
+  EXPECT_EQ(Window()->Label4.Caption(), "User name :");
+  sim.Do([&] { LoadLanguage(program(), "german"); });
+  EXPECT_EQ(Window()->Caption(), "Anmelden");
+  EXPECT_EQ(Window()->Label4.Caption(), "Benutzername:");
+  EXPECT_EQ(Window()->Label2.Caption(), "https://o.example");
+}
+
+TEST_F(WebAskLogin, UsersOfOnePlaceAreAskedInTheirOwnWindows) {
+  origin.Traits("/b.bin").login = "ann:pw";
+  Start();
+  Begin("https://joe@o.example/a.bin");
+  Begin("https://ann@o.example/b.bin", 2);
+  Open(1);
+  EXPECT_EQ(Window()->Text1.Text(), "joe");
+  Decide(true, 2);
+  EXPECT_EQ(sim.windows().Count("AskLogin"), 2U);
 }
 
 TEST_F(WebAskLogin, QuitClosesIt) {

@@ -259,13 +259,17 @@ TEST(WebChangeAddress, CookiesGoToTheirOwnOriginAlone) {
     Session run;
     run.Begin();
     const JournalKey key = JournalKeyOf(kOld, run.rig.Record().DateAdded);
-    run.rig.services->cookies[key] = "session=secret";
+    run.rig.services->handOvers.Keep(key, {"https://old.example/page", "session=secret"});
     Session::Serve(run.before, "/fresh.bin", Right());
     const std::size_t asked = run.before.Requests().size();
     run.Change(same ? "https://old.example/fresh.bin" : kNew);
     ASSERT_TRUE(run.rig.RunUntilFinished());
     const HttpRequest& first = same ? run.before.Requests().at(asked) : run.after.Requests().front();
     EXPECT_EQ(first.Header("Cookie").has_value(), same);
+    // Another origin gets no more of the page than where it is.
+    EXPECT_EQ(first.Header("Referer"), same ? "https://old.example/page" : "https://old.example/");
+    const HttpRequest& last = same ? run.before.Requests().back() : run.after.Requests().back();
+    EXPECT_EQ(last.Header("Referer"), first.Header("Referer"));
   }
 }
 

@@ -391,6 +391,26 @@ TEST(WebChecksumLists, AreInTheFolderWhereRedirectsHaveLed) {
   EXPECT_EQ(rig.Web().reason, "SHA-256 checked");
 }
 
+TEST(WebChecksumLists, NameOfTheAddressCountsAndNoneThatTheServerOrTheDiskGives) {
+  SeekRig rig;
+  rig.origin.Traits("/dir/a.bin").disposition = "attachment; filename=\"b.bin\"";
+  rig.List("SHA256SUMS", WrongSum(Sha256).hex + "  b.bin\n");
+  rig.Start(kUrl);
+  ASSERT_TRUE(rig.RunUntilFinished());
+  EXPECT_EQ(rig.Web().reason, "");
+  EXPECT_EQ(rig.InFolder(), Names{"b.bin"});
+}
+
+TEST(WebChecksumLists, NameOfTheGivenAddressCountsAfterRedirectsToo) {
+  SeekRig rig;
+  rig.origin.Redirect("/get/a.bin", "https://o.example/dir/store?id=1");
+  rig.origin.File("/dir/store?id=1", kContent);
+  rig.List("SHA256SUMS", SumOf(Sha256).hex + "  a.bin\n");
+  rig.Start("https://o.example/get/a.bin");
+  ASSERT_TRUE(rig.RunUntilFinished());
+  EXPECT_EQ(rig.Web().reason, "SHA-256 checked");
+}
+
 // Pieces
 
 PieceHashes PiecesOf(const SimContent& content, std::int64_t length) {

@@ -57,6 +57,7 @@ struct World {
     }
     if (Chance(4)) add.speedLimit = 200'000 + static_cast<std::int64_t>(random.Below(500'000));
     if (Chance(4)) add.handOver.cookies = std::string("session=") + kSecret;
+    if (Chance(4)) add.handOver.referrer = std::string("https://o.example/") + kSecret;
   }
   bool Chance(std::uint64_t of) { return random.Below(of) == 0; }
 
@@ -165,7 +166,7 @@ class Session {
   }
   void GiveLogin(const std::string& password) {
     rig.sim.Do([&] {
-      rig.services->logins.Give({"https", "o.example", 443, "origin"}, {"joe", password}, world_.Chance(2));
+      rig.services->logins.Give({{"https", "o.example", 443, "origin"}, {}}, {"joe", password}, world_.Chance(2));
     });
   }
   void ChangeAddress(std::int16_t index) {
@@ -187,7 +188,7 @@ class Session {
       }
       if (world_.login) GiveLogin(kSecret);
       rig.sim.RunFor(1000);
-      if (!world_.add.handOver.cookies.empty())
+      if (world_.add.handOver != HandOver())
         rig.sim.Do([&] { (void)TakeHandOver(rig.program, *rig.services, index, world_.add.handOver); });
       if (rig.Asks(index)) {
         rig.Answer(true, index);

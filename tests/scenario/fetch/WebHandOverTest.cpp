@@ -1,12 +1,14 @@
 // Cookies and the page that a browser hands over with an address.
 #include "WebApp.h"
 #include "core/WebTexts.h"
+#include "fetch/JournalCodec.h"
 
 namespace pellora {
 namespace {
 
 constexpr const char* kUrl = "https://o.example/a.bin";
 constexpr const char* kPage = "https://o.example/list?of=files";
+constexpr const char* kJournal = "/prog/Pellora.fetch";
 constexpr const char* kCookies = "session=secret; theme=dark";
 
 class WebHandOver : public testing::Test {
@@ -20,8 +22,8 @@ class WebHandOver : public testing::Test {
       origin.Always({.wire = {.bytesPerSecond = 100'000}});
       Start();
     }
-    void HandOver(const std::string& url = kUrl) {
-      sim.Do([&] { app.MenuURL(url, kPage, kCookies); });
+    void HandOver(const std::string& url = kUrl, const std::string& cookies = kCookies) {
+      sim.Do([&] { app.MenuURL(url, kPage, cookies); });
       sim.RunReady();
     }
     // As a script does. Returns the reason of a refusal.
@@ -40,9 +42,10 @@ class WebHandOver : public testing::Test {
     SimHttpServer origin;
   };
   // A part is here, and the program was ended and started again.
-  std::unique_ptr<Run> Restarted() {
+  std::unique_ptr<Run> Restarted(const char* cookies = kCookies) {
     Run first;
-    first.HandOver();
+    if (*cookies == '\0') first.origin.Traits("/a.bin").cookie.clear();
+    first.HandOver(kUrl, cookies);
     EXPECT_TRUE(first.RunUntilReceived(2'000'000));
     first.sim.RunFor(5000);
     first.sim.Do([&] { first.app.SaveAndQuit(); });
@@ -74,11 +77,93 @@ TEST_F(WebHandOver, CookiesGoToNoOtherOrigin) {
   EXPECT_EQ(other.Requests().front().Header("Referer"), "https://o.example/");
 }
 
-TEST_F(WebHandOver, NoFileOfOursHasTheCookies) {
+TEST_F(WebHandOver, NoFileOfOursHasCookiesOrPage) {
   const std::unique_ptr<Run> next = Restarted();
   for (const std::string& path : next->sim.disk().Paths()) {
     EXPECT_EQ(next->sim.disk().Get(path).find("secret"), std::string::npos) << path;
+    EXPECT_EQ(next->sim.disk().Get(path).find("of=files"), std::string::npos) << path;
   }
+}
+
+TEST_F(WebHandOver, RestartedDownloadIsTriedWithoutThePage) {
+  const std::unique_ptr<Run> next = Restarted("");
+  next->origin.Traits("/a.bin").cookie.clear();
+  next->Resume();
+  ASSERT_TRUE(next->RunUntilFinished()) << next->Web().reason;
+  for (const HttpRequest& request : next->origin.Requests()) EXPECT_FALSE(request.Header("Referer"));
+  EXPECT_TRUE(next->sim.disk().Holds(next->Record().SavePath, SimContent::Generated(8'000'000, 7)));
+}
+
+TEST_F(WebHandOver, ServerThatRequiresThePageGetsItByANewHandOver) {
+  const std::unique_ptr<Run> next = Restarted("");
+  next->origin.Traits("/a.bin").cookie.clear();
+  next->origin.Traits("/a.bin").referrer = kPage;
+  const std::int64_t had = next->Web().received;
+  next->Resume();
+  ASSERT_TRUE(next->RunUntilStopped()) << next->StateWord();
+  EXPECT_EQ(next->Web().reason, FillText(TextOf(next->program(), WebText::PageGone), {"403"}));
+  EXPECT_EQ(next->Web().received, had);
+  next->HandOver(kUrl, "");
+  EXPECT_EQ(next->sim.dialogs().OpenCount(), 0U);
+  ASSERT_TRUE(next->RunUntilFinished()) << next->Web().reason;
+  EXPECT_EQ(next->program().DownloadCount, 1);
+  EXPECT_TRUE(next->sim.disk().Holds(next->Record().SavePath, SimContent::Generated(8'000'000, 7)));
+}
+
+TEST_F(WebHandOver, RefusalForAnotherReasonIsNotBlamedOnThePage) {
+  const std::unique_ptr<Run> next = Restarted("");
+  next->origin.Remove("/a.bin");
+  next->Resume();
+  ASSERT_TRUE(next->RunUntilStopped()) << next->StateWord();
+  EXPECT_EQ(next->Web().reason, TextOf(next->program(), WebText::NotFound));
+}
+
+// Nearly every download of a browser has a page, and some have a login as well.
+TEST_F(WebHandOver, DemandForALoginNamesThePageAndStillTakesTheLogin) {
+  for (const bool byHandOver : {true, false}) {
+    const std::unique_ptr<Run> next = Restarted("");
+    HttpTraits& traits = next->origin.Traits("/a.bin");
+    traits.cookie.clear();
+    traits.login = "joe:pw";
+    next->Resume();
+    ASSERT_TRUE(next->sim.RunUntil([&] { return next->WindowOf()->Asks(); }, 60'000)) << next->StateWord();
+    EXPECT_EQ(next->Web().reason, FillText(TextOf(next->program(), WebText::PageGone), {"401"}));
+    if (byHandOver) {
+      traits.login.clear();
+      traits.referrer = kPage;
+      next->HandOver(kUrl, "");
+      EXPECT_EQ(next->sim.dialogs().OpenCount(), 0U);
+    } else {
+      next->sim.secrets().stored[{"https", "o.example", 443, traits.realm}] = {{"joe", "pw"}};
+      next->Resume();
+    }
+    ASSERT_TRUE(next->RunUntilFinished()) << next->Web().reason;
+    EXPECT_EQ(next->program().DownloadCount, 1);
+  }
+}
+
+TEST_F(WebHandOver, PageInAnEarlierJournalCountsOnlyAsHavingBeenThere) {
+  Run first;
+  first.origin.Traits("/a.bin").cookie.clear();
+  first.HandOver(kUrl, "");
+  ASSERT_TRUE(first.RunUntilReceived(2'000'000));
+  first.sim.RunFor(5000);
+  first.sim.Do([&] { first.app.SaveAndQuit(); });
+  first.sim.RunFor(2000);
+  JournalEntry entry = ReadJournal(first.sim.disk().Get(kJournal)).entries.at(0);
+  entry.hadPage = false;
+  entry.others.emplace_back("referrer", kPage);
+  first.sim.disk().Put(kJournal, JournalLine(entry));
+  Run next({.disk = first.sim.disk().TakeState()});
+  EXPECT_EQ(next.sim.disk().Get(kJournal).find("of=files"), std::string::npos);
+  next.origin.Traits("/a.bin").cookie.clear();
+  next.origin.Traits("/a.bin").referrer = kPage;
+  next.Resume();
+  ASSERT_TRUE(next.RunUntilStopped()) << next.StateWord();
+  EXPECT_FALSE(next.origin.Requests().back().Header("Referer"));
+  next.HandOver(kUrl, "");
+  ASSERT_TRUE(next.RunUntilFinished()) << next.Web().reason;
+  EXPECT_EQ(next.program().DownloadCount, 1);
 }
 
 TEST_F(WebHandOver, RestartedDownloadAsksForANewHandOverAndContinuesWithIt) {

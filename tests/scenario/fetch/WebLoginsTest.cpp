@@ -11,6 +11,7 @@ namespace {
 
 const SecretPlace kPlace{"https", "o.example", 443, "origin"};
 const Login kJoe{"joe", "s3cret"};
+const std::string kBasicOfJoe = "Basic am9lOnMzY3JldA==";
 
 class WebLogins : public testing::Test, public WebRig {
  protected:
@@ -28,8 +29,9 @@ class WebLogins : public testing::Test, public WebRig {
   void LogIn(const Login& login, bool remember = false, std::int16_t index = 1) {
     Answer(true, index);
     ASSERT_FALSE(questions.empty());
-    sim.Do([&] { services->logins.Give(questions.back().place, login, remember); });
+    sim.Do([&] { services->logins.Give(Asked(), login, remember); });
   }
+  LoginWish Asked() const { return {questions.back().place, questions.back().named}; }
   std::string Authorization(const SimHttpServer& server, std::size_t request) {
     return server.Requests().at(request).Header("Authorization").value_or("none");
   }
@@ -80,7 +82,7 @@ TEST_F(WebLogins, WrongOneIsAskedAboutAgainAndSaysSo) {
   Answer(true);
   EXPECT_EQ(questions.back().user, "joe");
   EXPECT_EQ(questions.back().reason, "The server refused this user name and password.");
-  sim.Do([&] { services->logins.Give(kPlace, kJoe, false); });
+  sim.Do([&] { services->logins.Give({kPlace, {}}, kJoe, false); });
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   Start("https://o.example/b.bin");
   ASSERT_TRUE(RunUntilFinished(2)) << "without a question";
@@ -98,6 +100,71 @@ TEST_F(WebLogins, DownloadsOfOneRealmShareTheAnswer) {
   EXPECT_TRUE(Asks(3));
   LogIn({"ann", "pw"}, false, 3);
   ASSERT_TRUE(RunUntilFinished(3)) << sim.Replay();
+}
+
+TEST_F(WebLogins, AddressThatNamesAUserGetsNoOtherUsersLogin) {
+  origin.Traits("/b.bin").login = "ann:pw";
+  Start("https://joe@o.example/a.bin");
+  ASSERT_TRUE(RunUntilAsked());
+  LogIn(kJoe);
+  ASSERT_TRUE(RunUntilFinished());
+  const std::size_t before = origin.Requests().size();
+  Start("https://ann@o.example/b.bin");
+  ASSERT_TRUE(RunUntilAsked(2));
+  for (std::size_t i = before; i < origin.Requests().size(); ++i) EXPECT_NE(Authorization(origin, i), kBasicOfJoe);
+  EXPECT_EQ(WindowOf(2)->state.Caption(), "The server requires a user name and a password.");
+  LogIn({"ann", "pw"}, false, 2);
+  EXPECT_EQ(questions.back().user, "ann");
+  ASSERT_TRUE(RunUntilFinished(2)) << sim.Replay();
+  Start("https://o.example/a.bin");
+  ASSERT_TRUE(RunUntilFinished(3)) << "an address without a user takes the first answer";
+}
+
+TEST_F(WebLogins, AnswerWithAnotherUserCountsForTheAddressThatWasAskedAbout) {
+  Start("https://bob@o.example/a.bin");
+  ASSERT_TRUE(RunUntilAsked());
+  LogIn(kJoe);
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+}
+
+TEST_F(WebLogins, StoreIsAskedForEachUser) {
+  sim.secrets().stored[kPlace] = {kJoe, {"ann", "pw"}};
+  origin.Traits("/b.bin").login = "ann:pw";
+  Start("https://joe@o.example/a.bin");
+  Start("https://ann@o.example/b.bin");
+  ASSERT_TRUE(RunUntilFinished(1) && RunUntilFinished(2)) << sim.Replay();
+  EXPECT_TRUE(questions.empty());
+  EXPECT_EQ(sim.secrets().lookUps, 2);
+}
+
+TEST_F(WebLogins, DownloadWithMirrorsAsksForTheLoginOfItsOwnAddress) {
+  SimHttpServer mirror(sim.network(), "m.example", 443);
+  for (const char* const path : {"/a.bin", "/b.bin"}) mirror.File(path, content);
+  WebAdd add;
+  add.mirrors = {{"https://m.example/a.bin", 1, "", ""}};
+  Start("https://o.example/a.bin", add);
+  ASSERT_TRUE(RunUntilAsked());
+  EXPECT_TRUE(mirror.Requests().empty());
+  LogIn(kJoe);
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  EXPECT_EQ(Authorization(origin, origin.Requests().size() - 1), kBasicOfJoe);
+  for (const HttpRequest& request : mirror.Requests()) EXPECT_EQ(request.Header("Authorization"), std::nullopt);
+}
+
+TEST_F(WebLogins, MirrorsTakeOverWhereNobodyLogsIn) {
+  SimHttpServer mirror(sim.network(), "m.example", 443);
+  for (const char* const path : {"/a.bin", "/b.bin"}) mirror.File(path, content);
+  WebAdd add;
+  add.mirrors = {{"https://m.example/a.bin", 1, "", ""}};
+  Start("https://o.example/a.bin", add);
+  ASSERT_TRUE(RunUntilAsked());
+  Answer(false);
+  ASSERT_TRUE(RunUntilFinished()) << Web().reason;
+  EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.bin", content));
+  add.quiet = true;
+  add.mirrors = {{"https://m.example/b.bin", 1, "", ""}};
+  Start("https://o.example/b.bin", add);
+  ASSERT_TRUE(RunUntilFinished(2)) << "one of many, which nobody watches, asks nothing";
 }
 
 TEST_F(WebLogins, NoMeansStoppedWithTheReasonAndResumeAsksAgain) {
@@ -155,6 +222,17 @@ TEST_F(WebLogins, AllSchemesOfTheServerAreAnswered) {
   }
 }
 
+TEST_F(WebLogins, NegotiateIsTriedBeforeALoginIsAskedFor) {
+  origin.Traits("/a.bin").auth = FetchAuth::Negotiate;
+  Start("https://o.example/a.bin");
+  ASSERT_TRUE(RunUntilAsked());
+  ASSERT_EQ(sim.fetcher().Log().size(), 2U);
+  EXPECT_EQ(sim.fetcher().Log()[1].request.auth, FetchAuth::Negotiate);
+  EXPECT_EQ(sim.fetcher().Log()[1].request.user, "");
+  LogIn(kJoe);
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+}
+
 TEST_F(WebLogins, RedirectToAnotherOriginGetsNone) {
   SimHttpServer other(sim.network(), "other.example", 443);
   other.File("/b.bin", content);
@@ -207,7 +285,7 @@ TEST_F(WebLogins, FtpServersAreAskedAboutToo) {
     Answer(true, index);
     EXPECT_EQ(questions.back().user, "joe");
     EXPECT_EQ(questions.back().unencrypted, scheme == std::string("ftp"));
-    sim.Do([&] { services->logins.Give(questions.back().place, kJoe, false); });
+    sim.Do([&] { services->logins.Give(Asked(), kJoe, false); });
     ASSERT_TRUE(RunUntilFinished(index)) << scheme << sim.Replay();
   }
 }

@@ -1,4 +1,6 @@
 // Addresses that lead to a Metalink: its files are added in its place.
+#include <set>
+
 #include "SimDigests.h"
 #include "WebApp.h"
 #include "core/Metalink.h"
@@ -105,6 +107,153 @@ TEST_F(WebMetalink, FilesGoToTheFolderOfTheMetalinkWithItsSpeedLimit) {
   sim.Do([&] { app.Add({.url = kUrl, .folder = "/home/u/other", .limit = 400}, [](const AddAnswer&) {}); });
   ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has("/home/u/other/a.iso"); }, 600'000)) << Web().reason;
   EXPECT_EQ(program().speed->LimitOf(1), 400 * 1024);
+}
+
+TEST_F(WebMetalink, FirstFileKeepsTheIdOfTheAdd) {
+  const std::string other = "<file name=\"b.iso\"><url>https://m.example/b</url></file>";
+  origin.File("/files.meta4", Document(File("a.iso", right) + other));
+  std::string id;
+  sim.Do([&] { app.Add({.url = kUrl}, [&](const AddAnswer& answer) { id = answer.id; }); });
+  ASSERT_NE(id, "");
+  std::set<std::string> urls;
+  const bool done = sim.RunUntil(
+      [&] {
+        bool listed = false;
+        bool finished = false;
+        for (const DownloadInfo& info : app.List()) {
+          if (info.id != id) continue;
+          listed = true;
+          urls.insert(info.url);
+          finished = info.state == "finished";
+        }
+        EXPECT_TRUE(listed) << "a script that waits for it would end";
+        return finished || !listed;
+      },
+      600'000);
+  ASSERT_TRUE(done);
+  EXPECT_EQ(urls, (std::set<std::string>{kUrl, "https://o.example/a.bin"}));
+  EXPECT_EQ(Listed(), 2);
+}
+
+TEST_F(WebMetalink, TheIdGoesToTheFirstFileThatIsNotRefused) {
+  const std::string other = "<file name=\"b.iso\"><url>https://m.example/b</url></file>";
+  origin.File("/files.meta4", Document(File("a.iso", right) + other));
+  Add("https://o.example/a.bin");
+  std::string id;
+  sim.Do([&] { app.Add({.url = kUrl}, [&](const AddAnswer& answer) { id = answer.id; }); });
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(Folder() + "/b.iso"); }, 600'000));
+  sim.RunFor(1000);
+  std::string url;
+  for (const DownloadInfo& info : app.List()) {
+    if (info.id == id) url = info.url;
+  }
+  EXPECT_EQ(url, "https://m.example/b");
+}
+
+// To the Metalink's own server alone.
+TEST_F(WebMetalink, FilesGetLoginCookiesAndPageOfItsAdd) {
+  origin.File("/files.meta4", Document("<file name=\"a.iso\"><url>https://o.example/a.bin</url></file>"
+                                       "<file name=\"b.iso\"><url>https://m.example/b</url></file>"));
+  sim.Do([&] {
+    app.Add(
+        {.url = kUrl, .user = "joe", .password = "s3cret", .referrer = "https://page.example/list", .cookies = "sid=1"},
+        [](const AddAnswer&) {});
+  });
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(Folder() + "/b.iso"); }, 600'000));
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(Folder() + "/a.iso"); }, 600'000));
+  for (const HttpRequest& request : origin.Requests()) {
+    EXPECT_TRUE(request.Header("Authorization")) << request.bytes;
+    EXPECT_EQ(request.Header("Cookie"), "sid=1");
+    EXPECT_EQ(request.Header("Referer"), "https://page.example/");
+  }
+  ASSERT_FALSE(mirror.Requests().empty());
+  for (const HttpRequest& request : mirror.Requests()) {
+    EXPECT_FALSE(request.Header("Authorization")) << request.bytes;
+    EXPECT_FALSE(request.Header("Cookie")) << request.bytes;
+    EXPECT_EQ(request.Header("Referer"), "https://page.example/");
+  }
+}
+
+TEST_F(WebMetalink, FilesHaveItsPlaceInTheQueue) {
+  origin.File("/files.meta4", Document(File("a.iso", right)));
+  Add(kUrl);
+  program().SetQueuePlace(1, 5);
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(Folder() + "/a.iso"); }, 600'000));
+  EXPECT_EQ(program().QueuePlace(1), 5);
+}
+
+TEST_F(WebMetalink, OneThatNamesItselfIsAFileLikeAnyOther) {
+  origin.File("/files.meta4", Document("<file name=\"a.iso\"><url>" + std::string(kUrl) + "</url></file>"));
+  Add(kUrl);
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_TRUE(sim.disk().Has(Folder() + "/files.meta4"));
+  EXPECT_EQ(origin.Requests().size(), 1U);
+}
+
+class WebLocalMetalink : public WebMetalink {
+ protected:
+  AddAnswer Give(const ScriptedAdd& wanted) {
+    AddAnswer given;
+    sim.Do([&] { app.Add(wanted, [&](const AddAnswer& answer) { given = answer; }); });
+    sim.RunReady();
+    return given;
+  }
+  static constexpr const char* kLocal = "/home/u/x.meta4";
+  const std::string b = "<file name=\"b.iso\"><url>https://m.example/b</url></file>";
+};
+
+TEST_F(WebLocalMetalink, ScriptsAddItsFilesAndGetAnIdForEach) {
+  const AddAnswer answer = Give({.url = kLocal, .metalink = Document(File("a.iso", right) + b)});
+  EXPECT_EQ(answer.reason, "");
+  ASSERT_EQ(answer.ids.size(), 2U);
+  EXPECT_EQ(answer.id, answer.ids[0]);
+  EXPECT_EQ(app.List().at(0).id, answer.ids[0]);
+  EXPECT_EQ(app.List().at(1).id, answer.ids[1]);
+  ASSERT_TRUE(RunUntilFinished(1));
+  EXPECT_EQ(Web(1).reason, "SHA-256 checked");
+  EXPECT_FALSE(mirror.Requests().empty());
+  ASSERT_TRUE(RunUntilFinished(2));
+  EXPECT_TRUE(sim.disk().Has(Folder() + "/b.iso"));
+  EXPECT_FALSE(window().addList->Visible());
+}
+
+TEST_F(WebLocalMetalink, TakesTheOptionsOfTheAdd) {
+  sim.platform().files.CreateFolder("/home/u/other");
+  const AddAnswer answer = Give({.url = kLocal,
+                                 .folder = "/home/u/other",
+                                 .name = "mine.iso",
+                                 .user = "joe",
+                                 .password = "s3cret",
+                                 .limit = 400,
+                                 .later = true,
+                                 .metalink = Document(File("a.iso", right))});
+  EXPECT_EQ(answer.reason, "");
+  EXPECT_EQ(program().speed->LimitOf(1), 400 * 1024);
+  sim.RunFor(2000);
+  EXPECT_TRUE(origin.Requests().empty());
+  sim.Do([&] { app.Resume(answer.id); });
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has("/home/u/other/mine.iso"); }, 600'000));
+  EXPECT_TRUE(origin.Requests().at(0).Header("Authorization"));
+}
+
+TEST_F(WebLocalMetalink, IsRefusedWhatIsForOneFileOrOneServer) {
+  const std::string both = Document(File("a.iso", right) + b);
+  EXPECT_EQ(Give({.url = kLocal, .name = "x", .metalink = both}).reason,
+            "The name is for one file, and the Metalink has several.");
+  EXPECT_EQ(Give({.url = kLocal, .checksum = right, .metalink = both}).reason,
+            "The checksum is for one file, and the Metalink has several.");
+  EXPECT_EQ(Give({.url = kLocal, .user = "joe", .metalink = both}).reason,
+            "The login or the cookies would go to several servers.");
+  EXPECT_EQ(Give({.url = kLocal, .metalink = "no document"}).reason,
+            "This Metalink names no file that Pellora can download.");
+  EXPECT_EQ(Listed(), 0);
+}
+
+TEST_F(WebLocalMetalink, FilesThatAreRefusedDoNotHoldUpTheOthers) {
+  Add("https://o.example/a.bin");
+  const AddAnswer answer = Give({.url = kLocal, .metalink = Document(File("a.iso", right) + b)});
+  EXPECT_EQ(answer.reason, "a.iso: It is in the list already.");
+  EXPECT_EQ(answer.ids.size(), 1U);
 }
 
 // Where http goes to the classic engine, that would ignore checksum and mirrors, and write over a file of the name.

@@ -60,6 +60,18 @@ class WebMirror : public testing::Test, public WebRig {
     }
     return add;
   }
+  // The next run on what is on the disk three seconds later.
+  struct AfterKill : WebRig {
+    explicit AfterKill(WebRig& killed) : WebRig(LeftBy(killed)) {}
+
+   private:
+    static SimOptions LeftBy(WebRig& killed) {
+      killed.sim.RunFor(3000);
+      SimOptions options;
+      options.disk = killed.sim.disk().TakeState();
+      return options;
+    }
+  };
   void ExpectTheFile(WebRig& rig) {
     ASSERT_TRUE(rig.RunUntilFinished(1, 3'600'000)) << rig.Web().reason << " " << rig.sim.Replay();
     EXPECT_TRUE(rig.sim.disk().Holds(kOutput, content));
@@ -176,10 +188,7 @@ TEST_F(WebMirror, ALinkOfTheFirstAnswerNamesMirrors) {
 TEST_F(WebMirror, MirrorsAreKnownAfterAKill) {
   Start(kUrl, With({kMirror}));
   ASSERT_TRUE(RunUntilReceived(4'000'000));
-  sim.RunFor(3000);
-  SimOptions options;
-  options.disk = sim.disk().TakeState();
-  WebRig next(std::move(options));
+  AfterKill next(*this);
   SimHttpServer same(next.sim.network(), "m.example", 443);
   Serve(same, "/pub/b.bin", content, "\"m\"");
   next.Load();
@@ -194,10 +203,7 @@ TEST_F(WebMirror, AWrongOneIsLeftOutAfterAKillToo) {
   ASSERT_TRUE(RunUntilReceived(3'000'000));
   origin.Restart(10'000);
   ASSERT_TRUE(sim.RunUntil([&] { return Notes("other contents"); }));
-  sim.RunFor(3000);
-  SimOptions options;
-  options.disk = sim.disk().TakeState();
-  WebRig next(std::move(options));
+  AfterKill next(*this);
   SimHttpServer same(next.sim.network(), "m.example", 443);
   Serve(same, "/pub/b.bin", content, "\"m\"");
   next.Load();
@@ -291,6 +297,152 @@ TEST_F(WebMirror, ADigestOfTheAddressMakesItsLinksLanes) {
   ExpectTheFile(*this);
 }
 
+// What cannot be compared proves nothing.
+TEST_F(WebMirror, HashesThatTheSystemDoesNotComputeMakeNoLanes) {
+  HttpFault linked{.wire = {.bytesPerSecond = 300'000}};
+  linked.extraHeaders = "Link: <https://m.example/pub/b.bin>; rel=duplicate\r\nRepr-Digest: sha-256=:" +
+                        Base64OfHex(Checked({}).checksum->hex) + ":\r\n";
+  origin.Always(linked);
+  sim.digests().forbidden = {ChecksumKind::Sha256};
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilReceived(3'000'000));
+  ExpectTheFile(*this);
+  EXPECT_EQ(Asked(mirror), 0);
+}
+
+TEST_F(WebMirror, PiecesDecideWhereTheSystemDoesNotComputeTheFilesHash) {
+  HttpFault digest{.wire = {.bytesPerSecond = 300'000}};
+  digest.extraHeaders = "Digest: MD5=" + Base64OfHex(std::string(32, '0')) + "\r\n";
+  origin.Always(digest);
+  sim.digests().forbidden = {ChecksumKind::Md5};
+  WebAdd add = InPieces({});
+  add.checksum.reset();
+  Start(kUrl, add);
+  ExpectTheFile(*this);
+  EXPECT_EQ(Web().reason, "SHA-256 checked");
+}
+
+class WebDescription : public WebMirror {
+ protected:
+  static void Describe(SimHttpServer& server, const std::string& document,
+                       const std::string& link = "https://o.example/a.bin.meta4") {
+    server.File("/a.bin.meta4", document);
+    HttpFault linked{.wire = {.bytesPerSecond = 300'000}};
+    linked.extraHeaders = "Link: <" + link + ">; rel=describedby; type=\"application/metalink4+xml\"\r\n";
+    server.Always(linked);
+  }
+  std::string Document(const std::string& name = "a.bin", std::int64_t size = kLength,
+                       const std::string& sum = std::string()) const {
+    return "<metalink xmlns=\"urn:ietf:params:xml:ns:metalink\"><file name=\"" + name + "\"><size>" +
+           std::to_string(size) + "</size><hash type=\"sha-256\">" + (sum.empty() ? Checked({}).checksum->hex : sum) +
+           "</hash><url>" + kMirror + "</url></file></metalink>";
+  }
+};
+
+TEST_F(WebDescription, GivesHashesAndMirrors) {
+  Describe(origin, Document());
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilReceived(3'000'000));
+  EXPECT_GE(mirror.Open(), 1);
+  ExpectTheFile(*this);
+  EXPECT_EQ(Web().reason, "SHA-256 checked");
+}
+
+TEST_F(WebDescription, CountsAfterAKillToo) {
+  Describe(origin, Document());
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilReceived(3'000'000));
+  AfterKill next(*this);
+  SimHttpServer address(next.sim.network(), "o.example", 443);
+  Serve(address, "/a.bin", content, "\"1\"");
+  next.Load();
+  next.Resume();
+  ExpectTheFile(next);
+  EXPECT_EQ(next.Web().reason.find("SHA-256 checked"), 0U) << next.Web().reason;
+}
+
+TEST_F(WebDescription, OfAnotherNameOrLengthCountsForNothing) {
+  const std::string wrong(64, '0');
+  for (const std::string& document : {Document("b.bin", kLength, wrong), Document("a.bin", kLength + 1, wrong)}) {
+    WebRig rig;
+    SimHttpServer address(rig.sim.network(), "o.example", 443);
+    Serve(address, "/a.bin", content, "\"1\"");
+    Describe(address, document);
+    rig.Start(kUrl);
+    ExpectTheFile(rig);
+    EXPECT_EQ(rig.Web().reason, "");
+    EXPECT_EQ(rig.Record().Finished, true);
+  }
+}
+
+TEST_F(WebDescription, IsFetchedOnlyWhereNothingElseProvesTheFile) {
+  Describe(origin, Document());
+  Start(kUrl, Checked({}));
+  ExpectTheFile(*this);
+  for (const HttpRequest& request : origin.Requests()) EXPECT_EQ(request.target, "/a.bin");
+}
+
+TEST_F(WebDescription, NeitherDelaysNorFailsTheDownload) {
+  Describe(origin, Document(), "https://silent.example/a.bin.meta4");
+  Start(kUrl);
+  ExpectTheFile(*this);
+  const double alone = sim.Elapsed();
+  for (const std::string& document : {std::string("no document"), std::string(2'000'000, ' ')}) {
+    WebRig rig;
+    SimHttpServer address(rig.sim.network(), "o.example", 443);
+    Serve(address, "/a.bin", content, "\"1\"");
+    Describe(address, document);
+    rig.Start(kUrl);
+    ExpectTheFile(rig);
+    EXPECT_EQ(rig.Web().reason, "");
+    EXPECT_LT(rig.sim.Elapsed(), alone + 5000);
+  }
+}
+
+TEST_F(WebDescription, FollowsRedirectsButNoneToAnUnencryptedServer) {
+  SimHttpServer plain(sim.network(), "p.example", 80);
+  plain.File("/x.meta4", Document("a.bin", kLength, std::string(64, '0')));
+  Describe(origin, Document(), "/go");
+  origin.Redirect("/go", "http://p.example/x.meta4");
+  Start(kUrl);
+  ExpectTheFile(*this);
+  EXPECT_EQ(Web().reason, "");
+  EXPECT_TRUE(plain.Requests().empty());
+
+  WebRig rig;
+  SimHttpServer address(rig.sim.network(), "o.example", 443);
+  Serve(address, "/a.bin", content, "\"1\"");
+  Describe(address, "no document", "/go");
+  address.File("/x/y.meta4", Document());
+  address.Redirect("/go", "/x/y.meta4");
+  rig.Start(kUrl);
+  ExpectTheFile(rig);
+  EXPECT_EQ(rig.Web().reason.find("SHA-256 checked"), 0U) << rig.Web().reason;
+}
+
+// The new version is judged by its own description, or by none.
+TEST_F(WebDescription, PiecesOfAnOldVersionAreForgottenWithIt) {
+  std::string document = Document();
+  document.replace(document.find(kMirror), std::string(kMirror).size(), kUrl);
+  std::string pieces;
+  const WebAdd described = InPieces({});
+  for (const std::string& hex : described.pieces->hex) pieces += "<hash>" + hex + "</hash>";
+  document.insert(document.find("<url"), "<pieces type=\"sha-256\" length=\"262144\">" + pieces + "</pieces>");
+  Describe(origin, document);
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilReceived(2'000'000));
+  ASSERT_TRUE(services->journal.Entries().at(0).pieces);
+  Pause();
+  sim.RunFor(1000);
+  const SimContent other = SimContent::Generated(kLength, 9);
+  Serve(origin, "/a.bin", other, "\"2\"");
+  Resume();
+  ASSERT_TRUE(RunUntilAsked());
+  Answer(true);
+  ASSERT_TRUE(RunUntilFinished(1, 3'600'000)) << Web().reason;
+  EXPECT_TRUE(sim.disk().Holds(kOutput, other));
+}
+
 TEST_F(WebMirror, AnUnencryptedMirrorNeedsASafeChecksum) {
   for (const bool safe : {true, false}) {
     WebRig rig;
@@ -309,10 +461,7 @@ TEST_F(WebMirror, AnUnencryptedMirrorNeedsASafeChecksum) {
 TEST_F(WebMirror, LanesGoToMirrorsAfterAKillToo) {
   Start(kUrl, Checked({kMirror}));
   ASSERT_TRUE(RunUntilReceived(3'000'000));
-  sim.RunFor(3000);
-  SimOptions options;
-  options.disk = sim.disk().TakeState();
-  WebRig next(std::move(options));
+  AfterKill next(*this);
   SimHttpServer address(next.sim.network(), "o.example", 443);
   SimHttpServer same(next.sim.network(), "m.example", 443);
   Serve(address, "/a.bin", content, "\"1\"");

@@ -2,6 +2,7 @@
 #include "WebFixture.h"
 #include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
+#include "lang/Format.h"
 
 namespace pellora {
 namespace {
@@ -29,7 +30,7 @@ class AddMore : public WebFixture {
     Do([&] { button.Click(); });
     sim.RunFor(100);
   }
-  std::string Told(WebText text) { return TextOf(program(), text); }
+  std::string Said(WebText text) { return TextOf(program(), text); }
   // The download is refused with this message, and the dialog stays as it is.
   void ExpectFault(const std::string& text) {
     Press(form().Command1);
@@ -121,48 +122,48 @@ TEST_F(AddMore, TimeAloneIsTheNextSuchMoment) {
   EXPECT_DOUBLE_EQ(*added.startAt, 46001 + 9.0 / 24);
 }
 
-TEST_F(AddMore, BadFieldsAreToldAndTheDialogStays) {
+TEST_F(AddMore, BadFieldsAreReportedAndTheDialogStays) {
   Unfold();
   struct Bad {
     TextBox* box;
     const char* text;
-    std::string told;
+    std::string fault;
   };
   for (const Bad& bad :
-       {Bad{&form().Text6, "123", Told(WebText::BadChecksum)}, Bad{&form().Text9, "-5", Told(WebText::BadSpeedLimit)},
-        Bad{&form().Text9, "1.5", Told(WebText::BadSpeedLimit)},
-        Bad{&form().Text9, "99999999999999999999", Told(WebText::BadSpeedLimit)},
-        Bad{&form().Text9, "10000001", Told(WebText::BadSpeedLimit)},
-        Bad{&form().Text7, "page", Told(WebText::BadPage)}, Bad{&form().Text8, "a\rb=c", Told(WebText::BadPage)},
-        Bad{&form().Text8, "abc", Told(WebText::BadPage)},
-        Bad{&form().Text3, "a/b", FillText(Told(WebText::BadFileName), {"a/b"})},
-        Bad{&form().Text2, "relative", FillText(Told(WebText::BadFolder), {"relative"})},
-        Bad{&form().Text2, "/nowhere", FillText(Told(WebText::BadFolder), {"/nowhere"})}}) {
+       {Bad{&form().Text6, "123", Said(WebText::BadChecksum)}, Bad{&form().Text9, "-5", Said(WebText::BadSpeedLimit)},
+        Bad{&form().Text9, "1.5", Said(WebText::BadSpeedLimit)},
+        Bad{&form().Text9, "99999999999999999999", Said(WebText::BadSpeedLimit)},
+        Bad{&form().Text9, "10000001", Said(WebText::BadSpeedLimit)},
+        Bad{&form().Text7, "page", Said(WebText::BadPage)}, Bad{&form().Text8, "a\rb=c", Said(WebText::BadPage)},
+        Bad{&form().Text8, "abc", Said(WebText::BadPage)},
+        Bad{&form().Text3, "a/b", FillText(Said(WebText::BadFileName), {"a/b"})},
+        Bad{&form().Text2, "relative", FillText(Said(WebText::BadFolder), {"relative"})},
+        Bad{&form().Text2, "/nowhere", FillText(Said(WebText::BadFolder), {"/nowhere"})}}) {
     SCOPED_TRACE(bad.text);
     Type(*bad.box, bad.text);
-    ExpectFault(bad.told);
+    ExpectFault(bad.fault);
     EXPECT_EQ(bad.box->Text(), bad.text);
     Type(*bad.box, "");
   }
   Do([&] { form().Check2.SetByUser(true); });
   for (const char* moment : {"tomorrow", "", "2020-01-01 10:00"}) {
     Type(form().Text10, moment);
-    ExpectFault(Told(WebText::BadBeginAt));
+    ExpectFault(Said(WebText::BadBeginAt));
   }
 }
 
 TEST_F(AddMore, ClassicEngineTakesThePlaceAndRefusesTheRest) {
   Unfold("http://h.example/a.zip");
   Type(form().Text6, std::string(32, 'a'));
-  ExpectFault(Told(WebText::OnlyWebEngine));
+  ExpectFault(Said(WebText::OnlyWebEngine));
   Type(form().Text6, "");
   sim.disk().Put("/home/u/there.zip", SimContent("x"));
   Type(form().Text2, "/home/u");
   Type(form().Text3, "there.zip");  // it would be written over
-  ExpectFault(FillText(Told(WebText::BadFileName), {"there.zip"}));
+  ExpectFault(FillText(Said(WebText::BadFileName), {"there.zip"}));
   Type(form().Text3, "new.zip");
   Type(form().Text4, "joe");
-  ExpectFault(Told(WebText::OnlyWebEngine));
+  ExpectFault(Said(WebText::OnlyWebEngine));
   Type(form().Text4, "");
   Type(form().Text9, "100");
   Press(form().Command2);
@@ -184,7 +185,7 @@ TEST_F(AddMore, ClassicEngineTakesALoginForFtp) {
 TEST_F(AddMore, SaysThatTheClassicEngineWillWriteOverAFile) {
   sim.disk().Put(program().settings.DownloadFolder + "a.zip", SimContent("x"));
   Unfold("http://h.example/a.zip");
-  EXPECT_EQ(form().Label9.Caption(), FillText(Told(WebText::WillBeOverwritten), {"a.zip"}));
+  EXPECT_EQ(form().Label9.Caption(), FillText(Said(WebText::WillBeOverwritten), {"a.zip"}));
   Type(form().Text2, "/home/u");
   EXPECT_EQ(form().Label9.Caption(), "");
 }
@@ -207,7 +208,34 @@ TEST_F(AddMore, SaysThatTheAddressIsListed) {
   Unfold("https://joe:pw@h.example/other.zip");
   EXPECT_EQ(form().Label9.Caption(), "");
   Type(form().Text1, "https://h.example/listed.zip");
-  EXPECT_EQ(form().Label9.Caption(), Told(WebText::ListedTwice));
+  EXPECT_EQ(form().Label9.Caption(), Said(WebText::ListedTwice));
+}
+
+TEST_F(AddMore, ShowsTheRoomOfTheFolder) {
+  sim.platform().downloadFiles = &sim.downloadFiles();
+  for (const char* const folder : {"/media", "/media/stick"}) sim.platform().files.CreateFolder(folder);
+  sim.downloadFiles().PutOnAnotherDisk("/media");
+  sim.downloadFiles().SetRoom(5'000'000'000);
+  sim.downloadFiles().SetRoomOfOtherDisk(1'000'000);
+  const auto free = [this](std::int64_t bytes) {
+    return FillText(Said(WebText::RoomFree), {FormatSize(bytes, program().LangStrings, ".")});
+  };
+  EXPECT_EQ(form().Label10.Caption(), "");
+  Unfold();
+  sim.RunFor(100);
+  EXPECT_EQ(form().Label10.Caption(), free(5'000'000'000));
+  Type(form().Text2, "/media/stick/not yet");
+  sim.RunFor(100);
+  EXPECT_EQ(form().Label10.Caption(), free(1'000'000));
+  Type(form().Text2, "relative");
+  sim.RunFor(100);
+  EXPECT_EQ(form().Label10.Caption(), "");
+  Type(form().Text2, "");
+  Type(form().Text2, "/media/stick");  // while the other is being measured
+  sim.RunFor(100);
+  EXPECT_EQ(form().Label10.Caption(), free(1'000'000));
+  Do([&] { form().Check1.SetByUser(false); });
+  EXPECT_EQ(form().Label10.Caption(), "");
 }
 
 TEST_F(AddMore, BrowsesForAFolder) {

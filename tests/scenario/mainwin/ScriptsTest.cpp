@@ -313,6 +313,20 @@ TEST_F(Headless, NeitherWatchTheClipboardNorAskForAPath) {
   EXPECT_EQ((sim.settings().values[{"Pellora", "SaveAs"}]), "True");
 }
 
+// It, and no other, once in the first three seconds without windows.
+template <class Run>
+void ExpectTheFirstToStart(Run& run) {
+  int started = 0;
+  run.app.program().newTransferWindow = [&](std::int16_t index) {
+    EXPECT_EQ(index, 1);
+    ++started;
+    return std::make_shared<FakeTransfer>(run.app.program());
+  };
+  run.app.SetHeadless();
+  run.Start(3000);
+  EXPECT_EQ(started, 1);
+}
+
 TEST_F(Headless, GoOnAtTheNextStartWithWhatRan) {
   StartHeadless();
   AddFromScript("http://h/running.zip");
@@ -320,15 +334,7 @@ TEST_F(Headless, GoOnAtTheNextStartWithWhatRan) {
   Rec(1).Active = true;
   Do([&] { app->SaveAndQuit(); });
   OtherRun next(SimOptions{.disk = sim.disk().TakeState()});
-  int started = 0;
-  next.app.program().newTransferWindow = [&](std::int16_t index) {
-    EXPECT_EQ(index, 1);
-    ++started;
-    return std::make_shared<FakeTransfer>(next.app.program());
-  };
-  next.app.SetHeadless();
-  next.Start(3000);
-  EXPECT_EQ(started, 1);
+  ExpectTheFirstToStart(next);
   EXPECT_EQ(next.app.List().at(1).state, "paused");
 }
 
@@ -338,15 +344,7 @@ TEST_F(Headless, GoOnWithWhatRanWhenItWasKilled) {
   Record("http://h/b.zip", [](auto& r) { r.Paused = true; });
   sim.RunFor(5100);
   OtherRun next(SimOptions{.disk = sim.disk().TakeState()});
-  int started = 0;
-  next.app.program().newTransferWindow = [&](std::int16_t index) {
-    EXPECT_EQ(index, 1);
-    ++started;
-    return std::make_shared<FakeTransfer>(next.app.program());
-  };
-  next.app.SetHeadless();
-  next.Start(3000);
-  EXPECT_EQ(started, 1);
+  ExpectTheFirstToStart(next);
 }
 
 TEST_F(Scripts, GetAnswersOnceTheStartCompletes) {

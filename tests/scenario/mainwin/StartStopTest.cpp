@@ -313,5 +313,79 @@ TEST_F(StartStop, ListsEveryRecordInUseWithItsState) {
   EXPECT_EQ(list[1].savedPath, "");
 }
 
+TEST_F(StartStop, SaysOnceThatTheListCannotBeSaved) {
+  Start();
+  sim.disk().FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Write && path == "/prog/Pellora.dat"; }, 1,
+      true);
+  sim.RunFor(5100);
+  EXPECT_TRUE(Box().starts_with(Text(973))) << Box();
+  EXPECT_NE(Box().find("/prog/Pellora.dat"), std::string::npos);
+  Answer(kAnswerOk);
+  sim.RunFor(20000);
+  EXPECT_EQ(Box(), "");
+  sim.disk().NoFaults();
+  sim.RunFor(5100);
+  EXPECT_FALSE(program().listUnsaved);
+}
+
+TEST_F(StartStop, SaysAtOnceThatTheListCannotBeWritten) {
+  sim.disk().FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Open && path == "/prog/Pellora.dat"; }, 1,
+      true);
+  Start();
+  EXPECT_TRUE(Box().starts_with(Text(973))) << Box();
+}
+
+TEST_F(StartStop, SaysNothingOfTheLastSaveOfAnEndingProgram) {
+  Start();
+  sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::Write; }, 1, true);
+  Do([&] { app->SaveAndQuit(); });
+  EXPECT_EQ(Box(), "");
+  EXPECT_EQ(sim.machine().endCode, 0);
+}
+
+TEST_F(StartStop, LeavesAListBesideTheProgramAloneThatCannotBeCopied) {
+  Start();
+  Record("http://h/a.zip");
+  Do([&] { app->SaveAndQuit(); });
+  OtherRun next(SimOptions{.disk = sim.disk().TakeState()});
+  next.sim.disk().MakeFolder("/data");
+  next.sim.machine().dataFolder = "/data";
+  next.sim.disk().FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Write && path == "/data/Pellora.dat"; });
+  next.Start(6000);
+  EXPECT_FALSE(next.app.program().listLoaded);
+  EXPECT_FALSE(next.sim.disk().Has("/data/Pellora.dat"));
+  ASSERT_GT(next.sim.dialogs().OpenCount(), 0U);
+  EXPECT_NE(next.sim.dialogs().Next().text.find("cannot be read"), std::string::npos);
+}
+
+TEST_F(StartStop, ReadsTheLanguageOfAnInstalledProgramFromItsFolder) {
+  sim.disk().MakeFolder("/usr/share/pellora/languages");
+  sim.disk().Put("/usr/share/pellora/languages/english.txt", SimContent(std::string("110=From there\n")));
+  sim.machine().languageFolder = "/usr/share/pellora/languages";
+  Start();
+  EXPECT_EQ(window().mAddurl.Caption(), "From there");
+}
+
+TEST_F(StartStop, OpensAnAddressOnceItHasStarted) {
+  Do([&] {
+    app->Start();
+    app->Open({"http://h/a.zip", "nonsense"});
+  });
+  sim.RunFor(1);
+  EXPECT_EQ(program().DownloadCount, 1);
+  EXPECT_EQ(Rec(1).URL, "http://h/a.zip");
+  EXPECT_EQ(Box(), Text(400));
+}
+
+TEST_F(StartStop, AsksForAnAddressOnDemandOfTheDesktop) {
+  Start();
+  EXPECT_FALSE(window().form1->Visible());
+  Do([&] { app->AskForUrl(); });
+  EXPECT_TRUE(window().form1->Visible());
+}
+
 }  // namespace
 }  // namespace pellora

@@ -373,5 +373,14 @@ TEST_F(VersionCheck, MissingPackageIsNotHandedOver) {
   EXPECT_FALSE(sim.Ended());
 }
 
+TEST_F(VersionCheck, OfAPackagedProgramSaysThatThePackageManagerUpdatesIt) {
+  sim.machine().packaged = true;
+  Check();
+  EXPECT_EQ(Box(), Text(974));
+  Press(kAnswerOk);
+  EXPECT_TRUE(sim.network().Log().empty());
+  EXPECT_EQ(Caption(), Text(270));
+}
+
 }  // namespace
 }  // namespace pellora

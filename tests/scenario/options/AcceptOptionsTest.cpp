@@ -183,9 +183,9 @@ TEST_F(AcceptOptions, RoundsTheLeadingNumberOfThePort) {
 
 TEST_F(AcceptOptions, StoresEverySwitchAndText) {
   Open();
-  for (CheckBox* box :
-       {&Dialog().Check1, &Dialog().Check2, &Dialog().Check3, &Dialog().Check4, &Dialog().Check5, &Dialog().Check6,
-        &Dialog().Check7, &Dialog().Check8, &Dialog().Check9, &Dialog().Check10, &Dialog().Check14}) {
+  for (CheckBox* box : {&Dialog().Check1, &Dialog().Check2, &Dialog().Check3, &Dialog().Check4, &Dialog().Check5,
+                        &Dialog().Check6, &Dialog().Check7, &Dialog().Check8, &Dialog().Check9, &Dialog().Check10,
+                        &Dialog().Check14, &Dialog().Check15}) {
     Tick(*box, !box->Value());
   }
   Do([&] { Dialog().Option2.SetByUser(true); });
@@ -196,7 +196,7 @@ TEST_F(AcceptOptions, StoresEverySwitchAndText) {
   EXPECT_FALSE(s.CheckClipboard || s.BrowserIngeration || s.SafeDisk);
   EXPECT_TRUE(s.SaveAs && s.AutoPreviewZIP && s.AutoCloseInternet && s.Schedule && s.ProxyHTTP && s.ProxyFTP);
   EXPECT_TRUE(s.AutoStart);
-  EXPECT_FALSE(s.StayAwake);
+  EXPECT_FALSE(s.StayAwake || s.ShowNotices);
   EXPECT_EQ(s.ScheduleOption, 1);
   EXPECT_EQ(s.ProxyServer, "proxy.example");
   EXPECT_EQ(s.IgnoreString, "HTM, ,x");

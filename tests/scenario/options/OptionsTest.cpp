@@ -87,6 +87,7 @@ TEST_F(Options, HaveTheirControlsWithNumbersAndCaptions) {
       {"Label14", "870", "o'clock"},
       {"Check12", "903", "Look for checksums beside the file (SHA256SUMS)"},
       {"Check14", "955", "Keep the computer awake while data arrives"},
+      {"Check15", "851", "Show a notice when downloads finish or stop"},
       {"OK", "635", "OK"},
       {"Command1", "636", "Cancel"},
   };
@@ -268,6 +269,14 @@ TEST_F(Options, ListTheNameEachLanguageFileGivesItself) {
     EXPECT_EQ(Dialog().LanguageFiles[i], files[i]);
     EXPECT_EQ(Dialog().LanguageNames[i], Dialog().Combo1.Items()[i]);
   }
+}
+
+TEST_F(Options, ListTheLanguagesOfAnInstalledProgramFromItsFolder) {
+  sim.disk().MakeFolder("/usr/share/pellora/languages");
+  sim.disk().Put("/usr/share/pellora/languages/danish.txt", SimContent("LANG=Dansk\n"));
+  sim.machine().languageFolder = "/usr/share/pellora/languages";
+  Open();
+  EXPECT_EQ(Dialog().Combo1.Items(), (Lines{"Dansk"}));
 }
 
 TEST_F(Options, ListNoLanguageFileAboveOneMebibyteOrUnreadable) {

@@ -254,7 +254,10 @@ TEST_F(JoinParts, IsListedAsPausedAfterAQuitAndDoneAgain) {
     rig.Start("http://o.example/a.bin");
     ASSERT_TRUE(rig.sim.RunUntil([&] { return rig.sim.disk().Size("/home/u/dl/a.bin") > 0; }, 60'000));
     ASSERT_FALSE(rig.Record().Finished);
-    rig.sim.Do([&] { SaveAndQuit(rig.program, {}); });
+    rig.sim.Do([&] {
+      PauseAndSave(rig.program, {});
+      End(rig.program);
+    });
     ASSERT_TRUE(rig.sim.Ended());
     left = rig.sim.disk().TakeState();
   }

@@ -12,7 +12,7 @@ namespace pellora {
 
 namespace {
 
-constexpr std::size_t kMostTold = 5;
+constexpr std::size_t kMostReported = 5;
 
 // Of the state numbers there are, for counting.
 std::size_t EntryOf(std::int16_t state) {
@@ -22,7 +22,7 @@ std::size_t EntryOf(std::int16_t state) {
 }  // namespace
 
 void Invariants::Note(std::string what) {
-  if (wrong_.size() < kMostTold) {
+  if (wrong_.size() < kMostReported) {
     if (sim_) what += " (at " + std::to_string(sim_->loop().Time() / SimLoop::kMillisecond) + " ms)";
     wrong_.push_back(std::move(what));
   }

@@ -122,7 +122,10 @@ TEST_F(ZipViewerLifecycle, PauseAndResumeAtAnyWaitReplaceTheViewer) {
 
 TEST_F(ZipViewerLifecycle, QuittingAtAnyWaitSavesAPausedRecord) {
   AtEveryWait([](ZipRig& rig, SimHttpServer&) {
-    rig.sim.Do([&] { SaveAndQuit(rig.program, {}); });
+    rig.sim.Do([&] {
+      PauseAndSave(rig.program, {});
+      End(rig.program);
+    });
     EXPECT_EQ(rig.sim.machine().endCode, 0);
     EXPECT_TRUE(rig.Record().Paused);
     const std::size_t connections = rig.sim.network().Log().size();

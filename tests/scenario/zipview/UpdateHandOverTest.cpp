@@ -11,7 +11,10 @@ class UpdateHandOver : public ZipFixture {
  protected:
   UpdateHandOver() {
     program.settings.AutoPreviewZIP = false;
-    program.saveAndQuit = [this] { SaveAndQuit(program, {}); };
+    program.saveAndQuit = [this] {
+      PauseAndSave(program, {});
+      End(program);
+    };
     program.handOverUpdate = [this](std::int16_t index) {
       program.platform.tasks.Spawn(HandOverUpdate(&program, &unzip, index));
     };
@@ -158,6 +161,17 @@ TEST(AppViewers, AreNotCreatedByLoadingALanguage) {
   }
   EXPECT_TRUE(app.program().newZipViewer);
   sim.DropProgram();
+}
+
+TEST_F(UpdateHandOver, UnpacksIntoTheDataFolderAndStartsTheUpdaterBesideTheProgram) {
+  sim.disk().MakeFolder("/data");
+  sim.machine().dataFolder = "/data";
+  StartPackage();
+  EXPECT_TRUE(RunUntilEnded()) << sim.Replay();
+  ASSERT_EQ(unzip.unpacked.size(), 1U);
+  EXPECT_EQ(unzip.unpacked[0].second, "/data/temp");
+  ASSERT_EQ(sim.shell().started.size(), 1U);
+  EXPECT_EQ(sim.shell().started[0].first, "/prog/updater");
 }
 
 }  // namespace

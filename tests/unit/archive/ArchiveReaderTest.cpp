@@ -135,6 +135,22 @@ TEST(ArchiveReader, AnEmptyArchiveHasNoEntries) {
   EXPECT_TRUE(reading.names.empty());
 }
 
+TEST(ArchiveReader, AnEmptyArchiveWithADirectoryBeyondTheFileIsNone) {
+  std::string file = TestArchive().Bytes();
+  file.replace(12, 4, Little(0x10000000, 4));
+  const Reading reading = ReadAll(file);
+  EXPECT_EQ(reading.fault, ArchiveFault::NoArchive);
+  EXPECT_EQ(reading.requests, 1);
+}
+
+TEST(ArchiveReader, AnEmptyArchiveAfterSomethingElseIsReadWithOneRequest) {
+  TestArchive archive;
+  archive.before = std::string(200'000, 'x');
+  const Reading reading = ReadAll(archive.Bytes());
+  EXPECT_EQ(reading.fault, ArchiveFault::None);
+  EXPECT_EQ(reading.requests, 1);
+}
+
 TEST(ArchiveReader, WhatIsNoArchiveIsSaidToBeNone) {
   for (const std::string& file :
        {std::string(), std::string(1, 'P'), std::string(300000, 'x'), std::string("PK\5\6")}) {

@@ -359,5 +359,107 @@ TEST_F(ListFileTest, ReadsAListThatCannotBeWritten) {
   EXPECT_EQ(program.DownloadCount, 1);
 }
 
+class UnsavedList : public ListFileTest {
+ protected:
+  UnsavedList() {
+    program.listNotSaved = [this](const std::string& reason) { reasons.push_back(reason); };
+  }
+
+  std::vector<std::string> reasons;
+};
+
+TEST_F(UnsavedList, IsReportedOnceUntilASaveSucceeds) {
+  Load();
+  FailEvery(DiskCall::Write, kPath);
+  EXPECT_THROW(SaveList(program), Failure);
+  EXPECT_THROW(SaveList(program), Failure);
+  ASSERT_EQ(reasons.size(), 1U);
+  EXPECT_NE(reasons[0].find(kPath), std::string::npos);
+  disk.NoFaults();
+  SaveList(program);
+  EXPECT_EQ(reasons.size(), 1U);
+  FailEvery(DiskCall::Reserve, kPath);
+  EXPECT_THROW(SaveList(program), Failure);
+  EXPECT_EQ(reasons.size(), 2U);
+}
+
+TEST_F(UnsavedList, IsReportedAtTheStartIfTheFileCannotBeWritten) {
+  Put(test::EncodedList({DownloadRecord{}, test::FullRecord()}));
+  FailEvery(DiskCall::Open, kPath);
+  Load();
+  EXPECT_EQ(program.DownloadCount, 1);
+  EXPECT_EQ(reasons.size(), 1U);
+  EXPECT_THROW(SaveList(program), Failure);
+  EXPECT_EQ(reasons.size(), 1U);
+}
+
+TEST_F(UnsavedList, IsNotReportedTwiceIfItCannotEvenBeRead) {
+  Put(test::EncodedList({DownloadRecord{}, test::FullRecord()}));
+  const auto opens = [](DiskCall call, const std::string&) {
+    return call == DiskCall::Open || call == DiskCall::OpenForReading;
+  };
+  disk.FailWhere(opens, 1, true);
+  EXPECT_THROW(Load(), Failure);
+  EXPECT_TRUE(reasons.empty());
+}
+
+TEST_F(UnsavedList, IsReportedAtTheStartIfItCannotBeCreated) {
+  FailEvery(DiskCall::Open, kPath);
+  Load();
+  EXPECT_EQ(reasons.size(), 1U);
+}
+
+class ListElsewhere : public ListFileTest {
+ protected:
+  ListElsewhere() {
+    disk.MakeFolder("/data");
+    sim.machine().dataFolder = "/data";
+  }
+
+  static std::string List() { return test::EncodedList({DownloadRecord{}, test::FullRecord()}); }
+};
+
+TEST_F(ListElsewhere, IsSavedInTheDataFolder) {
+  Load();
+  SaveList(program);
+  EXPECT_EQ(disk.Get("/data/Pellora.dat").size(), 98U);
+  EXPECT_FALSE(disk.Has(kPath));
+  EXPECT_EQ(JournalPath(program), "/data/Pellora.fetch");
+}
+
+TEST_F(ListElsewhere, BeginsAsACopyOfTheListAndJournalBesideTheProgram) {
+  Put(List());
+  disk.Put("/prog/Pellora.fetch", "journal");
+  AdoptList(program);
+  Load();
+  EXPECT_EQ(program.DownloadCount, 1);
+  EXPECT_EQ(disk.Get("/data/Pellora.dat"), List());
+  EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "journal");
+  EXPECT_EQ(Content(), List());
+  EXPECT_FALSE(disk.IsOpenToOthers("/data/Pellora.dat"));
+}
+
+TEST_F(ListElsewhere, IsNotReplacedByTheOneBesideTheProgram) {
+  Put(List());
+  disk.Put("/data/Pellora.dat", test::EncodedList({DownloadRecord{}}));
+  disk.Put("/data/Pellora.fetch", "newer");
+  AdoptList(program);
+  EXPECT_EQ(disk.Get("/data/Pellora.dat").size(), 98U);
+  EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "newer");
+}
+
+TEST_F(ListElsewhere, IsLeftMissingByAnUnfinishedCopySoThatTheNextStartRepeatsIt) {
+  Put(List());
+  disk.Put("/prog/Pellora.fetch", "journal");
+  for (const char* path : {"/data/Pellora.dat", "/data/Pellora.fetch"}) {
+    FailEvery(DiskCall::Write, path);
+    EXPECT_THROW(AdoptList(program), Failure) << path;
+    EXPECT_FALSE(disk.Has("/data/Pellora.dat")) << path;
+    disk.NoFaults();
+  }
+  AdoptList(program);
+  EXPECT_EQ(disk.Get("/data/Pellora.dat"), List());
+}
+
 }  // namespace
 }  // namespace pellora

@@ -179,6 +179,14 @@ TEST(Metalink, AFileIsAddedWithItsFirstMirrorAsAddress) {
   EXPECT_TRUE(AddOf(file, true).add.hashesAreSafe);
 }
 
+TEST(Metalink, LocalFilesAreKnownByTheirBeginning) {
+  EXPECT_TRUE(LooksLikeMetalink("<?xml version=\"1.0\"?>\n<!-- a -->\n<metalink xmlns=\"x\">"));
+  EXPECT_TRUE(LooksLikeMetalink("\xEF\xBB\xBF  <metalink>"));
+  EXPECT_FALSE(LooksLikeMetalink("<?xml version=\"1.0\"?><html>" + std::string(5000, ' ') + "<metalink>"));
+  EXPECT_FALSE(LooksLikeMetalink("https://o.example/<metalink>"));
+  EXPECT_FALSE(LooksLikeMetalink(""));
+}
+
 TEST(Metalink, AddressesThatNameOneEndInItsExtension) {
   EXPECT_TRUE(NamesMetalink("https://o.example/a/b.META4?x=1"));
   EXPECT_TRUE(NamesMetalink("ftp://o.example/b%2Emeta4"));

@@ -32,6 +32,31 @@ TEST(LinkHeader, DuplicatesAreMirrorsByPriority) {
   EXPECT_EQ(mirrors[2], (Mirror{"ftp://c.example/a.bin", kLastPriority, "", ""}));
 }
 
+std::string DescriptionOf(const std::string& link, const std::string& base = "https://o.example/dir/a.bin") {
+  FetchAnswer answer;
+  answer.headers.push_back({"Link", link});
+  const std::optional<WebAddress> address = DescriptionIn(answer, *ParseWebAddress(base));
+  return address ? WireUrl(*address) : std::string();
+}
+
+TEST(LinkHeader, DescriptionIsAMetalinkOfTheFile) {
+  const std::string type = "; type=\"application/metalink4+xml\"";
+  EXPECT_EQ(DescriptionOf("<a.meta4>; rel=describedby" + type), "https://o.example/dir/a.meta4");
+  EXPECT_EQ(DescriptionOf("<https://m.example/x>; rel=\"next describedby\"; TYPE=Application/Metalink4+XML"),
+            "https://m.example/x");
+  EXPECT_EQ(
+      DescriptionOf("<a.torrent>; rel=describedby; type=application/x-bittorrent, <a.meta4>; rel=describedby" + type),
+      "https://o.example/dir/a.meta4");
+  for (const std::string& none :
+       {std::string("<a.meta4>; rel=describedby"), "<a.meta4>; rel=duplicate" + type,
+        "<a.meta4>; rel=describedby; anchor=\"#x\"" + type, "<http://m.example/x>; rel=describedby" + type,
+        "<ftp://m.example/x>; rel=describedby" + type, "<>; rel=describedby" + type}) {
+    EXPECT_EQ(DescriptionOf(none), "") << none;
+  }
+  EXPECT_EQ(DescriptionOf("<http://m.example/x>; rel=describedby" + type, "http://o.example/a.bin"),
+            "http://m.example/x");
+}
+
 TEST(LinkHeader, RelativeOnesAreResolved) {
   EXPECT_EQ(Urls("</m/a.bin>; rel=duplicate"), Strings{"https://o.example/m/a.bin"});
   EXPECT_EQ(Urls("<//m.example/x>; rel=duplicate"), Strings{"https://m.example/x"});

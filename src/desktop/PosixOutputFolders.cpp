@@ -1,0 +1,269 @@
+#include "desktop/PosixOutputFolders.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "desktop/Descriptor.h"
+#include "desktop/FileFailure.h"
+#include "desktop/PosixFile.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr mode_t kAllRights = 0777;
+constexpr mode_t kUserRights = 0700;
+constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+void CheckName(const std::string& path, const std::string& name) {
+  const bool good = !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
+                    name.find('\0') == std::string::npos;
+  if (!good) throw FileFailure(path + "/" + name, EINVAL);
+}
+
+std::string Joined(std::string path, const OutputPath& parts) {
+  for (const std::string& part : parts) path += "/" + part;
+  return path;
+}
+
+std::string DescriptorPath(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
+
+// Disks that cannot do it keep names safe in their own way.
+void FlushFolder(int folder, const std::string& path) {
+  if (fsync(folder) != 0 && errno == EIO) throw FileFailure(path, errno);
+}
+
+// Disks without times or with a smaller range refuse: the file is as good without.
+void SetModified(int descriptor, const std::optional<std::int64_t>& modified) {
+  if (!modified) return;
+  const std::array<timespec, 2> times{{{0, UTIME_OMIT}, {static_cast<time_t>(*modified), 0}}};
+  futimens(descriptor, times.data());
+}
+
+mode_t RightsFor(const OutputTraits& traits, mode_t unknown, mode_t always) {
+  const mode_t wanted = traits.mode == 0 ? unknown : traits.mode & kAllRights;
+  return (wanted & ~ProcessUmask()) | always;
+}
+
+std::string DraftName() {
+  constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz234567";
+  std::array<unsigned char, 12> random{};
+  if (getrandom(random.data(), random.size(), 0) < 0) throw FileFailure("random numbers", errno);
+  std::string name = ".pellora-";
+  for (const unsigned char byte : random) name += kLetters[byte % kLetters.size()];
+  return name;
+}
+
+FileIdentity IdentityOf(const struct stat& status) { return {status.st_dev, status.st_ino}; }
+
+class PosixOutputFile final : public OutputFile {
+ public:
+  // With a `draft` name, or none.
+  PosixOutputFile(Descriptor folder, std::string path, int descriptor, std::string draft, OutputAbilities abilities)
+      : folder_(std::move(folder)),
+        path_(std::move(path)),
+        descriptor_(descriptor),
+        file_(path_, descriptor),
+        draft_(std::move(draft)),
+        abilities_(abilities) {}
+  ~PosixOutputFile() override {
+    if (!draft_.empty()) DeleteDraft();
+  }
+  PosixOutputFile(const PosixOutputFile&) = delete;
+  PosixOutputFile& operator=(const PosixOutputFile&) = delete;
+
+  void Write(std::string_view bytes) override {
+    file_.WriteAt(length_, bytes);
+    length_ += bytes.size();
+  }
+
+  bool Publish(const std::string& name, const OutputTraits& traits,
+               const std::optional<FileIdentity>& replaced) override {
+    CheckName(path_, name);
+    // Others may have exchanged even that: their file is not this one.
+    if (!draft_.empty() && !IsOwnDraft()) throw FileFailure(path_ + "/" + draft_, ESTALE);
+    file_.SetRights(RightsFor(traits, 0666, kPrivateMode));
+    SetModified(descriptor_, traits.modified);
+    file_.Flush();
+    if (!(replaced ? Replace(name, *replaced) : GiveFreeName(name))) {
+      file_.SetRights(kPrivateMode);
+      return false;
+    }
+    draft_.clear();
+    FlushFolder(folder_.Number(), path_);
+    return true;
+  }
+
+ private:
+  bool GiveFreeName(const std::string& name) {
+    if (draft_.empty()) return Link(name);
+    return RenameExclusively(abilities_.rename, folder_.Number(), draft_, name, path_ + "/" + name);
+  }
+  // False if something has the name.
+  bool Link(const std::string& name) {
+    const std::string from = DescriptorPath(descriptor_);
+    if (linkat(AT_FDCWD, from.c_str(), folder_.Number(), name.c_str(), AT_SYMLINK_FOLLOW) == 0) return true;
+    if (errno == EEXIST) return false;
+    throw FileFailure(path_ + "/" + name, errno);
+  }
+  bool Replace(const std::string& name, const FileIdentity& replaced) {
+    if (!IsThere(name, replaced)) return false;
+    while (draft_.empty()) {
+      const std::string draft = DraftName();
+      if (Link(draft)) draft_ = draft;
+    }
+    return abilities_.exchange ? Exchange(name, replaced) : RenameOver(name);
+  }
+  // Only then it is known what was replaced.
+  bool Exchange(const std::string& name, const FileIdentity& replaced) {
+    const auto exchange = [&] {
+      return renameat2(folder_.Number(), draft_.c_str(), folder_.Number(), name.c_str(), RENAME_EXCHANGE) == 0;
+    };
+    if (!exchange()) {
+      if (errno == ENOENT) return false;
+      if (MeansCannot(errno)) return RenameOver(name);
+      throw FileFailure(path_ + "/" + name, errno);
+    }
+    if (!IsThere(draft_, replaced)) {
+      if (!exchange()) throw FileFailure(path_ + "/" + name, errno);
+      return false;
+    }
+    unlinkat(folder_.Number(), draft_.c_str(), 0);
+    return true;
+  }
+  bool RenameOver(const std::string& name) {
+    if (renameat(folder_.Number(), draft_.c_str(), folder_.Number(), name.c_str()) == 0) return true;
+    throw FileFailure(path_ + "/" + name, errno);
+  }
+  // A regular file with this identity has the name.
+  bool IsThere(const std::string& name, const FileIdentity& identity) const {
+    struct stat status {};
+    return fstatat(folder_.Number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode) &&
+           IdentityOf(status) == identity;
+  }
+  bool IsOwnDraft() const { return IsThere(draft_, IdentityOf(file_.Status())); }
+  void DeleteDraft() {
+    if (IsOwnDraft()) unlinkat(folder_.Number(), draft_.c_str(), 0);
+  }
+
+  const Descriptor folder_;
+  const std::string path_;  // of the folder
+  const int descriptor_;    // file_ closes it
+  PosixFile file_;
+  std::string draft_;
+  const OutputAbilities abilities_;
+  std::uint64_t length_ = 0;
+};
+
+class PosixOutputFolder final : public OutputFolder {
+ public:
+  PosixOutputFolder(Descriptor root, std::string path, OutputAbilities abilities)
+      : root_(std::move(root)), path_(std::move(path)), abilities_(abilities) {}
+
+  std::unique_ptr<OutputFile> Create(const OutputPath& path) override {
+    Descriptor folder = OpenFolder(Above(path), true);
+    const std::string name = Joined(path_, Above(path));
+    if (abilities_.unnamed) {
+      Descriptor file(openat(folder.Number(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, kPrivateMode));
+      // Without /proc it could be given no name.
+      if (file && access(DescriptorPath(file.Number()).c_str(), F_OK) == 0) {
+        return std::make_unique<PosixOutputFile>(std::move(folder), name, file.Release(), "", abilities_);
+      }
+    }
+    return CreateDraft(std::move(folder), name);
+  }
+  void MakeFolder(const OutputPath& path) override { OpenFolder(path, true); }
+  void SetTraits(const OutputPath& path, const OutputTraits& traits) override {
+    const Descriptor folder = OpenFolder(path, false);
+    if (traits.mode != 0 && fchmod(folder.Number(), RightsFor(traits, 0, kUserRights)) != 0 && !MeansCannot(errno)) {
+      throw FileFailure(Joined(path_, path), errno);
+    }
+    SetModified(folder.Number(), traits.modified);
+  }
+  OutputFound LookAt(const OutputPath& path) override {
+    const Descriptor folder = OpenFolder(Above(path), false, true);
+    if (!folder) return {};
+    struct stat status {};
+    if (fstatat(folder.Number(), path.back().c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      if (errno == ENOENT) return {};
+      throw FileFailure(Joined(path_, path), errno);
+    }
+    if (S_ISDIR(status.st_mode)) return {OutputName::Folder, {}, 0};
+    if (!S_ISREG(status.st_mode)) return {OutputName::Other, {}, 0};
+    return {OutputName::File, IdentityOf(status), static_cast<std::uint64_t>(status.st_size)};
+  }
+
+ private:
+  OutputPath Above(const OutputPath& path) const {
+    if (path.empty()) throw FileFailure(path_, EINVAL);
+    CheckName(path_, path.back());
+    return {path.begin(), path.end() - 1};
+  }
+  // Nothing if `mayBeMissing` and it is.
+  Descriptor OpenFolder(const OutputPath& path, bool make, bool mayBeMissing = false) const {
+    std::string name = path_;
+    Descriptor folder(openat(root_.Number(), ".", kOpenFolder));
+    if (!folder) throw FileFailure(name, errno);
+    for (const std::string& part : path) {
+      CheckName(name, part);
+      name += "/" + part;
+      if (make) MakePart(folder.Number(), part, name);
+      Descriptor next(openat(folder.Number(), part.c_str(), kOpenFolder));
+      if (!next && errno == ENOENT && mayBeMissing) return {};
+      if (!next) throw FileFailure(name, errno == ELOOP ? ENOTDIR : errno);
+      folder = std::move(next);
+    }
+    return folder;
+  }
+  static void MakePart(int folder, const std::string& part, const std::string& name) {
+    if (mkdirat(folder, part.c_str(), kAllRights) != 0) {
+      if (errno != EEXIST) throw FileFailure(name, errno);
+      return;
+    }
+    const mode_t umask = ProcessUmask();
+    if ((umask & kUserRights) != 0) GiveToUser(folder, part, (kAllRights & ~umask) | kUserRights);
+    FlushFolder(folder, name);
+  }
+  // The umask has taken even the user's rights.
+  static void GiveToUser(int folder, const std::string& part, mode_t rights) {
+    const Descriptor made(openat(folder, part.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (made) chmod(DescriptorPath(made.Number()).c_str(), rights);
+  }
+  std::unique_ptr<OutputFile> CreateDraft(Descriptor folder, const std::string& name) {
+    constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    while (true) {
+      std::string draft = DraftName();
+      const int file = openat(folder.Number(), draft.c_str(), kFlags, kPrivateMode);
+      if (file >= 0) {
+        return std::make_unique<PosixOutputFile>(std::move(folder), name, file, std::move(draft), abilities_);
+      }
+      if (errno != EEXIST && errno != EINTR) throw FileFailure(name, errno);
+    }
+  }
+
+  const Descriptor root_;
+  const std::string path_;
+  const OutputAbilities abilities_;
+};
+
+}  // namespace
+
+std::shared_ptr<OutputFolder> PosixOutputFolders::Open(const std::string& folder) {
+  CheckPath(folder);
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);  // opening reports what is wrong
+  Descriptor root(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!root) throw FileFailure(folder, error ? error.value() : errno);
+  return std::make_shared<PosixOutputFolder>(std::move(root), folder, abilities_);
+}
+
+}  // namespace pellora

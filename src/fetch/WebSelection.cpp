@@ -1,0 +1,499 @@
+// A download of chosen entries of an archive: only their bytes are fetched, into a part file with gaps, and each entry
+// is unpacked as soon as its bytes are there.
+//
+// Before an entry may get its name, the journal says that it may have it; that it has it is written later, with what is
+// claimed anyway. After a kill in between the file is found by its name, its length and its CRC-32. Packed bytes are
+// kept until all is unpacked.
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "archive/EntryUnpacking.h"
+#include "async/InBackground.h"
+#include "async/TaskLoop.h"
+#include "core/Crc32.h"
+#include "core/FileNames.h"
+#include "core/HarmlessName.h"
+#include "fetch/NewPart.h"
+#include "fetch/SelectionFiles.h"
+#include "fetch/WebEngine.h"
+#include "fetch/WebWords.h"
+#include "ports/Background.h"
+#include "ports/Files.h"
+#include "ports/OutputFolders.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr std::int64_t kRefreshEvery = 200;    // ms
+constexpr std::int64_t kJournalEvery = 2'000;  // ms
+constexpr std::size_t kBegunTogether = 64;     // entries, in one line of the journal
+constexpr std::size_t kInOneWork = 256;        // folders or files that are looked at
+
+// The file that an entry has become before a kill, by the names that it may have.
+class CopySearch {
+ public:
+  CopySearch(DownloadFiles& downloads, Files& files, std::string folder, const SelectedEntry& entry)
+      : downloads_(downloads),
+        files_(files),
+        size_(entry.packed.size),
+        crc_(entry.packed.crc),
+        folder_(std::move(folder)),
+        name_(entry.path.back()) {
+    for (std::size_t i = 0; i + 1 < entry.path.size(); ++i) folder_ = JoinFolder(folder_, entry.path[i]);
+  }
+
+  // For works. True once it is over; each step reads 4 MiB at most.
+  bool Step() { return file_ ? ReadOn() : Open(); }
+  bool Found() const { return found_; }
+
+ private:
+  bool Open() {
+    const std::string path = JoinFolder(folder_, NumberedName(name_, number_));
+    const std::optional<FileState> there = downloads_.StateOf(path);
+    if (!there || number_ > kMostNumbers) return true;
+    ++number_;
+    if (there->length != size_) return false;
+    file_ = files_.OpenForReading(path);
+    at_ = 0;
+    sum_ = 0;
+    return false;
+  }
+  bool ReadOn() {
+    std::string bytes(std::size_t{4} << 20, '\0');
+    bytes.resize(file_->ReadAt(at_, bytes));
+    sum_ = Crc32(bytes, sum_);
+    at_ += bytes.size();
+    if (!bytes.empty() && at_ < size_) return false;
+    file_.reset();
+    found_ = at_ == size_ && sum_ == crc_;
+    return found_;
+  }
+
+  DownloadFiles& downloads_;
+  Files& files_;
+  const std::uint64_t size_;
+  const std::uint32_t crc_;
+  std::string folder_;
+  std::string name_;
+  int number_ = 1;
+  std::unique_ptr<File> file_;
+  std::uint64_t at_ = 0;
+  std::uint32_t sum_ = 0;
+  bool found_ = false;
+};
+
+OutputTraits TraitsOf(const SelectedEntry& entry) { return {entry.mode, entry.modified}; }
+
+}  // namespace
+
+// The start of a run.
+Task<> WebEngine::OpenSelection(Run run, bool asWished) {
+  const auto hold = Hold();
+  const bool loaded = co_await LoadSelection(run);
+  if (!loaded) co_return;
+  const bool looked = co_await FindCopies(run);
+  if (!looked) co_return;
+  if (asWished) extraction_->BeginAgain();
+  extraction_->SetHeld(written_);
+  UseFactsOfSelection();
+  const Selection& chosen = extraction_->Chosen();
+  const std::string name = HarmlessName(chosen.archive);
+  if (entry_.path.empty()) entry_.path = JoinFolder(chosen.folder, name.empty() ? "archive.zip" : name);
+  if (extraction_->AllAreUnpacked()) {
+    Take(FetchEvent::AllBytesHeld);
+    EndRun();
+    program_.platform.tasks.Spawn(FinishSelection(run_));
+  } else if (part_ || creating_) {
+    Open();
+  } else if (entry_.partPath.empty()) {
+    OpenSelectionsPart();
+  } else {
+    program_.platform.tasks.Spawn(AdoptPart(run));
+  }
+}
+
+// False: the download rests, or the run is over.
+Task<bool> WebEngine::LoadSelection(Run run) {
+  const auto hold = Hold();
+  const Platform& platform = program_.platform;
+  if (platform.unpacker == nullptr || platform.outputs == nullptr) {
+    Rest(FetchEvent::GivenUp, Say(WebText::NoUnpacker, {"pellora-unpack"}));
+    co_return false;
+  }
+  struct Loaded {
+    std::shared_ptr<const Selection> selection;
+    std::shared_ptr<OutputFolder> folder;
+    bool isRead = false;
+  };
+  const auto loaded = std::make_shared<Loaded>();
+  const auto known = services_->selections.find(entry_.key);
+  if (known != services_->selections.end()) loaded->selection = known->second;
+  const std::string path = SelectionPath(services_->journal, entry_.selection);
+  std::string failed;
+  try {
+    Background::Work load = [loaded, path, downloads = platform.downloadFiles, files = &platform.files,
+                             outputs = platform.outputs] {
+      if (!loaded->selection) {
+        loaded->selection = std::make_shared<const Selection>(pellora::LoadSelection(*files, path));
+      } else if (!files->Exists(path)) {
+        WriteSelection(*downloads, path, *loaded->selection);
+      }
+      loaded->isRead = true;
+      loaded->folder = outputs->Open(loaded->selection->folder);
+    };
+    co_await InBackground(&program_.platform, std::move(load));
+  } catch (const Failure& failure) {
+    failed = failure.what();
+  }
+  if (!StillCurrent() || run != run_ || state_ != FetchState::Opening) co_return false;
+  if (!failed.empty()) {
+    const bool lost = !loaded->selection;
+    Rest(FetchEvent::DiskFailed, lost ? Say(WebText::SelectionLost) : Say(WebText::NotWritten, {failed}));
+    co_return false;
+  }
+  services_->selections[entry_.key] = loaded->selection;
+  outputs_ = loaded->folder;
+  if (!extraction_) extraction_ = std::make_unique<Extraction>(loaded->selection, entry_.unpacked);
+  co_return true;
+}
+
+// At the first start in this run of the program: entries that the journal does not know to have got their names. False:
+// the run is over.
+Task<bool> WebEngine::FindCopies(Run run) {
+  const auto hold = Hold();
+  if (outputFiles_) co_return true;
+  const Selection& chosen = extraction_->Chosen();
+  const auto count = static_cast<std::int64_t>(chosen.entries.size());
+  IntervalSet begun = entry_.begun;
+  begun.CutTo(count);
+  for (const Range& unpacked : entry_.unpacked.Ranges()) begun.Remove(unpacked);
+  for (const Range& range : begun.Ranges()) {
+    for (std::int64_t number = range.begin; number < range.end; ++number) {
+      const SelectedEntry& entry = chosen.entries[static_cast<std::size_t>(number)];
+      if (entry.isFolder || !entry.packed.aes.empty()) continue;  // no CRC-32 proves what AES has encrypted
+      const bool there = co_await HasCopy(entry);
+      if (!StillCurrent() || run != run_) co_return false;
+      if (!there) continue;
+      extraction_->IsUnpacked(static_cast<std::size_t>(number));
+      entry_.unpacked = extraction_->Unpacked();
+    }
+  }
+  outputFiles_ = std::make_shared<UnpackedFiles>();
+  if (chosen.existing == Existing::Number) co_return true;
+  // What has been made already is not replaced by another entry of the same name.
+  const auto paths = std::make_shared<std::vector<OutputPath>>();
+  for (std::size_t i = 0; i < chosen.entries.size(); ++i) {
+    if (entry_.unpacked.Holds(static_cast<std::int64_t>(i))) paths->push_back(chosen.entries[i].path);
+  }
+  for (std::size_t from = 0; from < paths->size(); from += kInOneWork) {
+    Background::Work look = [paths, from, folder = outputs_, made = outputFiles_] {
+      for (std::size_t i = from; i < std::min(from + kInOneWork, paths->size()); ++i) {
+        Skip([&] {
+          const OutputFound found = folder->LookAt((*paths)[i]);
+          if (found.what == OutputName::File) made->Add(found.identity);
+        });
+      }
+    };
+    co_await InBackground(&program_.platform, std::move(look));
+    if (!StillCurrent() || run != run_) co_return false;
+  }
+  co_return true;
+}
+
+// A file that cannot be read is none.
+Task<bool> WebEngine::HasCopy(SelectedEntry entry) {
+  const auto hold = Hold();
+  const auto search = std::make_shared<CopySearch>(*program_.platform.downloadFiles, program_.platform.files,
+                                                   extraction_->Chosen().folder, entry);
+  const auto over = std::make_shared<bool>(false);
+  try {
+    while (!*over) {
+      Background::Work step = [search, over] { *over = search->Step(); };
+      co_await InBackground(&program_.platform, std::move(step));
+    }
+  } catch (const Failure&) {
+    co_return false;
+  }
+  co_return search->Found();
+}
+
+void WebEngine::UseFactsOfSelection() {
+  facts_ = extraction_->Chosen().facts;
+  factsKnown_ = true;
+  if (!sources_.At(0).facts && NewAddress() == nullptr) sources_.At(0).facts = facts_;
+}
+
+// A new one, unless it is there.
+void WebEngine::OpenSelectionsPart() {
+  UseFactsOfSelection();
+  if (part_) return Open();
+  plan_.emplace(NewPlan());
+  program_.platform.tasks.Spawn(CreatePart());
+}
+
+void WebEngine::TakeRoomOfSelection(WantedPart& wanted) const {
+  wanted.keepsPath = true;  // nothing gets this name
+  wanted.filled = extraction_->Size();
+  wanted.besides = BytesUnpacked(extraction_->Chosen());
+}
+
+// What shows no version is taken: each entry has its CRC-32.
+ReplyReading WebEngine::ReadOfSelection(ReplyReading reading) {
+  const bool unproven = reading.verdict == ReplyVerdict::CompareSample && reading.reason == ReplyReason::Unproven;
+  if (unproven) reading.verdict = ReplyVerdict::Body;
+  return reading;
+}
+
+// Reading all of the archive is no way to get some of it.
+bool WebEngine::TakesNoParts(WebLane& lane, const ReplyReading& reading) {
+  AskedFor asked = lane.Asked();
+  switch (reading.verdict) {
+    case ReplyVerdict::CompareWhole:
+      if (!asked.conditional) break;
+      unconditional_ = true;  // another version shows itself in the answer
+      asked.conditional = false;
+      AskAgain(lane, asked);
+      return true;
+    case ReplyVerdict::OneLane:
+      if (OthersAreOpen(lane)) return false;
+      break;
+    case ReplyVerdict::AskWhole:
+    case ReplyVerdict::Held:
+      break;
+    case ReplyVerdict::CompareSample:
+      if (NewAddress() != nullptr) return false;
+      IsOther(lane, Say(WebText::Changed));
+      return true;
+    default:
+      return false;
+  }
+  Refused(lane, Say(WebText::NoParts));
+  return true;
+}
+
+void WebEngine::WriteFiguresOfSelection(WebFigures& figures) const {
+  figures.size = extraction_ ? extraction_->Size() : entry_.toFetch;
+  std::int64_t missing = figures.size - written_.Bytes();
+  if (plan_) {
+    missing = facts_.total - plan_->Held().Bytes();
+  } else if (extraction_) {
+    missing = extraction_->Chosen().facts.total - extraction_->HeldOrUnwanted(written_).Bytes();
+  }
+  figures.received =
+      figures.inFolder ? figures.size : std::clamp<std::int64_t>(figures.size - missing, 0, figures.size);
+}
+
+// Unpacking
+
+void WebEngine::EntriesArrived(const std::vector<Range>& written) {
+  for (const Range& range : written) extraction_->Arrived(written_, range);
+  UnpackSoon();
+}
+
+void WebEngine::UnpackSoon() {
+  const bool works = Fetching() || state_ == FetchState::Finishing;
+  if (!extraction_ || !part_ || !works || unpacking_ || !extraction_->Next()) return;
+  unpacking_ = true;
+  program_.platform.tasks.Spawn(UnpackEntries(run_));
+}
+
+Task<> WebEngine::UnpackEntries(Run run) {
+  const auto hold = Hold();
+  while (part_ && run == run_) {
+    const std::optional<std::size_t> next = extraction_->Next();
+    if (!next) break;
+    co_await UnpackEntry(run, *next);
+    if (!StillCurrent()) co_return;
+  }
+  unpacking_ = false;
+  UnpackSoon();  // of a later run
+}
+
+Task<> WebEngine::UnpackEntry(Run run, std::size_t number) {
+  const auto hold = Hold();
+  MarkBegun(number);
+  const SelectedEntry entry = extraction_->Entry(number);
+  const Login login = services_->logins.GivenFor({PlaceOfPassword(), {}});
+  auto work = std::make_shared<EntryUnpacking>(*program_.platform.unpacker, outputs_, part_->Opened(), entry,
+                                               login.password, extraction_->Chosen().existing, outputFiles_);
+  const auto end = std::make_shared<EntryEnd>(EntryEnd::None);
+  std::string failed;
+  while (*end == EntryEnd::None && failed.empty()) {
+    if (state_ == FetchState::Finishing) ShowUnpacking(entry, work->Plain());
+    try {
+      Background::Work step = [work, end] { *end = work->Step(); };
+      co_await InBackground(&program_.platform, std::move(step));
+    } catch (const Failure& failure) {
+      failed = failure.what();  // the work has not been started
+    }
+    if (!StillCurrent() || run != run_) break;
+  }
+  if (StillCurrent()) {
+    if (*end == EntryEnd::Unpacked || *end == EntryEnd::LeftOut) {
+      EntryIsUnpacked(run, number);  // in any case: it is there
+    } else if (run == run_) {
+      failed.empty() ? EntryFailed(number, *end, *work)
+                     : Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
+    }
+  }
+  // Ends the process, and deletes what has no name.
+  program_.platform.background.Run([work = std::move(work)] {}, [](const std::exception_ptr&) {});
+}
+
+void WebEngine::ShowUnpacking(const SelectedEntry& entry, std::int64_t plain) {
+  const auto size = static_cast<std::int64_t>(std::max<std::uint64_t>(1, entry.packed.size));
+  const std::int64_t percent = std::min<std::int64_t>(
+      100, static_cast<std::int64_t>(100.0 * static_cast<double>(plain) / static_cast<double>(size)));
+  check_ = Say(WebText::Unpacking, {entry.path.back(), std::to_string(percent)});
+  Announce(check_);
+  if (Now() - lastDraw_ >= kRefreshEvery) Draw();
+}
+
+// In the journal before it has its name.
+void WebEngine::MarkBegun(std::size_t number) {
+  const auto first = static_cast<std::int64_t>(number);
+  if (entry_.begun.Holds(first)) return;
+  const auto count = static_cast<std::int64_t>(extraction_->Chosen().entries.size());
+  entry_.begun.Add({first, std::min(first + static_cast<std::int64_t>(kBegunTogether), count)});
+  WriteJournal(JournalStateNow());
+}
+
+void WebEngine::EntryIsUnpacked(Run run, std::size_t number) {
+  extraction_->IsUnpacked(number);
+  entry_.unpacked = extraction_->Unpacked();
+  if (run == run_ && Now() - lastUnpacked_ < kJournalEvery) return;
+  lastUnpacked_ = Now();
+  WriteJournal(JournalStateNow());
+}
+
+void WebEngine::EntryFailed(std::size_t number, EntryEnd end, const EntryUnpacking& work) {
+  switch (end) {
+    case EntryEnd::NeedsMore:
+      if (!extraction_->NeedsMore(number, work.Needs())) return extraction_->IsDamaged(number, false);
+      entry_.toFetch = extraction_->Size();
+      extraction_->Arrived(written_, work.Needs());  // it may be there
+      return;
+    case EntryEnd::WrongPassword:
+      return extraction_->LacksPassword(number);
+    case EntryEnd::Damaged:
+    case EntryEnd::Other:
+      return extraction_->IsDamaged(number, end == EntryEnd::Other);
+    case EntryEnd::NoUnpacker:
+      return Rest(FetchEvent::GivenUp, Say(WebText::NoUnpacker, {work.Reason()}));
+    default:
+      return Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {work.Reason()}));
+  }
+}
+
+// The end
+
+// All that was to be fetched is on its way to the part file.
+Task<> WebEngine::FinishSelection(Run run) {
+  const auto hold = Hold();
+  Announce(program_.Text(kTextWebBuilding));
+  Draw();
+  Background::Work nothing = [] {};
+  co_await InBackground(&program_.platform, std::move(nothing));
+  if (!StillCurrent() || run != run_) co_return;
+  if (differs_) {
+    HasChanged();
+    co_return;
+  }
+  TakeNewAddress();
+  UnpackSoon();
+  std::function<bool()> over = [this, run] { return run != run_ || !unpacking_; };
+  co_await program_.platform.tasks.UntilEvent(std::move(over));
+  if (!StillCurrent() || run != run_ || FetchEntriesAgain()) co_return;
+  check_.clear();
+  if (extraction_->WantsPassword()) {
+    AskForArchivePassword();
+  } else if (!extraction_->Damaged().empty()) {
+    StopForDamaged();
+  } else {
+    const bool made = co_await MakeFolders(run);
+    if (made) co_await SelectionIsUnpacked(run);
+  }
+}
+
+// Damaged ones, once, and what local headers have shown to be missing. False if there is none.
+bool WebEngine::FetchEntriesAgain() {
+  if (!extraction_->IsIncomplete()) return false;
+  const std::vector<Range> wrong = extraction_->TakeAgain();
+  if (!wrong.empty() && FetchElsewhere(wrong)) return true;
+  ForgetRanges(wrong);
+  Start(Sense::Anew);
+  return true;
+}
+
+// They are fetched again at the next start.
+void WebEngine::StopForDamaged() {
+  const std::set<std::size_t>& damaged = extraction_->Damaged();
+  for (const std::size_t number : damaged) written_.Remove(extraction_->Entry(number).range);
+  entry_.held = written_;
+  const std::string name = extraction_->Entry(*damaged.begin()).path.back();
+  const std::string more = std::to_string(damaged.size() - 1);
+  Rest(FetchEvent::GivenUp, extraction_->HasChanged() ? Say(WebText::ArchiveChanged)
+                            : damaged.size() == 1     ? Say(WebText::EntryDamaged, {name})
+                                                      : Say(WebText::EntriesDamaged, {name, more}));
+}
+
+// Their times last: what is made in a folder changes them. False: the download rests, or the run is over.
+Task<bool> WebEngine::MakeFolders(Run run) {
+  const auto hold = Hold();
+  const auto folders = std::make_shared<std::vector<SelectedEntry>>();
+  const std::vector<std::size_t> numbers = extraction_->Folders();
+  for (const std::size_t number : numbers) folders->push_back(extraction_->Entry(number));
+  std::string failed;
+  for (const bool traits : {false, true}) {
+    for (std::size_t from = 0; from < folders->size() && failed.empty(); from += kInOneWork) {
+      try {
+        Background::Work make = [folders, from, traits, output = outputs_] {
+          for (std::size_t i = from; i < std::min(from + kInOneWork, folders->size()); ++i) {
+            const SelectedEntry& entry = (*folders)[i];
+            traits ? output->SetTraits(entry.path, TraitsOf(entry)) : output->MakeFolder(entry.path);
+          }
+        };
+        co_await InBackground(&program_.platform, std::move(make));
+      } catch (const Failure& failure) {
+        failed = failure.what();
+      }
+      if (!StillCurrent() || run != run_) co_return false;
+    }
+  }
+  if (!failed.empty()) {
+    Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
+    co_return false;
+  }
+  for (const std::size_t number : numbers) extraction_->IsUnpacked(number);
+  entry_.unpacked = extraction_->Unpacked();
+  co_return true;
+}
+
+// A kill after the journal's line costs no bytes.
+Task<> WebEngine::SelectionIsUnpacked(Run run) {
+  const auto hold = Hold();
+  const auto journaled = std::make_shared<bool>(false);
+  WriteJournal(JournalStateNow(), [journaled](bool) { *journaled = true; });
+  std::function<bool()> over = [journaled] { return *journaled; };
+  co_await program_.platform.tasks.UntilEvent(std::move(over));
+  if (!StillCurrent() || run != run_) co_return;
+  part_.reset();
+  DeletePartFile(program_.platform, entry_.partPath, entry_.part);
+  entry_.path = extraction_->Chosen().folder;
+  outputs_.reset();
+  Finished();
+}
+
+// Passwords
+
+LoginPlace WebEngine::PlaceOfPassword() const { return PasswordPlace(extraction_->Chosen(), entry_.id); }
+
+void WebEngine::AskForArchivePassword() {
+  const LoginPlace place = PlaceOfPassword();
+  services_->logins.Refused(place, services_->logins.GivenFor({place, {}}));
+  AskForLogin({{place, {}}, {}, Say(WebText::ArchivePassword)});
+}
+
+}  // namespace pellora
