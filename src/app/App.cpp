@@ -368,9 +368,9 @@ void App::ListArchive(ArchiveOrder order, std::function<void(ListedArchive)> ans
 void App::GetFromArchive(ArchiveOrder order, std::function<void(AddAnswer)> answered) {
   Parts* const parts = parts_.get();
   parts->WhenStarted([parts, order = std::move(order), answered = std::move(answered)] {
-    if (!parts->archiveWindows) return answered({{}, kNoWebEngine});
+    if (!parts->archiveWindows) return answered({{}, kNoWebEngine, {}});
     parts->archiveWindows->Get(order, [parts, answered](const AddOutcome& outcome) {
-      AddAnswer answer{{}, outcome.reason};
+      AddAnswer answer{{}, outcome.reason, {}};
       if (outcome.index != 0) {
         answer.id = DownloadIds(parts->program).Of(outcome.index);
         parts->scripted.insert(parts->program.Serial(outcome.index));

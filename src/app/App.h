@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "core/Program.h"
 #include "app/ArchiveWindows.h"
+#include "core/Program.h"
 #include "mainwin/ScriptedAdd.h"
 
 namespace pellora {

@@ -162,13 +162,14 @@ std::string ArchiveWindows::Read(const ArchiveOrder& order, std::function<void(c
   add.user = order.user;
   add.password = order.password;
   const int number = ++lastInquiry_;
-  auto inquiry = archives_.Read(order.url, add, {}, [this, number, done = std::move(done)](const ArchiveReading& reading) {
-    // It calls this: it ends after the call.
-    const std::shared_ptr<ArchiveInquiry> ended = std::move(inquiries_[number]);
-    inquiries_.erase(number);
-    done(reading);
-    program_.platform.events.Post([ended] {});
-  });
+  auto inquiry =
+      archives_.Read(order.url, add, {}, [this, number, done = std::move(done)](const ArchiveReading& reading) {
+        // It calls this: it ends after the call.
+        const std::shared_ptr<ArchiveInquiry> ended = std::move(inquiries_[number]);
+        inquiries_.erase(number);
+        done(reading);
+        program_.platform.events.Post([ended] {});
+      });
   if (!inquiry) return "It is no address that Pellora takes.";
   inquiries_[number] = std::move(inquiry);
   return {};
@@ -189,7 +190,8 @@ void ArchiveWindows::Get(const ArchiveOrder& order, std::function<void(AddOutcom
     if (!ReadExisting(order.existing)) return "Existing files are kept, replaced or numbered: " + order.existing;
     std::string fault = FaultOfPlace(order.folder, "x");
     if (order.folder.empty()) fault = "No folder is named.";
-    if (fault.empty() && !program_.platform.files.Exists(order.folder)) fault = "There is no folder " + order.folder + ".";
+    if (fault.empty() && !program_.platform.files.Exists(order.folder))
+      fault = "There is no folder " + order.folder + ".";
     return fault;
   };
   std::string reason = refusal();

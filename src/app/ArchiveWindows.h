@@ -11,8 +11,8 @@
 
 #include "archive/RemoteArchives.h"
 #include "core/ArchiveLook.h"
-#include "mainwin/AddDownload.h"
 #include "core/Selection.h"
+#include "mainwin/AddDownload.h"
 
 namespace pellora {
 

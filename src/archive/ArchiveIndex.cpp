@@ -110,9 +110,15 @@ Selection ArchiveIndex::Select(std::span<const std::size_t> chosen, bool withFol
       selected.path = {std::move(path->back())};
     }
     selected.rawName = entry.rawName;
-    selected.packed = {entry.method, entry.flags, entry.dosTime, entry.dosDate, entry.crc,
-                       static_cast<std::uint64_t>(entry.packed), static_cast<std::uint64_t>(entry.size),
-                       std::string(entry.aes), {}};
+    selected.packed = {entry.method,
+                       entry.flags,
+                       entry.dosTime,
+                       entry.dosDate,
+                       entry.crc,
+                       static_cast<std::uint64_t>(entry.packed),
+                       static_cast<std::uint64_t>(entry.size),
+                       std::string(entry.aes),
+                       {}};
     selected.modified = entry.modified;
     selected.mode = entry.mode;
     selected.isFolder = isFolder;
@@ -122,9 +128,8 @@ Selection ArchiveIndex::Select(std::span<const std::size_t> chosen, bool withFol
     }
     selection.entries.push_back(std::move(selected));
   }
-  std::stable_sort(selection.entries.begin(), selection.entries.end(), [](const auto& a, const auto& b) {
-    return a.range.begin < b.range.begin;
-  });
+  std::stable_sort(selection.entries.begin(), selection.entries.end(),
+                   [](const auto& a, const auto& b) { return a.range.begin < b.range.begin; });
   return selection;
 }
 

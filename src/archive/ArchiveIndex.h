@@ -24,7 +24,7 @@ enum class EntryFault : std::uint8_t {
   Encryption,  // as Obstacle has them
   Method,
   Kind,
-  Name,  // leads out of the folder
+  Name,   // leads out of the folder
   Place,  // lies outside of the file, or where another entry lies
 };
 

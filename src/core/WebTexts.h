@@ -197,7 +197,6 @@ enum class WebText : std::int16_t {
   RemarkColumn = 1016,
   FilesToUnpack = 1017,  // %1: how many
 
-
   // Notices of the desktop.
   ShowNotices = 851,  // in the options
   NoticeFinished = 852,

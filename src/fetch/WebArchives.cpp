@@ -214,8 +214,8 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
 
   void Redirect(const std::string& location) {
     const ResolvedRedirect target = ResolveRedirect(address_, location);
-    const bool supported = target.fault == RedirectFault::None &&
-                           program_.platform.fetcher->Supports(SchemeName(target.address.scheme));
+    const bool supported =
+        target.fault == RedirectFault::None && program_.platform.fetcher->Supports(SchemeName(target.address.scheme));
     if (!supported) return Tell(Say(WebText::Unsupported));
     if (++redirects_ > kMostRedirects) return Tell(Say(WebText::WrongAnswers));
     const bool sameKind = IsHttp(address_.scheme) == IsHttp(target.address.scheme);

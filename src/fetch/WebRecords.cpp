@@ -307,10 +307,7 @@ WebAdd AddOf(Program& program, const WebServices& services, std::int16_t index) 
     add.user = login->second.user;
     add.password = login->second.password;
   }
-  if (const auto cookies = services.cookies.find(key); cookies != services.cookies.end()) {
-    add.handOver.cookies = cookies->second;
-  }
-  if (const JournalEntry* const entry = services.journal.Find(key)) add.handOver.referrer = entry->referrer;
+  add.handOver = services.handOvers.Of(key);
   return add;
 }
 

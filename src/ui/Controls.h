@@ -255,8 +255,8 @@ enum ListDisplay : int { kIconDisplay = 0, kSmallIconDisplay = 1, kListDisplay =
 // selection.
 //
 // While sorted, rows are in the order of one column's texts: by bytes, ignoring ASCII case unless they differ in
-// nothing else. Rows of equal text keep their order. Columns of FigureColumns are in the order of the whole numbers that
-// their texts begin with; texts without one come first.
+// nothing else. Rows of equal text keep their order. Columns of FigureColumns are in the order of the whole numbers
+// that their texts begin with; texts without one come first.
 class ListView : public Control {
  public:
   ListView(Window* window, std::string name, std::vector<ControlPart> columns)

@@ -84,7 +84,8 @@ void LookInside::Start() {
 
 void LookInside::OnUnload() {
   inquiry_.reset();
-  for (const std::shared_ptr<Window>& window : {std::shared_ptr<Window>(ExtractDialog), std::shared_ptr<Window>(question)}) {
+  for (const std::shared_ptr<Window>& window :
+       {std::shared_ptr<Window>(ExtractDialog), std::shared_ptr<Window>(question)}) {
     if (window && window->Loaded()) window->Unload();
   }
 }
@@ -148,8 +149,8 @@ void LookInside::ShowChosen() {
     toFetch += index_->BytesToFetch(at);
     unpacked += entry.size;
   }
-  Label4.Caption = FillText(TextOf(program_, WebText::ChosenFiles),
-                            {std::to_string(files), SizeText(toFetch), SizeText(unpacked)});
+  Label4.Caption =
+      FillText(TextOf(program_, WebText::ChosenFiles), {std::to_string(files), SizeText(toFetch), SizeText(unpacked)});
 }
 
 void LookInside::EnterSelected() {
@@ -189,9 +190,8 @@ Task<> LookInside::ExtractEntries(std::vector<std::size_t> entries) {
   const auto selection = std::make_shared<Selection>(index_->Select(*chosen, ExtractDialog->Check2.Value));
   selection->folder = ExtractDialog->TargetFolder;
   const bool exists = co_await HasExisting(selection);
-  const bool encrypted = std::any_of(chosen->begin(), chosen->end(), [this](std::size_t at) {
-    return index_->FaultOf(at) == EntryFault::Password;
-  });
+  const bool encrypted = std::any_of(chosen->begin(), chosen->end(),
+                                     [this](std::size_t at) { return index_->FaultOf(at) == EntryFault::Password; });
   std::string password;
   if (exists || encrypted) {
     if (!Loaded()) co_return;

@@ -15,7 +15,8 @@ struct Range {
   std::uint64_t last = 0;
 };
 
-// "bytes=first-last", "bytes=first-" or "bytes=-length", limited to the file; nullopt if it is neither or begins after the end.
+// "bytes=first-last", "bytes=first-" or "bytes=-length", limited to the file; nullopt if it is neither or begins after
+// the end.
 std::optional<Range> ParseRange(std::string_view text, std::uint64_t length) {
   constexpr std::string_view kUnit = "bytes=";
   if (text.substr(0, kUnit.size()) != kUnit) return std::nullopt;
