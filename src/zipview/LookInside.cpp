@@ -54,7 +54,7 @@ LookInside::LookInside(Program& program, RemoteArchives& archives, ArchiveLook l
       look_(std::move(look)),
       actions_(std::move(actions)) {
   std::vector<ControlPart> columns = ListView1.Columns;
-  columns.push_back({"", "Remark", static_cast<int>(WebText::RemarkColumn), "", 14});
+  columns.push_back({"", "Remark", static_cast<int>(WebText::RemarkColumn), "", 28});
   ListView1.Columns = std::move(columns);
   ListView1.FigureColumns = {1, 2, 3};
   ListView1.OnDoubleClick = [this] { EnterSelected(); };
