@@ -1,7 +1,6 @@
 #include "app/ArchiveWindows.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <utility>
 
@@ -55,8 +54,9 @@ double ModifiedOf(const ArchiveEntry& entry) {
   const std::int64_t month = entry.dosDate >> 5U & 15U;
   const std::int64_t day = entry.dosDate & 31U;
   if (month < 1 || month > 12 || day < 1) return 0;
-  const std::int64_t seconds =
-      (entry.dosTime >> 11U) * std::int64_t{3600} + (entry.dosTime >> 5U & 63U) * 60 + (entry.dosTime & 31U) * 2;
+  const std::int64_t hours = entry.dosTime / 2048;
+  const std::int64_t minutes = entry.dosTime / 32 % 64;
+  const std::int64_t seconds = hours * 3600 + minutes * 60 + entry.dosTime % 32 * 2;
   constexpr double kSecondsOfADay = 86'400;
   return static_cast<double>(DayOf(1980 + (entry.dosDate >> 9U), month, day)) +
          static_cast<double>(seconds) / kSecondsOfADay;
