@@ -28,7 +28,8 @@ GLUED = {401: ("\u00a0", "a file name follows: it must end in a no-break space (
 # Captions whose controls do not grow with the text, and the number of characters that fit.
 CAPTIONS = (*range(110, 122), *range(200, 208), *range(270, 290), *range(405, 408), *range(500, 517), *range(600, 649),
             *range(669, 705), *range(786, 793), *range(800, 808), *range(867, 871), 872, 873, 874, 876,
-            *range(877, 883), 900, 902, 903, 917, 918, 919, *range(922, 927), *range(938, 945), 949, 950, *range(952, 957))
+            *range(877, 883), 900, 902, 903, 917, 918, 919, *range(922, 927), *range(938, 945), 949, 950, *range(952, 957),
+            987, 993, 1001, *range(1011, 1018))
 LENGTHS = {**dict.fromkeys(range(LAST + 1), 400),  # messages and tool tips
            **dict.fromkeys(CAPTIONS, 72),
            **dict.fromkeys(range(100, 109), 24),  # buttons of the toolbar
@@ -42,7 +43,7 @@ QUOTED = {806: 803, 820: 800, 912: 800, 927: 800}
 UNITS = range(0, 7)
 # Entries of one menu; no two may have the same access key, nor that of "Show download &Basket", which stays English.
 MENUS = ((786, 119, 787, 699), (110, 111, 112, 118), (114, 115, 116), (121, 113),
-         (283, 286, 282, 289, 288, 285, 872, 943, 949, 950, 952, 953),
+         (283, 286, 282, 289, 288, 285, 872, 993, 943, 949, 950, 952, 953),
          (284, 281, 280), (700, 701, 702, 805, 703, 874))
 SHOW_BASKET = "Show download &Basket"
 

@@ -25,6 +25,7 @@
 #include "core/SpeedLimits.h"
 #include "core/Stop.h"
 #include "core/WebTexts.h"
+#include "fetch/WebArchives.h"
 #include "fetch/WebEngine.h"
 #include "fetch/WebProspects.h"
 #include "fetch/WebRecords.h"
@@ -50,6 +51,7 @@ namespace pellora {
 namespace {
 
 constexpr const char* kNoSuchDownload = "There is no such download.";
+constexpr const char* kNoWebEngine = "This copy of Pellora does not have the engine that looks inside archives.";
 
 // One of seven words, also for the web engine: what waits for a server is active, what was stopped has failed.
 const char* StateWord(Program& program, int index) {
@@ -121,6 +123,7 @@ struct App::Parts {
     if (stopped) return;
     stopped = true;
     if (loginWindows) loginWindows->UnloadAll();
+    if (archiveWindows) archiveWindows->UnloadAll();
     std::vector<std::shared_ptr<Window>> windows;
     if (mainWindow) {
       mainWindow->StopTimers();
@@ -227,15 +230,26 @@ struct App::Parts {
     };
     prospects = NewWebProspects(program, *web);
     program.prospects = prospects.get();
+    archives = NewWebArchives(program, *web);
+    archiveWindows = std::make_unique<ArchiveWindows>(program, *archives);
+    program.lookInside = [this](const ArchiveLook& look) { LookInto(look); };
     program.hasJournalEntry = [this](const std::string& url, double added) {
       return web->journal.Find(JournalKeyOf(url, added)) != nullptr;
     };
   }
 
+  void LookInto(ArchiveLook look) {
+    if (stopped) return;
+    if (program.Holds(look.record, look.serial)) look.add = AddOf(program, *web, look.record);
+    archiveWindows->Open(look);
+  }
+
   Program program;
   std::shared_ptr<WebServices> web;  // null without a fetcher
   std::unique_ptr<LoginWindows> loginWindows;
-  std::unique_ptr<Prospects> prospects;  // null without a fetcher
+  std::unique_ptr<Prospects> prospects;            // null without a fetcher
+  std::unique_ptr<RemoteArchives> archives;        // null without a fetcher
+  std::unique_ptr<ArchiveWindows> archiveWindows;  // null without a fetcher
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
@@ -315,6 +329,7 @@ void App::SetHeadless() {
   Program& program = parts_->program;
   program.headless = true;
   program.newZipViewer = {};
+  program.lookInside = {};
 }
 
 void App::Start() { parts_->program.platform.tasks.Spawn(Parts::Start(parts_.get())); }
@@ -339,6 +354,29 @@ void App::Add(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) {
     answer.reason = ReasonOf([&] { return parts->AddForScript(wanted, answer.ids); });
     if (!answer.ids.empty()) answer.id = answer.ids.front();
     answered(std::move(answer));
+  });
+}
+
+void App::ListArchive(ArchiveOrder order, std::function<void(ListedArchive)> answered) {
+  Parts* const parts = parts_.get();
+  parts->WhenStarted([parts, order = std::move(order), answered = std::move(answered)] {
+    if (!parts->archiveWindows) return answered({{}, kNoWebEngine});
+    parts->archiveWindows->List(order, answered);
+  });
+}
+
+void App::GetFromArchive(ArchiveOrder order, std::function<void(AddAnswer)> answered) {
+  Parts* const parts = parts_.get();
+  parts->WhenStarted([parts, order = std::move(order), answered = std::move(answered)] {
+    if (!parts->archiveWindows) return answered({{}, kNoWebEngine, {}});
+    parts->archiveWindows->Get(order, [parts, answered](const AddOutcome& outcome) {
+      AddAnswer answer{{}, outcome.reason, {}};
+      if (outcome.index != 0) {
+        answer.id = DownloadIds(parts->program).Of(outcome.index);
+        parts->scripted.insert(parts->program.Serial(outcome.index));
+      }
+      answered(std::move(answer));
+    });
   });
 }
 

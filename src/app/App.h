@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "app/ArchiveWindows.h"
 #include "core/Program.h"
 #include "mainwin/ScriptedAdd.h"
 
@@ -66,6 +67,10 @@ class App {
   // For scripts: adds an address without asking, and starts or queues it. Calls before the end of the start sequence
   // are answered at its end, or never if the program ends first.
   void Add(ScriptedAdd wanted, std::function<void(AddAnswer)> answered);
+  // For scripts: what an archive holds, and a download of files in it. Calls before the end of the start sequence are
+  // answered after its end, or never if the program ends first.
+  void ListArchive(ArchiveOrder order, std::function<void(ListedArchive)> answered);
+  void GetFromArchive(ArchiveOrder order, std::function<void(AddAnswer)> answered);
   // For scripts, without asking. Each returns why nothing was done, or an empty text. Removing a finished download
   // keeps its file; removing an unfinished one deletes its parts.
   std::string Pause(const std::string& id);

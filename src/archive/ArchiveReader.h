@@ -35,6 +35,8 @@ class ArchiveReader {
 
   // Once nothing is wanted: the directory, or why there is none.
   const std::optional<ArchiveDirectory>& Directory() const { return directory_; }
+  // The same, which must be there, moved out.
+  ArchiveDirectory TakeDirectory() { return std::move(directory_).value(); }
   ArchiveFault Fault() const { return fault_; }
 
  private:

@@ -35,6 +35,7 @@ class Prospects;
 class SpeedLimits;
 class Window;
 struct AddressReading;
+struct ArchiveLook;
 
 inline constexpr std::int16_t kMaxRecords = 32767;
 inline constexpr const char* kProgramName = "Pellora !";
@@ -100,6 +101,8 @@ class Program {
   // A record's place in the queue was set, and is to be kept over restarts; may be empty.
   std::function<void(std::int16_t index)> queuePlaceSet;
   Prospects* prospects = nullptr;  // null where there is no web engine
+  // Shows what an archive of the web engine holds; empty where nobody could see it.
+  std::function<void(const ArchiveLook& look)> lookInside;
   // The windows that a language is applied to, in that order; created if need be.
   std::function<std::vector<std::shared_ptr<Window>>()> languageWindows;
 

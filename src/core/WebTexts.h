@@ -167,6 +167,35 @@ enum class WebText : std::int16_t {
   // Staying awake.
   StayAwake = 955,
   AwakeBecause = 956,  // as the desktop shows it
+  // Looking inside archives. The states of the reading, and its problems.
+  LookInside = 993,  // in menus and on buttons
+  ReadingEnd = 994,
+  ReadingDirectory = 995,  // %1: bytes
+  NoArchive = 996,
+  SplitArchive = 997,
+  ArchiveTooLarge = 998,
+  ChangedMeanwhile = 999,
+  // The window.
+  ChosenFiles = 1000,  // %1: how many, %2: bytes to fetch, %3: unpacked; sizes with their units
+  FilterField = 1001,
+  // Why an entry cannot be unpacked; no sentences.
+  EntryEncrypted = 1002,  // it can be, with a password
+  EntryEncryptedOther = 1003,
+  EntryPackedOther = 1004,
+  EntryNoFile = 1005,
+  EntryUnsafeName = 1006,
+  EntryOverlaps = 1007,
+  CannotUnpack = 1008,     // %1: name, %2: one of those
+  AskUnpackOthers = 1009,  // %1: how many cannot be, %2: of how many
+  NothingChosen = 1010,
+  // The questions before unpacking.
+  ExistingFiles = 1011,
+  NumberNew = 1012,
+  ReplaceExisting = 1013,
+  KeepExisting = 1014,
+  PasswordOfArchive = 1015,
+  RemarkColumn = 1016,
+  FilesToUnpack = 1017,  // %1: how many
 
   // Notices of the desktop.
   ShowNotices = 851,  // in the options

@@ -147,6 +147,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   ReplyReading Read(const WebLane& lane, const FetchAnswer& answer) const;
   void TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
+  bool ShowsInside(const WebLane& lane, const FetchAnswer& answer);
   void TakeSample(WebLane& lane, const ReplyReading& reading);
   Range LongestHeld() const;
   bool MayChangeUnseen() const;  // while no lane is open
@@ -364,6 +365,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool renaming_ = false;        // the journal says so: it ends before anything else
   bool unconfirmed_ = false;     // the body ended with its connection
   bool isMetalink_ = false;      // by its type
+  bool wasShownInside_ = false;  // the user has been asked what of the archive is wanted
   bool differs_ = false;         // a comparison has failed in this generation
   int puts_ = 0;                 // that are under way
   bool claiming_ = false;

@@ -297,6 +297,20 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   services.journal.Put(entry);
 }
 
+WebAdd AddOf(Program& program, const WebServices& services, std::int16_t index) {
+  const DownloadRecord& record = program.Download(index);
+  const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
+  WebAdd add;
+  add.user = record.UserName;
+  add.password = record.Password;
+  if (const auto login = services.addedLogins.find(key); login != services.addedLogins.end()) {
+    add.user = login->second.user;
+    add.password = login->second.password;
+  }
+  add.handOver = services.handOvers.Of(key);
+  return add;
+}
+
 void KeepSpeedLimit(Program& program, WebServices& services, std::int16_t index) {
   const DownloadRecord& record = program.Download(index);
   const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);

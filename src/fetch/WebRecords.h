@@ -3,12 +3,12 @@
 
 #include <cstdint>
 
+#include "core/WebAdd.h"
+
 namespace pellora {
 
 class Program;
 struct AddressReading;
-struct HandOver;
-struct WebAdd;
 struct WebServices;
 
 // At a start, after the list was loaded: gives the web engine's records what the journal knows of them. Records that
@@ -19,6 +19,9 @@ void RestoreWebRecords(Program& program, WebServices& services);
 // What was given with an add, before its download begins. The journal keeps neither cookies nor the page, but that
 // there were some.
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add);
+
+// Login and hand-over of a record, as they were given with its add.
+WebAdd AddOf(Program& program, const WebServices& services, std::int16_t index);
 
 // Keeps the record's limit of speed, if the record is the web engine's.
 void KeepSpeedLimit(Program& program, WebServices& services, std::int16_t index);

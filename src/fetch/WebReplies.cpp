@@ -2,7 +2,9 @@
 #include <algorithm>
 
 #include "async/TaskLoop.h"
+#include "core/ArchiveLook.h"
 #include "core/Ascii.h"
+#include "core/FileNames.h"
 #include "fetch/DigestHeaders.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/WebEngine.h"
@@ -215,7 +217,20 @@ void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyRe
   OpenLanes();
 }
 
+// A ZIP archive is first shown, if the user wants that: the download pauses, and the viewer continues it.
+bool WebEngine::ShowsInside(const WebLane& lane, const FetchAnswer& answer) {
+  const bool wanted = program_.settings.AutoPreviewZIP && program_.lookInside && !program_.IsQuiet(slot_.Index());
+  const std::string name = entry_.path.empty() ? FileNameFromReply(answer, lane.address) : NameOf(entry_.path);
+  if (!wanted || wasShownInside_ || !EndsWithNoCase(name, "zip")) return false;
+  wasShownInside_ = true;
+  const ArchiveLook look{Record().URL, {}, slot_.Index(), program_.Serial(slot_.Index()), true};
+  Rest(FetchEvent::Pause, {});
+  program_.lookInside(look);
+  return true;
+}
+
 void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
+  if (ShowsInside(lane, answer)) return;
   const std::int64_t total = reading.verdict == ReplyVerdict::Empty ? 0 : reading.facts.total;
   if (entry_.size >= 0 && total >= 0 && total != entry_.size) {
     if (!LeaveOut(lane.source, Say(WebText::OtherSize), true)) Rest(FetchEvent::GivenUp, Say(WebText::OtherSize));

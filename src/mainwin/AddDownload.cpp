@@ -103,15 +103,20 @@ void MakeDateUnique(Program& program, DownloadRecord& added) {
   }
 }
 
-// Puts the record into the slot of the listed one with its URL, or into a free one; 0 if the list is full. Nothing else
+// The record whose place a request takes; 0: none. Files out of an archive come beside everything else from there.
+std::int16_t FormerOf(Program& program, const AddRequest& request, const AddressReading& address) {
+  return request.web.selection ? std::int16_t{0} : FindListed(program, address.listed, address.engine);
+}
+
+// Puts the record into the slot of the former one, or into a free one; 0 if the list is full. Nothing else
 // may run before the record's transfer is in its place, or two adds would take one slot.
-std::int16_t PlaceRecord(Program& program, DownloadRecord record, const AddRequest& request, EngineName engine) {
+std::int16_t PlaceRecord(Program& program, DownloadRecord record, std::int16_t former, const AddRequest& request) {
   if (request.added) {
     record.DateAdded = *request.added;
   } else {
     MakeDateUnique(program, record);
   }
-  std::int16_t index = FindListed(program, record.URL, engine);
+  std::int16_t index = former;
   const bool overwrite = index != 0;
   if (!overwrite) index = FreeSlot(program);
   if (index == 0) return 0;
@@ -212,7 +217,7 @@ Task<> AddDownload(Program* program, AddRequest request) {
 
   // A listed URL that is added many times raises one question at a time.
   std::optional<Claim> claim;
-  const auto listed = [&] { return FindListed(*program, address.listed, address.engine); };
+  const auto listed = [&] { return FormerOf(*program, request, address); };
   const bool continues =
       listed() != 0 && program->takesHandOver && program->takesHandOver(listed(), request.web.handOver);
   if (continues) {
@@ -245,8 +250,7 @@ Task<> AddDownload(Program* program, AddRequest request) {
   // The list may have changed since the question.
   const std::int16_t former = listed();
   const bool wasFinished = former != 0 && program->Download(former).Finished;
-  const std::int16_t index =
-      PlaceRecord(*program, RecordFor(*program, request, address, path), request, address.engine);
+  const std::int16_t index = PlaceRecord(*program, RecordFor(*program, request, address, path), former, request);
   if (index == 0) {
     program->lists->Status(ListIsFull());
     co_return;
@@ -285,7 +289,7 @@ AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
   }
   const AddressReading address = ReadAddress(program, request.url, request.kind);
   if (address.engine == EngineName::None) return {0, Refusal(program)};
-  const std::int16_t former = FindListed(program, address.listed, address.engine);
+  const std::int16_t former = FormerOf(program, request, address);
   if (former != 0 && program.takesHandOver && program.takesHandOver(former, request.web.handOver)) {
     program.platform.tasks.Spawn(program.lists->Restart(former));
     return {former, {}};
@@ -293,7 +297,7 @@ AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
   if (former != 0 && !request.duplicate) return {0, "It is in the list already."};
   const bool wasFinished = former != 0 && program.Download(former).Finished;
   const std::optional<std::string> path = WantedPath(program, request, address);
-  const std::int16_t index = PlaceRecord(program, RecordFor(program, request, address, path), request, address.engine);
+  const std::int16_t index = PlaceRecord(program, RecordFor(program, request, address, path), former, request);
   if (index == 0) return {0, ListIsFull()};
   TellEngines(program, index, request, address);
   const bool putOff = IsPutOff(program, index, request, address.engine);

@@ -38,6 +38,7 @@ Form1::Form1(Program& program)
   Command2.OnClick = [this] { Answer("LATER"); };
   Command3.OnClick = [this] { Unload(); };
   Command4.OnClick = [this] { platform_.tasks.Spawn(Browse()); };
+  Command5.OnClick = [this] { Answer("INSIDE"); };
   Check1.OnClick = [this] {
     Height = Check1.Value ? kUnfoldedHeight : kFoldedHeight;
     Foretell();

@@ -1,5 +1,5 @@
 // Form1: the dialog for the URL of a new download. Its answer is its Tag: "" while it is open, then "NOW", "LATER",
-// "LIST" or "CANCEL". Before its Load the Tag is the number of its caption.
+// "INSIDE", "LIST" or "CANCEL". Before its Load the Tag is the number of its caption.
 //
 // "More" opens a fold with what else can be asked for. A text of several addresses answers "LIST" at once.
 #pragma once
@@ -14,7 +14,7 @@ namespace pellora {
 class Form1 final : public Window {
  public:
   static constexpr int kFoldedHeight = 118;
-  static constexpr int kUnfoldedHeight = 504;
+  static constexpr int kUnfoldedHeight = 538;
 
   explicit Form1(Program& program);
 
@@ -43,6 +43,7 @@ class Form1 final : public Window {
   TextBox Text9{this, "Text9"};
   CheckBox Check2{this, "Check2", "Begin on (date, time) :", 926};
   TextBox Text10{this, "Text10"};
+  CommandButton Command5{this, "Command5", "Look &Inside...", 993};
   Label Label10{this, "Label10"};  // the room that is free in the folder
   Label Label9{this, "Label9"};    // what the download would meet: a name that is taken, or itself in the list
 

@@ -6,11 +6,14 @@
 
 #include "async/Boxes.h"
 #include "async/TaskLoop.h"
+#include "core/ArchiveLook.h"
+#include "core/ArchiveName.h"
 #include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "core/QueueOrder.h"
 #include "core/RecordLife.h"
 #include "core/SpeedLimit.h"
+#include "core/WebAddress.h"
 #include "core/WebTexts.h"
 #include "mainwin/AskLine.h"
 #include "mainwin/MainWindow.h"
@@ -46,6 +49,7 @@ void MainWindow::PreparePopup() {
   properties.Enabled = true;
   speedlimit.Enabled = !record.Finished;
   if (!record.Finished && !record.Active) shedulded.Checked = record.Scheduled == 1;
+  lookinside.Visible = MayLookInside(pick->index);
   changeaddress.Visible = IsWebRecord(program_, pick->index);
   changeaddress.Enabled = MayChangeAddress(pick->index);
   const QueueOrder order(program_);
@@ -117,6 +121,21 @@ Task<> MainWindow::ChangeAddress() {
   if (!url || !program_.Holds(pick->index, pick->serial) || !MayChangeAddress(pick->index)) co_return;
   program_.takeAddress(pick->index, ReadOtherAddress(program_, *url));
   co_await Restart(pick->index);
+}
+
+// A waiting download too: nothing of it is begun by that.
+bool MainWindow::MayLookInside(int index) {
+  if (!program_.lookInside || ChooseEngine(program_, index).engine != EngineName::Web) return false;
+  const DownloadRecord& record = program_.Download(index);
+  if (IsArchiveName(record.FileName)) return true;
+  const std::optional<WebAddress> address = ParseWebAddress(record.URL);
+  return address && IsArchiveName(LastPathPart(*address));
+}
+
+void MainWindow::LookInside() {
+  const std::optional<Pick> pick = Selected(ListView1);
+  if (!pick || !MayLookInside(pick->index)) return;
+  program_.lookInside({.url = program_.Download(pick->index).URL, .record = pick->index, .serial = pick->serial});
 }
 
 void MainWindow::MoveInQueue(QueueMove move) {

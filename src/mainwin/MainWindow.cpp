@@ -126,6 +126,7 @@ void MainWindow::ConnectEvents() {
   opene.OnClick = [this] { OpenOrRestart(ListView1); };
   resumed.OnClick = [this] { OpenOrRestart(ListView1); };
   shedulded.OnClick = [this] { ToggleScheduled(); };
+  lookinside.OnClick = [this] { LookInside(); };
   changeaddress.OnClick = [this] { platform_.tasks.Spawn(ChangeAddress()); };
   queuefirst.OnClick = [this] { MoveInQueue(QueueMove::First); };
   queueup.OnClick = [this] { MoveInQueue(QueueMove::Up); };

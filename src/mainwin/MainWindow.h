@@ -87,6 +87,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Menu properties{this, "properties", "&Properties", 285};  // opens nothing
   Menu shedulded{this, "shedulded", "Schedulded", 287};
   Menu speedlimit{this, "speedlimit", "Speed limit...", 872};
+  Menu lookinside{this, "lookinside", "Look &Inside...", 993};
   Menu changeaddress{this, "changeaddress", "&Change Address...", 943};
   Menu queuefirst{this, "queuefirst", "&First in the Queue", 949};
   Menu queueup{this, "queueup", "&Up in the Queue", 950};
@@ -261,6 +262,8 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   void ToggleScheduled();
   bool MayChangeAddress(int index);
   Task<> ChangeAddress();
+  bool MayLookInside(int index);
+  void LookInside();
   std::string AddressRefusal(int index, const std::string& url);
   void MoveInQueue(QueueMove move);
   void OpenOrRestart(const ListView& list);
@@ -316,6 +319,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   // Questions.
   Task<> AddAction();
   Task<std::string> FaultOf(FieldsReading asked);
+  std::string FaultOfLook(const std::string& url) const;
   // `common` is what is asked for each of them, without address.
   Task<> Offer(std::vector<std::string> addresses, std::vector<std::string> files, AddRequest common, bool cut);
   bool OfferText(const std::string& text, const AddRequest& common);

@@ -8,6 +8,7 @@
 #include "async/Boxes.h"
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
+#include "core/ArchiveLook.h"
 #include "core/Ascii.h"
 #include "core/EngineChoice.h"
 #include "core/Scheme.h"
@@ -72,6 +73,7 @@ Task<> MainWindow::AddAction() {
       if (answer == "CANCEL") break;
       asked = form1->Request();
       fault = co_await FaultOf(asked);
+      if (fault.empty() && answer == "INSIDE") fault = FaultOfLook(asked.request.url);
       if (fault.empty()) break;
       form1->Tag = "";
       BoxRequest box{fault, kProgramName, kCritical};
@@ -93,6 +95,14 @@ Task<> MainWindow::AddAction() {
     }
     co_return;
   }
+  if (answer == "INSIDE") {
+    ArchiveLook look;
+    look.url = asked.request.url;
+    look.add = asked.request.web;
+    look.add.folder = asked.request.folder;
+    program_.lookInside(look);
+    co_return;
+  }
   asked.request.caller = this;
   co_await AddDownload(&program_, std::move(asked.request));
 }
@@ -110,6 +120,13 @@ Task<std::string> MainWindow::FaultOf(FieldsReading asked) {
     *writable = false;
   }
   co_return *writable ? std::string() : FillText(TextOf(program_, WebText::BadFolder), {folder});
+}
+
+// Why nobody can look inside the archive there; empty if somebody can.
+std::string MainWindow::FaultOfLook(const std::string& url) const {
+  const EngineName engine = ReadAddress(program_, url).engine;
+  if (engine == EngineName::Web && program_.lookInside) return {};
+  return TextOf(program_, engine == EngineName::Classic ? WebText::OnlyWebEngine : WebText::BadAddress);
 }
 
 // The URL to ask about in a new clipboard text. The clipboard is not read while the question is open, so that a text

@@ -42,6 +42,8 @@ struct FetchRequest {
   bool ranged = false;
   std::int64_t from = 0;
   std::int64_t to = -1;
+  // With `ranged`, of http and https: the last so many bytes of the file instead ("Range: bytes=-N"); 0: from `from`.
+  std::int64_t last = 0;
   // Sent as they are, after Host, Range and "Accept-Encoding: identity". Names and values have no control characters.
   std::vector<FetchHeader> headers;
   std::string user;  // of the server; empty: none is sent (ftp and ftps: anonymous)

@@ -1,6 +1,7 @@
 #include "ui/Controls.h"
 
 #include <algorithm>
+#include <charconv>
 #include <numeric>
 #include <string_view>
 #include <unordered_set>
@@ -35,6 +36,12 @@ int CompareTexts(std::string_view a, std::string_view b) {
   }
   if (a.size() != b.size()) return a.size() < b.size() ? -1 : 1;
   return a.compare(b);
+}
+
+std::int64_t FigureIn(const std::string& text) {
+  std::int64_t figure = 0;
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), figure);
+  return read.ec == std::errc() ? figure : INT64_MIN;
 }
 
 }  // namespace
@@ -108,14 +115,27 @@ std::vector<ListRow> ListView::SetRows(std::vector<ListRow> rows) {
   return rows;
 }
 
+void ListView::SortByFigures(std::vector<std::uint32_t>& order) const {
+  std::vector<std::int64_t> figures;
+  figures.reserve(rows_.size());
+  for (const ListRow& row : rows_) figures.push_back(FigureIn(ColumnText(row, sortKey_)));
+  std::stable_sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    return descending_ ? figures[a] > figures[b] : figures[a] < figures[b];
+  });
+}
+
 // Selected rows stay selected.
 void ListView::SortRows() {
   std::vector<std::uint32_t> order(rows_.size());
   std::iota(order.begin(), order.end(), 0U);
-  std::stable_sort(order.begin(), order.end(), [this](std::uint32_t a, std::uint32_t b) {
-    const int compared = CompareTexts(ColumnText(rows_[a], sortKey_), ColumnText(rows_[b], sortKey_));
-    return descending_ ? compared > 0 : compared < 0;
-  });
+  if (std::find(FigureColumns.begin(), FigureColumns.end(), sortKey_) != FigureColumns.end()) {
+    SortByFigures(order);
+  } else {
+    std::stable_sort(order.begin(), order.end(), [this](std::uint32_t a, std::uint32_t b) {
+      const int compared = CompareTexts(ColumnText(rows_[a], sortKey_), ColumnText(rows_[b], sortKey_));
+      return descending_ ? compared > 0 : compared < 0;
+    });
+  }
   std::vector<ListRow> sorted;
   sorted.reserve(rows_.size());
   std::vector<std::size_t> selection;
@@ -166,6 +186,11 @@ void ListView::SetRow(std::size_t at, ListRow row) {
   rows_[at] = std::move(row);
   changedRows_.push_back(at);
   PropertyChanged();
+}
+
+void ListView::SelectByUser(std::vector<std::size_t> rows) {
+  Select(std::move(rows));
+  if (OnSelect) Fire(OnSelect);
 }
 
 void ListView::Select(std::vector<std::size_t> rows) {

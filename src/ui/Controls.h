@@ -255,7 +255,8 @@ enum ListDisplay : int { kIconDisplay = 0, kSmallIconDisplay = 1, kListDisplay =
 // selection.
 //
 // While sorted, rows are in the order of one column's texts: by bytes, ignoring ASCII case unless they differ in
-// nothing else. Rows of equal text keep their order.
+// nothing else. Rows of equal text keep their order. Columns of FigureColumns are in the order of the whole numbers
+// that their texts begin with; texts without one come first.
 class ListView : public Control {
  public:
   ListView(Window* window, std::string name, std::vector<ControlPart> columns)
@@ -283,6 +284,9 @@ class ListView : public Control {
   void SetSorted(bool sorted);
   void SortBy(int column, bool descending);  // takes effect while Sorted
 
+  std::vector<int> FigureColumns;  // from 0; set once
+
+  std::function<void()> OnSelect;       // the user has selected other rows
   std::function<void()> OnClick;        // left button released on a row; it is selected
   std::function<void()> OnDoubleClick;  // on the selected row
   std::function<void()> OnRightClick;   // before a menu opens; the row under the pointer, or none, is selected
@@ -292,7 +296,7 @@ class ListView : public Control {
   std::function<void(std::size_t row)> OnCheck;  // the user has set or cleared its check mark
 
   // From the view.
-  void SelectByUser(std::vector<std::size_t> rows) { Select(std::move(rows)); }
+  void SelectByUser(std::vector<std::size_t> rows);
   void Click() { Fire(OnClick); }
   void DoubleClick() { Fire(OnDoubleClick); }
   void RightClick() { Fire(OnRightClick); }
@@ -303,6 +307,7 @@ class ListView : public Control {
 
  private:
   void SortRows();
+  void SortByFigures(std::vector<std::uint32_t>& order) const;
 
   std::vector<ListRow> rows_;
   std::vector<std::size_t> selection_;

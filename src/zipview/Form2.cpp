@@ -22,20 +22,13 @@ constexpr auto kTail = static_cast<std::int64_t>(kEndRecordLength);
 }  // namespace
 
 Form2::Form2(Program& program, const Folders* folders)
-    : Window(program.platform, "Form2", "OnLine-Zip Viewer & Extractor"),
+    : ViewerFace(program.platform, "Form2"),
       ZIPReader(program.platform),
       ZIP(program.platform),
       program_(program),
       folders_(folders) {
-  Width = 760;
-  Height = 520;
-  Option2.Value = true;
-  Option4.Value = true;
   pic16.Visible = false;
   pic32.Visible = false;
-  Command1.ToolTipText = "Use the Pellora classic and extracts all the compressed files into a directory";
-  Command2.ToolTipText = "Extract only some files from this ZIP to a directory";
-  Command3.ToolTipText = "Use the classic Pellora interface to download the entire Zip";
   ConnectHandlers();
 }
 
@@ -47,16 +40,8 @@ void Form2::ConnectHandlers() {
   ZIP.OnConnect = [this] { SendSecond(ZIP); };
   ZIP.OnDataArrival = [this](std::size_t bytes) { DirectoryArrived(bytes); };
   ListView1.OnDoubleClick = [this] { EnterSelected(); };
-  ListView1.OnColumnClick = [this](int column) { SortByColumn(column); };
-  Option1.OnClick = [this] { ChooseView(false); };
-  Option2.OnClick = [this] { ChooseView(true); };
-  Option3.OnClick = [this] { ChooseDisplay(Option3, kListDisplay); };
-  Option4.OnClick = [this] { ChooseDisplay(Option4, kReportDisplay); };
-  Option5.OnClick = [this] { ChooseDisplay(Option5, kIconDisplay); };
-  Option6.OnClick = [this] { ChooseDisplay(Option6, kSmallIconDisplay); };
   Command1.OnClick = [this] { OpenExtract(); };
   Command3.OnClick = [this] { Tasks().Spawn(DownloadClassic()); };
-  Command4.OnClick = [this] { GoToParent(); };
 }
 
 TaskLoop& Form2::Tasks() { return program_.platform.tasks; }

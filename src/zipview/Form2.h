@@ -3,7 +3,7 @@
 // else of the archive is fetched. The transfer stays idle until the user continues with "Download classic".
 //
 // It remembers the serial of its record's slot and the transfer in it. Once the slot was refilled, deleted or reset, or
-// holds another viewer, this one only unloads itself.
+// holds another viewer, this one only unloads itself. "Extract SELECTED" does nothing.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@
 #include "core/Program.h"
 #include "core/Transfer.h"
 #include "ui/Controls.h"
-#include "ui/Window.h"
+#include "zipview/ViewerFace.h"
 #include "zipview/ZipDirectory.h"
 
 namespace pellora {
@@ -24,7 +24,7 @@ namespace pellora {
 class Extract;
 class Folders;
 
-class Form2 final : public Window, public ZipViewer {
+class Form2 final : public ViewerFace, public ZipViewer {
  public:
   // `folders` is what the Extract dialog chooses from, or null; it outlives the viewer.
   Form2(Program& program, const Folders* folders);
@@ -35,7 +35,7 @@ class Form2 final : public Window, public ZipViewer {
   Task<> Start() override;
   void UnloadWindow() override { Retire(); }
 
-  void ShowList();
+  void ShowList() override;
 
   std::int16_t RecordIndex = 0;
   std::int16_t ReadStage = 0;  // 1: the first request is out, 2: the second
@@ -45,39 +45,17 @@ class Form2 final : public Window, public ZipViewer {
   std::string DirectoryText;
   std::string TailText;
   std::vector<ZipEntry> Entries{1};  // from 1
-  std::string CurrentFolder;         // "" is the root
   std::shared_ptr<Extract> ExtractDialog;
 
   Winsock ZIPReader;  // the first request
   Winsock ZIP;        // the second
 
-  Label Label1{this, "Label1"};  // how far the reading is, then the totals
-  Label Label2{this, "Label2"};  // the archive's URL
-  ListView ListView1{this,
-                     "ListView1",
-                     {{"", "Filename", 0, "", 30},
-                      {"", "Packed Size", 0, "", 13},
-                      {"", "Normal Size", 0, "", 13},
-                      {"", "Ratio", 0, "", 9},
-                      {"", "Internal Path", 0, "", 35}}};
-  OptionButton Option1{this, "Option1", "View By Folder"};
-  OptionButton Option2{this, "Option2", "View By File"};
-  OptionButton Option3{this, "Option3", "List"};
-  OptionButton Option4{this, "Option4", "Report"};
-  OptionButton Option5{this, "Option5", "Icon"};
-  OptionButton Option6{this, "Option6", "Small"};
-  CommandButton Command4{this, "Command4", "Parent Directory"};
-  CommandButton Command1{this, "Command1", "Extract ALL"};
-  CommandButton Command2{this, "Command2", "Extract SELECTED"};  // does nothing
-  CommandButton Command3{this, "Command3", "Download classic"};
   Picture pic16{this, "pic16"};  // scratch for a file's icon
   Picture pic32{this, "pic32"};
 
  protected:
   void OnLoad() override;
   void OnUnload() override;
-  void OnSized() override { OnResize(); }
-  void OnResize() override;
 
  private:
   DownloadRecord& Record() { return program_.Download(RecordIndex); }
@@ -97,10 +75,6 @@ class Form2 final : public Window, public ZipViewer {
   void ReadEntries();
 
   void EnterSelected();
-  void GoToParent();
-  void SortByColumn(int column);
-  void ChooseView(bool byFile);
-  void ChooseDisplay(const OptionButton& chosen, int display);
   void OpenExtract();
   Task<> DownloadClassic();
 

@@ -215,8 +215,9 @@ std::string SimFetch::HttpRequestText() const {
             "\r\n";
   }
   if (request_.ranged) {
-    text += "Range: bytes=" + std::to_string(request_.from) + "-" +
-            (request_.to < 0 ? "" : std::to_string(request_.to)) + "\r\n";
+    const std::int64_t to = request_.last > 0 ? request_.last : request_.to;
+    text += "Range: bytes=" + (request_.last > 0 ? "" : std::to_string(request_.from)) + "-" +
+            (to < 0 ? "" : std::to_string(to)) + "\r\n";
   }
   text += "Accept-Encoding: identity\r\n";
   for (const FetchHeader& header : request_.headers) text += header.name + ": " + header.value + "\r\n";

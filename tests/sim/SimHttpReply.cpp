@@ -15,13 +15,20 @@ struct Range {
   std::uint64_t last = 0;
 };
 
-// "bytes=first-last" or "bytes=first-", limited to the file; nullopt if it is neither or begins after the end.
+// "bytes=first-last", "bytes=first-" or "bytes=-length", limited to the file; nullopt if it is neither or begins after
+// the end.
 std::optional<Range> ParseRange(std::string_view text, std::uint64_t length) {
   constexpr std::string_view kUnit = "bytes=";
   if (text.substr(0, kUnit.size()) != kUnit) return std::nullopt;
   text.remove_prefix(kUnit.size());
   Range range;
   const char* const end = text.data() + text.size();
+  if (text.starts_with('-') && length > 0) {
+    std::uint64_t last = 0;
+    const auto read = std::from_chars(text.data() + 1, end, last);
+    if (read.ec != std::errc() || read.ptr != end || last == 0) return std::nullopt;
+    return Range{length - std::min(last, length), length - 1};
+  }
   const auto first = std::from_chars(text.data(), end, range.first);
   if (first.ec != std::errc() || first.ptr == end || *first.ptr != '-') return std::nullopt;
   if (first.ptr + 1 == end) {

@@ -232,8 +232,9 @@ void CurlTransfer::SetHttp() {
   Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));  // none of these goes to a proxy
   Set(CURLOPT_HTTPAUTH, static_cast<long>(CurlAuthOf(request_.auth)));
   if (request_.ranged) {
-    const std::string to = request_.to < 0 ? "" : std::to_string(request_.to);
-    AddHeader("Range", "bytes=" + std::to_string(request_.from) + "-" + to);
+    const std::string from = request_.last > 0 ? "" : std::to_string(request_.from);
+    const std::int64_t to = request_.last > 0 ? request_.last : request_.to;
+    AddHeader("Range", "bytes=" + from + "-" + (to < 0 ? "" : std::to_string(to)));
   }
   AddHeader("Accept-Encoding", "identity");
   for (const FetchHeader& header : request_.headers) AddHeader(header.name, header.value);

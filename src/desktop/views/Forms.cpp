@@ -15,10 +15,12 @@
 #include "ui_AddList.h"
 #include "ui_AskLine.h"
 #include "ui_AskLogin.h"
+#include "ui_AskUnpack.h"
 #include "ui_DownloadBasket.h"
 #include "ui_Extract.h"
 #include "ui_Form1.h"
 #include "ui_Form2.h"
+#include "ui_LookInside.h"
 #include "ui_MainWindow.h"
 #include "ui_TransferWindow.h"
 #include "ui_WantDown.h"
@@ -40,7 +42,7 @@ struct Form {
   QWidget* (*make)();
 };
 
-constexpr std::array<Form, 11> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
+constexpr std::array<Form, 13> kForms = {{{"MainWindow", &Make<::Ui::MainWindow, QMainWindow>},
                                           {"TransferWindow", &Make<::Ui::TransferWindow, QWidget>},
                                           {"Form1", &Make<::Ui::Form1, QDialog>},
                                           {"AddList", &Make<::Ui::AddList, QDialog>},
@@ -50,7 +52,9 @@ constexpr std::array<Form, 11> kForms = {{{"MainWindow", &Make<::Ui::MainWindow,
                                           {"DownloadBasket", &Make<::Ui::DownloadBasket, BasketForm>},
                                           {"Form2", &Make<::Ui::Form2, QWidget>},
                                           {"Extract", &Make<::Ui::Extract, QDialog>},
-                                          {"AskLogin", &Make<::Ui::AskLogin, QDialog>}}};
+                                          {"AskLogin", &Make<::Ui::AskLogin, QDialog>},
+                                          {"LookInside", &Make<::Ui::LookInside, QWidget>},
+                                          {"AskUnpack", &Make<::Ui::AskUnpack, QDialog>}}};
 
 // Dims a label relative to its neighbours on every palette, even after a change. Themes that do not set PlaceholderText
 // leave it black on a dark window.

@@ -13,7 +13,9 @@
 #include "OptionsStage.h"
 #include "Samples.h"
 #include "Stage.h"
+#include "TestArchive.h"
 #include "ZipStage.h"
+#include "archive/ArchiveReader.h"
 #include "async/TaskLoop.h"
 #include "core/WebTexts.h"
 #include "desktop/views/QtDialogs.h"
@@ -22,6 +24,7 @@
 #include "mainwin/Form1.h"
 #include "transferwin/AskLogin.h"
 #include "zipview/Extract.h"
+#include "zipview/LookInside.h"
 
 namespace {
 
@@ -219,6 +222,67 @@ void DrawAskLine(Painter& painter, const char* language, const LineQuestion& que
   stage.Do([&] { window.Unload(); });
 }
 
+// One archive, read at once.
+class SampleArchives final : public RemoteArchives {
+ public:
+  std::unique_ptr<ArchiveInquiry> Read(const std::string&, const WebAdd&, std::function<void(const std::string& state)>,
+                                       std::function<void(const ArchiveReading& reading)> done) override {
+    TestArchive archive{
+        .entries = {
+            File("pellora-5.2/README.txt", 1482, 3920), File("pellora-5.2/setup.bin", 3188210, 3411968),
+            File("pellora-5.2/docs/manual.pdf", 801234, 934511), File("pellora-5.2/docs/images/main.png", 62011, 62011),
+            File("pellora-5.2/src/old-sources.tar.gz", 120334, 120310), File("pellora-5.2/keys.txt", 412, 400, 1),
+            File("../outside.txt", 12, 10), File("pellora-5.2/sounds/finished.ogg", 30412, 31008, 0, 97)}};
+    const std::string bytes = archive.Bytes();
+    ArchiveReader reader(static_cast<std::int64_t>(bytes.size()));
+    while (const std::optional<Range> wanted = reader.Wants()) {
+      reader.Take(bytes.substr(static_cast<std::size_t>(wanted->begin), static_cast<std::size_t>(wanted->Length())));
+    }
+    ArchiveReading reading;
+    FileFacts facts;
+    facts.total = static_cast<std::int64_t>(bytes.size());
+    reading.contents = std::make_shared<ArchiveContents>(ArchiveContents{"a.zip", facts, reader.TakeDirectory()});
+    done(reading);
+    return std::make_unique<ArchiveInquiry>();
+  }
+
+ private:
+  static TestEntry File(const std::string& name, std::size_t packed, std::uint32_t size, std::uint16_t flags = 0,
+                        std::uint16_t method = 8) {
+    return {.name = name, .data = std::string(packed, 'x'), .size = size, .flags = flags, .method = method};
+  }
+};
+
+void DrawLookInside(Painter& painter, const char* language) {
+  const auto name = [&](const char* picture) {
+    return QLatin1String(picture) + QLatin1Char('-') + QLatin1String(language);
+  };
+  AppStage stage;
+  Speak(stage, language);
+  SampleArchives archives;
+  Program& program = stage.app->program();
+  const ArchiveLook look{.url = "https://files.example.com/pub/releases/2026/november/pellora-5.2-complete.zip"};
+  const auto window = std::make_shared<LookInside>(program, archives, look, LookActions{});
+  stage.Do([&] { window->Start(); });
+  stage.Do([&] { window->ListView1.SelectByUser({1, 2, 3}); });
+  painter.SaveWindow(*window, name("look-inside"));
+  window->Width = 620;
+  window->Height = 380;
+  stage.Do([&] {
+    window->Text1.SetByUser("*s*");
+    window->Option1.SetByUser(true);
+  });
+  painter.SaveWindow(*window, name("look-inside-small"));
+  stage.Do([&] { window->Unload(); });
+  for (const auto& [existing, password] : {std::pair(true, true), std::pair(true, false), std::pair(false, true)}) {
+    const auto question = std::make_shared<AskUnpack>(program, existing, password);
+    stage.Do([&] { question->Show(); });
+    painter.SaveWindow(*question, name("ask-unpack") + (existing ? QStringLiteral("-existing") : QString()) +
+                                      (password ? QStringLiteral("-password") : QString()));
+    stage.Do([&] { question->Unload(); });
+  }
+}
+
 void DrawOptions(Painter& painter, const char* language, const QLocale& locale) {
   OptionsStage options(QStringLiteral(PELLORA_LANGUAGES));
   options.locale.locale = locale;
@@ -261,6 +325,7 @@ int main(int argc, char** argv) {
     for (const char* const language : {"english", "german"}) {
       DrawAskLogin(painter, language);
       DrawAddFold(painter, language);
+      DrawLookInside(painter, language);
     }
     DrawOptions(painter, "english", QLocale(QLocale::English, QLocale::UnitedStates));
     DrawOptions(painter, "german", QLocale(QLocale::German, QLocale::Germany));
