@@ -1,5 +1,6 @@
 # cmake --install: the program for all users, in the folders of GNUInstallDirs. The prefix can be given at that time.
-install(TARGETS Pellora pelloractl pellora-browser-host pellora-preview RUNTIME DESTINATION ${PELLORA_INSTALL_PROGRAM})
+install(TARGETS Pellora pelloractl pellora-browser-host pellora-preview pellora-unpack
+        RUNTIME DESTINATION ${PELLORA_INSTALL_PROGRAM})
 install(DIRECTORY ${PELLORA_FOLDER}/ DESTINATION ${PELLORA_INSTALL_DATA}/languages
         FILES_MATCHING PATTERN "*.txt" PATTERN browser EXCLUDE)
 install(DIRECTORY ${PELLORA_FOLDER}/browser DESTINATION ${PELLORA_INSTALL_DATA})

@@ -12,7 +12,7 @@ import sys
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 PAGE = os.path.join(ROOT, "docs/man/pelloractl.1")
-COMMANDS = ("Add", "List", "Wait", "Pause", "Resume", "Remove", "Limit", "Open", "Quit")
+COMMANDS = ("Add", "List", "Wait", "Pause", "Resume", "Remove", "Limit", "Open", "Zip", "Quit")
 HEAD = r""".\" Written by scripts/manual.py from the help texts of the program.
 .TH PELLORACTL 1 2026-11-22 "Pellora 5.2" "User Commands"
 .SH NAME

@@ -233,6 +233,11 @@ struct App::Parts {
     archives = NewWebArchives(program, *web);
     archiveWindows = std::make_unique<ArchiveWindows>(program, *archives);
     program.lookInside = [this](const ArchiveLook& look) { LookInto(look); };
+    program.isSelection = [this](int index) {
+      const DownloadRecord& record = program.Download(index);
+      const JournalEntry* const entry = web->journal.Find(JournalKeyOf(record.URL, record.DateAdded));
+      return entry != nullptr && !entry->selection.empty();
+    };
     program.hasJournalEntry = [this](const std::string& url, double added) {
       return web->journal.Find(JournalKeyOf(url, added)) != nullptr;
     };

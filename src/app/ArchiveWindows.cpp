@@ -19,7 +19,9 @@ namespace pellora {
 
 namespace {
 
-constexpr std::size_t kMostListed = 300'000;  // entries in one answer to a script
+// In one answer to a script: the bus takes lists of up to 64 MiB.
+constexpr std::size_t kMostListed = 300'000;  // entries
+constexpr std::size_t kMostNameBytes = std::size_t{24} << 20;
 
 const char* FaultWords(EntryFault fault) {
   switch (fault) {
@@ -64,16 +66,19 @@ double ModifiedOf(const ArchiveEntry& entry) {
 
 ListedArchive ListingOf(const ArchiveIndex& index) {
   ListedArchive listed;
-  if (index.Count() > kMostListed) {
-    listed.reason = "The archive has " + std::to_string(index.Count()) + " entries; at most " +
-                    std::to_string(kMostListed) + " can be listed here.";
-    return listed;
-  }
+  const auto tooLarge = [&](const std::string& what) {
+    return ListedArchive{{}, "The archive has " + what + ": that is too much for a list."};
+  };
+  if (index.Count() > kMostListed) return tooLarge(std::to_string(index.Count()) + " entries");
   listed.entries.reserve(index.Count());
+  std::size_t bytes = 0;
   for (std::size_t at = 0; at < index.Count(); ++at) {
     const ArchiveEntry entry = index.Entry(at);
-    listed.entries.push_back({index.NameOf(entry) + (entry.kind == EntryKind::Folder ? "/" : ""), entry.size,
-                              entry.packed, ModifiedOf(entry), FaultWords(index.FaultOf(at))});
+    std::string name = index.NameOf(entry) + (entry.kind == EntryKind::Folder ? "/" : "");
+    bytes += name.size();
+    if (bytes > kMostNameBytes) return tooLarge("names of more than 24 MiB");
+    listed.entries.push_back(
+        {std::move(name), entry.size, entry.packed, ModifiedOf(entry), FaultWords(index.FaultOf(at))});
   }
   return listed;
 }

@@ -160,7 +160,8 @@ std::int16_t FindListed(Program& program, const std::string& url, EngineName eng
     if (!record.InUse) continue;
     const bool hasLogin = cut && record.URL.find('@') != std::string::npos;  // else there is nothing to be cut
     const bool same = hasLogin ? WithoutPassword(record.URL) == wanted : cut && record.URL == wanted;
-    if (same || record.URL == url) return static_cast<std::int16_t>(i);
+    if (!same && record.URL != url) continue;
+    if (!program.isSelection || !program.isSelection(i)) return static_cast<std::int16_t>(i);
   }
   return 0;
 }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string_view>
 
 namespace pellora {
@@ -22,6 +23,11 @@ std::int64_t RoundTiesToEven(double value);
 
 // Clamped to 0 and the type's largest value: what a record shows of a figure in 64 bits.
 std::int32_t HeldToInt32(std::int64_t value);
+
+// The sum of two that are not negative, clamped to the type's largest value.
+constexpr std::int64_t ClampedSum(std::int64_t a, std::int64_t b) {
+  return b > std::numeric_limits<std::int64_t>::max() - a ? std::numeric_limits<std::int64_t>::max() : a + b;
+}
 
 // "True", "False" (in any case) or a number: zero is False, any other is True.
 bool ToBoolean(std::string_view text);

@@ -90,6 +90,8 @@ class Program {
   std::function<void(const std::string& reason)> listNotSaved;  // once until a save succeeds; may be empty
   // The web engine's journal has an entry of this address and date, whether its record is listed or not; may be empty.
   std::function<bool(const std::string& url, double added)> hasJournalEntry;
+  // A record is of chosen files of an archive, and not of what is at its address; may be empty.
+  std::function<bool(int index)> isSelection;
   // A record was added for the web engine; may be empty.
   std::function<void(std::int16_t index, const WebAdd& add)> webAdded;
   // The limit of speed of a record was set; may be empty.

@@ -3,9 +3,12 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusReply>
+#include <QDateTime>
+#include <cmath>
 #include <map>
 #include <utility>
 
+#include "desktop/DisplayText.h"
 #include "ports/EventLoop.h"
 
 namespace pellora {
@@ -19,17 +22,23 @@ void TakeActivationToken(const QVariantMap& platformData) {
 }
 
 // Takes the value of one key into its member. False if the value has another type.
-using Take = std::function<bool(ScriptedAdd& request, const QVariant& value)>;
+template <class Request>
+using Take = std::function<bool(Request& request, const QVariant& value)>;
 
-Take IntoText(std::string ScriptedAdd::*member) {
-  return [member](ScriptedAdd& request, const QVariant& value) {
+template <class Request>
+using Keys = std::map<QString, Take<Request>>;
+
+template <class Request>
+Take<Request> IntoText(std::string Request::*member) {
+  return [member](Request& request, const QVariant& value) {
     request.*member = value.toString().toStdString();
     return value.typeId() == QMetaType::QString;
   };
 }
 
-Take IntoFlag(bool ScriptedAdd::*member) {
-  return [member](ScriptedAdd& request, const QVariant& value) {
+template <class Request>
+Take<Request> IntoFlag(bool Request::*member) {
+  return [member](Request& request, const QVariant& value) {
     request.*member = value.toBool();
     return value.typeId() == QMetaType::Bool;
   };
@@ -45,38 +54,82 @@ bool TakeLimit(ScriptedAdd& request, const QVariant& value) {
   return value.typeId() == QMetaType::Int;
 }
 
-const std::map<QString, Take>& RequestKeys() {
-  static const std::map<QString, Take> keys{{kUrlKey, IntoText(&ScriptedAdd::url)},
-                                            {kFolderKey, IntoText(&ScriptedAdd::folder)},
-                                            {kNameKey, IntoText(&ScriptedAdd::name)},
-                                            {kUserKey, IntoText(&ScriptedAdd::user)},
-                                            {kPasswordKey, IntoText(&ScriptedAdd::password)},
-                                            {kChecksumKey, IntoText(&ScriptedAdd::checksum)},
-                                            {kReferrerKey, IntoText(&ScriptedAdd::referrer)},
-                                            {kCookiesKey, IntoText(&ScriptedAdd::cookies)},
-                                            {kAtKey, IntoText(&ScriptedAdd::at)},
-                                            {kLimitKey, TakeLimit},
-                                            {kMetalinkKey, TakeMetalink},
-                                            {kLaterKey, IntoFlag(&ScriptedAdd::later)},
-                                            {kDuplicateKey, IntoFlag(&ScriptedAdd::duplicate)},
-                                            {kQuietKey, IntoFlag(&ScriptedAdd::quiet)}};
+bool TakePatterns(ArchiveOrder& order, const QVariant& value) {
+  for (const QString& pattern : value.toStringList()) order.patterns.push_back(pattern.toStdString());
+  return value.typeId() == QMetaType::QStringList;
+}
+
+const Keys<ScriptedAdd>& KeysOfAdd() {
+  static const Keys<ScriptedAdd> keys{{kUrlKey, IntoText(&ScriptedAdd::url)},
+                                      {kFolderKey, IntoText(&ScriptedAdd::folder)},
+                                      {kNameKey, IntoText(&ScriptedAdd::name)},
+                                      {kUserKey, IntoText(&ScriptedAdd::user)},
+                                      {kPasswordKey, IntoText(&ScriptedAdd::password)},
+                                      {kChecksumKey, IntoText(&ScriptedAdd::checksum)},
+                                      {kReferrerKey, IntoText(&ScriptedAdd::referrer)},
+                                      {kCookiesKey, IntoText(&ScriptedAdd::cookies)},
+                                      {kAtKey, IntoText(&ScriptedAdd::at)},
+                                      {kLimitKey, TakeLimit},
+                                      {kMetalinkKey, TakeMetalink},
+                                      {kLaterKey, IntoFlag(&ScriptedAdd::later)},
+                                      {kDuplicateKey, IntoFlag(&ScriptedAdd::duplicate)},
+                                      {kQuietKey, IntoFlag(&ScriptedAdd::quiet)}};
+  return keys;
+}
+
+const Keys<ArchiveOrder>& KeysOfListing() {
+  static const Keys<ArchiveOrder> keys{{kUrlKey, IntoText(&ArchiveOrder::url)},
+                                       {kUserKey, IntoText(&ArchiveOrder::user)},
+                                       {kPasswordKey, IntoText(&ArchiveOrder::password)}};
+  return keys;
+}
+
+const Keys<ArchiveOrder>& KeysOfGetting() {
+  static const Keys<ArchiveOrder> keys = [] {
+    Keys<ArchiveOrder> more{{kPatternsKey, TakePatterns},
+                            {kFolderKey, IntoText(&ArchiveOrder::folder)},
+                            {kExistingKey, IntoText(&ArchiveOrder::existing)},
+                            {kArchivePasswordKey, IntoText(&ArchiveOrder::archivePassword)},
+                            {kQuietKey, IntoFlag(&ArchiveOrder::quiet)}};
+    more.insert(KeysOfListing().begin(), KeysOfListing().end());
+    return more;
+  }();
   return keys;
 }
 
 // What a request says, or why it is none. Unknown options, as a later version may send them, are refused: without them
-// the download would be another one.
-ScriptedAdd RequestIn(const QVariantMap& map, QString& reason) {
-  ScriptedAdd request;
+// it would be another request.
+template <class Request>
+Request RequestIn(const Keys<Request>& keys, const QVariantMap& map, QString& reason) {
+  Request request;
   if (map.value(kUrlKey).typeId() != QMetaType::QString) reason = "The request names no address.";
   for (auto option = map.begin(); option != map.end() && reason.isEmpty(); ++option) {
-    const auto known = RequestKeys().find(option.key());
-    if (known == RequestKeys().end()) {
+    const auto known = keys.find(option.key());
+    if (known == keys.end()) {
       reason = "Pellora does not know the option \"" + option.key() + "\".";
     } else if (!known->second(request, option.value())) {
       reason = "The option \"" + option.key() + "\" has a value of another type.";
     }
   }
   return request;
+}
+
+// A moment in days, like DateAdded.
+QString TimeText(double days) {
+  if (days <= 0) return {};
+  constexpr double kSecondsOfADay = 86'400;
+  const QDateTime start(QDate(1899, 12, 30), QTime(0, 0), Qt::UTC);
+  return start.addSecs(std::llround(days * kSecondsOfADay)).toString("yyyy-MM-dd HH:mm:ss");
+}
+
+QVariantMap EntriesOf(const ListedArchive& archive) {
+  QList<ArchiveRow> rows;
+  rows.reserve(static_cast<qsizetype>(archive.entries.size()));
+  for (const ListedEntry& entry : archive.entries) {
+    rows.append({WholeText(entry.name), entry.size, entry.packed, TimeText(entry.modified),
+                 QString::fromStdString(entry.fault)});
+  }
+  return {{kEntriesKey, QVariant::fromValue(rows)}};
 }
 
 QVariantMap Reason(const QString& reason) {
@@ -141,12 +194,43 @@ void BusService::Open(const QStringList& addresses) {
 void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
   call.setDelayedReply(true);
   QString refusal;
-  ScriptedAdd wanted = RequestIn(request, refusal);
+  ScriptedAdd wanted = RequestIn(KeysOfAdd(), request, refusal);
   if (!refusal.isEmpty()) {
     bus_.send(call.createReply(Reason(refusal)));
     return;
   }
-  const BusActions::Added added = [bus = bus_, call](const std::vector<std::string>& ids, const std::string& reason) {
+  events_.Post([add = actions_.add, wanted = std::move(wanted), added = ReplyWithIds(call)] { add(wanted, added); });
+}
+
+void BusService::ListArchive(const QVariantMap& request, const QDBusMessage& call) {
+  call.setDelayedReply(true);
+  QString refusal;
+  ArchiveOrder order = RequestIn(KeysOfListing(), request, refusal);
+  if (!refusal.isEmpty()) {
+    bus_.send(call.createReply(Reason(refusal)));
+    return;
+  }
+  const BusActions::Listed listed = [bus = bus_, call](const ListedArchive& archive) {
+    const bool none = !archive.reason.empty();
+    bus.send(call.createReply(none ? Reason(QString::fromStdString(archive.reason)) : EntriesOf(archive)));
+  };
+  events_.Post([list = actions_.listArchive, order = std::move(order), listed] { list(order, listed); });
+}
+
+void BusService::GetFromArchive(const QVariantMap& request, const QDBusMessage& call) {
+  call.setDelayedReply(true);
+  QString refusal;
+  ArchiveOrder order = RequestIn(KeysOfGetting(), request, refusal);
+  if (!refusal.isEmpty()) {
+    bus_.send(call.createReply(Reason(refusal)));
+    return;
+  }
+  events_.Post(
+      [get = actions_.getFromArchive, order = std::move(order), added = ReplyWithIds(call)] { get(order, added); });
+}
+
+BusActions::Added BusService::ReplyWithIds(const QDBusMessage& call) const {
+  return [bus = bus_, call](const std::vector<std::string>& ids, const std::string& reason) {
     QVariantMap answer = Reason(QString::fromStdString(reason));
     QStringList texts;
     for (const std::string& id : ids) texts << QString::fromStdString(id);
@@ -154,7 +238,6 @@ void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
     if (texts.size() > 1) answer.insert(kIdsKey, texts);
     bus.send(call.createReply(answer));
   };
-  events_.Post([add = actions_.add, wanted = std::move(wanted), added] { add(wanted, added); });
 }
 
 void BusService::ReplyAfter(std::function<std::string()> act, const QDBusMessage& call) {
@@ -205,6 +288,16 @@ QList<DetailRow> DownloadsAdaptor::Details() const {
 QVariantMap DownloadsAdaptor::Add(const QVariantMap& request, const QDBusMessage& call) {
   service_->Add(request, call);
   return {};  // the reply is sent later
+}
+
+QVariantMap DownloadsAdaptor::ListArchive(const QVariantMap& request, const QDBusMessage& call) {
+  service_->ListArchive(request, call);
+  return {};
+}
+
+QVariantMap DownloadsAdaptor::GetFromArchive(const QVariantMap& request, const QDBusMessage& call) {
+  service_->GetFromArchive(request, call);
+  return {};
 }
 
 QVariantMap DownloadsAdaptor::Pause(const QString& id, const QDBusMessage& call) {

@@ -2,7 +2,8 @@
 // window when the program is started again.
 //
 // A call is posted as an event and answered at once. List and Details are answered from the program's state; Add and
-// the methods that change or show downloads after their event has run.
+// the methods that change or show downloads after their event has run, and those about archives once the server has
+// sent what the archive contains.
 #pragma once
 
 #include <QDBusAbstractAdaptor>
@@ -16,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "app/ArchiveWindows.h"
 #include "desktop/BusTypes.h"
 #include "mainwin/ScriptedAdd.h"
 
@@ -35,6 +37,9 @@ struct BusActions {
   // Gets the ids of the new records, and the reason why there are none or fewer than requested. Shows no question.
   using Added = std::function<void(const std::vector<std::string>& ids, const std::string& reason)>;
   std::function<void(ScriptedAdd request, Added added)> add;
+  using Listed = std::function<void(const ListedArchive& archive)>;
+  std::function<void(ArchiveOrder order, Listed listed)> listArchive;
+  std::function<void(ArchiveOrder order, Added added)> getFromArchive;
   // Each returns why nothing was done, or an empty text.
   std::function<std::string(const std::string& id)> pause;
   std::function<std::string()> pauseAll;
@@ -65,6 +70,8 @@ class BusService final : public QObject {
   QList<DownloadRow> List() const { return actions_.list(); }
   // These reply to `call` later.
   void Add(const QVariantMap& request, const QDBusMessage& call);
+  void ListArchive(const QVariantMap& request, const QDBusMessage& call);
+  void GetFromArchive(const QVariantMap& request, const QDBusMessage& call);
   void Pause(const QString& id, const QDBusMessage& call) { Change(actions_.pause, id, call); }
   void PauseAll(const QDBusMessage& call);
   void Resume(const QString& id, const QDBusMessage& call) { Change(actions_.resume, id, call); }
@@ -76,6 +83,7 @@ class BusService final : public QObject {
   void Quit();
 
  private:
+  BusActions::Added ReplyWithIds(const QDBusMessage& call) const;
   // Replies with the reason that `act` returns.
   void ReplyAfter(std::function<std::string()> act, const QDBusMessage& call);
   void Change(const std::function<std::string(const std::string&)>& change, const QString& id,
@@ -110,6 +118,12 @@ class DownloadsAdaptor final : public QDBusAbstractAdaptor {
   // The request has the key "url", and may have the others of BusTypes.h. The reply has the key "id", or "reason" if
   // it was refused; that to a Metalink has both, and "ids", if some of its files were. Nothing is asked.
   QVariantMap Add(const QVariantMap& request, const QDBusMessage& call);
+  // Of a ZIP archive. The request has the key "url", and may have "user" and "password". The reply has the key
+  // "entries", or "reason".
+  QVariantMap ListArchive(const QVariantMap& request, const QDBusMessage& call);
+  // Adds a download of some of its files. The request also has the keys "patterns" and "folder", and may have
+  // "existing", "archive-password" and "quiet". The reply is that of Add.
+  QVariantMap GetFromArchive(const QVariantMap& request, const QDBusMessage& call);
   // By id. The reply is empty, or has the key "reason".
   QVariantMap Pause(const QString& id, const QDBusMessage& call);
   QVariantMap PauseAll(const QDBusMessage& call);

@@ -64,11 +64,31 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, DetailRow& detail
   return argument;
 }
 
+QDBusArgument& operator<<(QDBusArgument& argument, const ArchiveRow& row) {
+  argument.beginStructure();
+  argument << row.name << qlonglong{row.size} << qlonglong{row.packed} << row.time << row.remark;
+  argument.endStructure();
+  return argument;
+}
+
+const QDBusArgument& operator>>(const QDBusArgument& argument, ArchiveRow& row) {
+  qlonglong size = 0;
+  qlonglong packed = 0;
+  argument.beginStructure();
+  argument >> row.name >> size >> packed >> row.time >> row.remark;
+  argument.endStructure();
+  row.size = size;
+  row.packed = packed;
+  return argument;
+}
+
 void RegisterBusTypes() {
   qDBusRegisterMetaType<DownloadRow>();
   qDBusRegisterMetaType<QList<DownloadRow>>();
   qDBusRegisterMetaType<DetailRow>();
   qDBusRegisterMetaType<QList<DetailRow>>();
+  qDBusRegisterMetaType<ArchiveRow>();
+  qDBusRegisterMetaType<QList<ArchiveRow>>();
 }
 
 }  // namespace pellora

@@ -35,6 +35,11 @@ inline constexpr const char* kDuplicateKey = "duplicate";  // bool: a listed dow
 inline constexpr const char* kQuietKey = "quiet";          // bool: no window opens
 // Bytes: a Metalink, whose files are added. The address is then only what the sender calls it.
 inline constexpr const char* kMetalinkKey = "metalink";
+// Of files in an archive:
+inline constexpr const char* kPatternsKey = "patterns";                 // texts, as ArchiveIndex::Matching takes them
+inline constexpr const char* kExistingKey = "existing";                 // "number", "replace" or "keep"
+inline constexpr const char* kArchivePasswordKey = "archive-password";  // of encrypted entries
+inline constexpr const char* kEntriesKey = "entries";                   // list of ArchiveRow
 inline constexpr const char* kIdKey = "id";
 inline constexpr const char* kIdsKey = "ids";  // texts: of a Metalink's files, the first one too
 // Why nothing was done, or why a download does not go on, in one sentence.
@@ -67,10 +72,21 @@ struct DetailRow {
   DownloadRow row;
 };
 
+// One entry of an archive, (sxxss) on the bus.
+struct ArchiveRow {
+  QString name;  // with "/" at the end of a folder's
+  qint64 size = 0;
+  qint64 packed = 0;
+  QString time;    // "YYYY-MM-DD HH:MM:SS" on the clock of the archive's maker; empty if it is not known
+  QString remark;  // why it cannot be unpacked, or "encrypted"; empty if it can be
+};
+
 QDBusArgument& operator<<(QDBusArgument& argument, const DownloadRow& row);
 const QDBusArgument& operator>>(const QDBusArgument& argument, DownloadRow& row);
 QDBusArgument& operator<<(QDBusArgument& argument, const DetailRow& detail);
 const QDBusArgument& operator>>(const QDBusArgument& argument, DetailRow& detail);
+QDBusArgument& operator<<(QDBusArgument& argument, const ArchiveRow& row);
+const QDBusArgument& operator>>(const QDBusArgument& argument, ArchiveRow& row);
 
 // Call once in a process, before a list of rows is sent or read.
 void RegisterBusTypes();
@@ -81,3 +97,5 @@ Q_DECLARE_METATYPE(pellora::DownloadRow)
 Q_DECLARE_METATYPE(QList<pellora::DownloadRow>)
 Q_DECLARE_METATYPE(pellora::DetailRow)
 Q_DECLARE_METATYPE(QList<pellora::DetailRow>)
+Q_DECLARE_METATYPE(pellora::ArchiveRow)
+Q_DECLARE_METATYPE(QList<pellora::ArchiveRow>)

@@ -244,6 +244,14 @@ BusActions BusActionsOf(App& app) {
   actions.add = [&app](ScriptedAdd wanted, const BusActions::Added& added) {
     app.Add(std::move(wanted), [added](const AddAnswer& answer) { added(answer.ids, answer.reason); });
   };
+  actions.listArchive = [&app](ArchiveOrder order, const BusActions::Listed& listed) {
+    app.ListArchive(std::move(order), listed);
+  };
+  actions.getFromArchive = [&app](ArchiveOrder order, const BusActions::Added& added) {
+    app.GetFromArchive(std::move(order), [added](const AddAnswer& answer) {
+      added(answer.id.empty() ? std::vector<std::string>() : std::vector<std::string>{answer.id}, answer.reason);
+    });
+  };
   actions.pause = [&app](const std::string& id) { return app.Pause(id); };
   actions.pauseAll = [&app] { return app.PauseAll(); };
   actions.resume = [&app](const std::string& id) { return app.Resume(id); };

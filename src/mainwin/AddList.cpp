@@ -30,9 +30,7 @@ constexpr std::int64_t kMegabyte = 1'000'000;
 enum SubItem : std::size_t { kSize, kUrl, kNote, kSubItems };
 
 // Of sizes; one that is not known counts for nothing.
-std::int64_t SumOf(std::int64_t a, std::int64_t b) {
-  return a + std::min(std::max<std::int64_t>(b, 0), std::numeric_limits<std::int64_t>::max() - a);
-}
+std::int64_t SumOf(std::int64_t a, std::int64_t b) { return ClampedSum(a, std::max<std::int64_t>(b, 0)); }
 
 std::string Megabytes(std::int64_t bytes) { return std::to_string(bytes / kMegabyte) + " MB"; }
 

@@ -10,7 +10,9 @@ namespace {
 QString TakeOption(Arguments& arguments, const QStringList& given, qsizetype& i, const QList<OptionRule>& rules) {
   const qsizetype equals = given[i].indexOf('=');
   const QString name = given[i].left(equals);
-  if (name == "--password") return "there is no --password: the process list shows arguments; use --password-stdin";
+  if (name == "--password" || name == "--archive-password") {
+    return "there is no " + name + ": the process list shows arguments; use " + name + "-stdin";
+  }
   const auto rule = std::find_if(rules.begin(), rules.end(), [&](const OptionRule& r) { return name == r.name; });
   if (rule == rules.end() && name != "--help") return "unknown option " + name;
   if (arguments.options.contains(name)) return name + " is given twice";

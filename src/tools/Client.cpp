@@ -8,6 +8,7 @@ namespace pellora {
 namespace {
 
 constexpr int kCallMilliseconds = 30000;  // for a reply; a call may have to start the program first
+constexpr int kServerMilliseconds = 600000;
 
 QDBusMessage Call(const char* interface, const char* method) {
   QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, interface, method);
@@ -37,10 +38,19 @@ std::optional<QList<DownloadRow>> Client::List() {
 }
 
 std::optional<QVariantMap> Client::Ask(const char* method, const QVariantList& arguments, IfNotRunning ifNotRunning) {
+  return Ask(method, arguments, ifNotRunning, kCallMilliseconds);
+}
+
+std::optional<QVariantMap> Client::AskServer(const char* method, const QVariantMap& request) {
+  return Ask(method, {request}, IfNotRunning::Start, kServerMilliseconds);
+}
+
+std::optional<QVariantMap> Client::Ask(const char* method, const QVariantList& arguments, IfNotRunning ifNotRunning,
+                                       int milliseconds) {
   QDBusMessage call = Call(kDownloadsInterface, method);
   call.setArguments(arguments);
   call.setAutoStartService(ifNotRunning == IfNotRunning::Start);
-  const QDBusReply<QVariantMap> reply = bus_.call(call, QDBus::Block, kCallMilliseconds);
+  const QDBusReply<QVariantMap> reply = bus_.call(call, QDBus::Block, milliseconds);
   if (reply.isValid()) return reply.value();
   Failed(reply.error(), ifNotRunning == IfNotRunning::Start);
   return std::nullopt;

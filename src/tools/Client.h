@@ -29,10 +29,14 @@ class Client {
   // The reply of a method that takes these arguments: "reason" in it says why nothing was done.
   std::optional<QVariantMap> Ask(const char* method, const QVariantList& arguments,
                                  IfNotRunning ifNotRunning = IfNotRunning::Fail);
+  // The same of a method that asks a server, which may take long. It starts the program if necessary.
+  std::optional<QVariantMap> AskServer(const char* method, const QVariantMap& request);
   bool ResumeAll();
   bool Quit();
 
  private:
+  std::optional<QVariantMap> Ask(const char* method, const QVariantList& arguments, IfNotRunning ifNotRunning,
+                                 int milliseconds);
   bool Tell(const QDBusMessage& call);
   bool Failed(const QDBusError& error, bool wasStarted);
 

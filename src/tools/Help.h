@@ -12,6 +12,7 @@ extern const char* const kResumeHelp;
 extern const char* const kRemoveHelp;
 extern const char* const kLimitHelp;
 extern const char* const kOpenHelp;
+extern const char* const kZipHelp;
 extern const char* const kQuitHelp;
 
 }  // namespace pellora

@@ -46,9 +46,9 @@ std::string ReadLine() {
   }
 }
 
-std::string ReadLineOfTerminal() {
+std::string ReadLineOfTerminal(const char* prompt) {
   const EchoOff echoOff;
-  std::fputs("Password: ", stderr);
+  std::fputs(prompt, stderr);
   std::string line = ReadLine();
   std::fputs("\n", stderr);
   return line;
@@ -56,8 +56,8 @@ std::string ReadLineOfTerminal() {
 
 }  // namespace
 
-std::optional<QString> ReadPassword() {
-  std::string line = isatty(STDIN_FILENO) == 1 ? ReadLineOfTerminal() : ReadLine();
+std::optional<QString> ReadPassword(const char* prompt) {
+  std::string line = isatty(STDIN_FILENO) == 1 ? ReadLineOfTerminal(prompt) : ReadLine();
   if (line.ends_with('\r')) line.pop_back();
   if (line.empty() || line.size() > kLongestPassword) return std::nullopt;
   QStringDecoder decoder(QStringDecoder::Utf8);

@@ -39,6 +39,14 @@ QJsonObject JsonOf(const Awaited& item) {
   return object;
 }
 
+QJsonObject JsonOf(const ArchiveRow& row) {
+  return {{"name", row.name},
+          {"size", row.size},
+          {"packed", row.packed},
+          {"time", TextOrNull(row.time)},
+          {"remark", TextOrNull(row.remark)}};
+}
+
 QByteArray JsonLine(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact); }
 
 }  // namespace pellora

@@ -18,6 +18,9 @@ QJsonObject JsonOf(const DownloadRow& row);
 // One that never was in the list has only these two and the reason.
 QJsonObject JsonOf(const Awaited& item);
 
+// Keys: name, size, packed, time, remark.
+QJsonObject JsonOf(const ArchiveRow& row);
+
 // Without a line end.
 QByteArray JsonLine(const QJsonObject& object);
 

@@ -18,6 +18,7 @@
 #include "tools/Progress.h"
 #include "tools/RowJson.h"
 #include "tools/WaitList.h"
+#include "tools/ZipPlan.h"
 
 namespace pellora {
 namespace {
@@ -64,12 +65,14 @@ void PrintAdded(const QString& url, const QVariantMap& answer, bool json) {
   PrintLine(JsonLine({{"url", WithoutPassword(url)}, {kReasonKey, answer.value(kReasonKey).toString()}}));
 }
 
+void WarnOfShownPassword() {
+  Complain("warning: the process list shows the password in the URL; use --user and --password-stdin", kOk);
+}
+
 int RunAdd(Client& client, const Arguments& arguments) {
   const AddPlan plan = PlanAdd(arguments);
   if (!plan.error.isEmpty()) return Complain(plan.error, kUsage);
-  if (plan.showsPassword) {
-    Complain("warning: the process list shows the password in the URL; use --user and --password-stdin", kOk);
-  }
+  if (plan.showsPassword) WarnOfShownPassword();
   ExitCode code = kOk;
   for (const QString& url : plan.urls) {
     const std::optional<QVariantMap> answer = client.Ask("Add", {plan.RequestFor(url)}, IfNotRunning::Start);
@@ -245,6 +248,27 @@ int RunQuit(Client& client, const Arguments&) {
   return kOk;
 }
 
+QByteArray LineOf(const ArchiveRow& row) {
+  const QStringList fields{Printable(row.name), QString::number(row.size), QString::number(row.packed), row.time,
+                           row.remark};
+  return fields.join('\t').toUtf8();
+}
+
+int RunZip(Client& client, const Arguments& arguments) {
+  const ZipPlan plan = PlanZip(arguments);
+  if (!plan.error.isEmpty()) return Complain(plan.error, kUsage);
+  if (WithoutPassword(plan.url) != plan.url) WarnOfShownPassword();
+  const bool json = arguments.Has("--json");
+  const std::optional<QVariantMap> answer =
+      client.AskServer(plan.lists ? "ListArchive" : "GetFromArchive", plan.request);
+  if (!answer) return Complain(client.Error(), kNotReachable);
+  if (!plan.lists) PrintAdded(plan.url, *answer, json);
+  for (const ArchiveRow& row : qdbus_cast<QList<ArchiveRow>>(answer->value(kEntriesKey))) {
+    PrintLine(json ? JsonLine(JsonOf(row)) : LineOf(row));
+  }
+  return Answered(plan.url, *answer);
+}
+
 struct Command {
   const char* name;
   const char* help;
@@ -262,6 +286,7 @@ QList<Command> Commands() {
           {"remove", kRemoveHelp, {}, true, RunRemove},
           {"limit", kLimitHelp, {{"--json"}}, true, RunLimit},
           {"open", kOpenHelp, {}, true, RunOpen},
+          {"zip", kZipHelp, ZipOptions(), true, RunZip},
           {"quit", kQuitHelp, {}, false, RunQuit}};
 }
 

@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "core/Numbers.h"
 #include "ui/SystemHelpers.h"
 #include "zipview/ZipListing.h"
 
@@ -15,8 +16,8 @@ namespace {
 void AddFile(ArchiveListing& listing, const ArchiveIndex& index, std::size_t at, const ArchiveEntry& entry,
              const std::string& path, const RemarkOf& remark) {
   ++listing.files;
-  listing.size += entry.size;
-  listing.packed += entry.packed;
+  listing.size = ClampedSum(listing.size, entry.size);
+  listing.packed = ClampedSum(listing.packed, entry.packed);
   const std::size_t slash = path.rfind('/');
   ListRow row;
   row.key = "e" + std::to_string(at);

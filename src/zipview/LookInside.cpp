@@ -7,6 +7,7 @@
 #include "async/Boxes.h"
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
+#include "core/Numbers.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
 #include "lang/Format.h"
@@ -146,8 +147,8 @@ void LookInside::ShowChosen() {
     const ArchiveEntry entry = index_->Entry(at);
     if (entry.kind == EntryKind::Folder) continue;
     ++files;
-    toFetch += index_->BytesToFetch(at);
-    unpacked += entry.size;
+    toFetch = ClampedSum(toFetch, index_->BytesToFetch(at));
+    unpacked = ClampedSum(unpacked, entry.size);
   }
   Label4.Caption =
       FillText(TextOf(program_, WebText::ChosenFiles), {std::to_string(files), SizeText(toFetch), SizeText(unpacked)});

@@ -6,7 +6,7 @@ _pelloractl_downloads() {
 }
 
 _pelloractl() {
-  local commands="add list wait pause resume remove limit open quit"
+  local commands="add list wait pause resume remove limit open zip quit"
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} options=
   if [ "$COMP_CWORD" -eq 1 ]; then
     COMPREPLY=($(compgen -W "$commands --help" -- "$word"))
@@ -18,9 +18,13 @@ _pelloractl() {
       COMPREPLY=($(compgen -f -- "$word"))
       return
       ;;
-    --folder)
+    --folder | --to)
       compopt -o filenames
       COMPREPLY=($(compgen -d -- "$word"))
+      return
+      ;;
+    --existing)
+      COMPREPLY=($(compgen -W "number replace keep" -- "$word"))
       return
       ;;
     --on-duplicate)
@@ -36,12 +40,14 @@ _pelloractl() {
     list | limit) options="--json" ;;
     wait) options="--progress --timeout --json" ;;
     pause) options="--all" ;;
+    zip) options="--to --existing --user --password-stdin --archive-password-stdin --json" ;;
   esac
   case $word in
     -*) COMPREPLY=($(compgen -W "$options --help" -- "$word")) ;;
     *)
       case ${COMP_WORDS[1]} in
         wait | pause | resume | remove | limit | open) _pelloractl_downloads "$word" ;;
+        zip) [ "$COMP_CWORD" -eq 2 ] && COMPREPLY=($(compgen -W "list get" -- "$word")) ;;
       esac
       ;;
   esac

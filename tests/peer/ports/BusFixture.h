@@ -69,6 +69,17 @@ class BusFixture : public testing::Test {
         added({std::to_string(calls.size()) + "-7-x"}, "");
       }
     };
+    door.listArchive = [this](const ArchiveOrder& order, const BusActions::Listed& listed) {
+      calls.push_back("list archive " + order.url);
+      orders.push_back(order);
+      listed(archive);
+    };
+    door.getFromArchive = [this](const ArchiveOrder& order, const BusActions::Added& added) {
+      calls.push_back("get " + order.url);
+      orders.push_back(order);
+      if (archive.reason.empty()) return added({"5-7-x"}, "");
+      added({}, archive.reason);
+    };
     door.pause = [this](const std::string& id) { return Change("pause", id); };
     door.pauseAll = [this] { return Change("pause", "all"); };
     door.resume = [this](const std::string& id) { return Change("resume", id); };
@@ -143,6 +154,8 @@ class BusFixture : public testing::Test {
   QList<DownloadRow> rows;
   std::vector<std::string> calls;
   std::vector<ScriptedAdd> requests;
+  std::vector<ArchiveOrder> orders;
+  ListedArchive archive;         // of every address
   std::vector<std::string> ids;  // of each add; empty: one that follows from the calls
   std::int32_t total = 0;        // limit
   bool headless = false;

@@ -29,6 +29,49 @@ TEST_F(BusServiceTest, RefusesARequestWithoutAUrlOrWithAnUnknownOption) {
   EXPECT_TRUE(calls.empty());
 }
 
+TEST_F(BusServiceTest, RefusesARequestAboutAnArchiveWithAKeyThatIsNotItsOwn) {
+  StartService();
+  const QDBusConnection bus = Bus();
+  const auto reason = [&](const char* method, const QVariantMap& request) {
+    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, method);
+    call << request;
+    QDBusPendingCall pending = bus.asyncCall(call);
+    EXPECT_TRUE(RunUntil([&] { return pending.isFinished(); }));
+    return QDBusPendingReply<QVariantMap>(pending).value().value(kReasonKey).toString();
+  };
+  const QString url = "http://a/1.zip";
+  EXPECT_EQ(reason("ListArchive", {}), "The request names no address.");
+  EXPECT_EQ(reason("ListArchive", {{kUrlKey, url}, {kFolderKey, "/d"}}),
+            "Pellora does not know the option \"folder\".");
+  EXPECT_EQ(reason("GetFromArchive", {{kPatternsKey, QStringList{"a"}}}), "The request names no address.");
+  EXPECT_EQ(reason("GetFromArchive", {{kUrlKey, url}, {kPatternsKey, "a"}}),
+            "The option \"patterns\" has a value of another type.");
+  EXPECT_EQ(reason("GetFromArchive", {{kUrlKey, url}, {kLimitKey, 1}}), "Pellora does not know the option \"limit\".");
+  EXPECT_TRUE(calls.empty());
+}
+
+TEST_F(BusServiceTest, ListsTheEntriesOfAnArchiveInFull) {
+  StartService();
+  archive.entries = {{"d/", 0, 0, 0, ""}, {"d/\xC3\xBC", 5'000'000'000, 4'000'000'000, 44'197.5, "encrypted"}};
+  const QDBusConnection bus = Bus();
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "ListArchive");
+  call << QVariantMap{{kUrlKey, "http://a/1.zip"}, {kUserKey, "joe"}, {kPasswordKey, "pass"}};
+  QDBusPendingCall pending = bus.asyncCall(call);
+  ASSERT_TRUE(RunUntil([&] { return pending.isFinished(); }));
+  const QVariant entries = QDBusPendingReply<QVariantMap>(pending).value().value(kEntriesKey);
+  EXPECT_EQ(entries.value<QDBusArgument>().currentSignature(), "a(sxxss)");
+  const auto rows = qdbus_cast<QList<ArchiveRow>>(entries);
+  ASSERT_EQ(rows.size(), 2);
+  EXPECT_EQ(rows[0].name + rows[0].time + rows[0].remark, "d/");
+  EXPECT_EQ(rows[1].name, QString::fromUtf8("d/\xC3\xBC"));
+  EXPECT_EQ(rows[1].size, 5'000'000'000);
+  EXPECT_EQ(rows[1].packed, 4'000'000'000);
+  EXPECT_EQ(rows[1].time, "2021-01-01 12:00:00");
+  EXPECT_EQ(rows[1].remark, "encrypted");
+  ASSERT_EQ(orders.size(), 1U);
+  EXPECT_EQ(orders[0].url + " " + orders[0].user + " " + orders[0].password, "http://a/1.zip joe pass");
+}
+
 TEST_F(BusServiceTest, KnowsThatTheRunningCopyHasNoWindows) {
   headless = true;
   StartService();

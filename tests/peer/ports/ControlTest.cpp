@@ -398,6 +398,17 @@ TEST_F(Pelloractl, RefusesWrongArguments) {
                                        {"limit", "1", "2", "3"},
                                        {"open", "1", "2"},
                                        {"quit", "1"},
+                                       {"zip"},
+                                       {"zip", "show", "http://a/1.zip"},
+                                       {"zip", "list"},
+                                       {"zip", "list", "http://a/1.zip", "x"},
+                                       {"zip", "list", "--to", "/tmp", "http://a/1.zip"},
+                                       {"zip", "list", "--archive-password-stdin", "http://a/1.zip"},
+                                       {"zip", "list", "--password-stdin", "http://a/1.zip"},
+                                       {"zip", "get", "http://a/1.zip", "x"},
+                                       {"zip", "get", "--to", "/tmp", "http://a/1.zip"},
+                                       {"zip", "get", "--to", "/tmp", "--existing", "ask", "http://a/1.zip", "x"},
+                                       {"zip", "get", "--to", "/tmp", "--user", "a:b", "http://a/1.zip", "x"},
                                        {"wait", "--progress", "--json"},
                                        {"wait", "--fast"},
                                        {"wait", "--timeout", "soon"}};
@@ -416,10 +427,74 @@ TEST_F(Pelloractl, RefusesAPasswordAsAnArgumentAndSaysWhy) {
   }
 }
 
+TEST_F(Pelloractl, RefusesThePasswordOfAnArchiveAsAnArgument) {
+  const Result result = Control({"zip", "get", "--to", "/tmp", "--archive-password", "secret", "http://a/1.zip", "x"});
+  EXPECT_EQ(result.code, 2);
+  EXPECT_EQ(result.err,
+            "pelloractl: there is no --archive-password: the process list shows arguments; use "
+            "--archive-password-stdin\n");
+}
+
+TEST_F(Pelloractl, ListsTheEntriesOfAnArchive) {
+  StartService();
+  archive.entries = {{"d/", 0, 0, 0, ""}, {"d/a\tb", 10, 7, 44'197.5, "encrypted"}};
+  const Result plain = Control({"zip", "list", "http://a/1.zip"});
+  EXPECT_EQ(plain.code, 0) << plain.err.toStdString();
+  EXPECT_EQ(plain.out,
+            QString("d/\t0\t0\t\t\nd/a%1b\t10\t7\t2021-01-01 12:00:00\tencrypted\n").arg(QChar::ReplacementCharacter));
+  const std::vector<QJsonObject> objects = ObjectsIn(Control({"zip", "list", "--json", "http://a/1.zip"}).out);
+  ASSERT_EQ(objects.size(), 2U);
+  EXPECT_TRUE(objects[0]["time"].isNull());
+  EXPECT_TRUE(objects[0]["remark"].isNull());
+  EXPECT_EQ(
+      objects[1],
+      (QJsonObject{
+          {"name", "d/a\tb"}, {"size", 10}, {"packed", 7}, {"time", "2021-01-01 12:00:00"}, {"remark", "encrypted"}}));
+  archive = {{}, "It is no ZIP archive."};
+  const Result refused = Control({"zip", "list", "http://joe:pass@a/1.zip"});
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_EQ(refused.out, "");
+  EXPECT_TRUE(refused.err.contains("warning: the process list shows the password")) << refused.err.toStdString();
+  EXPECT_TRUE(refused.err.endsWith("a/1.zip: It is no ZIP archive.\n")) << refused.err.toStdString();
+  EXPECT_FALSE(refused.err.contains("pass@"));
+}
+
+TEST_F(Pelloractl, PassesAllOptionsForFilesInAnArchive) {
+  StartService();
+  const Result result = Control({"zip", "get", "http://a/1.zip", "docs/*.pdf", "x y", "--to", "sub/../there",
+                                 "--existing=keep", "--user", "joe", "--password-stdin", "--archive-password-stdin"},
+                                {}, "login's\narchive's\n");
+  EXPECT_EQ(result.code, 0) << result.err.toStdString();
+  EXPECT_EQ(result.out, "5-7-x\n");
+  ASSERT_EQ(orders.size(), 1U);
+  const ArchiveOrder& order = orders[0];
+  EXPECT_EQ(order.url, "http://a/1.zip");
+  EXPECT_EQ(order.patterns, (std::vector<std::string>{"docs/*.pdf", "x y"}));
+  EXPECT_EQ(order.folder, data.Path() + "/there");
+  EXPECT_EQ(order.existing, "keep");
+  EXPECT_EQ(order.user, "joe");
+  EXPECT_EQ(order.password, "login's");
+  EXPECT_EQ(order.archivePassword, "archive's");
+  EXPECT_FALSE(order.quiet);
+}
+
+TEST_F(Pelloractl, SaysWhyNothingIsFetchedFromAnArchive) {
+  StartService();
+  archive.reason = "No file in the archive has such a name.";
+  const Result plain = Control({"zip", "get", "--to", "/", "http://a/1.zip", "x"});
+  EXPECT_EQ(plain.code, 1);
+  EXPECT_EQ(plain.out, "");
+  EXPECT_EQ(plain.err, "pelloractl: http://a/1.zip: No file in the archive has such a name.\n");
+  const std::vector<QJsonObject> objects =
+      ObjectsIn(Control({"zip", "get", "--json", "--to", "/", "http://a/1.zip", "x"}).out);
+  ASSERT_EQ(objects.size(), 1U);
+  EXPECT_EQ(objects[0], (QJsonObject{{"url", "http://a/1.zip"}, {"reason", QString::fromStdString(archive.reason)}}));
+}
+
 TEST_F(Pelloractl, EveryCommandHasItsHelp) {
   const Result all = Control({"--help"});
   EXPECT_EQ(all.code, 0);
-  for (const QString command : {"add", "list", "wait", "pause", "resume", "remove", "limit", "open", "quit"}) {
+  for (const QString command : {"add", "list", "wait", "pause", "resume", "remove", "limit", "open", "zip", "quit"}) {
     const Result help = Control({command, "--help"});
     EXPECT_EQ(help.code, 0);
     EXPECT_TRUE(help.out.startsWith("Usage: pelloractl " + command)) << help.out.toStdString();

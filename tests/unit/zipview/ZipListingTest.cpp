@@ -78,6 +78,9 @@ TEST(ZipRatio, RoundsHalvesToTheEvenNeighbour) {
       {1005, 1000, "0%"},
       {4294967295, 1, "-32667%"},
       {4294967295, 4294967295, "0%"},
+      {INT64_MAX, INT64_MAX, "0%"},
+      {INT64_MAX, 1, "-32667%"},
+      {1, INT64_MAX, "100%"},
   };
   for (const Case& c : kCases) EXPECT_EQ(ZipRatio(c.packed, c.normal), c.ratio) << c.packed << "/" << c.normal;
 }
