@@ -60,14 +60,14 @@ TEST_F(BusServiceTest, ListsTheEntriesOfAnArchiveInFull) {
   ASSERT_TRUE(RunUntil([&] { return pending.isFinished(); }));
   const QVariant entries = QDBusPendingReply<QVariantMap>(pending).value().value(kEntriesKey);
   EXPECT_EQ(entries.value<QDBusArgument>().currentSignature(), "a(sxxss)");
-  const auto rows = qdbus_cast<QList<ArchiveRow>>(entries);
-  ASSERT_EQ(rows.size(), 2);
-  EXPECT_EQ(rows[0].name + rows[0].time + rows[0].remark, "d/");
-  EXPECT_EQ(rows[1].name, QString::fromUtf8("d/\xC3\xBC"));
-  EXPECT_EQ(rows[1].size, 5'000'000'000);
-  EXPECT_EQ(rows[1].packed, 4'000'000'000);
-  EXPECT_EQ(rows[1].time, "2021-01-01 12:00:00");
-  EXPECT_EQ(rows[1].remark, "encrypted");
+  const auto listed = qdbus_cast<QList<ArchiveRow>>(entries);
+  ASSERT_EQ(listed.size(), 2);
+  EXPECT_EQ(listed[0].name + listed[0].time + listed[0].remark, "d/");
+  EXPECT_EQ(listed[1].name, QString::fromUtf8("d/\xC3\xBC"));
+  EXPECT_EQ(listed[1].size, 5'000'000'000);
+  EXPECT_EQ(listed[1].packed, 4'000'000'000);
+  EXPECT_EQ(listed[1].time, "2021-01-01 12:00:00");
+  EXPECT_EQ(listed[1].remark, "encrypted");
   ASSERT_EQ(orders.size(), 1U);
   EXPECT_EQ(orders[0].url + " " + orders[0].user + " " + orders[0].password, "http://a/1.zip joe pass");
 }

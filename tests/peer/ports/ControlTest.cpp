@@ -440,8 +440,9 @@ TEST_F(Pelloractl, ListsTheEntriesOfAnArchive) {
   archive.entries = {{"d/", 0, 0, 0, ""}, {"d/a\tb", 10, 7, 44'197.5, "encrypted"}};
   const Result plain = Control({"zip", "list", "http://a/1.zip"});
   EXPECT_EQ(plain.code, 0) << plain.err.toStdString();
-  EXPECT_EQ(plain.out,
-            QString("d/\t0\t0\t\t\nd/a%1b\t10\t7\t2021-01-01 12:00:00\tencrypted\n").arg(QChar::ReplacementCharacter));
+  EXPECT_EQ(
+      plain.out,
+      QString("d/\t0\t0\t\t\nd/a%1b\t10\t7\t2021-01-01 12:00:00\tencrypted\n").arg(QChar(QChar::ReplacementCharacter)));
   const std::vector<QJsonObject> objects = ObjectsIn(Control({"zip", "list", "--json", "http://a/1.zip"}).out);
   ASSERT_EQ(objects.size(), 2U);
   EXPECT_TRUE(objects[0]["time"].isNull());
