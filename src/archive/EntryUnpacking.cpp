@@ -29,6 +29,11 @@ bool HasSum(const PackedEntry& entry) { return entry.aes.empty() || LittleEndian
 
 }  // namespace
 
+OutputTraits TraitsOf(const SelectedEntry& entry) {
+  const auto date = static_cast<std::uint32_t>(entry.packed.dosDate);
+  return {entry.mode, entry.modified, date << 16U | entry.packed.dosTime};
+}
+
 EntryUnpacking::EntryUnpacking(Unpacker& unpacker, std::shared_ptr<OutputFolder> folder,
                                std::shared_ptr<DownloadFile> part, SelectedEntry entry, std::string password,
                                Existing existing, std::shared_ptr<UnpackedFiles> files)
@@ -194,7 +199,7 @@ EntryEnd EntryUnpacking::GiveName() {
     }
     replaced = found.identity;
   }
-  if (!file_->Publish(path.back(), {entry_.mode, entry_.modified}, replaced)) return EntryEnd::None;
+  if (!file_->Publish(path.back(), TraitsOf(entry_), replaced)) return EntryEnd::None;
   // The entry is there, whether or not it can be looked at.
   Skip([&] { files_->Add(folder_->LookAt(path).identity); });
   published_ = std::move(path);

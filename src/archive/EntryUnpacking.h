@@ -24,6 +24,9 @@
 
 namespace pellora {
 
+// What a file or folder made of the entry is to have.
+OutputTraits TraitsOf(const SelectedEntry& entry);
+
 enum class EntryEnd : std::uint8_t {
   None,           // not yet: Step must be called again
   Unpacked,       // it has its name

@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -42,10 +43,29 @@ void FlushFolder(int folder, const std::string& path) {
   if (fsync(folder) != 0 && errno == EIO) throw FileFailure(path, errno);
 }
 
+// The seconds count in steps of two. A day that no month has becomes one of the next month.
+std::optional<time_t> TimeOf(const OutputTraits& traits) {
+  if (traits.modified) return static_cast<time_t>(*traits.modified);
+  const auto bits = [fields = traits.localTime](unsigned from, unsigned count) {
+    return static_cast<int>(fields >> from & ((1U << count) - 1));
+  };
+  tm local{};
+  local.tm_year = bits(25, 7) + 80;
+  local.tm_mon = bits(21, 4) - 1;
+  local.tm_mday = bits(16, 5);
+  local.tm_hour = bits(11, 5);
+  local.tm_min = bits(5, 6);
+  local.tm_sec = bits(0, 5) * 2;
+  local.tm_isdst = -1;
+  if (local.tm_mon < 0 || local.tm_mon > 11 || local.tm_mday == 0) return std::nullopt;
+  return mktime(&local);
+}
+
 // Disks without times or with a smaller range refuse: the file is as good without.
-void SetModified(int descriptor, const std::optional<std::int64_t>& modified) {
+void SetModified(int descriptor, const OutputTraits& traits) {
+  const std::optional<time_t> modified = TimeOf(traits);
   if (!modified) return;
-  const std::array<timespec, 2> times{{{0, UTIME_OMIT}, {static_cast<time_t>(*modified), 0}}};
+  const std::array<timespec, 2> times{{{0, UTIME_OMIT}, {*modified, 0}}};
   futimens(descriptor, times.data());
 }
 
@@ -92,7 +112,7 @@ class PosixOutputFile final : public OutputFile {
     // Others may have exchanged even that: their file is not this one.
     if (!draft_.empty() && !IsOwnDraft()) throw FileFailure(path_ + "/" + draft_, ESTALE);
     file_.SetRights(RightsFor(traits, 0666, kPrivateMode));
-    SetModified(descriptor_, traits.modified);
+    SetModified(descriptor_, traits);
     file_.Flush();
     if (!(replaced ? Replace(name, *replaced) : GiveFreeName(name))) {
       file_.SetRights(kPrivateMode);
@@ -187,7 +207,7 @@ class PosixOutputFolder final : public OutputFolder {
     if (traits.mode != 0 && fchmod(folder.Number(), RightsFor(traits, 0, kUserRights)) != 0 && !MeansCannot(errno)) {
       throw FileFailure(Joined(path_, path), errno);
     }
-    SetModified(folder.Number(), traits.modified);
+    SetModified(folder.Number(), traits);
   }
   OutputFound LookAt(const OutputPath& path) override {
     const Descriptor folder = OpenFolder(Above(path), false, true);

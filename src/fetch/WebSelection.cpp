@@ -84,8 +84,6 @@ class CopySearch {
   bool found_ = false;
 };
 
-OutputTraits TraitsOf(const SelectedEntry& entry) { return {entry.mode, entry.modified}; }
-
 }  // namespace
 
 // The start of a run.

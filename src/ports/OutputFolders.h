@@ -22,6 +22,9 @@ using OutputPath = std::vector<std::string>;
 struct OutputTraits {
   std::uint16_t mode = 0;                // Unix permissions, without those for other users' identities; 0: not known
   std::optional<std::int64_t> modified;  // seconds since 1970
+  // Where that is not known: a time of this machine's zone, as ZIP archives have it (APPNOTE.TXT 6.3.10,
+  // section 4.4.6), the date above the time; 0: not known either.
+  std::uint32_t localTime = 0;
 };
 
 class OutputFile {

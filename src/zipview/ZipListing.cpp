@@ -58,7 +58,8 @@ ZipName SplitZipName(std::string_view name) {
 std::string ZipRatio(std::int64_t packed, std::int64_t normal) {
   constexpr std::int64_t kMostExact = std::numeric_limits<std::int64_t>::max() / 200;
   if (normal == 0) return {};
-  if (packed > kMostExact || normal > kMostExact) return ZipRatio(packed / 1024, std::max<std::int64_t>(1, normal / 1024));
+  if (packed > kMostExact || normal > kMostExact)
+    return ZipRatio(packed / 1024, std::max<std::int64_t>(1, normal / 1024));
   const std::int64_t hundredfold = packed * 100;
   std::int64_t share = hundredfold / normal;
   const std::int64_t twiceRest = hundredfold % normal * 2;

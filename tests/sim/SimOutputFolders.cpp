@@ -66,7 +66,7 @@ class SimOutputFile final : public OutputFile {
     disk_.Changed({to, there, data_, {}});
     data_->openToOthers = (traits.mode & 0044U) != 0;
     if (traits.modified) data_->modified = *traits.modified * 1'000'000'000;
-    folders_.traits_[to] = {static_cast<std::uint16_t>(traits.mode & 0777U), traits.modified};
+    folders_.traits_[to] = {static_cast<std::uint16_t>(traits.mode & 0777U), traits.modified, traits.localTime};
     published_ = true;
     disk_.Enter(DiskCall::FlushFolder, folder_);
     std::erase_if(disk_.state_.unflushedNames, [&](const SimNameChange& change) { return change.path == to; });
@@ -106,7 +106,7 @@ class SimOutputFolder final : public OutputFolder {
     disk_.Enter(DiskCall::State, folder_);
     const std::string at = folders_.PathOf(folder_, path, false);
     if (!disk_.state_.folders.contains(at)) Fail(at, "no such folder");
-    folders_.traits_[at] = {static_cast<std::uint16_t>(traits.mode & 0777U), traits.modified};
+    folders_.traits_[at] = {static_cast<std::uint16_t>(traits.mode & 0777U), traits.modified, traits.localTime};
   }
   OutputFound LookAt(const OutputPath& path) override {
     disk_.Enter(DiskCall::StateOf, folder_);

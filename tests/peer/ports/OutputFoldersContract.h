@@ -43,7 +43,7 @@ class OutputFoldersContract : public testing::TestWithParam<OutputStageMaker> {
              const std::optional<FileIdentity>& replaced = std::nullopt) {
     const std::unique_ptr<OutputFile> file = folder->Create(path);
     file->Write(content);
-    return file->Publish(path.back(), {0644, 1'600'000'000}, replaced);
+    return file->Publish(path.back(), {0644, 1'600'000'000, 0}, replaced);
   }
   template <class Operation>
   static bool Fails(Operation&& operation) {
@@ -67,7 +67,7 @@ TEST_P(OutputFoldersContract, FileHasNoNameBeforeItIsPublished) {
   file->Write("");
   file->Write("two");
   EXPECT_EQ(folder->LookAt({"a", "b", "c.txt"}).what, OutputName::Free);
-  ASSERT_TRUE(file->Publish("c.txt", {0644, 1'600'000'000}, std::nullopt));
+  ASSERT_TRUE(file->Publish("c.txt", {0644, 1'600'000'000, 0}, std::nullopt));
   EXPECT_EQ(stage->Get("out/a/b/c.txt"), "one two");
   const OutputFound found = folder->LookAt({"a", "b", "c.txt"});
   EXPECT_EQ(found.what, OutputName::File);

@@ -154,6 +154,18 @@ TEST_F(LookingInside, TwoChoicesOfOneArchiveAreTwoDownloads) {
   EXPECT_TRUE(IsUnpacked("top.txt", Bytes(20'000, 4)));
 }
 
+TEST_F(LookingInside, ArchiveIsAddedBesideAChoiceOfItsFiles) {
+  Look();
+  Select({"a.pdf"});
+  ExtractTo(Viewer()->Command2);
+  sim.RunFor(10'000);
+  sim.Do([&] { app.MenuURL(kUrl, "", ""); });
+  sim.RunFor(10'000);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
+  EXPECT_EQ(Records(), 2);
+  EXPECT_TRUE(IsUnpacked("docs/a.pdf", Bytes(100'000, 1)));
+}
+
 TEST_F(LookingInside, NothingSelectedIsSaid) {
   Look();
   Press(Viewer()->Command2);
