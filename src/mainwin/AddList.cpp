@@ -7,6 +7,7 @@
 #include "async/TaskLoop.h"
 #include "core/EngineChoice.h"
 #include "core/FileNames.h"
+#include "core/Numbers.h"
 #include "core/UrlList.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
