@@ -152,6 +152,17 @@ std::string ReasonOf(Program& program, int index) {
   return reason == WebText::None ? std::string() : TextOf(program, reason);
 }
 
+namespace {
+
+// Of chosen files of an archive, finished or not: it is no download of what is at its address.
+bool IsSelection(Program& program, int index) {
+  const WebFigures* const figures = program.Web(index);
+  if (figures != nullptr && figures->inFolder) return true;
+  return program.isSelection && program.isSelection(index);
+}
+
+}  // namespace
+
 std::int16_t FindListed(Program& program, const std::string& url, EngineName engine) {
   const bool cut = engine == EngineName::Web;
   const std::string wanted = cut ? WithoutPassword(TrimBlanks(url)) : url;
@@ -161,7 +172,7 @@ std::int16_t FindListed(Program& program, const std::string& url, EngineName eng
     const bool hasLogin = cut && record.URL.find('@') != std::string::npos;  // else there is nothing to be cut
     const bool same = hasLogin ? WithoutPassword(record.URL) == wanted : cut && record.URL == wanted;
     if (!same && record.URL != url) continue;
-    if (!program.isSelection || !program.isSelection(i)) return static_cast<std::int16_t>(i);
+    if (!IsSelection(program, i)) return static_cast<std::int16_t>(i);
   }
   return 0;
 }

@@ -54,8 +54,8 @@ bool HasFailed(Program& program, int index);
 // empty.
 std::string ReasonOf(Program& program, int index);
 
-// The slot of the record in use that was added as `url`; 0 if there is none. Addresses of the web engine are compared
-// without their passwords.
+// The slot of the record in use that was added as `url`, whole; 0 if there is none. Addresses of the web engine are
+// compared without their passwords.
 std::int16_t FindListed(Program& program, const std::string& url, EngineName engine);
 
 }  // namespace pellora

@@ -59,7 +59,7 @@ class Checker(unittest.TestCase):
         self.assertEqual(languages.NEVER_SHOWN, {117, 120, 137, 404, 529, 532, 533, 603, 628})
 
     def test_reports_unknown_numbers(self):
-        self.expect_one(self.problems("999=x\n" + self.english), "unknown: 999")
+        self.expect_one(self.problems("1024=x\n" + self.english), "unknown: 1024")
         self.expect_one(self.problems("1025=x\n" + self.english), "unknown: 1025")
 
     def test_reports_places_for_values_that_differ_from_the_english_text(self):
