@@ -20,7 +20,7 @@ class DownloadNotices {
  public:
   explicit DownloadNotices(Program& program) : program_(program) {}
 
-  // At every tick. The first one only looks at what there is.
+  // At the start, when it only looks at what there is, and at every tick.
   void Watch();
   // The program ends.
   void End();

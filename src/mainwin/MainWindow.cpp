@@ -210,6 +210,7 @@ void MainWindow::ShowBasket(bool shown) {
 }
 
 void MainWindow::StartTimers() {
+  notices_.Watch();  // knows what was listed before
   timerC_.SetEnabled(true);
   timer5_.SetEnabled(true);
   timer1_.SetEnabled(true);

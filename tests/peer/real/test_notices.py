@@ -47,7 +47,7 @@ class Notices(Case):
         desktop = self.serve_desktop()
         self.session.start()
         url = self.serve("/a.bin")
-        path = self.fetch(url)
+        download = self.fetch(url)
         self.wait_shown(desktop)
         name, replaces, _icon, title, text, buttons, hints, _timeout = desktop.shown[0]
         self.assertEqual((name, replaces, title, text), ("Pellora !", 0, "Download finished", "a.bin"))
@@ -56,19 +56,18 @@ class Notices(Case):
         desktop.choose(999, "default")  # another program's
         desktop.choose(41, "folder")
         harness.wait_until(self.opened, 20, "the folder to be opened")
-        self.assertEqual(self.opened(), [os.path.dirname(path)])
+        self.assertEqual(self.opened(), [os.path.dirname(download.saved_path)])
 
     def test_names_are_escaped_only_where_the_desktop_reads_markup(self):
-        for markup, text in ((True, "a&amp;b.bin"), (False, "a&b.bin")):
+        for markup, name, text in ((True, "a&b.bin", "a&amp;b.bin"), (False, "c&d.bin", "c&d.bin")):
             with self.subTest(markup=markup):
                 desktop = self.serve_desktop(markup)
                 self.session.start()
-                self.fetch(self.serve("/a&b.bin"))
+                self.fetch(self.serve("/" + name))
                 self.wait_shown(desktop)
                 self.assertEqual(desktop.shown[0][4], text)
                 self.stop()
                 desktop.close()
-                os.unlink(os.path.join(self.session.downloads, "a&b.bin"))
 
     def test_nobody_shows_messages(self):
         self.session.start()

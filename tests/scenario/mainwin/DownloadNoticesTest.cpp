@@ -1,5 +1,6 @@
 // What the desktop says of downloads that finish or stop, and what its taskbar shows.
 #include "MainWindowFixture.h"
+#include "core/ListFile.h"
 #include "core/WebTexts.h"
 
 namespace pellora {
@@ -7,10 +8,6 @@ namespace {
 
 class Notes : public MainWindowFixture {
  protected:
-  void StartAndLook() {
-    Start();
-    sim.RunFor(600);  // the first tick
-  }
   std::int16_t Running(const std::string& name) {
     const std::int16_t index = Record("http://h/" + name);
     Transferring(index);
@@ -39,7 +36,7 @@ class Notes : public MainWindowFixture {
 };
 
 TEST_F(Notes, NameAFinishedDownloadAndOpenIt) {
-  StartAndLook();
+  Start();
   Finish(Running("a.bin"));
   sim.RunFor(4000);
   EXPECT_TRUE(Shown().empty());
@@ -57,7 +54,7 @@ TEST_F(Notes, NameAFinishedDownloadAndOpenIt) {
 }
 
 TEST_F(Notes, OpenNoFileThatIsGone) {
-  StartAndLook();
+  Start();
   Finish(Running("a.bin"));
   sim.RunFor(6000);
   sim.disk().Delete("/d/a.bin");
@@ -66,7 +63,7 @@ TEST_F(Notes, OpenNoFileThatIsGone) {
 }
 
 TEST_F(Notes, OfFiveSecondsAreOne) {
-  StartAndLook();
+  Start();
   const std::int16_t first = Running("a");
   const std::int16_t second = Running("b");
   const std::int16_t third = Running("c");
@@ -85,7 +82,7 @@ TEST_F(Notes, OfFiveSecondsAreOne) {
 }
 
 TEST_F(Notes, HaveFiveLinesAtMost) {
-  StartAndLook();
+  Start();
   for (int i = 0; i < 8; ++i) Finish(Running(std::to_string(i)));
   sim.RunFor(6000);
   ASSERT_EQ(Shown().size(), 1U);
@@ -94,15 +91,24 @@ TEST_F(Notes, HaveFiveLinesAtMost) {
 }
 
 TEST_F(Notes, SayNothingOfWhatWasListedBefore) {
-  sim.Do([&] { app->Start(); });
-  sim.RunReady();
-  Finish(Running("old"));  // before the first tick
-  sim.RunFor(60'000);
-  EXPECT_TRUE(Shown().empty());
+  Start();
+  Finish(Running("old"));
+  Do([&] { SaveList(program()); });
+  OtherRun next{SimOptions{.disk = sim.disk().TakeState()}};
+  next.Start(60'000);
+  ASSERT_TRUE(next.app.program().Download(1).Finished);
+  EXPECT_TRUE(next.sim.notices().shown.empty());
+}
+
+TEST_F(Notes, NameADownloadThatFinishesBeforeTheFirstTick) {
+  Start();
+  Finish(Running("a.bin"));
+  sim.RunFor(6000);
+  EXPECT_EQ(Shown().size(), 1U);
 }
 
 TEST_F(Notes, ComeAgainForADownloadThatStopsAgain) {
-  StartAndLook();
+  Start();
   const std::int16_t index = Running("a");
   Fail(index, "first");
   sim.RunFor(6000);
@@ -117,7 +123,7 @@ TEST_F(Notes, ComeAgainForADownloadThatStopsAgain) {
 }
 
 TEST_F(Notes, OfAPauseByTheUserDoNotCome) {
-  StartAndLook();
+  Start();
   const std::int16_t index = Running("a");
   sim.RunFor(1000);
   Rec(index).Active = false;
@@ -127,7 +133,7 @@ TEST_F(Notes, OfAPauseByTheUserDoNotCome) {
 }
 
 TEST_F(Notes, FollowTheirSetting) {
-  StartAndLook();
+  Start();
   program().settings.ShowNotices = false;
   Finish(Running("a"));
   sim.RunFor(10'000);
@@ -140,7 +146,7 @@ TEST_F(Notes, FollowTheirSetting) {
 class Taskbar : public Notes {};
 
 TEST_F(Taskbar, ShowsHowManyRunAndHowFarTheyAre) {
-  StartAndLook();
+  Start();
   const std::int16_t first = Running("a");
   Rec(first).FileSize = 1000;
   Rec(first).Received = 250;
@@ -159,14 +165,14 @@ TEST_F(Taskbar, ShowsHowManyRunAndHowFarTheyAre) {
 }
 
 TEST_F(Taskbar, ShowsNoProgressOfUnknownSizes) {
-  StartAndLook();
+  Start();
   Running("a");
   sim.RunFor(1000);
   EXPECT_EQ(sim.notices().taskbar, (TaskbarState{1, std::nullopt}));
 }
 
 TEST_F(Taskbar, IsEmptyOnceTheProgramHasEnded) {
-  StartAndLook();
+  Start();
   Running("a");
   sim.RunFor(1000);
   Do([&] { app->SaveAndQuit(); });
