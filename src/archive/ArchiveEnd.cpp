@@ -23,7 +23,7 @@ bool HasSignature(std::string_view text, std::size_t at, std::string_view signat
 }
 
 // The ZIP64 end record whose locator is at `locator`: it lies right before that, also where the locator says
-// otherwise, or, with an extension of its own, where the locator says.
+// otherwise, or, if it has been extended, where the locator says.
 std::optional<std::size_t> FindEnd64(std::string_view tail, std::int64_t tailAt, std::size_t locator) {
   if (locator >= kEnd64Length && HasSignature(tail, locator - kEnd64Length, kEnd64Signature)) {
     return locator - kEnd64Length;

@@ -24,7 +24,7 @@ constexpr int kMostTries = 10000;  // to find a name
 
 bool IsEncrypted(const PackedEntry& entry) { return (entry.flags & kEncrypted) != 0; }
 
-// AE-2 has a code of its own, which the unpacker checks, in place of the sum.
+// AE-2 has an authentication code instead of the sum, and the unpacker checks it.
 bool HasSum(const PackedEntry& entry) { return entry.aes.empty() || LittleEndian16(entry.aes, 0) != 2; }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// FileFacts: what a server says of a file as a whole, by which versions of it are told apart.
+// FileFacts: what a server says of a file as a whole, which distinguishes its versions.
 #pragma once
 
 #include <cstdint>

@@ -264,7 +264,7 @@ Task<bool> WebEngine::TakeMetalink(Run run) {
   co_return true;
 }
 
-// With what this download was added with. It is not fetched again as a file of its own.
+// Its files get what this download was added with. The Metalink itself is not among them.
 MetalinkFiles WebEngine::AsMetalink(std::vector<MetalinkFile> files) const {
   MetalinkFiles metalink{std::move(files), IsEncrypted(given_.scheme), WireUrl(given_), {}};
   for (MetalinkFile& file : metalink.files) {
