@@ -30,8 +30,8 @@ struct FoundPlaces {
 // The rules, without the disk.
 ProgramPlaces PlacesFor(const FoundPlaces& found);
 
-// Looks at the disk, and creates the folder of the data. A folder that cannot be created is the business of whoever
-// writes there.
+// Looks at the disk, and creates the folder of the data. That a folder cannot be created shows at the first write
+// there.
 ProgramPlaces FindPlaces(const std::string& program, const std::string& dataHome);
 
 // A program that has no business in the user's folders: it is installed for all users, or lies where it cannot stay, or

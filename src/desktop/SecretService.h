@@ -1,8 +1,8 @@
 // SecretService: the port Secrets on the desktop's org.freedesktop.Secret.Service (Secret Service API 0.2).
 //
-// Passwords cross the session bus in a "plain" session: whoever can read the user's bus can ask the service himself.
-// Where nobody could answer a prompt, none is begun, and what is locked counts as missing. A service that is not there
-// is started by the bus.
+// Passwords cross the session bus in a "plain" session: a program that can read the user's bus can also ask the
+// service. Where nobody could answer a prompt, none is begun, and what is locked counts as missing. A service that is
+// not there is started by the bus.
 #pragma once
 
 #include <QDBusConnection>

@@ -260,6 +260,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void WriteJournal(JournalState state, Journal::Done done = {});
   JournalState JournalStateNow() const;
   void DropPart();
+  Task<bool> BeginFinish(Run run);
   Task<> Finish(Run run);
   Task<bool> FlushWhole(Run run);
   Task<bool> PublishAs(Run run, std::string path);

@@ -435,18 +435,22 @@ void WebEngine::WriteJournal(JournalState state, Journal::Done done) {
   services_->journal.Put(entry_, std::move(done));
 }
 
-Task<> WebEngine::Finish(Run run) {
+// Says that all bytes are there, and waits for the comparisons. False: one of them has failed, or the run is over.
+Task<bool> WebEngine::BeginFinish(Run run) {
   const auto hold = Hold();
   Announce(program_.Text(kTextWebBuilding));
   Draw();
-  // All comparisons have ended after this.
   Background::Work nothing = [] {};
   co_await InBackground(&program_.platform, std::move(nothing));
-  if (!StillCurrent() || run != run_) co_return;
-  if (differs_) {
-    HasChanged();  // a comparison came after the last byte
-    co_return;
-  }
+  if (!StillCurrent() || run != run_) co_return false;
+  if (differs_) HasChanged();  // a comparison came after the last byte
+  co_return !differs_;
+}
+
+Task<> WebEngine::Finish(Run run) {
+  const auto hold = Hold();
+  const bool begun = co_await BeginFinish(run);
+  if (!begun) co_return;
   if (!part_) co_return;  // a write has failed, and has stopped the download
   for (const auto& lane : lanes_) lane->compares = lane->endProves = false;
   TakeNewAddress();

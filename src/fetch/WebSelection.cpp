@@ -390,15 +390,8 @@ void WebEngine::EntryFailed(std::size_t number, EntryEnd end, const EntryUnpacki
 // All that was to be fetched is on its way to the part file.
 Task<> WebEngine::FinishSelection(Run run) {
   const auto hold = Hold();
-  Announce(program_.Text(kTextWebBuilding));
-  Draw();
-  Background::Work nothing = [] {};
-  co_await InBackground(&program_.platform, std::move(nothing));
-  if (!StillCurrent() || run != run_) co_return;
-  if (differs_) {
-    HasChanged();
-    co_return;
-  }
+  const bool begun = co_await BeginFinish(run);
+  if (!begun) co_return;
   TakeNewAddress();
   UnpackSoon();
   std::function<bool()> over = [this, run] { return run != run_ || !unpacking_; };

@@ -88,8 +88,8 @@ enum class FetchEnd {
   Other,
 };
 
-// A block of received bytes, from one pool for all fetches. While the pool is empty nothing is read, so whoever keeps
-// blocks keeps the servers waiting. Freed on the event loop's thread.
+// A block of received bytes, from one pool for all fetches. While the pool is empty nothing is read, so a caller that
+// keeps blocks keeps the servers waiting. Freed on the event loop's thread.
 class FetchBlock {
  public:
   virtual ~FetchBlock() = default;

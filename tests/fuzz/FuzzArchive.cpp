@@ -61,9 +61,9 @@ void DemandSizes(const ArchiveEntry& entry, std::string_view record, std::string
       std::count_if(fields.begin(), fields.end(), [](const auto& field) { return field.first == kFull; }));
   const std::vector<std::uint64_t> values = Zip64Of(extra, full);
   std::size_t next = 0;
-  for (const auto& [told, read] : fields) {
-    if (told != kFull) {
-      Demand(static_cast<std::uint64_t>(read) == told, "sizes are at their offsets");
+  for (const auto& [stated, read] : fields) {
+    if (stated != kFull) {
+      Demand(static_cast<std::uint64_t>(read) == stated, "sizes are at their offsets");
     } else if (!values.empty()) {
       const std::uint64_t value = values[next++];
       Demand(static_cast<std::uint64_t>(read) == std::min(value, std::uint64_t{INT64_MAX}),

@@ -171,7 +171,7 @@ TEST_P(PosixOutputFoldersTest, FolderThatIsDeletedMeanwhileIsAFailure) {
   EXPECT_THROW(out->MakeFolder({"b"}), Failure);
 }
 
-// Somebody exchanges a folder on the way and a link again and again.
+// Another process exchanges a folder on the way with a link again and again.
 TEST_P(PosixOutputFoldersTest, LinksThatComeAndGoLeadNowhere) {
   std::filesystem::create_directories(root.Path("elsewhere"));
   std::filesystem::create_directories(root.Path("out/d"));
@@ -205,8 +205,8 @@ TEST_P(PosixOutputFoldersTest, LinksThatComeAndGoLeadNowhere) {
   EXPECT_TRUE(std::filesystem::is_empty(root.Path("elsewhere")));
 }
 
-// Somebody else saves files under the name that is to be replaced, again and again, and holds on to each: what vanishes
-// was looked at before.
+// Another program saves files under the name that is to be replaced, again and again, and holds on to each: what
+// vanishes was looked at before.
 TEST_P(PosixOutputFoldersTest, OnlyTheFileThatWasSeenIsReplaced) {
   const std::string target = root.Path("out/a");
   const std::string draft = root.Path("draft");

@@ -1,7 +1,6 @@
 """Servers that demand logins in ways of their own: Digest by RFC 7616, and SOCKS 5 by RFC 1928 and 1929."""
 
 import hashlib
-import http.server
 import os
 import re
 import secrets
@@ -11,59 +10,28 @@ import threading
 import time
 
 import origin
+import smallservers
 
 
-class DigestServer:
-    """One file at every path, with ranges, for one user. `offers` are values of WWW-Authenticate with %s for the nonce.
+class _DigestHandler(smallservers.Handler):
+    def do_GET(self):  # the name is the library's
+        owner = self.server.owner
+        given = self.headers.get("Authorization", "")
+        owner.seen.append(given)
+        if owner.is_right(given, self.path):
+            return self.send_file(owner.data)
+        offer = 'Digest realm="files", qop="auth", algorithm=%s, nonce="%s"' % (owner.algorithm, owner.nonce)
+        self.refuse(401, [("WWW-Authenticate", value) for value in (*owner.also, offer)])
+
+
+class DigestServer(smallservers.Listener):
+    """One file at every path, with ranges, for one user. `also` are values of WWW-Authenticate that come first.
     `seen` has the Authorization of each request."""
 
     def __init__(self, data, algorithm="MD5", login=("joe", "s3cret"), also=()):
-        server = self
-        self.algorithm, self.login, self.also, self.seen = algorithm, login, also, []
+        self.data, self.algorithm, self.login, self.also, self.seen = data, algorithm, login, also, []
         self.nonce = secrets.token_hex(8)
-
-        class Handler(http.server.BaseHTTPRequestHandler):
-            protocol_version = "HTTP/1.1"
-
-            def log_message(self, *_):
-                pass
-
-            def do_GET(self):  # the name is the library's
-                given = self.headers.get("Authorization", "")
-                server.seen.append(given)
-                if not server.is_right(given, self.path):
-                    return self.refuse()
-                wanted = re.fullmatch(r"bytes=(\d+)-(\d*)", self.headers.get("Range", ""))
-                first = int(wanted[1]) if wanted else 0
-                last = int(wanted[2]) if wanted and wanted[2] else len(data) - 1
-                self.send_response(206 if wanted else 200)
-                self.send_header("Content-Type", "application/octet-stream")
-                self.send_header("ETag", '"1"')
-                self.send_header("Accept-Ranges", "bytes")
-                if wanted:
-                    self.send_header("Content-Range", "bytes %d-%d/%d" % (first, last, len(data)))
-                self.send_header("Content-Length", str(last + 1 - first))
-                self.end_headers()
-                self.wfile.write(data[first:last + 1])
-
-            def refuse(self):
-                self.send_response(401)
-                for offer in server.also:
-                    self.send_header("WWW-Authenticate", offer)
-                self.send_header("WWW-Authenticate", 'Digest realm="files", qop="auth", algorithm=%s, nonce="%s"' %
-                                 (server.algorithm, server.nonce))
-                self.send_header("Content-Length", "0")
-                self.end_headers()
-
-        class Server(http.server.ThreadingHTTPServer):
-            daemon_threads = True
-
-            def handle_error(self, *_):
-                pass  # clients hang up
-
-        self.server = Server(("127.0.0.1", 0), Handler)
-        self.port = self.server.server_address[1]
-        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+        super().__init__(_DigestHandler)
 
     def digest(self, text):
         return hashlib.new("sha256" if self.algorithm == "SHA-256" else "md5", text.encode()).hexdigest()
@@ -79,63 +47,29 @@ class DigestServer:
                                        self.digest("GET:" + path))))
         return values.get("username") == user and values.get("response") == wanted
 
-    def url(self, name):
-        return "http://127.0.0.1:%d/%s" % (self.port, name)
 
-    def close(self):
-        self.server.shutdown()
-        self.server.server_close()
+class _PageHandler(smallservers.Handler):
+    def do_GET(self):  # the name is the library's
+        owner = self.server.owner
+        owner.seen.append(self.headers.get("Referer", ""))
+        if owner.seen[-1] == owner.page:
+            self.send_file(owner.data, self.write_slowly)
+        else:
+            self.refuse(403)
+
+    def write_slowly(self, data):
+        for at in range(0, len(data), 10_000):
+            self.wfile.write(data[at:at + 10_000])
+            time.sleep(0.1 if self.server.owner.slow else 0)
 
 
-class PageServer:
+class PageServer(smallservers.Listener):
     """One file at every path, with ranges, for those who come from this page; others get 403. `seen` has the Referer of
     each request. While `slow` it sends 100 KB a second."""
 
     def __init__(self, data, page):
-        server = self
-        self.seen, self.slow = [], False
-
-        class Handler(http.server.BaseHTTPRequestHandler):
-            protocol_version = "HTTP/1.1"
-
-            def log_message(self, *_):
-                pass
-
-            def do_GET(self):  # the name is the library's
-                server.seen.append(self.headers.get("Referer", ""))
-                if server.seen[-1] != page:
-                    self.send_response(403)
-                    self.send_header("Content-Length", "0")
-                    return self.end_headers()
-                wanted = re.fullmatch(r"bytes=(\d+)-(\d*)", self.headers.get("Range", ""))
-                first = int(wanted[1]) if wanted else 0
-                last = int(wanted[2]) if wanted and wanted[2] else len(data) - 1
-                self.send_response(206 if wanted else 200)
-                self.send_header("ETag", '"1"')
-                if wanted:
-                    self.send_header("Content-Range", "bytes %d-%d/%d" % (first, last, len(data)))
-                self.send_header("Content-Length", str(last + 1 - first))
-                self.end_headers()
-                for at in range(first, last + 1, 10_000):
-                    self.wfile.write(data[at:min(at + 10_000, last + 1)])
-                    time.sleep(0.1 if server.slow else 0)
-
-        class Server(http.server.ThreadingHTTPServer):
-            daemon_threads = True
-
-            def handle_error(self, *_):
-                pass  # clients hang up
-
-        self.server = Server(("127.0.0.1", 0), Handler)
-        self.port = self.server.server_address[1]
-        threading.Thread(target=self.server.serve_forever, daemon=True).start()
-
-    def url(self, name):
-        return "http://127.0.0.1:%d/%s" % (self.port, name)
-
-    def close(self):
-        self.server.shutdown()
-        self.server.server_close()
+        self.data, self.page, self.seen, self.slow = data, page, [], False
+        super().__init__(_PageHandler)
 
 
 class Socks:

@@ -3,16 +3,13 @@
 import base64
 import hmac
 import http.client
-import http.server
-import re
 import secrets
 import select
 import socket
 import struct
-import threading
 import urllib.parse
 
-import origin
+import smallservers
 
 SIGNATURE = b"NTLMSSP\0"
 FLAGS = 0x1 | 0x4 | 0x200 | 0x10000 | 0x80000 | 0x800000  # Unicode, NTLM, a domain, version 2, its information
@@ -84,25 +81,12 @@ class Handshake:
         return hmac.compare_digest(given[:16], hmac.digest(key, self.challenge + given[16:], "md5"))
 
 
-class _Server(http.server.ThreadingHTTPServer):
-    daemon_threads = True
-
-    def handle_error(self, *_):
-        pass  # clients hang up
-
-
-class _Listener:
+class _Listener(smallservers.Listener):
     """`seen` has what clients gave with each request, `offers` replaces the handshake: nobody gets in."""
 
-    def __init__(self, login, offers):
+    def __init__(self, handler, login, offers):
         self.login, self.offers, self.seen = login, offers, []
-        # The setting takes no port above 32767.
-        self.server = _Server(("127.0.0.1", 0), self.handler(), bind_and_activate=False)
-        self.server.socket.close()
-        self.server.socket = origin.listen_low()
-        self.server.server_address = self.server.socket.getsockname()
-        self.port = self.server.server_address[1]
-        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+        super().__init__(handler)
 
     def admits(self, handler, header):
         """None if the connection is logged in, else the offers."""
@@ -114,9 +98,19 @@ class _Listener:
         offer = handler.shake.answer(given)
         return None if offer is None else [offer]
 
-    def close(self):
-        self.server.shutdown()
-        self.server.server_close()
+
+class _Handler(smallservers.Handler):
+    def admitted(self, header, status, demand):
+        offers = self.server.owner.admits(self, header)
+        if offers is not None:
+            self.refuse(status, [(demand, offer) for offer in offers])
+        return offers is None
+
+
+class _ServerHandler(_Handler):
+    def do_GET(self):  # the name is the library's
+        if self.admitted("Authorization", 401, "WWW-Authenticate"):
+            self.send_file(self.server.owner.data)
 
 
 class Server(_Listener):
@@ -124,97 +118,47 @@ class Server(_Listener):
 
     def __init__(self, data, login=("joe", "s3cret"), offers=()):
         self.data = data
-        super().__init__(login, offers)
+        super().__init__(_ServerHandler, login, offers)
 
-    def handler(self):
-        server = self
 
-        class Handler(http.server.BaseHTTPRequestHandler):
-            protocol_version = "HTTP/1.1"
+class _ProxyHandler(_Handler):
+    def is_admitted(self):
+        return self.admitted("Proxy-Authorization", 407, "Proxy-Authenticate")
 
-            def log_message(self, *_):
-                pass
+    def do_GET(self):  # the name is the library's
+        if not self.is_admitted():
+            return
+        to = urllib.parse.urlsplit(self.path)
+        there = http.client.HTTPConnection(to.hostname, to.port)
+        there.request("GET", to.path, headers={"Range": self.headers["Range"]} if "Range" in self.headers else {})
+        reply = there.getresponse()
+        body = reply.read()
+        self.send_response(reply.status)
+        for name, value in reply.getheaders():
+            if name in ("ETag", "Content-Range", "Last-Modified"):
+                self.send_header(name, value)
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        self.wfile.write(body)
 
-            def do_GET(self):  # the name is the library's
-                offers = server.admits(self, "Authorization")
-                if offers is not None:
-                    self.send_response(401)
-                    for offer in offers:
-                        self.send_header("WWW-Authenticate", offer)
-                    self.send_header("Content-Length", "0")
-                    return self.end_headers()
-                wanted = re.fullmatch(r"bytes=(\d+)-(\d*)", self.headers.get("Range", ""))
-                first = int(wanted[1]) if wanted else 0
-                last = int(wanted[2]) if wanted and wanted[2] else len(server.data) - 1
-                self.send_response(206 if wanted else 200)
-                self.send_header("ETag", '"1"')
-                if wanted:
-                    self.send_header("Content-Range", "bytes %d-%d/%d" % (first, last, len(server.data)))
-                self.send_header("Content-Length", str(last + 1 - first))
-                self.end_headers()
-                self.wfile.write(server.data[first:last + 1])
-
-        return Handler
-
-    def url(self, name):
-        return "http://127.0.0.1:%d/%s" % (self.port, name)
+    def do_CONNECT(self):  # the name is the library's
+        if not self.is_admitted():
+            return
+        host, port = self.path.rsplit(":", 1)
+        with socket.create_connection((host, int(port))) as there:
+            self.wfile.write(b"HTTP/1.1 200 OK\r\n\r\n")
+            self.close_connection = True
+            ends = {self.connection: there, there: self.connection}
+            while True:
+                for end in select.select(list(ends), [], [])[0]:
+                    data = end.recv(1 << 16)
+                    if not data:
+                        return
+                    ends[end].sendall(data)
 
 
 class Proxy(_Listener):
     """For http, and by CONNECT for all else."""
 
     def __init__(self, login=("ann", "pr0xy"), offers=()):
-        super().__init__(login, offers)
-
-    def handler(self):
-        proxy = self
-
-        class Handler(http.server.BaseHTTPRequestHandler):
-            protocol_version = "HTTP/1.1"
-
-            def log_message(self, *_):
-                pass
-
-            def admitted(self):
-                offers = proxy.admits(self, "Proxy-Authorization")
-                if offers is None:
-                    return True
-                self.send_response(407)
-                for offer in offers:
-                    self.send_header("Proxy-Authenticate", offer)
-                self.send_header("Content-Length", "0")
-                self.end_headers()
-                return False
-
-            def do_GET(self):  # the name is the library's
-                if not self.admitted():
-                    return
-                to = urllib.parse.urlsplit(self.path)
-                there = http.client.HTTPConnection(to.hostname, to.port)
-                there.request("GET", to.path, headers={"Range": self.headers["Range"]} if "Range" in self.headers else {})
-                reply = there.getresponse()
-                body = reply.read()
-                self.send_response(reply.status)
-                for name, value in reply.getheaders():
-                    if name in ("ETag", "Content-Range", "Last-Modified"):
-                        self.send_header(name, value)
-                self.send_header("Content-Length", str(len(body)))
-                self.end_headers()
-                self.wfile.write(body)
-
-            def do_CONNECT(self):  # the name is the library's
-                if not self.admitted():
-                    return
-                host, port = self.path.rsplit(":", 1)
-                with socket.create_connection((host, int(port))) as there:
-                    self.wfile.write(b"HTTP/1.1 200 OK\r\n\r\n")
-                    self.close_connection = True
-                    ends = {self.connection: there, there: self.connection}
-                    while True:
-                        for end in select.select(list(ends), [], [])[0]:
-                            data = end.recv(1 << 16)
-                            if not data:
-                                return
-                            ends[end].sendall(data)
-
-        return Handler
+        super().__init__(_ProxyHandler, login, offers)

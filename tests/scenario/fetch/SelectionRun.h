@@ -105,6 +105,15 @@ struct SelectionRun {
   void SaveTheList() {
     rig.sim.Do([&] { SaveList(rig.program); });
   }
+  // Slow, paused once so many bytes are there, and in the saved list.
+  void PauseAt(std::int64_t received, const std::vector<std::size_t>& numbers) {
+    SlowDown();
+    Start(numbers);
+    ASSERT_TRUE(rig.RunUntilReceived(received));
+    rig.Pause();
+    rig.sim.RunFor(5000);
+    SaveTheList();
+  }
 
   SampleArchive archive;
   WebRig rig;

@@ -337,6 +337,14 @@ class WebDescription : public WebMirror {
            std::to_string(size) + "</size><hash type=\"sha-256\">" + (sum.empty() ? Checked({}).checksum->hex : sum) +
            "</hash><url>" + kMirror + "</url></file></metalink>";
   }
+  void ExpectTheFileInSpiteOf(const std::string& document, WebRig& rig) {
+    SimHttpServer address(rig.sim.network(), "o.example", 443);
+    Serve(address, "/a.bin", content, "\"1\"");
+    Describe(address, document);
+    rig.Start(kUrl);
+    ExpectTheFile(rig);
+    EXPECT_EQ(rig.Web().reason, "");
+  }
 };
 
 TEST_F(WebDescription, GivesHashesAndMirrors) {
@@ -365,12 +373,7 @@ TEST_F(WebDescription, OfAnotherNameOrLengthCountsForNothing) {
   const std::string wrong(64, '0');
   for (const std::string& document : {Document("b.bin", kLength, wrong), Document("a.bin", kLength + 1, wrong)}) {
     WebRig rig;
-    SimHttpServer address(rig.sim.network(), "o.example", 443);
-    Serve(address, "/a.bin", content, "\"1\"");
-    Describe(address, document);
-    rig.Start(kUrl);
-    ExpectTheFile(rig);
-    EXPECT_EQ(rig.Web().reason, "");
+    ExpectTheFileInSpiteOf(document, rig);
     EXPECT_EQ(rig.Record().Finished, true);
   }
 }
@@ -389,12 +392,7 @@ TEST_F(WebDescription, NeitherDelaysNorFailsTheDownload) {
   const double alone = sim.Elapsed();
   for (const std::string& document : {std::string("no document"), std::string(2'000'000, ' ')}) {
     WebRig rig;
-    SimHttpServer address(rig.sim.network(), "o.example", 443);
-    Serve(address, "/a.bin", content, "\"1\"");
-    Describe(address, document);
-    rig.Start(kUrl);
-    ExpectTheFile(rig);
-    EXPECT_EQ(rig.Web().reason, "");
+    ExpectTheFileInSpiteOf(document, rig);
     EXPECT_LT(rig.sim.Elapsed(), alone + 5000);
   }
 }

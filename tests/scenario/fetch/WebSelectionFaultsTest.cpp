@@ -141,12 +141,7 @@ TEST(WebSelection, MissingPasswordIsAskedForOnceAllOthersAreUnpacked) {
 
 TEST(WebSelection, SelectionThatIsLostStopsIt) {
   SelectionRun first(TenFiles());
-  first.SlowDown();
-  first.Start({1, 4});
-  ASSERT_TRUE(first.rig.RunUntilReceived(100'000));
-  first.rig.Pause();
-  first.rig.sim.RunFor(5000);
-  first.SaveTheList();
+  first.PauseAt(100'000, {1, 4});
   first.rig.sim.disk().Put(kSelection, "rubbish");
   SelectionRun second(TenFiles(), first.rig.sim.disk().TakeState());
   second.rig.Load();
@@ -158,12 +153,7 @@ TEST(WebSelection, SelectionThatIsLostStopsIt) {
 
 TEST(WebSelection, SelectionOfNoDownloadIsDeletedAtTheStart) {
   SelectionRun first(TenFiles());
-  first.SlowDown();
-  first.Start({1, 4});
-  ASSERT_TRUE(first.rig.RunUntilReceived(100'000));
-  first.rig.Pause();
-  first.rig.sim.RunFor(5000);
-  first.SaveTheList();
+  first.PauseAt(100'000, {1, 4});
   first.rig.sim.disk().Put("/prog/Pellora.fetch.77", "left by a kill");
   first.rig.sim.disk().Put("/prog/Pellora.fetch.copy", "of the user");
   SelectionRun second(TenFiles(), first.rig.sim.disk().TakeState());

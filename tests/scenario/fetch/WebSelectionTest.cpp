@@ -111,12 +111,7 @@ TEST(WebSelection, KilledRunGoesOnWithWhatWasFetchedAndUnpacked) {
 TEST(WebSelection, UnpackedEntriesAreNotFetchedAgainForALostPart) {
   SelectionRun first(TenFiles());
   first.rig.program.settings.MaxSegments = 1;
-  first.SlowDown();
-  first.Start({0, 2, 4, 6});
-  ASSERT_TRUE(first.rig.RunUntilReceived(900'000));
-  first.rig.Pause();
-  first.rig.sim.RunFor(5000);
-  first.SaveTheList();
+  first.PauseAt(900'000, {0, 2, 4, 6});
   first.rig.sim.disk().Lose(kPart);
 
   SelectionRun second(TenFiles(), first.rig.sim.disk().TakeState());
