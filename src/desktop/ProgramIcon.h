@@ -1,10 +1,11 @@
-// ProgramIcon: the program's icon, drawn: an arrow pointing down to a line.
+// ProgramIcon: the program's icon, an arrow pointing down to a line. Reading it needs no display.
 #pragma once
 
-#include <QPixmap>
+#include <QByteArray>
 
 namespace pellora {
 
-QPixmap ProgramIcon(int size);
+// A PNG file; `size` is 48, 64 or 128 pixels.
+QByteArray ProgramIconFile(int size);
 
 }  // namespace pellora

@@ -1,7 +1,5 @@
 #include "desktop/Registration.h"
 
-#include <QBuffer>
-#include <QByteArray>
 #include <array>
 #include <optional>
 
@@ -81,13 +79,7 @@ std::string IconPath(const std::string& id, int size) {
   return "/icons/hicolor/" + side + "x" + side + "/apps/" + id + ".png";
 }
 
-std::string IconFile(int size) {
-  QByteArray bytes;
-  QBuffer buffer(&bytes);
-  buffer.open(QIODevice::WriteOnly);
-  ProgramIcon(size).save(&buffer, "PNG");
-  return bytes.toStdString();
-}
+std::string IconFile(int size) { return ProgramIconFile(size).toStdString(); }
 
 template <class Test>
 void RemoveIf(const std::string& path, Test&& isOwn) {

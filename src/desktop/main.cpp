@@ -1,4 +1,5 @@
 // The desktop program: builds the ports and the App on top of them, and runs the event loop.
+#include <malloc.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -6,6 +7,7 @@
 #include <QDBusConnection>
 #include <QDir>
 #include <QFileInfo>
+#include <QPixmap>
 #include <QSessionManager>
 #include <QStandardPaths>
 #include <algorithm>
@@ -35,7 +37,7 @@
 #include "desktop/LibarchiveUnzip.h"
 #include "desktop/LocaleFormats.h"
 #include "desktop/NewFetcher.h"
-#include "desktop/NoTray.h"
+#include "desktop/NoDisplay.h"
 #include "desktop/OpenSslDigests.h"
 #include "desktop/PosixDownloadFiles.h"
 #include "desktop/PosixFiles.h"
@@ -64,14 +66,33 @@
 namespace pellora {
 namespace {
 
+// The ports that need a display.
+struct Display {
+  explicit Display(EventGate& gate) : dialogs(gate), windows(gate), tray(windows, gate) {}
+
+  QtClipboard clipboard;
+  QtDialogs dialogs;
+  QtWindowSystem windows;
+  QtTray tray;
+};
+
+// What stands in for them.
+struct NoDisplay {
+  explicit NoDisplay(EventLoop& events) : dialogs(events) {}
+
+  NoClipboard clipboard;
+  HeadlessDialogs dialogs;
+  NoWindows windows;
+  NoTray tray;
+};
+
 // The ports of the desktop; each may use those above it.
 struct Desktop {
-  Desktop(bool isHeadless, const ProgramPlaces& where)
-      : headless{isHeadless},
-        places{where},
-        registers{RegistersItself(where, qgetenv("XDG_DATA_DIRS").toStdString())} {}
+  Desktop(bool headless, const ProgramPlaces& where)
+      : places{where},
+        registers{RegistersItself(where, qgetenv("XDG_DATA_DIRS").toStdString())},
+        display{headless ? nullptr : std::make_unique<Display>(gate)} {}
 
-  bool headless = false;
   ProgramPlaces places;
   bool registers = false;
   EventGate gate;
@@ -88,18 +109,14 @@ struct Desktop {
   PosixFolders folders;
   LibarchiveUnzip unzip;
   IniSettings settings{IniSettings::DefaultFolder(), IniSettings::DefaultSystemFolders()};
-  QtClipboard clipboard;
-  QtDialogs dialogs{gate};
-  HeadlessDialogs noDialogs{events};
+  const std::unique_ptr<Display> display;  // null without one
+  NoDisplay noDisplay{events};
   DesktopShell shell;
   DesktopMachine machine{network, places};
   UnpackerProcess& unpacker = *new UnpackerProcess(places.program + "/" + kUnpackProgram);  // likewise
   LocaleFormats locale;
-  QtWindowSystem windows{gate};
   XdgAutoStart autoStart{places.packaged ? kInstalledCommand : places.program + "/Pellora",
                          QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
-  NoTray noTray;
-  const std::unique_ptr<Tray> tray = headless ? nullptr : std::make_unique<QtTray>(windows, gate);
   BrowserManifests browsers{places.program, QDir::homePath().toStdString(),
                             QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString(),
                             registers};
@@ -113,13 +130,13 @@ struct Desktop {
                     network,
                     files,
                     settings,
-                    clipboard,
-                    headless ? static_cast<Dialogs&>(noDialogs) : dialogs,
+                    display ? static_cast<Clipboard&>(display->clipboard) : noDisplay.clipboard,
+                    display ? static_cast<Dialogs&>(display->dialogs) : noDisplay.dialogs,
                     shell,
                     machine,
                     locale,
-                    tray ? *tray : noTray,
-                    windows,
+                    display ? static_cast<Tray&>(display->tray) : noDisplay.tray,
+                    display ? static_cast<WindowSystem&>(display->windows) : noDisplay.windows,
                     media,
                     background,
                     &autoStart,
@@ -207,16 +224,16 @@ int RunSecondCopy(bool headless, const ProgramPlaces& places, const Wish& wish) 
     return 0;
   }
   if (!wish.IsEmpty()) return HandOver(bus, wish) ? 0 : 1;
-  Desktop desktop(headless, places);
+  Desktop desktop(false, places);
   const char* const text =
       RunningCopyIsHeadless(bus) ? "Pellora runs already, without windows. \"pelloractl quit\" ends it." : "found";
   desktop.events.Post([&desktop, &bus, text] {
-    desktop.dialogs.Ask({text, kProgramName, kOkOnly}, [&](int) {
+    desktop.platform.dialogs.Ask({text, kProgramName, kOkOnly}, [&](int) {
       RaiseRunningCopy(bus);
       desktop.machine.End(0);
     });
   });
-  return QApplication::exec();
+  return QCoreApplication::exec();
 }
 
 QList<DownloadRow> Rows(const App& app) {
@@ -265,9 +282,9 @@ BusActions BusActionsOf(App& app) {
 }
 
 // Without a display nobody would see what the password store asks.
-bool CanPrompt() {
+bool CanPrompt(bool headless) {
   const QString name = QGuiApplication::platformName();
-  return name != QLatin1String("offscreen") && name != QLatin1String("minimal");
+  return !headless && name != QLatin1String("offscreen") && name != QLatin1String("minimal");
 }
 
 // An installed program has been registered by its package, for all users.
@@ -284,28 +301,30 @@ void Fulfil(App& app, const Wish& wish) {
   if (wish.addUrl) app.AskForUrl();
 }
 
-int RunProgram(QApplication& application, bool headless, const ProgramPlaces& places, const Wish& wish) {
+int RunProgram(bool headless, const ProgramPlaces& places, const Wish& wish) {
   Desktop desktop(headless, places);
   Register(desktop);
 
-  SecretService secrets(desktop.gate, QDBusConnection::sessionBus(), CanPrompt());
+  SecretService secrets(desktop.gate, QDBusConnection::sessionBus(), CanPrompt(headless));
   desktop.platform.secrets = &secrets;
   desktop.platform.inhibit = &desktop.inhibit;
-  DesktopNotices notices(desktop.gate, QDBusConnection::sessionBus(), QGuiApplication::desktopFileName());
+  DesktopNotices notices(desktop.gate, QDBusConnection::sessionBus(), kDesktopId);
   desktop.platform.notices = &notices;
   App app(desktop.platform);
   if (headless) app.SetHeadless();
   // The one question whose No loses something.
-  desktop.noDialogs.SetYes(
+  desktop.noDisplay.dialogs.SetYes(
       [&app](const std::string& text) { return text == app.program().Text(kTextAskKeepTimedOut); });
-  desktop.dialogs.SetAnswerTexts([&app](int answer) {
-    return app.program().Text(answer == kAnswerYes ? kTextYes : answer == kAnswerNo ? kTextNo : kTextOk);
-  });
   const auto saveAndQuit = [&] { desktop.gate.Deliver([&] { app.SaveAndQuit(); }); };
   const EndSignals endSignals(saveAndQuit);
-  QObject::connect(
-      &application, &QGuiApplication::commitDataRequest, &application, [&](QSessionManager&) { saveAndQuit(); },
-      Qt::DirectConnection);
+  if (desktop.display) {
+    desktop.display->dialogs.SetAnswerTexts([&app](int answer) {
+      return app.program().Text(answer == kAnswerYes ? kTextYes : answer == kAnswerNo ? kTextNo : kTextOk);
+    });
+    QObject::connect(
+        qGuiApp, &QGuiApplication::commitDataRequest, qGuiApp, [&](QSessionManager&) { saveAndQuit(); },
+        Qt::DirectConnection);
+  }
 
   BusService service(desktop.events, BusActionsOf(app));
   QDBusConnection bus = QDBusConnection::sessionBus();
@@ -317,11 +336,18 @@ int RunProgram(QApplication& application, bool headless, const ProgramPlaces& pl
     app.Start();
     Fulfil(app, wish);
   });
-  const int code = QApplication::exec();
+  const int code = QCoreApplication::exec();
   // Waiting tasks and loaded windows refer to the App and the ports, so they are destroyed first.
   desktop.tasks.Clear();
   desktop.gate.LetGoOfAll();
   return code;
+}
+
+// By default the C library stops giving back large pieces once it has seen one of them freed: each saved list would
+// stay in memory.
+void GiveBackLargePieces() {
+  mallopt(M_MMAP_THRESHOLD, 512 << 10);  // above the blocks of transfers, which are used again
+  mallopt(M_TRIM_THRESHOLD, 16 << 20);
 }
 
 // A service manager or a bus may start the program without HOME; Qt would use "/" then.
@@ -330,17 +356,16 @@ void SetMissingHome() {
   if (const passwd* const user = getpwuid(getuid())) qputenv("HOME", user->pw_dir);
 }
 
-// Without a display Qt gets its platform as an argument: programs started from here would inherit a variable. The
-// result ends with a null, like argv, whose texts it refers to.
-std::vector<char*> QtArguments(int argc, char** argv, bool headless) {
-  std::vector<char*> arguments(argv, argv + argc);
-  if (headless) {
-    static std::array<char, 10> option{"-platform"};
-    static std::array<char, 10> offscreen{"offscreen"};
-    arguments.insert(arguments.end(), {option.data(), offscreen.data()});
-  }
-  arguments.push_back(nullptr);
-  return arguments;
+// Without a display the libraries of windows would only take memory.
+std::unique_ptr<QCoreApplication> NewApplication(int& argc, char** argv, bool headless) {
+  if (headless) return std::make_unique<QCoreApplication>(argc, argv);
+  auto application = std::make_unique<QApplication>(argc, argv);
+  QGuiApplication::setDesktopFileName(kDesktopId);
+  QApplication::setQuitOnLastWindowClosed(false);
+  QPixmap icon;
+  icon.loadFromData(ProgramIconFile(64));
+  QApplication::setWindowIcon(icon);
+  return application;
 }
 
 }  // namespace
@@ -352,6 +377,7 @@ int main(int argc, char** argv) {
     return 0;
   }
   pellora::SetMissingHome();
+  pellora::GiveBackLargePieces();
   // Ignore SIGXFSZ so that exceeding the file size limit reports like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
   // The plain dispatcher serves sockets before timers and starves neither. The setting is not passed on to programs
@@ -359,15 +385,10 @@ int main(int argc, char** argv) {
   const bool chosen = qEnvironmentVariableIsSet("QT_NO_GLIB");
   qputenv("QT_NO_GLIB", "1");
   const bool headless = pellora::RunsHeadless(argc, argv);
-  std::vector<char*> arguments = pellora::QtArguments(argc, argv, headless);
-  int count = static_cast<int>(arguments.size()) - 1;
-  QApplication application(count, arguments.data());
+  const std::unique_ptr<QCoreApplication> application = pellora::NewApplication(argc, argv, headless);
   if (!chosen) qunsetenv("QT_NO_GLIB");
-  QApplication::setApplicationName("Pellora");
-  QApplication::setApplicationVersion(pellora::kVersionText);
-  QGuiApplication::setDesktopFileName(pellora::kDesktopId);
-  QApplication::setQuitOnLastWindowClosed(false);
-  QApplication::setWindowIcon(pellora::ProgramIcon(64));
+  QCoreApplication::setApplicationName("Pellora");
+  QCoreApplication::setApplicationVersion(pellora::kVersionText);
 
   const pellora::Wish wish = pellora::WishOf(QCoreApplication::arguments().mid(1));
   const pellora::ProgramPlaces places =
@@ -375,5 +396,5 @@ int main(int argc, char** argv) {
   const pellora::SingleInstance lock(pellora::RuntimeFolderIfSafe(), places.data);
   if (lock.AnotherRuns()) return pellora::RunSecondCopy(headless, places, wish);
   pellora::RaiseOpenFileLimit();
-  return pellora::RunProgram(application, headless, places, wish);
+  return pellora::RunProgram(headless, places, wish);
 }

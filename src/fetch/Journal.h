@@ -32,7 +32,8 @@ class Journal {
   const std::string& Path() const;
 
   const JournalEntry* Find(const JournalKey& key) const;  // null if there is none
-  std::vector<JournalEntry> Entries() const;
+  const std::map<JournalKey, JournalEntry>& All() const { return entries_; }
+  std::vector<JournalEntry> Entries() const;  // a copy, for those who change the journal meanwhile
   // What downloads other than `own` that are not finished will be called.
   std::set<std::string> ClaimedPaths(const JournalKey& own) const;
   // Those deleted before this run whose part files are there: a kill came between.

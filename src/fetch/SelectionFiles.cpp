@@ -55,7 +55,7 @@ void DeleteSelection(const Platform& platform, const Journal& journal, const std
 void DeleteOrphanedSelections(const Platform& platform, const Journal& journal) {
   if (journal.Damaged()) return;  // it may have named them
   std::set<std::string> named;
-  for (const JournalEntry& entry : journal.Entries()) named.insert(entry.selection);
+  for (const auto& [key, entry] : journal.All()) named.insert(entry.selection);
   const std::string beginning = Beginning(journal);
   std::vector<std::string> found;
   Skip([&] { found = platform.files.FilesIn(FolderOf(journal.Path())); });

@@ -209,17 +209,16 @@ void PutFinished(const Platform& platform, Journal& journal, JournalEntry& entry
 }
 
 // Names and numbers of deleted files are given again.
-bool IsNeeded(const std::vector<JournalEntry>& entries, const std::string& part) {
-  return std::any_of(entries.begin(), entries.end(),
-                     [&](const JournalEntry& entry) { return entry.partPath == part || entry.oldPartPath == part; });
+bool IsNeeded(const Journal& journal, const std::string& part) {
+  return std::any_of(journal.All().begin(), journal.All().end(),
+                     [&](const auto& kept) { return kept.second.partPath == part || kept.second.oldPartPath == part; });
 }
 
 // What a kill left between the line that a download is gone and the deletion of its part file.
 void DeletePartsOfGone(const Platform& platform, const Journal& journal) {
-  const std::vector<JournalEntry> entries = journal.Entries();
   for (const JournalEntry& gone : journal.Gone()) {
-    if (!IsNeeded(entries, gone.partPath)) DeletePartFile(platform, gone.partPath, gone.part);
-    if (!IsNeeded(entries, gone.oldPartPath)) DeletePartFile(platform, gone.oldPartPath, gone.oldPart);
+    if (!IsNeeded(journal, gone.partPath)) DeletePartFile(platform, gone.partPath, gone.part);
+    if (!IsNeeded(journal, gone.oldPartPath)) DeletePartFile(platform, gone.oldPartPath, gone.oldPart);
   }
 }
 
@@ -366,18 +365,20 @@ void SweepJournal(Program& program, WebServices& services) {
   for (const JournalKey& former : std::exchange(services.superseded, {})) {
     if (!listed.contains(former)) services.journal.Drop(former);
   }
-  for (const JournalEntry& entry : services.journal.Entries()) {
+  const std::map<JournalKey, JournalEntry>& all = services.journal.All();
+  for (auto next = all.begin(); next != all.end();) {
+    const JournalEntry& entry = (next++)->second;
     const auto at = listed.find(entry.key);
     if (at != listed.end()) {
       services.listed.insert(entry.key);
       const bool isOver = entry.state == JournalState::Listed && program.Download(at->second).Finished;
-      if (isOver) services.journal.Drop(entry.key);
+      if (isOver) services.journal.Drop(JournalKey(entry.key));  // a copy: the entry goes
     } else if (services.listed.erase(entry.key) > 0) {
       services.handOvers.Forget(entry.key);
       services.selections.erase(entry.key);
       services.addedLogins.erase(entry.key);
       services.newAddresses.erase(entry.key);
-      Drop(program.platform, services.journal, entry);
+      Drop(program.platform, services.journal, JournalEntry(entry));
     }
   }
   if (!program.HasQueuePlaces()) return;

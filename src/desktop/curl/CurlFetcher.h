@@ -10,13 +10,13 @@
 
 #include "desktop/curl/CertificateBundle.h"
 #include "ports/DownloadFiles.h"
+#include "ports/EventLoop.h"
 #include "ports/Fetcher.h"
 
 namespace pellora {
 
 class CurlLoop;
 class EventGate;
-class EventLoop;
 class FetchDesk;
 class FetchPool;
 class ThreadCount;
@@ -44,6 +44,7 @@ class CurlFetcher final : public Fetcher {
   };
 
   std::shared_ptr<CurlLoop> LoopFor(const FetchRequest& request);
+  void FreeMemoryIfIdle();
 
   CertificateBundle bundle_;
   EventGate& gate_;
@@ -52,6 +53,9 @@ class CurlFetcher final : public Fetcher {
   std::shared_ptr<FetchDesk> desk_;
   std::shared_ptr<ThreadCount> threads_;
   std::array<Shared, 2> loops_;  // by FetchRequest::http2
+  struct InUse {};
+  std::shared_ptr<InUse> inUse_ = std::make_shared<InUse>();  // every Fetch has a copy
+  std::unique_ptr<Alarm> idle_;                               // runs from the first Fetch until the last one is gone
 };
 
 }  // namespace pellora

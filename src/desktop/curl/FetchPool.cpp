@@ -67,6 +67,11 @@ bool FetchPool::HasWaiters() const {
   return !waiting_.empty();
 }
 
+void FetchPool::FreeSpare() {
+  const std::lock_guard lock(mutex_);
+  spare_.clear();
+}
+
 void FetchPool::TakeBack(std::string bytes, std::size_t capacity) {
   std::vector<std::shared_ptr<Waiter>> next;
   {

@@ -54,6 +54,7 @@ class FetchPool : public std::enable_shared_from_this<FetchPool> {
   void Cancel(const Waiter& waiter);
   std::size_t Free() const;
   bool HasWaiters() const;
+  void FreeSpare();  // the blocks that are kept for the next transfers
 
  private:
   friend class PoolBlock;

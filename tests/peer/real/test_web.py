@@ -194,5 +194,44 @@ class EngineOff(Web):
         self.assertEqual(len(self.nginx.log()), before)
 
 
+class Idle(Web):
+    """Without windows, after a download over TLS: libcurl and the certificates are loaded."""
+
+    RECORDS = 1000
+
+    def setUp(self):
+        super().setUp()
+        for name in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"):
+            self.session.env.pop(name, None)
+        self.session.arguments = ["--headless"]
+
+    def processor_seconds(self):
+        folder = "/proc/%d/task" % self.session.process.pid
+        seconds = 0
+        for thread in os.listdir(folder):
+            with open("%s/%s/schedstat" % (folder, thread), encoding="ascii") as f:
+                seconds += int(f.read().split()[0]) / 1e9
+        return seconds
+
+    def test_thousand_downloads_cost_40_mib_and_a_thousandth_of_a_core(self):
+        companion = self.session.companion
+        waiting = [self.nginx.url(self.nginx.plain, "waits%d.bin" % number) for number in range(self.RECORDS - 1)]
+        self.session.start()
+        added = companion.run("add", "--later", "-i", "-", timeout=300, given="\n".join(waiting).encode())
+        self.assertEqual(added.returncode, 0)
+        self.assertEqual(companion.run("quit").returncode, 0)
+        self.assertEqual(self.session.process.wait(20), 0)
+        self.session.start()
+        url = self.nginx.url(self.nginx.plain, "a.bin")
+        companion.add(url)
+        self.finish(url, DATA)
+        self.assertEqual(len(companion.downloads()), self.RECORDS)
+        time.sleep(20)  # memory is given back after fifteen
+        before = self.processor_seconds()
+        time.sleep(10)
+        self.assertLess(self.processor_seconds() - before, 0.010)
+        self.assertLess(self.session.memory("VmRSS"), 40 << 20)
+
+
 if __name__ == "__main__":
     unittest.main()
