@@ -146,8 +146,10 @@ Selection ArchiveIndex::Select(std::span<const std::size_t> chosen, bool withFol
     }
     selection.entries.push_back(std::move(selected));
   }
+  // Folders come first, before a file at the very beginning as well.
+  const auto place = [](const SelectedEntry& entry) { return std::pair(entry.range.begin, entry.range.end); };
   std::stable_sort(selection.entries.begin(), selection.entries.end(),
-                   [](const auto& a, const auto& b) { return a.range.begin < b.range.begin; });
+                   [&](const SelectedEntry& a, const SelectedEntry& b) { return place(a) < place(b); });
   return selection;
 }
 

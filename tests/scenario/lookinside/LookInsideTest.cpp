@@ -187,6 +187,15 @@ TEST_F(LookingInside, FoldersAreNotCountedAsFiles) {
   EXPECT_EQ(Record().FileName, "2 files of a.zip");
 }
 
+TEST_F(LookingInside, FileBeforeAllFoldersIsUnpackedToo) {
+  Serve({Packed("a.txt", "aaa"), PackedFolder("docs/"), Packed("docs/b.txt", "bbb"), PackedFolder("none/")});
+  Look();
+  ExtractTo(Viewer()->Command1);
+  ASSERT_TRUE(RunUntilFinished()) << Web().reason;
+  EXPECT_TRUE(IsUnpacked("a.txt", "aaa"));
+  EXPECT_TRUE(IsUnpacked("docs/b.txt", "bbb"));
+}
+
 TEST_F(LookingInside, FileInAFolderGoesByItsName) {
   Serve({PackedFolder("docs/"), Packed("docs/a.txt", "aaa")});
   Look();

@@ -59,6 +59,16 @@ TEST(ArchiveIndex, FolderThatIsUnpackedIntoIsNoFaultAndNoEntryOfTheSelection) {
   EXPECT_EQ(index.Select(std::vector<std::size_t>{0, 1}, true).entries.size(), 1U);
 }
 
+TEST(ArchiveIndex, SelectionIsInTheOrderOfItsRanges) {
+  const ArchiveIndex index = IndexOf({{"first", "x"}, Folder("docs/"), {"docs/a.pdf", "x"}, Folder("none/")});
+  const Selection selection = index.Select(std::vector<std::size_t>{0, 1, 2, 3}, true);
+  std::int64_t from = 0;
+  for (const SelectedEntry& entry : selection.entries) {
+    EXPECT_GE(entry.range.begin, from) << entry.rawName;
+    from = entry.range.end;
+  }
+}
+
 TEST(ArchiveIndex, PatternsTakeFoldersAlong) {
   const ArchiveIndex index = IndexOf({Folder("docs/"), {"docs/a.pdf", "x"}, Folder("docs/none/"), Folder("other/")});
   EXPECT_EQ(Matching(index, "docs"), (Names{"docs", "docs/a.pdf", "docs/none"}));
