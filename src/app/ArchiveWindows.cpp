@@ -9,6 +9,7 @@
 #include "core/EngineChoice.h"
 #include "core/Program.h"
 #include "core/RecordLife.h"
+#include "core/SpeedLimits.h"
 #include "mainwin/AddDownload.h"
 #include "ports/EventLoop.h"
 #include "ports/Failure.h"
@@ -130,7 +131,9 @@ void ArchiveWindows::UnloadAll() {
 
 // The record that has waited for this choice is not wanted any more.
 void ArchiveWindows::Extract(const ArchiveLook& look, Selection selection, std::string password) {
+  std::int64_t speedLimit = look.add.speedLimit;
   if (look.waits && program_.Holds(look.record, look.serial) && !program_.Download(look.record).Active) {
+    speedLimit = program_.speed->LimitOf(look.record);
     EmptyPlace(program_, look.record);
     Release(program_, look.record, kDeleted);
   }
@@ -140,7 +143,7 @@ void ArchiveWindows::Extract(const ArchiveLook& look, Selection selection, std::
   request.web.handOver = look.add.handOver;
   request.web.user = look.add.user;
   request.web.password = look.add.password;
-  request.web.speedLimit = look.add.speedLimit;
+  request.web.speedLimit = speedLimit;
   request.web.startAt = look.add.startAt;
   request.web.selection = std::make_shared<const Selection>(std::move(selection));
   request.web.archivePassword = std::move(password);

@@ -94,7 +94,9 @@ EntryFault ArchiveIndex::FaultOf(std::size_t at) const {
 }
 
 std::int64_t ArchiveIndex::BytesToFetch(std::size_t at) const {
-  return Entry(at).kind == EntryKind::File && layout_.IsSound(at) ? layout_.RangeOf(at).Length() : 0;
+  const ArchiveEntry entry = Entry(at);
+  const bool unpacks = entry.obstacle == Obstacle::None || entry.obstacle == Obstacle::Password;
+  return entry.kind == EntryKind::File && unpacks && layout_.IsSound(at) ? layout_.RangeOf(at).Length() : 0;
 }
 
 std::vector<std::size_t> ArchiveIndex::Matching(std::span<const std::string> patterns) const {

@@ -3,6 +3,7 @@
 
 #include "LookInsideRun.h"
 #include "core/EngineChoice.h"
+#include "core/SpeedLimits.h"
 #include "mainwin/Form1.h"
 
 namespace pellora {
@@ -434,6 +435,19 @@ TEST_F(PreviewOfWebArchives, ChosenFilesTakeThePlaceOfTheWaitingDownload) {
   EXPECT_EQ(Records(), 1);
   EXPECT_FALSE(sim.disk().Has(Path("a.zip")));
   EXPECT_TRUE(IsUnpacked("top.txt", Bytes(20'000, 4)));
+}
+
+TEST_F(PreviewOfWebArchives, ChosenFilesTakeOverTheLimitOfTheWaitingDownload) {
+  Add(kUrl);
+  ASSERT_TRUE(RunUntilListed()) << State();
+  sim.Do([&] { program().speed->SetLimitOf(1, 5000); });
+  Select({"big.bin"});
+  ExtractTo(Viewer()->Command2);
+  sim.RunFor(2000);
+  ASSERT_EQ(Records(), 1);
+  EXPECT_EQ(Record().FileName, "big.bin");
+  EXPECT_EQ(program().speed->LimitOf(1), 5000);
+  EXPECT_FALSE(Record().Finished);
 }
 
 TEST_F(PreviewOfWebArchives, WholeArchiveIsTheWaitingDownload) {

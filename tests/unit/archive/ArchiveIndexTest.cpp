@@ -69,6 +69,17 @@ TEST(ArchiveIndex, SelectionIsInTheOrderOfItsRanges) {
   }
 }
 
+TEST(ArchiveIndex, NothingIsFetchedOfWhatCannotBeUnpacked) {
+  const ArchiveIndex index = IndexOf({{.name = "fine", .data = "12345"},
+                                      {.name = "locked", .data = "12345", .flags = 1},
+                                      {.name = "packed otherwise", .data = "12345", .method = 9},
+                                      {.name = "link", .data = "fine", .attributes = 0120777U << 16U}});
+  EXPECT_EQ(index.BytesToFetch(0), 30 + 4 + 5);
+  EXPECT_EQ(index.BytesToFetch(1), 30 + 6 + 5);
+  EXPECT_EQ(index.BytesToFetch(2), 0);
+  EXPECT_EQ(index.BytesToFetch(3), 0);
+}
+
 TEST(ArchiveIndex, PatternsTakeFoldersAlong) {
   const ArchiveIndex index = IndexOf({Folder("docs/"), {"docs/a.pdf", "x"}, Folder("docs/none/"), Folder("other/")});
   EXPECT_EQ(Matching(index, "docs"), (Names{"docs", "docs/a.pdf", "docs/none"}));
