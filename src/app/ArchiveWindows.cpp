@@ -9,6 +9,7 @@
 #include "core/EngineChoice.h"
 #include "core/Program.h"
 #include "core/RecordLife.h"
+#include "core/SpeedLimits.h"
 #include "mainwin/AddDownload.h"
 #include "ports/EventLoop.h"
 #include "ports/Failure.h"
@@ -35,6 +36,8 @@ const char* FaultWords(EntryFault fault) {
       return "a link or a device";
     case EntryFault::Name:
       return "its name leads out of the folder";
+    case EntryFault::BadName:
+      return "its name is too long or has control characters";
     case EntryFault::Place:
       return "its data lies outside of its place in the archive";
     default:
@@ -90,11 +93,11 @@ std::optional<Existing> ReadExisting(const std::string& text) {
   return std::nullopt;
 }
 
-// Why these cannot be unpacked all; empty if they can be.
+// Why these cannot be unpacked all; empty if they can be. A folder that cannot be made is missed by nobody.
 std::string FaultOfChoice(const ArchiveIndex& index, const std::vector<std::size_t>& chosen,
                           const ArchiveOrder& order) {
-  if (chosen.empty()) return "No file in the archive has such a name.";
   for (const std::size_t at : chosen) {
+    if (index.Entry(at).kind == EntryKind::Folder) continue;
     const EntryFault fault = index.FaultOf(at);
     if (fault == EntryFault::None || (fault == EntryFault::Password && !order.archivePassword.empty())) continue;
     const std::string name = index.NameOf(index.Entry(at));
@@ -128,7 +131,9 @@ void ArchiveWindows::UnloadAll() {
 
 // The record that has waited for this choice is not wanted any more.
 void ArchiveWindows::Extract(const ArchiveLook& look, Selection selection, std::string password) {
+  std::int64_t speedLimit = look.add.speedLimit;
   if (look.waits && program_.Holds(look.record, look.serial) && !program_.Download(look.record).Active) {
+    speedLimit = program_.speed->LimitOf(look.record);
     EmptyPlace(program_, look.record);
     Release(program_, look.record, kDeleted);
   }
@@ -138,7 +143,7 @@ void ArchiveWindows::Extract(const ArchiveLook& look, Selection selection, std::
   request.web.handOver = look.add.handOver;
   request.web.user = look.add.user;
   request.web.password = look.add.password;
-  request.web.speedLimit = look.add.speedLimit;
+  request.web.speedLimit = speedLimit;
   request.web.startAt = look.add.startAt;
   request.web.selection = std::make_shared<const Selection>(std::move(selection));
   request.web.archivePassword = std::move(password);
@@ -146,7 +151,7 @@ void ArchiveWindows::Extract(const ArchiveLook& look, Selection selection, std::
 }
 
 void ArchiveWindows::Download(const ArchiveLook& look) {
-  if (program_.Holds(look.record, look.serial)) {
+  if (program_.Holds(look.record, look.serial) && !IsSelection(program_, look.record)) {
     program_.platform.tasks.Spawn(program_.lists->Restart(look.record));
     return;
   }
@@ -213,6 +218,7 @@ AddOutcome ArchiveWindows::Add(const ArchiveOrder& order, const ArchiveReading& 
   std::string fault = FaultOfChoice(index, chosen, order);
   if (!fault.empty()) return {0, std::move(fault)};
   Selection selection = index.Select(chosen, true);
+  if (selection.entries.empty()) return {0, "No file in the archive has such a name."};
   selection.folder = order.folder;
   selection.existing = ReadExisting(order.existing).value_or(Existing::Number);
   AddRequest request{.url = order.url};

@@ -84,7 +84,8 @@ void TakeField(ArchiveEntry& entry, std::uint16_t id, std::string_view field) {
   }
 }
 
-EntryKind KindOf(const ArchiveEntry& entry, std::uint32_t attributes) {
+// `namesFolder`: the name ends with a separator.
+EntryKind KindOf(const ArchiveEntry& entry, std::uint32_t attributes, bool namesFolder) {
   constexpr std::uint32_t kTypeMask = 0170000;
   constexpr std::uint32_t kFolderType = 0040000;
   constexpr std::uint32_t kFileType = 0100000;
@@ -92,10 +93,10 @@ EntryKind KindOf(const ArchiveEntry& entry, std::uint32_t attributes) {
   if (entry.madeBy == kUnix || entry.madeBy == kMac) {
     const std::uint32_t type = attributes >> 16U & kTypeMask;
     if (type == kFolderType) return EntryKind::Folder;
-    if (type != 0 && type != kFileType) return EntryKind::Other;
+    if (type == kFileType) return namesFolder ? EntryKind::Folder : EntryKind::File;
+    if (type != 0) return EntryKind::Other;
   }
-  const bool isFolder = (attributes & kDosFolder) != 0 || entry.rawName.ends_with('/');
-  return isFolder ? EntryKind::Folder : EntryKind::File;
+  return namesFolder || (attributes & kDosFolder) != 0 ? EntryKind::Folder : EntryKind::File;
 }
 
 Obstacle ObstacleOf(const ArchiveEntry& entry) {
@@ -163,7 +164,8 @@ ArchiveEntry ArchiveDirectory::Entry(std::size_t index) const {
   }
   if (entry.method == kAes && !entry.aes.empty()) entry.method = LittleEndian16(entry.aes, 5);
   if (entry.madeBy == kUnix || entry.madeBy == kMac) entry.mode = static_cast<std::uint16_t>(attributes >> 16U & 0777U);
-  entry.kind = KindOf(entry, attributes);
+  const bool namesFolder = entry.rawName.ends_with('/') || (entry.rawName.ends_with('\\') && BackslashSeparates(entry));
+  entry.kind = KindOf(entry, attributes, namesFolder);
   entry.obstacle = ObstacleOf(entry);
   // Held where a sum would leave the range.
   if (entry.offset < INT64_MAX / 2) entry.offset += shift_;

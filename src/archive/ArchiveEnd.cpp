@@ -73,9 +73,7 @@ std::vector<ArchiveEnd> FindArchiveEnds(std::string_view tail, std::int64_t tail
   std::vector<ArchiveEnd> ends;
   for (std::size_t at = tail.rfind(kEndSignature); at != std::string_view::npos && ends.size() < most;
        at = at == 0 ? std::string_view::npos : tail.rfind(kEndSignature, at - 1)) {
-    if (tail.size() - at < kEndLength) continue;
-    const std::size_t comment = LittleEndian16(tail, at + 20);
-    if (at + kEndLength + comment > tail.size()) continue;
+    if (tail.size() - at < kEndLength) continue;  // its comment may be cut off: nobody needs it
     std::optional<std::size_t> end64;
     if (at >= kLocatorLength && HasSignature(tail, at - kLocatorLength, kLocatorSignature)) {
       end64 = FindEnd64(tail, tailAt, at - kLocatorLength);

@@ -27,6 +27,18 @@ bool ContainsNoCase(std::string_view text, std::string_view part) {
   return std::search(text.begin(), text.end(), part.begin(), part.end(), equal) != text.end();
 }
 
+// It has parts that no path on the disk will have.
+bool IsUntidy(std::string_view name) {
+  return name.starts_with("./") || name.find("/./") != std::string_view::npos ||
+         name.find("//") != std::string_view::npos || name.ends_with("/.");
+}
+
+std::string Joined(const std::vector<std::string>& parts) {
+  std::string path;
+  for (const std::string& part : parts) path.append(path.empty() ? "" : "/").append(part);
+  return path;
+}
+
 // The entry itself, or a folder that it is in.
 bool FitsWithFolders(std::string_view name, std::string_view pattern) {
   if (FitsPattern(name, pattern, false)) return true;
@@ -59,6 +71,10 @@ ArchiveIndex::ArchiveIndex(std::shared_ptr<const ArchiveContents> contents, Code
 std::string ArchiveIndex::NameOf(const ArchiveEntry& entry) const {
   std::string name = EntryName(entry, page_);
   if (contents_->directory.BackslashSeparates(entry)) std::replace(name.begin(), name.end(), '\\', '/');
+  if (IsUntidy(name)) {
+    const std::optional<std::vector<std::string>> parts = EntryPath(name, false);
+    if (parts) return Joined(*parts);
+  }
   while (name.size() > 1 && name.ends_with('/')) name.pop_back();
   return name;
 }
@@ -67,22 +83,26 @@ EntryFault ArchiveIndex::FaultOf(std::size_t at) const {
   const ArchiveEntry entry = Entry(at);
   const EntryFault fault = FaultOfObstacle(entry.obstacle);
   if (fault != EntryFault::None && fault != EntryFault::Password) return fault;
-  const bool separates = contents_->directory.BackslashSeparates(entry);
-  if (!EntryPath(EntryName(entry, page_), separates)) return EntryFault::Name;
   const bool hasBytes = entry.kind != EntryKind::Folder;
+  const bool separates = contents_->directory.BackslashSeparates(entry);
+  const std::string name = EntryName(entry, page_);
+  if (!EntryPath(name, separates)) {
+    if (!hasBytes && IsWholeFolder(name, separates)) return EntryFault::None;
+    return LeadsOut(name, separates) ? EntryFault::Name : EntryFault::BadName;
+  }
   return hasBytes && !layout_.IsSound(at) ? EntryFault::Place : fault;
 }
 
 std::int64_t ArchiveIndex::BytesToFetch(std::size_t at) const {
-  return Entry(at).kind == EntryKind::File && layout_.IsSound(at) ? layout_.RangeOf(at).Length() : 0;
+  const ArchiveEntry entry = Entry(at);
+  const bool unpacks = entry.obstacle == Obstacle::None || entry.obstacle == Obstacle::Password;
+  return entry.kind == EntryKind::File && unpacks && layout_.IsSound(at) ? layout_.RangeOf(at).Length() : 0;
 }
 
 std::vector<std::size_t> ArchiveIndex::Matching(std::span<const std::string> patterns) const {
   std::vector<std::size_t> matching;
   for (std::size_t at = 0; at < Count(); ++at) {
-    const ArchiveEntry entry = Entry(at);
-    if (entry.kind == EntryKind::Folder) continue;
-    const std::string name = NameOf(entry);
+    const std::string name = NameOf(Entry(at));
     const bool fits = std::any_of(patterns.begin(), patterns.end(), [&](std::string_view pattern) {
       while (pattern.size() > 1 && pattern.ends_with('/')) pattern.remove_suffix(1);
       return FitsWithFolders(name, pattern);
@@ -128,8 +148,10 @@ Selection ArchiveIndex::Select(std::span<const std::size_t> chosen, bool withFol
     }
     selection.entries.push_back(std::move(selected));
   }
+  // Folders come first, before a file at the very beginning as well.
+  const auto place = [](const SelectedEntry& entry) { return std::pair(entry.range.begin, entry.range.end); };
   std::stable_sort(selection.entries.begin(), selection.entries.end(),
-                   [](const auto& a, const auto& b) { return a.range.begin < b.range.begin; });
+                   [&](const SelectedEntry& a, const SelectedEntry& b) { return place(a) < place(b); });
   return selection;
 }
 

@@ -24,8 +24,9 @@ enum class EntryFault : std::uint8_t {
   Encryption,  // as Obstacle has them
   Method,
   Kind,
-  Name,   // leads out of the folder
-  Place,  // lies outside of the file, or where another entry lies
+  Name,     // leads out of the folder
+  BadName,  // no file can have it
+  Place,    // lies outside of the file, or where another entry lies
 };
 
 class ArchiveIndex {
@@ -35,14 +36,15 @@ class ArchiveIndex {
   const ArchiveContents& Contents() const { return *contents_; }
   std::size_t Count() const { return contents_->directory.Count(); }
   ArchiveEntry Entry(std::size_t at) const { return contents_->directory.Entry(at); }
-  // In UTF-8 with "/" between its parts; without one at the end, which folders have.
+  // In UTF-8 with "/" between its parts, without "." among them; without "/" at the end, which folders have. What leads
+  // out of the folder is as it is.
   std::string NameOf(const ArchiveEntry& entry) const;
   EntryFault FaultOf(std::size_t at) const;
   // Bytes to be fetched for it; 0 for folders and what cannot be unpacked.
   std::int64_t BytesToFetch(std::size_t at) const;
 
-  // All entries but folders whose name fits one of the patterns; a pattern that fits a folder, which need not have an
-  // entry, takes all in it. `*` fits any text, also with "/", and `?` any character.
+  // All entries whose name fits one of the patterns; a pattern that fits a folder, which need not have an entry, takes
+  // all in it. `*` fits any text, also with "/", and `?` any character.
   std::vector<std::size_t> Matching(std::span<const std::string> patterns) const;
   // Of entries that can be unpacked. Without `withFolders` all files come into one folder.
   Selection Select(std::span<const std::size_t> chosen, bool withFolders) const;

@@ -35,8 +35,10 @@ void ArchiveReader::Take(std::string bytes) {
   TryPlaces();
 }
 
-// A directory lies where its end record says, or, if something precedes the archive, right before that record.
+// A directory lies where its end record says, or, if something precedes the archive, right before that record. An end
+// record of no entries proves nothing by its directory: it counts if there is nothing else.
 void ArchiveReader::FindPlaces() {
+  std::optional<Place> empty;
   for (const ArchiveEnd& end : FindArchiveEnds(tail_, tailRange_.begin)) {
     if (end.split) {
       seen_ = ArchiveFault::Split;
@@ -46,12 +48,17 @@ void ArchiveReader::FindPlaces() {
       seen_ = ArchiveFault::TooLarge;
       continue;
     }
+    if (end.directorySize == 0) {
+      if (!empty) empty = Place{{end.begin, end.begin}, end};
+      continue;
+    }
     const std::int64_t before = end.begin - end.directorySize;
-    if (end.directorySize > 0 && end.directoryOffset < before) {
+    if (end.directoryOffset < before) {
       places_.push_back({{end.directoryOffset, end.directoryOffset + end.directorySize}, end});
     }
     places_.push_back({{before, end.begin}, end});
   }
+  if (empty) places_.push_back(*empty);
 }
 
 void ArchiveReader::TryPlaces() {

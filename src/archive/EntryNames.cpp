@@ -68,7 +68,16 @@ std::string FromCodePage(std::string_view bytes, CodePage page) {
   return text;
 }
 
-constexpr std::size_t kLongestName = 240;  // bytes of one folder or file; the disk takes 255
+constexpr std::size_t kLongestName = 255;  // bytes of one folder or file that disks take
+
+std::string_view Separators(bool backslashSeparates) { return backslashSeparates ? "/\\" : "/"; }
+
+// The first part, without its separator. Both are taken off.
+std::string_view TakePart(std::string_view& name, std::string_view separators) {
+  const std::string_view part = name.substr(0, name.find_first_of(separators));
+  name.remove_prefix(std::min(part.size() + 1, name.size()));
+  return part;
+}
 
 }  // namespace
 
@@ -89,20 +98,41 @@ std::string EntryName(const ArchiveEntry& entry, CodePage page) {
   return FromCodePage(entry.rawName, page);
 }
 
+bool LeadsOut(std::string_view name, bool backslashSeparates) {
+  const std::string_view separators = Separators(backslashSeparates);
+  if (!name.empty() && separators.find(name.front()) != std::string_view::npos) return true;
+  bool isFirst = true;
+  while (!name.empty()) {
+    const std::string_view part = TakePart(name, separators);
+    if (part.empty() || part == ".") continue;
+    const bool isDrive = isFirst && part.size() == 2 && part[1] == ':';
+    if (part == ".." || isDrive) return true;
+    isFirst = false;
+  }
+  return false;
+}
+
 std::optional<std::vector<std::string>> EntryPath(std::string_view name, bool backslashSeparates) {
-  const std::string_view separators = backslashSeparates ? "/\\" : "/";
-  if (name.empty() || separators.find(name.front()) != std::string_view::npos) return {};
+  if (LeadsOut(name, backslashSeparates)) return {};
+  const std::string_view separators = Separators(backslashSeparates);
   std::vector<std::string> parts;
   while (!name.empty()) {
-    const std::string_view part = name.substr(0, name.find_first_of(separators));
-    name.remove_prefix(std::min(part.size() + 1, name.size()));
+    const std::string_view part = TakePart(name, separators);
     if (part.empty() || part == ".") continue;
-    const bool isDrive = parts.empty() && part.size() == 2 && part[1] == ':';
-    if (part == ".." || isDrive || part.size() > kLongestName || HasControls(part)) return {};
+    if (part.size() > kLongestName || HasControls(part)) return {};
     parts.emplace_back(part);
   }
   if (parts.empty()) return {};
   return parts;
+}
+
+bool IsWholeFolder(std::string_view name, bool backslashSeparates) {
+  if (name.empty() || LeadsOut(name, backslashSeparates)) return false;
+  while (!name.empty()) {
+    const std::string_view part = TakePart(name, Separators(backslashSeparates));
+    if (!part.empty() && part != ".") return false;
+  }
+  return true;
 }
 
 }  // namespace pellora

@@ -21,9 +21,14 @@ CodePage CodePageOf(std::string_view language);
 // UTF-8, flagged or not, else as `page` has it.
 std::string EntryName(const ArchiveEntry& entry, CodePage page);
 
-// The parts of a path below the folder that is unpacked into. Nothing for a name that leads elsewhere (absolute, with
-// ".." or a drive), has control characters or no part at all, or a part that no disk takes. "." and repeated separators
-// are dropped.
+// An absolute path, or one with ".." or a drive.
+bool LeadsOut(std::string_view name, bool backslashSeparates);
+
+// The parts of a path below the folder that is unpacked into. Nothing for a name that leads out of it, has
+// control characters or no part at all, or a part that no disk takes. "." and repeated separators are dropped.
 std::optional<std::vector<std::string>> EntryPath(std::string_view name, bool backslashSeparates);
+
+// The folder itself that is unpacked into: a name of nothing but "." and separators.
+bool IsWholeFolder(std::string_view name, bool backslashSeparates);
 
 }  // namespace pellora

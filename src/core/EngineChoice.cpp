@@ -152,16 +152,11 @@ std::string ReasonOf(Program& program, int index) {
   return reason == WebText::None ? std::string() : TextOf(program, reason);
 }
 
-namespace {
-
-// Of chosen files of an archive, finished or not: it is no download of what is at its address.
 bool IsSelection(Program& program, int index) {
   const WebFigures* const figures = program.Web(index);
   if (figures != nullptr && figures->inFolder) return true;
   return program.isSelection && program.isSelection(index);
 }
-
-}  // namespace
 
 std::int16_t FindListed(Program& program, const std::string& url, EngineName engine) {
   const bool cut = engine == EngineName::Web;

@@ -54,6 +54,9 @@ bool HasFailed(Program& program, int index);
 // empty.
 std::string ReasonOf(Program& program, int index);
 
+// It is of chosen files of an archive, finished or not: no download of what is at its address.
+bool IsSelection(Program& program, int index);
+
 // The slot of the record in use that was added as `url`, whole; 0 if there is none. Addresses of the web engine are
 // compared without their passwords.
 std::int16_t FindListed(Program& program, const std::string& url, EngineName engine);

@@ -219,6 +219,8 @@ constexpr std::array kEnglish = {
     English{WebText::ArchivePassword, "The password of the archive is missing or wrong, or files in it are damaged."},
     English{WebText::EnterPassword, "Password..."},
     English{WebText::NoUnpacker, "The files cannot be unpacked: %1"},
+    English{WebText::EntryBadName, "its name is too long or has control characters"},
+    English{WebText::NoneUnpacked, "None of the chosen files can be unpacked."},
     English{WebText::ListNotSaved,
             "The list of downloads cannot be saved: what changes in it now is lost when Pellora ends."},
     English{WebText::UpdatedByPackages, "Pellora was installed as a package: the package manager updates it."},

@@ -215,6 +215,8 @@ enum class WebText : std::int16_t {
   ArchivePassword = 986,  // is missing or wrong
   EnterPassword = 987,    // its button
   NoUnpacker = 988,       // %1: why
+  EntryBadName = 989,     // these two in Remark, or said of all that is chosen
+  NoneUnpacked = 990,
   // Limits of speed. Of the options:
   SpeedLimit = 867,
   SpeedLimitTimed = 868,

@@ -204,9 +204,7 @@ class PosixOutputFolder final : public OutputFolder {
   void MakeFolder(const OutputPath& path) override { OpenFolder(path, true); }
   void SetTraits(const OutputPath& path, const OutputTraits& traits) override {
     const Descriptor folder = OpenFolder(path, false);
-    if (traits.mode != 0 && fchmod(folder.Number(), RightsFor(traits, 0, kUserRights)) != 0 && !MeansCannot(errno)) {
-      throw FileFailure(Joined(path_, path), errno);
-    }
+    if (traits.mode != 0) TakeRights(folder.Number(), RightsFor(traits, 0, kUserRights), Joined(path_, path));
     SetModified(folder.Number(), traits);
   }
   OutputFound LookAt(const OutputPath& path) override {
@@ -252,6 +250,13 @@ class PosixOutputFolder final : public OutputFolder {
     const mode_t umask = ProcessUmask();
     if ((umask & kUserRights) != 0) GiveToUser(folder, part, (kAllRights & ~umask) | kUserRights);
     FlushFolder(folder, name);
+  }
+  // None are given: the folder may have been there before, and be nobody else's business.
+  static void TakeRights(int folder, mode_t left, const std::string& name) {
+    struct stat status {};
+    if (fstat(folder, &status) != 0) throw FileFailure(name, errno);
+    const mode_t mode = status.st_mode & (left | ~kAllRights) & ~S_IFMT;
+    if (fchmod(folder, mode) != 0 && !MeansCannot(errno)) throw FileFailure(name, errno);
   }
   // The umask has taken even the user's rights.
   static void GiveToUser(int folder, const std::string& part, mode_t rights) {

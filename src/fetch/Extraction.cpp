@@ -103,6 +103,13 @@ std::optional<std::size_t> Extraction::Next() const {
   return ready_.empty() ? std::nullopt : std::optional(*ready_.begin());
 }
 
+bool Extraction::HasAllFiles() const {
+  for (std::size_t i = 0; i < ranges_.size(); ++i) {
+    if (!selection_->entries[i].isFolder && !unpacked_.Holds(Number(i))) return false;
+  }
+  return true;
+}
+
 void Extraction::IsUnpacked(std::size_t number) {
   ready_.erase(number);
   folders_.erase(number);

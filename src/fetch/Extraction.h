@@ -42,6 +42,7 @@ class Extraction {
 
   std::optional<std::size_t> Next() const;                                                    // to be unpacked
   bool AllAreUnpacked() const { return needed_.Ranges().empty() && Next() == std::nullopt; }  // of the files
+  bool HasAllFiles() const;                                                                   // unpacked
   // They come last, as what gets into a folder changes its time.
   std::vector<std::size_t> Folders() const { return {folders_.begin(), folders_.end()}; }
 

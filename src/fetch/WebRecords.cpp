@@ -139,10 +139,14 @@ void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry)
   DeleteSelection(platform, journal, entry.selection);
 }
 
-// What a row calls it.
+// What a row calls it. Folders are not counted, but one that is empty may have been chosen alone.
 std::string TitleOf(const Program& program, const Selection& selection) {
-  if (selection.entries.size() == 1) return selection.entries.front().path.back();
-  return FillText(TextOf(program, WebText::FilesOf), {std::to_string(selection.entries.size()), selection.archive});
+  const std::vector<SelectedEntry>& entries = selection.entries;
+  const auto isFile = [](const SelectedEntry& entry) { return !entry.isFolder; };
+  const auto files = std::count_if(entries.begin(), entries.end(), isFile);
+  if (files > 1) return FillText(TextOf(program, WebText::FilesOf), {std::to_string(files), selection.archive});
+  const auto file = std::find_if(entries.begin(), entries.end(), isFile);
+  return (file == entries.end() ? entries.front() : *file).path.back();
 }
 
 // It is on the disk before the journal's line names it.

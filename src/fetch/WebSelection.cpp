@@ -402,6 +402,8 @@ Task<> WebEngine::FinishSelection(Run run) {
     AskForArchivePassword();
   } else if (!extraction_->Damaged().empty()) {
     StopForDamaged();
+  } else if (!extraction_->HasAllFiles()) {
+    Rest(FetchEvent::GivenUp, Say(WebText::SelectionLost));  // it makes no sense: better said than called finished
   } else {
     const bool made = co_await MakeFolders(run);
     if (made) co_await SelectionIsUnpacked(run);

@@ -53,7 +53,8 @@ class OutputFolder {
   virtual std::unique_ptr<OutputFile> Create(const OutputPath& path) = 0;
   // Existing ones are no failure. The folder is on the disk, but for its traits.
   virtual void MakeFolder(const OutputPath& path) = 0;
-  // Of a folder that is there; always with all rights for the user. Last, as new files change a folder's time.
+  // Of a folder that is there. Its rights become fewer, but never more, as the folder may have been the user's before;
+  // those that the user has stay. Last, as new files change a folder's time.
   virtual void SetTraits(const OutputPath& path, const OutputTraits& traits) = 0;
   virtual OutputFound LookAt(const OutputPath& path) = 0;
 };

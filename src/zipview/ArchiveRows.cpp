@@ -78,7 +78,8 @@ ArchiveListing ListFolder(const ArchiveIndex& index, std::string_view folder, st
   for (std::size_t at = 0; at < index.Count(); ++at) {
     const ArchiveEntry entry = index.Entry(at);
     const std::string path = index.NameOf(entry);
-    if (!path.starts_with(start) || path.size() == start.size()) continue;
+    const bool isWhole = entry.kind == EntryKind::Folder && path == ".";  // no folder of its own
+    if (!path.starts_with(start) || path.size() == start.size() || isWhole) continue;
     const std::size_t slash = path.find('/', start.size());
     if (slash == std::string::npos && entry.kind != EntryKind::Folder) {
       if (FitsFilter(path, filter)) AddFile(listing, index, at, entry, path, remark);

@@ -116,6 +116,8 @@ std::string LookInside::Remark(EntryFault fault) const {
       return TextOf(program_, WebText::EntryNoFile);
     case EntryFault::Name:
       return TextOf(program_, WebText::EntryUnsafeName);
+    case EntryFault::BadName:
+      return TextOf(program_, WebText::EntryBadName);
     case EntryFault::Place:
       return TextOf(program_, WebText::EntryOverlaps);
   }
@@ -184,12 +186,14 @@ Task<> LookInside::ExtractEntries(std::vector<std::size_t> entries) {
   const auto chosen = std::make_shared<std::vector<std::size_t>>(std::move(entries));
   const bool sound = co_await LeavesOut(chosen);
   if (!sound || !Loaded()) co_return;
-  const auto isFile = [this](std::size_t at) { return index_->Entry(at).kind != EntryKind::Folder; };
-  const auto files = static_cast<std::size_t>(std::count_if(chosen->begin(), chosen->end(), isFile));
-  const bool accepted = co_await AskForFolder(files);
+  const bool accepted = co_await AskForFolder(FilesAmong(*chosen));
   if (!accepted || !Loaded()) co_return;
   const auto selection = std::make_shared<Selection>(index_->Select(*chosen, ExtractDialog->Check2.Value));
   selection->folder = ExtractDialog->TargetFolder;
+  if (selection->entries.empty()) {  // folders alone, and none is wanted
+    co_await Say(TextOf(program_, WebText::NothingChosen));
+    co_return;
+  }
   const bool exists = co_await HasExisting(selection);
   const bool encrypted = std::any_of(chosen->begin(), chosen->end(),
                                      [this](std::size_t at) { return index_->FaultOf(at) == EntryFault::Password; });
@@ -206,6 +210,11 @@ Task<> LookInside::ExtractEntries(std::vector<std::size_t> entries) {
   if (Loaded()) actions_.extract(std::move(*selection), std::move(password));
 }
 
+std::size_t LookInside::FilesAmong(const std::vector<std::size_t>& entries) const {
+  const auto isFile = [this](std::size_t at) { return index_->Entry(at).kind != EntryKind::Folder; };
+  return static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), isFile));
+}
+
 // Drops what cannot be unpacked. False if nothing is left, or the user wants all or nothing.
 Task<bool> LookInside::LeavesOut(std::shared_ptr<std::vector<std::size_t>> entries) {
   const auto hold = Hold();
@@ -213,25 +222,28 @@ Task<bool> LookInside::LeavesOut(std::shared_ptr<std::vector<std::size_t>> entri
     co_await Say(TextOf(program_, WebText::NothingChosen));
     co_return false;
   }
-  const std::size_t all = entries->size();
+  const std::size_t chosen = entries->size();
+  const std::size_t files = FilesAmong(*entries);
   const std::size_t first = entries->front();
   std::erase_if(*entries, [this](std::size_t at) {
     const EntryFault fault = index_->FaultOf(at);
     return fault != EntryFault::None && fault != EntryFault::Password;
   });
-  const std::size_t left = all - entries->size();
-  if (left == 0) co_return true;
-  if (all == 1) {
+  if (entries->empty()) {
     const std::string name = index_->NameOf(index_->Entry(first));
-    std::string text = FillText(TextOf(program_, WebText::CannotUnpack), {name, Remark(index_->FaultOf(first))});
+    std::string text = chosen > 1
+                           ? TextOf(program_, WebText::NoneUnpacked)
+                           : FillText(TextOf(program_, WebText::CannotUnpack), {name, Remark(index_->FaultOf(first))});
     co_await Say(std::move(text));
     co_return false;
   }
+  const std::size_t dropped = files - FilesAmong(*entries);
+  if (dropped == 0) co_return true;
   const std::string text =
-      FillText(TextOf(program_, WebText::AskUnpackOthers), {std::to_string(left), std::to_string(all)});
+      FillText(TextOf(program_, WebText::AskUnpackOthers), {std::to_string(dropped), std::to_string(files)});
   BoxRequest request{text, kProgramName, kYesNo | kQuestion};
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
-  co_return answer != kAnswerNo && !entries->empty();
+  co_return answer != kAnswerNo;
 }
 
 Task<bool> LookInside::AskForFolder(std::size_t files) {

@@ -58,6 +58,7 @@ class LookInside final : public ViewerFace {
   void ExtractAll();
   void ExtractSelected();
   Task<> ExtractEntries(std::vector<std::size_t> entries);
+  std::size_t FilesAmong(const std::vector<std::size_t>& entries) const;
   Task<bool> LeavesOut(std::shared_ptr<std::vector<std::size_t>> entries);
   Task<bool> AskForFolder(std::size_t files);
   Task<bool> HasExisting(std::shared_ptr<const Selection> selection);

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -97,6 +98,21 @@ TEST_P(PosixOutputFoldersTest, ModesAreWhatTheUmaskLeavesAndNeverSetId) {
     out->MakeFolder({name + "d", "inner"});
     out->SetTraits({name + "d"}, {known.mode, {}});
     EXPECT_EQ(Rights(name + "d"), known.folder) << std::oct << known.mode << " " << known.mask;
+  }
+}
+
+TEST_P(PosixOutputFoldersTest, FolderThatWasThereIsOpenedToNobody) {
+  const Umask with(0022);
+  const std::string folder = root.Path("out/own");
+  ASSERT_EQ(mkdir(folder.c_str(), 0), 0);
+  for (const auto& [rights, wanted, left] :
+       {std::array<mode_t, 3>{0700, 0777, 0700}, {02770, 0755, 02750}, {0755, 0700, 0700}}) {
+    ASSERT_EQ(chmod(folder.c_str(), rights), 0);
+    out->MakeFolder({"own"});
+    out->SetTraits({"own"}, {static_cast<std::uint16_t>(wanted), {}});
+    struct stat status {};
+    ASSERT_EQ(stat(folder.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, left) << std::oct << rights << " " << wanted;
   }
 }
 

@@ -69,6 +69,17 @@ def permissions(folder):
     return {name: oct(os.stat(os.path.join(folder, name)).st_mode & 0o777) for name in contents(folder)}
 
 
+def folders(folder):
+    """(permissions, moment) of the folders below it."""
+    found = {}
+    for place, names, _ in os.walk(folder):
+        for name in names:
+            path = os.path.join(place, name)
+            status = os.stat(path)
+            found[os.path.relpath(path, folder)] = (oct(status.st_mode & 0o777), int(status.st_mtime))
+    return found
+
+
 def moments(folder):
     return {name: int(os.stat(os.path.join(folder, name)).st_mtime) for name in contents(folder)}
 
@@ -227,6 +238,34 @@ class Getting(Archives):
                 self.assertTrue(self.get(self.url(path), "*") == contents(reference), "other files than unzip's")
                 self.assertEqual(permissions(self.folder), permissions(reference))
                 self.assertEqual(moments(self.folder), moments(reference))
+                self.assertEqual(folders(self.folder), folders(reference))
+
+    def test_archive_of_a_whole_folder_has_its_names(self):
+        folder = os.path.join(self.session.root, "whole")
+        make(folder, {"docs/a.pdf": b"a", "docs/deep/b.pdf": b"b", "c.txt": b"c"})
+        os.makedirs(os.path.join(folder, "none/inner"))
+        path = self.pack("whole", "bsdtar --format zip -cf OUT .", folder)
+        self.session.start()
+        url = self.url(path)
+        self.assertEqual({entry["remark"] for entry in self.entries(url)}, {None})
+        self.assertEqual(self.get(url, "docs/*.pdf"), {"docs/a.pdf": b"a", "docs/deep/b.pdf": b"b"})
+        self.assertEqual(self.get(url, "*"), contents(folder))
+        self.assertEqual(set(folders(self.folder)), {"docs", "docs/deep", "none", "none/inner"})
+        self.assertEqual(self.get(url, "none"), {})
+        self.assertEqual(set(folders(self.folder)), {"none", "none/inner"})
+
+    def test_archives_with_rare_marks_are_listed_right(self):
+        empty = b"PK\5\6" + bytes(18)
+        self.session.start()
+        path = self.pack("marked", "printf 'a long remark' | zip -q -z OUT readme.txt")
+        with open(path, "rb") as f:
+            whole = f.read()
+        for name, data in (("cut", whole[:-5]), ("followed", whole + empty)):
+            with self.subTest(name):
+                other = os.path.join(self.nginx.files, name + ".zip")
+                with open(other, "wb") as f:
+                    f.write(data)
+                self.assertEqual([entry["name"] for entry in self.entries(self.url(other))], ["readme.txt"])
 
     def test_archive_of_java_gives_the_packed_files(self):
         self.session.start()

@@ -45,6 +45,16 @@ TEST(WebSelection, EntryThatStaysDamagedIsNamedAndTheOthersAreUnpacked) {
   EXPECT_EQ(run.Asked(run.archive.all[1].range), run.archive.all[1].range.Length());
 }
 
+TEST(WebSelection, IsNotFinishedWhileAFileLacks) {
+  SelectionRun run(TenFiles());
+  const std::shared_ptr<Selection> chosen = run.Choose({1, 4});
+  std::swap(chosen->entries[0], chosen->entries[1]);  // as no selection is
+  run.Add(chosen);
+  ASSERT_TRUE(run.rig.RunUntilStopped());
+  EXPECT_EQ(run.rig.Web().reason, run.Text(WebText::SelectionLost));
+  EXPECT_FALSE(run.rig.Record().Finished);
+}
+
 TEST(WebSelection, SeveralDamagedEntriesAreCounted) {
   SelectionRun run(TenFiles());
   run.Serve(WithWrong(WithWrong(TenFiles(), 4), 8).bytes);

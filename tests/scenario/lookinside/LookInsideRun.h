@@ -32,6 +32,10 @@ inline TestEntry Stored(const std::string& name, const std::string& plain) {
   return {.name = name, .data = plain, .size = static_cast<std::uint32_t>(plain.size()), .crc = Crc32(plain)};
 }
 
+inline TestEntry PackedFolder(const std::string& name) {
+  return {.name = name, .data = "", .attributes = 040755U << 16U};
+}
+
 inline TestEntry Encrypted(const std::string& name, const std::string& plain, const std::string& password) {
   TestEntry entry = Packed(name, plain);
   entry.data = EncryptZip(entry.data, password, entry.crc);

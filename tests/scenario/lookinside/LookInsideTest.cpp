@@ -3,6 +3,7 @@
 
 #include "LookInsideRun.h"
 #include "core/EngineChoice.h"
+#include "core/SpeedLimits.h"
 #include "mainwin/Form1.h"
 
 namespace pellora {
@@ -166,6 +167,79 @@ TEST_F(LookingInside, ArchiveIsAddedBesideAChoiceOfItsFiles) {
   EXPECT_TRUE(IsUnpacked("docs/a.pdf", Bytes(100'000, 1)));
 }
 
+TEST_F(LookingInside, WholeArchiveIsAddedBesideTheChoiceThatItWasOpenedFrom) {
+  Look();
+  Select({"a.pdf"});
+  ExtractTo(Viewer()->Command2);
+  sim.RunFor(10'000);
+  sim.Do([&] { Viewer()->ViewClosed(); });
+  Look({.url = kUrl, .record = 1, .serial = program().Serial(1)});
+  Press(Viewer()->Command3);
+  sim.RunFor(10'000);
+  EXPECT_EQ(Records(), 2);
+  EXPECT_EQ(Record(2).FileName, "a.zip");
+}
+
+TEST_F(LookingInside, FoldersAreNotCountedAsFiles) {
+  Serve({PackedFolder("docs/"), Packed("docs/a.txt", "aaa"), PackedFolder("docs/none/"), Packed("docs/b.txt", "bbb")});
+  Look();
+  ExtractTo(Viewer()->Command1);
+  ASSERT_TRUE(RunUntilFinished()) << Web().reason;
+  EXPECT_EQ(Record().FileName, "2 files of a.zip");
+}
+
+TEST_F(LookingInside, FileBeforeAllFoldersIsUnpackedToo) {
+  Serve({Packed("a.txt", "aaa"), PackedFolder("docs/"), Packed("docs/b.txt", "bbb"), PackedFolder("none/")});
+  Look();
+  ExtractTo(Viewer()->Command1);
+  ASSERT_TRUE(RunUntilFinished()) << Web().reason;
+  EXPECT_TRUE(IsUnpacked("a.txt", "aaa"));
+  EXPECT_TRUE(IsUnpacked("docs/b.txt", "bbb"));
+}
+
+TEST_F(LookingInside, FileInAFolderGoesByItsName) {
+  Serve({PackedFolder("docs/"), Packed("docs/a.txt", "aaa")});
+  Look();
+  ExtractTo(Viewer()->Command1);
+  ASSERT_TRUE(RunUntilFinished()) << Web().reason;
+  EXPECT_EQ(Record().FileName, "a.txt");
+}
+
+TEST_F(LookingInside, EmptyFolderIsMadeIfItIsChosenAlone) {
+  Serve({PackedFolder("none/"), Packed("a.txt", "aaa")});
+  Look();
+  sim.Do([&] { Viewer()->Option1.SetByUser(true); });
+  Select({"+none"});
+  ExtractTo(Viewer()->Command2);
+  ASSERT_TRUE(RunUntilFinished()) << Web().reason;
+  EXPECT_EQ(Record().FileName, "none");
+  EXPECT_FALSE(sim.disk().Has(Path("a.txt")));
+}
+
+TEST_F(LookingInside, EmptyFolderAloneIsNothingWithoutItsPath) {
+  Serve({PackedFolder("none/"), Packed("a.txt", "aaa")});
+  Look();
+  sim.Do([&] { Viewer()->Option1.SetByUser(true); });
+  Select({"+none"});
+  Press(Viewer()->Command2);
+  sim.Do([&] { FolderDialog()->Check2.SetByUser(false); });
+  Press(FolderDialog()->Command1);
+  EXPECT_EQ(Box(), Say(WebText::NothingChosen));
+  Answer(kAnswerOk);
+  EXPECT_EQ(Records(), 0);
+}
+
+TEST_F(LookingInside, ArchiveOfAWholeFolderHasItsFilesAndAsksNothing) {
+  Serve({PackedFolder("./"), PackedFolder("./docs/"), Packed("./docs/a.txt", "aaa"), Packed("./b.txt", "bbb")});
+  Look();
+  sim.Do([&] { Viewer()->Option1.SetByUser(true); });
+  EXPECT_EQ(Rows(), (std::vector<std::string>{"+docs", "b.txt"}));
+  ExtractTo(Viewer()->Command1);
+  ASSERT_TRUE(RunUntilFinished()) << Web().reason;
+  EXPECT_TRUE(IsUnpacked("docs/a.txt", "aaa"));
+  EXPECT_TRUE(IsUnpacked("b.txt", "bbb"));
+}
+
 TEST_F(LookingInside, NothingSelectedIsSaid) {
   Look();
   Press(Viewer()->Command2);
@@ -228,6 +302,23 @@ TEST_F(LookingInsideHostile, OthersAreUnpackedIfTheUserWantsThem) {
   ASSERT_TRUE(RunUntilFinished()) << Web().reason;
   EXPECT_TRUE(IsUnpacked("a.txt", "aaa"));
   EXPECT_TRUE(IsUnpacked("b.txt", "bbb"));
+}
+
+TEST_F(LookingInsideHostile, NothingThatCanBeUnpackedIsSaid) {
+  Serve({Packed("../evil.txt", "evil"), Packed("/evil.txt", "evil"), PackedFolder("/etc/")});
+  sim.Do([&] { Viewer()->ViewClosed(); });
+  Look();
+  Press(Viewer()->Command1);
+  EXPECT_EQ(Box(), Say(WebText::NoneUnpacked));
+  Answer(kAnswerOk);
+  EXPECT_FALSE(FolderDialog());
+}
+
+TEST_F(LookingInsideHostile, NameThatNoFileCanHaveIsSaidToBeThat) {
+  Serve({Packed("Icon\r", "icon"), Packed("a.txt", "aaa")});
+  sim.Do([&] { Viewer()->ViewClosed(); });
+  Look();
+  EXPECT_EQ(Cell("Icon\r", 5), Say(WebText::EntryBadName));
 }
 
 TEST_F(LookingInside, PasswordIsAskedForOnce) {
@@ -344,6 +435,19 @@ TEST_F(PreviewOfWebArchives, ChosenFilesTakeThePlaceOfTheWaitingDownload) {
   EXPECT_EQ(Records(), 1);
   EXPECT_FALSE(sim.disk().Has(Path("a.zip")));
   EXPECT_TRUE(IsUnpacked("top.txt", Bytes(20'000, 4)));
+}
+
+TEST_F(PreviewOfWebArchives, ChosenFilesTakeOverTheLimitOfTheWaitingDownload) {
+  Add(kUrl);
+  ASSERT_TRUE(RunUntilListed()) << State();
+  sim.Do([&] { program().speed->SetLimitOf(1, 5000); });
+  Select({"big.bin"});
+  ExtractTo(Viewer()->Command2);
+  sim.RunFor(2000);
+  ASSERT_EQ(Records(), 1);
+  EXPECT_EQ(Record().FileName, "big.bin");
+  EXPECT_EQ(program().speed->LimitOf(1), 5000);
+  EXPECT_FALSE(Record().Finished);
 }
 
 TEST_F(PreviewOfWebArchives, WholeArchiveIsTheWaitingDownload) {

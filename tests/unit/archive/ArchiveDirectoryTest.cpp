@@ -64,6 +64,16 @@ TEST(ArchiveDirectory, KindsComeFromTheAttributesOfTheSystemThatWroteThem) {
   EXPECT_EQ(kind(0x0014, 0, "d/"), EntryKind::Folder);
   EXPECT_EQ(kind(0x0014, 0120777U << 16U, "f"), EntryKind::File) << "not an attribute of that system";
   EXPECT_EQ(kind(0x0314, 0, "d/"), EntryKind::Folder);
+  EXPECT_EQ(kind(0x0314, 0100644U << 16U | 0x10U, "f"), EntryKind::File) << "its mode says so";
+}
+
+TEST(ArchiveDirectory, BackslashAtTheEndNamesAFolderWhereItSeparates) {
+  const auto kind = [](std::uint16_t madeBy, const std::string& name) {
+    return DirectoryOf({.name = name, .data = "", .madeBy = madeBy, .attributes = 0}).Entry(0).kind;
+  };
+  EXPECT_EQ(kind(0x0014, "a\\d\\"), EntryKind::Folder);
+  EXPECT_EQ(kind(0x0314, "f\\"), EntryKind::File);
+  EXPECT_EQ(kind(0x0014, "a/f\\"), EntryKind::File);
 }
 
 TEST(ArchiveDirectory, SaysWhatPreventsUnpacking) {

@@ -76,6 +76,24 @@ TEST(ArchiveReader, ACommentThatLooksLikeAnEndRecordIsNoEnd) {
   EXPECT_EQ(ReadAll(archive.Bytes()).names, kTwoNames);
 }
 
+TEST(ArchiveReader, AnEndRecordOfNoEntriesHidesNoArchive) {
+  const std::string empty = TestArchive().Bytes();
+  TestArchive commented{Two()};
+  commented.comment = empty;
+  EXPECT_EQ(ReadAll(commented.Bytes()).names, kTwoNames);
+  TestArchive followed{Two()};
+  followed.after = empty + empty;
+  EXPECT_EQ(ReadAll(followed.Bytes()).names, kTwoNames);
+}
+
+TEST(ArchiveReader, ACommentThatIsCutOffHidesNoArchive) {
+  TestArchive archive{Two()};
+  archive.comment = "a remark";
+  std::string file = archive.Bytes();
+  file.resize(file.size() - 3);
+  EXPECT_EQ(ReadAll(file).names, kTwoNames);
+}
+
 TEST(ArchiveReader, CommentsAndExtraFieldsOfEntriesAreStepped) {
   TestArchive archive{Two()};
   archive.entries[0].comment = "PK\1\2 a comment";

@@ -43,11 +43,28 @@ TEST(EntryNames, PathsStayBelowTheFolder) {
   EXPECT_EQ(EntryPath("a\\b", false), std::vector<std::string>{"a\\b"});
   for (const std::string& bad : {std::string("/etc/passwd"), std::string("../a"), std::string("a/../../b"),
                                  std::string("a/.."), std::string("C:/a"), std::string(), std::string("."),
-                                 std::string("a/\n"), std::string("a\0b", 3), std::string(241, 'x')}) {
+                                 std::string("a/\n"), std::string("a\0b", 3), std::string(256, 'x')}) {
     EXPECT_FALSE(EntryPath(bad, false)) << bad;
   }
+  EXPECT_TRUE(EntryPath(std::string(255, 'x'), false));
   EXPECT_FALSE(EntryPath("..\\a", true));
   EXPECT_FALSE(EntryPath("\\\\host\\a", true));
+}
+
+TEST(EntryNames, OnlySomeNamesLeadOut) {
+  for (const std::string name : {"/etc/passwd", "../a", "a/../../b", "a/..", "C:/a", "./C:/a"}) {
+    EXPECT_TRUE(LeadsOut(name, false)) << name;
+  }
+  for (const std::string name : {"", ".", "a\n", "..a/b..", "a\\..\\b", "a/C:"}) {
+    EXPECT_FALSE(LeadsOut(name, false)) << name;
+  }
+  EXPECT_TRUE(LeadsOut("a\\..\\b", true));
+}
+
+TEST(EntryNames, NothingButDotsIsTheFolderItself) {
+  for (const std::string name : {"./", ".", ".//./"}) EXPECT_TRUE(IsWholeFolder(name, false)) << name;
+  for (const std::string name : {"", "/", "../", "./a", "..."}) EXPECT_FALSE(IsWholeFolder(name, false)) << name;
+  EXPECT_TRUE(IsWholeFolder(".\\", true));
 }
 
 }  // namespace
