@@ -69,6 +69,8 @@ std::string FromCodePage(std::string_view bytes, CodePage page) {
 }
 
 constexpr std::size_t kLongestName = 240;  // bytes of one folder or file; the disk takes 255
+// Of a whole path: programs open paths of up to 4095 bytes, with the folder that is unpacked into.
+constexpr std::size_t kLongestPath = 3000;
 
 }  // namespace
 
@@ -91,7 +93,8 @@ std::string EntryName(const ArchiveEntry& entry, CodePage page) {
 
 std::optional<std::vector<std::string>> EntryPath(std::string_view name, bool backslashSeparates) {
   const std::string_view separators = backslashSeparates ? "/\\" : "/";
-  if (name.empty() || separators.find(name.front()) != std::string_view::npos) return {};
+  if (name.empty() || name.size() > kLongestPath) return {};
+  if (separators.find(name.front()) != std::string_view::npos) return {};
   std::vector<std::string> parts;
   while (!name.empty()) {
     const std::string_view part = name.substr(0, name.find_first_of(separators));

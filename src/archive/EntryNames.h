@@ -22,8 +22,8 @@ CodePage CodePageOf(std::string_view language);
 std::string EntryName(const ArchiveEntry& entry, CodePage page);
 
 // The parts of a path below the folder that is unpacked into. Nothing for a name that leads elsewhere (absolute, with
-// ".." or a drive), has control characters or no part at all, or a part that no disk takes. "." and repeated separators
-// are dropped.
+// ".." or a drive), has control characters or no part at all, or a part or length that no disk takes. "." and repeated
+// separators are dropped.
 std::optional<std::vector<std::string>> EntryPath(std::string_view name, bool backslashSeparates);
 
 }  // namespace pellora

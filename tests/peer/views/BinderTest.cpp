@@ -342,6 +342,19 @@ const std::string kEndless = [] {
   return text;
 }();
 
+TEST(Binder, ColumnWithoutWidthIsAsNarrowAsItsHeadAllows) {
+  const Shown<SampleMain> shown;
+  SampleMain& window = *shown.window;
+  std::vector<ControlPart> columns = window.ListView1.Columns;
+  for (ControlPart& column : columns) column.width = 0;
+  columns[0].width = 100;
+  columns[0].caption = std::string(500, 'W');
+  window.ListView1.Columns = columns;
+  Stage::Settle();
+  const QHeaderView* const header = shown.Find<QTreeView>("ListView1")->header();
+  EXPECT_EQ(header->sectionSize(1), header->sectionSizeHint(1));
+}
+
 TEST(Binder, CutsDrawnTextButNotTheModel) {
   const Shown<SampleMain> shown;
   SampleMain& window = *shown.window;
