@@ -99,7 +99,7 @@ TEST(WebArchives, SayThatALoginIsNeededOrWrong) {
 TEST(WebArchives, EndIfAServerDemandsTheLoginInEverOtherWays) {
   LookInsideRun run;
   run.origin.OnEach([](const HttpRequest& request) -> std::optional<HttpFault> {
-    const char* const way = request.number % 2 == 0 ? "Digest realm=\"x\", nonce=\"n\"" : "Basic realm=\"x\"";
+    const char* const way = request.number % 2 == 1 ? "Digest realm=\"x\", nonce=\"n\"" : "Basic realm=\"x\"";
     return HttpFault{.status = 401, .extraHeaders = std::string("WWW-Authenticate: ") + way + "\r\n"};
   });
   ArchiveLook look{.url = kUrl};
