@@ -67,6 +67,11 @@ double ModifiedOf(const ArchiveEntry& entry) {
          static_cast<double>(seconds) / kSecondsOfADay;
 }
 
+// The bus has U+FFFD, three bytes, in place of each NUL.
+std::size_t BytesOnBus(const std::string& name) {
+  return name.size() + 2 * static_cast<std::size_t>(std::count(name.begin(), name.end(), '\0'));
+}
+
 ListedArchive ListingOf(const ArchiveIndex& index) {
   ListedArchive listed;
   const auto tooLarge = [&](const std::string& what) {
@@ -78,7 +83,7 @@ ListedArchive ListingOf(const ArchiveIndex& index) {
   for (std::size_t at = 0; at < index.Count(); ++at) {
     const ArchiveEntry entry = index.Entry(at);
     std::string name = index.NameOf(entry) + (entry.kind == EntryKind::Folder ? "/" : "");
-    bytes += name.size();
+    bytes += BytesOnBus(name);
     if (bytes > kMostNameBytes) return tooLarge("names of more than 24 MiB");
     listed.entries.push_back(
         {std::move(name), entry.size, entry.packed, ModifiedOf(entry), FaultWords(index.FaultOf(at))});

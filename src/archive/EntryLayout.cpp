@@ -50,9 +50,8 @@ EntryLayout::EntryLayout(const ArchiveDirectory& directory) : directory_(directo
 Range EntryLayout::RangeOf(std::size_t entry) const {
   const Range largest = LargestRangeOf(entry);
   const ArchiveEntry read = directory_.Entry(entry);
-  const std::int64_t likely =
-      largest.begin + LeastLength(read) + static_cast<std::int64_t>(read.extraLength) + kMoreExtra;
-  return likely + kFarAway < largest.end ? Range{largest.begin, likely} : largest;
+  const std::int64_t likely = LeastLength(read) + static_cast<std::int64_t>(read.extraLength) + kMoreExtra;
+  return largest.Length() - likely > kFarAway ? Range{largest.begin, largest.begin + likely} : largest;
 }
 
 Range EntryLayout::LargestRangeOf(std::size_t entry) const { return {directory_.Entry(entry).offset, ends_.at(entry)}; }

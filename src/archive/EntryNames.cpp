@@ -69,6 +69,8 @@ std::string FromCodePage(std::string_view bytes, CodePage page) {
 }
 
 constexpr std::size_t kLongestName = 255;  // bytes of one folder or file that disks take
+// Of a whole path: programs open paths of up to 4095 bytes, with the folder that is unpacked into.
+constexpr std::size_t kLongestPath = 3000;
 
 std::string_view Separators(bool backslashSeparates) { return backslashSeparates ? "/\\" : "/"; }
 
@@ -113,7 +115,7 @@ bool LeadsOut(std::string_view name, bool backslashSeparates) {
 }
 
 std::optional<std::vector<std::string>> EntryPath(std::string_view name, bool backslashSeparates) {
-  if (LeadsOut(name, backslashSeparates)) return {};
+  if (name.size() > kLongestPath || LeadsOut(name, backslashSeparates)) return {};
   const std::string_view separators = Separators(backslashSeparates);
   std::vector<std::string> parts;
   while (!name.empty()) {

@@ -212,7 +212,7 @@ void BusService::ListArchive(const QVariantMap& request, const QDBusMessage& cal
   }
   const BusActions::Listed listed = [bus = bus_, call](const ListedArchive& archive) {
     const bool none = !archive.reason.empty();
-    bus.send(call.createReply(none ? Reason(QString::fromStdString(archive.reason)) : EntriesOf(archive)));
+    bus.send(call.createReply(none ? Reason(WholeText(archive.reason)) : EntriesOf(archive)));
   };
   events_.Post([list = actions_.listArchive, order = std::move(order), listed] { list(order, listed); });
 }
@@ -231,7 +231,7 @@ void BusService::GetFromArchive(const QVariantMap& request, const QDBusMessage& 
 
 BusActions::Added BusService::ReplyWithIds(const QDBusMessage& call) const {
   return [bus = bus_, call](const std::vector<std::string>& ids, const std::string& reason) {
-    QVariantMap answer = Reason(QString::fromStdString(reason));
+    QVariantMap answer = Reason(WholeText(reason));
     QStringList texts;
     for (const std::string& id : ids) texts << QString::fromStdString(id);
     if (!texts.isEmpty()) answer.insert(kIdKey, texts.first());

@@ -19,7 +19,7 @@ std::uint64_t LengthOf(const WantedPart& wanted) {
 
 std::uint64_t NeedOf(const WantedPart& wanted, bool fillsGaps) {
   const std::int64_t filled = wanted.filled >= 0 && !fillsGaps ? wanted.filled : wanted.total;
-  return static_cast<std::uint64_t>(std::max<std::int64_t>(0, filled) + wanted.besides);
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(0, filled)) + static_cast<std::uint64_t>(wanted.besides);
 }
 
 // A classic download whose write fails ends the program: its parts and the file that they are joined to have room

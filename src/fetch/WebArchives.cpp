@@ -227,8 +227,8 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
   void LoginDemanded(const FetchAnswer& answer) {
     const std::optional<Challenge> challenge = ReadChallenge(HeadersOf(answer, "WWW-Authenticate"));
     if (!challenge) return Tell(Say(WebText::LoginNeeded));
-    requests_.TakeChallenge(address_, *challenge);
-    if (sentAuth_ != challenge->auth) sentLogin_ = {};  // it went out in another way
+    const bool settled = requests_.TakeChallenge(address_, *challenge);
+    if (sentAuth_ != challenge->auth && settled) sentLogin_ = {};  // it went out in another way
     LoginRefused();
   }
 

@@ -22,8 +22,8 @@ constexpr int kUnauthorized = 401;
 void WebEngine::LoginDemanded(WebLane& lane, const FetchAnswer& answer) {
   const std::optional<Challenge> challenge = ReadChallenge(HeadersOf(answer, "WWW-Authenticate"));
   if (!challenge) return Refused(lane, MissesPage(lane) ? PageGone(answer.status) : Say(WebText::LoginNeeded));
-  requests_.TakeChallenge(lane.address, *challenge);
-  const bool answered = lane.auth == challenge->auth;  // else it went out in another way
+  const bool settled = requests_.TakeChallenge(lane.address, *challenge);
+  const bool answered = lane.auth == challenge->auth || !settled;  // else it went out in another way
   // That needs a ticket, which only libcurl knows of, and no login.
   if (!answered && challenge->auth == FetchAuth::Negotiate) return AskAgain(lane, lane.Asked());
   ServerDemands(lane, answered, lane.address.scheme == WebScheme::Http && challenge->auth == FetchAuth::Basic);

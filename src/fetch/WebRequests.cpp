@@ -19,6 +19,8 @@ namespace pellora {
 
 namespace {
 
+constexpr int kMostWayChanges = 8;  // several servers behind one address may each have another way
+
 // A value with a control character could end its line, and is not sent.
 void AddHeader(FetchRequest& request, const char* name, std::string value) {
   if (value.empty() || HasControls(value)) return;
@@ -30,6 +32,7 @@ void AddHeader(FetchRequest& request, const char* name, std::string value) {
 void WebRequests::Begin(const WebAddress& given) {
   given_ = given;
   netrc_ = ReadNetrc(program_.platform);
+  wayChanges_.clear();
 }
 
 void WebRequests::TakeHanded(const std::string& cookies) {
@@ -41,8 +44,12 @@ void WebRequests::TakeCookies(const WebAddress& from, const FetchAnswer& answer)
   for (const std::string_view cookie : HeadersOf(answer, "Set-Cookie")) cookies_.Take(from, cookie, now);
 }
 
-void WebRequests::TakeChallenge(const WebAddress& from, const Challenge& challenge) {
-  challenges_[OriginOf(from)] = challenge;
+bool WebRequests::TakeChallenge(const WebAddress& from, const Challenge& challenge) {
+  const std::string origin = OriginOf(from);
+  const Challenge* const former = ChallengeOf(from);
+  if (former != nullptr && former->auth != challenge.auth) ++wayChanges_[origin];
+  challenges_[origin] = challenge;
+  return wayChanges_[origin] <= kMostWayChanges;
 }
 
 const Challenge* WebRequests::ChallengeOf(const WebAddress& address) const {

@@ -34,8 +34,9 @@ class WebRequests {
   void TakeHanded(const std::string& cookies);
   void TakeCookies(const WebAddress& from, const FetchAnswer& answer);
 
-  // The server at this address has demanded a login.
-  void TakeChallenge(const WebAddress& from, const Challenge& challenge);
+  // The server at this address has demanded a login. False if it has demanded it in ever other ways: then what was sent
+  // in the way before is refused as well.
+  bool TakeChallenge(const WebAddress& from, const Challenge& challenge);
   LoginPlace PlaceAt(const WebAddress& address) const;  // with the realm of the last challenge
   // This login is not sent there again.
   void TakeRefusal(const LoginPlace& place, const Login& login);
@@ -64,6 +65,7 @@ class WebRequests {
   CookieJar cookies_;
   std::string handed_;                           // cookies that are in the jar
   std::map<std::string, Challenge> challenges_;  // by origin
+  std::map<std::string, int> wayChanges_;        // of challenges, by origin, since the start
   std::set<std::pair<LoginPlace, std::pair<std::string, std::string>>> refused_;
 };
 

@@ -179,6 +179,9 @@ Task<bool> WebEngine::FindCopies(Run run) {
     }
   }
   outputFiles_ = std::make_shared<UnpackedFiles>();
+  for (const JournalEntry& other : services_->journal.Entries()) {
+    if (!other.partPath.empty()) outputFiles_->Add(other.part);
+  }
   if (chosen.existing == Existing::Number) co_return true;
   // What has been made already is not replaced by another entry of the same name.
   const auto paths = std::make_shared<std::vector<OutputPath>>();
@@ -312,6 +315,7 @@ Task<> WebEngine::UnpackEntries(Run run) {
 Task<> WebEngine::UnpackEntry(Run run, std::size_t number) {
   const auto hold = Hold();
   MarkBegun(number);
+  outputFiles_->Add(part_->Identity());  // an entry of its name does not replace it
   const SelectedEntry entry = extraction_->Entry(number);
   const Login login = services_->logins.GivenFor({PlaceOfPassword(), {}});
   auto work = std::make_shared<EntryUnpacking>(*program_.platform.unpacker, outputs_, part_->Opened(), entry,

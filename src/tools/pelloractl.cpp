@@ -47,7 +47,7 @@ QString WithoutPassword(const QString& url) {
 ExitCode Answered(const QString& given, const QVariantMap& answer) {
   const QString reason = answer.value(kReasonKey).toString();
   if (reason.isEmpty()) return kOk;
-  Complain(Printable(WithoutPassword(given)) + ": " + reason, kNotDone);
+  Complain(Printable(WithoutPassword(given) + ": " + reason), kNotDone);
   return kNotDone;
 }
 

@@ -1,7 +1,10 @@
 #include "zipview/ArchiveRows.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <set>
+#include <string>
 #include <unordered_set>
 #include <utility>
 
@@ -48,14 +51,26 @@ std::size_t NumberOf(const ListRow& row) {
   return number;
 }
 
-// In one of the folders, at any depth, or one of them.
-bool IsIn(const std::unordered_set<std::string>& folders, const std::string& path) {
-  if (folders.contains(path)) return true;
-  for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-    if (folders.contains(path.substr(0, slash))) return true;
+class ChosenFolders {
+ public:
+  void Add(std::string_view folder) {
+    depths_.insert(std::count(folder.begin(), folder.end(), '/'));
+    folders_.emplace(folder);
   }
-  return false;
-}
+  bool IsEmpty() const { return folders_.empty(); }
+  // In one of them, at any depth, or one of them. A path may be in 30,000 folders: few depths are looked at.
+  bool Hold(const std::string& path) const {
+    std::ptrdiff_t depth = 0;
+    for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+      if (depths_.contains(depth++) && folders_.contains(path.substr(0, slash))) return true;
+    }
+    return folders_.contains(path);
+  }
+
+ private:
+  std::unordered_set<std::string> folders_;
+  std::set<std::ptrdiff_t> depths_;  // how many "/" they have: those of one list have the same number
+};
 
 }  // namespace
 
@@ -99,19 +114,19 @@ std::string_view FolderOfRow(const ListRow& row) {
 
 std::vector<std::size_t> EntriesOfRows(const ArchiveIndex& index, const std::vector<ListRow>& rows,
                                        const std::vector<std::size_t>& chosen) {
-  std::unordered_set<std::string> folders;
+  ChosenFolders folders;
   std::vector<bool> isChosen(index.Count(), false);
   for (const std::size_t at : chosen) {
     const ListRow& row = rows.at(at);
     if (row.key.starts_with('d')) {
-      folders.emplace(FolderOfRow(row));
+      folders.Add(FolderOfRow(row));
     } else if (const std::size_t number = NumberOf(row); number < isChosen.size()) {
       isChosen[number] = true;
     }
   }
   std::vector<std::size_t> entries;
   for (std::size_t at = 0; at < isChosen.size(); ++at) {
-    if (isChosen[at] || (!folders.empty() && IsIn(folders, index.NameOf(index.Entry(at))))) entries.push_back(at);
+    if (isChosen[at] || (!folders.IsEmpty() && folders.Hold(index.NameOf(index.Entry(at))))) entries.push_back(at);
   }
   return entries;
 }

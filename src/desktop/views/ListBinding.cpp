@@ -80,7 +80,9 @@ class ListWatcher : public QObject {
     for (bool again = true; again;) {
       again = false;
       for (std::size_t at = 0; at < widths.size(); ++at) {
-        if (widths[at] != 0 || shares[at] * room >= minimums[at] * allShares) continue;
+        // Rounding may leave nothing, or less, of the shares.
+        const bool fits = allShares > 0 && shares[at] * room >= minimums[at] * allShares;
+        if (widths[at] != 0 || fits) continue;
         widths[at] = minimums[at];
         room -= minimums[at];
         allShares -= shares[at];

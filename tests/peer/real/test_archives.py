@@ -389,6 +389,52 @@ class Hostile(Archives):
         self.assertEqual(self.get(url, "good.txt"), {"good.txt": b"good.txt"})
         self.assertFalse(os.path.exists(os.path.join(self.session.root, "evil.txt")))
 
+    def test_names_send_nothing_to_a_terminal(self):
+        path = os.path.join(self.nginx.files, "terminal.zip")
+        with zipfile.ZipFile(path, "w") as archive:
+            archive.writestr("\x1b]0;title\x07evil.txt", b"x")
+        self.session.start()
+        url = self.url(path)
+        code, [line], _ = self.control("zip", "list", url)
+        self.assertEqual(code, 0)
+        for shown in (line, self.refused_get(url, "*")):
+            self.assertIn("evil.txt", shown)
+            self.assertNotRegex(shown, r"[\x00-\x08\x0b-\x1f\x7f-\x9f]")
+
+    def test_reason_is_not_cut_at_a_nul_in_a_name(self):
+        path = os.path.join(self.nginx.files, "cut.zip")
+        with zipfile.ZipFile(path, "w") as archive:
+            archive.writestr("before~after.txt", b"")
+        with open(path, "rb") as f:
+            data = f.read()
+        with open(path, "wb") as f:
+            f.write(data.replace(b"~", b"\0"))
+        self.session.start()
+        self.assertIn("\ufffdafter.txt cannot be unpacked", self.refused_get(self.url(path), "*"))
+
+    def test_names_of_many_parts_hold_nothing_up(self):
+        path = os.path.join(self.nginx.files, "parts.zip")
+        with zipfile.ZipFile(path, "w") as archive:
+            for number in range(20):
+                archive.writestr("a/" * 32760 + "%02d" % number, b"")
+        self.session.start()
+        began = time.monotonic()
+        self.assertIn("No file", self.refused_get(self.url(path), "*.pdf"))
+        self.assertLess(time.monotonic() - began, 10)
+
+    def test_list_that_is_too_long_for_the_bus_is_refused(self):
+        path = os.path.join(self.nginx.files, "nuls.zip")
+        with zipfile.ZipFile(path, "w") as archive:
+            for number in range(390):
+                archive.writestr("x" * 64000 + "%03d" % number, b"")
+        with open(path, "rb") as f:
+            data = f.read()
+        with open(path, "wb") as f:
+            f.write(data.replace(b"x" * 64000, b"\0" * 64000))
+        self.session.start()
+        self.assertIn("too much for a list", self.refused(self.url(path), "list"))
+        self.assertEqual(self.session.companion.downloads(), [])
+
     def test_links_are_refused(self):
         folder = os.path.join(self.session.root, "linked")
         os.mkdir(folder)

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QHeaderView>
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
@@ -341,6 +342,21 @@ const std::string kEndless = [] {
   for (int i = 0; i < 16384; ++i) text += "\xCC\x81";  // combining marks
   return text;
 }();
+
+TEST(Binder, ColumnsBesideOneThatIsTooWideHaveTheirLeastWidth) {
+  const auto widthWith = [](double width) {
+    const Shown<SampleMain> shown;
+    SampleMain& window = *shown.window;
+    std::vector<ControlPart> columns = window.ListView1.Columns;
+    for (ControlPart& column : columns) column.width = width;
+    columns[0].width = 100;
+    columns[0].caption = std::string(500, 'W');
+    window.ListView1.Columns = columns;
+    Stage::Settle();
+    return shown.Find<QTreeView>("ListView1")->header()->sectionSize(1);
+  };
+  EXPECT_EQ(widthWith(0), widthWith(1));
+}
 
 TEST(Binder, CutsDrawnTextButNotTheModel) {
   const Shown<SampleMain> shown;

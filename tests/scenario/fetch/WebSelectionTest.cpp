@@ -201,6 +201,26 @@ TEST(WebSelection, FilesThatAreThereAreNumberedReplacedOrKept) {
   }
 }
 
+TEST(WebSelection, EntryNamedLikeAPartFileDoesNotReplaceIt) {
+  SampleArchive archive;
+  archive.Add({"a.bin", Plain(0, 300'000)});
+  archive.Add({"big.zip.part", Plain(1, 300'000)});
+  archive.Add({"c.bin", Plain(2, 300'000)});
+  archive.End();
+  for (const Existing existing : {Existing::Number, Existing::Replace, Existing::Keep}) {
+    SelectionRun run(archive);
+    run.rig.program.settings.MaxSegments = 1;
+    run.SlowDown();
+    const std::shared_ptr<Selection> chosen = run.Choose({0, 1, 2});
+    chosen->existing = existing;
+    run.Add(chosen);
+    ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
+    run.rig.sim.RunFor(5000);
+    EXPECT_EQ(run.InFolder(), (std::vector<std::string>{"a.bin", "big.zip (2).part", "c.bin"}));
+    EXPECT_TRUE(run.rig.sim.disk().Holds("/home/u/out/big.zip (2).part", Plain(1, 300'000)));
+  }
+}
+
 TEST(WebSelection, AsksForLittleMoreThanThePackedBytesOfThreeOfTenThousandEntries) {
   SampleArchive archive;
   std::int64_t packed = 0;

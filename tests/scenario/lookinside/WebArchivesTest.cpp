@@ -96,6 +96,19 @@ TEST(WebArchives, SayThatALoginIsNeededOrWrong) {
   }
 }
 
+TEST(WebArchives, EndIfAServerDemandsTheLoginInEverOtherWays) {
+  LookInsideRun run;
+  run.origin.OnEach([](const HttpRequest& request) -> std::optional<HttpFault> {
+    const char* const way = request.number % 2 == 1 ? "Digest realm=\"x\", nonce=\"n\"" : "Basic realm=\"x\"";
+    return HttpFault{.status = 401, .extraHeaders = std::string("WWW-Authenticate: ") + way + "\r\n"};
+  });
+  ArchiveLook look{.url = kUrl};
+  look.add.user = "bob";
+  look.add.password = "right";
+  EXPECT_EQ(run.Read(look), run.Say(WebText::WrongLogin));
+  EXPECT_LT(run.origin.Requests().size(), 20U);
+}
+
 TEST(WebArchives, SendTheCookiesThatCameWithAnAdd) {
   LookInsideRun run;
   run.Serve(Archive());

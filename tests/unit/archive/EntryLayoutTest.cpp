@@ -64,6 +64,19 @@ TEST(EntryLayout, LiesAboutSizesDoNotOverflow) {
   EXPECT_FALSE(EntryLayout(directory).IsSound(0));
 }
 
+TEST(EntryLayout, AnEntryThatEndsNearTheLargestNumberDoesNotOverflow) {
+  const std::int64_t at = INT64_MAX - 100;
+  TestArchive archive{{{"a", "1"}}};
+  archive.entries[0].told = 0xFFFFFFFF;
+  archive.entries[0].extra = ExtraField(1, Little(static_cast<std::uint64_t>(at - 100), 8));
+  (void)archive.Bytes();
+  ArchiveEnd end;
+  end.entries = 1;
+  end.directoryOffset = at;
+  const ArchiveDirectory directory = std::move(*ArchiveDirectory::Read(archive.directory, at, end));
+  EXPECT_EQ(EntryLayout(directory).RangeOf(0), (Range{0, at}));
+}
+
 TEST(EntryLayout, RequestsJoinNeighboursAndBridgeSmallGaps) {
   const std::vector<Range> wanted = {{0, 1000000}, {1000000, 2000000}, {2010000, 3000000}, {3100000, 3200000}};
   const std::vector<Range> expected = {{0, 3000000}, {3100000, 3200000}};

@@ -48,6 +48,9 @@ TEST(EntryNames, PathsStayBelowTheFolder) {
   }
   EXPECT_TRUE(EntryPath(std::string(255, 'x'), false));
   EXPECT_FALSE(EntryPath("..\\a", true));
+  std::string deep;
+  for (int i = 0; i < 1600; ++i) deep += "a/";
+  EXPECT_FALSE(EntryPath(deep + "b", false)) << "no program opens such a path";
   EXPECT_FALSE(EntryPath("\\\\host\\a", true));
 }
 
