@@ -1,0 +1,308 @@
+"""The cases of `bench/compare --archive`: files out of remote archives, by TLS.
+
+The archives are made each time, in the memory file system if there is one, and served by nginx. The line of limited
+speed is a relay that all connections share, and it counts what it carries, TLS and all. The programs write to TMPDIR.
+"""
+
+import os
+import random
+import shutil
+import socket
+import statistics
+import subprocess
+import tempfile
+import threading
+import time
+import zipfile
+
+import harness
+import webservers
+
+MIB = 1 << 20
+LINE = 20 * MIB  # bytes a second
+CLOCK_TICK = os.sysconf("SC_CLK_TCK")
+MOMENT = (2024, 2, 29, 12, 34, 56)
+POOL = random.Random(16).randbytes(4 * MIB)  # what is in the archives cannot be packed
+VIEWER = "OnLine-Zip Viewer & Extractor"
+
+
+class Line:
+    """A relay on loopback to a port, with so many bytes a second (0: any) to the client over all connections."""
+
+    def __init__(self, port, rate=0):
+        self.to, self.rate = port, rate
+        self.carried = 0  # bytes to the client
+        self.free_at = 0.0
+        self.lock = threading.Lock()
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.port = self.listener.getsockname()[1]
+        threading.Thread(target=self.accept, daemon=True).start()
+
+    def accept(self):
+        while True:
+            try:
+                client, _ = self.listener.accept()
+            except OSError:
+                return
+            server = socket.create_connection(("127.0.0.1", self.to))
+            for each in client, server:
+                each.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+            for source, sink, down in (client, server, False), (server, client, True):
+                threading.Thread(target=self.carry, args=(source, sink, down), daemon=True).start()
+
+    def wait(self, length):
+        with self.lock:
+            self.carried += length
+            if not self.rate:
+                return
+            self.free_at = max(self.free_at, time.monotonic()) + length / self.rate
+            left = self.free_at - time.monotonic()
+        if left > 0.001:
+            time.sleep(left)
+
+    def carry(self, source, sink, down):
+        try:
+            while data := source.recv(16 << 10):
+                if down:
+                    self.wait(len(data))
+                sink.sendall(data)
+        except OSError:
+            pass
+        for each in source, sink:
+            try:
+                each.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass
+
+    def close(self):
+        self.listener.close()
+
+
+class Server(webservers.TlsNginx):
+    def __init__(self):
+        super().__init__()
+        memory = "/dev/shm"
+        self.archives = tempfile.mkdtemp(prefix="pellora-bench.", dir=memory if os.path.isdir(memory) else None)
+        os.chmod(self.archives, 0o755)
+        os.symlink(self.archives, os.path.join(self.files, "archives"))
+
+    def path(self, name):
+        return os.path.join(self.archives, name)
+
+    def url(self, port, name):
+        return super().url(port, "archives/" + name)
+
+    def close(self):
+        super().close()
+        shutil.rmtree(self.archives)
+
+
+def content(number, size):
+    start = number * 7919 % (len(POOL) // 2)
+    block = POOL[start:]
+    return block[:size] if size <= len(block) else (block * (size // len(block) + 1))[:size]
+
+
+def put(archive, name, method, data, level=0):
+    info = zipfile.ZipInfo(name, MOMENT)
+    info.external_attr = 0o100644 << 16
+    info.compress_type = method
+    archive.writestr(info, data, compresslevel=level)
+
+
+def directory_bytes(path):
+    """From the first byte of the directory to the end of the file."""
+    with zipfile.ZipFile(path) as archive:
+        return os.path.getsize(path) - archive.start_dir
+
+
+def make_large(path, size, chosen=()):
+    """An archive of `size` bytes; its entries have a mean of 4 GiB / 10,000. Every second one is packed by deflate. The
+    chosen ones, named wanted-N.bin, have 1 MiB each. Returns the packed bytes of these."""
+    dice = random.Random(4)
+    mean = (4 << 30) // 10000
+    count = size // mean
+    packed = 0
+    with zipfile.ZipFile(path, "w") as archive:
+        for number in range(count):
+            method = zipfile.ZIP_DEFLATED if number % 2 else zipfile.ZIP_STORED
+            if number in chosen:
+                name = "folder-%02d/wanted-%d.bin" % (number % 97, number)
+                put(archive, name, method, random.Random(number).randbytes(MIB), 6)
+                packed += archive.getinfo(name).compress_size
+            else:
+                put(archive, "folder-%02d/part-%05d.bin" % (number % 97, number), method,
+                    content(number, dice.randrange(1024, 2 * mean)))
+    return packed
+
+
+def make_small(path, count, size, name="folder-%03d/with-a-name-of-the-usual-length/file-%06d.txt"):
+    """Entries of `size` bytes, every second one packed by deflate. 94 bytes of each are in the directory."""
+    with zipfile.ZipFile(path, "w") as archive:
+        for number in range(count):
+            method = zipfile.ZIP_DEFLATED if number % 2 else zipfile.ZIP_STORED
+            put(archive, name % (number % 500, number), method, content(number, size))
+
+
+def files_below(folder):
+    return sum(len([name for name in names if not name.endswith(".part")]) for _, _, names in os.walk(folder))
+
+
+class Program:
+    """Pellora, as it runs for its user; figures count from here on."""
+
+    def __init__(self, server, **settings):
+        self.session = harness.Session("bench", MaxSegments=4, ExtraCertificates=server.authority,
+                                       **settings)
+        self.session.start()
+        time.sleep(2)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.session.close()
+
+    def cpu(self):
+        """Seconds, with those of the processes that it waited for."""
+        with open("/proc/%d/stat" % self.session.process.pid, encoding="ascii") as f:
+            words = f.read().rpartition(")")[2].split()
+        return sum(int(word) for word in words[11:15]) / CLOCK_TICK
+
+    def begin(self):
+        with open("/proc/%d/clear_refs" % self.session.process.pid, "w", encoding="ascii") as f:
+            f.write("5")  # the peak counts from here on
+        self.resident, self.spent, self.began = self.session.memory("VmRSS"), self.cpu(), time.monotonic()
+
+    def figures(self):
+        """(wall seconds, CPU seconds, growth of memory in bytes at its peak)"""
+        wall = time.monotonic() - self.began
+        return wall, self.cpu() - self.spent, self.session.memory() - self.resident
+
+    def control(self, *arguments):
+        done = self.session.companion.run(*arguments, timeout=600)
+        if done.returncode != 0:
+            raise RuntimeError("pelloractl %s: %s" % (arguments[:2], done.stderr.decode().strip()))
+        return done.stdout
+
+    def get(self, url, files, *patterns):
+        """Figures until the files have their names and the download is listed as finished."""
+        folder = tempfile.mkdtemp(prefix="got.", dir=self.session.root)
+        self.begin()
+        identity = self.control("zip", "get", "--to", folder, url, *patterns).decode().split()[0]
+        self.control("wait", "--timeout", "500", identity)
+        found = self.figures()
+        there = files_below(folder)
+        if there != files:
+            raise RuntimeError("%d files instead of %d" % (there, files))
+        return found, folder
+
+
+def run(command, folder):
+    """(wall seconds, CPU seconds) of a shell command."""
+    before, began = os.times(), time.monotonic()
+    subprocess.run(command, shell=True, cwd=folder, check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+    after = os.times()
+    spent = after.children_user + after.children_system - before.children_user - before.children_system
+    return time.monotonic() - began, spent
+
+
+def medians(rows):
+    return [statistics.median(column) for column in zip(*rows)]
+
+
+class Table:
+    def __init__(self):
+        self.lines, self.missed = [], 0
+
+    def say(self, text):
+        print(text, flush=True)
+        self.lines.append(text)
+
+    def row(self, who, wall, cpu=None, memory=None):
+        self.say("  %-34s %8.2f s %10s %12s" % (
+            who, wall, "" if cpu is None else "%.2f s" % cpu, "" if memory is None else "%.1f MiB" % (memory / MIB)))
+
+    def target(self, what, value, most, unit=""):
+        met = value <= most
+        self.missed += not met
+        self.say("    target: %-44s %9.2f, at most %.2f%s: %s" % (what, value, most, unit, "met" if met else "MISSED"))
+
+
+def whole(server, name, line, folder):
+    """aria2c of the whole and unzip, as somebody does who cannot choose."""
+    made = tempfile.mkdtemp(prefix="whole.", dir=folder)
+    fetched = run("aria2c -q --ca-certificate=%s -x 4 -s 4 -k 1M --file-allocation=none --no-conf -d . '%s'" % (
+        server.authority, server.url(line.port, name)), made)
+    unpacked = run("unzip -q %s && rm %s" % (name, name), made)
+    shutil.rmtree(made)
+    return fetched[0] + unpacked[0], fetched[1] + unpacked[1]
+
+
+def few(server, table, runs, entire):
+    """3 files of 10,000."""
+    chosen = (17, 5001, 9990)
+    packed = make_large(server.path("large.zip"), 4 << 30, chosen)
+    around = directory_bytes(server.path("large.zip"))
+    table.say("3 of 10,000 files (1 MiB each) of 4 GiB, line of 20 MiB/s")
+    rows, wire = [], []
+    with Program(server) as program:
+        for _ in range(runs):
+            line = Line(server.plain, LINE)  # its port makes another address
+            found, folder = program.get(server.url(line.port, "large.zip"), 3, "*/wanted-*")
+            for number in chosen:
+                path = os.path.join(folder, "folder-%02d/wanted-%d.bin" % (number % 97, number))
+                with open(path, "rb") as f:
+                    if f.read() != random.Random(number).randbytes(MIB):
+                        raise RuntimeError("%s is wrong" % path)
+            wire.append(line.carried)
+            rows.append(found)
+            line.close()
+        table.row("Pellora", *medians(rows))
+        name, scale = ("large.zip", 1) if entire else ("eighth.zip", 8)
+        if not entire:
+            make_large(server.path(name), 512 * MIB)
+        line = Line(server.plain, LINE)
+        wall, cpu = whole(server, name, line, program.session.root)
+        line.close()
+        table.row("aria2c of the whole and unzip" + ("" if entire else ", 8 x 1/8"), wall * scale, cpu * scale)
+    limit = 1.02 * packed + around + (256 << 10)
+    table.say("    on the wire: %.3f MiB; packed %.3f, directory %.3f" % (
+        statistics.median(wire) / MIB, packed / MIB, around / MIB))
+    table.target("bytes on the wire, with TLS", statistics.median(wire) / MIB, limit / MIB, " MiB")
+    table.target("wall time", medians(rows)[0], 2, " s")
+    os.remove(server.path("large.zip"))
+
+
+def listing(server, table, runs, _):
+    """100,000 entries by pelloractl."""
+    if not os.path.exists(server.path("list.zip")):
+        make_small(server.path("list.zip"), 100000, 1)
+    table.say("list of 100,000 entries by pelloractl")
+    rows = []
+    for _ in range(runs):
+        with Program(server) as program:
+            program.begin()
+            lines = program.control("zip", "list", server.url(server.plain, "list.zip")).count(b"\n")
+            rows.append(program.figures())
+            if lines != 100000:
+                raise RuntimeError("%d lines" % lines)
+    table.row("Pellora", *medians(rows))
+    table.target("wall time", medians(rows)[0], 1, " s")
+    table.target("memory above idle", medians(rows)[2] / MIB, 64, " MiB")
+
+
+CASES = {"few": few, "list": listing}
+
+
+def main(cases, runs, entire):
+    """The table, whose `missed` counts targets."""
+    table = Table()
+    table.say("%-36s %10s %10s %12s   (medians of %d; load %.1f)" % ("", "wall", "CPU", "memory", runs, os.getloadavg()[0]))
+    server = Server()
+    try:
+        for name in cases:
+            CASES[name](server, table, runs, entire)
+    finally:
+        server.close()
+    return table
