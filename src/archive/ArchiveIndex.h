@@ -27,6 +27,7 @@ enum class EntryFault : std::uint8_t {
   Name,   // leads out of the folder
   Place,  // lies outside of the file, or where another entry lies
 };
+inline constexpr std::size_t kEntryFaults = 7;
 
 class ArchiveIndex {
  public:
