@@ -152,8 +152,7 @@ class Program:
     """Pellora, as it runs for its user; figures count from here on."""
 
     def __init__(self, server, **settings):
-        self.session = harness.Session("bench", MaxSegments=4, ExtraCertificates=server.authority,
-                                       **settings)
+        self.session = harness.Session("bench", **{"MaxSegments": 4, "ExtraCertificates": server.authority, **settings})
         self.session.start()
         time.sleep(2)
 
@@ -180,7 +179,7 @@ class Program:
         return wall, self.cpu() - self.spent, self.session.memory() - self.resident
 
     def control(self, *arguments):
-        done = self.session.companion.run(*arguments, timeout=600)
+        done = self.session.companion.run(*arguments, timeout=900)
         if done.returncode != 0:
             raise RuntimeError("pelloractl %s: %s" % (arguments[:2], done.stderr.decode().strip()))
         return done.stdout
@@ -190,7 +189,7 @@ class Program:
         folder = tempfile.mkdtemp(prefix="got.", dir=self.session.root)
         self.begin()
         identity = self.control("zip", "get", "--to", folder, url, *patterns).decode().split()[0]
-        self.control("wait", "--timeout", "500", identity)
+        self.control("wait", "--timeout", "800", identity)
         found = self.figures()
         there = files_below(folder)
         if there != files:
@@ -292,7 +291,167 @@ def listing(server, table, runs, _):
     table.target("memory above idle", medians(rows)[2] / MIB, 64, " MiB")
 
 
-CASES = {"few": few, "list": listing}
+class Pings:
+    """Asks the program for its list every 20 ms, as its windows' thread answers; `longest` in seconds."""
+
+    INTERVAL = 0.02
+
+    def __init__(self, session):
+        self.session, self.longest, self.over = session, 0.0, False
+        self.thread = threading.Thread(target=self.run, daemon=True)
+        self.thread.start()
+
+    def run(self):
+        with self.session.connect() as bus:
+            while not self.over:
+                began = time.monotonic()
+                bus.call(harness.BUS_NAME, harness.PROGRAM_OBJECT[1], "PelloraProject.Downloads", "List")
+                self.longest = max(self.longest, time.monotonic() - began)
+                time.sleep(self.INTERVAL)
+
+    def close(self):
+        self.over = True
+        self.thread.join()
+
+
+class Viewer:
+    """The window that shows an archive. Places are those of its form at its first size."""
+
+    ROWS, FOOT = (40, 150, 180, 280), (15, 450, 200, 20)  # beside the main window
+    STILL = 0.6  # seconds without a change of what is seen
+
+    def __init__(self, session):
+        self.session, self.x = session, session.stage.x
+        self.found = {}  # what was done: (seconds until it was seen, longest time without an answer)
+
+    def open(self):
+        """From the entry in the popup of a waiting download."""
+        left, top, _, _ = self.x.place(self.session.window(harness.MAIN, False))
+        harness.act_until(self.x.menus, lambda: self.x.click(left + 60, top + 137, 3), "the menu")
+        pings, began = Pings(self.session), time.monotonic()
+        self.x.keys("i")
+        while not self.session.titled(VIEWER):
+            time.sleep(0.005)
+        window = self.session.window(VIEWER)
+        self.place = self.x.place(window)
+        while self.is_plain(self.FOOT) or self.is_plain(self.ROWS):
+            self.place = self.x.place(window)
+            time.sleep(0.005)
+        self.found["rows shown after Look Inside"] = time.monotonic() - began, self.settle(pings)
+        self.x.activate(window)
+
+    def is_plain(self, area):
+        seen = self.look(area)
+        return seen == seen[:4] * (len(seen) // 4)
+
+    def look(self, area):
+        left, top, width, height = area
+        return self.x.image(self.place[0] + left, self.place[1] + top, width, height)
+
+    def seen(self):
+        return self.look(self.ROWS) + self.look(self.FOOT)
+
+    def settle(self, pings):
+        time.sleep(self.STILL)
+        pings.close()
+        return pings.longest
+
+    def act(self, what, act, each=0.0):
+        """Until the last change of what is seen; `each` so many seconds after the act."""
+        before = last = self.seen()
+        pings, began = Pings(self.session), time.monotonic()
+        act()
+        changed = None
+        while time.monotonic() - (changed or began + 5) < self.STILL:
+            now = self.seen()
+            if now != last:
+                changed, last = time.monotonic(), now
+            time.sleep(0.005)
+        pings.close()
+        if changed is None or last == before:
+            raise RuntimeError("nothing is seen of: " + what)
+        self.found[what] = changed - began - each, pings.longest
+
+    def type(self, text):
+        for letter in text:
+            self.x.keys(letter)
+            time.sleep(0.1)
+
+    def click(self, x, y):
+        self.x.click(self.place[0] + x, self.place[1] + y)
+
+    def select_all(self):
+        self.click(60, 176)
+        self.x.keys("ctrl+a")
+
+
+def window(server, table, runs, _):
+    """100,000 rows in the real window."""
+    if not os.path.exists(server.path("list.zip")):
+        make_small(server.path("list.zip"), 100000, 1)
+    table.say("100,000 files in the window: seconds until it is seen, longest without an answer")
+    rows, memory = [], []
+    for _ in range(runs):
+        with Program(server) as program:
+            program.control("add", "--later", server.url(server.plain, "list.zip"))
+            time.sleep(0.5)
+            program.begin()
+            viewer = Viewer(program.session)
+            viewer.open()
+            viewer.act("filter typed, 8 letters", lambda: viewer.type("*123.txt"), 0.8)
+            viewer.act("filter deleted", lambda: viewer.x.keys("ctrl+a", "BackSpace"))
+            viewer.act("sorted by a figure", lambda: viewer.click(220, 138))
+            viewer.act("sorted by the path", lambda: viewer.click(530, 138))
+            viewer.act("all selected", viewer.select_all)
+            viewer.act("by folder", lambda: viewer.click(184, 75))
+            program.session.save_screenshot("archive-window")
+            memory.append(program.figures()[2])
+            rows.append(viewer.found)
+    longest = 0
+    for what in rows[0]:
+        seen, silent = medians([row[what] for row in rows])
+        longest = max(longest, silent)
+        table.say("  %-34s %8.2f s %8.2f s" % (what, seen, silent))
+    table.target("rows shown", statistics.median(row["rows shown after Look Inside"][0] for row in rows), 1, " s")
+    table.target("memory above idle, for all of it", statistics.median(memory) / MIB, 64, " MiB")
+    table.say("    longest without an answer: %.2f s" % longest)
+
+
+def many(server, table, runs, _):
+    """10,000 small files."""
+    make_small(server.path("many.zip"), 10000, 4096)
+    table.say("10,000 files of 4 KiB, all of them, without a limit")
+    rows, others = [], []
+    with Program(server) as program:
+        for _ in range(runs):
+            os.sync()
+            line = Line(server.plain)
+            found, folder = program.get(server.url(line.port, "many.zip"), 10000, "*")
+            rows.append(found)
+            shutil.rmtree(folder)
+            os.sync()
+            others.append(whole(server, "many.zip", line, program.session.root))
+            line.close()
+    table.row("Pellora", *medians(rows))
+    table.row("aria2c of the whole and unzip", *medians(others))
+
+
+def scattered(server, table, _, __):
+    """Every second one of 100,000 entries."""
+    make_small(server.path("scattered.zip"), 100000, 4096, "folder-%03d/file-%06d.bin")
+    with zipfile.ZipFile(server.path("scattered.zip")) as archive:
+        packed = sum(info.compress_size for info in archive.infolist()[1::2])
+    table.say("50,000 files of 4 KiB of 100,000, every second one, without a limit")
+    with Program(server, MaxSegments=8) as program:
+        line = Line(server.plain)
+        odd = ["*%d.bin" % digit for digit in (1, 3, 5, 7, 9)]
+        found, _ = program.get(server.url(line.port, "scattered.zip"), 50000, *odd)
+        table.row("Pellora", *found)
+        table.say("    on the wire: %.1f MiB; packed %.1f" % (line.carried / MIB, packed / MIB))
+        line.close()
+
+
+CASES = {"few": few, "list": listing, "window": window, "many": many, "scattered": scattered}
 
 
 def main(cases, runs, entire):
