@@ -458,7 +458,8 @@ MOST_RUNS = {"list": 3, "window": 3, "many": 2, "scattered": 1}
 def main(cases, runs, entire):
     """The table, whose `missed` counts targets."""
     table = Table()
-    table.say("%-36s %10s %10s %12s   (medians of up to %d; load %.1f)" % ("", "wall", "CPU", "memory", runs, os.getloadavg()[0]))
+    table.say("%-36s %10s %10s %12s   (medians of up to %d; load %.1f)" % (
+        "", "wall", "CPU", "memory", runs, os.getloadavg()[0]))
     server = Server()
     try:
         for name in cases:

@@ -24,7 +24,8 @@ def archive(files):
     entries = directory = b""
     for name, data in files.items():
         raw, body = name.encode(), packed(data)
-        common = struct.pack("<HHHHHLLLHH", 63, 1 << 11, METHOD, *STAMP, zlib.crc32(data), len(body), len(data), len(raw), 0)
+        common = struct.pack("<HHHHHLLLHH", 63, 1 << 11, METHOD, *STAMP, zlib.crc32(data), len(body), len(data),
+                             len(raw), 0)
         directory += b"PK\1\2" + struct.pack("<H", 3 << 8 | 63) + common + struct.pack(
             "<HHHLL", 0, 0, 0, 0o100644 << 16, len(entries)) + raw
         entries += b"PK\3\4" + common + raw + body
