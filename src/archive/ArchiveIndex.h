@@ -28,6 +28,7 @@ enum class EntryFault : std::uint8_t {
   BadName,  // no file can have it
   Place,    // lies outside of the file, or where another entry lies
 };
+inline constexpr std::size_t kEntryFaults = 7;
 
 class ArchiveIndex {
  public:

@@ -2,8 +2,9 @@
 // folder.
 //
 // Step by step, for Background works: each step reads or writes about 1 MiB at most, or waits 100 ms for the unpacker,
-// or flushes the complete file and gives it its name. Sizes, CRC-32, method and name are checked against the archive's
-// directory. Until everything is right the file has no name; destroyed early, nothing of the entry is left.
+// or gives the complete file its name, after flushing it if nobody has. Sizes, CRC-32, method and name are checked
+// against the archive's directory. Until everything is right the file has no name; destroyed early, nothing of the
+// entry is left.
 #pragma once
 
 #include <cstddef>
@@ -61,7 +62,13 @@ class EntryUnpacking {
   EntryUnpacking(Unpacker& unpacker, std::shared_ptr<OutputFolder> folder, std::shared_ptr<DownloadFile> part,
                  SelectedEntry entry, std::string password, Existing existing, std::shared_ptr<UnpackedFiles> files);
 
-  // Throws no Failure. Once it has returned anything but None it is over, and returns the same again.
+  // Its file has all of its bytes: the next Step gives it its name. Many that are complete are sooner named if they are
+  // flushed together before (OutputFolder::FlushTogether).
+  bool IsComplete() const { return stage_ == Stage::Naming && end_ == EntryEnd::None; }
+  CompleteFile File() const { return {file_.get(), TraitsOf(entry_)}; }  // of one that is
+
+  // Throws no Failure. A name is on the disk only after OutputFolder::FlushNames. Once it has returned anything but
+  // None it is over, and returns the same again.
   EntryEnd Step();
 
   // Of NeedsMore: what is missing, right after `entry.range`. With it, and the range longer by it, begin anew.

@@ -50,14 +50,15 @@ void IntervalSet::CutTo(std::int64_t length) {
 
 bool IntervalSet::Holds(std::int64_t offset) const { return HoldsAll({offset, offset + 1}); }
 
-bool IntervalSet::HoldsAll(Range range) const { return Missing(range).empty(); }
+bool IntervalSet::HoldsAll(Range range) const { return Missing(range, 1).empty(); }
 
-std::vector<Range> IntervalSet::Missing(Range within) const {
+std::vector<Range> IntervalSet::Missing(Range within, std::size_t most) const {
   std::vector<Range> missing;
   std::int64_t at = within.begin;
   for (auto held = std::lower_bound(ranges_.begin(), ranges_.end(), within.begin, EndsBefore);
        held != ranges_.end() && held->begin < within.end; ++held) {
     if (held->begin > at) missing.push_back({at, held->begin});
+    if (missing.size() >= most) return missing;
     at = std::max(at, held->end);
   }
   if (at < within.end) missing.push_back({at, within.end});

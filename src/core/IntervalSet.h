@@ -4,6 +4,7 @@
 // so that equal sets have equal ranges.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -30,7 +31,8 @@ class IntervalSet {
 
   bool Holds(std::int64_t offset) const;
   bool HoldsAll(Range range) const;  // True for an empty range
-  std::vector<Range> Missing(Range within) const;
+  // The first ones, `most` at least if there are so many.
+  std::vector<Range> Missing(Range within, std::size_t most = SIZE_MAX) const;
   std::int64_t Bytes() const;
   const std::vector<Range>& Ranges() const { return ranges_; }
 

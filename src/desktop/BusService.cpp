@@ -2,6 +2,7 @@
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusReply>
 #include <QDateTime>
 #include <cmath>
@@ -122,14 +123,27 @@ QString TimeText(double days) {
   return start.addSecs(std::llround(days * kSecondsOfADay)).toString("yyyy-MM-dd HH:mm:ss");
 }
 
-QVariantMap EntriesOf(const ListedArchive& archive) {
-  QList<ArchiveRow> rows;
-  rows.reserve(static_cast<qsizetype>(archive.entries.size()));
-  for (const ListedEntry& entry : archive.entries) {
-    rows.append({WholeText(entry.name), entry.size, entry.packed, TimeText(entry.modified),
-                 QString::fromStdString(entry.fault)});
+// A list of ArchiveRow, each of which is made when the message takes it: archives have many.
+struct SentEntries {
+  const ListedArchive* archive = nullptr;
+};
+
+QDBusArgument& operator<<(QDBusArgument& argument, const SentEntries& sent) {
+  argument.beginArray(QMetaType::fromType<ArchiveRow>());
+  if (sent.archive != nullptr) {
+    for (const ListedEntry& entry : sent.archive->entries) {
+      argument << ArchiveRow{WholeText(entry.name), entry.size, entry.packed, TimeText(entry.modified),
+                             QString::fromStdString(entry.fault)};
+    }
   }
-  return {{kEntriesKey, QVariant::fromValue(rows)}};
+  argument.endArray();
+  return argument;
+}
+// Nobody sends it to the program.
+const QDBusArgument& operator>>(const QDBusArgument& argument, SentEntries&) { return argument; }
+
+QVariantMap EntriesOf(const ListedArchive& archive) {
+  return {{kEntriesKey, QVariant::fromValue(SentEntries{&archive})}};
 }
 
 QVariantMap Reason(const QString& reason) {
@@ -154,6 +168,7 @@ bool CallApplication(const QDBusConnection& bus, const char* method, QVariantLis
 
 BusService::BusService(EventLoop& events, BusActions actions) : events_(events), actions_(std::move(actions)) {
   RegisterBusTypes();
+  qDBusRegisterMetaType<SentEntries>();
   new AutomationAdaptor(this);  // QtDBus finds adaptors among the children
   new DownloadsAdaptor(this);
   new ApplicationAdaptor(this);

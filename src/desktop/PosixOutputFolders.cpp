@@ -5,17 +5,24 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <exception>
 #include <filesystem>
+#include <map>
+#include <mutex>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "desktop/Descriptor.h"
 #include "desktop/FileFailure.h"
 #include "desktop/PosixFile.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 
@@ -42,6 +49,58 @@ std::string DescriptorPath(int descriptor) { return "/proc/self/fd/" + std::to_s
 void FlushFolder(int folder, const std::string& path) {
   if (fsync(folder) != 0 && errno == EIO) throw FileFailure(path, errno);
 }
+
+// Calls `flush` for the numbers below `count`, in several threads: the disk then serves many calls at once. Throws one
+// of the failures, after all calls.
+template <class Function>
+void InThreads(std::size_t count, const Function& flush) {
+  constexpr std::size_t kMostThreads = 16;
+  std::atomic<std::size_t> next = 0;
+  std::mutex mutex;
+  std::exception_ptr failed;
+  const auto run = [&] {
+    for (std::size_t at = next++; at < count; at = next++) {
+      try {
+        flush(at);
+      } catch (const Failure&) {
+        const std::lock_guard lock(mutex);
+        failed = std::current_exception();
+      }
+    }
+  };
+  std::vector<std::jthread> threads;
+  try {
+    while (threads.size() + 1 < std::min(count, kMostThreads)) threads.emplace_back(run);
+  } catch (const std::system_error&) {
+    // With fewer threads it takes longer.
+  }
+  run();
+  threads.clear();
+  if (failed) std::rethrow_exception(failed);
+}
+
+// Folders that have got names which are not known to be on the disk.
+class ChangedFolders {
+ public:
+  void Add(Descriptor folder, const std::string& path) {
+    struct stat status {};
+    if (fstat(folder.Number(), &status) != 0) throw FileFailure(path, errno);
+    folders_.try_emplace({status.st_dev, status.st_ino}, Changed{std::move(folder), path});
+  }
+  void Flush() {
+    std::vector<Changed> folders;
+    for (auto& [identity, folder] : folders_) folders.push_back(std::move(folder));
+    folders_.clear();
+    InThreads(folders.size(), [&](std::size_t at) { FlushFolder(folders[at].folder.Number(), folders[at].path); });
+  }
+
+ private:
+  struct Changed {
+    Descriptor folder;
+    std::string path;
+  };
+  std::map<std::pair<dev_t, ino_t>, Changed> folders_;
+};
 
 // The seconds count in steps of two. A day that no month has becomes one of the next month.
 std::optional<time_t> TimeOf(const OutputTraits& traits) {
@@ -88,13 +147,15 @@ FileIdentity IdentityOf(const struct stat& status) { return {status.st_dev, stat
 class PosixOutputFile final : public OutputFile {
  public:
   // With a `draft` name, or none.
-  PosixOutputFile(Descriptor folder, std::string path, int descriptor, std::string draft, OutputAbilities abilities)
+  PosixOutputFile(Descriptor folder, std::string path, int descriptor, std::string draft, OutputAbilities abilities,
+                  std::shared_ptr<ChangedFolders> changed)
       : folder_(std::move(folder)),
         path_(std::move(path)),
         descriptor_(descriptor),
         file_(path_, descriptor),
         draft_(std::move(draft)),
-        abilities_(abilities) {}
+        abilities_(abilities),
+        changed_(std::move(changed)) {}
   ~PosixOutputFile() override {
     if (!draft_.empty()) DeleteDraft();
   }
@@ -106,20 +167,33 @@ class PosixOutputFile final : public OutputFile {
     length_ += bytes.size();
   }
 
+  // The flushing of all files may begin before it is waited for.
+  void BeginFlush(const OutputTraits& traits) {
+    file_.SetRights(RightsFor(traits, 0666, kPrivateMode));
+    SetModified(descriptor_, traits);
+    sync_file_range(descriptor_, 0, 0, SYNC_FILE_RANGE_WRITE);
+  }
+  void Flush() {
+    file_.Flush();
+    flushed_ = true;
+  }
+
   bool Publish(const std::string& name, const OutputTraits& traits,
                const std::optional<FileIdentity>& replaced) override {
     CheckName(path_, name);
     // Others may have exchanged even that: their file is not this one.
     if (!draft_.empty() && !IsOwnDraft()) throw FileFailure(path_ + "/" + draft_, ESTALE);
-    file_.SetRights(RightsFor(traits, 0666, kPrivateMode));
-    SetModified(descriptor_, traits);
-    file_.Flush();
+    if (!flushed_) {
+      BeginFlush(traits);
+      Flush();
+    }
     if (!(replaced ? Replace(name, *replaced) : GiveFreeName(name))) {
       file_.SetRights(kPrivateMode);
+      flushed_ = false;
       return false;
     }
     draft_.clear();
-    FlushFolder(folder_.Number(), path_);
+    changed_->Add(std::move(folder_), path_);
     return true;
   }
 
@@ -175,13 +249,15 @@ class PosixOutputFile final : public OutputFile {
     if (IsOwnDraft()) unlinkat(folder_.Number(), draft_.c_str(), 0);
   }
 
-  const Descriptor folder_;
+  Descriptor folder_;       // none any more once it is published
   const std::string path_;  // of the folder
   const int descriptor_;    // file_ closes it
   PosixFile file_;
   std::string draft_;
   const OutputAbilities abilities_;
+  const std::shared_ptr<ChangedFolders> changed_;
   std::uint64_t length_ = 0;
+  bool flushed_ = false;
 };
 
 class PosixOutputFolder final : public OutputFolder {
@@ -196,12 +272,20 @@ class PosixOutputFolder final : public OutputFolder {
       Descriptor file(openat(folder.Number(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, kPrivateMode));
       // Without /proc it could be given no name.
       if (file && access(DescriptorPath(file.Number()).c_str(), F_OK) == 0) {
-        return std::make_unique<PosixOutputFile>(std::move(folder), name, file.Release(), "", abilities_);
+        return std::make_unique<PosixOutputFile>(std::move(folder), name, file.Release(), "", abilities_, changed_);
       }
     }
     return CreateDraft(std::move(folder), name);
   }
-  void MakeFolder(const OutputPath& path) override { OpenFolder(path, true); }
+  void FlushTogether(const std::vector<CompleteFile>& files) override {
+    for (const CompleteFile& each : files) FileOf(each).BeginFlush(each.traits);
+    InThreads(files.size(), [&](std::size_t at) { FileOf(files[at]).Flush(); });
+  }
+  void FlushNames() override { changed_->Flush(); }
+  void MakeFolder(const OutputPath& path) override {
+    OpenFolder(path, true);
+    FlushNames();
+  }
   void SetTraits(const OutputPath& path, const OutputTraits& traits) override {
     const Descriptor folder = OpenFolder(path, false);
     if (traits.mode != 0) TakeRights(folder.Number(), RightsFor(traits, 0, kUserRights), Joined(path_, path));
@@ -221,6 +305,9 @@ class PosixOutputFolder final : public OutputFolder {
   }
 
  private:
+  static PosixOutputFile& FileOf(const CompleteFile& complete) {
+    return dynamic_cast<PosixOutputFile&>(*complete.file);
+  }
   OutputPath Above(const OutputPath& path) const {
     if (path.empty()) throw FileFailure(path_, EINVAL);
     CheckName(path_, path.back());
@@ -242,14 +329,16 @@ class PosixOutputFolder final : public OutputFolder {
     }
     return folder;
   }
-  static void MakePart(int folder, const std::string& part, const std::string& name) {
+  void MakePart(int folder, const std::string& part, const std::string& name) const {
     if (mkdirat(folder, part.c_str(), kAllRights) != 0) {
       if (errno != EEXIST) throw FileFailure(name, errno);
       return;
     }
     const mode_t umask = ProcessUmask();
     if ((umask & kUserRights) != 0) GiveToUser(folder, part, (kAllRights & ~umask) | kUserRights);
-    FlushFolder(folder, name);
+    Descriptor changed(openat(folder, ".", kOpenFolder));
+    if (!changed) throw FileFailure(name, errno);
+    changed_->Add(std::move(changed), name);
   }
   // None are given: the folder may have been there before, and be nobody else's business.
   static void TakeRights(int folder, mode_t left, const std::string& name) {
@@ -269,7 +358,7 @@ class PosixOutputFolder final : public OutputFolder {
       std::string draft = DraftName();
       const int file = openat(folder.Number(), draft.c_str(), kFlags, kPrivateMode);
       if (file >= 0) {
-        return std::make_unique<PosixOutputFile>(std::move(folder), name, file, std::move(draft), abilities_);
+        return std::make_unique<PosixOutputFile>(std::move(folder), name, file, std::move(draft), abilities_, changed_);
       }
       if (errno != EEXIST && errno != EINTR) throw FileFailure(name, errno);
     }
@@ -278,6 +367,7 @@ class PosixOutputFolder final : public OutputFolder {
   const Descriptor root_;
   const std::string path_;
   const OutputAbilities abilities_;
+  const std::shared_ptr<ChangedFolders> changed_ = std::make_shared<ChangedFolders>();
 };
 
 }  // namespace

@@ -46,6 +46,10 @@ class Extraction {
   // They come last, as what gets into a folder changes its time.
   std::vector<std::size_t> Folders() const { return {folders_.begin(), folders_.end()}; }
 
+  // Its file is complete: it is not Next any more, though not unpacked before it has its name.
+  void IsComplete(std::size_t number) { ready_.erase(number); }
+  // Its file is gone without having had a name.
+  void IsGone(std::size_t number) { ready_.insert(number); }
   void IsUnpacked(std::size_t number);
   // It reaches further by these bytes. False, and nothing has changed, if that cannot be.
   bool NeedsMore(std::size_t number, Range more);

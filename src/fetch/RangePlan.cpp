@@ -13,8 +13,9 @@ constexpr std::int64_t kAlignment = std::int64_t{64} << 10;  // of cuts, so that
 constexpr double kNominalRate = 1 << 20;                     // while nothing is measured
 constexpr double kUnclaimedRate = 1e-12;
 constexpr double kSlowerBy = 4;
-constexpr double kSlowSeconds = 3;     // a lane with less to do is not worth a new connection
-constexpr double kTwinSeconds = 0.25;  // nor a second run of its piece
+constexpr double kSlowSeconds = 3;      // a lane with less to do is not worth a new connection
+constexpr double kTwinSeconds = 0.25;   // nor a second run of its piece
+constexpr std::size_t kMostGaps = 256;  // from the first one on: files of an archive may lie in tens of thousands
 
 }  // namespace
 
@@ -37,7 +38,7 @@ std::int64_t RangePlan::End() const { return total_ < 0 ? kNoEnd : total_; }
 bool RangePlan::Complete() const { return total_ >= 0 && held_.HoldsAll({0, total_}); }
 
 std::int64_t RangePlan::FirstMissing() const {
-  const std::vector<Range> missing = held_.Missing({0, End()});
+  const std::vector<Range> missing = held_.Missing({0, End()}, 1);
   return missing.empty() ? End() : missing.front().begin;
 }
 
@@ -54,7 +55,7 @@ void RangePlan::Begin(int lane, Range piece, std::int64_t limit) {
 
 void RangePlan::Adopt(int lane, Range request) {
   const std::int64_t limit = request.end < 0 ? End() : std::min(request.end, End());
-  const std::vector<Range> missing = held_.Missing({request.begin, limit});
+  const std::vector<Range> missing = held_.Missing({request.begin, limit}, 1);
   Begin(lane, {request.begin, missing.empty() ? request.begin : missing.front().end}, limit);
 }
 
@@ -108,11 +109,16 @@ bool RangePlan::HasTwin(int lane) const { return LaneAt(lane).twin || LaneAt(lan
 // Giving
 
 std::vector<Range> RangePlan::Gaps() const {
-  IntervalSet taken = held_;
+  IntervalSet taken;
   for (const Lane& lane : lanes_) {
     if (lane.active) (void)taken.Add({lane.at, lane.end});
   }
-  return taken.Missing({0, total_});
+  std::vector<Range> gaps;
+  for (const Range& missing : held_.Missing({0, total_}, kMostGaps)) {
+    const std::vector<Range> free = taken.Missing(missing);
+    gaps.insert(gaps.end(), free.begin(), free.end());
+  }
+  return gaps;
 }
 
 std::vector<RangePlan::Region> RangePlan::Regions() const {

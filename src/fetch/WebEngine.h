@@ -280,12 +280,26 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void WriteFiguresOfSelection(WebFigures& figures) const;
   void EntriesArrived(const std::vector<Range>& written);
   void UnpackSoon();
+  // Entries whose files are complete but have no names. Flushing files together takes little longer than flushing one.
+  struct CompleteEntries {
+    struct Entry {
+      std::size_t number = 0;
+      std::shared_ptr<EntryUnpacking> work;
+      EntryEnd end{};
+    };
+    std::vector<Entry> entries;
+    std::int64_t bytes = 0;
+    std::int64_t since = 0;  // ms, of the first one
+    bool isFull = false;
+  };
   Task<> UnpackEntries(Run run);
-  Task<> UnpackEntry(Run run, std::size_t number);
+  Task<> UnpackEntry(Run run, std::size_t number, std::shared_ptr<CompleteEntries> complete);
+  Task<> GiveNames(Run run, std::shared_ptr<CompleteEntries> complete);
+  void Discard(std::shared_ptr<void> works);
   void MarkBegun(std::size_t number);
   void ShowUnpacking(const SelectedEntry& entry, std::int64_t plain);
   void EntryFailed(std::size_t number, EntryEnd end, const EntryUnpacking& work);
-  void EntryIsUnpacked(Run run, std::size_t number);
+  void EntriesAreUnpacked(Run run, const std::vector<std::size_t>& numbers);
   Task<> FinishSelection(Run run);
   Task<bool> MakeFolders(Run run);
   bool FetchEntriesAgain();

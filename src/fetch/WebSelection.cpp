@@ -28,8 +28,12 @@ namespace {
 
 constexpr std::int64_t kRefreshEvery = 200;    // ms
 constexpr std::int64_t kJournalEvery = 2'000;  // ms
-constexpr std::size_t kBegunTogether = 64;     // entries, in one line of the journal
-constexpr std::size_t kInOneWork = 256;        // folders or files that are looked at
+constexpr std::int64_t kBegunTogether = 64;    // entries, in one line of the journal
+constexpr std::int64_t kMostBegins = 64;       // such lines, which are the longer the more entries there are
+constexpr std::size_t kFlushedTogether = 32;   // files
+constexpr std::int64_t kMostUnnamed = std::int64_t{8} << 20;  // bytes in complete files, before they get their names
+constexpr std::int64_t kLongestUnnamed = 1'000;               // ms
+constexpr std::size_t kInOneWork = 256;                       // folders or files that are looked at
 
 // The file that an entry has become before a kill, by the names that it may have.
 class CopySearch {
@@ -302,17 +306,30 @@ void WebEngine::UnpackSoon() {
 
 Task<> WebEngine::UnpackEntries(Run run) {
   const auto hold = Hold();
+  auto complete = std::make_shared<CompleteEntries>();
   while (part_ && run == run_) {
     const std::optional<std::size_t> next = extraction_->Next();
-    if (!next) break;
-    co_await UnpackEntry(run, *next);
-    if (!StillCurrent()) co_return;
+    const bool late = Now() - complete->since >= kLongestUnnamed;
+    if (!complete->entries.empty() && (!next || complete->isFull || late)) {
+      co_await GiveNames(run, complete);
+    } else if (next) {
+      co_await UnpackEntry(run, *next, complete);
+    } else {
+      break;
+    }
+    if (!StillCurrent()) break;
   }
+  const bool isCurrent = StillCurrent();
+  for (const auto& each : complete->entries) {
+    if (isCurrent) extraction_->IsGone(each.number);
+  }
+  Discard(std::move(complete));
+  if (!isCurrent) co_return;
   unpacking_ = false;
   UnpackSoon();  // of a later run
 }
 
-Task<> WebEngine::UnpackEntry(Run run, std::size_t number) {
+Task<> WebEngine::UnpackEntry(Run run, std::size_t number, std::shared_ptr<CompleteEntries> complete) {
   const auto hold = Hold();
   MarkBegun(number);
   outputFiles_->Add(part_->Identity());  // an entry of its name does not replace it
@@ -322,7 +339,7 @@ Task<> WebEngine::UnpackEntry(Run run, std::size_t number) {
                                                login.password, extraction_->Chosen().existing, outputFiles_);
   const auto end = std::make_shared<EntryEnd>(EntryEnd::None);
   std::string failed;
-  while (*end == EntryEnd::None && failed.empty()) {
+  while (*end == EntryEnd::None && !work->IsComplete() && failed.empty()) {
     if (state_ == FetchState::Finishing) ShowUnpacking(entry, work->Plain());
     try {
       Background::Work step = [work, end] { *end = work->Step(); };
@@ -332,16 +349,69 @@ Task<> WebEngine::UnpackEntry(Run run, std::size_t number) {
     }
     if (!StillCurrent() || run != run_) break;
   }
-  if (StillCurrent()) {
-    if (*end == EntryEnd::Unpacked || *end == EntryEnd::LeftOut) {
-      EntryIsUnpacked(run, number);  // in any case: it is there
-    } else if (run == run_) {
-      failed.empty() ? EntryFailed(number, *end, *work)
-                     : Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
-    }
+  const bool goesOn = StillCurrent() && run == run_;
+  const bool lacksRoom = *end == EntryEnd::DiskFailed || *end == EntryEnd::NoUnpacker;
+  if (goesOn && work->IsComplete()) {
+    if (complete->entries.empty()) complete->since = Now();
+    extraction_->IsComplete(number);
+    complete->entries.push_back({number, work});
+    complete->bytes += work->Plain();
+    complete->isFull = complete->entries.size() == kFlushedTogether || complete->bytes >= kMostUnnamed;
+    co_return;
   }
-  // Ends the process, and deletes what has no name.
-  program_.platform.background.Run([work = std::move(work)] {}, [](const std::exception_ptr&) {});
+  if (goesOn && lacksRoom && !complete->entries.empty()) {
+    complete->isFull = true;  // it is tried again without others, which may be in its way
+  } else if (StillCurrent() && *end == EntryEnd::LeftOut) {
+    EntriesAreUnpacked(run, {number});  // in any case: it is there
+  } else if (goesOn) {
+    failed.empty() ? EntryFailed(number, *end, *work)
+                   : Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
+  }
+  Discard(std::move(work));
+}
+
+Task<> WebEngine::GiveNames(Run run, std::shared_ptr<CompleteEntries> complete) {
+  const auto hold = Hold();
+  auto group = std::make_shared<CompleteEntries>(std::exchange(*complete, {}));
+  const std::shared_ptr<OutputFolder> folder = outputs_;
+  std::string failed;
+  try {
+    Background::Work flush = [group, folder] {
+      std::vector<CompleteFile> files;
+      for (const auto& each : group->entries) files.push_back(each.work->File());
+      folder->FlushTogether(files);
+    };
+    co_await InBackground(&program_.platform, std::move(flush));
+    Background::Work name = [group, folder] {
+      for (auto& each : group->entries) {
+        while (each.end == EntryEnd::None) each.end = each.work->Step();
+      }
+      folder->FlushNames();
+    };
+    co_await InBackground(&program_.platform, std::move(name));
+  } catch (const Failure& failure) {
+    failed = failure.what();
+  }
+  if (StillCurrent() && failed.empty()) {
+    std::vector<std::size_t> unpacked;
+    for (const auto& each : group->entries) {
+      if (each.end == EntryEnd::Unpacked || each.end == EntryEnd::LeftOut) unpacked.push_back(each.number);
+    }
+    EntriesAreUnpacked(run, unpacked);  // in any case: they are there
+    for (const auto& each : group->entries) {
+      if (each.end == EntryEnd::Unpacked || each.end == EntryEnd::LeftOut) continue;
+      run == run_ ? EntryFailed(each.number, each.end, *each.work) : extraction_->IsGone(each.number);
+    }
+  } else if (StillCurrent()) {
+    for (const auto& each : group->entries) extraction_->IsGone(each.number);
+    if (run == run_) Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
+  }
+  Discard(std::move(group));
+}
+
+// In the background: that ends processes, and deletes what has no name.
+void WebEngine::Discard(std::shared_ptr<void> works) {
+  program_.platform.background.Run([works = std::move(works)] {}, [](const std::exception_ptr&) {});
 }
 
 void WebEngine::ShowUnpacking(const SelectedEntry& entry, std::int64_t plain) {
@@ -358,12 +428,13 @@ void WebEngine::MarkBegun(std::size_t number) {
   const auto first = static_cast<std::int64_t>(number);
   if (entry_.begun.Holds(first)) return;
   const auto count = static_cast<std::int64_t>(extraction_->Chosen().entries.size());
-  entry_.begun.Add({first, std::min(first + static_cast<std::int64_t>(kBegunTogether), count)});
+  entry_.begun.Add({first, std::min(first + std::max(kBegunTogether, count / kMostBegins), count)});
   WriteJournal(JournalStateNow());
 }
 
-void WebEngine::EntryIsUnpacked(Run run, std::size_t number) {
-  extraction_->IsUnpacked(number);
+void WebEngine::EntriesAreUnpacked(Run run, const std::vector<std::size_t>& numbers) {
+  if (numbers.empty()) return;
+  for (const std::size_t number : numbers) extraction_->IsUnpacked(number);
   entry_.unpacked = extraction_->Unpacked();
   if (run == run_ && Now() - lastUnpacked_ < kJournalEvery) return;
   lastUnpacked_ = Now();

@@ -31,11 +31,17 @@ class OutputFile {
  public:
   virtual ~OutputFile() = default;                 // deleted, unless it was published
   virtual void Write(std::string_view bytes) = 0;  // after what was written before
-  // Waits until its bytes are on the disk, gives it this name in its folder, and waits until the name is on the disk as
-  // well. Its rights become those of `traits` less what the umask takes, always with reading and writing for the user.
-  // False, and nothing has changed, if something has the name; or, with `replaced`, unless that file has it.
+  // Waits until its bytes are on the disk, unless FlushTogether did, and gives it this name in its folder. Its rights
+  // become those of `traits` less what the umask takes, always with reading and writing for the user. False, and
+  // nothing has changed, if something has the name; or, with `replaced`, unless that file has it.
   virtual bool Publish(const std::string& name, const OutputTraits& traits,
                        const std::optional<FileIdentity>& replaced) = 0;
+};
+
+// To which all has been written.
+struct CompleteFile {
+  OutputFile* file = nullptr;
+  OutputTraits traits;  // those that Publish is to give it
 };
 
 enum class OutputName : std::uint8_t { Free, File, Folder, Other };  // Other: a link, a device, ...
@@ -51,6 +57,11 @@ class OutputFolder {
   virtual ~OutputFolder() = default;
   // A file for the user alone, without a name, in the folder of `path`, which is made with all above it.
   virtual std::unique_ptr<OutputFile> Create(const OutputPath& path) = 0;
+  // Waits until the bytes of all of these files, which Create made, are on the disk: that takes little longer than for
+  // one. If it throws, it is not known of which they are.
+  virtual void FlushTogether(const std::vector<CompleteFile>& files) = 0;
+  // Waits until all names that Publish gave, and the folders that Create made for them, are on the disk.
+  virtual void FlushNames() = 0;
   // Existing ones are no failure. The folder is on the disk, but for its traits.
   virtual void MakeFolder(const OutputPath& path) = 0;
   // Of a folder that is there. Its rights become fewer, but never more, as the folder may have been the user's before;

@@ -92,6 +92,7 @@ void StatusBar::SetPanel(std::size_t panel, const std::string& text) {
 
 // A row counts as the same if it shows the same record, even under another key, or if slot and key are the same.
 std::vector<ListRow> ListView::SetRows(std::vector<ListRow> rows) {
+  if (source_) SetSource(nullptr);
   std::unordered_set<std::uint64_t> selectedRecords;
   std::unordered_map<std::string, std::int16_t> selectedKeys;
   for (const std::size_t at : selection_) {
@@ -115,36 +116,87 @@ std::vector<ListRow> ListView::SetRows(std::vector<ListRow> rows) {
   return rows;
 }
 
+void ListView::SetSource(std::shared_ptr<const RowSource> source) {
+  rows_.clear();
+  selection_.clear();
+  changedRows_.clear();
+  made_.reset();
+  source_ = std::move(source);
+  order_.resize(source_ ? source_->Count() : 0);
+  order_.shrink_to_fit();
+  std::iota(order_.begin(), order_.end(), 0U);
+  if (sorted_) SortRows();
+  ++rowsVersion_;
+  PropertyChanged();
+}
+
+const ListRow& ListView::RowAt(std::size_t at) const {
+  if (!source_) return rows_.at(at);
+  if (!made_ || made_->at != at) made_ = MadeRow{at, source_->Row(order_.at(at))};
+  return made_->row;
+}
+
+std::vector<std::size_t> ListView::SelectedNumbers() const {
+  std::vector<std::size_t> numbers;
+  numbers.reserve(selection_.size());
+  for (const std::size_t at : selection_) numbers.push_back(source_ ? order_.at(at) : at);
+  return numbers;
+}
+
 void ListView::SortByFigures(std::vector<std::uint32_t>& order) const {
   std::vector<std::int64_t> figures;
-  figures.reserve(rows_.size());
+  figures.reserve(order.size());
+  for (const std::uint32_t number : order_) figures.push_back(FigureIn(source_->Text(number, sortKey_)));
   for (const ListRow& row : rows_) figures.push_back(FigureIn(ColumnText(row, sortKey_)));
   std::stable_sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
     return descending_ ? figures[a] > figures[b] : figures[a] < figures[b];
   });
 }
 
+void ListView::SortByTexts(std::vector<std::uint32_t>& order) const {
+  std::vector<std::string> made;
+  made.reserve(order_.size());
+  for (const std::uint32_t number : order_) made.push_back(source_->Text(number, sortKey_));
+  const auto text = [&](std::uint32_t at) -> const std::string& {
+    return source_ ? made[at] : ColumnText(rows_[at], sortKey_);
+  };
+  std::stable_sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    const int compared = CompareTexts(text(a), text(b));
+    return descending_ ? compared > 0 : compared < 0;
+  });
+}
+
 // Selected rows stay selected.
+void ListView::PutInOrder(const std::vector<std::uint32_t>& order) {
+  std::vector<ListRow> rows;
+  rows.reserve(rows_.size());
+  std::vector<std::uint32_t> numbers;
+  numbers.reserve(order_.size());
+  std::vector<std::size_t> selection;
+  for (std::size_t at = 0; at < order.size(); ++at) {
+    const std::uint32_t from = order[at];
+    if (std::binary_search(selection_.begin(), selection_.end(), from)) selection.push_back(at);
+    if (source_) {
+      numbers.push_back(order_[from]);
+    } else {
+      rows.push_back(std::move(rows_[from]));
+    }
+  }
+  rows_ = std::move(rows);
+  order_ = std::move(numbers);
+  selection_ = std::move(selection);
+}
+
 void ListView::SortRows() {
-  std::vector<std::uint32_t> order(rows_.size());
+  std::vector<std::uint32_t> order(RowCount());
   std::iota(order.begin(), order.end(), 0U);
   if (std::find(FigureColumns.begin(), FigureColumns.end(), sortKey_) != FigureColumns.end()) {
     SortByFigures(order);
   } else {
-    std::stable_sort(order.begin(), order.end(), [this](std::uint32_t a, std::uint32_t b) {
-      const int compared = CompareTexts(ColumnText(rows_[a], sortKey_), ColumnText(rows_[b], sortKey_));
-      return descending_ ? compared > 0 : compared < 0;
-    });
+    SortByTexts(order);
   }
-  std::vector<ListRow> sorted;
-  sorted.reserve(rows_.size());
-  std::vector<std::size_t> selection;
-  for (const std::uint32_t from : order) {
-    if (std::binary_search(selection_.begin(), selection_.end(), from)) selection.push_back(sorted.size());
-    sorted.push_back(std::move(rows_[from]));
-  }
-  rows_ = std::move(sorted);
-  selection_ = std::move(selection);
+  PutInOrder(order);
+  made_.reset();
   changedRows_.clear();
   ++rowsVersion_;
 }
@@ -196,7 +248,7 @@ void ListView::SelectByUser(std::vector<std::size_t> rows) {
 void ListView::Select(std::vector<std::size_t> rows) {
   std::sort(rows.begin(), rows.end());
   rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
-  std::erase_if(rows, [this](std::size_t at) { return at >= rows_.size(); });
+  std::erase_if(rows, [this](std::size_t at) { return at >= RowCount(); });
   if (rows == selection_) return;
   selection_ = std::move(rows);
   PropertyChanged();

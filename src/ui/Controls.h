@@ -257,6 +257,16 @@ enum ListDisplay : int { kIconDisplay = 0, kSmallIconDisplay = 1, kListDisplay =
 // While sorted, rows are in the order of one column's texts: by bytes, ignoring ASCII case unless they differ in
 // nothing else. Rows of equal text keep their order. Columns of FigureColumns are in the order of the whole numbers
 // that their texts begin with; texts without one come first.
+// The rows of a long list, which are made one by one when they are drawn. Its rows have numbers from 0, in no order.
+class RowSource {
+ public:
+  virtual ~RowSource() = default;
+  virtual std::size_t Count() const = 0;
+  virtual ListRow Row(std::size_t number) const = 0;
+  // What the row shows in a column, from 0.
+  virtual std::string Text(std::size_t number, int column) const = 0;
+};
+
 class ListView : public Control {
  public:
   ListView(Window* window, std::string name, std::vector<ControlPart> columns)
@@ -266,10 +276,17 @@ class ListView : public Control {
   Property<std::vector<ControlPart>> Columns;
   Property<int> View;  // a ListDisplay
 
-  const std::vector<ListRow>& Rows() const { return rows_; }
+  const std::vector<ListRow>& Rows() const { return rows_; }  // none with a source
   // Returns the old rows: building the next ones in them saves allocations.
   std::vector<ListRow> SetRows(std::vector<ListRow> rows);
   void SetRow(std::size_t at, ListRow row);
+  // In place of rows of its own: then Rows is empty. No row is selected. Null: none.
+  void SetSource(std::shared_ptr<const RowSource> source);
+  std::size_t RowCount() const { return source_ ? order_.size() : rows_.size(); }
+  // As it is shown, from wherever it comes; valid until the next call.
+  const ListRow& RowAt(std::size_t at) const;
+  // The numbers that the selected rows have in the source.
+  std::vector<std::size_t> SelectedNumbers() const;
   // Numbers of the selected rows, ascending.
   const std::vector<std::size_t>& Selection() const { return selection_; }
   void Select(std::vector<std::size_t> rows);
@@ -308,8 +325,18 @@ class ListView : public Control {
  private:
   void SortRows();
   void SortByFigures(std::vector<std::uint32_t>& order) const;
+  void SortByTexts(std::vector<std::uint32_t>& order) const;
+  void PutInOrder(const std::vector<std::uint32_t>& order);
+
+  struct MadeRow {
+    std::size_t at = 0;
+    ListRow row;
+  };
 
   std::vector<ListRow> rows_;
+  std::shared_ptr<const RowSource> source_;
+  std::vector<std::uint32_t> order_;     // of the source's rows
+  mutable std::optional<MadeRow> made_;  // the last one: a view asks for its columns in a row
   std::vector<std::size_t> selection_;
   std::vector<std::size_t> changedRows_;
   std::uint64_t rowsVersion_ = 0;

@@ -1,7 +1,6 @@
 #include "zipview/ArchiveRows.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <set>
 #include <string>
@@ -16,40 +15,15 @@ namespace pellora {
 
 namespace {
 
-void AddFile(ArchiveListing& listing, const ArchiveIndex& index, std::size_t at, const ArchiveEntry& entry,
-             const std::string& path, const RemarkOf& remark) {
-  ++listing.files;
-  listing.size = ClampedSum(listing.size, entry.size);
-  listing.packed = ClampedSum(listing.packed, entry.packed);
+enum Column : int { kName, kPacked, kSize, kRatio, kPath, kRemark, kColumns };
+
+// Without the last part.
+std::string Above(const std::string& path) {
   const std::size_t slash = path.rfind('/');
-  ListRow row;
-  row.key = "e" + std::to_string(at);
-  row.text = path.substr(slash + 1);  // npos + 1 is 0
-  row.icon = FileTypePicture(row.text);
-  std::string why = remark(index.FaultOf(at));
-  row.subItems.reserve(why.empty() ? 4 : 5);
-  row.subItems.push_back(std::to_string(entry.packed));
-  row.subItems.push_back(std::to_string(entry.size));
-  row.subItems.push_back(ZipRatio(entry.packed, entry.size));
-  row.subItems.push_back(slash == std::string::npos ? std::string() : path.substr(0, slash));
-  if (!why.empty()) row.subItems.push_back(std::move(why));
-  listing.rows.push_back(std::move(row));
+  return slash == std::string::npos ? std::string() : path.substr(0, slash);
 }
 
-ListRow FolderRow(const std::string& path, std::string_view leaf, std::string_view folder) {
-  ListRow row;
-  row.key = "d" + path;
-  row.text = "+" + std::string(leaf);
-  row.icon = "folder";
-  row.subItems = {"DIR", "DIR", "", std::string(folder)};
-  return row;
-}
-
-std::size_t NumberOf(const ListRow& row) {
-  std::size_t number = 0;
-  std::from_chars(row.key.data() + 1, row.key.data() + row.key.size(), number);
-  return number;
-}
+std::string LastPart(const std::string& path) { return path.substr(path.rfind('/') + 1); }  // npos + 1 is 0
 
 class ChosenFolders {
  public:
@@ -74,59 +48,116 @@ class ChosenFolders {
 
 }  // namespace
 
-ArchiveListing ListFiles(const ArchiveIndex& index, std::string_view filter, const RemarkOf& remark) {
-  ArchiveListing listing;
-  for (std::size_t at = 0; at < index.Count(); ++at) {
-    const ArchiveEntry entry = index.Entry(at);
-    if (entry.kind == EntryKind::Folder) continue;
-    const std::string path = index.NameOf(entry);
-    if (FitsFilter(path, filter)) AddFile(listing, index, at, entry, path, remark);
-  }
-  return listing;
+ArchiveRows::ArchiveRows(std::shared_ptr<const ArchiveIndex> index, const RemarkOf& remark) : index_(std::move(index)) {
+  for (std::size_t fault = 0; fault < remarks_.size(); ++fault)
+    remarks_[fault] = remark(static_cast<EntryFault>(fault));
 }
 
-ArchiveListing ListFolder(const ArchiveIndex& index, std::string_view folder, std::string_view filter,
-                          const RemarkOf& remark) {
-  ArchiveListing listing;
+std::shared_ptr<const ArchiveRows> ArchiveRows::OfFiles(std::shared_ptr<const ArchiveIndex> index,
+                                                        std::string_view filter, const RemarkOf& remark) {
+  const std::shared_ptr<ArchiveRows> rows(new ArchiveRows(std::move(index), remark));
+  for (std::size_t at = 0; at < rows->index_->Count(); ++at) {
+    const ArchiveEntry entry = rows->index_->Entry(at);
+    if (entry.kind == EntryKind::Folder) continue;
+    if (filter.empty() || FitsFilter(rows->index_->NameOf(entry), filter)) rows->AddFile(at, entry);
+  }
+  return rows;
+}
+
+std::shared_ptr<const ArchiveRows> ArchiveRows::OfFolder(std::shared_ptr<const ArchiveIndex> index,
+                                                         std::string_view folder, std::string_view filter,
+                                                         const RemarkOf& remark) {
+  const std::shared_ptr<ArchiveRows> rows(new ArchiveRows(std::move(index), remark));
   const std::string start = folder.empty() ? std::string() : std::string(folder) + "/";
   std::set<std::string, std::less<>> folders;
-  for (std::size_t at = 0; at < index.Count(); ++at) {
-    const ArchiveEntry entry = index.Entry(at);
-    const std::string path = index.NameOf(entry);
+  for (std::size_t at = 0; at < rows->index_->Count(); ++at) {
+    const ArchiveEntry entry = rows->index_->Entry(at);
+    const std::string path = rows->index_->NameOf(entry);
     const bool isWhole = entry.kind == EntryKind::Folder && path == ".";  // no folder of its own
     if (!path.starts_with(start) || path.size() == start.size() || isWhole) continue;
     const std::size_t slash = path.find('/', start.size());
     if (slash == std::string::npos && entry.kind != EntryKind::Folder) {
-      if (FitsFilter(path, filter)) AddFile(listing, index, at, entry, path, remark);
+      if (FitsFilter(path, filter)) rows->AddFile(at, entry);
     } else {
       folders.insert(path.substr(0, slash));
     }
   }
-  for (const std::string& path : folders) {
-    listing.rows.push_back(FolderRow(path, std::string_view(path).substr(start.size()), folder));
+  rows->folders_.assign(folders.begin(), folders.end());
+  return rows;
+}
+
+void ArchiveRows::AddFile(std::size_t at, const ArchiveEntry& entry) {
+  entries_.push_back(static_cast<std::uint32_t>(at));
+  size_ = ClampedSum(size_, entry.size);
+  packed_ = ClampedSum(packed_, entry.packed);
+}
+
+std::string ArchiveRows::TextOfFile(std::size_t at, const ArchiveEntry& entry, int column) const {
+  switch (column) {
+    case kName:
+      return LastPart(index_->NameOf(entry));
+    case kPacked:
+      return std::to_string(entry.packed);
+    case kSize:
+      return std::to_string(entry.size);
+    case kRatio:
+      return ZipRatio(entry.packed, entry.size);
+    case kPath:
+      return Above(index_->NameOf(entry));
+    case kRemark:
+      return remarks_.at(static_cast<std::size_t>(index_->FaultOf(at)));
+    default:
+      return {};
   }
-  return listing;
 }
 
-std::string_view FolderOfRow(const ListRow& row) {
-  return row.key.starts_with('d') ? std::string_view(row.key).substr(1) : std::string_view();
+std::string ArchiveRows::TextOfFolder(const std::string& path, int column) const {
+  switch (column) {
+    case kName:
+      return "+" + LastPart(path);
+    case kPacked:
+    case kSize:
+      return "DIR";
+    case kPath:
+      return Above(path);
+    default:
+      return {};
+  }
 }
 
-std::vector<std::size_t> EntriesOfRows(const ArchiveIndex& index, const std::vector<ListRow>& rows,
-                                       const std::vector<std::size_t>& chosen) {
+std::string ArchiveRows::Text(std::size_t number, int column) const {
+  if (number >= entries_.size()) return TextOfFolder(folders_.at(number - entries_.size()), column);
+  const std::size_t at = entries_[number];
+  return TextOfFile(at, index_->Entry(at), column);
+}
+
+ListRow ArchiveRows::Row(std::size_t number) const {
+  ListRow row;
+  row.text = Text(number, kName);
+  const bool isFolder = number >= entries_.size();
+  row.key = isFolder ? "d" + FolderOf(number) : "e" + std::to_string(entries_[number]);
+  row.icon = isFolder ? "folder" : FileTypePicture(row.text);
+  for (int column = kName + 1; column < kColumns; ++column) row.subItems.push_back(Text(number, column));
+  return row;
+}
+
+std::string ArchiveRows::FolderOf(std::size_t number) const {
+  return number < entries_.size() ? std::string() : folders_.at(number - entries_.size());
+}
+
+std::vector<std::size_t> ArchiveRows::EntriesOf(const std::vector<std::size_t>& numbers) const {
   ChosenFolders folders;
-  std::vector<bool> isChosen(index.Count(), false);
-  for (const std::size_t at : chosen) {
-    const ListRow& row = rows.at(at);
-    if (row.key.starts_with('d')) {
-      folders.Add(FolderOfRow(row));
-    } else if (const std::size_t number = NumberOf(row); number < isChosen.size()) {
-      isChosen[number] = true;
+  std::vector<bool> isChosen(index_->Count(), false);
+  for (const std::size_t number : numbers) {
+    if (number < entries_.size()) {
+      isChosen[entries_[number]] = true;
+    } else {
+      folders.Add(FolderOf(number));
     }
   }
   std::vector<std::size_t> entries;
   for (std::size_t at = 0; at < isChosen.size(); ++at) {
-    if (isChosen[at] || (!folders.IsEmpty() && folders.Hold(index.NameOf(index.Entry(at))))) entries.push_back(at);
+    if (isChosen[at] || (!folders.IsEmpty() && folders.Hold(index_->NameOf(index_->Entry(at))))) entries.push_back(at);
   }
   return entries;
 }

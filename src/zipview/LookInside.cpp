@@ -96,7 +96,7 @@ void LookInside::TakeReading(const ArchiveReading& reading) {
     Label1.Caption = reading.problem;
     return;
   }
-  index_.emplace(reading.contents, CodePageOf(program_.settings.Language));
+  index_ = std::make_shared<const ArchiveIndex>(reading.contents, CodePageOf(program_.settings.Language));
   Command1.Enabled = true;
   Command2.Enabled = true;
   ShowList();
@@ -132,20 +132,22 @@ void LookInside::ShowList() {
   if (!index_) return;
   const RemarkOf remark = [this](EntryFault fault) { return Remark(fault); };
   const std::string& filter = Text1.Text;
-  ArchiveListing listing =
-      Option2.Value ? ListFiles(*index_, filter, remark) : ListFolder(*index_, CurrentFolder, filter, remark);
-  Label1.Caption = SizeText(listing.size) + " used by " + std::to_string(listing.files) + " file(s)  (" +
-                   SizeText(listing.packed) + " packed.)";
-  Fill(std::move(listing.rows));
+  rows_ = Option2.Value ? ArchiveRows::OfFiles(index_, filter, remark)
+                        : ArchiveRows::OfFolder(index_, CurrentFolder, filter, remark);
+  Label1.Caption = SizeText(rows_->Size()) + " used by " + std::to_string(rows_->Files()) + " file(s)  (" +
+                   SizeText(rows_->Packed()) + " packed.)";
+  Fill(rows_);
   ShowChosen();
 }
+
+std::vector<std::size_t> LookInside::SelectedEntries() const { return rows_->EntriesOf(ListView1.SelectedNumbers()); }
 
 void LookInside::ShowChosen() {
   if (!index_) return;
   std::int64_t files = 0;
   std::int64_t toFetch = 0;
   std::int64_t unpacked = 0;
-  for (const std::size_t at : EntriesOfRows(*index_, ListView1.Rows(), ListView1.Selection())) {
+  for (const std::size_t at : SelectedEntries()) {
     const ArchiveEntry entry = index_->Entry(at);
     if (entry.kind == EntryKind::Folder) continue;
     ++files;
@@ -158,7 +160,7 @@ void LookInside::ShowChosen() {
 
 void LookInside::EnterSelected() {
   if (ListView1.Selection().size() != 1) return;
-  const std::string folder(FolderOfRow(ListView1.Rows()[ListView1.Selection().front()]));
+  const std::string folder = rows_->FolderOf(ListView1.SelectedNumbers().front());
   if (folder.empty()) return;
   CurrentFolder = folder;
   ShowList();
@@ -173,7 +175,7 @@ void LookInside::ExtractAll() {
 
 void LookInside::ExtractSelected() {
   if (!index_) return;
-  platform_.tasks.Spawn(ExtractEntries(EntriesOfRows(*index_, ListView1.Rows(), ListView1.Selection())));
+  platform_.tasks.Spawn(ExtractEntries(SelectedEntries()));
 }
 
 Task<> LookInside::ExtractEntries(std::vector<std::size_t> entries) {

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -59,6 +58,7 @@ class LookInside final : public ViewerFace {
   void ExtractSelected();
   Task<> ExtractEntries(std::vector<std::size_t> entries);
   std::size_t FilesAmong(const std::vector<std::size_t>& entries) const;
+  std::vector<std::size_t> SelectedEntries() const;
   Task<bool> LeavesOut(std::shared_ptr<std::vector<std::size_t>> entries);
   Task<bool> AskForFolder(std::size_t files);
   Task<bool> HasExisting(std::shared_ptr<const Selection> selection);
@@ -70,8 +70,9 @@ class LookInside final : public ViewerFace {
   const ArchiveLook look_;
   const LookActions actions_;
   std::unique_ptr<ArchiveInquiry> inquiry_;
-  std::optional<ArchiveIndex> index_;  // once it was read
-  bool extracting_ = false;            // a choice is being asked about
+  std::shared_ptr<const ArchiveIndex> index_;  // once it was read
+  std::shared_ptr<const ArchiveRows> rows_;    // that are listed
+  bool extracting_ = false;                    // a choice is being asked about
 };
 
 }  // namespace pellora

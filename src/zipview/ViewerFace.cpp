@@ -32,11 +32,21 @@ ViewerFace::ViewerFace(Platform& platform, std::string typeName)
   Command4.OnClick = [this] { GoToParent(); };
 }
 
-void ViewerFace::Fill(std::vector<ListRow> rows) {
+void ViewerFace::PrepareList() {
   ListView1.SetSorted(false);
   ListView1.View = kReportDisplay;
   ListView1.Select({});
+}
+
+void ViewerFace::Fill(std::vector<ListRow> rows) {
+  PrepareList();
   ListView1.SetRows(std::move(rows));
+  ListView1.SetSorted(true);
+}
+
+void ViewerFace::Fill(std::shared_ptr<const RowSource> rows) {
+  PrepareList();
+  ListView1.SetSource(std::move(rows));
   ListView1.SetSorted(true);
 }
 

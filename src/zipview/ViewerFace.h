@@ -3,7 +3,9 @@
 // Form2 is the one of the classic engine's downloads, LookInside that of the web engine's.
 #pragma once
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "ui/Controls.h"
 #include "ui/Window.h"
@@ -44,8 +46,10 @@ class ViewerFace : public Window {
 
   // Replaces the rows. Switches to the report display whichever option is set; the options keep their values.
   void Fill(std::vector<ListRow> rows);
+  void Fill(std::shared_ptr<const RowSource> rows);
 
  private:
+  void PrepareList();
   void GoToParent();
   void SortByColumn(int column);
   void ChooseView(bool byFile);

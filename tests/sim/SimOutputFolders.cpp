@@ -28,12 +28,14 @@ void Demand(const std::string& name) {
 
 class SimOutputFile final : public OutputFile {
  public:
-  SimOutputFile(SimOutputFolders& folders, std::string folder, std::shared_ptr<SimFileData> data)
+  SimOutputFile(SimOutputFolders& folders, std::string folder, std::shared_ptr<SimFileData> data,
+                std::shared_ptr<std::vector<std::string>> named)
       : folders_(folders),
         disk_(folders.disk_),
         folder_(std::move(folder)),
         data_(std::move(data)),
         file_(disk_.Opened(folder_ + "/unnamed", data_)),
+        named_(std::move(named)),
         unnamed_(folders.unnamed_) {
     ++*unnamed_;
   }
@@ -45,14 +47,18 @@ class SimOutputFile final : public OutputFile {
   SimOutputFile(const SimOutputFile&) = delete;
   SimOutputFile& operator=(const SimOutputFile&) = delete;
 
+  void Flush() {
+    disk_.Enter(DiskCall::Flush, folder_);
+    data_->Flush();
+    flushed_ = true;
+  }
   void Write(std::string_view bytes) override { file_->WriteAt(data_->Size(), bytes); }
 
   bool Publish(const std::string& name, const OutputTraits& traits,
                const std::optional<FileIdentity>& replaced) override {
     Demand(name);
     if (folders_.beforePublish) folders_.beforePublish(folder_ + "/" + name);
-    disk_.Enter(DiskCall::Flush, folder_ + "/" + name);
-    data_->Flush();
+    if (!flushed_) Flush();
     disk_.Enter(DiskCall::Rename, folder_ + "/" + name);
     if (disk_.state_.links.contains(folder_) || !disk_.state_.folders.contains(folder_)) Fail(folder_, "no folder");
     const std::string to = folders_.AsOnDisk(folder_ + "/" + name);
@@ -68,8 +74,7 @@ class SimOutputFile final : public OutputFile {
     if (traits.modified) data_->modified = *traits.modified * 1'000'000'000;
     folders_.traits_[to] = {static_cast<std::uint16_t>(traits.mode & 0777U), traits.modified, traits.localTime};
     published_ = true;
-    disk_.Enter(DiskCall::FlushFolder, folder_);
-    std::erase_if(disk_.state_.unflushedNames, [&](const SimNameChange& change) { return change.path == to; });
+    named_->push_back(to);
     return true;
   }
 
@@ -79,7 +84,9 @@ class SimOutputFile final : public OutputFile {
   const std::string folder_;
   const std::shared_ptr<SimFileData> data_;
   const std::unique_ptr<File> file_;
+  const std::shared_ptr<std::vector<std::string>> named_;
   const std::shared_ptr<int> unnamed_;
+  bool flushed_ = false;
   bool published_ = false;
 };
 
@@ -96,7 +103,16 @@ class SimOutputFolder final : public OutputFolder {
     const std::string folder = folders_.PathOf(folder_, above, true);
     const std::shared_ptr<SimFileData> data = disk_.NewData();
     data->openToOthers = false;
-    return std::make_unique<SimOutputFile>(folders_, folder, data);
+    return std::make_unique<SimOutputFile>(folders_, folder, data, named_);
+  }
+  void FlushTogether(const std::vector<CompleteFile>& files) override {
+    for (const CompleteFile& each : files) dynamic_cast<SimOutputFile&>(*each.file).Flush();
+  }
+  void FlushNames() override {
+    disk_.Enter(DiskCall::FlushFolder, folder_);
+    for (const std::string& name : std::exchange(*named_, {})) {
+      std::erase_if(disk_.state_.unflushedNames, [&](const SimNameChange& change) { return change.path == name; });
+    }
   }
   void MakeFolder(const OutputPath& path) override {
     disk_.Enter(DiskCall::CreateFolder, folder_);
@@ -143,6 +159,7 @@ class SimOutputFolder final : public OutputFolder {
   SimOutputFolders& folders_;
   SimDisk& disk_;
   const std::string folder_;
+  const std::shared_ptr<std::vector<std::string>> named_ = std::make_shared<std::vector<std::string>>();
 };
 
 std::shared_ptr<OutputFolder> SimOutputFolders::Open(const std::string& folder) {

@@ -22,7 +22,7 @@ ListRowsModel::ListRowsModel(ListView& list, QObject* parent)
     : QAbstractTableModel(parent),
       list_(&list),
       headers_(Captions(list)),
-      rows_(static_cast<int>(list.Rows().size())),
+      rows_(static_cast<int>(list.RowCount())),
       version_(list.RowsVersion()) {
   list.ChangesSeen();
 }
@@ -35,7 +35,7 @@ bool ListRowsModel::Follow() {
     headers_ = captions;
     emit headerDataChanged(Qt::Horizontal, 0, static_cast<int>(headers_.size()) - 1);
   }
-  const auto rows = static_cast<int>(list_->Rows().size());
+  const auto rows = static_cast<int>(list_->RowCount());
   const auto lastColumn = static_cast<int>(captions.size()) - 1;
   if (rows != rows_ || otherColumns) {
     beginResetModel();
@@ -78,8 +78,8 @@ int ListRowsModel::columnCount(const QModelIndex& parent) const {
 QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
   if (list_ == nullptr || !index.isValid()) return {};
   const auto at = static_cast<std::size_t>(index.row());
-  if (at >= list_->Rows().size()) return {};
-  const ListRow& row = list_->Rows()[at];
+  if (at >= list_->RowCount()) return {};
+  const ListRow& row = list_->RowAt(at);
   const auto column = static_cast<std::size_t>(index.column());
   switch (role) {
     case Qt::DisplayRole:

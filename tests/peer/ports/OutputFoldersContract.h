@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -81,6 +82,32 @@ TEST_P(OutputFoldersContract, FileThatIsNotPublishedIsDeleted) {
     file->Write("content");
   }
   EXPECT_EQ(stage->Files(), Files());
+}
+
+TEST_P(OutputFoldersContract, FilesThatWereFlushedTogetherGetTheirNamesAndTraits) {
+  std::vector<std::unique_ptr<OutputFile>> files;
+  std::vector<CompleteFile> complete;
+  Files names;
+  for (int i = 100; i < 140; ++i) {
+    names.push_back("out/" + std::to_string(i % 3) + "/" + std::to_string(i));
+    files.push_back(folder->Create({std::to_string(i % 3), std::to_string(i)}));
+    files.back()->Write(names.back());
+    complete.push_back({files.back().get(), {0640, 1'600'000'000, 0}});
+  }
+  folder->FlushTogether(complete);
+  EXPECT_EQ(stage->Files(), Files());
+  for (int i = 100; i < 140; ++i) {
+    ASSERT_TRUE(files[static_cast<std::size_t>(i - 100)]->Publish(std::to_string(i), complete.front().traits, {}));
+  }
+  folder->FlushNames();
+  folder->FlushNames();
+  for (const std::string& name : names) {
+    EXPECT_EQ(stage->Get(name), name);
+    EXPECT_EQ(stage->TraitsOf(name).modified, 1'600'000'000);
+  }
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(stage->Files(), names);
+  folder->FlushTogether({});
 }
 
 TEST_P(OutputFoldersContract, FileStaysAfterItsObjectIsGone) {

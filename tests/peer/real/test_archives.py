@@ -11,6 +11,7 @@ import unittest
 import zipfile
 
 import harness
+import zstdzip
 from test_web import Web
 
 RANDOM = random.Random(16)
@@ -275,10 +276,33 @@ class Getting(Archives):
 
     def test_other_methods_give_the_same_files(self):
         self.session.start()
-        for method in ("LZMA", "PPMd"):
+        for method, number in (("BZip2", 12), ("LZMA", 14), ("XZ", 95), ("PPMd", 98)):
             with self.subTest(method):
                 path = self.pack(method, "7zz a -tzip -bso0 -bsp0 -mm=%s OUT ." % method)
-                self.assertEqual(self.get(self.url(path), "*"), FILES)
+                with zipfile.ZipFile(path) as archive:
+                    self.assertEqual(archive.getinfo("docs/deep/b.pdf").compress_type, number)
+                self.assertTrue(self.get(self.url(path), "*") == FILES)
+
+    def test_zstandard_gives_the_same_files(self):
+        self.session.start()
+        path = os.path.join(self.nginx.files, "zstd.zip")
+        with open(path, "wb") as f:
+            f.write(zstdzip.archive(FILES))
+        self.assertEqual(set(self.remarks(self.url(path)).values()), {None})
+        self.assertTrue(self.get(self.url(path), "*") == FILES)
+
+    def test_deflate64_is_refused_and_other_entries_of_the_archive_are_not(self):
+        path = self.pack("deflate64", "7zz a -tzip -bso0 -bsp0 -mm=Deflate64 OUT large.bin docs/note.txt && "
+                                      "7zz a -tzip -bso0 -bsp0 OUT readme.txt")
+        with zipfile.ZipFile(path) as archive:
+            self.assertEqual(archive.getinfo("docs/note.txt").compress_type, 9)
+        self.session.start()
+        url = self.url(path)
+        remarks = self.remarks(url)
+        self.assertEqual(remarks["docs/note.txt"], "packed in a way that Pellora does not support")
+        self.assertEqual(remarks["readme.txt"], None)
+        self.assertIn("docs/note.txt cannot be unpacked: packed in a way", self.refused_get(url, "docs/*"))
+        self.assertEqual(self.get(url, "readme.txt"), {"readme.txt": FILES["readme.txt"]})
 
     def test_patterns_and_folders_choose_files(self):
         self.session.start()

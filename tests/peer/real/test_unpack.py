@@ -11,6 +11,7 @@ import unittest
 import zipfile
 
 import harness
+import zstdzip
 
 PROGRAM = os.path.join(harness.PROGRAM, "pellora-unpack")
 DONE, DAMAGED, BAD_ORDER, ENDED = 0, 1, 2, 4
@@ -113,6 +114,12 @@ class Unpack(unittest.TestCase):
                 for file in FILES:
                     archive.write(os.path.join(self.folder.name, file), file)
             self.check_archive(path)
+
+    def test_zstandard_is_unpacked_to_the_byte(self):
+        path = os.path.join(self.folder.name, "zstd.zip")
+        with open(path, "wb") as file:
+            file.write(zstdzip.archive(FILES))
+        self.check_archive(path)
 
     ENCRYPTED = (("zip.zip", "zip|-q|-P|PASSWORD|ARCHIVE|FILES"), ("zip-fd.zip", "zip|-q|-fd|-P|PASSWORD|ARCHIVE|FILES"),
                  ("7-aes.zip", "7zz|a|-tzip|-mem=AES256|-pPASSWORD|ARCHIVE|FILES"),

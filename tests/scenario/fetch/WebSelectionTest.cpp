@@ -64,6 +64,45 @@ TEST(WebSelection, UnpacksEntriesWhileOthersAreComing) {
   ASSERT_TRUE(run.rig.RunUntilFinished());
 }
 
+// One flush of the names for many files, and all are there in the end.
+TEST(WebSelection, SmallFilesGetTheirNamesTogether) {
+  SampleArchive archive;
+  std::vector<std::size_t> all(200);
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    archive.Add({"f" + std::to_string(i), Plain(i, 500), i % 2 == 0});
+    all[i] = i;
+  }
+  archive.End();
+  SelectionRun run(archive);
+  int flushes = 0;
+  run.rig.sim.disk().FailWhere(
+      [&](DiskCall call, const std::string& path) {
+        flushes += call == DiskCall::FlushFolder && path == kFolder ? 1 : 0;
+        return false;
+      },
+      1, true);
+  run.Start(all);
+  ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    EXPECT_TRUE(run.rig.sim.disk().Holds(std::string(kFolder) + "/f" + std::to_string(i), Plain(i, 500))) << i;
+  }
+  EXPECT_GT(flushes, 5);
+  EXPECT_LT(flushes, 20);
+}
+
+// The disk refuses a file while others wait for their names: these get theirs, and it is tried again.
+TEST(WebSelection, FileThatCannotBeMadeWhileOthersWaitIsTriedAgainAlone) {
+  SelectionRun run(TenFiles(500));
+  run.rig.sim.disk().FailWhere(
+      [&](DiskCall call, const std::string& path) {
+        return call == DiskCall::Create && path == kFolder && run.rig.sim.outputs().Unnamed() == 3;
+      },
+      1, true);
+  run.Start({0, 1, 2, 3, 4, 5, 6, 7, 8, 9});
+  ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
+  for (std::size_t i = 0; i < 10; ++i) EXPECT_TRUE(run.IsUnpacked(i, 500)) << i;
+}
+
 TEST(WebSelection, PausedAndResumedFetchesAndUnpacksNothingTwice) {
   SelectionRun run(TenFiles());
   run.rig.program.settings.MaxSegments = 1;

@@ -79,7 +79,8 @@ struct LookInsideRun : WebApp {
   std::string State() { return Viewer() ? Viewer()->Label1.Caption() : "no window"; }
   std::vector<std::string> Rows() {
     std::vector<std::string> texts;
-    for (const ListRow& row : Viewer()->ListView1.Rows()) texts.push_back(row.text);
+    const ListView& list = Viewer()->ListView1;
+    for (std::size_t at = 0; at < list.RowCount(); ++at) texts.push_back(list.RowAt(at).text);
     return texts;
   }
   void Select(const std::vector<std::string>& names) {

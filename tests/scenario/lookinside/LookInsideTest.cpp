@@ -31,7 +31,9 @@ class LookingInside : public testing::Test, protected LookInsideRun {
   bool IsUnpacked(const std::string& name, const std::string& plain) { return sim.disk().Holds(Path(name), plain); }
   // Column 0 is the name.
   std::string Cell(const std::string& name, std::size_t column) {
-    for (const ListRow& row : Viewer()->ListView1.Rows()) {
+    const ListView& list = Viewer()->ListView1;
+    for (std::size_t at = 0; at < list.RowCount(); ++at) {
+      const ListRow& row = list.RowAt(at);
       if (row.text == name) return column <= row.subItems.size() ? row.subItems[column - 1] : std::string();
     }
     return "no row";

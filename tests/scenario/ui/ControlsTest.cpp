@@ -168,6 +168,68 @@ TEST_F(ControlsTest, SortingIsStableAndKeepsTheSelection) {
   EXPECT_EQ(list.Selection(), (Numbers{1, 2}));
 }
 
+// Of words, with their lengths in the second column.
+class Words final : public RowSource {
+ public:
+  explicit Words(std::vector<std::string> words) : words_(std::move(words)) {}
+  std::size_t Count() const override { return words_.size(); }
+  ListRow Row(std::size_t number) const override {
+    ++made;
+    ListRow row;
+    row.text = Text(number, 0);
+    row.subItems = {Text(number, 1)};
+    return row;
+  }
+  std::string Text(std::size_t number, int column) const override {
+    return column == 0 ? words_.at(number) : std::to_string(words_.at(number).size());
+  }
+
+  mutable int made = 0;
+
+ private:
+  std::vector<std::string> words_;
+};
+
+TEST_F(ControlsTest, RowsOfASourceAreMadeWhenTheyAreAskedFor) {
+  list.SetRows(Rows({"a", "b"}));
+  list.Select({1});
+  const std::uint64_t version = list.RowsVersion();
+  const auto words = std::make_shared<Words>(std::vector<std::string>{"some", "odd", "words"});
+  list.SetSource(words);
+  EXPECT_GT(list.RowsVersion(), version);
+  EXPECT_EQ(list.RowCount(), 3U);
+  EXPECT_TRUE(list.Rows().empty());
+  EXPECT_EQ(list.Selection(), Numbers{});
+  EXPECT_EQ(words->made, 0);
+  EXPECT_EQ(list.RowAt(1).text, "odd");
+  EXPECT_EQ(list.RowAt(1).subItems, std::vector<std::string>{"3"});
+  EXPECT_EQ(words->made, 1);
+  EXPECT_THROW(list.RowAt(3), std::out_of_range);
+  list.SetRows(Rows({"c"}));
+  EXPECT_EQ(list.RowCount(), 1U);
+  EXPECT_EQ(list.RowAt(0).key, "c");
+}
+
+TEST_F(ControlsTest, RowsOfASourceAreSortedAndKeepTheSelection) {
+  list.FigureColumns = {1};
+  list.SetSource(std::make_shared<Words>(std::vector<std::string>{"some", "odd", "longer-words", "Bit"}));
+  list.Select({0, 2, 7});
+  EXPECT_EQ(list.SelectedNumbers(), (Numbers{0, 2}));
+  const auto texts = [this] {
+    std::string all;
+    for (std::size_t at = 0; at < list.RowCount(); ++at) all += list.RowAt(at).text + " ";
+    return all;
+  };
+  EXPECT_EQ(texts(), "some odd longer-words Bit ");
+  list.SetSorted(true);
+  EXPECT_EQ(texts(), "Bit longer-words odd some ");
+  EXPECT_EQ(list.Selection(), (Numbers{1, 3}));
+  EXPECT_EQ(list.SelectedNumbers(), (Numbers{2, 0}));
+  list.SortBy(1, true);
+  EXPECT_EQ(texts(), "longer-words some Bit odd ");
+  EXPECT_EQ(list.SelectedNumbers(), (Numbers{2, 0}));
+}
+
 TEST_F(ControlsTest, ComboBoxReportsTheChosenItem) {
   ComboBox box{window.get(), "box"};
   int changes = 0;

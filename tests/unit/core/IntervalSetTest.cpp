@@ -94,5 +94,15 @@ TEST(IntervalSet, AgreesWithAMapOfBytes) {
   }
 }
 
+TEST(IntervalSet, TellsTheFirstOfWhatIsMissing) {
+  const IntervalSet set({{10, 20}, {30, 40}, {50, 60}});
+  EXPECT_EQ(set.Missing({0, 70}, 1).front(), (Range{0, 10}));
+  const std::vector<Range> two = set.Missing({0, 70}, 2);
+  ASSERT_GE(two.size(), 2U);
+  EXPECT_EQ(two[1], (Range{20, 30}));
+  EXPECT_EQ(set.Missing({0, 70}, 100), set.Missing({0, 70}));
+  EXPECT_TRUE(set.Missing({12, 18}, 1).empty());
+}
+
 }  // namespace
 }  // namespace pellora

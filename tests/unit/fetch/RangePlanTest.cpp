@@ -249,6 +249,25 @@ TEST(RangePlan, FindsALaneMuchSlowerThanTheOthers) {
   EXPECT_EQ(plan.SlowLane(), std::nullopt);
 }
 
+// Of so many gaps not the largest one of all: to look at each for each request would take seconds.
+TEST(RangePlan, TakesHundredsOfGapsFromTheFirstOneOn) {
+  constexpr int kGaps = 1000;
+  constexpr std::int64_t kStep = std::int64_t{64} << 10;
+  IntervalSet held({{0, kGaps * kStep}});
+  for (int gap = 0; gap < kGaps; ++gap) held.Remove({gap * kStep, gap * kStep + 4096 + (gap > 900 ? 1 : 0)});
+  RangePlan plan(kGaps * kStep, held, {.lanes = 3});
+  std::int64_t at = 0;
+  while (!plan.Complete()) {
+    for (const Piece& piece : Give(plan, {0, 1, 2})) {
+      EXPECT_LT(piece.range.begin, at + 512 * kStep);
+      at = std::max(at, piece.range.begin);
+      EXPECT_EQ(plan.Received(piece.lane, piece.range.Length()).needed, Ranges{piece.range});
+      plan.Release(piece.lane);
+    }
+  }
+  EXPECT_EQ(plan.Held().Bytes(), kGaps * kStep);
+}
+
 TEST(RangePlan, RelievesASlowLaneByAnotherConnection) {
   RangePlan plan = Fresh(100 * kMiB, 3);
   (void)Give(plan, {1});
