@@ -1,112 +1,14 @@
 """The extension in real browsers: the menu entry on a link and on an image, and addresses that are refused."""
 
 import os
-import subprocess
 import time
 import unittest
 
-import bus
 import harness
-from case import Case
-from chromium import Chromium
-from firefox import Firefox
-
-EXTENSION_ID = "chhbgchiealifpkmbgkhkpoeplppnaio"
-TITLE = "Download with Pellora!"
+from browsercase import IMAGE, LINK, TITLE, WithChromium, WithFirefox
 
 
-PAGE = """HTTP/1.1 200 OK\r
-Content-Type: text/html\r
-Set-Cookie: taste=sweet; Path=/\r
-Connection: close\r
-\r
-<!doctype html><title>page %s</title><body style='margin:0'>%s"""
-
-
-class Notifications(bus.Peer):
-    """Records the texts of desktop notifications."""
-
-    def __init__(self, address):
-        super().__init__(address)
-        self.notes = []
-        name = "org.freedesktop.Notifications"
-
-        def notify(_sender, arguments):
-            self.notes.append(arguments[4])
-            return "u", (len(self.notes),)
-
-        self.serve({
-            (name, "GetCapabilities"): lambda _s, _a: ("as", (["body", "actions"],)),
-            (name, "GetServerInformation"): lambda _s, _a: ("ssss", ("notes", "tests", "1", "1.2")),
-            (name, "Notify"): notify,
-            (name, "CloseNotification"): lambda _s, _a: ("", ()),
-        })
-        self.take_name(name)
-
-
-LINK = "<a href='%s' style='position:fixed;inset:0;display:block'>link</a>"
-IMAGE = "<img src='%s' style='position:fixed;inset:0;width:100%%;height:100%%'>"
-
-
-class Browser(Case):
-    settings = {"BrowserIngeration": "True"}
-
-    def setUp(self):
-        super().setUp()
-        self.profile = os.path.join(self.session.env["XDG_CONFIG_HOME"], "chromium")
-        os.makedirs(self.profile)
-        # As Firefox does on a new machine: it looks for hosts in another folder.
-        os.makedirs(os.path.join(self.session.env["XDG_CONFIG_HOME"], "mozilla/firefox"))
-        self.session.start()
-        self.extension = os.path.join(self.session.program, "browser")
-        self.calls = open(os.path.join(self.session.root, "calls.log"), "w+b")
-        self.addCleanup(self.calls.close)
-        monitor = subprocess.Popen(["dbus-monitor", "--address", self.session.env["DBUS_SESSION_BUS_ADDRESS"],
-                                    "interface='PelloraProject.Pellora'"], stdin=subprocess.DEVNULL, stdout=self.calls)
-        self.addCleanup(harness.end_process, monitor)
-
-    def add_page(self, path, content):
-        """The URL of a page with this content."""
-        self.origin.serve_bytes(path, (PAGE % (path, content)).encode())
-        return self.origin.url(path)
-
-    def check_taken(self, url, page):
-        try:
-            self.saved(url, 40)
-        except TimeoutError:
-            self.session.save_screenshot("not-taken")
-            raise
-        self.calls.seek(0)
-        calls = self.calls.read().decode()
-        for text in (url, page):
-            self.assertIn('string "%s"' % text, calls)
-        self.assertNotIn("taste", calls)
-
-
-class InChromium(Browser):
-    def setUp(self):
-        super().setUp()
-        self.desktop = Notifications(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
-        self.addCleanup(self.desktop.close)
-        self.browser = Chromium(self.session, self.extension, self.profile)
-        self.addCleanup(self.browser.close)
-        worker = harness.wait_until(
-            lambda: [t for t in self.browser.targets("service_worker") if EXTENSION_ID in t["url"]], 30, "the extension")[0]
-        self.worker = self.browser.attach(worker)
-        harness.wait_until(lambda: self.browser.evaluate(self.worker, "typeof passOn") == "function", 20, "its script")
-
-    def open(self, url):
-        page = self.browser.attach(self.browser.targets("page")[0])
-        self.browser.call("Page.navigate", page, url=url)
-        harness.wait_until(lambda: self.browser.evaluate(page, "document.readyState") == "complete", 20, "the page")
-        [window] = harness.wait_until(
-            lambda: [each[0] for each in self.x.all() if each[1].startswith("page ")], 20, "the window")
-        self.x.activate(window)
-        left, top, _, _ = self.x.place(window)
-        self.point = left + 400, top + 400
-        self.x.move(*self.point)
-        time.sleep(0.5)
-
+class InChromium(WithChromium):
     def choose(self, picture):
         """Chooses the entry in the real menu: the last but one, above the developer tools' entry."""
         self.x.click(*self.point, button=3)
@@ -176,13 +78,7 @@ class InChromium(Browser):
         self.assertIn("cannot be reached", self.notification_for("http://127.0.0.1/a.bin"))
 
 
-class InFirefox(Browser):
-    def setUp(self):
-        super().setUp()
-        self.browser = Firefox(self.session, os.path.join(self.session.root, "firefox"))
-        self.addCleanup(self.browser.close)
-        self.browser.install(self.extension)
-
+class InFirefox(WithFirefox):
     def choose(self, page):
         """Opens the real menu by the mouse and activates the real entry in it."""
         self.browser.call("WebDriver:Navigate", url=page)

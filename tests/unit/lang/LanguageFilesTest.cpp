@@ -32,7 +32,7 @@ constexpr Span kRequired[] = {
     {270, 276}, {280, 289}, {300, 303}, {400, 403}, {405, 413},  {500, 503}, {510, 513}, {515, 516}, {520, 528},
     {530, 531}, {534, 537}, {600, 602}, {604, 616}, {621, 627},  {629, 636}, {648, 648}, {669, 670}, {693, 693},
     {695, 704}, {786, 787}, {791, 792}, {796, 799}, {800, 814},  {820, 857}, {860, 890}, {892, 905}, {907, 919},
-    {922, 930}, {932, 956}, {973, 974}, {980, 988}, {993, 1017},
+    {922, 930}, {932, 957}, {973, 974}, {980, 988}, {993, 1017},
 };
 
 std::string ReadFile(const std::string& name) {
@@ -245,7 +245,7 @@ TEST(WebTexts, AreTheShippedEnglishOnes) {
   FillWebTexts(built);
   built[805] = shipped[805];  // belongs to the basket
   built[951] = shipped[951];  // is the same in every language
-  for (std::size_t number = 800; number < 957; ++number) EXPECT_EQ(built[number], shipped[number]) << number;
+  for (std::size_t number = 800; number < 958; ++number) EXPECT_EQ(built[number], shipped[number]) << number;
 }
 
 TEST_P(LanguageFile, EndsItsMessagesAsSentences) {
