@@ -92,8 +92,14 @@ async function wasGivenBack(url) {
 async function begunDownload(item) {
   const settings = await chrome.storage.local.get(DEFAULTS);
   const url = item.finalUrl || item.url;
-  const record = await recall(url);
-  if (whyKept(settings, item, record, await wasGivenBack(url)) !== "") return null;
+  const back = await wasGivenBack(url);
+  let record = await recall(url);
+  // Firefox may tell of a download before it tells of the request.
+  for (let tries = 0; tries < 20 && !record && whyKept(settings, item, record, back) === "method"; ++tries) {
+    await new Promise((resolve) => setTimeout(resolve, 50));
+    record = await recall(url);
+  }
+  if (whyKept(settings, item, record, back) !== "") return null;
   return {
     command: "take-over",
     url,
