@@ -44,6 +44,7 @@ class Notifications(bus.Peer):
 
 
 LINK = "<a href='%s' style='position:fixed;inset:0;display:block'>link</a>"
+VIDEO = "<video src='%s' style='position:fixed;inset:0;width:100%%;height:100%%' controls></video>"
 IMAGE = "<img src='%s' style='position:fixed;inset:0;width:100%%;height:100%%'>"
 
 

@@ -105,6 +105,31 @@ class Firefox:
             };
             look();""")
 
+    def press_button(self):
+        """Presses the extension's button, once it is in the toolbar. Returns the address of the popup that opens."""
+        return self.in_chrome("""
+            const [done] = arguments;
+            const widget = "pellora_pellora_example-browser-action";
+            CustomizableUI.addWidgetToArea(widget, CustomizableUI.AREA_NAVBAR);
+            const until = Date.now() + 10000;
+            let pressed = false;
+            const look = () => {
+              const node = document.getElementById(widget);
+              const button = node && (node.querySelector("toolbarbutton") || node);
+              if (button && !pressed) { pressed = true; button.click(); }
+              const shown = document.querySelector(".webextension-popup-browser");
+              if (shown && shown.currentURI.spec.endsWith("popup.html")) done(shown.currentURI.spec);
+              else if (Date.now() > until) done("");
+              else setTimeout(look, 100);
+            };
+            look();""")
+
+    def badge(self):
+        return self.in_chrome("""const [done] = arguments;
+            const node = document.getElementById("pellora_pellora_example-browser-action");
+            const shown = node && (node.querySelector("[badge]") || node).getAttribute("badge");
+            done(shown || "");""")
+
     def url_of(self, page):
         """The address of a page of the extension."""
         return self.in_chrome("""const [page, done] = arguments;

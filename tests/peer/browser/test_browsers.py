@@ -1,20 +1,97 @@
-"""The extension in real browsers: the menu entry on a link and on an image, and addresses that are refused."""
+"""The extension in real browsers: the menu entries on links, images and pages, and addresses that are refused."""
 
 import os
 import time
 import unittest
 
 import harness
-from browsercase import IMAGE, LINK, TITLE, WithChromium, WithFirefox
+from browsercase import IMAGE, LINK, TITLE, VIDEO, WithChromium, WithFirefox
 
 
-class InChromium(WithChromium):
-    def choose(self, picture):
+class Lists:
+    """All links of a page, for either browser. `choose_all`, `choose_selected`, `on_list` and `click_on_list` are those
+    of the browser."""
+
+    def make_links(self):
+        """A page whose text fills it, with links in it."""
+        self.urls = [self.serve("/one.bin"), self.serve("/two.zip"), self.serve("/three.zip")]
+        links = "".join("<p><a href='%s'>%s</a></p>" % (url, os.path.basename(url)) for url in self.urls)
+        return self.add_page("/links", "<div style='font-size:60px;padding:300px 0 900px'>%s<a href='mailto:a@b'>mail</a>"
+                             "<a href='/page.html'>page</a></div>" % links)
+
+    def rows(self):
+        return self.on_list("[...document.querySelectorAll('tr')].filter((row) => !row.hidden)"
+                            ".map((row) => [row.querySelector('.soft').textContent, row.querySelector('input').checked])")
+
+    def states(self):
+        return self.on_list("[...document.querySelectorAll('td:last-child')].map((cell) => cell.textContent)")
+
+    def test_links_of_a_page_are_listed_and_handed_over_by_a_filter(self):
+        page = self.make_links()
+        self.choose_all(page)
+        harness.wait_until(lambda: len(self.rows()) == 4, 20, "the links")
+        self.assertEqual(self.rows(), [[url, True] for url in self.urls] + [[self.origin.url("/page.html"), False]])
+        self.click_on_list("#filter")
+        self.type_on_list("*.zip")
+        harness.wait_until(lambda: [url for url, _ in self.rows()] == self.urls[1:], 10, "the filter")
+        self.session.save_screenshot(type(self).__name__ + "-links")
+        self.click_on_list("#download")
+        harness.wait_until(lambda: self.states() == ["", "taken", "taken", ""], 30, "the answers")
+        self.session.companion.wait_finished(self.urls[1:], 30)
+        self.assertEqual(len(self.session.companion.downloads()), 2)
+        self.assertEqual(self.session.dialogs(), [])
+
+
+class InChromium(Lists, WithChromium):
+    def choose(self, picture, *keys):
         """Chooses the entry in the real menu: the last but one, above the developer tools' entry."""
         self.x.click(*self.point, button=3)
         time.sleep(1.5)
         self.session.save_screenshot(picture)
-        self.x.keys("Up", "Up", "Return")
+        self.x.keys(*(keys or ("Up", "Up", "Return")))
+
+    def on_list(self, expression):
+        found = [each for each in self.browser.targets("page") if "/links.html" in each["url"]]
+        if not found:
+            return []
+        self.page = self.browser.attach(found[0])
+        return self.on_page(expression)
+
+    def click_on_list(self, selector):
+        self.click_on(selector)
+        time.sleep(0.3)
+
+    def type_on_list(self, text):
+        self.x.type(text)
+
+    def choose_all(self, page):
+        self.open(page)
+        self.choose("chromium-page")
+
+    def test_links_of_the_selection_are_listed(self):
+        self.open(self.make_links())
+        self.on_page("document.querySelectorAll('p')[1].append(' more words')")
+        self.on_page("getSelection().selectAllChildren(document.querySelectorAll('p')[1])")
+        self.choose_selected()
+        harness.wait_until(lambda: self.rows() == [[self.urls[1], True]], 20, "the link")
+
+    def choose_selected(self):
+        """Right-clicks on the end of the selection, beside the link."""
+        x, y = self.on_page("""(() => {
+            const boxes = [...getSelection().getRangeAt(0).getClientRects()];
+            const box = boxes[boxes.length - 1];
+            const edge = (outerWidth - innerWidth) / 2;
+            return [screenX + edge + box.right - 20, screenY + outerHeight - innerHeight - edge + box.y + box.height / 2];
+        })()""")
+        self.point = int(x), int(y)
+        self.choose("chromium-selection")
+
+    def test_menu_on_a_video_hands_it_over(self):
+        url = self.serve("/film.webm")
+        page = self.add_page("/video", VIDEO % url)
+        self.open(page)
+        self.choose("chromium-video")
+        self.check_taken(url, page)
 
     def test_menu_on_a_link_hands_it_over(self):
         url = self.serve("/link.bin")
@@ -70,7 +147,8 @@ class InChromium(WithChromium):
 
     def test_extension_has_its_permissions_and_sees_no_site(self):
         granted = self.browser.evaluate(self.worker, "chrome.permissions.getAll()")
-        self.assertEqual(sorted(granted["permissions"]), ["contextMenus", "nativeMessaging", "notifications"])
+        self.assertEqual(sorted(granted["permissions"]), ["activeTab", "alarms", "contextMenus", "nativeMessaging",
+                                                          "notifications", "scripting", "storage", "webRequest"])
         self.assertEqual(granted.get("origins", []), [])
 
     def test_reports_an_unregistered_host(self):
@@ -78,12 +156,28 @@ class InChromium(WithChromium):
         self.assertIn("cannot be reached", self.notification_for("http://127.0.0.1/a.bin"))
 
 
-class InFirefox(WithFirefox):
-    def choose(self, page):
+class InFirefox(Lists, WithFirefox):
+    def on_list(self, expression):
+        for handle in self.browser.call("WebDriver:GetWindowHandles"):
+            self.browser.call("WebDriver:SwitchToWindow", handle=handle)
+            if "/links.html" in self.browser.in_page("location.href"):
+                return self.browser.in_page(expression)
+        return []
+
+    def click_on_list(self, selector):
+        self.browser.click_on(selector)
+
+    def type_on_list(self, text):
+        self.browser.keys(*text)
+
+    def choose_all(self, page):
+        self.choose(page, "Download all links with Pellora...", "a", (500, 20))
+
+    def choose(self, page, title=TITLE, key="D", point=(200, 200)):
         """Opens the real menu by the mouse and activates the real entry in it."""
         self.browser.call("WebDriver:Navigate", url=page)
         time.sleep(1)
-        self.browser.right_click(200, 200)
+        self.browser.right_click(*point)
         found = self.browser.in_chrome("""
             const [title, done] = arguments;
             const menu = document.getElementById("contentAreaContextMenu");
@@ -94,8 +188,8 @@ class InFirefox(WithFirefox):
               else if (Date.now() > until) done([menu.state, [...menu.children].filter((i) => !i.hidden).map((i) => i.label)]);
               else setTimeout(look, 100);
             };
-            look();""", TITLE)
-        self.assertEqual(found, "D", "the access key")
+            look();""", title)
+        self.assertEqual(found, key, "the access key")
 
     def test_menu_on_a_link_hands_it_over(self):
         url = self.serve("/link.bin")
