@@ -50,7 +50,7 @@ function fill(row, download) {
   row.done.style.width = `${Math.max(0, Math.min(100, download.percent))}%`;
   row.figures.textContent = figuresOf(download);
   row.command = runs ? "pause" : "resume";
-  row.button.textContent = runs ? "⏸" : "▶";
+  row.button.className = row.command;
   row.button.title = text(row.command);
   row.button.setAttribute("aria-label", `${text(row.command)}: ${download.name}`);
   row.button.disabled = download.state === "queued";

@@ -47,7 +47,7 @@ class Popup:
 
 class InChromium(Popup, WithChromium):
     def open_popup(self):
-        """Opens the menu of extensions by the mouse, and the popup by the keyboard."""
+        """Opens the popup as a click on the button does: the button is in a menu of the browser's, out of reach."""
         self.open(self.add_page("/empty", ""))
         self.browser.evaluate(self.worker, "chrome.action.openPopup()")
         found = harness.wait_until(
