@@ -10,3 +10,4 @@ chrome.contextMenus.onClicked.addListener(menuClicked);
 chrome.alarms.onAlarm.addListener((alarm) => (alarm.name === BADGE_ALARM ? countRunning() : undefined));
 chrome.permissions.onAdded.addListener(listenForDownloads);
 listenForDownloads();
+forgetOld();

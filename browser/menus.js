@@ -55,6 +55,14 @@ function linksOf(selectedOnly, schemes, longest) {
   return [...links].map(([url, words]) => ({url, words}));
 }
 
+// All but the newest: the session's storage holds ten millions of characters.
+async function forgetLists() {
+  const kept = await chrome.storage.session.get();
+  const lists = Object.keys(kept).filter((key) => key.startsWith("links-"));
+  lists.sort((one, other) => kept[other].made - kept[one].made);
+  await chrome.storage.session.remove(lists.slice(4));
+}
+
 async function listLinks(info, tab, selectedOnly) {
   let links = [];
   try {
@@ -73,7 +81,8 @@ async function listLinks(info, tab, selectedOnly) {
     return false;
   }
   const key = `links-${crypto.randomUUID()}`;
-  await chrome.storage.session.set({[key]: {page: info.frameUrl || info.pageUrl || "", links}});
+  await forgetLists();
+  await chrome.storage.session.set({[key]: {page: info.frameUrl || info.pageUrl || "", links, made: Date.now()}});
   await chrome.tabs.create({url: chrome.runtime.getURL(`links.html#${key}`), index: tab.index + 1, openerTabId: tab.id});
   return true;
 }

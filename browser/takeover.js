@@ -8,7 +8,7 @@
 
 const REMEMBERED = 60000;  // ms from an answer to its download
 const GIVEN_BACK = 300000;  // ms in which a new download of the same address is the user's second try
-const PATIENCE = 45000;  // ms; the host answers sooner
+const PATIENCE = 27000;  // ms; Pellora answers sooner, and after 30 s Chromium may end this script
 
 const requests = new Map();  // by id, until they are answered: what they have sent
 const redirected = new Set();  // ids of requests that have begun with another method than GET
@@ -54,6 +54,15 @@ function responseBegun(response) {
   if (!request || response.statusCode < 200 || (response.statusCode >= 300 && response.statusCode < 400)) return;
   const record = recordOf(request, response);
   if (mayBeDownload(response.type, record)) remember(record);
+}
+
+// What an earlier run of this script has left.
+async function forgetOld() {
+  const now = Date.now();
+  const kept = await chrome.storage.session.get();
+  const old = (key, value) => (key.startsWith("request ") && now - value.seen > REMEMBERED) ||
+                              (key.startsWith("back ") && now - value > GIVEN_BACK);
+  await chrome.storage.session.remove(Object.keys(kept).filter((key) => old(key, kept[key])));
 }
 
 // One record for each address. Two requests with different methods cannot be told apart by their downloads.

@@ -1,6 +1,7 @@
 """Taking over the downloads of real browsers: what Pellora gets, and what stays with the browser."""
 
 import glob
+import json
 import os
 import time
 import unittest
@@ -120,6 +121,55 @@ class InChromium(TakeOver, WithChromium):
         time.sleep(0.5)
         self.session.save_screenshot("chromium-options")
         harness.wait_until(lambda: self.kept("above") == 1, 20, "the size")
+
+    def test_rules_keep_what_could_be_lost_with_the_browser(self):
+        self.browser.evaluate(self.worker, """
+            self.why = ({settings, item, record, back}) => whyKept(
+                {takeOver: true, above: 1, types: "iso, .ZIP *.Deb", ...settings},
+                {url: "https://o.example/a.bin", filename: "/home/u/a.bin", state: "in_progress", ...item},
+                record === null ? undefined : {method: "GET", status: 200, size: 2000000, type: "a/b", encoded: false,
+                                               resumable: true, login: false, ...record}, back === true); 0""")
+        for changed, why in [
+                ("{}", ""), ("{settings: {takeOver: false}}", "off"),
+                ("{item: {url: 'blob:https://o.example/1'}}", "scheme"), ("{item: {url: 'data:,x'}}", "scheme"),
+                ("{item: {finalUrl: 'blob:https://o.example/1'}}", "scheme"), ("{item: {url: 'ftp://o/a'}}", "scheme"),
+                ("{item: {incognito: true}}", "private"), ("{item: {byExtensionId: 'abc'}}", "another extension's"),
+                ("{item: {state: 'complete'}}", "over"), ("{back: true}", "given back"),
+                ("{record: null}", "method"), ("{record: {method: 'not GET'}}", "method"),
+                ("{record: {status: 206}}", "length"), ("{record: {size: -1}}", "length"),
+                ("{record: {encoded: true}}", "length"), ("{record: {resumable: false}}", "cannot resume"),
+                ("{record: {login: true}}", "login"), ("{record: {size: 1000000}}", "not wanted"),
+                ("{record: {size: 1000001}}", ""), ("{settings: {above: null}}", "not wanted"),
+                ("{record: {size: 5}, item: {filename: 'C.ISO'}}", ""), ("{record: {size: 5}, item: {filename: 'a.deb'}}", ""),
+                ("{record: {size: 5}, item: {filename: 'iso'}}", "not wanted"),
+                ("{record: {size: 5}, item: {filename: '', url: 'http://o/b.zip?x=1'}}", "")]:
+            self.assertEqual(self.browser.evaluate(self.worker, "why(%s)" % changed), why, changed)
+
+    def test_requests_are_read_as_they_were_sent(self):
+        read = """JSON.stringify((({resumable, encoded, size, type, cookie, referrer, login, attached}) =>
+            ({resumable, encoded, size, type, cookie, referrer, login, attached}))(recordOf(
+            {method: "GET", requestHeaders: [{name: "cookie", value: "k=v"}, {name: "REFERER", value: "https://p/"}, %s]},
+            {url: "https://o/a", statusCode: 200, timeStamp: 1, responseHeaders: [
+                {name: "content-length", value: "7"}, {name: "Content-Type", value: "A/B; c=d"}, %s]})))"""
+        for sent, got, expected in [
+                ("", '{name: "ETag", value: \'"1"\'}, {name: "Accept-Ranges", value: "bytes"}', {"resumable": True}),
+                ("", '{name: "ETag", value: \'W/"1"\'}, {name: "Accept-Ranges", value: "bytes"}', {}),
+                ("", '{name: "Last-Modified", value: "x"}, {name: "Accept-Ranges", value: "none"}', {}),
+                ("", '{name: "Content-Encoding", value: "gzip"}', {"encoded": True}),
+                ("", '{name: "Content-Length", value: "7, 8"}', {"size": -1}),
+                ("", '{name: "Content-Disposition", value: "Attachment; x"}', {"attached": True}),
+                ('{name: "Authorization", value: "Basic x"}', "", {"login": True})]:
+            usual = {"resumable": False, "encoded": False, "size": 7, "type": "a/b", "cookie": "k=v",
+                     "referrer": "https://p/", "login": False, "attached": False}
+            self.assertEqual(json.loads(self.browser.evaluate(self.worker, read % (sent, got))), {**usual, **expected})
+
+    def test_lists_of_links_are_filtered_by_words_and_patterns(self):
+        self.open(self.page_of_extension("links.html"))
+        for filter_text, fits in [("", True), ("sources", True), ("THE zip", True), ("zip -sources", False),
+                                  ("*.zip", True), ("*.ZIP -*.tar", True), ("s?urces*", True), ("*.zi", False), ("-", True),
+                                  ("a.b", False), ("*(", False)]:
+            self.assertIs(self.on_page("matches(%r, {url: 'https://o/d/Sources%%20all.zip?x=*.tar', words: 'The file'})" %
+                                       filter_text), fits, filter_text)
 
     def kept(self, option):
         return self.on_page("chrome.storage.local.get('%s').then((kept) => kept.%s)" % (option, option))
