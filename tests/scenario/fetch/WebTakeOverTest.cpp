@@ -202,14 +202,18 @@ TEST_F(WebTakeOver, ShowsItsWindowOnlyWhenItIsTaken) {
   EXPECT_TRUE(run.WindowOf()->Visible());
 }
 
-TEST_F(WebTakeOver, LaterAnswersNeedNotBeTheBrowsersAnyMore) {
+TEST_F(WebTakeOver, LaterVersionsNeedNotBeWhatTheBrowserGot) {
   Run run;
   run.HandOver();
   ASSERT_TRUE(run.RunUntilReceived(500'000));
   run.sim.Do([&] { run.app.Pause(run.answer.id); });
-  run.origin.File("/a.bin", SimContent::Generated(kSize, 7), "application/zip");
+  run.origin.File("/a.bin", SimContent::Generated(kSize + 7, 8), "application/zip");
+  run.origin.Traits("/a.bin").validators = {{.etag = "\"2\"", .modified = 1'700'000'100}};
   run.sim.Do([&] { run.app.Resume(run.answer.id); });
-  EXPECT_TRUE(run.RunUntilFinished()) << run.Web().reason;
+  ASSERT_TRUE(run.sim.RunUntil([&] { return run.WindowOf()->Asks(); }, 60'000)) << run.StateWord();
+  run.Decide(true);
+  ASSERT_TRUE(run.RunUntilFinished()) << run.Web().reason;
+  EXPECT_TRUE(run.sim.disk().Holds(run.Record().SavePath, SimContent::Generated(kSize + 7, 8)));
 }
 
 }  // namespace
