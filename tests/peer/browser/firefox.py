@@ -30,7 +30,7 @@ class Firefox:
                 if time.monotonic() > end or self.process.poll() is not None:
                     raise
                 time.sleep(0.2)
-        self.socket.settimeout(60)
+        self.socket.settimeout(180)  # its start takes minutes on a busy machine
         self.number = 0
         self._receive()
         self.call("WebDriver:NewSession", capabilities={})
