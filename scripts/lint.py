@@ -52,7 +52,7 @@ WORDS = re.compile(r"\bTO" r"DO\b|\bFIX" r"ME\b|\bX" r"XX\b|\bHA" r"CK\b|\bDIS" 
                    r"|\bskip" r"Test\b")
 
 # Parts of the browsers' interface that need no permission, and functions in them that do.
-FREE_APIS = {"runtime", "permissions", "i18n", "action"}
+FREE_APIS = {"runtime", "permissions", "i18n", "action", "tabs"}
 PERMISSION_OF = {"runtime.sendNativeMessage": "nativeMessaging", "runtime.connectNative": "nativeMessaging"}
 
 TEXT_ENDINGS = (".cpp", ".h", ".py", ".sh", ".md", ".txt", ".cmake", ".ui", ".json", ".js", ".html", ".qrc", ".in")
@@ -155,6 +155,8 @@ def extension_faults(manifest, script):
     for api, function in re.findall(r"\b(?:chrome|browser)\.(\w+)(?:\.(\w+))?", script):
         used.add(PERMISSION_OF.get("%s.%s" % (api, function), None if api in FREE_APIS else api))
     used.discard(None)
+    if "scripting" in used:
+        used.add("activeTab")  # of the page alone in which the user has chosen a menu entry
     asked = set(manifest.get("permissions", []))
     optional = set(manifest.get("optional_permissions", []))
     sites = [key for key in ("host_permissions", "content_scripts") if manifest.get(key)]
@@ -172,6 +174,36 @@ def check_extension(names):
     scripts = [text_of(name) for name in names if re.match(r"browser/.*\.js$", name)]
     return ["browser/manifest.json.in: " + fault
             for fault in extension_faults(json.loads(text_of("browser/manifest.json.in")), "\n".join(scripts))]
+
+
+def message_faults(messages, uses):
+    """Differences between the texts of the extension's languages, {language: {name: text}}, and those that it uses."""
+    english = messages["en"]
+    faults = ["en has %s, which nothing uses" % name for name in sorted(set(english) - uses)]
+    faults += ["en lacks %s" % name for name in sorted(uses - set(english))]
+    for language, texts in sorted(messages.items()):
+        faults += ["%s lacks %s" % (language, name) for name in sorted(set(english) - set(texts))]
+        faults += ["%s has %s, which en lacks" % (language, name) for name in sorted(set(texts) - set(english))]
+        for name in sorted(set(texts) & set(english)):
+            for pattern in (r"\$\d", "&"):
+                if sorted(re.findall(pattern, texts[name])) != sorted(re.findall(pattern, english[name])):
+                    faults.append("%s: %s has other marks than in English" % (language, name))
+    return faults
+
+
+def check_messages(names):
+    """The extension has the same texts in every language, and uses them all."""
+    messages = {name.split("/")[2]: {key: value["message"] for key, value in json.loads(text_of(name)).items()}
+                for name in names if re.match(r"browser/_locales/\w+/messages\.json$", name)}
+    code = "\n".join(text_of(name) for name in names
+                     if name.startswith("browser/") and name.endswith((".js", ".html", ".in")))
+    uses = set(re.findall(r'data-(?:text|hint|ghost)="(\w+)"|__MSG_(\w+)__', code))
+    uses = {word for pair in uses for word in pair if word}
+    for call in re.findall(r"\btext\(((?:[^()]|\([^()]*\))*)\)", code):
+        uses |= set(re.findall(r'"(\w+)"', call))
+    uses |= {name for name in messages["en"] if name.startswith("state_") and "`state_${" in code}
+    uses |= {name for name in ("pause", "resume") if '"%s"' % name in code}
+    return ["browser/_locales: " + fault for fault in message_faults(messages, uses)]
 
 
 def check_version(names):
@@ -247,6 +279,7 @@ def main():
         ("nothing is marked as unfinished, and no test is disabled", lambda: check_words(names)),
         ("no source file is longer than %d lines" % LINE_LIMIT, lambda: check_length(names)),
         ("the browsers' extension has the permissions that it uses and no others", lambda: check_extension(names)),
+        ("the browsers' extension has its texts in every language", lambda: check_messages(names)),
         ("src and the extension name no version", lambda: check_version(names)),
         ("text files end in a newline and have no carriage returns", lambda: check_newlines(names)),
         ("forms and lists of resources are well-formed XML", lambda: check_forms(names)),

@@ -34,6 +34,7 @@
 #include "mainwin/AddDownload.h"
 #include "mainwin/MainWindow.h"
 #include "mainwin/MetalinkAdds.h"
+#include "mainwin/TakeOver.h"
 #include "options/Options.h"
 #include "ports/Clock.h"
 #include "ports/Dialogs.h"
@@ -359,6 +360,19 @@ void App::Add(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) {
     answer.reason = ReasonOf([&] { return parts->AddForScript(wanted, answer.ids); });
     if (!answer.ids.empty()) answer.id = answer.ids.front();
     answered(std::move(answer));
+  });
+}
+
+void App::TakeOver(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) {
+  Parts* const parts = parts_.get();
+  parts->WhenStarted([parts, wanted = std::move(wanted), answered = std::move(answered)] {
+    Program& program = parts->program;
+    const auto done = [&program, answered](const AddOutcome& outcome) {
+      const bool taken = outcome.index != 0;
+      const std::string id = taken ? DownloadIds(program).Of(outcome.index) : std::string();
+      answered({id, outcome.reason, taken ? std::vector<std::string>{id} : std::vector<std::string>()});
+    };
+    program.platform.tasks.Spawn(pellora::TakeOver(&program, &parts->Main(), wanted, done));
   });
 }
 

@@ -131,6 +131,7 @@ class Program {
   // A record that was added among many: its transfer window opens only if the user asks for it. RaiseSerial ends that.
   bool IsQuiet(int index) const { return quiet_.contains(Serial(index)); }
   void SetQuiet(int index);
+  void EndQuiet(int index) { quiet_.erase(Serial(index)); }
 
   // Makes records 1 to `count`; the parallel arrays grow along and never shrink. New elements are blank.
   void ResizeDownloads(std::int16_t count);

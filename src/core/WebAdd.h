@@ -16,10 +16,21 @@ namespace pellora {
 
 struct Selection;
 
-// By a browser. The cookies are kept in memory alone.
+// What a browser's own request has got. The download is taken over from the browser only if the web engine gets the
+// same.
+struct ExpectedAnswer {
+  std::int64_t size = -1;  // bytes of the file; -1: not stated
+  std::string type{};      // media type, without parameters; empty: none
+
+  bool operator==(const ExpectedAnswer&) const = default;
+};
+
+// By a browser. It is kept in memory alone.
 struct HandOver {
-  std::string referrer;  // the address of the page
-  std::string cookies;   // "name=value; name=value", of the download's address; empty: none
+  std::string referrer{};   // the address of the page
+  std::string cookies{};    // "name=value; name=value", of the download's address; empty: none
+  std::string userAgent{};  // the browser's, which servers may have tied the cookies to; empty: Pellora's own
+  std::optional<ExpectedAnswer> expected{};  // until it has come; nothing is expected of any other download
 
   bool operator==(const HandOver&) const = default;
 };

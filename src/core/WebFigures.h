@@ -26,6 +26,7 @@ struct WebFigures {
   std::string reason;
   // Active, but waiting for so long that another download has its place in the limit meanwhile.
   bool yields = false;
+  bool answered = false;  // in this run: an answer was right, and there is a file for what comes
   bool inFolder = false;  // it was unpacked: its path is that of the folder
   double notBefore = 0;  // while queued: a date and time, before which the queue passes it over; in days like DateAdded
 };

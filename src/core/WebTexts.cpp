@@ -165,6 +165,7 @@ constexpr std::array kEnglish = {
     English{WebText::NumberInQueue, "Number %1 in the queue"},
     English{WebText::StayAwake, "Keep the computer awake while data arrives"},
     English{WebText::AwakeBecause, "Downloads are running"},
+    English{WebText::OtherThanBrowsers, "The server's answer is not the one that the browser got."},
     English{WebText::ShowNotices, "Show a notice when downloads finish or stop"},
     English{WebText::NoticeFinished, "Download finished"},
     English{WebText::NoticeStopped, "Download stopped"},

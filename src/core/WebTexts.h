@@ -167,6 +167,9 @@ enum class WebText : std::int16_t {
   // Staying awake.
   StayAwake = 955,
   AwakeBecause = 956,  // as the desktop shows it
+
+  // Downloads that browsers have begun.
+  OtherThanBrowsers = 957,
   // Looking inside archives. The states of the reading, and its problems.
   LookInside = 993,  // in menus and on buttons
   ReadingEnd = 994,

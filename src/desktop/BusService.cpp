@@ -50,6 +50,18 @@ bool TakeMetalink(ScriptedAdd& request, const QVariant& value) {
   return value.typeId() == QMetaType::QByteArray && !request.metalink.empty();
 }
 
+bool TakeSize(ScriptedAdd& request, const QVariant& value) {
+  if (!request.expected) request.expected.emplace();
+  request.expected->size = value.toLongLong();
+  return value.typeId() == QMetaType::LongLong;
+}
+
+bool TakeType(ScriptedAdd& request, const QVariant& value) {
+  if (!request.expected) request.expected.emplace();
+  request.expected->type = value.toString().toStdString();
+  return value.typeId() == QMetaType::QString;
+}
+
 bool TakeLimit(ScriptedAdd& request, const QVariant& value) {
   request.limit = value.toInt();
   return value.typeId() == QMetaType::Int;
@@ -74,6 +86,18 @@ const Keys<ScriptedAdd>& KeysOfAdd() {
                                       {kMetalinkKey, TakeMetalink},
                                       {kLaterKey, IntoFlag(&ScriptedAdd::later)},
                                       {kDuplicateKey, IntoFlag(&ScriptedAdd::duplicate)},
+                                      {kQuietKey, IntoFlag(&ScriptedAdd::quiet)},
+                                      {kBrowserKey, IntoFlag(&ScriptedAdd::fromBrowser)}};
+  return keys;
+}
+
+const Keys<ScriptedAdd>& KeysOfTakingOver() {
+  static const Keys<ScriptedAdd> keys{{kUrlKey, IntoText(&ScriptedAdd::url)},
+                                      {kReferrerKey, IntoText(&ScriptedAdd::referrer)},
+                                      {kCookiesKey, IntoText(&ScriptedAdd::cookies)},
+                                      {kUserAgentKey, IntoText(&ScriptedAdd::userAgent)},
+                                      {kSizeKey, TakeSize},
+                                      {kTypeKey, TakeType},
                                       {kQuietKey, IntoFlag(&ScriptedAdd::quiet)}};
   return keys;
 }
@@ -217,6 +241,21 @@ void BusService::Add(const QVariantMap& request, const QDBusMessage& call) {
   events_.Post([add = actions_.add, wanted = std::move(wanted), added = ReplyWithIds(call)] { add(wanted, added); });
 }
 
+void BusService::TakeOver(const QVariantMap& request, const QDBusMessage& call) {
+  call.setDelayedReply(true);
+  QString refusal;
+  ScriptedAdd wanted = RequestIn(KeysOfTakingOver(), request, refusal);
+  if (refusal.isEmpty() && !(request.contains(kSizeKey) && request.contains(kTypeKey))) {
+    refusal = "The request does not say what the browser got.";
+  }
+  if (!refusal.isEmpty()) {
+    bus_.send(call.createReply(Reason(refusal)));
+    return;
+  }
+  events_.Post(
+      [take = actions_.takeOver, wanted = std::move(wanted), taken = ReplyWithIds(call)] { take(wanted, taken); });
+}
+
 void BusService::ListArchive(const QVariantMap& request, const QDBusMessage& call) {
   call.setDelayedReply(true);
   QString refusal;
@@ -303,6 +342,11 @@ QList<DetailRow> DownloadsAdaptor::Details() const {
 QVariantMap DownloadsAdaptor::Add(const QVariantMap& request, const QDBusMessage& call) {
   service_->Add(request, call);
   return {};  // the reply is sent later
+}
+
+QVariantMap DownloadsAdaptor::TakeOver(const QVariantMap& request, const QDBusMessage& call) {
+  service_->TakeOver(request, call);
+  return {};
 }
 
 QVariantMap DownloadsAdaptor::ListArchive(const QVariantMap& request, const QDBusMessage& call) {

@@ -2,8 +2,8 @@
 // window when the program is started again.
 //
 // A call is posted as an event and answered at once. List and Details are answered from the program's state; Add and
-// the methods that change or show downloads after their event has run, and those about archives once the server has
-// sent what the archive contains.
+// the methods that change or show downloads after their event has run, TakeOver once the
+// server has answered, and those about archives once it has sent what the archive contains.
 #pragma once
 
 #include <QDBusAbstractAdaptor>
@@ -37,6 +37,8 @@ struct BusActions {
   // Gets the ids of the new records, and the reason why there are none or fewer than requested. Shows no question.
   using Added = std::function<void(const std::vector<std::string>& ids, const std::string& reason)>;
   std::function<void(ScriptedAdd request, Added added)> add;
+  // Answered once the download is certain to go on here.
+  std::function<void(ScriptedAdd request, Added added)> takeOver;
   using Listed = std::function<void(const ListedArchive& archive)>;
   std::function<void(ArchiveOrder order, Listed listed)> listArchive;
   std::function<void(ArchiveOrder order, Added added)> getFromArchive;
@@ -70,6 +72,7 @@ class BusService final : public QObject {
   QList<DownloadRow> List() const { return actions_.list(); }
   // These reply to `call` later.
   void Add(const QVariantMap& request, const QDBusMessage& call);
+  void TakeOver(const QVariantMap& request, const QDBusMessage& call);
   void ListArchive(const QVariantMap& request, const QDBusMessage& call);
   void GetFromArchive(const QVariantMap& request, const QDBusMessage& call);
   void Pause(const QString& id, const QDBusMessage& call) { Change(actions_.pause, id, call); }
@@ -118,6 +121,10 @@ class DownloadsAdaptor final : public QDBusAbstractAdaptor {
   // The request has the key "url", and may have the others of BusTypes.h. The reply has the key "id", or "reason" if
   // it was refused; that to a Metalink has both, and "ids", if some of its files were. Nothing is asked.
   QVariantMap Add(const QVariantMap& request, const QDBusMessage& call);
+  // Of a download that a browser has begun. The request has the keys "url", "size" and "type", and may have "referrer",
+  // "cookies", "user-agent" and "quiet". The reply has the key "id" once the server has answered as it did the browser,
+  // or "reason" if the browser is to keep the download; that may take half a minute.
+  QVariantMap TakeOver(const QVariantMap& request, const QDBusMessage& call);
   // Of a ZIP archive. The request has the key "url", and may have "user" and "password". The reply has the key
   // "entries", or "reason".
   QVariantMap ListArchive(const QVariantMap& request, const QDBusMessage& call);

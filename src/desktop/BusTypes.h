@@ -33,6 +33,11 @@ inline constexpr const char* kLaterKey = "later";          // bool: it is not st
 inline constexpr const char* kAtKey = "at";                // "YYYY-MM-DD HH:MM": not before then
 inline constexpr const char* kDuplicateKey = "duplicate";  // bool: a listed download of this address begins anew
 inline constexpr const char* kQuietKey = "quiet";          // bool: no window opens
+inline constexpr const char* kBrowserKey = "browser";      // bool: page and cookies count only for the web engine
+// Of a download that a browser has begun, what its own request has sent and got:
+inline constexpr const char* kUserAgentKey = "user-agent";
+inline constexpr const char* kSizeKey = "size";  // int64, bytes; -1: not stated
+inline constexpr const char* kTypeKey = "type";  // media type, without parameters; empty: none
 // Bytes: a Metalink, whose files are added. The address is then only what the sender calls it.
 inline constexpr const char* kMetalinkKey = "metalink";
 // Of files in an archive:

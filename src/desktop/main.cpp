@@ -261,6 +261,9 @@ BusActions BusActionsOf(App& app) {
   actions.add = [&app](ScriptedAdd wanted, const BusActions::Added& added) {
     app.Add(std::move(wanted), [added](const AddAnswer& answer) { added(answer.ids, answer.reason); });
   };
+  actions.takeOver = [&app](ScriptedAdd wanted, const BusActions::Added& added) {
+    app.TakeOver(std::move(wanted), [added](const AddAnswer& answer) { added(answer.ids, answer.reason); });
+  };
   actions.listArchive = [&app](ArchiveOrder order, const BusActions::Listed& listed) {
     app.ListArchive(std::move(order), listed);
   };

@@ -18,6 +18,12 @@ const HandOver& HandOvers::Of(const JournalKey& key) const {
   return found == kept_.end() ? kNone : found->second;
 }
 
+void HandOvers::ExpectationMet(const JournalKey& key) {
+  HandOver handOver = Of(key);
+  handOver.expected.reset();
+  Keep(key, std::move(handOver));
+}
+
 void HandOvers::Move(const JournalKey& from, const JournalKey& to, bool withCookies) {
   HandOver handOver = Of(from);
   kept_.erase(from);

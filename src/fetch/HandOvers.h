@@ -18,6 +18,8 @@ class HandOvers {
   const HandOver& Of(const JournalKey& key) const;
   bool HasCookies(const JournalKey& key) const { return !Of(key).cookies.empty(); }
   bool HasPage(const JournalKey& key) const { return !Of(key).referrer.empty(); }
+  // The expected answer has come.
+  void ExpectationMet(const JournalKey& key);
   // The download has another address. The page goes along, the cookies only if they may be sent there.
   void Move(const JournalKey& from, const JournalKey& to, bool withCookies);
   void Forget(const JournalKey& key) { kept_.erase(key); }

@@ -56,6 +56,7 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
     }
     address_ = given_;
     requests_.Begin(given_);
+    requests_.TakeUserAgent(add.handOver.userAgent);
     if (!add.handOver.cookies.empty()) requests_.TakeHanded(add.handOver.cookies);
     AskForEnd();
   }

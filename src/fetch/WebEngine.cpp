@@ -176,6 +176,7 @@ void WebEngine::TakeHandedOver() {
   const HandOver& handed = Handed();
   entry_.hadCookies = entry_.hadCookies || !handed.cookies.empty();
   entry_.hadPage = entry_.hadPage || !handed.referrer.empty();
+  requests_.TakeUserAgent(handed.userAgent);
   if (!handed.cookies.empty() && SharesSecretsOfListed()) requests_.TakeHanded(handed.cookies);
 }
 

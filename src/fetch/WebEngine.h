@@ -147,6 +147,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   ReplyReading Read(const WebLane& lane, const FetchAnswer& answer) const;
   void TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
   void TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading);
+  bool IsExpected(const FetchAnswer& answer, std::int64_t total) const;
   bool ShowsInside(const WebLane& lane, const FetchAnswer& answer);
   void TakeSample(WebLane& lane, const ReplyReading& reading);
   Range LongestHeld() const;

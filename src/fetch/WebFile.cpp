@@ -203,6 +203,8 @@ void WebEngine::DropPart() {
 }
 
 void WebEngine::PartIsReady() {
+  services_->handOvers.ExpectationMet(entry_.key);
+  TheFigures().answered = true;
   if (!plan_ || state_ == FetchState::Holding) return;
   if (IsSelection() && state_ == FetchState::Opening && !AnyIsOpen() && !earlyEnd_) return Open();
   const Run run = run_;

@@ -36,6 +36,7 @@ class WebInquiry final : public Inquiry, private FetchEvents {
       address_.password = add.password;
     }
     requests_.Begin(address_);
+    requests_.TakeUserAgent(add.handOver.userAgent);
     if (!add.handOver.cookies.empty()) requests_.TakeHanded(add.handOver.cookies);
     Begin();
   }

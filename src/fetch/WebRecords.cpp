@@ -338,7 +338,8 @@ bool TakeHandOver(Program& program, WebServices& services, std::int16_t index, c
   if (entry == nullptr || record.Finished || record.Active) return false;
   const bool lacksCookies = entry->hadCookies && !services.handOvers.HasCookies(key);
   const bool lacksPage = entry->hadPage && !services.handOvers.HasPage(key);
-  const bool takes = lacksCookies ? !handOver.cookies.empty() : lacksPage && handOver != HandOver();
+  const bool hasAny = !handOver.cookies.empty() || !handOver.referrer.empty();
+  const bool takes = lacksCookies ? !handOver.cookies.empty() : lacksPage && hasAny;
   if (takes) services.handOvers.Keep(key, handOver);
   return takes;
 }

@@ -217,6 +217,14 @@ void WebEngine::TakeBody(WebLane& lane, const FetchAnswer& answer, const ReplyRe
   OpenLanes();
 }
 
+// A browser has begun the download, and got an answer of this length and type.
+bool WebEngine::IsExpected(const FetchAnswer& answer, std::int64_t total) const {
+  const std::optional<ExpectedAnswer>& expected = Handed().expected;
+  if (!expected) return true;
+  const std::string_view type = HeaderOf(answer, "Content-Type");
+  return total == expected->size && EqualsNoCase(TrimBlanks(type.substr(0, type.find(';'))), expected->type);
+}
+
 // A ZIP archive is first shown, if the user wants that: the download pauses, and the viewer continues it.
 bool WebEngine::ShowsInside(const WebLane& lane, const FetchAnswer& answer) {
   const bool wanted = program_.settings.AutoPreviewZIP && program_.lookInside && !program_.IsQuiet(slot_.Index());
@@ -230,8 +238,9 @@ bool WebEngine::ShowsInside(const WebLane& lane, const FetchAnswer& answer) {
 }
 
 void WebEngine::TakeFirstBody(WebLane& lane, const FetchAnswer& answer, const ReplyReading& reading) {
-  if (ShowsInside(lane, answer)) return;
   const std::int64_t total = reading.verdict == ReplyVerdict::Empty ? 0 : reading.facts.total;
+  if (!IsExpected(answer, total)) return Rest(FetchEvent::GivenUp, Say(WebText::OtherThanBrowsers));
+  if (ShowsInside(lane, answer)) return;
   if (entry_.size >= 0 && total >= 0 && total != entry_.size) {
     if (!LeaveOut(lane.source, Say(WebText::OtherSize), true)) Rest(FetchEvent::GivenUp, Say(WebText::OtherSize));
     return;

@@ -134,7 +134,7 @@ FetchRequest WebRequests::Make(const WebAddress& address, const AskedFor& asked,
   }
   request.proxy = ProxyFor(address);
   if (!IsHttp(address.scheme)) return request;
-  AddHeader(request, "User-Agent", std::string("Pellora/") + kFullVersionText);
+  AddHeader(request, "User-Agent", userAgent_.empty() ? std::string("Pellora/") + kFullVersionText : userAgent_);
   AddHeader(request, "Accept", "*/*");
   AddHeader(request, "Cookie", cookies_.For(address));
   const std::optional<WebAddress> page = ParseWebAddress(referrer);

@@ -32,6 +32,8 @@ class WebRequests {
   void Begin(const WebAddress& given);
   // A browser's cookies for the given address.
   void TakeHanded(const std::string& cookies);
+  // A browser's, in place of Pellora's own; empty: none.
+  void TakeUserAgent(std::string userAgent) { userAgent_ = std::move(userAgent); }
   void TakeCookies(const WebAddress& from, const FetchAnswer& answer);
 
   // The server at this address has demanded a login. False if it has demanded it in ever other ways: then what was sent
@@ -62,6 +64,7 @@ class WebRequests {
   const Logins& logins_;
   WebAddress given_;
   std::string netrc_;
+  std::string userAgent_;
   CookieJar cookies_;
   std::string handed_;                           // cookies that are in the jar
   std::map<std::string, Challenge> challenges_;  // by origin

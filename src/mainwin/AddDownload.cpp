@@ -284,7 +284,8 @@ AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
   const std::string fault = FaultOfPlace(request.folder, request.name);
   if (!fault.empty()) return {0, fault};
   const WebAdd& web = request.web;
-  for (const std::string& text : {web.user, web.password, web.handOver.cookies, web.handOver.referrer}) {
+  const HandOver& handOver = web.handOver;
+  for (const std::string& text : {web.user, web.password, handOver.cookies, handOver.referrer, handOver.userAgent}) {
     if (HasControls(text)) return {0, "Logins, cookies and pages cannot have control characters."};
   }
   const AddressReading address = ReadAddress(program, request.url, request.kind);

@@ -31,8 +31,8 @@ std::string FaultOfEngine(const ScriptedAdd& wanted, const AddressReading& addre
   const char* what = nullptr;
   if (!wanted.user.empty() && address.parsed.protocol != kFtp) what = "logins for web servers";
   if (!wanted.checksum.empty()) what = "checksums";
-  if (!wanted.referrer.empty()) what = "referring pages";
-  if (!wanted.cookies.empty()) what = "cookies";
+  if (!wanted.fromBrowser && !wanted.referrer.empty()) what = "referring pages";
+  if (!wanted.fromBrowser && !wanted.cookies.empty()) what = "cookies";
   if (!wanted.at.empty()) what = "downloads that begin later";
   if (what == nullptr) return {};
   return std::string("The engine that fetches this address knows no ") + what +
@@ -87,7 +87,7 @@ std::string TakeOptions(const Program& program, const ScriptedAdd& wanted, const
   request.name = wanted.name;
   request.later = wanted.later;
   request.duplicate = wanted.duplicate;
-  request.web.handOver = {wanted.referrer, wanted.cookies};
+  request.web.handOver = {wanted.referrer, wanted.cookies, wanted.userAgent, wanted.expected};
   request.web.user = wanted.user;
   request.web.password = wanted.password;
   request.web.speedLimit = wanted.limit * kBytesOfKiB;

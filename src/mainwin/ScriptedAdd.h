@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,13 @@ struct ScriptedAdd {
   std::string name{};    // of the file
   std::string user{};
   std::string password{};
-  std::string checksum{};  // ParseChecksum
-  std::string referrer{};  // address of the page
-  std::string cookies{};   // "name=value; name=value"
+  std::string checksum{};   // ParseChecksum
+  std::string referrer{};   // address of the page
+  std::string cookies{};    // "name=value; name=value"
+  std::string userAgent{};  // the browser's
+  // Page, cookies and user agent are a browser's: an engine that knows none does without them.
+  bool fromBrowser = false;
+  std::optional<ExpectedAnswer> expected{};
   std::string at{};        // "YYYY-MM-DD HH:MM": not before then
   std::int64_t limit = 0;  // KiB/s; 0: none
   bool later = false;      // it is not started

@@ -1,6 +1,6 @@
 // The native messaging host: started by a browser for the extension, it passes each request to the program over the
-// session bus, which starts the program if necessary, and replies whether the program took it. Only replies may be
-// written to standard output.
+// session bus and replies what became of it. The bus starts the program for an address that the user has chosen, but
+// not to take over a download or to look at the list. Only replies may be written to standard output.
 #include <unistd.h>
 
 #include <QByteArray>
@@ -15,11 +15,13 @@
 #include "core/WebAddress.h"
 #include "desktop/BusTypes.h"
 #include "tools/HostFrames.h"
+#include "tools/HostList.h"
+#include "tools/HostRequests.h"
 
 namespace pellora {
 namespace {
 
-constexpr int kTimeoutMilliseconds = 30000;  // the program may have to start
+constexpr int kTimeoutMilliseconds = 30000;  // the program may have to start, or to wait for a server's answer
 
 // A sandboxed browser may pass its hosts a disabled bus address.
 QDBusConnection SessionBus() {
@@ -29,37 +31,93 @@ QDBusConnection SessionBus() {
   return QDBusConnection::connectToBus(usual, QStringLiteral("session"));
 }
 
-// An address of the web engine is added by the call that says why it is refused, which depends on the settings.
-QDBusMessage CallFor(const HostRequest& request) {
-  if (request.newScheme) {
-    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "Add");
-    QVariantMap wanted{{kUrlKey, request.url}};
-    // A page of the browser itself is not passed on: no server is to learn of it.
-    if (ParseWebAddress(request.referrer.toStdString())) wanted.insert(kReferrerKey, request.referrer);
-    if (!request.cookie.isEmpty()) wanted.insert(kCookiesKey, request.cookie);
-    call << wanted;
-    return call;
-  }
-  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kAutomationInterface, "MenuURL");
-  call << request.url << request.referrer << request.cookie;
+QDBusMessage CallOf(const char* interface, const char* method, const QVariantList& arguments) {
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, interface, method);
+  call.setArguments(arguments);
   return call;
 }
 
-QString ReasonIn(const QDBusMessage& answer) {
-  return QDBusReply<QVariantMap>(answer).value().value(kReasonKey).toString();
+// An address of the web engine is added by the call that says why it is refused, which depends on the settings; so is
+// one of many, about which nothing is to be asked.
+QDBusMessage CallToAdd(const HostRequest& request) {
+  if (!request.newScheme && !request.quiet) {
+    return CallOf(kAutomationInterface, "MenuURL", {request.url, request.referrer, request.cookie});
+  }
+  QVariantMap wanted{{kUrlKey, request.url}};
+  // A page of the browser itself is not passed on: no server is to learn of it.
+  if (ParseWebAddress(request.referrer.toStdString())) wanted.insert(kReferrerKey, request.referrer);
+  if (!request.cookie.isEmpty()) wanted.insert(kCookiesKey, request.cookie);
+  if (request.quiet) {
+    wanted.insert(kQuietKey, true);
+    wanted.insert(kBrowserKey, true);
+  }
+  return CallOf(kDownloadsInterface, "Add", {wanted});
 }
 
-// Passes the request to the program. Returns why it failed, or an empty string.
-QString PassOn(const HostRequest& request) {
-  if (!request.error.isEmpty()) return request.error;
-  const QDBusConnection bus = SessionBus();
-  if (!bus.isConnected()) return QStringLiteral("The session bus cannot be reached.");
-  const QDBusMessage answer = bus.call(CallFor(request), QDBus::Block, kTimeoutMilliseconds);
-  if (answer.type() == QDBusMessage::ReplyMessage) return request.newScheme ? ReasonIn(answer) : QString();
-  if (QDBusError(answer).type() == QDBusError::ServiceUnknown) {
-    return QStringLiteral("Pellora is not running and could not be found; start it once by hand.");
+QDBusMessage CallToTakeOver(const HostRequest& request) {
+  QVariantMap wanted{{kUrlKey, request.url}, {kSizeKey, request.size}, {kTypeKey, request.type}};
+  if (ParseWebAddress(request.referrer.toStdString())) wanted.insert(kReferrerKey, request.referrer);
+  if (!request.cookie.isEmpty()) wanted.insert(kCookiesKey, request.cookie);
+  if (!request.userAgent.isEmpty()) wanted.insert(kUserAgentKey, request.userAgent);
+  return CallOf(kDownloadsInterface, "TakeOver", {wanted});
+}
+
+QDBusMessage CallFor(const HostRequest& request) {
+  switch (request.command) {
+    case HostCommand::TakeOver:
+      return CallToTakeOver(request);
+    case HostCommand::List:
+      return CallOf(kDownloadsInterface, "Details", {});
+    case HostCommand::Pause:
+      return CallOf(kDownloadsInterface, "Pause", {request.id});
+    case HostCommand::Resume:
+      return CallOf(kDownloadsInterface, "Resume", {request.id});
+    case HostCommand::Show:
+      return CallOf(kDownloadsInterface, "ShowWindow", {request.id, QVariantMap()});
+    case HostCommand::Open:
+      return CallOf(kApplicationInterface, "Activate", {QVariantMap()});
+    default:
+      return CallToAdd(request);
   }
-  return QStringLiteral("Pellora did not take the address: ") + answer.errorMessage();
+}
+
+// The user has asked for the program itself.
+bool StartsProgram(HostCommand command) { return command == HostCommand::Add || command == HostCommand::Open; }
+
+QByteArray TextOfRows(const QDBusMessage& answer) {
+  const QDBusReply<QList<DetailRow>> reply(answer);
+  if (!reply.isValid()) return AnswerText(QStringLiteral("Pellora's list cannot be read."));
+  QList<DownloadRow> rows;
+  for (const DetailRow& detail : reply.value()) rows.append(detail.row);
+  return ListText(rows);
+}
+
+QByteArray TextOfReply(const HostRequest& request, const QDBusMessage& answer) {
+  if (request.command == HostCommand::List) return TextOfRows(answer);
+  if (answer.signature() != QLatin1String("a{sv}")) return AnswerText({});
+  return AnswerText(QDBusReply<QVariantMap>(answer).value().value(kReasonKey).toString());
+}
+
+QByteArray TextOfError(const HostRequest& request, const QDBusMessage& answer) {
+  const QDBusError error(answer);
+  const bool absent = error.type() == QDBusError::ServiceUnknown ||
+                      error.name() == QLatin1String("org.freedesktop.DBus.Error.NameHasNoOwner");
+  if (absent && !StartsProgram(request.command)) return AbsentText();
+  if (absent) {
+    return AnswerText(QStringLiteral("Pellora is not running and could not be found; start it once by hand."));
+  }
+  return AnswerText(QStringLiteral("Pellora did not take the address: ") + answer.errorMessage());
+}
+
+// Passes the request to the program. Returns the reply to the extension.
+QByteArray PassOn(const HostRequest& request) {
+  if (!request.error.isEmpty()) return AnswerText(request.error);
+  const QDBusConnection bus = SessionBus();
+  if (!bus.isConnected()) return AnswerText(QStringLiteral("The session bus cannot be reached."));
+  QDBusMessage call = CallFor(request);
+  call.setAutoStartService(StartsProgram(request.command));
+  const QDBusMessage answer = bus.call(call, QDBus::Block, kTimeoutMilliseconds);
+  return answer.type() == QDBusMessage::ReplyMessage ? TextOfReply(request, answer) : TextOfError(request, answer);
 }
 
 QString Complaint(FrameEnd end) {
@@ -74,6 +132,7 @@ QString Complaint(FrameEnd end) {
 }
 
 int Serve() {
+  RegisterBusTypes();
   QByteArray json;
   for (;;) {
     const FrameEnd end = ReadFrame(STDIN_FILENO, json);
@@ -83,7 +142,7 @@ int Serve() {
       WriteFrame(STDOUT_FILENO, AnswerText(Complaint(end)));
       return 1;
     }
-    if (!WriteFrame(STDOUT_FILENO, AnswerText(PassOn(ParseRequest(json))))) return 1;
+    if (!WriteFrame(STDOUT_FILENO, PassOn(ParseRequest(json)))) return 1;
   }
 }
 

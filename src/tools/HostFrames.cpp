@@ -2,14 +2,9 @@
 
 #include <unistd.h>
 
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QJsonValue>
 #include <array>
 #include <cerrno>
 #include <cstring>
-
-#include "core/Scheme.h"
 
 namespace pellora {
 
@@ -25,14 +20,6 @@ std::size_t ReadBytes(int descriptor, char* data, std::size_t size) {
     done += static_cast<std::size_t>(count);
   }
   return done;
-}
-
-// A string of the request; absent or null is empty. False for other types and for a NUL, which the bus does not allow
-// in strings.
-bool TakeText(const QJsonObject& request, const char* name, QString& text) {
-  const QJsonValue value = request.value(QLatin1String(name));
-  text = value.toString();
-  return (value.isString() || value.isNull() || value.isUndefined()) && !text.contains(QChar(u'\0'));
 }
 
 }  // namespace
@@ -62,33 +49,6 @@ bool WriteFrame(int descriptor, const QByteArray& json) {
     done += count;
   }
   return true;
-}
-
-HostRequest ParseRequest(const QByteArray& json) {
-  HostRequest request;
-  const QJsonDocument document = QJsonDocument::fromJson(json);
-  if (!document.isObject()) {
-    request.error = QStringLiteral("The request is not a JSON object.");
-    return request;
-  }
-  const QJsonObject object = document.object();
-  if (!TakeText(object, "url", request.url) || !TakeText(object, "referrer", request.referrer) ||
-      !TakeText(object, "cookie", request.cookie)) {
-    request.error = QStringLiteral("The request contains a value that is not a text.");
-    return request;
-  }
-  const std::string trimmed = request.url.trimmed().toStdString();
-  request.newScheme = HasNewScheme(trimmed);
-  if (!request.newScheme && !HasScheme(trimmed)) {
-    request.error = QStringLiteral("Pellora takes no addresses of this kind.");
-  }
-  return request;
-}
-
-QByteArray AnswerText(const QString& error) {
-  QJsonObject answer{{QStringLiteral("ok"), error.isEmpty()}};
-  if (!error.isEmpty()) answer.insert(QStringLiteral("error"), error);
-  return QJsonDocument(answer).toJson(QJsonDocument::Compact);
 }
 
 }  // namespace pellora

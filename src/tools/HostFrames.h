@@ -3,7 +3,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QString>
 #include <cstdint>
 
 namespace pellora {
@@ -23,18 +22,5 @@ FrameEnd ReadFrame(int descriptor, QByteArray& json);
 
 // False if the browser no longer listens.
 bool WriteFrame(int descriptor, const QByteArray& json);
-
-// A request of the extension; `error` is empty if it is valid.
-struct HostRequest {
-  QString url;
-  bool newScheme = false;  // of the web engine; whether the program takes it depends on its settings
-  QString referrer;
-  QString cookie;
-  QString error;
-};
-HostRequest ParseRequest(const QByteArray& json);
-
-// The reply to the extension: success if `error` is empty.
-QByteArray AnswerText(const QString& error);
 
 }  // namespace pellora

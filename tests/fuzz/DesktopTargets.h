@@ -9,6 +9,7 @@
 
 #include "desktop/preview/Tga.h"
 #include "tools/HostFrames.h"
+#include "tools/HostRequests.h"
 
 namespace pellora {
 

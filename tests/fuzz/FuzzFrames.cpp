@@ -63,8 +63,31 @@ FrameEnd Expected(std::string_view& bytes, std::string& json) {
 }
 
 QByteArray RequestText(const HostRequest& request) {
-  const QJsonObject object{{"url", request.url}, {"referrer", request.referrer}, {"cookie", request.cookie}};
+  static const QStringList kNames{"add", "take-over", "list", "pause", "resume", "show", "open"};
+  const QJsonObject object{{"command", kNames[static_cast<int>(request.command)]},
+                           {"url", request.url},
+                           {"referrer", request.referrer},
+                           {"cookie", request.cookie},
+                           {"quiet", request.quiet},
+                           {"userAgent", request.userAgent},
+                           {"size", request.size},
+                           {"type", request.type},
+                           {"id", request.id}};
   return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+// Commands that name no address hand none on.
+void DemandAddress(const HostRequest& request) {
+  const QString url = request.url.trimmed().toLower();
+  const QStringList schemes{"http://", "https://", "ftp://", "ftps://", "sftp://"};
+  const auto is = [&url](const QString& scheme) { return url.startsWith(scheme); };
+  const bool begun = request.command == HostCommand::TakeOver;
+  const bool named = request.command == HostCommand::Add || begun;
+  Demand(named ? std::any_of(schemes.begin(), begun ? schemes.begin() + 2 : schemes.end(), is) : url.isEmpty(),
+         "only these addresses are handed on");
+  const bool byId = request.command == HostCommand::Pause || request.command == HostCommand::Resume ||
+                    request.command == HostCommand::Show;
+  Demand(byId == !request.id.isEmpty(), "what is done to a download names it");
 }
 
 void DemandRequest(const QByteArray& json) {
@@ -76,14 +99,14 @@ void DemandRequest(const QByteArray& json) {
   const QJsonDocument document = QJsonDocument::fromJson(answer);
   Demand(document.isObject() && document["ok"].toBool() == request.error.isEmpty(), "every request has an answer");
   if (!request.error.isEmpty()) return;
-  const QString url = request.url.trimmed().toLower();
-  Demand(url.startsWith("http://") || url.startsWith("ftp://"), "only these addresses are handed on");
-  for (const QString& text : {request.url, request.referrer, request.cookie}) {
-    Demand(!text.contains(QChar(u'\0')), "no text has a NUL");
+  DemandAddress(request);
+  for (const QString& text :
+       {request.url, request.referrer, request.cookie, request.userAgent, request.type, request.id}) {
+    Demand(!text.contains(QChar(u'\0')) && text.size() <= 65'536, "no text has a NUL, or is too long");
   }
+  Demand(request.size >= -1 && request.size <= 9'007'199'254'740'992, "a size is one that the text can hold exactly");
   const HostRequest again = ParseRequest(RequestText(request));
-  Demand(again.error.isEmpty() && again.url == request.url && again.referrer == request.referrer &&
-             again.cookie == request.cookie,
+  Demand(again.error.isEmpty() && again.command == request.command && RequestText(again) == RequestText(request),
          "a request written again is read the same");
 }
 

@@ -184,6 +184,10 @@ def frames():
         "wrong-types": at(7, frame('{"url":5}'), frame('{"url":null,"cookie":[]}')), "nul": at(0, frame('{"url":"http://a\\u0000b/"}')),
         "other-scheme": at(0, frame('{"url":"file:///etc"}')), "surrogates": at(0, frame('{"url":"http://\\ud800/\\udc00"}')),
         "deep": at(0, frame("[" * 600)), "none": b"",
+        "begun": at(0, frame('{"command":"take-over","url":"https://a/b","userAgent":"B/1","size":123456789012,"type":"a/b"}')),
+        "list": at(0, frame('{"command":"list"}'), frame('{"command":"pause","id":"1-2-3"}')),
+        "quiet": at(0, frame('{"command":"add","url":"sftp://a/b","quiet":true}')),
+        "bad-size": at(0, frame('{"command":"take-over","url":"http://a/b","size":1.5}')),
     })
 
 

@@ -30,7 +30,7 @@ class Firefox:
                 if time.monotonic() > end or self.process.poll() is not None:
                     raise
                 time.sleep(0.2)
-        self.socket.settimeout(60)
+        self.socket.settimeout(180)  # its start takes minutes on a busy machine
         self.number = 0
         self._receive()
         self.call("WebDriver:NewSession", capabilities={})
@@ -64,11 +64,76 @@ class Firefox:
         finally:
             self.call("Marionette:SetContext", value="content")
 
-    def right_click(self, x, y):
+    def in_page(self, script, *arguments):
+        return self.call("WebDriver:ExecuteScript", script="return " + script, args=list(arguments))["value"]
+
+    def go(self, url):
+        self.call("WebDriver:Navigate", url=url)
+
+    def click(self, x, y, button=0):
         self.call("WebDriver:PerformActions", actions=[{
             "type": "pointer", "id": "mouse", "parameters": {"pointerType": "mouse"},
-            "actions": [{"type": "pointerMove", "x": x, "y": y, "duration": 0}, {"type": "pointerDown", "button": 2},
-                        {"type": "pointerUp", "button": 2}]}])
+            "actions": [{"type": "pointerMove", "x": x, "y": y, "duration": 0}, {"type": "pointerDown", "button": button},
+                        {"type": "pointerUp", "button": button}]}])
+
+    def right_click(self, x, y):
+        self.click(x, y, 2)
+
+    def click_on(self, selector):
+        x, y = self.in_page("""((selector) => {
+            const box = document.querySelector(selector).getBoundingClientRect();
+            return [Math.round(box.x + box.width / 2), Math.round(box.y + box.height / 2)];
+        })(arguments[0])""", selector)
+        self.click(x, y)
+
+    def keys(self, *names):
+        """Presses and releases keys; each is a character or one of WebDriver's."""
+        actions = [{"type": kind, "value": name} for name in names for kind in ("keyDown", "keyUp")]
+        self.call("WebDriver:PerformActions", actions=[{"type": "key", "id": "keys", "actions": actions}])
+
+    def allow(self):
+        """Presses the button that allows what the browser asks the user."""
+        return self.in_chrome("""
+            const [done] = arguments;
+            const until = Date.now() + 10000;
+            const look = () => {
+              const asked = document.querySelector("#notification-popup popupnotification");
+              if (asked && PopupNotifications.panel.state === "open") {
+                setTimeout(() => { asked.button.click(); done(asked.id); }, 600);  // earlier clicks do not count
+              } else if (Date.now() > until) done("");
+              else setTimeout(look, 100);
+            };
+            look();""")
+
+    def press_button(self):
+        """Presses the extension's button, once it is in the toolbar. Returns the address of the popup that opens."""
+        return self.in_chrome("""
+            const [done] = arguments;
+            const widget = "pellora_pellora_example-browser-action";
+            CustomizableUI.addWidgetToArea(widget, CustomizableUI.AREA_NAVBAR);
+            const until = Date.now() + 10000;
+            let pressed = false;
+            const look = () => {
+              const node = document.getElementById(widget);
+              const button = node && (node.querySelector("toolbarbutton") || node);
+              if (button && !pressed) { pressed = true; button.click(); }
+              const shown = document.querySelector(".webextension-popup-browser");
+              if (shown && shown.currentURI.spec.endsWith("popup.html")) done(shown.currentURI.spec);
+              else if (Date.now() > until) done("");
+              else setTimeout(look, 100);
+            };
+            look();""")
+
+    def badge(self):
+        return self.in_chrome("""const [done] = arguments;
+            const node = document.getElementById("pellora_pellora_example-browser-action");
+            const shown = node && (node.querySelector("[badge]") || node).getAttribute("badge");
+            done(shown || "");""")
+
+    def url_of(self, page):
+        """The address of a page of the extension."""
+        return self.in_chrome("""const [page, done] = arguments;
+            done(WebExtensionPolicy.getByID("pellora@pellora.example").getURL(page));""", page)
 
     def close(self):
         try:

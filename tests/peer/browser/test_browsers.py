@@ -1,118 +1,90 @@
-"""The extension in real browsers: the menu entry on a link and on an image, and addresses that are refused."""
+"""The extension in real browsers: the menu entries on links, images and pages, and addresses that are refused."""
 
 import os
-import subprocess
 import time
 import unittest
 
-import bus
 import harness
-from case import Case
-from chromium import Chromium
-from firefox import Firefox
-
-EXTENSION_ID = "chhbgchiealifpkmbgkhkpoeplppnaio"
-TITLE = "Download with Pellora!"
+from browsercase import IMAGE, LINK, TITLE, VIDEO, WithChromium, WithFirefox
 
 
-PAGE = """HTTP/1.1 200 OK\r
-Content-Type: text/html\r
-Set-Cookie: taste=sweet; Path=/\r
-Connection: close\r
-\r
-<!doctype html><title>page %s</title><body style='margin:0'>%s"""
+class Lists:
+    """All links of a page, for either browser. `choose_all`, `choose_selected`, `on_list` and `click_on_list` are those
+    of the browser."""
+
+    def make_links(self):
+        """A page whose text fills it, with links in it."""
+        self.urls = [self.serve("/one.bin"), self.serve("/two.zip"), self.serve("/three.zip")]
+        links = "".join("<p><a href='%s'>%s</a></p>" % (url, os.path.basename(url)) for url in self.urls)
+        return self.add_page("/links", "<div style='font-size:60px;padding:300px 0 900px'>%s<a href='mailto:a@b'>mail</a>"
+                             "<a href='/page.html'>page</a></div>" % links)
+
+    def rows(self):
+        return self.on_list("[...document.querySelectorAll('tr')].filter((row) => !row.hidden)"
+                            ".map((row) => [row.querySelector('.soft').textContent, row.querySelector('input').checked])")
+
+    def states(self):
+        return self.on_list("[...document.querySelectorAll('td:last-child')].map((cell) => cell.textContent)")
+
+    def test_links_of_a_page_are_listed_and_handed_over_by_a_filter(self):
+        page = self.make_links()
+        self.choose_all(page)
+        harness.wait_until(lambda: len(self.rows()) == 4, 20, "the links")
+        self.assertEqual(self.rows(), [[url, True] for url in self.urls] + [[self.origin.url("/page.html"), False]])
+        self.click_on_list("#filter")
+        self.type_on_list("*.zip")
+        harness.wait_until(lambda: [url for url, _ in self.rows()] == self.urls[1:], 10, "the filter")
+        self.session.save_screenshot(type(self).__name__ + "-links")
+        self.click_on_list("#download")
+        harness.wait_until(lambda: self.states() == ["", "taken", "taken", ""], 30, "the answers")
+        self.session.companion.wait_finished(self.urls[1:], 30)
+        self.assertEqual(len(self.session.companion.downloads()), 2)
+        self.assertEqual(self.session.dialogs(), [])
 
 
-class Notifications(bus.Peer):
-    """Records the texts of desktop notifications."""
+class InChromium(Lists, WithChromium):
+    def on_list(self, expression):
+        found = [each for each in self.browser.targets("page") if "/links.html" in each["url"]]
+        if not found:
+            return []
+        self.page = self.browser.attach(found[0])
+        return self.on_page(expression)
 
-    def __init__(self, address):
-        super().__init__(address)
-        self.notes = []
-        name = "org.freedesktop.Notifications"
+    def click_on_list(self, selector):
+        self.click_on(selector)
+        time.sleep(0.3)
 
-        def notify(_sender, arguments):
-            self.notes.append(arguments[4])
-            return "u", (len(self.notes),)
+    def type_on_list(self, text):
+        self.x.type(text)
 
-        self.serve({
-            (name, "GetCapabilities"): lambda _s, _a: ("as", (["body", "actions"],)),
-            (name, "GetServerInformation"): lambda _s, _a: ("ssss", ("notes", "tests", "1", "1.2")),
-            (name, "Notify"): notify,
-            (name, "CloseNotification"): lambda _s, _a: ("", ()),
-        })
-        self.take_name(name)
+    def choose_all(self, page):
+        self.open(page)
+        self.choose("chromium-page", "Up", "Up", "Up", "Return")  # the page's source is another entry below
 
+    def test_links_of_the_selection_are_listed(self):
+        self.open(self.make_links())
+        self.on_page("document.querySelectorAll('p')[1].append(' more words')")
+        self.on_page("getSelection().selectAllChildren(document.querySelectorAll('p')[1])")
+        self.choose_selected()
+        harness.wait_until(lambda: self.rows() == [[self.urls[1], True]], 20, "the link")
 
-LINK = "<a href='%s' style='position:fixed;inset:0;display:block'>link</a>"
-IMAGE = "<img src='%s' style='position:fixed;inset:0;width:100%%;height:100%%'>"
+    def choose_selected(self):
+        """Right-clicks on the end of the selection, beside the link."""
+        x, y = self.on_page("""(() => {
+            const boxes = [...getSelection().getRangeAt(0).getClientRects()];
+            const box = boxes[boxes.length - 1];
+            const edge = (outerWidth - innerWidth) / 2;
+            return [screenX + edge + box.right - 20, screenY + outerHeight - innerHeight - edge + box.y + box.height / 2];
+        })()""")
+        self.point = int(x), int(y)
+        self.choose("chromium-selection")
 
-
-class Browser(Case):
-    settings = {"BrowserIngeration": "True"}
-
-    def setUp(self):
-        super().setUp()
-        self.profile = os.path.join(self.session.env["XDG_CONFIG_HOME"], "chromium")
-        os.makedirs(self.profile)
-        # As Firefox does on a new machine: it looks for hosts in another folder.
-        os.makedirs(os.path.join(self.session.env["XDG_CONFIG_HOME"], "mozilla/firefox"))
-        self.session.start()
-        self.extension = os.path.join(self.session.program, "browser")
-        self.calls = open(os.path.join(self.session.root, "calls.log"), "w+b")
-        self.addCleanup(self.calls.close)
-        monitor = subprocess.Popen(["dbus-monitor", "--address", self.session.env["DBUS_SESSION_BUS_ADDRESS"],
-                                    "interface='PelloraProject.Pellora'"], stdin=subprocess.DEVNULL, stdout=self.calls)
-        self.addCleanup(harness.end_process, monitor)
-
-    def add_page(self, path, content):
-        """The URL of a page with this content."""
-        self.origin.serve_bytes(path, (PAGE % (path, content)).encode())
-        return self.origin.url(path)
-
-    def check_taken(self, url, page):
-        try:
-            self.saved(url, 40)
-        except TimeoutError:
-            self.session.save_screenshot("not-taken")
-            raise
-        self.calls.seek(0)
-        calls = self.calls.read().decode()
-        for text in (url, page):
-            self.assertIn('string "%s"' % text, calls)
-        self.assertNotIn("taste", calls)
-
-
-class InChromium(Browser):
-    def setUp(self):
-        super().setUp()
-        self.desktop = Notifications(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
-        self.addCleanup(self.desktop.close)
-        self.browser = Chromium(self.session, self.extension, self.profile)
-        self.addCleanup(self.browser.close)
-        worker = harness.wait_until(
-            lambda: [t for t in self.browser.targets("service_worker") if EXTENSION_ID in t["url"]], 30, "the extension")[0]
-        self.worker = self.browser.attach(worker)
-        harness.wait_until(lambda: self.browser.evaluate(self.worker, "typeof passOn") == "function", 20, "its script")
-
-    def open(self, url):
-        page = self.browser.attach(self.browser.targets("page")[0])
-        self.browser.call("Page.navigate", page, url=url)
-        harness.wait_until(lambda: self.browser.evaluate(page, "document.readyState") == "complete", 20, "the page")
-        [window] = harness.wait_until(
-            lambda: [each[0] for each in self.x.all() if each[1].startswith("page ")], 20, "the window")
-        self.x.activate(window)
-        left, top, _, _ = self.x.place(window)
-        self.point = left + 400, top + 400
-        self.x.move(*self.point)
-        time.sleep(0.5)
-
-    def choose(self, picture):
-        """Chooses the entry in the real menu: the last but one, above the developer tools' entry."""
-        self.x.click(*self.point, button=3)
-        time.sleep(1.5)
-        self.session.save_screenshot(picture)
-        self.x.keys("Up", "Up", "Return")
+    def test_menu_on_a_video_hands_it_over(self):
+        url = self.serve("/film.webm")
+        page = self.add_page("/video", VIDEO % url)
+        self.open(page)
+        self.choose("chromium-video")
+        self.check_taken(url, page)
 
     def test_menu_on_a_link_hands_it_over(self):
         url = self.serve("/link.bin")
@@ -159,16 +131,10 @@ class InChromium(Browser):
             self.assertEqual(note.count("."), 1, note)
         self.assertEqual(self.session.companion.downloads(), [])
 
-    def test_menu_on_an_unsupported_url_shows_an_error(self):
-        self.open(self.add_page("/secure", LINK % "https://127.0.0.1/a.bin"))
-        self.choose("chromium-secure")
-        harness.wait_until(lambda: self.desktop.notes, 10, "a notification")
-        self.assertIn("no address that Pellora takes", self.desktop.notes[0])
-        self.assertEqual(self.session.companion.downloads(), [])
-
     def test_extension_has_its_permissions_and_sees_no_site(self):
         granted = self.browser.evaluate(self.worker, "chrome.permissions.getAll()")
-        self.assertEqual(sorted(granted["permissions"]), ["contextMenus", "nativeMessaging", "notifications"])
+        self.assertEqual(sorted(granted["permissions"]), ["activeTab", "alarms", "contextMenus", "nativeMessaging",
+                                                          "notifications", "scripting", "storage", "webRequest"])
         self.assertEqual(granted.get("origins", []), [])
 
     def test_reports_an_unregistered_host(self):
@@ -176,18 +142,39 @@ class InChromium(Browser):
         self.assertIn("cannot be reached", self.notification_for("http://127.0.0.1/a.bin"))
 
 
-class InFirefox(Browser):
-    def setUp(self):
-        super().setUp()
-        self.browser = Firefox(self.session, os.path.join(self.session.root, "firefox"))
-        self.addCleanup(self.browser.close)
-        self.browser.install(self.extension)
+class WithoutWebEngine(WithChromium):
+    settings = {"BrowserIngeration": "True", "WebEngine": "0"}
 
-    def choose(self, page):
+    def test_menu_on_an_unsupported_url_shows_an_error(self):
+        self.open(self.add_page("/secure", LINK % "https://127.0.0.1/a.bin"))
+        self.choose("chromium-secure")
+        harness.wait_until(lambda: self.desktop.notes, 10, "a notification")
+        self.assertIn("no address that Pellora takes", self.desktop.notes[0])
+        self.assertEqual(self.session.companion.downloads(), [])
+
+
+class InFirefox(Lists, WithFirefox):
+    def on_list(self, expression):
+        for handle in self.browser.call("WebDriver:GetWindowHandles"):
+            self.browser.call("WebDriver:SwitchToWindow", handle=handle)
+            if "/links.html" in self.browser.in_page("location.href"):
+                return self.browser.in_page(expression)
+        return []
+
+    def click_on_list(self, selector):
+        self.browser.click_on(selector)
+
+    def type_on_list(self, text):
+        self.browser.keys(*text)
+
+    def choose_all(self, page):
+        self.choose(page, "Download all links with Pellora...", "a", (500, 20))
+
+    def choose(self, page, title=TITLE, key="D", point=(200, 200)):
         """Opens the real menu by the mouse and activates the real entry in it."""
         self.browser.call("WebDriver:Navigate", url=page)
         time.sleep(1)
-        self.browser.right_click(200, 200)
+        self.browser.right_click(*point)
         found = self.browser.in_chrome("""
             const [title, done] = arguments;
             const menu = document.getElementById("contentAreaContextMenu");
@@ -198,8 +185,8 @@ class InFirefox(Browser):
               else if (Date.now() > until) done([menu.state, [...menu.children].filter((i) => !i.hidden).map((i) => i.label)]);
               else setTimeout(look, 100);
             };
-            look();""", TITLE)
-        self.assertEqual(found, "D", "the access key")
+            look();""", title)
+        self.assertEqual(found, key, "the access key")
 
     def test_menu_on_a_link_hands_it_over(self):
         url = self.serve("/link.bin")

@@ -69,6 +69,11 @@ class BusFixture : public testing::Test {
         added({std::to_string(calls.size()) + "-7-x"}, "");
       }
     };
+    door.takeOver = [this](const ScriptedAdd& wanted, const BusActions::Added& added) {
+      calls.push_back("take over " + wanted.url);
+      requests.push_back(wanted);
+      taken = added;
+    };
     door.listArchive = [this](const ArchiveOrder& order, const BusActions::Listed& listed) {
       calls.push_back("list archive " + order.url);
       orders.push_back(order);
@@ -154,6 +159,7 @@ class BusFixture : public testing::Test {
   QList<DownloadRow> rows;
   std::vector<std::string> calls;
   std::vector<ScriptedAdd> requests;
+  BusActions::Added taken;  // answers the last take-over
   std::vector<ArchiveOrder> orders;
   ListedArchive archive;         // of every address
   std::vector<std::string> ids;  // of each add; empty: one that follows from the calls

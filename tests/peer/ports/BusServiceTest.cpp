@@ -50,6 +50,47 @@ TEST_F(BusServiceTest, RefusesARequestAboutAnArchiveWithAKeyThatIsNotItsOwn) {
   EXPECT_TRUE(calls.empty());
 }
 
+TEST_F(BusServiceTest, AnswersATakeOverOnceItIsDecided) {
+  StartService();
+  const QDBusConnection bus = Bus();
+  const QVariantMap begun{{kUrlKey, "https://a/1"}, {kReferrerKey, "https://p/"}, {kCookiesKey, "k=v"},
+                          {kUserAgentKey, "B/1"},   {kSizeKey, 5'000'000'000LL},  {kTypeKey, "a/b"}};
+  const auto ask = [&](const QVariantMap& request) {
+    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "TakeOver");
+    call << request;
+    return bus.asyncCall(call);
+  };
+  const auto answer = [&](const QDBusPendingCall& call) {
+    EXPECT_TRUE(RunUntil([&] { return call.isFinished(); }));
+    return QDBusPendingReply<QVariantMap>(call).value();
+  };
+  const QDBusPendingCall pending = ask(begun);
+  ASSERT_TRUE(RunUntil([&] { return requests.size() == 1; }));
+  const ScriptedAdd& wanted = requests.front();
+  EXPECT_EQ(wanted.url + " " + wanted.referrer + " " + wanted.cookies + " " + wanted.userAgent,
+            "https://a/1 https://p/ k=v B/1");
+  EXPECT_EQ(wanted.expected, (ExpectedAnswer{5'000'000'000, "a/b"}));
+  EXPECT_FALSE(pending.isFinished());
+  taken({"4-7-x"}, "");
+  EXPECT_EQ(answer(pending), (QVariantMap{{kIdKey, "4-7-x"}}));
+
+  const QDBusPendingCall refused = ask(begun);
+  ASSERT_TRUE(RunUntil([&] { return requests.size() == 2; }));
+  taken({}, "No.");
+  EXPECT_EQ(answer(refused), (QVariantMap{{kReasonKey, "No."}}));
+
+  QVariantMap vague = begun;
+  vague.remove(kSizeKey);
+  EXPECT_EQ(answer(ask(vague)).value(kReasonKey), "The request does not say what the browser got.");
+  QVariantMap wrong = begun;
+  wrong[kSizeKey] = 7;
+  EXPECT_EQ(answer(ask(wrong)).value(kReasonKey), "The option \"size\" has a value of another type.");
+  wrong = begun;
+  wrong[kFolderKey] = "/etc";
+  EXPECT_EQ(answer(ask(wrong)).value(kReasonKey), "Pellora does not know the option \"folder\".");
+  EXPECT_EQ(requests.size(), 2U);
+}
+
 TEST_F(BusServiceTest, ListsTheEntriesOfAnArchiveInFull) {
   StartService();
   archive.entries = {{"d/", 0, 0, 0, ""}, {"d/\xC3\xBC", 5'000'000'000, 4'000'000'000, 44'197.5, "encrypted"}};

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "tools/HostFrames.h"
+#include "tools/HostList.h"
+#include "tools/HostRequests.h"
 
 namespace pellora {
 namespace {
@@ -84,6 +86,89 @@ TEST(ParseRequest, ReportsWhatItCannotForward) {
                            R"({"url":"http://a/b","cookie":["k"]})", R"({"url":"http://a/b")"}) {
     EXPECT_NE(ParseRequest(json).error, "") << json;
   }
+}
+
+TEST(ParseRequest, ReadsADownloadThatTheBrowserHasBegun) {
+  const HostRequest request = ParseRequest(R"({"command":"take-over","url":"https://a/b","referrer":"https://p/",
+      "cookie":"k=v","userAgent":"Browser/1","size":5000000000,"type":"application/zip"})");
+  EXPECT_EQ(request.error, "");
+  EXPECT_EQ(request.command, HostCommand::TakeOver);
+  EXPECT_EQ(request.userAgent, "Browser/1");
+  EXPECT_EQ(request.size, 5'000'000'000);
+  EXPECT_EQ(request.type, "application/zip");
+  EXPECT_EQ(ParseRequest(R"({"command":"take-over","url":"http://a/b","size":-1})").error, "");
+}
+
+TEST(ParseRequest, ReadsTheCommandsOfThePopup) {
+  EXPECT_EQ(ParseRequest(R"({"command":"list"})").command, HostCommand::List);
+  EXPECT_EQ(ParseRequest(R"({"command":"list"})").error, "");
+  EXPECT_EQ(ParseRequest(R"({"command":"open"})").error, "");
+  const HostRequest request = ParseRequest(R"({"command":"pause","id":"1-2-3"})");
+  EXPECT_EQ(request.error, "");
+  EXPECT_EQ(request.command, HostCommand::Pause);
+  EXPECT_EQ(request.id, "1-2-3");
+}
+
+TEST(ParseRequest, RefusesValuesOfOtherTypesAndSizes) {
+  const std::string longText(70'000, 'x');
+  const std::string longWord(1'025, 'x');
+  for (const std::string& json : {
+           std::string(R"({"command":"take-over","url":"http://a/b"})"),
+           std::string(R"({"command":"take-over","url":"http://a/b","size":"7"})"),
+           std::string(R"({"command":"take-over","url":"http://a/b","size":1.5})"),
+           std::string(R"({"command":"take-over","url":"http://a/b","size":-2})"),
+           std::string(R"({"command":"take-over","url":"http://a/b","size":1e300})"),
+           std::string(R"({"command":"take-over","url":"ftp://a/b","size":1})"),
+           std::string(R"({"command":"take-over","url":"http://","size":1})"),
+           std::string(R"({"command":"take-over","url":"http://a/b","size":1,"type":7})"),
+           R"({"command":"take-over","url":"http://a/b","size":1,"userAgent":")" + longWord + R"("})",
+           R"({"url":"http://a/b","cookie":")" + longText + R"("})",
+           R"({"url":"http://a/)" + longText + R"("})",
+           std::string(R"({"url":"http://a/b","quiet":"yes"})"),
+           std::string(R"({"command":"erase","url":"http://a/b"})"),
+           std::string(R"({"command":7,"url":"http://a/b"})"),
+           std::string(R"({"command":"pause"})"),
+           std::string(R"({"command":"pause","id":7})"),
+           R"({"command":"show","id":")" + longWord + R"("})",
+       }) {
+    EXPECT_NE(ParseRequest(QByteArray::fromStdString(json)).error, "") << json.substr(0, 80);
+  }
+}
+
+DownloadRow Row(const char* name, const char* state) {
+  DownloadRow row;
+  row.name = name;
+  row.state = state;
+  row.id = QString("id-") + name;
+  return row;
+}
+
+TEST(ListText, ShowsWhatIsNotFinishedWithTheRunningOnesFirst) {
+  DownloadRow running = Row("b", "active");
+  running.received = 5'000'000'000;
+  running.bytesPerSecond = 2.5;
+  EXPECT_EQ(
+      ListText({Row("a", "queued"), Row("f", "finished"), running}),
+      R"({"downloads":[{"id":"id-b","name":"b","percent":0,"reason":"","received":5000000000,"size":0,"speed":2.5,)"
+      R"("state":"active"},{"id":"id-a","name":"a","percent":0,"reason":"","received":0,"size":0,"speed":0,)"
+      R"("state":"queued"}],"more":0,"ok":true,"running":1})");
+  EXPECT_EQ(ListText({}), R"({"downloads":[],"more":0,"ok":true,"running":0})");
+}
+
+TEST(ListText, FitsAReplyHoweverLongTheListIs) {
+  QList<DownloadRow> rows;
+  DownloadRow row = Row("", "active");
+  row.name = QString(40'000, QChar(1));
+  row.reason = row.name;
+  for (int i = 0; i < 2'000; ++i) rows.append(row);
+  const QByteArray text = ListText(rows);
+  EXPECT_LT(text.size(), 1 << 20);
+  EXPECT_TRUE(text.contains(R"("more":1900,)"));
+  EXPECT_TRUE(text.contains(R"("running":2000})"));
+}
+
+TEST(AnswerText, SaysThatTheProgramIsNotRunning) {
+  EXPECT_EQ(AbsentText(), R"({"absent":true,"error":"Pellora is not running.","ok":false})");
 }
 
 TEST(AnswerText, ReportsSuccessWithoutAnError) {

@@ -89,6 +89,36 @@ class Host(HandOver):
         [answer], code = self.host(frame({"url": "file:///a/b"}))
         self.assertIn("no addresses of this kind", answer["error"])
 
+    def test_takes_nothing_over_and_starts_nothing_while_the_program_is_not_running(self):
+        self.session.start()
+        self.stop()
+        begun = {"command": "take-over", "url": "https://a.example/b", "size": 7, "type": "a/b"}
+        answers, code = self.host(frame(begun) + frame({"command": "list"}) + frame({"command": "pause", "id": "1-2-3"}))
+        self.assertEqual(code, 0)
+        self.assertEqual(answers, [{"ok": False, "absent": True, "error": "Pellora is not running."}] * 3)
+        self.assertFalse(self.session.name_taken())
+
+    def test_lists_and_pauses_what_runs(self):
+        self.session.start()
+        url = self.slow()
+        [answer], _ = self.host(frame({"command": "list"}))
+        [shown] = answer["downloads"]
+        self.assertEqual((answer["ok"], answer["running"], answer["more"], shown["state"]), (True, 1, 0, "active"))
+        [paused], _ = self.host(frame({"command": "pause", "id": shown["id"]}))
+        self.assertEqual(paused, {"ok": True})
+        self.wait_state(url, "paused")
+        [again], _ = self.host(frame({"command": "pause", "id": shown["id"]}))
+        self.assertEqual(again, {"ok": False, "error": "It is not running."})
+
+    def test_adds_one_of_many_without_a_question_by_either_engine(self):
+        self.session.start()
+        url = self.serve("/a.bin")
+        wish = {"url": url, "referrer": "http://p.example/", "quiet": True}
+        self.assertEqual(self.host(frame(wish)), ([{"ok": True}], 0))
+        self.session.companion.wait_finished([url], 30)
+        self.assertEqual(self.host(frame(wish)), ([{"ok": False, "error": "It is in the list already."}], 0))
+        self.assertEqual(self.session.dialogs(), [])
+
     def test_exits_cleanly_on_broken_frames(self):
         began = time.monotonic()
         for data, code in ((b"", 0), (struct.pack("=I", 0), 1), (struct.pack("=I", 0xFFFFFFFF), 1),

@@ -1,5 +1,6 @@
-"""The rule about the extension's permissions names each that is too many or missing, and nothing that is right."""
+"""The rules about the extension's permissions and texts name each that is too many or missing, and nothing that is right."""
 
+import glob
 import json
 import os
 import sys
@@ -45,11 +46,35 @@ class Permissions(unittest.TestCase):
         self.assertEqual(self.faults(script, **optional), ["never requests its optional permissions"])
         self.assertEqual(self.faults(script + "chrome.permissions.request({});", **optional), [])
 
+    def test_scripts_in_pages_need_the_users_click(self):
+        script = SCRIPT + "chrome.scripting.executeScript({});"
+        self.assertEqual(self.faults(script, permissions=["contextMenus", "nativeMessaging", "scripting"]),
+                         ["uses activeTab without the permission"])
+
     def test_shipped_extension_passes(self):
         with open(os.path.join(ROOT, "browser/manifest.json.in"), encoding="utf-8") as f:
             manifest = json.load(f)
-        with open(os.path.join(ROOT, "browser/background.js"), encoding="utf-8") as f:
-            self.assertEqual(lint.extension_faults(manifest, f.read()), [])
+        scripts = []
+        for path in sorted(glob.glob(os.path.join(ROOT, "browser/*.js"))):
+            with open(path, encoding="utf-8") as f:
+                scripts.append(f.read())
+        self.assertEqual(lint.extension_faults(manifest, "\n".join(scripts)), [])
+
+
+class Messages(unittest.TestCase):
+    def faults(self, uses=("ask", "name"), **messages):
+        return lint.message_faults({"en": {"ask": "$1 &now?", "name": "Name"}, **messages}, set(uses))
+
+    def test_complete_languages_pass(self):
+        self.assertEqual(self.faults(de={"ask": "&Jetzt $1?", "name": "Name"}), [])
+
+    def test_unused_and_missing_texts_are_reported(self):
+        self.assertEqual(self.faults(uses=("ask", "other")), ["en has name, which nothing uses", "en lacks other"])
+        self.assertEqual(self.faults(de={"ask": "&Jetzt $1?", "more": ""}), ["de lacks name", "de has more, which en lacks"])
+
+    def test_lost_values_and_access_keys_are_reported(self):
+        self.assertEqual(self.faults(de={"ask": "&Jetzt?", "name": "Name"}), ["de: ask has other marks than in English"])
+        self.assertEqual(self.faults(de={"ask": "Jetzt $1?", "name": "Name"}), ["de: ask has other marks than in English"])
 
 
 if __name__ == "__main__":

@@ -1,0 +1,89 @@
+#include "mainwin/TakeOver.h"
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "async/TaskLoop.h"
+#include "core/EngineChoice.h"
+#include "core/Program.h"
+#include "core/Queue.h"
+#include "core/WebAddress.h"
+#include "mainwin/MainWindow.h"
+#include "ports/Clock.h"
+#include "ports/Platform.h"
+
+namespace pellora {
+
+namespace {
+
+constexpr std::uint32_t kPatience = 20'000;  // ms; the browser's download is held meanwhile
+
+// Why it is not even tried; empty if it is.
+std::string FaultOf(Program& program, const ScriptedAdd& wanted) {
+  const AddressReading address = ReadAddress(program, wanted.url);
+  const std::optional<WebAddress> web = ParseWebAddress(wanted.url);
+  if (address.engine != EngineName::Web || !web || !IsHttp(web->scheme)) {
+    return "Pellora takes over no downloads of such addresses; with the option \"All downloads\" it takes those of "
+           "http.";
+  }
+  if (FindListed(program, address.listed, address.engine) != 0) return "It is in the list already.";
+  if (Queue(program).IsFull(program.settings.MaxSimulDownlads)) return "As many downloads are running as may.";
+  return {};
+}
+
+bool HasAnswer(Program& program, std::int16_t index) {
+  const WebFigures* const figures = program.Web(index);
+  return figures != nullptr && figures->answered;
+}
+
+// Nothing more will come of it: it has stopped, waits for a place, or asks.
+bool HasStopped(Program& program, std::int16_t index) {
+  const DownloadRecord& record = program.Download(index);
+  return record.Paused || record.Queued != 0 || record.Finished;
+}
+
+std::string ReasonOfStop(Program& program, std::int16_t index) {
+  const WebFigures* const figures = program.Web(index);
+  if (figures != nullptr && !figures->reason.empty()) return figures->reason;
+  return HasStopped(program, index) ? "The download was stopped." : "The server has not answered in time.";
+}
+
+void ShowItsWindow(Program& program, std::int16_t index, bool quiet) {
+  if (quiet) return;
+  program.EndQuiet(index);
+  const std::shared_ptr<Transfer> transfer = program.TransferWindowAt(index);
+  if (transfer && program.ShowTransferWindow) transfer->ShowWindow();
+}
+
+}  // namespace
+
+Task<> TakeOver(Program* program, MainWindow* window, ScriptedAdd wanted, std::function<void(const AddOutcome&)> done) {
+  AddOutcome outcome{0, FaultOf(*program, wanted)};
+  const bool quiet = std::exchange(wanted.quiet, true);  // no window of what is given back
+  wanted.fromBrowser = true;
+  if (outcome.reason.empty()) outcome = AddForScript(*program, wanted).front();
+  const std::int16_t index = outcome.index;
+  if (index == 0) {
+    done(outcome);
+    co_return;
+  }
+  const std::uint32_t serial = program->Serial(index);
+  const std::uint32_t began = program->platform.clock.TickCount();
+  std::function<bool()> over = [program, index, serial, began] {
+    return !program->Holds(index, serial) || HasAnswer(*program, index) || HasStopped(*program, index) ||
+           program->platform.clock.TickCount() - began >= kPatience;
+  };
+  co_await program->platform.tasks.Until(std::move(over));
+  if (!program->Holds(index, serial)) {
+    outcome = {0, "It was removed from the list."};
+  } else if (HasAnswer(*program, index)) {
+    ShowItsWindow(*program, index, quiet);
+  } else {
+    outcome = {0, ReasonOfStop(*program, index)};
+    window->RemoveRecord(index);
+  }
+  done(outcome);
+}
+
+}  // namespace pellora

@@ -1,0 +1,44 @@
+#include "tools/HostList.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <algorithm>
+#include <iterator>
+
+namespace pellora {
+
+namespace {
+
+constexpr qsizetype kMostRows = 100;
+constexpr qsizetype kLongestShown = 300;  // characters
+
+QJsonObject RowOf(const DownloadRow& row) {
+  return {{"id", row.id.left(kLongestShown)},
+          {"name", row.name.left(kLongestShown)},
+          {"state", row.state},
+          {"received", row.received},
+          {"size", row.size},
+          {"percent", row.percent},
+          {"speed", row.bytesPerSecond.value_or(0)},
+          {"reason", row.reason.left(kLongestShown)}};
+}
+
+}  // namespace
+
+QByteArray ListText(const QList<DownloadRow>& rows) {
+  const auto isActive = [](const DownloadRow& row) { return row.state == QLatin1String("active"); };
+  QList<DownloadRow> shown;
+  std::copy_if(rows.begin(), rows.end(), std::back_inserter(shown),
+               [](const DownloadRow& row) { return row.state != QLatin1String("finished"); });
+  std::stable_partition(shown.begin(), shown.end(), isActive);
+  const qsizetype more = std::max<qsizetype>(0, shown.size() - kMostRows);
+  QJsonArray downloads;
+  for (const DownloadRow& row : shown.first(shown.size() - more)) downloads.append(RowOf(row));
+  const auto running = std::count_if(shown.begin(), shown.end(), isActive);
+  const QJsonObject answer{
+      {"ok", true}, {"running", static_cast<qint64>(running)}, {"more", more}, {"downloads", downloads}};
+  return QJsonDocument(answer).toJson(QJsonDocument::Compact);
+}
+
+}  // namespace pellora
