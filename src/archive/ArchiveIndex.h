@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -44,6 +45,8 @@ class ArchiveIndex {
   // All entries but folders whose name fits one of the patterns; a pattern that fits a folder, which need not have an
   // entry, takes all in it. `*` fits any text, also with "/", and `?` any character.
   std::vector<std::size_t> Matching(std::span<const std::string> patterns) const;
+  // Nothing if its name leads out of the folder. It must be sound, or a folder.
+  std::optional<SelectedEntry> Selected(std::size_t at) const;
   // Of entries that can be unpacked. Without `withFolders` all files come into one folder.
   Selection Select(std::span<const std::size_t> chosen, bool withFolders) const;
 

@@ -15,7 +15,9 @@ namespace pellora {
 struct SelectedEntry {
   std::vector<std::string> path;         // below the folder; safe
   std::string rawName;                   // as it is in the archive
-  Range range;                           // of the archive's file: local header, name and, most likely, all of the data
+  // Of the archive's file: local header, name and, most likely, all of the data. A file without: it was unpacked from an
+  // earlier version of the archive, and is not in this one.
+  Range range;
   std::int64_t reach = 0;                // its data may lie up to here at most: offset in the archive's file
   PackedEntry packed;                    // without a password
   std::optional<std::int64_t> modified;  // seconds since 1970
