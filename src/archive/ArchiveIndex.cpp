@@ -36,6 +36,18 @@ bool FitsWithFolders(std::string_view name, std::string_view pattern) {
   return false;
 }
 
+// That unpacking drops.
+bool HasNeedlessParts(std::string_view name) {
+  return name.starts_with("./") || name.ends_with("/.") || name.find("//") != std::string_view::npos ||
+         name.find("/./") != std::string_view::npos;
+}
+
+std::string JoinedPath(const std::vector<std::string>& parts) {
+  std::string path;
+  for (const std::string& part : parts) path.append(path.empty() ? "" : "/").append(part);
+  return path;
+}
+
 EntryFault FaultOfObstacle(Obstacle obstacle) {
   switch (obstacle) {
     case Obstacle::Password:
@@ -60,7 +72,14 @@ std::string ArchiveIndex::NameOf(const ArchiveEntry& entry) const {
   std::string name = EntryName(entry, page_);
   if (contents_->directory.BackslashSeparates(entry)) std::replace(name.begin(), name.end(), '\\', '/');
   while (name.size() > 1 && name.ends_with('/')) name.pop_back();
-  return name;
+  if (!HasNeedlessParts(name)) return name;
+  const std::optional<std::vector<std::string>> path = EntryPath(name, false);
+  return path ? JoinedPath(*path) : name;
+}
+
+bool ArchiveIndex::LeadsOut(const ArchiveEntry& entry, std::string_view name) const {
+  if (!name.starts_with('/') && name.find("..") == std::string_view::npos) return false;
+  return !EntryPath(EntryName(entry, page_), contents_->directory.BackslashSeparates(entry));
 }
 
 EntryFault ArchiveIndex::FaultOf(std::size_t at) const {
@@ -128,8 +147,7 @@ Selection ArchiveIndex::Select(std::span<const std::size_t> chosen, bool withFol
     if (!withFolders) entry->path.erase(entry->path.begin(), entry->path.end() - 1);
     selection.entries.push_back(std::move(*entry));
   }
-  std::stable_sort(selection.entries.begin(), selection.entries.end(),
-                   [](const auto& a, const auto& b) { return a.range.begin < b.range.begin; });
+  std::stable_sort(selection.entries.begin(), selection.entries.end(), LiesBefore);
   return selection;
 }
 

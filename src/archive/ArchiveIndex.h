@@ -36,8 +36,10 @@ class ArchiveIndex {
   const ArchiveContents& Contents() const { return *contents_; }
   std::size_t Count() const { return contents_->directory.Count(); }
   ArchiveEntry Entry(std::size_t at) const { return contents_->directory.Entry(at); }
-  // In UTF-8 with "/" between its parts; without one at the end, which folders have.
+  // In UTF-8 with "/" between its parts, as it is unpacked; without one at the end, which folders have.
   std::string NameOf(const ArchiveEntry& entry) const;
+  // It leads out of the folder that is unpacked into: such an entry is in no folder of the archive.
+  bool LeadsOut(const ArchiveEntry& entry, std::string_view name) const;
   EntryFault FaultOf(std::size_t at) const;
   // Bytes to be fetched for it; 0 for folders and what cannot be unpacked.
   std::int64_t BytesToFetch(std::size_t at) const;

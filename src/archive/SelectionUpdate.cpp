@@ -89,8 +89,7 @@ SelectionUpdate UpdateSelection(const Selection& chosen, const IntervalSet& unpa
       kept.emplace_back(WithoutPlace(former), i);
     }
   }
-  std::stable_sort(kept.begin(), kept.end(),
-                   [](const auto& a, const auto& b) { return a.first.range.begin < b.first.range.begin; });
+  std::stable_sort(kept.begin(), kept.end(), [](const auto& a, const auto& b) { return LiesBefore(a.first, b.first); });
   update.selection.archive = chosen.archive;
   update.selection.folder = chosen.folder;
   update.selection.existing = chosen.existing;

@@ -78,6 +78,11 @@ ArchiveListing ListFolder(const ArchiveIndex& index, std::string_view folder, st
   for (std::size_t at = 0; at < index.Count(); ++at) {
     const ArchiveEntry entry = index.Entry(at);
     const std::string path = index.NameOf(entry);
+    if (index.LeadsOut(entry, path)) {
+      if (folder.empty() && entry.kind != EntryKind::Folder && FitsFilter(path, filter))
+        AddFile(listing, index, at, entry, path, remark);
+      continue;
+    }
     if (!path.starts_with(start) || path.size() == start.size()) continue;
     const std::size_t slash = path.find('/', start.size());
     if (slash == std::string::npos && entry.kind != EntryKind::Folder) {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -86,11 +87,8 @@ class World {
     }
     return false;
   }
-  bool IsInAllVersions(const std::string& name, const std::string& plain) const {
-    const auto times = times_.find({name, plain});
-    return times != times_.end() && times->second == versions.size();
-  }
-  const std::string& PlainOf(std::size_t number) const { return firstPlain_.at(number); }
+  bool IsInAllVersions(std::size_t number) const { return times_.at(KeyOf(first_.at(number))) == versions.size(); }
+  const std::string& PlainOf(std::size_t number) const { return first_.at(number).plain; }
 
   SimRandom random;
   std::vector<SampleArchive> versions;
@@ -101,6 +99,10 @@ class World {
   bool ignoresCase = false;
 
  private:
+  // What makes an entry the same one in another version: the way of packing shows in its packed size.
+  using Key = std::tuple<std::string, std::string, bool, bool>;
+  static Key KeyOf(const Piece& piece) { return {piece.name, piece.plain, piece.packed, piece.encrypted}; }
+
   bool Same(const std::string& a, const std::string& b) const { return ignoresCase ? EqualsNoCase(a, b) : a == b; }
   // "a (2).txt" is "a.txt" beside another one.
   static std::string WithoutNumber(const std::string& path) {
@@ -128,26 +130,24 @@ class World {
   }
   void AddVersion() {
     SampleArchive archive;
-    std::set<std::pair<std::string, std::string>> here;
+    std::set<Key> here;
     for (const Piece& piece : pieces_) {
       archive.Add(
           {piece.name, piece.plain, piece.packed, piece.encrypted ? kPassword : "", piece.extra, piece.expected});
       if (piece.name.ends_with('/')) continue;
       contents_.insert({piece.name, piece.plain});
-      here.insert({piece.name, piece.plain});
+      here.insert(KeyOf(piece));
     }
-    for (const auto& both : here) ++times_[both];
+    for (const Key& key : here) ++times_[key];
     archive.EndWithDirectory();
-    if (versions.empty()) {
-      for (const Piece& piece : pieces_) firstPlain_.push_back(piece.plain);
-    }
+    if (versions.empty()) first_ = pieces_;
     versions.push_back(std::move(archive));
   }
 
   std::vector<Piece> pieces_;
-  std::vector<std::string> firstPlain_;
+  std::vector<Piece> first_;
   std::set<std::pair<std::string, std::string>> contents_;  // names and bytes of all versions
-  std::map<std::pair<std::string, std::string>, std::size_t> times_;
+  std::map<Key, std::size_t> times_;                        // versions that have it
 };
 
 class ArchiveLife {
@@ -285,7 +285,7 @@ class ArchiveLife {
     for (const std::size_t number : world_.chosen) {
       const SelectedEntry& entry = world_.First().all[number];
       const std::string& plain = world_.PlainOf(number);
-      if (entry.isFolder || !world_.IsInAllVersions(entry.rawName, plain)) continue;
+      if (entry.isFolder || !world_.IsInAllVersions(number)) continue;
       bool found = false;
       for (const std::string& path : run.rig.sim.disk().Paths()) {
         found |= path.starts_with(kFolder) && run.rig.sim.disk().Holds(path, plain);
@@ -316,10 +316,11 @@ class ArchiveLife {
     const LoginPlace place = PasswordPlace(*world_.First().Choose({0}, kFolder), entry->id);
     run.rig.sim.Do([&] { run.rig.services->logins.Give({place, {}}, {{}, password}, false); });
   }
-  // Some of it is wrong in one place.
+  // An entry is wrong in one place.
   std::string Damaged() {
-    std::string bytes = world_.versions.back().bytes;
-    bytes[world_.random.Below(bytes.size())] ^= '\x55';
+    const SampleArchive& archive = world_.versions.back();
+    std::string bytes = archive.bytes;
+    bytes[world_.random.Below(static_cast<std::uint64_t>(archive.all.back().reach))] ^= '\x55';
     return bytes;
   }
   void Serve(const std::string& bytes) {

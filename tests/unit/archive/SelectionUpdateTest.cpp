@@ -59,6 +59,17 @@ TEST(SelectionUpdate, FindsEntriesAtTheirNewPlaces) {
   EXPECT_EQ(update.selection.existing, Existing::Keep);
 }
 
+TEST(SelectionUpdate, PutsWhatHasNoBytesBeforeTheFirstFile) {
+  const std::vector<TestEntry> files = {kFiles[2], kFiles[0]};
+  const std::vector<std::size_t> both = {0, 1};
+  const ArchiveIndex index = IndexOf({files}, "1");
+  const Selection chosen = index.Select(both, true);
+  EXPECT_EQ(NamesOf(chosen), (std::vector<std::string>{"dir/", "b"}));
+  Selection former = chosen;
+  std::swap(former.entries[0], former.entries[1]);
+  EXPECT_EQ(NamesOf(UpdateSelection(former, {}, {}, index).selection), NamesOf(chosen));
+}
+
 TEST(SelectionUpdate, IsWhatWasChosenIfNothingHasChanged) {
   const ArchiveIndex index = IndexOf({kFiles}, "1");
   const Selection chosen = AllOf(index);
