@@ -135,7 +135,7 @@ struct App::Parts {
     PauseAndSave(program, [&windows] {
       for (const auto& window : windows) Skip([&] { window->Unload(); });
     });
-    if (web) web->journal.Finish();  // what was added, paused or removed just now
+    if (web) FinishJournal(program, *web);  // what was added, paused or removed just now
     End(program);
   }
 
@@ -239,6 +239,7 @@ struct App::Parts {
       const JournalEntry* const entry = web->journal.Find(JournalKeyOf(record.URL, record.DateAdded));
       return entry != nullptr && !entry->selection.empty();
     };
+    program.isUnjournaled = [this](int index) { return LacksJournalLine(program, *web, index); };
     program.hasJournalEntry = [this](const std::string& url, double added) {
       return web->journal.Find(JournalKeyOf(url, added)) != nullptr;
     };

@@ -162,6 +162,7 @@ void ArchiveWindows::Download(const ArchiveLook& look) {
   }
   AddRequest request{.url = look.url, .caller = this};
   request.folder = look.add.folder;
+  request.name = look.name;
   request.web = look.add;
   program_.platform.tasks.Spawn(AddDownload(&program_, std::move(request)));
 }

@@ -75,6 +75,11 @@ std::string ArchiveIndex::NameOf(const ArchiveEntry& entry) const {
   return name;
 }
 
+bool ArchiveIndex::IsOutside(const ArchiveEntry& entry, std::string_view name) const {
+  if (!name.starts_with('/') && name.find("..") == std::string_view::npos) return false;
+  return LeadsOut(EntryName(entry, page_), contents_->directory.BackslashSeparates(entry));
+}
+
 EntryFault ArchiveIndex::FaultOf(std::size_t at) const {
   const ArchiveEntry entry = Entry(at);
   const EntryFault fault = FaultOfObstacle(entry.obstacle);
@@ -108,46 +113,43 @@ std::vector<std::size_t> ArchiveIndex::Matching(std::span<const std::string> pat
   return matching;
 }
 
+std::optional<SelectedEntry> ArchiveIndex::Selected(std::size_t at) const {
+  const ArchiveEntry entry = Entry(at);
+  std::optional<std::vector<std::string>> path =
+      EntryPath(EntryName(entry, page_), contents_->directory.BackslashSeparates(entry));
+  if (!path) return std::nullopt;
+  SelectedEntry selected;
+  selected.path = std::move(*path);
+  selected.rawName = entry.rawName;
+  selected.packed = {entry.method,
+                     entry.flags,
+                     entry.dosTime,
+                     entry.dosDate,
+                     entry.crc,
+                     static_cast<std::uint64_t>(entry.packed),
+                     static_cast<std::uint64_t>(entry.size),
+                     std::string(entry.aes),
+                     {}};
+  selected.modified = entry.modified;
+  selected.mode = entry.mode;
+  selected.isFolder = entry.kind == EntryKind::Folder;
+  if (selected.isFolder) return selected;
+  selected.range = layout_.RangeOf(at);
+  selected.reach = layout_.LargestRangeOf(at).end;
+  return selected;
+}
+
 Selection ArchiveIndex::Select(std::span<const std::size_t> chosen, bool withFolders) const {
   Selection selection;
   selection.archive = contents_->name;
   selection.facts = contents_->facts;
   for (const std::size_t at : chosen) {
-    const ArchiveEntry entry = Entry(at);
-    const bool isFolder = entry.kind == EntryKind::Folder;
-    if (isFolder && !withFolders) continue;
-    std::optional<std::vector<std::string>> path =
-        EntryPath(EntryName(entry, page_), contents_->directory.BackslashSeparates(entry));
-    if (!path) continue;
-    SelectedEntry selected;
-    if (withFolders) {
-      selected.path = std::move(*path);
-    } else {
-      selected.path = {std::move(path->back())};
-    }
-    selected.rawName = entry.rawName;
-    selected.packed = {entry.method,
-                       entry.flags,
-                       entry.dosTime,
-                       entry.dosDate,
-                       entry.crc,
-                       static_cast<std::uint64_t>(entry.packed),
-                       static_cast<std::uint64_t>(entry.size),
-                       std::string(entry.aes),
-                       {}};
-    selected.modified = entry.modified;
-    selected.mode = entry.mode;
-    selected.isFolder = isFolder;
-    if (!isFolder) {
-      selected.range = layout_.RangeOf(at);
-      selected.reach = layout_.LargestRangeOf(at).end;
-    }
-    selection.entries.push_back(std::move(selected));
+    std::optional<SelectedEntry> entry = Selected(at);
+    if (!entry || (entry->isFolder && !withFolders)) continue;
+    if (!withFolders) entry->path.erase(entry->path.begin(), entry->path.end() - 1);
+    selection.entries.push_back(std::move(*entry));
   }
-  // Folders come first, before a file at the very beginning as well.
-  const auto place = [](const SelectedEntry& entry) { return std::pair(entry.range.begin, entry.range.end); };
-  std::stable_sort(selection.entries.begin(), selection.entries.end(),
-                   [&](const SelectedEntry& a, const SelectedEntry& b) { return place(a) < place(b); });
+  std::stable_sort(selection.entries.begin(), selection.entries.end(), LiesBefore);
   return selection;
 }
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -40,6 +41,8 @@ class ArchiveIndex {
   // In UTF-8 with "/" between its parts, without "." among them; without "/" at the end, which folders have. What leads
   // out of the folder is as it is.
   std::string NameOf(const ArchiveEntry& entry) const;
+  // It leads out of the folder that is unpacked into: such an entry is in no folder of the archive.
+  bool IsOutside(const ArchiveEntry& entry, std::string_view name) const;
   EntryFault FaultOf(std::size_t at) const;
   // Bytes to be fetched for it; 0 for folders and what cannot be unpacked.
   std::int64_t BytesToFetch(std::size_t at) const;
@@ -47,6 +50,8 @@ class ArchiveIndex {
   // All entries whose name fits one of the patterns; a pattern that fits a folder, which need not have an entry, takes
   // all in it. `*` fits any text, also with "/", and `?` any character.
   std::vector<std::size_t> Matching(std::span<const std::string> patterns) const;
+  // Nothing if its name leads out of the folder. It must be sound, or a folder.
+  std::optional<SelectedEntry> Selected(std::size_t at) const;
   // Of entries that can be unpacked. Without `withFolders` all files come into one folder.
   Selection Select(std::span<const std::size_t> chosen, bool withFolders) const;
 

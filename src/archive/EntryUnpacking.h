@@ -77,6 +77,7 @@ class EntryUnpacking {
   std::string Reason() const { return reason_; }
   // Of Unpacked: the path below the folder, as it was published, with "/".
   std::string Name() const;
+  bool HasPassword() const { return !entry_.packed.password.empty(); }
   // Bytes unpacked so far.
   std::int64_t Plain() const { return plain_; }
 

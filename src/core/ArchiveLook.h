@@ -16,6 +16,7 @@ struct ArchiveLook {
   std::uint32_t serial = 0;
   // The record has only been waiting for this: it leaves the list once some files are taken instead of all.
   bool waits = false;
+  std::string name{};  // that the user has given the archive's file; empty: none
 };
 
 }  // namespace pellora

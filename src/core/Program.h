@@ -92,6 +92,9 @@ class Program {
   std::function<bool(const std::string& url, double added)> hasJournalEntry;
   // A record is of chosen files of an archive, and not of what is at its address; may be empty.
   std::function<bool(int index)> isSelection;
+  // The journal alone knows what a record is, and has no line of it on the disk yet: after a kill it would be another
+  // download. Saves leave it out until then; may be empty.
+  std::function<bool(int index)> isUnjournaled;
   // A record was added for the web engine; may be empty.
   std::function<void(std::int16_t index, const WebAdd& add)> webAdded;
   // The limit of speed of a record was set; may be empty.

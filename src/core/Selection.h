@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/FileFacts.h"
@@ -13,9 +14,11 @@
 namespace pellora {
 
 struct SelectedEntry {
-  std::vector<std::string> path;         // below the folder; safe
-  std::string rawName;                   // as it is in the archive
-  Range range;                           // of the archive's file: local header, name and, most likely, all of the data
+  std::vector<std::string> path;  // below the folder; safe
+  std::string rawName;            // as it is in the archive
+  // Of the archive's file: local header, name and, most likely, all of the data. A file without: it was unpacked from
+  // an earlier version of the archive, and is not in this one.
+  Range range;
   std::int64_t reach = 0;                // its data may lie up to here at most: offset in the archive's file
   PackedEntry packed;                    // without a password
   std::optional<std::int64_t> modified;  // seconds since 1970
@@ -37,9 +40,14 @@ struct Selection {
   std::string folder;   // to unpack into; absolute
   Existing existing = Existing::Number;
   FileFacts facts;                     // of the archive when its directory was read
-  std::vector<SelectedEntry> entries;  // by `range.begin`
+  std::vector<SelectedEntry> entries;  // as LiesBefore has them
 
   bool operator==(const Selection&) const = default;
 };
+
+// What has no bytes comes before what has some at the same place.
+inline bool LiesBefore(const SelectedEntry& a, const SelectedEntry& b) {
+  return std::pair(a.range.begin, a.range.end) < std::pair(b.range.begin, b.range.end);
+}
 
 }  // namespace pellora

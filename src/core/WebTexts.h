@@ -199,6 +199,11 @@ enum class WebText : std::int16_t {
   PasswordOfArchive = 1015,
   RemarkColumn = 1016,
   FilesToUnpack = 1017,  // %1: how many
+  // The archive has changed since its files were chosen.
+  ChosenMissing = 1018,  // %1: how many
+  AskLeaveOut = 1019,
+  LeaveOut = 1020,       // a button
+  StopUnpacking = 1021,  // a button
 
   // Notices of the desktop.
   ShowNotices = 851,  // in the options

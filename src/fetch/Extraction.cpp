@@ -9,6 +9,8 @@ namespace pellora {
 
 namespace {
 
+constexpr int kMostPasswords = 3;
+
 std::vector<Range> RangesOf(const Selection& selection) {
   std::vector<Range> ranges;
   for (const SelectedEntry& entry : selection.entries) {
@@ -37,6 +39,10 @@ Extraction::Extraction(std::shared_ptr<const Selection> selection, IntervalSet u
       unpacked_(std::move(unpacked)),
       size_(BytesToFetch(*selection_)),
       ranges_(RangesOf(*selection_)) {
+  for (std::size_t i = 0; i < ranges_.size(); ++i) {
+    const bool wasUnpacked = !selection_->entries[i].isFolder && ranges_[i].Length() == 0;
+    if (wasUnpacked) unpacked_.Add({Number(i), Number(i) + 1});
+  }
   FindNeeded();
 }
 
@@ -137,8 +143,14 @@ void Extraction::IsDamaged(std::size_t number, bool isOther) {
   changed_ |= isOther;
 }
 
-void Extraction::LacksPassword(std::size_t number) {
+void Extraction::LacksPassword(std::size_t number, bool hadPassword, bool someUnpacked) {
   ready_.erase(number);
+  const bool isSuspect = someUnpacked || (hadPassword && ++refused_[number] >= kMostPasswords);
+  if (isSuspect && !fetchedAgain_.contains(number)) {
+    refused_.erase(number);
+    again_.insert(number);
+    return;
+  }
   locked_.insert(number);
 }
 

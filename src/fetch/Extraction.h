@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -55,7 +56,9 @@ class Extraction {
   bool NeedsMore(std::size_t number, Range more);
   // The first time it is to be fetched again.
   void IsDamaged(std::size_t number, bool isOther);
-  void LacksPassword(std::size_t number);
+  // The entry is encrypted: the password is missing or wrong, or the entry is damaged. That is likely if some of it was
+  // unpacked, or if the user's third password is refused too: then it is fetched again, once.
+  void LacksPassword(std::size_t number, bool hadPassword, bool someUnpacked);
 
   bool IsIncomplete() const { return !again_.empty() || lengthened_; }
   // What is to be fetched once more, and has to be forgotten before.
@@ -77,6 +80,7 @@ class Extraction {
   std::set<std::size_t> again_;         // to be fetched once more
   std::set<std::size_t> fetchedAgain_;  // were
   std::set<std::size_t> locked_;
+  std::map<std::size_t, int> refused_;  // passwords for it
   std::set<std::size_t> damaged_;
   bool lengthened_ = false;
   bool changed_ = false;

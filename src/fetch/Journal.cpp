@@ -39,6 +39,8 @@ struct Journal::Store {
 
   void Append(const std::string& line) {
     if (!file) {
+      // A new one's name is to be on the disk with its first line.
+      if (!files->StateOf(path)) files->Replace(path, {});
       file = files->OpenJournal(path);
       length = file->Length();
     }
@@ -80,6 +82,7 @@ void Journal::Open() {
       gone_.push_back(entry);
     } else {
       entries_[entry.key] = entry;
+      onDisk_->insert(entry.key);
     }
     kept.push_back(std::move(entry));
   }
@@ -119,7 +122,10 @@ std::set<std::string> Journal::ClaimedPaths(const JournalKey& own) const {
 
 void Journal::Put(const JournalEntry& entry, Done done) {
   entries_[entry.key] = entry;
-  Append(JournalLine(entry), std::move(done));
+  Append(JournalLine(entry), [onDisk = onDisk_, key = entry.key, done = std::move(done)](bool written) {
+    if (written) onDisk->insert(key);
+    if (done) done(written);
+  });
 }
 
 void Journal::Remove(const JournalKey& key, Done done) {
@@ -130,12 +136,14 @@ void Journal::Remove(const JournalKey& key, Done done) {
   }
   JournalEntry gone = std::move(at->second);
   entries_.erase(at);
+  onDisk_->erase(key);
   gone.state = JournalState::Gone;
   Append(JournalLine(gone), std::move(done));
 }
 
 void Journal::Drop(const JournalKey& key) {
   if (entries_.erase(key) == 0) return;
+  onDisk_->erase(key);
   JournalEntry dropped;
   dropped.key = key;
   dropped.state = JournalState::Gone;

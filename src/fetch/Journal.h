@@ -34,6 +34,8 @@ class Journal {
   const JournalEntry* Find(const JournalKey& key) const;  // null if there is none
   const std::map<JournalKey, JournalEntry>& All() const { return entries_; }
   std::vector<JournalEntry> Entries() const;  // a copy, for those who change the journal meanwhile
+  // A line of it has reached the disk.
+  bool IsOnDisk(const JournalKey& key) const { return onDisk_->contains(key); }
   // What downloads other than `own` that are not finished will be called.
   std::set<std::string> ClaimedPaths(const JournalKey& own) const;
   // Those deleted before this run whose part files are there: a kill came between.
@@ -65,6 +67,7 @@ class Journal {
   const std::shared_ptr<bool> lacksLine_ = std::make_shared<bool>(false);
   // Lines whose works have not reported their ends.
   const std::shared_ptr<std::deque<std::string>> pending_ = std::make_shared<std::deque<std::string>>();
+  const std::shared_ptr<std::set<JournalKey>> onDisk_ = std::make_shared<std::set<JournalKey>>();
   bool damaged_ = false;
 };
 

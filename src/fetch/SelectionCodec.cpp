@@ -160,7 +160,8 @@ bool TakeLine(const std::array<Field<Whole>, count>& known, Whole& whole, Text l
 // `from`: where the entry before it ends.
 bool IsSound(const SelectedEntry& entry, std::int64_t from, std::int64_t total) {
   const Range& range = entry.range;
-  const bool hasBytes = entry.isFolder ? range.begin <= range.end : range.begin < range.end;
+  const bool needsNone = entry.isFolder ? range.begin == range.end : range == Range{};
+  const bool hasBytes = needsNone || range.begin < range.end;
   return !entry.path.empty() && hasBytes && range.begin >= from && range.end <= entry.reach && entry.reach <= total;
 }
 

@@ -1,6 +1,7 @@
 #include "fetch/SelectionFiles.h"
 
 #include <algorithm>
+#include <charconv>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -26,10 +27,26 @@ bool IsNumber(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
+// The id, and from the second selection of a download on a dot and its number.
+bool IsEnding(std::string_view text) {
+  const std::size_t dot = text.find('.');
+  return IsNumber(text.substr(0, dot)) && (dot == std::string_view::npos || IsNumber(text.substr(dot + 1)));
+}
+
 }  // namespace
 
 std::string SelectionNameOf(const Journal& journal, std::uint64_t id) {
   return Beginning(journal) + std::to_string(id);
+}
+
+std::string FollowingSelectionName(const std::string& name, std::uint64_t id) {
+  const std::string ofId = "." + std::to_string(id);
+  const std::size_t dot = name.rfind('.');
+  const std::string beforeDot = name.substr(0, dot);
+  if (!beforeDot.ends_with(ofId)) return name + ".2";
+  std::uint64_t number = 0;
+  std::from_chars(name.data() + dot + 1, name.data() + name.size(), number);
+  return beforeDot + "." + std::to_string(number + 1);
 }
 
 std::string SelectionPath(const Journal& journal, const std::string& name) {
@@ -60,7 +77,7 @@ void DeleteOrphanedSelections(const Platform& platform, const Journal& journal) 
   std::vector<std::string> found;
   Skip([&] { found = platform.files.FilesIn(FolderOf(journal.Path())); });
   for (const std::string& name : found) {
-    const bool isOne = name.starts_with(beginning) && IsNumber(std::string_view(name).substr(beginning.size()));
+    const bool isOne = name.starts_with(beginning) && IsEnding(std::string_view(name).substr(beginning.size()));
     if (isOne && !named.contains(name)) DeleteSelection(platform, journal, name);
   }
 }

@@ -1,5 +1,6 @@
 // SelectionFiles: files beside the journal with what downloads have chosen of archives, one for each. They are on the
-// disk before the journal names them, and go with their downloads.
+// disk before the journal names them, never change, and go with their downloads. Where an archive has changed, its
+// download gets another file: the journal's line that names it says what of it is here, too.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +17,8 @@ class Journal;
 struct Platform;
 
 std::string SelectionNameOf(const Journal& journal, std::uint64_t id);
+// For the same download's next selection: no file of this download has had this name.
+std::string FollowingSelectionName(const std::string& name, std::uint64_t id);
 std::string SelectionPath(const Journal& journal, const std::string& name);
 
 // Both may wait for the disk. Failure(File), also for a file that makes no sense.

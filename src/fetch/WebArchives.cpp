@@ -89,6 +89,7 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
   void Begin(Step step) {
     step_ = step;
     tries_ = 0;
+    redirectedNow_ = false;
     if (progress_) progress_(StateText());
     Send();
   }
@@ -137,7 +138,7 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
       case ReplyVerdict::Login:
         return LoginDemanded(answer);
       case ReplyVerdict::Refused:
-        return Tell(ReasonOf(reading, answer.status));
+        return IsExpired() ? AskGivenAddress() : Tell(ReasonOf(reading, answer.status));
       case ReplyVerdict::WaitTooLong:
         return Tell(Say(WebText::Refused, {std::to_string(answer.status)}));
       default:
@@ -195,7 +196,7 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
       case FetchEnd::UnknownKey:
         return Tell(Say(WebText::UnknownKey, {address_.host, ReadHostKey(reason).fingerprint}));
       case FetchEnd::NotFound:
-        return Tell(Say(WebText::NotFound));
+        return IsExpired() ? AskGivenAddress() : Tell(Say(WebText::NotFound));
       case FetchEnd::NoLogin:
         return LoginRefused();
       case FetchEnd::Unsupported:
@@ -213,6 +214,14 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
     }
   }
 
+  // The target of an earlier request's redirect may serve for a short time only.
+  bool IsExpired() const { return !redirectedNow_ && !(address_ == given_); }
+
+  void AskGivenAddress() {
+    address_ = given_;
+    Send();
+  }
+
   void Redirect(const std::string& location) {
     const ResolvedRedirect target = ResolveRedirect(address_, location);
     const bool supported =
@@ -221,6 +230,7 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
     if (++redirects_ > kMostRedirects) return Tell(Say(WebText::WrongAnswers));
     const bool sameKind = IsHttp(address_.scheme) == IsHttp(target.address.scheme);
     address_ = target.address;
+    redirectedNow_ = true;
     if (step_ != Step::Part && !sameKind) return AskForEnd();
     Send();
   }
@@ -324,7 +334,8 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
   bool takesBody_ = false;
   bool http2_ = false;
   bool changed_ = false;
-  bool pausing_ = false;  // before another try
+  bool pausing_ = false;        // before another try
+  bool redirectedNow_ = false;  // during the present step
   int redirects_ = 0;
   int tries_ = 0;
   Login sentLogin_;

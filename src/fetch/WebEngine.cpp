@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "archive/RemoteArchives.h"
 #include "async/TaskLoop.h"
 #include "core/DateTexts.h"
 #include "core/Queue.h"
@@ -112,6 +113,7 @@ void WebEngine::Start(Sense sense) {
   if (state_ != FetchState::Waiting && sense == Sense::AsWished) {
     rounds_ = {};
     backOff_.Restart();
+    readings_ = 0;
   }
   Take(FetchEvent::Start);
   record.Active = true;
@@ -235,6 +237,8 @@ void WebEngine::EndRun() {
   earlyEnd_.reset();
   seek_.reset();
   describing_.reset();
+  inquiry_.reset();
+  readsAgain_ = false;
   check_.clear();
 }
 
@@ -280,7 +284,8 @@ void WebEngine::Pulse() {
   const std::int64_t now = Now();
   const std::int64_t passed = now - std::exchange(lastPulse_, now);
   const bool opensPart = !part_ && (factsKnown_ || !entry_.partPath.empty());
-  if (passed > kAsleep && state_ != FetchState::Finishing && !opensPart) {
+  const bool opens = opensPart || readsAgain_ || update_;
+  if (passed > kAsleep && state_ != FetchState::Finishing && !opens) {
     ForgetUncompared();
     for (const auto& lane : lanes_) Release(*lane);
     if (Fetching() && state_ != FetchState::Holding) RoundEnded(RoundCause::NoNetwork, 0);

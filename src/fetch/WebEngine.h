@@ -5,8 +5,8 @@
 // at once. RangePlan divides the file, CheckReply judges each answer, Sources says which server is asked, PartFile
 // writes, and the journal says what is on the disk. WebEngine.cpp starts and ends its runs, WebReplies.cpp what answers
 // and ends mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file up
-// to its name, WebSelection.cpp what is chosen of an archive, WebChecks.cpp its checksums, WebAddressChange.cpp another
-// address for it, WebDrawing.cpp what is shown.
+// to its name, WebSelection.cpp what is chosen of an archive, WebArchiveChange.cpp another version of that,
+// WebChecks.cpp its checksums, WebAddressChange.cpp another address for it, WebDrawing.cpp what is shown.
 //
 // Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
 // changes nothing.
@@ -39,10 +39,13 @@
 
 namespace pellora {
 
+class ArchiveInquiry;
 class EntryUnpacking;
 class OutputFolder;
 class UnpackedFiles;
+struct ArchiveReading;
 struct NewPart;
+struct SelectionUpdate;
 struct WantedPart;
 enum class EntryEnd : std::uint8_t;
 
@@ -309,6 +312,14 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void AskForArchivePassword();
   Task<> SelectionIsUnpacked(Run run);
 
+  // Another version of the archive (WebArchiveChange.cpp)
+  void ArchiveHasChanged();
+  Task<bool> SeekInNewVersion(Run run);
+  Task<bool> ReadDirectory(Run run, std::shared_ptr<ArchiveReading> reading);
+  void AskAboutLost();
+  Task<bool> TakeUpdate(Run run);
+  void SwitchTo(const std::shared_ptr<const Selection>& selection, const std::string& file);
+
   // Checksums
   using Digits = std::vector<std::string>;
   Task<bool> CheckFile(Run run);
@@ -400,6 +411,10 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   std::shared_ptr<UnpackedFiles> outputFiles_;
   bool unpacking_ = false;
   std::int64_t lastUnpacked_ = 0;
+  bool readsAgain_ = false;  // the archive's directory, before anything else of this run
+  int readings_ = 0;         // of directories, since the user has started it
+  std::unique_ptr<ArchiveInquiry> inquiry_;
+  std::shared_ptr<const SelectionUpdate> update_;  // is to be taken; nothing is unpacked before
   std::unique_ptr<ListSeek> seek_;
   std::unique_ptr<SmallFetch> describing_;  // the Metalink of the file
   std::string note_;                        // what is to be known of the file, which is or will be complete

@@ -139,19 +139,9 @@ void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry)
   DeleteSelection(platform, journal, entry.selection);
 }
 
-// What a row calls it. Folders are not counted, but one that is empty may have been chosen alone.
-std::string TitleOf(const Program& program, const Selection& selection) {
-  const std::vector<SelectedEntry>& entries = selection.entries;
-  const auto isFile = [](const SelectedEntry& entry) { return !entry.isFolder; };
-  const auto files = std::count_if(entries.begin(), entries.end(), isFile);
-  if (files > 1) return FillText(TextOf(program, WebText::FilesOf), {std::to_string(files), selection.archive});
-  const auto file = std::find_if(entries.begin(), entries.end(), isFile);
-  return (file == entries.end() ? entries.front() : *file).path.back();
-}
-
 // It is on the disk before the journal's line names it.
 void RememberSelection(Program& program, WebServices& services, int index, const WebAdd& add, JournalEntry& entry) {
-  entry.title = TitleOf(program, *add.selection);
+  entry.title = TitleOfSelection(program, *add.selection);
   entry.selection = SelectionNameOf(services.journal, entry.id);
   entry.toFetch = BytesToFetch(*add.selection);
   entry.folder = add.selection->folder;
@@ -228,6 +218,23 @@ void DeletePartsOfGone(const Platform& platform, const Journal& journal) {
 
 }  // namespace
 
+std::string TitleOfSelection(const Program& program, const Selection& selection) {
+  const std::vector<SelectedEntry>& entries = selection.entries;
+  const auto isFile = [](const SelectedEntry& entry) { return !entry.isFolder; };
+  const auto files = std::count_if(entries.begin(), entries.end(), isFile);
+  if (files > 1) return FillText(TextOf(program, WebText::FilesOf), {std::to_string(files), selection.archive});
+  const auto file = std::find_if(entries.begin(), entries.end(), isFile);
+  return (file == entries.end() ? entries.front() : *file).path.back();
+}
+
+bool LacksJournalLine(Program& program, const WebServices& services, int index) {
+  const DownloadRecord& record = program.Download(index);
+  if (!record.InUse) return false;
+  const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
+  const JournalEntry* const entry = services.journal.Find(key);
+  return entry != nullptr && !entry->selection.empty() && !services.journal.IsOnDisk(key);
+}
+
 void RestoreWebRecords(Program& program, WebServices& services) {
   Journal& journal = services.journal;
   try {
@@ -298,6 +305,17 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   services.handOvers.Keep(entry.key, handOver);
   services.listed.insert(entry.key);
   services.journal.Put(entry);
+}
+
+void FinishJournal(Program& program, WebServices& services) {
+  for (const auto& [key, selection] : services.selections) {
+    const JournalEntry* const entry = services.journal.Find(key);
+    if (entry == nullptr || entry->selection.empty()) continue;
+    const std::string path = SelectionPath(services.journal, entry->selection);
+    if (program.platform.files.Exists(path)) continue;
+    Skip([&, chosen = selection] { WriteSelection(*program.platform.downloadFiles, path, *chosen); });
+  }
+  services.journal.Finish();
 }
 
 WebAdd AddOf(Program& program, const WebServices& services, std::int16_t index) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "core/WebAdd.h"
 
@@ -9,6 +10,7 @@ namespace pellora {
 
 class Program;
 struct AddressReading;
+struct Selection;
 struct WebServices;
 
 // At a start, after the list was loaded: gives the web engine's records what the journal knows of them. Records that
@@ -19,6 +21,13 @@ void RestoreWebRecords(Program& program, WebServices& services);
 // What was given with an add, before its download begins. The journal keeps neither cookies nor the page, but that
 // there were some.
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add);
+
+// What a row calls the download of a selection. Folders are not counted, but one that is empty may have been chosen
+// alone.
+std::string TitleOfSelection(const Program& program, const Selection& selection);
+
+// The record is of chosen files of an archive, and the journal, which alone knows that, has not got it on the disk yet.
+bool LacksJournalLine(Program& program, const WebServices& services, int index);
 
 // Login and hand-over of a record, as they were given with its add.
 WebAdd AddOf(Program& program, const WebServices& services, std::int16_t index);
@@ -36,6 +45,10 @@ void RememberAddress(Program& program, WebServices& services, std::int16_t index
 // Keeps a record's place in the queue over restarts. A record that the web engine has not begun gets an entry for it
 // that leaves open which engine does.
 void RememberPlace(Program& program, WebServices& services, std::int16_t index);
+
+// At the end of the program, which drops what Background has not begun: what the journal is still to be told of, and
+// the selections that it names, are written at once.
+void FinishJournal(Program& program, WebServices& services);
 
 // After the list was saved: what was listed and is not any more leaves the journal, and then its part file is deleted,
 // in the background.

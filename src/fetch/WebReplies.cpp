@@ -358,7 +358,7 @@ void WebEngine::HasChanged(const std::string& atNewAddress) {
   if (CookiesAreGone()) return Rest(FetchEvent::GivenUp, Say(WebText::CookiesGone));  // a login page, rather
   if (written_.Ranges().empty() && !IsSelection() && entry_.oldPartPath.empty())
     return BeginAnewUnasked();  // nothing can be lost
-  if (IsSelection() && NewAddress() == nullptr) return Rest(FetchEvent::GivenUp, Say(WebText::ArchiveChanged));
+  if (IsSelection() && NewAddress() == nullptr) return ArchiveHasChanged();
   if (NewAddress() != nullptr) {
     return Rest(FetchEvent::GivenUp, atNewAddress.empty() ? Say(WebText::OtherBytesThere) : atNewAddress);
   }

@@ -9,6 +9,8 @@
 #include <utility>
 
 #include "archive/EntryUnpacking.h"
+#include "archive/RemoteArchives.h"
+#include "archive/SelectionUpdate.h"
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
 #include "core/Crc32.h"
@@ -98,6 +100,15 @@ Task<> WebEngine::OpenSelection(Run run, bool asWished) {
   const bool looked = co_await FindCopies(run);
   if (!looked) co_return;
   if (asWished) extraction_->BeginAgain();
+  if (readsAgain_ && !update_) {
+    const bool found = co_await SeekInNewVersion(run);
+    if (!found) co_return;
+  }
+  if (update_) {
+    const bool taken = co_await TakeUpdate(run);
+    if (!taken) co_return;
+  }
+  readsAgain_ = false;
   extraction_->SetHeld(written_);
   UseFactsOfSelection();
   const Selection& chosen = extraction_->Chosen();
@@ -299,7 +310,7 @@ void WebEngine::EntriesArrived(const std::vector<Range>& written) {
 
 void WebEngine::UnpackSoon() {
   const bool works = Fetching() || state_ == FetchState::Finishing;
-  if (!extraction_ || !part_ || !works || unpacking_ || !extraction_->Next()) return;
+  if (!extraction_ || !part_ || !works || unpacking_ || update_ || !extraction_->Next()) return;
   unpacking_ = true;
   program_.platform.tasks.Spawn(UnpackEntries(run_));
 }
@@ -449,7 +460,7 @@ void WebEngine::EntryFailed(std::size_t number, EntryEnd end, const EntryUnpacki
       extraction_->Arrived(written_, work.Needs());  // it may be there
       return;
     case EntryEnd::WrongPassword:
-      return extraction_->LacksPassword(number);
+      return extraction_->LacksPassword(number, work.HasPassword(), work.Plain() > 0);
     case EntryEnd::Damaged:
     case EntryEnd::Other:
       return extraction_->IsDamaged(number, end == EntryEnd::Other);
@@ -502,9 +513,9 @@ void WebEngine::StopForDamaged() {
   entry_.held = written_;
   const std::string name = extraction_->Entry(*damaged.begin()).path.back();
   const std::string more = std::to_string(damaged.size() - 1);
-  Rest(FetchEvent::GivenUp, extraction_->HasChanged() ? Say(WebText::ArchiveChanged)
-                            : damaged.size() == 1     ? Say(WebText::EntryDamaged, {name})
-                                                      : Say(WebText::EntriesDamaged, {name, more}));
+  if (extraction_->HasChanged()) return ArchiveHasChanged();
+  Rest(FetchEvent::GivenUp,
+       damaged.size() == 1 ? Say(WebText::EntryDamaged, {name}) : Say(WebText::EntriesDamaged, {name, more}));
 }
 
 // Their times last: what is made in a folder changes them. False: the download rests, or the run is over.

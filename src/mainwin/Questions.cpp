@@ -99,6 +99,7 @@ Task<> MainWindow::AddAction() {
     ArchiveLook look;
     look.url = asked.request.url;
     look.add = asked.request.web;
+    look.name = asked.request.name;
     look.add.folder = asked.request.folder;
     program_.lookInside(look);
     co_return;

@@ -73,6 +73,10 @@ std::shared_ptr<const ArchiveRows> ArchiveRows::OfFolder(std::shared_ptr<const A
   for (std::size_t at = 0; at < rows->index_->Count(); ++at) {
     const ArchiveEntry entry = rows->index_->Entry(at);
     const std::string path = rows->index_->NameOf(entry);
+    if (rows->index_->IsOutside(entry, path)) {
+      if (folder.empty() && entry.kind != EntryKind::Folder && FitsFilter(path, filter)) rows->AddFile(at, entry);
+      continue;
+    }
     const bool isWhole = entry.kind == EntryKind::Folder && path == ".";  // no folder of its own
     if (!path.starts_with(start) || path.size() == start.size() || isWhole) continue;
     const std::size_t slash = path.find('/', start.size());

@@ -3,25 +3,10 @@
 
 #include "Oracle.h"
 #include "Targets.h"
-#include "core/Crc32.h"
 
 namespace pellora {
 
 namespace {
-
-// Each line with the sum of its fields, in place of what it begins with.
-std::string Summed(const std::string& text) {
-  std::vector<std::string> lines = Pieces(text, "\n");
-  for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
-    const std::size_t begin = std::min(lines[i].find(' '), lines[i].size());
-    const std::string fields = lines[i].substr(begin);
-    std::string sum;
-    for (int shift = 28; shift >= 0; shift -= 4)
-      sum += "0123456789abcdef"[Crc32(fields) >> static_cast<unsigned>(shift) & 15U];
-    lines[i] = sum + fields + "\n";
-  }
-  return Joined(lines);
-}
 
 void DemandEntry(const JournalEntry& entry, std::uint64_t nextId) {
   Demand(!entry.key.url.empty() && WithoutPassword(entry.key.url) == entry.key.url, "an address has no password");
@@ -44,7 +29,7 @@ void DemandEntry(const JournalEntry& entry, std::uint64_t nextId) {
 void FuzzJournal(std::string_view bytes, const std::function<JournalReading(std::string_view)>& read) {
   Choices choices(bytes);
   const bool summed = choices.Byte() % 2 == 1;
-  const std::string text = summed ? Summed(std::string(choices.Rest())) : std::string(choices.Rest());
+  const std::string text = summed ? WithLineSums(std::string(choices.Rest())) : std::string(choices.Rest());
   const AllocationMeter meter;
   const JournalReading reading = read(text);
   Demand(meter.Bytes() <= 256 * text.size() + 16384, "a journal takes memory in proportion to its length");

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "core/Crc32.h"
+
 #if defined(__SANITIZE_ADDRESS__)
 #define PELLORA_SANITIZED 1
 #elif defined(__has_feature)
@@ -72,6 +74,19 @@ std::string Joined(const std::vector<std::string>& pieces) {
   std::string all;
   for (const std::string& piece : pieces) all += piece;
   return all;
+}
+
+std::string WithLineSums(const std::string& text) {
+  std::vector<std::string> lines = Pieces(text, "\n");
+  for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
+    const std::size_t begin = std::min(lines[i].find(' '), lines[i].size());
+    const std::string fields = lines[i].substr(begin);
+    std::string sum;
+    for (int shift = 28; shift >= 0; shift -= 4)
+      sum += "0123456789abcdef"[Crc32(fields) >> static_cast<unsigned>(shift) & 15U];
+    lines[i] = sum + fields + "\n";
+  }
+  return Joined(lines);
 }
 
 std::string LowerCase(std::string_view text) {

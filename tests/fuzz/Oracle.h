@@ -44,6 +44,8 @@ class Choices {
 // The pieces between the marks.
 std::vector<std::string> Pieces(std::string_view text, std::string_view mark);
 std::string Joined(const std::vector<std::string>& pieces);
+// Each line with the checksum of its fields in place of what it begins with, as FieldLines has them.
+std::string WithLineSums(const std::string& text);
 std::string LowerCase(std::string_view text);
 std::string WithoutOuterBlanks(std::string_view text);
 bool HasControls(std::string_view text);

@@ -144,6 +144,31 @@ TEST(FuzzOracles, DetectAJournalThatCountsTheFirstLine) {
   EXPECT_FALSE(Catch("journal", [&](std::string_view bytes) { FuzzJournal(bytes, wrong); }).empty());
 }
 
+TEST(FuzzOracles, DetectASelectionThatLosesTheTimeBefore1970) {
+  const auto wrong = [](std::string_view bytes) {
+    std::optional<Selection> selection = ReadSelection(bytes);
+    if (!selection) return selection;
+    for (SelectedEntry& entry : selection->entries) {
+      if (entry.modified < 0) entry.modified = -*entry.modified;
+    }
+    return selection;
+  };
+  EXPECT_EQ(Catch("selection", [&](std::string_view bytes) { FuzzSelection(bytes, wrong); })
+                .count("what was written is read as it was"),
+            1U);
+}
+
+TEST(FuzzOracles, DetectASelectionWithAPathToTheOutside) {
+  const auto wrong = [](std::string_view bytes) {
+    std::optional<Selection> selection = ReadSelection(bytes);
+    if (selection) selection->entries.back().path.insert(selection->entries.back().path.begin(), "..");
+    return selection;
+  };
+  EXPECT_EQ(Catch("selection", [&](std::string_view bytes) { FuzzSelection(bytes, wrong); })
+                .count("a path leads nowhere but down"),
+            1U);
+}
+
 TEST(FuzzOracles, DetectAJournalWithATornTail) {
   const auto wrong = [](std::string_view bytes) {
     JournalReading reading = ReadJournal(bytes);

@@ -28,6 +28,7 @@
 #include "fetch/LinkHeader.h"
 #include "fetch/Netrc.h"
 #include "fetch/ReplyCheck.h"
+#include "fetch/SelectionCodec.h"
 #include "lang/Language.h"
 #include "mainwin/VersionReply.h"
 #include "transfer/FtpReplies.h"
@@ -114,6 +115,11 @@ void FuzzReply(std::string_view bytes, const ReplyReaders& readers = {});
 
 // After the first byte, a journal; if that byte is odd, each of its lines gets the right sum.
 void FuzzJournal(std::string_view bytes, const std::function<JournalReading(std::string_view)>& read = ReadJournal);
+
+// After the first byte, a file of what is chosen of an archive; if that byte is odd, each of its lines gets the right
+// sum.
+using SelectionReader = std::function<std::optional<Selection>(std::string_view)>;
+void FuzzSelection(std::string_view bytes, const SelectionReader& read = ReadSelection);
 
 // A Metalink document.
 using MetalinkReader = std::function<std::optional<std::vector<MetalinkFile>>(std::string_view)>;

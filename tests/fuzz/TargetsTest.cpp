@@ -34,6 +34,7 @@ const Target kTargets[] = {
     {"webaddress", [](std::string_view bytes) { FuzzWebAddress(bytes); }, 4000},
     {"reply", [](std::string_view bytes) { FuzzReply(bytes); }, 6000},
     {"journal", [](std::string_view bytes) { FuzzJournal(bytes); }, 2000},
+    {"selection", [](std::string_view bytes) { FuzzSelection(bytes); }, 4000},
     {"metalink", [](std::string_view bytes) { FuzzMetalink(bytes); }, 3000},
     {"link", [](std::string_view bytes) { FuzzLink(bytes); }, 4000},
     {"netrc", [](std::string_view bytes) { FuzzNetrc(bytes); }, 6000},

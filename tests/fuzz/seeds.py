@@ -277,6 +277,23 @@ def journals():
     })
 
 
+def selections():
+    head = " archive=big%%20a.zip folder=/home/u/my%%20files existing=%d total=5000000000 etag=%%22a%%22 weak=1 modified=Sun,%%2006 settled=1 mtime=5 entries=%d"
+    file = " path=docs/100%%25.txt raw=docs/%%FF%%00 at=%d:%d reach=%d method=8 flags=2049 time=24576 date=23180 crc=deadbeef packed=900 size=6000000000 aes=%%02%%00AE modified=%s mode=493"
+    folder = " path=empty raw=empty/ at=0:0 reach=0 crc=00000000 isfolder=1"
+    lines = lambda *fields: b"\1" + "".join(line + "\n" for line in fields).encode()
+    one = file % (10, 20, 30, "7")
+    write("selection", {
+        "one": lines(head % (0, 1), one), "full": lines(head % (2, 3), folder, one, file % (30, 40, 40, "before:4")),
+        "unpacked-before": lines(head % (1, 2), file % (0, 0, 0, "7"), one), "empty-later": lines(head % (1, 2), one, file % (20, 20, 20, "7")),
+        "overlap": lines(head % (0, 2), one, file % (15, 40, 40, "7")), "beyond": lines(head % (0, 1), file % (0, 9, 5000000001, "7")),
+        "backwards": lines(head % (0, 1), file % (9, 0, 9, "7")), "up": lines(head % (0, 1), one.replace("docs/", "../")),
+        "twice": lines(head % (0, 1), one + " path=b"), "relative": lines((head % (0, 1)).replace("=/home", "=home"), one),
+        "unknown": lines(head % (0, 1), one + " colour=red"), "promise": lines(head % (0, 2 ** 64 - 1), one), "rule": lines(head % (3, 1), one),
+        "torn": lines(head % (0, 1), one)[:-9], "bad-sum": b"\0" + b"00000000" + one.encode() + b"\n", "none": lines(head % (0, 0)), "empty": b"",
+    })
+
+
 def metalinks():
     document = lambda inside: '<?xml version="1.0"?><metalink xmlns="urn:ietf:params:xml:ns:metalink">%s</metalink>' % inside
     file = lambda inside, name="a.iso": document('<file name="%s">%s</file>' % (name, inside))
@@ -409,6 +426,6 @@ def archives():
 
 if __name__ == "__main__":
     for seeds in (urls, headers, segments, ftp, lists, zips, languages, settings, versions, numbers, frames, tgas, previews,
-                  web_addresses, replies, journals, metalinks, links, netrcs, no_proxies, digests, sums, url_lists, cookies,
+                  web_addresses, replies, journals, selections, metalinks, links, netrcs, no_proxies, digests, sums, url_lists, cookies,
                   archives):
         seeds()

@@ -55,8 +55,22 @@ class SampleArchive {
     selected.reach = end;
     all.push_back(selected);
   }
-  // The directory, of which a download of chosen entries reads nothing.
+  // What is no directory: a download of chosen entries reads none unless the archive has changed.
   void End() { bytes += std::string(5000, 'd'); }
+  void EndWithDirectory() {
+    std::string directory;
+    for (const SelectedEntry& entry : all) {
+      const PackedEntry& packed = entry.packed;
+      const std::uint64_t mode = entry.isFolder ? 040755U : 0100644U;
+      directory += "PK\1\2" + Little(0x031E, 2) + Little(20, 2) + Little(packed.flags, 2) + Little(packed.method, 2) +
+                   Little(0, 4) + Little(packed.crc, 4) + Little(packed.packed, 4) + Little(packed.size, 4) +
+                   Little(entry.rawName.size(), 2) + Little(0, 8) + Little(mode << 16U, 4) +
+                   Little(static_cast<std::uint64_t>(entry.range.begin), 4) + entry.rawName;
+    }
+    const std::string counts = Little(all.size(), 2) + Little(all.size(), 2);
+    const std::string places = Little(directory.size(), 4) + Little(bytes.size(), 4);
+    bytes += directory + "PK\5\6" + Little(0, 4) + counts + places + Little(0, 2);
+  }
 
   std::shared_ptr<Selection> Choose(const std::vector<std::size_t>& numbers, const std::string& folder) const {
     auto chosen = std::make_shared<Selection>();

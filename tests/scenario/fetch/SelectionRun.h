@@ -36,13 +36,14 @@ inline SampleArchive TenFiles(std::size_t length = 300'000) {
 
 // A run of the program with the archive's server.
 struct SelectionRun {
-  explicit SelectionRun(SampleArchive theArchive, SimDiskState disk = {})
-      : archive(std::move(theArchive)), rig(With(std::move(disk))), origin(rig.sim.network(), "o.example", 443) {
+  explicit SelectionRun(SampleArchive theArchive, SimDiskState disk = {}, std::uint64_t seed = SimOptions().seed)
+      : archive(std::move(theArchive)), rig(With(std::move(disk), seed)), origin(rig.sim.network(), "o.example", 443) {
     Serve(archive.bytes);
     rig.sim.disk().MakeFolder(kFolder);
   }
-  static SimOptions With(SimDiskState disk) {
+  static SimOptions With(SimDiskState disk, std::uint64_t seed) {
     SimOptions options;
+    options.seed = seed;
     options.disk = std::move(disk);
     return options;
   }
@@ -88,6 +89,7 @@ struct SelectionRun {
     for (std::size_t i = from; i < origin.Requests().size(); ++i) {
       const std::string range = origin.Requests()[i].Header("Range").value_or("bytes=0-9999999999");
       const std::size_t dash = range.find('-');
+      if (range.starts_with("bytes=-")) continue;  // the archive's directory
       const std::int64_t begin = std::stoll(range.substr(6, dash - 6));
       const std::int64_t end = dash + 1 == range.size() ? 9'999'999'999 : std::stoll(range.substr(dash + 1)) + 1;
       bytes += std::max<std::int64_t>(0, std::min(end, of.end) - std::max(begin, of.begin));

@@ -34,6 +34,7 @@ WebRig::WebRig(SimOptions options) : sim(WithWeb(std::move(options))), program(s
   program.newWebEngine = [this](Program&) { return std::make_shared<WebEngine>(program, services); };
   program.newTransferWindow = [this](std::int16_t index) { return NewTransferWindow(program, index); };
   program.listSaved = [this] { SweepJournal(program, *services); };
+  program.isUnjournaled = [this](int index) { return LacksJournalLine(program, *services, index); };
   FillWebTexts(program.LangStrings);
   for (const int number : {520, 521, 525, 526, 527, 528, 534}) {
     program.LangStrings.at(static_cast<std::size_t>(number)) = "text" + std::to_string(number);

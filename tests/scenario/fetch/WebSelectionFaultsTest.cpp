@@ -149,6 +149,17 @@ TEST(WebSelection, MissingPasswordIsAskedForOnceAllOthersAreUnpacked) {
   EXPECT_EQ(run.origin.Requests().size(), requests);
 }
 
+TEST(WebSelection, DamagedEncryptedEntryIsFetchedOnceMore) {
+  SelectionRun run(Encrypted());
+  run.rig.program.settings.MaxSegments = 1;
+  run.Serve(WithWrong(Encrypted(), 1).bytes);
+  run.origin.ChangeAfter(1, "/big.zip", run.archive.bytes, {{.etag = kEtag}});
+  run.Add(run.Choose({0, 1}), "open sesame");
+  ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
+  EXPECT_TRUE(run.IsUnpacked(1, 100'000));
+  EXPECT_EQ(run.Asked(run.archive.all[1].range), 2 * run.archive.all[1].range.Length());
+}
+
 TEST(WebSelection, SelectionThatIsLostStopsIt) {
   SelectionRun first(TenFiles());
   first.PauseAt(100'000, {1, 4});

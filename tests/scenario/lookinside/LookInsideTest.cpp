@@ -290,6 +290,21 @@ TEST_F(LookingInsideHostile, EntryThatLeadsOutOfTheFolderIsMarkedAndRefused) {
   EXPECT_FALSE(FolderDialog());
 }
 
+TEST_F(LookingInsideHostile, FoldersAreThoseThatAreUnpacked) {
+  Serve({Packed("../evil.txt", "evil"), Packed("/root/x.txt", "x"), Packed("./docs//a.txt", "aaa"),
+         Packed("docs/./b.txt", "bbb")});
+  sim.Do([&] { Viewer()->Unload(); });
+  Look();
+  sim.Do([&] { Viewer()->Option1.SetByUser(true); });
+  EXPECT_EQ(Rows(), (std::vector<std::string>{"+docs", "evil.txt", "x.txt"}));
+  EXPECT_EQ(Cell("x.txt", 5), Say(WebText::EntryUnsafeName));
+  Select({"+docs"});
+  ExtractTo(Viewer()->Command2);
+  ASSERT_TRUE(RunUntilFinished()) << Web().reason;
+  EXPECT_TRUE(IsUnpacked("docs/a.txt", "aaa"));
+  EXPECT_TRUE(IsUnpacked("docs/b.txt", "bbb"));
+}
+
 TEST_F(LookingInsideHostile, OthersAreUnpackedIfTheUserWantsThem) {
   Press(Viewer()->Command1);
   EXPECT_EQ(Box(), Say(WebText::AskUnpackOthers, {"1", "3"}));
@@ -533,6 +548,48 @@ TEST_F(LookingInside, AddDialogOffersIt) {
   EXPECT_EQ(Records(), 0);
   Press(Viewer()->Command3);
   ASSERT_TRUE(RunUntilFinished()) << Web().reason;
+}
+
+TEST_F(LookingInside, WholeArchiveGetsTheNameOfTheAddDialog) {
+  sim.Do([&] { window().RunAction(MainWindow::kAdd); });
+  sim.RunFor(100);
+  Form1& form = *window().form1;
+  sim.Do([&] { form.Check1.SetByUser(true); });
+  Type(form.Text1, kUrl);
+  Type(form.Text3, "my own name.zip");
+  Press(form.Command5);
+  ASSERT_TRUE(RunUntilListed()) << State();
+  Press(Viewer()->Command3);
+  ASSERT_TRUE(RunUntilFinished()) << Web().reason;
+  EXPECT_TRUE(Record().SavePath.ends_with("/my own name.zip")) << Record().SavePath;
+}
+
+// In one answer to a script, which the bus must take.
+TEST_F(LookingInside, ListsForScriptsAreLimited) {
+  const auto listed = [&] {
+    ListedArchive answer;
+    bool done = false;
+    sim.Do([&] {
+      app.ListArchive({.url = kUrl}, [&](ListedArchive archive) {
+        answer = std::move(archive);
+        done = true;
+      });
+    });
+    EXPECT_TRUE(sim.RunUntil([&] { return done; }, 60'000));
+    return answer;
+  };
+  const auto serve = [&](std::size_t count, const std::string& padding) {
+    TestArchive archive;
+    for (std::size_t i = 0; i < count; ++i) archive.entries.push_back(Stored(std::to_string(i) + padding, ""));
+    archive.zip64 = archive.fullFields = true;
+    Serve(archive.Bytes());
+  };
+  serve(300'001, "");
+  EXPECT_EQ(listed().reason, "The archive has 300001 entries: that is too much for a list.");
+  serve(400, std::string(65'000, 'n'));
+  EXPECT_EQ(listed().reason, "The archive has names of more than 24 MiB: that is too much for a list.");
+  serve(380, std::string(65'000, 'n'));
+  EXPECT_EQ(listed().entries.size(), 380U);
 }
 
 TEST_F(LookingInside, AddDialogRefusesItForTheClassicEngine) {

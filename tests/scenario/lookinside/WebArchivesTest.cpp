@@ -75,6 +75,29 @@ TEST(WebArchives, EndCirclesOfRedirects) {
   EXPECT_LT(run.origin.Requests().size(), 30U);
 }
 
+TEST(WebArchives, AskTheGivenAddressOnceMoreIfTheTargetOfItsRedirectHasExpired) {
+  LookInsideRun run;
+  run.Serve(LargeArchive('1'));
+  run.origin.Traits("/a.zip").uses = 1;
+  run.origin.File("/b.zip", SimContent(LargeArchive('1')));
+  run.origin.Traits("/b.zip").validators = {{.etag = "\"1\""}};
+  run.origin.Redirect("/latest", kUrl);
+  run.Open({.url = "https://o.example/latest"});
+  ASSERT_TRUE(run.sim.RunUntil([&] { return run.origin.Requests().size() >= 2; }));
+  run.origin.Redirect("/latest", "https://o.example/b.zip");
+  EXPECT_TRUE(run.RunUntilListed()) << run.State();
+  EXPECT_EQ(run.Rows().size(), 3000U);
+}
+
+TEST(WebArchives, SayThatTheTargetOfARedirectHasExpiredForGood) {
+  LookInsideRun run;
+  run.Serve(LargeArchive('1'));
+  run.origin.Traits("/a.zip").uses = 1;
+  run.origin.Redirect("/latest", kUrl);
+  EXPECT_EQ(run.Read({.url = "https://o.example/latest"}), run.Say(WebText::Refused, {"403"}));
+  EXPECT_LT(run.origin.Requests().size(), 8U);
+}
+
 TEST(WebArchives, SayThatALoginIsNeededOrWrong) {
   for (const FetchAuth auth : {FetchAuth::Basic, FetchAuth::Digest}) {
     LookInsideRun run;

@@ -37,6 +37,16 @@ class ExtractionOfFive : public testing::Test {
   Extraction extraction{Sample(), {}};
 };
 
+// It was unpacked from an earlier version of the archive.
+TEST(Extraction, FileWithoutBytesIsUnpacked) {
+  auto selection = std::make_shared<Selection>(*Sample());
+  selection->entries[0].range = {};
+  selection->entries[0].reach = 0;
+  const Extraction extraction(selection, {});
+  EXPECT_EQ(extraction.Unpacked(), IntervalSet({{0, 1}}));
+  EXPECT_EQ(extraction.Size(), 300'000);
+}
+
 TEST_F(ExtractionOfFive, NeedsTheBytesOfFilesAlone) {
   EXPECT_EQ(BytesToFetch(*Sample()), 400'000);
   EXPECT_EQ(BytesUnpacked(*Sample()), 1'500'000);
@@ -106,13 +116,36 @@ TEST_F(ExtractionOfFive, EntryReachesFurtherUpToTheNextOne) {
 
 TEST_F(ExtractionOfFive, EntryWithoutPasswordIsSetAsideUntilTheNextStart) {
   Hold({0, 1'000'000});
-  extraction.LacksPassword(0);
+  extraction.LacksPassword(0, false, false);
   EXPECT_EQ(extraction.Next(), 1U);
   EXPECT_TRUE(extraction.WantsPassword());
   extraction.BeginAgain();
   extraction.SetHeld(written);
   EXPECT_FALSE(extraction.WantsPassword());
   EXPECT_EQ(extraction.Next(), 0U);
+}
+
+TEST_F(ExtractionOfFive, EncryptedEntryThatIsPartlyUnpackedIsFetchedAgainOnce) {
+  Hold({0, 1'000'000});
+  extraction.LacksPassword(0, true, true);
+  EXPECT_FALSE(extraction.WantsPassword());
+  EXPECT_TRUE(extraction.IsIncomplete());
+  EXPECT_EQ(extraction.TakeAgain(), std::vector<Range>{RangeOf(0)});
+  extraction.LacksPassword(0, true, true);
+  EXPECT_TRUE(extraction.WantsPassword());
+}
+
+TEST_F(ExtractionOfFive, EntryThatRefusesThreePasswordsIsFetchedAgain) {
+  Hold({0, 1'000'000});
+  for (int password = 0; password < 2; ++password) {
+    extraction.LacksPassword(0, false, false);
+    extraction.LacksPassword(0, true, false);
+    EXPECT_FALSE(extraction.IsIncomplete());
+    extraction.BeginAgain();
+  }
+  extraction.LacksPassword(0, true, false);
+  EXPECT_TRUE(extraction.IsIncomplete());
+  EXPECT_FALSE(extraction.WantsPassword());
 }
 
 }  // namespace

@@ -42,6 +42,18 @@ TEST(SelectionCodec, KeepsEverythingButThePassword) {
   EXPECT_EQ(ReadSelection(text), sample);
 }
 
+// They come first.
+TEST(SelectionCodec, KeepsFilesThatWereUnpackedFromAnEarlierVersion) {
+  Selection selection = Sample();
+  SelectedEntry unpacked = selection.entries[0];
+  unpacked.range = {};
+  unpacked.reach = 0;
+  selection.entries.insert(selection.entries.begin(), 2, unpacked);
+  EXPECT_EQ(ReadSelection(SelectionText(selection)), selection);
+  std::swap(selection.entries[1], selection.entries[2]);
+  EXPECT_FALSE(ReadSelection(SelectionText(selection)));
+}
+
 TEST(SelectionCodec, RefusesATextThatIsCutAnywhere) {
   const std::string text = SelectionText(Sample());
   for (std::size_t length = 0; length < text.size(); ++length) EXPECT_FALSE(ReadSelection(text.substr(0, length)));
