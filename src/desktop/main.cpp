@@ -59,10 +59,19 @@
 #include "desktop/views/QtDialogs.h"
 #include "desktop/views/QtTray.h"
 #include "desktop/views/QtWindowSystem.h"
+#include "desktop/views/ViewMemory.h"
 #include "ports/Platform.h"
 
 namespace pellora {
 namespace {
+
+// Where windows were and how lists were arranged lies in $XDG_STATE_HOME/pellora, as the XDG Base Directory
+// Specification has it.
+std::string StateFolder() {
+  const std::string home = qgetenv("XDG_STATE_HOME").toStdString();
+  const std::string state = home.starts_with('/') ? home : QDir::homePath().toStdString() + "/.local/state";
+  return state + "/pellora";
+}
 
 // The ports of the desktop; each may use those above it.
 struct Desktop {
@@ -95,7 +104,9 @@ struct Desktop {
   DesktopMachine machine{network, places};
   UnpackerProcess& unpacker = *new UnpackerProcess(places.program + "/" + kUnpackProgram);  // likewise
   LocaleFormats locale;
-  QtWindowSystem windows{gate};
+  IniSettings stateStore{StateFolder(), {}};
+  ViewMemory viewMemory{stateStore};
+  QtWindowSystem windows{gate, &viewMemory};
   XdgAutoStart autoStart{places.packaged ? kInstalledCommand : places.program + "/Pellora",
                          QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()};
   NoTray noTray;
