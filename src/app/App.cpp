@@ -280,7 +280,7 @@ Task<> App::Parts::Start(Parts* parts) {
   Skip([&] { LoadLanguage(program, program.settings.Language); });
   if (platform.browserMenu) SetBrowserMenu(*platform.browserMenu, program.settings.BrowserIngeration);
   Skip([&] { platform.settings.Set("Pellora", "AppPath", platform.machine.ProgramFolder()); });
-  program.ShowTransferWindow = !program.headless;
+  program.ShowTransferWindow = !program.headless && !program.settings.HideTransferWindows;
   TryAndReport(program, "The list cannot be read, and is left as it is: downloads added now are not saved.", [&] {
     AdoptList(program);
     LoadList(program);

@@ -7,8 +7,10 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "async/Task.h"
+#include "core/IntervalSet.h"
 #include "core/Slot.h"
 
 namespace pellora {
@@ -28,6 +30,13 @@ struct Lane {
   std::int64_t size = 0;               // bytes; 0: the bar keeps its width
   LaneColour colour = LaneColour::Unchanged;
   bool watched = true;  // False: a full drawing passes it over
+};
+
+// Which bytes of the file are there, and which are on their way.
+struct FileMap {
+  std::int64_t size = -1;      // below 1: there is no map
+  std::vector<Range> held;     // apart and ascending
+  std::vector<Range> awaited;  // one for each connection that receives
 };
 
 struct Totals {
@@ -93,6 +102,7 @@ class Engine {
   // `lane` counts from 1. Failure(OutOfRange) for one that a damaged list promises and does not have.
   virtual Lane LaneAt(int lane, LaneForm form) const = 0;
   virtual Totals Figures() = 0;  // holds the record's Percent at 100 too
+  virtual FileMap Map() const { return {}; }
 };
 
 }  // namespace pellora

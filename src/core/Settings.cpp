@@ -156,7 +156,7 @@ constexpr WebKey FlagRow(const char* name) {
 
 constexpr std::int32_t kLastHour = 23;
 
-constexpr std::array<WebKey, 10> kWebKeys = {{
+constexpr std::array<WebKey, 12> kWebKeys = {{
     {"WebEngine",
      [](Settings& settings, const std::string& text) {
        for (const std::int32_t value : {kWebEngineOff, kWebEngineNewSchemes, kWebEngineAll}) {
@@ -178,6 +178,8 @@ constexpr std::array<WebKey, 10> kWebKeys = {{
     FlagRow<&Settings::StayAwake>("StayAwake"),
     FlagRow<&Settings::SeekChecksums>("SeekChecksums"),
     FlagRow<&Settings::ShowNotices>("ShowNotices"),
+    FlagRow<&Settings::HideTransferWindows>("HideTransferWindows"),
+    FlagRow<&Settings::CloseFinishedWindows>("CloseFinishedWindows"),
 }};
 
 }  // namespace

@@ -50,9 +50,11 @@ struct Settings {
   bool SpeedLimitTimed = false;                   // it applies from SpeedLimitFrom to SpeedLimitTo only
   std::int32_t SpeedLimitFrom = 8;                // hours of the day, 0 to 23; may be later than the other one
   std::int32_t SpeedLimitTo = 18;
-  bool ShowNotices = true;     // a message of the desktop when downloads finish or stop
-  bool StayAwake = true;       // the desktop is asked not to suspend while bytes flow
-  bool SeekChecksums = false;  // looks for lists of checksums beside the files of the web engine
+  bool ShowNotices = true;            // a message of the desktop when downloads finish or stop
+  bool StayAwake = true;              // the desktop is asked not to suspend while bytes flow
+  bool HideTransferWindows = false;   // transfers open no window unless the user asks for it in this run
+  bool CloseFinishedWindows = false;  // the window of a transfer closes when its file is finished
+  bool SeekChecksums = false;         // looks for lists of checksums beside the files of the web engine
 };
 
 // Reads every key in a fixed order. The first text that does not convert throws Failure, and the keys after it stay

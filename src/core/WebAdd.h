@@ -32,6 +32,7 @@ struct HandOver {
   std::string userAgent{};  // the browser's, which servers may have tied the cookies to; empty: Pellora's own
   std::optional<ExpectedAnswer> expected{};  // until it has come; nothing is expected of any other download
 
+  bool IsEmpty() const { return referrer.empty() && cookies.empty() && userAgent.empty() && !expected; }
   bool operator==(const HandOver&) const = default;
 };
 

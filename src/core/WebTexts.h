@@ -240,6 +240,18 @@ enum class WebText : std::int16_t {
   // An installed program, and the list.
   ListNotSaved = 973,
   UpdatedByPackages = 974,
+  // In the main window.
+  FilterRows = 815,  // in the popup of the lists' headings
+  OwnColumns = 816,  // likewise
+  NoAddressPasted = 817,
+  // Windows of transfers: in the options,
+  TransferWindows = 906,
+  HideTransferWindows = 818,
+  CloseFinishedWindows = 819,
+  // their graph and its description, that of the map
+  Graph = 858,
+  GraphFigures = 859,    // %1: speed, %2: the highest
+  MapFigures = 891,      // %1: how much of the file is held, %2: how many connections
   LimitNotStored = 916,  // %1: why
   LimitSpeed = 874,      // in the menu of the tray icon
 };

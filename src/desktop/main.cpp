@@ -61,17 +61,28 @@
 #include "desktop/views/QtDialogs.h"
 #include "desktop/views/QtTray.h"
 #include "desktop/views/QtWindowSystem.h"
+#include "desktop/views/ViewMemory.h"
 #include "ports/Platform.h"
 
 namespace pellora {
 namespace {
 
+// Where windows were and how lists were arranged lies in $XDG_STATE_HOME/pellora, as the XDG Base Directory
+// Specification has it.
+std::string StateFolder() {
+  const std::string home = qgetenv("XDG_STATE_HOME").toStdString();
+  const std::string state = home.starts_with('/') ? home : QDir::homePath().toStdString() + "/.local/state";
+  return state + "/pellora";
+}
+
 // The ports that need a display.
 struct Display {
-  explicit Display(EventGate& gate) : dialogs(gate), windows(gate), tray(windows, gate) {}
+  explicit Display(EventGate& gate) : dialogs(gate), windows(gate, &memory), tray(windows, gate) {}
 
   QtClipboard clipboard;
   QtDialogs dialogs;
+  IniSettings store{StateFolder(), {}};
+  ViewMemory memory{store};
   QtWindowSystem windows;
   QtTray tray;
 };

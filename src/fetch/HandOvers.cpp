@@ -5,7 +5,7 @@
 namespace pellora {
 
 void HandOvers::Keep(const JournalKey& key, HandOver handOver) {
-  if (handOver == HandOver()) {
+  if (handOver.IsEmpty()) {
     kept_.erase(key);
   } else {
     kept_.insert_or_assign(key, std::move(handOver));
@@ -19,16 +19,18 @@ const HandOver& HandOvers::Of(const JournalKey& key) const {
 }
 
 void HandOvers::ExpectationMet(const JournalKey& key) {
-  HandOver handOver = Of(key);
-  handOver.expected.reset();
-  Keep(key, std::move(handOver));
+  const auto found = kept_.find(key);
+  if (found == kept_.end()) return;
+  found->second.expected.reset();
+  if (found->second.IsEmpty()) kept_.erase(found);
 }
 
 void HandOvers::Move(const JournalKey& from, const JournalKey& to, bool withCookies) {
-  HandOver handOver = Of(from);
-  kept_.erase(from);
-  if (!withCookies) handOver.cookies.clear();
-  Keep(to, std::move(handOver));
+  auto moved = kept_.extract(from);
+  kept_.erase(to);
+  if (moved.empty()) return;
+  if (!withCookies) moved.mapped().cookies.clear();
+  Keep(to, std::move(moved.mapped()));
 }
 
 }  // namespace pellora

@@ -52,6 +52,20 @@ Lane WebEngine::LaneAt(int lane, LaneForm) const {
   return shown;
 }
 
+FileMap WebEngine::Map() const {
+  FileMap map;
+  if (!factsKnown_ || facts_.total <= 0) return map;
+  map.size = facts_.total;
+  map.held = (plan_ ? plan_->Held() : written_).Ranges();
+  if (!plan_) return map;
+  for (const auto& lane : lanes_) {
+    if (!lane->Open() || !lane->Flows()) continue;
+    const Range rest{plan_->Offset(lane->Number()), plan_->PieceOf(lane->Number()).end};
+    if (rest.Length() > 0) map.awaited.push_back(rest);
+  }
+  return map;
+}
+
 void WebEngine::AnnounceRetry(std::int64_t wait) {
   for (const auto& lane : lanes_) lane->text = RetryIn(wait);
   Announce(RetryIn(wait) + ": " + lastReason_);

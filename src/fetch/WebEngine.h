@@ -69,6 +69,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   int LaneCount() const override;
   Lane LaneAt(int lane, LaneForm form) const override;
   Totals Figures() override;
+  FileMap Map() const override;
 
  private:
   using Run = std::uint32_t;

@@ -169,7 +169,7 @@ Task<> MainWindow::ResumeAll() {
     if (!record.InUse || record.Finished || record.Active || record.Host.empty()) continue;
     if (WaitsForItsTime(program_, i)) continue;
     try {
-      co_await RestartRecord(static_cast<std::int16_t>(i), !program_.IsQuiet(i));
+      co_await RestartRecord(static_cast<std::int16_t>(i), OpensWindow(i));
     } catch (const Failure&) {  // NOLINT(bugprone-empty-catch): that record is not started, the next one is
     }
   }

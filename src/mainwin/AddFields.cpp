@@ -135,7 +135,7 @@ FieldsReading ReadAddFields(Program& program, const std::string& url, const AddF
 bool AsksTooMuchOfClassic(const AddressReading& address, const AddRequest& request) {
   if (address.engine != EngineName::Classic) return false;
   const bool logsIn = !request.web.user.empty() || !request.web.password.empty();
-  return request.web.startAt || request.web.handOver != HandOver() || (logsIn && address.parsed.protocol != kFtp);
+  return request.web.startAt || !request.web.handOver.IsEmpty() || (logsIn && address.parsed.protocol != kFtp);
 }
 
 namespace {

@@ -95,6 +95,7 @@ MainWindow::MainWindow(Program& program)
   Legend(2).Image = "shed";
 
   ConnectEvents();
+  ConnectArranging();
   ConnectPreview();
   ConnectVersionCheck();
   ConnectHints();
@@ -105,7 +106,7 @@ void MainWindow::ConnectEvents() {
   Command5.OnClick = [this] { ShowBasket(true); };
   sdw.OnClick = [this] {
     program_.ShowTransferWindow = !program_.ShowTransferWindow;
-    sdw.Checked = program_.ShowTransferWindow;
+    FollowShowTransferWindow();
   };
   homepage.OnClick = [this] { platform_.shell.OpenUrl(kHomePage); };
   Label2.OnDoubleClick = [this] { platform_.shell.OpenUrl(kHomePage); };
@@ -181,6 +182,7 @@ void MainWindow::OnLoad() {
   if (!program_.headless) Show();
   if (program_.catcher) program_.catcher->LoadWindow();
   form1->Load();
+  FollowShowTransferWindow();
   ShowVersion();
   showSidePane_ = false;
   Resize();

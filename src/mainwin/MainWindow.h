@@ -1,8 +1,8 @@
 // MainWindow: the two lists with all their actions, the queue pump and the scheduler, the clipboard watch and the
 // layout. Its files: MainWindow.cpp (events and hints), Rows.cpp (list rows), Actions.cpp and ListActions.cpp (the
 // user's actions), Pump.cpp (the 500 ms tick), StartRecord.cpp (starting one record), Questions.cpp (add dialog and
-// clipboard question), Drops.cpp (what is dropped, files of addresses), Preview.cpp (side pane and media preview),
-// VersionCheck.cpp, Layout.cpp.
+// clipboard question), Drops.cpp (what is dropped, files of addresses), Arrange.cpp (sorting, filter, keys),
+// Preview.cpp (side pane and media preview), VersionCheck.cpp, Layout.cpp.
 //
 // The popups: a view reports a right click to the list, which sets the entries, and then opens `popup` over ListView1
 // if a row is selected there, or `pop2` over ListView2 in any case.
@@ -98,6 +98,14 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Menu openfile2{this, "openfile2", "&Open file", 284};
   Menu cleardown2{this, "cleardown2", "&Clear download", 281};
   Menu clearall{this, "clearall", "Clear all &download(s)", 280};
+  // Popup of the lists' headings.
+  Menu headings{this, "headings", "headings"};
+  Menu findrows{this, "findrows", "&Filter...", 815};
+  Menu owncolumns{this, "owncolumns", "Original &columns", 816};  // of the view alone
+  // Keys without an entry.
+  Menu pasteurl{this, "pasteurl", ""};
+  Menu sidepane{this, "sidepane", ""};
+  Menu endfilter{this, "endfilter", ""};  // enabled while the filter is shown
 
   Toolbar Toolbar1{this,
                    "Toolbar1",
@@ -122,6 +130,10 @@ class MainWindow final : public Window, public Lists, public DropTarget {
                                         {"Resume All", 106},
                                         {"Browser", 107},
                                         {"Reset list", 102}}};
+
+  // Hidden until the user asks for it.
+  Label FilterCaption{this, "FilterCaption", "Filter :", 1001};
+  TextBox FilterText{this, "FilterText"};
 
   Label Label1{this, "Label1", "Current Downloads :", 275};
   ListView ListView1{this,
@@ -230,6 +242,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   void RunToolbarKey(std::string_view key);
   void ConnectHints();
   void ShowVersion();
+  void FollowShowTransferWindow() { sdw.Checked = program_.ShowTransferWindow; }  // the options set it, too
   Task<> About();
 
   // Rows.
@@ -272,9 +285,22 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   void ClearSelected();
   Task<> ClearAll();
 
+  // Arranging.
+  void ConnectArranging();
+  double CurrentFigure(const ListRow& row, int column);
+  double FinishedFigure(const ListRow& row, int column);
+  void OpenFilter();
+  void CloseFilter();
+  void ApplyFilter();
+  void PasteAddresses();
+  void PauseOrRestartSelected();
+  void ShowDetails(const ListView& list);
+  std::string FileOf(const ListRow& row);
+
   // Starting a record.
   Task<> StartRecord(std::int16_t index, Start start);
   Task<> ResumeTransfer(std::int16_t index, bool shows);
+  bool OpensWindow(int index) const;
   Task<> RestartRecord(std::int16_t index, bool shows);  // `shows`: its window, once it is resumed
 
   // The tick.
@@ -301,6 +327,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   void LeavePreviewEmpty();
   FileInfo InfoOf(std::int16_t index);
   void SelectCurrent();
+  void EndPreview();
   void ShowInfo(const FileInfo& file);
   void SetVolume();
   void ShowTab();

@@ -108,15 +108,19 @@ void MainWindow::SelectFinished() {
 void MainWindow::SelectCurrent() {
   const std::optional<Pick> pick = Selected(ListView1);
   if (!pick || !IsWebRecord(program_, pick->index)) return;
-  ++previewGeneration_;
-  LeavePreviewEmpty();
-  Image2.Visible = false;
-  Label5.Caption = kNoPreview;
+  EndPreview();
   FileInfo info = InfoOf(pick->index);
   const std::string reason = ReasonOf(program_, pick->index);
   if (!reason.empty()) info.lines.at(kSpeedLine) = reason;
   ShowInfo(info);
   if (!reason.empty()) InfoCaption(kSpeedLine).Caption = program_.Text(kTextStatus);
+}
+
+void MainWindow::EndPreview() {
+  ++previewGeneration_;
+  LeavePreviewEmpty();
+  Image2.Visible = false;
+  Label5.Caption = kNoPreview;
 }
 
 // `file` was read from the record at the click: after the wait its slot may hold another one. Only the last click

@@ -63,6 +63,7 @@ void MainWindow::Tick() {
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 
   FlushPendingRefresh();
+  FollowShowTransferWindow();
   StatusBar1.SetPanel(
       3, "Total downloaded : " +
              FormatSize(program_.SessionBytes(), program_.LangStrings, platform_.locale.DecimalSeparator()) + "  ");
@@ -145,7 +146,7 @@ void MainWindow::StartQueuedWeb() {
     if (turn->starts) {
       platform_.tasks.Spawn(StartRecord(turn->index, Start::Queued));
     } else if (turn->resumes) {
-      platform_.tasks.Spawn(ResumeTransfer(turn->index, !program_.IsQuiet(turn->index)));
+      platform_.tasks.Spawn(ResumeTransfer(turn->index, OpensWindow(turn->index)));
     } else {
       LeaveQueue(turn->index);
     }

@@ -26,6 +26,12 @@ Task<> MainWindow::ResumeTransfer(std::int16_t index, bool shows) {
   if (shows && program_.Holds(index, serial) && program_.TransferWindowAt(index) == transfer) transfer->ShowWindow();
 }
 
+// Where the user has not asked for the window of this one download.
+bool MainWindow::OpensWindow(int index) const {
+  const bool wanted = program_.ShowTransferWindow || !program_.settings.HideTransferWindows;
+  return wanted && !program_.IsQuiet(index);
+}
+
 Task<> MainWindow::Restart(std::int16_t index) { return RestartRecord(index, true); }
 
 Task<> MainWindow::RestartRecord(std::int16_t index, bool shows) {

@@ -118,7 +118,9 @@ bool options::WriteTestFile(const std::string& folder, FileKind kind) {
 // Text that does not convert silently leaves the old value: the checks are blunter than the conversions ("3x" passes
 // the one and fails the other).
 void options::ApplyControls() {
+  const bool hidden = program_.settings.HideTransferWindows;
   for (const auto& [box, setting] : Switches()) *setting = box->Value;
+  if (program_.settings.HideTransferWindows != hidden) program_.ShowTransferWindow = hidden && !program_.headless;
   for (const auto& [box, setting] : Texts()) *setting = box->Text;
 
   Settings& settings = program_.settings;

@@ -63,7 +63,7 @@ options::options(Program& program) : Window(program.platform, "options", "Pellor
   ConnectEvents();
 }
 
-std::array<std::pair<CheckBox*, bool*>, 13> options::Switches() {
+std::array<std::pair<CheckBox*, bool*>, 15> options::Switches() {
   Settings& settings = program_.settings;
   return {{{&Check1, &settings.CheckClipboard},
            {&Check2, &settings.BrowserIngeration},
@@ -77,7 +77,9 @@ std::array<std::pair<CheckBox*, bool*>, 13> options::Switches() {
            {&Check10, &settings.AutoStart},
            {&Check12, &settings.SeekChecksums},
            {&Check14, &settings.StayAwake},
-           {&Check15, &settings.ShowNotices}}};
+           {&Check15, &settings.ShowNotices},
+           {&Check16, &settings.HideTransferWindows},
+           {&Check17, &settings.CloseFinishedWindows}}};
 }
 
 std::array<std::pair<TextBox*, std::string*>, 5> options::Texts() {
@@ -120,6 +122,7 @@ void options::ShowPage(int page) {
   Frame1.Visible = page == 1;
   Frame2.Visible = page == 2;
   Frame4.Visible = page == 2;
+  Frame7.Visible = page == 2;
   Frame3.Visible = page == 3;
   Frame5.Visible = page == 4;
   Frame6.Visible = page == 5;

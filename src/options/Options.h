@@ -62,6 +62,9 @@ class options final : public Window {
   TextBox Text7{this, "Text7"};
   Label Label5{this, "Label5", "Port :", 632};
   TextBox Text8{this, "Text8"};
+  Frame Frame7{this, "Frame7", "Windows of downloads", 906};
+  CheckBox Check16{this, "Check16", "Keep them closed", 818};
+  CheckBox Check17{this, "Check17", "Close them when the file is finished", 819};
 
   // Page 3.
   Frame Frame3{this, "Frame3", "Scheduling", 623};
@@ -117,7 +120,7 @@ class options final : public Window {
 
  private:
   // The controls whose value is the setting itself; at OK the others are converted, by other rules than the store's.
-  std::array<std::pair<CheckBox*, bool*>, 13> Switches();
+  std::array<std::pair<CheckBox*, bool*>, 15> Switches();
   std::array<std::pair<TextBox*, std::string*>, 5> Texts();
   // The button of each value of WebEngine.
   std::array<std::pair<OptionButton*, std::int32_t>, 3> WebChoices();

@@ -44,6 +44,7 @@ void TransferWindow::DoRefresh() {
   const std::string share =
       sized ? FormatPercent(totals.percent, decimal) + "%" : FormatSize(totals.received, texts, decimal);
   Caption = sized || totals.received > 0 ? share + " of " + FileOrHost() + " downloaded." : FileOrHost();
+  TakeSpeed(totals.received);
   const bool idle = State() == WindowState::Minimised && DisplayIdle;
   if (!idle) {
     PB.Value = sized ? static_cast<double>(totals.percent) : -1.0;

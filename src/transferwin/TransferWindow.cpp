@@ -28,6 +28,7 @@ TransferWindow::TransferWindow(Program& program, std::shared_ptr<Engine> engine)
   Command2.OnClick = [this] { Cancel(); };
   Command3.OnClick = [this] { PauseOrResume(); };
   Command4.OnClick = [this] { ToggleDetails(); };
+  ConnectCharts();
 }
 
 TransferWindow::~TransferWindow() { engine_->DropView(); }
@@ -152,6 +153,14 @@ void TransferWindow::OfferFile() {
   Command3.Caption = "Open Folder";
   Command1.Enabled = true;
   Command3.Enabled = true;
+  if (program_.settings.CloseFinishedWindows) program_.platform.tasks.Spawn(CloseFinished());
+}
+
+// Once the engine is done with the event in which it finished.
+Task<> TransferWindow::CloseFinished() {
+  const auto hold = Hold();
+  co_await program_.platform.tasks.Yield();
+  if (FinishedMode == 1 && !question_) Cancel();
 }
 
 void TransferWindow::EngineRetired() {
@@ -166,6 +175,7 @@ void TransferWindow::OnLoad() {
   // The engine may have changed them before the window was built.
   if (first != kStartCaption) Command1.Caption = first;
   if (third != kPauseCaption) Command3.Caption = third;
+  LoadGraphSetting();
 }
 
 // Closing the window never stops a download.

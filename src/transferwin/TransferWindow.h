@@ -11,6 +11,8 @@
 
 #include "core/Engine.h"
 #include "core/Transfer.h"
+#include "transferwin/SpeedHistory.h"
+#include "ui/Charts.h"
 #include "ui/Controls.h"
 #include "ui/Window.h"
 
@@ -76,6 +78,11 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   Line Line1{this, "Line1"};
   Line Line2{this, "Line2"};
   Line Line3{this, "Line3"};
+  // Shown if the user asks for it in the window's popup; the map by the web engine alone.
+  Menu popup{this, "popup", "popup"};
+  Menu showgraph{this, "showgraph", "Graph", 858};
+  SpeedChart Graph1{this, "Graph1"};
+  FileMapChart Map1{this, "Map1"};
 
  protected:
   void OnLoad() override;
@@ -99,6 +106,7 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   void DrawLane(const Lane& lane, int i, double fullWidth, const std::string& decimal);
   const std::string& FileOrHost() const;
   Task<> EndIfDropped();
+  Task<> CloseFinished();
   void Answer(bool yes);
   void EndQuestion();
   void Cancel();
@@ -106,6 +114,15 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   void OpenFile();
   void OpenFolder();
   void ToggleDetails();
+
+  // The charts
+  void ConnectCharts();
+  void LoadGraphSetting();
+  void ToggleGraph();
+  void TakeSpeed(std::int64_t received);
+  void ShowCharts();
+  void DrawGraph();
+  void DrawMap(const FileMap& map);
 
   Program& program_;
   const std::shared_ptr<Engine> engine_;
@@ -117,6 +134,7 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   };
   std::optional<OpenQuestion> question_;
   bool engineRetired_ = false;
+  SpeedHistory speeds_;
 };
 
 }  // namespace pellora

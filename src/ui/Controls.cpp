@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <numeric>
-#include <string_view>
 #include <unordered_set>
 #include <utility>
 
@@ -16,26 +15,6 @@ namespace {
 
 std::uint64_t RecordIdentity(const ListRow& row) {
   return (static_cast<std::uint64_t>(row.serial) << 16U) | static_cast<std::uint16_t>(row.record);
-}
-
-const std::string& ColumnText(const ListRow& row, int column) {
-  static const std::string kNone;
-  if (column <= 0) return row.text;
-  const auto at = static_cast<std::size_t>(column) - 1;
-  return at < row.subItems.size() ? row.subItems[at] : kNone;
-}
-
-unsigned char Folded(char c) { return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); }
-
-// Below 0, 0 or above: `a` sorts before `b`, is equal, or sorts after it. Independent of the locale.
-int CompareTexts(std::string_view a, std::string_view b) {
-  const std::size_t common = std::min(a.size(), b.size());
-  for (std::size_t at = 0; at < common; ++at) {
-    const int difference = Folded(a[at]) - Folded(b[at]);
-    if (difference != 0) return difference;
-  }
-  if (a.size() != b.size()) return a.size() < b.size() ? -1 : 1;
-  return a.compare(b);
 }
 
 std::int64_t FigureIn(const std::string& text) {
@@ -104,8 +83,10 @@ std::vector<ListRow> ListView::SetRows(std::vector<ListRow> rows) {
   const std::size_t selected = selection_.size();
   selection_.clear();
   if (sorted_) SortRows();
+  arrangement_.Rebuild();
   for (std::size_t at = 0; at < rows_.size() && selection_.size() < selected; ++at) {
     const ListRow& row = rows_[at];
+    if (!arrangement_.Shows(at)) continue;
     const auto key = selectedKeys.find(row.key);
     const bool sameKey = key != selectedKeys.end() && key->second == row.record;
     if (sameKey || (row.record != 0 && selectedRecords.contains(RecordIdentity(row)))) selection_.push_back(at);
@@ -122,6 +103,7 @@ void ListView::SetSource(std::shared_ptr<const RowSource> source) {
   changedRows_.clear();
   made_.reset();
   source_ = std::move(source);
+  arrangement_.Rebuild();
   order_.resize(source_ ? source_->Count() : 0);
   order_.shrink_to_fit();
   std::iota(order_.begin(), order_.end(), 0U);
@@ -134,6 +116,11 @@ const ListRow& ListView::RowAt(std::size_t at) const {
   if (!source_) return rows_.at(at);
   if (!made_ || made_->at != at) made_ = MadeRow{at, source_->Row(order_.at(at))};
   return made_->row;
+}
+
+std::optional<std::size_t> ListView::PlaceOf(std::size_t row) const {
+  if (!source_) return arrangement_.PlaceOf(row);
+  return row < order_.size() ? std::optional(row) : std::nullopt;
 }
 
 std::vector<std::size_t> ListView::SelectedNumbers() const {
@@ -197,6 +184,7 @@ void ListView::SortRows() {
   }
   PutInOrder(order);
   made_.reset();
+  arrangement_.Rebuild();
   changedRows_.clear();
   ++rowsVersion_;
 }
@@ -236,7 +224,32 @@ void ListView::CheckByUser(std::size_t row, bool checked) {
 void ListView::SetRow(std::size_t at, ListRow row) {
   if (rows_.at(at) == row) return;
   rows_[at] = std::move(row);
+  if (arrangement_.RowChanged(at)) return Rearranged();
   changedRows_.push_back(at);
+  PropertyChanged();
+}
+
+void ListView::ArrangeBy(std::optional<ColumnOrder> order) {
+  if (order == arrangement_.Order()) return;
+  arrangement_.OrderBy(order);
+  Rearranged();
+}
+
+void ListView::ArrangeByNext(int column) {
+  const std::optional<ColumnOrder> order = arrangement_.Order();
+  if (!order || order->column != column) return ArrangeBy(ColumnOrder{column, false});
+  ArrangeBy(order->descending ? std::nullopt : std::optional(ColumnOrder{column, true}));
+}
+
+void ListView::ShowOnly(RowArrangement::Matches matches) {
+  arrangement_.ShowOnly(std::move(matches));
+  Rearranged();
+}
+
+void ListView::Rearranged() {
+  std::erase_if(selection_, [this](std::size_t at) { return !PlaceOf(at); });
+  changedRows_.clear();
+  ++rowsVersion_;
   PropertyChanged();
 }
 
@@ -248,7 +261,7 @@ void ListView::SelectByUser(std::vector<std::size_t> rows) {
 void ListView::Select(std::vector<std::size_t> rows) {
   std::sort(rows.begin(), rows.end());
   rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
-  std::erase_if(rows, [this](std::size_t at) { return at >= RowCount(); });
+  std::erase_if(rows, [this](std::size_t at) { return !PlaceOf(at); });
   if (rows == selection_) return;
   selection_ = std::move(rows);
   PropertyChanged();

@@ -16,7 +16,9 @@
 #include <utility>
 #include <vector>
 
+#include "ui/ListRow.h"
 #include "ui/Property.h"
+#include "ui/RowArrangement.h"
 #include "ui/Window.h"
 
 namespace pellora {
@@ -233,30 +235,11 @@ class StatusBar : public Control {
   void SetPanel(std::size_t panel, const std::string& text);  // panel counts from 1
 };
 
-// One row of a ListView. `record` and `serial` identify its record, whatever its key.
-struct ListRow {
-  std::string key;
-  std::string text;
-  std::string icon;
-  std::vector<std::string> subItems;
-  std::int16_t record = 0;
-  std::uint32_t serial = 0;
-  std::string toolTip{};          // of the whole row
-  std::optional<bool> checked{};  // its check mark; none: it has no box for one
-  bool operator==(const ListRow&) const = default;
-};
-
 // Where a key moves the selected row.
 enum class RowMove : std::uint8_t { First, Up, Down, Last };
 
 enum ListDisplay : int { kIconDisplay = 0, kSmallIconDisplay = 1, kListDisplay = 2, kReportDisplay = 3 };
 
-// Rows are kept by value; a view reads them by number, so that many rows cost it nothing. Replacing the rows keeps the
-// selection.
-//
-// While sorted, rows are in the order of one column's texts: by bytes, ignoring ASCII case unless they differ in
-// nothing else. Rows of equal text keep their order. Columns of FigureColumns are in the order of the whole numbers
-// that their texts begin with; texts without one come first.
 // The rows of a long list, which are made one by one when they are drawn. Its rows have numbers from 0, in no order.
 class RowSource {
  public:
@@ -267,6 +250,15 @@ class RowSource {
   virtual std::string Text(std::size_t number, int column) const = 0;
 };
 
+// Rows are kept by value; a view reads them by number, so that many rows cost it nothing. Replacing the rows keeps the
+// selection.
+//
+// The user may arrange the rows by a column, and the window may show some of them alone: that changes what is shown,
+// and neither the rows nor their numbers. A row that is not shown is not selected.
+//
+// While sorted, rows are in the order of one column's texts: by bytes, ignoring ASCII case unless they differ in
+// nothing else. Rows of equal text keep their order. Columns of FigureColumns are in the order of the whole numbers
+// that their texts begin with; texts without one come first.
 class ListView : public Control {
  public:
   ListView(Window* window, std::string name, std::vector<ControlPart> columns)
@@ -290,10 +282,22 @@ class ListView : public Control {
   // Numbers of the selected rows, ascending.
   const std::vector<std::size_t>& Selection() const { return selection_; }
   void Select(std::vector<std::size_t> rows);
-  // RowsVersion rises when the rows are replaced or sorted; ChangedRows has the numbers of single changed rows.
+  // RowsVersion rises when the rows are replaced, sorted or shown otherwise; ChangedRows has the numbers of single
+  // changed rows.
   std::uint64_t RowsVersion() const { return rowsVersion_; }
   const std::vector<std::size_t>& ChangedRows() const { return changedRows_; }
   void ChangesSeen() { changedRows_.clear(); }
+
+  // What is shown: places count from 0. The rows of a source are not arranged.
+  std::size_t ShownCount() const { return source_ ? order_.size() : arrangement_.Count(); }
+  std::size_t NumberAt(std::size_t place) const { return source_ ? place : arrangement_.RowAt(place); }
+  std::optional<std::size_t> PlaceOf(std::size_t row) const;  // none: it is not shown
+  const RowArrangement& Arrangement() const { return arrangement_; }
+  void ArrangeBy(std::optional<ColumnOrder> order);  // none: as they are
+  // By a column that they are not arranged by: ascending; then descending, then as they are.
+  void ArrangeByNext(int column);
+  void ShowOnly(RowArrangement::Matches matches);  // empty: all rows
+  void SetFigures(RowArrangement::FigureOf figureOf) { arrangement_.figureOf = std::move(figureOf); }
 
   bool Sorted() const { return sorted_; }
   int SortKey() const { return sortKey_; }  // column, from 0
@@ -302,12 +306,16 @@ class ListView : public Control {
   void SortBy(int column, bool descending);  // takes effect while Sorted
 
   std::vector<int> FigureColumns;  // from 0; set once
+  // The path of a file that can be dragged from the row into another program, or "". Set once; empty: none can.
+  std::function<std::string(const ListRow& row)> FileOf;
 
   std::function<void()> OnSelect;       // the user has selected other rows
   std::function<void()> OnClick;        // left button released on a row; it is selected
   std::function<void()> OnDoubleClick;  // on the selected row
   std::function<void()> OnRightClick;   // before a menu opens; the row under the pointer, or none, is selected
   std::function<void()> OnDeleteKey;
+  std::function<void()> OnSpaceKey;
+  std::function<void()> OnDetailsKey;           // Alt+Return
   std::function<void(RowMove move)> OnMoveKey;  // Alt with Home, Up, Down or End
   std::function<void(int column)> OnColumnClick;
   std::function<void(std::size_t row)> OnCheck;  // the user has set or cleared its check mark
@@ -318,6 +326,8 @@ class ListView : public Control {
   void DoubleClick() { Fire(OnDoubleClick); }
   void RightClick() { Fire(OnRightClick); }
   void PressDelete() { Fire(OnDeleteKey); }
+  void PressSpace() { Fire(OnSpaceKey); }
+  void PressDetails() { Fire(OnDetailsKey); }
   void PressMove(RowMove move);
   void ClickColumn(int column);
   void CheckByUser(std::size_t row, bool checked);  // ignored for a row without a box
@@ -327,6 +337,7 @@ class ListView : public Control {
   void SortByFigures(std::vector<std::uint32_t>& order) const;
   void SortByTexts(std::vector<std::uint32_t>& order) const;
   void PutInOrder(const std::vector<std::uint32_t>& order);
+  void Rearranged();
 
   struct MadeRow {
     std::size_t at = 0;
@@ -334,6 +345,7 @@ class ListView : public Control {
   };
 
   std::vector<ListRow> rows_;
+  RowArrangement arrangement_{rows_};
   std::shared_ptr<const RowSource> source_;
   std::vector<std::uint32_t> order_;     // of the source's rows
   mutable std::optional<MadeRow> made_;  // the last one: a view asks for its columns in a row

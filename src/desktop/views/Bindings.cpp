@@ -29,12 +29,14 @@
 #include "async/EventGate.h"
 #include "desktop/DisplayText.h"
 #include "desktop/views/Bars.h"
+#include "desktop/views/Charts.h"
 #include "desktop/views/Icons.h"
 #include "desktop/views/ListBinding.h"
 #include "desktop/views/PreviewBinding.h"
 #include "desktop/views/Widgets.h"
 #include "lang/Format.h"
 #include "ports/Media.h"
+#include "ui/Charts.h"
 #include "ui/Controls.h"
 #include "ui/LinkLabel.h"
 #include "ui/MediaSurface.h"
@@ -66,6 +68,14 @@ class WidgetBinding : public Binding {
  private:
   QString formToolTip_;
 };
+
+// What a picture shows, in words.
+void Say(QWidget& widget, const std::string& words) {
+  const QString text = DisplayLine(words);
+  if (widget.accessibleName() == text) return;
+  widget.setAccessibleName(text);
+  widget.setToolTip(PlainTip(text));
+}
 
 class LabelBinding : public WidgetBinding<Label, QLabel> {
  public:
@@ -277,6 +287,26 @@ class BarBinding : public WidgetBinding<Shape, SegmentBar> {
   }
 };
 
+class SpeedChartBinding : public WidgetBinding<SpeedChart, SpeedGraph> {
+ public:
+  using WidgetBinding::WidgetBinding;
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
+    widget_.Show(control_.Speeds, DisplayLine(control_.Most));
+    Say(widget_, control_.Words);
+  }
+};
+
+class FileMapBinding : public WidgetBinding<FileMapChart, FileMapBar> {
+ public:
+  using WidgetBinding::WidgetBinding;
+  void UpdateWidget() override {
+    WidgetBinding::UpdateWidget();
+    widget_.Show(control_.Held, control_.Awaited);
+    Say(widget_, control_.Words);
+  }
+};
+
 class PictureBinding : public WidgetBinding<Picture, IconLabel> {
  public:
   using WidgetBinding::WidgetBinding;
@@ -399,6 +429,12 @@ std::unique_ptr<Binding> Bind(Control& control, QObject& object, BindingContext&
   if (auto* picture = dynamic_cast<Picture*>(&control)) {
     auto icon = Tie<PictureBinding, Picture, IconLabel>(*picture, object, context);
     return icon ? std::move(icon) : Tie<WidgetBinding<Picture, QWidget>, Picture, QWidget>(*picture, object, context);
+  }
+  if (auto* chart = dynamic_cast<SpeedChart*>(&control)) {
+    return Tie<SpeedChartBinding, SpeedChart, SpeedGraph>(*chart, object, context);
+  }
+  if (auto* map = dynamic_cast<FileMapChart*>(&control)) {
+    return Tie<FileMapBinding, FileMapChart, FileMapBar>(*map, object, context);
   }
   if (auto* bar = dynamic_cast<ProgressBar*>(&control)) {
     return Tie<ProgressBinding, ProgressBar, QProgressBar>(*bar, object, context);

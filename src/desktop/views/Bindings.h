@@ -14,6 +14,7 @@ namespace pellora {
 
 class Control;
 class EventGate;
+class ViewMemory;
 
 // Shared by the bindings of one window. Bindings connect with `receiver` as context, so that destroying it disconnects
 // them all from the model.
@@ -22,6 +23,7 @@ struct BindingContext {
   QObject* receiver = nullptr;
   bool updatingWidgets = false;  // widgets are being set; their signals do not come from the user
   std::function<void()> flush;   // applies pending changes now
+  ViewMemory* memory = nullptr;  // null: nothing is remembered
 };
 
 class Binding {

@@ -2,12 +2,15 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QDialog>
 #include <QDropEvent>
 #include <QKeyEvent>
 #include <QLayout>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QScreen>
+#include <QSplitter>
 #include <QUrl>
 #include <QWidget>
 #include <QWindow>
@@ -19,7 +22,9 @@
 #include "desktop/views/Forms.h"
 #include "desktop/views/Icons.h"
 #include "desktop/views/ObjectNames.h"
+#include "desktop/views/ViewMemory.h"
 #include "desktop/views/Widgets.h"
+#include "desktop/views/WindowPlace.h"
 #include "ui/Controls.h"
 #include "ui/DataObject.h"
 #include "ui/Window.h"
@@ -28,8 +33,7 @@ namespace pellora {
 
 namespace {
 
-// Room for the desktop's window frame, whose size is unknown until the window is shown.
-constexpr QSize kFrame(12, 44);
+constexpr int kLargestPart = 10'000;  // of a splitter
 
 // The file name at the end of a URL or path.
 QString LastPathPart(const std::string& text) {
@@ -40,10 +44,10 @@ QString LastPathPart(const std::string& text) {
 
 }  // namespace
 
-FormHost::FormHost(Window& window, EventGate& gate)
-    : window_(&window), receiver_(std::make_unique<QObject>()), context_{gate, receiver_.get(), false, [this] {
-                                                                           ApplyChanges();
-                                                                         }} {}
+FormHost::FormHost(Window& window, EventGate& gate, ViewMemory* memory)
+    : window_(&window),
+      receiver_(std::make_unique<QObject>()),
+      context_{gate, receiver_.get(), false, [this] { ApplyChanges(); }, memory} {}
 
 FormHost::~FormHost() = default;
 
@@ -88,6 +92,7 @@ void FormHost::Detach() {
   if (root_ != nullptr) {
     if (follower_ != nullptr) follower_->LetGo();
     root_->removeEventFilter(this);
+    place_.reset();
     root_->hide();
     root_->deleteLater();
     root_ = nullptr;
@@ -127,7 +132,27 @@ void FormHost::Build() {
   if (!fold.isEmpty()) fold_ = root_->findChild<QWidget*>(fold);
   follower_ = dynamic_cast<WindowFollower*>(root_);
   if (dynamic_cast<DropTarget*>(window_) != nullptr) root_->setAcceptDrops(true);
+  if (context_.memory != nullptr) {
+    place_ = std::make_unique<WindowPlace>(*root_, window_->TypeName, *context_.memory);
+    RememberSplitters();
+  }
   windowDirty_ = true;
+}
+
+void FormHost::RememberSplitters() {
+  for (QSplitter* splitter : root_->findChildren<QSplitter*>()) {
+    const std::string key = window_->TypeName + "." + splitter->objectName().toStdString();
+    QList<int> sizes;
+    for (const QString& size : QString::fromStdString(context_.memory->Get(key).value_or("")).split(u' ')) {
+      sizes.append(std::clamp(size.toInt(), 0, kLargestPart));
+    }
+    if (sizes.size() == splitter->count() && !sizes.contains(0)) splitter->setSizes(sizes);
+    QObject::connect(splitter, &QSplitter::splitterMoved, context_.receiver, [this, splitter, key] {
+      QStringList parts;
+      for (const int size : splitter->sizes()) parts.append(QString::number(size));
+      context_.memory->Set(key, parts.join(u' ').toStdString());
+    });
+  }
 }
 
 void FormHost::WatchWidget(QWidget& widget, Control& control) {
@@ -146,6 +171,8 @@ void FormHost::Flush() {
   ApplyChanges();
   // From here on the form's events may come, and unload the window.
   if (std::exchange(windowDirty_, false)) ApplyWindow();
+  if (window_ == nullptr) return;
+  if (place_ && !std::exchange(placed_, true)) place_->Restore();
   if (window_ == nullptr) return;
   if (std::exchange(fitPending_, false) && !sizedByUser_) {
     fitting_ = true;
@@ -286,6 +313,7 @@ void FormHost::OnMouseMove(const QMouseEvent& move) {
 }
 
 bool FormHost::OnFormEvent(QEvent& event) {
+  if (place_ && !fitting_) place_->Watch(event);
   switch (event.type()) {
     case QEvent::Close:
       // The model decides; if it unloads the window, the form is destroyed.
@@ -323,6 +351,8 @@ bool FormHost::OnFormEvent(QEvent& event) {
     case QEvent::DragMove:
     case QEvent::Drop:
       return OnDrag(static_cast<QDropEvent&>(event));
+    case QEvent::ContextMenu:
+      return OpenPopup(static_cast<QContextMenuEvent&>(event));
     case QEvent::WindowActivate:
       window_->ViewActivated();
       return false;
@@ -334,10 +364,23 @@ bool FormHost::OnFormEvent(QEvent& event) {
   }
 }
 
+// The menu that the form names for its whole ground.
+bool FormHost::OpenPopup(const QContextMenuEvent& event) {
+  auto* const menu = root_->findChild<QMenu*>(root_->property("popupMenu").toString());
+  if (menu == nullptr || root_->property("popupMenu").toString().isEmpty()) return false;
+  menu->popup(event.globalPos());
+  return true;
+}
+
 // A drag may be over any part of the window. What it holds is only looked at once it is dropped.
 bool FormHost::OnDrag(QDropEvent& event) {
   auto* const target = dynamic_cast<DropTarget*>(window_);
   if (target == nullptr) return false;
+  // A finished list of addresses is not to be added by a drag that was meant for another program.
+  if (event.source() != nullptr) {
+    event.ignore();
+    return true;
+  }
   event.setDropAction(Qt::CopyAction);
   event.accept();
   if (event.type() == QEvent::Drop && !target->TakeDrop(DraggedData(*event.mimeData()))) {

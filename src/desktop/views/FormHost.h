@@ -16,6 +16,7 @@
 
 #include "desktop/views/Bindings.h"
 
+class QContextMenuEvent;
 class QDropEvent;
 class QMouseEvent;
 class QSize;
@@ -26,6 +27,7 @@ namespace pellora {
 class IconLabel;
 class Label;
 class Window;
+class WindowPlace;
 enum class WindowState;
 
 // A form that reflects more of its window than title and size.
@@ -45,7 +47,7 @@ class FormHost : public QObject {
 
  public:
   // `window` must live until Detach.
-  FormHost(Window& window, EventGate& gate);
+  FormHost(Window& window, EventGate& gate, ViewMemory* memory);
   ~FormHost() override;
 
   void SetShown(bool shown);
@@ -72,6 +74,7 @@ class FormHost : public QObject {
 
   void Schedule();
   void Build();
+  void RememberSplitters();
   void WatchWidget(QWidget& widget, Control& control);
   void ApplyChanges();
   void ApplyState(WindowState state);
@@ -83,6 +86,7 @@ class FormHost : public QObject {
   void OnScreenEvent(QEvent& event);
   void OnMouseMove(const QMouseEvent& move);
   bool OnFormEvent(QEvent& event);
+  bool OpenPopup(const QContextMenuEvent& event);
   bool OnDrag(QDropEvent& event);
   void ReportSize();
   void ReportState();
@@ -91,6 +95,7 @@ class FormHost : public QObject {
   std::unique_ptr<QObject> receiver_;
   BindingContext context_;
   QWidget* root_ = nullptr;
+  std::unique_ptr<WindowPlace> place_;  // null where nothing is remembered
   WindowFollower* follower_ = nullptr;  // the form, if it is a follower
   QWidget* fold_ = nullptr;             // the part that is hidden in a low window
   std::unordered_map<const Control*, std::unique_ptr<Binding>> bindings_;
@@ -107,6 +112,7 @@ class FormHost : public QObject {
 
   int appliedWidth_ = 0;  // the model's, as last applied or reported
   int appliedHeight_ = 0;
+  bool placed_ = false;    // as it was remembered
   bool onScreen_ = false;  // since last shown; earlier size changes are part of showing
   bool fitPending_ = false;
   bool movePending_ = false;

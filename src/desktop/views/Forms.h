@@ -4,6 +4,8 @@
 //   needsModel   hides the widget if the window has no control of its name
 //   fileOf       on an IconLabel: the label whose text is the URL or name that decides the icon
 //   foldWidget, foldBelow   on the form: the part that is hidden while the window's height is below
+//   remembers    on the form: what of its place is remembered, see WindowPlace.h
+//   popupMenu    on the form: the menu of its ground
 //   columnSamples, popupMenu, popupWithoutRow   on a list, see ListBinding.h
 #pragma once
 

@@ -1,7 +1,6 @@
 #include "desktop/views/ListBinding.h"
 
 #include <QContextMenuEvent>
-#include <QHeaderView>
 #include <QItemSelection>
 #include <QItemSelectionModel>
 #include <QKeyEvent>
@@ -19,6 +18,7 @@
 #include <vector>
 
 #include "async/EventGate.h"
+#include "desktop/views/ListColumns.h"
 #include "desktop/views/ListRowsModel.h"
 #include "ui/Controls.h"
 
@@ -45,69 +45,14 @@ std::optional<RowMove> MoveOf(int key) {
 class ListWatcher : public QObject {
  public:
   ListWatcher(ListView& control, QAbstractItemView& view, BindingContext& context)
-      : QObject(context.receiver),
-        control_(control),
-        view_(view),
-        header_(qobject_cast<QTreeView*>(&view) != nullptr ? qobject_cast<QTreeView*>(&view)->header() : nullptr),
-        context_(context) {
+      : QObject(context.receiver), control_(control), view_(view), context_(context) {
     view.viewport()->installEventFilter(this);
     view.installEventFilter(this);
-  }
-
-  void FitColumns() {
-    if (header_ == nullptr) return;
-    const auto& columns = control_.Columns();
-    QHeaderView* const header = header_;
-    const int count = std::min(header->count(), static_cast<int>(columns.size()));
-    if (count == 0 || view_.viewport()->width() <= 0) return;
-    const QStringList samples = view_.property("columnSamples").toStringList();
-    std::vector<int> minimums;
-    std::vector<double> shares;
-    double allShares = 0;
-    int room = view_.viewport()->width();
-    for (int at = 0; at < count; ++at) {
-      const QString sample = at < samples.size() ? samples[at] : QString();
-      minimums.push_back(std::max(header->sectionSizeHint(at), view_.fontMetrics().horizontalAdvance(sample) + 14));
-      shares.push_back(std::max(columns[static_cast<std::size_t>(at)].width, 0.0));
-      allShares += shares.back();
-    }
-    if (allShares <= 0) {
-      std::fill(shares.begin(), shares.end(), 1.0);
-      allShares = count;
-    }
-    // Columns whose share is too small get their minimum width; the others divide the rest.
-    std::vector<int> widths(static_cast<std::size_t>(count), 0);
-    for (bool again = true; again;) {
-      again = false;
-      for (std::size_t at = 0; at < widths.size(); ++at) {
-        // Rounding may leave nothing, or less, of the shares.
-        const bool fits = allShares > 0 && shares[at] * room >= minimums[at] * allShares;
-        if (widths[at] != 0 || fits) continue;
-        widths[at] = minimums[at];
-        room -= minimums[at];
-        allShares -= shares[at];
-        again = true;
-      }
-    }
-    int used = 0;
-    int widest = -1;
-    for (std::size_t at = 0; at < widths.size(); ++at) {
-      if (widths[at] == 0) {
-        widths[at] = static_cast<int>(shares[at] * room / allShares);
-        widest = widest < 0 ? static_cast<int>(at) : widest;
-        used += widths[at];
-      }
-    }
-    if (widest >= 0 && room > used) widths[static_cast<std::size_t>(widest)] += room - used;
-    for (int at = 0; at < count; ++at) header->resizeSection(at, widths[static_cast<std::size_t>(at)]);
   }
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override {
     switch (event->type()) {
-      case QEvent::Resize:
-        if (watched == view_.viewport()) FitColumns();
-        return false;
       case QEvent::MouseButtonPress:
         endsDoubleClick_ = false;
         DeliverClick();
@@ -151,13 +96,23 @@ class ListWatcher : public QObject {
   }
 
   bool PressKey(const QKeyEvent& key) {
-    if ((key.modifiers() & ~Qt::KeypadModifier) == Qt::AltModifier && PressMoveKey(key.key())) return true;
+    const Qt::KeyboardModifiers modifiers = key.modifiers() & ~Qt::KeypadModifier;
+    const bool enter = key.key() == Qt::Key_Return || key.key() == Qt::Key_Enter;
+    if (modifiers == Qt::AltModifier && PressMoveKey(key.key())) return true;
+    if (modifiers == Qt::AltModifier && enter && control_.OnDetailsKey) {
+      control_.PressDetails();
+      return true;
+    }
     if (key.key() == Qt::Key_Delete && key.modifiers() == Qt::NoModifier) {
       control_.PressDelete();
       return true;
     }
+    if (key.key() == Qt::Key_Space && modifiers == Qt::NoModifier && control_.OnSpaceKey) {
+      control_.PressSpace();
+      return true;
+    }
     // Else it is the dialog's, whose default button it presses.
-    if (control_.OnDoubleClick && (key.key() == Qt::Key_Return || key.key() == Qt::Key_Enter)) {
+    if (control_.OnDoubleClick && enter) {
       if (!control_.Selection().empty()) control_.DoubleClick();
       return true;
     }
@@ -199,7 +154,6 @@ class ListWatcher : public QObject {
 
   ListView& control_;
   QAbstractItemView& view_;
-  QHeaderView* header_;  // null if there are no columns
   BindingContext& context_;
   bool clickPending_ = false;     // released, but not yet delivered
   bool endsDoubleClick_ = false;  // the next release of the left button is not a click
@@ -275,19 +229,17 @@ class ListBinding : public Binding {
     view.setSelectionBehavior(QAbstractItemView::SelectRows);
     view.setEditTriggers(QAbstractItemView::NoEditTriggers);
     view.setMouseTracking(true);
-    view.header()->setStretchLastSection(true);
-    view.header()->setHighlightSections(false);
+    if (control.FileOf) {
+      view.setDragDropMode(QAbstractItemView::DragOnly);
+      view.setDefaultDropAction(Qt::CopyAction);
+    }
+    new ListWatcher(control, view, context);  // owned by the receiver
     // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): needs the view's model and header
-    watcher_ = new ListWatcher(control, view, context);
+    header_ = new ListColumns(control, view, context);
     QObject::connect(view.selectionModel(), &QItemSelectionModel::selectionChanged, context.receiver, [this] {
       if (!context_.updatingWidgets) ReportSelection();
     });
     QObject::connect(&view, &QTreeView::doubleClicked, context.receiver, [&control] { control.DoubleClick(); });
-    if (control.OnColumnClick) {
-      view.header()->setSectionsClickable(true);
-      QObject::connect(view.header(), &QHeaderView::sectionClicked, context.receiver,
-                       [&control](int column) { control.ClickColumn(column); });
-    }
     if (icons_ == nullptr) return;
     new ListWatcher(control, *icons_, context);  // owned by the receiver
     icons_->setSelectionBehavior(QAbstractItemView::SelectRows);
@@ -307,10 +259,10 @@ class ListBinding : public Binding {
     const bool reset = rows_->Follow();
     ShowSelection();
     if (reset) view_.verticalScrollBar()->setValue(scroll);
-    if (control_.OnColumnClick) ShowSort();
+    header_->ShowOrder();
     if (columns_ != control_.Columns()) {
       columns_ = control_.Columns;
-      watcher_->FitColumns();
+      header_->Fit();
     }
   }
 
@@ -334,29 +286,30 @@ class ListBinding : public Binding {
     stack_->setCurrentWidget(icons_);
   }
 
-  void ShowSort() {
-    QHeaderView& header = *view_.header();
-    header.setSortIndicatorShown(control_.Sorted());
-    if (!control_.Sorted()) return;
-    header.setSortIndicator(control_.SortKey(), control_.SortsDescending() ? Qt::DescendingOrder : Qt::AscendingOrder);
+  std::vector<std::size_t> SelectedPlaces() const {
+    std::vector<std::size_t> places;
+    for (const QItemSelectionRange& range : view_.selectionModel()->selection()) {
+      for (int row = range.top(); row <= range.bottom(); ++row) places.push_back(static_cast<std::size_t>(row));
+    }
+    std::sort(places.begin(), places.end());
+    return places;
   }
 
   void ReportSelection() {
     std::vector<std::size_t> rows;
-    for (const QItemSelectionRange& range : view_.selectionModel()->selection()) {
-      for (int row = range.top(); row <= range.bottom(); ++row) rows.push_back(static_cast<std::size_t>(row));
+    for (const std::size_t place : SelectedPlaces()) {
+      if (place < control_.ShownCount()) rows.push_back(control_.NumberAt(place));
     }
     context_.gate.Deliver([&] { control_.SelectByUser(std::move(rows)); });
   }
 
   void ShowSelection() {
-    const std::vector<std::size_t>& rows = control_.Selection();
-    std::vector<std::size_t> shown;
-    for (const QItemSelectionRange& range : view_.selectionModel()->selection()) {
-      for (int row = range.top(); row <= range.bottom(); ++row) shown.push_back(static_cast<std::size_t>(row));
+    std::vector<std::size_t> rows;  // of the view
+    for (const std::size_t row : control_.Selection()) {
+      if (const auto place = control_.PlaceOf(row)) rows.push_back(*place);
     }
-    std::sort(shown.begin(), shown.end());
-    if (shown == rows) return;
+    std::sort(rows.begin(), rows.end());
+    if (SelectedPlaces() == rows) return;
     const int lastColumn = rows_->columnCount() - 1;
     QItemSelection selection;
     for (std::size_t at = 0; at < rows.size();) {
@@ -379,8 +332,8 @@ class ListBinding : public Binding {
   QStackedWidget* stack_;
   BindingContext& context_;
   int display_ = kReportDisplay;
-  ListRowsModel* rows_;   // owned by the view
-  ListWatcher* watcher_;  // owned by the context's receiver
+  ListRowsModel* rows_;  // owned by the view
+  ListColumns* header_;  // owned by the context's receiver
   std::vector<ControlPart> columns_;
 };
 

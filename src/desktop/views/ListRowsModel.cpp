@@ -1,6 +1,9 @@
 #include "desktop/views/ListRowsModel.h"
 
+#include <QMimeData>
 #include <algorithm>
+#include <optional>
+#include <string>
 
 #include "desktop/DisplayText.h"
 #include "desktop/views/Icons.h"
@@ -9,6 +12,8 @@
 namespace pellora {
 
 namespace {
+
+constexpr QLatin1String kLinkList("text/uri-list");
 
 QStringList Captions(const ListView& list) {
   QStringList captions;
@@ -22,7 +27,7 @@ ListRowsModel::ListRowsModel(ListView& list, QObject* parent)
     : QAbstractTableModel(parent),
       list_(&list),
       headers_(Captions(list)),
-      rows_(static_cast<int>(list.RowCount())),
+      rows_(static_cast<int>(list.ShownCount())),
       version_(list.RowsVersion()) {
   list.ChangesSeen();
 }
@@ -35,7 +40,7 @@ bool ListRowsModel::Follow() {
     headers_ = captions;
     emit headerDataChanged(Qt::Horizontal, 0, static_cast<int>(headers_.size()) - 1);
   }
-  const auto rows = static_cast<int>(list_->RowCount());
+  const auto rows = static_cast<int>(list_->ShownCount());
   const auto lastColumn = static_cast<int>(captions.size()) - 1;
   if (rows != rows_ || otherColumns) {
     beginResetModel();
@@ -56,8 +61,9 @@ bool ListRowsModel::Follow() {
   const std::vector<std::size_t> changed = list_->ChangedRows();
   list_->ChangesSeen();
   for (const std::size_t at : changed) {
-    const auto row = static_cast<int>(at);
-    if (row < rows_) emit dataChanged(index(row, 0), index(row, lastColumn));
+    const std::optional<std::size_t> place = list_->PlaceOf(at);
+    const auto row = static_cast<int>(place.value_or(0));
+    if (place && row < rows_) emit dataChanged(index(row, 0), index(row, lastColumn));
   }
   return false;
 }
@@ -75,11 +81,16 @@ int ListRowsModel::columnCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : static_cast<int>(headers_.size());
 }
 
+const ListRow* ListRowsModel::RowOf(const QModelIndex& index) const {
+  if (list_ == nullptr || !index.isValid()) return nullptr;
+  const auto place = static_cast<std::size_t>(index.row());
+  return place < list_->ShownCount() ? &list_->RowAt(list_->NumberAt(place)) : nullptr;
+}
+
 QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
-  if (list_ == nullptr || !index.isValid()) return {};
-  const auto at = static_cast<std::size_t>(index.row());
-  if (at >= list_->RowCount()) return {};
-  const ListRow& row = list_->RowAt(at);
+  const ListRow* const found = RowOf(index);
+  if (found == nullptr) return {};
+  const ListRow& row = *found;
   const auto column = static_cast<std::size_t>(index.column());
   switch (role) {
     case Qt::DisplayRole:
@@ -103,14 +114,35 @@ QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
 }
 
 Qt::ItemFlags ListRowsModel::flags(const QModelIndex& index) const {
-  const Qt::ItemFlags usual = QAbstractTableModel::flags(index);
+  Qt::ItemFlags usual = QAbstractTableModel::flags(index);
+  if (list_ != nullptr && list_->FileOf) usual |= Qt::ItemIsDragEnabled;
   return data(index, Qt::CheckStateRole).isValid() ? usual | Qt::ItemIsUserCheckable : usual;
 }
 
 bool ListRowsModel::setData(const QModelIndex& index, const QVariant& value, int role) {
   if (list_ == nullptr || role != Qt::CheckStateRole || !index.isValid()) return false;
-  list_->CheckByUser(static_cast<std::size_t>(index.row()), value.toInt() == Qt::Checked);
+  const auto place = static_cast<std::size_t>(index.row());
+  if (place >= list_->ShownCount()) return false;
+  list_->CheckByUser(list_->NumberAt(place), value.toInt() == Qt::Checked);
   return true;
+}
+
+QStringList ListRowsModel::mimeTypes() const { return {kLinkList}; }
+
+// Paths are bytes, which need not be UTF-8.
+QMimeData* ListRowsModel::mimeData(const QModelIndexList& indexes) const {
+  if (list_ == nullptr || !list_->FileOf) return nullptr;
+  QByteArray links;
+  for (const QModelIndex& index : indexes) {
+    const ListRow* const row = index.column() == 0 ? RowOf(index) : nullptr;
+    const std::string path = row != nullptr ? list_->FileOf(*row) : std::string();
+    if (path.empty()) continue;
+    links += "file://" + QByteArray::fromStdString(path).toPercentEncoding("/") + "\r\n";
+  }
+  if (links.isEmpty()) return nullptr;
+  auto* const data = new QMimeData;
+  data->setData(kLinkList, links);
+  return data;
 }
 
 QVariant ListRowsModel::headerData(int section, Qt::Orientation orientation, int role) const {

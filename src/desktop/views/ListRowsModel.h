@@ -10,6 +10,7 @@
 namespace pellora {
 
 class ListView;
+struct ListRow;
 
 class ListRowsModel : public QAbstractTableModel {
   Q_OBJECT
@@ -30,8 +31,14 @@ class ListRowsModel : public QAbstractTableModel {
   Qt::ItemFlags flags(const QModelIndex& index) const override;
   bool setData(const QModelIndex& index, const QVariant& value, int role) override;
   QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+  // What is dragged out are the files of the rows, as links.
+  QStringList mimeTypes() const override;
+  QMimeData* mimeData(const QModelIndexList& indexes) const override;
+  Qt::DropActions supportedDragActions() const override { return Qt::CopyAction; }
 
  private:
+  const ListRow* RowOf(const QModelIndex& index) const;  // null if it is gone
+
   ListView* list_;
   QStringList headers_;
   int rows_ = 0;  // as the view knows them; the control may have changed since

@@ -17,7 +17,7 @@ namespace {
 
 class QtWindowView : public WindowView {
  public:
-  QtWindowView(Window& window, EventGate& gate) : host_(new FormHost(window, gate)) {}
+  QtWindowView(Window& window, EventGate& gate, ViewMemory* memory) : host_(new FormHost(window, gate, memory)) {}
   QtWindowView(const QtWindowView&) = delete;
   QtWindowView& operator=(const QtWindowView&) = delete;
   ~QtWindowView() override { host_->Detach(); }
@@ -42,7 +42,7 @@ std::unique_ptr<WindowView> QtWindowSystem::NewView(Window& window) {
   for (const auto& [typeName, maker] : makers_) {
     if (typeName == window.TypeName) return maker(window);
   }
-  return std::make_unique<QtWindowView>(window, gate_);
+  return std::make_unique<QtWindowView>(window, gate_, memory_);
 }
 
 ScreenSize QtWindowSystem::Screen() const {

@@ -17,10 +17,12 @@ class QWidget;
 
 namespace pellora {
 
+class ViewMemory;
+
 class QtWindowSystem : public WindowSystem {
  public:
-  // `gate` must outlive the system and its views.
-  explicit QtWindowSystem(EventGate& gate) : gate_(gate) {}
+  // Both must outlive the system and its views. Without a memory nothing is remembered.
+  explicit QtWindowSystem(EventGate& gate, ViewMemory* memory = nullptr) : gate_(gate), memory_(memory) {}
   ~QtWindowSystem() override;
 
   using ViewMaker = std::function<std::unique_ptr<WindowView>(Window&)>;
@@ -35,6 +37,7 @@ class QtWindowSystem : public WindowSystem {
 
  private:
   EventGate& gate_;
+  ViewMemory* memory_;
   std::vector<std::pair<std::string, ViewMaker>> makers_;
   QPointer<QMenu> popup_;  // the open one
 };

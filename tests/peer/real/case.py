@@ -84,6 +84,19 @@ class Case(unittest.TestCase):
             click()
         harness.act_until(self.x.menus, click_again, what="the menu")
 
+    def drag_over(self, start, end):
+        """Drags with the left button, slowly enough for both programs to follow."""
+        self.x.move(*start)
+        self.x.button(1, True)
+        for step in range(1, 11):
+            self.x.move(*(a + (b - a) * step // 10 for a, b in zip(start, end)))
+            time.sleep(0.06)
+        self.x.move(end[0] - 1, end[1] - 1)
+        time.sleep(0.2)
+        self.x.move(*end)
+        time.sleep(0.6)
+        self.x.button(1, False)
+
     def copy(self, text):
         """Copies bytes to the clipboard of the display."""
         owner = subprocess.Popen(["xclip", "-selection", "clipboard", "-quiet"], env=self.session.stage.env,

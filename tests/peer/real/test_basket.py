@@ -101,16 +101,7 @@ class Basket(Case):
             left, top, _, _ = self.place()
             harness.wait_until(lambda: self.x.shows(window, x + 60, y + 60), 10, "the source in front")
             for _ in range(5):
-                self.x.move(x + 60, y + 60)
-                self.x.button(1, True)
-                for step in range(1, 11):
-                    self.x.move(x + 60 + (left + 16 - x - 60) * step // 10, y + 60 + (top + 16 - y - 60) * step // 10)
-                    time.sleep(0.06)
-                self.x.move(left + 15, top + 15)
-                time.sleep(0.2)
-                self.x.move(left + 16, top + 16)
-                time.sleep(0.6)
-                self.x.button(1, False)
+                self.drag_over((x + 60, y + 60), (left + 16, top + 16))
                 action = source.stdout.readline().decode().strip()  # at the end of the drag
                 # If released before the basket has replied, nothing is dropped.
                 if action != "0" or until is None:

@@ -16,7 +16,8 @@ namespace pellora::testing_views {
 
 class AppStage {
  public:
-  AppStage() {
+  // Nothing is remembered without a memory, which must outlive it.
+  explicit AppStage(ViewMemory* memory = nullptr) : windows(sim.gate(), memory) {
     QFile english(QStringLiteral(PELLORA_LANGUAGES "/english.txt"));
     if (english.open(QIODevice::ReadOnly)) {
       sim.disk().Put("/prog/english.txt", SimContent(english.readAll().toStdString()));
@@ -46,7 +47,7 @@ class AppStage {
   }
 
   SimPlatform sim;
-  QtWindowSystem windows{sim.gate()};
+  QtWindowSystem windows;
   Platform platform{sim.gate(),     sim.loop(),      sim.tasks(),   sim.loop(),      sim.network(), sim.disk(),
                     sim.settings(), sim.clipboard(), sim.dialogs(), sim.shell(),     sim.machine(), sim.locale(),
                     sim.tray(),     windows,         sim.media(),   sim.background()};

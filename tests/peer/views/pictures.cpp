@@ -7,6 +7,7 @@
 #include <QPalette>
 #include <QPixmap>
 #include <QStyleFactory>
+#include <cmath>
 #include <cstdio>
 
 #include "AppStage.h"
@@ -15,6 +16,7 @@
 #include "Stage.h"
 #include "TestArchive.h"
 #include "ZipStage.h"
+#include "app/NewTransferWindow.h"
 #include "archive/ArchiveReader.h"
 #include "async/TaskLoop.h"
 #include "core/WebTexts.h"
@@ -23,6 +25,7 @@
 #include "mainwin/AskLine.h"
 #include "mainwin/Form1.h"
 #include "transferwin/AskLogin.h"
+#include "transferwin/TransferWindow.h"
 #include "zipview/Extract.h"
 #include "zipview/LookInside.h"
 
@@ -283,6 +286,58 @@ void DrawLookInside(Painter& painter, const char* language) {
   }
 }
 
+void DrawCharts(Painter& painter, const char* language) {
+  AppStage stage;
+  Speak(stage, language);
+  const auto window = NewTransferWindow(stage.app->program(), 0);
+  stage.Do([&] { window->Show(); });
+  stage.Do([&] {
+    window->showgraph.Click();
+    std::vector<float> speeds;
+    for (int step = 0; step < 100; ++step) {
+      speeds.push_back(step > 40 && step < 46 ? 0.0F : 2.0e6F + 4.0e5F * std::sin(static_cast<float>(step) / 5));
+    }
+    window->Graph1.Speeds = speeds;
+    window->Graph1.Most = "2.29 mb/s";
+    window->Map1.Visible = true;
+    window->Map1.Held = std::vector<MapSpan>{{0, 0.18}, {0.25, 0.31}, {0.5, 0.66}, {0.75, 0.79}, {0.9, 0.901}};
+    window->Map1.Awaited = std::vector<MapSpan>{{0.18, 0.25}, {0.31, 0.5}, {0.66, 0.75}, {0.79, 0.9}};
+  });
+  painter.SaveWindow(*window, QStringLiteral("transfer-graph-") + QLatin1String(language));
+  stage.Do([&] { window->Unload(); });
+}
+
+void DrawFilter(Painter& painter, const char* language) {
+  AppStage stage;
+  Speak(stage, language);
+  Program& program = stage.app->program();
+  for (const char* const name : {"debian-12.8.iso", "archive.zip", "mint-22.iso"}) {
+    const auto index = static_cast<std::int16_t>(program.DownloadCount + 1);
+    program.ResizeDownloads(index);
+    DownloadRecord& record = program.Download(index);
+    record.Segments.resize(1);
+    record.FileName = name;
+    record.URL = std::string("http://mirror.example.com/") + name;
+    record.Host = "mirror.example.com";
+    record.FileSize = 700'000'000 - index * 1'000'000;
+    record.DateAdded = 46000.5;
+    record.InUse = record.Valid = true;
+    program.RaiseSerial(index);
+  }
+  stage.Do([&] {
+    MainWindow& main = stage.Main();
+    main.RefreshRows(kAllRows, kForced);
+    main.findrows.Click();
+    main.FilterText.SetByUser("iso");
+    main.ListView1.ArrangeBy(ColumnOrder{2, true});
+  });
+  painter.SaveWindow(stage.Main(), QStringLiteral("main-filter-") + QLatin1String(language));
+  auto* const menu = stage.Find<QMenu>(stage.Main(), "headings");
+  menu->popup(QPoint(10, 10));
+  painter.Save(*menu, QStringLiteral("menu-headings-") + QLatin1String(language));
+  menu->close();
+}
+
 void DrawOptions(Painter& painter, const char* language, const QLocale& locale) {
   OptionsStage options(QStringLiteral(PELLORA_LANGUAGES));
   options.locale.locale = locale;
@@ -326,6 +381,8 @@ int main(int argc, char** argv) {
       DrawAskLogin(painter, language);
       DrawAddFold(painter, language);
       DrawLookInside(painter, language);
+      DrawCharts(painter, language);
+      DrawFilter(painter, language);
     }
     DrawOptions(painter, "english", QLocale(QLocale::English, QLocale::UnitedStates));
     DrawOptions(painter, "german", QLocale(QLocale::German, QLocale::Germany));

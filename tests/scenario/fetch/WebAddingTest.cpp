@@ -248,6 +248,30 @@ TEST_F(WebAdding, QuietStaysQuietAfterARestart) {
   EXPECT_FALSE(next->WindowOf()->Visible());
 }
 
+TEST_F(WebAdding, WindowClosesItselfAtTheEndIfItIsSoSet) {
+  Run run;
+  run.program().settings.CloseFinishedWindows = true;
+  run.AddQuiet();
+  const std::shared_ptr<TransferWindow> window = run.WindowOf();
+  ASSERT_NE(window, nullptr);
+  run.sim.Do([&] { window->ShowWindow(); });
+  ASSERT_TRUE(run.RunUntilFinished());
+  run.sim.RunFor(1000);
+  EXPECT_FALSE(window->Loaded());
+  EXPECT_EQ(run.WindowOf(), nullptr);
+  EXPECT_EQ(run.StateWord(), "finished");
+}
+
+TEST_F(WebAdding, WindowOfAStoppedDownloadStaysThen) {
+  Run run;
+  run.program().settings.CloseFinishedWindows = true;
+  run.Want([](WebAdd& web) { web.quiet = true; }, "https://o.example/missing.bin");
+  run.sim.Do([&] { run.WindowOf()->ShowWindow(); });
+  run.sim.RunFor(5000);
+  ASSERT_EQ(run.StateWord(), "stopped");
+  EXPECT_TRUE(run.WindowOf()->Visible());
+}
+
 TEST_F(WebAdding, WindowBuiltLateShowsWhatWasFinishedBefore) {
   Run run;
   run.AddQuiet();

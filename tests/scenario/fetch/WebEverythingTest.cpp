@@ -188,7 +188,7 @@ class Session {
       }
       if (world_.login) GiveLogin(kSecret);
       rig.sim.RunFor(1000);
-      if (world_.add.handOver != HandOver())
+      if (!world_.add.handOver.IsEmpty())
         rig.sim.Do([&] { (void)TakeHandOver(rig.program, *rig.services, index, world_.add.handOver); });
       if (rig.Asks(index)) {
         rig.Answer(true, index);

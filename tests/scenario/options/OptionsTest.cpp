@@ -143,7 +143,7 @@ TEST_F(Options, StartOnTheFirstPageEachTime) {
 
 TEST_F(Options, ShowTheFramesOfTheSelectedTab) {
   Open();
-  const Lines kFrames[] = {{"Frame1"}, {"Frame2", "Frame4"}, {"Frame3"}, {"Frame5"}};
+  const Lines kFrames[] = {{"Frame1"}, {"Frame2", "Frame4", "Frame7"}, {"Frame3"}, {"Frame5"}};
   for (const int page : {0, 1, 2, 3, 1, 0}) {
     Do([&] { Dialog().TabStrip1.SelectByUser(page); });
     Lines shown;

@@ -23,6 +23,21 @@ TEST_F(Download, JoinsFourSegmentsIntoTheSameBytes) {
   EXPECT_EQ(sim.network().Open(), 0);
 }
 
+TEST_F(Download, ClosesItsWindowAtTheEndIfItIsSoSet) {
+  program.settings.CloseFinishedWindows = true;
+  const SimContent content = SimContent::Generated(1000003);
+  origin.File("/a.zip", content);
+  Start("http://o.example/a.zip");
+  const std::shared_ptr<TransferWindow> window = WindowOf();
+  ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
+  sim.RunFor(2000);
+  EXPECT_FALSE(window->Loaded());
+  EXPECT_EQ(program.TransferWindowAt(1), nullptr);
+  EXPECT_TRUE(Record().InUse);
+  EXPECT_TRUE(sim.disk().Holds("/home/u/dl/a.zip", content));
+  for (int i = 1; i <= 4; ++i) EXPECT_FALSE(sim.disk().Has(Record().Segment(i).TempFile)) << i;
+}
+
 TEST_F(Download, SendsExactProbeAndSegmentRequests) {
   SimHttpServer other(sim.network(), "o.example", 8080);
   other.File("/p/a.bin", SimContent::Generated(10000));

@@ -1,0 +1,42 @@
+// WindowPlace: remembers where a window is and how large. What of it is kept the form says by its property "remembers":
+// "place" (and size), "size" or "width"; a form without it is not remembered.
+//
+// A window returns only to where it is on a screen, and not onto another one of its kind.
+#pragma once
+
+#include <QElapsedTimer>
+#include <QRect>
+#include <QSize>
+#include <string>
+
+class QEvent;
+class QWidget;
+
+namespace pellora {
+
+class ViewMemory;
+
+// Room for the desktop's window frame, whose size is unknown until the window is shown.
+inline constexpr QSize kFrame(12, 44);
+
+class WindowPlace {
+ public:
+  // Both must outlive it. `name` is that of the window's class.
+  WindowPlace(QWidget& form, const std::string& name, ViewMemory& memory);
+
+  void Restore();                   // before the first showing
+  void Watch(const QEvent& event);  // each event of the form
+
+ private:
+  void Remember();
+  bool IsOnAnother(const QRect& place) const;
+
+  QWidget& form_;
+  ViewMemory& memory_;
+  const std::string key_;
+  const std::string kind_;
+  QRect normal_;         // as it is when neither maximised nor minimised
+  QElapsedTimer shown_;  // since the window was shown; invalid while it is hidden
+};
+
+}  // namespace pellora
