@@ -144,12 +144,12 @@ TEST(FuzzOracles, DetectAJournalThatCountsTheFirstLine) {
   EXPECT_FALSE(Catch("journal", [&](std::string_view bytes) { FuzzJournal(bytes, wrong); }).empty());
 }
 
-TEST(FuzzOracles, DetectASelectionThatLosesTheTimeBefore1970) {
+TEST(FuzzOracles, DetectASelectionWhoseTimesAreReadLater) {
   const auto wrong = [](std::string_view bytes) {
     std::optional<Selection> selection = ReadSelection(bytes);
     if (!selection) return selection;
     for (SelectedEntry& entry : selection->entries) {
-      if (entry.modified < 0) entry.modified = -*entry.modified;
+      if (entry.modified) ++*entry.modified;
     }
     return selection;
   };

@@ -262,13 +262,13 @@ TEST_F(WebAdding, WindowClosesItselfAtTheEndIfItIsSoSet) {
   EXPECT_EQ(run.StateWord(), "finished");
 }
 
-TEST_F(WebAdding, WindowOfAStoppedDownloadStaysThen) {
+TEST_F(WebAdding, WindowOfAFailedDownloadStaysThen) {
   Run run;
   run.program().settings.CloseFinishedWindows = true;
   run.Want([](WebAdd& web) { web.quiet = true; }, "https://o.example/missing.bin");
   run.sim.Do([&] { run.WindowOf()->ShowWindow(); });
   run.sim.RunFor(5000);
-  ASSERT_EQ(run.StateWord(), "stopped");
+  ASSERT_EQ(run.StateWord(), "failed");
   EXPECT_TRUE(run.WindowOf()->Visible());
 }
 
