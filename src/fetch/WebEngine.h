@@ -299,12 +299,15 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void Discard(std::shared_ptr<void> works);
   void MarkBegun(std::size_t number);
   void ShowUnpacking(const SelectedEntry& entry, std::int64_t plain);
-  void EntryFailed(std::size_t number, EntryEnd end, const EntryUnpacking& work);
+  void EntryFailed(std::size_t number, EntryEnd end, const EntryUnpacking& work, bool withPassword);
   void EntriesAreUnpacked(Run run, const std::vector<std::size_t>& numbers);
   Task<> FinishSelection(Run run);
   Task<bool> MakeFolders(Run run);
   bool FetchEntriesAgain();
-  void StopForDamaged();
+  void StopForFaults();
+  std::string SentenceOnDamaged() const;
+  std::string SentenceOnUndecrypted() const;
+  std::string SentenceOnNameless() const;
   LoginPlace PlaceOfPassword() const;
   void AskForArchivePassword();
   Task<> SelectionIsUnpacked(Run run);
