@@ -199,7 +199,7 @@ enum class WebText : std::int16_t {
   PasswordOfArchive = 1015,
   RemarkColumn = 1016,
   FilesToUnpack = 1017,  // %1: how many
-  FileToUnpack = 1021,   // one
+  FileToUnpack = 978,    // one
 
   // Notices of the desktop.
   ShowNotices = 851,  // in the options
@@ -220,11 +220,11 @@ enum class WebText : std::int16_t {
   EnterPassword = 987,    // its button
   NoUnpacker = 988,       // %1: why
   OthersUnpacked = 991,
-  EntryNameless = 992,        // %1: name, %2: why
-  EntriesNameless = 1018,     // %1: name of one, %2: how many, %3: why
-  EntryUndecrypted = 1019,    // %1: name
-  EntriesUndecrypted = 1020,  // %1: name of one, %2: how many
-  EntryBadName = 989,         // these two in Remark, or said of all that is chosen
+  EntryNameless = 992,       // %1: name, %2: why
+  EntriesNameless = 975,     // %1: name of one, %2: how many, %3: why
+  EntryUndecrypted = 976,    // %1: name
+  EntriesUndecrypted = 977,  // %1: name of one, %2: how many
+  EntryBadName = 989,        // these two in Remark, or said of all that is chosen
   NoneUnpacked = 990,
   // Limits of speed. Of the options:
   SpeedLimit = 867,
