@@ -385,6 +385,13 @@ void App::ListArchive(ArchiveOrder order, std::function<void(ListedArchive)> ans
   });
 }
 
+void App::CallerGone(const std::string& caller) {
+  Parts* const parts = parts_.get();
+  parts->WhenStarted([parts, caller] {
+    if (parts->archiveWindows) parts->archiveWindows->CallerGone(caller);
+  });
+}
+
 void App::GetFromArchive(ArchiveOrder order, std::function<void(AddAnswer)> answered) {
   Parts* const parts = parts_.get();
   parts->WhenStarted([parts, order = std::move(order), answered = std::move(answered)] {

@@ -86,7 +86,7 @@ ListedArchive ListingOf(const ArchiveIndex& index) {
     bytes += BytesOnBus(name);
     if (bytes > kMostNameBytes) return tooLarge("names of more than 24 MiB");
     listed.entries.push_back(
-        {std::move(name), entry.size, entry.packed, ModifiedOf(entry), FaultWords(index.FaultOf(at))});
+        {std::move(name), entry.size, entry.packed, ModifiedOf(entry), FaultWords(index.FaultOf(at)), entry.modified});
   }
   return listed;
 }
@@ -181,14 +181,18 @@ std::string ArchiveWindows::Read(const ArchiveOrder& order, std::function<void(c
   auto inquiry =
       archives_.Read(order.url, add, {}, [this, number, done = std::move(done)](const ArchiveReading& reading) {
         // It calls this: it ends after the call.
-        const std::shared_ptr<ArchiveInquiry> ended = std::move(inquiries_[number]);
+        const std::shared_ptr<ArchiveInquiry> ended = std::move(inquiries_[number].reading);
         inquiries_.erase(number);
         done(reading);
         program_.platform.events.Post([ended] {});
       });
   if (!inquiry) return "It is no address that Pellora takes.";
-  inquiries_[number] = std::move(inquiry);
+  inquiries_[number] = {order.caller, std::move(inquiry)};
   return {};
+}
+
+void ArchiveWindows::CallerGone(const std::string& caller) {
+  std::erase_if(inquiries_, [&](const auto& one) { return one.second.caller == caller; });
 }
 
 void ArchiveWindows::List(const ArchiveOrder& order, std::function<void(ListedArchive archive)> answered) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,8 @@ struct ArchiveOrder {
   std::string existing{};         // "keep", "replace" or "number"
   std::string archivePassword{};  // for encrypted entries
   bool quiet = false;             // no window opens
+  // Who waits for a list, as CallerGone names it.
+  std::string caller{};
 };
 
 struct ListedEntry {
@@ -38,6 +41,7 @@ struct ListedEntry {
   std::int64_t packed = 0;
   double modified = 0;  // date and time of the archive's maker, in days like DateAdded; 0: not known
   std::string fault;    // why it cannot be unpacked, or "encrypted"; in English, no sentence; empty: it can be
+  std::optional<std::int64_t> utc{};  // the same time in seconds since 1970, if the archive has it
 };
 
 struct ListedArchive {
@@ -56,8 +60,14 @@ class ArchiveWindows {
   // For scripts, without asking. `answered` comes in a later event, or never if the program ends first.
   void List(const ArchiveOrder& order, std::function<void(ListedArchive archive)> answered);
   void Get(const ArchiveOrder& order, std::function<void(AddOutcome outcome)> answered);
+  // Nothing is read any more for the lists that this caller has ordered.
+  void CallerGone(const std::string& caller);
 
  private:
+  struct Inquiry {
+    std::string caller;
+    std::unique_ptr<ArchiveInquiry> reading;
+  };
   void Extract(const ArchiveLook& look, Selection selection, std::string password);
   void Download(const ArchiveLook& look);
   // Returns why it is not read; else `done` gets the contents or the reason.
@@ -67,7 +77,7 @@ class ArchiveWindows {
   Program& program_;
   RemoteArchives& archives_;
   std::vector<std::weak_ptr<LookInside>> windows_;
-  std::map<int, std::unique_ptr<ArchiveInquiry>> inquiries_;  // of scripts
+  std::map<int, Inquiry> inquiries_;  // of scripts
   int lastInquiry_ = 0;
 };
 

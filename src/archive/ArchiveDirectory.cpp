@@ -63,11 +63,19 @@ void TakeZip64(ArchiveEntry& entry, std::string_view field, bool hasSize, bool h
   take(entry.offset, hasOffset);
 }
 
+// Programs disagree whether it has a sign. What would lie before 1970 has none if the other time is after 2037.
+std::int64_t SecondsOf(std::uint32_t time, std::uint16_t dosDate) {
+  constexpr int kFirstYear = 1980;
+  constexpr int kOverflow = 2038;
+  const int year = kFirstYear + (dosDate >> 9U);
+  return year < kOverflow ? static_cast<std::int32_t>(time) : static_cast<std::int64_t>(time);
+}
+
 void TakeField(ArchiveEntry& entry, std::uint16_t id, std::string_view field) {
   switch (id) {
     case kTimesField:
       if (field.size() >= 5 && (static_cast<unsigned char>(field[0]) & 1U) != 0) {
-        entry.modified = static_cast<std::int32_t>(LittleEndian32(field, 1));
+        entry.modified = SecondsOf(LittleEndian32(field, 1), entry.dosDate);
       }
       break;
     case kUnicodePathField:
@@ -103,6 +111,7 @@ Obstacle ObstacleOf(const ArchiveEntry& entry) {
   if (entry.kind == EntryKind::Other) return Obstacle::Kind;
   if (entry.kind == EntryKind::Folder) return Obstacle::None;
   const bool known = std::find(kMethods.begin(), kMethods.end(), entry.method) != kMethods.end();
+  if (entry.method == kAes) return Obstacle::Encryption;  // nothing says how
   if ((entry.flags & kEncrypted) == 0) return known ? Obstacle::None : Obstacle::Method;
   if ((entry.flags & kStrong) != 0) return Obstacle::Encryption;
   if (!known) return Obstacle::Method;
@@ -111,6 +120,14 @@ Obstacle ObstacleOf(const ArchiveEntry& entry) {
 }
 
 }  // namespace
+
+bool HasTooManyEntries(std::string_view text) {
+  if (text.size() / kFixedLength <= static_cast<std::size_t>(kMostEntries)) return false;
+  std::int64_t count = 0;
+  std::size_t start = 0;
+  for (; start < text.size() && IsEntry(text, start); start += LengthAt(text, start)) ++count;
+  return start == text.size() && count > kMostEntries;
+}
 
 std::optional<ArchiveDirectory> ArchiveDirectory::Read(std::string text, std::int64_t at, const ArchiveEnd& end) {
   if (static_cast<std::int64_t>(text.size()) > kLargestDirectory) return {};

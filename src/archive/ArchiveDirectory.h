@@ -54,6 +54,10 @@ struct ArchiveEntry {
   std::string_view aes;  // the data of extra field 0x9901; empty: not encrypted by AES
 };
 
+// The bytes are those of a directory of more than `kMostEntries`. Their end records may deny it, as they count in 16
+// bits.
+bool HasTooManyEntries(std::string_view text);
+
 class ArchiveDirectory {
  public:
   // `text` is the directory's bytes, which were at `at` in the file. Nothing if they are no directory with the entries

@@ -28,8 +28,7 @@ void ArchiveReader::Take(std::string bytes) {
     tailRange_ = taken;
     FindPlaces();
   } else {
-    directory_ = ArchiveDirectory::Read(std::move(bytes), taken.begin, places_.front().end);
-    if (directory_) return End(ArchiveFault::None);
+    if (ReadDirectory(std::move(bytes))) return End(ArchiveFault::None);
     places_.pop_front();
   }
   TryPlaces();
@@ -74,12 +73,21 @@ void ArchiveReader::TryPlaces() {
     } else {
       std::string text = tail_.substr(static_cast<std::size_t>(place.range.begin - tailRange_.begin),
                                       static_cast<std::size_t>(place.range.Length()));
-      directory_ = ArchiveDirectory::Read(std::move(text), place.range.begin, place.end);
-      if (directory_) return End(ArchiveFault::None);
+      if (ReadDirectory(std::move(text))) return End(ArchiveFault::None);
     }
     places_.pop_front();
   }
   End(seen_);
+}
+
+// Of the first place.
+bool ArchiveReader::ReadDirectory(std::string text) {
+  if (HasTooManyEntries(text)) {
+    seen_ = ArchiveFault::TooLarge;
+    return false;
+  }
+  directory_ = ArchiveDirectory::Read(std::move(text), places_.front().range.begin, places_.front().end);
+  return directory_.has_value();
 }
 
 void ArchiveReader::End(ArchiveFault fault) {

@@ -42,6 +42,7 @@ class ArchiveReader {
  private:
   void FindPlaces();
   void TryPlaces();
+  bool ReadDirectory(std::string text);
   void End(ArchiveFault fault);
 
   struct Place {

@@ -6,6 +6,7 @@
 #include "core/Crc32.h"
 #include "core/HarmlessName.h"
 #include "ports/Failure.h"
+#include "ports/RefusedName.h"
 
 namespace pellora {
 
@@ -24,15 +25,14 @@ constexpr int kMostTries = 10000;  // to find a name
 
 bool IsEncrypted(const PackedEntry& entry) { return (entry.flags & kEncrypted) != 0; }
 
-// AE-2 has an authentication code instead of the sum, and the unpacker checks it.
-bool HasSum(const PackedEntry& entry) { return entry.aes.empty() || LittleEndian16(entry.aes, 0) != 2; }
-
 }  // namespace
 
 OutputTraits TraitsOf(const SelectedEntry& entry) {
   const auto date = static_cast<std::uint32_t>(entry.packed.dosDate);
   return {entry.mode, entry.modified, date << 16U | entry.packed.dosTime};
 }
+
+bool HasSum(const PackedEntry& entry) { return entry.aes.empty() || LittleEndian16(entry.aes, 0) != 2; }
 
 EntryUnpacking::EntryUnpacking(Unpacker& unpacker, std::shared_ptr<OutputFolder> folder,
                                std::shared_ptr<DownloadFile> part, SelectedEntry entry, std::string password,
@@ -50,6 +50,9 @@ EntryEnd EntryUnpacking::Step() {
   if (end_ != EntryEnd::None) return end_;
   try {
     end_ = Next();
+  } catch (const RefusedName& refused) {
+    reason_ = refused.what();
+    end_ = EntryEnd::NameRefused;
   } catch (const Failure& failure) {
     reason_ = failure.what();
     end_ = EntryEnd::DiskFailed;

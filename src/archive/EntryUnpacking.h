@@ -28,6 +28,9 @@ namespace pellora {
 // What a file or folder made of the entry is to have.
 OutputTraits TraitsOf(const SelectedEntry& entry);
 
+// AE-2 has an authentication code instead of the CRC-32, and the unpacker checks it.
+bool HasSum(const PackedEntry& entry);
+
 enum class EntryEnd : std::uint8_t {
   None,           // not yet: Step must be called again
   Unpacked,       // it has its name
@@ -36,6 +39,7 @@ enum class EntryEnd : std::uint8_t {
   Damaged,        // other bytes than the directory promises, or bytes that cannot be decoded
   WrongPassword,  // of an encrypted entry: the password is missing or wrong, or the entry is damaged
   Other,          // its place has another entry's local header: the archive has changed, or its directory lies
+  NameRefused,    // the folder can have no file of its name: Reason
   DiskFailed,     // Reason says why
   NoUnpacker,     // the process that unpacks could not be started, or was killed: Reason
 };
@@ -73,7 +77,7 @@ class EntryUnpacking {
 
   // Of NeedsMore: what is missing, right after `entry.range`. With it, and the range longer by it, begin anew.
   Range Needs() const { return needs_; }
-  // Of DiskFailed and NoUnpacker, for the user; else empty.
+  // Of NameRefused, DiskFailed and NoUnpacker, for the user; else empty.
   std::string Reason() const { return reason_; }
   // Of Unpacked: the path below the folder, as it was published, with "/".
   std::string Name() const;

@@ -199,6 +199,7 @@ enum class WebText : std::int16_t {
   PasswordOfArchive = 1015,
   RemarkColumn = 1016,
   FilesToUnpack = 1017,  // %1: how many
+  FileToUnpack = 978,    // one
   // The archive has changed since its files were chosen.
   ChosenMissing = 1018,  // %1: how many
   AskLeaveOut = 1019,
@@ -217,13 +218,18 @@ enum class WebText : std::int16_t {
   FilesOf = 980,         // what the list calls it; %1: how many, %2: the archive
   Unpacking = 981,       // a state; %1: name, %2: percent
   EntryDamaged = 982,    // %1: name
-  EntriesDamaged = 983,  // %1: name, %2: how many more
+  EntriesDamaged = 983,  // %1: name of one, %2: how many
   ArchiveChanged = 984,
   SelectionLost = 985,
   ArchivePassword = 986,  // is missing or wrong
   EnterPassword = 987,    // its button
   NoUnpacker = 988,       // %1: why
-  EntryBadName = 989,     // these two in Remark, or said of all that is chosen
+  OthersUnpacked = 991,
+  EntryNameless = 992,       // %1: name, %2: why
+  EntriesNameless = 975,     // %1: name of one, %2: how many, %3: why
+  EntryUndecrypted = 976,    // %1: name
+  EntriesUndecrypted = 977,  // %1: name of one, %2: how many
+  EntryBadName = 989,        // these two in Remark, or said of all that is chosen
   NoneUnpacked = 990,
   // Limits of speed. Of the options:
   SpeedLimit = 867,

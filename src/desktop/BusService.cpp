@@ -147,6 +147,12 @@ QString TimeText(double days) {
   return start.addSecs(std::llround(days * kSecondsOfADay)).toString("yyyy-MM-dd HH:mm:ss");
 }
 
+// The time without a zone may be that of any.
+QString TimeText(const ListedEntry& entry) {
+  if (!entry.utc) return TimeText(entry.modified);
+  return QDateTime::fromSecsSinceEpoch(*entry.utc).toString("yyyy-MM-dd HH:mm:ss");
+}
+
 // A list of ArchiveRow, each of which is made when the message takes it: archives have many.
 struct SentEntries {
   const ListedArchive* archive = nullptr;
@@ -156,7 +162,7 @@ QDBusArgument& operator<<(QDBusArgument& argument, const SentEntries& sent) {
   argument.beginArray(QMetaType::fromType<ArchiveRow>());
   if (sent.archive != nullptr) {
     for (const ListedEntry& entry : sent.archive->entries) {
-      argument << ArchiveRow{WholeText(entry.name), entry.size, entry.packed, TimeText(entry.modified),
+      argument << ArchiveRow{WholeText(entry.name), entry.size, entry.packed, TimeText(entry),
                              QString::fromStdString(entry.fault)};
     }
   }
@@ -201,6 +207,12 @@ BusService::BusService(EventLoop& events, BusActions actions) : events_(events),
 bool BusService::Register(QDBusConnection bus) {
   if (!bus.isConnected()) return false;
   bus_ = bus;
+  callers_.setConnection(bus);
+  callers_.setWatchMode(QDBusServiceWatcher::WatchForUnregistration);
+  connect(&callers_, &QDBusServiceWatcher::serviceUnregistered, this, [this](const QString& caller) {
+    callers_.removeWatchedService(caller);
+    events_.Post([gone = actions_.callerGone, name = caller.toStdString()] { gone(name); });
+  });
   // The object first: a call that started the program arrives as soon as the name is taken.
   if (!bus.registerObject(kBusPath, this, QDBusConnection::ExportAdaptors)) return false;
   const auto reply = bus.interface()->registerService(kBusName, QDBusConnectionInterface::DontQueueService,
@@ -264,6 +276,8 @@ void BusService::ListArchive(const QVariantMap& request, const QDBusMessage& cal
     bus_.send(call.createReply(Reason(refusal)));
     return;
   }
+  callers_.addWatchedService(call.service());
+  order.caller = call.service().toStdString();
   const BusActions::Listed listed = [bus = bus_, call](const ListedArchive& archive) {
     const bool none = !archive.reason.empty();
     bus.send(call.createReply(none ? Reason(WholeText(archive.reason)) : EntriesOf(archive)));

@@ -9,6 +9,7 @@
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusServiceWatcher>
 #include <QList>
 #include <QObject>
 #include <QStringList>
@@ -41,6 +42,8 @@ struct BusActions {
   std::function<void(ScriptedAdd request, Added added)> takeOver;
   using Listed = std::function<void(const ListedArchive& archive)>;
   std::function<void(ArchiveOrder order, Listed listed)> listArchive;
+  // The caller that an order names has left the bus.
+  std::function<void(const std::string& caller)> callerGone;
   std::function<void(ArchiveOrder order, Added added)> getFromArchive;
   // Each returns why nothing was done, or an empty text.
   std::function<std::string(const std::string& id)> pause;
@@ -95,6 +98,7 @@ class BusService final : public QObject {
   EventLoop& events_;
   BusActions actions_;
   QDBusConnection bus_{QString()};
+  QDBusServiceWatcher callers_;  // of lists of archives
 };
 
 class AutomationAdaptor final : public QDBusAbstractAdaptor {

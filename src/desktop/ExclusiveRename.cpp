@@ -26,7 +26,7 @@ Renamed ByError(int result, const Names& names) {
   if (result == 0) return Renamed::Yes;
   if (errno == EEXIST) return Renamed::NameTaken;
   if (MeansCannot(errno)) return Renamed::Cannot;
-  throw FileFailure(names.path, errno);
+  ThrowNameFailure(names.path, errno);
 }
 
 Renamed InOneStep(const Names& names) {
@@ -50,7 +50,7 @@ Renamed WithPlaceHolder(const Names& names) {
   constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
   const int fd = openat(names.folder, names.to.c_str(), kFlags, kPrivateMode);
   if (fd < 0 && errno == EEXIST) return Renamed::NameTaken;
-  if (fd < 0) throw FileFailure(names.path, errno);
+  if (fd < 0) ThrowNameFailure(names.path, errno);
   close(fd);
   if (renameat(names.folder, names.from.c_str(), names.folder, names.to.c_str()) != 0) UndoAndFail(names);
   return Renamed::Yes;

@@ -207,7 +207,7 @@ class PosixOutputFile final : public OutputFile {
     const std::string from = DescriptorPath(descriptor_);
     if (linkat(AT_FDCWD, from.c_str(), folder_.Number(), name.c_str(), AT_SYMLINK_FOLLOW) == 0) return true;
     if (errno == EEXIST) return false;
-    throw FileFailure(path_ + "/" + name, errno);
+    ThrowNameFailure(path_ + "/" + name, errno);
   }
   bool Replace(const std::string& name, const FileIdentity& replaced) {
     if (!IsThere(name, replaced)) return false;
@@ -282,6 +282,12 @@ class PosixOutputFolder final : public OutputFolder {
     InThreads(files.size(), [&](std::size_t at) { FileOf(files[at]).Flush(); });
   }
   void FlushNames() override { changed_->Flush(); }
+  void AddName(const OutputPath& path) override {
+    for (OutputPath above = path; !above.empty();) {
+      above.pop_back();
+      changed_->Add(OpenFolder(above, false), Joined(path_, above));
+    }
+  }
   void MakeFolder(const OutputPath& path) override {
     OpenFolder(path, true);
     FlushNames();
@@ -297,11 +303,24 @@ class PosixOutputFolder final : public OutputFolder {
     struct stat status {};
     if (fstatat(folder.Number(), path.back().c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
       if (errno == ENOENT) return {};
-      throw FileFailure(Joined(path_, path), errno);
+      ThrowNameFailure(Joined(path_, path), errno);
     }
     if (S_ISDIR(status.st_mode)) return {OutputName::Folder, {}, 0};
     if (!S_ISREG(status.st_mode)) return {OutputName::Other, {}, 0};
     return {OutputName::File, IdentityOf(status), static_cast<std::uint64_t>(status.st_size)};
+  }
+  std::unique_ptr<File> OpenFile(const OutputPath& path) override {
+    Descriptor file = OpenRegular(path);
+    if (!file) return nullptr;
+    return std::make_unique<PosixFile>(Joined(path_, path), file.Release());
+  }
+  // The coarsest disks keep every other second.
+  bool HasTime(const OutputPath& path, const OutputTraits& traits) override {
+    const std::optional<time_t> wanted = TimeOf(traits);
+    const Descriptor file = OpenRegular(path);
+    struct stat status {};
+    if (!wanted || !file || fstat(file.Number(), &status) != 0) return false;
+    return status.st_mtim.tv_sec == *wanted || status.st_mtim.tv_sec == *wanted - 1;
   }
 
  private:
@@ -312,6 +331,17 @@ class PosixOutputFolder final : public OutputFolder {
     if (path.empty()) throw FileFailure(path_, EINVAL);
     CheckName(path_, path.back());
     return {path.begin(), path.end() - 1};
+  }
+  // Nothing if no regular file has the name.
+  Descriptor OpenRegular(const OutputPath& path) const {
+    const Descriptor folder = OpenFolder(Above(path), false, true);
+    if (!folder) return {};
+    constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    Descriptor file(openat(folder.Number(), path.back().c_str(), kFlags));
+    if (!file && errno != ENOENT && errno != ELOOP) ThrowNameFailure(Joined(path_, path), errno);
+    struct stat status {};
+    if (!file || fstat(file.Number(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    return file;
   }
   // Nothing if `mayBeMissing` and it is.
   Descriptor OpenFolder(const OutputPath& path, bool make, bool mayBeMissing = false) const {
@@ -324,14 +354,14 @@ class PosixOutputFolder final : public OutputFolder {
       if (make) MakePart(folder.Number(), part, name);
       Descriptor next(openat(folder.Number(), part.c_str(), kOpenFolder));
       if (!next && errno == ENOENT && mayBeMissing) return {};
-      if (!next) throw FileFailure(name, errno == ELOOP ? ENOTDIR : errno);
+      if (!next) ThrowNameFailure(name, errno == ELOOP ? ENOTDIR : errno);
       folder = std::move(next);
     }
     return folder;
   }
   void MakePart(int folder, const std::string& part, const std::string& name) const {
     if (mkdirat(folder, part.c_str(), kAllRights) != 0) {
-      if (errno != EEXIST) throw FileFailure(name, errno);
+      if (errno != EEXIST) ThrowNameFailure(name, errno);
       return;
     }
     const mode_t umask = ProcessUmask();

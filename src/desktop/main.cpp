@@ -278,6 +278,7 @@ BusActions BusActionsOf(App& app) {
   actions.listArchive = [&app](ArchiveOrder order, const BusActions::Listed& listed) {
     app.ListArchive(std::move(order), listed);
   };
+  actions.callerGone = [&app](const std::string& caller) { app.CallerGone(caller); };
   actions.getFromArchive = [&app](ArchiveOrder order, const BusActions::Added& added) {
     app.GetFromArchive(std::move(order), [added](const AddAnswer& answer) {
       added(answer.id.empty() ? std::vector<std::string>() : std::vector<std::string>{answer.id}, answer.reason);

@@ -9,8 +9,6 @@ namespace pellora {
 
 namespace {
 
-constexpr int kMostPasswords = 3;
-
 std::vector<Range> RangesOf(const Selection& selection) {
   std::vector<Range> ranges;
   for (const SelectedEntry& entry : selection.entries) {
@@ -71,6 +69,9 @@ void Extraction::BeginAgain() {
   fetchedAgain_.clear();
   locked_.clear();
   damaged_.clear();
+  for (const std::size_t number : undecrypted_) misfits_.erase(number);
+  undecrypted_.clear();
+  nameless_.clear();
   changed_ = false;
   FindNeeded();
 }
@@ -86,10 +87,14 @@ void Extraction::Arrived(const IntervalSet& written, Range range) {
                                       [](std::int64_t begin, const Range& entry) { return begin < entry.end; });
   for (auto at = first; at != ranges_.end() && at->begin < range.end; ++at) {
     const auto number = static_cast<std::size_t>(at - ranges_.begin());
-    const bool aside = again_.contains(number) || locked_.contains(number) || damaged_.contains(number);
-    if (at->Length() == 0 || aside || unpacked_.Holds(Number(number))) continue;
+    if (at->Length() == 0 || IsAside(number) || unpacked_.Holds(Number(number))) continue;
     if (written.HoldsAll(*at)) ready_.insert(number);
   }
+}
+
+bool Extraction::IsAside(std::size_t number) const {
+  return again_.contains(number) || locked_.contains(number) || damaged_.contains(number) ||
+         undecrypted_.contains(number) || nameless_.contains(number);
 }
 
 IntervalSet Extraction::HeldOrUnwanted(const IntervalSet& written) const {
@@ -143,20 +148,29 @@ void Extraction::IsDamaged(std::size_t number, bool isOther) {
   changed_ |= isOther;
 }
 
-void Extraction::LacksPassword(std::size_t number, bool hadPassword, bool someUnpacked) {
+void Extraction::LacksPassword(std::size_t number, bool isGiven, bool someUnpacked) {
+  constexpr int kMostMisfits = 2;
   ready_.erase(number);
-  const bool isSuspect = someUnpacked || (hadPassword && ++refused_[number] >= kMostPasswords);
-  if (isSuspect && !fetchedAgain_.contains(number)) {
-    refused_.erase(number);
+  const int misfits = isGiven ? ++misfits_[number] : 0;
+  if (misfits < kMostMisfits && !someUnpacked) {
+    locked_.insert(number);
+  } else if (fetchedAgain_.contains(number)) {
+    undecrypted_.insert(number);
+  } else {
     again_.insert(number);
-    return;
   }
-  locked_.insert(number);
 }
 
-std::vector<Range> Extraction::TakeAgain() {
-  std::vector<Range> ranges;
-  for (const std::size_t number : again_) ranges.push_back(ranges_.at(number));
+void Extraction::CannotBeNamed(std::size_t number, const std::string& reason) {
+  ready_.erase(number);
+  nameless_[number] = reason;
+}
+
+Extraction::Again Extraction::TakeAgain() {
+  Again ranges;
+  for (const std::size_t number : again_) {
+    (misfits_.contains(number) ? ranges.locked : ranges.damaged).push_back(ranges_.at(number));
+  }
   fetchedAgain_.merge(again_);
   again_.clear();
   return ranges;

@@ -56,19 +56,31 @@ class Extraction {
   bool NeedsMore(std::size_t number, Range more);
   // The first time it is to be fetched again.
   void IsDamaged(std::size_t number, bool isOther);
-  // The entry is encrypted: the password is missing or wrong, or the entry is damaged. That is likely if some of it was
-  // unpacked, or if the user's third password is refused too: then it is fetched again, once.
-  void LacksPassword(std::size_t number, bool hadPassword, bool someUnpacked);
+  // There is no password, or it does not fit. If some of the entry was unpacked, or after the second password, its
+  // bytes may be wrong as well: it is to be fetched again, once.
+  void LacksPassword(std::size_t number, bool isGiven, bool someUnpacked);
+  // The folder can have no file or folder of its name: for the user, why.
+  void CannotBeNamed(std::size_t number, const std::string& reason);
 
   bool IsIncomplete() const { return !again_.empty() || lengthened_; }
   // What is to be fetched once more, and has to be forgotten before.
-  std::vector<Range> TakeAgain();
+  struct Again {
+    std::vector<Range> damaged;
+    std::vector<Range> locked;  // bytes of which nothing proves that they are wrong
+  };
+  Again TakeAgain();
   bool WantsPassword() const { return !locked_.empty(); }
+
+  // What stays packed when all else is unpacked.
+  bool HasFaults() const { return !damaged_.empty() || !undecrypted_.empty() || !nameless_.empty(); }
   bool HasChanged() const { return changed_; }  // the archive: entries are not where they were
   const std::set<std::size_t>& Damaged() const { return damaged_; }
+  const std::set<std::size_t>& Undecrypted() const { return undecrypted_; }         // a wrong password, or damaged
+  const std::map<std::size_t, std::string>& Nameless() const { return nameless_; }  // with the reasons
 
  private:
   void FindNeeded();
+  bool IsAside(std::size_t number) const;
 
   const std::shared_ptr<const Selection> selection_;
   IntervalSet unpacked_;
@@ -80,8 +92,10 @@ class Extraction {
   std::set<std::size_t> again_;         // to be fetched once more
   std::set<std::size_t> fetchedAgain_;  // were
   std::set<std::size_t> locked_;
-  std::map<std::size_t, int> refused_;  // passwords for it
+  std::map<std::size_t, int> misfits_;  // passwords that did not fit
   std::set<std::size_t> damaged_;
+  std::set<std::size_t> undecrypted_;
+  std::map<std::size_t, std::string> nameless_;
   bool lengthened_ = false;
   bool changed_ = false;
 };

@@ -20,6 +20,8 @@ namespace pellora {
 
 namespace {
 
+constexpr int kBadRequest = 400;
+constexpr int kNotImplemented = 501;
 constexpr int kMostRedirects = 20;
 constexpr int kMostTries = 3;                       // of one request
 constexpr std::uint32_t kPause = 1000;              // ms between them
@@ -65,17 +67,27 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
   // What the present request asks for.
   enum class Step : std::uint8_t {
     End,     // the last bytes, of a file of unknown length
-    Length,  // a byte, for the length: of ftp, ftps and sftp
+    Length,  // a byte, for the length: where a server cannot count from the end
     Part,    // what the reader wants
   };
 
   // The file from its end, with nothing known of it.
   void AskForEnd() {
+    if (!IsHttp(address_.scheme)) return AskForLength();
+    Forget();
+    asked_ = {RequestKind::First, true, 0, -1};
+    Begin(Step::End);
+  }
+
+  void AskForLength() {
+    Forget();
+    asked_ = {RequestKind::First, true, 0, 0};
+    Begin(Step::Length);
+  }
+
+  void Forget() {
     reader_.reset();
     facts_ = {};
-    const bool http = IsHttp(address_.scheme);
-    asked_ = {RequestKind::First, true, 0, http ? -1 : 0};
-    Begin(http ? Step::End : Step::Length);
   }
 
   // What the reader wants next, or the end of the reading.
@@ -138,6 +150,9 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
       case ReplyVerdict::Login:
         return LoginDemanded(answer);
       case ReplyVerdict::Refused:
+        if (step_ == Step::End && (answer.status == kBadRequest || answer.status == kNotImplemented)) {
+          return AskForLength();
+        }
         return IsExpired() ? AskGivenAddress() : Tell(ReasonOf(reading, answer.status));
       case ReplyVerdict::WaitTooLong:
         return Tell(Say(WebText::Refused, {std::to_string(answer.status)}));
@@ -159,6 +174,7 @@ class WebArchiveInquiry final : public ArchiveInquiry, private FetchEvents {
   }
 
   void TakeLength(const FileFacts& facts) {
+    if (facts.total < 0 && step_ == Step::End) return AskForLength();
     if (facts.total < 0) return Tell(Say(WebText::NoParts));
     facts_ = facts;
     reader_.emplace(facts.total);

@@ -308,7 +308,10 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Task<> FinishSelection(Run run);
   Task<bool> MakeFolders(Run run);
   bool FetchEntriesAgain();
-  void StopForDamaged();
+  void StopForFaults();
+  std::string SentenceOnDamaged() const;
+  std::string SentenceOnUndecrypted() const;
+  std::string SentenceOnNameless() const;
   LoginPlace PlaceOfPassword() const;
   void AskForArchivePassword();
   Task<> SelectionIsUnpacked(Run run);

@@ -2,8 +2,8 @@
 // is unpacked as soon as its bytes are there.
 //
 // Before an entry may get its name, the journal says that it may have it; that it has it is written later, with what is
-// claimed anyway. After a kill in between the file is found by its name, its length and its CRC-32. Packed bytes are
-// kept until all is unpacked.
+// claimed anyway. After a kill in between the file is found by its name, its length and its CRC-32, or its time. Packed
+// bytes are kept until all is unpacked.
 #include <algorithm>
 #include <exception>
 #include <utility>
@@ -13,9 +13,9 @@
 #include "archive/SelectionUpdate.h"
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
-#include "core/Crc32.h"
 #include "core/FileNames.h"
 #include "core/HarmlessName.h"
+#include "fetch/CopySearch.h"
 #include "fetch/NewPart.h"
 #include "fetch/SelectionFiles.h"
 #include "fetch/WebEngine.h"
@@ -23,6 +23,7 @@
 #include "ports/Background.h"
 #include "ports/Files.h"
 #include "ports/OutputFolders.h"
+#include "ports/RefusedName.h"
 
 namespace pellora {
 
@@ -37,57 +38,20 @@ constexpr std::int64_t kMostUnnamed = std::int64_t{8} << 20;  // bytes in comple
 constexpr std::int64_t kLongestUnnamed = 1'000;               // ms
 constexpr std::size_t kInOneWork = 256;                       // folders or files that are looked at
 
-// The file that an entry has become before a kill, by the names that it may have.
-class CopySearch {
- public:
-  CopySearch(DownloadFiles& downloads, Files& files, std::string folder, const SelectedEntry& entry)
-      : downloads_(downloads),
-        files_(files),
-        size_(entry.packed.size),
-        crc_(entry.packed.crc),
-        folder_(std::move(folder)),
-        name_(entry.path.back()) {
-    for (std::size_t i = 0; i + 1 < entry.path.size(); ++i) folder_ = JoinFolder(folder_, entry.path[i]);
-  }
+// Folders of the archive, and those that cannot be, with the reasons.
+struct FoldersToMake {
+  std::vector<SelectedEntry> entries;
+  std::vector<std::string> refused;
 
-  // For works. True once it is over; each step reads 4 MiB at most.
-  bool Step() { return file_ ? ReadOn() : Open(); }
-  bool Found() const { return found_; }
-
- private:
-  bool Open() {
-    const std::string path = JoinFolder(folder_, NumberedName(name_, number_));
-    const std::optional<FileState> there = downloads_.StateOf(path);
-    if (!there || number_ > kMostNumbers) return true;
-    ++number_;
-    if (there->length != size_) return false;
-    file_ = files_.OpenForReading(path);
-    at_ = 0;
-    sum_ = 0;
-    return false;
+  void MakeOne(OutputFolder& output, std::size_t at, bool traits) {
+    const SelectedEntry& entry = entries[at];
+    if (!refused[at].empty()) return;
+    try {
+      traits ? output.SetTraits(entry.path, TraitsOf(entry)) : output.MakeFolder(entry.path);
+    } catch (const RefusedName& failure) {
+      refused[at] = failure.what();
+    }
   }
-  bool ReadOn() {
-    std::string bytes(std::size_t{4} << 20, '\0');
-    bytes.resize(file_->ReadAt(at_, bytes));
-    sum_ = Crc32(bytes, sum_);
-    at_ += bytes.size();
-    if (!bytes.empty() && at_ < size_) return false;
-    file_.reset();
-    found_ = at_ == size_ && sum_ == crc_;
-    return found_;
-  }
-
-  DownloadFiles& downloads_;
-  Files& files_;
-  const std::uint64_t size_;
-  const std::uint32_t crc_;
-  std::string folder_;
-  std::string name_;
-  int number_ = 1;
-  std::unique_ptr<File> file_;
-  std::uint64_t at_ = 0;
-  std::uint32_t sum_ = 0;
-  bool found_ = false;
 };
 
 }  // namespace
@@ -185,7 +149,7 @@ Task<bool> WebEngine::FindCopies(Run run) {
   for (const Range& range : begun.Ranges()) {
     for (std::int64_t number = range.begin; number < range.end; ++number) {
       const SelectedEntry& entry = chosen.entries[static_cast<std::size_t>(number)];
-      if (entry.isFolder || !entry.packed.aes.empty()) continue;  // no CRC-32 proves what AES has encrypted
+      if (entry.isFolder) continue;
       const bool there = co_await HasCopy(entry);
       if (!StillCurrent() || run != run_) co_return false;
       if (!there) continue;
@@ -221,8 +185,7 @@ Task<bool> WebEngine::FindCopies(Run run) {
 // A file that cannot be read is none.
 Task<bool> WebEngine::HasCopy(SelectedEntry entry) {
   const auto hold = Hold();
-  const auto search = std::make_shared<CopySearch>(*program_.platform.downloadFiles, program_.platform.files,
-                                                   extraction_->Chosen().folder, entry);
+  const auto search = std::make_shared<CopySearch>(outputs_, std::move(entry));
   const auto over = std::make_shared<bool>(false);
   try {
     while (!*over) {
@@ -464,6 +427,8 @@ void WebEngine::EntryFailed(std::size_t number, EntryEnd end, const EntryUnpacki
     case EntryEnd::Damaged:
     case EntryEnd::Other:
       return extraction_->IsDamaged(number, end == EntryEnd::Other);
+    case EntryEnd::NameRefused:
+      return extraction_->CannotBeNamed(number, work.Reason());
     case EntryEnd::NoUnpacker:
       return Rest(FetchEvent::GivenUp, Say(WebText::NoUnpacker, {work.Reason()}));
     default:
@@ -486,52 +451,86 @@ Task<> WebEngine::FinishSelection(Run run) {
   check_.clear();
   if (extraction_->WantsPassword()) {
     AskForArchivePassword();
-  } else if (!extraction_->Damaged().empty()) {
-    StopForDamaged();
-  } else if (!extraction_->HasAllFiles()) {
+  } else if (!extraction_->HasFaults() && !extraction_->HasAllFiles()) {
     Rest(FetchEvent::GivenUp, Say(WebText::SelectionLost));  // it makes no sense: better said than called finished
   } else {
     const bool made = co_await MakeFolders(run);
-    if (made) co_await SelectionIsUnpacked(run);
+    if (!made) co_return;
+    if (extraction_->HasFaults()) {
+      StopForFaults();
+    } else {
+      co_await SelectionIsUnpacked(run);
+    }
   }
 }
 
 // Damaged ones, once, and what local headers have shown to be missing. False if there is none.
 bool WebEngine::FetchEntriesAgain() {
   if (!extraction_->IsIncomplete()) return false;
-  const std::vector<Range> wrong = extraction_->TakeAgain();
-  if (!wrong.empty() && FetchElsewhere(wrong)) return true;
-  ForgetRanges(wrong);
+  const Extraction::Again again = extraction_->TakeAgain();
+  for (const Range& range : again.locked) written_.Remove(range);
+  if (!again.damaged.empty() && FetchElsewhere(again.damaged)) return true;
+  ForgetRanges(again.damaged);
   Start(Sense::Anew);
   return true;
 }
 
-// They are fetched again at the next start.
-void WebEngine::StopForDamaged() {
-  const std::set<std::size_t>& damaged = extraction_->Damaged();
-  for (const std::size_t number : damaged) written_.Remove(extraction_->Entry(number).range);
+// Damaged ones are fetched again at the next start.
+void WebEngine::StopForFaults() {
+  for (const std::size_t number : extraction_->Damaged()) written_.Remove(extraction_->Entry(number).range);
   entry_.held = written_;
-  const std::string name = extraction_->Entry(*damaged.begin()).path.back();
-  const std::string more = std::to_string(damaged.size() - 1);
+  const LoginPlace place = PlaceOfPassword();
+  if (!extraction_->Undecrypted().empty()) services_->logins.Refused(place, services_->logins.GivenFor({place, {}}));
   if (extraction_->HasChanged()) return ArchiveHasChanged();
-  Rest(FetchEvent::GivenUp,
-       damaged.size() == 1 ? Say(WebText::EntryDamaged, {name}) : Say(WebText::EntriesDamaged, {name, more}));
+  const std::string others = entry_.unpacked.Ranges().empty() ? std::string() : Say(WebText::OthersUnpacked);
+  std::string reason;
+  for (const std::string& sentence : {SentenceOnDamaged(), SentenceOnUndecrypted(), SentenceOnNameless(), others}) {
+    if (!reason.empty() && !sentence.empty()) reason += ' ';
+    reason += sentence;
+  }
+  Rest(FetchEvent::GivenUp, reason);
 }
 
-// Their times last: what is made in a folder changes them. False: the download rests, or the run is over.
+std::string WebEngine::SentenceOnDamaged() const {
+  const std::set<std::size_t>& damaged = extraction_->Damaged();
+  if (damaged.empty()) return {};
+  const std::string name = extraction_->Entry(*damaged.begin()).path.back();
+  if (damaged.size() == 1) return Say(WebText::EntryDamaged, {name});
+  return Say(WebText::EntriesDamaged, {name, std::to_string(damaged.size())});
+}
+
+std::string WebEngine::SentenceOnUndecrypted() const {
+  const std::set<std::size_t>& undecrypted = extraction_->Undecrypted();
+  if (undecrypted.empty()) return {};
+  const std::string name = extraction_->Entry(*undecrypted.begin()).path.back();
+  if (undecrypted.size() == 1) return Say(WebText::EntryUndecrypted, {name});
+  return Say(WebText::EntriesUndecrypted, {name, std::to_string(undecrypted.size())});
+}
+
+std::string WebEngine::SentenceOnNameless() const {
+  const std::map<std::size_t, std::string>& nameless = extraction_->Nameless();
+  if (nameless.empty()) return {};
+  const auto& [number, reason] = *nameless.begin();
+  const std::string name = extraction_->Entry(number).path.back();
+  if (nameless.size() == 1) return Say(WebText::EntryNameless, {name, reason});
+  return Say(WebText::EntriesNameless, {name, std::to_string(nameless.size()), reason});
+}
+
+// Their times last: what is made in a folder changes them. While files are missing the folders are to be seen to again.
+// False: the download rests, or the run is over.
 Task<bool> WebEngine::MakeFolders(Run run) {
   const auto hold = Hold();
-  const auto folders = std::make_shared<std::vector<SelectedEntry>>();
+  const auto folders = std::make_shared<FoldersToMake>();
   const std::vector<std::size_t> numbers = extraction_->Folders();
-  for (const std::size_t number : numbers) folders->push_back(extraction_->Entry(number));
+  for (const std::size_t number : numbers) folders->entries.push_back(extraction_->Entry(number));
+  folders->refused.resize(numbers.size());
   std::string failed;
   for (const bool traits : {false, true}) {
-    for (std::size_t from = 0; from < folders->size() && failed.empty(); from += kInOneWork) {
+    for (std::size_t from = 0; from < numbers.size() && failed.empty(); from += kInOneWork) {
       try {
         Background::Work make = [folders, from, traits, output = outputs_] {
-          for (std::size_t i = from; i < std::min(from + kInOneWork, folders->size()); ++i) {
-            const SelectedEntry& entry = (*folders)[i];
-            traits ? output->SetTraits(entry.path, TraitsOf(entry)) : output->MakeFolder(entry.path);
+          for (std::size_t i = from; i < std::min(from + kInOneWork, folders->entries.size()); ++i) {
+            folders->MakeOne(*output, i, traits);
           }
         };
         co_await InBackground(&program_.platform, std::move(make));
@@ -545,6 +544,10 @@ Task<bool> WebEngine::MakeFolders(Run run) {
     Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
     co_return false;
   }
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    if (!folders->refused[i].empty()) extraction_->CannotBeNamed(numbers[i], folders->refused[i]);
+  }
+  if (extraction_->HasFaults()) co_return true;
   for (const std::size_t number : numbers) extraction_->IsUnpacked(number);
   entry_.unpacked = extraction_->Unpacked();
   co_return true;

@@ -3,7 +3,8 @@
 //
 // A file has no name until it is complete. All calls may wait for a disk: they belong to Background works. Paths are
 // the parts of a path below the folder: never empty, "." or "..", without "/". Every operation throws Failure(File)
-// unless it says otherwise.
+// unless it says otherwise; or RefusedName if just this path is the reason: a file or a link is where it needs
+// a folder, or the disk knows no such names.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "ports/DownloadFiles.h"
+#include "ports/Files.h"
 
 namespace pellora {
 
@@ -62,12 +64,19 @@ class OutputFolder {
   virtual void FlushTogether(const std::vector<CompleteFile>& files) = 0;
   // Waits until all names that Publish gave, and the folders that Create made for them, are on the disk.
   virtual void FlushNames() = 0;
+  // FlushNames waits for this name as well: a former run gave it, and may not have come to that.
+  virtual void AddName(const OutputPath& path) = 0;
   // Existing ones are no failure. The folder is on the disk, but for its traits.
   virtual void MakeFolder(const OutputPath& path) = 0;
   // Of a folder that is there. Its rights become fewer, but never more, as the folder may have been the user's before;
   // those that the user has stay. Last, as new files change a folder's time.
   virtual void SetTraits(const OutputPath& path, const OutputTraits& traits) = 0;
   virtual OutputFound LookAt(const OutputPath& path) = 0;
+  // For reading; null if no File has this name.
+  virtual std::unique_ptr<File> OpenFile(const OutputPath& path) = 0;
+  // A File has this name, and the time that Publish gives by these traits, as far as disks keep times. False if they
+  // have none.
+  virtual bool HasTime(const OutputPath& path, const OutputTraits& traits) = 0;
 };
 
 class OutputFolders {

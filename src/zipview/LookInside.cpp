@@ -253,7 +253,8 @@ Task<bool> LookInside::AskForFolder(std::size_t files) {
   const auto dialog = std::make_shared<Extract>(program_, platform_.folders);
   ExtractDialog = dialog;
   dialog->Check2.Value = true;
-  dialog->FileCount.Caption = FillText(TextOf(program_, WebText::FilesToUnpack), {std::to_string(files)});
+  dialog->FileCount.Caption = files == 1 ? TextOf(program_, WebText::FileToUnpack)
+                                         : FillText(TextOf(program_, WebText::FilesToUnpack), {std::to_string(files)});
   dialog->Show();
   std::function<bool()> closed = [this, dialog] { return dialog->DialogClosed || !Loaded(); };
   co_await platform_.tasks.UntilEvent(std::move(closed));

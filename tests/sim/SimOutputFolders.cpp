@@ -6,15 +6,27 @@
 
 #include "core/Ascii.h"
 #include "ports/Failure.h"
+#include "ports/RefusedName.h"
 
 namespace pellora {
 
 namespace {
 
-constexpr std::uint64_t kDevice = 1;  // as SimDownloadFiles has it
+constexpr std::uint64_t kDevice = 1;             // as SimDownloadFiles has it
+constexpr std::int64_t kSecond = 1'000'000'000;  // of SimFileData::modified
 
 [[noreturn]] void Fail(const std::string& path, const std::string& reason) {
   throw Failure(FailureNumber::File, path + ": " + reason);
+}
+
+[[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
+  throw RefusedName(path + ": " + reason);
+}
+
+// A local time is taken as it is: it only has to differ for different fields.
+std::optional<std::int64_t> TimeOf(const OutputTraits& traits) {
+  if (traits.modified) return traits.modified;
+  return traits.localTime == 0 ? std::nullopt : std::optional<std::int64_t>(traits.localTime);
 }
 
 // The port promises that no such name is ever given to it.
@@ -61,6 +73,7 @@ class SimOutputFile final : public OutputFile {
     if (!flushed_) Flush();
     disk_.Enter(DiskCall::Rename, folder_ + "/" + name);
     if (disk_.state_.links.contains(folder_) || !disk_.state_.folders.contains(folder_)) Fail(folder_, "no folder");
+    folders_.CheckLength(folder_, name);
     const std::string to = folders_.AsOnDisk(folder_ + "/" + name);
     const std::shared_ptr<SimFileData> there = disk_.Find(to);
     if (disk_.state_.links.contains(to) || disk_.state_.folders.contains(to)) return false;
@@ -71,7 +84,7 @@ class SimOutputFile final : public OutputFile {
     disk_.made_.insert(to);
     disk_.Changed({to, there, data_, {}});
     data_->openToOthers = (traits.mode & 0044U) != 0;
-    if (traits.modified) data_->modified = *traits.modified * 1'000'000'000;
+    if (const auto modified = TimeOf(traits)) data_->modified = *modified * kSecond;
     folders_.traits_[to] = {static_cast<std::uint16_t>(traits.mode & 0777U), traits.modified, traits.localTime};
     published_ = true;
     named_->push_back(to);
@@ -114,6 +127,12 @@ class SimOutputFolder final : public OutputFolder {
       std::erase_if(disk_.state_.unflushedNames, [&](const SimNameChange& change) { return change.path == name; });
     }
   }
+  void AddName(const OutputPath& path) override {
+    disk_.Enter(DiskCall::State, folder_);
+    OutputPath above = path;
+    above.pop_back();
+    named_->push_back(folders_.PathOf(folder_, above, false) + "/" + path.back());
+  }
   void MakeFolder(const OutputPath& path) override {
     disk_.Enter(DiskCall::CreateFolder, folder_);
     folders_.PathOf(folder_, path, true);
@@ -126,25 +145,48 @@ class SimOutputFolder final : public OutputFolder {
   }
   OutputFound LookAt(const OutputPath& path) override {
     disk_.Enter(DiskCall::StateOf, folder_);
-    OutputPath above = path;
-    Demand(above.back());
-    above.pop_back();
-    std::string folder;
-    try {
-      folder = folders_.PathOf(folder_, above, false);
-    } catch (const Failure&) {
-      if (!IsMissing(above)) throw;
-      return {};
-    }
-    const std::string at = folders_.AsOnDisk(folder + "/" + path.back());
+    const std::string at = Find(path);
+    if (at.empty()) return {};
     if (disk_.state_.links.contains(at)) return {OutputName::Other, {}, 0};
     if (disk_.state_.folders.contains(at)) return {OutputName::Folder, {}, 0};
     const std::shared_ptr<SimFileData> data = disk_.Find(at);
     if (!data) return {};
     return {OutputName::File, {kDevice, data->inode}, data->Size()};
   }
+  std::unique_ptr<File> OpenFile(const OutputPath& path) override {
+    disk_.Enter(DiskCall::OpenForReading, folder_);
+    const std::shared_ptr<SimFileData> data = FileAt(path);
+    return data ? disk_.Opened(Find(path), data) : nullptr;
+  }
+  bool HasTime(const OutputPath& path, const OutputTraits& traits) override {
+    disk_.Enter(DiskCall::StateOf, folder_);
+    const std::optional<std::int64_t> wanted = TimeOf(traits);
+    const std::shared_ptr<SimFileData> data = FileAt(path);
+    return wanted && data && data->modified == *wanted * kSecond;
+  }
 
  private:
+  // As the disk has it; empty if a folder above it is missing.
+  std::string Find(const OutputPath& path) const {
+    OutputPath above = path;
+    Demand(above.back());
+    above.pop_back();
+    try {
+      const std::string folder = folders_.PathOf(folder_, above, false);
+      folders_.CheckLength(folder, path.back());
+      return folders_.AsOnDisk(folder + "/" + path.back());
+    } catch (const RefusedName&) {
+      throw;
+    } catch (const Failure&) {
+      if (!IsMissing(above)) throw;
+      return {};
+    }
+  }
+  // Null if something else has the name, or nothing.
+  std::shared_ptr<SimFileData> FileAt(const OutputPath& path) const {
+    const std::string at = Find(path);
+    return at.empty() || disk_.state_.links.contains(at) ? nullptr : disk_.Find(at);
+  }
   // Some folder of `path` is, rather than something else being in its place.
   bool IsMissing(const OutputPath& path) const {
     std::string at = folder_;
@@ -178,14 +220,19 @@ std::string SimOutputFolders::PathOf(const std::string& folder, const OutputPath
   std::string at = folder;
   for (const std::string& part : path) {
     Demand(part);
+    CheckLength(at, part);
     at = AsOnDisk(at + "/" + part);
-    if (disk_.state_.links.contains(at)) Fail(at, "a link");
-    if (disk_.Find(at)) Fail(at, "not a folder");
+    if (disk_.state_.links.contains(at)) Refuse(at, "a link");
+    if (disk_.Find(at)) Refuse(at, "not a folder");
     if (disk_.state_.folders.contains(at)) continue;
     if (!make) Fail(at, "no such folder");
     disk_.state_.folders.insert(at);
   }
   return at;
+}
+
+void SimOutputFolders::CheckLength(const std::string& folder, const std::string& name) const {
+  if (name.size() > longestName) Refuse(folder + "/" + name, "File name too long");
 }
 
 std::string SimOutputFolders::AsOnDisk(const std::string& path) const {

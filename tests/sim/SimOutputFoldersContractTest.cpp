@@ -6,7 +6,10 @@ namespace {
 
 class SimOutputStage final : public OutputStage {
  public:
-  SimOutputStage() { sim_.disk().MakeFolder(kRoot); }
+  SimOutputStage() {
+    sim_.disk().MakeFolder(kRoot);
+    sim_.outputs().longestName = 255;
+  }
   OutputFolders& Folders() override { return sim_.outputs(); }
   std::string Root() override { return kRoot; }
   void Put(const std::string& path, const std::string& content) override {

@@ -79,6 +79,7 @@ class BusFixture : public testing::Test {
       orders.push_back(order);
       listed(archive);
     };
+    door.callerGone = [this](const std::string& caller) { calls.push_back("gone " + caller); };
     door.getFromArchive = [this](const ArchiveOrder& order, const BusActions::Added& added) {
       calls.push_back("get " + order.url);
       orders.push_back(order);

@@ -113,6 +113,35 @@ TEST_F(BusServiceTest, ListsTheEntriesOfAnArchiveInFull) {
   EXPECT_EQ(orders[0].url + " " + orders[0].user + " " + orders[0].password, "http://a/1.zip joe pass");
 }
 
+TEST_F(BusServiceTest, ListsTheTimeOfTheZoneWhereItIsKnown) {
+  StartService();
+  archive.entries = {{"a", 1, 1, 44'197.5, "", 1'700'000'000}};
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "ListArchive");
+  call << QVariantMap{{kUrlKey, "http://a/1.zip"}};
+  const QDBusPendingCall pending = Bus().asyncCall(call);
+  ASSERT_TRUE(RunUntil([&] { return pending.isFinished(); }));
+  const QVariant entries = QDBusPendingReply<QVariantMap>(pending).value().value(kEntriesKey);
+  const auto listed = qdbus_cast<QList<ArchiveRow>>(entries);
+  ASSERT_EQ(listed.size(), 1);
+  EXPECT_EQ(listed[0].time, QDateTime::fromSecsSinceEpoch(1'700'000'000).toString("yyyy-MM-dd HH:mm:ss"));
+}
+
+TEST_F(BusServiceTest, SaysThatTheCallerOfAListHasGone) {
+  StartService();
+  std::string caller;
+  {
+    QDBusConnection own = QDBusConnection::connectToBus(address, "gone");
+    caller = own.baseService().toStdString();
+    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "ListArchive");
+    call << QVariantMap{{kUrlKey, "http://a/1.zip"}};
+    own.asyncCall(call);
+    ASSERT_TRUE(RunUntil([&] { return orders.size() == 1; }));
+    EXPECT_EQ(orders[0].caller, caller);
+  }
+  QDBusConnection::disconnectFromBus("gone");
+  EXPECT_TRUE(RunUntil([&] { return calls.back() == "gone " + caller; }));
+}
+
 TEST_F(BusServiceTest, KnowsThatTheRunningCopyHasNoWindows) {
   headless = true;
   StartService();

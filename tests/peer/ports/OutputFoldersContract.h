@@ -13,6 +13,7 @@
 
 #include "ports/Failure.h"
 #include "ports/OutputFolders.h"
+#include "ports/RefusedName.h"
 
 namespace pellora {
 
@@ -152,6 +153,44 @@ TEST_P(OutputFoldersContract, FoldersAndLinksAreNeverReplaced) {
   }
   EXPECT_EQ(stage->Files(), Files{"other"});
   EXPECT_EQ(stage->Get("other"), "kept");
+}
+
+TEST_P(OutputFoldersContract, NamesThatCannotBeAreToldFromOtherFailures) {
+  stage->Put("out/file", "kept");
+  stage->Put("elsewhere/file", "kept");
+  stage->PutLink("out/link", "elsewhere");
+  const std::string longName(300, 'x');
+  for (const OutputPath& path : {OutputPath{"file", "a"}, OutputPath{"link", "a"}, OutputPath{longName, "a"}}) {
+    EXPECT_THROW(folder->Create(path), RefusedName) << path.front();
+    EXPECT_THROW(folder->MakeFolder(path), RefusedName) << path.front();
+    EXPECT_THROW(folder->LookAt(path), RefusedName) << path.front();
+    EXPECT_THROW(folder->OpenFile(path), RefusedName) << path.front();
+  }
+  const std::unique_ptr<OutputFile> file = folder->Create({longName});
+  EXPECT_THROW(file->Publish(longName, {}, std::nullopt), RefusedName);
+  EXPECT_THROW(folder->LookAt({longName}), RefusedName);
+}
+
+TEST_P(OutputFoldersContract, FilesAreReadAndHaveTheirTimes) {
+  const OutputTraits traits{0644, 1'600'000'000, 0};
+  const OutputTraits local{0644, std::nullopt, 0x5A8C6000};
+  for (const OutputTraits& each : {traits, local}) {
+    const std::string name = each.modified ? "utc" : "local";
+    const std::unique_ptr<OutputFile> file = folder->Create({"a", name});
+    file->Write("content");
+    ASSERT_TRUE(file->Publish(name, each, std::nullopt));
+    EXPECT_TRUE(folder->HasTime({"a", name}, each)) << name;
+    EXPECT_FALSE(folder->HasTime({"a", name}, {0644, 1'600'000'005, 0})) << name;
+    EXPECT_FALSE(folder->HasTime({"a", name}, {})) << name;
+    std::string bytes(10, '\0');
+    bytes.resize(folder->OpenFile({"a", name})->ReadAt(0, bytes));
+    EXPECT_EQ(bytes, "content");
+  }
+  stage->PutLink("out/a/link", "out/a/utc");
+  for (const OutputPath& path : {OutputPath{"a"}, OutputPath{"a", "link"}, OutputPath{"b"}, OutputPath{"b", "c"}}) {
+    EXPECT_EQ(folder->OpenFile(path), nullptr) << path.back();
+    EXPECT_FALSE(folder->HasTime(path, traits)) << path.back();
+  }
 }
 
 TEST_P(OutputFoldersContract, LinksBelowTheFolderAreNotFollowed) {

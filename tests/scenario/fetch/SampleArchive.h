@@ -20,6 +20,7 @@ struct SampleEntry {
   std::string password = {};        // that it is encrypted with
   std::size_t localExtra = 0;       // bytes of extra fields in its local header, which the directory does not have
   std::size_t expected = SIZE_MAX;  // bytes of these that the selection's range has room for
+  bool aes = false;                 // it says of its encryption that it is AES, and has no CRC-32
 };
 
 class SampleArchive {
@@ -34,21 +35,24 @@ class SampleArchive {
       selected.path.push_back(entry.name.substr(at, slash - at));
       at = slash + 1;
     }
-    const std::uint32_t crc = Crc32(entry.plain);
+    const std::uint32_t crc = entry.aes ? 0 : Crc32(entry.plain);
     std::string data = entry.packed && !isFolder ? PackDeflate(entry.plain) : entry.plain;
     if (!entry.password.empty()) data = EncryptZip(data, entry.password, crc);
     PackedEntry& packed = selected.packed;
     packed.method = entry.packed && !isFolder ? 8 : 0;
     packed.flags = entry.password.empty() ? 0 : 1;
     packed.crc = crc;
+    if (entry.aes) packed.aes = Little(2, 2) + "AE" + Little(3, 1) + Little(packed.method, 2);
+    const int method = entry.aes ? 99 : packed.method;
     packed.packed = data.size();
     packed.size = entry.plain.size();
     selected.mode = isFolder ? 0755 : 0644;
     selected.modified = 1'700'000'000 + static_cast<std::int64_t>(all.size());
     const auto begin = static_cast<std::int64_t>(bytes.size());
-    bytes += "PK\3\4" + Little(20, 2) + Little(packed.flags, 2) + Little(packed.method, 2) + Little(0, 4) +
-             Little(crc, 4) + Little(data.size(), 4) + Little(entry.plain.size(), 4) + Little(entry.name.size(), 2) +
-             Little(entry.localExtra, 2) + entry.name + std::string(entry.localExtra, 'x') + data;
+    bytes += "PK\3\4" + Little(20, 2) + Little(packed.flags, 2) + Little(static_cast<std::uint64_t>(method), 2) +
+             Little(0, 4) + Little(crc, 4) + Little(data.size(), 4) + Little(entry.plain.size(), 4) +
+             Little(entry.name.size(), 2) + Little(entry.localExtra, 2) + entry.name +
+             std::string(entry.localExtra, 'x') + data;
     const auto end = static_cast<std::int64_t>(bytes.size());
     const std::size_t lacks = entry.localExtra - std::min(entry.localExtra, entry.expected);
     selected.range = {begin, end - static_cast<std::int64_t>(lacks)};

@@ -14,6 +14,10 @@ SampleArchive WithWrong(SampleArchive archive, std::size_t number, std::size_t a
   return archive;
 }
 
+std::string WithOthers(SelectionRun& run, const std::string& reason) {
+  return reason + " " + run.Text(WebText::OthersUnpacked);
+}
+
 TEST(WebSelection, DamagedEntryIsFetchedOnceMore) {
   SelectionRun run(TenFiles());
   run.rig.program.settings.MaxSegments = 1;
@@ -31,7 +35,7 @@ TEST(WebSelection, EntryThatStaysDamagedIsNamedAndTheOthersAreUnpacked) {
   run.Serve(WithWrong(TenFiles(), 4).bytes);
   run.Start({1, 4, 8});
   ASSERT_TRUE(run.rig.RunUntilStopped());
-  EXPECT_EQ(run.rig.Web().reason, run.Text(WebText::EntryDamaged, {"f4.bin"}));
+  EXPECT_EQ(run.rig.Web().reason, WithOthers(run, run.Text(WebText::EntryDamaged, {"f4.bin"})));
   EXPECT_EQ(run.Asked(run.archive.all[4].range), 2 * run.archive.all[4].range.Length());
   EXPECT_TRUE(run.IsUnpacked(1));
   EXPECT_TRUE(run.IsUnpacked(8));
@@ -60,7 +64,95 @@ TEST(WebSelection, SeveralDamagedEntriesAreCounted) {
   run.Serve(WithWrong(WithWrong(TenFiles(), 4), 8).bytes);
   run.Start({1, 4, 8});
   ASSERT_TRUE(run.rig.RunUntilStopped());
-  EXPECT_EQ(run.rig.Web().reason, run.Text(WebText::EntriesDamaged, {"f4.bin", "1"}));
+  EXPECT_EQ(run.rig.Web().reason, WithOthers(run, run.Text(WebText::EntriesDamaged, {"f4.bin", "2"})));
+}
+
+TEST(WebSelection, SaysNothingOfOtherFilesWhereThereAreNone) {
+  SelectionRun run(TenFiles());
+  run.Serve(WithWrong(TenFiles(), 4).bytes);
+  run.Start({4});
+  ASSERT_TRUE(run.rig.RunUntilStopped());
+  EXPECT_EQ(run.rig.Web().reason, run.Text(WebText::EntryDamaged, {"f4.bin"}));
+}
+
+// Of one archive, whose entries are "a", "a/b" and "last", with a folder.
+SampleArchive FileAgainstFolder() {
+  SampleArchive archive;
+  archive.Add({"empty/", ""});
+  archive.Add({"a", Plain(1, 100'000)});
+  archive.Add({"a/b", Plain(2, 100'000)});
+  archive.Add({"last", Plain(3, 100'000)});
+  archive.End();
+  return archive;
+}
+
+TEST(WebSelection, EntryBelowAFileIsNamedAndTheOthersAreUnpacked) {
+  SelectionRun run(FileAgainstFolder());
+  run.rig.program.settings.MaxSegments = 1;
+  run.SlowDown();
+  run.Start({0, 1, 2, 3});
+  ASSERT_TRUE(run.rig.RunUntilStopped());
+  const std::string reason = run.Text(WebText::EntryNameless, {"b", "/home/u/out/a: not a folder"});
+  EXPECT_EQ(run.rig.Web().reason, WithOthers(run, reason));
+  EXPECT_TRUE(run.IsUnpacked(1, 100'000));
+  EXPECT_TRUE(run.IsUnpacked(3, 100'000));
+  EXPECT_EQ(run.rig.sim.outputs().TraitsOf(run.PathOf(0)).mode, 0755);
+  run.rig.sim.RunFor(5000);
+
+  const std::size_t requests = run.origin.Requests().size();
+  run.rig.Resume();
+  ASSERT_TRUE(run.rig.RunUntilStopped());
+  EXPECT_EQ(run.rig.Web().reason, WithOthers(run, reason));
+  run.rig.sim.RunFor(5000);
+  run.rig.sim.disk().Lose(run.PathOf(1));
+  run.rig.Resume();
+  ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
+  EXPECT_TRUE(run.IsUnpacked(2, 100'000));
+  EXPECT_EQ(run.rig.sim.outputs().TraitsOf(run.PathOf(0)).modified, 1'700'000'000);
+  EXPECT_EQ(run.origin.Requests().size(), requests);
+}
+
+// They arrive together: the folder is made before the file gets its name.
+TEST(WebSelection, FileInThePlaceOfAFolderOfItsArchiveIsNumbered) {
+  SelectionRun run(FileAgainstFolder());
+  run.Start({0, 1, 2, 3});
+  ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
+  EXPECT_TRUE(run.rig.sim.disk().Holds("/home/u/out/a (2)", Plain(1, 100'000)));
+  EXPECT_TRUE(run.IsUnpacked(2, 100'000));
+}
+
+TEST(WebSelection, NamesThatTheDiskRefusesAreCountedAndTheOthersAreUnpacked) {
+  SampleArchive archive;
+  archive.Add({"short", Plain(0, 100'000)});
+  archive.Add({std::string(30, 'x'), Plain(1, 100'000)});
+  archive.Add({std::string(30, 'y') + "/c", Plain(2, 100'000)});
+  archive.Add({"last", Plain(3, 100'000)});
+  archive.End();
+  for (const Existing existing : {Existing::Number, Existing::Replace, Existing::Keep}) {
+    SelectionRun run(archive);
+    run.rig.sim.outputs().longestName = 20;
+    const std::shared_ptr<Selection> chosen = run.Choose({0, 1, 2, 3});
+    chosen->existing = existing;
+    run.Add(chosen);
+    ASSERT_TRUE(run.rig.RunUntilStopped());
+    const std::string name(30, 'x');
+    EXPECT_EQ(run.rig.Web().reason,
+              WithOthers(run, run.Text(WebText::EntriesNameless,
+                                       {name, "2", "/home/u/out/" + name + ": File name too long"})));
+    EXPECT_TRUE(run.IsUnpacked(0, 100'000));
+    EXPECT_TRUE(run.IsUnpacked(3, 100'000));
+    EXPECT_EQ(run.rig.sim.outputs().Unnamed(), 0);
+  }
+}
+
+TEST(WebSelection, FolderWithAFileInItsPlaceIsNamed) {
+  SelectionRun run(FileAgainstFolder());
+  run.rig.sim.disk().Put(run.PathOf(0), "mine");
+  run.Start({0, 3});
+  ASSERT_TRUE(run.rig.RunUntilStopped());
+  EXPECT_EQ(run.rig.Web().reason,
+            WithOthers(run, run.Text(WebText::EntryNameless, {"empty", "/home/u/out/empty: not a folder"})));
+  EXPECT_TRUE(run.IsUnpacked(3, 100'000));
 }
 
 TEST(WebSelection, ArchiveOfAnotherVersionStopsIt) {
@@ -158,6 +250,109 @@ TEST(WebSelection, DamagedEncryptedEntryIsFetchedOnceMore) {
   ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
   EXPECT_TRUE(run.IsUnpacked(1, 100'000));
   EXPECT_EQ(run.Asked(run.archive.all[1].range), 2 * run.archive.all[1].range.Length());
+}
+
+// Answers the question for the password.
+void GivePassword(SelectionRun& run, const std::string& password) {
+  LoginPlace place;
+  run.rig.services->logins.ask = [&](const LoginQuestion& question) { place = question.place; };
+  run.rig.Answer(true);
+  run.rig.sim.Do([&] { run.rig.services->logins.Give({place, {}}, {{}, password}, false); });
+}
+
+constexpr std::size_t kAtPassword = 45;  // of an entry: what shows that the password fits
+
+TEST(WebSelection, EncryptedEntryIsFetchedOnceMoreIfTheSamePasswordComesAgain) {
+  SelectionRun run(Encrypted());
+  run.Serve(WithWrong(Encrypted(), 1, kAtPassword).bytes);
+  run.Add(run.Choose({0, 1, 2}), "open sesame");
+  ASSERT_TRUE(run.rig.RunUntilAsked());
+  run.Serve(run.archive.bytes);
+  GivePassword(run, "open sesame");
+  ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
+  EXPECT_TRUE(run.IsUnpacked(1, 100'000));
+  EXPECT_EQ(run.Asked(run.archive.all[1].range), 2 * run.archive.all[1].range.Length());
+  EXPECT_EQ(run.Asked(run.archive.all[0].range), run.archive.all[0].range.Length());
+}
+
+TEST(WebSelection, EncryptedEntryThatNoPasswordFitsIsNamedAndTheOthersAreUnpacked) {
+  SelectionRun run(Encrypted());
+  run.Serve(WithWrong(Encrypted(), 1, kAtPassword).bytes);
+  run.Start({0, 1, 2});
+  ASSERT_TRUE(run.rig.RunUntilAsked());
+  GivePassword(run, "wrong");
+  ASSERT_TRUE(run.rig.RunUntilAsked());
+  EXPECT_EQ(run.Asked(run.archive.all[1].range), run.archive.all[1].range.Length());
+  GivePassword(run, "open sesame");
+  ASSERT_TRUE(run.rig.RunUntilStopped());
+  const std::string reason = WithOthers(run, run.Text(WebText::EntryUndecrypted, {"secret.bin"}));
+  EXPECT_EQ(run.rig.Web().reason, reason);
+  EXPECT_EQ(run.Asked(run.archive.all[1].range), 2 * run.archive.all[1].range.Length());
+  EXPECT_TRUE(run.IsUnpacked(0, 100'000));
+  EXPECT_TRUE(run.IsUnpacked(2, 100'000));
+  run.rig.sim.RunFor(5000);
+
+  // Resumed, it asks anew.
+  run.Serve(run.archive.bytes);
+  run.rig.Resume();
+  for (int answers = 0; answers < 2; ++answers) {
+    ASSERT_TRUE(run.rig.RunUntilAsked());
+    GivePassword(run, "open sesame");
+  }
+  ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
+  EXPECT_TRUE(run.IsUnpacked(1, 100'000));
+}
+
+// The first of them is in the journal, and the second has just got its name.
+SimDiskState KilledAfterANameWasGiven(const SampleArchive& archive, const std::string& password = {}) {
+  SelectionRun run(archive);
+  run.rig.program.settings.MaxSegments = 1;
+  run.SlowDown();
+  run.Add(run.Choose({0, 2}), password);
+  EXPECT_TRUE(run.rig.RunUntilReceived(400'000));
+  run.SaveTheList();
+  EXPECT_TRUE(run.rig.sim.RunUntil([&] { return run.rig.sim.disk().Has(run.PathOf(2)); }));
+  run.rig.sim.disk().CutNow();
+  return run.rig.sim.disk().TakeState();
+}
+
+TEST(WebSelection, EntryWithoutSumThatHadItsNameBeforeAKillIsFoundByItsTime) {
+  SampleArchive archive;
+  for (std::size_t i = 0; i < 3; ++i) {
+    archive.Add({"docs/f" + std::to_string(i) + ".bin", Plain(i, 300'000), true, "open sesame", 0, SIZE_MAX, true});
+  }
+  archive.End();
+  for (const bool isOther : {false, true}) {
+    SimDiskState state = KilledAfterANameWasGiven(archive, "open sesame");
+    if (isOther) state.files.at("/home/u/out/docs/f2.bin")->modified += 5'000'000'000;
+    SelectionRun run(archive, std::move(state));
+    run.rig.Load();
+    run.rig.Resume();
+    ASSERT_TRUE(run.rig.sim.RunUntil([&] { return run.rig.Asks() || run.rig.Record().Finished; }));
+    if (run.rig.Asks()) GivePassword(run, "open sesame");
+    ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
+    run.rig.sim.RunFor(5000);
+    std::vector<std::string> files = {"docs/f0.bin", "docs/f2.bin"};
+    if (isOther) files.insert(files.begin() + 1, "docs/f2 (2).bin");
+    EXPECT_EQ(run.InFolder(), files);
+  }
+}
+
+TEST(WebSelection, CopiesAreNotLookedForBeyondLinks) {
+  SimDiskState state = KilledAfterANameWasGiven(TenFiles());
+  for (const std::string name : {"/f0.bin", "/f2.bin"}) {
+    state.files["/home/u/elsewhere" + name] = state.files.at("/home/u/out/docs" + name);
+    state.files.erase("/home/u/out/docs" + name);
+  }
+  state.folders.insert("/home/u/elsewhere");
+  state.folders.erase("/home/u/out/docs");
+  state.links["/home/u/out/docs"] = {.target = "/home/u/elsewhere"};
+  SelectionRun run(TenFiles(), std::move(state));
+  run.rig.Load();
+  run.rig.Resume();
+  ASSERT_TRUE(run.rig.RunUntilStopped());
+  EXPECT_EQ(run.rig.Web().reason,
+            WithOthers(run, run.Text(WebText::EntryNameless, {"f2.bin", "/home/u/out/docs: a link"})));
 }
 
 TEST(WebSelection, SelectionThatIsLostStopsIt) {

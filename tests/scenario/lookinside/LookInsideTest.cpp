@@ -100,6 +100,14 @@ TEST_F(LookingInside, ColumnsOfSizesAreInTheOrderOfTheirValues) {
   EXPECT_EQ(Rows().front(), "big.bin");
 }
 
+TEST_F(LookingInside, OneFileIsCountedInTheSingular) {
+  Look();
+  Select({"a.pdf"});
+  Press(Viewer()->Command2);
+  ASSERT_TRUE(FolderDialog());
+  EXPECT_EQ(FolderDialog()->FileCount.Caption(), "1 file to be extracted");
+}
+
 TEST_F(LookingInside, SelectedFilesBecomeOneDownloadThatFetchesNothingElse) {
   Look();
   const std::size_t requests = origin.Requests().size();

@@ -53,6 +53,38 @@ TEST(WebArchives, AskForTheSamePlaceIfAServerCannotCountFromTheEnd) {
             "bytes=" + std::to_string(begin) + "-" + std::to_string(archive.size() - 1));
 }
 
+TEST(WebArchives, AskForAByteIfAServerRefusesToCountFromTheEnd) {
+  for (const HttpFault& refusal :
+       {HttpFault{.status = 400}, HttpFault{.status = 501}, HttpFault{.ignoreRange = true, .chunked = true}}) {
+    LookInsideRun run;
+    const std::string archive = Archive(1'000'000);
+    run.Serve(archive);
+    run.origin.OnEach([&](const HttpRequest& request) -> std::optional<HttpFault> {
+      const bool fromEnd = request.Header("Range").value_or("").starts_with("bytes=-");
+      return fromEnd ? std::optional(refusal) : std::nullopt;
+    });
+    const std::string state = run.Read();
+    EXPECT_TRUE(IsListed(state)) << state;
+    ASSERT_EQ(run.origin.Requests().size(), 3U) << refusal.status;
+    EXPECT_EQ(run.origin.Requests()[1].Header("Range"), "bytes=0-0");
+    const std::size_t begin = archive.size() - 131072;
+    EXPECT_EQ(run.origin.Requests()[2].Header("Range"),
+              "bytes=" + std::to_string(begin) + "-" + std::to_string(archive.size() - 1));
+  }
+}
+
+TEST(WebArchives, SayWhyIfAServerRefusesAByteAsWell) {
+  LookInsideRun run;
+  run.Serve(Archive(1'000'000));
+  run.origin.Always({.ignoreRange = true, .chunked = true});
+  EXPECT_EQ(run.Read(), run.Say(WebText::NoParts));
+  EXPECT_EQ(run.origin.Requests().size(), 2U);
+  run.sim.Do([&] { run.Viewer()->Unload(); });
+  run.origin.Always({.status = 400});
+  EXPECT_EQ(run.Read(), run.Say(WebText::Refused, {"400"}));
+  EXPECT_EQ(run.origin.Requests().size(), 4U);
+}
+
 TEST(WebArchives, SayThatAServerGivesNoParts) {
   LookInsideRun run;
   run.Serve(Archive(1'000'000));
@@ -204,6 +236,30 @@ TEST(WebArchives, EndTheReadingOfASilentServer) {
   run.Serve(Archive(1'000'000));
   run.origin.Always({.hangInBody = 1000});
   EXPECT_EQ(run.Read(), run.Say(WebText::Silent, {"o.example"}));
+}
+
+TEST(WebArchives, EndWithTheCallerOfTheirList) {
+  LookInsideRun run;
+  run.Serve(Archive(1'000'000));
+  run.origin.Always({.wire = {.bytesPerSecond = 10'000}});
+  int answers = 0;
+  const auto list = [&](const std::string& caller) {
+    run.sim.Do([&] {
+      run.app.ListArchive({.url = kUrl, .caller = caller}, [&](const ListedArchive& archive) {
+        ++answers;
+        EXPECT_EQ(archive.entries.size(), 2U) << archive.reason;
+      });
+    });
+  };
+  list(":1.7");
+  list(":1.8");
+  run.sim.RunFor(3000);
+  EXPECT_EQ(run.sim.network().Open(), 2);
+  run.sim.Do([&] { run.app.CallerGone(":1.7"); });
+  run.sim.RunFor(1000);
+  EXPECT_EQ(run.sim.network().Open(), 1);
+  run.sim.RunFor(60'000);
+  EXPECT_EQ(answers, 1);
 }
 
 TEST(WebArchives, EndWithTheirWindow) {

@@ -89,7 +89,7 @@ TEST(ArchiveDirectory, SaysWhatPreventsUnpacking) {
   EXPECT_EQ(obstacle(8, 1 | 64), Obstacle::Encryption);
   const std::string aes = ExtraField(0x9901, Little(2, 2) + "AE" + Little(3, 1) + Little(8, 2));
   EXPECT_EQ(obstacle(99, 1, aes), Obstacle::Password);
-  EXPECT_EQ(obstacle(99, 1), Obstacle::Method);
+  EXPECT_EQ(obstacle(99, 1), Obstacle::Encryption);  // without its field
 }
 
 TEST(ArchiveDirectory, TimesOfAnExtraFieldAreSecondsSince1970) {
@@ -98,6 +98,16 @@ TEST(ArchiveDirectory, TimesOfAnExtraFieldAreSecondsSince1970) {
   EXPECT_EQ(DirectoryOf(entry).Entry(0).modified, 1700000000);
   entry.extra = ExtraField(0x5455, Little(2, 1) + Little(1700000000, 4));
   EXPECT_FALSE(DirectoryOf(entry).Entry(0).modified);
+}
+
+TEST(ArchiveDirectory, TimesAfter2037HaveNoSignAndThoseBefore1970HaveOne) {
+  TestEntry entry{"a", "x"};
+  entry.extra = ExtraField(0x5455, Little(1, 1) + Little(2'500'000'000, 4));
+  EXPECT_EQ(DirectoryOf(entry).Entry(0).modified, 2'500'000'000 - 4'294'967'296);
+  entry.date = (2049 - 1980) << 9 | 3 << 5 | 22;
+  EXPECT_EQ(DirectoryOf(entry).Entry(0).modified, 2'500'000'000);
+  entry.extra = ExtraField(0x5455, Little(1, 1) + Little(1700000000, 4));
+  EXPECT_EQ(DirectoryOf(entry).Entry(0).modified, 1'700'000'000);
 }
 
 TEST(ArchiveDirectory, BackslashSeparatesOnlyForSystemsThatUseItAndWhereNoNameHasASlash) {

@@ -69,6 +69,18 @@ TEST(ArchiveReader, FindsTheEndBeforeTheLongestComment) {
   EXPECT_EQ(ReadAll(archive.Bytes()).names, kTwoNames);
 }
 
+TEST(ArchiveReader, MoreEntriesThanAreReadAreTooManyWithoutZip64Too) {
+  constexpr std::size_t kCount = 2'000'001;
+  const std::string entry = "PK\1\2" + std::string(42, '\0');
+  std::string file;
+  file.reserve(kCount * entry.size() + 22);
+  for (std::size_t i = 0; i < kCount; ++i) file += entry;
+  const std::size_t length = file.size();
+  file += "PK\5\6" + Little(0, 4) + Little(kCount % 65536, 2) + Little(kCount % 65536, 2) + Little(length, 4) +
+          Little(0, 4) + Little(0, 2);
+  EXPECT_EQ(ReadAll(file).fault, ArchiveFault::TooLarge);
+}
+
 TEST(ArchiveReader, ACommentThatLooksLikeAnEndRecordIsNoEnd) {
   TestArchive archive{Two()};
   archive.comment =

@@ -458,7 +458,7 @@ TEST(EntryUnpacking, FolderThatBecomesALinkLeadsNowhere) {
   Rig rig;
   rig.sim.disk().MakeFolder("/home/u/other");
   rig.sim.disk().PutLink(std::string(kFolder) + "/docs", "/home/u/other");
-  EXPECT_EQ(rig.Run(Entry()), EntryEnd::DiskFailed);
+  EXPECT_EQ(rig.Run(Entry()), EntryEnd::NameRefused);
   EXPECT_NE(rig.reason.find("docs: a link"), std::string::npos) << rig.reason;
   EXPECT_FALSE(rig.sim.disk().Has("/home/u/other/a.txt"));
 }

@@ -31,6 +31,7 @@ struct TestEntry {
   std::uint32_t attributes = 0100644U << 16U;
   std::int64_t offset = -1;  // told; -1: where it lies
   std::uint32_t told = 0;    // packed size; 0: that of `data`
+  std::uint16_t date = 0x5A8C;
 };
 
 struct TestArchive {
@@ -63,7 +64,7 @@ struct TestArchive {
       const TestEntry& entry = entries[i];
       const auto offset = entry.offset < 0 ? offsets[i] - static_cast<std::int64_t>(before.size()) : entry.offset;
       directory += "PK\1\2" + Little(entry.madeBy, 2) + Little(20, 2) + Little(entry.flags, 2) +
-                   Little(entry.method, 2) + Little(0x5A8C6000, 4) + Little(entry.crc, 4) +
+                   Little(entry.method, 2) + Little(0x6000, 2) + Little(entry.date, 2) + Little(entry.crc, 4) +
                    Little(entry.told != 0 ? entry.told : entry.data.size(), 4) + Little(entry.size, 4) +
                    Little(entry.name.size(), 2) + Little(entry.extra.size(), 2) + Little(entry.comment.size(), 2) +
                    Little(0, 4) + Little(entry.attributes, 4) + Little(static_cast<std::uint64_t>(offset), 4) +

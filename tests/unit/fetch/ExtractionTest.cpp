@@ -84,7 +84,7 @@ TEST_F(ExtractionOfFive, DamagedEntryIsFetchedOnceMore) {
   extraction.IsDamaged(1, false);
   EXPECT_TRUE(extraction.IsIncomplete());
   EXPECT_TRUE(extraction.Damaged().empty());
-  EXPECT_EQ(extraction.TakeAgain(), std::vector<Range>{RangeOf(1)});
+  EXPECT_EQ(extraction.TakeAgain().damaged, std::vector<Range>{RangeOf(1)});
   EXPECT_FALSE(extraction.IsIncomplete());
   written.Remove(RangeOf(1));
   extraction.SetHeld(written);
@@ -106,7 +106,7 @@ TEST_F(ExtractionOfFive, EntryReachesFurtherUpToTheNextOne) {
   EXPECT_FALSE(extraction.NeedsMore(1, {300'000, 300'000}));
   EXPECT_TRUE(extraction.NeedsMore(1, {300'000, 300'100}));
   EXPECT_TRUE(extraction.IsIncomplete());
-  EXPECT_TRUE(extraction.TakeAgain().empty());
+  EXPECT_TRUE(extraction.TakeAgain().damaged.empty());
   EXPECT_EQ(extraction.Next(), std::nullopt);
   EXPECT_EQ(extraction.Size(), 400'100);
   EXPECT_EQ(extraction.Entry(1).range, (Range{200'000, 300'100}));
@@ -130,22 +130,53 @@ TEST_F(ExtractionOfFive, EncryptedEntryThatIsPartlyUnpackedIsFetchedAgainOnce) {
   extraction.LacksPassword(0, true, true);
   EXPECT_FALSE(extraction.WantsPassword());
   EXPECT_TRUE(extraction.IsIncomplete());
-  EXPECT_EQ(extraction.TakeAgain(), std::vector<Range>{RangeOf(0)});
+  EXPECT_EQ(extraction.TakeAgain().locked, std::vector<Range>{RangeOf(0)});
   extraction.LacksPassword(0, true, true);
-  EXPECT_TRUE(extraction.WantsPassword());
+  EXPECT_FALSE(extraction.IsIncomplete());
+  EXPECT_EQ(extraction.Undecrypted(), std::set<std::size_t>{0});
 }
 
-TEST_F(ExtractionOfFive, EntryThatRefusesThreePasswordsIsFetchedAgain) {
+TEST_F(ExtractionOfFive, EntryThatNoPasswordFitsIsFetchedOnceMoreAndThenNamed) {
   Hold({0, 1'000'000});
-  for (int password = 0; password < 2; ++password) {
+  for (int start = 0; start < 3; ++start) {
     extraction.LacksPassword(0, false, false);
-    extraction.LacksPassword(0, true, false);
-    EXPECT_FALSE(extraction.IsIncomplete());
+    EXPECT_TRUE(extraction.WantsPassword());
     extraction.BeginAgain();
   }
   extraction.LacksPassword(0, true, false);
-  EXPECT_TRUE(extraction.IsIncomplete());
+  EXPECT_TRUE(extraction.WantsPassword());
+  EXPECT_FALSE(extraction.IsIncomplete());
+  extraction.BeginAgain();
+  extraction.LacksPassword(0, true, false);
   EXPECT_FALSE(extraction.WantsPassword());
+  EXPECT_TRUE(extraction.IsIncomplete());
+  const Extraction::Again again = extraction.TakeAgain();
+  EXPECT_EQ(again.locked, std::vector<Range>{RangeOf(0)});
+  EXPECT_TRUE(again.damaged.empty());
+  EXPECT_FALSE(extraction.HasFaults());
+  extraction.LacksPassword(0, true, false);
+  EXPECT_FALSE(extraction.IsIncomplete());
+  EXPECT_TRUE(extraction.HasFaults());
+  EXPECT_EQ(extraction.Undecrypted(), std::set<std::size_t>{0});
+  extraction.SetHeld(written);
+  EXPECT_EQ(extraction.Next(), 1U);
+  extraction.BeginAgain();
+  EXPECT_FALSE(extraction.HasFaults());
+  extraction.LacksPassword(0, true, false);
+  EXPECT_TRUE(extraction.WantsPassword());
+}
+
+TEST_F(ExtractionOfFive, EntryThatCannotBeNamedIsSetAsideUntilTheNextStart) {
+  Hold({0, 1'000'000});
+  extraction.CannotBeNamed(0, "why");
+  EXPECT_TRUE(extraction.HasFaults());
+  EXPECT_EQ(extraction.Nameless().at(0), "why");
+  extraction.SetHeld(written);
+  EXPECT_EQ(extraction.Next(), 1U);
+  extraction.BeginAgain();
+  extraction.SetHeld(written);
+  EXPECT_FALSE(extraction.HasFaults());
+  EXPECT_EQ(extraction.Next(), 0U);
 }
 
 }  // namespace
