@@ -25,7 +25,8 @@ std::string EntryName(const ArchiveEntry& entry, CodePage page);
 bool LeadsOut(std::string_view name, bool backslashSeparates);
 
 // The parts of a path below the folder that is unpacked into. Nothing for a name that leads out of it, has
-// control characters or no part at all, or a part or length that no disk takes. "." and repeated separators are dropped.
+// control characters or no part at all, or a part or length that no disk takes. "." and repeated separators are
+// dropped.
 std::optional<std::vector<std::string>> EntryPath(std::string_view name, bool backslashSeparates);
 
 // The folder itself that is unpacked into: a name of nothing but "." and separators.
