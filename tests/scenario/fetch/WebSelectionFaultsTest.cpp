@@ -466,6 +466,9 @@ TEST_P(WebSelectionKills, LoseNothing) {
     });
     EXPECT_EQ(left.size(), chosen.size()) << calls << testing::PrintToString(left);
     EXPECT_FALSE(next.rig.sim.disk().Has(kSelection)) << calls;
+    // Files that the run before the kill has named are on the disk as well.
+    next.rig.sim.disk().PowerCut(calls);
+    for (const std::size_t number : chosen) EXPECT_TRUE(next.IsUnpacked(number, 30'000)) << calls;
   }
   EXPECT_GT(resumed, 40);
 }

@@ -1,10 +1,5 @@
 // The window for looking inside: its list, what is asked before unpacking, and what is downloaded then.
-#include <algorithm>
-
 #include "LookingInside.h"
-#include "core/EngineChoice.h"
-#include "core/SpeedLimits.h"
-#include "mainwin/Form1.h"
 
 namespace pellora {
 namespace {
