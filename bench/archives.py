@@ -229,7 +229,7 @@ class Table:
 
 
 def whole(server, name, line, folder):
-    """aria2c of the whole and unzip, as somebody does who cannot choose."""
+    """aria2c of the whole and unzip, for users who cannot choose."""
     made = tempfile.mkdtemp(prefix="whole.", dir=folder)
     fetched = run("aria2c -q --ca-certificate=%s -x 4 -s 4 -k 1M --file-allocation=none --no-conf -d . '%s'" % (
         server.authority, server.url(line.port, name)), made)

@@ -1,5 +1,5 @@
 // The menu entries: what is under the mouse, and all links of the page or of the selection. The chosen address goes to
-// Pellora without cookies; several ones are first shown on a page of their own, with a filter.
+// Pellora without cookies; several ones are first shown on another page, with a filter.
 "use strict";
 
 const ENTRY = "pellora-download";
@@ -9,7 +9,7 @@ const LONGEST_LIST = 800000;  // characters of all links together, below what st
 
 function createMenus() {
   chrome.contextMenus.removeAll(() => {
-    // An access key follows "&". No two entries fit the same place: browsers would put them into a menu of their own.
+    // An access key follows "&". No two entries fit the same place: browsers would put them into a submenu.
     chrome.contextMenus.create({id: ENTRY, title: text("menuDownload"), contexts: ["link", "image", "audio", "video"]});
     chrome.contextMenus.create({id: ENTRY_PAGE, title: text("menuPage"), contexts: ["page"]});
     chrome.contextMenus.create({id: ENTRY_SELECTION, title: text("menuSelection"), contexts: ["selection"]});

@@ -1,6 +1,6 @@
 // Taking over the browser's downloads, if the user has switched it on. The download is held, Pellora makes its own
 // request, and only after that was answered like the browser's is the browser's download cancelled. In every other case
-// it goes on.
+// it continues.
 //
 // Chromium holds a download by the question for its name. Firefox has no such question: there it is paused. The downloads
 // API says neither the method nor what a request has sent: that is remembered from the request itself.
@@ -65,7 +65,7 @@ async function forgetOld() {
   await chrome.storage.session.remove(Object.keys(kept).filter((key) => old(key, kept[key])));
 }
 
-// One record for each address. Two requests with different methods cannot be told apart by their downloads.
+// One record for each address. Two requests with different methods cannot be distinguished by their downloads.
 const remembered = new Map();
 
 function remember(record) {

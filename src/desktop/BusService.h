@@ -38,7 +38,7 @@ struct BusActions {
   // Gets the ids of the new records, and the reason why there are none or fewer than requested. Shows no question.
   using Added = std::function<void(const std::vector<std::string>& ids, const std::string& reason)>;
   std::function<void(ScriptedAdd request, Added added)> add;
-  // Answered once the download is certain to go on here.
+  // Answered once the download is certain to continue here.
   std::function<void(ScriptedAdd request, Added added)> takeOver;
   using Listed = std::function<void(const ListedArchive& archive)>;
   std::function<void(ArchiveOrder order, Listed listed)> listArchive;

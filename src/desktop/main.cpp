@@ -87,7 +87,7 @@ struct Display {
   QtTray tray;
 };
 
-// What stands in for them.
+// Their substitutes.
 struct NoDisplay {
   explicit NoDisplay(EventLoop& events) : dialogs(events) {}
 

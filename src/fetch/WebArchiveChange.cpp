@@ -1,10 +1,11 @@
 // Another version of the archive than the one of which the user chose entries.
 //
-// Its directory is read again. Entries that are in it as they were go on from their new places; what is unpacked stays
-// so, and what is here of packed bytes is dropped. The user decides about those that are not there any more.
+// Its directory is read again. Entries that are in it unchanged continue from their new places; what is unpacked stays
+// unpacked, and the packed bytes that are here are dropped. The user decides about those that are not there any more.
 //
-// The new selection gets a file of its own. One line of the journal changes to it, with the numbers of what is unpacked
-// and without any bytes held: after a kill everything is as before, or as after. Before that line nothing is deleted.
+// The new selection gets another file. One line of the journal changes to it, with the numbers of what is unpacked
+// and without any bytes held: after a kill everything is as before that line or as after it. Before that line nothing
+// is deleted.
 #include <utility>
 
 #include "archive/ArchiveIndex.h"

@@ -46,7 +46,7 @@ void RememberAddress(Program& program, WebServices& services, std::int16_t index
 // that leaves open which engine does.
 void RememberPlace(Program& program, WebServices& services, std::int16_t index);
 
-// At the end of the program, which drops what Background has not begun: what the journal is still to be told of, and
+// At the end of the program, which drops what Background has not begun: what is not in the journal yet, and
 // the selections that it names, are written at once.
 void FinishJournal(Program& program, WebServices& services);
 

@@ -1,4 +1,4 @@
-// TakeOver: a download that a browser has begun goes on here.
+// TakeOver: a download that a browser has begun continues here.
 //
 // The browser keeps its own until the web engine has got the same answer as the browser and has a file for what comes.
 // If that does not happen soon, the record leaves the list again, and the browser continues as if nothing had been.

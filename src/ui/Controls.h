@@ -272,7 +272,7 @@ class ListView : public Control {
   // Returns the old rows: building the next ones in them saves allocations.
   std::vector<ListRow> SetRows(std::vector<ListRow> rows);
   void SetRow(std::size_t at, ListRow row);
-  // In place of rows of its own: then Rows is empty. No row is selected. Null: none.
+  // In place of the list's rows: then Rows is empty. No row is selected. Null: none.
   void SetSource(std::shared_ptr<const RowSource> source);
   std::size_t RowCount() const { return source_ ? order_.size() : rows_.size(); }
   // As it is shown, from wherever it comes; valid until the next call.

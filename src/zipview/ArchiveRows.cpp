@@ -77,7 +77,7 @@ std::shared_ptr<const ArchiveRows> ArchiveRows::OfFolder(std::shared_ptr<const A
       if (folder.empty() && entry.kind != EntryKind::Folder && FitsFilter(path, filter)) rows->AddFile(at, entry);
       continue;
     }
-    const bool isWhole = entry.kind == EntryKind::Folder && path == ".";  // no folder of its own
+    const bool isWhole = entry.kind == EntryKind::Folder && path == ".";  // not a folder in it
     if (!path.starts_with(start) || path.size() == start.size() || isWhole) continue;
     const std::size_t slash = path.find('/', start.size());
     if (slash == std::string::npos && entry.kind != EntryKind::Folder) {

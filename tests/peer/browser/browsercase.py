@@ -1,4 +1,4 @@
-"""What the tests with a real browser share: a session of the program with the extension in a browser of its own."""
+"""What the tests with a real browser share: a session of the program with the extension in another browser process each."""
 
 import os
 import subprocess

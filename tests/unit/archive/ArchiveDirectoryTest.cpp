@@ -39,7 +39,7 @@ TEST(ArchiveDirectory, ReadsTheFieldsOfAnEntry) {
 
 TEST(ArchiveDirectory, Zip64FieldHasTheValuesThatDidNotFitInTheirOrder) {
   TestEntry entry{.name = "a", .data = "", .size = 0xFFFFFFFF};
-  entry.told = 0xFFFFFFFF;
+  entry.stated = 0xFFFFFFFF;
   entry.offset = 0xFFFFFFFF;
   entry.extra = ExtraField(1, Little(5'000'000'000, 8) + Little(6'000'000'000, 8) + Little(7, 8));
   const ArchiveDirectory directory = DirectoryOf(entry);

@@ -48,7 +48,7 @@ TEST(EntryLayout, EntriesAtOnePlaceOrBeyondTheDataAreNotSound) {
 
 TEST(EntryLayout, AnEntryThatReachesIntoTheNextOneIsNotSound) {
   TestArchive archive{{{"a", "12345"}, {"b", "678"}, {"c", "9"}}};
-  archive.entries[0].told = 40;
+  archive.entries[0].stated = 40;
   const ArchiveDirectory directory = DirectoryOf(archive);
   const EntryLayout layout(directory);
   EXPECT_FALSE(layout.IsSound(0));
@@ -57,7 +57,7 @@ TEST(EntryLayout, AnEntryThatReachesIntoTheNextOneIsNotSound) {
 
 TEST(EntryLayout, LiesAboutSizesDoNotOverflow) {
   TestArchive archive{{{"a", "1"}}};
-  archive.entries[0].told = 0xFFFFFFFF;
+  archive.entries[0].stated = 0xFFFFFFFF;
   archive.entries[0].offset = 0xFFFFFFFF;
   archive.entries[0].extra = ExtraField(1, std::string(16, '\xFF'));
   const ArchiveDirectory directory = DirectoryOf(archive);
@@ -67,7 +67,7 @@ TEST(EntryLayout, LiesAboutSizesDoNotOverflow) {
 TEST(EntryLayout, AnEntryThatEndsNearTheLargestNumberDoesNotOverflow) {
   const std::int64_t at = INT64_MAX - 100;
   TestArchive archive{{{"a", "1"}}};
-  archive.entries[0].told = 0xFFFFFFFF;
+  archive.entries[0].stated = 0xFFFFFFFF;
   archive.entries[0].extra = ExtraField(1, Little(static_cast<std::uint64_t>(at - 100), 8));
   (void)archive.Bytes();
   ArchiveEnd end;

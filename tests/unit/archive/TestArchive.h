@@ -29,8 +29,8 @@ struct TestEntry {
   std::uint16_t method = 0;
   std::uint16_t madeBy = 0x031E;
   std::uint32_t attributes = 0100644U << 16U;
-  std::int64_t offset = -1;  // told; -1: where it lies
-  std::uint32_t told = 0;    // packed size; 0: that of `data`
+  std::int64_t offset = -1;  // stated; -1: where it lies
+  std::uint32_t stated = 0;  // packed size; 0: that of `data`
   std::uint16_t date = 0x5A8C;
 };
 
@@ -42,7 +42,7 @@ struct TestArchive {
   std::string after = {};
   bool zip64 = false;       // with ZIP64 end record and locator
   bool fullFields = false;  // and the end record's own fields at their largest
-  int promised = -1;        // number of entries told; -1: theirs
+  int promised = -1;        // number of entries stated; -1: theirs
   std::uint16_t disk = 0;
 
   std::vector<std::int64_t> offsets = {};  // in the file, once it was made
@@ -65,7 +65,7 @@ struct TestArchive {
       const auto offset = entry.offset < 0 ? offsets[i] - static_cast<std::int64_t>(before.size()) : entry.offset;
       directory += "PK\1\2" + Little(entry.madeBy, 2) + Little(20, 2) + Little(entry.flags, 2) +
                    Little(entry.method, 2) + Little(0x6000, 2) + Little(entry.date, 2) + Little(entry.crc, 4) +
-                   Little(entry.told != 0 ? entry.told : entry.data.size(), 4) + Little(entry.size, 4) +
+                   Little(entry.stated != 0 ? entry.stated : entry.data.size(), 4) + Little(entry.size, 4) +
                    Little(entry.name.size(), 2) + Little(entry.extra.size(), 2) + Little(entry.comment.size(), 2) +
                    Little(0, 4) + Little(entry.attributes, 4) + Little(static_cast<std::uint64_t>(offset), 4) +
                    entry.name + entry.extra + entry.comment;
