@@ -111,6 +111,20 @@ TEST_P(OutputFoldersContract, FilesThatWereFlushedTogetherGetTheirNamesAndTraits
   folder->FlushTogether({});
 }
 
+TEST_P(OutputFoldersContract, NamesOfAFormerRunAreFlushedInTheirFoldersOnly) {
+  stage->MakeFolder("out/a/b");
+  stage->Put("out/a/b/c.txt", "from before");
+  stage->MakeFolder("elsewhere");
+  stage->PutLink("out/link", "elsewhere");
+  folder->AddName({"a", "b", "c.txt"});
+  folder->AddName({"a", "b", "none.txt"});  // its folder is there
+  folder->FlushNames();
+  folder->FlushNames();
+  EXPECT_TRUE(Fails([&] { folder->AddName({"link", "c.txt"}); }));
+  EXPECT_TRUE(Fails([&] { folder->AddName({"none", "c.txt"}); }));
+  EXPECT_EQ(stage->Get("out/a/b/c.txt"), "from before");
+}
+
 TEST_P(OutputFoldersContract, FileStaysAfterItsObjectIsGone) {
   EXPECT_TRUE(Write({"a"}, "1"));
   EXPECT_EQ(stage->Files(), Files{"out/a"});
