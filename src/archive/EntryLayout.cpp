@@ -4,6 +4,8 @@
 #include <numeric>
 #include <utility>
 
+#include "core/Numbers.h"
+
 namespace pellora {
 
 namespace {
@@ -50,7 +52,7 @@ EntryLayout::EntryLayout(const ArchiveDirectory& directory) : directory_(directo
 Range EntryLayout::RangeOf(std::size_t entry) const {
   const Range largest = LargestRangeOf(entry);
   const ArchiveEntry read = directory_.Entry(entry);
-  const std::int64_t likely = LeastLength(read) + static_cast<std::int64_t>(read.extraLength) + kMoreExtra;
+  const std::int64_t likely = ClampedSum(LeastLength(read), static_cast<std::int64_t>(read.extraLength) + kMoreExtra);
   return largest.Length() - likely > kFarAway ? Range{largest.begin, largest.begin + likely} : largest;
 }
 

@@ -1,6 +1,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusPendingCall>
 #include <QDBusPendingReply>
+#include <QDateTime>
 #include <chrono>
 #include <future>
 
