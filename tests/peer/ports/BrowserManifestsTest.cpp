@@ -110,7 +110,7 @@ TEST_F(BrowserManifestsTest, NameTheExtensionByTheIdOfItsKey) {
   for (char& c : id) c = static_cast<char>(c <= '9' ? 'a' + (c - '0') : 'k' + (c - 'a'));
   EXPECT_EQ(id, kChromiumId);
   EXPECT_EQ(manifest["browser_specific_settings"].toObject()["gecko"].toObject()["id"].toString(), kGeckoId);
-  EXPECT_NE(Content(PELLORA_EXTENSION "/background.js").find(std::string("\"") + kHostName + "\""), std::string::npos);
+  EXPECT_NE(Content(PELLORA_EXTENSION "/host.js").find(std::string("\"") + kHostName + "\""), std::string::npos);
 }
 
 class InstalledManifests : public BrowserManifestsTest {
