@@ -19,7 +19,7 @@ namespace pellora {
 
 namespace {
 
-constexpr int kMostWayChanges = 8;  // several servers behind one address may each have another way
+constexpr int kMostWayChanges = 8;  // the servers that share an address may each want another way
 
 // A value with a control character could end its line, and is not sent.
 void AddHeader(FetchRequest& request, const char* name, std::string value) {

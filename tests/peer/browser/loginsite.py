@@ -1,4 +1,4 @@
-"""A site with a login by cookie, as browsers meet it: pages that fill the window, files behind the login, and a report
+"""A site with a login by cookie, as browsers meet it: pages that fill the window, files that need the login, and a report
 that only a form gets."""
 
 import http.server

@@ -17,7 +17,7 @@ std::size_t Other(std::size_t number) { return number + 100; }  // gives other c
 
 std::string NameOfEntry(std::size_t number) { return "docs/f" + std::to_string(number) + ".bin"; }
 
-// The files of TenFiles behind a new one, so that each is at another place.
+// The files of TenFiles after a new one, so that each is at another place.
 SampleArchive NextVersion(const std::set<std::size_t>& missing = {}, const std::set<std::size_t>& other = {},
                           std::size_t length = kLength) {
   SampleArchive archive;
