@@ -158,7 +158,7 @@ Task<bool> WebEngine::FindCopies(Run run) {
     }
   }
   outputFiles_ = std::make_shared<UnpackedFiles>();
-  for (const JournalEntry& other : services_->journal.Entries()) {
+  for (const auto& [key, other] : services_->journal.All()) {
     if (!other.partPath.empty()) outputFiles_->Add(other.part);
   }
   if (chosen.existing == Existing::Number) co_return true;
