@@ -53,6 +53,8 @@ def make(folder, files):
             f.write(data)
         os.chmod(path, 0o755 if name.endswith(".sh") else 0o644)
         os.utime(path, (MOMENT, MOMENT))
+    for place, _, _ in os.walk(folder):  # zipfile reads times in steps of two seconds
+        os.utime(place, (MOMENT, MOMENT))
 
 
 def contents(folder):
