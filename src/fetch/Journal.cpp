@@ -1,7 +1,10 @@
 #include "fetch/Journal.h"
 
+#include <algorithm>
+#include <optional>
 #include <utility>
 
+#include "fetch/PartFile.h"
 #include "ports/Background.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -35,28 +38,35 @@ struct Journal::Store {
   DownloadFiles* const files;
   const std::string path;
   std::unique_ptr<DownloadFile> file;
-  std::uint64_t length = 0;  // up to the last good line
+  std::optional<std::uint64_t> length;  // up to the last good line; unknown for a new file
+
+  // Cuts off what does not end with a good line.
+  void OpenFile() {
+    if (!files->StateOf(path)) files->Replace(path, {});  // a new one's name is to be on the disk with its first line
+    std::unique_ptr<DownloadFile> opened = files->OpenJournal(path);
+    const std::uint64_t there = opened->Length();
+    const std::uint64_t good = std::min(length.value_or(there), there);
+    if (good < there) opened->SetLength(good);
+    length = good;
+    file = std::move(opened);
+  }
 
   void Append(const std::string& line) {
-    if (!file) {
-      // A new one's name is to be on the disk with its first line.
-      if (!files->StateOf(path)) files->Replace(path, {});
-      file = files->OpenJournal(path);
-      length = file->Length();
-    }
+    if (!file) OpenFile();
     try {
-      file->WriteAt(length, line);
+      file->WriteAt(*length, line);
       file->Flush();
     } catch (const Failure&) {
-      Skip([this] { file->SetLength(length); });
+      Skip([this] { file->SetLength(*length); });
       throw;
     }
-    length += line.size();
+    *length += line.size();
   }
 
   void Rewrite(const std::string& whole) {
     file.reset();
     files->Replace(path, whole);
+    length.reset();
   }
 };
 
@@ -88,11 +98,8 @@ void Journal::Open() {
   }
   // Where that fails the old one serves on; its torn end is cut before the next line.
   if (Skip([&] { store_->Rewrite(WholeJournal(kept, nextId_)); })) return;
-  Skip([&] {
-    store_->file = store_->files->OpenJournal(store_->path);
-    store_->length = reading.wholeLength;
-    store_->file->SetLength(store_->length);
-  });
+  store_->length = reading.wholeLength;
+  Skip([&] { store_->OpenFile(); });
 }
 
 const std::string& Journal::Path() const { return store_->path; }
@@ -138,7 +145,9 @@ void Journal::Remove(const JournalKey& key, Done done) {
   entries_.erase(at);
   onDisk_->erase(key);
   gone.state = JournalState::Gone;
-  Append(JournalLine(gone), std::move(done));
+  const std::string line = JournalLine(gone);
+  KeepGone(std::move(gone));  // first: appending may rewrite the whole
+  Append(line, std::move(done));
 }
 
 void Journal::Drop(const JournalKey& key) {
@@ -148,6 +157,19 @@ void Journal::Drop(const JournalKey& key) {
   dropped.key = key;
   dropped.state = JournalState::Gone;
   Append(JournalLine(dropped), {});
+}
+
+// Its line is as that of a deleted download, whose address is the path.
+void Journal::Discard(const std::string& part, const FileIdentity& identity) {
+  if (part.empty()) return;
+  JournalEntry litter;
+  litter.key.url = part;
+  litter.state = JournalState::Gone;
+  litter.partPath = part;
+  litter.part = identity;
+  KeepGone(litter);
+  Append(JournalLine(litter), {});
+  DeletePartFile(platform_, part, identity);
 }
 
 // A work may be writing the first of these lines, at the same place or before it: a line that is there twice does no
@@ -162,6 +184,18 @@ void Journal::Finish() {
   });
 }
 
+std::string Journal::Whole() const {
+  std::vector<JournalEntry> lines = gone_;
+  for (const auto& [key, entry] : entries_) lines.push_back(entry);
+  return WholeJournal(lines, nextId_);
+}
+
+void Journal::KeepGone(JournalEntry gone) {
+  if (gone.partPath.empty() && gone.oldPartPath.empty()) return;
+  std::erase_if(gone_, [&](const JournalEntry& kept) { return kept.key == gone.key; });
+  gone_.push_back(std::move(gone));
+}
+
 void Journal::Append(std::string line, Done done) {
   if (!readable_) {
     if (done) done(false);
@@ -170,7 +204,7 @@ void Journal::Append(std::string line, Done done) {
   appended_ += line.size();
   std::string whole;
   if (appended_ > kRewriteAbove || *lacksLine_) {
-    whole = WholeJournal(Entries(), nextId_);
+    whole = Whole();
     appended_ = 0;
   }
   const auto rewritten = std::make_shared<bool>(false);

@@ -36,9 +36,11 @@ class Journal {
   std::vector<JournalEntry> Entries() const;  // a copy, for those who change the journal meanwhile
   // A line of it has reached the disk.
   bool IsOnDisk(const JournalKey& key) const { return onDisk_->contains(key); }
+  // All lines have reached the disk, or could not be written.
+  bool IsWritten() const { return pending_->empty(); }
   // What downloads other than `own` that are not finished will be called.
   std::set<std::string> ClaimedPaths(const JournalKey& own) const;
-  // Those deleted before this run whose part files are there: a kill came between.
+  // Those deleted whose part files may be there; right after Open, those deleted before this run whose part files are.
   const std::vector<JournalEntry>& Gone() const { return gone_; }
   std::uint64_t NewId() { return nextId_++; }
 
@@ -48,6 +50,9 @@ class Journal {
   void Remove(const JournalKey& key, Done done = {});
   // Forgets an entry whose download, if there is one, has another entry now. Its part file stays.
   void Drop(const JournalKey& key);
+  // Deletes a part file that is of no more use, if that path is still this file. What the end of the program or a kill
+  // prevents is done at the next start: it is among Gone then.
+  void Discard(const std::string& part, const FileIdentity& identity);
   // At the end of the program, which drops what Background has not begun: writes at once what is still to be written.
   // It waits for no work, and what works write from now on may be lost.
   void Finish();
@@ -55,11 +60,13 @@ class Journal {
  private:
   struct Store;
   void Append(std::string line, Done done);
+  void KeepGone(JournalEntry gone);
+  std::string Whole() const;
 
   const Platform& platform_;
   const std::shared_ptr<Store> store_;
   std::map<JournalKey, JournalEntry> entries_;
-  std::vector<JournalEntry> gone_;
+  std::vector<JournalEntry> gone_;  // a new journal names them too
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten
   bool readable_ = true;

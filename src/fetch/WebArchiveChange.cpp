@@ -150,7 +150,7 @@ void WebEngine::SwitchTo(const std::shared_ptr<const Selection>& selection, cons
   WriteJournal(JournalStateNow(), [services = services_, former](bool written) {
     if (written) DeleteSelection(services->platform, services->journal, former);
   });
-  DeletePartFile(program_.platform, part, identity);
+  services_->journal.Discard(part, identity);
   DropPart();
   UseFactsOfSelection();
 }

@@ -66,6 +66,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   bool Current() const override { return !retired_ && slot_.Held(); }
   bool StillCurrent() override;
   std::uint32_t SilentFor() const override;
+  void SaveProgress() override { Claim(); }
+  bool IsProgressSaved() const override { return !claiming_ && services_->journal.IsWritten(); }
   int LaneCount() const override;
   Lane LaneAt(int lane, LaneForm form) const override;
   Totals Figures() override;

@@ -124,7 +124,7 @@ Task<> WebEngine::CreatePart() {
   creating_ = false;
   if (!StillCurrent() || generation != partGeneration_) co_return;
   if (!failed.empty()) {
-    DeletePartFile(program_.platform, entry_.partPath, entry_.part);
+    services_->journal.Discard(entry_.partPath, entry_.part);
     DropPart();
     entry_.path.clear();
     if (Fetching()) Rest(FetchEvent::DiskFailed, failed);
@@ -570,7 +570,7 @@ void WebEngine::Finished() {
     note_ += (note_.empty() ? "" : " ") + checked_;
   }
   entry_.reason = Notes();
-  DeletePartFile(program_.platform, entry_.oldPartPath, entry_.oldPart);
+  services_->journal.Discard(entry_.oldPartPath, entry_.oldPart);
   entry_.oldPartPath.clear();
   const std::string selection = std::exchange(entry_.selection, {});
   WriteJournal(JournalState::Finished);

@@ -240,7 +240,8 @@ bool WebEngine::FetchElsewhere(const std::vector<Range>& wrong) {
 // note then. The run may be over.
 Task<bool> WebEngine::TakeMetalink(Run run) {
   const auto hold = Hold();
-  if (!services_->metalinkArrived || !(isMetalink_ || NamesMetalink(Record().URL))) co_return false;
+  if (!services_->metalinkArrived || entry_.ofMetalink) co_return false;
+  if (!isMetalink_ && !NamesMetalink(Record().URL)) co_return false;
   if (facts_.total > static_cast<std::int64_t>(kLongestMetalink)) co_return false;
   const auto read = std::make_shared<std::optional<std::vector<MetalinkFile>>>();
   try {

@@ -301,6 +301,7 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   entry.speedLimit = add.speedLimit;
   entry.startAt = add.startAt;
   entry.quiet = add.quiet;
+  entry.ofMetalink = add.ofMetalink;
   if (add.selection) RememberSelection(program, services, index, add, entry);
   services.handOvers.Keep(entry.key, handOver);
   services.listed.insert(entry.key);

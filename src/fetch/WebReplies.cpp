@@ -380,7 +380,7 @@ void WebEngine::LeavePart() {
     std::swap(useless, entry_.oldPart);
   }
   DropPart();
-  DeletePartFile(program_.platform, uselessPath, useless);
+  services_->journal.Discard(uselessPath, useless);
   WriteJournal(JournalStateNow());
 }
 

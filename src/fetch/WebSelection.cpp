@@ -562,7 +562,7 @@ Task<> WebEngine::SelectionIsUnpacked(Run run) {
   co_await program_.platform.tasks.UntilEvent(std::move(over));
   if (!StillCurrent() || run != run_) co_return;
   part_.reset();
-  DeletePartFile(program_.platform, entry_.partPath, entry_.part);
+  services_->journal.Discard(entry_.partPath, entry_.part);
   entry_.path = extraction_->Chosen().folder;
   outputs_.reset();
   Finished();

@@ -59,6 +59,7 @@ std::vector<ListedAdd> ListedAddsOf(const Program& program, const MetalinkFiles&
     add.request.url = std::move(file.url);
     add.request.name = std::move(file.name);
     add.request.web = std::move(file.add);
+    add.request.web.ofMetalink = true;
     add.size = add.request.web.size;
     Inherit(metalink.add, add.request);
     if (!metalink.url.empty() && !MayHaveSecretsOf(metalink.url, add.request.url)) DropSecrets(add.request);

@@ -249,8 +249,10 @@ class SimWindows final : public WindowSystem {
   std::unique_ptr<WindowView> NewView(Window& window) override;
   ScreenSize Screen() const override { return screen; }
   void PopUp(const std::vector<Menu*>& entries, const Menu& standard) override;
+  void FollowScript(const std::string& word) override { script = word; }
 
   ScreenSize screen{1280, 1024};
+  std::string script;            // the word that windows are laid out for
   std::vector<SimPopup> popups;  // all that were opened, in order
 
   // The loaded windows, oldest first.

@@ -182,6 +182,53 @@ TEST(WebLeftovers, BegunAnewTwiceLeavesNoPartFile) {
   EXPECT_EQ(run.rig.InFolder(), std::vector<std::string>{"a.bin"});
 }
 
+void FailToDeletePart(Session& run) {
+  run.rig.sim.disk().FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Delete && path == kPart; });
+}
+
+void ExpectPartGoneAtTheNextStart(Session& run) {
+  run.rig.sim.RunFor(10'000);
+  ASSERT_TRUE(run.rig.sim.disk().Has(kPart));
+
+  Session next(run.rig.sim.disk().TakeState());
+  next.rig.Load();
+  next.rig.sim.RunFor(10'000);
+  EXPECT_FALSE(next.rig.sim.disk().Has(kPart));
+
+  Session last(next.rig.sim.disk().TakeState());
+  last.rig.Load();
+  EXPECT_FALSE(last.JournalHas("state=gone"));
+}
+
+TEST(WebLeftovers, PartFileOfAChangedFileThatIsNotDeletedGoesAtTheNextStart) {
+  Session first({}, {});
+  first.Serve(1, 8'000'000);
+  const SimContent now = SimContent::Generated(8'000'000, 2);
+  first.origin.OnRequest(1, {.cutBody = 30'000});
+  first.origin.ChangeAfter(1, "/a.bin", now, {{.etag = "\"2\""}});
+  FailToDeletePart(first);
+  first.rig.Start(kUrl);
+  ASSERT_TRUE(first.rig.RunUntilFinished()) << first.rig.Web().reason;
+  EXPECT_TRUE(first.rig.sim.disk().Holds(first.rig.Record().SavePath, now));
+  ExpectPartGoneAtTheNextStart(first);
+}
+
+TEST(WebLeftovers, FormerPartFileThatIsNotDeletedGoesAtTheNextStart) {
+  Session first;
+  first.Serve(1, 3'000'000);
+  FailToDeletePart(first);
+  first.rig.Start(kUrl);
+  ASSERT_TRUE(first.rig.RunUntilReceived(1'000'000));
+  first.rig.Pause();
+  first.Serve(2, 3'000'000);
+  first.rig.Resume();
+  ASSERT_TRUE(first.rig.RunUntilAsked());
+  first.rig.Answer(true);
+  ASSERT_TRUE(first.rig.RunUntilFinished());
+  ExpectPartGoneAtTheNextStart(first);
+}
+
 TEST(WebLeftovers, KillBetweenTheNameAndTheOldPartFileLeavesNoPartFile) {
   Session first;
   first.Serve(1, 3'000'000);

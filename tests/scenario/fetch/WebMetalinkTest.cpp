@@ -3,6 +3,7 @@
 
 #include "SimDigests.h"
 #include "WebApp.h"
+#include "core/ListFile.h"
 #include "core/Metalink.h"
 #include "core/SpeedLimits.h"
 #include "core/WebTexts.h"
@@ -188,6 +189,29 @@ TEST_F(WebMetalink, OneThatNamesItselfIsAFileLikeAnyOther) {
   ASSERT_TRUE(RunUntilFinished());
   EXPECT_TRUE(sim.disk().Has(Folder() + "/files.meta4"));
   EXPECT_EQ(origin.Requests().size(), 1U);
+}
+
+// Even a server that makes up a new one for each request comes to an end.
+TEST_F(WebMetalink, OneThatAnotherNamesIsAFileLikeAnyOther) {
+  const std::string second = Document("<file name=\"c.meta4\"><url>" + std::string(kUrl) + "</url></file>");
+  origin.File("/files.meta4", Document("<file name=\"b.meta4\"><url>https://o.example/b.meta4</url></file>"));
+  origin.File("/b.meta4", second, "application/metalink4+xml");
+  Add(kUrl);
+  ASSERT_TRUE(sim.RunUntil([&] { return sim.disk().Has(Folder() + "/b.meta4"); }, 600'000));
+  sim.RunFor(20'000);
+  EXPECT_TRUE(sim.disk().Holds(Folder() + "/b.meta4", SimContent(second)));
+  EXPECT_EQ(origin.Requests().size(), 2U);
+  EXPECT_EQ(Listed(), 1);
+}
+
+TEST_F(WebMetalink, OneThatAnotherNamesStaysAFileOverARestart) {
+  origin.File("/files.meta4", Document("<file name=\"b.meta4\"><url>https://m.example/b.meta4</url></file>"));
+  mirror.Always({.thinkTime = 60'000});
+  Add(kUrl);
+  ASSERT_TRUE(sim.RunUntil([&] { return Record(1).URL == "https://m.example/b.meta4"; }, 600'000));
+  sim.RunFor(5000);
+  const std::string journal = sim.disk().Get(JournalPath(program()));
+  EXPECT_NE(journal.find(" ofmetalink=1"), std::string::npos) << journal;
 }
 
 class WebLocalMetalink : public WebMetalink {

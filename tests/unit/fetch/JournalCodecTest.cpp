@@ -33,6 +33,7 @@ JournalEntry Full() {
   entry.held = IntervalSet({{0, 4294967296}, {8589934000, 8589934592}});
   entry.hadCookies = true;
   entry.quiet = true;
+  entry.ofMetalink = true;
   entry.renamed = FileState{{2049, 12345678901}, 8589934592, 1700000000123456789};
   entry.replaces = FileState{{2049, 5}, 3, 4};
   entry.oldPartPath = "/home/old.part";

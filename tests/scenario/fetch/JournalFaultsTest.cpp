@@ -1,0 +1,90 @@
+// What the journal's file holds after disk faults.
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "SimPlatform.h"
+#include "fetch/Journal.h"
+
+namespace pellora {
+namespace {
+
+constexpr const char* kJournal = "/prog/Pellora.fetch";
+constexpr const char* kPart = "/home/u/dl/a.bin.part";
+
+JournalEntry EntryOf(const std::string& name, std::uint64_t id) {
+  JournalEntry entry;
+  entry.key.url = "https://o.example/" + name;
+  entry.id = id;
+  entry.state = JournalState::Paused;
+  return entry;
+}
+
+class JournalFaults : public testing::Test {
+ protected:
+  JournalFaults() { sim.disk().Put(kJournal, JournalLine(EntryOf("a.bin", 1))); }
+
+  void FailOnce(DiskCall failing) {
+    sim.disk().FailWhere(
+        [failing](DiskCall call, const std::string& path) { return call == failing && path == kJournal; });
+  }
+  std::map<std::string, JournalState> Written() {
+    std::map<std::string, JournalState> states;
+    for (const JournalEntry& entry : ReadJournal(sim.disk().Get(kJournal)).entries) states[entry.key.url] = entry.state;
+    return states;
+  }
+
+  SimPlatform sim{{.web = true}};
+  Journal journal{sim.platform(), kJournal};
+};
+
+TEST_F(JournalFaults, LengthThatCannotBeReadCostsOneLine) {
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Length);
+  sim.Do([&] {
+    journal.Put(EntryOf("b.bin", 2));
+    journal.Put(EntryOf("c.bin", 3));
+  });
+  sim.RunFor(1000);
+  EXPECT_TRUE(Written().contains("https://o.example/a.bin"));
+  EXPECT_TRUE(Written().contains("https://o.example/c.bin"));
+}
+
+TEST_F(JournalFaults, TornEndIsCutBeforeTheNextLine) {
+  sim.disk().Put(kJournal, JournalLine(EntryOf("a.bin", 1)) + "12345678 url=https");
+  FailOnce(DiskCall::Replace);
+  sim.Do([&] { journal.Open(); });
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
+  sim.RunFor(1000);
+  EXPECT_EQ(ReadJournal(sim.disk().Get(kJournal)).badLines, 0U);
+  EXPECT_EQ(Written().size(), 2U);
+}
+
+TEST_F(JournalFaults, TornEndIsCutEvenIfTheFileDoesNotOpenAtFirst) {
+  sim.disk().Put(kJournal, JournalLine(EntryOf("a.bin", 1)) + "12345678 url=https");
+  sim.disk().FailWhere(
+      [](DiskCall call, const std::string&) { return call == DiskCall::Replace || call == DiskCall::OpenJournal; }, 1,
+      true);
+  sim.Do([&] { journal.Open(); });
+  sim.disk().NoFaults();
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
+  sim.RunFor(1000);
+  EXPECT_EQ(ReadJournal(sim.disk().Get(kJournal)).badLines, 0U);
+  EXPECT_EQ(Written().size(), 2U);
+}
+
+TEST_F(JournalFaults, RewrittenOneStillNamesThePartFilesToBeDeleted) {
+  JournalEntry entry = EntryOf("a.bin", 1);
+  entry.partPath = kPart;
+  sim.disk().Put(kJournal, JournalLine(entry));
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Write);
+  sim.Do([&] { journal.Remove(entry.key); });
+  sim.RunFor(1000);
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
+  sim.RunFor(1000);
+  EXPECT_EQ(Written()["https://o.example/a.bin"], JournalState::Gone);
+}
+
+}  // namespace
+}  // namespace pellora
