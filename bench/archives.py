@@ -7,7 +7,6 @@ speed is a relay that all connections share, and it counts what it carries, TLS 
 import os
 import random
 import shutil
-import socket
 import statistics
 import subprocess
 import tempfile
@@ -17,6 +16,7 @@ import zipfile
 
 import harness
 import webservers
+from lines import Line
 
 MIB = 1 << 20
 LINE = 20 * MIB  # bytes a second
@@ -24,58 +24,6 @@ CLOCK_TICK = os.sysconf("SC_CLK_TCK")
 MOMENT = (2024, 2, 29, 12, 34, 56)
 POOL = random.Random(16).randbytes(4 * MIB)  # what is in the archives cannot be packed
 VIEWER = "OnLine-Zip Viewer & Extractor"
-
-
-class Line:
-    """A relay on loopback to a port, with so many bytes a second (0: any) to the client over all connections."""
-
-    def __init__(self, port, rate=0):
-        self.to, self.rate = port, rate
-        self.carried = 0  # bytes to the client
-        self.free_at = 0.0
-        self.lock = threading.Lock()
-        self.listener = socket.create_server(("127.0.0.1", 0))
-        self.port = self.listener.getsockname()[1]
-        threading.Thread(target=self.accept, daemon=True).start()
-
-    def accept(self):
-        while True:
-            try:
-                client, _ = self.listener.accept()
-            except OSError:
-                return
-            server = socket.create_connection(("127.0.0.1", self.to))
-            for each in client, server:
-                each.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-            for source, sink, down in (client, server, False), (server, client, True):
-                threading.Thread(target=self.carry, args=(source, sink, down), daemon=True).start()
-
-    def wait(self, length):
-        with self.lock:
-            self.carried += length
-            if not self.rate:
-                return
-            self.free_at = max(self.free_at, time.monotonic()) + length / self.rate
-            left = self.free_at - time.monotonic()
-        if left > 0.001:
-            time.sleep(left)
-
-    def carry(self, source, sink, down):
-        try:
-            while data := source.recv(16 << 10):
-                if down:
-                    self.wait(len(data))
-                sink.sendall(data)
-        except OSError:
-            pass
-        for each in source, sink:
-            try:
-                each.shutdown(socket.SHUT_RDWR)
-            except OSError:
-                pass
-
-    def close(self):
-        self.listener.close()
 
 
 class Server(webservers.TlsNginx):
