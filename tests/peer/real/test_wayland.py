@@ -1,21 +1,57 @@
-"""The program on Wayland. The compositor's window is on the virtual display. It takes no clicks or keys from the tests:
-what they would do is tested on X."""
+"""The program on Wayland: with a mouse and a keyboard under sway, which draws the windows' frames, and under weston, where
+the program draws them. No session may leave a warning in its log."""
 
+import configparser
+import itertools
 import os
 import re
 import subprocess
+import time
 import unittest
+import urllib.parse
 
 import harness
 import screen
 import test_tray
+import wayland
 from case import Case
 
 QUESTION = "Pellora Question ! Clipboard hook"
+DIALOG = "Enter the URL of the file to download"
+FIELD = DIALOG
+BASKET = "Form4"
+OPTIONS = "Pellora !   Options"
+TOOLS = os.path.join(os.path.dirname(harness.PROGRAM), "tests/peer/tools")
+# What the bus and the service of assistive technology write.
+OTHERS = re.compile(r"dbus-daemon\[|SpiRegistry daemon ")
 
 
-class Compositor:
-    """Weston in a window of the stage's display, with a shell that lets every main window fill it."""
+class Screen(screen.Screen):
+    """A program on Wayland does not know where its windows are, so what it says is counted from each window's corner."""
+
+    def __init__(self, session, desktop):
+        super().__init__(session)
+        self.desktop = desktop
+
+    @property
+    def x(self):
+        return self.desktop.seat
+
+    def point(self, role, name, window):
+        """The middle of an element on the screen."""
+        x, y = self.steady(role, name, window).middle
+        left, top, _, _ = self.desktop.content(window)
+        own = self.elements(window)[0]
+        return left + x - own.left, top + y - own.top
+
+    def click(self, role, name, window="", button=1, repeat=1):
+        self.desktop.focus(window)
+        self.x.click(*self.point(role, name, window), button, repeat)
+
+
+class Weston:
+    """Weston in a window of the stage's display, with a shell that lets every main window fill it. It takes no clicks or
+    keys from the tests."""
 
     SIZE = 1000, 700
 
@@ -24,9 +60,9 @@ class Compositor:
         socket = "pellora-test"
         runtime = session.env["XDG_RUNTIME_DIR"]
         self.process = subprocess.Popen(
-            ["weston", "--backend=x11-backend.so", "--use-pixman", "--shell=kiosk-shell.so", "--no-config",
-             "--idle-time=0", "--width=%d" % self.SIZE[0], "--height=%d" % self.SIZE[1], "--socket=" + socket,
-             "--log=" + self.log],
+            ["setpriv", "--pdeathsig", "TERM", "weston", "--backend=x11-backend.so", "--use-pixman",
+             "--shell=kiosk-shell.so", "--no-config", "--idle-time=0", "--width=%d" % self.SIZE[0],
+             "--height=%d" % self.SIZE[1], "--socket=" + socket, "--log=" + self.log],
             env=dict(session.stage.env, XDG_RUNTIME_DIR=runtime), stdin=subprocess.DEVNULL, stdout=session.log,
             stderr=session.log)
         session.stage.processes.append(self.process)  # ended with the display at the latest, without which it would spin
@@ -50,16 +86,8 @@ class Compositor:
         harness.end_process(self.process)
 
 
-class Wayland(Case):
+class OwnFrames(Case):
     settings = {"MaxSegments": 4}
-
-    def start(self):
-        self.compositor = Compositor(self.session)
-        self.addCleanup(self.compositor.close)
-        self.screen = screen.Screen(self.session)
-        self.addCleanup(self.screen.close)
-        self.session.start()
-        self.screen.wait("menu bar", "", harness.MAIN)
 
     def pixels(self):
         """How many colours the compositor shows."""
@@ -71,12 +99,155 @@ class Wayland(Case):
                                   stdin=subprocess.DEVNULL, capture_output=True, text=True, check=True).stdout)
 
     def test_main_window_is_drawn_by_the_compositor(self):
-        self.start()
+        self.compositor = Weston(self.session)
+        self.addCleanup(self.compositor.close)
+        self.start_with_screen()
         self.session.save_screenshot("wayland")
         self.assertEqual(self.session.own_windows(), [])
         harness.wait_until(lambda: self.pixels() > 50, 20, "the window's colours")
 
-    def test_copied_address_is_asked_about(self):
+
+class Wayland(Case):
+    settings = {"MaxSegments": 4}
+
+    def setUp(self):
+        super().setUp()
+        self.desktop = wayland.Desktop(self.session)
+        self.addCleanup(self.desktop.close)
+
+    @property
+    def x(self):
+        return self.desktop.seat
+
+    def start(self):
+        self.screen = Screen(self.session, self.desktop)
+        self.addCleanup(self.screen.close)
+        self.session.start()
+        self.screen.wait("menu bar", "", harness.MAIN)
+        self.desktop.wait(harness.MAIN)
+
+    def stop(self):
+        super().stop()
+        lines = self.session.read_log().splitlines()
+        self.assertEqual([line for line in lines if line and not OTHERS.match(line)], [])
+
+    def helper(self, tool, title, *arguments, output=subprocess.PIPE):
+        """Another program with a window of that title in a corner of the screen."""
+        process = subprocess.Popen([os.path.join(TOOLS, tool), *arguments], env=self.session.env,
+                                   stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL)
+        if output == subprocess.PIPE:
+            self.addCleanup(process.stdout.close)
+        self.addCleanup(harness.end_process, process)
+        self.desktop.put(title, 20, 20)
+        return process
+
+    def drag(self, source, start, end):
+        """Drags until the source has had its drop taken."""
+        for _ in range(5):
+            self.drag_over(start, end)
+            if source.stdout.readline().decode().strip() == "1":
+                return
+        self.fail("no drop was taken")
+
+    # Clicks and keys.
+
+    def open_dialog(self, act):
+        """Retries `act`: a window that opens at the same moment takes the keyboard."""
+        def try_again():
+            self.desktop.focus(harness.MAIN)
+            act()
+        harness.act_until(lambda: self.desktop.has_focus(DIALOG), try_again, "the dialog")
+        self.screen.wait("text", FIELD, DIALOG, "FOCUSED")
+
+    def test_dialogs_answer_clicks_and_keys(self):
+        self.start()
+        for name in ("clicked", "typed"):
+            url = self.serve("/%s.bin" % name)
+            if name == "clicked":
+                self.open_dialog(lambda: self.screen.click("push button", "Add URL", harness.MAIN))
+            else:
+                self.open_dialog(lambda: self.x.keys("alt+f", "a"))
+            self.x.keys("ctrl+a")
+            self.x.type(url)
+            harness.wait_until(lambda: self.screen.wait("text", FIELD, DIALOG).text == url, 20, "the typed address")
+            self.desktop.save_screenshot("wayland-add-" + name)
+            if name == "clicked":
+                self.screen.click("push button", "Download Now !", DIALOG)
+            else:
+                self.x.keys("Return")
+            self.desktop.wait_gone(DIALOG)
+            self.saved(url)
+        self.stop()
+
+    def test_menus_and_dialogs_are_worked_by_mouse_and_keys(self):
+        self.start()
+        url = self.serve("/popup.bin")
+        self.fetch(url)
+        self.screen.click("table cell", "popup.bin", harness.MAIN, button=3)
+        harness.act_until(lambda: self.screen.find("table cell", "popup.bin", harness.MAIN) is None,
+                          lambda: self.x.keys("c"), "the download to be cleared")  # by the menu's second entry
+        self.screen.click("menu item", "Options", harness.MAIN)
+        self.x.click(*self.screen.point("menu item", "Preferences", harness.MAIN))
+        self.desktop.wait_focus(OPTIONS)
+        self.desktop.save_screenshot("wayland-options")
+        self.x.keys("Escape")
+        self.desktop.wait_gone(OPTIONS)
+        self.stop()
+
+    # Drags and the clipboard.
+
+    def test_a_link_is_dropped_on_the_basket_and_on_the_main_window(self):
+        self.start()
+        waiting, fetched = self.serve("/waiting.bin"), self.serve("/fetched.bin")
+        self.desktop.put(harness.MAIN, 400, 300)
+        self.desktop.focus(harness.MAIN)
+        self.x.keys("alt+o", "b")
+        self.desktop.put(BASKET, 300, 60)
+        source = self.helper("drag_source", "drag source", waiting)
+        self.drag(source, self.desktop.middle("drag source"), self.desktop.middle(BASKET))
+        self.wait_state(waiting, "waiting")
+        harness.end_process(source)
+        self.desktop.wait_gone("drag source")
+        source = self.helper("drag_source", "drag source", fetched)
+        self.drag(source, self.desktop.middle("drag source"), self.desktop.middle(harness.MAIN))
+        self.saved(fetched)
+        self.assertEqual(self.state(waiting), "waiting")
+        self.stop()
+
+    def test_the_basket_is_moved_and_has_its_menu(self):
+        self.start()
+        self.desktop.focus(harness.MAIN)
+        self.x.keys("alt+o", "b")
+        self.desktop.put(BASKET, 300, 60)
+        before = self.desktop.content(BASKET)
+        self.drag_over(self.desktop.middle(BASKET), (700, 100))
+        harness.wait_until(lambda: self.desktop.content(BASKET) != before, 20, "the move")
+        self.assertEqual(self.desktop.content(BASKET)[2:], before[2:])
+        self.slow()
+        harness.wait_until(lambda: len(self.desktop.windows()) == 3, 20, "a window that is newer than the basket")
+        left, top = self.desktop.middle(BASKET)
+        rows = itertools.cycle((80, 72, 88))  # about the last entry but one, which closes the basket
+
+        def choose():
+            self.x.click(left, top, button=3)
+            time.sleep(0.5)  # no one can see whether a menu is open
+            self.x.click(left + 40, top + next(rows))
+        harness.act_until(lambda: not self.desktop.find(BASKET), choose, "the basket to be closed", each=2)
+        self.stop()
+
+    def test_a_finished_file_is_dragged_into_another_program(self):
+        self.start()
+        saved = self.fetch(self.serve("/drag-me.bin")).saved_path
+        self.desktop.put(harness.MAIN, 400, 300)
+        target = self.helper("drop_target", "drop target")
+        self.desktop.focus(harness.MAIN)
+        self.drag_over(self.screen.point("table cell", "drag-me.bin", harness.MAIN), self.desktop.middle("drop target"))
+        link = target.stdout.readline().decode().strip()
+        self.assertEqual(urllib.parse.unquote(link), "file://" + saved)
+        self.assertEqual(target.stdout.readline().decode().strip(), "1")
+        self.stop()
+
+    def test_text_is_copied_from_and_to_other_programs(self):
         self.session.write_settings(self.session.settings_file, {"CheckClipboard": "True", "MaxSegments": "4"})
         self.start()
         url = self.serve("/copied.zip")
@@ -84,27 +255,125 @@ class Wayland(Case):
                                  stdout=self.session.log, stderr=self.session.log)
         self.addCleanup(harness.end_process, owner)
         self.screen.wait("label", url, QUESTION)
-        self.session.save_screenshot("wayland-question")
+        self.desktop.save_screenshot("wayland-question")
+        self.screen.click("push button", "No", QUESTION)
+        self.desktop.wait_gone(QUESTION)
+        self.open_dialog(lambda: self.x.keys("alt+f", "a"))
+        self.x.keys("ctrl+a", "ctrl+v")
+        harness.wait_until(lambda: self.screen.wait("text", FIELD, DIALOG).text == url, 20, "the pasted address")
+        self.x.keys("ctrl+a")
+        self.x.type("http://127.0.0.1:1/typed")
+        self.x.keys("ctrl+a", "ctrl+c")
+        self.assertEqual(owner.wait(20), 0)  # another program's text has replaced its own
+        pasted = subprocess.run(["wl-paste", "--no-newline"], env=self.session.env, stdin=subprocess.DEVNULL,
+                                capture_output=True, text=True, timeout=20, check=True)
+        self.assertEqual(pasted.stdout, "http://127.0.0.1:1/typed")
+        self.stop()
+
+    # The tray.
+
+    def start_with_host(self):
+        self.host = test_tray.Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(self.host.close)
+        self.start()
+        self.host.wait_item()
+
+    def close_main_window(self):
+        self.desktop.command("[con_id=%d] kill" % self.desktop.wait(harness.MAIN)["id"])
+        self.desktop.wait_gone(harness.MAIN)
 
     def test_tray_is_a_status_notifier_whose_menu_works(self):
-        host = test_tray.Host(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
-        self.addCleanup(host.close)
-        self.start()
-        self.assertEqual(host.captions(), test_tray.ENGLISH)
-        host.choose("&Exit")
+        self.start_with_host()
+        self.assertEqual(self.host.captions(), test_tray.ENGLISH)
+        self.close_main_window()
+        self.host.choose("&Open Pellora!")
+        self.desktop.wait_focus(harness.MAIN)
+        self.host.choose("&Exit")
         self.assertEqual(self.session.process.wait(20), 0)
 
-    def test_second_start_and_companion_reach_the_first(self):
+    def test_the_tray_icon_opens_the_window_at_one_activation(self):
+        self.start_with_host()
+        self.close_main_window()
+        self.host.ask("SecondaryActivate")
+        self.host.ask("ContextMenu")
+        self.desktop.wait("Pellora")  # a window, as nothing of the program's is there to open it at
+        harness.act_until(lambda: not self.desktop.find("Pellora"), lambda: self.x.keys("Escape"), "the end of the menu")
+        self.assertIsNone(self.desktop.find(harness.MAIN))
+        self.host.activate()
+        self.desktop.wait_focus(harness.MAIN)
+        self.stop()
+
+    # Activation.
+
+    def cover(self):
+        """Another program's window, which has the keyboard."""
+        self.helper("drag_source", "drag source", output=subprocess.DEVNULL)
+        self.desktop.focus("drag source")
+
+    def with_token(self):
+        return {**self.session.env, "XDG_ACTIVATION_TOKEN": self.x.activation_token()}
+
+    def test_the_companion_hands_the_token_of_the_users_action_to_the_program(self):
         self.start()
-        url = self.serve("/slow.bin", 60000000, rate=50000)
-        self.begin(url)
-        self.assertEqual(self.session.companion.run("open", url).returncode, 0)
-        harness.wait_until(lambda: any("slow.bin" in name for _, name in self.screen.windows()), 20, "its window")
+        self.cover()
+        opened = subprocess.run([self.session.companion.path, "open"], env=self.with_token(), stdin=subprocess.DEVNULL,
+                                capture_output=True, timeout=20, check=False)
+        self.assertEqual(opened.returncode, 0, opened.stderr)
+        self.desktop.wait_focus(harness.MAIN)
+        self.stop()
+
+    def test_a_second_start_says_so_and_raises_the_window_of_the_first(self):
+        self.start()
+        self.cover()
+        second = subprocess.Popen([os.path.join(self.session.program, "Pellora")], env=self.with_token(),
+                                  stdin=subprocess.DEVNULL, stdout=self.session.log, stderr=self.session.log)
+        self.addCleanup(harness.end_process, second)
+        box = harness.wait_until(lambda: [w for w in self.desktop.windows() if w["pid"] == second.pid], 20, "its message")
+        self.desktop.command("[con_id=%d] focus" % box[0]["id"])
+        self.x.keys("Return")
+        self.assertEqual(second.wait(20), 0)
+        self.desktop.wait_focus(harness.MAIN)
+        self.stop()
+
+    def test_a_second_start_hands_its_address_to_the_first(self):
+        self.start()
         self.session.arguments = [self.serve("/second.bin")]
         second = self.session.launch()
         self.addCleanup(harness.end_process, second)
         self.assertEqual(second.wait(20), 0)
         self.saved(self.session.arguments[0])
+        self.stop()
+
+    # What is remembered.
+
+    def remembered(self):
+        state = configparser.ConfigParser()
+        state.read(os.path.join(self.session.home, ".local/state/pellora/Windows.ini"))
+        return dict(state["Options"]) if state.has_section("Options") else {}
+
+    def test_sizes_survive_a_restart_and_positions_of_an_x_display_are_kept(self):
+        folder = os.path.join(self.session.home, ".local/state/pellora")
+        os.makedirs(folder)
+        self.session.write_settings(os.path.join(folder, "Windows.ini"), {"MainWindow.place": '"120,100,810,620"'})
+        self.start()
+        self.assertEqual(self.desktop.content(harness.MAIN)[2:], (810, 620))
+        window = self.desktop.wait(harness.MAIN)["id"]
+
+        def resize():
+            self.desktop.command("[con_id=%d] resize set 900 700" % window)
+            self.desktop.command("[con_id=%d] resize set 880 680" % window)
+        inside = "120,100,%d,%d"
+
+        def kept():
+            place = self.remembered().get("mainwindow.place", "").strip('"')
+            return place != "120,100,810,620" and place == inside % self.desktop.content(harness.MAIN)[2:]
+        harness.act_until(kept, resize, "the new size to be remembered")
+        size = self.desktop.content(harness.MAIN)[2:]
+        self.stop()
+        self.screen.close()
+        self.start()
+        self.assertEqual(self.desktop.content(harness.MAIN)[2:], size)
+        self.stop()
 
 
 if __name__ == "__main__":
