@@ -1,9 +1,12 @@
 #include "desktop/DisplayText.h"
 
+#include <QGuiApplication>
 #include <QStringDecoder>
 #include <QTextBoundaryFinder>
 #include <QTextDocument>
 #include <array>
+
+#include "desktop/Directions.h"
 
 namespace pellora {
 
@@ -60,15 +63,9 @@ QString CutMiddle(const QString& text) {
   return text.first(CutPosition(text, kMaxMessageLength - kTail)) + kEllipsis + text.sliced(TailPosition(text, kTail));
 }
 
-// Embeddings, overrides and isolates change the writing direction of the text after them.
-bool ChangesDirection(QChar character) {
-  const char16_t code = character.unicode();
-  return (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
-}
-
 QString WithoutDirectionChanges(QString text) {
   for (QChar& character : text) {
-    if (ChangesDirection(character)) character = QChar::ReplacementCharacter;
+    if (ChangesDirection(character.unicode())) character = QChar::ReplacementCharacter;
   }
   return text;
 }
@@ -99,6 +96,13 @@ QString WholeLine(const std::string& bytes) {
 QString PlainTip(const QString& text) {
   if (!Qt::mightBeRichText(text)) return text;
   return QStringLiteral("<qt>") + text.toHtmlEscaped() + QStringLiteral("</qt>");
+}
+
+QString Isolated(const QString& text) {
+  constexpr char16_t kFirstStrongIsolate = 0x2068;
+  constexpr char16_t kPopIsolate = 0x2069;
+  if (!QGuiApplication::isRightToLeft() || text.isEmpty()) return text;
+  return QChar(kFirstStrongIsolate) + text + QChar(kPopIsolate);
 }
 
 std::string ModelText(const QString& shown) { return shown.toStdString(); }

@@ -35,6 +35,10 @@ QString WholeLine(const std::string& bytes);
 // An untrusted text as a tool tip, which would otherwise interpret markup in it.
 QString PlainTip(const QString& text);
 
+// A name, address or figure for drawing in windows that are laid out from right to left: it keeps its own direction,
+// so that "/home/user" does not become "home/user/". Elsewhere the text itself.
+QString Isolated(const QString& text);
+
 // What the user typed, as the logic stores it.
 std::string ModelText(const QString& shown);
 

@@ -16,12 +16,14 @@
 #include "ports/Machine.h"
 #include "ports/Platform.h"
 #include "ui/Controls.h"
+#include "ui/Views.h"
 
 namespace pellora {
 
 namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr int kFileMenu = 786;
 constexpr int kToolTipDistance = 30;  // from a button's text number to that of its tool tip
 
 // The text of `number`, or null for a number outside the table.
@@ -62,8 +64,11 @@ void RelabelButtons(Control& control, const LangStringArray& texts) {
   std::vector<ControlPart> buttons = toolbar.Buttons;
   Relabel(buttons, texts);
   for (ControlPart& button : buttons) {
-    const std::string* const toolTip = TextAt(texts, std::int64_t{button.number} + kToolTipDistance);
-    if (button.number > 0 && toolTip != nullptr) button.toolTip = *toolTip;
+    // A button that has no caption has the number of its tool tip, as a negative one.
+    const bool onlyTip = button.number < 0 && button.caption.empty();
+    const std::int64_t tip = onlyTip ? -std::int64_t{button.number} : button.number + kToolTipDistance;
+    const std::string* const toolTip = TextAt(texts, tip);
+    if ((button.number > 0 || onlyTip) && toolTip != nullptr) button.toolTip = *toolTip;
   }
   toolbar.Buttons = std::move(buttons);
 }
@@ -119,6 +124,7 @@ void LoadLanguage(Program& program, const std::string& name) {
   FillWebTexts(program.LangStrings);
   ReadLanguage(content, program.LangStrings);
   program.languageRead = true;
+  program.platform.windows.FollowScript(program.Text(kFileMenu));
   for (const std::shared_ptr<Window>& window : program.languageWindows()) {
     ApplyLanguage(*window, program.LangStrings);
   }

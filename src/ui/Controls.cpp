@@ -13,6 +13,8 @@ namespace pellora {
 
 namespace {
 
+constexpr std::size_t kMostNoted = 64;  // beyond that drawing all rows at once is less work
+
 std::uint64_t RecordIdentity(const ListRow& row) {
   return (static_cast<std::uint64_t>(row.serial) << 16U) | static_cast<std::uint16_t>(row.record);
 }
@@ -70,7 +72,27 @@ void StatusBar::SetPanel(std::size_t panel, const std::string& text) {
 }
 
 // A row counts as the same if it shows the same record, even under another key, or if slot and key are the same.
+// If these are the same records in the same order, changes those that differ: a view need not draw the others anew.
+bool ListView::SetDifferent(std::vector<ListRow>& rows) {
+  if (source_ || sorted_ || arrangement_.Active() || rows.size() != rows_.size()) return false;
+  std::vector<std::size_t> different;
+  for (std::size_t at = 0; at < rows.size(); ++at) {
+    const ListRow& old = rows_[at];
+    if (rows[at] == old) continue;
+    const bool same = rows[at].key == old.key && rows[at].record == old.record && rows[at].serial == old.serial;
+    if (!same || different.size() == kMostNoted) return false;
+    different.push_back(at);
+  }
+  for (const std::size_t at : different) {
+    std::swap(rows_[at], rows[at]);
+    NoteChanged(at);
+  }
+  if (!different.empty()) PropertyChanged();
+  return true;
+}
+
 std::vector<ListRow> ListView::SetRows(std::vector<ListRow> rows) {
+  if (SetDifferent(rows)) return rows;
   if (source_) SetSource(nullptr);
   std::unordered_set<std::uint64_t> selectedRecords;
   std::unordered_map<std::string, std::int16_t> selectedKeys;
@@ -225,8 +247,15 @@ void ListView::SetRow(std::size_t at, ListRow row) {
   if (rows_.at(at) == row) return;
   rows_[at] = std::move(row);
   if (arrangement_.RowChanged(at)) return Rearranged();
-  changedRows_.push_back(at);
+  NoteChanged(at);
   PropertyChanged();
+}
+
+// There may be no view that looks.
+void ListView::NoteChanged(std::size_t at) {
+  if (changedRows_.size() < kMostNoted) return changedRows_.push_back(at);
+  changedRows_.clear();
+  ++rowsVersion_;
 }
 
 void ListView::ArrangeBy(std::optional<ColumnOrder> order) {

@@ -282,8 +282,8 @@ class ListView : public Control {
   // Numbers of the selected rows, ascending.
   const std::vector<std::size_t>& Selection() const { return selection_; }
   void Select(std::vector<std::size_t> rows);
-  // RowsVersion rises when the rows are replaced, sorted or shown otherwise; ChangedRows has the numbers of single
-  // changed rows.
+  // RowsVersion rises when the rows are replaced by others, sorted or shown otherwise; ChangedRows has the numbers of
+  // single changed rows, also of those that SetRows has found to differ.
   std::uint64_t RowsVersion() const { return rowsVersion_; }
   const std::vector<std::size_t>& ChangedRows() const { return changedRows_; }
   void ChangesSeen() { changedRows_.clear(); }
@@ -337,6 +337,8 @@ class ListView : public Control {
   void SortByFigures(std::vector<std::uint32_t>& order) const;
   void SortByTexts(std::vector<std::uint32_t>& order) const;
   void PutInOrder(const std::vector<std::uint32_t>& order);
+  bool SetDifferent(std::vector<ListRow>& rows);
+  void NoteChanged(std::size_t at);
   void Rearranged();
 
   struct MadeRow {

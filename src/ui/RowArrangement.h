@@ -35,6 +35,7 @@ class RowArrangement {
   void OrderBy(std::optional<ColumnOrder> order);  // none: the rows' own order
   void ShowOnly(Matches matches);                  // empty: all rows
   const std::optional<ColumnOrder>& Order() const { return order_; }
+  bool Active() const { return order_.has_value() || matches_ != nullptr; }
 
   // The rows were replaced.
   void Rebuild();
@@ -47,7 +48,6 @@ class RowArrangement {
   bool Shows(std::size_t row) const { return PlaceOf(row).has_value(); }
 
  private:
-  bool Active() const { return order_.has_value() || matches_ != nullptr; }
   double Figure(std::size_t row) const;
   bool Before(std::uint32_t a, std::uint32_t b) const;
   void NumberPlaces();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace pellora {
@@ -38,6 +39,8 @@ class WindowSystem {
   // Opens a menu at the mouse pointer with the entries that are visible, as they are now; a caption "-" is a separator.
   // Choosing an entry clicks it. `standard` is shown as the default entry.
   virtual void PopUp(const std::vector<Menu*>& entries, const Menu& standard) = 0;
+  // Lays windows out from the side where this text, a word of the user's language, begins.
+  virtual void FollowScript(const std::string& word) = 0;
 };
 
 }  // namespace pellora

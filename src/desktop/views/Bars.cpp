@@ -61,8 +61,8 @@ class ToolbarBinding : public Binding {
 
   void Label(QAction& action, const ControlPart& part) const {
     const QString caption = DisplayLine(part.caption).trimmed();
-    const QString name = caption.isEmpty() ? DisplayLine(part.key) : caption;
     const QString tip = DisplayLine(part.toolTip);
+    const QString name = !caption.isEmpty() ? caption : tip.isEmpty() ? DisplayLine(part.key) : tip;
     // The overflow menu shows the name, the button the caption. A blank keeps the icon of a button without a caption in
     // line with the others.
     action.setText(name);

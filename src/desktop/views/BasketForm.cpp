@@ -4,12 +4,14 @@
 #include <QDropEvent>
 #include <QGuiApplication>
 #include <QMouseEvent>
+#include <QPointer>
 #include <QScreen>
 #include <QWindow>
 #include <cmath>
 
 #include "capture/DownloadBasket.h"
 #include "desktop/views/DraggedData.h"
+#include "desktop/views/WindowPlace.h"
 
 namespace pellora {
 
@@ -28,6 +30,8 @@ int ButtonNumber(Qt::MouseButton button) {
   }
 }
 
+QPointer<BasketForm> clicked;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): there is one mouse
+
 QPoint ScreenOrigin() {
   const QScreen* const screen = QGuiApplication::primaryScreen();
   return screen == nullptr ? QPoint() : screen->geometry().topLeft();
@@ -37,7 +41,7 @@ QPoint ScreenOrigin() {
 
 BasketForm::BasketForm(QWidget* parent)
     : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus),
-      placedByDesktop_(QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+      placedByDesktop_(DesktopPlacesWindows()) {
   setAttribute(Qt::WA_ShowWithoutActivating);
 }
 
@@ -84,8 +88,12 @@ void BasketForm::mouseMoveEvent(QMouseEvent* event) {
 void BasketForm::mouseReleaseEvent(QMouseEvent* event) {
   if (basket_ == nullptr) return;
   const QPointF at = PlaceInWindow(*event);
+  clicked = this;
   basket_->MouseUp(ButtonNumber(event->button()), static_cast<float>(at.x()), static_cast<float>(at.y()));
+  clicked = nullptr;
 }
+
+BasketForm* BasketForm::Clicked() { return clicked; }
 
 // Accepts every drag; dragMoveEvent and dropEvent decide what is taken.
 void BasketForm::dragEnterEvent(QDragEnterEvent* event) {

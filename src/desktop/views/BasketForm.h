@@ -19,6 +19,10 @@ class BasketForm : public QWidget, public WindowFollower {
   explicit BasketForm(QWidget* parent = nullptr);
 
   void Follow(Window& window) override;
+
+  // The basket while it reports that a button was released, for the menu that this opens; else null. Neither positions
+  // on the screen nor the widgets under the mouse tell it on Wayland.
+  static BasketForm* Clicked();
   void LetGo() override { basket_ = nullptr; }
 
  protected:

@@ -56,7 +56,7 @@ class WidgetBinding : public Binding {
     if (widget_.isHidden() == control_.Visible()) widget_.setVisible(control_.Visible);
     if (widget_.isEnabledTo(widget_.parentWidget()) != control_.Enabled()) widget_.setEnabled(control_.Enabled);
     const QString text = DisplayText(control_.ToolTipText);
-    const QString tip = text.isEmpty() ? formToolTip_ : PlainTip(text);
+    const QString tip = text.isEmpty() ? FormToolTip() : PlainTip(text);
     if (widget_.toolTip() != tip) widget_.setToolTip(tip);
   }
 
@@ -66,6 +66,12 @@ class WidgetBinding : public Binding {
   BindingContext& context_;
 
  private:
+  // A widget that is named by others has its name as tip.
+  QString FormToolTip() const {
+    const bool named = !formToolTip_.isEmpty() && widget_.property("namedBy").isValid();
+    return named ? PlainTip(widget_.accessibleName()) : formToolTip_;
+  }
+
   QString formToolTip_;
 };
 
@@ -107,15 +113,6 @@ class LinkKeys : public QObject {
  private:
   LinkLabel& control_;
 };
-
-// The theme's link colour, or a stronger one. Themes that do not set it leave dark blue on a dark window.
-QColor LinkColour(const QPalette& palette, bool highlighted) {
-  const bool dark = palette.color(QPalette::Window).lightness() < palette.color(QPalette::WindowText).lightness();
-  QColor colour = palette.color(QPalette::Link);
-  if (dark && colour.lightness() < 150) colour = QColor(0x7a, 0xb4, 0xff);
-  if (!highlighted) return colour;
-  return dark ? colour.lighter(125) : colour.darker(200);
-}
 
 class LinkBinding : public LabelBinding {
  public:
@@ -329,12 +326,16 @@ class ProgressBinding : public WidgetBinding<ProgressBar, QProgressBar> {
     if (widget_.maximum() != full) widget_.setMaximum(full);
     const double percent = std::isfinite(control_.Value()) ? std::clamp(control_.Value(), 0.0, 100.0) : 0.0;
     const auto tenths = static_cast<int>(std::floor(percent * 10));
-    if (widget_.value() != tenths) widget_.setValue(tenths);
     // Formatted like captions, so that the window never shows two different figures.
     const std::string point = QLocale::system().decimalPoint().toStdString();
     QString text = QString::fromStdString(FormatPercent(percent, point)) + QStringLiteral("%");
     if (control_.Value() < 0) text.clear();
-    if (widget_.format() != text) widget_.setFormat(text);
+    if (widget_.value() == tenths && widget_.format() == text) return;
+    // A bar of Qt's draws itself at once when it gets a value, and again for the text.
+    widget_.setUpdatesEnabled(false);
+    widget_.setValue(tenths);
+    widget_.setFormat(text);
+    widget_.setUpdatesEnabled(true);
   }
 
  private:

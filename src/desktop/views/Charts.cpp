@@ -1,10 +1,12 @@
 #include "desktop/views/Charts.h"
 
+#include <QBrush>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPalette>
 #include <algorithm>
 
+#include "desktop/DisplayText.h"
 #include "desktop/views/Widgets.h"
 
 namespace pellora {
@@ -27,7 +29,7 @@ QPainterPath DrawGround(QPainter& painter, const QWidget& widget) {
   QPainterPath outline;
   outline.addRoundedRect(QRectF(widget.rect()).adjusted(0.5, 0.5, -0.5, -0.5), kCorner, kCorner);
   painter.setPen(QPen(Faded(text, 0.25F), 1));
-  painter.setBrush(Faded(text, 0.05F));
+  painter.setBrush(GrooveColour(widget.palette()));
   painter.drawPath(outline);
   return outline;
 }
@@ -81,11 +83,11 @@ void SpeedGraph::paintEvent(QPaintEvent*) {
     area.closeSubpath();
     const QColor colour = Softened(kHeldColour, palette());
     painter.fillPath(area, Faded(colour, 0.3F));
-    painter.strokePath(line, QPen(colour, 1.5));
+    painter.strokePath(line, QPen(colour, 2));
     painter.restore();
   }
   painter.setPen(Faded(palette().color(QPalette::WindowText), 0.75F));
-  painter.drawText(rect().adjusted(6, 2, -6, -2), Qt::AlignTop | Qt::AlignLeading, most_);
+  painter.drawText(rect().adjusted(6, 2, -6, -2), Qt::AlignTop | Qt::AlignLeading, Isolated(most_));
 }
 
 FileMapBar::FileMapBar(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed); }
@@ -104,12 +106,15 @@ void FileMapBar::paintEvent(QPaintEvent*) {
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setClipPath(DrawGround(painter, *this));
   Mirror(painter, *this);
-  const auto fill = [&](const MapSpan& span, const QColor& colour) {
+  const auto fill = [&](const MapSpan& span, const QBrush& brush) {
     const double begin = span.begin * width();
-    painter.fillRect(QRectF(begin, 1, std::max(1.0, (span.end - span.begin) * width()), height() - 2), colour);
+    painter.fillRect(QRectF(begin, 1, std::max(1.0, (span.end - span.begin) * width()), height() - 2), brush);
   };
   const QColor next = Softened(kNextColour, palette());
-  for (const MapSpan& span : awaited_) fill(span, Faded(next, 0.35F));
+  for (const MapSpan& span : awaited_) {
+    fill(span, Faded(next, 0.25F));
+    fill(span, QBrush(next, Qt::BDiagPattern));
+  }
   for (const MapSpan& span : held_) fill(span, Softened(kHeldColour, palette()));
   // Where the connections are.
   for (const MapSpan& span : awaited_) fill({span.begin, span.begin + 2.0 / std::max(1, width())}, next);

@@ -29,7 +29,7 @@ class SpeedGraph : public QWidget {
   QString most_;
 };
 
-// A file from its first byte to its last: what is held, and in a quieter colour what connections are fetching.
+// A file from its first byte to its last: what is held, and hatched what connections are fetching.
 class FileMapBar : public QWidget {
   Q_OBJECT
 

@@ -1,16 +1,20 @@
 #include "desktop/views/FormHost.h"
 
+#include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QDialog>
 #include <QDropEvent>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QLayout>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QScreen>
 #include <QSplitter>
+#include <QTabBar>
+#include <QToolBar>
 #include <QUrl>
 #include <QWidget>
 #include <QWindow>
@@ -42,12 +46,25 @@ QString LastPathPart(const std::string& text) {
   return path.mid(path.lastIndexOf(u'/') + 1);
 }
 
+// The words that a widget shows, for the name of another one.
+QString WordsOf(const QWidget& widget, int tab) {
+  if (const auto* label = qobject_cast<const QLabel*>(&widget)) return label->text();
+  if (const auto* button = qobject_cast<const QAbstractButton*>(&widget)) return button->text().remove(u'&');
+  if (const auto* tabs = qobject_cast<const QTabBar*>(&widget)) return tabs->tabText(tab);
+  return widget.windowTitle();
+}
+
 }  // namespace
 
-FormHost::FormHost(Window& window, EventGate& gate, ViewMemory* memory)
+FormHost::FormHost(Window& window, EventGate& gate, ViewMemory* memory, std::chrono::milliseconds pace)
     : window_(&window),
       receiver_(std::make_unique<QObject>()),
-      context_{gate, receiver_.get(), false, [this] { ApplyChanges(); }, memory} {}
+      context_{gate, receiver_.get(), false, [this] { ApplyChanges(); }, memory},
+      pace_(pace) {
+  paced_.setSingleShot(true);
+  paced_.setTimerType(Qt::PreciseTimer);
+  QObject::connect(&paced_, &QTimer::timeout, this, &FormHost::Flush);
+}
 
 FormHost::~FormHost() = default;
 
@@ -74,7 +91,14 @@ void FormHost::Changed(const Control* control) {
   } else {
     dirty_.insert(control);
   }
-  Schedule();
+  ScheduleAtPace();
+}
+
+void FormHost::ScheduleAtPace() {
+  if (scheduled_ || paced_.isActive()) return;
+  const auto since = applied_.isValid() ? std::chrono::milliseconds(applied_.elapsed()) : pace_;
+  if (since >= pace_) return Schedule();
+  paced_.start(pace_ - since);
 }
 
 void FormHost::Schedule() {
@@ -128,6 +152,7 @@ void FormHost::Build() {
       fileIcons_.push_back({icon, label, {}});
     }
   }
+  FindNames();
   const QString fold = root_->property("foldWidget").toString();
   if (!fold.isEmpty()) fold_ = root_->findChild<QWidget*>(fold);
   follower_ = dynamic_cast<WindowFollower*>(root_);
@@ -137,6 +162,34 @@ void FormHost::Build() {
     RememberSplitters();
   }
   windowDirty_ = true;
+}
+
+void FormHost::FindNames() {
+  QList<QWidget*> widgets = root_->findChildren<QWidget*>();
+  widgets.append(root_);
+  for (QWidget* const widget : widgets) {
+    NamedWidget named{widget, {}};
+    for (const QString& name : widget->property("namedBy").toString().split(u' ', Qt::SkipEmptyParts)) {
+      const QString object = name.section(u':', 0, 0);
+      QWidget* const source = object == root_->objectName() ? root_ : root_->findChild<QWidget*>(object);
+      if (source != nullptr) named.sources.emplace_back(source, name.section(u':', 1).toInt());
+    }
+    if (!named.sources.empty()) named_.push_back(std::move(named));
+  }
+}
+
+// A language without one of the words leaves the form's name.
+void FormHost::NameWidgets() {
+  for (const NamedWidget& named : named_) {
+    QStringList words;
+    for (const auto& [source, tab] : named.sources) {
+      if (const QString text = WordsOf(*source, tab); !text.isEmpty()) words.append(text);
+    }
+    const QString name = words.join(u' ');
+    if (name.isEmpty() || named.widget->accessibleName() == name) continue;
+    named.widget->setAccessibleName(name);
+    if (!named.widget->toolTip().isEmpty()) named.widget->setToolTip(PlainTip(name));
+  }
 }
 
 void FormHost::RememberSplitters() {
@@ -162,17 +215,22 @@ void FormHost::WatchWidget(QWidget& widget, Control& control) {
 
 void FormHost::Flush() {
   scheduled_ = false;
+  paced_.stop();
   if (window_ == nullptr) return;
   if (root_ == nullptr) {
     if (wantShown_ != true) return;
     Build();
     if (root_ == nullptr) return;
   }
+  if (!dirty_.empty() || windowDirty_) applied_.start();
   ApplyChanges();
   // From here on the form's events may come, and unload the window.
   if (std::exchange(windowDirty_, false)) ApplyWindow();
   if (window_ == nullptr) return;
-  if (place_ && !std::exchange(placed_, true)) place_->Restore();
+  if (!std::exchange(placed_, true)) {
+    MakeRoomForTools();
+    if (place_) place_->Restore();
+  }
   if (window_ == nullptr) return;
   if (std::exchange(fitPending_, false) && !sizedByUser_) {
     fitting_ = true;
@@ -213,6 +271,7 @@ void FormHost::ApplyChanges() {
       if (at != bindings_.end()) at->second->UpdateWidget();
     }
   }
+  NameWidgets();
   context_.updatingWidgets = false;
   for (FileIcon& entry : fileIcons_) {
     if (entry.shown == entry.label->Caption()) continue;
@@ -234,6 +293,7 @@ void FormHost::ApplyWindow() {
   if (root_->windowTitle() != title) root_->setWindowTitle(title);
   // Otherwise a minimised window would have no accessible name.
   if (titleIsName_ && root_->accessibleName() != title) root_->setAccessibleName(title);
+  NameWidgets();
   const int width = window_->Width;
   const int height = window_->Height;
   if (width == appliedWidth_ && height == appliedHeight_) return;
@@ -262,9 +322,27 @@ bool FormHost::HasGrownOffScreen(const QSize& before) const {
 }
 
 void FormHost::MoveOntoScreen() {
+  if (DesktopPlacesWindows()) return;
   const QRect screen = root_->screen()->availableGeometry();
   const int beyond = root_->frameGeometry().bottom() - screen.bottom();
   if (beyond > 0) root_->move(root_->x(), std::max(screen.top(), root_->y() - beyond));
+}
+
+// Every tool is shown at first, however long its caption is, if the screen is wide enough.
+void FormHost::MakeRoomForTools() {
+  int width = root_->width();
+  for (const QToolBar* const tools : root_->findChildren<QToolBar*>()) {
+    width = std::max(width, tools->sizeHint().width());
+  }
+  if (width > root_->width()) ResizeWithinScreen({width, root_->height()});
+}
+
+// A layout's own minimum is that of a width at which its texts need fewest lines.
+void FormHost::HoldHeightForWidth() {
+  const QLayout* const layout = root_->layout();
+  if (fold_ != nullptr || !layout->hasHeightForWidth() || layout->sizeConstraint() == QLayout::SetFixedSize) return;
+  const int least = layout->totalMinimumHeightForWidth(root_->width());
+  if (least != root_->minimumHeight()) root_->setMinimumHeight(least);
 }
 
 void FormHost::FitHeight() {
@@ -290,6 +368,8 @@ bool FormHost::eventFilter(QObject* watched, QEvent* event) {
 
 // Events of the whole window, before any widget in it gets them.
 void FormHost::OnScreenEvent(QEvent& event) {
+  // What is pressed means what the model holds by now.
+  if (event.type() == QEvent::KeyPress || event.type() == QEvent::MouseButtonPress) ApplyChanges();
   if (event.type() == QEvent::MouseMove) {
     OnMouseMove(static_cast<QMouseEvent&>(event));
   } else if (event.type() == QEvent::Expose && root_->windowHandle()->isExposed()) {
@@ -335,9 +415,11 @@ bool FormHost::OnFormEvent(QEvent& event) {
         movePending_ = true;
         Schedule();
       }
+      HoldHeightForWidth();
       ReportSize();
       return false;
     case QEvent::LayoutRequest:
+      HoldHeightForWidth();
       // A row was added or removed. A folding form is as high as its contents until the user resizes it.
       if (fold_ != nullptr) {
         fitPending_ = true;

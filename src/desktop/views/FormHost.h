@@ -1,17 +1,22 @@
 // FormHost: a window's form with its bindings. The widgets are created at the first showing, so that a window that is
-// never shown costs nothing. Changes in the model are collected and applied once per turn of the event loop; then the
-// window is shown or hidden and raised, in that order.
+// never shown costs nothing. Changes in the model are collected and applied in the next turn of the event loop; then
+// the window is shown or hidden and raised, in that order. Changes of controls that follow within a pace, if there is
+// one, are applied together at its end: figures that change with every block that arrives cost much drawing.
 //
 // The model may unload its window inside any event: Detach then disconnects the widgets from it at once, and they are
 // deleted in the next turn of the event loop.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QObject>
+#include <QTimer>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "desktop/views/Bindings.h"
@@ -47,7 +52,7 @@ class FormHost : public QObject {
 
  public:
   // `window` must live until Detach.
-  FormHost(Window& window, EventGate& gate, ViewMemory* memory);
+  FormHost(Window& window, EventGate& gate, ViewMemory* memory, std::chrono::milliseconds pace);
   ~FormHost() override;
 
   void SetShown(bool shown);
@@ -66,6 +71,10 @@ class FormHost : public QObject {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
+  struct NamedWidget {
+    QWidget* widget;
+    std::vector<std::pair<QWidget*, int>> sources;  // a tab bar with the number of the tab
+  };
   struct FileIcon {
     IconLabel* icon;
     const Label* label;
@@ -73,6 +82,7 @@ class FormHost : public QObject {
   };
 
   void Schedule();
+  void ScheduleAtPace();
   void Build();
   void RememberSplitters();
   void WatchWidget(QWidget& widget, Control& control);
@@ -82,6 +92,10 @@ class FormHost : public QObject {
   void ResizeWithinScreen(const QSize& size);
   bool HasGrownOffScreen(const QSize& before) const;
   void MoveOntoScreen();
+  void MakeRoomForTools();
+  void FindNames();
+  void NameWidgets();
+  void HoldHeightForWidth();
   void FitHeight();
   void OnScreenEvent(QEvent& event);
   void OnMouseMove(const QMouseEvent& move);
@@ -101,11 +115,15 @@ class FormHost : public QObject {
   std::unordered_map<const Control*, std::unique_ptr<Binding>> bindings_;
   QHash<QObject*, Control*> controlOf_;  // by widget
   std::vector<FileIcon> fileIcons_;
+  std::vector<NamedWidget> named_;
 
   std::unordered_set<const Control*> dirty_;
   bool windowDirty_ = false;
   bool titleIsName_ = true;  // the form sets no accessible name
   bool scheduled_ = false;
+  const std::chrono::milliseconds pace_;
+  QElapsedTimer applied_;  // since changes were applied; not started before
+  QTimer paced_;           // runs while changes wait
   std::optional<bool> wantShown_;
   bool wantRaise_ = false;
   std::optional<WindowState> wantState_;

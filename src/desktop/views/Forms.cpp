@@ -9,6 +9,8 @@
 #include <QMainWindow>
 #include <QPalette>
 #include <array>
+#include <utility>
+#include <vector>
 
 #include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
@@ -83,6 +85,35 @@ class Dimmer : public QObject {
   }
 };
 
+// Takes the Tab key's focus from all in a page while another one covers it.
+class Cover : public QObject {
+ public:
+  Cover(QWidget& top, QWidget& page) : QObject(&top), page_(page) { top.installEventFilter(this); }
+
+ protected:
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::Show) {
+      for (QWidget* const widget : page_.findChildren<QWidget*>()) {
+        if (widget->focusPolicy() == Qt::NoFocus) continue;
+        policies_.push_back({widget, widget->focusPolicy()});
+        widget->setFocusPolicy(Qt::NoFocus);
+      }
+    } else if (event->type() == QEvent::Hide) {
+      for (const auto& [widget, policy] : std::exchange(policies_, {})) widget->setFocusPolicy(policy);
+    }
+    return false;
+  }
+
+ private:
+  QWidget& page_;
+  std::vector<std::pair<QWidget*, Qt::FocusPolicy>> policies_;
+};
+
+void ApplyCover(QWidget& widget) {
+  auto* const page = widget.window()->findChild<QWidget*>(widget.property("covers").toString());
+  if (page != nullptr && widget.property("covers").isValid()) new Cover(widget, *page);  // owned by the widget
+}
+
 void ApplyRole(QWidget& widget) {
   const QString role = widget.property("role").toString();
   if (role.isEmpty()) return;
@@ -117,7 +148,10 @@ QWidget* NewForm(const std::string& typeName) {
     const QIcon icon = Drawing(QStringLiteral("program"));
     QWidget* root = form.make();
     root->setWindowIcon(icon);
-    for (QWidget* widget : root->findChildren<QWidget*>()) ApplyRole(*widget);
+    for (QWidget* widget : root->findChildren<QWidget*>()) {
+      ApplyRole(*widget);
+      ApplyCover(*widget);
+    }
     return root;
   }
   return nullptr;

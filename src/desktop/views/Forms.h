@@ -2,6 +2,9 @@
 // properties express what the designer cannot:
 //   role         "heading" (bold), "title" (bold and larger), "link" (underlined) or "dim" (a quieter colour)
 //   needsModel   hides the widget if the window has no control of its name
+//   covers       the page in the same place: while it is covered, the Tab key passes it by
+//   namedBy      the widgets whose words are the accessible name, and the tool tip of one that has a tip; of a tab bar
+//                with the number of the tab, as "TabStrip1:0"
 //   fileOf       on an IconLabel: the label whose text is the URL or name that decides the icon
 //   foldWidget, foldBelow   on the form: the part that is hidden while the window's height is below
 //   remembers    on the form: what of its place is remembered, see WindowPlace.h

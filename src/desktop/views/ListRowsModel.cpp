@@ -21,6 +21,11 @@ QStringList Captions(const ListView& list) {
   return captions;
 }
 
+QString TextIn(const ListRow& row, std::size_t column) {
+  if (column == 0) return DisplayLine(row.text);
+  return column <= row.subItems.size() ? DisplayLine(row.subItems[column - 1]) : QString();
+}
+
 }  // namespace
 
 ListRowsModel::ListRowsModel(ListView& list, QObject* parent)
@@ -94,9 +99,9 @@ QVariant ListRowsModel::data(const QModelIndex& index, int role) const {
   const auto column = static_cast<std::size_t>(index.column());
   switch (role) {
     case Qt::DisplayRole:
+      return Isolated(TextIn(row, column));
     case Qt::AccessibleTextRole:
-      if (column == 0) return DisplayLine(row.text);
-      return column <= row.subItems.size() ? DisplayLine(row.subItems[column - 1]) : QString();
+      return TextIn(row, column);
     case Qt::TextAlignmentRole:
       return rightColumns_.contains(index.column()) ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant();
     case Qt::ToolTipRole:

@@ -96,7 +96,6 @@ QtTray::QtTray(QtWindowSystem& windows, EventGate& gate) : gate_(gate) {
   windows.RegisterMaker("PelloraCatcher", [this](Window& window) -> std::unique_ptr<WindowView> {
     return std::make_unique<TrayMenuView>(window, menu_, gate_);
   });
-  clickTimer_.setSingleShot(true);
   connect(&xTrayTimer_, &QTimer::timeout, this, &QtTray::LookForXTray);
 }
 
@@ -177,17 +176,10 @@ void QtTray::MakeIcon() {
 void QtTray::Activated(QSystemTrayIcon::ActivationReason reason) {
   switch (reason) {
     case QSystemTrayIcon::Trigger:
-      // A status notifier item reports only single clicks: two in time are a double click.
-      if (clickTimer_.isActive()) {
-        clickTimer_.stop();
-        Report(kTrayLeftDoubleClick);
-        return;
-      }
-      clickTimer_.start(QApplication::doubleClickInterval());
-      Report(kTrayLeftDown);
+      // The desktop decides which click activates a status notifier item; an X tray reports every click.
+      Report(onXTray_ ? kTrayLeftDown : kTrayLeftDoubleClick);
       return;
     case QSystemTrayIcon::DoubleClick:
-      clickTimer_.stop();
       Report(kTrayLeftDoubleClick);
       return;
     case QSystemTrayIcon::Context:

@@ -64,7 +64,6 @@ class QtTray final : public QObject, public Tray {
   bool searchStarted_ = false;
   bool onXTray_ = false;  // the icon is on an X tray, where Qt shows the tip
   QTimer xTrayTimer_;     // until there is an icon
-  QTimer clickTimer_;     // runs after a click; a second one in time makes it a double click
 };
 
 }  // namespace pellora

@@ -6,6 +6,7 @@
 #include <QScreen>
 
 #include "desktop/DisplayText.h"
+#include "desktop/views/BasketForm.h"
 #include "desktop/views/FormHost.h"
 #include "desktop/views/ObjectNames.h"
 #include "ui/Controls.h"
@@ -17,7 +18,7 @@ namespace {
 
 class QtWindowView : public WindowView {
  public:
-  QtWindowView(Window& window, EventGate& gate, ViewMemory* memory) : host_(new FormHost(window, gate, memory)) {}
+  explicit QtWindowView(FormHost* host) : host_(host) {}
   QtWindowView(const QtWindowView&) = delete;
   QtWindowView& operator=(const QtWindowView&) = delete;
   ~QtWindowView() override { host_->Detach(); }
@@ -42,7 +43,7 @@ std::unique_ptr<WindowView> QtWindowSystem::NewView(Window& window) {
   for (const auto& [typeName, maker] : makers_) {
     if (typeName == window.TypeName) return maker(window);
   }
-  return std::make_unique<QtWindowView>(window, gate_, memory_);
+  return std::make_unique<QtWindowView>(new FormHost(window, gate_, memory_, pace_));
 }
 
 ScreenSize QtWindowSystem::Screen() const {
@@ -53,8 +54,8 @@ ScreenSize QtWindowSystem::Screen() const {
 
 void QtWindowSystem::PopUp(const std::vector<Menu*>& entries, const Menu& standard) {
   if (popup_) popup_->close();
-  // A child of the window under the pointer: some desktops place a menu only by its parent.
-  auto* const menu = new QMenu(QApplication::widgetAt(QCursor::pos()));
+  // A child of the clicked window: some desktops place a menu only by its parent.
+  auto* const menu = new QMenu(BasketForm::Clicked());
   QObject::connect(menu, &QMenu::aboutToHide, menu, &QObject::deleteLater);
   for (Menu* const entry : entries) {
     if (!entry->Visible()) continue;
@@ -76,6 +77,10 @@ void QtWindowSystem::PopUp(const std::vector<Menu*>& entries, const Menu& standa
   }
   popup_ = menu;
   menu->popup(QCursor::pos());
+}
+
+void QtWindowSystem::FollowScript(const std::string& word) {
+  QGuiApplication::setLayoutDirection(DisplayLine(word).isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
 }
 
 QWidget* FormOf(const WindowView& view) {

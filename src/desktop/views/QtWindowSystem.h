@@ -4,6 +4,7 @@
 
 #include <QMenu>
 #include <QPointer>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -21,8 +22,10 @@ class ViewMemory;
 
 class QtWindowSystem : public WindowSystem {
  public:
-  // Both must outlive the system and its views. Without a memory nothing is remembered.
-  explicit QtWindowSystem(EventGate& gate, ViewMemory* memory = nullptr) : gate_(gate), memory_(memory) {}
+  // Both must outlive the system and its views. Without a memory nothing is remembered. For the pace see FormHost.
+  explicit QtWindowSystem(EventGate& gate, ViewMemory* memory = nullptr,
+                          std::chrono::milliseconds pace = std::chrono::milliseconds(0))
+      : gate_(gate), memory_(memory), pace_(pace) {}
   ~QtWindowSystem() override;
 
   using ViewMaker = std::function<std::unique_ptr<WindowView>(Window&)>;
@@ -34,10 +37,12 @@ class QtWindowSystem : public WindowSystem {
   std::unique_ptr<WindowView> NewView(Window& window) override;
   ScreenSize Screen() const override;
   void PopUp(const std::vector<Menu*>& entries, const Menu& standard) override;
+  void FollowScript(const std::string& word) override;
 
  private:
   EventGate& gate_;
   ViewMemory* memory_;
+  std::chrono::milliseconds pace_;
   std::vector<std::pair<std::string, ViewMaker>> makers_;
   QPointer<QMenu> popup_;  // the open one
 };

@@ -7,11 +7,15 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPalette>
+#include <QPixmap>
+#include <QPixmapCache>
 #include <QStyle>
 #include <QStyleOption>
+#include <QStylePainter>
 #include <QToolTip>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "desktop/DisplayText.h"
 #include "desktop/views/Icons.h"
@@ -39,7 +43,7 @@ void ElidedLabel::paintEvent(QPaintEvent*) {
   const QRect area = contentsRect();
   const QString cut = fontMetrics().elidedText(text(), mode_, area.width());
   style()->drawItemText(&painter, area, static_cast<int>(QStyle::visualAlignment(layoutDirection(), alignment())),
-                        palette(), isEnabled(), cut, foregroundRole());
+                        palette(), isEnabled(), Isolated(cut), foregroundRole());
 }
 
 bool ElidedLabel::event(QEvent* event) {
@@ -67,7 +71,7 @@ QSize WrappedLabel::sizeHint() const {
 void WrappedLabel::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   const auto side = static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft | Qt::AlignTop));
-  style()->drawItemText(&painter, contentsRect(), side | Qt::TextWrapAnywhere, palette(), isEnabled(), text(),
+  style()->drawItemText(&painter, contentsRect(), side | Qt::TextWrapAnywhere, palette(), isEnabled(), Isolated(text()),
                         foregroundRole());
 }
 
@@ -99,12 +103,31 @@ QSize BarFrame::sizeHint() const { return {fontMetrics().averageCharWidth() * 30
 
 QSize BarFrame::minimumSizeHint() const { return {fontMetrics().averageCharWidth() * 12, sizeHint().height()}; }
 
+// All frames of a size look the same, and are drawn anew with each step of the bar inside.
 void BarFrame::paintEvent(QPaintEvent*) {
-  QPainter painter(this);
-  painter.setRenderHint(QPainter::Antialiasing);
   const QColor text = palette().color(QPalette::WindowText);
-  QColor groove = text;
-  groove.setAlphaF(0.08F);
+  const QColor groove = GrooveColour(palette());
+  const double scale = devicePixelRatioF();
+  const QString key = QStringLiteral("BarFrame %1x%2 %3 %4 %5")
+                          .arg(width())
+                          .arg(height())
+                          .arg(scale)
+                          .arg(text.rgba())
+                          .arg(groove.rgba());
+  QPixmap frame;
+  if (!QPixmapCache::find(key, &frame)) {
+    frame = QPixmap((QSizeF(size()) * scale).toSize());
+    frame.setDevicePixelRatio(scale);
+    frame.fill(Qt::transparent);
+    DrawFrame(frame, text, groove);
+    QPixmapCache::insert(key, frame);
+  }
+  QPainter(this).drawPixmap(0, 0, frame);
+}
+
+void BarFrame::DrawFrame(QPixmap& frame, const QColor& text, const QColor& groove) const {
+  QPainter painter(&frame);
+  painter.setRenderHint(QPainter::Antialiasing);
   QColor edge = text;
   edge.setAlphaF(0.25F);
   painter.setPen(QPen(edge, 1));
@@ -144,8 +167,9 @@ void SegmentBar::paintEvent(QPaintEvent*) {
   painter.setClipPath(outline);
   const QColor colour = Softened(colour_, palette());
   QLinearGradient gradient(whole.topLeft(), whole.bottomLeft());
-  gradient.setColorAt(0, colour.lighter(112));
-  gradient.setColorAt(1, colour);
+  // Away from the groove, on which the colour itself is clear.
+  gradient.setColorAt(IsDark(palette()) ? 1 : 0, colour);
+  gradient.setColorAt(IsDark(palette()) ? 0 : 1, IsDark(palette()) ? colour.lighter(112) : colour.darker(112));
   const double start = layoutDirection() == Qt::RightToLeft ? whole.right() - width : whole.left();
   painter.fillRect(QRectF(start, whole.top(), width, whole.height()), gradient);
 }
@@ -158,10 +182,91 @@ void HairLine::paintEvent(QPaintEvent*) {
   QPainter(this).fillRect(0, height() / 2, width(), 1, colour);
 }
 
+void FocusLabel::paintEvent(QPaintEvent* event) {
+  QLabel::paintEvent(event);
+  if (!hasFocus()) return;
+  QPainter painter(this);
+  QStyleOptionFocusRect option;
+  option.initFrom(this);
+  option.state |= QStyle::State_KeyboardFocusChange;
+  option.backgroundColor = palette().color(QPalette::Window);
+  style()->drawPrimitive(QStyle::PE_FrameFocusRect, &option, &painter, this);
+}
+
+void FigureBar::paintEvent(QPaintEvent* event) {
+  if (layoutDirection() == Qt::LeftToRight || maximum() <= minimum()) {
+    QProgressBar::paintEvent(event);
+    return;
+  }
+  QStylePainter painter(this);
+  QStyleOptionProgressBar option;
+  initStyleOption(&option);
+  painter.drawControl(QStyle::CE_ProgressBarGroove, option);
+  painter.drawControl(QStyle::CE_ProgressBarContents, option);
+  const QRect room = style()->subElementRect(QStyle::SE_ProgressBarContents, &option, this);
+  const int filled = static_cast<int>(qint64{room.width()} * (value() - minimum()) / (maximum() - minimum()));
+  const QRect rest = room.adjusted(0, 0, -filled, 0);
+  const QRect done(rest.right() + 1, room.top(), filled, room.height());
+  for (const auto& [part, role] : {std::pair(rest, QPalette::Text), std::pair(done, QPalette::HighlightedText)}) {
+    painter.setClipRect(part);
+    painter.drawItemText(room, Qt::AlignCenter, palette(), isEnabled(), option.text, role);
+  }
+}
+
+bool FocusScrollArea::event(QEvent* event) {
+  const bool done = QScrollArea::event(event);
+  if (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut) update();
+  if (event->type() != QEvent::Paint || !hasFocus()) return done;
+  QPainter painter(this);
+  painter.setPen(palette().color(QPalette::Highlight));
+  painter.drawRect(rect().adjusted(0, 0, -1, -1));
+  return done;
+}
+
+double Contrast(const QColor& colour, const QColor& ground) {
+  const auto luminance = [](const QColor& of) {
+    const auto linear = [](float part) {
+      const auto value = static_cast<double>(part);
+      return value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(of.redF()) + 0.7152 * linear(of.greenF()) + 0.0722 * linear(of.blueF());
+  };
+  const double one = luminance(colour) + 0.05;
+  const double other = luminance(ground) + 0.05;
+  return std::max(one, other) / std::min(one, other);
+}
+
+QColor GrooveColour(const QPalette& palette) {
+  constexpr float kShare = 0.06F;
+  const QColor back = palette.color(QPalette::Window);
+  const QColor text = palette.color(QPalette::WindowText);
+  const auto mixed = [](float from, float to) { return from + (to - from) * kShare; };
+  return QColor::fromRgbF(mixed(back.redF(), text.redF()), mixed(back.greenF(), text.greenF()),
+                          mixed(back.blueF(), text.blueF()));
+}
+
 QColor Softened(const QColor& colour, const QPalette& palette) {
-  if (colour.hslSaturation() == 0) return colour;
+  constexpr double kClear = 3.2;  // 3 is required of graphics
+  constexpr int kStep = 4;
+  const QColor groove = GrooveColour(palette);
   const bool dark = IsDark(palette);
-  return QColor::fromHsl(colour.hslHue(), std::min(colour.hslSaturation(), 150), dark ? 116 : 108);
+  const int saturation = std::min(colour.hslSaturation(), 150);
+  int lightness = saturation == 0 ? colour.lightness() : dark ? 116 : 108;
+  QColor drawn = QColor::fromHsl(colour.hslHue(), saturation, lightness);
+  while (Contrast(drawn, groove) < kClear && lightness >= kStep && lightness <= 255 - kStep) {
+    lightness += dark ? kStep : -kStep;
+    drawn = QColor::fromHsl(colour.hslHue(), saturation, lightness);
+  }
+  return drawn;
+}
+
+// Themes that do not set it leave dark blue on a dark window.
+QColor LinkColour(const QPalette& palette, bool highlighted) {
+  const bool dark = palette.color(QPalette::Window).lightness() < palette.color(QPalette::WindowText).lightness();
+  QColor colour = palette.color(QPalette::Link);
+  if (dark && colour.lightness() < 150) colour = QColor(0x7a, 0xb4, 0xff);
+  if (!highlighted) return colour;
+  return dark ? colour.lighter(125) : colour.darker(200);
 }
 
 }  // namespace pellora

@@ -6,6 +6,8 @@
 #include <QFrame>
 #include <QIcon>
 #include <QLabel>
+#include <QProgressBar>
+#include <QScrollArea>
 #include <QString>
 #include <QWidget>
 
@@ -81,6 +83,9 @@ class BarFrame : public QWidget {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+
+ private:
+  void DrawFrame(QPixmap& frame, const QColor& text, const QColor& groove) const;
 };
 
 // The bar of a segment. Its length is in twips, of which fullLength fill the widget.
@@ -117,7 +122,50 @@ class HairLine : public QWidget {
   void paintEvent(QPaintEvent* event) override;
 };
 
-// A colour of the program as it is drawn: the same hue, softened but legible on the palette's base.
+// A label with the focus rectangle that QLabel lacks.
+class FocusLabel : public QLabel {
+  Q_OBJECT
+
+ public:
+  using QLabel::QLabel;
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+};
+
+// A scrolled area that shows in its frame that it has the focus.
+class FocusScrollArea : public QScrollArea {
+  Q_OBJECT
+
+ public:
+  using QScrollArea::QScrollArea;
+
+ protected:
+  bool event(QEvent* event) override;
+};
+
+// A progress bar whose figure is seen on both of its parts in a window that is laid out from right to left, too, where
+// the style mistakes one part for the other.
+class FigureBar : public QProgressBar {
+  Q_OBJECT
+
+ public:
+  using QProgressBar::QProgressBar;
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+};
+
+// How well one colour is seen on another, 1 to 21, as WCAG 2.1 computes it.
+double Contrast(const QColor& colour, const QColor& ground);
+
+// The ground of bars and charts.
+QColor GrooveColour(const QPalette& palette);
+
+// A colour of the program as it is drawn: the same hue, softened, but always clear on the groove.
 QColor Softened(const QColor& colour, const QPalette& palette);
+
+// The theme's link colour, or a stronger one; `highlighted`: under the pointer.
+QColor LinkColour(const QPalette& palette, bool highlighted);
 
 }  // namespace pellora

@@ -22,6 +22,8 @@ constexpr const char* kMaximised = "maximised";
 // In this time after the showing it is the desktop that places the window, not the user.
 constexpr qint64 kSettled = 1000;  // ms
 constexpr int kLargest = 32767;
+// On no screen.
+constexpr QPoint kNowhere(-kLargest, -kLargest);
 
 // "left,top,width,height", and whether it is maximised.
 struct Remembered {
@@ -70,13 +72,20 @@ std::optional<QRect> OnScreen(QRect place) {
 
 }  // namespace
 
+bool DesktopPlacesWindows() { return QGuiApplication::platformName().startsWith(QLatin1String("wayland")); }
+
 WindowPlace::WindowPlace(QWidget& form, const std::string& name, ViewMemory& memory)
-    : form_(form), memory_(memory), key_(name + ".place"), kind_(form.property("remembers").toString().toStdString()) {}
+    : form_(form),
+      memory_(memory),
+      key_(name + ".place"),
+      kind_(form.property("remembers").toString().toStdString()),
+      corner_(kNowhere) {}
 
 void WindowPlace::Restore() {
   if (kind_.empty()) return;
   const std::optional<Remembered> kept = Read(memory_.Get(key_).value_or(""));
   if (!kept) return;
+  corner_ = kept->place.topLeft();
   if (kind_ == kWidth) {
     form_.resize(std::min(kept->place.width(), form_.screen()->availableSize().width()), form_.height());
     return;
@@ -84,7 +93,7 @@ void WindowPlace::Restore() {
   const std::optional<QRect> place = OnScreen(kept->place);
   form_.resize(place ? place->size() : kept->place.size().boundedTo(form_.screen()->availableSize() - kFrame));
   if (kind_ != kPlace) return;
-  if (place && !IsOnAnother(*place)) form_.move(place->topLeft());
+  if (place && !DesktopPlacesWindows() && !IsOnAnother(*place)) form_.move(place->topLeft());
   if (kept->maximised) form_.setWindowState(form_.windowState() | Qt::WindowMaximized);
   normal_ = place.value_or(QRect());
 }
@@ -119,7 +128,8 @@ void WindowPlace::Remember() {
   if (kind_.empty() || !shown_.isValid() || form_.isMinimized() || form_.isFullScreen()) return;
   if (!form_.isMaximized()) normal_ = QRect(form_.pos(), form_.size());
   if (shown_.elapsed() < kSettled) return;
-  const QRect place = normal_.isValid() ? normal_ : form_.normalGeometry();
+  QRect place = normal_.isValid() ? normal_ : form_.normalGeometry();
+  if (DesktopPlacesWindows()) place.moveTopLeft(corner_);
   if (place.isValid()) memory_.Set(key_, Written(place, form_.isMaximized()));
 }
 

@@ -1,10 +1,12 @@
 // WindowPlace: remembers where a window is and how large. What of it is kept the form says by its property "remembers":
 // "place" (and size), "size" or "width"; a form without it is not remembered.
 //
-// A window returns only to where it is on a screen, and not onto another one of its kind.
+// A window returns only to where it is on a screen, and not onto another one of its kind. Where the desktop places all
+// windows, only sizes are restored and changed; the position stays what it was on another desktop.
 #pragma once
 
 #include <QElapsedTimer>
+#include <QPoint>
 #include <QRect>
 #include <QSize>
 #include <string>
@@ -18,6 +20,9 @@ class ViewMemory;
 
 // Room for the desktop's window frame, whose size is unknown until the window is shown.
 inline constexpr QSize kFrame(12, 44);
+
+// On Wayland a program neither knows nor chooses where its windows are.
+bool DesktopPlacesWindows();
 
 class WindowPlace {
  public:
@@ -35,6 +40,7 @@ class WindowPlace {
   ViewMemory& memory_;
   const std::string key_;
   const std::string kind_;
+  QPoint corner_;        // as it is remembered
   QRect normal_;         // as it is when neither maximised nor minimised
   QElapsedTimer shown_;  // since the window was shown; invalid while it is hidden
 };

@@ -17,11 +17,10 @@ namespace pellora::testing_views {
 class AppStage {
  public:
   // Nothing is remembered without a memory, which must outlive it.
-  explicit AppStage(ViewMemory* memory = nullptr) : windows(sim.gate(), memory) {
-    QFile english(QStringLiteral(PELLORA_LANGUAGES "/english.txt"));
-    if (english.open(QIODevice::ReadOnly)) {
-      sim.disk().Put("/prog/english.txt", SimContent(english.readAll().toStdString()));
-    }
+  explicit AppStage(ViewMemory* memory = nullptr) : AppStage(EnglishTexts(), memory) {}
+  // With these texts in place of English.
+  explicit AppStage(const std::string& texts, ViewMemory* memory = nullptr) : windows(sim.gate(), memory) {
+    sim.disk().Put("/prog/english.txt", SimContent(texts));
     app = std::make_unique<App>(platform);
     Do([this] { app->Start(); });
   }
@@ -44,6 +43,11 @@ class AppStage {
   template <class Widget>
   Widget* Find(const Window& window, const char* name) {
     return Form(window)->findChild<Widget*>(QLatin1String(name));
+  }
+
+  static std::string EnglishTexts() {
+    QFile english(QStringLiteral(PELLORA_LANGUAGES "/english.txt"));
+    return english.open(QIODevice::ReadOnly) ? english.readAll().toStdString() : std::string();
   }
 
   SimPlatform sim;

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QElapsedTimer>
+#include <QEvent>
 #include <QHeaderView>
 #include <QImage>
 #include <QLabel>
@@ -17,6 +19,7 @@
 #include <QTreeView>
 #include <QWindow>
 #include <algorithm>
+#include <chrono>
 
 #include "Samples.h"
 #include "Stage.h"
@@ -35,7 +38,8 @@ using namespace testing_views;
 template <class WindowType>
 class Shown {
  public:
-  Shown() : window(std::make_shared<WindowType>(stage.platform)) {
+  explicit Shown(std::chrono::milliseconds pace = std::chrono::milliseconds(0))
+      : stage(pace), window(std::make_shared<WindowType>(stage.platform)) {
     window->Show();
     Stage::Settle();
     form = Stage::Form(*window);
@@ -52,6 +56,21 @@ class Shown {
   Stage stage;
   std::shared_ptr<WindowType> window;
   QWidget* form = nullptr;
+};
+
+class PaintCounter : public QObject {
+ public:
+  explicit PaintCounter(QWidget& widget) { widget.installEventFilter(this); }
+  int Count() const { return count_; }
+
+ protected:
+  bool eventFilter(QObject*, QEvent* event) override {
+    count_ += event->type() == QEvent::Paint;
+    return false;
+  }
+
+ private:
+  int count_ = 0;
 };
 
 template <class WindowType>
@@ -81,6 +100,39 @@ TEST(Binder, ShowsCaptionsAsPlainText) {
   EXPECT_EQ(shown.form->windowTitle(), QStringLiteral("1.0% of <a>"));
 }
 
+TEST(Binder, AppliesChangesAtItsPace) {
+  const Shown<SampleTransfer> shown(std::chrono::seconds(2));
+  const auto* const label = shown.Find<QLabel>("state");
+  QElapsedTimer since;
+  QTest::qWait(2100);  // the pace that began with the showing
+  shown.window->state.Caption = "one";
+  Stage::Settle();
+  EXPECT_EQ(label->text(), QStringLiteral("one"));
+  since.restart();
+  shown.window->state.Caption = "two";
+  Stage::Settle();
+  shown.window->state.Caption = "three";
+  Stage::Settle();
+  if (since.elapsed() < 1900) {
+    EXPECT_EQ(label->text(), QStringLiteral("one"));
+  }
+  EXPECT_TRUE(QTest::qWaitFor([&] { return label->text() == QStringLiteral("three"); }, 10000));
+  EXPECT_GE(since.elapsed(), 1900);
+}
+
+TEST(Binder, AppliesWaitingChangesBeforeAKeyOrAButtonIsPressed) {
+  const Shown<SampleTransfer> shown(std::chrono::hours(1));
+  const auto* const label = shown.Find<QLabel>("state");
+  shown.window->state.Caption = "one";
+  Stage::Settle();
+  EXPECT_EQ(label->text(), QStringLiteral("State : Idle"));
+  QTest::keyClick(shown.form->windowHandle(), Qt::Key_Shift);
+  EXPECT_EQ(label->text(), QStringLiteral("one"));
+  shown.window->state.Caption = "two";
+  QTest::mouseClick(shown.form->windowHandle(), Qt::LeftButton, {}, QPoint(2, 2));
+  EXPECT_EQ(label->text(), QStringLiteral("two"));
+}
+
 TEST(Binder, BatchesChangesUntilTheNextLoopTurn) {
   const Shown<SampleTransfer> shown;
   shown.window->state.Caption = "one";
@@ -99,6 +151,19 @@ TEST(Binder, ShowsPercentWithOneDecimal) {
   shown.window->PB.Value = 1e300;
   Stage::Settle();
   EXPECT_EQ(shown.Find<QProgressBar>("PB")->value(), 1000);
+}
+
+TEST(Binder, DrawsABarOnceForItsValueAndItsText) {
+  const Shown<SampleTransfer> shown;
+  shown.window->PB.Value = 10.0;
+  Stage::Settle();
+  const PaintCounter painted(*shown.Find<QProgressBar>("PB"));
+  shown.window->PB.Value = 60.0;
+  Stage::Settle();
+  EXPECT_EQ(painted.Count(), 1);
+  shown.window->PB.Value = 60.01;
+  Stage::Settle();
+  EXPECT_EQ(painted.Count(), 1);  // it looks the same
 }
 
 TEST(Binder, ShowsNoPercentageOfWhatIsNotKnown) {

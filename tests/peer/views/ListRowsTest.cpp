@@ -7,6 +7,8 @@
 #include <QHeaderView>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QPaintEvent>
+#include <QRegion>
 #include <QScrollBar>
 #include <QTest>
 #include <QTreeView>
@@ -81,6 +83,36 @@ TEST_F(ListRows, UpdateASingleRow) {
   Stage::Settle();
   EXPECT_EQ(Cell(2, 3), QStringLiteral("Active (62.2%)"));
   EXPECT_TRUE(window->ListView1.ChangedRows().empty());
+}
+
+// Collects what is painted of a widget.
+class PaintedPart : public QObject {
+ public:
+  explicit PaintedPart(QWidget& widget) { widget.installEventFilter(this); }
+  QRect Bounds() const { return region_.boundingRect(); }
+
+ protected:
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::Paint) region_ += static_cast<QPaintEvent*>(event)->region();
+    return false;
+  }
+
+ private:
+  QRegion region_;
+};
+
+TEST_F(ListRows, PaintOnlyTheRowThatDiffersFromTheFormerOnes) {
+  for (const int at : {0, 2}) {
+    const PaintedPart painted(*view->viewport());
+    std::vector<ListRow> rows = window->ListView1.Rows();
+    ListRow& row = rows[static_cast<std::size_t>(at)];
+    row.text = "Renamed.zip";
+    row.subItems[2] = "Active (62.3%)";
+    window->ListView1.SetRows(rows);
+    Stage::Settle();
+    const QRect first = view->visualRect(view->model()->index(at, 0));
+    EXPECT_EQ(painted.Bounds(), QRect(0, first.y(), view->viewport()->width(), first.height())) << at;
+  }
 }
 
 TEST_F(ListRows, KeepTheSelectionAcrossARebuild) {

@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QWidget>
+#include <chrono>
 #include <memory>
 #include <optional>
 
@@ -35,8 +36,10 @@ Port& Unused() {
 
 class Stage {
  public:
+  explicit Stage(std::chrono::milliseconds pace = std::chrono::milliseconds(0)) : windows(gate, nullptr, pace) {}
+
   EventGate gate;
-  QtWindowSystem windows{gate};
+  QtWindowSystem windows;
   Platform platform{gate,
                     Unused<EventLoop>(),
                     Unused<TaskLoop>(),

@@ -136,6 +136,29 @@ TEST_F(ControlsTest, ChangedRowIsNotedOnlyIfItDiffers) {
   EXPECT_GT(list.RowsVersion(), version);
 }
 
+TEST_F(ControlsTest, TheSameRowsChangeOnlyWhereTheyDiffer) {
+  list.SetRows({Row("a"), Row("b", "50%"), Row("c")});
+  list.Select({2});
+  const std::uint64_t version = list.RowsVersion();
+  list.SetRows({Row("a"), Row("b", "51%"), Row("c")});
+  EXPECT_EQ(list.RowsVersion(), version);
+  EXPECT_EQ(list.ChangedRows(), Numbers{1});
+  EXPECT_EQ(list.Rows()[1].text, "51%");
+  EXPECT_EQ(list.Selection(), Numbers{2});
+  list.SetRows({Row("a"), Row("c"), Row("b", "51%")});
+  EXPECT_GT(list.RowsVersion(), version);
+  EXPECT_EQ(list.ChangedRows(), Numbers{});
+  EXPECT_EQ(list.Selection(), Numbers{1});
+}
+
+TEST_F(ControlsTest, ChangesThatNoViewHasSeenTakeLittleMemory) {
+  list.SetRows({Row("a"), Row("b")});
+  const std::uint64_t version = list.RowsVersion();
+  for (int i = 0; i < 1000; ++i) list.SetRow(1, Row("b", std::to_string(i)));
+  EXPECT_LT(list.ChangedRows().size(), 100U);
+  EXPECT_GT(list.RowsVersion(), version);
+}
+
 TEST_F(ControlsTest, SortedListFollowsTheTextsOfOneColumn) {
   list.SetSorted(true);
   list.SetRows({Row("k1", "b"), Row("k2", "A"), Row("k3", "a"), Row("k4", "+c"), Row("k5", "10"), Row("k6", "9")});

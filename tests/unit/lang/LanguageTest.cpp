@@ -161,6 +161,20 @@ TEST_F(LanguageTest, TakesAButtonsToolTipThirtyNumbersLater) {
   EXPECT_EQ(window->Toolbar1.Buttons()[0].toolTip, "Adds a URL");
 }
 
+TEST_F(LanguageTest, TakesTheToolTipOfAButtonWithoutACaption) {
+  window->Toolbar1.Buttons = {{"bare", "", -107, "", 0}};
+  GivenFile("x.txt", "107=Browser\n");
+  Load("x");
+  EXPECT_EQ(window->Toolbar1.Buttons()[0].caption, "");
+  EXPECT_EQ(window->Toolbar1.Buttons()[0].toolTip, "Browser");
+}
+
+TEST_F(LanguageTest, LaysWindowsOutForTheWordFile) {
+  GivenFile("x.txt", "786=&Datei\n");
+  Load("x");
+  EXPECT_EQ(sim.windows().script, "&Datei");
+}
+
 TEST_F(LanguageTest, LeavesAToolTipWhoseNumberIsBeyondTheTable) {
   window->Toolbar1.Buttons = {{"in", "in", 994, "own", 0}, {"beyond", "beyond", 995, "own", 0}};
   GivenFile("x.txt", "994=Last\n995=Beyond\n1024=tip\n");
