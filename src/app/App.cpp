@@ -130,6 +130,7 @@ struct App::Parts {
       mainWindow->StopTimers();
       mainWindow->EndResumeAll();
       mainWindow->EndRefreshes();
+      RemoveUndecided(program, *mainWindow, undecided);
       windows = {catcher, mainWindow->wantDown};
     }
     PauseAndSave(program, [&windows] {
@@ -260,6 +261,7 @@ struct App::Parts {
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
+  Undecided undecided;               // take-overs
   std::set<std::uint32_t> scripted;  // serials of records that scripts have added in this run
   std::vector<std::function<void()>> earlyCalls;
   bool started = false;
@@ -323,7 +325,7 @@ App::App(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {
     MainWindow& window = parts->Main();
     std::vector<std::shared_ptr<Window>> windows{parts->mainWindow, window.optionsWindow, window.wantDown,
                                                  parts->catcher,    window.form1,         window.askLine,
-                                                 window.addList};
+                                                 window.addList,    parts->basket};
     if (!parts->loginWindows) return windows;
     for (std::shared_ptr<Window>& login : parts->loginWindows->Windows()) windows.push_back(std::move(login));
     return windows;
@@ -373,7 +375,7 @@ void App::TakeOver(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) 
       const std::string id = taken ? DownloadIds(program).Of(outcome.index) : std::string();
       answered({id, outcome.reason, taken ? std::vector<std::string>{id} : std::vector<std::string>()});
     };
-    program.platform.tasks.Spawn(pellora::TakeOver(&program, &parts->Main(), wanted, done));
+    program.platform.tasks.Spawn(pellora::TakeOver(&program, &parts->Main(), &parts->undecided, wanted, done));
   });
 }
 

@@ -6,6 +6,7 @@
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
 #include "capture/PelloraCatcher.h"
+#include "lang/Language.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Platform.h"
 #include "ui/Views.h"
@@ -33,7 +34,10 @@ DownloadBasket::DownloadBasket(Program& program, std::shared_ptr<MainWindow> mai
   Height = kSide;
 }
 
-void DownloadBasket::OnLoad() { platform_.tasks.Spawn(ShowOnTop()); }
+void DownloadBasket::OnLoad() {
+  ApplyLanguage(*this, program_);
+  platform_.tasks.Spawn(ShowOnTop());
+}
 
 // Stays hidden if it is hidden meanwhile.
 Task<> DownloadBasket::ShowOnTop() {

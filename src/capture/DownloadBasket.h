@@ -10,6 +10,7 @@
 #include "ui/DataObject.h"
 #include "ui/Property.h"
 #include "ui/Window.h"
+#include "ui/Words.h"
 
 namespace pellora {
 
@@ -29,6 +30,7 @@ class DownloadBasket final : public Window, public Basket {
   Property<double> Left{this, 0.0};
   Property<double> Top{this, 0.0};
   Property<bool> TopMost{this, false};
+  Words BasketWords{this, "BasketWords", "Download basket", 964};
 
   float DragStartX = 0;  // of the left button's press
   float DragStartY = 0;

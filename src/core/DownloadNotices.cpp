@@ -87,6 +87,7 @@ void DownloadNotices::Show() {
     notice.text += (i == 0 ? "" : "\n") + (i < kMostLines ? line : "...");
   }
   notice.title = TitleOf(finished, events.size() - finished);
+  notice.stopped = finished < events.size();
   if (!path.empty() && events.size() == 1) notice.buttons.push_back({kOpen, TextOf(program_, WebText::NoticeOpen)});
   if (!path.empty()) notice.buttons.push_back({kOpenFolder, TextOf(program_, WebText::NoticeOpenFolder)});
   program_.platform.notices->Show(

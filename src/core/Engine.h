@@ -97,6 +97,8 @@ class Engine {
   virtual bool Current() const = 0;  // the record is still this engine's
   virtual bool StillCurrent() = 0;   // False: and it has retired
   virtual std::uint32_t SilentFor() const = 0;
+  virtual void SaveProgress() {}  // as in Transfer
+  virtual bool IsProgressSaved() const { return true; }
 
   virtual int LaneCount() const = 0;
   // `lane` counts from 1. Failure(OutOfRange) for one that a damaged list promises and does not have.

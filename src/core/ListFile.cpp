@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "core/EngineChoice.h"
@@ -140,6 +141,12 @@ void CopyWhole(Files& files, const std::string& from, const std::string& to) {
   }
 }
 
+// The journal, or a file that it names: the same name, then numbers after dots.
+bool IsOfJournal(std::string_view name) {
+  constexpr std::string_view kJournal = std::string_view(kJournalName).substr(1);
+  return name.starts_with(kJournal) && name.find_first_not_of(".0123456789", kJournal.size()) == std::string_view::npos;
+}
+
 bool HasList(const Files& files, const std::string& path) { return files.Exists(path) && files.LengthOf(path) > 0; }
 
 }  // namespace
@@ -173,8 +180,9 @@ void AdoptList(Program& program) {
   const std::string beside = machine.ProgramFolder() + kListName;
   if (HasList(files, ListPath(program)) || !HasList(files, beside)) return;
   // The list last: it says that everything was copied.
-  const std::string journal = machine.ProgramFolder() + kJournalName;
-  if (files.Exists(journal)) CopyWhole(files, journal, JournalPath(program));
+  for (const std::string& name : files.FilesIn(machine.ProgramFolder())) {
+    if (IsOfJournal(name)) CopyWhole(files, machine.ProgramFolder() + "/" + name, machine.DataFolder() + "/" + name);
+  }
   CopyWhole(files, beside, ListPath(program));
 }
 

@@ -1,9 +1,15 @@
 #include "core/StayAwake.h"
 
+#include <algorithm>
+#include <memory>
 #include <utility>
+#include <vector>
 
+#include "async/TaskLoop.h"
+#include "core/ListFile.h"
 #include "core/Numbers.h"
 #include "core/Program.h"
+#include "core/Transfer.h"
 #include "core/WebTexts.h"
 #include "ports/Clock.h"
 #include "ports/Failure.h"
@@ -31,12 +37,33 @@ void StayAwake::Watch() {
   if (!program_.settings.StayAwake || (held_ && TicksSince(now, lastFlow_) >= kHeldFor)) {
     End();
   } else if (flows && !held_) {
+    desktop->onSleep = [program = &program_](std::function<void()> done) {
+      program->platform.tasks.Spawn(SaveProgress(program, std::move(done)));
+    };
     held_ = Skip([&] { desktop->Hold(TextOf(program_, WebText::AwakeBecause)); });
   }
 }
 
 void StayAwake::End() {
-  if (std::exchange(held_, false)) program_.platform.inhibit->Release();
+  if (!std::exchange(held_, false)) return;
+  program_.platform.inhibit->Release();
+  program_.platform.inhibit->onSleep = {};
+}
+
+Task<> StayAwake::SaveProgress(Program* program, std::function<void()> done) {
+  std::vector<std::shared_ptr<Transfer>> transfers;
+  for (int i = 1; i <= program->DownloadCount; ++i) {
+    const std::shared_ptr<Transfer> transfer = program->TransferWindowAt(i);
+    if (!transfer || !program->Download(i).Active) continue;
+    Skip([&] { transfer->SaveProgress(); });
+    transfers.push_back(transfer);
+  }
+  Skip([&] { SaveList(*program); });
+  std::function<bool()> saved = [transfers = std::move(transfers)] {
+    return std::all_of(transfers.begin(), transfers.end(), [](const auto& one) { return one->IsProgressSaved(); });
+  };
+  co_await program->platform.tasks.Until(std::move(saved));
+  done();
 }
 
 }  // namespace pellora

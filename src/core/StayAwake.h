@@ -1,7 +1,11 @@
-// StayAwake: while bytes of downloads arrive, the desktop is asked not to suspend the computer.
+// StayAwake: while bytes of downloads arrive, the desktop is asked not to suspend the computer. If it is suspended all
+// the same, what has arrived is noted before: the battery may not last.
 #pragma once
 
 #include <cstdint>
+#include <functional>
+
+#include "async/Task.h"
 
 namespace pellora {
 
@@ -18,6 +22,8 @@ class StayAwake {
 
  private:
   bool BytesFlow();
+  // Calls `done` once the journal and the list say what is there.
+  static Task<> SaveProgress(Program* program, std::function<void()> done);
 
   Program& program_;
   std::uint64_t total_ = 0;     // session bytes at the last tick

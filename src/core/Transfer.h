@@ -25,6 +25,9 @@ class Transfer {
   // Milliseconds since the last byte on any of its connections, or since its start or resume. 0 once nothing more is
   // expected from the server.
   virtual std::uint32_t SilentFor() const = 0;
+  // Notes on the disk what has arrived, earlier than it would; and whether that is done.
+  virtual void SaveProgress() {}
+  virtual bool IsProgressSaved() const { return true; }
   virtual void ShowWindow() = 0;  // a window that has unloaded itself is not shown again
   virtual void HideWindow() = 0;
   virtual void UnloadWindow() = 0;  // closes its sockets and files; its slot is the caller's concern

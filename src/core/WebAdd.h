@@ -50,6 +50,8 @@ struct WebAdd {
   std::int64_t speedLimit = 0;    // bytes per second; 0: none
   std::optional<double> startAt;  // not before this date and time, in days like DateAdded
   bool quiet = false;             // added among many: no window opens by itself; in this run for either engine
+  // A Metalink names it: it is kept even if it is one, since two that name each other never end.
+  bool ofMetalink = false;
   // Only this of the archive at the address is fetched, and unpacked; null: the file as it is.
   std::shared_ptr<const Selection> selection;
   std::string archivePassword;  // kept in memory alone

@@ -243,6 +243,15 @@ enum class WebText : std::int16_t {
   SpeedLimitQuestion = 873,
   SpeedLimitTitle = 876,
 
+  // Names of controls that show a picture or nothing, for assistive technology and as tool tips.
+  ShowSidePane = 958,
+  ChooseFolder = 959,
+  SidePane = 960,
+  PlayMedia = 961,
+  StopMedia = 962,
+  Volume = 963,
+  DropBasket = 964,
+
   // An installed program, and the list.
   ListNotSaved = 973,
   UpdatedByPackages = 974,

@@ -25,14 +25,6 @@ std::string FolderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-void CreateFolders(const std::string& folder) {
-  for (std::string::size_type end = folder.find('/', 1);; end = folder.find('/', end + 1)) {
-    const std::string part = folder.substr(0, end);
-    if (mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) throw FileFailure(part, errno);
-    if (end == std::string::npos) return;
-  }
-}
-
 std::string ResolveLinks(const std::string& path) {
   const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
   return real ? std::string(real.get()) : path;
@@ -108,6 +100,14 @@ class Draft {
 
 }  // namespace
 
+void CreatePrivateFolders(const std::string& folder) {
+  for (std::string::size_type end = folder.find('/', 1);; end = folder.find('/', end + 1)) {
+    const std::string part = folder.substr(0, end);
+    if (mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) throw FileFailure(part, errno);
+    if (end == std::string::npos) return;
+  }
+}
+
 void RemoveFile(const std::string& path) {
   if (::unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR) throw FileFailure(path, errno);
 }
@@ -127,7 +127,7 @@ std::optional<std::string> ReadSmallFile(const std::string& path) {
 }
 
 void ReplaceFile(const std::string& path, std::string_view content, unsigned mode) {
-  CreateFolders(FolderOf(path));
+  CreatePrivateFolders(FolderOf(path));
   const std::string target = ResolveLinks(path);
   struct stat status {};
   const mode_t rights = stat(target.c_str(), &status) == 0 ? status.st_mode & 07777 : static_cast<mode_t>(mode);

@@ -17,6 +17,9 @@ void ReplaceFile(const std::string& path, std::string_view content, unsigned mod
 // ReplaceFile unless the file has that content already.
 void UpdateFile(const std::string& path, std::string_view content, unsigned mode);
 
+// Creates what is missing of the folder's path, with mode 0700. Failure(File).
+void CreatePrivateFolders(const std::string& folder);
+
 // Removes the file if there is one. Failure(File).
 void RemoveFile(const std::string& path);
 

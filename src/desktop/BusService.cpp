@@ -3,12 +3,15 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusMetaType>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
 #include <QDBusReply>
 #include <QDateTime>
 #include <cmath>
 #include <map>
 #include <utility>
 
+#include "desktop/ActivationToken.h"
 #include "desktop/DisplayText.h"
 #include "ports/EventLoop.h"
 
@@ -16,10 +19,8 @@ namespace pellora {
 
 namespace {
 
-// Desktops with focus stealing prevention raise a window only with the token of the user's click.
 void TakeActivationToken(const QVariantMap& platformData) {
-  const QString token = platformData.value(kTokenKey).toString();
-  if (!token.isEmpty()) qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+  SetActivationToken(platformData.value(kTokenKey).toString().toUtf8());
 }
 
 // Takes the value of one key into its member. False if the value has another type.
@@ -187,7 +188,7 @@ bool CallApplication(const QDBusConnection& bus, const char* method, QVariantLis
   QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kApplicationInterface, method);
   call.setAutoStartService(false);
   QVariantMap platformData;
-  const QByteArray token = qgetenv("XDG_ACTIVATION_TOKEN");
+  const QByteArray token = ActivationToken();
   if (!token.isEmpty()) platformData[kTokenKey] = QString::fromUtf8(token);
   arguments.append(platformData);
   call.setArguments(arguments);
@@ -209,15 +210,31 @@ bool BusService::Register(QDBusConnection bus) {
   bus_ = bus;
   callers_.setConnection(bus);
   callers_.setWatchMode(QDBusServiceWatcher::WatchForUnregistration);
-  connect(&callers_, &QDBusServiceWatcher::serviceUnregistered, this, [this](const QString& caller) {
-    callers_.removeWatchedService(caller);
-    events_.Post([gone = actions_.callerGone, name = caller.toStdString()] { gone(name); });
-  });
+  connect(&callers_, &QDBusServiceWatcher::serviceUnregistered, this, &BusService::CallerGone);
   // The object first: a call that started the program arrives as soon as the name is taken.
   if (!bus.registerObject(kBusPath, this, QDBusConnection::ExportAdaptors)) return false;
   const auto reply = bus.interface()->registerService(kBusName, QDBusConnectionInterface::DontQueueService,
                                                       QDBusConnectionInterface::DontAllowReplacement);
   return reply.isValid() && reply.value() == QDBusConnectionInterface::ServiceRegistered;
+}
+
+// It may be gone before the bus knows that it is watched: then the bus, asked after that, has no such name.
+void BusService::WatchCaller(const QString& caller) {
+  callers_.addWatchedService(caller);
+  QDBusMessage call = QDBusMessage::createMethodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                     "org.freedesktop.DBus", "NameHasOwner");
+  call << caller;
+  auto* const asked = new QDBusPendingCallWatcher(bus_.asyncCall(call), this);
+  connect(asked, &QDBusPendingCallWatcher::finished, this, [this, asked, caller] {
+    asked->deleteLater();
+    const QDBusPendingReply<bool> reply = *asked;
+    if (!reply.isError() && !reply.value()) CallerGone(caller);
+  });
+}
+
+void BusService::CallerGone(const QString& caller) {
+  if (!callers_.removeWatchedService(caller)) return;
+  events_.Post([gone = actions_.callerGone, name = caller.toStdString()] { gone(name); });
 }
 
 void BusService::MenuURL(const QString& url, const QString& refURL, const QString& cookie) {
@@ -276,7 +293,7 @@ void BusService::ListArchive(const QVariantMap& request, const QDBusMessage& cal
     bus_.send(call.createReply(Reason(refusal)));
     return;
   }
-  callers_.addWatchedService(call.service());
+  WatchCaller(call.service());
   order.caller = call.service().toStdString();
   const BusActions::Listed listed = [bus = bus_, call](const ListedArchive& archive) {
     const bool none = !archive.reason.empty();

@@ -90,6 +90,8 @@ class BusService final : public QObject {
 
  private:
   BusActions::Added ReplyWithIds(const QDBusMessage& call) const;
+  void WatchCaller(const QString& caller);
+  void CallerGone(const QString& caller);
   // Replies with the reason that `act` returns.
   void ReplyAfter(std::function<std::string()> act, const QDBusMessage& call);
   void Change(const std::function<std::string(const std::string&)>& change, const QString& id,

@@ -23,6 +23,7 @@ struct Service {
   const char* path;
   const char* interface;
   QVariantList (*arguments)(const QString& reason);
+  QVariantList (*otherwise)(const QString& reason);  // if those are refused; may be null
   const char* release;  // the method that takes the cookie back; null: the reply is a descriptor, to be closed
 };
 
@@ -35,16 +36,29 @@ QVariantList ForSession(const QString& reason) {
 QVariantList ForPower(const QString& reason) { return {QLatin1String(kName), reason}; }
 
 QVariantList ForLogin(const QString& reason) {
-  return {QStringLiteral("idle"), QLatin1String(kName), reason, QStringLiteral("block")};
+  return {QStringLiteral("sleep"), QLatin1String(kName), reason, QStringLiteral("block-weak")};
 }
 
+QVariantList ForOlderLogin(const QString& reason) {
+  return {QStringLiteral("sleep"), QLatin1String(kName), reason, QStringLiteral("block")};
+}
+
+QVariantList ForDelay(const QString& reason) {
+  return {QStringLiteral("sleep"), QLatin1String(kName), reason, QStringLiteral("delay")};
+}
+
+constexpr const char* kLogin = "org.freedesktop.login1";
+constexpr const char* kLoginPath = "/org/freedesktop/login1";
+constexpr const char* kLoginManager = "org.freedesktop.login1.Manager";
+
 constexpr Service kServices[] = {
-    {false, "org.gnome.SessionManager", "/org/gnome/SessionManager", "org.gnome.SessionManager", &ForSession,
+    {false, "org.gnome.SessionManager", "/org/gnome/SessionManager", "org.gnome.SessionManager", &ForSession, nullptr,
      "Uninhibit"},
     {false, "org.freedesktop.PowerManagement", "/org/freedesktop/PowerManagement/Inhibit",
-     "org.freedesktop.PowerManagement.Inhibit", &ForPower, "UnInhibit"},
-    {true, "org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager", &ForLogin, nullptr},
+     "org.freedesktop.PowerManagement.Inhibit", &ForPower, nullptr, "UnInhibit"},
+    {true, kLogin, kLoginPath, kLoginManager, &ForLogin, &ForOlderLogin, nullptr},
 };
+constexpr Service kDelay{true, kLogin, kLoginPath, kLoginManager, &ForDelay, nullptr, nullptr};
 
 }  // namespace
 
@@ -62,7 +76,7 @@ class Inhibitor final : public QObject {
   void Hold(const QString& reason) {
     held_ = true;
     reason_ = reason;
-    Ask();
+    Ask(service_.arguments, service_.otherwise);
   }
 
   void Release() {
@@ -82,18 +96,21 @@ class Inhibitor final : public QObject {
   void OwnerChanged(bool there) {
     ++asked_;
     given_ = {};  // what it gave was its predecessor's
-    if (there && held_) Ask();
+    if (there && held_) Ask(service_.arguments, service_.otherwise);
   }
 
-  void Ask() {
+  using Arguments = decltype(Service::arguments);
+  void Ask(Arguments arguments, Arguments otherwise) {
     if (!bus_.isConnected()) return;
     QDBusMessage call = Call("Inhibit");
-    call.setArguments(service_.arguments(reason_));
+    call.setArguments(arguments(reason_));
     auto* const pending = new QDBusPendingCallWatcher(bus_.asyncCall(call), this);
-    connect(pending, &QDBusPendingCallWatcher::finished, this, [this, pending, asked = ++asked_] {
+    connect(pending, &QDBusPendingCallWatcher::finished, this, [this, pending, otherwise, asked = ++asked_] {
       pending->deleteLater();
       const QDBusMessage reply = pending->reply();
-      if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) return;
+      const bool refused = reply.type() == QDBusMessage::ErrorMessage;
+      if (refused && otherwise != nullptr && asked == asked_) return Ask(otherwise, nullptr);
+      if (refused || reply.arguments().isEmpty()) return;
       if (asked == asked_) {
         given_ = reply.arguments().first();
       } else {
@@ -119,18 +136,37 @@ class Inhibitor final : public QObject {
   bool held_ = false;
 };
 
-DesktopInhibit::DesktopInhibit() = default;
+DesktopInhibit::DesktopInhibit(EventGate& gate) : gate_(gate) {}
 DesktopInhibit::~DesktopInhibit() { Release(); }
 
+void DesktopInhibit::MakeAll() {
+  for (const Service& service : kServices) all_.push_back(std::make_unique<Inhibitor>(service));
+  delay_ = std::make_unique<Inhibitor>(kDelay);
+  QDBusConnection::systemBus().connect(QLatin1String(kLogin), QLatin1String(kLoginPath), QLatin1String(kLoginManager),
+                                       QStringLiteral("PrepareForSleep"), this, SLOT(PrepareForSleep(bool)));
+}
+
 void DesktopInhibit::Hold(const std::string& reason) {
-  if (all_.empty()) {
-    for (const Service& service : kServices) all_.push_back(std::make_unique<Inhibitor>(service));
-  }
-  for (const auto& one : all_) one->Hold(WholeText(reason));
+  if (all_.empty()) MakeAll();
+  held_ = true;
+  reason_ = WholeText(reason);
+  for (const auto& one : all_) one->Hold(reason_);
+  delay_->Hold(reason_);
 }
 
 void DesktopInhibit::Release() {
+  held_ = false;
   for (const auto& one : all_) one->Release();
+  if (delay_) delay_->Release();
+}
+
+// It comes before the computer sleeps, and when it has woken up.
+void DesktopInhibit::PrepareForSleep(bool begins) {
+  if (!held_) return;
+  const bool waits = begins && onSleep;
+  if (!waits) delay_->Release();
+  if (!begins) delay_->Hold(reason_);
+  if (waits) gate_.Deliver([this] { onSleep([this] { delay_->Release(); }); });
 }
 
 }  // namespace pellora

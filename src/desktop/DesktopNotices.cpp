@@ -7,6 +7,7 @@
 #include <QVariantMap>
 #include <utility>
 
+#include "desktop/ActivationToken.h"
 #include "desktop/DisplayText.h"
 
 namespace pellora {
@@ -25,11 +26,20 @@ QDBusMessage CallOf(const char* method) {
 }  // namespace
 
 DesktopNotices::DesktopNotices(EventGate& gate, QDBusConnection bus, QString desktopId)
-    : gate_(gate), bus_(std::move(bus)), desktopId_(std::move(desktopId)) {
+    : gate_(gate),
+      bus_(std::move(bus)),
+      watcher_(QLatin1String(kService), bus_, QDBusServiceWatcher::WatchForOwnerChange),
+      desktopId_(std::move(desktopId)) {
+  // Another desktop reads other texts, and counts its messages anew.
+  connect(&watcher_, &QDBusServiceWatcher::serviceOwnerChanged, this, [this] {
+    readsMarkup_.reset();
+    open_.clear();
+  });
   const auto hear = [this](const char* signal, const char* slot) {
     bus_.connect(QLatin1String(kService), QLatin1String(kPath), QLatin1String(kService), QLatin1String(signal), this,
                  slot);
   };
+  hear("ActivationToken", SLOT(TokenGiven(quint32, QString)));
   hear("ActionInvoked", SLOT(Chosen(quint32, QString)));
   hear("NotificationClosed", SLOT(Closed(quint32, quint32)));
 }
@@ -49,14 +59,15 @@ void DesktopNotices::Show(const Notice& notice, Action chosen) {
 
 void DesktopNotices::Send(const Notice& notice, Action chosen) {
   QStringList buttons;
-  for (const Notice::Button& button : notice.buttons) buttons << WholeText(button.key) << WholeText(button.caption);
-  const QString text = WholeText(notice.text);
+  for (const Notice::Button& button : notice.buttons) buttons << WholeText(button.key) << DisplayLine(button.caption);
+  const QString text = DisplayMessage(notice.text);
   QVariantMap hints{{QStringLiteral("desktop-entry"), desktopId_},
-                    {QStringLiteral("category"), QStringLiteral("transfer.complete")}};
+                    {QStringLiteral("category"),
+                     notice.stopped ? QStringLiteral("transfer.error") : QStringLiteral("transfer.complete")}};
   constexpr quint32 kNew = 0;
   constexpr qint32 kAsUsual = -1;  // it is shown for as long as the desktop shows messages
   QDBusMessage call = CallOf("Notify");
-  call.setArguments({QStringLiteral("Pellora !"), kNew, desktopId_, WholeText(notice.title),
+  call.setArguments({QStringLiteral("Pellora !"), kNew, desktopId_, DisplayLine(notice.title),
                      *readsMarkup_ ? text.toHtmlEscaped() : text, buttons, hints, kAsUsual});
   auto* const shown = new QDBusPendingCallWatcher(bus_.asyncCall(call), this);
   connect(shown, &QDBusPendingCallWatcher::finished, this, [this, shown, chosen = std::move(chosen)] {
@@ -68,6 +79,11 @@ void DesktopNotices::Send(const Notice& notice, Action chosen) {
       open_.insert(reply.value(), chosen);
     }
   });
+}
+
+// Comes before the choice, for what the choice opens.
+void DesktopNotices::TokenGiven(quint32 id, const QString& token) {
+  if (open_.contains(id)) SetActivationToken(token.toUtf8());
 }
 
 // Messages of all programs are reported to all.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusServiceWatcher>
 #include <QHash>
 #include <QObject>
 #include <QString>
@@ -25,6 +26,7 @@ class DesktopNotices final : public QObject, public Notices {
   void ShowTaskbar(const TaskbarState& state) override;
 
  private slots:
+  void TokenGiven(quint32 id, const QString& token);
   void Chosen(quint32 id, const QString& key);
   void Closed(quint32 id, quint32 reason);
 
@@ -34,6 +36,7 @@ class DesktopNotices final : public QObject, public Notices {
 
   EventGate& gate_;
   QDBusConnection bus_;
+  QDBusServiceWatcher watcher_;
   const QString desktopId_;
   std::optional<bool> readsMarkup_;  // of the text; nothing: not asked yet
   QHash<quint32, Action> open_;      // by the desktop's numbers for them

@@ -13,6 +13,7 @@
 
 #include "core/Ascii.h"
 #include "core/Scheme.h"
+#include "desktop/ActivationToken.h"
 #include "desktop/FileFailure.h"
 #include "desktop/PosixFiles.h"
 #include "desktop/Spawn.h"
@@ -35,6 +36,12 @@ bool IsExecutable(const std::string& path) {
 
 }  // namespace
 
+// What opens the target also gets the token of the user's action, if there is one.
+void DesktopShell::Open(const std::string& target, const std::string& workingFolder) {
+  SpawnDetached(opener_, {target}, workingFolder);
+  DropActivationToken();
+}
+
 void DesktopShell::OpenPath(const std::string& path, const std::string& workingFolder) {
   // xdg-open takes an absolute path neither for an option nor for a URL.
   const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
@@ -43,12 +50,12 @@ void DesktopShell::OpenPath(const std::string& path, const std::string& workingF
   struct stat status {};
   if (stat(target.c_str(), &status) != 0) throw FileFailure(path, errno);
   if (S_ISREG(status.st_mode) && IsExecutable(target)) target.resize(std::max<std::size_t>(target.rfind('/'), 1));
-  SpawnDetached(opener_, {target}, workingFolder);
+  Open(target, workingFolder);
 }
 
 void DesktopShell::OpenUrl(const std::string& url) {
   const bool clean = std::none_of(url.begin(), url.end(), [](char c) { return (c >= 0 && c <= ' ') || c == 0x7f; });
-  if (IsOpenableUrl(url) && clean) SpawnDetached(opener_, {url}, "");
+  if (IsOpenableUrl(url) && clean) Open(url, "");
 }
 
 void DesktopShell::Start(const std::string& program, const std::vector<std::string>& arguments) {

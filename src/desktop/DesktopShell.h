@@ -16,6 +16,8 @@ class DesktopShell final : public Shell {
   void Start(const std::string& program, const std::vector<std::string>& arguments) override;
 
  private:
+  void Open(const std::string& target, const std::string& workingFolder);
+
   std::string opener_;
 };
 

@@ -3,9 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <iterator>
 #include <system_error>
 
 namespace pellora {
@@ -26,12 +28,17 @@ extern "C" void NoteSignal(int) {
   errno = before;
 }
 
-void Handle(void (*handler)(int)) {
+bool IsIgnored(int number) {
+  struct sigaction action {};
+  return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+void Handle(const std::vector<int>& numbers, void (*handler)(int)) {
   struct sigaction action {};
   action.sa_handler = handler;
   action.sa_flags = SA_RESTART;
   sigemptyset(&action.sa_mask);
-  for (const int number : kSignals) sigaction(number, &action, nullptr);
+  for (const int number : numbers) sigaction(number, &action, nullptr);
 }
 
 }  // namespace
@@ -46,11 +53,13 @@ EndSignals::EndSignals(std::function<void()> ended) {
     ended();
   });
   writeEnd = ends_[1];
-  Handle(NoteSignal);
+  std::copy_if(kSignals.begin(), kSignals.end(), std::back_inserter(handled_),
+               [](int number) { return !IsIgnored(number); });
+  Handle(handled_, NoteSignal);
 }
 
 EndSignals::~EndSignals() {
-  Handle(SIG_DFL);
+  Handle(handled_, SIG_DFL);
   writeEnd = -1;
   notifier_.reset();
   close(ends_[0]);

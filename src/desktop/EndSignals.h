@@ -1,10 +1,12 @@
-// EndSignals: delivers SIGTERM, SIGINT and SIGHUP as an event.
+// EndSignals: delivers SIGTERM, SIGINT and SIGHUP as an event. Those that are ignored when the program starts, as nohup
+// and the background of a shell have it, stay so.
 #pragma once
 
 #include <QSocketNotifier>
 #include <array>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace pellora {
 
@@ -17,6 +19,7 @@ class EndSignals {
   EndSignals& operator=(const EndSignals&) = delete;
 
  private:
+  std::vector<int> handled_;
   std::array<int, 2> ends_{};
   std::unique_ptr<QSocketNotifier> notifier_;
 };

@@ -30,6 +30,7 @@ class NoWindows final : public WindowSystem {
   std::unique_ptr<WindowView> NewView(Window&) override { return std::make_unique<NoView>(); }
   ScreenSize Screen() const override { return {}; }
   void PopUp(const std::vector<Menu*>&, const Menu&) override {}
+  void FollowScript(const std::string&) override {}
 
  private:
   class NoView final : public WindowView {

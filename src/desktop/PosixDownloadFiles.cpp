@@ -63,6 +63,7 @@ std::unique_ptr<DownloadFile> PosixDownloadFiles::Create(const std::string& path
   if (fd < 0) throw FileFailure(path, errno);
   auto file = std::make_unique<PosixFile>(path, fd);
   file->CloseToOthers();  // the umask may have taken even the user's rights
+  file->WriteBackEarly();
   if (!file->Lock()) return nullptr;
   return file;
 }
@@ -81,6 +82,7 @@ std::unique_ptr<DownloadFile> PosixDownloadFiles::Adopt(const std::string& path,
     throw;
   }
   if (!file || file->State().identity.inode != identity.inode || !file->Lock()) return nullptr;
+  file->WriteBackEarly();
   return file;
 }
 

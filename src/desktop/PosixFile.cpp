@@ -18,6 +18,8 @@ namespace pellora {
 
 namespace {
 
+constexpr std::size_t kWriteBack = std::size_t{8} << 20;
+
 off_t Position(const std::string& path, std::uint64_t offset, std::uint64_t length) {
   constexpr std::uint64_t kMaxOffset = std::numeric_limits<off_t>::max();
   if (offset > kMaxOffset || length > kMaxOffset - offset) throw FileFailure(path, EFBIG);
@@ -99,6 +101,7 @@ PosixFile::~PosixFile() { close(fd_); }
 
 void PosixFile::WriteAt(std::uint64_t offset, std::string_view bytes) {
   off_t at = Position(path_, offset, bytes.size());
+  const std::size_t all = bytes.size();
   while (!bytes.empty()) {
     const ssize_t count = pwrite(fd_, bytes.data(), bytes.size(), at);
     if (count < 0) {
@@ -109,6 +112,15 @@ void PosixFile::WriteAt(std::uint64_t offset, std::string_view bytes) {
     at += count;
     bytes.remove_prefix(static_cast<std::size_t>(count));
   }
+  if (writesBackEarly_) StartWriteBack(all);
+}
+
+// Failures show at the next flush.
+void PosixFile::StartWriteBack(std::size_t written) {
+  unstarted_ += written;
+  if (unstarted_ < kWriteBack) return;
+  unstarted_ = 0;
+  (void)sync_file_range(fd_, 0, 0, SYNC_FILE_RANGE_WRITE);
 }
 
 std::size_t PosixFile::ReadAt(std::uint64_t offset, std::span<char> buffer) {

@@ -41,16 +41,21 @@ class PosixFile final : public DownloadFile {
 
   // False if another program has it locked. The lock ends when the file is closed.
   bool Lock() const;
+  // From now on the disk is given what was written each few MiB, so that Flush has little left to wait for.
+  void WriteBackEarly() { writesBackEarly_ = true; }
   void CloseToOthers() const;
   void SetRights(mode_t mode) const;  // file systems without rights refuse; there the mount decides who may read
   struct stat Status() const;
 
  private:
   void FreeReservedBlocks() const;
+  void StartWriteBack(std::size_t written);
   void CheckFreeSpace(std::uint64_t size) const;
 
   std::string path_;
   int fd_;
+  bool writesBackEarly_ = false;
+  std::size_t unstarted_ = 0;  // bytes written since the last start
 };
 
 }  // namespace pellora

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "desktop/AtomicFile.h"
 #include "desktop/BusTypes.h"
 #include "desktop/XdgFolders.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 
@@ -26,12 +28,6 @@ std::string InstalledData(const std::string& program) {
   if (!program.ends_with(std::string("/") + PELLORA_INSTALLED_PROGRAM)) return {};
   const std::filesystem::path data = std::filesystem::path(program) / PELLORA_INSTALLED_DATA;
   return HasFile(data.string() + kEnglish) ? data.lexically_normal().string() : std::string();
-}
-
-void CreateFolderFor(const std::string& data) {
-  std::error_code ignored;
-  std::filesystem::create_directories(std::filesystem::path(data).parent_path(), ignored);
-  (void)::mkdir(data.c_str(), 0700);
 }
 
 }  // namespace
@@ -56,7 +52,7 @@ ProgramPlaces FindPlaces(const std::string& program, const std::string& dataHome
   found.listBeside = HasFile(program + kListName);
   found.listAtHome = HasFile(dataHome + "/pellora" + kListName);
   ProgramPlaces places = PlacesFor(found);
-  if (places.data != program) CreateFolderFor(places.data);
+  if (places.data != program) Skip([&] { CreatePrivateFolders(places.data); });
   return places;
 }
 

@@ -12,6 +12,7 @@
 #include <QStandardPaths>
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -23,6 +24,7 @@
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
 #include "core/Version.h"
+#include "desktop/ActivationToken.h"
 #include "desktop/BrowserManifests.h"
 #include "desktop/BusService.h"
 #include "desktop/DesktopInhibit.h"
@@ -53,6 +55,7 @@
 #include "desktop/SecretService.h"
 #include "desktop/SingleInstance.h"
 #include "desktop/Spawn.h"
+#include "desktop/StandardStreams.h"
 #include "desktop/SystemClock.h"
 #include "desktop/UnpackerProcess.h"
 #include "desktop/XdgAutoStart.h"
@@ -75,9 +78,12 @@ std::string StateFolder() {
   return state + "/pellora";
 }
 
+// Figures that change more often are too fast for the eye.
+constexpr std::chrono::milliseconds kDrawingPace{50};
+
 // The ports that need a display.
 struct Display {
-  explicit Display(EventGate& gate) : dialogs(gate), windows(gate, &memory), tray(windows, gate) {}
+  explicit Display(EventGate& gate) : dialogs(gate), windows(gate, &memory, kDrawingPace), tray(windows, gate) {}
 
   QtClipboard clipboard;
   QtDialogs dialogs;
@@ -132,7 +138,7 @@ struct Desktop {
                             QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString(),
                             registers};
   PreviewMedia media{gate, places.program + "/" + kPreviewProgram};
-  DesktopInhibit inhibit;
+  DesktopInhibit inhibit{gate};
   TaskLoop tasks{gate, events};
   Platform platform{gate,
                     events,
@@ -235,11 +241,15 @@ int RunSecondCopy(bool headless, const ProgramPlaces& places, const Wish& wish) 
     return 0;
   }
   if (!wish.IsEmpty()) return HandOver(bus, wish) ? 0 : 1;
+  // For the window of the first copy: Qt would use it up for the box.
+  const QByteArray token = ActivationToken();
+  DropActivationToken();
   Desktop desktop(false, places);
   const char* const text =
       RunningCopyIsHeadless(bus) ? "Pellora runs already, without windows. \"pelloractl quit\" ends it." : "found";
-  desktop.events.Post([&desktop, &bus, text] {
+  desktop.events.Post([&desktop, &bus, &token, text] {
     desktop.platform.dialogs.Ask({text, kProgramName, kOkOnly}, [&](int) {
+      SetActivationToken(token);
       RaiseRunningCopy(bus);
       desktop.machine.End(0);
     });
@@ -387,6 +397,7 @@ std::unique_ptr<QCoreApplication> NewApplication(int& argc, char** argv, bool he
 }  // namespace pellora
 
 int main(int argc, char** argv) {
+  pellora::OpenMissingStreams();
   if (argc == 2 && std::string_view(argv[1]) == "--help") {
     std::fputs(pellora::kUsage, stdout);
     return 0;

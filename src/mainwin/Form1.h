@@ -8,6 +8,7 @@
 #include "mainwin/AddFields.h"
 #include "ui/Controls.h"
 #include "ui/Window.h"
+#include "ui/Words.h"
 
 namespace pellora {
 
@@ -44,6 +45,7 @@ class Form1 final : public Window {
   CheckBox Check2{this, "Check2", "Begin on (date, time) :", 926};
   TextBox Text10{this, "Text10"};
   CommandButton Command5{this, "Command5", "Look &Inside...", 993};
+  Words FolderWords{this, "FolderWords", "Choose a folder", 959};
   Label Label10{this, "Label10"};  // the room that is free in the folder
   Label Label9{this, "Label9"};    // what the download would meet: a name that is taken, or itself in the list
 

@@ -35,6 +35,7 @@
 #include "ui/LinkLabel.h"
 #include "ui/MediaSurface.h"
 #include "ui/Window.h"
+#include "ui/Words.h"
 
 namespace pellora {
 
@@ -117,7 +118,7 @@ class MainWindow final : public Window, public Lists, public DropTarget {
                     {"PauseAll", "Pause All", 105},
                     {"ResumeDownloads", "Resume All", 106},
                     {"Quit", "Quit", 108},
-                    {"Browser", ""}}};
+                    {"Browser", "", -107}}};
   // Hidden strip of buttons; the index is the action's number.
   ControlArray<CommandButton> Command1{this,
                                        "Command1",
@@ -179,6 +180,12 @@ class MainWindow final : public Window, public Lists, public DropTarget {
       "InfoCaption",
       {{"Filename", 200}, {"Size", 201}, {"URL", 202}, {"Saved to :", 0}, {"Date", 203}, {kSpeedCaption, 0}}};
   ControlArray<Label> Info{this, "Info", 6};
+
+  Words PaneSwitchWords{this, "PaneSwitchWords", "Show or hide the side pane", 958};
+  Words PaneWords{this, "PaneWords", "Side pane", 960};
+  Words PlayWords{this, "PlayWords", "Play", 961};
+  Words StopWords{this, "StopWords", "Stop", 962};
+  Words VolumeWords{this, "VolumeWords", "Volume", 963};
 
   StatusBar StatusBar1{
       this, "StatusBar1", {"Pellora! Loaded.", "Speed : 0 kb/s", "Total Downloaded : 0kb", "CAPS", "NUM", "INS"}};

@@ -11,6 +11,7 @@
 #include "core/WebAddress.h"
 #include "mainwin/MainWindow.h"
 #include "ports/Clock.h"
+#include "ports/Failure.h"
 #include "ports/Platform.h"
 
 namespace pellora {
@@ -58,7 +59,8 @@ void ShowItsWindow(Program& program, std::int16_t index, bool quiet) {
 
 }  // namespace
 
-Task<> TakeOver(Program* program, MainWindow* window, ScriptedAdd wanted, std::function<void(const AddOutcome&)> done) {
+Task<> TakeOver(Program* program, MainWindow* window, Undecided* undecided, ScriptedAdd wanted,
+                std::function<void(const AddOutcome&)> done) {
   AddOutcome outcome{0, FaultOf(*program, wanted)};
   const bool quiet = std::exchange(wanted.quiet, true);  // no window of what is given back
   wanted.fromBrowser = true;
@@ -69,12 +71,14 @@ Task<> TakeOver(Program* program, MainWindow* window, ScriptedAdd wanted, std::f
     co_return;
   }
   const std::uint32_t serial = program->Serial(index);
+  undecided->insert(serial);
   const std::uint32_t began = program->platform.clock.TickCount();
   std::function<bool()> over = [program, index, serial, began] {
     return !program->Holds(index, serial) || HasAnswer(*program, index) || HasStopped(*program, index) ||
            program->platform.clock.TickCount() - began >= kPatience;
   };
   co_await program->platform.tasks.Until(std::move(over));
+  undecided->erase(serial);
   if (!program->Holds(index, serial)) {
     outcome = {0, "It was removed from the list."};
   } else if (HasAnswer(*program, index)) {
@@ -84,6 +88,13 @@ Task<> TakeOver(Program* program, MainWindow* window, ScriptedAdd wanted, std::f
     window->RemoveRecord(index);
   }
   done(outcome);
+}
+
+void RemoveUndecided(const Program& program, MainWindow& window, const Undecided& undecided) {
+  if (undecided.empty()) return;
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    if (undecided.contains(program.Serial(i))) Skip([&] { window.RemoveRecord(static_cast<std::int16_t>(i)); });
+  }
 }
 
 }  // namespace pellora

@@ -17,6 +17,7 @@
 #include "ports/Files.h"
 #include "ui/Controls.h"
 #include "ui/Window.h"
+#include "ui/Words.h"
 
 namespace pellora {
 
@@ -48,6 +49,7 @@ class options final : public Window {
   Label Label1{this, "Label1", "Temporary Segmented Files path :", 609};
   TextBox Text1{this, "Text1"};  // the temporary folder
   CommandButton Browse1{this, "Browse1", "..."};
+  Words FolderWords{this, "FolderWords", "Choose a folder", 959};
 
   // Page 2.
   Frame Frame2{this, "Frame2", "Connection settings", 614};

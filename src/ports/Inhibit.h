@@ -2,6 +2,7 @@
 // screen may go dark.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace pellora {
@@ -14,6 +15,10 @@ class Inhibit {
   virtual void Hold(const std::string& reason) = 0;
   // Nothing without a Hold.
   virtual void Release() = 0;
+
+  // The computer is about to sleep all the same, while it is held; may be empty. The sleep waits, some seconds at most,
+  // until `done` is called.
+  std::function<void(std::function<void()> done)> onSleep;
 };
 
 }  // namespace pellora

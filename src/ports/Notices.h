@@ -18,6 +18,7 @@ struct Notice {
   std::string title;  // plain text, like all of it
   std::string text;   // lines apart by "\n"
   std::vector<Button> buttons;
+  bool stopped = false;  // it names a download that has stopped by itself
 };
 
 struct TaskbarState {

@@ -47,6 +47,18 @@ QJsonObject JsonOf(const ArchiveRow& row) {
           {"remark", TextOrNull(row.remark)}};
 }
 
-QByteArray JsonLine(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact); }
+// Only strings can hold such a character.
+QByteArray JsonLine(const QJsonObject& object) {
+  const QString plain = QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+  QString line;
+  for (const QChar character : plain) {
+    if (IsUnprintable(character)) {
+      line += QStringLiteral("\\u%1").arg(uint{character.unicode()}, 4, 16, QLatin1Char('0'));
+    } else {
+      line += character;
+    }
+  }
+  return line.toUtf8();
+}
 
 }  // namespace pellora

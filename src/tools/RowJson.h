@@ -1,5 +1,6 @@
 // RowJson: what pelloractl prints with --json: one JSON object (RFC 8259) a line, in UTF-8, with every control
-// character in strings escaped, so that each line is an object and each object a line.
+// character in strings, and what changes the writing direction, escaped, so that each line is an object and each object
+// a line.
 #pragma once
 
 #include <QByteArray>

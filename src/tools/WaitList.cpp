@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/WebAddress.h"
+#include "desktop/Directions.h"
 
 namespace pellora {
 
@@ -96,9 +97,14 @@ bool IsNamed(const DownloadRow& row, const QString& idOrUrl) {
   return row.url == QString::fromStdString(WithoutPassword(idOrUrl.toStdString()));
 }
 
+bool IsUnprintable(QChar character) {
+  return character.category() == QChar::Other_Control || character == QChar::LineSeparator ||
+         character == QChar::ParagraphSeparator || ChangesDirection(character.unicode());
+}
+
 QString Printable(QString text) {
   for (QChar& character : text) {
-    if (character.category() == QChar::Other_Control) character = QChar::ReplacementCharacter;
+    if (IsUnprintable(character)) character = QChar::ReplacementCharacter;
   }
   return text;
 }

@@ -50,7 +50,10 @@ class WaitList {
 // True if the download has this id, or was added as this URL: the list has those of the web engine without passwords.
 bool IsNamed(const DownloadRow& row, const QString& idOrUrl);
 
-// In one line, and without what a terminal takes for orders: names and addresses come from servers.
+// What a terminal takes for orders, line ends, and what changes the writing direction.
+bool IsUnprintable(QChar character);
+
+// In one line, and without any of these: names and addresses come from servers.
 QString Printable(QString text);
 
 // "name: 42.0%, 420000 of 1000000 bytes, active"; a finished download shows its saved path.

@@ -31,6 +31,8 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   void PauseDownload() override { engine_->PauseDownload(); }
   Task<> ResumeDownload() override;
   std::uint32_t SilentFor() const override { return engine_->SilentFor(); }
+  void SaveProgress() override { engine_->SaveProgress(); }
+  bool IsProgressSaved() const override { return engine_->IsProgressSaved(); }
   void ShowWindow() override;
   void HideWindow() override;
   void UnloadWindow() override { engine_->Retire(); }

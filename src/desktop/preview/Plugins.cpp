@@ -122,6 +122,7 @@ std::string PreparePlugins(const std::string& cacheFolder) {
 int ListPlugins(const std::string& cacheFolder) {
   alarm(kTimeoutSeconds);
   const std::string list = UseList(cacheFolder);
+  umask(S_IRWXG | S_IRWXO);  // the list says which libraries are loaded
   std::error_code failed;
   std::filesystem::create_directories(cacheFolder, failed);
   if (failed || !StartMediaLibrary()) return EXIT_FAILURE;

@@ -3,6 +3,7 @@
 import glob
 import json
 import os
+import threading
 import time
 import unittest
 
@@ -192,6 +193,29 @@ class InFirefox(TakeOver, WithFirefox):
                            "the permission")
         self.browser.click_on("#above")
         self.browser.keys(BACKSPACE, BACKSPACE, "1", TAB)
+
+    def test_download_that_the_user_cancels_meanwhile_is_not_begun_again(self):
+        self.switch_on()
+        asked, cancelled = threading.Event(), threading.Event()
+
+        def refuses(path):
+            if len(self.site.requests_for(path)) != 2:  # Pellora's
+                return False
+            asked.set()
+            return cancelled.wait(15)
+        self.site.refuses = refuses
+        self.go("/free")
+        self.click_page()
+        self.assertTrue(asked.wait(20))
+        time.sleep(1)
+        self.browser.go(self.browser.url_of("options.html"))
+        self.browser.in_page("chrome.downloads.search({}).then((all) => chrome.downloads.cancel(all[0].id)), true")
+        time.sleep(1)
+        cancelled.set()
+        harness.wait_until(lambda: self.session.companion.downloads() == [], 20, "Pellora to give it back")
+        time.sleep(5)
+        self.assertEqual(len(self.site.requests_for("/free.zip")), 2)
+        self.assertEqual(self.browsers_files(), [])
 
 
 if __name__ == "__main__":

@@ -66,6 +66,32 @@ def check_versions(checks, packages):
                 "\n".join(wrong))
 
 
+def check_completions(checks, unpacked):
+    """Each command and each option of the help texts is known to all shells."""
+    shells = {name: os.path.join(unpacked, "usr/share", path) for name, path in (
+        ("bash", "bash-completion/completions/%s"), ("zsh", "zsh/vendor-completions/_%s"),
+        ("fish", "fish/vendor_completions.d/%s.fish"))}
+
+    def help_of(program, *command):
+        return output_of(os.path.join(unpacked, "usr/lib/pellora", program), *command, "--help")[1]
+
+    def options_in(text):
+        return re.findall(r"^ +(?:-\w, )?--([a-z-]+)", text, re.MULTILINE)
+
+    commands = re.findall(r"^  ([a-z]+)  ", help_of("pelloractl").split("\n\n")[1], re.MULTILINE)
+    words = {"pellora": options_in(help_of("Pellora")), "pelloractl": list(commands)}
+    for command in commands:
+        words["pelloractl"] += options_in(help_of("pelloractl", command))
+    lacking = []
+    for program, wanted in words.items():
+        for shell, path in shells.items():
+            known = re.findall(r"[a-z-]+", text_of(path % program))
+            lacking += ["%s: %s %s" % (shell, program, word) for word in sorted(set(wanted))
+                        if not {word, "--" + word} & set(known)]
+    checks.note(len(words["pelloractl"]) > 20 and not lacking, "completion knows every command and option",
+                "\n".join(lacking) or "no help texts")
+
+
 def check_contents(checks, packages, folder, optimised):
     # Without optimisation no function is fortified, and the reason for one program without is not needed.
     suppressed = [] if optimised else ["--suppress-tags", "hardening-no-fortify-functions,unused-override"]
@@ -79,6 +105,11 @@ def check_contents(checks, packages, folder, optimised):
                        os.path.join(unpacked, "usr/lib/pellora"))
     else:
         print("left out: hardening of the packaged programs: %s is not optimised" % BUILD)
+    manuals = os.listdir(os.path.join(unpacked, "usr/share/man/man1"))
+    lacking = [name for name in os.listdir(os.path.join(unpacked, "usr/lib/pellora"))
+               if name.lower() + ".1.gz" not in manuals]
+    checks.note(not lacking, "every program has a manual page", "\n".join(lacking))
+    check_completions(checks, unpacked)
     texts = os.path.join(unpacked, "usr/share/pellora/languages")
     checks.note("english.txt" in os.listdir(texts), "the languages are there")
     code, text = output_of("systemd-analyze", "--user", "verify",

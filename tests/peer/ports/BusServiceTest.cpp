@@ -127,20 +127,37 @@ TEST_F(BusServiceTest, ListsTheTimeOfTheZoneWhereItIsKnown) {
   EXPECT_EQ(listed[0].time, QDateTime::fromSecsSinceEpoch(1'700'000'000).toString("yyyy-MM-dd HH:mm:ss"));
 }
 
+void AskForArchive(QDBusConnection& bus) {
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "ListArchive");
+  call << QVariantMap{{kUrlKey, "http://a/1.zip"}};
+  bus.asyncCall(call);
+}
+
 TEST_F(BusServiceTest, SaysThatTheCallerOfAListHasGone) {
   StartService();
   std::string caller;
   {
     QDBusConnection own = QDBusConnection::connectToBus(address, "gone");
     caller = own.baseService().toStdString();
-    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "ListArchive");
-    call << QVariantMap{{kUrlKey, "http://a/1.zip"}};
-    own.asyncCall(call);
+    AskForArchive(own);
     ASSERT_TRUE(RunUntil([&] { return orders.size() == 1; }));
     EXPECT_EQ(orders[0].caller, caller);
   }
   QDBusConnection::disconnectFromBus("gone");
   EXPECT_TRUE(RunUntil([&] { return calls.back() == "gone " + caller; }));
+}
+
+TEST_F(BusServiceTest, SaysThatTheCallerOfAListHadGoneBeforeItsCallArrived) {
+  StartService();
+  std::string caller;
+  {
+    QDBusConnection own = QDBusConnection::connectToBus(address, "gone");
+    caller = own.baseService().toStdString();
+    AskForArchive(own);
+    EXPECT_TRUE(own.interface()->isServiceRegistered(kBusName).value());  // so the bus has the call as well
+  }
+  QDBusConnection::disconnectFromBus("gone");
+  EXPECT_TRUE(RunUntil([&] { return !calls.empty() && calls.back() == "gone " + caller; }));
 }
 
 TEST_F(BusServiceTest, KnowsThatTheRunningCopyHasNoWindows) {
@@ -203,6 +220,22 @@ TEST_F(BusServiceTest, SecondInstanceHandsItsArgumentsToTheFirst) {
   EXPECT_TRUE(handed.get());
   ASSERT_TRUE(RunUntil([&] { return calls.size() == 3; }));
   EXPECT_EQ(calls, (std::vector<std::string>{"open http://h/a", "open /home/u/b.meta4", "add-url"}));
+}
+
+TEST_F(BusServiceTest, TakesATokenOfADesktopButNoLongText) {
+  StartService();
+  const QDBusConnection bus = Bus();
+  const auto tokenAfter = [&](const QVariant& token) {
+    QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kApplicationInterface, "Activate");
+    call << QVariantMap{{kTokenKey, token}};
+    QDBusPendingCall pending = bus.asyncCall(call);
+    EXPECT_TRUE(RunUntil([&] { return pending.isFinished(); }));
+    return qgetenv("XDG_ACTIVATION_TOKEN");
+  };
+  EXPECT_EQ(tokenAfter("abc_TIME7"), "abc_TIME7");
+  EXPECT_EQ(tokenAfter(QString(200'000, 'x')), "abc_TIME7");
+  EXPECT_EQ(tokenAfter(QVariantList{1}), "abc_TIME7");
+  qunsetenv("XDG_ACTIVATION_TOKEN");
 }
 
 TEST_F(BusServiceTest, DoesNotRunWithoutABus) {

@@ -80,10 +80,15 @@ TEST_F(FoundOnDisk, AnInstalledProgramIsRecognisedUnderAnyPrefix) {
 
 TEST_F(FoundOnDisk, TheFolderOfTheDataIsCreatedForTheUserAlone) {
   Put(MakeFolder("share/pellora/languages") + "/english.txt", "0=x\n");
-  (void)FindPlaces(MakeFolder("lib/pellora"), data);
-  struct stat status {};
-  ASSERT_EQ(::stat((data + "/pellora").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777U, 0700U);
+  const std::string program = MakeFolder("lib/pellora");
+  const mode_t before = umask(0);
+  (void)FindPlaces(program, root.Path("local/share"));
+  umask(before);
+  for (const char* const made : {"local", "local/share", "local/share/pellora"}) {
+    struct stat status {};
+    ASSERT_EQ(::stat(root.Path(made).c_str(), &status), 0) << made;
+    EXPECT_EQ(status.st_mode & 0777U, 0700U) << made;
+  }
 }
 
 TEST_F(FoundOnDisk, AWritableCopyLeavesTheHomeAlone) {

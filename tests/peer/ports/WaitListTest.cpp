@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include "tools/RowJson.h"
 #include "tools/WaitList.h"
 
 namespace pellora {
@@ -54,6 +58,23 @@ TEST(WaitList, LetsNoNameControlTheTerminal) {
     for (const QChar character : line) EXPECT_NE(character.category(), QChar::Other_Control) << line.toStdString();
   }
   EXPECT_EQ(Printable(row.name).size(), row.name.size());
+}
+
+TEST(WaitList, LetsNoNameChangeTheWritingDirectionOfTheTerminal) {
+  DownloadRow row = Row(1, "http://a/1", "finished");
+  row.name = QString::fromUtf8("holiday\u202egpj.exe \u2066\u2069 \u2028\u05d0");
+  WaitList waits(QList<DownloadRow>{row});
+  EXPECT_TRUE(
+      ProgressLine(waits.Items()[0]).startsWith(QString::fromUtf8("holiday\ufffdgpj.exe \ufffd\ufffd \ufffd\u05d0")))
+      << ProgressLine(waits.Items()[0]).toStdString();
+}
+
+TEST(WaitList, EscapesTheSameInJson) {
+  DownloadRow row = Row(1, "http://a/1", "finished");
+  row.name = QString::fromUtf8("a\u202eb\xc2\x9b\u2028\x7f\u05d0\u00e9\n\"");
+  const QByteArray line = JsonLine(JsonOf(row));
+  EXPECT_TRUE(line.contains("\"a\\u202eb\\u009b\\u2028\\u007f\xd7\x90\xc3\xa9\\n\\\"\"")) << line.toStdString();
+  EXPECT_EQ(QJsonDocument::fromJson(line).object().value("name").toString(), row.name);
 }
 
 TEST(WaitList, GivesTheReasonOfAFailure) {

@@ -58,7 +58,7 @@ def measure_places():
             window = looking.raise_window(MAIN)
             left, top, _, _ = session.stage.x.place(window)
             places = []
-            for name in ("Current downloads", "Finished files"):
+            for name in ("Current Downloads :", "Finished files :"):
                 shown = looking.steady("tree", name, MAIN)
                 places.append((shown.left - left + 60, shown.top - top + 32))
             return places

@@ -15,6 +15,7 @@ TIMEOUT = 120  # seconds
 NO_AUTO_START = MessageFlag.no_auto_start
 MEMBER = HeaderFields.member
 SIGNATURES = {str: "s", int: "u"}
+UNKNOWN_METHOD = "org.freedesktop.DBus.Error.UnknownMethod"
 
 
 class Bus:
@@ -81,7 +82,7 @@ class Peer(Bus):
 
     def serve(self, methods):
         """Answers calls: `methods` maps (interface, method) to a function of (sender, arguments) that returns a signature
-        and its values."""
+        and its values, or the name of an error."""
         calls = self.router.filter(MatchRule(type="method_call"), bufsize=0).queue
         threading.Thread(target=self._answer, args=(calls, methods), daemon=True).start()
 
@@ -90,10 +91,11 @@ class Peer(Bus):
             call = calls.get()
             fields = call.header.fields
             method = methods.get((fields.get(HeaderFields.interface), fields[HeaderFields.member]))
-            if method is None:
-                reply = new_error(call, "org.freedesktop.DBus.Error.UnknownMethod")
+            answer = method(fields[HeaderFields.sender], call.body) if method else UNKNOWN_METHOD
+            if isinstance(answer, str):
+                reply = new_error(call, answer)
             else:
-                signature, values = method(fields[HeaderFields.sender], call.body)
+                signature, values = answer
                 reply = new_method_return(call, signature or None, values)
             try:
                 self.connection.send(reply)

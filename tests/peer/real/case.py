@@ -106,12 +106,13 @@ class Case(unittest.TestCase):
         owner.stdin.close()
         return owner
 
-    def catch_opened_files(self):
-        """Replaces the desktop's opener by one that only records its arguments."""
+    def catch_opened_files(self, before=None):
+        """Replaces the desktop's opener by one that only records its arguments, or one of them after other text."""
         folder = os.path.join(self.session.root, "bin")
         os.mkdir(folder)
         self.opened_log = os.path.join(self.session.root, "opened")
-        harness.write_script(os.path.join(folder, "xdg-open"), "printf '%%s\\n' \"$@\" >>%s" % self.opened_log)
+        words = '"%s $1"' % before if before else '"$@"'
+        harness.write_script(os.path.join(folder, "xdg-open"), "printf '%%s\\n' %s >>%s" % (words, self.opened_log))
         self.session.env["PATH"] = folder + ":" + self.session.env["PATH"]
 
     def opened(self):

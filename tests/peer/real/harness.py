@@ -112,7 +112,8 @@ class Stage:
         self.processes = []
         atexit.register(self.close)
         display, number = start_with_answer(
-            ["Xvfb", "-displayfd", "{fd}", "-screen", "0", screen + "x24", "-nolisten", "tcp"], self.log)
+            ["setpriv", "--pdeathsig", "TERM",  # it ends with the tests, however they end
+             "Xvfb", "-displayfd", "{fd}", "-screen", "0", screen + "x24", "-nolisten", "tcp"], self.log)
         self.processes.append(display)
         self.display = ":" + number
         self.env = dict(os.environ, DISPLAY=self.display)

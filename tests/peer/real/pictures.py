@@ -122,7 +122,7 @@ class Album:
         self.session.stage.x.configure(main, x=20, y=20)
         self.take("main", main)
         self.draw_menus()
-        self.screen.click("push button", "Show or hide the side pane", MAIN)
+        self.screen.click("push button", self.text(958), MAIN)
         self.screen.click("table cell", "report-2026.pdf", MAIN)
         self.screen.click("page tab", self.text(251), MAIN)
         self.take("main-pane", main)

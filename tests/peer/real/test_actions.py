@@ -269,13 +269,13 @@ class MainWindow(Base):
 
     def test_side_pane_folds(self):
         pane = "Show or hide the side pane"
-        folded = self.screen.wait("tree", "Finished files", MAIN).width
+        folded = self.screen.wait("tree", "Finished files :", MAIN).width
         self.screen.click("push button", pane, MAIN)
         self.screen.wait("page tab", "Preview", MAIN)
         self.screen.wait("page tab", "Infos", MAIN)
 
         def width():
-            return self.screen.wait("tree", "Finished files", MAIN).width
+            return self.screen.wait("tree", "Finished files :", MAIN).width
         harness.wait_until(lambda: width() < folded - 200, 10, "a narrower list")
         self.screen.click("push button", pane, MAIN)
         self.screen.wait_gone("page tab", "Preview", MAIN)

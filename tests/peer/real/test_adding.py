@@ -36,14 +36,14 @@ class Adding(Case):
         """Opens the add dialog and pastes into it in place of what it offers."""
         self.copy("\n".join(lines).encode())
         self.session.choose("alt+f", "a")
-        self.screen.wait("text", "URL of the file to download", DIALOG)
+        self.screen.wait("text", DIALOG, DIALOG)
         self.session.press(self.session.window(DIALOG), "ctrl+a", "ctrl+v")
         if len(lines) == 1:
-            harness.wait_until(lambda: self.screen.wait("text", "URL of the file to download", DIALOG).text == lines[0],
+            harness.wait_until(lambda: self.screen.wait("text", DIALOG, DIALOG).text == lines[0],
                                20, "the pasted address")
 
     def type_into(self, field, text):
-        role = "password text" if field == "Password" else "text"
+        role = "password text" if field == "Password :" else "text"
 
         def has(state):
             return state in self.screen.wait(role, field, DIALOG).states
@@ -59,7 +59,7 @@ class Adding(Case):
 
     def unfold(self):
         self.check("More")
-        self.screen.steady("text", "File name", DIALOG)
+        self.screen.steady("text", "File name :", DIALOG)
 
     def finished(self, count):
         def there():
@@ -72,10 +72,10 @@ class Adding(Case):
         os.mkdir(folder)
         self.paste(self.url("private/a.bin"))
         self.unfold()
-        self.type_into("Folder", folder)
-        self.type_into("File name", "mine.bin")
-        self.type_into("User name", "joe")
-        self.type_into("Password", "s3cret")
+        self.type_into("Folder :", folder)
+        self.type_into("File name :", "mine.bin")
+        self.type_into("User name :", "joe")
+        self.type_into("Password :", "s3cret")
         self.session.save_screenshot("adding-fold")
         self.screen.click("push button", "Download Now !", DIALOG)
         [download] = self.finished(1)
@@ -93,7 +93,7 @@ class Adding(Case):
     def test_bad_field_is_reported_and_the_dialog_stays(self):
         self.paste(self.url("a.bin"))
         self.unfold()
-        self.type_into("Checksum", "123")
+        self.type_into("Checksum :", "123")
         self.screen.click("push button", "Download Now !", DIALOG)
         message = self.session.window("Pellora !", True)
         self.session.save_screenshot("adding-bad-checksum")
@@ -138,12 +138,33 @@ class Adding(Case):
         self.session.close_window(self.session.window(LIST))
         self.assertEqual(self.session.companion.downloads(), [])
 
+    def start_again(self, *arguments):
+        self.session.arguments = list(arguments)
+        again = self.session.launch()
+        self.addCleanup(harness.end_process, again)
+        self.assertEqual(again.wait(20), 0)
+
+    def test_file_that_the_desktop_opens_is_listed_by_the_copy_that_runs(self):
+        with open(os.path.join(self.session.home, "my list.txt"), "w", encoding="utf-8") as f:
+            f.write("%s\n%s\n" % (self.url("a.bin"), self.url("b.bin")))
+        for argument in ("file://%s" % f.name.replace(" ", "%20"), "my list.txt"):
+            with self.subTest(argument):
+                self.start_again(argument)
+                self.screen.wait("label", "Chosen: 2, together 585.9 kb", LIST)
+                self.session.close_window(self.session.window(LIST))
+        self.assertEqual(self.session.companion.downloads(), [])
+
+    def test_action_of_the_desktop_entry_asks_for_an_address(self):
+        self.start_again("--add-url")
+        self.session.window(DIALOG)
+
     def test_begins_later_and_not_before(self):
         self.paste(self.url("a.bin"))
         self.unfold()
         self.check("Begin on (date, time) :")
         moment = time.time() + 20
-        self.type_into("Begin on", time.strftime("%Y-%m-%d %H:%M:%S", time.localtime(moment)))
+        self.type_into("Begin on (date, time) :",
+                       time.strftime("%Y-%m-%d %H:%M:%S", time.localtime(moment)))
         self.session.save_screenshot("adding-later")
         self.screen.click("push button", "Download Now !", DIALOG)
         self.wait_state(self.url("a.bin"), "queued")

@@ -107,6 +107,34 @@ class SmallScreens(Base):
         self.check_all()
 
 
+class Names(Base):
+    NAMED = ("push button", "check box", "radio button", "text", "password text", "combo box", "tree", "table", "slider",
+             "page tab", "page tab list", "progress bar")
+
+    def nameless(self, window):
+        return [e for e in self.screen.elements(window) if e.role in self.NAMED and "FOCUSABLE" in e.states and not e.name]
+
+    def test_every_control_has_a_german_name_on_every_page(self):
+        self.open(Language="german")
+        self.screen.click("push button", "Seitenleiste ein- oder ausblenden", MAIN)
+        for name in ("Abspielen", "Stoppen"):
+            self.screen.wait("push button", name, MAIN)
+        self.screen.wait("slider", "Lautst\u00e4rke", MAIN)
+        self.assertEqual(self.nameless(MAIN), [])
+        self.screen.click("push button", "Optionen", MAIN)
+        options = "Pellora !   Optionen"
+        self.screen.wait("push button", "Ordner ausw\u00e4hlen Standardordner f\u00fcr Downloads", options)
+        pages = [e.name for e in self.screen.elements(options) if e.role == "page tab"]
+        self.assertEqual(len(pages), 5)
+        seen = set()
+        for page in pages:
+            self.screen.click("page tab", page, options)
+            time.sleep(1)  # tabs do not report which one is chosen
+            self.assertEqual(self.nameless(options), [], page)
+            seen.add(frozenset(e.name for e in self.screen.elements(options) if e.role == "label"))
+        self.assertEqual(len(seen), 5)
+
+
 class Windows(Base):
     def test_the_menu_of_finished_files_clears_nothing_from_empty_ground(self):
         self.open()
@@ -148,7 +176,8 @@ class Windows(Base):
         self.origin.serve_file("/" + name.encode().decode("latin-1"), 20000)
         url = self.origin.url("/" + name)
         self.session.menu_url(url)
-        self.session.companion.wait_finished([url], 30)
+        downloads = self.session.companion.downloads  # whose URL is printed without that character
+        harness.wait_until(lambda: [each.finished for each in downloads()] == [True], 30, "the finished file")
         self.screen.wait("table cell", "holiday\ufffdgpj.exe", MAIN)
         self.assertTrue(self.session.window("holiday\ufffdgpj.exe"))
         self.assertTrue(os.path.exists(os.path.join(self.session.downloads, name)))

@@ -14,8 +14,8 @@ VERSION = "Pellora v5.2"
 TOOLBAR = "Add, start, pause and delete downloads, or change the settings."
 VERSION_LINK = ("label", "Auto update Pellora")
 HINTS = [
-    (("tree", "Current downloads"), "Double click on file to start download or see download details."),
-    (("tree", "Finished files"), "Double click to open the file"),
+    (("tree", "Current Downloads :"), "Double click on file to start download or see download details."),
+    (("tree", "Finished files :"), "Double click to open the file"),
     (("push button", "Play"), "Play the selected file."),
     (("push button", "Stop"), "Stop the playback of the media file"),
     (("filler", "Preview"), "Preview window, click on a media file to preview it."),
@@ -94,7 +94,7 @@ class Mouse(Base):
 
 class Sizes(Base):
     def heights(self):
-        return [self.screen.steady("tree", name, MAIN).height for name in ("Current downloads", "Finished files")]
+        return [self.screen.steady("tree", name, MAIN).height for name in ("Current Downloads :", "Finished files :")]
 
     def test_only_the_finished_list_grows_with_the_window(self):
         current, finished = self.heights()
@@ -115,7 +115,7 @@ class Sizes(Base):
         self.assertEqual(self.heights(), before)
         # The pane of the designed size holds all of it.
         self.assertEqual([e for e in self.screen.elements(MAIN) if e.role == "scroll bar"], [])
-        pane = self.screen.wait("filler", "Details", MAIN)
+        pane = self.screen.wait("filler", "Infos", MAIN)
         last = self.screen.wait("label", "Average speed :", MAIN)
         self.assertLess(last.top + 2 * last.height, pane.top + pane.height)
 

@@ -5,6 +5,7 @@ import base64
 import json
 import os
 import pty
+import signal
 import subprocess
 import sys
 import termios
@@ -527,6 +528,30 @@ class Headless(Case):
         self.saved(url)
         self.assertEqual(self.companion.run("open").returncode, 1)
         self.assertEqual(self.companion.run("quit").returncode, 0)
+
+    def test_warnings_reach_no_file_without_standard_streams(self):
+        self.session.prefix = ("sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh")
+        self.start()
+        streams = [os.readlink("/proc/%d/fd/%d" % (self.session.process.pid, stream)) for stream in range(3)]
+        self.assertEqual(streams, ["/dev/null"] * 3)
+        self.session.menu_url("gopher://127.0.0.1/x")  # refused on standard error
+        self.fetch(self.serve("/a.bin"))
+        self.quit()
+
+    def test_hangup_that_nohup_ignores_ends_nothing(self):
+        self.session.prefix = ("nohup",)
+        self.start()
+        self.session.process.send_signal(signal.SIGHUP)
+        self.fetch(self.serve("/a.bin"))
+        self.assertIsNone(self.session.process.poll())
+        self.session.process.send_signal(signal.SIGTERM)
+        self.assertEqual(self.session.process.wait(20), 0)
+
+    def test_hangup_ends_it_like_a_request_to_quit(self):
+        self.start()
+        self.fetch(self.serve("/a.bin"))
+        self.session.process.send_signal(signal.SIGHUP)
+        self.assertEqual(self.session.process.wait(20), 0)
 
     def test_second_start_says_that_there_are_no_windows(self):
         self.start()

@@ -190,6 +190,20 @@ TEST_F(WebTakeOver, IsRefusedIfTheUserRemovesItMeanwhile) {
   run.ExpectGivenBack("It was removed from the list.");
 }
 
+TEST_F(WebTakeOver, IsNotInTheListAfterAQuitThatLeavesItToTheBrowser) {
+  Run run;
+  run.origin.Always({.dropInHeader = 0, .thinkTime = 60'000});
+  run.Add("https://o.example/listed.bin");
+  run.HandOver();
+  run.sim.RunFor(10'000);  // the list is saved every five seconds
+  EXPECT_EQ(run.app.List().size(), 2U);
+  run.sim.Do([&] { run.app.SaveAndQuit(); });
+  EXPECT_TRUE(run.sim.Ended());
+  Run next(SimOptions{.disk = run.sim.disk().TakeState()});
+  ASSERT_EQ(next.app.List().size(), 1U);
+  EXPECT_EQ(next.app.List().front().url, "https://o.example/listed.bin");
+}
+
 TEST_F(WebTakeOver, ShowsItsWindowOnlyWhenItIsTaken) {
   Run run;
   run.program().ShowTransferWindow = true;

@@ -44,6 +44,7 @@ TEST_F(Notes, NameAFinishedDownloadAndOpenIt) {
   ASSERT_EQ(Shown().size(), 1U);
   EXPECT_EQ(Shown()[0].title, "Download finished");
   EXPECT_EQ(Shown()[0].text, "a.bin");
+  EXPECT_FALSE(Shown()[0].stopped);
   ASSERT_EQ(Shown()[0].buttons.size(), 2U);
   EXPECT_EQ(Shown()[0].buttons[0].caption, "Open");
   EXPECT_EQ(Shown()[0].buttons[1].caption, "Open Folder");
@@ -76,6 +77,7 @@ TEST_F(Notes, OfFiveSecondsAreOne) {
   ASSERT_EQ(Shown().size(), 1U);
   EXPECT_EQ(Shown()[0].title, "2 downloads finished, Download stopped");
   EXPECT_EQ(Shown()[0].text, "a\nb: The server does not have the file.\nc");
+  EXPECT_TRUE(Shown()[0].stopped);
   ASSERT_EQ(Shown()[0].buttons.size(), 1U);
   Choose(Shown()[0].buttons[0].key);
   EXPECT_EQ(sim.shell().opened, (Opened{{"/d", "/d"}}));

@@ -411,16 +411,20 @@ TEST_F(AcceptOptions, RelabelsEveryWindowAtOnce) {
   EXPECT_EQ(Row(window().ListView2, 2)->subItems[0], "2 KB");
 }
 
-TEST_F(AcceptOptions, TakesToolbarToolTipsThirtyNumbersLater) {
+TEST_F(AcceptOptions, TakesToolbarToolTipsThirtyNumbersLaterAndThatOfAButtonWithoutACaptionFromItsOwn) {
   Open();
   Choose("Deutsch");
   Accepts();
+  int withoutCaption = 0;
   for (const ControlPart& button : window().Toolbar1.Buttons()) {
     if (button.number == 0) continue;
-    EXPECT_EQ(button.caption, Text(button.number)) << button.key;
-    EXPECT_EQ(button.toolTip, Text(button.number + 30)) << button.key;
+    const bool hasCaption = button.number > 0;
+    withoutCaption += hasCaption ? 0 : 1;
+    EXPECT_EQ(button.caption, hasCaption ? Text(button.number) : "") << button.key;
+    EXPECT_EQ(button.toolTip, Text(hasCaption ? button.number + 30 : -button.number)) << button.key;
     EXPECT_NE(button.toolTip, "") << button.key;
   }
+  EXPECT_EQ(withoutCaption, 1);
 }
 
 TEST_F(AcceptOptions, ReloadsAnUnchangedLanguage) {

@@ -439,6 +439,17 @@ TEST_F(ListElsewhere, BeginsAsACopyOfTheListAndJournalBesideTheProgram) {
   EXPECT_FALSE(disk.IsOpenToOthers("/data/Pellora.dat"));
 }
 
+TEST_F(ListElsewhere, BeginsWithTheSelectionsThatTheJournalNames) {
+  Put(List());
+  for (const char* name : {"", ".3", ".3.2", ".new-abcdef.draft"}) {
+    disk.Put(std::string("/prog/Pellora.fetch") + name, std::string("content") + name);
+  }
+  AdoptList(program);
+  EXPECT_EQ(disk.Get("/data/Pellora.fetch.3"), "content.3");
+  EXPECT_EQ(disk.Get("/data/Pellora.fetch.3.2"), "content.3.2");
+  EXPECT_FALSE(disk.Has("/data/Pellora.fetch.new-abcdef.draft"));
+}
+
 TEST_F(ListElsewhere, IsNotReplacedByTheOneBesideTheProgram) {
   Put(List());
   disk.Put("/data/Pellora.dat", test::EncodedList({DownloadRecord{}}));
