@@ -161,15 +161,23 @@ async function downloadBegun(item) {
   } catch (error) {
     return;  // it is complete
   }
+  const paused = await isPaused(item.id);
   let taken = false;
   try {
     taken = await handOver(begun);
   } finally {
-    await (taken ? drop(item.id, begun.url) : giveBack(item.id, begun.url));
+    await (taken ? drop(item.id, begun.url) : giveBack(item.id, begun.url, paused));
   }
 }
 
-async function giveBack(id, url) {
+// False of one that was paused before any byte had come, too: that one cannot resume.
+async function isPaused(id) {
+  const [item] = await chrome.downloads.search({id}).catch(() => []);
+  return item !== undefined && item.paused;
+}
+
+async function giveBack(id, url, wasPaused) {
+  if (wasPaused && !(await isPaused(id))) return;  // the user has cancelled it, or resumed it already
   try {
     await chrome.downloads.resume(id);
   } catch (error) {

@@ -13,11 +13,10 @@ install(FILES ${shared}/completions/pelloractl.bash RENAME pelloractl
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 install(FILES ${shared}/completions/pellora.bash RENAME pellora
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-install(FILES ${shared}/completions/_pelloractl ${shared}/completions/_pellora
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 install(FILES ${shared}/completions/pelloractl.fish ${shared}/completions/pellora.fish
         DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 install(FILES docs/man/pellora.1 docs/man/pelloractl.1 docs/man/pellora-browser-host.1 docs/man/pellora-preview.1
+              docs/man/pellora-unpack.1
         DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 # What names the prefix or lies outside of it is written when the prefix is known.

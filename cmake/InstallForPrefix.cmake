@@ -12,6 +12,15 @@ file(MAKE_DIRECTORY "${root}${PELLORA_BIN}")
 file(CREATE_LINK "${from_bin}/Pellora" "${root}${PELLORA_BIN}/pellora" SYMBOLIC)
 file(CREATE_LINK "${from_bin}/pelloractl" "${root}${PELLORA_BIN}/pelloractl" SYMBOLIC)
 
+# Debian's zsh has a separate folder for the completions of packages.
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND EXISTS "/etc/debian_version")
+  set(zsh_folder "vendor-completions")
+else()
+  set(zsh_folder "site-functions")
+endif()
+file(INSTALL "${PELLORA_TEMPLATES}/completions/_pellora" "${PELLORA_TEMPLATES}/completions/_pelloractl"
+     DESTINATION "${PELLORA_SHARE}/zsh/${zsh_folder}")
+
 function(pellora_install_template name target)
   configure_file("${PELLORA_TEMPLATES}/${name}" "${root}${target}" @ONLY
                  FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
