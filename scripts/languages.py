@@ -28,7 +28,7 @@ GLUED = {401: ("\u00a0", "a file name follows: it must end in a no-break space (
 # Captions whose controls do not grow with the text, and the number of characters that fit.
 CAPTIONS = (*range(110, 122), *range(200, 208), *range(270, 290), *range(405, 408), *range(500, 517), *range(600, 649),
             *range(669, 705), *range(786, 793), *range(800, 808), *range(867, 871), 872, 873, 874, 876,
-            *range(877, 883), 900, 902, 903, 917, 918, 919, *range(922, 927), *range(938, 945), 949, 950, *range(952, 957), *range(958, 965),
+            *range(877, 883), 900, 902, 903, 917, 918, 919, *range(922, 927), *range(938, 945), 949, 950, *range(952, 957), *range(958, 967),
             987, 993, 1001, *range(1011, 1018))
 LENGTHS = {**dict.fromkeys(range(LAST + 1), 400),  # messages and tool tips
            **dict.fromkeys(CAPTIONS, 72),

@@ -250,6 +250,8 @@ constexpr std::array kEnglish = {
     English{WebText::StopMedia, "Stop"},
     English{WebText::Volume, "Volume"},
     English{WebText::DropBasket, "Download basket"},
+    English{WebText::Ascending, "ascending"},
+    English{WebText::Descending, "descending"},
     English{WebText::ListNotSaved,
             "The list of downloads cannot be saved: what changes in it now is lost when Pellora ends."},
     English{WebText::UpdatedByPackages, "Pellora was installed as a package: the package manager updates it."},

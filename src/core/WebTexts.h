@@ -251,6 +251,8 @@ enum class WebText : std::int16_t {
   StopMedia = 962,
   Volume = 963,
   DropBasket = 964,
+  Ascending = 965,  // how a list is sorted
+  Descending = 966,
 
   // An installed program, and the list.
   ListNotSaved = 973,

@@ -61,6 +61,7 @@
 #include "desktop/XdgAutoStart.h"
 #include "desktop/preview/Protocol.h"
 #include "desktop/unpack/Protocol.h"
+#include "desktop/views/ProgramStyle.h"
 #include "desktop/views/QtDialogs.h"
 #include "desktop/views/QtTray.h"
 #include "desktop/views/QtWindowSystem.h"
@@ -387,6 +388,7 @@ std::unique_ptr<QCoreApplication> NewApplication(int& argc, char** argv, bool he
   auto application = std::make_unique<QApplication>(argc, argv);
   QGuiApplication::setDesktopFileName(kDesktopId);
   QApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setStyle(new ProgramStyle);  // owned by the application
   QPixmap icon;
   icon.loadFromData(ProgramIconFile(64));
   QApplication::setWindowIcon(icon);

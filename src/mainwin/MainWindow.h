@@ -186,6 +186,8 @@ class MainWindow final : public Window, public Lists, public DropTarget {
   Words PlayWords{this, "PlayWords", "Play", 961};
   Words StopWords{this, "StopWords", "Stop", 962};
   Words VolumeWords{this, "VolumeWords", "Volume", 963};
+  Words AscendingWords{this, "AscendingWords", "ascending", 965};
+  Words DescendingWords{this, "DescendingWords", "descending", 966};
 
   StatusBar StatusBar1{
       this, "StatusBar1", {"Pellora! Loaded.", "Speed : 0 kb/s", "Total Downloaded : 0kb", "CAPS", "NUM", "INS"}};

@@ -9,6 +9,7 @@
 
 #include "ui/Controls.h"
 #include "ui/Window.h"
+#include "ui/Words.h"
 
 namespace pellora {
 
@@ -37,6 +38,8 @@ class ViewerFace : public Window {
   CommandButton Command1{this, "Command1", "Extract ALL"};
   CommandButton Command2{this, "Command2", "Extract SELECTED"};
   CommandButton Command3{this, "Command3", "Download classic"};
+  Words AscendingWords{this, "AscendingWords", "ascending", 965};
+  Words DescendingWords{this, "DescendingWords", "descending", 966};
 
  protected:
   ViewerFace(Platform& platform, std::string typeName);

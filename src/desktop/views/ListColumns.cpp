@@ -14,6 +14,7 @@
 
 #include "async/EventGate.h"
 #include "desktop/views/Bindings.h"
+#include "desktop/views/ColumnHeader.h"
 #include "desktop/views/ViewMemory.h"
 #include "ui/Controls.h"
 
@@ -65,15 +66,17 @@ std::string Written(const std::optional<ColumnOrder>& order) {
 }  // namespace
 
 ListColumns::ListColumns(ListView& control, QTreeView& view, BindingContext& context)
-    : QObject(context.receiver), control_(control), view_(view), context_(context) {
-  QHeaderView& header = *view.header();
+    : QObject(context.receiver), control_(control), view_(view), header_(*new ColumnHeader(view)), context_(context) {
+  ColumnHeader& header = header_;
   header.setStretchLastSection(true);
   header.setHighlightSections(false);
+  header.installEventFilter(this);
   header.viewport()->installEventFilter(this);
   view.viewport()->installEventFilter(this);
   connect(&header, &QHeaderView::sectionMoved, this, [this] {
     if (!moving_) Remember();
   });
+  connect(&header, &ColumnHeader::SizedByKey, this, &ListColumns::TakeUserWidths);
   if (control.OnColumnClick) {
     header.setSectionsClickable(true);
     connect(&header, &QHeaderView::sectionClicked, this, [&control](int column) { control.ClickColumn(column); });
@@ -104,7 +107,7 @@ bool ListColumns::eventFilter(QObject* watched, QEvent* event) {
       return false;
     case QEvent::ContextMenu:
       if (watched == view_.viewport()) return false;
-      OpenMenu(static_cast<QContextMenuEvent*>(event)->globalPos());
+      OpenMenu(PlaceOfMenu(*static_cast<QContextMenuEvent*>(event)));
       return true;
     default:
       return false;
@@ -112,11 +115,11 @@ bool ListColumns::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void ListColumns::Fit() {
-  const auto count = static_cast<std::size_t>(view_.header()->count());
+  const auto count = static_cast<std::size_t>(header_.count());
   if (count == 0 || view_.viewport()->width() <= 0) return;
   if (!std::exchange(restored_, true)) Restore();
   if (userWidths_.size() == count) {
-    for (std::size_t at = 0; at < count; ++at) view_.header()->resizeSection(static_cast<int>(at), userWidths_[at]);
+    for (std::size_t at = 0; at < count; ++at) header_.resizeSection(static_cast<int>(at), userWidths_[at]);
   } else {
     Divide();
   }
@@ -126,17 +129,16 @@ void ListColumns::Fit() {
 std::vector<int> ListColumns::Minimums() const {
   const QStringList samples = view_.property("columnSamples").toStringList();
   std::vector<int> minimums;
-  for (int at = 0; at < view_.header()->count(); ++at) {
+  for (int at = 0; at < header_.count(); ++at) {
     const QString sample = at < samples.size() ? samples[at] : QString();
-    minimums.push_back(
-        std::max(view_.header()->sectionSizeHint(at), view_.fontMetrics().horizontalAdvance(sample) + 14));
+    minimums.push_back(std::max(header_.sectionSizeHint(at), view_.fontMetrics().horizontalAdvance(sample) + 14));
   }
   return minimums;
 }
 
 // By the control's shares; none becomes narrower than its heading or its sample text.
 void ListColumns::Divide() {
-  QHeaderView& header = *view_.header();
+  ColumnHeader& header = header_;
   const auto& columns = control_.Columns();
   const int count = std::min(header.count(), static_cast<int>(columns.size()));
   const std::vector<int> minimums = Minimums();
@@ -180,13 +182,13 @@ void ListColumns::Divide() {
 
 std::vector<int> ListColumns::Widths() const {
   std::vector<int> widths;
-  for (int at = 0; at < view_.header()->count(); ++at) widths.push_back(view_.header()->sectionSize(at));
+  for (int at = 0; at < header_.count(); ++at) widths.push_back(header_.sectionSize(at));
   return widths;
 }
 
 void ListColumns::Restore() {
   if (context_.memory == nullptr) return;
-  QHeaderView& header = *view_.header();
+  ColumnHeader& header = header_;
   const std::vector<KeptColumn> kept = Read(context_.memory->Get(Key(kColumns)).value_or(""), header.count());
   if (kept.empty()) return;
   moving_ = true;
@@ -208,7 +210,7 @@ void ListColumns::RestoreOrder() {
 
 void ListColumns::ShowOrder() {
   if (!control_.OnColumnClick) return;
-  QHeaderView& header = *view_.header();
+  ColumnHeader& header = header_;
   const std::optional<ColumnOrder>& order = control_.Arrangement().Order();
   if (order != rememberedOrder_) {
     rememberedOrder_ = order;
@@ -220,13 +222,14 @@ void ListColumns::ShowOrder() {
   } else if (control_.Sorted()) {
     header.setSortIndicator(control_.SortKey(), control_.SortsDescending() ? Qt::DescendingOrder : Qt::AscendingOrder);
   }
+  header.FollowOrder();
 }
 
 // The last column has the room that the others leave.
 void ListColumns::TakeUserWidths() {
   std::vector<int> widths = Widths();
   if (widths.size() != fitted_.size()) return;
-  const int last = view_.header()->logicalIndex(view_.header()->count() - 1);
+  const int last = header_.logicalIndex(header_.count() - 1);
   bool sized = false;
   for (std::size_t at = 0; at < widths.size(); ++at) {
     sized = sized || (static_cast<int>(at) != last && widths[at] != fitted_[at]);
@@ -239,7 +242,7 @@ void ListColumns::TakeUserWidths() {
 
 void ListColumns::Remember() {
   if (context_.memory == nullptr) return;
-  const QHeaderView& header = *view_.header();
+  const ColumnHeader& header = header_;
   QStringList parts;
   for (int place = 0; place < header.count(); ++place) {
     const int column = header.logicalIndex(place);
@@ -247,6 +250,13 @@ void ListColumns::Remember() {
     parts.append(QStringLiteral("%1:%2").arg(column).arg(width));
   }
   context_.memory->Set(Key(kColumns), parts.join(u' ').toStdString());
+}
+
+// The menu key opens it below the heading that is chosen.
+QPoint ListColumns::PlaceOfMenu(const QContextMenuEvent& event) const {
+  if (event.reason() != QContextMenuEvent::Keyboard) return event.globalPos();
+  const QRect heading = header_.PlaceOf(header_.Chosen()) & header_.viewport()->rect();
+  return header_.viewport()->mapToGlobal(heading.bottomLeft());
 }
 
 void ListColumns::OpenMenu(const QPoint& place) {
@@ -257,7 +267,7 @@ void ListColumns::OpenMenu(const QPoint& place) {
 }
 
 void ListColumns::MakeOriginal() {
-  QHeaderView& header = *view_.header();
+  ColumnHeader& header = header_;
   moving_ = true;
   for (int at = 0; at < header.count(); ++at) header.moveSection(header.visualIndex(at), at);
   moving_ = false;

@@ -11,10 +11,12 @@
 
 #include "ui/RowArrangement.h"
 
+class QContextMenuEvent;
 class QTreeView;
 
 namespace pellora {
 
+class ColumnHeader;
 class ListView;
 struct BindingContext;
 
@@ -41,12 +43,14 @@ class ListColumns : public QObject {
   void RestoreOrder();
   void TakeUserWidths();
   void Remember();
+  QPoint PlaceOfMenu(const QContextMenuEvent& event) const;
   void OpenMenu(const QPoint& place);
   void MakeOriginal();
   std::string Key(const char* what) const;
 
   ListView& control_;
   QTreeView& view_;
+  ColumnHeader& header_;  // owned by the view
   BindingContext& context_;
   std::optional<ColumnOrder> rememberedOrder_;
   std::vector<int> fitted_;      // widths as last set here

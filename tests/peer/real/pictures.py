@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Takes the documentation's screenshots of the real program: one sheet of all windows and menus for each of two
-languages, light and dark.
+languages, light and dark, and of each a pair of windows.
 
     pictures.py FOLDER [--language english|german] [--theme light|dark] [--scale 1.5]
 
@@ -16,6 +16,7 @@ import origin
 from harness import MAIN
 from screen import Screen
 
+GROUND = "#8a9099"
 DARK = {
     "View": ("34,36,40", "228,230,234"), "Window": ("43,45,49", "228,230,234"), "Button": ("53,56,61", "228,230,234"),
     "Selection": ("47,127,214", "255,255,255"), "Tooltip": ("34,36,40", "228,230,234"),
@@ -170,8 +171,18 @@ class Album:
             harness.wait_until(lambda: not self.session.dialogs(), 10, "the box to close")
 
     def sheet(self, path):
-        self.run("montage", *self.taken, "-background", "#8a9099", "-geometry", "+8+8", "-tile", "3x", path)
-        self.run("convert", path, "+dither", "-colors", "220", "-strip", path)
+        self.run("montage", *self.taken, "-background", GROUND, "-geometry", "+8+8", "-tile", "3x", path)
+        self.shrink(path)
+
+    def pair(self, path):
+        """The main window, and a transfer window over its lower right corner."""
+        main, transfer = (os.path.join(self.folder, name + ".png") for name in ("main", "transfer-long"))
+        self.run("convert", "-size", "1040x900", "xc:" + GROUND, main, "-geometry", "+20+20", "-composite",
+                 transfer, "-gravity", "SouthEast", "-geometry", "+20+20", "-composite", path)
+        self.shrink(path)
+
+    def shrink(self, path):
+        self.run("convert", path, "+dither", "-colors", "220", "-strip", "PNG8:" + path)
 
 
 def main():
@@ -190,6 +201,7 @@ def main():
             try:
                 album.draw()
                 album.sheet(folder + ".png")
+                album.pair(folder + "-pair.png")
             finally:
                 album.close()
 

@@ -103,6 +103,22 @@ class Arrange(Case):
         self.assertLessEqual(max(abs(a - b) for a, b in zip(after, before)), 2, (before, after))
         self.stop()
 
+    def test_keys_sort_by_a_heading(self):
+        self.start_with_screen()
+        for path in ("/pear.bin", "/apple.bin"):
+            self.fetch(self.serve(path))
+        self.hide_transfers()
+        self.x.activate(self.session.window(harness.MAIN, dialog=False))
+        def top(name):
+            return self.screen.wait("table cell", name, harness.MAIN).middle[1]
+        self.assertLess(top("pear.bin"), top("apple.bin"))
+        self.screen.click("table cell", "pear.bin", harness.MAIN)
+        self.screen.keys("Tab", "space")
+        harness.wait_until(lambda: top("apple.bin") < top("pear.bin"), 10, "ascending names")
+        self.screen.keys("space")
+        harness.wait_until(lambda: top("pear.bin") < top("apple.bin"), 10, "descending names")
+        self.stop()
+
     def test_the_filter_hides_rows_until_escape(self):
         self.start_with_screen()
         for path in ("/apple.bin", "/pear.bin"):

@@ -1,6 +1,7 @@
 // What the user arranges in the windows: columns, order, filter, places; and what of it is remembered.
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QAction>
 #include <QContextMenuEvent>
 #include <QHeaderView>
@@ -94,6 +95,11 @@ class ArrangeView : public testing::Test {
       QTest::mouseMove(header.viewport(), edge + QPoint(by, 0));
       QTest::mouseRelease(header.viewport(), Qt::LeftButton, {}, edge + QPoint(by, 0));
     });
+  }
+  // A key at the headings of the upper list, which get the focus for it.
+  void PressAtHeadings(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+    list->header()->setFocus();
+    Press(*list->header(), key, modifiers);
   }
   std::string Kept(const std::string& key) { return memory.Get(key).value_or(""); }
 
@@ -227,6 +233,173 @@ TEST_F(ArrangeView, MenuOfTheHeadingsRestoresTheColumnsOfItsList) {
   EXPECT_EQ(Shown(*list), (QStringList{"c.zip", "a.zip", "b.zip"}));
   EXPECT_EQ(Kept("MainWindow.ListView1.columns"), "");
   EXPECT_EQ(Kept("MainWindow.ListView1.order"), "");
+}
+
+TEST_F(ArrangeView, HeadingsAreReachedByTheTabKeyAfterTheirList) {
+  Run();
+  for (QTreeView* const view : {list, finished}) {
+    view->setFocus();
+    Press(*view, Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), view->header());
+    Press(*view->header(), Qt::Key_Down);
+    EXPECT_EQ(QApplication::focusWidget(), view);
+  }
+  ClickHeading(0);
+  EXPECT_EQ(QApplication::focusWidget(), list);
+}
+
+TEST_F(ArrangeView, KeysSortByTheChosenHeading) {
+  Run();
+  PressAtHeadings(Qt::Key_Space);
+  EXPECT_EQ(Shown(*list), (QStringList{"a.zip", "b.zip", "c.zip"}));
+  PressAtHeadings(Qt::Key_Right);
+  PressAtHeadings(Qt::Key_Right);
+  PressAtHeadings(Qt::Key_Return);
+  EXPECT_EQ(list->header()->sortIndicatorSection(), 2);
+  EXPECT_EQ(Shown(*list), (QStringList{"c.zip", "b.zip", "a.zip"}));
+  PressAtHeadings(Qt::Key_Enter, Qt::KeypadModifier);
+  EXPECT_EQ(Shown(*list), (QStringList{"a.zip", "b.zip", "c.zip"}));
+  PressAtHeadings(Qt::Key_End);
+  PressAtHeadings(Qt::Key_Right);  // there is no more
+  PressAtHeadings(Qt::Key_Space);
+  EXPECT_EQ(list->header()->sortIndicatorSection(), 5);
+  PressAtHeadings(Qt::Key_Home);
+  PressAtHeadings(Qt::Key_Left);
+  PressAtHeadings(Qt::Key_Space);
+  EXPECT_EQ(list->header()->sortIndicatorSection(), 0);
+  EXPECT_TRUE(list->header()->hasFocus());
+}
+
+TEST_F(ArrangeView, KeysSizeAColumnAndItIsRemembered) {
+  Run();
+  const QHeaderView* header = list->header();
+  const int first = header->sectionSize(0);
+  const int second = header->sectionSize(1);
+  PressAtHeadings(Qt::Key_Right);
+  for (int times = 0; times < 3; ++times) PressAtHeadings(Qt::Key_Right, Qt::AltModifier);
+  PressAtHeadings(Qt::Key_Left, Qt::AltModifier);
+  EXPECT_EQ(header->sectionSize(0), first);
+  EXPECT_EQ(header->sectionSize(1), second + 20);
+  form->resize(form->width() + 100, form->height());
+  Stage::Settle();
+  EXPECT_EQ(header->sectionSize(1), second + 20);
+  RunAgain();
+  EXPECT_EQ(list->header()->sectionSize(1), second + 20);
+  for (int times = 0; times < 100; ++times) PressAtHeadings(Qt::Key_Left, Qt::AltModifier);
+  EXPECT_EQ(list->header()->sectionSize(0), list->header()->minimumSectionSize());
+}
+
+TEST_F(ArrangeView, KeysMoveAColumnAndItIsRemembered) {
+  Run();
+  PressAtHeadings(Qt::Key_Left, Qt::ControlModifier);  // there is no more room
+  EXPECT_EQ(Kept("MainWindow.ListView1.columns"), "");
+  PressAtHeadings(Qt::Key_Right, Qt::ControlModifier);
+  PressAtHeadings(Qt::Key_Right, Qt::ControlModifier);
+  EXPECT_EQ(list->header()->visualIndex(0), 2);
+  EXPECT_EQ(list->header()->visualIndex(1), 0);
+  PressAtHeadings(Qt::Key_Space);  // still by the same column
+  EXPECT_EQ(list->header()->sortIndicatorSection(), 0);
+  RunAgain();
+  EXPECT_EQ(list->header()->visualIndex(0), 2);
+  for (int times = 0; times < 9; ++times) PressAtHeadings(Qt::Key_Right, Qt::ControlModifier);
+  EXPECT_EQ(list->header()->visualIndex(1), 5);
+}
+
+TEST_F(ArrangeView, ChosenHeadingIsScrolledIntoView) {
+  Run();
+  for (int times = 0; times < 80; ++times) PressAtHeadings(Qt::Key_Right, Qt::AltModifier);
+  PressAtHeadings(Qt::Key_End);
+  const QHeaderView& header = *list->header();
+  const int end = header.sectionViewportPosition(5) + header.sectionSize(5);
+  EXPECT_LE(end, header.viewport()->width());
+  PressAtHeadings(Qt::Key_Home);
+  EXPECT_EQ(header.sectionViewportPosition(0), 0);
+}
+
+TEST_F(ArrangeView, ArrowsAtTheHeadingsFollowTheEyeFromRightToLeft) {
+  Run();
+  QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+  PressAtHeadings(Qt::Key_Left);
+  PressAtHeadings(Qt::Key_Space);
+  EXPECT_EQ(list->header()->sortIndicatorSection(), 1);
+  PressAtHeadings(Qt::Key_Left, Qt::ControlModifier);
+  EXPECT_EQ(list->header()->visualIndex(1), 2);
+  QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+}
+
+TEST_F(ArrangeView, MenuKeyAtTheHeadingsOpensTheirMenu) {
+  Run();
+  const int before = list->header()->sectionSize(0);
+  list->setCurrentIndex(list->model()->index(0, 0));
+  PressAtHeadings(Qt::Key_Right, Qt::AltModifier);
+  QContextMenuEvent key(QContextMenuEvent::Keyboard, QPoint(), QPoint());
+  QApplication::sendEvent(list->header(), &key);
+  auto* const menu = stage->Find<QMenu>(stage->Main(), "headings");
+  ASSERT_TRUE(menu->isVisible());
+  EXPECT_FALSE(stage->Find<QMenu>(stage->Main(), "popup")->isVisible());
+  const QPoint corner = list->header()->mapFromGlobal(menu->pos());
+  EXPECT_NEAR(corner.y(), list->header()->height(), 2);
+  menu->close();
+  stage->Do([&] { stage->Find<QAction>(stage->Main(), "owncolumns")->trigger(); });
+  EXPECT_EQ(list->header()->sectionSize(0), before);
+}
+
+TEST_F(ArrangeView, KeysAtTheHeadingsDoNotReachTheRows) {
+  Run();
+  stage->Do([&] { list->setCurrentIndex(list->model()->index(0, 0)); });
+  PressAtHeadings(Qt::Key_Delete);
+  EXPECT_EQ(stage->sim.dialogs().OpenCount(), 0U);
+  PressAtHeadings(Qt::Key_Space);
+  EXPECT_EQ(stage->app->program().Download(1).Queued, 0);
+  PressAtHeadings(Qt::Key_Up);
+  PressAtHeadings(Qt::Key_End, Qt::AltModifier);
+  EXPECT_EQ(list->currentIndex().data().toString(), QStringLiteral("c.zip"));
+}
+
+TEST_F(ArrangeView, FirstColumnIsMovedByTheMouseToo) {
+  Run();
+  QWidget* const ground = list->header()->viewport();
+  stage->Do([&] {
+    QTest::mousePress(ground, Qt::LeftButton, {}, Heading(0));
+    QTest::mouseMove(ground, Heading(0) + QPoint(30, 0));
+    QTest::mouseMove(ground, Heading(1) + QPoint(30, 0));
+    QTest::mouseRelease(ground, Qt::LeftButton, {}, Heading(1) + QPoint(30, 0));
+  });
+  EXPECT_EQ(list->header()->visualIndex(0), 1);
+}
+
+TEST_F(ArrangeView, AssistiveTechnologySeesTheChosenHeading) {
+  Run();
+  PressAtHeadings(Qt::Key_Right);
+  QAccessibleInterface* const headings = QAccessible::queryAccessibleInterface(list->header());
+  EXPECT_EQ(headings->text(QAccessible::Name), QStringLiteral("Current Downloads :"));
+  ASSERT_EQ(headings->childCount(), 6);
+  QAccessibleInterface* const server = headings->focusChild();
+  ASSERT_NE(server, nullptr);
+  EXPECT_EQ(server->role(), QAccessible::ColumnHeader);
+  EXPECT_EQ(server->text(QAccessible::Name), QStringLiteral("Server"));
+  EXPECT_TRUE(server->state().focused);
+  EXPECT_FALSE(headings->child(0)->state().focused);
+  EXPECT_EQ(headings->indexOfChild(server), 1);
+  EXPECT_EQ(headings->childAt(server->rect().center().x(), server->rect().center().y()), server);
+  QAccessibleEvent event(list->header(), QAccessible::Focus);
+  event.setChild(1);
+  EXPECT_EQ(event.accessibleInterface(), server);
+  PressAtHeadings(Qt::Key_Right, Qt::ControlModifier);
+  EXPECT_EQ(headings->indexOfChild(server), 2);
+  list->setFocus();
+  EXPECT_EQ(headings->focusChild(), nullptr);
+}
+
+TEST_F(ArrangeView, AssistiveTechnologyPressesHeadingsAndIsGivenTheOrder) {
+  Run();
+  QAccessibleInterface* const headings = QAccessible::queryAccessibleInterface(list->header());
+  QAccessibleInterface* const size = headings->child(2);
+  for (const char* const order : {"ascending", "descending", ""}) {
+    stage->Do([&] { size->actionInterface()->doAction(QAccessibleActionInterface::pressAction()); });
+    EXPECT_EQ(size->text(QAccessible::Description), QLatin1String(order));
+    EXPECT_EQ(headings->child(0)->text(QAccessible::Description), QString());
+  }
 }
 
 TEST_F(ArrangeView, DamagedMemoryIsIgnored) {

@@ -3,15 +3,24 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
 #include <QDir>
+#include <QFrame>
 #include <QIcon>
 #include <QImage>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPixmap>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTabBar>
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "Gallery.h"
@@ -99,6 +108,63 @@ TEST_P(Contrasts, MapShowsWhatIsHeldAndWhatIsAwaited) {
   EXPECT_GE(WorstIn(image, 200, ground), kGraphics);  // where the connection is
   EXPECT_GE(BestIn(image, 250, ground), kGraphics);
   EXPECT_LT(WorstIn(image, 250, ground), kGraphics);  // hatched: unlike what is held
+}
+
+// How well the line at the left of a control is seen on what is around it and on what is in it.
+double OutlineIn(const QImage& image, const std::vector<QColor>& grounds) {
+  double best = 1;
+  for (int x = 0; x < 4; ++x) {
+    double worst = 21;
+    for (const QColor& ground : grounds) {
+      worst = std::min(worst, Contrast(image.pixelColor(x, image.height() / 2), ground));
+    }
+    best = std::max(best, worst);
+  }
+  return best;
+}
+
+TEST_P(Contrasts, OutlinesOfFieldsBoxesAndButtonsAreSeen) {
+  QLineEdit field;
+  QCheckBox check;
+  QRadioButton option;
+  QPushButton button;
+  QComboBox list;
+  QComboBox editable;
+  editable.setEditable(true);
+  const std::vector<std::pair<const char*, QWidget*>> controls = {
+      {"field", &field},   {"check box", &check}, {"option", &option},
+      {"button", &button}, {"list", &list},       {"list with a field", &editable}};
+  for (const auto& [name, control] : controls) {
+    for (const bool enabled : {true, false}) {
+      control->setEnabled(enabled);
+      const QImage image = Painted(*control, {60, 30});
+      std::vector<QColor> grounds = {control->palette().color(QPalette::Window)};
+      if (control != &button && control != &list) grounds.push_back(image.pixelColor(8, 15));
+      EXPECT_GE(OutlineIn(image, grounds), kGraphics) << name << " " << enabled;
+    }
+  }
+}
+
+// In themes that have one ground for all, other edges must be seen as well.
+TEST_P(Contrasts, ListsMenusAndBarsHaveEdgesWhereAllGroundsAreAlike) {
+  const QPalette palette = QApplication::palette();
+  const QColor ground = palette.color(QPalette::Window);
+  if (palette.color(QPalette::Base) != ground) return;
+  QFrame frame;
+  frame.setFrameShape(QFrame::StyledPanel);
+  QMenu menu;
+  menu.addAction(QStringLiteral("Entry"));
+  QProgressBar bar;
+  QTabBar tabs;
+  tabs.addTab(QStringLiteral("One"));
+  tabs.addTab(QStringLiteral("Two"));
+  for (QWidget* const widget : {static_cast<QWidget*>(&frame), static_cast<QWidget*>(&menu),
+                                static_cast<QWidget*>(&bar), static_cast<QWidget*>(&tabs)}) {
+    const QImage image = Painted(*widget, {100, 30});
+    EXPECT_GE(Contrast(image.pixelColor(0, 15), ground), kGraphics) << widget->metaObject()->className();
+  }
+  const QImage image = Painted(tabs, {100, 30});
+  EXPECT_LT(Contrast(image.pixelColor(tabs.tabRect(1).right(), 15), ground), kGraphics);  // is not selected
 }
 
 class LabelReader final : public Visitor {

@@ -15,11 +15,13 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "AppStage.h"
 #include "LongTexts.h"
 #include "app/NewTransferWindow.h"
 #include "desktop/DisplayText.h"
+#include "desktop/views/Icons.h"
 #include "desktop/views/Widgets.h"
 #include "lang/Language.h"
 #include "mainwin/Form1.h"
@@ -64,8 +66,36 @@ class RightToLeft : public testing::Test {
     return leftmost;
   }
 
+  // What the middle lines of a button show: the room at its left and at its right.
+  static std::pair<int, int> RoomInButton(Qt::LayoutDirection direction) {
+    constexpr int kEdge = 5;
+    QGuiApplication::setLayoutDirection(direction);
+    QPushButton button(Drawing(QStringLiteral("download")), QStringLiteral("Caption"));
+    button.resize(160, 28);
+    const QImage image = button.grab().toImage();
+    int first = image.width();
+    int last = 0;
+    for (int x = kEdge; x < image.width() - kEdge; ++x) {
+      for (int y = kEdge; y < image.height() - kEdge; ++y) {
+        if (image.pixel(x, y) == image.pixel(kEdge, y)) continue;
+        first = std::min(first, x);
+        last = x;
+      }
+    }
+    return {first, image.width() - 1 - last};
+  }
+
   AppStage stage{HebrewLetters()};
 };
+
+TEST_F(RightToLeft, ButtonsWithIconsAreMirrored) {
+  const auto [left, right] = RoomInButton(Qt::LeftToRight);
+  const auto [mirroredLeft, mirroredRight] = RoomInButton(Qt::RightToLeft);
+  constexpr int kSpacing = 4;  // letters begin a little within their room
+  EXPECT_NEAR(mirroredLeft, right, kSpacing);
+  EXPECT_NEAR(mirroredRight, left, kSpacing);
+  EXPECT_GT(mirroredLeft, 20);
+}
 
 TEST_F(RightToLeft, MainWindowIsMirrored) {
   EXPECT_TRUE(QGuiApplication::isRightToLeft());

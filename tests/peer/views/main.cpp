@@ -5,6 +5,8 @@
 #include <QTest>
 #include <QWidget>
 
+#include "desktop/views/ProgramStyle.h"
+
 namespace {
 
 // A double click leaves its button pressed, which would show in the mouse moves of the next test.
@@ -23,6 +25,7 @@ int main(int argc, char** argv) {
   if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication application(argc, argv);
   QApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setStyle(new pellora::ProgramStyle);  // owned by the application
   testing::InitGoogleTest(&argc, argv);
   testing::UnitTest::GetInstance()->listeners().Append(new ReleasedMouse);  // owned by the list
   return RUN_ALL_TESTS();

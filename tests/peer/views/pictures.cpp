@@ -14,6 +14,7 @@
 #include "Gallery.h"
 #include "LongTexts.h"
 #include "Themes.h"
+#include "desktop/views/ProgramStyle.h"
 
 namespace {
 
@@ -55,7 +56,7 @@ int main(int argc, char** argv) {
   if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication application(argc, argv);
   QApplication::setQuitOnLastWindowClosed(false);
-  QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+  QApplication::setStyle(new pellora::ProgramStyle(QStyleFactory::create(QStringLiteral("Fusion"))));
   QStringList wanted = QApplication::arguments().mid(1);
   const QString folder = wanted.isEmpty() ? QStringLiteral(".") : wanted.takeFirst();
   QDir().mkpath(folder);
