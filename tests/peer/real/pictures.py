@@ -144,7 +144,7 @@ class Album:
             time.sleep(0.5)  # two right clicks in quick succession count as a double click
             self.screen.click("table cell", row, MAIN, button=3)
             x, y = self.screen.wait("table cell", row, MAIN).middle
-            self.take_part("popup-" + name, x - 100, y - 40, 420, 240)
+            self.take_part("popup-" + name, x - 100, y - 40, 420, 400)
             self.screen.keys("Escape")
 
     def draw_clipboard_question(self):
@@ -158,7 +158,7 @@ class Album:
 
     def draw_options(self):
         self.screen.click("push button", self.text(103), MAIN)
-        for number in (600, 601, 602, 604):
+        for number in (600, 601, 602, 604, 800):
             self.screen.click("page tab", self.text(number), self.text(791))
             self.take("options-%d" % number, self.screen.raise_window(self.text(791)))
         self.screen.keys("Escape")

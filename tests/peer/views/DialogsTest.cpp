@@ -11,6 +11,7 @@
 
 #include "Stage.h"
 #include "desktop/DisplayText.h"
+#include "desktop/views/ProgramStyle.h"
 #include "desktop/views/QtDialogs.h"
 
 namespace pellora {
@@ -195,6 +196,7 @@ TEST_F(DialogsTest, ShowNoStyleIconsOnTheirButtons) {
     QTest::keyClick(box, Qt::Key_Return);
     Stage::Settle();
   }
+  QApplication::setStyle(new ProgramStyle);  // likewise; as it was
 }
 
 TEST_F(DialogsTest, AreWideEnoughForTitleAndFrameButtons) {
