@@ -10,12 +10,12 @@ import shutil
 import statistics
 import subprocess
 import tempfile
-import threading
 import time
 import zipfile
 
 import harness
 import webservers
+from calls import Calls
 from lines import Line
 
 MIB = 1 << 20
@@ -239,29 +239,6 @@ def listing(server, table, runs, _):
     table.target("memory above idle", medians(rows)[2] / MIB, 64, " MiB")
 
 
-class Pings:
-    """Asks the program for its list every 20 ms, as its windows' thread answers; `longest` in seconds."""
-
-    INTERVAL = 0.02
-
-    def __init__(self, session):
-        self.session, self.longest, self.over = session, 0.0, False
-        self.thread = threading.Thread(target=self.run, daemon=True)
-        self.thread.start()
-
-    def run(self):
-        with self.session.connect() as bus:
-            while not self.over:
-                began = time.monotonic()
-                bus.call(harness.BUS_NAME, harness.PROGRAM_OBJECT[1], "PelloraProject.Downloads", "List")
-                self.longest = max(self.longest, time.monotonic() - began)
-                time.sleep(self.INTERVAL)
-
-    def close(self):
-        self.over = True
-        self.thread.join()
-
-
 class Viewer:
     """The window that shows an archive. Places are those of its form at its first size."""
 
@@ -276,7 +253,7 @@ class Viewer:
         """From the entry in the popup of a waiting download."""
         left, top, _, _ = self.x.place(self.session.window(harness.MAIN, False))
         harness.act_until(self.x.menus, lambda: self.x.click(left + 60, top + 137, 3), "the menu")
-        pings, began = Pings(self.session), time.monotonic()
+        calls, began = Calls(self.session), time.monotonic()
         self.x.keys("i")
         while not self.session.titled(VIEWER):
             time.sleep(0.005)
@@ -285,7 +262,7 @@ class Viewer:
         while self.is_plain(self.FOOT) or self.is_plain(self.ROWS):
             self.place = self.x.place(window)
             time.sleep(0.005)
-        self.found["rows shown after Look Inside"] = time.monotonic() - began, self.settle(pings)
+        self.found["rows shown after Look Inside"] = time.monotonic() - began, self.settle(calls)
         self.x.activate(window)
 
     def is_plain(self, area):
@@ -299,15 +276,15 @@ class Viewer:
     def seen(self):
         return self.look(self.ROWS) + self.look(self.FOOT)
 
-    def settle(self, pings):
+    def settle(self, calls):
         time.sleep(self.STILL)
-        pings.close()
-        return pings.longest
+        calls.close()
+        return calls.longest
 
     def act(self, what, act, each=0.0):
         """Until the last change of what is seen; `each` so many seconds after the act."""
         before = last = self.seen()
-        pings, began = Pings(self.session), time.monotonic()
+        calls, began = Calls(self.session), time.monotonic()
         act()
         changed = None
         while time.monotonic() - (changed or began + 5) < self.STILL:
@@ -315,10 +292,10 @@ class Viewer:
             if now != last:
                 changed, last = time.monotonic(), now
             time.sleep(0.005)
-        pings.close()
+        calls.close()
         if changed is None or last == before:
             raise RuntimeError("nothing is seen of: " + what)
-        self.found[what] = changed - began - each, pings.longest
+        self.found[what] = changed - began - each, calls.longest
 
     def type(self, text):
         for letter in text:

@@ -2,24 +2,36 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
 namespace pellora {
 
+// Of each byte with so many zeros after it: four bytes at a time take a third of the time of one at a time.
+inline constexpr auto kCrcTables = [] {
+  std::array<std::array<std::uint32_t, 256>, 4> tables{};
+  for (std::uint32_t i = 0; i < 256; ++i) {
+    std::uint32_t value = i;
+    for (std::size_t zeros = 0; zeros < tables.size(); ++zeros) {
+      for (int bit = 0; bit < 8; ++bit) value = (value >> 1U) ^ ((value & 1U) != 0 ? 0xEDB88320U : 0U);
+      tables[zeros][i] = value;
+    }
+  }
+  return tables;
+}();
+
 // `before` is that of the bytes in front of these.
 constexpr std::uint32_t Crc32(std::string_view bytes, std::uint32_t before = 0) {
-  constexpr auto kTable = [] {
-    std::array<std::uint32_t, 256> table{};
-    for (std::uint32_t i = 0; i < table.size(); ++i) {
-      std::uint32_t value = i;
-      for (int bit = 0; bit < 8; ++bit) value = (value >> 1U) ^ ((value & 1U) != 0 ? 0xEDB88320U : 0U);
-      table[i] = value;
-    }
-    return table;
-  }();
+  const auto byte = [&bytes](std::size_t at) { return std::uint32_t{static_cast<unsigned char>(bytes[at])}; };
   std::uint32_t crc = ~before;
-  for (const char c : bytes) crc = (crc >> 8U) ^ kTable[(crc ^ static_cast<unsigned char>(c)) & 0xFFU];
+  std::size_t at = 0;
+  for (; bytes.size() - at >= kCrcTables.size(); at += kCrcTables.size()) {
+    crc ^= byte(at) | byte(at + 1) << 8U | byte(at + 2) << 16U | byte(at + 3) << 24U;
+    crc = kCrcTables[3][crc & 0xFFU] ^ kCrcTables[2][crc >> 8U & 0xFFU] ^ kCrcTables[1][crc >> 16U & 0xFFU] ^
+          kCrcTables[0][crc >> 24U];
+  }
+  for (; at < bytes.size(); ++at) crc = (crc >> 8U) ^ kCrcTables[0][(crc ^ byte(at)) & 0xFFU];
   return ~crc;
 }
 

@@ -50,17 +50,22 @@ std::uint32_t Program::Serial(int index) const {
 void Program::RaiseSerial(int index) {
   quiet_.erase(Serial(index));
   At(serials_, index) = nextSerial_++;
-  webFigures_.erase(index);
+  if (Web(index) != nullptr) webFigures_[static_cast<std::size_t>(index)].reset();
   speed->Forget(index);
   queuePlaces_.erase(index);
 }
 
 WebFigures* Program::Web(int index) {
-  const auto at = webFigures_.find(index);
-  return at == webFigures_.end() ? nullptr : &at->second;
+  const auto at = static_cast<std::size_t>(index);
+  return index >= 0 && at < webFigures_.size() && webFigures_[at] ? &*webFigures_[at] : nullptr;
 }
 
-WebFigures& Program::AddWeb(int index) { return webFigures_[index]; }
+WebFigures& Program::AddWeb(int index) {
+  const auto at = static_cast<std::size_t>(index);
+  if (at >= webFigures_.size()) webFigures_.resize(at + 1);
+  if (!webFigures_[at]) webFigures_[at].emplace();
+  return *webFigures_[at];
+}
 
 void Program::SetQuiet(int index) { quiet_.insert(Serial(index)); }
 
@@ -82,11 +87,11 @@ void Program::ResizeDownloads(std::int16_t count) {
 
 int Program::ActiveCount() const {
   int count = 0;
-  for (int i = 1; i < static_cast<int>(downloads_.size()); ++i) {
-    const DownloadRecord& record = downloads_[static_cast<std::size_t>(i)];
+  for (std::size_t i = 1; i < downloads_.size(); ++i) {
+    const DownloadRecord& record = downloads_[i];
     if (!record.InUse || !record.Active) continue;
-    const auto figures = webFigures_.find(i);
-    if (figures == webFigures_.end() || !figures->second.yields) ++count;
+    const bool yields = i < webFigures_.size() && webFigures_[i] && webFigures_[i]->yields;
+    if (!yields) ++count;
   }
   return count;
 }

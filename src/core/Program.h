@@ -161,9 +161,9 @@ class Program {
   std::deque<std::shared_ptr<Transfer>> transferWindows_{1};
   std::deque<std::shared_ptr<ZipViewer>> zipViewers_{1};
   std::deque<std::uint32_t> serials_{1};
-  std::map<int, WebFigures> webFigures_;     // by index
-  std::map<int, std::int64_t> queuePlaces_;  // by index
-  std::set<std::uint32_t> quiet_;            // serials
+  std::deque<std::optional<WebFigures>> webFigures_;  // by index; short of those that follow the last
+  std::map<int, std::int64_t> queuePlaces_;           // by index
+  std::set<std::uint32_t> quiet_;                     // serials
   std::uint32_t nextSerial_ = 1;
   std::uint64_t socketTotal_ = 0;
   std::uint64_t webTotal_ = 0;

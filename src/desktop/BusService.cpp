@@ -7,6 +7,7 @@
 #include <QDBusPendingReply>
 #include <QDBusReply>
 #include <QDateTime>
+#include <QThreadPool>
 #include <cmath>
 #include <map>
 #include <utility>
@@ -247,6 +248,22 @@ void BusService::LeechURL(const QString& url, const QString& refURL) {
   events_.Post([call = actions_.leechUrl, u = url.toStdString(), r = refURL.toStdString()] { call(u, r); });
 }
 
+// A message of thousands of rows takes longer to write than the windows may wait.
+void BusService::List(const QDBusMessage& call) const {
+  call.setDelayedReply(true);
+  QThreadPool::globalInstance()->start(
+      [bus = bus_, call, rows = actions_.list()] { bus.send(call.createReply(QVariant::fromValue(rows()))); });
+}
+
+void BusService::Details(const QDBusMessage& call) const {
+  call.setDelayedReply(true);
+  QThreadPool::globalInstance()->start([bus = bus_, call, rows = actions_.list()] {
+    QList<DetailRow> details;
+    for (const DownloadRow& row : rows()) details.append({row});
+    bus.send(call.createReply(QVariant::fromValue(details)));
+  });
+}
+
 void BusService::Show() { events_.Post(actions_.show); }
 
 void BusService::ResumeAll() { events_.Post(actions_.resumeAll); }
@@ -362,12 +379,14 @@ void AutomationAdaptor::MenuURL(const QString& URL, const QString& refURL, const
 
 void AutomationAdaptor::LeechURL(const QString& URL, const QString& refURL) { service_->LeechURL(URL, refURL); }
 
-QList<DownloadRow> DownloadsAdaptor::List() const { return service_->List(); }
+QList<DownloadRow> DownloadsAdaptor::List(const QDBusMessage& call) const {
+  service_->List(call);
+  return {};  // the reply is sent later
+}
 
-QList<DetailRow> DownloadsAdaptor::Details() const {
-  QList<DetailRow> details;
-  for (const DownloadRow& row : service_->List()) details.append({row});
-  return details;
+QList<DetailRow> DownloadsAdaptor::Details(const QDBusMessage& call) const {
+  service_->Details(call);
+  return {};
 }
 
 QVariantMap DownloadsAdaptor::Add(const QVariantMap& request, const QDBusMessage& call) {

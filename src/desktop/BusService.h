@@ -1,9 +1,9 @@
 // BusService: the program on the session bus: the automation interface, the downloads for scripts, and raising the
 // window when the program is started again.
 //
-// A call is posted as an event and answered at once. List and Details are answered from the program's state; Add and
-// the methods that change or show downloads after their event has run, TakeOver once the
-// server has answered, and those about archives once it has sent what the archive contains.
+// A call is posted as an event and answered at once. List and Details are answered from the program's state, by another
+// thread; Add and the methods that change or show downloads after their event has run, TakeOver once the server has
+// answered, and those about archives once it has sent what the archive contains.
 #pragma once
 
 #include <QDBusAbstractAdaptor>
@@ -34,7 +34,9 @@ struct BusActions {
   std::function<void()> resumeAll;
   std::function<void()> addUrl;
   std::function<void(std::vector<std::string> addresses)> open;
-  std::function<QList<DownloadRow>()> list;
+  // A copy of the list; the rows are made of it in another thread.
+  using Rows = std::function<QList<DownloadRow>()>;
+  std::function<Rows()> list;
   // Gets the ids of the new records, and the reason why there are none or fewer than requested. Shows no question.
   using Added = std::function<void(const std::vector<std::string>& ids, const std::string& reason)>;
   std::function<void(ScriptedAdd request, Added added)> add;
@@ -72,7 +74,8 @@ class BusService final : public QObject {
   void ResumeAll();
   void AddUrl();
   void Open(const QStringList& addresses);
-  QList<DownloadRow> List() const { return actions_.list(); }
+  void List(const QDBusMessage& call) const;
+  void Details(const QDBusMessage& call) const;
   // These reply to `call` later.
   void Add(const QVariantMap& request, const QDBusMessage& call);
   void TakeOver(const QVariantMap& request, const QDBusMessage& call);
@@ -122,8 +125,8 @@ class DownloadsAdaptor final : public QDBusAbstractAdaptor {
  public:
   explicit DownloadsAdaptor(BusService* service) : QDBusAbstractAdaptor(service), service_(service) {}
  public Q_SLOTS:
-  QList<pellora::DownloadRow> List() const;
-  QList<pellora::DetailRow> Details() const;
+  QList<pellora::DownloadRow> List(const QDBusMessage& call) const;
+  QList<pellora::DetailRow> Details(const QDBusMessage& call) const;
   // The request has the key "url", and may have the others of BusTypes.h. The reply has the key "id", or "reason" if
   // it was refused; that to a Metalink has both, and "ids", if some of its files were. Nothing is asked.
   QVariantMap Add(const QVariantMap& request, const QDBusMessage& call);

@@ -258,9 +258,9 @@ int RunSecondCopy(bool headless, const ProgramPlaces& places, const Wish& wish) 
   return QCoreApplication::exec();
 }
 
-QList<DownloadRow> Rows(const App& app) {
+QList<DownloadRow> RowsOf(const std::vector<DownloadInfo>& list) {
   QList<DownloadRow> rows;
-  for (const DownloadInfo& info : app.List()) {
+  for (const DownloadInfo& info : list) {
     rows.append({info.index, WholeText(info.name), WholeText(info.url), WholeText(info.state), info.received, info.size,
                  info.percent, WholeText(info.savedPath), WholeText(info.id), info.silentSeconds, info.bytesPerSecond,
                  WholeText(info.reason), info.limit});
@@ -279,7 +279,9 @@ BusActions BusActionsOf(App& app) {
   actions.resumeAll = [&app] { app.ResumeAll(); };
   actions.addUrl = [&app] { app.AskForUrl(); };
   actions.open = [&app](std::vector<std::string> addresses) { app.Open(std::move(addresses)); };
-  actions.list = [&app] { return Rows(app); };
+  actions.list = [&app]() -> BusActions::Rows {
+    return [list = std::make_shared<const std::vector<DownloadInfo>>(app.List())] { return RowsOf(*list); };
+  };
   actions.add = [&app](ScriptedAdd wanted, const BusActions::Added& added) {
     app.Add(std::move(wanted), [added](const AddAnswer& answer) { added(answer.ids, answer.reason); });
   };

@@ -81,23 +81,25 @@ void Journal::Open() {
   JournalReading reading = ReadJournal(bytes);
   nextId_ = reading.nextId;
   damaged_ = reading.badLines > 0;
-  std::vector<JournalEntry> kept;
   const std::set<std::uint64_t> deleted = IdsOfDeleted(reading.entries);
-  for (JournalEntry& entry : reading.entries) {
+  std::erase_if(reading.entries, [&](const JournalEntry& entry) {
+    // Its line stays until its part file is gone too.
+    if (entry.state == JournalState::Gone) return !HasPart(platform_.files, entry);
     // Its address was being changed when the download was deleted.
-    if (entry.state != JournalState::Gone && deleted.contains(entry.id)) continue;
+    return deleted.contains(entry.id);
+  });
+  const std::string whole = WholeJournal(reading.entries, nextId_);
+  for (JournalEntry& entry : reading.entries) {
     if (entry.state == JournalState::Gone) {
-      // Its line stays until its part file is gone too.
-      if (!HasPart(platform_.files, entry)) continue;
-      gone_.push_back(entry);
+      gone_.push_back(std::move(entry));
     } else {
-      entries_[entry.key] = entry;
       onDisk_->insert(entry.key);
+      const JournalKey key = entry.key;
+      entries_[key] = std::move(entry);
     }
-    kept.push_back(std::move(entry));
   }
   // Where that fails the old one serves on; its torn end is cut before the next line.
-  if (Skip([&] { store_->Rewrite(WholeJournal(kept, nextId_)); })) return;
+  if (Skip([&] { store_->Rewrite(whole); })) return;
   store_->length = reading.wholeLength;
   Skip([&] { store_->OpenFile(); });
 }

@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -109,7 +110,8 @@ std::map<JournalKey, int> ListedIn(Program& program) {
   std::map<JournalKey, int> listed;
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
-    if (record.InUse) listed[JournalKeyOf(record.URL, record.DateAdded)] = i;
+    // Most are listed in the order of their keys.
+    if (record.InUse) listed.insert_or_assign(listed.end(), JournalKeyOf(record.URL, record.DateAdded), i);
   }
   return listed;
 }
@@ -176,23 +178,28 @@ JournalEntry Merged(const JournalEntry& a, const JournalEntry& b) {
 
 // The list says which of its two addresses such a download has.
 void MergeChangedAddresses(Journal& journal, const std::map<JournalKey, int>& listed) {
-  std::map<std::uint64_t, JournalEntry> known;
-  for (const JournalEntry& entry : journal.Entries()) {
-    const auto [at, isFirst] = known.try_emplace(entry.id, entry);
-    if (isFirst || entry.id == 0) continue;
-    JournalEntry& other = at->second;
-    JournalEntry merged = Merged(entry, other);
-    if (listed.contains(entry.key)) merged.key = entry.key;
-    if (listed.contains(other.key)) merged.key = other.key;
-    const JournalKey dropped = merged.key == entry.key ? other.key : entry.key;
+  std::unordered_map<std::uint64_t, const JournalKey*> known;
+  std::vector<std::pair<JournalKey, JournalKey>> twice;
+  for (const auto& [key, entry] : journal.All()) {
+    const auto [at, isFirst] = known.try_emplace(entry.id, &key);
+    if (!isFirst && entry.id != 0) twice.emplace_back(key, *at->second);
+  }
+  std::map<std::uint64_t, JournalKey> kept;
+  for (const auto& [key, first] : twice) {
+    const JournalEntry entry = *journal.Find(key);
+    JournalKey& other = kept.try_emplace(entry.id, first).first->second;
+    JournalEntry merged = Merged(entry, *journal.Find(other));
+    if (listed.contains(key)) merged.key = key;
+    if (listed.contains(other)) merged.key = other;
+    const JournalKey dropped = merged.key == key ? other : key;
     journal.Put(merged);
     journal.Drop(dropped);
-    other = std::move(merged);
+    other = merged.key;
   }
 }
 
 // What a kill kept from being written, or from being deleted.
-void PutFinished(const Platform& platform, Journal& journal, JournalEntry& entry) {
+void PutFinished(const Platform& platform, Journal& journal, JournalEntry entry) {
   DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
   if (!entry.selection.empty()) DeletePartFile(platform, entry.partPath, entry.part);
   DeleteSelection(platform, journal, std::exchange(entry.selection, {}));
@@ -228,6 +235,7 @@ std::string TitleOfSelection(const Program& program, const Selection& selection)
 }
 
 bool LacksJournalLine(Program& program, const WebServices& services, int index) {
+  if (services.selections.empty()) return false;
   const DownloadRecord& record = program.Download(index);
   if (!record.InUse) return false;
   const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
@@ -248,22 +256,23 @@ void RestoreWebRecords(Program& program, WebServices& services) {
   DeleteOrphanedSelections(program.platform, journal);
   const std::map<JournalKey, int> listed = ListedIn(program);
   MergeChangedAddresses(journal, listed);
-  for (JournalEntry entry : journal.Entries()) {
+  for (auto next = journal.All().begin(); next != journal.All().end();) {
+    const JournalEntry& entry = (next++)->second;
+    const auto at = listed.find(entry.key);
     if (entry.state == JournalState::Listed) {
-      const auto record = listed.find(entry.key);
-      if (record == listed.end()) {
-        journal.Drop(entry.key);
+      if (at == listed.end()) {
+        journal.Drop(JournalKey(entry.key));  // a copy: the entry goes
       } else {
-        TakeSettings(program, services, entry, record->second);
+        TakeSettings(program, services, entry, at->second);
       }
       continue;
     }
     if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
-    const auto at = listed.find(entry.key);
     if (at != listed.end() && program.Download(at->second).Finished && entry.state != JournalState::Finished) {
       // The list knew it, and the journal could not be written.
-      entry.path = program.Download(at->second).SavePath;
-      PutFinished(program.platform, journal, entry);
+      JournalEntry known = entry;
+      known.path = program.Download(at->second).SavePath;
+      PutFinished(program.platform, journal, known);
     }
     if (at != listed.end()) {
       TakeSettings(program, services, entry, at->second);
@@ -390,14 +399,19 @@ void SweepJournal(Program& program, WebServices& services) {
     if (!listed.contains(former)) services.journal.Drop(former);
   }
   const std::map<JournalKey, JournalEntry>& all = services.journal.All();
+  // All three are in the same order: with thousands of each, looking for every one would hold the user up.
+  auto at = listed.begin();
+  auto known = services.listed.begin();
   for (auto next = all.begin(); next != all.end();) {
     const JournalEntry& entry = (next++)->second;
-    const auto at = listed.find(entry.key);
-    if (at != listed.end()) {
-      services.listed.insert(entry.key);
+    while (at != listed.end() && at->first < entry.key) ++at;
+    while (known != services.listed.end() && *known < entry.key) ++known;
+    if (at != listed.end() && at->first == entry.key) {
+      known = services.listed.insert(known, entry.key);
       const bool isOver = entry.state == JournalState::Listed && program.Download(at->second).Finished;
       if (isOver) services.journal.Drop(JournalKey(entry.key));  // a copy: the entry goes
-    } else if (services.listed.erase(entry.key) > 0) {
+    } else if (known != services.listed.end() && *known == entry.key) {
+      known = services.listed.erase(known);
       services.handOvers.Forget(entry.key);
       services.selections.erase(entry.key);
       services.addedLogins.erase(entry.key);

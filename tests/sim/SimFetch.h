@@ -24,7 +24,7 @@ class SimFetchPool final : public std::enable_shared_from_this<SimFetchPool> {
   explicit SimFetchPool(SimLoop& loop) : loop_(&loop) {}
 
   std::size_t longest = std::size_t{256} << 10;  // of a block
-  std::size_t free = std::size_t{8} << 20;
+  std::size_t free = std::size_t{3} << 20;
 
   // Null if there is no room; the fetch then waits for its turn. `bytes` is what the block will hold.
   std::unique_ptr<FetchBlock> Take(std::size_t capacity, const std::shared_ptr<SimFetch>& fetch, std::string*& bytes);

@@ -90,7 +90,7 @@ class SimFetcher final : public Fetcher {
   SimFetchHost& Host(const std::string& host) { return hosts_[host]; }
   // Each look-up of the host leads to the next of these.
   void SetAddresses(const std::string& host, std::vector<std::string> addresses);
-  void SetPool(std::size_t bytes, std::size_t longestBlock);  // before the first request; by default 8 MiB and 256 KiB
+  void SetPool(std::size_t bytes, std::size_t longestBlock);  // before the first request; by default 3 MiB and 256 KiB
   std::size_t FreeBytes() const;
   void SetMostKept(std::size_t connections) { mostKept_ = connections; }
   std::set<std::string, std::less<>> schemes{"http", "https", "ftp", "ftps", "sftp"};

@@ -222,7 +222,7 @@ TEST_F(SimFetcherTest, MayBeDestroyedInsideEachOfItsEvents) {
   }
   sim.fetcher().CloseKept();
   EXPECT_EQ(sim.network().Open(), 0);
-  EXPECT_EQ(sim.fetcher().FreeBytes(), 8U << 20);
+  EXPECT_EQ(sim.fetcher().FreeBytes(), 3U << 20);
 }
 
 TEST_F(SimFetcherTest, MayBeDestroyedAtAnyTime) {
@@ -235,7 +235,7 @@ TEST_F(SimFetcherTest, MayBeDestroyedAtAnyTime) {
   sim.RunFor(10'000);
   sim.fetcher().CloseKept();
   EXPECT_EQ(sim.network().Open(), 0);
-  EXPECT_EQ(sim.fetcher().FreeBytes(), 8U << 20);
+  EXPECT_EQ(sim.fetcher().FreeBytes(), 3U << 20);
   EXPECT_EQ(sim.fetcher().Running(), 0U);
 }
 

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "desktop/NewFetcher.h"
 #include "desktop/PosixFile.h"
@@ -36,6 +37,17 @@ bool StartsWith(std::string_view text, std::string_view start) {
 
 bool RunsInThread(std::string_view url) {
   return StartsWith(url, "ftp:") || StartsWith(url, "ftps:") || StartsWith(url, "sftp:");
+}
+
+std::vector<std::string_view> SupportedSchemes() {
+  std::vector<std::string_view> supported;
+  const curl_version_info_data* const version = curl_version_info(CURLVERSION_NOW);
+  for (const char* const* known = version->protocols; *known != nullptr; ++known) {
+    for (const std::string_view wanted : {"http", "https", "ftp", "ftps", "sftp"}) {
+      if (wanted == *known) supported.push_back(wanted);
+    }
+  }
+  return supported;
 }
 
 // Holds its driver, and the driver the transfer.
@@ -119,15 +131,10 @@ void CurlFetcher::FreeMemoryIfIdle() {
 
 bool CurlFetcher::Starved() const { return pool_->HasWaiters(); }
 
+// The lists ask this of each of their rows.
 bool CurlFetcher::Supports(std::string_view scheme) const {
-  const curl_version_info_data* const version = curl_version_info(CURLVERSION_NOW);
-  for (const std::string_view wanted : {"http", "https", "ftp", "ftps", "sftp"}) {
-    if (scheme != wanted) continue;
-    for (const char* const* known = version->protocols; *known != nullptr; ++known) {
-      if (wanted == *known) return true;
-    }
-  }
-  return false;
+  static const std::vector<std::string_view> supported = SupportedSchemes();
+  return std::find(supported.begin(), supported.end(), scheme) != supported.end();
 }
 
 std::unique_ptr<Fetcher> NewFetcher(EventGate& gate, EventLoop& events) {

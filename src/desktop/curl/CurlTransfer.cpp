@@ -27,9 +27,9 @@ namespace {
 constexpr unsigned kUnconfirmedMilliseconds = 20000;  // of what was sent, requests and connects
 constexpr long kLongestIdleSeconds = 60;              // of kept connections
 constexpr std::size_t kFirstBlock = std::size_t{32} << 10;
-constexpr std::size_t kSmallestBlock = std::size_t{16} << 10;
 // Of libcurl, which fills it up to a hundred times before it lets others have their turn.
 constexpr long kReceiveBuffer = 16 << 10;
+constexpr long kSendBuffer = 16 << 10;  // by TLS each request has one, for its head; the least that libcurl takes
 // Of all heads and trailers of a request together. libcurl keeps them, and limits the heads only.
 constexpr std::size_t kLongestHeads = std::size_t{1} << 20;
 
@@ -121,6 +121,7 @@ CurlTransfer::CurlTransfer(FetchRequest request, std::shared_ptr<FetchChannel> c
       sockets_(sockets),
       easy_(curl_easy_init()),
       capacity_(kFirstBlock) {
+  pool_->Join();
   CURLU* const url = curl_url();
   if (curl_url_set(url, CURLUPART_URL, request_.url.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK) {
     scheme_ = Part(url, CURLUPART_SCHEME);
@@ -146,6 +147,7 @@ CurlTransfer::~CurlTransfer() {
   curl_easy_cleanup(easy_);
   if (knownHosts_ >= 0) close(knownHosts_);
   pool_->Cancel(*channel_);
+  pool_->Leave();
 }
 
 template <class Value>
@@ -178,6 +180,7 @@ void CurlTransfer::SetCommon() {
   Set(CURLOPT_QUICK_EXIT, 1L);  // a handle that is removed does not wait for its lookup
   Set(CURLOPT_ERRORBUFFER, error_.data());
   Set(CURLOPT_BUFFERSIZE, ReceiveBuffer());
+  Set(CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
   Set(CURLOPT_HEADERFUNCTION, &OnHeader);
   Set(CURLOPT_HEADERDATA, this);
   Set(CURLOPT_WRITEFUNCTION, &OnData);
@@ -392,7 +395,7 @@ std::size_t CurlTransfer::Data(std::string_view bytes) {
   if (!channel_->Reading() || !Allows(bytes.size())) return CURL_WRITEFUNC_PAUSE;
   if (block_ && block_->Room() < bytes.size()) HandOn();
   if (!block_) {
-    block_ = pool_->Take(std::max(capacity_, bytes.size()), channel_);
+    block_ = pool_->Take(std::max(std::min(capacity_, pool_->Share()), bytes.size()), channel_);
     if (!block_) return CURL_WRITEFUNC_PAUSE;
   }
   block_->Append(bytes);
@@ -425,8 +428,9 @@ void CurlTransfer::Retry() {
 void CurlTransfer::HandOn() {
   if (!block_) return;
   const std::size_t size = block_->Bytes().size();
-  const bool full = size + kSmallestBlock > block_->Capacity();
-  capacity_ = full ? std::min(capacity_ * 2, FetchPool::kBlockBytes) : std::max(capacity_ / 2, kSmallestBlock);
+  const bool full = size + FetchPool::kShortestBlock > block_->Capacity();
+  capacity_ =
+      full ? std::min(capacity_ * 2, FetchPool::kBlockBytes) : std::max(capacity_ / 2, FetchPool::kShortestBlock);
   ticked_ = false;
   channel_->Put(std::move(block_));
   ready_();

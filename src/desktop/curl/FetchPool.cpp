@@ -15,6 +15,21 @@ PoolBlock::PoolBlock(std::shared_ptr<FetchPool> pool, std::string bytes, std::si
 
 PoolBlock::~PoolBlock() { pool_->TakeBack(std::move(bytes_), capacity_); }
 
+void FetchPool::Join() {
+  const std::lock_guard lock(mutex_);
+  ++members_;
+}
+
+void FetchPool::Leave() {
+  const std::lock_guard lock(mutex_);
+  --members_;
+}
+
+std::size_t FetchPool::Share() const {
+  const std::lock_guard lock(mutex_);
+  return std::clamp(kGatheredBytes / std::max<std::size_t>(members_, 1), kShortestBlock, kBlockBytes);
+}
+
 std::unique_ptr<PoolBlock> FetchPool::NewBlock(std::size_t capacity) {
   std::string bytes;
   if (capacity == kBlockBytes && !spare_.empty()) {

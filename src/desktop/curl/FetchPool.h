@@ -1,5 +1,7 @@
 // FetchPool: the memory of all received bytes that nobody has stored yet, within one limit.
 //
+// What transfers gather has a smaller limit, which they share: many of them have shorter blocks.
+//
 // A transfer that finds no room waits in a queue; what is freed is set apart for the first of the queue, which is then
 // called. So transfers that wait hold nothing up, whatever becomes of them. All calls may come from any thread.
 #pragma once
@@ -40,8 +42,10 @@ class PoolBlock final : public FetchBlock {
 
 class FetchPool : public std::enable_shared_from_this<FetchPool> {
  public:
-  static constexpr std::size_t kPoolBytes = std::size_t{8} << 20;
+  static constexpr std::size_t kPoolBytes = std::size_t{3} << 20;
   static constexpr std::size_t kBlockBytes = std::size_t{256} << 10;  // the longest block
+  static constexpr std::size_t kGatheredBytes = std::size_t{2} << 20;
+  static constexpr std::size_t kShortestBlock = std::size_t{16} << 10;
 
   class Waiter {
    public:
@@ -49,6 +53,11 @@ class FetchPool : public std::enable_shared_from_this<FetchPool> {
     virtual void BlockGranted() = 0;  // Take gives it
   };
 
+  // A transfer has its share from Join to Leave.
+  void Join();
+  void Leave();
+  // How long the blocks of each may be.
+  std::size_t Share() const;
   // Null if there is no room: the waiter is called once there is, unless it cancels.
   std::unique_ptr<PoolBlock> Take(std::size_t capacity, const std::shared_ptr<Waiter>& waiter);
   void Cancel(const Waiter& waiter);
@@ -70,6 +79,7 @@ class FetchPool : public std::enable_shared_from_this<FetchPool> {
 
   mutable std::mutex mutex_;
   std::size_t free_ = kPoolBytes;
+  std::size_t members_ = 0;
   std::deque<Waiting> waiting_;
   std::map<const Waiter*, std::unique_ptr<PoolBlock>> granted_;
   std::vector<std::string> spare_;  // of kBlockBytes; the last one given back is the first in use

@@ -5,9 +5,11 @@
 
 #include <QDBusConnection>
 #include <QProcess>
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Support.h"
@@ -57,7 +59,12 @@ class BusFixture : public testing::Test {
     door.open = [this](const std::vector<std::string>& addresses) {
       for (const std::string& each : addresses) calls.push_back("open " + each);
     };
-    door.list = [this] { return rows; };
+    door.list = [this] {
+      return [this, listed = rows] {
+        rowsMadeBy = std::this_thread::get_id();
+        return listed;
+      };
+    };
     door.add = [this](const ScriptedAdd& wanted, const BusActions::Added& added) {
       calls.push_back("add " + wanted.url);
       requests.push_back(wanted);
@@ -158,6 +165,7 @@ class BusFixture : public testing::Test {
   int made = 0;
   std::unique_ptr<BusService> service;
   QList<DownloadRow> rows;
+  std::atomic<std::thread::id> rowsMadeBy;
   std::vector<std::string> calls;
   std::vector<ScriptedAdd> requests;
   BusActions::Added taken;  // answers the last take-over

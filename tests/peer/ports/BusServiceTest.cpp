@@ -245,6 +245,21 @@ TEST_F(BusServiceTest, DoesNotRunWithoutABus) {
   EXPECT_FALSE(RaiseRunningCopy(QDBusConnection("pellora-test-none")));
 }
 
+// Writing thousands of rows takes longer than the windows may wait.
+TEST_F(BusServiceTest, MakesTheRowsOfTheListInAnotherThread) {
+  StartService();
+  rows = {Row(1, "a.zip", "active", 1)};
+  const QDBusConnection bus = Bus();
+  for (const char* const method : {"List", "Details"}) {
+    rowsMadeBy = std::thread::id();
+    const QDBusPendingCall pending =
+        bus.asyncCall(QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, method));
+    EXPECT_TRUE(RunUntil([&] { return pending.isFinished(); })) << method;
+    EXPECT_NE(rowsMadeBy.load(), std::thread::id()) << method;
+    EXPECT_NE(rowsMadeBy.load(), std::this_thread::get_id()) << method;
+  }
+}
+
 TEST_F(BusServiceTest, HoldsTheFirstListsFiguresAtTheirLargestValueAndGivesTheOtherMore) {
   StartService();
   rows = {Row(1, "a.zip", "active", 5'000'000'000)};

@@ -1,5 +1,6 @@
 // The contract of the Fetcher on libcurl with real servers, and what only this one promises.
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -330,6 +331,42 @@ TEST_F(CurlFetcherTest, ReadsTheAuthoritiesOnceForManyConnections) {
   for (int i = 0; i < 5; ++i) GetBy(request);
   EXPECT_EQ(events.content, "content") << events.reason;
   EXPECT_LT((ProcessorTime() - before) / 5, first / 2) << first.count();
+}
+
+TEST_F(CurlFetcherTest, ManyTransfersGatherShorterBlocks) {
+  std::vector<FetchRecorder> all(24);
+  std::vector<std::unique_ptr<Fetch>> fetches;
+  const auto begin = [&](FetchRecorder& one) {
+    one.keepContent = false;
+    fetches.push_back(stage.Port().Begin(RequestFor(stage.Url(Reply::Endless)), one));
+  };
+  begin(all.front());
+  ASSERT_TRUE(stage.RunUntil([&] { return all.front().longest == std::size_t{256} << 10; }));
+  for (std::size_t i = 1; i < all.size(); ++i) begin(all[i]);
+  ASSERT_TRUE(stage.RunUntil([&] { return all.back().received > 0; }));
+  stage.RunFor(100);
+  for (FetchRecorder& one : all) one.longest = 0;
+  stage.RunFor(500);
+  for (const FetchRecorder& one : all) EXPECT_LE(one.longest * all.size(), std::size_t{2} << 20);
+  EXPECT_GE(all.back().longest, std::size_t{64} << 10);
+}
+
+// Each has its buffers, and they share what was read of the authorities.
+TEST_F(CurlFetcherTest, AConnectionByTlsTakesLittleMemory) {
+  constexpr std::size_t kConnections = 24;
+  FetchRequest request = RequestFor(stage.SecureUrl(Certificate::Right, "file", SomeContent(4000000)));
+  GetBy(request);  // what is made once
+  std::vector<FetchRecorder> all(kConnections);
+  std::vector<std::unique_ptr<Fetch>> fetches;
+  const std::size_t before = mallinfo2().uordblks;
+  for (FetchRecorder& one : all) {
+    fetches.push_back(stage.Port().Begin(request, one));
+    fetches.back()->SetReading(false);
+  }
+  ASSERT_TRUE(stage.RunUntil(
+      [&] { return std::all_of(all.begin(), all.end(), [](const FetchRecorder& one) { return one.answers == 1; }); }));
+  stage.RunFor(100);
+  EXPECT_LE((mallinfo2().uordblks - before) / kConnections, std::size_t{112} << 10);
 }
 
 TEST_F(CurlFetcherTest, NamesNoHostIfThereIsNone) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -76,6 +77,7 @@ class FetchRecorder final : public FetchEvents {
   void DataArrived(std::unique_ptr<FetchBlock> block) override {
     EXPECT_FALSE(block->Bytes().empty());
     received += static_cast<std::int64_t>(block->Bytes().size());
+    longest = std::max(longest, block->Bytes().size());
     if (keepContent) content += block->Bytes();
     if (!log.ends_with('D')) log += "D";
     if (keepBlocks) blocks.push_back(std::move(block));
@@ -102,6 +104,7 @@ class FetchRecorder final : public FetchEvents {
   FetchAnswer answer;
   std::string content;
   std::int64_t received = 0;
+  std::size_t longest = 0;  // of the blocks
   FetchEnd end = FetchEnd::Other;
   std::string reason;
   bool keepContent = true;

@@ -20,7 +20,7 @@ namespace pellora {
 
 class FetcherContract : public testing::TestWithParam<FetchStageMaker> {
  protected:
-  static constexpr std::int64_t kPool = std::int64_t{8} << 20;
+  static constexpr std::int64_t kPool = std::int64_t{3} << 20;
 
   FetchRequest RequestFor(const std::string& url) const {
     FetchRequest request;

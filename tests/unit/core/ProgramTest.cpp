@@ -52,6 +52,25 @@ TEST_F(ProgramTest, CountsActiveRecordsInUseButNeverElementZero) {
   EXPECT_EQ(program.ActiveCount(), 1);
 }
 
+TEST_F(ProgramTest, FiguresBelongToARecordUntilItsSerialRises) {
+  program.ResizeDownloads(3);
+  for (const int index : {-1, 0, 3, 32767}) EXPECT_EQ(program.Web(index), nullptr) << index;
+  program.RaiseSerial(3);
+  WebFigures& figures = program.AddWeb(2);
+  figures.received = 7;
+  EXPECT_EQ(&program.AddWeb(2), &figures);
+  program.ResizeDownloads(kMaxRecords);
+  program.AddWeb(kMaxRecords);
+  EXPECT_EQ(program.Web(2), &figures);
+  EXPECT_EQ(figures.received, 7);
+  EXPECT_EQ(program.Web(1), nullptr);
+  program.RaiseSerial(2);
+  EXPECT_EQ(program.Web(2), nullptr);
+  EXPECT_EQ(program.AddWeb(2).received, 0);
+  program.ResizeDownloads(2);
+  EXPECT_EQ(program.Web(kMaxRecords), nullptr);
+}
+
 TEST_F(ProgramTest, CapsSessionBytesWhileTheSumContinues) {
   program.CountReceived(2147483000);
   EXPECT_EQ(program.SessionBytes(), 2147483000);
