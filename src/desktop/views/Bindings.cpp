@@ -8,7 +8,6 @@
 #include <QFont>
 #include <QFontMetrics>
 #include <QGroupBox>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -96,30 +95,12 @@ class LabelBinding : public WidgetBinding<Label, QLabel> {
   }
 };
 
-// Opens the link with Return and Space as well.
-class LinkKeys : public QObject {
- public:
-  LinkKeys(LinkLabel& control, QObject* receiver) : QObject(receiver), control_(control) {}
-
- protected:
-  bool eventFilter(QObject*, QEvent* event) override {
-    if (event->type() != QEvent::KeyPress) return false;
-    const int key = static_cast<QKeyEvent*>(event)->key();
-    if (key != Qt::Key_Return && key != Qt::Key_Enter && key != Qt::Key_Space) return false;
-    control_.DoubleClick();
-    return true;
-  }
-
- private:
-  LinkLabel& control_;
-};
-
 class LinkBinding : public LabelBinding {
  public:
-  LinkBinding(LinkLabel& control, QLabel& label, BindingContext& context)
+  LinkBinding(LinkLabel& control, FocusLabel& label, BindingContext& context)
       : LabelBinding(control, label, context), link_(control) {
     label.setFocusPolicy(Qt::TabFocus);
-    label.installEventFilter(new LinkKeys(control, context.receiver));
+    QObject::connect(&label, &FocusLabel::Pressed, context.receiver, [&control] { control.DoubleClick(); });
   }
   void UpdateWidget() override {
     LabelBinding::UpdateWidget();
@@ -400,7 +381,7 @@ std::unique_ptr<Binding> TieMenu(Menu& control, QObject& object, BindingContext&
 
 std::unique_ptr<Binding> Bind(Control& control, QObject& object, BindingContext& context) {
   if (auto* link = dynamic_cast<LinkLabel*>(&control))
-    return Tie<LinkBinding, LinkLabel, QLabel>(*link, object, context);
+    return Tie<LinkBinding, LinkLabel, FocusLabel>(*link, object, context);
   if (auto* label = dynamic_cast<Label*>(&control)) return Tie<LabelBinding, Label, QLabel>(*label, object, context);
   if (auto* button = dynamic_cast<CommandButton*>(&control)) {
     return Tie<ButtonBinding, CommandButton, QAbstractButton>(*button, object, context);

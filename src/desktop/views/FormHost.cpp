@@ -168,14 +168,19 @@ void FormHost::FindNames() {
   QList<QWidget*> widgets = root_->findChildren<QWidget*>();
   widgets.append(root_);
   for (QWidget* const widget : widgets) {
-    NamedWidget named{widget, {}};
-    for (const QString& name : widget->property("namedBy").toString().split(u' ', Qt::SkipEmptyParts)) {
-      const QString object = name.section(u':', 0, 0);
-      QWidget* const source = object == root_->objectName() ? root_ : root_->findChild<QWidget*>(object);
-      if (source != nullptr) named.sources.emplace_back(source, name.section(u':', 1).toInt());
-    }
-    if (!named.sources.empty()) named_.push_back(std::move(named));
+    FindWords(*widget, "namedBy", false);
+    FindWords(*widget, "describedBy", true);
   }
+}
+
+void FormHost::FindWords(QWidget& widget, const char* property, bool isDescription) {
+  NamedWidget named{&widget, isDescription, {}};
+  for (const QString& name : widget.property(property).toString().split(u' ', Qt::SkipEmptyParts)) {
+    const QString object = name.section(u':', 0, 0);
+    QWidget* const source = object == root_->objectName() ? root_ : root_->findChild<QWidget*>(object);
+    if (source != nullptr) named.sources.emplace_back(source, name.section(u':', 1).toInt());
+  }
+  if (!named.sources.empty()) named_.push_back(std::move(named));
 }
 
 // A language without one of the words leaves the form's name.
@@ -186,6 +191,10 @@ void FormHost::NameWidgets() {
       if (const QString text = WordsOf(*source, tab); !text.isEmpty()) words.append(text);
     }
     const QString name = words.join(u' ');
+    if (named.isDescription) {
+      if (named.widget->accessibleDescription() != name) named.widget->setAccessibleDescription(name);
+      continue;
+    }
     if (name.isEmpty() || named.widget->accessibleName() == name) continue;
     named.widget->setAccessibleName(name);
     if (!named.widget->toolTip().isEmpty()) named.widget->setToolTip(PlainTip(name));

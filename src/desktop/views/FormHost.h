@@ -73,6 +73,7 @@ class FormHost : public QObject {
  private:
   struct NamedWidget {
     QWidget* widget;
+    bool isDescription;
     std::vector<std::pair<QWidget*, int>> sources;  // a tab bar with the number of the tab
   };
   struct FileIcon {
@@ -94,6 +95,7 @@ class FormHost : public QObject {
   void MoveOntoScreen();
   void MakeRoomForTools();
   void FindNames();
+  void FindWords(QWidget& widget, const char* property, bool isDescription);
   void NameWidgets();
   void HoldHeightForWidth();
   void FitHeight();

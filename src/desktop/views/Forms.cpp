@@ -1,7 +1,5 @@
 #include "desktop/views/Forms.h"
 
-#include <QAccessible>
-#include <QAccessibleWidget>
 #include <QColor>
 #include <QDialog>
 #include <QEvent>
@@ -14,6 +12,7 @@
 
 #include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
+#include "desktop/views/Spoken.h"
 #include "ui_AddList.h"
 #include "ui_AskLine.h"
 #include "ui_AskLogin.h"
@@ -131,17 +130,10 @@ void ApplyRole(QWidget& widget) {
   widget.setFont(font);
 }
 
-// Describes a window made of a plain QWidget to assistive technology, which would take it for a filler otherwise.
-QAccessibleInterface* DescribeWindow(const QString& className, QObject* object) {
-  auto* const widget = qobject_cast<QWidget*>(object);
-  if (className != QLatin1String("QWidget") || widget == nullptr || widget->windowType() != Qt::Window) return nullptr;
-  return new QAccessibleWidget(widget, QAccessible::Window);
-}
-
 }  // namespace
 
 QWidget* NewForm(const std::string& typeName) {
-  QAccessible::installFactory(&DescribeWindow);  // repeated calls have no effect
+  DescribeWidgets();
   for (const Form& form : kForms) {
     if (typeName != form.typeName) continue;
     // Links in the drawings, which the form's actions use.

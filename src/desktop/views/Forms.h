@@ -5,6 +5,7 @@
 //   covers       the page in the same place: while it is covered, the Tab key passes it by
 //   namedBy      the widgets whose words are the accessible name, and the tool tip of one that has a tip; of a tab bar
 //                with the number of the tab, as "TabStrip1:0"
+//   describedBy  the same for the accessible description
 //   fileOf       on an IconLabel: the label whose text is the URL or name that decides the icon
 //   foldWidget, foldBelow   on the form: the part that is hidden while the window's height is below
 //   remembers    on the form: what of its place is remembered, see WindowPlace.h

@@ -1,8 +1,10 @@
 #include "desktop/views/Widgets.h"
 
+#include <QAccessible>
 #include <QEvent>
 #include <QFontMetrics>
 #include <QHelpEvent>
+#include <QKeyEvent>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
@@ -142,9 +144,12 @@ SegmentBar::SegmentBar(QWidget* parent) : QWidget(parent), colour_(Qt::gray) {
 void SegmentBar::SetLength(double twips) {
   const double shown = std::isfinite(twips) ? std::clamp(twips, 0.0, fullLength_) : 0.0;
   if (shown == length_) return;
+  const int before = Percent();
   length_ = shown;
-  setAccessibleDescription(QString::number(std::floor(Share() * 100)) + QStringLiteral("%"));
   update();
+  if (Percent() == before) return;
+  QAccessibleValueChangeEvent change(this, Percent());
+  QAccessible::updateAccessibility(&change);
 }
 
 void SegmentBar::SetColour(const QColor& colour) {
@@ -154,6 +159,8 @@ void SegmentBar::SetColour(const QColor& colour) {
 }
 
 double SegmentBar::Share() const { return fullLength_ > 0 ? std::min(1.0, length_ / fullLength_) : 0.0; }
+
+int SegmentBar::Percent() const { return static_cast<int>(std::floor(Share() * 100)); }
 
 void SegmentBar::paintEvent(QPaintEvent*) {
   const double width = this->width() * Share();
@@ -180,6 +187,12 @@ void HairLine::paintEvent(QPaintEvent*) {
   QColor colour = palette().color(QPalette::WindowText);
   colour.setAlphaF(0.18F);
   QPainter(this).fillRect(0, height() / 2, width(), 1, colour);
+}
+
+void FocusLabel::keyPressEvent(QKeyEvent* event) {
+  const int key = event->key();
+  if (key != Qt::Key_Return && key != Qt::Key_Enter && key != Qt::Key_Space) return QLabel::keyPressEvent(event);
+  emit Pressed();
 }
 
 void FocusLabel::paintEvent(QPaintEvent* event) {

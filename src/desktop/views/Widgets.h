@@ -100,6 +100,7 @@ class SegmentBar : public QWidget {
   void SetLength(double twips);
   void SetColour(const QColor& colour);
   double Share() const;  // of the widget's width, 0 to 1
+  int Percent() const;   // whole ones
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -122,14 +123,18 @@ class HairLine : public QWidget {
   void paintEvent(QPaintEvent* event) override;
 };
 
-// A label with the focus rectangle that QLabel lacks.
+// A label to be pressed, with the focus rectangle that QLabel lacks.
 class FocusLabel : public QLabel {
   Q_OBJECT
 
  public:
   using QLabel::QLabel;
 
+ signals:
+  void Pressed();  // by a key, or by assistive technology
+
  protected:
+  void keyPressEvent(QKeyEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
 };
 

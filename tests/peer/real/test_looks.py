@@ -4,6 +4,7 @@ accessibility, and names that are hard to draw."""
 import os
 import random
 import socket
+import subprocess
 import time
 import unittest
 
@@ -133,6 +134,36 @@ class Names(Base):
             self.assertEqual(self.nameless(options), [], page)
             seen.add(frozenset(e.name for e in self.screen.elements(options) if e.role == "label"))
         self.assertEqual(len(seen), 5)
+
+
+class Notifications(Base):
+    def listen(self):
+        """Returns what lists the notifications so far: (kind, role, name)."""
+        path = os.path.join(self.session.root, "notifications")
+        with open(path, "wb") as output:
+            listener = subprocess.Popen(["/usr/bin/python3", os.path.join(harness.HERE, "screen_events.py")],
+                                        env=self.session.env, stdin=subprocess.DEVNULL, stdout=output,
+                                        stderr=self.session.log)
+        self.addCleanup(harness.end_process, listener)
+
+        def heard():
+            with open(path, encoding="utf-8") as f:
+                return [tuple(line.rstrip("\n").split("\t")) for line in f if line.endswith("\n")]
+        harness.wait_until(heard, 20, "the listener")
+        return heard
+
+    def test_bars_of_segments_report_their_percents_and_nothing_else(self):
+        """A bar is drawn several times in a second, and each report is a message on the bus."""
+        self.open()
+        heard = self.listen()
+        self.slow(size=6000000)
+
+        def of_bars():
+            found = [(kind, role) for kind, role, name in heard()[1:] if name.startswith("Segment #") and role != "label"]
+            return found if sum(kind != "accessible-name" for kind, _ in found) >= 10 else None
+        found = harness.wait_until(of_bars, 20, "ten reports")
+        self.assertEqual({role for _, role in found}, {"progress bar"})
+        self.assertEqual({kind for kind, _ in found}, {"accessible-name", "accessible-value"})
 
 
 class Windows(Base):
