@@ -159,6 +159,7 @@ std::string DamagedListPath(const Program& program) { return ListPath(program) +
 
 void SaveList(Program& program) {
   if (!program.listLoaded || program.Ending()) return;
+  program.listHasNew = false;
   try {
     WriteList(program);
   } catch (const Failure& failure) {

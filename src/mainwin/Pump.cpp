@@ -8,6 +8,7 @@
 
 #include "async/TaskLoop.h"
 #include "core/Capture.h"
+#include "core/ListFile.h"
 #include "core/Numbers.h"
 #include "core/Queue.h"
 #include "core/SpeedLimits.h"
@@ -59,6 +60,8 @@ void MainWindow::Tick() {
   AttachPreview();
   stayAwake_.Watch();
   notices_.Watch();
+  // A kill, or the end of a Wayland compositor, may come before the next regular save.
+  if (program_.listHasNew) Skip([this] { SaveList(program_); });
   // A tick that asks a question does nothing else; the next ones do while it is open.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 

@@ -110,6 +110,17 @@ TEST_F(StartStop, LoadsARunningDownloadAsPausedAfterACrash) {
   EXPECT_TRUE(next.app.program().Download(1).Paused);
 }
 
+TEST_F(StartStop, KeepsADownloadThatWasAddedHalfASecondBeforeACrash) {
+  Start();
+  sim.RunFor(5100);
+  Do([&] { app->Add({.url = "http://h/a.zip", .later = true}, [](const AddAnswer&) {}); });
+  sim.RunFor(600);
+  OtherRun next(SimOptions{.disk = sim.disk().TakeState()});
+  next.Start(3000);
+  ASSERT_EQ(next.app.program().DownloadCount, 1);
+  EXPECT_EQ(next.app.program().Download(1).URL, "http://h/a.zip");
+}
+
 TEST_F(StartStop, PausesOnlyRunningDownloadsAndSavesLast) {
   Start();
   FakeTransfer& running = Transferring(Record("http://h/a.zip"));
