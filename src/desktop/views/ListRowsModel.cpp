@@ -153,8 +153,10 @@ QMimeData* ListRowsModel::mimeData(const QModelIndexList& indexes) const {
 QVariant ListRowsModel::headerData(int section, Qt::Orientation orientation, int role) const {
   if (orientation != Qt::Horizontal || section < 0 || section >= headers_.size()) return {};
   if (role == Qt::DisplayRole) {
-    return rightColumns_.contains(section) ? QString(headers_[section] + QStringLiteral("  ")) : headers_[section];
+    const QString shown = Isolated(headers_[section]);  // one of them is a path
+    return rightColumns_.contains(section) ? QString(shown + QStringLiteral("  ")) : shown;
   }
+  if (role == Qt::AccessibleTextRole) return headers_[section];
   if (role == Qt::TextAlignmentRole) {
     const Qt::Alignment side = rightColumns_.contains(section) ? Qt::AlignRight : Qt::AlignLeft;
     return (side | Qt::AlignVCenter).toInt();

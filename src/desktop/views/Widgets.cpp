@@ -14,6 +14,7 @@
 #include <QStyle>
 #include <QStyleOption>
 #include <QStylePainter>
+#include <QTextLayout>
 #include <QToolTip>
 #include <algorithm>
 #include <cmath>
@@ -61,8 +62,16 @@ bool ElidedLabel::event(QEvent* event) {
 WrappedLabel::WrappedLabel(QWidget* parent) : QLabel(parent) { setTextFormat(Qt::PlainText); }
 
 int WrappedLabel::heightForWidth(int width) const {
-  const QRect room(0, 0, width, QWIDGETSIZE_MAX);
-  return std::max(fontMetrics().height(), fontMetrics().boundingRect(room, Qt::TextWrapAnywhere, text()).height());
+  QTextLayout wrapped(text().replace(u'\n', QChar::LineSeparator), font());
+  wrapped.setTextOption(Wrapping());
+  wrapped.beginLayout();
+  qreal height = 0;
+  for (QTextLine line = wrapped.createLine(); line.isValid(); line = wrapped.createLine()) {
+    line.setLineWidth(width);
+    height += line.height();
+  }
+  wrapped.endLayout();
+  return std::max(fontMetrics().height(), static_cast<int>(std::ceil(height)));
 }
 
 QSize WrappedLabel::sizeHint() const {
@@ -72,9 +81,14 @@ QSize WrappedLabel::sizeHint() const {
 
 void WrappedLabel::paintEvent(QPaintEvent*) {
   QPainter painter(this);
-  const auto side = static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft | Qt::AlignTop));
-  style()->drawItemText(&painter, contentsRect(), side | Qt::TextWrapAnywhere, palette(), isEnabled(), Isolated(text()),
-                        foregroundRole());
+  painter.setPen(palette().color(foregroundRole()));
+  painter.drawText(contentsRect(), Isolated(text()), Wrapping());
+}
+
+QTextOption WrappedLabel::Wrapping() const {
+  QTextOption option(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft) | Qt::AlignTop);
+  option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+  return option;
 }
 
 IconLabel::IconLabel(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }

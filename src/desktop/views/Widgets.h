@@ -9,6 +9,7 @@
 #include <QProgressBar>
 #include <QScrollArea>
 #include <QString>
+#include <QTextOption>
 #include <QWidget>
 
 namespace pellora {
@@ -32,7 +33,7 @@ class ElidedLabel : public QLabel {
   Qt::TextElideMode mode_ = Qt::ElideMiddle;
 };
 
-// A label that wraps its text anywhere, even without blanks, such as a URL.
+// A label that wraps its text between words, and within those that are longer than a line, such as a URL.
 class WrappedLabel : public QLabel {
   Q_OBJECT
 
@@ -45,6 +46,9 @@ class WrappedLabel : public QLabel {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+
+ private:
+  QTextOption Wrapping() const;
 };
 
 // A drawing at the size of the widget, crisp at every scale.

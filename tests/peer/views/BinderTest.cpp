@@ -484,6 +484,16 @@ TEST(Binder, NeverCutsEditableText) {
   EXPECT_EQ(shown.window->Text1.Text(), url + "y");
 }
 
+TEST(WrappedLabels, WrapBetweenWordsAndWithinLongOnes) {
+  WrappedLabel label;
+  const auto heightOf = [&label](const char* text) {
+    label.setText(QLatin1String(text));
+    return label.heightForWidth(label.fontMetrics().horizontalAdvance(QStringLiteral("mmmmm")));
+  };
+  EXPECT_EQ(heightOf("mmm mmm mmm mmm"), heightOf("m\nm\nm\nm"));
+  EXPECT_EQ(heightOf("mmmmmmmmm"), heightOf("m\nm"));
+}
+
 TEST(Binder, ForwardsMouseMovesToTheControlUnderThem) {
   const Shown<SampleMain> shown;
   int hints = 0;

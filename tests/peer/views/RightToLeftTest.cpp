@@ -186,6 +186,13 @@ TEST_F(RightToLeft, RowsAreIsolatedOnTheScreenAndPlainForAssistiveTechnology) {
   EXPECT_EQ(row.data(Qt::AccessibleTextRole).toString(), QStringLiteral("a (1).zip"));
 }
 
+TEST_F(RightToLeft, HeadingsAreIsolatedLikeRows) {
+  QAbstractItemModel* const model = stage.Find<QTreeView>(stage.Main(), "ListView1")->model();
+  const QString heading = model->headerData(0, Qt::Horizontal, Qt::AccessibleTextRole).toString();
+  EXPECT_FALSE(heading.isEmpty());
+  EXPECT_EQ(model->headerData(0, Qt::Horizontal).toString(), QChar(0x2068) + heading + QChar(0x2069));
+}
+
 TEST(LeftToRight, RowsAndPathsAreTheTextsThemselves) {
   EXPECT_EQ(Isolated(QStringLiteral("/home")), QStringLiteral("/home"));
 }
