@@ -38,8 +38,8 @@ class ViewerFace : public Window {
   CommandButton Command1{this, "Command1", "Extract ALL"};
   CommandButton Command2{this, "Command2", "Extract SELECTED"};
   CommandButton Command3{this, "Command3", "Download classic"};
-  Words AscendingWords{this, "AscendingWords", "ascending", 965};
-  Words DescendingWords{this, "DescendingWords", "descending", 966};
+  Words AscendingWords{this, "AscendingWords", "ascending", 0};
+  Words DescendingWords{this, "DescendingWords", "descending", 0};
 
  protected:
   ViewerFace(Platform& platform, std::string typeName);

@@ -113,6 +113,8 @@ class Arrange(Case):
             return self.screen.wait("table cell", name, harness.MAIN).middle[1]
         self.assertLess(top("pear.bin"), top("apple.bin"))
         self.screen.click("table cell", "pear.bin", harness.MAIN)
+        harness.wait_until(lambda: any(each.role == "tree" and each.name == "Finished files :" and "FOCUSED" in each.states
+                                       for each in self.screen.elements(harness.MAIN)), 10, "the focus")
         self.screen.keys("Tab", "space")
         harness.wait_until(lambda: top("apple.bin") < top("pear.bin"), 10, "ascending names")
         self.screen.keys("space")
