@@ -13,9 +13,9 @@ inline constexpr auto kCrcTables = [] {
   std::array<std::array<std::uint32_t, 256>, 4> tables{};
   for (std::uint32_t i = 0; i < 256; ++i) {
     std::uint32_t value = i;
-    for (std::size_t zeros = 0; zeros < tables.size(); ++zeros) {
+    for (auto& table : tables) {
       for (int bit = 0; bit < 8; ++bit) value = (value >> 1U) ^ ((value & 1U) != 0 ? 0xEDB88320U : 0U);
-      tables[zeros][i] = value;
+      table[i] = value;
     }
   }
   return tables;
