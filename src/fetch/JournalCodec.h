@@ -31,7 +31,7 @@ struct JournalKey {
   std::uint64_t addedBits = 0;
   bool operator==(const JournalKey&) const = default;
   bool operator<(const JournalKey& other) const {
-    return std::tie(url, addedBits) < std::tie(other.url, other.addedBits);
+    return std::tie(addedBits, url) < std::tie(other.addedBits, other.url);  // addresses have long beginnings in common
   }
 };
 JournalKey JournalKeyOf(std::string_view url, double dateAdded);
