@@ -24,7 +24,8 @@ struct WebFigures {
   WebStanding standing = WebStanding::Active;
   // Of Stopped why, one sentence. Else what is being waited for, or what is to be known of the file, or empty.
   std::string reason;
-  // Active, but waiting for so long that another download has its place in the limit meanwhile.
+  // Active, but another download has its place in the limit meanwhile: it waits for long, or all its bytes are here and
+  // it waits for the disk.
   bool yields = false;
   bool answered = false;  // in this run: an answer was right, and there is a file for what comes
   bool inFolder = false;  // it was unpacked: its path is that of the folder

@@ -13,6 +13,7 @@
 
 #include "desktop/AtomicFile.h"
 #include "desktop/FileFailure.h"
+#include "desktop/InThreads.h"
 #include "desktop/PosixFile.h"
 
 namespace pellora {
@@ -110,6 +111,19 @@ std::optional<FileState> PosixDownloadFiles::StateOf(const std::string& path) co
   return StateIn(status);
 }
 
+std::vector<std::exception_ptr> PosixDownloadFiles::FlushTogether(const std::vector<DownloadFile*>& files,
+                                                                  const std::vector<std::string>& folders) {
+  std::vector<std::exception_ptr> failures(files.size() + folders.size());
+  InThreads(failures.size(), [&](std::size_t at) {
+    try {
+      at < files.size() ? files[at]->Flush() : FlushFolder(folders[at - files.size()]);
+    } catch (const Failure&) {
+      failures[at] = std::current_exception();
+    }
+  });
+  return failures;
+}
+
 bool PosixDownloadFiles::Publish(const std::string& part, const std::string& path) {
   CheckPath(path);
   const PosixFile file = OpenToPublish(part);
@@ -118,7 +132,6 @@ bool PosixDownloadFiles::Publish(const std::string& part, const std::string& pat
     file.SetRights(kPrivateMode);
     return false;
   }
-  FlushFolderOf(path);
   return true;
 }
 
@@ -127,8 +140,13 @@ bool PosixDownloadFiles::PublishOver(const std::string& part, const std::string&
   if (StateOf(path) != replaced) return false;
   OpenByUmask(file);
   if (rename(part.c_str(), path.c_str()) != 0) throw FileFailure(path, errno);
-  FlushFolderOf(path);
   return true;
+}
+
+// Not every file system can, and the rename is done in any case.
+void PosixDownloadFiles::FlushFolder(const std::string& folder) {
+  CheckPath(folder);
+  FlushFolderOf(folder + "/.");
 }
 
 std::uint64_t PosixDownloadFiles::RoomIn(const std::string& folder) const {

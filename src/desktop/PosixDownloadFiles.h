@@ -25,8 +25,11 @@ class PosixDownloadFiles final : public DownloadFiles {
   std::unique_ptr<DownloadFile> OpenJournal(const std::string& path) override;
   void Replace(const std::string& path, std::string_view bytes) override;
   std::optional<FileState> StateOf(const std::string& path) const override;
+  std::vector<std::exception_ptr> FlushTogether(const std::vector<DownloadFile*>& files,
+                                                const std::vector<std::string>& folders) override;
   bool Publish(const std::string& part, const std::string& path) override;
   bool PublishOver(const std::string& part, const std::string& path, const FileState& replaced) override;
+  void FlushFolder(const std::string& folder) override;
   std::uint64_t RoomIn(const std::string& folder) const override;
   std::uint64_t DiskOf(const std::string& folder) const override;
   std::uint64_t LongestFileIn(const std::string& folder) const override;

@@ -7,20 +7,17 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
 #include <exception>
 #include <filesystem>
 #include <map>
-#include <mutex>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "desktop/Descriptor.h"
 #include "desktop/FileFailure.h"
+#include "desktop/InThreads.h"
 #include "desktop/PosixFile.h"
 #include "ports/Failure.h"
 
@@ -48,35 +45,6 @@ std::string DescriptorPath(int descriptor) { return "/proc/self/fd/" + std::to_s
 // Disks that cannot do it keep names safe in their own way.
 void FlushFolder(int folder, const std::string& path) {
   if (fsync(folder) != 0 && errno == EIO) throw FileFailure(path, errno);
-}
-
-// Calls `flush` for the numbers below `count`, in several threads: the disk then serves many calls at once. Throws one
-// of the failures, after all calls.
-template <class Function>
-void InThreads(std::size_t count, const Function& flush) {
-  constexpr std::size_t kMostThreads = 16;
-  std::atomic<std::size_t> next = 0;
-  std::mutex mutex;
-  std::exception_ptr failed;
-  const auto run = [&] {
-    for (std::size_t at = next++; at < count; at = next++) {
-      try {
-        flush(at);
-      } catch (const Failure&) {
-        const std::lock_guard lock(mutex);
-        failed = std::current_exception();
-      }
-    }
-  };
-  std::vector<std::jthread> threads;
-  try {
-    while (threads.size() + 1 < std::min(count, kMostThreads)) threads.emplace_back(run);
-  } catch (const std::system_error&) {
-    // With fewer threads it takes longer.
-  }
-  run();
-  threads.clear();
-  if (failed) std::rethrow_exception(failed);
 }
 
 // Folders that have got names which are not known to be on the disk.

@@ -1,6 +1,7 @@
 #include "fetch/BackOff.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace pellora {
 
@@ -38,6 +39,8 @@ void BackOff::Received(std::int64_t bytes) {
   received_ += bytes;
   if (received_ >= kRecovered) step_ = 0;
 }
+
+bool BackOff::TakeRecovery() { return std::exchange(received_, 0) >= kRecovered; }
 
 void Rounds::Ended(RoundCause cause) {
   if (cause == RoundCause::Failure) ++count_;

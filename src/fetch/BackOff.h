@@ -1,7 +1,8 @@
 // BackOff and Rounds: when a lane tries again, and when its download gives up.
 //
 // A lane waits 1, 2, 4, ... up to 60 s, each wait shortened by a chance of up to a quarter, so that many downloads do
-// not return to a server at once. The waits start over after a mebibyte.
+// not return to a server at once. The waits start over after a mebibyte; a lane that has fetched that much is replaced
+// without a wait when it is lost, if others are open.
 //
 // A round of a download ends when no lane of it is left that fetches or tries. Ten rounds in a row without a byte are
 // enough. While the network, the names or the server's own word are the cause, a round does not count.
@@ -22,6 +23,8 @@ class BackOff {
   // What the server asks for is obeyed up to 24 hours, and is no less than the own wait.
   std::int64_t NextAfter(std::int64_t retryAfterSeconds);
   void Received(std::int64_t bytes);
+  // A mebibyte has come since the last failure. The next failure is one without it.
+  bool TakeRecovery();
   void Restart() { step_ = 0; }  // as the user wishes
 
  private:

@@ -1,6 +1,7 @@
 #include "fetch/Journal.h"
 
 #include <algorithm>
+#include <atomic>
 #include <optional>
 #include <utility>
 
@@ -37,8 +38,11 @@ struct Journal::Store {
 
   DownloadFiles* const files;
   const std::string path;
-  std::unique_ptr<DownloadFile> file;
+  std::shared_ptr<DownloadFile> file;
   std::optional<std::uint64_t> length;  // up to the last good line; unknown for a new file
+  std::uint64_t flushed = 0;            // up to the last one that is on the disk
+  std::uint64_t rewrites = 0;
+  std::atomic<bool> finished = false;  // Finish has written what was left
 
   // Cuts off what does not end with a good line.
   void OpenFile() {
@@ -47,31 +51,72 @@ struct Journal::Store {
     const std::uint64_t there = opened->Length();
     const std::uint64_t good = std::min(length.value_or(there), there);
     if (good < there) opened->SetLength(good);
-    length = good;
+    length = flushed = good;
     file = std::move(opened);
   }
 
-  void Append(const std::string& line) {
+  // A line, which counts once it is flushed.
+  void Write(std::string_view line) {
     if (!file) OpenFile();
+    if (finished) throw Failure(FailureNumber::File, path);
     try {
       file->WriteAt(*length, line);
-      file->Flush();
     } catch (const Failure&) {
       Skip([this] { file->SetLength(*length); });
       throw;
     }
     *length += line.size();
   }
+  void Flushed(const Line& line);
 
   void Rewrite(const std::string& whole) {
     file.reset();
     files->Replace(path, whole);
     length.reset();
+    ++rewrites;
   }
 };
 
-Journal::Journal(const Platform& platform, std::string path)
-    : platform_(platform), store_(std::make_shared<Store>(platform.downloadFiles, std::move(path))) {}
+// `whole` is the journal with this line; empty: it is not to be rewritten.
+class Journal::Line final : public DiskStep {
+ public:
+  Line(std::shared_ptr<Store> store, std::string text, std::string whole)
+      : store_(std::move(store)), text_(std::move(text)), whole_(std::move(whole)) {}
+
+  void Begin(DownloadFiles&) override {
+    rewritten_ = !whole_.empty() && Skip([this] { store_->Rewrite(whole_); });
+    if (rewritten_) return;
+    store_->Write(text_);
+    file = store_->file;
+    rewrites_ = store_->rewrites;
+  }
+  void End(DownloadFiles&) override {
+    if (!file) return;
+    if (rewrites_ == store_->rewrites) return store_->Flushed(*this);
+    failure = nullptr;  // a new journal has the line
+  }
+  bool Rewritten() const { return rewritten_; }
+
+ private:
+  const std::shared_ptr<Store> store_;
+  const std::string text_;
+  const std::string whole_;
+  std::uint64_t rewrites_ = 0;
+  bool rewritten_ = false;
+};
+
+void Journal::Store::Flushed(const Line& line) {
+  if (line.file != file || finished) return;
+  if (!line.failure) {
+    flushed = *length;
+  } else if (*length > flushed) {
+    length = flushed;
+    Skip([this] { file->SetLength(flushed); });
+  }
+}
+
+Journal::Journal(const Platform& platform, DiskTurns& turns, std::string path)
+    : platform_(platform), store_(std::make_shared<Store>(platform.downloadFiles, std::move(path))), turns_(turns) {}
 
 void Journal::Open() {
   if (!platform_.files.Exists(store_->path)) return;
@@ -93,9 +138,8 @@ void Journal::Open() {
     if (entry.state == JournalState::Gone) {
       gone_.push_back(std::move(entry));
     } else {
+      Keep(entry);
       onDisk_->insert(entry.key);
-      const JournalKey key = entry.key;
-      entries_[key] = std::move(entry);
     }
   }
   // Where that fails the old one serves on; its torn end is cut before the next line.
@@ -120,21 +164,37 @@ std::vector<JournalEntry> Journal::Entries() const {
 std::set<std::string> Journal::ClaimedPaths(const JournalKey& own) const {
   std::set<std::string> paths;
   const JournalEntry* const mine = Find(own);
-  for (const auto& [key, entry] : entries_) {
+  for (const JournalKey& key : claiming_) {
+    const JournalEntry& entry = entries_.at(key);
     const bool isOwn = key == own || (mine != nullptr && entry.id == mine->id);
-    // What is chosen of an archive is not written under the archive's name.
-    if (!isOwn && entry.selection.empty() && entry.state != JournalState::Finished && !entry.path.empty())
-      paths.insert(entry.path);
+    if (!isOwn) paths.insert(entry.path);
   }
   return paths;
 }
 
-void Journal::Put(const JournalEntry& entry, Done done) {
+void Journal::Keep(const JournalEntry& entry) {
   entries_[entry.key] = entry;
-  Append(JournalLine(entry), [onDisk = onDisk_, key = entry.key, done = std::move(done)](bool written) {
+  // What is chosen of an archive is not written under the archive's name.
+  if (entry.selection.empty() && entry.state != JournalState::Finished && !entry.path.empty()) {
+    claiming_.insert(entry.key);
+  } else {
+    claiming_.erase(entry.key);
+  }
+}
+
+bool Journal::Forget(const JournalKey& key) {
+  claiming_.erase(key);
+  onDisk_->erase(key);
+  return entries_.erase(key) > 0;
+}
+
+void Journal::Put(const JournalEntry& entry, Done done, Place place) {
+  Keep(entry);
+  Done noted = [onDisk = onDisk_, key = entry.key, done = std::move(done)](bool written) {
     if (written) onDisk->insert(key);
     if (done) done(written);
-  });
+  };
+  Append(JournalLine(entry), std::move(noted), place);
 }
 
 void Journal::Remove(const JournalKey& key, Done done) {
@@ -144,8 +204,7 @@ void Journal::Remove(const JournalKey& key, Done done) {
     return;
   }
   JournalEntry gone = std::move(at->second);
-  entries_.erase(at);
-  onDisk_->erase(key);
+  Forget(gone.key);
   gone.state = JournalState::Gone;
   const std::string line = JournalLine(gone);
   KeepGone(std::move(gone));  // first: appending may rewrite the whole
@@ -153,10 +212,9 @@ void Journal::Remove(const JournalKey& key, Done done) {
 }
 
 void Journal::Drop(const JournalKey& key) {
-  if (entries_.erase(key) == 0) return;
-  onDisk_->erase(key);
   JournalEntry dropped;
   dropped.key = key;
+  if (!Forget(dropped.key)) return;
   dropped.state = JournalState::Gone;
   Append(JournalLine(dropped), {});
 }
@@ -174,12 +232,13 @@ void Journal::Discard(const std::string& part, const FileIdentity& identity) {
   DeletePartFile(platform_, part, identity);
 }
 
-// A work may be writing the first of these lines, at the same place or before it: a line that is there twice does no
-// harm. Nothing is flushed, as for the list: a busy disk would hold the user up.
+// A work may have written the first of these lines: a line that is there twice does no harm. From now on it writes
+// none, which would come over these. Nothing is flushed, as for the list: a busy disk would hold the user up.
 void Journal::Finish() {
   if (!readable_ || pending_->empty()) return;
   std::string lines;
   for (const std::string& line : *pending_) lines += line;
+  store_->finished = true;
   Skip([&] {
     const std::unique_ptr<DownloadFile> file = platform_.downloadFiles->OpenJournal(store_->path);
     file->WriteAt(file->Length(), lines);
@@ -198,7 +257,7 @@ void Journal::KeepGone(JournalEntry gone) {
   gone_.push_back(std::move(gone));
 }
 
-void Journal::Append(std::string line, Done done) {
+void Journal::Append(std::string line, Done done, Place place) {
   if (!readable_) {
     if (done) done(false);
     return;
@@ -209,19 +268,15 @@ void Journal::Append(std::string line, Done done) {
     whole = Whole();
     appended_ = 0;
   }
-  const auto rewritten = std::make_shared<bool>(false);
   pending_->push_back(line);
-  platform_.background.Run(
-      [store = store_, line = std::move(line), whole = std::move(whole), rewritten] {
-        *rewritten = !whole.empty() && Skip([&] { store->Rewrite(whole); });
-        if (!*rewritten) store->Append(line);
-      },
-      [lacksLine = lacksLine_, pending = pending_, rewritten,
-       done = std::move(done)](const std::exception_ptr& failure) {
-        pending->pop_front();
-        if (failure != nullptr || *rewritten) *lacksLine = failure != nullptr;
-        if (done) done(failure == nullptr);
-      });
+  const auto step = std::make_shared<Line>(store_, std::move(line), std::move(whole));
+  Background::Done over = [step, lacksLine = lacksLine_, pending = pending_,
+                           done = std::move(done)](const std::exception_ptr& failure) {
+    pending->pop_front();
+    if (failure != nullptr || step->Rewritten()) *lacksLine = failure != nullptr;
+    if (done) done(failure == nullptr);
+  };
+  turns_.Give(step, std::move(over), place);
 }
 
 }  // namespace pellora

@@ -1,5 +1,5 @@
 // Journal: the journal of the web engine's downloads while the program runs. Lines are appended outside of the event
-// loop, in the order of the calls, and are on the disk when `done` comes.
+// loop, in the order of the calls, those of many downloads with one flush, and are on the disk when `done` comes.
 //
 // A line that cannot be written costs progress alone: the file is cut back to its last good length, and downloads
 // continue.
@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "fetch/DiskTurns.h"
 #include "fetch/JournalCodec.h"
 #include "ports/Platform.h"
 
@@ -21,8 +22,10 @@ namespace pellora {
 
 class Journal {
  public:
-  // `path` is the journal's file. Nothing is read or written before Open.
-  Journal(const Platform& platform, std::string path);
+  using Place = DiskTurns::Place;
+
+  // `path` is the journal's file. Nothing is read or written before Open. `turns` lives as long.
+  Journal(const Platform& platform, DiskTurns& turns, std::string path);
 
   // Reads the file, if there is one, and rewrites it. Failure(File) if it is there and cannot be read; then nothing is
   // known of its downloads.
@@ -45,7 +48,8 @@ class Journal {
   std::uint64_t NewId() { return nextId_++; }
 
   using Done = std::function<void(bool written)>;
-  void Put(const JournalEntry& entry, Done done = {});
+  // What the line says must be so already, or come about by works that Background has; those only with Place::Kept.
+  void Put(const JournalEntry& entry, Done done = {}, Place place = Place::OrBefore);
   // Writes that the download is gone, and forgets it.
   void Remove(const JournalKey& key, Done done = {});
   // Forgets an entry whose download, if there is one, has another entry now. Its part file stays.
@@ -59,13 +63,18 @@ class Journal {
 
  private:
   struct Store;
-  void Append(std::string line, Done done);
+  class Line;
+  void Append(std::string line, Done done, Place place = Place::OrBefore);
+  void Keep(const JournalEntry& entry);
+  bool Forget(const JournalKey& key);  // False if there is no such entry
   void KeepGone(JournalEntry gone);
   std::string Whole() const;
 
   const Platform& platform_;
   const std::shared_ptr<Store> store_;
+  DiskTurns& turns_;
   std::map<JournalKey, JournalEntry> entries_;
+  std::set<JournalKey> claiming_;   // entries whose paths are claimed
   std::vector<JournalEntry> gone_;  // a new journal names them too
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten

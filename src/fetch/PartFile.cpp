@@ -37,11 +37,20 @@ PartFile::Result AddBytes(DownloadFile& file, const Range& range, const PartFile
   return PartFile::Result::Good;
 }
 
+void Report(const std::exception_ptr& failure, PartFile::Result result, const PartFile::Done& done) {
+  if (!failure) return done(result, {});
+  try {
+    std::rethrow_exception(failure);
+  } catch (const Failure& error) {
+    done(PartFile::Result::Failed, error.what());
+  }
+}
+
 }  // namespace
 
-PartFile::PartFile(const Platform& platform, std::string path, std::shared_ptr<DownloadFile> file,
+PartFile::PartFile(const Platform& platform, DiskTurns& turns, std::string path, std::shared_ptr<DownloadFile> file,
                    FileIdentity identity)
-    : platform_(platform), path_(std::move(path)), file_(std::move(file)), identity_(identity) {}
+    : platform_(platform), turns_(turns), path_(std::move(path)), file_(std::move(file)), identity_(identity) {}
 
 PartFile::~PartFile() {
   platform_.background.Run([file = std::move(file_)] {}, [](const std::exception_ptr&) {});
@@ -49,15 +58,9 @@ PartFile::~PartFile() {
 
 void PartFile::Run(std::function<Result()> work, Done done) {
   const auto result = std::make_shared<Result>(Result::Failed);
-  platform_.background.Run([result, work = std::move(work)] { *result = work(); },
-                           [result, done = std::move(done)](const std::exception_ptr& failure) {
-                             if (!failure) return done(*result, {});
-                             try {
-                               std::rethrow_exception(failure);
-                             } catch (const Failure& error) {
-                               done(Result::Failed, error.what());
-                             }
-                           });
+  platform_.background.Run(
+      [result, work = std::move(work)] { *result = work(); },
+      [result, done = std::move(done)](const std::exception_ptr& failure) { Report(failure, *result, done); });
 }
 
 void PartFile::Put(std::unique_ptr<FetchBlock> block, std::int64_t offset, std::vector<Range> held,
@@ -82,16 +85,10 @@ void PartFile::Hash(Range range, std::shared_ptr<const Sums> sums, Done done) {
 }
 
 void PartFile::Flush(std::int64_t length, bool exactly, Done done) {
-  Run(
-      [file = file_, files = platform_.downloadFiles, path = path_, identity = identity_, length, exactly] {
-        const auto wanted = static_cast<std::uint64_t>(length);
-        if (exactly && file->State().length > wanted) file->SetLength(wanted);
-        file->Flush();
-        const std::optional<FileState> found = files->StateOf(path);
-        const bool same = found && found->identity == identity && found->length >= wanted;
-        return same ? Result::Good : Result::Replaced;
-      },
-      std::move(done));
+  const auto step = std::make_shared<FlushStep>(file_, path_, identity_, static_cast<std::uint64_t>(length), exactly);
+  turns_.Give(step, [step, done = std::move(done)](const std::exception_ptr& failure) {
+    Report(failure, step->IsThere() ? Result::Good : Result::Replaced, done);
+  });
 }
 
 void DeletePartFile(const Platform& platform, const std::string& path, const FileIdentity& identity) {

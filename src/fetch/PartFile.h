@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "core/IntervalSet.h"
+#include "fetch/DiskTurns.h"
 #include "ports/Digest.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Fetcher.h"
@@ -32,7 +33,9 @@ class PartFile {
   using Done = std::function<void(Result result, const std::string& reason)>;
 
   // `file` is what `path` led to when it was opened.
-  PartFile(const Platform& platform, std::string path, std::shared_ptr<DownloadFile> file, FileIdentity identity);
+  // `turns` lives as long.
+  PartFile(const Platform& platform, DiskTurns& turns, std::string path, std::shared_ptr<DownloadFile> file,
+           FileIdentity identity);
   // Closes the file outside of the event loop too, once everything asked for is done.
   ~PartFile();
   PartFile(const PartFile&) = delete;
@@ -49,14 +52,15 @@ class PartFile {
   // Adds the bytes of `range` to each of `sums`, which nothing else uses until `done`. Replaced if the file ends
   // before. Ranges are best short: other work waits meanwhile.
   void Hash(Range range, std::shared_ptr<const Sums> sums, Done done);
-  // Makes sure that everything put before is on the disk, that the path still leads to this file, and that it is at
-  // least `length` long. Longer ones are cut if `exactly`.
+  // Makes sure that everything put before whose `done` has come is on the disk, that the path still leads to this file,
+  // and that it is at least `length` long. Longer ones are cut if `exactly`.
   void Flush(std::int64_t length, bool exactly, Done done);
 
  private:
   void Run(std::function<Result()> work, Done done);
 
   const Platform& platform_;
+  DiskTurns& turns_;
   const std::string path_;
   std::shared_ptr<DownloadFile> file_;
   const FileIdentity identity_;

@@ -125,7 +125,7 @@ void WebEngine::Start(Sense sense) {
   entry_.startAt.reset();
   entry_.reason.clear();
   ShowCommand3(Command3Means::Pause);
-  oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = renaming_ = false;
+  oneLane_ = unranged_ = unconditional_ = http2_ = unconfirmed_ = differs_ = renaming_ = renameIsJournaled_ = false;
   statedTotal_ = -1;
   checked_.clear();
   lastByte_ = lastPulse_ = lastClaim_ = Now();

@@ -4,9 +4,10 @@
 // The first request is the first range from byte 0; its answer gives size, name and validator, and further lanes open
 // at once. RangePlan divides the file, CheckReply judges each answer, Sources says which server is asked, PartFile
 // writes, and the journal says what is on the disk. WebEngine.cpp starts and ends its runs, WebReplies.cpp what answers
-// and ends mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file up
-// to its name, WebSelection.cpp what is chosen of an archive, WebArchiveChange.cpp another version of that,
-// WebChecks.cpp its checksums, WebAddressChange.cpp another address for it, WebDrawing.cpp what is shown.
+// and ends mean, WebMirrors.cpp what several sources do, WebLogins.cpp who gets a login, WebFile.cpp the part file,
+// WebFinish.cpp its name once it is complete, WebSelection.cpp what is chosen of an archive, WebArchiveChange.cpp
+// another version of that, WebChecks.cpp its checksums, WebAddressChange.cpp another address for it, WebDrawing.cpp
+// what is shown.
 //
 // Every wait carries the number of the run, which a pause, a stop and a start raise: what belongs to an earlier run
 // changes nothing.
@@ -247,6 +248,8 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   Task<> CreatePart();
   std::string NoRoomFor(const NewPart& part) const;
   Task<> AdoptPart(Run run);
+  std::shared_ptr<PartFile> NewPartFile(const std::string& path, std::shared_ptr<DownloadFile> file,
+                                        const FileIdentity& identity);
   void AskAboutPart();
   void PartIsReady();
   void PutBlock(WebLane& lane, std::unique_ptr<FetchBlock> block);
@@ -269,8 +272,10 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   void DropPart();
   Task<bool> BeginFinish(Run run);
   Task<> Finish(Run run);
+  void YieldPlace();
   Task<bool> FlushWhole(Run run);
   Task<bool> PublishAs(Run run, std::string path);
+  Task<bool> GiveName(std::string path, std::optional<FileState> replaced);
   void Finished();
 
   // What is chosen of an archive (WebSelection.cpp)
@@ -396,6 +401,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
   IntervalSet heldBefore_;       // when the comparing lane began
   std::int64_t comparedTo_ = 0;  // byte of the file
   bool renaming_ = false;        // the journal says so: it ends before anything else
+  bool renameIsJournaled_ = false;
   bool unconfirmed_ = false;     // the body ended with its connection
   bool isMetalink_ = false;      // by its type
   bool wasShownInside_ = false;  // the user has been asked what of the archive is wanted

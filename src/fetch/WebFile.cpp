@@ -1,4 +1,4 @@
-// A download's part file, from the first block to the name of the complete file.
+// A download's part file, from the first block to the last.
 #include <algorithm>
 #include <set>
 
@@ -9,8 +9,8 @@
 #include "core/SpeedLimits.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/NewPart.h"
-#include "fetch/SelectionFiles.h"
 #include "fetch/WebEngine.h"
+#include "fetch/WebRecords.h"
 #include "fetch/WebWords.h"
 #include "ports/Background.h"
 #include "ports/Files.h"
@@ -58,14 +58,14 @@ std::string WebEngine::NoRoomFor(const NewPart& part) const {
   return Say(text, {megabytes(part.needed + kMegabyte - 1), megabytes(part.room)});
 }
 
-// The list is saved first: after a kill nothing else knows whose the part file is.
+// The list has the record first: after a kill nothing else knows whose the part file is.
 Task<> WebEngine::CreatePart() {
   const auto hold = Hold();
   if (!entry_.path.starts_with("/")) {
     Rest(FetchEvent::GivenUp, Say(WebText::NotWritten, {program_.settings.DownloadFolder}));
     co_return;
   }
-  (void)SaveListBeforeTouchingParts(program_);
+  if (!IsListed(program_, *services_, slot_.Index())) (void)SaveListBeforeTouchingParts(program_);
   const std::uint32_t generation = partGeneration_;
   // A part file that a change on the server has made useless gives its name back first.
   std::function<bool()> alone = [this] { return !creating_; };
@@ -130,8 +130,13 @@ Task<> WebEngine::CreatePart() {
     if (Fetching()) Rest(FetchEvent::DiskFailed, failed);
     co_return;
   }
-  part_ = std::make_shared<PartFile>(program_.platform, made->partPath, made->file, made->identity);
+  part_ = NewPartFile(made->partPath, made->file, made->identity);
   if (Fetching()) PartIsReady();
+}
+
+std::shared_ptr<PartFile> WebEngine::NewPartFile(const std::string& path, std::shared_ptr<DownloadFile> file,
+                                                 const FileIdentity& identity) {
+  return std::make_shared<PartFile>(program_.platform, services_->turns, path, std::move(file), identity);
 }
 
 // A part file that is not there any more, or another one, is left alone. Its disk may come back: the user decides.
@@ -166,7 +171,7 @@ Task<> WebEngine::AdoptPart(Run run) {
   inOrder_ = made->fillsGaps;
   if (made->file) {
     entry_.part = made->identity;
-    part_ = std::make_shared<PartFile>(program_.platform, made->partPath, made->file, made->identity);
+    part_ = NewPartFile(made->partPath, made->file, made->identity);
   } else if (!entry_.held.Ranges().empty()) {
     AskAboutPart();
     co_return;
@@ -435,152 +440,6 @@ void WebEngine::WriteJournal(JournalState state, Journal::Done done) {
   entry_.queuePlace = program_.QueuePlace(slot_.Index());
   services_->listed.insert(entry_.key);
   services_->journal.Put(entry_, std::move(done));
-}
-
-// Says that all bytes are there, and waits for the comparisons. False: one of them has failed, or the run is over.
-Task<bool> WebEngine::BeginFinish(Run run) {
-  const auto hold = Hold();
-  Announce(program_.Text(kTextWebBuilding));
-  Draw();
-  Background::Work nothing = [] {};
-  co_await InBackground(&program_.platform, std::move(nothing));
-  if (!StillCurrent() || run != run_) co_return false;
-  if (differs_) HasChanged();  // a comparison came after the last byte
-  co_return !differs_;
-}
-
-Task<> WebEngine::Finish(Run run) {
-  const auto hold = Hold();
-  const bool begun = co_await BeginFinish(run);
-  if (!begun) co_return;
-  if (!part_) co_return;  // a write has failed, and has stopped the download
-  for (const auto& lane : lanes_) lane->compares = lane->endProves = false;
-  TakeNewAddress();
-  const bool flushed = co_await FlushWhole(run);
-  if (!flushed) co_return;
-  entry_.held = IntervalSet({{0, facts_.total}});
-  const bool right = co_await CheckFile(run);
-  if (!right) co_return;
-  const bool taken = co_await TakeMetalink(run);
-  if (taken || !StillCurrent() || run != run_) co_return;
-  const std::string folder = FolderOf(entry_.path);
-  std::string name = NameOf(entry_.path);
-  for (int tried = 0; tried < kMostNumbers; ++tried) {
-    const bool published = co_await PublishAs(run, JoinFolder(folder, name));
-    if (!StillCurrent()) co_return;
-    if (published) {
-      Finished();
-      co_return;
-    }
-    if (state_ != FetchState::Finishing) co_return;
-    ForgetReplacing();
-    const std::set<std::string> claimed = ClaimedPaths(program_, services_->journal, entry_.key);
-    do name = FollowingName(name);
-    while (claimed.contains(JoinFolder(folder, name)));
-  }
-  DiskFailed(entry_.path);
-}
-
-// False: it has failed, or the run is over.
-Task<bool> WebEngine::FlushWhole(Run run) {
-  const auto hold = Hold();
-  struct Flushed {
-    std::optional<PartFile::Result> result;
-    std::string reason;
-  };
-  const auto flushed = std::make_shared<Flushed>();
-  part_->Flush(facts_.total, true, [flushed](PartFile::Result result, const std::string& reason) {
-    *flushed = {result, reason};
-  });
-  std::function<bool()> over = [flushed] { return flushed->result.has_value(); };
-  co_await program_.platform.tasks.UntilEvent(std::move(over));
-  if (!StillCurrent() || run != run_) co_return false;
-  if (flushed->result == PartFile::Result::Replaced) PartReplaced();
-  if (flushed->result == PartFile::Result::Failed) DiskFailed(flushed->reason);
-  co_return flushed->result == PartFile::Result::Good;
-}
-
-// The journal names the new name before the file gets it, so that a start after a kill finds the file there.
-Task<bool> WebEngine::PublishAs(Run run, std::string path) {
-  const auto hold = Hold();
-  struct Step {
-    std::optional<FileState> there, part;
-    bool journaled = false;
-    bool done = false;
-  };
-  const auto step = std::make_shared<Step>();
-  std::string failed;
-  DownloadFiles* const files = program_.platform.downloadFiles;
-  try {
-    Background::Work look = [step, files, path, part = entry_.partPath] {
-      step->there = files->StateOf(path);
-      step->part = files->StateOf(part);
-    };
-    co_await InBackground(&program_.platform, std::move(look));
-    if (!StillCurrent() || run != run_) co_return false;
-    const bool replaces = step->there && entry_.replaces && *step->there == *entry_.replaces;
-    if (!step->part) {
-      PartReplaced();
-      co_return false;
-    }
-    if (step->there && !replaces) co_return false;
-    entry_.path = path;
-    entry_.renamed = step->part;
-    renaming_ = true;
-    WriteJournal(JournalState::Renaming, [step](bool) { step->journaled = true; });
-    std::function<bool()> journaled = [step] { return step->journaled; };
-    co_await program_.platform.tasks.UntilEvent(std::move(journaled));
-    if (!StillCurrent() || run != run_) co_return false;
-    Background::Work rename = [step, files, path, part = entry_.partPath, replaces, replaced = entry_.replaces] {
-      step->done = replaces ? files->PublishOver(part, path, *replaced) : files->Publish(part, path);
-    };
-    co_await InBackground(&program_.platform, std::move(rename));
-  } catch (const Failure& failure) {
-    failed = failure.what();
-  }
-  renaming_ = false;
-  if (!failed.empty() && StillCurrent() && run == run_) DiskFailed(failed);
-  co_return step->done;
-}
-
-void WebEngine::Finished() {
-  DownloadRecord& record = Record();
-  Take(FetchEvent::Renamed);
-  EndRun();
-  services_->handOvers.Forget(entry_.key);
-  services_->newAddresses.erase(entry_.key);
-  part_.reset();
-  record.SavePath = entry_.path;
-  record.HasSavePath = true;
-  record.FileName = entry_.title.empty() ? NameOf(entry_.path) : entry_.title;
-  record.Valid = false;
-  record.Finished = true;
-  record.Active = false;
-  record.Paused = false;
-  record.Percent = 100.0F;
-  WebFigures& figures = TheFigures();
-  figures.standing = WebStanding::Finished;
-  figures.inFolder = !entry_.title.empty();
-  entry_.partPath.clear();
-  written_ = entry_.held;
-  if (unconfirmed_ && checked_.empty()) note_ = Say(WebText::LengthNotConfirmed);
-  std::string done = note_.empty() ? program_.Text(kTextWebComplete) : note_;
-  if (!checked_.empty()) {
-    done += " " + checked_;
-    note_ += (note_.empty() ? "" : " ") + checked_;
-  }
-  entry_.reason = Notes();
-  services_->journal.Discard(entry_.oldPartPath, entry_.oldPart);
-  entry_.oldPartPath.clear();
-  const std::string selection = std::exchange(entry_.selection, {});
-  WriteJournal(JournalState::Finished);
-  DeleteSelection(program_.platform, services_->journal, selection);
-  (void)SaveListBeforeTouchingParts(program_);
-  Announce(std::move(done));
-  if (view_ != nullptr) view_->SetFinished();
-  Draw();
-  program_.lists->RefreshFinishedSoon();
-  if (view_ != nullptr) view_->OfferFile();
 }
 
 }  // namespace pellora

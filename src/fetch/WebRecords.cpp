@@ -86,6 +86,7 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
     figures.reason = entry.reason;
     record.Finished = true;
     record.Paused = false;
+    record.Queued = 0;  // the list may be older
     record.Percent = 100.0F;
     record.SavePath = entry.path;
     record.HasSavePath = true;
@@ -97,6 +98,9 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   figures.standing = entry.state == JournalState::Stopped ? WebStanding::Stopped : WebStanding::Paused;
   if (entry.state == JournalState::Stopped) figures.reason = entry.reason;
   record.Paused = true;
+  // It had left the queue when the program was killed, and the list is older.
+  const bool ran = entry.state == JournalState::Active || entry.state == JournalState::Renaming;
+  if (ran && !program.headless) record.Queued = 0;
   if (entry.startAt && record.Queued != 0) QueueUntil(program, index, *entry.startAt);
 }
 
@@ -114,6 +118,12 @@ std::map<JournalKey, int> ListedIn(Program& program) {
     if (record.InUse) listed.insert_or_assign(listed.end(), JournalKeyOf(record.URL, record.DateAdded), i);
   }
   return listed;
+}
+
+std::uint32_t HighestSerial(const Program& program) {
+  std::uint32_t highest = 0;
+  for (int i = 1; i <= program.DownloadCount; ++i) highest = std::max(highest, program.Serial(i));
+  return highest;
 }
 
 // Downloads that only the journal could have continued: they have received something, by no plan of the classic
@@ -206,7 +216,7 @@ void PutFinished(const Platform& platform, Journal& journal, JournalEntry entry)
   entry.state = JournalState::Finished;
   entry.partPath.clear();
   entry.oldPartPath.clear();
-  journal.Put(entry);
+  journal.Put(entry, {}, Journal::Place::Kept);  // after the deletions
 }
 
 // Names and numbers of deleted files are given again.
@@ -241,6 +251,11 @@ bool LacksJournalLine(Program& program, const WebServices& services, int index) 
   const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
   const JournalEntry* const entry = services.journal.Find(key);
   return entry != nullptr && !entry->selection.empty() && !services.journal.IsOnDisk(key);
+}
+
+// Serials only rise: whatever was listed later has a higher one.
+bool IsListed(const Program& program, const WebServices& services, int index) {
+  return services.selections.empty() && program.Serial(index) <= services.lastSaved;
 }
 
 void RestoreWebRecords(Program& program, WebServices& services) {
@@ -314,7 +329,7 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   if (add.selection) RememberSelection(program, services, index, add, entry);
   services.handOvers.Keep(entry.key, handOver);
   services.listed.insert(entry.key);
-  services.journal.Put(entry);
+  services.journal.Put(entry, {}, add.selection ? Journal::Place::Kept : Journal::Place::OrBefore);
 }
 
 void FinishJournal(Program& program, WebServices& services) {
@@ -395,6 +410,7 @@ void RememberPlace(Program& program, WebServices& services, std::int16_t index) 
 void SweepJournal(Program& program, WebServices& services) {
   if (!program.listLoaded) return;
   const std::map<JournalKey, int> listed = ListedIn(program);
+  services.lastSaved = HighestSerial(program);
   for (const JournalKey& former : std::exchange(services.superseded, {})) {
     if (!listed.contains(former)) services.journal.Drop(former);
   }

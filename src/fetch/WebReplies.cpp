@@ -532,6 +532,8 @@ void WebEngine::LaneLost(WebLane& lane, const std::string& reason, RoundCause ca
   if (failed && !OthersOfSource(lane)) ++source.failures;
   if (OthersAreOpen(lane)) {
     if (source.failures >= kMostFailures && RestSource(lane.source, reason)) return;
+    // A single connection was lost, and neither the server nor the network.
+    if (cause == RoundCause::Failure && retryAfterSeconds == 0 && lane.backOff.TakeRecovery()) return OpenLanes();
     lane.Take(LaneEvent::Lost);
     lane.due = Now() + (retryAfterSeconds > 0 ? lane.backOff.NextAfter(retryAfterSeconds) : lane.backOff.Next());
     lane.text = RetryIn(lane.due - Now());

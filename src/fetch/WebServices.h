@@ -13,6 +13,7 @@
 #include "core/EngineChoice.h"
 #include "core/Metalink.h"
 #include "core/Selection.h"
+#include "fetch/DiskTurns.h"
 #include "fetch/HandOvers.h"
 #include "fetch/HostKeys.h"
 #include "fetch/HostMemory.h"
@@ -25,7 +26,11 @@ namespace pellora {
 
 struct WebServices {
   WebServices(const Platform& thePlatform, std::string journalPath, std::uint64_t theSeed)
-      : platform(thePlatform), journal(thePlatform, std::move(journalPath)), logins(thePlatform), seed(theSeed) {}
+      : platform(thePlatform),
+        turns(thePlatform),
+        journal(thePlatform, turns, std::move(journalPath)),
+        logins(thePlatform),
+        seed(theSeed) {}
 
   // Milliseconds of a clock that never goes back and does not wrap.
   std::int64_t Now() {
@@ -37,12 +42,14 @@ struct WebServices {
   std::uint64_t NextSeed() { return seed += 0x9E3779B97F4A7C15; }
 
   const Platform& platform;
+  DiskTurns turns;
   Journal journal;
   HostMemory hosts;
   HostKeys keys;
   Logins logins;
   HandOvers handOvers;
   std::set<JournalKey> listed;  // journal entries that had a record when the list was last saved
+  std::uint32_t lastSaved = 0;  // the highest serial of a record that the list had then
   std::map<JournalKey, std::shared_ptr<const Selection>> selections;  // that came with an add
   std::map<JournalKey, Login> addedLogins;                            // that came with an add
   // Of records whose address the user is changing: tried at the next start, and kept if it has the same file.

@@ -7,10 +7,12 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ports/Files.h"
 
@@ -57,11 +59,17 @@ class DownloadFiles {
   virtual void Replace(const std::string& path, std::string_view bytes) = 0;
   // What is at the path, links not followed; nothing if nothing is, or no regular file.
   virtual std::optional<FileState> StateOf(const std::string& path) const = 0;
-  // Renames within one folder, then flushes the folder. False, and nothing has changed, if something has the new name.
-  // The rights become those that the umask leaves a new file.
+  // Flushes all of these, which takes little longer than flushing one. What each call has thrown, or null: first those
+  // of the files.
+  virtual std::vector<std::exception_ptr> FlushTogether(const std::vector<DownloadFile*>& files,
+                                                        const std::vector<std::string>& folders);
+  // Renames within one folder. False, and nothing has changed, if something has the new name. The rights become those
+  // that the umask leaves a new file. The new name is on the disk after FlushFolder.
   virtual bool Publish(const std::string& part, const std::string& path) = 0;
   // The same over a file that still has this state; False if it has another.
   virtual bool PublishOver(const std::string& part, const std::string& path, const FileState& replaced) = 0;
+  // Returns once the names that were given in this folder before are on the disk.
+  virtual void FlushFolder(const std::string& folder) = 0;
   // Bytes that the user may still write to the disk of this folder.
   virtual std::uint64_t RoomIn(const std::string& folder) const = 0;
   // The number of this folder's disk: folders share their room with those of the same number.

@@ -37,7 +37,7 @@ enum class DiskCall {
   Length,
   Reserve,
   Copy,  // into the file with this path
-  // Those of DownloadFiles. Publish and PublishOver are a Rename and a FlushFolder.
+  // Those of DownloadFiles. Publish and PublishOver are a Rename.
   Create,
   Adopt,
   OpenJournal,

@@ -170,11 +170,10 @@ void SimDownloadFiles::RenameWithinFolder(const std::string& part, const std::st
   if (FolderOf(from) != FolderOf(to)) Fail(path, "in another folder");
   disk_.Rename(from, to);
   data->openToOthers = true;
-  FlushFolder(path);
 }
 
 void SimDownloadFiles::FlushFolder(const std::string& path) {
-  const std::string folder = FolderOf(disk_.Resolve(path));
+  const std::string folder = FolderOf(disk_.Resolve(path + "/any"));
   disk_.Enter(DiskCall::FlushFolder, folder);
   std::erase_if(disk_.state_.unflushedNames,
                 [&](const SimNameChange& change) { return FolderOf(change.path) == folder; });

@@ -29,6 +29,7 @@ class SimDownloadFiles final : public DownloadFiles {
   std::optional<FileState> StateOf(const std::string& path) const override;
   bool Publish(const std::string& part, const std::string& path) override;
   bool PublishOver(const std::string& part, const std::string& path, const FileState& replaced) override;
+  void FlushFolder(const std::string& folder) override;
   std::uint64_t RoomIn(const std::string& folder) const override;
   std::uint64_t DiskOf(const std::string& folder) const override;
   std::uint64_t LongestFileIn(const std::string& folder) const override;
@@ -51,7 +52,6 @@ class SimDownloadFiles final : public DownloadFiles {
 
   static FileState StateOf(const SimFileData& data);
   void RenameWithinFolder(const std::string& part, const std::string& path);
-  void FlushFolder(const std::string& path);
   void DemandFolder(const std::string& path) const;
   bool IsOnOtherDisk(const std::string& folder) const;
 

@@ -273,6 +273,20 @@ INSTANTIATE_TEST_SUITE_P(Ways, DownloadFilesPublish,
                          testing::Values(ExclusiveRename::InOneStep, ExclusiveRename::ByLink,
                                          ExclusiveRename::PlaceHolder));
 
+TEST_F(DownloadFilesTest, FlushesManyTogether) {
+  std::vector<std::unique_ptr<DownloadFile>> made;
+  std::vector<DownloadFile*> open;
+  for (int i = 0; i < 40; ++i) {
+    made.push_back(files.Create(folder.Path("file" + std::to_string(i))));
+    made.back()->WriteAt(0, "bytes");
+    open.push_back(made.back().get());
+  }
+  const std::vector<std::exception_ptr> failures = files.FlushTogether(open, {folder.Path()});
+  ASSERT_EQ(failures.size(), 41U);
+  for (const std::exception_ptr& failure : failures) EXPECT_FALSE(failure);
+  EXPECT_TRUE(files.FlushTogether({}, {}).empty());
+}
+
 TEST_F(DownloadFilesTest, ReplacesOnlyTheFileThatWasConfirmed) {
   PutPart("new");
   Put(target, "old");

@@ -35,7 +35,8 @@ class JournalFaults : public testing::Test {
   }
 
   SimPlatform sim{{.web = true}};
-  Journal journal{sim.platform(), kJournal};
+  DiskTurns turns{sim.platform()};
+  Journal journal{sim.platform(), turns, kJournal};
 };
 
 TEST_F(JournalFaults, LengthThatCannotBeReadCostsOneLine) {

@@ -122,6 +122,37 @@ TEST_F(WebServers, ALaneThatIsRefusedLeavesTheOthersFlowing) {
   for (const HttpRequest& request : origin.Requests()) EXPECT_TRUE(request.Header("Range"));
 }
 
+// Of four connections the second ends after that many bytes, and the one after it sends nothing.
+class WebLostLane : public WebServers {
+ protected:
+  void LoseAfter(std::uint64_t bytes) {
+    const SimWire slow{.latency = 5, .bytesPerSecond = 1'000'000};
+    origin.Always({.wire = slow});
+    origin.OnConnection(2, {.wire = slow, .cutBody = bytes});
+    origin.OnConnection(5, {.wire = slow, .cutBody = 0});
+    Start(kUrl);
+    EXPECT_TRUE(sim.RunUntil([&] { return origin.Requests().size() > 5; }));
+  }
+  // Milliseconds between the requests of those numbers.
+  std::int64_t Between(std::size_t first, std::size_t second) {
+    return origin.Requests().at(second - 1).at - origin.Requests().at(first - 1).at;
+  }
+};
+
+TEST_F(WebLostLane, ThatHasFetchedAMebibyteIsReplacedAtOnceButTheNextWaits) {
+  LoseAfter(1'100'000);
+  EXPECT_GE(Between(2, 5), 1050);
+  EXPECT_LE(Between(2, 5), 1300);
+  EXPECT_GE(Between(5, 6), 750);
+  ExpectTheFile();
+}
+
+TEST_F(WebLostLane, ThatHasFetchedLessWaits) {
+  LoseAfter(900'000);
+  EXPECT_GE(Between(2, 5), 850 + 750);
+  ExpectTheFile();
+}
+
 TEST_F(WebServers, AServerThatIgnoresRangesIsAskedOnce) {
   origin.Always({.ignoreRange = true, .extraHeaders = "Accept-Ranges: none\r\n"});
   Start(kUrl);

@@ -136,6 +136,11 @@ bool WatchedDownloadFiles::PublishOver(const std::string& part, const std::strin
   return published;
 }
 
+void WatchedDownloadFiles::FlushFolder(const std::string& folder) {
+  Enter(DiskCall::FlushFolder, folder);
+  sim_.downloadFiles().FlushFolder(folder);
+}
+
 std::uint64_t WatchedDownloadFiles::RoomIn(const std::string& folder) const {
   Enter(DiskCall::RoomIn, folder);
   return sim_.downloadFiles().RoomIn(folder);

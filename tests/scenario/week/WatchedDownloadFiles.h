@@ -45,6 +45,7 @@ class WatchedDownloadFiles final : public DownloadFiles {
   std::optional<FileState> StateOf(const std::string& path) const override;
   bool Publish(const std::string& part, const std::string& path) override;
   bool PublishOver(const std::string& part, const std::string& path, const FileState& replaced) override;
+  void FlushFolder(const std::string& folder) override;
   std::uint64_t RoomIn(const std::string& folder) const override;
   std::uint64_t DiskOf(const std::string& folder) const override { return sim_.downloadFiles().DiskOf(folder); }
   std::uint64_t LongestFileIn(const std::string& folder) const override;

@@ -62,6 +62,16 @@ TEST(BackOff, StartsOverAfterAMebibyteOnly) {
   EXPECT_EQ(Step(backOff.Next()), 1);
 }
 
+TEST(BackOff, KnowsAMebibyteOnce) {
+  BackOff backOff(1);
+  backOff.Received(kMiB - 1);
+  EXPECT_FALSE(backOff.TakeRecovery());
+  backOff.Received(kMiB);
+  EXPECT_TRUE(backOff.TakeRecovery());
+  EXPECT_FALSE(backOff.TakeRecovery());
+  EXPECT_EQ(Step(backOff.Next()), 1);
+}
+
 TEST(BackOff, WaitsNoLessThanTheServerAsks) {
   BackOff backOff(1);
   EXPECT_EQ(backOff.NextAfter(90), 90000);

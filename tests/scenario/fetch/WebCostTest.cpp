@@ -1,0 +1,108 @@
+// What downloads cost the disk: calls that must grow neither with the list nor, on a slow disk, with each file.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "WebApp.h"
+#include "mainwin/ScriptedAdd.h"
+
+namespace pellora {
+namespace {
+
+constexpr const char* kList = "/prog/Pellora.dat";
+constexpr const char* kJournal = "/prog/Pellora.fetch";
+const SimContent kContent = SimContent::Generated(20'000, 7);
+
+class Costs : public WebApp {
+ public:
+  explicit Costs(SimOptions options = {}) : WebApp(std::move(options)), origin(sim.network(), "o.example", 443) {
+    sim.settings().values[{"Pellora", "HideTransferWindows"}] = "True";
+    sim.settings().values[{"Pellora", "MaxSimulDownlads"}] = "10";
+    Start();
+    sim.disk().FailWhere([this](DiskCall call, const std::string& path) {
+      ++calls_[{call, path}];
+      return false;
+    });
+  }
+  void AddMany(int from, int count, bool later) {
+    for (int i = from; i < from + count; ++i) {
+      const std::string path = "/f" + std::to_string(i) + ".bin";
+      origin.File(path, kContent);
+      sim.Do([&] { AddForScript(program(), {.url = "https://o.example" + path, .later = later, .quiet = true}); });
+    }
+  }
+  bool RunUntilAllFinished(int first) {
+    return sim.RunUntil([&] {
+      for (int i = first; i <= program().DownloadCount; ++i) {
+        if (!Record(i).Finished) return false;
+      }
+      return true;
+    });
+  }
+  int Calls(DiskCall call, const std::string& path) { return calls_[{call, path}]; }
+  void Forget() { calls_.clear(); }
+
+  SimHttpServer origin;
+
+ private:
+  std::map<std::pair<DiskCall, std::string>, int> calls_;
+};
+
+TEST(WebCost, TheListIsNotSavedForEachFileThatBeginsOrEnds) {
+  Costs run;
+  run.AddMany(0, 100, false);
+  ASSERT_TRUE(run.RunUntilAllFinished(1));
+  // Adds that come while others run may cost one save each, and every fifth second does.
+  const auto seconds = static_cast<int>(run.sim.loop().Time() / SimLoop::kSecond);
+  EXPECT_LE(run.Calls(DiskCall::Write, kList), 3 + seconds / 5);
+}
+
+TEST(WebCost, OnASlowDiskLinesOfManyDownloadsAreFlushedTogether) {
+  Costs run;
+  run.sim.background().SetMaxDelay(100);
+  run.AddMany(0, 100, false);
+  ASSERT_TRUE(run.RunUntilAllFinished(1));
+  EXPECT_LE(run.Calls(DiskCall::Flush, kJournal), 220);  // of some 300 lines
+  EXPECT_LE(run.Calls(DiskCall::FlushFolder, "/home/u/dl"), 60);
+}
+
+TEST(WebCost, OfADownloadDoesNotDependOnTheLengthOfTheList) {
+  const auto costs = [](int listed) {
+    Costs run;
+    run.AddMany(1000, listed, true);
+    run.sim.RunFor(6000);
+    run.Forget();
+    run.AddMany(0, 5, false);
+    EXPECT_TRUE(run.RunUntilAllFinished(listed + 1));
+    return std::pair(run.Calls(DiskCall::Write, kList) <= 6, run.Calls(DiskCall::Flush, kJournal) <= 15);
+  };
+  EXPECT_EQ(costs(0), std::pair(true, true));
+  EXPECT_EQ(costs(300), std::pair(true, true));
+}
+
+// The list on the disk may still have it in the queue.
+TEST(WebCost, WhatRanAtAKillComesBackPausedAlthoughTheListIsOlder) {
+  Costs run;
+  run.program().settings.MaxSimulDownlads = 1;
+  run.AddMany(0, 2, false);
+  run.origin.OnEach([](const HttpRequest& request) -> std::optional<HttpFault> {
+    if (request.target == "/f1.bin") return HttpFault{.hangInBody = 10'000};
+    return std::nullopt;
+  });
+  const auto begun = [&] {
+    return run.sim.disk().Has(kJournal) && run.sim.disk().Get(kJournal).find("f1.bin.part") != std::string::npos;
+  };
+  ASSERT_TRUE(run.sim.RunUntil(begun));
+  run.sim.disk().CutNow();
+  run.sim.RunFor(1000);
+  Costs next({.disk = run.sim.disk().TakeState()});
+  EXPECT_EQ(next.StateWord(1), "finished");
+  EXPECT_EQ(next.StateWord(2), "paused");
+  EXPECT_EQ(next.Record(1).Queued, 0);
+}
+
+}  // namespace
+}  // namespace pellora
