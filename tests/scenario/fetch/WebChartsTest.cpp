@@ -1,4 +1,6 @@
 // The graph and the map of a download by the web engine.
+#include <algorithm>
+
 #include "WebApp.h"
 #include "core/WebTexts.h"
 
@@ -47,6 +49,24 @@ TEST_F(WebCharts, GraphHasTheSpeedsSinceTheStart) {
   EXPECT_LE(speeds.size(), 12U);
   EXPECT_GT(speeds.back(), 100'000.0F);
   EXPECT_NE(window->Graph1.Words().find(window->Graph1.Most()), std::string::npos);
+}
+
+TEST_F(WebCharts, GraphShowsThatNothingComesAsItHappens) {
+  origin.Always({.wire = {.bytesPerSecond = 200'000}, .stallAt = 400'000});
+  Begin();
+  Toggle();
+  run.sim.RunFor(8000);
+  const std::vector<float> speeds = window->Graph1.Speeds();
+  ASSERT_GE(speeds.size(), 6U);
+  EXPECT_EQ(speeds.back(), 0.0F);
+  EXPECT_GT(*std::max_element(speeds.begin(), speeds.end()), 100'000.0F);
+  run.sim.RunFor(2000);
+  EXPECT_EQ(window->Graph1.Speeds().size(), speeds.size() + 4);
+  run.sim.Do([&] { run.window().PauseRecord(1); });
+  run.sim.RunFor(1000);
+  const std::size_t paused = window->Graph1.Speeds().size();
+  run.sim.RunFor(5000);
+  EXPECT_EQ(window->Graph1.Speeds().size(), paused);
 }
 
 TEST_F(WebCharts, GraphIsDrawnAtMostTwiceASecond) {
