@@ -49,6 +49,7 @@ std::uint32_t Program::Serial(int index) const {
 
 void Program::RaiseSerial(int index) {
   quiet_.erase(Serial(index));
+  undecided_.erase(Serial(index));
   At(serials_, index) = nextSerial_++;
   webFigures_.erase(index);
   speed->Forget(index);
@@ -61,6 +62,11 @@ WebFigures* Program::Web(int index) {
 }
 
 WebFigures& Program::AddWeb(int index) { return webFigures_[index]; }
+
+std::uint64_t Program::AddBoxedStop(BoxedStop stop) {
+  boxedStops[nextBoxedStop_] = std::move(stop);
+  return nextBoxedStop_++;
+}
 
 void Program::SetQuiet(int index) { quiet_.insert(Serial(index)); }
 
