@@ -148,6 +148,22 @@ struct App::Parts {
     }
   }
 
+  void OpenOne(const std::string& address) {
+    // Nobody could choose among those of a file.
+    if (!program.headless && Main().TakeText(address, false, this)) return;
+    AddRequest request{.url = address, .caller = this};
+    program.platform.tasks.Spawn(AddDownload(&program, std::move(request)));
+  }
+
+  // A few at a time, since a caller may have thousands: other events come between them.
+  static Task<> OpenEach(Parts* parts, std::vector<std::string> addresses) {
+    constexpr std::size_t kAtOnce = 8;
+    for (std::size_t i = 0; i < addresses.size() && !parts->stopped; ++i) {
+      Skip([&] { parts->OpenOne(addresses[i]); });
+      if (i % kAtOnce == kAtOnce - 1) co_await parts->program.platform.tasks.Yield();
+    }
+  }
+
   // Returns why something was refused.
   std::string AddForScript(const ScriptedAdd& wanted, std::vector<std::string>& ids) {
     const std::vector<AddOutcome> outcomes = pellora::AddForScript(program, wanted);
@@ -487,11 +503,8 @@ void App::ResumeAll() {
 
 void App::Open(std::vector<std::string> addresses) {
   Parts* const parts = parts_.get();
-  parts->WhenStarted([this, parts, addresses = std::move(addresses)] {
-    for (const std::string& address : addresses) {
-      // Nobody could choose among those of a file.
-      if (parts->program.headless || !parts->Main().TakeText(address, false, parts)) MenuURL(address, {}, {});
-    }
+  parts->WhenStarted([parts, addresses = std::move(addresses)] {
+    parts->program.platform.tasks.Spawn(Parts::OpenEach(parts, addresses));
   });
 }
 
