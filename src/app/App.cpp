@@ -130,7 +130,7 @@ struct App::Parts {
       mainWindow->StopTimers();
       mainWindow->EndResumeAll();
       mainWindow->EndRefreshes();
-      RemoveUndecided(program, *mainWindow, undecided);
+      RemoveUndecided(program, *mainWindow);
       windows = {catcher, mainWindow->wantDown};
     }
     PauseAndSave(program, [&windows] {
@@ -188,7 +188,7 @@ struct App::Parts {
     const double added = program.Download(index).DateAdded;
     for (ListedAdd& add : adds) add.request.queuePlace = program.QueuePlace(index);
     EmptyPlace(program, index);
-    Release(program, index, kDeleted);
+    pellora::Release(program, index, kDeleted);
     Main().RefreshRows(kAllRows, kUnforced);
     AddFiles(std::move(adds), isScripted, added);
   }
@@ -277,7 +277,7 @@ struct App::Parts {
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
-  Undecided undecided;               // take-overs
+  Taken taken;                       // from browsers
   std::set<std::uint32_t> scripted;  // serials of records that scripts have added in this run
   std::vector<std::function<void()>> earlyCalls;
   bool started = false;
@@ -391,7 +391,7 @@ void App::TakeOver(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) 
       const std::string id = taken ? DownloadIds(program).Of(outcome.index) : std::string();
       answered({id, outcome.reason, taken ? std::vector<std::string>{id} : std::vector<std::string>()});
     };
-    program.platform.tasks.Spawn(pellora::TakeOver(&program, &parts->Main(), &parts->undecided, wanted, done));
+    program.platform.tasks.Spawn(pellora::TakeOver(&program, &parts->Main(), &parts->taken, wanted, done));
   });
 }
 
@@ -463,6 +463,11 @@ std::string App::Remove(const std::string& id) {
     parts_->Main().RemoveRecord(index);
     return "";
   });
+}
+
+std::string App::Release(const std::string& id) {
+  return parts_->WithRecord(
+      id, [this](std::int16_t index) { return ReleaseTaken(parts_->program, parts_->Main(), parts_->taken, index); });
 }
 
 std::string App::SetLimit(const std::string& id, std::int32_t limit) {

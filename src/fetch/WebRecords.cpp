@@ -260,6 +260,14 @@ void RestoreWebRecords(Program& program, WebServices& services) {
     }
     if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
     const auto at = listed.find(entry.key);
+    if (std::exchange(entry.undecided, false)) {
+      // A list that has it was saved after the decision.
+      if (at == listed.end() && entry.state != JournalState::Finished) {
+        Drop(program.platform, journal, entry);
+        continue;
+      }
+      journal.Put(entry);
+    }
     if (at != listed.end() && program.Download(at->second).Finished && entry.state != JournalState::Finished) {
       // The list knew it, and the journal could not be written.
       entry.path = program.Download(at->second).SavePath;
@@ -301,6 +309,7 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   entry.speedLimit = add.speedLimit;
   entry.startAt = add.startAt;
   entry.quiet = add.quiet;
+  entry.undecided = program.IsUndecided(index);
   entry.ofMetalink = add.ofMetalink;
   if (add.selection) RememberSelection(program, services, index, add, entry);
   services.handOvers.Keep(entry.key, handOver);
