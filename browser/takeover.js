@@ -1,6 +1,6 @@
 // Taking over the browser's downloads, if the user has switched it on. The download is held, Pellora makes its own
 // request, and only after that was answered like the browser's is the browser's download cancelled. In every other case
-// it continues.
+// it continues. What the user cancels meanwhile, Pellora drops too.
 //
 // Chromium holds a download by the question for its name. Firefox has no such question: there it is paused. The downloads
 // API says neither the method nor what a request has sent: that is remembered from the request itself.
@@ -120,12 +120,33 @@ async function begunDownload(item) {
   };
 }
 
-// True if Pellora has it.
+// Pellora's answer: `ok` if Pellora has it. One that comes too late counts no more.
 async function handOver(begun) {
-  const late = new Promise((resolve) => setTimeout(resolve, PATIENCE, {ok: false}));
-  const answer = await Promise.race([ask(begun), late]);
+  const asked = ask(begun);
+  const late = new Promise((resolve) => setTimeout(resolve, PATIENCE, {ok: false, late: true}));
+  const answer = await Promise.race([asked, late]);
+  if (answer.late) asked.then(release);
   if (!answer.ok) await chrome.storage.session.set({[`back ${begun.url}`]: Date.now()});
-  return answer.ok;
+  return answer;
+}
+
+async function release(answer) {
+  if (answer.ok && answer.id) await ask({command: "release", id: answer.id});
+}
+
+// The user has cancelled or removed the browser's download, or let it run to its end. `wasHeld` is false if Firefox had to
+// pause it before any byte had come, and then calls it cancelled.
+async function isOver(id, wasHeld) {
+  const items = await chrome.downloads.search({id});
+  if (items.length === 0 || items[0].state === "complete") return true;
+  return wasHeld && items[0].error === "USER_CANCELED" && !items[0].paused;
+}
+
+// Pellora has it now: one of the two goes.
+async function settle(id, url, answer, wasHeld) {
+  if (!(await isOver(id, wasHeld))) return drop(id, url);
+  forget(url);
+  return release(answer);
 }
 
 async function drop(id, url) {
@@ -149,7 +170,9 @@ function nameWanted(item, suggest) {
 
 async function holdForName(item) {
   const begun = await begunDownload(item);
-  if (begun && (await handOver(begun))) await drop(item.id, begun.url);
+  if (!begun) return;
+  const answer = await handOver(begun);
+  if (answer.ok) await settle(item.id, begun.url, answer, true);
 }
 
 // Firefox.
@@ -162,11 +185,11 @@ async function downloadBegun(item) {
     return;  // it is complete
   }
   const paused = await isPaused(item.id);
-  let taken = false;
+  let answer = {ok: false};
   try {
-    taken = await handOver(begun);
+    answer = await handOver(begun);
   } finally {
-    await (taken ? drop(item.id, begun.url) : giveBack(item.id, begun.url, paused));
+    await (answer.ok ? settle(item.id, begun.url, answer, paused) : giveBack(item.id, begun.url, paused));
   }
 }
 

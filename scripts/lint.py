@@ -47,6 +47,9 @@ UMBRELLA = re.compile(r"#include\s*<(Qt(?:Core|Gui|Widgets|DBus|Network|Multimed
 # g++ 12 destroys an argument in braces twice if its statement waits; a lambda's body is not such an argument.
 BRACED = re.compile(r"\bco_await\b[^;{]*[(,]\s*(?:\w+(?:::\w+)*)?\{")
 
+# Its constructor introspects the other side, up to 25 s, while the window waits; a call by a QDBusMessage does not.
+INTROSPECTION = re.compile(r"\bQDBusInterface\b")
+
 # Marks of unfinished work, and tests that exist but do not run.
 WORDS = re.compile(r"\bTO" r"DO\b|\bFIX" r"ME\b|\bX" r"XX\b|\bHA" r"CK\b|\bDIS" r"ABLED_\w|GTEST" r"_SKIP|unittest\.s" r"kip"
                    r"|\bskip" r"Test\b")
@@ -133,6 +136,15 @@ def check_umbrella(names):
         if name.endswith((".cpp", ".h")):
             broken += found_lines(name, text_of(name), UMBRELLA)
     return broken
+
+
+def introspection_faults(name, source):
+    return found_lines(name, without_comments_and_texts(source), INTROSPECTION)
+
+
+def check_introspection(names):
+    return [line for name in names if name.startswith("src/") and name.endswith((".cpp", ".h"))
+            for line in introspection_faults(name, text_of(name))]
 
 
 def check_words(names):
@@ -276,6 +288,7 @@ def main():
         ("the logic accesses the system only through its ports", lambda: check_logic(names, PLATFORM)),
         ("no statement with co_await has an argument in braces", lambda: check_logic(names, BRACED)),
         ("no file includes a whole Qt module", lambda: check_umbrella(names)),
+        ("no call of the bus introspects while the window waits", lambda: check_introspection(names)),
         ("nothing is marked as unfinished, and no test is disabled", lambda: check_words(names)),
         ("no source file is longer than %d lines" % LINE_LIMIT, lambda: check_length(names)),
         ("the browsers' extension has the permissions that it uses and no others", lambda: check_extension(names)),

@@ -14,7 +14,7 @@ import subprocess
 import sys
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-NEEDED_IF_BUILT = ("debian", "README.md", "docs/guide.md")
+NEEDED_IF_BUILT = ("debian", "README.md", "docs/guide.md", "scripts/packaged_docs.py")
 
 
 def copy_sources(target, only=None):

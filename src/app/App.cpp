@@ -130,7 +130,7 @@ struct App::Parts {
       mainWindow->StopTimers();
       mainWindow->EndResumeAll();
       mainWindow->EndRefreshes();
-      RemoveUndecided(program, *mainWindow, undecided);
+      RemoveUndecided(program, *mainWindow);
       windows = {catcher, mainWindow->wantDown};
     }
     PauseAndSave(program, [&windows] {
@@ -145,6 +145,22 @@ struct App::Parts {
     const std::string documents = program.platform.machine.DocumentsFolder();
     for (const char* name : {"/Pellora", "/Pellora/downloads", "/Pellora/temp"}) {
       Skip([&] { program.platform.files.CreateFolder(documents + name); });
+    }
+  }
+
+  void OpenOne(const std::string& address) {
+    // Nobody could choose among those of a file.
+    if (!program.headless && Main().TakeText(address, false, this)) return;
+    AddRequest request{.url = address, .caller = this};
+    program.platform.tasks.Spawn(AddDownload(&program, std::move(request)));
+  }
+
+  // A few at a time, since a caller may have thousands: other events come between them.
+  static Task<> OpenEach(Parts* parts, std::vector<std::string> addresses) {
+    constexpr std::size_t kAtOnce = 8;
+    for (std::size_t i = 0; i < addresses.size() && !parts->stopped; ++i) {
+      Skip([&] { parts->OpenOne(addresses[i]); });
+      if (i % kAtOnce == kAtOnce - 1) co_await parts->program.platform.tasks.Yield();
     }
   }
 
@@ -172,7 +188,7 @@ struct App::Parts {
     const double added = program.Download(index).DateAdded;
     for (ListedAdd& add : adds) add.request.queuePlace = program.QueuePlace(index);
     EmptyPlace(program, index);
-    Release(program, index, kDeleted);
+    pellora::Release(program, index, kDeleted);
     Main().RefreshRows(kAllRows, kUnforced);
     AddFiles(std::move(adds), isScripted, added);
   }
@@ -261,7 +277,7 @@ struct App::Parts {
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
-  Undecided undecided;               // take-overs
+  Taken taken;                       // from browsers
   std::set<std::uint32_t> scripted;  // serials of records that scripts have added in this run
   std::vector<std::function<void()>> earlyCalls;
   bool started = false;
@@ -375,7 +391,7 @@ void App::TakeOver(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) 
       const std::string id = taken ? DownloadIds(program).Of(outcome.index) : std::string();
       answered({id, outcome.reason, taken ? std::vector<std::string>{id} : std::vector<std::string>()});
     };
-    program.platform.tasks.Spawn(pellora::TakeOver(&program, &parts->Main(), &parts->undecided, wanted, done));
+    program.platform.tasks.Spawn(pellora::TakeOver(&program, &parts->Main(), &parts->taken, wanted, done));
   });
 }
 
@@ -449,6 +465,11 @@ std::string App::Remove(const std::string& id) {
   });
 }
 
+std::string App::Release(const std::string& id) {
+  return parts_->WithRecord(
+      id, [this](std::int16_t index) { return ReleaseTaken(parts_->program, parts_->Main(), parts_->taken, index); });
+}
+
 std::string App::SetLimit(const std::string& id, std::int32_t limit) {
   if (limit < 0 || limit > kHighestSpeedLimit) return "This is no limit of speed.";
   Program& program = parts_->program;
@@ -487,11 +508,8 @@ void App::ResumeAll() {
 
 void App::Open(std::vector<std::string> addresses) {
   Parts* const parts = parts_.get();
-  parts->WhenStarted([this, parts, addresses = std::move(addresses)] {
-    for (const std::string& address : addresses) {
-      // Nobody could choose among those of a file.
-      if (parts->program.headless || !parts->Main().TakeText(address, false, parts)) MenuURL(address, {}, {});
-    }
+  parts->WhenStarted([parts, addresses = std::move(addresses)] {
+    parts->program.platform.tasks.Spawn(Parts::OpenEach(parts, addresses));
   });
 }
 

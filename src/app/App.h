@@ -70,6 +70,8 @@ class App {
   // For browsers: takes over a download that the browser has begun, as `wanted` expects it. Answered once that is
   // certain, or with the reason why the browser is to keep it; or never if the program ends first.
   void TakeOver(ScriptedAdd wanted, std::function<void(AddAnswer)> answered);
+  // The user has cancelled the browser's download meanwhile. Returns why it stays in the list.
+  std::string Release(const std::string& id);
   // For scripts: what an archive holds, and a download of files in it. Calls before the end of the start sequence are
   // answered after its end, or never if the program ends first.
   void ListArchive(ArchiveOrder order, std::function<void(ListedArchive)> answered);

@@ -35,6 +35,7 @@ void OpenChosen(const Platform& platform, const std::string& path, const std::st
 void DownloadNotices::Watch() {
   if (program_.platform.notices == nullptr || program_.headless) return;
   Look();
+  LookAtBoxes();
   const std::uint32_t now = program_.platform.clock.TickCount();
   if (!events_.empty() && TicksSince(now, since_) >= kTogether) Show();
   ShowTaskbar();
@@ -53,13 +54,24 @@ void DownloadNotices::Look() {
     stages[serial] = stage;
     const auto before = stages_.find(serial);
     if (!hasLooked_ || (before != stages_.end() && before->second == stage) || IsUpdate(record)) continue;
-    if (events_.empty()) since_ = program_.platform.clock.TickCount();
     const bool finished = stage == Stage::Finished;
-    events_.push_back(
-        {record.FileName, finished ? record.SavePath : std::string(), finished ? std::string() : figures->reason});
+    Add({record.FileName, finished ? record.SavePath : std::string(), finished ? std::string() : figures->reason});
   }
   stages_ = std::move(stages);
   hasLooked_ = true;
+}
+
+void DownloadNotices::LookAtBoxes() {
+  const auto& stops = program_.boxedStops;
+  for (auto stop = stops.upper_bound(lastBoxed_); stop != stops.end(); ++stop) {
+    lastBoxed_ = stop->first;
+    Add({stop->second.name, {}, stop->second.text, stop->first});
+  }
+}
+
+void DownloadNotices::Add(Event event) {
+  if (events_.empty()) since_ = program_.platform.clock.TickCount();
+  events_.push_back(std::move(event));
 }
 
 std::string DownloadNotices::TitleOf(std::size_t finished, std::size_t stopped) const {
@@ -73,8 +85,10 @@ std::string DownloadNotices::TitleOf(std::size_t finished, std::size_t stopped) 
 }
 
 void DownloadNotices::Show() {
-  const std::vector<Event> events = std::exchange(events_, {});
-  if (!program_.settings.ShowNotices) return;
+  std::vector<Event> events = std::exchange(events_, {});
+  std::erase_if(events,
+                [this](const Event& event) { return event.boxed != 0 && !program_.boxedStops.contains(event.boxed); });
+  if (events.empty() || !program_.settings.ShowNotices) return;
   Notice notice;
   std::string path;  // of the last one that has finished
   std::size_t finished = 0;
@@ -83,7 +97,8 @@ void DownloadNotices::Show() {
     finished += event.path.empty() ? 0 : 1;
     if (!event.path.empty()) path = event.path;
     if (i > kMostLines) continue;
-    const std::string line = event.reason.empty() ? event.name : event.name + ": " + event.reason;
+    const bool hasBoth = !event.name.empty() && !event.reason.empty();
+    const std::string line = event.name + (hasBoth ? ": " : "") + event.reason;
     notice.text += (i == 0 ? "" : "\n") + (i < kMostLines ? line : "...");
   }
   notice.title = TitleOf(finished, events.size() - finished);

@@ -1,6 +1,7 @@
 // DownloadNotices: says on the desktop which downloads have finished or stopped by themselves, and shows the progress
 // of those that run on the taskbar.
 //
+// A stop that a box reports is named only if nobody has answered the box by then.
 // What happens within five seconds is one message. Of one download it offers to open file and folder, of several the
 // folder of the last one that has finished.
 #pragma once
@@ -29,11 +30,14 @@ class DownloadNotices {
   enum class Stage : std::uint8_t { Open, Finished, Failed };
   struct Event {
     std::string name;
-    std::string path;    // of what has finished; else empty
-    std::string reason;  // of what has stopped
+    std::string path;         // of what has finished; else empty
+    std::string reason;       // of what has stopped
+    std::uint64_t boxed = 0;  // of a stop that a box reports: its number in Program::boxedStops
   };
 
   void Look();
+  void LookAtBoxes();
+  void Add(Event event);
   void Show();
   void ShowTaskbar();
   std::string TitleOf(std::size_t finished, std::size_t stopped) const;
@@ -43,6 +47,7 @@ class DownloadNotices {
   std::map<std::uint32_t, Stage> stages_;  // by the serials of listed records; those not in it are Open
   std::vector<Event> events_;              // that no message has named yet
   std::uint32_t since_ = 0;                // tick count of the first of them
+  std::uint64_t lastBoxed_ = 0;            // the newest stop of a box that has become an event
   TaskbarState taskbar_;
 };
 

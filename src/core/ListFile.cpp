@@ -99,10 +99,14 @@ void CopyAside(Program& program) {
   program.keepDamagedList = false;
 }
 
+bool IsLeftOut(const Program& program, int index) {
+  return program.IsUndecided(index) || (program.isUnjournaled && program.isUnjournaled(index));
+}
+
 // The web engine's passwords are not kept; the running program has them.
 void AppendWithoutWebPassword(std::string& bytes, Program& program, int index) {
   const DownloadRecord& record = program.Download(index);
-  if (index > 0 && program.isUnjournaled && program.isUnjournaled(index)) return AppendRecord(bytes, DownloadRecord{});
+  if (index > 0 && IsLeftOut(program, index)) return AppendRecord(bytes, DownloadRecord{});
   const bool cut = index > 0 && !record.Password.empty() &&
                    (IsWebRecord(program, index) || ChooseEngine(program, index).engine == EngineName::Web);
   if (!cut) return AppendRecord(bytes, record);

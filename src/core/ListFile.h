@@ -23,9 +23,9 @@ std::string DamagedListPath(const Program& program);
 void AdoptList(Program& program);
 
 // Writes the list in one positioned write, after making sure that it fits: on a full disk the file keeps its contents.
-// Records that Program::isUnjournaled are left out. Failure(File) when it cannot be written; the first such failure
-// calls program.listNotSaved, and so does the first one after a save that succeeded. Does nothing before the list is
-// loaded.
+// Records that Program::isUnjournaled, or IsUndecided, are left out. Failure(File) when it cannot be written; the first
+// such failure calls program.listNotSaved, and so does the first one after a save that succeeded. Does nothing before
+// the list is loaded.
 void SaveList(Program& program);
 
 // To be called before deleting part files or writing into those of an earlier plan; True if that is allowed. It is not

@@ -49,6 +49,7 @@ std::uint32_t Program::Serial(int index) const {
 
 void Program::RaiseSerial(int index) {
   quiet_.erase(Serial(index));
+  undecided_.erase(Serial(index));
   At(serials_, index) = nextSerial_++;
   if (Web(index) != nullptr) webFigures_[static_cast<std::size_t>(index)].reset();
   speed->Forget(index);
@@ -65,6 +66,11 @@ WebFigures& Program::AddWeb(int index) {
   if (at >= webFigures_.size()) webFigures_.resize(at + 1);
   if (!webFigures_[at]) webFigures_[at].emplace();
   return *webFigures_[at];
+}
+
+std::uint64_t Program::AddBoxedStop(BoxedStop stop) {
+  boxedStops[nextBoxedStop_] = std::move(stop);
+  return nextBoxedStop_++;
 }
 
 void Program::SetQuiet(int index) { quiet_.insert(Serial(index)); }

@@ -137,6 +137,19 @@ class Program {
   void SetQuiet(int index);
   void EndQuiet(int index) { quiet_.erase(Serial(index)); }
 
+  // A browser has this download as well, and may keep it: the list is saved without it.
+  bool IsUndecided(int index) const { return undecided_.contains(Serial(index)); }
+  void SetUndecided(int index) { undecided_.insert(Serial(index)); }
+  void EndUndecided(int index) { undecided_.erase(Serial(index)); }
+
+  // Downloads of the classic engine that a box has stopped, until the box is answered.
+  struct BoxedStop {
+    std::string name;
+    std::string text;  // of the box
+  };
+  std::map<std::uint64_t, BoxedStop> boxedStops;  // by numbers that never return
+  std::uint64_t AddBoxedStop(BoxedStop stop);
+
   // Makes records 1 to `count`; the parallel arrays grow along and never shrink. New elements are blank.
   void ResizeDownloads(std::int16_t count);
 
@@ -165,7 +178,9 @@ class Program {
   std::deque<std::optional<WebFigures>> webFigures_;  // by index; short of those that follow the last
   std::map<int, std::int64_t> queuePlaces_;           // by index
   std::set<std::uint32_t> quiet_;                     // serials
+  std::set<std::uint32_t> undecided_;                 // serials
   std::uint32_t nextSerial_ = 1;
+  std::uint64_t nextBoxedStop_ = 1;
   std::uint64_t socketTotal_ = 0;
   std::uint64_t webTotal_ = 0;
   bool ending_ = false;

@@ -169,8 +169,15 @@ bool TakeLogin(WebAddress& address, std::string_view text) {
   return !HasControls(address.user) && !HasControls(address.password);
 }
 
+// Browsers read "\\" as "/" in these schemes, so that they would go to another host than the one after the "@".
+bool EndsAtBackslash(WebScheme scheme, std::string_view authority) {
+  const bool special = IsHttp(scheme) || scheme == WebScheme::Ftp;
+  return special && authority.find('\\') != std::string_view::npos;
+}
+
 // "user:password@host:port". A login ends at the last "@": people paste passwords that hold one.
 bool TakeAuthority(WebAddress& address, std::string_view text) {
+  if (EndsAtBackslash(address.scheme, text)) return false;
   if (const std::size_t at = text.rfind('@'); at != std::string_view::npos) {
     if (!TakeLogin(address, text.substr(0, at))) return false;
     text.remove_prefix(at + 1);

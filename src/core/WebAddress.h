@@ -3,7 +3,8 @@
 // Equal places have equal fields: scheme and host are in lower case, a host with other letters is in its A-labels
 // (UTS 46, non-transitional), the default port is a number like any other, "." and ".." are resolved, and what must be
 // percent-encoded is. The login is percent-decoded. A text with a control character anywhere is no address, nor one
-// whose login, or whose path on a server of ftp or sftp, decodes to one.
+// whose login, or whose path on a server of ftp or sftp, decodes to one. Nor is one of http, https or ftp
+// with a backslash before its path: the host ends there for browsers.
 #pragma once
 
 #include <cstddef>

@@ -399,6 +399,11 @@ QVariantMap DownloadsAdaptor::TakeOver(const QVariantMap& request, const QDBusMe
   return {};
 }
 
+QVariantMap DownloadsAdaptor::Release(const QString& id, const QDBusMessage& call) {
+  service_->Release(id, call);
+  return {};
+}
+
 QVariantMap DownloadsAdaptor::ListArchive(const QVariantMap& request, const QDBusMessage& call) {
   service_->ListArchive(request, call);
   return {};

@@ -42,6 +42,7 @@ struct BusActions {
   std::function<void(ScriptedAdd request, Added added)> add;
   // Answered once the download is certain to continue here.
   std::function<void(ScriptedAdd request, Added added)> takeOver;
+  std::function<std::string(const std::string& id)> release;  // as `remove`, of what was taken over
   using Listed = std::function<void(const ListedArchive& archive)>;
   std::function<void(ArchiveOrder order, Listed listed)> listArchive;
   // The caller that an order names has left the bus.
@@ -79,6 +80,7 @@ class BusService final : public QObject {
   // These reply to `call` later.
   void Add(const QVariantMap& request, const QDBusMessage& call);
   void TakeOver(const QVariantMap& request, const QDBusMessage& call);
+  void Release(const QString& id, const QDBusMessage& call) { Change(actions_.release, id, call); }
   void ListArchive(const QVariantMap& request, const QDBusMessage& call);
   void GetFromArchive(const QVariantMap& request, const QDBusMessage& call);
   void Pause(const QString& id, const QDBusMessage& call) { Change(actions_.pause, id, call); }
@@ -134,6 +136,9 @@ class DownloadsAdaptor final : public QDBusAbstractAdaptor {
   // "cookies", "user-agent" and "quiet". The reply has the key "id" once the server has answered as it did the browser,
   // or "reason" if the browser is to keep the download; that may take half a minute.
   QVariantMap TakeOver(const QVariantMap& request, const QDBusMessage& call);
+  // By the id that TakeOver gave: the user has cancelled the browser's download meanwhile. It leaves the list, unless
+  // it is finished or the user has paused it here. The reply is that of Pause.
+  QVariantMap Release(const QString& id, const QDBusMessage& call);
   // Of a ZIP archive. The request has the key "url", and may have "user" and "password". The reply has the key
   // "entries", or "reason".
   QVariantMap ListArchive(const QVariantMap& request, const QDBusMessage& call);

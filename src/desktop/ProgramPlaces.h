@@ -1,7 +1,8 @@
 // ProgramPlaces: where the program, its texts and its own files lie.
 //
 // A copy in a folder that the user can write is complete there. One that packages have installed, and any in a folder
-// that the user cannot write, keeps its list and whatever else it writes in $XDG_DATA_HOME/pellora.
+// that the user cannot write, keeps its list and whatever else it writes in $XDG_DATA_HOME/pellora. A copy that has
+// done so keeps to it, although the user can write its folder later: its older list may still lie there.
 #pragma once
 
 #include <string>
@@ -25,13 +26,14 @@ struct FoundPlaces {
   bool writable = false;
   bool listBeside = false;  // a list lies beside the program
   bool listAtHome = false;  // one lies in $XDG_DATA_HOME/pellora
+  bool usesHome = false;    // this copy has used that one before
 };
 
 // The rules, without the disk.
 ProgramPlaces PlacesFor(const FoundPlaces& found);
 
-// Looks at the disk, and creates the folder of the data. That a folder cannot be created shows at the first write
-// there.
+// Looks at the disk, creates the folder of the data, and remembers there that this copy uses it. That a folder cannot
+// be created shows at the first write there.
 ProgramPlaces FindPlaces(const std::string& program, const std::string& dataHome);
 
 // A program that has no business in the user's folders: it is installed for all users, or lies where it cannot stay, or

@@ -288,6 +288,7 @@ BusActions BusActionsOf(App& app) {
   actions.takeOver = [&app](ScriptedAdd wanted, const BusActions::Added& added) {
     app.TakeOver(std::move(wanted), [added](const AddAnswer& answer) { added(answer.ids, answer.reason); });
   };
+  actions.release = [&app](const std::string& id) { return app.Release(id); };
   actions.listArchive = [&app](ArchiveOrder order, const BusActions::Listed& listed) {
     app.ListArchive(std::move(order), listed);
   };

@@ -141,6 +141,8 @@ constexpr std::array kFields = {
     Field{"cookies", [](const E& e) { return Flag(e.hadCookies); },
           [](E& e, Text t) { return TakeFlag(e.hadCookies, t); }},
     Field{"quiet", [](const E& e) { return Flag(e.quiet); }, [](E& e, Text t) { return TakeFlag(e.quiet, t); }},
+    Field{"undecided", [](const E& e) { return Flag(e.undecided); },
+          [](E& e, Text t) { return TakeFlag(e.undecided, t); }},
     Field{"ofmetalink", [](const E& e) { return Flag(e.ofMetalink); },
           [](E& e, Text t) { return TakeFlag(e.ofMetalink, t); }},
     Field{"renamed", [](const E& e) { return Known(e.renamed); }, [](E& e, Text t) { return TakeState(e.renamed, t); }},

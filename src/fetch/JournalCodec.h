@@ -63,6 +63,7 @@ struct JournalEntry {
   bool hadCookies = false;  // the hand-over had some: without them the server may answer something else
   bool hadPage = false;     // the hand-over named the page: without it the server may refuse
   bool quiet = false;       // added among many: no window opens by itself
+  bool undecided = false;   // as in Program; a list that has the record is right
   bool ofMetalink = false;  // as in WebAdd
   std::optional<FileState> renamed;
   std::optional<FileState> replaces;  // the user has allowed that this very file at `path` be replaced

@@ -436,7 +436,10 @@ JournalState WebEngine::JournalStateNow() const {
 void WebEngine::WriteJournal(JournalState state, Journal::Done done) {
   entry_.state = state;
   entry_.facts = facts_;
-  if (Current()) entry_.speedLimit = program_.speed->LimitOf(slot_.Index());
+  if (Current()) {
+    entry_.speedLimit = program_.speed->LimitOf(slot_.Index());
+    entry_.undecided = program_.IsUndecided(slot_.Index());
+  }
   entry_.queuePlace = program_.QueuePlace(slot_.Index());
   services_->listed.insert(entry_.key);
   services_->journal.Put(entry_, std::move(done));

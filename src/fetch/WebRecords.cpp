@@ -283,6 +283,16 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       continue;
     }
     if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
+    if (entry.undecided) {
+      JournalEntry decided = entry;
+      // A list that has it was saved after the decision.
+      if (at == listed.end() && entry.state != JournalState::Finished) {
+        Drop(program.platform, journal, decided);
+        continue;
+      }
+      decided.undecided = false;
+      journal.Put(decided);
+    }
     if (at != listed.end() && program.Download(at->second).Finished && entry.state != JournalState::Finished) {
       // The list knew it, and the journal could not be written.
       JournalEntry known = entry;
@@ -325,6 +335,7 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   entry.speedLimit = add.speedLimit;
   entry.startAt = add.startAt;
   entry.quiet = add.quiet;
+  entry.undecided = program.IsUndecided(index);
   entry.ofMetalink = add.ofMetalink;
   if (add.selection) RememberSelection(program, services, index, add, entry);
   services.handOvers.Keep(entry.key, handOver);

@@ -180,6 +180,7 @@ DownloadRecord RecordFor(const Program& program, const AddRequest& request, cons
 
 void TellEngines(Program& program, std::int16_t index, const AddRequest& request, const AddressReading& address) {
   program.speed->SetLimitOf(index, request.web.speedLimit);
+  if (request.web.handOver.expected) program.SetUndecided(index);
   if (address.engine == EngineName::Web && program.webAdded) {
     WebAdd add = request.web;
     add.folder = request.folder;

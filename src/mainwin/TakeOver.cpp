@@ -6,6 +6,7 @@
 
 #include "async/TaskLoop.h"
 #include "core/EngineChoice.h"
+#include "core/ListFile.h"
 #include "core/Program.h"
 #include "core/Queue.h"
 #include "core/WebAddress.h"
@@ -50,6 +51,12 @@ std::string ReasonOfStop(Program& program, std::int16_t index) {
   return HasStopped(program, index) ? "The download was stopped." : "The server has not answered in time.";
 }
 
+// The browser drops its own as soon as it has the answer.
+void Keep(Program& program, std::int16_t index) {
+  program.EndUndecided(index);
+  Skip([&] { SaveList(program); });
+}
+
 void ShowItsWindow(Program& program, std::int16_t index, bool quiet) {
   if (quiet) return;
   program.EndQuiet(index);
@@ -59,7 +66,7 @@ void ShowItsWindow(Program& program, std::int16_t index, bool quiet) {
 
 }  // namespace
 
-Task<> TakeOver(Program* program, MainWindow* window, Undecided* undecided, ScriptedAdd wanted,
+Task<> TakeOver(Program* program, MainWindow* window, Taken* taken, ScriptedAdd wanted,
                 std::function<void(const AddOutcome&)> done) {
   AddOutcome outcome{0, FaultOf(*program, wanted)};
   const bool quiet = std::exchange(wanted.quiet, true);  // no window of what is given back
@@ -71,17 +78,17 @@ Task<> TakeOver(Program* program, MainWindow* window, Undecided* undecided, Scri
     co_return;
   }
   const std::uint32_t serial = program->Serial(index);
-  undecided->insert(serial);
   const std::uint32_t began = program->platform.clock.TickCount();
   std::function<bool()> over = [program, index, serial, began] {
     return !program->Holds(index, serial) || HasAnswer(*program, index) || HasStopped(*program, index) ||
            program->platform.clock.TickCount() - began >= kPatience;
   };
   co_await program->platform.tasks.Until(std::move(over));
-  undecided->erase(serial);
   if (!program->Holds(index, serial)) {
     outcome = {0, "It was removed from the list."};
   } else if (HasAnswer(*program, index)) {
+    taken->insert(serial);
+    Keep(*program, index);
     ShowItsWindow(*program, index, quiet);
   } else {
     outcome = {0, ReasonOfStop(*program, index)};
@@ -90,10 +97,18 @@ Task<> TakeOver(Program* program, MainWindow* window, Undecided* undecided, Scri
   done(outcome);
 }
 
-void RemoveUndecided(const Program& program, MainWindow& window, const Undecided& undecided) {
-  if (undecided.empty()) return;
+std::string ReleaseTaken(Program& program, MainWindow& window, const Taken& taken, std::int16_t index) {
+  if (!taken.contains(program.Serial(index))) return "It was not taken over.";
+  if (program.Download(index).Finished) return "It is finished.";
+  const WebFigures* const figures = program.Web(index);
+  if (figures != nullptr && figures->standing == WebStanding::Paused) return "It was paused.";
+  window.RemoveRecord(index);
+  return {};
+}
+
+void RemoveUndecided(const Program& program, MainWindow& window) {
   for (int i = 1; i <= program.DownloadCount; ++i) {
-    if (undecided.contains(program.Serial(i))) Skip([&] { window.RemoveRecord(static_cast<std::int16_t>(i)); });
+    if (program.IsUndecided(i)) Skip([&] { window.RemoveRecord(static_cast<std::int16_t>(i)); });
   }
 }
 

@@ -72,8 +72,8 @@ QDBusMessage CallFor(const HostRequest& request) {
       return CallOf(kDownloadsInterface, "Pause", {request.id});
     case HostCommand::Resume:
       return CallOf(kDownloadsInterface, "Resume", {request.id});
-    case HostCommand::Show:
-      return CallOf(kDownloadsInterface, "ShowWindow", {request.id, QVariantMap()});
+    case HostCommand::Release:
+      return CallOf(kDownloadsInterface, "Release", {request.id});
     case HostCommand::Open:
       return CallOf(kApplicationInterface, "Activate", {QVariantMap()});
     default:
@@ -95,7 +95,9 @@ QByteArray TextOfRows(const QDBusMessage& answer) {
 QByteArray TextOfReply(const HostRequest& request, const QDBusMessage& answer) {
   if (request.command == HostCommand::List) return TextOfRows(answer);
   if (answer.signature() != QLatin1String("a{sv}")) return AnswerText({});
-  return AnswerText(QDBusReply<QVariantMap>(answer).value().value(kReasonKey).toString());
+  const QVariantMap values = QDBusReply<QVariantMap>(answer).value();
+  const bool takenOver = request.command == HostCommand::TakeOver;
+  return AnswerText(values.value(kReasonKey).toString(), takenOver ? values.value(kIdKey).toString() : QString());
 }
 
 QByteArray TextOfError(const HostRequest& request, const QDBusMessage& answer) {

@@ -64,9 +64,14 @@ class Reader {
 
 HostCommand CommandIn(Reader& reader) {
   static const std::map<QString, HostCommand> kCommands = {
-      {{}, HostCommand::Add},      {"add", HostCommand::Add},     {"take-over", HostCommand::TakeOver},
-      {"list", HostCommand::List}, {"pause", HostCommand::Pause}, {"resume", HostCommand::Resume},
-      {"show", HostCommand::Show}, {"open", HostCommand::Open},
+      {{}, HostCommand::Add},
+      {"add", HostCommand::Add},
+      {"take-over", HostCommand::TakeOver},
+      {"list", HostCommand::List},
+      {"pause", HostCommand::Pause},
+      {"resume", HostCommand::Resume},
+      {"release", HostCommand::Release},
+      {"open", HostCommand::Open},
   };
   const auto found = kCommands.find(reader.Text("command", kLongestWord));
   if (found != kCommands.end()) return found->second;
@@ -100,7 +105,7 @@ void ReadBegun(Reader& reader, HostRequest& request) {
 }
 
 bool HasId(HostCommand command) {
-  return command == HostCommand::Pause || command == HostCommand::Resume || command == HostCommand::Show;
+  return command == HostCommand::Pause || command == HostCommand::Resume || command == HostCommand::Release;
 }
 
 QByteArray Written(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact); }
@@ -127,8 +132,9 @@ HostRequest ParseRequest(const QByteArray& json) {
   return request;
 }
 
-QByteArray AnswerText(const QString& error) {
+QByteArray AnswerText(const QString& error, const QString& id) {
   QJsonObject answer{{QStringLiteral("ok"), error.isEmpty()}};
+  if (!id.isEmpty()) answer.insert(QStringLiteral("id"), id);
   if (!error.isEmpty()) answer.insert(QStringLiteral("error"), error);
   return Written(answer);
 }

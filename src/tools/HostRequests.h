@@ -14,7 +14,7 @@ enum class HostCommand : std::uint8_t {
   List,      // what is not finished
   Pause,     // by id
   Resume,    // by id
-  Show,      // the window of a download, by id
+  Release,   // what was taken over, by id: the user has cancelled it in the browser meanwhile
   Open,      // the main window; starts the program if necessary
 };
 
@@ -34,8 +34,8 @@ struct HostRequest {
 };
 HostRequest ParseRequest(const QByteArray& json);
 
-// The reply to the extension: success if `error` is empty.
-QByteArray AnswerText(const QString& error);
+// The reply to the extension: success if `error` is empty. `id` is of a download that was taken over.
+QByteArray AnswerText(const QString& error, const QString& id = {});
 
 // The same if the program is not running, and is not to be started.
 QByteArray AbsentText();

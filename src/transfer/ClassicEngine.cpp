@@ -88,7 +88,9 @@ void ClassicEngine::RefreshList(std::int16_t row) {
 Task<int> ClassicEngine::Ask(BoxRequest request) {
   const auto hold = Hold();
   questionOpen_ = true;
+  const std::uint64_t stop = program_.AddBoxedStop({Record().FileName, request.text});
   const int answer = co_await program_.boxes.Ask(this, std::move(request));
+  program_.boxedStops.erase(stop);
   questionOpen_ = false;
   co_return answer;
 }

@@ -107,7 +107,7 @@ class ClassicEngine final : public Engine, public std::enable_shared_from_this<C
   void SetReading(bool reading);
   void UpdateFigures(std::uint32_t tick, std::int64_t bytes);
 
-  static Task<> SayFailure(Program* program, std::string reason);
+  static Task<> SayFailure(Program* program, std::string name, std::string reason);
 
   // Output file
   Task<bool> BuildOutputFile(std::uint32_t run);  // False: it failed, stopped, or was handed over

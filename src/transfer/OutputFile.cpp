@@ -19,9 +19,11 @@
 namespace pellora {
 
 // The engine may be gone before the answer.
-Task<> ClassicEngine::SayFailure(Program* program, std::string reason) {
-  BoxRequest request{std::move(reason), kProgramName, kCritical};
+Task<> ClassicEngine::SayFailure(Program* program, std::string name, std::string reason) {
+  BoxRequest request{name + ": " + reason, kProgramName, kCritical};
+  const std::uint64_t stop = program->AddBoxedStop({std::move(name), std::move(reason)});
   (void)co_await program->boxes.Ask(program, std::move(request));
+  program->boxedStops.erase(stop);
 }
 
 bool ClassicEngine::JoinIsCurrent(std::uint32_t run) { return run == joinRun_ && StillCurrent(); }
@@ -95,7 +97,7 @@ void ClassicEngine::BuildFailed(const std::string& reason) {
   record.Paused = true;
   StopJoin(reason);
   program_.lists->RefreshRows(kAllRows, kForced);
-  Tasks().Spawn(SayFailure(&program_, record.FileName + ": " + reason));
+  Tasks().Spawn(SayFailure(&program_, record.FileName, reason));
 }
 
 // The parts stay, and a resume joins them again.

@@ -275,7 +275,7 @@ bool ClassicEngine::WritePart(int index, SegmentRecord& segment, std::string_vie
 void ClassicEngine::PartFailed(const Failure& failure) {
   if (failure.Number() == FailureNumber::ForeignFile) {
     PauseDownload();
-    Tasks().Spawn(SayFailure(&program_, Record().FileName + ": " + failure.what()));
+    Tasks().Spawn(SayFailure(&program_, Record().FileName, failure.what()));
     return;
   }
   SetReading(false);

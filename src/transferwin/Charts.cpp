@@ -45,6 +45,7 @@ void TransferWindow::ConnectCharts() {
   Graph1.Visible = false;
   Map1.Visible = false;
   showgraph.OnClick = [this] { ToggleGraph(); };
+  silence_.OnTimer = [this] { FollowSilence(); };
 }
 
 void TransferWindow::LoadGraphSetting() {
@@ -63,7 +64,13 @@ void TransferWindow::TakeSpeed(std::int64_t received) {
   if (FinishedMode == 1 || speeds_.Take(platform_.clock.TickCount(), received)) ShowCharts();
 }
 
+void TransferWindow::FollowSilence() {
+  if (engine_->Current() && slot_.Record().Active) return TakeSpeed(engine_->Figures().received);
+  silence_.SetEnabled(false);
+}
+
 void TransferWindow::ShowCharts() {
+  silence_.SetEnabled(showgraph.Checked() && engine_->Current() && slot_.Record().Active);
   Graph1.Visible = showgraph.Checked();
   const FileMap map = showgraph.Checked && engine_->Current() ? engine_->Map() : FileMap();
   Map1.Visible = map.size > 0;

@@ -22,7 +22,10 @@ constexpr int kTextShowDetails = 516;
 }  // namespace
 
 TransferWindow::TransferWindow(Program& program, std::shared_ptr<Engine> engine)
-    : Window(program.platform, "TransferWindow", ""), program_(program), engine_(std::move(engine)) {
+    : Window(program.platform, "TransferWindow", ""),
+      program_(program),
+      engine_(std::move(engine)),
+      silence_(program.platform, SpeedHistory::kStep) {
   Height = kLongFormHeight;
   Command1.OnClick = [this] { OpenFile(); };
   Command2.OnClick = [this] { Cancel(); };

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "async/Timer.h"
 #include "core/Engine.h"
 #include "core/Transfer.h"
 #include "transferwin/SpeedHistory.h"
@@ -122,6 +123,7 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   void LoadGraphSetting();
   void ToggleGraph();
   void TakeSpeed(std::int64_t received);
+  void FollowSilence();
   void ShowCharts();
   void DrawGraph();
   void DrawMap(const FileMap& map);
@@ -137,6 +139,7 @@ class TransferWindow final : public Window, public Transfer, private EngineView 
   std::optional<OpenQuestion> question_;
   bool engineRetired_ = false;
   SpeedHistory speeds_;
+  Timer silence_;  // while the graph is shown and the download runs: engines report only what arrives
 };
 
 }  // namespace pellora

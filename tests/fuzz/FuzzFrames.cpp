@@ -63,7 +63,7 @@ FrameEnd Expected(std::string_view& bytes, std::string& json) {
 }
 
 QByteArray RequestText(const HostRequest& request) {
-  static const QStringList kNames{"add", "take-over", "list", "pause", "resume", "show", "open"};
+  static const QStringList kNames{"add", "take-over", "list", "pause", "resume", "release", "open"};
   const QJsonObject object{{"command", kNames[static_cast<int>(request.command)]},
                            {"url", request.url},
                            {"referrer", request.referrer},
@@ -86,7 +86,7 @@ void DemandAddress(const HostRequest& request) {
   Demand(named ? std::any_of(schemes.begin(), begun ? schemes.begin() + 2 : schemes.end(), is) : url.isEmpty(),
          "only these addresses are handed on");
   const bool byId = request.command == HostCommand::Pause || request.command == HostCommand::Resume ||
-                    request.command == HostCommand::Show;
+                    request.command == HostCommand::Release;
   Demand(byId == !request.id.isEmpty(), "what is done to a download names it");
 }
 

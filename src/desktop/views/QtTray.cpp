@@ -110,7 +110,7 @@ void QtTray::Add(const std::string& picture, const std::string& tip, TrayEvents&
   if (bus.isConnected()) {
     auto* const watcher = new QDBusServiceWatcher(kWatcherName, bus, QDBusServiceWatcher::WatchForRegistration, this);
     connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, &QtTray::QueryHost);
-    bus.connect(kWatcherName, kWatcherPath, kWatcherName, "StatusNotifierHostRegistered", this, SLOT(MakeItem()));
+    bus.connect(kWatcherName, kWatcherPath, kWatcherName, "StatusNotifierHostRegistered", this, SLOT(QueryHost()));
     QueryHost();
   }
   if (QGuiApplication::platformName() == QLatin1String("xcb")) xTrayTimer_.start(kHostTimeoutMilliseconds);
@@ -126,7 +126,18 @@ void QtTray::QueryHost() {
   connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
     answer->deleteLater();
     const QDBusPendingReply<QDBusVariant> reply = *answer;
-    if (!reply.isError() && reply.value().variant().toBool()) MakeItem();
+    if (!reply.isError() && reply.value().variant().toBool()) QueryWatcher();
+  });
+}
+
+void QtTray::QueryWatcher() {
+  QDBusMessage call =
+      QDBusMessage::createMethodCall(kWatcherName, kWatcherPath, "org.freedesktop.DBus.Introspectable", "Introspect");
+  call.setAutoStartService(false);
+  auto* const answer = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
+  connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
+    answer->deleteLater();
+    if (!answer->isError()) MakeIcon();
   });
 }
 
@@ -159,8 +170,6 @@ bool QtTray::eventFilter(QObject*, QEvent* event) {
   }
   return false;
 }
-
-void QtTray::MakeItem() { MakeIcon(); }
 
 void QtTray::MakeIcon() {
   xTrayTimer_.stop();

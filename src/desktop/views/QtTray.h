@@ -1,9 +1,10 @@
 // QtTray: the icon in the notification area, as a status notifier item or on an X tray.
 //
-// Qt decides between the two once per process, with a blocking query on the bus. So the icon is created only when a
-// host of status notifier items has announced itself, or, on X, when none has done so for a while and there is an X
-// tray. Either may appear at any later time: a session may start its panel long after the program. Without either, a
-// second start shows the window.
+// Qt decides between the two once per process, with blocking calls on the bus, to introspect the watcher of the hosts
+// and to read a property. So the icon is created only when that watcher says that there is a host and has just answered
+// the same calls, or, on X, when none has done so for a while and there is an X tray. A watcher that hangs after that
+// holds the program up for 25 s. Either may appear at any later time: a session may start its panel long after the
+// program. Without either, a second start shows the window.
 #pragma once
 
 #include <QHash>
@@ -42,12 +43,12 @@ class QtTray final : public QObject, public Tray {
 
  private Q_SLOTS:
   void QueryHost();
-  void MakeItem();
   void LookForXTray();
   void MakeXIcon();
   void Activated(QSystemTrayIcon::ActivationReason reason);
 
  private:
+  void QueryWatcher();
   void MakeIcon();
   void UnblockXIcon();
   void ShowTip();

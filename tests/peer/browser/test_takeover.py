@@ -17,7 +17,7 @@ BACKSPACE, TAB = "\ue003", "\ue004"  # as WebDriver names them
 
 
 class TakeOver:
-    """For either browser. `switch_on`, `go` and `click_page` are those of the browser."""
+    """For either browser. `switch_on`, `go`, `click_page` and `in_extension` are those of the browser."""
 
     settings = {"BrowserIngeration": "True", "WebEngine": "2"}
 
@@ -93,6 +93,36 @@ class TakeOver:
         self.site.refuses = lambda path: len(self.site.requests_for(path)) == 2  # Pellora's
         self.click_through("/free", "free.zip")
         self.assertGreater(len(self.site.requests_for("/free.zip")), 1)
+
+    def begin_and_cancel(self, decide):
+        """Clicks the link, and cancels the browser's download while Pellora waits for its answer. `decide` then says
+        whether the server refuses it."""
+        self.switch_on()
+        asked, cancelled = threading.Event(), threading.Event()
+
+        def refuses(path):
+            if len(self.site.requests_for(path)) != 2:  # Pellora's
+                return False
+            asked.set()
+            cancelled.wait(15)
+            return decide
+        self.site.refuses = refuses
+        self.go("/free")
+        self.click_page()
+        self.assertTrue(asked.wait(20))
+        time.sleep(1)
+        self.in_extension("chrome.downloads.search({}).then((all) => chrome.downloads.cancel(all[0].id)), true")
+        time.sleep(1)
+        cancelled.set()
+
+    def test_download_that_the_user_cancels_meanwhile_is_in_neither(self):
+        self.begin_and_cancel(decide=False)
+        harness.wait_until(lambda: len(self.site.requests_for("/free.zip")) > 1 and self.session.companion.downloads() == [],
+                           20, "Pellora to drop it")
+        time.sleep(5)
+        self.assertEqual(self.session.companion.downloads(), [])
+        self.assertEqual(self.browsers_files(), [])
+        self.assertEqual(os.listdir(self.session.downloads), [])
 
     def test_nothing_is_taken_over_before_it_is_switched_on(self):
         self.click_through("/free", "free.zip")
@@ -172,6 +202,9 @@ class InChromium(TakeOver, WithChromium):
             self.assertIs(self.on_page("matches(%r, {url: 'https://o/d/Sources%%20all.zip?x=*.tar', words: 'The file'})" %
                                        filter_text), fits, filter_text)
 
+    def in_extension(self, script):
+        self.browser.evaluate(self.worker, script)
+
     def kept(self, option):
         return self.on_page("chrome.storage.local.get('%s').then((kept) => kept.%s)" % (option, option))
 
@@ -194,24 +227,12 @@ class InFirefox(TakeOver, WithFirefox):
         self.browser.click_on("#above")
         self.browser.keys(BACKSPACE, BACKSPACE, "1", TAB)
 
-    def test_download_that_the_user_cancels_meanwhile_is_not_begun_again(self):
-        self.switch_on()
-        asked, cancelled = threading.Event(), threading.Event()
-
-        def refuses(path):
-            if len(self.site.requests_for(path)) != 2:  # Pellora's
-                return False
-            asked.set()
-            return cancelled.wait(15)
-        self.site.refuses = refuses
-        self.go("/free")
-        self.click_page()
-        self.assertTrue(asked.wait(20))
-        time.sleep(1)
+    def in_extension(self, script):
         self.browser.go(self.browser.url_of("options.html"))
-        self.browser.in_page("chrome.downloads.search({}).then((all) => chrome.downloads.cancel(all[0].id)), true")
-        time.sleep(1)
-        cancelled.set()
+        self.browser.in_page(script)
+
+    def test_download_that_the_user_cancels_meanwhile_is_not_begun_again(self):
+        self.begin_and_cancel(decide=True)
         harness.wait_until(lambda: self.session.companion.downloads() == [], 20, "Pellora to give it back")
         time.sleep(5)
         self.assertEqual(len(self.site.requests_for("/free.zip")), 2)

@@ -92,6 +92,20 @@ def check_completions(checks, unpacked):
                 "\n".join(lacking) or "no help texts")
 
 
+def check_documents(checks, unpacked):
+    """Whatever the documents link lies beside them."""
+    folder = os.path.join(unpacked, "usr/share/doc/pellora")
+    names = {name.removesuffix(".gz") for name in os.listdir(folder)}
+    documents = sorted(name for name in os.listdir(folder) if ".md" in name)
+    lacking = []
+    for name in documents:
+        _, text = output_of("zcat", "--force", os.path.join(folder, name))
+        lacking += ["%s: %s" % (name, target) for target in re.findall(r"\]\(([^)#\s]+)[^)]*\)", text)
+                    if "://" not in target and target not in names]
+    checks.note(len(documents) == 2 and not lacking, "the packaged documents link nothing that is not there",
+                "\n".join(lacking) or str(documents))
+
+
 def check_contents(checks, packages, folder, optimised):
     # Without optimisation no function is fortified, and the reason for one program without is not needed.
     suppressed = [] if optimised else ["--suppress-tags", "hardening-no-fortify-functions,unused-override"]
@@ -110,6 +124,7 @@ def check_contents(checks, packages, folder, optimised):
                if name.lower() + ".1.gz" not in manuals]
     checks.note(not lacking, "every program has a manual page", "\n".join(lacking))
     check_completions(checks, unpacked)
+    check_documents(checks, unpacked)
     texts = os.path.join(unpacked, "usr/share/pellora/languages")
     checks.note("english.txt" in os.listdir(texts), "the languages are there")
     code, text = output_of("systemd-analyze", "--user", "verify",

@@ -96,6 +96,7 @@ class BusFixture : public testing::Test {
     door.pause = [this](const std::string& id) { return Change("pause", id); };
     door.pauseAll = [this] { return Change("pause", "all"); };
     door.resume = [this](const std::string& id) { return Change("resume", id); };
+    door.release = [this](const std::string& id) { return Change("release", id); };
     door.remove = [this](const std::string& id) { return Change("remove", id); };
     door.showWindow = [this](const std::string& id) { return Change("show", id); };
     door.setLimit = [this](const std::string& id, std::int32_t limit) {

@@ -109,6 +109,15 @@ TEST(ParseRequest, ReadsTheCommandsOfThePopup) {
   EXPECT_EQ(request.id, "1-2-3");
 }
 
+TEST(ParseRequest, ReadsThatATakenOverDownloadIsToBeReleased) {
+  const HostRequest request = ParseRequest(R"({"command":"release","id":"1-2-3"})");
+  EXPECT_EQ(request.error, "");
+  EXPECT_EQ(request.command, HostCommand::Release);
+  EXPECT_EQ(request.id, "1-2-3");
+  EXPECT_NE(ParseRequest(R"({"command":"release"})").error, "");
+  EXPECT_EQ(AnswerText({}, "1-2-3"), R"({"id":"1-2-3","ok":true})");
+}
+
 TEST(ParseRequest, RefusesValuesOfOtherTypesAndSizes) {
   const std::string longText(70'000, 'x');
   const std::string longWord(1'025, 'x');
@@ -129,7 +138,7 @@ TEST(ParseRequest, RefusesValuesOfOtherTypesAndSizes) {
            std::string(R"({"command":7,"url":"http://a/b"})"),
            std::string(R"({"command":"pause"})"),
            std::string(R"({"command":"pause","id":7})"),
-           R"({"command":"show","id":")" + longWord + R"("})",
+           R"({"command":"release","id":")" + longWord + R"("})",
        }) {
     EXPECT_NE(ParseRequest(QByteArray::fromStdString(json)).error, "") << json.substr(0, 80);
   }

@@ -45,6 +45,15 @@ TEST_F(Places, IncludeAListAtHomeIfThereIsNoneBesideTheProgram) {
   EXPECT_EQ(PlacesFor(found).data, "/opt/Pellora");
 }
 
+TEST_F(Places, StayAtHomeForACopyThatHasUsedTheListThere) {
+  found.writable = true;
+  found.usesHome = true;
+  found.listBeside = true;
+  EXPECT_EQ(PlacesFor(found).data, "/opt/Pellora");
+  found.listAtHome = true;
+  EXPECT_EQ(PlacesFor(found).data, home);
+}
+
 TEST_F(Places, OfAnInstalledProgramAreAtHomeEvenForRoot) {
   found.program = "/usr/lib/pellora";
   found.installedData = "/usr/share/pellora";
@@ -94,6 +103,21 @@ TEST_F(FoundOnDisk, TheFolderOfTheDataIsCreatedForTheUserAlone) {
 TEST_F(FoundOnDisk, AWritableCopyLeavesTheHomeAlone) {
   (void)FindPlaces(MakeFolder("Pellora"), data);
   EXPECT_FALSE(std::filesystem::exists(data));
+}
+
+TEST_F(FoundOnDisk, ACopyWhoseFolderBecomesWritableAgainKeepsTheListThatItHasUsed) {
+  const std::string program = MakeFolder("Pellora");
+  const std::string other = MakeFolder("other/Pellora");
+  for (const std::string& folder : {program, other}) Put(folder + "/Pellora.dat", "old");
+  MakeFolder("data/pellora");
+  Put(data + "/pellora/Pellora.dat", "new");
+  EXPECT_EQ(FindPlaces(program, data).data, program);
+  Put(data + "/pellora/Pellora.copies", "/x/Pellora\n" + program + "\n/y\n");
+  EXPECT_EQ(FindPlaces(program, data).data, data + "/pellora");
+  EXPECT_EQ(FindPlaces(other, data).data, other);
+  std::filesystem::remove(data + "/pellora/Pellora.dat");
+  EXPECT_EQ(FindPlaces(program, data).data, program);
+  EXPECT_EQ(Content(data + "/pellora/Pellora.copies"), "/x/Pellora\n/y\n");
 }
 
 TEST_F(FoundOnDisk, AnEmptyListIsNone) {

@@ -8,9 +8,10 @@ import harness
 from case import Case
 
 MENU_URL = (*harness.PROGRAM_OBJECT, "MenuURL")
+OPEN = (*harness.PROGRAM_OBJECT[:2], "org.freedesktop.Application", "Open")
 
 
-class Bus(Case):
+class OnBus(Case):
     settings = {"MaxSegments": 4}
 
     def setUp(self):
@@ -24,6 +25,8 @@ class Bus(Case):
         self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.stop()
 
+
+class Bus(OnBus):
     def test_ten_thousand_bad_urls_leave_one_message_and_no_download(self):
         before = self.session.memory()
         for number in range(10000):
@@ -105,6 +108,23 @@ class Bus(Case):
         for number in range(200):
             self.bus.send(*MENU_URL, self.origin.url("/late%d.bin" % number), "", "", flags=bus.NO_AUTO_START)
         self.assertEqual(process.wait(60), 0, self.session.read_log())
+
+
+class OnePlace(OnBus):
+    settings = {"MaxSimulDownlads": "1"}
+
+    def test_thousands_of_addresses_in_one_call_leave_the_program_responsive(self):
+        self.slow()
+        urls = ["http://127.0.0.1:1/%d.bin" % number for number in range(3000)]
+        began = time.monotonic()
+        self.bus.call(*OPEN, urls, {}, signature="asa{sv}")
+        slowest = 0
+        while len(self.session.companion.downloads()) < len(urls) + 1:
+            slowest = max(slowest, self.session.response_seconds())
+            self.assertLess(time.monotonic() - began, 300)
+        print("3000 addresses took %.1f s, the slowest answer %.2f s" % (time.monotonic() - began, slowest))
+        self.assertLess(slowest, harness.PROMPT)
+        self.assertEqual(self.session.dialogs(), [])
 
 
 if __name__ == "__main__":

@@ -57,6 +57,19 @@ class ReadOnly(Case):
         self.assertEqual([each.url for each in self.session.companion.downloads()], [self.url])
         self.stop()
 
+    def test_keeps_the_list_that_it_has_used_when_the_folder_can_be_written_again(self):
+        self.session.start()
+        self.stop()
+        self.assertTrue(os.path.exists(self.session.list_file))
+        self.session.seal()
+        self.session.start()
+        self.fetch(self.url)
+        self.stop()
+        self.session.unseal()
+        self.session.start()
+        self.assertEqual([each.url for each in self.session.companion.downloads()], [self.url])
+        self.stop()
+
     def test_finds_the_list_beside_the_program(self):
         self.session.start()
         self.fetch(self.url)

@@ -1,6 +1,7 @@
 """The notification icon: as a status notifier item, with the test's own watcher and host, and on an X tray."""
 
 import subprocess
+import threading
 import time
 import unittest
 
@@ -103,6 +104,28 @@ class Tray(Case):
         harness.act_until(self.main_window, try_again, "the main window")
 
 
+class HungHost(Host):
+    """Its watcher answers the first call, and none after that."""
+
+    def serve(self, methods):
+        self.asked = []
+        self.closed = threading.Event()
+
+        def once(method):
+            def answer(sender, arguments):
+                self.asked.append(method)
+                if len(self.asked) > 1:
+                    self.closed.wait(90)
+                return method(sender, arguments)
+            return answer
+
+        super().serve({name: once(method) for name, method in methods.items()})
+
+    def close(self):
+        self.closed.set()
+        super().close()
+
+
 class Item(Tray):
     def test_has_its_picture_tip_and_menu(self):
         self.start_with_host()
@@ -113,6 +136,17 @@ class Item(Tray):
         self.assertEqual((width, height, len(pixels)), (width, width, 4 * width * width))
         self.assertGreater(sum(pixels[0::4]), 255 * width * height // 2, "mostly opaque")
         self.assertEqual(self.host.captions(), ENGLISH)
+
+    def test_watcher_that_hangs_after_its_first_answer_does_not_hold_the_program_up(self):
+        self.host = HungHost(self.session.env["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(self.host.close)
+        self.session.start()
+        harness.wait_until(lambda: self.host.asked, 20, "the first call")
+        time.sleep(1)
+        began = time.monotonic()
+        self.assertEqual(self.session.companion.downloads(), [])
+        self.assertLess(time.monotonic() - began, 10)
+        self.assertEqual(len(self.host.items), 0)
 
     def test_shows_the_speed_by_other_pictures_and_returns_to_its_own(self):
         self.start_with_host()

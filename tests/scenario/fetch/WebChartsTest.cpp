@@ -49,6 +49,32 @@ TEST_F(WebCharts, GraphHasTheSpeedsSinceTheStart) {
   EXPECT_NE(window->Graph1.Words().find(window->Graph1.Most()), std::string::npos);
 }
 
+// The web engine draws in its pulse, the classic one only what arrives.
+TEST_F(WebCharts, GraphShowsThatNothingComesAsItHappensByEitherEngine) {
+  SimHttpServer plain{run.sim.network(), "o.example", 80};
+  plain.File("/a.bin", SimContent::Generated(kSize));
+  for (SimHttpServer* const server : {&origin, &plain}) {
+    server->Always({.wire = {.bytesPerSecond = 200'000}, .stallAt = 400'000});
+  }
+  run.Start();
+  run.Add("https://o.example/a.bin");
+  run.Add("http://o.example/a.bin");
+  run.sim.RunFor(5000);
+  for (const int index : {1, 2}) {
+    window = run.WindowOf(index);
+    ASSERT_NE(window, nullptr);
+    Toggle();
+  }
+  run.sim.RunFor(5000);
+  for (const int index : {1, 2}) {
+    const std::vector<float> speeds = run.WindowOf(index)->Graph1.Speeds();
+    ASSERT_GE(speeds.size(), 6U) << index;
+    EXPECT_EQ(speeds.back(), 0.0F) << index;
+    run.sim.RunFor(2000);
+    EXPECT_EQ(run.WindowOf(index)->Graph1.Speeds().size(), speeds.size() + 4) << index;
+  }
+}
+
 TEST_F(WebCharts, GraphIsDrawnAtMostTwiceASecond) {
   Begin();
   Toggle();

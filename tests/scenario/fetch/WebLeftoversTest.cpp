@@ -214,17 +214,22 @@ TEST(WebLeftovers, PartFileOfAChangedFileThatIsNotDeletedGoesAtTheNextStart) {
   ExpectPartGoneAtTheNextStart(first);
 }
 
+// The file changes during a pause, and the user lets it begin anew.
+void FetchAndBeginAnew(Session& run) {
+  run.rig.Start(kUrl);
+  ASSERT_TRUE(run.rig.RunUntilReceived(1'000'000));
+  run.rig.Pause();
+  run.Serve(2, 3'000'000);
+  run.rig.Resume();
+  ASSERT_TRUE(run.rig.RunUntilAsked());
+  run.rig.Answer(true);
+}
+
 TEST(WebLeftovers, FormerPartFileThatIsNotDeletedGoesAtTheNextStart) {
   Session first;
   first.Serve(1, 3'000'000);
   FailToDeletePart(first);
-  first.rig.Start(kUrl);
-  ASSERT_TRUE(first.rig.RunUntilReceived(1'000'000));
-  first.rig.Pause();
-  first.Serve(2, 3'000'000);
-  first.rig.Resume();
-  ASSERT_TRUE(first.rig.RunUntilAsked());
-  first.rig.Answer(true);
+  ASSERT_NO_FATAL_FAILURE(FetchAndBeginAnew(first));
   ASSERT_TRUE(first.rig.RunUntilFinished());
   ExpectPartGoneAtTheNextStart(first);
 }
@@ -232,13 +237,7 @@ TEST(WebLeftovers, FormerPartFileThatIsNotDeletedGoesAtTheNextStart) {
 TEST(WebLeftovers, KillBetweenTheNameAndTheOldPartFileLeavesNoPartFile) {
   Session first;
   first.Serve(1, 3'000'000);
-  first.rig.Start(kUrl);
-  ASSERT_TRUE(first.rig.RunUntilReceived(1'000'000));
-  first.rig.Pause();
-  first.Serve(2, 3'000'000);
-  first.rig.Resume();
-  ASSERT_TRUE(first.rig.RunUntilAsked());
-  first.rig.Answer(true);
+  ASSERT_NO_FATAL_FAILURE(FetchAndBeginAnew(first));
   ASSERT_TRUE(first.rig.sim.RunUntil([&] { return first.rig.sim.disk().Has(kOutput); }));
   first.rig.sim.disk().CutNow();
 

@@ -44,6 +44,9 @@ class WebTakeOver : public testing::Test {
       EXPECT_EQ(answer.reason, reason);
       sim.RunFor(30'000);
       EXPECT_EQ(answers, 1);
+      ExpectNothingLeft();
+    }
+    void ExpectNothingLeft() {
       EXPECT_EQ(app.List().size(), 0U);
       EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
       for (const std::string& path : sim.disk().Paths()) EXPECT_FALSE(path.starts_with(Folder() + "/")) << path;
@@ -202,6 +205,59 @@ TEST_F(WebTakeOver, IsNotInTheListAfterAQuitThatLeavesItToTheBrowser) {
   Run next(SimOptions{.disk = run.sim.disk().TakeState()});
   ASSERT_EQ(next.app.List().size(), 1U);
   EXPECT_EQ(next.app.List().front().url, "https://o.example/listed.bin");
+}
+
+TEST_F(WebTakeOver, IsNotInTheListAfterAKillThatLeavesItToTheBrowser) {
+  Run run;
+  run.origin.Always({.wire = {.bytesPerSecond = 100'000}, .dropInHeader = 0, .thinkTime = 60'000});
+  run.Add("https://o.example/listed.bin");
+  run.HandOver();
+  run.sim.RunFor(10'000);  // the list is saved every five seconds
+  EXPECT_EQ(run.app.List().size(), 2U);
+  run.sim.disk().CutNow();
+  Run next(SimOptions{.disk = run.sim.disk().TakeState()});
+  ASSERT_EQ(next.app.List().size(), 1U);
+  EXPECT_EQ(next.app.List().front().url, "https://o.example/listed.bin");
+}
+
+TEST_F(WebTakeOver, IsInTheListAfterAKillOnceTheBrowserHasTheAnswer) {
+  Run run;
+  run.HandOver();
+  ASSERT_TRUE(run.RunUntilAnswered());
+  run.sim.disk().CutNow();
+  Run next(SimOptions{.disk = run.sim.disk().TakeState()});
+  ASSERT_EQ(next.app.List().size(), 1U);
+  EXPECT_EQ(next.app.List().front().id, run.answer.id);
+}
+
+TEST_F(WebTakeOver, LeavesNothingIfTheUserHasCancelledItInTheBrowser) {
+  Run run;
+  run.HandOver();
+  ASSERT_TRUE(run.RunUntilAnswered());
+  run.sim.RunFor(500);
+  std::string reason = "none";
+  run.sim.Do([&] { reason = run.app.Release(run.answer.id); });
+  EXPECT_EQ(reason, "");
+  run.sim.RunFor(30'000);
+  run.ExpectNothingLeft();
+}
+
+TEST_F(WebTakeOver, ReleasesOnlyWhatWasTakenOverAndLeftAlone) {
+  Run run;
+  EXPECT_EQ(run.app.Release("1-2-3"), "There is no such download.");
+  run.origin.File("/b.bin", SimContent::Generated(kSize, 7));
+  run.Add("https://o.example/b.bin");
+  EXPECT_EQ(run.app.Release(run.app.List().front().id), "It was not taken over.");
+  run.HandOver();
+  ASSERT_TRUE(run.RunUntilAnswered());
+  const std::string id = run.answer.id;
+  run.sim.Do([&] { run.app.Pause(id); });
+  run.sim.RunFor(1000);
+  EXPECT_EQ(run.app.Release(id), "It was paused.");
+  run.sim.Do([&] { run.app.Resume(id); });
+  ASSERT_TRUE(run.RunUntilFinished(2));
+  EXPECT_EQ(run.app.Release(id), "It is finished.");
+  EXPECT_EQ(run.app.List().size(), 2U);
 }
 
 TEST_F(WebTakeOver, ShowsItsWindowOnlyWhenItIsTaken) {

@@ -134,6 +134,30 @@ TEST_F(Notes, OfAPauseByTheUserDoNotCome) {
   EXPECT_TRUE(Shown().empty());
 }
 
+TEST_F(Notes, NameAStopThatABoxReportsIfNobodyAnswersIt) {
+  Start();
+  const std::uint64_t stop = program().AddBoxedStop({"a.bin", "The server does not have it."});
+  sim.RunFor(4000);
+  EXPECT_TRUE(Shown().empty());
+  sim.RunFor(2000);
+  ASSERT_EQ(Shown().size(), 1U);
+  EXPECT_EQ(Shown()[0].title, "Download stopped");
+  EXPECT_EQ(Shown()[0].text, "a.bin: The server does not have it.");
+  EXPECT_TRUE(Shown()[0].stopped);
+  sim.RunFor(20'000);
+  program().boxedStops.erase(stop);
+  EXPECT_EQ(Shown().size(), 1U);
+}
+
+TEST_F(Notes, OfABoxThatIsAnsweredDoNotCome) {
+  Start();
+  const std::uint64_t stop = program().AddBoxedStop({"a.bin", "No."});
+  sim.RunFor(3000);
+  program().boxedStops.erase(stop);
+  sim.RunFor(10'000);
+  EXPECT_TRUE(Shown().empty());
+}
+
 TEST_F(Notes, FollowTheirSetting) {
   Start();
   program().settings.ShowNotices = false;

@@ -391,6 +391,30 @@ TEST_F(StartStop, OpensAnAddressOnceItHasStarted) {
   EXPECT_EQ(Box(), Text(400));
 }
 
+TEST_F(StartStop, ManyAddressesLeaveRoomForOtherEvents) {
+  Start();
+  program().settings.MaxSimulDownlads = 0;
+  std::vector<std::string> addresses;
+  for (int i = 0; i < 200; ++i) addresses.push_back("http://h/" + std::to_string(i) + ".zip");
+  std::size_t between = 0;
+  sim.Do([&] {
+    app->Open(addresses);
+    sim.platform().events.Post([&] { between = app->List().size(); });
+  });
+  sim.RunReady();
+  EXPECT_GT(between, 0U);
+  EXPECT_LT(between, 20U);
+  ASSERT_EQ(app->List().size(), 200U);
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(Rec(i + 1).URL, addresses[static_cast<std::size_t>(i)]);
+}
+
+TEST_F(StartStop, OneAddressOfManyThatFailsHoldsUpNoOther) {
+  Start();
+  program().settings.MaxSimulDownlads = 0;
+  Do([&] { app->Open({"http://h/a.zip", "nonsense", "http://h/b.zip"}); });
+  EXPECT_EQ(app->List().size(), 2U);
+}
+
 TEST_F(StartStop, AsksForAnAddressOnDemandOfTheDesktop) {
   Start();
   EXPECT_FALSE(window().form1->Visible());

@@ -93,6 +93,16 @@ TEST(WebAddress, EndsALoginAtTheLastAtSign) {
   EXPECT_EQ(address.host, "site");
 }
 
+TEST(WebAddress, RefusesABackslashWhereBrowsersSeeTheEndOfTheHost) {
+  for (const char* const text : {R"(http://a\@b/)", R"(https://a.example\@b.example/c)", R"(https://u:p\w@b/)",
+                                 R"(ftp://a\@b/c)", R"(https://a\b)"}) {
+    EXPECT_FALSE(ParseWebAddress(text)) << text;
+  }
+  // Their logins may name a Windows domain, and browsers know neither.
+  EXPECT_EQ(ParseWebAddress(R"(sftp://DOMAIN\joe@b/c)")->user, R"(DOMAIN\joe)");
+  EXPECT_EQ(ParseWebAddress("https://u:p%5Cw@b/")->password, R"(p\w)");
+}
+
 TEST(WebAddress, AllowsALoginWithoutAPassword) {
   EXPECT_EQ(Parsed("sftp://bob@site/f").user, "bob");
   EXPECT_EQ(Parsed("sftp://bob@site/f").password, "");

@@ -33,6 +33,7 @@ JournalEntry Full() {
   entry.held = IntervalSet({{0, 4294967296}, {8589934000, 8589934592}});
   entry.hadCookies = true;
   entry.quiet = true;
+  entry.undecided = true;
   entry.ofMetalink = true;
   entry.renamed = FileState{{2049, 12345678901}, 8589934592, 1700000000123456789};
   entry.replaces = FileState{{2049, 5}, 3, 4};
@@ -213,6 +214,7 @@ TEST(JournalCodec, RefusesSenselessLines) {
                                   "total=5 held=0-6",
                                   "weak=2",
                                   "quiet=",
+                                  "undecided=0",
                                   "renamed=1:2:3",
                                   "renamed=x:2:3:4",
                                   "renamed=1:x:3:4",
