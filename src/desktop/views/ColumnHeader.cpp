@@ -63,7 +63,8 @@ bool ColumnHeader::Press(int column) {
 }
 
 QString ColumnHeader::HeadingOf(int column) const {
-  return model() == nullptr ? QString() : model()->headerData(column, Qt::Horizontal, Qt::AccessibleTextRole).toString();
+  return model() == nullptr ? QString()
+                            : model()->headerData(column, Qt::Horizontal, Qt::AccessibleTextRole).toString();
 }
 
 QRect ColumnHeader::PlaceOf(int column) const {
