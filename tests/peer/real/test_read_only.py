@@ -57,10 +57,7 @@ class ReadOnly(Case):
         self.assertEqual([each.url for each in self.session.companion.downloads()], [self.url])
         self.stop()
 
-    def test_keeps_the_list_that_it_has_used_when_the_folder_can_be_written_again(self):
-        self.session.start()
-        self.stop()
-        self.assertTrue(os.path.exists(self.session.list_file))
+    def fetched_while_sealed_is_listed_later(self):
         self.session.seal()
         self.session.start()
         self.fetch(self.url)
@@ -69,6 +66,12 @@ class ReadOnly(Case):
         self.session.start()
         self.assertEqual([each.url for each in self.session.companion.downloads()], [self.url])
         self.stop()
+
+    def test_keeps_the_list_that_it_has_used_when_the_folder_can_be_written_again(self):
+        self.session.start()
+        self.stop()
+        self.assertTrue(os.path.exists(self.session.list_file))
+        self.fetched_while_sealed_is_listed_later()
 
     def test_finds_the_list_beside_the_program(self):
         self.session.start()
@@ -88,14 +91,7 @@ class ReadOnly(Case):
         self.stop()
 
     def test_finds_the_list_of_the_data_folder_after_it_was_unpacked_elsewhere(self):
-        self.session.seal()
-        self.session.start()
-        self.fetch(self.url)
-        self.stop()
-        self.session.unseal()
-        self.session.start()
-        self.assertEqual([each.url for each in self.session.companion.downloads()], [self.url])
-        self.stop()
+        self.fetched_while_sealed_is_listed_later()
         self.assertFalse(os.path.exists(self.session.list_file))
 
     def test_registers_nothing_and_removes_what_another_copy_has_registered(self):
