@@ -44,12 +44,12 @@ class QtTray final : public QObject, public Tray {
  private Q_SLOTS:
   void QueryHost();
   void LookForXTray();
+  void MakeIcon();
   void MakeXIcon();
   void Activated(QSystemTrayIcon::ActivationReason reason);
 
  private:
   void QueryWatcher();
-  void MakeIcon();
   void UnblockXIcon();
   void ShowTip();
   void Report(int message);
