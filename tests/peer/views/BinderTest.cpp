@@ -488,7 +488,7 @@ TEST(WrappedLabels, WrapBetweenWordsAndWithinLongOnes) {
   WrappedLabel label;
   const auto heightOf = [&label](const char* text) {
     label.setText(QLatin1String(text));
-    return label.heightForWidth(label.fontMetrics().horizontalAdvance(QStringLiteral("mmmmm")));
+    return label.heightForWidth(label.fontMetrics().horizontalAdvance(QStringLiteral("mmmmmm")) - 2);
   };
   EXPECT_EQ(heightOf("mmm mmm mmm mmm"), heightOf("m\nm\nm\nm"));
   EXPECT_EQ(heightOf("mmmmmmmmm"), heightOf("m\nm"));

@@ -38,7 +38,7 @@ TEST(TrayClicks, ActivateAnItemAtOnceAndAnIconByTwo) {
     QtTray tray(windows, sim.gate());
     Clicks clicks;
     tray.Add("program", "tip", clicks);
-    ASSERT_TRUE(QMetaObject::invokeMethod(&tray, onX ? "MakeXIcon" : "MakeItem", Qt::DirectConnection));
+    ASSERT_TRUE(QMetaObject::invokeMethod(&tray, onX ? "MakeXIcon" : "MakeIcon", Qt::DirectConnection));
     const auto report = [&](QSystemTrayIcon::ActivationReason reason) {
       ASSERT_TRUE(QMetaObject::invokeMethod(&tray, "Activated", Qt::DirectConnection,
                                             Q_ARG(QSystemTrayIcon::ActivationReason, reason)));
@@ -58,7 +58,7 @@ TEST(XTrayTip, IsAlwaysPlainText) {
     QtTray tray(windows, sim.gate());
     Clicks clicks;
     tray.Add("program", "0 <u>kb</u>/s", clicks);
-    ASSERT_TRUE(QMetaObject::invokeMethod(&tray, onX ? "MakeXIcon" : "MakeItem", Qt::DirectConnection));
+    ASSERT_TRUE(QMetaObject::invokeMethod(&tray, onX ? "MakeXIcon" : "MakeIcon", Qt::DirectConnection));
     const auto* const icon = tray.findChild<QSystemTrayIcon*>();
     ASSERT_NE(icon, nullptr);
     EXPECT_EQ(icon->toolTip(), onX ? PlainTip("0 <u>kb</u>/s") : QStringLiteral("0 <u>kb</u>/s"));
