@@ -235,7 +235,7 @@ TEST_F(CurlFtp, WaitsForThePoolWithoutWork) {
   events.keepContent = false;
   events.keepBlocks = true;
   fetch = fetcher.Begin(request, events);
-  ASSERT_TRUE(RunUntil([this] { return events.received > 7000000; }));
+  ASSERT_TRUE(RunUntil([this] { return events.received > 2500000; }));
   RunFor(200);
   const std::int64_t received = events.received;
   const auto before = ProcessorTime();
