@@ -12,15 +12,15 @@ from harness import MAIN
 
 VERSION = "Pellora v5.2"
 TOOLBAR = "Add, start, pause and delete downloads, or change the settings."
-VERSION_LINK = ("label", "Auto update Pellora")
+VERSION_LINK = ("link", "Auto update Pellora")
 HINTS = [
     (("tree", "Current Downloads :"), "Double click on file to start download or see download details."),
     (("tree", "Finished files :"), "Double click to open the file"),
     (("push button", "Play"), "Play the selected file."),
     (("push button", "Stop"), "Stop the playback of the media file"),
-    (("filler", "Preview"), "Preview window, click on a media file to preview it."),
+    (("image", "Preview"), "Preview window, click on a media file to preview it."),
     (("slider", "Volume"), "Change the volume of the playback."),
-    (("label", "Visit Pellora website"), "Go on the site of Pellora"),
+    (("link", "Visit Pellora website"), "Go on the site of Pellora"),
     (VERSION_LINK, "Check if a newer version of the program is available on the web."),
     *((("push button", name), TOOLBAR) for name in (
         "Add URL", "Delete URL", "Reset List", "Options", "Pause", "Pause All", "Resume All", "Quit", "Browser"))]
