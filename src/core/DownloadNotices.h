@@ -1,9 +1,8 @@
 // DownloadNotices: says on the desktop which downloads have finished or stopped by themselves, and shows the progress
 // of those that run on the taskbar.
 //
-// A stop that a box reports is named only if nobody has answered the box by then.
 // What happens within five seconds is one message. Of one download it offers to open file and folder, of several the
-// folder of the last one that has finished.
+// folder of the last one that has finished. A stop that a box reports is named only if the box is still open then.
 #pragma once
 
 #include <cstdint>

@@ -24,7 +24,7 @@ class Journal {
  public:
   using Place = DiskTurns::Place;
 
-  // `path` is the journal's file. Nothing is read or written before Open. `turns` lives as long.
+  // `path` is the journal's file. Nothing is read or written before Open. `turns` must outlive this.
   Journal(const Platform& platform, DiskTurns& turns, std::string path);
 
   // Reads the file, if there is one, and rewrites it. Failure(File) if it is there and cannot be read; then nothing is

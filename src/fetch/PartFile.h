@@ -32,8 +32,7 @@ class PartFile {
   using Sums = std::vector<std::unique_ptr<Digest>>;
   using Done = std::function<void(Result result, const std::string& reason)>;
 
-  // `file` is what `path` led to when it was opened.
-  // `turns` lives as long.
+  // `file` is what `path` led to when it was opened. `turns` must outlive this.
   PartFile(const Platform& platform, DiskTurns& turns, std::string path, std::shared_ptr<DownloadFile> file,
            FileIdentity identity);
   // Closes the file outside of the event loop too, once everything asked for is done.
