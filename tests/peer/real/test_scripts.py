@@ -548,6 +548,7 @@ class Headless(Case):
         self.assertEqual(self.session.process.wait(20), 0)
 
     def test_hangup_ends_it_like_a_request_to_quit(self):
+        self.session.prefix = ("env", "--default-signal=HUP")  # the tests themselves may have been started by nohup
         self.start()
         self.fetch(self.serve("/a.bin"))
         self.session.process.send_signal(signal.SIGHUP)
