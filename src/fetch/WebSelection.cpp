@@ -553,7 +553,7 @@ Task<bool> WebEngine::MakeFolders(Run run) {
   co_return true;
 }
 
-// A kill after the journal's line costs no bytes.
+// A kill after the journal's line costs no bytes. Who waits for the end finds no part file in the folder.
 Task<> WebEngine::SelectionIsUnpacked(Run run) {
   const auto hold = Hold();
   const auto journaled = std::make_shared<bool>(false);
@@ -563,6 +563,9 @@ Task<> WebEngine::SelectionIsUnpacked(Run run) {
   if (!StillCurrent() || run != run_) co_return;
   part_.reset();
   services_->journal.Discard(entry_.partPath, entry_.part);
+  Background::Work afterDeletion = [] {};  // done in the order given
+  co_await InBackground(&program_.platform, std::move(afterDeletion));
+  if (!StillCurrent() || run != run_) co_return;
   entry_.path = extraction_->Chosen().folder;
   outputs_.reset();
   Finished();

@@ -103,6 +103,27 @@ TEST(WebSelection, FileThatCannotBeMadeWhileOthersWaitIsTriedAgainAlone) {
   for (std::size_t i = 0; i < 10; ++i) EXPECT_TRUE(run.IsUnpacked(i, 500)) << i;
 }
 
+// A script that waits for the end looks into the folder at once.
+TEST(WebSelection, FinishesWhenItsPartFileIsGone) {
+  SelectionRun run(TenFiles());
+  run.Start({1, 4});
+  ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
+  EXPECT_EQ(run.InFolder(), (std::vector<std::string>{"docs/f1.bin", "docs/f4.bin"}));
+}
+
+TEST(WebSelection, PausedWhileItsPartFileIsDeletedFinishesAfterwards) {
+  SelectionRun run(TenFiles());
+  run.Start({1, 4});
+  ASSERT_TRUE(run.rig.sim.RunUntil([&] { return run.rig.sim.disk().Has(kPart); }));
+  ASSERT_TRUE(run.rig.sim.RunUntil([&] { return !run.rig.sim.disk().Has(kPart); }));
+  ASSERT_FALSE(run.rig.Record().Finished);
+  run.rig.Pause();
+  run.rig.sim.RunFor(5000);
+  if (!run.rig.Record().Finished) run.rig.Resume();
+  ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;
+  EXPECT_EQ(run.InFolder(), (std::vector<std::string>{"docs/f1.bin", "docs/f4.bin"}));
+}
+
 TEST(WebSelection, PausedAndResumedFetchesAndUnpacksNothingTwice) {
   SelectionRun run(TenFiles());
   run.rig.program.settings.MaxSegments = 1;
