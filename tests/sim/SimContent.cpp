@@ -44,9 +44,14 @@ void SimContent::Generate(std::uint64_t offset, std::span<char> to) const {
   while (done < to.size()) {
     const std::uint64_t at = offset + done;
     const std::uint64_t word = SimRandom(salt_ * 0xD1342543DE82EF95ULL + at / kWord).Next();
+    const std::size_t from = static_cast<std::size_t>(at % kWord);
+    if (from == 0 && to.size() - done >= kWord) {  // nearly always
+      std::memcpy(to.data() + done, &word, kWord);
+      done += kWord;
+      continue;
+    }
     std::array<char, kWord> bytes{};
     std::memcpy(bytes.data(), &word, kWord);
-    const std::size_t from = static_cast<std::size_t>(at % kWord);
     const std::size_t count = std::min<std::size_t>(kWord - from, to.size() - done);
     std::memcpy(to.data() + done, bytes.data() + from, count);
     done += count;

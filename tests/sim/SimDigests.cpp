@@ -4,7 +4,6 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
-#include <vector>
 
 #include "SimFaults.h"
 
@@ -152,14 +151,14 @@ std::string Sha2(const std::string& bytes) {
   std::array<Word, 8> sum = Shape::kBegin;
   const std::string padded = Padded(bytes, kBlock, 2 * sizeof(Word), false);
   for (std::size_t at = 0; at < padded.size(); at += kBlock) {
-    std::vector<Word> words;
-    for (std::size_t i = 0; i < 16; ++i) words.push_back(WordAt<Word>(padded, at + sizeof(Word) * i));
+    std::array<Word, Shape::kRounds> words;
+    for (std::size_t i = 0; i < 16; ++i) words[i] = WordAt<Word>(padded, at + sizeof(Word) * i);
     for (std::size_t i = 16; i < Shape::kRounds; ++i) {
       const Word early = words[i - 15];
       const Word late = words[i - 2];
       const Word low = std::rotr(early, kTurn[0]) ^ std::rotr(early, kTurn[1]) ^ (early >> kTurn[2]);
       const Word high = std::rotr(late, kTurn[3]) ^ std::rotr(late, kTurn[4]) ^ (late >> kTurn[5]);
-      words.push_back(words[i - 16] + low + words[i - 7] + high);
+      words[i] = words[i - 16] + low + words[i - 7] + high;
     }
     auto [a, b, c, d, e, f, g, h] = sum;
     for (std::size_t i = 0; i < Shape::kRounds; ++i) {

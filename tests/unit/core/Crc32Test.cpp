@@ -16,6 +16,11 @@ std::uint32_t BitByBit(std::string_view bytes) {
   return ~crc;
 }
 
+TEST(Crc32, IsThatOfZipAndEthernet) {
+  EXPECT_EQ(Crc32("123456789"), 0xCBF43926U);
+  EXPECT_EQ(Crc32("56789", Crc32("1234")), 0xCBF43926U);
+}
+
 TEST(Crc32, OfAnyLengthAndInAnyTwoPartsIsThatOfTheDefinition) {
   std::string bytes;
   for (int length = 0; length < 40; ++length) {
