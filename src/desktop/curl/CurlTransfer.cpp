@@ -18,6 +18,7 @@
 #include "desktop/curl/CurlReasons.h"
 #include "desktop/curl/KnownHosts.h"
 #include "desktop/curl/SocketList.h"
+#include "desktop/curl/TlsLimits.h"
 #include "ports/Failure.h"
 
 namespace pellora {
@@ -212,6 +213,7 @@ void CurlTransfer::SetConnection() {
   for (const CURLoption option : {CURLOPT_SSLVERSION, CURLOPT_PROXY_SSLVERSION}) {
     Set(option, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   }
+  LimitHandshakeMessages(easy_);
   // With a folder of certificates beside, libcurl would parse the whole file for each connection.
   for (const CURLoption option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH}) Set(option, nullptr);
   if (request_.certificates.empty()) return;
