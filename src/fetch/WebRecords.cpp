@@ -343,6 +343,15 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   services.journal.Put(entry, {}, add.selection ? Journal::Place::Kept : Journal::Place::OrBefore);
 }
 
+void RememberDecision(Program& program, WebServices& services, std::int16_t index, std::function<void()> kept) {
+  const DownloadRecord& record = program.Download(index);
+  const JournalEntry* const known = services.journal.Find(JournalKeyOf(record.URL, record.DateAdded));
+  if (known == nullptr || !known->undecided) return kept();
+  JournalEntry entry = *known;
+  entry.undecided = false;
+  services.journal.Put(entry, [kept = std::move(kept)](bool) { kept(); });
+}
+
 void FinishJournal(Program& program, WebServices& services) {
   for (const auto& [key, selection] : services.selections) {
     const JournalEntry* const entry = services.journal.Find(key);
