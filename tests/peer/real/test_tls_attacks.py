@@ -5,6 +5,7 @@ import os
 import re
 import shutil
 import signal
+import ssl
 import threading
 import time
 import unittest
@@ -96,6 +97,27 @@ class Handshake(Attacks):
         self.assertEqual(self.session.companion.run("pause", url).returncode, 0)
         self.wait_state(url, "paused")
         self.stop()
+
+
+    def test_flood_of_tickets_ends_the_connection(self):
+        """After the handshake, of TLS 1.3; no server needs more than a few."""
+        trust = self.nginx.trust
+
+        def reply(connection):
+            context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+            context.load_cert_chain(os.path.join(trust.folder, "right.pem"), os.path.join(trust.folder, "right.key"))
+            if server.connections == 1:
+                context.num_tickets = 100000
+            with context.wrap_socket(connection, server_side=True) as tls:
+                tls.recv(4096)
+                tls.sendall(b"HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n" + DATA[:1000])
+        server = self.serve_raw(reply)
+        self.session.start()
+        before = self.session.memory("VmRSS")
+        url = self.begin_url(server.url("a.bin"))
+        self.check_prompt(3, before)
+        self.finish(url, DATA[:1000])
+        self.assertGreater(server.connections, 1)
 
 
 class Records(Attacks):
