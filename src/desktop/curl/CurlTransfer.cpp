@@ -33,6 +33,9 @@ constexpr long kReceiveBuffer = 16 << 10;
 constexpr long kSendBuffer = 16 << 10;  // by TLS each request has one, for its head; the least that libcurl takes
 // Of all heads and trailers of a request together. libcurl keeps them, and limits the heads only.
 constexpr std::size_t kLongestHeads = std::size_t{1} << 20;
+// Of the heads alone, by http. libcurl compares each line with all others when it hands one out: with the tens of
+// thousands that it takes, that lasts half a minute.
+constexpr std::size_t kMostHeadLines = 1000;
 
 std::string Part(CURLU* url, CURLUPart part) {
   char* text = nullptr;
@@ -320,7 +323,9 @@ int CurlTransfer::OnCloseSocket(void* sockets, curl_socket_t fd) {
 std::size_t CurlTransfer::OnHeader(char* data, std::size_t size, std::size_t count, void* self) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
   transfer.headBytes_ += size * count;
-  if (transfer.channel_->Dropped() || transfer.headBytes_ > kLongestHeads) return 0;
+  if (!transfer.answered_ && transfer.IsHttp()) ++transfer.headLines_;
+  const bool isTooMuch = transfer.headBytes_ > kLongestHeads || transfer.headLines_ > kMostHeadLines;
+  if (transfer.channel_->Dropped() || isTooMuch) return 0;
   transfer.HeaderLine({data, size * count});
   return size * count;
 }

@@ -39,6 +39,31 @@ class Floods(Case):
         self.expect_little_taken(b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n",
                                  b"X-Filler: " + b"a" * 1000 + b"\r\n")
 
+    def test_head_of_many_short_lines_holds_nothing_up(self):
+        """One that ends, so that each line is looked at."""
+        self.session.start()
+        for number, line in enumerate((b"a:\r\n", b"Set-Cookie: %d=b\r\n", b"Link: <%d>;rel=duplicate\r\n", b"b%d:\r\n")):
+            for size in (200_000, 900_000):
+                lines = b"".join(line % i if b"%" in line else line for i in range(size // len(line)))[:size]
+                path = "/%d-%d.bin" % (number, size)
+                self.origin.serve_bytes(path, b"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n" +
+                                        lines[:lines.rindex(b"\n") + 1] + b"\r\nabc")
+                with self.subTest(line=line, size=size):
+                    self.session.menu_url(self.origin.url(path))
+                    harness.wait_until(lambda path=path: self.origin.requests_for(path), 20, "the request")
+                    end = time.monotonic() + 1
+                    while time.monotonic() < end:
+                        self.assertLess(self.session.response_seconds(), 2)
+
+    def test_head_of_hundreds_of_lines_is_taken(self):
+        self.session.start()
+        lines = b"".join(b"X-%d: value\r\n" % i for i in range(900))
+        self.origin.serve_bytes("/a.bin", b"HTTP/1.1 200 OK\r\n" + lines + b"Content-Length: 3\r\n\r\nabc")
+        self.session.menu_url(self.origin.url("/a.bin"))
+        [download] = self.session.companion.wait_finished([self.origin.url("/a.bin")], 30)
+        with open(download.saved_path, "rb") as f:
+            self.assertEqual(f.read(), b"abc")
+
 
 if __name__ == "__main__":
     unittest.main()
