@@ -1,5 +1,5 @@
-"""The user's files of logins and of known hosts as they should not be: endless, binary, no files, without rights, replaced
-meanwhile. The program answers, its memory is bounded, and downloads do without them."""
+"""The user's files of logins and of known hosts as they should not be: endless, binary, no files, without rights,
+replaced meanwhile. The program answers, its memory is bounded, and downloads do without them."""
 
 import os
 import shutil
