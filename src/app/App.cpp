@@ -236,6 +236,9 @@ struct App::Parts {
     program.listSaved = [this] { SweepJournal(program, *web); };
     program.webAdded = [this](std::int16_t index, const WebAdd& add) { RememberAdd(program, *web, index, add); };
     program.speedLimitSet = [this](std::int16_t index) { KeepSpeedLimit(program, *web, index); };
+    program.decided = [this](std::int16_t index, std::function<void()> kept) {
+      RememberDecision(program, *web, index, std::move(kept));
+    };
     program.takeAddress = [this](std::int16_t index, const AddressReading& address) {
       RememberAddress(program, *web, index, address);
     };

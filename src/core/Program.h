@@ -98,6 +98,9 @@ class Program {
   std::function<bool(int index)> isUnjournaled;
   // A record was added for the web engine; may be empty.
   std::function<void(std::int16_t index, const WebAdd& add)> webAdded;
+  // A record is undecided no more. `kept` is called, maybe at once, when no power cut can undo that, or when nothing
+  // more can be done about it; may be empty.
+  std::function<void(std::int16_t index, std::function<void()> kept)> decided;
   // The limit of speed of a record was set; may be empty.
   std::function<void(std::int16_t index)> speedLimitSet;
   // True if the record had stopped for want of cookies and has these now; may be empty.

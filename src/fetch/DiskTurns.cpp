@@ -102,11 +102,13 @@ struct DiskTurns::Given {
     if (own->fate != Fate::Waits) return {};
     const std::vector<std::shared_ptr<Waiting>> latest = TakeAdded();
     queue.insert(queue.end(), latest.rbegin(), latest.rend());
+    // The works of those that are left before it could not be started, which their callers will hear.
+    for (; queue.front() != own; queue.pop_front()) (void)queue.front()->Becomes(Fate::Withdrawn);
     Steps taken;
-    while (!queue.empty() && (queue.front()->place != Place::Kept || queue.front() == own)) {
+    do {
       if (queue.front()->Becomes(Fate::Begun)) taken.push_back(queue.front()->step);
       queue.pop_front();
-    }
+    } while (!queue.empty() && queue.front()->place != Place::Kept);
     return taken;
   }
 
@@ -124,7 +126,8 @@ void DiskTurns::Give(std::shared_ptr<DiskStep> step, Background::Done done, Plac
   own->place = place;
   given_->Add(own);
   Background::Done over = [own, done = std::move(done)](const std::exception_ptr& failure) {
-    const bool begun = !own->Becomes(Given::Fate::Withdrawn);
+    (void)own->Becomes(Given::Fate::Withdrawn);
+    const bool begun = own->fate == Given::Fate::Begun;
     done(begun ? own->step->failure : failure);
   };
   background_.Run(

@@ -65,8 +65,9 @@ void HostKeys::WhenAccepted(const std::string& origin, const std::string& finger
 Task<> KeepHostKey(const Platform* platform, WebAddress address, HostKey key) {
   const std::string file = KnownHostsFile(*platform);
   if (file.empty() || key.key.empty()) co_return;
-  Background::Work write = [platform, file, line = KnownHostsName(address) + " " + key.key] {
-    AddKnownHost(platform->files, *platform->downloadFiles, file, line);
+  Background::Work write = [files = &platform->files, downloads = platform->downloadFiles, file,
+                            line = KnownHostsName(address) + " " + key.key] {
+    AddKnownHost(*files, *downloads, file, line);
   };
   try {
     co_await InBackground(platform, std::move(write));

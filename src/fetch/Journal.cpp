@@ -55,10 +55,13 @@ struct Journal::Store {
     file = std::move(opened);
   }
 
+  void DemandUnfinished() const {
+    if (finished) throw Failure(FailureNumber::File, path);
+  }
   // A line, which counts once it is flushed.
   void Write(std::string_view line) {
+    DemandUnfinished();
     if (!file) OpenFile();
-    if (finished) throw Failure(FailureNumber::File, path);
     try {
       file->WriteAt(*length, line);
     } catch (const Failure&) {
@@ -69,7 +72,9 @@ struct Journal::Store {
   }
   void Flushed(const Line& line);
 
+  // What it knows may be older than what Finish has written.
   void Rewrite(const std::string& whole) {
+    DemandUnfinished();
     file.reset();
     files->Replace(path, whole);
     length.reset();

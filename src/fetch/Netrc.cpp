@@ -37,10 +37,12 @@ class Words {
     }
     return Next();
   }
+  // Up to an empty line. In one pass: there may be a macro in every line.
   void SkipMacro() {
-    std::size_t end = rest_.find("\n\n");
-    end = std::min(end, rest_.find("\n\r\n"));
-    rest_.remove_prefix(std::min(end, rest_.size()));
+    rest_.remove_prefix(std::min(rest_.find('\n'), rest_.size()));
+    while (!rest_.empty() && !rest_.starts_with("\n\n") && !rest_.starts_with("\n\r\n")) {
+      rest_.remove_prefix(std::min(rest_.find('\n', 1), rest_.size()));
+    }
   }
 
  private:

@@ -120,6 +120,39 @@ std::map<JournalKey, int> ListedIn(Program& program) {
   return listed;
 }
 
+// With an address that is torn off too, host and name are left, and maybe the path.
+bool IsTornFrom(const DownloadRecord& record, const JournalEntry& entry) {
+  if (!record.URL.empty()) return record.URL == entry.key.url;
+  const DownloadRecord whole = RecordOf(entry);
+  const bool samePath = record.Path.empty() || record.Path == whole.Path;
+  return samePath && record.Host == whole.Host && record.FileName == whole.FileName;
+}
+
+// The journal's entry of a record that a power cut has torn off; null if it is not known which.
+const JournalEntry* EntryOfTorn(const Journal& journal, const std::map<JournalKey, int>& listed,
+                                const DownloadRecord& record) {
+  const JournalEntry* found = nullptr;
+  for (const auto& [key, entry] : journal.All()) {
+    if (listed.contains(key) || !IsTornFrom(record, entry)) continue;
+    if (found != nullptr && found->id != entry.id) return nullptr;
+    found = &entry;
+  }
+  return found;
+}
+
+// The list is not flushed, and a power cut may cut its end off. The record there has no date, which comes last in it,
+// and would be listed beside the same download from the journal; all further ones are blank.
+void CompleteTornRecord(Program& program, const Journal& journal) {
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    DownloadRecord& record = program.Download(i);
+    if (!record.InUse || record.DateAdded != 0) continue;
+    const JournalEntry* const entry = EntryOfTorn(journal, ListedIn(program), record);
+    if (entry == nullptr) continue;
+    if (record.URL.empty()) record = RecordOf(*entry);
+    record.DateAdded = std::bit_cast<double>(entry->key.addedBits);
+  }
+}
+
 std::uint32_t HighestSerial(const Program& program) {
   std::uint32_t highest = 0;
   for (int i = 1; i <= program.DownloadCount; ++i) highest = std::max(highest, program.Serial(i));
@@ -269,6 +302,7 @@ void RestoreWebRecords(Program& program, WebServices& services) {
   if (!program.listLoaded) return;
   DeletePartsOfGone(program.platform, journal);
   DeleteOrphanedSelections(program.platform, journal);
+  CompleteTornRecord(program, journal);
   const std::map<JournalKey, int> listed = ListedIn(program);
   MergeChangedAddresses(journal, listed);
   for (auto next = journal.All().begin(); next != journal.All().end();) {
@@ -341,6 +375,15 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   services.handOvers.Keep(entry.key, handOver);
   services.listed.insert(entry.key);
   services.journal.Put(entry, {}, add.selection ? Journal::Place::Kept : Journal::Place::OrBefore);
+}
+
+void RememberDecision(Program& program, WebServices& services, std::int16_t index, std::function<void()> kept) {
+  const DownloadRecord& record = program.Download(index);
+  const JournalEntry* const known = services.journal.Find(JournalKeyOf(record.URL, record.DateAdded));
+  if (known == nullptr || !known->undecided) return kept();
+  JournalEntry entry = *known;
+  entry.undecided = false;
+  services.journal.Put(entry, [kept = std::move(kept)](bool) { kept(); });
 }
 
 void FinishJournal(Program& program, WebServices& services) {

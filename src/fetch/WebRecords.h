@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "core/WebAdd.h"
@@ -21,6 +22,9 @@ void RestoreWebRecords(Program& program, WebServices& services);
 // What was given with an add, before its download begins. The journal keeps neither cookies nor the page, but that
 // there were some.
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add);
+
+// The record is no browser's any more. `kept` is called once a power cut leaves it, or the journal cannot be written.
+void RememberDecision(Program& program, WebServices& services, std::int16_t index, std::function<void()> kept);
 
 // What a row calls the download of a selection. Folders are not counted, but one that is empty may have been chosen
 // alone.

@@ -51,10 +51,16 @@ std::string ReasonOfStop(Program& program, std::int16_t index) {
   return HasStopped(program, index) ? "The download was stopped." : "The server has not answered in time.";
 }
 
-// The browser drops its own as soon as it has the answer.
-void Keep(Program& program, std::int16_t index) {
-  program.EndUndecided(index);
-  Skip([&] { SaveList(program); });
+// The browser drops its own as soon as it has the answer: until then the record is not only in the list, which is not
+// flushed. False if it was removed meanwhile.
+Task<bool> Keep(Program* program, std::int16_t index, std::uint32_t serial) {
+  program->EndUndecided(index);
+  Skip([&] { SaveList(*program); });
+  const auto kept = std::make_shared<bool>(!program->decided);
+  if (program->decided) program->decided(index, [kept] { *kept = true; });
+  std::function<bool()> over = [kept] { return *kept; };
+  co_await program->platform.tasks.UntilEvent(std::move(over));
+  co_return program->Holds(index, serial);
 }
 
 void ShowItsWindow(Program& program, std::int16_t index, bool quiet) {
@@ -84,11 +90,15 @@ Task<> TakeOver(Program* program, MainWindow* window, Taken* taken, ScriptedAdd 
            program->platform.clock.TickCount() - began >= kPatience;
   };
   co_await program->platform.tasks.Until(std::move(over));
-  if (!program->Holds(index, serial)) {
-    outcome = {0, "It was removed from the list."};
-  } else if (HasAnswer(*program, index)) {
+  bool holds = program->Holds(index, serial);
+  const bool answered = holds && HasAnswer(*program, index);
+  if (answered) {
     taken->insert(serial);
-    Keep(*program, index);
+    holds = co_await Keep(program, index, serial);
+  }
+  if (!holds) {
+    outcome = {0, "It was removed from the list."};
+  } else if (answered) {
     ShowItsWindow(*program, index, quiet);
   } else {
     outcome = {0, ReasonOfStop(*program, index)};

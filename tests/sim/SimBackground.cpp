@@ -15,7 +15,7 @@ constexpr std::uint64_t kArrivals = ~std::uint64_t{0};  // a separate source
 
 void SimBackground::Run(Work work, Done done) {
   ++given_;
-  const bool fails = SimFails("background work");
+  const bool fails = SimFails("background work") || std::exchange(refuses_, false);
   jobs_.push_back({fails ? Work() : std::move(work), std::move(done)});
   if (jobs_.size() == 1) Begin();
 }

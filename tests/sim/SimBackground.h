@@ -22,6 +22,8 @@ class SimBackground final : public Background {
   // For the test.
   // The longest time from the start of a work to the report of its end, in milliseconds.
   void SetMaxDelay(std::uint32_t milliseconds) { most_ = milliseconds; }
+  // The next work cannot be started.
+  void RefuseNext() { refuses_ = true; }
   // Works whose end was not reported.
   std::size_t Pending() const { return jobs_.size(); }
   std::uint64_t Given() const { return given_; }  // so far
@@ -41,6 +43,7 @@ class SimBackground final : public Background {
   SimLoop& loop_;
   SimRandom random_;
   std::uint32_t most_ = 4;
+  bool refuses_ = false;
   std::deque<Job> jobs_;  // the first is in progress
   std::uint64_t given_ = 0;
   std::uint64_t run_ = 0;  // raised by Drop

@@ -18,6 +18,7 @@
 #include "desktop/curl/CurlReasons.h"
 #include "desktop/curl/KnownHosts.h"
 #include "desktop/curl/SocketList.h"
+#include "desktop/curl/TlsLimits.h"
 #include "ports/Failure.h"
 
 namespace pellora {
@@ -32,6 +33,9 @@ constexpr long kReceiveBuffer = 16 << 10;
 constexpr long kSendBuffer = 16 << 10;  // by TLS each request has one, for its head; the least that libcurl takes
 // Of all heads and trailers of a request together. libcurl keeps them, and limits the heads only.
 constexpr std::size_t kLongestHeads = std::size_t{1} << 20;
+// Of the heads alone, by http. libcurl compares each line with all others when it hands one out: with the tens of
+// thousands that it takes, that lasts half a minute.
+constexpr std::size_t kMostHeadLines = 1000;
 
 std::string Part(CURLU* url, CURLUPart part) {
   char* text = nullptr;
@@ -212,6 +216,7 @@ void CurlTransfer::SetConnection() {
   for (const CURLoption option : {CURLOPT_SSLVERSION, CURLOPT_PROXY_SSLVERSION}) {
     Set(option, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   }
+  LimitHandshakeMessages(easy_);
   // With a folder of certificates beside, libcurl would parse the whole file for each connection.
   for (const CURLoption option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH}) Set(option, nullptr);
   if (request_.certificates.empty()) return;
@@ -318,7 +323,9 @@ int CurlTransfer::OnCloseSocket(void* sockets, curl_socket_t fd) {
 std::size_t CurlTransfer::OnHeader(char* data, std::size_t size, std::size_t count, void* self) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
   transfer.headBytes_ += size * count;
-  if (transfer.channel_->Dropped() || transfer.headBytes_ > kLongestHeads) return 0;
+  if (!transfer.answered_ && transfer.IsHttp()) ++transfer.headLines_;
+  const bool isTooMuch = transfer.headBytes_ > kLongestHeads || transfer.headLines_ > kMostHeadLines;
+  if (transfer.channel_->Dropped() || isTooMuch) return 0;
   transfer.HeaderLine({data, size * count});
   return size * count;
 }

@@ -105,6 +105,7 @@ class CurlTransfer {
   std::vector<std::string> revoked_;  // host keys in Base64
 
   std::size_t headBytes_ = 0;
+  std::size_t headLines_ = 0;
   bool answered_ = false;
   std::string coding_;           // a transfer coding that is not decoded here
   std::int64_t announced_ = -1;  // ftp: the length in the reply to RETR

@@ -115,6 +115,22 @@ class Interrupted(Web):
         self.assertEqual(self.session.dialogs(), [])
 
 
+    def test_program_ends_well_during_a_flush(self):
+        marker = os.path.join(self.session.root, "late")
+        self.session.preload("lateflush.cpp", LATE_FLUSH=marker)
+        self.session.start()
+        url = self.begin_url(self.nginx.url(self.nginx.slow, "a.bin"))
+        harness.wait_until(lambda: self.received(url) > 5_000_000, 30, "a part of the file")
+        with open(marker, "wb"):
+            pass
+        harness.wait_until(lambda: self.received(url) > 10_000_000, 30, "more of it")
+        self.stop()
+        os.remove(marker)
+        self.session.start()
+        self.session.resume()
+        self.finish(url, DATA)
+
+
 class AllDownloads(Web):
     """With an origin of odd replies by http."""
 

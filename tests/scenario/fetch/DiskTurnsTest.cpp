@@ -76,6 +76,36 @@ TEST_F(DiskTurnsTest, KeepThePlaceOfWhatDependsOnEarlierWork) {
                           "done kept", "done b"}));
 }
 
+TEST_F(DiskTurnsTest, AStepWhoseWorkCannotBeStartedFailsAlone) {
+  for (const DiskTurns::Place place : {DiskTurns::Place::OrBefore, DiskTurns::Place::Kept}) {
+    words.clear();
+    sim.Do([&] {
+      sim.background().RefuseNext();
+      Give("a", place);
+      Give("b");
+      Give("c");
+    });
+    sim.RunFor(1000);
+    EXPECT_EQ(words, (Words{"failed a", "begin b", "begin c", "end b", "end c", "done b", "done c"}));
+    words.clear();
+    sim.Do([&] { Give("d"); });
+    sim.RunFor(1000);
+    EXPECT_EQ(words, (Words{"begin d", "end d", "done d"}));
+  }
+}
+
+// Its work may be the first for which there is a thread.
+TEST_F(DiskTurnsTest, AStepWhoseWorkCannotBeStartedIsNotDoneForAnother) {
+  sim.Do([&] {
+    sim.background().RefuseNext();
+    Give("a");
+    Work("between");
+    Give("b");
+  });
+  sim.RunFor(1000);
+  EXPECT_EQ(words, (Words{"failed a", "work between", "begin b", "end b", "done b"}));
+}
+
 TEST_F(DiskTurnsTest, AStepThatFailsLeavesTheOthers) {
   sim.Do([&] {
     Give("a");

@@ -74,6 +74,24 @@ TEST_F(JournalFaults, TornEndIsCutEvenIfTheFileDoesNotOpenAtFirst) {
   EXPECT_EQ(Written().size(), 2U);
 }
 
+// What comes after the end of the program is over in any case.
+TEST_F(JournalFaults, RewritingAfterTheEndLosesNoLine) {
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Write);
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
+  sim.RunFor(1000);
+  sim.Do([&] {
+    journal.Put(EntryOf("b.bin", 2));  // rewrites, for want of a line
+    journal.Put(EntryOf("c.bin", 3));
+    journal.Remove(EntryOf("a.bin", 1).key);
+    journal.Finish();
+  });
+  const std::map<std::string, JournalState> before = Written();
+  ASSERT_TRUE(before.contains("https://o.example/c.bin"));
+  sim.RunFor(1000);
+  EXPECT_EQ(Written(), before);
+}
+
 TEST_F(JournalFaults, RewrittenOneStillNamesThePartFilesToBeDeleted) {
   JournalEntry entry = EntryOf("a.bin", 1);
   entry.partPath = kPart;

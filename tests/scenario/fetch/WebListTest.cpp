@@ -1,6 +1,8 @@
 // What list and journal keep of the web engine's downloads.
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "WebApp.h"
 #include "core/Settings.h"
 #include "core/WebTexts.h"
@@ -40,6 +42,28 @@ TEST_F(WebList, SecondAddWithinTheSameMillisecondBeginsAnew) {
   ASSERT_TRUE(RunUntilFinished()) << sim.Replay();
   EXPECT_EQ(Web().received, 40'000'000);
   EXPECT_TRUE(sim.disk().Holds(Record().SavePath, content));
+}
+
+// As a power cut may leave it.
+TEST_F(WebList, CutAnywhereHasEachDownloadOnceByTheJournal) {
+  for (const char* const name : {"/a.bin", "/b.bin"}) Serve(name, 40'000'000);
+  Start();
+  for (const char* const name : {"a.bin", "b.bin"}) Add(std::string("https://o.example/") + name);
+  ASSERT_TRUE(RunUntilReceived(1'000'000, 1));
+  ASSERT_TRUE(RunUntilReceived(1'000'000, 2));
+  sim.RunFor(6000);
+  const std::string list = sim.disk().Get(kListFile);
+  const std::string journal = sim.disk().Get("/prog/Pellora.fetch");
+  for (std::size_t length = 0; length <= list.size(); ++length) {
+    SimPlatform editor;
+    editor.disk().Put("/prog/Pellora.fetch", SimContent(journal));
+    editor.disk().Put(kListFile, SimContent(list.substr(0, length)));
+    WebApp next({.disk = editor.disk().TakeState()});
+    next.Start();
+    std::multiset<std::string> urls;
+    for (const DownloadInfo& info : next.app.List()) urls.insert(info.url);
+    ASSERT_EQ(urls, (std::multiset<std::string>{kUrl, "https://o.example/b.bin"})) << length;
+  }
 }
 
 TEST_F(WebList, KeepsNoPasswordOfTheWebEngine) {

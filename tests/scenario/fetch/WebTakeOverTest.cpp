@@ -230,6 +230,40 @@ TEST_F(WebTakeOver, IsInTheListAfterAKillOnceTheBrowserHasTheAnswer) {
   EXPECT_EQ(next.app.List().front().id, run.answer.id);
 }
 
+// The list is never flushed: a power cut may leave any of its bytes, or none.
+TEST_F(WebTakeOver, IsInTheListAfterAPowerCutOnceTheBrowserHasTheAnswer) {
+  for (std::uint64_t calls = 0; calls < 60; ++calls) {
+    Run run;
+    run.HandOver();
+    ASSERT_TRUE(run.RunUntilAnswered());
+    ASSERT_NE(run.answer.id, "");
+    if (calls > 0) {
+      run.sim.disk().CutAt(run.sim.disk().Calls() + calls);
+      run.sim.RunFor(20'000);
+    }
+    run.sim.disk().PowerCut(calls);
+    Run next(SimOptions{.disk = run.sim.disk().TakeState()});
+    ASSERT_EQ(next.app.List().size(), 1U) << calls;
+    EXPECT_EQ(next.app.List().front().id, run.answer.id) << calls;
+    EXPECT_EQ(next.app.List().front().url, kUrl) << calls;
+  }
+}
+
+TEST_F(WebTakeOver, IsTakenEvenIfTheJournalCannotBeWritten) {
+  Run run;
+  run.origin.Always({.wire = {.bytesPerSecond = 100'000}, .thinkTime = 3'000});
+  run.HandOver();
+  run.sim.RunFor(2000);
+  run.sim.disk().FailWhere(
+      [](DiskCall call, const std::string& path) {
+        return path == "/prog/Pellora.fetch" && (call == DiskCall::Flush || call == DiskCall::Replace);
+      },
+      1, true);
+  ASSERT_TRUE(run.RunUntilAnswered());
+  EXPECT_NE(run.answer.id, "") << run.answer.reason;
+  EXPECT_EQ(run.app.List().size(), 1U);
+}
+
 TEST_F(WebTakeOver, LeavesNothingIfTheUserHasCancelledItInTheBrowser) {
   Run run;
   run.HandOver();

@@ -57,6 +57,11 @@ TEST(Netrc, MacrosAndCommentsAreSkipped) {
                   "machine h.example login joe password pw\n"),
             kJoe);
   EXPECT_EQ(Login("macdef init\nmachine h.example login x password y\n"), kNone);
+  EXPECT_EQ(Login("macdef init\r\nmachine h.example login x password y\r\n\r\n"
+                  "machine h.example login joe password pw\r\n"),
+            kJoe);
+  EXPECT_EQ(Login("macdef a\n\nmacdef b\n\r\nmachine h.example login joe password pw\n\n"), kJoe);
+  EXPECT_EQ(Login("macdef"), kNone);
   EXPECT_EQ(Login("machine h.example login joe password #pw"), (NetrcLogin{"joe", "#pw"}));
 }
 
