@@ -198,6 +198,8 @@ class StatusBarBinding : public Binding {
       auto* sentence = new ElidedLabel(&bar_);
       sentence->CutAtEnd();
       label = sentence;
+    } else if (labels_.size() >= kFirstKeyPanel && labels_.size() < kKeyPanelsEnd) {
+      label = new KeyLabel(&bar_);
     } else {
       label = new QLabel(&bar_);
     }
@@ -214,14 +216,9 @@ class StatusBarBinding : public Binding {
   void ShowKeys() {
     // By position, not by text alone: a hint may read like a key.
     for (std::size_t at = kFirstKeyPanel; at < std::min(labels_.size(), kKeyPanelsEnd); ++at) {
-      QLabel* label = labels_[at];
-      const auto on = keys_->State(label->text());
-      if (!on) continue;
-      label->setEnabled(*on);
-      QFont font = bar_.font();
-      font.setBold(*on);
-      label->setFont(font);
-      label->setAccessibleName(label->text() + (*on ? QStringLiteral(": on") : QStringLiteral(": off")));
+      auto* const label = qobject_cast<KeyLabel*>(labels_[at]);
+      const auto on = label == nullptr ? std::nullopt : keys_->State(label->text());
+      if (on) label->SetOn(*on);
     }
   }
 

@@ -4,8 +4,10 @@
 #include <QDialog>
 #include <QEvent>
 #include <QFont>
+#include <QLabel>
 #include <QMainWindow>
 #include <QPalette>
+#include <QStyle>
 #include <array>
 #include <utility>
 #include <vector>
@@ -84,6 +86,28 @@ class Dimmer : public QObject {
   }
 };
 
+// Qt mirrors a label by its text: Latin letters would stay at the left of a window that is laid out from right to left.
+class Mirror : public QObject {
+ public:
+  explicit Mirror(QLabel& label) : QObject(&label), designed_(label.alignment()) {
+    label.installEventFilter(this);
+    Align(label);
+  }
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::LayoutDirectionChange) Align(*static_cast<QLabel*>(watched));
+    return false;
+  }
+
+ private:
+  void Align(QLabel& label) const {
+    label.setAlignment(QStyle::visualAlignment(label.layoutDirection(), designed_) | Qt::AlignAbsolute);
+  }
+
+  const Qt::Alignment designed_;
+};
+
 // Takes the Tab key's focus from all in a page while another one covers it.
 class Cover : public QObject {
  public:
@@ -143,6 +167,7 @@ QWidget* NewForm(const std::string& typeName) {
     for (QWidget* widget : root->findChildren<QWidget*>()) {
       ApplyRole(*widget);
       ApplyCover(*widget);
+      if (auto* const label = qobject_cast<QLabel*>(widget)) new Mirror(*label);  // owned by the label
     }
     return root;
   }

@@ -2,6 +2,7 @@
 
 #include <QAccessible>
 #include <QEvent>
+#include <QFont>
 #include <QFontMetrics>
 #include <QHelpEvent>
 #include <QKeyEvent>
@@ -218,6 +219,18 @@ void FocusLabel::paintEvent(QPaintEvent* event) {
   option.state |= QStyle::State_KeyboardFocusChange;
   option.backgroundColor = palette().color(QPalette::Window);
   style()->drawPrimitive(QStyle::PE_FrameFocusRect, &option, &painter, this);
+}
+
+void KeyLabel::SetOn(bool on) {
+  setEnabled(on);
+  QFont bold = font();
+  bold.setBold(on);
+  setFont(bold);
+  if (std::exchange(on_, on) == on) return;
+  QAccessible::State changed;
+  changed.checked = true;
+  QAccessibleStateChangeEvent change(this, changed);
+  QAccessible::updateAccessibility(&change);
 }
 
 void FigureBar::paintEvent(QPaintEvent* event) {

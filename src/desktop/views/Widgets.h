@@ -142,6 +142,19 @@ class FocusLabel : public QLabel {
   void paintEvent(QPaintEvent* event) override;
 };
 
+// The name of a key that is on or off: bold, or dim.
+class KeyLabel : public QLabel {
+  Q_OBJECT
+
+ public:
+  using QLabel::QLabel;
+  bool IsOn() const { return on_; }
+  void SetOn(bool on);
+
+ private:
+  bool on_ = false;
+};
+
 // A scrolled area that shows in its frame that it has the focus.
 class FocusScrollArea : public QScrollArea {
   Q_OBJECT

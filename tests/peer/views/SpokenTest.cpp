@@ -10,6 +10,8 @@
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
+#include <QStatusBar>
+#include <QTest>
 #include <map>
 #include <memory>
 #include <string>
@@ -136,6 +138,26 @@ TEST_F(SpokenTransfer, GraphAndMapAreCharts) {
   for (const char* const chart : {"Graph1", "Map1"}) {
     EXPECT_EQ(RoleOf(*stage.Find<QWidget>(*window, chart)), QAccessible::Chart) << chart;
   }
+}
+
+TEST_F(SpokenTransfer, FrameOfTheSegmentsIsNoWindow) {
+  EXPECT_EQ(RoleOf(*stage.Find<QWidget>(*window, "Frame2")), QAccessible::Grouping);
+}
+
+TEST(SpokenKeys, StateOfAKeyIsThatOfACheckBox) {
+  AppStage stage;
+  const auto labels = stage.Find<QStatusBar>(stage.Main(), "StatusBar1")->findChildren<QLabel*>();
+  ASSERT_EQ(labels.size(), 6);
+  const auto state = [&] { return QAccessible::queryAccessibleInterface(labels[5])->state(); };
+  EXPECT_EQ(RoleOf(*labels[5]), QAccessible::CheckBox);
+  EXPECT_EQ(Spoken(*labels[5], QAccessible::Name), QStringLiteral("INS"));
+  EXPECT_TRUE(state().readOnly);
+  EXPECT_FALSE(state().checked);
+  QTest::keyClick(stage.Form(stage.Main())->windowHandle(), Qt::Key_Insert);
+  Stage::Settle();
+  EXPECT_TRUE(state().checked);
+  EXPECT_EQ(Spoken(*labels[5], QAccessible::Name), QStringLiteral("INS"));
+  EXPECT_NE(RoleOf(*labels[1]), QAccessible::CheckBox);
 }
 
 TEST(SpokenLinks, LinkSaysThatItIsOneAndCanBeFollowed) {
