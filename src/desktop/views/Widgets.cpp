@@ -1,17 +1,21 @@
 #include "desktop/views/Widgets.h"
 
 #include <QAccessible>
+#include <QApplication>
 #include <QEvent>
 #include <QFont>
 #include <QFontMetrics>
 #include <QHelpEvent>
 #include <QKeyEvent>
+#include <QLayout>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPalette>
 #include <QPixmap>
 #include <QPixmapCache>
+#include <QScreen>
+#include <QScrollBar>
 #include <QStyle>
 #include <QStyleOption>
 #include <QStylePainter>
@@ -23,6 +27,7 @@
 
 #include "desktop/DisplayText.h"
 #include "desktop/views/Icons.h"
+#include "desktop/views/WindowPlace.h"
 
 namespace pellora {
 
@@ -261,6 +266,52 @@ bool FocusScrollArea::event(QEvent* event) {
   painter.setPen(palette().color(QPalette::Highlight));
   painter.drawRect(rect().adjusted(0, 0, -1, -1));
   return done;
+}
+
+PageArea::PageArea(QWidget* parent) : QScrollArea(parent) {
+  setFrameShape(QFrame::NoFrame);
+  setWidgetResizable(true);
+  setFocusPolicy(Qt::NoFocus);
+  connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) { Reveal(now); });
+}
+
+QSize PageArea::sizeHint() const { return minimumSizeHint().expandedTo(widget()->sizeHint()); }
+
+QSize PageArea::minimumSizeHint() const {
+  const QSize whole = widget()->minimumSizeHint();
+  const int room = RoomOnScreen();
+  if (whole.height() <= room) return whole;
+  return {whole.width() + style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, this), room};
+}
+
+// What is left for it beside all else in the form, with one line at least.
+int PageArea::RoomOnScreen() const {
+  const QLayout& form = *window()->layout();
+  const QMargins margins = form.contentsMargins();
+  int others = margins.top() + margins.bottom() + std::max(form.spacing(), 0) * (form.count() - 1);
+  for (int at = 0; at < form.count(); ++at) {
+    QLayoutItem& item = *form.itemAt(at);
+    if (item.widget() != this) others += item.minimumSize().height();
+  }
+  return std::max(screen()->availableSize().height() - kFrame.height() - others, fontMetrics().height());
+}
+
+// Not what is pressed: it would move away from the pointer.
+void PageArea::Reveal(QWidget* focused) {
+  if (focused == nullptr || !isAncestorOf(focused) || QGuiApplication::mouseButtons() != Qt::NoButton) return;
+  const QRect place(focused->mapTo(widget(), QPoint()), focused->size());
+  for (const QPoint& corner : {place.bottomLeft(), place.topLeft()}) {
+    ensureVisible(corner.x(), corner.y(), 0, fontMetrics().height());
+  }
+}
+
+bool PageArea::event(QEvent* event) {
+  if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::Show) {
+    updateGeometry();
+    const int height = widget()->minimumSizeHint().height();
+    if (std::exchange(pageHeight_, height) != height) verticalScrollBar()->setValue(0);  // another page
+  }
+  return QScrollArea::event(event);
 }
 
 double Contrast(const QColor& colour, const QColor& ground) {

@@ -166,6 +166,26 @@ class FocusScrollArea : public QScrollArea {
   bool event(QEvent* event) override;
 };
 
+// The pages of a form, which scroll only where the screen is too low for them: elsewhere the form is as high as they
+// are.
+class PageArea : public QScrollArea {
+  Q_OBJECT
+
+ public:
+  explicit PageArea(QWidget* parent = nullptr);
+  QSize sizeHint() const override;
+  QSize minimumSizeHint() const override;
+
+ protected:
+  bool event(QEvent* event) override;
+
+ private:
+  int RoomOnScreen() const;
+  void Reveal(QWidget* focused);
+
+  int pageHeight_ = 0;
+};
+
 // A progress bar whose figure is seen on both of its parts in a window that is laid out from right to left, too, where
 // the style mistakes one part for the other.
 class FigureBar : public QProgressBar {
