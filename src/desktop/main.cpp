@@ -390,6 +390,7 @@ void SetMissingHome() {
 std::unique_ptr<QCoreApplication> NewApplication(int& argc, char** argv, bool headless) {
   if (headless) return std::make_unique<QCoreApplication>(argc, argv);
   DropUselessScales();
+  DropOverlongActivationToken();
   auto application = std::make_unique<QApplication>(argc, argv);
   QGuiApplication::setDesktopFileName(kDesktopId);
   QApplication::setQuitOnLastWindowClosed(false);
