@@ -2,6 +2,7 @@
 // 3:1 for graphics, 4.5:1 for texts.
 #include <gtest/gtest.h>
 
+#include <QAbstractAnimation>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -229,6 +230,49 @@ TEST(Contrast, IsThatOfWcag) {
   EXPECT_NEAR(Contrast(Qt::white, Qt::white), 1, 0.001);
   EXPECT_NEAR(Contrast(QColor(0x77, 0x77, 0x77), Qt::white), 4.48, 0.01);
   EXPECT_NEAR(Contrast(QColor(0, 0, 255), Qt::white), 8.59, 0.01);
+}
+
+// The windows as they look with a palette that is set while they are open.
+class Repainter final : public Visitor {
+ public:
+  explicit Repainter(const QPalette& palette) : palette_(palette) {}
+  void Visit(QWidget& window, const QString& name) override {
+    const QPalette before = QApplication::palette();
+    // The key that empties a field appears slowly.
+    for (QAbstractAnimation* const slow : window.findChildren<QAbstractAnimation*>()) {
+      slow->setCurrentTime(slow->duration());
+    }
+    QApplication::setPalette(palette_);
+    for (int turn = 0; turn < 3; ++turn) QCoreApplication::processEvents();
+    pictures.emplace_back(name, window.grab().toImage());
+    QApplication::setPalette(before);
+    for (int turn = 0; turn < 3; ++turn) QCoreApplication::processEvents();
+  }
+  std::vector<std::pair<QString, QImage>> pictures;
+
+ private:
+  const QPalette palette_;
+};
+
+TEST(ThemeChange, OpenWindowsLookLikeNewOnes) {
+  const int flashing = QApplication::cursorFlashTime();
+  QApplication::setCursorFlashTime(0);
+  for (const Theme& theme : Themes()) {
+    const QPalette other = Themes().at(QLatin1String(theme.name) == QLatin1String("dark") ? 0 : 1).palette;
+    QApplication::setPalette(theme.palette);
+    Repainter opened(theme.palette);
+    VisitWindows(ShippedLanguage("english"), opened);
+    QApplication::setPalette(other);
+    Repainter changed(theme.palette);
+    VisitWindows(ShippedLanguage("english"), changed);
+    ASSERT_EQ(opened.pictures.size(), changed.pictures.size());
+    for (std::size_t at = 0; at < opened.pictures.size(); ++at) {
+      const auto& [name, picture] = opened.pictures[at];
+      EXPECT_TRUE(picture == changed.pictures[at].second) << theme.name << " " << name.toStdString();
+    }
+  }
+  QApplication::setCursorFlashTime(flashing);
+  QApplication::setPalette(Themes().front().palette);
 }
 
 }  // namespace

@@ -18,12 +18,20 @@
 #include <QTest>
 #include <QToolBar>
 #include <QTreeWidget>
+#include <array>
+#include <string>
 #include <utility>
 
+#include "AppStage.h"
 #include "Gallery.h"
 #include "LongTexts.h"
 #include "Looks.h"
+#include "app/NewTransferWindow.h"
 #include "desktop/views/Widgets.h"
+#include "lang/Language.h"
+#include "mainwin/Form1.h"
+#include "mainwin/WantDown.h"
+#include "transferwin/TransferWindow.h"
 
 namespace pellora {
 namespace {
@@ -142,6 +150,31 @@ INSTANTIATE_TEST_SUITE_P(Screens, Looks,
                                          ScreenCase{"Tripled", {1024, 600}, 3, 1},
                                          ScreenCase{"LargeLetters", {1600, 1000}, 1, 1.5}),
                          [](const testing::TestParamInfo<ScreenCase>& screen) { return screen.param.name; });
+
+// ------------------------------------------------------------------------------------------------ changes
+
+TEST(LooksAfterAChange, NothingIsCutInWindowsThatAreOpenWhenTheLanguageChanges) {
+  AppStage stage;
+  MainWindow& main = stage.Main();
+  const auto transfer = NewTransferWindow(stage.app->program(), 0);
+  stage.Do([&] { transfer->Show(); });
+  stage.Do([&] { main.RunAction(MainWindow::kAdd); });
+  stage.Do([&] { main.form1->Check1.SetByUser(true); });
+  stage.Do([&] { main.wantDown->Show(); });
+  const std::array<const Window*, 4> windows = {&main, transfer.get(), main.form1.get(), main.wantDown.get()};
+  for (const std::string& texts : {ShippedTexts("german"), LongestTexts(), HebrewLetters(), ShippedTexts("english")}) {
+    stage.sim.disk().Put("/prog/other.txt", SimContent(texts));
+    stage.Do([&] { LoadLanguage(stage.app->program(), "other"); });
+    Stage::Settle();
+    for (const Window* const window : windows) {
+      const QStringList faults = FaultsOf(*stage.Form(*window));
+      EXPECT_EQ(faults.join(u'\n').toStdString(), "") << window->TypeName << " in " << texts.substr(0, 40);
+    }
+  }
+  stage.Do([&] { transfer->Unload(); });
+  stage.Do([&] { main.form1->Unload(); });
+  stage.Do([&] { main.wantDown->Unload(); });
+}
 
 // On a screen of 640x480 with a panel the options dialog scrolls: its buttons are there, and so is what gets the focus.
 class LowOptions final : public Visitor {
