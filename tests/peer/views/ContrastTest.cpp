@@ -2,7 +2,6 @@
 // 3:1 for graphics, 4.5:1 for texts.
 #include <gtest/gtest.h>
 
-#include <QAbstractAnimation>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -18,6 +17,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTabBar>
+#include <QTest>
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -239,8 +239,8 @@ class Repainter final : public Visitor {
   void Visit(QWidget& window, const QString& name) override {
     const QPalette before = QApplication::palette();
     // The key that empties a field appears slowly.
-    for (QAbstractAnimation* const slow : window.findChildren<QAbstractAnimation*>()) {
-      slow->setCurrentTime(slow->duration());
+    for (const QLineEdit* const field : window.findChildren<QLineEdit*>()) {
+      if (field->isClearButtonEnabled() && field->isVisible() && !field->text().isEmpty()) QTest::qWait(200);
     }
     QApplication::setPalette(palette_);
     for (int turn = 0; turn < 3; ++turn) QCoreApplication::processEvents();
@@ -257,8 +257,10 @@ class Repainter final : public Visitor {
 TEST(ThemeChange, OpenWindowsLookLikeNewOnes) {
   const int flashing = QApplication::cursorFlashTime();
   QApplication::setCursorFlashTime(0);
-  for (const Theme& theme : Themes()) {
-    const QPalette other = Themes().at(QLatin1String(theme.name) == QLatin1String("dark") ? 0 : 1).palette;
+  const std::array<Theme, 4> themes = Themes();
+  for (const std::size_t at : {0U, 1U}) {
+    const Theme& theme = themes.at(at);
+    const QPalette other = themes.at(1 - at).palette;
     QApplication::setPalette(theme.palette);
     Repainter opened(theme.palette);
     VisitWindows(ShippedLanguage("english"), opened);
@@ -266,9 +268,9 @@ TEST(ThemeChange, OpenWindowsLookLikeNewOnes) {
     Repainter changed(theme.palette);
     VisitWindows(ShippedLanguage("english"), changed);
     ASSERT_EQ(opened.pictures.size(), changed.pictures.size());
-    for (std::size_t at = 0; at < opened.pictures.size(); ++at) {
-      const auto& [name, picture] = opened.pictures[at];
-      EXPECT_TRUE(picture == changed.pictures[at].second) << theme.name << " " << name.toStdString();
+    for (std::size_t window = 0; window < opened.pictures.size(); ++window) {
+      const auto& [name, picture] = opened.pictures[window];
+      EXPECT_TRUE(picture == changed.pictures[window].second) << theme.name << " " << name.toStdString();
     }
   }
   QApplication::setCursorFlashTime(flashing);
