@@ -51,6 +51,7 @@ QString WordsOf(const QWidget& widget, int tab) {
   if (const auto* label = qobject_cast<const QLabel*>(&widget)) return label->text();
   if (const auto* button = qobject_cast<const QAbstractButton*>(&widget)) return button->text().remove(u'&');
   if (const auto* tabs = qobject_cast<const QTabBar*>(&widget)) return tabs->tabText(tab);
+  if (const auto* menu = qobject_cast<const QMenu*>(&widget)) return menu->title().remove(u'&');
   return widget.windowTitle();
 }
 

@@ -102,6 +102,34 @@ TEST(Spoken, KeysOfAMenusEntriesDifferInEveryLanguage) {
   }
 }
 
+// Each label with a text, whose name differs from what is on the screen.
+class LabelReader final : public Visitor {
+ public:
+  void Visit(QWidget& window, const QString& name) override {
+    for (const QLabel* const label : window.findChildren<QLabel*>()) {
+      if (!label->isVisible() || label->text().isEmpty()) continue;
+      ++read;
+      const QString spoken = Spoken(const_cast<QLabel&>(*label), QAccessible::Name);
+      const QString shown = QString(label->text()).remove(u'&');
+      if (spoken != shown) faults.append(name + u' ' + label->objectName() + QStringLiteral(": ") + spoken);
+    }
+  }
+  int read = 0;
+  QStringList faults;
+};
+
+TEST(Spoken, LabelsAreNamedByTheirTexts) {
+  LabelReader reader;
+  VisitWindows(ShippedLanguage("german"), reader);
+  EXPECT_GT(reader.read, 150);
+  EXPECT_EQ(reader.faults.join(u'\n').toStdString(), "");
+}
+
+TEST(Spoken, BarOfToolsIsNamedInTheUsersLanguage) {
+  AppStage stage(ShippedTexts("german"));
+  EXPECT_EQ(Spoken(*stage.Find<QWidget>(stage.Main(), "Toolbar1"), QAccessible::Name), QStringLiteral("Aktionen"));
+}
+
 class SpokenTransfer : public testing::Test {
  protected:
   SpokenTransfer() : window(NewTransferWindow(stage.app->program(), 0)) {
