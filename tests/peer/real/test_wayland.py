@@ -355,9 +355,12 @@ class Wayland(Case):
         self.assertTrue(self.desktop.command("create_output"))
         self.start()
         slow = self.slow(size=6000000)
-        self.desktop.focus(harness.MAIN)
-        self.x.keys("alt+o", "p")
-        self.desktop.wait_focus(OPTIONS)
+        harness.wait_until(lambda: len(self.desktop.windows()) == 2, 20, "the transfer's window")
+
+        def open_options():
+            self.desktop.focus(harness.MAIN)
+            self.x.keys("Escape", "alt+o", "p")
+        harness.act_until(lambda: self.desktop.has_focus(OPTIONS), open_options, "the options")
         windows = self.desktop.windows()
         self.assertEqual(len(windows), 3)
         for window in windows:
