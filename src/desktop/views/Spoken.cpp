@@ -82,7 +82,7 @@ QAccessibleInterface* Describe(const QString& className, QObject* object) {
       {{"pellora::SpeedGraph", QAccessible::Chart},
        {"pellora::FileMapBar", QAccessible::Chart},
        {"pellora::PreviewSurface", QAccessible::Graphic},
-       {"QFrame", QAccessible::Grouping}}};  // a border would be a frame, which windows are
+       {"QFrame", QAccessible::Client}}};  // a border would be a frame, which windows are
   auto* const widget = qobject_cast<QWidget*>(object);
   if (widget == nullptr) return nullptr;
   if (auto* const bar = qobject_cast<SegmentBar*>(widget)) return new SpokenBar(*bar);

@@ -169,7 +169,7 @@ TEST_F(SpokenTransfer, GraphAndMapAreCharts) {
 }
 
 TEST_F(SpokenTransfer, FrameOfTheSegmentsIsNoWindow) {
-  EXPECT_EQ(RoleOf(*stage.Find<QWidget>(*window, "Frame2")), QAccessible::Grouping);
+  EXPECT_EQ(RoleOf(*stage.Find<QWidget>(*window, "Frame2")), QAccessible::Client);
 }
 
 TEST(SpokenKeys, StateOfAKeyIsThatOfACheckBox) {
