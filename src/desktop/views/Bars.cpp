@@ -8,7 +8,6 @@
 #include <QToolBar>
 #include <QToolButton>
 #include <algorithm>
-#include <functional>
 #include <utility>
 #include <vector>
 
@@ -128,24 +127,6 @@ class TabStripBinding : public Binding {
   QTabBar& bar_;
 };
 
-// Calls back when a widget is resized.
-class SizeWatcher : public QObject {
- public:
-  SizeWatcher(QWidget& widget, QObject* parent, std::function<void()> resized)
-      : QObject(parent), resized_(std::move(resized)) {
-    widget.installEventFilter(this);
-  }
-
- protected:
-  bool eventFilter(QObject*, QEvent* event) override {
-    if (event->type() == QEvent::Resize) resized_();
-    return false;
-  }
-
- private:
-  std::function<void()> resized_;
-};
-
 // Panels 4 to 6 show keys.
 constexpr std::size_t kFirstKeyPanel = 3;
 constexpr std::size_t kKeyPanelsEnd = 6;
@@ -155,7 +136,7 @@ class StatusBarBinding : public Binding {
   StatusBarBinding(StatusBar& control, QStatusBar& bar, BindingContext& context)
       : control_(control), bar_(bar), keys_(new KeyStates(context.receiver)) {
     QObject::connect(keys_, &KeyStates::Changed, context.receiver, [this] { ShowKeys(); });
-    new SizeWatcher(bar, context.receiver, [this] { FitHint(); });  // owned by the receiver
+    new EventWatcher(bar, QEvent::Resize, context.receiver, [this] { FitHint(); });  // owned by the receiver
   }
 
   void UpdateWidget() override {

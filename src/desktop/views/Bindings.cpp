@@ -22,7 +22,6 @@
 #include <QWidget>
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <string>
 #include <utility>
 
@@ -96,31 +95,14 @@ class LabelBinding : public WidgetBinding<Label, QLabel> {
   }
 };
 
-// Calls back when a widget's palette has changed, as by a desktop that turns dark.
-class PaletteWatcher : public QObject {
- public:
-  PaletteWatcher(QWidget& widget, QObject* parent, std::function<void()> changed)
-      : QObject(parent), changed_(std::move(changed)) {
-    widget.installEventFilter(this);
-  }
-
- protected:
-  bool eventFilter(QObject*, QEvent* event) override {
-    if (event->type() == QEvent::PaletteChange) changed_();
-    return false;
-  }
-
- private:
-  std::function<void()> changed_;
-};
-
 class LinkBinding : public LabelBinding {
  public:
   LinkBinding(LinkLabel& control, FocusLabel& label, BindingContext& context)
       : LabelBinding(control, label, context), link_(control) {
     label.setFocusPolicy(Qt::TabFocus);
     QObject::connect(&label, &FocusLabel::Pressed, context.receiver, [&control] { control.DoubleClick(); });
-    new PaletteWatcher(label, context.receiver, [this] { Colour(); });  // owned by the receiver
+    // A desktop can turn dark at any time.
+    new EventWatcher(label, QEvent::PaletteChange, context.receiver, [this] { Colour(); });  // owned by the receiver
   }
   void UpdateWidget() override {
     LabelBinding::UpdateWidget();

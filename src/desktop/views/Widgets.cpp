@@ -2,7 +2,6 @@
 
 #include <QAccessible>
 #include <QApplication>
-#include <QEvent>
 #include <QFont>
 #include <QFontMetrics>
 #include <QHelpEvent>
@@ -312,6 +311,16 @@ bool PageArea::event(QEvent* event) {
     if (std::exchange(pageHeight_, height) != height) verticalScrollBar()->setValue(0);  // another page
   }
   return QScrollArea::event(event);
+}
+
+EventWatcher::EventWatcher(QWidget& widget, QEvent::Type kind, QObject* parent, std::function<void()> came)
+    : QObject(parent), kind_(kind), came_(std::move(came)) {
+  widget.installEventFilter(this);
+}
+
+bool EventWatcher::eventFilter(QObject*, QEvent* event) {
+  if (event->type() == kind_) came_();
+  return false;
 }
 
 double Contrast(const QColor& colour, const QColor& ground) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QColor>
+#include <QEvent>
 #include <QFrame>
 #include <QIcon>
 #include <QLabel>
@@ -11,6 +12,7 @@
 #include <QString>
 #include <QTextOption>
 #include <QWidget>
+#include <functional>
 
 namespace pellora {
 
@@ -196,6 +198,21 @@ class FigureBar : public QProgressBar {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+};
+
+// Calls back when a widget gets an event of one kind.
+class EventWatcher : public QObject {
+  Q_OBJECT
+
+ public:
+  EventWatcher(QWidget& widget, QEvent::Type kind, QObject* parent, std::function<void()> came);
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  const QEvent::Type kind_;
+  const std::function<void()> came_;
 };
 
 // How well one colour is seen on another, 1 to 21, as WCAG 2.1 computes it.
