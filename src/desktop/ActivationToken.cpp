@@ -15,6 +15,10 @@ void SetActivationToken(const QByteArray& token) {
   if (!token.isEmpty() && token.size() <= kLongest) qputenv(kVariable, token);
 }
 
+void DropOverlongActivationToken() {
+  if (ActivationToken().size() > kLongest) DropActivationToken();
+}
+
 void DropActivationToken() { qunsetenv(kVariable); }
 
 }  // namespace pellora

@@ -15,5 +15,7 @@ QByteArray ActivationToken();
 void SetActivationToken(const QByteArray& token);
 
 void DropActivationToken();
+// Before the application is made: what does not fit into a message of Wayland's ends the connection to the compositor.
+void DropOverlongActivationToken();
 
 }  // namespace pellora

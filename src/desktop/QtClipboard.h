@@ -1,5 +1,5 @@
 // QtClipboard: the desktop's clipboard. It is read only after a change was signalled, since an owner that does not
-// respond blocks the read for long.
+// respond holds the program up.
 #pragma once
 
 #include <QObject>
@@ -16,6 +16,8 @@ class QtClipboard final : public QObject, public Clipboard {
   std::optional<std::string> Text() const override;
 
  private:
+  static std::optional<std::string> Read();
+
   mutable bool changed_ = true;
   mutable std::optional<std::string> text_;
 };

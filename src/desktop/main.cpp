@@ -52,6 +52,7 @@
 #include "desktop/QtClipboard.h"
 #include "desktop/QtEventLoop.h"
 #include "desktop/Registration.h"
+#include "desktop/ScaleVariables.h"
 #include "desktop/SecretService.h"
 #include "desktop/SingleInstance.h"
 #include "desktop/Spawn.h"
@@ -388,6 +389,8 @@ void SetMissingHome() {
 // Without a display the libraries of windows would only take memory.
 std::unique_ptr<QCoreApplication> NewApplication(int& argc, char** argv, bool headless) {
   if (headless) return std::make_unique<QCoreApplication>(argc, argv);
+  DropUselessScales();
+  DropOverlongActivationToken();
   auto application = std::make_unique<QApplication>(argc, argv);
   QGuiApplication::setDesktopFileName(kDesktopId);
   QApplication::setQuitOnLastWindowClosed(false);

@@ -8,7 +8,6 @@
 #include <QToolBar>
 #include <QToolButton>
 #include <algorithm>
-#include <functional>
 #include <utility>
 #include <vector>
 
@@ -128,24 +127,6 @@ class TabStripBinding : public Binding {
   QTabBar& bar_;
 };
 
-// Calls back when a widget is resized.
-class SizeWatcher : public QObject {
- public:
-  SizeWatcher(QWidget& widget, QObject* parent, std::function<void()> resized)
-      : QObject(parent), resized_(std::move(resized)) {
-    widget.installEventFilter(this);
-  }
-
- protected:
-  bool eventFilter(QObject*, QEvent* event) override {
-    if (event->type() == QEvent::Resize) resized_();
-    return false;
-  }
-
- private:
-  std::function<void()> resized_;
-};
-
 // Panels 4 to 6 show keys.
 constexpr std::size_t kFirstKeyPanel = 3;
 constexpr std::size_t kKeyPanelsEnd = 6;
@@ -155,7 +136,7 @@ class StatusBarBinding : public Binding {
   StatusBarBinding(StatusBar& control, QStatusBar& bar, BindingContext& context)
       : control_(control), bar_(bar), keys_(new KeyStates(context.receiver)) {
     QObject::connect(keys_, &KeyStates::Changed, context.receiver, [this] { ShowKeys(); });
-    new SizeWatcher(bar, context.receiver, [this] { FitHint(); });  // owned by the receiver
+    new EventWatcher(bar, QEvent::Resize, context.receiver, [this] { FitHint(); });  // owned by the receiver
   }
 
   void UpdateWidget() override {
@@ -198,6 +179,8 @@ class StatusBarBinding : public Binding {
       auto* sentence = new ElidedLabel(&bar_);
       sentence->CutAtEnd();
       label = sentence;
+    } else if (labels_.size() >= kFirstKeyPanel && labels_.size() < kKeyPanelsEnd) {
+      label = new KeyLabel(&bar_);
     } else {
       label = new QLabel(&bar_);
     }
@@ -214,14 +197,9 @@ class StatusBarBinding : public Binding {
   void ShowKeys() {
     // By position, not by text alone: a hint may read like a key.
     for (std::size_t at = kFirstKeyPanel; at < std::min(labels_.size(), kKeyPanelsEnd); ++at) {
-      QLabel* label = labels_[at];
-      const auto on = keys_->State(label->text());
-      if (!on) continue;
-      label->setEnabled(*on);
-      QFont font = bar_.font();
-      font.setBold(*on);
-      label->setFont(font);
-      label->setAccessibleName(label->text() + (*on ? QStringLiteral(": on") : QStringLiteral(": off")));
+      auto* const label = qobject_cast<KeyLabel*>(labels_[at]);
+      const auto on = label == nullptr ? std::nullopt : keys_->State(label->text());
+      if (on) label->SetOn(*on);
     }
   }
 

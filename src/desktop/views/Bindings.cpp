@@ -101,6 +101,8 @@ class LinkBinding : public LabelBinding {
       : LabelBinding(control, label, context), link_(control) {
     label.setFocusPolicy(Qt::TabFocus);
     QObject::connect(&label, &FocusLabel::Pressed, context.receiver, [&control] { control.DoubleClick(); });
+    // A desktop can turn dark at any time.
+    new EventWatcher(label, QEvent::PaletteChange, context.receiver, [this] { Colour(); });  // owned by the receiver
   }
   void UpdateWidget() override {
     LabelBinding::UpdateWidget();
@@ -109,6 +111,11 @@ class LinkBinding : public LabelBinding {
       font.setUnderline(link_.Underline);
       widget_.setFont(font);
     }
+    Colour();
+  }
+
+ private:
+  void Colour() {
     const QColor colour = LinkColour(widget_.parentWidget()->palette(), link_.ForeColour() != kLinkColour);
     if (widget_.palette().color(widget_.foregroundRole()) == colour) return;
     QPalette palette;
@@ -117,7 +124,6 @@ class LinkBinding : public LabelBinding {
     widget_.setForegroundRole(QPalette::Link);
   }
 
- private:
   LinkLabel& link_;
 };
 

@@ -51,6 +51,7 @@ QString WordsOf(const QWidget& widget, int tab) {
   if (const auto* label = qobject_cast<const QLabel*>(&widget)) return label->text();
   if (const auto* button = qobject_cast<const QAbstractButton*>(&widget)) return button->text().remove(u'&');
   if (const auto* tabs = qobject_cast<const QTabBar*>(&widget)) return tabs->tabText(tab);
+  if (const auto* menu = qobject_cast<const QMenu*>(&widget)) return menu->title().remove(u'&');
   return widget.windowTitle();
 }
 
@@ -247,7 +248,7 @@ void FormHost::Flush() {
     fitting_ = false;
   }
   if (window_ == nullptr) return;
-  if (std::exchange(movePending_, false)) MoveOntoScreen();
+  if (const auto directions = std::exchange(movePending_, {})) MoveOntoScreen(directions);
   if (window_ == nullptr) return;
   if (const auto state = std::exchange(wantState_, std::nullopt)) ApplyState(*state);
   if (window_ == nullptr) return;
@@ -258,6 +259,7 @@ void FormHost::Flush() {
     }
     if (window_ == nullptr) return;
     root_->setVisible(*shown);
+    if (window_ != nullptr && *shown && place_) place_->StayOnScreen();
   }
   if (window_ == nullptr) return;
   if (std::exchange(wantRaise_, false)) {
@@ -323,18 +325,27 @@ void FormHost::ResizeWithinScreen(const QSize& size) {
   root_->resize(size.boundedTo(root_->screen()->availableSize() - kFrame));
 }
 
-// Whether a window that was on the screen has grown beyond its lower edge. One that the user moved there stays.
-bool FormHost::HasGrownOffScreen(const QSize& before) const {
-  const int bottom = root_->screen()->availableGeometry().bottom();
-  const int now = root_->frameGeometry().bottom();
-  return root_->isVisible() && now > bottom && now - (root_->height() - before.height()) <= bottom;
+// In which directions a window that was on the screen has grown beyond its right or lower edge. One that the user moved
+// there stays.
+Qt::Orientations FormHost::GrownOffScreen(const QSize& before) const {
+  Qt::Orientations grown;
+  if (!root_->isVisible()) return grown;
+  const QPoint edge = root_->screen()->availableGeometry().bottomRight();
+  const QPoint now = root_->frameGeometry().bottomRight();
+  const QPoint former = now - QPoint(root_->width() - before.width(), root_->height() - before.height());
+  grown.setFlag(Qt::Horizontal, now.x() > edge.x() && former.x() <= edge.x());
+  grown.setFlag(Qt::Vertical, now.y() > edge.y() && former.y() <= edge.y());
+  return grown;
 }
 
-void FormHost::MoveOntoScreen() {
+void FormHost::MoveOntoScreen(Qt::Orientations directions) {
   if (DesktopPlacesWindows()) return;
   const QRect screen = root_->screen()->availableGeometry();
-  const int beyond = root_->frameGeometry().bottom() - screen.bottom();
-  if (beyond > 0) root_->move(root_->x(), std::max(screen.top(), root_->y() - beyond));
+  const QPoint beyond = root_->frameGeometry().bottomRight() - screen.bottomRight();
+  QPoint place = root_->pos();
+  if (directions.testFlag(Qt::Horizontal)) place.rx() = std::max(screen.left(), place.x() - std::max(beyond.x(), 0));
+  if (directions.testFlag(Qt::Vertical)) place.ry() = std::max(screen.top(), place.y() - std::max(beyond.y(), 0));
+  if (place != root_->pos()) root_->move(place);
 }
 
 // Every tool is shown at first, however long its caption is, if the screen is wide enough.
@@ -420,10 +431,8 @@ bool FormHost::OnFormEvent(QEvent& event) {
       return false;
     case QEvent::Resize:
       if (event.spontaneous() && !fitting_) sizedByUser_ = true;
-      if (!event.spontaneous() && HasGrownOffScreen(static_cast<QResizeEvent&>(event).oldSize())) {
-        movePending_ = true;
-        Schedule();
-      }
+      if (!event.spontaneous()) movePending_ |= GrownOffScreen(static_cast<QResizeEvent&>(event).oldSize());
+      if (movePending_) Schedule();
       HoldHeightForWidth();
       ReportSize();
       return false;

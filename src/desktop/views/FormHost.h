@@ -91,8 +91,8 @@ class FormHost : public QObject {
   void ApplyState(WindowState state);
   void ApplyWindow();
   void ResizeWithinScreen(const QSize& size);
-  bool HasGrownOffScreen(const QSize& before) const;
-  void MoveOntoScreen();
+  Qt::Orientations GrownOffScreen(const QSize& before) const;
+  void MoveOntoScreen(Qt::Orientations directions);
   void MakeRoomForTools();
   void FindNames();
   void FindWords(QWidget& widget, const char* property, bool isDescription);
@@ -135,7 +135,7 @@ class FormHost : public QObject {
   bool placed_ = false;    // as it was remembered
   bool onScreen_ = false;  // since last shown; earlier size changes are part of showing
   bool fitPending_ = false;
-  bool movePending_ = false;
+  Qt::Orientations movePending_;
   bool fitting_ = false;  // fitting to changed contents is not a resize
   bool sizedByUser_ = false;
 };

@@ -4,8 +4,10 @@
 #include <QDialog>
 #include <QEvent>
 #include <QFont>
+#include <QLabel>
 #include <QMainWindow>
 #include <QPalette>
+#include <QStyle>
 #include <array>
 #include <utility>
 #include <vector>
@@ -13,6 +15,7 @@
 #include "desktop/views/BasketForm.h"
 #include "desktop/views/Icons.h"
 #include "desktop/views/Spoken.h"
+#include "desktop/views/Widgets.h"
 #include "ui_AddList.h"
 #include "ui_AskLine.h"
 #include "ui_AskLogin.h"
@@ -57,32 +60,31 @@ constexpr std::array<Form, 13> kForms = {{{"MainWindow", &Make<::Ui::MainWindow,
                                           {"LookInside", &Make<::Ui::LookInside, QWidget>},
                                           {"AskUnpack", &Make<::Ui::AskUnpack, QDialog>}}};
 
-// Dims a label relative to its neighbours on every palette, even after a change. Themes that do not set PlaceholderText
-// leave it black on a dark window.
-class Dimmer : public QObject {
- public:
-  explicit Dimmer(QWidget& widget) : QObject(&widget) {
-    widget.setForegroundRole(QPalette::PlaceholderText);
-    widget.installEventFilter(this);
-    Dim(widget);
-  }
+// Themes that do not set PlaceholderText leave it black on a dark window.
+void Dim(QWidget& widget) {
+  QColor quiet = widget.palette().color(QPalette::WindowText);
+  quiet.setAlphaF(0.6F);
+  if (widget.palette().color(QPalette::PlaceholderText) == quiet) return;
+  QPalette palette;
+  palette.setColor(QPalette::PlaceholderText, quiet);
+  widget.setPalette(palette);
+}
 
- protected:
-  bool eventFilter(QObject* watched, QEvent* event) override {
-    if (event->type() == QEvent::PaletteChange) Dim(*static_cast<QWidget*>(watched));
-    return false;
-  }
+// Dims a label relative to its neighbours on every palette, even after a change.
+void KeepDim(QWidget& widget) {
+  widget.setForegroundRole(QPalette::PlaceholderText);
+  new EventWatcher(widget, QEvent::PaletteChange, &widget, [&widget] { Dim(widget); });  // owned by the widget
+  Dim(widget);
+}
 
- private:
-  static void Dim(QWidget& widget) {
-    QColor quiet = widget.palette().color(QPalette::WindowText);
-    quiet.setAlphaF(0.6F);
-    if (widget.palette().color(QPalette::PlaceholderText) == quiet) return;
-    QPalette palette;
-    palette.setColor(QPalette::PlaceholderText, quiet);
-    widget.setPalette(palette);
-  }
-};
+// Qt mirrors a label by its text: Latin letters would stay at the left of a window that is laid out from right to left.
+void MirrorWithWindow(QLabel& label) {
+  const auto align = [&label, designed = label.alignment()] {
+    label.setAlignment(QStyle::visualAlignment(label.layoutDirection(), designed) | Qt::AlignAbsolute);
+  };
+  new EventWatcher(label, QEvent::LayoutDirectionChange, &label, align);  // owned by the label
+  align();
+}
 
 // Takes the Tab key's focus from all in a page while another one covers it.
 class Cover : public QObject {
@@ -117,7 +119,7 @@ void ApplyRole(QWidget& widget) {
   const QString role = widget.property("role").toString();
   if (role.isEmpty()) return;
   if (role == QLatin1String("dim")) {
-    new Dimmer(widget);  // owned by the widget
+    KeepDim(widget);
     return;
   }
   QFont font = widget.font();
@@ -143,6 +145,7 @@ QWidget* NewForm(const std::string& typeName) {
     for (QWidget* widget : root->findChildren<QWidget*>()) {
       ApplyRole(*widget);
       ApplyCover(*widget);
+      if (auto* const label = qobject_cast<QLabel*>(widget)) MirrorWithWindow(*label);
     }
     return root;
   }

@@ -10,6 +10,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStandardPaths>
+#include <QTextBoundaryFinder>
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -69,6 +70,23 @@ void FitTitle(QMessageBox& box) {
                 grid->columnCount());
 }
 
+// With places in long words, such as addresses, at which a box can wrap them.
+QString Wrappable(const QString& text) {
+  constexpr qsizetype kLongest = 40;
+  QString wrappable;
+  qsizetype begin = 0;  // of what cannot be wrapped
+  QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+  for (qsizetype at = 0, next = finder.toNextBoundary(); next > at; at = next, next = finder.toNextBoundary()) {
+    if (text.at(at).isSpace() || text.at(at) == u'/') begin = next;  // wraps there anyway
+    if (next - begin > kLongest && at > begin) {
+      wrappable += QChar(0x200B);  // a blank without a width
+      begin = at;
+    }
+    wrappable += QStringView(text).sliced(at, next - at);
+  }
+  return wrappable;
+}
+
 // The style's own icons on buttons match no other icon here.
 void RemoveButtonIcons(const QDialog& dialog) {
   for (const QDialogButtonBox* answers : dialog.findChildren<QDialogButtonBox*>()) {
@@ -103,7 +121,7 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   const QIcon icon = Drawing(DrawingOf(request.style));
   if (!icon.isNull()) box->setIconPixmap(icon.pixmap(QSize(44, 44), box->devicePixelRatioF()));
   box->setWindowTitle(DisplayLine(request.title));
-  box->setText(DisplayMessage(request.text));
+  box->setText(Wrappable(DisplayMessage(request.text)));
   box->setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok);
   SetButtonCaptions(*box);
   FitTitle(*box);

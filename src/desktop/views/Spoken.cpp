@@ -55,17 +55,39 @@ class SpokenLink final : public QAccessibleWidget {
   FocusLabel& label_;
 };
 
+// What the panel shows by its font.
+class SpokenKey final : public QAccessibleWidget {
+ public:
+  explicit SpokenKey(KeyLabel& label) : QAccessibleWidget(&label, QAccessible::CheckBox), label_(label) {}
+
+  QString text(QAccessible::Text kind) const override {
+    return kind == QAccessible::Name ? label_.text() : QAccessibleWidget::text(kind);
+  }
+  QAccessible::State state() const override {
+    QAccessible::State state = QAccessibleWidget::state();
+    state.disabled = false;
+    state.checkable = state.readOnly = true;
+    state.checked = label_.IsOn();
+    return state;
+  }
+
+ private:
+  KeyLabel& label_;
+};
+
 // Called for a widget's class and then for those that it is derived from. Without a window's role a plain widget as a
 // form would be a filler.
 QAccessibleInterface* Describe(const QString& className, QObject* object) {
-  constexpr std::array<std::pair<const char*, QAccessible::Role>, 3> kPlainRoles{
+  constexpr std::array<std::pair<const char*, QAccessible::Role>, 4> kPlainRoles{
       {{"pellora::SpeedGraph", QAccessible::Chart},
        {"pellora::FileMapBar", QAccessible::Chart},
-       {"pellora::PreviewSurface", QAccessible::Graphic}}};
+       {"pellora::PreviewSurface", QAccessible::Graphic},
+       {"QFrame", QAccessible::Client}}};  // a border would be a frame, which windows are
   auto* const widget = qobject_cast<QWidget*>(object);
   if (widget == nullptr) return nullptr;
   if (auto* const bar = qobject_cast<SegmentBar*>(widget)) return new SpokenBar(*bar);
   if (auto* const link = qobject_cast<FocusLabel*>(widget)) return new SpokenLink(*link);
+  if (auto* const key = qobject_cast<KeyLabel*>(widget)) return new SpokenKey(*key);
   for (const auto& [name, role] : kPlainRoles) {
     if (className == QLatin1String(name)) return new QAccessibleWidget(widget, role);
   }

@@ -1,16 +1,20 @@
 #include "desktop/views/Widgets.h"
 
 #include <QAccessible>
-#include <QEvent>
+#include <QApplication>
+#include <QFont>
 #include <QFontMetrics>
 #include <QHelpEvent>
 #include <QKeyEvent>
+#include <QLayout>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPalette>
 #include <QPixmap>
 #include <QPixmapCache>
+#include <QScreen>
+#include <QScrollBar>
 #include <QStyle>
 #include <QStyleOption>
 #include <QStylePainter>
@@ -22,6 +26,7 @@
 
 #include "desktop/DisplayText.h"
 #include "desktop/views/Icons.h"
+#include "desktop/views/WindowPlace.h"
 
 namespace pellora {
 
@@ -220,6 +225,18 @@ void FocusLabel::paintEvent(QPaintEvent* event) {
   style()->drawPrimitive(QStyle::PE_FrameFocusRect, &option, &painter, this);
 }
 
+void KeyLabel::SetOn(bool on) {
+  setEnabled(on);
+  QFont bold = font();
+  bold.setBold(on);
+  setFont(bold);
+  if (std::exchange(on_, on) == on) return;
+  QAccessible::State changed;
+  changed.checked = true;
+  QAccessibleStateChangeEvent change(this, changed);
+  QAccessible::updateAccessibility(&change);
+}
+
 void FigureBar::paintEvent(QPaintEvent* event) {
   if (layoutDirection() == Qt::LeftToRight || maximum() <= minimum()) {
     QProgressBar::paintEvent(event);
@@ -248,6 +265,62 @@ bool FocusScrollArea::event(QEvent* event) {
   painter.setPen(palette().color(QPalette::Highlight));
   painter.drawRect(rect().adjusted(0, 0, -1, -1));
   return done;
+}
+
+PageArea::PageArea(QWidget* parent) : QScrollArea(parent) {
+  setFrameShape(QFrame::NoFrame);
+  setWidgetResizable(true);
+  setFocusPolicy(Qt::NoFocus);
+  connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) { Reveal(now); });
+}
+
+QSize PageArea::sizeHint() const { return minimumSizeHint().expandedTo(widget()->sizeHint()); }
+
+QSize PageArea::minimumSizeHint() const {
+  const QSize whole = widget()->minimumSizeHint();
+  const int room = RoomOnScreen();
+  if (whole.height() <= room) return whole;
+  return {whole.width() + style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, this), room};
+}
+
+// What is left for it beside all else in the form, with one line at least.
+int PageArea::RoomOnScreen() const {
+  const QLayout& form = *window()->layout();
+  const QMargins margins = form.contentsMargins();
+  int others = margins.top() + margins.bottom() + std::max(form.spacing(), 0) * (form.count() - 1);
+  for (int at = 0; at < form.count(); ++at) {
+    QLayoutItem& item = *form.itemAt(at);
+    if (item.widget() != this) others += item.minimumSize().height();
+  }
+  return std::max(screen()->availableSize().height() - kFrame.height() - others, fontMetrics().height());
+}
+
+// Not what is pressed: it would move away from the pointer.
+void PageArea::Reveal(QWidget* focused) {
+  if (focused == nullptr || !isAncestorOf(focused) || QGuiApplication::mouseButtons() != Qt::NoButton) return;
+  const QRect place(focused->mapTo(widget(), QPoint()), focused->size());
+  for (const QPoint& corner : {place.bottomLeft(), place.topLeft()}) {
+    ensureVisible(corner.x(), corner.y(), 0, fontMetrics().height());
+  }
+}
+
+bool PageArea::event(QEvent* event) {
+  if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::Show) {
+    updateGeometry();
+    const int height = widget()->minimumSizeHint().height();
+    if (std::exchange(pageHeight_, height) != height) verticalScrollBar()->setValue(0);  // another page
+  }
+  return QScrollArea::event(event);
+}
+
+EventWatcher::EventWatcher(QWidget& widget, QEvent::Type kind, QObject* parent, std::function<void()> came)
+    : QObject(parent), kind_(kind), came_(std::move(came)) {
+  widget.installEventFilter(this);
+}
+
+bool EventWatcher::eventFilter(QObject*, QEvent* event) {
+  if (event->type() == kind_) came_();
+  return false;
 }
 
 double Contrast(const QColor& colour, const QColor& ground) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QColor>
+#include <QEvent>
 #include <QFrame>
 #include <QIcon>
 #include <QLabel>
@@ -11,6 +12,7 @@
 #include <QString>
 #include <QTextOption>
 #include <QWidget>
+#include <functional>
 
 namespace pellora {
 
@@ -142,6 +144,19 @@ class FocusLabel : public QLabel {
   void paintEvent(QPaintEvent* event) override;
 };
 
+// The name of a key that is on or off: bold, or dim.
+class KeyLabel : public QLabel {
+  Q_OBJECT
+
+ public:
+  using QLabel::QLabel;
+  bool IsOn() const { return on_; }
+  void SetOn(bool on);
+
+ private:
+  bool on_ = false;
+};
+
 // A scrolled area that shows in its frame that it has the focus.
 class FocusScrollArea : public QScrollArea {
   Q_OBJECT
@@ -151,6 +166,26 @@ class FocusScrollArea : public QScrollArea {
 
  protected:
   bool event(QEvent* event) override;
+};
+
+// The pages of a form, which scroll only where the screen is too low for them: elsewhere the form is as high as they
+// are.
+class PageArea : public QScrollArea {
+  Q_OBJECT
+
+ public:
+  explicit PageArea(QWidget* parent = nullptr);
+  QSize sizeHint() const override;
+  QSize minimumSizeHint() const override;
+
+ protected:
+  bool event(QEvent* event) override;
+
+ private:
+  int RoomOnScreen() const;
+  void Reveal(QWidget* focused);
+
+  int pageHeight_ = 0;
 };
 
 // A progress bar whose figure is seen on both of its parts in a window that is laid out from right to left, too, where
@@ -163,6 +198,21 @@ class FigureBar : public QProgressBar {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+};
+
+// Calls back when a widget gets an event of one kind.
+class EventWatcher : public QObject {
+  Q_OBJECT
+
+ public:
+  EventWatcher(QWidget& widget, QEvent::Type kind, QObject* parent, std::function<void()> came);
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  const QEvent::Type kind_;
+  const std::function<void()> came_;
 };
 
 // How well one colour is seen on another, 1 to 21, as WCAG 2.1 computes it.

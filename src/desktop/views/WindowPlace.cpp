@@ -9,6 +9,7 @@
 #include <QWidget>
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "desktop/views/ViewMemory.h"
 
@@ -93,9 +94,16 @@ void WindowPlace::Restore() {
   const std::optional<QRect> place = OnScreen(kept->place);
   form_.resize(place ? place->size() : kept->place.size().boundedTo(form_.screen()->availableSize() - kFrame));
   if (kind_ != kPlace) return;
-  if (place && !DesktopPlacesWindows() && !IsOnAnother(*place)) form_.move(place->topLeft());
+  moved_ = place && !DesktopPlacesWindows() && !IsOnAnother(*place);
+  if (moved_) form_.move(place->topLeft());
   if (kept->maximised) form_.setWindowState(form_.windowState() | Qt::WindowMaximized);
   normal_ = place.value_or(QRect());
+}
+
+void WindowPlace::StayOnScreen() {
+  if (!std::exchange(moved_, false)) return;
+  const std::optional<QRect> place = OnScreen(QRect(form_.pos(), form_.size()));
+  if (place && place->topLeft() != form_.pos()) form_.move(place->topLeft());
 }
 
 bool WindowPlace::IsOnAnother(const QRect& place) const {

@@ -30,6 +30,7 @@ class WindowPlace {
   WindowPlace(QWidget& form, const std::string& name, ViewMemory& memory);
 
   void Restore();                   // before the first showing
+  void StayOnScreen();              // after the first showing, which may have enlarged it
   void Watch(const QEvent& event);  // each event of the form
 
  private:
@@ -42,6 +43,7 @@ class WindowPlace {
   const std::string kind_;
   QPoint corner_;        // as it is remembered
   QRect normal_;         // as it is when neither maximised nor minimised
+  bool moved_ = false;   // to the remembered place, before the showing
   QElapsedTimer shown_;  // since the window was shown; invalid while it is hidden
 };
 

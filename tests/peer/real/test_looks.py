@@ -108,6 +108,28 @@ class SmallScreens(Base):
         self.check_all()
 
 
+class Scales(Base):
+    def check_size(self, variable, value, scale):
+        self.session = self.new_session()
+        self.session.env[variable] = value
+        self.session.start()
+        window = self.session.window(MAIN)
+        harness.wait_until(lambda: self.x.place(window)[2:] == (800 * scale, 600 * scale), 5, "%s=%s" % (variable, value))
+        self.stop()
+
+    def test_useless_scales_of_the_environment_are_ignored(self):
+        for variable, values in (("QT_SCALE_FACTOR", ("0", "-1", "nan", "1e9", "100", "abc", "")),
+                                 ("QT_SCREEN_SCALE_FACTORS", ("100", "screen=100", "0;1", "abc")),
+                                 ("QT_FONT_DPI", ("10000", "-1", "0", "abc")), ("GDK_SCALE", ("100", "abc"))):
+            for value in values:
+                with self.subTest(variable=variable, value=value):
+                    self.check_size(variable, value, 1)
+
+    def test_fractions_are_obeyed(self):
+        self.check_size("QT_SCALE_FACTOR", "1.25", 1.25)
+        self.check_size("QT_SCALE_FACTOR", "1.5", 1.5)
+
+
 class Names(Base):
     NAMED = ("push button", "check box", "radio button", "text", "password text", "combo box", "tree", "table", "slider",
              "page tab", "page tab list", "progress bar")

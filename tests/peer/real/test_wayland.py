@@ -344,6 +344,54 @@ class Wayland(Case):
         self.saved(self.session.arguments[0])
         self.stop()
 
+    def test_a_token_of_any_length_is_no_obstacle_to_the_start(self):
+        self.session.env["XDG_ACTIVATION_TOKEN"] = "x" * 100000
+        self.start()
+        self.stop()
+
+    # Screens.
+
+    def test_windows_outlive_the_screen_they_are_on_and_downloads_all_screens(self):
+        self.assertTrue(self.desktop.command("create_output"))
+        self.start()
+        slow = self.slow(size=6000000)
+        harness.wait_until(lambda: len(self.desktop.windows()) == 2, 20, "the transfer's window")
+
+        def open_options():
+            self.desktop.focus(harness.MAIN)
+            self.x.keys("Escape", "alt+o", "p")
+        harness.act_until(lambda: self.desktop.has_focus(OPTIONS), open_options, "the options")
+        windows = self.desktop.windows()
+        self.assertEqual(len(windows), 3)
+        for window in windows:
+            self.desktop.command("[con_id=%d] move to output HEADLESS-2" % window["id"])
+        for output, state in (("HEADLESS-2", "disable"), ("HEADLESS-1", "scale 2.75"), ("HEADLESS-1", "scale 1"),
+                              ("HEADLESS-1", "disable")):
+            self.desktop.command("output %s %s" % (output, state))
+            self.session.companion.run("list")
+        before = self.received(slow)
+        harness.wait_until(lambda: self.received(slow) > before, 20, "more bytes without a screen")
+        self.fetch(self.serve("/unseen.bin"))
+        self.desktop.command("output HEADLESS-1 enable")
+        harness.wait_until(lambda: len(self.desktop.windows()) == 4, 20, "the windows")
+        self.desktop.focus(OPTIONS)
+        self.x.keys("Escape")
+        self.desktop.wait_gone(OPTIONS)
+        self.stop()
+
+    def test_the_list_outlives_the_compositor(self):
+        self.start()
+        url = self.serve("/kept.bin")
+        self.session.companion.run("add", "--later", url)
+        time.sleep(1)  # within which the list is saved
+        harness.end_process(self.desktop.process)
+        self.assertEqual(self.session.process.wait(20), 1)
+        self.desktop = wayland.Desktop(self.session)
+        self.addCleanup(self.desktop.close)
+        self.session.start()
+        self.assertEqual(self.state(url), "waiting")
+        self.assertEqual(self.session.stop(), 0)
+
     # What is remembered.
 
     def remembered(self):

@@ -93,5 +93,26 @@ class WindowHandling(Case):
         self.stop()
 
 
+class DisplayEnds(Case):
+    def test_the_list_outlives_the_display(self):
+        stage = harness.Stage("1024x768")
+        self.addCleanup(stage.close)
+        self.session = self.new_session(stage)
+        self.session.start()
+        waiting, running = self.serve("/waiting.bin"), self.slow()
+        self.session.companion.run("add", "--later", waiting)
+        self.session.choose("alt+o", "p")
+        self.session.window("Pellora !   Options")
+        time.sleep(1)  # within which the list is saved
+        display = stage.processes[0]
+        display.kill()
+        display.wait()
+        self.assertEqual(self.session.process.wait(20), 1)
+        self.session.env["DISPLAY"] = harness.Stage.get().display
+        self.session.start()
+        self.assertEqual([self.state(waiting), self.state(running)], ["waiting", "paused"])
+        self.stop()
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -1,8 +1,9 @@
 // A window from which a text can be dragged, or only a picture if there is no text:
-// drag_source [TEXT]
+// drag_source [TEXT or @FILE]
 // Prints the drop action at the end of every drag: 1 is a copy, 0 is none.
 #include <QApplication>
 #include <QDrag>
+#include <QFile>
 #include <QImage>
 #include <QMimeData>
 #include <QMouseEvent>
@@ -11,6 +12,13 @@
 
 namespace {
 
+// A long text is in a file.
+QString TextOf(const QString& argument) {
+  if (!argument.startsWith(u'@')) return argument;
+  QFile file(argument.mid(1));
+  return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
 class Source final : public QWidget {
  protected:
   void mouseMoveEvent(QMouseEvent* event) override {
@@ -18,7 +26,7 @@ class Source final : public QWidget {
     auto* const content = new QMimeData;
     const QStringList arguments = QApplication::arguments();
     if (arguments.size() > 1) {
-      content->setText(arguments.at(1));
+      content->setText(TextOf(arguments.at(1)));
     } else {
       content->setImageData(QImage(4, 4, QImage::Format_RGB32));
     }

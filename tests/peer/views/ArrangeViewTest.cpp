@@ -479,6 +479,12 @@ TEST_F(ArrangeView, WindowStaysOnTheScreen) {
   RunAgain();
   EXPECT_TRUE(screen.contains(form->pos()));
   EXPECT_EQ(form->size(), QSize(750, 560));
+  // Smaller than a window can be, as one of another language or scale may have been.
+  const QPoint corner = screen.bottomRight() - QPoint(300, 200);
+  memory.Set("MainWindow.place", std::to_string(corner.x()) + "," + std::to_string(corner.y()) + ",200,100");
+  RunAgain();
+  EXPECT_GT(form->width(), 600);
+  EXPECT_TRUE(screen.contains(form->frameGeometry())) << form->x() << "," << form->y();
 }
 
 TEST_F(ArrangeView, PlaceIsRememberedOnceTheUserChangesIt) {

@@ -318,10 +318,9 @@ TEST(Binder, UsesOnlyTheLastThreePanelsForKeyStates) {
   for (const int at : {0, 1, 2}) {
     EXPECT_TRUE(labels[at]->isEnabled()) << at;
     EXPECT_FALSE(labels[at]->font().bold()) << at;
-    EXPECT_TRUE(labels[at]->accessibleName().isEmpty()) << at;
   }
   EXPECT_TRUE(labels[5]->font().bold());
-  EXPECT_EQ(labels[5]->accessibleName(), QStringLiteral("INS: on"));
+  EXPECT_TRUE(labels[5]->isEnabled());
   QTest::keyClick(shown.form->windowHandle(), Qt::Key_Insert);
   Stage::Settle();
   EXPECT_FALSE(labels[5]->font().bold());

@@ -17,6 +17,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTabBar>
+#include <QTest>
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -229,6 +230,51 @@ TEST(Contrast, IsThatOfWcag) {
   EXPECT_NEAR(Contrast(Qt::white, Qt::white), 1, 0.001);
   EXPECT_NEAR(Contrast(QColor(0x77, 0x77, 0x77), Qt::white), 4.48, 0.01);
   EXPECT_NEAR(Contrast(QColor(0, 0, 255), Qt::white), 8.59, 0.01);
+}
+
+// The windows as they look with a palette that is set while they are open.
+class Repainter final : public Visitor {
+ public:
+  explicit Repainter(const QPalette& palette) : palette_(palette) {}
+  void Visit(QWidget& window, const QString& name) override {
+    const QPalette before = QApplication::palette();
+    // The key that empties a field appears slowly.
+    for (const QLineEdit* const field : window.findChildren<QLineEdit*>()) {
+      if (field->isClearButtonEnabled() && field->isVisible() && !field->text().isEmpty()) QTest::qWait(200);
+    }
+    QApplication::setPalette(palette_);
+    for (int turn = 0; turn < 3; ++turn) QCoreApplication::processEvents();
+    pictures.emplace_back(name, window.grab().toImage());
+    QApplication::setPalette(before);
+    for (int turn = 0; turn < 3; ++turn) QCoreApplication::processEvents();
+  }
+  std::vector<std::pair<QString, QImage>> pictures;
+
+ private:
+  const QPalette palette_;
+};
+
+TEST(ThemeChange, OpenWindowsLookLikeNewOnes) {
+  const int flashing = QApplication::cursorFlashTime();
+  QApplication::setCursorFlashTime(0);
+  const std::array<Theme, 4> themes = Themes();
+  for (const std::size_t at : {0U, 1U}) {
+    const Theme& theme = themes.at(at);
+    const QPalette other = themes.at(1 - at).palette;
+    QApplication::setPalette(theme.palette);
+    Repainter opened(theme.palette);
+    VisitWindows(ShippedLanguage("english"), opened);
+    QApplication::setPalette(other);
+    Repainter changed(theme.palette);
+    VisitWindows(ShippedLanguage("english"), changed);
+    ASSERT_EQ(opened.pictures.size(), changed.pictures.size());
+    for (std::size_t window = 0; window < opened.pictures.size(); ++window) {
+      const auto& [name, picture] = opened.pictures[window];
+      EXPECT_TRUE(picture == changed.pictures[window].second) << theme.name << " " << name.toStdString();
+    }
+  }
+  QApplication::setCursorFlashTime(flashing);
+  QApplication::setPalette(Themes().front().palette);
 }
 
 }  // namespace

@@ -15,14 +15,23 @@
 #include <QScreen>
 #include <QTabBar>
 #include <QTemporaryFile>
+#include <QTest>
 #include <QToolBar>
 #include <QTreeWidget>
+#include <array>
+#include <string>
 #include <utility>
 
+#include "AppStage.h"
 #include "Gallery.h"
 #include "LongTexts.h"
 #include "Looks.h"
+#include "app/NewTransferWindow.h"
 #include "desktop/views/Widgets.h"
+#include "lang/Language.h"
+#include "mainwin/Form1.h"
+#include "mainwin/WantDown.h"
+#include "transferwin/TransferWindow.h"
 
 namespace pellora {
 namespace {
@@ -140,6 +149,69 @@ INSTANTIATE_TEST_SUITE_P(Screens, Looks,
                                          ScreenCase{"Doubled", {1024, 600}, 2, 1},
                                          ScreenCase{"Tripled", {1024, 600}, 3, 1},
                                          ScreenCase{"LargeLetters", {1600, 1000}, 1, 1.5}),
+                         [](const testing::TestParamInfo<ScreenCase>& screen) { return screen.param.name; });
+
+// ------------------------------------------------------------------------------------------------ changes
+
+TEST(LooksAfterAChange, NothingIsCutInWindowsThatAreOpenWhenTheLanguageChanges) {
+  AppStage stage;
+  MainWindow& main = stage.Main();
+  const auto transfer = NewTransferWindow(stage.app->program(), 0);
+  stage.Do([&] { transfer->Show(); });
+  stage.Do([&] { main.RunAction(MainWindow::kAdd); });
+  stage.Do([&] { main.form1->Check1.SetByUser(true); });
+  stage.Do([&] { main.wantDown->Show(); });
+  const std::array<const Window*, 4> windows = {&main, transfer.get(), main.form1.get(), main.wantDown.get()};
+  for (const std::string& texts : {ShippedTexts("german"), LongestTexts(), HebrewLetters(), ShippedTexts("english")}) {
+    stage.sim.disk().Put("/prog/other.txt", SimContent(texts));
+    stage.Do([&] { LoadLanguage(stage.app->program(), "other"); });
+    Stage::Settle();
+    for (const Window* const window : windows) {
+      const QStringList faults = FaultsOf(*stage.Form(*window));
+      EXPECT_EQ(faults.join(u'\n').toStdString(), "") << window->TypeName << " in " << texts.substr(0, 40);
+    }
+  }
+  stage.Do([&] { transfer->Unload(); });
+  stage.Do([&] { main.form1->Unload(); });
+  stage.Do([&] { main.wantDown->Unload(); });
+}
+
+// On a screen of 640x480 with a panel the options dialog scrolls: its buttons are there, and so is what gets the focus.
+class LowOptions final : public Visitor {
+ public:
+  void Visit(QWidget& window, const QString& name) override {
+    if (!name.startsWith(QLatin1String("options-"))) return;
+    window.resize(window.size().boundedTo(room_));
+    for (int turn = 0; turn < 3; ++turn) QCoreApplication::processEvents();
+    EXPECT_LE(window.width(), room_.width()) << name.toStdString();
+    EXPECT_LE(window.height(), room_.height()) << name.toStdString();
+    for (QWidget* const control : window.findChildren<QWidget*>()) {
+      if (!control->isVisible() || (control->focusPolicy() & Qt::TabFocus) == 0) continue;
+      // As the Tab key does.
+      for (int step = 0; step < 60 && !control->hasFocus(); ++step) QTest::keyClick(&window, Qt::Key_Tab);
+      ++reached;
+      EXPECT_EQ(control->visibleRegion().boundingRect(), control->rect())
+          << name.toStdString() << " " << control->objectName().toStdString();
+    }
+  }
+  int reached = 0;
+
+ private:
+  const QSize room_{632, 420};
+};
+
+class LowScreens : public Looks {};
+
+TEST_P(LowScreens, OptionsCanBeUsedInAnyLanguage) {
+  if (!OnItsScreen()) return;
+  for (const std::string& texts : {ShippedTexts("english"), ShippedTexts("german"), LongestTexts(), HebrewLetters()}) {
+    LowOptions options;
+    VisitWindows({texts}, options);
+    EXPECT_GT(options.reached, 40);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Screens, LowScreens, testing::Values(ScreenCase{"Lowest", {640, 452}, 1, 1}),
                          [](const testing::TestParamInfo<ScreenCase>& screen) { return screen.param.name; });
 
 // ------------------------------------------------------------------------------------------------ planted faults

@@ -1,6 +1,8 @@
 // The program's own windows have a widget for each control of their models.
 #include <gtest/gtest.h>
 
+#include <QApplication>
+#include <QContextMenuEvent>
 #include <QLineEdit>
 #include <algorithm>
 #include <set>
@@ -50,6 +52,19 @@ const std::set<std::string> kHiddenOfTransfer{"List1", "Line2", "Line3"};
 
 TEST_F(RealWindows, MainWindowHasAWidgetForEveryControl) {
   EXPECT_EQ(WithoutWidget(stage.Main(), kHiddenOfMain), Names{});
+}
+
+TEST_F(RealWindows, NoMenuOffersToHideTheBarOfTools) {
+  for (const char* const name : {"menubar", "Toolbar1", "StatusBar1"}) {
+    auto& bar = *stage.Find<QWidget>(stage.Main(), name);
+    const QPoint ground(bar.width() - 30, bar.height() / 2);
+    QWidget& clicked = bar.childAt(ground) == nullptr ? bar : *bar.childAt(ground);
+    QContextMenuEvent event(QContextMenuEvent::Mouse, clicked.mapFrom(&bar, ground), bar.mapToGlobal(ground));
+    QApplication::sendEvent(&clicked, &event);
+    Stage::Settle();
+    EXPECT_EQ(QApplication::activePopupWidget(), nullptr) << name;
+    if (QWidget* const popup = QApplication::activePopupWidget()) popup->close();
+  }
 }
 
 TEST_F(RealWindows, TransferWindowHasAWidgetForEveryControl) {

@@ -4,6 +4,7 @@
 #include <QGlyphRun>
 #include <QGuiApplication>
 #include <QImage>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPixmap>
 #include <QProgressBar>
@@ -66,6 +67,21 @@ class RightToLeft : public testing::Test {
     return leftmost;
   }
 
+  // The room at the left and at the right of what a label shows.
+  static std::pair<int, int> RoomInLabel(QLabel& label) {
+    const QImage image = label.grab().toImage();
+    int first = image.width();
+    int last = -1;
+    for (int x = 0; x < image.width(); ++x) {
+      for (int y = 0; y < image.height(); ++y) {
+        if (image.pixel(x, y) == image.pixel(0, 0)) continue;
+        first = std::min(first, x);
+        last = x;
+      }
+    }
+    return {first, image.width() - 1 - last};
+  }
+
   // What the middle lines of a button show: the room at its left and at its right.
   static std::pair<int, int> RoomInButton(Qt::LayoutDirection direction) {
     constexpr int kEdge = 5;
@@ -111,6 +127,27 @@ TEST_F(RightToLeft, EnglishChosenLaterTurnsTheWindowsBack) {
   stage.Do([&] { LoadLanguage(stage.app->program(), "other"); });
   EXPECT_FALSE(QGuiApplication::isRightToLeft());
   EXPECT_LT(LeftOf(stage.Main(), "Label1"), LeftOf(stage.Main(), "Label10"));
+}
+
+TEST_F(RightToLeft, LatinTextsOfLabelsAreAtTheSideWhereLinesBegin) {
+  constexpr int kEdge = 4;
+  const auto window = NewTransferWindow(stage.app->program(), 0);
+  stage.Do([&] { window->Show(); });
+  stage.Do([&] {
+    window->Ela.Caption = "12 s";
+    window->Size(0).Caption = "1.5 mb";
+    stage.Form(*window)->findChild<QLabel*>(QStringLiteral("Ela"))->setMinimumWidth(120);
+  });
+  auto& elapsed = *stage.Find<QLabel>(*window, "Ela");
+  auto& size = *stage.Find<QLabel>(*window, "Size_0");
+  EXPECT_LE(RoomInLabel(elapsed).second, kEdge);
+  EXPECT_GT(RoomInLabel(elapsed).first, 50);
+  EXPECT_LE(RoomInLabel(size).first, kEdge);  // figures end at the other side
+  stage.sim.disk().Put("/prog/other.txt", SimContent(AppStage::EnglishTexts()));
+  stage.Do([&] { LoadLanguage(stage.app->program(), "other"); });
+  EXPECT_LE(RoomInLabel(elapsed).first, kEdge);
+  EXPECT_LE(RoomInLabel(size).second, kEdge);
+  stage.Do([&] { window->Unload(); });
 }
 
 TEST_F(RightToLeft, DialogsAreMirroredButAddressesAndPathsAreTypedFromTheLeft) {

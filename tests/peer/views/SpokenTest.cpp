@@ -10,6 +10,8 @@
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
+#include <QStatusBar>
+#include <QTest>
 #include <map>
 #include <memory>
 #include <string>
@@ -100,6 +102,34 @@ TEST(Spoken, KeysOfAMenusEntriesDifferInEveryLanguage) {
   }
 }
 
+// Each label with a text, whose name differs from what is on the screen.
+class LabelReader final : public Visitor {
+ public:
+  void Visit(QWidget& window, const QString& name) override {
+    for (const QLabel* const label : window.findChildren<QLabel*>()) {
+      if (!label->isVisible() || label->text().isEmpty()) continue;
+      ++read;
+      const QString spoken = Spoken(const_cast<QLabel&>(*label), QAccessible::Name);
+      const QString shown = QString(label->text()).remove(u'&');
+      if (spoken != shown) faults.append(name + u' ' + label->objectName() + QStringLiteral(": ") + spoken);
+    }
+  }
+  int read = 0;
+  QStringList faults;
+};
+
+TEST(Spoken, LabelsAreNamedByTheirTexts) {
+  LabelReader reader;
+  VisitWindows(ShippedLanguage("german"), reader);
+  EXPECT_GT(reader.read, 150);
+  EXPECT_EQ(reader.faults.join(u'\n').toStdString(), "");
+}
+
+TEST(Spoken, BarOfToolsIsNamedInTheUsersLanguage) {
+  AppStage stage(ShippedTexts("german"));
+  EXPECT_EQ(Spoken(*stage.Find<QWidget>(stage.Main(), "Toolbar1"), QAccessible::Name), QStringLiteral("Aktionen"));
+}
+
 class SpokenTransfer : public testing::Test {
  protected:
   SpokenTransfer() : window(NewTransferWindow(stage.app->program(), 0)) {
@@ -136,6 +166,26 @@ TEST_F(SpokenTransfer, GraphAndMapAreCharts) {
   for (const char* const chart : {"Graph1", "Map1"}) {
     EXPECT_EQ(RoleOf(*stage.Find<QWidget>(*window, chart)), QAccessible::Chart) << chart;
   }
+}
+
+TEST_F(SpokenTransfer, FrameOfTheSegmentsIsNoWindow) {
+  EXPECT_EQ(RoleOf(*stage.Find<QWidget>(*window, "Frame2")), QAccessible::Client);
+}
+
+TEST(SpokenKeys, StateOfAKeyIsThatOfACheckBox) {
+  AppStage stage;
+  const auto labels = stage.Find<QStatusBar>(stage.Main(), "StatusBar1")->findChildren<QLabel*>();
+  ASSERT_EQ(labels.size(), 6);
+  const auto state = [&] { return QAccessible::queryAccessibleInterface(labels[5])->state(); };
+  EXPECT_EQ(RoleOf(*labels[5]), QAccessible::CheckBox);
+  EXPECT_EQ(Spoken(*labels[5], QAccessible::Name), QStringLiteral("INS"));
+  EXPECT_TRUE(state().readOnly);
+  EXPECT_FALSE(state().checked);
+  QTest::keyClick(stage.Form(stage.Main())->windowHandle(), Qt::Key_Insert);
+  Stage::Settle();
+  EXPECT_TRUE(state().checked);
+  EXPECT_EQ(Spoken(*labels[5], QAccessible::Name), QStringLiteral("INS"));
+  EXPECT_NE(RoleOf(*labels[1]), QAccessible::CheckBox);
 }
 
 TEST(SpokenLinks, LinkSaysThatItIsOneAndCanBeFollowed) {

@@ -284,6 +284,31 @@ TEST(WindowEvents, NewRowMovesNoWindowOffTheScreen) {
   Stage::Settle();
 }
 
+TEST(WindowEvents, LongerTextMovesNoWindowOffTheScreen) {
+  Stage stage;
+  const auto window = Open<SampleTransfer>(stage);
+  QWidget* form = Stage::Form(*window);
+  const QRect screen = form->screen()->availableGeometry();
+  const auto setLabel = [&](const std::string& text) {
+    window->Label5.Caption = text;
+    Stage::Settle();
+    Stage::Settle();
+  };
+  form->resize(form->minimumSizeHint().width(), form->height());
+  form->move(screen.right() - form->frameGeometry().width() - 5, 20);
+  const int width = form->width();
+  setLabel(std::string(80, 'x'));
+  EXPECT_GT(form->width(), width + 50);
+  EXPECT_LE(form->frameGeometry().right(), screen.right());
+  // A window that the user moved across the edge stays there.
+  form->move(screen.right() - 50, 20);
+  const QPoint chosen = form->pos();
+  setLabel(std::string(85, 'x'));
+  EXPECT_EQ(form->pos(), chosen);
+  window->Unload();
+  Stage::Settle();
+}
+
 TEST(WindowEvents, WindowsHaveRoleAndTitleForAssistiveTechnology) {
   Stage stage;
   const auto window = Open<SampleTransfer>(stage);
