@@ -24,7 +24,7 @@ import unittest
 import harness
 
 # With --jobs, the longest start first.
-LONGEST = ["test_kill", "test_preview", "test_ftp", "test_hostile", "test_actions", "test_windows"]
+LONGEST = ["test_kill", "test_actions", "test_preview", "test_notices", "test_web", "test_ftp"]
 
 
 # More failures than this are not caused by a busy machine.

@@ -6,6 +6,7 @@ import pty
 import re
 import select
 import subprocess
+import termios
 import time
 import unittest
 
@@ -31,8 +32,12 @@ def read_until(terminal, text):
 
 @contextlib.contextmanager
 def shell(env, *command):
-    """The terminal of an interactive shell."""
+    """The terminal of an interactive shell. Ctrl+U is for the shell alone: while it runs a command, the terminal would
+    take it, and forget the line before it."""
     terminal, inside = pty.openpty()
+    modes = termios.tcgetattr(inside)
+    modes[6][termios.VKILL] = os.fpathconf(inside, "PC_VDISABLE").to_bytes(1, "little")
+    termios.tcsetattr(inside, termios.TCSANOW, modes)
     process = subprocess.Popen(command, env=env, stdin=inside, stdout=inside, stderr=inside, start_new_session=True)
     os.close(inside)
     try:
