@@ -1,5 +1,5 @@
-// Loaded into the program by a test: while the file LATE_FLUSH is there, a flush takes until the program is ending, which
-// then takes half a second longer.
+// Loaded into the program by a test: while the file LATE_FLUSH is there, a flush takes until the program is ending,
+// which then takes half a second longer.
 #include <dlfcn.h>
 #include <unistd.h>
 
