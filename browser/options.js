@@ -40,6 +40,7 @@ async function show() {
   takeOver.checked = settings.takeOver && allowed;
   above.value = settings.above === null ? "" : String(settings.above);
   types.value = settings.types;
+  takeOver.disabled = false;
   enable();
   const answer = await ask({command: "list"});
   const state = answer.absent ? text("notRunning") : answer.error;

@@ -139,6 +139,7 @@ class InChromium(TakeOver, WithChromium):
 
     def switch_on(self):
         self.open(self.page_of_extension("options.html"))
+        harness.wait_until(lambda: not self.on_page("document.getElementById('takeOver').disabled"), 20, "the settings")
         self.click_on("#takeOver")
         time.sleep(1.5)
         self.session.save_screenshot("chromium-permission")
@@ -220,6 +221,8 @@ class InFirefox(TakeOver, WithFirefox):
     def switch_on(self):
         options = self.browser.url_of("options.html")
         self.browser.go(options)
+        harness.wait_until(lambda: not self.browser.in_page("document.getElementById('takeOver').disabled"), 20,
+                           "the settings")
         self.browser.click_on("#takeOver")
         self.assertEqual(self.browser.allow(), "addon-webext-permissions-notification")
         harness.wait_until(lambda: not self.browser.in_page("document.getElementById('above').disabled"), 20,
@@ -230,6 +233,14 @@ class InFirefox(TakeOver, WithFirefox):
     def in_extension(self, script):
         self.browser.go(self.browser.url_of("options.html"))
         self.browser.in_page(script)
+
+    def test_options_do_not_move_when_the_program_has_answered(self):
+        self.browser.go(self.browser.url_of("options.html"))
+        state = "document.getElementById('program').textContent"
+        place = "document.getElementById('takeOver').getBoundingClientRect().y"
+        harness.wait_until(lambda: self.browser.in_page(state), 20, "the state of the program")
+        after = self.browser.in_page(place)
+        self.assertEqual(self.browser.in_page("(%s = '', %s)" % (state, place)), after)
 
     def test_download_that_the_user_cancels_meanwhile_is_not_begun_again(self):
         self.begin_and_cancel(decide=True)
