@@ -70,12 +70,12 @@ class InChromium(Lists, WithChromium):
 
     def choose_selected(self):
         """Right-clicks on the end of the selection, beside the link."""
-        x, y = self.on_page("""(() => {
+        x, y = harness.wait_steady(lambda: self.on_page("""(() => {
             const boxes = [...getSelection().getRangeAt(0).getClientRects()];
             const box = boxes[boxes.length - 1];
             const edge = (outerWidth - innerWidth) / 2;
             return [screenX + edge + box.right - 20, screenY + outerHeight - innerHeight - edge + box.y + box.height / 2];
-        })()""")
+        })()"""), "the page, below a bar of the browser's that slides in")
         self.point = int(x), int(y)
         self.choose("chromium-selection")
 
