@@ -58,14 +58,12 @@ std::string WebEngine::NoRoomFor(const NewPart& part) const {
   return Say(text, {megabytes(part.needed + kMegabyte - 1), megabytes(part.room)});
 }
 
-// The list has the record first: after a kill nothing else knows whose the part file is.
 Task<> WebEngine::CreatePart() {
   const auto hold = Hold();
   if (!entry_.path.starts_with("/")) {
     Rest(FetchEvent::GivenUp, Say(WebText::NotWritten, {program_.settings.DownloadFolder}));
     co_return;
   }
-  if (!IsListed(program_, *services_, slot_.Index())) (void)SaveListBeforeTouchingParts(program_);
   const std::uint32_t generation = partGeneration_;
   // A part file that a change on the server has made useless gives its name back first.
   std::function<bool()> alone = [this] { return !creating_; };

@@ -153,12 +153,6 @@ void CompleteTornRecord(Program& program, const Journal& journal) {
   }
 }
 
-std::uint32_t HighestSerial(const Program& program) {
-  std::uint32_t highest = 0;
-  for (int i = 1; i <= program.DownloadCount; ++i) highest = std::max(highest, program.Serial(i));
-  return highest;
-}
-
 // Downloads that only the journal could have continued: they have received something, by no plan of the classic
 // engine's. A start would begin beside what is there, or, by the classic engine, over it.
 void StopUnknown(Program& program) {
@@ -284,11 +278,6 @@ bool LacksJournalLine(Program& program, const WebServices& services, int index) 
   const JournalKey key = JournalKeyOf(record.URL, record.DateAdded);
   const JournalEntry* const entry = services.journal.Find(key);
   return entry != nullptr && !entry->selection.empty() && !services.journal.IsOnDisk(key);
-}
-
-// Serials only rise: whatever was listed later has a higher one.
-bool IsListed(const Program& program, const WebServices& services, int index) {
-  return services.selections.empty() && program.Serial(index) <= services.lastSaved;
 }
 
 void RestoreWebRecords(Program& program, WebServices& services) {
@@ -464,7 +453,6 @@ void RememberPlace(Program& program, WebServices& services, std::int16_t index) 
 void SweepJournal(Program& program, WebServices& services) {
   if (!program.listLoaded) return;
   const std::map<JournalKey, int> listed = ListedIn(program);
-  services.lastSaved = HighestSerial(program);
   for (const JournalKey& former : std::exchange(services.superseded, {})) {
     if (!listed.contains(former)) services.journal.Drop(former);
   }

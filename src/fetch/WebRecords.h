@@ -33,9 +33,6 @@ std::string TitleOfSelection(const Program& program, const Selection& selection)
 // The record is of chosen files of an archive, and the journal, which alone knows that, has not got it on the disk yet.
 bool LacksJournalLine(Program& program, const WebServices& services, int index);
 
-// The list has had the record, and will have it after a kill.
-bool IsListed(const Program& program, const WebServices& services, int index);
-
 // Login and hand-over of a record, as they were given with its add.
 WebAdd AddOf(Program& program, const WebServices& services, std::int16_t index);
 

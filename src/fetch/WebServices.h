@@ -48,8 +48,7 @@ struct WebServices {
   HostKeys keys;
   Logins logins;
   HandOvers handOvers;
-  std::set<JournalKey> listed;  // journal entries that had a record when the list was last saved
-  std::uint32_t lastSaved = 0;  // the highest serial of a record that the list had then
+  std::set<JournalKey> listed;  // journal entries with a record: without it at a save of the list, they go
   std::map<JournalKey, std::shared_ptr<const Selection>> selections;  // that came with an add
   std::map<JournalKey, Login> addedLogins;                            // that came with an add
   // Of records whose address the user is changing: tried at the next start, and kept if it has the same file.

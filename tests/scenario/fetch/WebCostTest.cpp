@@ -60,6 +60,58 @@ TEST(WebCost, TheListIsNotSavedForEachFileThatBeginsOrEnds) {
   EXPECT_LE(run.Calls(DiskCall::Write, kList), 3 + seconds / 5);
 }
 
+TEST(WebCost, TheListIsNotSavedForEachFileThatIsAddedWhileOthersRun) {
+  Costs run;
+  const std::int64_t began = run.sim.loop().Time();
+  for (int i = 0; i < 100; ++i) {
+    run.AddMany(i, 1, false);
+    run.sim.RunFor(50);
+  }
+  ASSERT_TRUE(run.RunUntilAllFinished(1));
+  const auto ticks = static_cast<int>((run.sim.loop().Time() - began) / (SimLoop::kSecond / 2));
+  EXPECT_LE(run.Calls(DiskCall::Write, kList), ticks + 2);
+}
+
+// The list on the disk lacks what was added a moment ago.
+TEST(WebCost, WhatBeganRightBeforeAKillComesBackAlthoughTheListLacksIt) {
+  Costs run;
+  run.origin.OnEach([](const HttpRequest&) -> std::optional<HttpFault> { return HttpFault{.hangInBody = 10'000}; });
+  run.sim.RunFor(1000);
+  run.Forget();
+  run.AddMany(0, 1, false);
+  const auto begun = [&] {
+    return run.sim.disk().Has(kJournal) && run.sim.disk().Get(kJournal).find("f0.bin.part") != std::string::npos;
+  };
+  ASSERT_TRUE(run.sim.RunUntil(begun));
+  ASSERT_EQ(run.Calls(DiskCall::Write, kList), 0);
+  run.sim.disk().CutNow();
+  run.sim.RunFor(1000);
+  Costs next({.disk = run.sim.disk().TakeState()});
+  ASSERT_EQ(next.program().DownloadCount, 1);
+  EXPECT_EQ(next.Record(1).FileName, "f0.bin");
+  EXPECT_EQ(next.StateWord(1), "paused");
+}
+
+// Its line in the journal goes although no list on the disk has ever had it.
+TEST(WebCost, WhatBeganAndWasRemovedBeforeAnySaveDoesNotComeBack) {
+  Costs run;
+  run.origin.OnEach([](const HttpRequest&) -> std::optional<HttpFault> { return HttpFault{.hangInBody = 10'000}; });
+  run.sim.RunFor(1000);
+  run.Forget();
+  run.AddMany(0, 1, false);
+  const auto begun = [&] {
+    return run.sim.disk().Has(kJournal) && run.sim.disk().Get(kJournal).find("f0.bin.part") != std::string::npos;
+  };
+  ASSERT_TRUE(run.sim.RunUntil(begun));
+  ASSERT_EQ(run.Calls(DiskCall::Write, kList), 0);
+  run.sim.Do([&] { run.window().RemoveRecord(1); });
+  run.sim.RunFor(6000);
+  run.sim.disk().CutNow();
+  run.sim.RunFor(1000);
+  Costs next({.disk = run.sim.disk().TakeState()});
+  EXPECT_EQ(next.StateWord(1), "");
+}
+
 TEST(WebCost, OnASlowDiskLinesOfManyDownloadsAreFlushedTogether) {
   Costs run;
   run.sim.background().SetMaxDelay(100);
