@@ -1,5 +1,6 @@
 #include "desktop/SystemClock.h"
 
+#include <atomic>
 #include <ctime>
 
 namespace pellora {
@@ -11,11 +12,18 @@ struct LocalTime {
   double fraction = 0;  // of the second
 };
 
+// The time zone may change while the program runs. Looking for that costs system calls, and the time is asked for
+// often.
+void FollowTimeZone(std::time_t now) {
+  static std::atomic<std::time_t> lookedAt = 0;
+  if (lookedAt.exchange(now) != now) tzset();
+}
+
 LocalTime ReadLocalTime() {
   std::timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   LocalTime local;
-  tzset();  // the time zone may change while the program runs
+  FollowTimeZone(now.tv_sec);
   localtime_r(&now.tv_sec, &local.parts);
   local.fraction = static_cast<double>(now.tv_nsec) / 1e9;
   return local;
