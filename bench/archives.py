@@ -323,6 +323,7 @@ def window(server, table, runs, _):
             program.begin()
             viewer = Viewer(program.session)
             viewer.open()
+            viewer.click(380, 108)
             viewer.act("filter typed, 8 letters", lambda: viewer.type("*123.txt"), 0.8)
             viewer.act("filter deleted", lambda: viewer.x.keys("ctrl+a", "BackSpace"))
             viewer.act("sorted by a figure", lambda: viewer.click(220, 138))
