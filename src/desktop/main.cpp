@@ -1,7 +1,5 @@
 // The desktop program: builds the ports and the App on top of them, and runs the event loop.
 #include <malloc.h>
-#include <pwd.h>
-#include <unistd.h>
 
 #include <QApplication>
 #include <QDBusConnection>
@@ -34,6 +32,7 @@
 #include "desktop/DisplayText.h"
 #include "desktop/EndSignals.h"
 #include "desktop/FileWorker.h"
+#include "desktop/FolderVariables.h"
 #include "desktop/HeadlessDialogs.h"
 #include "desktop/IniSettings.h"
 #include "desktop/LibarchiveUnzip.h"
@@ -360,7 +359,12 @@ int RunProgram(bool headless, const ProgramPlaces& places, const Wish& wish) {
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!service.Register(bus)) std::fputs("Pellora: not reachable over the session bus\n", stderr);
   std::unique_ptr<BusWatch> busWatch;
-  if (StartedByBus()) busWatch = std::make_unique<BusWatch>(bus, saveAndQuit);
+  if (headless || StartedByBus()) {
+    busWatch = std::make_unique<BusWatch>(bus, [&] {
+      std::fputs("Pellora: The session bus has ended.\n", stderr);
+      saveAndQuit();
+    });
+  }
 
   desktop.events.Post([&app, &wish] {
     app.Start();
@@ -380,11 +384,9 @@ void GiveBackLargePieces() {
   mallopt(M_TRIM_THRESHOLD, 16 << 20);
 }
 
-// A service manager or a bus may start the program without HOME; Qt would use "/" then.
-void SetMissingHome() {
-  if (!qEnvironmentVariableIsEmpty("HOME")) return;
-  if (const passwd* const user = getpwuid(getuid())) qputenv("HOME", user->pw_dir);
-}
+// A message to a reader that is gone, as of "pellora --headless 2>&1 | head", must not end the program. A handler, as
+// opposed to ignoring the signal, does not pass on to programs started from here.
+extern "C" void NoteLostReader(int) {}
 
 // Without a display the libraries of windows would only take memory.
 std::unique_ptr<QCoreApplication> NewApplication(int& argc, char** argv, bool headless) {
@@ -410,7 +412,8 @@ int main(int argc, char** argv) {
     std::fputs(pellora::kUsage, stdout);
     return 0;
   }
-  pellora::SetMissingHome();
+  std::signal(SIGPIPE, pellora::NoteLostReader);
+  pellora::UseWholeFolders();
   pellora::GiveBackLargePieces();
   // Ignore SIGXFSZ so that exceeding the file size limit reports like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);

@@ -538,6 +538,22 @@ class Headless(Case):
         self.fetch(self.serve("/a.bin"))
         self.quit()
 
+    def test_messages_that_nobody_reads_any_more_end_nothing(self):
+        self.session.prefix = ("bash", "-c", 'exec "$@" 2> >(exec true)', "bash")
+        self.start()
+        self.session.menu_url("gopher://127.0.0.1/x")  # refused on standard error
+        self.fetch(self.serve("/a.bin"))
+        self.quit()
+
+    def test_ends_with_its_bus_since_nothing_else_could_reach_it(self):
+        self.start()
+        url = self.slow()
+        harness.end_process(self.session.bus)
+        self.assertEqual(self.session.process.wait(20), 0)
+        self.assertIn("The session bus has ended.", self.session.read_log())
+        with open(self.session.list_file, "rb") as f:
+            self.assertIn(url.encode(), f.read())
+
     def test_hangup_that_nohup_ignores_ends_nothing(self):
         self.session.prefix = ("nohup",)
         self.start()
