@@ -114,11 +114,7 @@ class WithChromium(Browser):
         self.x.click(*self.point, button=3)
         time.sleep(1.5)
         self.session.save_screenshot(picture)
-        for key in keys or ("Up", "Up", "Return"):
-            time.sleep(0.2)  # the menu loses keys that come while it draws
-            self.x.keys(key)
-        time.sleep(0.5)
-        self.session.save_screenshot(picture + "-chosen")
+        self.x.keys(*(keys or ("Up", "Up", "Return")))
 
     def on_page(self, expression):
         return self.browser.evaluate(self.page, expression)

@@ -454,6 +454,20 @@ class Options(Scripts):
         self.assertIn("checksum", self.companion.find(bad).reason)
         self.assertNotIn("bad.bin", os.listdir(self.session.downloads))
 
+    def test_options_without_their_value_are_refused(self):
+        url = self.serve("/a.bin")
+        for option in ("--checksum", "--at", "--folder", "--output", "--limit", "--referer", "--user"):
+            for words in ((option, ""), (option + "=",)):  # as of a script with an empty variable
+                self.assertEqual(self.control("add", *words, url), (2, [], ["pelloractl: %s needs a value" % option]))
+        self.assertEqual(self.companion.downloads(), [])
+
+    def test_folder_that_is_a_file_is_refused(self):
+        url = self.serve("/a.bin")
+        for words in (("--folder", self.session.settings_file), ("--output", self.session.settings_file + "/b.bin")):
+            self.assertEqual(self.control("add", *words, url),
+                             (2, [], ["pelloractl: this is no folder: " + self.session.settings_file]))
+        self.assertEqual(self.companion.downloads(), [])
+
     def test_wrong_checksum_text_is_refused(self):
         code, _, [complaint] = self.control("add", "--checksum", "abc", self.serve("/a.bin"))
         self.assertEqual((code, complaint.endswith("This is no checksum: abc")), (1, True))
