@@ -552,6 +552,24 @@ class Headless(Case):
         self.fetch(self.serve("/a.bin"))
         self.quit()
 
+    def run_program(self, *arguments):
+        result = subprocess.run([os.path.join(self.session.program, "Pellora"), *arguments], env=self.session.env,
+                                stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
+        return result.returncode, result.stdout, result.stderr
+
+    def test_start_without_a_display_names_the_option_for_it(self):
+        code, _, complaint = self.run_program()
+        self.assertEqual((code, complaint), (1, "Pellora: There is no display. \"--headless\" runs without one.\n"))
+
+    def test_option_that_does_not_exist_is_refused(self):
+        self.assertEqual(self.run_program("--headless", "--wrong"),
+                         (2, "", "Pellora: unknown option --wrong; --help lists those that there are\n"))
+
+    def test_version_and_help_need_no_display(self):
+        self.assertRegex(self.run_program("--version")[1], r"^Pellora \d+\.\d+\.\d+\n$")
+        code, text, _ = self.run_program("--headless", "--help")
+        self.assertEqual((code, text.split(":")[0]), (0, "Usage"))
+
     def test_messages_that_nobody_reads_any_more_end_nothing(self):
         self.session.prefix = ("bash", "-c", 'exec "$@" 2> >(exec true)', "bash")
         self.start()
