@@ -63,15 +63,27 @@ async function forgetLists() {
   await chrome.storage.session.remove(lists.slice(4));
 }
 
+// The click on the menu lets the extension read the page. Chromium may tell the page's process of that only after the
+// first try: one of twenty clicks would say that the page is closed to extensions.
+async function readLinks(script, tries) {
+  try {
+    const [frame] = await chrome.scripting.executeScript(script);
+    return frame.result || [];
+  } catch (error) {
+    if (tries === 1) throw error;
+  }
+  await new Promise((resolve) => setTimeout(resolve, 100));
+  return readLinks(script, tries - 1);
+}
+
 async function listLinks(info, tab, selectedOnly) {
   let links = [];
   try {
-    const [frame] = await chrome.scripting.executeScript({
+    links = await readLinks({
       target: {tabId: tab.id, frameIds: [info.frameId || 0]},
       func: linksOf,
       args: [selectedOnly, SCHEMES, LONGEST_LIST],
-    });
-    links = frame.result || [];
+    }, 5);
   } catch (error) {
     notify(text("pageClosed"));
     return false;

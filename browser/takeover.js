@@ -189,7 +189,7 @@ async function downloadBegun(item) {
   try {
     answer = await handOver(begun);
   } finally {
-    await (answer.ok ? settle(item.id, begun.url, answer, paused) : giveBack(item.id, begun.url, paused));
+    await (answer.ok ? settle(item.id, begun.url, answer, paused) : giveBack(item.id, begun, paused));
   }
 }
 
@@ -199,13 +199,14 @@ async function isPaused(id) {
   return item !== undefined && item.paused;
 }
 
-async function giveBack(id, url, wasPaused) {
+async function giveBack(id, {url, referrer}, wasPaused) {
   if (wasPaused && !(await isPaused(id))) return;  // the user has cancelled it, or resumed it already
   try {
     await chrome.downloads.resume(id);
   } catch (error) {
-    // It cannot resume after all: it begins anew, as the browser's download.
+    // It cannot resume after all: it begins anew, as the browser's download. A server may refuse it without its page.
     await chrome.downloads.erase({id});
-    await chrome.downloads.download({url});
+    const headers = referrer ? [{name: "Referer", value: referrer}] : [];
+    await chrome.downloads.download({url, headers});
   }
 }

@@ -20,14 +20,15 @@ namespace {
 
 constexpr std::int32_t kTogether = 5000;  // ms
 constexpr std::size_t kMostLines = 5;
-constexpr const char* kOpen = "default";
+constexpr const char* kClick = "default";
+constexpr const char* kOpen = "open";
 constexpr const char* kOpenFolder = "folder";
 
 // By the rule of the lists: what is gone meanwhile is not opened.
 void OpenChosen(const Platform& platform, const std::string& path, const std::string& key) {
   const std::string folder = FolderOf(path);
   if (key == kOpenFolder) return platform.shell.OpenPath(folder, folder);
-  if (key == kOpen && platform.files.Exists(path)) platform.shell.OpenPath(path, folder);
+  if ((key == kClick || key == kOpen) && platform.files.Exists(path)) platform.shell.OpenPath(path, folder);
 }
 
 }  // namespace
@@ -103,7 +104,11 @@ void DownloadNotices::Show() {
   }
   notice.title = TitleOf(finished, events.size() - finished);
   notice.stopped = finished < events.size();
-  if (!path.empty() && events.size() == 1) notice.buttons.push_back({kOpen, TextOf(program_, WebText::NoticeOpen)});
+  if (!path.empty() && events.size() == 1) {
+    for (const char* const key : {kClick, kOpen}) {
+      notice.buttons.push_back({key, TextOf(program_, WebText::NoticeOpen)});
+    }
+  }
   if (!path.empty()) notice.buttons.push_back({kOpenFolder, TextOf(program_, WebText::NoticeOpenFolder)});
   program_.platform.notices->Show(
       notice, [platform = &program_.platform, path](const std::string& key) { OpenChosen(*platform, path, key); });

@@ -1,8 +1,7 @@
 #include "desktop/HeadlessDialogs.h"
 
-#include <cstdio>
-
 #include "desktop/DisplayText.h"
+#include "desktop/StandardStreams.h"
 #include "ports/EventLoop.h"
 
 namespace pellora {
@@ -14,7 +13,7 @@ void HeadlessDialogs::Ask(const BoxRequest& request, std::function<void(int answ
     answer = isYes_ && isYes_(request.text) ? kAnswerYes : kAnswerNo;
     said = answer == kAnswerYes ? " (Yes)" : " (No)";
   }
-  std::fprintf(stderr, "Pellora: %s%s\n", qUtf8Printable(WholeLine(request.text)), said);
+  SayOnStandardError("Pellora: " + WholeLine(request.text).toStdString() + said);
   events_.Post([answered = std::move(answered), answer] { answered(answer); });
 }
 

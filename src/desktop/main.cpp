@@ -1,7 +1,5 @@
 // The desktop program: builds the ports and the App on top of them, and runs the event loop.
 #include <malloc.h>
-#include <pwd.h>
-#include <unistd.h>
 
 #include <QApplication>
 #include <QDBusConnection>
@@ -34,6 +32,7 @@
 #include "desktop/DisplayText.h"
 #include "desktop/EndSignals.h"
 #include "desktop/FileWorker.h"
+#include "desktop/FolderVariables.h"
 #include "desktop/HeadlessDialogs.h"
 #include "desktop/IniSettings.h"
 #include "desktop/LibarchiveUnzip.h"
@@ -182,7 +181,9 @@ constexpr const char* kUsage =
     "are shown for a choice.\n"
     "\n"
     "  --headless  runs without windows and without a display; pelloractl controls it\n"
-    "  --add-url   asks for an address\n";
+    "  --add-url   asks for an address\n"
+    "  --version   prints the version\n";
+constexpr int kWrongArguments = 2;
 
 bool StartedByBus() { return qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE"); }
 
@@ -194,6 +195,18 @@ struct Wish {
   QStringList addresses;
   bool IsEmpty() const { return !addUrl && addresses.isEmpty(); }
 };
+
+bool HasArgument(int argc, char** argv, std::string_view wanted) {
+  return std::any_of(argv, argv + argc, [wanted](const char* argument) { return wanted == argument; });
+}
+
+// What Qt has not taken: a mistyped option would open windows where none are wanted.
+QString UnknownOption(const QStringList& arguments) {
+  for (const QString& argument : arguments) {
+    if (argument.startsWith("--") && argument != "--add-url" && argument != "--headless") return argument;
+  }
+  return {};
+}
 
 // Files are named by their full paths, since the copy that runs may be in another folder.
 Wish WishOf(const QStringList& arguments) {
@@ -214,12 +227,17 @@ bool HandOver(const QDBusConnection& bus, const Wish& wish) {
   return opened && (!wish.addUrl || AddUrlInRunningCopy(bus));
 }
 
+// Qt would end the program with a core dump. Its own arguments may name another platform.
+bool HasDisplay(int argc, char** argv) {
+  constexpr std::array kDisplays{"DISPLAY", "WAYLAND_DISPLAY", "WAYLAND_SOCKET", "QT_QPA_PLATFORM"};
+  if (!std::all_of(kDisplays.begin(), kDisplays.end(), qEnvironmentVariableIsEmpty)) return true;
+  if (qgetenv("XDG_SESSION_TYPE") == "wayland") return true;
+  return HasArgument(argc, argv, "-platform") || HasArgument(argc, argv, "-display");
+}
+
 // On request, or if the bus has started the program where there is no display.
 bool RunsHeadless(int argc, char** argv) {
-  const auto isOption = [](const char* argument) { return std::string_view(argument) == "--headless"; };
-  if (std::any_of(argv, argv + argc, isOption)) return true;
-  constexpr std::array kDisplays{"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"};
-  return StartedByBus() && std::all_of(kDisplays.begin(), kDisplays.end(), qEnvironmentVariableIsEmpty);
+  return HasArgument(argc, argv, "--headless") || (StartedByBus() && !HasDisplay(argc, argv));
 }
 
 // Empty if the runtime folder cannot be trusted; the lock beside the list must do then.
@@ -360,7 +378,12 @@ int RunProgram(bool headless, const ProgramPlaces& places, const Wish& wish) {
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!service.Register(bus)) std::fputs("Pellora: not reachable over the session bus\n", stderr);
   std::unique_ptr<BusWatch> busWatch;
-  if (StartedByBus()) busWatch = std::make_unique<BusWatch>(bus, saveAndQuit);
+  if (headless || StartedByBus()) {
+    busWatch = std::make_unique<BusWatch>(bus, [&] {
+      std::fputs("Pellora: The session bus has ended.\n", stderr);
+      saveAndQuit();
+    });
+  }
 
   desktop.events.Post([&app, &wish] {
     app.Start();
@@ -380,11 +403,9 @@ void GiveBackLargePieces() {
   mallopt(M_TRIM_THRESHOLD, 16 << 20);
 }
 
-// A service manager or a bus may start the program without HOME; Qt would use "/" then.
-void SetMissingHome() {
-  if (!qEnvironmentVariableIsEmpty("HOME")) return;
-  if (const passwd* const user = getpwuid(getuid())) qputenv("HOME", user->pw_dir);
-}
+// A message to a reader that is gone, as of "pellora --headless 2>&1 | head", must not end the program. A handler, as
+// opposed to ignoring the signal, does not pass on to programs started from here.
+extern "C" void NoteLostReader(int) {}
 
 // Without a display the libraries of windows would only take memory.
 std::unique_ptr<QCoreApplication> NewApplication(int& argc, char** argv, bool headless) {
@@ -406,11 +427,16 @@ std::unique_ptr<QCoreApplication> NewApplication(int& argc, char** argv, bool he
 
 int main(int argc, char** argv) {
   pellora::OpenMissingStreams();
-  if (argc == 2 && std::string_view(argv[1]) == "--help") {
+  if (pellora::HasArgument(argc, argv, "--help")) {
     std::fputs(pellora::kUsage, stdout);
     return 0;
   }
-  pellora::SetMissingHome();
+  if (pellora::HasArgument(argc, argv, "--version")) {
+    std::printf("Pellora %s\n", pellora::kFullVersionText);
+    return 0;
+  }
+  std::signal(SIGPIPE, pellora::NoteLostReader);
+  pellora::UseWholeFolders();
   pellora::GiveBackLargePieces();
   // Ignore SIGXFSZ so that exceeding the file size limit reports like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
@@ -419,12 +445,21 @@ int main(int argc, char** argv) {
   const bool chosen = qEnvironmentVariableIsSet("QT_NO_GLIB");
   qputenv("QT_NO_GLIB", "1");
   const bool headless = pellora::RunsHeadless(argc, argv);
+  if (!headless && !pellora::HasDisplay(argc, argv)) {
+    std::fputs("Pellora: There is no display. \"--headless\" runs without one.\n", stderr);
+    return 1;
+  }
   const std::unique_ptr<QCoreApplication> application = pellora::NewApplication(argc, argv, headless);
   if (!chosen) qunsetenv("QT_NO_GLIB");
   QCoreApplication::setApplicationName("Pellora");
   QCoreApplication::setApplicationVersion(pellora::kVersionText);
 
-  const pellora::Wish wish = pellora::WishOf(QCoreApplication::arguments().mid(1));
+  const QStringList arguments = QCoreApplication::arguments().mid(1);
+  if (const QString unknown = pellora::UnknownOption(arguments); !unknown.isEmpty()) {
+    std::fprintf(stderr, "Pellora: unknown option %s; --help lists those that there are\n", qPrintable(unknown));
+    return pellora::kWrongArguments;
+  }
+  const pellora::Wish wish = pellora::WishOf(arguments);
   const pellora::ProgramPlaces places =
       pellora::FindPlaces(pellora::DesktopMachine::FolderOfThisProgram(), pellora::DataHome());
   const pellora::SingleInstance lock(pellora::RuntimeFolderIfSafe(), places.data);

@@ -12,7 +12,7 @@ namespace pellora {
 
 struct Notice {
   struct Button {
-    std::string key;  // not shown; "default" is also chosen by a click on the message itself
+    std::string key;  // not shown; "default" is a click on the message itself, for which most desktops show no button
     std::string caption;
   };
   std::string title;  // plain text, like all of it

@@ -40,20 +40,26 @@ std::optional<QByteArray> ReadWhole(const QString& name) {
 
 QString Absolute(const QString& path) { return QDir::cleanPath(QDir::current().absoluteFilePath(path)); }
 
+// The program says what is not there.
+QString FaultOfFolder(const QString& folder) {
+  const QFileInfo found(folder);
+  return found.exists() && !found.isDir() ? "this is no folder: " + folder : QString();
+}
+
 // "NAME" is a name in the folder; "./NAME" and other paths say the folder too.
 QString TakePlace(QVariantMap& request, const QString& output, const QString& folder) {
   if (!folder.isEmpty()) request.insert(kFolderKey, Absolute(folder));
-  if (output.isEmpty()) return {};
+  if (output.isEmpty()) return folder.isEmpty() ? QString() : FaultOfFolder(Absolute(folder));
   if (output.endsWith('/')) return "--output needs the name of a file";
   if (!output.contains('/')) {
     request.insert(kNameKey, output);
-    return {};
+    return folder.isEmpty() ? QString() : FaultOfFolder(Absolute(folder));
   }
   if (!folder.isEmpty()) return "--output names a folder already, so --folder has no meaning";
   const QFileInfo path(Absolute(output));
   request.insert(kFolderKey, path.path());
   request.insert(kNameKey, path.fileName());
-  return {};
+  return FaultOfFolder(path.path());
 }
 
 QString TakeLimit(QVariantMap& request, const QString& text) {

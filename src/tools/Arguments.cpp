@@ -19,12 +19,14 @@ QString TakeOption(Arguments& arguments, const QStringList& given, qsizetype& i,
   QString value;
   if (rule == rules.end() || !rule->hasValue) {
     if (equals >= 0) return name + " takes no value";
-  } else if (equals >= 0) {
-    value = given[i].mid(equals + 1);
-  } else if (++i < given.size()) {
-    value = given[i];
   } else {
-    return name + " needs a value";
+    if (equals >= 0) {
+      value = given[i].mid(equals + 1);
+    } else if (++i < given.size()) {
+      value = given[i];
+    }
+    // An empty one is a script's empty variable: a download without its checksum, or at once, is not what was meant.
+    if (value.isEmpty()) return name + " needs a value";
   }
   arguments.options.insert(name, value);
   return {};

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "async/EventGate.h"
+#include "desktop/views/MenuKeys.h"
 #include "ui/Views.h"
 
 class QWidget;
@@ -45,6 +46,7 @@ class QtWindowSystem : public WindowSystem {
   std::chrono::milliseconds pace_;
   std::vector<std::pair<std::string, ViewMaker>> makers_;
   QPointer<QMenu> popup_;  // the open one
+  MenuKeys menuKeys_;
 };
 
 // The form of a view made by a QtWindowSystem; null before its first showing.

@@ -12,7 +12,7 @@ class Chromium:
         self.reader, from_browser = os.pipe()
         words = ["chromium", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--password-store=basic",
                  "--disable-background-networking", "--disable-component-update", "--disable-sync", "--lang=en",
-                 "--no-default-browser-check", "--window-position=0,0", "--window-size=900,700",
+                 "--no-default-browser-check", "--test-type", "--window-position=0,0", "--window-size=900,700",
                  "--remote-debugging-pipe", "--enable-unsafe-extension-debugging", "--user-data-dir=" + profile,
                  "--disable-features=DisableLoadExtensionCommandLineSwitch", "--load-extension=" + extension, "about:blank"]
         self.process = subprocess.Popen(

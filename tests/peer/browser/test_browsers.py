@@ -68,6 +68,18 @@ class InChromium(Lists, WithChromium):
         self.choose_selected()
         harness.wait_until(lambda: self.rows() == [[self.urls[1], True]], 20, "the link")
 
+    def test_links_are_read_though_the_page_learns_late_that_it_may_be(self):
+        self.open(self.make_links())
+        self.assertIs(self.browser.evaluate(self.worker, """
+            self.tries = 0;
+            chrome.scripting.executeScript = async ({args}) => {
+                if (++self.tries < 3) throw new Error("Cannot access contents of the page.");
+                return [{result: [{url: %r, words: args[0] ? "selected" : "all"}]}];
+            };
+            chrome.tabs.query({active: true}).then(([tab]) => listLinks({frameId: 0}, tab, true))""" % self.urls[0]), True)
+        harness.wait_until(lambda: self.rows() == [[self.urls[0], True]], 20, "the link")
+        self.assertEqual(self.desktop.notes, [])
+
     def choose_selected(self):
         """Right-clicks on the end of the selection, beside the link."""
         x, y = harness.wait_steady(lambda: self.on_page("""(() => {

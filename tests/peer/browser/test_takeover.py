@@ -242,6 +242,15 @@ class InFirefox(TakeOver, WithFirefox):
         after = self.browser.in_page(place)
         self.assertEqual(self.browser.in_page("(%s = '', %s)" % (state, place)), after)
 
+    def test_what_cannot_resume_begins_anew_with_its_page(self):
+        self.switch_on()
+        page = self.site.url("/free")
+        self.in_extension("chrome.runtime.getBackgroundPage().then((script) => "
+                          "script.giveBack(99999, {url: '%s', referrer: '%s'}, false)), true" %
+                          (self.site.url("/free.zip"), page))
+        self.stays("free.zip")
+        self.assertEqual([headers.get("Referer") for headers in self.site.requests_for("/free.zip")], [page])
+
     def test_download_that_the_user_cancels_meanwhile_is_not_begun_again(self):
         self.begin_and_cancel(decide=True)
         harness.wait_until(lambda: self.session.companion.downloads() == [], 20, "Pellora to give it back")

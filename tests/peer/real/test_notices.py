@@ -53,7 +53,7 @@ class Notices(Case):
         self.wait_shown(desktop)
         name, replaces, _icon, title, text, buttons, hints, _timeout = desktop.shown[0]
         self.assertEqual((name, replaces, title, text), ("Pellora !", 0, "Download finished", "a.bin"))
-        self.assertEqual(buttons, ["default", "Open", "folder", "Open Folder"])
+        self.assertEqual(buttons, ["default", "Open", "open", "Open", "folder", "Open Folder"])
         self.assertIn("desktop-entry", hints)
         desktop.choose(999, "default")  # another program's
         desktop.choose(41, "folder")
@@ -71,7 +71,7 @@ class Notices(Case):
         desktop.choose(999, "default", "of another program")
         desktop.choose(41, "default", "a token")
         harness.wait_until(self.opened, 20, "the first file to be opened")
-        desktop.choose(42, "default")
+        desktop.choose(42, "open")
         harness.wait_until(lambda: len(self.opened()) > 1, 20, "the second file to be opened")
         self.assertEqual(self.opened(), ["a token " + saved[0], " " + saved[1]])
         self.stop()

@@ -73,6 +73,17 @@ class ReadOnly(Case):
         self.assertTrue(os.path.exists(self.session.list_file))
         self.fetched_while_sealed_is_listed_later()
 
+    def test_relative_folders_of_the_environment_do_not_count(self):
+        self.session.seal()
+        self.session.env.update(XDG_DATA_HOME="data", XDG_CONFIG_HOME="config", XDG_STATE_HOME="state")
+        self.session.start()
+        self.session.companion.run("quit")
+        self.session.process.wait(20)
+        self.assertEqual([name for name in ("data", "config", "state")
+                          if os.path.exists(os.path.join(self.session.home, name))], [])
+        self.assertTrue(os.path.exists(os.path.join(self.session.home, ".local/share/pellora/Pellora.dat")))
+        self.assertIn("ignores XDG_DATA_HOME=data", self.session.read_log())
+
     def test_finds_the_list_beside_the_program(self):
         self.session.start()
         self.fetch(self.url)

@@ -5,7 +5,6 @@ import base64
 import json
 import os
 import pty
-import signal
 import subprocess
 import sys
 import termios
@@ -454,116 +453,23 @@ class Options(Scripts):
         self.assertIn("checksum", self.companion.find(bad).reason)
         self.assertNotIn("bad.bin", os.listdir(self.session.downloads))
 
+    def test_options_without_their_value_are_refused(self):
+        url = self.serve("/a.bin")
+        for option in ("--checksum", "--at", "--folder", "--output", "--limit", "--referer", "--user"):
+            for words in ((option, ""), (option + "=",)):  # as of a script with an empty variable
+                self.assertEqual(self.control("add", *words, url), (2, [], ["pelloractl: %s needs a value" % option]))
+        self.assertEqual(self.companion.downloads(), [])
+
+    def test_folder_that_is_a_file_is_refused(self):
+        url = self.serve("/a.bin")
+        for words in (("--folder", self.session.settings_file), ("--output", self.session.settings_file + "/b.bin")):
+            self.assertEqual(self.control("add", *words, url),
+                             (2, [], ["pelloractl: this is no folder: " + self.session.settings_file]))
+        self.assertEqual(self.companion.downloads(), [])
+
     def test_wrong_checksum_text_is_refused(self):
         code, _, [complaint] = self.control("add", "--checksum", "abc", self.serve("/a.bin"))
         self.assertEqual((code, complaint.endswith("This is no checksum: abc")), (1, True))
-
-
-class Headless(Case):
-    settings = {"MaxSegments": 4, "SaveAs": "True"}
-
-    def setUp(self):
-        super().setUp()
-        for name in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"):
-            self.session.env.pop(name, None)
-        self.companion = self.session.companion
-
-    def start(self):
-        self.session.arguments = ["--headless"]
-        self.session.start()
-
-    def quit(self):
-        self.assertEqual(self.companion.run("quit").returncode, 0)
-        self.assertEqual(self.session.process.wait(20), 0)
-
-    def test_downloads_without_a_display(self):
-        self.start()
-        url = self.serve("/a.bin")
-        self.companion.add(url)
-        self.saved(url)
-        self.fetch(self.serve("/b.bin"))  # no path is asked for
-        refused = self.companion.run("open")
-        self.assertEqual((refused.returncode, refused.stderr), (1, b"pelloractl: Pellora runs without windows.\n"))
-        self.quit()
-
-    def test_messages_go_to_standard_error(self):
-        self.start()
-        self.session.menu_url("gopher://127.0.0.1/x")
-        harness.wait_until(lambda: "Pellora: This is not a URL" in self.session.read_log(), 20, "the message")
-        url = self.serve("/a.bin")
-        self.fetch(url)
-        self.session.menu_url(url)
-        harness.wait_until(lambda: "already in the list" in self.session.read_log(), 20, "the question")
-        self.assertIn("(No)", self.session.read_log())
-        self.assertEqual(len(self.companion.downloads()), 1)
-        self.quit()
-
-    def test_goes_on_with_what_ran(self):
-        ran, paused = (self.serve(path, 4000000, rate=20000) for path in ("/a.bin", "/b.bin"))
-        self.start()
-        self.companion.add(ran, paused)
-        self.wait_state(paused, "active")
-        self.companion.run("pause", paused)
-        for end in (self.quit, self.session.kill):
-            self.wait_state(ran, "active")
-            self.assertEqual(self.state(paused), "paused")
-            if end == self.session.kill:
-                time.sleep(6)  # the list is saved every five seconds
-            end()
-            self.start()
-        self.wait_state(ran, "active")
-        self.assertEqual(self.state(paused), "paused")
-        self.quit()
-
-    def test_is_what_the_bus_starts_where_there_is_no_display(self):
-        self.start()  # registers it
-        self.quit()
-        with self.session.connect() as bus:
-            bus.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "UpdateActivationEnvironment",
-                     {"DISPLAY": "", "WAYLAND_DISPLAY": "", "QT_QPA_PLATFORM": ""}, signature="a{ss}")
-        url = self.serve("/a.bin")
-        self.companion.add(url)
-        pid = self.session.owner()
-        self.addCleanup(lambda: harness.has_ended(pid) or os.kill(pid, 15))
-        self.saved(url)
-        self.assertEqual(self.companion.run("open").returncode, 1)
-        self.assertEqual(self.companion.run("quit").returncode, 0)
-
-    def test_warnings_reach_no_file_without_standard_streams(self):
-        self.session.prefix = ("sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh")
-        self.start()
-        streams = [os.readlink("/proc/%d/fd/%d" % (self.session.process.pid, stream)) for stream in range(3)]
-        self.assertEqual(streams, ["/dev/null"] * 3)
-        self.session.menu_url("gopher://127.0.0.1/x")  # refused on standard error
-        self.fetch(self.serve("/a.bin"))
-        self.quit()
-
-    def test_hangup_that_nohup_ignores_ends_nothing(self):
-        self.session.prefix = ("nohup",)
-        self.start()
-        self.session.process.send_signal(signal.SIGHUP)
-        self.fetch(self.serve("/a.bin"))
-        self.assertIsNone(self.session.process.poll())
-        self.session.process.send_signal(signal.SIGTERM)
-        self.assertEqual(self.session.process.wait(20), 0)
-
-    def test_hangup_ends_it_like_a_request_to_quit(self):
-        self.session.prefix = ("env", "--default-signal=HUP")  # the tests themselves may have been started by nohup
-        self.start()
-        self.fetch(self.serve("/a.bin"))
-        self.session.process.send_signal(signal.SIGHUP)
-        self.assertEqual(self.session.process.wait(20), 0)
-
-    def test_second_start_says_that_there_are_no_windows(self):
-        self.start()
-        self.session.arguments = []
-        self.session.env.update(DISPLAY=self.session.stage.env["DISPLAY"], QT_QPA_PLATFORM="xcb")
-        second = self.session.launch()
-        self.addCleanup(harness.end_process, second)
-        windows = harness.wait_until(lambda: [w for w in self.session.windows_of(second.pid) if w[2]], 20, "a message")
-        self.session.dismiss(windows[0][0])
-        self.assertEqual(second.wait(20), 0)
-        self.quit()
 
 
 if __name__ == "__main__":

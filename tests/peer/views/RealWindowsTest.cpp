@@ -4,6 +4,8 @@
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QLineEdit>
+#include <QMenu>
+#include <QTest>
 #include <algorithm>
 #include <set>
 #include <string>
@@ -64,6 +66,20 @@ TEST_F(RealWindows, NoMenuOffersToHideTheBarOfTools) {
     Stage::Settle();
     EXPECT_EQ(QApplication::activePopupWidget(), nullptr) << name;
     if (QWidget* const popup = QApplication::activePopupWidget()) popup->close();
+  }
+}
+
+TEST_F(RealWindows, F10OpensTheMenuBarAndWithShiftTheMenuOfTheFocus) {
+  auto& field = *stage.Find<QLineEdit>(stage.Main(), "FilterText");
+  stage.Do([this] { stage.Main().findrows.Click(); });
+  for (const auto& [modifier, menu] : {std::pair(Qt::NoModifier, "mFile"), std::pair(Qt::ShiftModifier, "")}) {
+    QTest::keyClick(&field, Qt::Key_F10, modifier);
+    Stage::Settle();
+    auto* const popup = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_NE(popup, nullptr) << modifier;
+    EXPECT_EQ(popup->objectName().startsWith(QLatin1String("mFile")), *menu != '\0');
+    popup->close();
+    Stage::Settle();
   }
 }
 

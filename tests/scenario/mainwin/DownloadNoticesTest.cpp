@@ -45,11 +45,14 @@ TEST_F(Notes, NameAFinishedDownloadAndOpenIt) {
   EXPECT_EQ(Shown()[0].title, "Download finished");
   EXPECT_EQ(Shown()[0].text, "a.bin");
   EXPECT_FALSE(Shown()[0].stopped);
-  ASSERT_EQ(Shown()[0].buttons.size(), 2U);
-  EXPECT_EQ(Shown()[0].buttons[0].caption, "Open");
-  EXPECT_EQ(Shown()[0].buttons[1].caption, "Open Folder");
-  Choose(Shown()[0].buttons[0].key);
-  EXPECT_EQ(sim.shell().opened, (Opened{{"/d/a.bin", "/d"}}));
+  // Most desktops show no button for "default", which is a click on the message.
+  using Buttons = std::vector<std::pair<std::string, std::string>>;
+  Buttons buttons;
+  for (const Notice::Button& button : Shown()[0].buttons) buttons.emplace_back(button.key, button.caption);
+  EXPECT_EQ(buttons, (Buttons{{"default", "Open"}, {"open", "Open"}, {"folder", "Open Folder"}}));
+  Choose("default");
+  Choose("open");
+  EXPECT_EQ(sim.shell().opened, (Opened{{"/d/a.bin", "/d"}, {"/d/a.bin", "/d"}}));
   sim.RunFor(60'000);
   EXPECT_EQ(Shown().size(), 1U);
 }
