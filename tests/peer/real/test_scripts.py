@@ -554,15 +554,39 @@ class Headless(Case):
         self.session.process.send_signal(signal.SIGHUP)
         self.assertEqual(self.session.process.wait(20), 0)
 
+    def start_blindly(self, *arguments):
+        """As over ssh. Returns the exit code and what it says."""
+        process = subprocess.run([os.path.join(self.session.program, "Pellora"), *arguments], env=self.session.env,
+                                 cwd=self.session.home, stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                                 timeout=60, check=False)
+        return process.returncode, process.stderr
+
+    def test_a_start_for_windows_says_that_there_is_no_display(self):
+        refused = (1, "Pellora: there is no display; with --headless it runs without one\n")
+        self.assertEqual(self.start_blindly(), refused)
+        self.assertEqual(self.start_blindly("http://127.0.0.1:1/a"), refused)
+        self.start()
+        self.assertEqual(self.start_blindly(), refused)
+        self.quit()
+
+    def test_addresses_of_a_second_start_need_no_display(self):
+        self.start()
+        url = self.serve("/a.bin")
+        self.assertEqual(self.start_blindly(url), (0, ""))
+        self.saved(url)
+        self.quit()
+
     def test_second_start_says_that_there_are_no_windows(self):
         self.start()
-        self.session.arguments = []
         self.session.env.update(DISPLAY=self.session.stage.env["DISPLAY"], QT_QPA_PLATFORM="xcb")
-        second = self.session.launch()
-        self.addCleanup(harness.end_process, second)
-        windows = harness.wait_until(lambda: [w for w in self.session.windows_of(second.pid) if w[2]], 20, "a message")
-        self.session.dismiss(windows[0][0])
-        self.assertEqual(second.wait(20), 0)
+        for arguments in ([], ["--add-url"]):
+            with self.subTest(arguments):
+                self.session.arguments = arguments
+                second = self.session.launch()
+                self.addCleanup(harness.end_process, second)
+                windows = harness.wait_until(lambda: [w for w in self.session.windows_of(second.pid) if w[2]], 20, "a message")
+                self.session.dismiss(windows[0][0])
+                self.assertEqual(second.wait(20), 0)
         self.quit()
 
 
