@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "core/Ascii.h"
 #include "core/FileNames.h"
 #include "core/Numbers.h"
 #include "core/Program.h"
@@ -23,11 +24,19 @@ constexpr std::size_t kMostLines = 5;
 constexpr const char* kOpen = "default";
 constexpr const char* kOpenFolder = "folder";
 
-// By the rule of the lists: what is gone meanwhile is not opened.
-void OpenChosen(const Platform& platform, const std::string& path, const std::string& key) {
+// By the rule of the lists: what is gone meanwhile is not opened. A desktop may report a choice that was not offered.
+void OpenChosen(const Platform& platform, const Notice& notice, const std::string& path, const std::string& key) {
+  const auto isOffered = [&key](const Notice::Button& button) { return button.key == key; };
+  if (std::none_of(notice.buttons.begin(), notice.buttons.end(), isOffered)) return;
   const std::string folder = FolderOf(path);
   if (key == kOpenFolder) return platform.shell.OpenPath(folder, folder);
   if (key == kOpen && platform.files.Exists(path)) platform.shell.OpenPath(path, folder);
+}
+
+// A name with line breaks could look like the lines of other downloads.
+std::string InOneLine(std::string name) {
+  std::replace_if(name.begin(), name.end(), IsControl, ' ');
+  return name;
 }
 
 }  // namespace
@@ -98,15 +107,16 @@ void DownloadNotices::Show() {
     if (!event.path.empty()) path = event.path;
     if (i > kMostLines) continue;
     const bool hasBoth = !event.name.empty() && !event.reason.empty();
-    const std::string line = event.name + (hasBoth ? ": " : "") + event.reason;
+    const std::string line = InOneLine(event.name) + (hasBoth ? ": " : "") + event.reason;
     notice.text += (i == 0 ? "" : "\n") + (i < kMostLines ? line : "...");
   }
   notice.title = TitleOf(finished, events.size() - finished);
   notice.stopped = finished < events.size();
   if (!path.empty() && events.size() == 1) notice.buttons.push_back({kOpen, TextOf(program_, WebText::NoticeOpen)});
   if (!path.empty()) notice.buttons.push_back({kOpenFolder, TextOf(program_, WebText::NoticeOpenFolder)});
-  program_.platform.notices->Show(
-      notice, [platform = &program_.platform, path](const std::string& key) { OpenChosen(*platform, path, key); });
+  program_.platform.notices->Show(notice, [platform = &program_.platform, notice, path](const std::string& key) {
+    OpenChosen(*platform, notice, path, key);
+  });
 }
 
 void DownloadNotices::ShowTaskbar() {
