@@ -559,7 +559,7 @@ std::vector<DownloadInfo> App::List() const {
     info.state = StateWord(program, i);
     info.received = record.Received;
     info.size = record.FileSize;
-    info.reason = ReasonOf(program, i);
+    info.reason = ReasonForScripts(program, i);
     if (const WebFigures* const figures = program.Web(i)) {
       info.received = figures->received;
       info.size = std::max(figures->size, std::int64_t{0});
