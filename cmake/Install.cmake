@@ -20,9 +20,10 @@ install(FILES docs/man/pellora.1 docs/man/pelloractl.1 docs/man/pellora-browser-
         DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 # What names the prefix or lies outside of it is written when the prefix is known.
-install(CODE "set(PELLORA_PROGRAM \"\${CMAKE_INSTALL_PREFIX}/${PELLORA_INSTALL_PROGRAM}\")
-set(PELLORA_DATA \"\${CMAKE_INSTALL_PREFIX}/${PELLORA_INSTALL_DATA}\")
-set(PELLORA_BIN \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
-set(PELLORA_SHARE \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}\")
+install(CODE "set(PELLORA_PROGRAM \"${PELLORA_INSTALL_PROGRAM}\")
+set(PELLORA_DATA \"${PELLORA_INSTALL_DATA}\")
+set(PELLORA_BIN \"${CMAKE_INSTALL_BINDIR}\")
+set(PELLORA_SHARE \"${CMAKE_INSTALL_DATADIR}\")
+set(PELLORA_ETC \"${CMAKE_INSTALL_SYSCONFDIR}\")
 set(PELLORA_TEMPLATES \"${shared}\")")
 install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/InstallForPrefix.cmake)

@@ -2,10 +2,12 @@
 set(root "$ENV{DESTDIR}")
 # As GNUInstallDirs has it: the configuration of programs in /usr is in /etc.
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
-  set(etc "/etc")
-else()
-  set(etc "${CMAKE_INSTALL_PREFIX}/etc")
+  cmake_path(ABSOLUTE_PATH PELLORA_ETC BASE_DIRECTORY /)
 endif()
+# Each folder is relative to the prefix unless the one who configured the build gave its full path.
+foreach(folder PROGRAM DATA BIN SHARE ETC)
+  cmake_path(ABSOLUTE_PATH PELLORA_${folder} BASE_DIRECTORY "${CMAKE_INSTALL_PREFIX}" NORMALIZE)
+endforeach()
 
 file(RELATIVE_PATH from_bin "${PELLORA_BIN}" "${PELLORA_PROGRAM}")
 file(MAKE_DIRECTORY "${root}${PELLORA_BIN}")
@@ -30,12 +32,12 @@ endfunction()
 pellora_install_template(PelloraProject.Pellora.service.in
                          "${PELLORA_SHARE}/dbus-1/services/PelloraProject.Pellora.service")
 pellora_install_template(pellora.service.in "${CMAKE_INSTALL_PREFIX}/lib/systemd/user/pellora.service")
-pellora_install_template(Pellora.ini "${etc}/xdg/pellora/Pellora.ini")
+pellora_install_template(Pellora.ini "${PELLORA_ETC}/xdg/pellora/Pellora.ini")
 set(host pelloraproject.pellora.json)
 pellora_install_template(host-firefox.json.in "${CMAKE_INSTALL_PREFIX}/lib/mozilla/native-messaging-hosts/${host}")
-pellora_install_template(host-chromium.json.in "${etc}/chromium/native-messaging-hosts/${host}")
-pellora_install_template(host-chromium.json.in "${etc}/opt/chrome/native-messaging-hosts/${host}")
-pellora_install_template(chromium.d.in "${etc}/chromium.d/pellora")
+pellora_install_template(host-chromium.json.in "${PELLORA_ETC}/chromium/native-messaging-hosts/${host}")
+pellora_install_template(host-chromium.json.in "${PELLORA_ETC}/opt/chrome/native-messaging-hosts/${host}")
+pellora_install_template(chromium.d.in "${PELLORA_ETC}/chromium.d/pellora")
 
 # Firefox loads for all users what lies here under its own id and that of the extension.
 set(firefox "{ec8030f7-c20a-464f-9b0e-13a3a9e97384}")

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -280,7 +282,9 @@ struct App::Parts {
   std::shared_ptr<MainWindow> mainWindow;
   std::shared_ptr<PelloraCatcher> catcher;
   std::shared_ptr<DownloadBasket> basket;
-  Taken taken;                       // from browsers
+  Taken taken;  // from browsers
+  // By caller: those that wait for a take-over; true once the caller is gone.
+  std::multimap<std::string, std::shared_ptr<bool>> browsers;
   std::set<std::uint32_t> scripted;  // serials of records that scripts have added in this run
   std::vector<std::function<void()>> earlyCalls;
   bool started = false;
@@ -389,12 +393,15 @@ void App::TakeOver(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) 
   Parts* const parts = parts_.get();
   parts->WhenStarted([parts, wanted = std::move(wanted), answered = std::move(answered)] {
     Program& program = parts->program;
-    const auto done = [&program, answered](const AddOutcome& outcome) {
+    const auto gone = std::make_shared<bool>(false);
+    const auto done = [parts, &program, gone, answered](const AddOutcome& outcome) {
+      std::erase_if(parts->browsers, [&](const auto& one) { return one.second == gone; });
       const bool taken = outcome.index != 0;
       const std::string id = taken ? DownloadIds(program).Of(outcome.index) : std::string();
       answered({id, outcome.reason, taken ? std::vector<std::string>{id} : std::vector<std::string>()});
     };
-    program.platform.tasks.Spawn(pellora::TakeOver(&program, &parts->Main(), &parts->taken, wanted, done));
+    parts->browsers.emplace(wanted.caller, gone);
+    program.platform.tasks.Spawn(pellora::TakeOver(&program, &parts->Main(), &parts->taken, wanted, gone, done));
   });
 }
 
@@ -410,6 +417,8 @@ void App::CallerGone(const std::string& caller) {
   Parts* const parts = parts_.get();
   parts->WhenStarted([parts, caller] {
     if (parts->archiveWindows) parts->archiveWindows->CallerGone(caller);
+    const auto [first, last] = parts->browsers.equal_range(caller);
+    std::for_each(first, last, [](const auto& one) { *one.second = true; });
   });
 }
 
@@ -550,7 +559,7 @@ std::vector<DownloadInfo> App::List() const {
     info.state = StateWord(program, i);
     info.received = record.Received;
     info.size = record.FileSize;
-    info.reason = ReasonOf(program, i);
+    info.reason = ReasonForScripts(program, i);
     if (const WebFigures* const figures = program.Web(i)) {
       info.received = figures->received;
       info.size = std::max(figures->size, std::int64_t{0});

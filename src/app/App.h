@@ -76,7 +76,7 @@ class App {
   // answered after its end, or never if the program ends first.
   void ListArchive(ArchiveOrder order, std::function<void(ListedArchive)> answered);
   void GetFromArchive(ArchiveOrder order, std::function<void(AddAnswer)> answered);
-  // The caller of ListArchive waits no more.
+  // The caller of ListArchive or TakeOver waits no more.
   void CallerGone(const std::string& caller);
   // For scripts, without asking. Each returns why nothing was done, or an empty text. Removing a finished download
   // keeps its file; removing an unfinished one deletes its parts.

@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "core/Ascii.h"
 #include "core/FileNames.h"
 #include "core/Numbers.h"
 #include "core/Program.h"
@@ -24,11 +25,19 @@ constexpr const char* kClick = "default";
 constexpr const char* kOpen = "open";
 constexpr const char* kOpenFolder = "folder";
 
-// By the rule of the lists: what is gone meanwhile is not opened.
-void OpenChosen(const Platform& platform, const std::string& path, const std::string& key) {
+// By the rule of the lists: what is gone meanwhile is not opened. A desktop may report a choice that was not offered.
+void OpenChosen(const Platform& platform, const Notice& notice, const std::string& path, const std::string& key) {
+  const auto isOffered = [&key](const Notice::Button& button) { return button.key == key; };
+  if (std::none_of(notice.buttons.begin(), notice.buttons.end(), isOffered)) return;
   const std::string folder = FolderOf(path);
   if (key == kOpenFolder) return platform.shell.OpenPath(folder, folder);
   if ((key == kClick || key == kOpen) && platform.files.Exists(path)) platform.shell.OpenPath(path, folder);
+}
+
+// A name with line breaks could look like the lines of other downloads.
+std::string InOneLine(std::string name) {
+  std::replace_if(name.begin(), name.end(), IsControl, ' ');
+  return name;
 }
 
 }  // namespace
@@ -99,7 +108,7 @@ void DownloadNotices::Show() {
     if (!event.path.empty()) path = event.path;
     if (i > kMostLines) continue;
     const bool hasBoth = !event.name.empty() && !event.reason.empty();
-    const std::string line = event.name + (hasBoth ? ": " : "") + event.reason;
+    const std::string line = InOneLine(event.name) + (hasBoth ? ": " : "") + event.reason;
     notice.text += (i == 0 ? "" : "\n") + (i < kMostLines ? line : "...");
   }
   notice.title = TitleOf(finished, events.size() - finished);
@@ -110,8 +119,9 @@ void DownloadNotices::Show() {
     }
   }
   if (!path.empty()) notice.buttons.push_back({kOpenFolder, TextOf(program_, WebText::NoticeOpenFolder)});
-  program_.platform.notices->Show(
-      notice, [platform = &program_.platform, path](const std::string& key) { OpenChosen(*platform, path, key); });
+  program_.platform.notices->Show(notice, [platform = &program_.platform, notice, path](const std::string& key) {
+    OpenChosen(*platform, notice, path, key);
+  });
 }
 
 void DownloadNotices::ShowTaskbar() {

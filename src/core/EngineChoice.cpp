@@ -152,6 +152,15 @@ std::string ReasonOf(Program& program, int index) {
   return reason == WebText::None ? std::string() : TextOf(program, reason);
 }
 
+std::string ReasonForScripts(Program& program, int index) {
+  std::string reason = ReasonOf(program, index);
+  const DownloadRecord& record = program.Download(index);
+  if (!reason.empty() || record.Finished || record.Active || program.Web(index) != nullptr) return reason;
+  const auto stop = program.classicStops.find(program.Serial(index));
+  if (stop != program.classicStops.end()) return stop->second;
+  return TimedOut(record) ? FillText(TextOf(program, WebText::Silent), {record.Host}) : reason;
+}
+
 bool IsSelection(Program& program, int index) {
   const WebFigures* const figures = program.Web(index);
   if (figures != nullptr && figures->inFolder) return true;

@@ -53,6 +53,8 @@ bool HasFailed(Program& program, int index);
 // Why the record was stopped, waits or cannot be started, or what is to be known of its file, in one sentence; else
 // empty.
 std::string ReasonOf(Program& program, int index);
+// The same for those who see no boxes: also why the classic engine has stopped.
+std::string ReasonForScripts(Program& program, int index);
 
 // It is of chosen files of an archive, finished or not: no download of what is at its address.
 bool IsSelection(Program& program, int index);

@@ -152,6 +152,8 @@ class Program {
   };
   std::map<std::uint64_t, BoxedStop> boxedStops;  // by numbers that never return
   std::uint64_t AddBoxedStop(BoxedStop stop);
+  // By serial: why the classic engine has stopped a download last.
+  std::map<std::uint32_t, std::string> classicStops;
 
   // Makes records 1 to `count`; the parallel arrays grow along and never shrink. New elements are blank.
   void ResizeDownloads(std::int16_t count);

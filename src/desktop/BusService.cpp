@@ -298,6 +298,8 @@ void BusService::TakeOver(const QVariantMap& request, const QDBusMessage& call) 
     bus_.send(call.createReply(Reason(refusal)));
     return;
   }
+  WatchCaller(call.service());
+  wanted.caller = call.service().toStdString();
   events_.Post(
       [take = actions_.takeOver, wanted = std::move(wanted), taken = ReplyWithIds(call)] { take(wanted, taken); });
 }

@@ -12,6 +12,7 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string_view>
@@ -227,17 +228,32 @@ bool HandOver(const QDBusConnection& bus, const Wish& wish) {
   return opened && (!wish.addUrl || AddUrlInRunningCopy(bus));
 }
 
-// Qt would end the program with a core dump. Its own arguments may name another platform.
+// Qt would end the program with a core dump where it finds none. Its own options may name another platform.
 bool HasDisplay(int argc, char** argv) {
   constexpr std::array kDisplays{"DISPLAY", "WAYLAND_DISPLAY", "WAYLAND_SOCKET", "QT_QPA_PLATFORM"};
   if (!std::all_of(kDisplays.begin(), kDisplays.end(), qEnvironmentVariableIsEmpty)) return true;
   if (qgetenv("XDG_SESSION_TYPE") == "wayland") return true;
-  return HasArgument(argc, argv, "-platform") || HasArgument(argc, argv, "-display");
+  constexpr std::array kOptionsOfQt{"-platform", "--platform", "-display", "--display"};
+  return std::any_of(kOptionsOfQt.begin(), kOptionsOfQt.end(),
+                     [&](const char* option) { return HasArgument(argc, argv, option); });
 }
 
-// On request, or if the bus has started the program where there is no display.
-bool RunsHeadless(int argc, char** argv) {
-  return HasArgument(argc, argv, "--headless") || (StartedByBus() && !HasDisplay(argc, argv));
+// What there is to show windows on.
+enum class Surface : std::uint8_t {
+  Display,
+  Unwanted,  // none is used: on request, or because the bus has started the program where there is none
+  Missing,
+};
+
+Surface SurfaceFor(int argc, char** argv) {
+  if (HasArgument(argc, argv, "--headless")) return Surface::Unwanted;
+  if (HasDisplay(argc, argv)) return Surface::Display;
+  return StartedByBus() ? Surface::Unwanted : Surface::Missing;
+}
+
+int RefuseWithoutDisplay() {
+  std::fputs("Pellora: There is no display. \"--headless\" runs without one.\n", stderr);
+  return 1;
 }
 
 // Empty if the runtime folder cannot be trusted; the lock beside the list must do then.
@@ -249,24 +265,27 @@ std::string RuntimeFolderIfSafe() {
 
 // A second start says so, raises the first copy and ends. It shows nothing if the first copy cannot be reached, or if
 // the bus started it and no user is waiting.
-int RunSecondCopy(bool headless, const ProgramPlaces& places, const Wish& wish) {
+int RunSecondCopy(Surface surface, const ProgramPlaces& places, const Wish& wish) {
   if (StartedByBus()) return 0;
   const QDBusConnection bus = QDBusConnection::sessionBus();
   if (!RunningCopyFound(bus)) {
     std::fputs("Pellora: runs already, but not on this session bus\n", stderr);
     return 0;
   }
-  if (headless) {
+  if (surface == Surface::Unwanted) {
     std::fputs("Pellora: runs already\n", stderr);
     return 0;
   }
-  if (!wish.IsEmpty()) return HandOver(bus, wish) ? 0 : 1;
+  const bool wantsWindow = wish.addUrl || wish.IsEmpty();
+  const bool inVain = wantsWindow && RunningCopyIsHeadless(bus);
+  if (!wish.IsEmpty() && !HandOver(bus, wish)) return 1;
+  if (!wish.IsEmpty() && !inVain) return 0;
+  if (surface == Surface::Missing) return RefuseWithoutDisplay();
   // For the window of the first copy: Qt would use it up for the box.
   const QByteArray token = ActivationToken();
   DropActivationToken();
   Desktop desktop(false, places);
-  const char* const text =
-      RunningCopyIsHeadless(bus) ? "Pellora runs already, without windows. \"pelloractl quit\" ends it." : "found";
+  const char* const text = inVain ? "Pellora runs already, without windows. \"pelloractl quit\" ends it." : "found";
   desktop.events.Post([&desktop, &bus, &token, text] {
     desktop.platform.dialogs.Ask({text, kProgramName, kOkOnly}, [&](int) {
       SetActivationToken(token);
@@ -444,11 +463,8 @@ int main(int argc, char** argv) {
   // started from here.
   const bool chosen = qEnvironmentVariableIsSet("QT_NO_GLIB");
   qputenv("QT_NO_GLIB", "1");
-  const bool headless = pellora::RunsHeadless(argc, argv);
-  if (!headless && !pellora::HasDisplay(argc, argv)) {
-    std::fputs("Pellora: There is no display. \"--headless\" runs without one.\n", stderr);
-    return 1;
-  }
+  const pellora::Surface surface = pellora::SurfaceFor(argc, argv);
+  const bool headless = surface != pellora::Surface::Display;
   const std::unique_ptr<QCoreApplication> application = pellora::NewApplication(argc, argv, headless);
   if (!chosen) qunsetenv("QT_NO_GLIB");
   QCoreApplication::setApplicationName("Pellora");
@@ -463,7 +479,8 @@ int main(int argc, char** argv) {
   const pellora::ProgramPlaces places =
       pellora::FindPlaces(pellora::DesktopMachine::FolderOfThisProgram(), pellora::DataHome());
   const pellora::SingleInstance lock(pellora::RuntimeFolderIfSafe(), places.data);
-  if (lock.AnotherRuns()) return pellora::RunSecondCopy(headless, places, wish);
+  if (lock.AnotherRuns()) return pellora::RunSecondCopy(surface, places, wish);
+  if (surface == pellora::Surface::Missing) return pellora::RefuseWithoutDisplay();
   pellora::RaiseOpenFileLimit();
   return pellora::RunProgram(headless, places, wish);
 }

@@ -32,6 +32,7 @@ struct ScriptedAdd {
   bool later = false;      // it is not started
   bool duplicate = false;  // a listed download of this address begins anew
   bool quiet = false;      // no window opens
+  std::string caller{};    // who waits for a take-over, as App::CallerGone names it
   std::string metalink{};  // a Metalink's bytes: its files are added, and `url` is only what the script calls it
 };
 

@@ -73,7 +73,7 @@ void ShowItsWindow(Program& program, std::int16_t index, bool quiet) {
 }  // namespace
 
 Task<> TakeOver(Program* program, MainWindow* window, Taken* taken, ScriptedAdd wanted,
-                std::function<void(const AddOutcome&)> done) {
+                std::shared_ptr<const bool> gone, std::function<void(const AddOutcome&)> done) {
   AddOutcome outcome{0, FaultOf(*program, wanted)};
   const bool quiet = std::exchange(wanted.quiet, true);  // no window of what is given back
   wanted.fromBrowser = true;
@@ -85,23 +85,24 @@ Task<> TakeOver(Program* program, MainWindow* window, Taken* taken, ScriptedAdd 
   }
   const std::uint32_t serial = program->Serial(index);
   const std::uint32_t began = program->platform.clock.TickCount();
-  std::function<bool()> over = [program, index, serial, began] {
-    return !program->Holds(index, serial) || HasAnswer(*program, index) || HasStopped(*program, index) ||
+  std::function<bool()> over = [program, index, serial, began, gone] {
+    return *gone || !program->Holds(index, serial) || HasAnswer(*program, index) || HasStopped(*program, index) ||
            program->platform.clock.TickCount() - began >= kPatience;
   };
   co_await program->platform.tasks.Until(std::move(over));
   bool holds = program->Holds(index, serial);
-  const bool answered = holds && HasAnswer(*program, index);
+  const bool answered = holds && !*gone && HasAnswer(*program, index);
   if (answered) {
     taken->insert(serial);
     holds = co_await Keep(program, index, serial);
   }
   if (!holds) {
     outcome = {0, "It was removed from the list."};
-  } else if (answered) {
+  } else if (answered && (!*gone || program->Download(index).Finished)) {
     ShowItsWindow(*program, index, quiet);
   } else {
-    outcome = {0, ReasonOfStop(*program, index)};
+    // A browser that gets no answer continues its own.
+    outcome = {0, *gone ? "The browser waits no more." : ReasonOfStop(*program, index)};
     window->RemoveRecord(index);
   }
   done(outcome);

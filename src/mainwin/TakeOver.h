@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -22,9 +23,10 @@ class Program;
 using Taken = std::set<std::uint32_t>;
 
 // `done` gets the record, or the reason why the browser is to keep its download, in English. It is called once, unless
-// the program ends first. `wanted` says what is expected. Nothing is ever asked.
+// the program ends first. `wanted` says what is expected. Nothing is ever asked. `gone` becomes true when nobody waits
+// any more.
 Task<> TakeOver(Program* program, MainWindow* window, Taken* taken, ScriptedAdd wanted,
-                std::function<void(const AddOutcome&)> done);
+                std::shared_ptr<const bool> gone, std::function<void(const AddOutcome&)> done);
 
 // The user has cancelled the browser's download before the browser could hand it over: the record leaves the list. One
 // that was not taken over in this run, is finished, or was paused here, stays; returns why.

@@ -180,6 +180,7 @@ void ClassicEngine::PauseDownload() {
   if (!StillCurrent()) return;
   DownloadRecord& record = Record();
   if (record.Finished || record.Paused) return;
+  program_.classicStops.erase(program_.Serial(Index()));
   record.Active = false;
   ShowCommand3(Command3Means::Resume);
   record.Paused = true;

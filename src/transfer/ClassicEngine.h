@@ -104,6 +104,7 @@ class ClassicEngine final : public Engine, public std::enable_shared_from_this<C
   bool AllSegmentsComplete();
   Task<> Complete();
   Task<> AskUnknownSize();
+  void PauseForUnknownSize();
   void SetReading(bool reading);
   void UpdateFigures(std::uint32_t tick, std::int64_t bytes);
 

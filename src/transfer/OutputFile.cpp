@@ -95,6 +95,7 @@ void ClassicEngine::BuildFailed(const std::string& reason) {
   DownloadRecord& record = Record();
   record.Active = false;
   record.Paused = true;
+  program_.classicStops[program_.Serial(Index())] = reason;
   StopJoin(reason);
   program_.lists->RefreshRows(kAllRows, kForced);
   Tasks().Spawn(SayFailure(&program_, record.FileName, reason));

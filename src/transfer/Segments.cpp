@@ -300,7 +300,16 @@ Task<> ClassicEngine::AskUnknownSize() {
   SetReading(false);
   BoxRequest request{"Error !", kProgramName, kOkOnly};
   (void)co_await program_.boxes.Ask(this, std::move(request));
+  // Where nobody sees the boxes they would come and go for ever.
+  if (program_.headless) PauseForUnknownSize();
   SetReading(true);
+}
+
+void ClassicEngine::PauseForUnknownSize() {
+  if (!StillCurrent()) return;
+  PauseDownload();
+  program_.classicStops[program_.Serial(Index())] =
+      "The classic engine fetches no file of 2 GiB or more, and none whose length the server does not say.";
 }
 
 void ClassicEngine::SegmentCompleted(int index, SegmentRecord& segment) {

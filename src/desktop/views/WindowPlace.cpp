@@ -101,7 +101,7 @@ void WindowPlace::Restore() {
 }
 
 void WindowPlace::StayOnScreen() {
-  if (!std::exchange(moved_, false)) return;
+  if (!moved_ || form_.isMaximized() || form_.isFullScreen()) return;
   const std::optional<QRect> place = OnScreen(QRect(form_.pos(), form_.size()));
   if (place && place->topLeft() != form_.pos()) form_.move(place->topLeft());
 }
@@ -121,9 +121,13 @@ void WindowPlace::Watch(const QEvent& event) {
       return;
     case QEvent::Hide:
       if (!event.spontaneous()) shown_.invalidate();
+      moved_ = false;
       return;
     case QEvent::Move:
     case QEvent::Resize:
+      // One that grows before its frame is known is taken there without it.
+      if (shown_.isValid() && shown_.elapsed() < kSettled) StayOnScreen();
+      return Remember();
     case QEvent::WindowStateChange:
       return Remember();
     default:

@@ -30,7 +30,7 @@ class WindowPlace {
   WindowPlace(QWidget& form, const std::string& name, ViewMemory& memory);
 
   void Restore();                   // before the first showing
-  void StayOnScreen();              // after the first showing, which may have enlarged it
+  void StayOnScreen();              // after the first showing, which may enlarge it for a while
   void Watch(const QEvent& event);  // each event of the form
 
  private:

@@ -11,6 +11,7 @@ import glob
 import json
 import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -137,6 +138,34 @@ def check_contents(checks, packages, folder, optimised):
     checks.note(not wrong, "systemd finds nothing wrong with the user unit", "\n".join(wrong) + str(code))
 
 
+def check_other_folders(checks, folder):
+    """Folders of GNUInstallDirs given by their full paths: every file is in one of them, and names what is there."""
+    build, root = os.path.join(folder, "other-build"), os.path.join(folder, "other-root")
+    given = {"LIBDIR": "/opt/lib64", "DATADIR": "/opt/data", "BINDIR": "/opt/programs", "SYSCONFDIR": "/opt/settings"}
+    code, text = output_of("cmake", "-S", ROOT, "-B", build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
+                           "-DPELLORA_TESTS=OFF", "-DCMAKE_INSTALL_PREFIX=/elsewhere",
+                           *["-DCMAKE_INSTALL_%s=%s" % each for each in given.items()])
+    shutil.copytree(os.path.join(BUILD, "Pellora"), os.path.join(build, "Pellora"), dirs_exist_ok=True)
+    if code == 0:
+        code, text = output_of("cmake", "--install", build, env={**os.environ, "DESTDIR": root})
+    wrong = [] if code == 0 else [text]
+    lies = {"/opt/settings/xdg/pellora/Pellora.ini", "/opt/programs/pellora", "/opt/programs/pelloractl",
+            "/opt/data/dbus-1/services/PelloraProject.Pellora.service", "/opt/data/pellora/languages/english.txt",
+            "/elsewhere/lib/mozilla/native-messaging-hosts/pelloraproject.pellora.json"}
+    wrong += ["not there: " + path for path in sorted(lies) if not os.path.exists(root + path)]
+    for name in ("Pellora", "pellora-browser-host"):
+        path = "/opt/lib64/pellora/" + name
+        naming, _ = output_of("grep", "-rqF", path, root)
+        wrong += [] if naming == 0 and os.path.exists(root + path) else ["nothing names %s" % path]
+    with open(os.path.join(build, "compile_commands.json"), encoding="utf-8") as f:
+        [compiled] = [each["command"] for each in json.load(f) if each["file"].endswith("/ProgramPlaces.cpp")]
+    # How the program recognises its folder, which it compares with what follows a slash, and finds its texts from there.
+    known = dict(re.findall(r'PELLORA_(INSTALLED_\w+)=\\"(.*?)\\"', compiled))
+    if known != {"INSTALLED_PROGRAM": "opt/lib64/pellora", "INSTALLED_DATA": "../../data/pellora"}:
+        wrong.append(str(known))
+    checks.note(not wrong, "cmake --install takes folders that are given by full paths", "\n".join(wrong))
+
+
 def check_on_machine(checks, packages, folder):
     if os.geteuid() != 0:
         print("left out: installing the packages: it needs root")
@@ -169,6 +198,7 @@ def main():
         if len(packages) == 2:
             check_versions(checks, packages)
             check_contents(checks, packages, folder, is_optimised(arguments.packages))
+            check_other_folders(checks, folder)
             check_on_machine(checks, packages, folder)
     print("%d passed, %d failed" % (checks.passed, checks.failed))
     return 1 if checks.failed else 0

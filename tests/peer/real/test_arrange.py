@@ -103,6 +103,17 @@ class Arrange(Case):
         self.assertLessEqual(max(abs(a - b) for a, b in zip(after, before)), 2, (before, after))
         self.stop()
 
+    def test_a_window_that_must_be_larger_than_remembered_has_its_frame_on_the_screen(self):
+        state = os.path.join(self.session.home, ".local/state/pellora/Windows.ini")
+        os.makedirs(os.path.dirname(state))
+        self.session.write_settings(state, {"MainWindow.place": "0,0,200,100"})
+        self.session.start()
+        main = self.session.window(harness.MAIN, dialog=False)
+        _, top, width, height = harness.wait_steady(lambda: self.x.place(main), "the window at its place")
+        self.assertGreater(min(width - 200, height - 100), 0)
+        self.assertGreater(top, 10)  # the height of a title
+        self.stop()
+
     def test_keys_sort_by_a_heading(self):
         self.start_with_screen()
         for path in ("/pear.bin", "/apple.bin"):

@@ -4,6 +4,7 @@ start, and the entries by which bus and session start the program from a folder 
 import json
 import os
 import shlex
+import socket
 import struct
 import subprocess
 import time
@@ -188,6 +189,28 @@ class LostPage(HandOver):
         self.assertEqual(len(companion.downloads()), 1)
         with open(companion.find(url).saved_path, "rb") as f:
             self.assertEqual(f.read(), data)
+
+
+class LostBrowser(HandOver):
+    settings = {"WebEngine": 2}
+
+    def test_leaves_a_download_to_the_browser_that_does_not_hear_the_answer(self):
+        with socket.create_server(("127.0.0.1", 0)) as silent:
+            self.session.start()
+            url = "http://127.0.0.1:%d/a.bin" % silent.getsockname()[1]
+            process = subprocess.Popen([os.path.join(self.session.program, HOST), "/manifest.json"], env=self.session.env,
+                                       stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
+            self.addCleanup(harness.end_process, process)
+            with process.stdin:
+                process.stdin.write(frame({"command": "take-over", "url": url, "size": 7, "type": "a/b"}))
+                process.stdin.flush()
+                self.wait_state(url, "active")
+                process.kill()
+                process.wait()
+            began = time.monotonic()
+            self.wait_state(url, None)
+            self.assertLess(time.monotonic() - began, 15)  # it waits 20 s for the server
+        self.stop()
 
 
 class WebEngineOff(HandOver):

@@ -95,9 +95,20 @@ class Headless(Case):
                                 stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
         return result.returncode, result.stdout, result.stderr
 
-    def test_start_without_a_display_names_the_option_for_it(self):
-        code, _, complaint = self.run_program()
-        self.assertEqual((code, complaint), (1, "Pellora: There is no display. \"--headless\" runs without one.\n"))
+    def test_a_start_for_windows_says_that_there_is_no_display(self):
+        refused = (1, "", "Pellora: There is no display. \"--headless\" runs without one.\n")
+        self.assertEqual(self.run_program(), refused)
+        self.assertEqual(self.run_program("http://127.0.0.1:1/a"), refused)
+        self.start()
+        self.assertEqual(self.run_program(), refused)
+        self.quit()
+
+    def test_addresses_of_a_second_start_need_no_display(self):
+        self.start()
+        url = self.serve("/a.bin")
+        self.assertEqual(self.run_program(url), (0, "", ""))
+        self.saved(url)
+        self.quit()
 
     def test_option_that_does_not_exist_is_refused(self):
         self.assertEqual(self.run_program("--headless", "--wrong"),
@@ -155,13 +166,15 @@ class Headless(Case):
 
     def test_second_start_says_that_there_are_no_windows(self):
         self.start()
-        self.session.arguments = []
         self.session.env.update(DISPLAY=self.session.stage.env["DISPLAY"], QT_QPA_PLATFORM="xcb")
-        second = self.session.launch()
-        self.addCleanup(harness.end_process, second)
-        windows = harness.wait_until(lambda: [w for w in self.session.windows_of(second.pid) if w[2]], 20, "a message")
-        self.session.dismiss(windows[0][0])
-        self.assertEqual(second.wait(20), 0)
+        for arguments in ([], ["--add-url"]):
+            with self.subTest(arguments):
+                self.session.arguments = arguments
+                second = self.session.launch()
+                self.addCleanup(harness.end_process, second)
+                windows = harness.wait_until(lambda: [w for w in self.session.windows_of(second.pid) if w[2]], 20, "a message")
+                self.session.dismiss(windows[0][0])
+                self.assertEqual(second.wait(20), 0)
         self.quit()
 
 

@@ -88,5 +88,33 @@ class Unit(Case):
         return result.stdout.decode().strip()
 
 
+class Boxes(Case):
+    """What the classic engine says in boxes becomes a state with a reason."""
+
+    settings = {"MaxSegments": 4, "WebEngine": 1}
+
+    def setUp(self):
+        super().setUp()
+        for name in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"):
+            self.session.env.pop(name, None)
+        self.session.arguments = ["--headless"]
+        self.session.start()
+
+    def stopped(self, url, state):
+        self.session.companion.run("add", url)
+        self.wait_state(url, state)
+        return self.session.companion.find(url).reason
+
+    def test_a_file_that_is_too_long_is_paused_and_fills_no_log(self):
+        url = self.serve("/long.bin", 3 << 30)
+        self.assertIn("2 GiB", self.stopped(url, "paused"))
+        self.assertEqual(self.session.read_log().count("Error !"), 1)
+        self.stop()
+
+    def test_a_server_that_does_not_answer_is_named(self):
+        self.assertEqual(self.stopped("http://127.0.0.1:1/a", "failed"), "The host 127.0.0.1 does not answer.")
+        self.stop()
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -25,7 +25,8 @@ class WebTakeOver : public testing::Test {
                                .referrer = kPage,
                                .cookies = "session=secret",
                                .userAgent = kBrowser,
-                               .expected = ExpectedAnswer{size, type}};
+                               .expected = ExpectedAnswer{size, type},
+                               .caller = ":1.7"};
       answers = 0;
       sim.Do([&] {
         app.TakeOver(wanted, [this](const AddAnswer& given) {
@@ -140,6 +141,26 @@ TEST_F(WebTakeOver, ServerThatDoesNotAnswerGivesItBackAfterTwentySeconds) {
   ASSERT_EQ(run.answers, 1);
   run.ExpectGivenBack(run.answer.reason);
   EXPECT_NE(run.answer.reason, "");
+}
+
+TEST_F(WebTakeOver, BrowserThatWaitsNoMoreKeepsItsOwn) {
+  Run run;
+  run.origin.Always({.dropInHeader = 0, .thinkTime = 5'000});
+  run.HandOver();
+  run.sim.RunFor(1'000);
+  run.sim.Do([&] { run.app.CallerGone(":1.8"); });
+  run.sim.RunFor(1'000);
+  EXPECT_EQ(run.app.List().size(), 1U);
+  run.sim.Do([&] { run.app.CallerGone(":1.7"); });
+  run.ExpectGivenBack("The browser waits no more.");
+}
+
+TEST_F(WebTakeOver, StaysWhenTheCallerGoesAfterItsAnswer) {
+  Run run;
+  run.HandOver();
+  ASSERT_TRUE(run.RunUntilAnswered());
+  run.sim.Do([&] { run.app.CallerGone(":1.7"); });
+  ASSERT_TRUE(run.RunUntilFinished()) << run.Web().reason;
 }
 
 TEST_F(WebTakeOver, FullDiskGivesItBack) {

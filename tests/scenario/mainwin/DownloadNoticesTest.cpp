@@ -86,6 +86,24 @@ TEST_F(Notes, OfFiveSecondsAreOne) {
   EXPECT_EQ(sim.shell().opened, (Opened{{"/d", "/d"}}));
 }
 
+TEST_F(Notes, OpenNothingThatTheyDoNotOffer) {
+  Start();
+  Finish(Running("a"));
+  Finish(Running("b"));
+  sim.RunFor(6000);
+  ASSERT_EQ(Shown().size(), 1U);
+  Choose("default");
+  EXPECT_TRUE(sim.shell().opened.empty());
+}
+
+TEST_F(Notes, KeepANameInOneLine) {
+  Start();
+  Finish(Running("a.bin\nDownload stopped: b.bin\t\x1b[31m"));
+  sim.RunFor(6000);
+  ASSERT_EQ(Shown().size(), 1U);
+  EXPECT_EQ(Shown()[0].text, "a.bin Download stopped: b.bin  [31m");
+}
+
 TEST_F(Notes, HaveFiveLinesAtMost) {
   Start();
   for (int i = 0; i < 8; ++i) Finish(Running(std::to_string(i)));

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "TransferFixture.h"
+#include "core/EngineChoice.h"
 #include "core/ListFile.h"
 
 namespace pellora {
@@ -134,6 +135,26 @@ TEST_F(Segments, ReportAnErrorAtEachBlockOfAFileOfUnknownSize) {
   Click(WindowOf()->Command2);
   EXPECT_TRUE(sim.RunUntilIdle(60'000));
   EXPECT_TRUE(NothingRuns());
+}
+
+TEST_F(Segments, PauseAFileOfUnknownSizeWhereNobodySeesItsError) {
+  program.headless = true;
+  Serve("/a.bin", 300000);
+  HttpFault unknown;
+  unknown.length = HttpLength::Missing;
+  unknown.ignoreRange = true;
+  unknown.wire.bytesPerSecond = 50000;
+  origin.Always(unknown);
+  Start("http://o.example/a.bin");
+  ASSERT_TRUE(RunUntilABoxStands());
+  const std::int32_t first = Segment(1).ReceivedNow;
+  Answer(kAnswerOk);
+  sim.RunFor(60'000);
+  EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
+  EXPECT_TRUE(Record().Paused);
+  EXPECT_FALSE(Record().Active);
+  EXPECT_EQ(sim.disk().Get("/home/u/tmp/a.bin001.tmp").size(), static_cast<std::size_t>(first));
+  EXPECT_NE(ReasonForScripts(program, 1).find("length"), std::string::npos);
 }
 
 TEST_F(Segments, NeverReconnectOnceComplete) {

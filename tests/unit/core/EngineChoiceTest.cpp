@@ -67,6 +67,18 @@ TEST_F(EngineChoiceTest, AsksTheNewParserOnlyForTheWebEnginesAddresses) {
   EXPECT_EQ(Reads("file:///etc/passwd", kWebEngineAll), EngineName::None);
 }
 
+TEST_F(EngineChoiceTest, TellsScriptsWhyTheClassicEngineHasStopped) {
+  Choose("http://h/f", kWebEngineOff, kWebEngineOff);
+  EXPECT_EQ(ReasonForScripts(program, 1), "");
+  program.Download(1).ConnectState = kConnectTimedOut;
+  EXPECT_EQ(Reason(), "");
+  EXPECT_EQ(ReasonForScripts(program, 1), "The host h does not answer.");
+  program.classicStops[program.Serial(1)] = "why";
+  EXPECT_EQ(ReasonForScripts(program, 1), "why");
+  program.Download(1).Active = true;
+  EXPECT_EQ(ReasonForScripts(program, 1), "");
+}
+
 TEST_F(EngineChoiceTest, TakesUpdatePackagesByTheClassicEngineAlone) {
   EXPECT_EQ(Reads("http://h/53.zip", kWebEngineAll, kUpdateKind), EngineName::Classic);
   EXPECT_EQ(Reads("https://h/53.zip", kWebEngineAll, kUpdateKind), EngineName::None);
