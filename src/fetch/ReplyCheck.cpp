@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <vector>
 
 #include "core/Ascii.h"
@@ -222,7 +223,8 @@ ReplyReading HttpReply(const FetchAnswer& answer, const AskedFor& asked, const F
 ReplyReading PlainReply(const FetchAnswer& answer, const AskedFor& asked, const FileFacts& known) {
   ReplyReading reading;
   const std::int64_t from = asked.ranged ? asked.from : 0;
-  const std::int64_t total = answer.length < 0 ? -1 : from + answer.length;
+  const bool beyond = answer.length > std::numeric_limits<std::int64_t>::max() - from;  // no file is so long
+  const std::int64_t total = answer.length < 0 || beyond ? -1 : from + answer.length;
   reading.facts = {total, {}, answer.modified};
   reading.range = {from, total};
   reading.proof = total < 0 ? LengthProof::UntilClose : LengthProof::Length;

@@ -35,8 +35,9 @@ bool StartsWith(std::string_view text, std::string_view start) {
          std::equal(start.begin(), start.end(), text.begin(), [&](char s, char t) { return s == lower(t); });
 }
 
-bool RunsInThread(std::string_view url) {
-  return StartsWith(url, "ftp:") || StartsWith(url, "ftps:") || StartsWith(url, "sftp:");
+bool RunsInThread(const FetchRequest& request) {
+  const std::string_view url = request.url;
+  return request.http2 || StartsWith(url, "ftp:") || StartsWith(url, "ftps:") || StartsWith(url, "sftp:");
 }
 
 std::vector<std::string_view> SupportedSchemes() {
@@ -93,7 +94,7 @@ std::unique_ptr<Fetch> CurlFetcher::Begin(FetchRequest request, FetchEvents& eve
   if (inUse_.use_count() == 1) idle_->Start(kIdleMilliseconds, true);
   request.certificates = bundle_.With(request.certificates);
   auto channel = std::make_shared<FetchChannel>(events, desk_);
-  if (RunsInThread(request.url)) {
+  if (RunsInThread(request)) {
     auto thread = std::make_shared<CurlThread>(std::move(request), channel, pool_, desk_);
     channel->SetDriver(thread);
     CurlThread::Start(thread, threads_);
@@ -106,17 +107,16 @@ std::unique_ptr<Fetch> CurlFetcher::Begin(FetchRequest request, FetchEvents& eve
 }
 
 std::shared_ptr<CurlLoop> CurlFetcher::LoopFor(const FetchRequest& request) {
-  Shared& shared = loops_.at(request.http2 ? 1 : 0);
   const bool needsNone = StartsWith(request.url, "http:") && request.proxy.empty();
-  if (shared.loop && needsNone) return shared.loop;
+  if (shared_.loop && needsNone) return shared_.loop;
   Certificates certificates{request.certificates, {}};
   struct stat status {};
   const std::string file = request.certificates.empty() ? CertificateBundle::SystemsPath() : request.certificates;
   if (stat(file.c_str(), &status) == 0) certificates.state = StateIn(status);
-  if (!shared.loop || shared.certificates != certificates) {
-    shared = {std::make_shared<CurlLoop>(gate_, events_, pool_, desk_), std::move(certificates)};
+  if (!shared_.loop || shared_.certificates != certificates) {
+    shared_ = {std::make_shared<CurlLoop>(gate_, events_, pool_, desk_), std::move(certificates)};
   }
-  return shared.loop;
+  return shared_.loop;
 }
 
 // Kept connections and the certificates that were read take some 3 MB, and the C library keeps what was freed between
@@ -124,7 +124,7 @@ std::shared_ptr<CurlLoop> CurlFetcher::LoopFor(const FetchRequest& request) {
 void CurlFetcher::FreeMemoryIfIdle() {
   if (inUse_.use_count() > 1) return;
   idle_->Stop();
-  loops_ = {};
+  shared_ = {};
   pool_->FreeSpare();
   malloc_trim(0);
 }

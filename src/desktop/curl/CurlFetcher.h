@@ -1,11 +1,9 @@
 // CurlFetcher: the Fetcher on libcurl.
 //
-// http and https run on the event loop (CurlLoop), ftp, ftps and sftp in threads (CurlThread). The certificates that a
-// CurlLoop has read are kept with its connections, so a changed file of them means a new one; and HTTP/2 has another,
-// since kept connections of both versions do not mix.
+// http and https run on the event loop (CurlLoop), ftp, ftps, sftp and HTTP/2 in threads (CurlThread). The certificates
+// that a CurlLoop has read are kept with its connections, so a changed file of them means a new one.
 #pragma once
 
-#include <array>
 #include <memory>
 
 #include "desktop/curl/CertificateBundle.h"
@@ -52,7 +50,7 @@ class CurlFetcher final : public Fetcher {
   std::shared_ptr<FetchPool> pool_;
   std::shared_ptr<FetchDesk> desk_;
   std::shared_ptr<ThreadCount> threads_;
-  std::array<Shared, 2> loops_;  // by FetchRequest::http2
+  Shared shared_;
   struct InUse {};
   std::shared_ptr<InUse> inUse_ = std::make_shared<InUse>();  // every Fetch has a copy
   std::unique_ptr<Alarm> idle_;                               // runs from the first Fetch until the last one is gone

@@ -1,7 +1,8 @@
-// CurlThread: one transfer of ftp, ftps or sftp in a thread, which shares nothing with others.
+// CurlThread: one transfer of ftp, ftps, sftp or HTTP/2 in a thread, which shares nothing with others.
 //
 // libcurl waits for such servers inside its calls: a minute for the last reply of ftp, a second for the end of a dead
-// sftp session. A transfer that is dropped has its sockets shut down, which ends any of these waits.
+// sftp session. By HTTP/2 it reads for as long as a server sends frames that belong to no body, be it for ever. A
+// transfer that is dropped has its sockets shut down, which ends any of these.
 #pragma once
 
 #include <curl/curl.h>

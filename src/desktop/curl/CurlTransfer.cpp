@@ -379,7 +379,7 @@ void CurlTransfer::Answer() {
       return Refuse(CURLE_FTP_COULDNT_RETR_FILE, FetchEnd::Unsupported, "the length of the file cannot be read");
     const std::int64_t from = request_.ranged ? request_.from : 0;
     // Some servers announce the whole file, some the rest; any other length belongs to another file or mode.
-    if (announced_ >= 0 && announced_ != length_ && announced_ != length_ + from) length_ = -1;
+    if (announced_ >= 0 && announced_ != length_ && announced_ - from != length_) length_ = -1;
     answer.length = length_;
     answer.modified = Info<curl_off_t>(CURLINFO_FILETIME_T);
   }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 
 #include "fetch/ReplyCheck.h"
@@ -325,6 +326,7 @@ TEST(ReplyCheck, JudgesFtpByLengthAndTime) {
   Expect(PlainAnswer(-1), First(), {}, V::Body);
   EXPECT_EQ(CheckReply(PlainAnswer(-1), First()).proof, LengthProof::UntilClose);
   Expect(PlainAnswer(200), Later(50), known, V::Changed, R::OtherLength);
+  Expect(PlainAnswer(std::numeric_limits<std::int64_t>::max()), Later(50), known, V::OneLane, R::Lengths);
   Expect(PlainAnswer(-1), Later(50), known, V::OneLane, R::Lengths);
   Expect(PlainAnswer(150, 8), Later(50), known, V::CompareSample, R::OtherVersion);
   Expect(PlainAnswer(150, -1), Later(50), known, V::CompareSample, R::Unproven);
