@@ -142,7 +142,7 @@ TEST_F(WebAddList, ShowsTooLittleRoomBefore) {
   run.sim.disk().SetCapacity(run.sim.disk().Used() + 150'000);
   run.Drop("https://o.example/a.bin\nhttps://o.example/b.bin");
   run.sim.RunFor(5000);
-  EXPECT_EQ(run.List().Label2.Caption(), FillText(run.Said(WebText::NoRoom), {"1 MB", "0 MB"}));
+  EXPECT_EQ(run.List().Label2.Caption(), FillText(run.Said(WebText::NoRoom), {"200 kB", "150 kB"}));
   run.sim.Do([&] { run.List().ListView1.CheckByUser(0, false); });
   EXPECT_EQ(run.List().Label2.Caption(), "");
 }
@@ -167,7 +167,7 @@ TEST_F(WebAddList, MeasuresTheFolderOfEachAdd) {
   EXPECT_EQ(run.List().Label2.Caption(), "") << "each has its own room";
   run.sim.Do([&] { run.List().Offer({add("https://o.example/c.bin", "/media/stick/new")}, false); });
   run.sim.RunFor(5000);
-  EXPECT_EQ(run.List().Label2.Caption(), FillText(run.Said(WebText::NoRoomIn), {"/media/stick", "1 MB", "0 MB"}));
+  EXPECT_EQ(run.List().Label2.Caption(), FillText(run.Said(WebText::NoRoomIn), {"/media/stick", "200 kB", "150 kB"}));
   run.sim.Do([&] { run.List().ListView1.CheckByUser(2, false); });
   EXPECT_EQ(run.List().Label2.Caption(), "");
 }
