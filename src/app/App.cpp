@@ -56,18 +56,6 @@ namespace {
 constexpr const char* kNoSuchDownload = "There is no such download.";
 constexpr const char* kNoWebEngine = "This copy of Pellora does not have the engine that looks inside archives.";
 
-// One of seven words, also for the web engine: what waits for a server is active, what was stopped has failed.
-const char* StateWord(Program& program, int index) {
-  const DownloadRecord& record = program.Download(index);
-  if (record.Finished) return "finished";
-  if (record.Active) return "active";
-  if (record.Scheduled != 0) return "scheduled";
-  if (TimedOut(record)) return "failed";
-  if (record.Queued != 0) return "queued";
-  if (HasFailed(program, index)) return "failed";
-  return record.Paused ? "paused" : "waiting";
-}
-
 // What `act` returns, or the reason of its Failure.
 template <class Act>
 std::string ReasonOf(Act&& act) {
