@@ -34,6 +34,7 @@
 #include "fetch/WebServices.h"
 #include "lang/Language.h"
 #include "mainwin/AddDownload.h"
+#include "mainwin/ListFiles.h"
 #include "mainwin/MainWindow.h"
 #include "mainwin/MetalinkAdds.h"
 #include "mainwin/TakeOver.h"
@@ -139,7 +140,12 @@ struct App::Parts {
   }
 
   void OpenOne(const std::string& address) {
-    // Nobody could choose among those of a file.
+    // Without windows nobody could choose among those of a file.
+    if (program.headless && ListFileOf(address)) {
+      return Add({.url = address, .opensFile = true}, [this, address](const AddAnswer& answer) {
+        if (!answer.reason.empty()) program.platform.tasks.Spawn(Say(&program, address + ": " + answer.reason));
+      });
+    }
     if (!program.headless && Main().TakeText(address, false, this)) return;
     AddRequest request{.url = address, .caller = this};
     program.platform.tasks.Spawn(AddDownload(&program, std::move(request)));
@@ -169,6 +175,21 @@ struct App::Parts {
       scripted.insert(program.Serial(outcome.index));
     }
     return reasons;
+  }
+
+  void Add(const ScriptedAdd& wanted, const std::function<void(AddAnswer)>& answered) {
+    const auto ids = std::make_shared<std::vector<std::string>>();
+    std::function<std::string(const ScriptedAdd&)> add = [this, ids](const ScriptedAdd& one) {
+      if (stopped) return std::string("Pellora has ended.");
+      return ReasonOf([&] { return AddForScript(one, *ids); });
+    };
+    std::function<void(const std::string&)> done = [ids, answered](const std::string& reason) {
+      answered({ids->empty() ? std::string() : ids->front(), reason, *ids});
+    };
+    std::optional<std::string> file;
+    if (wanted.opensFile && program.headless) file = ListFileOf(wanted.url);
+    if (!file) return done(add(wanted));
+    program.platform.tasks.Spawn(AddFromListFile(&program, wanted, *file, std::move(add), std::move(done)));
   }
 
   // In the place of the Metalink at `index`.
@@ -369,12 +390,8 @@ void App::LeechURL(const std::string&, const std::string&) {}
 
 void App::Add(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) {
   Parts* const parts = parts_.get();
-  parts->WhenStarted([parts, wanted = std::move(wanted), answered = std::move(answered)] {
-    AddAnswer answer;
-    answer.reason = ReasonOf([&] { return parts->AddForScript(wanted, answer.ids); });
-    if (!answer.ids.empty()) answer.id = answer.ids.front();
-    answered(std::move(answer));
-  });
+  parts->WhenStarted(
+      [parts, wanted = std::move(wanted), answered = std::move(answered)] { parts->Add(wanted, answered); });
 }
 
 void App::TakeOver(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) {
