@@ -285,7 +285,7 @@ int RunSecondCopy(Surface surface, const ProgramPlaces& places, const Wish& wish
   const QDBusConnection bus = QDBusConnection::sessionBus();
   if (!RunningCopyFound(bus)) {
     std::fputs("Pellora: runs already, but not on this session bus\n", stderr);
-    return 0;
+    return surface == Surface::Display && wish.IsEmpty() ? 0 : 1;
   }
   if (surface == Surface::Unwanted) {
     std::fputs("Pellora: runs already\n", stderr);

@@ -147,6 +147,14 @@ class Headless(Case):
                 self.companion.run("remove", url)
         self.quit()
 
+    def test_start_that_another_bus_hides_has_failed(self):
+        self.start()
+        self.session.env["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent"
+        refused = (1, "", "Pellora: runs already, but not on this session bus\n")
+        for arguments in (["--headless"], ["http://127.0.0.1:1/a"]):
+            self.assertEqual(self.run_program(*arguments), refused)
+        self.stop()
+
     def test_option_that_does_not_exist_is_refused(self):
         self.assertEqual(self.run_program("--headless", "--wrong"),
                          (2, "", "Pellora: unknown option --wrong; --help lists those that there are\n"))
