@@ -218,10 +218,14 @@ TEST_F(WebAddList, ReadsDroppedTextFiles) {
   run.sim.RunFor(5000);
   ASSERT_EQ(run.List().ListView1.Rows().size(), 2U);
   EXPECT_EQ(run.Row(1).subItems.at(kUrl), "https://o.example/b.bin");
+  EXPECT_TRUE(run.Drop("file:/home/u/my%20list.txt\r\n", kLinksFormat));
+  run.sim.RunFor(5000);
+  EXPECT_EQ(run.List().ListView1.Rows().size(), 4U);
   EXPECT_FALSE(run.Drop("file:///home/u/picture.png\r\n", kLinksFormat));
+  EXPECT_FALSE(run.Drop("file:/home/u/picture.png\r\n", kLinksFormat));
   EXPECT_TRUE(run.Drop("file:///home/u/missing.txt\r\n", kLinksFormat));
   run.sim.RunFor(1000);
-  EXPECT_EQ(run.List().ListView1.Rows().size(), 2U);
+  EXPECT_EQ(run.List().ListView1.Rows().size(), 4U);
 }
 
 TEST_F(WebAddList, BasketOffersSeveralAndStartsNone) {
