@@ -55,11 +55,19 @@ bool MainWindow::TakeDrop(const DataObject& data) {
   return taken;
 }
 
-// A drag without a text that can be taken may still offer links.
+// A drag without a text that can be taken may still offer links. A text that takes the other program too long to send
+// arrives empty.
 bool MainWindow::TakeDropped(const DataObject& data, bool later, const void* caller) {
+  bool offered = false;
+  bool arrived = false;
   for (const int format : {kTextFormat, kLinksFormat}) {
-    if (data.GetFormat(format) && TakeText(data.GetData(format), later, caller)) return true;
+    if (!data.GetFormat(format)) continue;
+    const std::string text = data.GetData(format);
+    if (TakeText(text, later, caller)) return true;
+    offered = true;
+    arrived = arrived || !text.empty();
   }
+  if (offered && !arrived) Status("The dropped text has not arrived, or is empty.");
   return false;
 }
 

@@ -228,6 +228,14 @@ TEST_F(WebAddList, ReadsDroppedTextFiles) {
   EXPECT_EQ(run.List().ListView1.Rows().size(), 4U);
 }
 
+TEST_F(WebAddList, SaysThatADroppedTextHasNotArrived) {
+  Run run;
+  EXPECT_FALSE(run.Drop("some words"));
+  EXPECT_EQ(run.window().StatusBar1.Panels().front().find("not arrived"), std::string::npos);
+  EXPECT_FALSE(run.Drop(""));
+  EXPECT_NE(run.window().StatusBar1.Panels().front().find("not arrived"), std::string::npos);
+}
+
 TEST_F(WebAddList, BasketOffersSeveralAndStartsNone) {
   Run run;
   int effect = kDropNone;
