@@ -34,6 +34,7 @@
 #include "fetch/WebServices.h"
 #include "lang/Language.h"
 #include "mainwin/AddDownload.h"
+#include "mainwin/ListFiles.h"
 #include "mainwin/MainWindow.h"
 #include "mainwin/MetalinkAdds.h"
 #include "mainwin/TakeOver.h"
@@ -55,18 +56,6 @@ namespace {
 
 constexpr const char* kNoSuchDownload = "There is no such download.";
 constexpr const char* kNoWebEngine = "This copy of Pellora does not have the engine that looks inside archives.";
-
-// One of seven words, also for the web engine: what waits for a server is active, what was stopped has failed.
-const char* StateWord(Program& program, int index) {
-  const DownloadRecord& record = program.Download(index);
-  if (record.Finished) return "finished";
-  if (record.Active) return "active";
-  if (record.Scheduled != 0) return "scheduled";
-  if (TimedOut(record)) return "failed";
-  if (record.Queued != 0) return "queued";
-  if (HasFailed(program, index)) return "failed";
-  return record.Paused ? "paused" : "waiting";
-}
 
 // What `act` returns, or the reason of its Failure.
 template <class Act>
@@ -151,7 +140,12 @@ struct App::Parts {
   }
 
   void OpenOne(const std::string& address) {
-    // Nobody could choose among those of a file.
+    // Without windows nobody could choose among those of a file.
+    if (program.headless && ListFileOf(address)) {
+      return Add({.url = address, .opensFile = true}, [this, address](const AddAnswer& answer) {
+        if (!answer.reason.empty()) program.platform.tasks.Spawn(Say(&program, address + ": " + answer.reason));
+      });
+    }
     if (!program.headless && Main().TakeText(address, false, this)) return;
     AddRequest request{.url = address, .caller = this};
     program.platform.tasks.Spawn(AddDownload(&program, std::move(request)));
@@ -181,6 +175,21 @@ struct App::Parts {
       scripted.insert(program.Serial(outcome.index));
     }
     return reasons;
+  }
+
+  void Add(const ScriptedAdd& wanted, const std::function<void(AddAnswer)>& answered) {
+    const auto ids = std::make_shared<std::vector<std::string>>();
+    std::function<std::string(const ScriptedAdd&)> add = [this, ids](const ScriptedAdd& one) {
+      if (stopped) return std::string("Pellora has ended.");
+      return ReasonOf([&] { return AddForScript(one, *ids); });
+    };
+    std::function<void(const std::string&)> done = [ids, answered](const std::string& reason) {
+      answered({ids->empty() ? std::string() : ids->front(), reason, *ids});
+    };
+    std::optional<std::string> file;
+    if (wanted.opensFile && program.headless) file = ListFileOf(wanted.url);
+    if (!file) return done(add(wanted));
+    program.platform.tasks.Spawn(AddFromListFile(&program, wanted, *file, std::move(add), std::move(done)));
   }
 
   // In the place of the Metalink at `index`.
@@ -381,12 +390,8 @@ void App::LeechURL(const std::string&, const std::string&) {}
 
 void App::Add(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) {
   Parts* const parts = parts_.get();
-  parts->WhenStarted([parts, wanted = std::move(wanted), answered = std::move(answered)] {
-    AddAnswer answer;
-    answer.reason = ReasonOf([&] { return parts->AddForScript(wanted, answer.ids); });
-    if (!answer.ids.empty()) answer.id = answer.ids.front();
-    answered(std::move(answer));
-  });
+  parts->WhenStarted(
+      [parts, wanted = std::move(wanted), answered = std::move(answered)] { parts->Add(wanted, answered); });
 }
 
 void App::TakeOver(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) {

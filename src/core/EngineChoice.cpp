@@ -152,12 +152,24 @@ std::string ReasonOf(Program& program, int index) {
   return reason == WebText::None ? std::string() : TextOf(program, reason);
 }
 
+const char* StateWord(Program& program, int index) {
+  const DownloadRecord& record = program.Download(index);
+  if (record.Finished) return "finished";
+  if (record.Active) return "active";
+  if (record.Scheduled != 0) return "scheduled";
+  if (TimedOut(record) || Refused(record)) return "failed";
+  if (record.Queued != 0) return "queued";
+  if (HasFailed(program, index)) return "failed";
+  return record.Paused ? "paused" : "waiting";
+}
+
 std::string ReasonForScripts(Program& program, int index) {
   std::string reason = ReasonOf(program, index);
   const DownloadRecord& record = program.Download(index);
   if (!reason.empty() || record.Finished || record.Active || program.Web(index) != nullptr) return reason;
   const auto stop = program.classicStops.find(program.Serial(index));
   if (stop != program.classicStops.end()) return stop->second;
+  if (Refused(record)) return "It failed in an earlier run.";
   return TimedOut(record) ? FillText(TextOf(program, WebText::Silent), {record.Host}) : reason;
 }
 

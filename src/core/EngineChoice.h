@@ -55,6 +55,8 @@ bool HasFailed(Program& program, int index);
 std::string ReasonOf(Program& program, int index);
 // The same for those who see no boxes: also why the classic engine has stopped.
 std::string ReasonForScripts(Program& program, int index);
+// One of seven words, also for the web engine: what waits for a server is active, what was stopped has failed.
+const char* StateWord(Program& program, int index);
 
 // It is of chosen files of an archive, finished or not: no download of what is at its address.
 bool IsSelection(Program& program, int index);

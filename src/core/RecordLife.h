@@ -27,6 +27,8 @@ inline constexpr std::int16_t kUpdateKind = 1;
 
 // The server did not answer in time and the user kept the record. The next attempt clears it.
 inline bool TimedOut(const DownloadRecord& record) { return record.ConnectState == kConnectTimedOut; }
+// The server refused it, or what it sends is no file, where nobody sees a box. The next attempt clears it.
+inline bool Refused(const DownloadRecord& record) { return record.InUse && record.RestState == kEndedFatally; }
 // The program's own update package: once complete it is handed over rather than shown.
 inline bool IsUpdate(const DownloadRecord& record) { return record.DownloadKind == kUpdateKind; }
 

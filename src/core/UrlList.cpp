@@ -12,8 +12,9 @@ namespace {
 constexpr std::string_view kBlanks = " \t\v\f";
 constexpr std::size_t kLongestAddress = 65535;  // bytes; the list file keeps no more
 
-// A scheme and "://" (RFC 3986, section 3.1).
+// A scheme and "://" (RFC 3986, section 3.1), or a file's URL without a host (RFC 8089, section 2).
 bool BeginsLikeAnAddress(std::string_view line) {
+  if (StartsWithNoCase(line, "file:/")) return true;
   const std::size_t end = line.find("://");
   if (end == std::string_view::npos || end == 0) return false;
   const std::string_view scheme = line.substr(0, end);

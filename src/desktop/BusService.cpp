@@ -89,6 +89,7 @@ const Keys<ScriptedAdd>& KeysOfAdd() {
                                       {kLaterKey, IntoFlag(&ScriptedAdd::later)},
                                       {kDuplicateKey, IntoFlag(&ScriptedAdd::duplicate)},
                                       {kQuietKey, IntoFlag(&ScriptedAdd::quiet)},
+                                      {kFileKey, IntoFlag(&ScriptedAdd::opensFile)},
                                       {kBrowserKey, IntoFlag(&ScriptedAdd::fromBrowser)}};
   return keys;
 }
@@ -491,6 +492,18 @@ bool RaiseRunningCopy(const QDBusConnection& bus) { return CallApplication(bus, 
 
 bool OpenInRunningCopy(const QDBusConnection& bus, const QStringList& addresses) {
   return CallApplication(bus, "Open", {addresses});
+}
+
+QString AddInRunningCopy(const QDBusConnection& bus, const QString& address) {
+  QDBusMessage call = QDBusMessage::createMethodCall(kBusName, kBusPath, kDownloadsInterface, "Add");
+  call.setAutoStartService(false);
+  QVariantMap request{{kUrlKey, address}};
+  // Only where it matters: a copy that runs since before an update may not know it.
+  if (address.startsWith('/') || address.startsWith("file:", Qt::CaseInsensitive)) request.insert(kFileKey, true);
+  call.setArguments({request});
+  constexpr int kPatience = 60'000;  // for the disk, and for thousands of addresses
+  const QDBusReply<QVariantMap> reply = bus.call(call, QDBus::Block, kPatience);
+  return reply.isValid() ? reply.value().value(kReasonKey).toString() : reply.error().message();
 }
 
 bool AddUrlInRunningCopy(const QDBusConnection& bus) {

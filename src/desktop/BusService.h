@@ -203,6 +203,9 @@ bool RaiseRunningCopy(const QDBusConnection& bus);
 // Has the running copy open these addresses and files. False as above.
 bool OpenInRunningCopy(const QDBusConnection& bus, const QStringList& addresses);
 
+// Has the running copy, which shows no windows, add an address, or those in a file. Why not, or empty.
+QString AddInRunningCopy(const QDBusConnection& bus, const QString& address);
+
 // Has the running copy ask for an address. False as above.
 bool AddUrlInRunningCopy(const QDBusConnection& bus);
 

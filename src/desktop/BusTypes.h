@@ -33,6 +33,7 @@ inline constexpr const char* kLaterKey = "later";          // bool: it is not st
 inline constexpr const char* kAtKey = "at";                // "YYYY-MM-DD HH:MM": not before then
 inline constexpr const char* kDuplicateKey = "duplicate";  // bool: a listed download of this address begins anew
 inline constexpr const char* kQuietKey = "quiet";          // bool: no window opens
+inline constexpr const char* kFileKey = "file";            // bool: the URL may be that of a local file of addresses
 inline constexpr const char* kBrowserKey = "browser";      // bool: page and cookies count only for the web engine
 // Of a download that a browser has begun, what its own request has sent and got:
 inline constexpr const char* kUserAgentKey = "user-agent";

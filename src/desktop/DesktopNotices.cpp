@@ -18,6 +18,9 @@ constexpr const char* kService = "org.freedesktop.Notifications";
 constexpr const char* kPath = "/org/freedesktop/Notifications";
 constexpr const char* kLauncher = "com.canonical.Unity.LauncherEntry";
 
+// Nothing waits for the answer: without it the buttons of a message, which a busy desktop may show late, would be dead.
+constexpr int kPatience = 3'600'000;  // milliseconds
+
 QDBusMessage CallOf(const char* method) {
   return QDBusMessage::createMethodCall(QLatin1String(kService), QLatin1String(kPath), QLatin1String(kService),
                                         QLatin1String(method));
@@ -47,7 +50,7 @@ DesktopNotices::DesktopNotices(EventGate& gate, QDBusConnection bus, QString des
 void DesktopNotices::Show(const Notice& notice, Action chosen) {
   if (!bus_.isConnected()) return;
   if (readsMarkup_) return Send(notice, std::move(chosen));
-  auto* const asked = new QDBusPendingCallWatcher(bus_.asyncCall(CallOf("GetCapabilities")), this);
+  auto* const asked = new QDBusPendingCallWatcher(bus_.asyncCall(CallOf("GetCapabilities"), kPatience), this);
   connect(asked, &QDBusPendingCallWatcher::finished, this, [this, asked, notice, chosen = std::move(chosen)] {
     asked->deleteLater();
     const QDBusPendingReply<QStringList> reply = *asked;
@@ -69,7 +72,7 @@ void DesktopNotices::Send(const Notice& notice, Action chosen) {
   QDBusMessage call = CallOf("Notify");
   call.setArguments({QStringLiteral("Pellora !"), kNew, desktopId_, DisplayLine(notice.title),
                      *readsMarkup_ ? text.toHtmlEscaped() : text, buttons, hints, kAsUsual});
-  auto* const shown = new QDBusPendingCallWatcher(bus_.asyncCall(call), this);
+  auto* const shown = new QDBusPendingCallWatcher(bus_.asyncCall(call, kPatience), this);
   connect(shown, &QDBusPendingCallWatcher::finished, this, [this, shown, chosen = std::move(chosen)] {
     shown->deleteLater();
     const QDBusPendingReply<quint32> reply = *shown;

@@ -23,6 +23,7 @@
 #include "async/EventGate.h"
 #include "async/TaskLoop.h"
 #include "core/Version.h"
+#include "core/WebAddress.h"
 #include "desktop/ActivationToken.h"
 #include "desktop/BrowserManifests.h"
 #include "desktop/BusService.h"
@@ -223,7 +224,21 @@ Wish WishOf(const QStringList& arguments) {
   return wish;
 }
 
-bool HandOver(const QDBusConnection& bus, const Wish& wish) {
+// Says what cannot be added, which the copy could show to nobody.
+bool AddEachInRunningCopy(const QDBusConnection& bus, const QStringList& addresses) {
+  bool all = true;
+  for (const QString& address : addresses) {
+    const QString reason = AddInRunningCopy(bus, address);
+    if (reason.isEmpty()) continue;
+    const std::string text = WithoutPassword(address.toStdString()) + ": " + reason.toStdString();
+    std::fprintf(stderr, "Pellora: %s\n", qUtf8Printable(WholeLine(text)));
+    all = false;
+  }
+  return all;
+}
+
+bool HandOver(const QDBusConnection& bus, const Wish& wish, bool toHeadless) {
+  if (toHeadless) return AddEachInRunningCopy(bus, wish.addresses);
   const bool opened = wish.addresses.isEmpty() || OpenInRunningCopy(bus, wish.addresses);
   return opened && (!wish.addUrl || AddUrlInRunningCopy(bus));
 }
@@ -270,15 +285,16 @@ int RunSecondCopy(Surface surface, const ProgramPlaces& places, const Wish& wish
   const QDBusConnection bus = QDBusConnection::sessionBus();
   if (!RunningCopyFound(bus)) {
     std::fputs("Pellora: runs already, but not on this session bus\n", stderr);
-    return 0;
+    return surface == Surface::Display && wish.IsEmpty() ? 0 : 1;
   }
   if (surface == Surface::Unwanted) {
     std::fputs("Pellora: runs already\n", stderr);
     return 0;
   }
   const bool wantsWindow = wish.addUrl || wish.IsEmpty();
-  const bool inVain = wantsWindow && RunningCopyIsHeadless(bus);
-  if (!wish.IsEmpty() && !HandOver(bus, wish)) return 1;
+  const bool toHeadless = RunningCopyIsHeadless(bus);
+  const bool inVain = wantsWindow && toHeadless;
+  if (!wish.IsEmpty() && !HandOver(bus, wish, toHeadless)) return 1;
   if (!wish.IsEmpty() && !inVain) return 0;
   if (surface == Surface::Missing) return RefuseWithoutDisplay();
   // For the window of the first copy: Qt would use it up for the box.

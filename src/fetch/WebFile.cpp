@@ -6,6 +6,7 @@
 #include "async/TaskLoop.h"
 #include "core/FileNames.h"
 #include "core/ListFile.h"
+#include "core/RoomTexts.h"
 #include "core/SpeedLimits.h"
 #include "fetch/FileNameFromReply.h"
 #include "fetch/NewPart.h"
@@ -18,8 +19,6 @@
 namespace pellora {
 
 namespace {
-
-constexpr std::uint64_t kMegabyte = 1'000'000;
 
 // Of AdoptPart's work, written by it alone and read once it is over.
 struct Adopted {
@@ -51,11 +50,10 @@ void WebEngine::ForgetReplacing() {
 }
 
 std::string WebEngine::NoRoomFor(const NewPart& part) const {
-  const auto megabytes = [](std::uint64_t bytes) { return std::to_string(bytes / kMegabyte) + " MB"; };
   const auto total = static_cast<std::uint64_t>(facts_.total);
-  if (total > part.longest) return Say(WebText::TooLong, {megabytes(part.longest)});
+  if (total > part.longest) return Say(WebText::TooLong, {FreeRoom(part.longest)});
   const WebText text = part.reserved > 0 ? WebText::NoRoomBeside : WebText::NoRoom;
-  return Say(text, {megabytes(part.needed + kMegabyte - 1), megabytes(part.room)});
+  return Say(text, {NeededRoom(part.needed), FreeRoom(part.room)});
 }
 
 Task<> WebEngine::CreatePart() {

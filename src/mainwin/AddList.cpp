@@ -8,6 +8,7 @@
 #include "core/EngineChoice.h"
 #include "core/FileNames.h"
 #include "core/Numbers.h"
+#include "core/RoomTexts.h"
 #include "core/UrlList.h"
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
@@ -26,14 +27,11 @@ constexpr int kBadUrl = 400;
 constexpr std::size_t kRowsInOneGo = 128;  // looking for a name may mean a disk
 constexpr std::size_t kAddsInOneGo = 16;
 constexpr int kPatience = 30;  // seconds that a server may take
-constexpr std::int64_t kMegabyte = 1'000'000;
 
 enum SubItem : std::size_t { kSize, kUrl, kNote, kSubItems };
 
 // Of sizes; one that is not known counts for nothing.
 std::int64_t SumOf(std::int64_t a, std::int64_t b) { return ClampedSum(a, std::max<std::int64_t>(b, 0)); }
-
-std::string Megabytes(std::int64_t bytes) { return std::to_string(bytes / kMegabyte) + " MB"; }
 
 std::string Joined(const std::string& a, const std::string& b) { return a.empty() || b.empty() ? a + b : a + " " + b; }
 
@@ -295,9 +293,10 @@ std::string AddList::RoomNote() const {
   for (const auto& [folder, room] : rooms_) {
     const auto bytes = wanted.find(room.disk);
     if (bytes == wanted.end() || room.bytes < 0 || bytes->second <= room.bytes) continue;
-    const std::string needed = Megabytes(SumOf(bytes->second, kMegabyte - 1));
-    if (wanted.size() == 1) return FillText(TextOf(program_, WebText::NoRoom), {needed, Megabytes(room.bytes)});
-    return FillText(TextOf(program_, WebText::NoRoomIn), {folder, needed, Megabytes(room.bytes)});
+    const std::string needed = NeededRoom(static_cast<std::uint64_t>(bytes->second));
+    const std::string found = FreeRoom(static_cast<std::uint64_t>(room.bytes));
+    if (wanted.size() == 1) return FillText(TextOf(program_, WebText::NoRoom), {needed, found});
+    return FillText(TextOf(program_, WebText::NoRoomIn), {folder, needed, found});
   }
   return {};
 }

@@ -1,6 +1,5 @@
 // Drops: what is dropped on the main window or the basket, and files of addresses.
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,10 +12,10 @@
 #include "core/Ascii.h"
 #include "core/EngineChoice.h"
 #include "core/Metalink.h"
-#include "core/Percent.h"
 #include "core/UrlList.h"
 #include "core/WebTexts.h"
 #include "mainwin/AddDownload.h"
+#include "mainwin/ListFiles.h"
 #include "mainwin/MainWindow.h"
 #include "mainwin/MetalinkAdds.h"
 #include "ports/Failure.h"
@@ -26,39 +25,8 @@ namespace pellora {
 
 namespace {
 
-constexpr std::string_view kFileScheme = "file://";
-constexpr std::string_view kThisHost = "localhost";
-constexpr std::string_view kMetalinkEnding = ".meta4";
-constexpr std::array<std::string_view, 2> kListEndings = {".txt", kMetalinkEnding};
-
-// The path of a local file of addresses, given as it is or as a link; nothing for anything else.
-std::optional<std::string> ListFileOf(std::string_view text) {
-  std::string path(text);
-  if (StartsWithNoCase(text, kFileScheme)) {
-    text.remove_prefix(kFileScheme.size());
-    if (StartsWithNoCase(text, kThisHost)) text.remove_prefix(kThisHost.size());
-    path = PercentDecoded(text);
-  }
-  const bool list = std::any_of(kListEndings.begin(), kListEndings.end(),
-                                [&](std::string_view ending) { return EndsWithNoCase(path, ending); });
-  return list && path.starts_with('/') && !HasControls(path) ? std::optional(path) : std::nullopt;
-}
-
 // A local file that is none of addresses.
-bool IsUnlistedFile(const std::string& address) {
-  return StartsWithNoCase(address, kFileScheme) && !ListFileOf(address);
-}
-
-bool IsMetalink(const std::string& path) { return EndsWithNoCase(path, kMetalinkEnding); }
-
-// As much of it as is taken from a list, and one byte more.
-std::string BeginningOf(Files& files, const std::string& path) {
-  const std::size_t longest = IsMetalink(path) ? kLongestMetalink : kLongestUrlList;
-  const std::unique_ptr<File> file = files.OpenForReading(path);
-  std::string bytes(static_cast<std::size_t>(std::min<std::uint64_t>(file->Length(), longest + 1)), '\0');
-  bytes.resize(file->ReadAt(0, bytes));
-  return bytes;
-}
+bool IsUnlistedFile(const std::string& address) { return IsFileUrl(address) && !ListFileOf(address); }
 
 // The name and the checksum are those of one file.
 std::vector<ListedAdd> AddsOf(const std::vector<std::string>& addresses, const AddRequest& common) {
@@ -87,11 +55,19 @@ bool MainWindow::TakeDrop(const DataObject& data) {
   return taken;
 }
 
-// A drag without a text that can be taken may still offer links.
+// A drag without a text that can be taken may still offer links. A text that takes the other program too long to send
+// arrives empty.
 bool MainWindow::TakeDropped(const DataObject& data, bool later, const void* caller) {
+  bool offered = false;
+  bool arrived = false;
   for (const int format : {kTextFormat, kLinksFormat}) {
-    if (data.GetFormat(format) && TakeText(data.GetData(format), later, caller)) return true;
+    if (!data.GetFormat(format)) continue;
+    const std::string text = data.GetData(format);
+    if (TakeText(text, later, caller)) return true;
+    offered = true;
+    arrived = arrived || !text.empty();
   }
+  if (offered && !arrived) Status("The dropped text has not arrived, or is empty.");
   return false;
 }
 
@@ -116,7 +92,7 @@ bool MainWindow::OfferText(const std::string& text, const AddRequest& common) {
     if (std::optional<std::string> path = ListFileOf(address)) files.push_back(std::move(*path));
   }
   if (std::optional<std::string> path = ListFileOf(TrimBlanks(text))) files.assign(1, std::move(*path));
-  std::erase_if(reading.addresses, [](const auto& address) { return StartsWithNoCase(address, kFileScheme); });
+  std::erase_if(reading.addresses, [](const auto& address) { return IsFileUrl(address); });
   const bool any = std::any_of(reading.addresses.begin(), reading.addresses.end(),
                                [this](const auto& address) { return TakesScheme(program_, address); });
   if (!any) reading.addresses.clear();
@@ -161,7 +137,7 @@ Task<> MainWindow::Offer(std::vector<std::string> addresses, std::vector<std::st
     const auto listed = std::make_shared<std::vector<MetalinkFile>>();
     Background::Work read = [from = &platform_.files, bytes, listed, path] {
       *bytes = BeginningOf(*from, path);
-      if (IsMetalink(path)) *listed = ReadMetalink(*bytes).value_or(std::vector<MetalinkFile>());
+      if (IsMetalinkFile(path)) *listed = ReadMetalink(*bytes).value_or(std::vector<MetalinkFile>());
     };
     try {
       co_await InBackground(&platform_, std::move(read));
@@ -169,7 +145,7 @@ Task<> MainWindow::Offer(std::vector<std::string> addresses, std::vector<std::st
       Status(failure.what());
       continue;
     }
-    if (IsMetalink(path)) {
+    if (IsMetalinkFile(path)) {
       OfferMetalink(std::move(*listed), common);
       continue;
     }

@@ -33,6 +33,7 @@ struct ScriptedAdd {
   bool duplicate = false;  // a listed download of this address begins anew
   bool quiet = false;      // no window opens
   std::string caller{};    // who waits for a take-over, as App::CallerGone names it
+  bool opensFile = false;  // the address may be a local file of addresses, where nobody could choose among them
   std::string metalink{};  // a Metalink's bytes: its files are added, and `url` is only what the script calls it
 };
 

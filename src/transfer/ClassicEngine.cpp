@@ -131,11 +131,29 @@ void ClassicEngine::EndRecord(const RecordEnd& end) {
   program_.lists->RefreshRows(kAllRows, kForced);
 }
 
+void ClassicEngine::Refuse(const RecordEnd& end, std::string reason) {
+  if (program_.headless) return KeepAsFailed(std::move(reason));
+  EndRecord(end);
+}
+
+void ClassicEngine::KeepAsFailed(std::string reason) {
+  DownloadRecord& record = Record();
+  record.Active = false;
+  record.Paused = false;
+  record.RestState = kEndedFatally;
+  program_.classicStops[program_.Serial(Index())] = std::move(reason);
+  EmptySlot();
+  Retire();
+  program_.lists->RefreshRows(kAllRows, kForced);
+}
+
 Task<> ClassicEngine::InitConnection() {
   const auto hold = Hold();
   if (!StillCurrent()) co_return;
   DropUnusablePlan();
   DownloadRecord& record = Record();
+  if (Refused(record)) record.RestState.clear();
+  program_.classicStops.erase(program_.Serial(Index()));
   ftpProbe_.Begin();
   TimeOut.SetEnabled(false);  // a redirect and a repeated probe get the full time again
   TimeOut.SetEnabled(true);
@@ -274,7 +292,7 @@ Task<> ClassicEngine::RefuseBadName() {
   const auto hold = Hold();
   BoxRequest request{"Bad URL or File", kProgramName, kOkOnly};
   (void)co_await Ask(std::move(request));
-  if (StillCurrent()) EndRecord(kNoFile);
+  if (StillCurrent()) Refuse(kNoFile, "The address or the file has a name that cannot be stored.");
 }
 
 }  // namespace pellora

@@ -68,7 +68,10 @@ class ClassicEngine final : public Engine, public std::enable_shared_from_this<C
   void ContinueWithoutWindow();
   void FitSizeToPlan();
   Task<> RefuseBadName();
-  void EndRecord(const RecordEnd& end);                       // releases it, and retires
+  void EndRecord(const RecordEnd& end);  // releases it, and retires
+  // The same where boxes are seen. Else the record stays as failed, and the list says why.
+  void Refuse(const RecordEnd& end, std::string reason);
+  void KeepAsFailed(std::string reason);
   void CountReceived(std::uint32_t tick, std::size_t bytes);  // first thing of whatever takes bytes from a socket
   bool Account(std::uint32_t tick, std::int64_t bytes);       // True: a drawing was due, and is done
   SpeedBrake& Brake() { return brake_; }

@@ -101,11 +101,11 @@ Task<> FtpProbe::ConnectSegments() {
 Task<> FtpProbe::Failed(std::string text) {
   const auto hold = engine_.Hold();
   WS.SetReading(false);  // what else the server says is not listened to
-  BoxRequest request{std::move(text), kProgramName, kCritical};
+  BoxRequest request{text, kProgramName, kCritical};
   (void)co_await engine_.Ask(std::move(request));
   WS.SetReading(true);
   if (!engine_.StillCurrent()) co_return;
-  engine_.EndRecord(kFtpRefused);
+  engine_.Refuse(kFtpRefused, std::move(text));
 }
 
 }  // namespace pellora

@@ -118,9 +118,13 @@ Task<> HttpProbe::FollowRedirect(std::string location) {
 
 Task<bool> HttpProbe::RefuseWithBox(std::string text) {
   const auto hold = engine_.Hold();
-  BoxRequest request{std::move(text), kProgramName, kCritical};
+  BoxRequest request{text, kProgramName, kCritical};
   (void)co_await engine_.Ask(std::move(request));
   if (!engine_.StillCurrent()) co_return false;
+  if (engine_.TheProgram().headless) {
+    engine_.KeepAsFailed(std::move(text));
+    co_return false;
+  }
   Release(engine_.TheProgram(), engine_.Index(), kRefused);
   engine_.EmptySlot();
   engine_.TheProgram().lists->RefreshRows(kAllRows, kUnforced);
@@ -136,7 +140,7 @@ Task<> HttpProbe::AskAboutWebPage() {
   if (answer == kAnswerYes && !url.empty()) {
     Skip([&] { engine_.TheProgram().platform.shell.OpenUrl(url); });
   }
-  engine_.EndRecord(kNoFile);
+  engine_.Refuse(kNoFile, "The server sends a web page.");
 }
 
 }  // namespace pellora

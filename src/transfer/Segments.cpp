@@ -271,10 +271,11 @@ bool ClassicEngine::WritePart(int index, SegmentRecord& segment, std::string_vie
 }
 
 // Something foreign that has taken a part's name after the plan was made stops this download alone. It is nothing that
-// the next download would meet too, and a resume plans anew. All else ends the program.
+// the next download would meet too, and a resume plans anew. All else ends the program, unless nobody sees it end.
 void ClassicEngine::PartFailed(const Failure& failure) {
-  if (failure.Number() == FailureNumber::ForeignFile) {
+  if (failure.Number() == FailureNumber::ForeignFile || program_.headless) {
     PauseDownload();
+    program_.classicStops[program_.Serial(Index())] = failure.what();
     Tasks().Spawn(SayFailure(&program_, Record().FileName, failure.what()));
     return;
   }

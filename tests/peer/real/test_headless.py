@@ -11,6 +11,9 @@ import harness
 from case import Case
 
 
+METALINK = ('<metalink xmlns="urn:ietf:params:xml:ns:metalink"><file name="%s"><url>%s</url></file></metalink>')
+
+
 class Headless(Case):
     settings = {"MaxSegments": 4, "SaveAs": "True"}
 
@@ -109,6 +112,48 @@ class Headless(Case):
         self.assertEqual(self.run_program(url), (0, "", ""))
         self.saved(url)
         self.quit()
+
+    def write(self, name, text):
+        path = os.path.join(self.session.home, name)
+        with open(path, "w", encoding="utf-8") as f:
+            f.write(text)
+        return path
+
+    def test_files_of_addresses_are_added_unasked(self):
+        urls = [self.serve("/%d.bin" % i) for i in range(4)]
+        files = [self.write("0.meta4", METALINK % ("0.bin", urls[0])), self.write("1.meta4", METALINK % ("1.bin", urls[1])),
+                 self.write("some.txt", "%s\n%s\n" % tuple(urls[2:]))]
+        self.session.arguments = ["--headless", files[0]]
+        self.session.start()
+        self.saved(urls[0])
+        self.assertEqual(self.run_program(*files[1:]), (0, "", ""))
+        for url in urls[1:]:
+            self.saved(url)
+        self.quit()
+
+    def test_what_a_second_start_cannot_add_is_refused_with_a_reason(self):
+        self.start()
+        url = self.serve("/a.bin")
+        broken = self.write("broken.meta4", "none")
+        missing = os.path.join(self.session.home, "missing.meta4")
+        for given, reason in ((broken, "This Metalink names no file that Pellora can download."), (missing, "missing.meta4"),
+                              ("gopher://127.0.0.1/x", "It is no address that Pellora takes"), (self.write("none.txt", "nothing"), "no addresses")):
+            with self.subTest(given):
+                code, text, complaint = self.run_program(given, url)
+                self.assertEqual((code, text), (1, ""))
+                self.assertTrue(complaint.startswith("Pellora: " + given + ": "), complaint)
+                self.assertIn(reason, complaint)
+                self.saved(url)  # the others are added all the same
+                self.companion.run("remove", url)
+        self.quit()
+
+    def test_start_that_another_bus_hides_has_failed(self):
+        self.start()
+        self.session.env["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent"
+        refused = (1, "", "Pellora: runs already, but not on this session bus\n")
+        for arguments in (["--headless"], ["http://127.0.0.1:1/a"]):
+            self.assertEqual(self.run_program(*arguments), refused)
+        self.stop()
 
     def test_option_that_does_not_exist_is_refused(self):
         self.assertEqual(self.run_program("--headless", "--wrong"),

@@ -1,6 +1,7 @@
 """Messages of the desktop when downloads finish or stop, and the progress on its taskbar."""
 
 import os
+import time
 import unittest
 
 import bus
@@ -17,6 +18,7 @@ class Desktop(bus.Peer):
     def __init__(self, address, markup):
         super().__init__(address)
         self.shown = []
+        self.delay = 0  # seconds until it answers
         self.serve({
             (NOTES, "GetCapabilities"): lambda _s, _a: ("as", (["actions", "body"] + ["body-markup"] * markup,)),
             (NOTES, "Notify"): self.show,
@@ -24,6 +26,7 @@ class Desktop(bus.Peer):
         self.take_name(NOTES)
 
     def show(self, _sender, arguments):
+        time.sleep(self.delay)
         self.shown.append(arguments)
         return "u", (40 + len(self.shown),)
 
@@ -42,7 +45,7 @@ class Notices(Case):
         return desktop
 
     def wait_shown(self, desktop, count=1):
-        harness.wait_until(lambda: len(desktop.shown) >= count, 30, "message %d" % count)
+        harness.wait_until(lambda: len(desktop.shown) >= count, 60, "message %d" % count)
 
     def test_a_finished_download_is_named_and_opened(self):
         self.catch_opened_files()
@@ -122,6 +125,18 @@ class Notices(Case):
         self.assertEqual(self.opened(), [])
         second.choose(41, "folder")
         harness.wait_until(self.opened, 20, "the folder to be opened")
+
+    def test_buttons_work_however_late_the_desktop_answers(self):
+        self.catch_opened_files()
+        desktop = self.serve_desktop()
+        desktop.delay = 27
+        self.session.start()
+        download = self.fetch(self.serve("/a.bin"))
+        self.wait_shown(desktop)
+        time.sleep(1)  # until the answer has arrived
+        desktop.choose(41, "folder")
+        harness.wait_until(self.opened, 20, "the folder to be opened")
+        self.assertEqual(self.opened(), [os.path.dirname(download.saved_path)])
 
     def test_nobody_shows_messages(self):
         self.session.start()

@@ -115,6 +115,28 @@ class Boxes(Case):
         self.assertEqual(self.stopped("http://127.0.0.1:1/a", "failed"), "The host 127.0.0.1 does not answer.")
         self.stop()
 
+    def test_what_a_server_refuses_has_failed_and_can_be_tried_again(self):
+        url = self.origin.url("/missing.bin")
+        self.session.companion.run("add", url)
+        waited = self.session.companion.run("wait", "--timeout", "20", url)
+        self.assertEqual((waited.returncode, b"missing.bin" in waited.stdout), (1, True), waited)
+        self.serve("/missing.bin")
+        self.session.companion.run("resume", url)
+        self.saved(url)
+        self.stop()
+
+    def test_folder_for_parts_that_cannot_be_written_is_named(self):
+        os.rmdir(self.session.parts)
+        with open(self.session.parts.rstrip("/"), "wb"):
+            pass
+        url = self.serve("/a.bin")
+        self.assertIn(self.session.parts, self.stopped(url, "paused"))
+        os.remove(self.session.parts.rstrip("/"))
+        os.mkdir(self.session.parts)
+        self.session.companion.run("resume", url)
+        self.saved(url)
+        self.stop()
+
 
 if __name__ == "__main__":
     unittest.main()

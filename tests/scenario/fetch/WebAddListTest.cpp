@@ -142,7 +142,7 @@ TEST_F(WebAddList, ShowsTooLittleRoomBefore) {
   run.sim.disk().SetCapacity(run.sim.disk().Used() + 150'000);
   run.Drop("https://o.example/a.bin\nhttps://o.example/b.bin");
   run.sim.RunFor(5000);
-  EXPECT_EQ(run.List().Label2.Caption(), FillText(run.Said(WebText::NoRoom), {"1 MB", "0 MB"}));
+  EXPECT_EQ(run.List().Label2.Caption(), FillText(run.Said(WebText::NoRoom), {"200 kB", "150 kB"}));
   run.sim.Do([&] { run.List().ListView1.CheckByUser(0, false); });
   EXPECT_EQ(run.List().Label2.Caption(), "");
 }
@@ -167,7 +167,7 @@ TEST_F(WebAddList, MeasuresTheFolderOfEachAdd) {
   EXPECT_EQ(run.List().Label2.Caption(), "") << "each has its own room";
   run.sim.Do([&] { run.List().Offer({add("https://o.example/c.bin", "/media/stick/new")}, false); });
   run.sim.RunFor(5000);
-  EXPECT_EQ(run.List().Label2.Caption(), FillText(run.Said(WebText::NoRoomIn), {"/media/stick", "1 MB", "0 MB"}));
+  EXPECT_EQ(run.List().Label2.Caption(), FillText(run.Said(WebText::NoRoomIn), {"/media/stick", "200 kB", "150 kB"}));
   run.sim.Do([&] { run.List().ListView1.CheckByUser(2, false); });
   EXPECT_EQ(run.List().Label2.Caption(), "");
 }
@@ -218,10 +218,22 @@ TEST_F(WebAddList, ReadsDroppedTextFiles) {
   run.sim.RunFor(5000);
   ASSERT_EQ(run.List().ListView1.Rows().size(), 2U);
   EXPECT_EQ(run.Row(1).subItems.at(kUrl), "https://o.example/b.bin");
+  EXPECT_TRUE(run.Drop("file:/home/u/my%20list.txt\r\n", kLinksFormat));
+  run.sim.RunFor(5000);
+  EXPECT_EQ(run.List().ListView1.Rows().size(), 4U);
   EXPECT_FALSE(run.Drop("file:///home/u/picture.png\r\n", kLinksFormat));
+  EXPECT_FALSE(run.Drop("file:/home/u/picture.png\r\n", kLinksFormat));
   EXPECT_TRUE(run.Drop("file:///home/u/missing.txt\r\n", kLinksFormat));
   run.sim.RunFor(1000);
-  EXPECT_EQ(run.List().ListView1.Rows().size(), 2U);
+  EXPECT_EQ(run.List().ListView1.Rows().size(), 4U);
+}
+
+TEST_F(WebAddList, SaysThatADroppedTextHasNotArrived) {
+  Run run;
+  EXPECT_FALSE(run.Drop("some words"));
+  EXPECT_EQ(run.window().StatusBar1.Panels().front().find("not arrived"), std::string::npos);
+  EXPECT_FALSE(run.Drop(""));
+  EXPECT_NE(run.window().StatusBar1.Panels().front().find("not arrived"), std::string::npos);
 }
 
 TEST_F(WebAddList, BasketOffersSeveralAndStartsNone) {

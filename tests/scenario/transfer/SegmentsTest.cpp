@@ -157,6 +157,25 @@ TEST_F(Segments, PauseAFileOfUnknownSizeWhereNobodySeesItsError) {
   EXPECT_NE(ReasonForScripts(program, 1).find("length"), std::string::npos);
 }
 
+TEST_F(Segments, StopTheirDownloadAloneWhereNobodySeesTheProgramEnd) {
+  program.headless = true;
+  const SimContent content = Serve("/a.bin", 20000);
+  sim.disk().FailWhere([](DiskCall call, const std::string& path) {
+    return call == DiskCall::Open && path == "/home/u/tmp/a.bin001.tmp";
+  });
+  Start("http://o.example/a.bin");
+  ASSERT_TRUE(RunUntilABoxStands());
+  Answer(kAnswerOk);
+  sim.RunFor(1000);
+  EXPECT_FALSE(program.Ending());
+  EXPECT_TRUE(Record().Paused);
+  EXPECT_NE(ReasonForScripts(program, 1).find("/home/u/tmp/a.bin001.tmp"), std::string::npos);
+  sim.disk().FailWhere({});
+  Resume();
+  ASSERT_TRUE(RunUntilFinished());
+  EXPECT_TRUE(sim.disk().Holds(Record().SavePath, content));
+}
+
 TEST_F(Segments, NeverReconnectOnceComplete) {
   const SimContent content = Serve("/a.bin", 20000);
   origin.OnConnection(3, Hang(100));

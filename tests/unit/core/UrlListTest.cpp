@@ -9,6 +9,11 @@ namespace {
 
 using Addresses = std::vector<std::string>;
 
+TEST(UrlList, TakesFilesWithAnyNumberOfSlashes) {
+  const Addresses expected = {"file:///a.txt", "file:/b.meta4", "FILE:/c"};
+  EXPECT_EQ(ReadUrlList("file:///a.txt\nfile:/b.meta4\nFILE:/c\nfile:d\nhttp:/e\n").addresses, expected);
+}
+
 TEST(UrlList, ReadsOneAddressALine) {
   EXPECT_EQ(ReadUrlList("https://a/1\nftp://b/2\nsftp://c/3").addresses,
             (Addresses{"https://a/1", "ftp://b/2", "sftp://c/3"}));
