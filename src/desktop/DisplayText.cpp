@@ -4,6 +4,7 @@
 #include <QStringDecoder>
 #include <QTextBoundaryFinder>
 #include <QTextDocument>
+#include <algorithm>
 #include <array>
 
 #include "desktop/Directions.h"
@@ -57,10 +58,11 @@ QString CutForDrawing(const QString& text) {
   return text.first(CutPosition(text, kMaxDrawnLength)) + kEllipsis;
 }
 
-QString CutMiddle(const QString& text) {
-  if (text.size() <= kMaxMessageLength) return text;
+QString CutMiddle(const QString& text, qsizetype longest) {
+  if (text.size() <= longest) return text;
   constexpr qsizetype kTail = 200;  // longer than any fixed end
-  return text.first(CutPosition(text, kMaxMessageLength - kTail)) + kEllipsis + text.sliced(TailPosition(text, kTail));
+  const qsizetype tail = std::min(kTail, longest * 2 / 3);
+  return text.first(CutPosition(text, longest - tail)) + kEllipsis + text.sliced(TailPosition(text, tail));
 }
 
 QString WithoutDirectionChanges(QString text) {
@@ -76,7 +78,9 @@ QString DisplayText(const std::string& bytes) { return WithoutDirectionChanges(C
 
 QString DisplayLine(const std::string& bytes) { return WithoutDirectionChanges(CutForDrawing(WholeLine(bytes))); }
 
-QString DisplayMessage(const std::string& bytes) { return WithoutDirectionChanges(CutMiddle(WholeText(bytes))); }
+QString DisplayMessage(const std::string& bytes, qsizetype longest) {
+  return WithoutDirectionChanges(CutMiddle(WholeText(bytes), longest));
+}
 
 QString WholeText(const std::string& bytes) {
   return Decode(bytes).replace(QChar(0), QChar(QChar::ReplacementCharacter));

@@ -26,7 +26,7 @@ QString DisplayLine(const std::string& bytes);
 
 // For a message box. The question or the fault may come at the end, after a name or notes of any length, so a text that
 // is too long loses its middle.
-QString DisplayMessage(const std::string& bytes);
+QString DisplayMessage(const std::string& bytes, qsizetype longest = kMaxMessageLength);
 
 // Uncut, for the bus, fields that the user edits, and names that are looked up.
 QString WholeText(const std::string& bytes);

@@ -258,6 +258,9 @@ void FormHost::Flush() {
       if (*shown && !root_->isMaximized() && !root_->isFullScreen()) ResizeWithinScreen(root_->size());
     }
     if (window_ == nullptr) return;
+    if (*shown && !root_->isVisible() && qobject_cast<QDialog*>(root_) != nullptr) {
+      BelongToActiveWindow(*root_, Owner::NoDialog);
+    }
     root_->setVisible(*shown);
     if (window_ != nullptr && *shown && place_) place_->StayOnScreen();
   }

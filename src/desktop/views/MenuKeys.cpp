@@ -34,15 +34,27 @@ bool OpenMenuBar(const QWidget& window) {
   return false;
 }
 
+// With the menus that have opened it.
+void CloseMenus() {
+  while (auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
+    if (!menu->close()) return;
+  }
+}
+
 }  // namespace
 
 MenuKeys::MenuKeys() { QCoreApplication::instance()->installEventFilter(this); }
 
 bool MenuKeys::eventFilter(QObject* watched, QEvent* event) {
-  if (event->type() != QEvent::KeyPress || QApplication::activePopupWidget() != nullptr) return false;
+  if (event->type() != QEvent::KeyPress) return false;
   auto* const widget = qobject_cast<QWidget*>(watched);
   const auto& key = static_cast<const QKeyEvent&>(*event);
-  if (widget == nullptr || key.key() != Qt::Key_F10) return false;
+  if (widget == nullptr || key.key() != Qt::Key_F10 || key.isAutoRepeat()) return false;
+  if (const QWidget* const popup = QApplication::activePopupWidget()) {
+    if (qobject_cast<const QMenu*>(popup) == nullptr || key.modifiers() != Qt::NoModifier) return false;
+    CloseMenus();
+    return true;
+  }
   if (key.modifiers() == Qt::NoModifier) return OpenMenuBar(*widget->window());
   if (key.modifiers() != Qt::ShiftModifier) return false;
   OpenMenuOf(*widget);

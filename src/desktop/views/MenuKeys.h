@@ -1,5 +1,5 @@
-// MenuKeys: F10 opens the menu bar of a window and Shift+F10 the menu of what has the focus, as on most desktops. Qt
-// knows neither on X11 and Wayland, but only the Menu key, which many keyboards lack.
+// MenuKeys: F10 opens the menu bar of a window or closes the open menu, and Shift+F10 opens the menu of what has the
+// focus, as on most desktops. Qt knows neither on X11 and Wayland, but only the Menu key, which many keyboards lack.
 #pragma once
 
 #include <QObject>

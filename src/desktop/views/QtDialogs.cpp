@@ -9,6 +9,7 @@
 #include <QGridLayout>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
 #include <QStandardPaths>
 #include <QTextBoundaryFinder>
 #include <algorithm>
@@ -17,6 +18,7 @@
 
 #include "desktop/DisplayText.h"
 #include "desktop/views/Icons.h"
+#include "desktop/views/WindowPlace.h"
 #include "ports/Dialogs.h"
 
 namespace pellora {
@@ -87,6 +89,23 @@ QString Wrappable(const QString& text) {
   return wrappable;
 }
 
+// As much of a text as leaves the buttons below it on the screen.
+QString FittingText(const QMessageBox& box, const std::string& text) {
+  constexpr qsizetype kShortest = 80;
+  constexpr int kWidest = 400;  // beside the icon
+  const QSize screen = box.screen()->availableSize();
+  const int buttons = box.fontMetrics().height() * 5;  // and what is around them
+  const QRect room(0, 0, std::min(kWidest, screen.width() / 2 - 100), screen.height() - kFrame.height() - buttons);
+  qsizetype longest = kMaxMessageLength;
+  QString shown = Wrappable(DisplayMessage(text, longest));
+  while (longest > kShortest &&
+         box.fontMetrics().boundingRect(room, Qt::TextWordWrap, shown).height() > room.height()) {
+    longest -= longest / 8;
+    shown = Wrappable(DisplayMessage(text, longest));
+  }
+  return shown;
+}
+
 // The style's own icons on buttons match no other icon here.
 void RemoveButtonIcons(const QDialog& dialog) {
   for (const QDialogButtonBox* answers : dialog.findChildren<QDialogButtonBox*>()) {
@@ -121,7 +140,7 @@ void QtDialogs::Ask(const BoxRequest& request, std::function<void(int answer)> a
   const QIcon icon = Drawing(DrawingOf(request.style));
   if (!icon.isNull()) box->setIconPixmap(icon.pixmap(QSize(44, 44), box->devicePixelRatioF()));
   box->setWindowTitle(DisplayLine(request.title));
-  box->setText(Wrappable(DisplayMessage(request.text)));
+  box->setText(FittingText(*box, request.text));
   box->setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok);
   SetButtonCaptions(*box);
   FitTitle(*box);
@@ -195,6 +214,7 @@ void QtDialogs::Open(QDialog& dialog) {
   // Blocks input to the whole program; show() returns at once.
   dialog.setWindowModality(Qt::ApplicationModal);
   RemoveButtonIcons(dialog);
+  BelongToActiveWindow(dialog, Owner::Any);
   dialog.show();
 }
 

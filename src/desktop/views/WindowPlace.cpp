@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QVariant>
 #include <QWidget>
+#include <QWindow>
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -74,6 +75,16 @@ std::optional<QRect> OnScreen(QRect place) {
 }  // namespace
 
 bool DesktopPlacesWindows() { return QGuiApplication::platformName().startsWith(QLatin1String("wayland")); }
+
+void BelongToActiveWindow(QWidget& dialog, Owner owner) {
+  const QWidget* const active = QApplication::activeWindow();
+  QWindow* window = active == nullptr || active == &dialog ? nullptr : active->windowHandle();
+  while (window != nullptr && owner == Owner::NoDialog && window->type() == Qt::Dialog) {
+    window = window->transientParent();
+  }
+  dialog.winId();  // creates its window
+  dialog.windowHandle()->setTransientParent(window);
+}
 
 WindowPlace::WindowPlace(QWidget& form, const std::string& name, ViewMemory& memory)
     : form_(form),

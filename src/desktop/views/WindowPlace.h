@@ -24,6 +24,12 @@ inline constexpr QSize kFrame(12, 44);
 // On Wayland a program neither knows nor chooses where its windows are.
 bool DesktopPlacesWindows();
 
+// Before a dialog is shown: makes it a dialog of the window that the user works in, if that is one of the program's, so
+// that the desktop shows both on the same screen. A dialog that is shown again and again belongs to no other dialog:
+// two of them could belong to each other.
+enum class Owner { Any, NoDialog };
+void BelongToActiveWindow(QWidget& dialog, Owner owner);
+
 class WindowPlace {
  public:
   // Both must outlive it. `name` is that of the window's class.

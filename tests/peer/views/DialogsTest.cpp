@@ -2,13 +2,16 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QDialog>
 #include <QDir>
 #include <QFileDialog>
 #include <QLabel>
 #include <QMessageBox>
 #include <QProxyStyle>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QWindow>
 
 #include "Stage.h"
 #include "desktop/DisplayText.h"
@@ -237,6 +240,34 @@ TEST_F(DialogsTest, KeepTheQuestionAfterAnyText) {
     EXPECT_TRUE(box->text().startsWith(QStringLiteral("Notesnn")));
     EXPECT_TRUE(box->text().endsWith(QString::fromStdString(question))) << length;
     EXPECT_LE(box->text().remove(QChar(0x200B)).size(), kMaxMessageLength + 1);
+    Press(box, QMessageBox::Yes);
+  }
+}
+
+TEST_F(DialogsTest, BelongToTheWindowInUse) {
+  QDialog options;
+  options.show();
+  options.activateWindow();
+  Stage::Settle();
+  ASSERT_EQ(QApplication::activeWindow(), &options);
+  QMessageBox* const box = Ask(kOkOnly);
+  EXPECT_EQ(box->windowHandle()->transientParent(), options.windowHandle());
+  options.hide();
+  Stage::Settle();
+  EXPECT_TRUE(box->isVisible());
+  Press(box, QMessageBox::Ok);
+}
+
+TEST_F(DialogsTest, FitOnTheScreenWithAnyText) {
+  const std::string question = "Would you want to download this new version ?";
+  const int screen = QGuiApplication::primaryScreen()->availableSize().height();
+  std::string wide;  // letters twice as wide as others
+  for (int at = 0; at < 3000; ++at) wide += "\u4E2D";
+  for (const std::string& text : {wide, std::string(1000, '\n')}) {
+    QMessageBox* const box = Ask(kYesNo | kQuestion, "Notes" + text + question);
+    EXPECT_LE(box->frameGeometry().height(), screen);
+    EXPECT_TRUE(box->text().startsWith(QStringLiteral("Notes")));
+    EXPECT_TRUE(box->text().remove(QChar(0x200B)).endsWith(QString::fromStdString(question)));
     Press(box, QMessageBox::Yes);
   }
 }

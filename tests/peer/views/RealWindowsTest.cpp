@@ -6,6 +6,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QTest>
+#include <QWindow>
 #include <algorithm>
 #include <set>
 #include <string>
@@ -81,6 +82,42 @@ TEST_F(RealWindows, F10OpensTheMenuBarAndWithShiftTheMenuOfTheFocus) {
     popup->close();
     Stage::Settle();
   }
+}
+
+TEST_F(RealWindows, F10ClosesTheOpenMenu) {
+  auto& field = *stage.Find<QLineEdit>(stage.Main(), "FilterText");
+  stage.Do([this] { stage.Main().findrows.Click(); });
+  QTest::keyClick(&field, Qt::Key_F10);
+  QWidget* const popup = QApplication::activePopupWidget();
+  ASSERT_NE(popup, nullptr);
+  QTest::keyClick(popup, Qt::Key_F10, Qt::ShiftModifier);
+  EXPECT_EQ(QApplication::activePopupWidget(), popup);
+  QTest::keyClick(popup, Qt::Key_F10);
+  Stage::Settle();
+  EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
+  if (QApplication::activePopupWidget() != nullptr) popup->close();
+}
+
+// The desktop shows it on the screen of that window.
+TEST_F(RealWindows, DialogsBelongToTheWindowInUse) {
+  QWidget* const main = stage.Form(stage.Main());
+  main->activateWindow();
+  Stage::Settle();
+  ASSERT_EQ(QApplication::activeWindow(), main);
+  Window& add = *stage.Main().form1;
+  Window& list = *stage.Main().addList;
+  const auto showFromTheActiveWindow = [&](Window& dialog) {
+    stage.Do([&] { dialog.Show(); });
+    QWidget* const form = stage.Form(dialog);
+    EXPECT_EQ(form->windowHandle()->transientParent(), main->windowHandle());
+    form->activateWindow();
+    Stage::Settle();
+    EXPECT_EQ(QApplication::activeWindow(), form);
+  };
+  showFromTheActiveWindow(add);
+  showFromTheActiveWindow(list);
+  stage.Do([&] { add.Hide(); });
+  showFromTheActiveWindow(add);
 }
 
 TEST_F(RealWindows, TransferWindowHasAWidgetForEveryControl) {
