@@ -259,7 +259,7 @@ void FormHost::Flush() {
     }
     if (window_ == nullptr) return;
     if (*shown && !root_->isVisible() && qobject_cast<QDialog*>(root_) != nullptr) {
-      BelongToActiveWindow(*root_, Owner::NoDialog);
+      PlaceOverActiveWindow(*root_, root_->size());
     }
     root_->setVisible(*shown);
     if (window_ != nullptr && *shown && place_) place_->StayOnScreen();

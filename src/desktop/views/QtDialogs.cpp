@@ -214,7 +214,7 @@ void QtDialogs::Open(QDialog& dialog) {
   // Blocks input to the whole program; show() returns at once.
   dialog.setWindowModality(Qt::ApplicationModal);
   RemoveButtonIcons(dialog);
-  BelongToActiveWindow(dialog, Owner::Any);
+  PlaceOverActiveWindow(dialog, dialog.sizeHint());
   dialog.show();
 }
 

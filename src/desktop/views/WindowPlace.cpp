@@ -7,7 +7,6 @@
 #include <QStringList>
 #include <QVariant>
 #include <QWidget>
-#include <QWindow>
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -76,14 +75,12 @@ std::optional<QRect> OnScreen(QRect place) {
 
 bool DesktopPlacesWindows() { return QGuiApplication::platformName().startsWith(QLatin1String("wayland")); }
 
-void BelongToActiveWindow(QWidget& dialog, Owner owner) {
+void PlaceOverActiveWindow(QWidget& dialog, const QSize& size) {
   const QWidget* const active = QApplication::activeWindow();
-  QWindow* window = active == nullptr || active == &dialog ? nullptr : active->windowHandle();
-  while (window != nullptr && owner == Owner::NoDialog && window->type() == Qt::Dialog) {
-    window = window->transientParent();
-  }
-  dialog.winId();  // creates its window
-  dialog.windowHandle()->setTransientParent(window);
+  if (active == nullptr || active == &dialog || DesktopPlacesWindows() || QGuiApplication::screens().size() < 2) return;
+  QRect place(QPoint(), size);
+  place.moveCenter(active->frameGeometry().center());
+  if (const std::optional<QRect> seen = OnScreen(place)) dialog.move(seen->topLeft());
 }
 
 WindowPlace::WindowPlace(QWidget& form, const std::string& name, ViewMemory& memory)

@@ -24,11 +24,10 @@ inline constexpr QSize kFrame(12, 44);
 // On Wayland a program neither knows nor chooses where its windows are.
 bool DesktopPlacesWindows();
 
-// Before a dialog is shown: makes it a dialog of the window that the user works in, if that is one of the program's, so
-// that the desktop shows both on the same screen. A dialog that is shown again and again belongs to no other dialog:
-// two of them could belong to each other.
-enum class Owner { Any, NoDialog };
-void BelongToActiveWindow(QWidget& dialog, Owner owner);
+// Before a dialog is shown: with several screens, puts it over the window that the user works in, if that is one of the
+// program's. It does not belong to that window, with which the desktop would minimise it: a hidden message would block
+// the program.
+void PlaceOverActiveWindow(QWidget& dialog, const QSize& size);
 
 class WindowPlace {
  public:

@@ -2,7 +2,6 @@
 
 #include <QAbstractButton>
 #include <QApplication>
-#include <QDialog>
 #include <QDir>
 #include <QFileDialog>
 #include <QLabel>
@@ -11,7 +10,6 @@
 #include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QWindow>
 
 #include "Stage.h"
 #include "desktop/DisplayText.h"
@@ -242,20 +240,6 @@ TEST_F(DialogsTest, KeepTheQuestionAfterAnyText) {
     EXPECT_LE(box->text().remove(QChar(0x200B)).size(), kMaxMessageLength + 1);
     Press(box, QMessageBox::Yes);
   }
-}
-
-TEST_F(DialogsTest, BelongToTheWindowInUse) {
-  QDialog options;
-  options.show();
-  options.activateWindow();
-  Stage::Settle();
-  ASSERT_EQ(QApplication::activeWindow(), &options);
-  QMessageBox* const box = Ask(kOkOnly);
-  EXPECT_EQ(box->windowHandle()->transientParent(), options.windowHandle());
-  options.hide();
-  Stage::Settle();
-  EXPECT_TRUE(box->isVisible());
-  Press(box, QMessageBox::Ok);
 }
 
 TEST_F(DialogsTest, FitOnTheScreenWithAnyText) {

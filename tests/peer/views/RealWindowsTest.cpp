@@ -6,7 +6,6 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QTest>
-#include <QWindow>
 #include <algorithm>
 #include <set>
 #include <string>
@@ -96,28 +95,6 @@ TEST_F(RealWindows, F10ClosesTheOpenMenu) {
   Stage::Settle();
   EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
   if (QApplication::activePopupWidget() != nullptr) popup->close();
-}
-
-// The desktop shows it on the screen of that window.
-TEST_F(RealWindows, DialogsBelongToTheWindowInUse) {
-  QWidget* const main = stage.Form(stage.Main());
-  main->activateWindow();
-  Stage::Settle();
-  ASSERT_EQ(QApplication::activeWindow(), main);
-  Window& add = *stage.Main().form1;
-  Window& list = *stage.Main().addList;
-  const auto showFromTheActiveWindow = [&](Window& dialog) {
-    stage.Do([&] { dialog.Show(); });
-    QWidget* const form = stage.Form(dialog);
-    EXPECT_EQ(form->windowHandle()->transientParent(), main->windowHandle());
-    form->activateWindow();
-    Stage::Settle();
-    EXPECT_EQ(QApplication::activeWindow(), form);
-  };
-  showFromTheActiveWindow(add);
-  showFromTheActiveWindow(list);
-  stage.Do([&] { add.Hide(); });
-  showFromTheActiveWindow(add);
 }
 
 TEST_F(RealWindows, TransferWindowHasAWidgetForEveryControl) {
