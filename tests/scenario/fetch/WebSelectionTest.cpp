@@ -220,7 +220,7 @@ TEST(WebSelection, RoomIsWantedForPackedAndUnpackedBytes) {
   run.rig.sim.downloadFiles().SetRoom(3'900'000);
   run.Start({1, 3});
   ASSERT_TRUE(run.rig.RunUntilStopped());
-  EXPECT_EQ(run.rig.Web().reason, run.Text(WebText::NoRoom, {"5 MB", "3 MB"}));
+  EXPECT_EQ(run.rig.Web().reason, run.Text(WebText::NoRoom, {"4001 kB", "3900 kB"}));
   run.rig.sim.downloadFiles().SetRoom(4'100'000);
   run.rig.Resume();
   ASSERT_TRUE(run.rig.RunUntilFinished()) << run.rig.Web().reason;

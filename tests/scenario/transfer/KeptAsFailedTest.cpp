@@ -1,10 +1,8 @@
 // What ends a record where its box is seen: where nobody sees boxes the record stays, with the reason.
 #include <string>
-#include <vector>
 
 #include "TransferFixture.h"
 #include "core/EngineChoice.h"
-#include "core/ListFile.h"
 
 namespace pellora {
 namespace {
@@ -18,7 +16,6 @@ class KeptAsFailed : public TransferFixture {
   void StartAndFail() {
     Start(kUrl);
     ASSERT_TRUE(RunUntilABoxStands());
-    const std::string said = sim.dialogs().Next().text;
     Answer(kAnswerNo);
     sim.RunFor(60'000);
     EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
