@@ -177,7 +177,6 @@ constexpr std::array kStatuses = {
     StatusRow{401, 401, ReplyVerdict::Login, ReplyReason::Login},
     StatusRow{403, 403, ReplyVerdict::Refused, ReplyReason::Forbidden},
     StatusRow{404, 404, ReplyVerdict::Refused, ReplyReason::NotFound},
-    StatusRow{407, 407, ReplyVerdict::Refused, ReplyReason::ProxyLogin},
     StatusRow{408, 408, ReplyVerdict::Again, ReplyReason::Status},
     StatusRow{410, 410, ReplyVerdict::Refused, ReplyReason::NotFound},
     StatusRow{421, 421, ReplyVerdict::Again, ReplyReason::Status},

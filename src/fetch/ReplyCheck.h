@@ -63,7 +63,6 @@ enum class ReplyReason : std::uint8_t {
   NotFound,        // 404, 410
   Forbidden,       // 403
   Login,           // 401
-  ProxyLogin,      // 407
   NoContent,       // 204, 205, or an answer that is none
   Multipart,       // several ranges in one body
   WrongRange,      // not the bytes that were asked for

@@ -28,8 +28,6 @@ std::string WebEngine::ReasonFor(const ReplyReading& reading, const FetchAnswer&
       return Say(WebText::NotFound);
     case ReplyReason::Login:
       return Say(WebText::LoginNeeded);
-    case ReplyReason::ProxyLogin:
-      return Say(WebText::NoProxy, {std::to_string(answer.status)});
     case ReplyReason::Status:
     case ReplyReason::Forbidden:
       return Say(WebText::Refused, {std::to_string(answer.status)});

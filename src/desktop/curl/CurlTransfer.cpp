@@ -13,6 +13,7 @@
 #include <charconv>
 #include <cstring>
 
+#include "core/Ascii.h"
 #include "desktop/AtomicFile.h"
 #include "desktop/SocketBudget.h"
 #include "desktop/curl/CurlReasons.h"
@@ -44,6 +45,9 @@ std::string Part(CURLU* url, CURLUPart part) {
   curl_free(text);
   return result;
 }
+
+// Whether it forwards requests of http; the others pass on all bytes.
+bool RelaysHttp(std::string_view proxy) { return !proxy.empty() && !StartsWithNoCase(proxy, "socks"); }
 
 // libcurl reports an address that it cannot use like a proxy that does not answer. Of one with a control character in
 // its login it takes no notice, and connects without it.
@@ -346,9 +350,10 @@ void CurlTransfer::FtpLine(std::string_view line) {
   std::from_chars(line.data() + open + 1, line.data() + bytes, announced_);
 }
 
-// A login is wanted, or another one; the last reply says so.
+// A login is wanted, or another one; the last reply says so. Through a tunnel that reply is the server's, and no proxy
+// speaks in it.
 bool CurlTransfer::RefusedByProxy() const {
-  return !request_.proxy.empty() && IsHttp() && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
+  return Is("http") && RelaysHttp(request_.proxy) && Info<long>(CURLINFO_RESPONSE_CODE) == 407;
 }
 
 void CurlTransfer::HeadEnded() {

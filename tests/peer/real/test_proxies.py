@@ -39,6 +39,13 @@ class Proxies(Logins):
     def hidden(self, port, name):
         return self.nginx.url(port, name).replace("127.0.0.1", self.HOST)
 
+    def check_status_407(self, *ports):
+        """That of a server is no word of the proxy, which lets all bytes through: its login is not asked for."""
+        self.session.start()
+        for port in ports:
+            self.assertEqual(self.refused(self.nginx.url(port, "like-a-proxy")),
+                             "The server refused the download with status 407.")
+
     def log_in_at_second_try(self, port):
         """The question shows the proxy, a wrong password is asked for again, and the right one serves all downloads."""
         self.use("127.0.0.1", port)
@@ -109,6 +116,12 @@ class Tinyproxy(Proxies):
         self.addCleanup(proxy.close)
         self.log_in_at_second_try(proxy.port)
 
+    def test_server_in_its_tunnel_asks_for_no_login_of_the_proxy(self):
+        proxy = servers.Tinyproxy()
+        self.addCleanup(proxy.close)
+        self.use("127.0.0.1", proxy.port)
+        self.check_status_407(self.nginx.plain)
+
     def test_login_in_the_server_field_counts(self):
         proxy = servers.Tinyproxy(("ann", "pr0xy"))
         self.addCleanup(proxy.close)
@@ -160,6 +173,10 @@ class Socks(Proxies):
         self.finish(url, DATA)
         self.assertEqual(set(proxy.logins), {("ann", "wrong"), ("ann", "pr0xy")})
         self.check_nowhere(b"pr0xy")
+
+    def test_server_asks_for_no_login_of_the_proxy(self):
+        self.use("socks5h://127.0.0.1", self.proxy().port)
+        self.check_status_407(self.nginx.plain, self.nginx.clear)
 
     def test_login_in_the_server_field_counts(self):
         proxy = self.proxy(("ann", "pr:0xy"))

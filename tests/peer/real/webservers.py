@@ -53,7 +53,7 @@ class TlsNginx(servers.Nginx):
     `self_signed` by their certificates. `clear` is by http.
 
     Paths of each: /to/SCHEME/PORT/NAME redirects there; /download.php is a file with another name; what is in /private/
-    needs the login joe, s3cret."""
+    needs the login joe, s3cret; /like-a-proxy has the status 407."""
 
     def __init__(self):
         self.trust = Authority()
@@ -70,6 +70,7 @@ class TlsNginx(servers.Nginx):
         for name in self.rules:
             self.rules[name] += (
                 " location ~ ^/to/(https?)/([0-9]+)/(.*)$ { return 302 $1://127.0.0.1:$2/$3; }"
+                " location = /like-a-proxy { return 407; }"
                 " location = /download.php { alias %s; add_header Content-Disposition "
                 "\"attachment; filename*=UTF-8''na%%C3%%AFve%%20file.bin\"; }"
                 " location /private/ { auth_basic files; auth_basic_user_file %s; rewrite ^/private(/.*)$ $1 break; }"

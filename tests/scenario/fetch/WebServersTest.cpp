@@ -250,6 +250,14 @@ TEST_F(WebServers, AnUpgradeThatHttp2DoesNotSatisfyStopsTheDownloadWithItsStatus
   EXPECT_EQ(origin.Requests().size(), 2U);
 }
 
+TEST_F(WebServers, AServerThatSpeaksLikeAProxyIsNoProxy) {
+  origin.Always({.status = 407});
+  Start(kUrl);
+  ASSERT_TRUE(RunUntilStopped());
+  EXPECT_EQ(Web().reason, "The server refused the download with status 407.");
+  EXPECT_FALSE(Asks());
+}
+
 TEST_F(WebServers, ARetryAfterThatOverflowsStopsTheDownload) {
   origin.Always({.status = 503, .retryAfter = "9223372036854775807"});
   Start(kUrl);

@@ -137,16 +137,16 @@ TEST(ReplyCheck, HasAVerdictForEveryStatus) {
     V verdict;
     R reason;
   } cases[] = {
-      {100, V::Refused, R::Status},     {201, V::Refused, R::Status},    {202, V::Refused, R::Status},
-      {204, V::Refused, R::NoContent},  {205, V::Refused, R::NoContent}, {226, V::Refused, R::Status},
-      {300, V::Refused, R::Status},     {304, V::Refused, R::Status},    {400, V::Refused, R::Status},
-      {401, V::Login, R::Login},        {403, V::Refused, R::Forbidden}, {404, V::Refused, R::NotFound},
-      {407, V::Refused, R::ProxyLogin}, {408, V::Again, R::Status},      {410, V::Refused, R::NotFound},
-      {412, V::Refused, R::Status},     {421, V::Again, R::Status},      {425, V::Again, R::Status},
-      {426, V::Http2, R::Status},       {429, V::Wait, R::Status},       {451, V::Refused, R::Status},
-      {500, V::Again, R::Status},       {501, V::Refused, R::Status},    {502, V::Again, R::Status},
-      {503, V::Wait, R::Status},        {504, V::Again, R::Status},      {505, V::Http2, R::Status},
-      {599, V::Again, R::Status},       {600, V::Refused, R::Status},    {-1, V::Refused, R::Status},
+      {100, V::Refused, R::Status},    {201, V::Refused, R::Status},    {202, V::Refused, R::Status},
+      {204, V::Refused, R::NoContent}, {205, V::Refused, R::NoContent}, {226, V::Refused, R::Status},
+      {300, V::Refused, R::Status},    {304, V::Refused, R::Status},    {400, V::Refused, R::Status},
+      {401, V::Login, R::Login},       {403, V::Refused, R::Forbidden}, {404, V::Refused, R::NotFound},
+      {407, V::Refused, R::Status},    {408, V::Again, R::Status},      {410, V::Refused, R::NotFound},
+      {412, V::Refused, R::Status},    {421, V::Again, R::Status},      {425, V::Again, R::Status},
+      {426, V::Http2, R::Status},      {429, V::Wait, R::Status},       {451, V::Refused, R::Status},
+      {500, V::Again, R::Status},      {501, V::Refused, R::Status},    {502, V::Again, R::Status},
+      {503, V::Wait, R::Status},       {504, V::Again, R::Status},      {505, V::Http2, R::Status},
+      {599, V::Again, R::Status},      {600, V::Refused, R::Status},    {-1, V::Refused, R::Status},
   };
   for (const auto& [status, verdict, reason] : cases) Expect(Answer(status), First(), {}, verdict, reason);
 }
