@@ -13,10 +13,10 @@ class KeptAsFailed : public TransferFixture {
  protected:
   KeptAsFailed() { program.headless = true; }
 
-  void StartAndFail() {
+  void StartAndFail(int answer = kAnswerOk) {
     Start(kUrl);
     ASSERT_TRUE(RunUntilABoxStands());
-    Answer(kAnswerNo);
+    Answer(answer);
     sim.RunFor(60'000);
     EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
     EXPECT_TRUE(NothingRuns());
@@ -63,7 +63,7 @@ TEST_F(KeptAsFailed, AndIsFetchedWhenItIsResumed) {
 
 TEST_F(KeptAsFailed, AWebPage) {
   origin.Page("/a.bin", 200, "text/html", "page");
-  StartAndFail();
+  StartAndFail(kAnswerNo);
   EXPECT_EQ(ReasonForScripts(program, 1), "The server sends a web page.");
   ExpectTheFileNow();
 }

@@ -170,7 +170,7 @@ TEST_F(Segments, StopTheirDownloadAloneWhereNobodySeesTheProgramEnd) {
   EXPECT_FALSE(program.Ending());
   EXPECT_TRUE(Record().Paused);
   EXPECT_NE(ReasonForScripts(program, 1).find("/home/u/tmp/a.bin001.tmp"), std::string::npos);
-  sim.disk().FailWhere({});
+  sim.disk().FailWhere([](DiskCall, const std::string&) { return false; });
   Resume();
   ASSERT_TRUE(RunUntilFinished());
   EXPECT_TRUE(sim.disk().Holds(Record().SavePath, content));
