@@ -1,6 +1,7 @@
 // A download's part file, from the first block to the last.
 #include <algorithm>
 #include <set>
+#include <utility>
 
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
@@ -71,10 +72,14 @@ Task<> WebEngine::CreatePart() {
   const auto made = std::make_shared<NewPart>();
   std::string failed;
   try {
+    std::set<std::string> claimed = ClaimedPaths(program_, services_->journal, entry_.key);
+    // A download that was removed from the list gives its path back when the list is saved.
+    if (claimed.contains(entry_.path) && SaveListBeforeTouchingParts(program_)) {
+      claimed = ClaimedPaths(program_, services_->journal, entry_.key);
+    }
     // The former part of a download that begins anew keeps its name.
-    WantedPart wanted{
-        entry_.path,     !entry_.oldPartPath.empty(), ClaimedPaths(program_, services_->journal, entry_.key),
-        entry_.replaces, NeedsOfClassic(program_),    facts_.total};
+    WantedPart wanted{entry_.path,     !entry_.oldPartPath.empty(), std::move(claimed),
+                      entry_.replaces, NeedsOfClassic(program_),    facts_.total};
     if (IsSelection()) TakeRoomOfSelection(wanted);
     Background::Work work = [made, files = program_.platform.downloadFiles, all = &program_.platform.files, wanted] {
       *made = CreateNewPart(*files, *all, wanted);

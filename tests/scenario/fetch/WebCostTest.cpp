@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "WebApp.h"
 #include "mainwin/ScriptedAdd.h"
@@ -110,6 +111,20 @@ TEST(WebCost, WhatBeganAndWasRemovedBeforeAnySaveDoesNotComeBack) {
   run.sim.RunFor(1000);
   Costs next({.disk = run.sim.disk().TakeState()});
   EXPECT_EQ(next.StateWord(1), "");
+}
+
+TEST(WebCost, WhatWasRemovedAMomentAgoGivesItsNameBack) {
+  Costs run;
+  run.origin.OnEach([](const HttpRequest&) -> std::optional<HttpFault> { return HttpFault{.hangInBody = 10'000}; });
+  const auto parts = [&] { return run.sim.platform().files.FilesIn(run.program().settings.DownloadFolder); };
+  run.AddMany(0, 1, false);
+  ASSERT_TRUE(run.sim.RunUntil([&] { return parts() == std::vector<std::string>{"f0.bin.part"}; }));
+  run.sim.RunFor(1000);
+  run.sim.Do([&] { run.window().RemoveRecord(1); });
+  run.AddMany(0, 1, false);
+  run.sim.RunFor(2000);
+  EXPECT_EQ(parts(), std::vector<std::string>{"f0.bin.part"});
+  EXPECT_EQ(run.Record(1).FileName, "f0.bin");
 }
 
 TEST(WebCost, OnASlowDiskLinesOfManyDownloadsAreFlushedTogether) {
