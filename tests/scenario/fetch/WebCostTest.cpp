@@ -43,6 +43,17 @@ class Costs : public WebApp {
       return true;
     });
   }
+  // Adds one whose server stops sending. True: the journal knows its part file, and the list on the disk lacks it.
+  bool BeginBetweenSaves() {
+    origin.OnEach([](const HttpRequest&) -> std::optional<HttpFault> { return HttpFault{.hangInBody = 10'000}; });
+    sim.RunFor(1000);
+    Forget();
+    AddMany(0, 1, false);
+    const auto begun = [this] {
+      return sim.disk().Has(kJournal) && sim.disk().Get(kJournal).find("f0.bin.part") != std::string::npos;
+    };
+    return sim.RunUntil(begun) && Calls(DiskCall::Write, kList) == 0;
+  }
   int Calls(DiskCall call, const std::string& path) { return calls_[{call, path}]; }
   void Forget() { calls_.clear(); }
 
@@ -76,15 +87,7 @@ TEST(WebCost, TheListIsNotSavedForEachFileThatIsAddedWhileOthersRun) {
 // The list on the disk lacks what was added a moment ago.
 TEST(WebCost, WhatBeganRightBeforeAKillComesBackAlthoughTheListLacksIt) {
   Costs run;
-  run.origin.OnEach([](const HttpRequest&) -> std::optional<HttpFault> { return HttpFault{.hangInBody = 10'000}; });
-  run.sim.RunFor(1000);
-  run.Forget();
-  run.AddMany(0, 1, false);
-  const auto begun = [&] {
-    return run.sim.disk().Has(kJournal) && run.sim.disk().Get(kJournal).find("f0.bin.part") != std::string::npos;
-  };
-  ASSERT_TRUE(run.sim.RunUntil(begun));
-  ASSERT_EQ(run.Calls(DiskCall::Write, kList), 0);
+  ASSERT_TRUE(run.BeginBetweenSaves());
   run.sim.disk().CutNow();
   run.sim.RunFor(1000);
   Costs next({.disk = run.sim.disk().TakeState()});
@@ -96,15 +99,7 @@ TEST(WebCost, WhatBeganRightBeforeAKillComesBackAlthoughTheListLacksIt) {
 // Its line in the journal goes although no list on the disk has ever had it.
 TEST(WebCost, WhatBeganAndWasRemovedBeforeAnySaveDoesNotComeBack) {
   Costs run;
-  run.origin.OnEach([](const HttpRequest&) -> std::optional<HttpFault> { return HttpFault{.hangInBody = 10'000}; });
-  run.sim.RunFor(1000);
-  run.Forget();
-  run.AddMany(0, 1, false);
-  const auto begun = [&] {
-    return run.sim.disk().Has(kJournal) && run.sim.disk().Get(kJournal).find("f0.bin.part") != std::string::npos;
-  };
-  ASSERT_TRUE(run.sim.RunUntil(begun));
-  ASSERT_EQ(run.Calls(DiskCall::Write, kList), 0);
+  ASSERT_TRUE(run.BeginBetweenSaves());
   run.sim.Do([&] { run.window().RemoveRecord(1); });
   run.sim.RunFor(6000);
   run.sim.disk().CutNow();
