@@ -19,6 +19,15 @@ class Segments : public TransferFixture {
     }
     return ranges;
   }
+  // 300,000 bytes at /a.bin, slowly and without a word of their number.
+  void ServeWithoutLength() {
+    Serve("/a.bin", 300000);
+    HttpFault unknown;
+    unknown.length = HttpLength::Missing;
+    unknown.ignoreRange = true;
+    unknown.wire.bytesPerSecond = 50000;
+    origin.Always(unknown);
+  }
 };
 
 TEST_F(Segments, RequestRangesBySizeAndLargestNumberAllowed) {
@@ -110,12 +119,7 @@ TEST_F(Segments, LoseThreeCharactersIfTheHeaderArrivesInTwoBlocks) {
 }
 
 TEST_F(Segments, ReportAnErrorAtEachBlockOfAFileOfUnknownSize) {
-  Serve("/a.bin", 300000);
-  HttpFault unknown;
-  unknown.length = HttpLength::Missing;
-  unknown.ignoreRange = true;
-  unknown.wire.bytesPerSecond = 50000;
-  origin.Always(unknown);
+  ServeWithoutLength();
   Start("http://o.example/a.bin");
   ASSERT_TRUE(RunUntilABoxStands());
   EXPECT_EQ(Ranges(), std::vector<std::string>{"bytes=0--1"});
@@ -139,12 +143,7 @@ TEST_F(Segments, ReportAnErrorAtEachBlockOfAFileOfUnknownSize) {
 
 TEST_F(Segments, PauseAFileOfUnknownSizeWhereNobodySeesItsError) {
   program.headless = true;
-  Serve("/a.bin", 300000);
-  HttpFault unknown;
-  unknown.length = HttpLength::Missing;
-  unknown.ignoreRange = true;
-  unknown.wire.bytesPerSecond = 50000;
-  origin.Always(unknown);
+  ServeWithoutLength();
   Start("http://o.example/a.bin");
   ASSERT_TRUE(RunUntilABoxStands());
   const std::int32_t first = Segment(1).ReceivedNow;
