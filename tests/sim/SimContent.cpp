@@ -1,12 +1,20 @@
 #include "SimContent.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 #include "SimRandom.h"
 
 namespace pellora {
+
+namespace {
+
+// The eight bytes at eight times `number`.
+inline std::uint64_t WordOf(std::uint64_t salt, std::uint64_t number) {
+  return SimRandom(salt * 0xD1342543DE82EF95ULL + number).Next();
+}
+
+}  // namespace
 
 SimContent SimContent::Generated(std::uint64_t length, std::uint64_t salt) {
   SimContent content;
@@ -39,23 +47,23 @@ void SimContent::Read(std::uint64_t offset, std::span<char> to) const {
 }
 
 void SimContent::Generate(std::uint64_t offset, std::span<char> to) const {
-  constexpr std::uint64_t kWord = 8;
-  std::size_t done = 0;
-  while (done < to.size()) {
-    const std::uint64_t at = offset + done;
-    const std::uint64_t word = SimRandom(salt_ * 0xD1342543DE82EF95ULL + at / kWord).Next();
-    const std::size_t from = static_cast<std::size_t>(at % kWord);
-    if (from == 0 && to.size() - done >= kWord) {  // nearly always
-      std::memcpy(to.data() + done, &word, kWord);
-      done += kWord;
-      continue;
-    }
-    std::array<char, kWord> bytes{};
-    std::memcpy(bytes.data(), &word, kWord);
-    const std::size_t count = std::min<std::size_t>(kWord - from, to.size() - done);
-    std::memcpy(to.data() + done, bytes.data() + from, count);
-    done += count;
+  constexpr std::size_t kWord = sizeof(std::uint64_t);
+  std::uint64_t number = offset / kWord;
+  if (const auto from = static_cast<std::size_t>(offset % kWord); from > 0) {
+    const std::size_t count = std::min(kWord - from, to.size());
+    const std::uint64_t word = WordOf(salt_, number++);
+    std::memcpy(to.data(), reinterpret_cast<const char*>(&word) + from, count);
+    to = to.subspan(count);
   }
+  const std::size_t words = to.size() / kWord;
+  char* const at = to.data();
+  const std::uint64_t salt = salt_;  // not read again for each word: `to` might hold it
+  for (std::size_t i = 0; i < words; ++i) {
+    const std::uint64_t word = WordOf(salt, number + i);
+    std::memcpy(at + i * kWord, &word, kWord);
+  }
+  const std::uint64_t last = WordOf(salt_, number + words);
+  std::memcpy(to.data() + words * kWord, &last, to.size() % kWord);
 }
 
 std::string SimContent::Bytes(std::uint64_t offset, std::uint64_t length) const {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
+#include <span>
 
 #include "SimFaults.h"
 #include "ports/Failure.h"
@@ -440,14 +442,21 @@ std::uint64_t SimDisk::Size(const std::string& path) const {
 }
 
 bool SimDisk::Holds(const std::string& path, const SimContent& content) const {
-  constexpr std::uint64_t kPiece = std::uint64_t{1} << 20;
+  return Has(path) && Size(path) == content.Length() && Holds(path, content, 0, content.Length());
+}
+
+bool SimDisk::Holds(const std::string& path, const SimContent& content, std::uint64_t offset,
+                    std::uint64_t length) const {
+  constexpr std::uint64_t kBlock = 16384;
   const std::shared_ptr<SimFileData> data = Find(Resolve(path));
-  if (!data || data->Size() != content.Length()) return false;
-  for (std::uint64_t at = 0; at < content.Length(); at += kPiece) {
-    const std::string expected = content.Bytes(at, std::min(kPiece, content.Length() - at));
-    std::string held(expected.size(), '\0');
-    data->Read(at, held);
-    if (held != expected) return false;
+  if (!data || offset + length > content.Length()) return false;
+  std::array<char, kBlock> held;
+  std::array<char, kBlock> expected;
+  for (std::uint64_t at = offset, end = offset + length; at < end; at += kBlock) {
+    const auto size = static_cast<std::size_t>(std::min(kBlock, end - at));
+    content.Read(at, std::span(expected).first(size));
+    if (data->Read(at, std::span(held).first(size)) < size) return false;
+    if (std::memcmp(held.data(), expected.data(), size) != 0) return false;
   }
   return true;
 }

@@ -107,6 +107,8 @@ class SimDisk final : public Files {
   bool Has(const std::string& path) const;
   std::uint64_t Size(const std::string& path) const;  // 0 for a missing file
   bool Holds(const std::string& path, const SimContent& content) const;
+  // Whether the file has these bytes of `content`, at the same place.
+  bool Holds(const std::string& path, const SimContent& content, std::uint64_t offset, std::uint64_t length) const;
   void Lose(const std::string& path);
   std::vector<std::string> Paths() const;  // of all files, sorted
   std::uint64_t BytesWritten() const { return written_; }

@@ -1,7 +1,6 @@
 #include "WebOrigin.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <utility>
 
@@ -230,33 +229,25 @@ int WebOrigin::FileOf(std::string_view path) {
 
 bool WebOrigin::NeedsLogin(int file) { return file == kWithLogin; }
 
-bool WebOrigin::Equals(const Version& version, std::string_view bytes, std::uint64_t offset) const {
-  return offset + bytes.size() <= version.content.Length() && version.content.Bytes(offset, bytes.size()) == bytes;
-}
-
 bool WebOrigin::IsWhole(int file, const SimDisk& disk, const std::string& path) const {
   const Served& served = files_.at(static_cast<std::size_t>(file));
-  const std::string bytes = disk.Get(path);
+  const std::uint64_t size = disk.Size(path);
   for (std::size_t version = 0; version <= served.current; ++version) {
-    const Version& one = served.versions[version];
-    if (bytes.size() != one.content.Length() && !served.mayBeCut) continue;
-    if (Equals(one, bytes, 0)) return true;
+    const SimContent& content = served.versions[version].content;
+    if (size != content.Length() && !served.mayBeCut) continue;
+    if (disk.Holds(path, content, 0, size)) return true;
   }
   return false;
 }
 
 bool WebOrigin::Holds(int file, const IntervalSet& held, const SimDisk& disk, const std::string& path) const {
   const Served& served = files_.at(static_cast<std::size_t>(file));
-  const std::string bytes = disk.Get(path);
   for (std::size_t version = 0; version <= served.current; ++version) {
-    bool same = true;
-    for (const Range& range : held.Ranges()) {
-      const auto begin = static_cast<std::size_t>(range.begin);
-      const auto length = static_cast<std::size_t>(range.Length());
-      same = same && begin + length <= bytes.size() &&
-             Equals(served.versions[version], std::string_view(bytes).substr(begin, length), begin);
-    }
-    if (same) return true;
+    const auto same = [&](const Range& range) {
+      return disk.Holds(path, served.versions[version].content, static_cast<std::uint64_t>(range.begin),
+                        static_cast<std::uint64_t>(range.Length()));
+    };
+    if (std::all_of(held.Ranges().begin(), held.Ranges().end(), same)) return true;
   }
   return false;
 }

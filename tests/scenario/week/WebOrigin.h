@@ -59,7 +59,6 @@ class WebOrigin {
   struct Site;
   void Offer(int file);
   void Misbehave(SimRandom& random);
-  bool Equals(const Version& version, std::string_view bytes, std::uint64_t offset) const;
 
   std::vector<Served> files_;
   SimPlatform* sim_ = nullptr;
