@@ -42,6 +42,8 @@ struct Journal::Store {
   std::optional<std::uint64_t> length;  // up to the last good line; unknown for a new file
   std::uint64_t flushed = 0;            // up to the last one that is on the disk
   std::uint64_t rewrites = 0;
+  std::string unflushed;               // what Write has written since
+  std::string missing;                 // lines that could not be written or flushed; they come with the next one
   std::atomic<bool> finished = false;  // Finish has written what was left
 
   // Cuts off what does not end with a good line.
@@ -61,14 +63,23 @@ struct Journal::Store {
   // A line, which counts once it is flushed.
   void Write(std::string_view line) {
     DemandUnfinished();
-    if (!file) OpenFile();
+    missing += line;
+    const std::string lines = std::exchange(missing, {});
     try {
-      file->WriteAt(*length, line);
+      if (!file) OpenFile();
+      file->WriteAt(*length, lines);
     } catch (const Failure&) {
-      Skip([this] { file->SetLength(*length); });
+      Miss(lines);
+      if (file) Skip([this] { file->SetLength(*length); });
       throw;
     }
-    *length += line.size();
+    *length += lines.size();
+    unflushed += lines;
+  }
+  // A disk that takes nothing for long is given the whole journal once it does.
+  void Miss(const std::string& lines) {
+    missing.insert(0, lines);
+    if (missing.size() > kRewriteAbove) missing.clear();
   }
   void Flushed(const Line& line);
 
@@ -78,6 +89,8 @@ struct Journal::Store {
     file.reset();
     files->Replace(path, whole);
     length.reset();
+    unflushed.clear();
+    missing.clear();
     ++rewrites;
   }
 };
@@ -112,10 +125,12 @@ class Journal::Line final : public DiskStep {
 
 void Journal::Store::Flushed(const Line& line) {
   if (line.file != file || finished) return;
+  const std::string lines = std::exchange(unflushed, {});
   if (!line.failure) {
     flushed = *length;
   } else if (*length > flushed) {
     length = flushed;
+    Miss(lines);
     Skip([this] { file->SetLength(flushed); });
   }
 }

@@ -39,7 +39,7 @@ class JournalFaults : public testing::Test {
   Journal journal{sim.platform(), turns, kJournal};
 };
 
-TEST_F(JournalFaults, LengthThatCannotBeReadCostsOneLine) {
+TEST_F(JournalFaults, LengthThatCannotBeReadCostsNoLine) {
   sim.Do([&] { journal.Open(); });
   FailOnce(DiskCall::Length);
   sim.Do([&] {
@@ -47,8 +47,33 @@ TEST_F(JournalFaults, LengthThatCannotBeReadCostsOneLine) {
     journal.Put(EntryOf("c.bin", 3));
   });
   sim.RunFor(1000);
-  EXPECT_TRUE(Written().contains("https://o.example/a.bin"));
-  EXPECT_TRUE(Written().contains("https://o.example/c.bin"));
+  EXPECT_EQ(Written().size(), 3U);
+}
+
+// Else a part file whose line alone says that it is to be deleted stays for good, if a kill follows.
+TEST_F(JournalFaults, LineThatCannotBeWrittenComesWithTheNext) {
+  sim.Do([&] { journal.Open(); });
+  sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::Write; }, 2);
+  sim.Do([&] {
+    journal.Put(EntryOf("b.bin", 2));
+    journal.Remove(EntryOf("b.bin", 2).key);
+    journal.Put(EntryOf("c.bin", 3));
+  });
+  sim.RunFor(1000);
+  EXPECT_EQ(Written().size(), 3U);
+  EXPECT_EQ(Written()["https://o.example/b.bin"], JournalState::Gone);  // in their order
+}
+
+TEST_F(JournalFaults, LinesThatCannotBeFlushedComeWithTheNext) {
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Flush);
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
+  sim.RunFor(1000);
+  EXPECT_EQ(Written().size(), 1U);
+  FailOnce(DiskCall::Replace);  // of the whole, which is tried first
+  sim.Do([&] { journal.Put(EntryOf("c.bin", 3)); });
+  sim.RunFor(1000);
+  EXPECT_EQ(Written().size(), 3U);
 }
 
 TEST_F(JournalFaults, TornEndIsCutBeforeTheNextLine) {

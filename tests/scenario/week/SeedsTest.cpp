@@ -11,6 +11,7 @@ TEST(FoundSeeds, NoLongerFail) {
   struct Found {
     std::uint64_t seed;
     const char* what;
+    bool web = false;
   };
   for (const Found& one : {
            Found{374, "an unreadable list, and new downloads that took its part files"},
@@ -19,8 +20,12 @@ TEST(FoundSeeds, NoLongerFail) {
            Found{2354, "a dropped transfer that waited for nothing and stayed forever"},
            Found{10409469, "a download restarted in part files that the list on the disk still needed"},
            Found{10424602, "the same, with another plan"},
+           Found{3000657, "a part file whose line could not be written before a kill", true},
+           Found{3013962, "the same on a full disk", true},
        }) {
-    const std::vector<std::string> wrong = Life(one.seed).Run();
+    LifeOptions options;
+    options.web = one.web;
+    const std::vector<std::string> wrong = Life(one.seed, options).Run();
     EXPECT_TRUE(wrong.empty()) << one.seed << ", " << one.what << ": " << wrong.front();
   }
 }
