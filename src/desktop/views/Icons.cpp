@@ -60,6 +60,10 @@ QString DrawingOfText(const QMimeType& type) {
   return QStringLiteral("file");
 }
 
+// Without a desktop's theme there is only the one of applications, in all folders of which each icon would be looked
+// for in vain.
+bool ThemeHasFileTypes() { return !QIcon::themeName().isEmpty() && QIcon::themeName() != QLatin1String("hicolor"); }
+
 }  // namespace
 
 QIcon Drawing(const QString& name) {
@@ -90,8 +94,8 @@ QIcon FileTypeIcon(const QString& fileName) {
   if (at != known.constEnd()) return *at;
   const QMimeType type =
       QMimeDatabase().mimeTypeForFile(QStringLiteral("file") + extension, QMimeDatabase::MatchExtension);
-  QIcon icon = QIcon::fromTheme(type.iconName());
-  if (icon.isNull()) icon = QIcon::fromTheme(type.genericIconName());
+  QIcon icon = ThemeHasFileTypes() ? QIcon::fromTheme(type.iconName()) : QIcon();
+  if (icon.isNull() && ThemeHasFileTypes()) icon = QIcon::fromTheme(type.genericIconName());
   if (icon.isNull()) {
     const QString kind = type.name();
     const QString drawing = kind.startsWith(QLatin1String("image/"))   ? QStringLiteral("file-image")

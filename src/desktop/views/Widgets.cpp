@@ -33,6 +33,7 @@ namespace pellora {
 namespace {
 
 constexpr double kCorner = 4.0;
+constexpr int kBelowTitle = 4;
 
 bool IsDark(const QPalette& palette) {
   return palette.color(QPalette::Base).lightness() < palette.color(QPalette::Text).lightness();
@@ -237,24 +238,25 @@ void KeyLabel::SetOn(bool on) {
   QAccessible::updateAccessibility(&change);
 }
 
-void FigureBar::paintEvent(QPaintEvent* event) {
-  if (layoutDirection() == Qt::LeftToRight || maximum() <= minimum()) {
-    QProgressBar::paintEvent(event);
-    return;
-  }
+void QuietGroupBox::paintEvent(QPaintEvent* event) {
   QStylePainter painter(this);
-  QStyleOptionProgressBar option;
+  QStyleOptionGroupBox option;
   initStyleOption(&option);
-  painter.drawControl(QStyle::CE_ProgressBarGroove, option);
-  painter.drawControl(QStyle::CE_ProgressBarContents, option);
-  const QRect room = style()->subElementRect(QStyle::SE_ProgressBarContents, &option, this);
-  const int filled = static_cast<int>(qint64{room.width()} * (value() - minimum()) / (maximum() - minimum()));
-  const QRect rest = room.adjusted(0, 0, -filled, 0);
-  const QRect done(rest.right() + 1, room.top(), filled, room.height());
-  for (const auto& [part, role] : {std::pair(rest, QPalette::Text), std::pair(done, QPalette::HighlightedText)}) {
-    painter.setClipRect(part);
-    painter.drawItemText(room, Qt::AlignCenter, palette(), isEnabled(), option.text, role);
+  const QRect title = style()->subControlRect(QStyle::CC_GroupBox, &option, QStyle::SC_GroupBoxLabel, this);
+  QRect frame = style()->subControlRect(QStyle::CC_GroupBox, &option, QStyle::SC_GroupBoxFrame, this);
+  frame.setTop(title.bottom() + kBelowTitle);
+  const QRect inside = frame.adjusted(1, 1, -1, -1);
+  QColor colour = palette().color(QPalette::WindowText);
+  colour.setAlphaF(0.015F);
+  painter.fillRect(inside & event->rect(), colour);
+  if (!inside.contains(event->rect())) {
+    colour.setAlphaF(0.12F);
+    painter.setPen(colour);
+    painter.drawRect(frame.adjusted(0, 0, -1, -1));
   }
+  if (!event->region().intersects(title)) return;
+  option.subControls = QStyle::SC_GroupBoxLabel;
+  painter.drawComplexControl(QStyle::CC_GroupBox, option);
 }
 
 bool FocusScrollArea::event(QEvent* event) {

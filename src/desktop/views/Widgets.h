@@ -5,9 +5,9 @@
 #include <QColor>
 #include <QEvent>
 #include <QFrame>
+#include <QGroupBox>
 #include <QIcon>
 #include <QLabel>
-#include <QProgressBar>
 #include <QScrollArea>
 #include <QString>
 #include <QTextOption>
@@ -188,13 +188,13 @@ class PageArea : public QScrollArea {
   int pageHeight_ = 0;
 };
 
-// A progress bar whose figure is seen on both of its parts in a window that is laid out from right to left, too, where
-// the style mistakes one part for the other.
-class FigureBar : public QProgressBar {
+// A group box around what changes often. It draws its frame and its title only where they are to be drawn: the style's
+// pictures cost more than all that is inside.
+class QuietGroupBox : public QGroupBox {
   Q_OBJECT
 
  public:
-  using QProgressBar::QProgressBar;
+  using QGroupBox::QGroupBox;
 
  protected:
   void paintEvent(QPaintEvent* event) override;

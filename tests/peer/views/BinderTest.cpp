@@ -184,6 +184,25 @@ TEST(Binder, ShowsNoPercentageOfWhatIsNotKnown) {
   EXPECT_TRUE(bar->text().startsWith(QStringLiteral("50")));
 }
 
+TEST(Binder, MovesABlockThroughABarWithoutAnEndTenTimesASecond) {
+  const Shown<SampleTransfer> shown;
+  shown.window->PB.Value = -1.0;
+  shown.window->PB.Busy = true;
+  Stage::Settle();
+  QProgressBar& bar = *shown.Find<QProgressBar>("PB");
+  const QImage before = bar.grab().toImage();
+  const PaintCounter painted(bar);
+  QTest::qWait(550);
+  EXPECT_GE(painted.Count(), 1);
+  EXPECT_LE(painted.Count(), 6);
+  EXPECT_NE(bar.grab().toImage(), before);
+  shown.window->PB.Busy = false;
+  QTest::qWait(150);
+  const int since = painted.Count();
+  QTest::qWait(250);
+  EXPECT_EQ(painted.Count(), since);
+}
+
 TEST(Binder, RoundsThePercentageLikeCaptions) {
   const Shown<SampleTransfer> shown;
   const std::string point = QLocale::system().decimalPoint().toStdString();
