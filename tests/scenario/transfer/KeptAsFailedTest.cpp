@@ -1,5 +1,6 @@
 // What ends a record where its box is seen: where nobody sees boxes the record stays, with the reason.
 #include <string>
+#include <utility>
 
 #include "TransferFixture.h"
 #include "core/EngineChoice.h"
@@ -13,10 +14,10 @@ class KeptAsFailed : public TransferFixture {
  protected:
   KeptAsFailed() { program.headless = true; }
 
-  void StartAndFail(int answer = kAnswerOk) {
+  void StartAndFail() {
     Start(kUrl);
     ASSERT_TRUE(RunUntilABoxStands());
-    Answer(answer);
+    Answer(kAnswerOk);
     sim.RunFor(60'000);
     EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
     EXPECT_TRUE(NothingRuns());
@@ -37,7 +38,13 @@ class KeptAsFailed : public TransferFixture {
 };
 
 TEST_F(KeptAsFailed, WhatTheServerRefuses) {
-  for (const int status : {404, 503}) {
+  const std::pair<int, const char*> refusals[] = {
+      {404, "The server does not have this file."},
+      {410, "The server does not have this file."},
+      {403, "The server refused the download with status 403."},
+      {503, "The server refused the download with status 503."},
+  };
+  for (const auto& [status, reason] : refusals) {
     SCOPED_TRACE(status);
     TransferRig rig;
     rig.program.headless = true;
@@ -45,13 +52,13 @@ TEST_F(KeptAsFailed, WhatTheServerRefuses) {
     server.Page("/a.bin", status, "text/html", "page");
     rig.Start(kUrl);
     ASSERT_TRUE(rig.RunUntilABoxStands());
-    const std::string said = rig.sim.dialogs().Next().text;
+    EXPECT_EQ(rig.sim.dialogs().Next().text, reason);
     rig.Answer(kAnswerOk);
     rig.sim.RunFor(60'000);
     EXPECT_TRUE(rig.NothingRuns());
     EXPECT_EQ(rig.Record().URL, kUrl);
     EXPECT_STREQ(StateWord(rig.program, 1), "failed");
-    EXPECT_EQ(ReasonForScripts(rig.program, 1), said);
+    EXPECT_EQ(ReasonForScripts(rig.program, 1), reason);
   }
 }
 
@@ -63,7 +70,7 @@ TEST_F(KeptAsFailed, AndIsFetchedWhenItIsResumed) {
 
 TEST_F(KeptAsFailed, AWebPage) {
   origin.Page("/a.bin", 200, "text/html", "page");
-  StartAndFail(kAnswerNo);
+  StartAndFail();
   EXPECT_EQ(ReasonForScripts(program, 1), "The server sends a web page.");
   ExpectTheFileNow();
 }
