@@ -19,7 +19,9 @@ const SimContent kContent = SimContent::Generated(20'000, 7);
 
 class Costs : public WebApp {
  public:
-  explicit Costs(SimOptions options = {}) : WebApp(std::move(options)), origin(sim.network(), "o.example", 443) {
+  explicit Costs(SimOptions options = {}, bool headless = false)
+      : WebApp(std::move(options)), origin(sim.network(), "o.example", 443) {
+    if (headless) app.SetHeadless();
     sim.settings().values[{"Pellora", "HideTransferWindows"}] = "True";
     sim.settings().values[{"Pellora", "MaxSimulDownlads"}] = "10";
     Start();
@@ -103,6 +105,16 @@ TEST(WebCost, WhatBeganRightBeforeAKillComesBackAlthoughTheListLacksIt) {
   ASSERT_EQ(next.program().DownloadCount, 1);
   EXPECT_EQ(next.Record(1).FileName, "f0.bin");
   EXPECT_EQ(next.StateWord(1), "paused");
+}
+
+TEST(WebCost, WhatBeganRightBeforeAKillContinuesWithoutWindows) {
+  Costs run({}, true);
+  ASSERT_TRUE(run.BeginBetweenSaves());
+  run.sim.disk().CutNow();
+  run.sim.RunFor(1000);
+  Costs next({.disk = run.sim.disk().TakeState()}, true);
+  ASSERT_EQ(next.program().DownloadCount, 1);
+  EXPECT_EQ(next.origin.Requests().size(), 1U);
 }
 
 // Its line in the journal goes although no list on the disk has ever had it.
