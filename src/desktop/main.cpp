@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -243,7 +244,7 @@ bool HandOver(const QDBusConnection& bus, const Wish& wish, bool toHeadless) {
   return opened && (!wish.addUrl || AddUrlInRunningCopy(bus));
 }
 
-// Qt would end the program with a core dump where it finds none. Its own options may name another platform.
+// Whether one is named; Qt's own options may name another platform.
 bool HasDisplay(int argc, char** argv) {
   constexpr std::array kDisplays{"DISPLAY", "WAYLAND_DISPLAY", "WAYLAND_SOCKET", "QT_QPA_PLATFORM"};
   if (!std::all_of(kDisplays.begin(), kDisplays.end(), qEnvironmentVariableIsEmpty)) return true;
@@ -447,12 +448,20 @@ void GiveBackLargePieces() {
 // opposed to ignoring the signal, does not pass on to programs started from here.
 extern "C" void NoteLostReader(int) {}
 
+// Qt would end the program with a core dump where the display that it was given does not answer.
+void SayThatQtHasNoDisplay(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+  std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, text)));
+  if (type == QtFatalMsg) std::_Exit(RefuseWithoutDisplay());
+}
+
 // Without a display the libraries of windows would only take memory.
 std::unique_ptr<QCoreApplication> NewApplication(int& argc, char** argv, bool headless) {
   if (headless) return std::make_unique<QCoreApplication>(argc, argv);
   DropUselessScales();
   DropOverlongActivationToken();
+  const QtMessageHandler former = qInstallMessageHandler(SayThatQtHasNoDisplay);
   auto application = std::make_unique<QApplication>(argc, argv);
+  qInstallMessageHandler(former);
   QGuiApplication::setDesktopFileName(kDesktopId);
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setStyle(new ProgramStyle);  // owned by the application

@@ -107,6 +107,12 @@ class Headless(Case):
         self.assertEqual(self.run_program(), refused)
         self.quit()
 
+    def test_display_that_does_not_answer_is_none(self):
+        self.session.env["DISPLAY"] = ":987"
+        code, _, complaint = self.run_program()
+        self.assertEqual(code, 1, complaint)
+        self.assertTrue(complaint.endswith("Pellora: There is no display. \"--headless\" runs without one.\n"), complaint)
+
     def test_addresses_of_a_second_start_need_no_display(self):
         self.start()
         for i, options in enumerate(([], ["--headless"])):
