@@ -9,14 +9,17 @@ namespace pellora {
 namespace {
 
 constexpr const char* kUrl = "http://o.example/a.bin";
+constexpr const char* kMissing = "The server does not have this file.";
+constexpr const char* kWebPage = "The server sends a web page.";
 
 class KeptAsFailed : public TransferFixture {
  protected:
   KeptAsFailed() { program.headless = true; }
 
-  void StartAndFail() {
+  void StartAndFail(const char* said) {
     Start(kUrl);
     ASSERT_TRUE(RunUntilABoxStands());
+    ASSERT_EQ(sim.dialogs().Next().text, said);
     Answer(kAnswerOk);
     sim.RunFor(60'000);
     EXPECT_EQ(sim.dialogs().OpenCount(), 0U);
@@ -39,8 +42,8 @@ class KeptAsFailed : public TransferFixture {
 
 TEST_F(KeptAsFailed, WhatTheServerRefuses) {
   const std::pair<int, const char*> refusals[] = {
-      {404, "The server does not have this file."},
-      {410, "The server does not have this file."},
+      {404, kMissing},
+      {410, kMissing},
       {403, "The server refused the download with status 403."},
       {503, "The server refused the download with status 503."},
   };
@@ -52,7 +55,7 @@ TEST_F(KeptAsFailed, WhatTheServerRefuses) {
     server.Page("/a.bin", status, "text/html", "page");
     rig.Start(kUrl);
     ASSERT_TRUE(rig.RunUntilABoxStands());
-    EXPECT_EQ(rig.sim.dialogs().Next().text, reason);
+    ASSERT_EQ(rig.sim.dialogs().Next().text, reason);
     rig.Answer(kAnswerOk);
     rig.sim.RunFor(60'000);
     EXPECT_TRUE(rig.NothingRuns());
@@ -64,20 +67,20 @@ TEST_F(KeptAsFailed, WhatTheServerRefuses) {
 
 TEST_F(KeptAsFailed, AndIsFetchedWhenItIsResumed) {
   origin.Page("/a.bin", 404, "text/plain", "page");
-  StartAndFail();
+  StartAndFail(kMissing);
   ExpectTheFileNow();
 }
 
 TEST_F(KeptAsFailed, AWebPage) {
   origin.Page("/a.bin", 200, "text/html", "page");
-  StartAndFail();
-  EXPECT_EQ(ReasonForScripts(program, 1), "The server sends a web page.");
+  StartAndFail(kWebPage);
+  EXPECT_EQ(ReasonForScripts(program, 1), kWebPage);
   ExpectTheFileNow();
 }
 
 TEST_F(KeptAsFailed, AlsoAtTheNextStart) {
   origin.Page("/a.bin", 404, "text/plain", "page");
-  StartAndFail();
+  StartAndFail(kMissing);
   program.classicStops.clear();  // which a list does not hold
   ExpectListed();
   EXPECT_NE(ReasonForScripts(program, 1), "");
@@ -88,6 +91,7 @@ TEST_F(KeptAsFailed, NotWhereTheBoxIsSeen) {
   origin.Page("/a.bin", 404, "text/plain", "page");
   Start(kUrl);
   ASSERT_TRUE(RunUntilABoxStands());
+  ASSERT_EQ(sim.dialogs().Next().style, kCritical);
   Answer(kAnswerOk);
   sim.RunFor(1000);
   EXPECT_FALSE(Record().InUse);
