@@ -34,10 +34,10 @@ void OpenChosen(const Platform& platform, const Notice& notice, const std::strin
   if ((key == kClick || key == kOpen) && platform.files.Exists(path)) platform.shell.OpenPath(path, folder);
 }
 
-// A name with line breaks could look like the lines of other downloads.
-std::string InOneLine(std::string name) {
-  std::replace_if(name.begin(), name.end(), IsControl, ' ');
-  return name;
+// A name with line breaks, which its reason may repeat, could look like the lines of other downloads.
+std::string InOneLine(std::string text) {
+  std::replace_if(text.begin(), text.end(), IsControl, ' ');
+  return text;
 }
 
 }  // namespace
@@ -108,7 +108,7 @@ void DownloadNotices::Show() {
     if (!event.path.empty()) path = event.path;
     if (i > kMostLines) continue;
     const bool hasBoth = !event.name.empty() && !event.reason.empty();
-    const std::string line = InOneLine(event.name) + (hasBoth ? ": " : "") + event.reason;
+    const std::string line = InOneLine(event.name + (hasBoth ? ": " : "") + event.reason);
     notice.text += (i == 0 ? "" : "\n") + (i < kMostLines ? line : "...");
   }
   notice.title = TitleOf(finished, events.size() - finished);

@@ -157,9 +157,8 @@ const char* StateWord(Program& program, int index) {
   if (record.Finished) return "finished";
   if (record.Active) return "active";
   if (record.Scheduled != 0) return "scheduled";
-  if (TimedOut(record) || Refused(record)) return "failed";
   if (record.Queued != 0) return "queued";
-  if (HasFailed(program, index)) return "failed";
+  if (TimedOut(record) || Refused(record) || HasFailed(program, index)) return "failed";
   return record.Paused ? "paused" : "waiting";
 }
 

@@ -28,6 +28,7 @@ void ContinuePlan(DownloadRecord& record) {
 }
 
 void Activate(DownloadRecord& record) {
+  if (Refused(record)) record.RestState.clear();
   record.Paused = false;
   record.Active = true;
   ContinuePlan(record);

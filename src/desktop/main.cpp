@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -205,7 +206,7 @@ bool HasArgument(int argc, char** argv, std::string_view wanted) {
 // What Qt has not taken: a mistyped option would open windows where none are wanted.
 QString UnknownOption(const QStringList& arguments) {
   for (const QString& argument : arguments) {
-    if (argument.startsWith("--") && argument != "--add-url" && argument != "--headless") return argument;
+    if (argument.startsWith('-') && argument != "--add-url" && argument != "--headless") return argument;
   }
   return {};
 }
@@ -243,7 +244,7 @@ bool HandOver(const QDBusConnection& bus, const Wish& wish, bool toHeadless) {
   return opened && (!wish.addUrl || AddUrlInRunningCopy(bus));
 }
 
-// Qt would end the program with a core dump where it finds none. Its own options may name another platform.
+// Whether one is named; Qt's own options may name another platform.
 bool HasDisplay(int argc, char** argv) {
   constexpr std::array kDisplays{"DISPLAY", "WAYLAND_DISPLAY", "WAYLAND_SOCKET", "QT_QPA_PLATFORM"};
   if (!std::all_of(kDisplays.begin(), kDisplays.end(), qEnvironmentVariableIsEmpty)) return true;
@@ -287,7 +288,7 @@ int RunSecondCopy(Surface surface, const ProgramPlaces& places, const Wish& wish
     std::fputs("Pellora: runs already, but not on this session bus\n", stderr);
     return surface == Surface::Display && wish.IsEmpty() ? 0 : 1;
   }
-  if (surface == Surface::Unwanted) {
+  if (surface == Surface::Unwanted && wish.IsEmpty()) {
     std::fputs("Pellora: runs already\n", stderr);
     return 0;
   }
@@ -297,11 +298,16 @@ int RunSecondCopy(Surface surface, const ProgramPlaces& places, const Wish& wish
   if (!wish.IsEmpty() && !HandOver(bus, wish, toHeadless)) return 1;
   if (!wish.IsEmpty() && !inVain) return 0;
   if (surface == Surface::Missing) return RefuseWithoutDisplay();
+  constexpr const char* kNoWindows = "Pellora runs already, without windows. \"pelloractl quit\" ends it.";
+  if (surface == Surface::Unwanted) {
+    std::fprintf(stderr, "%s\n", kNoWindows);
+    return 1;
+  }
   // For the window of the first copy: Qt would use it up for the box.
   const QByteArray token = ActivationToken();
   DropActivationToken();
   Desktop desktop(false, places);
-  const char* const text = inVain ? "Pellora runs already, without windows. \"pelloractl quit\" ends it." : "found";
+  const char* const text = inVain ? kNoWindows : "found";
   desktop.events.Post([&desktop, &bus, &token, text] {
     desktop.platform.dialogs.Ask({text, kProgramName, kOkOnly}, [&](int) {
       SetActivationToken(token);
@@ -411,11 +417,11 @@ int RunProgram(bool headless, const ProgramPlaces& places, const Wish& wish) {
 
   BusService service(desktop.events, BusActionsOf(app));
   QDBusConnection bus = QDBusConnection::sessionBus();
-  if (!service.Register(bus)) std::fputs("Pellora: not reachable over the session bus\n", stderr);
+  if (!service.Register(bus)) SayOnStandardError("Pellora: not reachable over the session bus");
   std::unique_ptr<BusWatch> busWatch;
   if (headless || StartedByBus()) {
     busWatch = std::make_unique<BusWatch>(bus, [&] {
-      std::fputs("Pellora: The session bus has ended.\n", stderr);
+      SayOnStandardError("Pellora: The session bus has ended.");
       saveAndQuit();
     });
   }
@@ -442,12 +448,20 @@ void GiveBackLargePieces() {
 // opposed to ignoring the signal, does not pass on to programs started from here.
 extern "C" void NoteLostReader(int) {}
 
+// Qt would end the program with a core dump where the display that it was given does not answer.
+void SayThatQtHasNoDisplay(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+  std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, text)));
+  if (type == QtFatalMsg) std::_Exit(RefuseWithoutDisplay());
+}
+
 // Without a display the libraries of windows would only take memory.
 std::unique_ptr<QCoreApplication> NewApplication(int& argc, char** argv, bool headless) {
   if (headless) return std::make_unique<QCoreApplication>(argc, argv);
   DropUselessScales();
   DropOverlongActivationToken();
+  const QtMessageHandler former = qInstallMessageHandler(SayThatQtHasNoDisplay);
   auto application = std::make_unique<QApplication>(argc, argv);
+  qInstallMessageHandler(former);
   QGuiApplication::setDesktopFileName(kDesktopId);
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setStyle(new ProgramStyle);  // owned by the application

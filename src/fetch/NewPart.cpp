@@ -88,6 +88,18 @@ std::set<std::string> ClaimedPaths(Program& program, const Journal& journal, con
   return claimed;
 }
 
+bool IsClaimedByRemoved(Program& program, const Journal& journal, const std::string& path) {
+  std::set<JournalKey> claiming;
+  for (const auto& [key, entry] : journal.All()) {
+    if (entry.path == path && entry.state != JournalState::Finished) claiming.insert(key);
+  }
+  for (int i = 1; i <= program.DownloadCount && !claiming.empty(); ++i) {
+    const DownloadRecord& record = program.Download(i);
+    if (record.InUse) claiming.erase(JournalKeyOf(record.URL, record.DateAdded));
+  }
+  return !claiming.empty();
+}
+
 NewPart CreateNewPart(DownloadFiles& files, Files& all, const WantedPart& wanted) {
   NewPart made;
   const std::string folder = FolderOf(wanted.path);

@@ -27,6 +27,9 @@ std::vector<Need> NeedsOfClassic(Program& program);
 // What unfinished downloads other than `own` will be called, of either engine.
 std::set<std::string> ClaimedPaths(Program& program, const Journal& journal, const JournalKey& own);
 
+// One of those that claim the path has left the list: its claim goes with the next save.
+bool IsClaimedByRemoved(Program& program, const Journal& journal, const std::string& path);
+
 inline constexpr int kMostNumbers = 10000;  // "NAME (2)", "NAME (3)", ... that are tried
 
 struct WantedPart {

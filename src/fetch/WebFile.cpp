@@ -73,10 +73,10 @@ Task<> WebEngine::CreatePart() {
   std::string failed;
   try {
     std::set<std::string> claimed = ClaimedPaths(program_, services_->journal, entry_.key);
-    // A download that was removed from the list gives its path back when the list is saved.
-    if (claimed.contains(entry_.path) && SaveListBeforeTouchingParts(program_)) {
-      claimed = ClaimedPaths(program_, services_->journal, entry_.key);
-    }
+    const bool givenBack = claimed.contains(entry_.path) &&
+                           IsClaimedByRemoved(program_, services_->journal, entry_.path) &&
+                           SaveListBeforeTouchingParts(program_);
+    if (givenBack) claimed = ClaimedPaths(program_, services_->journal, entry_.key);
     // The former part of a download that begins anew keeps its name.
     WantedPart wanted{entry_.path,     !entry_.oldPartPath.empty(), std::move(claimed),
                       entry_.replaces, NeedsOfClassic(program_),    facts_.total};

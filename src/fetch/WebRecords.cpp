@@ -48,6 +48,11 @@ bool HasItsName(const DownloadFiles& files, const JournalEntry& entry) {
   return found && !stays && IsSameFile(*found, *entry.renamed);
 }
 
+// When the program was killed.
+bool Ran(const JournalEntry& entry) {
+  return entry.state == JournalState::Active || entry.state == JournalState::Renaming;
+}
+
 DownloadRecord RecordOf(const JournalEntry& entry) {
   DownloadRecord record;
   record.Segments.resize(1);
@@ -62,7 +67,7 @@ DownloadRecord RecordOf(const JournalEntry& entry) {
   record.InUse = true;
   record.Valid = true;
   record.Paused = true;
-  record.Queued = entry.startAt ? 1 : 0;
+  record.Queued = entry.startAt || Ran(entry) ? 1 : 0;
   return record;
 }
 
@@ -98,9 +103,8 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   figures.standing = entry.state == JournalState::Stopped ? WebStanding::Stopped : WebStanding::Paused;
   if (entry.state == JournalState::Stopped) figures.reason = entry.reason;
   record.Paused = true;
-  // It had left the queue when the program was killed, and the list is older.
-  const bool ran = entry.state == JournalState::Active || entry.state == JournalState::Renaming;
-  if (ran && !program.headless) record.Queued = 0;
+  // It had left the queue, and the list is older. Without windows it continues.
+  if (Ran(entry) && !program.headless) record.Queued = 0;
   if (entry.startAt && record.Queued != 0) QueueUntil(program, index, *entry.startAt);
 }
 

@@ -38,6 +38,14 @@ std::string PathIn(std::string_view url) {
   return PercentDecoded(url);
 }
 
+// What cannot be for each of several addresses.
+std::string FaultOfSeveral(const ScriptedAdd& wanted, std::size_t addresses) {
+  if (addresses < 2) return {};
+  if (!wanted.name.empty()) return "The name is for one file, and the list has several.";
+  if (!wanted.checksum.empty()) return "The checksum is for one file, and the list has several.";
+  return {};
+}
+
 }  // namespace
 
 bool IsFileUrl(std::string_view text) {
@@ -82,6 +90,11 @@ Task<> AddFromListFile(Program* program, ScriptedAdd wanted, std::string path,
     co_return;
   }
   const UrlListReading reading = ReadUrlList(*bytes);
+  const std::string fault = FaultOfSeveral(wanted, reading.addresses.size());
+  if (!fault.empty()) {
+    done(fault);
+    co_return;
+  }
   if (reading.addresses.empty()) reasons = "The file has no addresses.";
   if (reading.cut) reasons = "The file has too many addresses; only the first are read.";
   for (std::size_t i = 0; i < reading.addresses.size(); ++i) {

@@ -152,7 +152,6 @@ Task<> ClassicEngine::InitConnection() {
   if (!StillCurrent()) co_return;
   DropUnusablePlan();
   DownloadRecord& record = Record();
-  if (Refused(record)) record.RestState.clear();
   program_.classicStops.erase(program_.Serial(Index()));
   ftpProbe_.Begin();
   TimeOut.SetEnabled(false);  // a redirect and a repeated probe get the full time again

@@ -9,6 +9,7 @@
 #include "core/FileNames.h"
 #include "core/ListCodec.h"
 #include "core/RecordLife.h"
+#include "core/WebTexts.h"
 #include "ports/Dialogs.h"
 #include "ports/Shell.h"
 #include "transfer/ClassicEngine.h"
@@ -19,6 +20,8 @@
 namespace pellora {
 
 namespace {
+
+constexpr const char* kWebPage = "The server sends a web page.";
 
 bool HasZipName(const std::string& name) { return name.size() >= 3 && ToLower(name.substr(name.size() - 3)) == "zip"; }
 
@@ -40,15 +43,12 @@ Task<> HttpProbe::JudgeReply(ReplyHeaders reply) {
     co_return;
   }
   if (reply.status >= 400 && reply.status < 500) {
-    std::string text =
-        engine_.Text(kTextCouldNotGet) + " " + engine_.Record().Path + " " + engine_.Text(kTextNotFromServer);
-    const bool refused = co_await RefuseWithBox(std::move(text));
+    const bool refused = co_await RefuseWithBox(reply.status);
     if (refused) engine_.Retire();
     co_return;
   }
   if (reply.status >= 500 && reply.status < 600) {
-    std::string text = engine_.Text(kTextServerError) + std::to_string(reply.status) + ")";
-    const bool refused = co_await RefuseWithBox(std::move(text));
+    const bool refused = co_await RefuseWithBox(reply.status);
     if (!refused) co_return;
     if (engine_.Record().Paused) {
       engine_.Retire();  // paused while its box was open; nothing reaches it any more
@@ -116,8 +116,21 @@ Task<> HttpProbe::FollowRedirect(std::string location) {
   co_await engine_.InitConnection();
 }
 
-Task<bool> HttpProbe::RefuseWithBox(std::string text) {
+// Most texts say that the record leaves the list, which is not so where nobody sees boxes.
+std::string HttpProbe::TextOfRefusal(int status) const {
+  Program& program = engine_.TheProgram();
+  const std::string number = std::to_string(status);
+  if (program.headless) {
+    const bool missing = status == 404 || status == 410;
+    return missing ? TextOf(program, WebText::NotFound) : FillText(TextOf(program, WebText::Refused), {number});
+  }
+  if (status >= 500) return engine_.Text(kTextServerError) + number + ")";
+  return engine_.Text(kTextCouldNotGet) + " " + engine_.Record().Path + " " + engine_.Text(kTextNotFromServer);
+}
+
+Task<bool> HttpProbe::RefuseWithBox(int status) {
   const auto hold = engine_.Hold();
+  std::string text = TextOfRefusal(status);
   BoxRequest request{text, kProgramName, kCritical};
   (void)co_await engine_.Ask(std::move(request));
   if (!engine_.StillCurrent()) co_return false;
@@ -134,13 +147,14 @@ Task<bool> HttpProbe::RefuseWithBox(std::string text) {
 Task<> HttpProbe::AskAboutWebPage() {
   const auto hold = engine_.Hold();
   BoxRequest request{engine_.Text(kTextAskOpenWebPage), "Pellora!", kYesNo | kQuestion};
+  if (engine_.TheProgram().headless) request = {kWebPage, kProgramName, kCritical};
   const int answer = co_await engine_.Ask(std::move(request));
   if (!engine_.StillCurrent()) co_return;
   const std::string url = engine_.Record().URL;  // empty after a server error: nothing is opened then
   if (answer == kAnswerYes && !url.empty()) {
     Skip([&] { engine_.TheProgram().platform.shell.OpenUrl(url); });
   }
-  engine_.Refuse(kNoFile, "The server sends a web page.");
+  engine_.Refuse(kNoFile, kWebPage);
 }
 
 }  // namespace pellora

@@ -25,8 +25,10 @@ class HttpProbe {
   Task<> JudgeReply(ReplyHeaders reply);
   Task<> JudgeFile(ReplyHeaders reply);
   Task<> FollowRedirect(std::string location);
-  // A refusal by the server: shows it and drops the record. False if the record changed hands meanwhile.
-  Task<bool> RefuseWithBox(std::string text);
+  std::string TextOfRefusal(int status) const;
+  // A refusal by the server: shows it and drops the record. False if the record changed hands meanwhile, or is kept as
+  // failed.
+  Task<bool> RefuseWithBox(int status);
   Task<> AskAboutWebPage();
   Task<> OpenViewer();
 

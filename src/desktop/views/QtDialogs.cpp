@@ -1,6 +1,7 @@
 #include "desktop/views/QtDialogs.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QDialogButtonBox>
 #include <QDir>
@@ -89,19 +90,30 @@ QString Wrappable(const QString& text) {
   return wrappable;
 }
 
-// As much of a text as leaves the buttons below it on the screen.
+// With one blank line at most after each other line: blank ones would push out what is to be read.
+std::string WithoutGaps(const std::string& text) {
+  std::string dense;
+  for (const char c : text) {
+    if (c != '\n' || !dense.ends_with("\n\n")) dense += c;
+  }
+  return dense;
+}
+
+// As much of a text as leaves the buttons below it on the screen of the window in use, over which the box opens.
 QString FittingText(const QMessageBox& box, const std::string& text) {
   constexpr qsizetype kShortest = 80;
   constexpr int kWidest = 400;  // beside the icon
-  const QSize screen = box.screen()->availableSize();
+  const QWidget* const active = QApplication::activeWindow();
+  const QSize screen = (active == nullptr ? &box : active)->screen()->availableSize();
   const int buttons = box.fontMetrics().height() * 5;  // and what is around them
   const QRect room(0, 0, std::min(kWidest, screen.width() / 2 - 100), screen.height() - kFrame.height() - buttons);
+  const std::string dense = WithoutGaps(text);
   qsizetype longest = kMaxMessageLength;
-  QString shown = Wrappable(DisplayMessage(text, longest));
+  QString shown = Wrappable(DisplayMessage(dense, longest));
   while (longest > kShortest &&
          box.fontMetrics().boundingRect(room, Qt::TextWordWrap, shown).height() > room.height()) {
     longest -= longest / 8;
-    shown = Wrappable(DisplayMessage(text, longest));
+    shown = Wrappable(DisplayMessage(dense, longest));
   }
   return shown;
 }

@@ -2,6 +2,7 @@
 
 import fcntl
 import os
+import pty
 import signal
 import subprocess
 import time
@@ -106,11 +107,25 @@ class Headless(Case):
         self.assertEqual(self.run_program(), refused)
         self.quit()
 
+    def test_display_that_does_not_answer_is_none(self):
+        self.session.env["DISPLAY"] = ":987"
+        code, _, complaint = self.run_program()
+        self.assertEqual(code, 1, complaint)
+        self.assertTrue(complaint.endswith("Pellora: There is no display. \"--headless\" runs without one.\n"), complaint)
+
     def test_addresses_of_a_second_start_need_no_display(self):
         self.start()
-        url = self.serve("/a.bin")
-        self.assertEqual(self.run_program(url), (0, "", ""))
-        self.saved(url)
+        for i, options in enumerate(([], ["--headless"])):
+            url = self.serve("/%d.bin" % i)
+            self.assertEqual(self.run_program(*options, url), (0, "", ""))
+            self.saved(url)
+        self.quit()
+
+    def test_second_start_without_windows_cannot_ask_for_an_address(self):
+        self.start()
+        self.assertEqual(self.run_program("--headless", "--add-url"),
+                         (1, "", "Pellora runs already, without windows. \"pelloractl quit\" ends it.\n"))
+        self.assertEqual(self.run_program("--headless"), (0, "", "Pellora: runs already\n"))
         self.quit()
 
     def write(self, name, text):
@@ -156,8 +171,9 @@ class Headless(Case):
         self.stop()
 
     def test_option_that_does_not_exist_is_refused(self):
-        self.assertEqual(self.run_program("--headless", "--wrong"),
-                         (2, "", "Pellora: unknown option --wrong; --help lists those that there are\n"))
+        for wrong in ("--wrong", "-wrong"):
+            self.assertEqual(self.run_program("--headless", wrong),
+                             (2, "", "Pellora: unknown option %s; --help lists those that there are\n" % wrong))
 
     def test_version_and_help_need_no_display(self):
         self.assertRegex(self.run_program("--version")[1], r"^Pellora \d+\.\d+\.\d+\n$")
@@ -171,18 +187,44 @@ class Headless(Case):
         self.fetch(self.serve("/a.bin"))
         self.quit()
 
-    def test_messages_that_nobody_reads_hold_nothing_up(self):
+    def write_to(self, stream):
+        """In place of the log."""
+        self.session.log.close()
+        self.session.log = os.fdopen(stream, "wb")
+
+    def short_pipe(self):
         reader, writer = os.pipe()
         self.addCleanup(os.close, reader)
         fcntl.fcntl(writer, fcntl.F_SETPIPE_SZ, 4096)
-        self.session.log.close()
-        self.session.log = os.fdopen(writer, "wb")
+        self.write_to(writer)
+        return reader, writer
+
+    def check_refusals_hold_nothing_up(self):
         self.start()
-        for _ in range(200):
-            self.session.menu_url("gopher://127.0.0.1/x")  # refused on standard error
+        for i in range(200):
+            self.session.menu_url("gopher://127.0.0.1/%s" % ("x" * i))  # refused on standard error
         self.fetch(self.serve("/a.bin"))
+
+    def test_messages_that_nobody_reads_hold_nothing_up(self):
+        reader, _ = self.short_pipe()
+        self.check_refusals_hold_nothing_up()
         self.assertIn(b"Pellora: This is not a URL", os.read(reader, 4096))
         self.quit()
+
+    def test_messages_to_a_terminal_that_takes_no_more_hold_nothing_up(self):
+        terminal, program = pty.openpty()
+        self.addCleanup(os.close, terminal)
+        self.write_to(program)
+        self.check_refusals_hold_nothing_up()
+        self.assertIn(b"Pellora: This is not a URL", os.read(terminal, 4096))
+        self.quit()
+
+    def test_end_of_its_bus_needs_no_reader_of_the_message(self):
+        _, writer = self.short_pipe()
+        os.write(writer, bytes(4096))
+        self.start()
+        harness.end_process(self.session.bus)
+        self.assertEqual(self.session.process.wait(20), 0)
 
     def test_ends_with_its_bus_since_nothing_else_could_reach_it(self):
         self.start()

@@ -120,6 +120,7 @@ class Boxes(Case):
         self.session.companion.run("add", url)
         waited = self.session.companion.run("wait", "--timeout", "20", url)
         self.assertEqual((waited.returncode, b"missing.bin" in waited.stdout), (1, True), waited)
+        self.assertNotIn("from the list", waited.stdout.decode() + self.session.read_log())  # it is still there
         self.serve("/missing.bin")
         self.session.companion.run("resume", url)
         self.saved(url)

@@ -247,13 +247,22 @@ TEST_F(DialogsTest, FitOnTheScreenWithAnyText) {
   const int screen = QGuiApplication::primaryScreen()->availableSize().height();
   std::string wide;  // letters twice as wide as others
   for (int at = 0; at < 3000; ++at) wide += "\u4E2D";
-  for (const std::string& text : {wide, std::string(1000, '\n')}) {
+  std::string lines;
+  for (int at = 0; at < 1000; ++at) lines += "line\n";
+  for (const std::string& text : {wide, lines, std::string(1000, '\n')}) {
     QMessageBox* const box = Ask(kYesNo | kQuestion, "Notes" + text + question);
     EXPECT_LE(box->frameGeometry().height(), screen);
     EXPECT_TRUE(box->text().startsWith(QStringLiteral("Notes")));
     EXPECT_TRUE(box->text().remove(QChar(0x200B)).endsWith(QString::fromStdString(question)));
     Press(box, QMessageBox::Yes);
   }
+}
+
+TEST_F(DialogsTest, ShowOneBlankLineOfMany) {
+  QMessageBox* const box = Ask(kOkOnly, "Notes" + std::string(1000, '\n') + "end");
+  EXPECT_EQ(box->text(), QStringLiteral("Notes\n\nend"));
+  EXPECT_LE(box->frameGeometry().height(), QGuiApplication::primaryScreen()->availableSize().height());
+  Press(box, QMessageBox::Ok);
 }
 
 TEST_F(DialogsTest, CutDrawnTextButNotTheSuggestedName) {

@@ -1,5 +1,5 @@
-// Two screens side by side: dialogs open on that of the window in use. Another process, since the platform has its
-// screens from start to end.
+// Two screens side by side, of which the second is lower: dialogs open on that of the window in use. Another process,
+// since the platform has its screens from start to end.
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
@@ -21,8 +21,8 @@ using namespace testing_views;
 
 constexpr const char* kInside = "PELLORA_TEST_TWO_SCREENS";
 constexpr const char* kScreens = R"({"synchronousWindowSystemEvents": false, "windowFrameMargins": true, "screens": [
-  {"name": "left", "x": 0, "y": 0, "width": 1000, "height": 700, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1},
-  {"name": "right", "x": 1000, "y": 0, "width": 1400, "height": 900, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}
+  {"name": "left", "x": 0, "y": 0, "width": 1000, "height": 900, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1},
+  {"name": "right", "x": 1000, "y": 0, "width": 1400, "height": 700, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}
 ]})";
 
 // True in the process that has the screens; otherwise starts it, and fails if it does.
@@ -76,6 +76,26 @@ TEST(TwoScreens, DialogsOpenOverTheWindowInUse) {
     stage.Do([&] { add.Show(); });
     EXPECT_TRUE(main.frameGeometry().contains(stage.Form(add)->frameGeometry())) << stage.Form(add)->x();
     stage.Do([&] { add.Hide(); });
+  }
+}
+
+TEST(TwoScreens, MessagesFitOnThatOfTheWindowInUse) {
+  if (!OnTwoScreens()) return;
+  AppStage stage;
+  EventGate gate;
+  QtDialogs dialogs(gate);
+  std::string lines;
+  for (int i = 0; i < 200; ++i) lines += "one line of the notes\n";
+  for (const QScreen* const screen : QGuiApplication::screens()) {
+    Use(*stage.Form(stage.Main()), screen->geometry().topLeft() + QPoint(60, 50));
+    dialogs.Ask({lines + "Really?", "Title", kOkOnly}, [](int) {});
+    Stage::Settle();
+    auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+    ASSERT_NE(box, nullptr);
+    EXPECT_TRUE(screen->availableGeometry().contains(box->frameGeometry())) << box->y() << "," << box->height();
+    EXPECT_GT(box->height(), screen->availableSize().height() / 2);
+    box->button(QMessageBox::Ok)->click();
+    Stage::Settle();
   }
 }
 

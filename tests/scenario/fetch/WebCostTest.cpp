@@ -19,7 +19,9 @@ const SimContent kContent = SimContent::Generated(20'000, 7);
 
 class Costs : public WebApp {
  public:
-  explicit Costs(SimOptions options = {}) : WebApp(std::move(options)), origin(sim.network(), "o.example", 443) {
+  explicit Costs(SimOptions options = {}, bool headless = false)
+      : WebApp(std::move(options)), origin(sim.network(), "o.example", 443) {
+    if (headless) app.SetHeadless();
     sim.settings().values[{"Pellora", "HideTransferWindows"}] = "True";
     sim.settings().values[{"Pellora", "MaxSimulDownlads"}] = "10";
     Start();
@@ -29,11 +31,11 @@ class Costs : public WebApp {
     });
   }
   void AddMany(int from, int count, bool later) {
-    for (int i = from; i < from + count; ++i) {
-      const std::string path = "/f" + std::to_string(i) + ".bin";
-      origin.File(path, kContent);
-      sim.Do([&] { AddForScript(program(), {.url = "https://o.example" + path, .later = later, .quiet = true}); });
-    }
+    for (int i = from; i < from + count; ++i) AddOne("/f" + std::to_string(i) + ".bin", later);
+  }
+  void AddOne(const std::string& path, bool later) {
+    origin.File(path, kContent);
+    sim.Do([&] { AddForScript(program(), {.url = "https://o.example" + path, .later = later, .quiet = true}); });
   }
   bool RunUntilAllFinished(int first) {
     return sim.RunUntil([&] {
@@ -84,6 +86,15 @@ TEST(WebCost, TheListIsNotSavedForEachFileThatIsAddedWhileOthersRun) {
   EXPECT_LE(run.Calls(DiskCall::Write, kList), ticks + 2);
 }
 
+TEST(WebCost, TheListIsNotSavedForEachOfManyFilesWithTheSameName) {
+  Costs run;
+  const std::int64_t began = run.sim.loop().Time();
+  for (int i = 0; i < 50; ++i) run.AddOne("/" + std::to_string(i) + "/f.bin", false);
+  ASSERT_TRUE(run.RunUntilAllFinished(1));
+  const auto ticks = static_cast<int>((run.sim.loop().Time() - began) / (SimLoop::kSecond / 2));
+  EXPECT_LE(run.Calls(DiskCall::Write, kList), ticks + 2);
+}
+
 // The list on the disk lacks what was added a moment ago.
 TEST(WebCost, WhatBeganRightBeforeAKillComesBackAlthoughTheListLacksIt) {
   Costs run;
@@ -94,6 +105,16 @@ TEST(WebCost, WhatBeganRightBeforeAKillComesBackAlthoughTheListLacksIt) {
   ASSERT_EQ(next.program().DownloadCount, 1);
   EXPECT_EQ(next.Record(1).FileName, "f0.bin");
   EXPECT_EQ(next.StateWord(1), "paused");
+}
+
+TEST(WebCost, WhatBeganRightBeforeAKillContinuesWithoutWindows) {
+  Costs run({}, true);
+  ASSERT_TRUE(run.BeginBetweenSaves());
+  run.sim.disk().CutNow();
+  run.sim.RunFor(1000);
+  Costs next({.disk = run.sim.disk().TakeState()}, true);
+  ASSERT_EQ(next.program().DownloadCount, 1);
+  EXPECT_EQ(next.origin.Requests().size(), 1U);
 }
 
 // Its line in the journal goes although no list on the disk has ever had it.

@@ -104,6 +104,14 @@ TEST_F(Notes, KeepANameInOneLine) {
   EXPECT_EQ(Shown()[0].text, "a.bin Download stopped: b.bin  [31m");
 }
 
+TEST_F(Notes, KeepAReasonThatRepeatsTheNameInOneLine) {
+  Start();
+  program().AddBoxedStop({"a\nb", "a\nb is not found on this ftp server !"});
+  sim.RunFor(6000);
+  ASSERT_EQ(Shown().size(), 1U);
+  EXPECT_EQ(Shown()[0].text, "a b: a b is not found on this ftp server !");
+}
+
 TEST_F(Notes, HaveFiveLinesAtMost) {
   Start();
   for (int i = 0; i < 8; ++i) Finish(Running(std::to_string(i)));

@@ -79,6 +79,20 @@ TEST_F(EngineChoiceTest, TellsScriptsWhyTheClassicEngineHasStopped) {
   EXPECT_EQ(ReasonForScripts(program, 1), "");
 }
 
+TEST_F(EngineChoiceTest, CallsAFailedRecordQueuedOnceItWaitsForAnotherTry) {
+  Choose("http://h/f", kWebEngineOff, kWebEngineOff);
+  for (std::string DownloadRecord::*const state : {&DownloadRecord::ConnectState, &DownloadRecord::RestState}) {
+    DownloadRecord& record = program.Download(1);
+    record.*state = state == &DownloadRecord::ConnectState ? kConnectTimedOut : kEndedFatally;
+    record.Queued = 0;
+    EXPECT_STREQ(StateWord(program, 1), "failed");
+    EXPECT_NE(ReasonForScripts(program, 1), "");
+    record.Queued = 1;
+    EXPECT_STREQ(StateWord(program, 1), "queued");
+    record.*state = "";
+  }
+}
+
 TEST_F(EngineChoiceTest, TakesUpdatePackagesByTheClassicEngineAlone) {
   EXPECT_EQ(Reads("http://h/53.zip", kWebEngineAll, kUpdateKind), EngineName::Classic);
   EXPECT_EQ(Reads("https://h/53.zip", kWebEngineAll, kUpdateKind), EngineName::None);
@@ -232,6 +246,18 @@ TEST_F(EngineChoiceTest, MakesAWebRecordActiveAtItsFirstStart) {
   Choose("http://h/f", kWebEngineNewSchemes, kWebEngineNewSchemes);
   sim.Do([&] { sim.tasks().Spawn(StartTransfer(&program, 1, Start::Added)); });
   EXPECT_FALSE(program.Download(1).Active);
+}
+
+TEST_F(EngineChoiceTest, ForgetsARefusalAtTheNextStartWhicheverEngineMakesIt) {
+  program.newTransferWindow = [](std::int16_t) { return std::make_shared<RecordingTransfer>(); };
+  for (const std::int32_t setting : {kWebEngineOff, kWebEngineAll}) {
+    Choose("http://h/f", kWebEngineOff, setting);
+    program.Download(1).RestState = kEndedFatally;
+    sim.Do([&] { sim.tasks().Spawn(StartTransfer(&program, 1, Start::Listed)); });
+    program.Download(1).Active = false;
+    program.Download(1).Paused = true;
+    EXPECT_STREQ(StateWord(program, 1), "paused") << setting;
+  }
 }
 
 }  // namespace
