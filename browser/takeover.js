@@ -205,8 +205,9 @@ async function giveBack(id, {url, referrer}, wasPaused) {
     await chrome.downloads.resume(id);
   } catch (error) {
     // It cannot resume after all: it begins anew, as the browser's download. A server may refuse it without its page.
-    await chrome.downloads.erase({id});
+    // The former one is in the browser's list until then, so that nothing is lost if the browser refuses.
     const headers = referrer ? [{name: "Referer", value: referrer}] : [];
     await chrome.downloads.download({url, headers});
+    await chrome.downloads.erase({id});
   }
 }
