@@ -43,6 +43,7 @@ class StillFiles final : public Files {
   void Delete(const std::string&) override {}
   void CreateFolder(const std::string&) override {}
   bool Exists(const std::string&) const override { return true; }
+  bool FolderExists(const std::string&) const override { return true; }
   std::uint64_t LengthOf(const std::string&) const override { return 0; }
   std::vector<std::string> FilesIn(const std::string&) const override { return {}; }
 

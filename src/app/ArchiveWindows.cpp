@@ -210,7 +210,7 @@ void ArchiveWindows::Get(const ArchiveOrder& order, std::function<void(AddOutcom
     if (!ReadExisting(order.existing)) return "Existing files are kept, replaced or numbered: " + order.existing;
     std::string fault = FaultOfPlace(order.folder, "x");
     if (order.folder.empty()) fault = "No folder is named.";
-    if (fault.empty() && !program_.platform.files.Exists(order.folder))
+    if (fault.empty() && !program_.platform.files.FolderExists(order.folder))
       fault = "There is no folder " + order.folder + ".";
     return fault;
   };

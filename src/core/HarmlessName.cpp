@@ -124,4 +124,6 @@ std::string PartNameOf(const std::string& name) {
   return std::string(Utf8Prefix(name, kLongestFileName)).append(kPartEnding);
 }
 
+bool IsPartName(std::string_view name) { return name.ends_with(kPartEnding); }
+
 }  // namespace pellora

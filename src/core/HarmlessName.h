@@ -32,5 +32,6 @@ std::string FollowingName(const std::string& name);
 
 // What the file is called until it is complete; cut if `name` is longer than kLongestFileName.
 std::string PartNameOf(const std::string& name);
+bool IsPartName(std::string_view name);  // also of a path
 
 }  // namespace pellora

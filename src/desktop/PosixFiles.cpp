@@ -173,6 +173,12 @@ bool PosixFiles::Exists(const std::string& path) const {
   return path.find('\0') == std::string::npos && stat(path.c_str(), &status) == 0;
 }
 
+bool PosixFiles::FolderExists(const std::string& path) const {
+  struct stat status {};
+  const bool found = path.find('\0') == std::string::npos && stat(path.c_str(), &status) == 0;
+  return found && S_ISDIR(status.st_mode);
+}
+
 std::uint64_t PosixFiles::LengthOf(const std::string& path) const {
   const struct stat status = StatusOf(path);
   RefuseIrregular(path, status.st_mode);

@@ -21,6 +21,7 @@ class PosixFiles final : public Files {
   void Delete(const std::string& path) override;
   void CreateFolder(const std::string& path) override;  // and its missing parents
   bool Exists(const std::string& path) const override;
+  bool FolderExists(const std::string& path) const override;
   std::uint64_t LengthOf(const std::string& path) const override;
   std::vector<std::string> FilesIn(const std::string& folder) const override;
 

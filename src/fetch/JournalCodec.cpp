@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 
+#include "core/HarmlessName.h"
 #include "core/Percent.h"
 #include "core/WebAddress.h"
 #include "fetch/FieldLines.h"
@@ -79,6 +80,9 @@ bool IsPlainName(std::string_view name) {
          name.find('\0') == std::string_view::npos;
 }
 
+// What it names is written to and deleted: nothing but a part file.
+bool TakePart(std::string& out, std::string_view text) { return TakePath(out, text) && IsPartName(out); }
+
 constexpr std::array<std::string_view, 8> kStates = {"paused",   "waiting",  "active", "stopped",
                                                      "renaming", "finished", "gone",   "listed"};
 
@@ -122,7 +126,7 @@ constexpr std::array kFields = {
     Field{"reason", [](const E& e) { return Encoded(e.reason); }, [](E& e, Text t) { return TakeText(e.reason, t); }},
     Field{"path", [](const E& e) { return Encoded(e.path); }, [](E& e, Text t) { return TakePath(e.path, t); }},
     Field{"folder", [](const E& e) { return Encoded(e.folder); }, [](E& e, Text t) { return TakePath(e.folder, t); }},
-    Field{"part", [](const E& e) { return Encoded(e.partPath); }, [](E& e, Text t) { return TakePath(e.partPath, t); }},
+    Field{"part", [](const E& e) { return Encoded(e.partPath); }, [](E& e, Text t) { return TakePart(e.partPath, t); }},
     Field{"partid", [](const E& e) { return When(!e.partPath.empty(), IdentityText(e.part)); },
           [](E& e, Text t) { return TakeIdentity(e.part, t); }},
     Field{"total", [](const E& e) { return Known(e.facts.total); },
@@ -149,7 +153,7 @@ constexpr std::array kFields = {
     Field{"replaces", [](const E& e) { return Known(e.replaces); },
           [](E& e, Text t) { return TakeState(e.replaces, t); }},
     Field{"oldpart", [](const E& e) { return Encoded(e.oldPartPath); },
-          [](E& e, Text t) { return TakePath(e.oldPartPath, t); }},
+          [](E& e, Text t) { return TakePart(e.oldPartPath, t); }},
     Field{"oldpartid", [](const E& e) { return When(!e.oldPartPath.empty(), IdentityText(e.oldPart)); },
           [](E& e, Text t) { return TakeIdentity(e.oldPart, t); }},
     // Earlier versions wrote the address itself.

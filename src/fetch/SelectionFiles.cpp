@@ -33,6 +33,11 @@ bool IsEnding(std::string_view text) {
   return IsNumber(text.substr(0, dot)) && (dot == std::string_view::npos || IsNumber(text.substr(dot + 1)));
 }
 
+bool IsSelectionName(const Journal& journal, std::string_view name) {
+  const std::string beginning = Beginning(journal);
+  return name.starts_with(beginning) && IsEnding(name.substr(beginning.size()));
+}
+
 }  // namespace
 
 std::string SelectionNameOf(const Journal& journal, std::uint64_t id) {
@@ -64,7 +69,7 @@ Selection LoadSelection(Files& files, const std::string& path) {
 }
 
 void DeleteSelection(const Platform& platform, const Journal& journal, const std::string& name) {
-  if (name.empty()) return;
+  if (!IsSelectionName(journal, name)) return;
   platform.background.Run([files = &platform.files, path = SelectionPath(journal, name)] { files->Delete(path); },
                           [](const std::exception_ptr&) {});
 }
@@ -73,12 +78,10 @@ void DeleteOrphanedSelections(const Platform& platform, const Journal& journal) 
   if (journal.Damaged()) return;  // it may have named them
   std::set<std::string> named;
   for (const auto& [key, entry] : journal.All()) named.insert(entry.selection);
-  const std::string beginning = Beginning(journal);
   std::vector<std::string> found;
   Skip([&] { found = platform.files.FilesIn(FolderOf(journal.Path())); });
   for (const std::string& name : found) {
-    const bool isOne = name.starts_with(beginning) && IsEnding(std::string_view(name).substr(beginning.size()));
-    if (isOne && !named.contains(name)) DeleteSelection(platform, journal, name);
+    if (IsSelectionName(journal, name) && !named.contains(name)) DeleteSelection(platform, journal, name);
   }
 }
 

@@ -25,7 +25,7 @@ std::string SelectionPath(const Journal& journal, const std::string& name);
 void WriteSelection(DownloadFiles& files, const std::string& path, const Selection& selection);
 Selection LoadSelection(Files& files, const std::string& path);
 
-// In the background. Nothing for an empty name.
+// In the background. Nothing for what is no name of a selection: the journal may be damaged.
 void DeleteSelection(const Platform& platform, const Journal& journal, const std::string& name);
 // At a start: those that no download names. A kill came before the journal's line, or before they were deleted.
 void DeleteOrphanedSelections(const Platform& platform, const Journal& journal);

@@ -42,7 +42,7 @@ std::string FaultOfEngine(const ScriptedAdd& wanted, const AddressReading& addre
 // The folder is to be there: a mistyped one is not created.
 std::string FaultOfFolder(const Program& program, const ScriptedAdd& wanted, const AddressReading& address) {
   const Files& files = program.platform.files;
-  if (!wanted.folder.empty() && !files.Exists(wanted.folder)) return "There is no folder " + wanted.folder + ".";
+  if (!wanted.folder.empty() && !files.FolderExists(wanted.folder)) return "There is no folder " + wanted.folder + ".";
   // The classic engine writes over what is there: nobody has allowed that here.
   const std::string folder = wanted.folder.empty() ? program.settings.DownloadFolder : wanted.folder;
   const std::string name = wanted.name.empty() ? address.suggestedName : wanted.name;

@@ -59,6 +59,7 @@ class Files {
   // An existing folder is no failure. The folder above must exist, though a platform may create it too.
   virtual void CreateFolder(const std::string& path) = 0;
   virtual bool Exists(const std::string& path) const = 0;
+  virtual bool FolderExists(const std::string& path) const = 0;       // or a link to one
   virtual std::uint64_t LengthOf(const std::string& path) const = 0;  // of a regular file
   // Names of the regular files directly in `folder`, sorted by bytes; empty if there is no such folder.
   virtual std::vector<std::string> FilesIn(const std::string& folder) const = 0;

@@ -13,15 +13,21 @@ namespace {
 constexpr qsizetype kMostRows = 100;
 constexpr qsizetype kLongestShown = 300;  // characters
 
+// The beginning of the text, in whole characters.
+QString Shown(const QString& text) {
+  const bool halves = text.size() > kLongestShown && text.at(kLongestShown - 1).isHighSurrogate();
+  return text.left(halves ? kLongestShown - 1 : kLongestShown);
+}
+
 QJsonObject RowOf(const DownloadRow& row) {
-  return {{"id", row.id.left(kLongestShown)},
-          {"name", row.name.left(kLongestShown)},
+  return {{"id", Shown(row.id)},
+          {"name", Shown(row.name)},
           {"state", row.state},
           {"received", row.received},
           {"size", row.size},
           {"percent", row.percent},
           {"speed", row.bytesPerSecond.value_or(0)},
-          {"reason", row.reason.left(kLongestShown)}};
+          {"reason", Shown(row.reason)}};
 }
 
 }  // namespace

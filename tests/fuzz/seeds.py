@@ -267,7 +267,7 @@ def journals():
     write("journal", {
         "one": lines(entry % (1, "paused")), "full": lines(full), "two": lines(full, entry % (7, "gone")),
         "several": lines(entry % (1, "paused"), " url=https://site/g added=0000000000000000 id=2", full), "next": lines(" next=99", full),
-        "renaming": lines(entry % (3, "renaming") + " path=/a renamed=1:2:3:4 replaces=1:2:3:4"), "old": lines(full + " oldpart=/b oldpartid=1:2"),
+        "renaming": lines(entry % (3, "renaming") + " path=/a renamed=1:2:3:4 replaces=1:2:3:4"), "old": lines(full + " oldpart=/b.part oldpartid=1:2"),
         "later-version": lines(full + " colour=red%20 more="), "unknown-state": lines(entry % (1, "dreaming")),
         "password": lines(" url=ftp://u:secret@s/f added=0000000000000000"), "relative": lines(full + " path=a/b"),
         "beyond": lines(full + " total=5"), "overlap": lines(entry % (1, "paused") + " held=0-10,5-20"), "torn": lines(full) + b"0011223",

@@ -235,12 +235,22 @@ void SimDisk::CreateFolder(const std::string& path) {
 }
 
 bool SimDisk::Exists(const std::string& path) const {
-  if (Enter(DiskCall::Exists, path) || SimFails(NameOf(DiskCall::Exists), path)) return false;
+  const std::optional<std::string> at = Found(path);
+  return at && (state_.files.count(*at) > 0 || state_.folders.count(*at) > 0);
+}
+
+bool SimDisk::FolderExists(const std::string& path) const {
+  const std::optional<std::string> at = Found(path);
+  return at && state_.folders.count(*at) > 0;
+}
+
+// Where a look for something at the path ends.
+std::optional<std::string> SimDisk::Found(const std::string& path) const {
+  if (Enter(DiskCall::Exists, path) || SimFails(NameOf(DiskCall::Exists), path)) return {};
   try {
-    const std::string at = Follow(path);
-    return state_.files.count(at) > 0 || state_.folders.count(at) > 0;
+    return Follow(path);
   } catch (const Failure&) {
-    return false;
+    return {};
   }
 }
 

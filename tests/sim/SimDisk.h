@@ -87,6 +87,7 @@ class SimDisk final : public Files {
   void Delete(const std::string& path) override;
   void CreateFolder(const std::string& path) override;
   bool Exists(const std::string& path) const override;
+  bool FolderExists(const std::string& path) const override;
   std::uint64_t LengthOf(const std::string& path) const override;
   std::vector<std::string> FilesIn(const std::string& folder) const override;
 
@@ -166,6 +167,7 @@ class SimDisk final : public Files {
   void Changed(SimNameChange change);
   std::shared_ptr<SimFileData> Find(const std::string& resolved) const;
   std::string Resolve(const std::string& path) const;
+  std::optional<std::string> Found(const std::string& path) const;
   std::string Follow(const std::string& path) const;  // resolved, and through all links
   std::string FollowOwn(const std::string& path) const;
   PartName PartNameOf(const std::string& resolved) const;

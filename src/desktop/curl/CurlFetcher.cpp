@@ -21,6 +21,7 @@ namespace {
 
 constexpr int kLongestEndMilliseconds = 1000;
 constexpr std::uint32_t kIdleMilliseconds = 15000;
+constexpr std::uint32_t kWatchMilliseconds = 250;
 
 // Before the first request, since it would lengthen every start of the program. Never undone: threads of abandoned
 // lookups may still run when the program ends.
@@ -54,8 +55,10 @@ std::vector<std::string_view> SupportedSchemes() {
 // Holds its driver, and the driver the transfer.
 class CurlFetch final : public Fetch {
  public:
-  CurlFetch(std::shared_ptr<FetchChannel> channel, std::shared_ptr<FetchDriver> driver, std::shared_ptr<void> inUse)
-      : channel_(std::move(channel)), driver_(std::move(driver)), inUse_(std::move(inUse)) {}
+  // `watch` may be null. It works for the driver.
+  CurlFetch(std::shared_ptr<FetchChannel> channel, std::shared_ptr<FetchDriver> driver, std::shared_ptr<void> inUse,
+            std::unique_ptr<Alarm> watch)
+      : channel_(std::move(channel)), driver_(std::move(driver)), inUse_(std::move(inUse)), watch_(std::move(watch)) {}
   ~CurlFetch() override {
     channel_->Drop();
     driver_->Look(*channel_);
@@ -72,6 +75,7 @@ class CurlFetch final : public Fetch {
   std::shared_ptr<FetchChannel> channel_;
   std::shared_ptr<FetchDriver> driver_;
   std::shared_ptr<void> inUse_;
+  std::unique_ptr<Alarm> watch_;  // last: it goes before what it works for
 };
 
 }  // namespace
@@ -95,15 +99,23 @@ std::unique_ptr<Fetch> CurlFetcher::Begin(FetchRequest request, FetchEvents& eve
   request.certificates = bundle_.With(request.certificates);
   auto channel = std::make_shared<FetchChannel>(events, desk_);
   if (RunsInThread(request)) {
+    const bool bySftp = StartsWith(request.url, "sftp:");
     auto thread = std::make_shared<CurlThread>(std::move(request), channel, pool_, desk_);
     channel->SetDriver(thread);
     CurlThread::Start(thread, threads_);
-    return std::make_unique<CurlFetch>(std::move(channel), std::move(thread), inUse_);
+    std::unique_ptr<Alarm> watch = bySftp ? WatchOver(*thread) : nullptr;
+    return std::make_unique<CurlFetch>(std::move(channel), std::move(thread), inUse_, std::move(watch));
   }
   std::shared_ptr<CurlLoop> loop = LoopFor(request);
   channel->SetDriver(loop);
   loop->Begin(std::move(request), channel);
-  return std::make_unique<CurlFetch>(std::move(channel), std::move(loop), inUse_);
+  return std::make_unique<CurlFetch>(std::move(channel), std::move(loop), inUse_, nullptr);
+}
+
+std::unique_ptr<Alarm> CurlFetcher::WatchOver(CurlThread& thread) {
+  std::unique_ptr<Alarm> watch = events_.NewAlarm([&thread] { thread.EndFlood(); });
+  watch->Start(kWatchMilliseconds, true);
+  return watch;
 }
 
 std::shared_ptr<CurlLoop> CurlFetcher::LoopFor(const FetchRequest& request) {

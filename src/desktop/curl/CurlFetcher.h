@@ -14,6 +14,7 @@
 namespace pellora {
 
 class CurlLoop;
+class CurlThread;
 class EventGate;
 class FetchDesk;
 class FetchPool;
@@ -42,6 +43,7 @@ class CurlFetcher final : public Fetcher {
   };
 
   std::shared_ptr<CurlLoop> LoopFor(const FetchRequest& request);
+  std::unique_ptr<Alarm> WatchOver(CurlThread& thread);
   void FreeMemoryIfIdle();
 
   CertificateBundle bundle_;

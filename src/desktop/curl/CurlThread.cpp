@@ -12,6 +12,7 @@ namespace {
 constexpr std::chrono::milliseconds kTick(50);
 constexpr std::chrono::milliseconds kRetry(20);
 constexpr std::chrono::milliseconds kLongWait(10000);
+constexpr std::uint64_t kMostUnasked = std::uint64_t{32} << 20;  // several times what libcurl reads ahead
 
 }  // namespace
 
@@ -51,6 +52,11 @@ void CurlThread::Look(FetchChannel& channel) {
   changed_ = true;
   const std::lock_guard lock(mutex_);
   if (multi_ != nullptr) curl_multi_wakeup(multi_);
+}
+
+void CurlThread::EndFlood() {
+  const std::uint64_t taken = channel_->BytesPut();
+  if (sockets_.Received() > kMostUnasked + taken + taken / 4) sockets_.ShutDown();  // short replies have long heads
 }
 
 void CurlThread::Run() {

@@ -1,8 +1,9 @@
 // CurlThread: one transfer of ftp, ftps, sftp or HTTP/2 in a thread, which shares nothing with others.
 //
 // libcurl waits for such servers inside its calls: a minute for the last reply of ftp, a second for the end of a dead
-// sftp session. By HTTP/2 it reads for as long as a server sends frames that belong to no body, be it for ever. A
-// transfer that is dropped has its sockets shut down, which ends any of these.
+// sftp session. By HTTP/2 it reads for as long as a server sends frames that belong to no body, be it for ever. By sftp
+// too it reads for as long as replies come that belong to no request, and keeps them all. A transfer that is dropped,
+// or has received far more than the file's bytes, has its sockets shut down, which ends any of these.
 #pragma once
 
 #include <curl/curl.h>
@@ -39,6 +40,8 @@ class CurlThread final : public FetchDriver {
 
   static void Start(const std::shared_ptr<CurlThread>& self, const std::shared_ptr<ThreadCount>& count);
   void Look(FetchChannel& channel) override;
+  // To be called at intervals, on the loop's thread: ends an sftp transfer that receives what it has not asked for.
+  void EndFlood();
 
  private:
   void Run();

@@ -50,6 +50,7 @@ void FetchChannel::Tell(Event& event) {
 }
 
 void FetchChannel::Put(Event event) {
+  if (const auto* const block = std::get_if<std::unique_ptr<FetchBlock>>(&event)) bytesPut_ += (*block)->Bytes().size();
   const std::lock_guard lock(mutex_);
   if (!dropped_) queue_.push_back(std::move(event));
 }

@@ -6,6 +6,7 @@
 
 #include <QSocketNotifier>
 #include <atomic>
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -52,6 +53,7 @@ class FetchChannel final : public FetchPool::Waiter, public std::enable_shared_f
   bool Dropped() const { return dropped_; }
   bool Reading() const { return reading_; }
   void Put(Event event);
+  std::uint64_t BytesPut() const { return bytesPut_; }  // of blocks; for any thread
   void BlockGranted() override;
 
  private:
@@ -63,6 +65,7 @@ class FetchChannel final : public FetchPool::Waiter, public std::enable_shared_f
   std::weak_ptr<FetchDriver> driver_;
   std::atomic<bool> dropped_ = false;
   std::atomic<bool> reading_ = true;
+  std::atomic<std::uint64_t> bytesPut_ = 0;
   std::mutex mutex_;
   std::deque<Event> queue_;
 };

@@ -273,8 +273,11 @@ PageArea::PageArea(QWidget* parent) : QScrollArea(parent) {
   setFrameShape(QFrame::NoFrame);
   setWidgetResizable(true);
   setFocusPolicy(Qt::NoFocus);
-  connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) { Reveal(now); });
+  followsFocus_ = connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) { Reveal(now); });
 }
+
+// The control that has the focus is deleted by ~QWidget, which is too late to reveal anything.
+PageArea::~PageArea() { disconnect(followsFocus_); }
 
 QSize PageArea::sizeHint() const { return minimumSizeHint().expandedTo(widget()->sizeHint()); }
 

@@ -175,6 +175,9 @@ class PageArea : public QScrollArea {
 
  public:
   explicit PageArea(QWidget* parent = nullptr);
+  ~PageArea() override;
+  PageArea(const PageArea&) = delete;
+  PageArea& operator=(const PageArea&) = delete;
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override;
 
@@ -186,6 +189,7 @@ class PageArea : public QScrollArea {
   void Reveal(QWidget* focused);
 
   int pageHeight_ = 0;
+  QMetaObject::Connection followsFocus_;
 };
 
 // A group box around what changes often. It draws its frame and its title only where they are to be drawn: the style's

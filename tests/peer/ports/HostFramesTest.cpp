@@ -176,6 +176,17 @@ TEST(ListText, FitsAReplyHoweverLongTheListIs) {
   EXPECT_TRUE(text.contains(R"("running":2000})"));
 }
 
+// Half a character would be no Unicode, and some browsers drop a whole reply for it.
+TEST(ListText, CutsNoCharacterInTwo) {
+  DownloadRow row = Row("a", "failed");
+  row.reason = QString(299, QChar(u'x')) + QString::fromUtf8("\xF0\x9F\x8D\x89");
+  const QByteArray text = ListText({row});
+  EXPECT_EQ(text.count('x'), 299);
+  EXPECT_EQ(text.toLower().count("\\ud83c"), 0) << text.toStdString();
+  row.reason.remove(0, 1);
+  EXPECT_EQ(ListText({row}).count("\xF0\x9F\x8D\x89"), 1);
+}
+
 TEST(AnswerText, SaysThatTheProgramIsNotRunning) {
   EXPECT_EQ(AbsentText(), R"({"absent":true,"error":"Pellora is not running.","ok":false})");
 }

@@ -158,7 +158,12 @@ TEST_F(PosixFilesTest, CreatesFoldersWithParentsEvenIfTheyExist) {
   files.CreateFolder(path);
   files.CreateFolder(path + "/");
   EXPECT_TRUE(files.Exists(path));
+  EXPECT_TRUE(files.FolderExists(path + "/"));
+  EXPECT_FALSE(files.FolderExists(path + "/d"));
+  EXPECT_FALSE(files.FolderExists("/dev/null"));
+  EXPECT_FALSE(files.FolderExists(path + std::string("\0", 1)));
   Put(folder.Path("file"), "");
+  EXPECT_FALSE(files.FolderExists(folder.Path("file")));
   EXPECT_NE(FailureOf([&] { files.CreateFolder(folder.Path("file")); }), "");
 }
 

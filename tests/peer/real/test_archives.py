@@ -366,7 +366,8 @@ class Getting(Archives):
     def test_folder_must_exist(self):
         self.session.start()
         url = self.url(self.pack("zip", ARCHIVERS["zip"]))
-        self.assertIn("There is no folder", self.refused(url, "get", "--to", self.folder + "/none", "*"))
+        for folder in (self.folder + "/none", self.session.settings_file):
+            self.assertIn("There is no folder", self.refused(url, "get", "--to", folder, "*"))
 
     def test_server_without_ranges_is_refused(self):
         self.session.start()

@@ -121,6 +121,9 @@ class OpenSsh:
     """One user, who logs in with the key `key`. Root runs it as another user, since it would need an account for itself
     otherwise."""
 
+    sftp = "internal-sftp"  # the command that serves files
+    env = None  # of sshd, which gives its commands another
+
     def __init__(self):
         stage = harness.Stage.get()
         os.chmod(stage.folder, 0o755)
@@ -144,11 +147,12 @@ class OpenSsh:
         with open(config, "w", encoding="ascii") as f:
             f.write("Port %d\nListenAddress 127.0.0.1\nHostKey %s\nPidFile none\nAuthorizedKeysFile %s.pub\n"
                     "StrictModes no\nPasswordAuthentication no\nSubsystem sftp internal-sftp\n"
-                    "ForceCommand internal-sftp\nMaxStartups 100\nLogLevel QUIET\n" %
-                    (self.port, os.path.join(self.folder, host_key), self.key))
+                    "ForceCommand %s\nMaxStartups 100\nLogLevel QUIET\n" %
+                    (self.port, os.path.join(self.folder, host_key), self.key, self.sftp))
         program = os.path.join(ftpservers.PACKAGES, "openssh-server/usr/sbin/sshd")
-        self.process = subprocess.Popen([*self.prefix, program, "-D", "-e", "-f", config], stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True)
+        self.process = subprocess.Popen([*self.prefix, program, "-D", "-e", "-f", config], env=self.env,
+                                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                        start_new_session=True)
         servers.wait_port(self.port, self.process)
 
     def put(self, name, data):

@@ -2,6 +2,7 @@
 // in the list.
 #include "WebRig.h"
 #include "core/ListFile.h"
+#include "fetch/JournalCodec.h"
 #include "ports/Dialogs.h"
 
 namespace pellora {
@@ -375,6 +376,66 @@ TEST(WebLeftovers, PausedDownloadHoldsNoFile) {
   EXPECT_NE(run.rig.sim.downloadFiles().Adopt(kPart, part), nullptr);
   run.rig.Resume();
   EXPECT_TRUE(run.rig.RunUntilFinished());
+}
+
+// The user's file at kLetter, and a journal with that line about a download at kUrl.
+constexpr const char* kLetter = "/home/u/letter.txt";
+void Forge(WebRig& rig, JournalEntry entry) {
+  entry.key = JournalKeyOf(kUrl, 45000);
+  entry.id = 1;
+  rig.sim.disk().Put(kJournal, JournalLine(entry));
+}
+JournalEntry NamesTheLetter(WebRig& rig, std::string JournalEntry::*path, FileIdentity JournalEntry::*identity) {
+  rig.sim.disk().Put(kLetter, std::string("Dear all"));
+  JournalEntry entry;
+  entry.*path = kLetter;
+  entry.*identity = rig.sim.downloadFiles().StateOf(kLetter)->identity;
+  return entry;
+}
+
+TEST(WebLeftovers, JournalThatCallsAFileOfTheUserAPartDeletesNothing) {
+  const auto leavesTheLetter = [](std::string JournalEntry::*path, FileIdentity JournalEntry::*identity) {
+    Session run;
+    JournalEntry entry = NamesTheLetter(run.rig, path, identity);
+    entry.state = JournalState::Gone;
+    Forge(run.rig, entry);
+    run.rig.Load();
+    run.rig.sim.RunFor(10'000);
+    return run.rig.sim.disk().Has(kLetter);
+  };
+  EXPECT_TRUE(leavesTheLetter(&JournalEntry::partPath, &JournalEntry::part));
+  EXPECT_TRUE(leavesTheLetter(&JournalEntry::oldPartPath, &JournalEntry::oldPart));
+}
+
+TEST(WebLeftovers, JournalThatCallsAFileOfTheUserAPartWritesNothingIntoIt) {
+  Session run;
+  run.Serve(1, 300'000);
+  JournalEntry entry = NamesTheLetter(run.rig, &JournalEntry::partPath, &JournalEntry::part);
+  entry.path = kOutput;
+  entry.state = JournalState::Paused;
+  Forge(run.rig, entry);
+  run.rig.Load();
+  if (run.rig.IndexOf(kUrl) != 0) {
+    run.rig.Resume(run.rig.IndexOf(kUrl));
+    run.rig.RunUntilFinished(run.rig.IndexOf(kUrl));
+  }
+  ASSERT_TRUE(run.rig.sim.disk().Has(kLetter));
+  EXPECT_TRUE(run.rig.sim.disk().Get(kLetter) == "Dear all");  // not shown: it may be long
+}
+
+TEST(WebLeftovers, JournalThatCallsAnotherFileOfTheProgramASelectionDeletesNothing) {
+  for (const char* const name : {"Pellora.dat", "Pellora.ini", "Pellora.fetch", "Pellora.fetch.1.old"}) {
+    Session run;
+    const std::string path = std::string("/prog/") + name;
+    run.rig.sim.disk().Put(path, std::string());
+    JournalEntry entry;
+    entry.selection = name;
+    entry.undecided = true;  // such a download is dropped at the start
+    Forge(run.rig, entry);
+    run.rig.Load();
+    run.rig.sim.RunFor(10'000);
+    EXPECT_TRUE(run.rig.sim.disk().Has(path)) << name;
+  }
 }
 
 }  // namespace

@@ -173,8 +173,12 @@ TEST_F(Scripts, SayWhereTheFileGoes) {
   EXPECT_EQ(Rec(1).SavePath, "/there/b.zip");
   EXPECT_EQ(AddAs({.url = "http://h/c.zip", .folder = "/there"}).reason, "");
   EXPECT_EQ(Rec(2).SavePath, "/there/c.zip");
-  for (const auto& [folder, name] :
-       {std::pair{"there", "b"}, {"/nowhere", "b"}, {"/there", "b/c"}, {"/there", ".."}, {"/there", "x"}}) {
+  for (const auto& [folder, name] : {std::pair{"there", "b"},
+                                     {"/nowhere", "b"},
+                                     {"/there/x", "b"},
+                                     {"/there", "b/c"},
+                                     {"/there", ".."},
+                                     {"/there", "x"}}) {
     EXPECT_NE(AddAs({.url = "http://h/d.zip", .folder = folder, .name = name}).reason, "") << folder << " " << name;
   }
   EXPECT_EQ(program().DownloadCount, 2);

@@ -90,6 +90,7 @@ void WatchedFiles::CreateFolder(const std::string& path) {
 }
 
 bool WatchedFiles::Exists(const std::string& path) const { return sim_.disk().Exists(path); }
+bool WatchedFiles::FolderExists(const std::string& path) const { return sim_.disk().FolderExists(path); }
 
 std::uint64_t WatchedFiles::LengthOf(const std::string& path) const {
   Enter(DiskCall::LengthOf, path);

@@ -45,6 +45,7 @@ class WatchedFiles final : public Files {
   void Delete(const std::string& path) override;
   void CreateFolder(const std::string& path) override;
   bool Exists(const std::string& path) const override;
+  bool FolderExists(const std::string& path) const override;
   std::uint64_t LengthOf(const std::string& path) const override;
   std::vector<std::string> FilesIn(const std::string& folder) const override;
 

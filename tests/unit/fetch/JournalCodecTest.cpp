@@ -198,6 +198,8 @@ TEST(JournalCodec, RefusesSenselessLines) {
                                   "path=",
                                   "path=/a%00b",
                                   "part=x",
+                                  "part=/home/u/letter.txt",
+                                  "oldpart=/home/u/letter.part/",
                                   "partid=1",
                                   "partid=1:2:3",
                                   "partid=a:b",
