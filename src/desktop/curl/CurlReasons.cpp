@@ -70,6 +70,8 @@ FetchOutcome WrongCertificate(const CurlEnd& end) {
   return OtherOutcome(end, FetchEnd::NotTrusted);
 }
 
+FetchOutcome ClosedEarly() { return {FetchEnd::Lost, "the connection was closed before it was secured"}; }
+
 // libcurl has one code for all failures between the connection and the first encrypted byte.
 FetchOutcome NoHandshake(const CurlEnd& end) {
   if (TextOf(kCertificates, end.verification) != nullptr) return WrongCertificate(end);
@@ -78,7 +80,7 @@ FetchOutcome NoHandshake(const CurlEnd& end) {
   }
   for (const char* const closed :
        {"reset by peer", "unexpected eof", "SSL_ERROR_SYSCALL", "SSL_ERROR_ZERO_RETURN", "Broken pipe"}) {
-    if (Says(end, closed)) return {FetchEnd::Lost, "the connection was closed before it was secured"};
+    if (Says(end, closed)) return ClosedEarly();
   }
   if (Says(end, "wrong version number")) return {FetchEnd::NotTrusted, "the server does not speak TLS"};
   for (const char* const old : {"protocol version", "unsupported protocol"}) {
@@ -94,6 +96,9 @@ FetchOutcome NoLogin(const CurlEnd& end) {
 
 // With a host key that is known, only its kind is offered to the server.
 FetchOutcome NoKeyExchange(const CurlEnd& end) {
+  // A server's version and its list of what it can do (RFC 4253, 4.2 and 7.1) take more than this.
+  constexpr std::uint64_t kLeastOffer = 128;
+  if (end.received < kLeastOffer) return ClosedEarly();
   if (!end.knowsHostKey) return {FetchEnd::Unsupported, "no agreement on a way to encrypt"};
   return {FetchEnd::NotTrusted, "the host has no key of the kind in known_hosts, or no agreement on a way to encrypt"};
 }
@@ -117,6 +122,7 @@ FetchOutcome OutcomeOf(const CurlEnd& end) {
     return {FetchEnd::Proxy, "the proxy refuses (" + std::to_string(end.proxyStatus) + ")"};
   }
   if (end.status == kFtpTooMany) return {FetchEnd::NoConnect, "the server refuses more connections"};
+  if (Says(end, "Failed getting banner")) return ClosedEarly();
   if (Says(end, "Unable to exchange encryption keys")) return NoKeyExchange(end);
   switch (end.code) {
     case CURLE_COULDNT_RESOLVE_HOST:

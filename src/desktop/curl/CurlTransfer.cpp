@@ -506,6 +506,7 @@ FetchOutcome CurlTransfer::Outcome(CURLcode code) const {
   end.connected = Info<curl_off_t>(CURLINFO_CONNECT_TIME_T) > 0;
   end.knowsHostKey = hasKnownKey_;
   end.withKey = !request_.key.empty();
+  if (sockets_ != nullptr) end.received = sockets_->Received();
   end.systemError = socketError_ != 0 ? socketError_ : Info<long>(CURLINFO_OS_ERRNO);
   end.verification = Info<long>(CURLINFO_SSL_VERIFYRESULT);
   end.proxyStatus = Info<long>(CURLINFO_HTTP_CONNECTCODE);

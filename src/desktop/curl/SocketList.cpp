@@ -7,6 +7,16 @@
 
 namespace pellora {
 
+namespace {
+
+std::uint64_t ReceivedOn(int fd) {
+  tcp_info info{};
+  socklen_t size = sizeof info;
+  return getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 ? info.tcpi_bytes_received : 0;
+}
+
+}  // namespace
+
 void SocketList::Add(int fd) {
   const std::lock_guard lock(mutex_);
   open_.insert(fd);
@@ -15,7 +25,7 @@ void SocketList::Add(int fd) {
 
 void SocketList::Close(int fd) {
   const std::lock_guard lock(mutex_);  // or ShutDown might meet the next owner of the number
-  open_.erase(fd);
+  if (open_.erase(fd) > 0) closedReceived_ += ReceivedOn(fd);
   CloseCounted(fd);
 }
 
@@ -27,12 +37,8 @@ void SocketList::ShutDown() {
 
 std::uint64_t SocketList::Received() const {
   const std::lock_guard lock(mutex_);
-  std::uint64_t bytes = 0;
-  for (const int fd : open_) {
-    tcp_info info{};
-    socklen_t size = sizeof info;
-    if (getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &size) == 0) bytes += info.tcpi_bytes_received;
-  }
+  std::uint64_t bytes = closedReceived_;
+  for (const int fd : open_) bytes += ReceivedOn(fd);
   return bytes;
 }
 

@@ -15,12 +15,12 @@ class SocketList {
   void Close(int fd);
   // Each read and write on them ends at once, now and later.
   void ShutDown();
-  // What has come on those that are open.
-  std::uint64_t Received() const;
+  std::uint64_t Received() const;  // bytes on all of them so far
 
  private:
   mutable std::mutex mutex_;
   std::set<int> open_;
+  std::uint64_t closedReceived_ = 0;
   bool shut_ = false;
 };
 

@@ -1,8 +1,12 @@
 // ftp and ftps with vsftpd and an odd server, sftp with OpenSSH.
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
 #include <chrono>
+#include <thread>
 
 #include "FetchServers.h"
 #include "Rights.h"
@@ -321,6 +325,25 @@ TEST_F(CurlSftp, RefusesAServerWithoutTheKnownKindOfKey) {
   Get(Url("file"));
   ExpectRefusal(FetchEnd::NotTrusted);
   EXPECT_EQ(events.reason, "the host has no key of the kind in known_hosts, or no agreement on a way to encrypt");
+}
+
+// Another try may succeed.
+TEST_F(CurlSftp, ServerThatEndsBeforeItsListOfKeysHasLostTheConnection) {
+  for (const std::string start : {"", "SSH-2.0-x\r\n"}) {
+    int port = 0;
+    const int listener = ListenOnLoopback(port);
+    std::thread ending([&] {
+      const int fd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+      EXPECT_EQ(send(fd, start.data(), start.size(), MSG_NOSIGNAL), static_cast<ssize_t>(start.size()));
+      std::array<char, 64> version{};
+      (void)recv(fd, version.data(), version.size(), 0);
+      close(fd);
+    });
+    Get("sftp://127.0.0.1:" + std::to_string(port) + "/file");
+    ending.join();
+    close(listener);
+    ExpectRefusal(FetchEnd::Lost);
+  }
 }
 
 TEST_F(CurlSftp, KeyThatWasAddedToTheFileIsKnown) {
