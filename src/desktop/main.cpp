@@ -1,5 +1,6 @@
 // The desktop program: builds the ports and the App on top of them, and runs the event loop.
 #include <malloc.h>
+#include <unistd.h>
 
 #include <QApplication>
 #include <QDBusConnection>
@@ -244,11 +245,13 @@ bool HandOver(const QDBusConnection& bus, const Wish& wish, bool toHeadless) {
   return opened && (!wish.addUrl || AddUrlInRunningCopy(bus));
 }
 
+constexpr std::array kDisplays{"DISPLAY", "WAYLAND_DISPLAY", "WAYLAND_SOCKET", "QT_QPA_PLATFORM"};
+constexpr const char* kSessionType = "XDG_SESSION_TYPE";
+
 // Whether one is named; Qt's own options may name another platform.
 bool HasDisplay(int argc, char** argv) {
-  constexpr std::array kDisplays{"DISPLAY", "WAYLAND_DISPLAY", "WAYLAND_SOCKET", "QT_QPA_PLATFORM"};
   if (!std::all_of(kDisplays.begin(), kDisplays.end(), qEnvironmentVariableIsEmpty)) return true;
-  if (qgetenv("XDG_SESSION_TYPE") == "wayland") return true;
+  if (qgetenv(kSessionType) == "wayland") return true;
   constexpr std::array kOptionsOfQt{"-platform", "--platform", "-display", "--display"};
   return std::any_of(kOptionsOfQt.begin(), kOptionsOfQt.end(),
                      [&](const char* option) { return HasArgument(argc, argv, option); });
@@ -448,10 +451,26 @@ void GiveBackLargePieces() {
 // opposed to ignoring the signal, does not pass on to programs started from here.
 extern "C" void NoteLostReader(int) {}
 
+// The arguments before Qt has taken its own; a null pointer ends them.
+std::vector<char*>& GivenArguments() {
+  static std::vector<char*> arguments;
+  return arguments;
+}
+
+// Starts again as where no display is named: a copy that runs gets the addresses.
+[[noreturn]] void StartWithoutDisplay() {
+  for (const char* const name : kDisplays) qunsetenv(name);
+  qunsetenv(kSessionType);
+  std::vector<char*>& arguments = GivenArguments();
+  const bool named = HasDisplay(static_cast<int>(arguments.size()) - 1, arguments.data());
+  if (!named && !StartedByBus()) execv("/proc/self/exe", arguments.data());
+  std::_Exit(RefuseWithoutDisplay());
+}
+
 // Qt would end the program with a core dump where the display that it was given does not answer.
-void SayThatQtHasNoDisplay(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+void TakeMessageOfQt(QtMsgType type, const QMessageLogContext& context, const QString& text) {
   std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, text)));
-  if (type == QtFatalMsg) std::_Exit(RefuseWithoutDisplay());
+  if (type == QtFatalMsg) StartWithoutDisplay();
 }
 
 // Without a display the libraries of windows would only take memory.
@@ -459,7 +478,8 @@ std::unique_ptr<QCoreApplication> NewApplication(int& argc, char** argv, bool he
   if (headless) return std::make_unique<QCoreApplication>(argc, argv);
   DropUselessScales();
   DropOverlongActivationToken();
-  const QtMessageHandler former = qInstallMessageHandler(SayThatQtHasNoDisplay);
+  GivenArguments().assign(argv, argv + argc + 1);
+  const QtMessageHandler former = qInstallMessageHandler(TakeMessageOfQt);
   auto application = std::make_unique<QApplication>(argc, argv);
   qInstallMessageHandler(former);
   QGuiApplication::setDesktopFileName(kDesktopId);

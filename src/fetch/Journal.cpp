@@ -70,7 +70,7 @@ struct Journal::Store {
       file->WriteAt(*length, lines);
     } catch (const Failure&) {
       Miss(lines);
-      if (file) Skip([this] { file->SetLength(*length); });
+      if (file && !finished) Skip([this] { file->SetLength(*length); });
       throw;
     }
     *length += lines.size();
@@ -253,12 +253,14 @@ void Journal::Discard(const std::string& part, const FileIdentity& identity) {
 }
 
 // A work may have written the first of these lines: a line that is there twice does no harm. From now on it writes
-// none, which would come over these. Nothing is flushed, as for the list: a busy disk would hold the user up.
+// none, which would come over these. Nothing is flushed, as for the list: a busy disk would hold the user up. Only a
+// journal that lacks a line is replaced, which flushes it.
 void Journal::Finish() {
-  if (!readable_ || pending_->empty()) return;
+  if (!readable_ || (pending_->empty() && !*lacksLine_)) return;
+  store_->finished = true;
+  if (*lacksLine_ && Skip([this] { platform_.downloadFiles->Replace(store_->path, Whole()); })) return;
   std::string lines;
   for (const std::string& line : *pending_) lines += line;
-  store_->finished = true;
   Skip([&] {
     const std::unique_ptr<DownloadFile> file = platform_.downloadFiles->OpenJournal(store_->path);
     file->WriteAt(file->Length(), lines);

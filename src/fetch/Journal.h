@@ -79,7 +79,7 @@ class Journal {
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten
   bool readable_ = true;
-  // A line could not be written: the next one rewrites the whole file, or a deleted download would come back.
+  // A line could not be written: the next one or Finish rewrites the whole, or a deleted download would come back.
   const std::shared_ptr<bool> lacksLine_ = std::make_shared<bool>(false);
   // Lines whose works have not reported their ends.
   const std::shared_ptr<std::deque<std::string>> pending_ = std::make_shared<std::deque<std::string>>();

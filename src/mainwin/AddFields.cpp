@@ -166,7 +166,7 @@ std::string ForetoldOf(Program& program, const std::string& url, const std::stri
 
 bool CanWriteIn(const Platform& platform, const std::string& folder) {
   const std::string path = JoinFolder(folder, ".pellora-draft");
-  if (platform.downloadFiles == nullptr) return platform.files.Exists(folder);
+  if (platform.downloadFiles == nullptr) return platform.files.FolderExists(folder);
   try {
     // One that is there already is another draft of the same kind.
     if (platform.downloadFiles->Create(path) != nullptr) platform.files.Delete(path);

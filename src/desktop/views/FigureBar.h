@@ -32,7 +32,7 @@ class FigureBar : public QProgressBar {
   void DrawFigure(QPainter& painter, const QRect& filled) const;
 
   QBasicTimer step_;      // runs while a block moves
-  QElapsedTimer moving_;  // since the first one did
+  QElapsedTimer moving_;  // says where the block is
 };
 
 }  // namespace pellora

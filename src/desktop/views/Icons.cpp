@@ -94,8 +94,11 @@ QIcon FileTypeIcon(const QString& fileName) {
   if (at != known.constEnd()) return *at;
   const QMimeType type =
       QMimeDatabase().mimeTypeForFile(QStringLiteral("file") + extension, QMimeDatabase::MatchExtension);
-  QIcon icon = ThemeHasFileTypes() ? QIcon::fromTheme(type.iconName()) : QIcon();
-  if (icon.isNull() && ThemeHasFileTypes()) icon = QIcon::fromTheme(type.genericIconName());
+  QIcon icon;
+  if (ThemeHasFileTypes()) {
+    icon = QIcon::fromTheme(type.iconName());
+    if (icon.isNull()) icon = QIcon::fromTheme(type.genericIconName());
+  }
   if (icon.isNull()) {
     const QString kind = type.name();
     const QString drawing = kind.startsWith(QLatin1String("image/"))   ? QStringLiteral("file-image")

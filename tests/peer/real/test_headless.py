@@ -113,6 +113,14 @@ class Headless(Case):
         self.assertEqual(code, 1, complaint)
         self.assertTrue(complaint.endswith("Pellora: There is no display. \"--headless\" runs without one.\n"), complaint)
 
+    def test_addresses_of_a_second_start_need_no_display_that_answers(self):
+        self.start()
+        self.session.env["DISPLAY"] = ":987"
+        url = self.serve("/a.bin")
+        self.assertEqual(self.run_program(url)[:2], (0, ""))
+        self.saved(url)
+        self.quit()
+
     def test_addresses_of_a_second_start_need_no_display(self):
         self.start()
         for i, options in enumerate(([], ["--headless"])):

@@ -76,6 +76,29 @@ TEST_F(JournalFaults, LinesThatCannotBeFlushedComeWithTheNext) {
   EXPECT_EQ(Written().size(), 3U);
 }
 
+TEST_F(JournalFaults, LineThatCannotBeWrittenIsWrittenAtTheEnd) {
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Write);
+  sim.Do([&] { journal.Remove(EntryOf("a.bin", 1).key); });
+  sim.RunFor(1000);
+  ASSERT_EQ(Written()["https://o.example/a.bin"], JournalState::Paused);
+  sim.Do([&] { journal.Finish(); });
+  EXPECT_FALSE(Written().contains("https://o.example/a.bin"));
+}
+
+TEST_F(JournalFaults, WhatWaitsIsWrittenAtTheEndAlsoWhereTheWholeCannotBe) {
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Write);
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
+  sim.RunFor(1000);
+  FailOnce(DiskCall::Replace);
+  sim.Do([&] {
+    journal.Put(EntryOf("c.bin", 3));
+    journal.Finish();
+  });
+  EXPECT_TRUE(Written().contains("https://o.example/c.bin"));
+}
+
 TEST_F(JournalFaults, TornEndIsCutBeforeTheNextLine) {
   sim.disk().Put(kJournal, JournalLine(EntryOf("a.bin", 1)) + "12345678 url=https");
   FailOnce(DiskCall::Replace);
