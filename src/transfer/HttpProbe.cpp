@@ -118,7 +118,7 @@ Task<> HttpProbe::FollowRedirect(std::string location) {
 
 // Most texts say that the record leaves the list, which is not so where nobody sees boxes.
 std::string HttpProbe::TextOfRefusal(int status) const {
-  Program& program = engine_.TheProgram();
+  const Program& program = engine_.TheProgram();
   const std::string number = std::to_string(status);
   if (program.headless) {
     const bool missing = status == 404 || status == 410;
