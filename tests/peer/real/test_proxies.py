@@ -1,7 +1,5 @@
 """Proxies of the options: tinyproxy and SOCKS, each with and without a login. Nothing goes past them."""
 
-import os
-import shutil
 import subprocess
 import unittest
 
@@ -27,13 +25,7 @@ class Proxies(Logins):
         ssh = webservers.OpenSsh()
         self.addCleanup(ssh.close)
         ssh.put("c.bin", DATA)
-        folder = os.path.join(self.session.home, ".ssh")
-        os.mkdir(folder, 0o700)
-        shutil.copy(ssh.key, os.path.join(folder, "id_ed25519"))
-        with open(os.path.join(ssh.folder, "host.pub"), encoding="ascii") as f:
-            key = " ".join(f.read().split()[:2])
-        with open(os.path.join(folder, "known_hosts"), "w", encoding="ascii") as f:
-            f.write("[127.0.0.1]:%d %s\n" % (ssh.port, key))
+        ssh.befriend(self.session.home)
         return ssh
 
     def hidden(self, port, name):

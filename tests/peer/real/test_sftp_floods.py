@@ -37,13 +37,7 @@ class SftpFloods(Case):
     def start(self, kind, *arguments):
         server = kind(*arguments)
         self.addCleanup(server.close)
-        folder = os.path.join(self.session.home, ".ssh")
-        os.mkdir(folder, 0o700)
-        shutil.copy(server.key, os.path.join(folder, "id_ed25519"))
-        with open(os.path.join(server.folder, "host.pub"), encoding="ascii") as f:
-            host = " ".join(f.read().split()[:2])
-        with open(os.path.join(folder, "known_hosts"), "w", encoding="ascii") as f:
-            f.write("[127.0.0.1]:%d %s\n" % (server.port, host))
+        server.befriend(self.session.home)
         self.session.start()
         return server
 

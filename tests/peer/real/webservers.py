@@ -2,6 +2,7 @@
 
 import os
 import pwd
+import shutil
 import socket
 import subprocess
 
@@ -163,6 +164,16 @@ class OpenSsh:
 
     def url(self, name):
         return "sftp://%s@127.0.0.1:%d%s" % (self.user, self.port, os.path.join(self.folder, name))
+
+    def befriend(self, home):
+        """Gives the user with this new home the login key, and the host's key as that of a known host."""
+        folder = os.path.join(home, ".ssh")
+        os.mkdir(folder, 0o700)
+        shutil.copy(self.key, os.path.join(folder, "id_ed25519"))
+        with open(os.path.join(self.folder, "host.pub"), encoding="ascii") as f:
+            key = " ".join(f.read().split()[:2])
+        with open(os.path.join(folder, "known_hosts"), "w", encoding="ascii") as f:
+            f.write("[127.0.0.1]:%d %s\n" % (self.port, key))
 
     def fingerprint(self):
         words = subprocess.run(["ssh-keygen", "-l", "-f", os.path.join(self.folder, "host.pub")], capture_output=True,
