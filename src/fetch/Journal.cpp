@@ -263,7 +263,9 @@ void Journal::Finish() {
   for (const std::string& line : *pending_) lines += line;
   Skip([&] {
     const std::unique_ptr<DownloadFile> file = platform_.downloadFiles->OpenJournal(store_->path);
-    file->WriteAt(file->Length(), lines);
+    const std::uint64_t before = file->Length();
+    if (Skip([&] { file->WriteAt(before, lines); })) return;
+    file->SetLength(before);  // the first of them alone may be older than what a work has written
   });
 }
 

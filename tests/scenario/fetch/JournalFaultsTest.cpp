@@ -153,5 +153,20 @@ TEST_F(JournalFaults, RewrittenOneStillNamesThePartFilesToBeDeleted) {
   EXPECT_EQ(Written()["https://o.example/a.bin"], JournalState::Gone);
 }
 
+// The first of them may be older than what a work has written of them.
+TEST_F(JournalFaults, LinesThatDoNotFitAtTheEndLeaveItAsItIs) {
+  sim.Do([&] { journal.Open(); });
+  const std::string before = sim.disk().Get(kJournal);
+  std::string after;
+  sim.Do([&] {
+    journal.Put(EntryOf("b.bin", 2));
+    journal.Put(EntryOf("c.bin", 3));
+    sim.disk().SetCapacity(sim.disk().Used() + JournalLine(EntryOf("b.bin", 2)).size() + 5);
+    journal.Finish();
+    after = sim.disk().Get(kJournal);
+  });
+  EXPECT_EQ(after, before);
+}
+
 }  // namespace
 }  // namespace pellora

@@ -76,7 +76,9 @@ class WatchedDownloadFile final : public DownloadFile {
 
 void WatchedDownloadFiles::FlushedJournal(const std::string& lines) {
   if (lines.empty()) return;
-  for (const JournalEntry& entry : ReadJournal(lines).entries) unnamed_.erase(entry.partPath);
+  for (const JournalEntry& entry : ReadJournal(lines).entries) {
+    if (entry.state != JournalState::Gone) unnamed_.erase(entry.partPath);  // that may be of a former file there
+  }
 }
 
 std::unique_ptr<DownloadFile> WatchedDownloadFiles::Watched(std::string path, std::unique_ptr<DownloadFile> file) {

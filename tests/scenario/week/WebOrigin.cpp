@@ -154,7 +154,8 @@ void WebOrigin::Misbehave(SimRandom& random) {
   const std::uint64_t number = ++site.mood;
   site.server.Misbehave(name);
   ++counts_->faults["web server: " + name];
-  if (name.find("until close") != std::string::npos) {
+  // What does not say a length, or says a wrong one of a reply that is no range, ends like a whole file.
+  if (name.find("until close") != std::string::npos || name == "the length twice") {
     for (Served& file : files_) file.mayBeCut = true;
   }
   sim_->After(random.Between(1'000, 30'000), [this, &site, number] {
