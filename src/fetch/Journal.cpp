@@ -32,6 +32,11 @@ std::set<std::uint64_t> IdsOfDeleted(const std::vector<JournalEntry>& entries) {
 
 }  // namespace
 
+// What is chosen of an archive is not written under the archive's name.
+bool ClaimsPath(const JournalEntry& entry) {
+  return entry.selection.empty() && entry.state != JournalState::Finished && !entry.path.empty();
+}
+
 // Used by works alone, which run one at a time.
 struct Journal::Store {
   Store(DownloadFiles* theFiles, std::string thePath) : files(theFiles), path(std::move(thePath)) {}
@@ -194,8 +199,7 @@ std::set<std::string> Journal::ClaimedPaths(const JournalKey& own) const {
 
 void Journal::Keep(const JournalEntry& entry) {
   entries_[entry.key] = entry;
-  // What is chosen of an archive is not written under the archive's name.
-  if (entry.selection.empty() && entry.state != JournalState::Finished && !entry.path.empty()) {
+  if (ClaimsPath(entry)) {
     claiming_.insert(entry.key);
   } else {
     claiming_.erase(entry.key);

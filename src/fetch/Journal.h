@@ -20,6 +20,9 @@
 
 namespace pellora {
 
+// Whether no other download may be written to the path of this one.
+bool ClaimsPath(const JournalEntry& entry);
+
 class Journal {
  public:
   using Place = DiskTurns::Place;

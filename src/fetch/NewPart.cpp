@@ -91,8 +91,7 @@ std::set<std::string> ClaimedPaths(Program& program, const Journal& journal, con
 bool IsClaimedByRemoved(Program& program, const Journal& journal, const std::string& path) {
   std::set<JournalKey> claiming;
   for (const auto& [key, entry] : journal.All()) {
-    const bool claims = entry.selection.empty() && entry.state != JournalState::Finished;  // as in ClaimedPaths
-    if (claims && entry.path == path) claiming.insert(key);
+    if (ClaimsPath(entry) && entry.path == path) claiming.insert(key);
   }
   for (int i = 1; i <= program.DownloadCount && !claiming.empty(); ++i) {
     const DownloadRecord& record = program.Download(i);

@@ -14,7 +14,7 @@ PROMPT = 2  # seconds
 
 
 class FloodingSsh(webservers.OpenSsh):
-    """Root runs it as an account that has no shell, and sshd starts no program of its own without one."""
+    """Root runs it as an account that has no shell. Without one sshd would not start the program that serves files."""
 
     def __init__(self, victim):
         self.victim = victim
