@@ -309,6 +309,12 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       }
       continue;
     }
+    if (at != listed.end() && program.Download(at->second).SegmentCount != 0) {
+      // The classic engine has begun it since, in a run that could not read the journal.
+      TakeSettings(program, services, entry, at->second);
+      Drop(program.platform, journal, JournalEntry(entry));
+      continue;
+    }
     if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
     if (entry.undecided) {
       JournalEntry decided = entry;

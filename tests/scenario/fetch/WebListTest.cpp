@@ -152,6 +152,59 @@ TEST_F(WebJournal, ThatCannotBeReadIsSaidOnceAndItsDownloadsStayStopped) {
   EXPECT_NE(next.Web(2).reason.find("Pellora.fetch"), std::string::npos);
 }
 
+TEST_F(WebJournal, ThatCouldNotBeReadLosesToWhatTheClassicEngineHasBegunSince) {
+  const SimContent content = SimContent::Generated(40'000'000, 7);
+  const std::string url = "http://w.example/a.bin";
+  SimHttpServer server(sim.network(), "w.example", 80);
+  server.File("/a.bin", content);
+  server.Always({.wire = {.bytesPerSecond = 500'000}});
+  Start();
+  program().settings.WebEngine = kWebEngineAll;
+  Add(url);
+  const std::string id = app.List().at(0).id;
+  sim.Do([&] { ASSERT_EQ(app.Pause(id), ""); });
+  sim.RunFor(6000);  // a save of the list, which has nothing received
+  sim.Do([&] { ASSERT_EQ(app.Resume(id), ""); });
+  ASSERT_TRUE(RunUntilReceived(100'000));
+  const std::string part = Folder() + "/a.bin.part";
+  ASSERT_TRUE(sim.disk().Has(part));
+  sim.disk().CutNow();
+  sim.RunFor(1000);
+
+  WebApp next({.disk = sim.disk().TakeState()});
+  SimHttpServer again(next.sim.network(), "w.example", 80);
+  again.File("/a.bin", content);
+  again.Always({.wire = {.bytesPerSecond = 500'000}});
+  next.sim.disk().FailWhere(
+      [](DiskCall call, const std::string& path) {
+        return call == DiskCall::OpenForReading && path.ends_with("Pellora.fetch");
+      },
+      1, true);
+  next.Start();
+  next.Answer(kAnswerOk);
+  next.program().LangStrings.at(951) = "\"";  // as every language has it
+  next.sim.Do([&] { next.app.ResumeAll(); });
+  ASSERT_TRUE(next.sim.RunUntil([&] { return next.Record().Received > 1'000'000; }, 60'000));
+  ASSERT_GT(next.Record().SegmentCount, 0);
+  next.sim.RunFor(6000);  // a save of the list
+  next.sim.disk().CutNow();
+  next.sim.RunFor(1000);
+
+  WebApp last({.disk = next.sim.disk().TakeState()});
+  SimHttpServer third(last.sim.network(), "w.example", 80);
+  third.File("/a.bin", content);
+  last.Start();
+  last.program().LangStrings.at(951) = "\"";
+  EXPECT_EQ(last.program().Web(1), nullptr);
+  EXPECT_GT(last.Record().SegmentCount, 0);
+  EXPECT_GT(last.Record().Received, 1'000'000);
+  last.sim.Do([&] { last.app.ResumeAll(); });
+  ASSERT_TRUE(last.RunUntilFinished());
+  last.sim.RunFor(10'000);
+  EXPECT_TRUE(last.sim.disk().Holds(last.Record().SavePath, content));
+  EXPECT_FALSE(last.sim.disk().Has(part));
+}
+
 TEST_F(WebJournal, ThatLostTheLinesOfADownloadStopsItUntilItIsResumed) {
   LeaveAPart("https://w.example/a.bin", 443);
   WebApp next({.disk = sim.disk().TakeState()});

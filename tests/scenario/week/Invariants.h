@@ -128,6 +128,7 @@ class Invariants final : public DiskWatcher, public RenameWatcher {
   void CheckClaim(const JournalEntry& entry);
   void CheckWebRecord(int index);
   void CheckFetches();
+  bool IsLookedInto(const std::string& url) const;
   void CheckWebWindows();
   void DeletingPart(const std::string& path);
   void CheckWhole(const std::string& path);

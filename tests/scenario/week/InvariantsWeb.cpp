@@ -1,6 +1,7 @@
 // The web engine's records, requests, part files and journal.
 #include <algorithm>
 #include <set>
+#include <vector>
 
 #include "Invariants.h"
 #include "core/EngineChoice.h"
@@ -8,6 +9,7 @@
 #include "core/RecordLife.h"
 #include "fetch/JournalCodec.h"
 #include "transferwin/TransferWindow.h"
+#include "zipview/LookInside.h"
 
 namespace pellora {
 
@@ -98,7 +100,14 @@ void Invariants::CheckWebRecord(int index) {
   if (began) ++counts_.faults["web: begun or resumed"];
 }
 
-// An open request is that of an active record.
+// A window that reads an archive is open on that address.
+bool Invariants::IsLookedInto(const std::string& url) const {
+  const std::vector<Window*> windows = sim_->windows().Loaded("LookInside");
+  return std::any_of(windows.begin(), windows.end(),
+                     [&](Window* window) { return dynamic_cast<const LookInside&>(*window).Label2.Caption() == url; });
+}
+
+// An open request is that of an active record, or of a window that reads an archive.
 void Invariants::CheckFetches() {
   Program& program = app_->program();
   std::set<int> active;
@@ -113,7 +122,7 @@ void Invariants::CheckFetches() {
   for (WatchedFetcher::OpenFetch& one : fetcher_->Open()) {
     const int file = WebOrigin::FileOf(one.url);
     // Redirects of the other servers lead to other names.
-    const bool explained = file >= 0 ? active.contains(file) : !urls.empty();
+    const bool explained = file >= 0 ? active.contains(file) : !urls.empty() || IsLookedInto(one.url);
     if (explained) {
       one.strangeSince = -1;
       continue;

@@ -23,6 +23,7 @@ TEST(FoundSeeds, NoLongerFail) {
            Found{3000657, "a part file whose line could not be written before a kill", true},
            Found{3013962, "the same on a full disk", true},
            Found{3072125, "lines that the end of the program wrote again in part, after newer ones", true},
+           Found{3216970, "a journal that could be read again after the classic engine had begun its downloads", true},
        }) {
     LifeOptions options;
     options.web = one.web;
