@@ -26,6 +26,7 @@
 #include "core/SpeedLimit.h"
 #include "core/SpeedLimits.h"
 #include "core/Stop.h"
+#include "core/WebAddress.h"
 #include "core/WebTexts.h"
 #include "fetch/WebArchives.h"
 #include "fetch/WebEngine.h"
@@ -560,7 +561,7 @@ std::vector<DownloadInfo> App::List() const {
     info.index = static_cast<std::int16_t>(i);
     info.name = record.FileName;
     info.id = ids.Of(i);
-    info.url = record.URL;
+    info.url = WithoutPassword(record.URL);
     info.state = StateWord(program, i);
     info.received = record.Received;
     info.size = record.FileSize;
