@@ -2,7 +2,6 @@
 
 #include <curl/curl.h>
 #include <malloc.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <mutex>
@@ -80,8 +79,9 @@ class CurlFetch final : public Fetch {
 
 }  // namespace
 
-CurlFetcher::CurlFetcher(EventGate& gate, EventLoop& events)
-    : gate_(gate),
+CurlFetcher::CurlFetcher(EventGate& gate, EventLoop& events, AuthorityPaths system)
+    : authorities_(std::move(system)),
+      gate_(gate),
       events_(events),
       pool_(std::make_shared<FetchPool>()),
       desk_(std::make_shared<FetchDesk>(gate)),
@@ -93,10 +93,11 @@ CurlFetcher::~CurlFetcher() {
   threads_->WaitForNone(kLongestEndMilliseconds);
 }
 
-std::unique_ptr<Fetch> CurlFetcher::Begin(FetchRequest request, FetchEvents& events) {
+std::unique_ptr<Fetch> CurlFetcher::Begin(FetchRequest wanted, FetchEvents& events) {
   InitializeOnce();
   if (inUse_.use_count() == 1) idle_->Start(kIdleMilliseconds, true);
-  request.certificates = bundle_.With(request.certificates);
+  AuthorityPaths authorities = authorities_.With(wanted.certificates);
+  CurlRequest request{std::move(wanted), std::move(authorities)};
   auto channel = std::make_shared<FetchChannel>(events, desk_);
   if (RunsInThread(request)) {
     const bool bySftp = StartsWith(request.url, "sftp:");
@@ -118,15 +119,13 @@ std::unique_ptr<Alarm> CurlFetcher::WatchOver(CurlThread& thread) {
   return watch;
 }
 
-std::shared_ptr<CurlLoop> CurlFetcher::LoopFor(const FetchRequest& request) {
+std::shared_ptr<CurlLoop> CurlFetcher::LoopFor(const CurlRequest& request) {
   const bool needsNone = StartsWith(request.url, "http:") && request.proxy.empty();
   if (shared_.loop && needsNone) return shared_.loop;
-  Certificates certificates{request.certificates, {}};
-  struct stat status {};
-  const std::string file = request.certificates.empty() ? CertificateBundle::SystemsPath() : request.certificates;
-  if (stat(file.c_str(), &status) == 0) certificates.state = StateIn(status);
-  if (!shared_.loop || shared_.certificates != certificates) {
-    shared_ = {std::make_shared<CurlLoop>(gate_, events_, pool_, desk_), std::move(certificates)};
+  const AuthorityPaths& paths = request.authorities;
+  Authorities authorities{paths, StateOfPath(paths.file), StateOfPath(paths.folder)};
+  if (!shared_.loop || shared_.authorities != authorities) {
+    shared_ = {std::make_shared<CurlLoop>(gate_, events_, pool_, desk_), std::move(authorities)};
   }
   return shared_.loop;
 }

@@ -6,8 +6,7 @@
 
 #include <memory>
 
-#include "desktop/curl/CertificateBundle.h"
-#include "ports/DownloadFiles.h"
+#include "desktop/curl/TrustedAuthorities.h"
 #include "ports/EventLoop.h"
 #include "ports/Fetcher.h"
 
@@ -19,34 +18,36 @@ class EventGate;
 class FetchDesk;
 class FetchPool;
 class ThreadCount;
+struct CurlRequest;
 
 class CurlFetcher final : public Fetcher {
  public:
-  CurlFetcher(EventGate& gate, EventLoop& events);
+  // Trusts the authorities of `system` besides those of a request.
+  CurlFetcher(EventGate& gate, EventLoop& events, AuthorityPaths system = TrustedAuthorities::OfLibcurl());
   ~CurlFetcher() override;  // after its Fetches
   CurlFetcher(const CurlFetcher&) = delete;
   CurlFetcher& operator=(const CurlFetcher&) = delete;
 
-  std::unique_ptr<Fetch> Begin(FetchRequest request, FetchEvents& events) override;
+  std::unique_ptr<Fetch> Begin(FetchRequest wanted, FetchEvents& events) override;
   bool Supports(std::string_view scheme) const override;
   bool Starved() const override;
 
  private:
-  struct Certificates {
-    std::string path;
-    FileState state;
-    friend bool operator==(const Certificates&, const Certificates&) = default;
+  struct Authorities {
+    AuthorityPaths paths;
+    FileState file, folder;
+    friend bool operator==(const Authorities&, const Authorities&) = default;
   };
   struct Shared {
     std::shared_ptr<CurlLoop> loop;
-    Certificates certificates;
+    Authorities authorities;  // that the loop has read
   };
 
-  std::shared_ptr<CurlLoop> LoopFor(const FetchRequest& request);
+  std::shared_ptr<CurlLoop> LoopFor(const CurlRequest& request);
   std::unique_ptr<Alarm> WatchOver(CurlThread& thread);
   void FreeMemoryIfIdle();
 
-  CertificateBundle bundle_;
+  TrustedAuthorities authorities_;
   EventGate& gate_;
   EventLoop& events_;
   std::shared_ptr<FetchPool> pool_;

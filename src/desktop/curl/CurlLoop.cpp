@@ -44,7 +44,7 @@ CurlLoop::~CurlLoop() {
   curl_multi_cleanup(multi_);
 }
 
-void CurlLoop::Begin(FetchRequest request, std::shared_ptr<FetchChannel> channel) {
+void CurlLoop::Begin(CurlRequest request, std::shared_ptr<FetchChannel> channel) {
   const FetchChannel* const key = channel.get();
   auto ready = [this, weak = std::weak_ptr(channel)] {
     if (auto self = weak.lock()) ready_.push_back(std::move(self));

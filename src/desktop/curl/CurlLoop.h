@@ -24,7 +24,7 @@ class CurlLoop final : public FetchDriver, public std::enable_shared_from_this<C
   CurlLoop(const CurlLoop&) = delete;
   CurlLoop& operator=(const CurlLoop&) = delete;
 
-  void Begin(FetchRequest request, std::shared_ptr<FetchChannel> channel);
+  void Begin(CurlRequest request, std::shared_ptr<FetchChannel> channel);
   void Look(FetchChannel& channel) override;
 
  private:

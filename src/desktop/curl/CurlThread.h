@@ -34,7 +34,7 @@ class ThreadCount {
 
 class CurlThread final : public FetchDriver {
  public:
-  CurlThread(FetchRequest request, std::shared_ptr<FetchChannel> channel, std::shared_ptr<FetchPool> pool,
+  CurlThread(CurlRequest request, std::shared_ptr<FetchChannel> channel, std::shared_ptr<FetchPool> pool,
              std::shared_ptr<FetchDesk> desk)
       : request_(std::move(request)), channel_(std::move(channel)), pool_(std::move(pool)), desk_(std::move(desk)) {}
 
@@ -47,7 +47,7 @@ class CurlThread final : public FetchDriver {
   void Run();
   void Carry(CurlTransfer& transfer);
 
-  FetchRequest request_;
+  CurlRequest request_;
   const std::shared_ptr<FetchChannel> channel_;
   const std::shared_ptr<FetchPool> pool_;
   const std::shared_ptr<FetchDesk> desk_;

@@ -120,7 +120,7 @@ std::string WithoutBrackets(const std::string& host) {
 
 }  // namespace
 
-CurlTransfer::CurlTransfer(FetchRequest request, std::shared_ptr<FetchChannel> channel, std::shared_ptr<FetchPool> pool,
+CurlTransfer::CurlTransfer(CurlRequest request, std::shared_ptr<FetchChannel> channel, std::shared_ptr<FetchPool> pool,
                            std::function<void()> ready, SocketList* sockets)
     : request_(std::move(request)),
       channel_(std::move(channel)),
@@ -221,10 +221,10 @@ void CurlTransfer::SetConnection() {
     Set(option, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   }
   LimitHandshakeMessages(easy_);
-  // With a folder of certificates beside, libcurl would parse the whole file for each connection.
-  for (const CURLoption option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH}) Set(option, nullptr);
-  if (request_.certificates.empty()) return;
-  for (const CURLoption option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO}) Set(option, request_.certificates.c_str());
+  const auto orNone = [](const std::string& path) { return path.empty() ? nullptr : path.c_str(); };
+  const auto& [file, folder] = request_.authorities;
+  for (const CURLoption option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO}) Set(option, orNone(file));
+  for (const CURLoption option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH}) Set(option, orNone(folder));
 }
 
 void CurlTransfer::AddHeader(const std::string& name, const std::string& value) {

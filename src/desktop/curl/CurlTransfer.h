@@ -14,10 +14,15 @@
 
 #include "desktop/curl/FetchChannel.h"
 #include "desktop/curl/FetchPool.h"
+#include "desktop/curl/TrustedAuthorities.h"
 
 namespace pellora {
 
 class SocketList;
+
+struct CurlRequest : FetchRequest {
+  AuthorityPaths authorities;  // in place of `certificates`
+};
 
 inline CURLcode ResultOf(const CURLMsg& message) {
   return message.data.result;  // NOLINT(cppcoreguidelines-pro-type-union-access): of CURLMSG_DONE, the only message
@@ -27,7 +32,7 @@ class CurlTransfer {
  public:
   // `ready` is called whenever the channel got something, maybe inside a callback. `sockets`, if given, records those
   // that are open and must outlive their connections.
-  CurlTransfer(FetchRequest request, std::shared_ptr<FetchChannel> channel, std::shared_ptr<FetchPool> pool,
+  CurlTransfer(CurlRequest request, std::shared_ptr<FetchChannel> channel, std::shared_ptr<FetchPool> pool,
                std::function<void()> ready, SocketList* sockets);
   ~CurlTransfer();
   CurlTransfer(const CurlTransfer&) = delete;
@@ -87,7 +92,7 @@ class CurlTransfer {
   template <class Value>
   Value Info(CURLINFO info) const;
 
-  const FetchRequest request_;
+  const CurlRequest request_;
   const std::shared_ptr<FetchChannel> channel_;
   const std::shared_ptr<FetchPool> pool_;
   const std::function<void()> ready_;

@@ -33,17 +33,16 @@ CURLcode OnContext(CURL* /*easy*/, void* context, void* /*argument*/) {
   return CURLE_OK;
 }
 
-// A libcurl with another library would call with a context of that.
-bool IsOpenSsl() {
-  const char* const library = curl_version_info(CURLVERSION_NOW)->ssl_version;
+}  // namespace
+
+bool TlsIsOpenSsl() {
+  static const char* const library = curl_version_info(CURLVERSION_NOW)->ssl_version;
   return library != nullptr && std::string_view(library).starts_with("OpenSSL/");
 }
 
-}  // namespace
-
 void LimitHandshakeMessages(CURL* easy) {
-  static const bool isOpenSsl = IsOpenSsl();
-  if (isOpenSsl) curl_easy_setopt(easy, CURLOPT_SSL_CTX_FUNCTION, &OnContext);
+  // Another library would call with a context of that.
+  if (TlsIsOpenSsl()) curl_easy_setopt(easy, CURLOPT_SSL_CTX_FUNCTION, &OnContext);
 }
 
 }  // namespace pellora

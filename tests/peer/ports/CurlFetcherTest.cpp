@@ -315,6 +315,81 @@ TEST_F(CurlFetcherTest, TrustsNobodyIfTheAuthoritiesAreNoFile) {
   }
 }
 
+class SystemsAuthorities : public CurlFetcherTest {
+ protected:
+  SystemsAuthorities() : url(stage.SecureUrl(Certificate::Right, "file", "content")) {
+    Put(system.file, Content(stage.folder.Path("server3.pem")));  // no authority
+    EXPECT_EQ(mkdir(system.folder.c_str(), 0700), 0);
+  }
+  void PutIntoFolder(const std::string& name) {
+    Put(system.folder + "/" + name, Content(stage.folder.Path(name)));
+    RunProgramToItsEnd("openssl", {"rehash", system.folder});
+  }
+  void GetByTheSystems(const std::string& extra = {}) {
+    FetchRequest request;
+    request.url = url;
+    request.certificates = extra;
+    if (!fetcher) fetcher = std::make_unique<CurlFetcher>(stage.gate, stage.loop, system);
+    events = {};
+    fetch = fetcher->Begin(request, events);
+    ASSERT_TRUE(RunUntil([this] { return events.HasEnded(); })) << events.log;
+    fetch.reset();
+  }
+
+  const std::string url;
+  const AuthorityPaths system{stage.folder.Path("system.pem"), stage.folder.Path("authorities")};
+  std::unique_ptr<CurlFetcher> fetcher;
+};
+
+TEST_F(SystemsAuthorities, AreLookedUpInAFolderThatHasAll) {
+  PutIntoFolder("ca.pem");
+  GetByTheSystems();
+  EXPECT_EQ(events.content, "content") << events.reason;
+}
+
+TEST_F(SystemsAuthorities, AreReadFromTheirFileIfTheFolderLacksSome) {
+  Put(system.file, Content(stage.folder.Path("server3.pem")) + Content(stage.folder.Path("ca.pem")));
+  PutIntoFolder("server3.pem");
+  ASSERT_EQ(symlink("gone.pem", (system.folder + "/12345678.0").c_str()), 0);
+  Put(system.folder + "/12345678.r0", "a revocation");
+  GetByTheSystems();
+  EXPECT_EQ(events.content, "content") << events.reason;
+}
+
+TEST_F(SystemsAuthorities, AreLookedForAgainOnceTheFolderHasChanged) {
+  PutIntoFolder("server3.pem");
+  GetByTheSystems();
+  EXPECT_EQ(events.end, FetchEnd::NotTrusted);
+  PutIntoFolder("ca.pem");
+  GetByTheSystems();
+  EXPECT_EQ(events.content, "content") << events.reason;
+  RunProgramToItsEnd("rm", {"-r", system.folder});
+  GetByTheSystems();
+  EXPECT_EQ(events.end, FetchEnd::NotTrusted);
+}
+
+TEST_F(SystemsAuthorities, AreTrustedBesidesThoseOfARequest) {
+  PutIntoFolder("server3.pem");
+  GetByTheSystems(stage.Authorities());
+  EXPECT_EQ(events.content, "content") << events.reason;
+  PutIntoFolder("ca.pem");
+  GetByTheSystems(stage.folder.Path("server3.pem"));
+  EXPECT_EQ(events.content, "content") << events.reason;
+}
+
+TEST_F(SystemsAuthorities, AreTrustedBesidesAFileWithManyOrNone) {
+  Put(system.file, Content(stage.folder.Path("ca.pem")));
+  PutIntoFolder("ca.pem");
+  std::string many;
+  for (int i = 0; i < 100; ++i) many += Content(stage.folder.Path("server3.pem"));
+  const std::string extra = stage.folder.Path("extra.pem");
+  for (const std::string& content : {many, std::string("none"), std::string()}) {
+    Put(extra, content);
+    GetByTheSystems(extra);
+    EXPECT_EQ(events.content, "content") << events.reason << content.size();
+  }
+}
+
 // A bundle as long as the system's takes 50 ms to read.
 TEST_F(CurlFetcherTest, ReadsTheAuthoritiesOnceForManyConnections) {
   FetchRequest request = RequestFor(stage.SecureUrl(Certificate::Right, "file", "content"));

@@ -1,0 +1,65 @@
+// TrustedAuthorities: where libcurl finds the certificates of the authorities that servers may have theirs from.
+//
+// A system has them in one file, of which OpenSSL parses all in 20 ms and 1.5 MB, and often also in a folder of single
+// ones, of which it reads only those that a server's certificate names as its issuers.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "desktop/PosixFile.h"
+
+namespace pellora {
+
+// Absolute paths, of which both count; empty: none.
+struct AuthorityPaths {
+  std::string file;    // in PEM
+  std::string folder;  // of files under the hashes of their names, as X509_LOOKUP_hash_dir(3) has it
+  friend bool operator==(const AuthorityPaths&, const AuthorityPaths&) = default;
+};
+
+// Of no file, if there is none.
+FileState StateOfPath(const std::string& path);
+
+class TrustedAuthorities {
+ public:
+  static AuthorityPaths OfLibcurl();
+
+  // Of the system: either file or folder may have all.
+  explicit TrustedAuthorities(AuthorityPaths system) : system_(std::move(system)) {}
+  ~TrustedAuthorities();
+  TrustedAuthorities(const TrustedAuthorities&) = delete;
+  TrustedAuthorities& operator=(const TrustedAuthorities&) = delete;
+
+  // The system's authorities and those of the file `extra`, if it is not empty. While there is a folder the file is
+  // short, since libcurl then parses it for each connection, and else once. If `extra` cannot be read, or is no file,
+  // there are none: the connection fails and says so.
+  AuthorityPaths With(const std::string& extra);
+
+ private:
+  struct Source {
+    std::string path;
+    FileState state;
+    friend bool operator==(const Source&, const Source&) = default;
+  };
+
+  struct Sources {
+    Source system, extra;
+    bool folderHasAll = false;
+    friend bool operator==(const Sources&, const Sources&) = default;
+  };
+
+  static Source SourceAt(const std::string& path);
+  bool FolderHasAll();
+  AuthorityPaths Make(const std::string& extra, bool folderHasAll);
+  void Close();
+
+  const AuthorityPaths system_;
+  std::pair<Source, Source> lookedAt_;  // file and folder
+  bool folderHasAll_ = false;           // then
+  Sources madeOf_;
+  AuthorityPaths made_;
+  int file_ = -1;  // without a name; -1: none was made
+};
+
+}  // namespace pellora
