@@ -164,7 +164,6 @@ struct App::Parts {
   // Returns why something was refused.
   std::string AddForScript(const ScriptedAdd& wanted, std::vector<std::string>& ids) {
     const std::vector<AddOutcome> outcomes = pellora::AddForScript(program, wanted);
-    const DownloadIds known(program);
     std::string reasons;
     for (const AddOutcome& outcome : outcomes) {
       if (outcome.index == 0) {
@@ -172,7 +171,7 @@ struct App::Parts {
         reasons += outcome.reason;
         continue;
       }
-      ids.push_back(known.Of(outcome.index));
+      ids.push_back(IdOf(program, outcome.index));
       scripted.insert(program.Serial(outcome.index));
     }
     return reasons;
@@ -403,7 +402,7 @@ void App::TakeOver(ScriptedAdd wanted, std::function<void(AddAnswer)> answered) 
     const auto done = [parts, &program, gone, answered](const AddOutcome& outcome) {
       std::erase_if(parts->browsers, [&](const auto& one) { return one.second == gone; });
       const bool taken = outcome.index != 0;
-      const std::string id = taken ? DownloadIds(program).Of(outcome.index) : std::string();
+      const std::string id = taken ? IdOf(program, outcome.index) : std::string();
       answered({id, outcome.reason, taken ? std::vector<std::string>{id} : std::vector<std::string>()});
     };
     parts->browsers.emplace(wanted.caller, gone);
@@ -435,7 +434,7 @@ void App::GetFromArchive(ArchiveOrder order, std::function<void(AddAnswer)> answ
     parts->archiveWindows->Get(order, [parts, answered](const AddOutcome& outcome) {
       AddAnswer answer{{}, outcome.reason, {}};
       if (outcome.index != 0) {
-        answer.id = DownloadIds(parts->program).Of(outcome.index);
+        answer.id = IdOf(parts->program, outcome.index);
         parts->scripted.insert(parts->program.Serial(outcome.index));
       }
       answered(std::move(answer));
@@ -446,7 +445,7 @@ void App::GetFromArchive(ArchiveOrder order, std::function<void(AddAnswer)> answ
 // Runs `act` on the listed record with that id.
 template <class Act>
 std::string App::Parts::WithRecord(const std::string& id, Act&& act) {
-  const std::int16_t index = DownloadIds(program).Find(id);
+  const std::int16_t index = FindId(program, id);
   if (index == 0) return kNoSuchDownload;
   return ReasonOf([&] { return std::forward<Act>(act)(index); });
 }

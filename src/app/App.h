@@ -22,7 +22,7 @@ class PelloraCatcher;
 // What a script sees of one listed record.
 struct DownloadInfo {
   std::int16_t index = 0;
-  std::string id;  // DownloadIds
+  std::string id;  // core/DownloadIds.h
   std::string name;
   std::string url;            // without a password
   std::string state;          // one of "finished", "active", "scheduled", "failed", "queued", "paused", "waiting"

@@ -14,18 +14,18 @@ namespace pellora {
 
 class Program;
 
-// Of the listed records at one moment.
+std::string IdOf(Program& program, int index);
+// The listed record with that id; 0 if there is none.
+std::int16_t FindId(Program& program, const std::string& id);
+
+// The same as IdOf, quicker for many: of the listed records at one moment.
 class DownloadIds {
  public:
   explicit DownloadIds(Program& program);
 
   std::string Of(int index) const;
-  // The listed record with that id; 0 if there is none.
-  std::int16_t Find(const std::string& id) const;
 
  private:
-  bool IsShared(std::uint64_t moment) const;
-
   Program& program_;
   std::vector<std::uint64_t> moments_;  // sorted
 };

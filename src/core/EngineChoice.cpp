@@ -181,11 +181,11 @@ bool IsSelection(Program& program, int index) {
 std::int16_t FindListed(Program& program, const std::string& url, EngineName engine) {
   const bool cut = engine == EngineName::Web;
   const std::string wanted = cut ? WithoutPassword(TrimBlanks(url)) : url;
+  const bool hasLogin = cut && wanted.find('@') != std::string::npos;  // without, nothing listed need be cut
   for (int i = 1; i <= program.DownloadCount; ++i) {
     const DownloadRecord& record = program.Download(i);
     if (!record.InUse) continue;
-    const bool hasLogin = cut && record.URL.find('@') != std::string::npos;  // else there is nothing to be cut
-    const bool same = hasLogin ? WithoutPassword(record.URL) == wanted : cut && record.URL == wanted;
+    const bool same = record.URL == wanted || (hasLogin && WithoutPassword(record.URL) == wanted);
     if (!same && record.URL != url) continue;
     if (!IsSelection(program, i)) return static_cast<std::int16_t>(i);
   }

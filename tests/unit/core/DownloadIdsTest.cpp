@@ -20,8 +20,12 @@ class DownloadIdsTest : public testing::Test {
     record.DateAdded = date;
     record.URL = url;
   }
-  std::string Of(int index) { return DownloadIds(program).Of(index); }
-  std::int16_t Find(const std::string& id) { return DownloadIds(program).Find(id); }
+  std::string Of(int index) {
+    std::string id = IdOf(program, index);
+    EXPECT_EQ(DownloadIds(program).Of(index), id);
+    return id;
+  }
+  std::int16_t Find(const std::string& id) { return FindId(program, id); }
 
   SimPlatform sim;
   Program program{sim.platform()};
