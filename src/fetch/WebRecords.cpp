@@ -67,8 +67,15 @@ DownloadRecord RecordOf(const JournalEntry& entry) {
   record.InUse = true;
   record.Valid = true;
   record.Paused = true;
-  record.Queued = entry.startAt || Ran(entry) ? 1 : 0;
+  record.Queued = entry.startAt || entry.state == JournalState::Waiting || Ran(entry) ? 1 : 0;
   return record;
+}
+
+// What was deleted has left the journal: the list was damaged, or is an older one.
+int AddRecordOf(Program& program, const JournalEntry& entry) {
+  program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
+  program.Download(program.DownloadCount) = RecordOf(entry);
+  return program.DownloadCount;
 }
 
 void TakeFigures(Program& program, int index, const JournalEntry& entry) {
@@ -108,7 +115,7 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   if (entry.startAt && record.Queued != 0) QueueUntil(program, index, *entry.startAt);
 }
 
-// What the user has set for a record that the web engine has not begun.
+// What the user has set, also for a record that the web engine has not begun.
 void TakeSettings(Program& program, WebServices& services, const JournalEntry& entry, int index) {
   services.listed.insert(entry.key);
   if (entry.queuePlace) program.SetQueuePlace(index, *entry.queuePlace);
@@ -326,16 +333,10 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       known.path = program.Download(at->second).SavePath;
       PutFinished(program.platform, journal, known);
     }
-    if (at != listed.end()) {
-      TakeSettings(program, services, entry, at->second);
-      TakeFigures(program, at->second, entry);
-    } else if (program.DownloadCount < kMaxRecords) {
-      services.listed.insert(entry.key);
-      // What was deleted has left the journal: the list was damaged, or is an older one.
-      program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
-      program.Download(program.DownloadCount) = RecordOf(entry);
-      TakeFigures(program, program.DownloadCount, entry);
-    }
+    if (at == listed.end() && program.DownloadCount >= kMaxRecords) continue;
+    const int index = at == listed.end() ? AddRecordOf(program, entry) : at->second;
+    TakeSettings(program, services, entry, index);
+    TakeFigures(program, index, entry);
   }
   if (journal.Damaged()) StopUnknown(program);
 }
@@ -349,6 +350,7 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   JournalEntry entry;
   entry.key = key;
   entry.id = services.journal.NewId();
+  if (record.Queued != 0) entry.state = JournalState::Waiting;
   if (record.HasSavePath && record.SavePath.starts_with('/')) entry.path = record.SavePath;
   entry.replaces = add.replaced;
   entry.folder = add.folder;
