@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <deque>
 #include <optional>
 #include <utility>
 
@@ -49,6 +50,7 @@ struct Journal::Store {
   std::uint64_t rewrites = 0;
   std::string unflushed;               // what Write has written since
   std::string missing;                 // lines that could not be written or flushed; they come with the next one
+  bool lost = false;                   // one of these does not: only the whole has it
   std::atomic<bool> finished = false;  // Finish has written what was left
 
   // Cuts off what does not end with a good line.
@@ -84,7 +86,9 @@ struct Journal::Store {
   // A disk that takes nothing for long is given the whole journal once it does.
   void Miss(const std::string& lines) {
     missing.insert(0, lines);
-    if (missing.size() > kRewriteAbove) missing.clear();
+    if (missing.size() <= kRewriteAbove) return;
+    missing.clear();
+    lost = true;
   }
   void Flushed(const Line& line);
 
@@ -96,6 +100,7 @@ struct Journal::Store {
     length.reset();
     unflushed.clear();
     missing.clear();
+    lost = false;
     ++rewrites;
   }
 };
@@ -114,11 +119,16 @@ class Journal::Line final : public DiskStep {
     rewrites_ = store_->rewrites;
   }
   void End(DownloadFiles&) override {
-    if (!file) return;
-    if (rewrites_ == store_->rewrites) return store_->Flushed(*this);
-    failure = nullptr;  // a new journal has the line
+    if (file && rewrites_ == store_->rewrites) {
+      store_->Flushed(*this);
+    } else if (file) {
+      failure = nullptr;  // a new journal has the line
+    }
+    lost_ = store_->lost;
   }
   bool Rewritten() const { return rewritten_; }
+  // A line, this one or an earlier one, comes with no later one.
+  bool Lost() const { return lost_; }
 
  private:
   const std::shared_ptr<Store> store_;
@@ -126,10 +136,15 @@ class Journal::Line final : public DiskStep {
   const std::string whole_;
   std::uint64_t rewrites_ = 0;
   bool rewritten_ = false;
+  bool lost_ = true;  // until it is over: its work may not start
 };
 
 void Journal::Store::Flushed(const Line& line) {
-  if (line.file != file || finished) return;
+  if (finished) return;
+  if (line.file != file) {
+    lost = lost || line.failure;  // its lines may count as flushed
+    return;
+  }
   const std::string lines = std::exchange(unflushed, {});
   if (!line.failure) {
     flushed = *length;
@@ -140,8 +155,28 @@ void Journal::Store::Flushed(const Line& line) {
   }
 }
 
+// What is known of the lines given to works, whose ends may come after that of the journal.
+struct Journal::Reported {
+  // A line could not be written: the next one or Finish rewrites the whole, or a deleted download would come back.
+  bool lacksLine = false;
+  bool lost = false;                // and comes with no other line
+  std::deque<std::string> pending;  // lines whose works are not over
+  std::set<JournalKey> onDisk;
+  std::set<JournalKey> late;  // of lines that could not be written
+
+  void Over(bool written, const Line& line) {
+    pending.pop_front();
+    if (!written || line.Rewritten()) lacksLine = !written;
+    lost = !line.Rewritten() && (lost || line.Lost());
+    if (written && !lost) onDisk.merge(std::exchange(late, {}));
+  }
+};
+
 Journal::Journal(const Platform& platform, DiskTurns& turns, std::string path)
-    : platform_(platform), store_(std::make_shared<Store>(platform.downloadFiles, std::move(path))), turns_(turns) {}
+    : platform_(platform),
+      store_(std::make_shared<Store>(platform.downloadFiles, std::move(path))),
+      reported_(std::make_shared<Reported>()),
+      turns_(turns) {}
 
 void Journal::Open() {
   if (!platform_.files.Exists(store_->path)) return;
@@ -164,7 +199,7 @@ void Journal::Open() {
       gone_.push_back(std::move(entry));
     } else {
       Keep(entry);
-      onDisk_->insert(entry.key);
+      reported_->onDisk.insert(entry.key);
     }
   }
   // Where that fails the old one serves on; its torn end is cut before the next line.
@@ -174,6 +209,10 @@ void Journal::Open() {
 }
 
 const std::string& Journal::Path() const { return store_->path; }
+
+bool Journal::IsOnDisk(const JournalKey& key) const { return reported_->onDisk.contains(key); }
+
+bool Journal::IsWritten() const { return reported_->pending.empty(); }
 
 const JournalEntry* Journal::Find(const JournalKey& key) const {
   const auto at = entries_.find(key);
@@ -208,14 +247,15 @@ void Journal::Keep(const JournalEntry& entry) {
 
 bool Journal::Forget(const JournalKey& key) {
   claiming_.erase(key);
-  onDisk_->erase(key);
+  reported_->onDisk.erase(key);
+  reported_->late.erase(key);
   return entries_.erase(key) > 0;
 }
 
 void Journal::Put(const JournalEntry& entry, Done done, Place place) {
   Keep(entry);
-  Done noted = [onDisk = onDisk_, key = entry.key, done = std::move(done)](bool written) {
-    if (written) onDisk->insert(key);
+  Done noted = [reported = reported_, key = entry.key, done = std::move(done)](bool written) {
+    (written ? reported->onDisk : reported->late).insert(key);
     if (done) done(written);
   };
   Append(JournalLine(entry), std::move(noted), place);
@@ -260,11 +300,11 @@ void Journal::Discard(const std::string& part, const FileIdentity& identity) {
 // none, which would come over these. Nothing is flushed, as for the list: a busy disk would hold the user up. Only a
 // journal that lacks a line is replaced, which flushes it.
 void Journal::Finish() {
-  if (!readable_ || (pending_->empty() && !*lacksLine_)) return;
+  if (!readable_ || (IsWritten() && !reported_->lacksLine)) return;
   store_->finished = true;
-  if (*lacksLine_ && Skip([this] { platform_.downloadFiles->Replace(store_->path, Whole()); })) return;
+  if (reported_->lacksLine && Skip([this] { platform_.downloadFiles->Replace(store_->path, Whole()); })) return;
   std::string lines;
-  for (const std::string& line : *pending_) lines += line;
+  for (const std::string& line : reported_->pending) lines += line;
   Skip([&] {
     const std::unique_ptr<DownloadFile> file = platform_.downloadFiles->OpenJournal(store_->path);
     const std::uint64_t before = file->Length();
@@ -292,16 +332,14 @@ void Journal::Append(std::string line, Done done, Place place) {
   }
   appended_ += line.size();
   std::string whole;
-  if (appended_ > kRewriteAbove || *lacksLine_) {
+  if (appended_ > kRewriteAbove || reported_->lacksLine) {
     whole = Whole();
     appended_ = 0;
   }
-  pending_->push_back(line);
+  reported_->pending.push_back(line);
   const auto step = std::make_shared<Line>(store_, std::move(line), std::move(whole));
-  Background::Done over = [step, lacksLine = lacksLine_, pending = pending_,
-                           done = std::move(done)](const std::exception_ptr& failure) {
-    pending->pop_front();
-    if (failure != nullptr || step->Rewritten()) *lacksLine = failure != nullptr;
+  Background::Done over = [step, reported = reported_, done = std::move(done)](const std::exception_ptr& failure) {
+    reported->Over(failure == nullptr, *step);
     if (done) done(failure == nullptr);
   };
   turns_.Give(step, std::move(over), place);

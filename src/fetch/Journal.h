@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -41,9 +40,9 @@ class Journal {
   const std::map<JournalKey, JournalEntry>& All() const { return entries_; }
   std::vector<JournalEntry> Entries() const;  // a copy, for those who change the journal meanwhile
   // A line of it has reached the disk.
-  bool IsOnDisk(const JournalKey& key) const { return onDisk_->contains(key); }
+  bool IsOnDisk(const JournalKey& key) const;
   // All lines have reached the disk, or could not be written.
-  bool IsWritten() const { return pending_->empty(); }
+  bool IsWritten() const;
   // What downloads other than `own` that are not finished will be called.
   std::set<std::string> ClaimedPaths(const JournalKey& own) const;
   // Those deleted whose part files may be there; right after Open, those deleted before this run whose part files are.
@@ -66,6 +65,7 @@ class Journal {
 
  private:
   struct Store;
+  struct Reported;
   class Line;
   void Append(std::string line, Done done, Place place = Place::OrBefore);
   void Keep(const JournalEntry& entry);
@@ -75,6 +75,7 @@ class Journal {
 
   const Platform& platform_;
   const std::shared_ptr<Store> store_;
+  const std::shared_ptr<Reported> reported_;
   DiskTurns& turns_;
   std::map<JournalKey, JournalEntry> entries_;
   std::set<JournalKey> claiming_;   // entries whose paths are claimed
@@ -82,11 +83,6 @@ class Journal {
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten
   bool readable_ = true;
-  // A line could not be written: the next one or Finish rewrites the whole, or a deleted download would come back.
-  const std::shared_ptr<bool> lacksLine_ = std::make_shared<bool>(false);
-  // Lines whose works have not reported their ends.
-  const std::shared_ptr<std::deque<std::string>> pending_ = std::make_shared<std::deque<std::string>>();
-  const std::shared_ptr<std::set<JournalKey>> onDisk_ = std::make_shared<std::set<JournalKey>>();
   bool damaged_ = false;
 };
 
