@@ -179,8 +179,12 @@ Journal::Journal(const Platform& platform, DiskTurns& turns, std::string path)
       turns_(turns) {}
 
 void Journal::Open() {
-  if (!platform_.files.Exists(store_->path)) return;
   readable_ = false;
+  // One that only seems missing, because the disk fails for a moment, would be written over.
+  if (!platform_.files.Exists(store_->path) && !store_->files->StateOf(store_->path)) {
+    readable_ = true;
+    return;
+  }
   const std::string bytes = ReadWholeFile(platform_.files, store_->path, kLongest);
   readable_ = true;
   JournalReading reading = ReadJournal(bytes);

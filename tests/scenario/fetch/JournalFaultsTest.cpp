@@ -5,6 +5,7 @@
 
 #include "SimPlatform.h"
 #include "fetch/Journal.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {
@@ -38,6 +39,20 @@ class JournalFaults : public testing::Test {
   DiskTurns turns{sim.platform()};
   Journal journal{sim.platform(), turns, kJournal};
 };
+
+// Taken for a new one it would be written over.
+TEST_F(JournalFaults, OneThatSeemsMissingForAMomentIsRead) {
+  FailOnce(DiskCall::Exists);
+  sim.Do([&] { journal.Open(); });
+  EXPECT_EQ(journal.All().size(), 1U);
+}
+
+TEST_F(JournalFaults, OneOfWhichNothingIsKnownIsUnreadable) {
+  sim.disk().FailWhere(
+      [](DiskCall call, const std::string&) { return call == DiskCall::Exists || call == DiskCall::StateOf; }, 1, true);
+  sim.Do([&] { EXPECT_FALSE(Skip([&] { journal.Open(); })); });
+  EXPECT_FALSE(journal.Readable());
+}
 
 TEST_F(JournalFaults, LengthThatCannotBeReadCostsNoLine) {
   sim.Do([&] { journal.Open(); });
