@@ -274,9 +274,9 @@ void Journal::Remove(const JournalKey& key, Done done) {
   JournalEntry gone = std::move(at->second);
   Forget(gone.key);
   gone.state = JournalState::Gone;
-  const std::string line = JournalLine(gone);
-  KeepGone(std::move(gone));  // first: appending may rewrite the whole
-  Append(line, std::move(done));
+  KeepGone(gone);  // first: appending may rewrite the whole
+  Append(JournalLine(gone), std::move(done));
+  DeleteParts(gone);
 }
 
 void Journal::Drop(const JournalKey& key) {
@@ -297,18 +297,49 @@ void Journal::Discard(const std::string& part, const FileIdentity& identity) {
   litter.part = identity;
   KeepGone(litter);
   Append(JournalLine(litter), {});
-  DeletePartFile(platform_, part, identity);
+  DeleteParts(litter);
+}
+
+// Names and numbers of deleted files are given again.
+bool Journal::NeedsPart(const std::string& path) const {
+  return std::any_of(entries_.begin(), entries_.end(),
+                     [&](const auto& kept) { return kept.second.partPath == path || kept.second.oldPartPath == path; });
+}
+
+void Journal::DeleteLeft() {
+  for (JournalEntry gone : gone_) {
+    if (NeedsPart(gone.partPath)) gone.partPath.clear();
+    if (NeedsPart(gone.oldPartPath)) gone.oldPartPath.clear();
+    DeleteParts(gone);
+  }
+}
+
+void Journal::DeleteParts(const JournalEntry& gone) {
+  if (gone.partPath.empty() && gone.oldPartPath.empty()) return;
+  Background::Work work = [files = &platform_.files, downloads = platform_.downloadFiles, part = gone.partPath,
+                           identity = gone.part, oldPart = gone.oldPartPath, oldIdentity = gone.oldPart] {
+    const bool oldIsGone = Skip([&] { DeletePart(*files, *downloads, oldPart, oldIdentity); });
+    DeletePart(*files, *downloads, part, identity);
+    if (!oldIsGone) throw Failure(FailureNumber::File, oldPart);
+  };
+  platform_.background.Run(
+      std::move(work), [this, alive = std::weak_ptr<char>(alive_), key = gone.key](const std::exception_ptr& failure) {
+        if (failure == nullptr && !alive.expired()) deleted_.insert(key);
+      });
 }
 
 // A work may have written the first of these lines: a line that is there twice does no harm. From now on it writes
 // none, which would come over these. Nothing is flushed, as for the list: a busy disk would hold the user up. Only a
 // journal that lacks a line is replaced, which flushes it.
 void Journal::Finish() {
-  if (!readable_ || (IsWritten() && !reported_->lacksLine)) return;
+  if (!readable_ || (IsWritten() && !reported_->lacksLine && deleted_.empty())) return;
   store_->finished = true;
-  if (reported_->lacksLine && Skip([this] { platform_.downloadFiles->Replace(store_->path, Whole()); })) return;
+  const std::string deleted = DeletedLines();
+  const auto replace = [&] { platform_.downloadFiles->Replace(store_->path, Whole() + deleted); };
+  if (reported_->lacksLine && Skip(replace)) return;
   std::string lines;
   for (const std::string& line : reported_->pending) lines += line;
+  lines += deleted;
   Skip([&] {
     const std::unique_ptr<DownloadFile> file = platform_.downloadFiles->OpenJournal(store_->path);
     const std::uint64_t before = file->Length();
@@ -323,10 +354,26 @@ std::string Journal::Whole() const {
   return WholeJournal(lines, nextId_);
 }
 
-void Journal::KeepGone(JournalEntry gone) {
+// Without part files: the next start would take another file for one of them that has got its name and its number. Not
+// before the end, since a power cut may undo a deletion.
+std::string Journal::DeletedLines() const {
+  std::string lines;
+  for (const JournalEntry& gone : gone_) {
+    if (!deleted_.contains(gone.key) || entries_.contains(gone.key)) continue;
+    JournalEntry without;
+    without.key = gone.key;
+    without.id = gone.id;
+    without.state = JournalState::Gone;
+    lines += JournalLine(without);
+  }
+  return lines;
+}
+
+void Journal::KeepGone(const JournalEntry& gone) {
   if (gone.partPath.empty() && gone.oldPartPath.empty()) return;
   std::erase_if(gone_, [&](const JournalEntry& kept) { return kept.key == gone.key; });
-  gone_.push_back(std::move(gone));
+  deleted_.erase(gone.key);
+  gone_.push_back(gone);
 }
 
 void Journal::Append(std::string line, Done done, Place place) {

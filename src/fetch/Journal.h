@@ -45,20 +45,20 @@ class Journal {
   bool IsWritten() const;
   // What downloads other than `own` that are not finished will be called.
   std::set<std::string> ClaimedPaths(const JournalKey& own) const;
-  // Those deleted whose part files may be there; right after Open, those deleted before this run whose part files are.
-  const std::vector<JournalEntry>& Gone() const { return gone_; }
   std::uint64_t NewId() { return nextId_++; }
 
   using Done = std::function<void(bool written)>;
   // What the line says must be so already, or come about by works that Background has; those only with Place::Kept.
   void Put(const JournalEntry& entry, Done done = {}, Place place = Place::OrBefore);
-  // Writes that the download is gone, and forgets it.
+  // Writes that the download is gone, forgets it, and deletes its part files. What the end of the program or a kill
+  // prevents DeleteLeft does at the next start.
   void Remove(const JournalKey& key, Done done = {});
   // Forgets an entry whose download, if there is one, has another entry now. Its part file stays.
   void Drop(const JournalKey& key);
-  // Deletes a part file that is of no more use, if that path is still this file. What the end of the program or a kill
-  // prevents is done at the next start: it is among Gone then.
+  // The same for a part file that is of no more use to its download.
   void Discard(const std::string& part, const FileIdentity& identity);
+  // At a start: deletes what earlier runs have left of deleted downloads.
+  void DeleteLeft();
   // At the end of the program, which drops what Background has not begun: writes at once what is still to be written.
   // It waits for no work, and what works write from now on may be lost.
   void Finish();
@@ -70,8 +70,11 @@ class Journal {
   void Append(std::string line, Done done, Place place = Place::OrBefore);
   void Keep(const JournalEntry& entry);
   bool Forget(const JournalKey& key);  // False if there is no such entry
-  void KeepGone(JournalEntry gone);
+  void KeepGone(const JournalEntry& gone);
+  void DeleteParts(const JournalEntry& gone);
+  bool NeedsPart(const std::string& path) const;
   std::string Whole() const;
+  std::string DeletedLines() const;
 
   const Platform& platform_;
   const std::shared_ptr<Store> store_;
@@ -79,7 +82,9 @@ class Journal {
   DiskTurns& turns_;
   std::map<JournalKey, JournalEntry> entries_;
   std::set<JournalKey> claiming_;   // entries whose paths are claimed
-  std::vector<JournalEntry> gone_;  // a new journal names them too
+  std::vector<JournalEntry> gone_;  // whose part files may be there: a new journal names them too
+  std::set<JournalKey> deleted_;    // of these: their part files are not there any more
+  const std::shared_ptr<char> alive_ = std::make_shared<char>();
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten
   bool readable_ = true;

@@ -184,8 +184,6 @@ void StopUnknown(Program& program) {
 
 void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry) {
   journal.Remove(entry.key);
-  DeletePartFile(platform, entry.partPath, entry.part);
-  DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
   DeleteSelection(platform, journal, entry.selection);
 }
 
@@ -257,20 +255,6 @@ void PutFinished(const Platform& platform, Journal& journal, JournalEntry entry)
   journal.Put(entry, {}, Journal::Place::Kept);  // after the deletions
 }
 
-// Names and numbers of deleted files are given again.
-bool IsNeeded(const Journal& journal, const std::string& part) {
-  return std::any_of(journal.All().begin(), journal.All().end(),
-                     [&](const auto& kept) { return kept.second.partPath == part || kept.second.oldPartPath == part; });
-}
-
-// What a kill left between the line that a download is gone and the deletion of its part file.
-void DeletePartsOfGone(const Platform& platform, const Journal& journal) {
-  for (const JournalEntry& gone : journal.Gone()) {
-    if (!IsNeeded(journal, gone.partPath)) DeletePartFile(platform, gone.partPath, gone.part);
-    if (!IsNeeded(journal, gone.oldPartPath)) DeletePartFile(platform, gone.oldPartPath, gone.oldPart);
-  }
-}
-
 }  // namespace
 
 std::string TitleOfSelection(const Program& program, const Selection& selection) {
@@ -300,7 +284,7 @@ void RestoreWebRecords(Program& program, WebServices& services) {
     throw;
   }
   if (!program.listLoaded) return;
-  DeletePartsOfGone(program.platform, journal);
+  journal.DeleteLeft();
   DeleteOrphanedSelections(program.platform, journal);
   CompleteTornRecord(program, journal);
   const std::map<JournalKey, int> listed = ListedIn(program);
