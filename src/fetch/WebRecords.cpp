@@ -64,6 +64,9 @@ DownloadRecord RecordOf(const JournalEntry& entry) {
     record.Path = address->path + address->query;
   }
   record.FileName = entry.title.empty() ? NameOf(entry.path) : entry.title;
+  // What has no part file has its path from the user, or keeps it.
+  record.HasSavePath = entry.selection.empty() && entry.partPath.empty() && !entry.path.empty();
+  if (record.HasSavePath) record.SavePath = entry.path;
   record.InUse = true;
   record.Valid = true;
   record.Paused = true;
@@ -81,7 +84,6 @@ int AddRecordOf(Program& program, const JournalEntry& entry) {
 void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   DownloadRecord& record = program.Download(index);
   WebFigures& figures = program.AddWeb(index);
-  program.speed->SetLimitOf(index, entry.speedLimit);
   figures.received = entry.held.Bytes();
   figures.size = entry.facts.total;
   if (entry.toFetch >= 0) {
@@ -118,7 +120,13 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
 // What the user has set, also for a record that the web engine has not begun.
 void TakeSettings(Program& program, WebServices& services, const JournalEntry& entry, int index) {
   services.listed.insert(entry.key);
+  program.speed->SetLimitOf(index, entry.speedLimit);
   if (entry.queuePlace) program.SetQueuePlace(index, *entry.queuePlace);
+}
+
+// The setting that gave it to the web engine was changed before that began.
+bool IsBegunByClassic(const DownloadRecord& record, const JournalEntry& entry) {
+  return record.SegmentCount > 0 && entry.partPath.empty() && entry.held.Ranges().empty();
 }
 
 std::map<JournalKey, int> ListedIn(Program& program) {
@@ -298,6 +306,10 @@ void RestoreWebRecords(Program& program, WebServices& services) {
       } else {
         TakeSettings(program, services, entry, at->second);
       }
+      continue;
+    }
+    if (at != listed.end() && IsBegunByClassic(program.Download(at->second), entry)) {
+      TakeSettings(program, services, entry, at->second);
       continue;
     }
     if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
