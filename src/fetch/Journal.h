@@ -84,7 +84,7 @@ class Journal {
   std::set<JournalKey> claiming_;   // entries whose paths are claimed
   std::vector<JournalEntry> gone_;  // whose part files may be there: a new journal names them too
   std::set<JournalKey> deleted_;    // of these: their part files are not there any more
-  const std::shared_ptr<char> alive_ = std::make_shared<char>();
+  const std::shared_ptr<char> alive_ = std::make_shared<char>();  // deletions may end after the journal
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten
   bool readable_ = true;

@@ -263,6 +263,44 @@ void PutFinished(const Platform& platform, Journal& journal, JournalEntry entry)
   journal.Put(entry, {}, Journal::Place::Kept);  // after the deletions
 }
 
+// `listed` is its record; 0: the list has none. The entry may go.
+void RestoreEntry(Program& program, WebServices& services, const JournalEntry& entry, int listed) {
+  Journal& journal = services.journal;
+  const bool begunByClassic = listed != 0 && IsBegunByClassic(program.Download(listed), entry);
+  if (entry.state == JournalState::Listed || begunByClassic) {
+    if (listed == 0) return journal.Drop(JournalKey(entry.key));  // a copy: the entry goes
+    return TakeSettings(program, services, entry, listed);
+  }
+  if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
+  if (entry.undecided) {
+    JournalEntry decided = entry;
+    // A list that has it was saved after the decision.
+    if (listed == 0 && entry.state != JournalState::Finished) return Drop(program.platform, journal, decided);
+    decided.undecided = false;
+    journal.Put(decided);
+  }
+  if (listed != 0 && program.Download(listed).Finished && entry.state != JournalState::Finished) {
+    // The list knew it, and the journal could not be written.
+    JournalEntry known = entry;
+    known.path = program.Download(listed).SavePath;
+    PutFinished(program.platform, journal, known);
+  }
+  if (listed == 0 && program.DownloadCount >= kMaxRecords) return;
+  const int index = listed == 0 ? AddRecordOf(program, entry) : listed;
+  TakeSettings(program, services, entry, index);
+  TakeFigures(program, index, entry);
+}
+
+// Of the classic engine: a redirect has given them another address.
+void RememberLostPlaces(Program& program, WebServices& services, const std::map<JournalKey, int>& listed) {
+  if (!program.HasQueuePlaces()) return;
+  for (const auto& [key, index] : listed) {
+    const bool lacks = program.QueuePlace(index) && !program.Download(index).Finished;
+    if (lacks && services.journal.Find(key) == nullptr)
+      RememberPlace(program, services, static_cast<std::int16_t>(index));
+  }
+}
+
 }  // namespace
 
 std::string TitleOfSelection(const Program& program, const Selection& selection) {
@@ -300,39 +338,7 @@ void RestoreWebRecords(Program& program, WebServices& services) {
   for (auto next = journal.All().begin(); next != journal.All().end();) {
     const JournalEntry& entry = (next++)->second;
     const auto at = listed.find(entry.key);
-    if (entry.state == JournalState::Listed) {
-      if (at == listed.end()) {
-        journal.Drop(JournalKey(entry.key));  // a copy: the entry goes
-      } else {
-        TakeSettings(program, services, entry, at->second);
-      }
-      continue;
-    }
-    if (at != listed.end() && IsBegunByClassic(program.Download(at->second), entry)) {
-      TakeSettings(program, services, entry, at->second);
-      continue;
-    }
-    if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
-    if (entry.undecided) {
-      JournalEntry decided = entry;
-      // A list that has it was saved after the decision.
-      if (at == listed.end() && entry.state != JournalState::Finished) {
-        Drop(program.platform, journal, decided);
-        continue;
-      }
-      decided.undecided = false;
-      journal.Put(decided);
-    }
-    if (at != listed.end() && program.Download(at->second).Finished && entry.state != JournalState::Finished) {
-      // The list knew it, and the journal could not be written.
-      JournalEntry known = entry;
-      known.path = program.Download(at->second).SavePath;
-      PutFinished(program.platform, journal, known);
-    }
-    if (at == listed.end() && program.DownloadCount >= kMaxRecords) continue;
-    const int index = at == listed.end() ? AddRecordOf(program, entry) : at->second;
-    TakeSettings(program, services, entry, index);
-    TakeFigures(program, index, entry);
+    RestoreEntry(program, services, entry, at == listed.end() ? 0 : at->second);
   }
   if (journal.Damaged()) StopUnknown(program);
 }
@@ -479,13 +485,7 @@ void SweepJournal(Program& program, WebServices& services) {
       Drop(program.platform, services.journal, JournalEntry(entry));
     }
   }
-  if (!program.HasQueuePlaces()) return;
-  // A redirect has given a record of the classic engine another address.
-  for (const auto& [key, index] : listed) {
-    const bool lacks = program.QueuePlace(index) && !program.Download(index).Finished;
-    if (lacks && services.journal.Find(key) == nullptr)
-      RememberPlace(program, services, static_cast<std::int16_t>(index));
-  }
+  RememberLostPlaces(program, services, listed);
 }
 
 }  // namespace pellora
