@@ -57,6 +57,7 @@ TEST(WebLeftovers, PartFileThatADeletionDidNotReachGoesAtTheNextStart) {
   Delete(first.rig);
   first.rig.sim.RunFor(10'000);
   ASSERT_TRUE(first.rig.sim.disk().Has(kPart));
+  first.rig.sim.Do([&] { FinishJournal(first.rig.program, *first.rig.services); });
   ASSERT_TRUE(first.JournalHas("state=gone"));
 
   Session next(first.rig.sim.disk().TakeState());
