@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <deque>
 #include <optional>
 #include <utility>
 
@@ -49,6 +50,7 @@ struct Journal::Store {
   std::uint64_t rewrites = 0;
   std::string unflushed;               // what Write has written since
   std::string missing;                 // lines that could not be written or flushed; they come with the next one
+  bool lost = false;                   // one of these does not: only the whole has it
   std::atomic<bool> finished = false;  // Finish has written what was left
 
   // Cuts off what does not end with a good line.
@@ -84,7 +86,9 @@ struct Journal::Store {
   // A disk that takes nothing for long is given the whole journal once it does.
   void Miss(const std::string& lines) {
     missing.insert(0, lines);
-    if (missing.size() > kRewriteAbove) missing.clear();
+    if (missing.size() <= kRewriteAbove) return;
+    missing.clear();
+    lost = true;
   }
   void Flushed(const Line& line);
 
@@ -96,6 +100,7 @@ struct Journal::Store {
     length.reset();
     unflushed.clear();
     missing.clear();
+    lost = false;
     ++rewrites;
   }
 };
@@ -114,11 +119,16 @@ class Journal::Line final : public DiskStep {
     rewrites_ = store_->rewrites;
   }
   void End(DownloadFiles&) override {
-    if (!file) return;
-    if (rewrites_ == store_->rewrites) return store_->Flushed(*this);
-    failure = nullptr;  // a new journal has the line
+    if (file && rewrites_ == store_->rewrites) {
+      store_->Flushed(*this);
+    } else if (file) {
+      failure = nullptr;  // a new journal has the line
+    }
+    lost_ = store_->lost;
   }
   bool Rewritten() const { return rewritten_; }
+  // A line, this one or an earlier one, comes with no later one.
+  bool Lost() const { return lost_; }
 
  private:
   const std::shared_ptr<Store> store_;
@@ -126,10 +136,15 @@ class Journal::Line final : public DiskStep {
   const std::string whole_;
   std::uint64_t rewrites_ = 0;
   bool rewritten_ = false;
+  bool lost_ = true;  // until it is over: its work may not start
 };
 
 void Journal::Store::Flushed(const Line& line) {
-  if (line.file != file || finished) return;
+  if (finished) return;
+  if (line.file != file) {
+    lost = lost || line.failure;  // its lines may count as flushed
+    return;
+  }
   const std::string lines = std::exchange(unflushed, {});
   if (!line.failure) {
     flushed = *length;
@@ -140,12 +155,36 @@ void Journal::Store::Flushed(const Line& line) {
   }
 }
 
+// What is known of the lines given to works, whose ends may come after that of the journal.
+struct Journal::Reported {
+  // A line could not be written: the next one or Finish rewrites the whole, or a deleted download would come back.
+  bool lacksLine = false;
+  bool lost = false;                // and comes with no other line
+  std::deque<std::string> pending;  // lines whose works are not over
+  std::set<JournalKey> onDisk;
+  std::set<JournalKey> late;  // of lines that could not be written
+
+  void Over(bool written, const Line& line) {
+    pending.pop_front();
+    if (!written || line.Rewritten()) lacksLine = !written;
+    lost = !line.Rewritten() && (lost || line.Lost());
+    if (written && !lost) onDisk.merge(std::exchange(late, {}));
+  }
+};
+
 Journal::Journal(const Platform& platform, DiskTurns& turns, std::string path)
-    : platform_(platform), store_(std::make_shared<Store>(platform.downloadFiles, std::move(path))), turns_(turns) {}
+    : platform_(platform),
+      store_(std::make_shared<Store>(platform.downloadFiles, std::move(path))),
+      reported_(std::make_shared<Reported>()),
+      turns_(turns) {}
 
 void Journal::Open() {
-  if (!platform_.files.Exists(store_->path)) return;
   readable_ = false;
+  // One that only seems missing, because the disk fails for a moment, would be written over.
+  if (!platform_.files.Exists(store_->path) && !store_->files->StateOf(store_->path)) {
+    readable_ = true;
+    return;
+  }
   const std::string bytes = ReadWholeFile(platform_.files, store_->path, kLongest);
   readable_ = true;
   JournalReading reading = ReadJournal(bytes);
@@ -164,7 +203,7 @@ void Journal::Open() {
       gone_.push_back(std::move(entry));
     } else {
       Keep(entry);
-      onDisk_->insert(entry.key);
+      reported_->onDisk.insert(entry.key);
     }
   }
   // Where that fails the old one serves on; its torn end is cut before the next line.
@@ -174,6 +213,10 @@ void Journal::Open() {
 }
 
 const std::string& Journal::Path() const { return store_->path; }
+
+bool Journal::IsOnDisk(const JournalKey& key) const { return reported_->onDisk.contains(key); }
+
+bool Journal::IsWritten() const { return reported_->pending.empty(); }
 
 const JournalEntry* Journal::Find(const JournalKey& key) const {
   const auto at = entries_.find(key);
@@ -208,14 +251,15 @@ void Journal::Keep(const JournalEntry& entry) {
 
 bool Journal::Forget(const JournalKey& key) {
   claiming_.erase(key);
-  onDisk_->erase(key);
+  reported_->onDisk.erase(key);
+  reported_->late.erase(key);
   return entries_.erase(key) > 0;
 }
 
 void Journal::Put(const JournalEntry& entry, Done done, Place place) {
   Keep(entry);
-  Done noted = [onDisk = onDisk_, key = entry.key, done = std::move(done)](bool written) {
-    if (written) onDisk->insert(key);
+  Done noted = [reported = reported_, key = entry.key, done = std::move(done)](bool written) {
+    (written ? reported->onDisk : reported->late).insert(key);
     if (done) done(written);
   };
   Append(JournalLine(entry), std::move(noted), place);
@@ -230,9 +274,9 @@ void Journal::Remove(const JournalKey& key, Done done) {
   JournalEntry gone = std::move(at->second);
   Forget(gone.key);
   gone.state = JournalState::Gone;
-  const std::string line = JournalLine(gone);
-  KeepGone(std::move(gone));  // first: appending may rewrite the whole
-  Append(line, std::move(done));
+  KeepGone(gone);  // first: appending may rewrite the whole
+  Append(JournalLine(gone), std::move(done));
+  DeleteParts(gone);
 }
 
 void Journal::Drop(const JournalKey& key) {
@@ -253,18 +297,49 @@ void Journal::Discard(const std::string& part, const FileIdentity& identity) {
   litter.part = identity;
   KeepGone(litter);
   Append(JournalLine(litter), {});
-  DeletePartFile(platform_, part, identity);
+  DeleteParts(litter);
+}
+
+// Names and numbers of deleted files are given again.
+bool Journal::NeedsPart(const std::string& path) const {
+  return std::any_of(entries_.begin(), entries_.end(),
+                     [&](const auto& kept) { return kept.second.partPath == path || kept.second.oldPartPath == path; });
+}
+
+void Journal::DeleteLeft() {
+  for (JournalEntry gone : gone_) {
+    if (NeedsPart(gone.partPath)) gone.partPath.clear();
+    if (NeedsPart(gone.oldPartPath)) gone.oldPartPath.clear();
+    DeleteParts(gone);
+  }
+}
+
+void Journal::DeleteParts(const JournalEntry& gone) {
+  if (gone.partPath.empty() && gone.oldPartPath.empty()) return;
+  Background::Work work = [files = &platform_.files, downloads = platform_.downloadFiles, part = gone.partPath,
+                           identity = gone.part, oldPart = gone.oldPartPath, oldIdentity = gone.oldPart] {
+    const bool oldIsGone = Skip([&] { DeletePart(*files, *downloads, oldPart, oldIdentity); });
+    DeletePart(*files, *downloads, part, identity);
+    if (!oldIsGone) throw Failure(FailureNumber::File, oldPart);
+  };
+  platform_.background.Run(
+      std::move(work), [this, alive = std::weak_ptr<char>(alive_), key = gone.key](const std::exception_ptr& failure) {
+        if (failure == nullptr && !alive.expired()) deleted_.insert(key);
+      });
 }
 
 // A work may have written the first of these lines: a line that is there twice does no harm. From now on it writes
 // none, which would come over these. Nothing is flushed, as for the list: a busy disk would hold the user up. Only a
 // journal that lacks a line is replaced, which flushes it.
 void Journal::Finish() {
-  if (!readable_ || (pending_->empty() && !*lacksLine_)) return;
+  if (!readable_ || (IsWritten() && !reported_->lacksLine && deleted_.empty())) return;
   store_->finished = true;
-  if (*lacksLine_ && Skip([this] { platform_.downloadFiles->Replace(store_->path, Whole()); })) return;
+  const std::string deleted = DeletedLines();
+  const auto replace = [&] { platform_.downloadFiles->Replace(store_->path, Whole() + deleted); };
+  if (reported_->lacksLine && Skip(replace)) return;
   std::string lines;
-  for (const std::string& line : *pending_) lines += line;
+  for (const std::string& line : reported_->pending) lines += line;
+  lines += deleted;
   Skip([&] {
     const std::unique_ptr<DownloadFile> file = platform_.downloadFiles->OpenJournal(store_->path);
     const std::uint64_t before = file->Length();
@@ -279,10 +354,26 @@ std::string Journal::Whole() const {
   return WholeJournal(lines, nextId_);
 }
 
-void Journal::KeepGone(JournalEntry gone) {
+// Without part files: the next start would take another file for one of them that has got its name and its number. Not
+// before the end, since a power cut may undo a deletion.
+std::string Journal::DeletedLines() const {
+  std::string lines;
+  for (const JournalEntry& gone : gone_) {
+    if (!deleted_.contains(gone.key) || entries_.contains(gone.key)) continue;
+    JournalEntry without;
+    without.key = gone.key;
+    without.id = gone.id;
+    without.state = JournalState::Gone;
+    lines += JournalLine(without);
+  }
+  return lines;
+}
+
+void Journal::KeepGone(const JournalEntry& gone) {
   if (gone.partPath.empty() && gone.oldPartPath.empty()) return;
   std::erase_if(gone_, [&](const JournalEntry& kept) { return kept.key == gone.key; });
-  gone_.push_back(std::move(gone));
+  deleted_.erase(gone.key);
+  gone_.push_back(gone);
 }
 
 void Journal::Append(std::string line, Done done, Place place) {
@@ -292,16 +383,14 @@ void Journal::Append(std::string line, Done done, Place place) {
   }
   appended_ += line.size();
   std::string whole;
-  if (appended_ > kRewriteAbove || *lacksLine_) {
+  if (appended_ > kRewriteAbove || reported_->lacksLine) {
     whole = Whole();
     appended_ = 0;
   }
-  pending_->push_back(line);
+  reported_->pending.push_back(line);
   const auto step = std::make_shared<Line>(store_, std::move(line), std::move(whole));
-  Background::Done over = [step, lacksLine = lacksLine_, pending = pending_,
-                           done = std::move(done)](const std::exception_ptr& failure) {
-    pending->pop_front();
-    if (failure != nullptr || step->Rewritten()) *lacksLine = failure != nullptr;
+  Background::Done over = [step, reported = reported_, done = std::move(done)](const std::exception_ptr& failure) {
+    reported->Over(failure == nullptr, *step);
     if (done) done(failure == nullptr);
   };
   turns_.Give(step, std::move(over), place);

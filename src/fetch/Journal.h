@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -41,52 +40,54 @@ class Journal {
   const std::map<JournalKey, JournalEntry>& All() const { return entries_; }
   std::vector<JournalEntry> Entries() const;  // a copy, for those who change the journal meanwhile
   // A line of it has reached the disk.
-  bool IsOnDisk(const JournalKey& key) const { return onDisk_->contains(key); }
+  bool IsOnDisk(const JournalKey& key) const;
   // All lines have reached the disk, or could not be written.
-  bool IsWritten() const { return pending_->empty(); }
+  bool IsWritten() const;
   // What downloads other than `own` that are not finished will be called.
   std::set<std::string> ClaimedPaths(const JournalKey& own) const;
-  // Those deleted whose part files may be there; right after Open, those deleted before this run whose part files are.
-  const std::vector<JournalEntry>& Gone() const { return gone_; }
   std::uint64_t NewId() { return nextId_++; }
 
   using Done = std::function<void(bool written)>;
   // What the line says must be so already, or come about by works that Background has; those only with Place::Kept.
   void Put(const JournalEntry& entry, Done done = {}, Place place = Place::OrBefore);
-  // Writes that the download is gone, and forgets it.
+  // Writes that the download is gone, forgets it, and deletes its part files. What the end of the program or a kill
+  // prevents DeleteLeft does at the next start.
   void Remove(const JournalKey& key, Done done = {});
   // Forgets an entry whose download, if there is one, has another entry now. Its part file stays.
   void Drop(const JournalKey& key);
-  // Deletes a part file that is of no more use, if that path is still this file. What the end of the program or a kill
-  // prevents is done at the next start: it is among Gone then.
+  // The same for a part file that is of no more use to its download.
   void Discard(const std::string& part, const FileIdentity& identity);
+  // At a start: deletes what earlier runs have left of deleted downloads.
+  void DeleteLeft();
   // At the end of the program, which drops what Background has not begun: writes at once what is still to be written.
   // It waits for no work, and what works write from now on may be lost.
   void Finish();
 
  private:
   struct Store;
+  struct Reported;
   class Line;
   void Append(std::string line, Done done, Place place = Place::OrBefore);
   void Keep(const JournalEntry& entry);
   bool Forget(const JournalKey& key);  // False if there is no such entry
-  void KeepGone(JournalEntry gone);
+  void KeepGone(const JournalEntry& gone);
+  void DeleteParts(const JournalEntry& gone);
+  bool NeedsPart(const std::string& path) const;
   std::string Whole() const;
+  std::string DeletedLines() const;
 
   const Platform& platform_;
   const std::shared_ptr<Store> store_;
+  const std::shared_ptr<Reported> reported_;
   DiskTurns& turns_;
   std::map<JournalKey, JournalEntry> entries_;
   std::set<JournalKey> claiming_;   // entries whose paths are claimed
-  std::vector<JournalEntry> gone_;  // a new journal names them too
+  std::vector<JournalEntry> gone_;  // whose part files may be there: a new journal names them too
+  std::set<JournalKey> deleted_;    // of these: their part files are not there any more
+  const std::shared_ptr<char> alive_ = std::make_shared<char>();  // deletions may end after the journal
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten
   bool readable_ = true;
-  // A line could not be written: the next one or Finish rewrites the whole, or a deleted download would come back.
-  const std::shared_ptr<bool> lacksLine_ = std::make_shared<bool>(false);
-  // Lines whose works have not reported their ends.
-  const std::shared_ptr<std::deque<std::string>> pending_ = std::make_shared<std::deque<std::string>>();
-  const std::shared_ptr<std::set<JournalKey>> onDisk_ = std::make_shared<std::set<JournalKey>>();
   bool damaged_ = false;
 };
 

@@ -38,7 +38,7 @@ JournalKey JournalKeyOf(std::string_view url, double dateAdded);
 
 enum class JournalState : std::uint8_t {
   Paused,    // also for a word that only a later version knows
-  Waiting,   // for a place
+  Waiting,   // in the queue, for a place or its time
   Active,    // from the first request to the end of the flush
   Stopped,   // with a reason
   Renaming,  // from the part file to `path`: `renamed` is what the file is to be found by

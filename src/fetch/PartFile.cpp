@@ -91,14 +91,17 @@ void PartFile::Flush(std::int64_t length, bool exactly, Done done) {
   });
 }
 
+void DeletePart(Files& files, const DownloadFiles& downloads, const std::string& path, const FileIdentity& identity) {
+  if (path.empty()) return;
+  const std::optional<FileState> found = downloads.StateOf(path);
+  if (found && found->identity.inode == identity.inode) files.Delete(path);
+}
+
 void DeletePartFile(const Platform& platform, const std::string& path, const FileIdentity& identity) {
   if (path.empty()) return;
-  platform.background.Run(
-      [downloads = platform.downloadFiles, files = &platform.files, path, identity] {
-        const std::optional<FileState> found = downloads->StateOf(path);
-        if (found && found->identity.inode == identity.inode) files->Delete(path);
-      },
-      [](const std::exception_ptr&) {});
+  platform.background.Run([downloads = platform.downloadFiles, files = &platform.files, path,
+                           identity] { DeletePart(*files, *downloads, path, identity); },
+                          [](const std::exception_ptr&) {});
 }
 
 }  // namespace pellora

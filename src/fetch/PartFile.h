@@ -65,8 +65,10 @@ class PartFile {
   const FileIdentity identity_;
 };
 
-// Deletes the part file of a download that is over, in the background: `path` if it still leads to that inode. Nothing
-// for an empty path.
+// Deletes the part file of a download that is over: `path` if it still leads to that inode. Nothing for an empty path.
+// May wait for the disk; Failure(File).
+void DeletePart(Files& files, const DownloadFiles& downloads, const std::string& path, const FileIdentity& identity);
+// The same in the background.
 void DeletePartFile(const Platform& platform, const std::string& path, const FileIdentity& identity);
 
 }  // namespace pellora

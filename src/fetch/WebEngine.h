@@ -244,6 +244,7 @@ class WebEngine final : public Engine, public std::enable_shared_from_this<WebEn
 
   // The part file
   void ChooseName(const WebLane& lane, const FetchAnswer& answer);
+  void ForgetPath();
   void ForgetReplacing();
   Task<> CreatePart();
   std::string NoRoomFor(const NewPart& part) const;

@@ -43,6 +43,12 @@ void WebEngine::ChooseName(const WebLane& lane, const FetchAnswer& answer) {
   record.FileName = NameOf(entry_.path);
 }
 
+// The settings may name another folder at the next try.
+void WebEngine::ForgetPath() {
+  const DownloadRecord& record = Record();
+  entry_.path = record.HasSavePath ? record.SavePath : std::string();
+}
+
 // The file gets another name than the one that the user has let it take.
 void WebEngine::ForgetReplacing() {
   if (!entry_.replaces) return;
@@ -101,7 +107,7 @@ Task<> WebEngine::CreatePart() {
   if (!failed.empty()) {
     creating_ = false;
     factsKnown_ = false;
-    entry_.path.clear();  // the settings may name another folder at the next try
+    ForgetPath();
     if (Fetching()) Rest(FetchEvent::DiskFailed, failed);
     co_return;
   }
@@ -127,7 +133,7 @@ Task<> WebEngine::CreatePart() {
   if (!failed.empty()) {
     services_->journal.Discard(entry_.partPath, entry_.part);
     DropPart();
-    entry_.path.clear();
+    ForgetPath();
     if (Fetching()) Rest(FetchEvent::DiskFailed, failed);
     co_return;
   }

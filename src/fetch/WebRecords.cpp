@@ -64,17 +64,26 @@ DownloadRecord RecordOf(const JournalEntry& entry) {
     record.Path = address->path + address->query;
   }
   record.FileName = entry.title.empty() ? NameOf(entry.path) : entry.title;
+  // What has no part file has its path from the user, or keeps it.
+  record.HasSavePath = entry.selection.empty() && entry.partPath.empty() && !entry.path.empty();
+  if (record.HasSavePath) record.SavePath = entry.path;
   record.InUse = true;
   record.Valid = true;
   record.Paused = true;
-  record.Queued = entry.startAt || Ran(entry) ? 1 : 0;
+  record.Queued = entry.startAt || entry.state == JournalState::Waiting || Ran(entry) ? 1 : 0;
   return record;
+}
+
+// What was deleted has left the journal: the list was damaged, or is an older one.
+int AddRecordOf(Program& program, const JournalEntry& entry) {
+  program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
+  program.Download(program.DownloadCount) = RecordOf(entry);
+  return program.DownloadCount;
 }
 
 void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   DownloadRecord& record = program.Download(index);
   WebFigures& figures = program.AddWeb(index);
-  program.speed->SetLimitOf(index, entry.speedLimit);
   figures.received = entry.held.Bytes();
   figures.size = entry.facts.total;
   if (entry.toFetch >= 0) {
@@ -108,10 +117,15 @@ void TakeFigures(Program& program, int index, const JournalEntry& entry) {
   if (entry.startAt && record.Queued != 0) QueueUntil(program, index, *entry.startAt);
 }
 
-// What the user has set for a record that the web engine has not begun.
+// What the user has set, also for a record that the web engine has not begun.
 void TakeSettings(Program& program, WebServices& services, const JournalEntry& entry, int index) {
   services.listed.insert(entry.key);
+  program.speed->SetLimitOf(index, entry.speedLimit);
   if (entry.queuePlace) program.SetQueuePlace(index, *entry.queuePlace);
+}
+
+bool HasBegun(const JournalEntry& entry) {
+  return !entry.partPath.empty() || !entry.held.Ranges().empty() || entry.state == JournalState::Finished;
 }
 
 std::map<JournalKey, int> ListedIn(Program& program) {
@@ -177,8 +191,6 @@ void StopUnknown(Program& program) {
 
 void Drop(const Platform& platform, Journal& journal, const JournalEntry& entry) {
   journal.Remove(entry.key);
-  DeletePartFile(platform, entry.partPath, entry.part);
-  DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
   DeleteSelection(platform, journal, entry.selection);
 }
 
@@ -250,17 +262,45 @@ void PutFinished(const Platform& platform, Journal& journal, JournalEntry entry)
   journal.Put(entry, {}, Journal::Place::Kept);  // after the deletions
 }
 
-// Names and numbers of deleted files are given again.
-bool IsNeeded(const Journal& journal, const std::string& part) {
-  return std::any_of(journal.All().begin(), journal.All().end(),
-                     [&](const auto& kept) { return kept.second.partPath == part || kept.second.oldPartPath == part; });
+// `listed` is its record; 0: the list has none. The entry may go.
+void RestoreEntry(Program& program, WebServices& services, const JournalEntry& entry, int listed) {
+  Journal& journal = services.journal;
+  // The setting that gave it to the web engine was changed before that began.
+  const bool begunByClassic = listed != 0 && program.Download(listed).SegmentCount > 0;
+  if (entry.state == JournalState::Listed || begunByClassic) {
+    if (listed == 0) return journal.Drop(JournalKey(entry.key));  // a copy: the entry goes
+    TakeSettings(program, services, entry, listed);
+    // Or after that: there was a run that could not read the journal.
+    if (HasBegun(entry)) Drop(program.platform, journal, JournalEntry(entry));
+    return;
+  }
+  if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
+  if (entry.undecided) {
+    JournalEntry decided = entry;
+    // A list that has it was saved after the decision.
+    if (listed == 0 && entry.state != JournalState::Finished) return Drop(program.platform, journal, decided);
+    decided.undecided = false;
+    journal.Put(decided);
+  }
+  if (listed != 0 && program.Download(listed).Finished && entry.state != JournalState::Finished) {
+    // The list knew it, and the journal could not be written.
+    JournalEntry known = entry;
+    known.path = program.Download(listed).SavePath;
+    PutFinished(program.platform, journal, known);
+  }
+  if (listed == 0 && program.DownloadCount >= kMaxRecords) return;
+  const int index = listed == 0 ? AddRecordOf(program, entry) : listed;
+  TakeSettings(program, services, entry, index);
+  TakeFigures(program, index, entry);
 }
 
-// What a kill left between the line that a download is gone and the deletion of its part file.
-void DeletePartsOfGone(const Platform& platform, const Journal& journal) {
-  for (const JournalEntry& gone : journal.Gone()) {
-    if (!IsNeeded(journal, gone.partPath)) DeletePartFile(platform, gone.partPath, gone.part);
-    if (!IsNeeded(journal, gone.oldPartPath)) DeletePartFile(platform, gone.oldPartPath, gone.oldPart);
+// Of the classic engine: a redirect has given them another address.
+void RememberLostPlaces(Program& program, WebServices& services, const std::map<JournalKey, int>& listed) {
+  if (!program.HasQueuePlaces()) return;
+  for (const auto& [key, index] : listed) {
+    const bool lacks = program.QueuePlace(index) && !program.Download(index).Finished;
+    if (lacks && services.journal.Find(key) == nullptr)
+      RememberPlace(program, services, static_cast<std::int16_t>(index));
   }
 }
 
@@ -293,7 +333,7 @@ void RestoreWebRecords(Program& program, WebServices& services) {
     throw;
   }
   if (!program.listLoaded) return;
-  DeletePartsOfGone(program.platform, journal);
+  journal.DeleteLeft();
   DeleteOrphanedSelections(program.platform, journal);
   CompleteTornRecord(program, journal);
   const std::map<JournalKey, int> listed = ListedIn(program);
@@ -301,47 +341,7 @@ void RestoreWebRecords(Program& program, WebServices& services) {
   for (auto next = journal.All().begin(); next != journal.All().end();) {
     const JournalEntry& entry = (next++)->second;
     const auto at = listed.find(entry.key);
-    if (entry.state == JournalState::Listed) {
-      if (at == listed.end()) {
-        journal.Drop(JournalKey(entry.key));  // a copy: the entry goes
-      } else {
-        TakeSettings(program, services, entry, at->second);
-      }
-      continue;
-    }
-    if (at != listed.end() && program.Download(at->second).SegmentCount != 0) {
-      // The classic engine has begun it since, in a run that could not read the journal.
-      TakeSettings(program, services, entry, at->second);
-      Drop(program.platform, journal, JournalEntry(entry));
-      continue;
-    }
-    if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
-    if (entry.undecided) {
-      JournalEntry decided = entry;
-      // A list that has it was saved after the decision.
-      if (at == listed.end() && entry.state != JournalState::Finished) {
-        Drop(program.platform, journal, decided);
-        continue;
-      }
-      decided.undecided = false;
-      journal.Put(decided);
-    }
-    if (at != listed.end() && program.Download(at->second).Finished && entry.state != JournalState::Finished) {
-      // The list knew it, and the journal could not be written.
-      JournalEntry known = entry;
-      known.path = program.Download(at->second).SavePath;
-      PutFinished(program.platform, journal, known);
-    }
-    if (at != listed.end()) {
-      TakeSettings(program, services, entry, at->second);
-      TakeFigures(program, at->second, entry);
-    } else if (program.DownloadCount < kMaxRecords) {
-      services.listed.insert(entry.key);
-      // What was deleted has left the journal: the list was damaged, or is an older one.
-      program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
-      program.Download(program.DownloadCount) = RecordOf(entry);
-      TakeFigures(program, program.DownloadCount, entry);
-    }
+    RestoreEntry(program, services, entry, at == listed.end() ? 0 : at->second);
   }
   if (journal.Damaged()) StopUnknown(program);
 }
@@ -355,6 +355,7 @@ void RememberAdd(Program& program, WebServices& services, std::int16_t index, co
   JournalEntry entry;
   entry.key = key;
   entry.id = services.journal.NewId();
+  if (record.Queued != 0) entry.state = JournalState::Waiting;
   if (record.HasSavePath && record.SavePath.starts_with('/')) entry.path = record.SavePath;
   entry.replaces = add.replaced;
   entry.folder = add.folder;
@@ -487,13 +488,7 @@ void SweepJournal(Program& program, WebServices& services) {
       Drop(program.platform, services.journal, JournalEntry(entry));
     }
   }
-  if (!program.HasQueuePlaces()) return;
-  // A redirect has given a record of the classic engine another address.
-  for (const auto& [key, index] : listed) {
-    const bool lacks = program.QueuePlace(index) && !program.Download(index).Finished;
-    if (lacks && services.journal.Find(key) == nullptr)
-      RememberPlace(program, services, static_cast<std::int16_t>(index));
-  }
+  RememberLostPlaces(program, services, listed);
 }
 
 }  // namespace pellora

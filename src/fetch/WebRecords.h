@@ -19,8 +19,8 @@ struct WebServices;
 // Failure(File) for a journal that is there and cannot be read.
 void RestoreWebRecords(Program& program, WebServices& services);
 
-// What was given with an add, before its download begins. The journal keeps neither cookies nor the page, but that
-// there were some.
+// What was given with an add, before its download begins, and whether that is queued. The journal keeps neither cookies
+// nor the page, but that there were some.
 void RememberAdd(Program& program, WebServices& services, std::int16_t index, const WebAdd& add);
 
 // The record is no browser's any more. `kept` is called once a power cut leaves it, or the journal cannot be written.

@@ -178,6 +178,7 @@ DownloadRecord RecordFor(const Program& program, const AddRequest& request, cons
   return record;
 }
 
+// Once it is known whether the record is queued.
 void TellEngines(Program& program, std::int16_t index, const AddRequest& request, const AddressReading& address) {
   program.speed->SetLimitOf(index, request.web.speedLimit);
   if (request.web.handOver.expected) program.SetUndecided(index);
@@ -257,8 +258,8 @@ Task<> AddDownload(Program* program, AddRequest request) {
     program->lists->Status(ListIsFull());
     co_return;
   }
-  TellEngines(*program, index, request, address);
   const bool putOff = IsPutOff(*program, index, request, address.engine);
+  TellEngines(*program, index, request, address);
   // It moves from the finished files to the current downloads.
   if (wasFinished) {
     program->lists->RefreshDownList();
@@ -302,9 +303,9 @@ AddOutcome AddWithoutAsking(Program& program, const AddRequest& request) {
   const std::optional<std::string> path = WantedPath(program, request, address);
   const std::int16_t index = PlaceRecord(program, RecordFor(program, request, address, path), former, request);
   if (index == 0) return {0, ListIsFull()};
-  TellEngines(program, index, request, address);
   const bool putOff = IsPutOff(program, index, request, address.engine);
   if (request.later && !request.web.startAt) program.Download(index).Queued = 0;
+  TellEngines(program, index, request, address);
   if (wasFinished) program.lists->RefreshDownList();
   if (putOff) {
     program.lists->RefreshRows(kAllRows, kUnforced);

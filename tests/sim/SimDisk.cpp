@@ -446,6 +446,11 @@ std::string SimDisk::Get(const std::string& path) const {
 
 bool SimDisk::Has(const std::string& path) const { return state_.files.count(Resolve(path)) > 0; }
 
+bool SimDisk::WasCutByPower(const std::string& path) const {
+  const std::shared_ptr<SimFileData> data = Find(Resolve(path));
+  return data && data->cutByPower;
+}
+
 std::uint64_t SimDisk::Size(const std::string& path) const {
   const auto found = state_.files.find(Resolve(path));
   return found == state_.files.end() ? 0 : found->second->Size();

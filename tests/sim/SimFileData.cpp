@@ -36,7 +36,9 @@ void SimFileData::Write(std::uint64_t offset, std::string_view bytes) {
     }
     std::memcpy(here->data() + in, part.data(), count);
   }
-  if (!bytes.empty()) size_ = std::max(size_, offset + bytes.size());
+  if (bytes.empty()) return;
+  size_ = std::max(size_, offset + bytes.size());
+  cutByPower = false;
 }
 
 std::size_t SimFileData::Read(std::uint64_t offset, std::span<char> to) const {
@@ -111,6 +113,7 @@ void SimFileData::CutPower(SimRandom& random) {
   lost_.clear();
   flushed_ = true;
   durableSize_ = size_;
+  cutByPower = true;
 }
 
 }  // namespace pellora

@@ -5,6 +5,7 @@
 
 #include "SimPlatform.h"
 #include "fetch/Journal.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 namespace {
@@ -39,6 +40,20 @@ class JournalFaults : public testing::Test {
   Journal journal{sim.platform(), turns, kJournal};
 };
 
+// Taken for a new one it would be written over.
+TEST_F(JournalFaults, OneThatSeemsMissingForAMomentIsRead) {
+  FailOnce(DiskCall::Exists);
+  sim.Do([&] { journal.Open(); });
+  EXPECT_EQ(journal.All().size(), 1U);
+}
+
+TEST_F(JournalFaults, OneOfWhichNothingIsKnownIsUnreadable) {
+  sim.disk().FailWhere(
+      [](DiskCall call, const std::string&) { return call == DiskCall::Exists || call == DiskCall::StateOf; }, 1, true);
+  sim.Do([&] { EXPECT_FALSE(Skip([&] { journal.Open(); })); });
+  EXPECT_FALSE(journal.Readable());
+}
+
 TEST_F(JournalFaults, LengthThatCannotBeReadCostsNoLine) {
   sim.Do([&] { journal.Open(); });
   FailOnce(DiskCall::Length);
@@ -62,6 +77,31 @@ TEST_F(JournalFaults, LineThatCannotBeWrittenComesWithTheNext) {
   sim.RunFor(1000);
   EXPECT_EQ(Written().size(), 3U);
   EXPECT_EQ(Written()["https://o.example/b.bin"], JournalState::Gone);  // in their order
+}
+
+// More lines than are kept for the next one: only a rewritten journal has them.
+TEST_F(JournalFaults, LineThatIsNotKeptForTheNextIsNotTakenForOneOnTheDisk) {
+  JournalEntry late = EntryOf("late.bin", 2);
+  late.reason = std::string(std::size_t{2} << 20, 'x');
+  sim.Do([&] { journal.Open(); });
+  const auto fail = [&](DiskCall failing) {
+    sim.disk().FailWhere(
+        [failing](DiskCall call, const std::string&) { return call == failing || call == DiskCall::Replace; }, 1, true);
+  };
+  fail(DiskCall::Write);
+  sim.Do([&] { journal.Put(late); });
+  sim.RunFor(1000);
+  sim.disk().NoFaults();
+  FailOnce(DiskCall::Replace);
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 3)); });
+  sim.RunFor(1000);
+  EXPECT_TRUE(Written().contains("https://o.example/b.bin"));
+  EXPECT_FALSE(Written().contains(late.key.url));
+  EXPECT_FALSE(journal.IsOnDisk(late.key));
+  sim.Do([&] { journal.Put(EntryOf("c.bin", 4)); });
+  sim.RunFor(1000);
+  EXPECT_TRUE(Written().contains(late.key.url));
+  EXPECT_TRUE(journal.IsOnDisk(late.key));
 }
 
 TEST_F(JournalFaults, LinesThatCannotBeFlushedComeWithTheNext) {
@@ -152,6 +192,31 @@ TEST_F(JournalFaults, RewrittenOneStillNamesThePartFilesToBeDeleted) {
   sim.RunFor(1000);
   EXPECT_EQ(Written()["https://o.example/a.bin"], JournalState::Gone);
 }
+
+struct LateLine {
+  DiskCall failing;
+  bool whole;  // the journal can be rewritten then
+};
+class LateJournalLine : public JournalFaults, public testing::WithParamInterface<LateLine> {};
+
+// A list has no record of chosen files without its line: it would never have it.
+TEST_P(LateJournalLine, IsKnownToBeOnTheDiskOnceItIs) {
+  const JournalKey late = EntryOf("b.bin", 2).key;
+  sim.Do([&] { journal.Open(); });
+  FailOnce(GetParam().failing);
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
+  sim.RunFor(1000);
+  EXPECT_FALSE(journal.IsOnDisk(late));
+  if (!GetParam().whole) FailOnce(DiskCall::Replace);
+  sim.Do([&] { journal.Put(EntryOf("c.bin", 3)); });
+  sim.RunFor(1000);
+  ASSERT_TRUE(Written().contains(late.url));
+  EXPECT_TRUE(journal.IsOnDisk(late));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, LateJournalLine,
+                         testing::Values(LateLine{DiskCall::Write, true}, LateLine{DiskCall::Write, false},
+                                         LateLine{DiskCall::Flush, true}, LateLine{DiskCall::Flush, false}));
 
 // The first of them may be older than what a work has written of them.
 TEST_F(JournalFaults, LinesThatDoNotFitAtTheEndLeaveItAsItIs) {

@@ -3,6 +3,7 @@
 #include "WebRig.h"
 #include "core/ListFile.h"
 #include "fetch/JournalCodec.h"
+#include "fetch/WebRecords.h"
 #include "ports/Dialogs.h"
 
 namespace pellora {
@@ -56,6 +57,7 @@ TEST(WebLeftovers, PartFileThatADeletionDidNotReachGoesAtTheNextStart) {
   Delete(first.rig);
   first.rig.sim.RunFor(10'000);
   ASSERT_TRUE(first.rig.sim.disk().Has(kPart));
+  first.rig.sim.Do([&] { FinishJournal(first.rig.program, *first.rig.services); });
   ASSERT_TRUE(first.JournalHas("state=gone"));
 
   Session next(first.rig.sim.disk().TakeState());
@@ -82,6 +84,33 @@ TEST(WebLeftovers, PartFileOfAnotherDownloadIsNotTakenForADeletedOnes) {
   ASSERT_TRUE(first.rig.sim.disk().Has(kPart));
 
   Session next(first.rig.sim.disk().TakeState());
+  next.rig.Load();
+  next.rig.sim.RunFor(10'000);
+  EXPECT_TRUE(next.rig.sim.disk().Has(kPart));
+}
+
+// As another program's, which fetches the same once it is deleted here: many disks give a number again at once.
+void PutUnderNameAndNumber(SimDiskState& disk, const std::string& path, std::uint64_t inode) {
+  SimPlatform editor({.disk = std::move(disk)});
+  editor.disk().Put(path, std::string("another program's"));
+  disk = editor.disk().TakeState();
+  disk.files.at(path)->inode = inode;
+}
+
+TEST(WebLeftovers, FileThatGetsNameAndNumberOfADeletedPartFileIsLeftAlone) {
+  Session first;
+  first.Serve(1, 40'000'000);
+  first.rig.Start(kUrl);
+  ASSERT_TRUE(first.rig.RunUntilReceived(2'000'000));
+  const std::uint64_t inode = first.rig.sim.downloadFiles().StateOf(kPart)->identity.inode;
+  Delete(first.rig);
+  first.rig.sim.RunFor(10'000);
+  ASSERT_FALSE(first.rig.sim.disk().Has(kPart));
+  first.rig.sim.Do([&] { FinishJournal(first.rig.program, *first.rig.services); });
+
+  SimDiskState disk = first.rig.sim.disk().TakeState();
+  PutUnderNameAndNumber(disk, kPart, inode);
+  Session next(std::move(disk));
   next.rig.Load();
   next.rig.sim.RunFor(10'000);
   EXPECT_TRUE(next.rig.sim.disk().Has(kPart));

@@ -6,6 +6,7 @@
 #include "WebApp.h"
 #include "core/Settings.h"
 #include "core/WebTexts.h"
+#include "mainwin/ScriptedAdd.h"
 #include "ports/Dialogs.h"
 
 namespace pellora {
@@ -64,6 +65,66 @@ TEST_F(WebList, CutAnywhereHasEachDownloadOnceByTheJournal) {
     for (const DownloadInfo& info : next.app.List()) urls.insert(info.url);
     ASSERT_EQ(urls, (std::multiset<std::string>{kUrl, "https://o.example/b.bin"})) << length;
   }
+}
+
+// After a failure the name is chosen again, as the settings may name another folder by then.
+class WebGivenName : public WebList, public testing::WithParamInterface<bool> {};
+
+TEST_P(WebGivenName, IsKeptAfterAFailureAlthoughTheListIsLost) {
+  const bool failsFirst = GetParam();
+  const auto failOnce = [](WebApp& run) {
+    run.sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::Create; });
+    run.sim.Do([&] { run.app.ResumeAll(); });
+    run.sim.RunFor(10'000);
+    ASSERT_EQ(run.StateWord(), "failed");
+  };
+  Serve("/a.bin", 300'000);
+  sim.disk().MakeFolder("/home/u/other");
+  Start();
+  sim.Do(
+      [&] { AddForScript(program(), {.url = kUrl, .folder = "/home/u/other", .name = "given.bin", .later = true}); });
+  if (failsFirst) failOnce(*this);
+  sim.RunFor(1000);
+  SimPlatform editor({.disk = sim.disk().TakeState()});
+  editor.disk().Lose(kListFile);
+
+  WebApp next({.disk = editor.disk().TakeState()});
+  SimHttpServer again(next.sim.network(), "o.example", 443);
+  again.File("/a.bin", SimContent::Generated(300'000, 7));
+  next.Start();
+  if (!failsFirst) failOnce(next);
+  next.sim.Do([&] { next.app.ResumeAll(); });
+  ASSERT_TRUE(next.RunUntilFinished());
+  EXPECT_EQ(next.Record().SavePath, "/home/u/other/given.bin");
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, WebGivenName, testing::Bool());
+
+// The setting that gave it to the web engine was changed before it began.
+TEST_F(WebList, DownloadThatTheClassicEngineHasBegunStaysItsOwnOverAStart) {
+  const auto serve = [](SimHttpServer& server) {
+    server.File("/a.bin", SimContent::Generated(3'000'000, 3));
+    server.Always({.wire = {.bytesPerSecond = 100'000}});
+  };
+  SimHttpServer server(sim.network(), "c.example", 80);
+  serve(server);
+  program().LangStrings.at(951) = "\"";  // as every language has it
+  Start();
+  program().settings.WebEngine = kWebEngineAll;
+  sim.Do([&] { AddForScript(program(), {.url = "http://c.example/a.bin", .later = true, .quiet = true}); });
+  program().settings.WebEngine = kWebEngineNewSchemes;
+  sim.Do([&] { app.ResumeAll(); });
+  ASSERT_TRUE(sim.RunUntil([&] { return Record().Received > 500'000; }));
+  ASSERT_GE(Record().SegmentCount, 1);
+  sim.Do([&] { WindowOf()->PauseDownload(); });
+  sim.RunFor(6000);
+
+  WebApp next({.disk = sim.disk().TakeState()});
+  SimHttpServer again(next.sim.network(), "c.example", 80);
+  serve(again);
+  next.Start();
+  EXPECT_EQ(next.program().Web(1), nullptr);
+  EXPECT_GT(next.Record().Received, 500'000);
 }
 
 TEST_F(WebList, KeepsNoPasswordOfTheWebEngine) {

@@ -3,6 +3,7 @@
 #include "core/EngineChoice.h"
 #include "core/ListFile.h"
 #include "core/QueueOrder.h"
+#include "mainwin/ScriptedAdd.h"
 
 namespace pellora {
 namespace {
@@ -42,6 +43,12 @@ class WebQueueOrder : public testing::Test {
       sim.RunFor(1000);
       sim.Do([&] { SaveList(program()); });
       sim.RunFor(1000);
+    }
+    // What a kill leaves, and its list is lost.
+    SimDiskState WithoutList() {
+      SimPlatform editor({.disk = sim.disk().TakeState()});
+      editor.disk().Lose("/prog/Pellora.dat");
+      return editor.disk().TakeState();
     }
     bool JournalHas(const std::string& text) { return sim.disk().Get(kJournal).find(text) != std::string::npos; }
 
@@ -121,11 +128,8 @@ TEST_F(WebQueueOrder, EntryWithoutItsRecordMakesNone) {
   first.FillQueue();
   first.Move(4, QueueMove::First);
   first.sim.RunFor(1000);
-  SimDiskState disk = first.sim.disk().TakeState();
-  // The list as it was before: a kill came before it was saved, or an older one was put back.
-  SimPlatform editor({.disk = std::move(disk)});
-  editor.disk().Lose("/prog/Pellora.dat");
-  Run next({.disk = editor.disk().TakeState()});
+  // A kill came before it was saved, or an older one was put back.
+  Run next({.disk = first.WithoutList()});
   for (int i = 1; i <= next.program().DownloadCount; ++i) {
     EXPECT_EQ(next.Record(i).URL.find("c.example"), std::string::npos) << next.Record(i).URL;
   }
@@ -147,6 +151,42 @@ TEST_F(WebQueueOrder, IsKeptByADownloadThatTheWebEngineBeginsAndPauses) {
   EXPECT_TRUE(next.program().QueuePlace(5).has_value());
   EXPECT_EQ(next.StateWord(5), "queued");
   EXPECT_EQ(next.Queued().front(), 5);
+}
+
+TEST_F(WebQueueOrder, IsKeptByADownloadThatTheListHasLost) {
+  Run first;
+  first.FillQueue();
+  first.Move(5, QueueMove::First);
+  first.sim.Do([&] { first.WindowOf(1)->PauseDownload(); });
+  ASSERT_TRUE(first.RunUntilReceived(300'000, 5));
+  first.sim.Do([&] { first.WindowOf(5)->PauseDownload(); });
+  first.Save();
+  const std::optional<std::int64_t> place = first.program().QueuePlace(5);
+  ASSERT_TRUE(place);
+
+  Run next({.disk = first.WithoutList()});
+  ASSERT_EQ(next.program().DownloadCount, 2);
+  ASSERT_EQ(next.Record(2).URL, "https://w.example/2.bin");
+  EXPECT_EQ(next.program().QueuePlace(2), place);
+}
+
+TEST_F(WebQueueOrder, DownloadThatWaitsInItIsStillQueuedIfTheListHasLostIt) {
+  Run first;
+  first.Add("https://w.example/0.bin");
+  for (const char* const name : {"1.bin", "2.bin"}) {
+    const std::string url = std::string("https://w.example/") + name;
+    first.sim.Do([&] { AddForScript(first.program(), {.url = url, .later = name[0] == '2', .quiet = true}); });
+  }
+  ASSERT_EQ(first.Queued(), Line{2});
+  first.sim.RunFor(1000);
+
+  Run next({.disk = first.WithoutList()});
+  ASSERT_TRUE(next.RunUntilReceived(1, 2));
+  EXPECT_EQ(next.Record(1).URL, "https://w.example/0.bin");
+  EXPECT_EQ(next.StateWord(1), "paused");  // it ran
+  EXPECT_EQ(next.Record(2).URL, "https://w.example/1.bin");
+  EXPECT_EQ(next.Record(3).URL, "https://w.example/2.bin");
+  EXPECT_EQ(next.StateWord(3), "paused");
 }
 
 TEST_F(WebQueueOrder, WritesNothingBeforeTheFirstMove) {
