@@ -337,8 +337,11 @@ bool Life::Settle(std::uint64_t limit) {
   sim_->dialogs().AutoAnswer("already in the list", kAnswerNo, 200);
   sim_->dialogs().AutoAnswer("", kAnswerYes, 200);
   sim_->RunFor(100);
-  const double end = sim_->Elapsed() + static_cast<double>(limit);
-  while (!sim_->Ended() && sim_->Elapsed() < end) {
+  const double begin = sim_->Elapsed();
+  const auto length = static_cast<double>(limit);
+  while (!sim_->Ended() && sim_->Elapsed() < begin + length) {
+    // One that is silent for ever keeps its place, and those queued after it wait as long.
+    if (sim_->Elapsed() > begin + length / 2) app_->program().settings.MaxSimulDownlads = kMaxRecords;
     if (SettleRound()) return true;
   }
   return sim_->Ended() || !Unfinished();
