@@ -38,6 +38,15 @@ class WebQueueOrder : public testing::Test {
       sim.Do([&] { moved = QueueOrder(program()).Move(index, move); });
       return moved;
     }
+    // 5, which has begun.
+    void PauseTheFirstOfTheQueue() {
+      FillQueue();
+      Move(5, QueueMove::First);
+      sim.Do([&] { WindowOf(1)->PauseDownload(); });
+      ASSERT_TRUE(RunUntilReceived(300'000, 5));
+      sim.Do([&] { WindowOf(5)->PauseDownload(); });
+      Save();
+    }
     std::vector<std::int16_t> Queued() { return QueueOrder(program()).Queued(); }
     void Save() {
       sim.RunFor(1000);
@@ -140,12 +149,7 @@ TEST_F(WebQueueOrder, EntryWithoutItsRecordMakesNone) {
 
 TEST_F(WebQueueOrder, IsKeptByADownloadThatTheWebEngineBeginsAndPauses) {
   Run first;
-  first.FillQueue();
-  first.Move(5, QueueMove::First);
-  first.sim.Do([&] { first.WindowOf(1)->PauseDownload(); });
-  ASSERT_TRUE(first.RunUntilReceived(300'000, 5));
-  first.sim.Do([&] { first.WindowOf(5)->PauseDownload(); });
-  first.Save();
+  first.PauseTheFirstOfTheQueue();
   Run next({.disk = first.sim.disk().TakeState()});
   next.sim.Do([&] { next.app.ResumeAll(); });
   EXPECT_TRUE(next.program().QueuePlace(5).has_value());
@@ -155,12 +159,7 @@ TEST_F(WebQueueOrder, IsKeptByADownloadThatTheWebEngineBeginsAndPauses) {
 
 TEST_F(WebQueueOrder, IsKeptByADownloadThatTheListHasLost) {
   Run first;
-  first.FillQueue();
-  first.Move(5, QueueMove::First);
-  first.sim.Do([&] { first.WindowOf(1)->PauseDownload(); });
-  ASSERT_TRUE(first.RunUntilReceived(300'000, 5));
-  first.sim.Do([&] { first.WindowOf(5)->PauseDownload(); });
-  first.Save();
+  first.PauseTheFirstOfTheQueue();
   const std::optional<std::int64_t> place = first.program().QueuePlace(5);
   ASSERT_TRUE(place);
 
