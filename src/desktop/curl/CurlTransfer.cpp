@@ -222,9 +222,9 @@ void CurlTransfer::SetConnection() {
   }
   LimitHandshakeMessages(easy_);
   const auto orNone = [](const std::string& path) { return path.empty() ? nullptr : path.c_str(); };
-  const auto& [file, folder] = request_.authorities;
-  for (const CURLoption option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO}) Set(option, orNone(file));
-  for (const CURLoption option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH}) Set(option, orNone(folder));
+  const AuthorityPaths& paths = request_.authorities;
+  for (const CURLoption option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO}) Set(option, orNone(paths.file));
+  for (const CURLoption option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH}) Set(option, orNone(paths.folder));
 }
 
 void CurlTransfer::AddHeader(const std::string& name, const std::string& value) {

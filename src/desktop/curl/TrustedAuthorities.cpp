@@ -9,7 +9,10 @@
 #include <cstddef>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <string_view>
+#include <system_error>
+#include <vector>
 
 #include "core/Ascii.h"
 #include "desktop/AtomicFile.h"
@@ -21,7 +24,7 @@ namespace pellora {
 namespace {
 
 // What libcurl refuses at once, while it would wait for the writer of a pipe.
-const AuthorityPaths kNoAuthorities{"/dev/null", {}};
+const AuthorityPaths kNoAuthorities{"/dev/null", {}, {}};
 
 // So many take less than a millisecond.
 constexpr std::size_t kFew = 8;
@@ -32,20 +35,25 @@ std::optional<std::string> BytesOf(const std::string& path) {
   return bytes;
 }
 
-// In PEM, whose labels have it last (RFC 7468, section 5, and x509(1) for those of OpenSSL).
-std::size_t CertificatesIn(std::string_view bytes) {
+// Those in PEM, each without its line feeds. Their labels have the word last (RFC 7468, section 5, and x509(1) for
+// those of OpenSSL).
+std::vector<std::string> CertificatesIn(std::string_view bytes) {
   constexpr std::string_view kBegin = "-----BEGIN ";
-  constexpr std::string_view kEnd = "CERTIFICATE-----";
-  std::size_t count = 0;
+  constexpr std::string_view kLabelEnd = "CERTIFICATE-----";
+  constexpr std::string_view kDashes = "-----";
+  std::vector<std::string> certificates;
   for (std::size_t at = bytes.find(kBegin); at != std::string::npos; at = bytes.find(kBegin, at + 1)) {
     const std::string_view line = bytes.substr(at, bytes.find_first_of("\r\n", at) - at);
-    if (line.ends_with(kEnd)) ++count;
+    if (!line.ends_with(kLabelEnd)) continue;
+    const std::string_view rest = bytes.substr(at + line.size());
+    std::string& certificate = certificates.emplace_back(rest.substr(0, rest.find(kDashes)));
+    std::erase_if(certificate, [](char c) { return c == '\r' || c == '\n'; });
   }
-  return count;
+  return certificates;
 }
 
-// Eight digits of a hash, and a number for those that share it. Others, with an "r"
-// before the number, are revocations.
+// Eight digits of a hash, and a number for those that share it. Others, with an "r" before the number, are
+// revocations.
 bool IsHashedName(std::string_view name) {
   constexpr std::size_t kDigits = 8;
   constexpr std::string_view kHexadecimal = "0123456789abcdef";
@@ -55,14 +63,29 @@ bool IsHashedName(std::string_view name) {
   return std::all_of(name.begin(), name.end(), IsDigit);
 }
 
-std::size_t HashedNamesIn(const std::string& folder) {
-  std::size_t count = 0;
+// That can be found there: of a file with several OpenSSL looks for one.
+std::set<std::string> HashedIn(const std::string& folder) {
+  std::set<std::string> hashed;
   std::error_code failed;
   for (std::filesystem::directory_iterator at(folder, failed), end; !failed && at != end; at.increment(failed)) {
-    const std::string path = at->path().string();
-    if (IsHashedName(at->path().filename().string()) && access(path.c_str(), R_OK) == 0) ++count;
+    if (!IsHashedName(at->path().filename().string())) continue;
+    std::vector<std::string> found = CertificatesIn(BytesOf(at->path().string()).value_or(std::string()));
+    if (found.size() == 1) hashed.insert(std::move(found.front()));
   }
-  return count;
+  return hashed;
+}
+
+bool IsThere(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+// A folder may lack some: those of a file with several have no hashes, and not every system makes them. It may have
+// others instead, or each twice, since hashes of two kinds are in use. Some systems have no file.
+bool HasAll(const std::string& folder, const std::string& file) {
+  const std::set<std::string> hashed = HashedIn(folder);
+  if (hashed.empty()) return false;
+  if (!IsThere(file)) return true;
+  const std::vector<std::string> all = CertificatesIn(BytesOf(file).value_or(std::string()));
+  const auto isHashed = [&](const std::string& certificate) { return hashed.contains(certificate); };
+  return !all.empty() && std::all_of(all.begin(), all.end(), isHashed);
 }
 
 }  // namespace
@@ -80,50 +103,38 @@ AuthorityPaths TrustedAuthorities::OfLibcurl() {
   return system;
 }
 
-TrustedAuthorities::~TrustedAuthorities() { Close(); }
-
-void TrustedAuthorities::Close() {
-  if (file_ >= 0) close(file_);
-  file_ = -1;
-}
-
 TrustedAuthorities::Source TrustedAuthorities::SourceAt(const std::string& path) { return {path, StateOfPath(path)}; }
 
-// It may lack some: those of a file with several have no hashes, and not every system makes them.
 bool TrustedAuthorities::FolderHasAll() {
   if (system_.folder.empty()) return false;
   const std::pair looked(SourceAt(system_.file), SourceAt(system_.folder));
   if (looked == lookedAt_) return folderHasAll_;
   lookedAt_ = looked;
-  const std::size_t known = HashedNamesIn(system_.folder);
-  folderHasAll_ = known > 0 && known >= CertificatesIn(BytesOf(system_.file).value_or(std::string()));
+  folderHasAll_ = HasAll(system_.folder, system_.file);
   return folderHasAll_;
 }
 
 AuthorityPaths TrustedAuthorities::With(const std::string& extra) {
   const bool hasAll = FolderHasAll();
-  if (extra.empty()) return hasAll ? AuthorityPaths{{}, system_.folder} : AuthorityPaths{system_.file, {}};
+  if (extra.empty()) return hasAll ? AuthorityPaths{{}, system_.folder, {}} : AuthorityPaths{system_.file, {}, {}};
   const Sources sources{SourceAt(system_.file), SourceAt(extra), hasAll};
-  if (file_ < 0 || sources != madeOf_) {
-    Close();
+  if (!made_.opened || sources != madeOf_) {
     made_ = Make(extra, hasAll);
     madeOf_ = sources;
   }
   return made_;
 }
 
-AuthorityPaths TrustedAuthorities::Make(const std::string& extra, bool folderHasAll) {
+AuthorityPaths TrustedAuthorities::Make(const std::string& extra, bool folderHasAll) const {
   std::optional<std::string> bytes = BytesOf(extra);
   if (!bytes) return kNoAuthorities;
-  const std::size_t count = CertificatesIn(*bytes);
-  const bool usesFolder = folderHasAll && count > 0 && count <= kFew;
-  if (!usesFolder) *bytes = BytesOf(system_.file).value_or(std::string()) + '\n' + *bytes;  // some systems have none
-  file_ = memfd_create("certificates", MFD_CLOEXEC);
-  if (file_ < 0 || write(file_, bytes->data(), bytes->size()) != static_cast<ssize_t>(bytes->size())) {
-    Close();
-    return kNoAuthorities;
-  }
-  return {"/proc/self/fd/" + std::to_string(file_), usesFolder ? system_.folder : std::string()};
+  const std::size_t count = CertificatesIn(*bytes).size();
+  const bool usesFolder = folderHasAll && count > 0 && (count <= kFew || !IsThere(system_.file));
+  if (!usesFolder) *bytes = BytesOf(system_.file).value_or(std::string()) + '\n' + *bytes;
+  auto opened = std::make_shared<const Descriptor>(memfd_create("certificates", MFD_CLOEXEC));
+  const int fd = opened->Number();
+  if (fd < 0 || write(fd, bytes->data(), bytes->size()) != static_cast<ssize_t>(bytes->size())) return kNoAuthorities;
+  return {"/proc/self/fd/" + std::to_string(fd), usesFolder ? system_.folder : std::string(), std::move(opened)};
 }
 
 }  // namespace pellora

@@ -4,9 +4,11 @@
 // ones, of which it reads only those that a server's certificate names as its issuers.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <utility>
 
+#include "desktop/Descriptor.h"
 #include "desktop/PosixFile.h"
 
 namespace pellora {
@@ -15,6 +17,7 @@ namespace pellora {
 struct AuthorityPaths {
   std::string file;    // in PEM
   std::string folder;  // of files under the hashes of their names, as X509_LOOKUP_hash_dir(3) has it
+  std::shared_ptr<const Descriptor> opened = {};  // the file, if it has no other name: to be kept while it may be read
   friend bool operator==(const AuthorityPaths&, const AuthorityPaths&) = default;
 };
 
@@ -27,9 +30,6 @@ class TrustedAuthorities {
 
   // Of the system: either file or folder may have all.
   explicit TrustedAuthorities(AuthorityPaths system) : system_(std::move(system)) {}
-  ~TrustedAuthorities();
-  TrustedAuthorities(const TrustedAuthorities&) = delete;
-  TrustedAuthorities& operator=(const TrustedAuthorities&) = delete;
 
   // The system's authorities and those of the file `extra`, if it is not empty. While there is a folder the file is
   // short, since libcurl then parses it for each connection, and else once. If `extra` cannot be read, or is no file,
@@ -51,15 +51,13 @@ class TrustedAuthorities {
 
   static Source SourceAt(const std::string& path);
   bool FolderHasAll();
-  AuthorityPaths Make(const std::string& extra, bool folderHasAll);
-  void Close();
+  AuthorityPaths Make(const std::string& extra, bool folderHasAll) const;
 
   const AuthorityPaths system_;
   std::pair<Source, Source> lookedAt_;  // file and folder
   bool folderHasAll_ = false;           // then
   Sources madeOf_;
   AuthorityPaths made_;
-  int file_ = -1;  // without a name; -1: none was made
 };
 
 }  // namespace pellora

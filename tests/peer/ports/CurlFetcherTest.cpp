@@ -301,6 +301,20 @@ TEST_F(CurlFetcherTest, ReadsTheAuthoritiesAgainOnceTheirFileHasChanged) {
   EXPECT_EQ(events.end, FetchEnd::NotTrusted);
 }
 
+// Another request may find them changed before this one has connected.
+TEST_F(CurlFetcherTest, AuthoritiesStayThoseThatARequestHasBegunWith) {
+  FetchRequest request = RequestFor(stage.SecureUrl(Certificate::Right, "file", "content"));
+  request.certificates = stage.folder.Path("bundle.pem");
+  Put(request.certificates, Content(stage.folder.Path("ca.pem")));
+  FetchRecorder first;
+  const std::unique_ptr<Fetch> begun = stage.fetcher.Begin(request, first);
+  ASSERT_EQ(unlink(request.certificates.c_str()), 0);
+  GetBy(request);
+  EXPECT_EQ(events.end, FetchEnd::NotTrusted);
+  ASSERT_TRUE(RunUntil([&] { return first.HasEnded(); })) << first.log;
+  EXPECT_EQ(first.content, "content") << first.reason;
+}
+
 TEST_F(CurlFetcherTest, TrustsNobodyIfTheAuthoritiesAreNoFile) {
   FetchRequest request = RequestFor(stage.SecureUrl(Certificate::Right, "file", "content"));
   const std::string folder = stage.folder.Path("folder");
@@ -342,6 +356,7 @@ class SystemsAuthorities : public CurlFetcherTest {
 };
 
 TEST_F(SystemsAuthorities, AreLookedUpInAFolderThatHasAll) {
+  PutIntoFolder("server3.pem");
   PutIntoFolder("ca.pem");
   GetByTheSystems();
   EXPECT_EQ(events.content, "content") << events.reason;
@@ -354,6 +369,42 @@ TEST_F(SystemsAuthorities, AreReadFromTheirFileIfTheFolderLacksSome) {
   Put(system.folder + "/12345678.r0", "a revocation");
   GetByTheSystems();
   EXPECT_EQ(events.content, "content") << events.reason;
+}
+
+TEST_F(SystemsAuthorities, AreReadFromTheirFileIfTheFolderHasOthersInstead) {
+  PutIntoFolder("server3.pem");
+  Put(system.file, Content(stage.folder.Path("ca.pem")));
+  GetByTheSystems();
+  EXPECT_EQ(events.content, "content") << events.reason;
+}
+
+TEST_F(SystemsAuthorities, AreReadFromTheirFileIfTheFolderHasOneTwice) {
+  Put(system.file, Content(stage.folder.Path("server3.pem")) + Content(stage.folder.Path("ca.pem")));
+  PutIntoFolder("server3.pem");
+  RunProgramToItsEnd("openssl", {"rehash", "-compat", system.folder});  // old hashes too
+  GetByTheSystems();
+  EXPECT_EQ(events.content, "content") << events.reason;
+}
+
+// libcurl reads it whatever its length.
+TEST_F(SystemsAuthorities, AreReadFromTheirFileIfItIsTooLongToBeCompared) {
+  Put(system.file, std::string(std::size_t{17} << 20, '\n') + Content(stage.folder.Path("ca.pem")));
+  PutIntoFolder("server3.pem");
+  GetByTheSystems();
+  EXPECT_EQ(events.content, "content") << events.reason;
+}
+
+TEST_F(SystemsAuthorities, AreLookedUpInAFolderWithoutTheirFile) {
+  ASSERT_EQ(unlink(system.file.c_str()), 0);
+  PutIntoFolder("ca.pem");
+  std::string many;
+  for (int i = 0; i < 100; ++i) many += Content(stage.folder.Path("server3.pem"));
+  const std::string extra = stage.folder.Path("extra.pem");
+  Put(extra, many);
+  for (const std::string& file : {std::string(), extra}) {
+    GetByTheSystems(file);
+    EXPECT_EQ(events.content, "content") << events.reason << file;
+  }
 }
 
 TEST_F(SystemsAuthorities, AreLookedForAgainOnceTheFolderHasChanged) {
