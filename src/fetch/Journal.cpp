@@ -337,14 +337,16 @@ void Journal::Finish() {
   const std::string deleted = DeletedLines();
   const auto replace = [&] { platform_.downloadFiles->Replace(store_->path, Whole() + deleted); };
   if (reported_->lacksLine && Skip(replace)) return;
-  std::string lines;
-  for (const std::string& line : reported_->pending) lines += line;
-  lines += deleted;
+  std::string pending;
+  for (const std::string& line : reported_->pending) pending += line;
   Skip([&] {
     const std::unique_ptr<DownloadFile> file = platform_.downloadFiles->OpenJournal(store_->path);
-    const std::uint64_t before = file->Length();
-    if (Skip([&] { file->WriteAt(before, lines); })) return;
-    file->SetLength(before);  // the first of them alone may be older than what a work has written
+    // On a full disk the first of these may have room alone.
+    for (const std::string& lines : {pending, deleted}) {
+      const std::uint64_t before = file->Length();
+      if (Skip([&] { file->WriteAt(before, lines); })) continue;
+      file->SetLength(before);  // the first line alone may be older than what a work has written
+    }
   });
 }
 

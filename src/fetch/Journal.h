@@ -53,12 +53,12 @@ class Journal {
   // Writes that the download is gone, forgets it, and deletes its part files. What the end of the program or a kill
   // prevents DeleteLeft does at the next start.
   void Remove(const JournalKey& key, Done done = {});
-  // Forgets an entry whose download, if there is one, has another entry now. Its part file stays.
-  void Drop(const JournalKey& key);
   // The same for a part file that is of no more use to its download.
   void Discard(const std::string& part, const FileIdentity& identity);
   // At a start: deletes what earlier runs have left of deleted downloads.
   void DeleteLeft();
+  // Forgets an entry whose download, if there is one, has another entry now. Its part file stays.
+  void Drop(const JournalKey& key);
   // At the end of the program, which drops what Background has not begun: writes at once what is still to be written.
   // It waits for no work, and what works write from now on may be lost.
   void Finish();

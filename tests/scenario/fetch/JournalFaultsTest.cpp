@@ -233,5 +233,38 @@ TEST_F(JournalFaults, LinesThatDoNotFitAtTheEndLeaveItAsItIs) {
   EXPECT_EQ(after, before);
 }
 
+TEST_F(JournalFaults, LinesOfDeletedPartFilesTakeOthersNoRoomAtTheEnd) {
+  JournalEntry entry = EntryOf("a.bin", 1);
+  entry.partPath = kPart;
+  sim.disk().Put(kJournal, JournalLine(entry));
+  sim.Do([&] { journal.Open(); });
+  sim.Do([&] { journal.Remove(entry.key); });
+  sim.RunFor(1000);
+  sim.Do([&] {
+    journal.Put(EntryOf("b.bin", 2));
+    sim.disk().SetCapacity(sim.disk().Used() + JournalLine(EntryOf("b.bin", 2)).size() + 5);
+    journal.Finish();
+  });
+  EXPECT_TRUE(Written().contains("https://o.example/b.bin"));
+  EXPECT_EQ(ReadJournal(sim.disk().Get(kJournal)).badLines, 0U);
+}
+
+// Its line names the part file no more.
+TEST_F(JournalFaults, OneRewrittenAtTheEndNamesNoPartFileThatIsDeleted) {
+  JournalEntry entry = EntryOf("a.bin", 1);
+  entry.partPath = kPart;
+  sim.disk().Put(kJournal, JournalLine(entry));
+  sim.Do([&] { journal.Open(); });
+  sim.Do([&] { journal.Remove(entry.key); });
+  sim.RunFor(1000);
+  FailOnce(DiskCall::Write);
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
+  sim.RunFor(1000);
+  sim.Do([&] { journal.Finish(); });
+  const JournalReading read = ReadJournal(sim.disk().Get(kJournal));
+  for (const JournalEntry& one : read.entries) EXPECT_EQ(one.partPath, "") << one.key.url;
+  EXPECT_EQ(read.entries.size(), 2U);
+}
+
 }  // namespace
 }  // namespace pellora
