@@ -106,7 +106,7 @@ class SimDisk final : public Files {
   bool IsOpenToOthers(const std::string& path) const;  // False for a file that is not there
   std::string Get(const std::string& path) const;
   bool Has(const std::string& path) const;
-  // Whether a power cut has decided what the file holds, which nobody has written since.
+  // Whether a power cut has cost the file bytes, and nobody has written it since.
   bool WasCutByPower(const std::string& path) const;
   std::uint64_t Size(const std::string& path) const;  // 0 for a missing file
   bool Holds(const std::string& path, const SimContent& content) const;

@@ -375,5 +375,11 @@ TEST(SimPowerCut, EqualSeedsLeaveEqualDisks) {
   }
 }
 
+TEST_F(SimDownloadFilesTest, APowerCutCostsNothingThatWasFlushed) {
+  Made("/tmp/flushed", std::string(kBlock, 'x'))->Flush();
+  disk.PowerCut(1);
+  EXPECT_FALSE(disk.WasCutByPower("/tmp/flushed"));
+}
+
 }  // namespace
 }  // namespace pellora

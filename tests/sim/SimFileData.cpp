@@ -100,6 +100,7 @@ void SimFileData::CutPower(SimRandom& random) {
     const bool beyond = std::uint64_t{page} * kPage >= durableSize_;
     const std::uint64_t choice = random.Below(beyond ? 3 : 2);
     if (choice == 0) continue;  // it was written back in time
+    cutByPower = true;
     if (page >= pages_.size()) pages_.resize(page + 1);
     pages_[page] = choice == 1 ? std::move(old) : nullptr;
   }
@@ -107,13 +108,13 @@ void SimFileData::CutPower(SimRandom& random) {
   const std::uint64_t shorter = std::min(size_, durableSize_);
   std::uint64_t size = random.Coin() ? size_ : durableSize_;
   if (longer > shorter && random.Below(3) == 0) size = random.Between(shorter, longer);
+  cutByPower = cutByPower || size != size_;
   size_ = longer;
   SetSize(size);
   old_.clear();
   lost_.clear();
   flushed_ = true;
   durableSize_ = size_;
-  cutByPower = true;
 }
 
 }  // namespace pellora

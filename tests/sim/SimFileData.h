@@ -36,7 +36,7 @@ class SimFileData {
   bool ofAnotherUser = false;    // belongs to another user
   bool openToOthers = true;      // others may read it
   bool lockedByAnother = false;  // by another program
-  bool cutByPower = false;       // and not written since
+  bool cutByPower = false;       // it lost bytes, and was not written since
   std::uint64_t inode = 0;
   std::int64_t modified = 0;  // nanoseconds since 1970
 
