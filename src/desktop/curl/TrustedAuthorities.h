@@ -31,9 +31,9 @@ class TrustedAuthorities {
   // Of the system: either file or folder may have all.
   explicit TrustedAuthorities(AuthorityPaths system) : system_(std::move(system)) {}
 
-  // The system's authorities and those of the file `extra`, if it is not empty. While there is a folder the file is
-  // short, since libcurl then parses it for each connection, and else once. If `extra` cannot be read, or is no file,
-  // there are none: the connection fails and says so.
+  // The system's authorities and those of the file `extra`, if it is not empty. Beside a folder the file is short where
+  // the system has a file too, since libcurl then parses it for each connection, and else once. If `extra` cannot be
+  // read, or is no file, there are none: the connection fails and says so.
   AuthorityPaths With(const std::string& extra);
 
  private:
