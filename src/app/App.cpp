@@ -26,7 +26,6 @@
 #include "core/SpeedLimit.h"
 #include "core/SpeedLimits.h"
 #include "core/Stop.h"
-#include "core/WebAddress.h"
 #include "core/WebTexts.h"
 #include "fetch/WebArchives.h"
 #include "fetch/WebEngine.h"
@@ -560,7 +559,7 @@ std::vector<DownloadInfo> App::List() const {
     info.index = static_cast<std::int16_t>(i);
     info.name = record.FileName;
     info.id = ids.Of(i);
-    info.url = WithoutPassword(record.URL);
+    info.url = record.URL;
     info.state = StateWord(program, i);
     info.received = record.Received;
     info.size = record.FileSize;

@@ -24,7 +24,7 @@ struct DownloadInfo {
   std::int16_t index = 0;
   std::string id;  // core/DownloadIds.h
   std::string name;
-  std::string url;            // without a password
+  std::string url;
   std::string state;          // one of "finished", "active", "scheduled", "failed", "queued", "paused", "waiting"
   std::int64_t received = 0;  // bytes
   std::int64_t size = 0;      // bytes; 0 if unknown

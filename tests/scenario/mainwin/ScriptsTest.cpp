@@ -48,13 +48,6 @@ TEST_F(Scripts, AddAndStartAUrlAndGetItsId) {
   EXPECT_TRUE(InSlot(1)->shown);
 }
 
-TEST_F(Scripts, SeeNoPasswordOfAListedUrl) {
-  Start();
-  AddFromScript("ftp://joe:secret@h/a.zip");
-  ASSERT_EQ(Rec(1).URL, "ftp://joe:secret@h/a.zip");  // where the classic engine keeps it
-  EXPECT_EQ(app->List().at(0).url, "ftp://joe@h/a.zip");
-}
-
 TEST_F(Scripts, GetTheReasonForARefusedUrlWithoutABox) {
   Start();
   for (const std::string& url : {std::string("https://h/a.zip"), std::string("http://h"), std::string(),
