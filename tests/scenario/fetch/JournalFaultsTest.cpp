@@ -34,6 +34,14 @@ class JournalFaults : public testing::Test {
     for (const JournalEntry& entry : ReadJournal(sim.disk().Get(kJournal)).entries) states[entry.key.url] = entry.state;
     return states;
   }
+  void OpenAndRemoveOneWithAPart() {
+    JournalEntry entry = EntryOf("a.bin", 1);
+    entry.partPath = kPart;
+    sim.disk().Put(kJournal, JournalLine(entry));
+    sim.Do([&] { journal.Open(); });
+    sim.Do([&] { journal.Remove(entry.key); });
+    sim.RunFor(1000);
+  }
 
   SimPlatform sim{{.web = true}};
   DiskTurns turns{sim.platform()};
@@ -234,12 +242,7 @@ TEST_F(JournalFaults, LinesThatDoNotFitAtTheEndLeaveItAsItIs) {
 }
 
 TEST_F(JournalFaults, LinesOfDeletedPartFilesTakeOthersNoRoomAtTheEnd) {
-  JournalEntry entry = EntryOf("a.bin", 1);
-  entry.partPath = kPart;
-  sim.disk().Put(kJournal, JournalLine(entry));
-  sim.Do([&] { journal.Open(); });
-  sim.Do([&] { journal.Remove(entry.key); });
-  sim.RunFor(1000);
+  OpenAndRemoveOneWithAPart();
   sim.Do([&] {
     journal.Put(EntryOf("b.bin", 2));
     sim.disk().SetCapacity(sim.disk().Used() + JournalLine(EntryOf("b.bin", 2)).size() + 5);
@@ -251,12 +254,7 @@ TEST_F(JournalFaults, LinesOfDeletedPartFilesTakeOthersNoRoomAtTheEnd) {
 
 // Its line names the part file no more.
 TEST_F(JournalFaults, OneRewrittenAtTheEndNamesNoPartFileThatIsDeleted) {
-  JournalEntry entry = EntryOf("a.bin", 1);
-  entry.partPath = kPart;
-  sim.disk().Put(kJournal, JournalLine(entry));
-  sim.Do([&] { journal.Open(); });
-  sim.Do([&] { journal.Remove(entry.key); });
-  sim.RunFor(1000);
+  OpenAndRemoveOneWithAPart();
   FailOnce(DiskCall::Write);
   sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
   sim.RunFor(1000);
