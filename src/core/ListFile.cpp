@@ -9,6 +9,7 @@
 #include "core/EngineChoice.h"
 #include "core/ListCodec.h"
 #include "core/Program.h"
+#include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
 #include "ports/Machine.h"
@@ -145,6 +146,12 @@ void CopyWhole(Files& files, const std::string& from, const std::string& to) {
   }
 }
 
+// Whole or not at all, and never over one that is there: it is newer, or an unfinished adoption has copied it.
+void AdoptJournalFile(const Platform& platform, const std::string& from, const std::string& to) {
+  if (platform.downloadFiles == nullptr || platform.files.Exists(to)) return;
+  platform.downloadFiles->Replace(to, ReadWholeFile(platform.files, from, kMostBytes));
+}
+
 // The journal, or a file that it names: the same name, then numbers after dots.
 bool IsOfJournal(std::string_view name) {
   constexpr std::string_view kJournal = std::string_view(kJournalName).substr(1);
@@ -186,7 +193,8 @@ void AdoptList(Program& program) {
   if (HasList(files, ListPath(program)) || !HasList(files, beside)) return;
   // The list last: it says that everything was copied.
   for (const std::string& name : files.FilesIn(machine.ProgramFolder())) {
-    if (IsOfJournal(name)) CopyWhole(files, machine.ProgramFolder() + "/" + name, machine.DataFolder() + "/" + name);
+    if (!IsOfJournal(name)) continue;
+    AdoptJournalFile(program.platform, machine.ProgramFolder() + "/" + name, machine.DataFolder() + "/" + name);
   }
   CopyWhole(files, beside, ListPath(program));
 }

@@ -54,6 +54,15 @@ DownloadRecord NewRecord(const Program& program, const std::string& url, const P
   return record;
 }
 
+std::int16_t FreeSlot(Program& program) {
+  for (int i = 1; i <= program.DownloadCount; ++i) {
+    if (!program.Download(i).InUse) return static_cast<std::int16_t>(i);
+  }
+  if (program.DownloadCount == kMaxRecords) return 0;
+  program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
+  return program.DownloadCount;
+}
+
 void Release(Program& program, std::int16_t index, const RecordEnd& end) {
   DownloadRecord& record = program.Download(index);
   record.InUse = false;

@@ -35,6 +35,9 @@ inline bool IsUpdate(const DownloadRecord& record) { return record.DownloadKind 
 // A record in use for `url`. The absolute value of `kind` becomes its DownloadKind.
 DownloadRecord NewRecord(const Program& program, const std::string& url, const ParsedUrl& parsed, std::int16_t kind);
 
+// The first free slot, growing the list if necessary; 0 if it is full.
+std::int16_t FreeSlot(Program& program);
+
 // What an end changes besides InUse.
 struct RecordEnd {
   bool notValid = false;

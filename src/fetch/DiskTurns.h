@@ -12,6 +12,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "ports/Background.h"
 #include "ports/DownloadFiles.h"
@@ -33,7 +35,7 @@ class DiskStep {
   virtual void End(DownloadFiles& files) = 0;
 
   std::shared_ptr<DownloadFile> file;  // to be flushed
-  std::string folder;                  // the same; empty: none
+  std::vector<std::string> folders;    // the same
   std::exception_ptr failure;          // the first Failure of Begin, flush and End
 };
 
@@ -73,6 +75,14 @@ class FlushStep final : public DiskStep {
   const std::uint64_t length_;
   const bool exactly_;
   bool isThere_ = false;
+};
+
+// Deleted names that are to stay deleted after a power cut.
+class FoldersStep final : public DiskStep {
+ public:
+  explicit FoldersStep(std::vector<std::string> changed) { folders = std::move(changed); }
+  void Begin(DownloadFiles&) override {}
+  void End(DownloadFiles&) override {}
 };
 
 // A complete file that is to get its name, on the disk too.

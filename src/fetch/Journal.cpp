@@ -6,6 +6,8 @@
 #include <optional>
 #include <utility>
 
+#include "core/ExistingFolder.h"
+#include "core/FileNames.h"
 #include "fetch/PartFile.h"
 #include "ports/Background.h"
 #include "ports/Failure.h"
@@ -18,9 +20,15 @@ namespace {
 constexpr std::uint64_t kRewriteAbove = std::uint64_t{1} << 20;
 constexpr std::uint64_t kLongest = std::uint64_t{256} << 20;
 
-bool HasPart(const Files& files, const JournalEntry& entry) {
-  return (!entry.partPath.empty() && files.Exists(entry.partPath)) ||
-         (!entry.oldPartPath.empty() && files.Exists(entry.oldPartPath));
+bool NamesPart(const JournalEntry& entry) { return !entry.partPath.empty() || !entry.oldPartPath.empty(); }
+
+// What is left of a deleted download once its part files are gone.
+JournalEntry WithoutParts(const JournalEntry& gone) {
+  JournalEntry left;
+  left.key = gone.key;
+  left.id = gone.id;
+  left.state = JournalState::Gone;
+  return left;
 }
 
 std::set<std::uint64_t> IdsOfDeleted(const std::vector<JournalEntry>& entries) {
@@ -193,7 +201,7 @@ void Journal::Open() {
   const std::set<std::uint64_t> deleted = IdsOfDeleted(reading.entries);
   std::erase_if(reading.entries, [&](const JournalEntry& entry) {
     // Its line stays until its part file is gone too.
-    if (entry.state == JournalState::Gone) return !HasPart(platform_.files, entry);
+    if (entry.state == JournalState::Gone) return !NamesPart(entry);
     // Its address was being changed when the download was deleted.
     return deleted.contains(entry.id);
   });
@@ -307,42 +315,61 @@ bool Journal::NeedsPart(const std::string& path) const {
 }
 
 void Journal::DeleteLeft() {
-  for (JournalEntry gone : gone_) {
+  for (JournalEntry& gone : gone_) {
     if (NeedsPart(gone.partPath)) gone.partPath.clear();
     if (NeedsPart(gone.oldPartPath)) gone.oldPartPath.clear();
-    DeleteParts(gone);
   }
+  std::erase_if(gone_, [](const JournalEntry& gone) { return !NamesPart(gone); });
+  for (const JournalEntry& gone : gone_) DeleteParts(gone);
 }
 
 void Journal::DeleteParts(const JournalEntry& gone) {
-  if (gone.partPath.empty() && gone.oldPartPath.empty()) return;
-  Background::Work work = [files = &platform_.files, downloads = platform_.downloadFiles, part = gone.partPath,
-                           identity = gone.part, oldPart = gone.oldPartPath, oldIdentity = gone.oldPart] {
-    const bool oldIsGone = Skip([&] { DeletePart(*files, *downloads, oldPart, oldIdentity); });
-    DeletePart(*files, *downloads, part, identity);
-    if (!oldIsGone) throw Failure(FailureNumber::File, oldPart);
+  if (!NamesPart(gone)) return;
+  const auto folders = std::make_shared<std::vector<std::string>>();
+  Background::Work work = [gone, folders, files = &platform_.files, downloads = platform_.downloadFiles] {
+    bool areGone = true;
+    const auto remove = [&](const std::string& part, const FileIdentity& identity) {
+      if (part.empty()) return;
+      bool isGone = false;
+      Skip([&] { isGone = DeletePart(*files, *downloads, part, identity); });
+      areGone = areGone && isGone;
+      folders->push_back(ExistingFolderOf(*downloads, FolderOf(part)));
+    };
+    remove(gone.oldPartPath, gone.oldPart);
+    remove(gone.partPath, gone.part);
+    if (!areGone) throw Failure(FailureNumber::File, gone.partPath);
   };
-  platform_.background.Run(
-      std::move(work), [this, alive = std::weak_ptr<char>(alive_), key = gone.key](const std::exception_ptr& failure) {
-        if (failure == nullptr && !alive.expired()) deleted_.insert(key);
-      });
+  const std::weak_ptr<char> alive = alive_;
+  platform_.background.Run(std::move(work), [this, alive, folders, gone](const std::exception_ptr& failure) {
+    if (failure != nullptr || alive.expired()) return;
+    turns_.Give(std::make_shared<FoldersStep>(*folders), [this, alive, gone](const std::exception_ptr& unflushed) {
+      if (unflushed == nullptr && !alive.expired()) ForgetParts(gone);
+    });
+  });
+}
+
+// A later start would take another file for one of them that has got its name and its number. Not before they are gone
+// for good: a power cut may undo a deletion.
+void Journal::ForgetParts(const JournalEntry& gone) {
+  const bool isLatest = std::erase(gone_, gone) > 0 && !entries_.contains(gone.key);
+  if (isLatest) Append(JournalLine(WithoutParts(gone)), {});
 }
 
 // A work may have written the first of these lines: a line that is there twice does no harm. From now on it writes
 // none, which would come over these. Nothing is flushed, as for the list: a busy disk would hold the user up. Only a
 // journal that lacks a line is replaced, which flushes it.
 void Journal::Finish() {
-  if (!readable_ || (IsWritten() && !reported_->lacksLine && deleted_.empty())) return;
+  if (!readable_ || (IsWritten() && !reported_->lacksLine)) return;
   store_->finished = true;
-  const std::string deleted = DeletedLines();
-  const auto replace = [&] { platform_.downloadFiles->Replace(store_->path, Whole() + deleted); };
-  if (reported_->lacksLine && Skip(replace)) return;
   std::string pending;
   for (const std::string& line : reported_->pending) pending += line;
+  std::string whole;
+  if (reported_->lacksLine) whole = Whole();
+  if (!whole.empty() && Skip([&] { platform_.downloadFiles->Replace(store_->path, whole); })) return;
   Skip([&] {
     const std::unique_ptr<DownloadFile> file = platform_.downloadFiles->OpenJournal(store_->path);
-    // On a full disk the first of these may have room alone.
-    for (const std::string& lines : {pending, deleted}) {
+    // The folder may take no new file, and a full disk may have room for the first of these alone.
+    for (const std::string& lines : {pending, whole}) {
       const std::uint64_t before = file->Length();
       if (Skip([&] { file->WriteAt(before, lines); })) continue;
       file->SetLength(before);  // the first line alone may be older than what a work has written
@@ -356,25 +383,9 @@ std::string Journal::Whole() const {
   return WholeJournal(lines, nextId_);
 }
 
-// Without part files: the next start would take another file for one of them that has got its name and its number. Not
-// before the end, since a power cut may undo a deletion.
-std::string Journal::DeletedLines() const {
-  std::string lines;
-  for (const JournalEntry& gone : gone_) {
-    if (!deleted_.contains(gone.key) || entries_.contains(gone.key)) continue;
-    JournalEntry without;
-    without.key = gone.key;
-    without.id = gone.id;
-    without.state = JournalState::Gone;
-    lines += JournalLine(without);
-  }
-  return lines;
-}
-
 void Journal::KeepGone(const JournalEntry& gone) {
-  if (gone.partPath.empty() && gone.oldPartPath.empty()) return;
+  if (!NamesPart(gone)) return;
   std::erase_if(gone_, [&](const JournalEntry& kept) { return kept.key == gone.key; });
-  deleted_.erase(gone.key);
   gone_.push_back(gone);
 }
 

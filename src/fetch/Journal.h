@@ -72,9 +72,9 @@ class Journal {
   bool Forget(const JournalKey& key);  // False if there is no such entry
   void KeepGone(const JournalEntry& gone);
   void DeleteParts(const JournalEntry& gone);
+  void ForgetParts(const JournalEntry& gone);
   bool NeedsPart(const std::string& path) const;
   std::string Whole() const;
-  std::string DeletedLines() const;
 
   const Platform& platform_;
   const std::shared_ptr<Store> store_;
@@ -83,7 +83,6 @@ class Journal {
   std::map<JournalKey, JournalEntry> entries_;
   std::set<JournalKey> claiming_;   // entries whose paths are claimed
   std::vector<JournalEntry> gone_;  // whose part files may be there: a new journal names them too
-  std::set<JournalKey> deleted_;    // of these: their part files are not there any more
   const std::shared_ptr<char> alive_ = std::make_shared<char>();  // deletions may end after the journal
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten

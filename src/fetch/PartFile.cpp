@@ -5,6 +5,8 @@
 #include <span>
 #include <utility>
 
+#include "core/ExistingFolder.h"
+#include "core/FileNames.h"
 #include "ports/Background.h"
 #include "ports/Failure.h"
 #include "ports/Files.h"
@@ -91,16 +93,18 @@ void PartFile::Flush(std::int64_t length, bool exactly, Done done) {
   });
 }
 
-void DeletePart(Files& files, const DownloadFiles& downloads, const std::string& path, const FileIdentity& identity) {
-  if (path.empty()) return;
+bool DeletePart(Files& files, const DownloadFiles& downloads, const std::string& path, const FileIdentity& identity) {
   const std::optional<FileState> found = downloads.StateOf(path);
   if (found && found->identity.inode == identity.inode) files.Delete(path);
+  if (found) return true;
+  const std::string there = ExistingFolderOf(downloads, FolderOf(path));
+  return !there.empty() && downloads.DiskOf(there) == identity.device;
 }
 
 void DeletePartFile(const Platform& platform, const std::string& path, const FileIdentity& identity) {
   if (path.empty()) return;
   platform.background.Run([downloads = platform.downloadFiles, files = &platform.files, path,
-                           identity] { DeletePart(*files, *downloads, path, identity); },
+                           identity] { (void)DeletePart(*files, *downloads, path, identity); },
                           [](const std::exception_ptr&) {});
 }
 

@@ -74,11 +74,17 @@ DownloadRecord RecordOf(const JournalEntry& entry) {
   return record;
 }
 
-// What was deleted has left the journal: the list was damaged, or is an older one.
+// What was deleted has left the journal: the list was damaged, or is an older one. Its index; 0 if the list is full.
 int AddRecordOf(Program& program, const JournalEntry& entry) {
-  program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
-  program.Download(program.DownloadCount) = RecordOf(entry);
-  return program.DownloadCount;
+  int index = 0;
+  if (program.DownloadCount < kMaxRecords) {
+    program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
+    index = program.DownloadCount;
+  } else {
+    index = FreeSlot(program);  // thousands of these would hold the user up
+  }
+  if (index != 0) program.Download(index) = RecordOf(entry);
+  return index;
 }
 
 void TakeFigures(Program& program, int index, const JournalEntry& entry) {
@@ -288,8 +294,8 @@ void RestoreEntry(Program& program, WebServices& services, const JournalEntry& e
     known.path = program.Download(listed).SavePath;
     PutFinished(program.platform, journal, known);
   }
-  if (listed == 0 && program.DownloadCount >= kMaxRecords) return;
   const int index = listed == 0 ? AddRecordOf(program, entry) : listed;
+  if (index == 0) return;
   TakeSettings(program, services, entry, index);
   TakeFigures(program, index, entry);
 }

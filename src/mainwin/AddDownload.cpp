@@ -54,16 +54,6 @@ class Claim {
   const bool has_;
 };
 
-// The first free slot, growing the list if necessary; 0 if it is full.
-std::int16_t FreeSlot(Program& program) {
-  for (int i = 1; i <= program.DownloadCount; ++i) {
-    if (!program.Download(i).InUse) return static_cast<std::int16_t>(i);
-  }
-  if (program.DownloadCount == kMaxRecords) return 0;
-  program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
-  return program.DownloadCount;
-}
-
 // The program's own update is unpacked from here.
 std::string UpdatePath(Program& program, const std::string& fileName) {
   const std::string folder = program.platform.machine.DataFolder();

@@ -6,25 +6,12 @@
 #include <utility>
 
 #include "async/InBackground.h"
-#include "core/FileNames.h"
+#include "core/ExistingFolder.h"
 #include "ports/DownloadFiles.h"
 #include "ports/Failure.h"
 #include "ports/Platform.h"
 
 namespace pellora {
-
-namespace {
-
-std::string ExistingOf(const DownloadFiles& files, std::string folder) {
-  while (!Skip([&] { (void)files.DiskOf(folder); })) {
-    const std::string above = FolderOf(folder);
-    if (above.size() >= folder.size()) return {};
-    folder = above.empty() ? "/" : above;
-  }
-  return folder;
-}
-
-}  // namespace
 
 Task<FolderRoom> RoomOf(const Platform* platform, std::string folder) {
   const DownloadFiles* const files = platform->downloadFiles;
@@ -33,7 +20,7 @@ Task<FolderRoom> RoomOf(const Platform* platform, std::string folder) {
   try {
     Background::Work measure = [files, room, folder] {
       constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
-      const std::string there = ExistingOf(*files, folder);
+      const std::string there = ExistingFolderOf(*files, folder);
       room->disk = files->DiskOf(there);
       room->bytes = static_cast<std::int64_t>(std::min(files->RoomIn(there), kMost));
     };

@@ -409,6 +409,11 @@ void SimDisk::Put(const std::string& path, const SimContent& content) {
   state_.files[at] = data;
 }
 
+void SimDisk::PutNumbered(const std::string& path, const SimContent& content, std::uint64_t inode) {
+  Put(path, content);
+  state_.files.at(Resolve(path))->inode = inode;
+}
+
 void SimDisk::PutLink(const std::string& path, const std::string& target, bool ofAnotherUser) {
   state_.links[Resolve(path)] = {target, ofAnotherUser};
 }

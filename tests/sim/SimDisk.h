@@ -94,6 +94,8 @@ class SimDisk final : public Files {
   // For the test; none of these is a port call.
   void MakeFolder(const std::string& path);  // with its parents
   void Put(const std::string& path, const SimContent& content);
+  // Many disks give the number of a deleted file again at once.
+  void PutNumbered(const std::string& path, const SimContent& content, std::uint64_t inode);
   void PutLink(const std::string& path, const std::string& target, bool ofAnotherUser = false);
   void PutSecondName(const std::string& path, const std::string& of);
   void GiveToAnother(const std::string& path);

@@ -12,6 +12,8 @@ namespace {
 
 constexpr const char* kJournal = "/prog/Pellora.fetch";
 constexpr const char* kPart = "/home/u/dl/a.bin.part";
+constexpr std::uint64_t kOtherDisk = 9;
+constexpr std::uint64_t kInode = 42;
 
 JournalEntry EntryOf(const std::string& name, std::uint64_t id) {
   JournalEntry entry;
@@ -34,13 +36,22 @@ class JournalFaults : public testing::Test {
     for (const JournalEntry& entry : ReadJournal(sim.disk().Get(kJournal)).entries) states[entry.key.url] = entry.state;
     return states;
   }
-  void OpenAndRemoveOneWithAPart() {
+  void OpenAndRemoveOneWithAPart(const std::string& part, std::uint64_t disk = kOtherDisk) {
     JournalEntry entry = EntryOf("a.bin", 1);
-    entry.partPath = kPart;
+    entry.partPath = part;
+    entry.part = {disk, kInode};
+    if (part == kPart) sim.disk().PutNumbered(kPart, std::string("part"), kInode);
     sim.disk().Put(kJournal, JournalLine(entry));
     sim.Do([&] { journal.Open(); });
     sim.Do([&] { journal.Remove(entry.key); });
     sim.RunFor(1000);
+    EXPECT_FALSE(sim.disk().Has(kPart));
+  }
+  std::string PartOfA() {
+    for (const JournalEntry& entry : ReadJournal(sim.disk().Get(kJournal)).entries) {
+      if (entry.key == EntryOf("a.bin", 1).key) return entry.partPath;
+    }
+    return "none";
   }
 
   SimPlatform sim{{.web = true}};
@@ -241,27 +252,75 @@ TEST_F(JournalFaults, LinesThatDoNotFitAtTheEndLeaveItAsItIs) {
   EXPECT_EQ(after, before);
 }
 
-TEST_F(JournalFaults, LinesOfDeletedPartFilesTakeOthersNoRoomAtTheEnd) {
-  OpenAndRemoveOneWithAPart();
+TEST_F(JournalFaults, WholeTakesWaitingLinesNoRoomAtTheEnd) {
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Write);
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
+  sim.RunFor(1000);
+  FailOnce(DiskCall::Replace);
   sim.Do([&] {
-    journal.Put(EntryOf("b.bin", 2));
-    sim.disk().SetCapacity(sim.disk().Used() + JournalLine(EntryOf("b.bin", 2)).size() + 5);
+    journal.Put(EntryOf("c.bin", 3));
+    sim.disk().SetCapacity(sim.disk().Used() + JournalLine(EntryOf("c.bin", 3)).size() + 5);
     journal.Finish();
   });
-  EXPECT_TRUE(Written().contains("https://o.example/b.bin"));
+  EXPECT_TRUE(Written().contains("https://o.example/c.bin"));
   EXPECT_EQ(ReadJournal(sim.disk().Get(kJournal)).badLines, 0U);
 }
 
+// As in a folder that has been closed to new files meanwhile.
+TEST_F(JournalFaults, LineThatIsMissingComesAtTheEndAlsoWhereNoNewFileCanBeMade) {
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Write);
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
+  sim.RunFor(1000);
+  FailOnce(DiskCall::Replace);
+  sim.Do([&] { journal.Finish(); });
+  EXPECT_TRUE(Written().contains("https://o.example/b.bin"));
+}
+
 // Its line names the part file no more.
-TEST_F(JournalFaults, OneRewrittenAtTheEndNamesNoPartFileThatIsDeleted) {
-  OpenAndRemoveOneWithAPart();
+TEST_F(JournalFaults, OneRewrittenNamesNoPartFileThatIsDeleted) {
+  OpenAndRemoveOneWithAPart(kPart);
   FailOnce(DiskCall::Write);
   sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
   sim.RunFor(1000);
   sim.Do([&] { journal.Finish(); });
   const JournalReading read = ReadJournal(sim.disk().Get(kJournal));
   for (const JournalEntry& one : read.entries) EXPECT_EQ(one.partPath, "") << one.key.url;
-  EXPECT_EQ(read.entries.size(), 2U);
+  EXPECT_TRUE(Written().contains("https://o.example/b.bin"));
+}
+
+// A power cut may undo its deletion.
+TEST_F(JournalFaults, DeletedPartFileIsNamedUntilItsFolderIsFlushed) {
+  sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::FlushFolder; });
+  OpenAndRemoveOneWithAPart(kPart);
+  EXPECT_EQ(PartOfA(), kPart);
+}
+
+TEST_F(JournalFaults, DeletedPartFileIsNamedNoMoreOnceItsFolderIsFlushed) {
+  OpenAndRemoveOneWithAPart(kPart);
+  EXPECT_EQ(PartOfA(), "");
+}
+
+TEST_F(JournalFaults, PartFileOnADiskThatIsNotMountedIsDeletedOnceItIs) {
+  constexpr const char* kOnStick = "/media/u/stick/a.bin.part";
+  OpenAndRemoveOneWithAPart(kOnStick);
+  EXPECT_EQ(PartOfA(), kOnStick);
+
+  sim.disk().PutNumbered(kOnStick, std::string("part"), kInode);
+  Journal next{sim.platform(), turns, kJournal};
+  sim.Do([&] {
+    next.Open();
+    next.DeleteLeft();
+  });
+  sim.RunFor(1000);
+  EXPECT_FALSE(sim.disk().Has(kOnStick));
+  EXPECT_EQ(PartOfA(), "");
+}
+
+TEST_F(JournalFaults, PartFileWhoseFolderTheUserHasDeletedIsForgotten) {
+  OpenAndRemoveOneWithAPart("/home/u/deleted/a.bin.part", sim.downloadFiles().DiskOf("/home/u"));
+  EXPECT_EQ(PartOfA(), "");
 }
 
 }  // namespace

@@ -89,15 +89,9 @@ TEST(WebLeftovers, PartFileOfAnotherDownloadIsNotTakenForADeletedOnes) {
   EXPECT_TRUE(next.rig.sim.disk().Has(kPart));
 }
 
-// As another program's, which fetches the same once it is deleted here: many disks give a number again at once.
-void PutUnderNameAndNumber(SimDiskState& disk, const std::string& path, std::uint64_t inode) {
-  SimPlatform editor({.disk = std::move(disk)});
-  editor.disk().Put(path, std::string("another program's"));
-  disk = editor.disk().TakeState();
-  disk.files.at(path)->inode = inode;
-}
+class WebLeftoversAfter : public testing::TestWithParam<bool> {};
 
-TEST(WebLeftovers, FileThatGetsNameAndNumberOfADeletedPartFileIsLeftAlone) {
+TEST_P(WebLeftoversAfter, FileThatGetsNameAndNumberOfADeletedPartFileIsLeftAlone) {
   Session first;
   first.Serve(1, 40'000'000);
   first.rig.Start(kUrl);
@@ -106,15 +100,17 @@ TEST(WebLeftovers, FileThatGetsNameAndNumberOfADeletedPartFileIsLeftAlone) {
   Delete(first.rig);
   first.rig.sim.RunFor(10'000);
   ASSERT_FALSE(first.rig.sim.disk().Has(kPart));
-  first.rig.sim.Do([&] { FinishJournal(first.rig.program, *first.rig.services); });
+  const bool wasKilled = GetParam();
+  if (!wasKilled) first.rig.sim.Do([&] { FinishJournal(first.rig.program, *first.rig.services); });
 
-  SimDiskState disk = first.rig.sim.disk().TakeState();
-  PutUnderNameAndNumber(disk, kPart, inode);
-  Session next(std::move(disk));
+  Session next(first.rig.sim.disk().TakeState());
+  next.rig.sim.disk().PutNumbered(kPart, std::string("another program's"), inode);
   next.rig.Load();
   next.rig.sim.RunFor(10'000);
   EXPECT_TRUE(next.rig.sim.disk().Has(kPart));
 }
+
+INSTANTIATE_TEST_SUITE_P(Each, WebLeftoversAfter, testing::Bool());
 
 TEST(WebLeftovers, FileThatChangesBeforeItsPartFileIsThereHasOneRightPartFile) {
   Session run;

@@ -4,8 +4,11 @@
 #include <set>
 
 #include "WebApp.h"
+#include "core/ListCodec.h"
+#include "core/Program.h"
 #include "core/Settings.h"
 #include "core/WebTexts.h"
+#include "fetch/JournalCodec.h"
 #include "mainwin/ScriptedAdd.h"
 #include "ports/Dialogs.h"
 
@@ -289,6 +292,20 @@ TEST_F(WebList, KeepsTheClassicEnginesPassword) {
   Record().Password = "geheim";
   sim.RunFor(6000);
   EXPECT_NE(sim.disk().Get(kListFile).find("geheim"), std::string::npos);
+}
+
+TEST_F(WebList, DownloadThatOnlyTheJournalHasIsListedInAFreePlaceOfAFullList) {
+  std::string list;
+  AppendListHeader(list, kMaxRecords);
+  for (int i = 0; i <= kMaxRecords; ++i) AppendRecord(list, DownloadRecord{});
+  sim.disk().Put(kListFile, list);
+  JournalEntry entry;
+  entry.key = JournalKeyOf(kUrl, 46000.5);
+  entry.id = 1;
+  sim.disk().Put("/prog/Pellora.fetch", JournalLine(entry));
+  Start();
+  EXPECT_EQ(program().DownloadCount, kMaxRecords);
+  EXPECT_EQ(Record(1).URL, kUrl);
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ class ListFileTest : public testing::Test {
     program.Download(program.DownloadCount) = record;
   }
 
-  SimPlatform sim;
+  SimPlatform sim{{.web = true}};
   SimDisk& disk = sim.disk();
   Program program{sim.platform()};
 };
@@ -459,11 +459,22 @@ TEST_F(ListElsewhere, IsNotReplacedByTheOneBesideTheProgram) {
   EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "newer");
 }
 
+// The list alone was lost there.
+TEST_F(ListElsewhere, BeginsWithItsOwnJournalIfThereIsOne) {
+  Put(List());
+  disk.Put("/prog/Pellora.fetch", "older");
+  disk.Put("/data/Pellora.fetch", "newer");
+  AdoptList(program);
+  EXPECT_EQ(disk.Get("/data/Pellora.dat"), List());
+  EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "newer");
+}
+
 TEST_F(ListElsewhere, IsLeftMissingByAnUnfinishedCopySoThatTheNextStartRepeatsIt) {
   Put(List());
   disk.Put("/prog/Pellora.fetch", "journal");
-  for (const char* path : {"/data/Pellora.dat", "/data/Pellora.fetch"}) {
-    FailEvery(DiskCall::Write, path);
+  for (const auto& [call, path] :
+       {std::pair{DiskCall::Replace, "/data/Pellora.fetch"}, std::pair{DiskCall::Write, "/data/Pellora.dat"}}) {
+    FailEvery(call, path);
     EXPECT_THROW(AdoptList(program), Failure) << path;
     EXPECT_FALSE(disk.Has("/data/Pellora.dat")) << path;
     disk.NoFaults();
