@@ -1,12 +1,17 @@
 #include "desktop/curl/TrustedAuthorities.h"
 
 #include <curl/curl.h>
+#include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <set>
@@ -35,8 +40,14 @@ std::optional<std::string> BytesOf(const std::string& path) {
   return bytes;
 }
 
-// Those in PEM, each without its line feeds. Their labels have the word last (RFC 7468, section 5, and x509(1) for
-// those of OpenSSL).
+// Of a line, as OpenSSL reads it.
+std::string_view WithoutBlanksAtItsEnd(std::string_view line) {
+  while (!line.empty() && line.back() <= ' ') line.remove_suffix(1);
+  return line;
+}
+
+// Those in PEM, each without its blanks and line feeds. Their labels have the word last (RFC 7468, section 5, and
+// x509(1) for those of OpenSSL).
 std::vector<std::string> CertificatesIn(std::string_view bytes) {
   constexpr std::string_view kBegin = "-----BEGIN ";
   constexpr std::string_view kLabelEnd = "CERTIFICATE-----";
@@ -44,35 +55,87 @@ std::vector<std::string> CertificatesIn(std::string_view bytes) {
   std::vector<std::string> certificates;
   for (std::size_t at = bytes.find(kBegin); at != std::string::npos; at = bytes.find(kBegin, at + 1)) {
     const std::string_view line = bytes.substr(at, bytes.find_first_of("\r\n", at) - at);
-    if (!line.ends_with(kLabelEnd)) continue;
+    if (!WithoutBlanksAtItsEnd(line).ends_with(kLabelEnd)) continue;
     const std::string_view rest = bytes.substr(at + line.size());
     std::string& certificate = certificates.emplace_back(rest.substr(0, rest.find(kDashes)));
-    std::erase_if(certificate, [](char c) { return c == '\r' || c == '\n'; });
+    std::erase_if(certificate, [](char c) { return c == ' ' || c == '\r' || c == '\n'; });
   }
   return certificates;
 }
 
+constexpr std::size_t kHashDigits = 8;
+
 // Eight digits of a hash, and a number for those that share it. Others, with an "r" before the number, are
 // revocations.
 bool IsHashedName(std::string_view name) {
-  constexpr std::size_t kDigits = 8;
   constexpr std::string_view kHexadecimal = "0123456789abcdef";
-  if (name.size() < kDigits + 2 || name.find_first_not_of(kHexadecimal) != kDigits || name[kDigits] != '.')
+  if (name.size() < kHashDigits + 2 || name.find_first_not_of(kHexadecimal) != kHashDigits || name[kHashDigits] != '.')
     return false;
-  name.remove_prefix(kDigits + 1);
+  name.remove_prefix(kHashDigits + 1);
   return std::all_of(name.begin(), name.end(), IsDigit);
+}
+
+std::set<std::string> HashesIn(const std::string& folder) {
+  std::set<std::string> hashes;
+  std::error_code failed;
+  for (std::filesystem::directory_iterator at(folder, failed), end; !failed && at != end; at.increment(failed)) {
+    const std::string name = at->path().filename().string();
+    if (IsHashedName(name)) hashes.insert(name.substr(0, kHashDigits));
+  }
+  return hashes;
+}
+
+// The files that share a hash. OpenSSL counts from 0 to the first that is not there or has no certificate.
+std::vector<std::string> FilesUnder(const std::string& folder, const std::string& hash) {
+  std::vector<std::string> files;
+  for (;;) {
+    std::optional<std::string> bytes = BytesOf(folder + "/" + hash + "." + std::to_string(files.size()));
+    if (!bytes || CertificatesIn(*bytes).empty()) return files;
+    files.push_back(*std::move(bytes));
+  }
 }
 
 // That can be found there: of a file with several OpenSSL looks for one.
 std::set<std::string> HashedIn(const std::string& folder) {
   std::set<std::string> hashed;
-  std::error_code failed;
-  for (std::filesystem::directory_iterator at(folder, failed), end; !failed && at != end; at.increment(failed)) {
-    if (!IsHashedName(at->path().filename().string())) continue;
-    std::vector<std::string> found = CertificatesIn(BytesOf(at->path().string()).value_or(std::string()));
-    if (found.size() == 1) hashed.insert(std::move(found.front()));
+  for (const std::string& hash : HashesIn(folder)) {
+    for (const std::string& file : FilesUnder(folder, hash)) {
+      std::vector<std::string> found = CertificatesIn(file);
+      if (found.size() == 1) hashed.insert(std::move(found.front()));
+    }
   }
   return hashed;
+}
+
+std::string HashOfSubject(const X509& certificate) {
+  std::array<char, kHashDigits + 1> digits{};
+  const unsigned long hash = X509_NAME_hash_ex(X509_get_subject_name(&certificate), nullptr, nullptr, nullptr);
+  (void)std::snprintf(digits.data(), digits.size(), "%08lx", hash);
+  return digits.data();
+}
+
+std::set<std::string> HashesOfSubjects(const std::string& bytes) {
+  const std::unique_ptr<BIO, decltype(&BIO_free)> source(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size())),
+                                                         &BIO_free);
+  std::string noPassword;
+  STACK_OF(X509_INFO)* const read = PEM_X509_INFO_read_bio(source.get(), nullptr, nullptr, noPassword.data());
+  ERR_clear_error();  // libcurl meets the same, and says so
+  std::set<std::string> hashes;
+  for (int i = 0; i < sk_X509_INFO_num(read); ++i) {
+    if (const X509* const certificate = sk_X509_INFO_value(read, i)->x509) hashes.insert(HashOfSubject(*certificate));
+  }
+  sk_X509_INFO_pop_free(read, &X509_INFO_free);
+  return hashes;
+}
+
+// Those of the folder that have the subjects of others. Where OpenSSL has one with a subject already, from a file, it
+// looks for none in a folder; but that one may have expired, or have another key.
+std::string NamesakesIn(const std::string& folder, const std::string& others) {
+  std::string namesakes;
+  for (const std::string& hash : HashesOfSubjects(others)) {
+    for (const std::string& file : FilesUnder(folder, hash)) namesakes.append(1, '\n').append(file);
+  }
+  return namesakes;
 }
 
 bool IsThere(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
@@ -117,7 +180,7 @@ bool TrustedAuthorities::FolderHasAll() {
 AuthorityPaths TrustedAuthorities::With(const std::string& extra) {
   const bool hasAll = FolderHasAll();
   if (extra.empty()) return hasAll ? AuthorityPaths{{}, system_.folder, {}} : AuthorityPaths{system_.file, {}, {}};
-  const Sources sources{SourceAt(system_.file), SourceAt(extra), hasAll};
+  const Sources sources{SourceAt(system_.file), SourceAt(system_.folder), SourceAt(extra), hasAll};
   if (!made_.opened || sources != madeOf_) {
     made_ = Make(extra, hasAll);
     madeOf_ = sources;
@@ -130,7 +193,8 @@ AuthorityPaths TrustedAuthorities::Make(const std::string& extra, bool folderHas
   if (!bytes) return kNoAuthorities;
   const std::size_t count = CertificatesIn(*bytes).size();
   const bool usesFolder = folderHasAll && count > 0 && (count <= kFew || !IsThere(system_.file));
-  if (!usesFolder) *bytes = BytesOf(system_.file).value_or(std::string()) + '\n' + *bytes;
+  *bytes = usesFolder ? *bytes + NamesakesIn(system_.folder, *bytes)
+                      : BytesOf(system_.file).value_or(std::string()) + '\n' + *bytes;
   auto opened = std::make_shared<const Descriptor>(memfd_create("certificates", MFD_CLOEXEC));
   const int fd = opened->Number();
   if (fd < 0 || write(fd, bytes->data(), bytes->size()) != static_cast<ssize_t>(bytes->size())) return kNoAuthorities;

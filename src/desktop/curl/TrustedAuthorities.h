@@ -44,7 +44,7 @@ class TrustedAuthorities {
   };
 
   struct Sources {
-    Source system, extra;
+    Source file, folder, extra;
     bool folderHasAll = false;
     friend bool operator==(const Sources&, const Sources&) = default;
   };
