@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -95,18 +96,6 @@ std::vector<std::string> FilesUnder(const std::string& folder, const std::string
   }
 }
 
-// That can be found there: of a file with several OpenSSL looks for one.
-std::set<std::string> HashedIn(const std::string& folder) {
-  std::set<std::string> hashed;
-  for (const std::string& hash : HashesIn(folder)) {
-    for (const std::string& file : FilesUnder(folder, hash)) {
-      std::vector<std::string> found = CertificatesIn(file);
-      if (found.size() == 1) hashed.insert(std::move(found.front()));
-    }
-  }
-  return hashed;
-}
-
 std::string HashOfSubject(const X509& certificate) {
   std::array<char, kHashDigits + 1> digits{};
   const unsigned long hash = X509_NAME_hash_ex(X509_get_subject_name(&certificate), nullptr, nullptr, nullptr);
@@ -126,6 +115,22 @@ std::set<std::string> HashesOfSubjects(const std::string& bytes) {
   }
   sk_X509_INFO_pop_free(read, &X509_INFO_free);
   return hashes;
+}
+
+// That can be found there: of a file with several OpenSSL looks for one. Names from before its version 1.0 lead to
+// none: a folder has those, today's or both. To hash all would take as long as to read the system's file.
+std::set<std::string> HashedIn(const std::string& folder) {
+  std::set<std::string> hashed;
+  bool isOfToday = false;
+  for (const std::string& hash : HashesIn(folder)) {
+    for (const std::string& file : FilesUnder(folder, hash)) {
+      std::vector<std::string> found = CertificatesIn(file);
+      if (found.size() != 1) continue;
+      isOfToday = isOfToday || HashesOfSubjects(file).contains(hash);
+      hashed.insert(std::move(found.front()));
+    }
+  }
+  return isOfToday ? hashed : std::set<std::string>();
 }
 
 // Those of the folder that have the subjects of others. Where OpenSSL has one with a subject already, from a file, it
@@ -193,8 +198,13 @@ AuthorityPaths TrustedAuthorities::Make(const std::string& extra, bool folderHas
   if (!bytes) return kNoAuthorities;
   const std::size_t count = CertificatesIn(*bytes).size();
   const bool usesFolder = folderHasAll && count > 0 && (count <= kFew || !IsThere(system_.file));
-  *bytes = usesFolder ? *bytes + NamesakesIn(system_.folder, *bytes)
-                      : BytesOf(system_.file).value_or(std::string()) + '\n' + *bytes;
+  if (usesFolder) {
+    *bytes += NamesakesIn(system_.folder, *bytes);
+  } else if (IsThere(system_.file)) {
+    const std::optional<std::string> systems = BytesOf(system_.file);
+    if (!systems) return kNoAuthorities;  // rather than a refusal of most certificates
+    *bytes = *systems + '\n' + *bytes;
+  }
   auto opened = std::make_shared<const Descriptor>(memfd_create("certificates", MFD_CLOEXEC));
   const int fd = opened->Number();
   if (fd < 0 || write(fd, bytes->data(), bytes->size()) != static_cast<ssize_t>(bytes->size())) return kNoAuthorities;

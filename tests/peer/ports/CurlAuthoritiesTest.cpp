@@ -143,6 +143,20 @@ TEST_F(CurlAuthorities, AreReadFromTheirFileIfTheFolderLacksTheNumberBefore) {
   EXPECT_TRUE(IsTrusted()) << "no certificate: " << reason;
 }
 
+TEST_F(CurlAuthorities, AreReadFromTheirFileIfTheFolderHasNamesOfOldHashesAlone) {
+  Put(system.file, Of("first"));
+  Put(system.folder + "/first.pem", Of("first"));
+  RunProgramToItsEnd("openssl", {"rehash", "-old", system.folder});
+  EXPECT_NE(HashedName(), "");
+  EXPECT_TRUE(IsTrusted()) << reason;
+}
+
+TEST_F(CurlAuthorities, OfTheUsersAreNotTakenForAllWhereTheSystemsCannotBeRead) {
+  Put(system.file, std::string(std::size_t{17} << 20, '\n') + Of("first"));  // it is too long
+  EXPECT_FALSE(IsTrusted(Of("second")));
+  EXPECT_EQ(reason, "the file of trusted authorities cannot be read");
+}
+
 // OpenSSL overlooks the blanks.
 TEST_F(CurlAuthorities, AreReadFromTheirFileWithBlanksAfterTheirFirstLine) {
   const std::string first = Of("first");
