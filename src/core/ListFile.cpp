@@ -170,7 +170,7 @@ std::string DamagedListPath(const Program& program) { return ListPath(program) +
 
 void SaveList(Program& program) {
   if (!program.listLoaded || program.Ending()) return;
-  program.listHasNew = false;
+  program.savesListSoon = false;
   try {
     WriteList(program);
   } catch (const Failure& failure) {

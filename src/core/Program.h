@@ -64,7 +64,7 @@ class Program {
   bool listLoaded = false;       // no save before the list was read
   bool keepDamagedList = false;  // to be copied aside before the next save
   bool listUnsaved = false;      // the list could not be saved, and listNotSaved was called
-  bool listHasNew = false;       // records were added since it was saved last
+  bool savesListSoon = false;    // with the next tick: records were added or removed
   std::string listBytes;         // of the last save, kept for their memory
   // Listed URLs about whose second add the user is being asked. Shared with those adds, which may outlive this.
   const std::shared_ptr<std::set<std::string>> askedUrls = std::make_shared<std::set<std::string>>();

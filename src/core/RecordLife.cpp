@@ -67,7 +67,10 @@ void Release(Program& program, std::int16_t index, const RecordEnd& end) {
   DownloadRecord& record = program.Download(index);
   record.InUse = false;
   if (end.notValid) record.Valid = false;
-  if (end.removed) record.Removed = true;
+  if (end.removed) {
+    record.Removed = true;
+    program.savesListSoon = true;
+  }
   if (end.emptiesUrl) record.URL.clear();
   if (end.emptiesName) record.FileName.clear();
   if (end.notActive) record.Active = false;

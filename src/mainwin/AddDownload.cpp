@@ -115,7 +115,7 @@ std::int16_t PlaceRecord(Program& program, DownloadRecord record, std::int16_t f
   program.RaiseSerial(index);
   EmptyPlace(program, index, hidden ? Evicted::Hidden : Evicted::Unloaded);
   program.Download(index) = std::move(record);
-  program.listHasNew = true;
+  program.savesListSoon = true;
   return index;
 }
 

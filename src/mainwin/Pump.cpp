@@ -61,7 +61,7 @@ void MainWindow::Tick() {
   stayAwake_.Watch();
   notices_.Watch();
   // A kill, or the end of a Wayland compositor, may come before the next regular save.
-  if (program_.listHasNew) Skip([this] { SaveList(program_); });
+  if (program_.savesListSoon) Skip([this] { SaveList(program_); });
   // A tick that asks a question does nothing else; the next ones do while it is open.
   if (const std::optional<std::string> url = ClipboardUrl()) return platform_.tasks.Spawn(AskClipboard(*url));
 

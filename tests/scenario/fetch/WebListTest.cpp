@@ -130,6 +130,29 @@ TEST_F(WebList, DownloadThatTheClassicEngineHasBegunStaysItsOwnOverAStart) {
   EXPECT_GT(next.Record().Received, 500'000);
 }
 
+TEST_F(WebList, DownloadThatWasDeletedASecondBeforeAKillIsGoneWithItsPartFile) {
+  for (const bool finished : {false, true}) {
+    WebApp first;
+    SimHttpServer server(first.sim.network(), "o.example", 443);
+    server.File("/a.bin", SimContent::Generated(finished ? 300'000 : 40'000'000, 7));
+    server.Always({.wire = {.bytesPerSecond = 1'000'000}});
+    first.Start();
+    first.Add(kUrl);
+    ASSERT_TRUE(finished ? first.RunUntilFinished() : first.RunUntilReceived(1'000'000));
+    first.sim.RunFor(6000);  // a save of the list
+    first.sim.Do([&] { ASSERT_EQ(first.app.Remove(first.app.List().at(0).id), ""); });
+    first.sim.RunFor(1000);
+    first.sim.disk().CutNow();
+    first.sim.RunFor(1000);
+
+    WebApp next({.disk = first.sim.disk().TakeState()});
+    next.Start();
+    EXPECT_TRUE(next.app.List().empty()) << finished;
+    EXPECT_FALSE(next.sim.disk().Has(next.Folder() + "/a.bin.part"));
+    EXPECT_EQ(next.sim.disk().Has(next.Folder() + "/a.bin"), finished);
+  }
+}
+
 TEST_F(WebList, KeepsNoPasswordOfTheWebEngine) {
   Serve("/a.bin", 40'000'000);
   Start();
