@@ -278,6 +278,17 @@ TEST_F(JournalFaults, LineThatIsMissingComesAtTheEndAlsoWhereNoNewFileCanBeMade)
   EXPECT_TRUE(Written().contains("https://o.example/b.bin"));
 }
 
+// Nothing else says that it is deleted.
+TEST_F(JournalFaults, DeletionWhoseLineIsMissingComesAtTheEndAlsoWhereNoNewFileCanBeMade) {
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Write);
+  sim.Do([&] { journal.Remove(EntryOf("a.bin", 1).key); });
+  sim.RunFor(1000);
+  FailOnce(DiskCall::Replace);
+  sim.Do([&] { journal.Finish(); });
+  EXPECT_EQ(Written()["https://o.example/a.bin"], JournalState::Gone);
+}
+
 // Its line names the part file no more.
 TEST_F(JournalFaults, OneRewrittenNamesNoPartFileThatIsDeleted) {
   OpenAndRemoveOneWithAPart(kPart);
