@@ -146,10 +146,12 @@ void CopyWhole(Files& files, const std::string& from, const std::string& to) {
   }
 }
 
-// Whole or not at all, and never over one that is there: it is newer, or an unfinished adoption has copied it.
+// Whole or not at all, and never over one that is there: it is newer, or an unfinished adoption has copied it. One that
+// only seems missing, because the disk fails for a moment, counts as there.
 void AdoptJournalFile(const Platform& platform, const std::string& from, const std::string& to) {
-  if (platform.downloadFiles == nullptr || platform.files.Exists(to)) return;
-  platform.downloadFiles->Replace(to, ReadWholeFile(platform.files, from, kMostBytes));
+  DownloadFiles* const files = platform.downloadFiles;
+  if (files == nullptr || platform.files.Exists(to) || files->StateOf(to)) return;
+  files->Replace(to, ReadWholeFile(platform.files, from, kMostBytes));
 }
 
 // The journal, or a file that it names: the same name, then numbers after dots.

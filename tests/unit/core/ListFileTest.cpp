@@ -469,6 +469,16 @@ TEST_F(ListElsewhere, BeginsWithItsOwnJournalIfThereIsOne) {
   EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "newer");
 }
 
+TEST_F(ListElsewhere, BeginsWithItsOwnJournalIfThatOnlySeemsMissing) {
+  Put(List());
+  disk.Put("/prog/Pellora.fetch", "older");
+  disk.Put("/data/Pellora.fetch", "newer");
+  disk.FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Exists && path == "/data/Pellora.fetch"; });
+  AdoptList(program);
+  EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "newer");
+}
+
 TEST_F(ListElsewhere, IsLeftMissingByAnUnfinishedCopySoThatTheNextStartRepeatsIt) {
   Put(List());
   disk.Put("/prog/Pellora.fetch", "journal");
