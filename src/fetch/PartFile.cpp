@@ -100,7 +100,10 @@ std::string DeletePart(Files& files, const DownloadFiles& downloads, const std::
   if (found && found->identity.inode == identity.inode) files.Delete(path);
   if (found) return folder;
   const std::string there = ExistingFolderOf(downloads, folder);
-  const bool isMounted = !there.empty() && downloads.DiskOf(there) == identity.device;
+  if (there.empty()) return {};
+  // The number of its disk may have changed. A folder that waits for its disk is empty.
+  const bool isMounted =
+      downloads.DiskOf(there) == identity.device || (there == folder && !files.FilesIn(folder).empty());
   return isMounted ? there : std::string();
 }
 

@@ -329,6 +329,19 @@ TEST_F(JournalFaults, PartFileOnADiskThatIsNotMountedIsDeletedOnceItIs) {
   EXPECT_EQ(PartOfA(), "");
 }
 
+// Many file systems are given another with each start of the machine. A folder that waits for its disk is empty.
+TEST_F(JournalFaults, PartFileThatIsMissingAmongOthersIsForgottenAlsoIfTheNumberOfItsDiskHasChanged) {
+  sim.disk().Put("/home/u/dl/other.bin", std::string("other"));
+  OpenAndRemoveOneWithAPart("/home/u/dl/missing.bin.part");
+  EXPECT_EQ(PartOfA(), "");
+}
+
+TEST_F(JournalFaults, PartFileIsNamedWhileItsFolderWaitsForItsDisk) {
+  sim.disk().MakeFolder("/mnt/stick");
+  OpenAndRemoveOneWithAPart("/mnt/stick/a.bin.part");
+  EXPECT_EQ(PartOfA(), "/mnt/stick/a.bin.part");
+}
+
 TEST_F(JournalFaults, PartFileWhoseFolderTheUserHasDeletedIsForgotten) {
   OpenAndRemoveOneWithAPart("/home/u/deleted/a.bin.part", sim.downloadFiles().DiskOf("/home/u"));
   EXPECT_EQ(PartOfA(), "");
