@@ -146,9 +146,16 @@ void CopyWhole(Files& files, const std::string& from, const std::string& to) {
   }
 }
 
+// One that only seems missing, because the disk fails for a moment, would be replaced by an older one.
+bool HasContent(const Platform& platform, const std::string& path) {
+  const DownloadFiles* const downloads = platform.downloadFiles;
+  const bool isThere = platform.files.Exists(path) || (downloads != nullptr && downloads->StateOf(path));
+  return isThere && platform.files.LengthOf(path) > 0;
+}
+
 // Whole or not at all, and never over one that is there: it is newer, or an unfinished adoption has copied it.
 void AdoptJournalFile(const Platform& platform, const std::string& from, const std::string& to) {
-  if (platform.downloadFiles == nullptr || platform.files.Exists(to)) return;
+  if (platform.downloadFiles == nullptr || HasContent(platform, to)) return;
   platform.downloadFiles->Replace(to, ReadWholeFile(platform.files, from, kMostBytes));
 }
 
@@ -157,8 +164,6 @@ bool IsOfJournal(std::string_view name) {
   constexpr std::string_view kJournal = std::string_view(kJournalName).substr(1);
   return name.starts_with(kJournal) && name.find_first_not_of(".0123456789", kJournal.size()) == std::string_view::npos;
 }
-
-bool HasList(const Files& files, const std::string& path) { return files.Exists(path) && files.LengthOf(path) > 0; }
 
 }  // namespace
 
@@ -190,7 +195,7 @@ void AdoptList(Program& program) {
   if (machine.DataFolder() == machine.ProgramFolder()) return;
   Files& files = program.platform.files;
   const std::string beside = machine.ProgramFolder() + kListName;
-  if (HasList(files, ListPath(program)) || !HasList(files, beside)) return;
+  if (HasContent(program.platform, ListPath(program)) || !HasContent(program.platform, beside)) return;
   // The list last: it says that everything was copied.
   for (const std::string& name : files.FilesIn(machine.ProgramFolder())) {
     if (!IsOfJournal(name)) continue;

@@ -6,8 +6,6 @@
 #include <optional>
 #include <utility>
 
-#include "core/ExistingFolder.h"
-#include "core/FileNames.h"
 #include "fetch/PartFile.h"
 #include "ports/Background.h"
 #include "ports/Failure.h"
@@ -22,13 +20,17 @@ constexpr std::uint64_t kLongest = std::uint64_t{256} << 20;
 
 bool NamesPart(const JournalEntry& entry) { return !entry.partPath.empty() || !entry.oldPartPath.empty(); }
 
-// What is left of a deleted download once its part files are gone.
-JournalEntry WithoutParts(const JournalEntry& gone) {
-  JournalEntry left;
-  left.key = gone.key;
-  left.id = gone.id;
-  left.state = JournalState::Gone;
-  return left;
+bool NameSameParts(const JournalEntry& a, const JournalEntry& b) {
+  return a.partPath == b.partPath && a.part == b.part && a.oldPartPath == b.oldPartPath && a.oldPart == b.oldPart;
+}
+
+// A deletion that leaves no part files.
+std::string GoneLine(const JournalKey& key, std::uint64_t id = 0) {
+  JournalEntry gone;
+  gone.key = key;
+  gone.id = id;
+  gone.state = JournalState::Gone;
+  return JournalLine(gone);
 }
 
 std::set<std::uint64_t> IdsOfDeleted(const std::vector<JournalEntry>& entries) {
@@ -208,7 +210,7 @@ void Journal::Open() {
   const std::string whole = WholeJournal(reading.entries, nextId_);
   for (JournalEntry& entry : reading.entries) {
     if (entry.state == JournalState::Gone) {
-      gone_.push_back(std::move(entry));
+      KeepGone(entry);
     } else {
       Keep(entry);
       reported_->onDisk.insert(entry.key);
@@ -288,11 +290,8 @@ void Journal::Remove(const JournalKey& key, Done done) {
 }
 
 void Journal::Drop(const JournalKey& key) {
-  JournalEntry dropped;
-  dropped.key = key;
-  if (!Forget(dropped.key)) return;
-  dropped.state = JournalState::Gone;
-  Append(JournalLine(dropped), {});
+  const std::string line = GoneLine(key);  // first: the key may be that of the entry itself
+  if (Forget(key)) Append(line, {});
 }
 
 // Its line is as that of a deleted download, whose address is the path.
@@ -315,28 +314,26 @@ bool Journal::NeedsPart(const std::string& path) const {
 }
 
 void Journal::DeleteLeft() {
-  for (JournalEntry& gone : gone_) {
+  for (auto& [key, gone] : gone_) {
     if (NeedsPart(gone.partPath)) gone.partPath.clear();
     if (NeedsPart(gone.oldPartPath)) gone.oldPartPath.clear();
   }
-  std::erase_if(gone_, [](const JournalEntry& gone) { return !NamesPart(gone); });
-  for (const JournalEntry& gone : gone_) DeleteParts(gone);
+  std::erase_if(gone_, [](const auto& kept) { return !NamesPart(kept.second); });
+  for (const auto& [key, gone] : gone_) DeleteParts(gone);
 }
 
 void Journal::DeleteParts(const JournalEntry& gone) {
   if (!NamesPart(gone)) return;
   const auto folders = std::make_shared<std::vector<std::string>>();
   Background::Work work = [gone, folders, files = &platform_.files, downloads = platform_.downloadFiles] {
-    bool areGone = true;
     const auto remove = [&](const std::string& part, const FileIdentity& identity) {
       if (part.empty()) return;
-      bool isGone = false;
-      Skip([&] { isGone = DeletePart(*files, *downloads, part, identity); });
-      areGone = areGone && isGone;
-      folders->push_back(ExistingFolderOf(*downloads, FolderOf(part)));
+      std::string& folder = folders->emplace_back();
+      Skip([&] { folder = DeletePart(*files, *downloads, part, identity); });
     };
     remove(gone.oldPartPath, gone.oldPart);
     remove(gone.partPath, gone.part);
+    const bool areGone = std::find(folders->begin(), folders->end(), "") == folders->end();
     if (!areGone) throw Failure(FailureNumber::File, gone.partPath);
   };
   const std::weak_ptr<char> alive = alive_;
@@ -351,8 +348,10 @@ void Journal::DeleteParts(const JournalEntry& gone) {
 // A later start would take another file for one of them that has got its name and its number. Not before they are gone
 // for good: a power cut may undo a deletion.
 void Journal::ForgetParts(const JournalEntry& gone) {
-  const bool isLatest = std::erase(gone_, gone) > 0 && !entries_.contains(gone.key);
-  if (isLatest) Append(JournalLine(WithoutParts(gone)), {});
+  const auto kept = gone_.find(gone.key);
+  if (kept == gone_.end() || !NameSameParts(kept->second, gone)) return;
+  gone_.erase(kept);
+  if (!entries_.contains(gone.key)) Append(GoneLine(gone.key, gone.id), {});
 }
 
 // A work may have written the first of these lines: a line that is there twice does no harm. From now on it writes
@@ -366,6 +365,7 @@ void Journal::Finish() {
   std::string whole;
   if (reported_->lacksLine) whole = Whole();
   if (!whole.empty() && Skip([&] { platform_.downloadFiles->Replace(store_->path, whole); })) return;
+  if (!whole.empty()) Skip([&] { whole.insert(0, MissingDeletions()); });
   Skip([&] {
     const std::unique_ptr<DownloadFile> file = platform_.downloadFiles->OpenJournal(store_->path);
     // The folder may take no new file, and a full disk may have room for the first of these alone.
@@ -378,15 +378,23 @@ void Journal::Finish() {
 }
 
 std::string Journal::Whole() const {
-  std::vector<JournalEntry> lines = gone_;
+  std::vector<JournalEntry> lines;
+  for (const auto& [key, gone] : gone_) lines.push_back(gone);
   for (const auto& [key, entry] : entries_) lines.push_back(entry);
   return WholeJournal(lines, nextId_);
 }
 
+// A whole journal says that something is gone by its silence, which says nothing after the lines of the file.
+std::string Journal::MissingDeletions() const {
+  std::string lines;
+  for (const JournalEntry& entry : ReadJournal(ReadWholeFile(platform_.files, store_->path, kLongest)).entries) {
+    if (!entries_.contains(entry.key)) lines += GoneLine(entry.key);
+  }
+  return lines;
+}
+
 void Journal::KeepGone(const JournalEntry& gone) {
-  if (!NamesPart(gone)) return;
-  std::erase_if(gone_, [&](const JournalEntry& kept) { return kept.key == gone.key; });
-  gone_.push_back(gone);
+  if (NamesPart(gone)) gone_.insert_or_assign(gone.key, gone);
 }
 
 void Journal::Append(std::string line, Done done, Place place) {

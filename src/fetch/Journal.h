@@ -75,14 +75,15 @@ class Journal {
   void ForgetParts(const JournalEntry& gone);
   bool NeedsPart(const std::string& path) const;
   std::string Whole() const;
+  std::string MissingDeletions() const;
 
   const Platform& platform_;
   const std::shared_ptr<Store> store_;
   const std::shared_ptr<Reported> reported_;
   DiskTurns& turns_;
   std::map<JournalKey, JournalEntry> entries_;
-  std::set<JournalKey> claiming_;   // entries whose paths are claimed
-  std::vector<JournalEntry> gone_;  // whose part files may be there: a new journal names them too
+  std::set<JournalKey> claiming_;            // entries whose paths are claimed
+  std::map<JournalKey, JournalEntry> gone_;  // whose part files may be there: a new journal names them too
   const std::shared_ptr<char> alive_ = std::make_shared<char>();  // deletions may end after the journal
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten

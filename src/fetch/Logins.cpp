@@ -45,13 +45,13 @@ Login Logins::GivenFor(const LoginWish& wish) const {
 }
 
 void Logins::Give(const LoginWish& asked, const Login& login, bool remember) {
-  const auto& [place, named] = asked;
+  const LoginPlace& place = asked.first;
   given_[asked] = given_[{place, login.user}] = login;
   given_.try_emplace({place, {}}, login);
   std::erase_if(toRemember_, [&](const auto& one) { return one.first == place && one.second.user == login.user; });
   if (remember) toRemember_.emplace_back(place, login);
   std::vector<std::function<void()>> calls;
-  for (const std::string& user : std::set<std::string>{named, login.user, {}}) {
+  for (const std::string& user : std::set<std::string>{asked.second, login.user, {}}) {
     const auto [first, last] = waiting_.equal_range({place, user});
     for (auto waiting = first; waiting != last; ++waiting) calls.push_back(std::move(waiting->second));
     waiting_.erase(first, last);

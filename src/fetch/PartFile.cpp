@@ -93,19 +93,18 @@ void PartFile::Flush(std::int64_t length, bool exactly, Done done) {
   });
 }
 
-bool DeletePart(Files& files, const DownloadFiles& downloads, const std::string& path, const FileIdentity& identity) {
+std::string DeletePart(Files& files, const DownloadFiles& downloads, const std::string& path,
+                       const FileIdentity& identity) {
+  const std::string folder = FolderOf(path);
   const std::optional<FileState> found = downloads.StateOf(path);
   if (found && found->identity.inode == identity.inode) files.Delete(path);
-  if (found) return true;
-  const std::string there = ExistingFolderOf(downloads, FolderOf(path));
-  return !there.empty() && downloads.DiskOf(there) == identity.device;
-}
-
-void DeletePartFile(const Platform& platform, const std::string& path, const FileIdentity& identity) {
-  if (path.empty()) return;
-  platform.background.Run([downloads = platform.downloadFiles, files = &platform.files, path,
-                           identity] { (void)DeletePart(*files, *downloads, path, identity); },
-                          [](const std::exception_ptr&) {});
+  if (found) return folder;
+  const std::string there = ExistingFolderOf(downloads, folder);
+  if (there.empty()) return {};
+  // The number of its disk may have changed. A folder that waits for its disk is empty.
+  const bool isMounted =
+      downloads.DiskOf(there) == identity.device || (there == folder && !files.FilesIn(folder).empty());
+  return isMounted ? there : std::string();
 }
 
 }  // namespace pellora

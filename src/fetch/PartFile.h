@@ -65,10 +65,9 @@ class PartFile {
   const FileIdentity identity_;
 };
 
-// Deletes the part file of a download that is over: `path` if it still leads to that inode. False if it may come back:
-// its disk is not mounted. May wait for the disk; Failure(File).
-bool DeletePart(Files& files, const DownloadFiles& downloads, const std::string& path, const FileIdentity& identity);
-// The same in the background.
-void DeletePartFile(const Platform& platform, const std::string& path, const FileIdentity& identity);
+// Deletes the part file of a download that is over: `path` if it still leads to that inode. The folder whose flush
+// makes that last; empty if the file may come back: its disk may not be mounted. May wait for the disk; Failure(File).
+std::string DeletePart(Files& files, const DownloadFiles& downloads, const std::string& path,
+                       const FileIdentity& identity);
 
 }  // namespace pellora

@@ -18,7 +18,6 @@
 #include "core/WebAddress.h"
 #include "core/WebTexts.h"
 #include "fetch/Extraction.h"
-#include "fetch/PartFile.h"
 #include "fetch/SelectionFiles.h"
 #include "fetch/WebServices.h"
 #include "ports/Background.h"
@@ -259,8 +258,8 @@ void MergeChangedAddresses(Journal& journal, const std::map<JournalKey, int>& li
 
 // What a kill kept from being written, or from being deleted.
 void PutFinished(const Platform& platform, Journal& journal, JournalEntry entry) {
-  DeletePartFile(platform, entry.oldPartPath, entry.oldPart);
-  if (!entry.selection.empty()) DeletePartFile(platform, entry.partPath, entry.part);
+  journal.Discard(entry.oldPartPath, entry.oldPart);
+  if (!entry.selection.empty()) journal.Discard(entry.partPath, entry.part);
   DeleteSelection(platform, journal, std::exchange(entry.selection, {}));
   entry.state = JournalState::Finished;
   entry.partPath.clear();

@@ -134,11 +134,14 @@ std::set<std::string> HashedIn(const std::string& folder) {
 }
 
 // Those of the folder that have the subjects of others. Where OpenSSL has one with a subject already, from a file, it
-// looks for none in a folder; but that one may have expired, or have another key.
+// looks for none in a folder; but that one may have expired, or have another key. Not damaged ones, for which it would
+// refuse all.
 std::string NamesakesIn(const std::string& folder, const std::string& others) {
   std::string namesakes;
   for (const std::string& hash : HashesOfSubjects(others)) {
-    for (const std::string& file : FilesUnder(folder, hash)) namesakes.append(1, '\n').append(file);
+    for (const std::string& file : FilesUnder(folder, hash)) {
+      if (!HashesOfSubjects(file).empty()) namesakes.append(1, '\n').append(file);
+    }
   }
   return namesakes;
 }

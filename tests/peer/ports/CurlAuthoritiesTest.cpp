@@ -122,6 +122,14 @@ TEST_F(CurlAuthorities, OfTheUsersHideNoneInAFolderWithoutTheSystemsFile) {
   EXPECT_FALSE(IsTrusted(Of("second")));
 }
 
+// OpenSSL overlooks it in a folder, but in no file.
+TEST_F(CurlAuthorities, OfTheUsersAreReadAlsoWhereOneOfTheSystemsWithTheirHashIsDamaged) {
+  Put(system.file, Of("first"));
+  PutIntoFolder("first");
+  Put(HashedName() + ".1", "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n");
+  EXPECT_TRUE(IsTrusted(Of("second"))) << reason;
+}
+
 TEST_F(CurlAuthorities, WithOneSubjectAreAllFoundInAFolder) {
   Put(system.file, Of("second") + Of("first"));
   PutIntoFolder("second");

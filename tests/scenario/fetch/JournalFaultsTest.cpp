@@ -278,6 +278,17 @@ TEST_F(JournalFaults, LineThatIsMissingComesAtTheEndAlsoWhereNoNewFileCanBeMade)
   EXPECT_TRUE(Written().contains("https://o.example/b.bin"));
 }
 
+// Nothing else says that it is deleted.
+TEST_F(JournalFaults, DeletionWhoseLineIsMissingComesAtTheEndAlsoWhereNoNewFileCanBeMade) {
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Write);
+  sim.Do([&] { journal.Remove(EntryOf("a.bin", 1).key); });
+  sim.RunFor(1000);
+  FailOnce(DiskCall::Replace);
+  sim.Do([&] { journal.Finish(); });
+  EXPECT_EQ(Written()["https://o.example/a.bin"], JournalState::Gone);
+}
+
 // Its line names the part file no more.
 TEST_F(JournalFaults, OneRewrittenNamesNoPartFileThatIsDeleted) {
   OpenAndRemoveOneWithAPart(kPart);
@@ -316,6 +327,19 @@ TEST_F(JournalFaults, PartFileOnADiskThatIsNotMountedIsDeletedOnceItIs) {
   sim.RunFor(1000);
   EXPECT_FALSE(sim.disk().Has(kOnStick));
   EXPECT_EQ(PartOfA(), "");
+}
+
+// Many file systems are given another with each start of the machine. A folder that waits for its disk is empty.
+TEST_F(JournalFaults, PartFileThatIsMissingAmongOthersIsForgottenAlsoIfTheNumberOfItsDiskHasChanged) {
+  sim.disk().Put("/home/u/dl/other.bin", std::string("other"));
+  OpenAndRemoveOneWithAPart("/home/u/dl/missing.bin.part");
+  EXPECT_EQ(PartOfA(), "");
+}
+
+TEST_F(JournalFaults, PartFileIsNamedWhileItsFolderWaitsForItsDisk) {
+  sim.disk().MakeFolder("/mnt/stick");
+  OpenAndRemoveOneWithAPart("/mnt/stick/a.bin.part");
+  EXPECT_EQ(PartOfA(), "/mnt/stick/a.bin.part");
 }
 
 TEST_F(JournalFaults, PartFileWhoseFolderTheUserHasDeletedIsForgotten) {

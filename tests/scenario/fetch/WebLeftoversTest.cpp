@@ -274,6 +274,26 @@ TEST(WebLeftovers, KillBetweenTheNameAndTheOldPartFileLeavesNoPartFile) {
   EXPECT_EQ(next.rig.InFolder(), std::vector<std::string>{"a.bin"});
 }
 
+TEST(WebLeftovers, PowerCutAfterTheStartThatDeletesTheOldPartFileLeavesNone) {
+  for (std::uint64_t seed = 0; seed < 20; ++seed) {
+    Session first;
+    first.Serve(1, 3'000'000);
+    ASSERT_NO_FATAL_FAILURE(FetchAndBeginAnew(first));
+    ASSERT_TRUE(first.rig.sim.RunUntil([&] { return first.rig.sim.disk().Has(kOutput); }));
+    first.rig.sim.disk().CutNow();
+
+    Session next(first.rig.sim.disk().TakeState());
+    next.rig.Load();
+    next.rig.sim.RunFor(1000);
+    next.rig.sim.disk().PowerCut(seed);
+
+    Session last(next.rig.sim.disk().TakeState());
+    last.rig.Load();
+    last.rig.sim.RunFor(1000);
+    EXPECT_EQ(last.rig.InFolder(), std::vector<std::string>{"a.bin"}) << seed;
+  }
+}
+
 TEST(WebLeftovers, DifferenceFoundAfterTheLastByteIsAskedAbout) {
   Session run({}, {.wire = {.bytesPerSecond = 200'000}, .ignoreRange = true});
   run.Serve(1, 200'000);

@@ -469,6 +469,36 @@ TEST_F(ListElsewhere, BeginsWithItsOwnJournalIfThereIsOne) {
   EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "newer");
 }
 
+TEST_F(ListElsewhere, BeginsWithItsOwnJournalIfThatOnlySeemsMissing) {
+  Put(List());
+  disk.Put("/prog/Pellora.fetch", "older");
+  disk.Put("/data/Pellora.fetch", "newer");
+  disk.FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Exists && path == "/data/Pellora.fetch"; });
+  AdoptList(program);
+  EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "newer");
+}
+
+TEST_F(ListElsewhere, IsNotReplacedIfItOnlySeemsMissing) {
+  Put(List());
+  disk.Put("/data/Pellora.dat", test::EncodedList({DownloadRecord{}}));
+  disk.FailWhere(
+      [](DiskCall call, const std::string& path) { return call == DiskCall::Exists && path == "/data/Pellora.dat"; });
+  AdoptList(program);
+  EXPECT_EQ(disk.Get("/data/Pellora.dat").size(), 98U);
+}
+
+// A kill has left it, as it has left an empty list.
+TEST_F(ListElsewhere, BeginsWithTheJournalBesideTheProgramIfItsOwnIsEmpty) {
+  Put(List());
+  disk.Put("/prog/Pellora.fetch", "journal");
+  disk.Put("/data/Pellora.dat", "");
+  disk.Put("/data/Pellora.fetch", "");
+  AdoptList(program);
+  EXPECT_EQ(disk.Get("/data/Pellora.dat"), List());
+  EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "journal");
+}
+
 TEST_F(ListElsewhere, IsLeftMissingByAnUnfinishedCopySoThatTheNextStartRepeatsIt) {
   Put(List());
   disk.Put("/prog/Pellora.fetch", "journal");
