@@ -136,6 +136,7 @@ class Journal::Line final : public DiskStep {
     }
     lost_ = store_->lost;
   }
+  bool HasWhole() const { return !whole_.empty(); }
   bool Rewritten() const { return rewritten_; }
   // A line, this one or an earlier one, comes with no later one.
   bool Lost() const { return lost_; }
@@ -169,6 +170,7 @@ void Journal::Store::Flushed(const Line& line) {
 struct Journal::Reported {
   // A line could not be written: the next one or Finish rewrites the whole, or a deleted download would come back.
   bool lacksLine = false;
+  int rewriting = 0;                // pending lines that come with the whole
   bool lost = false;                // and comes with no other line
   std::deque<std::string> pending;  // lines whose works are not over
   std::set<JournalKey> onDisk;
@@ -176,6 +178,7 @@ struct Journal::Reported {
 
   void Over(bool written, const Line& line) {
     pending.pop_front();
+    rewriting -= line.HasWhole() ? 1 : 0;
     if (!written || line.Rewritten()) lacksLine = !written;
     lost = !line.Rewritten() && (lost || line.Lost());
     if (written && !lost) onDisk.merge(std::exchange(late, {}));
@@ -404,9 +407,11 @@ void Journal::Append(std::string line, Done done, Place place) {
   }
   appended_ += line.size();
   std::string whole;
-  if (appended_ > kRewriteAbove || reported_->lacksLine) {
+  // One at a time: a whole may be long, and lines many.
+  if (appended_ > kRewriteAbove || (reported_->lacksLine && reported_->rewriting == 0)) {
     whole = Whole();
     appended_ = 0;
+    ++reported_->rewriting;
   }
   reported_->pending.push_back(line);
   const auto step = std::make_shared<Line>(store_, std::move(line), std::move(whole));

@@ -98,6 +98,34 @@ TEST_F(JournalFaults, LineThatCannotBeWrittenComesWithTheNext) {
   EXPECT_EQ(Written()["https://o.example/b.bin"], JournalState::Gone);  // in their order
 }
 
+// Each whole takes as long and as much memory as all downloads together, and those of a sweep come in one event.
+TEST_F(JournalFaults, ManyLinesAfterOneThatCouldNotBeWrittenRewriteItOnce) {
+  constexpr std::uint64_t kMany = 100;
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Write);
+  sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
+  sim.RunFor(1000);
+  int rewrites = 0;
+  sim.disk().FailWhere(
+      [&](DiskCall call, const std::string&) {
+        rewrites += call == DiskCall::Replace ? 1 : 0;
+        return call == DiskCall::Replace || call == DiskCall::Write;
+      },
+      1, true);
+  const auto putMany = [&](std::uint64_t from) {
+    sim.Do([&] {
+      for (std::uint64_t id = from; id < from + kMany; ++id) journal.Put(EntryOf(std::to_string(id), id));
+    });
+    sim.RunFor(1000);
+  };
+  putMany(3);
+  EXPECT_EQ(rewrites, 1);
+  EXPECT_EQ(Written().size(), 1U);
+  sim.disk().NoFaults();
+  putMany(3 + kMany);
+  EXPECT_EQ(Written().size(), 2 + 2 * kMany);
+}
+
 // More lines than are kept for the next one: only a rewritten journal has them.
 TEST_F(JournalFaults, LineThatIsNotKeptForTheNextIsNotTakenForOneOnTheDisk) {
   JournalEntry late = EntryOf("late.bin", 2);
