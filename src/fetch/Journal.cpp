@@ -365,14 +365,17 @@ void Journal::Finish() {
   store_->finished = true;
   std::string pending;
   for (const std::string& line : reported_->pending) pending += line;
+  std::string deletions;
   std::string whole;
-  if (reported_->lacksLine) whole = Whole();
-  if (!whole.empty() && Skip([&] { platform_.downloadFiles->Replace(store_->path, whole); })) return;
-  if (!whole.empty()) Skip([&] { whole.insert(0, MissingDeletions()); });
+  if (reported_->lacksLine) {
+    whole = Whole();
+    if (Skip([&] { platform_.downloadFiles->Replace(store_->path, whole); })) return;
+    Skip([&] { deletions = MissingDeletions(); });
+  }
   Skip([&] {
     const std::unique_ptr<DownloadFile> file = platform_.downloadFiles->OpenJournal(store_->path);
     // The folder may take no new file, and a full disk may have room for the first of these alone.
-    for (const std::string& lines : {pending, whole}) {
+    for (const std::string& lines : {pending, deletions, whole}) {
       const std::uint64_t before = file->Length();
       if (Skip([&] { file->WriteAt(before, lines); })) continue;
       file->SetLength(before);  // the first line alone may be older than what a work has written
@@ -391,7 +394,9 @@ std::string Journal::Whole() const {
 std::string Journal::MissingDeletions() const {
   std::string lines;
   for (const JournalEntry& entry : ReadJournal(ReadWholeFile(platform_.files, store_->path, kLongest)).entries) {
-    if (!entries_.contains(entry.key)) lines += GoneLine(entry.key);
+    if (entry.state == JournalState::Gone || entries_.contains(entry.key)) continue;
+    const auto named = gone_.find(entry.key);
+    lines += named == gone_.end() ? GoneLine(entry.key) : JournalLine(named->second);
   }
   return lines;
 }

@@ -86,16 +86,6 @@ std::set<std::string> HashesIn(const std::string& folder) {
   return hashes;
 }
 
-// The files that share a hash. OpenSSL counts from 0 to the first that is not there or has no certificate.
-std::vector<std::string> FilesUnder(const std::string& folder, const std::string& hash) {
-  std::vector<std::string> files;
-  for (;;) {
-    std::optional<std::string> bytes = BytesOf(folder + "/" + hash + "." + std::to_string(files.size()));
-    if (!bytes || CertificatesIn(*bytes).empty()) return files;
-    files.push_back(*std::move(bytes));
-  }
-}
-
 std::string HashOfSubject(const X509& certificate) {
   std::array<char, kHashDigits + 1> digits{};
   const unsigned long hash = X509_NAME_hash_ex(X509_get_subject_name(&certificate), nullptr, nullptr, nullptr);
@@ -115,6 +105,18 @@ std::set<std::string> HashesOfSubjects(const std::string& bytes) {
   }
   sk_X509_INFO_pop_free(read, &X509_INFO_free);
   return hashes;
+}
+
+// The files that share a hash. OpenSSL counts from 0 to the first that is not there, or has no certificate that it can
+// read. The last of these may be such a one: to read all would take long.
+std::vector<std::string> FilesUnder(const std::string& folder, const std::string& hash) {
+  std::vector<std::string> files;
+  for (;;) {
+    std::optional<std::string> bytes = BytesOf(folder + "/" + hash + "." + std::to_string(files.size()));
+    if (!bytes || CertificatesIn(*bytes).empty()) return files;
+    if (!files.empty() && HashesOfSubjects(files.back()).empty()) return files;
+    files.push_back(*std::move(bytes));
+  }
 }
 
 // That can be found there: of a file with several OpenSSL looks for one. Names from before its version 1.0 lead to

@@ -28,6 +28,7 @@ authorityKeyIdentifier=keyid
 basicConstraints=critical,CA:TRUE
 subjectKeyIdentifier=hash
 )";
+constexpr const char* kDamaged = "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n";
 constexpr const char* kPast = "20010101000000Z";
 constexpr const char* kFuture = "20800101000000Z";
 
@@ -126,7 +127,7 @@ TEST_F(CurlAuthorities, OfTheUsersHideNoneInAFolderWithoutTheSystemsFile) {
 TEST_F(CurlAuthorities, OfTheUsersAreReadAlsoWhereOneOfTheSystemsWithTheirHashIsDamaged) {
   Put(system.file, Of("first"));
   PutIntoFolder("first");
-  Put(HashedName() + ".1", "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n");
+  Put(HashedName() + ".1", kDamaged);
   EXPECT_TRUE(IsTrusted(Of("second"))) << reason;
 }
 
@@ -149,6 +150,9 @@ TEST_F(CurlAuthorities, AreReadFromTheirFileIfTheFolderLacksTheNumberBefore) {
   ASSERT_EQ(unlink((hashed + ".0").c_str()), 0);
   Put(hashed + ".0", "no certificate\n");
   EXPECT_TRUE(IsTrusted()) << "no certificate: " << reason;
+  ASSERT_EQ(unlink((hashed + ".0").c_str()), 0);
+  Put(hashed + ".0", kDamaged);
+  EXPECT_TRUE(IsTrusted()) << "a damaged one: " << reason;
 }
 
 TEST_F(CurlAuthorities, AreReadFromTheirFileIfTheFolderHasNamesOfOldHashesAlone) {

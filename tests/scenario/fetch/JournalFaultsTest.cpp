@@ -317,6 +317,23 @@ TEST_F(JournalFaults, DeletionWhoseLineIsMissingComesAtTheEndAlsoWhereNoNewFileC
   EXPECT_EQ(Written()["https://o.example/a.bin"], JournalState::Gone);
 }
 
+TEST_F(JournalFaults, DeletionWhoseLineIsMissingComesAtTheEndAlsoWhereTheWholeHasNoRoom) {
+  JournalEntry gone = EntryOf("a.bin", 1);
+  gone.partPath = kPart;
+  sim.disk().Put(kJournal, JournalLine(gone) + JournalLine(EntryOf("b.bin", 2)) + JournalLine(EntryOf("c.bin", 3)));
+  sim.Do([&] { journal.Open(); });
+  FailOnce(DiskCall::Write);
+  sim.Do([&] { journal.Remove(gone.key); });
+  sim.RunFor(1000);
+  ASSERT_EQ(Written()["https://o.example/a.bin"], JournalState::Paused);
+  FailOnce(DiskCall::Replace);
+  gone.state = JournalState::Gone;
+  sim.disk().SetCapacity(sim.disk().Used() + JournalLine(gone).size() + 5);
+  sim.Do([&] { journal.Finish(); });
+  EXPECT_EQ(Written()["https://o.example/a.bin"], JournalState::Gone);
+  EXPECT_EQ(PartOfA(), kPart);
+}
+
 // Its line names the part file no more.
 TEST_F(JournalFaults, OneRewrittenNamesNoPartFileThatIsDeleted) {
   OpenAndRemoveOneWithAPart(kPart);
