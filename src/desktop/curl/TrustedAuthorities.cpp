@@ -32,8 +32,9 @@ namespace {
 // What libcurl refuses at once, while it would wait for the writer of a pipe.
 const AuthorityPaths kNoAuthorities{"/dev/null", {}, {}};
 
-// So many take less than a millisecond.
+// So many, of so many bytes, take less than a millisecond.
 constexpr std::size_t kFew = 8;
+constexpr std::size_t kShort = std::size_t{64} << 10;
 
 std::optional<std::string> BytesOf(const std::string& path) {
   std::optional<std::string> bytes;
@@ -202,7 +203,8 @@ AuthorityPaths TrustedAuthorities::Make(const std::string& extra, bool folderHas
   std::optional<std::string> bytes = BytesOf(extra);
   if (!bytes) return kNoAuthorities;
   const std::size_t count = CertificatesIn(*bytes).size();
-  const bool usesFolder = folderHasAll && count > 0 && (count <= kFew || !IsThere(system_.file));
+  const bool isShort = count <= kFew && bytes->size() <= kShort;
+  const bool usesFolder = folderHasAll && count > 0 && (isShort || !IsThere(system_.file));
   if (usesFolder) {
     *bytes += NamesakesIn(system_.folder, *bytes);
   } else if (IsThere(system_.file)) {

@@ -6,6 +6,7 @@
 #include "async/EventGate.h"
 #include "desktop/QtEventLoop.h"
 #include "desktop/curl/CurlFetcher.h"
+#include "desktop/curl/TrustedAuthorities.h"
 
 namespace pellora {
 namespace {
@@ -167,6 +168,18 @@ TEST_F(CurlAuthorities, OfTheUsersAreNotTakenForAllWhereTheSystemsCannotBeRead) 
   Put(system.file, std::string(std::size_t{17} << 20, '\n') + Of("first"));  // it is too long
   EXPECT_FALSE(IsTrusted(Of("second")));
   EXPECT_EQ(reason, "the file of trusted authorities cannot be read");
+}
+
+// It would be read for each connection.
+TEST_F(CurlAuthorities, OfTheUsersInALongFileAreJoinedWithTheSystems) {
+  Put(system.file, Of("first"));
+  PutIntoFolder("first");
+  const std::string extra = folder.Path("extra.pem");
+  TrustedAuthorities authorities(system);
+  Put(extra, Of("second"));
+  EXPECT_EQ(authorities.With(extra).folder, system.folder);
+  Put(extra, Of("second") + std::string(std::size_t{100} << 10, '\n'));
+  EXPECT_EQ(authorities.With(extra).folder, "");
 }
 
 // OpenSSL overlooks the blanks.
