@@ -111,9 +111,10 @@ std::set<std::string> HashesOfSubjects(const std::string& bytes) {
 // The files that share a hash. OpenSSL counts from 0 to the first that is not there, or has no certificate that it can
 // read. The last of these may be such a one: to read all would take long.
 std::vector<std::string> FilesUnder(const std::string& folder, const std::string& hash) {
+  const std::string start = std::string(folder).append("/").append(hash).append(".");
   std::vector<std::string> files;
   for (;;) {
-    std::optional<std::string> bytes = BytesOf(folder + "/" + hash + "." + std::to_string(files.size()));
+    std::optional<std::string> bytes = BytesOf(start + std::to_string(files.size()));
     if (!bytes || CertificatesIn(*bytes).empty()) return files;
     if (!files.empty() && HashesOfSubjects(files.back()).empty()) return files;
     files.push_back(*std::move(bytes));
@@ -200,21 +201,22 @@ AuthorityPaths TrustedAuthorities::With(const std::string& extra) {
 }
 
 AuthorityPaths TrustedAuthorities::Make(const std::string& extra, bool folderHasAll) const {
-  std::optional<std::string> bytes = BytesOf(extra);
+  const std::optional<std::string> bytes = BytesOf(extra);
   if (!bytes) return kNoAuthorities;
   const std::size_t count = CertificatesIn(*bytes).size();
   const bool isShort = count <= kFew && bytes->size() <= kShort;
   const bool usesFolder = folderHasAll && count > 0 && (isShort || !IsThere(system_.file));
+  std::string all = *bytes;
   if (usesFolder) {
-    *bytes += NamesakesIn(system_.folder, *bytes);
+    all += NamesakesIn(system_.folder, *bytes);
   } else if (IsThere(system_.file)) {
     const std::optional<std::string> systems = BytesOf(system_.file);
     if (!systems) return kNoAuthorities;  // rather than a refusal of most certificates
-    *bytes = *systems + '\n' + *bytes;
+    all.append(1, '\n').append(*systems);
   }
   auto opened = std::make_shared<const Descriptor>(memfd_create("certificates", MFD_CLOEXEC));
   const int fd = opened->Number();
-  if (fd < 0 || write(fd, bytes->data(), bytes->size()) != static_cast<ssize_t>(bytes->size())) return kNoAuthorities;
+  if (fd < 0 || write(fd, all.data(), all.size()) != static_cast<ssize_t>(all.size())) return kNoAuthorities;
   return {"/proc/self/fd/" + std::to_string(fd), usesFolder ? system_.folder : std::string(), std::move(opened)};
 }
 
