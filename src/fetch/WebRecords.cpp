@@ -80,7 +80,7 @@ int AddRecordOf(Program& program, const JournalEntry& entry) {
     program.ResizeDownloads(static_cast<std::int16_t>(program.DownloadCount + 1));
     index = program.DownloadCount;
   } else {
-    index = FreeSlot(program);  // thousands of these would hold the user up
+    index = FreeSlot(program);  // only then, since it looks at the whole list each time
   }
   if (index != 0) program.Download(index) = RecordOf(entry);
   return index;

@@ -260,12 +260,17 @@ TEST(WebLeftovers, FormerPartFileThatIsNotDeletedGoesAtTheNextStart) {
   ExpectPartGoneAtTheNextStart(first);
 }
 
+// The new file has its name, and the old part file is still there.
+void KillBeforeTheOldPartFileIsDeleted(Session& run) {
+  run.Serve(1, 3'000'000);
+  ASSERT_NO_FATAL_FAILURE(FetchAndBeginAnew(run));
+  ASSERT_TRUE(run.rig.sim.RunUntil([&] { return run.rig.sim.disk().Has(kOutput); }));
+  run.rig.sim.disk().CutNow();
+}
+
 TEST(WebLeftovers, KillBetweenTheNameAndTheOldPartFileLeavesNoPartFile) {
   Session first;
-  first.Serve(1, 3'000'000);
-  ASSERT_NO_FATAL_FAILURE(FetchAndBeginAnew(first));
-  ASSERT_TRUE(first.rig.sim.RunUntil([&] { return first.rig.sim.disk().Has(kOutput); }));
-  first.rig.sim.disk().CutNow();
+  ASSERT_NO_FATAL_FAILURE(KillBeforeTheOldPartFileIsDeleted(first));
 
   Session next(first.rig.sim.disk().TakeState());
   next.rig.Load();
@@ -277,10 +282,7 @@ TEST(WebLeftovers, KillBetweenTheNameAndTheOldPartFileLeavesNoPartFile) {
 TEST(WebLeftovers, PowerCutAfterTheStartThatDeletesTheOldPartFileLeavesNone) {
   for (std::uint64_t seed = 0; seed < 20; ++seed) {
     Session first;
-    first.Serve(1, 3'000'000);
-    ASSERT_NO_FATAL_FAILURE(FetchAndBeginAnew(first));
-    ASSERT_TRUE(first.rig.sim.RunUntil([&] { return first.rig.sim.disk().Has(kOutput); }));
-    first.rig.sim.disk().CutNow();
+    ASSERT_NO_FATAL_FAILURE(KillBeforeTheOldPartFileIsDeleted(first));
 
     Session next(first.rig.sim.disk().TakeState());
     next.rig.Load();

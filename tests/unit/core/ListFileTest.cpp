@@ -473,8 +473,7 @@ TEST_F(ListElsewhere, BeginsWithItsOwnJournalIfThatOnlySeemsMissing) {
   Put(List());
   disk.Put("/prog/Pellora.fetch", "older");
   disk.Put("/data/Pellora.fetch", "newer");
-  disk.FailWhere(
-      [](DiskCall call, const std::string& path) { return call == DiskCall::Exists && path == "/data/Pellora.fetch"; });
+  FailEvery(DiskCall::Exists, "/data/Pellora.fetch");
   AdoptList(program);
   EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "newer");
 }
@@ -482,8 +481,7 @@ TEST_F(ListElsewhere, BeginsWithItsOwnJournalIfThatOnlySeemsMissing) {
 TEST_F(ListElsewhere, IsNotReplacedIfItOnlySeemsMissing) {
   Put(List());
   disk.Put("/data/Pellora.dat", test::EncodedList({DownloadRecord{}}));
-  disk.FailWhere(
-      [](DiskCall call, const std::string& path) { return call == DiskCall::Exists && path == "/data/Pellora.dat"; });
+  FailEvery(DiskCall::Exists, "/data/Pellora.dat");
   AdoptList(program);
   EXPECT_EQ(disk.Get("/data/Pellora.dat").size(), 98U);
 }
