@@ -3,6 +3,7 @@
 while running. Once a minute its memory, descriptors, threads, windows and processor time are recorded.
 
     soak.py [--minutes N] [--records N] [--table FILE]
+    soak.py --web                                       the web engine fetches all but ftp, half of it by https
     soak.py --judge FILE                                judges the table of an interrupted or running soak
 
 It is flat if, after the first quarter of the time: the linear trend of the private memory rises by less than 2 MiB an
@@ -24,22 +25,28 @@ import harness
 import origin
 import screen
 import servers
+import webservers
 from harness import MAIN
 
 SIZES = (30000, 90000, 250000, 700000, 1600000)
 RATES = {"slow": 1500, "middle": 5000, "quick": 20000}
-LOCATION = r"location /%s/ { rewrite -(\d+\.bin)$ /$1 break; limit_rate %d; }"
+LOCATIONS = " ".join(r"location /%s/ { rewrite -(\d+\.bin)$ /$1 break; limit_rate %d; }" % pair for pair in RATES.items())
 
 
 class SlowNginx(servers.Nginx):
-    """Serves the same files repeatedly under new names, at three rates for each connection."""
-
-    rules = {"port": " ".join(LOCATION % pair for pair in RATES.items())}
+    """Serves the same files repeatedly under new names, at three rates for each connection: by http, and by https to
+    those who trust `authority`."""
 
     def __init__(self):
+        trust = webservers.Authority()
+        self.authority = trust.file
+        self.rules = {"clear": LOCATIONS, "secure": trust.lines() + LOCATIONS}
         super().__init__()
         for size in SIZES:
             self.put("%d.bin" % size, origin.content(size, seed=size))
+
+    def url(self, port, name):
+        return ("https" if port == self.secure else "http") + "://%s:%d/%s" % (self.address, port, name)
 
 
 def windows_of_client(display, window):
@@ -67,7 +74,7 @@ def measure_places():
 
 
 class Soak:
-    def __init__(self, records, seed):
+    def __init__(self, records, seed, web):
         self.random = random.Random(seed)
         self.records = records
         self.number = 0
@@ -79,7 +86,9 @@ class Soak:
         for size in SIZES:
             self.ftp.put("%d.bin" % size, origin.content(size, seed=size))
         self.digests = {size: origin.content_digest(size, seed=size) for size in SIZES}
-        self.session = harness.Session("soak", MaxSegments=4, MaxSimulDownlads=30)
+        self.ports = [self.nginx.clear, self.nginx.secure] if web else [self.nginx.clear]
+        settings = {"WebEngine": 2, "ExtraCertificates": self.nginx.authority} if web else {}
+        self.session = harness.Session("soak", MaxSegments=4, MaxSimulDownlads=30, **settings)
         self.session.start()
         self.main = self.session.window(MAIN)
         # Hides the windows of the transfers: fifty of them would cover the lists.
@@ -104,7 +113,7 @@ class Soak:
             os.link(os.path.join(self.ftp.files, "%d.bin" % size), os.path.join(self.ftp.files, name))
             url = self.ftp.url(name)
         else:
-            url = self.nginx.url(self.nginx.port, "%s/%d-%d.bin" % (
+            url = self.nginx.url(self.random.choice(self.ports), "%s/%d-%d.bin" % (
                 self.random.choice(list(RATES)), self.number, size))
         self.session.menu_url(url)
         self.counts["added"] += 1
@@ -216,6 +225,7 @@ def main():
     parser.add_argument("--minutes", type=float, default=120)
     parser.add_argument("--records", type=int, default=50)
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--web", action="store_true")
     parser.add_argument("--table", help="a file that the samples are written to as well")
     parser.add_argument("--judge", metavar="FILE")
     arguments = parser.parse_args()
@@ -234,7 +244,7 @@ def main():
         if table:
             print(line, file=table, flush=True)
 
-    soak = Soak(arguments.records, arguments.seed)
+    soak = Soak(arguments.records, arguments.seed, arguments.web)
     samples = []
     began = time.monotonic()
     every = min(60.0, arguments.minutes * 60 / 12)
