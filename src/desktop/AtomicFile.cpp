@@ -126,11 +126,12 @@ std::optional<std::string> ReadSmallFile(const std::string& path) {
   return ReadWholeFile(files, path, kMaxSize);
 }
 
-void ReplaceFile(const std::string& path, std::string_view content, unsigned mode) {
+void ReplaceFile(const std::string& path, std::string_view content, unsigned mode, FormerRights former) {
   CreatePrivateFolders(FolderOf(path));
   const std::string target = ResolveLinks(path);
   struct stat status {};
-  const mode_t rights = stat(target.c_str(), &status) == 0 ? status.st_mode & 07777 : static_cast<mode_t>(mode);
+  const bool keeps = former == FormerRights::Kept && stat(target.c_str(), &status) == 0;
+  const mode_t rights = keeps ? status.st_mode & 07777 : static_cast<mode_t>(mode);
   RemoveOrphanedDrafts(target);
   Draft draft(target);
   draft.Write(content);

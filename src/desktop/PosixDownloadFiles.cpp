@@ -97,7 +97,7 @@ void PosixDownloadFiles::Replace(const std::string& path, std::string_view bytes
   if (files_.LookAtPart(path) == PartName::Foreign) {
     throw Failure(FailureNumber::ForeignFile, path + ": a link, another user's, or with several names");
   }
-  ReplaceFile(path, bytes, kPrivateMode);
+  ReplaceFile(path, bytes, kPrivateMode, FormerRights::Dropped);  // as OpenJournal: the next one is to open it
 }
 
 std::optional<FileState> PosixDownloadFiles::StateOf(const std::string& path) const {

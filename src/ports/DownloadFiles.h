@@ -54,8 +54,8 @@ class DownloadFiles {
   virtual std::unique_ptr<DownloadFile> Adopt(const std::string& path, const FileIdentity& identity) = 0;
   // For the journal: created when missing, for the user alone, never emptied; Failure(ForeignFile) like a part.
   virtual std::unique_ptr<DownloadFile> OpenJournal(const std::string& path) = 0;
-  // The file now has these bytes and is on the disk, or it is as it was before. A new one, and missing folders, are
-  // made for the user alone.
+  // The file now has these bytes, is on the disk and for the user alone, or it is as it was before. Missing folders are
+  // made for the user alone too.
   virtual void Replace(const std::string& path, std::string_view bytes) = 0;
   // What is at the path, links not followed; nothing if nothing is, or no regular file.
   virtual std::optional<FileState> StateOf(const std::string& path) const = 0;

@@ -206,6 +206,17 @@ TEST_F(DownloadFilesTest, ReplaceExchangesTheWholeContentAndStaysPrivate) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
 }
 
+// A journal that the user has closed for writing is opened for appending afterwards.
+TEST_F(DownloadFilesTest, ReplaceGivesTheUserBackHisRightsAndOthersNone) {
+  const std::string journal = folder.Path("journal");
+  for (const mode_t rights : {0444, 0644, 0666}) {
+    files.Replace(journal, "first");
+    ASSERT_EQ(chmod(journal.c_str(), rights), 0);
+    files.Replace(journal, "second");
+    EXPECT_EQ(RightsOf(journal), 0600U) << std::oct << rights;
+  }
+}
+
 TEST_F(DownloadFilesTest, ReplaceRefusesWhatIsNotTheUsersAlone) {
   Put(target, "kept");
   ASSERT_EQ(symlink(target.c_str(), folder.Path("link").c_str()), 0);
