@@ -76,7 +76,7 @@ class FlushStep final : public DiskStep {
   bool isThere_ = false;
 };
 
-// A folder whose deleted names are to stay deleted after a power cut.
+// A folder whose new names are to be on the disk, and whose deleted ones are to stay deleted after a power cut.
 class FolderStep final : public DiskStep {
  public:
   explicit FolderStep(std::string changed) { folder = std::move(changed); }

@@ -27,7 +27,8 @@ struct Adopted {
   std::shared_ptr<DownloadFile> file;
   FileIdentity identity;
   bool fillsGaps = false;
-  bool locked = false;  // it is there, and another program or an earlier run has it
+  bool locked = false;   // it is there, and another program or an earlier run has it
+  bool hasName = false;  // it is complete, and was renamed
 };
 
 }  // namespace
@@ -154,7 +155,11 @@ Task<> WebEngine::AdoptPart(Run run) {
   made->identity = entry_.part;
   std::string failed;
   try {
-    Background::Work work = [made, files = program_.platform.downloadFiles, held = entry_.held]() mutable {
+    Background::Work work = [made, files = program_.platform.downloadFiles, entry = entry_] {
+      // It could not be flushed then.
+      made->hasName = HasItsName(*files, entry);
+      if (made->hasName) return files->FlushFolder(FolderOf(entry.path));
+      const IntervalSet& held = entry.held;
       made->file = files->Adopt(made->partPath, made->identity);
       made->fillsGaps = files->FillsGaps(FolderOf(made->partPath));
       const std::optional<FileState> there = files->StateOf(made->partPath);
@@ -173,6 +178,11 @@ Task<> WebEngine::AdoptPart(Run run) {
   if (made->locked) failed = made->partPath;
   if (!failed.empty()) {
     Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
+    co_return;
+  }
+  if (made->hasName) {
+    Take(FetchEvent::AllBytesHeld);
+    Finished();
     co_return;
   }
   inOrder_ = made->fillsGaps;
