@@ -27,7 +27,8 @@ void CreatePrivateFolders(const std::string& folder);
 // Removes the file if there is one. Failure(File).
 void RemoveFile(const std::string& path);
 
-// Puts the names in the folder of `path` on the disk, where the file system can.
-void FlushFolderOf(const std::string& path);
+// Puts the names in a folder on the disk, where the file system can. Failure(File) if the disk fails or is full.
+void FlushNamesIn(const std::string& folder);
+void FlushNamesIn(int openFolder, const std::string& path);
 
 }  // namespace pellora

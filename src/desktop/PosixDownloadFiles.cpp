@@ -143,10 +143,9 @@ bool PosixDownloadFiles::PublishOver(const std::string& part, const std::string&
   return true;
 }
 
-// Not every file system can, and the rename is done in any case.
 void PosixDownloadFiles::FlushFolder(const std::string& folder) {
   CheckPath(folder);
-  FlushFolderOf(folder + "/.");
+  FlushNamesIn(folder);
 }
 
 std::uint64_t PosixDownloadFiles::RoomIn(const std::string& folder) const {

@@ -50,8 +50,8 @@ class Journal {
   using Done = std::function<void(bool written)>;
   // What the line says must be so already, or come about by works that Background has; those only with Place::Kept.
   void Put(const JournalEntry& entry, Done done = {}, Place place = Place::OrBefore);
-  // Writes that the download is gone, forgets it, and deletes its part files. What the end of the program or a kill
-  // prevents DeleteLeft does at the next start.
+  // Writes that the download is gone, forgets it, and deletes its part files. What the end of the program, a kill or
+  // the disk prevents DeleteLeft does at the next start.
   void Remove(const JournalKey& key, Done done = {});
   // The same for a part file that is of no more use to its download.
   void Discard(const std::string& part, const FileIdentity& identity);

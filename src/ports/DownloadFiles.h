@@ -68,7 +68,7 @@ class DownloadFiles {
   virtual bool Publish(const std::string& part, const std::string& path) = 0;
   // The same over a file that still has this state; False if it has another.
   virtual bool PublishOver(const std::string& part, const std::string& path, const FileState& replaced) = 0;
-  // Returns once the names that were given in this folder before are on the disk.
+  // Returns once the names that were given or deleted in this folder are so on the disk, if its file system can tell.
   virtual void FlushFolder(const std::string& folder) = 0;
   // Bytes that the user may still write to the disk of this folder.
   virtual std::uint64_t RoomIn(const std::string& folder) const = 0;
