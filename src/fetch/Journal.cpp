@@ -212,7 +212,7 @@ void Journal::Open() {
   }
   const std::string bytes = ReadWholeFile(platform_.files, store_->path, kLongest);
   readable_ = true;
-  JournalReading reading = ReadJournal(bytes);
+  const JournalReading reading = ReadJournal(bytes);
   nextId_ = reading.nextId;
   damaged_ = reading.badLines > 0;
   const std::set<std::uint64_t> deleted = IdsOfDeleted(reading.entries);
@@ -305,8 +305,7 @@ void Journal::Drop(const JournalKey& key) {
 }
 
 void Journal::Discard(const std::string& part, const FileIdentity& identity) {
-  JournalEntry litter = EntryOfLeft(part, identity);
-  const std::string line = KeepLeft(litter);
+  const std::string line = KeepLeft(EntryOfLeft(part, identity));
   if (line.empty()) return;
   Append(line, {});
   DeleteLeft(part, identity);
