@@ -153,16 +153,24 @@ bool HasContent(const Platform& platform, const std::string& path) {
   return isThere && platform.files.LengthOf(path) > 0;
 }
 
-// Whole or not at all, and never over one that is there: it is newer, or an unfinished adoption has copied it.
-void AdoptJournalFile(const Platform& platform, const std::string& from, const std::string& to) {
-  if (platform.downloadFiles == nullptr || HasContent(platform, to)) return;
-  platform.downloadFiles->Replace(to, ReadWholeFile(platform.files, from, kMostBytes));
+// What is chosen of archives: the journal names these files, which have its name and numbers after dots.
+bool IsSelection(std::string_view name) {
+  constexpr std::string_view kJournal = std::string_view(kJournalName).substr(1);
+  return name.size() > kJournal.size() && name.starts_with(kJournal) &&
+         name.find_first_not_of(".0123456789", kJournal.size()) == std::string_view::npos;
 }
 
-// The journal, or a file that it names: the same name, then numbers after dots.
-bool IsOfJournal(std::string_view name) {
-  constexpr std::string_view kJournal = std::string_view(kJournalName).substr(1);
-  return name.starts_with(kJournal) && name.find_first_not_of(".0123456789", kJournal.size()) == std::string_view::npos;
+// The journal last: one that is there is newer, or was copied with all that it names. Each whole or not at all.
+void AdoptJournal(const Platform& platform, const std::string& from, const std::string& to) {
+  if (platform.downloadFiles == nullptr || HasContent(platform, to + kJournalName)) return;
+  const auto copy = [&](const std::string& name) {
+    platform.downloadFiles->Replace(to + name, ReadWholeFile(platform.files, from + name, kMostBytes));
+  };
+  if (!HasContent(platform, from + kJournalName)) return;
+  for (const std::string& name : platform.files.FilesIn(from)) {
+    if (IsSelection(name)) copy("/" + name);
+  }
+  copy(kJournalName);
 }
 
 }  // namespace
@@ -196,11 +204,8 @@ void AdoptList(Program& program) {
   Files& files = program.platform.files;
   const std::string beside = machine.ProgramFolder() + kListName;
   if (HasContent(program.platform, ListPath(program)) || !HasContent(program.platform, beside)) return;
+  AdoptJournal(program.platform, machine.ProgramFolder(), machine.DataFolder());
   // The list last: it says that everything was copied.
-  for (const std::string& name : files.FilesIn(machine.ProgramFolder())) {
-    if (!IsOfJournal(name)) continue;
-    AdoptJournalFile(program.platform, machine.ProgramFolder() + "/" + name, machine.DataFolder() + "/" + name);
-  }
   CopyWhole(files, beside, ListPath(program));
 }
 

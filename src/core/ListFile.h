@@ -18,8 +18,8 @@ std::string JournalPath(const Program& program);
 std::string DamagedListPath(const Program& program);
 
 // For a program that keeps its list in another folder than its own: copies a list beside the program there if there is
-// none yet, or an empty one, with its journal and what that one names, each unless it is there already. Failure(File)
-// if that fails; the list must not be loaded then, or the copy would never be made. To be called before LoadList.
+// none yet, or an empty one, and its journal with what that one names, unless there is a journal. Failure(File) if that
+// fails; the list must not be loaded then, or the copy would never be made. To be called before LoadList.
 void AdoptList(Program& program);
 
 // Writes the list in one positioned write, after making sure that it fits: on a full disk the file keeps its contents.

@@ -10,8 +10,10 @@
 #include <cstdlib>
 #include <memory>
 
+#include "desktop/Descriptor.h"
 #include "desktop/FileFailure.h"
 #include "desktop/PosixFiles.h"
+#include "ports/Failure.h"
 
 namespace pellora {
 
@@ -112,12 +114,15 @@ void RemoveFile(const std::string& path) {
   if (::unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR) throw FileFailure(path, errno);
 }
 
-void FlushFolderOf(const std::string& path) {
-  const std::string folder = FolderOf(path);
-  const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return;
-  fsync(fd);  // not every file system can; the rename is done in any case
-  close(fd);
+void FlushNamesIn(const std::string& folder) {
+  const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened) FlushNamesIn(opened.Number(), folder);  // not every folder may be read
+}
+
+// Disks that cannot do it keep names safe in their own way.
+void FlushNamesIn(int openFolder, const std::string& path) {
+  if (fsync(openFolder) == 0) return;
+  if (errno == EIO || errno == ENOSPC || errno == EDQUOT) throw FileFailure(path, errno);
 }
 
 std::optional<std::string> ReadSmallFile(const std::string& path) {
@@ -126,16 +131,17 @@ std::optional<std::string> ReadSmallFile(const std::string& path) {
   return ReadWholeFile(files, path, kMaxSize);
 }
 
-void ReplaceFile(const std::string& path, std::string_view content, unsigned mode) {
+void ReplaceFile(const std::string& path, std::string_view content, unsigned mode, FormerRights former) {
   CreatePrivateFolders(FolderOf(path));
   const std::string target = ResolveLinks(path);
   struct stat status {};
-  const mode_t rights = stat(target.c_str(), &status) == 0 ? status.st_mode & 07777 : static_cast<mode_t>(mode);
+  const bool keeps = former == FormerRights::Kept && stat(target.c_str(), &status) == 0;
+  const mode_t rights = keeps ? status.st_mode & 07777 : static_cast<mode_t>(mode);
   RemoveOrphanedDrafts(target);
   Draft draft(target);
   draft.Write(content);
   draft.Publish(target, rights);
-  FlushFolderOf(target);
+  Skip([&] { FlushNamesIn(FolderOf(target)); });  // it has the content in any case
 }
 
 void UpdateFile(const std::string& path, std::string_view content, unsigned mode) {

@@ -97,7 +97,7 @@ void PosixDownloadFiles::Replace(const std::string& path, std::string_view bytes
   if (files_.LookAtPart(path) == PartName::Foreign) {
     throw Failure(FailureNumber::ForeignFile, path + ": a link, another user's, or with several names");
   }
-  ReplaceFile(path, bytes, kPrivateMode);
+  ReplaceFile(path, bytes, kPrivateMode, FormerRights::Dropped);  // as OpenJournal: the next one is to open it
 }
 
 std::optional<FileState> PosixDownloadFiles::StateOf(const std::string& path) const {
@@ -143,10 +143,9 @@ bool PosixDownloadFiles::PublishOver(const std::string& part, const std::string&
   return true;
 }
 
-// Not every file system can, and the rename is done in any case.
 void PosixDownloadFiles::FlushFolder(const std::string& folder) {
   CheckPath(folder);
-  FlushFolderOf(folder + "/.");
+  FlushNamesIn(folder);
 }
 
 std::uint64_t PosixDownloadFiles::RoomIn(const std::string& folder) const {

@@ -15,6 +15,7 @@
 #include <map>
 #include <utility>
 
+#include "desktop/AtomicFile.h"
 #include "desktop/Descriptor.h"
 #include "desktop/FileFailure.h"
 #include "desktop/InThreads.h"
@@ -42,11 +43,6 @@ std::string Joined(std::string path, const OutputPath& parts) {
 
 std::string DescriptorPath(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
 
-// Disks that cannot do it keep names safe in their own way.
-void FlushFolder(int folder, const std::string& path) {
-  if (fsync(folder) != 0 && errno == EIO) throw FileFailure(path, errno);
-}
-
 // Folders that have got names which are not known to be on the disk.
 class ChangedFolders {
  public:
@@ -59,7 +55,7 @@ class ChangedFolders {
     std::vector<Changed> folders;
     for (auto& [identity, folder] : folders_) folders.push_back(std::move(folder));
     folders_.clear();
-    InThreads(folders.size(), [&](std::size_t at) { FlushFolder(folders[at].folder.Number(), folders[at].path); });
+    InThreads(folders.size(), [&](std::size_t at) { FlushNamesIn(folders[at].folder.Number(), folders[at].path); });
   }
 
  private:

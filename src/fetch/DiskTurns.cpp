@@ -41,17 +41,14 @@ void Flush(DownloadFiles& files, const Steps& steps) {
   for (const auto& step : steps) {
     if (step->failure) continue;
     if (step->file) IndexIn(open, step->file.get());
-    for (const std::string& folder : step->folders) IndexIn(folders, folder);
+    if (!step->folder.empty()) IndexIn(folders, step->folder);
   }
   const std::size_t ofFiles = open.size();
   const std::vector<std::exception_ptr> failures = files.FlushTogether(open, folders);
   for (const auto& step : steps) {
     if (step->failure) continue;
-    const auto take = [&](std::size_t index) {
-      if (!step->failure) step->failure = failures[index];
-    };
-    if (step->file) take(IndexIn(open, step->file.get()));
-    for (const std::string& folder : step->folders) take(ofFiles + IndexIn(folders, folder));
+    if (step->file) step->failure = failures[IndexIn(open, step->file.get())];
+    if (!step->folder.empty() && !step->failure) step->failure = failures[ofFiles + IndexIn(folders, step->folder)];
   }
 }
 
@@ -162,7 +159,7 @@ NameStep::NameStep(std::string part, std::string path, std::optional<FileState> 
 
 void NameStep::Begin(DownloadFiles& files) {
   hasName_ = replaced_ ? files.PublishOver(part_, path_, *replaced_) : files.Publish(part_, path_);
-  if (hasName_) folders = {FolderOf(path_)};
+  if (hasName_) folder = FolderOf(path_);
 }
 
 void NameStep::End(DownloadFiles&) { hasName_ = hasName_ && !failure; }

@@ -13,7 +13,6 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "ports/Background.h"
 #include "ports/DownloadFiles.h"
@@ -35,7 +34,7 @@ class DiskStep {
   virtual void End(DownloadFiles& files) = 0;
 
   std::shared_ptr<DownloadFile> file;  // to be flushed
-  std::vector<std::string> folders;    // the same
+  std::string folder;                  // the same; empty: none
   std::exception_ptr failure;          // the first Failure of Begin, flush and End
 };
 
@@ -77,10 +76,10 @@ class FlushStep final : public DiskStep {
   bool isThere_ = false;
 };
 
-// Deleted names that are to stay deleted after a power cut.
-class FoldersStep final : public DiskStep {
+// A folder whose new names are to be on the disk, and whose deleted ones are to stay deleted after a power cut.
+class FolderStep final : public DiskStep {
  public:
-  explicit FoldersStep(std::vector<std::string> changed) { folders = std::move(changed); }
+  explicit FolderStep(std::string changed) { folder = std::move(changed); }
   void Begin(DownloadFiles&) override {}
   void End(DownloadFiles&) override {}
 };

@@ -18,10 +18,11 @@ namespace {
 constexpr std::uint64_t kRewriteAbove = std::uint64_t{1} << 20;
 constexpr std::uint64_t kLongest = std::uint64_t{256} << 20;
 
-bool NamesPart(const JournalEntry& entry) { return !entry.partPath.empty() || !entry.oldPartPath.empty(); }
+// A part file and what it was found by; the path may be empty.
+using Part = std::pair<std::string, FileIdentity>;
 
-bool NameSameParts(const JournalEntry& a, const JournalEntry& b) {
-  return a.partPath == b.partPath && a.part == b.part && a.oldPartPath == b.oldPartPath && a.oldPart == b.oldPart;
+std::vector<Part> PartsOf(const JournalEntry& entry) {
+  return {{entry.oldPartPath, entry.oldPart}, {entry.partPath, entry.part}};
 }
 
 // A deletion that leaves no part files.
@@ -31,6 +32,17 @@ std::string GoneLine(const JournalKey& key, std::uint64_t id = 0) {
   gone.id = id;
   gone.state = JournalState::Gone;
   return JournalLine(gone);
+}
+
+// The line of a part file that is to be deleted is as that of a deleted download, whose address is the path: no line of
+// the download that had it comes over it.
+JournalEntry EntryOfLeft(const std::string& part, const FileIdentity& identity) {
+  JournalEntry left;
+  left.key.url = part;
+  left.state = JournalState::Gone;
+  left.partPath = part;
+  left.part = identity;
+  return left;
 }
 
 std::set<std::uint64_t> IdsOfDeleted(const std::vector<JournalEntry>& entries) {
@@ -200,25 +212,19 @@ void Journal::Open() {
   }
   const std::string bytes = ReadWholeFile(platform_.files, store_->path, kLongest);
   readable_ = true;
-  JournalReading reading = ReadJournal(bytes);
+  const JournalReading reading = ReadJournal(bytes);
   nextId_ = reading.nextId;
   damaged_ = reading.badLines > 0;
   const std::set<std::uint64_t> deleted = IdsOfDeleted(reading.entries);
-  std::erase_if(reading.entries, [&](const JournalEntry& entry) {
-    // Its line stays until its part file is gone too.
-    if (entry.state == JournalState::Gone) return !NamesPart(entry);
-    // Its address was being changed when the download was deleted.
-    return deleted.contains(entry.id);
-  });
-  const std::string whole = WholeJournal(reading.entries, nextId_);
-  for (JournalEntry& entry : reading.entries) {
+  for (const JournalEntry& entry : reading.entries) {
     if (entry.state == JournalState::Gone) {
-      KeepGone(entry);
-    } else {
+      KeepLeft(entry);
+    } else if (!deleted.contains(entry.id)) {  // else its address was being changed when the download was deleted
       Keep(entry);
       reported_->onDisk.insert(entry.key);
     }
   }
+  const std::string whole = Whole();
   // Where that fails the old one serves on; its torn end is cut before the next line.
   if (Skip([&] { store_->Rewrite(whole); })) return;
   store_->length = reading.wholeLength;
@@ -284,12 +290,13 @@ void Journal::Remove(const JournalKey& key, Done done) {
     if (done) done(true);
     return;
   }
-  JournalEntry gone = std::move(at->second);
+  const JournalEntry gone = std::move(at->second);
   Forget(gone.key);
-  gone.state = JournalState::Gone;
-  KeepGone(gone);  // first: appending may rewrite the whole
-  Append(JournalLine(gone), std::move(done));
-  DeleteParts(gone);
+  // The part files first: of a torn write the beginning counts.
+  std::string lines = KeepLeft(gone);  // in any case before appending, which may rewrite the whole
+  lines += GoneLine(gone.key, gone.id);
+  Append(std::move(lines), std::move(done));
+  for (const auto& [part, identity] : PartsOf(gone)) DeleteLeft(part, identity);
 }
 
 void Journal::Drop(const JournalKey& key) {
@@ -297,17 +304,22 @@ void Journal::Drop(const JournalKey& key) {
   if (Forget(key)) Append(line, {});
 }
 
-// Its line is as that of a deleted download, whose address is the path.
 void Journal::Discard(const std::string& part, const FileIdentity& identity) {
-  if (part.empty()) return;
-  JournalEntry litter;
-  litter.key.url = part;
-  litter.state = JournalState::Gone;
-  litter.partPath = part;
-  litter.part = identity;
-  KeepGone(litter);
-  Append(JournalLine(litter), {});
-  DeleteParts(litter);
+  const std::string line = KeepLeft(EntryOfLeft(part, identity));
+  if (line.empty()) return;
+  Append(line, {});
+  DeleteLeft(part, identity);
+}
+
+// Of the part files that the entry names.
+std::string Journal::KeepLeft(const JournalEntry& gone) {
+  std::string lines;
+  for (const auto& [part, identity] : PartsOf(gone)) {
+    if (part.empty()) continue;
+    left_.insert_or_assign(part, identity);
+    lines += JournalLine(EntryOfLeft(part, identity));
+  }
+  return lines;
 }
 
 // Names and numbers of deleted files are given again.
@@ -317,44 +329,33 @@ bool Journal::NeedsPart(const std::string& path) const {
 }
 
 void Journal::DeleteLeft() {
-  for (auto& [key, gone] : gone_) {
-    if (NeedsPart(gone.partPath)) gone.partPath.clear();
-    if (NeedsPart(gone.oldPartPath)) gone.oldPartPath.clear();
-  }
-  std::erase_if(gone_, [](const auto& kept) { return !NamesPart(kept.second); });
-  for (const auto& [key, gone] : gone_) DeleteParts(gone);
+  std::erase_if(left_, [this](const auto& left) { return NeedsPart(left.first); });
+  for (const auto& [part, identity] : left_) DeleteLeft(part, identity);
 }
 
-void Journal::DeleteParts(const JournalEntry& gone) {
-  if (!NamesPart(gone)) return;
-  const auto folders = std::make_shared<std::vector<std::string>>();
-  Background::Work work = [gone, folders, files = &platform_.files, downloads = platform_.downloadFiles] {
-    const auto remove = [&](const std::string& part, const FileIdentity& identity) {
-      if (part.empty()) return;
-      std::string& folder = folders->emplace_back();
-      Skip([&] { folder = DeletePart(*files, *downloads, part, identity); });
-    };
-    remove(gone.oldPartPath, gone.oldPart);
-    remove(gone.partPath, gone.part);
-    const bool areGone = std::find(folders->begin(), folders->end(), "") == folders->end();
-    if (!areGone) throw Failure(FailureNumber::File, gone.partPath);
+void Journal::DeleteLeft(const std::string& part, const FileIdentity& identity) {
+  if (part.empty()) return;
+  const auto folder = std::make_shared<std::string>();
+  Background::Work work = [part, identity, folder, files = &platform_.files, downloads = platform_.downloadFiles] {
+    *folder = DeletePart(*files, *downloads, part, identity);
   };
-  const std::weak_ptr<char> alive = alive_;
-  platform_.background.Run(std::move(work), [this, alive, folders, gone](const std::exception_ptr& failure) {
-    if (failure != nullptr || alive.expired()) return;
-    turns_.Give(std::make_shared<FoldersStep>(*folders), [this, alive, gone](const std::exception_ptr& unflushed) {
-      if (unflushed == nullptr && !alive.expired()) ForgetParts(gone);
+  Background::Done flush = [this, alive = std::weak_ptr<char>(alive_), part, identity,
+                            folder](const std::exception_ptr& failure) {
+    if (failure != nullptr || folder->empty() || alive.expired()) return;
+    turns_.Give(std::make_shared<FolderStep>(*folder), [this, alive, part, identity](const std::exception_ptr& failed) {
+      if (failed == nullptr && !alive.expired()) ForgetLeft(part, identity);
     });
-  });
+  };
+  platform_.background.Run(std::move(work), std::move(flush));
 }
 
-// A later start would take another file for one of them that has got its name and its number. Not before they are gone
-// for good: a power cut may undo a deletion.
-void Journal::ForgetParts(const JournalEntry& gone) {
-  const auto kept = gone_.find(gone.key);
-  if (kept == gone_.end() || !NameSameParts(kept->second, gone)) return;
-  gone_.erase(kept);
-  if (!entries_.contains(gone.key)) Append(GoneLine(gone.key, gone.id), {});
+// A later start would take another file for it that has got its name and its number. Not before it is gone for good: a
+// power cut may undo a deletion.
+void Journal::ForgetLeft(const std::string& part, const FileIdentity& identity) {
+  const auto left = left_.find(part);
+  if (left == left_.end() || !(left->second == identity)) return;
+  left_.erase(left);
+  Append(GoneLine(EntryOfLeft(part, identity).key), {});
 }
 
 // A work may have written the first of these lines: a line that is there twice does no harm. From now on it writes
@@ -385,7 +386,7 @@ void Journal::Finish() {
 
 std::string Journal::Whole() const {
   std::vector<JournalEntry> lines;
-  for (const auto& [key, gone] : gone_) lines.push_back(gone);
+  for (const auto& [part, identity] : left_) lines.push_back(EntryOfLeft(part, identity));
   for (const auto& [key, entry] : entries_) lines.push_back(entry);
   return WholeJournal(lines, nextId_);
 }
@@ -393,16 +394,12 @@ std::string Journal::Whole() const {
 // A whole journal says that something is gone by its silence, which says nothing after the lines of the file.
 std::string Journal::MissingDeletions() const {
   std::string lines;
+  for (const auto& [part, identity] : left_) lines += JournalLine(EntryOfLeft(part, identity));
   for (const JournalEntry& entry : ReadJournal(ReadWholeFile(platform_.files, store_->path, kLongest)).entries) {
-    if (entry.state == JournalState::Gone || entries_.contains(entry.key)) continue;
-    const auto named = gone_.find(entry.key);
-    lines += named == gone_.end() ? GoneLine(entry.key) : JournalLine(named->second);
+    const bool isGone = entry.state != JournalState::Gone && !entries_.contains(entry.key);
+    if (isGone) lines += GoneLine(entry.key);
   }
   return lines;
-}
-
-void Journal::KeepGone(const JournalEntry& gone) {
-  if (NamesPart(gone)) gone_.insert_or_assign(gone.key, gone);
 }
 
 void Journal::Append(std::string line, Done done, Place place) {

@@ -50,8 +50,8 @@ class Journal {
   using Done = std::function<void(bool written)>;
   // What the line says must be so already, or come about by works that Background has; those only with Place::Kept.
   void Put(const JournalEntry& entry, Done done = {}, Place place = Place::OrBefore);
-  // Writes that the download is gone, forgets it, and deletes its part files. What the end of the program or a kill
-  // prevents DeleteLeft does at the next start.
+  // Writes that the download is gone, forgets it, and deletes its part files. What the end of the program, a kill or
+  // the disk prevents DeleteLeft does at the next start.
   void Remove(const JournalKey& key, Done done = {});
   // The same for a part file that is of no more use to its download.
   void Discard(const std::string& part, const FileIdentity& identity);
@@ -69,10 +69,10 @@ class Journal {
   class Line;
   void Append(std::string line, Done done, Place place = Place::OrBefore);
   void Keep(const JournalEntry& entry);
-  bool Forget(const JournalKey& key);  // False if there is no such entry
-  void KeepGone(const JournalEntry& gone);
-  void DeleteParts(const JournalEntry& gone);
-  void ForgetParts(const JournalEntry& gone);
+  bool Forget(const JournalKey& key);              // False if there is no such entry
+  std::string KeepLeft(const JournalEntry& gone);  // the lines that say so
+  void DeleteLeft(const std::string& part, const FileIdentity& identity);
+  void ForgetLeft(const std::string& part, const FileIdentity& identity);
   bool NeedsPart(const std::string& path) const;
   std::string Whole() const;
   std::string MissingDeletions() const;
@@ -82,8 +82,8 @@ class Journal {
   const std::shared_ptr<Reported> reported_;
   DiskTurns& turns_;
   std::map<JournalKey, JournalEntry> entries_;
-  std::set<JournalKey> claiming_;            // entries whose paths are claimed
-  std::map<JournalKey, JournalEntry> gone_;  // whose part files may be there: a new journal names them too
+  std::set<JournalKey> claiming_;             // entries whose paths are claimed
+  std::map<std::string, FileIdentity> left_;  // part files to be deleted, which may be there: a new journal names them
   const std::shared_ptr<char> alive_ = std::make_shared<char>();  // deletions may end after the journal
   std::uint64_t nextId_ = 1;
   std::uint64_t appended_ = 0;  // bytes since it was last rewritten

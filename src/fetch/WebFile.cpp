@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "async/InBackground.h"
 #include "async/TaskLoop.h"
@@ -21,14 +22,32 @@ namespace pellora {
 
 namespace {
 
-// Of AdoptPart's work, written by it alone and read once it is over.
 struct Adopted {
-  std::string partPath;
   std::shared_ptr<DownloadFile> file;
   FileIdentity identity;
   bool fillsGaps = false;
-  bool locked = false;  // it is there, and another program or an earlier run has it
+  bool locked = false;   // it is there, and another program or an earlier run has it
+  bool hasName = false;  // it is complete, and was renamed
 };
+
+Adopted Adopt(DownloadFiles& files, const JournalEntry& entry) {
+  Adopted adopted;
+  adopted.hasName = HasItsName(files, entry);
+  if (adopted.hasName) {
+    files.FlushFolder(FolderOf(entry.path));  // that has failed before
+    return adopted;
+  }
+  adopted.file = files.Adopt(entry.partPath, entry.part);
+  adopted.fillsGaps = files.FillsGaps(FolderOf(entry.partPath));
+  const std::optional<FileState> there = files.StateOf(entry.partPath);
+  adopted.locked = !adopted.file && there && there->identity.inode == entry.part.inode;
+  if (!adopted.file) return adopted;
+  const FileState opened = adopted.file->State();
+  adopted.identity = opened.identity;
+  const std::vector<Range>& held = entry.held.Ranges();
+  if (!held.empty() && opened.length < static_cast<std::uint64_t>(held.back().end)) adopted.file.reset();
+  return adopted;
+}
 
 }  // namespace
 
@@ -150,35 +169,30 @@ std::shared_ptr<PartFile> WebEngine::NewPartFile(const std::string& path, std::s
 Task<> WebEngine::AdoptPart(Run run) {
   const auto hold = Hold();
   const auto made = std::make_shared<Adopted>();
-  made->partPath = entry_.partPath;
-  made->identity = entry_.part;
   std::string failed;
   try {
-    Background::Work work = [made, files = program_.platform.downloadFiles, held = entry_.held]() mutable {
-      made->file = files->Adopt(made->partPath, made->identity);
-      made->fillsGaps = files->FillsGaps(FolderOf(made->partPath));
-      const std::optional<FileState> there = files->StateOf(made->partPath);
-      made->locked = !made->file && there && there->identity.inode == made->identity.inode;
-      if (made->file) made->identity = made->file->State().identity;
-      if (made->file && !held.Ranges().empty() &&
-          made->file->State().length < static_cast<std::uint64_t>(held.Ranges().back().end)) {
-        made->file.reset();
-      }
+    Background::Work work = [made, files = program_.platform.downloadFiles, entry = entry_] {
+      *made = Adopt(*files, entry);
     };
     co_await InBackground(&program_.platform, std::move(work));
   } catch (const Failure& failure) {
     failed = failure.what();
   }
   if (!StillCurrent() || run != run_ || state_ != FetchState::Opening) co_return;
-  if (made->locked) failed = made->partPath;
+  if (made->locked) failed = entry_.partPath;
   if (!failed.empty()) {
     Rest(FetchEvent::DiskFailed, Say(WebText::NotWritten, {failed}));
+    co_return;
+  }
+  if (made->hasName) {
+    Take(FetchEvent::AllBytesHeld);
+    Finished();
     co_return;
   }
   inOrder_ = made->fillsGaps;
   if (made->file) {
     entry_.part = made->identity;
-    part_ = NewPartFile(made->partPath, made->file, made->identity);
+    part_ = NewPartFile(entry_.partPath, made->file, made->identity);
   } else if (!entry_.held.Ranges().empty()) {
     AskAboutPart();
     co_return;

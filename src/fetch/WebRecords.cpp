@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <map>
+#include <memory>
 #include <optional>
 #include <tuple>
 #include <unordered_map>
@@ -32,19 +33,6 @@ namespace {
 // Some file systems give a renamed file another inode: then length and time of modification count.
 bool IsSameFile(const FileState& found, const FileState& renamed) {
   return found.length == renamed.length && (found.identity == renamed.identity || found.modified == renamed.modified);
-}
-
-// A pause cannot stop a rename, and its line comes after the one that names the new name.
-bool HasItsName(const DownloadFiles& files, const JournalEntry& entry) {
-  if (!entry.renamed || entry.state == JournalState::Finished) return false;
-  std::optional<FileState> found;
-  std::optional<FileState> part;
-  Skip([&] {
-    if (entry.state != JournalState::Renaming) part = files.StateOf(entry.partPath);
-    found = files.StateOf(entry.path);
-  });
-  const bool stays = part && part->identity == entry.part;  // else its name may be another's by now
-  return found && !stays && IsSameFile(*found, *entry.renamed);
 }
 
 // When the program was killed.
@@ -264,7 +252,7 @@ void PutFinished(const Platform& platform, Journal& journal, JournalEntry entry)
   entry.state = JournalState::Finished;
   entry.partPath.clear();
   entry.oldPartPath.clear();
-  journal.Put(entry, {}, Journal::Place::Kept);  // after the deletions
+  journal.Put(entry, {}, Journal::Place::Kept);  // after the deletions and flushes
 }
 
 // `listed` is its record; 0: the list has none. The entry may go.
@@ -279,7 +267,11 @@ void RestoreEntry(Program& program, WebServices& services, const JournalEntry& e
     if (HasBegun(entry)) Drop(program.platform, journal, JournalEntry(entry));
     return;
   }
-  if (HasItsName(*program.platform.downloadFiles, entry)) PutFinished(program.platform, journal, entry);
+  if (HasItsName(*program.platform.downloadFiles, entry)) {
+    // A power cut may undo the rename until then.
+    services.turns.Give(std::make_shared<FolderStep>(FolderOf(entry.path)), [](const std::exception_ptr&) {});
+    PutFinished(program.platform, journal, entry);
+  }
   if (entry.undecided) {
     JournalEntry decided = entry;
     // A list that has it was saved after the decision.
@@ -310,6 +302,19 @@ void RememberLostPlaces(Program& program, WebServices& services, const std::map<
 }
 
 }  // namespace
+
+// A pause cannot stop a rename, and its line comes after the one that names the new name.
+bool HasItsName(const DownloadFiles& files, const JournalEntry& entry) {
+  if (!entry.renamed || entry.state == JournalState::Finished) return false;
+  std::optional<FileState> found;
+  std::optional<FileState> part;
+  Skip([&] {
+    if (entry.state != JournalState::Renaming) part = files.StateOf(entry.partPath);
+    found = files.StateOf(entry.path);
+  });
+  const bool stays = part && part->identity == entry.part;  // else its name may be another's by now
+  return found && !stays && IsSameFile(*found, *entry.renamed);
+}
 
 std::string TitleOfSelection(const Program& program, const Selection& selection) {
   const std::vector<SelectedEntry>& entries = selection.entries;

@@ -9,8 +9,10 @@
 
 namespace pellora {
 
+class DownloadFiles;
 class Program;
 struct AddressReading;
+struct JournalEntry;
 struct Selection;
 struct WebServices;
 
@@ -18,6 +20,9 @@ struct WebServices;
 // the list lacks come back from the journal, and a rename that a kill cut short is completed in the records.
 // Failure(File) for a journal that is there and cannot be read.
 void RestoreWebRecords(Program& program, WebServices& services);
+
+// The download is complete although the entry does not say so: its part file got its name. May wait for the disk.
+bool HasItsName(const DownloadFiles& files, const JournalEntry& entry);
 
 // What was given with an add, before its download begins, and whether that is queued. The journal keeps neither cookies
 // nor the page, but that there were some.

@@ -54,8 +54,8 @@ class DownloadFiles {
   virtual std::unique_ptr<DownloadFile> Adopt(const std::string& path, const FileIdentity& identity) = 0;
   // For the journal: created when missing, for the user alone, never emptied; Failure(ForeignFile) like a part.
   virtual std::unique_ptr<DownloadFile> OpenJournal(const std::string& path) = 0;
-  // The file now has these bytes and is on the disk, or it is as it was before. A new one, and missing folders, are
-  // made for the user alone.
+  // The file now has these bytes, is on the disk and for the user alone, or it is as it was before. Missing folders are
+  // made for the user alone too.
   virtual void Replace(const std::string& path, std::string_view bytes) = 0;
   // What is at the path, links not followed; nothing if nothing is, or no regular file.
   virtual std::optional<FileState> StateOf(const std::string& path) const = 0;
@@ -68,7 +68,7 @@ class DownloadFiles {
   virtual bool Publish(const std::string& part, const std::string& path) = 0;
   // The same over a file that still has this state; False if it has another.
   virtual bool PublishOver(const std::string& part, const std::string& path, const FileState& replaced) = 0;
-  // Returns once the names that were given in this folder before are on the disk.
+  // Returns once the names that were given or deleted in this folder are so on the disk, if its file system can tell.
   virtual void FlushFolder(const std::string& folder) = 0;
   // Bytes that the user may still write to the disk of this folder.
   virtual std::uint64_t RoomIn(const std::string& folder) const = 0;

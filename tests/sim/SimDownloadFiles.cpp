@@ -173,7 +173,7 @@ void SimDownloadFiles::RenameWithinFolder(const std::string& part, const std::st
 }
 
 void SimDownloadFiles::FlushFolder(const std::string& path) {
-  const std::string folder = FolderOf(disk_.Resolve(path + "/any"));
+  const std::string folder = disk_.Follow(path);
   disk_.Enter(DiskCall::FlushFolder, folder);
   std::erase_if(disk_.state_.unflushedNames,
                 [&](const SimNameChange& change) { return FolderOf(change.path) == folder; });

@@ -311,18 +311,23 @@ TEST(SimPowerCut, NamesAreSureOnceTheirFolderIsFlushed) {
       part->WriteAt(0, "bytes");
       part->Flush();
     };
-    const auto publish = [&](SimPlatform& sim) {
-      make(sim);
-      EXPECT_TRUE(sim.downloadFiles().Publish("/tmp/a.part", "/tmp/a"));
-      sim.downloadFiles().FlushFolder("/tmp");
-    };
-    EXPECT_EQ(AfterCut(seed, "/tmp/a", publish), "bytes");
-    EXPECT_EQ(AfterCut(seed, "/tmp/a.part", make), "bytes");
-    EXPECT_EQ(AfterCut(seed, "/tmp/a.part", publish), std::nullopt);
     const auto unflushed = [&](SimPlatform& sim) {
       make(sim);
       EXPECT_TRUE(sim.downloadFiles().Publish("/tmp/a.part", "/tmp/a"));
     };
+    const auto publish = [&](SimPlatform& sim) {
+      unflushed(sim);
+      sim.downloadFiles().FlushFolder("/tmp");
+    };
+    const auto publishByLink = [&](SimPlatform& sim) {
+      unflushed(sim);
+      sim.disk().PutLink("/link", "/tmp");
+      sim.downloadFiles().FlushFolder("/link");
+    };
+    EXPECT_EQ(AfterCut(seed, "/tmp/a", publish), "bytes");
+    EXPECT_EQ(AfterCut(seed, "/tmp/a", publishByLink), "bytes");
+    EXPECT_EQ(AfterCut(seed, "/tmp/a.part", make), "bytes");
+    EXPECT_EQ(AfterCut(seed, "/tmp/a.part", publish), std::nullopt);
     const auto left = AfterCut(seed, "/tmp/a", unflushed);
     const auto leftPart = AfterCut(seed, "/tmp/a.part", unflushed);
     EXPECT_NE(left.has_value(), leftPart.has_value());

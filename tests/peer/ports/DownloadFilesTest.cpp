@@ -1,12 +1,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
 #include <linux/magic.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
 #include <filesystem>
 #include <ostream>
 
@@ -39,6 +46,33 @@ bool AnotherProcessAdopts(const std::string& path, const FileIdentity& identity)
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, 0), child);
   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// From now on, in this process.
+void LetFlushesFail(int error) {
+  sock_filter rules[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_fsync, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned>(error)),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog program{static_cast<unsigned short>(std::size(rules)), rules};
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) _exit(2);
+}
+
+// In another process, whose flushes fail with that error.
+bool IsFolderFlushed(const std::string& folder, int error) {
+  const pid_t child = fork();
+  if (child == 0) {
+    LetFlushesFail(error);
+    PosixDownloadFiles files;
+    _exit(Skip([&] { files.FlushFolder(folder); }) ? 0 : 1);
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) < 2);
+  return WEXITSTATUS(status) == 0;
 }
 
 class DownloadFilesTest : public testing::Test {
@@ -206,6 +240,17 @@ TEST_F(DownloadFilesTest, ReplaceExchangesTheWholeContentAndStaysPrivate) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
 }
 
+// A journal that the user has closed for writing is opened for appending afterwards.
+TEST_F(DownloadFilesTest, ReplaceGivesTheUserBackHisRightsAndOthersNone) {
+  const std::string journal = folder.Path("journal");
+  for (const mode_t rights : {0444, 0644, 0666}) {
+    files.Replace(journal, "first");
+    ASSERT_EQ(chmod(journal.c_str(), rights), 0);
+    files.Replace(journal, "second");
+    EXPECT_EQ(RightsOf(journal), 0600U) << std::oct << rights;
+  }
+}
+
 TEST_F(DownloadFilesTest, ReplaceRefusesWhatIsNotTheUsersAlone) {
   Put(target, "kept");
   ASSERT_EQ(symlink(target.c_str(), folder.Path("link").c_str()), 0);
@@ -285,6 +330,20 @@ TEST_F(DownloadFilesTest, FlushesManyTogether) {
   ASSERT_EQ(failures.size(), 41U);
   for (const std::exception_ptr& failure : failures) EXPECT_FALSE(failure);
   EXPECT_TRUE(files.FlushTogether({}, {}).empty());
+}
+
+TEST_F(DownloadFilesTest, FolderIsNotFlushedIfItsDiskFailsOrIsFull) {
+  for (const int error : {EIO, ENOSPC, EDQUOT}) {
+    EXPECT_FALSE(IsFolderFlushed(folder.Path(), error)) << std::strerror(error);
+  }
+}
+
+// Nothing more can be done for them.
+TEST_F(DownloadFilesTest, FolderThatCannotBeFlushedCountsAsFlushed) {
+  for (const int error : {EINVAL, EROFS, ENOSYS, EACCES}) {
+    EXPECT_TRUE(IsFolderFlushed(folder.Path(), error)) << std::strerror(error);
+  }
+  EXPECT_TRUE(Skip([&] { files.FlushFolder(folder.Path("none")); }));
 }
 
 TEST_F(DownloadFilesTest, ReplacesOnlyTheFileThatWasConfirmed) {

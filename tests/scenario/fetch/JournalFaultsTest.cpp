@@ -36,7 +36,7 @@ class JournalFaults : public testing::Test {
     for (const JournalEntry& entry : ReadJournal(sim.disk().Get(kJournal)).entries) states[entry.key.url] = entry.state;
     return states;
   }
-  void OpenAndRemoveOneWithAPart(const std::string& part, std::uint64_t disk = kOtherDisk) {
+  JournalEntry OpenAndRemoveOneWithAPart(const std::string& part, std::uint64_t disk = kOtherDisk) {
     JournalEntry entry = EntryOf("a.bin", 1);
     entry.partPath = part;
     entry.part = {disk, kInode};
@@ -45,13 +45,21 @@ class JournalFaults : public testing::Test {
     sim.Do([&] { journal.Open(); });
     sim.Do([&] { journal.Remove(entry.key); });
     sim.RunFor(1000);
-    EXPECT_FALSE(sim.disk().Has(kPart));
+    return entry;
   }
-  std::string PartOfA() {
+  void OpenNextAndDeleteLeft() {
+    Journal next{sim.platform(), turns, kJournal};
+    sim.Do([&] {
+      next.Open();
+      next.DeleteLeft();
+    });
+    sim.RunFor(1000);
+  }
+  std::string LeftPart() {
     for (const JournalEntry& entry : ReadJournal(sim.disk().Get(kJournal)).entries) {
-      if (entry.key == EntryOf("a.bin", 1).key) return entry.partPath;
+      if (entry.state == JournalState::Gone && !entry.partPath.empty()) return entry.partPath;
     }
-    return "none";
+    return "";
   }
 
   SimPlatform sim{{.web = true}};
@@ -237,7 +245,8 @@ TEST_F(JournalFaults, RewrittenOneStillNamesThePartFilesToBeDeleted) {
   sim.RunFor(1000);
   sim.Do([&] { journal.Put(EntryOf("b.bin", 2)); });
   sim.RunFor(1000);
-  EXPECT_EQ(Written()["https://o.example/a.bin"], JournalState::Gone);
+  EXPECT_FALSE(Written().contains(entry.key.url));
+  EXPECT_EQ(LeftPart(), kPart);
 }
 
 struct LateLine {
@@ -327,11 +336,10 @@ TEST_F(JournalFaults, DeletionWhoseLineIsMissingComesAtTheEndAlsoWhereTheWholeHa
   sim.RunFor(1000);
   ASSERT_EQ(Written()["https://o.example/a.bin"], JournalState::Paused);
   FailOnce(DiskCall::Replace);
-  gone.state = JournalState::Gone;
-  sim.disk().SetCapacity(sim.disk().Used() + JournalLine(gone).size() + 5);
+  sim.disk().SetCapacity(sim.disk().Used() + JournalLine(gone).size() * 2);
   sim.Do([&] { journal.Finish(); });
   EXPECT_EQ(Written()["https://o.example/a.bin"], JournalState::Gone);
-  EXPECT_EQ(PartOfA(), kPart);
+  EXPECT_EQ(LeftPart(), kPart);
 }
 
 // Its line names the part file no more.
@@ -350,46 +358,68 @@ TEST_F(JournalFaults, OneRewrittenNamesNoPartFileThatIsDeleted) {
 TEST_F(JournalFaults, DeletedPartFileIsNamedUntilItsFolderIsFlushed) {
   sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::FlushFolder; });
   OpenAndRemoveOneWithAPart(kPart);
-  EXPECT_EQ(PartOfA(), kPart);
+  EXPECT_FALSE(sim.disk().Has(kPart));
+  EXPECT_EQ(LeftPart(), kPart);
 }
 
 TEST_F(JournalFaults, DeletedPartFileIsNamedNoMoreOnceItsFolderIsFlushed) {
   OpenAndRemoveOneWithAPart(kPart);
-  EXPECT_EQ(PartOfA(), "");
+  EXPECT_FALSE(sim.disk().Has(kPart));
+  EXPECT_EQ(LeftPart(), "");
 }
 
 TEST_F(JournalFaults, PartFileOnADiskThatIsNotMountedIsDeletedOnceItIs) {
   constexpr const char* kOnStick = "/media/u/stick/a.bin.part";
   OpenAndRemoveOneWithAPart(kOnStick);
-  EXPECT_EQ(PartOfA(), kOnStick);
+  EXPECT_EQ(LeftPart(), kOnStick);
 
   sim.disk().PutNumbered(kOnStick, std::string("part"), kInode);
-  Journal next{sim.platform(), turns, kJournal};
-  sim.Do([&] {
-    next.Open();
-    next.DeleteLeft();
-  });
-  sim.RunFor(1000);
+  OpenNextAndDeleteLeft();
   EXPECT_FALSE(sim.disk().Has(kOnStick));
-  EXPECT_EQ(PartOfA(), "");
+  EXPECT_EQ(LeftPart(), "");
+}
+
+// As that of a record that the classic engine has begun, once it is moved in the queue.
+TEST_F(JournalFaults, LeftPartFileOfADownloadThatIsPutAgainIsStillDeletedByTheNextStart) {
+  sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::Delete; }, 1, true);
+  JournalEntry entry = OpenAndRemoveOneWithAPart(kPart);
+  ASSERT_TRUE(sim.disk().Has(kPart));
+  entry.partPath.clear();
+  sim.Do([&] { journal.Put(entry); });
+  sim.RunFor(1000);
+  sim.disk().NoFaults();
+  OpenNextAndDeleteLeft();
+  EXPECT_FALSE(sim.disk().Has(kPart));
+  EXPECT_EQ(Written()[entry.key.url], JournalState::Paused);
+}
+
+// Its number is given again at once.
+TEST_F(JournalFaults, NewPartFileWithTheNameOfALeftOneIsNotDeleted) {
+  sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::FlushFolder; });
+  const JournalEntry entry = OpenAndRemoveOneWithAPart(kPart);
+  sim.disk().PutNumbered(kPart, std::string("new part"), kInode);
+  sim.Do([&] { journal.Put(entry); });
+  sim.RunFor(1000);
+  OpenNextAndDeleteLeft();
+  EXPECT_TRUE(sim.disk().Has(kPart));
 }
 
 // Many file systems are given another with each start of the machine. A folder that waits for its disk is empty.
 TEST_F(JournalFaults, PartFileThatIsMissingAmongOthersIsForgottenAlsoIfTheNumberOfItsDiskHasChanged) {
   sim.disk().Put("/home/u/dl/other.bin", std::string("other"));
   OpenAndRemoveOneWithAPart("/home/u/dl/missing.bin.part");
-  EXPECT_EQ(PartOfA(), "");
+  EXPECT_EQ(LeftPart(), "");
 }
 
 TEST_F(JournalFaults, PartFileIsNamedWhileItsFolderWaitsForItsDisk) {
   sim.disk().MakeFolder("/mnt/stick");
   OpenAndRemoveOneWithAPart("/mnt/stick/a.bin.part");
-  EXPECT_EQ(PartOfA(), "/mnt/stick/a.bin.part");
+  EXPECT_EQ(LeftPart(), "/mnt/stick/a.bin.part");
 }
 
 TEST_F(JournalFaults, PartFileWhoseFolderTheUserHasDeletedIsForgotten) {
   OpenAndRemoveOneWithAPart("/home/u/deleted/a.bin.part", sim.downloadFiles().DiskOf("/home/u"));
-  EXPECT_EQ(PartOfA(), "");
+  EXPECT_EQ(LeftPart(), "");
 }
 
 }  // namespace

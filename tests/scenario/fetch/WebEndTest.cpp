@@ -177,5 +177,24 @@ TEST(WebEnd, FileIsClosedOutsideOfTheEventLoop) {
   EXPECT_EQ(run.sim.downloadFiles().Locked(), 0U);
 }
 
+// It has its name, but a power cut may undo that.
+TEST(WebEnd, FileWhoseNameCannotBeFlushedIsFinishedOnceItCan) {
+  Ending run;
+  run.Add(kUrl);
+  run.sim.disk().FailWhere([](DiskCall call, const std::string&) { return call == DiskCall::FlushFolder; }, 1, true);
+  const auto resume = [&run] {
+    run.sim.Do([&] { run.app.ResumeAll(); });
+    run.sim.RunFor(10'000);
+  };
+  run.sim.RunFor(10'000);
+  EXPECT_EQ(run.StateWord(), "failed");
+  resume();
+  EXPECT_EQ(run.StateWord(), "failed");
+  run.sim.disk().NoFaults();
+  resume();
+  EXPECT_EQ(run.StateWord(), "finished");
+  EXPECT_EQ(run.InFolder(), Names{"a.bin"});
+}
+
 }  // namespace
 }  // namespace pellora

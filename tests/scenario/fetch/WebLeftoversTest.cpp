@@ -296,6 +296,37 @@ TEST(WebLeftovers, PowerCutAfterTheStartThatDeletesTheOldPartFileLeavesNone) {
   }
 }
 
+// The start after a kill calls the file finished: from then on nothing else names it.
+TEST(WebLeftovers, PowerCutAfterTheStartThatFindsTheFileRenamedLosesNothing) {
+  bool killed = true;
+  for (std::uint64_t calls = 1; killed; ++calls) {
+    for (std::uint64_t seed = 0; seed < 5; ++seed) {
+      Session first;
+      const SimContent content = first.Serve(1, 300'000);
+      first.rig.Start(kUrl);
+      ASSERT_TRUE(first.rig.sim.RunUntil([&] { return first.JournalHas("state=renaming"); }));
+      first.rig.sim.disk().CutAt(first.rig.sim.disk().Calls() + calls);
+      first.rig.sim.RunFor(1000);
+      killed = first.rig.sim.Killed();
+      if (!killed) break;
+
+      Session next(first.rig.sim.disk().TakeState());
+      next.rig.Load();
+      next.rig.sim.RunFor(1000);
+      next.rig.sim.disk().PowerCut(seed);
+
+      Session last(next.rig.sim.disk().TakeState());
+      last.Serve(1, 300'000);
+      last.rig.Load();
+      if (!last.rig.Record().Finished) last.rig.Resume();
+      ASSERT_TRUE(last.rig.RunUntilFinished());
+      EXPECT_TRUE(last.rig.sim.disk().Holds(kOutput, content)) << calls << " " << seed;
+      last.rig.sim.RunFor(1000);
+      EXPECT_EQ(last.rig.InFolder(), std::vector<std::string>{"a.bin"}) << calls << " " << seed;
+    }
+  }
+}
+
 TEST(WebLeftovers, DifferenceFoundAfterTheLastByteIsAskedAbout) {
   Session run({}, {.wire = {.bytesPerSecond = 200'000}, .ignoreRange = true});
   run.Serve(1, 200'000);

@@ -463,10 +463,26 @@ TEST_F(ListElsewhere, IsNotReplacedByTheOneBesideTheProgram) {
 TEST_F(ListElsewhere, BeginsWithItsOwnJournalIfThereIsOne) {
   Put(List());
   disk.Put("/prog/Pellora.fetch", "older");
+  disk.Put("/prog/Pellora.fetch.3", "of another download with this number");
   disk.Put("/data/Pellora.fetch", "newer");
   AdoptList(program);
   EXPECT_EQ(disk.Get("/data/Pellora.dat"), List());
   EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "newer");
+  EXPECT_FALSE(disk.Has("/data/Pellora.fetch.3"));
+}
+
+TEST_F(ListElsewhere, HasNoJournalBeforeAllThatItNames) {
+  Put(List());
+  disk.Put("/prog/Pellora.fetch", "journal");
+  disk.Put("/prog/Pellora.fetch.3", "selection");
+  disk.Put("/data/Pellora.fetch.3", "of a journal that is lost");
+  FailEvery(DiskCall::Replace, "/data/Pellora.fetch.3");
+  EXPECT_THROW(AdoptList(program), Failure);
+  EXPECT_FALSE(disk.Has("/data/Pellora.fetch"));
+  disk.NoFaults();
+  AdoptList(program);
+  EXPECT_EQ(disk.Get("/data/Pellora.fetch"), "journal");
+  EXPECT_EQ(disk.Get("/data/Pellora.fetch.3"), "selection");
 }
 
 TEST_F(ListElsewhere, BeginsWithItsOwnJournalIfThatOnlySeemsMissing) {
