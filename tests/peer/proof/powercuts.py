@@ -33,7 +33,7 @@ import servers
 import webservers
 
 SIZES = (30_000, 250_000, 900_000, 2_000_000)
-RATE = 300  # KiB/s of each connection, until the cut
+RATE = 60  # KiB/s of each connection, until the cut: the recorded disk takes some 8 MB/s
 SECTOR = 512
 SETTLED = 8.0  # seconds after which what the program said of a download must survive: the list is saved every five
 MKFS = {"ext4": ["mkfs.ext4", "-q", "-E", "nodiscard"], "xfs": ["mkfs.xfs", "-q", "-K"], "btrfs": ["mkfs.btrfs", "-q", "-K"]}
