@@ -90,9 +90,8 @@ void QueueUntil(Program& program, int index, double at);
 bool WaitsForItsTime(Program& program, int index);
 
 // Puts a new transfer into the record's place and starts it, continuing the plan if there is one; not if ChooseEngine
-// says that no engine may fetch it now. Nothing else runs
-// before the transfer is in its place. Its window is shown if windows are, the record is not quiet and it still has its
-// place then.
+// says that no engine may fetch it now. Nothing else runs before the transfer is in its place. Its window is shown if
+// windows are, the record is not quiet and it still has its place then.
 Task<> StartTransfer(Program* program, std::int16_t index, Start start);
 
 }  // namespace pellora

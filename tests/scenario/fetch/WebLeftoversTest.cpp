@@ -388,6 +388,7 @@ TEST(WebLeftovers, FinishedDownloadStaysFinishedIfTheJournalCouldNotBeWritten) {
   Session next(first.rig.sim.disk().TakeState());
   next.rig.Load();
   ASSERT_EQ(next.rig.IndexOf(kUrl), 1);
+  ASSERT_NE(next.rig.program.Web(1), nullptr);
   EXPECT_TRUE(next.rig.Record().Finished);
   EXPECT_FALSE(next.rig.Record().Paused);
   EXPECT_EQ(next.rig.Web().standing, WebStanding::Finished);
