@@ -5,9 +5,10 @@ servers that fail, restarts and kills, by plans made from seeds.
     monkey.py [--seed N] [--rounds N] [--steps N] [--pictures FOLDER]       as root
 
 After each step the program must run and answer, with no report of a sanitizer in its log and no window without a
-title. In the end all windows must close, the program quit, the next start show the same list, and what honest servers
-have arrive as it is there. PELLORA_PROGRAM names the program's folder; build/asan-desktop/Pellora (cmake --preset
-asan-desktop) finds most. A seed repeats the steps, but not always what they meet.
+title. In the end all windows must close, the program quit, the next start show the same list, what honest servers have
+arrive as it is there, and no part of it have been fetched again and again. A round fails, too, where the monkey has chosen
+a place to save to that does not exist. PELLORA_PROGRAM names the program's folder; build/asan-desktop/Pellora (cmake
+--preset asan-desktop) finds most. A seed repeats the steps, but not always what they meet.
 
 The monkey also uses file dialogs, which can delete: in its own namespace all but a new /tmp is read-only."""
 
@@ -37,6 +38,7 @@ REPORTS = ("ERROR: AddressSanitizer", "runtime error:", "terminate called")
 PROMPT = 20.0  # seconds; Qt waits 15 to paste from a program that does not answer
 MEMORY = 2 << 30  # bytes, with what the sanitizers need
 WINDOWS = 60
+REPEATED = 30  # answers of the same length to requests for the same file; there are up to eight connections
 
 
 class Monkey(hands.Hands):
@@ -58,6 +60,7 @@ class Monkey(hands.Hands):
         self.tray = self.start("trayer", "--edge", "bottom", "--align", "right", "--width", "160", "--widthtype", "pixel")
         self.session.start()
         self.link = self.session.connect()
+        self.requests = len(servers.log())
 
     def close(self):
         self.link.close()
@@ -200,6 +203,12 @@ class Monkey(hands.Hands):
         time.sleep(0.5)
         return not left
 
+    def judge_requests(self):
+        answers = collections.Counter(tuple(line.split()[6:10:3]) for line in self.servers.log()[self.requests:])
+        for (path, length), times in answers.most_common(1):
+            if times > REPEATED:
+                raise hands.Fault("%d answers of %s bytes to requests for %s" % (times, length, path))
+
     def finish(self):
         self.x.button(1, False)
         self.end_helpers()
@@ -217,6 +226,7 @@ class Monkey(hands.Hands):
         control("resume")
         harness.wait_until(lambda: all(row[4] == "finished" for row in self.rows() if playground.HONEST.search(row[3])),
                            60, "what honest servers have", slowness=1)
+        self.judge_requests()
         self.judge()
 
     def run(self, steps):

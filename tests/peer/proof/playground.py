@@ -12,7 +12,7 @@ import origin
 import webservers
 
 SIZES = (30000, 400000, 3000000)
-HONEST = re.compile(r":\d+/d/\d+-(\d+)\.bin$")
+HONEST = re.compile(r"^\S+:\d+/d/\d+-(\d+)\.bin$")
 # A window manager without menus, which start programs.
 OPENBOX = """<openbox_config xmlns="http://openbox.org/3.4/rc"><mouse><context name="Client">
 <mousebind button="Left" action="Press"><action name="Focus"/><action name="Raise"/></mousebind>
