@@ -70,10 +70,19 @@ void RangePlan::EndRequestAt(int lane, std::int64_t end) { LaneAt(lane).limit = 
 void RangePlan::Release(int lane) {
   if (LaneAt(lane).twinnedBy >= 0) LaneAt(LaneAt(lane).twinnedBy).twin = false;
   for (Lane& other : lanes_) {
-    if (other.twinnedBy == lane) other.twinnedBy = -1;
+    if (other.twinnedBy != lane) continue;
+    other.twinnedBy = -1;
+    CutToMissing(other);
   }
   Begin(lane, {}, 0);
   LaneAt(lane).active = false;
+}
+
+// What a second run has fetched of the end of this piece must not count as left: it would be run again and again.
+void RangePlan::CutToMissing(Lane& lane) {
+  if (!lane.active || lane.at >= lane.end) return;
+  const std::vector<Range> missing = held_.Missing({lane.at, lane.end});
+  lane.end = missing.empty() ? lane.at : missing.back().end;
 }
 
 void RangePlan::SetRate(int lane, double bytesPerSecond) { LaneAt(lane).rate = bytesPerSecond; }

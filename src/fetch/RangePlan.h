@@ -111,6 +111,7 @@ class RangePlan {
   int Count() const { return static_cast<int>(lanes_.size()); }
   std::int64_t End() const;
   void Begin(int lane, Range piece, std::int64_t limit);
+  void CutToMissing(Lane& lane);
   double RateOf(int lane) const;
   std::int64_t MinimumOf(int lane) const;
   double SecondsLeft(int lane) const;

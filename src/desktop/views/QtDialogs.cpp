@@ -13,6 +13,7 @@
 #include <QScreen>
 #include <QStandardPaths>
 #include <QTextBoundaryFinder>
+#include <QTimer>
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -182,6 +183,16 @@ void QtDialogs::SetButtonCaptions(QMessageBox& box) const {
   }
 }
 
+// While a menu of Qt's own is open, such as that of the headings in a file dialog, it lives on the stack of its
+// handler.
+void QtDialogs::DeleteWithoutMenus(QDialog& dialog) {
+  constexpr int kAgainMilliseconds = 50;
+  QWidget* const menu = QApplication::activePopupWidget();
+  if (menu == nullptr) return dialog.deleteLater();
+  menu->close();
+  QTimer::singleShot(kAgainMilliseconds, &dialog, [&dialog] { DeleteWithoutMenus(dialog); });
+}
+
 void QtDialogs::AskSavePath(const SaveRequest& request, std::function<void(std::optional<std::string> path)> answered) {
   auto* dialog = new QFileDialog(nullptr, DisplayLine(request.title));
   dialog->setAcceptMode(QFileDialog::AcceptSave);
@@ -221,7 +232,7 @@ void QtDialogs::OpenFileDialog(QFileDialog& dialog, std::function<void(std::opti
 void QtDialogs::Open(QDialog& dialog) {
   std::erase_if(open_, [](const QPointer<QDialog>& known) { return known.isNull(); });
   open_.emplace_back(&dialog);
-  dialog.setAttribute(Qt::WA_DeleteOnClose);
+  connect(&dialog, &QDialog::finished, &dialog, [&dialog] { DeleteWithoutMenus(dialog); });
   dialog.setWindowIcon(Drawing(QStringLiteral("program")));
   // Blocks input to the whole program; show() returns at once.
   dialog.setWindowModality(Qt::ApplicationModal);

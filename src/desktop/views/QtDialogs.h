@@ -40,6 +40,7 @@ class QtDialogs : public QObject, public Dialogs {
  private:
   void SetButtonCaptions(QMessageBox& box) const;
   void Open(QDialog& dialog);
+  static void DeleteWithoutMenus(QDialog& dialog);
   void OpenFileDialog(QFileDialog& dialog, std::function<void(std::optional<std::string> path)> answered);
   void Post(std::function<void()> answer);
 

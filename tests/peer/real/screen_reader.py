@@ -48,7 +48,7 @@ def tops():
     desktop = Atspi.get_desktop(0)
     for number in range(desktop.get_child_count()):
         application = desktop.get_child_at_index(number)
-        for index in range(application.get_child_count()):
+        for index in range(application.get_child_count() if application else 0):
             top = application.get_child_at_index(index)
             if top:
                 yield top

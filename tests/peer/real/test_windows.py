@@ -114,5 +114,20 @@ class DisplayEnds(Case):
         self.stop()
 
 
+class SaveDialog(Case):
+    settings = {"SaveAs": "True"}
+
+    def test_may_be_closed_while_the_menu_of_its_headings_is_open(self):
+        self.session.start()
+        self.session.menu_url(self.serve("/a.bin"))
+        dialog, _ = self.session.wait_dialog()
+        left, top, width, _ = self.x.place(dialog)
+        self.open_menu(lambda: self.x.click(left + width // 2, top + 60, button=3))
+        self.session.close_window(dialog)
+        harness.wait_until(lambda: not self.x.menus(), 20, "the end of the menu")
+        self.assertEqual(self.session.companion.downloads(), [])
+        self.stop()
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -222,6 +222,28 @@ TEST(RangePlan, RunsTheLastPieceTwice) {
   EXPECT_EQ(plan.Next(0), LaneNext::Close);
 }
 
+// A server with a limit of speed sends the first bytes of each answer at once.
+TEST(RangePlan, RunsTwiceOnlyWhatIsMissing) {
+  RangePlan plan = Fresh(10 * kMiB, 2);
+  (void)Give(plan, {1});
+  (void)plan.Received(1, 5 * kMiB);
+  plan.Release(1);
+  (void)plan.Received(0, 4 * kMiB);
+  plan.SetRate(0, kMiB / 2);
+  plan.SetRate(1, 3 * kMiB / 2);
+  EXPECT_EQ(Give(plan, {1}), (Pieces{{1, {4 * kMiB + kMiB / 4, 5 * kMiB}}}));
+  (void)plan.Received(1, 3 * kMiB / 4);
+  plan.Release(1);
+  EXPECT_EQ(plan.Next(0), LaneNext::Continue);
+  EXPECT_EQ(Give(plan, {1}), (Pieces{{1, {4 * kMiB + kMiB / 16, 4 * kMiB + kMiB / 4}}}));
+  EXPECT_EQ(plan.Received(1, kMiB / 8).needed, (Ranges{{4 * kMiB + kMiB / 16, 4 * kMiB + 3 * kMiB / 16}}));
+  plan.Release(1);  // it was lost
+  EXPECT_EQ(plan.PieceOf(0).end, 4 * kMiB + kMiB / 4);
+  EXPECT_EQ(plan.Received(0, kMiB).needed,
+            (Ranges{{4 * kMiB, 4 * kMiB + kMiB / 16}, {4 * kMiB + 3 * kMiB / 16, 4 * kMiB + kMiB / 4}}));
+  EXPECT_TRUE(plan.Complete());
+}
+
 TEST(RangePlan, EndsRequestsWithoutAnEndAtTheirPiece) {
   RangePlan plan(10 * kMiB, {}, {.lanes = 2, .openRequests = true});
   plan.Adopt(0, {0, -1});
