@@ -15,14 +15,12 @@ import time
 HEAD = struct.Struct("<dQQ")
 
 
-def entries(record, until):
-    """(end in the record, time, offset, bytes) of each whole entry before this position."""
+def entries(record):
+    """(end in the record, time, offset, bytes) of each entry."""
     with open(record, "rb") as f:
         while len(head := f.read(HEAD.size)) == HEAD.size:
             seconds, offset, length = HEAD.unpack(head)
             data = f.read(length)
-            if len(data) < length or f.tell() > until:
-                return
             yield f.tell(), seconds, offset, data
 
 
