@@ -255,8 +255,11 @@ def main():
     parser.add_argument("--seed", type=int, default=1, help="the first one")
     parser.add_argument("--rounds", type=int, default=10)
     parser.add_argument("--steps", type=int, default=150)
-    parser.add_argument("--pictures", metavar="FOLDER", help="gets a picture of the display for each seed that fails")
+    parser.add_argument("--pictures", metavar="FOLDER",
+                        help="not below /tmp; gets a picture of the display for each seed that fails")
     arguments = parser.parse_args()
+    if os.path.abspath(arguments.pictures or "/").startswith("/tmp/"):
+        parser.error("the monkey has a new /tmp")
     support.own_mounts(sys.argv)
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     servers = playground.prepare(arguments.pictures)
