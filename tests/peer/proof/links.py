@@ -135,7 +135,23 @@ class Base(Case):
         self.wait_state(url, "paused")
 
 
-class Links(Base):
+class SlowLinks:
+    """Tests of slow links, for either engine."""
+
+    def test_slow_link_with_a_short_queue_loses_packets_but_no_byte(self):
+        self.link.slow("rate", "2mbit", "burst", "10kb", "limit", "15000")
+        _, url = self.start_nginx("0")
+        self.session.menu_url(url)
+        self.finish(url)
+
+    def test_slow_link_with_a_long_queue_delays_but_completes_the_download(self):
+        self.link.slow("rate", "3mbit", "burst", "10kb", "latency", "1500ms")
+        _, url = self.start_nginx("0")
+        self.session.menu_url(url)
+        self.finish(url)
+
+
+class Links(SlowLinks, Base):
     def test_download_continues_after_the_link_was_down_for_a_while(self):
         _, url = self.start_nginx()
         self.begin(url)
@@ -192,18 +208,6 @@ class Links(Base):
         time.sleep(5)
         self.assertLess(self.session.response_seconds(), harness.PROMPT)
         self.link.up()
-        self.finish(url)
-
-    def test_slow_link_with_a_short_queue_loses_packets_but_no_byte(self):
-        self.link.slow("rate", "2mbit", "burst", "10kb", "limit", "15000")
-        _, url = self.start_nginx("0")
-        self.session.menu_url(url)
-        self.finish(url)
-
-    def test_slow_link_with_a_long_queue_delays_but_completes_the_download(self):
-        self.link.slow("rate", "3mbit", "burst", "10kb", "latency", "1500ms")
-        _, url = self.start_nginx("0")
-        self.session.menu_url(url)
         self.finish(url)
 
 

@@ -54,7 +54,7 @@ class Base(links.Base):
         self.assertEqual(os.listdir(self.session.downloads), ["a.bin"])
 
 
-class Links(Base):
+class Links(links.SlowLinks, Base):
     def test_download_continues_after_the_link_was_down_for_a_while(self):
         _, url = self.begin_slowly()
         self.link.down()
@@ -112,18 +112,6 @@ class Links(Base):
         time.sleep(5)
         self.assertEqual(self.received(url), kept)
         self.link.up()
-        self.finish(url)
-
-    def test_slow_link_with_a_short_queue_loses_packets_but_no_byte(self):
-        self.link.slow("rate", "2mbit", "burst", "10kb", "limit", "15000")
-        _, url = self.start_nginx("0")
-        self.session.menu_url(url)
-        self.finish(url)
-
-    def test_slow_link_with_a_long_queue_delays_but_completes_the_download(self):
-        self.link.slow("rate", "3mbit", "burst", "10kb", "latency", "1500ms")
-        _, url = self.start_nginx("0")
-        self.session.menu_url(url)
         self.finish(url)
 
 

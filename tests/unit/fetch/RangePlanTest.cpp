@@ -204,14 +204,20 @@ TEST(RangePlan, GivesAgainWhatALostLaneHasNotFetched) {
   EXPECT_EQ(Give(plan, {2}), (Pieces{{2, {45 * kMiB, 60 * kMiB}}}));
 }
 
-TEST(RangePlan, RunsTheLastPieceTwice) {
-  RangePlan plan = Fresh(10 * kMiB, 3);
+// 10 MiB, of which lane 0 slowly fetches the last of the first half. Lane 1 was faster and is free.
+RangePlan AtItsLastPiece(int lanes) {
+  RangePlan plan = Fresh(10 * kMiB, lanes);
   (void)Give(plan, {1});
   (void)plan.Received(1, 5 * kMiB);
   plan.Release(1);
   (void)plan.Received(0, 4 * kMiB);
   plan.SetRate(0, kMiB / 2);
   plan.SetRate(1, 3 * kMiB / 2);
+  return plan;
+}
+
+TEST(RangePlan, RunsTheLastPieceTwice) {
+  RangePlan plan = AtItsLastPiece(3);
   // Too little to take away, two seconds of the lane.
   EXPECT_EQ(Give(plan, {1, 2}), (Pieces{{1, {4 * kMiB + kMiB / 4, 5 * kMiB}}}));  // and not a third time
   EXPECT_EQ(plan.PieceOf(0).end, 5 * kMiB);
@@ -224,13 +230,7 @@ TEST(RangePlan, RunsTheLastPieceTwice) {
 
 // A server with a limit of speed sends the first bytes of each answer at once.
 TEST(RangePlan, RunsTwiceOnlyWhatIsMissing) {
-  RangePlan plan = Fresh(10 * kMiB, 2);
-  (void)Give(plan, {1});
-  (void)plan.Received(1, 5 * kMiB);
-  plan.Release(1);
-  (void)plan.Received(0, 4 * kMiB);
-  plan.SetRate(0, kMiB / 2);
-  plan.SetRate(1, 3 * kMiB / 2);
+  RangePlan plan = AtItsLastPiece(2);
   EXPECT_EQ(Give(plan, {1}), (Pieces{{1, {4 * kMiB + kMiB / 4, 5 * kMiB}}}));
   (void)plan.Received(1, 3 * kMiB / 4);
   plan.Release(1);
